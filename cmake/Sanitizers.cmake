@@ -1,0 +1,16 @@
+# Sanitizers and coverage hold for everything built here, tests included: a program that mixes
+# instrumented and plain objects reports wrongly.
+
+set(ETABULON_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them: address,undefined")
+option(ETABULON_COVERAGE "Record line coverage" OFF)
+
+set(ETABULON_INSTRUMENTATION)
+if(ETABULON_SANITIZE)
+    list(APPEND ETABULON_INSTRUMENTATION
+        -fsanitize=${ETABULON_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+endif()
+if(ETABULON_COVERAGE)
+    list(APPEND ETABULON_INSTRUMENTATION --coverage)
+endif()
+add_compile_options(${ETABULON_INSTRUMENTATION})
+add_link_options(${ETABULON_INSTRUMENTATION})
