@@ -21,9 +21,9 @@ namespace etabulon::detail {
 /// Without, the condition is compiled but never evaluated: it must have no effect of its own.
 /// Usable in constexpr functions. Variadic, so that commas of template arguments may stand in it.
 #if defined(ETABULON_CHECKS)
-#define E_EXPECTS(...)               \
-    (static_cast<bool>(__VA_ARGS__)  \
-         ? static_cast<void>(0)      \
+#define E_EXPECTS(...)              \
+    (static_cast<bool>(__VA_ARGS__) \
+         ? static_cast<void>(0)     \
          : ::etabulon::detail::ExpectationFailed(#__VA_ARGS__, __FILE__, __LINE__))
 #else
 #define E_EXPECTS(...) static_cast<void>(sizeof(static_cast<bool>(__VA_ARGS__)))
