@@ -1,0 +1,71 @@
+#pragma once
+
+#include "etabulon/sql/ESqlError.h"
+#include "etabulon/sql/fwd.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace etabulon {
+
+/// One value on its way into a statement, or out of it where a whole row isn't wanted.
+/// Bytes are borrowed: until the next step when they come out, until Bind returns when they go in.
+struct ESqlValue {
+    enum class Kind : std::uint8_t { Null = 0, Int = 1, Real = 2, Text = 3, Blob = 4 };
+    Kind kind = Kind::Null;
+    std::int64_t integer = 0;
+    double real = 0;
+    const char* bytes = nullptr;
+    std::size_t size = 0;
+};
+
+enum class ESqlStep : std::uint8_t {
+    Row = 0,
+    Done = 1,    // the real end, and only that
+    Failed = 2,  // anything else; the connection tells what
+};
+
+/// A prepared statement. It must go before its connection.
+class ETABULON_API ISqlStatement {
+public:
+    virtual ~ISqlStatement() = default;
+    /// Parameters are counted from 1 and keep their values over Reset.
+    virtual void Bind(int parameter, const ESqlValue& value) = 0;
+    /// Never interrupted.
+    [[nodiscard]] virtual ESqlStep Step() = 0;
+    /// A step of a walk: the row is decoded into `row` in the same call, and Interrupt ends it.
+    [[nodiscard]] virtual ESqlStep StepWalk(ESqlRow& row) = 0;
+    /// Decodes the row that the statement stands on.
+    virtual void ReadRow(ESqlRow& row) = 0;
+    [[nodiscard]] virtual ESqlValue Column(int column) = 0;
+    /// Ends the run and gives up what it locked.
+    virtual void Reset() = 0;
+};
+
+/// A connection to an engine: what adapters implement. One thread at a time, but for Interrupt.
+class ETABULON_API ISqlConnection {
+public:
+    virtual ~ISqlConnection() = default;
+    /// Null where the statement is bad; the error tells.
+    [[nodiscard]] virtual std::unique_ptr<ISqlStatement> Prepare(const std::string& statement) = 0;
+    /// Runs a statement without results; false on failure.
+    [[nodiscard]] virtual bool Execute(const char* statement) = 0;
+    /// Of the last failure.
+    [[nodiscard]] virtual ESqlError LastError() const = 0;
+    /// The statement that begins a transaction which may write at once.
+    [[nodiscard]] virtual const char* BeginStatement() const = 0;
+    /// A transaction is open; what an engine says when it can't know is false.
+    [[nodiscard]] virtual bool IsInTransaction() const = 0;
+    /// The line to the engine is sound: a failed commit is known to be no commit.
+    [[nodiscard]] virtual bool IsAlive() const = 0;
+    /// From any thread: the walk steps fail with kDataInterrupted until ResetInterrupt.
+    virtual void Interrupt() noexcept = 0;
+    virtual void ResetInterrupt() noexcept = 0;
+    [[nodiscard]] virtual bool IsInterrupted() const noexcept = 0;
+    /// Names the database within this process, for locks and versions.
+    [[nodiscard]] virtual const std::string& Identity() const = 0;
+};
+
+}  // namespace etabulon

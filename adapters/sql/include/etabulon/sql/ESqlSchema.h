@@ -1,0 +1,61 @@
+#pragma once
+
+#include "etabulon/foundation/Chaine.h"
+#include "etabulon/foundation/EDataType.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace etabulon {
+
+/// What text equality in SQL is worth against the equality of variants: decides what a range may
+/// push without becoming narrower than the filter.
+enum class ESqlPush : std::uint8_t {
+    Never = 0,
+    Number = 1,   // whole numbers and reals, by value
+    Text = 2,     // texts by bytes, or more widely
+    IsoDate = 3,  // dates kept as YYYY-MM-DD
+};
+
+/// A column as the dictionary declares it.
+struct ESqlColumn {
+    Chaine name;             // in the database
+    Chaine code;             // of the variable
+    Chaine declared;         // the declared type
+    int type = TYPE_CHAINE;  // of the variable
+    bool notNull = false;
+    bool generated = false;    // read, never written
+    bool binaryOrder = false;  // is ordered by bytes without being told
+    ESqlPush push = ESqlPush::Never;
+};
+
+/// How rows of a table are told apart.
+enum class ESqlKeyKind : std::uint8_t {
+    None = 0,     // a view: walked, never written
+    Integer = 1,  // one column that holds nothing but 64-bit integers: the position itself
+    RowId = 2,    // no key, addressed by the engine's own row number, which is the position
+    Columns = 3,  // key columns; positions are numbers from a registry
+};
+
+struct ESqlForeignKey {
+    Chaine name;                        // of the constraint, else of its column
+    std::vector<unsigned> columns;      // own, by index
+    Chaine target;                      // the table's name in the database
+    std::vector<Chaine> targetColumns;  // names in the database; empty: its primary key
+};
+
+/// A table or view, read once when the source is opened.
+struct ESqlTableInfo {
+    Chaine name;
+    Chaine code;
+    Chaine qualifiedName;  // quoted, with its schema: ready for a statement
+    bool isView = false;
+    ESqlKeyKind keyKind = ESqlKeyKind::None;
+    std::string rowIdName;      // for RowId: an unquoted name that no column hides
+    std::vector<unsigned> key;  // column indexes in key order
+    std::vector<ESqlColumn> columns;
+    std::vector<ESqlForeignKey> foreignKeys;
+};
+
+}  // namespace etabulon

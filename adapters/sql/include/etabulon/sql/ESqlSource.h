@@ -1,0 +1,93 @@
+#pragma once
+
+#include "etabulon/foundation/DDico.h"
+#include "etabulon/sql/ESqlEngine.h"
+#include "etabulon/sql/ESqlError.h"
+#include "etabulon/sql/ESqlSchema.h"
+#include "etabulon/sql/ESqlTable.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <vector>
+
+namespace etabulon {
+
+enum class ESqlOpenMode : std::uint8_t {
+    ReadOnly = 0,   // changes no byte and creates no file
+    ReadWrite = 1,  // the database must exist: none is ever created
+};
+
+/// A database: where it lies, how it was opened, and the dictionary read from its schema.
+///
+/// A table or view is a rubric, a column a variable whose accelerator is its number from 1 (within
+/// its table); codes are SqlCode of the names, with a suffix _2, _3... where codes fold to one, and
+/// headers the names themselves. Foreign keys are links, and each rubric is a link target.
+///
+/// Ownership  outlives the tables, cursors and link lookups made from it: they name its dictionary.
+/// Threads    OpenTable, the counts and link lookups may be called from any thread; each table
+///            and lookup has a connection of its own.
+/// Schema     read once; a change of schema shows as failing statements until the source is opened
+/// anew.
+class ETABULON_API ESqlSource {
+public:
+    ESqlSource(const ESqlSource&) = delete;
+    ESqlSource& operator=(const ESqlSource&) = delete;
+    virtual ~ESqlSource();
+
+    [[nodiscard]] DDico* Dico() noexcept { return &dico_; }
+    [[nodiscard]] const DDico* Dico() const noexcept { return &dico_; }
+    /// The tables and views in the order of their names; the same order as the dictionary's
+    /// rubrics.
+    [[nodiscard]] std::span<const ESqlTableInfo> Tables() const noexcept { return tables_; }
+    /// By rubric code, else by name in the database; null where there is none.
+    [[nodiscard]] const ESqlTableInfo* FindTable(const Chaine& codeOrName) const;
+    [[nodiscard]] DRubric* Rubric(const ESqlTableInfo& table);
+    [[nodiscard]] ESqlOpenMode Mode() const noexcept { return mode_; }
+    /// What names the database to people; never with a password.
+    [[nodiscard]] const Chaine& Location() const noexcept { return location_; }
+
+    /// Opens a table on a connection of its own; null with `error`.
+    [[nodiscard]] std::unique_ptr<ESqlTable> OpenTable(const Chaine& codeOrName,
+                                                       const ESqlTableOptions& options,
+                                                       ESqlError& error);
+    [[nodiscard]] std::unique_ptr<ESqlTable> OpenTable(const Chaine& codeOrName, ESqlError& error) {
+        return OpenTable(codeOrName, ESqlTableOptions{}, error);
+    }
+    /// The number of rows; -1 with `error`.
+    [[nodiscard]] std::int64_t CountRows(const Chaine& codeOrName, ESqlError& error);
+    /// The number of distinct values of a column, by code or name; NULL isn't counted. -1 with
+    /// `error`.
+    [[nodiscard]] std::int64_t CountDistinct(const Chaine& codeOrName, const Chaine& column,
+                                             ESqlError& error);
+
+    /// A further connection to the same database in the same mode; null with `error`.
+    [[nodiscard]] virtual std::unique_ptr<ISqlConnection> Connect(ESqlError& error) = 0;
+    /// Counts the walks begun on tables of this source: rows kept by link lookups are of one walk.
+    [[nodiscard]] std::atomic<std::uint64_t>& Walks() noexcept { return walks_; }
+
+protected:
+    ESqlSource(const Chaine& location, ESqlOpenMode mode) : location_(location), mode_(mode) {}
+    /// Takes over the schema and makes the dictionary: codes, keys, links, link sources. The
+    /// connection stays for counts.
+    void BuildDictionary(std::vector<ESqlTableInfo> tables,
+                         std::unique_ptr<ISqlConnection> connection);
+
+private:
+    void GiveCodes();
+    void AddRubrics();
+    void AddLinks();
+    [[nodiscard]] std::int64_t AskNumber(const std::string& statement, ESqlError& error);
+
+    Chaine location_;
+    ESqlOpenMode mode_;
+    std::vector<ESqlTableInfo> tables_;
+    DDico dico_;
+    std::atomic<std::uint64_t> walks_{0};
+    std::mutex lock_;
+    std::unique_ptr<ISqlConnection> connection_;  // guarded by lock_
+};
+
+}  // namespace etabulon

@@ -1,0 +1,119 @@
+#pragma once
+
+#include "etabulon/foundation/EDataTable.h"
+#include "etabulon/sql/ESqlError.h"
+#include "etabulon/sql/ESqlSchema.h"
+#include "etabulon/sql/fwd.h"
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace etabulon {
+
+class DRubric;
+class ETabulonValue;
+
+/// What of a table is opened.
+struct ESqlTableOptions {
+    /// Variable indexes of the rubric, in the order in which the fields are wanted; empty = all.
+    /// The key is read in any case, but is a field only if it is listed. See UseColumns.
+    std::vector<unsigned> columns;
+};
+
+/// What came of a write session: since its first BeginDelete.
+struct ESqlSessionRecord {
+    std::uint64_t attempts = 0;
+    std::uint64_t successes = 0;
+    std::uint64_t failures = 0;
+    ESqlError first;  // the first failure; status 0 without one
+};
+
+enum class ESqlOutcome : std::uint8_t {
+    Committed = 0,
+    RolledBack = 1,
+    Unknown = 2,  // the line was lost in the commit
+};
+
+/// A table or view of a database.
+///
+/// Positions  of a single integer key the key itself (values at or below -1 less one), of a table
+///            without a key its row number, otherwise a number that is never reused while the table
+///            lives.
+/// Walks      without a write session one streaming statement; inside one, and once a write happens
+/// in
+///            mid-walk, over a list of keys taken first. A walk given up before its end keeps
+///            its statement open, and thereby a read lock: EndWalk lets it go.
+/// Writes     each is atomic and durable by itself; inside an atomic session they stand or fall
+///            together. Only columns that differ from the loaded record are written; an insert
+///            leaves out those that are missing, and the record is then read again.
+/// Threads    one at a time, but for Interrupt. It has a connection of its own.
+/// Failure    by status, with LastErrorText and LastErrorCode beside it.
+class ETABULON_API ESqlTable : public EDataTable {
+public:
+    /// For sources.
+    ESqlTable(ESqlSource& source, const ESqlTableInfo& info, DRubric& rubric,
+              std::vector<unsigned> columns, std::unique_ptr<ISqlConnection> connection);
+    ~ESqlTable() override;
+
+    EPosition GetFirst() override;
+    EPosition GetLast() override;
+    EPosition GetNext() override;
+    EPosition GetPrevious() override;
+    EPosition RePos(EPosition newPosition, bool flag) override;
+    EPosition Insert() override;
+    EPosition Update(EPosition where) override;
+    bool DeleteOne(EPosition where) override;
+    void BeginDelete() override;
+    void EndDelete() override;
+    std::int32_t Lock(EPosition where, bool wait) override;
+    void Unlock() override;
+    bool LoadBuffer() override;
+    const EFieldKey& CurKey() override;
+    std::int32_t LockRecord(EPosition where, bool wait) override;
+    std::int32_t UnlockRecord(EPosition where) override;
+    [[nodiscard]] Chaine LastErrorText() const override;
+    [[nodiscard]] int LastErrorCode() const override;
+
+    [[nodiscard]] const ESqlTableInfo& Info() const noexcept;
+    [[nodiscard]] const DRubric& Rubric() const noexcept;
+    /// The variable indexes behind the fields.
+    [[nodiscard]] const std::vector<unsigned>& Columns() const noexcept;
+    /// Opened for writing, and has something to address rows by.
+    [[nodiscard]] bool IsWritable() const noexcept;
+
+    /// Forgets the range of the next walk.
+    void ClearRange();
+    /// Narrows the next walk to rows whose column (by variable index) equals `value`, a null value
+    /// being missing. False where that can't be pushed without being narrower than the
+    /// variants' equality; the walk then just stays wider.
+    bool AddRange(unsigned column, const ETabulonValue& value);
+    /// Orders walks by these columns (missing values first, texts by bytes) and then by the key.
+    void SetOrder(std::vector<unsigned> columns);
+    /// Ends the walk and gives up the read lock that it holds.
+    void EndWalk();
+    /// The statement of the last walk.
+    [[nodiscard]] Chaine WalkStatement() const;
+
+    /// From any thread: a running or coming step of a walk, and a wait for a lock, end with
+    /// kDataInterrupted, until ResetInterrupt. Reads by position and writes aren't touched.
+    void Interrupt() noexcept;
+    void ResetInterrupt() noexcept;
+
+    /// How many values of a column (by variable index) weren't of its type and were read as
+    /// missing.
+    [[nodiscard]] std::uint64_t MismatchCount(unsigned column) const;
+
+    /// All writes until Commit or Rollback stand or fall together. The result is a status.
+    [[nodiscard]] std::int32_t BeginAtomic();
+    ESqlOutcome Commit();
+    ESqlOutcome Rollback();
+    [[nodiscard]] bool IsInAtomic() const noexcept;
+    [[nodiscard]] const ESqlSessionRecord& Session() const noexcept;
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace etabulon

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "etabulon/cursors/ETabulonCursorEData.h"
+#include "etabulon/sql/ESqlTable.h"
+
+namespace etabulon {
+
+/// The table cursor over an ESqlTable: narrows the table to the tag, is cancelled in the midst of a
+/// long statement, and writes to the record that the key names.
+class ETABULON_API ETabulonCursorSql : public ETabulonCursorEData {
+public:
+    ETabulonCursorSql() = default;
+    ~ETabulonCursorSql() override;
+
+    void Init(const ETabulonLevels& levels, ESqlTable* table, bool ownsTable);
+    [[nodiscard]] ESqlTable* Table() const noexcept { return table_; }
+
+    void Cancel() override;
+    CursorStatus SetKeyRange(const ETabulonTag& tag, EData* table) const override;
+
+protected:
+    void ResetCancel() override;
+    CursorStatus Reset(const ETabulonTag& tag) override;
+    CursorStatus GetNext() override;
+    CursorStatus Delete(const ETabulonPrimaryKey& key, const ETabulonTag& tag) override;
+    CursorStatus MoveToTag(const ETabulonPrimaryKey& key, const ETabulonTag& tag) override;
+
+private:
+    ESqlTable* table_ = nullptr;  // the base's table; the base owns it
+};
+
+}  // namespace etabulon

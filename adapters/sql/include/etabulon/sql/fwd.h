@@ -1,0 +1,15 @@
+#pragma once
+
+namespace etabulon {
+
+class ESqlRow;
+class ESqlSource;
+class ESqlTable;
+class ETabulonCursorSql;
+class ISqlConnection;
+class ISqlStatement;
+struct ESqlError;
+struct ESqlTableInfo;
+struct ESqlTableOptions;
+
+}  // namespace etabulon
