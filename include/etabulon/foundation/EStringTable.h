@@ -1,0 +1,13 @@
+#pragma once
+
+#include "etabulon/foundation/EExport.h"
+
+#include <string_view>
+
+namespace etabulon {
+
+/// The texts that the library shows, by number. Constant: exists before any other code runs.
+/// Returns "" for an unknown number.
+[[nodiscard]] ETABULON_API std::string_view StringTableText(unsigned stringID) noexcept;
+
+}  // namespace etabulon

@@ -1,0 +1,144 @@
+#pragma once
+
+// The parts of EVariant that a walk passes through several times for each record. Included at the
+// end of EVariant.h, and nowhere else.
+
+#include "etabulon/foundation/EVariant.h"
+
+#include <limits>
+#include <utility>
+
+namespace etabulon {
+
+template <class T>
+EVariant::EVariant(std::uint16_t type, T value) noexcept
+    : type_(type), size_(sizeof value), kind_(Kind::Inline), rep_(static_cast<std::uint8_t>(type)) {
+    std::memcpy(store_.bytes, &value, sizeof value);
+}
+
+inline EVariant::EVariant(const Chaine& text)
+    : type_(TYPE_CHAINE), size_(4), kind_(Kind::Text), rep_(TYPE_CHAINE) {
+    Chaine::Retain(text.GetBody());
+    store_.text = text.GetBody();
+}
+
+inline EVariant::EVariant(unsigned long number)
+    : EVariant(TYPE_UINT32, number > std::numeric_limits<std::uint32_t>::max()
+                                ? std::numeric_limits<std::uint32_t>::max()
+                                : static_cast<std::uint32_t>(number)) {}
+inline EVariant::EVariant(unsigned number) : EVariant(TYPE_UINT32, std::uint32_t{number}) {}
+inline EVariant::EVariant(int number) : EVariant(TYPE_LONG, std::int32_t{number}) {}
+
+inline EVariant EVariant::FromInt64(std::int64_t number) noexcept {
+    return EVariant(TYPE_INT64, number);
+}
+inline EVariant EVariant::FromDouble(double number) noexcept {
+    return EVariant(TYPE_DOUBLE, number);
+}
+
+inline void EVariant::CopyHeader(const EVariant& other) noexcept {
+    type_ = other.type_;
+    size_ = other.size_;
+    kind_ = other.kind_;
+    rep_ = other.rep_;
+}
+
+inline EVariant::EVariant(const EVariant& other) {
+    if (other.IsPlainBytes()) {
+        CopyHeader(other);
+        store_ = other.store_;
+    } else if (other.kind_ == Kind::Text) {
+        Chaine::Retain(other.store_.text);
+        CopyHeader(other);
+        store_.text = other.store_.text;
+    } else {
+        CopyOther(other);
+    }
+}
+
+inline void EVariant::Steal(EVariant& other) noexcept {
+    CopyHeader(other);
+    store_ = other.store_;
+    if (!other.IsPlainBytes()) {
+        other.kind_ = Kind::Missing;
+    }
+}
+
+inline EVariant::EVariant(EVariant&& other) noexcept {
+    if (other.kind_ == Kind::View) {
+        CopyOther(other);
+    } else {
+        Steal(other);
+    }
+}
+
+inline EVariant& EVariant::operator=(const EVariant& other) {
+    if (IsPlainBytes() && other.IsPlainBytes()) {
+        CopyHeader(other);
+        store_ = other.store_;
+    } else if (kind_ == Kind::Text && other.kind_ == Kind::Text) {
+        if (store_.text != other.store_.text) {
+            Chaine::Retain(other.store_.text);
+            Chaine::Release(std::exchange(store_.text, other.store_.text));
+        }
+        CopyHeader(other);
+    } else {
+        AssignOther(other);
+    }
+    return *this;
+}
+
+inline EVariant& EVariant::operator=(EVariant&& other) noexcept {
+    if (other.kind_ == Kind::View || kind_ == Kind::View) {
+        AssignOther(other);
+    } else if (this != &other) {
+        Drop();
+        Steal(other);
+    }
+    return *this;
+}
+
+inline const void* EVariant::GetBuffer() const noexcept {
+    switch (kind_) {
+        case Kind::Inline:
+            return store_.bytes;
+        case Kind::Text:
+            return store_.text->text;
+        case Kind::Heap:
+            return store_.heap.bytes;
+        case Kind::View:
+            return ViewBuffer();
+        default:
+            return nullptr;
+    }
+}
+
+inline EVariant& EVariant::operator+=(const EVariant& other) {
+    if (kind_ == Kind::Inline && other.kind_ == Kind::Inline && rep_ == other.rep_) {
+        if (rep_ == TYPE_INT64) {
+            std::int64_t sum = 0;
+            std::int64_t added = 0;
+            std::memcpy(&sum, store_.bytes, sizeof sum);
+            std::memcpy(&added, other.store_.bytes, sizeof added);
+            if (__builtin_add_overflow(sum, added, &sum)) {
+                sum = added < 0 ? std::numeric_limits<std::int64_t>::min()
+                                : std::numeric_limits<std::int64_t>::max();
+            }
+            std::memcpy(store_.bytes, &sum, sizeof sum);
+            return *this;
+        }
+        if (rep_ == TYPE_DOUBLE) {
+            double sum = 0;
+            double added = 0;
+            std::memcpy(&sum, store_.bytes, sizeof sum);
+            std::memcpy(&added, other.store_.bytes, sizeof added);
+            sum += added;
+            std::memcpy(store_.bytes, &sum, sizeof sum);
+            return *this;
+        }
+    }
+    AddOther(other);
+    return *this;
+}
+
+}  // namespace etabulon

@@ -1,0 +1,260 @@
+#include "foundation/LocaleOrder.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace etabulon {
+namespace {
+
+// What one character counts as: one base letter or two, and the mark that tells it from them.
+struct EUnit {
+    std::uint32_t base;
+    std::uint32_t second;  // 0: none
+    unsigned mark;         // 0: none
+};
+
+constexpr std::uint32_t kFirstLetter = 0xC0;
+constexpr std::uint32_t kInvalidByte = 0x110000;  // + the byte
+
+// U+00C0 to U+017F, one row for sixteen characters: the base letter, "." where the character
+// stands for itself. Capitals digraphs are Æ æ 1, ß 2, Ĳ ĳ 3, ŉ 4, Œ œ 5.
+constexpr std::string_view kBases =
+    "aaaaaa1ceeeeiiii"
+    ".nooooo.ouuuuy.2"
+    "aaaaaa1ceeeeiiii"
+    ".nooooo.ouuuuy.y"
+    "aaaaaaccccccccdd"
+    "ddeeeeeeeeeegggg"
+    "gggghhhhiiiiiiii"
+    "ii33jjkk.lllllll"
+    "lllnnnnnn4..oooo"
+    "oo55rrrrrrssssss"
+    "ssttttttuuuuuuuu"
+    "uuuuwwyyyzzzzzzs";
+
+// The mark of each, in the order of kMarks: grave acute circumflex tilde diaeresis ring cedilla
+// stroke macron breve ogonek dot caron double-acute dotless digraph middle-dot apostrophe long.
+constexpr std::string_view kMarks = "`'^~\"o,/-u;.v:1&*!s";
+constexpr std::string_view kMarkOf =
+    "`'^~\"o&,`'^\"`'^\""
+    " ~`'^~\" /`'^\"' &"
+    "`'^~\"o&,`'^\"`'^\""
+    " ~`'^~\" /`'^\"' \""
+    "--uu;;''^^..vvvv"
+    "//--uu..;;vv^^uu"
+    "..,,^^//~~--uu;;"
+    ".1&&^^,, '',,vv*"
+    "*//'',,vv!  --uu"
+    "::&&'',,vv''^^,,"
+    "vv,,vv//~~--uuoo"
+    "::;;^^^^\"''..vvs";
+static_assert(kBases.size() == 0x180 - kFirstLetter && kMarkOf.size() == kBases.size());
+
+constexpr std::uint32_t SmallLetter(std::uint32_t character) noexcept {
+    switch (character) {
+        case 0xD0:  // Ð
+        case 0xDE:  // Þ
+            return character + 0x20;
+        case 0x14A:  // Ŋ
+            return character + 1;
+        default:
+            return character;
+    }
+}
+
+EUnit UnitOf(std::uint32_t character) noexcept {
+    if (character < 0x80) {
+        return {character >= 'A' && character <= 'Z' ? character + 0x20 : character, 0, 0};
+    }
+    if (character < kFirstLetter || character - kFirstLetter >= kBases.size()) {
+        return {character, 0, 0};
+    }
+    const std::size_t row = character - kFirstLetter;
+    const unsigned mark = static_cast<unsigned>(kMarks.find(kMarkOf[row]) + 1);  // blank: npos + 1
+    switch (kBases[row]) {
+        case '.':
+            return {SmallLetter(character), 0, 0};
+        case '1':
+            return {'a', 'e', mark};
+        case '2':
+            return {'s', 's', mark};
+        case '3':
+            return {'i', 'j', mark};
+        case '4':
+            return {'\'', 'n', mark};
+        case '5':
+            return {'o', 'e', mark};
+        default:
+            return {static_cast<unsigned char>(kBases[row]), 0, mark};
+    }
+}
+
+// Takes one character off the front of a text that isn't empty. Overlong forms, surrogates and
+// what lies above U+10FFFF are bytes, not characters.
+std::uint32_t TakeCharacter(std::string_view& text) noexcept {
+    const auto byteAt = [&text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const std::uint32_t lead = byteAt(0);
+    const std::size_t length = lead < 0x80   ? 1
+                               : lead < 0xC2 ? 0
+                               : lead < 0xE0 ? 2
+                               : lead < 0xF0 ? 3
+                               : lead < 0xF5 ? 4
+                                             : 0;
+    if (length == 1) {
+        text.remove_prefix(1);
+        return lead;
+    }
+    if (length != 0 && length <= text.size()) {
+        std::uint32_t character = lead & (0x7FU >> length);
+        std::size_t i = 1;
+        while (i < length && (byteAt(i) & 0xC0U) == 0x80) {
+            character = (character << 6) | (byteAt(i) & 0x3FU);
+            ++i;
+        }
+        const std::uint32_t least = length == 2 ? 0x80 : length == 3 ? 0x800 : 0x10000;
+        const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
+        if (i == length && character >= least && character <= 0x10FFFF && !surrogate) {
+            text.remove_prefix(length);
+            return character;
+        }
+    }
+    text.remove_prefix(1);
+    return kInvalidByte + lead;
+}
+
+// Reads a text as base letters with their marks, one by one.
+class EUnitReader {
+public:
+    explicit EUnitReader(std::string_view text) noexcept : rest_(text) {}
+
+    /// False at the end.
+    bool Next(std::uint32_t& base, unsigned& mark) noexcept {
+        mark = 0;
+        if (second_ != 0) {
+            base = second_;
+            second_ = 0;
+            return true;
+        }
+        if (rest_.empty()) {
+            return false;
+        }
+        const EUnit unit = UnitOf(TakeCharacter(rest_));
+        base = unit.base;
+        second_ = unit.second;
+        mark = unit.mark;
+        return true;
+    }
+
+private:
+    std::string_view rest_;
+    std::uint32_t second_ = 0;
+};
+
+// Counts all bytes, and writes those that fit.
+class EKeyWriter {
+public:
+    EKeyWriter(char* key, std::size_t capacity) noexcept : key_(key), capacity_(capacity) {}
+
+    void Put(std::uint32_t byte) noexcept {
+        if (length_ < capacity_) {
+            key_[length_] = static_cast<char>(static_cast<unsigned char>(byte));
+        }
+        ++length_;
+    }
+    // The form of UTF-8, which keeps the order of the numbers; 0 never occurs in it.
+    void PutBase(std::uint32_t base) noexcept {
+        const std::uint32_t number = base + 1;
+        if (number < 0x80) {
+            Put(number);
+        } else if (number < 0x800) {
+            Put(0xC0 | (number >> 6));
+            Put(0x80 | (number & 0x3F));
+        } else if (number < 0x10000) {
+            Put(0xE0 | (number >> 12));
+            Put(0x80 | ((number >> 6) & 0x3F));
+            Put(0x80 | (number & 0x3F));
+        } else {
+            Put(0xF0 | (number >> 18));
+            Put(0x80 | ((number >> 12) & 0x3F));
+            Put(0x80 | ((number >> 6) & 0x3F));
+            Put(0x80 | (number & 0x3F));
+        }
+    }
+    [[nodiscard]] std::size_t Length() const noexcept { return length_; }
+
+private:
+    char* key_;
+    std::size_t capacity_;
+    std::size_t length_ = 0;
+};
+
+}  // namespace
+
+int DefaultLocaleCompare(std::string_view left, std::string_view right) {
+    // ASCII needs no units: skip what is the same but for case.
+    const std::size_t shorter = std::min(left.size(), right.size());
+    std::size_t same = 0;
+    while (same < shorter) {
+        const auto l = static_cast<unsigned char>(left[same]);
+        const auto r = static_cast<unsigned char>(right[same]);
+        if ((l | r) >= 0x80) {
+            break;
+        }
+        if (l != r) {
+            const std::uint32_t a = UnitOf(l).base;
+            const std::uint32_t b = UnitOf(r).base;
+            if (a != b) {
+                return a < b ? -1 : 1;
+            }
+        }
+        ++same;
+    }
+    EUnitReader leftUnits(left.substr(same));
+    EUnitReader rightUnits(right.substr(same));
+    int marks = 0;
+    for (;;) {
+        std::uint32_t leftBase = 0;
+        std::uint32_t rightBase = 0;
+        unsigned leftMark = 0;
+        unsigned rightMark = 0;
+        const bool leftThere = leftUnits.Next(leftBase, leftMark);
+        const bool rightThere = rightUnits.Next(rightBase, rightMark);
+        if (!leftThere || !rightThere) {
+            return leftThere ? 1 : rightThere ? -1 : marks;
+        }
+        if (leftBase != rightBase) {
+            return leftBase < rightBase ? -1 : 1;
+        }
+        if (marks == 0 && leftMark != rightMark) {
+            marks = leftMark < rightMark ? -1 : 1;
+        }
+    }
+}
+
+std::size_t DefaultLocaleKey(std::string_view text, char* key, std::size_t capacity) {
+    EKeyWriter writer(key, capacity);
+    EUnitReader letters(text);
+    std::uint32_t base = 0;
+    unsigned mark = 0;
+    std::size_t units = 0;
+    std::size_t marked = 0;  // units up to the last one with a mark
+    while (letters.Next(base, mark)) {
+        writer.PutBase(base);
+        ++units;
+        if (mark != 0) {
+            marked = units;
+        }
+    }
+    if (marked != 0) {
+        // Behind a 0, below any letter: so the letters decide first. Trailing letters without
+        // mark are left out, which says the same, as "no mark" is the least.
+        writer.Put(0);
+        EUnitReader marks(text);
+        for (std::size_t i = 0; i < marked && marks.Next(base, mark); ++i) {
+            writer.Put(mark + 1);
+        }
+    }
+    return writer.Length();
+}
+
+}  // namespace etabulon
