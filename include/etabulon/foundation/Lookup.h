@@ -1,0 +1,151 @@
+#pragma once
+
+#include <cstdint>
+
+#include "etabulon/foundation/FindMode.h"
+
+namespace etabulon::detail {
+
+/// The end of a lookup: the result, or with `insert` the place at which FindOrInsert inserts and
+/// which is its result then.
+struct LookupEnd {
+    std::int32_t index;
+    bool insert = false;
+};
+
+// The walks below know the elements only through `compare(index)`: below 0, 0 or above 0 for the
+// sought key against the element; the unsorted ones look at 0 only. `hint` is the caller's copy,
+// -1 or an index below `size`, and holds what is to be kept afterwards.
+
+inline LookupEnd NotFound(std::int32_t& hint) noexcept {
+    hint = -1;
+    return {-1};
+}
+
+inline LookupEnd BelowAll(std::int32_t& hint, FindMode mode) noexcept {
+    if (mode == FindExact || mode == FindPrevious) {
+        return NotFound(hint);
+    }
+    hint = 0;
+    return {0, mode == FindOrInsert};
+}
+
+inline LookupEnd AboveAll(std::int32_t last, std::int32_t& hint, FindMode mode) noexcept {
+    if (mode == FindExact || mode == FindNext) {
+        return NotFound(hint);
+    }
+    if (mode == FindOrInsert) {
+        hint = last + 1;
+        return {hint, true};
+    }
+    // Deliberate: for FindInsertPos the last index, not the size behind it. ChangeKey computes
+    // its target from this place, and existing maps are laid out by it.
+    hint = last;
+    return {last};
+}
+
+/// The key lies between the elements at `low` and `high`.
+template <class Compare>
+LookupEnd Bisect(std::int32_t low, std::int32_t high, std::int32_t& hint, FindMode mode,
+                 const Compare& compare) {
+    while (high - low > 1) {
+        const std::int32_t middle = (high + low) >> 1;
+        const int order = compare(middle);
+        if (order == 0) {
+            hint = middle;
+            return {middle};
+        }
+        (order < 0 ? high : low) = middle;
+    }
+    if (mode == FindExact) {
+        return NotFound(hint);
+    }
+    hint = mode == FindPrevious ? low : high;
+    return {hint, mode == FindOrInsert};
+}
+
+/// Begins at the hint, since consecutive lookups lie close together, and tests the two ends before
+/// it bisects.
+template <class Compare>
+LookupEnd FindSorted(std::int32_t size, std::int32_t& hint, FindMode mode, const Compare& compare) {
+    if (size == 0) {
+        // Deliberate: no place to insert is answered, though 0 would be one.
+        return mode == FindOrInsert ? LookupEnd{hint = 0, true} : NotFound(hint);
+    }
+    const std::int32_t last = size - 1;
+    if (hint == -1) {
+        hint = last >> 1;
+    }
+    const int order = compare(hint);
+    if (order == 0) {
+        return {hint};
+    }
+    if (order < 0) {
+        const int first = hint == 0 ? -1 : compare(0);
+        if (first == 0) {
+            hint = 0;
+            return {0};
+        }
+        return first < 0 ? BelowAll(hint, mode) : Bisect(0, hint, hint, mode, compare);
+    }
+    const int end = hint == last ? 1 : compare(last);
+    if (end == 0) {
+        hint = last;
+        return {last};
+    }
+    return end > 0 ? AboveAll(last, hint, mode) : Bisect(hint, last, hint, mode, compare);
+}
+
+/// How the unsorted containers end when nothing is equal. FindNext and FindPrevious have no meaning
+/// without an order, and answer as FindExact.
+inline LookupEnd MissUnsorted(std::int32_t size, std::int32_t& hint, FindMode mode) noexcept {
+    if (mode == FindOrInsert) {
+        hint = size;
+        return {size, true};
+    }
+    if (mode == FindInsertPos) {
+        hint = size - 1;
+        return {hint};
+    }
+    return NotFound(hint);
+}
+
+/// The element at the hint, then all from the first.
+template <class Compare>
+LookupEnd FindUnsorted(std::int32_t size, std::int32_t& hint, FindMode mode,
+                       const Compare& compare) {
+    if (hint != -1 && compare(hint) == 0) {
+        return {hint};
+    }
+    for (std::int32_t i = 0; i < size; ++i) {
+        if (compare(i) == 0) {
+            hint = i;
+            return {i};
+        }
+    }
+    return MissUnsorted(size, hint, mode);
+}
+
+/// The element at the hint, then those behind it, then those before it.
+template <class Compare>
+LookupEnd FindAround(std::int32_t size, std::int32_t& hint, FindMode mode, const Compare& compare) {
+    if (hint != -1 && compare(hint) == 0) {
+        return {hint};
+    }
+    const std::int32_t start = hint + 1;
+    for (std::int32_t step = 0; step < size; ++step) {
+        const std::int32_t i = start + step < size ? start + step : start + step - size;
+        if (i != hint && compare(i) == 0) {
+            // Deliberate: an element that is there but not under the hint is no place to insert:
+            // FindInsertPos answers -1, while the hint's own element is answered in every mode.
+            if (mode == FindInsertPos) {
+                return NotFound(hint);
+            }
+            hint = i;
+            return {i};
+        }
+    }
+    return MissUnsorted(size, hint, mode);
+}
+
+}  // namespace etabulon::detail

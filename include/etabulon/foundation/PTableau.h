@@ -1,0 +1,176 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <iterator>
+#include <type_traits>
+#include <utility>
+
+#include "etabulon/foundation/MiniConAArray.h"
+
+namespace etabulon {
+
+/// Walks over an array's pointers. Good until the array is changed, shared and looked into again,
+/// or ended.
+template <class T>
+class TableauIterator {
+public:
+    using iterator_category = std::random_access_iterator_tag;
+    using value_type = std::remove_const_t<T>;
+    using difference_type = std::ptrdiff_t;
+    using pointer = T*;
+    using reference = T&;
+
+    TableauIterator() noexcept = default;
+    explicit TableauIterator(value_type* const* place) noexcept : place_(place) {}
+    operator TableauIterator<const T>() const noexcept
+        requires(!std::is_const_v<T>)
+    {
+        return TableauIterator<const T>(place_);
+    }
+
+    T& operator*() const noexcept { return **place_; }
+    T* operator->() const noexcept { return *place_; }
+    T& operator[](difference_type offset) const noexcept { return *place_[offset]; }
+    TableauIterator& operator++() noexcept { return *this += 1; }
+    TableauIterator& operator--() noexcept { return *this += -1; }
+    TableauIterator operator++(int) noexcept { return TableauIterator(place_++); }
+    TableauIterator operator--(int) noexcept { return TableauIterator(place_--); }
+    TableauIterator& operator+=(difference_type offset) noexcept {
+        place_ += offset;
+        return *this;
+    }
+    TableauIterator& operator-=(difference_type offset) noexcept { return *this += -offset; }
+    friend TableauIterator operator+(TableauIterator it, difference_type n) noexcept {
+        return it += n;
+    }
+    friend TableauIterator operator+(difference_type n, TableauIterator it) noexcept {
+        return it += n;
+    }
+    friend TableauIterator operator-(TableauIterator it, difference_type n) noexcept {
+        return it -= n;
+    }
+    friend difference_type operator-(TableauIterator left, TableauIterator right) noexcept {
+        return left.place_ - right.place_;
+    }
+    friend bool operator==(TableauIterator left, TableauIterator right) noexcept = default;
+    friend auto operator<=>(TableauIterator left, TableauIterator right) noexcept = default;
+
+private:
+    value_type* const* place_ = nullptr;
+};
+
+template <class Storage>
+class TableauEx;
+
+/// The array interface on top of the shared storage. What the storage promises holds here.
+template <class T>
+class TableauEx<MiniConAArray<T>> {
+public:
+    using value_type = T;
+    using iterator = TableauIterator<T>;
+    using const_iterator = TableauIterator<const T>;
+
+    constexpr TableauEx() noexcept = default;
+    TableauEx(std::initializer_list<T> items) {
+        if (items.size() != 0) {
+            array_.Own(static_cast<std::uint32_t>(items.size()));
+        }
+        for (const T& item : items) {
+            Add(item);
+        }
+    }
+
+    /// Looks at no element: a shared block stays shared.
+    [[nodiscard]] std::uint32_t Size() const noexcept { return array_.Size(); }
+    [[nodiscard]] bool IsEmpty() const noexcept { return Size() == 0; }
+    [[nodiscard]] std::uint32_t Capacity() const noexcept { return array_.Capacity(); }
+    [[nodiscard]] bool IsShared() const noexcept { return array_.IsShared(); }
+    [[nodiscard]] bool IsInAllocationOrder() const noexcept { return array_.IsInAllocationOrder(); }
+
+    /// Extends the array with default elements until `index` exists; -1 doesn't extend, and is no
+    /// element either.
+    T& operator[](std::uint32_t index) {
+        // In 32 bits, where -1 and 1 make 0.
+        if (index + 1 > Size()) {
+            Extend(index + 1);
+        }
+        return array_.At(index);
+    }
+    /// Requires index < Size().
+    const T& operator[](std::uint32_t index) const { return array_.At(index); }
+    /// The element without extending. Requires index < Size().
+    [[nodiscard]] T& At(std::uint32_t index) { return array_.At(index); }
+    [[nodiscard]] const T& At(std::uint32_t index) const { return array_.At(index); }
+
+    T& Add(const T& item) { return array_.Emplace(Size(), item); }
+    T& Add(T&& item) { return array_.Emplace(Size(), std::move(item)); }
+    /// Constructs an element before `position`. Requires position <= Size().
+    template <class... Args>
+    T& Emplace(std::uint32_t position, Args&&... args) {
+        return array_.Emplace(position, std::forward<Args>(args)...);
+    }
+    /// Inserts before `position`.
+    void InsertAt(std::uint32_t position, const T& item) {
+        E_EXPECTS(position + 1 != 0);
+        const std::uint32_t size = Size();
+        if (position <= size) {
+            array_.Emplace(position, item);
+            return;
+        }
+        // Deliberate: the item itself fills the gap, up to and at `position`, and not default
+        // elements as operator[] would leave. Callers see the copies and count on them.
+        array_.Own(position - size + 1);
+        while (Size() <= position) {
+            array_.Emplace(Size(), item);
+        }
+    }
+    /// `count` is cut to what lies behind `index`; an index beyond the end removes nothing.
+    void RemoveAt(std::uint32_t index, std::uint32_t count = 1) { array_.Remove(index, count); }
+    /// Puts the element at `from` so that it stands at `to`. Requires both below Size().
+    void Move(std::uint32_t from, std::uint32_t to) { array_.Move(from, to); }
+    void Free() noexcept { array_.Free(); }
+    void RemoveAll() noexcept { array_.Free(); }
+
+    /// Makes the storage this array's own at once, where a copy must share nothing.
+    void Detach() const { array_.Detach(); }
+    /// A copy of `other` that shares nothing and keeps this array's storage where it is large
+    /// enough, so that arrays of one size are assigned without an allocation.
+    void AssignReusing(const TableauEx& other) { array_.AssignReusing(other.array_); }
+    void Swap(TableauEx& other) noexcept { array_.Swap(other.array_); }
+
+    /// Detaches once, as the first look at an element.
+    [[nodiscard]] iterator begin() { return iterator(array_.Table()); }
+    [[nodiscard]] iterator end() { return begin() + Size(); }
+    [[nodiscard]] const_iterator begin() const { return const_iterator(array_.Table()); }
+    [[nodiscard]] const_iterator end() const { return begin() + Size(); }
+
+    friend bool operator==(const TableauEx& left, const TableauEx& right) {
+        // One block is equal to itself without a look, and stays shared.
+        return left.array_.IsSameBlock(right.array_) ||
+               (left.Size() == right.Size() && std::equal(left.begin(), left.end(), right.begin()));
+    }
+
+private:
+    void Extend(std::uint32_t size) {
+        array_.Own(size - Size());
+        while (Size() < size) {
+            array_.Emplace(Size());
+        }
+    }
+
+    MiniConAArray<T> array_;
+};
+
+/// The array type of the library's signatures. Copies are cheap until the first look at an element
+/// of either side.
+template <class T>
+class PTableau : public TableauEx<MiniConAArray<T>> {
+public:
+    using TableauEx<MiniConAArray<T>>::TableauEx;
+    constexpr PTableau() noexcept = default;
+};
+
+}  // namespace etabulon
