@@ -12,7 +12,9 @@ namespace {
 // Atomic, although the counts are plain: objects of different owners live in different threads.
 constinit std::atomic<std::int64_t> liveObjects{0};
 
-void CountLive(std::int64_t step) noexcept { liveObjects.fetch_add(step, std::memory_order_relaxed); }
+void CountLive(std::int64_t step) noexcept {
+    liveObjects.fetch_add(step, std::memory_order_relaxed);
+}
 #else
 void CountLive(std::int64_t) noexcept {}
 #endif

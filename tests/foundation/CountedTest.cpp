@@ -1,11 +1,11 @@
-#include <cstdint>
-#include <type_traits>
-#include <utility>
+#include "etabulon/foundation/ECountedUnknown.h"
+#include "etabulon/foundation/ERef.h"
 
 #include <gtest/gtest.h>
 
-#include "etabulon/foundation/ECountedUnknown.h"
-#include "etabulon/foundation/ERef.h"
+#include <cstdint>
+#include <type_traits>
+#include <utility>
 
 namespace etabulon {
 namespace {

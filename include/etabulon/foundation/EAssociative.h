@@ -1,14 +1,14 @@
 #pragma once
 
-#include <cstdint>
-#include <utility>
-
 #include "etabulon/foundation/EExpects.h"
 #include "etabulon/foundation/EHint.h"
 #include "etabulon/foundation/EPair.h"
 #include "etabulon/foundation/FindMode.h"
 #include "etabulon/foundation/Lookup.h"
 #include "etabulon/foundation/PTableau.h"
+
+#include <cstdint>
+#include <utility>
 
 namespace etabulon {
 
@@ -49,10 +49,11 @@ public:
     }
     /// The index of the key, or what `mode` tells for a missing one.
     virtual std::int32_t Find(const K& key, FindMode mode) {
-        return FindWith(key, mode, [](std::int32_t size, std::int32_t& hint, FindMode how,
-                                      const auto& compare) {
-            return detail::FindUnsorted(size, hint, how, compare);
-        });
+        return FindWith(
+            key, mode,
+            [](std::int32_t size, std::int32_t& hint, FindMode how, const auto& compare) {
+                return detail::FindUnsorted(size, hint, how, compare);
+            });
     }
     /// Requires a mode other than FindOrInsert.
     [[nodiscard]] std::int32_t Find(const K& key, FindMode mode = FindExact) const {
@@ -131,7 +132,8 @@ protected:
         const std::int32_t index = Find(oldKey, FindExact);
         return index != -1 && Find(newKey, FindExact) == -1 ? index : -1;
     }
-    /// Runs `walk(size, hint, mode, compare)` from the hint, keeps the hint, and inserts where told.
+    /// Runs `walk(size, hint, mode, compare)` from the hint, keeps the hint, and inserts where
+    /// told.
     template <class Walk>
     std::int32_t FindWith(const K& key, FindMode mode, const Walk& walk) {
         const detail::LookupEnd end = FindFromHint(key, mode, walk);

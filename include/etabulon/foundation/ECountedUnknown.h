@@ -1,9 +1,9 @@
 #pragma once
 
-#include <cstdint>
-
 #include "etabulon/foundation/EExpects.h"
 #include "etabulon/foundation/EExport.h"
+
+#include <cstdint>
 
 namespace etabulon {
 

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "etabulon/foundation/EExpects.h"
+
 #include <compare>
 #include <concepts>
 #include <cstddef>
 #include <functional>
 #include <type_traits>
 #include <utility>
-
-#include "etabulon/foundation/EExpects.h"
 
 namespace etabulon {
 
@@ -24,13 +24,13 @@ public:
     ERef(const ERef& other) noexcept : object_(other.object_) { AddTo(object_); }
     ERef(ERef&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
     template <class Derived>
-        requires(!std::same_as<Derived, T> && std::convertible_to<Derived*, T*>)
-    ERef(const ERef<Derived>& other) noexcept : object_(other.Get()) {
-        AddTo(object_);
-    }
+    requires(!std::same_as<Derived, T> && std::convertible_to<Derived*, T*>)
+        ERef(const ERef<Derived>& other)
+    noexcept : object_(other.Get()) { AddTo(object_); }
     template <class Derived>
-        requires(!std::same_as<Derived, T> && std::convertible_to<Derived*, T*>)
-    ERef(ERef<Derived>&& other) noexcept : object_(other.Detach()) {}
+    requires(!std::same_as<Derived, T> && std::convertible_to<Derived*, T*>)
+        ERef(ERef<Derived>&& other)
+    noexcept : object_(other.Detach()) {}
     ~ERef() { ReleaseFrom(object_); }
 
     // By value, so that the old object goes last, when this already holds the new one: its

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <cstdint>
-#include <utility>
-
 #include "etabulon/foundation/EAssociative.h"
 #include "etabulon/foundation/KeyIndex.h"
+
+#include <cstdint>
+#include <utility>
 
 namespace etabulon {
 

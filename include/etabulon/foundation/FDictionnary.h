@@ -20,7 +20,8 @@ public:
     constexpr FDictionnaryNoCase() noexcept
         : FDictionnary<V>(FDictionnaryNoCase::Order::ByCompareKey) {}
 
-    [[nodiscard]] int CompareKey(const Chaine& key, const EPair<Chaine, V>& element) const override {
+    [[nodiscard]] int CompareKey(const Chaine& key,
+                                 const EPair<Chaine, V>& element) const override {
         const int order = key.CompareFolded(element.key);
         return order < 0 ? -1 : (order > 0 ? 1 : 0);
     }

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <cstdint>
-
 #include "etabulon/foundation/EAssociative.h"
 #include "etabulon/foundation/FAssociative.h"
+
+#include <cstdint>
 
 namespace etabulon {
 
@@ -122,9 +122,7 @@ public:
 
     /// A copy of `other` that shares nothing, hint included, and keeps this map's storage where it
     /// is large enough: maps of one size are assigned without an allocation of theirs.
-    void AssignReusing(const FSortedMap& other) {
-        EAssociative<EPair<K, V>>::AssignReusing(other);
-    }
+    void AssignReusing(const FSortedMap& other) { EAssociative<EPair<K, V>>::AssignReusing(other); }
     void Swap(FSortedMap& other) noexcept { EAssociative<EPair<K, V>>::Swap(other); }
 };
 

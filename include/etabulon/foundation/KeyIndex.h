@@ -9,15 +9,17 @@
 
 namespace etabulon {
 
-/// To be specialised for a key type that has no std::hash: `std::size_t operator()(const K&) const`.
-/// It must agree with K's operator==. Without either, maps of such keys are scanned.
+/// To be specialised for a key type that has no std::hash: `std::size_t operator()(const K&)
+/// const`. It must agree with K's operator==. Without either, maps of such keys are scanned.
 template <class K>
 struct EHash {};
 
 namespace detail {
 
 template <class K>
-concept HasOwnHash = requires(const K& key) { EHash<K>{}(key); };
+concept HasOwnHash = requires(const K& key) {
+    EHash<K>{}(key);
+};
 template <class K>
 concept HasStdHash = std::is_default_constructible_v<std::hash<K>>;
 template <class K>

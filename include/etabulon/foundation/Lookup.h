@@ -1,8 +1,8 @@
 #pragma once
 
-#include <cstdint>
-
 #include "etabulon/foundation/FindMode.h"
+
+#include <cstdint>
 
 namespace etabulon::detail {
 

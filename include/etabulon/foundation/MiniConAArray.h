@@ -1,5 +1,8 @@
 #pragma once
 
+#include "etabulon/foundation/EExpects.h"
+#include "etabulon/foundation/TableauBlock.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -7,9 +10,6 @@
 #include <memory>
 #include <type_traits>
 #include <utility>
-
-#include "etabulon/foundation/EExpects.h"
-#include "etabulon/foundation/TableauBlock.h"
 
 namespace etabulon {
 

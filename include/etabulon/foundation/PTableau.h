@@ -1,5 +1,7 @@
 #pragma once
 
+#include "etabulon/foundation/MiniConAArray.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -7,8 +9,6 @@
 #include <iterator>
 #include <type_traits>
 #include <utility>
-
-#include "etabulon/foundation/MiniConAArray.h"
 
 namespace etabulon {
 
@@ -25,9 +25,7 @@ public:
 
     TableauIterator() noexcept = default;
     explicit TableauIterator(value_type* const* place) noexcept : place_(place) {}
-    operator TableauIterator<const T>() const noexcept
-        requires(!std::is_const_v<T>)
-    {
+    operator TableauIterator<const T>() const noexcept requires(!std::is_const_v<T>) {
         return TableauIterator<const T>(place_);
     }
 

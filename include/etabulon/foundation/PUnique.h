@@ -1,13 +1,13 @@
 #pragma once
 
-#include <cstdint>
-#include <utility>
-
 #include "etabulon/foundation/EExpects.h"
 #include "etabulon/foundation/EHint.h"
 #include "etabulon/foundation/FindMode.h"
 #include "etabulon/foundation/Lookup.h"
 #include "etabulon/foundation/PTableau.h"
+
+#include <cstdint>
+#include <utility>
 
 namespace etabulon {
 

@@ -46,8 +46,8 @@ struct TableauBlock {
     std::uint32_t elementSize = 0;
     std::uint32_t count = 0;
     std::uint32_t capacity = 0;
-    std::uint32_t share = 0;  // further owners beside the first
-    T** table = nullptr;  // a pointer to each slot, spare ones included
+    std::uint32_t share = 0;       // further owners beside the first
+    T** table = nullptr;           // a pointer to each slot, spare ones included
     TableauPool* pools = nullptr;  // those after the first
     std::uint8_t inAllocationOrder = 1;
     // The pointers that `table` has room for. Beyond `capacity`, so that an array that grows by
@@ -59,7 +59,8 @@ struct TableauBlock {
             RoundUp(sizeof(TableauBlock) + std::size_t{capacity} * sizeof(T*));
         auto* const bytes =
             static_cast<std::byte*>(Allocate(poolOffset + std::size_t{capacity} * sizeof(T)));
-        auto* const block = std::construct_at(static_cast<TableauBlock*>(static_cast<void*>(bytes)));
+        auto* const block =
+            std::construct_at(static_cast<TableauBlock*>(static_cast<void*>(bytes)));
         block->elementSize = static_cast<std::uint32_t>(sizeof(T));
         block->table = block->OwnTable();
         block->tableCapacity = capacity;
@@ -126,22 +127,20 @@ struct TableauBlock {
     }
 
 private:
-    static constexpr std::size_t Alignment() {
-        return std::max(alignof(T), alignof(TableauBlock));
-    }
+    static constexpr std::size_t Alignment() { return std::max(alignof(T), alignof(TableauBlock)); }
     static constexpr std::size_t RoundUp(std::size_t offset) {
         return (offset + Alignment() - 1) / Alignment() * Alignment();
     }
     static void* Allocate(std::size_t bytes) {
         if constexpr (Alignment() > __STDCPP_DEFAULT_NEW_ALIGNMENT__) {
-            return ::operator new(bytes, std::align_val_t{Alignment()});
+            return ::operator new (bytes, std::align_val_t{Alignment()});
         } else {
             return ::operator new(bytes);
         }
     }
     static void Deallocate(void* bytes) noexcept {
         if constexpr (Alignment() > __STDCPP_DEFAULT_NEW_ALIGNMENT__) {
-            ::operator delete(bytes, std::align_val_t{Alignment()});
+            ::operator delete (bytes, std::align_val_t{Alignment()});
         } else {
             ::operator delete(bytes);
         }
