@@ -1,0 +1,201 @@
+#pragma once
+
+#include "etabulon/cursors/CursorStatus.h"
+#include "etabulon/foundation/ECountedUnknown.h"
+#include "etabulon/foundation/ECriticalSection.h"
+#include "etabulon/foundation/EFieldSet.h"
+#include "etabulon/foundation/PTableau.h"
+#include "etabulon/values/ETabulonLevels.h"
+#include "etabulon/values/ETabulonPrimaryKey.h"
+#include "etabulon/values/ETabulonTag.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace etabulon {
+
+class EExtract;
+
+/// Something long-running that can be asked whether it was told to stop.
+class ETABULON_API ICancellableThread {
+public:
+    virtual ~ICancellableThread() = default;
+    [[nodiscard]] virtual bool IsCancelled() = 0;
+};
+
+/// The abstract walker. A concrete cursor supplies Reset and GetNext; this class wraps them in one
+/// protocol: cancel test, derived fields, filter on the tag, listeners.
+///
+/// Use        build, declare fields through Init, add notifiers, Browse, remove the notifier.
+/// Ownership  owned by whoever built it, not counted; outlives everything that points at it. It
+/// holds
+///            one reference for each entry of its notifiers.
+/// Threads    a walk takes no lock. Cancel may be called from any thread at any time. Clients hold
+///            CursorLock around whatever must not meet a walk. Const operations fill caches.
+/// Failure    every failure is a status, given to the listeners by OnError and to the caller.
+/// Memory
+///            exceptions of listeners and steps pass through.
+/// Cost       CurrentTag and PrimaryKey are built on first demand, once for each record, in storage
+///            that is reused: a walk allocates nothing per record.
+class ETABULON_API ETabulonCursor : public ICancellableThread {
+public:
+    /// A listener of walks. A nonzero status ends the walk; StatusEnd ends it as a success.
+    class ETABULON_API INotifier : public virtual EUnknown {
+    public:
+        /// The cursor was repositioned at `tag`. Nonzero stops the reset.
+        virtual CursorStatus OnReset(const ETabulonTag& tag, const ETabulonCursor& cursor) = 0;
+        /// An accepted record is under the cursor. Nonzero stops the step.
+        virtual CursorStatus OnMove(const ETabulonCursor& cursor) = 0;
+        /// The reset found no record. The end of a walk that met records tells nothing.
+        virtual void OnDone(const ETabulonCursor& cursor) = 0;
+        virtual void OnCancel(const ETabulonCursor& cursor) = 0;
+        virtual void OnError(const ETabulonCursor& cursor, CursorStatus status) = 0;
+    };
+
+    /// The write side that a cursor may offer. The caller holds the cursor's lock.
+    class ETABULON_API IUpdater : public virtual EUnknown {
+    public:
+        virtual CursorStatus StartInsert(const ETabulonTag& tag) = 0;
+        virtual CursorStatus StartUpdate(const ETabulonPrimaryKey& key, const ETabulonTag& tag) = 0;
+        virtual CursorStatus Save() = 0;
+        virtual CursorStatus Delete(const ETabulonPrimaryKey& key, const ETabulonTag& tag) = 0;
+        virtual CursorStatus SetValue(const ETabulonVariableID& id, const ETabulonValue& value) = 0;
+        virtual CursorStatus SetBuffer(const EExtract& record) = 0;
+    };
+
+    ETabulonCursor() = default;
+    ETabulonCursor(const ETabulonCursor&) = delete;
+    ETabulonCursor& operator=(const ETabulonCursor&) = delete;
+
+    [[nodiscard]] bool IsCancelled() override;
+    ~ETabulonCursor() override;
+    /// Requires declared fields.
+    [[nodiscard]] virtual const EFieldSet& Fields() const;
+    [[nodiscard]] virtual const ETabulonTag& CurrentTag() const;
+    [[nodiscard]] virtual const ETabulonPrimaryKey& PrimaryKey() const;
+    /// Returns a reference for the caller; null where the cursor can't write.
+    [[nodiscard]] virtual IUpdater* Updater();
+    /// Always true. Deliberate: with `wait` false it blocks as with true, as it always did; callers
+    /// are still to expect false.
+    virtual bool CursorLock(bool wait);
+    virtual void CursorUnlock();
+    virtual void Cancel();
+
+    void Init(const ETabulonLevels& levels);
+    /// A whole walk. StatusOk when it came to its end or a listener ended it with StatusEnd.
+    CursorStatus Browse(const ETabulonTag& tag);
+
+    void AddNotifier(INotifier* notifier);
+    /// Takes out every entry of it.
+    void RemNotifier(INotifier* notifier);
+    void AddNotifiers(const PTableau<INotifier*>& notifiers);
+    void RemNotifiers(const PTableau<INotifier*>& notifiers);
+    [[nodiscard]] const PTableau<INotifier*>& Notifiers() const noexcept { return notifiers_; }
+
+    /// Cancel, then lock: takes the cursor away from a walk. The flag stays set until the next
+    /// reset.
+    void GetCursorExclusive();
+
+    /// A field that views `buffer`, which must stay valid as long as the field set lives. An
+    /// existing field of that code or number is returned as it is.
+    const EField& DeclareExtraField(const ETabulonVariableID& id, unsigned short type,
+                                    unsigned short size, void* buffer, const Chaine& label);
+    /// Replaces the fields. Requires that ResetDeclaredFields was called if there were any.
+    void DeclareMasterFields(const EFieldSet& fields);
+    void ResetDeclaredFields();
+
+    [[nodiscard]] const ETabulonLevels& Levels() const noexcept { return levels_; }
+    [[nodiscard]] const EField& Field(const ETabulonVariableID& id) const {
+        return id.GetIn(Fields());
+    }
+    /// The field of `variable`, shown by the text of `label`; without a label by its own.
+    [[nodiscard]] ETabulonValue Value(const ETabulonVariableID& variable,
+                                      const ETabulonVariableID& label) const;
+
+protected:
+    friend class ETabulonCursorRelay;  // drives the single steps of its source
+
+    virtual EFieldSet& iFields();
+    virtual CursorStatus Reset(const ETabulonTag& tag) = 0;
+    virtual CursorStatus GetNext() = 0;
+    virtual void DeclareFields() {}
+    virtual void PrepareFields() {}
+    virtual void CalcFields() {}
+    [[nodiscard]] virtual bool IsInFilter() const;
+    virtual CursorStatus OnAcceptedByFilter() { return StatusOk; }
+    virtual void OnRefusedByFilter() {}
+    virtual void ResetCancel();
+    virtual void ExtractCurrentTag(ETabulonTag& tag) const;
+    virtual void ExtractPrimaryKey(ETabulonPrimaryKey& key) const;
+
+    CursorStatus CallReset(const ETabulonTag& tag);
+    CursorStatus CallGetNext();
+    CursorStatus CallIsInFilter();
+    EField& iField(const ETabulonVariableID& id) { return id.GetIn(iFields()); }
+
+    [[nodiscard]] const ETabulonTag& FilterTag() const noexcept { return filterTag_; }
+    [[nodiscard]] bool FieldsDirty() const noexcept { return fieldsDirty_; }
+    void MarkStale() const noexcept { tagStale_ = keyStale_ = true; }
+
+private:
+    /// Where a level's value is read; worked out once for each field set.
+    struct LevelField {
+        unsigned int level;
+        const EField* data;
+        const EField* label;  // null: the data's own text
+    };
+    void BindLevels(const EFieldSet& fields) const;
+    CursorStatus EndReset(CursorStatus status);
+    CursorStatus ReportFirstRecord(CursorStatus status);
+
+    ETabulonLevels levels_;
+    ETabulonTag filterTag_;
+    std::atomic<std::int32_t> cancelFlag_{0};
+    PTableau<INotifier*> notifiers_;  // one reference each
+    ECriticalSection lock_;
+    std::unique_ptr<EFieldSet> fields_;
+    bool fieldsDirty_ = true;
+    mutable ETabulonTag currentTag_;
+    mutable ETabulonPrimaryKey primaryKey_;
+    mutable bool tagStale_ = false;
+    mutable bool keyStale_ = false;
+
+    mutable std::vector<LevelField> levelFields_;
+    mutable const EField* boundFields_ =
+        nullptr;  // first field of the set that levelFields_ is for
+    mutable std::uint64_t boundShape_ = 0;
+};
+
+/// Holds a cursor exclusively for a scope: GetCursorExclusive, and CursorUnlock at its end.
+class [[nodiscard]] ECursorExclusive {
+public:
+    explicit ECursorExclusive(ETabulonCursor& cursor) : cursor_(cursor) {
+        cursor_.GetCursorExclusive();
+    }
+    ~ECursorExclusive() { cursor_.CursorUnlock(); }
+    ECursorExclusive(const ECursorExclusive&) = delete;
+    ECursorExclusive& operator=(const ECursorExclusive&) = delete;
+
+private:
+    ETabulonCursor& cursor_;
+};
+
+/// Keeps a listener on a cursor for a scope.
+class [[nodiscard]] ECursorListening {
+public:
+    ECursorListening(ETabulonCursor& cursor, ETabulonCursor::INotifier& notifier)
+        : cursor_(cursor), notifier_(notifier) {
+        cursor_.AddNotifier(&notifier_);
+    }
+    ~ECursorListening() { cursor_.RemNotifier(&notifier_); }
+    ECursorListening(const ECursorListening&) = delete;
+    ECursorListening& operator=(const ECursorListening&) = delete;
+
+private:
+    ETabulonCursor& cursor_;
+    ETabulonCursor::INotifier& notifier_;
+};
+
+}  // namespace etabulon

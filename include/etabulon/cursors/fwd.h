@@ -1,0 +1,8 @@
+#pragma once
+
+namespace etabulon {
+
+class ETabulonCursor;
+class ETabulonCursorEData;
+
+}  // namespace etabulon

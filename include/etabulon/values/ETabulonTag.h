@@ -1,0 +1,69 @@
+#pragma once
+
+#include "etabulon/foundation/FSortedMap.h"
+#include "etabulon/foundation/PUnique.h"
+#include "etabulon/values/ETabulonValue.h"
+
+namespace etabulon {
+
+/// The position of a record in the tree: a value for each level that is known.
+///
+/// Ownership  a value type; a copy is deep at once and shares no storage. Assignment over a tag of
+/// as
+///            many levels reuses its storage and allocates nothing.
+/// Threads    one thread at a time, const operations included: lookups move the hint and
+///            DisplayValue makes its text. To hand a tag to another thread, hand a copy.
+/// Failure    none is reported. Value(level) requires HasValue(level).
+class ETABULON_API ETabulonTag {
+public:
+    static const ETabulonTag& Null;
+
+    ETabulonTag() = default;
+    ETabulonTag(const ETabulonTag& other);
+    ETabulonTag(ETabulonTag&& other) noexcept = default;
+    ETabulonTag& operator=(ETabulonTag&& other) noexcept = default;
+    void operator=(const ETabulonTag& other);
+    virtual ~ETabulonTag() = default;
+
+    /// As many levels, each known to both with an equal value.
+    friend bool operator==(const ETabulonTag& a, const ETabulonTag& b) noexcept {
+        return a.IsSame(b);
+    }
+
+    [[nodiscard]] const ETabulonValue& Value(unsigned int level) const;
+    [[nodiscard]] bool HasValue(unsigned int level) const;
+    void SetValue(unsigned int level, const ETabulonValue& value);
+    /// In rising order.
+    [[nodiscard]] PUniqueT<unsigned int> KnownLevels() const;
+    [[nodiscard]] unsigned int KnownLevelsCount() const noexcept {
+        return static_cast<unsigned int>(values_.Size());
+    }
+    [[nodiscard]] bool IsRoot() const noexcept { return values_.Size() == 0; }
+    /// More levels than `parent`, and equal values wherever a level is known to both. A level that
+    /// only `parent` knows isn't looked at: IsSortCompatible of the sort description tells more.
+    [[nodiscard]] bool IsChildOf(const ETabulonTag& parent) const;
+    /// The entries' display texts in rising order of level: "[Paris, 2021]"; "[]" at the root.
+    /// For people and traces; nothing parses it.
+    [[nodiscard]] Chaine DisplayID() const;
+
+    /// The value of `level`, or null: one lookup for HasValue and Value.
+    [[nodiscard]] const ETabulonValue* Find(unsigned int level) const;
+    /// The entry of a level for refilling in place, added if it is new.
+    [[nodiscard]] ETabulonValue& Slot(unsigned int level);
+    /// The entries by place, in rising order of level.
+    [[nodiscard]] unsigned int LevelAt(unsigned int place) const { return values_.At(place).key; }
+    [[nodiscard]] const ETabulonValue& ValueAt(unsigned int place) const {
+        return values_.At(place).value;
+    }
+    [[nodiscard]] ETabulonValue& ValueAt(unsigned int place) { return values_.At(place).value; }
+    void RemoveAll() { values_.Free(); }
+    /// Agrees with operator==.
+    [[nodiscard]] std::uint32_t Hash() const noexcept;
+
+private:
+    [[nodiscard]] bool IsSame(const ETabulonTag& other) const noexcept;
+
+    FSortedMap<unsigned int, ETabulonValue> values_;
+};
+
+}  // namespace etabulon

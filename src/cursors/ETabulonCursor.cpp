@@ -1,0 +1,325 @@
+#include "etabulon/cursors/ETabulonCursor.h"
+
+#include "etabulon/foundation/EExpects.h"
+#include "etabulon/foundation/ERef.h"
+
+namespace etabulon {
+
+ETabulonCursor::~ETabulonCursor() {
+    fields_.reset();
+    for (std::size_t index = 0; index < notifiers_.Size(); ++index) {
+        notifiers_.At(index)->Release();
+    }
+}
+
+bool ETabulonCursor::IsCancelled() { return cancelFlag_.load(std::memory_order_acquire) != 0; }
+
+void ETabulonCursor::Cancel() { cancelFlag_.exchange(1, std::memory_order_acq_rel); }
+
+void ETabulonCursor::ResetCancel() { cancelFlag_.exchange(0, std::memory_order_acq_rel); }
+
+bool ETabulonCursor::CursorLock(bool /*wait*/) {
+    lock_.Lock();
+    return true;
+}
+
+void ETabulonCursor::CursorUnlock() { lock_.Unlock(); }
+
+void ETabulonCursor::GetCursorExclusive() {
+    Cancel();
+    CursorLock(true);
+}
+
+void ETabulonCursor::Init(const ETabulonLevels& levels) {
+    levels_ = levels;
+    // The caller may go on with its own copy in another thread.
+    levels_.Detach();
+    boundShape_ = 0;
+    ResetCancel();
+    if (fieldsDirty_) {
+        DeclareFields();
+    }
+}
+
+// ----------------------------------------------------------------------------------------
+// listeners
+
+void ETabulonCursor::AddNotifier(INotifier* notifier) {
+    auto reference = ERef<INotifier>::Retain(notifier);
+    notifiers_.Add(notifier);
+    static_cast<void>(reference.Detach());  // the entry's
+}
+
+void ETabulonCursor::RemNotifier(INotifier* notifier) {
+    std::size_t index = 0;
+    while (index < notifiers_.Size()) {
+        if (notifiers_.At(index) == notifier) {
+            notifiers_.RemoveAt(index, 1);
+            notifier->Release();
+        } else {
+            ++index;
+        }
+    }
+}
+
+void ETabulonCursor::AddNotifiers(const PTableau<INotifier*>& notifiers) {
+    // A copy: the array may be this cursor's own.
+    const PTableau<INotifier*> added(notifiers);
+    for (std::size_t index = 0; index < added.Size(); ++index) {
+        AddNotifier(added.At(index));
+    }
+}
+
+void ETabulonCursor::RemNotifiers(const PTableau<INotifier*>& notifiers) {
+    const PTableau<INotifier*> removed(notifiers);
+    for (std::size_t index = 0; index < removed.Size(); ++index) {
+        RemNotifier(removed.At(index));
+    }
+}
+
+// --------------------------------------------------------------------------------------------
+// steps
+
+// In each round below size and entry are read again at each turn, and nothing of a listener is
+// touched after its call: a listener may add and remove listeners, itself included. One that is
+// added in a round is reached in it; when one is removed, the one that takes its place is passed
+// over in that round.
+
+CursorStatus ETabulonCursor::CallReset(const ETabulonTag& tag) {
+    const ETabulonTag target(tag);  // `tag` may be this cursor's own current or filter tag
+    ResetCancel();
+    filterTag_ = target;
+    MarkStale();
+    if (fieldsDirty_) {
+        PrepareFields();
+        fieldsDirty_ = false;
+    }
+    if (IsCancelled()) {
+        return EndReset(StatusCancelled);
+    }
+    const CursorStatus status = Reset(target);
+    if (status != StatusCancelled) {
+        for (std::size_t index = 0; index < notifiers_.Size(); ++index) {
+            const CursorStatus answer = notifiers_.At(index)->OnReset(target, *this);
+            if (answer != StatusOk) {
+                return answer;
+            }
+        }
+    }
+    return status == StatusOk ? ReportFirstRecord(CallIsInFilter()) : EndReset(status);
+}
+
+CursorStatus ETabulonCursor::ReportFirstRecord(CursorStatus status) {
+    for (std::size_t index = 0; index < notifiers_.Size(); ++index) {
+        INotifier& notifier = *notifiers_.At(index);
+        if (status == StatusRefused) {
+            // Deliberate: a refused first record ends the reset as StatusOk when anyone listens,
+            // and as StatusRefused when no one does. Browse treats the two alike; direct callers
+            // must too. RefusedFirstRecord holds it.
+            return StatusOk;
+        }
+        if (status == StatusCancelled) {
+            notifier.OnCancel(*this);
+        } else if (status == StatusOk) {
+            const CursorStatus answer = notifier.OnMove(*this);
+            if (answer != StatusOk) {
+                return answer;
+            }
+        } else {
+            notifier.OnError(*this, status);
+        }
+    }
+    return status;
+}
+
+CursorStatus ETabulonCursor::EndReset(CursorStatus status) {
+    for (std::size_t index = 0; index < notifiers_.Size(); ++index) {
+        INotifier& notifier = *notifiers_.At(index);
+        if (status == StatusCancelled) {
+            notifier.OnCancel(*this);
+        } else if (status == StatusEnd) {
+            notifier.OnDone(*this);
+        } else {
+            notifier.OnError(*this, status);
+        }
+    }
+    return status;
+}
+
+CursorStatus ETabulonCursor::CallGetNext() {
+    CursorStatus status = StatusRefused;
+    MarkStale();
+    while (status == StatusRefused) {
+        if (IsCancelled()) {
+            status = StatusCancelled;
+            break;
+        }
+        status = GetNext();
+        if (status == StatusOk) {
+            status = CallIsInFilter();
+        }
+    }
+    // Deliberate: the end of a walk tells the listeners nothing, though the end of an empty range
+    // does (OnDone). A listener that must finish its work does so after Browse.
+    // WalkThatEndsTellsNobody holds it.
+    for (std::size_t index = 0; index < notifiers_.Size(); ++index) {
+        INotifier& notifier = *notifiers_.At(index);
+        if (status == StatusOk) {
+            const CursorStatus answer = notifier.OnMove(*this);
+            if (answer != StatusOk) {
+                return answer;
+            }
+        } else if (status == StatusCancelled) {
+            notifier.OnCancel(*this);
+        } else if (status != StatusEnd) {
+            notifier.OnError(*this, status);
+        }
+    }
+    return status;
+}
+
+CursorStatus ETabulonCursor::CallIsInFilter() {
+    MarkStale();
+    CalcFields();
+    if (IsInFilter()) {
+        return OnAcceptedByFilter();
+    }
+    OnRefusedByFilter();
+    return StatusRefused;
+}
+
+bool ETabulonCursor::IsInFilter() const {
+    // Every tag is the root or a child of it: no need to build this one's.
+    return filterTag_.IsRoot() || CurrentTag() == filterTag_ || CurrentTag().IsChildOf(filterTag_);
+}
+
+CursorStatus ETabulonCursor::Browse(const ETabulonTag& tag) {
+    CursorStatus status = CallReset(tag);
+    if (status == StatusRefused) {
+        status = CallGetNext();
+    }
+    while (status == StatusOk) {
+        status = CallGetNext();
+    }
+    return status == StatusEnd ? StatusOk : status;
+}
+
+// --------------------------------------------------------------------------------- current record
+
+const ETabulonTag& ETabulonCursor::CurrentTag() const {
+    if (tagStale_) {
+        ExtractCurrentTag(currentTag_);
+        tagStale_ = false;
+    }
+    return currentTag_;
+}
+
+const ETabulonPrimaryKey& ETabulonCursor::PrimaryKey() const {
+    if (keyStale_) {
+        ExtractPrimaryKey(primaryKey_);
+        keyStale_ = false;
+    }
+    return primaryKey_;
+}
+
+void ETabulonCursor::ExtractCurrentTag(ETabulonTag& tag) const {
+    const EFieldSet& fields = Fields();
+    const EField* first = fields.Size() != 0 ? &fields.At(0) : nullptr;
+    if (first != boundFields_ || fields.ShapeNumber() != boundShape_) {
+        BindLevels(fields);
+        boundFields_ = first;
+        boundShape_ = fields.ShapeNumber();
+    }
+    const auto count = static_cast<unsigned int>(levelFields_.size());
+    bool sameLevels = tag.KnownLevelsCount() == count;
+    for (unsigned int place = 0; sameLevels && place < count; ++place) {
+        sameLevels = tag.LevelAt(place) == levelFields_[place].level;
+    }
+    if (!sameLevels) {
+        tag.RemoveAll();
+        for (const LevelField& bound : levelFields_) {
+            static_cast<void>(tag.Slot(bound.level));
+        }
+    }
+    for (unsigned int place = 0; place < count; ++place) {
+        const LevelField& bound = levelFields_[place];
+        if (bound.label == nullptr) {
+            tag.ValueAt(place).Refill(*bound.data);
+        } else {
+            tag.ValueAt(place).Refill(*bound.data, bound.label->AsChaine());
+        }
+    }
+}
+
+void ETabulonCursor::BindLevels(const EFieldSet& fields) const {
+    levelFields_.clear();
+    for (unsigned int position = 0; position < levels_.Size(); ++position) {
+        const unsigned int level = levels_.GetLevelID(position);
+        const ETabulonLevels::Level& description = levels_.GetLevel(level);
+        const EField* data = &description.DataID().GetIn(fields);
+        const EField* label =
+            description.DescID().IsValid() ? &description.DescID().GetIn(fields) : nullptr;
+        // The data's own text is the same text, made only if somebody asks.
+        levelFields_.push_back({level, data, label == data ? nullptr : label});
+    }
+}
+
+void ETabulonCursor::ExtractPrimaryKey(ETabulonPrimaryKey& /*key*/) const {}
+
+ETabulonValue ETabulonCursor::Value(const ETabulonVariableID& variable,
+                                    const ETabulonVariableID& label) const {
+    return ETabulonValue(Field(variable), label.IsValid() ? Field(label).AsChaine() : Chaine(),
+                         false);
+}
+
+ETabulonCursor::IUpdater* ETabulonCursor::Updater() { return nullptr; }
+
+// -------------------------------------------------------------------------------------------
+// fields
+
+const EFieldSet& ETabulonCursor::Fields() const {
+    E_EXPECTS(fields_ != nullptr);
+    return *fields_;
+}
+
+EFieldSet& ETabulonCursor::iFields() {
+    MarkStale();
+    E_EXPECTS(fields_ != nullptr);
+    return *fields_;
+}
+
+const EField& ETabulonCursor::DeclareExtraField(const ETabulonVariableID& id, unsigned short type,
+                                                unsigned short size, void* buffer,
+                                                const Chaine& label) {
+    if (fields_ == nullptr) {
+        fields_ = std::make_unique<EFieldSet>();
+    } else {
+        if (fields_->Exist({id.Code(), 0})) {
+            return (*fields_)[id.Code()];
+        }
+        if (id.IsAccelerator() && fields_->Exist({Chaine(), id.Accelerator()})) {
+            return (*fields_)[id.Accelerator()];
+        }
+    }
+    const auto offset = static_cast<std::uint16_t>(fields_->FieldsTotalSize() & 0xFFFFU);
+    fieldsDirty_ = true;
+    auto infos = std::make_shared<EFInfosHandlerLocal>(label, label, offset, id.Accelerator());
+    const EFieldDesc desc(id.Code(), type, size, offset, std::move(infos));
+    EField field;
+    field.Attach(desc, buffer, /*takeOwnership=*/false);
+    fields_->Add(field);
+    return id.GetIn(*fields_);
+}
+
+void ETabulonCursor::DeclareMasterFields(const EFieldSet& fields) {
+    E_EXPECTS(fields_ == nullptr);
+    fields_ = std::make_unique<EFieldSet>(fields);
+    fieldsDirty_ = true;
+}
+
+void ETabulonCursor::ResetDeclaredFields() {
+    fields_.reset();
+    fieldsDirty_ = true;
+}
+
+}  // namespace etabulon

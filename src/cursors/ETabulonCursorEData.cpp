@@ -1,0 +1,245 @@
+#include "etabulon/cursors/ETabulonCursorEData.h"
+
+#include "etabulon/foundation/DDico.h"
+#include "etabulon/foundation/EDataTable.h"
+#include "etabulon/foundation/EExtract.h"
+
+namespace etabulon {
+
+namespace {
+
+// Values of the record lock bias: up to 200 the table's own lock, above it the record lock.
+constexpr int kNoLock = 0;
+constexpr int kTableLockNoFlag = 200;
+constexpr int kLastTableLock = 200;
+constexpr int kRecordLockFlag = 300;
+
+}  // namespace
+
+ETabulonCursorEData::~ETabulonCursorEData() { DropTable(); }
+
+void ETabulonCursorEData::DropTable() noexcept {
+    if (linkEngine_ != nullptr) {
+        linkEngine_->Release();
+        linkEngine_ = nullptr;
+    }
+    bufferProvider_.reset();
+    if (ownsTable_) {
+        delete table_;
+    }
+    table_ = nullptr;
+}
+
+void ETabulonCursorEData::Init(const ETabulonLevels& levels, EData* table, bool ownsTable) {
+    if (table == table_) {
+        ownsTable_ = false;  // the same table again isn't deleted under the caller
+    }
+    DropTable();
+    table_ = table;
+    ownsTable_ = ownsTable;
+    tableName_ = table->dico != nullptr ? table->dico->Name() : Chaine();
+    ResetDeclaredFields();
+    DeclareMasterFields(table->Fields());
+    ETabulonCursor::Init(levels);
+    links_.Free();
+    bufferProvider_ = std::make_unique<CSingleBufferProvider>(tableName_, table->GetBuffer());
+    if (table->dico != nullptr) {
+        linkEngine_ = new LinkEngineEDataTable(table->dico->Dico());
+    }
+    for (unsigned int position = 0; position < Levels().Size(); ++position) {
+        const ETabulonLevels::Level& level = Levels().GetLevel(Levels().GetLevelID(position));
+        if (level.DataID().IsLink()) {
+            DeclareLinkField(level.DataID());
+        }
+        if (level.DescID().IsLink()) {
+            DeclareLinkField(level.DescID());
+        }
+    }
+}
+
+void ETabulonCursorEData::DeclareLinkField(const ETabulonVariableID& id) {
+    if (linkEngine_ == nullptr || links_.Find(id, FindExact) >= 0) {
+        return;
+    }
+    LinkDescriptor descriptor;
+    linkEngine_->RegisterLink(QualifiedPath(id.Code()), descriptor);
+    links_.At(static_cast<std::size_t>(links_.Find(id, FindOrInsert))).value = descriptor;
+}
+
+/// A path whose first step names no rubric starts at this table.
+Chaine ETabulonCursorEData::QualifiedPath(const Chaine& code) const {
+    const std::size_t mark = code.FindOneOf("\x3E\xBB");
+    const std::size_t dot = code.Find('.');
+    if (dot < mark || tableName_.IsEmpty()) {
+        return code;
+    }
+    Chaine path(tableName_);
+    path.Append('.');
+    path += code;
+    return path;
+}
+
+void ETabulonCursorEData::PrepareFields() {
+    if (linkEngine_ == nullptr) {
+        return;
+    }
+    linkEngine_->InitializeLinks();
+    for (std::size_t index = 0; index < links_.Size(); ++index) {
+        const auto& link = links_.At(index);
+        const Chaine path = QualifiedPath(link.key.Code());
+        auto* variable =
+            dynamic_cast<DVariable*>(GetObj(table_->dico->Dico(), path.c_str(), false));
+        PTableau<DRubric*> rubrics;
+        rubrics.Add(dynamic_cast<DRubric*>(table_->dico));
+        const void* buffer = linkEngine_->FindBuffer(link.value, rubrics, bufferProvider_.get());
+        if (variable == nullptr || buffer == nullptr) {
+            continue;  // unresolved: the field reads as missing
+        }
+        const void* address =
+            variable->GetFieldAdrInMappedRecord(buffer, GetIndiceFromPath(path.c_str()));
+        if (address == nullptr) {
+            continue;
+        }
+        // The field views the engine's record, which is not const: it is read anew at each step.
+        const int type = variable->TypeCode();  // widened with its sign
+        DeclareExtraField(link.key, static_cast<unsigned short>(type),
+                          static_cast<unsigned short>(variable->Size()), const_cast<void*>(address),
+                          Chaine());
+    }
+}
+
+void ETabulonCursorEData::CalcFields() {
+    for (std::size_t index = 0; index < links_.Size(); ++index) {
+        linkEngine_->ResolveLink(links_.At(index).value, bufferProvider_.get());
+    }
+}
+
+// -------------------------------------------------------------------------------------------- walk
+
+CursorStatus ETabulonCursorEData::TableStatus() const noexcept {
+    return static_cast<CursorStatus>(table_->status);
+}
+
+CursorStatus ETabulonCursorEData::SetKeyRange(const ETabulonTag& /*tag*/, EData* /*table*/) const {
+    return StatusOk;
+}
+
+CursorStatus ETabulonCursorEData::Reset(const ETabulonTag& tag) {
+    // A range that couldn't be set shows as a wider walk, and the filter on the tag still holds.
+    static_cast<void>(SetKeyRange(tag, table_));
+    currentPosition_ = table_->GetFirst();
+    return currentPosition_ != kNoPosition ? StatusOk : TableStatus();
+}
+
+CursorStatus ETabulonCursorEData::GetNext() {
+    currentPosition_ = table_->GetNext();
+    return currentPosition_ != kNoPosition ? StatusOk : TableStatus();
+}
+
+void ETabulonCursorEData::ExtractPrimaryKey(ETabulonPrimaryKey& key) const {
+    key.Set(table_->CurKey(), currentPosition_);
+}
+
+CursorStatus ETabulonCursorEData::OnAcceptedByFilter() {
+    if (recordLockBias_ == kNoLock) {
+        return StatusOk;
+    }
+    if (recordLockBias_ <= kLastTableLock) {
+        return static_cast<CursorStatus>(
+            table_->Lock(kNoPosition, recordLockBias_ != kTableLockNoFlag));
+    }
+    auto* table = dynamic_cast<EDataTable*>(table_);
+    E_EXPECTS(table != nullptr);
+    return static_cast<CursorStatus>(
+        table->LockRecord(kNoPosition, recordLockBias_ == kRecordLockFlag));
+}
+
+void ETabulonCursorEData::RecordUnlock() {
+    if (recordLockBias_ == kNoLock) {
+        return;
+    }
+    if (recordLockBias_ <= kLastTableLock) {
+        table_->Unlock();
+        return;
+    }
+    auto* table = dynamic_cast<EDataTable*>(table_);
+    E_EXPECTS(table != nullptr);
+    table->UnlockRecord(kNoPosition);
+}
+
+// ----------------------------------------------------------------------------------------- updater
+
+ETabulonCursor::IUpdater* ETabulonCursorEData::Updater() {
+    AddRef();
+    return this;
+}
+
+void ETabulonCursorEData::AddRef() {
+    ++refCount_;
+    if (refCount_ == 2) {
+        table_->BeginDelete();
+    }
+}
+
+std::int32_t ETabulonCursorEData::Release() {
+    if (refCount_ == 2) {
+        table_->EndDelete();
+    }
+    if (refCount_ > 1) {
+        --refCount_;
+    }
+    return static_cast<std::int32_t>(refCount_);
+}
+
+CursorStatus ETabulonCursorEData::StartInsert(const ETabulonTag& tag) {
+    insertMode_ = true;
+    table_->Fields().SetNull();
+    for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
+        const ETabulonLevels::Level& level = Levels().GetLevel(tag.LevelAt(place));
+        static_cast<void>(SetValue(level.DataID(), tag.ValueAt(place)));
+    }
+    return StatusOk;
+}
+
+CursorStatus ETabulonCursorEData::StartUpdate(const ETabulonPrimaryKey& key,
+                                              const ETabulonTag& tag) {
+    insertMode_ = false;
+    return MoveToTag(key, tag);
+}
+
+CursorStatus ETabulonCursorEData::MoveToTag(const ETabulonPrimaryKey& key, const ETabulonTag& tag) {
+    if (CurrentTag() == tag) {
+        return StatusOk;
+    }
+    // Deliberate: only the table moves. The cursor's own position, tag and key stay those of the
+    // walk, which is why Delete deletes where the walk stands. Whoever writes elsewhere walks there
+    // first. DeleteUsesTheWalksPosition holds it.
+    table_->RePos(key.Position(), false);
+    return TableStatus();
+}
+
+CursorStatus ETabulonCursorEData::SetValue(const ETabulonVariableID& id,
+                                           const ETabulonValue& value) {
+    id.GetIn(table_->Fields()) <<= value.Data();
+    return StatusOk;
+}
+
+CursorStatus ETabulonCursorEData::SetBuffer(const EExtract& record) {
+    iFields() <<= record;
+    return StatusOk;
+}
+
+CursorStatus ETabulonCursorEData::Save() {
+    const EPosition written = insertMode_ ? table_->Insert() : table_->Update(kNoPosition);
+    return written != kNoPosition ? StatusOk : TableStatus();
+}
+
+CursorStatus ETabulonCursorEData::Delete(const ETabulonPrimaryKey& key, const ETabulonTag& tag) {
+    const CursorStatus status = MoveToTag(key, tag);
+    if (status != StatusOk) {
+        return status;
+    }
+    return table_->DeleteOne(currentPosition_) ? StatusOk : TableStatus();
+}
+
+}  // namespace etabulon

@@ -1,0 +1,106 @@
+#include "etabulon/values/ETabulonValue.h"
+
+namespace etabulon {
+
+namespace {
+
+constinit const detail::ENeverDestroyed<ETabulonValue> nullValue{ETabulonValue::ValNull};
+constinit const detail::ENeverDestroyed<ETabulonValue> specialValue{ETabulonValue::ValSpecial};
+
+}  // namespace
+
+constinit const ETabulonValue& ETabulonValue::Null = nullValue.value;
+constinit const ETabulonValue& ETabulonValue::Special = specialValue.value;
+
+ETabulonValue::ETabulonValue(const EVariant& data, const Chaine& display, bool modified)
+    : modified_(modified) {
+    if (data.IsMissing()) {
+        return;
+    }
+    status_ = ValNormal;
+    data_ = data;
+    display_ = display;
+    displayPending_ = display.IsEmpty();
+}
+
+ETabulonValue::ETabulonValue(const ETabulonValue& other)
+    : status_(other.status_),
+      modified_(other.modified_),
+      displayPending_(other.displayPending_),
+      data_(other.data_),
+      display_(other.displayPending_ ? Chaine() : other.display_) {}
+
+ETabulonValue& ETabulonValue::operator=(const ETabulonValue& other) {
+    data_ = other.data_;
+    display_ = other.display_;
+    status_ = other.status_;
+    modified_ = other.modified_;
+    displayPending_ = other.displayPending_;
+    return *this;
+}
+
+void ETabulonValue::SetData(const EVariant& data) {
+    data_ <<= data;
+    status_ = ValNormal;
+}
+
+int ETabulonValue::Compare(const ETabulonValue& other, bool byDisplay) const {
+    if (status_ == ValNull) {
+        return other.status_ == ValNull ? 0 : -1;
+    }
+    if (other.status_ == ValNull) {
+        return 1;
+    }
+    if (status_ == ValSpecial) {
+        return other.status_ == ValSpecial ? 0 : -1;
+    }
+    if (other.status_ == ValSpecial) {
+        return 1;
+    }
+    return byDisplay ? DisplayValue().ComparePlain(other.DisplayValue())
+                     : EVariant::Compare(data_, other.data_);
+}
+
+bool ETabulonValue::HasSameDisplay(const ETabulonValue& other) const {
+    if (displayPending_ && other.displayPending_) {
+        // Equal data of one type make one text.
+        return data_.Type() == other.data_.Type() && data_ == other.data_;
+    }
+    return DisplayText() == other.DisplayText();
+}
+
+std::uint32_t ETabulonValue::Hash() const noexcept {
+    const auto salt = static_cast<std::uint32_t>(status_) * 0x9E3779B9U;
+    return status_ == ValNull ? salt : salt ^ data_.Hash();
+}
+
+void ETabulonValue::Refill(const EVariant& data) {
+    modified_ = false;
+    if (data.IsMissing()) {
+        status_ = ValNull;
+        data_ = EVariant();
+        displayPending_ = false;
+    } else {
+        data_ = data;
+        status_ = ValNormal;
+        displayPending_ = true;
+    }
+    if (!display_.IsEmpty()) {
+        display_ = Chaine();
+    }
+}
+
+void ETabulonValue::Refill(const EVariant& data, const Chaine& display) {
+    Refill(data);
+    if (status_ == ValNormal && !display.IsEmpty()) {
+        display_ = display;
+        displayPending_ = false;
+    }
+}
+
+void ETabulonValue::MakeDisplay() const {
+    display_ = data_.AsChaine();
+    displayPending_ = false;
+}
+
+}  // namespace etabulon
