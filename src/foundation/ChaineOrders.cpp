@@ -117,9 +117,10 @@ std::uint32_t Chaine::FoldHash(std::string_view text) noexcept {
     return result != 0 ? result : 1;
 }
 
-std::uint32_t Chaine::ComputeFoldHash() const noexcept {
-    const std::uint32_t hash = FoldHash(View());
-    body_->foldHash.store(hash, std::memory_order_relaxed);
+std::uint32_t Chaine::ComputeFoldHash(const Body* body) noexcept {
+    const char* const text = body->text;
+    const std::uint32_t hash = FoldHash({text, body->length - 1});
+    body->foldHash.store(hash, std::memory_order_relaxed);
     return hash;
 }
 

@@ -108,10 +108,7 @@ public:
 
     /// A hash of the folded text: texts equal by bytes or by folding have one hash. Never 0.
     /// Computed once for each body.
-    [[nodiscard]] std::uint32_t FoldHash() const noexcept {
-        const std::uint32_t known = body_->foldHash.load(std::memory_order_relaxed);
-        return known != 0 ? known : ComputeFoldHash();
-    }
+    [[nodiscard]] std::uint32_t FoldHash() const noexcept { return FoldHashOf(body_); }
 
     [[nodiscard]] std::size_t Find(char c, std::size_t from = 0) const noexcept;
     [[nodiscard]] std::size_t FindFolded(char c, std::size_t from = 0) const noexcept;
@@ -148,6 +145,11 @@ public:
         mutable std::atomic<std::uint32_t> foldHash;
         char text[8];  // allocated to capacity
     };
+    /// The FoldHash of a body that no Chaine is at hand for.
+    [[nodiscard]] static std::uint32_t FoldHashOf(const Body* body) noexcept {
+        const std::uint32_t known = body->foldHash.load(std::memory_order_relaxed);
+        return known != 0 ? known : ComputeFoldHash(body);
+    }
     /// The body, borrowed.
     [[nodiscard]] Body* GetBody() const noexcept { return body_; }
     /// A Chaine that shares `body`.
@@ -179,7 +181,7 @@ private:
     explicit Chaine(Body* body) noexcept : body_(body) {}
     [[nodiscard]] static Body* NewBody(std::size_t length);
     static void Destroy(Body* body) noexcept;
-    [[nodiscard]] std::uint32_t ComputeFoldHash() const noexcept;
+    [[nodiscard]] static std::uint32_t ComputeFoldHash(const Body* body) noexcept;
     /// Makes the body unshared and large enough for `length` bytes; keeps the text if asked.
     void Own(std::size_t length, bool keepText);
     void SetLength(std::size_t length) noexcept;
