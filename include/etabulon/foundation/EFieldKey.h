@@ -1,0 +1,65 @@
+#pragma once
+
+#include "etabulon/foundation/EExpects.h"
+#include "etabulon/foundation/EVariant.h"
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+namespace etabulon {
+
+/// One part of a key: a value that owns its bytes.
+class ETABULON_API ESegment : public EVariant {
+public:
+    using EVariant::EVariant;
+    ESegment() = default;
+    ESegment(const EVariant& value) : EVariant(value) {}
+    using EVariant::operator=;
+};
+
+/// The segments of a key in order. Up to four lie inline; none is allocated per record.
+class ETABULON_API ESegmentSet {
+public:
+    [[nodiscard]] std::uint16_t Size() const noexcept { return size_; }
+    [[nodiscard]] const ESegment& At(std::uint16_t index) const noexcept {
+        E_EXPECTS(index < size_);
+        return index < kInline ? inline_[index] : more_[index - kInline];
+    }
+    [[nodiscard]] ESegment& At(std::uint16_t index) noexcept {
+        E_EXPECTS(index < size_);
+        return index < kInline ? inline_[index] : more_[index - kInline];
+    }
+
+protected:
+    static constexpr std::uint16_t kInline = 4;
+    std::uint16_t size_ = 0;
+    // Segments behind size_ keep their storage for whoever takes their place.
+    std::array<ESegment, kInline> inline_;
+    std::vector<ESegment> more_;
+};
+
+/// The key of a record: typed segments in key order.
+class ETABULON_API EFieldKey : public ESegmentSet {
+public:
+    EFieldKey() = default;
+    EFieldKey(const EFieldKey& other);
+    EFieldKey& operator=(const EFieldKey& other);
+    EFieldKey(EFieldKey&& other) noexcept;
+    EFieldKey& operator=(EFieldKey&& other) noexcept;
+
+    /// Copies the segments' values; storage is reused.
+    void Copy(const EFieldKey& other);
+    /// No segments; storage stays for the next Copy.
+    void Free() noexcept;
+    /// Makes it `size` segments; new ones are empty. For tables that write their key in place.
+    void Resize(std::uint16_t size);
+    void Add(const EVariant& value);
+
+    /// As many segments, equal each to each.
+    friend ETABULON_API bool operator==(const EFieldKey& a, const EFieldKey& b) noexcept;
+    /// Agrees with equality.
+    [[nodiscard]] std::uint32_t Hash() const noexcept;
+};
+
+}  // namespace etabulon

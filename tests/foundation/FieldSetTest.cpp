@@ -1,0 +1,265 @@
+#include "foundation/FieldDescs.h"
+#include "support/AllocationCount.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+namespace etabulon {
+namespace {
+
+using test::Desc;
+using test::Descs;
+using test::Layout;
+using test::View;
+
+TEST(FieldLookup, FindsFoldedBareAndQualifiedNamesAndNumbers) {
+    EFieldSet set = Layout(Descs({{"City", TYPE_LONG, 4, 7},
+                                  {"\xE9t\xE9", TYPE_LONG, 4, 8},
+                                  {"CITY", TYPE_LONG, 4, 7},
+                                  {"Zip", TYPE_LONG, 4},
+                                  {"Client.Zip", TYPE_LONG, 4}}));
+    std::int32_t elsewhere = 0;
+    set.Add(View(Desc("Linked", TYPE_LONG, 4, 9), &elsewhere));
+    set.SetRubricName("Client");
+    struct Case {
+        const char* name;
+        int index;
+    };
+    for (const Case& c : {Case{"city", 0}, Case{"CLIENT.city", 0}, Case{"\xC9T\xC9", 1},
+                          Case{"client.\xC9t\xC9", 1}, Case{"client.zip", 4}, Case{"zip", 3},
+                          Case{"linked", 5}, Case{"Client.Linked", -1}, Case{"Other.City", -1},
+                          Case{"", -1}, Case{".City", -1}, Case{"Cit", -1}, Case{"City ", -1}}) {
+        EXPECT_EQ(set.IndexOf(c.name), c.index) << c.name;
+        EXPECT_EQ(set.Exist({c.name, 0}), c.index >= 0) << c.name;
+        EXPECT_EQ(&set[c.name],
+                  c.index < 0 ? &EField::Empty() : &set.At(static_cast<std::uint16_t>(c.index)));
+    }
+    EXPECT_EQ(set.IndexOf(7UL), 0);
+    EXPECT_EQ(set[8UL].Name(), Chaine("\xE9t\xE9"));
+    EXPECT_TRUE(set.Exist({"", 9}));
+    EXPECT_FALSE(set.Exist({"City", 10}));
+    EXPECT_EQ(set.IndexOf(0UL), -1);
+}
+
+TEST(FieldLookup, HoldsTheRubricOverALaterAttach) {
+    EFieldSet set;
+    set.SetRubricName("R");
+    set.Attach(Descs({{"a", TYPE_LONG, 4}, {"b", TYPE_LONG, 4}}), nullptr, 1, 1);
+    EXPECT_EQ(set.IndexOf("r.b"), 0);
+    EXPECT_EQ(set.IndexOf("r.a"), -1);
+}
+
+TEST(FieldLookup, TakesAnyBytesForAName) {
+    const Chaine longName(std::string(10000, 'x'));
+    const Chaine longer(std::string(10001, 'x'));
+    const Chaine binary("a\0b", 3);
+    const Chaine cut("a\0c", 3);
+    std::string all;
+    for (int byte = 0; byte < 256; ++byte) {
+        all.push_back(static_cast<char>(byte));
+    }
+    PTableau<EFieldDesc> descs;
+    for (const Chaine& name : {longName, binary, Chaine(all), Chaine("%s%n"), Chaine(".")}) {
+        descs.Add(Desc(name, TYPE_LONG, 4));
+    }
+    EFieldSet set = Layout(descs);
+    set.SetRubricName(longName);
+    EXPECT_EQ(set.IndexOf(Chaine(std::string(10000, 'X'))), 0);
+    EXPECT_EQ(set.IndexOf(longer), -1);
+    EXPECT_EQ(set.IndexOf(binary), 1);
+    EXPECT_EQ(set.IndexOf(cut), -1);
+    EXPECT_EQ(set.IndexOf("a"), -1);
+    EXPECT_EQ(set.IndexOf(Chaine(all)), 2);
+    EXPECT_EQ(set.IndexOf("%S%N"), 3);
+    EXPECT_EQ(set.IndexOf(longName + "." + binary), 1);
+    EXPECT_EQ(set.IndexOf(longName + ".."), 4);
+}
+
+TEST(FieldLookup, AgreesWithAScanOverRandomNames) {
+    std::mt19937 random(20240117);
+    // Few letters and short names: doubles, and pairs that differ in case only.
+    const auto name = [&random] {
+        std::string text(random() % 4, ' ');
+        for (char& c : text) {
+            c = "aAbB.\xE9\xC9\xED\xCD"[random() % 9];
+        }
+        return Chaine(text);
+    };
+    for (int round = 0; round < 40; ++round) {
+        PTableau<EFieldDesc> descs;
+        for (unsigned i = 0; i < random() % 200; ++i) {
+            descs.Add(Desc(name(), TYPE_LONG, 4, random() % 50 * 0x100000001UL));
+        }
+        EFieldSet set = Layout(descs);
+        for (unsigned i = 0; i < random() % 30; ++i) {
+            set.Add(View(Desc(name(), TYPE_LONG, 4), nullptr));
+        }
+        const auto scan = [&set](auto&& hits) {
+            for (std::uint16_t i = 0; i < set.Size(); ++i) {
+                if (hits(set.At(i))) {
+                    return int{i};
+                }
+            }
+            return -1;
+        };
+        for (int probe = 0; probe < 300; ++probe) {
+            const Chaine wanted = name();
+            EXPECT_EQ(set.IndexOf(wanted), scan([&](const EField& field) {
+                          return !wanted.IsEmpty() && field.Name().EqualsFolded(wanted);
+                      }));
+            const unsigned long number = random() % 60 * 0x100000001UL;
+            EXPECT_EQ(set.IndexOf(number), scan([&](const EField& field) {
+                          return number != 0 && field.Infos().Accelerator() == number;
+                      }));
+        }
+    }
+}
+
+TEST(FieldLookup, AllocatesNothing) {
+    EFieldSet set = Layout(Descs({{"a", TYPE_LONG, 4, 1}, {"b", TYPE_CHAINE, 4, 2}}));
+    const EFieldIdent there{"b", 0};
+    const Chaine absent("absent");
+    const test::AllocationCount count;
+    EXPECT_TRUE(set.Exist(there));
+    EXPECT_FALSE(set.Exist({absent, 0}));
+    EXPECT_EQ(&set[2UL], &set[there.name]);
+    EXPECT_TRUE(set[absent].IsMissing());
+    EXPECT_EQ(count.Taken(), 0U);
+}
+
+TEST(FieldLayout, AlignsSlotsAndNothingElse) {
+    const EFieldSet set = Layout(Descs({{"a", TYPE_INT8, 1},
+                                        {"b", TYPE_LONG, 5},
+                                        {"c", TYPE_CHAINE, 4},
+                                        {"d", TYPE_INT16, 2},
+                                        {"e", TYPE_BLOB, 4},
+                                        {"f", TYPE_INT8, 1}}));
+    const std::size_t places[] = {0, 1, 8, 16, 24, 32};
+    for (std::uint16_t i = 0; i < 6; ++i) {
+        EXPECT_EQ(set.OffsetOf(i), places[i]) << i;
+    }
+    EXPECT_EQ(set.FieldsTotalSize(), 1U + 5U + 8U + 2U + 8U + 1U);
+    EXPECT_EQ(set.RecordSize(), 40U);  // the next record's slots are aligned too
+    EXPECT_EQ(Layout(Descs({{"a", TYPE_INT8, 1}, {"b", TYPE_LONG, 5}})).RecordSize(), 6U);
+}
+
+TEST(FieldLayout, CutsTheRunOfDescriptionsToWhatThereIs) {
+    const auto descs = Descs({{"a", TYPE_LONG, 4}, {"b", TYPE_LONG, 4}, {"c", TYPE_INT8, 1}});
+    struct Case {
+        std::uint16_t first, count;
+        std::size_t size, bytes;
+    };
+    for (const Case& c : {Case{0, 0x200, 3, 9}, Case{1, 1, 1, 4}, Case{2, 0xFFFF, 1, 1},
+                          Case{3, 1, 0, 0}, Case{0xFFFF, 0xFFFF, 0, 0}}) {
+        EFieldSet set = Layout(Descs({{"old", TYPE_LONG, 4}}));
+        set.Attach(descs, nullptr, c.first, c.count);
+        EXPECT_EQ(set.Size(), c.size);
+        EXPECT_EQ(set.RecordSize(), c.bytes);
+        EXPECT_EQ(set.IndexOf("old"), -1);
+    }
+}
+
+TEST(FieldLayout, KeepsPlacesBeyond64K) {
+    PTableau<EFieldDesc> descs;
+    for (int i = 0; i < 3; ++i) {
+        descs.Add(Desc(Chaine::Format("s%d", i), TYPE_STR, 60000));
+    }
+    descs.Add(Desc("n", TYPE_LONG, 5));
+    test::Record record(descs);
+    EXPECT_EQ(record.fields.OffsetOf(3), 180000U);
+    record.fields["s2"] <<= EVariant("last");
+    record.fields["n"] <<= EVariant(4);
+    EXPECT_TRUE(record.fields["s0"].AsChaine().IsEmpty());
+    EXPECT_EQ(record.fields["s2"].AsChaine(), Chaine("last"));
+    EXPECT_EQ(record.fields["n"].AsInt64(), 4);
+}
+
+TEST(FieldLayout, ChangeOfBufferMovesAllButAddedFields) {
+    test::Record record(Descs({{"a", TYPE_INT8, 1}, {"b", TYPE_LONG, 4}}));
+    std::int32_t linked = 5;
+    record.fields.Add(View(Desc("l", TYPE_LONG, 4), &linked));
+    EXPECT_EQ(record.fields.OffsetOf(2), EFieldSet::kNoOffset);
+    EXPECT_EQ(record.fields.RecordSize(), 5U);
+    record.fields["b"] <<= EVariant(1);
+    test::Record other(record.fields);
+    EXPECT_EQ(test::Values(other.fields), Chaine("-|-|5"));
+    other.fields["b"] <<= EVariant(2);
+    record.fields.ChangeBuffer(other.buffer.Get(), true);
+    EXPECT_EQ(test::Values(record.fields), Chaine("-|2|5"));
+    record.fields.ChangeBuffer(nullptr, false);
+    record.fields["b"] <<= EVariant(3);
+    EXPECT_EQ(test::Values(record.fields), Chaine("-|-|5"));
+    EXPECT_EQ(test::Values(other.fields), Chaine("-|2|5"));
+    record.fields.SetNull();
+    EXPECT_EQ(test::Values(other.fields), Chaine("-|2|-"));
+}
+
+TEST(FieldShape, IsSharedByCopiesUntilOneChanges) {
+    std::int32_t linked = 5;
+    test::Record record(Descs({{"a", TYPE_LONG, 4}}));
+    EFieldSet copy = record.fields;
+    copy["a"] <<= EVariant(7);
+    EXPECT_EQ(record.fields["a"].AsInt64(), 7);
+    EXPECT_EQ(copy.ShapeNumber(), record.fields.ShapeNumber());
+    copy.Add(View(Desc("l", TYPE_LONG, 4), &linked));
+    EXPECT_NE(copy.ShapeNumber(), record.fields.ShapeNumber());
+    EXPECT_EQ(record.fields.IndexOf("l"), -1);
+    EXPECT_EQ(copy.IndexOf("l"), 1);
+    const std::uint64_t number = copy.ShapeNumber();
+    copy.Add(copy.At(0));
+    EXPECT_NE(copy.ShapeNumber(), number);
+    EFieldSet moved(std::move(copy));
+    EXPECT_EQ(test::Values(moved), Chaine("7|5|7"));
+    EXPECT_NE(EFieldSet().ShapeNumber(), 0U);
+}
+
+TEST(FieldShape, IsPackedAnewAfterAChange) {
+    EFieldSet set;
+    set.Add(View(Desc("a", TYPE_LONG, 4), nullptr));
+    EXPECT_EQ(set.Packed().RecordSize(), 4U);
+    set.Add(View(Desc("b", TYPE_INT8, 1), nullptr));
+    EXPECT_EQ(set.Packed().RecordSize(), 5U);
+    EXPECT_EQ(set.RecordSize(), 0U);
+}
+
+TEST(FieldValues, AreCopiedByNameBetweenLayouts) {
+    test::Record source(Descs({{"n", TYPE_LONG, 5}, {"t", TYPE_CHAINE, 4}, {"x", TYPE_LONG, 4}}));
+    test::Record target(Descs({{"only", TYPE_LONG, 4},
+                               {"T", TYPE_ZSTRING, 3},
+                               {"N", TYPE_CHAINE, 4},
+                               {"x", TYPE_INT64, 9}}));
+    source.fields["n"] <<= EVariant(12);
+    source.fields["t"] <<= EVariant("text");
+    target.fields["only"] <<= EVariant(1);
+    target.fields["x"] <<= EVariant(1);
+    target.fields <<= source.fields;
+    EXPECT_EQ(test::Values(target.fields), Chaine("1|tex|12|-"));
+}
+
+TEST(FieldValues, AreCopiedByIndexInOneShapeWithAddedFields) {
+    const Chaine text("some text that is shared");
+    std::int32_t linkedHere = 5;
+    std::int32_t linkedThere = 6;
+    test::Record source(Descs({{"a", TYPE_LONG, 5}, {"a", TYPE_CHAINE, 4}}));
+    source.fields.Add(View(Desc("a", TYPE_LONG, 4), &linkedHere));
+    test::Record target(source.fields);
+    target.fields.At(2).Attach(source.fields.At(2).Desc(), &linkedThere, false);
+    source.fields.At(0) <<= EVariant(1);
+    source.fields.At(1) <<= EVariant(text);
+    const test::AllocationCount count;
+    target.fields <<= source.fields;
+    target.fields <<= target.fields;
+    EXPECT_EQ(count.Taken(), 0U);
+    EXPECT_EQ(test::Values(target.fields), Chaine("1|some text that is shared|5"));
+    EXPECT_EQ(linkedThere, 5);
+    // A set without a record reads as missing throughout.
+    source.fields.ChangeBuffer(nullptr, false);
+    target.fields <<= source.fields;
+    EXPECT_EQ(test::Values(target.fields), Chaine("-|-|5"));
+}
+
+}  // namespace
+}  // namespace etabulon

@@ -1,0 +1,225 @@
+#include "foundation/FieldDescs.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+#include <limits>
+#include <string>
+
+namespace etabulon {
+namespace {
+
+using test::Desc;
+using test::View;
+
+struct SizeCase {
+    std::int32_t type;
+    std::uint16_t declared, size, storage;
+    bool isSlot, isNullable;
+};
+
+TEST(FieldDescription, SizesFollowTheDeclaration) {
+    const SizeCase cases[] = {
+        {TYPE_LONG, 4, 4, 4, false, false},
+        {TYPE_LONG, 5, 4, 5, false, true},
+        {TYPE_LONG, 0, 4, 4, false, false},
+        {TYPE_LONG, 6, 4, 4, false, false},
+        {TYPE_BOOL, 2, 1, 2, false, true},
+        {TYPE_INT64, 9, 8, 9, false, true},
+        {TYPE_GUID, 17, 16, 17, false, true},
+        {TYPE_ZSTRING, 5, 5, 5, false, false},
+        {TYPE_STR, 60000, 60000, 60000, false, false},
+        {TYPE_CHAINE, 4, 4, sizeof(Chaine), true, false},
+        {TYPE_CHAINE, 20, 4, sizeof(Chaine), true, false},
+        {TYPE_BLOB, 5, 4, sizeof(Chaine), true, false},
+        {99, 7, 7, 7, false, false},
+        // A code that was sign-extended from a byte is stored as its low byte tells.
+        {0xFF00 | TYPE_UP_CHAINE, 4, 4, sizeof(Chaine), true, false},
+    };
+    for (const SizeCase& c : cases) {
+        const EFieldDesc desc = Desc("f", c.type, c.declared);
+        SCOPED_TRACE(std::to_string(c.type) + " of " + std::to_string(c.declared));
+        EXPECT_EQ(desc.Type(), c.type);
+        EXPECT_EQ(desc.Size(), c.size);
+        EXPECT_EQ(desc.StorageSize(), c.storage);
+        EXPECT_EQ(desc.IsSlot(), c.isSlot);
+        EXPECT_EQ(desc.IsNullable(), c.isNullable);
+    }
+}
+
+TEST(FieldDescription, WithoutHandlerOrBodyAnswersForNothing) {
+    EVariant low(1);
+    EVariant high(2);
+    for (const EFieldDesc& desc : {EFieldDesc(), EFieldDesc("f", TYPE_LONG, 4, 0, nullptr)}) {
+        EXPECT_EQ(desc.Infos().Accelerator(), 0U);
+        EXPECT_FALSE(desc.Infos().GetBorne(low, high));
+        EXPECT_TRUE(desc.Infos().Header().IsEmpty());
+    }
+    EXPECT_EQ(low, EVariant(1));
+    EXPECT_EQ(high, EVariant(2));
+    EXPECT_TRUE(EFieldDesc().Name().IsEmpty());
+}
+
+TEST(FieldDescription, LocalHandlerTellsWhatItWasGiven) {
+    EFInfosHandlerLocal handler("head", "told", 7, 12);
+    const auto twin = handler.Duplicate();
+    handler.SetOffset(9);
+    EXPECT_EQ(twin->Header(), Chaine("head"));
+    EXPECT_EQ(twin->Description(), Chaine("told"));
+    EXPECT_EQ(twin->Accelerator(), 12U);
+    EXPECT_EQ(twin->GetOffset(), 7);
+    EXPECT_EQ(handler.GetOffset(), 9);
+}
+
+TEST(FieldOverCell, StoresReadsAndForgets) {
+    struct Case {
+        std::int32_t type;
+        std::uint16_t size;
+        EVariant value;
+        bool canBeMissing;
+    };
+    const Case cases[] = {
+        {TYPE_LONG, 4, EVariant(-7), true},
+        {TYPE_LONG, 5, EVariant(-7), true},
+        {TYPE_INT64, 9, EVariant::FromInt64(std::numeric_limits<std::int64_t>::min()), true},
+        {TYPE_UINT8, 2, EVariant(255), true},
+        {TYPE_DOUBLE, 9, EVariant::FromDouble(0.5), true},
+        {TYPE_CHAINE, 4, EVariant("longer than any cell of four bytes"), true},
+        {TYPE_CHAINE, 4, EVariant(""), true},
+        {TYPE_ZSTRING, 6, EVariant("sixsix"), false},
+        {TYPE_STR, 6, EVariant("abc"), false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::to_string(c.type) + " of " + std::to_string(c.size));
+        const EFieldDesc desc = Desc("f", c.type, c.size);
+        EFieldSet layout;
+        PTableau<EFieldDesc> descs;
+        descs.Add(desc);
+        test::Record record(descs);
+        EField& field = record.fields.At(0);
+        EXPECT_EQ(field.IsMissing(), c.canBeMissing);
+        field <<= c.value;
+        EXPECT_EQ(field, c.value);
+        EXPECT_FALSE(field.IsMissing());
+        EXPECT_EQ(field.Size(), desc.Size());
+        field.SetMissing();
+        EXPECT_EQ(field.IsMissing(), c.canBeMissing);
+        if (!c.canBeMissing) {
+            EXPECT_EQ(field, EVariant(""));
+        }
+        field <<= c.value;
+        EXPECT_EQ(field, c.value);
+    }
+}
+
+TEST(FieldOverCell, StaysInsideItsBytes) {
+    std::array<unsigned char, 12> bytes;
+    bytes.fill(0xAA);
+    // An odd place: cells are unaligned.
+    EField field = View(Desc("f", TYPE_INT64, 9), bytes.data() + 1);
+    field <<= EVariant(5);
+    field.SetMissing();
+    field <<= EVariant(6);
+    EXPECT_EQ(field.AsInt64(), 6);
+    EXPECT_EQ(bytes[0], 0xAA);
+    EXPECT_EQ(bytes[10], 0xAA);
+}
+
+TEST(FieldCopy, IsTheSameViewAndACopyAsVariantIsAValue) {
+    std::int32_t number = 1;
+    const EField field = View(Desc("n", TYPE_LONG, 4), &number);
+    EField view(field);
+    const EVariant value(field);
+    EField assigned;
+    assigned = field;
+    number = 2;
+    EXPECT_EQ(view.AsInt64(), 2);
+    EXPECT_EQ(assigned.AsInt64(), 2);
+    EXPECT_EQ(value.AsInt64(), 1);
+    view <<= EVariant(3);
+    EXPECT_EQ(number, 3);
+    EXPECT_EQ(view.Address(), &number);
+    EXPECT_TRUE(assigned.Desc().IsSameAs(field.Desc()));
+}
+
+TEST(FieldCopy, MayBeAttachedElsewhereByItsOwnDescription) {
+    std::int32_t here = 1;
+    std::int32_t there = 2;
+    EField field = View(Desc("n", TYPE_LONG, 4), &here);
+    field.Attach(field.Desc(), &there, false);
+    EXPECT_EQ(field.AsInt64(), 2);
+    EXPECT_EQ(field.Name(), Chaine("n"));
+}
+
+TEST(EmptyField, ReadsAsMissingWhateverIsDoneToIt) {
+    EFieldSet set;
+    EField& empty = set["nothing"];
+    EXPECT_EQ(&empty, &EField::Empty());
+    std::int32_t number = 1;
+    const EField other = View(Desc("n", TYPE_LONG, 4), &number);
+    empty <<= EVariant("text");
+    empty <<= EVariant(12);
+    empty.SetMissing();
+    empty.Set(EVariant(12));
+    empty = other;
+    empty.Attach(other.Desc(), &number, false);
+    EXPECT_TRUE(empty.IsNullField());
+    EXPECT_TRUE(empty.IsMissing());
+    EXPECT_EQ(empty.Address(), nullptr);
+    EXPECT_TRUE(empty.AsChaine().IsEmpty());
+    EXPECT_TRUE(empty.Name().IsEmpty());
+    EXPECT_EQ(number, 1);
+}
+
+TEST(TextSlots, ShareABodyFromRecordToRecord) {
+    const auto descs = test::Descs({{"n", TYPE_INT8, 1}, {"t", TYPE_CHAINE, 4}});
+    test::Record one(descs);
+    test::Record two(one.fields);
+    const Chaine text("a text that is shared");
+    one.fields["t"] <<= EVariant(text);
+    two.fields["t"] <<= one.fields["t"];
+    EXPECT_EQ(test::BodyAt(one.fields["t"]), text.GetBody());
+    EXPECT_EQ(test::BodyAt(two.fields["t"]), text.GetBody());
+    two.fields["t"] <<= EVariant("another");
+    EXPECT_EQ(one.fields["t"].AsChaine(), text);
+    two.fields["t"] <<= EVariant("");
+    EXPECT_FALSE(two.fields["t"].IsMissing());
+    two.fields["t"].SetMissing();
+    EXPECT_TRUE(two.fields["t"].IsMissing());
+    EXPECT_EQ(test::BodyAt(two.fields["t"]), nullptr);
+}
+
+TEST(RecordOfAShape, IsMadeCopiedAndUnmadeWithItsSlots) {
+    const EFieldSet layout = test::Layout(test::Descs({{"n", TYPE_LONG, 5},
+                                                       {"t", TYPE_CHAINE, 4},
+                                                       {"p", TYPE_LONG, 4},
+                                                       {"z", TYPE_ZSTRING, 3},
+                                                       {"s", TYPE_STR, 3},
+                                                       {"b", TYPE_BLOBTEXT, 4}}));
+    test::Record source(layout);
+    test::Record target(layout);
+    EXPECT_EQ(test::Values(source.fields), Chaine("-|-|-|||-"));
+    source.fields["n"] <<= EVariant(1);
+    source.fields["t"] <<= EVariant("text");
+    source.fields["z"] <<= EVariant("zzz");
+    source.fields["b"] <<= EVariant("blob");
+    target.fields["t"] <<= EVariant("goes");
+    target.fields["s"] <<= EVariant("go");
+    layout.CopyRecord(target.buffer.Get(), source.buffer.Get());
+    layout.CopyRecord(target.buffer.Get(), target.buffer.Get());
+    EXPECT_EQ(test::Values(target.fields), Chaine("1|text|-|zzz||blob"));
+    EXPECT_EQ(test::BodyAt(target.fields["t"]), test::BodyAt(source.fields["t"]));
+    source.fields.SetNull();
+    target.buffer.Clear();
+    EXPECT_EQ(test::Values(source.fields), Chaine("-|-|-|||-"));
+    EXPECT_EQ(test::Values(target.fields), Chaine("-|-|-|||-"));
+    // Moved, the record stays in place.
+    target.fields["t"] <<= EVariant("stays");
+    ERecordBuffer moved(std::move(target.buffer));
+    EXPECT_EQ(moved.Get(), target.fields.Buffer());
+    EXPECT_EQ(target.fields["t"].AsChaine(), Chaine("stays"));
+}
+
+}  // namespace
+}  // namespace etabulon
