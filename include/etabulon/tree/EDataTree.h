@@ -1,0 +1,79 @@
+#pragma once
+
+#include "etabulon/foundation/ERef.h"
+#include "etabulon/tree/EDataTreeNode.h"
+
+namespace etabulon {
+
+/// The root: shows a name and an icon of its own.
+class ETABULON_API EDataTreeNodeRoot : public EDataTreeNode {
+public:
+    EDataTreeNodeRoot(const ETabulonSortDesc* sortDesc, const Chaine& name, HICON icon);
+    [[nodiscard]] ETabulonValue DisplayValue() const override;
+    [[nodiscard]] HICON Icon() const override { return icon_; }
+
+private:
+    Chaine name_;
+    HICON icon_;  // not owned
+};
+
+/// A cursor, a sort description and a root bound into a tree model, and the single door through
+/// which the tree is changed: each operation takes the cursor from a running walk, works and gives
+/// it back.
+///
+/// Ownership  owns the sort description and the root; the cursor must outlive it. Nodes are dead
+/// after
+///            an operation that fills, re-sorts or resets.
+/// Threads    changing operations take the cursor's lock themselves and may nest in it. Get, Root
+/// and
+///            the accessors take none: whoever may meet a walk holds the lock.
+class ETABULON_API EDataTree {
+public:
+    using HideFlag = ETabulonSortDesc::SortKey::HideFlag;
+
+    EDataTree(ETabulonCursor* cursor, const Chaine& rootName, HICON rootIcon);
+    EDataTree(const EDataTree&) = delete;
+    EDataTree& operator=(const EDataTree&) = delete;
+    virtual ~EDataTree();
+
+    [[nodiscard]] EDataTreeNodeRoot* Root() const noexcept { return root_.Get(); }
+    [[nodiscard]] ETabulonCursor* Cursor() noexcept { return cursor_; }
+    [[nodiscard]] const ETabulonCursor* Cursor() const noexcept { return cursor_; }
+    [[nodiscard]] ETabulonSortDesc* SortDesc() const noexcept { return sortDesc_.Get(); }
+    [[nodiscard]] const ETabulonLevels& AvailableLevels() const {
+        return sortDesc_->AvailableLevels();
+    }
+    [[nodiscard]] const ETabulonSortDesc::SortKeyArray& SortLevels() const {
+        return sortDesc_->SortLevels();
+    }
+    [[nodiscard]] ETabulonSortDesc::SortCompareSource CompareSource() const {
+        return sortDesc_->CompareSource();
+    }
+    [[nodiscard]] EDataTreeNode* Get(const ETabulonTag& tag) const { return root_->Get(tag); }
+
+    CursorStatus Fill();
+    CursorStatus Refresh();
+    /// Refreshes the node of the tag, or its nearest ancestor that the tree holds.
+    CursorStatus Refresh(const ETabulonTag& tag);
+    /// A new, empty root. Takes no lock: belongs before a fill.
+    void SetParams(const Chaine& rootName, HICON rootIcon);
+
+    // Each returns whether something changed. The first three empty the tree, which asks for a new
+    // fill; the others rearrange it without a walk of the table.
+    bool SetSortLevels(const ETabulonSortDesc::SortKeyArray& keys);
+    bool SetHideLevelFlags(unsigned level, HideFlag flag);
+    bool SetHideLevelFlags(const PUniqueT<unsigned>& levels, HideFlag flag);
+    bool MoveSortLevel(unsigned from, unsigned to);
+    bool MoveHiddenLevelsTo(unsigned position);
+    bool SetCompareSource(ETabulonSortDesc::SortCompareSource source);
+
+private:
+    CursorStatus Fill(ETabulonCursor* source);
+    void ReSort();
+
+    ERef<ETabulonSortDesc> sortDesc_;
+    ERef<EDataTreeNodeRoot> root_;
+    ETabulonCursor* cursor_;  // not owned
+};
+
+}  // namespace etabulon

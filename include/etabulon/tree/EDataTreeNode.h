@@ -1,0 +1,152 @@
+#pragma once
+
+#include "etabulon/cursors/ETabulonCursor.h"
+#include "etabulon/foundation/ECountedUnknown.h"
+#include "etabulon/foundation/EIcon.h"
+#include "etabulon/sort/ETabulonSortDesc.h"
+#include "etabulon/values/ETabulonPrimaryKey.h"
+#include "etabulon/values/ETabulonTag.h"
+
+#include <cstdint>
+#include <memory>
+
+namespace etabulon {
+
+namespace detail {
+class TreeChildren;
+class TreeFillPath;
+}  // namespace detail
+
+/// One node of the tree model: a position, its children in the order of the sort description, and,
+/// in a leaf, the primary key of a record. A node is a leaf when its tag has a value for each level
+/// that the tree shows.
+///
+/// Ownership  a parent holds one reference to each child; the sort description isn't owned. A
+/// pointer
+///            to a node is good until its parent drops it (Fill, Refresh, Reset).
+/// Threads    no lock of its own. Writers run under the cursor's lock, and so must readers that can
+///            meet a walk. Const operations fill caches.
+/// Storage    a node keeps the value of its own level; the whole tag, and a key that is more than
+/// its
+///            record's place, are kept apart and made when asked for.
+class ETABULON_API EDataTreeNode : public virtual ECountedUnknown {
+public:
+    EDataTreeNode(EDataTreeNode* parent, const ETabulonTag& tag, const ETabulonSortDesc* sortDesc);
+    EDataTreeNode(const EDataTreeNode&) = delete;
+    EDataTreeNode& operator=(const EDataTreeNode&) = delete;
+    ~EDataTreeNode() override;
+
+    /// The value that names this node; Null at the root.
+    [[nodiscard]] virtual ETabulonValue DisplayValue() const;
+    [[nodiscard]] virtual HICON Icon() const;
+
+    /// Files a record's tag under this node. Returns the node that stands for it, not owned; null
+    /// for a tag that has only hidden values.
+    EDataTreeNode* AddChild(const ETabulonTag& tag);
+    /// The node of that tag at or under this one, or null.
+    [[nodiscard]] EDataTreeNode* Get(const ETabulonTag& tag);
+    [[nodiscard]] const EDataTreeNode* Get(const ETabulonTag& tag) const;
+    /// The child at `index` in sort order; null when there are not as many.
+    [[nodiscard]] EDataTreeNode* Get(unsigned index);
+    [[nodiscard]] const EDataTreeNode* Get(unsigned index) const;
+
+    /// Reset, then Refresh.
+    CursorStatus Fill(ETabulonCursor* cursor);
+    /// Walks the node's tag: keeps what the walk meets again, adds the new, drops the rest. A walk
+    /// that is cancelled or fails drops nothing. Without any record left the parent is refreshed
+    /// instead, and this node may be gone when the call returns.
+    CursorStatus Refresh(ETabulonCursor* cursor);
+    /// Drops all children.
+    void Reset();
+
+    [[nodiscard]] unsigned Depth() const noexcept { return depth_; }
+    [[nodiscard]] unsigned Size() const noexcept;
+    /// The leaves strictly below this node.
+    [[nodiscard]] std::uint32_t LeafCount() const noexcept { return leafCount_; }
+    [[nodiscard]] bool IsRoot() const noexcept { return parent_ == nullptr; }
+    [[nodiscard]] bool IsTreeLeaf() const;
+    [[nodiscard]] EDataTreeNode* Parent() const noexcept { return parent_; }
+    [[nodiscard]] std::intptr_t Param() const noexcept { return param_; }
+    void SetParam(std::intptr_t param) noexcept { param_ = param; }
+    [[nodiscard]] const ETabulonPrimaryKey& PrimaryKey() const;
+    void SetPrimaryKey(const ETabulonPrimaryKey& key);
+    [[nodiscard]] const ETabulonTag& Tag() const;
+
+    /// The same into storage of the caller's, keeping nothing here: what a pass over many nodes
+    /// uses.
+    void ExtractTag(ETabulonTag& tag) const;
+    void ExtractPrimaryKey(ETabulonPrimaryKey& key) const;
+
+protected:
+    /// Makes a child for `tag`; returns its first reference. Override it together with the class of
+    /// the nodes.
+    [[nodiscard]] virtual EDataTreeNode* AllocChild(const ETabulonTag& tag,
+                                                    const ETabulonSortDesc* sortDesc);
+    [[nodiscard]] const ETabulonSortDesc& SortDesc() const noexcept { return *sortDesc_; }
+
+private:
+    friend class EDataTreeFiller;
+    friend class detail::TreeChildren;
+    friend class detail::TreeFillPath;
+    struct Extra;
+
+    EDataTreeNode* AddVChild(const ETabulonTag& tag, detail::TreeFillPath* path);
+    EDataTreeNode* NewChild(const ETabulonTag& tag, detail::TreeFillPath* path);
+    [[nodiscard]] EDataTreeNode* GetDirect(const ETabulonTag& tag) const;
+    [[nodiscard]] bool HasTag(const ETabulonTag& tag) const;
+    [[nodiscard]] bool IsOnPathOf(const ETabulonTag& tag) const;
+    [[nodiscard]] bool SamePathAs(const ETabulonTag& tag) const;
+    void IncLeafCount(std::int32_t delta) noexcept;
+    void SetDirtyChilds(bool dirty) noexcept;
+    void ReleaseDirtyChilds();
+    CursorStatus RefreshHere(ETabulonCursor* cursor, bool& oneFound);
+    void ForgetPaths();
+    void KeepTag(const ETabulonTag& tag);
+    Extra& MakeExtra() const;
+
+    EDataTreeNode* parent_;
+    const ETabulonSortDesc* sortDesc_;
+    ETabulonValue value_;  // of level_; unused in the root and where the node isn't byValue_
+    std::unique_ptr<detail::TreeChildren> children_;
+    mutable std::unique_ptr<Extra> extra_;
+    EPosition position_ = kNoPosition;  // of the primary key
+    std::intptr_t param_ = 0;
+    std::uint32_t level_ = 0;
+    std::uint32_t leafCount_ = 0;
+    std::uint32_t depth_;
+    enum class KeyForm : std::uint8_t { None, PositionOnly, Int64Segment, InExtra };
+    KeyForm keyForm_ = KeyForm::None;
+    bool dirty_ = false;
+    bool byValue_ = false;  // the tag is equal to the parent's plus value_ at level_
+    bool ownsTag_ = false;  // and yet not the same to the letter, or not byValue_: Extra has it
+    mutable std::int8_t isLeaf_ = -1;  // -1 unknown
+};
+
+/// The listener that files each record of a walk under a node.
+class ETABULON_API EDataTreeFiller : public ETabulonCursor::INotifier,
+                                     public virtual ECountedUnknown {
+public:
+    explicit EDataTreeFiller(EDataTreeNode* node) : node_(node) {}
+    EDataTreeFiller(const EDataTreeFiller& other);
+    EDataTreeFiller& operator=(const EDataTreeFiller& other);
+    ~EDataTreeFiller() override;
+
+    /// A record was met since the last reset.
+    [[nodiscard]] bool HasOneFound() const noexcept { return oneFound_; }
+
+    CursorStatus OnReset(const ETabulonTag& tag, const ETabulonCursor& cursor) override;
+    CursorStatus OnMove(const ETabulonCursor& cursor) override;
+    void OnDone(const ETabulonCursor&) override {}
+    void OnCancel(const ETabulonCursor&) override {}
+    void OnError(const ETabulonCursor&, CursorStatus) override {}
+
+private:
+    friend class EDataTreeNode;
+    EDataTreeFiller(EDataTreeNode* node, detail::TreeFillPath* path) : node_(node), path_(path) {}
+
+    EDataTreeNode* node_;  // not owned
+    bool oneFound_ = false;
+    detail::TreeFillPath* path_ = nullptr;  // of one Refresh, not owned, not copied
+};
+
+}  // namespace etabulon

@@ -1,0 +1,123 @@
+#include "etabulon/tree/EDataTree.h"
+
+#include "tree/ETabulonCursorTree.h"
+
+namespace etabulon {
+
+namespace {
+
+constexpr auto kInTree = ETabulonSortDesc::SortKey::HideInTree;
+
+}  // namespace
+
+EDataTreeNodeRoot::EDataTreeNodeRoot(const ETabulonSortDesc* sortDesc, const Chaine& name,
+                                     HICON icon)
+    : EDataTreeNode(nullptr, ETabulonTag::Null, sortDesc), name_(name), icon_(icon) {}
+
+ETabulonValue EDataTreeNodeRoot::DisplayValue() const {
+    return ETabulonValue(EVariant(name_), name_, false);
+}
+
+EDataTree::EDataTree(ETabulonCursor* cursor, const Chaine& rootName, HICON rootIcon)
+    : sortDesc_(MakeRef<ETabulonSortDesc>(cursor->Levels())), cursor_(cursor) {
+    SetParams(rootName, rootIcon);
+}
+
+EDataTree::~EDataTree() =
+    default;  // members go in reverse: the nodes before the sort description they use
+
+CursorStatus EDataTree::Fill() { return Fill(cursor_); }
+
+CursorStatus EDataTree::Fill(ETabulonCursor* source) {
+    // The tree's own cursor, also when another one is walked: it is the lock of the nodes.
+    const ECursorExclusive exclusive(*cursor_);
+    return root_->Fill(source);
+}
+
+CursorStatus EDataTree::Refresh() {
+    const ECursorExclusive exclusive(*cursor_);
+    return root_->Refresh(cursor_);
+}
+
+CursorStatus EDataTree::Refresh(const ETabulonTag& tag) {
+    const ECursorExclusive exclusive(*cursor_);
+    ETabulonTag wanted(tag);
+    EDataTreeNode* node = root_->Get(wanted);
+    while (node == nullptr) {
+        ETabulonTag parent = sortDesc_->GetParentTag(wanted, kInTree);
+        // Where a level stands twice among the keys a tag can be its own parent.
+        node = parent == wanted ? root_.Get() : root_->Get(parent);
+        wanted = std::move(parent);
+    }
+    return node->Refresh(cursor_);
+}
+
+void EDataTree::SetParams(const Chaine& rootName, HICON rootIcon) {
+    root_ = MakeRef<EDataTreeNodeRoot>(sortDesc_.Get(), rootName, rootIcon);
+}
+
+/// Builds the tree anew from its own leaves, under the present sort description. What was hidden
+/// when the tree was filled isn't in the leaves and can't come back this way. Requires the bracket.
+void EDataTree::ReSort() {
+    const ERef<EDataTreeNodeRoot> old = root_;
+    ETabulonCursorTree leaves(*old);
+    SetParams(old->DisplayValue().DisplayValue(), old->Icon());
+    static_cast<void>(Fill(&leaves));
+}
+
+bool EDataTree::SetSortLevels(const ETabulonSortDesc::SortKeyArray& keys) {
+    const ECursorExclusive exclusive(*cursor_);
+    const bool changed = sortDesc_->SetSortLevels(keys);
+    if (changed) {
+        root_->Reset();
+    }
+    return changed;
+}
+
+bool EDataTree::SetHideLevelFlags(unsigned level, HideFlag flag) {
+    const ECursorExclusive exclusive(*cursor_);
+    const bool changed = sortDesc_->SetHideLevelFlags(level, flag);
+    if (changed) {
+        root_->Reset();
+    }
+    return changed;
+}
+
+bool EDataTree::SetHideLevelFlags(const PUniqueT<unsigned>& levels, HideFlag flag) {
+    const ECursorExclusive exclusive(*cursor_);
+    const bool changed = sortDesc_->SetHideLevelFlags(levels, flag);
+    if (changed) {
+        root_->Reset();
+    }
+    return changed;
+}
+
+bool EDataTree::MoveSortLevel(unsigned from, unsigned to) {
+    const ECursorExclusive exclusive(*cursor_);
+    const bool changed = sortDesc_->MoveSortLevel(from, to, kInTree);
+    if (changed) {
+        ReSort();
+    }
+    return changed;
+}
+
+bool EDataTree::MoveHiddenLevelsTo(unsigned position) {
+    const ECursorExclusive exclusive(*cursor_);
+    const bool changed = sortDesc_->MoveHiddenLevelsTo(position, kInTree);
+    if (changed) {
+        ReSort();
+    }
+    return changed;
+}
+
+bool EDataTree::SetCompareSource(ETabulonSortDesc::SortCompareSource source) {
+    const ECursorExclusive exclusive(*cursor_);
+    // The description's listeners aren't told: the order on screen is no change of levels.
+    if (!sortDesc_->SetCompareSource(source)) {
+        return false;
+    }
+    ReSort();
+    return true;
+}
+
+}  // namespace etabulon

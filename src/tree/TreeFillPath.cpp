@@ -1,0 +1,142 @@
+#include "tree/TreeFillPath.h"
+
+#include "tree/NodeExtra.h"
+#include "tree/TreeChildren.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+namespace etabulon::detail {
+
+namespace {
+
+constexpr auto kInTree = ETabulonSortDesc::SortKey::HideInTree;
+
+}  // namespace
+
+TreeFillPath::TreeFillPath(EDataTreeNode& start)
+    : start_(start), outer_(std::exchange(start.MakeExtra().path, this)) {}
+
+TreeFillPath::~TreeFillPath() {
+    Forget();
+    start_.extra_->path = outer_;
+}
+
+void TreeFillPath::Forget() noexcept {
+    std::vector<ERef<EDataTreeNode>> touched;
+    touched.swap(touched_);
+    std::fill(nodes_.begin(), nodes_.end(), nullptr);
+    try {
+        for (const ERef<EDataTreeNode>& node : touched) {
+            if (node->children_ != nullptr) {
+                node->children_->Place();
+            }
+        }
+    } catch (const std::bad_alloc&) {
+        // Newcomers that didn't get their place go on waiting, and get it at the next look.
+    }
+}
+
+/// The start node and its ancestors stand for the first of these levels. They may not, after a
+/// change of levels that didn't empty the tree.
+bool TreeFillPath::StartStandsIn(const std::vector<unsigned>& levels) const {
+    if (!start_.byValue_ || start_.depth_ > levels.size()) {
+        return false;
+    }
+    const EDataTreeNode* node = &start_;
+    while (node->parent_ != nullptr && node->level_ == levels[node->depth_ - 1]) {
+        node = node->parent_;
+    }
+    return node->parent_ == nullptr;
+}
+
+/// Finds the record's value for each level shown. False if the record lacks one of them.
+bool TreeFillPath::ReadValues(const ETabulonTag& tag) {
+    const ETabulonSortDesc& sort = *start_.sortDesc_;
+    if (orderStamp_ != sort.OrderStamp()) {
+        Forget();
+        orderStamp_ = sort.OrderStamp();
+        const auto& visible = sort.VisibleLevels(kInTree);
+        levels_.assign(visible.begin(), visible.end());
+        places_.assign(levels_.size(), 0);
+        values_.assign(levels_.size(), nullptr);
+        nodes_.assign(levels_.size(), nullptr);
+        std::vector<unsigned> sorted(levels_);
+        std::sort(sorted.begin(), sorted.end());
+        straight_ = std::adjacent_find(sorted.begin(), sorted.end()) == sorted.end() &&
+                    StartStandsIn(levels_);
+    }
+    if (!straight_) {
+        return false;
+    }
+    const unsigned count = tag.KnownLevelsCount();
+    for (std::size_t depth = 0; depth < levels_.size(); ++depth) {
+        const unsigned level = levels_[depth];
+        unsigned place = places_[depth];
+        if (place >= count || tag.LevelAt(place) != level) {
+            place = 0;
+            while (place < count && tag.LevelAt(place) != level) {
+                ++place;
+            }
+            if (place == count) {
+                return false;
+            }
+            places_[depth] = place;
+        }
+        values_[depth] = &tag.ValueAt(place);
+    }
+    return true;
+}
+
+/// The record's tag as far as `depth` levels down.
+const ETabulonTag& TreeFillPath::PartOf(const ETabulonTag& tag, std::size_t depth) {
+    if (depth == levels_.size() && tag.KnownLevelsCount() == depth) {
+        return tag;
+    }
+    part_.RemoveAll();
+    for (std::size_t place = 0; place < depth; ++place) {
+        part_.SetValue(levels_[place], *values_[place]);
+    }
+    return part_;
+}
+
+EDataTreeNode* TreeFillPath::Add(const ETabulonTag& tag) {
+    if (!ReadValues(tag) || levels_.empty() || !start_.IsOnPathOf(tag)) {
+        return AddIrregular(tag);
+    }
+    EDataTreeNode* node = &start_;
+    bool sameAsLast = true;
+    for (std::size_t depth = start_.depth_; depth < levels_.size(); ++depth) {
+        const ETabulonValue& value = *values_[depth];
+        EDataTreeNode* child = nodes_[depth];
+        if (!sameAsLast || child == nullptr || !(child->value_ == value)) {
+            sameAsLast = false;
+            child = nullptr;
+            if (node->children_ != nullptr) {
+                if (!node->children_->IsOnlyOf(levels_[depth])) {
+                    return AddIrregular(tag);
+                }
+                child = node->children_->FindByValue(value);
+            }
+            if (child == nullptr) {
+                child = node->NewChild(PartOf(tag, depth + 1), this);
+                if (!child->byValue_) {
+                    return AddIrregular(tag);
+                }
+            }
+            child->dirty_ = false;
+            nodes_[depth] = child;
+        }
+        node = child;
+    }
+    return node;
+}
+
+/// By the general road: for tags with gaps, levels that stand twice, and nodes of other levels.
+EDataTreeNode* TreeFillPath::AddIrregular(const ETabulonTag& tag) {
+    std::fill(nodes_.begin(), nodes_.end(), nullptr);
+    return start_.AddVChild(start_.sortDesc_->RemoveHiddenValues(tag, kInTree), this);
+}
+
+}  // namespace etabulon::detail

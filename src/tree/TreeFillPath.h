@@ -1,0 +1,47 @@
+#pragma once
+
+#include "etabulon/foundation/ERef.h"
+#include "etabulon/tree/EDataTreeNode.h"
+
+#include <vector>
+
+namespace etabulon::detail {
+
+/// What one refresh keeps between records: the nodes of the last record, so that a record costs one
+/// comparison for each level it shares with the one before, and the nodes whose newcomers wait for
+/// their place until nobody adds any more.
+///
+/// Lives on the stack of EDataTreeNode::Refresh; the start node points at it meanwhile.
+class TreeFillPath {
+public:
+    explicit TreeFillPath(EDataTreeNode& start);
+    ~TreeFillPath();
+    TreeFillPath(const TreeFillPath&) = delete;
+    TreeFillPath& operator=(const TreeFillPath&) = delete;
+
+    /// AddChild of the start node.
+    EDataTreeNode* Add(const ETabulonTag& tag);
+    /// The node has newcomers.
+    void Touch(EDataTreeNode& node) { touched_.push_back(ERef<EDataTreeNode>::Retain(&node)); }
+    /// Nodes are about to go: gives all newcomers their places and forgets the last record.
+    void Forget() noexcept;
+
+private:
+    [[nodiscard]] EDataTreeNode* AddIrregular(const ETabulonTag& tag);
+    [[nodiscard]] bool StartStandsIn(const std::vector<unsigned>& levels) const;
+    [[nodiscard]] bool ReadValues(const ETabulonTag& tag);
+    [[nodiscard]] const ETabulonTag& PartOf(const ETabulonTag& tag, std::size_t depth);
+
+    EDataTreeNode& start_;
+    TreeFillPath* outer_;                       // of a refresh that this one runs inside of
+    std::vector<unsigned> levels_;              // shown, from the top down
+    std::vector<unsigned> places_;              // of those levels in the last record's tag
+    std::vector<const ETabulonValue*> values_;  // of the record, from the top down
+    std::vector<EDataTreeNode*> nodes_;         // of the last record, from below the start down
+    std::vector<ERef<EDataTreeNode>> touched_;
+    ETabulonTag part_;
+    std::uint64_t orderStamp_ = 0;
+    bool straight_ = false;  // each level once, and the start node among them
+};
+
+}  // namespace etabulon::detail
