@@ -1,0 +1,102 @@
+#pragma once
+
+#include "etabulon/foundation/EFieldKey.h"
+#include "etabulon/foundation/EFieldSet.h"
+
+#include <cstdint>
+
+namespace etabulon {
+
+class DDicoBase;
+
+/// A record's place in its table: opaque, -1 for none.
+using EPosition = std::int64_t;
+inline constexpr EPosition kNoPosition = -1;
+
+/// Statuses of tables that have a fixed meaning. Every other one of ours is at least 1000, never
+/// negative; statuses of foreign tables pass through unread.
+enum EDataStatus : std::int32_t {
+    DataOk = 0,
+    DataGone = 4,       // the record is there no more
+    DataDuplicate = 5,  // a key that must be unique exists already
+    DataNoCurrent = 8,  // no current record
+    DataEnd = 9,        // end of the data, and only that
+    DataNoSuchPosition = 43,
+    DataLocked = 1001,
+    DataConstraint = 1002,  // a constraint other than a duplicate key
+    DataConnectionLost = 1003,
+    DataReadOnly = 1004,  // read-only, or no permission
+    DataBadStatement = 1005,
+    DataNoMemory = 1098,
+    DataOther = 1099,
+};
+
+/// A table with a current record and one record buffer for life.
+///
+/// Every operation sets `status`, also to 0. A position result is -1 exactly when the status isn't
+/// 0, and after a step that answers -1 there is no current record and the buffer is blank. A write
+/// that fails leaves both as they are. A position argument of -1 means the current record; without
+/// one the operation fails with 8. A write changes exactly one record, or fails.
+///
+/// Threads  one at a time: the thread that walks, and under the cursor's lock when writing.
+class ETABULON_API EData {
+public:
+    /// Views `fields` in the record that they view; a derived class attaches its own buffer.
+    explicit EData(const EFieldSet& fields);
+    EData(const EData&) = delete;
+    EData& operator=(const EData&) = delete;
+    virtual ~EData();
+
+    virtual EPosition GetFirst() = 0;
+    virtual EPosition GetLast() = 0;
+    virtual EPosition GetNext() = 0;
+    virtual EPosition GetPrevious() = 0;
+    /// Moves to `position` and loads it; the flag has no meaning here.
+    virtual EPosition RePos(EPosition position, bool flag) = 0;
+    virtual EPosition Insert() = 0;
+    virtual EPosition Update(EPosition position) = 0;
+    virtual bool DeleteOne(EPosition position) = 0;
+    /// Deletes every record of the range, the first failure ends it. There is no current record
+    /// then.
+    virtual bool DeleteLoop();
+    /// A session of writes: opened for the first holder, closed for the last.
+    virtual void BeginDelete() {}
+    virtual void EndDelete() {}
+    /// The result is a status; with the flag it waits for another holder's lock. The base has
+    /// nothing to lock and only looks for the current record.
+    virtual std::int32_t Lock(EPosition position, bool wait);
+    virtual void Unlock() {}
+    /// Reads the current record into the buffer again. The base, called last by whoever overrides
+    /// it, blanks the buffer where there is no current record, and leaves the status. True with
+    /// one.
+    virtual bool LoadBuffer();
+
+    [[nodiscard]] EFieldSet& Fields() noexcept { return fields_; }
+    [[nodiscard]] const EFieldSet& Fields() const noexcept { return fields_; }
+    [[nodiscard]] virtual const EFieldKey& CurKey() { return key_; }
+    [[nodiscard]] void* GetBuffer() const noexcept { return buffer_; }
+
+    EPosition position = kNoPosition;  // of the current record
+    std::int32_t status = DataOk;      // of the last operation
+    DDicoBase* dico = nullptr;         // the table's dictionary node; a table works without one
+
+protected:
+    /// Makes `buffer` the record buffer, with the fields at the same places in it. Not owned.
+    /// Requires a constructed record (EFieldSet::ConstructRecord) of `size` bytes.
+    void AttachBuffer(void* buffer, int size);
+    [[nodiscard]] virtual bool IsInRange() { return true; }
+    [[nodiscard]] virtual bool IsInFilter() { return true; }
+    [[nodiscard]] virtual bool IsInCondition() { return true; }
+    /// The three together: a walk passes over records for which it is false.
+    [[nodiscard]] bool IsVisible() { return IsInRange() && IsInFilter() && IsInCondition(); }
+    EPosition Fail(std::int32_t newStatus) {
+        status = newStatus;
+        return kNoPosition;
+    }
+
+    EFieldSet fields_;
+    EFieldKey key_;
+    void* buffer_ = nullptr;
+};
+
+}  // namespace etabulon

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "etabulon/foundation/EData.h"
+
+namespace etabulon {
+
+/// A table with locks on single records: the abstract step above what holds real data.
+class ETABULON_API EDataTable : public EData {
+public:
+    using EData::EData;
+    /// -1 is the current record. The result is a status: 0, or 1001 where it is held by another.
+    [[nodiscard]] virtual std::int32_t LockRecord(EPosition where, bool wait) = 0;
+    virtual std::int32_t UnlockRecord(EPosition where) = 0;
+    /// What the engine said at the last failure; empty after a success.
+    [[nodiscard]] virtual Chaine LastErrorText() const { return {}; }
+    /// The engine's own code of the last failure; 0 after a success.
+    [[nodiscard]] virtual int LastErrorCode() const { return 0; }
+};
+
+}  // namespace etabulon

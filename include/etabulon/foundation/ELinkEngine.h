@@ -1,0 +1,109 @@
+#pragma once
+
+#include "etabulon/foundation/Chaine.h"
+#include "etabulon/foundation/DDico.h"
+#include "etabulon/foundation/PTableau.h"
+
+#include <cstdint>
+#include <memory>
+
+namespace etabulon {
+
+/// The marks in a link path, which is `step (mark step)+` with `step := [Rubric "."] name ["[" n
+/// "]"]`.
+///
+/// `A.x > y`  forward to the one record that a link of A points at. x is the link's name, or the
+///            foreign-key variable that it starts at, where only one does.
+/// `A.x » B.y`  backward to the first record of B, in the order of B's key, that points at this
+///            record of A. B has to be written. x says by which link of B: it is the link's name or
+///            foreign-key variable, or the variable of A that is pointed at, and then the first
+///            such link of B.
+///
+/// The last step is the variable read. The first step has to name its rubric; a later one may, and
+/// then it has to be the one reached. Names are folded. An index in front of a mark picks the
+/// element of those variables of the link that are arrays. A path may come by the same link again
+/// (`Person.boss > boss > name`): it ends where it ends, after at most 64 steps.
+inline constexpr char kLinkForward = '\x3E';
+inline constexpr char kLinkBackward = '\xBB';
+
+/// What RegisterLink works out of a path: stored and given back, never read by others.
+struct LinkDescriptor {
+    bool resolved = false;
+    Chaine code;
+    Chaine variable;
+    PTableau<std::int32_t> steps;  // the nodes on the way, of the engine's trie of steps
+    std::int32_t node = 0;         // the last of them; 0 = none
+};
+
+/// Tells a link engine where records lie.
+class ETABULON_API IBufferProvider {
+public:
+    virtual ~IBufferProvider() = default;
+    /// The buffer of the rubric of that name; null when it isn't known.
+    [[nodiscard]] virtual const void* FindRubricToReport(const Chaine& name) const = 0;
+};
+
+/// A provider that knows one rubric.
+class ETABULON_API CSingleBufferProvider : public IBufferProvider {
+public:
+    CSingleBufferProvider(const Chaine& name, const void* buffer) : name_(name), buffer_(buffer) {}
+    [[nodiscard]] const void* FindRubricToReport(const Chaine& name) const override;
+
+private:
+    Chaine name_;
+    const void* buffer_;
+    mutable Chaine lastAsked_;  // of the same name: a walk asks with one body again and again
+};
+
+/// Reads records reached through links. The provider's buffers have their rubrics' full layout.
+class ETABULON_API ILinkEngine {
+public:
+    virtual void Release() = 0;
+    /// Prepares `descriptor` for the path `code`, whose first step names its rubric. 0 when the
+    /// path doesn't resolve (unknown names, over 64 steps, a bad index): such a link reads nothing.
+    virtual int RegisterLink(const Chaine& code, LinkDescriptor& descriptor) = 0;
+    /// Once before links are used: what was read before is forgotten. 0 when the records of a
+    /// rubric on the way can't be read: links through it find no target.
+    virtual int InitializeLinks() = 0;
+    /// Reads the linked record for the provider's present one. Its buffer; null where there is no
+    /// target, which leaves that buffer blank.
+    virtual const void* ResolveLink(const LinkDescriptor& descriptor,
+                                    const IBufferProvider* provider) = 0;
+    /// The buffer, the same for the engine's life, in which the link's target record lies; null for
+    /// a path that didn't resolve or doesn't start at one of `rubrics`.
+    virtual const void* FindBuffer(const LinkDescriptor& descriptor, PTableau<DRubric*>& rubrics,
+                                   const IBufferProvider* provider) = 0;
+
+protected:
+    virtual ~ILinkEngine() = default;
+};
+
+/// The link engine on a dictionary: a trie of path steps, each with its target's lookup, one buffer
+/// for life and the last foreign key. An unchanged key reads nothing. No target, a missing part of
+/// the key included: a blank buffer.
+///
+/// Paths that begin alike share steps. A step reads only the columns that registered paths need.
+/// Threads  that of the walk. A descriptor belongs to the engine that filled it.
+class ETABULON_API LinkEngineEDataTable : public ILinkEngine {
+public:
+    explicit LinkEngineEDataTable(DDico* dico);
+    ~LinkEngineEDataTable() override;
+    LinkEngineEDataTable(const LinkEngineEDataTable&) = delete;
+    LinkEngineEDataTable& operator=(const LinkEngineEDataTable&) = delete;
+
+    void Release() override { delete this; }
+    int RegisterLink(const Chaine& code, LinkDescriptor& descriptor) override;
+    int InitializeLinks() override;
+    const void* ResolveLink(const LinkDescriptor& descriptor,
+                            const IBufferProvider* provider) override;
+    const void* FindBuffer(const LinkDescriptor& descriptor, PTableau<DRubric*>& rubrics,
+                           const IBufferProvider* provider) override;
+
+private:
+    class Step;
+    struct State;
+    [[nodiscard]] Step* FindStep(const LinkDescriptor& descriptor) const;
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace etabulon

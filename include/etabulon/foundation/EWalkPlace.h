@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+
+namespace etabulon {
+
+/// Where a walk over rising positions stands: on a record, or between two of them when its record
+/// was deleted or an end was met. From there it goes on both ways.
+struct EWalkPlace {
+    bool known = false;
+    std::int64_t next = 0;       // the lowest position the next step may reach
+    std::int64_t previous = -1;  // the highest position the step back may reach
+
+    void StandOn(std::int64_t position) noexcept {
+        known = true;
+        next = position + 1;
+        previous = position - 1;
+    }
+    /// Between the records below `position` and the others.
+    void StandBefore(std::int64_t position) noexcept {
+        known = true;
+        next = position;
+        previous = position - 1;
+    }
+    void Lose() noexcept { known = false; }
+};
+
+}  // namespace etabulon

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "etabulon/foundation/DDico.h"
+
+#include <cstddef>
+#include <string_view>
+#include <vector>
+
+namespace etabulon::detail {
+
+inline constexpr std::string_view kLinkMarks = "\x3E\xBB";
+inline constexpr std::size_t kMaxPathSteps = 64;
+
+/// One step as written: [rubric "."] name ["[" index "]"].
+struct PathStep {
+    std::string_view rubric;  // empty if not written
+    std::string_view name;
+    int index = 0;
+    bool isBad = true;
+};
+
+/// Takes a step apart. An empty text is a step without a name, and bad.
+[[nodiscard]] PathStep ReadPathStep(std::string_view text) noexcept;
+
+/// From a record to one of another rubric: `ownVariables` of the one have the values of
+/// `keyVariables` of the other.
+struct PathHop {
+    const DLink* link = nullptr;
+    bool isBackward = false;
+    unsigned index = 0;  // of the element read where an own variable is an array
+    DRubric* to = nullptr;
+
+    [[nodiscard]] const std::vector<unsigned>& OwnVariables() const noexcept {
+        return isBackward ? link->TargetVariables() : link->variables;
+    }
+    [[nodiscard]] const std::vector<unsigned>& KeyVariables() const noexcept {
+        return isBackward ? link->variables : link->TargetVariables();
+    }
+    friend bool operator==(const PathHop& a, const PathHop& b) noexcept = default;
+};
+
+/// A path that makes sense: where it starts, its hops, and the variable that is read at the end.
+struct LinkPath {
+    DRubric* start = nullptr;
+    std::vector<PathHop> hops;
+    DVariable* variable = nullptr;
+    unsigned index = 0;
+};
+
+/// False, with nothing to be used in `resolved`, when the path doesn't make sense.
+[[nodiscard]] bool ResolveLinkPath(const DDico& dico, std::string_view path, LinkPath& resolved);
+
+}  // namespace etabulon::detail

@@ -1,0 +1,301 @@
+#include "etabulon/foundation/ELinkEngine.h"
+#include "support/AllocationCount.h"
+#include "support/MemoryTable.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace etabulon {
+namespace {
+
+using test::AllocationCount;
+using test::Missing;
+
+/// Counts the reads of another source's lookups, and can't open any when told so.
+class CountedSource : public IRecordSource {
+public:
+    explicit CountedSource(IRecordSource& inner) : inner_(inner) {}
+    std::unique_ptr<IRecordLookup> OpenLookup(const DRubric& rubric,
+                                              std::span<const unsigned> keyVariables,
+                                              std::span<const unsigned> wanted) override {
+        if (isClosed) {
+            return nullptr;
+        }
+        columns.assign(wanted.begin(), wanted.end());
+        return std::make_unique<Lookup>(*this, inner_.OpenLookup(rubric, keyVariables, wanted));
+    }
+
+    int reads = 0;
+    int forgotten = 0;
+    bool isClosed = false;
+    std::vector<unsigned> columns;  // of the lookup opened last
+
+private:
+    class Lookup : public IRecordLookup {
+    public:
+        Lookup(CountedSource& source, std::unique_ptr<IRecordLookup> inner)
+            : source_(source), inner_(std::move(inner)) {}
+        bool Read(const EFieldKey& values, void* record) override {
+            ++source_.reads;
+            return inner_->Read(values, record);
+        }
+        void Forget() override {
+            ++source_.forgotten;
+            inner_->Forget();
+        }
+        std::uint64_t Version() const override { return inner_->Version(); }
+
+    private:
+        CountedSource& source_;
+        std::unique_ptr<IRecordLookup> inner_;
+    };
+    IRecordSource& inner_;
+};
+
+/// Orders point at customers, customers at a town by its country and name and at who sent them.
+class Links : public ::testing::Test {
+protected:
+    Links() {
+        towns->AddVariable("country", "", TYPE_CHAINE, 0);
+        towns->AddVariable("name", "", TYPE_CHAINE, 0);
+        towns->AddVariable("people", "", TYPE_LONG, 0);
+        towns->SetKey({"country", "name"});
+        customers->AddVariable("id", "", TYPE_LONG, 0);
+        customers->AddVariable("country", "", TYPE_CHAINE, 0);
+        customers->AddVariable("town", "", TYPE_CHAINE, 0);
+        customers->AddVariable("sender", "", TYPE_LONG, 0);
+        customers->AddVariable("name", "", TYPE_CHAINE, 0);
+        customers->SetKey({"id"});
+        customers->AddLink("home", {"country", "town"}, towns);
+        customers->AddLink("sent_by", {"sender"}, customers);
+        orders->AddVariable("id", "", TYPE_LONG, 0);
+        orders->AddVariable("buyers", "", TYPE_INT64, 9, 2);
+        orders->AddVariable("total", "", TYPE_DOUBLE, test::kNullableDouble);
+        orders->SetKey({"id"});
+        orders->AddLink("buyer", {"buyers"}, customers);
+
+        townTable = test::MakeTable(towns, {{"FR", "Paris", 2100}, {"DE", "Paris", 1}});
+        customerTable = test::MakeTable(customers, {
+                                                       {1, "FR", "Paris", 3, "Anne"},
+                                                       {2, "DE", "Paris", 1, "Bert"},
+                                                       {3, "DE", Missing(), 1, "Carl"},
+                                                   });
+        orderTable = test::MakeTable(orders, {
+                                                 {14, 1, 2, 10},
+                                                 {13, 1, 3, 20},
+                                                 {12, 2, Missing(), 30},
+                                                 {11, Missing(), 1, 40},
+                                                 {10, 9, 1, 50},
+                                                 {9, 3, 1, 60},
+                                             });
+        counted = std::make_shared<CountedSource>(*customers->Source());
+        customers->SetSource(counted);
+    }
+
+    /// Registers `path` for the table's rubric and says what it reads in each record of the table;
+    /// "!" where there is no target, and the buffer is blank.
+    std::string Walk(EData& table, const char* path) {
+        LinkEngineEDataTable engine(&dico);
+        LinkDescriptor link;
+        engine.RegisterLink(path, link);
+        engine.InitializeLinks();
+        return Walk(table, path, engine, link);
+    }
+    std::string Walk(EData& table, const char* path, ILinkEngine& engine,
+                     const LinkDescriptor& link) {
+        const CSingleBufferProvider provider(table.dico->Name(), table.GetBuffer());
+        PTableau<DRubric*> rubrics{dynamic_cast<DRubric*>(table.dico)};
+        const void* const buffer = engine.FindBuffer(link, rubrics, &provider);
+        const auto* const variable = dynamic_cast<DVariable*>(GetObj(&dico, path, false));
+        if (buffer == nullptr || variable == nullptr) {
+            return "unresolved";
+        }
+        const void* const place =
+            variable->GetFieldAdrInMappedRecord(buffer, GetIndiceFromPath(path));
+        EField field;
+        field.Attach(variable->MakeFieldDesc(), const_cast<void*>(place), false);
+        std::string seen;
+        for (EPosition at = table.GetFirst(); at != kNoPosition; at = table.GetNext()) {
+            const bool isFound = engine.ResolveLink(link, &provider) != nullptr;
+            const std::string text = field.AsChaine().c_str();
+            EXPECT_TRUE(isFound || text.empty() || text == "0") << text;
+            seen += (seen.empty() ? "" : " ") + (isFound ? text : "!");
+        }
+        return seen;
+    }
+
+    DDico dico;
+    DRubric* orders = dico.AddRubric("Orders");
+    DRubric* customers = dico.AddRubric("Customers");
+    DRubric* towns = dico.AddRubric("Towns");
+    std::unique_ptr<EDataMemory> townTable, customerTable, orderTable;
+    std::shared_ptr<CountedSource> counted;
+};
+
+TEST_F(Links, GoForwardBackwardAndRoundAgain) {
+    struct Case {
+        EData* table;
+        const char* path;
+        const char* seen;
+    };
+    for (const Case& c : {
+             Case{orderTable.get(), "Orders.buyer>name", "Anne Anne Bert ! ! Carl"},
+             Case{orderTable.get(), "ORDERS.Buyers>Customers.NAME", "Anne Anne Bert ! ! Carl"},
+             Case{orderTable.get(), "Orders.buyers[1]>name", "Bert Carl ! Anne Anne Anne"},
+             Case{orderTable.get(), "Orders.buyer>home>people", "2100 2100 1 ! ! !"},
+             Case{orderTable.get(), "Orders.buyer>sent_by>name", "Carl Carl Anne ! ! Anne"},
+             Case{orderTable.get(), "Orders.buyer>sent_by>sent_by>name", "Anne Anne Carl ! ! Carl"},
+             Case{customerTable.get(), "Customers.id\xBBOrders.id", "13 12 9"},
+             Case{customerTable.get(), "Customers.buyer\xBBOrders.total", "20 30 60"},
+             Case{customerTable.get(),
+                  "Customers.sent_by\xBB"
+                  "Customers.name",
+                  "Bert ! Anne"},
+             Case{townTable.get(),
+                  "Towns.name\xBB"
+                  "Customers.id\xBBOrders.id",
+                  "13 12"},
+             Case{orderTable.get(), "Orders.id", "14 13 12 11 10 9"},
+         }) {
+        EXPECT_EQ(Walk(*c.table, c.path), c.seen) << c.path;
+    }
+}
+
+TEST_F(Links, ThatDoNotResolveHaveNoBuffer) {
+    LinkEngineEDataTable engine(&dico);
+    LinkDescriptor link;
+    EXPECT_EQ(engine.RegisterLink("Orders.buyer>ghost", link), 0);
+    EXPECT_FALSE(link.resolved);
+    EXPECT_EQ(Walk(*orderTable, "Orders.buyer>ghost", engine, link), "unresolved");
+    EXPECT_EQ(engine.RegisterLink("Orders.buyer>name", link), 1);
+    EXPECT_EQ(Walk(*townTable, "Orders.buyer>name", engine, link), "unresolved");
+    const CSingleBufferProvider provider("Towns", townTable->GetBuffer());
+    EXPECT_EQ(engine.ResolveLink(link, &provider), nullptr);
+    EXPECT_EQ(engine.ResolveLink(link, nullptr), nullptr);
+    EXPECT_EQ(LinkEngineEDataTable(nullptr).RegisterLink("Orders.buyer>name", link), 0);
+}
+
+TEST_F(Links, ReadNothingWhileTheKeyStays) {
+    EXPECT_EQ(Walk(*orderTable, "Orders.buyer>name"), "Anne Anne Bert ! ! Carl");
+    // 14 and 13 share a customer, 11 has none, 10 has one that isn't there.
+    EXPECT_EQ(counted->reads, 4);
+}
+
+TEST_F(Links, ShareStepsAndReadOnlyWhatIsNeeded) {
+    LinkEngineEDataTable engine(&dico);
+    LinkDescriptor name, people;
+    engine.RegisterLink("Orders.buyer>name", name);
+    EXPECT_EQ(engine.InitializeLinks(), 1);
+    EXPECT_EQ(counted->columns, std::vector<unsigned>{4});
+    engine.RegisterLink("Orders.buyer>home>people", people);
+    // The second link is known by its first use at the latest.
+    EXPECT_EQ(Walk(*orderTable, "Orders.buyer>home>people", engine, people).substr(0, 4), "2100");
+    EXPECT_EQ(counted->columns, (std::vector<unsigned>{1, 2, 4}));
+    const int reads = counted->reads;
+    const CSingleBufferProvider provider("Orders", orderTable->GetBuffer());
+    orderTable->GetFirst();
+    engine.ResolveLink(people, &provider);
+    engine.ResolveLink(name, &provider);
+    EXPECT_EQ(counted->reads, reads + 1);
+}
+
+TEST_F(Links, SeeAWriteToTheTargetAndATargetThatGoes) {
+    LinkEngineEDataTable engine(&dico);
+    LinkDescriptor forward, back;
+    const char* const forwardPath = "Orders.buyer>name";
+    engine.RegisterLink(forwardPath, forward);
+    engine.InitializeLinks();
+    EXPECT_EQ(Walk(*orderTable, forwardPath, engine, forward), "Anne Anne Bert ! ! Carl");
+    const EPosition carl = customerTable->GetLast();
+    customerTable->Fields()["name"] <<= "Karl";
+    customerTable->Update(kNoPosition);
+    customerTable->GetFirst();
+    customerTable->DeleteOne(kNoPosition);
+    EXPECT_EQ(Walk(*orderTable, forwardPath, engine, forward), "! ! Bert ! ! Karl");
+
+    const char* const backPath = "Customers.id\xBBOrders.id";
+    engine.RegisterLink(backPath, back);
+    engine.InitializeLinks();
+    EXPECT_EQ(Walk(*customerTable, backPath, engine, back), "12 9");
+    orderTable->Append({8, 2, 2, 0});
+    orderTable->RePos(2, false);
+    orderTable->Fields()["buyers[0]"] <<= 3;
+    orderTable->Fields()["id"] <<= 7;
+    orderTable->Update(kNoPosition);
+    EXPECT_EQ(Walk(*customerTable, backPath, engine, back), "8 7");
+    EXPECT_EQ(carl, 2);
+}
+
+TEST_F(Links, WithoutASourceFindNoTargetAndSaySoOnce) {
+    counted->isClosed = true;
+    LinkEngineEDataTable engine(&dico);
+    LinkDescriptor link;
+    engine.RegisterLink("Orders.buyer>name", link);
+    EXPECT_EQ(engine.InitializeLinks(), 0);
+    EXPECT_EQ(Walk(*orderTable, "Orders.buyer>name", engine, link), "! ! ! ! ! !");
+    counted->isClosed = false;
+    EXPECT_EQ(engine.InitializeLinks(), 1);
+    EXPECT_EQ(Walk(*orderTable, "Orders.buyer>name", engine, link), "Anne Anne Bert ! ! Carl");
+    // A rubric that gets new records is read anew.
+    const auto others = test::MakeTable(customers, {{2, "", "", 0, "Bea"}});
+    EXPECT_EQ(engine.InitializeLinks(), 1);
+    EXPECT_EQ(Walk(*orderTable, "Orders.buyer>name", engine, link), "! ! Bea ! ! !");
+}
+
+TEST_F(Links, AreForgottenWhenInitialized) {
+    LinkEngineEDataTable engine(&dico);
+    LinkDescriptor link;
+    engine.RegisterLink("Orders.buyer>name", link);
+    engine.InitializeLinks();
+    const CSingleBufferProvider provider("Orders", orderTable->GetBuffer());
+    orderTable->GetFirst();
+    engine.ResolveLink(link, &provider);
+    engine.InitializeLinks();
+    engine.ResolveLink(link, &provider);
+    EXPECT_EQ(counted->reads, 2);
+    EXPECT_EQ(counted->forgotten, 2);
+}
+
+TEST_F(Links, KeepTheirBufferWhateverIsRegisteredLater) {
+    LinkEngineEDataTable engine(&dico);
+    const CSingleBufferProvider provider("Orders", orderTable->GetBuffer());
+    PTableau<DRubric*> rubrics{orders};
+    LinkDescriptor first, other;
+    engine.RegisterLink("Orders.buyer>name", first);
+    const void* const buffer = engine.FindBuffer(first, rubrics, &provider);
+    for (int i = 0; i < 40; ++i) {
+        std::string path = "Orders.buyer>";
+        for (int step = 0; step < i; ++step) {
+            path += "sent_by>";
+        }
+        EXPECT_EQ(engine.RegisterLink((path + "town").c_str(), other), 1);
+    }
+    engine.InitializeLinks();
+    EXPECT_EQ(engine.FindBuffer(first, rubrics, &provider), buffer);
+}
+
+TEST_F(Links, AllocateNothingOnASecondWalk) {
+    LinkEngineEDataTable engine(&dico);
+    const CSingleBufferProvider provider("Customers", customerTable->GetBuffer());
+    LinkDescriptor town, back;
+    engine.RegisterLink("Customers.home>people", town);
+    engine.RegisterLink("Customers.id\xBBOrders.total", back);
+    engine.InitializeLinks();
+    const auto walk = [&] {
+        int found = 0;
+        for (EPosition at = customerTable->GetFirst(); at != kNoPosition;
+             at = customerTable->GetNext()) {
+            found += engine.ResolveLink(town, &provider) != nullptr ? 1 : 0;
+            found += engine.ResolveLink(back, &provider) != nullptr ? 1 : 0;
+        }
+        return found;
+    };
+    EXPECT_EQ(walk(), 5);
+    const AllocationCount count;
+    EXPECT_EQ(walk(), 5);
+    EXPECT_EQ(count.Taken(), 0U);
+}
+
+}  // namespace
+}  // namespace etabulon
