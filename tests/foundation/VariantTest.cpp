@@ -507,6 +507,13 @@ TEST(RunningSum, StaysInItsCellAndClamps) {
     sum = EVariant::FromDouble(0.5);
     sum += EVariant::FromDouble(0.25);
     EXPECT_EQ(Text(sum), "0.75");
+    std::int64_t number = 3;
+    Cell cell(TYPE_INT64, 8, Cell::Layout::Plain, &number);
+    sum = EVariant::FromInt64(1);
+    sum += cell;
+    cell.SetMissing();
+    sum += cell;
+    EXPECT_EQ(Text(sum), "4");
     sum = EVariant();
     sum += EVariant(3);
     sum += EVariant::Missing(TYPE_LONG, 4);

@@ -13,11 +13,13 @@ namespace etabulon {
 /// A value is empty (no type: type 0, size 0), missing (typed, no value) or present.
 /// GetBuffer() is null for the first two: the library's one test for a missing value.
 /// Comparison is one total order over all types: missing < numbers < dates and times < text <
-/// other bytes; by value inside a class; NaN equal to itself and below all numbers; whole numbers
-/// against floating ones exactly. Equality and Hash agree with it.
+/// other bytes; by value inside a class, times of day below dates and timestamps; NaN equal to
+/// itself and below all numbers; whole numbers against floating ones exactly. Equality and Hash
+/// agree with it.
 ///
-/// Ownership  a copy always owns, also the copy of a view. Nothing up to 24 bytes allocates; text
-///            is a Chaine and copies by one atomic add.
+/// Ownership  a copy always owns, also the copy of a view. Nothing up to 24 bytes allocates (23 of
+///            declared text, which has a NUL behind it); owned text is a Chaine and copies by one
+///            atomic add.
 /// Threads    one thread at a time; copies are independent.
 /// Failure    conversions never fail loudly: what doesn't convert is missing, what doesn't fit is
 ///            clamped or cut to the cell.
@@ -147,6 +149,7 @@ private:
     [[nodiscard]] unsigned char* Room();
     void InitOwned(const char* characters, std::size_t length);
     void AddOther(const EVariant& other);
+    void AddInPlace(const void* added) noexcept;
     void Steal(EVariant& other) noexcept;
     void FreeHeap() noexcept;
     void Drop() noexcept {

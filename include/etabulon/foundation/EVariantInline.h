@@ -114,31 +114,35 @@ inline const void* EVariant::GetBuffer() const noexcept {
 }
 
 inline EVariant& EVariant::operator+=(const EVariant& other) {
-    if (kind_ == Kind::Inline && other.kind_ == Kind::Inline && rep_ == other.rep_) {
-        if (rep_ == TYPE_INT64) {
-            std::int64_t sum = 0;
-            std::int64_t added = 0;
-            std::memcpy(&sum, store_.bytes, sizeof sum);
-            std::memcpy(&added, other.store_.bytes, sizeof added);
-            if (__builtin_add_overflow(sum, added, &sum)) {
-                sum = added < 0 ? std::numeric_limits<std::int64_t>::min()
-                                : std::numeric_limits<std::int64_t>::max();
-            }
-            std::memcpy(store_.bytes, &sum, sizeof sum);
-            return *this;
-        }
-        if (rep_ == TYPE_DOUBLE) {
-            double sum = 0;
-            double added = 0;
-            std::memcpy(&sum, store_.bytes, sizeof sum);
-            std::memcpy(&added, other.store_.bytes, sizeof added);
-            sum += added;
-            std::memcpy(store_.bytes, &sum, sizeof sum);
-            return *this;
-        }
+    const bool inPlace = rep_ == TYPE_INT64 || rep_ == TYPE_DOUBLE;
+    if (!inPlace || kind_ != Kind::Inline || rep_ != other.rep_) {
+        AddOther(other);
+    } else if (const void* added = other.GetBuffer(); added != nullptr) {
+        AddInPlace(added);
     }
-    AddOther(other);
     return *this;
+}
+
+// Of TYPE_INT64 or TYPE_DOUBLE.
+inline void EVariant::AddInPlace(const void* added) noexcept {
+    if (rep_ == TYPE_DOUBLE) {
+        double sum = 0;
+        double more = 0;
+        std::memcpy(&sum, store_.bytes, sizeof sum);
+        std::memcpy(&more, added, sizeof more);
+        sum += more;
+        std::memcpy(store_.bytes, &sum, sizeof sum);
+        return;
+    }
+    std::int64_t sum = 0;
+    std::int64_t more = 0;
+    std::memcpy(&sum, store_.bytes, sizeof sum);
+    std::memcpy(&more, added, sizeof more);
+    if (__builtin_add_overflow(sum, more, &sum)) {
+        sum = more < 0 ? std::numeric_limits<std::int64_t>::min()
+                       : std::numeric_limits<std::int64_t>::max();
+    }
+    std::memcpy(store_.bytes, &sum, sizeof sum);
 }
 
 }  // namespace etabulon
