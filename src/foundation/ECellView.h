@@ -13,10 +13,10 @@ public:
         descs.Add(desc);
         field_.Attach(descs, nullptr, 0, 1);
     }
-    /// The cell at `place`, to be read only. Good until the next call.
-    [[nodiscard]] const EField& At(const void* place) noexcept {
+    /// The value at `place`, to be read only. Good until the next call.
+    [[nodiscard]] const EVariant& At(const void* place) noexcept {
         // A field views writable memory; nothing writes through this one.
-        field_.ChangeBuffer(const_cast<void*>(place), false);
+        field_.ChangeBuffer(const_cast<void*>(place), /*takeOwnership=*/false);
         return field_.At(0);
     }
 

@@ -43,7 +43,7 @@ bool EData::LoadBuffer() {
 
 void EData::AttachBuffer(void* buffer, [[maybe_unused]] int size) {
     E_EXPECTS(size >= 0 && static_cast<std::size_t>(size) >= fields_.RecordSize());
-    fields_.ChangeBuffer(buffer, false);
+    fields_.ChangeBuffer(buffer, /*takeOwnership=*/false);
     buffer_ = buffer;
 }
 

@@ -5,7 +5,7 @@
 namespace etabulon {
 
 EDataArray::EDataArray(const EFieldSet& fields) : EData(fields), layout_(fields), record_(fields) {
-    layout_.ChangeBuffer(nullptr, false);
+    layout_.ChangeBuffer(nullptr, /*takeOwnership=*/false);
     AttachBuffer(record_.Get(), static_cast<int>(layout_.RecordSize()));
 }
 

@@ -120,7 +120,7 @@ void LinkEngineEDataTable::Step::Forget() {
 
 bool LinkEngineEDataTable::Step::Follow(const std::byte* from) {
     if (from == nullptr || lookup_ == nullptr) {
-        Blank(false);
+        Blank(/*isKnown=*/false);
         return false;
     }
     const std::uint64_t version = lookup_->Version();
@@ -129,7 +129,7 @@ bool LinkEngineEDataTable::Step::Follow(const std::byte* from) {
     }
     isKnown_ = false;
     if (!key_->Take(from)) {
-        Blank(true);
+        Blank(/*isKnown=*/true);
     } else {
         isBlank_ = false;
         isBlank_ = !lookup_->Read(key_->Values(), Buffer());

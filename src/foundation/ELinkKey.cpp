@@ -8,7 +8,7 @@ namespace {
 
 Chaine::Body* ReadSlot(const std::byte* at) noexcept {
     Chaine::Body* body = nullptr;
-    std::memcpy(&body, at, sizeof(body));
+    std::memcpy(&body, at, sizeof(Chaine));
     return body;
 }
 
@@ -70,7 +70,7 @@ bool ELinkKey::Take(const std::byte* record) {
         } else {
             std::memcpy(image_.data() + part.image, place, part.size);
         }
-        const EField& cell = part.cell.At(place);
+        const EVariant& cell = part.cell.At(place);
         isWhole = isWhole && !cell.IsMissing();
         values_.At(static_cast<std::uint16_t>(i)) = cell;
     }

@@ -36,7 +36,7 @@ EMemoryRecords::EMemoryRecords(const DRubric& rubric)
       key_(rubric, rubric.Key()),
       scratch_(layout_),
       scratchRecord_(layout_) {
-    scratch_.ChangeBuffer(scratchRecord_.Get(), false);
+    scratch_.ChangeBuffer(scratchRecord_.Get(), /*takeOwnership=*/false);
 }
 
 EMemoryRecords::~EMemoryRecords() {
