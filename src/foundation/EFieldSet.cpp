@@ -12,15 +12,29 @@ namespace {
 
 constexpr std::uint64_t kNoShapeNumber = 1;
 
-const EField& FieldOrEmpty(const std::vector<EField>& fields, int index) noexcept {
-    return index < 0 ? EField::Empty() : fields[static_cast<std::size_t>(index)];
+const EField& FieldOrEmpty(const PTableau<EField>& fields, int index) noexcept {
+    return index < 0 ? EField::Empty() : fields.At(static_cast<std::uint32_t>(index));
 }
 
-EField& FieldOrEmpty(std::vector<EField>& fields, int index) noexcept {
-    return index < 0 ? EField::Empty() : fields[static_cast<std::size_t>(index)];
+EField& FieldOrEmpty(PTableau<EField>& fields, int index) noexcept {
+    return index < 0 ? EField::Empty() : fields.At(static_cast<std::uint32_t>(index));
 }
 
 }  // namespace
+
+EFieldSet::EFieldSet(const EFieldSet& other)
+    : fields_(other.fields_), shape_(other.shape_), buffer_(other.buffer_) {
+    fields_.Detach();  // another thread may go on with the source
+}
+
+EFieldSet& EFieldSet::operator=(const EFieldSet& other) {
+    if (this != &other) {
+        fields_.AssignReusing(other.fields_);
+        shape_ = other.shape_;
+        buffer_ = other.buffer_;
+    }
+    return *this;
+}
 
 EFieldSet::EFieldSet(EFieldSet&& other) noexcept
     : fields_(std::move(other.fields_)),
@@ -28,7 +42,7 @@ EFieldSet::EFieldSet(EFieldSet&& other) noexcept
       buffer_(std::exchange(other.buffer_, nullptr)) {}
 
 EFieldSet& EFieldSet::operator=(EFieldSet&& other) noexcept {
-    fields_.swap(other.fields_);
+    fields_.Swap(other.fields_);
     shape_.swap(other.shape_);
     std::swap(buffer_, other.buffer_);
     return *this;
@@ -39,9 +53,8 @@ EFieldSet::EFieldSet(std::shared_ptr<const ERecordShape> shape, void* image)
     if (shape_ == nullptr) {
         return;
     }
-    fields_.reserve(shape_->Cells().size());
     for (std::size_t i = 0; i < shape_->Cells().size(); ++i) {
-        fields_.push_back(EField(shape_->Cells()[i].desc, shape_->AddressIn(image, i)));
+        fields_.Add(EField(shape_->Cells()[i].desc, shape_->AddressIn(image, i)));
     }
 }
 
@@ -87,8 +100,8 @@ bool EFieldSet::Exist(const EFieldIdent& ident) const noexcept {
 }
 
 void EFieldSet::Add(const EField& field) {
-    fields_.push_back(field);
-    OwnShape().Add(fields_.back().Desc());
+    fields_.Add(field);
+    OwnShape().Add(fields_.At(fields_.Size() - 1).Desc());
 }
 
 std::size_t EFieldSet::FieldsTotalSize() const noexcept {
@@ -100,7 +113,7 @@ std::size_t EFieldSet::RecordSize() const noexcept {
 }
 
 std::size_t EFieldSet::OffsetOf(std::uint16_t index) const noexcept {
-    E_EXPECTS(index < fields_.size());
+    E_EXPECTS(index < fields_.Size());
     return index < shape_->LaidOut() ? shape_->Cells()[index].offset : kNoOffset;
 }
 
@@ -110,7 +123,7 @@ std::uint64_t EFieldSet::ShapeNumber() const noexcept {
 
 bool EFieldSet::AreLaidOut() const noexcept {
     for (std::size_t i = 0; i < shape_->LaidOut(); ++i) {
-        if (fields_[i].Address() != shape_->AddressIn(buffer_, i)) {
+        if (fields_.At(static_cast<std::uint32_t>(i)).Address() != shape_->AddressIn(buffer_, i)) {
             return false;
         }
     }
@@ -141,7 +154,7 @@ void EFieldSet::ChangeBuffer(void* buffer, bool) noexcept {
         return;
     }
     for (std::size_t i = 0; i < shape_->LaidOut(); ++i) {
-        fields_[i].SetViewAddress(shape_->AddressIn(buffer, i));
+        fields_.At(static_cast<std::uint32_t>(i)).SetViewAddress(shape_->AddressIn(buffer, i));
     }
 }
 
@@ -153,8 +166,8 @@ void EFieldSet::SetNull() noexcept {
     if (buffer_ != nullptr) {
         ERecordShape::Clear(shape_->Record(), buffer_);
     }
-    for (std::size_t i = shape_->LaidOut(); i < fields_.size(); ++i) {
-        shape_->CopyCell(i, fields_[i].Address(), nullptr);
+    for (std::size_t i = shape_->LaidOut(); i < fields_.Size(); ++i) {
+        shape_->CopyCell(i, fields_.At(static_cast<std::uint32_t>(i)).Address(), nullptr);
     }
 }
 
@@ -162,7 +175,7 @@ EFieldSet& EFieldSet::operator<<=(const EFieldSet& other) {
     if (ShapeNumber() != other.ShapeNumber()) {
         for (EField& field : fields_) {
             if (const int index = other.IndexOf(field.Name()); index >= 0) {
-                field <<= other.fields_[static_cast<std::size_t>(index)];
+                field <<= other.fields_.At(static_cast<std::uint32_t>(index));
             }
         }
         return *this;
@@ -177,8 +190,9 @@ EFieldSet& EFieldSet::operator<<=(const EFieldSet& other) {
         } else if (buffer_ != nullptr) {
             ERecordShape::Clear(less.Record(), buffer_);
         }
-        for (std::size_t i = less.LaidOut(); i < fields_.size(); ++i) {
-            shape_->CopyCell(i, fields_[i].Address(), other.fields_[i].Address());
+        for (std::size_t i = less.LaidOut(); i < fields_.Size(); ++i) {
+            shape_->CopyCell(i, fields_.At(static_cast<std::uint32_t>(i)).Address(),
+                             other.fields_.At(static_cast<std::uint32_t>(i)).Address());
         }
     }
     return *this;
@@ -207,8 +221,9 @@ void EFieldSet::CopyToImage(void* image) const noexcept {
     } else {
         ERecordShape::Clear(shape_->Record(), image);
     }
-    for (std::size_t i = shape_->LaidOut(); i < fields_.size(); ++i) {
-        shape_->CopyCell(i, shape_->AddressIn(image, i), fields_[i].Address());
+    for (std::size_t i = shape_->LaidOut(); i < fields_.Size(); ++i) {
+        shape_->CopyCell(i, shape_->AddressIn(image, i),
+                         fields_.At(static_cast<std::uint32_t>(i)).Address());
     }
 }
 
@@ -220,8 +235,9 @@ void EFieldSet::CopyFromImage(const void* image) noexcept {
     if (buffer_ != nullptr) {
         ERecordShape::Copy(shape_->Record(), buffer_, image);
     }
-    for (std::size_t i = shape_->LaidOut(); i < fields_.size(); ++i) {
-        shape_->CopyCell(i, fields_[i].Address(), shape_->AddressIn(image, i));
+    for (std::size_t i = shape_->LaidOut(); i < fields_.Size(); ++i) {
+        shape_->CopyCell(i, fields_.At(static_cast<std::uint32_t>(i)).Address(),
+                         shape_->AddressIn(image, i));
     }
 }
 

@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <vector>
 
 namespace etabulon {
 
@@ -31,9 +30,9 @@ public:
     static constexpr std::size_t kNoOffset = static_cast<std::size_t>(-1);
 
     EFieldSet() noexcept = default;
-    EFieldSet(const EFieldSet& other) = default;
+    EFieldSet(const EFieldSet& other);
     EFieldSet(EFieldSet&& other) noexcept;
-    EFieldSet& operator=(const EFieldSet& other) = default;
+    EFieldSet& operator=(const EFieldSet& other);
     EFieldSet& operator=(EFieldSet&& other) noexcept;
     ~EFieldSet() = default;
 
@@ -47,14 +46,14 @@ public:
     [[nodiscard]] int IndexOf(const Chaine& name) const noexcept;
     [[nodiscard]] int IndexOf(unsigned long accelerator) const noexcept;
     [[nodiscard]] EField& At(std::uint16_t index) {
-        E_EXPECTS(index < fields_.size());
-        return fields_[index];
+        E_EXPECTS(index < fields_.Size());
+        return fields_.At(index);
     }
     [[nodiscard]] const EField& At(std::uint16_t index) const {
-        E_EXPECTS(index < fields_.size());
-        return fields_[index];
+        E_EXPECTS(index < fields_.Size());
+        return fields_.At(index);
     }
-    [[nodiscard]] std::size_t Size() const noexcept { return fields_.size(); }
+    [[nodiscard]] std::size_t Size() const noexcept { return fields_.Size(); }
 
     /// Adds a view of some other memory at the end. At most 65535 fields.
     void Add(const EField& field);
@@ -113,7 +112,7 @@ private:
     void CopyFromImage(const void* image) noexcept;
     [[nodiscard]] bool AreLaidOut() const noexcept;
 
-    std::vector<EField> fields_;
+    PTableau<EField> fields_;                    // references stay good when fields are added
     std::shared_ptr<const ERecordShape> shape_;  // never changed while shared
     void* buffer_ = nullptr;                     // not owned
 };
