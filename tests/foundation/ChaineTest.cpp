@@ -1,4 +1,5 @@
 #include "etabulon/foundation/Chaine.h"
+#include "etabulon/foundation/EIcon.h"
 #include "etabulon/foundation/EStringTable.h"
 
 #include <gtest/gtest.h>
@@ -273,6 +274,20 @@ TEST(StringTable, HoldsItsThirteenTexts) {
     EXPECT_EQ(Chaine::Load(10712), Chaine("Préparation de l'arbre en cours..."));
     EXPECT_TRUE(Chaine::Load(10699).IsEmpty());
     EXPECT_TRUE(Chaine::Load(10713).IsEmpty());
+}
+
+TEST(PlatformIcon, IsGivenBackThroughTheInstalledFunction) {
+    static int released;
+    released = 0;
+    int icon = 0;
+    auto* const handle = reinterpret_cast<HICON>(&icon);
+    DestroyIcon(handle);  // no platform: nothing to give back to
+    SetIconRelease([](HICON) { ++released; });
+    DestroyIcon(handle);
+    DestroyIcon(nullptr);
+    SetIconRelease(nullptr);
+    DestroyIcon(handle);
+    EXPECT_EQ(released, 1);
 }
 
 }  // namespace

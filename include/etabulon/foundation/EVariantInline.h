@@ -1,9 +1,8 @@
 #pragma once
 
 // The parts of EVariant that a walk passes through several times for each record. Included at the
-// end of EVariant.h, and nowhere else.
-
-#include "etabulon/foundation/EVariant.h"
+// end of EVariant.h, and nowhere else: it has no includes of the library, as they would be a
+// circle.
 
 #include <limits>
 #include <utility>
