@@ -1,0 +1,48 @@
+#include "etabulon/sort/ETabulonLevelsLevelUI.h"
+
+namespace etabulon {
+
+unsigned int ETabulonLevels::AddLevel(const Chaine& header, const ETabulonVariableID& dataID,
+                                      const ETabulonVariableID& descID, HICON icon) {
+    auto ui = MakeRef<LevelUI>(icon, /*ownsIcons=*/true);
+    return AddLevel(header, dataID, descID, ui.Detach(), /*addRef=*/false);
+}
+
+ETabulonLevels::LevelUI::~LevelUI() {
+    if (!ownsIcons_) {
+        return;
+    }
+    if (defaultIcon_ != nullptr) {
+        DestroyIcon(defaultIcon_);
+    }
+    // Deliberate: the default icon stands in the cache for each value without one of its own, and
+    // is destroyed again for each of them. The platform ignores it.
+    // DefaultIconIsDestroyedOnceMoreForEachEntry holds it.
+    for (unsigned int place = 0; place < cache_.Size(); ++place) {
+        if (cache_.At(place).value != nullptr) {
+            DestroyIcon(cache_.At(place).value);
+        }
+    }
+}
+
+HICON ETabulonLevels::LevelUI::Icon(const EVariant& value) {
+    if (value.GetBuffer() == nullptr) {
+        return defaultIcon_;
+    }
+    const int known = cache_.Find(value, FindExact);
+    if (known >= 0) {
+        return cache_.At(static_cast<unsigned int>(known)).value;
+    }
+    HICON icon = iLoadIcon(value);
+    if (icon == nullptr) {
+        icon = defaultIcon_;
+    }
+    // Looked up again: iLoadIcon may have asked for icons itself.
+    const int place = cache_.Find(value, FindOrInsert);
+    cache_.At(static_cast<unsigned int>(place)).value = icon;
+    return icon;
+}
+
+HICON ETabulonLevels::LevelUI::iLoadIcon(const EVariant& /*value*/) { return nullptr; }
+
+}  // namespace etabulon

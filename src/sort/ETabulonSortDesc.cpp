@@ -1,0 +1,280 @@
+#include "etabulon/sort/ETabulonSortDesc.h"
+
+#include "etabulon/foundation/ERef.h"
+#include "etabulon/values/ETabulonLevels.h"
+#include "sort/ETabulonSortViews.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+namespace etabulon {
+namespace {
+
+using SortKey = ETabulonSortKey;
+using SortKeyArray = ETabulonSortKeyArray;
+using HideFlag = ETabulonSortKey::HideFlag;
+
+constexpr bool IsNegative(unsigned int position) noexcept {
+    return static_cast<std::int32_t>(position) < 0;
+}
+
+// The absolute position that MoveSortLevel takes for a visible one.
+//
+// Deliberate: the hidden keys at and before the given position are counted as it stands, and those
+// that the rising result passes are not, as SortLevel would count them. On a list with hidden keys
+// the two find different places; screens compute their positions for this one.
+// MoveTranslatesOtherwiseThanSortLevel holds it.
+//
+// Deliberate: the keys are read by the growing access, so that a position beyond the end leaves
+// default keys behind, also where nothing is moved then. PositionBeyondTheEndPads holds it.
+unsigned int MovePosition(SortKeyArray& keys, unsigned int position, HideFlag mask) {
+    if (mask == 0 || IsNegative(position)) {
+        return position;
+    }
+    unsigned int result = position;
+    for (unsigned int left = position + 1; left > 0; --left) {
+        if (keys[left - 1].IsHidden(mask)) {
+            ++result;
+        }
+    }
+    return result;
+}
+
+// Whether the hidden keys stand together from `position` on.
+bool StandTogether(const std::vector<unsigned int>& hiddenPositions, unsigned int position) {
+    return std::all_of(hiddenPositions.begin(), hiddenPositions.end(),
+                       [&position](unsigned int hidden) { return hidden == position++; });
+}
+
+}  // namespace
+
+ETabulonSortDesc::ETabulonSortDesc(const ETabulonLevels& levels)
+    : levels_(&levels), views_(std::make_unique<const Views>(keys_)) {
+    SetSortLevels(SortKeyArray(levels));
+}
+
+ETabulonSortDesc::ETabulonSortDesc(const ETabulonSortDesc& other)
+    : EUnknown(other),
+      ECountedUnknown(other),
+      levels_(other.levels_),
+      keys_(other.keys_),
+      compareSource_(other.compareSource_),
+      views_(std::make_unique<const Views>(keys_)) {}
+
+ETabulonSortDesc::~ETabulonSortDesc() {
+    // A listener that ends here may still ask to be removed.
+    PTableau<INotifier*> last;
+    last.Swap(notifiers_);
+    for (INotifier* notifier : last) {
+        const auto released = ERef<INotifier>::Adopt(notifier);
+    }
+}
+
+bool ETabulonSortDesc::SetCompareSource(SortCompareSource source) noexcept {
+    if (compareSource_ == source) {
+        return false;
+    }
+    compareSource_ = source;
+    ++orderStamp_;
+    return true;
+}
+
+void ETabulonSortDesc::AddNotifier(INotifier* notifier) {
+    auto reference = ERef<INotifier>::Retain(notifier);
+    notifiers_.Add(reference.Get());
+    static_cast<void>(reference.Detach());  // the entry's, from here on
+}
+
+void ETabulonSortDesc::AddNotifiers(const PTableau<INotifier*>& notifiers) {
+    const PTableau<INotifier*> added = notifiers;  // it may be this description's own
+    for (INotifier* notifier : added) {
+        AddNotifier(notifier);
+    }
+}
+
+void ETabulonSortDesc::RemNotifier(INotifier* notifier) {
+    for (unsigned int place = 0; place < notifiers_.Size();) {
+        if (notifiers_.At(place) != notifier) {
+            ++place;
+            continue;
+        }
+        notifiers_.RemoveAt(place);
+        const auto released = ERef<INotifier>::Adopt(notifier);
+    }
+}
+
+void ETabulonSortDesc::RemNotifiers(const PTableau<INotifier*>& notifiers) {
+    const PTableau<INotifier*> removed = notifiers;  // it may be this description's own
+    for (INotifier* notifier : removed) {
+        RemNotifier(notifier);
+    }
+}
+
+unsigned int ETabulonSortDesc::SortLevelCount(HideFlag mask) const {
+    return mask == 0 ? keys_.Size() : static_cast<unsigned int>(VisibleLevels(mask).size());
+}
+
+const SortKey& ETabulonSortDesc::SortLevel(unsigned int index, HideFlag mask) const {
+    if (mask == 0) {
+        return keys_[index];
+    }
+    const std::vector<unsigned int>& positions = views_->Of(mask, keys_).positions;
+    E_EXPECTS(index < positions.size());
+    return keys_[positions[index]];
+}
+
+std::span<const unsigned int> ETabulonSortDesc::VisibleLevels(HideFlag mask) const {
+    return views_->Of(mask, keys_).levels;
+}
+
+unsigned int ETabulonSortDesc::GetSortLevelPos(unsigned int level) const {
+    unsigned int position = 0;
+    while (position < keys_.Size() && keys_[position].Level() != level) {
+        ++position;
+    }
+    E_EXPECTS(position < keys_.Size());
+    return position;
+}
+
+// Deliberate: true whatever the keys are, though the name asks for a key. HasOnlySortValues, and
+// through it the tree, take levels without a key for sort levels. AnyLevelIsASortLevel holds it.
+bool ETabulonSortDesc::IsSortLevel(unsigned int /*level*/) const noexcept { return true; }
+
+// Deliberate: a level without a key is hidden from everything, mask 0 included.
+// LevelWithoutAKeyIsHiddenByAnyMask holds it.
+bool ETabulonSortDesc::IsHiddenSortLevel(unsigned int level, HideFlag mask) const {
+    return !Views::Shows(views_->Of(mask, keys_), level);
+}
+
+bool ETabulonSortDesc::SetSortLevels(const SortKeyArray& keys) {
+    return Announce(SortChange::SortChangeLevels, [this, &keys] {
+        if (keys.IsSameAs(keys_)) {
+            return false;
+        }
+        SetKeys(SortKeyArray(keys));
+        return true;
+    });
+}
+
+bool ETabulonSortDesc::SetHideLevelFlags(const PUniqueT<unsigned int>& levels, HideFlag mask) {
+    return Announce(SortChange::SortChangeLevels, [this, &levels, mask] {
+        SortKeyArray keys = keys_;
+        bool changed = false;
+        for (unsigned int position = 0; position < keys.Size(); ++position) {
+            if (levels.Find(keys[position].Level()) >= 0) {
+                changed = keys[position].Hide(mask) || changed;
+            }
+        }
+        if (changed) {
+            SetKeys(std::move(keys));
+        }
+        return changed;
+    });
+}
+
+bool ETabulonSortDesc::SetHideLevelFlags(unsigned int level, HideFlag mask) {
+    PUniqueT<unsigned int> levels;
+    levels.Add(level);
+    return SetHideLevelFlags(levels, mask);
+}
+
+bool ETabulonSortDesc::MoveSortLevel(unsigned int from, unsigned int to, HideFlag mask) {
+    return Announce(SortChange::SortChangeMove, [this, from, to, mask] {
+        SortKeyArray keys = keys_;
+        const unsigned int source = MovePosition(keys, from, mask);
+        const unsigned int target = MovePosition(keys, to, mask);
+        const bool moves = source != target;
+        if (moves) {
+            E_EXPECTS(!IsNegative(source) && !IsNegative(target));
+            const SortKey moved = keys[source];
+            keys.RemoveAt(source, 1);
+            keys.InsertAt(target, moved);
+        }
+        if (moves || keys.Size() != keys_.Size()) {
+            SetKeys(std::move(keys));
+        }
+        return moves;
+    });
+}
+
+bool ETabulonSortDesc::MoveHiddenLevelsTo(unsigned int position, HideFlag mask) {
+    return Announce(SortChange::SortChangeHidden, [this, position, mask] {
+        const SortKeyArray& present = keys_;
+        SortKeyArray visible;
+        std::vector<unsigned int> hiddenPositions;
+        for (unsigned int absolute = 0; absolute < present.Size(); ++absolute) {
+            if (present[absolute].IsHidden(mask)) {
+                hiddenPositions.push_back(absolute);
+            } else {
+                visible.Add(present[absolute]);
+            }
+        }
+        const unsigned int first = std::min(position, visible.Size());  // -1 is above any count
+        if (hiddenPositions.empty() || StandTogether(hiddenPositions, first)) {
+            return false;
+        }
+        SortKeyArray keys = std::move(visible);
+        for (unsigned int i = 0; i < hiddenPositions.size(); ++i) {
+            keys.InsertAt(first + i, present[hiddenPositions[i]]);
+        }
+        SetKeys(std::move(keys));
+        return true;
+    });
+}
+
+bool ETabulonSortDesc::NotifyChanging(SortChange change) {
+    return Round(
+        [this, change](INotifier& notifier) { return notifier.OnSortChanging(this, change); });
+}
+
+void ETabulonSortDesc::NotifyChanged(SortChange change) {
+    Round([this, change](INotifier& notifier) {
+        notifier.OnSortChanged(this, change);
+        return true;
+    });
+}
+
+// Calls each listener in order until one answers false. Listeners come and go while they are
+// called: the size is read at each turn, and the round goes on only if the entry is still the one
+// that was called, so that nobody is passed over. The reference keeps its address from being taken
+// by another.
+template <class Call>
+bool ETabulonSortDesc::Round(Call call) {
+    for (unsigned int place = 0; place < notifiers_.Size();) {
+        const auto notifier = ERef<INotifier>::Retain(notifiers_.At(place));
+        if (!call(*notifier)) {
+            return false;
+        }
+        if (place < notifiers_.Size() && notifiers_.At(place) == notifier.Get()) {
+            ++place;
+        }
+    }
+    return true;
+}
+
+// Asks, works, and tells how it ended; whoever was asked is told, whatever the work throws.
+//
+// Deliberate: after a refusal all listeners are told, those too that were not asked.
+// RefusalIsToldToThoseNotAsked holds it.
+template <class Work>
+bool ETabulonSortDesc::Announce(SortChange change, Work work) {
+    bool changed = false;
+    try {
+        changed = NotifyChanging(change) && work();
+    } catch (...) {
+        NotifyChanged(SortChange::SortChangeNone);
+        throw;
+    }
+    NotifyChanged(changed ? change : SortChange::SortChangeNone);
+    return changed;
+}
+
+void ETabulonSortDesc::SetKeys(SortKeyArray&& keys) {
+    auto views = std::make_unique<const Views>(keys);
+    keys_ = std::move(keys);
+    views_ = std::move(views);
+    ++orderStamp_;
+}
+
+}  // namespace etabulon

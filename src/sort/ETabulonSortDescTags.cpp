@@ -1,0 +1,292 @@
+#include "etabulon/sort/ETabulonSortDesc.h"
+#include "etabulon/sort/ETabulonSortKeyCache.h"
+#include "etabulon/values/ETabulonLevels.h"
+#include "etabulon/values/ETabulonTag.h"
+#include "sort/ETabulonSortViews.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace etabulon {
+namespace {
+
+using SortKey = ETabulonSortKey;
+using LevelSpan = std::span<const unsigned int>;
+
+bool Holds(LevelSpan levels, unsigned int level) noexcept {
+    return std::find(levels.begin(), levels.end(), level) != levels.end();
+}
+
+// Makes `result` the tag of the entries that `each(put)` passes to put(level, value), in rising
+// order of level and the same each time. A result that has just these levels keeps its storage.
+// It may be a tag that the entries are taken from: a value is only written over its own level's.
+template <class Each>
+void Fill(ETabulonTag& result, Each each) {
+    unsigned int place = 0;
+    bool sameLevels = true;
+    each([&](unsigned int level, const ETabulonValue& /*value*/) {
+        sameLevels =
+            sameLevels && place < result.KnownLevelsCount() && result.LevelAt(place) == level;
+        ++place;
+    });
+    if (sameLevels && place == result.KnownLevelsCount()) {
+        place = 0;
+        each([&](unsigned int /*level*/, const ETabulonValue& value) {
+            ETabulonValue& own = result.ValueAt(place++);
+            if (&own != &value) {
+                own = value;
+            }
+        });
+        return;
+    }
+    ETabulonTag filled;
+    each([&filled](unsigned int level, const ETabulonValue& value) {
+        filled.SetValue(level, value);
+    });
+    result = std::move(filled);
+}
+
+template <class Keep>
+void Filter(const ETabulonTag& tag, Keep keep, ETabulonTag& result) {
+    Fill(result, [&tag, &keep](auto put) {
+        for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
+            if (keep(tag.LevelAt(place))) {
+                put(tag.LevelAt(place), tag.ValueAt(place));
+            }
+        }
+    });
+}
+
+int CompareValues(const ETabulonValue& a, const ETabulonValue& b, const SortKey& key,
+                  ETabulonSortDesc::SortCompareSource source) {
+    // Deliberate: not ETabulonValue::Compare. Status plays no part, and a value that is missing or
+    // special ranks by its empty text among all others. StatusPlaysNoPart holds it.
+    //
+    // Deliberate: data compare as text, so 10 stands before 9. NumbersCompareAsText holds it.
+    const int order = source == ETabulonSortDesc::CompareOnDisplay
+                          ? a.DisplayValue().CompareLocale(b.DisplayValue())
+                          : a.Data().AsChaine().ComparePlain(b.Data().AsChaine());
+    return key.IsReverseOrder() ? -order : order;
+}
+
+}  // namespace
+
+int ETabulonSortDesc::Compare(const ETabulonTag& a, const ETabulonTag& b,
+                              const SortKey& key) const {
+    return CompareValues(a.Value(key.Level()), b.Value(key.Level()), key, compareSource_);
+}
+
+int ETabulonSortDesc::Compare(const ETabulonTag& a, const ETabulonTag& b, unsigned int index,
+                              HideFlag mask) const {
+    return Compare(a, b, SortLevel(index, mask));
+}
+
+// Deliberate: a level that either tag lacks is passed over and doesn't end the comparison. A parent
+// so equals each of its children, and tags without a common level are equal.
+// LevelsThatEitherLacksDecideNothing holds it.
+int ETabulonSortDesc::Compare(const ETabulonTag& a, const ETabulonTag& b, HideFlag mask) const {
+    for (const unsigned int position : views_->Of(mask, keys_).positions) {
+        const SortKey& key = keys_[position];
+        const ETabulonValue* const left = a.Find(key.Level());
+        const ETabulonValue* const right = left != nullptr ? b.Find(key.Level()) : nullptr;
+        if (right == nullptr) {
+            continue;
+        }
+        const int order = CompareValues(*left, *right, key, compareSource_);
+        if (order != 0) {
+            return order;
+        }
+    }
+    return 0;
+}
+
+Chaine ETabulonSortDesc::ComparisonKey(const ETabulonTag& tag, const SortKey& key) const {
+    return ComparisonKey(tag.Value(key.Level()));
+}
+
+Chaine ETabulonSortDesc::ComparisonKey(const ETabulonValue& value) const {
+    return compareSource_ == CompareOnDisplay ? value.DisplayText().LocaleSortKey()
+                                              : value.Data().AsChaine();
+}
+
+Chaine ETabulonSortDesc::ComparisonKey(const ETabulonTag& tag, const SortKey& key,
+                                       ETabulonSortKeyCache& cache) const {
+    const ETabulonValue& value = tag.Value(key.Level());
+    return compareSource_ == CompareOnDisplay ? cache.KeyOf(value.DisplayValue())
+                                              : value.Data().AsChaine();
+}
+
+ETabulonValue ETabulonSortDesc::ExtractSortValue(const ETabulonTag& tag, unsigned int index,
+                                                 HideFlag mask) const {
+    return tag.Value(SortLevel(index, mask).Level());
+}
+
+void ETabulonSortDesc::ExtractSortValues(const ETabulonTag& tag, unsigned int depth, HideFlag mask,
+                                         ETabulonTag& result) const {
+    const Views::View& view = views_->Of(mask, keys_);
+    // Deliberate: the depth counts absolute positions, so a hidden key uses it up although its
+    // value is left out. HiddenKeyUsesUpTheDepth holds it.
+    const auto end = std::lower_bound(view.positions.begin(), view.positions.end(), depth);
+    const LevelSpan kept(view.levels.data(),
+                         static_cast<std::size_t>(end - view.positions.begin()));
+    Filter(
+        tag, [kept](unsigned int level) { return Holds(kept, level); }, result);
+}
+
+ETabulonTag ETabulonSortDesc::ExtractSortValues(const ETabulonTag& tag, unsigned int depth,
+                                                HideFlag mask) const {
+    ETabulonTag result;
+    ExtractSortValues(tag, depth, mask, result);
+    return result;
+}
+
+// The keys from the first on whose levels `root` holds.
+//
+// Deliberate: they are counted by absolute position, hidden ones included, while the walk to the
+// levels below goes by visible position. Grids and scores pass roots whose levels lead the keys,
+// and lay out their axes by this. DetailLevelCountsAbsoluteAndWalksVisible holds it.
+unsigned int ETabulonSortDesc::LeadingLevels(const ETabulonTag& root) const {
+    unsigned int held = 0;
+    while (held < keys_.Size() && root.HasValue(keys_[held].Level())) {
+        ++held;
+    }
+    return held;
+}
+
+const SortKey& ETabulonSortDesc::DetailLevel(const ETabulonTag& root, unsigned int index,
+                                             HideFlag mask) const {
+    return SortLevel(LeadingLevels(root) + index, mask);
+}
+
+void ETabulonSortDesc::ExtractDetails(const ETabulonTag& tag, const ETabulonTag& root,
+                                      unsigned int count, HideFlag mask,
+                                      ETabulonTag& result) const {
+    const LevelSpan visible = VisibleLevels(mask);
+    const std::size_t first = count == 0 ? 0 : LeadingLevels(root);
+    E_EXPECTS(first + count <= visible.size());
+    const LevelSpan below = visible.subspan(std::min(first, visible.size()));
+    const LevelSpan details = below.first(std::min<std::size_t>(count, below.size()));
+    Fill(result, [&tag, &root, details](auto put) {
+        // Both in rising order of level; where both have one, a detail is the tag's.
+        unsigned int rootPlace = 0;
+        for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
+            const unsigned int level = tag.LevelAt(place);
+            if (!Holds(details, level)) {
+                continue;
+            }
+            for (; rootPlace < root.KnownLevelsCount() && root.LevelAt(rootPlace) < level;
+                 ++rootPlace) {
+                put(root.LevelAt(rootPlace), root.ValueAt(rootPlace));
+            }
+            if (rootPlace < root.KnownLevelsCount() && root.LevelAt(rootPlace) == level) {
+                ++rootPlace;
+            }
+            put(level, tag.ValueAt(place));
+        }
+        for (; rootPlace < root.KnownLevelsCount(); ++rootPlace) {
+            put(root.LevelAt(rootPlace), root.ValueAt(rootPlace));
+        }
+    });
+}
+
+ETabulonTag ETabulonSortDesc::ExtractDetails(const ETabulonTag& tag, const ETabulonTag& root,
+                                             unsigned int count, HideFlag mask) const {
+    ETabulonTag result;
+    ExtractDetails(tag, root, count, mask, result);
+    return result;
+}
+
+void ETabulonSortDesc::GetParentTag(const ETabulonTag& tag, HideFlag mask,
+                                    ETabulonTag& result) const {
+    const LevelSpan visible = VisibleLevels(mask);
+    const auto gap = std::find_if_not(visible.begin(), visible.end(),
+                                      [&tag](unsigned int level) { return tag.HasValue(level); });
+    const auto run = static_cast<std::size_t>(gap - visible.begin());
+    // Deliberate: the run ends at the first gap, and what the tag holds behind it is lost with the
+    // last level of the run. ParentEndsAtTheFirstGap holds it.
+    const LevelSpan kept = visible.first(run == 0 ? 0 : run - 1);
+    Filter(
+        tag, [kept](unsigned int level) { return Holds(kept, level); }, result);
+}
+
+ETabulonTag ETabulonSortDesc::GetParentTag(const ETabulonTag& tag, HideFlag mask) const {
+    ETabulonTag result;
+    GetParentTag(tag, mask, result);
+    return result;
+}
+
+bool ETabulonSortDesc::GetParentTags(const ETabulonTag& tag, PTableau<ETabulonTag>& parents,
+                                     HideFlag mask) const {
+    return GetParentTags(ExtractSortValues(tag, static_cast<unsigned int>(-1), mask), parents,
+                         ETabulonTag::Null, mask);
+}
+
+bool ETabulonSortDesc::GetParentTags(const ETabulonTag& tag, PTableau<ETabulonTag>& parents,
+                                     const ETabulonTag& stop, HideFlag mask) const {
+    bool climbed = false;
+    for (ETabulonTag lower = tag; !(lower == stop); climbed = true) {
+        ETabulonTag parent = GetParentTag(lower, mask);
+        // Where a level has two keys a tag may be its own parent, as the root is: the climb would
+        // have no end.
+        if (parent == lower) {
+            break;
+        }
+        parents.InsertAt(0, parent);
+        lower = std::move(parent);
+    }
+    return climbed;
+}
+
+void ETabulonSortDesc::RemoveHiddenValues(const ETabulonTag& tag, HideFlag mask,
+                                          ETabulonTag& result) const {
+    const Views::View& view = views_->Of(mask, keys_);
+    Filter(
+        tag, [&view](unsigned int level) { return Views::Shows(view, level); }, result);
+}
+
+ETabulonTag ETabulonSortDesc::RemoveHiddenValues(const ETabulonTag& tag, HideFlag mask) const {
+    ETabulonTag result;
+    RemoveHiddenValues(tag, mask, result);
+    return result;
+}
+
+bool ETabulonSortDesc::HasHiddenValues(const ETabulonTag& tag, HideFlag mask) const {
+    const Views::View& view = views_->Of(mask, keys_);
+    for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
+        if (!Views::Shows(view, tag.LevelAt(place))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool ETabulonSortDesc::IsSortCompatible(const ETabulonTag& tag, HideFlag mask) const {
+    bool gap = false;
+    for (const unsigned int level : VisibleLevels(mask)) {
+        const bool held = tag.HasValue(level);
+        if (gap && held) {
+            return false;
+        }
+        gap = gap || !held;
+    }
+    return true;
+}
+
+bool ETabulonSortDesc::HasOnlySortValues(const ETabulonTag& tag) const {
+    for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
+        if (!IsSortLevel(tag.LevelAt(place))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+HICON ETabulonSortDesc::GetIcon(const ETabulonTag& tag, const SortKey& key) const {
+    return levels_->GetLevel(key.Level()).Icon(tag.Value(key.Level()).Data());
+}
+
+HICON ETabulonSortDesc::GetIcon(const ETabulonTag& tag, unsigned int index, HideFlag mask) const {
+    return GetIcon(tag, SortLevel(index, mask));
+}
+
+}  // namespace etabulon

@@ -1,0 +1,68 @@
+#include "sort/ETabulonSortViews.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace etabulon {
+
+ETabulonSortDesc::Views::Views(const SortKeyArray& keys) {
+    for (const SortKey& key : keys) {
+        used_ |= key.Hidden();
+    }
+    for (HideFlag mask = 0; mask <= kNamedBits; ++mask) {
+        named_[mask] = MakeView(mask, keys);
+    }
+}
+
+const ETabulonSortDesc::Views::View& ETabulonSortDesc::Views::Of(HideFlag mask,
+                                                                 const SortKeyArray& keys) const {
+    // Bits that no key has hide nothing.
+    mask &= used_;
+    if (mask <= kNamedBits) {
+        return named_[mask];
+    }
+    for (const Foreign& known : foreign_) {
+        if (known.mask == mask) {
+            return *known.view;
+        }
+    }
+    foreign_.push_back({mask, std::make_unique<const View>(MakeView(mask, keys))});
+    return *foreign_.back().view;
+}
+
+bool ETabulonSortDesc::Views::Shows(const View& view, unsigned int level) noexcept {
+    return std::binary_search(view.shown.begin(), view.shown.end(), level);
+}
+
+ETabulonSortDesc::Views::View ETabulonSortDesc::Views::MakeView(HideFlag mask,
+                                                                const SortKeyArray& keys) {
+    View view;
+    for (unsigned int position = 0; position < keys.Size(); ++position) {
+        if (!keys[position].IsHidden(mask)) {
+            view.positions.push_back(position);
+            view.levels.push_back(keys[position].Level());
+        }
+    }
+    view.shown = ShownLevels(mask, keys);
+    return view;
+}
+
+std::vector<unsigned int> ETabulonSortDesc::Views::ShownLevels(HideFlag mask,
+                                                               const SortKeyArray& keys) {
+    std::vector<std::pair<unsigned int, unsigned int>> places;  // level, position
+    for (unsigned int position = 0; position < keys.Size(); ++position) {
+        places.emplace_back(keys[position].Level(), position);
+    }
+    std::sort(places.begin(), places.end());
+    std::vector<unsigned int> shown;
+    for (auto place = places.begin(); place != places.end(); ++place) {
+        // Further keys of a level have no say.
+        const bool isFirst = place == places.begin() || std::prev(place)->first != place->first;
+        if (isFirst && !keys[place->second].IsHidden(mask)) {
+            shown.push_back(place->first);
+        }
+    }
+    return shown;
+}
+
+}  // namespace etabulon

@@ -1,0 +1,282 @@
+#include "SortFixture.h"
+#include "support/AllocationCount.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+namespace etabulon::test {
+namespace {
+
+constexpr auto kAll = static_cast<unsigned int>(-1);
+
+ETabulonTag Named(unsigned int level, const EVariant& data, const char* display) {
+    ETabulonTag tag;
+    tag.SetValue(level, ETabulonValue(data, display, /*modified=*/false));
+    return tag;
+}
+
+TEST(CompareTags, CaseCountsOnDataOnly) {
+    Sorted sorted{{0, false, 0}};
+    const ETabulonTag small = TagOf({{0, "lyon"}});
+    const ETabulonTag large = TagOf({{0, "LYON"}});
+    EXPECT_EQ(sorted.desc.Compare(small, large, 0, 0), 0);
+    sorted.desc.SetCompareSource(ETabulonSortDesc::CompareOnData);
+    EXPECT_GT(sorted.desc.Compare(small, large, 0, 0), 0);
+    sorted.desc.SetCompareSource(static_cast<ETabulonSortDesc::SortCompareSource>(7));
+    EXPECT_GT(sorted.desc.Compare(small, large, 0, 0), 0);
+}
+
+TEST(CompareTags, NumbersCompareAsText) {
+    Sorted sorted{{0, false, 0}};
+    const ETabulonTag nine = Named(0, EVariant(9), "1");
+    const ETabulonTag ten = Named(0, EVariant(10), "2");
+    EXPECT_LT(sorted.desc.Compare(nine, ten, 0, 0), 0);
+    sorted.desc.SetCompareSource(ETabulonSortDesc::CompareOnData);
+    EXPECT_LT(sorted.desc.Compare(ten, nine, 0, 0), 0);
+}
+
+TEST(CompareTags, StatusPlaysNoPart) {
+    Sorted sorted{{0, false, 0}};
+    ETabulonTag null;
+    null.SetValue(0, ETabulonValue::Null);
+    ETabulonTag special;
+    special.SetValue(0, ETabulonValue::Special);
+    const ETabulonTag empty = TagOf({{0, ""}});
+    for (const auto source :
+         {ETabulonSortDesc::CompareOnDisplay, ETabulonSortDesc::CompareOnData}) {
+        sorted.desc.SetCompareSource(source);
+        EXPECT_EQ(sorted.desc.Compare(null, special, 0, 0), 0);
+        EXPECT_EQ(sorted.desc.Compare(null, empty, 0, 0), 0);
+        EXPECT_LT(sorted.desc.Compare(special, TagOf({{0, "a"}}), 0, 0), 0);
+    }
+}
+
+TEST(CompareTags, ReversedKeyTurnsItsLevelAlone) {
+    Sorted sorted{{0, true, 0}, {1, false, 0}};
+    const ETabulonTag aa = TagOf({{0, "a"}, {1, "a"}});
+    EXPECT_GT(sorted.desc.Compare(aa, TagOf({{0, "b"}, {1, "a"}}), 0), 0);
+    EXPECT_LT(sorted.desc.Compare(aa, TagOf({{0, "a"}, {1, "b"}}), 0), 0);
+}
+
+TEST(CompareTags, LevelsThatEitherLacksDecideNothing) {
+    Sorted sorted{{0, false, 0}, {1, false, kTree}, {2, false, 0}};
+    const ETabulonTag tag = TagOf({{0, "a"}, {1, "b"}, {2, "c"}});
+    EXPECT_EQ(sorted.desc.Compare(ETabulonTag::Null, tag, 0), 0);
+    EXPECT_EQ(sorted.desc.Compare(TagOf({{0, "a"}}), tag, 0), 0);
+    EXPECT_EQ(sorted.desc.Compare(TagOf({{0, "z"}}), TagOf({{1, "a"}}), 0), 0);
+    EXPECT_LT(sorted.desc.Compare(TagOf({{2, "b"}}), tag, 0), 0);
+    EXPECT_LT(sorted.desc.Compare(TagOf({{1, "a"}}), tag, 0), 0);
+    EXPECT_EQ(sorted.desc.Compare(TagOf({{1, "a"}}), tag, kTree), 0);
+}
+
+TEST(CompareTags, OrderIsTotalOverTagsOfTheSameLevels) {
+    std::mt19937 random(7);
+    Sorted sorted{{2, true, 0}, {0, false, kTree}, {1, false, 0}};
+    for (int round = 0; round < 4000; ++round) {
+        sorted.desc.SetCompareSource(random() % 2 != 0 ? ETabulonSortDesc::CompareOnData
+                                                       : ETabulonSortDesc::CompareOnDisplay);
+        const HideFlag mask = random() % 2 != 0 ? kTree : 0;
+        const ETabulonTag a = RandomTag(random, 3, false);
+        const ETabulonTag b = RandomTag(random, 3, false);
+        const ETabulonTag c = RandomTag(random, 3, false);
+        const auto order = [&](const ETabulonTag& left, const ETabulonTag& right) {
+            return Sign(sorted.desc.Compare(left, right, mask));
+        };
+        ASSERT_EQ(order(a, a), 0);
+        ASSERT_EQ(order(a, b), -order(b, a));
+        if (order(a, b) <= 0 && order(b, c) <= 0) {
+            ASSERT_LE(order(a, c), 0) << Text(a) << Text(b) << Text(c);
+        }
+        if (order(a, b) == 0) {
+            ASSERT_EQ(order(a, c), order(b, c));
+        }
+    }
+}
+
+struct Cut {
+    const char* tag;  // the levels that it holds
+    unsigned int depth;
+    HideFlag mask;
+    const char* expected;
+};
+
+// Level 0 holds "a", 1 "b" and so on.
+ETabulonTag Holding(const std::string& levels) {
+    ETabulonTag tag;
+    for (const char digit : levels) {
+        const char text[] = {static_cast<char>(digit - '0' + 'a'), '\0'};
+        tag.SetValue(static_cast<unsigned int>(digit - '0'),
+                     ETabulonValue(EVariant(text), "", false));
+    }
+    return tag;
+}
+
+std::string LevelsOf(const ETabulonTag& tag) {
+    std::string levels;
+    for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
+        levels += static_cast<char>('0' + tag.LevelAt(place));
+    }
+    EXPECT_EQ(tag, Holding(levels));
+    return levels;
+}
+
+TEST(ExtractSortValues, KeepsVisibleLevelsDownToTheDepth) {
+    Sorted sorted{{3, false, 0}, {1, false, kTree}, {2, false, 0}};
+    const Cut cases[] = {
+        {"0123", kAll, 0, "123"},   {"0123", kAll, kTree, "23"}, {"0123", 0, 0, ""},
+        {"0123", 1, kTree, "3"},    {"0123", 2, kTree, "3"},     {"0123", 3, kTree, "23"},
+        {"2", kAll, kTree, "2"},    {"", kAll, 0, ""},           {"0", kAll, 0, ""},
+        {"0123", 99, kCalc, "123"},
+    };
+    for (const Cut& cut : cases) {
+        EXPECT_EQ(LevelsOf(sorted.desc.ExtractSortValues(Holding(cut.tag), cut.depth, cut.mask)),
+                  cut.expected)
+            << cut.tag << " to " << cut.depth << " under " << cut.mask;
+    }
+}
+
+TEST(ExtractSortValues, HiddenKeyUsesUpTheDepth) {
+    Sorted sorted{{1, false, kTree}, {2, false, 0}};
+    EXPECT_TRUE(sorted.desc.ExtractSortValues(Holding("12"), 1, kTree).IsRoot());
+    EXPECT_EQ(sorted.desc.ExtractSortValue(Holding("12"), 0, kTree), Holding("2").Value(2));
+}
+
+TEST(DetailsBelowARoot, DetailLevelCountsAbsoluteAndWalksVisible) {
+    Sorted sorted{{3, false, kCalc}, {1, false, 0}, {2, false, 0}, {0, false, 0}};
+    EXPECT_EQ(sorted.desc.DetailLevel(Holding("3"), 0, 0).Level(), 1U);
+    EXPECT_EQ(sorted.desc.DetailLevel(Holding("3"), 0, kCalc).Level(), 2U);
+    EXPECT_EQ(sorted.desc.DetailLevel(ETabulonTag::Null, 0, kCalc).Level(), 1U);
+    EXPECT_EQ(LevelsOf(sorted.desc.ExtractDetails(Holding("0123"), Holding("3"), 1, 0)), "13");
+    EXPECT_EQ(LevelsOf(sorted.desc.ExtractDetails(Holding("0123"), Holding("3"), 1, kCalc)), "23");
+}
+
+TEST(DetailsBelowARoot, LeaveGapsAndKeepTheRootsOwn) {
+    Sorted sorted{{3, false, 0}, {1, false, 0}, {2, false, 0}};
+    EXPECT_EQ(Text(sorted.desc.ExtractDetails(Holding("2"), TagOf({{3, "x"}, {4, "y"}}), 2, 0)),
+              "{2:c 3:x 4:y}");
+    EXPECT_EQ(Text(sorted.desc.ExtractDetails(Holding("123"), TagOf({{3, "x"}}), 0, 0)), "{3:x}");
+    // The root's level 2 doesn't lead the keys: it is a detail as well, and the tag's value holds.
+    EXPECT_EQ(Text(sorted.desc.ExtractDetails(Holding("123"), TagOf({{2, "x"}}), 3, 0)),
+              "{1:b 2:c 3:d}");
+}
+
+TEST(ParentTag, ParentEndsAtTheFirstGap) {
+    Sorted sorted{{3, false, 0}, {1, false, 0}, {2, false, kTree}, {0, false, 0}};
+    const Cut cases[] = {
+        {"32", 0, 0, ""},     {"31", 0, 0, "3"},   {"3124", 0, 0, "13"}, {"3120", 0, 0, "123"},
+        {"3120", 0, 1, "13"}, {"310", 0, 1, "13"}, {"310", 0, 0, "3"},   {"", 0, 0, ""},
+        {"3", 0, 0, ""},      {"124", 0, 0, ""},
+    };
+    for (const Cut& cut : cases) {
+        EXPECT_EQ(LevelsOf(sorted.desc.GetParentTag(Holding(cut.tag), cut.mask)), cut.expected)
+            << cut.tag << " under " << cut.mask;
+    }
+}
+
+TEST(ParentTags, StandFromTheRootDownBeforeWhatWasThere) {
+    Sorted sorted{{3, false, 0}, {1, false, 0}, {2, false, 0}};
+    PTableau<ETabulonTag> parents;
+    parents.Add(Holding("4"));
+    EXPECT_TRUE(sorted.desc.GetParentTags(Holding("013"), parents, 0));
+    ASSERT_EQ(parents.Size(), 3U);
+    EXPECT_EQ(LevelsOf(parents[0]) + "|" + LevelsOf(parents[1]) + "|" + LevelsOf(parents[2]),
+              "|3|4");
+    EXPECT_FALSE(sorted.desc.GetParentTags(ETabulonTag::Null, parents, 0));
+    EXPECT_FALSE(sorted.desc.GetParentTags(Holding("0"), parents, 0));
+    EXPECT_EQ(parents.Size(), 3U);
+}
+
+TEST(ParentTags, EndWhereALevelHasTwoKeys) {
+    Sorted sorted{{1, false, 0}, {2, false, 0}, {1, false, 0}};
+    EXPECT_EQ(LevelsOf(sorted.desc.GetParentTag(Holding("12"), 0)), "12");
+    PTableau<ETabulonTag> parents;
+    EXPECT_FALSE(sorted.desc.GetParentTags(Holding("12"), parents, 0));
+    EXPECT_EQ(parents.Size(), 0U);
+}
+
+TEST(SortCompatible, IsAnUnbrokenRunFromTheTop) {
+    Sorted sorted{{3, false, 0}, {1, false, kTree}, {2, false, 0}};
+    const struct {
+        const char* tag;
+        HideFlag mask;
+        bool expected;
+    } cases[] = {{"", 0, true},   {"3", 0, true},     {"32", 0, false}, {"32", kTree, true},
+                 {"2", 0, false}, {"1", kTree, true}, {"04", 0, true},  {"123", 0, true}};
+    for (const auto& [tag, mask, expected] : cases) {
+        EXPECT_EQ(sorted.desc.IsSortCompatible(Holding(tag), mask), expected) << tag << " " << mask;
+    }
+}
+
+TEST(HiddenValues, GoWithThoseOfLevelsWithoutAKey) {
+    Sorted sorted{{3, false, 0}, {1, false, kTree}, {2, false, kCalc}};
+    const Cut cases[] = {{"0123", 0, 0, "123"}, {"123", 0, kTree, "23"}, {"123", 0, kCalc, "13"},
+                         {"123", 0, 0, "123"},  {"14", 0, kTree, ""},    {"", 0, kTree, ""}};
+    for (const Cut& cut : cases) {
+        const ETabulonTag tag = Holding(cut.tag);
+        EXPECT_EQ(LevelsOf(sorted.desc.RemoveHiddenValues(tag, cut.mask)), cut.expected);
+        EXPECT_EQ(sorted.desc.HasHiddenValues(tag, cut.mask), std::string(cut.tag) != cut.expected);
+    }
+}
+
+TEST(ReusedResults, EqualFreshOnesWhateverTheyHeld) {
+    std::mt19937 random(11);
+    Sorted sorted{
+        {3, false, 0}, {1, false, kTree}, {1, false, 0}, {0, false, 0}, {2, false, kCalc}};
+    const ETabulonSortDesc& desc = sorted.desc;
+    ETabulonTag result;
+    for (int round = 0; round < 3000; ++round) {
+        const auto mask = static_cast<HideFlag>(random() % 4);
+        const unsigned int depth = random() % 6;
+        const ETabulonTag tag = RandomTag(random, 5, true);
+        ETabulonTag own = tag;
+        ETabulonTag& target = random() % 2 != 0 ? result : own;
+        const ETabulonTag& source = &target == &own ? own : tag;
+        ETabulonTag fresh;
+        switch (random() % 4) {
+            case 0:
+                fresh = desc.RemoveHiddenValues(tag, mask);
+                desc.RemoveHiddenValues(source, mask, target);
+                break;
+            case 1:
+                fresh = desc.ExtractSortValues(tag, depth, mask);
+                desc.ExtractSortValues(source, depth, mask, target);
+                break;
+            case 2:
+                fresh = desc.GetParentTag(tag, mask);
+                desc.GetParentTag(source, mask, target);
+                break;
+            default: {
+                const ETabulonTag root = TagOf({{3, "r"}});
+                own = root;
+                fresh = desc.ExtractDetails(tag, root, depth % 3, mask);
+                desc.ExtractDetails(tag, &target == &own ? own : root, depth % 3, mask, target);
+            }
+        }
+        ASSERT_EQ(target, fresh) << Text(tag);
+    }
+}
+
+TEST(ReusedResults, AllocateNothingOnceWarm) {
+    Sorted sorted{{3, false, 0}, {1, false, kTree}, {2, false, 0}};
+    const ETabulonTag tags[] = {Holding("123"), TagOf({{1, "x"}, {2, "y"}, {3, "z"}})};
+    const ETabulonTag root = Holding("3");
+    ETabulonTag hidden, parent, values, details;
+    const auto pass = [&] {
+        for (const ETabulonTag& tag : tags) {
+            sorted.desc.RemoveHiddenValues(tag, kTree, hidden);
+            sorted.desc.GetParentTag(tag, kTree, parent);
+            sorted.desc.ExtractSortValues(tag, kAll, 0, values);
+            sorted.desc.ExtractDetails(tag, root, 1, kTree, details);
+        }
+    };
+    pass();
+    const AllocationCount count;
+    pass();
+    EXPECT_EQ(count.Taken(), 0U);
+    EXPECT_EQ(Text(hidden), "{2:y 3:z}");
+}
+
+}  // namespace
+}  // namespace etabulon::test
