@@ -87,7 +87,9 @@ void ETabulonSortDesc::AddNotifier(INotifier* notifier) {
 }
 
 void ETabulonSortDesc::AddNotifiers(const PTableau<INotifier*>& notifiers) {
-    const PTableau<INotifier*> added = notifiers;  // it may be this description's own
+    // The array may be this description's own, which changes meanwhile: a copy it must be.
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+    const PTableau<INotifier*> added = notifiers;
     for (INotifier* notifier : added) {
         AddNotifier(notifier);
     }
@@ -105,7 +107,9 @@ void ETabulonSortDesc::RemNotifier(INotifier* notifier) {
 }
 
 void ETabulonSortDesc::RemNotifiers(const PTableau<INotifier*>& notifiers) {
-    const PTableau<INotifier*> removed = notifiers;  // it may be this description's own
+    // The array may be this description's own, which changes meanwhile: a copy it must be.
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+    const PTableau<INotifier*> removed = notifiers;
     for (INotifier* notifier : removed) {
         RemNotifier(notifier);
     }
