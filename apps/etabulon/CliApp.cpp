@@ -1,0 +1,129 @@
+#include "apps/etabulon/CliApp.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <new>
+#include <string_view>
+#include <system_error>
+
+#include "apps/etabulon/CliInterrupt.h"
+#include "apps/etabulon/CliOutput.h"
+#include "apps/etabulon/CliUtf8.h"
+#include "apps/etabulon/LevelsCommand.h"
+#include "apps/etabulon/WalkCommand.h"
+
+namespace etabulon {
+namespace {
+
+std::vector<std::unique_ptr<CliCommand>> MakeCommands() {
+    std::vector<std::unique_ptr<CliCommand>> commands;
+    commands.push_back(std::make_unique<LevelsCommand>());
+    commands.push_back(std::make_unique<WalkCommand>());
+    return commands;
+}
+
+CliExit Tell(const CliFailure& failure) {
+    if (!failure.text.empty()) {
+        std::string shown;
+        AppendShown(shown, failure.text);
+        fmt::print(stderr, "etabulon: {}\n", shown);
+    }
+    return failure.exit;
+}
+
+bool HasStyle() {
+    const char* const terminal = std::getenv("TERM");
+    return std::getenv("NO_COLOR") == nullptr && terminal != nullptr &&
+           std::string_view(terminal) != "dumb";
+}
+
+/// What was written must have arrived, whatever came before.
+CliExit EndOutput(CliOutput& output, CliExit exit) {
+    output.Flush();
+    // A reader that has seen enough is no failure.
+    if (!output.IsBroken() || output.Error() == EPIPE) {
+        return exit;
+    }
+    const CliExit broken = exit == CliExit::Done ? CliExit::Failed : exit;
+    return Tell({broken, fmt::format("the output can't be written: {}",
+                                     std::generic_category().message(output.Error()))});
+}
+
+CliExit RunCommand(CliCommand& command) {
+    // A reader that goes away shows as EPIPE, so that the command ends in order.
+    signal(SIGPIPE, SIG_IGN);
+    CliInterrupt interrupt;
+    CliOutput output(STDOUT_FILENO);
+    CliEnvironment environment{output, interrupt};
+    environment.isOutputTerminal = isatty(STDOUT_FILENO) == 1;
+    environment.isErrorTerminal = isatty(STDERR_FILENO) == 1;
+    environment.hasStyle = environment.isOutputTerminal && HasStyle();
+    CliExit exit = CliExit::Done;
+    CliFailure failure;
+    try {
+        if (!command.Run(environment, failure)) {
+            output.Flush();
+            exit = Tell(failure);
+        }
+    } catch (const std::bad_alloc&) {
+        exit = Tell({CliExit::Failed, "there isn't enough memory"});
+    } catch (const std::exception& error) {
+        exit = Tell({CliExit::Failed, error.what()});
+    }
+    return EndOutput(output, exit);
+}
+
+/// What the parser says when it throws: help asked for, or a wrong command line.
+CliExit EndParse(const CLI::App& app, const std::vector<std::unique_ptr<CliCommand>>& commands,
+                 const CLI::ParseError& error) {
+    const CLI::App* spoken = &app;
+    std::string called = "etabulon";
+    for (const auto& command : commands) {
+        if (const CLI::App* const sub = app.get_subcommand(command->Name()); sub->parsed()) {
+            spoken = sub;
+            called = fmt::format("etabulon {}", command->Name());
+        }
+    }
+    if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::Success)) {
+        return Tell(
+            {CliExit::Usage, fmt::format("{} (see {} --help)", error.what(), called)});
+    }
+    CliOutput output(STDOUT_FILENO);
+    const bool isVersion = dynamic_cast<const CLI::CallForVersion*>(&error) != nullptr;
+    output.Append(isVersion ? fmt::format("{}\n", error.what()) : spoken->help("etabulon"));
+    return EndOutput(output, CliExit::Done);
+}
+
+}  // namespace
+
+int RunEtabulon(int argc, const char* const* argv) {
+    CLI::App app("Walks and sums up tables of databases and CSV files, level by level.",
+                 "etabulon");
+    app.require_subcommand(1);
+    app.set_version_flag("--version", "etabulon 0.1.0");
+    app.footer("Exit status: 0 done, 1 the data or the engine failed, 2 wrong usage, 130 Ctrl+C.");
+    const std::vector<std::unique_ptr<CliCommand>> commands = MakeCommands();
+    for (const auto& command : commands) {
+        command->Declare(*app.add_subcommand(command->Name(), command->Description()));
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return static_cast<int>(EndParse(app, commands, error));
+    }
+    for (const auto& command : commands) {
+        if (app.got_subcommand(command->Name())) {
+            return static_cast<int>(RunCommand(*command));
+        }
+    }
+    return static_cast<int>(CliExit::Usage);
+}
+
+}  // namespace etabulon

@@ -1,0 +1,54 @@
+#include "apps/etabulon/CliCell.h"
+
+#include "etabulon/foundation/EDataType.h"
+
+#include <charconv>
+#include <cstring>
+
+namespace etabulon {
+namespace {
+
+std::string_view BytesOf(const EVariant& value) noexcept {
+    return {static_cast<const char*>(value.GetBuffer()), value.ByteCount()};
+}
+
+bool IsDigit(char c) noexcept { return c >= '0' && c <= '9'; }
+
+}  // namespace
+
+CliCell CliCellMaker::Of(std::int64_t number) {
+    const auto end = std::to_chars(digits_.data(), digits_.data() + digits_.size(), number).ptr;
+    return {CliCellKind::Number, {digits_.data(), static_cast<std::size_t>(end - digits_.data())}};
+}
+
+CliCell CliCellMaker::Of(const EVariant& value) {
+    const void* const bytes = value.GetBuffer();
+    if (bytes == nullptr) {
+        return {};
+    }
+    const ETypeInfo& info = TypeInfo(value.Type());
+    switch (info.storage) {
+        case EStorage::OwnedText:
+            return {CliCellKind::Text, BytesOf(value)};
+        case EStorage::Int64: {
+            std::int64_t number = 0;
+            std::memcpy(&number, bytes, sizeof number);
+            return Of(number);
+        }
+        case EStorage::Bool:
+            return Of(value.AsInt64() != 0);
+        default:
+            break;
+    }
+    if (info.valueClass == EValueClass::Bytes && !info.IsFixedSize()) {
+        return {CliCellKind::Bytes, BytesOf(value)};
+    }
+    text_ <<= value;
+    const std::string_view text = BytesOf(text_);
+    // What isn't finite is a word, and no number to whoever reads JSON.
+    const bool isNumber =
+        info.valueClass == EValueClass::Number && !text.empty() && IsDigit(text.back());
+    return {isNumber ? CliCellKind::Number : CliCellKind::Text, text};
+}
+
+}  // namespace etabulon

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "etabulon/foundation/EVariant.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace etabulon {
+
+enum class CliCellKind : std::uint8_t {
+    Null = 0,
+    Number = 1,   // decimal, finite
+    Boolean = 2,  // "true" or "false"
+    Text = 3,     // dates and times too
+    Bytes = 4,    // not text: the bytes themselves
+};
+
+/// A value as formats see it. The text is borrowed until the next one is made.
+struct CliCell {
+    CliCellKind kind = CliCellKind::Null;
+    std::string_view text;
+};
+
+/// Makes cells of values without allocating for each.
+class CliCellMaker {
+public:
+    [[nodiscard]] CliCell Of(const EVariant& value);
+    [[nodiscard]] CliCell Of(std::int64_t number);
+    [[nodiscard]] static CliCell Of(bool value) noexcept {
+        return {CliCellKind::Boolean, value ? "true" : "false"};
+    }
+    [[nodiscard]] static CliCell Of(std::string_view text) noexcept {
+        return {CliCellKind::Text, text};
+    }
+
+private:
+    std::array<char, 24> digits_{};
+    EVariant text_{Chaine()};  // refilled in place
+};
+
+/// Appends bytes as lower-case hexadecimal digits to a string or an output.
+template <class Output>
+void AppendHex(Output& output, std::string_view bytes) {
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    for (const char byte : bytes) {
+        const auto number = static_cast<unsigned char>(byte);
+        const std::array<char, 2> pair = {kDigits[number >> 4U], kDigits[number & 0xFU]};
+        if constexpr (requires { output.append(pair.data(), pair.size()); }) {
+            output.append(pair.data(), pair.size());
+        } else {
+            output.Append(std::string_view(pair.data(), pair.size()));
+        }
+    }
+}
+
+}  // namespace etabulon

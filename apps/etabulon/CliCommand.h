@@ -1,0 +1,41 @@
+#pragma once
+
+#include <memory>
+
+#include "apps/etabulon/CliFailure.h"
+
+namespace CLI {
+class App;
+}
+
+namespace etabulon {
+
+class CliInterrupt;
+class CliOutput;
+
+/// What the program lends a command.
+struct CliEnvironment {
+    CliOutput& output;  // stdout
+    CliInterrupt& interrupt;
+    bool isOutputTerminal = false;
+    bool isErrorTerminal = false;
+    bool hasStyle = false;  // what is written to stdout may be coloured
+};
+
+/// One command: a file pair XCommand.h and XCommand.cpp, and a line in CliApp.cpp.
+class CliCommand {
+public:
+    CliCommand() = default;
+    CliCommand(const CliCommand&) = delete;
+    CliCommand& operator=(const CliCommand&) = delete;
+    virtual ~CliCommand() = default;
+
+    [[nodiscard]] virtual const char* Name() const = 0;
+    [[nodiscard]] virtual const char* Description() const = 0;
+    /// Declares the options, which are stored in this.
+    virtual void Declare(CLI::App& app) = 0;
+    /// False with `failure`.
+    [[nodiscard]] virtual bool Run(CliEnvironment& environment, CliFailure& failure) = 0;
+};
+
+}  // namespace etabulon

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "etabulon/foundation/Chaine.h"
+#include "etabulon/sql/fwd.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "apps/etabulon/CliFailure.h"
+#include "apps/etabulon/CliPath.h"
+
+namespace etabulon {
+
+class DRubric;
+class DVariable;
+struct DLink;
+struct ESqlColumn;
+
+/// A variable that a path leads to.
+struct CliVariable {
+    std::string shown;  // as it was written
+    Chaine code;        // of a column, or a link path
+    const DVariable* variable = nullptr;
+};
+
+/// Finds tables, columns and links by the names that they have in the database, and gives the codes
+/// that the library knows them by. A name is looked for exactly, then with the case of ASCII
+/// letters ignored, then as a code.
+///
+/// Ownership  the source isn't owned and must outlive this and what it gives.
+class CliDictionary {
+public:
+    explicit CliDictionary(ESqlSource& source) : source_(source) {}
+
+    [[nodiscard]] ESqlSource& Source() const noexcept { return source_; }
+    /// An empty name means the only table. Null with `failure`.
+    [[nodiscard]] const ESqlTableInfo* FindTable(const std::string& name,
+                                                 CliFailure& failure) const;
+    [[nodiscard]] bool FindVariable(const ESqlTableInfo& table, const CliPath& path,
+                                    CliVariable& variable, CliFailure& failure) const;
+    [[nodiscard]] bool FindVariables(const ESqlTableInfo& table, const std::vector<CliPath>& paths,
+                                     std::vector<CliVariable>& variables,
+                                     CliFailure& failure) const;
+    /// The table that a rubric stands for.
+    [[nodiscard]] const ESqlTableInfo& TableOf(const DRubric& rubric) const;
+    /// The name that paths call a link by.
+    [[nodiscard]] static std::string NameOf(const DLink& link);
+
+private:
+    /// The way of a path, as far as it has been followed.
+    struct Way {
+        const ESqlTableInfo* here = nullptr;
+        std::string code;
+    };
+    [[nodiscard]] const ESqlTableInfo* LookUpTable(std::string_view name) const;
+    [[nodiscard]] bool EnterStep(Way& way, CliPathStep& step, bool isBehindBackward,
+                                 CliFailure& failure) const;
+    [[nodiscard]] bool GoForward(Way& way, const CliPathStep& step, CliFailure& failure) const;
+    [[nodiscard]] bool GoBackward(Way& way, const CliPathStep& step, const CliPathStep& next,
+                                  CliFailure& failure) const;
+    bool NoSuchColumn(const ESqlTableInfo& table, const std::string& name,
+                      CliFailure& failure) const;
+
+    ESqlSource& source_;
+};
+
+/// By name, by name with case ignored, by code; null where there is none.
+[[nodiscard]] const ESqlColumn* LookUpColumn(const ESqlTableInfo& table, std::string_view name);
+
+}  // namespace etabulon

@@ -1,0 +1,174 @@
+#include "apps/etabulon/CliLevels.h"
+
+#include "etabulon/foundation/DDico.h"
+#include "etabulon/foundation/EDataType.h"
+#include "etabulon/foundation/EVariant.h"
+#include "etabulon/sql/ESqlSchema.h"
+#include "etabulon/values/ETabulonValue.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+
+#include "apps/etabulon/CliSuggest.h"
+#include "apps/etabulon/CliUtf8.h"
+
+namespace etabulon {
+namespace {
+
+ETabulonVariableID IdOf(const CliVariable& variable) { return ETabulonVariableID(variable.code); }
+
+const CliLevel* FindLevel(const CliLevels& levels, const CliVariable& data) {
+    for (const CliLevel& level : levels.all) {
+        if (level.data.code == data.code) {
+            return &level;
+        }
+    }
+    return nullptr;
+}
+
+/// Hexadecimal digits, as blobs are printed.
+bool ReadHex(std::string_view text, std::string& bytes) {
+    if (text.size() % 2 != 0) {
+        return false;
+    }
+    for (; !text.empty(); text.remove_prefix(2)) {
+        unsigned byte = 0;
+        const auto read = std::from_chars(text.data(), text.data() + 2, byte, 16);
+        if (read.ec != std::errc() || read.ptr != text.data() + 2) {
+            return false;
+        }
+        bytes += static_cast<char>(byte);
+    }
+    return true;
+}
+
+/// Missing where the text is none of the type's values.
+EVariant ValueOfType(int type, std::uint16_t size, const std::string& text) {
+    const auto code = static_cast<std::uint16_t>(type);
+    const ETypeInfo& info = TypeInfo(type);
+    if (info.storage == EStorage::Bool && (text == "true" || text == "false")) {
+        return EVariant::FromText(code, size, Chaine(text == "true" ? "1" : "0"));
+    }
+    if (info.storage == EStorage::OwnedBytes && info.valueClass == EValueClass::Bytes) {
+        std::string bytes;
+        return ReadHex(text, bytes) ? EVariant::FromText(code, size, Chaine(bytes))
+                                    : EVariant::Missing(code, size);
+    }
+    return EVariant::FromText(code, size, Chaine(text));
+}
+
+bool ReadValue(const CliLevel& level, const CliPlaceSpec& place, ETabulonValue& value,
+               CliFailure& failure) {
+    if (!place.isQuoted && place.value == "NULL") {
+        return true;
+    }
+    const int type = level.data.variable->TypeCode();
+    const EVariant data =
+        ValueOfType(type, static_cast<std::uint16_t>(level.data.variable->Size()), place.value);
+    if (data.IsMissing()) {
+        return failure.Set(
+            CliExit::Failed,
+            fmt::format("{} is no value of level {}, whose type is {}{}", Quoted(place.value),
+                        Quoted(level.data.shown), TypeName(type),
+                        place.value.empty() ? "; NULL is written in capitals" : ""));
+    }
+    value = ETabulonValue(data, Chaine(), false);
+    return true;
+}
+
+}  // namespace
+
+bool MakeLevels(const CliDictionary& dictionary, const ESqlTableInfo& table, std::string_view text,
+                CliLevels& levels, CliFailure& failure) {
+    std::vector<CliLevelSpec> specs;
+    if (!ParseLevels(text, specs, failure)) {
+        return false;
+    }
+    for (const CliLevelSpec& spec : specs) {
+        CliLevel level;
+        level.shown = spec.shown;
+        if (!dictionary.FindVariable(table, spec.data, level.data, failure)) {
+            return false;
+        }
+        level.label = level.data;
+        if (spec.label && !dictionary.FindVariable(table, *spec.label, level.label, failure)) {
+            return false;
+        }
+        if (FindLevel(levels, level.data) != nullptr) {
+            return failure.Set(CliExit::Usage, fmt::format("level {} is given twice",
+                                                           Quoted(level.data.shown)));
+        }
+        levels.levels.AddLevel(Chaine(level.shown), IdOf(level.data), IdOf(level.label), nullptr,
+                               /*addRef=*/false);
+        levels.all.push_back(std::move(level));
+    }
+    return true;
+}
+
+bool MakeTag(const CliDictionary& dictionary, const ESqlTableInfo& table, const CliLevels& levels,
+             std::string_view text, ETabulonTag& tag, CliFailure& failure) {
+    std::vector<CliPlaceSpec> places;
+    if (!ParsePlaces(text, places, failure)) {
+        return false;
+    }
+    for (const CliPlaceSpec& place : places) {
+        CliVariable data;
+        if (!dictionary.FindVariable(table, place.path, data, failure)) {
+            return false;
+        }
+        const CliLevel* const level = FindLevel(levels, data);
+        if (level == nullptr) {
+            std::vector<std::string> names;
+            for (const CliLevel& each : levels.all) {
+                names.push_back(each.data.shown);
+            }
+            return failure.Set(CliExit::Usage,
+                               fmt::format("{} in --at isn't one of the levels{}",
+                                           Quoted(data.shown), WhatThereIs(data.shown, names)));
+        }
+        const auto id = static_cast<unsigned int>(level - levels.all.data());
+        if (tag.HasValue(id)) {
+            return failure.Set(CliExit::Usage, fmt::format("--at has two values for level {}",
+                                                           Quoted(level->data.shown)));
+        }
+        ETabulonValue value;
+        if (!ReadValue(*level, place, value, failure)) {
+            return false;
+        }
+        tag.SetValue(id, value);
+    }
+    return true;
+}
+
+std::string TypeName(int type) {
+    const ETypeInfo& info = TypeInfo(type);
+    switch (info.storage) {
+        case EStorage::Bool:
+            return "boolean";
+        case EStorage::Double:
+        case EStorage::Float:
+            return "real";
+        case EStorage::Scaled32:
+        case EStorage::Scaled64:
+            return fmt::format("decimal({})", info.scale);
+        case EStorage::Date:
+            return "date";
+        case EStorage::Time:
+            return "time";
+        case EStorage::Timestamp:
+            return "timestamp";
+        default:
+            break;
+    }
+    switch (info.valueClass) {
+        case EValueClass::Number:
+            return "integer";
+        case EValueClass::Text:
+            return "text";
+        default:
+            return "bytes";
+    }
+}
+
+}  // namespace etabulon

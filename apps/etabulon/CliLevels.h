@@ -1,0 +1,42 @@
+#pragma once
+
+#include "etabulon/values/ETabulonLevels.h"
+#include "etabulon/values/ETabulonTag.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "apps/etabulon/CliDictionary.h"
+#include "apps/etabulon/CliFailure.h"
+#include "apps/etabulon/CliPath.h"
+
+namespace etabulon {
+
+/// A level as it was asked for. Its place in CliLevels is its identifier.
+struct CliLevel {
+    std::string shown;
+    CliVariable data;
+    CliVariable label;  // the data itself without one
+    [[nodiscard]] bool HasLabel() const noexcept { return !(label.code == data.code); }
+};
+
+struct CliLevels {
+    std::vector<CliLevel> all;
+    ETabulonLevels levels;
+};
+
+/// The levels that `text` names, on a table.
+[[nodiscard]] bool MakeLevels(const CliDictionary& dictionary, const ESqlTableInfo& table,
+                              std::string_view text, CliLevels& levels, CliFailure& failure);
+
+/// The place among `levels` that `text` names: values as their variables' types have them, NULL
+/// without quotes for a missing one.
+[[nodiscard]] bool MakeTag(const CliDictionary& dictionary, const ESqlTableInfo& table,
+                           const CliLevels& levels, std::string_view text, ETabulonTag& tag,
+                           CliFailure& failure);
+
+/// What values of a type code are called.
+[[nodiscard]] std::string TypeName(int type);
+
+}  // namespace etabulon

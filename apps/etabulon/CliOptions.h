@@ -1,0 +1,63 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "apps/etabulon/CliCommand.h"
+#include "apps/etabulon/CliFailure.h"
+#include "apps/etabulon/CliWriter.h"
+
+namespace etabulon {
+
+class ESqliteSource;
+
+/// SOURCE, TABLE and what it takes to read them.
+class CliSourceOptions {
+public:
+    void Declare(CLI::App& app);
+    [[nodiscard]] std::unique_ptr<ESqliteSource> Open(CliFailure& failure) const;
+
+    std::string path;
+    std::string table;  // empty if not given
+
+private:
+    std::string separator_;
+};
+
+/// --levels and --at.
+class CliLevelOptions {
+public:
+    void Declare(CLI::App& app);
+    /// Options given more than once make one list.
+    [[nodiscard]] std::string Levels() const;
+    [[nodiscard]] std::string At() const;
+
+private:
+    std::vector<std::string> levels_;
+    std::vector<std::string> at_;
+};
+
+/// --format, and --progress where a command walks.
+class CliOutputOptions {
+public:
+    void DeclareFormat(CLI::App& app);
+    void DeclareProgress(CLI::App& app);
+    [[nodiscard]] std::unique_ptr<CliWriter> MakeWriter(const CliEnvironment& environment) const;
+    [[nodiscard]] bool ShowsProgress(const CliEnvironment& environment) const noexcept {
+        return progress_ && environment.isErrorTerminal;
+    }
+
+private:
+    std::optional<std::string> format_;
+    bool progress_ = false;
+};
+
+/// An option that may be given more than once; each time it takes one text.
+void AddList(CLI::App& app, const std::string& name, std::vector<std::string>& list,
+             const std::string& description);
+/// The texts of such an option as one list.
+[[nodiscard]] std::string JoinLists(const std::vector<std::string>& lists);
+
+}  // namespace etabulon

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "apps/etabulon/CliFailure.h"
+
+namespace etabulon {
+
+/// The marks behind a step of a path.
+inline constexpr char kPathForward = '>';
+inline constexpr char kPathBackward = '\xBB';  // » in what the library is given
+
+/// A step as written: `name`, `table.name`, or either in double quotes.
+struct CliPathStep {
+    std::optional<std::string> table;  // where quotes tell it from the name
+    std::string name;                  // may still hold "table." where it wasn't quoted
+    bool isQuoted = false;
+    char mark = 0;  // behind it; 0 for the last
+};
+
+/// A variable as written: `airport>state>name`.
+struct CliPath {
+    std::string shown;
+    std::vector<CliPathStep> steps;
+};
+
+/// A level as written: `path`, or `path:label`.
+struct CliLevelSpec {
+    std::string shown;
+    CliPath data;
+    std::optional<CliPath> label;
+};
+
+/// A value of a level as written: `path=value`.
+struct CliPlaceSpec {
+    CliPath path;
+    std::string value;
+    bool isQuoted = false;
+};
+
+/// Read what `--levels`, `--columns` and `--at` are given: lists with commas. Blanks around names
+/// and values don't count. A name or value that holds what has a meaning here stands in double
+/// quotes, its own quotes doubled. A blank list is empty.
+[[nodiscard]] bool ParseLevels(std::string_view text, std::vector<CliLevelSpec>& levels,
+                               CliFailure& failure);
+[[nodiscard]] bool ParsePaths(std::string_view text, std::vector<CliPath>& paths,
+                              CliFailure& failure);
+[[nodiscard]] bool ParsePlaces(std::string_view text, std::vector<CliPlaceSpec>& places,
+                               CliFailure& failure);
+
+}  // namespace etabulon

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace etabulon {
+
+/// The character at the front of a text.
+struct CliCharacter {
+    char32_t code = 0;
+    std::size_t length = 0;  // in bytes; 0 where the bytes are no UTF-8
+};
+
+/// Requires a text that isn't empty.
+[[nodiscard]] CliCharacter FirstCharacter(std::string_view text) noexcept;
+[[nodiscard]] bool IsUtf8(std::string_view text) noexcept;
+/// The cells that a character takes on a terminal: 0, 1 or 2.
+[[nodiscard]] std::size_t WidthOf(char32_t code) noexcept;
+/// Moves the cursor, changes the order of what is shown, or otherwise isn't to reach a terminal.
+[[nodiscard]] bool IsControl(char32_t code) noexcept;
+
+/// Appends `text` as it may be shown: what is no character, or a control one, as \n, \t or \xNN.
+/// Returns the width of what was appended.
+std::size_t AppendShown(std::string& shown, std::string_view text);
+/// A name in a sentence: between quotes, as it may be shown.
+[[nodiscard]] std::string Quoted(std::string_view name);
+
+}  // namespace etabulon

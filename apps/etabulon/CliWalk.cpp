@@ -1,0 +1,176 @@
+#include "apps/etabulon/CliWalk.h"
+
+#include "etabulon/sql/ESqlSource.h"
+#include "etabulon/sql/ETabulonCursorSql.h"
+#include "etabulon/sql/UseColumns.h"
+
+#include <fmt/format.h>
+
+#include <set>
+
+#include "apps/etabulon/CliInterrupt.h"
+#include "apps/etabulon/CliProgress.h"
+#include "apps/etabulon/CliSuggest.h"
+#include "apps/etabulon/CliUtf8.h"
+
+namespace etabulon {
+namespace {
+
+/// The reset of a cursor clears its cancel flag: what came before it is caught here.
+class InterruptListener final : public CliListener {
+public:
+    explicit InterruptListener(const CliInterrupt& interrupt) : interrupt_(interrupt) {}
+    CursorStatus OnReset(const ETabulonTag& /*tag*/, const ETabulonCursor& /*cursor*/) override {
+        return interrupt_.IsRaised() ? StatusCancelled : StatusOk;
+    }
+
+private:
+    const CliInterrupt& interrupt_;
+};
+
+/// Looks in all records for each value of a tag by itself, and keeps some values that are there.
+class SearchListener final : public CliListener {
+public:
+    explicit SearchListener(const ETabulonTag& wanted) : wanted_(wanted) {
+        sought_.resize(wanted.KnownLevelsCount());
+    }
+    CursorStatus OnMove(const ETabulonCursor& cursor) override {
+        bool areAllFound = true;
+        for (unsigned place = 0; place < sought_.size(); ++place) {
+            Sought& sought = sought_[place];
+            if (sought.isFound) {
+                continue;
+            }
+            const ETabulonValue& met = cursor.CurrentTag().Value(wanted_.LevelAt(place));
+            if (met == wanted_.ValueAt(place)) {
+                sought.isFound = true;
+                continue;
+            }
+            areAllFound = false;
+            if (sought.existing.size() < kMostKept) {
+                sought.existing.insert(met.IsNull() ? "NULL"
+                                                    : std::string(met.Data().AsChaine().View()));
+            }
+        }
+        return areAllFound ? StatusEnd : StatusOk;
+    }
+    [[nodiscard]] bool IsFound(unsigned place) const { return sought_[place].isFound; }
+    [[nodiscard]] std::vector<std::string> Existing(unsigned place) const {
+        const auto& existing = sought_[place].existing;
+        return {existing.begin(), existing.end()};
+    }
+
+private:
+    static constexpr std::size_t kMostKept = 1000;
+    struct Sought {
+        bool isFound = false;
+        std::set<std::string> existing;
+    };
+    const ETabulonTag& wanted_;
+    std::vector<Sought> sought_;
+};
+
+std::string ShownValue(const ETabulonValue& value) {
+    return value.IsNull() ? "NULL" : Quoted(value.Data().AsChaine().View());
+}
+
+std::string ShownPlace(const CliLevels& levels, const ETabulonTag& tag) {
+    std::string shown;
+    for (unsigned place = 0; place < tag.KnownLevelsCount(); ++place) {
+        shown += fmt::format("{}{} = {}", place == 0 ? "" : ", ",
+                             levels.all[tag.LevelAt(place)].data.shown,
+                             ShownValue(tag.ValueAt(place)));
+    }
+    return shown;
+}
+
+std::string ShownTable(const CliWalkContext& context) {
+    return fmt::format("table {} of {}", Quoted(context.table.name.View()),
+                       Quoted(context.dictionary.Source().Location().View()));
+}
+
+}  // namespace
+
+bool OpenCursor(const CliWalkContext& context, const ETabulonLevels& levels,
+                const std::vector<CliVariable>& others, ETabulonCursorSql& cursor,
+                CliFailure& failure) {
+    ESqlSource& source = context.dictionary.Source();
+    std::vector<ETabulonVariableID> ids;
+    for (const CliVariable& other : others) {
+        ids.emplace_back(other.code);
+    }
+    ESqlTableOptions options;
+    options.columns = UseColumns(levels, ids, *source.Rubric(context.table));
+    ESqlError error;
+    std::unique_ptr<ESqlTable> table = source.OpenTable(context.table.code, options, error);
+    if (table == nullptr) {
+        return failure.Set(CliExit::Failed,
+                           error.text.IsEmpty()
+                               ? fmt::format("{} can't be opened (status {})", ShownTable(context),
+                                             error.status)
+                               : std::string(error.text.View()));
+    }
+    cursor.Init(levels, table.release(), /*ownsTable=*/true);
+    for (const ETabulonVariableID& id : ids) {
+        if (id.IsLink()) {
+            cursor.DeclareLinkField(id);
+        }
+    }
+    return true;
+}
+
+bool Walk(const CliWalkContext& context, ETabulonCursorSql& cursor, const ETabulonTag& tag,
+          CliListener& listener, CliFailure& failure) {
+    InterruptListener interruptListener(context.interrupt);
+    CliProgress progress;
+    CursorStatus status = StatusOk;
+    {
+        const CliInterrupt::Cancelling cancelling(context.interrupt, cursor);
+        const ECursorListening interrupting(cursor, interruptListener);
+        const ECursorListening listening(cursor, listener);
+        if (context.showsProgress) {
+            cursor.AddNotifier(&progress);
+        }
+        status = cursor.Browse(tag);
+        cursor.RemNotifier(&progress);
+    }
+    progress.End();
+    if (context.interrupt.IsRaised()) {
+        return failure.Set(CliExit::Cancelled, {});
+    }
+    if (status == StatusOk) {
+        return true;
+    }
+    const Chaine text = cursor.Table()->LastErrorText();
+    return failure.Set(CliExit::Failed, text.IsEmpty()
+                                            ? fmt::format("{} can't be read (status {})",
+                                                          ShownTable(context),
+                                                          static_cast<int>(status))
+                                            : std::string(text.View()));
+}
+
+void ExplainNothingThere(const CliWalkContext& context, const CliLevels& levels,
+                         const ETabulonTag& tag, CliFailure& failure) {
+    ETabulonCursorSql cursor;
+    SearchListener search(tag);
+    if (!OpenCursor(context, levels.levels, {}, cursor, failure) ||
+        !Walk(context, cursor, ETabulonTag(), search, failure)) {
+        return;
+    }
+    for (unsigned place = 0; place < tag.KnownLevelsCount(); ++place) {
+        if (!search.IsFound(place)) {
+            const std::string shown = ShownValue(tag.ValueAt(place));
+            const auto existing = search.Existing(place);
+            failure.Set(CliExit::Failed,
+                        fmt::format("{} has no {} at level {}{}", ShownTable(context), shown,
+                                    Quoted(levels.all[tag.LevelAt(place)].data.shown),
+                                    WhatThereIs(tag.ValueAt(place).Data().AsChaine().View(),
+                                                existing)));
+            return;
+        }
+    }
+    failure.Set(CliExit::Failed, fmt::format("{} has no record with {} together",
+                                             ShownTable(context), ShownPlace(levels, tag)));
+}
+
+}  // namespace etabulon
