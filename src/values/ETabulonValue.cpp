@@ -1,5 +1,7 @@
 #include "etabulon/values/ETabulonValue.h"
 
+#include <cstring>
+
 namespace etabulon {
 
 namespace {
@@ -62,9 +64,12 @@ int ETabulonValue::Compare(const ETabulonValue& other, bool byDisplay) const {
 }
 
 bool ETabulonValue::HasSameDisplay(const ETabulonValue& other) const {
-    if (displayPending_ && other.displayPending_) {
-        // Equal data of one type make one text.
-        return data_.Type() == other.data_.Type() && data_ == other.data_;
+    // The same bytes of one type make one text. Equality would not do: folded text and the two
+    // zeros are equal and display as two.
+    if (displayPending_ && other.displayPending_ && data_.Type() == other.data_.Type() &&
+        data_.ByteCount() == other.data_.ByteCount() && data_.ByteCount() != 0 &&
+        std::memcmp(data_.GetBuffer(), other.data_.GetBuffer(), data_.ByteCount()) == 0) {
+        return true;
     }
     return DisplayText() == other.DisplayText();
 }

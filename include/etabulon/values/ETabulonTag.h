@@ -9,8 +9,7 @@ namespace etabulon {
 /// The position of a record in the tree: a value for each level that is known.
 ///
 /// Ownership  a value type; a copy is deep at once and shares no storage. Assignment over a tag of
-/// as
-///            many levels reuses its storage and allocates nothing.
+///            as many levels reuses its storage and allocates nothing.
 /// Threads    one thread at a time, const operations included: lookups move the hint and
 ///            DisplayValue makes its text. To hand a tag to another thread, hand a copy.
 /// Failure    none is reported. Value(level) requires HasValue(level).

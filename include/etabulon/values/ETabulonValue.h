@@ -64,7 +64,8 @@ public:
     /// Below 0, 0 or above 0: ValNull < ValSpecial < ValNormal, then by text in plain order or by
     /// data. Two ValSpecial compare as 0 whatever their data.
     [[nodiscard]] int Compare(const ETabulonValue& other, bool byDisplay) const;
-    /// Both would display as the same text; makes none where both are still to be made.
+    /// Both would display as the same text. Keeps none that isn't made yet, and makes none where
+    /// two that are still to be made have the same data.
     [[nodiscard]] bool HasSameDisplay(const ETabulonValue& other) const;
     /// Agrees with operator==.
     [[nodiscard]] std::uint32_t Hash() const noexcept;
