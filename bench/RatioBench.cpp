@@ -1,0 +1,157 @@
+#include "bench/RatioBench.h"
+
+#include "bench/AllocationCounter.h"
+#include "bench/Orders.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+namespace etabulon::bench {
+
+namespace {
+
+struct Line {
+    std::string name;
+    double value;
+    const char* unit;
+    double floorNs;
+    double oursNs;
+    double allocations;
+    double target;
+    double aim;
+};
+
+std::vector<Line>& Lines() {
+    static std::vector<Line> lines;
+    return lines;
+}
+
+double Seconds(const std::function<void()>& work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+double Median(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+const char* Verdict(const Line& line) {
+    if (line.target == kNoLimit) {
+        return "";
+    }
+    if (line.value > line.target) {
+        return "MISSED";
+    }
+    return line.aim != kNoLimit && line.value <= line.aim ? "aim reached" : "ok";
+}
+
+std::string Limit(double limit) {
+    char text[32] = "";
+    if (limit != kNoLimit) {
+        std::snprintf(text, sizeof text, "%.3g", limit);
+    }
+    return text;
+}
+
+}  // namespace
+
+double RunComparison(benchmark::State& state, const Comparison& comparison) {
+    const auto endRun = [&comparison] {
+        if (comparison.after) {
+            comparison.after();
+        }
+    };
+    std::vector<double> floors;
+    std::vector<double> ours;
+    std::vector<double> ratios;
+    double allocations = 0;
+    const auto records = static_cast<double>(comparison.records);
+    for (auto _ : state) {
+        comparison.floor();
+        comparison.ours();
+        endRun();
+        for (int pair = 0; pair < RunSizes().pairs; ++pair) {
+            floors.push_back(Seconds(comparison.floor));
+            const std::uint64_t before = Allocations();
+            ours.push_back(Seconds(comparison.ours));
+            allocations = static_cast<double>(Allocations() - before) / records;
+            endRun();
+            ratios.push_back(ours.back() / floors.back());
+        }
+        state.SetIterationTime(Median(ours));
+    }
+    const Line line{comparison.name,
+                    Median(ratios),
+                    "x floor",
+                    Median(floors) * 1e9 / records,
+                    Median(ours) * 1e9 / records,
+                    allocations,
+                    comparison.target,
+                    comparison.aim};
+    Lines().push_back(line);
+    state.counters["ratio"] = line.value;
+    state.counters["ns_per_record"] = line.oursNs;
+    state.counters["floor_ns"] = line.floorNs;
+    state.counters["allocs_per_record"] = allocations;
+    state.counters["peak_MB"] = PeakMegabytes();
+    return allocations;
+}
+
+void RunGrowth(benchmark::State& state, const Growth& growth) {
+    std::vector<double> exponents;
+    std::vector<double> times;
+    const double factor = std::log(static_cast<double>(growth.largeRecords) /
+                                   static_cast<double>(growth.smallRecords));
+    for (auto _ : state) {
+        growth.small();
+        growth.large();
+        for (int pair = 0; pair < RunSizes().pairs; ++pair) {
+            const double small = Seconds(growth.small);
+            times.push_back(Seconds(growth.large));
+            exponents.push_back(std::log(times.back() / small) / factor);
+        }
+        state.SetIterationTime(Median(times));
+    }
+    const double exponent = Median(exponents);
+    state.counters["exponent"] = exponent;
+    RecordFigure(growth.name, exponent, "exponent", growth.target);
+}
+
+void RecordFigure(const std::string& what, double value, const char* unit, double target,
+                  double aim) {
+    Lines().push_back({what, value, unit, 0, 0, 0, target, aim});
+}
+
+void Require(bool condition, const std::string& what) {
+    if (!condition) {
+        std::fprintf(stderr, "WRONG RESULT: %s\n", what.c_str());
+        std::exit(1);
+    }
+}
+
+void PrintSummary() {
+    std::printf("\n%-34s %9s %-10s %7s %7s %9s %9s %9s\n", "", "measured", "", "target", "aim",
+                "floor ns", "ours ns", "allocs");
+    for (const Line& line : Lines()) {
+        std::printf("%-34s %9.3f %-10s %7s %7s ", line.name.c_str(), line.value, line.unit,
+                    Limit(line.target).c_str(), Limit(line.aim).c_str());
+        if (line.floorNs != 0) {
+            std::printf("%9.1f %9.1f %9.4f ", line.floorNs, line.oursNs, line.allocations);
+        } else {
+            std::printf("%29s ", "");
+        }
+        std::printf("%s\n", Verdict(line));
+    }
+    std::printf("\nPer record, medians of %d pairs%s. Most memory ever: %.0f MB.\n",
+                RunSizes().pairs, IsSmokeRun() ? "; a smoke run, speeds mean nothing" : "",
+                PeakMegabytes());
+}
+
+}  // namespace etabulon::bench

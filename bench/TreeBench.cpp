@@ -1,0 +1,336 @@
+// Trees: filled, sorted anew, refreshed.
+
+#include "bench/AllocationCounter.h"
+#include "bench/Orders.h"
+#include "bench/OrdersCursor.h"
+#include "bench/RatioBench.h"
+#include "bench/Sqlite.h"
+#include "etabulon/tree/EDataTree.h"
+
+#include <array>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace etabulon::bench {
+
+namespace {
+
+enum class Leaves : std::uint8_t { Customers = 0, Records = 1 };
+
+/// One number for the texts of the upper three levels in order, with the records below each: a tree
+/// and SQL come to the same one only if nodes, order and leaves are the same.
+class Digest {
+public:
+    void Add(std::string_view text) {
+        for (const char byte : text) {
+            AddWord(static_cast<unsigned char>(byte));
+        }
+        AddWord(0x100);
+    }
+    void AddWord(std::uint64_t word) { sum_ = (sum_ ^ word) * 0x100000001B3U; }
+    [[nodiscard]] std::uint64_t Sum() const noexcept { return sum_; }
+
+private:
+    std::uint64_t sum_ = 0xCBF29CE484222325U;
+};
+
+constexpr unsigned kUpperLevels = 3;
+
+void AddTree(Digest& digest, const EDataTreeNode& node, Leaves leaves,
+             std::array<Chaine, kUpperLevels>& path) {
+    for (unsigned index = 0; index < node.Size(); ++index) {
+        const EDataTreeNode& child = *node.Get(index);
+        path[node.Depth()] = child.DisplayValue().DisplayText();
+        if (child.Depth() < kUpperLevels) {
+            AddTree(digest, child, leaves, path);
+            continue;
+        }
+        for (const Chaine& text : path) {
+            digest.Add(text.View());
+        }
+        if (leaves == Leaves::Records) {
+            ETabulonPrimaryKey key;
+            std::uint64_t keys = 0;
+            for (unsigned leaf = 0; leaf < child.Size(); ++leaf) {
+                child.Get(leaf)->ExtractPrimaryKey(key);
+                keys += static_cast<std::uint64_t>(key.Position());
+            }
+            digest.AddWord(child.LeafCount());
+            digest.AddWord(keys);
+        }
+    }
+}
+
+std::uint64_t DigestOf(const EDataTree& tree, Leaves leaves) {
+    Digest digest;
+    std::array<Chaine, kUpperLevels> path;
+    AddTree(digest, *tree.Root(), leaves, path);
+    return digest.Sum();
+}
+
+/// `order`: the three columns as they follow one another in the tree.
+std::uint64_t DigestOf(Database& database, Leaves leaves, const std::string& order) {
+    Digest digest;
+    Statement groups(database, "SELECT " + order + ", count(*), sum(id) FROM orders GROUP BY " +
+                                   order + " ORDER BY " + order);
+    while (groups.Step()) {
+        for (unsigned column = 0; column < kUpperLevels; ++column) {
+            digest.Add(groups.Text(static_cast<int>(column)));
+        }
+        if (leaves == Leaves::Records) {
+            digest.AddWord(static_cast<std::uint64_t>(groups.Int64(kUpperLevels)));
+            digest.AddWord(static_cast<std::uint64_t>(groups.Int64(kUpperLevels + 1)));
+        }
+    }
+    return digest.Sum();
+}
+
+constexpr const char* kFilledOrder = "country, city, customer";
+constexpr const char* kMovedOrder = "customer, country, city";
+
+/// A tree country > city > customer, with or without the records below, and its floor.
+class OrdersTree {
+public:
+    OrdersTree(std::int64_t rows, Leaves leaves)
+        : rows_(rows),
+          leaves_(leaves),
+          database_(OrdersFile(rows), Database::Mode::Read),
+          bare_(database_, "SELECT id, country, city, customer FROM orders ORDER BY id"),
+          orders_(MakeOrders(rows, leaves)) {}
+
+    void Floor() { Require(WalkBare(bare_, "ittt") == rows_, "rows of the bare walk"); }
+    void Fill() {
+        tree_ = std::make_unique<EDataTree>(&orders_->Cursor(), "all", nullptr);
+        Require(tree_->Fill() == StatusOk, "status of the fill");
+    }
+    void Drop() { tree_.reset(); }
+    void Check(const char* order) {
+        Require(DigestOf(*tree_, leaves_) == DigestOf(database_, leaves_, order),
+                std::string("tree by ") + order);
+    }
+    [[nodiscard]] EDataTree& Tree() noexcept { return *tree_; }
+    [[nodiscard]] std::int64_t LeafCount() const { return tree_->Root()->LeafCount(); }
+    [[nodiscard]] std::int64_t Nodes() const {
+        return leaves_ == Leaves::Records ? Inner() + LeafCount() : Inner();
+    }
+    [[nodiscard]] std::int64_t Rows() const noexcept { return rows_; }
+
+private:
+    static std::unique_ptr<OrdersCursor> MakeOrders(std::int64_t rows, Leaves leaves) {
+        using Names = std::initializer_list<const char*>;
+        return leaves == Leaves::Records
+                   ? std::make_unique<OrdersCursor>(
+                         rows, "orders", Names{"country", "city", "customer", "id"}, Names{})
+                   : std::make_unique<OrdersCursor>(rows, "orders",
+                                                    Names{"country", "city", "customer"}, Names{});
+    }
+    /// The nodes of the upper three levels.
+    [[nodiscard]] std::int64_t Inner() const {
+        const EDataTreeNode& root = *tree_->Root();
+        std::int64_t nodes = root.Size();
+        for (unsigned country = 0; country < root.Size(); ++country) {
+            const EDataTreeNode& cities = *root.Get(country);
+            nodes += cities.Size();
+            for (unsigned city = 0; city < cities.Size(); ++city) {
+                nodes += cities.Get(city)->Size();
+            }
+        }
+        return nodes;
+    }
+
+    std::int64_t rows_;
+    Leaves leaves_;
+    Database database_;
+    Statement bare_;
+    std::unique_ptr<OrdersCursor> orders_;
+    std::unique_ptr<EDataTree> tree_;
+};
+
+// ------------------------------------------------------------------------------------------- fill
+
+/// The tree's own memory, by what its end gives back. Texts that the table still keeps for its next
+/// walk aren't in it.
+double BytesPerLeaf(OrdersTree& tree) {
+    tree.Fill();
+    const auto leaves = static_cast<double>(tree.LeafCount());
+    const std::size_t full = HeapBytes();
+    tree.Drop();
+    return static_cast<double>(full - HeapBytes()) / leaves;
+}
+
+void TreeFill(benchmark::State& state) {
+    OrdersTree tree(RunSizes().large, Leaves::Customers);
+    tree.Fill();
+    tree.Check(kFilledOrder);
+    tree.Drop();
+    RunComparison(state, {"tree: fill to customers", tree.Rows(), [&tree] { tree.Floor(); },
+                          [&tree] { tree.Fill(); }, [&tree] { tree.Drop(); }, 3.0, 1.8});
+    RecordFigure("tree: customers' memory", BytesPerLeaf(tree), "bytes/leaf");
+}
+BENCHMARK(TreeFill)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void TreeFillRecords(benchmark::State& state) {
+    OrdersTree tree(RunSizes().large, Leaves::Records);
+    tree.Fill();
+    tree.Check(kFilledOrder);
+    tree.Drop();
+    RunComparison(state, {"tree: fill to records", tree.Rows(), [&tree] { tree.Floor(); },
+                          [&tree] { tree.Fill(); }, [&tree] { tree.Drop(); }, 5.0, 3.5});
+    const double bytes = BytesPerLeaf(tree);
+    state.counters["bytes_per_leaf"] = bytes;
+    RecordFigure("tree: records' memory", bytes, "bytes/leaf", 300, 170);
+}
+BENCHMARK(TreeFillRecords)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void TreeFillGrowth(benchmark::State& state) {
+    OrdersTree small(RunSizes().small, Leaves::Records);
+    OrdersTree large(RunSizes().large, Leaves::Records);
+    const auto run = [](OrdersTree& tree) {
+        tree.Fill();
+        tree.Drop();
+    };
+    RunGrowth(state,
+              {"tree: growth of fill and drop", RunSizes().small, [&small, run] { run(small); },
+               RunSizes().large, [&large, run] { run(large); }, 1.3});
+}
+BENCHMARK(TreeFillGrowth)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// ---------------------------------------------------------------------------------- many siblings
+
+/// All distinct texts of the table codes under the root.
+class CodesTree {
+public:
+    explicit CodesTree(std::int64_t rows)
+        : count_(rows / 5),
+          database_(OrdersFile(rows), Database::Mode::Read),
+          bare_(database_, "SELECT id, code FROM codes ORDER BY id"),
+          codes_(rows, "codes", {"code"}, {}) {}
+    void Floor() { Require(WalkBare(bare_, "it") == count_, "rows of the bare walk"); }
+    void Fill() {
+        tree_ = std::make_unique<EDataTree>(&codes_.Cursor(), "all", nullptr);
+        Require(tree_->Fill() == StatusOk && tree_->Root()->Size() == count_, "fill of siblings");
+    }
+    void Check() {
+        Fill();
+        Statement sorted(database_, "SELECT code FROM codes ORDER BY code");
+        for (unsigned index = 0; sorted.Step(); ++index) {
+            Require(
+                tree_->Root()->Get(index)->DisplayValue().DisplayText().View() == sorted.Text(0),
+                "order of siblings");
+        }
+        Drop();
+    }
+    void Drop() { tree_.reset(); }
+    [[nodiscard]] std::int64_t Count() const noexcept { return count_; }
+
+private:
+    std::int64_t count_;
+    Database database_;
+    Statement bare_;
+    OrdersCursor codes_;
+    std::unique_ptr<EDataTree> tree_;
+};
+
+void TreeSiblings(benchmark::State& state) {
+    CodesTree codes(RunSizes().large);
+    codes.Check();
+    RunComparison(state,
+                  {"tree: distinct texts in one node", codes.Count(), [&codes] { codes.Floor(); },
+                   [&codes] { codes.Fill(); }, [&codes] { codes.Drop(); }, kNoLimit, kNoLimit});
+}
+BENCHMARK(TreeSiblings)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void TreeSiblingsGrowth(benchmark::State& state) {
+    CodesTree small(RunSizes().small);
+    CodesTree large(RunSizes().large);
+    RunGrowth(state, {"tree: growth in one node", small.Count(), [&small] { small.Fill(); },
+                      large.Count(), [&large] { large.Fill(); }, 1.3});
+}
+BENCHMARK(TreeSiblingsGrowth)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// ------------------------------------------------------------------------------------------- sort
+
+/// The floor of a new sort: SQLite sorts the leaves' columns in memory, and reads them.
+class LeafTable {
+public:
+    LeafTable(std::int64_t rows, Leaves leaves)
+        : database_("", Database::Mode::Memory),
+          kinds_(leaves == Leaves::Records ? "ttti" : "ttt") {
+        const bool records = leaves == Leaves::Records;
+        database_.Run("PRAGMA temp_store = MEMORY; ATTACH '" + OrdersFile(rows) + "' AS source;" +
+                      "CREATE TABLE leaves AS SELECT " + (records ? "" : "DISTINCT ") +
+                      kFilledOrder + (records ? ", id" : "") + " FROM source.orders ORDER BY " +
+                      kFilledOrder + "; DETACH source");
+        const std::string columns = std::string(kMovedOrder) + (records ? ", id" : "");
+        sorted_ = std::make_unique<Statement>(
+            database_, "SELECT " + columns + " FROM leaves ORDER BY " + columns);
+    }
+    [[nodiscard]] std::int64_t Sort() { return WalkBare(*sorted_, kinds_); }
+
+private:
+    Database database_;
+    const char* kinds_;
+    std::unique_ptr<Statement> sorted_;
+};
+
+void CompareSort(benchmark::State& state, const char* name, Leaves leaves) {
+    OrdersTree tree(RunSizes().large, leaves);
+    LeafTable table(RunSizes().large, leaves);
+    tree.Fill();
+    const std::int64_t count = tree.LeafCount();
+    const auto move = [&tree](unsigned from, unsigned to) {
+        Require(tree.Tree().MoveSortLevel(from, to), "move of a level");
+    };
+    move(2, 0);
+    tree.Check(kMovedOrder);
+    move(0, 2);
+    tree.Check(kFilledOrder);
+    RunComparison(
+        state, {name, count, [&table, count] { Require(table.Sort() == count, "leaves in SQL"); },
+                [&move] { move(2, 0); }, [&move] { move(0, 2); }, 2.0, kNoLimit});
+}
+
+void TreeSort(benchmark::State& state) {
+    CompareSort(state, "tree: customers first", Leaves::Customers);
+}
+BENCHMARK(TreeSort)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void TreeSortRecords(benchmark::State& state) {
+    CompareSort(state, "tree: customers first, records", Leaves::Records);
+}
+BENCHMARK(TreeSortRecords)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// ---------------------------------------------------------------------------------------- refresh
+
+void CompareRefresh(benchmark::State& state, const char* name, Leaves leaves) {
+    OrdersTree tree(RunSizes().large, leaves);
+    tree.Fill();
+    const double allocations = RunComparison(
+        state, {name,
+                tree.Rows(),
+                [&tree] { tree.Floor(); },
+                [&tree] { Require(tree.Tree().Refresh() == StatusOk, "status of the refresh"); },
+                {},
+                kNoLimit,
+                kNoLimit});
+    tree.Check(kFilledOrder);
+    // A walk as such makes a few, whatever its length: they round to nothing.
+    const double perNode =
+        allocations * static_cast<double>(tree.Rows()) / static_cast<double>(tree.Nodes());
+    RecordFigure("", perNode, "allocations per known node", IsSmokeRun() ? kNoLimit : 0.001);
+}
+
+void TreeRefresh(benchmark::State& state) {
+    CompareRefresh(state, "tree: refresh, nothing changed", Leaves::Customers);
+}
+BENCHMARK(TreeRefresh)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void TreeRefreshRecords(benchmark::State& state) {
+    CompareRefresh(state, "tree: the same with records", Leaves::Records);
+}
+BENCHMARK(TreeRefreshRecords)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+}  // namespace etabulon::bench
