@@ -64,6 +64,8 @@ public:
     virtual void Interrupt() noexcept = 0;
     virtual void ResetInterrupt() noexcept = 0;
     [[nodiscard]] virtual bool IsInterrupted() const noexcept = 0;
+    /// How many rows the last write hit.
+    [[nodiscard]] virtual std::int64_t Changes() const = 0;
     /// Names the database within this process, for locks and versions.
     [[nodiscard]] virtual const std::string& Identity() const = 0;
 };

@@ -28,6 +28,7 @@ struct ESqlColumn {
     bool generated = false;    // read, never written
     bool binaryOrder = false;  // is ordered by bytes without being told
     ESqlPush push = ESqlPush::Never;
+    std::string isMissing;  // the condition for values that read as missing; empty: never pushed
 };
 
 /// How rows of a table are told apart.
@@ -52,8 +53,9 @@ struct ESqlTableInfo {
     Chaine qualifiedName;  // quoted, with its schema: ready for a statement
     bool isView = false;
     ESqlKeyKind keyKind = ESqlKeyKind::None;
-    std::string rowIdName;      // for RowId: an unquoted name that no column hides
-    std::vector<unsigned> key;  // column indexes in key order
+    std::string binaryCollation;  // " COLLATE ..." of the order by bytes
+    std::string rowIdName;        // for RowId: an unquoted name that no column hides
+    std::vector<unsigned> key;    // column indexes in key order
     std::vector<ESqlColumn> columns;
     std::vector<ESqlForeignKey> foreignKeys;
 };

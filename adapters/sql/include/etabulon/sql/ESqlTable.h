@@ -7,6 +7,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
+#include <string>
 #include <vector>
 
 namespace etabulon {
@@ -113,6 +115,21 @@ public:
 
 private:
     struct State;
+    class Write;
+    EPosition StepStreaming();
+    EPosition StepElsewhere(bool forward);
+    EPosition StepListed(bool forward);
+    EPosition Arrive(EPosition newPosition);
+    EPosition Leave(std::int32_t newStatus);
+    std::int32_t TakeLock(EPosition where, bool wait, bool isRecordLock);
+    std::int32_t FindToWrite(EPosition& where);
+    EPosition FailWrite(std::int32_t newStatus);
+    EPosition EndWrite(EPosition written);
+    void CountWrite(bool isSuccess);
+    [[nodiscard]] bool ReadLoaded(EPosition where);
+    ESqlOutcome EndAtomic(ESqlOutcome outcome);
+    [[nodiscard]] bool RunWrite(const std::string& text, std::span<const std::size_t> cells,
+                                EPosition where, ESqlRow& written);
     std::unique_ptr<State> state_;
 };
 

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "etabulon/foundation/EExport.h"
+
+#include <cstdint>
+#include <string_view>
+
+namespace etabulon {
+
+// Dates and times as ISO texts, to and from the cells of TYPE_DATE, TYPE_TIME and TYPE_TIMESTAMP.
+// Only what these functions write is accepted, and a few forms that mean the same: "T" for the
+// blank, times without seconds, up to nine decimals of them (cut to three), a final "Z".
+
+/// YYYY-MM-DD, ten bytes, a real day of the years 1 to 9999.
+[[nodiscard]] ETABULON_API bool ParseIsoDate(std::string_view text,
+                                             std::int32_t& yyyymmdd) noexcept;
+[[nodiscard]] ETABULON_API bool ParseIsoTime(std::string_view text, std::int32_t& millis) noexcept;
+/// A date alone is its midnight. Milliseconds since 0001-01-01.
+[[nodiscard]] ETABULON_API bool ParseIsoTimestamp(std::string_view text,
+                                                  std::int64_t& millis) noexcept;
+
+inline constexpr std::size_t kIsoCapacity = 32;
+/// Write into `text` of kIsoCapacity bytes; an empty view for what is no date or time.
+[[nodiscard]] ETABULON_API std::string_view WriteIsoDate(std::int32_t yyyymmdd,
+                                                         char* text) noexcept;
+[[nodiscard]] ETABULON_API std::string_view WriteIsoTime(std::int32_t millis, char* text) noexcept;
+[[nodiscard]] ETABULON_API std::string_view WriteIsoTimestamp(std::int64_t millis,
+                                                              char* text) noexcept;
+
+}  // namespace etabulon

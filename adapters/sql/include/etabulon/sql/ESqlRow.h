@@ -1,0 +1,123 @@
+#pragma once
+
+#include "etabulon/sql/ESqlDates.h"
+#include "etabulon/sql/ESqlEngine.h"
+#include "etabulon/sql/ESqlTextIntern.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace etabulon {
+
+/// Where one column of a statement goes in a record. Numbers are cells with a mark byte behind
+/// them, 1 = missing; texts and bytes are slots.
+struct ESqlCell {
+    enum class Kind : std::uint8_t {
+        Int64 = 0,
+        Double = 1,
+        Bool = 2,
+        Scaled = 3,
+        Date = 4,
+        Time = 5,
+        Timestamp = 6,
+        Text = 7,
+        Blob = 8,
+    };
+    Kind kind = Kind::Text;
+    std::uint8_t size = 0;   // of a number, without its mark
+    double factor = 1;       // of a scaled number
+    int column = 0;          // of the statement
+    std::size_t offset = 0;  // in the record
+    ESqlTextIntern* texts = nullptr;
+    std::uint64_t* mismatches = nullptr;  // values of another type, read as missing
+
+    [[nodiscard]] bool IsSlot() const noexcept { return kind == Kind::Text || kind == Kind::Blob; }
+};
+
+/// Takes the values of a row as they come from the engine. The engine calls, for each cell, the one
+/// operation that fits the value's own type.
+class ETABULON_API ESqlRow {
+public:
+    // Filled by the table.
+    std::vector<ESqlCell> cells;
+    std::byte* record = nullptr;  // not owned
+    int integerKeyColumn = -1;    // of the statement; -1 = none
+    std::vector<int> keyColumns;  // of the statement, for keys that are no single integer
+    // Filled by the engine.
+    std::int64_t integerKey = 0;
+    std::string key;  // the raw key, by AppendKeyValue
+
+    void PutNull(const ESqlCell& cell) noexcept {
+        std::byte* const at = record + cell.offset;
+        if (cell.IsSlot()) {
+            ESqlTextIntern::StoreMissing(at);
+            return;
+        }
+        std::memset(at, 0, cell.size);
+        at[cell.size] = std::byte{1};
+    }
+    void PutInteger(const ESqlCell& cell, std::int64_t value) {
+        switch (cell.kind) {
+            case ESqlCell::Kind::Int64:
+                return PutNumber(cell, value);
+            case ESqlCell::Kind::Double:
+                return PutNumber(cell, static_cast<double>(value));
+            default:
+                return PutOddInteger(cell, value);
+        }
+    }
+    void PutReal(const ESqlCell& cell, double value) {
+        if (cell.kind == ESqlCell::Kind::Double) {
+            return PutNumber(cell, value);
+        }
+        PutOddReal(cell, value);
+    }
+    void PutText(const ESqlCell& cell, const char* bytes, std::size_t length) {
+        if (cell.kind == ESqlCell::Kind::Text) {
+            return cell.texts->Store(record + cell.offset, bytes, length);
+        }
+        PutOddText(cell, bytes, length);
+    }
+    void PutBlob(const ESqlCell& cell, const char* bytes, std::size_t length) {
+        if (cell.kind == ESqlCell::Kind::Blob) {
+            return cell.texts->Store(record + cell.offset, bytes, length);
+        }
+        PutMismatch(cell);
+    }
+
+    /// What of a cell goes into a statement. Texts are borrowed from the record, dates from `text`
+    /// of kIsoCapacity bytes.
+    [[nodiscard]] static ESqlValue Value(const ESqlCell& cell, const std::byte* record, char* text);
+    [[nodiscard]] static bool IsMissing(const ESqlCell& cell, const std::byte* record) noexcept;
+    /// The same value in both records, which have one layout.
+    [[nodiscard]] static bool IsSame(const ESqlCell& cell, const std::byte* a,
+                                     const std::byte* b) noexcept;
+
+private:
+    template <class T>
+    void PutNumber(const ESqlCell& cell, T value) noexcept {
+        std::byte* const at = record + cell.offset;
+        std::memcpy(at, &value, sizeof value);
+        at[sizeof value] = std::byte{0};
+    }
+    void PutMismatch(const ESqlCell& cell) noexcept {
+        ++*cell.mismatches;
+        PutNull(cell);
+    }
+    void PutOddInteger(const ESqlCell& cell, std::int64_t value);
+    void PutOddReal(const ESqlCell& cell, double value);
+    void PutOddText(const ESqlCell& cell, const char* bytes, std::size_t length);
+};
+
+/// Raw keys: the values of the key columns as the engine has them, one behind the other. Equal
+/// keys have equal bytes.
+ETABULON_API void AppendKeyValue(std::string& key, const ESqlValue& value);
+/// Takes the first value off `key`; its bytes are borrowed from there.
+[[nodiscard]] ETABULON_API ESqlValue TakeKeyValue(std::string_view& key) noexcept;
+
+}  // namespace etabulon

@@ -1,0 +1,194 @@
+#include "ESqlLinkSource.h"
+
+#include "ESqlProcess.h"
+#include "ESqlStatements.h"
+
+#include <unordered_map>
+
+namespace etabulon {
+
+namespace {
+
+constexpr std::size_t kMostRows = std::size_t{1} << 16;
+
+struct KeyHash {
+    std::size_t operator()(const EFieldKey& key) const noexcept { return key.Hash(); }
+};
+
+/// A statement by key on a connection of its own, and the rows it brought, kept until a write of
+/// this process, a new walk, or Forget.
+class SqlLookup final : public IRecordLookup {
+public:
+    SqlLookup(ESqlSource& source, const ESqlTableInfo& info, const DRubric& rubric,
+              std::span<const unsigned> keyVariables, std::span<const unsigned> columns,
+              std::unique_ptr<ISqlConnection> connection);
+    [[nodiscard]] bool Prepare();
+    bool Read(const EFieldKey& values, void* record) override;
+    void Forget() override { rows_.clear(); }
+    std::uint64_t Version() const override { return version_->load() + source_.Walks().load(); }
+
+private:
+    using Row = std::unique_ptr<ERecordBuffer>;  // null: there is no such record
+    [[nodiscard]] bool Fetch(const EFieldKey& values, Row& row);
+    [[nodiscard]] bool BindKey(const EFieldKey& values);
+    void Blank(void* record);
+    void CopyTo(const std::byte* image, void* record);
+
+    ESqlSource& source_;
+    const ESqlTableInfo& info_;
+    std::vector<unsigned> keyVariables_;
+    std::vector<unsigned> columns_;
+    std::unique_ptr<ISqlConnection> connection_;
+    EFieldSet layout_;
+    ESqlColumnData data_;
+    ESqlRow row_;                       // into an image of layout_
+    std::vector<std::size_t> offsets_;  // of the same cells in a record of the whole rubric
+    std::unique_ptr<ISqlStatement> statement_;
+    std::shared_ptr<std::atomic<std::uint64_t>> version_;
+    std::uint64_t rowsVersion_ = 0;
+    std::unordered_map<EFieldKey, Row, KeyHash> rows_;
+};
+
+SqlLookup::SqlLookup(ESqlSource& source, const ESqlTableInfo& info, const DRubric& rubric,
+                     std::span<const unsigned> keyVariables, std::span<const unsigned> columns,
+                     std::unique_ptr<ISqlConnection> connection)
+    : source_(source),
+      info_(info),
+      keyVariables_(keyVariables.begin(), keyVariables.end()),
+      columns_(columns.begin(), columns.end()),
+      connection_(std::move(connection)),
+      layout_(rubric.MakeFields(columns_)),
+      data_(columns_.size()),
+      version_(SqlTableVersion(connection_->Identity() + '\n' + info.name.c_str())) {
+    row_.cells = MakeSqlCells(info, columns_, layout_, data_);
+    const EFieldSet whole = rubric.MakeFields();
+    for (const unsigned column : columns_) {
+        offsets_.push_back(whole.OffsetOf(static_cast<std::uint16_t>(column)));
+    }
+}
+
+bool SqlLookup::Prepare() {
+    std::string text = SqlSelect(info_, columns_, row_);
+    row_.integerKeyColumn = -1;
+    row_.keyColumns.clear();
+    int parameter = 0;
+    for (const unsigned column : keyVariables_) {
+        text += parameter == 0 ? " WHERE " : " AND ";
+        text += SqlName(info_.columns[column].name) + " = ?" + std::to_string(++parameter);
+    }
+    text += SqlOrder(info_, {}) + " LIMIT 1";
+    statement_ = connection_->Prepare(text);
+    return statement_ != nullptr;
+}
+
+bool SqlLookup::Read(const EFieldKey& values, void* record) {
+    if (const std::uint64_t version = Version(); version != rowsVersion_) {
+        Forget();
+        rowsVersion_ = version;
+    }
+    auto known = rows_.find(values);
+    if (known == rows_.end()) {
+        Row row;
+        if (!Fetch(values, row)) {
+            Blank(record);
+            return false;
+        }
+        if (rows_.size() >= kMostRows) {
+            Forget();
+        }
+        known = rows_.emplace(values, std::move(row)).first;
+    }
+    if (known->second == nullptr) {
+        Blank(record);
+        return false;
+    }
+    CopyTo(static_cast<const std::byte*>(known->second->Get()), record);
+    return true;
+}
+
+/// False where the read failed: not the same as no record.
+bool SqlLookup::Fetch(const EFieldKey& values, Row& row) {
+    if (!BindKey(values)) {
+        return true;
+    }
+    const ESqlStep step = statement_->Step();
+    if (step == ESqlStep::Row) {
+        row = std::make_unique<ERecordBuffer>(layout_);
+        row_.record = static_cast<std::byte*>(row->Get());
+        statement_->ReadRow(row_);
+    }
+    statement_->Reset();
+    return step != ESqlStep::Failed;
+}
+
+/// False for a key that no record can have.
+bool SqlLookup::BindKey(const EFieldKey& values) {
+    if (values.Size() != keyVariables_.size()) {
+        return false;
+    }
+    char iso[kIsoCapacity];
+    for (std::uint16_t i = 0; i < values.Size(); ++i) {
+        ESqlValue value;
+        Chaine text;
+        if (!MakeSqlValue(values.At(i), value, text, iso)) {
+            return false;
+        }
+        statement_->Bind(i + 1, value);
+    }
+    return true;
+}
+
+void SqlLookup::Blank(void* record) {
+    auto* const bytes = static_cast<std::byte*>(record);
+    for (std::size_t i = 0; i < row_.cells.size(); ++i) {
+        const ESqlCell& cell = row_.cells[i];
+        if (cell.IsSlot()) {
+            ESqlTextIntern::StoreMissing(bytes + offsets_[i]);
+        } else {
+            std::memset(bytes + offsets_[i], 0, cell.size);
+            bytes[offsets_[i] + cell.size] = std::byte{1};
+        }
+    }
+}
+
+void SqlLookup::CopyTo(const std::byte* image, void* record) {
+    auto* const bytes = static_cast<std::byte*>(record);
+    for (std::size_t i = 0; i < row_.cells.size(); ++i) {
+        const ESqlCell& cell = row_.cells[i];
+        if (!cell.IsSlot()) {
+            std::memcpy(bytes + offsets_[i], image + cell.offset, std::size_t{cell.size} + 1);
+            continue;
+        }
+        Chaine::Body* from = nullptr;
+        Chaine::Body* to = nullptr;
+        std::memcpy(&from, image + cell.offset, sizeof from);
+        std::memcpy(&to, bytes + offsets_[i], sizeof to);
+        if (from == to) {
+            continue;
+        }
+        if (from != nullptr) {
+            Chaine::Retain(from);
+        }
+        std::memcpy(bytes + offsets_[i], &from, sizeof from);
+        if (to != nullptr) {
+            Chaine::Release(to);
+        }
+    }
+}
+
+}  // namespace
+
+std::unique_ptr<IRecordLookup> ESqlLinkSource::OpenLookup(const DRubric& rubric,
+                                                          std::span<const unsigned> keyVariables,
+                                                          std::span<const unsigned> columns) {
+    ESqlError error;
+    auto connection = source_.Connect(error);
+    if (connection == nullptr) {
+        return nullptr;
+    }
+    auto lookup = std::make_unique<SqlLookup>(source_, info_, rubric, keyVariables, columns,
+                                              std::move(connection));
+    return lookup->Prepare() ? std::move(lookup) : nullptr;
+}
+
+}  // namespace etabulon

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "etabulon/foundation/DDico.h"
+#include "etabulon/sql/ESqlSource.h"
+
+namespace etabulon {
+
+/// The records of one table as the targets of links.
+class ESqlLinkSource final : public IRecordSource {
+public:
+    ESqlLinkSource(ESqlSource& source, const ESqlTableInfo& info) : source_(source), info_(info) {}
+    std::unique_ptr<IRecordLookup> OpenLookup(const DRubric& rubric,
+                                              std::span<const unsigned> keyVariables,
+                                              std::span<const unsigned> columns) override;
+
+private:
+    ESqlSource& source_;  // owns the dictionary that owns this
+    const ESqlTableInfo& info_;
+};
+
+}  // namespace etabulon

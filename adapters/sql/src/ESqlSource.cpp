@@ -1,0 +1,222 @@
+#include "etabulon/sql/ESqlSource.h"
+
+#include "ESqlLinkSource.h"
+#include "ESqlStatements.h"
+#include "etabulon/sql/ESqlText.h"
+
+#include <set>
+#include <string>
+
+namespace etabulon {
+
+namespace {
+
+std::string Folded(std::string_view name) {
+    std::string folded(name);
+    for (char& c : folded) {
+        c = static_cast<char>(Chaine::Fold(static_cast<unsigned char>(c)));
+    }
+    return folded;
+}
+
+/// `code`, or with a suffix where an earlier one folds to it.
+Chaine Unused(const Chaine& code, std::set<std::string>& used) {
+    Chaine candidate = code;
+    for (unsigned suffix = 2; !used.insert(Folded(candidate.View())).second; ++suffix) {
+        candidate = code;
+        candidate.Append("_" + std::to_string(suffix));
+    }
+    return candidate;
+}
+
+int FindColumn(const ESqlTableInfo& table, const Chaine& codeOrName) {
+    for (std::size_t i = 0; i < table.columns.size(); ++i) {
+        if (table.columns[i].code.EqualsFolded(codeOrName)) {
+            return static_cast<int>(i);
+        }
+    }
+    for (std::size_t i = 0; i < table.columns.size(); ++i) {
+        if (table.columns[i].name.EqualsFolded(codeOrName)) {
+            return static_cast<int>(i);
+        }
+    }
+    return -1;
+}
+
+int FindColumnByName(const ESqlTableInfo& table, const Chaine& name) {
+    for (std::size_t i = 0; i < table.columns.size(); ++i) {
+        if (table.columns[i].name.EqualsFolded(name)) {
+            return static_cast<int>(i);
+        }
+    }
+    return -1;
+}
+
+void SetUnknown(ESqlError& error, const Chaine& location, std::string_view what,
+                const Chaine& name) {
+    error = ESqlError{};
+    error.status = DataBadStatement;
+    error.text = location;
+    error.text.Append(": there is no ");
+    error.text.Append(what);
+    error.text.Append(" ");
+    error.text += name;
+}
+
+}  // namespace
+
+ESqlSource::~ESqlSource() = default;
+
+const ESqlTableInfo* ESqlSource::FindTable(const Chaine& codeOrName) const {
+    for (const ESqlTableInfo& table : tables_) {
+        if (table.code.EqualsFolded(codeOrName)) {
+            return &table;
+        }
+    }
+    for (const ESqlTableInfo& table : tables_) {
+        if (table.name.EqualsFolded(codeOrName)) {
+            return &table;
+        }
+    }
+    return nullptr;
+}
+
+DRubric* ESqlSource::Rubric(const ESqlTableInfo& table) { return dico_.Find(table.code); }
+
+std::unique_ptr<ESqlTable> ESqlSource::OpenTable(const Chaine& codeOrName,
+                                                 const ESqlTableOptions& options,
+                                                 ESqlError& error) {
+    error = ESqlError{};
+    const ESqlTableInfo* const table = FindTable(codeOrName);
+    if (table == nullptr) {
+        SetUnknown(error, location_, "table", codeOrName);
+        return nullptr;
+    }
+    std::vector<unsigned> columns = options.columns;
+    std::set<unsigned> seen;
+    for (const unsigned column : columns) {
+        if (column >= table->columns.size() || !seen.insert(column).second) {
+            SetUnknown(error, location_, "column of that number, or it is given twice, in",
+                       table->name);
+            return nullptr;
+        }
+    }
+    for (unsigned column = 0; options.columns.empty() && column < table->columns.size(); ++column) {
+        columns.push_back(column);
+    }
+    auto connection = Connect(error);
+    if (connection == nullptr) {
+        return nullptr;
+    }
+    return std::make_unique<ESqlTable>(*this, *table, *Rubric(*table), std::move(columns),
+                                       std::move(connection));
+}
+
+std::int64_t ESqlSource::CountRows(const Chaine& codeOrName, ESqlError& error) {
+    const ESqlTableInfo* const table = FindTable(codeOrName);
+    if (table == nullptr) {
+        SetUnknown(error, location_, "table", codeOrName);
+        return -1;
+    }
+    return AskNumber(std::string("SELECT count(*) FROM ") + table->qualifiedName.c_str(), error);
+}
+
+std::int64_t ESqlSource::CountDistinct(const Chaine& codeOrName, const Chaine& column,
+                                       ESqlError& error) {
+    const ESqlTableInfo* const table = FindTable(codeOrName);
+    const int index = table != nullptr ? FindColumn(*table, column) : -1;
+    if (index < 0) {
+        SetUnknown(error, location_, table == nullptr ? "table" : "column",
+                   table == nullptr ? codeOrName : column);
+        return -1;
+    }
+    return AskNumber("SELECT count(DISTINCT " +
+                         SqlName(table->columns[static_cast<std::size_t>(index)].name) + ") FROM " +
+                         table->qualifiedName.c_str(),
+                     error);
+}
+
+std::int64_t ESqlSource::AskNumber(const std::string& statement, ESqlError& error) {
+    const std::lock_guard guard(lock_);
+    error = ESqlError{};
+    const auto prepared = connection_->Prepare(statement);
+    if (prepared == nullptr || prepared->Step() != ESqlStep::Row) {
+        error = connection_->LastError();
+        return -1;
+    }
+    return prepared->Column(0).integer;
+}
+
+void ESqlSource::BuildDictionary(std::vector<ESqlTableInfo> tables,
+                                 std::unique_ptr<ISqlConnection> connection) {
+    tables_ = std::move(tables);
+    connection_ = std::move(connection);
+    GiveCodes();
+    AddRubrics();
+    AddLinks();
+}
+
+void ESqlSource::GiveCodes() {
+    std::set<std::string> usedByTables;
+    for (ESqlTableInfo& table : tables_) {
+        table.code = Unused(SqlCode(table.name.View()), usedByTables);
+        std::set<std::string> used;
+        for (ESqlColumn& column : table.columns) {
+            column.code = Unused(SqlCode(column.name.View()), used);
+        }
+    }
+}
+
+void ESqlSource::AddRubrics() {
+    for (const ESqlTableInfo& table : tables_) {
+        DRubric* const rubric = dico_.AddRubric(table.code, table.name);
+        for (std::size_t i = 0; i < table.columns.size(); ++i) {
+            const ESqlColumn& column = table.columns[i];
+            const ETypeInfo& type = TypeInfo(column.type);
+            // One byte more for the mark of a missing value: nothing stored loses its meaning.
+            const unsigned size = type.naturalSize + (type.IsSlot() ? 0U : 1U);
+            rubric->AddVariable(column.code, column.name, column.type, size, 1, i + 1);
+        }
+        std::vector<Chaine> key;
+        for (const unsigned column : table.key) {
+            key.push_back(table.columns[column].code);
+        }
+        rubric->SetKey(key);
+        rubric->SetSource(std::make_shared<ESqlLinkSource>(*this, table));
+    }
+}
+
+void ESqlSource::AddLinks() {
+    for (const ESqlTableInfo& table : tables_) {
+        DRubric* const rubric = Rubric(table);
+        std::set<std::string> used;
+        for (const ESqlForeignKey& link : table.foreignKeys) {
+            const ESqlTableInfo* target = nullptr;
+            for (const ESqlTableInfo& other : tables_) {
+                target = other.name.EqualsFolded(link.target) ? &other : target;
+            }
+            if (target == nullptr) {
+                continue;  // SQLite lets a key point at a table that isn't there
+            }
+            std::vector<Chaine> own;
+            std::vector<Chaine> there;
+            for (const unsigned column : link.columns) {
+                own.push_back(table.columns[column].code);
+            }
+            bool isKnown = true;
+            for (const Chaine& column : link.targetColumns) {
+                const int index = FindColumnByName(*target, column);
+                isKnown = isKnown && index >= 0;
+                if (index >= 0) {
+                    there.push_back(target->columns[static_cast<std::size_t>(index)].code);
+                }
+            }
+            if (isKnown) {
+                rubric->AddLink(Unused(SqlCode(link.name.View()), used), own, Rubric(*target),
+                                there);
+            }
+        }
+    }
+}
+
+}  // namespace etabulon

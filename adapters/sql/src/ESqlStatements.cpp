@@ -1,0 +1,292 @@
+#include "ESqlStatements.h"
+
+#include "etabulon/sql/ESqlText.h"
+#include "etabulon/values/ETabulonValue.h"
+
+#include <cmath>
+
+namespace etabulon {
+
+namespace {
+
+constexpr double kExactWhole = 9007199254740992.0;  // 2^53: below it a real is one whole number
+
+ESqlCell::Kind KindOf(int type) noexcept {
+    switch (type) {
+        case TYPE_INT64:
+            return ESqlCell::Kind::Int64;
+        case TYPE_DOUBLE:
+            return ESqlCell::Kind::Double;
+        case TYPE_BOOL:
+            return ESqlCell::Kind::Bool;
+        case TYPE_DECIMAL64:
+        case TYPE_CURRENCY:
+            return ESqlCell::Kind::Scaled;
+        case TYPE_DATE:
+            return ESqlCell::Kind::Date;
+        case TYPE_TIME:
+            return ESqlCell::Kind::Time;
+        case TYPE_TIMESTAMP:
+            return ESqlCell::Kind::Timestamp;
+        case TYPE_BLOB:
+            return ESqlCell::Kind::Blob;
+        default:
+            return ESqlCell::Kind::Text;
+    }
+}
+
+bool WholeNumber(const EVariant& value, std::int64_t& number) {
+    const EStorage storage = TypeInfo(value.Type()).storage;
+    const double real = value.AsDouble();
+    switch (storage) {
+        case EStorage::Double:
+        case EStorage::Float:
+        case EStorage::Scaled32:
+        case EStorage::Scaled64:
+            number = value.AsInt64();
+            return std::abs(real) < kExactWhole && std::trunc(real) == real;
+        case EStorage::UInt64:
+            number = value.AsInt64();
+            return value.AsUInt64() == static_cast<std::uint64_t>(number) && number >= 0;
+        default:
+            number = value.AsInt64();
+            return true;
+    }
+}
+
+bool MakeNumber(int type, const EVariant& value, ESqlValue& bound) {
+    std::int64_t whole = 0;
+    if (TypeInfo(value.Type()).valueClass != EValueClass::Number) {
+        return false;
+    }
+    if (WholeNumber(value, whole)) {
+        bound.kind = ESqlValue::Kind::Int;
+        bound.integer = whole;
+        // A whole number too large for a real equals its neighbours in a column read as real.
+        return type != TYPE_DOUBLE || std::abs(static_cast<double>(whole)) < kExactWhole;
+    }
+    const EStorage storage = TypeInfo(value.Type()).storage;
+    bound.kind = ESqlValue::Kind::Real;
+    bound.real = value.AsDouble();
+    return type == TYPE_DOUBLE && storage == EStorage::Double && std::abs(bound.real) < kExactWhole;
+}
+
+}  // namespace
+
+void SetSqlSegment(EVariant& segment, int type, const ESqlValue& value) {
+    const auto code = static_cast<std::uint16_t>(type);
+    if (segment.Type() != code) {
+        segment = EVariant::Missing(code, TypeInfo(type).naturalSize);
+    }
+    switch (value.kind) {
+        case ESqlValue::Kind::Int:
+            segment <<= EVariant::FromInt64(value.integer);
+            break;
+        case ESqlValue::Kind::Real:
+            segment <<= EVariant::FromDouble(value.real);
+            break;
+        case ESqlValue::Kind::Text:
+        case ESqlValue::Kind::Blob:
+            segment <<= EVariant(Chaine(value.bytes, value.size));
+            break;
+        default:
+            segment.SetMissing();
+            break;
+    }
+}
+
+bool MakeSqlValue(const EVariant& value, ESqlValue& bound, Chaine& text, char* iso) {
+    if (value.IsMissing()) {
+        return false;
+    }
+    const ETypeInfo& type = TypeInfo(value.Type());
+    std::string_view bytes;
+    if (type.valueClass == EValueClass::Number) {
+        if (WholeNumber(value, bound.integer)) {
+            bound.kind = ESqlValue::Kind::Int;
+        } else {
+            bound.kind = ESqlValue::Kind::Real;
+            bound.real = value.AsDouble();
+        }
+        return true;
+    }
+    if (type.storage == EStorage::Date) {
+        std::int32_t day = 0;
+        std::memcpy(&day, value.GetBuffer(), sizeof day);
+        bytes = WriteIsoDate(day, iso);
+    } else if (type.storage == EStorage::Time) {
+        std::int32_t millis = 0;
+        std::memcpy(&millis, value.GetBuffer(), sizeof millis);
+        bytes = WriteIsoTime(millis, iso);
+    } else if (type.storage == EStorage::Timestamp) {
+        std::int64_t millis = 0;
+        std::memcpy(&millis, value.GetBuffer(), sizeof millis);
+        bytes = WriteIsoTimestamp(millis, iso);
+    } else if (type.valueClass == EValueClass::Text) {
+        text = value.AsChaine();
+        bytes = text.View();
+    } else {
+        return false;
+    }
+    bound.kind = ESqlValue::Kind::Text;
+    bound.bytes = bytes.data();
+    bound.size = bytes.size();
+    return true;
+}
+
+std::vector<ESqlCell> MakeSqlCells(const ESqlTableInfo& info, std::span<const unsigned> columns,
+                                   const EFieldSet& fields, ESqlColumnData& data) {
+    std::vector<ESqlCell> cells(columns.size());
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        const int type = info.columns[columns[i]].type;
+        ESqlCell& cell = cells[i];
+        cell.kind = KindOf(type);
+        cell.size = cell.IsSlot() ? sizeof(Chaine) : TypeInfo(type).naturalSize;
+        cell.factor = type == TYPE_CURRENCY ? 10'000 : 100;
+        cell.column = static_cast<int>(i);
+        cell.offset = fields.OffsetOf(static_cast<std::uint16_t>(i));
+        cell.texts = &data.texts[i];
+        cell.mismatches = &data.mismatches[i];
+    }
+    return cells;
+}
+
+std::string SqlName(const Chaine& name) {
+    std::string quoted;
+    // What comes from a schema has no NUL.
+    static_cast<void>(SqlQuote(quoted, name.View()));
+    return quoted;
+}
+
+std::string SqlSelect(const ESqlTableInfo& info, std::span<const unsigned> columns, ESqlRow& row) {
+    std::string statement = "SELECT ";
+    int count = 0;
+    const auto add = [&](const std::string& expression) {
+        statement += count > 0 ? "," : "";
+        statement += expression;
+        return count++;
+    };
+    for (const unsigned column : columns) {
+        add(SqlName(info.columns[column].name));
+    }
+    row.keyColumns.clear();
+    row.integerKeyColumn = -1;
+    for (const unsigned column : info.key) {
+        std::size_t place = 0;
+        while (place < columns.size() && columns[place] != column) {
+            ++place;
+        }
+        const int at = place < columns.size() ? static_cast<int>(place)
+                                              : add(SqlName(info.columns[column].name));
+        if (info.keyKind == ESqlKeyKind::Integer) {
+            row.integerKeyColumn = at;
+        } else if (info.keyKind == ESqlKeyKind::Columns) {
+            row.keyColumns.push_back(at);
+        }
+    }
+    if (info.keyKind == ESqlKeyKind::RowId) {
+        row.integerKeyColumn = add(info.rowIdName);
+    }
+    if (count == 0) {
+        add("NULL");
+    }
+    return statement + " FROM " + info.qualifiedName.c_str();
+}
+
+std::string SqlKeyList(const ESqlTableInfo& info) {
+    if (info.keyKind == ESqlKeyKind::RowId) {
+        return info.rowIdName;
+    }
+    std::string list;
+    for (const unsigned column : info.key) {
+        list += list.empty() ? "" : ",";
+        list += SqlName(info.columns[column].name);
+    }
+    return list;
+}
+
+std::string SqlWhereKey(const ESqlTableInfo& info, int first) {
+    if (info.keyKind == ESqlKeyKind::RowId) {
+        return " WHERE " + info.rowIdName + " = ?" + std::to_string(first);
+    }
+    std::string where;
+    for (const unsigned column : info.key) {
+        where += where.empty() ? " WHERE " : " AND ";
+        where += SqlName(info.columns[column].name);
+        // IS, since an engine may let a part of a key be NULL.
+        where +=
+            (info.keyKind == ESqlKeyKind::Integer ? " = ?" : " IS ?") + std::to_string(first++);
+    }
+    return where;
+}
+
+std::string SqlOrder(const ESqlTableInfo& info, std::span<const unsigned> columns) {
+    std::string order;
+    for (const unsigned column : columns) {
+        const ESqlColumn& description = info.columns[column];
+        order += order.empty() ? " ORDER BY " : ",";
+        order += SqlName(description.name);
+        if (KindOf(description.type) == ESqlCell::Kind::Text && !description.binaryOrder) {
+            order += info.binaryCollation;
+        }
+        order += " NULLS FIRST";
+    }
+    const std::string key = SqlKeyList(info);
+    if (!key.empty()) {
+        order += (order.empty() ? " ORDER BY " : ",") + key;
+    }
+    return order;
+}
+
+std::string SqlWhere(const ESqlTableInfo& info, std::span<const ESqlCondition> conditions) {
+    std::string where;
+    int parameter = 0;
+    for (const ESqlCondition& condition : conditions) {
+        const ESqlColumn& column = info.columns[condition.column];
+        where += where.empty() ? " WHERE " : " AND ";
+        where += condition.isMissing ? column.isMissing
+                                     : SqlName(column.name) + " = ?" + std::to_string(++parameter);
+    }
+    return where;
+}
+
+bool MakeSqlCondition(const ESqlTableInfo& info, unsigned column, const ETabulonValue& value,
+                      ESqlCondition& condition) {
+    const ESqlColumn& description = info.columns[column];
+    condition.column = column;
+    condition.isMissing = value.IsNull();
+    if (value.IsNull()) {
+        return !description.isMissing.empty();
+    }
+    const EVariant& data = value.Data();
+    if (value.IsSpecial() || data.IsMissing()) {
+        return false;
+    }
+    char iso[kIsoCapacity];
+    switch (description.push) {
+        case ESqlPush::Number:
+            return MakeNumber(description.type, data, condition.value);
+        case ESqlPush::Text:
+            if (TypeInfo(data.Type()).storage != EStorage::OwnedText ||
+                TypeInfo(data.Type()).folds) {
+                return false;
+            }
+            condition.bytes = data.AsChaine().View();
+            break;
+        case ESqlPush::IsoDate: {
+            if (TypeInfo(data.Type()).storage != EStorage::Date) {
+                return false;
+            }
+            std::int32_t day = 0;
+            std::memcpy(&day, data.GetBuffer(), sizeof day);
+            condition.bytes = WriteIsoDate(day, iso);
+            break;
+        }
+        default:
+            return false;
+    }
+    condition.value.kind = ESqlValue::Kind::Text;
+    return description.push == ESqlPush::Text || !condition.bytes.empty();
+}
+
+}  // namespace etabulon

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "etabulon/foundation/EFieldSet.h"
+#include "etabulon/sql/ESqlRow.h"
+#include "etabulon/sql/ESqlSchema.h"
+
+#include <deque>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace etabulon {
+
+class ETabulonValue;
+
+/// The interned texts and mismatch counts of some columns, for every row that is read of them.
+struct ESqlColumnData {
+    explicit ESqlColumnData(std::size_t count) : texts(count), mismatches(count) {}
+    std::deque<ESqlTextIntern> texts;
+    std::vector<std::uint64_t> mismatches;
+};
+
+/// One condition of a range with what is bound to it.
+struct ESqlCondition {
+    unsigned column = 0;
+    bool isMissing = false;
+    ESqlValue value;  // without its bytes
+    std::string bytes;
+};
+
+/// Makes `segment` the key value in the type of its column; storage is reused.
+void SetSqlSegment(EVariant& segment, int type, const ESqlValue& value);
+
+/// A value as it is bound: numbers and texts as such, dates and times as ISO texts. `text` and
+/// `iso` (of kIsoCapacity bytes) keep the bytes. False for a missing value and one that no column
+/// holds.
+[[nodiscard]] bool MakeSqlValue(const EVariant& value, ESqlValue& bound, Chaine& text, char* iso);
+
+/// How the columns of a statement go into a record laid out as `fields`: one cell a field.
+[[nodiscard]] std::vector<ESqlCell> MakeSqlCells(const ESqlTableInfo& info,
+                                                 std::span<const unsigned> columns,
+                                                 const EFieldSet& fields, ESqlColumnData& data);
+
+[[nodiscard]] std::string SqlName(const Chaine& name);
+/// Appends "SELECT columns, key FROM table". The row learns where its key columns are.
+[[nodiscard]] std::string SqlSelect(const ESqlTableInfo& info, std::span<const unsigned> columns,
+                                    ESqlRow& row);
+/// "k1,k2": what names a row.
+[[nodiscard]] std::string SqlKeyList(const ESqlTableInfo& info);
+/// " WHERE k1 = ? AND ...", the parameters from ?`first` on.
+[[nodiscard]] std::string SqlWhereKey(const ESqlTableInfo& info, int first);
+/// " ORDER BY ...": these columns, then the key.
+[[nodiscard]] std::string SqlOrder(const ESqlTableInfo& info, std::span<const unsigned> columns);
+[[nodiscard]] std::string SqlWhere(const ESqlTableInfo& info,
+                                   std::span<const ESqlCondition> conditions);
+
+/// The condition that a column has this value, a null one being missing. False where SQL might
+/// compare more strictly than variants do.
+[[nodiscard]] bool MakeSqlCondition(const ESqlTableInfo& info, unsigned column,
+                                    const ETabulonValue& value, ESqlCondition& condition);
+
+}  // namespace etabulon

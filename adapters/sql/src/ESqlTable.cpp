@@ -1,0 +1,364 @@
+#include "etabulon/sql/ESqlTable.h"
+
+#include "ESqlTableState.h"
+#include "etabulon/values/ETabulonValue.h"
+
+#include <algorithm>
+
+namespace etabulon {
+
+ESqlTable::ESqlTable(ESqlSource& source, const ESqlTableInfo& info, DRubric& rubric,
+                     std::vector<unsigned> columns, std::unique_ptr<ISqlConnection> connection)
+    : EDataTable(rubric.MakeFields(columns)),
+      state_(std::make_unique<State>(source, info, rubric, std::move(columns),
+                                     std::move(connection))) {
+    dico = &rubric;
+    AttachBuffer(state_->record.Get(), static_cast<int>(state_->layout.RecordSize()));
+    if (!state_->linkRecord.empty()) {
+        buffer_ = state_->linkRecord.data();  // what links read; see State::linkRecord
+    }
+}
+
+ESqlTable::~ESqlTable() { DropSqlLocks(this); }
+
+// ----------------------------------------------------------------------------------------------
+// walk
+
+EPosition ESqlTable::GetFirst() {
+    State& s = *state_;
+    EndWalk();
+    s.source.Walks().fetch_add(1, std::memory_order_relaxed);
+    s.moved = false;
+    if (s.holders > 0 || s.atomic) {
+        if (!s.ListKeys()) {
+            s.BreakWalk();
+            return Leave(s.error.status);
+        }
+        s.walk = State::Walk::Listed;
+        s.listAt = -1;
+        return StepListed(/*forward=*/true);
+    }
+    if (!s.StartStatement(s.selectRow)) {
+        s.BreakWalk();
+        return Leave(s.error.status);
+    }
+    s.walk = State::Walk::Streaming;
+    return StepStreaming();
+}
+
+EPosition ESqlTable::GetLast() {
+    State& s = *state_;
+    EndWalk();
+    s.moved = false;
+    if (!s.ListKeys()) {
+        s.BreakWalk();
+        return Leave(s.error.status);
+    }
+    s.walk = State::Walk::Listed;
+    s.listAt = static_cast<std::int64_t>(s.keys.size());
+    return StepListed(/*forward=*/false);
+}
+
+EPosition ESqlTable::GetNext() {
+    State& s = *state_;
+    if (s.walk == State::Walk::Streaming && !s.moved) {
+        return StepStreaming();
+    }
+    return StepElsewhere(/*forward=*/true);
+}
+
+EPosition ESqlTable::GetPrevious() {
+    State& s = *state_;
+    if (s.walk == State::Walk::Streaming && !s.moved) {
+        s.moved = true;  // the list has to be made, and the place found in it
+    }
+    return StepElsewhere(/*forward=*/false);
+}
+
+EPosition ESqlTable::StepStreaming() {
+    State& s = *state_;
+    switch (s.walkStatement->StepWalk(s.row)) {
+        case ESqlStep::Row:
+            if (!s.PositionOf(s.row, s.walkPosition)) {
+                s.BreakWalk();
+                return Leave(s.error.status);
+            }
+            s.loadedFrom = State::Loaded::InStatement;
+            return Arrive(s.walkPosition);
+        case ESqlStep::Done:
+            s.EndStreaming();
+            s.walk = State::Walk::Ended;
+            return Leave(DataEnd);
+        default:
+            s.NoteEngineError();
+            s.BreakWalk();
+            return Leave(s.error.status);
+    }
+}
+
+/// A step that isn't the next one of a streaming statement.
+EPosition ESqlTable::StepElsewhere(bool forward) {
+    State& s = *state_;
+    if (s.walk == State::Walk::Broken) {
+        s.error = s.walkFailure;
+        return Leave(s.error.status);
+    }
+    if (s.walk == State::Walk::Listed && !s.moved && (forward || s.listIsWhole)) {
+        return StepListed(forward);
+    }
+    if (s.walk == State::Walk::Ended && !s.moved && forward) {
+        return Leave(DataEnd);
+    }
+    const EPosition from = s.moved ? position : s.walkPosition;
+    const bool fromEnd = s.walk == State::Walk::Ended && !s.moved;
+    if (from == kNoPosition || (s.walk == State::Walk::None && !s.moved)) {
+        return Leave(DataNoCurrent);
+    }
+    const bool isListed = s.walk == State::Walk::Listed && s.listIsWhole;
+    if (!isListed) {
+        EndWalk();
+        if (!s.ListKeys()) {
+            s.BreakWalk();
+            return Leave(s.error.status);
+        }
+        s.walk = State::Walk::Listed;
+    }
+    s.moved = false;
+    if (fromEnd) {
+        s.listAt = static_cast<std::int64_t>(s.keys.size());
+    } else if (!s.Locate(from)) {
+        s.walk = State::Walk::None;
+        return Leave(DataNoCurrent);  // outside the range, or gone since
+    }
+    return StepListed(forward);
+}
+
+/// Reads by key; rows that vanished are passed over.
+EPosition ESqlTable::StepListed(bool forward) {
+    State& s = *state_;
+    const auto size = static_cast<std::int64_t>(s.keys.size());
+    for (;;) {
+        s.listAt = std::clamp<std::int64_t>(s.listAt + (forward ? 1 : -1), -1, size);
+        if (s.listAt < 0 || s.listAt >= size) {
+            return Leave(DataEnd);
+        }
+        if (s.interrupted.load(std::memory_order_relaxed)) {
+            s.NoteError(kDataInterrupted, "the walk was cancelled");
+            s.BreakWalk();
+            return Leave(s.error.status);
+        }
+        s.walkPosition = s.keys[static_cast<std::size_t>(s.listAt)];
+        switch (s.ReadByKey(s.walkPosition)) {
+            case State::Find::Found:
+                return Arrive(s.walkPosition);
+            case State::Find::Failed:
+                s.BreakWalk();
+                return Leave(s.error.status);
+            default:
+                break;
+        }
+    }
+}
+
+EPosition ESqlTable::RePos(EPosition newPosition, bool /*flag*/) {
+    State& s = *state_;
+    if (newPosition == kNoPosition) {
+        newPosition = position;
+    }
+    if (newPosition == kNoPosition) {
+        return Leave(DataNoCurrent);
+    }
+    if (s.loadedFrom == State::Loaded::InStatement) {
+        s.loadedFrom = State::Loaded::No;
+    }
+    switch (s.ReadByKey(newPosition)) {
+        case State::Find::Found:
+            s.moved = newPosition != s.walkPosition || s.walk == State::Walk::None ||
+                      s.walk == State::Walk::Ended;
+            return Arrive(newPosition);
+        case State::Find::Failed:
+            s.moved = true;
+            return Leave(s.error.status);
+        default: {
+            s.moved = true;
+            const bool isKnown =
+                s.info.keyKind != ESqlKeyKind::Columns || !s.registry.KeyOf(newPosition).empty();
+            return Leave(isKnown ? DataGone : DataNoSuchPosition);
+        }
+    }
+}
+
+bool ESqlTable::LoadBuffer() { return RePos(kNoPosition, false) != kNoPosition; }
+
+EPosition ESqlTable::Arrive(EPosition newPosition) {
+    State& s = *state_;
+    s.ClearError();
+    s.keyStale = true;
+    s.MirrorLinkColumns();
+    position = newPosition;
+    status = DataOk;
+    return newPosition;
+}
+
+/// No current record, a blank buffer.
+EPosition ESqlTable::Leave(std::int32_t newStatus) {
+    State& s = *state_;
+    position = kNoPosition;
+    s.loadedFrom = State::Loaded::No;
+    s.keyStale = true;
+    s.record.Clear();
+    s.MirrorLinkColumns();
+    if (newStatus != s.error.status) {
+        s.ClearError();
+    }
+    return Fail(newStatus);
+}
+
+const EFieldKey& ESqlTable::CurKey() {
+    State& s = *state_;
+    if (!s.keyStale) {
+        return key_;
+    }
+    s.keyStale = false;
+    if (position == kNoPosition || s.info.keyKind == ESqlKeyKind::None) {
+        key_.Free();
+        return key_;
+    }
+    if (s.info.keyKind != ESqlKeyKind::Columns) {
+        key_.Resize(1);
+        key_.At(0) = EVariant::FromInt64(position >= 0 ? position : position + 1);
+        return key_;
+    }
+    std::string_view raw = s.registry.KeyOf(position);
+    key_.Resize(static_cast<std::uint16_t>(s.info.key.size()));
+    for (std::uint16_t i = 0; i < key_.Size(); ++i) {
+        SetSqlSegment(key_.At(i), s.info.columns[s.info.key[i]].type, TakeKeyValue(raw));
+    }
+    return key_;
+}
+
+// ---------------------------------------------------------------------------------------------
+// range
+
+void ESqlTable::ClearRange() { state_->conditions.clear(); }
+
+bool ESqlTable::AddRange(unsigned column, const ETabulonValue& value) {
+    if (column >= state_->info.columns.size()) {
+        return false;
+    }
+    ESqlCondition condition;
+    if (!MakeSqlCondition(state_->info, column, value, condition)) {
+        return false;
+    }
+    state_->conditions.push_back(std::move(condition));
+    return true;
+}
+
+void ESqlTable::SetOrder(std::vector<unsigned> columns) {
+    std::erase_if(columns,
+                  [this](unsigned column) { return column >= state_->info.columns.size(); });
+    state_->order = std::move(columns);
+}
+
+void ESqlTable::EndWalk() {
+    State& s = *state_;
+    if (s.walk == State::Walk::Streaming) {
+        s.TakeLoaded();
+        s.EndStreaming();
+    }
+    s.walk = State::Walk::None;
+}
+
+Chaine ESqlTable::WalkStatement() const { return Chaine(std::string_view(state_->walkText)); }
+
+void ESqlTable::Interrupt() noexcept {
+    state_->interrupted.store(true);
+    state_->connection->Interrupt();
+    WakeSqlLockWaiters();
+}
+
+void ESqlTable::ResetInterrupt() noexcept {
+    state_->interrupted.store(false);
+    state_->connection->ResetInterrupt();
+}
+
+// ---------------------------------------------------------------------------------------------
+// locks
+
+std::int32_t ESqlTable::TakeLock(EPosition where, bool wait, bool isRecordLock) {
+    State& s = *state_;
+    where = where == kNoPosition ? position : where;
+    s.ClearError();
+    if (where == kNoPosition) {
+        return status = DataNoCurrent;
+    }
+    if (s.info.keyKind == ESqlKeyKind::Columns && s.registry.KeyOf(where).empty()) {
+        return status = DataNoSuchPosition;
+    }
+    status =
+        TakeSqlLock(s.LockName(where), this,
+                    isRecordLock ? ESqlLockWay::Record : ESqlLockWay::Table, wait, s.interrupted);
+    if (status == DataLocked) {
+        s.NoteError(DataLocked, "the record is locked by another user of this program");
+    }
+    return status;
+}
+
+std::int32_t ESqlTable::Lock(EPosition where, bool wait) {
+    State& s = *state_;
+    where = where == kNoPosition ? position : where;
+    if (TakeLock(where, wait, /*isRecordLock=*/false) == DataOk && s.locked != where) {
+        if (s.locked != kNoPosition) {
+            DropSqlLock(s.LockName(s.locked), this, ESqlLockWay::Table);
+        }
+        s.locked = where;
+    }
+    return status;
+}
+
+void ESqlTable::Unlock() {
+    State& s = *state_;
+    if (s.locked != kNoPosition) {
+        DropSqlLock(s.LockName(s.locked), this, ESqlLockWay::Table);
+        s.locked = kNoPosition;
+    }
+    s.ClearError();
+    status = DataOk;
+}
+
+std::int32_t ESqlTable::LockRecord(EPosition where, bool wait) {
+    return TakeLock(where, wait, /*isRecordLock=*/true);
+}
+
+std::int32_t ESqlTable::UnlockRecord(EPosition where) {
+    where = where == kNoPosition ? position : where;
+    state_->ClearError();
+    status = where == kNoPosition ? DataNoCurrent : DataOk;
+    if (status == DataOk) {
+        DropSqlLock(state_->LockName(where), this, ESqlLockWay::Record);
+    }
+    return status;
+}
+
+// -----------------------------------------------------------------------------------------
+// accessors
+
+Chaine ESqlTable::LastErrorText() const { return state_->error.text; }
+int ESqlTable::LastErrorCode() const { return state_->error.engineCode; }
+const ESqlTableInfo& ESqlTable::Info() const noexcept { return state_->info; }
+const DRubric& ESqlTable::Rubric() const noexcept { return state_->rubric; }
+const std::vector<unsigned>& ESqlTable::Columns() const noexcept { return state_->columns; }
+bool ESqlTable::IsWritable() const noexcept { return state_->writable; }
+bool ESqlTable::IsInAtomic() const noexcept { return state_->atomic; }
+const ESqlSessionRecord& ESqlTable::Session() const noexcept { return state_->session; }
+
+std::uint64_t ESqlTable::MismatchCount(unsigned column) const {
+    for (std::size_t i = 0; i < state_->columns.size(); ++i) {
+        if (state_->columns[i] == column) {
+            return state_->data.mismatches[i];
+        }
+    }
+    return 0;
+}
+
+}  // namespace etabulon

@@ -1,0 +1,323 @@
+#include "ESqlTableState.h"
+
+#include <limits>
+#include <set>
+
+namespace etabulon {
+
+namespace {
+
+constexpr std::size_t kMostStatements = 64;
+
+}  // namespace
+
+ESqlTable::State::State(ESqlSource& ofSource, const ESqlTableInfo& ofInfo, DRubric& ofRubric,
+                        std::vector<unsigned> ofColumns,
+                        std::unique_ptr<ISqlConnection> ofConnection)
+    : source(ofSource),
+      info(ofInfo),
+      rubric(ofRubric),
+      columns(std::move(ofColumns)),
+      connection(std::move(ofConnection)),
+      writable(ofSource.Mode() == ESqlOpenMode::ReadWrite && ofInfo.keyKind != ESqlKeyKind::None),
+      layout(ofRubric.MakeFields(columns)),
+      record(layout),
+      loaded(layout),
+      data(columns.size()),
+      version(SqlTableVersion(connection->Identity() + '\n' + ofInfo.name.c_str())) {
+    row.cells = MakeSqlCells(info, columns, layout, data);
+    row.record = static_cast<std::byte*>(record.Get());
+    selectRow = SqlSelect(info, columns, row);
+    loadedRow = row;
+    loadedRow.record = static_cast<std::byte*>(loaded.Get());
+    selectKey = SqlSelect(info, {}, keyRow);
+
+    if (columns.size() == info.columns.size()) {
+        bool isWhole = true;
+        for (std::size_t i = 0; i < columns.size(); ++i) {
+            isWhole = isWhole && columns[i] == i;
+        }
+        if (isWhole) {
+            return;
+        }
+    }
+    MakeLinkRecord();
+}
+
+void ESqlTable::State::MakeLinkRecord() {
+    std::set<unsigned> linked;
+    for (const DLink& link : rubric.Links()) {
+        linked.insert(link.variables.begin(), link.variables.end());
+    }
+    for (std::size_t i = 0; i < rubric.Dico()->Size(); ++i) {
+        for (const DLink& link : rubric.Dico()->At(i)->Links()) {
+            if (link.target == &rubric) {
+                linked.insert(link.TargetVariables().begin(), link.TargetVariables().end());
+            }
+        }
+    }
+    const EFieldSet whole = rubric.MakeFields();
+    linkRecord.resize(whole.RecordSize());
+    whole.ConstructRecord(linkRecord.data());
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        if (linked.count(columns[i]) != 0) {
+            const ESqlCell& cell = row.cells[i];
+            linkColumns.push_back({cell.offset,
+                                   whole.OffsetOf(static_cast<std::uint16_t>(columns[i])),
+                                   cell.size + (cell.IsSlot() ? std::size_t{0} : 1)});
+        }
+    }
+}
+
+ESqlTable::State::~State() = default;
+
+void ESqlTable::State::MirrorLinkColumns() noexcept {
+    const auto* from = static_cast<const std::byte*>(record.Get());
+    for (const LinkColumn& column : linkColumns) {
+        std::memcpy(linkRecord.data() + column.to, from + column.from, column.size);
+    }
+}
+
+// ----------------------------------------------------------------------------------------------
+// keys
+
+bool ESqlTable::State::PositionOf(const ESqlRow& of, EPosition& position) {
+    if (info.keyKind == ESqlKeyKind::Columns) {
+        position = registry.PositionOf(of.key);
+        return true;
+    }
+    if (of.integerKey >= 0) {
+        position = of.integerKey;
+        return true;
+    }
+    if (of.integerKey == std::numeric_limits<std::int64_t>::min()) {
+        NoteError(DataOther, "a record with the lowest of all 64-bit keys has no position");
+        return false;
+    }
+    position = of.integerKey - 1;
+    return true;
+}
+
+bool ESqlTable::State::BindKey(ISqlStatement& statement, int first, EPosition position) {
+    if (info.keyKind != ESqlKeyKind::Columns) {
+        ESqlValue value;
+        value.kind = ESqlValue::Kind::Int;
+        value.integer = position >= 0 ? position : position + 1;
+        statement.Bind(first, value);
+        return info.keyKind != ESqlKeyKind::None;
+    }
+    std::string_view key = registry.KeyOf(position);
+    if (key.empty()) {
+        return false;
+    }
+    while (!key.empty()) {
+        statement.Bind(first++, TakeKeyValue(key));
+    }
+    return true;
+}
+
+std::string ESqlTable::State::LockName(EPosition position) const {
+    std::string name = connection->Identity() + '\n' + info.name.c_str() + '\n';
+    if (info.keyKind == ESqlKeyKind::Columns) {
+        name += registry.KeyOf(position);
+    } else {
+        name += std::to_string(position);
+    }
+    return name;
+}
+
+// ----------------------------------------------------------------------------------------
+// statements
+
+ISqlStatement* ESqlTable::State::Prepared(const std::string& text) {
+    if (const auto known = statements.find(text); known != statements.end()) {
+        return known->second.get();
+    }
+    auto statement = connection->Prepare(text);
+    if (statement == nullptr) {
+        NoteEngineError();
+        return nullptr;
+    }
+    if (statements.size() >= kMostStatements) {
+        statements.clear();
+    }
+    return (statements[text] = std::move(statement)).get();
+}
+
+bool ESqlTable::State::RunPrepared(const char* text) {
+    ISqlStatement* const statement = Prepared(text);
+    if (statement == nullptr) {
+        return false;
+    }
+    const bool isDone = statement->Step() == ESqlStep::Done;
+    if (!isDone) {
+        NoteEngineError();
+    }
+    statement->Reset();
+    return isDone;
+}
+
+void ESqlTable::State::NoteEngineError() { error = connection->LastError(); }
+
+void ESqlTable::State::NoteError(std::int32_t status, std::string_view what) {
+    error.status = status;
+    error.engineCode = 0;
+    error.text = info.name;
+    error.text.Append(": ");
+    error.text.Append(what);
+}
+
+// ---------------------------------------------------------------------------------------------
+// walks
+
+bool ESqlTable::State::StartStatement(const std::string& select) {
+    std::string text = select + SqlWhere(info, conditions) + SqlOrder(info, order);
+    if (walkStatement == nullptr || text != walkText) {
+        walkStatement.reset();
+        walkText = std::move(text);
+        walkStatement = connection->Prepare(walkText);
+        if (walkStatement == nullptr) {
+            NoteEngineError();
+            return false;
+        }
+    }
+    int parameter = 0;
+    for (const ESqlCondition& condition : conditions) {
+        if (!condition.isMissing) {
+            ESqlValue value = condition.value;
+            value.bytes = condition.bytes.data();
+            value.size = condition.bytes.size();
+            walkStatement->Bind(++parameter, value);
+        }
+    }
+    return true;
+}
+
+void ESqlTable::State::EndStreaming() noexcept {
+    if (walkStatement != nullptr) {
+        walkStatement->Reset();
+    }
+    if (loadedFrom == Loaded::InStatement) {
+        loadedFrom = Loaded::No;
+    }
+}
+
+void ESqlTable::State::BreakWalk() {
+    EndStreaming();
+    walk = Walk::Broken;
+    walkFailure = error;
+}
+
+bool ESqlTable::State::ListKeys() {
+    keys.clear();
+    keyPlaces.clear();
+    if (!StartStatement(selectKey)) {
+        return false;
+    }
+    ESqlStep step = ESqlStep::Done;
+    EPosition position = kNoPosition;
+    while ((step = walkStatement->StepWalk(keyRow)) == ESqlStep::Row) {
+        if (!PositionOf(keyRow, position)) {
+            walkStatement->Reset();
+            return false;
+        }
+        keys.push_back(position);
+    }
+    if (step == ESqlStep::Failed) {
+        NoteEngineError();
+    }
+    walkStatement->Reset();
+    listIsWhole = true;
+    return step == ESqlStep::Done;
+}
+
+void ESqlTable::State::LeaveStreaming() {
+    if (walk != Walk::Streaming) {
+        return;
+    }
+    TakeLoaded();
+    if (interrupted.load()) {
+        // The walk was cancelled: nobody asks for what is left of it.
+        NoteError(kDataInterrupted, "the walk was cancelled");
+        BreakWalk();
+        ClearError();
+        return;
+    }
+    keys.assign(1, walkPosition);
+    keyPlaces.clear();
+    listAt = 0;
+    listIsWhole = false;
+    ESqlRow rest = row;  // the streaming statement has its key where `row` has it
+    rest.cells.clear();
+    ESqlStep step = ESqlStep::Done;
+    EPosition position = kNoPosition;
+    while ((step = walkStatement->Step()) == ESqlStep::Row) {
+        walkStatement->ReadRow(rest);
+        if (!PositionOf(rest, position)) {
+            break;
+        }
+        keys.push_back(position);
+    }
+    if (step == ESqlStep::Done) {
+        EndStreaming();
+        walk = Walk::Listed;
+        return;
+    }
+    if (step == ESqlStep::Failed) {
+        NoteEngineError();
+    }
+    BreakWalk();
+    ClearError();
+}
+
+ESqlTable::State::Find ESqlTable::State::ReadByKey(EPosition position) {
+    ISqlStatement* const statement = Prepared(selectRow + SqlWhereKey(info, 1));
+    if (statement == nullptr) {
+        return Find::Failed;
+    }
+    if (!BindKey(*statement, 1, position)) {
+        return Find::Gone;
+    }
+    const ESqlStep step = statement->Step();
+    if (step == ESqlStep::Row) {
+        statement->ReadRow(row);
+        if (writable) {
+            statement->ReadRow(loadedRow);
+            loadedFrom = Loaded::InRecord;
+        }
+        MirrorLinkColumns();
+    } else if (step == ESqlStep::Failed) {
+        NoteEngineError();
+    }
+    statement->Reset();
+    if (step == ESqlStep::Failed) {
+        return Find::Failed;
+    }
+    return step == ESqlStep::Row ? Find::Found : Find::Gone;
+}
+
+bool ESqlTable::State::Locate(EPosition position) {
+    if (keyPlaces.empty()) {
+        keyPlaces.reserve(keys.size());
+        for (std::size_t place = 0; place < keys.size(); ++place) {
+            keyPlaces.emplace(keys[place], place);
+        }
+    }
+    const auto place = keyPlaces.find(position);
+    if (place == keyPlaces.end()) {
+        return false;
+    }
+    listAt = static_cast<std::int64_t>(place->second);
+    return true;
+}
+
+void ESqlTable::State::TakeLoaded() {
+    if (loadedFrom == Loaded::InStatement) {
+        if (writable) {
+            walkStatement->ReadRow(loadedRow);
+        }
+        loadedFrom = writable ? Loaded::InRecord : Loaded::No;
+    }
+}
+
+}  // namespace etabulon

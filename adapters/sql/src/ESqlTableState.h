@@ -1,0 +1,130 @@
+#pragma once
+
+#include "ESqlKeyRegistry.h"
+#include "ESqlProcess.h"
+#include "ESqlStatements.h"
+#include "etabulon/foundation/DDico.h"
+#include "etabulon/sql/ESqlSource.h"
+#include "etabulon/sql/ESqlTable.h"
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace etabulon {
+
+/// What an ESqlTable holds.
+struct ESqlTable::State {
+    enum class Walk : std::uint8_t {
+        None = 0,       // before the first, or given up
+        Streaming = 1,  // the statement stands on the walk's record
+        Listed = 2,     // over `keys`
+        Ended = 3,
+        Broken = 4,  // failed; `walkFailure` tells
+    };
+    /// What the current record was when it was loaded.
+    enum class Loaded : std::uint8_t {
+        No = 0,
+        InStatement = 1,  // the streaming statement still shows it
+        InRecord = 2,
+    };
+    enum class Find : std::uint8_t { Found = 0, Gone = 1, Failed = 2 };
+
+    State(ESqlSource& source, const ESqlTableInfo& info, DRubric& rubric,
+          std::vector<unsigned> columns, std::unique_ptr<ISqlConnection> connection);
+    ~State();
+
+    // --- keys
+    /// False for the one integer that has no position, the lowest.
+    [[nodiscard]] bool PositionOf(const ESqlRow& of, EPosition& position);
+    /// Binds the key of `position` from parameter `first` on; false where no row ever had it.
+    [[nodiscard]] bool BindKey(ISqlStatement& statement, int first, EPosition position);
+    [[nodiscard]] std::string LockName(EPosition position) const;
+
+    // --- statements
+    /// The statement of that text, kept for the next time; null with `error`.
+    [[nodiscard]] ISqlStatement* Prepared(const std::string& text);
+    [[nodiscard]] bool RunPrepared(const char* text);
+    void NoteEngineError();
+    void NoteError(std::int32_t status, std::string_view what);
+    void ClearError() {
+        if (error.status != DataOk) {
+            error = ESqlError{};
+        }
+    }
+
+    // --- walks
+    [[nodiscard]] bool StartStatement(const std::string& select);
+    void EndStreaming() noexcept;
+    void BreakWalk();
+    /// Takes the keys of the range; false with `error`.
+    [[nodiscard]] bool ListKeys();
+    /// Turns a streaming walk into one over the keys that are left.
+    void LeaveStreaming();
+    [[nodiscard]] Find ReadByKey(EPosition position);
+    /// Makes `listAt` the place of `position` in the list; false where it isn't in it.
+    [[nodiscard]] bool Locate(EPosition position);
+    void TakeLoaded();
+    void MakeLinkRecord();
+    void MirrorLinkColumns() noexcept;
+
+    ESqlSource& source;
+    const ESqlTableInfo& info;
+    DRubric& rubric;
+    std::vector<unsigned> columns;
+    std::unique_ptr<ISqlConnection> connection;  // outlives its statements below
+    bool writable;
+
+    // Records. Cells of `row` and `loadedRow` are the same but for the buffer.
+    EFieldSet layout;
+    ERecordBuffer record;
+    ERecordBuffer loaded;
+    Loaded loadedFrom = Loaded::No;
+    ESqlColumnData data;
+    ESqlRow row;
+    ESqlRow loadedRow;
+    ESqlRow keyRow;  // the key alone
+    std::string selectRow;
+    std::string selectKey;
+
+    // With some columns only, links still read foreign keys where a record of the whole rubric has
+    // them: this is one, whose slots borrow the texts of `record`.
+    struct LinkColumn {
+        std::size_t from;
+        std::size_t to;
+        std::size_t size;
+    };
+    std::vector<std::byte> linkRecord;
+    std::vector<LinkColumn> linkColumns;
+
+    ESqlKeyRegistry registry;
+    bool keyStale = true;
+
+    Walk walk = Walk::None;
+    std::vector<ESqlCondition> conditions;
+    std::vector<unsigned> order;
+    std::string walkText;
+    std::unique_ptr<ISqlStatement> walkStatement;  // of walkText
+    std::vector<EPosition> keys;
+    std::unordered_map<EPosition, std::size_t> keyPlaces;  // made when first needed
+    std::int64_t listAt = 0;  // of the walk's record in `keys`; -1 or the size beyond the ends
+    bool listIsWhole = false;
+    bool moved = false;  // RePos went elsewhere than the walk stands
+    EPosition walkPosition = kNoPosition;
+    ESqlError walkFailure;
+
+    std::unordered_map<std::string, std::unique_ptr<ISqlStatement>> statements;
+    ESqlError error;
+
+    // Writing.
+    unsigned holders = 0;
+    bool atomic = false;
+    ESqlSessionRecord session;
+    std::shared_ptr<std::atomic<std::uint64_t>> version;
+    EPosition locked = kNoPosition;  // by Lock
+    std::atomic<bool> interrupted{false};
+};
+
+}  // namespace etabulon

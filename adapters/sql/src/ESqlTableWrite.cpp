@@ -1,0 +1,333 @@
+#include "ESqlTableState.h"
+
+namespace etabulon {
+
+/// One write: a transaction of its own, or a savepoint in an atomic session. What isn't committed
+/// is taken back.
+class ESqlTable::Write {
+public:
+    explicit Write(State& state) : state_(state) {}
+    Write(const Write&) = delete;
+    Write& operator=(const Write&) = delete;
+    ~Write() {
+        if (!isOpen_) {
+            return;
+        }
+        // The failure that led here stays the one that is told.
+        if (!state_.atomic) {
+            if (state_.connection->IsInTransaction()) {
+                static_cast<void>(state_.connection->Execute("ROLLBACK"));
+            }
+            return;
+        }
+        if (state_.connection->Execute("ROLLBACK TO etabulon_write")) {
+            static_cast<void>(state_.connection->Execute("RELEASE etabulon_write"));
+        }
+    }
+    [[nodiscard]] bool Begin() {
+        isOpen_ = state_.RunPrepared(state_.atomic ? "SAVEPOINT etabulon_write"
+                                                   : state_.connection->BeginStatement());
+        return isOpen_;
+    }
+    [[nodiscard]] bool Commit() {
+        const bool isDone = state_.RunPrepared(state_.atomic ? "RELEASE etabulon_write" : "COMMIT");
+        isOpen_ = !isDone;
+        if (isDone) {
+            state_.version->fetch_add(1);
+        }
+        return isDone;
+    }
+
+private:
+    State& state_;
+    bool isOpen_ = false;
+};
+
+// --------------------------------------------------------------------------------------------
+// single
+
+EPosition ESqlTable::Insert() {
+    State& s = *state_;
+    s.ClearError();
+    if (!s.writable) {
+        s.NoteError(DataReadOnly, "it can't be written");
+        return FailWrite(DataReadOnly);
+    }
+    s.LeaveStreaming();
+    std::vector<std::size_t> cells;
+    std::string names;
+    std::string values;
+    for (std::size_t i = 0; i < s.columns.size(); ++i) {
+        const ESqlColumn& column = s.info.columns[s.columns[i]];
+        // Missing is never set: the database puts its default there.
+        if (!column.generated && !ESqlRow::IsMissing(s.row.cells[i], s.row.record)) {
+            cells.push_back(i);
+            names += (names.empty() ? "" : ",") + SqlName(column.name);
+            values += (values.empty() ? "?" : ",?") + std::to_string(cells.size());
+        }
+    }
+    std::string text = std::string("INSERT INTO ") + s.info.qualifiedName.c_str();
+    text += cells.empty() ? " DEFAULT VALUES" : " (" + names + ") VALUES (" + values + ")";
+    text += " RETURNING " + SqlKeyList(s.info);
+    if (!RunWrite(text, cells, kNoPosition, s.keyRow)) {
+        return FailWrite(s.error.status);
+    }
+    EPosition added = kNoPosition;
+    return s.PositionOf(s.keyRow, added) ? EndWrite(added) : FailWrite(s.error.status);
+}
+
+EPosition ESqlTable::Update(EPosition where) {
+    State& s = *state_;
+    if (const std::int32_t failure = FindToWrite(where); failure != DataOk) {
+        return FailWrite(failure);
+    }
+    s.LeaveStreaming();
+    if (!ReadLoaded(where)) {
+        return FailWrite(s.error.status);
+    }
+    std::vector<std::size_t> cells;
+    std::string changes;
+    for (std::size_t i = 0; i < s.columns.size(); ++i) {
+        const ESqlColumn& column = s.info.columns[s.columns[i]];
+        if (!column.generated &&
+            !ESqlRow::IsSame(s.row.cells[i], s.row.record, s.loadedRow.record)) {
+            cells.push_back(i);
+            changes += (changes.empty() ? "" : ",") + SqlName(column.name) + " = ?" +
+                       std::to_string(cells.size());
+        }
+    }
+    if (cells.empty()) {
+        // Nothing to write, but a record that went is told all the same.
+        const State::Find found = s.ReadByKey(where);
+        if (found != State::Find::Found) {
+            return FailWrite(found == State::Find::Gone ? std::int32_t{DataGone} : s.error.status);
+        }
+        CountWrite(/*isSuccess=*/true);
+        return Arrive(where);
+    }
+    const std::string text = std::string("UPDATE ") + s.info.qualifiedName.c_str() + " SET " +
+                             changes + SqlWhereKey(s.info, static_cast<int>(cells.size()) + 1) +
+                             " RETURNING " + SqlKeyList(s.info);
+    if (!RunWrite(text, cells, where, s.keyRow)) {
+        return FailWrite(s.error.status);
+    }
+    EPosition written = kNoPosition;
+    return s.PositionOf(s.keyRow, written) ? EndWrite(written) : FailWrite(s.error.status);
+}
+
+bool ESqlTable::DeleteOne(EPosition where) {
+    State& s = *state_;
+    if (const std::int32_t failure = FindToWrite(where); failure != DataOk) {
+        FailWrite(failure);
+        return false;
+    }
+    s.LeaveStreaming();
+    const std::string text =
+        std::string("DELETE FROM ") + s.info.qualifiedName.c_str() + SqlWhereKey(s.info, 1);
+    if (!RunWrite(text, {}, where, s.keyRow)) {
+        FailWrite(s.error.status);
+        return false;
+    }
+    CountWrite(/*isSuccess=*/true);
+    if (where == position) {
+        Leave(DataOk);  // the walk's place stays, so that it goes on
+        s.moved = false;
+    }
+    status = DataOk;
+    return true;
+}
+
+/// The record to be written to; a status.
+std::int32_t ESqlTable::FindToWrite(EPosition& where) {
+    State& s = *state_;
+    s.ClearError();
+    if (where == kNoPosition) {
+        where = position;
+    }
+    if (!s.writable) {
+        s.NoteError(DataReadOnly, "it can't be written");
+        return DataReadOnly;
+    }
+    if (where == kNoPosition) {
+        return DataNoCurrent;
+    }
+    if (s.info.keyKind == ESqlKeyKind::Columns && s.registry.KeyOf(where).empty()) {
+        return DataNoSuchPosition;
+    }
+    if (IsSqlLockedByOther(s.LockName(where), this)) {
+        s.NoteError(DataLocked, "the record is locked by another user of this program");
+        return DataLocked;
+    }
+    return DataOk;
+}
+
+/// Sees to it that `loaded` is the record of `where` as it was when it was loaded.
+bool ESqlTable::ReadLoaded(EPosition where) {
+    State& s = *state_;
+    if (where == position && s.loadedFrom == State::Loaded::InRecord) {
+        return true;
+    }
+    ISqlStatement* const statement = s.Prepared(s.selectRow + SqlWhereKey(s.info, 1));
+    if (statement == nullptr) {
+        return false;
+    }
+    s.error.status = s.BindKey(*statement, 1, where) ? DataGone : DataNoSuchPosition;
+    const ESqlStep step = s.error.status == DataGone ? statement->Step() : ESqlStep::Done;
+    if (step == ESqlStep::Row) {
+        statement->ReadRow(s.loadedRow);
+        s.ClearError();
+    } else if (step == ESqlStep::Failed) {
+        s.NoteEngineError();
+    }
+    statement->Reset();
+    // Of another record than the current one: good for this write only.
+    s.loadedFrom = State::Loaded::No;
+    return step == ESqlStep::Row;
+}
+
+/// Runs a write that must hit exactly one row. The parameters are the cells, then the key of
+/// `where`.
+bool ESqlTable::RunWrite(const std::string& text, std::span<const std::size_t> cells,
+                         EPosition where, ESqlRow& written) {
+    State& s = *state_;
+    Write write(s);
+    ISqlStatement* const statement = s.Prepared(text);
+    if (statement == nullptr || !write.Begin()) {
+        return false;
+    }
+    char iso[kIsoCapacity];
+    int parameter = 0;
+    for (const std::size_t cell : cells) {
+        statement->Bind(++parameter, ESqlRow::Value(s.row.cells[cell], s.row.record, iso));
+    }
+    if (where != kNoPosition) {
+        static_cast<void>(s.BindKey(*statement, parameter + 1, where));
+    }
+    std::int64_t rows = 0;
+    ESqlStep step = ESqlStep::Done;
+    while ((step = statement->Step()) == ESqlStep::Row) {
+        statement->ReadRow(written);
+    }
+    if (step == ESqlStep::Failed) {
+        s.NoteEngineError();
+    } else {
+        rows = s.connection->Changes();
+    }
+    statement->Reset();
+    if (step == ESqlStep::Done && rows != 1) {
+        if (rows == 0 && where != kNoPosition) {
+            s.NoteError(DataGone, "the record is there no more");
+        } else {
+            s.NoteError(DataOther, "the write would have hit another number of rows than one");
+        }
+    }
+    return step == ESqlStep::Done && rows == 1 && write.Commit();
+}
+
+EPosition ESqlTable::FailWrite(std::int32_t newStatus) {
+    if (state_->error.status == DataOk) {
+        state_->error.status = newStatus;
+    }
+    CountWrite(/*isSuccess=*/false);
+    return Fail(newStatus);
+}
+
+EPosition ESqlTable::EndWrite(EPosition written) {
+    State& s = *state_;
+    CountWrite(/*isSuccess=*/true);
+    // The write stands, whatever becomes of reading again what the database made of it.
+    if (s.ReadByKey(written) != State::Find::Found) {
+        s.loadedFrom = State::Loaded::No;
+    }
+    return Arrive(written);
+}
+
+void ESqlTable::CountWrite(bool isSuccess) {
+    ESqlSessionRecord& session = state_->session;
+    ++session.attempts;
+    ++(isSuccess ? session.successes : session.failures);
+    if (!isSuccess && session.first.status == DataOk) {
+        session.first = state_->error;
+    }
+}
+
+// ------------------------------------------------------------------------------------------
+// sessions
+
+void ESqlTable::BeginDelete() {
+    if (++state_->holders == 1) {
+        state_->session = ESqlSessionRecord{};
+        state_->LeaveStreaming();
+    }
+}
+
+void ESqlTable::EndDelete() {
+    if (state_->holders > 0) {
+        --state_->holders;
+    }
+}
+
+std::int32_t ESqlTable::BeginAtomic() {
+    State& s = *state_;
+    s.ClearError();
+    if (!s.writable) {
+        s.NoteError(DataReadOnly, "it can't be written");
+        return status = DataReadOnly;
+    }
+    if (s.atomic) {
+        s.NoteError(DataOther, "an atomic session is open already");
+        return status = DataOther;
+    }
+    s.LeaveStreaming();
+    s.atomic = s.RunPrepared(s.connection->BeginStatement());
+    status = s.atomic ? std::int32_t{DataOk} : s.error.status;
+    return status;
+}
+
+ESqlOutcome ESqlTable::Commit() {
+    State& s = *state_;
+    s.ClearError();
+    if (!s.atomic) {
+        s.NoteError(DataOther, "no atomic session is open");
+        status = DataOther;
+        return ESqlOutcome::RolledBack;
+    }
+    if (!s.connection->IsInTransaction() && s.connection->IsAlive()) {
+        s.NoteError(DataOther, "the engine has taken the session back after a failure");
+        return EndAtomic(ESqlOutcome::RolledBack);
+    }
+    s.EndStreaming();
+    if (s.RunPrepared("COMMIT")) {
+        return EndAtomic(ESqlOutcome::Committed);
+    }
+    if (!s.connection->IsAlive()) {
+        return EndAtomic(ESqlOutcome::Unknown);
+    }
+    if (s.connection->IsInTransaction()) {
+        static_cast<void>(s.connection->Execute("ROLLBACK"));
+    }
+    return EndAtomic(ESqlOutcome::RolledBack);
+}
+
+ESqlOutcome ESqlTable::Rollback() {
+    State& s = *state_;
+    s.ClearError();
+    if (s.atomic) {
+        s.EndStreaming();
+        if (s.connection->IsInTransaction() && !s.connection->Execute("ROLLBACK")) {
+            s.NoteEngineError();  // closing the line rolls back as well
+        }
+    }
+    return EndAtomic(ESqlOutcome::RolledBack);
+}
+
+ESqlOutcome ESqlTable::EndAtomic(ESqlOutcome outcome) {
+    State& s = *state_;
+    s.atomic = false;
+    s.loadedFrom = State::Loaded::No;  // an update reads first what the database holds
+    s.version->fetch_add(1);           // others read the rows as before until this moment
+    status = s.error.status;
+    return outcome;
+}
+
+}  // namespace etabulon

@@ -1,0 +1,127 @@
+#include "etabulon/sql/ESqlTextIntern.h"
+
+#include <bit>
+
+namespace etabulon {
+
+namespace {
+
+constexpr std::size_t kFirstSize = 64;
+constexpr std::size_t kMostTexts = 8192;
+constexpr std::size_t kMostBytes = std::size_t{1} << 20;
+constexpr std::size_t kLongText = 256;  // longer ones aren't compared often: not kept
+constexpr std::uint64_t kTrial = 512;   // misses after which a column is judged
+
+std::uint32_t HashBytes(const char* bytes, std::size_t length) noexcept {
+    constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15U;
+    std::uint64_t hash = length * kFactor;
+    while (length >= 8) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, bytes, 8);
+        hash = std::rotl((hash ^ word) * kFactor, 29);
+        bytes += 8;
+        length -= 8;
+    }
+    std::uint64_t word = 0;
+    for (std::size_t i = 0; i < length; ++i) {
+        word = word << 8 | static_cast<unsigned char>(bytes[i]);
+    }
+    hash = (hash ^ word) * kFactor;
+    return static_cast<std::uint32_t>(hash >> 32);
+}
+
+void Put(void* slot, Chaine::Body* body) noexcept { std::memcpy(slot, &body, sizeof body); }
+
+}  // namespace
+
+void ESqlTextIntern::StoreOther(void* slot, Chaine::Body* held, const char* bytes,
+                                std::size_t length) {
+    if (unique_ || length > kLongText) {
+        StoreUnique(slot, held, bytes, length);
+        return;
+    }
+    const std::uint32_t hash = HashBytes(bytes, length);
+    if (entries_.empty()) {
+        entries_.resize(kFirstSize);
+    }
+    std::size_t place = hash & (entries_.size() - 1);
+    while (entries_[place].body != nullptr) {
+        const Entry& entry = entries_[place];
+        if (entry.hash == hash && entry.body->length == length + 1 &&
+            std::memcmp(entry.body->text, bytes, length) == 0) {
+            ++repeats_;
+            Chaine::Retain(entry.body);
+            Put(slot, entry.body);
+            if (held != nullptr) {
+                Chaine::Release(held);
+            }
+            return;
+        }
+        place = (place + 1) & (entries_.size() - 1);
+    }
+    ++misses_;
+    if (misses_ >= kTrial && misses_ > repeats_ / 2) {
+        unique_ = true;
+        Drop();
+    }
+    if (unique_ || count_ >= kMostTexts || bytes_ + length > kMostBytes) {
+        StoreUnique(slot, held, bytes, length);
+        return;
+    }
+    Chaine text(bytes, length);
+    Chaine::Body* const body = text.GetBody();
+    Chaine::Retain(body);
+    entries_[place] = Entry{hash, body};
+    bytes_ += length;
+    Put(slot, text.Detach());
+    if (held != nullptr) {
+        Chaine::Release(held);
+    }
+    if (++count_ * 2 > entries_.size()) {
+        Grow();
+    }
+}
+
+/// Whoever still looks at the record before shares the body in the slot, usually for one step more:
+/// two bodies taking turns are then enough.
+void ESqlTextIntern::StoreUnique(void* slot, Chaine::Body* held, const char* bytes,
+                                 std::size_t length) {
+    if (held != nullptr && held->capacity != 0 &&
+        held->share.load(std::memory_order_acquire) != 0) {
+        Put(slot, spare_.Detach());
+        spare_ = Chaine::Adopt(held);
+        std::memcpy(&held, slot, sizeof held);
+    }
+    Chaine text = held != nullptr ? Chaine::Adopt(held) : Chaine();
+    Put(slot, nullptr);  // Assign may run out of memory
+    text.Assign(bytes, length);
+    Put(slot, text.Detach());
+}
+
+void ESqlTextIntern::Grow() {
+    std::vector<Entry> larger(entries_.size() * 2);
+    for (const Entry& entry : entries_) {
+        if (entry.body == nullptr) {
+            continue;
+        }
+        std::size_t place = entry.hash & (larger.size() - 1);
+        while (larger[place].body != nullptr) {
+            place = (place + 1) & (larger.size() - 1);
+        }
+        larger[place] = entry;
+    }
+    entries_.swap(larger);
+}
+
+void ESqlTextIntern::Drop() noexcept {
+    for (const Entry& entry : entries_) {
+        if (entry.body != nullptr) {
+            Chaine::Release(entry.body);
+        }
+    }
+    std::vector<Entry>().swap(entries_);
+    count_ = 0;
+    bytes_ = 0;
+}
+
+}  // namespace etabulon

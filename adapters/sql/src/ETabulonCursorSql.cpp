@@ -1,0 +1,103 @@
+#include "etabulon/sql/ETabulonCursorSql.h"
+
+#include "etabulon/foundation/DDico.h"
+
+namespace etabulon {
+
+namespace {
+
+/// The column of `id`, or -1: it isn't of this table.
+int PlainColumn(const DRubric& rubric, const ETabulonVariableID& id) {
+    if (id.IsLink()) {
+        return -1;
+    }
+    if (id.IsAccelerator()) {
+        for (std::size_t i = 0; i < rubric.Size(); ++i) {
+            if (rubric.At(i)->Accelerator() == id.Accelerator()) {
+                return static_cast<int>(i);
+            }
+        }
+        return -1;
+    }
+    const bool isQualified = !id.CodeRub().IsEmpty();
+    if (isQualified && !id.CodeRub().EqualsFolded(rubric.Name())) {
+        return -1;
+    }
+    const DVariable* const variable = rubric.Find(isQualified ? id.CodeVar() : id.Code());
+    return variable != nullptr ? static_cast<int>(variable->Index()) : -1;
+}
+
+}  // namespace
+
+ETabulonCursorSql::~ETabulonCursorSql() = default;
+
+void ETabulonCursorSql::Init(const ETabulonLevels& levels, ESqlTable* table, bool ownsTable) {
+    table_ = table;
+    ETabulonCursorEData::Init(levels, table, ownsTable);
+}
+
+void ETabulonCursorSql::Cancel() {
+    ETabulonCursorEData::Cancel();
+    if (table_ != nullptr) {
+        table_->Interrupt();
+    }
+}
+
+void ETabulonCursorSql::ResetCancel() {
+    // In this order: a Cancel that comes in between is seen by the flag, one behind by both.
+    if (table_ != nullptr) {
+        table_->ResetInterrupt();
+    }
+    ETabulonCursorEData::ResetCancel();
+}
+
+CursorStatus ETabulonCursorSql::SetKeyRange(const ETabulonTag& tag, EData* data) const {
+    auto* const table = dynamic_cast<ESqlTable*>(data);
+    if (table == nullptr) {
+        return StatusOk;
+    }
+    table->ClearRange();
+    for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
+        if (!Levels().ExistLevel(tag.LevelAt(place))) {
+            continue;
+        }
+        const ETabulonLevels::Level& level = Levels().GetLevel(tag.LevelAt(place));
+        const int column = PlainColumn(table->Rubric(), level.DataID());
+        if (column >= 0 && level.DataID().ExistsIn(table->Fields())) {
+            table->AddRange(static_cast<unsigned>(column), tag.ValueAt(place));
+        }
+    }
+    return StatusOk;
+}
+
+CursorStatus ETabulonCursorSql::Reset(const ETabulonTag& tag) {
+    const CursorStatus status = ETabulonCursorEData::Reset(tag);
+    return status == kDataInterrupted ? StatusCancelled : status;
+}
+
+CursorStatus ETabulonCursorSql::GetNext() {
+    const CursorStatus status = ETabulonCursorEData::GetNext();
+    return status == kDataInterrupted ? StatusCancelled : status;
+}
+
+CursorStatus ETabulonCursorSql::MoveToTag(const ETabulonPrimaryKey& key, const ETabulonTag& tag) {
+    if (key.Position() == kNoPosition) {
+        return ETabulonCursorEData::MoveToTag(key, tag);
+    }
+    if (table_->position == key.Position()) {
+        return StatusOk;
+    }
+    table_->RePos(key.Position(), false);
+    return static_cast<CursorStatus>(table_->status);
+}
+
+CursorStatus ETabulonCursorSql::Delete(const ETabulonPrimaryKey& key, const ETabulonTag& tag) {
+    const CursorStatus status = MoveToTag(key, tag);
+    if (status != StatusOk) {
+        return status;
+    }
+    // The record moved to, not the one that the walk stands on.
+    return table_->DeleteOne(kNoPosition) ? StatusOk : static_cast<CursorStatus>(table_->status);
+}
+
+}  // namespace etabulon

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "etabulon/sql/ESqlEngine.h"
+#include "etabulon/sql/ESqlSource.h"
+
+#include <sqlite3.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+namespace etabulon {
+
+/// A connection to an SQLite file, or to a named database in memory ("file:/name?vfs=memdb").
+class ESqliteConnection final : public ISqlConnection {
+public:
+    /// Null with `error`, whose sentence begins with `location`.
+    [[nodiscard]] static std::unique_ptr<ESqliteConnection> Open(const Chaine& location,
+                                                                 ESqlOpenMode mode,
+                                                                 ESqlError& error);
+    /// For loading: makes the file if it isn't there.
+    [[nodiscard]] static std::unique_ptr<ESqliteConnection> Create(const Chaine& location,
+                                                                   ESqlError& error);
+    ~ESqliteConnection() override;
+    ESqliteConnection(const ESqliteConnection&) = delete;
+    ESqliteConnection& operator=(const ESqliteConnection&) = delete;
+
+    std::unique_ptr<ISqlStatement> Prepare(const std::string& statement) override;
+    bool Execute(const char* statement) override;
+    ESqlError LastError() const override;
+    const char* BeginStatement() const override { return "BEGIN IMMEDIATE"; }
+    bool IsInTransaction() const override { return sqlite3_get_autocommit(database_) == 0; }
+    bool IsAlive() const override { return true; }
+    void Interrupt() noexcept override { interrupted_.store(true); }
+    void ResetInterrupt() noexcept override { interrupted_.store(false); }
+    bool IsInterrupted() const noexcept override { return interrupted_.load(); }
+    std::int64_t Changes() const override { return sqlite3_changes64(database_); }
+    const std::string& Identity() const override { return identity_; }
+
+    [[nodiscard]] sqlite3* Handle() const noexcept { return database_; }
+    /// Steps that Interrupt may end are marked by this; see ESqliteStatement.
+    void SetWalking(bool walking) noexcept { walking_ = walking; }
+
+private:
+    ESqliteConnection(const Chaine& location, std::string identity)
+        : location_(location), identity_(std::move(identity)) {}
+    [[nodiscard]] static std::unique_ptr<ESqliteConnection> OpenUri(const Chaine& location,
+                                                                    const std::string& uri,
+                                                                    int flags, ESqlError& error);
+    [[nodiscard]] bool SetUp(ESqlOpenMode mode);
+    static int OnProgress(void* connection) noexcept;
+
+    Chaine location_;
+    std::string identity_;
+    sqlite3* database_ = nullptr;
+    std::atomic<bool> interrupted_{false};
+    bool walking_ = false;  // of the connection's own thread
+};
+
+/// Connects to the database that `location` names, by the rules of `mode`.
+[[nodiscard]] bool IsSqliteMemory(const Chaine& location) noexcept;
+
+}  // namespace etabulon

@@ -1,0 +1,74 @@
+#include "ESqliteError.h"
+
+#include <sqlite3.h>
+
+#include <iterator>
+
+namespace etabulon {
+
+namespace {
+
+struct CodeStatus {
+    int code;
+    std::int32_t status;
+    const char* sentence;  // null: SQLite's own
+};
+
+// Extended codes first: they are looked for before their primary code.
+constexpr CodeStatus kCodes[] = {
+    {SQLITE_CONSTRAINT_PRIMARYKEY, DataDuplicate, nullptr},
+    {SQLITE_CONSTRAINT_UNIQUE, DataDuplicate, nullptr},
+    {SQLITE_CONSTRAINT_ROWID, DataDuplicate, nullptr},
+    {SQLITE_CONSTRAINT, DataConstraint, nullptr},
+    {SQLITE_BUSY, DataLocked, "it is locked by another connection"},
+    {SQLITE_LOCKED, DataLocked, "it is locked by another connection"},
+    {SQLITE_READONLY, DataReadOnly, "it can't be written"},
+    {SQLITE_PERM, DataReadOnly, "there is no permission to open it"},
+    {SQLITE_AUTH, DataReadOnly, nullptr},
+    {SQLITE_CANTOPEN, DataConnectionLost, "it can't be opened"},
+    {SQLITE_NOTADB, DataOther, "it is not an SQLite database"},
+    {SQLITE_CORRUPT, DataOther, "the database is corrupt"},
+    {SQLITE_FULL, DataOther, "the disk or the database is full"},
+    {SQLITE_NOMEM, DataNoMemory, "memory ran out"},
+    {SQLITE_INTERRUPT, kDataInterrupted, "the walk was cancelled"},
+    {SQLITE_ERROR, DataBadStatement, nullptr},
+    {SQLITE_SCHEMA, DataBadStatement, nullptr},
+    {SQLITE_MISMATCH, DataBadStatement, nullptr},
+    {SQLITE_RANGE, DataBadStatement, nullptr},
+    {SQLITE_TOOBIG, DataBadStatement, nullptr},
+};
+
+const CodeStatus* FindCode(int code) noexcept {
+    for (const int wanted : {code, code & 0xFF}) {
+        for (const CodeStatus& entry : kCodes) {
+            if (entry.code == wanted) {
+                return &entry;
+            }
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+std::int32_t SqliteStatus(int code) noexcept {
+    const CodeStatus* const entry = FindCode(code);
+    return entry != nullptr ? entry->status : std::int32_t{DataOther};
+}
+
+ESqlError SqliteError(const Chaine& location, sqlite3* database, int code) {
+    const CodeStatus* const entry = FindCode(code);
+    ESqlError error;
+    error.status = SqliteStatus(code);
+    error.engineCode = code;
+    error.text = location;
+    error.text.Append(": ");
+    if (entry != nullptr && entry->sentence != nullptr) {
+        error.text.Append(entry->sentence);
+    } else {
+        error.text.Append(database != nullptr ? sqlite3_errmsg(database) : sqlite3_errstr(code));
+    }
+    return error;
+}
+
+}  // namespace etabulon

@@ -1,0 +1,262 @@
+#include "ESqliteSchema.h"
+
+#include "ESqliteError.h"
+#include "etabulon/sql/ESqlText.h"
+
+#include <sqlite3.h>
+
+#include <algorithm>
+
+namespace etabulon {
+
+namespace {
+
+Chaine TextOf(const ESqlValue& value) {
+    return value.bytes != nullptr ? Chaine(value.bytes, value.size) : Chaine();
+}
+
+ESqlValue TextValue(const Chaine& text) {
+    ESqlValue value;
+    value.kind = ESqlValue::Kind::Text;
+    value.bytes = text.c_str();
+    value.size = text.Length();
+    return value;
+}
+
+std::string Quoted(const Chaine& name) {
+    std::string quoted;
+    static_cast<void>(SqlQuote(quoted, name.View()));
+    return quoted;
+}
+
+class SchemaReader {
+public:
+    SchemaReader(ESqliteConnection& connection, const ESqliteTypeHints& hints)
+        : connection_(connection), hints_(hints) {}
+
+    [[nodiscard]] bool Read(std::vector<ESqlTableInfo>& tables);
+
+private:
+    struct Entry {
+        ESqlTableInfo table;
+        bool withoutRowId = false;
+        bool isTable = false;
+        Chaine statement;
+    };
+    /// Runs `statement` with one text bound; `take` sees each row. False on failure.
+    template <class Take>
+    [[nodiscard]] bool Each(const char* statement, const Chaine& bound, Take take);
+    [[nodiscard]] bool ReadColumns(Entry& entry);
+    void Describe(const Entry& entry, ESqlColumn& column);
+    [[nodiscard]] bool ReadKey(Entry& entry, std::vector<std::pair<std::int64_t, unsigned>> parts);
+    [[nodiscard]] bool ReadForeignKeys(Entry& entry);
+
+    ESqliteConnection& connection_;
+    const ESqliteTypeHints& hints_;
+};
+
+template <class Take>
+bool SchemaReader::Each(const char* statement, const Chaine& bound, Take take) {
+    const auto prepared = connection_.Prepare(statement);
+    if (prepared == nullptr) {
+        return false;
+    }
+    prepared->Bind(1, TextValue(bound));
+    ESqlStep step = ESqlStep::Done;
+    while ((step = prepared->Step()) == ESqlStep::Row) {
+        take(*prepared);
+    }
+    return step == ESqlStep::Done;
+}
+
+bool SchemaReader::Read(std::vector<ESqlTableInfo>& tables) {
+    std::vector<Entry> entries;
+    const bool isListed = Each(
+        "SELECT l.name, l.type, l.wr, s.sql FROM pragma_table_list AS l "
+        "JOIN main.sqlite_schema AS s ON s.name = l.name AND s.type IN ('table','view') "
+        "WHERE l.schema = ?1 AND l.type <> 'shadow' AND l.name NOT LIKE 'sqlite\\_%' "
+        "ESCAPE '\\' ORDER BY l.name",
+        "main", [&entries](ISqlStatement& row) {
+            Entry entry;
+            entry.table.name = TextOf(row.Column(0));
+            entry.isTable = TextOf(row.Column(1)) == Chaine("table");
+            entry.table.isView = !entry.isTable;
+            entry.withoutRowId = row.Column(2).integer != 0;
+            entry.statement = TextOf(row.Column(3));
+            entries.push_back(std::move(entry));
+        });
+    if (!isListed) {
+        return false;
+    }
+    for (Entry& entry : entries) {
+        entry.table.qualifiedName =
+            Chaine("\"main\".") + Chaine(std::string_view(Quoted(entry.table.name)));
+        entry.table.binaryCollation = " COLLATE BINARY";
+        if (!ReadColumns(entry)) {
+            // A view over what isn't there any more, or a virtual table without its module.
+            if (!entry.isTable && (sqlite3_errcode(connection_.Handle()) & 0xFF) == SQLITE_ERROR) {
+                continue;
+            }
+            return false;
+        }
+        if (!ReadForeignKeys(entry)) {
+            return false;
+        }
+        if (!entry.table.columns.empty()) {
+            tables.push_back(std::move(entry.table));
+        }
+    }
+    return true;
+}
+
+bool SchemaReader::ReadColumns(Entry& entry) {
+    std::vector<std::pair<std::int64_t, unsigned>> keyParts;
+    const bool isRead =
+        Each("SELECT name, type, \"notnull\", pk, hidden FROM pragma_table_xinfo(?1)",
+             entry.table.name, [&](ISqlStatement& row) {
+                 constexpr std::int64_t kHidden = 1;  // 2 and 3 are generated columns
+                 const std::int64_t hidden = row.Column(4).integer;
+                 if (hidden == kHidden) {
+                     return;
+                 }
+                 ESqlColumn column;
+                 column.name = TextOf(row.Column(0));
+                 column.declared = TextOf(row.Column(1));
+                 column.notNull = row.Column(2).integer != 0;
+                 column.generated = hidden > kHidden;
+                 if (const std::int64_t part = row.Column(3).integer; part > 0) {
+                     keyParts.emplace_back(part, static_cast<unsigned>(entry.table.columns.size()));
+                 }
+                 Describe(entry, column);
+                 entry.table.columns.push_back(std::move(column));
+             });
+    return isRead && (!entry.isTable || ReadKey(entry, std::move(keyParts)));
+}
+
+void SchemaReader::Describe(const Entry& entry, ESqlColumn& column) {
+    const auto hint =
+        hints_.find(std::string(entry.table.name.c_str()) + '.' + column.name.c_str());
+    const SqliteAffinity affinity = SqliteAffinityOf(column.declared.View());
+    column.type = hint != hints_.end() ? hint->second : SqliteColumnType(column.declared.View());
+    const std::string name = Quoted(column.name);
+    switch (column.type) {
+        case TYPE_INT64:
+            column.push = ESqlPush::Number;
+            // Wider than needed: a real without fraction reads as a whole number.
+            column.isMissing = "(typeof(" + name + ") <> 'integer')";
+            break;
+        case TYPE_DOUBLE:
+            column.push = ESqlPush::Number;
+            column.isMissing = "(typeof(" + name + ") NOT IN ('integer','real'))";
+            break;
+        case TYPE_BOOL:
+            column.push = ESqlPush::Number;
+            break;
+        case TYPE_DATE:
+            column.push = ESqlPush::IsoDate;
+            break;
+        case TYPE_CHAINE:
+            // Elsewhere a number may be read as text, and SQL finds it different from that text.
+            // So it may be in a view that joins several statements, whatever the first declares.
+            if (affinity == SqliteAffinity::Text && entry.isTable) {
+                column.push = ESqlPush::Text;
+            }
+            column.isMissing = "(typeof(" + name + ") IN ('null','blob'))";
+            break;
+        default:
+            break;
+    }
+    const char* collation = nullptr;
+    if (entry.isTable &&
+        sqlite3_table_column_metadata(connection_.Handle(), "main", entry.table.name.c_str(),
+                                      column.name.c_str(), nullptr, &collation, nullptr, nullptr,
+                                      nullptr) == SQLITE_OK &&
+        collation != nullptr) {
+        column.binaryOrder = std::string_view(collation) == "BINARY";
+    }
+}
+
+bool SchemaReader::ReadKey(Entry& entry, std::vector<std::pair<std::int64_t, unsigned>> parts) {
+    ESqlTableInfo& table = entry.table;
+    std::sort(parts.begin(), parts.end());
+    for (const auto& [part, column] : parts) {
+        table.key.push_back(column);
+    }
+    if (entry.withoutRowId) {
+        table.keyKind = ESqlKeyKind::Columns;
+        return true;
+    }
+    if (!parts.empty()) {
+        bool hasIndex = false;
+        if (!Each("SELECT 1 FROM pragma_index_list(?1) WHERE origin = 'pk'", table.name,
+                  [&hasIndex](ISqlStatement&) { hasIndex = true; })) {
+            return false;
+        }
+        // Only a key without an index of its own is the row number under another name.
+        table.keyKind = hasIndex ? ESqlKeyKind::Columns : ESqlKeyKind::Integer;
+        return true;
+    }
+    for (const char* const name : {"rowid", "_rowid_", "oid"}) {
+        const bool isHidden = std::any_of(
+            table.columns.begin(), table.columns.end(),
+            [name](const ESqlColumn& column) { return column.name.EqualsFolded(Chaine(name)); });
+        if (!isHidden) {
+            table.keyKind = ESqlKeyKind::RowId;
+            table.rowIdName = name;
+            return true;
+        }
+    }
+    return true;  // nothing to tell its rows apart: walked like a view
+}
+
+bool SchemaReader::ReadForeignKeys(Entry& entry) {
+    ESqlTableInfo& table = entry.table;
+    std::int64_t last = -1;
+    std::vector<std::int64_t> ids;
+    const bool isRead = Each(
+        "SELECT id, \"table\", \"from\", \"to\" FROM pragma_foreign_key_list(?1) ORDER BY id, seq",
+        table.name, [&](ISqlStatement& row) {
+            const std::int64_t id = row.Column(0).integer;
+            if (id != last) {
+                last = id;
+                ids.push_back(id);
+                table.foreignKeys.emplace_back();
+                table.foreignKeys.back().target = TextOf(row.Column(1));
+            }
+            ESqlForeignKey& link = table.foreignKeys.back();
+            const Chaine from = TextOf(row.Column(2));
+            for (unsigned i = 0; i < table.columns.size(); ++i) {
+                if (table.columns[i].name.EqualsFolded(from)) {
+                    link.columns.push_back(i);
+                }
+            }
+            if (const ESqlValue to = row.Column(3); to.kind == ESqlValue::Kind::Text) {
+                link.targetColumns.push_back(TextOf(to));
+            }
+        });
+    const std::vector<Chaine> names = SqliteConstraintNames(entry.statement.View());
+    for (std::size_t i = 0; i < ids.size(); ++i) {
+        // SQLite numbers them from the last one declared.
+        ESqlForeignKey& link = table.foreignKeys[i];
+        if (names.size() == ids.size()) {
+            link.name = names[names.size() - 1 - static_cast<std::size_t>(ids[i])];
+        }
+        if (link.name.IsEmpty() && !link.columns.empty()) {
+            link.name = table.columns[link.columns.front()].name;
+        }
+    }
+    return isRead;
+}
+
+}  // namespace
+
+bool ReadSqliteSchema(ESqliteConnection& connection, const ESqliteTypeHints& hints,
+                      std::vector<ESqlTableInfo>& tables, ESqlError& error) {
+    if (SchemaReader(connection, hints).Read(tables)) {
+        return true;
+    }
+    error = connection.LastError();
+    return false;
+}
+
+}  // namespace etabulon

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "ESqliteConnection.h"
+#include "etabulon/sql/ESqlRow.h"
+
+#include <sqlite3.h>
+
+namespace etabulon {
+
+class ESqliteStatement final : public ISqlStatement {
+public:
+    ESqliteStatement(ESqliteConnection& connection, sqlite3_stmt* statement)
+        : connection_(connection), statement_(statement) {}
+    ~ESqliteStatement() override { sqlite3_finalize(statement_); }
+    ESqliteStatement(const ESqliteStatement&) = delete;
+    ESqliteStatement& operator=(const ESqliteStatement&) = delete;
+
+    void Bind(int parameter, const ESqlValue& value) override;
+    ESqlStep Step() override;
+    ESqlStep StepWalk(ESqlRow& row) override;
+    void ReadRow(ESqlRow& row) override;
+    ESqlValue Column(int column) override;
+    void Reset() override { sqlite3_reset(statement_); }
+
+private:
+    ESqliteConnection& connection_;
+    sqlite3_stmt* statement_;  // owned
+};
+
+}  // namespace etabulon
