@@ -1,0 +1,34 @@
+#pragma once
+
+#include "etabulon/foundation/ECountedUnknown.h"
+#include "etabulon/foundation/ERef.h"
+
+namespace etabulon {
+
+class ETabulonCumulBuffer;
+class ETabulonCumulFuncOnVar;
+class ETabulonExtractValue;
+class ETabulonValue;
+
+/// A running calculation: a buffer, and the calculation that it is of.
+///
+/// Ownership  counted; holds a reference to each of the two.
+class ETABULON_API ETabulonCumulBufferOnVar : public virtual ECountedUnknown {
+public:
+    ETabulonCumulBufferOnVar(ETabulonCumulFuncOnVar* desc, ETabulonCumulBuffer* buffer);
+    ~ETabulonCumulBufferOnVar() override;
+
+    // No reference is added.
+    [[nodiscard]] ETabulonCumulFuncOnVar* Desc() const noexcept { return desc_.Get(); }
+    [[nodiscard]] ETabulonCumulBuffer* Function() const noexcept { return buffer_.Get(); }
+    /// As the buffer's: an average is computed here.
+    [[nodiscard]] const ETabulonValue& Result() const;
+    /// Folds the record's value of the variable, which must be one of the extract's.
+    void AddValue(const ETabulonExtractValue& extract);
+
+private:
+    ERef<ETabulonCumulFuncOnVar> desc_;
+    ERef<ETabulonCumulBuffer> buffer_;
+};
+
+}  // namespace etabulon

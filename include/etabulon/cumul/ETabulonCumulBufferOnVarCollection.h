@@ -1,0 +1,47 @@
+#pragma once
+
+#include "etabulon/cumul/ETabulonCumulBufferOnVar.h"
+#include "etabulon/cumul/ITabulonCumulBufferOnVarCollection.h"
+#include "etabulon/foundation/FSortedMap.h"
+#include "etabulon/foundation/PTableau.h"
+
+namespace etabulon {
+
+class Chaine;
+class ETabulonVariableID;
+
+/// The running calculations of one cell, in order of adding.
+///
+/// Ownership  counted; holds one reference for each entry.
+class ETABULON_API ETabulonCumulBufferOnVarCollection : public ITabulonCumulBufferOnVarCollection,
+                                                        public virtual ECountedUnknown {
+public:
+    ETabulonCumulBufferOnVarCollection() = default;
+    ETabulonCumulBufferOnVarCollection(const ETabulonCumulBufferOnVarCollection&) = delete;
+    ETabulonCumulBufferOnVarCollection& operator=(const ETabulonCumulBufferOnVarCollection&) =
+        delete;
+
+    [[nodiscard]] unsigned Size() const override { return calculations_.Size(); }
+    [[nodiscard]] ETabulonCumulBufferOnVar* Calculation(
+        const ETabulonCumulFuncOnVar* calculation) const override;
+    [[nodiscard]] ETabulonCumulBufferOnVar* Calculation(unsigned index) const override;
+
+    void AddCalculation(ETabulonCumulBufferOnVar* running, bool addRef);
+    /// Folds the record into every buffer, in order.
+    void AddValue(const ETabulonExtractValue& extract);
+    // Each returns a reference for the caller, or null. Of several, "first" is by address: nobody
+    // may rely on which it is.
+    /// The code without regard to case.
+    [[nodiscard]] ETabulonCumulBufferOnVar* FindFirstByFunctionName(const Chaine& code) const;
+    [[nodiscard]] ETabulonCumulBufferOnVar* FindFirstByVariableName(
+        const ETabulonVariableID& id) const;
+
+protected:
+    ~ETabulonCumulBufferOnVarCollection() override = default;
+
+private:
+    FSortedMap<const ETabulonCumulFuncOnVar*, ETabulonCumulBufferOnVar*> byFunction_;  // no refs
+    PTableau<ERef<ETabulonCumulBufferOnVar>> calculations_;
+};
+
+}  // namespace etabulon

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "etabulon/foundation/EExport.h"
+#include "etabulon/values/ETabulonValue.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace etabulon {
+
+class ETabulonPrimaryKey;
+class ITabulonCumulFuncOnVarCollection;
+
+namespace detail {
+
+/// The running calculations of many cells, packed: what grids and scores keep instead of an
+/// ETabulonCumulBufferOnVarCollection for each cell, with the same results.
+///
+/// A row is one cell: an accumulator for each calculation, 16 bytes for a number, a date or a
+/// count, 40 for a text, 72 for the code of an extreme record. A function that isn't one of the
+/// library's own classes runs in a buffer from its Start, one for each row.
+///
+/// Ownership  holds a reference for each calculation.
+/// Threads    as buffers: one walk writes; readers stand behind the lock of the owner.
+/// Cost       rows never move. Folding numbers allocates nothing.
+class ETABULON_API CumulCells {
+public:
+    explicit CumulCells(const ITabulonCumulFuncOnVarCollection& calculations);
+    CumulCells(CumulCells&& other) noexcept;
+    CumulCells& operator=(CumulCells&& other) noexcept;
+    ~CumulCells();
+
+    /// How many calculations a row holds.
+    [[nodiscard]] unsigned Size() const noexcept;
+    [[nodiscard]] std::uint32_t Rows() const noexcept { return rows_; }
+    /// A row over no records yet; rows are numbered from 0.
+    std::uint32_t AddRow();
+    /// Some function wants to know the records' keys.
+    [[nodiscard]] bool NeedsContext() const noexcept { return needsContext_; }
+
+    /// Folds a record into rows; into one that is named twice, twice. `values` holds one value for
+    /// each calculation, in order; `context` is the record's key, read only if NeedsContext().
+    void Fold(std::span<const std::uint32_t> rows, std::span<const EVariant* const> values,
+              const ETabulonPrimaryKey* context);
+    void Fold(std::uint32_t row, std::span<const EVariant* const> values,
+              const ETabulonPrimaryKey* context) {
+        Fold(std::span<const std::uint32_t>(&row, 1), values, context);
+    }
+    /// What the calculation's buffer would give.
+    [[nodiscard]] ETabulonValue Result(std::uint32_t row, unsigned calculation) const;
+
+private:
+    struct Plan;  // what is known of a calculation
+
+    [[nodiscard]] std::byte* State(std::uint32_t row, const Plan& plan) const noexcept;
+    void Start(std::uint32_t row);
+    void Free() noexcept;
+
+    std::vector<Plan> plans_;
+    std::vector<std::unique_ptr<std::byte[]>> chunks_;
+    std::uint32_t rows_ = 0;
+    std::uint32_t rowBytes_ = 0;
+    bool needsContext_ = false;
+};
+
+}  // namespace detail
+}  // namespace etabulon

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "etabulon/cumul/ETabulonCumulFunc.h"
+#include "etabulon/cumul/ITabulonCumulFuncCollection.h"
+#include "etabulon/foundation/FDictionnary.h"
+
+namespace etabulon {
+
+/// Functions by code, enumerated in code order without regard to case. It always holds the general
+/// ones: COMMONVAL, COUNT, LAST.
+///
+/// Ownership  holds one reference for each function; a copy shares them.
+/// Threads    reading is for any number of threads, as long as nobody adds.
+class ETABULON_API ETabulonCumulFuncCollection : public virtual ITabulonCumulFuncCollection {
+public:
+    ETabulonCumulFuncCollection();
+
+    [[nodiscard]] unsigned Size() const override { return functions_.Size(); }
+    [[nodiscard]] ETabulonCumulFunc* GetFunction(unsigned index) const override;
+    [[nodiscard]] ETabulonCumulFunc* GetFunction(const Chaine& code) const override;
+
+    /// Of two functions with one code the first stays; with `addRef` false the second is released.
+    void AddFunction(ETabulonCumulFunc* function, bool addRef);
+    void AddFunctions(const ITabulonCumulFuncCollection* other);
+
+private:
+    FDictionnaryNoCase<ERef<ETabulonCumulFunc>> functions_;
+};
+
+}  // namespace etabulon

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "etabulon/foundation/Chaine.h"
+#include "etabulon/foundation/ECountedUnknown.h"
+#include "etabulon/foundation/ERef.h"
+
+namespace etabulon {
+
+class DVariable;
+class EField;
+class ETabulonCumulBufferOnVar;
+class ETabulonCumulFunc;
+class ETabulonVariableDesc;
+class ETabulonVariableID;
+
+/// A calculation: a function bound to a variable, such as the sum of an amount.
+///
+/// Ownership  counted; holds a reference to each of the two.
+/// Failure    a function code that the variable doesn't offer builds null.
+class ETABULON_API ETabulonCumulFuncOnVar : public virtual ECountedUnknown {
+public:
+    // Each returns a reference for the caller, or null.
+    [[nodiscard]] static ETabulonCumulFuncOnVar* Build(ETabulonCumulFunc* function,
+                                                       ETabulonVariableDesc* variable);
+    [[nodiscard]] static ETabulonCumulFuncOnVar* Build(const Chaine& functionCode,
+                                                       const ETabulonVariableID& id, int type,
+                                                       unsigned size, const Chaine& header);
+    /// Of the field's number, if it has one, else of its name.
+    [[nodiscard]] static ETabulonCumulFuncOnVar* Build(const Chaine& functionCode,
+                                                       const EField& field, const Chaine& header);
+    /// `index` is the element of an array variable.
+    [[nodiscard]] static ETabulonCumulFuncOnVar* Build(const Chaine& functionCode,
+                                                       const DVariable* variable, int index);
+    ~ETabulonCumulFuncOnVar() override;
+
+    // No reference is added.
+    [[nodiscard]] ETabulonVariableDesc* Variable() const noexcept { return variable_.Get(); }
+    [[nodiscard]] ETabulonCumulFunc* Function() const noexcept { return function_.Get(); }
+    /// Returns a reference for the caller.
+    [[nodiscard]] ETabulonCumulBufferOnVar* Start();
+
+protected:
+    ETabulonCumulFuncOnVar(ETabulonVariableDesc* variable, ETabulonCumulFunc* function);
+
+private:
+    ERef<ETabulonVariableDesc> variable_;
+    ERef<ETabulonCumulFunc> function_;
+};
+
+}  // namespace etabulon

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "etabulon/foundation/EExport.h"
+
+namespace etabulon {
+
+class Chaine;
+class ETabulonCumulFunc;
+
+/// The functions that a type or a variable offers.
+class ETABULON_API ITabulonCumulFuncCollection {
+public:
+    virtual ~ITabulonCumulFuncCollection() = default;
+    [[nodiscard]] virtual unsigned Size() const = 0;
+    /// Returns a reference for the caller. Requires index < Size().
+    [[nodiscard]] virtual ETabulonCumulFunc* GetFunction(unsigned index) const = 0;
+    /// Returns a reference for the caller; null for a code that isn't there.
+    [[nodiscard]] virtual ETabulonCumulFunc* GetFunction(const Chaine& code) const = 0;
+};
+
+}  // namespace etabulon

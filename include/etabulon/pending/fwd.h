@@ -1,0 +1,7 @@
+#pragma once
+
+namespace etabulon {
+
+class ETabulonPendingChanges;
+
+}  // namespace etabulon

@@ -1,0 +1,92 @@
+#pragma once
+
+#include "etabulon/foundation/EVariant.h"
+#include "etabulon/foundation/FSortedMap.h"
+#include "etabulon/values/ETabulonPrimaryKey.h"
+#include "etabulon/values/ETabulonTag.h"
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace etabulon {
+
+class EField;
+class EFieldSet;
+class ETabulonCursor;
+class ETabulonPendingChanges;
+class ETabulonVariableDesc;
+class ITabulonCumulFuncOnVarCollection;
+
+/// One record for the calculations: its position, its key, and the values of their variables, seen
+/// through the pending changes.
+///
+/// Use        Init once a walk, SetCurrent or ViewCurrent at each record.
+/// Ownership  neither the pending changes nor the variables are owned, and both must outlive this;
+///            nor is the cursor of ViewCurrent.
+/// Threads    one at a time, const operations included.
+/// Cost       fields are looked for once for each field set: a walk allocates nothing per record.
+class ETABULON_API ETabulonExtractValue {
+public:
+    ETabulonExtractValue() = default;
+    /// A copy is a snapshot, also of what is only viewed.
+    ETabulonExtractValue(const ETabulonExtractValue& other);
+    ETabulonExtractValue& operator=(const ETabulonExtractValue& other);
+    virtual ~ETabulonExtractValue() = default;
+
+    /// Forgets all values and makes room for those of the calculations' variables. `pending` may be
+    /// null: records are read as they stand.
+    void Init(const ITabulonCumulFuncOnVarCollection* calculations,
+              const ETabulonPendingChanges* pending);
+    /// Takes a copy of the cursor's current record.
+    void SetCurrent(const ETabulonCursor& cursor);
+    /// The same without copying, for listeners that are done with a record when they return: it
+    /// reads the cursor, and is good until the cursor's next step. The key is made only if somebody
+    /// asks for it.
+    void ViewCurrent(const ETabulonCursor& cursor);
+
+    /// Requires a variable of Init.
+    [[nodiscard]] const EVariant& GetValue(const ETabulonVariableDesc* variable) const;
+    /// The values of the calculations' variables, one for each calculation of Init, in order.
+    [[nodiscard]] std::span<const EVariant* const> CalculationValues() const;
+    // Deliberate: false for every variable, changed or not. Nothing here keeps what the pending
+    // changes touched, and the functions that ask get this answer. IsModifiedIsAlwaysFalse holds
+    // it.
+    [[nodiscard]] bool IsModified(const ETabulonVariableDesc* /*variable*/) const noexcept {
+        return false;
+    }
+    [[nodiscard]] const ETabulonTag& Position() const;
+    [[nodiscard]] const ETabulonPrimaryKey& Context() const;
+
+protected:
+    using ValueMap = FSortedMap<const ETabulonVariableDesc*, EVariant>;
+    /// By address of the variable. After ViewCurrent the values are those of the last SetCurrent.
+    [[nodiscard]] const ValueMap& Values() const noexcept { return values_; }
+
+private:
+    /// Where a variable's value is read and kept; worked out once for each field set.
+    struct Binding {
+        const ETabulonVariableDesc* variable;
+        const EField* field;
+        EVariant* value;          // in values_
+        const EVariant* current;  // one of the two
+    };
+    void Bind(const EFieldSet& fields, bool viewed);
+    void ReadPending(const ETabulonTag& position);
+    void BindOwnValues();
+
+    const ETabulonPendingChanges* pending_ = nullptr;
+    ETabulonTag position_;
+    ETabulonPrimaryKey context_;
+    ValueMap values_;
+
+    const ETabulonCursor* cursor_ = nullptr;  // whose record is viewed; null after SetCurrent
+    std::vector<Binding> bindings_;           // in the order of values_
+    std::vector<std::uint32_t> places_;       // in values_, for each calculation
+    std::vector<const EVariant*> calculationValues_;
+    const EField* boundFields_ = nullptr;  // first field of the set that bindings_ are for
+    std::uint64_t boundShape_ = 0;
+    bool boundViewed_ = false;
+};
+
+}  // namespace etabulon
