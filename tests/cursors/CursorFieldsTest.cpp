@@ -1,0 +1,207 @@
+#include "support/AllocationCount.h"
+#include "support/ScriptCursor.h"
+#include "support/Tags.h"
+#include "support/WalkTrace.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+namespace etabulon {
+namespace {
+
+using test::AllocationCount;
+using test::ScriptCursor;
+using test::Tag;
+
+TEST(CurrentRecord, BuildsTagAndKeyOnceAndOnlyWhenAsked) {
+    ScriptCursor cursor{{"country", "city"}, {{"FR", "Lyon"}, {"DE", "Ulm"}}};
+    EXPECT_TRUE(cursor.CurrentTag().IsRoot());
+    EXPECT_FALSE(cursor.PrimaryKey().IsSet());
+    EXPECT_EQ(cursor.tagsBuilt + cursor.keysBuilt, 0);
+    EXPECT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
+    EXPECT_EQ(cursor.tagsBuilt + cursor.keysBuilt, 0);
+    for (int again = 0; again < 2; ++again) {
+        EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine("[FR, Lyon]"));
+        EXPECT_EQ(cursor.PrimaryKey().Position(), 0);
+        EXPECT_EQ(cursor.tagsBuilt, 1);
+        EXPECT_EQ(cursor.keysBuilt, 1);
+    }
+    EXPECT_EQ(cursor.CallGetNext(), StatusOk);
+    EXPECT_EQ(cursor.PrimaryKey().Position(), 1);
+    EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine("[DE, Ulm]"));
+    EXPECT_EQ(cursor.tagsBuilt, 2);
+}
+
+TEST(CurrentRecord, IsStaleForWhoeverMayWrite) {
+    ScriptCursor cursor{{"country", "city"}, {{"FR", "Lyon"}}};
+    EXPECT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
+    static_cast<void>(cursor.CurrentTag());
+    static_cast<void>(cursor.Field("city"));
+    static_cast<void>(cursor.Fields());
+    EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine("[FR, Lyon]"));
+    EXPECT_EQ(cursor.tagsBuilt, 1);
+    cursor.iField("city") <<= "Nice";
+    EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine("[FR, Nice]"));
+    static_cast<void>(cursor.PrimaryKey());
+    EXPECT_EQ(cursor.keysBuilt, 1);
+}
+
+TEST(LevelValue, HasTheTextOfItsLabelAndTheDataOfItsVariable) {
+    ScriptCursor cursor{{"code", "name"}, {{"FR", "France"}, {"DE", ""}, {EVariant(), "None"}}};
+    ETabulonLevels levels;
+    levels.AddLevel("", "code", "name", nullptr, false);
+    levels.AddLevel("", "code", "", nullptr, false);
+    levels.AddLevel("", "code", "unknown", nullptr, false);
+    levels.AddLevel("", "unknown", "name", nullptr, false);
+    cursor.Init(levels);
+    const char* const shown[] = {"[France, FR, FR, ]", "[DE, DE, DE, ]", "[, , , ]"};
+    CursorStatus status = cursor.CallReset(ETabulonTag::Null);
+    for (const char* tag : shown) {
+        ASSERT_EQ(status, StatusOk);
+        EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine(tag));
+        EXPECT_EQ(cursor.CurrentTag().Value(0).Data(), cursor.Field("code"));
+        for (unsigned int level = 0; level < levels.Size(); ++level) {
+            const ETabulonLevels::Level& told = levels.GetLevel(level);
+            const ETabulonValue value = cursor.Value(told.DataID(), told.DescID());
+            EXPECT_EQ(value, cursor.CurrentTag().Value(level));
+            EXPECT_EQ(value.DisplayValue(), cursor.CurrentTag().Value(level).DisplayValue());
+            EXPECT_FALSE(value.IsModified());
+        }
+        status = cursor.CallGetNext();
+    }
+    EXPECT_EQ(status, StatusEnd);
+}
+
+TEST(LevelValue, FollowsNewLevelsAndNewFields) {
+    ScriptCursor cursor{{"code", "name"}, {{"FR", "France"}}};
+    EXPECT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
+    EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine("[FR, France]"));
+    ETabulonLevels levels;
+    levels.AddLevel("", "name", nullptr, false);
+    levels.AddLevel("", "extra", nullptr, false);
+    cursor.Init(levels);
+    EXPECT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
+    EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine("[France, ]"));
+    std::int32_t extra = 12;
+    cursor.DeclareExtraField("extra", TYPE_LONG, 4, &extra, "");
+    EXPECT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
+    EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine("[France, 12]"));
+    // The levels are the cursor's own, whatever becomes of the ones it was given.
+    levels.AddLevel("", "code", nullptr, false);
+    EXPECT_EQ(cursor.Levels().Size(), 2U);
+}
+
+TEST(ExtraField, ViewsTheMemoryGivenAndIsFoundByNumberOrName) {
+    ScriptCursor cursor{{"city"}, {{"Lyon"}}};
+    std::int32_t number = 12;
+    double amount = 2.5;
+    const EField& named = cursor.DeclareExtraField("people", TYPE_LONG, 4, &number, "People");
+    EXPECT_EQ(named.Name(), Chaine("people"));
+    EXPECT_EQ(named.Infos().Header(), Chaine("People"));
+    EXPECT_EQ(named.Infos().Accelerator(), 0U);
+    EXPECT_EQ(dynamic_cast<const EFInfosHandlerLocal&>(named.Infos()).GetOffset(), 8);
+    EXPECT_EQ(cursor.DeclareExtraField(40UL, TYPE_DOUBLE, 8, &amount, "").AsDouble(), 2.5);
+    number = 13;
+    EXPECT_EQ(cursor.Field("PEOPLE").AsInt64(), 13);
+    cursor.iField(40UL) <<= 3;
+    EXPECT_EQ(amount, 3.0);
+    EXPECT_TRUE(ETabulonVariableID(40UL).ExistsIn(cursor.Fields()));
+    EXPECT_FALSE(ETabulonVariableID(41UL).ExistsIn(cursor.Fields()));
+    EXPECT_TRUE(ETabulonVariableID("people").ExistsIn(cursor.Fields()));
+    EXPECT_FALSE(ETabulonVariableID("ghost").ExistsIn(cursor.Fields()));
+    EXPECT_TRUE(cursor.Field("ghost").IsMissing());
+}
+
+TEST(ExtraField, ThatExistsIsLeftAsItIs) {
+    ScriptCursor cursor{{"city"}, {{"Lyon"}}};
+    std::int32_t number = 12, other = 13;
+    cursor.DeclareExtraField(40UL, TYPE_LONG, 4, &number, "");
+    EXPECT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
+    EXPECT_FALSE(cursor.FieldsDirty());
+    static_cast<void>(cursor.TakeSteps());
+    for (const ETabulonVariableID& id : {ETabulonVariableID(40UL), ETabulonVariableID(" 40")}) {
+        EXPECT_EQ(cursor.DeclareExtraField(id, TYPE_LONG, 4, &other, "").AsInt64(), 12);
+    }
+    EXPECT_EQ(cursor.DeclareExtraField("CITY", TYPE_LONG, 4, &other, "").Type(), TYPE_CHAINE);
+    EXPECT_FALSE(cursor.FieldsDirty());
+    EXPECT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
+    EXPECT_EQ(cursor.TakeSteps(), "reset calc accept");
+    cursor.DeclareExtraField("new", TYPE_LONG, 4, &other, "");
+    EXPECT_TRUE(cursor.FieldsDirty());
+    EXPECT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
+    EXPECT_EQ(cursor.TakeSteps(), "prepare reset calc accept");
+}
+
+TEST(DeclaredFields, AreAskedForByInitWhileNothingIsPrepared) {
+    ScriptCursor cursor{{"city"}, {{"Lyon"}}};
+    EXPECT_EQ(cursor.TakeSteps(), "declare");
+    EXPECT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
+    EXPECT_EQ(cursor.TakeSteps(), "prepare reset calc accept");
+    // Nothing is dirty once they are.
+    cursor.Init(cursor.Levels());
+    EXPECT_EQ(cursor.TakeSteps(), "");
+    EXPECT_EQ(cursor.Levels().Size(), 1U);
+    const EFieldSet fields = cursor.Fields();
+    cursor.ResetDeclaredFields();
+    cursor.Init(cursor.Levels());
+    EXPECT_EQ(cursor.TakeSteps(), "declare");
+    cursor.ResetDeclaredFields();
+    std::int32_t number = 12;
+    EXPECT_EQ(cursor.DeclareExtraField("only", TYPE_LONG, 4, &number, "").AsInt64(), 12);
+    EXPECT_EQ(cursor.Fields().Size(), 1U);
+    cursor.ResetDeclaredFields();
+    cursor.DeclareMasterFields(fields);
+    EXPECT_EQ(cursor.Fields().ShapeNumber(), fields.ShapeNumber());
+    EXPECT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
+    EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine("[Lyon]"));
+}
+
+/// Looks at everything a filler looks at, and keeps nothing.
+class Looker : public ETabulonCursor::INotifier, public virtual ECountedUnknown {
+public:
+    CursorStatus OnReset(const ETabulonTag&, const ETabulonCursor&) override { return StatusOk; }
+    CursorStatus OnMove(const ETabulonCursor& cursor) override {
+        ++records;
+        sum += cursor.CurrentTag().KnownLevelsCount() + cursor.PrimaryKey().Fields().Size();
+        return StatusOk;
+    }
+    void OnDone(const ETabulonCursor&) override {}
+    void OnCancel(const ETabulonCursor&) override {}
+    void OnError(const ETabulonCursor&, CursorStatus) override {}
+    unsigned records = 0;
+    std::size_t sum = 0;
+};
+
+TEST(WarmWalk, AllocatesNothingPerRecord) {
+    std::vector<ScriptCursor::Row> rows;
+    for (int number = 0; number < 500; ++number) {
+        const std::string city = "a city whose name is long, number " + std::to_string(number);
+        rows.push_back({number % 3 == 0 ? "FR" : "DE", city.c_str()});
+    }
+    ScriptCursor cursor{{"country", "city"}, rows};
+    cursor.isQuiet = true;
+    ETabulonLevels levels;
+    levels.AddLevel("", "country", "city", nullptr, false);
+    levels.AddLevel("", "city", nullptr, false);
+    cursor.Init(levels);
+    const auto looker = MakeRef<Looker>();
+    const ECursorListening listening(cursor, *looker);
+    const auto taken = [&](const ETabulonTag& tag) {
+        const AllocationCount count;
+        EXPECT_EQ(cursor.Browse(tag), StatusOk);
+        return count.Taken();
+    };
+    const ETabulonTag france = Tag({{0, "FR"}});
+    static_cast<void>(taken(france));
+    looker->records = 0;
+    // A reset copies the tag; nothing else does, however many records there are.
+    EXPECT_LE(taken(france), 2U);
+    EXPECT_EQ(looker->records, 167U);
+    EXPECT_LE(taken(ETabulonTag::Null), 1U);
+    EXPECT_EQ(looker->records, 667U);
+}
+
+}  // namespace
+}  // namespace etabulon
