@@ -1,0 +1,165 @@
+#include "grid/TagIndex.h"
+
+#include <algorithm>
+
+namespace etabulon::detail {
+
+namespace {
+
+std::uint64_t PairOf(std::uint32_t first, std::uint32_t second) noexcept {
+    return std::uint64_t{first} << 32 | second;
+}
+
+std::uint32_t HashOf(std::uint64_t pair) noexcept {
+    pair = (pair ^ (pair >> 29)) * 0x9E3779B97F4A7C15U;
+    return static_cast<std::uint32_t>(pair >> 32);
+}
+
+}  // namespace
+
+std::uint32_t PairNumbers::Find(std::uint32_t first, std::uint32_t second) const {
+    const std::uint64_t pair = PairOf(first, second);
+    const std::int32_t found = index_.Find(HashOf(pair), [this, pair](std::int32_t number) {
+        return pairs_[static_cast<std::size_t>(number)] == pair;
+    });
+    return static_cast<std::uint32_t>(found);  // -1 is kNone
+}
+
+std::uint32_t PairNumbers::FindOrAdd(std::uint32_t first, std::uint32_t second) {
+    const std::uint32_t found = Find(first, second);
+    if (found != kNone) {
+        return found;
+    }
+    const std::uint64_t pair = PairOf(first, second);
+    index_.Reserve(Size() + 1);
+    pairs_.push_back(pair);
+    index_.Add(HashOf(pair), static_cast<std::int32_t>(Size() - 1));
+    return Size() - 1;
+}
+
+TagIndex::TagIndex(const ETabulonTag& root, std::span<const unsigned int> levels) : root_(root) {
+    for (const unsigned int level : levels) {
+        if (ColumnOf(level) < 0) {
+            columns_.push_back({level, root_.Find(level), 0, {}});
+        }
+    }
+    chain_.resize(columns_.size() < 2 ? columns_.size() : columns_.size() - 1);
+    last_.assign(columns_.size(), kAbsent);
+}
+
+int TagIndex::ColumnOf(unsigned int level) const noexcept {
+    const auto found =
+        std::find_if(columns_.begin(), columns_.end(),
+                     [level](const Column& column) { return column.level == level; });
+    return found == columns_.end() ? -1 : static_cast<int>(found - columns_.begin());
+}
+
+// Records of one walk have one shape: the level is where it was in the last one.
+const ETabulonValue* TagIndex::ValueIn(const ETabulonTag& tag, Column& column) const {
+    const unsigned int count = tag.KnownLevelsCount();
+    if (column.place < count && tag.LevelAt(column.place) == column.level) {
+        return &tag.ValueAt(column.place);
+    }
+    for (unsigned int place = 0; place < count; ++place) {
+        if (tag.LevelAt(place) == column.level) {
+            column.place = place;
+            return &tag.ValueAt(place);
+        }
+    }
+    return column.inRoot;
+}
+
+std::uint32_t TagIndex::FindOrAdd(const ETabulonTag& tag) {
+    bool same = lastDetail_ != kNone;
+    for (std::size_t at = 0; at < columns_.size(); ++at) {
+        Column& column = columns_[at];
+        const ETabulonValue* const value = ValueIn(tag, column);
+        const std::uint32_t number = value == nullptr ? kAbsent : column.values.NumberOf(*value);
+        same = same && last_[at] == number;
+        last_[at] = number;
+    }
+    if (same) {
+        return lastDetail_;
+    }
+    lastDetail_ = kNone;  // should anything fail below
+    const std::uint32_t detail = Chain();
+    if (detail == size_) {
+        KeepSpellings(tag, detail);
+        ++size_;
+    }
+    lastDetail_ = detail;
+    return detail;
+}
+
+std::uint32_t TagIndex::Chain() {
+    if (columns_.empty()) {
+        return 0;
+    }
+    if (columns_.size() == 1) {
+        return chain_[0].FindOrAdd(0, last_[0]);
+    }
+    std::uint32_t number = last_[0];
+    for (std::size_t at = 1; at < columns_.size(); ++at) {
+        number = chain_[at - 1].FindOrAdd(number, last_[at]);
+    }
+    return number;
+}
+
+std::uint32_t TagIndex::Find(std::span<const std::uint32_t> numbers) const {
+    if (columns_.empty()) {
+        return size_ == 0 ? kNone : 0;
+    }
+    if (columns_.size() == 1) {
+        return chain_[0].Find(0, numbers[0]);
+    }
+    std::uint32_t number = numbers[0];
+    for (std::size_t at = 1; at < columns_.size(); ++at) {
+        number = chain_[at - 1].Find(number, numbers[at]);
+        if (number == kNone) {
+            return kNone;
+        }
+    }
+    return number;
+}
+
+std::uint32_t TagIndex::NumberAt(std::uint32_t detail, std::size_t column) const {
+    if (columns_.size() == 1) {
+        return chain_[0].SecondOf(detail);
+    }
+    for (std::size_t at = columns_.size() - 1; at > std::max<std::size_t>(column, 1); --at) {
+        detail = chain_[at - 1].FirstOf(detail);
+    }
+    return column == 0 ? chain_[0].FirstOf(detail) : chain_[column - 1].SecondOf(detail);
+}
+
+// Equal values may be spelled differently, and a new detail is what brings a spelling in.
+void TagIndex::KeepSpellings(const ETabulonTag& tag, std::uint32_t detail) {
+    for (std::size_t at = 0; at < columns_.size(); ++at) {
+        if (last_[at] == kAbsent) {
+            continue;
+        }
+        Column& column = columns_[at];
+        const std::uint32_t spelling = column.values.SpellingOf(last_[at], *ValueIn(tag, column));
+        if (spelling != column.values.FirstSpelling(last_[at])) {
+            otherSpellings_[SpellingKey(detail, at)] = spelling;
+        }
+    }
+}
+
+ETabulonTag TagIndex::Tag(std::uint32_t detail) const {
+    ETabulonTag tag(root_);
+    for (std::size_t at = 0; at < columns_.size(); ++at) {
+        const std::uint32_t number = NumberAt(detail, at);
+        if (number == kAbsent) {
+            continue;
+        }
+        const ValueNumbers& values = columns_[at].values;
+        const auto other = otherSpellings_.find(SpellingKey(detail, at));
+        tag.SetValue(columns_[at].level,
+                     values.Spelling(other == otherSpellings_.end() ? values.FirstSpelling(number)
+                                                                    : other->second));
+    }
+    return tag;
+}
+
+}  // namespace etabulon::detail

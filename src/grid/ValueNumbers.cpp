@@ -1,0 +1,121 @@
+#include "grid/ValueNumbers.h"
+
+#include "etabulon/foundation/EDataType.h"
+
+#include <cstring>
+
+namespace etabulon::detail {
+
+namespace {
+
+bool HasSameData(const EVariant& a, const EVariant& b) {
+    if (a.Type() == b.Type() && a.GetBuffer() == b.GetBuffer()) {
+        return true;  // one body, or nothing on both sides
+    }
+    return a.AsChaine() == b.AsChaine();
+}
+
+// One more element can be added without a failure. Grows as adding does.
+template <class T>
+void MakeRoom(std::vector<T>& elements) {
+    if (elements.size() == elements.capacity()) {
+        elements.reserve(2 * elements.size() + 1);
+    }
+}
+
+}  // namespace
+
+bool ValueNumbers::Tell(const EVariant& data, Told& told) noexcept {
+    const ETypeInfo& info = TypeInfo(data.Type());
+    const void* const place = data.GetBuffer();
+    if (place == nullptr) {
+        return false;
+    }
+    told.type = data.Type();
+    if (info.IsSlot()) {
+        told.bits = reinterpret_cast<std::uintptr_t>(place);
+        return true;
+    }
+    if (!info.IsFixedSize() || info.naturalSize > sizeof told.bits) {
+        return false;
+    }
+    std::memcpy(&told.bits, place, info.naturalSize);
+    return true;
+}
+
+ValueNumbers::Told& ValueNumbers::PlaceOf(const Told& told) noexcept {
+    constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15U;
+    return recent_[(told.bits * kOdd) >> (64 - kRecentBits)];
+}
+
+// The address of a text is good only while the body lives, and the only body that is sure to live
+// is the one kept here.
+bool ValueNumbers::CanBeKept(const EVariant& data, std::uint32_t number) const noexcept {
+    return !TypeInfo(data.Type()).IsSlot() ||
+           data.GetBuffer() == Spelling(FirstSpelling(number)).Data().GetBuffer();
+}
+
+std::uint32_t ValueNumbers::NumberOf(const ETabulonValue& value) {
+    Told told;
+    if (value.Status() != ETabulonValue::ValNormal || !Tell(value.Data(), told)) {
+        return FindOrAdd(value);
+    }
+    Told& place = PlaceOf(told);
+    if (place.bits == told.bits && place.type == told.type) {
+        return place.number;
+    }
+    told.number = FindOrAdd(value);
+    if (CanBeKept(value.Data(), told.number)) {
+        place = told;
+    }
+    return told.number;
+}
+
+std::uint32_t ValueNumbers::Find(const ETabulonValue& value, std::uint32_t hash) const {
+    const std::int32_t found = index_.Find(hash, [this, &value](std::int32_t number) {
+        return Spelling(FirstSpelling(static_cast<std::uint32_t>(number))) == value;
+    });
+    return static_cast<std::uint32_t>(found);  // -1 is kAbsent
+}
+
+std::uint32_t ValueNumbers::Find(const ETabulonValue& value) const {
+    return Find(value, value.Hash());
+}
+
+std::uint32_t ValueNumbers::FindOrAdd(const ETabulonValue& value) {
+    const std::uint32_t hash = value.Hash();
+    const std::uint32_t found = Find(value, hash);
+    if (found != kAbsent) {
+        return found;
+    }
+    const std::uint32_t number = Size();
+    index_.Reserve(number + 1);
+    MakeRoom(firstSpelling_);
+    firstSpelling_.push_back(AddSpelling(number, value));
+    index_.Add(hash, static_cast<std::int32_t>(number));
+    return number;
+}
+
+std::uint32_t ValueNumbers::AddSpelling(std::uint32_t number, const ETabulonValue& value) {
+    spellings_.push_back({value, number, kAbsent});
+    return SpellingCount() - 1;
+}
+
+std::uint32_t ValueNumbers::SpellingOf(std::uint32_t number, const ETabulonValue& value) {
+    std::uint32_t spelling = FirstSpelling(number);
+    for (;;) {
+        const ETabulonValue& known = Spelling(spelling);
+        if (HasSameData(known.Data(), value.Data()) && known.HasSameDisplay(value)) {
+            return spelling;
+        }
+        if (spellings_[spelling].next == kAbsent) {
+            break;
+        }
+        spelling = spellings_[spelling].next;
+    }
+    const std::uint32_t added = AddSpelling(number, value);
+    spellings_[spelling].next = added;
+    return added;
+}
+
+}  // namespace etabulon::detail
