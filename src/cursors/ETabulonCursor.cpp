@@ -41,8 +41,7 @@ void ETabulonCursor::Init(const ETabulonLevels& levels) {
     }
 }
 
-// ----------------------------------------------------------------------------------------
-// listeners
+// --------------------------------------------------------------------------------------- listeners
 
 void ETabulonCursor::AddNotifier(INotifier* notifier) {
     auto reference = ERef<INotifier>::Retain(notifier);
@@ -77,8 +76,7 @@ void ETabulonCursor::RemNotifiers(const PTableau<INotifier*>& notifiers) {
     }
 }
 
-// --------------------------------------------------------------------------------------------
-// steps
+// ------------------------------------------------------------------------------------------- steps
 
 // In each round below size and entry are read again at each turn, and nothing of a listener is
 // touched after its call: a listener may add and remove listeners, itself included. One that is
@@ -274,8 +272,7 @@ ETabulonValue ETabulonCursor::Value(const ETabulonVariableID& variable,
 
 ETabulonCursor::IUpdater* ETabulonCursor::Updater() { return nullptr; }
 
-// -------------------------------------------------------------------------------------------
-// fields
+// ------------------------------------------------------------------------------------------ fields
 
 const EFieldSet& ETabulonCursor::Fields() const {
     E_EXPECTS(fields_ != nullptr);

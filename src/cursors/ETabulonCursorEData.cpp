@@ -108,7 +108,18 @@ void ETabulonCursorEData::PrepareFields() {
     }
 }
 
+EFieldSet& ETabulonCursorEData::iFields() {
+    linksTouched_ = true;
+    return ETabulonCursor::iFields();
+}
+
 void ETabulonCursorEData::CalcFields() {
+    if (linksTouched_ && linkEngine_ != nullptr) {
+        // A record taken over as a whole has its linked values with it, and they were written where
+        // the engine reads to. It would keep them for the next record of the same key.
+        linkEngine_->ForgetBuffers();
+    }
+    linksTouched_ = false;
     for (std::size_t index = 0; index < links_.Size(); ++index) {
         linkEngine_->ResolveLink(links_.At(index).value, bufferProvider_.get());
     }

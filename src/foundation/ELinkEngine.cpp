@@ -44,6 +44,8 @@ public:
     bool Open();
     /// What is in the buffer doesn't count any more.
     void Forget();
+    /// What is in the buffer may be anybody's.
+    void ForgetBuffer() noexcept { isKnown_ = isBlank_ = false; }
     /// Brings the buffer up to date with the record that the hop starts from, null if there is
     /// none. False, and a blank buffer, where there is no target.
     bool Follow(const std::byte* from);
@@ -213,6 +215,14 @@ int LinkEngineEDataTable::InitializeLinks() {
         }
     }
     return areOpen ? 1 : 0;
+}
+
+void LinkEngineEDataTable::ForgetBuffers() {
+    for (const auto& step : state_->steps) {
+        if (!step->IsStart()) {
+            step->ForgetBuffer();
+        }
+    }
 }
 
 const void* LinkEngineEDataTable::ResolveLink(const LinkDescriptor& descriptor,

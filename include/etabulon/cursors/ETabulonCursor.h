@@ -30,15 +30,14 @@ public:
 ///
 /// Use        build, declare fields through Init, add notifiers, Browse, remove the notifier.
 /// Ownership  owned by whoever built it, not counted; outlives everything that points at it. It
-/// holds
-///            one reference for each entry of its notifiers.
+///            holds one reference for each entry of its notifiers.
 /// Threads    a walk takes no lock. Cancel may be called from any thread at any time. Clients hold
 ///            CursorLock around whatever must not meet a walk. Const operations fill caches.
 /// Failure    every failure is a status, given to the listeners by OnError and to the caller.
-/// Memory
-///            exceptions of listeners and steps pass through.
+///            Memory exceptions of listeners and steps pass through.
 /// Cost       CurrentTag and PrimaryKey are built on first demand, once for each record, in storage
-///            that is reused: a walk allocates nothing per record.
+///            that is reused: a walk allocates nothing per record, but for the texts of labels
+///            that aren't owned text.
 class ETABULON_API ETabulonCursor : public ICancellableThread {
 public:
     /// A listener of walks. A nonzero status ends the walk; StatusEnd ends it as a success.
@@ -77,8 +76,8 @@ public:
     [[nodiscard]] virtual const ETabulonPrimaryKey& PrimaryKey() const;
     /// Returns a reference for the caller; null where the cursor can't write.
     [[nodiscard]] virtual IUpdater* Updater();
-    /// Always true. Deliberate: with `wait` false it blocks as with true, as it always did; callers
-    /// are still to expect false.
+    /// Always true. Deliberate: with `wait` false, where a caller would expect a try, it blocks as
+    /// with true. Callers are to expect false all the same. InTryModeBlocksUntilItIsFree holds it.
     virtual bool CursorLock(bool wait);
     virtual void CursorUnlock();
     virtual void Cancel();
@@ -163,8 +162,8 @@ private:
     mutable bool keyStale_ = false;
 
     mutable std::vector<LevelField> levelFields_;
-    mutable const EField* boundFields_ =
-        nullptr;  // first field of the set that levelFields_ is for
+    // What levelFields_ is for: the first field of the set, and the number of its shape.
+    mutable const EField* boundFields_ = nullptr;
     mutable std::uint64_t boundShape_ = 0;
 };
 

@@ -22,7 +22,8 @@ public:
 
     void Init(const ETabulonLevels& levels, EData* table, bool ownsTable);
     [[nodiscard]] EData* Data() const noexcept { return table_; }
-    /// Makes a variable behind links known. A path that doesn't resolve declares no field.
+    /// Makes a variable behind links known to the next preparation of fields: that of the first
+    /// reset after Init. A path that doesn't resolve declares no field.
     void DeclareLinkField(const ETabulonVariableID& id);
 
     /// How accepted records are locked: 0 not at all, 200 the table's lock without the flag, others
@@ -38,6 +39,7 @@ public:
     virtual CursorStatus SetKeyRange(const ETabulonTag& tag, EData* table) const;
 
 protected:
+    EFieldSet& iFields() override;
     CursorStatus Reset(const ETabulonTag& tag) override;
     CursorStatus GetNext() override;
     void PrepareFields() override;
@@ -74,6 +76,7 @@ private:
     bool ownsTable_ = false;
     FSortedMap<ETabulonVariableID, LinkDescriptor> links_;
     bool insertMode_ = false;
+    bool linksTouched_ = false;  // the linked records may have been written over
 };
 
 }  // namespace etabulon

@@ -73,6 +73,9 @@ public:
     /// a path that didn't resolve or doesn't start at one of `rubrics`.
     virtual const void* FindBuffer(const LinkDescriptor& descriptor, PTableau<DRubric*>& rubrics,
                                    const IBufferProvider* provider) = 0;
+    /// Somebody may have written into the engine's buffers: each is read again, or blanked, at its
+    /// next ResolveLink. Rows that sources keep stay good.
+    virtual void ForgetBuffers() = 0;
 
 protected:
     virtual ~ILinkEngine() = default;
@@ -98,6 +101,7 @@ public:
                             const IBufferProvider* provider) override;
     const void* FindBuffer(const LinkDescriptor& descriptor, PTableau<DRubric*>& rubrics,
                            const IBufferProvider* provider) override;
+    void ForgetBuffers() override;
 
 private:
     class Step;
