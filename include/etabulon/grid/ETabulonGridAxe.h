@@ -77,6 +77,8 @@ public:
     [[nodiscard]] unsigned int Size() const noexcept { return labels_.Size(); }
     /// Requires index < Size().
     [[nodiscard]] const AxeLabel& Label(unsigned int index) const { return labels_.At(index); }
+    // Without this one a number would be taken for data on an axis that isn't const.
+    [[nodiscard]] const AxeLabel& Label(unsigned int index) { return labels_.At(index); }
     /// The first label with this data. Requires HasLabel(data).
     [[nodiscard]] const AxeLabel& Label(const EVariant& data) const;
     [[nodiscard]] AxeLabel& Label(const EVariant& data);

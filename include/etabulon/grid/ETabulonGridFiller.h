@@ -1,0 +1,75 @@
+#pragma once
+
+#include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
+#include "etabulon/cursors/ETabulonCursor.h"
+#include "etabulon/foundation/ERef.h"
+#include "etabulon/grid/fwd.h"
+#include "etabulon/sort/fwd.h"
+#include "etabulon/values/ETabulonExtractValue.h"
+
+namespace etabulon {
+
+class ETabulonPendingChanges;
+
+/// The listener that turns a cursor's walk into a grid.
+///
+/// Use        Build, SetParams, add it to the cursor's notifiers, Browse, SendTo a view. A reset
+///            drops the grid that was and starts anew; how the walk ends makes no difference to
+///            what can be sent.
+/// Ownership  counted. Neither the cursor, nor the pending changes, nor the sort description are
+///            owned; the latter must outlive the next reset, when it is copied.
+/// Threads    records come on the walking thread, without a lock. BuildAxeDesc, GetSelection and
+///            SendTo take the cursor's lock, and a view is called under it. SetParams takes none
+///            and must not meet a walk.
+/// Failure    none is reported, and a walk's failure leaves no trace here. Requires a reset before
+///            anything is asked of the grid.
+class ETABULON_API ETabulonGridFiller : public ETabulonCursor::INotifier,
+                                        public virtual ECountedUnknown {
+public:
+    /// Returns a reference for the caller, who adds it to the cursor. `pending` may be null.
+    [[nodiscard]] static ETabulonGridFiller* Build(ETabulonCursor* cursor,
+                                                   const ETabulonPendingChanges* pending);
+    ETabulonGridFiller(const ETabulonGridFiller&) = delete;
+    ETabulonGridFiller& operator=(const ETabulonGridFiller&) = delete;
+
+    /// Drops the grid at once; a new one comes with the next reset. The calculations are copied.
+    void SetParams(const ITabulonCumulFuncOnVarCollection* calculations, unsigned int axesCount,
+                   const ETabulonSortDesc* sortDesc);
+    /// The filler's own.
+    [[nodiscard]] const ITabulonCumulFuncOnVarCollection* Calculations() const noexcept {
+        return &calculations_;
+    }
+    /// Takes no lock.
+    [[nodiscard]] unsigned int GridAxesCount() const;
+    /// Returns a reference for the caller.
+    [[nodiscard]] ETabulonGridAxe* BuildAxeDesc(unsigned int index) const;
+    /// The variable and the position behind a cell; one past the last label of an axis is its
+    /// total.
+    [[nodiscard]] bool GetSelection(int column, int line, ETabulonVariableID* variable,
+                                    ETabulonTag* tag) const;
+    void SendTo(ITabulonResGridUI* view) const;
+
+    CursorStatus OnReset(const ETabulonTag& tag, const ETabulonCursor& cursor) override;
+    CursorStatus OnMove(const ETabulonCursor& cursor) override;
+    void OnDone(const ETabulonCursor& /*cursor*/) override {}
+    void OnCancel(const ETabulonCursor& /*cursor*/) override {}
+    void OnError(const ETabulonCursor& /*cursor*/, CursorStatus /*status*/) override {}
+
+protected:
+    ETabulonGridFiller(ETabulonCursor* cursor, const ETabulonPendingChanges* pending);
+    ~ETabulonGridFiller() override;
+
+private:
+    void Free();
+
+    const ETabulonPendingChanges* pending_;  // not owned
+    ETabulonCumulFuncOnVarCollection calculations_;
+    const ETabulonSortDesc* sortDesc_ = nullptr;  // not owned
+    unsigned int axesCount_ = 0;
+    ERef<ETabulonGridCumuls> grid_;
+    ERef<ETabulonGridCumulsBuffers> buffers_;
+    ETabulonExtractValue extract_;
+    ETabulonCursor* cursor_;  // not owned
+};
+
+}  // namespace etabulon

@@ -1,0 +1,90 @@
+#include "etabulon/grid/ETabulonGridFiller.h"
+
+#include "etabulon/grid/ETabulonGridAxe.h"
+#include "etabulon/grid/ETabulonGridCumuls.h"
+#include "etabulon/grid/ETabulonGridCumulsBuffers.h"
+
+namespace etabulon {
+
+namespace {
+
+// Waits for the walk to let go of the cursor; unlike ECursorExclusive it doesn't cancel it.
+class [[nodiscard]] CursorLocking {
+public:
+    explicit CursorLocking(ETabulonCursor& cursor) : cursor_(cursor) { cursor_.CursorLock(true); }
+    ~CursorLocking() { cursor_.CursorUnlock(); }
+    CursorLocking(const CursorLocking&) = delete;
+    CursorLocking& operator=(const CursorLocking&) = delete;
+
+private:
+    ETabulonCursor& cursor_;
+};
+
+}  // namespace
+
+ETabulonGridFiller::ETabulonGridFiller(ETabulonCursor* cursor,
+                                       const ETabulonPendingChanges* pending)
+    : pending_(pending), cursor_(cursor) {}
+
+ETabulonGridFiller::~ETabulonGridFiller() { Free(); }
+
+ETabulonGridFiller* ETabulonGridFiller::Build(ETabulonCursor* cursor,
+                                              const ETabulonPendingChanges* pending) {
+    return new ETabulonGridFiller(cursor, pending);
+}
+
+void ETabulonGridFiller::Free() {
+    buffers_ = nullptr;
+    grid_ = nullptr;
+}
+
+void ETabulonGridFiller::SetParams(const ITabulonCumulFuncOnVarCollection* calculations,
+                                   unsigned int axesCount, const ETabulonSortDesc* sortDesc) {
+    Free();
+    axesCount_ = axesCount;
+    calculations_ = *calculations;
+    sortDesc_ = sortDesc;
+}
+
+// ------------------------------------------------------------------------------------------
+// walking
+
+CursorStatus ETabulonGridFiller::OnReset(const ETabulonTag& tag, const ETabulonCursor& /*cursor*/) {
+    Free();
+    grid_ = ERef<ETabulonGridCumuls>::Adopt(
+        ETabulonGridCumuls::Build(tag, axesCount_, sortDesc_, &calculations_));
+    // The description's copies: theirs are the variables that the buffers ask for.
+    extract_.Init(&grid_->Calculations(), pending_);
+    buffers_ = ERef<ETabulonGridCumulsBuffers>::Adopt(grid_->Start());
+    return StatusOk;
+}
+
+CursorStatus ETabulonGridFiller::OnMove(const ETabulonCursor& cursor) {
+    extract_.ViewCurrent(cursor);
+    buffers_->AddOwnValue(extract_);
+    return StatusOk;
+}
+
+// -------------------------------------------------------------------------------------------
+// asking
+
+unsigned int ETabulonGridFiller::GridAxesCount() const { return buffers_->GridAxesCount(); }
+
+ETabulonGridAxe* ETabulonGridFiller::BuildAxeDesc(unsigned int index) const {
+    const CursorLocking locking(*cursor_);
+    return buffers_->BuildAxeDesc(index);
+}
+
+bool ETabulonGridFiller::GetSelection(int column, int line, ETabulonVariableID* variable,
+                                      ETabulonTag* tag) const {
+    const CursorLocking locking(*cursor_);
+    return buffers_->GetSelection(static_cast<unsigned int>(column),
+                                  static_cast<unsigned int>(line), variable, tag);
+}
+
+void ETabulonGridFiller::SendTo(ITabulonResGridUI* view) const {
+    const CursorLocking locking(*cursor_);
+    buffers_->SendTo(view);
+}
+
+}  // namespace etabulon

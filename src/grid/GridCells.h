@@ -1,0 +1,73 @@
+#pragma once
+
+#include "etabulon/cumul/ETabulonCumulCells.h"
+#include "etabulon/cumul/ETabulonCumulFuncOnVar.h"
+#include "etabulon/foundation/ERef.h"
+#include "grid/TagIndex.h"
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace etabulon {
+
+class ETabulonExtractValue;
+class ETabulonGridCumuls;
+
+namespace detail {
+
+/// The cells and totals of a grid, in rows of accumulators.
+///
+/// A cell is the root and one value for each data axis. Totals are the root alone, and for each
+/// data axis the root and one value of it.
+class GridCells {
+public:
+    static constexpr std::uint32_t kNone = TagIndex::kNone;
+
+    explicit GridCells(ETabulonGridCumuls& desc);
+
+    /// Folds a record that lies at or below the root.
+    void Add(const ETabulonTag& position, std::span<const EVariant* const> values,
+             const ETabulonPrimaryKey* context);
+    [[nodiscard]] bool NeedsContext() const noexcept { return rows_.NeedsContext(); }
+    /// The extract's value for each calculation, in their order. Good until the next call.
+    [[nodiscard]] std::span<const EVariant* const> ValuesOf(const ETabulonExtractValue& extract);
+
+    [[nodiscard]] bool IsEmpty() const noexcept { return cellRows_.empty(); }
+    [[nodiscard]] const TagIndex& Index() const noexcept { return index_; }
+    [[nodiscard]] std::span<const ERef<ETabulonCumulFuncOnVar>> Calculations() const noexcept {
+        return calculations_;
+    }
+    /// The column of a data axis in the index; -1 for what isn't one.
+    [[nodiscard]] int ColumnOfAxe(unsigned int axe) const noexcept {
+        return axe < axeColumns_.size() ? axeColumns_[axe] : -1;
+    }
+
+    // --- rows, for Result; kNone where no record fell ---
+    [[nodiscard]] std::uint32_t FirstCell() const noexcept {
+        return IsEmpty() ? kNone : cellRows_[0];
+    }
+    [[nodiscard]] std::uint32_t Cell(std::span<const std::uint32_t> numbers) const;
+    [[nodiscard]] std::uint32_t GrandTotal() const noexcept { return grandTotal_; }
+    /// Of a number of an axis. Kept for the two axes of a grid that sends such totals only.
+    [[nodiscard]] std::uint32_t Total(unsigned int axe, std::uint32_t number) const noexcept;
+    /// ValNull for kNone, and for a calculation that there isn't.
+    [[nodiscard]] ETabulonValue Result(std::uint32_t row, unsigned int calculation) const;
+
+private:
+    [[nodiscard]] std::uint32_t RowOf(std::vector<std::uint32_t>& rows, std::uint32_t number);
+
+    TagIndex index_;
+    CumulCells rows_;
+    std::vector<ERef<ETabulonCumulFuncOnVar>> calculations_;
+    std::vector<int> axeColumns_;
+    std::vector<std::uint32_t> cellRows_;  // by detail
+    std::uint32_t grandTotal_ = kNone;
+    std::vector<bool> keepsTotals_;                      // by column
+    std::vector<std::vector<std::uint32_t>> totalRows_;  // by column and number
+    std::vector<std::uint32_t> folded_;                  // the rows of one record
+    std::vector<const EVariant*> values_;
+};
+
+}  // namespace detail
+}  // namespace etabulon

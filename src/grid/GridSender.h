@@ -1,0 +1,56 @@
+#pragma once
+
+#include "etabulon/foundation/ERef.h"
+#include "etabulon/grid/ETabulonGridAxe.h"
+#include "etabulon/grid/ETabulonGridCumuls.h"
+#include "etabulon/grid/ITabulonResGridUI.h"
+#include "grid/GridCells.h"
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace etabulon::detail {
+
+/// The place of the one calculation that a grid without intrinsic axes shows.
+[[nodiscard]] unsigned int ShownCalculation(const ETabulonGridCumuls& desc);
+
+/// Sends the values and totals of a grid that has any, after its axes.
+///
+/// Results go out as copies: a view that keeps one keeps neither a running result nor its text.
+class GridSender {
+public:
+    GridSender(const ETabulonGridCumuls& desc, const GridCells& cells,
+               std::span<const ERef<ETabulonGridAxe>> axes, ITabulonResGridUI& view);
+    void Send();
+
+private:
+    using Numbers = std::vector<std::uint32_t>;
+    static constexpr int kNoCalculation = -1;
+
+    // --- one calculation: every axis is a data axis ---
+    void SendData();
+    void SendCell();
+    void SendLine();
+    void SendTable();
+    // --- several ---
+    void SendVarsAndFuncs();
+    void SendIntrinsic();
+    void SendIntrinsicColumns();
+    void SendIntrinsicLine();
+
+    [[nodiscard]] Numbers NumbersOf(unsigned int axe) const;
+    [[nodiscard]] Numbers Root() const;
+    void Put(Numbers& cell, unsigned int axe, std::uint32_t number) const;
+    [[nodiscard]] std::vector<int> CalculationsOf(const ETabulonGridAxe& axe) const;
+    [[nodiscard]] int CalculationOf(const Chaine& code) const;
+    [[nodiscard]] ETabulonValue Result(std::uint32_t row, int calculation) const;
+
+    const ETabulonGridCumuls& desc_;
+    const GridCells& cells_;
+    std::span<const ERef<ETabulonGridAxe>> axes_;
+    ITabulonResGridUI& view_;
+    int shown_;
+};
+
+}  // namespace etabulon::detail
