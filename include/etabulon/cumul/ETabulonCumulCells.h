@@ -56,7 +56,8 @@ private:
     struct Plan;  // what is known of a calculation
 
     [[nodiscard]] std::byte* State(std::uint32_t row, const Plan& plan) const noexcept;
-    void Start(std::uint32_t row);
+    void Start(std::uint32_t row) noexcept;
+    void DropLastRow() noexcept;
     void Free() noexcept;
 
     std::vector<Plan> plans_;

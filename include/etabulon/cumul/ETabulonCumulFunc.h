@@ -56,6 +56,8 @@ private:
 /// Threads    one walk writes; readers stand behind the lock of the owner.
 class ETABULON_API ETabulonCumulBuffer : public virtual ECountedUnknown {
 public:
+    /// For a variable of this type and size.
+    ETabulonCumulBuffer(ETabulonCumulFunc* function, int type, unsigned size);
     ETabulonCumulBuffer(const ETabulonCumulBuffer&) = delete;
     ETabulonCumulBuffer& operator=(const ETabulonCumulBuffer&) = delete;
 
@@ -69,7 +71,6 @@ public:
     [[nodiscard]] const ETabulonCumulFunc* Desc() const noexcept { return function_.Get(); }
 
 protected:
-    ETabulonCumulBuffer(ETabulonCumulFunc* function, int type, unsigned size);
     ~ETabulonCumulBuffer() override = default;
 
     /// Stores into the result, which has the result's type and size; the modified flag stays.
@@ -90,8 +91,10 @@ private:
 
 /// A buffer that remembers the key of the record which supplied the present result.
 class ETABULON_API ETabulonCumulBufferContext : public ETabulonCumulBuffer {
-protected:
+public:
     using ETabulonCumulBuffer::ETabulonCumulBuffer;
+
+protected:
     /// Unset until a value was added.
     [[nodiscard]] const ETabulonPrimaryKey& Context() const noexcept { return context_; }
     void SetContext(const ETabulonPrimaryKey& context) { context_ = context; }

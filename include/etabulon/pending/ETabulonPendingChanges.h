@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 namespace etabulon {
 
@@ -101,16 +102,24 @@ public:
 
 private:
     class Index;
+    using Arrivals = std::vector<std::uint64_t>;  // numbers of changes
 
     [[nodiscard]] bool HasAny(ChangeType type) const noexcept {
         return counts_[type].load(std::memory_order_acquire) != 0;
     }
+    void AddUpdate(const Change& change);
+    void AddInsert(const Change& change);
+    void AddDelete(const Change& change);
+    [[nodiscard]] Arrivals FindEqual(ChangeType type, const ETabulonTag& selection) const;
+    void RemoveAll(Arrivals& arrivals);
+    void PublishCounts() noexcept;
     [[nodiscard]] const Change* FindUpdate(const ETabulonTag& tag,
                                            const ETabulonVariableID& id) const;
+    [[nodiscard]] bool AppliesAny(ChangeType type, const ETabulonTag& tag) const;
 
     mutable ECriticalSection lock_;
     PTableau<Change> script_;       // guarded by lock_
-    std::unique_ptr<Index> index_;  // guarded by lock_
+    std::unique_ptr<Index> index_;  // guarded by lock_; it adds to script_ and removes from it
     // Of each type, so that a walk over a script without such changes doesn't take the lock.
     std::atomic<std::uint32_t> counts_[3] = {};
 };

@@ -48,7 +48,9 @@ public:
     /// Requires a variable of Init.
     [[nodiscard]] const EVariant& GetValue(const ETabulonVariableDesc* variable) const;
     /// The values of the calculations' variables, one for each calculation of Init, in order.
-    [[nodiscard]] std::span<const EVariant* const> CalculationValues() const;
+    [[nodiscard]] std::span<const EVariant* const> CalculationValues() const noexcept {
+        return calculationValues_;
+    }
     // Deliberate: false for every variable, changed or not. Nothing here keeps what the pending
     // changes touched, and the functions that ask get this answer. IsModifiedIsAlwaysFalse holds
     // it.

@@ -1,0 +1,282 @@
+#include "etabulon/pending/ETabulonPendingChanges.h"
+
+#include "pending/PendingIndex.h"
+
+#include <algorithm>
+
+namespace etabulon {
+
+ETabulonPendingChanges::Change::Change(const ETabulonTag& selection, const ETabulonVariableID& id,
+                                       const EVariant& value)
+    : selection_(selection), id_(id), value_(value.IsMissing() ? EVariant() : value) {}
+
+ETabulonPendingChanges::Change::Change(ChangeType type, const ETabulonTag& selection)
+    : type_(type), selection_(selection) {}
+
+namespace {
+
+bool IsAtOrBelow(const ETabulonTag& tag, const ETabulonTag& parent) {
+    return tag == parent || tag.IsChildOf(parent);
+}
+
+}  // namespace
+
+bool ETabulonPendingChanges::Change::Matches(const ETabulonTag& tag) const {
+    return IsAtOrBelow(tag, selection_);
+}
+
+bool ETabulonPendingChanges::Change::Matches(const ETabulonTag& tag,
+                                             const ETabulonVariableID& id) const {
+    return id == id_ && Matches(tag);
+}
+
+ETabulonPendingChanges::ETabulonPendingChanges() : index_(std::make_unique<Index>(script_)) {}
+
+ETabulonPendingChanges::~ETabulonPendingChanges() = default;
+
+// ---------------------------------------------------------------------------------- the script
+
+void ETabulonPendingChanges::AppendUpdate(const ETabulonTag& tag, const ETabulonVariableID& id,
+                                          const EVariant& value) {
+    AppendChange(Change(tag, id, value));
+}
+
+void ETabulonPendingChanges::AppendInsert(const ETabulonTag& tag) {
+    AppendChange(Change(Insert, tag));
+}
+
+void ETabulonPendingChanges::AppendDelete(const ETabulonTag& tag) {
+    AppendChange(Change(Delete, tag));
+}
+
+void ETabulonPendingChanges::AppendChange(const Change& change) {
+    const ECriticalSectionHold hold(lock_);
+    const Change added(change);  // the caller's may lie in the script, and go with what is removed
+    switch (added.Type()) {
+        case Update:
+            AddUpdate(added);
+            break;
+        case Insert:
+            AddInsert(added);
+            break;
+        case Delete:
+            AddDelete(added);
+            break;
+    }
+    PublishCounts();
+}
+
+void ETabulonPendingChanges::AddUpdate(const Change& change) {
+    Index::Arrivals covered;
+    index_->ForEach(Update, Index::Side::Below, change.Selection(), &change.VarDataID(),
+                    [&](const Index::Arrivals& found) {
+                        for (const Index::Arrival arrival : found) {
+                            const Change& known = index_->ChangeOf(arrival);
+                            if (change.VarDataID() == known.VarDataID() &&
+                                IsAtOrBelow(known.Selection(), change.Selection())) {
+                                covered.push_back(arrival);
+                            }
+                        }
+                    });
+    RemoveAll(covered);
+    index_->Append(change);
+}
+
+void ETabulonPendingChanges::AddInsert(const Change& change) {
+    if (FindEqual(Insert, change.Selection()).empty()) {
+        index_->Append(change);
+    }
+}
+
+void ETabulonPendingChanges::AddDelete(const Change& change) {
+    const ETabulonTag& selection = change.Selection();
+    // Deliberate: a delete cancels the insert of its own position and is dropped with it, even
+    // where the table holds such a record too, deleted before: nothing reaches the table.
+    // DeleteCancelsTheInsertAtItsPlace holds it.
+    const bool cancelsInsert = !FindEqual(Insert, selection).empty();
+    const Index::Arrivals same = FindEqual(Delete, selection);
+    Index::Arrivals covered;
+    for (const ChangeType type : {Insert, Update, Delete}) {
+        index_->ForEach(type, Index::Side::Below, selection, nullptr,
+                        [&](const Index::Arrivals& found) {
+                            for (const Index::Arrival arrival : found) {
+                                if (IsAtOrBelow(index_->ChangeOf(arrival).Selection(), selection)) {
+                                    covered.push_back(arrival);
+                                }
+                            }
+                        });
+    }
+    for (const Index::Arrival kept : same) {
+        covered.erase(std::find(covered.begin(), covered.end(), kept));
+    }
+    RemoveAll(covered);
+    if (!cancelsInsert && same.empty()) {
+        index_->Append(change);
+    }
+}
+
+void ETabulonPendingChanges::Reset() {
+    const ECriticalSectionHold hold(lock_);
+    index_->Clear();
+    PublishCounts();
+}
+
+ETabulonPendingChanges::Arrivals ETabulonPendingChanges::FindEqual(
+    ChangeType type, const ETabulonTag& selection) const {
+    Index::Arrivals equal;
+    index_->ForEach(type, Index::Side::AtPlace, selection, nullptr,
+                    [&](const Index::Arrivals& found) {
+                        for (const Index::Arrival arrival : found) {
+                            if (index_->ChangeOf(arrival).Selection() == selection) {
+                                equal.push_back(arrival);
+                            }
+                        }
+                    });
+    return equal;
+}
+
+void ETabulonPendingChanges::RemoveAll(Arrivals& arrivals) {
+    std::sort(arrivals.begin(), arrivals.end());
+    index_->Remove(arrivals);
+}
+
+void ETabulonPendingChanges::PublishCounts() noexcept {
+    for (const ChangeType type : {Update, Insert, Delete}) {
+        counts_[type].store(index_->Count(type), std::memory_order_release);
+    }
+}
+
+const PTableau<ETabulonPendingChanges::Change>& ETabulonPendingChanges::Script() const {
+    const ECriticalSectionHold hold(lock_);
+    return script_;
+}
+
+PTableau<ETabulonPendingChanges::Change> ETabulonPendingChanges::Script(ChangeType type) const {
+    const ECriticalSectionHold hold(lock_);
+    PTableau<Change> changes;
+    for (const Change& change : script_) {
+        if (change.Type() == type) {
+            changes.Add(change);
+        }
+    }
+    return changes;
+}
+
+PTableau<ETabulonPendingChanges::Change> ETabulonPendingChanges::ScriptCopy() const {
+    const ECriticalSectionHold hold(lock_);
+    PTableau<Change> changes = script_;
+    changes.Detach();
+    return changes;
+}
+
+std::uint32_t ETabulonPendingChanges::Size() const {
+    const ECriticalSectionHold hold(lock_);
+    return script_.Size();
+}
+
+// ----------------------------------------------------------------------------------- questions
+
+// Deliberate: the first update that applies, not the newest: an older one on a wider branch wins
+// here over a newer one at the place itself, while UpdateFields ends with the newer. Calculations
+// and records show the two. FirstUpdateGivesTheValueLastTheField holds it.
+const ETabulonPendingChanges::Change* ETabulonPendingChanges::FindUpdate(
+    const ETabulonTag& tag, const ETabulonVariableID& id) const {
+    constexpr Index::Arrival kNone = ~Index::Arrival{0};
+    Index::Arrival first = kNone;
+    index_->ForEach(Update, Index::Side::Above, tag, &id, [&](const Index::Arrivals& found) {
+        for (const Index::Arrival arrival : found) {
+            if (arrival >= first || index_->ChangeOf(arrival).Matches(tag, id)) {
+                first = std::min(first, arrival);
+                break;
+            }
+        }
+    });
+    return first == kNone ? nullptr : &index_->ChangeOf(first);
+}
+
+const EVariant& ETabulonPendingChanges::GetFinalValue(const ETabulonTag& tag,
+                                                      const ETabulonVariableID& id,
+                                                      const EVariant& current) const {
+    if (!HasAny(Update)) {
+        return current;
+    }
+    const ECriticalSectionHold hold(lock_);
+    const Change* const update = FindUpdate(tag, id);
+    return update == nullptr ? current : update->Value();
+}
+
+bool ETabulonPendingChanges::GetFinalValueCopy(const ETabulonTag& tag, const ETabulonVariableID& id,
+                                               const EVariant& current, EVariant& result) const {
+    if (HasAny(Update)) {
+        const ECriticalSectionHold hold(lock_);
+        if (const Change* const update = FindUpdate(tag, id); update != nullptr) {
+            result = update->Value();
+            return true;
+        }
+    }
+    result = current;
+    return false;
+}
+
+bool ETabulonPendingChanges::IsDeleted(const ETabulonTag& tag) const {
+    if (!HasAny(Delete)) {
+        return false;
+    }
+    const ECriticalSectionHold hold(lock_);
+    // Deletes and inserts turn the answer to and fro: the last that applies decides.
+    std::int64_t last[3] = {-1, -1, -1};
+    for (const ChangeType type : {Insert, Delete}) {
+        index_->ForEach(type, Index::Side::Above, tag, nullptr, [&](const Index::Arrivals& found) {
+            for (auto arrival = found.rbegin(); arrival != found.rend(); ++arrival) {
+                const auto number = static_cast<std::int64_t>(*arrival);
+                if (number <= last[type] || index_->ChangeOf(*arrival).Matches(tag)) {
+                    last[type] = std::max(last[type], number);
+                    break;
+                }
+            }
+        });
+    }
+    return last[Delete] > last[Insert];
+}
+
+bool ETabulonPendingChanges::IsModified(const ETabulonTag& tag,
+                                        const ETabulonVariableID& id) const {
+    const ECriticalSectionHold hold(lock_);
+    // Deliberate: a delete bears the empty identifier, and so it modifies only what is asked for by
+    // that. DeleteModifiesTheEmptyIdentifierOnly holds it.
+    return FindUpdate(tag, id) != nullptr ||
+           (id == ETabulonVariableID::Null && AppliesAny(Delete, tag));
+}
+
+bool ETabulonPendingChanges::AppliesAny(ChangeType type, const ETabulonTag& tag) const {
+    bool applies = false;
+    index_->ForEach(type, Index::Side::Above, tag, nullptr, [&](const Index::Arrivals& found) {
+        applies = applies || std::any_of(found.begin(), found.end(), [&](Index::Arrival arrival) {
+                      return index_->ChangeOf(arrival).Matches(tag);
+                  });
+    });
+    return applies;
+}
+
+bool ETabulonPendingChanges::UpdateFields(EFieldSet& fields, const ETabulonTag& tag) const {
+    if (!HasAny(Update)) {
+        return false;
+    }
+    const ECriticalSectionHold hold(lock_);
+    Index::Arrivals applying;
+    index_->ForEach(Update, Index::Side::Above, tag, nullptr, [&](const Index::Arrivals& found) {
+        for (const Index::Arrival arrival : found) {
+            if (index_->ChangeOf(arrival).Matches(tag)) {
+                applying.push_back(arrival);
+            }
+        }
+    });
+    std::sort(applying.begin(), applying.end());
+    for (const Index::Arrival arrival : applying) {
+        const Change& update = index_->ChangeOf(arrival);
+        update.VarDataID().GetIn(fields) <<= update.Value();
+    }
+    return !applying.empty();
+}
+
+}  // namespace etabulon
