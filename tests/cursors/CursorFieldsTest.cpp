@@ -88,7 +88,11 @@ TEST(LevelValue, FollowsNewLevelsAndNewFields) {
     cursor.DeclareExtraField("extra", TYPE_LONG, 4, &extra, "");
     EXPECT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
     EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine("[France, 12]"));
-    // The levels are the cursor's own, whatever becomes of the ones it was given.
+    // The levels are the cursor's own: nothing is left to part when either side is looked into.
+    cursor.Init(levels);
+    const AllocationCount count;
+    static_cast<void>(levels.GetLevel(0));
+    EXPECT_EQ(count.Taken(), 0U);
     levels.AddLevel("", "code", nullptr, false);
     EXPECT_EQ(cursor.Levels().Size(), 2U);
 }

@@ -60,6 +60,9 @@ TEST_F(Listeners, MayBeTakenOverFromAnyArrayTheOwnIncluded) {
     cursor.AddNotifiers(cursor.Notifiers());
     EXPECT_EQ(cursor.Notifiers().Size(), 4U);
     EXPECT_EQ(References(*b), 3);
+    cursor.RemNotifiers(both);
+    EXPECT_EQ(cursor.Notifiers().Size(), 0U);
+    cursor.AddNotifiers(both);
     cursor.RemNotifiers(cursor.Notifiers());
     EXPECT_EQ(cursor.Notifiers().Size(), 0U);
     EXPECT_EQ(References(*a), 1);
