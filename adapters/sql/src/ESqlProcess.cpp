@@ -5,7 +5,6 @@
 
 #include <condition_variable>
 #include <mutex>
-#include <thread>
 #include <unordered_map>
 
 namespace etabulon {
@@ -14,7 +13,7 @@ namespace {
 
 struct HeldLock {
     const void* holder;
-    std::thread::id thread;
+    std::uint64_t thread;
     std::uint8_t ways;
 };
 
@@ -24,6 +23,13 @@ struct Process {
     std::unordered_map<std::string, HeldLock> locks;                                      // guarded
     std::unordered_map<std::string, std::weak_ptr<std::atomic<std::uint64_t>>> versions;  // guarded
 };
+
+/// Unlike the system's, never given to a later thread.
+std::uint64_t ThisThread() {
+    static std::atomic<std::uint64_t> last{0};
+    thread_local const std::uint64_t number = ++last;
+    return number;
+}
 
 Process& TheProcess() {
     static Process* const process = new Process;  // tables may outlive the statics
@@ -38,12 +44,12 @@ std::int32_t TakeSqlLock(const std::string& name, const void* holder, ESqlLockWa
     std::unique_lock guard(process.mutex);
     for (;;) {
         const auto [entry, isNew] =
-            process.locks.try_emplace(name, HeldLock{holder, std::this_thread::get_id(), 0});
+            process.locks.try_emplace(name, HeldLock{holder, ThisThread(), 0});
         if (isNew || entry->second.holder == holder) {
             entry->second.ways |= static_cast<std::uint8_t>(way);
             return DataOk;
         }
-        if (!wait || entry->second.thread == std::this_thread::get_id()) {
+        if (!wait || entry->second.thread == ThisThread()) {
             return DataLocked;
         }
         if (interrupted.load()) {

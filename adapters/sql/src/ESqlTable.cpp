@@ -110,7 +110,9 @@ EPosition ESqlTable::StepElsewhere(bool forward) {
         return Leave(DataEnd);
     }
     const EPosition from = s.moved ? position : s.walkPosition;
-    const bool fromEnd = s.walk == State::Walk::Ended && !s.moved;
+    const bool isPastList =
+        s.walk == State::Walk::Listed && s.listAt >= static_cast<std::int64_t>(s.keys.size());
+    const bool fromEnd = (s.walk == State::Walk::Ended || isPastList) && !s.moved;
     if (from == kNoPosition || (s.walk == State::Walk::None && !s.moved)) {
         return Leave(DataNoCurrent);
     }

@@ -19,7 +19,7 @@ int PlainColumn(const DRubric& rubric, const ETabulonVariableID& id) {
         }
         return -1;
     }
-    const bool isQualified = !id.CodeRub().IsEmpty();
+    const bool isQualified = !id.CodeVar().IsEmpty();  // a bare name stands in CodeRub
     if (isQualified && !id.CodeRub().EqualsFolded(rubric.Name())) {
         return -1;
     }

@@ -14,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kBusyMillis = 5000;
+constexpr int kBusyMillis = 2000;
 constexpr int kProgressSteps = 4000;  // of SQLite's machine: some 50 microseconds
 constexpr std::size_t kHeaderSize = 20;
 constexpr std::size_t kReadVersionAt = 19;  // 2 = write-ahead log
