@@ -1,7 +1,7 @@
 # Installs what was built into a fresh folder, then configures, builds and runs the consumer there.
 function(run)
-    execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output
-        ERROR_VARIABLE output)
+    execute_process(COMMAND ${ARGN} WORKING_DIRECTORY "${WORK_DIR}"
+        RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
     if(NOT result EQUAL 0)
         list(JOIN ARGN " " command)
         message(FATAL_ERROR "${command}\n${output}")
@@ -9,6 +9,7 @@ function(run)
 endfunction()
 
 file(REMOVE_RECURSE "${WORK_DIR}")
+file(MAKE_DIRECTORY "${WORK_DIR}")
 run("${CMAKE_COMMAND}" --install "${BUILT_DIR}" --prefix "${WORK_DIR}/installed")
 string(REPLACE ";" "\\;" adapters "${ADAPTERS}")
 run("${CMAKE_COMMAND}" -S "${SOURCE_DIR}" -B "${WORK_DIR}/build" -G "${GENERATOR}"
