@@ -231,7 +231,7 @@ bool EVariant::Equal(const EVariant& a, const EVariant& b) noexcept {
                                                  : TextOf(left) == TextOf(right);
 }
 
-std::uint32_t EVariant::Hash() const noexcept {
+std::uint32_t EVariant::HashOther() const noexcept {
     const EContent content = EVariantAccess::Read(*this);
     if (content.IsMissing()) {
         return 0;

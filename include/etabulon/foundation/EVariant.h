@@ -71,8 +71,10 @@ public:
     /// Keeps the type and forgets the value.
     void SetMissing();
 
-    friend bool operator==(const EVariant& a, const EVariant& b) noexcept { return Equal(a, b); }
-    friend bool operator!=(const EVariant& a, const EVariant& b) noexcept { return !Equal(a, b); }
+    friend bool operator==(const EVariant& a, const EVariant& b) noexcept { return a.IsEqualTo(b); }
+    friend bool operator!=(const EVariant& a, const EVariant& b) noexcept {
+        return !a.IsEqualTo(b);
+    }
     friend bool operator<(const EVariant& a, const EVariant& b) noexcept {
         return Compare(a, b) < 0;
     }
@@ -81,7 +83,9 @@ public:
     }
     /// Below 0, 0, above 0 in the total order.
     [[nodiscard]] static int Compare(const EVariant& a, const EVariant& b) noexcept;
-    [[nodiscard]] std::uint32_t Hash() const noexcept;
+    [[nodiscard]] std::uint32_t Hash() const noexcept {
+        return kind_ == Kind::Text ? Chaine::FoldHashOf(store_.text) : HashOther();
+    }
 
     /// Whole by whole gives TYPE_DOUBLE, and so does whatever has a floating left side; scaled
     /// keeps its type, rounded half to even; by zero, NaN or what is no number the left side stays.
@@ -137,7 +141,9 @@ private:
     friend struct EVariantAccess;  // the conversions and comparisons in the sources
     template <class T>
     EVariant(std::uint16_t type, T value) noexcept;
+    [[nodiscard]] bool IsEqualTo(const EVariant& other) const noexcept;
     [[nodiscard]] static bool Equal(const EVariant& a, const EVariant& b) noexcept;
+    [[nodiscard]] std::uint32_t HashOther() const noexcept;
     [[nodiscard]] bool IsPlainBytes() const noexcept { return kind_ <= Kind::Inline; }
     [[nodiscard]] const void* ViewBuffer() const noexcept;
     void CopyHeader(const EVariant& other) noexcept;

@@ -112,6 +112,21 @@ inline const void* EVariant::GetBuffer() const noexcept {
     }
 }
 
+inline bool EVariant::IsEqualTo(const EVariant& other) const noexcept {
+    if (kind_ == other.kind_ && rep_ == other.rep_) {
+        if (kind_ == Kind::Text && rep_ == TYPE_CHAINE) {
+            return store_.text == other.store_.text ||
+                   (store_.text->length == other.store_.text->length &&
+                    std::memcmp(store_.text->text, other.store_.text->text, store_.text->length) ==
+                        0);
+        }
+        if (kind_ == Kind::Inline && rep_ == TYPE_INT64) {
+            return std::memcmp(store_.bytes, other.store_.bytes, sizeof(std::int64_t)) == 0;
+        }
+    }
+    return Equal(*this, other);
+}
+
 inline EVariant& EVariant::operator+=(const EVariant& other) {
     const bool inPlace = rep_ == TYPE_INT64 || rep_ == TYPE_DOUBLE;
     if (!inPlace || kind_ != Kind::Inline || rep_ != other.rep_) {
