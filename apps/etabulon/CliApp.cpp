@@ -1,5 +1,12 @@
 #include "apps/etabulon/CliApp.h"
 
+#include "apps/etabulon/CliInterrupt.h"
+#include "apps/etabulon/CliOutput.h"
+#include "apps/etabulon/CliSuggest.h"
+#include "apps/etabulon/CliUtf8.h"
+#include "apps/etabulon/LevelsCommand.h"
+#include "apps/etabulon/WalkCommand.h"
+
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <signal.h>
@@ -12,12 +19,6 @@
 #include <new>
 #include <string_view>
 #include <system_error>
-
-#include "apps/etabulon/CliInterrupt.h"
-#include "apps/etabulon/CliOutput.h"
-#include "apps/etabulon/CliUtf8.h"
-#include "apps/etabulon/LevelsCommand.h"
-#include "apps/etabulon/WalkCommand.h"
 
 namespace etabulon {
 namespace {
@@ -91,9 +92,16 @@ CliExit EndParse(const CLI::App& app, const std::vector<std::unique_ptr<CliComma
             called = fmt::format("etabulon {}", command->Name());
         }
     }
+    if (const std::vector<std::string> rest = app.remaining(); spoken == &app && !rest.empty()) {
+        std::vector<std::string> names;
+        for (const auto& command : commands) {
+            names.emplace_back(command->Name());
+        }
+        return Tell({CliExit::Usage, fmt::format("there is no command {}{}", Quoted(rest.front()),
+                                                 WhatThereIs(rest.front(), names))});
+    }
     if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::Success)) {
-        return Tell(
-            {CliExit::Usage, fmt::format("{} (see {} --help)", error.what(), called)});
+        return Tell({CliExit::Usage, fmt::format("{} (see {} --help)", error.what(), called)});
     }
     CliOutput output(STDOUT_FILENO);
     const bool isVersion = dynamic_cast<const CLI::CallForVersion*>(&error) != nullptr;

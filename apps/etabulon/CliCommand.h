@@ -1,8 +1,8 @@
 #pragma once
 
-#include <memory>
-
 #include "apps/etabulon/CliFailure.h"
+
+#include <memory>
 
 namespace CLI {
 class App;

@@ -1,15 +1,15 @@
 #include "apps/etabulon/CliDictionary.h"
 
+#include "apps/etabulon/CliSuggest.h"
+#include "apps/etabulon/CliUtf8.h"
 #include "etabulon/foundation/DDico.h"
+#include "etabulon/foundation/ELinkEngine.h"
 #include "etabulon/sql/ESqlSource.h"
 #include "etabulon/sql/ESqlText.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-
-#include "apps/etabulon/CliSuggest.h"
-#include "apps/etabulon/CliUtf8.h"
 
 namespace etabulon {
 namespace {
@@ -161,14 +161,14 @@ bool CliDictionary::FindVariable(const ESqlTableInfo& table, const CliPath& path
     std::vector<CliPathStep> steps = path.steps;
     for (std::size_t index = 0; index < steps.size(); ++index) {
         CliPathStep& step = steps[index];
-        const bool isBehindBackward = index != 0 && steps[index - 1].mark == kPathBackward;
+        const bool isBehindBackward = index != 0 && steps[index - 1].mark == kLinkBackward;
         if (!EnterStep(way, step, isBehindBackward, failure)) {
             return false;
         }
-        if (step.mark == kPathForward && !GoForward(way, step, failure)) {
+        if (step.mark == kLinkForward && !GoForward(way, step, failure)) {
             return false;
         }
-        if (step.mark == kPathBackward && !GoBackward(way, step, steps[index + 1], failure)) {
+        if (step.mark == kLinkBackward && !GoBackward(way, step, steps[index + 1], failure)) {
             return false;
         }
     }
@@ -178,7 +178,7 @@ bool CliDictionary::FindVariable(const ESqlTableInfo& table, const CliPath& path
         return NoSuchColumn(*way.here, name, failure);
     }
     way.code += column->code.View();
-    variable.shown = path.shown;
+    variable.shown = steps.size() == 1 ? std::string(column->name.View()) : path.shown;
     variable.code = Chaine(way.code);
     variable.variable = source_.Rubric(*way.here)->Find(column->code);
     return true;
@@ -216,7 +216,7 @@ bool CliDictionary::GoForward(Way& way, const CliPathStep& step, CliFailure& fai
                                        Quoted(step.name), WhatThereIs(step.name, all)));
     }
     way.code += link->name.View();
-    way.code += kPathForward;
+    way.code += kLinkForward;
     way.here = &TableOf(*link->target);
     return true;
 }
@@ -247,7 +247,7 @@ bool CliDictionary::GoBackward(Way& way, const CliPathStep& step, const CliPathS
                         Shown(*way.here), WhatThereIs(step.name, back)));
     }
     way.code += link->name.View();
-    way.code += kPathBackward;
+    way.code += kLinkBackward;
     way.here = from;
     return true;
 }
@@ -261,8 +261,7 @@ bool CliDictionary::NoSuchColumn(const ESqlTableInfo& table, const std::string& 
         return failure.Set(
             CliExit::Failed,
             fmt::format("{} is a link from {} to {}, not a column; {}> goes on to a column of it{}",
-                        Quoted(name), Shown(table), Shown(target), name,
-                        WhatThereIs({}, columns)));
+                        Quoted(name), Shown(table), Shown(target), name, WhatThereIs({}, columns)));
     }
     return failure.Set(CliExit::Failed,
                        fmt::format("table {} has no column {}{}", Shown(table), Quoted(name),

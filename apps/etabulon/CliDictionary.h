@@ -1,14 +1,13 @@
 #pragma once
 
+#include "apps/etabulon/CliFailure.h"
+#include "apps/etabulon/CliPath.h"
 #include "etabulon/foundation/Chaine.h"
 #include "etabulon/sql/fwd.h"
 
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "apps/etabulon/CliFailure.h"
-#include "apps/etabulon/CliPath.h"
 
 namespace etabulon {
 
@@ -19,7 +18,7 @@ struct ESqlColumn;
 
 /// A variable that a path leads to.
 struct CliVariable {
-    std::string shown;  // as it was written
+    std::string shown;  // a column's name, or the path as it was written
     Chaine code;        // of a column, or a link path
     const DVariable* variable = nullptr;
 };

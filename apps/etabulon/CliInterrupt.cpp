@@ -1,12 +1,11 @@
 #include "apps/etabulon/CliInterrupt.h"
 
+#include "apps/etabulon/CliFailure.h"
 #include "etabulon/cursors/ETabulonCursor.h"
 
 #include <pthread.h>
 #include <signal.h>
 #include <unistd.h>
-
-#include "apps/etabulon/CliFailure.h"
 
 namespace etabulon {
 namespace {

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "apps/etabulon/CliWriter.h"
+
 #include <string>
 #include <vector>
-
-#include "apps/etabulon/CliWriter.h"
 
 namespace etabulon {
 

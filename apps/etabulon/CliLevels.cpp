@@ -1,5 +1,7 @@
 #include "apps/etabulon/CliLevels.h"
 
+#include "apps/etabulon/CliSuggest.h"
+#include "apps/etabulon/CliUtf8.h"
 #include "etabulon/foundation/DDico.h"
 #include "etabulon/foundation/EDataType.h"
 #include "etabulon/foundation/EVariant.h"
@@ -9,9 +11,6 @@
 #include <fmt/format.h>
 
 #include <charconv>
-
-#include "apps/etabulon/CliSuggest.h"
-#include "apps/etabulon/CliUtf8.h"
 
 namespace etabulon {
 namespace {
@@ -87,7 +86,6 @@ bool MakeLevels(const CliDictionary& dictionary, const ESqlTableInfo& table, std
     }
     for (const CliLevelSpec& spec : specs) {
         CliLevel level;
-        level.shown = spec.shown;
         if (!dictionary.FindVariable(table, spec.data, level.data, failure)) {
             return false;
         }
@@ -95,9 +93,10 @@ bool MakeLevels(const CliDictionary& dictionary, const ESqlTableInfo& table, std
         if (spec.label && !dictionary.FindVariable(table, *spec.label, level.label, failure)) {
             return false;
         }
+        level.shown = spec.label ? spec.shown : level.data.shown;
         if (FindLevel(levels, level.data) != nullptr) {
-            return failure.Set(CliExit::Usage, fmt::format("level {} is given twice",
-                                                           Quoted(level.data.shown)));
+            return failure.Set(CliExit::Usage,
+                               fmt::format("level {} is given twice", Quoted(level.data.shown)));
         }
         levels.levels.AddLevel(Chaine(level.shown), IdOf(level.data), IdOf(level.label), nullptr,
                                /*addRef=*/false);

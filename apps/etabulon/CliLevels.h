@@ -1,15 +1,14 @@
 #pragma once
 
+#include "apps/etabulon/CliDictionary.h"
+#include "apps/etabulon/CliFailure.h"
+#include "apps/etabulon/CliPath.h"
 #include "etabulon/values/ETabulonLevels.h"
 #include "etabulon/values/ETabulonTag.h"
 
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "apps/etabulon/CliDictionary.h"
-#include "apps/etabulon/CliFailure.h"
-#include "apps/etabulon/CliPath.h"
 
 namespace etabulon {
 

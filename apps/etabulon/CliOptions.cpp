@@ -1,10 +1,9 @@
 #include "apps/etabulon/CliOptions.h"
 
+#include "apps/etabulon/CliSource.h"
 #include "etabulon/sqlite/ESqliteSource.h"
 
 #include <CLI/CLI.hpp>
-
-#include "apps/etabulon/CliSource.h"
 
 namespace etabulon {
 namespace {
@@ -25,9 +24,7 @@ std::string CheckFormat(const std::string& text) {
     return "'" + text + "' is no format; there is " + names;
 }
 
-bool IsBlank(const std::string& text) {
-    return text.find_first_not_of(" \t") == std::string::npos;
-}
+bool IsBlank(const std::string& text) { return text.find_first_not_of(" \t") == std::string::npos; }
 
 }  // namespace
 

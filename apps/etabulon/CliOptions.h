@@ -1,13 +1,13 @@
 #pragma once
 
+#include "apps/etabulon/CliCommand.h"
+#include "apps/etabulon/CliFailure.h"
+#include "apps/etabulon/CliWriter.h"
+
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "apps/etabulon/CliCommand.h"
-#include "apps/etabulon/CliFailure.h"
-#include "apps/etabulon/CliWriter.h"
 
 namespace etabulon {
 

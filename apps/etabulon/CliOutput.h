@@ -10,7 +10,8 @@ namespace etabulon {
 /// A file descriptor behind one large buffer.
 ///
 /// Ownership  the descriptor isn't owned.
-/// Failure    the first write that fails makes it broken: what follows is dropped, Error() says why.
+/// Failure    the first write that fails makes it broken: what follows is dropped, Error() says
+/// why.
 class CliOutput {
 public:
     explicit CliOutput(int descriptor);

@@ -1,10 +1,11 @@
 #include "apps/etabulon/CliPath.h"
 
+#include "apps/etabulon/CliUtf8.h"
+#include "etabulon/foundation/ELinkEngine.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
-
-#include "apps/etabulon/CliUtf8.h"
 
 namespace etabulon {
 namespace {
@@ -40,9 +41,7 @@ public:
     }
     [[nodiscard]] bool ReadWord(std::string_view stops, Word& word);
     [[nodiscard]] bool ReadPath(std::string_view stops, CliPath& path);
-    void SkipBlanks() {
-        place_ = std::min(text_.find_first_not_of(kBlanks, place_), text_.size());
-    }
+    void SkipBlanks() { place_ = std::min(text_.find_first_not_of(kBlanks, place_), text_.size()); }
     [[nodiscard]] std::size_t Place() const noexcept { return place_; }
     [[nodiscard]] std::string Since(std::size_t from) const {
         return std::string(Trimmed(text_.substr(from, place_ - from)));
@@ -91,7 +90,7 @@ bool Scanner::ReadWord(std::string_view stops, Word& word) {
         SkipBlanks();
         return true;
     }
-    const bool stopsAtMarks = stops.find(kPathForward) != std::string_view::npos;
+    const bool stopsAtMarks = stops.find(kLinkForward) != std::string_view::npos;
     const std::size_t from = place_;
     while (!IsAtEnd() && stops.find(text_[place_]) == std::string_view::npos &&
            !(stopsAtMarks && IsBackwardAt(place_))) {
@@ -102,12 +101,12 @@ bool Scanner::ReadWord(std::string_view stops, Word& word) {
 }
 
 char Scanner::TakeMark() {
-    if (Take(kPathForward)) {
-        return kPathForward;
+    if (Take(kLinkForward)) {
+        return kLinkForward;
     }
     if (IsBackwardAt(place_)) {
         place_ += kBackwardText.size();
-        return kPathBackward;
+        return kLinkBackward;
     }
     return 0;
 }
@@ -138,7 +137,7 @@ bool Scanner::ReadStep(std::string_view stops, CliPathStep& step) {
 bool Scanner::ReadPath(std::string_view stops, CliPath& path) {
     SkipBlanks();
     const std::size_t from = place_;
-    const std::string allStops = std::string(stops) + kPathForward;
+    const std::string allStops = std::string(stops) + kLinkForward;
     do {
         CliPathStep& step = path.steps.emplace_back();
         if (!ReadStep(allStops, step)) {

@@ -1,24 +1,20 @@
 #pragma once
 
+#include "apps/etabulon/CliFailure.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "apps/etabulon/CliFailure.h"
-
 namespace etabulon {
-
-/// The marks behind a step of a path.
-inline constexpr char kPathForward = '>';
-inline constexpr char kPathBackward = '\xBB';  // » in what the library is given
 
 /// A step as written: `name`, `table.name`, or either in double quotes.
 struct CliPathStep {
     std::optional<std::string> table;  // where quotes tell it from the name
     std::string name;                  // may still hold "table." where it wasn't quoted
     bool isQuoted = false;
-    char mark = 0;  // behind it; 0 for the last
+    char mark = 0;  // behind it: kLinkForward, kLinkBackward, or 0 for the last
 };
 
 /// A variable as written: `airport>state>name`.

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "apps/etabulon/CliWalk.h"
+
 #include <chrono>
 #include <cstdint>
-
-#include "apps/etabulon/CliWalk.h"
 
 namespace etabulon {
 

@@ -1,5 +1,7 @@
 #include "apps/etabulon/CliSource.h"
 
+#include "apps/etabulon/CliSuggest.h"
+#include "apps/etabulon/CliUtf8.h"
 #include "etabulon/sqlite/ESqliteSource.h"
 #include "etabulon/sqlite/LoadCsv.h"
 
@@ -16,9 +18,6 @@
 #include <string_view>
 #include <system_error>
 #include <vector>
-
-#include "apps/etabulon/CliSuggest.h"
-#include "apps/etabulon/CliUtf8.h"
 
 namespace etabulon {
 namespace {

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "apps/etabulon/CliFailure.h"
+
 #include <memory>
 #include <string>
-
-#include "apps/etabulon/CliFailure.h"
 
 namespace etabulon {
 

@@ -1,12 +1,12 @@
 #include "apps/etabulon/CliSuggest.h"
 
+#include "apps/etabulon/CliUtf8.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <utility>
 #include <vector>
-
-#include "apps/etabulon/CliUtf8.h"
 
 namespace etabulon {
 namespace {
@@ -47,7 +47,7 @@ std::vector<std::string> Like(std::string_view wanted, std::span<const std::stri
         return {};
     }
     const std::string lowered = Lowered(wanted);
-    const std::size_t limit = std::max<std::size_t>(1, std::min<std::size_t>(3, wanted.size() / 3));
+    const std::size_t limit = wanted.size() < 4 ? 1 : wanted.size() < 8 ? 2 : 3;
     std::vector<std::pair<std::size_t, std::string>> ranked;
     for (const std::string& name : existing) {
         if (name.empty() || name.size() > kLongestCompared) {
@@ -103,9 +103,10 @@ std::string WhatThereIs(std::string_view wanted, std::span<const std::string> ex
     }
     const std::size_t listed = std::min(existing.size(), kMostListed);
     if (listed == existing.size()) {
-        return fmt::format("; there is {}", Joined(existing, " and "));
+        return fmt::format("; there {} {}", existing.size() == 1 ? "is" : "are",
+                           Joined(existing, " and "));
     }
-    return fmt::format("; there is {} and {} more", Joined(existing.first(listed), ", "),
+    return fmt::format("; there are {} and {} more", Joined(existing.first(listed), ", "),
                        existing.size() - listed);
 }
 

@@ -1,9 +1,9 @@
 #include "apps/etabulon/CliTableWriter.h"
 
-#include <algorithm>
-
 #include "apps/etabulon/CliOutput.h"
 #include "apps/etabulon/CliUtf8.h"
+
+#include <algorithm>
 
 namespace etabulon {
 namespace {

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "apps/etabulon/CliWriter.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include "apps/etabulon/CliWriter.h"
 
 namespace etabulon {
 

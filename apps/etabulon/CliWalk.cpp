@@ -1,32 +1,18 @@
 #include "apps/etabulon/CliWalk.h"
 
+#include "apps/etabulon/CliInterrupt.h"
+#include "apps/etabulon/CliProgress.h"
+#include "apps/etabulon/CliSuggest.h"
+#include "apps/etabulon/CliUtf8.h"
 #include "etabulon/sql/ESqlSource.h"
-#include "etabulon/sql/ETabulonCursorSql.h"
 #include "etabulon/sql/UseColumns.h"
 
 #include <fmt/format.h>
 
 #include <set>
 
-#include "apps/etabulon/CliInterrupt.h"
-#include "apps/etabulon/CliProgress.h"
-#include "apps/etabulon/CliSuggest.h"
-#include "apps/etabulon/CliUtf8.h"
-
 namespace etabulon {
 namespace {
-
-/// The reset of a cursor clears its cancel flag: what came before it is caught here.
-class InterruptListener final : public CliListener {
-public:
-    explicit InterruptListener(const CliInterrupt& interrupt) : interrupt_(interrupt) {}
-    CursorStatus OnReset(const ETabulonTag& /*tag*/, const ETabulonCursor& /*cursor*/) override {
-        return interrupt_.IsRaised() ? StatusCancelled : StatusOk;
-    }
-
-private:
-    const CliInterrupt& interrupt_;
-};
 
 /// Looks in all records for each value of a tag by itself, and keeps some values that are there.
 class SearchListener final : public CliListener {
@@ -77,9 +63,9 @@ std::string ShownValue(const ETabulonValue& value) {
 std::string ShownPlace(const CliLevels& levels, const ETabulonTag& tag) {
     std::string shown;
     for (unsigned place = 0; place < tag.KnownLevelsCount(); ++place) {
-        shown += fmt::format("{}{} = {}", place == 0 ? "" : ", ",
-                             levels.all[tag.LevelAt(place)].data.shown,
-                             ShownValue(tag.ValueAt(place)));
+        shown +=
+            fmt::format("{}{} = {}", place == 0 ? "" : ", ",
+                        levels.all[tag.LevelAt(place)].data.shown, ShownValue(tag.ValueAt(place)));
     }
     return shown;
 }
@@ -91,9 +77,15 @@ std::string ShownTable(const CliWalkContext& context) {
 
 }  // namespace
 
+void CliCursor::ResetCancel() {
+    ETabulonCursorSql::ResetCancel();
+    if (interrupt_.IsRaised()) {
+        Cancel();
+    }
+}
+
 bool OpenCursor(const CliWalkContext& context, const ETabulonLevels& levels,
-                const std::vector<CliVariable>& others, ETabulonCursorSql& cursor,
-                CliFailure& failure) {
+                const std::vector<CliVariable>& others, CliCursor& cursor, CliFailure& failure) {
     ESqlSource& source = context.dictionary.Source();
     std::vector<ETabulonVariableID> ids;
     for (const CliVariable& other : others) {
@@ -104,11 +96,10 @@ bool OpenCursor(const CliWalkContext& context, const ETabulonLevels& levels,
     ESqlError error;
     std::unique_ptr<ESqlTable> table = source.OpenTable(context.table.code, options, error);
     if (table == nullptr) {
-        return failure.Set(CliExit::Failed,
-                           error.text.IsEmpty()
-                               ? fmt::format("{} can't be opened (status {})", ShownTable(context),
-                                             error.status)
-                               : std::string(error.text.View()));
+        return failure.Set(CliExit::Failed, error.text.IsEmpty()
+                                                ? fmt::format("{} can't be opened (status {})",
+                                                              ShownTable(context), error.status)
+                                                : std::string(error.text.View()));
     }
     cursor.Init(levels, table.release(), /*ownsTable=*/true);
     for (const ETabulonVariableID& id : ids) {
@@ -119,14 +110,12 @@ bool OpenCursor(const CliWalkContext& context, const ETabulonLevels& levels,
     return true;
 }
 
-bool Walk(const CliWalkContext& context, ETabulonCursorSql& cursor, const ETabulonTag& tag,
+bool Walk(const CliWalkContext& context, CliCursor& cursor, const ETabulonTag& tag,
           CliListener& listener, CliFailure& failure) {
-    InterruptListener interruptListener(context.interrupt);
     CliProgress progress;
     CursorStatus status = StatusOk;
     {
         const CliInterrupt::Cancelling cancelling(context.interrupt, cursor);
-        const ECursorListening interrupting(cursor, interruptListener);
         const ECursorListening listening(cursor, listener);
         if (context.showsProgress) {
             cursor.AddNotifier(&progress);
@@ -142,16 +131,15 @@ bool Walk(const CliWalkContext& context, ETabulonCursorSql& cursor, const ETabul
         return true;
     }
     const Chaine text = cursor.Table()->LastErrorText();
-    return failure.Set(CliExit::Failed, text.IsEmpty()
-                                            ? fmt::format("{} can't be read (status {})",
-                                                          ShownTable(context),
-                                                          static_cast<int>(status))
-                                            : std::string(text.View()));
+    return failure.Set(CliExit::Failed,
+                       text.IsEmpty() ? fmt::format("{} can't be read (status {})",
+                                                    ShownTable(context), static_cast<int>(status))
+                                      : std::string(text.View()));
 }
 
 void ExplainNothingThere(const CliWalkContext& context, const CliLevels& levels,
                          const ETabulonTag& tag, CliFailure& failure) {
-    ETabulonCursorSql cursor;
+    CliCursor cursor(context.interrupt);
     SearchListener search(tag);
     if (!OpenCursor(context, levels.levels, {}, cursor, failure) ||
         !Walk(context, cursor, ETabulonTag(), search, failure)) {
@@ -161,11 +149,11 @@ void ExplainNothingThere(const CliWalkContext& context, const CliLevels& levels,
         if (!search.IsFound(place)) {
             const std::string shown = ShownValue(tag.ValueAt(place));
             const auto existing = search.Existing(place);
-            failure.Set(CliExit::Failed,
-                        fmt::format("{} has no {} at level {}{}", ShownTable(context), shown,
-                                    Quoted(levels.all[tag.LevelAt(place)].data.shown),
-                                    WhatThereIs(tag.ValueAt(place).Data().AsChaine().View(),
-                                                existing)));
+            failure.Set(
+                CliExit::Failed,
+                fmt::format("{} has no {} at level {}{}", ShownTable(context), shown,
+                            Quoted(levels.all[tag.LevelAt(place)].data.shown),
+                            WhatThereIs(tag.ValueAt(place).Data().AsChaine().View(), existing)));
             return;
         }
     }

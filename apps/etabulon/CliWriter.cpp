@@ -1,12 +1,12 @@
 #include "apps/etabulon/CliWriter.h"
 
-#include <fmt/format.h>
-
-#include <set>
-
 #include "apps/etabulon/CliDelimitedWriter.h"
 #include "apps/etabulon/CliJsonWriter.h"
 #include "apps/etabulon/CliTableWriter.h"
+
+#include <fmt/format.h>
+
+#include <set>
 
 namespace etabulon {
 

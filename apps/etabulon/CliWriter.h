@@ -1,5 +1,7 @@
 #pragma once
 
+#include "apps/etabulon/CliCell.h"
+
 #include <array>
 #include <cstdint>
 #include <memory>
@@ -7,8 +9,6 @@
 #include <string>
 #include <string_view>
 #include <utility>
-
-#include "apps/etabulon/CliCell.h"
 
 namespace etabulon {
 

@@ -1,5 +1,8 @@
 #include "apps/etabulon/LevelsCommand.h"
 
+#include "apps/etabulon/CliDictionary.h"
+#include "apps/etabulon/CliLevels.h"
+#include "apps/etabulon/CliUtf8.h"
 #include "etabulon/foundation/DDico.h"
 #include "etabulon/sqlite/ESqliteSource.h"
 
@@ -8,10 +11,6 @@
 
 #include <algorithm>
 #include <array>
-
-#include "apps/etabulon/CliDictionary.h"
-#include "apps/etabulon/CliLevels.h"
-#include "apps/etabulon/CliUtf8.h"
 
 namespace etabulon {
 namespace {
@@ -121,14 +120,15 @@ bool LevelsCommand::ListVariables(const CliDictionary& dictionary, const ESqlTab
         writer.Cell(Text(TypeName(column.type)));
         ESqlError error;
         counts.Put(source.CountDistinct(table.code, column.code, error), error);
-        writer.Cell(CliCellMaker::Of(!column.notNull));
         const auto key = std::find(table.key.begin(), table.key.end(), variable.Index());
+        // Such a key is never NULL, whether it was declared so or not.
+        const bool isNumberKey = key != table.key.end() && table.keyKind == ESqlKeyKind::Integer;
+        writer.Cell(CliCellMaker::Of(!column.notNull && !isNumberKey));
         writer.Cell(key == table.key.end() ? CliCell{} : maker.Of(key - table.key.begin() + 1));
         const std::string names = LinksAt(rubric, variable, &CliDictionary::NameOf);
-        const std::string targets =
-            LinksAt(rubric, variable, [&dictionary](const DLink& link) {
-                return std::string(dictionary.TableOf(*link.target).name.View());
-            });
+        const std::string targets = LinksAt(rubric, variable, [&dictionary](const DLink& link) {
+            return std::string(dictionary.TableOf(*link.target).name.View());
+        });
         writer.Cell(names.empty() ? CliCell{} : Text(names));
         writer.Cell(names.empty() ? CliCell{} : Text(targets));
         writer.EndRecord();

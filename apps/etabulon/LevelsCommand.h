@@ -1,9 +1,8 @@
 #pragma once
 
-#include "etabulon/sql/fwd.h"
-
 #include "apps/etabulon/CliCommand.h"
 #include "apps/etabulon/CliOptions.h"
+#include "etabulon/sql/fwd.h"
 
 namespace etabulon {
 

@@ -1,40 +1,62 @@
 #include "apps/etabulon/WalkCommand.h"
 
-#include "etabulon/sql/ETabulonCursorSql.h"
+#include "apps/etabulon/CliOutput.h"
 #include "etabulon/sqlite/ESqliteSource.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
 
-#include "apps/etabulon/CliOutput.h"
-
 namespace etabulon {
 namespace {
 
-/// The columns of the key as they are named in what is printed.
-std::vector<std::string> KeyNames(const ESqlTableInfo& table) {
+bool IsNumber(int type) {
+    const ETypeInfo& info = TypeInfo(type);
+    return info.valueClass == EValueClass::Number && info.storage != EStorage::Bool;
+}
+
+bool IsPlainLevel(const CliLevels& levels, const ESqlColumn& column) {
+    return std::any_of(levels.all.begin(), levels.all.end(), [&column](const CliLevel& level) {
+        return !level.HasLabel() && level.data.code == column.code;
+    });
+}
+
+/// A part of the key that is printed.
+struct KeyPart {
+    std::uint16_t place = 0;
+    CliColumn column;
+};
+
+/// The parts of the key that aren't levels, which are printed anyway.
+std::vector<KeyPart> KeyParts(const ESqlTableInfo& table, const CliLevels& levels) {
     if (table.keyKind == ESqlKeyKind::RowId) {
-        return {table.rowIdName};
+        return {{0, {table.rowIdName, true}}};
     }
-    std::vector<std::string> names;
-    for (const unsigned column : table.key) {
-        names.emplace_back(table.columns[column].name.View());
+    std::vector<KeyPart> parts;
+    for (std::uint16_t place = 0; place < table.key.size(); ++place) {
+        const ESqlColumn& column = table.columns[table.key[place]];
+        if (!IsPlainLevel(levels, column)) {
+            parts.push_back({place, {std::string(column.name.View()), IsNumber(column.type)}});
+        }
     }
-    return names;
+    return parts;
 }
 
 /// Writes a line for each record: the levels' texts, the key, the values.
 class WalkPrinter final : public CliListener {
 public:
     WalkPrinter(CliWriter& writer, const CliOutput& output, std::vector<CliColumn> columns,
-                std::vector<CliVariable> values, std::size_t keySize, std::uint64_t limit)
+                std::vector<CliVariable> values, const std::vector<KeyPart>& keyParts,
+                std::uint64_t limit)
         : writer_(writer),
           output_(output),
           columns_(std::move(columns)),
           values_(std::move(values)),
-          keySize_(keySize),
-          limit_(limit) {}
+          limit_(limit) {
+        for (const KeyPart& part : keyParts) {
+            keyPlaces_.push_back(part.place);
+        }
+    }
 
     CursorStatus OnReset(const ETabulonTag& /*tag*/, const ETabulonCursor& cursor) override {
         fields_.clear();
@@ -52,7 +74,7 @@ public:
         Begin();
         PutTag(cursor.CurrentTag());
         const EFieldKey& key = cursor.PrimaryKey().Fields();
-        for (std::uint16_t place = 0; place < keySize_; ++place) {
+        for (const std::uint16_t place : keyPlaces_) {
             writer_.Cell(place < key.Size() ? maker_.Of(key.At(place)) : CliCell{});
         }
         for (const EField* const field : fields_) {
@@ -90,7 +112,7 @@ private:
     const CliOutput& output_;
     std::vector<CliColumn> columns_;
     std::vector<CliVariable> values_;
-    std::size_t keySize_;
+    std::vector<std::uint16_t> keyPlaces_;
     std::uint64_t limit_;
     std::uint64_t count_ = 0;
     unsigned levelCount_ = 0;
@@ -99,11 +121,6 @@ private:
     CliCellMaker maker_;
     bool hasBegun_ = false;
 };
-
-bool IsNumber(const DVariable& variable) {
-    const ETypeInfo& info = TypeInfo(variable.TypeCode());
-    return info.valueClass == EValueClass::Number && info.storage != EStorage::Bool;
-}
 
 }  // namespace
 
@@ -114,8 +131,8 @@ void WalkCommand::Declare(CLI::App& app) {
             "The values to print: column, link>column, separated by commas; "
             "without it all columns that are neither level nor key");
     app.add_option("--limit", limit_, "End after this many records")
-        ->type_name("N")
-        ->check(CLI::NonNegativeNumber);
+        ->check(CLI::NonNegativeNumber)
+        ->type_name("N");
     output_.DeclareFormat(app);
     output_.DeclareProgress(app);
     app.footer(
@@ -140,11 +157,7 @@ bool WalkCommand::FindValues(const CliDictionary& dictionary, const ESqlTableInf
     for (unsigned index = 0; index < table.columns.size(); ++index) {
         const ESqlColumn& column = table.columns[index];
         const bool isKey = std::find(table.key.begin(), table.key.end(), index) != table.key.end();
-        const bool isLevel =
-            std::any_of(levels.all.begin(), levels.all.end(), [&column](const CliLevel& level) {
-                return !level.HasLabel() && level.data.code == column.code;
-            });
-        if (!isKey && !isLevel) {
+        if (!isKey && !IsPlainLevel(levels, column)) {
             values.push_back({std::string(column.name.View()), column.code,
                               dictionary.Source().Rubric(table)->Find(column.code)});
         }
@@ -177,21 +190,22 @@ bool WalkCommand::Print(const CliEnvironment& environment, const CliWalkContext&
                         const std::vector<CliVariable>& values, CliFailure& failure) const {
     std::vector<CliColumn> columns;
     for (const CliLevel& level : levels.all) {
-        columns.push_back({level.shown, !level.HasLabel() && IsNumber(*level.data.variable)});
+        columns.push_back(
+            {level.shown, !level.HasLabel() && IsNumber(level.data.variable->TypeCode())});
     }
-    const std::vector<std::string> keyNames = KeyNames(context.table);
-    for (const std::string& name : keyNames) {
-        columns.push_back({name, context.table.keyKind != ESqlKeyKind::Columns});
+    const std::vector<KeyPart> keyParts = KeyParts(context.table, levels);
+    for (const KeyPart& part : keyParts) {
+        columns.push_back(part.column);
     }
     for (const CliVariable& value : values) {
-        columns.push_back({value.shown, IsNumber(*value.variable)});
+        columns.push_back({value.shown, IsNumber(value.variable->TypeCode())});
     }
     GiveNames(columns);
     const std::unique_ptr<CliWriter> writer = output_.MakeWriter(environment);
     constexpr auto kNoLimit = static_cast<std::uint64_t>(-1);
-    WalkPrinter printer(*writer, environment.output, std::move(columns), values, keyNames.size(),
+    WalkPrinter printer(*writer, environment.output, std::move(columns), values, keyParts,
                         limit_ ? static_cast<std::uint64_t>(*limit_) : kNoLimit);
-    ETabulonCursorSql cursor;
+    CliCursor cursor(context.interrupt);
     const bool isWhole = OpenCursor(context, levels.levels, values, cursor, failure) &&
                          Walk(context, cursor, tag, printer, failure);
     if (isWhole && printer.Count() == 0 && !tag.IsRoot() && limit_ != 0) {

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "apps/etabulon/CliCommand.h"
+#include "apps/etabulon/CliOptions.h"
+#include "apps/etabulon/CliWalk.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "apps/etabulon/CliCommand.h"
-#include "apps/etabulon/CliOptions.h"
-#include "apps/etabulon/CliWalk.h"
 
 namespace etabulon {
 

@@ -1,0 +1,153 @@
+#include "apps/CommandRun.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+
+extern char** environ;
+
+namespace etabulon::test {
+namespace {
+
+/// A program that hangs is a failure told, not a test that never ends.
+constexpr int kPatience = 60000;
+
+}  // namespace
+
+CommandRun::CommandRun(const std::vector<std::string>& arguments, const char* output) {
+    std::array<int, 2> outEnds{-1, -1};
+    std::array<int, 2> errEnds{-1, -1};
+    EXPECT_EQ(pipe2(outEnds.data(), O_CLOEXEC), 0);
+    EXPECT_EQ(pipe2(errEnds.data(), O_CLOEXEC), 0);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    if (output != nullptr) {
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output, O_WRONLY, 0);
+    } else {
+        posix_spawn_file_actions_adddup2(&actions, outEnds[1], STDOUT_FILENO);
+    }
+    posix_spawn_file_actions_adddup2(&actions, errEnds[1], STDERR_FILENO);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGINT);
+    posix_spawnattr_setsigmask(&attributes, &blocked);
+    sigset_t defaults = blocked;
+    sigaddset(&defaults, SIGPIPE);
+    posix_spawnattr_setsigdefault(&attributes, &defaults);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    std::vector<std::string> texts{"etabulon"};
+    texts.insert(texts.end(), arguments.begin(), arguments.end());
+    std::vector<char*> pointers;
+    for (std::string& text : texts) {
+        pointers.push_back(text.data());
+    }
+    pointers.push_back(nullptr);
+    EXPECT_EQ(
+        posix_spawn(&process_, ETABULON_COMMAND, &actions, &attributes, pointers.data(), environ),
+        0);
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+    close(outEnds[1]);
+    close(errEnds[1]);
+    outPipe_ = outEnds[0];
+    errPipe_ = errEnds[0];
+}
+
+CommandRun::~CommandRun() {
+    if (process_ > 0 && status == -1) {
+        kill(process_, SIGKILL);
+        Finish();
+    }
+}
+
+void CommandRun::ReadSome(int milliseconds) {
+    std::array<pollfd, 2> ends{{{outPipe_, POLLIN, 0}, {errPipe_, POLLIN, 0}}};
+    if (poll(ends.data(), ends.size(), milliseconds) <= 0) {
+        ADD_FAILURE() << "the program neither writes nor ends";
+        kill(process_, SIGKILL);
+        return;
+    }
+    std::array<char, 65536> buffer{};
+    for (const pollfd& end : ends) {
+        if (end.fd < 0 || end.revents == 0) {
+            continue;
+        }
+        const ssize_t count = read(end.fd, buffer.data(), buffer.size());
+        if (count > 0) {
+            (end.fd == outPipe_ ? out : err).append(buffer.data(), static_cast<std::size_t>(count));
+            continue;
+        }
+        int& pipe = end.fd == outPipe_ ? outPipe_ : errPipe_;
+        close(pipe);
+        pipe = -1;
+    }
+}
+
+void CommandRun::ReadAtLeast(std::size_t bytes) {
+    while (outPipe_ >= 0 && out.size() < bytes) {
+        ReadSome(kPatience);
+    }
+}
+
+void CommandRun::Interrupt() const { kill(process_, SIGINT); }
+
+void CommandRun::CloseOutput() {
+    close(outPipe_);
+    outPipe_ = -1;
+}
+
+void CommandRun::Finish() {
+    while (outPipe_ >= 0 || errPipe_ >= 0) {
+        ReadSome(kPatience);
+    }
+    int ended = 0;
+    waitpid(process_, &ended, 0);
+    status = WIFEXITED(ended) ? WEXITSTATUS(ended) : 128 + WTERMSIG(ended);
+}
+
+CommandResult RunCommand(const std::vector<std::string>& arguments, const char* output) {
+    CommandRun run(arguments, output);
+    run.Finish();
+    return {run.status, run.out, run.err};
+}
+
+TestFolder::TestFolder() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "etabulon-XXXXXX").string();
+    const char* const made = mkdtemp(pattern.data());
+    EXPECT_NE(made, nullptr);
+    path_ = pattern;
+}
+
+TestFolder::~TestFolder() {
+    std::error_code error;
+    std::filesystem::remove_all(path_, error);
+}
+
+std::string TestFolder::MakeDatabase(const std::string& name, const std::string& script) const {
+    const std::string path = Path(name);
+    sqlite3* database = nullptr;
+    EXPECT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(database, script.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+        << sqlite3_errmsg(database);
+    sqlite3_close(database);
+    return path;
+}
+
+std::string TestFolder::MakeFile(const std::string& name, const std::string& content) const {
+    const std::string path = Path(name);
+    std::ofstream(path, std::ios::binary) << content;
+    return path;
+}
+
+}  // namespace etabulon::test

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+namespace etabulon::test {
+
+/// The command line program as a process of its own.
+class CommandRun {
+public:
+    /// Starts it with these arguments, its stdout and stderr in pipes. With `output` stdout is that
+    /// file. SIGINT starts out blocked: one sent at any time waits until the program looks for it.
+    explicit CommandRun(const std::vector<std::string>& arguments, const char* output = nullptr);
+    CommandRun(const CommandRun&) = delete;
+    CommandRun& operator=(const CommandRun&) = delete;
+    ~CommandRun();
+
+    /// Reads stdout until it has at least this many bytes.
+    void ReadAtLeast(std::size_t bytes);
+    void Interrupt() const;
+    /// Ends reading: what the program writes from here on fails.
+    void CloseOutput();
+    /// Reads on to the end and waits for it.
+    void Finish();
+
+    std::string out;
+    std::string err;
+    int status = -1;  // what it ended with; 128 and more: by that signal
+
+private:
+    void ReadSome(int milliseconds);
+    pid_t process_ = -1;
+    int outPipe_ = -1;
+    int errPipe_ = -1;
+};
+
+/// Runs it to the end.
+struct CommandResult {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+CommandResult RunCommand(const std::vector<std::string>& arguments, const char* output = nullptr);
+
+/// A folder that goes with what is in it.
+class TestFolder {
+public:
+    TestFolder();
+    ~TestFolder();
+    TestFolder(const TestFolder&) = delete;
+    TestFolder& operator=(const TestFolder&) = delete;
+    [[nodiscard]] std::string Path(const std::string& name) const { return path_ + "/" + name; }
+    /// Makes a database of this script; its path.
+    std::string MakeDatabase(const std::string& name, const std::string& script) const;
+    std::string MakeFile(const std::string& name, const std::string& content) const;
+
+private:
+    std::string path_;
+};
+
+}  // namespace etabulon::test

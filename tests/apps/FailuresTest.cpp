@@ -1,0 +1,231 @@
+#include "apps/CommandRun.h"
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace etabulon {
+namespace {
+
+using test::CommandResult;
+using test::CommandRun;
+using test::RunCommand;
+using test::TestFolder;
+
+const std::string kStrikes = ETABULON_STRIKES_DATABASE;
+
+struct FailureCase {
+    std::vector<std::string> arguments;
+    int status;
+    std::vector<std::string> said;  // on stderr
+};
+
+/// One line on stderr, nothing on stdout.
+void ExpectFailure(const FailureCase& expected) {
+    const CommandResult result = RunCommand(expected.arguments);
+    const std::string shown = testing::PrintToString(expected.arguments);
+    EXPECT_EQ(result.status, expected.status) << shown << result.err;
+    EXPECT_EQ(result.out, "") << shown;
+    EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << shown << result.err;
+    for (const std::string& text : expected.said) {
+        EXPECT_NE(result.err.find(text), std::string::npos) << text << " in " << result.err;
+    }
+}
+
+TEST(WrongUsage, EndsWith2) {
+    const std::vector<FailureCase> cases = {
+        {{}, 2, {"subcommand"}},
+        {{"wlak", kStrikes}, 2, {"'wlak'", "mean 'walk'"}},
+        {{"walk"}, 2, {"SOURCE", "etabulon walk --help"}},
+        {{"walk", kStrikes, "strikes", "more"}, 2, {"more"}},
+        {{"walk", kStrikes, "strikes", "--lvels", "x"}, 2, {"--lvels"}},
+        {{"walk", kStrikes, "strikes", "--limit", "-1"}, 2, {"--limit"}},
+        {{"walk", kStrikes, "strikes", "--limit", "many"}, 2, {"--limit"}},
+        {{"walk", kStrikes, "strikes", "--format", "xml"}, 2, {"'xml'", "ndjson"}},
+        {{"walk", kStrikes}, 2, {"6 tables", "'strikes'"}},
+        {{"walk", kStrikes, "strikes", "--levels", "damage,,id"}, 2, {"missing", "damage,,id"}},
+        {{"walk", kStrikes, "strikes", "--levels", "\"damage"}, 2, {"closed"}},
+        {{"walk", kStrikes, "strikes", "--levels", "\"damage\"x"}, 2, {"behind"}},
+        {{"walk", kStrikes, "strikes", "--levels", "damage,id,damage"}, 2, {"'damage'", "twice"}},
+        {{"walk", kStrikes, "strikes", "--levels", "damage", "--at", "damage"}, 2, {"no value"}},
+        {{"walk", kStrikes, "strikes", "--levels", "damage", "--at", "damage=x,damage=y"},
+         2,
+         {"two values", "'damage'"}},
+        {{"walk", kStrikes, "strikes", "--levels", "damage", "--at", "id=1"},
+         2,
+         {"'id'", "'damage'"}},
+        {{"walk", kStrikes, "airports", "--levels",
+          "id\xC2\xBB"
+          "damage"},
+         2,
+         {"table.column"}},
+    };
+    for (const FailureCase& each : cases) {
+        ExpectFailure(each);
+    }
+}
+
+TEST(WhatIsNotThere, EndsWith1AndNamesWhatIs) {
+    const TestFolder folder;
+    folder.MakeFile("people.csv", "name\nAnn\n");
+    const std::vector<FailureCase> cases = {
+        {{"walk", folder.Path("pepole.csv")}, 1, {"pepole.csv'", "No such file", "'people.csv'"}},
+        {{"levels", folder.Path("")}, 1, {"is a folder"}},
+        {{"levels", "/dev/null"}, 1, {"/dev/null", "not a file"}},
+        {{"walk", kStrikes, "strike"}, 1, {"strikes.sqlite", "'strike'", "mean 'strikes'"}},
+        {{"levels", kStrikes, "nothing_like_it"}, 1, {"'states'"}},
+        {{"walk", kStrikes, "strikes", "--levels", "damag"}, 1, {"'damag'", "mean 'damage'"}},
+        {{"walk", kStrikes, "strikes", "--columns", "zzz"}, 1, {"'zzz'", "more"}},
+        {{"walk", kStrikes, "strikes", "--levels", "airprt>name"}, 1, {"link", "mean 'airport'"}},
+        {{"walk", kStrikes, "strikes", "--levels", "airport"}, 1, {"is a link", "'airports'"}},
+        {{"walk", kStrikes, "strikes", "--levels", "airport>nam"}, 1, {"'airports'", "'name'"}},
+        {{"walk", kStrikes, "states", "--levels", "id\xC2\xBBstrikes.id"}, 1, {"no link"}},
+        {{"walk", kStrikes, "states", "--levels", "id\xC2\xBBx.id"}, 1, {"no table 'x'"}},
+        {{"walk", kStrikes, "strikes", "--levels", "damage", "--at", "damage=Substancial"},
+         1,
+         {"'Substancial'", "level 'damage'", "mean 'Substantial'"}},
+        {{"walk", kStrikes, "strikes", "--levels", "damage,airport>state>name", "--at",
+          "damage=None,airport>state>name=Texs"},
+         1,
+         {"'Texs'", "level 'airport>state>name'", "mean 'Texas'"}},
+        {{"walk", kStrikes, "strikes", "--levels", "damage", "--at", "damage=NULL"}, 1, {"NULL"}},
+        {{"walk", kStrikes, "strikes", "--levels", "id,damage", "--at", "id=4,damage=None"},
+         1,
+         {"id = '4', damage = 'None'", "together"}},
+        {{"walk", kStrikes, "strikes", "--levels", "id", "--at", "id=four"},
+         1,
+         {"'four'", "integer"}},
+        {{"walk", kStrikes, "strikes", "--levels", "flight_date", "--at", "flight_date=2024-13-01"},
+         1,
+         {"'2024-13-01'", "date"}},
+    };
+    for (const FailureCase& each : cases) {
+        ExpectFailure(each);
+    }
+}
+
+TEST(BadSource, EndsWith1AndNamesTheFile) {
+    const TestFolder folder;
+    std::ifstream stream(kStrikes, std::ios::binary);
+    std::string bytes{std::istreambuf_iterator<char>(stream), {}};
+    const std::string cut = folder.MakeFile("cut.db", bytes.substr(0, bytes.size() / 2));
+    bytes.replace(100, 4000, 4000, '\xFF');
+    const std::string garbled = folder.MakeFile("garbled.db", bytes);
+    const std::vector<FailureCase> cases = {
+        {{"walk", folder.MakeFile("empty.db", "")}, 1, {"empty.db", "is empty"}},
+        {{"walk", folder.MakeFile("picture.csv", std::string("\x89PNG\0\0", 6))},
+         1,
+         {"picture.csv", "neither"}},
+        {{"levels", garbled}, 1, {"garbled.db"}},
+        {{"walk", folder.MakeFile("uneven.csv", "a,b\n1,2\n3\n"), "--limit", "1"},
+         1,
+         {"uneven.csv", "3"}},
+        {{"walk", folder.MakeFile("no\x1B[2Jsuch", ""), "x"}, 1, {"no\\x1b[2Jsuch"}},
+    };
+    for (const FailureCase& each : cases) {
+        ExpectFailure(each);
+    }
+    const CommandResult broken = RunCommand({"walk", cut, "strikes"});
+    EXPECT_EQ(broken.status, 1);
+    EXPECT_NE(broken.err.find("cut.db"), std::string::npos) << broken.err;
+}
+
+TEST(BadSource, IsAFileThatMayNotBeRead) {
+    if (geteuid() == 0) {
+        GTEST_SKIP() << "root may read everything";
+    }
+    const TestFolder folder;
+    const std::string path = folder.MakeFile("secret.csv", "a\n1\n");
+    std::filesystem::permissions(path, std::filesystem::perms::none);
+    ExpectFailure({{"walk", path}, 1, {"secret.csv", "Permission denied"}});
+}
+
+TEST(BadSource, IsADatabaseThatAnotherHasLocked) {
+    const TestFolder folder;
+    const std::string path = folder.MakeDatabase("busy.db", "CREATE TABLE t(id INTEGER)");
+    sqlite3* holder = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &holder), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(holder, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+    ExpectFailure({{"walk", path}, 1, {"busy.db", "locked"}});
+    sqlite3_close(holder);
+}
+
+TEST(BadView, IsListedWithoutACountAndEndsWith1) {
+    const TestFolder folder;
+    const std::string path = folder.MakeDatabase(
+        "views.db",
+        "CREATE TABLE t(id INTEGER PRIMARY KEY); INSERT INTO t VALUES(7);"
+        "CREATE VIEW v AS SELECT abs(-9223372036854775807 - id / 7) AS x FROM t;");
+    const CommandResult result = RunCommand({"walk", path, "v"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("overflow"), std::string::npos) << result.err;
+}
+
+TEST(Output, ThatCanNotBeWrittenIsAFailure) {
+    for (const char* const command : {"walk", "levels"}) {
+        const CommandResult result = RunCommand({command, kStrikes, "strikes"}, "/dev/full");
+        EXPECT_EQ(result.status, 1);
+        EXPECT_NE(result.err.find("No space left"), std::string::npos) << result.err;
+    }
+    EXPECT_EQ(RunCommand({"--help"}, "/dev/full").status, 1);
+}
+
+class EndlessView : public testing::Test {
+protected:
+    const TestFolder folder;
+    const std::string database = folder.MakeDatabase(
+        "endless.db",
+        "CREATE VIEW endless AS WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c)"
+        "    SELECT x FROM c;"
+        "CREATE VIEW none AS WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c)"
+        "    SELECT x FROM c WHERE x < 0;");
+};
+
+TEST_F(EndlessView, IsCancelledByInterruptWithWholeLinesAnd130) {
+    CommandRun run({"walk", database, "endless", "--format", "ndjson"});
+    run.ReadAtLeast(1);
+    run.Interrupt();
+    run.Finish();
+    EXPECT_EQ(run.status, 130);
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(run.out.find("{\"x\":\"1\"}\n{\"x\":\"2\"}\n"), 0U);
+    EXPECT_EQ(run.out.substr(run.out.size() - 2), "}\n");
+}
+
+TEST_F(EndlessView, IsCancelledWhereverTheInterruptComes) {
+    for (const char* const table : {"endless", "none"}) {
+        CommandRun run({"walk", database, table, "--levels", "x"});
+        run.Interrupt();
+        run.Finish();
+        EXPECT_EQ(run.status, 130) << table;
+    }
+}
+
+TEST_F(EndlessView, LeavesAnInterruptedJsonArrayOpen) {
+    CommandRun run({"walk", database, "endless", "--format", "json"});
+    run.ReadAtLeast(1);
+    run.Interrupt();
+    run.Finish();
+    EXPECT_EQ(run.status, 130);
+    EXPECT_EQ(run.out.substr(run.out.size() - 2), "}\n");
+}
+
+TEST_F(EndlessView, IsWrittenAsItComesAndEndsQuietlyWhenTheReaderGoes) {
+    for (const char* const format : {"table", "csv", "tsv", "json", "ndjson"}) {
+        CommandRun run({"walk", database, "endless", "--format", format});
+        run.ReadAtLeast(1000);
+        run.CloseOutput();
+        run.Finish();
+        EXPECT_EQ(run.status, 0) << format;
+        EXPECT_EQ(run.err, "") << format;
+    }
+}
+
+}  // namespace
+}  // namespace etabulon
