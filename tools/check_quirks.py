@@ -114,10 +114,11 @@ def tests_of(root):
     """The names of the tests and of their suites."""
     names = set()
     suites = set()
-    for path in sorted((root / "tests").rglob("*.cpp")):
-        for suite, name in TEST.findall(path.read_text()):
-            names.add(name)
-            suites.add(suite)
+    for path in (root / "tests").rglob("*"):
+        if path.suffix in (".h", ".cpp"):
+            for suite, name in TEST.findall(path.read_text()):
+                names.add(name)
+                suites.add(suite)
     return names, suites
 
 
