@@ -25,6 +25,8 @@ void ETabulonCumulFunc::AddRef() { references_.fetch_add(1, std::memory_order_re
 std::int32_t ETabulonCumulFunc::Release() {
     const std::int32_t left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
     if (left == 0) {
+        // As the plain count does: whoever counts during the destruction doesn't start another.
+        references_.store(1, std::memory_order_relaxed);
         delete this;
     }
     return left;

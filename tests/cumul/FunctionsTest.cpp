@@ -1,0 +1,193 @@
+#include "CumulFixture.h"
+#include "etabulon/cumul/ETabulonCumulFuncCollection.h"
+#include "etabulon/cumul/ETabulonCumulFuncGeneral.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <random>
+#include <vector>
+
+namespace etabulon::test {
+namespace {
+
+const EVariant kMissing = EVariant::Missing(TYPE_LONG, 0);
+
+TEST(RunningFunction, HasNoResultBeforeTheFirstValue) {
+    for (const char* code :
+         {"COUNT", "LAST", "COMMONVAL", "MIN", "MAX", "CODEMIN", "CODEMAX", "SUM", "AVG"}) {
+        EXPECT_EQ(Running(code, TYPE_LONG).Text(), "-") << code;
+    }
+}
+
+TEST(RunningFunction, CountIgnoresValuesAndFlags) {
+    Running count("COUNT", TYPE_DOUBLE);
+    count.Add(5, true).Add(kMissing, true).Add("text", true);
+    EXPECT_EQ(count.Text(), "3");
+    EXPECT_EQ(count.Result().Data().Type(), TYPE_UINT32);
+}
+
+TEST(RunningFunction, CommonValueDropsTheFlagOfWhatAgrees) {
+    EXPECT_EQ(Running("COMMONVAL", TYPE_LONG).Add(5).Add(5, true).Text(), "5");
+    EXPECT_EQ(Running("COMMONVAL", TYPE_LONG).Add(5).Add(7, true).Text(), "?*");
+    EXPECT_EQ(Running("COMMONVAL", TYPE_LONG).Add(5, true).Add(7).Text(), "?*");
+    EXPECT_EQ(Running("COMMONVAL", TYPE_LONG).Add(5).Add(7).Add(5).Text(), "?");
+    EXPECT_EQ(Running("COMMONVAL", TYPE_LONG).Add(5).Add(7).Add(7, true).Text(), "?*");
+    EXPECT_EQ(Running("COMMONVAL", TYPE_LONG).Add(kMissing).Add(kMissing).Text(), "()");
+}
+
+TEST(RunningFunction, OfEqualExtremesTheFirstKeepsItsContext) {
+    Running lowest("MIN", TYPE_LONG);
+    lowest.Add(5).Add(3).Add(3);
+    EXPECT_EQ(lowest.Text(), "3");
+    EXPECT_EQ(lowest.Context(), 2);
+}
+
+TEST(RunningFunction, CodeOfExtremeForgetsEarlierFlags) {
+    EXPECT_EQ(Running("MAX", TYPE_LONG).Add(5, true).Add(7).Text(), "7*");
+    EXPECT_EQ(Running("CODEMAX", TYPE_LONG).Add(5, true).Add(7).Text(), "2");
+}
+
+TEST(RunningFunction, CodeOfExtremeIsTheRecordsCodeAsText) {
+    Running code("CODEMIN", TYPE_DOUBLE);
+    code.Add(EVariant::FromDouble(2.5));
+    EXPECT_EQ(code.Result(), ETabulonValue("1", Chaine(), false));
+    EXPECT_EQ(code.Result().Data().Type(), TYPE_CHAINE);
+    // A missing value is the lowest, but leaves no mark to beat.
+    EXPECT_EQ(code.Add(kMissing).Text(), "2");
+    EXPECT_EQ(code.Add(EVariant::FromDouble(9)).Text(), "3");
+}
+
+TEST(RunningFunction, CodeFunctionsDifferInResultSize) {
+    EXPECT_EQ(FunctionOf(TYPE_LONG, "CODEMIN")->ResultSize(8), 0U);
+    EXPECT_EQ(FunctionOf(TYPE_LONG, "CODEMAX")->ResultSize(8), 4U);
+}
+
+TEST(RunningFunction, ResultsStayInTheVariablesType) {
+    Running sum("SUM", TYPE_INT8);
+    sum.Add(100).Add(100);
+    EXPECT_EQ(sum.Text(), "127");
+    EXPECT_EQ(sum.Result().Data().Type(), TYPE_INT8);
+    Running average("AVG", TYPE_LONG);
+    average.Add(1).Add(2);
+    EXPECT_EQ(average.Result().Data(), EVariant::FromDouble(1.5));
+    EXPECT_EQ(average.Add(kMissing).Text(), "1");  // every record counts
+    EXPECT_EQ(Running("AVG", TYPE_LONG).Add(kMissing).Text(), "-");
+}
+
+TEST(RunningFunction, LiveResultShowsItsLatestValueInACopy) {
+    Running sum("SUM", TYPE_LONG);
+    EXPECT_EQ(ETabulonValue(sum.Add(1).Result()).DisplayValue(), Chaine("1"));
+    EXPECT_EQ(ETabulonValue(sum.Add(1).Result()).DisplayValue(), Chaine("2"));
+}
+
+// The rules once more over plain numbers.
+struct Record {
+    std::optional<int> number;  // no value is below all numbers
+    bool modified;
+};
+
+std::string Expected(const std::string& code, const std::vector<Record>& records) {
+    std::optional<int> best = records[0].number;
+    bool flag = records[0].modified;
+    std::size_t place = 0;
+    bool differ = false;
+    long long sum = 0;
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        const Record& record = records[i];
+        const bool below = record.number < best;
+        const bool above = record.number > best;
+        sum += record.number.value_or(0);
+        if (code == "SUM" || code == "AVG") {
+            flag = flag || record.modified;
+            best = best || record.number ? std::optional<int>(0) : std::nullopt;
+        } else if (code == "COMMONVAL") {
+            flag = flag || (record.modified && (differ || below || above));
+            differ = differ || below || above;
+        } else if (code == "LAST") {
+            best = record.number;
+            flag = record.modified;
+        } else if (code == "CODEMIN" || code == "CODEMAX") {
+            if (!best || (code == "CODEMIN" ? below : above)) {
+                best = record.number;
+                flag = record.modified;
+                place = i;
+            }
+        } else if (code == "MIN" ? below : above) {
+            best = record.number;
+            flag = flag || record.modified;
+        }
+    }
+    const std::string mark = flag ? "*" : "";
+    if (code == "COUNT") {
+        return std::to_string(records.size());
+    }
+    if (code == "CODEMIN" || code == "CODEMAX") {
+        return std::to_string(place + 1) + mark;
+    }
+    if (differ) {
+        return "?" + mark;
+    }
+    if (!best) {
+        return (code == "AVG" ? "-" : "()") + mark;
+    }
+    if (code == "AVG") {
+        const double average = static_cast<double>(sum) / static_cast<double>(records.size());
+        return std::string(EVariant::FromDouble(average).AsChaine().View()) + mark;
+    }
+    return std::to_string(code == "SUM" ? sum : *best) + mark;
+}
+
+TEST(RunningFunction, AgreesWithItsRuleOnRandomRecords) {
+    std::mt19937 random(11);
+    for (int round = 0; round < 400; ++round) {
+        std::vector<Record> records(1 + random() % 6);
+        for (Record& record : records) {
+            record.modified = random() % 3 == 0;
+            if (random() % 4 != 0) {
+                record.number = static_cast<int>(random() % 4);
+            }
+        }
+        for (const char* code :
+             {"COUNT", "LAST", "COMMONVAL", "MIN", "MAX", "CODEMIN", "CODEMAX", "SUM", "AVG"}) {
+            Running running(code, TYPE_LONG);
+            for (const Record& record : records) {
+                running.Add(record.number ? EVariant(*record.number) : kMissing, record.modified);
+            }
+            ASSERT_EQ(running.Text(), Expected(code, records)) << code << " round " << round;
+        }
+    }
+}
+
+class Named : public ETabulonCumulFuncCount {
+public:
+    explicit Named(const char* code) : code_(code) {}
+    const Chaine& Code() const override { return code_; }
+
+private:
+    Chaine code_;
+};
+
+TEST(FunctionCollection, KeepsTheFirstOfTwoFunctionsWithOneCode) {
+    const std::int64_t live = ECountedUnknown::LiveObjects();
+    {
+        ETabulonCumulFuncCollection functions;
+        ASSERT_EQ(functions.Size(), 3U);
+        const auto count = ERef<ETabulonCumulFunc>::Adopt(functions.GetFunction("count"));
+        functions.AddFunction(new Named("Count"), /*addRef=*/false);  // given away, and gone
+        const auto kept = MakeRef<Named>("Mode");
+        functions.AddFunction(kept.Get(), /*addRef=*/true);
+        std::string codes;
+        for (unsigned index = 0; index < functions.Size(); ++index) {
+            codes += ERef<ETabulonCumulFunc>::Adopt(functions.GetFunction(index))->Code().c_str();
+            codes += ' ';
+        }
+        EXPECT_EQ(codes, "COMMONVAL COUNT LAST Mode ");
+        EXPECT_EQ(ERef<ETabulonCumulFunc>::Adopt(functions.GetFunction("Count")), count);
+        EXPECT_EQ(functions.GetFunction("absent"), nullptr);
+    }
+    EXPECT_EQ(ECountedUnknown::LiveObjects(), live);
+}
+
+}  // namespace
+}  // namespace etabulon::test
