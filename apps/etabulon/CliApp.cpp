@@ -12,6 +12,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -105,8 +106,31 @@ CliExit EndParse(const CLI::App& app, const std::vector<std::unique_ptr<CliComma
     }
     CliOutput output(STDOUT_FILENO);
     const bool isVersion = dynamic_cast<const CLI::CallForVersion*>(&error) != nullptr;
-    output.Append(isVersion ? fmt::format("{}\n", error.what()) : spoken->help("etabulon"));
+    output.Append(isVersion ? fmt::format("{}\n", error.what())
+                            : spoken->help(spoken == &app ? "" : "etabulon"));
     return EndOutput(output, CliExit::Done);
+}
+
+/// The arguments as the parser takes them, from the last to the first. It would give `--at=` the
+/// next argument as its text instead of none.
+std::vector<std::string> Reversed(int argc, const char* const* argv) {
+    std::vector<std::string> arguments;
+    bool areOptionsOver = false;
+    for (int index = 1; index < argc; ++index) {
+        std::string argument = argv[index];
+        areOptionsOver = areOptionsOver || argument == "--";
+        const bool isEmptied = !areOptionsOver && argument.size() > 3 &&
+                               argument.starts_with("--") && argument.back() == '=';
+        if (isEmptied) {
+            argument.pop_back();
+        }
+        arguments.push_back(std::move(argument));
+        if (isEmptied) {
+            arguments.emplace_back();
+        }
+    }
+    std::reverse(arguments.begin(), arguments.end());
+    return arguments;
 }
 
 }  // namespace
@@ -122,7 +146,8 @@ int RunEtabulon(int argc, const char* const* argv) {
         command->Declare(*app.add_subcommand(command->Name(), command->Description()));
     }
     try {
-        app.parse(argc, argv);
+        std::vector<std::string> arguments = Reversed(argc, argv);
+        app.parse(arguments);
     } catch (const CLI::ParseError& error) {
         return static_cast<int>(EndParse(app, commands, error));
     }

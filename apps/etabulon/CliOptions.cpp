@@ -82,7 +82,8 @@ void CliOutputOptions::DeclareFormat(CLI::App& app) {
 }
 
 void CliOutputOptions::DeclareProgress(CLI::App& app) {
-    app.add_flag("--progress", progress_, "Count the records on stderr, if that is a terminal");
+    app.add_flag("--progress", progress_,
+                 "Count the records on stderr, if that is a terminal and stdout isn't");
 }
 
 std::unique_ptr<CliWriter> CliOutputOptions::MakeWriter(const CliEnvironment& environment) const {

@@ -46,7 +46,7 @@ public:
     void DeclareProgress(CLI::App& app);
     [[nodiscard]] std::unique_ptr<CliWriter> MakeWriter(const CliEnvironment& environment) const;
     [[nodiscard]] bool ShowsProgress(const CliEnvironment& environment) const noexcept {
-        return progress_ && environment.isErrorTerminal;
+        return progress_ && environment.isErrorTerminal && !environment.isOutputTerminal;
     }
 
 private:

@@ -156,7 +156,7 @@ TEST(BadSource, IsADatabaseThatAnotherHasLocked) {
     sqlite3_close(holder);
 }
 
-TEST(BadView, IsListedWithoutACountAndEndsWith1) {
+TEST(BadView, EndsItsWalkWith1AndTheEnginesText) {
     const TestFolder folder;
     const std::string path = folder.MakeDatabase(
         "views.db",

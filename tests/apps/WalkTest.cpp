@@ -144,6 +144,7 @@ TEST(CsvSource, IsRecognisedByContentWithItsSeparator) {
 
 TEST(WalkLimit, EndsTheWalkAndZeroPrintsTheHeaderOnly) {
     EXPECT_EQ(Walked({kStrikes, "states", "--limit", "0"}), "id\tname\n");
+    EXPECT_EQ(Walked({kStrikes, "states", "--columns=", "--limit", "1"}), "id\n1\n");
     EXPECT_EQ(Walked({kStrikes, "states", "--limit", "1"}), "id\tname\n1\tArizona\n");
 }
 
