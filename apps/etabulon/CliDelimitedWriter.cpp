@@ -2,7 +2,20 @@
 
 #include "apps/etabulon/CliOutput.h"
 
+#include <algorithm>
+
 namespace etabulon {
+namespace {
+
+// By comparisons in place: for cells as short as these find_first_of costs several times as much.
+
+bool IsQuotedInCsv(char c) noexcept { return c == ',' || c == '"' || c == '\r' || c == '\n'; }
+
+bool IsEscapedInTsv(char c) noexcept {
+    return c == '\t' || c == '\n' || c == '\r' || c == '\\' || c == '\0';
+}
+
+}  // namespace
 
 void CliDelimitedWriter::Begin(std::span<const CliColumn> columns) {
     for (const CliColumn& column : columns) {
@@ -41,7 +54,7 @@ void CliDelimitedWriter::EndRecord() {
 void CliCsvWriter::PutText(std::string_view text) {
     // Blanks at the ends are quoted because many readers would trim them.
     const bool isPlain = !text.empty() && text.front() != ' ' && text.back() != ' ' &&
-                         text.find_first_of(",\"\r\n") == std::string_view::npos;
+                         std::none_of(text.begin(), text.end(), IsQuotedInCsv);
     if (isPlain) {
         Output().Append(text);
         return;
@@ -65,9 +78,10 @@ void CliTsvWriter::PutText(std::string_view text) {
     constexpr std::string_view kEscaped("\t\n\r\\\0", 5);
     constexpr std::string_view kLetters = "tnr\\0";
     for (;;) {
-        const std::size_t place = text.find_first_of(kEscaped);
+        const auto found = std::find_if(text.begin(), text.end(), IsEscapedInTsv);
+        const auto place = static_cast<std::size_t>(found - text.begin());
         Output().Append(text.substr(0, place));
-        if (place == std::string_view::npos) {
+        if (place == text.size()) {
             return;
         }
         Output().Append('\\');
