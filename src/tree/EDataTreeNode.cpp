@@ -5,8 +5,10 @@
 #include "tree/NodeExtra.h"
 #include "tree/TreeChildren.h"
 #include "tree/TreeFillPath.h"
+#include "tree/TreeKey.h"
 
 #include <cstring>
+#include <new>
 
 namespace etabulon {
 
@@ -24,7 +26,7 @@ bool IsIdentical(const ETabulonValue& a, const ETabulonValue& b) {
         left.ByteCount() != right.ByteCount()) {
         return false;
     }
-    const bool sameBytes = left.GetBuffer() == right.GetBuffer() ||
+    const bool sameBytes = left.ByteCount() == 0 || left.GetBuffer() == right.GetBuffer() ||
                            std::memcmp(left.GetBuffer(), right.GetBuffer(), left.ByteCount()) == 0;
     return sameBytes && a.HasSameDisplay(b);
 }
@@ -35,15 +37,16 @@ bool IsIdentical(const ETabulonValue& a, const ETabulonValue& b) {
 
 EDataTreeNode::EDataTreeNode(EDataTreeNode* parent, const ETabulonTag& tag,
                              const ETabulonSortDesc* sortDesc)
-    : parent_(parent), sortDesc_(sortDesc), depth_(parent != nullptr ? parent->depth_ + 1 : 0) {
+    : parent_(parent), depth_(parent != nullptr ? parent->depth_ + 1 : 0) {
     const ETabulonValue* own = nullptr;
     if (parent_ == nullptr) {
+        MakeExtra().sortDesc = sortDesc;
         byValue_ = tag.IsRoot();
     } else if (parent_->byValue_ && tag.KnownLevelsCount() == depth_ &&
                depth_ <= sortDesc->SortLevelCount(kInTree)) {
         level_ = sortDesc->SortLevel(depth_ - 1, kInTree).Level();
         own = tag.Find(level_);
-        byValue_ = own != nullptr && parent_->IsOnPathOf(tag);
+        byValue_ = own != nullptr && !parent_->IsLevelAbove(level_) && parent_->IsOnPathOf(tag);
     }
     if (byValue_ && own != nullptr) {
         value_ = *own;
@@ -63,6 +66,14 @@ void EDataTreeNode::KeepTag(const ETabulonTag& tag) {
 
 EDataTreeNode::~EDataTreeNode() { Reset(); }
 
+const ETabulonSortDesc& EDataTreeNode::SortDesc() const noexcept {
+    const EDataTreeNode* node = this;
+    while (node->parent_ != nullptr) {
+        node = node->parent_;
+    }
+    return *node->extra_->sortDesc;
+}
+
 EDataTreeNode::Extra& EDataTreeNode::MakeExtra() const {
     if (extra_ == nullptr) {
         extra_ = std::make_unique<Extra>();
@@ -72,13 +83,23 @@ EDataTreeNode::Extra& EDataTreeNode::MakeExtra() const {
 
 /// Each of this node's values is in `tag`, and equal. Requires byValue_.
 bool EDataTreeNode::IsOnPathOf(const ETabulonTag& tag) const {
-    for (const EDataTreeNode* node = this; node->parent_ != nullptr; node = node->parent_) {
+    const EDataTreeNode* node = this;
+    for (; node->parent_ != nullptr; node = node->parent_) {
         const ETabulonValue* value = tag.Find(node->level_);
         if (!node->byValue_ || value == nullptr || !(*value == node->value_)) {
             return false;
         }
     }
-    return byValue_;
+    return node->byValue_;
+}
+
+/// This node or one above it stands for `level`. Requires byValue_.
+bool EDataTreeNode::IsLevelAbove(unsigned level) const noexcept {
+    const EDataTreeNode* node = this;
+    while (node->parent_ != nullptr && node->level_ != level) {
+        node = node->parent_;
+    }
+    return node->parent_ != nullptr;
 }
 
 /// Each of this node's values is in `tag`, and identical: a child can do without a tag of its own.
@@ -146,27 +167,40 @@ void EDataTreeNode::ExtractTag(ETabulonTag& tag) const {
     }
 }
 
+/// The value of the level that stands at this depth. Null at the root, and where a change of levels
+/// that didn't empty the tree has left none.
+const ETabulonValue* EDataTreeNode::OwnValue() const {
+    const ETabulonSortDesc& sort = SortDesc();
+    if (parent_ == nullptr || depth_ > sort.SortLevelCount(kInTree)) {
+        return nullptr;
+    }
+    const unsigned level = sort.SortLevel(depth_ - 1, kInTree).Level();
+    return byValue_ && level == level_ ? &value_ : Tag().Find(level);
+}
+
 ETabulonValue EDataTreeNode::DisplayValue() const {
-    if (parent_ == nullptr) {
-        return ETabulonValue::Null;
-    }
-    const unsigned level = sortDesc_->SortLevel(depth_ - 1, kInTree).Level();
-    if (byValue_ && level == level_) {
-        return value_;
-    }
-    const ETabulonValue* value = Tag().Find(level);
+    const ETabulonValue* value = OwnValue();
     return value != nullptr ? *value : ETabulonValue::Null;
 }
 
 HICON EDataTreeNode::Icon() const {
-    // Below the root only: the root has no level.
-    return depth_ == 0 ? nullptr : sortDesc_->GetIcon(Tag(), depth_ - 1, kInTree);
+    const ETabulonValue* value = OwnValue();
+    if (value == nullptr) {
+        return nullptr;
+    }
+    const ETabulonSortDesc& sort = SortDesc();
+    const unsigned level = sort.SortLevel(depth_ - 1, kInTree).Level();
+    return sort.AvailableLevels().GetLevel(level).Icon(value->Data());
 }
 
+// Deliberate: found out once and kept, also where the levels change later. Changes of levels drop
+// the nodes, but the root of an EDataTree only loses its children: asked while all levels were
+// hidden it stays a leaf, though it has children afterwards. RootAskedWhileAllIsHiddenStaysALeaf
+// holds it.
 bool EDataTreeNode::IsTreeLeaf() const {
     if (isLeaf_ < 0) {
         const unsigned levels = byValue_ ? depth_ : Tag().KnownLevelsCount();
-        isLeaf_ = levels == sortDesc_->SortLevelCount(kInTree) ? 1 : 0;
+        isLeaf_ = levels == SortDesc().SortLevelCount(kInTree) ? 1 : 0;
     }
     return isLeaf_ == 1;
 }
@@ -174,52 +208,38 @@ bool EDataTreeNode::IsTreeLeaf() const {
 // --------------------------------------------------------------------------------------------- key
 
 void EDataTreeNode::SetPrimaryKey(const ETabulonPrimaryKey& key) {
-    const EFieldKey& fields = key.Fields();
-    position_ = key.Position();
-    if (fields.Size() == 0) {
-        keyForm_ = position_ == kNoPosition ? KeyForm::None : KeyForm::PositionOnly;
-    } else if (fields.Size() == 1 && fields.At(0).Type() == TYPE_INT64 &&
-               !fields.At(0).IsMissing() && fields.At(0).AsInt64() == position_) {
-        keyForm_ = KeyForm::Int64Segment;
-    } else {
-        keyForm_ = KeyForm::InExtra;
-        MakeExtra().hasKey = true;
+    std::int64_t word = 0;
+    const detail::TreeKeyForm form = detail::PackKey(key, word);
+    if (form == detail::TreeKeyForm::Whole || (extra_ != nullptr && extra_->key != nullptr)) {
+        std::unique_ptr<ETabulonPrimaryKey>& whole = MakeExtra().key;
+        if (whole == nullptr) {
+            whole = std::make_unique<ETabulonPrimaryKey>(key);
+        } else {
+            *whole = key;  // references to it stay true
+        }
     }
-    if (extra_ != nullptr && extra_->hasKey) {
-        extra_->key = key;  // references to it stay true
-    }
+    keyWord_ = word;
+    keyForm_ = form;
 }
 
 const ETabulonPrimaryKey& EDataTreeNode::PrimaryKey() const {
     static const detail::ENeverDestroyed<ETabulonPrimaryKey> none{};
-    if (keyForm_ == KeyForm::None && (extra_ == nullptr || !extra_->hasKey)) {
-        return none.value;
+    if (extra_ == nullptr || extra_->key == nullptr) {
+        if (keyForm_ == detail::TreeKeyForm::None) {
+            return none.value;
+        }
+        auto whole = std::make_unique<ETabulonPrimaryKey>();
+        detail::UnpackKey(keyForm_, keyWord_, *whole);
+        MakeExtra().key = std::move(whole);
     }
-    Extra& extra = MakeExtra();
-    if (!extra.hasKey) {
-        ExtractPrimaryKey(extra.key);
-        extra.hasKey = true;
-    }
-    return extra.key;
+    return *extra_->key;
 }
 
 void EDataTreeNode::ExtractPrimaryKey(ETabulonPrimaryKey& key) const {
-    switch (keyForm_) {
-        case KeyForm::None:
-            key.Reset();
-            break;
-        case KeyForm::PositionOnly:
-            key.Set(EFieldKey(), position_);
-            break;
-        case KeyForm::Int64Segment: {
-            EFieldKey fields;
-            fields.Add(EVariant::FromInt64(position_));
-            key.Set(fields, position_);
-            break;
-        }
-        case KeyForm::InExtra:
-            key = extra_->key;
-            break;
+    if (keyForm_ == detail::TreeKeyForm::Whole) {
+        key = *extra_->key;
+    } else {
+        detail::UnpackKey(keyForm_, keyWord_, key);
     }
 }
 
@@ -266,13 +286,13 @@ EDataTreeNode* EDataTreeNode::Get(const ETabulonTag& tag) {
     if (tag.IsRoot()) {
         return nullptr;
     }
-    const ETabulonTag parentTag = sortDesc_->GetParentTag(tag, kInTree);
+    const ETabulonTag parentTag = SortDesc().GetParentTag(tag, kInTree);
     if (HasTag(parentTag) || parentTag == tag) {
-        return nullptr;  // it would be a direct child; or a level stands twice and there is no way
-                         // up
+        // It would be a direct child; or a level stands twice, and there is no way up.
+        return nullptr;
     }
     EDataTreeNode* parent = Get(parentTag);
-    return parent != nullptr && parent != this ? parent->Get(tag) : nullptr;
+    return parent != nullptr ? parent->Get(tag) : nullptr;
 }
 
 const EDataTreeNode* EDataTreeNode::Get(const ETabulonTag& tag) const {
@@ -284,7 +304,7 @@ EDataTreeNode* EDataTreeNode::AllocChild(const ETabulonTag& tag, const ETabulonS
 }
 
 EDataTreeNode* EDataTreeNode::AddChild(const ETabulonTag& tag) {
-    return AddVChild(sortDesc_->RemoveHiddenValues(tag, kInTree), nullptr);
+    return AddVChild(SortDesc().RemoveHiddenValues(tag, kInTree), nullptr);
 }
 
 EDataTreeNode* EDataTreeNode::AddVChild(const ETabulonTag& tag, detail::TreeFillPath* path) {
@@ -295,43 +315,40 @@ EDataTreeNode* EDataTreeNode::AddVChild(const ETabulonTag& tag, detail::TreeFill
         return this;
     }
     if (EDataTreeNode* child = GetDirect(tag)) {
-        child->dirty_ =
-            false;  // with its like in TreeFillPath::Add the one place where a walk does so
+        // With its like in TreeFillPath::Add the one place where a walk does so.
+        child->dirty_ = false;
         return child;
     }
-    const ETabulonTag parentTag = sortDesc_->GetParentTag(tag, kInTree);
+    const ETabulonTag parentTag = SortDesc().GetParentTag(tag, kInTree);
     if (!HasTag(parentTag)) {
         // Further down: the nodes between are made from the top. A parent tag that is the tag
         // itself, as levels that stand twice make it, leads nowhere.
         EDataTreeNode* parent = parentTag == tag ? nullptr : AddVChild(parentTag, path);
-        return parent != nullptr && parent != this ? parent->AddVChild(tag, path) : nullptr;
+        return parent != nullptr ? parent->AddVChild(tag, path) : nullptr;
     }
     return NewChild(tag, path);
 }
 
 EDataTreeNode* EDataTreeNode::NewChild(const ETabulonTag& tag, detail::TreeFillPath* path) {
-    auto child = ERef<EDataTreeNode>::Adopt(AllocChild(tag, sortDesc_));
-    EDataTreeNode* added = child.Get();
+    auto child = ERef<EDataTreeNode>::Adopt(AllocChild(tag, &SortDesc()));
     if (children_ == nullptr) {
         children_ = std::make_unique<detail::TreeChildren>(*this);
     }
-    if (added->byValue_ && children_->HasByValue() && children_->Level() != added->level_) {
-        // Levels changed under a tree that wasn't emptied: siblings are told apart by one level
+    if (child->byValue_ && children_->HasByValue() && children_->Level() != child->level_) {
+        // Levels changed under a tree that wasn't emptied, and siblings are told apart by one level
         // only.
-        added->KeepTag(tag);
-        added->byValue_ = false;
+        child->KeepTag(tag);
+        child->byValue_ = false;
     }
     if (path != nullptr && !children_->HasWaiting()) {
         path->Touch(*this);
     }
-    children_->Add(child.Detach());
-    if (path == nullptr) {
-        children_->Place();
-    }
-    if (added->IsTreeLeaf()) {
+    const bool isLeaf = child->IsTreeLeaf();
+    children_->Add(child.Get());
+    if (isLeaf) {
         IncLeafCount(1);
     }
-    return added;
+    return child.Detach();  // the entry's reference
 }
 
 void EDataTreeNode::IncLeafCount(std::int32_t delta) noexcept {
@@ -345,137 +362,50 @@ void EDataTreeNode::Reset() {
         return;
     }
     ForgetPaths();
-    for (std::size_t index = 0; index < children_->Size(); ++index) {
-        if (children_->At(index)->IsTreeLeaf()) {
-            IncLeafCount(-1);
-        }
-        children_->TakeOut(index)->Release();
-    }
+    const std::vector<EDataTreeNode*> children = children_->TakeAll();
     children_.reset();
+    for (EDataTreeNode* child : children) {
+        Drop(child);
+    }
+}
+
+/// Gives back the reference of an entry that is out of the children. The child brings the counts
+/// down by its own leaves as it goes, through its parent link.
+void EDataTreeNode::Drop(EDataTreeNode* child) noexcept {
+    if (child->IsTreeLeaf()) {
+        IncLeafCount(-1);
+    }
+    if (child->Release() != 0) {
+        child->Orphan();
+    }
+}
+
+/// Somebody holds on to a node that its parent dropped: a refresh that runs here, for one. It goes
+/// on as a root of its own and leaves the tree it was in alone.
+void EDataTreeNode::Orphan() noexcept {
+    try {
+        static_cast<void>(Tag());
+        Extra& extra = MakeExtra();
+        extra.sortDesc = &SortDesc();
+        ownsTag_ = true;
+        byValue_ = false;
+        if (extra.path != nullptr) {
+            extra.path->Forget();
+        }
+        parent_->IncLeafCount(-static_cast<std::int32_t>(leafCount_));
+        parent_ = nullptr;
+    } catch (const std::bad_alloc&) {
+        Reset();  // without children it doesn't look for its parent any more
+    }
 }
 
 /// Tells refreshes that run at this node or above that nodes are about to go.
-void EDataTreeNode::ForgetPaths() {
+void EDataTreeNode::ForgetPaths() noexcept {
     for (EDataTreeNode* node = this; node != nullptr; node = node->parent_) {
         if (node->extra_ != nullptr && node->extra_->path != nullptr) {
             node->extra_->path->Forget();
         }
     }
-}
-
-// ----------------------------------------------------------------------------------------- refresh
-
-CursorStatus EDataTreeNode::Fill(ETabulonCursor* cursor) {
-    Reset();
-    return Refresh(cursor);
-}
-
-CursorStatus EDataTreeNode::Refresh(ETabulonCursor* cursor) {
-    bool oneFound = false;
-    const CursorStatus status = RefreshHere(cursor, oneFound);
-    if (status == StatusOk && parent_ != nullptr && !oneFound) {
-        // No record is left: the parent walks its own tag, doesn't meet this node and drops it.
-        return parent_->Refresh(cursor);
-    }
-    return status;
-}
-
-CursorStatus EDataTreeNode::RefreshHere(ETabulonCursor* cursor, bool& oneFound) {
-    /// Clears the flags of what an unfinished walk didn't meet.
-    struct Dirtied {
-        EDataTreeNode* node;
-        ~Dirtied() {
-            if (node != nullptr) {
-                node->SetDirtyChilds(false);
-            }
-        }
-    };
-    SetDirtyChilds(true);
-    Dirtied dirtied{this};
-    CursorStatus status = StatusOk;
-    {
-        detail::TreeFillPath path(*this);
-        EDataTreeFiller filler(this, &path);
-        const ECursorListening listening(*cursor, filler);
-        status = cursor->Browse(Tag());
-        oneFound = filler.HasOneFound();
-    }
-    if (status == StatusOk) {
-        ReleaseDirtyChilds();
-        dirtied.node = nullptr;
-    }
-    return status;
-}
-
-void EDataTreeNode::SetDirtyChilds(bool dirty) noexcept {
-    for (std::size_t index = 0; children_ != nullptr && index < children_->Size(); ++index) {
-        EDataTreeNode* child = children_->At(index);
-        child->SetDirtyChilds(dirty);
-        child->dirty_ = dirty;
-    }
-}
-
-void EDataTreeNode::ReleaseDirtyChilds() {
-    if (children_ == nullptr) {
-        return;
-    }
-    bool tookOut = false;
-    for (std::size_t index = children_->Size(); index-- > 0;) {
-        EDataTreeNode* child = children_->At(index);
-        if (!child->dirty_) {
-            child->ReleaseDirtyChilds();
-            continue;
-        }
-        if (!tookOut) {
-            ForgetPaths();
-            tookOut = true;
-        }
-        if (child->IsTreeLeaf()) {
-            IncLeafCount(-1);
-        }
-        // The child brings the counts down by its own leaves as it goes, through its parent link.
-        children_->TakeOut(index)->Release();
-    }
-    if (tookOut) {
-        children_->CloseGaps();
-        if (children_->Size() == 0) {
-            children_.reset();
-        }
-    }
-}
-
-// ------------------------------------------------------------------------------------------ filler
-
-EDataTreeFiller::EDataTreeFiller(const EDataTreeFiller& other)
-    : EUnknown(other),
-      ECountedUnknown(other),
-      INotifier(other),
-      node_(other.node_),
-      oneFound_(other.oneFound_) {}
-
-EDataTreeFiller& EDataTreeFiller::operator=(const EDataTreeFiller& other) {
-    node_ = other.node_;
-    oneFound_ = other.oneFound_;
-    path_ = nullptr;
-    return *this;
-}
-
-EDataTreeFiller::~EDataTreeFiller() = default;
-
-CursorStatus EDataTreeFiller::OnReset(const ETabulonTag& /*tag*/,
-                                      const ETabulonCursor& /*cursor*/) {
-    oneFound_ = false;
-    return StatusOk;
-}
-
-CursorStatus EDataTreeFiller::OnMove(const ETabulonCursor& cursor) {
-    oneFound_ = true;
-    const ETabulonTag& tag = cursor.CurrentTag();
-    EDataTreeNode* node = path_ != nullptr ? path_->Add(tag) : node_->AddChild(ETabulonTag(tag));
-    if (node != nullptr) {
-        node->SetPrimaryKey(cursor.PrimaryKey());
-    }
-    return StatusOk;
 }
 
 }  // namespace etabulon

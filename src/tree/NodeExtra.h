@@ -3,15 +3,17 @@
 #include "etabulon/tree/EDataTreeNode.h"
 #include "tree/TreeFillPath.h"
 
+#include <memory>
+
 namespace etabulon {
 
 /// What few nodes have.
 struct EDataTreeNode::Extra {
-    ETabulonTag tag;                       // whole; valid with hasTag
-    ETabulonPrimaryKey key;                // whole; valid with hasKey
-    detail::TreeFillPath* path = nullptr;  // of the refresh that starts here
+    ETabulonTag tag;                             // whole; valid with hasTag
+    std::unique_ptr<ETabulonPrimaryKey> key;     // whole, where it was asked for or can't be packed
+    const ETabulonSortDesc* sortDesc = nullptr;  // of the tree; in the root, and in an orphan
+    detail::TreeFillPath* path = nullptr;        // of the innermost refresh that started here
     bool hasTag = false;
-    bool hasKey = false;
 };
 
 }  // namespace etabulon

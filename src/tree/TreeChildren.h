@@ -13,15 +13,16 @@ namespace etabulon::detail {
 ///
 /// The order is that of filing one child after the other, each in front of the first sibling that
 /// isn't below it. A newcomer therefore stands before its equals, and of equal newcomers the last
-/// stands first. Filing many at once gives the same order by one sort and one merge.
+/// stands first. Filing many at once gives the same order by one sort and one merge. Newcomers get
+/// their places by the order that held when they came.
 ///
-/// Ownership  one reference to each child.
+/// Ownership  one reference to each child, which the owner gives back: see TakeAll and TakeDirty.
+/// Failure    std::bad_alloc leaves all as it was.
 class TreeChildren {
 public:
-    explicit TreeChildren(EDataTreeNode& owner) : owner_(owner) {}
+    explicit TreeChildren(const EDataTreeNode& owner) : owner_(owner) {}
     TreeChildren(const TreeChildren&) = delete;
     TreeChildren& operator=(const TreeChildren&) = delete;
-    ~TreeChildren();
 
     [[nodiscard]] std::size_t Size() const noexcept { return nodes_.size(); }
     /// By place, which is sort order once Place has run.
@@ -31,40 +32,51 @@ public:
     [[nodiscard]] unsigned Level() const noexcept { return level_; }
     /// Each child is found by a value of `level`.
     [[nodiscard]] bool IsOnlyOf(unsigned level) const noexcept {
-        return irregular_ == 0 && level_ == level;
+        return nodes_.empty() || (irregular_ == 0 && level_ == level);
     }
     [[nodiscard]] bool HasWaiting() const noexcept { return placed_ != nodes_.size(); }
 
-    /// The child that stands for `value` of the owner's next level; null if there is none.
+    /// The child that stands for `value` of Level(); null if there is none.
     [[nodiscard]] EDataTreeNode* FindByValue(const ETabulonValue& value);
-    /// The child whose tag is irregular and equal to `tag`.
+    /// The child that can't be found by value and has this tag.
     [[nodiscard]] EDataTreeNode* FindIrregular(const ETabulonTag& tag) const;
 
     /// Takes over the reference. The child waits for its place.
     void Add(EDataTreeNode* child);
     /// Gives the waiting children their places.
     void Place();
-    /// Takes the entry out of `index` without closing the gap: Close does it for all.
-    [[nodiscard]] EDataTreeNode* TakeOut(std::size_t index) noexcept;
-    void CloseGaps();
+    /// The children with their references. None is left.
+    [[nodiscard]] std::vector<EDataTreeNode*> TakeAll() noexcept;
+    /// The same of those that are dirty.
+    [[nodiscard]] std::vector<EDataTreeNode*> TakeDirty();
 
 private:
     struct SortItem;
     class SortTexts;
 
-    void PlaceByScan(const ETabulonSortDesc::SortKey& key);
-    void PlaceBySort(const ETabulonSortDesc::SortKey& key);
+    void KnowOrder(const ETabulonSortDesc& sort);
+    void PlaceByScan();
+    void PlaceBySort();
+    void MakeRoomInIndex();
     void Index(std::size_t place) noexcept;
     void Reindex();
-    void ReindexIfKept();
 
-    EDataTreeNode& owner_;
+    const EDataTreeNode& owner_;
     std::vector<EDataTreeNode*> nodes_;
-    std::vector<std::uint32_t> slots_;  // place + 1, 0 = free; empty while the children are few
-    std::uint32_t placed_ = 0;          // this many from the front are in sort order
-    std::uint32_t irregular_ = 0;       // children that can't be found by value
-    std::uint32_t level_ = 0;           // of the children found by value
-    std::uint64_t orderStamp_ = 0;      // of the sort description, when the order was made
+    // Open addressing; empty while the children are few. A slot is 0, or place + 1 in as many bits
+    // as the number of slots has, with the hash's bits above them, so that few nodes are looked at.
+    std::vector<std::uint32_t> slots_;
+    std::uint32_t placed_ = 0;     // this many from the front have their place
+    std::uint32_t irregular_ = 0;  // children that can't be found by value
+    std::uint32_t level_ = 0;      // of the children found by value
+
+    // The order by which the newest came.
+    std::uint32_t orderLevel_ = 0;
+    std::uint64_t orderStamp_ = 0;  // of the sort description
+    bool isOrdered_ = false;        // there is such an order
+    bool isReverse_ = false;
+    bool isOnData_ = false;
+    bool isMixed_ = false;  // some were placed by another order: they needn't be in this one
 };
 
 }  // namespace etabulon::detail

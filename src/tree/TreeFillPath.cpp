@@ -16,7 +16,7 @@ constexpr auto kInTree = ETabulonSortDesc::SortKey::HideInTree;
 }  // namespace
 
 TreeFillPath::TreeFillPath(EDataTreeNode& start)
-    : start_(start), outer_(std::exchange(start.MakeExtra().path, this)) {}
+    : start_(start), sort_(start.SortDesc()), outer_(std::exchange(start.MakeExtra().path, this)) {}
 
 TreeFillPath::~TreeFillPath() {
     Forget();
@@ -24,48 +24,60 @@ TreeFillPath::~TreeFillPath() {
 }
 
 void TreeFillPath::Forget() noexcept {
+    std::fill(nodes_.begin(), nodes_.end(), nullptr);
+    orderStamp_ = 0;
     std::vector<ERef<EDataTreeNode>> touched;
     touched.swap(touched_);
-    std::fill(nodes_.begin(), nodes_.end(), nullptr);
-    try {
-        for (const ERef<EDataTreeNode>& node : touched) {
+    for (const ERef<EDataTreeNode>& node : touched) {
+        try {
             if (node->children_ != nullptr) {
                 node->children_->Place();
             }
+        } catch (const std::bad_alloc&) {
+            // Newcomers that didn't get their place go on waiting, and get it at the next look.
         }
-    } catch (const std::bad_alloc&) {
-        // Newcomers that didn't get their place go on waiting, and get it at the next look.
+    }
+    if (outer_ != nullptr) {
+        outer_->Forget();
     }
 }
 
-/// The start node and its ancestors stand for the first of these levels. They may not, after a
-/// change of levels that didn't empty the tree.
-bool TreeFillPath::StartStandsIn(const std::vector<unsigned>& levels) const {
-    if (!start_.byValue_ || start_.depth_ > levels.size()) {
+/// Each level is shown once, and the start node and its ancestors stand for the first of them.
+/// Neither holds after all changes of levels that didn't empty the tree.
+bool TreeFillPath::IsStraight() const {
+    std::vector<unsigned> sorted(levels_);
+    std::sort(sorted.begin(), sorted.end());
+    if (std::adjacent_find(sorted.begin(), sorted.end()) != sorted.end() ||
+        std::any_of(levels_.begin(), levels_.end(), [this](unsigned level) {
+            return sort_.IsHiddenSortLevel(level, kInTree);  // by another key of the level
+        })) {
+        return false;
+    }
+    if (!start_.byValue_ || start_.depth_ > levels_.size()) {
         return false;
     }
     const EDataTreeNode* node = &start_;
-    while (node->parent_ != nullptr && node->level_ == levels[node->depth_ - 1]) {
+    while (node->parent_ != nullptr && node->level_ == levels_[node->depth_ - 1]) {
         node = node->parent_;
     }
     return node->parent_ == nullptr;
 }
 
+void TreeFillPath::ReadLevels() {
+    const auto& visible = sort_.VisibleLevels(kInTree);
+    levels_.assign(visible.begin(), visible.end());
+    places_.assign(levels_.size(), 0);
+    values_.assign(levels_.size(), nullptr);
+    nodes_.assign(levels_.size(), nullptr);
+    part_.RemoveAll();
+    straight_ = IsStraight();
+    orderStamp_ = sort_.OrderStamp();
+}
+
 /// Finds the record's value for each level shown. False if the record lacks one of them.
 bool TreeFillPath::ReadValues(const ETabulonTag& tag) {
-    const ETabulonSortDesc& sort = *start_.sortDesc_;
-    if (orderStamp_ != sort.OrderStamp()) {
-        Forget();
-        orderStamp_ = sort.OrderStamp();
-        const auto& visible = sort.VisibleLevels(kInTree);
-        levels_.assign(visible.begin(), visible.end());
-        places_.assign(levels_.size(), 0);
-        values_.assign(levels_.size(), nullptr);
-        nodes_.assign(levels_.size(), nullptr);
-        std::vector<unsigned> sorted(levels_);
-        std::sort(sorted.begin(), sorted.end());
-        straight_ = std::adjacent_find(sorted.begin(), sorted.end()) == sorted.end() &&
-                    StartStandsIn(levels_);
+    if (orderStamp_ != sort_.OrderStamp()) {
+        ReadLevels();
     }
     if (!straight_) {
         return false;
@@ -94,11 +106,29 @@ const ETabulonTag& TreeFillPath::PartOf(const ETabulonTag& tag, std::size_t dept
     if (depth == levels_.size() && tag.KnownLevelsCount() == depth) {
         return tag;
     }
-    part_.RemoveAll();
+    if (part_.KnownLevelsCount() != depth) {
+        part_.RemoveAll();
+    }
     for (std::size_t place = 0; place < depth; ++place) {
-        part_.SetValue(levels_[place], *values_[place]);
+        part_.Slot(levels_[place]) = *values_[place];
     }
     return part_;
+}
+
+/// The node's child for the record, made if it isn't there. Null where it can't be found by value.
+EDataTreeNode* TreeFillPath::ChildFor(EDataTreeNode& node, const ETabulonTag& tag,
+                                      std::size_t depth) {
+    EDataTreeNode* child = nullptr;
+    if (node.children_ != nullptr) {
+        if (!node.children_->IsOnlyOf(levels_[depth])) {
+            return nullptr;
+        }
+        child = node.children_->FindByValue(*values_[depth]);
+    }
+    if (child == nullptr) {
+        child = node.NewChild(PartOf(tag, depth + 1), this);
+    }
+    return child->byValue_ ? child : nullptr;
 }
 
 EDataTreeNode* TreeFillPath::Add(const ETabulonTag& tag) {
@@ -108,22 +138,12 @@ EDataTreeNode* TreeFillPath::Add(const ETabulonTag& tag) {
     EDataTreeNode* node = &start_;
     bool sameAsLast = true;
     for (std::size_t depth = start_.depth_; depth < levels_.size(); ++depth) {
-        const ETabulonValue& value = *values_[depth];
         EDataTreeNode* child = nodes_[depth];
-        if (!sameAsLast || child == nullptr || !(child->value_ == value)) {
+        if (!sameAsLast || child == nullptr || !(child->value_ == *values_[depth])) {
             sameAsLast = false;
-            child = nullptr;
-            if (node->children_ != nullptr) {
-                if (!node->children_->IsOnlyOf(levels_[depth])) {
-                    return AddIrregular(tag);
-                }
-                child = node->children_->FindByValue(value);
-            }
+            child = ChildFor(*node, tag, depth);
             if (child == nullptr) {
-                child = node->NewChild(PartOf(tag, depth + 1), this);
-                if (!child->byValue_) {
-                    return AddIrregular(tag);
-                }
+                return AddIrregular(tag);
             }
             child->dirty_ = false;
             nodes_[depth] = child;
@@ -136,7 +156,7 @@ EDataTreeNode* TreeFillPath::Add(const ETabulonTag& tag) {
 /// By the general road: for tags with gaps, levels that stand twice, and nodes of other levels.
 EDataTreeNode* TreeFillPath::AddIrregular(const ETabulonTag& tag) {
     std::fill(nodes_.begin(), nodes_.end(), nullptr);
-    return start_.AddVChild(start_.sortDesc_->RemoveHiddenValues(tag, kInTree), this);
+    return start_.AddVChild(sort_.RemoveHiddenValues(tag, kInTree), this);
 }
 
 }  // namespace etabulon::detail

@@ -23,16 +23,21 @@ public:
     EDataTreeNode* Add(const ETabulonTag& tag);
     /// The node has newcomers.
     void Touch(EDataTreeNode& node) { touched_.push_back(ERef<EDataTreeNode>::Retain(&node)); }
-    /// Nodes are about to go: gives all newcomers their places and forgets the last record.
+    /// Nodes are about to go: gives all newcomers their places and forgets the last record, here
+    /// and in the refreshes of the same node that this one runs inside of.
     void Forget() noexcept;
 
 private:
     [[nodiscard]] EDataTreeNode* AddIrregular(const ETabulonTag& tag);
-    [[nodiscard]] bool StartStandsIn(const std::vector<unsigned>& levels) const;
+    [[nodiscard]] bool IsStraight() const;
+    void ReadLevels();
     [[nodiscard]] bool ReadValues(const ETabulonTag& tag);
+    [[nodiscard]] EDataTreeNode* ChildFor(EDataTreeNode& node, const ETabulonTag& tag,
+                                          std::size_t depth);
     [[nodiscard]] const ETabulonTag& PartOf(const ETabulonTag& tag, std::size_t depth);
 
     EDataTreeNode& start_;
+    const ETabulonSortDesc& sort_;
     TreeFillPath* outer_;                       // of a refresh that this one runs inside of
     std::vector<unsigned> levels_;              // shown, from the top down
     std::vector<unsigned> places_;              // of those levels in the last record's tag
@@ -40,8 +45,8 @@ private:
     std::vector<EDataTreeNode*> nodes_;         // of the last record, from below the start down
     std::vector<ERef<EDataTreeNode>> touched_;
     ETabulonTag part_;
-    std::uint64_t orderStamp_ = 0;
-    bool straight_ = false;  // each level once, and the start node among them
+    std::uint64_t orderStamp_ = 0;  // of levels_; 0 = to be read
+    bool straight_ = false;         // each level once, and the start node among them
 };
 
 }  // namespace etabulon::detail

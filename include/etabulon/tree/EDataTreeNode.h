@@ -15,6 +15,7 @@ namespace etabulon {
 namespace detail {
 class TreeChildren;
 class TreeFillPath;
+enum class TreeKeyForm : std::uint8_t;
 }  // namespace detail
 
 /// One node of the tree model: a position, its children in the order of the sort description, and,
@@ -22,13 +23,12 @@ class TreeFillPath;
 /// that the tree shows.
 ///
 /// Ownership  a parent holds one reference to each child; the sort description isn't owned. A
-/// pointer
-///            to a node is good until its parent drops it (Fill, Refresh, Reset).
+///            pointer to a node is good until its parent drops it (Fill, Refresh, Reset).
 /// Threads    no lock of its own. Writers run under the cursor's lock, and so must readers that can
-///            meet a walk. Const operations fill caches.
-/// Storage    a node keeps the value of its own level; the whole tag, and a key that is more than
-/// its
-///            record's place, are kept apart and made when asked for.
+///            meet a walk. Const operations fill caches and give newcomers their places.
+/// Failure    std::bad_alloc may pass through. The tree is sound then, as after a cancelled walk.
+/// Storage    a node keeps the value of its own level. The whole tag, and a key that is more than a
+///            number, are kept apart and made when asked for.
 class ETABULON_API EDataTreeNode : public virtual ECountedUnknown {
 public:
     EDataTreeNode(EDataTreeNode* parent, const ETabulonTag& tag, const ETabulonSortDesc* sortDesc);
@@ -82,7 +82,8 @@ protected:
     /// the nodes.
     [[nodiscard]] virtual EDataTreeNode* AllocChild(const ETabulonTag& tag,
                                                     const ETabulonSortDesc* sortDesc);
-    [[nodiscard]] const ETabulonSortDesc& SortDesc() const noexcept { return *sortDesc_; }
+    /// The tree's, which the root holds.
+    [[nodiscard]] const ETabulonSortDesc& SortDesc() const noexcept;
 
 private:
     friend class EDataTreeFiller;
@@ -96,29 +97,31 @@ private:
     [[nodiscard]] bool HasTag(const ETabulonTag& tag) const;
     [[nodiscard]] bool IsOnPathOf(const ETabulonTag& tag) const;
     [[nodiscard]] bool SamePathAs(const ETabulonTag& tag) const;
+    [[nodiscard]] bool IsLevelAbove(unsigned level) const noexcept;
+    [[nodiscard]] const ETabulonValue* OwnValue() const;
     void IncLeafCount(std::int32_t delta) noexcept;
     void SetDirtyChilds(bool dirty) noexcept;
     void ReleaseDirtyChilds();
+    void Drop(EDataTreeNode* child) noexcept;
+    void Orphan() noexcept;
     CursorStatus RefreshHere(ETabulonCursor* cursor, bool& oneFound);
-    void ForgetPaths();
+    void ForgetPaths() noexcept;
     void KeepTag(const ETabulonTag& tag);
     Extra& MakeExtra() const;
 
     EDataTreeNode* parent_;
-    const ETabulonSortDesc* sortDesc_;
     ETabulonValue value_;  // of level_; unused in the root and where the node isn't byValue_
     std::unique_ptr<detail::TreeChildren> children_;
-    mutable std::unique_ptr<Extra> extra_;
-    EPosition position_ = kNoPosition;  // of the primary key
+    mutable std::unique_ptr<Extra> extra_;  // the root always has one
+    std::int64_t keyWord_ = 0;              // the primary key, as far as keyForm_ says
     std::intptr_t param_ = 0;
     std::uint32_t level_ = 0;
     std::uint32_t leafCount_ = 0;
     std::uint32_t depth_;
-    enum class KeyForm : std::uint8_t { None, PositionOnly, Int64Segment, InExtra };
-    KeyForm keyForm_ = KeyForm::None;
-    bool dirty_ = false;
-    bool byValue_ = false;  // the tag is equal to the parent's plus value_ at level_
-    bool ownsTag_ = false;  // and yet not the same to the letter, or not byValue_: Extra has it
+    detail::TreeKeyForm keyForm_{};
+    bool dirty_ : 1 = false;
+    bool byValue_ : 1 = false;  // the tag is equal to the parent's plus value_ at level_
+    bool ownsTag_ : 1 = false;  // and yet not the same to the letter, or not byValue_: Extra has it
     mutable std::int8_t isLeaf_ = -1;  // -1 unknown
 };
 

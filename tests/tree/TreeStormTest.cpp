@@ -1,0 +1,282 @@
+#include "LiteralTree.h"
+#include "TreeFixture.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+namespace etabulon::test {
+namespace {
+
+using SortKey = ETabulonSortDesc::SortKey;
+
+struct Setup {
+    unsigned seed;
+    unsigned values;  // that a level has; few meet often, many are found by an index
+};
+
+/// A tree and its literal twin on one table, under one sort description.
+class TreeStorm : public testing::TestWithParam<Setup> {
+protected:
+    TreeStorm() : random_(GetParam().seed), rubric_(dico_.AddRubric("T", "T")) {
+        rubric_->AddVariable("id", "id", TYPE_LONG, 0);
+        rubric_->AddVariable("a", "a", TYPE_CHAINE, 0);
+        rubric_->AddVariable("label", "label", TYPE_CHAINE, 0);
+        rubric_->AddVariable("b", "b", TYPE_LONG, kNullableLong);
+        rubric_->AddVariable("c", "c", TYPE_CHAINE, 0);
+        rubric_->SetKey({"id"});
+        table_ = std::make_unique<EDataMemory>(rubric_);
+        levels_.AddLevel("a", "a", "label", nullptr, /*addRef=*/false);
+        levels_.AddLevel("b", "b", nullptr, /*addRef=*/false);
+        levels_.AddLevel("c", "c", nullptr, /*addRef=*/false);
+        levels_.AddLevel("id", "id", nullptr, /*addRef=*/false);
+        cursor_.Init(levels_, table_.get(), /*ownsTable=*/false);
+        cursor_.AddNotifier(&meddler_);
+        tree_ = std::make_unique<EDataTree>(&cursor_, "root", nullptr);
+        NewTwin();
+    }
+    ~TreeStorm() override { cursor_.RemNotifier(&meddler_); }
+
+    unsigned Any(std::size_t count) { return static_cast<unsigned>(random_() % count); }
+    void NewTwin() {
+        twin_ = std::make_unique<LiteralNode>(nullptr, ETabulonTag::Null, tree_->SortDesc());
+    }
+    /// Texts that differ in case or accents compare as equal; labels differ for equal data.
+    EVariant AnyText() {
+        static const char* const kTexts[] = {"e",  "E",  "\xC3\xA9", "\xC3\x89",
+                                             "ab", "AB", "",         "10"};
+        const unsigned value = Any(GetParam().values);
+        return value < 8 ? EVariant(kTexts[value]) : EVariant(std::to_string(value / 2).c_str());
+    }
+    EVariant AnyNumber() {
+        return Any(8) == 0 ? Missing() : EVariant(static_cast<int>(Any(GetParam().values)) - 3);
+    }
+    void Edit() {
+        for (unsigned count = Any(12); count > 0; --count) {
+            table_->Append({++lastId_, Any(9) == 0 ? Missing() : AnyText(), AnyText(), AnyNumber(),
+                            AnyText()});
+        }
+        std::vector<EPosition> all;
+        for (EPosition at = table_->GetFirst(); at != kNoPosition; at = table_->GetNext()) {
+            all.push_back(at);
+        }
+        std::shuffle(all.begin(), all.end(), random_);
+        const bool manyGo = Any(10) == 0;
+        for (unsigned count = Any(manyGo ? 60 : 8); count > 0 && !all.empty(); --count) {
+            table_->RePos(all.back(), false);
+            if (manyGo || Any(2) == 0) {
+                table_->DeleteOne(all.back());
+            } else {
+                table_->Fields()[Chaine("label")] <<= AnyText();
+                table_->Fields()[Chaine("b")] <<= AnyNumber();
+                table_->Update(all.back());
+            }
+            all.pop_back();
+        }
+    }
+    ETabulonTag AnyTag() {
+        ETabulonTag tag;
+        for (unsigned level = 0; level < 5; ++level) {  // the last one doesn't exist
+            if (Any(3) != 0) {
+                tag.SetValue(level, ETabulonValue(level % 2 == 0 ? AnyText() : AnyNumber(),
+                                                  Any(3) == 0 ? "label" : "", false));
+            }
+        }
+        return tag;
+    }
+    /// The tag of a node of the tree, mostly.
+    ETabulonTag AnyNodeTag() {
+        const EDataTreeNode* node = tree_->Root();
+        while (node->Size() != 0 && Any(5) != 0) {
+            node = node->Get(Any(node->Size()));
+        }
+        return Any(6) == 0 ? AnyTag() : node->Tag();
+    }
+    /// What goes wrong in the walks of this round.
+    void PlanTrouble() {
+        const int at = static_cast<int>(Any(30)) + 1;
+        switch (Any(8)) {
+            case 0:
+                meddler_.act = [this, at](int record) {
+                    if (record == at) {
+                        cursor_.Cancel();
+                    }
+                    return StatusOk;
+                };
+                break;
+            case 1:
+                meddler_.act = [at](int record) {
+                    return record == at ? static_cast<CursorStatus>(77) : StatusOk;
+                };
+                break;
+            case 2:  // a listener looks at the tree while it is filled
+                meddler_.act = [this, at](int record) {
+                    if (record % at == 0) {
+                        static_cast<void>(TreeText(*tree_->Root()));
+                    }
+                    return StatusOk;
+                };
+                break;
+            default:
+                meddler_.act = nullptr;
+        }
+    }
+    ETabulonSortDesc::SortKeyArray AnyKeys() {
+        std::vector<unsigned> order = {0, 1, 2, 3};
+        std::shuffle(order.begin(), order.end(), random_);
+        order.resize(1 + Any(4));
+        ETabulonSortDesc::SortKeyArray keys;
+        for (const unsigned level : order) {
+            keys.Add(SortKey(level, Any(3) == 0, Any(4) == 0 ? kInTree : 0));
+        }
+        return keys;
+    }
+
+    void Walk() {
+        PlanTrouble();
+        const unsigned kind = Any(6);
+        if (kind == 0) {
+            EXPECT_EQ(tree_->Fill(), twin_->Fill(cursor_));
+        } else if (kind < 3) {
+            EXPECT_EQ(tree_->Refresh(), twin_->Refresh(cursor_));
+        } else {
+            const ETabulonTag tag = AnyNodeTag();
+            ETabulonTag found = tag;
+            LiteralNode* node = twin_->Get(found);
+            while (node == nullptr) {
+                const ETabulonTag above = tree_->SortDesc()->GetParentTag(found, kInTree);
+                node = above == found ? twin_.get() : twin_->Get(above);
+                found = above;
+            }
+            const CursorStatus status = tree_->Refresh(tag);
+            EXPECT_EQ(status, node->Refresh(cursor_));
+        }
+        meddler_.act = nullptr;
+    }
+    void ResortTwin() {
+        std::vector<std::pair<ETabulonTag, ETabulonPrimaryKey>> leaves;
+        twin_->CollectLeaves(leaves);
+        NewTwin();
+        for (const auto& [tag, key] : leaves) {
+            if (LiteralNode* node = twin_->AddChild(tag)) {
+                node->key = key;
+            }
+        }
+    }
+    void ChangeLevels() {
+        switch (Any(5)) {
+            case 0:
+                if (tree_->SetSortLevels(AnyKeys())) {
+                    twin_->Reset();
+                }
+                break;
+            case 1:
+                if (tree_->SetHideLevelFlags(Any(4), Any(2) == 0 ? kInTree : 0)) {
+                    twin_->Reset();
+                }
+                break;
+            case 2: {
+                const unsigned count = tree_->SortDesc()->SortLevelCount(kInTree);
+                if (count > 0 && tree_->MoveSortLevel(Any(count), Any(count))) {
+                    ResortTwin();
+                }
+                break;
+            }
+            case 3:
+                if (tree_->MoveHiddenLevelsTo(Any(4))) {
+                    ResortTwin();
+                }
+                break;
+            default:
+                if (tree_->SetCompareSource(AnySource())) {
+                    ResortTwin();
+                }
+        }
+    }
+    ETabulonSortDesc::SortCompareSource AnySource() {
+        return static_cast<ETabulonSortDesc::SortCompareSource>(Any(2));
+    }
+    /// Past the tree, which then holds nodes of another order or of other levels.
+    void ChangeDirectly() {
+        if (Any(2) == 0) {
+            tree_->SortDesc()->SetCompareSource(AnySource());
+        } else if (Any(3) == 0) {
+            tree_->SortDesc()->SetSortLevels(AnyKeys());
+        } else {
+            ETabulonSortDesc::SortKeyArray keys = tree_->SortLevels();
+            for (unsigned place = 0; place < keys.Size(); ++place) {
+                keys[place] = SortKey(keys[place].Level(), Any(2) == 0, keys[place].Hidden());
+            }
+            tree_->SortDesc()->SetSortLevels(keys);
+        }
+    }
+    /// Keys that stand twice, as moves beyond the end make them.
+    void Pad() {
+        ETabulonSortDesc::SortKeyArray keys = tree_->SortLevels();
+        keys.InsertAt(keys.Size() + 1, SortKey(Any(4), false, Any(2) == 0 ? kInTree : 0));
+        tree_->SortDesc()->SetSortLevels(keys);
+    }
+    void AddDirectly() {
+        for (unsigned count = Any(20); count > 0; --count) {
+            const ETabulonTag above = AnyNodeTag();
+            const ETabulonTag tag = AnyTag();
+            EDataTreeNode* node = tree_->Get(above);
+            LiteralNode* twin = twin_->Get(above);
+            ASSERT_EQ(node == nullptr, twin == nullptr);
+            if (node != nullptr) {
+                node = node->AddChild(tag);
+                twin = twin->AddChild(tag);
+                ASSERT_EQ(node == nullptr, twin == nullptr);
+            }
+        }
+    }
+    void Round() {
+        const unsigned what = Any(24);
+        Edit();
+        if (what < 12) {
+            Walk();
+        } else if (what < 19) {
+            ChangeLevels();
+        } else if (what < 21) {
+            AddDirectly();
+        } else if (what < 23) {
+            ChangeDirectly();
+        } else {
+            Pad();
+        }
+    }
+
+    std::mt19937 random_;
+    DDico dico_;
+    DRubric* rubric_;
+    std::unique_ptr<EDataMemory> table_;
+    int lastId_ = 100;
+    ETabulonLevels levels_;
+    Meddler meddler_;
+    ETabulonCursorEData cursor_;
+    std::unique_ptr<EDataTree> tree_;
+    std::unique_ptr<LiteralNode> twin_;
+};
+
+TEST_P(TreeStorm, ComesToWhatTheRulesComeTo) {
+    for (int round = 0; round < 400; ++round) {
+        Round();
+        ASSERT_EQ(Dump(*tree_->Root()), Dump(*twin_)) << "round " << round;
+        ASSERT_EQ(CheckTree(*tree_->Root()), "") << "round " << round;
+        for (int look = 0; look < 5; ++look) {
+            const ETabulonTag tag = AnyNodeTag();
+            const EDataTreeNode* node = tree_->Get(tag);
+            LiteralNode* twin = twin_->Get(tag);
+            ASSERT_EQ(node == nullptr, twin == nullptr) << round << " " << LetterText(tag);
+            ASSERT_TRUE(node == nullptr || LetterText(node->Tag()) == LetterText(twin->tag));
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, TreeStorm,
+                         testing::Values(Setup{1, 4}, Setup{2, 8}, Setup{3, 8}, Setup{4, 30},
+                                         Setup{5, 30}, Setup{6, 100}, Setup{7, 100}));
+
+}  // namespace
+}  // namespace etabulon::test
