@@ -131,10 +131,9 @@ struct CumulCells::Plan {
     [[nodiscard]] State& StateIn(const CumulCells& cells, std::uint32_t row) const noexcept {
         return *std::launder(reinterpret_cast<State*>(cells.State(row, *this)));
     }
-    [[nodiscard]] bool IsOwnType(const EVariant& value) const noexcept {
-        const ETypeInfo& info = TypeInfo(value.Type());
-        return info.storage == storage && info.scale == scale;
-    }
+    /// The value as a number of the cell's own type; false where that wouldn't be exact.
+    template <class T>
+    [[nodiscard]] bool Read(const EVariant& value, T& number) const noexcept;
 
     static void FoldCount(const CumulCells& cells, const Plan& plan, RowSpan rows,
                           const EVariant& value, const ETabulonPrimaryKey* context);
@@ -184,16 +183,40 @@ void CumulCells::Plan::FoldCount(const CumulCells& cells, const Plan& plan, RowS
     }
 }
 
+template <class T>
+bool CumulCells::Plan::Read(const EVariant& value, T& number) const noexcept {
+    const void* const bytes = value.GetBuffer();
+    const ETypeInfo& info = TypeInfo(value.Type());
+    if (bytes == nullptr) {
+        return false;
+    }
+    if (info.storage == storage && info.scale == scale) {
+        std::memcpy(&number, bytes, sizeof number);
+        return true;
+    }
+    if (info.storage > EStorage::UInt32 || scale != 0) {
+        return false;  // no whole number, or not to be stored as one
+    }
+    const std::int64_t whole = value.AsInt64();
+    bool fits = false;
+    if constexpr (std::is_floating_point_v<T>) {
+        constexpr std::int64_t kExact = std::int64_t{1} << std::numeric_limits<T>::digits;
+        fits = whole >= -kExact && whole <= kExact;
+    } else {
+        fits = std::in_range<T>(whole);
+    }
+    number = static_cast<T>(whole);
+    return fits;
+}
+
 template <CumulKind kind, class T>
 void CumulCells::Plan::FoldNumbers(const CumulCells& cells, const Plan& plan, RowSpan rows,
                                    const EVariant& value, const ETabulonPrimaryKey* context) {
-    const void* const bytes = value.GetBuffer();
-    if (bytes == nullptr || !plan.IsOwnType(value)) {
+    T number{};
+    if (!plan.Read(value, number)) {
         FoldConverted(cells, plan, rows, value, context);
         return;
     }
-    T number;
-    std::memcpy(&number, bytes, sizeof number);
     for (const std::uint32_t row : rows) {
         FoldNumber<kind>(plan.StateIn<NumberState>(cells, row), number);
     }
