@@ -149,6 +149,10 @@ void Chaine::SetLocaleOrder(LocaleCompare compare, LocaleKey key) noexcept {
     localeKey.store(given ? key : &DefaultLocaleKey, std::memory_order_relaxed);
 }
 
+std::size_t Chaine::LocaleSortKey(std::string_view text, char* key, std::size_t capacity) {
+    return localeKey.load(std::memory_order_relaxed)(text, key, capacity);
+}
+
 Chaine Chaine::LocaleSortKey() const {
     const LocaleKey makeKey = localeKey.load(std::memory_order_relaxed);
     std::array<char, 256> buffer;

@@ -6,6 +6,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <system_error>
 
 namespace etabulon {
@@ -333,17 +334,45 @@ Chaine EVariant::AsChaine() const {
     return Chaine(EPrinter(content).View());
 }
 
+std::string_view EVariant::AsText(TextBuffer& buffer, Chaine& holder) const {
+    const EContent content = EVariantAccess::Read(*this);
+    if (content.IsMissing()) {
+        return {};
+    }
+    if (content.info->valueClass == EValueClass::Text) {
+        return TextOf(content);
+    }
+    const EPrinter printer(content);
+    const std::string_view printed = printer.View();
+    if (printed.size() > buffer.size()) {
+        holder = Chaine(printed);
+        return holder.View();
+    }
+    std::copy(printed.begin(), printed.end(), buffer.begin());
+    return {buffer.data(), printed.size()};
+}
+
 std::uint64_t EVariant::AsUInt64() const noexcept {
     const ENumber number = NumberOf(EVariantAccess::Read(*this));
     return number.IsNone() || number.IsNaN() ? 0 : ClampTo<std::uint64_t>(number.AtScale(0));
 }
 
 std::int64_t EVariant::AsInt64() const noexcept {
+    if (const void* bytes = rep_ == TYPE_INT64 ? GetBuffer() : nullptr; bytes != nullptr) {
+        std::int64_t number = 0;
+        std::memcpy(&number, bytes, sizeof number);
+        return number;
+    }
     const ENumber number = NumberOf(EVariantAccess::Read(*this));
     return number.IsNone() || number.IsNaN() ? 0 : ClampTo<std::int64_t>(number.AtScale(0));
 }
 
 double EVariant::AsDouble() const noexcept {
+    if (const void* bytes = rep_ == TYPE_DOUBLE ? GetBuffer() : nullptr; bytes != nullptr) {
+        double number = 0;
+        std::memcpy(&number, bytes, sizeof number);
+        return number;
+    }
     const EContent content = EVariantAccess::Read(*this);
     if (content.IsMissing()) {
         return 0;

@@ -93,6 +93,9 @@ EWide ENumber::AtScale(unsigned wanted) const noexcept {
     if (IsFloating()) {
         return ScaleFloating(floating, wanted);
     }
+    if (wanted == scale) {
+        return whole;
+    }
     if (wanted < scale) {
         return DivideHalfEven(whole, PowerOfTen(scale - wanted));
     }

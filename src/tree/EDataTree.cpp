@@ -56,13 +56,22 @@ void EDataTree::SetParams(const Chaine& rootName, HICON rootIcon) {
     root_ = MakeRef<EDataTreeNodeRoot>(sortDesc_.Get(), rootName, rootIcon);
 }
 
-/// Builds the tree anew from its own leaves, under the present sort description. What was hidden
-/// when the tree was filled isn't in the leaves and can't come back this way. Requires the bracket.
+/// Builds the tree anew from its own leaves, under the present sort description. Requires the
+/// bracket.
+///
+/// Deliberate: the leaves hold what was shown when the tree was filled. A level shown since doesn't
+/// come back this way, as it would by a fill. HiddenLevelsMoveWithoutAWalkAndDontComeBack holds it.
 void EDataTree::ReSort() {
     const ERef<EDataTreeNodeRoot> old = root_;
-    ETabulonCursorTree leaves(*old);
-    SetParams(old->DisplayValue().DisplayValue(), old->Icon());
-    static_cast<void>(Fill(&leaves));
+    try {
+        ETabulonCursorTree leaves(*old);
+        SetParams(old->DisplayValue().DisplayValue(), old->Icon());
+        static_cast<void>(Fill(&leaves));
+    } catch (...) {
+        // Neither nodes of the old order nor a part of them: empty, it asks for a new fill.
+        root_->Reset();
+        throw;
+    }
 }
 
 bool EDataTree::SetSortLevels(const ETabulonSortDesc::SortKeyArray& keys) {

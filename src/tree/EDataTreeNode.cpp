@@ -7,7 +7,6 @@
 #include "tree/TreeFillPath.h"
 #include "tree/TreeKey.h"
 
-#include <cstring>
 #include <new>
 
 namespace etabulon {
@@ -17,20 +16,6 @@ namespace {
 // Every question to the sort description from here is about the tree.
 constexpr auto kInTree = ETabulonSortDesc::SortKey::HideInTree;
 
-/// Not only equal: the same data to the letter, and the same text.
-bool IsIdentical(const ETabulonValue& a, const ETabulonValue& b) {
-    const EVariant& left = a.Data();
-    const EVariant& right = b.Data();
-    if (a.Status() != b.Status() || a.IsModified() != b.IsModified() ||
-        left.Type() != right.Type() || left.Size() != right.Size() ||
-        left.ByteCount() != right.ByteCount()) {
-        return false;
-    }
-    const bool sameBytes = left.ByteCount() == 0 || left.GetBuffer() == right.GetBuffer() ||
-                           std::memcmp(left.GetBuffer(), right.GetBuffer(), left.ByteCount()) == 0;
-    return sameBytes && a.HasSameDisplay(b);
-}
-
 }  // namespace
 
 // ---------------------------------------------------------------------------------------- identity
@@ -39,6 +24,7 @@ EDataTreeNode::EDataTreeNode(EDataTreeNode* parent, const ETabulonTag& tag,
                              const ETabulonSortDesc* sortDesc)
     : parent_(parent), depth_(parent != nullptr ? parent->depth_ + 1 : 0) {
     const ETabulonValue* own = nullptr;
+    const bool samePath = parent_ == nullptr || parent_->SamePathAs(tag);
     if (parent_ == nullptr) {
         MakeExtra().sortDesc = sortDesc;
         byValue_ = tag.IsRoot();
@@ -46,12 +32,13 @@ EDataTreeNode::EDataTreeNode(EDataTreeNode* parent, const ETabulonTag& tag,
                depth_ <= sortDesc->SortLevelCount(kInTree)) {
         level_ = sortDesc->SortLevel(depth_ - 1, kInTree).Level();
         own = tag.Find(level_);
-        byValue_ = own != nullptr && !parent_->IsLevelAbove(level_) && parent_->IsOnPathOf(tag);
+        byValue_ = own != nullptr && !parent_->IsLevelAbove(level_) &&
+                   (samePath || parent_->IsOnPathOf(tag));
     }
     if (byValue_ && own != nullptr) {
         value_ = *own;
     }
-    ownsTag_ = !byValue_ || (parent_ != nullptr && !parent_->SamePathAs(tag));
+    ownsTag_ = !byValue_ || !samePath;
     if (ownsTag_) {
         KeepTag(tag);
     }
@@ -109,14 +96,14 @@ bool EDataTreeNode::SamePathAs(const ETabulonTag& tag) const {
             const ETabulonTag& own = node->extra_->tag;
             for (unsigned place = 0; place < own.KnownLevelsCount(); ++place) {
                 const ETabulonValue* value = tag.Find(own.LevelAt(place));
-                if (value == nullptr || !IsIdentical(*value, own.ValueAt(place))) {
+                if (value == nullptr || !value->IsIdenticalTo(own.ValueAt(place))) {
                     return false;
                 }
             }
             return true;
         }
         const ETabulonValue* value = tag.Find(node->level_);
-        if (value == nullptr || !IsIdentical(*value, node->value_)) {
+        if (value == nullptr || !value->IsIdenticalTo(node->value_)) {
             return false;
         }
     }
@@ -315,7 +302,9 @@ EDataTreeNode* EDataTreeNode::AddVChild(const ETabulonTag& tag, detail::TreeFill
         return this;
     }
     if (EDataTreeNode* child = GetDirect(tag)) {
-        // With its like in TreeFillPath::Add the one place where a walk does so.
+        if (path != nullptr) {
+            path->Meet(*child);
+        }
         child->dirty_ = false;
         return child;
     }

@@ -4,9 +4,18 @@
 #include "tree/TreeChildren.h"
 #include "tree/TreeFillPath.h"
 
+#include <atomic>
 #include <vector>
 
 namespace etabulon {
+
+namespace {
+
+// In the whole process. A listener of a walk may refresh nodes of the same tree, which sets flags
+// that the outer refresh has cleared and counted.
+std::atomic<std::uint64_t> refreshesBegun{0};
+
+}  // namespace
 
 // ----------------------------------------------------------------------------------------- refresh
 
@@ -42,29 +51,37 @@ CursorStatus EDataTreeNode::RefreshHere(ETabulonCursor* cursor, bool& oneFound) 
             }
         }
     };
-    SetDirtyChilds(true);
+    const std::uint64_t ownNumber = ++refreshesBegun;
+    const std::size_t dirty = SetDirtyChilds(true);
     Dirtied dirtied{this};
     CursorStatus status = StatusOk;
+    bool allMet = false;
     {
-        detail::TreeFillPath path(*this);
+        detail::TreeFillPath path(*this, dirty);
         EDataTreeFiller filler(this, &path);
         const ECursorListening listening(*cursor, filler);
         status = cursor->Browse(Tag());
         oneFound = filler.HasOneFound();
+        allMet = path.HasMetAll() && refreshesBegun == ownNumber;
     }
     if (status == StatusOk) {
-        ReleaseDirtyChilds();
+        if (!allMet) {
+            ReleaseDirtyChilds();
+        }
         dirtied.node = nullptr;
     }
     return status;
 }
 
-void EDataTreeNode::SetDirtyChilds(bool dirty) noexcept {
-    for (std::size_t index = 0; children_ != nullptr && index < children_->Size(); ++index) {
+/// Returns how many nodes there are below.
+std::size_t EDataTreeNode::SetDirtyChilds(bool dirty) noexcept {
+    std::size_t count = Size();
+    for (unsigned index = 0; index < Size(); ++index) {
         EDataTreeNode* child = children_->At(index);
-        child->SetDirtyChilds(dirty);
+        count += child->SetDirtyChilds(dirty);
         child->dirty_ = dirty;
     }
+    return count;
 }
 
 void EDataTreeNode::ReleaseDirtyChilds() {

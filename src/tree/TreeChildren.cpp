@@ -12,10 +12,15 @@ namespace {
 
 constexpr auto kInTree = ETabulonSortDesc::SortKey::HideInTree;
 
-// Below this a look at each child is faster than an index.
-constexpr std::size_t kFewChildren = 16;
 // With fewer newcomers than one in this many, each is placed by bisection, reading few siblings.
 constexpr std::size_t kBisectShare = 16;
+constexpr std::size_t kFirstCapacity = 4;
+// Nodes lie where the records happened to make them: asked for ahead, several are on their way.
+constexpr std::size_t kAhead = 8;
+
+std::uint16_t MarkOf(const ETabulonValue& value) noexcept {
+    return static_cast<std::uint16_t>(value.Hash() >> 16);
+}
 
 }  // namespace
 
@@ -35,22 +40,21 @@ public:
 
     [[nodiscard]] SortItem Make(std::size_t place) {
         EDataTreeNode* node = children_.nodes_[place];
-        const ETabulonValue& value = ValueOf(*node);
-        const Chaine text =
-            children_.isOnData_ ? value.Data().AsChaine() : value.DisplayText().LocaleSortKey();
-        SortItem item{0, arena_.size(), text.Length(), place, node};
+        const std::size_t begin = arena_.size();
+        AppendKey(ValueOf(*node));
+        SortItem item{0, begin, arena_.size() - begin, place, node};
         char first[8] = {};
-        std::memcpy(first, text.c_str(), std::min<std::size_t>(text.Length(), sizeof first));
+        std::memcpy(first, arena_.data() + begin, std::min(item.length, sizeof first));
         for (const char byte : first) {
             item.prefix = (item.prefix << 8) | static_cast<unsigned char>(byte);
         }
-        arena_.append(text.c_str(), text.Length());
         return item;
     }
     [[nodiscard]] std::vector<SortItem> Make(std::size_t from, std::size_t to) {
         std::vector<SortItem> items;
         items.reserve(to - from);
         for (std::size_t place = from; place < to; ++place) {
+            children_.LookAhead(place);
             items.push_back(Make(place));
         }
         return items;
@@ -79,22 +83,66 @@ private:
         return value != nullptr ? *value : ETabulonValue::Null;
     }
 
+    void AppendKey(const ETabulonValue& value) {
+        EVariant::TextBuffer buffer;
+        Chaine holder;
+        if (children_.isOnData_) {
+            arena_ += value.Data().AsText(buffer, holder);
+            return;
+        }
+        const std::string_view text = value.DisplayText(buffer, holder);
+        const std::size_t begin = arena_.size();
+        std::size_t room = 2 * text.size() + 16;
+        std::size_t length = 0;
+        do {
+            arena_.resize(begin + room);
+            length = Chaine::LocaleSortKey(text, arena_.data() + begin, room);
+        } while (length > std::exchange(room, length));
+        arena_.resize(begin + length);
+    }
+
     const TreeChildren& children_;
     std::string arena_;
 };
 
+void TreeChildren::LookAhead(std::size_t place) const noexcept {
+    if (place + kAhead < nodes_.size()) {
+        __builtin_prefetch(nodes_[place + kAhead]);
+        __builtin_prefetch(&nodes_[place + kAhead]->value_.Data());
+    }
+}
+
 // ------------------------------------------------------------------------------------------- index
 
 EDataTreeNode* TreeChildren::FindByValue(const ETabulonValue& value) {
-    if (nodes_.size() <= kFewChildren) {
-        const auto found =
-            std::find_if(nodes_.begin(), nodes_.end(), [&value](const EDataTreeNode* node) {
-                return node->byValue_ && node->value_ == value;
-            });
-        return found != nodes_.end() ? *found : nullptr;
+    if (nodes_.size() > kFewChildren) {
+        return FindByIndex(value);
     }
-    if (slots_.empty()) {
-        MakeRoomInIndex();
+    if (nodes_.size() > kHandfulOfChildren) {
+        return FindByMark(value);
+    }
+    const auto found = std::find_if(
+        nodes_.begin(), nodes_.end(),
+        [&value](const EDataTreeNode* node) { return node->byValue_ && node->value_ == value; });
+    return found != nodes_.end() ? *found : nullptr;
+}
+
+EDataTreeNode* TreeChildren::FindByMark(const ETabulonValue& value) {
+    if (isIndexStale_) {
+        Reindex();
+    }
+    const std::uint16_t mark = MarkOf(value);
+    for (std::size_t place = 0; place < nodes_.size(); ++place) {
+        if (marks_[place] == mark && nodes_[place]->byValue_ && nodes_[place]->value_ == value) {
+            return nodes_[place];
+        }
+    }
+    return nullptr;
+}
+
+EDataTreeNode* TreeChildren::FindByIndex(const ETabulonValue& value) {
+    if (isIndexStale_) {
+        Reindex();
     }
     const auto mask = static_cast<std::uint32_t>(slots_.size() - 1);
     const std::uint32_t hash = value.Hash();
@@ -122,6 +170,10 @@ EDataTreeNode* TreeChildren::FindIrregular(const ETabulonTag& tag) const {
 
 void TreeChildren::Index(std::size_t place) noexcept {
     const EDataTreeNode* node = nodes_[place];
+    if (nodes_.size() <= kFewChildren) {
+        marks_[place] = MarkOf(node->value_);
+        return;
+    }
     if (!node->byValue_) {
         return;
     }
@@ -134,24 +186,27 @@ void TreeChildren::Index(std::size_t place) noexcept {
     slots_[at] = (hash & ~mask) | static_cast<std::uint32_t>(place + 1);
 }
 
-/// Sees to it that one child more fits, with a quarter of the slots free.
-void TreeChildren::MakeRoomInIndex() {
-    const std::size_t needed = (nodes_.size() + 1) * 4 / 3 + 1;
+/// Sees to it that one child more fits, in an index with a quarter of its slots free.
+void TreeChildren::MakeRoom() {
+    const std::size_t size = nodes_.size() + 1;
+    if (nodes_.capacity() < size) {
+        nodes_.reserve(std::max(kFirstCapacity, nodes_.size() * 2));
+    }
+    const std::size_t needed = size > kFewChildren ? size * 4 / 3 + 1 : 0;
     if (needed > slots_.size()) {
         std::vector<std::uint32_t> larger(std::bit_ceil(needed), 0);
         slots_.swap(larger);
-        Reindex();
+        isIndexStale_ = true;
+    }
+    if (size == kHandfulOfChildren + 1 || size == kFewChildren + 1) {
+        isIndexStale_ = true;
     }
 }
 
-/// Allocates nothing.
-void TreeChildren::Reindex() {
-    if (nodes_.size() <= kFewChildren) {
-        slots_.clear();
-        return;
-    }
+void TreeChildren::Reindex() noexcept {
+    isIndexStale_ = false;
     std::fill(slots_.begin(), slots_.end(), 0U);
-    for (std::size_t place = 0; !slots_.empty() && place < nodes_.size(); ++place) {
+    for (std::size_t place = 0; place < nodes_.size(); ++place) {
         Index(place);
     }
 }
@@ -164,16 +219,14 @@ void TreeChildren::Add(EDataTreeNode* child) {
         Place();
         KnowOrder(sort);
     }
-    if (!slots_.empty()) {
-        MakeRoomInIndex();
-    }
+    MakeRoom();
     nodes_.push_back(child);
-    if (!child->byValue_) {
+    if (child->byValue_) {
+        level_ = child->level_;
+    } else {
         ++irregular_;
-        return;
     }
-    level_ = child->level_;
-    if (!slots_.empty()) {
+    if (nodes_.size() > kHandfulOfChildren && !isIndexStale_) {
         Index(nodes_.size() - 1);
     }
 }
@@ -187,9 +240,14 @@ std::vector<EDataTreeNode*> TreeChildren::TakeAll() noexcept {
 }
 
 std::vector<EDataTreeNode*> TreeChildren::TakeDirty() {
+    const auto dirty = static_cast<std::size_t>(std::count_if(
+        nodes_.begin(), nodes_.end(), [](const EDataTreeNode* node) { return node->dirty_; }));
     std::vector<EDataTreeNode*> taken;
-    taken.reserve(static_cast<std::size_t>(std::count_if(
-        nodes_.begin(), nodes_.end(), [](const EDataTreeNode* node) { return node->dirty_; })));
+    taken.reserve(dirty);
+    if (nodes_.size() - dirty <= kFewChildren && !slots_.empty()) {
+        std::vector<std::uint32_t>().swap(slots_);
+        isIndexStale_ = true;
+    }
     std::size_t kept = 0;
     std::uint32_t keptPlaced = 0;
     for (std::size_t place = 0; place < nodes_.size(); ++place) {
@@ -204,7 +262,7 @@ std::vector<EDataTreeNode*> TreeChildren::TakeDirty() {
     }
     nodes_.resize(kept);
     placed_ = keptPlaced;
-    Reindex();
+    isIndexStale_ = true;
     return taken;
 }
 
@@ -242,10 +300,11 @@ void TreeChildren::Place() {
         } else {
             PlaceBySort();
         }
-        Reindex();
+        isIndexStale_ = true;
     }
     placed_ = static_cast<std::uint32_t>(nodes_.size());
-    if (nodes_.capacity() - nodes_.size() > nodes_.size() / 4) {
+    if (nodes_.capacity() - nodes_.size() > nodes_.size() / 2 &&
+        nodes_.capacity() > kFirstCapacity) {
         nodes_.shrink_to_fit();  // most nodes get no more children after their fill
     }
 }

@@ -2,6 +2,7 @@
 
 #include "etabulon/tree/EDataTreeNode.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -51,21 +52,32 @@ public:
     [[nodiscard]] std::vector<EDataTreeNode*> TakeDirty();
 
 private:
+    // Up to here each child is looked at, up to there each one's mark; beyond there is an index.
+    static constexpr std::size_t kHandfulOfChildren = 3;
+    static constexpr std::size_t kFewChildren = 32;
+
     struct SortItem;
     class SortTexts;
 
+    void LookAhead(std::size_t place) const noexcept;
     void KnowOrder(const ETabulonSortDesc& sort);
     void PlaceByScan();
     void PlaceBySort();
-    void MakeRoomInIndex();
+    [[nodiscard]] EDataTreeNode* FindByMark(const ETabulonValue& value);
+    [[nodiscard]] EDataTreeNode* FindByIndex(const ETabulonValue& value);
+    void MakeRoom();
     void Index(std::size_t place) noexcept;
-    void Reindex();
+    void Reindex() noexcept;
 
     const EDataTreeNode& owner_;
     std::vector<EDataTreeNode*> nodes_;
-    // Open addressing; empty while the children are few. A slot is 0, or place + 1 in as many bits
-    // as the number of slots has, with the hash's bits above them, so that few nodes are looked at.
+    // A look at a node costs more than the rest of a lookup. While the children are few, 16 bits of
+    // the hash of each, by place, tell which nodes to look at.
+    std::array<std::uint16_t, kFewChildren> marks_;
+    // Once they are many: open addressing. A slot is 0, or place + 1 in as many bits as the number
+    // of slots has, with the hash's bits above them.
     std::vector<std::uint32_t> slots_;
+    bool isIndexStale_ = false;    // marks_ or slots_, whichever is used, are of another order
     std::uint32_t placed_ = 0;     // this many from the front have their place
     std::uint32_t irregular_ = 0;  // children that can't be found by value
     std::uint32_t level_ = 0;      // of the children found by value

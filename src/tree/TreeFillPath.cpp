@@ -15,8 +15,11 @@ constexpr auto kInTree = ETabulonSortDesc::SortKey::HideInTree;
 
 }  // namespace
 
-TreeFillPath::TreeFillPath(EDataTreeNode& start)
-    : start_(start), sort_(start.SortDesc()), outer_(std::exchange(start.MakeExtra().path, this)) {}
+TreeFillPath::TreeFillPath(EDataTreeNode& start, std::size_t dirty)
+    : start_(start),
+      sort_(start.SortDesc()),
+      outer_(std::exchange(start.MakeExtra().path, this)),
+      dirty_(dirty) {}
 
 TreeFillPath::~TreeFillPath() {
     Forget();
@@ -145,7 +148,7 @@ EDataTreeNode* TreeFillPath::Add(const ETabulonTag& tag) {
             if (child == nullptr) {
                 return AddIrregular(tag);
             }
-            child->dirty_ = false;
+            Meet(*child);
             nodes_[depth] = child;
         }
         node = child;

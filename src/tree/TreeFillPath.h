@@ -3,6 +3,7 @@
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/tree/EDataTreeNode.h"
 
+#include <cstddef>
 #include <vector>
 
 namespace etabulon::detail {
@@ -14,13 +15,24 @@ namespace etabulon::detail {
 /// Lives on the stack of EDataTreeNode::Refresh; the start node points at it meanwhile.
 class TreeFillPath {
 public:
-    explicit TreeFillPath(EDataTreeNode& start);
+    /// `dirty` nodes below the start have their flag set.
+    TreeFillPath(EDataTreeNode& start, std::size_t dirty);
     ~TreeFillPath();
     TreeFillPath(const TreeFillPath&) = delete;
     TreeFillPath& operator=(const TreeFillPath&) = delete;
 
     /// AddChild of the start node.
     EDataTreeNode* Add(const ETabulonTag& tag);
+    /// The walk meets the node. Here alone does a walk clear flags.
+    void Meet(EDataTreeNode& node) noexcept {
+        if (node.dirty_) {
+            node.dirty_ = false;
+            --dirty_;
+        }
+    }
+    /// No flag is left to be cleared. May be false where there is none, after changes from
+    /// elsewhere.
+    [[nodiscard]] bool HasMetAll() const noexcept { return dirty_ == 0; }
     /// The node has newcomers.
     void Touch(EDataTreeNode& node) { touched_.push_back(ERef<EDataTreeNode>::Retain(&node)); }
     /// Nodes are about to go: gives all newcomers their places and forgets the last record, here
@@ -45,6 +57,7 @@ private:
     std::vector<EDataTreeNode*> nodes_;         // of the last record, from below the start down
     std::vector<ERef<EDataTreeNode>> touched_;
     ETabulonTag part_;
+    std::size_t dirty_;             // nodes that the walk has still to meet, or more
     std::uint64_t orderStamp_ = 0;  // of levels_; 0 = to be read
     bool straight_ = false;         // each level once, and the start node among them
 };

@@ -1,7 +1,5 @@
 #include "etabulon/values/ETabulonValue.h"
 
-#include <cstring>
-
 namespace etabulon {
 
 namespace {
@@ -64,14 +62,18 @@ int ETabulonValue::Compare(const ETabulonValue& other, bool byDisplay) const {
 }
 
 bool ETabulonValue::HasSameDisplay(const ETabulonValue& other) const {
-    // The same bytes of one type make one text. Equality would not do: folded text and the two
-    // zeros are equal and display as two.
-    if (displayPending_ && other.displayPending_ && data_.Type() == other.data_.Type() &&
-        data_.ByteCount() == other.data_.ByteCount() && data_.ByteCount() != 0 &&
-        std::memcmp(data_.GetBuffer(), other.data_.GetBuffer(), data_.ByteCount()) == 0) {
+    // Identical data make one text. Equality would not do: folded text and the two zeros are equal
+    // and display as two.
+    if (displayPending_ && other.displayPending_ && data_.IsIdenticalTo(other.data_)) {
         return true;
     }
     return DisplayText() == other.DisplayText();
+}
+
+bool ETabulonValue::IsIdenticalTo(const ETabulonValue& other) const {
+    return status_ == other.status_ && modified_ == other.modified_ &&
+           data_.IsIdenticalTo(other.data_) &&
+           ((displayPending_ && other.displayPending_) || DisplayText() == other.DisplayText());
 }
 
 std::uint32_t ETabulonValue::Hash() const noexcept {
@@ -81,14 +83,11 @@ std::uint32_t ETabulonValue::Hash() const noexcept {
 
 void ETabulonValue::Refill(const EVariant& data) {
     modified_ = false;
-    if (data.IsMissing()) {
-        status_ = ValNull;
+    data_ = data;
+    displayPending_ = !data_.IsMissing();
+    status_ = displayPending_ ? ValNormal : ValNull;
+    if (status_ == ValNull) {
         data_ = EVariant();
-        displayPending_ = false;
-    } else {
-        data_ = data;
-        status_ = ValNormal;
-        displayPending_ = true;
     }
     if (!display_.IsEmpty()) {
         display_ = Chaine();

@@ -136,6 +136,9 @@ public:
     static void SetLocaleOrder(LocaleCompare compare, LocaleKey key) noexcept;
     /// The key of this text under the installed order.
     [[nodiscard]] Chaine LocaleSortKey() const;
+    /// The same of any text, as LocaleKey tells.
+    [[nodiscard]] static std::size_t LocaleSortKey(std::string_view text, char* key,
+                                                   std::size_t capacity);
 
     // --- for record slots, which hold a body pointer themselves ---
     struct Body {

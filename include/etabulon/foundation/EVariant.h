@@ -3,8 +3,10 @@
 #include "etabulon/foundation/Chaine.h"
 #include "etabulon/foundation/EDataType.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace etabulon {
 
@@ -83,6 +85,9 @@ public:
     }
     /// Below 0, 0, above 0 in the total order.
     [[nodiscard]] static int Compare(const EVariant& a, const EVariant& b) noexcept;
+    /// More than equal: one type, size and bytes. Text that folds and the two zeros are equal and
+    /// need not be identical.
+    [[nodiscard]] bool IsIdenticalTo(const EVariant& other) const noexcept;
     [[nodiscard]] std::uint32_t Hash() const noexcept {
         return kind_ == Kind::Text ? Chaine::FoldHashOf(store_.text) : HashOther();
     }
@@ -97,6 +102,10 @@ public:
     /// Whole numbers in decimal; floating ones shortest, always with "."; scaled with all decimals;
     /// dates ISO; text itself (shared, not copied, when owned); GUID canonical; else "".
     [[nodiscard]] Chaine AsChaine() const;
+    using TextBuffer = std::array<char, 24>;
+    /// The same text without making a Chaine of a short one. It lies in `buffer`, in `holder`, or
+    /// in this, and is good as long as these are left alone.
+    [[nodiscard]] std::string_view AsText(TextBuffer& buffer, Chaine& holder) const;
     [[nodiscard]] std::uint64_t AsUInt64() const noexcept;  // clamped at 0 and 2^64 - 1
     [[nodiscard]] std::int64_t AsInt64() const noexcept;    // clamped; 0 when missing or no number
     [[nodiscard]] double AsDouble() const noexcept;         // scaled numbers scaled; 0 when missing

@@ -127,6 +127,24 @@ inline bool EVariant::IsEqualTo(const EVariant& other) const noexcept {
     return Equal(*this, other);
 }
 
+inline bool EVariant::IsIdenticalTo(const EVariant& other) const noexcept {
+    if (type_ != other.type_ || size_ != other.size_) {
+        return false;
+    }
+    if (kind_ == Kind::Text && other.kind_ == Kind::Text) {
+        return store_.text == other.store_.text ||
+               (store_.text->length == other.store_.text->length &&
+                std::memcmp(store_.text->text, other.store_.text->text, store_.text->length) == 0);
+    }
+    const void* const bytes = GetBuffer();
+    const void* const others = other.GetBuffer();
+    if (bytes == nullptr || others == nullptr) {
+        return bytes == others;
+    }
+    const std::size_t count = ByteCount();
+    return count == other.ByteCount() && std::memcmp(bytes, others, count) == 0;
+}
+
 inline EVariant& EVariant::operator+=(const EVariant& other) {
     const bool inPlace = rep_ == TYPE_INT64 || rep_ == TYPE_DOUBLE;
     if (!inPlace || kind_ != Kind::Inline || rep_ != other.rep_) {

@@ -22,11 +22,11 @@ private:
 /// it back.
 ///
 /// Ownership  owns the sort description and the root; the cursor must outlive it. Nodes are dead
-/// after
-///            an operation that fills, re-sorts or resets.
+///            after an operation that fills, re-sorts or resets.
 /// Threads    changing operations take the cursor's lock themselves and may nest in it. Get, Root
-/// and
-///            the accessors take none: whoever may meet a walk holds the lock.
+///            and the accessors take none: whoever may meet a walk holds the lock.
+/// Failure    std::bad_alloc may pass through. A fill or refresh leaves then what a cancelled one
+///            leaves; a rearrangement leaves the tree empty, under the new order.
 class ETABULON_API EDataTree {
 public:
     using HideFlag = ETabulonSortDesc::SortKey::HideFlag;

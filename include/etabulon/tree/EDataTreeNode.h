@@ -7,6 +7,7 @@
 #include "etabulon/values/ETabulonPrimaryKey.h"
 #include "etabulon/values/ETabulonTag.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -100,7 +101,7 @@ private:
     [[nodiscard]] bool IsLevelAbove(unsigned level) const noexcept;
     [[nodiscard]] const ETabulonValue* OwnValue() const;
     void IncLeafCount(std::int32_t delta) noexcept;
-    void SetDirtyChilds(bool dirty) noexcept;
+    std::size_t SetDirtyChilds(bool dirty) noexcept;
     void ReleaseDirtyChilds();
     void Drop(EDataTreeNode* child) noexcept;
     void Orphan() noexcept;
@@ -109,20 +110,21 @@ private:
     void KeepTag(const ETabulonTag& tag);
     Extra& MakeExtra() const;
 
+    // What a lookup among siblings reads comes first.
     EDataTreeNode* parent_;
-    ETabulonValue value_;  // of level_; unused in the root and where the node isn't byValue_
     std::unique_ptr<detail::TreeChildren> children_;
-    mutable std::unique_ptr<Extra> extra_;  // the root always has one
-    std::int64_t keyWord_ = 0;              // the primary key, as far as keyForm_ says
-    std::intptr_t param_ = 0;
     std::uint32_t level_ = 0;
-    std::uint32_t leafCount_ = 0;
-    std::uint32_t depth_;
-    detail::TreeKeyForm keyForm_{};
     bool dirty_ : 1 = false;
     bool byValue_ : 1 = false;  // the tag is equal to the parent's plus value_ at level_
     bool ownsTag_ : 1 = false;  // and yet not the same to the letter, or not byValue_: Extra has it
     mutable std::int8_t isLeaf_ = -1;  // -1 unknown
+    detail::TreeKeyForm keyForm_{};
+    ETabulonValue value_;  // of level_; unused in the root and where the node isn't byValue_
+    mutable std::unique_ptr<Extra> extra_;  // the root always has one
+    std::int64_t keyWord_ = 0;              // the primary key, as far as keyForm_ says
+    std::intptr_t param_ = 0;
+    std::uint32_t leafCount_ = 0;
+    std::uint32_t depth_;
 };
 
 /// The listener that files each record of a walk under a node.

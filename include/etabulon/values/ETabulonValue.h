@@ -47,6 +47,10 @@ public:
     [[nodiscard]] Chaine DisplayText() const {
         return displayPending_ ? data_.AsChaine() : display_;
     }
+    /// The same, made in `buffer` or `holder`: see EVariant::AsText.
+    [[nodiscard]] std::string_view DisplayText(EVariant::TextBuffer& buffer, Chaine& holder) const {
+        return displayPending_ ? data_.AsText(buffer, holder) : display_.View();
+    }
     [[nodiscard]] ValStatus Status() const noexcept { return status_; }
     [[nodiscard]] bool IsNull() const noexcept { return status_ == ValNull; }
     [[nodiscard]] bool IsSpecial() const noexcept { return status_ == ValSpecial; }
@@ -67,6 +71,8 @@ public:
     /// Both would display as the same text. Keeps none that isn't made yet, and makes none where
     /// two that are still to be made have the same data.
     [[nodiscard]] bool HasSameDisplay(const ETabulonValue& other) const;
+    /// More than equal: the same data to the letter, flag and text.
+    [[nodiscard]] bool IsIdenticalTo(const ETabulonValue& other) const;
     /// Agrees with operator==.
     [[nodiscard]] std::uint32_t Hash() const noexcept;
 
