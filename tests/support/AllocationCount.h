@@ -31,4 +31,18 @@ private:
     std::uint64_t start_;
 };
 
+/// What operator new gave and wasn't given back yet; 0 where nothing is counted.
+[[nodiscard]] std::int64_t BlocksAlive() noexcept;
+
+/// Lets one allocation of this process fail, the one that follows `allowed` others. The next
+/// succeeds again. Without effect where nothing is counted.
+class FailingAllocation {
+public:
+    explicit FailingAllocation(std::uint64_t allowed) noexcept;
+    ~FailingAllocation();
+    FailingAllocation(const FailingAllocation&) = delete;
+    FailingAllocation& operator=(const FailingAllocation&) = delete;
+    [[nodiscard]] bool HasFailed() const noexcept;
+};
+
 }  // namespace etabulon::test

@@ -1,0 +1,378 @@
+#include "TreeFixture.h"
+#include "support/AllocationCount.h"
+
+#include <gtest/gtest.h>
+
+namespace etabulon::test {
+namespace {
+
+using SortKey = ETabulonSortDesc::SortKey;
+
+const char* const kAllSales = "root{-{Berlin{2022}} DE{Berlin{-}} FR{-{2021} Paris{2021 2022}}}";
+
+struct TreeNodes : testing::Test, Sales {
+    TreeNodes() { tree.Fill(); }
+    EDataTreeNode& At(const ETabulonTag& tag) { return *tree.Get(tag); }
+    EDataTree tree{&cursor, "root", nullptr};
+};
+
+TEST_F(TreeNodes, StandForThePositionsInOrder) {
+    EXPECT_EQ(Text(tree), kAllSales);
+    EXPECT_EQ(CheckOrder(*tree.Root(), *tree.SortDesc()), "");
+    EXPECT_EQ(tree.Root()->LeafCount(), 5U);
+    const EDataTreeNode& leaf = At(Tag({{0, "FR"}, {1, "Paris"}, {2, 2022}}));
+    EXPECT_TRUE(leaf.IsTreeLeaf());
+    EXPECT_EQ(leaf.LeafCount(), 0U);
+    EXPECT_EQ(leaf.PrimaryKey().SingleCode().Data(), EVariant(2));
+    EXPECT_FALSE(leaf.Parent()->PrimaryKey().IsSet());
+    EXPECT_TRUE(tree.Root()->IsRoot());
+    EXPECT_EQ(tree.Root()->Get(3U), nullptr);
+}
+
+TEST_F(TreeNodes, KeepNodesThatAreMetAgain) {
+    EDataTreeNode* const france = &At(Tag({{0, "FR"}}));
+    france->SetParam(42);
+    Delete({2, 4});
+    table->Append({6, "FR", "Lyon", 2020, 1});
+    EXPECT_EQ(tree.Refresh(), StatusOk);
+    EXPECT_EQ(Text(tree), "root{-{Berlin{2022}} FR{-{2021} Lyon{2020} Paris{2021}}}");
+    EXPECT_EQ(&At(Tag({{0, "FR"}})), france);
+    EXPECT_EQ(france->Param(), 42);
+}
+
+TEST_F(TreeNodes, RefreshedAloneLeaveTheOthersAsTheyAre) {
+    Delete({1, 4});
+    EXPECT_EQ(At(Tag({{0, "FR"}})).Refresh(&cursor), StatusOk);
+    EXPECT_EQ(Text(tree), "root{-{Berlin{2022}} DE{Berlin{-}} FR{-{2021} Paris{2022}}}");
+}
+
+TEST_F(TreeNodes, ClimbToTheNearestAncestorWithARecord) {
+    Delete({1, 2, 4});
+    // The city has no record left, the country has; Germany, which has none, isn't looked at.
+    EXPECT_EQ(At(Tag({{0, "FR"}, {1, "Paris"}, {2, 2021}})).Refresh(&cursor), StatusOk);
+    EXPECT_EQ(Text(tree), "root{-{Berlin{2022}} DE{Berlin{-}} FR{-{2021}}}");
+    Delete({3});
+    // The climb gives the status of the last walk.
+    meddler.act = [](int) { return static_cast<CursorStatus>(7); };
+    EXPECT_EQ(At(Tag({{0, "FR"}, {1, EVariant()}})).Refresh(&cursor), 7);
+    meddler.act = nullptr;
+    EXPECT_EQ(At(Tag({{0, "DE"}, {1, "Berlin"}})).Refresh(&cursor), StatusOk);
+    EXPECT_EQ(Text(tree), "root{-{Berlin{2022}}}");
+}
+
+TEST_F(TreeNodes, AreAllGoneFromAnEmptyTable) {
+    Delete({1, 2, 3, 4, 5});
+    EDataTreeNode* const root = tree.Root();
+    EXPECT_EQ(tree.Refresh(), StatusOk);
+    EXPECT_EQ(tree.Root(), root);
+    EXPECT_EQ(Text(tree), "root");
+    EXPECT_EQ(tree.Fill(), StatusOk);
+}
+
+TEST_F(TreeNodes, StayWhereAWalkEndsEarly) {
+    for (int record = 1; record <= 5; ++record) {
+        for (const bool cancel : {true, false}) {
+            Sales sales;
+            EDataTree other(&sales.cursor, "root", nullptr);
+            other.Fill();
+            sales.Delete({4});
+            sales.table->Append({6, "BE", "Gent", 2020, 1});
+            sales.meddler.act = [&](int at) {
+                if (at == record && cancel) {
+                    sales.cursor.Cancel();
+                }
+                return at == record && !cancel ? static_cast<CursorStatus>(5) : StatusOk;
+            };
+            const bool isLast = cancel && record == 5;
+            EXPECT_EQ(other.Refresh(), cancel ? StatusCancelled : static_cast<CursorStatus>(5));
+            // All old nodes, and what was met of the new.
+            EXPECT_EQ(sales.Text(other), record < 5 || !isLast
+                                             ? kAllSales
+                                             : "root{-{Berlin{2022}} BE{Gent{2020}} DE{Berlin{-}} "
+                                               "FR{-{2021} Paris{2021 2022}}}");
+            sales.meddler.act = nullptr;
+            EXPECT_EQ(other.Refresh(), StatusOk);
+            EXPECT_EQ(sales.Text(other),
+                      "root{-{Berlin{2022}} BE{Gent{2020}} FR{-{2021} Paris{2021 2022}}}");
+        }
+    }
+}
+
+TEST_F(TreeNodes, StayWhereTheTableFails) {
+    for (int step = 1; step <= 5; ++step) {
+        FailingTable failing(*table);
+        ETabulonCursorEData failed;
+        failed.Init(levels, &failing, /*ownsTable=*/false);
+        failing.FailAt(step == 1 ? "first" : "next", step == 1 ? 1 : step - 1, 12);
+        EXPECT_EQ(tree.Root()->Refresh(&failed), 12);
+        EXPECT_EQ(Text(tree), kAllSales);
+    }
+}
+
+TEST_F(TreeNodes, OfOneTagTakeTheLastKey) {
+    table->Append({6, "FR", "Paris", 2021, 1});
+    tree.Refresh();
+    EXPECT_EQ(tree.Root()->LeafCount(), 5U);
+    EXPECT_EQ(At(Tag({{0, "FR"}, {1, "Paris"}, {2, 2021}})).PrimaryKey().SingleCode().Data(),
+              EVariant(6));
+}
+
+TEST_F(TreeNodes, ShowTheirLevelsIcons) {
+    class Icons : public ETabulonLevels::ILevelUI, public virtual ECountedUnknown {
+    public:
+        HICON Icon(const EVariant& value) override {
+            static char icon;
+            return value == EVariant("FR") ? reinterpret_cast<HICON>(&icon) : nullptr;
+        }
+    };
+    const auto icons = MakeRef<Icons>();
+    ETabulonLevels withIcons;
+    withIcons.AddLevel("Country", "country", icons.Get(), /*addRef=*/true);
+    cursor.Init(withIcons, table.get(), false);
+    EDataTree other(&cursor, "root", nullptr);
+    other.Fill();
+    EXPECT_NE(other.Get(Tag({{0, "FR"}}))->Icon(), nullptr);
+    EXPECT_EQ(other.Get(Tag({{0, "DE"}}))->Icon(), nullptr);
+    EXPECT_EQ(other.Root()->EDataTreeNode::Icon(), nullptr);
+    EXPECT_TRUE(other.Root()->EDataTreeNode::DisplayValue().IsNull());
+}
+
+TEST_F(TreeNodes, AddChildSaysWhatStandsForATag) {
+    EDataTreeNode& root = *tree.Root();
+    EDataTreeNode& france = At(Tag({{0, "FR"}}));
+    EXPECT_EQ(root.AddChild(ETabulonTag::Null), nullptr);
+    EXPECT_EQ(root.AddChild(Tag({{7, "no key"}})), nullptr);
+    EXPECT_EQ(france.AddChild(Tag({{0, "FR"}})), &france);
+    EXPECT_EQ(france.AddChild(Tag({{0, "DE"}, {1, "Bonn"}})), nullptr);  // not below it
+    EXPECT_EQ(Text(tree), kAllSales);
+    // With a gap it is a child of the root, and no leaf.
+    const ETabulonTag gap = Tag({{1, "Rom"}, {2, 2000}});
+    EXPECT_EQ(root.AddChild(gap), root.AddChild(gap));
+    EXPECT_FALSE(root.Get(gap)->IsTreeLeaf());
+    EXPECT_EQ(root.LeafCount(), 5U);
+    // A whole position, its parents with it.
+    EXPECT_EQ(root.AddChild(Tag({{0, "IT"}, {1, "Rom"}, {2, 2000}}))->Depth(), 3U);
+    EXPECT_EQ(root.LeafCount(), 6U);
+    EXPECT_EQ(CheckTree(root), "");
+}
+
+TEST(EqualSiblings, NewestStandsFirst) {
+    Sales sales;
+    EDataTree tree(&sales.cursor, "root", nullptr);
+    for (const char* name : {"e", "b", "E", "\xC3\x89", "a"}) {
+        tree.Root()->AddChild(Tag({{0, name}}));
+    }
+    EXPECT_EQ(TreeText(*tree.Root()), "root{a b E e \xC3\x89}");
+    tree.Root()->AddChild(Tag({{0, "A"}}));
+    EXPECT_EQ(TreeText(*tree.Root()), "root{A a b E e \xC3\x89}");
+    // In one walk as one by one.
+    sales.table->Append({6, "fr", "x", 1, 1});
+    sales.table->Append({7, "Fr", "x", 1, 1});
+    tree.SetHideLevelFlags(1, SortKey::HideInTree);
+    tree.SetHideLevelFlags(2, SortKey::HideInTree);
+    tree.Fill();
+    EXPECT_EQ(TreeText(*tree.Root()), "root{- DE Fr fr FR}");
+}
+
+TEST(AllLevelsHidden, LeaveARootThatIsALeaf) {
+    Sales sales;
+    EDataTree tree(&sales.cursor, "root", nullptr);
+    for (const unsigned level : {0U, 1U, 2U}) {
+        tree.SetHideLevelFlags(level, SortKey::HideInTree);
+    }
+    EXPECT_EQ(tree.Fill(), StatusOk);
+    EXPECT_EQ(sales.Text(tree), "root");
+    EXPECT_TRUE(tree.Root()->IsTreeLeaf());
+    EXPECT_FALSE(tree.Root()->PrimaryKey().IsSet());
+}
+
+TEST(AllLevelsHidden, RootAskedWhileAllIsHiddenStaysALeaf) {
+    Sales sales;
+    EDataTree tree(&sales.cursor, "root", nullptr);
+    PUniqueT<unsigned> all;
+    for (const unsigned level : {0U, 1U, 2U}) {
+        all.Add(level);
+    }
+    tree.SetHideLevelFlags(all, SortKey::HideInTree);
+    EXPECT_TRUE(tree.Root()->IsTreeLeaf());
+    tree.SetHideLevelFlags(all, 0);
+    tree.Fill();
+    EXPECT_EQ(sales.Text(tree), kAllSales);
+    EXPECT_TRUE(tree.Root()->IsTreeLeaf());
+}
+
+TEST(Filler, CanBeUsedForASecondWalkAndCopied) {
+    Sales sales;
+    EDataTree tree(&sales.cursor, "root", nullptr);
+    EDataTreeFiller filler(tree.Root());
+    EXPECT_FALSE(filler.HasOneFound());
+    {
+        const ECursorListening listening(sales.cursor, filler);
+        sales.cursor.Browse(ETabulonTag::Null);
+        EXPECT_TRUE(filler.HasOneFound());
+        EXPECT_TRUE(EDataTreeFiller(filler).HasOneFound());
+        sales.cursor.Browse(Tag({{0, "nowhere"}}));
+        EXPECT_FALSE(filler.HasOneFound());
+    }
+    EXPECT_EQ(sales.Text(tree), kAllSales);
+}
+
+// -------------------------------------------------------------------------- meddling with the tree
+
+struct MeddledWalk : TreeNodes, testing::WithParamInterface<int> {};
+
+TEST_P(MeddledWalk, FindsWhatIsLeftToFind) {
+    using Meddling = void (*)(MeddledWalk&);
+    const Meddling meddlings[] = {
+        [](MeddledWalk& test) { test.tree.Root()->Reset(); },
+        [](MeddledWalk& test) {
+            if (EDataTreeNode* france = test.tree.Get(Tag({{0, "FR"}}))) {
+                france->Reset();
+            }
+        },
+        [](MeddledWalk& test) { test.tree.SetParams("root", nullptr); },
+        [](MeddledWalk& test) { test.tree.SetCompareSource(ETabulonSortDesc::CompareOnData); },
+        [](MeddledWalk& test) {
+            // A walk of its own inside of this one, in which the tree is emptied.
+            ETabulonCursorEData inner;
+            EDataMemory again(*test.table);
+            inner.Init(test.levels, &again, /*ownsTable=*/false);
+            Meddler deeper;
+            deeper.act = [&test](int record) {
+                if (record == 2) {
+                    test.tree.Root()->Reset();
+                }
+                return StatusOk;
+            };
+            const ECursorListening listening(inner, deeper);
+            test.tree.Root()->Refresh(&inner);
+        },
+    };
+    for (const Meddling meddling : meddlings) {
+        for (const bool below : {false, true}) {
+            tree.SetCompareSource(ETabulonSortDesc::CompareOnDisplay);
+            tree.Fill();
+            meddler.act = [&](int record) {
+                if (record == GetParam()) {
+                    meddling(*this);
+                }
+                return StatusOk;
+            };
+            if (below) {
+                tree.Refresh(Tag({{0, "FR"}}));  // the node itself goes in mid-walk
+            } else {
+                tree.Refresh();
+            }
+            meddler.act = nullptr;
+            EXPECT_EQ(CheckTree(*tree.Root()), "");
+            EXPECT_EQ(tree.Refresh(), StatusOk);
+            EXPECT_EQ(Text(tree), kAllSales);
+        }
+    }
+}
+INSTANTIATE_TEST_SUITE_P(AtEachRecord, MeddledWalk, testing::Range(1, 6));
+
+TEST_F(TreeNodes, FiledAfterAChangeOfOrderInMidWalkGoByTheNewOne) {
+    meddler.act = [this](int record) {
+        if (record == 4) {  // France stands, Germany is the first to come
+            tree.SortDesc()->SetSortLevels(
+                Keys({SortKey(0, /*reverse=*/true, 0), SortKey(1, true, 0), SortKey(2, true, 0)}));
+        }
+        return StatusOk;
+    };
+    tree.Fill();
+    EXPECT_EQ(Text(tree), "root{FR{-{2021} Paris{2021 2022}} DE{Berlin{-}} -{Berlin{2022}}}");
+}
+
+// ------------------------------------------------------------------------------------ own node
+// class
+
+class CountedNode : public EDataTreeNode {
+public:
+    CountedNode(EDataTreeNode* parent, const ETabulonTag& tag, const ETabulonSortDesc* sort)
+        : EDataTreeNode(parent, tag, sort) {
+        ++alive;
+    }
+    ~CountedNode() override { --alive; }
+    static inline int alive = 0;
+
+protected:
+    EDataTreeNode* AllocChild(const ETabulonTag& tag, const ETabulonSortDesc* sort) override {
+        return new CountedNode(this, tag, sort);
+    }
+};
+
+TEST(OwnNodeClass, IsThatOfAllNodes) {
+    Sales sales;
+    const ETabulonSortDesc sort(sales.levels);
+    {
+        const auto root = MakeRef<CountedNode>(nullptr, ETabulonTag::Null, &sort);
+        root->Fill(&sales.cursor);
+        EXPECT_EQ(CountedNode::alive, 1 + 3 + 4 + 5);
+        EXPECT_NE(dynamic_cast<CountedNode*>(root->Get(0U)), nullptr);
+        sales.Delete({1, 2});
+        root->Refresh(&sales.cursor);
+        EXPECT_EQ(CountedNode::alive, 1 + 3 + 3 + 3);
+    }
+    EXPECT_EQ(CountedNode::alive, 0);
+}
+
+TEST(DroppedNode, ThatSomebodyHoldsLeavesTheTreeAlone) {
+    Sales sales;
+    EDataTree tree(&sales.cursor, "root", nullptr);
+    tree.Fill();
+    const auto paris = ERef<EDataTreeNode>::Retain(tree.Get(Tag({{0, "FR"}, {1, "Paris"}})));
+    tree.Root()->Reset();
+    EXPECT_EQ(tree.Root()->LeafCount(), 0U);
+    EXPECT_EQ(paris->LeafCount(), 2U);
+    EXPECT_EQ(paris->Tag(), Tag({{0, "FR"}, {1, "Paris"}}));
+    EXPECT_EQ(paris->Get(0U)->Tag(), Tag({{0, "FR"}, {1, "Paris"}, {2, 2021}}));
+    tree.Fill();
+    EXPECT_EQ(sales.Text(tree), kAllSales);
+}
+
+TEST(NodeKeys, ComeBackAsTheyWere) {
+    Sales sales;
+    const ETabulonSortDesc sort(sales.levels);
+    const auto node = MakeRef<EDataTreeNode>(nullptr, ETabulonTag::Null, &sort);
+    const auto key = [](std::initializer_list<EVariant> parts, EPosition position) {
+        EFieldKey fields;
+        for (const EVariant& part : parts) {
+            fields.Add(part);
+        }
+        return ETabulonPrimaryKey(fields, position);
+    };
+    const std::int64_t big = std::int64_t{1} << 40;
+    const ETabulonPrimaryKey keys[] = {
+        key({}, 7),
+        key({}, kNoPosition),
+        key({EVariant::FromInt64(big)}, big),
+        key({EVariant::FromInt64(big)}, 3),
+        key({EVariant::FromInt64(-5)}, big),
+        key({EVariant::FromInt64(-5)}, kNoPosition),
+        key({EVariant(-7)}, 12),
+        key({EVariant(7)}, 7),
+        key({EVariant("text")}, 7),
+        key({EVariant(1), EVariant(2)}, 7),
+        key({Missing()}, 7),
+        key({EVariant(7U)}, 7),
+    };
+    for (const bool asked : {false, true}) {  // a key that was asked for is kept whole
+        for (const ETabulonPrimaryKey& given : keys) {
+            node->SetPrimaryKey(given);
+            ETabulonPrimaryKey taken;
+            node->ExtractPrimaryKey(taken);
+            for (const ETabulonPrimaryKey* back :
+                 {static_cast<const ETabulonPrimaryKey*>(&taken),
+                  asked ? &node->PrimaryKey() : static_cast<const ETabulonPrimaryKey*>(&taken)}) {
+                EXPECT_EQ(back->Position(), given.Position());
+                ASSERT_EQ(back->Fields(), given.Fields());
+                EXPECT_TRUE(given.Fields().Size() == 0 ||
+                            back->Fields().At(0).Type() == given.Fields().At(0).Type());
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace etabulon::test
