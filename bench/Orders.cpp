@@ -198,7 +198,7 @@ std::string MakeFile(std::int64_t rows) {
 bool IsSmokeRun() { return std::getenv("ETABULON_BENCH_SMOKE") != nullptr; }
 
 const Sizes& RunSizes() {
-    static const Sizes sizes = IsSmokeRun() ? Sizes{500, 5000, 1} : Sizes{100000, 1000000, 7};
+    static const Sizes sizes = IsSmokeRun() ? Sizes{500, 5000, 1} : Sizes{100000, 1000000, 5};
     return sizes;
 }
 
