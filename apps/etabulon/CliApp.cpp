@@ -58,7 +58,7 @@ CliExit EndOutput(CliOutput& output, CliExit exit) {
                                      std::generic_category().message(output.Error()))});
 }
 
-CliExit RunCommand(CliCommand& command) {
+CliExit RunCommand(CliCommand& command, CliInstallLocale installLocale) {
     // A reader that goes away shows as EPIPE, so that the command ends in order.
     signal(SIGPIPE, SIG_IGN);
     CliInterrupt interrupt;
@@ -67,6 +67,7 @@ CliExit RunCommand(CliCommand& command) {
     environment.isOutputTerminal = isatty(STDOUT_FILENO) == 1;
     environment.isErrorTerminal = isatty(STDERR_FILENO) == 1;
     environment.hasStyle = environment.isOutputTerminal && HasStyle();
+    environment.installLocale = installLocale;
     CliExit exit = CliExit::Done;
     CliFailure failure;
     try {
@@ -135,7 +136,7 @@ std::vector<std::string> Reversed(int argc, const char* const* argv) {
 
 }  // namespace
 
-int RunEtabulon(int argc, const char* const* argv) {
+int RunEtabulon(int argc, const char* const* argv, CliInstallLocale installLocale) {
     CLI::App app("Walks and sums up tables of databases and CSV files, level by level.",
                  "etabulon");
     app.require_subcommand(1);
@@ -153,7 +154,7 @@ int RunEtabulon(int argc, const char* const* argv) {
     }
     for (const auto& command : commands) {
         if (app.got_subcommand(command->Name())) {
-            return static_cast<int>(RunCommand(*command));
+            return static_cast<int>(RunCommand(*command, installLocale));
         }
     }
     return static_cast<int>(CliExit::Usage);

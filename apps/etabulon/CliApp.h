@@ -1,8 +1,10 @@
 #pragma once
 
+#include "apps/etabulon/CliCommand.h"
+
 namespace etabulon {
 
-/// The whole program; the result is what it ends with.
-[[nodiscard]] int RunEtabulon(int argc, const char* const* argv);
+/// The whole program; the result is what it ends with. `installLocale` is null without ICU.
+[[nodiscard]] int RunEtabulon(int argc, const char* const* argv, CliInstallLocale installLocale);
 
 }  // namespace etabulon

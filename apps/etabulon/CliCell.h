@@ -21,6 +21,7 @@ enum class CliCellKind : std::uint8_t {
 struct CliCell {
     CliCellKind kind = CliCellKind::Null;
     std::string_view text;
+    std::uint32_t indent = 0;  // of a node in a tree: only tables show it
 };
 
 /// Makes cells of values without allocating for each.

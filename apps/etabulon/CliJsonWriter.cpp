@@ -69,33 +69,7 @@ void PutText(CliOutput& output, std::string_view text) {
 
 }  // namespace
 
-void CliJsonWriter::Begin(std::span<const CliColumn> columns) {
-    for (const CliColumn& column : columns) {
-        std::string head = heads_.empty() ? "{" : ",";
-        StringOutput output{head};
-        if (IsUtf8(column.name)) {
-            PutString(output, column.name);
-        } else {
-            // A name has to be a string: the bytes show as they do in messages.
-            std::string shown;
-            AppendShown(shown, column.name);
-            PutString(output, shown);
-        }
-        head += ':';
-        heads_.push_back(std::move(head));
-    }
-    if (isArray_) {
-        Output().Append('[');
-    }
-}
-
-void CliJsonWriter::Cell(const CliCell& cell) {
-    CliOutput& output = Output();
-    if (place_ == 0 && isArray_) {
-        output.Append(hasRecords_ ? ",\n" : "\n");
-    }
-    hasRecords_ = true;
-    output.Append(heads_[place_++]);
+void AppendJson(CliOutput& output, const CliCell& cell) {
     switch (cell.kind) {
         case CliCellKind::Null:
             output.Append("null");
@@ -110,6 +84,39 @@ void CliJsonWriter::Cell(const CliCell& cell) {
             output.Append(cell.text);
             break;
     }
+}
+
+std::string JsonName(std::string_view name) {
+    std::string text;
+    StringOutput output{text};
+    if (IsUtf8(name)) {
+        PutString(output, name);
+    } else {
+        // A name has to be a string: the bytes show as they do in messages.
+        std::string shown;
+        AppendShown(shown, name);
+        PutString(output, shown);
+    }
+    return text;
+}
+
+void CliJsonWriter::Begin(std::span<const CliColumn> columns) {
+    for (const CliColumn& column : columns) {
+        heads_.push_back((heads_.empty() ? "{" : ",") + JsonName(column.name) + ":");
+    }
+    if (isArray_) {
+        Output().Append('[');
+    }
+}
+
+void CliJsonWriter::Cell(const CliCell& cell) {
+    CliOutput& output = Output();
+    if (place_ == 0 && isArray_) {
+        output.Append(hasRecords_ ? ",\n" : "\n");
+    }
+    hasRecords_ = true;
+    output.Append(heads_[place_++]);
+    AppendJson(output, cell);
 }
 
 void CliJsonWriter::EndRecord() {

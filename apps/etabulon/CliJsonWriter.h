@@ -7,6 +7,11 @@
 
 namespace etabulon {
 
+/// A value as JSON, as CliJsonWriter writes it.
+void AppendJson(CliOutput& output, const CliCell& cell);
+/// A name in its quotes.
+[[nodiscard]] std::string JsonName(std::string_view name);
+
 /// Records as objects, in one array or one a line. What isn't text, blobs and texts that are no
 /// UTF-8 alike, is an object of its own, {"hex":"c328"}: nothing is lost, and it is valid JSON.
 class CliJsonWriter final : public CliWriter {

@@ -26,6 +26,21 @@ const CliLevel* FindLevel(const CliLevels& levels, const CliVariable& data) {
     return nullptr;
 }
 
+bool NoSuchLevel(const CliLevels& levels, const std::string& shown, std::string_view option,
+                 CliFailure& failure) {
+    std::vector<std::string> names;
+    for (const CliLevel& level : levels.all) {
+        names.push_back(level.data.shown);
+    }
+    return failure.Set(CliExit::Usage,
+                       fmt::format("{} in {} isn't one of the levels{}", Quoted(shown), option,
+                                   WhatThereIs(shown, names)));
+}
+
+unsigned int IdOf(const CliLevels& levels, const CliLevel& level) {
+    return static_cast<unsigned int>(&level - levels.all.data());
+}
+
 /// Hexadecimal digits, as blobs are printed.
 bool ReadHex(std::string_view text, std::string& bytes) {
     if (text.size() % 2 != 0) {
@@ -118,15 +133,9 @@ bool MakeTag(const CliDictionary& dictionary, const ESqlTableInfo& table, const 
         }
         const CliLevel* const level = FindLevel(levels, data);
         if (level == nullptr) {
-            std::vector<std::string> names;
-            for (const CliLevel& each : levels.all) {
-                names.push_back(each.data.shown);
-            }
-            return failure.Set(CliExit::Usage,
-                               fmt::format("{} in --at isn't one of the levels{}",
-                                           Quoted(data.shown), WhatThereIs(data.shown, names)));
+            return NoSuchLevel(levels, data.shown, "--at", failure);
         }
-        const auto id = static_cast<unsigned int>(level - levels.all.data());
+        const unsigned int id = IdOf(levels, *level);
         if (tag.HasValue(id)) {
             return failure.Set(CliExit::Usage, fmt::format("--at has two values for level {}",
                                                            Quoted(level->data.shown)));
@@ -136,6 +145,32 @@ bool MakeTag(const CliDictionary& dictionary, const ESqlTableInfo& table, const 
             return false;
         }
         tag.SetValue(id, value);
+    }
+    return true;
+}
+
+bool FindLevels(const CliDictionary& dictionary, const ESqlTableInfo& table,
+                const CliLevels& levels, std::string_view text, std::string_view option,
+                std::set<unsigned int>& found, CliFailure& failure) {
+    std::vector<CliLevelSpec> specs;
+    if (!ParseLevels(text, specs, failure)) {
+        return false;
+    }
+    for (const CliLevelSpec& spec : specs) {
+        CliVariable data;
+        if (!dictionary.FindVariable(table, spec.data, data, failure)) {
+            return false;
+        }
+        CliVariable label = data;
+        if (spec.label && !dictionary.FindVariable(table, *spec.label, label, failure)) {
+            return false;
+        }
+        const CliLevel* const level = FindLevel(levels, data);
+        const bool isLevel = level != nullptr && (!spec.label || level->label.code == label.code);
+        if (!isLevel) {
+            return NoSuchLevel(levels, spec.shown, option, failure);
+        }
+        found.insert(IdOf(levels, *level));
     }
     return true;
 }

@@ -6,6 +6,7 @@
 #include "etabulon/values/ETabulonLevels.h"
 #include "etabulon/values/ETabulonTag.h"
 
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,6 +35,13 @@ struct CliLevels {
 [[nodiscard]] bool MakeTag(const CliDictionary& dictionary, const ESqlTableInfo& table,
                            const CliLevels& levels, std::string_view text, ETabulonTag& tag,
                            CliFailure& failure);
+
+/// The identifiers of the levels that `text` names, as --levels does or without their labels. Each
+/// of what `option` is given must be one of `levels`.
+[[nodiscard]] bool FindLevels(const CliDictionary& dictionary, const ESqlTableInfo& table,
+                              const CliLevels& levels, std::string_view text,
+                              std::string_view option, std::set<unsigned int>& found,
+                              CliFailure& failure);
 
 /// What values of a type code are called.
 [[nodiscard]] std::string TypeName(int type);

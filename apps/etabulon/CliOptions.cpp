@@ -86,14 +86,35 @@ void CliOutputOptions::DeclareProgress(CLI::App& app) {
                  "Count the records on stderr, if that is a terminal and stdout isn't");
 }
 
-std::unique_ptr<CliWriter> CliOutputOptions::MakeWriter(const CliEnvironment& environment) const {
+CliFormat CliOutputOptions::Format(const CliEnvironment& environment) const {
     CliFormat chosen = environment.isOutputTerminal ? CliFormat::Table : CliFormat::Tsv;
     for (const auto& [name, format] : kCliFormats) {
         if (format_ == name) {
             chosen = format;
         }
     }
-    return etabulon::MakeWriter(chosen, environment.output, environment.hasStyle);
+    return chosen;
+}
+
+std::unique_ptr<CliWriter> CliOutputOptions::MakeWriter(const CliEnvironment& environment) const {
+    return etabulon::MakeWriter(Format(environment), environment.output, environment.hasStyle);
+}
+
+void CliLocaleOptions::Declare(CLI::App& app) {
+    app.add_option("--locale", locale_,
+                   "Sort texts as this language does: fr, de_AT, ...; without it as none does, "
+                   "the same everywhere")
+        ->type_name("NAME");
+}
+
+bool CliLocaleOptions::Install(const CliEnvironment& environment, CliFailure& failure) const {
+    std::string error;
+    if (environment.installLocale == nullptr) {
+        return locale_.empty() ||
+               failure.Set(CliExit::Usage,
+                           "--locale needs ICU, which this program was built without");
+    }
+    return environment.installLocale(locale_.c_str(), error) || failure.Set(CliExit::Usage, error);
 }
 
 }  // namespace etabulon

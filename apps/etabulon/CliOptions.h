@@ -44,6 +44,7 @@ class CliOutputOptions {
 public:
     void DeclareFormat(CLI::App& app);
     void DeclareProgress(CLI::App& app);
+    [[nodiscard]] CliFormat Format(const CliEnvironment& environment) const;
     [[nodiscard]] std::unique_ptr<CliWriter> MakeWriter(const CliEnvironment& environment) const;
     [[nodiscard]] bool ShowsProgress(const CliEnvironment& environment) const noexcept {
         return progress_ && environment.isErrorTerminal && !environment.isOutputTerminal;
@@ -52,6 +53,17 @@ public:
 private:
     std::optional<std::string> format_;
     bool progress_ = false;
+};
+
+/// --locale, where a command sorts texts.
+class CliLocaleOptions {
+public:
+    void Declare(CLI::App& app);
+    /// Installs the order; to be called before any text is compared.
+    [[nodiscard]] bool Install(const CliEnvironment& environment, CliFailure& failure) const;
+
+private:
+    std::string locale_;  // empty: the order of no language, the same everywhere
 };
 
 /// An option that may be given more than once; each time it takes one text.

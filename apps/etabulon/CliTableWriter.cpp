@@ -69,6 +69,18 @@ std::size_t CliTableWriter::ShowText(std::string_view text) {
 }
 
 CliTableWriter::Shown CliTableWriter::Show(const CliCell& cell) {
+    text_.append(cell.indent, ' ');
+    const std::size_t before = text_.size();
+    Shown shown = ShowValue(cell);
+    if (cell.indent != 0) {
+        shown.side = Side::Left;
+    }
+    shown.length = text_.size() - before + cell.indent;
+    shown.width += cell.indent;
+    return shown;
+}
+
+CliTableWriter::Shown CliTableWriter::ShowValue(const CliCell& cell) {
     const std::size_t before = text_.size();
     Shown shown;
     switch (cell.kind) {
@@ -79,7 +91,6 @@ CliTableWriter::Shown CliTableWriter::Show(const CliCell& cell) {
             break;
         case CliCellKind::Text:
             shown.width = ShowText(cell.text);
-            shown.length = text_.size() - before;
             return shown;
         case CliCellKind::Bytes:
             cell.text.empty() ? text_ += "\"\"" : text_;
@@ -90,8 +101,7 @@ CliTableWriter::Shown CliTableWriter::Show(const CliCell& cell) {
             shown.side = cell.kind == CliCellKind::Number ? Side::Right : Side::Left;
             break;
     }
-    shown.length = text_.size() - before;
-    shown.width = shown.length;
+    shown.width = text_.size() - before;
     return shown;
 }
 
@@ -111,7 +121,7 @@ void CliTableWriter::Cell(const CliCell& cell) {
 
 void CliTableWriter::EndRecord() {
     place_ = 0;
-    if (isSampling_ &&
+    if (isSampling_ && !measuresAll_ &&
         (sample_.size() >= kSampleRecords * columns_.size() || text_.size() >= kSampleBytes)) {
         EndSample();
         Output().Flush();

@@ -9,13 +9,14 @@
 namespace etabulon {
 
 /// Columns for people. The first records are kept to measure the columns by; the others are written
-/// as they come, and a wider cell moves its line.
+/// as they come, and a wider cell moves its line. `measuresAll` keeps all of them.
 ///
 /// NULL stands bare; a text that could be taken for something else (empty, NULL, with blanks at its
 /// ends, a quote at its front, or control characters) stands in quotes with \ escapes.
 class CliTableWriter final : public CliWriter {
 public:
-    CliTableWriter(CliOutput& output, bool hasStyle) : CliWriter(output), hasStyle_(hasStyle) {}
+    CliTableWriter(CliOutput& output, bool hasStyle, bool measuresAll = false)
+        : CliWriter(output), hasStyle_(hasStyle), measuresAll_(measuresAll) {}
     void Begin(std::span<const CliColumn> columns) override;
     void Cell(const CliCell& cell) override;
     void EndRecord() override;
@@ -37,6 +38,7 @@ private:
         Side side = Side::Left;
     };
     [[nodiscard]] Shown Show(const CliCell& cell);
+    [[nodiscard]] Shown ShowValue(const CliCell& cell);
     [[nodiscard]] std::size_t ShowText(std::string_view text);
     void EndSample();
     void PutHeader();
@@ -45,6 +47,7 @@ private:
     std::vector<Column> columns_;
     std::size_t place_ = 0;  // of the next cell
     bool hasStyle_;
+    bool measuresAll_;
     bool isSampling_ = true;
     std::string text_;  // what is shown: of one cell, or of the sample
     std::vector<Shown> sample_;
