@@ -102,6 +102,9 @@ void ETabulonSortDesc::RemNotifier(INotifier* notifier) {
             continue;
         }
         notifiers_.RemoveAt(place);
+        for (RoundPlace* round = rounds_; round != nullptr; round = round->outer) {
+            round->next -= place < round->next ? 1 : 0;
+        }
         const auto released = ERef<INotifier>::Adopt(notifier);
     }
 }
@@ -240,18 +243,23 @@ void ETabulonSortDesc::NotifyChanged(SortChange change) {
 }
 
 // Calls each listener in order until one answers false. Listeners come and go while they are
-// called: the size is read at each turn, and the round goes on only if the entry is still the one
-// that was called, so that nobody is passed over. The reference keeps its address from being taken
-// by another.
+// called: the size is read at each turn, and whoever removes entries moves the place of each round
+// that is past them, so that nobody is passed over. The reference keeps the listener for its call.
 template <class Call>
 bool ETabulonSortDesc::Round(Call call) {
-    for (unsigned int place = 0; place < notifiers_.Size();) {
-        const auto notifier = ERef<INotifier>::Retain(notifiers_.At(place));
+    struct Running {
+        explicit Running(RoundPlace*& all) : rounds(all), place{0, all} { rounds = &place; }
+        Running(const Running&) = delete;
+        Running& operator=(const Running&) = delete;
+        ~Running() { rounds = place.outer; }
+        RoundPlace*& rounds;
+        RoundPlace place;
+    };
+    Running running(rounds_);
+    while (running.place.next < notifiers_.Size()) {
+        const auto notifier = ERef<INotifier>::Retain(notifiers_.At(running.place.next++));
         if (!call(*notifier)) {
             return false;
-        }
-        if (place < notifiers_.Size() && notifiers_.At(place) == notifier.Get()) {
-            ++place;
         }
     }
     return true;

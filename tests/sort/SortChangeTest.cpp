@@ -141,6 +141,41 @@ TEST_F(Heard, ListenerThatRemovesAnEarlierOneLeavesNobodyOut) {
     EXPECT_EQ(Take(), "a?move b?move c?move b!move c!move");
 }
 
+TEST_F(Heard, ListenerThatRemovesSeveralEarlierOnesLeavesNobodyOut) {
+    const auto c = MakeRef<SortTrace>("c", &log);
+    const auto d = MakeRef<SortTrace>("d", &log);
+    desc.AddNotifier(c.Get());
+    desc.AddNotifier(d.Get());
+    c->OnCalled([this](bool) {
+        desc.RemNotifier(a.Get());
+        desc.RemNotifier(b.Get());
+    });
+    EXPECT_TRUE(desc.MoveSortLevel(0, 1, 0));
+    EXPECT_EQ(Take(), "a?move b?move c?move d?move c!move d!move");
+}
+
+TEST_F(Heard, ListenerAddedTwiceIsToldTwiceWhoeverGoes) {
+    desc.AddNotifier(b.Get());
+    b->OnCalled([this](bool) { desc.RemNotifier(a.Get()); });
+    EXPECT_TRUE(desc.MoveSortLevel(0, 1, 0));
+    EXPECT_EQ(Take(), "a?move b?move b?move b!move b!move");
+}
+
+TEST_F(Heard, ChangeWithinARoundLeavesNobodyOut) {
+    const auto c = MakeRef<SortTrace>("c", &log);
+    desc.AddNotifier(c.Get());
+    bool isNested = false;
+    b->OnCalled([this, &isNested](bool asked) {
+        if (!asked && !std::exchange(isNested, true)) {
+            a->OnCalled([this](bool) { desc.RemNotifier(a.Get()); });
+            desc.MoveSortLevel(0, 1, 0);
+        }
+    });
+    EXPECT_TRUE(desc.MoveSortLevel(0, 1, 0));
+    EXPECT_EQ(Take(),
+              "a?move b?move c?move a!move b!move a?move b?move c?move b!move c!move c!move");
+}
+
 TEST_F(Heard, ListenersAreCountedOnceForEachEntry) {
     desc.AddNotifiers(desc.Notifiers());
     EXPECT_EQ(desc.Notifiers().Size(), 4U);

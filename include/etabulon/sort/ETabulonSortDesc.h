@@ -169,6 +169,11 @@ protected:
 
 private:
     class Views;
+    /// A round of calls that is under way.
+    struct RoundPlace {
+        unsigned int next;  // the entry to be called next
+        RoundPlace* outer;  // the round within whose calls this one runs
+    };
 
     template <class Call>
     bool Round(Call call);
@@ -182,6 +187,7 @@ private:
     SortCompareSource compareSource_ = CompareOnDisplay;
     std::uint64_t orderStamp_ = 1;
     PTableau<INotifier*> notifiers_;  // one reference for each entry; given back here
+    RoundPlace* rounds_ = nullptr;    // the innermost
     std::unique_ptr<const Views> views_;
 };
 
