@@ -285,7 +285,11 @@ bool EVariant::Init(std::uint16_t type, std::uint16_t size, const void* buffer) 
         } else if (!info.IsFixedSize()) {
             const bool zText = info.storage == EStorage::ZText && buffer != nullptr;
             const std::size_t given = zText ? ::strnlen(characters, size) : size;
-            EVariantAccess::PutSized(value, {characters, buffer == nullptr ? 0 : given});
+            if (info.capitals && buffer != nullptr) {
+                value <<= EVariant(Chaine(characters, given));
+            } else {
+                EVariantAccess::PutSized(value, {characters, buffer == nullptr ? 0 : given});
+            }
         } else {
             if (size != 0 && size != info.naturalSize && size != info.naturalSize + 1) {
                 return false;

@@ -304,6 +304,10 @@ TEST(InitialisedValue, HasItsNaturalSizeAndIsNotMissing) {
     EXPECT_EQ(Text(value), "");
     EXPECT_TRUE(value.Init(TYPE_ZSTRING, 24, std::string(24, 'z').c_str()));
     EXPECT_STREQ(static_cast<const char*>(value.GetBuffer()), std::string(24, 'z').c_str());
+    for (const std::uint16_t type : {TYPE_UP_ZSTRING, TYPE_UP_STR, TYPE_UP_CHAINE}) {
+        EXPECT_TRUE(value.Init(type, 6, "caf\xC3\xA9"));
+        EXPECT_EQ(Text(value), "CAF\xC3\x89") << type;
+    }
     EXPECT_EQ(EVariant(5'000'000'000UL).AsUInt64(), 4294967295U);
 }
 
