@@ -86,8 +86,7 @@ std::uint32_t GridCells::RowOf(std::vector<std::uint32_t>& rows, std::uint32_t n
 }
 
 std::uint32_t GridCells::Cell(std::span<const std::uint32_t> numbers) const {
-    const std::uint32_t detail = index_.Find(numbers);
-    return detail < cellRows_.size() ? cellRows_[detail] : kNone;
+    return CellOfDetail(index_.Find(numbers));
 }
 
 std::uint32_t GridCells::Total(unsigned int axe, std::uint32_t number) const noexcept {

@@ -48,6 +48,9 @@ public:
         return IsEmpty() ? kNone : cellRows_[0];
     }
     [[nodiscard]] std::uint32_t Cell(std::span<const std::uint32_t> numbers) const;
+    [[nodiscard]] std::uint32_t CellOfDetail(std::uint32_t detail) const noexcept {
+        return detail < cellRows_.size() ? cellRows_[detail] : kNone;
+    }
     [[nodiscard]] std::uint32_t GrandTotal() const noexcept { return grandTotal_; }
     /// Of a number of an axis. Kept for the two axes of a grid that sends such totals only.
     [[nodiscard]] std::uint32_t Total(unsigned int axe, std::uint32_t number) const noexcept;

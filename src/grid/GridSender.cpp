@@ -2,8 +2,10 @@
 
 #include "etabulon/cumul/ETabulonCumulFunc.h"
 #include "etabulon/values/ETabulonVariableDesc.h"
+#include "grid/CellLines.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace etabulon::detail {
 
@@ -73,27 +75,34 @@ void GridSender::SendLine() {
 // have values there are looked for without them, and are not found.
 // CellsOfAThirdAxisAreNotFound holds it.
 void GridSender::SendTable() {
-    Numbers cell = Root();
     const Numbers lines = NumbersOf(0);
     const Numbers columns = NumbersOf(1);
-    for (unsigned int line = 0; line < lines.size(); ++line) {
-        for (unsigned int column = 0; column < columns.size(); ++column) {
-            Put(cell, 0, lines[line]);
-            Put(cell, 1, columns[column]);
-            view_.SetValue(column, line, Result(cells_.Cell(cell), shown_));
-        }
-        const std::uint32_t total = cells_.Total(0, lines[line]);
-        if (total != GridCells::kNone) {
-            view_.SetTotal(ITabulonResGridUI::AxeColumns, line, Result(total, shown_));
-        }
-    }
+    SendLines(lines, columns);
     for (unsigned int column = 0; column < columns.size(); ++column) {
-        const std::uint32_t total = cells_.Total(1, columns[column]);
-        if (total != GridCells::kNone) {
-            view_.SetTotal(ITabulonResGridUI::AxeLines, column, Result(total, shown_));
-        }
+        SendTotal(ITabulonResGridUI::AxeLines, column, cells_.Total(1, columns[column]));
     }
     view_.SetTotal(Result(cells_.GrandTotal(), shown_));
+}
+
+void GridSender::SendLines(const Numbers& lines, const Numbers& columns) {
+    std::optional<CellLines> cells;
+    if (!lines.empty() && !columns.empty()) {
+        cells.emplace(cells_, Root());
+    }
+    for (unsigned int line = 0; line < lines.size(); ++line) {
+        for (unsigned int column = 0; column < columns.size(); ++column) {
+            const std::uint32_t row = cells->Line(lines[line])[columns[column]];
+            view_.SetValue(column, line, Result(row, shown_));
+        }
+        SendTotal(ITabulonResGridUI::AxeColumns, line, cells_.Total(0, lines[line]));
+    }
+}
+
+void GridSender::SendTotal(ITabulonResGridUI::AxeDirection direction, unsigned int index,
+                           std::uint32_t row) {
+    if (row != GridCells::kNone) {
+        view_.SetTotal(direction, index, Result(row, shown_));
+    }
 }
 
 // ----------------------------------------------------------------------------------------- several

@@ -33,6 +33,9 @@ private:
     void SendCell();
     void SendLine();
     void SendTable();
+    void SendLines(const Numbers& lines, const Numbers& columns);
+    void SendTotal(ITabulonResGridUI::AxeDirection direction, unsigned int index,
+                   std::uint32_t row);
     // --- several ---
     void SendVarsAndFuncs();
     void SendIntrinsic();

@@ -4,39 +4,6 @@
 
 namespace etabulon::detail {
 
-namespace {
-
-std::uint64_t PairOf(std::uint32_t first, std::uint32_t second) noexcept {
-    return std::uint64_t{first} << 32 | second;
-}
-
-std::uint32_t HashOf(std::uint64_t pair) noexcept {
-    pair = (pair ^ (pair >> 29)) * 0x9E3779B97F4A7C15U;
-    return static_cast<std::uint32_t>(pair >> 32);
-}
-
-}  // namespace
-
-std::uint32_t PairNumbers::Find(std::uint32_t first, std::uint32_t second) const {
-    const std::uint64_t pair = PairOf(first, second);
-    const std::int32_t found = index_.Find(HashOf(pair), [this, pair](std::int32_t number) {
-        return pairs_[static_cast<std::size_t>(number)] == pair;
-    });
-    return static_cast<std::uint32_t>(found);  // -1 is kNone
-}
-
-std::uint32_t PairNumbers::FindOrAdd(std::uint32_t first, std::uint32_t second) {
-    const std::uint32_t found = Find(first, second);
-    if (found != kNone) {
-        return found;
-    }
-    const std::uint64_t pair = PairOf(first, second);
-    index_.Reserve(Size() + 1);
-    pairs_.push_back(pair);
-    index_.Add(HashOf(pair), static_cast<std::int32_t>(Size() - 1));
-    return Size() - 1;
-}
-
 TagIndex::TagIndex(const ETabulonTag& root, std::span<const unsigned int> levels) : root_(root) {
     for (const unsigned int level : levels) {
         if (ColumnOf(level) < 0) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "etabulon/values/ETabulonTag.h"
+#include "grid/PairNumbers.h"
 #include "grid/ValueNumbers.h"
 
 #include <cstdint>
@@ -9,28 +10,6 @@
 #include <vector>
 
 namespace etabulon::detail {
-
-/// Numbers the different pairs of numbers, from 0 in the order in which they are met.
-class PairNumbers {
-public:
-    static constexpr std::uint32_t kNone = 0xFFFFFFFF;
-
-    [[nodiscard]] std::uint32_t Find(std::uint32_t first, std::uint32_t second) const;
-    [[nodiscard]] std::uint32_t FindOrAdd(std::uint32_t first, std::uint32_t second);
-    [[nodiscard]] std::uint32_t Size() const noexcept {
-        return static_cast<std::uint32_t>(pairs_.size());
-    }
-    [[nodiscard]] std::uint32_t FirstOf(std::uint32_t pair) const noexcept {
-        return static_cast<std::uint32_t>(pairs_[pair] >> 32);
-    }
-    [[nodiscard]] std::uint32_t SecondOf(std::uint32_t pair) const noexcept {
-        return static_cast<std::uint32_t>(pairs_[pair]);
-    }
-
-private:
-    std::vector<std::uint64_t> pairs_;
-    KeyIndex index_;
-};
 
 /// Numbers the different details of records below a root: what a linear search of tags of the root
 /// and some levels' values would find, in the order of insertion, without making the tags.

@@ -9,8 +9,10 @@ namespace etabulon::detail {
 namespace {
 
 bool HasSameData(const EVariant& a, const EVariant& b) {
-    if (a.Type() == b.Type() && a.GetBuffer() == b.GetBuffer()) {
-        return true;  // one body, or nothing on both sides
+    const std::size_t count = a.ByteCount();
+    if (a.Type() == b.Type() && count == b.ByteCount() &&
+        (count == 0 || std::memcmp(a.GetBuffer(), b.GetBuffer(), count) == 0)) {
+        return true;
     }
     return a.AsChaine() == b.AsChaine();
 }
@@ -45,7 +47,19 @@ bool ValueNumbers::Tell(const EVariant& data, Told& told) noexcept {
 
 ValueNumbers::Told& ValueNumbers::PlaceOf(const Told& told) noexcept {
     constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15U;
-    return recent_[(told.bits * kOdd) >> (64 - kRecentBits)];
+    return recent_[(told.bits * kOdd) >> recentShift_];
+}
+
+// Keeps about two places for each value, as long as they are not too many to stay near.
+void ValueNumbers::GrowRecent() {
+    unsigned bits = kFewestBits;
+    while (bits < kMostBits && (std::size_t{1} << bits) < std::size_t{2} * Size()) {
+        ++bits;
+    }
+    if (std::size_t{1} << bits != recent_.size()) {
+        recent_.assign(std::size_t{1} << bits, Told{});
+        recentShift_ = 64 - bits;
+    }
 }
 
 // The address of a text is good only while the body lives, and the only body that is sure to live
@@ -60,13 +74,16 @@ std::uint32_t ValueNumbers::NumberOf(const ETabulonValue& value) {
     if (value.Status() != ETabulonValue::ValNormal || !Tell(value.Data(), told)) {
         return FindOrAdd(value);
     }
-    Told& place = PlaceOf(told);
-    if (place.bits == told.bits && place.type == told.type) {
-        return place.number;
+    if (!recent_.empty()) {
+        const Told& place = PlaceOf(told);
+        if (place.bits == told.bits && place.type == told.type) {
+            return place.number;
+        }
     }
     told.number = FindOrAdd(value);
     if (CanBeKept(value.Data(), told.number)) {
-        place = told;
+        GrowRecent();
+        PlaceOf(told) = told;
     }
     return told.number;
 }

@@ -3,7 +3,6 @@
 #include "etabulon/foundation/KeyIndex.h"
 #include "etabulon/values/ETabulonValue.h"
 
-#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -57,10 +56,12 @@ private:
         std::uint32_t type = kAbsent;
         std::uint32_t number = 0;
     };
-    static constexpr unsigned kRecentBits = 7;
+    static constexpr unsigned kFewestBits = 5;
+    static constexpr unsigned kMostBits = 14;
 
     [[nodiscard]] static bool Tell(const EVariant& data, Told& told) noexcept;
     [[nodiscard]] Told& PlaceOf(const Told& told) noexcept;
+    void GrowRecent();
     [[nodiscard]] bool CanBeKept(const EVariant& data, std::uint32_t number) const noexcept;
     [[nodiscard]] std::uint32_t Find(const ETabulonValue& value, std::uint32_t hash) const;
     [[nodiscard]] std::uint32_t FindOrAdd(const ETabulonValue& value);
@@ -69,7 +70,8 @@ private:
     std::vector<Spelled> spellings_;
     std::vector<std::uint32_t> firstSpelling_;  // by number
     KeyIndex index_;                            // from a value's hash to its number
-    std::array<Told, 1U << kRecentBits> recent_{};
+    std::vector<Told> recent_;  // a place for each pattern of bits; the last one told has it
+    unsigned recentShift_ = 64;
 };
 
 }  // namespace etabulon::detail

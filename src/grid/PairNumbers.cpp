@@ -1,0 +1,87 @@
+#include "grid/PairNumbers.h"
+
+#include <algorithm>
+#include <bit>
+
+namespace etabulon::detail {
+
+namespace {
+
+// Four bytes each: a table may be this large in any case, and beyond that for what it holds.
+constexpr std::uint64_t kSmallTable = 16384;
+constexpr std::uint64_t kPlacesPerPair = 8;
+
+std::uint64_t PairOf(std::uint32_t first, std::uint32_t second) noexcept {
+    return std::uint64_t{first} << 32 | second;
+}
+
+std::uint32_t HashOf(std::uint64_t pair) noexcept {
+    pair = (pair ^ (pair >> 29)) * 0x9E3779B97F4A7C15U;
+    return static_cast<std::uint32_t>(pair >> 32);
+}
+
+}  // namespace
+
+std::uint32_t PairNumbers::FindByHash(std::uint32_t first, std::uint32_t second) const {
+    const std::uint64_t pair = PairOf(first, second);
+    const std::int32_t found = index_.Find(HashOf(pair), [this, pair](std::int32_t number) {
+        return pairs_[static_cast<std::size_t>(number)] == pair;
+    });
+    return static_cast<std::uint32_t>(found);  // -1 is kNone
+}
+
+// What may fail comes first: a pair is numbered only when it can be found again.
+std::uint32_t PairNumbers::Add(std::uint32_t first, std::uint32_t second) {
+    const Place place = PlaceOf(first, second);
+    neededRows_ = std::max(neededRows_, std::bit_ceil(place.row + 1));
+    neededColumns_ = std::max(neededColumns_, std::bit_ceil(place.column + 1));
+    const bool isOutside = !table_.empty() && (place.row >= rows_ || place.column >= columns_);
+    if (isOutside || (table_.empty() && Size() + 1 >= nextChoice_)) {
+        Choose();
+    }
+    if (table_.empty()) {
+        index_.Reserve(Size() + 1);
+    }
+    const std::uint32_t number = Size();
+    pairs_.push_back(PairOf(first, second));
+    if (table_.empty()) {
+        index_.Add(HashOf(pairs_[number]), static_cast<std::int32_t>(number));
+    } else {
+        table_[Offset(place)] = number + 1;
+    }
+    return number;
+}
+
+// Between table and hash, with room for one pair more.
+void PairNumbers::Choose() {
+    const std::uint64_t places = std::uint64_t{neededRows_} * neededColumns_;
+    if (places <= std::max(kSmallTable, kPlacesPerPair * (Size() + 1))) {
+        FillTable();
+    } else if (!table_.empty()) {
+        FillIndex();
+    }
+    nextChoice_ = std::max(nextChoice_, Size()) * 2;
+}
+
+void PairNumbers::FillTable() {
+    std::vector<std::uint32_t> table(std::size_t{neededRows_} * neededColumns_);
+    table_.swap(table);
+    rows_ = neededRows_;
+    columns_ = neededColumns_;
+    for (std::uint32_t number = 0; number < Size(); ++number) {
+        table_[Offset(PlaceOf(FirstOf(number), SecondOf(number)))] = number + 1;
+    }
+    index_ = KeyIndex();
+}
+
+void PairNumbers::FillIndex() {
+    KeyIndex index;
+    index.Reserve(Size() + 1);
+    for (std::uint32_t number = 0; number < Size(); ++number) {
+        index.Add(HashOf(pairs_[number]), static_cast<std::int32_t>(number));
+    }
+    index_.Swap(index);
+    std::vector<std::uint32_t>().swap(table_);
+}
+
+}  // namespace etabulon::detail
