@@ -156,6 +156,16 @@ TEST_F(TreeNodes, AddChildSaysWhatStandsForATag) {
     EXPECT_EQ(CheckTree(root), "");
 }
 
+TEST(LevelThatStandsTwice, LosesNoValueOfATag) {
+    Sales sales;
+    EDataTree tree(&sales.cursor, "root", nullptr);
+    tree.Root()->AddChild(Tag({{0, "FR"}}));
+    tree.SortDesc()->SetSortLevels(Keys({{0, false, 0}, {0, false, 0}, {1, false, 0}}));
+    const ETabulonTag city = Tag({{0, "FR"}, {1, "Paris"}});
+    EXPECT_EQ(tree.Root()->AddChild(city)->Tag(), city);
+    EXPECT_EQ(CheckTree(*tree.Root()), "");
+}
+
 TEST(EqualSiblings, NewestStandsFirst) {
     Sales sales;
     EDataTree tree(&sales.cursor, "root", nullptr);
