@@ -60,7 +60,7 @@ EField EExtract::Field(std::uint16_t index) const {
     E_EXPECTS(!IsEmpty() && index < image_.shape_->Cells().size());
     EField field;
     field.Attach(image_.shape_->Cells()[index].desc, image_.shape_->AddressIn(image_.Get(), index),
-                 false);
+                 /*takeOwnership=*/false);
     return field;
 }
 

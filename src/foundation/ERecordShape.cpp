@@ -122,7 +122,7 @@ void ERecordShape::Append(const EFieldDesc& desc) {
         std::memset(blank_.data() + offset, ' ', size);
     } else if (TypeInfo(desc.Type()).IsFixedSize()) {
         EField cell;
-        cell.Attach(desc, blank_.data() + offset, false);
+        cell.Attach(desc, blank_.data() + offset, /*takeOwnership=*/false);
         cell.SetMissing();
     }
     cells_.push_back({desc, offset});
@@ -132,16 +132,16 @@ void ERecordShape::Append(const EFieldDesc& desc) {
 void ERecordShape::Index(std::uint32_t place) {
     const EFieldDesc& desc = cells_[place].desc;
     if (const Chaine& name = desc.Name(); !name.IsEmpty()) {
-        names_.Add(name, place, true);
+        names_.Add(name, place, /*preferred=*/true);
         if (place < laidOut_ && !rubric_.IsEmpty()) {
             Chaine qualified(rubric_);
             qualified.Append('.');
             qualified += name;
-            names_.Add(qualified, place, false);
+            names_.Add(qualified, place, /*preferred=*/false);
         }
     }
     if (const unsigned long number = desc.Infos().Accelerator(); number != 0) {
-        numbers_.Add(number, place, true);
+        numbers_.Add(number, place, /*preferred=*/true);
     }
 }
 

@@ -33,7 +33,7 @@ ETabulonValue ETabulonPrimaryKey::SingleCode() const {
         return ETabulonValue::Null;
     }
     if (fields_.Size() == 1) {
-        return ETabulonValue(fields_.At(0), Chaine(), false);
+        return ETabulonValue(fields_.At(0), Chaine(), /*modified=*/false);
     }
     Chaine code;
     for (std::uint16_t index = 0; index < fields_.Size(); ++index) {
@@ -44,7 +44,7 @@ ETabulonValue ETabulonPrimaryKey::SingleCode() const {
         }
         code += fields_.At(index).AsChaine();
     }
-    return ETabulonValue(EVariant(code), Chaine(), false);
+    return ETabulonValue(EVariant(code), Chaine(), /*modified=*/false);
 }
 
 }  // namespace etabulon

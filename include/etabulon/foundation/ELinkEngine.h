@@ -10,11 +10,11 @@
 namespace etabulon {
 
 /// The marks in a link path, which is `step (mark step)+` with `step := [Rubric "."] name ["[" n
-/// "]"]`.
+/// "]"]`, without blanks. They are bytes: the right mark, written » below, is the byte 0xBB alone.
 ///
-/// `A.x > y`  forward to the one record that a link of A points at. x is the link's name, or the
+/// `A.x>y`  forward to the one record that a link of A points at. x is the link's name, or the
 ///            foreign-key variable that it starts at, where only one does.
-/// `A.x » B.y`  backward to the first record of B, in the order of B's key, that points at this
+/// `A.x»B.y`  backward to the first record of B, in the order of B's key, that points at this
 ///            record of A. B has to be written. x says by which link of B: it is the link's name or
 ///            foreign-key variable, or the variable of A that is pointed at, and then the first
 ///            such link of B.
@@ -22,7 +22,7 @@ namespace etabulon {
 /// The last step is the variable read. The first step has to name its rubric; a later one may, and
 /// then it has to be the one reached. Names are folded. An index in front of a mark picks the
 /// element of those variables of the link that are arrays. A path may come by the same link again
-/// (`Person.boss > boss > name`): it ends where it ends, after at most 64 steps.
+/// (`Person.boss>boss>name`): it ends where it ends, after at most 64 steps.
 inline constexpr char kLinkForward = '\x3E';
 inline constexpr char kLinkBackward = '\xBB';
 
