@@ -278,5 +278,49 @@ INSTANTIATE_TEST_SUITE_P(Seeds, TreeStorm,
                          testing::Values(Setup{1, 4}, Setup{2, 8}, Setup{3, 8}, Setup{4, 30},
                                          Setup{5, 30}, Setup{6, 100}, Setup{7, 100}));
 
+/// As many records as a walk takes short cuts for.
+class LongWalk : public TreeStorm {};
+
+TEST_P(LongWalk, ComesToWhatTheRulesComeTo) {
+    tree_->SetHideLevelFlags(3, kInTree);  // many records of one position
+    for (int count = 0; count < 9000; ++count) {
+        table_->Append({++lastId_, AnyText(), AnyText(), AnyNumber(), AnyText()});
+    }
+    for (int round = 0; round < 12; ++round) {
+        if (round % 4 != 0) {
+            Edit();
+        }
+        if (round == 6) {
+            meddler_.act = [this](int record) {
+                if (record == 7000) {
+                    cursor_.Cancel();
+                }
+                return StatusOk;
+            };
+        } else if (round == 8) {  // nodes go in mid-walk, and what comes later is filed anew
+            meddler_.act = [this](int record) {
+                if (record == 6000) {
+                    tree_->Root()->Get(1U)->Reset();
+                    twin_->children[1]->Reset();
+                }
+                return StatusOk;
+            };
+        }
+        EXPECT_EQ(tree_->Refresh(), twin_->Refresh(cursor_));
+        meddler_.act = nullptr;
+        ASSERT_EQ(CheckTree(*tree_->Root()), "") << "round " << round;
+        if (round != 8) {  // the walk of the twin took nodes from the tree once more
+            ASSERT_EQ(Dump(*tree_->Root()), Dump(*twin_)) << "round " << round;
+        } else {
+            tree_->Fill();
+            twin_->Fill(cursor_);
+        }
+        tree_->MoveSortLevel(0, 1 + static_cast<unsigned>(round) % 2);
+        ResortTwin();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, LongWalk, testing::Values(Setup{31, 12}));
+
 }  // namespace
 }  // namespace etabulon::test
