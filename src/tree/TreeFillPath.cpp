@@ -13,6 +13,9 @@ namespace {
 
 constexpr auto kInTree = ETabulonSortDesc::SortKey::HideInTree;
 
+constexpr std::size_t kLongWalk = 4096;     // records, after which nodes are remembered
+constexpr std::size_t kRecalled = 1 << 17;  // 1 MB, about what a near cache holds
+
 }  // namespace
 
 TreeFillPath::TreeFillPath(EDataTreeNode& start, std::size_t dirty)
@@ -28,6 +31,7 @@ TreeFillPath::~TreeFillPath() {
 
 void TreeFillPath::Forget() noexcept {
     std::fill(nodes_.begin(), nodes_.end(), nullptr);
+    std::fill(recalled_.begin(), recalled_.end(), nullptr);
     orderStamp_ = 0;
     std::vector<ERef<EDataTreeNode>> touched;
     touched.swap(touched_);
@@ -72,6 +76,8 @@ void TreeFillPath::ReadLevels() {
     places_.assign(levels_.size(), 0);
     values_.assign(levels_.size(), nullptr);
     nodes_.assign(levels_.size(), nullptr);
+    hashes_.assign(levels_.size(), 0);
+    std::fill(recalled_.begin(), recalled_.end(), nullptr);
     part_.RemoveAll();
     straight_ = IsStraight();
     orderStamp_ = sort_.OrderStamp();
@@ -138,22 +144,77 @@ EDataTreeNode* TreeFillPath::Add(const ETabulonTag& tag) {
     if (!ReadValues(tag) || levels_.empty() || !start_.IsOnPathOf(tag)) {
         return AddIrregular(tag);
     }
-    EDataTreeNode* node = &start_;
-    bool sameAsLast = true;
-    for (std::size_t depth = start_.depth_; depth < levels_.size(); ++depth) {
+    EDataTreeNode* node = Recall();
+    bool sameAsLast = node == &start_;
+    for (std::size_t depth = node->depth_; depth < levels_.size(); ++depth) {
         EDataTreeNode* child = nodes_[depth];
         if (!sameAsLast || child == nullptr || !(child->value_ == *values_[depth])) {
             sameAsLast = false;
+            const unsigned siblings = node->Size();
             child = ChildFor(*node, tag, depth);
             if (child == nullptr) {
                 return AddIrregular(tag);
             }
             Meet(*child);
             nodes_[depth] = child;
+            if (node->Size() == siblings) {
+                Remember(child, depth);  // what was met twice may well be met again
+            }
         }
         node = child;
     }
     return node;
+}
+
+/// The deepest node known for the record's path, of the two last levels; the start if none is.
+EDataTreeNode* TreeFillPath::Recall() {
+    if (recalled_.empty()) {
+        if (++records_ != kLongWalk || levels_.size() - start_.depth_ < 2) {
+            return &start_;
+        }
+        recalled_.assign(kRecalled, nullptr);
+    }
+    std::uint32_t hash = 0;
+    for (std::size_t depth = start_.depth_; depth < levels_.size(); ++depth) {
+        hash = (hash ^ values_[depth]->Hash()) * 0x9E3779B1U;
+        hash ^= hash >> 15;
+        hashes_[depth] = hash;
+    }
+    for (std::size_t depth = levels_.size() - 1; depth + 2 >= levels_.size(); --depth) {
+        EDataTreeNode* const node = recalled_[hashes_[depth] % kRecalled];
+        if (node != nullptr && StandsFor(node, depth)) {
+            return node;
+        }
+        if (depth == start_.depth_) {
+            break;
+        }
+    }
+    return &start_;
+}
+
+/// The node is the one of the record's path at `depth`; its path is then the last record's.
+bool TreeFillPath::StandsFor(EDataTreeNode* node, std::size_t depth) {
+    if (node->depth_ != depth + 1 || !(node->value_ == *values_[depth])) {
+        return false;
+    }
+    EDataTreeNode* above = node->parent_;
+    for (std::size_t at = depth; at > start_.depth_; --at) {
+        if (!(above->value_ == *values_[at - 1])) {
+            return false;
+        }
+        above = above->parent_;
+    }
+    for (std::size_t at = depth + 1; at > start_.depth_; --at) {
+        nodes_[at - 1] = node;
+        node = node->parent_;
+    }
+    return true;
+}
+
+void TreeFillPath::Remember(EDataTreeNode* node, std::size_t depth) noexcept {
+    if (!recalled_.empty()) {
+        recalled_[hashes_[depth] % kRecalled] = node;
+    }
 }
 
 /// By the general road: for tags with gaps, levels that stand twice, and nodes of other levels.

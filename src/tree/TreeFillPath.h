@@ -4,6 +4,7 @@
 #include "etabulon/tree/EDataTreeNode.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace etabulon::detail {
@@ -47,6 +48,9 @@ private:
     [[nodiscard]] EDataTreeNode* ChildFor(EDataTreeNode& node, const ETabulonTag& tag,
                                           std::size_t depth);
     [[nodiscard]] const ETabulonTag& PartOf(const ETabulonTag& tag, std::size_t depth);
+    [[nodiscard]] EDataTreeNode* Recall();
+    [[nodiscard]] bool StandsFor(EDataTreeNode* node, std::size_t depth);
+    void Remember(EDataTreeNode* node, std::size_t depth) noexcept;
 
     EDataTreeNode& start_;
     const ETabulonSortDesc& sort_;
@@ -56,6 +60,11 @@ private:
     std::vector<const ETabulonValue*> values_;  // of the record, from the top down
     std::vector<EDataTreeNode*> nodes_;         // of the last record, from below the start down
     std::vector<ERef<EDataTreeNode>> touched_;
+    // Nodes met before by a hash of their path, so that most records look at their own node and not
+    // at the siblings on the way. A hint: what it gives is compared. Empty until the walk is long.
+    std::vector<EDataTreeNode*> recalled_;
+    std::vector<std::uint32_t> hashes_;  // of the record's path, by depth
+    std::size_t records_ = 0;
     ETabulonTag part_;
     std::size_t dirty_;             // nodes that the walk has still to meet, or more
     std::uint64_t orderStamp_ = 0;  // of levels_; 0 = to be read

@@ -10,7 +10,7 @@ constexpr std::size_t kFirstSize = 64;
 constexpr std::size_t kMostTexts = 8192;
 constexpr std::size_t kMostBytes = std::size_t{1} << 20;
 constexpr std::size_t kLongText = 256;  // longer ones aren't compared often: not kept
-constexpr std::uint64_t kTrial = 512;   // misses after which a column is judged
+constexpr std::uint64_t kTrial = 4096;  // misses after which a column is judged
 
 std::uint32_t HashBytes(const char* bytes, std::size_t length) noexcept {
     constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15U;

@@ -156,6 +156,7 @@ private:
     [[nodiscard]] bool IsPlainBytes() const noexcept { return kind_ <= Kind::Inline; }
     [[nodiscard]] const void* ViewBuffer() const noexcept;
     void CopyHeader(const EVariant& other) noexcept;
+    void CopyBytes(const EVariant& other) noexcept;
     void CopyOther(const EVariant& other);    // of heap or a view, into what owns nothing
     void AssignOther(const EVariant& other);  // whatever is not assigned inline
     void AssignView(const EVariant& view);

@@ -42,10 +42,22 @@ inline void EVariant::CopyHeader(const EVariant& other) noexcept {
     rep_ = other.rep_;
 }
 
+// Of plain bytes. The first eight by themselves: numbers have usually just been written as eight
+// bytes, and a wider read of them would wait for the write to reach the cache.
+inline void EVariant::CopyBytes(const EVariant& other) noexcept {
+    std::memcpy(store_.bytes, other.store_.bytes, sizeof(std::uint64_t));
+    if (other.size_ >= sizeof(std::uint64_t) && other.rep_ != TYPE_INT64 &&
+        other.rep_ != TYPE_DOUBLE) {
+        std::memcpy(store_.bytes + sizeof(std::uint64_t),
+                    other.store_.bytes + sizeof(std::uint64_t),
+                    kInlineBytes - sizeof(std::uint64_t));
+    }
+}
+
 inline EVariant::EVariant(const EVariant& other) {
     if (other.IsPlainBytes()) {
         CopyHeader(other);
-        store_ = other.store_;
+        CopyBytes(other);
     } else if (other.kind_ == Kind::Text) {
         Chaine::Retain(other.store_.text);
         CopyHeader(other);
@@ -57,8 +69,10 @@ inline EVariant::EVariant(const EVariant& other) {
 
 inline void EVariant::Steal(EVariant& other) noexcept {
     CopyHeader(other);
-    store_ = other.store_;
-    if (!other.IsPlainBytes()) {
+    if (other.IsPlainBytes()) {
+        CopyBytes(other);
+    } else {
+        store_ = other.store_;
         other.kind_ = Kind::Missing;
     }
 }
@@ -74,7 +88,7 @@ inline EVariant::EVariant(EVariant&& other) noexcept {
 inline EVariant& EVariant::operator=(const EVariant& other) {
     if (IsPlainBytes() && other.IsPlainBytes()) {
         CopyHeader(other);
-        store_ = other.store_;
+        CopyBytes(other);
     } else if (kind_ == Kind::Text && other.kind_ == Kind::Text) {
         if (store_.text != other.store_.text) {
             Chaine::Retain(other.store_.text);
