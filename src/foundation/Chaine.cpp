@@ -219,7 +219,9 @@ std::uint64_t Chaine::ToUnsigned() const noexcept {
     std::uint64_t number = 0;
     for (const char c : View()) {
         if (IsBlank(c)) {
-            continue;  // Deliberate: also between digits, so "1 000" is a thousand
+            // Deliberate: also between digits, so "1 000" is a thousand. IsReadWithoutItsBlanks holds
+            // it.
+            continue;
         }
         if (!IsDigit(c)) {
             break;

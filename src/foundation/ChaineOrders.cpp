@@ -14,7 +14,7 @@ constexpr std::array<unsigned char, 256> BuildFoldTable() {
     for (unsigned byte = 0; byte < table.size(); ++byte) {
         const bool small = byte >= 0x61 && byte <= 0x7A;
         // Deliberate: 0xED (í), 0xF0 (ð) and 0xF7 stay, although 0xED and 0xF0 have capitals:
-        // dictionaries are ordered by this table.
+        // dictionaries are ordered by this table. FoldsSmallLettersButForItsHoles holds it.
         const bool accented =
             byte >= 0xE0 && byte <= 0xFD && byte != 0xED && byte != 0xF0 && byte != 0xF7;
         table[byte] = static_cast<unsigned char>(small || accented ? byte - 0x20 : byte);
@@ -86,6 +86,7 @@ int Chaine::CompareFolded(std::string_view left, std::string_view right) noexcep
     }
     // Deliberate: the terminator of the shorter text takes part, and bytes from 0x80 upward are
     // negative. So "cafe" stands above "cafe" with an accented letter behind it.
+    // ComparesSignedBytesOverTheShorterStoredLength holds it.
     const auto at = [i](std::string_view text) {
         return static_cast<int>(static_cast<signed char>(i < text.size() ? Folded(text[i]) : 0));
     };

@@ -95,7 +95,7 @@ constinit const std::array<ETypeInfo, 256> kTypeInfos = BuildInfos();
 
 GenericType FamilyOf(std::int32_t type) noexcept {
     // Deliberate: by the exact code. A code that was sign-extended from its low byte is read and
-    // written like the type, but has no family.
+    // written like the type, but has no family. SignExtendedType.IsStoredByItsLowByte holds it.
     const auto code = static_cast<std::uint32_t>(type);
     return code < kFamilies.size() ? static_cast<GenericType>(kFamilies[code]) : GenericUnknown;
 }

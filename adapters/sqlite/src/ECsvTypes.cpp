@@ -38,6 +38,7 @@ ECsvType NumberType(std::string_view text) noexcept {
     const auto asWhole = std::from_chars(text.data(), end, whole);
     if (asWhole.ptr == end) {
         // Deliberate: whole numbers beyond 64 bits stay text; as reals they would lose digits.
+        // GivesEachColumnTheTypeOfAllItsCells holds it.
         return asWhole.ec == std::errc() && text != "-0" ? ECsvType::Whole : ECsvType::Text;
     }
     double real = 0;

@@ -48,6 +48,7 @@ public:
         // Deliberate: the place follows from FindInsertPos and the comparison below as they are, so
         // a new key above all others lands before the last element, and one that would keep its
         // place lands one before it. Existing maps are laid out by it.
+        // MovesTheElementByTheRule holds it.
         std::int32_t place = Find(newKey, FindInsertPos);
         if (index <= place && place != 0) {
             --place;

@@ -40,6 +40,7 @@ inline LookupEnd AboveAll(std::int32_t last, std::int32_t& hint, FindMode mode) 
     }
     // Deliberate: for FindInsertPos the last index, not the size behind it. ChangeKey computes
     // its target from this place, and existing maps are laid out by it.
+    // FindInsertPosAboveAllGivesLastIndex holds it.
     hint = last;
     return {last};
 }
@@ -70,6 +71,7 @@ template <class Compare>
 LookupEnd FindSorted(std::int32_t size, std::int32_t& hint, FindMode mode, const Compare& compare) {
     if (size == 0) {
         // Deliberate: no place to insert is answered, though 0 would be one.
+        // RandomLookups.AnswerAsTold holds it.
         return mode == FindOrInsert ? LookupEnd{hint = 0, true} : NotFound(hint);
     }
     const std::int32_t last = size - 1;
@@ -138,6 +140,7 @@ LookupEnd FindAround(std::int32_t size, std::int32_t& hint, FindMode mode, const
         if (i != hint && compare(i) == 0) {
             // Deliberate: an element that is there but not under the hint is no place to insert:
             // FindInsertPos answers -1, while the hint's own element is answered in every mode.
+            // FindInsertPosMissesWhatIsNotUnderTheHint holds it.
             if (mode == FindInsertPos) {
                 return NotFound(hint);
             }

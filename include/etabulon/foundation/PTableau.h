@@ -120,6 +120,7 @@ public:
         }
         // Deliberate: the item itself fills the gap, up to and at `position`, and not default
         // elements as operator[] would leave. Callers see the copies and count on them.
+        // BeyondTheEndAreFilledAsEachOperationTells holds it.
         array_.Own(position - size + 1);
         while (Size() <= position) {
             array_.Emplace(Size(), item);

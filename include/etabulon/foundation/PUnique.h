@@ -95,6 +95,7 @@ private:
 struct WalkSortedValues {
     // Deliberate: the element's operators, == before <, the other way round than in a sorted map.
     // For values whose two operators don't agree it decides which places are one.
+    // AreAskedInTheOrderOfEachContainer holds it.
     template <class T, class Iterator>
     static LookupEnd Find(std::int32_t size, std::int32_t& hint, FindMode mode, const T& value,
                           Iterator first) {
