@@ -52,7 +52,7 @@ public:
         return calculationValues_;
     }
     // Deliberate: false for every variable, changed or not. Nothing here keeps what the pending
-    // changes touched, and the functions that ask get this answer. IsModifiedIsAlwaysFalse holds
+    // changes touched, and the functions that ask get this answer. RecordsAreNeverModified holds
     // it.
     [[nodiscard]] bool IsModified(const ETabulonVariableDesc* /*variable*/) const noexcept {
         return false;
