@@ -3,10 +3,12 @@
 #include "ESqliteError.h"
 #include "ESqliteStatement.h"
 
+#include <unistd.h>
+
 #include <array>
-#include <cstring>
+#include <chrono>
 #include <filesystem>
-#include <fstream>
+#include <thread>
 
 namespace etabulon {
 
@@ -14,9 +16,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kBusyMillis = 2000;
+constexpr std::chrono::milliseconds kBusyTurn{5};
+constexpr int kBusyTurns = 400;       // two seconds in all
 constexpr int kProgressSteps = 4000;  // of SQLite's machine: some 50 microseconds
-constexpr std::size_t kHeaderSize = 20;
+constexpr int kHeaderSize = 20;
 constexpr std::size_t kReadVersionAt = 19;  // 2 = write-ahead log
 
 ESqlError OpenError(const Chaine& location, std::int32_t status, std::string_view what) {
@@ -31,7 +34,8 @@ ESqlError OpenError(const Chaine& location, std::int32_t status, std::string_vie
 /// "file:" with whatever has a meaning in a URI escaped.
 std::string FileUri(std::string_view path) {
     constexpr char kHex[] = "0123456789ABCDEF";
-    std::string uri = "file:";
+    // An empty host, or a path that begins with two slashes would name one.
+    std::string uri = path.substr(0, 1) == "/" ? "file://" : "file:";
     for (const char c : path) {
         if (c == '%' || c == '?' || c == '#') {
             const auto byte = static_cast<unsigned char>(c);
@@ -49,35 +53,31 @@ bool HasContent(const fs::path& path) {
     return !failure && size > 0;
 }
 
-bool IsWriteAhead(const fs::path& path) {
+// Through SQLite: whoever closes another descriptor of the file gives up all locks that this
+// process holds on it, those of open transactions too.
+bool IsWriteAhead(sqlite3* database) {
     std::array<char, kHeaderSize> header{};
-    std::ifstream file(path, std::ios::binary);
-    file.read(header.data(), header.size());
-    return file.gcount() == static_cast<std::streamsize>(header.size()) &&
+    sqlite3_file* file = nullptr;
+    return sqlite3_file_control(database, "main", SQLITE_FCNTL_FILE_POINTER, &file) == SQLITE_OK &&
+           file != nullptr && file->pMethods != nullptr &&
+           file->pMethods->xRead(file, header.data(), kHeaderSize, 0) == SQLITE_OK &&
            header[kReadVersionAt] == 2;
 }
 
-/// What a read-only open of a write-ahead database needs so as to create no file. False where it
+/// What a read-only open of a write-ahead database needs so as to create no file. Empty where it
 /// can't be read that way.
-bool ReadOnlyQuery(const std::string& path, std::string& query, const Chaine& location,
-                   ESqlError& error) {
-    query = "?mode=ro";
-    if (!IsWriteAhead(path)) {
-        return true;
-    }
-    const bool hasIndex = HasContent(path + "-shm");
-    if (hasIndex) {
-        query += "&readonly_shm=1";
-        return true;
+std::string WriteAheadQuery(const Chaine& location, ESqlError& error) {
+    const std::string path(location.View());
+    if (HasContent(path + "-shm")) {
+        return "?mode=ro&readonly_shm=1";
     }
     if (HasContent(path + "-wal")) {
         error = OpenError(location, DataReadOnly,
                           "its write-ahead log must be recovered, which a read-only open never "
                           "does: open it once for writing");
-        return false;
+        return {};
     }
-    query += "&immutable=1";
-    return true;
+    return "?mode=ro&immutable=1";
 }
 
 bool CheckFile(const Chaine& location, ESqlError& error) {
@@ -91,7 +91,11 @@ bool CheckFile(const Chaine& location, ESqlError& error) {
         error = OpenError(location, DataConnectionLost, "this is a folder, not a database");
         return false;
     }
-    if (std::ifstream(location.c_str()).fail()) {
+    if (!fs::is_regular_file(file)) {
+        error = OpenError(location, DataConnectionLost, "this is no file");
+        return false;
+    }
+    if (::access(location.c_str(), R_OK) != 0) {
         error = OpenError(location, DataReadOnly, "there is no permission to read it");
         return false;
     }
@@ -122,15 +126,19 @@ std::unique_ptr<ESqliteConnection> ESqliteConnection::Open(const Chaine& locatio
     std::string uri(location.View());
     const bool isReadOnly = mode == ESqlOpenMode::ReadOnly;
     if (!IsSqliteMemory(location)) {
-        std::string query;
-        if (!CheckFile(location, error) ||
-            (isReadOnly && !ReadOnlyQuery(location.c_str(), query, location, error))) {
+        if (!CheckFile(location, error)) {
             return nullptr;
         }
-        uri = FileUri(location.View()) + query;
+        uri = FileUri(location.View());
     }
     auto connection =
         OpenUri(location, uri, isReadOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE, error);
+    if (connection != nullptr && isReadOnly && !IsSqliteMemory(location) &&
+        IsWriteAhead(connection->database_)) {
+        const std::string query = WriteAheadQuery(location, error);
+        connection =
+            query.empty() ? nullptr : OpenUri(location, uri + query, SQLITE_OPEN_READONLY, error);
+    }
     if (connection != nullptr && !connection->SetUp(mode)) {
         error = connection->LastError();
         return nullptr;
@@ -159,7 +167,7 @@ std::unique_ptr<ESqliteConnection> ESqliteConnection::OpenUri(const Chaine& loca
         return nullptr;
     }
     sqlite3_extended_result_codes(connection->database_, 1);
-    sqlite3_busy_timeout(connection->database_, kBusyMillis);
+    sqlite3_busy_handler(connection->database_, &OnBusy, connection.get());
     sqlite3_progress_handler(connection->database_, kProgressSteps, &OnProgress, connection.get());
     return connection;
 }
@@ -170,7 +178,9 @@ bool ESqliteConnection::SetUp(ESqlOpenMode mode) {
     sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_LOAD_EXTENSION, 0, nullptr);
     sqlite3_limit(database_, SQLITE_LIMIT_ATTACHED, 0);
     if (mode == ESqlOpenMode::ReadOnly) {
-        return Execute("PRAGMA query_only=1") && Execute("PRAGMA mmap_size=2147418112") &&
+        // Not mapped into memory, though walks would be some 5 percent faster: a file that somebody
+        // cuts off, or a disk that goes, would end the program.
+        return Execute("PRAGMA query_only=1") && Execute("PRAGMA mmap_size=0") &&
                Execute("SELECT count(*) FROM sqlite_schema");
     }
     // The same look at the schema: what is no database shows at once, not at the first walk.
@@ -199,8 +209,17 @@ ESqlError ESqliteConnection::LastError() const {
 }
 
 int ESqliteConnection::OnProgress(void* connection) noexcept {
-    const auto* const self = static_cast<const ESqliteConnection*>(connection);
-    return self->walking_ && self->interrupted_.load(std::memory_order_relaxed) ? 1 : 0;
+    return static_cast<const ESqliteConnection*>(connection)->IsWalkCancelled() ? 1 : 0;
+}
+
+/// SQLite's own wait can't be ended by a cancel.
+int ESqliteConnection::OnBusy(void* connection, int turn) noexcept {
+    if (turn >= kBusyTurns ||
+        static_cast<const ESqliteConnection*>(connection)->IsWalkCancelled()) {
+        return 0;
+    }
+    std::this_thread::sleep_for(kBusyTurn);
+    return 1;
 }
 
 }  // namespace etabulon

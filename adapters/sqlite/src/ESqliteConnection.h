@@ -48,7 +48,11 @@ private:
                                                                     const std::string& uri,
                                                                     int flags, ESqlError& error);
     [[nodiscard]] bool SetUp(ESqlOpenMode mode);
+    [[nodiscard]] bool IsWalkCancelled() const noexcept {
+        return walking_ && interrupted_.load(std::memory_order_relaxed);
+    }
     static int OnProgress(void* connection) noexcept;
+    static int OnBusy(void* connection, int turn) noexcept;
 
     Chaine location_;
     std::string identity_;
@@ -57,7 +61,7 @@ private:
     bool walking_ = false;  // of the connection's own thread
 };
 
-/// Connects to the database that `location` names, by the rules of `mode`.
+/// It names a database in memory.
 [[nodiscard]] bool IsSqliteMemory(const Chaine& location) noexcept;
 
 }  // namespace etabulon
