@@ -10,6 +10,7 @@
 #include <atomic>
 #include <charconv>
 #include <filesystem>
+#include <map>
 #include <set>
 
 namespace etabulon {
@@ -29,6 +30,7 @@ std::string FoldedName(const std::string& name) {
 std::vector<std::string> ColumnNames(const std::vector<ECsvCell>& header, bool isHeader) {
     std::vector<std::string> names;
     std::set<std::string> used;
+    std::map<std::string, unsigned> suffixes;  // the last one given, so that a run isn't tried anew
     for (std::size_t i = 0; i < header.size(); ++i) {
         std::string name = isHeader ? header[i].text : std::string();
         // A NUL would end the name in the middle of a statement.
@@ -37,8 +39,9 @@ std::vector<std::string> ColumnNames(const std::vector<ECsvCell>& header, bool i
             name = "column" + std::to_string(i + 1);
         }
         const std::string plain = name;
-        for (unsigned suffix = 2; !used.insert(FoldedName(name)).second; ++suffix) {
-            name = plain + '_' + std::to_string(suffix);
+        while (!used.insert(FoldedName(name)).second) {
+            unsigned& suffix = suffixes.try_emplace(FoldedName(plain), 1U).first->second;
+            name = plain + '_' + std::to_string(++suffix);
         }
         names.push_back(std::move(name));
     }
