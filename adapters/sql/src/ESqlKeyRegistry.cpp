@@ -14,6 +14,7 @@ constexpr std::size_t kBlock = std::size_t{64} << 10;
 }  // namespace
 
 EPosition ESqlKeyRegistry::PositionOf(std::string_view key) {
+    const std::lock_guard guard(lock_);
     if ((entries_.size() + 1) * 2 > places_.size()) {
         Grow();
     }
@@ -31,7 +32,8 @@ EPosition ESqlKeyRegistry::PositionOf(std::string_view key) {
     return static_cast<EPosition>(entries_.size());
 }
 
-std::string_view ESqlKeyRegistry::KeyOf(EPosition position) const noexcept {
+std::string_view ESqlKeyRegistry::KeyOf(EPosition position) const {
+    const std::lock_guard guard(lock_);
     if (position < 1 || static_cast<std::uint64_t>(position) > entries_.size()) {
         return {};
     }

@@ -74,7 +74,7 @@ bool SqlLookup::Prepare() {
     int parameter = 0;
     for (const unsigned column : keyVariables_) {
         text += parameter == 0 ? " WHERE " : " AND ";
-        text += SqlName(info_.columns[column].name) + " = ?" + std::to_string(++parameter);
+        text += SqlColumn(info_, column) + " = ?" + std::to_string(++parameter);
     }
     text += SqlOrder(info_, {}) + " LIMIT 1";
     statement_ = connection_->Prepare(text);

@@ -1,5 +1,6 @@
 #include "etabulon/sql/ESqlSource.h"
 
+#include "ESqlKeyRegistry.h"
 #include "ESqlLinkSource.h"
 #include "ESqlStatements.h"
 #include "etabulon/sql/ESqlText.h"
@@ -81,6 +82,10 @@ const ESqlTableInfo* ESqlSource::FindTable(const Chaine& codeOrName) const {
     return nullptr;
 }
 
+ESqlKeyRegistry& ESqlSource::Keys(const ESqlTableInfo& table) noexcept {
+    return *keys_[static_cast<std::size_t>(&table - tables_.data())];
+}
+
 DRubric* ESqlSource::Rubric(const ESqlTableInfo& table) { return dico_.Find(table.code); }
 
 std::unique_ptr<ESqlTable> ESqlSource::OpenTable(const Chaine& codeOrName,
@@ -130,9 +135,8 @@ std::int64_t ESqlSource::CountDistinct(const Chaine& codeOrName, const Chaine& c
                    table == nullptr ? codeOrName : column);
         return -1;
     }
-    return AskNumber("SELECT count(DISTINCT " +
-                         SqlName(table->columns[static_cast<std::size_t>(index)].name) + ") FROM " +
-                         table->qualifiedName.c_str(),
+    return AskNumber("SELECT count(DISTINCT " + SqlColumn(*table, static_cast<unsigned>(index)) +
+                         ") FROM " + table->qualifiedName.c_str(),
                      error);
 }
 
@@ -151,6 +155,9 @@ void ESqlSource::BuildDictionary(std::vector<ESqlTableInfo> tables,
                                  std::unique_ptr<ISqlConnection> connection) {
     tables_ = std::move(tables);
     connection_ = std::move(connection);
+    for (std::size_t i = 0; i < tables_.size(); ++i) {
+        keys_.push_back(std::make_shared<ESqlKeyRegistry>());
+    }
     GiveCodes();
     AddRubrics();
     AddLinks();

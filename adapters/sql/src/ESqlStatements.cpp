@@ -125,6 +125,11 @@ bool MakeSqlValue(const EVariant& value, ESqlValue& bound, Chaine& text, char* i
     } else if (type.valueClass == EValueClass::Text) {
         text = value.AsChaine();
         bytes = text.View();
+    } else if (type.storage == EStorage::OwnedBytes) {
+        bound.kind = ESqlValue::Kind::Blob;
+        bound.bytes = static_cast<const char*>(value.GetBuffer());
+        bound.size = value.ByteCount();
+        return true;
     } else {
         return false;
     }
@@ -158,6 +163,14 @@ std::string SqlName(const Chaine& name) {
     return quoted;
 }
 
+std::string SqlColumn(const ESqlTableInfo& info, unsigned column) {
+    return SqlName(info.name) + '.' + SqlName(info.columns[column].name);
+}
+
+std::string SqlRowId(const ESqlTableInfo& info) {
+    return SqlName(info.name) + '.' + info.rowIdName;
+}
+
 std::string SqlSelect(const ESqlTableInfo& info, std::span<const unsigned> columns, ESqlRow& row) {
     std::string statement = "SELECT ";
     int count = 0;
@@ -167,7 +180,7 @@ std::string SqlSelect(const ESqlTableInfo& info, std::span<const unsigned> colum
         return count++;
     };
     for (const unsigned column : columns) {
-        add(SqlName(info.columns[column].name));
+        add(SqlColumn(info, column));
     }
     row.keyColumns.clear();
     row.integerKeyColumn = -1;
@@ -176,8 +189,8 @@ std::string SqlSelect(const ESqlTableInfo& info, std::span<const unsigned> colum
         while (place < columns.size() && columns[place] != column) {
             ++place;
         }
-        const int at = place < columns.size() ? static_cast<int>(place)
-                                              : add(SqlName(info.columns[column].name));
+        const int at =
+            place < columns.size() ? static_cast<int>(place) : add(SqlColumn(info, column));
         if (info.keyKind == ESqlKeyKind::Integer) {
             row.integerKeyColumn = at;
         } else if (info.keyKind == ESqlKeyKind::Columns) {
@@ -185,7 +198,7 @@ std::string SqlSelect(const ESqlTableInfo& info, std::span<const unsigned> colum
         }
     }
     if (info.keyKind == ESqlKeyKind::RowId) {
-        row.integerKeyColumn = add(info.rowIdName);
+        row.integerKeyColumn = add(SqlRowId(info));
     }
     if (count == 0) {
         add("NULL");
@@ -193,26 +206,32 @@ std::string SqlSelect(const ESqlTableInfo& info, std::span<const unsigned> colum
     return statement + " FROM " + info.qualifiedName.c_str();
 }
 
+/// In an order that is known: what a key column holds is one value by its bytes as well.
+std::string SqlKeyColumn(const ESqlTableInfo& info, unsigned column) {
+    return SqlColumn(info, column) +
+           (info.columns[column].foreignOrder ? info.binaryCollation : std::string());
+}
+
 std::string SqlKeyList(const ESqlTableInfo& info) {
     if (info.keyKind == ESqlKeyKind::RowId) {
-        return info.rowIdName;
+        return SqlRowId(info);
     }
     std::string list;
     for (const unsigned column : info.key) {
         list += list.empty() ? "" : ",";
-        list += SqlName(info.columns[column].name);
+        list += SqlKeyColumn(info, column);
     }
     return list;
 }
 
 std::string SqlWhereKey(const ESqlTableInfo& info, int first) {
     if (info.keyKind == ESqlKeyKind::RowId) {
-        return " WHERE " + info.rowIdName + " = ?" + std::to_string(first);
+        return " WHERE " + SqlRowId(info) + " = ?" + std::to_string(first);
     }
     std::string where;
     for (const unsigned column : info.key) {
         where += where.empty() ? " WHERE " : " AND ";
-        where += SqlName(info.columns[column].name);
+        where += SqlKeyColumn(info, column);
         // IS, since an engine may let a part of a key be NULL.
         where +=
             (info.keyKind == ESqlKeyKind::Integer ? " = ?" : " IS ?") + std::to_string(first++);
@@ -225,7 +244,7 @@ std::string SqlOrder(const ESqlTableInfo& info, std::span<const unsigned> column
     for (const unsigned column : columns) {
         const ESqlColumn& description = info.columns[column];
         order += order.empty() ? " ORDER BY " : ",";
-        order += SqlName(description.name);
+        order += SqlColumn(info, column);
         if (KindOf(description.type) == ESqlCell::Kind::Text && !description.binaryOrder) {
             order += info.binaryCollation;
         }
@@ -244,8 +263,9 @@ std::string SqlWhere(const ESqlTableInfo& info, std::span<const ESqlCondition> c
     for (const ESqlCondition& condition : conditions) {
         const ESqlColumn& column = info.columns[condition.column];
         where += where.empty() ? " WHERE " : " AND ";
-        where += condition.isMissing ? column.isMissing
-                                     : SqlName(column.name) + " = ?" + std::to_string(++parameter);
+        where += condition.isMissing
+                     ? column.isMissing
+                     : SqlColumn(info, condition.column) + " = ?" + std::to_string(++parameter);
     }
     return where;
 }

@@ -43,6 +43,8 @@ void SetSqlSegment(EVariant& segment, int type, const ESqlValue& value);
                                                  const EFieldSet& fields, ESqlColumnData& data);
 
 [[nodiscard]] std::string SqlName(const Chaine& name);
+/// A column with its table before it: a bare name in quotes that no column has is a text to SQLite.
+[[nodiscard]] std::string SqlColumn(const ESqlTableInfo& info, unsigned column);
 /// Appends "SELECT columns, key FROM table". The row learns where its key columns are.
 [[nodiscard]] std::string SqlSelect(const ESqlTableInfo& info, std::span<const unsigned> columns,
                                     ESqlRow& row);

@@ -29,7 +29,8 @@ EPosition ESqlTable::GetFirst() {
     EndWalk();
     s.source.Walks().fetch_add(1, std::memory_order_relaxed);
     s.moved = false;
-    if (s.holders > 0 || s.atomic) {
+    // Without a key nothing of it is written here, and no list could be read by.
+    if (s.info.keyKind != ESqlKeyKind::None && (s.holders > 0 || s.atomic)) {
         if (!s.ListKeys()) {
             s.BreakWalk();
             return Leave(s.error.status);
@@ -77,6 +78,10 @@ EPosition ESqlTable::GetPrevious() {
 
 EPosition ESqlTable::StepStreaming() {
     State& s = *state_;
+    if (s.IsCancelled()) {
+        s.BreakWalk();
+        return Leave(s.error.status);
+    }
     switch (s.walkStatement->StepWalk(s.row)) {
         case ESqlStep::Row:
             if (!s.PositionOf(s.row, s.walkPosition)) {
@@ -90,7 +95,7 @@ EPosition ESqlTable::StepStreaming() {
             s.walk = State::Walk::Ended;
             return Leave(DataEnd);
         default:
-            s.NoteEngineError();
+            s.NoteWalkError();
             s.BreakWalk();
             return Leave(s.error.status);
     }
@@ -144,8 +149,7 @@ EPosition ESqlTable::StepListed(bool forward) {
         if (s.listAt < 0 || s.listAt >= size) {
             return Leave(DataEnd);
         }
-        if (s.interrupted.load(std::memory_order_relaxed)) {
-            s.NoteError(kDataInterrupted, "the walk was cancelled");
+        if (s.IsCancelled()) {
             s.BreakWalk();
             return Leave(s.error.status);
         }

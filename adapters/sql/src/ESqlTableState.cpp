@@ -8,6 +8,7 @@ namespace etabulon {
 namespace {
 
 constexpr std::size_t kMostStatements = 64;
+constexpr std::string_view kCancelled = "the walk was cancelled";
 
 }  // namespace
 
@@ -24,12 +25,16 @@ ESqlTable::State::State(ESqlSource& ofSource, const ESqlTableInfo& ofInfo, DRubr
       record(layout),
       loaded(layout),
       data(columns.size()),
+      registry(ofSource.Keys(ofInfo)),
       version(SqlTableVersion(connection->Identity() + '\n' + ofInfo.name.c_str())) {
     row.cells = MakeSqlCells(info, columns, layout, data);
     row.record = static_cast<std::byte*>(record.Get());
     selectRow = SqlSelect(info, columns, row);
     loadedRow = row;
     loadedRow.record = static_cast<std::byte*>(loaded.Get());
+    for (ESqlCell& cell : loadedRow.cells) {
+        cell.mismatches = &readAgain;  // counted where `row` has it
+    }
     selectKey = SqlSelect(info, {}, keyRow);
 
     if (columns.size() == info.columns.size()) {
@@ -84,6 +89,10 @@ void ESqlTable::State::MirrorLinkColumns() noexcept {
 bool ESqlTable::State::PositionOf(const ESqlRow& of, EPosition& position) {
     if (info.keyKind == ESqlKeyKind::Columns) {
         position = registry.PositionOf(of.key);
+        return true;
+    }
+    if (info.keyKind == ESqlKeyKind::None) {
+        position = ++lastNumber;
         return true;
     }
     if (of.integerKey >= 0) {
@@ -159,6 +168,21 @@ bool ESqlTable::State::RunPrepared(const char* text) {
 
 void ESqlTable::State::NoteEngineError() { error = connection->LastError(); }
 
+void ESqlTable::State::NoteWalkError() {
+    NoteEngineError();
+    if (error.status == DataLocked && interrupted.load()) {
+        NoteError(kDataInterrupted, kCancelled);
+    }
+}
+
+bool ESqlTable::State::IsCancelled() {
+    if (!interrupted.load(std::memory_order_relaxed)) {
+        return false;
+    }
+    NoteError(kDataInterrupted, kCancelled);
+    return true;
+}
+
 void ESqlTable::State::NoteError(std::int32_t status, std::string_view what) {
     error.status = status;
     error.engineCode = 0;
@@ -211,7 +235,11 @@ void ESqlTable::State::BreakWalk() {
 bool ESqlTable::State::ListKeys() {
     keys.clear();
     keyPlaces.clear();
-    if (!StartStatement(selectKey)) {
+    if (info.keyKind == ESqlKeyKind::None) {
+        NoteError(DataBadStatement, "without a key it can only be walked forward");
+        return false;
+    }
+    if (IsCancelled() || !StartStatement(selectKey)) {
         return false;
     }
     ESqlStep step = ESqlStep::Done;
@@ -224,7 +252,7 @@ bool ESqlTable::State::ListKeys() {
         keys.push_back(position);
     }
     if (step == ESqlStep::Failed) {
-        NoteEngineError();
+        NoteWalkError();
     }
     walkStatement->Reset();
     listIsWhole = true;
@@ -232,13 +260,12 @@ bool ESqlTable::State::ListKeys() {
 }
 
 void ESqlTable::State::LeaveStreaming() {
-    if (walk != Walk::Streaming) {
+    if (walk != Walk::Streaming || info.keyKind == ESqlKeyKind::None) {
         return;
     }
     TakeLoaded();
-    if (interrupted.load()) {
-        // The walk was cancelled: nobody asks for what is left of it.
-        NoteError(kDataInterrupted, "the walk was cancelled");
+    if (IsCancelled()) {
+        // Nobody asks for what is left of it.
         BreakWalk();
         ClearError();
         return;
@@ -251,8 +278,7 @@ void ESqlTable::State::LeaveStreaming() {
     rest.cells.clear();
     ESqlStep step = ESqlStep::Done;
     EPosition position = kNoPosition;
-    while ((step = walkStatement->Step()) == ESqlStep::Row) {
-        walkStatement->ReadRow(rest);
+    while ((step = walkStatement->StepWalk(rest)) == ESqlStep::Row) {
         if (!PositionOf(rest, position)) {
             break;
         }
@@ -264,7 +290,7 @@ void ESqlTable::State::LeaveStreaming() {
         return;
     }
     if (step == ESqlStep::Failed) {
-        NoteEngineError();
+        NoteWalkError();
     }
     BreakWalk();
     ClearError();

@@ -48,7 +48,11 @@ struct ESqlTable::State {
     [[nodiscard]] ISqlStatement* Prepared(const std::string& text);
     [[nodiscard]] bool RunPrepared(const char* text);
     void NoteEngineError();
+    /// The same after a step of a walk, whose wait for a lock a cancel may have ended.
+    void NoteWalkError();
     void NoteError(std::int32_t status, std::string_view what);
+    /// True with `error` once the walk was interrupted.
+    [[nodiscard]] bool IsCancelled();
     void ClearError() {
         if (error.status != DataOk) {
             error = ESqlError{};
@@ -85,6 +89,7 @@ struct ESqlTable::State {
     ESqlColumnData data;
     ESqlRow row;
     ESqlRow loadedRow;
+    std::uint64_t readAgain = 0;
     ESqlRow keyRow;  // the key alone
     std::string selectRow;
     std::string selectKey;
@@ -99,7 +104,8 @@ struct ESqlTable::State {
     std::vector<std::byte> linkRecord;
     std::vector<LinkColumn> linkColumns;
 
-    ESqlKeyRegistry registry;
+    ESqlKeyRegistry& registry;  // the source's
+    EPosition lastNumber = 0;   // of the records of a table without a key
     bool keyStale = true;
 
     Walk walk = Walk::None;

@@ -66,7 +66,7 @@ EPosition ESqlTable::Insert() {
             values += (values.empty() ? "?" : ",?") + std::to_string(cells.size());
         }
     }
-    std::string text = std::string("INSERT INTO ") + s.info.qualifiedName.c_str();
+    std::string text = "INSERT" + s.info.orFail + " INTO " + s.info.qualifiedName.c_str();
     text += cells.empty() ? " DEFAULT VALUES" : " (" + names + ") VALUES (" + values + ")";
     text += " RETURNING " + SqlKeyList(s.info);
     if (!RunWrite(text, cells, kNoPosition, s.keyRow)) {
@@ -105,8 +105,9 @@ EPosition ESqlTable::Update(EPosition where) {
         CountWrite(/*isSuccess=*/true);
         return Arrive(where);
     }
-    const std::string text = std::string("UPDATE ") + s.info.qualifiedName.c_str() + " SET " +
-                             changes + SqlWhereKey(s.info, static_cast<int>(cells.size()) + 1) +
+    const std::string text = "UPDATE" + s.info.orFail + ' ' + s.info.qualifiedName.c_str() +
+                             " SET " + changes +
+                             SqlWhereKey(s.info, static_cast<int>(cells.size()) + 1) +
                              " RETURNING " + SqlKeyList(s.info);
     if (!RunWrite(text, cells, where, s.keyRow)) {
         return FailWrite(s.error.status);

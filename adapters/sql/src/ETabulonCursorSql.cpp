@@ -36,6 +36,18 @@ void ETabulonCursorSql::Init(const ETabulonLevels& levels, ESqlTable* table, boo
     ETabulonCursorEData::Init(levels, table, ownsTable);
 }
 
+bool ETabulonCursorSql::IsCancelled() {
+    if (!ETabulonCursorEData::IsCancelled()) {
+        return false;
+    }
+    // Others may ask as well, but only the walk's own thread may touch the table.
+    if (table_ != nullptr && walker_.load() == std::this_thread::get_id()) {
+        walker_.store({});
+        table_->EndWalk();
+    }
+    return true;
+}
+
 void ETabulonCursorSql::Cancel() {
     ETabulonCursorEData::Cancel();
     if (table_ != nullptr) {
@@ -71,6 +83,7 @@ CursorStatus ETabulonCursorSql::SetKeyRange(const ETabulonTag& tag, EData* data)
 }
 
 CursorStatus ETabulonCursorSql::Reset(const ETabulonTag& tag) {
+    walker_.store(std::this_thread::get_id());
     const CursorStatus status = ETabulonCursorEData::Reset(tag);
     return status == kDataInterrupted ? StatusCancelled : status;
 }

@@ -90,6 +90,16 @@ private:
 
 }  // namespace
 
+bool SqliteDeclaresConflict(std::string_view createTable) {
+    Tokens tokens(createTable);
+    while (tokens.Next()) {
+        if (tokens.Is("CONFLICT")) {
+            return true;
+        }
+    }
+    return false;
+}
+
 std::vector<Chaine> SqliteConstraintNames(std::string_view createTable) {
     std::vector<Chaine> names;
     Tokens tokens(createTable);

@@ -53,6 +53,7 @@ private:
 
     ESqliteConnection& connection_;
     const ESqliteTypeHints& hints_;
+    bool isUtf8_ = true;
 };
 
 template <class Take>
@@ -71,6 +72,10 @@ bool SchemaReader::Each(const char* statement, const Chaine& bound, Take take) {
 
 bool SchemaReader::Read(std::vector<ESqlTableInfo>& tables) {
     std::vector<Entry> entries;
+    if (!Each("SELECT encoding FROM pragma_encoding WHERE ?1 = ''", Chaine(),
+              [this](ISqlStatement& row) { isUtf8_ = TextOf(row.Column(0)) == Chaine("UTF-8"); })) {
+        return false;
+    }
     const bool isListed = Each(
         "SELECT l.name, l.type, l.wr, s.sql FROM pragma_table_list AS l "
         "JOIN main.sqlite_schema AS s ON s.name = l.name AND s.type IN ('table','view') "
@@ -92,6 +97,9 @@ bool SchemaReader::Read(std::vector<ESqlTableInfo>& tables) {
         entry.table.qualifiedName =
             Chaine("\"main\".") + Chaine(std::string_view(Quoted(entry.table.name)));
         entry.table.binaryCollation = " COLLATE BINARY";
+        if (SqliteDeclaresConflict(entry.statement.View())) {
+            entry.table.orFail = " OR ABORT";
+        }
         if (!ReadColumns(entry)) {
             // A view over what isn't there any more, or a virtual table without its module.
             if (!entry.isTable && (sqlite3_errcode(connection_.Handle()) & 0xFF) == SQLITE_ERROR) {
@@ -138,7 +146,7 @@ void SchemaReader::Describe(const Entry& entry, ESqlColumn& column) {
         hints_.find(std::string(entry.table.name.c_str()) + '.' + column.name.c_str());
     const SqliteAffinity affinity = SqliteAffinityOf(column.declared.View());
     column.type = hint != hints_.end() ? hint->second : SqliteColumnType(column.declared.View());
-    const std::string name = Quoted(column.name);
+    const std::string name = Quoted(entry.table.name) + '.' + Quoted(column.name);
     switch (column.type) {
         case TYPE_INT64:
             column.push = ESqlPush::Number;
@@ -158,7 +166,8 @@ void SchemaReader::Describe(const Entry& entry, ESqlColumn& column) {
         case TYPE_CHAINE:
             // Elsewhere a number may be read as text, and SQL finds it different from that text.
             // So it may be in a view that joins several statements, whatever the first declares.
-            if (affinity == SqliteAffinity::Text && entry.isTable) {
+            // In UTF-16 two texts of bad bytes may be read as one that neither of them equals.
+            if (affinity == SqliteAffinity::Text && entry.isTable && isUtf8_) {
                 column.push = ESqlPush::Text;
             }
             column.isMissing = "(typeof(" + name + ") IN ('null','blob'))";
@@ -172,7 +181,13 @@ void SchemaReader::Describe(const Entry& entry, ESqlColumn& column) {
                                       column.name.c_str(), nullptr, &collation, nullptr, nullptr,
                                       nullptr) == SQLITE_OK &&
         collation != nullptr) {
-        column.binaryOrder = std::string_view(collation) == "BINARY";
+        const Chaine order(collation);
+        column.binaryOrder = order.EqualsFolded("BINARY");
+        column.foreignOrder =
+            !column.binaryOrder && !order.EqualsFolded("NOCASE") && !order.EqualsFolded("RTRIM");
+    }
+    if (column.foreignOrder && column.push == ESqlPush::Text) {
+        column.push = ESqlPush::Never;
     }
 }
 

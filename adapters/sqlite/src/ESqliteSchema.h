@@ -14,6 +14,9 @@ namespace etabulon {
 /// The names of the foreign key constraints in a CREATE TABLE statement, in the order in which
 /// the constraints stand there; empty where one has no name.
 [[nodiscard]] std::vector<Chaine> SqliteConstraintNames(std::string_view createTable);
+/// A constraint of the table says what becomes of a row in conflict: such a write could take
+/// another row away.
+[[nodiscard]] bool SqliteDeclaresConflict(std::string_view createTable);
 
 enum class SqliteAffinity : std::uint8_t {
     None = 0,

@@ -25,8 +25,9 @@ struct ESqlColumn {
     Chaine declared;         // the declared type
     int type = TYPE_CHAINE;  // of the variable
     bool notNull = false;
-    bool generated = false;    // read, never written
-    bool binaryOrder = false;  // is ordered by bytes without being told
+    bool generated = false;     // read, never written
+    bool binaryOrder = false;   // is ordered by bytes without being told
+    bool foreignOrder = false;  // its own order isn't the engine's, and may be unknown here
     ESqlPush push = ESqlPush::Never;
     std::string isMissing;  // the condition for values that read as missing; empty: never pushed
 };
@@ -55,6 +56,7 @@ struct ESqlTableInfo {
     ESqlKeyKind keyKind = ESqlKeyKind::None;
     std::string binaryCollation;  // " COLLATE ..." of the order by bytes
     std::string rowIdName;        // for RowId: an unquoted name that no column hides
+    std::string orFail;           // behind INSERT or UPDATE: a conflict fails, whatever it declares
     std::vector<unsigned> key;    // column indexes in key order
     std::vector<ESqlColumn> columns;
     std::vector<ESqlForeignKey> foreignKeys;

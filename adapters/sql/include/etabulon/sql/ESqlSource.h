@@ -65,6 +65,8 @@ public:
 
     /// A further connection to the same database in the same mode; null with `error`.
     [[nodiscard]] virtual std::unique_ptr<ISqlConnection> Connect(ESqlError& error) = 0;
+    /// The numbers of the table's keys, for positions.
+    [[nodiscard]] ESqlKeyRegistry& Keys(const ESqlTableInfo& table) noexcept;
     /// Counts the walks begun on tables of this source: rows kept by link lookups are of one walk.
     [[nodiscard]] std::atomic<std::uint64_t>& Walks() noexcept { return walks_; }
 
@@ -84,6 +86,7 @@ private:
     Chaine location_;
     ESqlOpenMode mode_;
     std::vector<ESqlTableInfo> tables_;
+    std::vector<std::shared_ptr<ESqlKeyRegistry>> keys_;  // by table
     DDico dico_;
     std::atomic<std::uint64_t> walks_{0};
     std::mutex lock_;

@@ -40,12 +40,14 @@ enum class ESqlOutcome : std::uint8_t {
 /// A table or view of a database.
 ///
 /// Positions  of a single integer key the key itself (values at or below -1 less one), of a table
-///            without a key its row number, otherwise a number that is never reused while the table
-///            lives.
-/// Walks      without a write session one streaming statement; inside one, and once a write happens
-/// in
-///            mid-walk, over a list of keys taken first. A walk given up before its end keeps
-///            its statement open, and thereby a read lock: EndWalk lets it go.
+///            without a key its row number, otherwise a number that is never reused while the
+///            source lives: the same in all its table objects. Where nothing tells rows apart
+///            (views), each record of each walk has a new one, of this table object, and the table
+///            is only walked forward.
+/// Walks      without a write session one streaming statement; inside one, and once a write in
+///            mid-walk, over a list of keys taken first. A failed or interrupted step lets the
+///            statement and its read lock go, and so does the cursor's cancel; a walk given up
+///            otherwise keeps them until EndWalk.
 /// Writes     each is atomic and durable by itself; inside an atomic session they stand or fall
 ///            together. Only columns that differ from the loaded record are written; an insert
 ///            leaves out those that are missing, and the record is then read again.

@@ -2,6 +2,7 @@
 
 namespace etabulon {
 
+class ESqlKeyRegistry;
 class ESqlRow;
 class ESqlSource;
 class ESqlTable;
