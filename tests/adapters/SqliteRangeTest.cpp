@@ -6,12 +6,12 @@
 namespace etabulon {
 namespace {
 
-/// Gathers the keys that a walk accepts.
+/// Gathers the first field, the key, of the records that a walk accepts.
 class Keys final : public ETabulonCursor::INotifier, public virtual ECountedUnknown {
 public:
     CursorStatus OnReset(const ETabulonTag&, const ETabulonCursor&) override { return StatusOk; }
     CursorStatus OnMove(const ETabulonCursor& cursor) override {
-        seen.push_back(cursor.PrimaryKey().Position());
+        seen.push_back(cursor.Fields().At(0).AsInt64());
         return StatusOk;
     }
     void OnDone(const ETabulonCursor&) override {}

@@ -1,0 +1,281 @@
+#include "SqliteFixture.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <chrono>
+#include <random>
+#include <set>
+#include <thread>
+
+namespace etabulon {
+namespace {
+
+/// Opens the steps of the cursor.
+class StepCursor final : public ETabulonCursorSql {
+public:
+    using ETabulonCursorSql::CallGetNext;
+    using ETabulonCursorSql::CallReset;
+};
+
+class SqliteFaults : public SqliteTest {
+protected:
+    /// What another program sees of this one's locks.
+    [[nodiscard]] bool IsLockedForOthers() const {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            const int file = ::open(path.c_str(), O_RDWR);
+            struct flock lock {};
+            lock.l_type = F_WRLCK;
+            lock.l_whence = SEEK_SET;
+            ::_exit(file >= 0 && ::fcntl(file, F_GETLK, &lock) == 0 && lock.l_type == F_UNLCK ? 0
+                                                                                              : 1);
+        }
+        int answer = 0;
+        return ::waitpid(child, &answer, 0) == child && WEXITSTATUS(answer) == 1;
+    }
+    /// Runs a statement by SQLite itself, without waiting for locks; the code.
+    int Try(const char* statement) {
+        sqlite3* other = nullptr;
+        sqlite3_open(path.c_str(), &other);
+        const int code = sqlite3_exec(other, statement, nullptr, nullptr, nullptr);
+        sqlite3_close(other);
+        return code;
+    }
+};
+
+TEST_F(SqliteFaults, OpeningAnotherTableKeepsTheLocksOfAnOpenTransaction) {
+    Run("CREATE TABLE t(id INTEGER PRIMARY KEY)");
+    OpenTable("t");
+    ASSERT_EQ(table->BeginAtomic(), DataOk);
+    ASSERT_TRUE(IsLockedForOthers());
+    for (const ESqlOpenMode mode : {ESqlOpenMode::ReadOnly, ESqlOpenMode::ReadWrite}) {
+        const auto second = ESqliteSource::Open(path.c_str(), mode, error);
+        ASSERT_NE(second, nullptr) << error.text.c_str();
+        EXPECT_NE(second->OpenTable("t", error), nullptr);
+        EXPECT_TRUE(IsLockedForOthers());
+    }
+    EXPECT_EQ(table->Commit(), ESqlOutcome::Committed);
+    EXPECT_FALSE(IsLockedForOthers());
+}
+
+TEST_F(SqliteFaults, PathsThatAreNoPlainFilesAreTold) {
+    Run("CREATE TABLE t(a); INSERT INTO t VALUES(1)");
+    path = '/' + path.string();  // two slashes don't name a host
+    OpenTable("t");
+    EXPECT_EQ(Walk("a"), "1");
+    const std::filesystem::path pipe = folder / "pipe";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_EQ(ESqliteSource::Open(pipe.c_str(), ESqlOpenMode::ReadOnly, error), nullptr);
+    EXPECT_EQ(error.status, DataConnectionLost);
+    // An empty file is an empty database.
+    std::ofstream(folder / "empty.db").close();
+    source = ESqliteSource::Open((folder / "empty.db").c_str(), ESqlOpenMode::ReadOnly, error);
+    ASSERT_NE(source, nullptr);
+    EXPECT_TRUE(source->Tables().empty());
+}
+
+TEST_F(SqliteFaults, ADamagedFileNeverLooksLikeItsEndNorEndsTheProgram) {
+    Run("CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT, b REAL);"
+        "WITH RECURSIVE s(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM s WHERE i<3000)"
+        " INSERT INTO t SELECT i, 'text number '||i, i/7.0 FROM s");
+    const auto size = std::filesystem::file_size(path);
+    // Cut off behind the back of an open table, and before it is opened.
+    OpenTable("t", {}, ESqlOpenMode::ReadOnly);
+    ASSERT_EQ(table->GetFirst(), 1);
+    const std::string whole = Bytes(path);
+    std::filesystem::resize_file(path, size / 2);
+    while (table->GetNext() != kNoPosition) {
+    }
+    EXPECT_NE(table->status, DataEnd);
+    source = ESqliteSource::Open(path.c_str(), ESqlOpenMode::ReadOnly, error);
+    table = source != nullptr ? source->OpenTable("t", error) : nullptr;
+    if (table != nullptr) {
+        while (table->GetFirst() != kNoPosition && table->GetNext() != kNoPosition) {
+        }
+        EXPECT_NE(table->status, DataEnd);
+    }
+    std::mt19937 random(11);
+    for (int turn = 0; turn < 60; ++turn) {
+        std::string bytes = whole;
+        for (int i = 0; i < 20; ++i) {
+            bytes[random() % bytes.size()] = static_cast<char>(random());
+        }
+        table.reset();
+        source.reset();
+        std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+        source = ESqliteSource::Open(path.c_str(), ESqlOpenMode::ReadWrite, error);
+        table = source != nullptr && source->FindTable("t") != nullptr
+                    ? source->OpenTable("t", error)
+                    : nullptr;
+        for (EPosition at = table != nullptr ? table->GetFirst() : kNoPosition; at != kNoPosition;
+             at = table->GetNext()) {
+            ASSERT_EQ(table->status, DataOk);
+        }
+    }
+}
+
+TEST_F(SqliteFaults, AConflictNeverTakesAnotherRowAway) {
+    for (const char* const what : {"REPLACE", "IGNORE", "FAIL", "ROLLBACK", "ABORT"}) {
+        std::filesystem::remove(path);
+        Run(std::string("CREATE TABLE t(id INTEGER PRIMARY KEY, u TEXT UNIQUE ON CONFLICT ") +
+            what + "); INSERT INTO t VALUES(1,'a'),(2,'b')");
+        for (const bool isAtomic : {false, true}) {
+            OpenTable("t");
+            ASSERT_EQ(isAtomic ? table->BeginAtomic() : std::int32_t{DataOk}, DataOk);
+            table->RePos(1, false);
+            SetText("u", "b");
+            EXPECT_EQ(table->Update(kNoPosition), kNoPosition) << what;
+            EXPECT_EQ(table->status, DataDuplicate) << what;
+            table->Fields().SetNull();
+            SetText("u", "a");
+            EXPECT_EQ(table->Insert(), kNoPosition) << what;
+            EXPECT_EQ(table->status, DataDuplicate) << what;
+            EXPECT_EQ(isAtomic ? table->Commit() : ESqlOutcome::Committed, ESqlOutcome::Committed);
+            EXPECT_EQ(Ask("SELECT id||u FROM t"), "1a|2b") << what;
+        }
+    }
+}
+
+TEST_F(SqliteFaults, AColumnThatWentFailsAndIsNotReadAsItsName) {
+    Run("CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT, k TEXT); INSERT INTO t VALUES(1,'x','y')");
+    OpenTable("t");
+    Run("ALTER TABLE t DROP COLUMN k");
+    EXPECT_EQ(Walk("k"), "!1005");
+    EXPECT_EQ(source->CountDistinct("t", "k", error), -1);
+}
+
+TEST_F(SqliteFaults, RecordsOfAViewDifferAndAreWalkedInAWriteSessionToo) {
+    Run("CREATE TABLE t(a TEXT); INSERT INTO t VALUES('x'),('y'),('z');"
+        "CREATE VIEW v AS SELECT a FROM t");
+    OpenTable("v");
+    std::set<EPosition> positions;
+    for (int walk = 0; walk < 2; ++walk) {
+        for (EPosition at = table->GetFirst(); at != kNoPosition; at = table->GetNext()) {
+            EXPECT_TRUE(positions.insert(at).second);
+        }
+    }
+    EXPECT_EQ(positions.size(), 6U);
+    ASSERT_NE(table->GetFirst(), kNoPosition);
+    table->BeginDelete();
+    EXPECT_NE(table->GetNext(), kNoPosition);
+    EXPECT_EQ(Walk("a"), "x|y|z");
+    table->EndDelete();
+    // Backward it can't be walked, which isn't its end.
+    ASSERT_NE(table->GetFirst(), kNoPosition);
+    EXPECT_EQ(table->GetPrevious(), kNoPosition);
+    EXPECT_EQ(table->status, DataBadStatement);
+    EXPECT_EQ(table->GetLast(), kNoPosition);
+    EXPECT_EQ(table->status, DataBadStatement);
+}
+
+TEST_F(SqliteFaults, AnUnknownOrderOfTextsIsReadAndFoundByKey) {
+    sqlite3* other = nullptr;
+    sqlite3_open(path.c_str(), &other);
+    const auto backward = [](void*, int aSize, const void* a, int bSize, const void* b) {
+        return std::string_view(static_cast<const char*>(b), static_cast<std::size_t>(bSize))
+            .compare({static_cast<const char*>(a), static_cast<std::size_t>(aSize)});
+    };
+    sqlite3_create_collation(other, "mine", SQLITE_UTF8, nullptr, backward);
+    ASSERT_EQ(sqlite3_exec(other,
+                           "CREATE TABLE t(k TEXT COLLATE mine PRIMARY KEY, a TEXT COLLATE mine);"
+                           "INSERT INTO t VALUES('a','x'),('c','x'),('b','y')",
+                           nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    sqlite3_close(other);
+    OpenTable("t");
+    EXPECT_EQ(Walk("k"), "a|b|c");
+    EXPECT_FALSE(table->AddRange(1, ValueOf(EVariant("x"))));
+    ASSERT_EQ(table->GetFirst(), 1);
+    EXPECT_EQ(table->RePos(2, false), 2);
+    EXPECT_EQ(Text("k"), "b");
+    SetText("k", "d");
+    EXPECT_EQ(table->Update(kNoPosition), kNoPosition);
+    EXPECT_EQ(table->status, DataBadStatement);
+}
+
+TEST_F(SqliteFaults, ADatabaseInAnotherEncodingKeepsItsTexts) {
+    Run("PRAGMA encoding='UTF-16'; CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT);"
+        "INSERT INTO t VALUES(1,'août'),(2,'')");
+    OpenTable("t");
+    EXPECT_FALSE(table->AddRange(1, ValueOf(EVariant("août"))));
+    EXPECT_EQ(Walk("a"), "août|");
+    ASSERT_EQ(table->RePos(2, false), 2);
+    SetText("a", "\xF0\x9F\x98\x80");
+    EXPECT_EQ(table->Update(kNoPosition), 2);
+    EXPECT_EQ(Text("a"), "\xF0\x9F\x98\x80");
+}
+
+TEST_F(SqliteFaults, BytesAreKeysLikeAnyOther) {
+    Run("CREATE TABLE p(k BLOB PRIMARY KEY, name TEXT); INSERT INTO p VALUES(x'00ff','zero'),"
+        "(x'','none'),(x'61','a');"
+        "CREATE TABLE t(id INTEGER PRIMARY KEY, p BLOB REFERENCES p);"
+        "INSERT INTO t VALUES(1,x'00ff'),(2,NULL),(3,x'61'),(4,x'62'),(5,x'')");
+    OpenTable("t");
+    ETabulonLevels levels;
+    levels.AddLevel("P", "t.p>p.name", nullptr, false);
+    StepCursor cursor;
+    cursor.Init(levels, table.get(), false);
+    std::string texts;
+    for (CursorStatus status = cursor.CallReset(ETabulonTag()); status == StatusOk;
+         status = cursor.CallGetNext()) {
+        texts += cursor.CurrentTag().DisplayID().c_str();
+    }
+    EXPECT_EQ(texts, "[zero][][a][][none]");
+    OpenTable("p");
+    for (EPosition at = table->GetFirst(); at != kNoPosition; at = table->GetNext()) {
+        EXPECT_EQ(table->CurKey().At(0), Field("k"));
+    }
+    EXPECT_EQ(table->status, DataEnd);
+}
+
+TEST_F(SqliteFaults, ACancelEndsAWaitForAnothersLock) {
+    Run("CREATE TABLE t(id INTEGER PRIMARY KEY); INSERT INTO t VALUES(1)");
+    OpenTable("t");
+    sqlite3* other = nullptr;
+    sqlite3_open(path.c_str(), &other);
+    sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr);
+    std::thread canceller([this] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        table->Interrupt();
+    });
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(table->GetFirst(), kNoPosition);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+    canceller.join();
+    EXPECT_EQ(table->status, kDataInterrupted);
+    sqlite3_close(other);
+    // And the next step, however short; in a write session as well.
+    EXPECT_EQ(table->GetFirst(), kNoPosition);
+    EXPECT_EQ(table->status, kDataInterrupted);
+    table->BeginDelete();
+    EXPECT_EQ(table->GetFirst(), kNoPosition);
+    EXPECT_EQ(table->status, kDataInterrupted);
+    table->ResetInterrupt();
+    EXPECT_EQ(table->GetFirst(), 1);
+}
+
+TEST_F(SqliteFaults, AWalkThatEndedBadlyHoldsNoLock) {
+    Run("CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT); INSERT INTO t VALUES(1,'x'),(2,'y')");
+    OpenTable("t");
+    ETabulonLevels levels;
+    levels.AddLevel("A", "t.a", nullptr, false);
+    StepCursor cursor;
+    cursor.Init(levels, table.get(), false);
+    ASSERT_EQ(cursor.CallReset(ETabulonTag()), StatusOk);
+    EXPECT_EQ(Try("BEGIN EXCLUSIVE"), SQLITE_BUSY);
+    cursor.Cancel();
+    EXPECT_EQ(cursor.CallGetNext(), StatusCancelled);
+    EXPECT_EQ(Try("BEGIN EXCLUSIVE"), SQLITE_OK);
+    EXPECT_EQ(cursor.CallGetNext(), StatusCancelled);
+
+    table->ResetInterrupt();
+    ASSERT_EQ(table->GetFirst(), 1);
+    table->Interrupt();
+    EXPECT_EQ(table->GetNext(), kNoPosition);
+    EXPECT_EQ(Try("BEGIN EXCLUSIVE"), SQLITE_OK);
+}
+
+}  // namespace
+}  // namespace etabulon
