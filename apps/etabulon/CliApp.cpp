@@ -4,6 +4,7 @@
 #include "apps/etabulon/CliOutput.h"
 #include "apps/etabulon/CliSuggest.h"
 #include "apps/etabulon/CliUtf8.h"
+#include "apps/etabulon/GridCommand.h"
 #include "apps/etabulon/LevelsCommand.h"
 #include "apps/etabulon/WalkCommand.h"
 
@@ -28,6 +29,7 @@ std::vector<std::unique_ptr<CliCommand>> MakeCommands() {
     std::vector<std::unique_ptr<CliCommand>> commands;
     commands.push_back(std::make_unique<LevelsCommand>());
     commands.push_back(std::make_unique<WalkCommand>());
+    commands.push_back(std::make_unique<GridCommand>());
     return commands;
 }
 

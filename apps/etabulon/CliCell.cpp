@@ -1,6 +1,7 @@
 #include "apps/etabulon/CliCell.h"
 
 #include "etabulon/foundation/EDataType.h"
+#include "etabulon/values/ETabulonValue.h"
 
 #include <charconv>
 #include <cstring>
@@ -19,6 +20,13 @@ bool IsDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 CliCell CliCellMaker::Of(std::int64_t number) {
     const auto end = std::to_chars(digits_.data(), digits_.data() + digits_.size(), number).ptr;
     return {CliCellKind::Number, {digits_.data(), static_cast<std::size_t>(end - digits_.data())}};
+}
+
+CliCell CliCellMaker::Of(const ETabulonValue& value) {
+    if (value.IsNull()) {
+        return {CliCellKind::Absent, {}};
+    }
+    return value.IsSpecial() ? CliCell{CliCellKind::Differing, kDiffering} : Of(value.Data());
 }
 
 CliCell CliCellMaker::Of(const EVariant& value) {

@@ -9,12 +9,16 @@
 
 namespace etabulon {
 
+class ETabulonValue;
+
 enum class CliCellKind : std::uint8_t {
     Null = 0,
     Number = 1,   // decimal, finite
     Boolean = 2,  // "true" or "false"
     Text = 3,     // dates and times too
     Bytes = 4,    // not text: the bytes themselves
+    Absent = 5,   // of a result: nothing that it could be made of
+    Differing = 6,  // of a result: the values differ, and so there is no common one
 };
 
 /// A value as formats see it. The text is borrowed until the next one is made.
@@ -24,11 +28,16 @@ struct CliCell {
     std::uint32_t indent = 0;  // of a node in a tree: only tables show it
 };
 
+/// What stands for values that differ, where a format has no notation of its own for it.
+inline constexpr std::string_view kDiffering = "\xE2\x89\xA0";  // ≠ in UTF-8
+
 /// Makes cells of values without allocating for each.
 class CliCellMaker {
 public:
     [[nodiscard]] CliCell Of(const EVariant& value);
     [[nodiscard]] CliCell Of(std::int64_t number);
+    /// Of a result.
+    [[nodiscard]] CliCell Of(const ETabulonValue& value);
     [[nodiscard]] static CliCell Of(bool value) noexcept {
         return {CliCellKind::Boolean, value ? "true" : "false"};
     }

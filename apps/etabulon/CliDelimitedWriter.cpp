@@ -40,6 +40,12 @@ void CliDelimitedWriter::Cell(const CliCell& cell) {
             // No bytes are no NULL: an empty text tells them apart.
             cell.text.empty() ? PutText({}) : AppendHex(Output(), cell.text);
             break;
+        case CliCellKind::Absent:
+            PutNull();
+            break;
+        case CliCellKind::Differing:
+            PutDiffering();
+            break;
         default:
             Output().Append(cell.text);
             break;
@@ -53,7 +59,7 @@ void CliDelimitedWriter::EndRecord() {
 
 void CliCsvWriter::PutText(std::string_view text) {
     // Blanks at the ends are quoted because many readers would trim them.
-    const bool isPlain = !text.empty() && text.front() != ' ' && text.back() != ' ' &&
+    const bool isPlain = !text.empty() && text != kDiffering && text.front() != ' ' && text.back() != ' ' &&
                          std::none_of(text.begin(), text.end(), IsQuotedInCsv);
     if (isPlain) {
         Output().Append(text);

@@ -72,10 +72,14 @@ void PutText(CliOutput& output, std::string_view text) {
 void AppendJson(CliOutput& output, const CliCell& cell) {
     switch (cell.kind) {
         case CliCellKind::Null:
+        case CliCellKind::Absent:
             output.Append("null");
             break;
         case CliCellKind::Text:
             PutText(output, cell.text);
+            break;
+        case CliCellKind::Differing:
+            output.Append(R"({"special":"differ"})");
             break;
         case CliCellKind::Bytes:
             PutBytes(output, cell.text);
@@ -102,7 +106,9 @@ std::string JsonName(std::string_view name) {
 
 void CliJsonWriter::Begin(std::span<const CliColumn> columns) {
     for (const CliColumn& column : columns) {
-        heads_.push_back((heads_.empty() ? "{" : ",") + JsonName(column.name) + ":");
+        std::string& head = heads_.emplace_back(heads_.empty() ? "{" : ",");
+        head += JsonName(column.name);
+        head += ':';
     }
     if (isArray_) {
         Output().Append('[');

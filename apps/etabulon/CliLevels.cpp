@@ -175,6 +175,11 @@ bool FindLevels(const CliDictionary& dictionary, const ESqlTableInfo& table,
     return true;
 }
 
+bool IsNumber(int type) {
+    const ETypeInfo& info = TypeInfo(type);
+    return info.valueClass == EValueClass::Number && info.storage != EStorage::Bool;
+}
+
 std::string TypeName(int type) {
     const ETypeInfo& info = TypeInfo(type);
     switch (info.storage) {

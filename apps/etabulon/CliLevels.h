@@ -43,6 +43,8 @@ struct CliLevels {
                               std::string_view option, std::set<unsigned int>& found,
                               CliFailure& failure);
 
+/// Values of the type code are numbers to whoever reads them.
+[[nodiscard]] bool IsNumber(int type);
 /// What values of a type code are called.
 [[nodiscard]] std::string TypeName(int type);
 

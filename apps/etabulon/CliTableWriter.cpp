@@ -12,6 +12,8 @@ constexpr std::size_t kSampleRecords = 200;
 constexpr std::size_t kSampleBytes = std::size_t{1} << 20U;
 /// A column isn't made wider than this for the sake of single cells.
 constexpr std::size_t kWidest = 60;
+/// The same where no record comes after the measuring.
+constexpr std::size_t kWidestOfAll = 120;
 constexpr std::string_view kGap = "  ";
 constexpr std::string_view kDim = "\x1B[2m";
 constexpr std::string_view kPlain = "\x1B[0m";
@@ -20,7 +22,7 @@ bool IsPlainByte(char c) noexcept { return c >= ' ' && c < '\x7F'; }
 
 /// Says what it is by itself.
 bool IsUnmistakable(std::string_view text) noexcept {
-    if (text.empty() || text == "NULL" || text.front() == ' ' || text.back() == ' ' ||
+    if (text.empty() || text == "NULL" || text == kDiffering || text.front() == ' ' || text.back() == ' ' ||
         text.front() == '"') {
         return false;
     }
@@ -96,6 +98,13 @@ CliTableWriter::Shown CliTableWriter::ShowValue(const CliCell& cell) {
             cell.text.empty() ? text_ += "\"\"" : text_;
             AppendHex(text_, cell.text);
             break;
+        case CliCellKind::Absent:
+            break;
+        case CliCellKind::Differing:
+            text_ += kDiffering;
+            shown.width = 1;
+            shown.side = columns_[place_].side;
+            return shown;
         default:
             text_ += cell.text;
             shown.side = cell.kind == CliCellKind::Number ? Side::Right : Side::Left;
@@ -109,7 +118,8 @@ void CliTableWriter::Cell(const CliCell& cell) {
     if (isSampling_) {
         const Shown shown = Show(cell);
         Column& column = columns_[place_];
-        column.width = std::max(column.width, std::min(shown.width, kWidest));
+        column.width =
+            std::max(column.width, std::min(shown.width, measuresAll_ ? kWidestOfAll : kWidest));
         sample_.push_back(shown);
     } else {
         text_.clear();

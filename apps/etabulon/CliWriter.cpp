@@ -2,6 +2,7 @@
 
 #include "apps/etabulon/CliDelimitedWriter.h"
 #include "apps/etabulon/CliJsonWriter.h"
+#include "apps/etabulon/CliMarkupWriter.h"
 #include "apps/etabulon/CliTableWriter.h"
 
 #include <fmt/format.h>
@@ -20,9 +21,19 @@ std::unique_ptr<CliWriter> MakeWriter(CliFormat format, CliOutput& output, bool 
             return std::make_unique<CliJsonWriter>(output, /*isArray=*/true);
         case CliFormat::NdJson:
             return std::make_unique<CliJsonWriter>(output, /*isArray=*/false);
+        case CliFormat::Markdown:
+            return std::make_unique<CliMarkdownWriter>(output);
+        case CliFormat::Html:
+            return std::make_unique<CliHtmlWriter>(output);
         default:
             return std::make_unique<CliTableWriter>(output, hasStyle);
     }
+}
+
+std::unique_ptr<CliWriter> MakeResultWriter(CliFormat format, CliOutput& output, bool hasStyle) {
+    return format == CliFormat::Table
+               ? std::make_unique<CliTableWriter>(output, hasStyle, /*measuresAll=*/true)
+               : MakeWriter(format, output, hasStyle);
 }
 
 void GiveNames(std::span<CliColumn> columns) {

@@ -10,11 +10,6 @@
 namespace etabulon {
 namespace {
 
-bool IsNumber(int type) {
-    const ETypeInfo& info = TypeInfo(type);
-    return info.valueClass == EValueClass::Number && info.storage != EStorage::Bool;
-}
-
 bool IsPlainLevel(const CliLevels& levels, const ESqlColumn& column) {
     return std::any_of(levels.all.begin(), levels.all.end(), [&column](const CliLevel& level) {
         return !level.HasLabel() && level.data.code == column.code;

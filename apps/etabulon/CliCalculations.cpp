@@ -1,0 +1,126 @@
+#include "apps/etabulon/CliCalculations.h"
+
+#include "apps/etabulon/CliLevels.h"
+#include "apps/etabulon/CliSuggest.h"
+#include "apps/etabulon/CliUtf8.h"
+#include "etabulon/cumul/ETabulonCumulFunc.h"
+#include "etabulon/foundation/DDico.h"
+#include "etabulon/foundation/EDataType.h"
+#include "etabulon/foundation/ERef.h"
+#include "etabulon/values/ETabulonVariableDesc.h"
+
+#include <fmt/format.h>
+
+namespace etabulon {
+namespace {
+
+constexpr unsigned kWideSize = 8;
+
+struct ValueType {
+    int code;
+    unsigned size;
+};
+
+/// What a variable is declared as for a function: the result has the type of the variable, and an
+/// average of whole numbers isn't whole, nor does a sum of small ones stay small.
+ValueType TypeFor(const std::string& function, const DVariable& variable) {
+    const int type = variable.TypeCode();
+    const ETypeInfo& info = TypeInfo(type);
+    if (function == "AVG") {
+        return {TYPE_DOUBLE, kWideSize};
+    }
+    if (function == "SUM" && info.storage == EStorage::Float) {
+        return {TYPE_DOUBLE, kWideSize};
+    }
+    const bool isScaled = info.storage == EStorage::Scaled32 || info.storage == EStorage::Scaled64;
+    if (function == "SUM" && !isScaled && info.storage != EStorage::Double && type != TYPE_UINT64) {
+        return {TYPE_INT64, kWideSize};
+    }
+    return {type, variable.Size()};
+}
+
+std::vector<std::string> CodesOf(const ETabulonCumulFuncCollection& functions) {
+    std::vector<std::string> codes;
+    for (unsigned index = 0; index < functions.Size(); ++index) {
+        const auto function = ERef<ETabulonCumulFunc>::Adopt(functions.GetFunction(index));
+        codes.emplace_back(function->Code().View());
+    }
+    return codes;
+}
+
+bool CheckShape(const CliLevelSpec& spec, CliFailure& failure) {
+    if (spec.label && spec.data.steps.size() == 1 && !spec.data.steps.front().table) {
+        return true;
+    }
+    return failure.Set(
+        CliExit::Usage,
+        fmt::format("{} in --calc isn't written as FUNCTION:column, such as SUM:{}",
+                    Quoted(spec.shown), spec.label ? spec.label->shown : spec.data.shown));
+}
+
+bool AddCalculation(const CliDictionary& dictionary, const ESqlTableInfo& table,
+                    const CliLevelSpec& spec, CliCalculations& calculations, CliFailure& failure) {
+    CliCalculation added;
+    if (!CheckShape(spec, failure) ||
+        !dictionary.FindVariable(table, *spec.label, added.variable, failure)) {
+        return false;
+    }
+    const DVariable& variable = *added.variable.variable;
+    const ETabulonVariableID id(added.variable.code);
+    const Chaine header(added.variable.shown);
+    const auto description = ERef<ETabulonVariableDesc>::Adopt(
+        ETabulonVariableDesc::Build(id, variable.TypeCode(), variable.Size(), header, nullptr));
+    const std::string& wanted = spec.data.steps.front().name;
+    const auto function =
+        ERef<ETabulonCumulFunc>::Adopt(description->Functions().GetFunction(Chaine(wanted)));
+    if (function.Get() == nullptr) {
+        return failure.Set(
+            CliExit::Usage,
+            fmt::format("column {}, whose type is {}, has no function {}{}",
+                        Quoted(added.variable.shown), TypeName(variable.TypeCode()), Quoted(wanted),
+                        WhatThereIs(wanted, CodesOf(description->Functions()))));
+    }
+    added.function = function->Code().View();
+    added.shown = fmt::format("{}({})", added.function, added.variable.shown);
+    for (const CliCalculation& other : calculations.all) {
+        if (other.function == added.function && other.variable.code == added.variable.code) {
+            return failure.Set(CliExit::Usage,
+                               fmt::format("{} is given twice in --calc", added.shown));
+        }
+    }
+    const ValueType type = TypeFor(added.function, variable);
+    added.isNumber = IsNumber(function->ResultType(type.code));
+    calculations.collection.AddCalculation(function->Code(), id, type.code, type.size, header);
+    calculations.all.push_back(std::move(added));
+    return true;
+}
+
+}  // namespace
+
+bool MakeCalculations(const CliDictionary& dictionary, const ESqlTableInfo& table,
+                      std::string_view text, CliCalculations& calculations, CliFailure& failure) {
+    std::vector<CliLevelSpec> specs;
+    if (!ParseLevels(text, specs, failure)) {
+        return false;
+    }
+    if (specs.empty()) {
+        return failure.Set(CliExit::Usage,
+                           "there is nothing to calculate: --calc FUNCTION:column,... is missing");
+    }
+    for (const CliLevelSpec& spec : specs) {
+        if (!AddCalculation(dictionary, table, spec, calculations, failure)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::vector<CliVariable> VariablesOf(const CliCalculations& calculations) {
+    std::vector<CliVariable> variables;
+    for (const CliCalculation& calculation : calculations.all) {
+        variables.push_back(calculation.variable);
+    }
+    return variables;
+}
+
+}  // namespace etabulon

@@ -1,0 +1,159 @@
+#include "apps/etabulon/GridCommand.h"
+
+#include "apps/etabulon/CliCrossPrinter.h"
+#include "apps/etabulon/CliOutput.h"
+#include "etabulon/grid/ETabulonGridCumuls.h"
+#include "etabulon/sqlite/ESqliteSource.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace etabulon {
+namespace {
+
+constexpr unsigned int kMostAxes = 2;
+
+/// Hears each record until the walk ends, for fillers that listen beside it.
+class SilentListener final : public CliListener {};
+
+/// The axes that calculations take when they have to share one grid with data axes.
+unsigned int CalculationAxes(const CliResultLevels& levels, const ETabulonSortDesc& sort,
+                             const ETabulonCumulFuncOnVarCollection& calculations) {
+    const auto grid = ERef<ETabulonGridCumuls>::Adopt(
+        ETabulonGridCumuls::Build(levels.place, /*axesCount=*/0, &sort, &calculations));
+    return grid->GridAxesCount();
+}
+
+bool AreNumbers(const CliCalculations& calculations) {
+    return std::all_of(calculations.all.begin(), calculations.all.end(),
+                       [](const CliCalculation& each) { return each.isNumber; });
+}
+
+}  // namespace
+
+void GridCommand::Declare(CLI::App& app) {
+    source_.Declare(app);
+    AddList(app, "--axes", axes_,
+            "Up to two levels: lines, columns; without it those of --levels that aren't in --at");
+    AddList(app, "--calc", calculations_,
+            "What to calculate: FUNCTION:column, separated by commas (COUNT:id,SUM:cost)");
+    sort_.Declare(app);
+    app.add_option("--priority", priority_,
+                   "Of several calculations on two axes show only this one: 1 is the first")
+        ->check(CLI::PositiveNumber)
+        ->type_name("N");
+    output_.DeclareFormat(app);
+    output_.DeclareProgress(app);
+    app.footer(
+        "Levels are written as for walk. Numbers offer AVG, CODEMAX, CODEMIN, COMMONVAL, COUNT, "
+        "LAST,\nMAX, MIN and SUM, everything else COMMONVAL, COUNT and LAST. A total is calculated "
+        "from its\nrecords, not from its cells.\n"
+        "Several calculations are columns, and tables of their own where both axes are levels.\n"
+        "No value, values that differ (COMMONVAL) and empty text are told apart: table blank, "
+        "\xE2\x89\xA0 and \"\",\nJSON null, {\"special\":\"differ\"} and \"\".");
+}
+
+bool GridCommand::Read(const CliDictionary& dictionary, const ESqlTableInfo& table,
+                       Request& request, CliFailure& failure) const {
+    if (!MakeCalculations(dictionary, table, JoinLists(calculations_), request.calculations,
+                          failure) ||
+        !sort_.Read(dictionary, table, JoinLists(axes_), "--axes", request.levels, failure)) {
+        return false;
+    }
+    const std::size_t axes = request.levels.details.size();
+    if (axes > kMostAxes) {
+        return failure.Set(
+            CliExit::Usage,
+            fmt::format("a grid has two axes, not {}: --axes names those that it is to have, and "
+                        "--at gives a level one value",
+                        axes));
+    }
+    const std::size_t count = request.calculations.all.size();
+    if (priority_.value_or(0) > count) {
+        return failure.Set(
+            CliExit::Usage,
+            fmt::format("--priority is {}, but --calc has {}", *priority_,
+                        count == 1 ? "one calculation" : fmt::format("{} calculations", count)));
+    }
+    if (priority_) {
+        request.calculations.collection.SetPriorityCalculationPos(static_cast<int>(*priority_) - 1);
+    }
+    return true;
+}
+
+bool GridCommand::Calculate(const CliWalkContext& context, const Request& request,
+                            CliCursor& cursor, Grids& grids, CliFailure& failure) const {
+    const CliResultLevels& levels = request.levels;
+    ETabulonSortDesc sort(levels.levels.levels);
+    SetSort(levels, sort);
+    const auto& calculations = request.calculations.collection;
+    const auto dataAxes = static_cast<unsigned int>(levels.details.size());
+    const unsigned int allAxes = dataAxes + CalculationAxes(levels, sort, calculations);
+    const auto addFiller = [&](const ETabulonCumulFuncOnVarCollection& filled, unsigned int axes) {
+        grids.fillers.push_back(
+            ERef<ETabulonGridFiller>::Adopt(ETabulonGridFiller::Build(&cursor, nullptr)));
+        grids.fillers.back()->SetParams(&filled, axes, &sort);
+        cursor.AddNotifier(grids.fillers.back().Get());
+    };
+    if (allAxes <= kMostAxes) {
+        addFiller(calculations, allAxes);
+    } else {
+        // More axes than a view shows: a grid would send one of them only.
+        for (unsigned int index = 0; index < calculations.Size(); ++index) {
+            ETabulonCumulFuncOnVarCollection one;
+            one.AddCalculation(calculations.Calculation(index), /*addRef=*/true);
+            addFiller(one, dataAxes);
+        }
+    }
+    SilentListener listener;
+    return Walk(context, cursor, levels.place, listener, failure);
+}
+
+void GridCommand::Send(const Request& request, Grids& grids) const {
+    const bool isPriorityShown = priority_ && grids.fillers.size() == 1;
+    for (std::size_t index = 0; index < grids.fillers.size(); ++index) {
+        CliGridView view(request.levels.levels, request.calculations, grids.crosses.emplace_back());
+        view.SetShown(isPriorityShown ? *priority_ - 1 : index);
+        grids.fillers[index]->SendTo(&view);
+    }
+    if (request.levels.details.size() < kMostAxes) {
+        grids.crosses = {SideBySide(std::move(grids.crosses))};
+    }
+}
+
+bool GridCommand::Run(CliEnvironment& environment, CliFailure& failure) {
+    if (!sort_.Install(environment, failure)) {
+        return false;
+    }
+    const std::unique_ptr<ESqliteSource> source = source_.Open(failure);
+    if (source == nullptr) {
+        return false;
+    }
+    const CliDictionary dictionary(*source);
+    const ESqlTableInfo* const table = dictionary.FindTable(source_.table, failure);
+    Request request;
+    if (table == nullptr || !Read(dictionary, *table, request, failure)) {
+        return false;
+    }
+    const CliWalkContext context{dictionary, *table, environment.interrupt,
+                                 output_.ShowsProgress(environment)};
+    CliCursor cursor(environment.interrupt);
+    Grids grids;
+    if (!OpenCursor(context, request.levels.levels.levels, VariablesOf(request.calculations),
+                    cursor, failure) ||
+        !Calculate(context, request, cursor, grids, failure)) {
+        return false;
+    }
+    Send(request, grids);
+    if (grids.crosses.front().IsEmpty() && !request.levels.place.IsRoot()) {
+        ExplainNothingThere(context, request.levels.levels, request.levels.place, failure);
+        return false;
+    }
+    PrintCrosses(output_.Format(environment), grids.crosses, AreNumbers(request.calculations),
+                 environment.output, environment.hasStyle);
+    return true;
+}
+
+}  // namespace etabulon

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "apps/etabulon/CliCalculations.h"
+#include "apps/etabulon/CliCommand.h"
+#include "apps/etabulon/CliCross.h"
+#include "apps/etabulon/CliOptions.h"
+#include "apps/etabulon/CliSortOptions.h"
+#include "apps/etabulon/CliWalk.h"
+#include "etabulon/foundation/ERef.h"
+#include "etabulon/grid/ETabulonGridFiller.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace etabulon {
+
+/// `etabulon grid`: calculations over a table, across one or two levels.
+class GridCommand final : public CliCommand {
+public:
+    [[nodiscard]] const char* Name() const override { return "grid"; }
+    [[nodiscard]] const char* Description() const override {
+        return "Print calculations across the values of up to two levels, with totals";
+    }
+    void Declare(CLI::App& app) override;
+    [[nodiscard]] bool Run(CliEnvironment& environment, CliFailure& failure) override;
+
+private:
+    /// What the options say about a table.
+    struct Request {
+        CliResultLevels levels;
+        CliCalculations calculations;
+    };
+    /// A grid of all calculations, or one for each.
+    struct Grids {
+        std::vector<ERef<ETabulonGridFiller>> fillers;
+        std::vector<CliCross> crosses;
+    };
+    [[nodiscard]] bool Read(const CliDictionary& dictionary, const ESqlTableInfo& table,
+                            Request& request, CliFailure& failure) const;
+    [[nodiscard]] bool Calculate(const CliWalkContext& context, const Request& request,
+                                 CliCursor& cursor, Grids& grids, CliFailure& failure) const;
+    void Send(const Request& request, Grids& grids) const;
+
+    CliSourceOptions source_;
+    std::vector<std::string> axes_;
+    std::vector<std::string> calculations_;
+    CliSortOptions sort_;
+    std::optional<std::uint32_t> priority_;
+    CliOutputOptions output_;
+};
+
+}  // namespace etabulon
