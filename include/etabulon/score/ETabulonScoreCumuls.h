@@ -1,0 +1,89 @@
+#pragma once
+
+#include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
+#include "etabulon/foundation/ECountedUnknown.h"
+#include "etabulon/foundation/ERef.h"
+#include "etabulon/grid/fwd.h"
+#include "etabulon/score/fwd.h"
+#include "etabulon/sort/ETabulonSortDesc.h"
+#include "etabulon/values/ETabulonTag.h"
+
+#include <cstdint>
+
+namespace etabulon {
+
+/// The description of one ranking: where in the tree it stands, how many levels below make a label,
+/// what is calculated for each label, and in which direction the labels are ranked. Made for one
+/// walk.
+///
+/// Ownership  counted; has copies of the sort description and of the calculations.
+/// Copies     a copy names the same sort description without a reference of its own, and gives one
+///            back when it goes: whoever copies calls RetainShared on the copy.
+/// Threads    as the filler: const operations fill a cache.
+/// Immutable  but for that.
+class ETABULON_API ETabulonScoreCumuls : public virtual ECountedUnknown {
+public:
+    enum ScoreAxeMode : std::int32_t {
+        ScoreAxeUnknown = 0,    // not computed yet
+        ScoreAxeVars = 1,       // one function on all variables: columns named by variable
+        ScoreAxeFuncs = 2,      // one variable, several functions: columns named by function
+        ScoreAxeCalcs = 3,      // several of both, one function for each variable
+        ScoreAxeCalcsMany = 4,  // several of both, and several functions for some variable
+    };
+
+    /// Returns a reference for the caller. Values of the root that the sort description hides in
+    /// calculations are dropped, and `levelCount` is cut to the levels that are left below it.
+    [[nodiscard]] static ETabulonScoreCumuls* Build(
+        const ETabulonTag& root, const ETabulonSortDesc* sortDesc,
+        const ITabulonCumulFuncOnVarCollection* calculations, unsigned int levelCount,
+        bool increasingOrder);
+    ETabulonScoreCumuls(const ETabulonScoreCumuls& other);
+    /// What this held isn't given back.
+    ETabulonScoreCumuls& operator=(const ETabulonScoreCumuls& other);
+    /// Adds the reference that copying leaves out; once for each copy.
+    void RetainShared() const noexcept;
+
+    [[nodiscard]] const ETabulonTag& Root() const noexcept { return root_; }
+    /// The number of levels below the root that make a label.
+    [[nodiscard]] unsigned int LevelCount() const noexcept { return levelCount_; }
+    /// The smallest comes first.
+    [[nodiscard]] bool IncreasingOrder() const noexcept { return increasingOrder_; }
+    [[nodiscard]] const ETabulonSortDesc* SortDesc() const noexcept { return sortDesc_.Get(); }
+    [[nodiscard]] ETabulonSortDesc* SortDesc() noexcept { return sortDesc_.Get(); }
+    [[nodiscard]] ITabulonCumulFuncOnVarCollection& Calculations() noexcept {
+        return calculations_;
+    }
+    [[nodiscard]] const ITabulonCumulFuncOnVarCollection& Calculations() const noexcept {
+        return calculations_;
+    }
+
+    [[nodiscard]] ScoreAxeMode AxeMode() const;
+    /// The axis of the calculations, with its labels. Returns a reference for the caller.
+    [[nodiscard]] ETabulonGridAxe* BuildAxeDesc() const;
+    /// The tag is the root or below it.
+    [[nodiscard]] bool IsComputeTag(const ETabulonTag& tag) const;
+    /// How many label levels there are: LevelCount(), unless a level has two keys.
+    [[nodiscard]] unsigned int DetailLevelCount() const;
+    /// The root and what the tag holds of the label levels.
+    [[nodiscard]] ETabulonTag ExtractLabelTag(const ETabulonTag& tag) const;
+    /// Running buffers on this description. Returns a reference for the caller.
+    [[nodiscard]] ETabulonScoreCumulsBuffers* Start();
+
+protected:
+    ETabulonScoreCumuls(const ETabulonTag& root, const ETabulonSortDesc* sortDesc,
+                        const ITabulonCumulFuncOnVarCollection* calculations,
+                        unsigned int levelCount, bool increasingOrder);
+    ~ETabulonScoreCumuls() override = default;
+
+private:
+    [[nodiscard]] ScoreAxeMode ComputeAxeMode() const;
+
+    ETabulonTag root_;
+    unsigned int levelCount_;
+    bool increasingOrder_;
+    ERef<ETabulonSortDesc> sortDesc_;
+    ETabulonCumulFuncOnVarCollection calculations_;
+    mutable ScoreAxeMode axeMode_ = ScoreAxeUnknown;
+};
+
+}  // namespace etabulon

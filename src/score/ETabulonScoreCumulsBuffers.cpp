@@ -1,0 +1,80 @@
+#include "etabulon/score/ETabulonScoreCumulsBuffers.h"
+
+#include "etabulon/grid/ETabulonGridAxe.h"
+#include "etabulon/score/ETabulonScoreCumuls.h"
+#include "etabulon/score/ITabulonResScoreUI.h"
+#include "etabulon/values/ETabulonExtractValue.h"
+#include "score/ScoreCells.h"
+#include "score/ScoreRanking.h"
+
+namespace etabulon {
+
+ETabulonScoreCumulsBuffers::ETabulonScoreCumulsBuffers(ETabulonScoreCumuls* desc)
+    : desc_(ERef<ETabulonScoreCumuls>::Retain(desc)), cells_(MakeRef<detail::ScoreCells>(*desc)) {}
+
+ETabulonScoreCumulsBuffers::~ETabulonScoreCumulsBuffers() = default;
+
+// Deliberate: the pointers go over as they stand, though the destructor gives references back.
+// Callers that copy add the references themselves. CopiedBuffersNeedReferences holds it.
+ETabulonScoreCumulsBuffers::ETabulonScoreCumulsBuffers(const ETabulonScoreCumulsBuffers& other)
+    : ECountedUnknown(other),
+      desc_(ERef<ETabulonScoreCumuls>::Adopt(other.desc_.Get())),
+      cells_(ERef<detail::ScoreCells>::Adopt(other.cells_.Get())) {}
+
+ETabulonScoreCumulsBuffers& ETabulonScoreCumulsBuffers::operator=(
+    const ETabulonScoreCumulsBuffers& other) {
+    ETabulonScoreCumuls* const desc = other.desc_.Get();
+    detail::ScoreCells* const cells = other.cells_.Get();
+    static_cast<void>(desc_.Detach());
+    static_cast<void>(cells_.Detach());
+    desc_ = ERef<ETabulonScoreCumuls>::Adopt(desc);
+    cells_ = ERef<detail::ScoreCells>::Adopt(cells);
+    return *this;
+}
+
+void ETabulonScoreCumulsBuffers::RetainShared() const noexcept {
+    static_cast<void>(ERef<ETabulonScoreCumuls>(desc_).Detach());
+    static_cast<void>(ERef<detail::ScoreCells>(cells_).Detach());
+}
+
+void ETabulonScoreCumulsBuffers::AddValue(const ETabulonExtractValue& extract) {
+    if (desc_->IsComputeTag(extract.Position())) {
+        cells_->Add(extract.Position(), cells_->ValuesOf(extract),
+                    cells_->NeedsContext() ? &extract.Context() : nullptr);
+    }
+}
+
+void ETabulonScoreCumulsBuffers::AddOwnValue(const ETabulonExtractValue& extract) {
+    const ETabulonTag& position = extract.Position();
+    if (desc_->IsComputeTag(position)) {
+        cells_->Add(position, extract.CalculationValues(),
+                    cells_->NeedsContext() ? &extract.Context() : nullptr);
+    }
+}
+
+void ETabulonScoreCumulsBuffers::SendTo(ITabulonResScoreUI* ui) const {
+    ui->StartRefresh();
+    ui->Reset();
+    {
+        const auto axe = ERef<ETabulonGridAxe>::Adopt(desc_->BuildAxeDesc());
+        ui->SetScoreAxe(Desc()->SortDesc(), desc_->Root().KnownLevelsCount() + desc_->LevelCount(),
+                        axe.Get());
+    }
+    const detail::ScoreRanking ranking(*desc_, *cells_);
+    const auto lines = ranking.Lines();
+    for (std::size_t place = 0; place < lines.size(); ++place) {
+        // Deliberate: a falling order is the rising one read backwards, so that lines of equal
+        // results come in the reverse order of their labels. TiesTurnRoundWithTheOrder holds it.
+        const std::uint32_t line =
+            lines[desc_->IncreasingOrder() ? place : lines.size() - 1 - place];
+        ui->SetScoreLine(cells_->Label(line), ranking.Values(line));
+    }
+    PTableau<ETabulonValue> total;
+    for (unsigned int calculation = 0; calculation < cells_->CalculationCount(); ++calculation) {
+        total.Add(cells_->Total(calculation));
+    }
+    ui->SetScoreTotal(total);
+    ui->EndRefresh();
+}
+
+}  // namespace etabulon

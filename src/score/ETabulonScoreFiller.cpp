@@ -1,0 +1,118 @@
+#include "etabulon/score/ETabulonScoreFiller.h"
+
+#include "etabulon/score/ETabulonScoreCumuls.h"
+#include "etabulon/score/ETabulonScoreCumulsBuffers.h"
+
+namespace etabulon {
+
+namespace {
+
+// Waits for the walk to let go of the cursor; unlike ECursorExclusive it doesn't cancel it.
+class [[nodiscard]] CursorLocking {
+public:
+    explicit CursorLocking(ETabulonCursor& cursor) : cursor_(cursor) {
+        cursor_.CursorLock(/*wait=*/true);
+    }
+    ~CursorLocking() { cursor_.CursorUnlock(); }
+    CursorLocking(const CursorLocking&) = delete;
+    CursorLocking& operator=(const CursorLocking&) = delete;
+
+private:
+    ETabulonCursor& cursor_;
+};
+
+}  // namespace
+
+ETabulonScoreFiller::ETabulonScoreFiller(ETabulonCursor* cursor,
+                                         const ETabulonPendingChanges* pending)
+    : pending_(pending), cursor_(cursor) {}
+
+ETabulonScoreFiller* ETabulonScoreFiller::Build(ETabulonCursor* cursor,
+                                                const ETabulonPendingChanges* pending) {
+    return new ETabulonScoreFiller(cursor, pending);
+}
+
+ETabulonScoreFiller::~ETabulonScoreFiller() { Free(); }
+
+void ETabulonScoreFiller::Free() {
+    buffers_ = nullptr;
+    cumuls_ = nullptr;
+}
+
+// Deliberate: the pointers go over as they stand, though the destructor gives references back.
+// Callers that copy add the references themselves. CopiedFillerNeedsReferences holds it.
+ETabulonScoreFiller::ETabulonScoreFiller(const ETabulonScoreFiller& other)
+    : ECountedUnknown(other),
+      ETabulonCursor::INotifier(other),
+      pending_(other.pending_),
+      calculations_(other.calculations_),
+      sortDesc_(other.sortDesc_),
+      levelCount_(other.levelCount_),
+      cumuls_(ERef<ETabulonScoreCumuls>::Adopt(other.cumuls_.Get())),
+      buffers_(ERef<ETabulonScoreCumulsBuffers>::Adopt(other.buffers_.Get())),
+      cursor_(other.cursor_) {
+    InitExtract();
+}
+
+ETabulonScoreFiller& ETabulonScoreFiller::operator=(const ETabulonScoreFiller& other) {
+    if (this == &other) {
+        return *this;
+    }
+    pending_ = other.pending_;
+    calculations_ = other.calculations_;
+    sortDesc_ = other.sortDesc_;
+    levelCount_ = other.levelCount_;
+    cursor_ = other.cursor_;
+    ETabulonScoreCumuls* const cumuls = other.cumuls_.Get();
+    ETabulonScoreCumulsBuffers* const buffers = other.buffers_.Get();
+    static_cast<void>(cumuls_.Detach());
+    static_cast<void>(buffers_.Detach());
+    cumuls_ = ERef<ETabulonScoreCumuls>::Adopt(cumuls);
+    buffers_ = ERef<ETabulonScoreCumulsBuffers>::Adopt(buffers);
+    InitExtract();
+    return *this;
+}
+
+void ETabulonScoreFiller::RetainShared() const noexcept {
+    static_cast<void>(ERef<ETabulonScoreCumuls>(cumuls_).Detach());
+    static_cast<void>(ERef<ETabulonScoreCumulsBuffers>(buffers_).Detach());
+}
+
+// The variables are those of the description's copies: theirs are what the buffers ask for. What
+// the extract viewed last isn't kept: there need be no such record any more.
+void ETabulonScoreFiller::InitExtract() {
+    if (cumuls_) {
+        extract_.Init(&cumuls_->Calculations(), pending_);
+    }
+}
+
+void ETabulonScoreFiller::SetParams(const ITabulonCumulFuncOnVarCollection* calculations,
+                                    const ETabulonSortDesc* sortDesc, unsigned int levelCount) {
+    Free();
+    calculations_ = *calculations;
+    sortDesc_ = sortDesc;
+    levelCount_ = levelCount;
+}
+
+CursorStatus ETabulonScoreFiller::OnReset(const ETabulonTag& tag,
+                                          const ETabulonCursor& /*cursor*/) {
+    Free();
+    cumuls_ = ERef<ETabulonScoreCumuls>::Adopt(ETabulonScoreCumuls::Build(
+        tag, sortDesc_, &calculations_, levelCount_, /*increasingOrder=*/false));
+    InitExtract();
+    buffers_ = ERef<ETabulonScoreCumulsBuffers>::Adopt(cumuls_->Start());
+    return StatusOk;
+}
+
+CursorStatus ETabulonScoreFiller::OnMove(const ETabulonCursor& cursor) {
+    extract_.ViewCurrent(cursor);
+    buffers_->AddOwnValue(extract_);
+    return StatusOk;
+}
+
+void ETabulonScoreFiller::SendTo(ITabulonResScoreUI* ui) const {
+    const CursorLocking locking(*cursor_);
+    buffers_->SendTo(ui);
+}
+
+}  // namespace etabulon

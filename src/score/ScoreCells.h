@@ -1,0 +1,69 @@
+#pragma once
+
+#include "etabulon/cumul/ETabulonCumulCells.h"
+#include "etabulon/cumul/ETabulonCumulFuncOnVar.h"
+#include "etabulon/foundation/ECountedUnknown.h"
+#include "etabulon/foundation/ERef.h"
+#include "grid/TagIndex.h"
+#include "score/LabelMemo.h"
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace etabulon {
+
+class ETabulonExtractValue;
+class ETabulonScoreCumuls;
+
+namespace detail {
+
+/// The lines and the total of a score, in rows of accumulators.
+///
+/// A line is a label: the root and the values of the label levels. Lines are numbered from 0 in the
+/// order in which their labels are met.
+/// Ownership  counted, since copies of the buffers name the same cells.
+class ScoreCells : public virtual ECountedUnknown {
+public:
+    explicit ScoreCells(ETabulonScoreCumuls& desc);
+    ScoreCells(const ScoreCells&) = delete;
+    ScoreCells& operator=(const ScoreCells&) = delete;
+
+    /// Folds a record that lies at or below the root.
+    void Add(const ETabulonTag& position, std::span<const EVariant* const> values,
+             const ETabulonPrimaryKey* context);
+    [[nodiscard]] bool NeedsContext() const noexcept { return rows_.NeedsContext(); }
+    /// The extract's value for each calculation, in their order. Good until the next call.
+    [[nodiscard]] std::span<const EVariant* const> ValuesOf(const ETabulonExtractValue& extract);
+
+    [[nodiscard]] std::uint32_t LineCount() const noexcept;
+    [[nodiscard]] unsigned int CalculationCount() const noexcept { return rows_.Size(); }
+    /// Spelled as it was first met.
+    [[nodiscard]] ETabulonTag Label(std::uint32_t line) const { return labels_.Tag(line); }
+    [[nodiscard]] bool HasValue(std::uint32_t line, std::size_t column) const {
+        return labels_.NumberAt(line, column) != TagIndex::kAbsent;
+    }
+    /// What labels are made of.
+    [[nodiscard]] const TagIndex& Labels() const noexcept { return labels_; }
+    [[nodiscard]] ETabulonValue Result(std::uint32_t line, unsigned int calculation) const {
+        return rows_.Result(RowOf(line), calculation);
+    }
+    /// ValNull as long as there is no record.
+    [[nodiscard]] ETabulonValue Total(unsigned int calculation) const;
+
+private:
+    static constexpr std::uint32_t kTotal = 0;  // the first row
+    [[nodiscard]] static std::uint32_t RowOf(std::uint32_t line) noexcept { return line + 1; }
+
+    ~ScoreCells() override = default;
+    [[nodiscard]] std::uint32_t LineOf(const ETabulonTag& position);
+
+    TagIndex labels_;
+    LabelMemo memo_;
+    CumulCells rows_;
+    std::vector<ERef<ETabulonCumulFuncOnVar>> calculations_;
+    std::vector<const EVariant*> values_;
+};
+
+}  // namespace detail
+}  // namespace etabulon
