@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 #include <random>
+#include <utility>
 #include <vector>
 
 namespace etabulon::detail {
@@ -48,6 +50,31 @@ TEST(ValueNumbers, KeepSpellingsThatLookOrReadDifferently) {
     EXPECT_EQ(numbers.SpellingOf(number, Text("a", "y", TYPE_NC_CHAINE)), 2U);
     EXPECT_EQ(numbers.SpellingOf(number, Text("A", "x", TYPE_NC_CHAINE)), 1U);
     EXPECT_EQ(numbers.SpellingCount(), 3U);
+}
+
+// First few pairs out of many, then many, then a far one: found by table, by hash and back.
+TEST(PairNumbers, StayAsTheFillOfThePossiblePairsChanges) {
+    std::mt19937 random(7);
+    std::map<std::pair<std::uint32_t, std::uint32_t>, std::uint32_t> known;
+    PairNumbers numbers;
+    const auto meet = [&](std::uint32_t first, std::uint32_t second) {
+        const auto next = static_cast<std::uint32_t>(known.size());
+        const std::uint32_t expected = known.try_emplace({first, second}, next).first->second;
+        ASSERT_EQ(numbers.FindOrAdd(first, second), expected);
+        ASSERT_EQ(numbers.FirstOf(expected), first);
+        ASSERT_EQ(numbers.SecondOf(expected), second);
+    };
+    for (const std::uint32_t bound : {20U, 3000U, 200U, 100000U, 300U}) {
+        for (int count = 0; count < 40000; ++count) {
+            const std::uint32_t second = random() % bound;
+            meet(random() % bound, second == 3 ? PairNumbers::kNone : second);
+        }
+    }
+    for (const auto& [pair, number] : known) {
+        ASSERT_EQ(numbers.Find(pair.first, pair.second), number);
+    }
+    EXPECT_EQ(numbers.Find(200000, 0), PairNumbers::kNone);
+    EXPECT_EQ(numbers.Size(), known.size());
 }
 
 // A linear search over tags.
