@@ -6,6 +6,7 @@
 #include "apps/etabulon/CliUtf8.h"
 #include "apps/etabulon/GridCommand.h"
 #include "apps/etabulon/LevelsCommand.h"
+#include "apps/etabulon/TreeCommand.h"
 #include "apps/etabulon/WalkCommand.h"
 
 #include <CLI/CLI.hpp>
@@ -29,6 +30,7 @@ std::vector<std::unique_ptr<CliCommand>> MakeCommands() {
     std::vector<std::unique_ptr<CliCommand>> commands;
     commands.push_back(std::make_unique<LevelsCommand>());
     commands.push_back(std::make_unique<WalkCommand>());
+    commands.push_back(std::make_unique<TreeCommand>());
     commands.push_back(std::make_unique<GridCommand>());
     return commands;
 }

@@ -1,0 +1,179 @@
+#include "apps/etabulon/TreeCommand.h"
+
+#include "apps/etabulon/CliInterrupt.h"
+#include "apps/etabulon/CliTreePrinter.h"
+#include "apps/etabulon/CliTreeRecords.h"
+#include "apps/etabulon/CliUtf8.h"
+#include "etabulon/sqlite/ESqliteSource.h"
+#include "etabulon/tree/EDataTree.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace etabulon {
+namespace {
+
+/// None for a view, whose records can't be told apart.
+std::vector<CliColumn> KeyParts(const ESqlTableInfo& table) {
+    if (table.keyKind == ESqlKeyKind::RowId) {
+        return {{table.rowIdName, true}};
+    }
+    std::vector<CliColumn> parts;
+    for (const unsigned index : table.key) {
+        const ESqlColumn& column = table.columns[index];
+        parts.push_back({std::string(column.name.View()), IsNumber(column.type)});
+    }
+    return parts;
+}
+
+/// The labels of the place, which only records have.
+void TakeLabels(ETabulonTag& place, const ETabulonTag& met) {
+    for (unsigned index = 0; index < place.KnownLevelsCount(); ++index) {
+        if (const ETabulonValue* const value = met.Find(place.LevelAt(index))) {
+            place.ValueAt(index) = *value;
+        }
+    }
+}
+
+}  // namespace
+
+void TreeCommand::Declare(CLI::App& app) {
+    source_.Declare(app);
+    levels_.Declare(app);
+    AddList(app, "--hide", hide_, "Levels to leave out: their nodes are merged");
+    AddList(app, "--reverse", reverse_, "Levels to sort in falling order");
+    app.add_option("--by", by_,
+                   "Sort by display, the texts in the order of --locale, or by data, all values as "
+                   "texts byte by byte (10 before 9)")
+        ->type_name("ORDER")
+        ->check(CLI::IsMember({"display", "data"}));
+    app.add_option("--depth", depth_, "Show this many levels below the root")
+        ->check(CLI::NonNegativeNumber)
+        ->type_name("N");
+    app.add_flag("--leaves", showsLeaves_, "Show the key of each record below its node");
+    locale_.Declare(app);
+    output_.DeclareFormat(app);
+    output_.DeclareProgress(app);
+    app.footer(
+        "Levels are written as for walk. The count of a node is its number of records. With --at "
+        "the\ntree is that of the place, which all its nodes have in common.\n"
+        "json nests the nodes, ndjson has a line for each node with its path, csv and tsv have a "
+        "line\nfor each of the deepest nodes shown (with --leaves: for each record).");
+}
+
+bool TreeCommand::ReadOrder(const CliDictionary& dictionary, const ESqlTableInfo& table,
+                            Order& order, CliFailure& failure) const {
+    return MakeLevels(dictionary, table, levels_.Levels(), order.levels, failure) &&
+           MakeTag(dictionary, table, order.levels, levels_.At(), order.place, failure) &&
+           FindLevels(dictionary, table, order.levels, JoinLists(hide_), "--hide", order.hidden,
+                      failure) &&
+           FindLevels(dictionary, table, order.levels, JoinLists(reverse_), "--reverse",
+                      order.reversed, failure);
+}
+
+bool TreeCommand::MakeView(const ESqlTableInfo& table, const Order& order, CliTreeView& view,
+                           CliFailure& failure) const {
+    view.rootName = table.name.View();
+    std::size_t depth = 0;
+    for (unsigned id = 0; id < order.levels.all.size(); ++id) {
+        if (order.hidden.contains(id)) {
+            continue;
+        }
+        const CliLevel& level = order.levels.all[id];
+        const bool isFixed = order.place.HasValue(id);
+        const bool isNumber = !level.HasLabel() && IsNumber(level.data.variable->TypeCode());
+        view.levels.push_back({{level.shown, isNumber}, id, level.HasLabel(), isFixed});
+        if (isFixed) {
+            view.place.SetValue(id, order.place.Value(id));
+        } else {
+            ++depth;
+        }
+    }
+    view.depth = std::min<std::size_t>(depth, depth_.value_or(depth));
+    if (!showsLeaves_) {
+        return true;
+    }
+    if (view.depth < depth) {
+        return failure.Set(CliExit::Usage,
+                           fmt::format("--leaves stand below the last level, which --depth {} "
+                                       "doesn't reach; here that takes {}",
+                                       view.depth, depth));
+    }
+    view.keyParts = KeyParts(table);
+    return !view.keyParts.empty() ||
+           failure.Set(CliExit::Failed,
+                       fmt::format("{} is a view: it has no key that --leaves could show",
+                                   Quoted(view.rootName)));
+}
+
+/// The levels of the place have one value each: without them the tree begins there, whichever
+/// levels they are.
+ETabulonSortDesc::SortKeyArray TreeCommand::SortKeys(const Order& order) {
+    ETabulonSortDesc::SortKeyArray keys;
+    for (unsigned id = 0; id < order.levels.all.size(); ++id) {
+        const bool isHidden = order.hidden.contains(id) || order.place.HasValue(id);
+        keys.Add({id, order.reversed.contains(id),
+                  isHidden ? ETabulonSortDesc::HideFlag{ETabulonSortDesc::HideInTree} : 0U});
+    }
+    return keys;
+}
+
+bool TreeCommand::Run(CliEnvironment& environment, CliFailure& failure) {
+    if (levels_.Levels().empty()) {
+        return failure.Set(CliExit::Usage,
+                           "a tree is made of levels: --levels is missing (see etabulon tree "
+                           "--help)");
+    }
+    if (!locale_.Install(environment, failure)) {
+        return false;
+    }
+    const std::unique_ptr<ESqliteSource> source = source_.Open(failure);
+    if (source == nullptr) {
+        return false;
+    }
+    const CliDictionary dictionary(*source);
+    const ESqlTableInfo* const table = dictionary.FindTable(source_.table, failure);
+    Order order;
+    CliTreeView view;
+    if (table == nullptr || !ReadOrder(dictionary, *table, order, failure) ||
+        !MakeView(*table, order, view, failure)) {
+        return false;
+    }
+    const CliWalkContext context{dictionary, *table, environment.interrupt,
+                                 output_.ShowsProgress(environment)};
+    return Print(environment, context, order, view, failure);
+}
+
+bool TreeCommand::Print(const CliEnvironment& environment, const CliWalkContext& context,
+                        const Order& order, CliTreeView& view, CliFailure& failure) const {
+    CliCursor cursor(context.interrupt);
+    if (!OpenCursor(context, order.levels.levels, {}, cursor, failure)) {
+        return false;
+    }
+    EDataTree tree(&cursor, context.table.name, nullptr);
+    tree.SetSortLevels(SortKeys(order));
+    tree.SetCompareSource(by_ == "data" ? ETabulonSortDesc::CompareOnData
+                                        : ETabulonSortDesc::CompareOnDisplay);
+    CliTreeRecords records(*tree.Root(), view.keyParts.size());
+    if (!Walk(context, cursor, order.place, records, failure)) {
+        return false;
+    }
+    records.SumUp();
+    if (records.Count(*tree.Root()) == 0 && !order.place.IsRoot()) {
+        ExplainNothingThere(context, order.levels, order.place, failure);
+        return false;
+    }
+    TakeLabels(view.place, records.FirstTag());
+    {
+        // Printing ends by it too: after a whole line, as a walk does.
+        const CliInterrupt::Cancelling cancelling(environment.interrupt, cursor);
+        MakeTreePrinter(output_.Format(environment), view, records, environment.output,
+                        environment.hasStyle, environment.interrupt)
+            ->Print(*tree.Root());
+    }
+    return !environment.interrupt.IsRaised() || failure.Set(CliExit::Cancelled, {});
+}
+
+}  // namespace etabulon

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "apps/etabulon/CliCommand.h"
+#include "apps/etabulon/CliOptions.h"
+#include "apps/etabulon/CliWalk.h"
+#include "etabulon/sort/ETabulonSortDesc.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace etabulon {
+
+struct CliTreeView;
+
+/// `etabulon tree`: the records of a table as a tree of levels, each node with the number of
+/// records there.
+class TreeCommand final : public CliCommand {
+public:
+    [[nodiscard]] const char* Name() const override { return "tree"; }
+    [[nodiscard]] const char* Description() const override {
+        return "Print the levels of a table as a tree with the number of records of each node";
+    }
+    void Declare(CLI::App& app) override;
+    [[nodiscard]] bool Run(CliEnvironment& environment, CliFailure& failure) override;
+
+private:
+    /// What the options say about a table.
+    struct Order {
+        CliLevels levels;
+        ETabulonTag place;
+        std::set<unsigned int> hidden;
+        std::set<unsigned int> reversed;
+    };
+    [[nodiscard]] bool ReadOrder(const CliDictionary& dictionary, const ESqlTableInfo& table,
+                                 Order& order, CliFailure& failure) const;
+    [[nodiscard]] bool MakeView(const ESqlTableInfo& table, const Order& order, CliTreeView& view,
+                                CliFailure& failure) const;
+    [[nodiscard]] static ETabulonSortDesc::SortKeyArray SortKeys(const Order& order);
+    [[nodiscard]] bool Print(const CliEnvironment& environment, const CliWalkContext& context,
+                             const Order& order, CliTreeView& view, CliFailure& failure) const;
+
+    CliSourceOptions source_;
+    CliLevelOptions levels_;
+    std::vector<std::string> hide_;
+    std::vector<std::string> reverse_;
+    std::string by_ = "display";
+    std::optional<std::uint32_t> depth_;
+    bool showsLeaves_ = false;
+    CliLocaleOptions locale_;
+    CliOutputOptions output_;
+};
+
+}  // namespace etabulon
