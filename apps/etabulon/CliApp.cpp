@@ -6,6 +6,7 @@
 #include "apps/etabulon/CliUtf8.h"
 #include "apps/etabulon/GridCommand.h"
 #include "apps/etabulon/LevelsCommand.h"
+#include "apps/etabulon/ScoreCommand.h"
 #include "apps/etabulon/TreeCommand.h"
 #include "apps/etabulon/WalkCommand.h"
 
@@ -32,6 +33,7 @@ std::vector<std::unique_ptr<CliCommand>> MakeCommands() {
     commands.push_back(std::make_unique<WalkCommand>());
     commands.push_back(std::make_unique<TreeCommand>());
     commands.push_back(std::make_unique<GridCommand>());
+    commands.push_back(std::make_unique<ScoreCommand>());
     return commands;
 }
 
