@@ -21,11 +21,6 @@ std::string_view Trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(kBlanks) + 1 - first);
 }
 
-struct Word {
-    std::string text;
-    bool isQuoted = false;
-};
-
 /// Goes through the text of an option from the left.
 class Scanner {
 public:
@@ -39,7 +34,7 @@ public:
         ++place_;
         return true;
     }
-    [[nodiscard]] bool ReadWord(std::string_view stops, Word& word);
+    [[nodiscard]] bool ReadWord(std::string_view stops, CliWordSpec& word);
     [[nodiscard]] bool ReadPath(std::string_view stops, CliPath& path);
     void SkipBlanks() { place_ = std::min(text_.find_first_not_of(kBlanks, place_), text_.size()); }
     [[nodiscard]] std::size_t Place() const noexcept { return place_; }
@@ -51,7 +46,7 @@ public:
     }
 
 private:
-    [[nodiscard]] bool ReadQuoted(Word& word);
+    [[nodiscard]] bool ReadQuoted(CliWordSpec& word);
     [[nodiscard]] bool ReadStep(std::string_view stops, CliPathStep& step);
     [[nodiscard]] char TakeMark();
     [[nodiscard]] bool IsBackwardAt(std::size_t place) const {
@@ -63,7 +58,7 @@ private:
     CliFailure& failure_;
 };
 
-bool Scanner::ReadQuoted(Word& word) {
+bool Scanner::ReadQuoted(CliWordSpec& word) {
     word.isQuoted = true;
     for (;;) {
         const std::size_t quote = text_.find('"', place_);
@@ -80,7 +75,7 @@ bool Scanner::ReadQuoted(Word& word) {
 }
 
 /// Stops in front of one of `stops`; » is one where > is.
-bool Scanner::ReadWord(std::string_view stops, Word& word) {
+bool Scanner::ReadWord(std::string_view stops, CliWordSpec& word) {
     word = {};
     SkipBlanks();
     if (Take('"')) {
@@ -112,7 +107,7 @@ char Scanner::TakeMark() {
 }
 
 bool Scanner::ReadStep(std::string_view stops, CliPathStep& step) {
-    Word word;
+    CliWordSpec word;
     if (!ReadWord(stops, word)) {
         return false;
     }
@@ -198,13 +193,19 @@ bool ParsePlaces(std::string_view text, std::vector<CliPlaceSpec>& places, CliFa
                 "{} has no value (level=value; a comma in a value needs double quotes around it)",
                 Quoted(place.path.shown)));
         }
-        Word word;
+        CliWordSpec word;
         if (!scanner.ReadWord(",", word)) {
             return false;
         }
         place.value = std::move(word.text);
         place.isQuoted = word.isQuoted;
         return true;
+    });
+}
+
+bool ParseWords(std::string_view text, std::vector<CliWordSpec>& words, CliFailure& failure) {
+    return ReadList(text, failure, words, [](Scanner& scanner, CliWordSpec& word) {
+        return scanner.ReadWord(",", word);
     });
 }
 

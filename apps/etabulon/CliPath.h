@@ -37,14 +37,22 @@ struct CliPlaceSpec {
     bool isQuoted = false;
 };
 
-/// Read what `--levels`, `--columns` and `--at` are given: lists with commas. Blanks around names
-/// and values don't count. A name or value that holds what has a meaning here stands in double
-/// quotes, its own quotes doubled. A blank list is empty.
+/// A value as written.
+struct CliWordSpec {
+    std::string text;
+    bool isQuoted = false;
+};
+
+/// Read what `--levels`, `--columns`, `--at` and `--drill` are given: lists with commas. Blanks
+/// around names and values don't count. A name or value that holds what has a meaning here stands
+/// in double quotes, its own quotes doubled. A blank list is empty.
 [[nodiscard]] bool ParseLevels(std::string_view text, std::vector<CliLevelSpec>& levels,
                                CliFailure& failure);
 [[nodiscard]] bool ParsePaths(std::string_view text, std::vector<CliPath>& paths,
                               CliFailure& failure);
 [[nodiscard]] bool ParsePlaces(std::string_view text, std::vector<CliPlaceSpec>& places,
                                CliFailure& failure);
+[[nodiscard]] bool ParseWords(std::string_view text, std::vector<CliWordSpec>& words,
+                              CliFailure& failure);
 
 }  // namespace etabulon

@@ -1,7 +1,9 @@
 #include "apps/etabulon/GridCommand.h"
 
 #include "apps/etabulon/CliCrossPrinter.h"
+#include "apps/etabulon/CliDrill.h"
 #include "apps/etabulon/CliOutput.h"
+#include "apps/etabulon/CliRecords.h"
 #include "etabulon/grid/ETabulonGridCumuls.h"
 #include "etabulon/sqlite/ESqliteSource.h"
 
@@ -44,6 +46,10 @@ void GridCommand::Declare(CLI::App& app) {
                    "Of several calculations on two axes show only this one: 1 is the first")
         ->check(CLI::PositiveNumber)
         ->type_name("N");
+    app.add_option("--drill", drill_,
+                   "Print the records behind a cell instead: the labels line,column, either of "
+                   "them total")
+        ->type_name("CELL");
     output_.DeclareFormat(app);
     output_.DeclareProgress(app);
     app.footer(
@@ -123,6 +129,34 @@ void GridCommand::Send(const Request& request, Grids& grids) const {
     }
 }
 
+bool GridCommand::Drill(const CliEnvironment& environment, const CliWalkContext& context,
+                        const Request& request, const Grids& grids, CliFailure& failure) const {
+    CliCellPlace place;
+    ETabulonVariableID variable;
+    ETabulonTag tag;
+    const CliCross& cross = grids.crosses.front();
+    if (!cross.lines.isData) {
+        return failure.Set(
+            CliExit::Usage,
+            "--drill needs an axis: without one a grid has the cells of all records");
+    }
+    if (!FindCell(cross, *drill_, place, failure)) {
+        return false;
+    }
+    // Where calculations are columns, they all lie on the same records, and a grid may have but
+    // one.
+    const unsigned int column = cross.columns.isData ? place.column : 0;
+    if (!grids.fillers.front()->GetSelection(static_cast<int>(column), static_cast<int>(place.line),
+                                             &variable, &tag)) {
+        return failure.Set(CliExit::Failed, "there is no such cell");
+    }
+    const std::vector<CliVariable> values =
+        AllValues(context.dictionary, context.table, request.levels.levels);
+    const std::unique_ptr<CliWriter> writer = output_.MakeWriter(environment);
+    return PrintRecords(context, {request.levels.levels, tag, values}, *writer, environment.output,
+                        failure);
+}
+
 bool GridCommand::Run(CliEnvironment& environment, CliFailure& failure) {
     if (!sort_.Install(environment, failure)) {
         return false;
@@ -150,6 +184,9 @@ bool GridCommand::Run(CliEnvironment& environment, CliFailure& failure) {
     if (grids.crosses.front().IsEmpty() && !request.levels.place.IsRoot()) {
         ExplainNothingThere(context, request.levels.levels, request.levels.place, failure);
         return false;
+    }
+    if (drill_) {
+        return Drill(environment, context, request, grids, failure);
     }
     PrintCrosses(output_.Format(environment), grids.crosses, AreNumbers(request.calculations),
                  environment.output, environment.hasStyle);

@@ -42,12 +42,16 @@ private:
     [[nodiscard]] bool Calculate(const CliWalkContext& context, const Request& request,
                                  CliCursor& cursor, Grids& grids, CliFailure& failure) const;
     void Send(const Request& request, Grids& grids) const;
+    /// Prints the records behind a cell.
+    [[nodiscard]] bool Drill(const CliEnvironment& environment, const CliWalkContext& context,
+                             const Request& request, const Grids& grids, CliFailure& failure) const;
 
     CliSourceOptions source_;
     std::vector<std::string> axes_;
     std::vector<std::string> calculations_;
     CliSortOptions sort_;
     std::optional<std::uint32_t> priority_;
+    std::optional<std::string> drill_;
     CliOutputOptions output_;
 };
 

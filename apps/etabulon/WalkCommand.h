@@ -25,9 +25,6 @@ private:
     [[nodiscard]] bool FindValues(const CliDictionary& dictionary, const ESqlTableInfo& table,
                                   const CliLevels& levels, std::vector<CliVariable>& values,
                                   CliFailure& failure) const;
-    [[nodiscard]] bool Print(const CliEnvironment& environment, const CliWalkContext& context,
-                             const CliLevels& levels, const ETabulonTag& tag,
-                             const std::vector<CliVariable>& values, CliFailure& failure) const;
 
     CliSourceOptions source_;
     CliLevelOptions levels_;
