@@ -177,6 +177,11 @@ bool ESqliteConnection::SetUp(ESqlOpenMode mode) {
     sqlite3_db_config(database_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
     sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_LOAD_EXTENSION, 0, nullptr);
     sqlite3_limit(database_, SQLITE_LIMIT_ATTACHED, 0);
+    // Also the size of the runs that a long sort is made of: within one no cancel is seen. A file
+    // may ask for any size.
+    if (!Execute("PRAGMA cache_size=-1000")) {
+        return false;
+    }
     if (mode == ESqlOpenMode::ReadOnly) {
         // Not mapped into memory, though walks would be some 5 percent faster: a file that somebody
         // cuts off, or a disk that goes, would end the program.
