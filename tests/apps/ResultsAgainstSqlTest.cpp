@@ -1,0 +1,245 @@
+#include "apps/CommandRun.h"
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <cmath>
+#include <map>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace etabulon {
+namespace {
+
+using test::CommandResult;
+using test::RunCommand;
+using test::TestFolder;
+
+using Row = std::vector<std::string>;
+
+/// The rows of a query, NULL as \N.
+std::vector<Row> Query(const std::string& path, const std::string& sql) {
+    sqlite3* database = nullptr;
+    EXPECT_EQ(sqlite3_open_v2(path.c_str(), &database, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
+    sqlite3_stmt* statement = nullptr;
+    EXPECT_EQ(sqlite3_prepare_v2(database, sql.c_str(), -1, &statement, nullptr), SQLITE_OK)
+        << sqlite3_errmsg(database) << " in " << sql;
+    std::vector<Row> rows;
+    while (statement != nullptr && sqlite3_step(statement) == SQLITE_ROW) {
+        Row& row = rows.emplace_back();
+        for (int column = 0; column < sqlite3_column_count(statement); ++column) {
+            const unsigned char* const text = sqlite3_column_text(statement, column);
+            row.emplace_back(text == nullptr ? "\\N" : reinterpret_cast<const char*>(text));
+        }
+    }
+    sqlite3_finalize(statement);
+    sqlite3_close(database);
+    return rows;
+}
+
+/// What a command prints as lines of cells.
+std::vector<Row> Printed(const std::vector<std::string>& arguments) {
+    const CommandResult result = RunCommand(arguments);
+    EXPECT_EQ(result.status, 0) << result.err;
+    std::vector<Row> rows;
+    std::istringstream lines(result.out);
+    for (std::string line; std::getline(lines, line);) {
+        Row& row = rows.emplace_back();
+        std::istringstream cells(line + '\t');
+        for (std::string cell; std::getline(cells, cell, '\t');) {
+            row.push_back(cell);
+        }
+    }
+    return rows;
+}
+
+void ExpectSameNumber(const std::string& printed, const std::string& expected,
+                      const std::string& where) {
+    if (printed == expected || expected == "\\N" || printed == "\\N" || printed.empty() ||
+        expected.find_first_of(".e") == std::string::npos) {
+        EXPECT_EQ(printed, expected) << where;
+        return;
+    }
+    const double number = std::stod(expected);
+    EXPECT_NEAR(std::stod(printed), number, std::abs(number) * 1e-9) << where;
+}
+
+/// A table whose records are few and odd: values missing in part of a group and in all of one,
+/// missing and empty labels, links that lead nowhere.
+constexpr const char* kGaps = R"(
+    CREATE TABLE kinds(id INTEGER PRIMARY KEY, name TEXT);
+    INSERT INTO kinds VALUES (1, 'one'), (2, NULL), (3, 'three');
+    CREATE TABLE gaps(id INTEGER PRIMARY KEY, kind_id INTEGER, side TEXT, whole INTEGER,
+        part REAL, CONSTRAINT kind FOREIGN KEY(kind_id) REFERENCES kinds(id));
+    INSERT INTO gaps VALUES (1, 1, 'a', NULL, NULL), (2, 1, 'a', 5, 0.1), (3, 1, 'b', NULL, NULL),
+        (4, 1, 'b', NULL, NULL), (5, 2, 'a', 0, -0.0), (6, 2, 'b', -7, 1e300), (7, 3, '', 3, 0.2),
+        (8, 3, 'a', NULL, NULL), (9, NULL, 'a', 4, 2.5), (10, NULL, 'b', 9007199254740993, 0.3),
+        (11, 1, 'a', 6, -1), (12, 3, '', NULL, NULL), (13, 3, '', 8, 4);
+)";
+
+struct Case {
+    bool isOfStrikes;
+    const char* lines;  // as the command takes it
+    const char* lineSql;
+    const char* columns;  // null: none
+    const char* columnSql;
+    const char* variable;
+};
+
+constexpr const char* kStrikesFrom =
+    "strikes AS s JOIN airports AS a ON a.id = s.airport_id JOIN states AS t ON t.id = a.state_id "
+    "JOIN species AS w ON w.id = s.species_id";
+constexpr const char* kGapsFrom = "gaps AS s LEFT JOIN kinds AS k ON k.id = s.kind_id";
+
+/// A function, and what it is in SQL for `x`. No function passes a missing value over: COUNT counts
+/// it, AVG divides by it though it adds nothing, and it is less than all others.
+struct Function {
+    const char* code;
+    const char* sql;
+};
+constexpr Function kFunctions[] = {
+    {"COUNT", "COUNT(*)"},
+    {"SUM", "SUM(x)"},
+    {"AVG", "SUM(CAST(x AS REAL)) / COUNT(*)"},
+    {"MIN", "CASE WHEN COUNT(*) = COUNT(x) THEN MIN(x) END"},
+    {"MAX", "MAX(x)"},
+};
+
+class ResultsAgainstSql : public testing::TestWithParam<Case> {
+protected:
+    void SetUp() override {
+        const Case& tested = GetParam();
+        path_ =
+            tested.isOfStrikes ? ETABULON_STRIKES_DATABASE : folder_.MakeDatabase("gaps.db", kGaps);
+        // Cells are told apart by their labels as the command prints them.
+        from_ =
+            std::string(" FROM (SELECT IFNULL(") + tested.lineSql + ", '\\N') AS l, " +
+            (tested.columns == nullptr
+                 ? "''"
+                 : "CASE WHEN " + std::string(tested.columnSql) + " IS NULL THEN 'NULL' WHEN " +
+                       tested.columnSql + " = '' THEN '\"\"' ELSE " + tested.columnSql + " END") +
+            " AS c, s." + tested.variable + " AS x FROM " +
+            (tested.isOfStrikes ? kStrikesFrom : kGapsFrom) + ")";
+    }
+    [[nodiscard]] std::string Table() const { return GetParam().isOfStrikes ? "strikes" : "gaps"; }
+    /// Cells and totals by line and column.
+    [[nodiscard]] std::map<Row, std::string> Expected(const Function& function) const {
+        const std::string sql = function.sql;
+        std::map<Row, std::string> expected;
+        for (const std::string select : {"l, c", "l, 'total'", "'total', c", "'total', 'total'"}) {
+            for (const Row& row :
+                 Query(path_, "SELECT " + select + ", " + sql + from_ + " GROUP BY 1, 2")) {
+                expected[{row[0], row[1]}] = row[2];
+            }
+        }
+        return expected;
+    }
+
+    TestFolder folder_;
+    std::string path_;
+    std::string from_;
+};
+
+TEST_P(ResultsAgainstSql, AgreeInEveryCellAndTotalOfAGrid) {
+    const Case& tested = GetParam();
+    for (const Function& function : kFunctions) {
+        const std::map<Row, std::string> expected = Expected(function);
+        const std::string calculation = std::string(function.code) + ":" + tested.variable;
+        std::vector<std::string> arguments = {"grid",     path_, Table(),  "--calc",    calculation,
+                                              "--format", "tsv", "--axes", tested.lines};
+        if (tested.columns != nullptr) {
+            arguments.back() += std::string(",") + tested.columns;
+        }
+        const std::vector<Row> rows = Printed(arguments);
+        ASSERT_FALSE(rows.empty());
+        std::set<Row> met;
+        for (std::size_t line = 1; line < rows.size(); ++line) {
+            for (std::size_t column = 1; column < rows[line].size(); ++column) {
+                const Row cell = {rows[line][0],
+                                  tested.columns == nullptr ? "total" : rows[0][column]};
+                const auto found = expected.find(cell);
+                const std::string wanted = found == expected.end() ? "\\N" : found->second;
+                ExpectSameNumber(rows[line][column], wanted,
+                                 calculation + " at " + cell[0] + ", " + cell[1]);
+                met.insert(cell);
+            }
+        }
+        for (const auto& [cell, value] : expected) {
+            EXPECT_TRUE(met.contains(cell) || (tested.columns == nullptr && cell[1] != "total"))
+                << calculation << " at " << cell[0] << ", " << cell[1];
+        }
+    }
+}
+
+TEST_P(ResultsAgainstSql, AgreeInEveryLineAndTheTotalOfAScore) {
+    const Case& tested = GetParam();
+    std::string calculations;
+    std::vector<std::map<Row, std::string>> expected;
+    for (const Function& function : kFunctions) {
+        calculations +=
+            (expected.empty() ? "" : ",") + std::string(function.code) + ":" + tested.variable;
+        expected.push_back(Expected(function));
+    }
+    const std::vector<Row> rows = Printed({"score", path_, Table(), "--level", tested.lines,
+                                           "--calc", calculations, "--format", "tsv"});
+    std::set<std::string> labels;
+    for (std::size_t line = 1; line < rows.size(); ++line) {
+        ASSERT_EQ(rows[line].size(), expected.size() + 1);
+        for (std::size_t place = 0; place < expected.size(); ++place) {
+            ExpectSameNumber(rows[line][place + 1], expected[place][{rows[line][0], "total"}],
+                             std::string(kFunctions[place].code) + " of " + rows[line][0]);
+        }
+        EXPECT_TRUE(line == 1 || line + 1 == rows.size() ||
+                    std::stol(rows[line - 1][1]) >= std::stol(rows[line][1]));
+        EXPECT_TRUE(labels.insert(rows[line][0]).second) << rows[line][0];
+    }
+    std::set<std::string> wanted;
+    for (const auto& [cell, value] : expected.front()) {
+        wanted.insert(cell[0]);
+    }
+    EXPECT_EQ(labels, wanted);
+    EXPECT_EQ(rows.back().front(), "total");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, ResultsAgainstSql,
+    testing::Values(Case{true, "damage", "s.damage", "time_of_day", "s.time_of_day", "speed_knots"},
+                    Case{true, "airport>state>name", "t.name", "damage", "s.damage", "cost_total"},
+                    Case{true, "species>name", "w.name", "airport>state>name", "t.name",
+                         "speed_knots"},
+                    Case{true, "airport>name", "a.name", nullptr, nullptr, "cost_repair"},
+                    Case{false, "kind>name", "k.name", "side", "s.side", "whole"},
+                    Case{false, "side", "s.side", "kind>name", "k.name", "part"},
+                    Case{false, "kind_id", "s.kind_id", nullptr, nullptr, "part"}));
+
+// What looks alike is one label of a grid, and only the first value's records are in its cells; the
+// totals have all of them, and a score has a line for each.
+TEST(LabelsThatLookAlike, ShareALineOfAGridButNotOfAScore) {
+    const TestFolder folder;
+    const std::string path =
+        folder.MakeDatabase("alike.db",
+                            "CREATE TABLE alike(id INTEGER PRIMARY KEY, t TEXT);"
+                            "INSERT INTO alike VALUES (1, NULL), (2, ''), (3, ''), (4, 'a');");
+    const std::vector<Row> grid = {{"t", "COUNT(id)"}, {"\\N", "1"}, {"a", "1"}, {"total", "4"}};
+    EXPECT_EQ(Printed({"grid", path, "--axes", "t", "--calc", "COUNT:id"}), grid);
+    const std::vector<Row> score = {
+        {"t", "COUNT(id)"}, {"", "2"}, {"a", "1"}, {"\\N", "1"}, {"total", "4"}};
+    EXPECT_EQ(Printed({"score", path, "--level", "t", "--calc", "COUNT:id"}), score);
+}
+
+TEST(StrikesGrid, AveragesTheRecordsOfATotalAndNotItsCells) {
+    const std::vector<Row> rows =
+        Printed({"grid", ETABULON_STRIKES_DATABASE, "strikes", "--axes", "damage", "--calc",
+                 "AVG:cost_total", "--format", "tsv"});
+    double sum = 0;
+    for (std::size_t line = 1; line + 1 < rows.size(); ++line) {
+        sum += std::stod(rows[line][1]);
+    }
+    EXPECT_EQ(rows.back()[1], "4054.5276");
+    EXPECT_NEAR(sum / static_cast<double>(rows.size() - 2), 137105.85, 0.01);
+}
+
+}  // namespace
+}  // namespace etabulon
