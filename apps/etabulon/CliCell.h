@@ -13,11 +13,11 @@ class ETabulonValue;
 
 enum class CliCellKind : std::uint8_t {
     Null = 0,
-    Number = 1,   // decimal, finite
-    Boolean = 2,  // "true" or "false"
-    Text = 3,     // dates and times too
-    Bytes = 4,    // not text: the bytes themselves
-    Absent = 5,   // of a result: nothing that it could be made of
+    Number = 1,     // decimal, finite
+    Boolean = 2,    // "true" or "false"
+    Text = 3,       // dates and times too
+    Bytes = 4,      // not text: the bytes themselves
+    Absent = 5,     // of a result: nothing that it could be made of
     Differing = 6,  // of a result: the values differ, and so there is no common one
 };
 

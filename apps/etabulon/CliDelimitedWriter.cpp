@@ -59,7 +59,8 @@ void CliDelimitedWriter::EndRecord() {
 
 void CliCsvWriter::PutText(std::string_view text) {
     // Blanks at the ends are quoted because many readers would trim them.
-    const bool isPlain = !text.empty() && text != kDiffering && text.front() != ' ' && text.back() != ' ' &&
+    const bool isPlain = !text.empty() && text != kDiffering && text.front() != ' ' &&
+                         text.back() != ' ' &&
                          std::none_of(text.begin(), text.end(), IsQuotedInCsv);
     if (isPlain) {
         Output().Append(text);

@@ -75,9 +75,10 @@ std::string CliLevelOptions::Levels() const { return JoinLists(levels_); }
 std::string CliLevelOptions::At() const { return JoinLists(at_); }
 
 void CliOutputOptions::DeclareFormat(CLI::App& app) {
-    app.add_option("--format", format_,
-                   "table, csv, tsv, json, ndjson, markdown or html; without it table on a terminal, "
-                   "else tsv")
+    app.add_option(
+           "--format", format_,
+           "table, csv, tsv, json, ndjson, markdown or html; without it table on a terminal, "
+           "else tsv")
         ->type_name("FORMAT")
         ->check(CheckFormat);
 }

@@ -116,7 +116,7 @@ void Arrange(CliResultLevels& result, const std::set<unsigned int>& reversed) {
 
 void CliSortOptions::Declare(CLI::App& app) {
     levels_.Declare(app);
-    AddList(app, "--hide", hide_, "Levels to leave out");
+    AddList(app, "--hide", hide_, "Levels to leave out; what differs only in them is put together");
     AddList(app, "--reverse", reverse_, "Levels to sort in falling order");
     app.add_option("--by", by_,
                    "Sort by display, the texts in the order of --locale, or by data, all values as "
@@ -124,6 +124,14 @@ void CliSortOptions::Declare(CLI::App& app) {
         ->type_name("ORDER")
         ->check(CLI::IsMember({"display", "data"}));
     locale_.Declare(app);
+}
+
+bool CliSortOptions::FindMarked(const CliDictionary& dictionary, const ESqlTableInfo& table,
+                                const CliLevels& levels, std::set<unsigned int>& hidden,
+                                std::set<unsigned int>& reversed, CliFailure& failure) const {
+    return FindLevels(dictionary, table, levels, JoinLists(hide_), "--hide", hidden, failure) &&
+           FindLevels(dictionary, table, levels, JoinLists(reverse_), "--reverse", reversed,
+                      failure);
 }
 
 bool CliSortOptions::Read(const CliDictionary& dictionary, const ESqlTableInfo& table,
@@ -139,9 +147,7 @@ bool CliSortOptions::Read(const CliDictionary& dictionary, const ESqlTableInfo& 
     if (!AddNamedLevels(dictionary, table, named, option, result, failure) ||
         !AddPlaceLevels(dictionary, table, levels_.At(), levels, failure) ||
         !MakeTag(dictionary, table, levels, levels_.At(), result.place, failure) ||
-        !FindLevels(dictionary, table, levels, JoinLists(hide_), "--hide", hidden, failure) ||
-        !FindLevels(dictionary, table, levels, JoinLists(reverse_), "--reverse", reversed,
-                    failure)) {
+        !FindMarked(dictionary, table, levels, hidden, reversed, failure)) {
         return false;
     }
     if (result.details.empty()) {
@@ -151,9 +157,7 @@ bool CliSortOptions::Read(const CliDictionary& dictionary, const ESqlTableInfo& 
             }
         }
     }
-    if (by_ == "data") {
-        result.compareSource = ETabulonSortDesc::CompareOnData;
-    }
+    result.compareSource = CompareSource();
     Arrange(result, reversed);
     return CheckDetails(result, hidden, option, failure);
 }

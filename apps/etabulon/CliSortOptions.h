@@ -4,7 +4,7 @@
 #include "apps/etabulon/CliOptions.h"
 #include "etabulon/sort/ETabulonSortDesc.h"
 
-#include <cstdint>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,7 +21,7 @@ struct CliResultLevels {
     ETabulonSortDesc::SortCompareSource compareSource = ETabulonSortDesc::CompareOnDisplay;
 };
 
-/// --levels, --at, --hide, --reverse, --by and --locale, for results.
+/// --levels, --at, --hide, --reverse, --by and --locale, for trees and results.
 class CliSortOptions {
 public:
     void Declare(CLI::App& app);
@@ -35,6 +35,15 @@ public:
     [[nodiscard]] bool Read(const CliDictionary& dictionary, const ESqlTableInfo& table,
                             std::string_view named, std::string_view option,
                             CliResultLevels& result, CliFailure& failure) const;
+
+    [[nodiscard]] const CliLevelOptions& Levels() const noexcept { return levels_; }
+    /// The levels that are in --hide and in --reverse.
+    [[nodiscard]] bool FindMarked(const CliDictionary& dictionary, const ESqlTableInfo& table,
+                                  const CliLevels& levels, std::set<unsigned int>& hidden,
+                                  std::set<unsigned int>& reversed, CliFailure& failure) const;
+    [[nodiscard]] ETabulonSortDesc::SortCompareSource CompareSource() const noexcept {
+        return by_ == "data" ? ETabulonSortDesc::CompareOnData : ETabulonSortDesc::CompareOnDisplay;
+    }
 
 private:
     CliLevelOptions levels_;

@@ -22,8 +22,8 @@ bool IsPlainByte(char c) noexcept { return c >= ' ' && c < '\x7F'; }
 
 /// Says what it is by itself.
 bool IsUnmistakable(std::string_view text) noexcept {
-    if (text.empty() || text == "NULL" || text == kDiffering || text.front() == ' ' || text.back() == ' ' ||
-        text.front() == '"') {
+    if (text.empty() || text == "NULL" || text == kDiffering || text.front() == ' ' ||
+        text.back() == ' ' || text.front() == '"') {
         return false;
     }
     if (std::all_of(text.begin(), text.end(), IsPlainByte)) {

@@ -41,19 +41,11 @@ void TakeLabels(ETabulonTag& place, const ETabulonTag& met) {
 
 void TreeCommand::Declare(CLI::App& app) {
     source_.Declare(app);
-    levels_.Declare(app);
-    AddList(app, "--hide", hide_, "Levels to leave out: their nodes are merged");
-    AddList(app, "--reverse", reverse_, "Levels to sort in falling order");
-    app.add_option("--by", by_,
-                   "Sort by display, the texts in the order of --locale, or by data, all values as "
-                   "texts byte by byte (10 before 9)")
-        ->type_name("ORDER")
-        ->check(CLI::IsMember({"display", "data"}));
+    sort_.Declare(app);
     app.add_option("--depth", depth_, "Show this many levels below the root")
         ->check(CLI::NonNegativeNumber)
         ->type_name("N");
     app.add_flag("--leaves", showsLeaves_, "Show the key of each record below its node");
-    locale_.Declare(app);
     output_.DeclareFormat(app);
     output_.DeclareProgress(app);
     app.footer(
@@ -65,12 +57,9 @@ void TreeCommand::Declare(CLI::App& app) {
 
 bool TreeCommand::ReadOrder(const CliDictionary& dictionary, const ESqlTableInfo& table,
                             Order& order, CliFailure& failure) const {
-    return MakeLevels(dictionary, table, levels_.Levels(), order.levels, failure) &&
-           MakeTag(dictionary, table, order.levels, levels_.At(), order.place, failure) &&
-           FindLevels(dictionary, table, order.levels, JoinLists(hide_), "--hide", order.hidden,
-                      failure) &&
-           FindLevels(dictionary, table, order.levels, JoinLists(reverse_), "--reverse",
-                      order.reversed, failure);
+    return MakeLevels(dictionary, table, sort_.Levels().Levels(), order.levels, failure) &&
+           MakeTag(dictionary, table, order.levels, sort_.Levels().At(), order.place, failure) &&
+           sort_.FindMarked(dictionary, table, order.levels, order.hidden, order.reversed, failure);
 }
 
 bool TreeCommand::MakeView(const ESqlTableInfo& table, const Order& order, CliTreeView& view,
@@ -121,12 +110,12 @@ ETabulonSortDesc::SortKeyArray TreeCommand::SortKeys(const Order& order) {
 }
 
 bool TreeCommand::Run(CliEnvironment& environment, CliFailure& failure) {
-    if (levels_.Levels().empty()) {
+    if (sort_.Levels().Levels().empty()) {
         return failure.Set(CliExit::Usage,
                            "a tree is made of levels: --levels is missing (see etabulon tree "
                            "--help)");
     }
-    if (!locale_.Install(environment, failure)) {
+    if (!sort_.Install(environment, failure)) {
         return false;
     }
     const std::unique_ptr<ESqliteSource> source = source_.Open(failure);
@@ -154,8 +143,7 @@ bool TreeCommand::Print(const CliEnvironment& environment, const CliWalkContext&
     }
     EDataTree tree(&cursor, context.table.name, nullptr);
     tree.SetSortLevels(SortKeys(order));
-    tree.SetCompareSource(by_ == "data" ? ETabulonSortDesc::CompareOnData
-                                        : ETabulonSortDesc::CompareOnDisplay);
+    tree.SetCompareSource(sort_.CompareSource());
     CliTreeRecords records(*tree.Root(), view.keyParts.size());
     if (!Walk(context, cursor, order.place, records, failure)) {
         return false;

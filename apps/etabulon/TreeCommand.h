@@ -2,6 +2,7 @@
 
 #include "apps/etabulon/CliCommand.h"
 #include "apps/etabulon/CliOptions.h"
+#include "apps/etabulon/CliSortOptions.h"
 #include "apps/etabulon/CliWalk.h"
 #include "etabulon/sort/ETabulonSortDesc.h"
 
@@ -44,13 +45,9 @@ private:
                              const Order& order, CliTreeView& view, CliFailure& failure) const;
 
     CliSourceOptions source_;
-    CliLevelOptions levels_;
-    std::vector<std::string> hide_;
-    std::vector<std::string> reverse_;
-    std::string by_ = "display";
+    CliSortOptions sort_;
     std::optional<std::uint32_t> depth_;
     bool showsLeaves_ = false;
-    CliLocaleOptions locale_;
     CliOutputOptions output_;
 };
 
