@@ -44,7 +44,7 @@ void ScoreCommand::Declare(CLI::App& app) {
     output_.DeclareFormat(app);
     output_.DeclareProgress(app);
     app.footer(
-        "The largest comes first; lines without a value, then those of values that differ, come "
+        "The largest comes first; lines of values that differ, then those without a value, come "
         "last.\nOf equal lines the last in the order of the labels comes first (--reverse turns "
         "it).\nFunctions and levels are written as for grid. The total is that of all records, "
         "--top or not.");
