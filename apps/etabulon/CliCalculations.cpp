@@ -48,21 +48,22 @@ std::vector<std::string> CodesOf(const ETabulonCumulFuncCollection& functions) {
     return codes;
 }
 
-bool CheckShape(const CliLevelSpec& spec, CliFailure& failure) {
-    if (spec.label && spec.data.steps.size() == 1 && !spec.data.steps.front().table) {
+bool CheckShape(const CliLevelChoice& choice, CliFailure& failure) {
+    if (choice.label && choice.data.steps.size() == 1 && !choice.data.steps.front().table) {
         return true;
     }
     return failure.Set(
         CliExit::Usage,
         fmt::format("{} in --calc isn't written as FUNCTION:column, such as SUM:{}",
-                    Quoted(spec.shown), spec.label ? spec.label->shown : spec.data.shown));
+                    Quoted(choice.shown), choice.label ? choice.label->shown : choice.data.shown));
 }
 
 bool AddCalculation(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                    const CliLevelSpec& spec, CliCalculations& calculations, CliFailure& failure) {
+                    const CliLevelChoice& choice, CliCalculations& calculations,
+                    CliFailure& failure) {
     CliCalculation added;
-    if (!CheckShape(spec, failure) ||
-        !dictionary.FindVariable(table, *spec.label, added.variable, failure)) {
+    if (!CheckShape(choice, failure) ||
+        !dictionary.FindVariable(table, *choice.label, added.variable, failure)) {
         return false;
     }
     const DVariable& variable = *added.variable.variable;
@@ -70,7 +71,7 @@ bool AddCalculation(const CliDictionary& dictionary, const ESqlTableInfo& table,
     const Chaine header(added.variable.shown);
     const auto description = ERef<ETabulonVariableDesc>::Adopt(
         ETabulonVariableDesc::Build(id, variable.TypeCode(), variable.Size(), header, nullptr));
-    const std::string& wanted = spec.data.steps.front().name;
+    const std::string& wanted = choice.data.steps.front().name;
     const auto function =
         ERef<ETabulonCumulFunc>::Adopt(description->Functions().GetFunction(Chaine(wanted)));
     if (function.Get() == nullptr) {
@@ -99,16 +100,16 @@ bool AddCalculation(const CliDictionary& dictionary, const ESqlTableInfo& table,
 
 bool MakeCalculations(const CliDictionary& dictionary, const ESqlTableInfo& table,
                       std::string_view text, CliCalculations& calculations, CliFailure& failure) {
-    std::vector<CliLevelSpec> specs;
-    if (!ParseLevels(text, specs, failure)) {
+    std::vector<CliLevelChoice> choices;
+    if (!ParseLevels(text, choices, failure)) {
         return false;
     }
-    if (specs.empty()) {
+    if (choices.empty()) {
         return failure.Set(CliExit::Usage,
                            "there is nothing to calculate: --calc FUNCTION:column,... is missing");
     }
-    for (const CliLevelSpec& spec : specs) {
-        if (!AddCalculation(dictionary, table, spec, calculations, failure)) {
+    for (const CliLevelChoice& choice : choices) {
+        if (!AddCalculation(dictionary, table, choice, calculations, failure)) {
             return false;
         }
     }

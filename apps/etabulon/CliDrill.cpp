@@ -10,7 +10,7 @@
 namespace etabulon {
 namespace {
 
-bool IsMeant(const EVariant& label, const CliWordSpec& word) {
+bool IsMeant(const EVariant& label, const CliWordChoice& word) {
     const std::string shown = LabelText(label);
     if (label.IsMissing() || !word.isQuoted) {
         return shown == word.text && label.IsMissing() == (word.text == "NULL");
@@ -18,7 +18,7 @@ bool IsMeant(const EVariant& label, const CliWordSpec& word) {
     return shown == word.text || shown == fmt::format("\"{}\"", word.text);
 }
 
-bool FindLabel(const CliCrossAxis& axis, const CliWordSpec& word, unsigned int& index,
+bool FindLabel(const CliCrossAxis& axis, const CliWordChoice& word, unsigned int& index,
                CliFailure& failure) {
     const auto count = static_cast<unsigned int>(axis.labels.size());
     if (!word.isQuoted && word.text == kTotal) {
@@ -43,7 +43,7 @@ bool FindLabel(const CliCrossAxis& axis, const CliWordSpec& word, unsigned int& 
 
 bool FindCell(const CliCross& cross, std::string_view text, CliCellPlace& place,
               CliFailure& failure) {
-    std::vector<CliWordSpec> words;
+    std::vector<CliWordChoice> words;
     if (!ParseWords(text, words, failure)) {
         return false;
     }

@@ -72,7 +72,7 @@ EVariant ValueOfType(int type, std::uint16_t size, const std::string& text) {
     return EVariant::FromText(code, size, Chaine(text));
 }
 
-bool ReadValue(const CliLevel& level, const CliPlaceSpec& place, ETabulonValue& value,
+bool ReadValue(const CliLevel& level, const CliPlaceChoice& place, ETabulonValue& value,
                CliFailure& failure) {
     if (!place.isQuoted && place.value == "NULL") {
         return true;
@@ -95,20 +95,20 @@ bool ReadValue(const CliLevel& level, const CliPlaceSpec& place, ETabulonValue& 
 
 bool MakeLevels(const CliDictionary& dictionary, const ESqlTableInfo& table, std::string_view text,
                 CliLevels& levels, CliFailure& failure) {
-    std::vector<CliLevelSpec> specs;
-    if (!ParseLevels(text, specs, failure)) {
+    std::vector<CliLevelChoice> choices;
+    if (!ParseLevels(text, choices, failure)) {
         return false;
     }
-    for (const CliLevelSpec& spec : specs) {
+    for (const CliLevelChoice& choice : choices) {
         CliLevel level;
-        if (!dictionary.FindVariable(table, spec.data, level.data, failure)) {
+        if (!dictionary.FindVariable(table, choice.data, level.data, failure)) {
             return false;
         }
         level.label = level.data;
-        if (spec.label && !dictionary.FindVariable(table, *spec.label, level.label, failure)) {
+        if (choice.label && !dictionary.FindVariable(table, *choice.label, level.label, failure)) {
             return false;
         }
-        level.shown = spec.label ? spec.shown : level.data.shown;
+        level.shown = choice.label ? choice.shown : level.data.shown;
         if (FindLevel(levels, level.data) != nullptr) {
             return failure.Set(CliExit::Usage,
                                fmt::format("level {} is given twice", Quoted(level.data.shown)));
@@ -122,11 +122,11 @@ bool MakeLevels(const CliDictionary& dictionary, const ESqlTableInfo& table, std
 
 bool MakeTag(const CliDictionary& dictionary, const ESqlTableInfo& table, const CliLevels& levels,
              std::string_view text, ETabulonTag& tag, CliFailure& failure) {
-    std::vector<CliPlaceSpec> places;
+    std::vector<CliPlaceChoice> places;
     if (!ParsePlaces(text, places, failure)) {
         return false;
     }
-    for (const CliPlaceSpec& place : places) {
+    for (const CliPlaceChoice& place : places) {
         CliVariable data;
         if (!dictionary.FindVariable(table, place.path, data, failure)) {
             return false;
@@ -152,23 +152,23 @@ bool MakeTag(const CliDictionary& dictionary, const ESqlTableInfo& table, const 
 bool FindLevels(const CliDictionary& dictionary, const ESqlTableInfo& table,
                 const CliLevels& levels, std::string_view text, std::string_view option,
                 std::set<unsigned int>& found, CliFailure& failure) {
-    std::vector<CliLevelSpec> specs;
-    if (!ParseLevels(text, specs, failure)) {
+    std::vector<CliLevelChoice> choices;
+    if (!ParseLevels(text, choices, failure)) {
         return false;
     }
-    for (const CliLevelSpec& spec : specs) {
+    for (const CliLevelChoice& choice : choices) {
         CliVariable data;
-        if (!dictionary.FindVariable(table, spec.data, data, failure)) {
+        if (!dictionary.FindVariable(table, choice.data, data, failure)) {
             return false;
         }
         CliVariable label = data;
-        if (spec.label && !dictionary.FindVariable(table, *spec.label, label, failure)) {
+        if (choice.label && !dictionary.FindVariable(table, *choice.label, label, failure)) {
             return false;
         }
         const CliLevel* const level = FindLevel(levels, data);
-        const bool isLevel = level != nullptr && (!spec.label || level->label.code == label.code);
+        const bool isLevel = level != nullptr && (!choice.label || level->label.code == label.code);
         if (!isLevel) {
-            return NoSuchLevel(levels, spec.shown, option, failure);
+            return NoSuchLevel(levels, choice.shown, option, failure);
         }
         found.insert(IdOf(levels, *level));
     }

@@ -34,7 +34,7 @@ public:
         ++place_;
         return true;
     }
-    [[nodiscard]] bool ReadWord(std::string_view stops, CliWordSpec& word);
+    [[nodiscard]] bool ReadWord(std::string_view stops, CliWordChoice& word);
     [[nodiscard]] bool ReadPath(std::string_view stops, CliPath& path);
     void SkipBlanks() { place_ = std::min(text_.find_first_not_of(kBlanks, place_), text_.size()); }
     [[nodiscard]] std::size_t Place() const noexcept { return place_; }
@@ -46,7 +46,7 @@ public:
     }
 
 private:
-    [[nodiscard]] bool ReadQuoted(CliWordSpec& word);
+    [[nodiscard]] bool ReadQuoted(CliWordChoice& word);
     [[nodiscard]] bool ReadStep(std::string_view stops, CliPathStep& step);
     [[nodiscard]] char TakeMark();
     [[nodiscard]] bool IsBackwardAt(std::size_t place) const {
@@ -58,7 +58,7 @@ private:
     CliFailure& failure_;
 };
 
-bool Scanner::ReadQuoted(CliWordSpec& word) {
+bool Scanner::ReadQuoted(CliWordChoice& word) {
     word.isQuoted = true;
     for (;;) {
         const std::size_t quote = text_.find('"', place_);
@@ -75,7 +75,7 @@ bool Scanner::ReadQuoted(CliWordSpec& word) {
 }
 
 /// Stops in front of one of `stops`; » is one where > is.
-bool Scanner::ReadWord(std::string_view stops, CliWordSpec& word) {
+bool Scanner::ReadWord(std::string_view stops, CliWordChoice& word) {
     word = {};
     SkipBlanks();
     if (Take('"')) {
@@ -107,7 +107,7 @@ char Scanner::TakeMark() {
 }
 
 bool Scanner::ReadStep(std::string_view stops, CliPathStep& step) {
-    CliWordSpec word;
+    CliWordChoice word;
     if (!ReadWord(stops, word)) {
         return false;
     }
@@ -163,8 +163,8 @@ bool ReadList(std::string_view text, CliFailure& failure, std::vector<Item>& ite
 
 }  // namespace
 
-bool ParseLevels(std::string_view text, std::vector<CliLevelSpec>& levels, CliFailure& failure) {
-    return ReadList(text, failure, levels, [](Scanner& scanner, CliLevelSpec& level) {
+bool ParseLevels(std::string_view text, std::vector<CliLevelChoice>& levels, CliFailure& failure) {
+    return ReadList(text, failure, levels, [](Scanner& scanner, CliLevelChoice& level) {
         scanner.SkipBlanks();
         const std::size_t from = scanner.Place();
         if (!scanner.ReadPath(",:", level.data)) {
@@ -183,8 +183,8 @@ bool ParsePaths(std::string_view text, std::vector<CliPath>& paths, CliFailure& 
                     [](Scanner& scanner, CliPath& path) { return scanner.ReadPath(",", path); });
 }
 
-bool ParsePlaces(std::string_view text, std::vector<CliPlaceSpec>& places, CliFailure& failure) {
-    return ReadList(text, failure, places, [](Scanner& scanner, CliPlaceSpec& place) {
+bool ParsePlaces(std::string_view text, std::vector<CliPlaceChoice>& places, CliFailure& failure) {
+    return ReadList(text, failure, places, [](Scanner& scanner, CliPlaceChoice& place) {
         if (!scanner.ReadPath("=,", place.path)) {
             return false;
         }
@@ -193,7 +193,7 @@ bool ParsePlaces(std::string_view text, std::vector<CliPlaceSpec>& places, CliFa
                 "{} has no value (level=value; a comma in a value needs double quotes around it)",
                 Quoted(place.path.shown)));
         }
-        CliWordSpec word;
+        CliWordChoice word;
         if (!scanner.ReadWord(",", word)) {
             return false;
         }
@@ -203,8 +203,8 @@ bool ParsePlaces(std::string_view text, std::vector<CliPlaceSpec>& places, CliFa
     });
 }
 
-bool ParseWords(std::string_view text, std::vector<CliWordSpec>& words, CliFailure& failure) {
-    return ReadList(text, failure, words, [](Scanner& scanner, CliWordSpec& word) {
+bool ParseWords(std::string_view text, std::vector<CliWordChoice>& words, CliFailure& failure) {
+    return ReadList(text, failure, words, [](Scanner& scanner, CliWordChoice& word) {
         return scanner.ReadWord(",", word);
     });
 }

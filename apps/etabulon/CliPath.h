@@ -24,21 +24,21 @@ struct CliPath {
 };
 
 /// A level as written: `path`, or `path:label`.
-struct CliLevelSpec {
+struct CliLevelChoice {
     std::string shown;
     CliPath data;
     std::optional<CliPath> label;
 };
 
 /// A value of a level as written: `path=value`.
-struct CliPlaceSpec {
+struct CliPlaceChoice {
     CliPath path;
     std::string value;
     bool isQuoted = false;
 };
 
 /// A value as written.
-struct CliWordSpec {
+struct CliWordChoice {
     std::string text;
     bool isQuoted = false;
 };
@@ -46,13 +46,13 @@ struct CliWordSpec {
 /// Read what `--levels`, `--columns`, `--at` and `--drill` are given: lists with commas. Blanks
 /// around names and values don't count. A name or value that holds what has a meaning here stands
 /// in double quotes, its own quotes doubled. A blank list is empty.
-[[nodiscard]] bool ParseLevels(std::string_view text, std::vector<CliLevelSpec>& levels,
+[[nodiscard]] bool ParseLevels(std::string_view text, std::vector<CliLevelChoice>& levels,
                                CliFailure& failure);
 [[nodiscard]] bool ParsePaths(std::string_view text, std::vector<CliPath>& paths,
                               CliFailure& failure);
-[[nodiscard]] bool ParsePlaces(std::string_view text, std::vector<CliPlaceSpec>& places,
+[[nodiscard]] bool ParsePlaces(std::string_view text, std::vector<CliPlaceChoice>& places,
                                CliFailure& failure);
-[[nodiscard]] bool ParseWords(std::string_view text, std::vector<CliWordSpec>& words,
+[[nodiscard]] bool ParseWords(std::string_view text, std::vector<CliWordChoice>& words,
                               CliFailure& failure);
 
 }  // namespace etabulon

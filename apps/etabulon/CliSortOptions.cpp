@@ -40,19 +40,20 @@ bool FindOrAddLevel(const CliDictionary& dictionary, const ESqlTableInfo& table,
 bool AddNamedLevels(const CliDictionary& dictionary, const ESqlTableInfo& table,
                     std::string_view named, std::string_view option, CliResultLevels& result,
                     CliFailure& failure) {
-    std::vector<CliLevelSpec> specs;
-    if (!ParseLevels(named, specs, failure)) {
+    std::vector<CliLevelChoice> choices;
+    if (!ParseLevels(named, choices, failure)) {
         return false;
     }
-    for (const CliLevelSpec& spec : specs) {
+    for (const CliLevelChoice& choice : choices) {
         unsigned int id = kNoLevel;
-        if (!FindOrAddLevel(dictionary, table, spec.data, spec.shown, result.levels, id, failure)) {
+        if (!FindOrAddLevel(dictionary, table, choice.data, choice.shown, result.levels, id,
+                            failure)) {
             return false;
         }
         auto& details = result.details;
         if (std::find(details.begin(), details.end(), id) != details.end()) {
             return failure.Set(CliExit::Usage, fmt::format("level {} is given twice in {}",
-                                                           Quoted(spec.shown), option));
+                                                           Quoted(choice.shown), option));
         }
         details.push_back(id);
     }
@@ -61,11 +62,11 @@ bool AddNamedLevels(const CliDictionary& dictionary, const ESqlTableInfo& table,
 
 bool AddPlaceLevels(const CliDictionary& dictionary, const ESqlTableInfo& table,
                     std::string_view at, CliLevels& levels, CliFailure& failure) {
-    std::vector<CliPlaceSpec> places;
+    std::vector<CliPlaceChoice> places;
     if (!ParsePlaces(at, places, failure)) {
         return false;
     }
-    return std::all_of(places.begin(), places.end(), [&](const CliPlaceSpec& place) {
+    return std::all_of(places.begin(), places.end(), [&](const CliPlaceChoice& place) {
         unsigned int id = kNoLevel;
         return FindOrAddLevel(dictionary, table, place.path, place.path.shown, levels, id, failure);
     });
