@@ -4,5 +4,7 @@ namespace etabulon {
 
 class ETabulonCursor;
 class ETabulonCursorEData;
+class ETabulonCursorPending;
+class ETabulonCursorRelay;
 
 }  // namespace etabulon
