@@ -1,0 +1,17 @@
+#pragma once
+
+namespace etabulon {
+
+class EDataTreeCtrl;
+class EDataTreeCtrlThread;
+class EDragTreeCtrl;
+class EMessagePort;
+struct EMessage;
+class IDrawSurface;
+class IPopupMenu;
+class IScreen;
+class ITreeView;
+class ITreeViewEvents;
+class IViewFactory;
+
+}  // namespace etabulon
