@@ -7,8 +7,8 @@
 namespace etabulon::bench {
 
 OrdersCursor::OrdersCursor(std::int64_t rows, const char* table,
-                           std::initializer_list<const char*> levels,
-                           std::initializer_list<const char*> others) {
+                           const std::vector<const char*>& levels,
+                           const std::vector<const char*>& others) {
     ESqlError error;
     source_ = ESqliteSource::Open(Chaine(OrdersFile(rows).c_str()), ESqlOpenMode::ReadOnly, error);
     Require(source_ != nullptr, error.text.c_str());

@@ -4,7 +4,6 @@
 #include "etabulon/sqlite/ESqliteSource.h"
 
 #include <cstdint>
-#include <initializer_list>
 #include <memory>
 #include <vector>
 
@@ -14,8 +13,8 @@ namespace etabulon::bench {
 /// only the columns read that these and `others` need.
 class OrdersCursor {
 public:
-    OrdersCursor(std::int64_t rows, const char* table, std::initializer_list<const char*> levels,
-                 std::initializer_list<const char*> others);
+    OrdersCursor(std::int64_t rows, const char* table, const std::vector<const char*>& levels,
+                 const std::vector<const char*>& others);
     [[nodiscard]] ETabulonCursorSql& Cursor() noexcept { return cursor_; }
 
 private:

@@ -97,7 +97,7 @@ double RunComparison(benchmark::State& state, const Comparison& comparison) {
     }
     const Line line{comparison.name,
                     Median(ratios),
-                    "x floor",
+                    comparison.unit,
                     Median(floors) * 1e9 / records,
                     Median(ours) * 1e9 / records,
                     allocations,

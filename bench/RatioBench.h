@@ -21,6 +21,7 @@ struct Comparison {
     std::function<void()> after;
     double target = kNoLimit;  // at most
     double aim = kNoLimit;
+    const char* unit = "x floor";  // what the floor is: not always the least that there is
 };
 
 /// Runs floor / ours / floor / ours..., after one untimed turn of each. The counters of `state`
