@@ -1,7 +1,7 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
-#include <cstring>
 #include <memory>
 #include <string_view>
 
@@ -23,7 +23,7 @@ public:
             AppendLong(text);
             return;
         }
-        std::memcpy(buffer_.get() + used_, text.data(), text.size());
+        std::copy(text.begin(), text.end(), buffer_.get() + used_);
         used_ += text.size();
     }
     void Append(char c) {
