@@ -97,14 +97,7 @@ void ETabulonPendingChanges::AddDelete(const Change& change) {
     const Index::Arrivals same = FindEqual(Delete, selection);
     Index::Arrivals covered;
     for (const ChangeType type : {Insert, Update, Delete}) {
-        index_->ForEach(type, Index::Side::Below, selection, nullptr,
-                        [&](const Index::Arrivals& found) {
-                            for (const Index::Arrival arrival : found) {
-                                if (IsAtOrBelow(index_->ChangeOf(arrival).Selection(), selection)) {
-                                    covered.push_back(arrival);
-                                }
-                            }
-                        });
+        FindUnder(type, selection, covered);
     }
     for (const Index::Arrival kept : same) {
         covered.erase(std::find(covered.begin(), covered.end(), kept));
@@ -119,6 +112,17 @@ void ETabulonPendingChanges::Reset() {
     const ECriticalSectionHold hold(lock_);
     index_->Clear();
     PublishCounts();
+}
+
+void ETabulonPendingChanges::FindUnder(ChangeType type, const ETabulonTag& tag,
+                                       Arrivals& under) const {
+    index_->ForEach(type, Index::Side::Below, tag, nullptr, [&](const Index::Arrivals& found) {
+        for (const Index::Arrival arrival : found) {
+            if (IsAtOrBelow(index_->ChangeOf(arrival).Selection(), tag)) {
+                under.push_back(arrival);
+            }
+        }
+    });
 }
 
 ETabulonPendingChanges::Arrivals ETabulonPendingChanges::FindEqual(
@@ -157,6 +161,21 @@ PTableau<ETabulonPendingChanges::Change> ETabulonPendingChanges::Script(ChangeTy
     for (const Change& change : script_) {
         if (change.Type() == type) {
             changes.Add(change);
+        }
+    }
+    return changes;
+}
+
+PTableau<ETabulonPendingChanges::Change> ETabulonPendingChanges::ScriptUnder(
+    ChangeType type, const ETabulonTag& tag) const {
+    PTableau<Change> changes;
+    if (HasAny(type)) {
+        const ECriticalSectionHold hold(lock_);
+        Arrivals under;
+        FindUnder(type, tag, under);
+        std::sort(under.begin(), under.end());
+        for (const Index::Arrival arrival : under) {
+            changes.Add(index_->ChangeOf(arrival));
         }
     }
     return changes;
@@ -246,6 +265,14 @@ bool ETabulonPendingChanges::IsModified(const ETabulonTag& tag,
     // that. DeleteModifiesTheEmptyIdentifierOnly holds it.
     return FindUpdate(tag, id) != nullptr ||
            (id == ETabulonVariableID::Null && AppliesAny(Delete, tag));
+}
+
+bool ETabulonPendingChanges::IsUpdated(const ETabulonTag& tag) const {
+    if (!HasAny(Update)) {
+        return false;
+    }
+    const ECriticalSectionHold hold(lock_);
+    return AppliesAny(Update, tag);
 }
 
 bool ETabulonPendingChanges::AppliesAny(ChangeType type, const ETabulonTag& tag) const {

@@ -1,6 +1,9 @@
 #include "pending/PendingIndex.h"
 
+#include "etabulon/foundation/EExpects.h"
+
 #include <algorithm>
+#include <utility>
 
 namespace etabulon {
 namespace {
@@ -114,6 +117,15 @@ void ETabulonPendingChanges::Index::Append(const Change& change) {
     Register(next_, script_.Add(change));
     order_.push_back(next_);
     ++next_;
+}
+
+void ETabulonPendingChanges::Index::AdoptScript() {
+    E_EXPECTS(order_.empty());
+    order_.reserve(script_.Size());
+    for (; next_ < script_.Size(); ++next_) {
+        Register(next_, std::as_const(script_).At(static_cast<std::uint32_t>(next_)));
+        order_.push_back(next_);
+    }
 }
 
 void ETabulonPendingChanges::Index::Remove(const Arrivals& removed) {

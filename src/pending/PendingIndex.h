@@ -35,6 +35,8 @@ public:
     explicit Index(PTableau<Change>& script) : script_(script) {}
 
     void Append(const Change& change);
+    /// Takes up what the script has already. Requires that nothing was appended here.
+    void AdoptScript();
     /// The changes of these numbers, which are in order.
     void Remove(const Arrivals& removed);
     void Clear() noexcept;

@@ -66,10 +66,11 @@ public:
     explicit FailingTable(const EDataMemory& inner) : EDataMemory(inner) {}
 
     /// The `count`-th call of `operation` from here (from 1) fails with `failure`, and that one
-    /// only. A step or move that fails leaves no current record; a write that fails changes
-    /// nothing.
-    void FailAt(const std::string& operation, int count, std::int32_t failure) {
-        plans_[operation] = {count, failure};
+    /// only, or with all that follow. A step or move that fails leaves no current record; a write
+    /// that fails changes nothing.
+    void FailAt(const std::string& operation, int count, std::int32_t failure,
+                bool forEver = false) {
+        plans_[operation] = {count, failure, forEver};
     }
     /// What was asked since the last Take.
     [[nodiscard]] std::string Take() { return std::exchange(trace_, {}); }
@@ -130,6 +131,7 @@ private:
     struct Plan {
         int callsLeft = 0;
         std::int32_t failure = DataOk;
+        bool forEver = false;
     };
 
     static std::string Arguments(EPosition where) { return "(" + std::to_string(where) + ")"; }
@@ -140,11 +142,13 @@ private:
     bool Fails(const std::string& operation, const std::string& arguments = {}) {
         Note(operation + arguments);
         const auto plan = plans_.find(operation);
-        if (plan == plans_.end() || --plan->second.callsLeft != 0) {
+        if (plan == plans_.end() || --plan->second.callsLeft > 0) {
             return false;
         }
         failure_ = plan->second.failure;
-        plans_.erase(plan);
+        if (!plan->second.forEver) {
+            plans_.erase(plan);
+        }
         return true;
     }
 

@@ -87,6 +87,8 @@ public:
     [[nodiscard]] bool IsDeleted(const ETabulonTag& tag) const;
     /// An update of that variable applies; of the empty identifier also a delete.
     [[nodiscard]] bool IsModified(const ETabulonTag& tag, const ETabulonVariableID& id) const;
+    /// An update of any variable applies: UpdateFields would be true.
+    [[nodiscard]] bool IsUpdated(const ETabulonTag& tag) const;
     /// Stores the updates that apply, in order, so that the newest stands at the end. False if
     /// there was none.
     bool UpdateFields(EFieldSet& fields, const ETabulonTag& tag) const;
@@ -95,12 +97,15 @@ public:
     [[nodiscard]] const PTableau<Change>& Script() const;
     /// The changes of one type, in order.
     [[nodiscard]] PTableau<Change> Script(ChangeType type) const;
+    /// Those of them at and under `tag`, in order.
+    [[nodiscard]] PTableau<Change> ScriptUnder(ChangeType type, const ETabulonTag& tag) const;
     /// The whole script as a copy made under the lock, which shares nothing with it.
     [[nodiscard]] PTableau<Change> ScriptCopy() const;
     /// How many changes there are.
     [[nodiscard]] std::uint32_t Size() const;
 
 private:
+    friend class ETabulonSavePending;  // finds the changes of its snapshot by the same index
     class Index;
     using Arrivals = std::vector<std::uint64_t>;  // numbers of changes
 
@@ -110,6 +115,8 @@ private:
     void AddUpdate(const Change& change);
     void AddInsert(const Change& change);
     void AddDelete(const Change& change);
+    /// Adds the changes at and under `tag`.
+    void FindUnder(ChangeType type, const ETabulonTag& tag, Arrivals& under) const;
     [[nodiscard]] Arrivals FindEqual(ChangeType type, const ETabulonTag& selection) const;
     void RemoveAll(Arrivals& arrivals);
     void PublishCounts() noexcept;

@@ -3,5 +3,6 @@
 namespace etabulon {
 
 class ETabulonPendingChanges;
+class ETabulonSavePending;
 
 }  // namespace etabulon
