@@ -1,0 +1,61 @@
+#pragma once
+
+#include "etabulon/foundation/ECriticalSection.h"
+#include "etabulon/foundation/FAssociative.h"
+#include "etabulon/foundation/PUnique.h"
+#include "etabulon/tree/EDataTreeAvailableAlerts.h"
+#include "etabulon/values/ETabulonTag.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace etabulon {
+
+/// The alerts raised on positions of a tree, and the style that a node has by them: its own alerts
+/// and those from below that are declared to propagate.
+///
+/// Ownership  the available alerts aren't owned and must outlive this.
+/// Threads    one at a time, const operations included. The lock inside is let go before anything
+///            is read or written and keeps nobody apart: raise where the tree is drawn.
+/// Failure    none is reported. A name is looked up when a style is asked for, and must be
+///            available then.
+/// Cost       a style looks at each raised tag once, whatever the size of the tree.
+class ETABULON_API EDataTreeRaisedAlerts {
+public:
+    explicit EDataTreeRaisedAlerts(const EDataTreeAvailableAlerts& available)
+        : available_(&available) {}
+    EDataTreeRaisedAlerts(const EDataTreeRaisedAlerts& other);
+    EDataTreeRaisedAlerts& operator=(const EDataTreeRaisedAlerts&) = delete;
+    virtual ~EDataTreeRaisedAlerts() = default;
+
+    /// The alerts of both, on each tag; the available ones are those of `a`.
+    [[nodiscard]] static EDataTreeRaisedAlerts Merge(const EDataTreeRaisedAlerts& a,
+                                                     const EDataTreeRaisedAlerts& b);
+
+    [[nodiscard]] const EDataTreeAvailableAlerts& Available() const noexcept { return *available_; }
+    void Raise(const ETabulonTag& tag, const Chaine& id);
+    /// Takes back what was raised on this very tag.
+    void Reset(const ETabulonTag& tag);
+    void Reset();
+
+    [[nodiscard]] bool HasDirectAlerts(const ETabulonTag& tag) const;
+    /// Requires HasDirectAlerts(tag).
+    [[nodiscard]] PUniqueT<Chaine> DirectAlertsIDs(const ETabulonTag& tag) const;
+    /// Those from below that propagate.
+    [[nodiscard]] PUniqueT<Chaine> ChildAlertsIDs(const ETabulonTag& tag) const;
+    /// The style by the tag's own alerts.
+    [[nodiscard]] EDataTreeAlertDesc GetDirectDisplayAlert(const ETabulonTag& tag) const;
+    /// The style by these and those from below.
+    [[nodiscard]] EDataTreeAlertDesc GetDisplayAlert(const ETabulonTag& tag) const;
+
+private:
+    void PassLock() const;
+    void AddChildAlerts(const ETabulonTag& tag, PUniqueT<Chaine>& ids,
+                        std::vector<std::uint32_t>& detours) const;
+
+    mutable ECriticalSection lock_;
+    const EDataTreeAvailableAlerts* available_;
+    FAssociative<ETabulonTag, PUniqueT<Chaine>> raised_;
+};
+
+}  // namespace etabulon
