@@ -1,0 +1,216 @@
+#pragma once
+
+#include "etabulon/cursors/ETabulonCursorEData.h"
+#include "etabulon/pending/ETabulonPendingChanges.h"
+#include "etabulon/pending/ETabulonSavePending.h"
+#include "support/MemoryTable.h"
+#include "support/Tags.h"
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace etabulon::test {
+
+using Change = ETabulonPendingChanges::Change;
+
+inline ETabulonTag Group(int group) { return Tag({{0, group}}); }
+inline ETabulonTag Item(int group, int id) { return Tag({{0, group}, {1, id}}); }
+
+/// id, group, value, note.
+using ItemRow = std::array<EVariant, 4>;
+inline constexpr const char* kItemColumns[] = {"id", "group", "value", "note"};
+
+inline std::string Text(const ItemRow& row) {
+    std::string text;
+    for (const EVariant& value : row) {
+        text += text.empty() ? "" : " ";
+        text += value.IsMissing() || value.AsChaine().IsEmpty() ? "-" : value.AsChaine().c_str();
+    }
+    return text;
+}
+
+inline std::string Text(const std::vector<ItemRow>& rows) {
+    std::string text;
+    for (const ItemRow& row : rows) {
+        text += (text.empty() ? "" : " | ") + Text(row);
+    }
+    return text;
+}
+
+/// Items in groups of ten, by group (level 0) and number (level 1), and a cursor on them.
+struct Items {
+    explicit Items(int count) : rubric(dico.AddRubric("Items", "Items")) {
+        rubric->AddVariable("id", "Number", TYPE_LONG, 0);
+        rubric->AddVariable("group", "Group", TYPE_LONG, 0);
+        rubric->AddVariable("value", "Value", TYPE_LONG, kNullableLong);
+        rubric->AddVariable("note", "Note", TYPE_CHAINE, 0);
+        rubric->SetKey({"id"});
+        EDataMemory records(rubric);
+        for (int id = 0; id < count; ++id) {
+            records.Append({id, id / 10, id, "n"});
+        }
+        table = std::make_unique<FailingTable>(records);
+        ETabulonLevels levels;
+        levels.AddLevel("Group", "group", nullptr, /*addRef=*/false);
+        levels.AddLevel("Item", "id", nullptr, /*addRef=*/false);
+        cursor.Init(levels, table.get(), /*ownsTable=*/false);
+    }
+    CursorStatus Save(const ETabulonTag& tag = ETabulonTag::Null) {
+        ETabulonSavePending save(&cursor, cursor.Levels());
+        return save.Run(&changes, tag);
+    }
+    [[nodiscard]] static ItemRow Row(const EFieldSet& fields) {
+        ItemRow row;
+        for (std::size_t column = 0; column < row.size(); ++column) {
+            row[column] = fields.At(static_cast<std::uint16_t>(column));
+        }
+        return row;
+    }
+    [[nodiscard]] std::vector<ItemRow> Rows() const {
+        EDataMemory other(*table);
+        std::vector<ItemRow> rows;
+        for (EPosition at = other.GetFirst(); at != kNoPosition; at = other.GetNext()) {
+            rows.push_back(Row(other.Fields()));
+        }
+        return rows;
+    }
+
+    DDico dico;
+    DRubric* rubric;
+    std::unique_ptr<FailingTable> table;
+    ETabulonCursorEData cursor;
+    ETabulonPendingChanges changes;
+};
+
+/// What is left open: the cursor's lock, a listener, the table's session. "" if nothing is.
+inline std::string LeftOpen(Items& items) {
+    std::string open;
+    bool isFree = false;
+    // Held by this thread it would be free to it: another asks. It would wait for ever; the test's
+    // own time limit ends that.
+    std::jthread([&] {
+        items.cursor.CursorLock(true);
+        items.cursor.CursorUnlock();
+        isFree = true;
+    }).join();
+    open += isFree ? "" : "lock ";
+    open += items.cursor.Notifiers().Size() == 0 ? "" : "listener ";
+    const std::string trace = items.table->Take();
+    open += trace.compare(0, 5, "begin") == 0 && trace.size() >= 3 &&
+                    trace.compare(trace.size() - 3, 3, "end") == 0
+                ? ""
+                : "session";
+    return open;
+}
+
+struct Fault {
+    std::string operation;
+    int call;
+    std::int32_t status;
+    bool forEver;
+};
+
+/// The rules of a save, on rows in a vector, with scans.
+class LiteralSave {
+public:
+    LiteralSave(std::vector<ItemRow> given, const Fault& fault)
+        : rows(std::move(given)), fault_(fault) {}
+
+    std::int32_t Run(const PTableau<Change>& script, const ETabulonTag& under) {
+        Split(script);
+        std::int32_t written = StatusOk;
+        std::int32_t walk = StatusOk;
+        if (!updates_.empty() || !deletes_.empty()) {
+            walk = Ask("first");
+            for (std::size_t at = 0; walk == StatusOk && at < rows.size();) {
+                at += WriteRow(at, under, written) ? 0 : 1;
+                walk = Ask("next");
+            }
+        }
+        if (written != StatusOk || walk == StatusCancelled) {
+            return written != StatusOk ? written : walk;
+        }
+        for (const Change* insert : inserts_) {
+            const ETabulonTag& place = insert->Selection();
+            ItemRow row = {place.Value(1).Data(), place.Value(0).Data(), EVariant(), EVariant()};
+            Apply(place, row);
+            const bool exists = std::any_of(rows.begin(), rows.end(),
+                                            [&](const ItemRow& e) { return e[0] == row[0]; });
+            const std::int32_t failure = Ask("insert");
+            if (failure != StatusOk || exists) {
+                return failure != StatusOk ? failure : static_cast<std::int32_t>(DataDuplicate);
+            }
+            rows.push_back(row);
+        }
+        return StatusOk;
+    }
+
+    std::vector<ItemRow> rows;
+    std::vector<std::pair<std::string, int>> asked;  // how often each operation was
+
+private:
+    void Split(const PTableau<Change>& script) {
+        for (const Change& change : script) {
+            (change.Type() == ETabulonPendingChanges::Update   ? updates_
+             : change.Type() == ETabulonPendingChanges::Insert ? inserts_
+                                                               : deletes_)
+                .push_back(&change);
+        }
+    }
+    std::int32_t Ask(const char* operation) {
+        auto count = std::find_if(asked.begin(), asked.end(),
+                                  [&](const auto& entry) { return entry.first == operation; });
+        if (count == asked.end()) {
+            count = asked.insert(asked.end(), {operation, 0});
+        }
+        ++count->second;
+        const bool fails =
+            operation == fault_.operation &&
+            (count->second == fault_.call || (fault_.forEver && count->second > fault_.call));
+        return fails ? fault_.status : static_cast<std::int32_t>(StatusOk);
+    }
+    bool Apply(const ETabulonTag& tag, ItemRow& row) const {
+        bool any = false;
+        for (const Change* update : updates_) {
+            if (update->Matches(tag)) {
+                any = true;
+                const auto column = std::find(std::begin(kItemColumns), std::end(kItemColumns),
+                                              std::string(update->VarDataID().Code().c_str()));
+                row[static_cast<std::size_t>(column - kItemColumns)] = update->Value();
+            }
+        }
+        return any;
+    }
+    /// Whether the row has gone.
+    bool WriteRow(std::size_t at, const ETabulonTag& under, std::int32_t& written) {
+        const ETabulonTag tag = Tag({{0, rows[at][1]}, {1, rows[at][0]}});
+        if (!(tag == under) && !tag.IsChildOf(under)) {
+            return false;
+        }
+        if (std::any_of(deletes_.begin(), deletes_.end(),
+                        [&](const Change* change) { return change->Matches(tag); })) {
+            written = Ask("delete");
+            if (written == StatusOk) {
+                rows.erase(rows.begin() + static_cast<std::ptrdiff_t>(at));
+            }
+            return written == StatusOk;
+        }
+        ItemRow updated = rows[at];
+        if (Apply(tag, updated)) {
+            written = Ask("update");
+            rows[at] = written == StatusOk ? updated : rows[at];
+        }
+        return false;
+    }
+
+    Fault fault_;
+    std::vector<const Change*> updates_;
+    std::vector<const Change*> inserts_;
+    std::vector<const Change*> deletes_;
+};
+
+}  // namespace etabulon::test

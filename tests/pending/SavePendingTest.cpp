@@ -1,0 +1,271 @@
+#include "etabulon/cursors/ETabulonCursorPending.h"
+#include "etabulon/pending/ETabulonSavePending.h"
+#include "pending/SaveFixture.h"
+#include "support/ScriptCursor.h"
+#include "support/WalkTrace.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <random>
+
+namespace etabulon::test {
+namespace {
+
+/// Writes down what a save asks of it: "update[FR] a=1 save", "insert[..]", "delete[..]".
+class TracedUpdater : public ETabulonCursor::IUpdater, public virtual ECountedUnknown {
+public:
+    CursorStatus StartInsert(const ETabulonTag& tag) override { return Note("insert", tag); }
+    CursorStatus StartUpdate(const ETabulonPrimaryKey& key, const ETabulonTag& tag) override {
+        position = key.Position();
+        return Note("update", tag);
+    }
+    CursorStatus Save() override { return Note("save"); }
+    CursorStatus Delete(const ETabulonPrimaryKey& key, const ETabulonTag& tag) override {
+        position = key.Position();
+        return Note("delete", tag);
+    }
+    CursorStatus SetValue(const ETabulonVariableID& id, const ETabulonValue& value) override {
+        EXPECT_FALSE(value.IsModified());
+        Note(std::string(id.Code().c_str()) + "=" + value.Data().AsChaine().c_str());
+        return StatusOk;
+    }
+    CursorStatus SetBuffer(const EExtract&) override { return StatusOk; }
+
+    std::string trace;
+    std::map<std::string, CursorStatus> answers;  // to "save2", the second one
+    EPosition position = kNoPosition;
+
+private:
+    CursorStatus Note(const std::string& call) {
+        trace += (trace.empty() ? "" : " ") + call;
+        const auto answer = answers.find(call + std::to_string(++counts_[call]));
+        return answer == answers.end() ? StatusOk : answer->second;
+    }
+    CursorStatus Note(const char* call, const ETabulonTag& tag) {
+        const CursorStatus status = Note(call);
+        trace += tag.DisplayID().c_str();
+        return status;
+    }
+    std::map<std::string, int> counts_;
+};
+
+class WritableCursor : public ScriptCursor {
+public:
+    using ScriptCursor::ScriptCursor;
+    IUpdater* Updater() override { return ERef<TracedUpdater>(updater).Detach(); }
+    ERef<TracedUpdater> updater = MakeRef<TracedUpdater>();
+};
+
+ETabulonTag City(const char* country, const char* city) { return Tag({{0, country}, {1, city}}); }
+
+constexpr auto kBroken = static_cast<CursorStatus>(1099);
+constexpr auto kOther = static_cast<CursorStatus>(7);
+
+class SavedCities : public ::testing::Test {
+protected:
+    CursorStatus Save(const ETabulonTag& tag = ETabulonTag::Null) {
+        ETabulonSavePending save(&cursor, cursor.Levels());
+        cursor.updater->trace.clear();
+        return save.Run(&changes, tag);
+    }
+    [[nodiscard]] const std::string& Written() const { return cursor.updater->trace; }
+
+    WritableCursor cursor{{"country", "city"}, {{"FR", "Paris"}, {"DE", "Berlin"}, {"FR", "Lyon"}}};
+    ETabulonPendingChanges changes;
+};
+
+TEST_F(SavedCities, AreWrittenInTheOrderOfTheRecordsThenTheInserts) {
+    EXPECT_EQ(Save(), StatusOk);
+    EXPECT_EQ(Written(), "");
+    changes.AppendInsert(City("FR", "Nice"));
+    static_cast<void>(cursor.TakeSteps());
+    changes.AppendInsert(City("DE", "Ulm"));
+    EXPECT_EQ(Save(), StatusOk);
+    EXPECT_EQ(Written(), "insert[FR, Nice] save insert[DE, Ulm] save");
+    EXPECT_EQ(cursor.TakeSteps(), "");  // no walk
+    changes.AppendDelete(City("FR", "Lyon"));
+    changes.AppendUpdate(Tag({{0, "FR"}}), "a", 1);
+    changes.AppendUpdate(City("FR", "Paris"), "b", 2);
+    changes.AppendUpdate(City("FR", "Paris"), "a", 3);
+    EXPECT_EQ(Save(), StatusOk);
+    EXPECT_EQ(Written(),
+              "update[FR, Paris] a=1 b=2 a=3 save delete[FR, Lyon] "
+              "insert[FR, Nice] a=1 save insert[DE, Ulm] save");
+    EXPECT_EQ(cursor.updater->position, 2);
+    // The tag narrows the walk, and not the inserts.
+    EXPECT_EQ(Save(Tag({{0, "DE"}})), StatusOk);
+    EXPECT_EQ(Written(), "insert[FR, Nice] a=1 save insert[DE, Ulm] save");
+    EXPECT_EQ(changes.Size(), 6U);
+}
+
+TEST_F(SavedCities, LosesAFailureThatASuccessFollows) {
+    changes.AppendUpdate(Tag({{0, "FR"}}), "a", 1);
+    changes.AppendInsert(City("DE", "Ulm"));
+    cursor.updater->answers["save1"] = kBroken;
+    EXPECT_EQ(Save(), StatusOk);
+    cursor.updater->answers["save5"] = kBroken;  // of the last record
+    EXPECT_EQ(Save(), kBroken);
+    EXPECT_EQ(Written(), "update[FR, Paris] a=1 save update[FR, Lyon] a=1 save");
+    // Records without a change leave the status as it is.
+    changes.AppendUpdate(City("FR", "Paris"), "b", 1);
+    changes.AppendDelete(City("FR", "Lyon"));
+    cursor.updater->answers["delete1"] = kOther;
+    EXPECT_EQ(Save(), kOther);
+}
+
+TEST_F(SavedCities, SavesWhatCouldNotBeStarted) {
+    changes.AppendUpdate(City("FR", "Paris"), "a", 1);
+    cursor.updater->answers["update1"] = kBroken;
+    EXPECT_EQ(Save(), StatusOk);
+    EXPECT_EQ(Written(), "update[FR, Paris] a=1 save");
+}
+
+TEST_F(SavedCities, EndAtTheFirstInsertThatFails) {
+    changes.AppendInsert(City("FR", "Nice"));
+    changes.AppendInsert(City("DE", "Ulm"));
+    changes.AppendInsert(City("DE", "Kiel"));
+    cursor.updater->answers["save2"] = kBroken;
+    EXPECT_EQ(Save(), kBroken);
+    EXPECT_EQ(Written(), "insert[FR, Nice] save insert[DE, Ulm] save");
+    cursor.updater->answers["insert4"] = kOther;
+    EXPECT_EQ(Save(), kOther);
+    EXPECT_EQ(Written(), "insert[FR, Nice] save insert[DE, Ulm]");
+}
+
+TEST_F(SavedCities, WritesTheInsertsAfterAWalkThatFailed) {
+    changes.AppendUpdate(ETabulonTag::Null, "a", 1);
+    changes.AppendInsert(City("DE", "Ulm"));
+    static_cast<void>(cursor.TakeSteps());
+    cursor.GiveAt("next", 1, kBroken);
+    EXPECT_EQ(Save(), StatusOk);
+    EXPECT_EQ(Written(), "update[FR, Paris] a=1 save insert[DE, Ulm] a=1 save");
+}
+
+TEST_F(SavedCities, StopAtACancelBeforeTheInserts) {
+    changes.AppendUpdate(ETabulonTag::Null, "a", 1);
+    changes.AppendInsert(City("DE", "Ulm"));
+    const auto meddler = MakeRef<WalkTrace>();
+    cursor.AddNotifier(meddler.Get());
+    meddler->At("move", 2, [&] {
+        cursor.Cancel();
+        return StatusOk;
+    });
+    cursor.updater->answers["save4"] = kBroken;
+    EXPECT_EQ(Save(), StatusCancelled);
+    EXPECT_EQ(Written(), "update[FR, Paris] a=1 save update[DE, Berlin] a=1 save");
+    static_cast<void>(meddler->Take());
+    EXPECT_EQ(Save(), kBroken);  // goes before the cancel
+    EXPECT_EQ(cursor.Notifiers().Size(), 1U);
+}
+
+TEST_F(SavedCities, MeetDeletedRecordsThroughTheOverlaysSource) {
+    changes.AppendDelete(City("FR", "Paris"));
+    ETabulonCursorPending overlay(&cursor, &changes);
+    ETabulonSavePending save(&overlay, cursor.Levels());
+    EXPECT_EQ(save.Run(&changes, ETabulonTag::Null), StatusOk);
+    EXPECT_EQ(Written(), "delete[FR, Paris]");
+}
+
+TEST(SavingTable, CopyTakesNoReferenceToTheUpdater) {
+    Items items(3);
+    const auto original =
+        std::make_unique<ETabulonSavePending>(&items.cursor, items.cursor.Levels());
+    EXPECT_EQ(items.table->Take(), "begin");
+    {
+        auto held = ERef<ETabulonCursor::IUpdater>::Adopt(items.cursor.Updater());
+        const ETabulonSavePending copy(*original);
+        static_cast<void>(held.Detach());  // the copy's
+    }
+    EXPECT_EQ(items.table->Take(), "");
+    { const ETabulonSavePending copy(*original); }
+    EXPECT_EQ(items.table->Take(), "end");
+}
+
+TEST(SavingTable, WritesEachChangeOnceWhateverMoves) {
+    Items items(30);
+    const std::string longNote(3000, 'x');
+    items.changes.AppendUpdate(Group(0), "group", 1);  // into the group that is met next
+    items.changes.AppendUpdate(Group(1), "group", 0);
+    items.changes.AppendUpdate(Group(1), "note", longNote.c_str());
+    items.changes.AppendUpdate(Item(2, 25), "id", 99);
+    items.changes.AppendDelete(Item(2, 26));
+    items.changes.AppendDelete(Item(2, 27));
+    LiteralSave literal(items.Rows(), {});
+    EXPECT_EQ(literal.Run(items.changes.ScriptCopy(), ETabulonTag::Null), StatusOk);
+    static_cast<void>(items.table->Take());
+    EXPECT_EQ(items.Save(), StatusOk);
+    EXPECT_EQ(Text(items.Rows()), Text(literal.rows));
+    const std::string trace = items.table->Take();
+    std::size_t updates = 0;
+    for (std::size_t at = 0; (at = trace.find("update", at)) != std::string::npos; ++at) {
+        ++updates;
+    }
+    EXPECT_EQ(updates, 21U);
+}
+
+TEST(SavingTable, DoesNotScanTheScript) {
+    constexpr int kRows = 20000;
+    Items items(kRows);
+    for (int id = 0; id < kRows; ++id) {
+        items.changes.AppendUpdate(Item(id / 10, id), "value", -id);
+    }
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(items.Save(), StatusOk);
+    EXPECT_EQ(items.Rows()[kRows - 1][2], EVariant(1 - kRows));
+    // A scan takes minutes; what is left leaves room for slow builds on busy machines.
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+}
+
+/// Updates of records, groups and all; deletes; inserts that nothing deletes.
+void AppendRandom(ETabulonPendingChanges& changes, std::mt19937& random, int rows) {
+    const int id = static_cast<int>(random() % static_cast<unsigned>(rows));
+    const unsigned width = random() % 10;
+    const ETabulonTag tag = width == 0  ? ETabulonTag()
+                            : width < 3 ? Group(id / 10)
+                                        : Item(id / 10, id);
+    const unsigned what = random() % 10;
+    if (what < 6) {
+        const int value = static_cast<int>(random() % 100);
+        changes.AppendUpdate(tag, what < 4 ? "value" : "note",
+                             what == 0 ? EVariant() : EVariant(value));
+    } else if (what < 8 && width > 1) {
+        changes.AppendDelete(tag);
+    } else if (const ETabulonTag added = Item(id / 10, rows + id); !changes.IsDeleted(added)) {
+        changes.AppendInsert(added);
+    }
+}
+
+TEST(SavingTable, GivesWhatTheOverlayShowed) {
+    constexpr int kRows = 60;
+    std::mt19937 random(11);
+    for (int round = 0; round < 60; ++round) {
+        Items items(kRows);
+        for (int step = 0; step < 40; ++step) {
+            AppendRandom(items.changes, random, kRows);
+        }
+        ETabulonCursorPending overlay(&items.cursor, &items.changes);
+        overlay.Init(items.cursor.Levels());
+        std::vector<ItemRow> shown;
+        const auto reader = MakeRef<WalkTrace>();
+        for (int record = 1; record <= 2 * kRows; ++record) {
+            reader->At("move", record, [&] {
+                shown.push_back(Items::Row(overlay.Fields()));
+                EXPECT_EQ(overlay.CurrentTag(), Tag({{0, shown.back()[1]}, {1, shown.back()[0]}}));
+                return StatusOk;
+            });
+        }
+        overlay.AddNotifier(reader.Get());
+        EXPECT_EQ(overlay.Browse(ETabulonTag::Null), StatusOk);
+        LiteralSave literal(items.Rows(), {});
+        EXPECT_EQ(literal.Run(items.changes.ScriptCopy(), ETabulonTag::Null), StatusOk);
+        EXPECT_EQ(items.Save(), StatusOk);
+        ASSERT_EQ(Text(shown), Text(items.Rows())) << round;
+        ASSERT_EQ(Text(items.Rows()), Text(literal.rows)) << round;
+    }
+}
+
+}  // namespace
+}  // namespace etabulon::test
