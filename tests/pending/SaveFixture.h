@@ -109,42 +109,51 @@ inline std::string LeftOpen(Items& items) {
 
 struct Fault {
     std::string operation;
-    int call;
-    std::int32_t status;
-    bool forEver;
+    int call = 0;
+    std::int32_t status = DataOk;
+    bool forEver = false;
 };
 
-/// The rules of a save, on rows in a vector, with scans.
+/// The rules of a save, on rows in a vector, with scans. May be run again, on the same rows.
 class LiteralSave {
 public:
-    LiteralSave(std::vector<ItemRow> given, const Fault& fault)
-        : rows(std::move(given)), fault_(fault) {}
+    LiteralSave(std::vector<ItemRow> given, PTableau<Change> script)
+        : given_(std::move(given)), script_(std::move(script)) {
+        for (const ItemRow& row : given_) {
+            tags_.push_back(Tag({{0, row[1]}, {1, row[0]}}));
+            deleted_.push_back(!Matching(ETabulonPendingChanges::Delete, tags_.back()).empty());
+            updates_.push_back(Matching(ETabulonPendingChanges::Update, tags_.back()));
+        }
+    }
 
-    std::int32_t Run(const PTableau<Change>& script, const ETabulonTag& under) {
-        Split(script);
+    std::int32_t Run(const ETabulonTag& under = ETabulonTag::Null, const Fault& fault = {}) {
+        fault_ = fault;
+        rows.clear();
+        asked.clear();
         std::int32_t written = StatusOk;
         std::int32_t walk = StatusOk;
-        if (!updates_.empty() || !deletes_.empty()) {
+        std::size_t at = 0;
+        if (Has(ETabulonPendingChanges::Update) || Has(ETabulonPendingChanges::Delete)) {
             walk = Ask("first");
-            for (std::size_t at = 0; walk == StatusOk && at < rows.size();) {
-                at += WriteRow(at, under, written) ? 0 : 1;
+            for (; walk == StatusOk && at < given_.size(); ++at) {
+                WriteRow(at, under, written);
                 walk = Ask("next");
             }
         }
+        rows.insert(rows.end(), given_.begin() + static_cast<std::ptrdiff_t>(at), given_.end());
         if (written != StatusOk || walk == StatusCancelled) {
             return written != StatusOk ? written : walk;
         }
-        for (const Change* insert : inserts_) {
-            const ETabulonTag& place = insert->Selection();
-            ItemRow row = {place.Value(1).Data(), place.Value(0).Data(), EVariant(), EVariant()};
-            Apply(place, row);
-            const bool exists = std::any_of(rows.begin(), rows.end(),
-                                            [&](const ItemRow& e) { return e[0] == row[0]; });
-            const std::int32_t failure = Ask("insert");
-            if (failure != StatusOk || exists) {
-                return failure != StatusOk ? failure : static_cast<std::int32_t>(DataDuplicate);
+        for (const Change& change : script_) {
+            if (change.Type() == ETabulonPendingChanges::Insert) {
+                const ETabulonTag& place = change.Selection();
+                const std::int32_t failure = Ask("insert");
+                if (failure != StatusOk) {
+                    return failure;
+                }
+                rows.push_back({place.Value(1).Data(), place.Value(0).Data(), {}, {}});
+                Apply(Matching(ETabulonPendingChanges::Update, place), rows.back());
             }
-            rows.push_back(row);
         }
         return StatusOk;
     }
@@ -153,13 +162,21 @@ public:
     std::vector<std::pair<std::string, int>> asked;  // how often each operation was
 
 private:
-    void Split(const PTableau<Change>& script) {
-        for (const Change& change : script) {
-            (change.Type() == ETabulonPendingChanges::Update   ? updates_
-             : change.Type() == ETabulonPendingChanges::Insert ? inserts_
-                                                               : deletes_)
-                .push_back(&change);
+    using Changes = std::vector<const Change*>;
+
+    [[nodiscard]] bool Has(ETabulonPendingChanges::ChangeType type) const {
+        return std::any_of(script_.begin(), script_.end(),
+                           [&](const Change& change) { return change.Type() == type; });
+    }
+    [[nodiscard]] Changes Matching(ETabulonPendingChanges::ChangeType type,
+                                   const ETabulonTag& tag) const {
+        Changes matching;
+        for (const Change& change : script_) {
+            if (change.Type() == type && change.Matches(tag)) {
+                matching.push_back(&change);
+            }
         }
+        return matching;
     }
     std::int32_t Ask(const char* operation) {
         auto count = std::find_if(asked.begin(), asked.end(),
@@ -173,44 +190,36 @@ private:
             (count->second == fault_.call || (fault_.forEver && count->second > fault_.call));
         return fails ? fault_.status : static_cast<std::int32_t>(StatusOk);
     }
-    bool Apply(const ETabulonTag& tag, ItemRow& row) const {
-        bool any = false;
-        for (const Change* update : updates_) {
-            if (update->Matches(tag)) {
-                any = true;
-                const auto column = std::find(std::begin(kItemColumns), std::end(kItemColumns),
-                                              std::string(update->VarDataID().Code().c_str()));
-                row[static_cast<std::size_t>(column - kItemColumns)] = update->Value();
-            }
+    static void Apply(const Changes& updates, ItemRow& row) {
+        for (const Change* update : updates) {
+            const auto column = std::find(std::begin(kItemColumns), std::end(kItemColumns),
+                                          std::string(update->VarDataID().Code().c_str()));
+            row[static_cast<std::size_t>(column - kItemColumns)] = update->Value();
         }
-        return any;
     }
-    /// Whether the row has gone.
-    bool WriteRow(std::size_t at, const ETabulonTag& under, std::int32_t& written) {
-        const ETabulonTag tag = Tag({{0, rows[at][1]}, {1, rows[at][0]}});
-        if (!(tag == under) && !tag.IsChildOf(under)) {
-            return false;
-        }
-        if (std::any_of(deletes_.begin(), deletes_.end(),
-                        [&](const Change* change) { return change->Matches(tag); })) {
+    void WriteRow(std::size_t at, const ETabulonTag& under, std::int32_t& written) {
+        const bool isUnder = tags_[at] == under || tags_[at].IsChildOf(under);
+        if (isUnder && deleted_[at]) {
             written = Ask("delete");
             if (written == StatusOk) {
-                rows.erase(rows.begin() + static_cast<std::ptrdiff_t>(at));
+                return;
             }
-            return written == StatusOk;
         }
-        ItemRow updated = rows[at];
-        if (Apply(tag, updated)) {
+        rows.push_back(given_[at]);
+        if (isUnder && !deleted_[at] && !updates_[at].empty()) {
             written = Ask("update");
-            rows[at] = written == StatusOk ? updated : rows[at];
+            if (written == StatusOk) {
+                Apply(updates_[at], rows.back());
+            }
         }
-        return false;
     }
 
+    std::vector<ItemRow> given_;
+    PTableau<Change> script_;
+    std::vector<ETabulonTag> tags_;  // of the rows given
+    std::vector<bool> deleted_;
+    std::vector<Changes> updates_;
     Fault fault_;
-    std::vector<const Change*> updates_;
-    std::vector<const Change*> inserts_;
-    std::vector<const Change*> deletes_;
 };
 
 }  // namespace etabulon::test

@@ -193,8 +193,8 @@ TEST(SavingTable, WritesEachChangeOnceWhateverMoves) {
     items.changes.AppendUpdate(Item(2, 25), "id", 99);
     items.changes.AppendDelete(Item(2, 26));
     items.changes.AppendDelete(Item(2, 27));
-    LiteralSave literal(items.Rows(), {});
-    EXPECT_EQ(literal.Run(items.changes.ScriptCopy(), ETabulonTag::Null), StatusOk);
+    LiteralSave literal(items.Rows(), items.changes.ScriptCopy());
+    EXPECT_EQ(literal.Run(), StatusOk);
     static_cast<void>(items.table->Take());
     EXPECT_EQ(items.Save(), StatusOk);
     EXPECT_EQ(Text(items.Rows()), Text(literal.rows));
@@ -259,8 +259,8 @@ TEST(SavingTable, GivesWhatTheOverlayShowed) {
         }
         overlay.AddNotifier(reader.Get());
         EXPECT_EQ(overlay.Browse(ETabulonTag::Null), StatusOk);
-        LiteralSave literal(items.Rows(), {});
-        EXPECT_EQ(literal.Run(items.changes.ScriptCopy(), ETabulonTag::Null), StatusOk);
+        LiteralSave literal(items.Rows(), items.changes.ScriptCopy());
+        EXPECT_EQ(literal.Run(), StatusOk);
         EXPECT_EQ(items.Save(), StatusOk);
         ASSERT_EQ(Text(shown), Text(items.Rows())) << round;
         ASSERT_EQ(Text(items.Rows()), Text(literal.rows)) << round;
