@@ -212,6 +212,15 @@ public:
         }
         return any;
     }
+    PTableau<Change> Under(ETabulonPendingChanges::ChangeType type, const ETabulonTag& tag) const {
+        PTableau<Change> under;
+        for (const Change& e : script) {
+            if (e.Type() == type && (e.Selection() == tag || e.Selection().IsChildOf(tag))) {
+                under.Add(e);
+            }
+        }
+        return under;
+    }
     std::vector<Change> script;
 
 private:
@@ -275,9 +284,12 @@ TEST(ChangeScript, AnswersAsScansOverRandomScriptsDo) {
             ASSERT_EQ(changes.IsModified(asked, id), scanned.IsModified(asked, id));
             Row row;
             Row scannedRow;
-            ASSERT_EQ(changes.UpdateFields(row.fields, asked),
-                      scanned.UpdateFields(scannedRow.fields, asked));
+            const bool updated = scanned.UpdateFields(scannedRow.fields, asked);
+            ASSERT_EQ(changes.UpdateFields(row.fields, asked), updated);
+            ASSERT_EQ(changes.IsUpdated(asked), updated);
             ASSERT_EQ(row.Text(), scannedRow.Text());
+            const auto type = change.Type();
+            ASSERT_EQ(Text(changes.ScriptUnder(type, asked)), Text(scanned.Under(type, asked)));
         }
     }
 }
