@@ -1,0 +1,55 @@
+#include "etabulon/controls/EDataTreeCtrlThread.h"
+
+#include "etabulon/controls/EDataTreeMessages.h"
+#include "etabulon/controls/EMessagePort.h"
+
+#include <new>
+#include <utility>
+
+namespace etabulon {
+
+namespace {
+
+std::unique_ptr<ETabulonTag> CopyOf(const ETabulonTag& tag) {
+    try {
+        return std::make_unique<ETabulonTag>(tag);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+}  // namespace
+
+EDataTreeCtrlThread::EDataTreeCtrlThread(EDataTree* tree, std::shared_ptr<EMessagePort> port)
+    : EDataTreeThread(tree), port_(std::move(port)) {}
+
+EDataTreeCtrlThread::~EDataTreeCtrlThread() { Stop(); }
+
+void EDataTreeCtrlThread::OnThreadStart(const ETabulonTag& tag) {
+    port_->Send({MsgBrowseStart, 0, CopyOf(tag)});
+}
+
+void EDataTreeCtrlThread::OnThreadFillDone() { port_->Post({MsgFillDone, 0, nullptr}); }
+
+void EDataTreeCtrlThread::OnThreadRefreshDone(const ETabulonTag& tag) {
+    port_->Post({MsgRefreshDone, 0, CopyOf(tag)});
+}
+
+void EDataTreeCtrlThread::OnThreadFillCancel() { port_->Post({MsgFillCancel, 0, nullptr}); }
+
+// Deliberate: a refresh that was cancelled or failed comes without its tag. The items stay as they
+// are, so that a control has nothing to look for. RefreshThatDoesntEndWellComesWithoutItsTag holds
+// it.
+void EDataTreeCtrlThread::OnThreadRefreshCancel(const ETabulonTag& /*tag*/) {
+    port_->Post({MsgRefreshCancel, 0, nullptr});
+}
+
+void EDataTreeCtrlThread::OnThreadFillError(CursorStatus status) {
+    port_->Post({MsgFillError, status, nullptr});
+}
+
+void EDataTreeCtrlThread::OnThreadRefreshError(const ETabulonTag& /*tag*/, CursorStatus status) {
+    port_->Post({MsgRefreshError, status, nullptr});
+}
+
+}  // namespace etabulon

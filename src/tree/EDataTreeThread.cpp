@@ -1,0 +1,212 @@
+#include "etabulon/tree/EDataTreeThread.h"
+
+#include "etabulon/cursors/ETabulonCursor.h"
+#include "etabulon/foundation/EData.h"
+#include "etabulon/foundation/EExpects.h"
+#include "etabulon/tree/EDataTree.h"
+
+#include <condition_variable>
+#include <exception>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <utility>
+
+namespace etabulon {
+
+/// What one run is told, and what others may ask of it.
+///
+/// Threads  the starter and the worker hold a reference each and may let go at the same time.
+class EDataTreeThread::ThreadParams : public virtual ECountedUnknown {
+public:
+    ThreadParams(bool isRefresh, const ETabulonTag& ofTag, ERef<ThreadParams> earlierRun)
+        : refresh(isRefresh), tag(ofTag), earlier(std::move(earlierRun)) {}
+
+    void AddRef() override { references_.fetch_add(1, std::memory_order_relaxed); }
+    std::int32_t Release() override {
+        const std::int32_t remaining = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+        if (remaining == 0) {
+            delete this;
+        }
+        return remaining;
+    }
+
+    void SignalStarted() {
+        const std::lock_guard hold(mutex_);
+        isStarted_ = true;
+        started_.notify_one();
+    }
+    void WaitStarted() {
+        std::unique_lock hold(mutex_);
+        started_.wait(hold, [this] { return isStarted_; });
+    }
+
+    const bool refresh;
+    const ETabulonTag tag;       // the worker's, once it has started
+    ERef<ThreadParams> earlier;  // the worker's: the run that this one takes the cursor from
+    std::atomic<bool> cancelled{false};
+    std::atomic<bool> ended{false};  // nothing follows but the unlock
+
+private:
+    std::atomic<std::int32_t> references_{1};
+    std::mutex mutex_;
+    std::condition_variable started_;
+    bool isStarted_ = false;  // guarded by mutex_
+};
+
+namespace {
+
+/// Ends a walk whose run was cancelled before the walk began: the reset has forgotten that, and
+/// tells its listeners only afterwards. A later cancel reaches the walk itself.
+class CancelledBefore : public ETabulonCursor::INotifier, public virtual ECountedUnknown {
+public:
+    explicit CancelledBefore(const std::atomic<bool>& cancelled) : cancelled_(cancelled) {}
+    CursorStatus OnReset(const ETabulonTag&, const ETabulonCursor&) override {
+        return cancelled_.load() ? StatusCancelled : StatusOk;
+    }
+    CursorStatus OnMove(const ETabulonCursor&) override { return StatusOk; }
+    void OnDone(const ETabulonCursor&) override {}
+    void OnCancel(const ETabulonCursor&) override {}
+    void OnError(const ETabulonCursor&, CursorStatus) override {}
+
+private:
+    const std::atomic<bool>& cancelled_;
+};
+
+/// The status that stands for the exception in flight.
+CursorStatus StatusOfException() noexcept {
+    try {
+        throw;
+    } catch (const std::bad_alloc&) {
+        return static_cast<CursorStatus>(DataNoMemory);
+    } catch (...) {
+        return static_cast<CursorStatus>(DataOther);
+    }
+}
+
+}  // namespace
+
+EDataTreeThread::EDataTreeThread(EDataTree* tree) : tree_(tree) {}
+
+EDataTreeThread::~EDataTreeThread() { Stop(); }
+
+void EDataTreeThread::Fill() { Start(/*refresh=*/false, ETabulonTag::Null); }
+
+void EDataTreeThread::Refresh() { Start(/*refresh=*/true, ETabulonTag::Null); }
+
+void EDataTreeThread::Refresh(const ETabulonTag& tag) { Start(/*refresh=*/true, tag); }
+
+void EDataTreeThread::Start(bool refresh, const ETabulonTag& tag) {
+    const auto params = MakeRef<ThreadParams>(refresh, tag, run_);
+    busy_.store(1);
+    OnThreadStart(tag);
+    std::thread worker = StartWorker([this, run = params.Get()] { Run(*run); });
+    if (!worker.joinable()) {
+        // Deliberate: busy, though nothing runs, until a later run ends: who was told of the start
+        // was told of no end. StartWithoutAThreadStaysBusy holds it.
+        return;
+    }
+    params->WaitStarted();
+    // The worker holds the cursor, so an earlier one has let go of it and is as good as gone.
+    if (worker_.joinable()) {
+        worker_.join();
+    }
+    worker_ = std::move(worker);
+    run_ = params;
+}
+
+void EDataTreeThread::Cancel() {
+    if (run_ != nullptr && !run_->ended.load()) {
+        run_->cancelled.store(true);
+        tree_->Cursor()->Cancel();
+    }
+}
+
+void EDataTreeThread::Stop() {
+    Cancel();
+    if (worker_.joinable()) {
+        E_EXPECTS(worker_.get_id() != std::this_thread::get_id());
+        worker_.join();
+    }
+    run_ = nullptr;
+}
+
+std::thread EDataTreeThread::StartWorker(std::function<void()> entry) {
+    try {
+        return std::thread(std::move(entry));
+    } catch (const std::exception&) {
+        return std::thread();
+    }
+}
+
+/// The worker's run: takes the cursor, walks, reports, lets go.
+void EDataTreeThread::Run(ThreadParams& params) noexcept {
+    const auto reference = ERef<ThreadParams>::Retain(&params);
+    std::optional<ECursorExclusive> exclusive;
+    CursorStatus status = StatusOk;
+    try {
+        if (params.earlier) {
+            params.earlier->cancelled.store(true);
+        }
+        exclusive.emplace(*tree_->Cursor());
+        params.earlier = nullptr;
+    } catch (...) {
+        status = StatusOfException();
+    }
+    params.SignalStarted();
+    if (exclusive) {
+        try {
+            status = Walk(params);
+        } catch (...) {
+            status = StatusOfException();
+        }
+    }
+    // Deliberate: a flag and not a count. When a run is asked for while another one works, the one
+    // that ends first clears it, and the other works on as idle. Screens show the end of the first
+    // by it. OverlappingRunsLookIdleAfterTheFirst holds it.
+    busy_.store(0);
+    try {
+        Report(params, status);
+    } catch (...) {
+        // It was made: there is no second one.
+    }
+    // Again: a start asked for since is already behind the cursor's lock.
+    busy_.store(0);
+    params.ended.store(true);
+}
+
+CursorStatus EDataTreeThread::Walk(const ThreadParams& params) {
+    CancelledBefore listener(params.cancelled);
+    const ECursorListening listening(*tree_->Cursor(), listener);
+    if (!params.refresh) {
+        // As the fill would. With many nodes it takes a while, in which a cancel may come.
+        tree_->Root()->Reset();
+    }
+    if (params.cancelled.load()) {
+        return StatusCancelled;
+    }
+    return params.refresh ? tree_->Refresh(params.tag) : tree_->Fill();
+}
+
+void EDataTreeThread::Report(const ThreadParams& params, CursorStatus status) {
+    if (!params.refresh) {
+        switch (status) {
+            case StatusOk:
+                return OnThreadFillDone();
+            case StatusCancelled:
+                return OnThreadFillCancel();
+            default:
+                return OnThreadFillError(status);
+        }
+    }
+    switch (status) {
+        case StatusOk:
+            return OnThreadRefreshDone(params.tag);
+        case StatusCancelled:
+            return OnThreadRefreshCancel(params.tag);
+        default:
+            return OnThreadRefreshError(params.tag, status);
+    }
+}
+
+}  // namespace etabulon
