@@ -1,0 +1,379 @@
+#include "etabulon/cursors/ETabulonCursorCache.h"
+
+#include "cursors/ETabulonCursorCacheLines.h"
+#include "etabulon/cursors/EDataCache.h"
+#include "etabulon/foundation/ERef.h"
+
+#include <utility>
+
+namespace etabulon {
+
+namespace {
+
+constexpr auto kNothingMatched = static_cast<CursorStatus>(DataGone);
+constexpr auto kDuplicate = static_cast<CursorStatus>(DataDuplicate);
+constexpr auto kNoLine = static_cast<CursorStatus>(DataNoCurrent);
+
+// Waits for the chain's lock; unlike ECursorExclusive it doesn't cancel the walk.
+class [[nodiscard]] CursorLocking {
+public:
+    explicit CursorLocking(ETabulonCursor& cursor) : cursor_(cursor) { cursor_.CursorLock(true); }
+    ~CursorLocking() { cursor_.CursorUnlock(); }
+    CursorLocking(const CursorLocking&) = delete;
+    CursorLocking& operator=(const CursorLocking&) = delete;
+
+private:
+    ETabulonCursor& cursor_;
+};
+
+}  // namespace
+
+/// Makes a line of each record of the source's walk.
+class ETabulonCursorCache::CacheFiller : public INotifier, public virtual ECountedUnknown {
+public:
+    explicit CacheFiller(ETabulonCursorCache* cache) : cache_(cache) {}
+    CursorStatus OnReset(const ETabulonTag& /*tag*/, const ETabulonCursor& /*cursor*/) override {
+        cache_->ClearCache();
+        return StatusOk;
+    }
+    CursorStatus OnMove(const ETabulonCursor& /*cursor*/) override {
+        cache_->AppendCurrentToCache();
+        return StatusOk;
+    }
+    void OnDone(const ETabulonCursor& /*cursor*/) override {}
+    void OnCancel(const ETabulonCursor& /*cursor*/) override {}
+    void OnError(const ETabulonCursor& /*cursor*/, CursorStatus /*status*/) override {}
+
+private:
+    ETabulonCursorCache* cache_;
+};
+
+ETabulonCursorCache::ETabulonCursorCache(ETabulonCursor* source)
+    : ETabulonCursorRelay(source), lines_(std::make_unique<Lines>()) {
+    Init(source->Levels());
+}
+
+ETabulonCursorCache::~ETabulonCursorCache() {
+    ClearCache();
+    for (std::size_t index = 0; index < cacheNotifiers_.Size(); ++index) {
+        cacheNotifiers_.At(index)->Release();
+    }
+}
+
+// ----------------------------------------------------------------------------------------
+// notifiers
+
+void ETabulonCursorCache::AddCacheNotifier(ICacheNotifier* notifier) {
+    auto reference = ERef<ICacheNotifier>::Retain(notifier);
+    cacheNotifiers_.Add(notifier);
+    static_cast<void>(reference.Detach());  // the entry's
+}
+
+void ETabulonCursorCache::RemCacheNotifier(ICacheNotifier* notifier) {
+    for (std::uint32_t index = 0; index < cacheNotifiers_.Size();) {
+        if (cacheNotifiers_.At(index) == notifier) {
+            cacheNotifiers_.RemoveAt(index);
+            notifier->Release();
+        } else {
+            ++index;
+        }
+    }
+}
+
+void ETabulonCursorCache::AddCacheNotifiers(const PTableau<ICacheNotifier*>& notifiers) {
+    const PTableau<ICacheNotifier*> added(notifiers);  // it may be this very array
+    for (std::uint32_t index = 0; index < added.Size(); ++index) {
+        AddCacheNotifier(added.At(index));
+    }
+}
+
+void ETabulonCursorCache::RemCacheNotifiers(const PTableau<ICacheNotifier*>& notifiers) {
+    const PTableau<ICacheNotifier*> removed(notifiers);
+    for (std::uint32_t index = 0; index < removed.Size(); ++index) {
+        RemCacheNotifier(removed.At(index));
+    }
+}
+
+// A round of calls as a cursor's: size and entry are read anew at each turn.
+template <class Call>
+void ETabulonCursorCache::TellNotifiers(Call call) {
+    for (std::uint32_t index = 0; index < cacheNotifiers_.Size(); ++index) {
+        call(*cacheNotifiers_.At(index));
+    }
+}
+
+template <class Call>
+void ETabulonCursorCache::TellTables(Call call) {
+    for (std::size_t index = 0; index < dataCaches_.size(); ++index) {
+        call(*dataCaches_[index]);
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// walk
+
+CursorStatus ETabulonCursorCache::Fill() {
+    auto filler = MakeRef<CacheFiller>(this);
+    const ECursorListening listening(*Source(), *filler);
+    return Source()->Browse(ETabulonTag::Null);
+}
+
+CursorStatus ETabulonCursorCache::Reset(const ETabulonTag& tag) {
+    if (mustFill_) {
+        // Whole, whatever the tag: what is shown of it is decided here.
+        if (const CursorStatus status = Fill(); status != StatusOk) {
+            return status;
+        }
+        mustFill_ = false;
+    }
+    filterTag_ = tag;
+    lines_->StandBeforeFirst();
+    return GetNext();
+}
+
+CursorStatus ETabulonCursorCache::GetNext() {
+    for (;;) {
+        if (IsCancelled()) {
+            return StatusCancelled;
+        }
+        const CacheLine* const line = lines_->Step();
+        if (line == nullptr) {
+            return StatusEnd;
+        }
+        if (line->IsDead()) {
+            continue;
+        }
+        line->CopyTo(iFields());
+        if (IsInFilter()) {
+            return StatusOk;
+        }
+    }
+}
+
+// Deliberate: strictly below, where every other cursor shows the record of the tag itself too. A
+// walk at the full tag of a line shows nothing. LineOfTheTagItselfIsNotShown holds it.
+bool ETabulonCursorCache::IsInFilter() const { return CurrentTag().IsChildOf(filterTag_); }
+
+// Copying would count each text's body up and down for every record.
+const ETabulonTag& ETabulonCursorCache::CurrentTag() const {
+    const CacheLine* const line = lines_->Current();
+    if (line == nullptr) {
+        return ETabulonCursorRelay::CurrentTag();
+    }
+    lines_->Show(*line);
+    return line->Tag();
+}
+
+void ETabulonCursorCache::ExtractCurrentTag(ETabulonTag& tag) const {
+    if (const CacheLine* const line = lines_->Current(); line != nullptr) {
+        tag = line->Tag();
+    } else {
+        tag.RemoveAll();
+    }
+}
+
+void ETabulonCursorCache::ExtractPrimaryKey(ETabulonPrimaryKey& key) const {
+    if (const CacheLine* const line = lines_->Current(); line != nullptr) {
+        lines_->ExtractKey(*line, key);
+    } else {
+        key.Reset();
+    }
+}
+
+void ETabulonCursorCache::AppendCurrentToCache() {
+    // Deliberate: the tables aren't told. One that was made before its cache was filled shows what
+    // is appended later, and nothing else. TableMadeBeforeTheFillStaysEmpty holds it.
+    lines_->AddFromSource(Source()->CurrentTag(), Source()->Fields(), Source()->PrimaryKey());
+}
+
+// --------------------------------------------------------------------------------------------
+// edits
+
+void ETabulonCursorCache::SendTagToFields(const ETabulonTag& tag, EFieldSet& fields) const {
+    for (unsigned int position = 0; position < Levels().Size(); ++position) {
+        const unsigned int levelID = Levels().GetLevelID(position);
+        const ETabulonLevels::Level& level = Levels().GetLevel(levelID);
+        const ETabulonValue& value = tag.Value(levelID);
+        const bool hasData = level.DataID().ExistsIn(fields);
+        if (hasData) {
+            level.DataID().GetIn(fields) <<= value.Data();
+        }
+        if (!level.DescID().IsValid() || !level.DescID().ExistsIn(fields)) {
+            continue;
+        }
+        // Where one variable is both, its text would be read back as data.
+        EField& text = level.DescID().GetIn(fields);
+        if (!hasData || &text != &level.DataID().GetIn(fields)) {
+            text <<= EVariant(value.DisplayValue());
+        }
+    }
+}
+
+void ETabulonCursorCache::InitBuffer(EFieldSet& fields, const ETabulonTag& tag) const {
+    fields.SetNull();
+    changes_.UpdateFields(fields, tag);
+    SendTagToFields(tag, fields);
+}
+
+CursorStatus ETabulonCursorCache::Append(const ETabulonTag& tag) {
+    const CursorLocking locking(*this);
+    const ETabulonTag kept(tag);
+    InitBuffer(iFields(), kept);
+    return Append(Fields());
+}
+
+CursorStatus ETabulonCursorCache::Append(const EFieldSet& fields) {
+    CacheLine* line = nullptr;
+    return AppendLine(fields, line);
+}
+
+CursorStatus ETabulonCursorCache::AppendLine(const EFieldSet& fields, CacheLine*& line) {
+    const CursorLocking locking(*this);
+    iFields() <<= fields;
+    ETabulonTag tag;
+    ETabulonCursorRelay::ExtractCurrentTag(tag);
+    TellNotifiers([&](ICacheNotifier& notifier) { notifier.OnLineAppended(tag, iFields()); });
+    line = lines_->Find(tag);
+    if (line == nullptr) {
+        line = &AddLine(tag);
+        return StatusOk;
+    }
+    if (!line->IsDead()) {
+        return kDuplicate;
+    }
+    TellTables([line](EDataCache& table) { table.OnLineRevived(*line); });
+    // Deliberate: the caller's fields, where a line that is made takes those that the notifiers
+    // have filled. What they add to a line that comes back is lost, unless the caller passed the
+    // cursor's own fields. RevivedLineTakesTheCallersFields holds it.
+    line->Take(fields);
+    lines_->Change(*line, Lines::Event::Modified);
+    return StatusOk;
+}
+
+ETabulonCursorCache::CacheLine& ETabulonCursorCache::AddLine(const ETabulonTag& tag) {
+    CacheLine& line = lines_->Add(tag, Fields());
+    lines_->Change(line, Lines::Event::Appended);
+    try {
+        TellTables([&line](EDataCache& table) { table.OnLineAdded(line); });
+    } catch (...) {
+        TellTables([&line](EDataCache& table) { table.OnLineRemoved(line); });
+        lines_->Remove(line);
+        throw;
+    }
+    return line;
+}
+
+CursorStatus ETabulonCursorCache::Update(const ETabulonTag& tag, const ETabulonVariableID& id,
+                                         const EVariant& value) {
+    const CursorLocking locking(*this);
+    // Any of them may lie in a record that is about to be overwritten.
+    const ETabulonTag branch(tag);
+    const EVariant kept(value);
+    changes_.AppendUpdate(branch, id, kept);
+    const Lines::Branch lines(*lines_, branch);
+    ETabulonTag at;
+    for (const Lines::Place& place : lines.Places()) {
+        CacheLine* line = lines.Line(place);
+        if (line == nullptr) {
+            continue;
+        }
+        at = line->Tag();
+        EFieldSet& fields = iFields();
+        line->CopyTo(fields);
+        id.GetIn(fields) <<= kept;
+        TellNotifiers([&](ICacheNotifier& notifier) {
+            notifier.OnValueUpdated(at, id, iFields());
+            notifier.OnLineUpdated(at, iFields());
+        });
+        line = lines.Line(place);
+        if (line == nullptr) {
+            continue;
+        }
+        // Deliberate: dead lines too, and they come back to life by it.
+        // UpdateOfABranchRevivesItsDeadLines holds it.
+        if (line->IsDead()) {
+            TellTables([line](EDataCache& table) { table.OnLineRevived(*line); });
+        }
+        line->Take(Fields());
+        lines_->Change(*line, Lines::Event::Modified);
+        TellTables([line](EDataCache& table) { table.OnLineChanged(*line); });
+    }
+    return StatusOk;
+}
+
+CursorStatus ETabulonCursorCache::Update(const EFieldSet& fields) {
+    const CursorLocking locking(*this);
+    iFields() <<= fields;
+    ETabulonTag tag;
+    ETabulonCursorRelay::ExtractCurrentTag(tag);
+    if (const CacheLine* const line = lines_->Find(tag); line == nullptr || line->IsDead()) {
+        return kNoLine;
+    }
+    iFields() <<= fields;
+    TellNotifiers([&](ICacheNotifier& notifier) { notifier.OnLineUpdated(tag, iFields()); });
+    CacheLine* const line = lines_->Find(tag);
+    if (line == nullptr || line->IsDead()) {
+        return kNoLine;
+    }
+    line->Take(Fields());
+    lines_->Change(*line, Lines::Event::Modified);
+    TellTables([line](EDataCache& table) { table.OnLineChanged(*line); });
+    return StatusOk;
+}
+
+CursorStatus ETabulonCursorCache::Delete(const ETabulonTag& tag) {
+    const CursorLocking locking(*this);
+    const ETabulonTag branch(tag);
+    const Lines::Branch lines(*lines_, branch);
+    ETabulonTag at;
+    for (const Lines::Place& place : lines.Places()) {
+        CacheLine* line = lines.Line(place);
+        if (line == nullptr || line->IsDead()) {
+            continue;
+        }
+        at = line->Tag();
+        bool canGo = line->State() == LineAdded;
+        for (std::size_t index = 0; canGo && index < dataCaches_.size(); ++index) {
+            canGo = dataCaches_[index]->CanRemoveLine(*line);
+        }
+        TellTables([line, canGo](EDataCache& table) {
+            canGo ? table.OnLineRemoved(*line) : table.OnLineDeleted(*line);
+        });
+        TellNotifiers([&at](ICacheNotifier& notifier) { notifier.OnLineDeleted(at); });
+        line = lines.Line(place);
+        if (line == nullptr) {
+            continue;
+        }
+        if (canGo) {
+            lines_->Remove(*line);
+        } else {
+            lines_->Change(*line, Lines::Event::Deleted);
+        }
+    }
+    return lines.Places().empty() ? kNothingMatched : StatusOk;
+}
+
+void ETabulonCursorCache::ClearCache() {
+    const CursorLocking locking(*this);
+    TellTables([](EDataCache& table) { table.OnCacheCleared(); });
+    lines_->Clear();
+    mustFill_ = true;
+    changes_.Reset();
+    TellNotifiers([](ICacheNotifier& notifier) { notifier.OnCacheCleared(); });
+}
+
+// ----------------------------------------------------------------------------------------
+// questions
+
+bool ETabulonCursorCache::IsDirty() const noexcept { return lines_->IsDirty(); }
+
+bool ETabulonCursorCache::IsEmpty() const noexcept { return !lines_->HasAlive(); }
+
+bool ETabulonCursorCache::IsEmpty(const ETabulonTag& tag) const { return !lines_->HasAlive(tag); }
+
+EData* ETabulonCursorCache::AllocEData(const ETabulonTag& root, ETabulonSortDesc* sortDesc) {
+    const CursorLocking locking(*this);
+    return new EDataCache(this, root, sortDesc);
+}
+
+}  // namespace etabulon

@@ -1,0 +1,137 @@
+#include "cursors/ETabulonCursorCacheLine.h"
+
+#include "etabulon/foundation/EDataType.h"
+
+namespace etabulon {
+
+namespace detail {
+
+// --------------------------------------------------------------------------------------- texts
+
+const Chaine& CacheTexts::Share(const Chaine& text, Column& column) {
+    constexpr std::uint32_t kTrial = 4096;
+    if (column.made > kTrial && column.made > column.met / 2) {
+        return text;
+    }
+    ++column.met;
+    const std::int32_t known = index_.Find(text.FoldHash(), [this, &text](std::int32_t place) {
+        return texts_[static_cast<std::size_t>(place)] == text;
+    });
+    if (known >= 0) {
+        return texts_[static_cast<std::size_t>(known)];
+    }
+    ++column.made;
+    index_.Reserve(static_cast<std::uint32_t>(texts_.size()) + 1);
+    texts_.push_back(text);
+    index_.Add(text.FoldHash(), static_cast<std::int32_t>(texts_.size() - 1));
+    return text;
+}
+
+void CacheTexts::Clear() noexcept {
+    texts_.clear();
+    index_.Clear();
+}
+
+// -------------------------------------------------------------------------------------- layout
+
+CacheLayout::CacheLayout(const EFieldSet& fields) : packed_(fields.Packed()) {
+    for (std::size_t index = 0; index < packed_.Size(); ++index) {
+        const auto field = static_cast<std::uint16_t>(index);
+        if (const EFieldDesc& desc = packed_.At(field).Desc();
+            desc.IsSlot() && desc.Type() == TYPE_CHAINE) {
+            texts_.push_back({field, {}});
+        }
+    }
+}
+
+// Fields that were added lie elsewhere, and behind all others.
+bool CacheLayout::IsRecordOf(const EFieldSet& fields) const noexcept {
+    const std::size_t count = fields.Size();
+    return fields.ShapeNumber() == packed_.ShapeNumber() && fields.Buffer() != nullptr &&
+           count != 0 &&
+           fields.OffsetOf(static_cast<std::uint16_t>(count - 1)) != EFieldSet::kNoOffset;
+}
+
+EFieldSet& CacheLayout::View(void* image) const {
+    packed_.ChangeBuffer(image, /*takeOwnership=*/false);
+    return packed_;
+}
+
+void CacheLayout::CopyOut(void* image, EFieldSet& fields) const {
+    if (IsRecordOf(fields)) {
+        packed_.CopyRecord(fields.Buffer(), image);
+    } else {
+        fields <<= View(image);
+    }
+}
+
+void CacheLayout::CopyIn(void* image, const EFieldSet& fields) const {
+    if (IsRecordOf(fields)) {
+        packed_.CopyRecord(image, fields.Buffer());
+    } else {
+        View(image) <<= fields;
+    }
+}
+
+void CacheLayout::ShareTexts(void* image, CacheTexts& texts) {
+    const EFieldSet& view = View(image);
+    for (Text& text : texts_) {
+        const EField& field = view.At(text.field);
+        if (field.IsMissing()) {
+            continue;
+        }
+        const Chaine own = field.AsChaine();
+        const Chaine& shared = texts.Share(own, text.column);
+        if (!shared.IsSameBody(own)) {
+            packed_.At(text.field) <<= EVariant(shared);
+        }
+    }
+}
+
+}  // namespace detail
+
+// ---------------------------------------------------------------------------------------- line
+
+static_assert(sizeof(ETabulonCursorCache::CacheLine) % alignof(Chaine) == 0);
+
+ETabulonCursorCache::CacheLine::CacheLine(const detail::CacheLayout& layout, detail::CacheTag& tag,
+                                          EPosition number) noexcept
+    : tag_(&tag), layout_(&layout), number_(number) {
+    layout_->Construct(Image());
+}
+
+ETabulonCursorCache::CacheLine::~CacheLine() { layout_->Destroy(Image()); }
+
+std::unique_ptr<ETabulonCursorCache::CacheLine> ETabulonCursorCache::CacheLine::Make(
+    const detail::CacheLayout& layout, detail::CacheTag& tag, EPosition number) {
+    return std::unique_ptr<CacheLine>(new (Behind{layout.Bytes()}) CacheLine(layout, tag, number));
+}
+
+// The values are no part of what const promises of a line: a view of them is for writing too.
+void* ETabulonCursorCache::CacheLine::Image() const noexcept {
+    return const_cast<CacheLine*>(this) + 1;
+}
+
+void ETabulonCursorCache::CacheLine::SetKey(const ETabulonPrimaryKey& key) {
+    const EFieldKey& fields = key.Fields();
+    std::unique_ptr<EVariant[]> more;
+    if (fields.Size() > 1) {
+        more = std::make_unique<EVariant[]>(fields.Size() - 1U);
+        for (std::uint16_t index = 1; index < fields.Size(); ++index) {
+            more[index - 1U] = fields.At(index);
+        }
+    }
+    segment_ = fields.Size() != 0 ? EVariant(fields.At(0)) : EVariant();
+    moreSegments_ = std::move(more);
+    segments_ = fields.Size();
+    keyPosition_ = key.Position();
+}
+
+void ETabulonCursorCache::CacheLine::CopyKeyTo(EFieldKey& key) const {
+    key.Resize(static_cast<std::uint16_t>(segments_));
+    for (std::uint16_t index = 0; index < segments_; ++index) {
+        key.At(index) = index == 0 ? segment_ : moreSegments_[index - 1U];
+    }
+}
+
+}  // namespace etabulon

@@ -1,0 +1,239 @@
+#include "cursors/ETabulonCursorCacheLines.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace etabulon {
+
+namespace {
+
+// How many lines ahead memory is asked for. They lie in the order of the walk, mostly.
+constexpr std::size_t kAhead = 8;
+constexpr std::size_t kFewHoles = 64;
+
+}  // namespace
+
+ETabulonCursorCache::Lines::Branch::Branch(Lines& lines, const ETabulonTag& tag) : lines_(lines) {
+    for (const detail::CacheTag* const known : lines_.TagsOf(tag)) {
+        for (const CacheLine* line = known->lines; line != nullptr; line = NextOfTag(*line)) {
+            places_.push_back({line->slot_, line->number_});
+        }
+    }
+    std::sort(places_.begin(), places_.end(),
+              [](const Place& a, const Place& b) { return a.slot < b.slot; });
+    ++lines_.branches_;
+}
+
+ETabulonCursorCache::Lines::Branch::~Branch() {
+    if (--lines_.branches_ == 0) {
+        lines_.CloseHoles();
+    }
+}
+
+ETabulonCursorCache::CacheLine* ETabulonCursorCache::Lines::Branch::Line(
+    const Place& place) const noexcept {
+    CacheLine* const line = place.slot < lines_.slots_.size() ? lines_.slots_[place.slot] : nullptr;
+    return line != nullptr && line->number_ == place.number ? line : nullptr;
+}
+
+// -------------------------------------------------------------------------------- coming and going
+
+detail::CacheLayout& ETabulonCursorCache::Lines::LayoutOf(const EFieldSet& fields) {
+    if (layouts_.empty() || layouts_.back().ShapeNumber() != fields.ShapeNumber()) {
+        layouts_.emplace_back(fields);
+    }
+    return layouts_.back();
+}
+
+ETabulonCursorCache::CacheLine& ETabulonCursorCache::Lines::Add(const ETabulonTag& tag,
+                                                                const EFieldSet& fields) {
+    auto line = CacheLine::Make(LayoutOf(fields), tags_.Intern(tag), nextNumber_);
+    line->Take(fields);
+    line->slot_ = static_cast<std::uint32_t>(slots_.size());
+    slots_.push_back(line.get());
+    ++nextNumber_;
+    Link(*line);
+    return *line.release();
+}
+
+void ETabulonCursorCache::Lines::AddFromSource(const ETabulonTag& tag, const EFieldSet& fields,
+                                               const ETabulonPrimaryKey& key) {
+    CacheLine& line = Add(tag, fields);
+    try {
+        line.SetKey(key);
+        LayoutOf(fields).ShareTexts(line.Image(), texts_);
+    } catch (...) {
+        Remove(line);
+        throw;
+    }
+}
+
+void ETabulonCursorCache::Lines::Link(CacheLine& line) noexcept {
+    detail::CacheTag& tag = *line.tag_;
+    line.nextOfTag_ = tag.lines;
+    if (tag.lines != nullptr) {
+        tag.lines->previousOfTag_ = &line;
+    }
+    tag.lines = &line;
+    // Deliberate: of several lines with one tag only the last is found by it. The source may have
+    // such records; a branch has them all. RecordsOfOneTagAreFoundAsTheLast holds it.
+    tag.first->indexed = &line;
+    ++alive_;
+}
+
+void ETabulonCursorCache::Lines::Unlink(CacheLine& line) noexcept {
+    detail::CacheTag& tag = *line.tag_;
+    if (line.nextOfTag_ != nullptr) {
+        line.nextOfTag_->previousOfTag_ = line.previousOfTag_;
+    }
+    (line.previousOfTag_ != nullptr ? line.previousOfTag_->nextOfTag_ : tag.lines) =
+        line.nextOfTag_;
+    tag.first->indexed = nullptr;
+}
+
+ETabulonCursorCache::CacheLine* ETabulonCursorCache::Lines::Find(const ETabulonTag& tag) const {
+    const detail::CacheTag* const known = tags_.Find(tag);
+    return known != nullptr ? known->indexed : nullptr;
+}
+
+void ETabulonCursorCache::Lines::Remove(CacheLine& line) noexcept {
+    const std::unique_ptr<CacheLine> gone(&line);
+    SetState(line, LineDeleted);
+    --dirty_;
+    Unlink(line);
+    slots_[line.slot_] = nullptr;
+    ++holes_;
+    LeaveWalk(line.slot_);
+    if (branches_ == 0) {
+        CloseHoles();
+    }
+}
+
+// The walk's place counts lines, and a hole is none.
+//
+// Deliberate: where the walk stands on the line that goes, it steps back, so that the next step
+// shows the line behind; but on the first line it stays, and the line that takes its place is
+// passed over. Where a line before it goes, the walk isn't moved, and so stands one further.
+// Listeners that delete while they walk see just this. WalkInWhichLinesGoPassesSomeOver holds it.
+void ETabulonCursorCache::Lines::LeaveWalk(std::int64_t removed) noexcept {
+    const auto isHole = [this](std::int64_t slot) {
+        return slots_[static_cast<std::size_t>(slot)] == nullptr;
+    };
+    if (removed > current_ || current_ >= End()) {
+        return;
+    }
+    if (removed == current_) {
+        std::int64_t before = current_ - 1;
+        while (before >= 0 && isHole(before)) {
+            --before;
+        }
+        if (before >= 0) {
+            current_ = before;
+            return;
+        }
+    }
+    const bool wasFirst = removed == current_;
+    do {
+        ++current_;
+    } while (current_ < End() && isHole(current_));
+    if (wasFirst && current_ == End()) {
+        current_ = -1;
+    }
+}
+
+void ETabulonCursorCache::Lines::CloseHoles() noexcept {
+    if (holes_ < kFewHoles || holes_ < slots_.size() / 2) {
+        return;
+    }
+    std::int64_t current = current_ < End() ? current_ : -1;
+    const bool isAtEnd = current_ >= End();
+    std::size_t kept = 0;
+    for (std::size_t slot = 0; slot < slots_.size(); ++slot) {
+        if (current_ == static_cast<std::int64_t>(slot)) {
+            current = static_cast<std::int64_t>(kept);
+        }
+        if (CacheLine* const line = slots_[slot]; line != nullptr) {
+            line->slot_ = static_cast<std::uint32_t>(kept);
+            slots_[kept++] = line;
+        }
+    }
+    slots_.resize(kept);
+    holes_ = 0;
+    current_ = isAtEnd ? End() : current;
+}
+
+void ETabulonCursorCache::Lines::Clear() noexcept {
+    for (CacheLine* const line : slots_) {
+        delete line;
+    }
+    slots_.clear();
+    tags_.Clear(shown_);
+    shown_ = nullptr;
+    texts_.Clear();
+    layouts_.clear();
+    holes_ = dirty_ = alive_ = 0;
+    current_ = -1;
+}
+
+// ------------------------------------------------------------------------------------------ states
+
+ETabulonCursorCache::LineState ETabulonCursorCache::Lines::StateAfter(LineState state,
+                                                                      Event event) noexcept {
+    switch (event) {
+        case Event::Modified:
+            return state == LineAdded || state == LineAddedDeleted ? LineAdded : LineModified;
+        case Event::Appended:
+            return state == LineDeleted ? LineModified : LineAdded;
+        case Event::Deleted:
+            break;
+    }
+    return state == LineAdded ? LineAddedDeleted : LineDeleted;
+}
+
+void ETabulonCursorCache::Lines::SetState(CacheLine& line, LineState state) noexcept {
+    const bool wasDead = line.IsDead();
+    const bool wasDirty = line.state_ != LineClean;
+    line.state_ = state;
+    alive_ = alive_ + (wasDead ? 1 : 0) - (line.IsDead() ? 1 : 0);
+    dirty_ = dirty_ + (state != LineClean ? 1 : 0) - (wasDirty ? 1 : 0);
+}
+
+bool ETabulonCursorCache::Lines::HasAlive(const ETabulonTag& tag) const {
+    for (const detail::CacheTag* const known : tags_.Branch(tag)) {
+        for (const CacheLine* line = known->lines; line != nullptr; line = NextOfTag(*line)) {
+            if (!line->IsDead()) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+void ETabulonCursorCache::Lines::ExtractKey(const CacheLine& line, ETabulonPrimaryKey& key) {
+    thread_local EFieldKey fields;  // keeps its room from record to record
+    line.CopyKeyTo(fields);
+    key.Set(fields, line.KeyPosition());
+}
+
+// -------------------------------------------------------------------------------------------- walk
+
+ETabulonCursorCache::CacheLine* ETabulonCursorCache::Lines::Step() noexcept {
+    if (current_ < End()) {
+        ++current_;
+    }
+    while (current_ < End()) {
+        const auto slot = static_cast<std::size_t>(current_);
+        if (slot + kAhead < slots_.size()) {
+            const CacheLine* const ahead = slots_[slot + kAhead];
+            __builtin_prefetch(ahead);
+            __builtin_prefetch(ahead + 1);
+        }
+        if (slots_[slot] != nullptr) {
+            return slots_[slot];
+        }
+        ++current_;
+    }
+    return nullptr;
+}
+
+}  // namespace etabulon

@@ -1,0 +1,108 @@
+#pragma once
+
+#include "cursors/ETabulonCursorCacheLine.h"
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <vector>
+
+namespace etabulon {
+
+/// The lines in order of arrival, their index by tag, and the place of the walk.
+///
+/// A line that goes leaves a hole; holes are closed when they are many, and not while somebody
+/// goes through a branch.
+class ETabulonCursorCache::Lines {
+public:
+    enum class Event : std::uint8_t { Modified, Appended, Deleted };
+    /// Where a line was. It may have gone since.
+    struct Place {
+        std::uint32_t slot;
+        EPosition number;
+    };
+    /// The lines at and below a tag in order of arrival. Those that are appended meanwhile aren't
+    /// among them.
+    class Branch {
+    public:
+        Branch(Lines& lines, const ETabulonTag& tag);
+        ~Branch();
+        Branch(const Branch&) = delete;
+        Branch& operator=(const Branch&) = delete;
+        [[nodiscard]] const std::vector<Place>& Places() const noexcept { return places_; }
+        /// Null for one that has gone.
+        [[nodiscard]] CacheLine* Line(const Place& place) const noexcept;
+
+    private:
+        Lines& lines_;
+        std::vector<Place> places_;
+    };
+
+    ~Lines() { Clear(); }
+
+    /// A line of no state with the values of `fields`; the tag finds it from now on.
+    CacheLine& Add(const ETabulonTag& tag, const EFieldSet& fields);
+    /// The same of the source's record, whose texts are made to share bodies.
+    void AddFromSource(const ETabulonTag& tag, const EFieldSet& fields,
+                       const ETabulonPrimaryKey& key);
+    [[nodiscard]] CacheLine* Find(const ETabulonTag& tag) const;
+    /// Destroys it.
+    void Remove(CacheLine& line) noexcept;
+    void Clear() noexcept;
+    static LineState StateAfter(LineState state, Event event) noexcept;
+    void Change(CacheLine& line, Event event) noexcept {
+        SetState(line, StateAfter(line.State(), event));
+    }
+    void SetState(CacheLine& line, LineState state) noexcept;
+
+    [[nodiscard]] bool IsDirty() const noexcept { return dirty_ != 0; }
+    [[nodiscard]] bool HasAlive() const noexcept { return alive_ != 0; }
+    [[nodiscard]] bool HasAlive(const ETabulonTag& tag) const;
+    static void ExtractKey(const CacheLine& line, ETabulonPrimaryKey& key);
+    /// The tags at and below `tag` that have lines.
+    [[nodiscard]] std::vector<detail::CacheTag*> TagsOf(const ETabulonTag& tag) const {
+        return tags_.Branch(tag);
+    }
+    [[nodiscard]] static CacheLine* NextOfTag(const CacheLine& line) noexcept {
+        return line.nextOfTag_;
+    }
+    [[nodiscard]] static std::uint32_t SlotOf(const CacheLine& line) noexcept { return line.slot_; }
+    /// By slot, null for holes.
+    [[nodiscard]] const std::vector<CacheLine*>& Slots() const noexcept { return slots_; }
+
+    // --- the walk ---
+    void StandBeforeFirst() noexcept { current_ = -1; }
+    /// The next line, or null at the end.
+    [[nodiscard]] CacheLine* Step() noexcept;
+    /// Null when the walk stands on none.
+    [[nodiscard]] CacheLine* Current() const noexcept {
+        return current_ >= 0 && current_ < End() ? slots_[static_cast<std::size_t>(current_)]
+                                                 : nullptr;
+    }
+    /// The tag was handed out, and lives on when the lines are cleared.
+    void Show(const CacheLine& line) const noexcept { shown_ = &line.SharedTag(); }
+
+private:
+    [[nodiscard]] std::int64_t End() const noexcept {
+        return static_cast<std::int64_t>(slots_.size());
+    }
+    [[nodiscard]] detail::CacheLayout& LayoutOf(const EFieldSet& fields);
+    void Link(CacheLine& line) noexcept;
+    void Unlink(CacheLine& line) noexcept;
+    void LeaveWalk(std::int64_t removed) noexcept;
+    void CloseHoles() noexcept;
+
+    std::deque<detail::CacheLayout> layouts_;  // one, unless the source's fields change
+    detail::CacheTexts texts_;
+    detail::CacheTags tags_;
+    std::vector<CacheLine*> slots_;  // owned
+    std::size_t holes_ = 0;
+    std::size_t dirty_ = 0;
+    std::size_t alive_ = 0;
+    int branches_ = 0;          // that somebody goes through
+    EPosition nextNumber_ = 1;  // goes on through Clear
+    std::int64_t current_ = -1;
+    mutable const detail::CacheTag* shown_ = nullptr;
+};
+
+}  // namespace etabulon

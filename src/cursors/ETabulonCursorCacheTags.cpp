@@ -1,0 +1,167 @@
+#include "cursors/ETabulonCursorCacheTags.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace etabulon::detail {
+
+namespace {
+
+bool IsToTheLetter(const ETabulonTag& a, const ETabulonTag& b) {
+    for (unsigned int place = 0; place < a.KnownLevelsCount(); ++place) {
+        if (!a.ValueAt(place).IsIdenticalTo(b.ValueAt(place))) {
+            return false;
+        }
+    }
+    return true;  // they are equal: as many levels, and the same ones
+}
+
+bool IsAtOrBelow(const ETabulonTag& tag, const ETabulonTag& branch) {
+    return tag.IsChildOf(branch) || tag == branch;
+}
+
+}  // namespace
+
+CacheTag* CacheTags::Find(const ETabulonTag& tag, std::uint32_t hash) const {
+    const std::int32_t found = index_.Find(hash, [this, &tag](std::int32_t place) {
+        return tags_[static_cast<std::size_t>(place)]->tag == tag;
+    });
+    return found < 0 ? nullptr : tags_[static_cast<std::size_t>(found)].get();
+}
+
+CacheTag* CacheTags::Find(const ETabulonTag& tag) const { return Find(tag, tag.Hash()); }
+
+CacheTag& CacheTags::Intern(const ETabulonTag& tag) {
+    const std::uint32_t hash = tag.Hash();
+    CacheTag* const first = Find(tag, hash);
+    CacheTag* last = nullptr;
+    for (CacheTag* same = first; same != nullptr; same = same->next) {
+        if (IsToTheLetter(same->tag, tag)) {
+            return *same;
+        }
+        last = same;
+    }
+    index_.Reserve(static_cast<std::uint32_t>(tags_.size()) + 1);
+    auto made = std::make_unique<CacheTag>();
+    made->tag = tag;
+    made->hash = hash;
+    made->first = first != nullptr ? first : made.get();
+    CacheTag& added = *made;
+    tags_.push_back(std::move(made));
+    if (last != nullptr) {
+        last->next = &added;
+    } else {
+        index_.Add(hash, static_cast<std::int32_t>(tags_.size() - 1));
+    }
+    mostLevels_ = std::max(mostLevels_, tag.KnownLevelsCount());
+    if (!levels_.empty()) {
+        try {
+            AddToIndex(added);
+        } catch (...) {
+            levels_.clear();
+            throw;
+        }
+    }
+    return added;
+}
+
+void CacheTags::AddToIndex(CacheTag& added) const {
+    unsigned int known = 0;
+    for (LevelIndex& index : levels_) {
+        if (const ETabulonValue* const value = added.tag.Find(index.level); value != nullptr) {
+            index.byValue[*value].push_back(&added);
+            ++known;
+        } else {
+            index.without.push_back(&added);
+        }
+    }
+    if (known != added.tag.KnownLevelsCount()) {
+        levels_.clear();  // a level that no tag had before: all is done anew when next asked
+    }
+}
+
+void CacheTags::MakeIndex() const {
+    std::vector<LevelIndex> levels;
+    for (const auto& known : tags_) {
+        for (unsigned int place = 0; place < known->tag.KnownLevelsCount(); ++place) {
+            const unsigned int level = known->tag.LevelAt(place);
+            if (std::none_of(levels.begin(), levels.end(),
+                             [level](const LevelIndex& index) { return index.level == level; })) {
+                levels.push_back({level, {}, {}});
+            }
+        }
+    }
+    levels_.swap(levels);
+    try {
+        for (const auto& known : tags_) {
+            AddToIndex(*known);
+        }
+    } catch (...) {
+        levels_.clear();
+        throw;
+    }
+}
+
+std::vector<CacheTag*> CacheTags::Branch(const ETabulonTag& tag) const {
+    Tags found;
+    const auto take = [&found, &tag](CacheTag* known) {
+        if (known->lines != nullptr && IsAtOrBelow(known->tag, tag)) {
+            found.push_back(known);
+        }
+    };
+    if (tag.KnownLevelsCount() >= mostLevels_) {  // nothing is below it
+        for (CacheTag* same = Find(tag); same != nullptr; same = same->next) {
+            take(same);
+        }
+        return found;
+    }
+    if (tag.IsRoot()) {
+        for (const auto& known : tags_) {
+            take(known.get());
+        }
+        return found;
+    }
+    if (levels_.empty()) {
+        MakeIndex();
+    }
+    // Any one of the branch's levels narrows it; a tag without that level may still be below.
+    const Tags* fewest = nullptr;
+    const Tags* without = nullptr;
+    static const Tags kNone;
+    for (const LevelIndex& index : levels_) {
+        const ETabulonValue* const value = tag.Find(index.level);
+        if (value == nullptr) {
+            continue;
+        }
+        const auto at = index.byValue.find(*value);
+        const Tags& with = at != index.byValue.end() ? at->second : kNone;
+        if (fewest == nullptr ||
+            with.size() + index.without.size() < fewest->size() + without->size()) {
+            fewest = &with;
+            without = &index.without;
+        }
+    }
+    if (fewest == nullptr) {  // no tag has any of its levels
+        for (const auto& known : tags_) {
+            take(known.get());
+        }
+        return found;
+    }
+    std::for_each(fewest->begin(), fewest->end(), take);
+    std::for_each(without->begin(), without->end(), take);
+    return found;
+}
+
+void CacheTags::Clear(const CacheTag* kept) noexcept {
+    for (auto& known : tags_) {
+        if (known.get() == kept) {
+            kept_ = std::move(known);
+        }
+    }
+    tags_.clear();
+    index_.Clear();
+    levels_.clear();
+    mostLevels_ = 0;
+}
+
+}  // namespace etabulon::detail

@@ -1,0 +1,147 @@
+#include "CacheFixture.h"
+#include "support/AllocationCount.h"
+
+namespace etabulon::test {
+namespace {
+
+constexpr auto kBroken = static_cast<CursorStatus>(1099);
+
+class CacheWalk : public CachedSales {};
+
+TEST_F(CacheWalk, ReadsTheWholeSourceOnceWhateverTheTag) {
+    EXPECT_EQ(Walk(At("DE")), "3 | 4 | 5");
+    EXPECT_EQ(table->Take(), "first next next next next next");
+    EXPECT_EQ(Walk(At("FR")), "1 | 2");
+    EXPECT_EQ(Walk(Tag({{kCity, "Ulm"}})), "3 | 5");
+    EXPECT_EQ(Walk(), "1 | 2 | 3 | 4 | 5");
+    EXPECT_EQ(Walk(At("IT")), "done");
+    EXPECT_EQ(table->Take(), "");
+    EXPECT_FALSE(cache->IsDirty());
+}
+
+TEST_F(CacheWalk, LineOfTheTagItselfIsNotShown) {
+    EXPECT_EQ(Walk(At("FR", "Lyon")), "done");
+    EXPECT_EQ(Walk(At("FR")), "1 | 2");
+}
+
+TEST_F(CacheWalk, ShowsRecordTagAndKeyOfEachLine) {
+    ASSERT_EQ(cache->CallReset(At("DE")), StatusOk);
+    ASSERT_EQ(cache->CallGetNext(), StatusOk);
+    EXPECT_EQ(cache->CurrentTag().DisplayID(), Chaine("[DE, Bonn]"));
+    EXPECT_EQ(cache->PrimaryKey().SingleCode().Data(), EVariant(4));
+    EXPECT_EQ(cache->PrimaryKey().Position(), 3);
+    EXPECT_EQ(source.Fields()["amount"].AsDouble(), 7);
+    ASSERT_EQ(cache->CallGetNext(), StatusOk);
+    EXPECT_EQ(cache->CallGetNext(), StatusEnd);
+    EXPECT_EQ(cache->CallGetNext(), StatusEnd);
+    EXPECT_TRUE(cache->CurrentTag().IsRoot());
+    EXPECT_FALSE(cache->PrimaryKey().IsSet());
+}
+
+TEST_F(CacheWalk, TakesKeysOfSeveralSegments) {
+    rubric->SetKey({"country", "city", "id"});
+    EDataMemory keyed(rubric);
+    keyed.Append({7, "FR", "Nice", 1});
+    source.Init(levels, &keyed, /*ownsTable=*/false);
+    ASSERT_EQ(cache->CallReset(ETabulonTag::Null), StatusOk);
+    EXPECT_EQ(cache->PrimaryKey().SingleCode().DisplayValue(), Chaine("FR/Nice/7"));
+    cache->ClearCache();
+}
+
+TEST_F(CacheWalk, RefusedFillIsTriedAgain) {
+    table->FailAt("next", 2, kBroken);
+    EXPECT_EQ(cache->Browse(ETabulonTag::Null), kBroken);
+    EXPECT_FALSE(cache->IsEmpty()) << "what was read so far stays";
+    EXPECT_EQ(walk->Take(), "reset [] | error(1099)");
+    EXPECT_EQ(Walk(), "1 | 2 | 3 | 4 | 5");
+    cache->ClearCache();
+    EXPECT_TRUE(cache->IsEmpty());
+    EXPECT_EQ(Walk(At("FR")), "1 | 2");
+}
+
+TEST_F(CacheWalk, IsCancelledBetweenTwoLines) {
+    static_cast<void>(Walk());
+    walk->At("move", 2, [this] {
+        cache->Cancel();
+        return StatusOk;
+    });
+    EXPECT_EQ(cache->Browse(ETabulonTag::Null), StatusCancelled);
+    EXPECT_EQ(walk->Take(), "reset [] | 1 | 2 | cancel");
+}
+
+TEST_F(CacheWalk, AllocatesNothingPerRecord) {
+    cache->RemNotifier(walk.Get());
+    const auto walkAll = [this] {
+        for (CursorStatus status = cache->CallReset(ETabulonTag::Null); status == StatusOk;
+             status = cache->CallGetNext()) {
+            static_cast<void>(cache->CurrentTag());
+            static_cast<void>(cache->PrimaryKey());
+        }
+    };
+    walkAll();
+    const AllocationCount count;
+    walkAll();
+    EXPECT_EQ(count.Taken(), 0U);
+}
+
+TEST_F(CacheWalk, SharesTheTextsThatAreEqual) {
+    ASSERT_EQ(cache->CallReset(At("DE")), StatusOk);
+    const Chaine first = source.Fields()["city"].AsChaine();
+    ASSERT_EQ(cache->CallGetNext(), StatusOk);
+    ASSERT_EQ(cache->CallGetNext(), StatusOk);
+    EXPECT_TRUE(source.Fields()["city"].AsChaine().IsSameBody(first));
+}
+
+TEST_F(CacheWalk, TagHandedOutOutlivesItsLine) {
+    ASSERT_EQ(cache->CallReset(At("DE")), StatusOk);
+    const ETabulonTag& tag = cache->CurrentTag();
+    EXPECT_EQ(cache->Delete(tag), StatusOk);
+    cache->ClearCache();
+    EXPECT_EQ(tag.DisplayID(), Chaine("[DE, Ulm]"));
+}
+
+/// The number of the line at which a listener deletes some branch, and what the walk shows then.
+struct DeletingWalk {
+    const char* name;
+    int at;
+    std::vector<const char*> cities;
+    const char* shown;
+};
+void PrintTo(const DeletingWalk& walk, std::ostream* out) { *out << walk.name; }
+
+class WalkInWhichLinesGo : public CacheWalk, public ::testing::WithParamInterface<DeletingWalk> {};
+
+// All lines are made in memory, so that they go at once: -A -B -C -D -E.
+TEST_P(WalkInWhichLinesGo, PassesSomeOver) {
+    static_cast<void>(Walk());
+    cache->Delete(ETabulonTag::Null);
+    ASSERT_EQ(cache->Save(), StatusOk);
+    cache->ClearCache();
+    static_cast<void>(Walk());
+    int id = 10;
+    for (const char* city : {"A", "B", "C", "D", "E"}) {
+        EXPECT_EQ(AppendSale(++id, "FR", city, 1), StatusOk);
+    }
+    walk->At("move", GetParam().at, [this] {
+        for (const char* city : GetParam().cities) {
+            EXPECT_EQ(cache->Delete(At("FR", city)), StatusOk);
+        }
+        return StatusOk;
+    });
+    EXPECT_EQ(Walk(), GetParam().shown);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, WalkInWhichLinesGo,
+    ::testing::Values(DeletingWalk{"TheCurrent", 2, {"B"}, "11 | 12 | 13 | 14 | 15"},
+                      DeletingWalk{"TheFirstAsCurrent", 1, {"A"}, "11 | 13 | 14 | 15"},
+                      DeletingWalk{"OneBefore", 3, {"A"}, "11 | 12 | 13 | 15"},
+                      DeletingWalk{"TwoBefore", 3, {"A", "B"}, "11 | 12 | 13"},
+                      DeletingWalk{"OneBehind", 2, {"D"}, "11 | 12 | 13 | 15"},
+                      DeletingWalk{"CurrentThenBefore", 3, {"C", "A"}, "11 | 12 | 13 | 15"},
+                      DeletingWalk{"All", 2, {"A", "B", "C", "D", "E"}, "11 | 12"},
+                      DeletingWalk{"OneBeforeAtTheLast", 5, {"A"}, "11 | 12 | 13 | 14 | 15"}),
+    [](const auto& one) { return std::string(one.param.name); });
+
+}  // namespace
+}  // namespace etabulon::test
