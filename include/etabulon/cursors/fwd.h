@@ -3,6 +3,7 @@
 namespace etabulon {
 
 class ETabulonCursor;
+class ETabulonCursorCache;
 class ETabulonCursorEData;
 class ETabulonCursorPending;
 class ETabulonCursorRelay;
