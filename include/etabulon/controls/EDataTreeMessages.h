@@ -15,6 +15,12 @@ enum EDataTreeMessage : std::uint32_t {
     MsgRefreshError = 1327,   // wParam: the CursorStatus; without the tag
 };
 
+/// What a tree control tells itself: a run asked for where it couldn't be started.
+enum EDataTreeRequest : std::uint32_t {
+    AskFill = 1101,
+    AskRefresh = 1102,  // with the tag
+};
+
 /// What a tree control tells its owner window.
 enum EDataTreeNotification : std::uint32_t {
     NotifyBrowseStart = 1569,

@@ -1,0 +1,94 @@
+#pragma once
+
+#include "etabulon/controls/ITreeView.h"
+
+#include <memory>
+#include <unordered_map>
+
+namespace etabulon {
+
+/// All of a tree view that concerns items, for views that draw and scroll by their own means.
+///
+/// Cost       each step from an item to its neighbours, and each handle, is one lookup in a table.
+/// Ownership  a derived class calls Close in its destructor, while it can still be told of items.
+class ETABULON_API ETreeViewItems : public ITreeView {
+public:
+    ETreeViewItems();
+    ETreeViewItems(const ETreeViewItems&) = delete;
+    ETreeViewItems& operator=(const ETreeViewItems&) = delete;
+    ~ETreeViewItems() override;
+
+    void SetEvents(ITreeViewEvents* events) override { events_ = events; }
+    [[nodiscard]] _TREEITEM* FirstItem() const override;
+    [[nodiscard]] _TREEITEM* NextItem(_TREEITEM* item) const override;
+    [[nodiscard]] _TREEITEM* PreviousItem(_TREEITEM* item) const override;
+    [[nodiscard]] _TREEITEM* ParentItem(_TREEITEM* item) const override;
+    [[nodiscard]] _TREEITEM* FirstChild(_TREEITEM* item) const override;
+    [[nodiscard]] _TREEITEM* NextVisibleItem(_TREEITEM* item) const override;
+    [[nodiscard]] _TREEITEM* PreviousVisibleItem(_TREEITEM* item) const override;
+    [[nodiscard]] unsigned ItemCount() const override {
+        return static_cast<unsigned>(items_.size());
+    }
+    _TREEITEM* InsertItem(const Chaine& text, int image, int selectedImage, _TREEITEM* parent,
+                          _TREEITEM* after) override;
+    void SetItem(_TREEITEM* item, const ETreeItemChange& change) override;
+    [[nodiscard]] Chaine ItemText(_TREEITEM* item) const override;
+    [[nodiscard]] std::intptr_t ItemData(_TREEITEM* item) const override;
+    [[nodiscard]] bool ItemHasChildren(_TREEITEM* item) const override;
+    [[nodiscard]] std::uint32_t ItemState(_TREEITEM* item, std::uint32_t mask) const override;
+    void DeleteItem(_TREEITEM* item) override;
+    [[nodiscard]] _TREEITEM* SelectedItem() const override { return selected_; }
+    bool SelectItem(_TREEITEM* item) override;
+    /// Closing over the selected item selects the one that is closed.
+    bool Expand(_TREEITEM* item, ETreeExpand action) override;
+    /// Opens the ancestors; scrolling is the derived class's.
+    void EnsureVisible(_TREEITEM* item) override;
+
+protected:
+    struct Item {
+        _TREEITEM* handle = nullptr;  // null in the invisible top
+        Item* parent = nullptr;       // null in the top
+        Item* previous = nullptr;
+        Item* next = nullptr;
+        Item* firstChild = nullptr;
+        Item* lastChild = nullptr;
+        Chaine text;
+        int image = -1;
+        int selectedImage = -1;
+        std::intptr_t data = 0;
+        bool hasChildren = false;
+        std::uint32_t state = 0;
+
+        [[nodiscard]] bool IsOpen() const noexcept { return (state & StateExpanded) != 0; }
+    };
+
+    /// Null for a handle that is null or isn't known.
+    [[nodiscard]] Item* Find(_TREEITEM* item) const;
+    [[nodiscard]] const Item& Top() const noexcept { return top_; }
+    [[nodiscard]] ITreeViewEvents* Events() const noexcept { return events_; }
+    /// Deletes all items, then says good-bye.
+    void Close();
+
+    // What a picture of the items must follow. Each pair stands around one change.
+    virtual void InsertingItem(const Item& /*parent*/, const Item* /*previous*/) {}
+    virtual void InsertedItem(const Item& /*item*/) {}
+    virtual void ChangedItem(const Item& /*item*/) {}
+    virtual void RemovingItem(const Item& /*item*/) {}
+    virtual void RemovedItem(const Item& /*parent*/) {}
+    virtual void OpenedItem(const Item& /*item*/) {}
+    virtual void ClosedItem(const Item& /*item*/) {}
+    virtual void MovedSelection() {}
+
+private:
+    void Link(Item& item, Item& parent, Item* previous) noexcept;
+    void Unlink(Item& item) noexcept;
+    bool Open(Item& item);
+    bool Fold(Item& item, bool reset);
+
+    ITreeViewEvents* events_ = nullptr;
+    Item top_;
+    std::unordered_map<_TREEITEM*, std::unique_ptr<Item>> items_;
+    _TREEITEM* selected_ = nullptr;
+};
+
+}  // namespace etabulon

@@ -1,0 +1,269 @@
+#include "etabulon/controls/EDataTreeCtrl.h"
+
+#include "controls/EDataTreeCtrlSection.h"
+#include "etabulon/controls/EDataTreeMessages.h"
+#include "etabulon/foundation/EExpects.h"
+
+#include <vector>
+
+namespace etabulon {
+namespace {
+
+constexpr unsigned kWaitIconID = 13000;
+constexpr int kWaitIconSize = 16;
+constexpr unsigned kAutoRefreshTimer = 1;
+constexpr unsigned kAutoRefreshMilliseconds = 200;
+constexpr unsigned kBehindAllLevels = static_cast<unsigned>(-1);
+
+}  // namespace
+
+EDataTreeCtrl::EDataTreeCtrl() : EDataTreeCtrl(IScreen::Installed()) {}
+
+EDataTreeCtrl::EDataTreeCtrl(IScreen& screen)
+    : screen_(screen),
+      port_(std::make_shared<EMessagePort>(static_cast<EMessagePort::IReceiver&>(*this))),
+      images_(screen, IScreen::ImagesColour32 | IScreen::ImagesMasked),
+      normalCursor_(screen.LoadCursor(IScreen::CursorArrow)),
+      busyCursor_(screen.LoadCursor(IScreen::CursorAppStarting)),
+      waitCursor_(screen.LoadCursor(IScreen::CursorWait)),
+      waitIcon_(screen.LoadIcon(kWaitIconID, kWaitIconSize, kWaitIconSize)) {}
+
+EDataTreeCtrl::~EDataTreeCtrl() {
+    port_->Close();
+    thread_.reset();  // waits for one step of a walk
+    while (sortLocks_ > 0) {
+        --sortLocks_;
+        tree_->Cursor()->CursorUnlock();
+    }
+    Detach();
+    for (const HCURSOR cursor : {normalCursor_, busyCursor_, waitCursor_}) {
+        DestroyIcon(cursor);
+    }
+    DestroyIcon(waitIcon_);
+    if (tree_ != nullptr) {
+        tree_->SortDesc()->RemNotifier(this);
+        tree_.reset();
+    }
+    for (std::uint32_t index = 0; index < fonts_.Size(); ++index) {
+        if (fonts_.Value(index) != nullptr) {
+            screen_.DeleteFont(fonts_.Value(index));
+        }
+    }
+}
+
+void EDataTreeCtrl::Init(ETabulonCursor* cursor, const Chaine& rootName, HICON rootIcon) {
+    E_EXPECTS(!InitDone());
+    tree_ = std::make_unique<EDataTree>(cursor, rootName, rootIcon);
+    tree_->SortDesc()->AddNotifier(this);
+    thread_ = std::make_unique<EDataTreeCtrlThread>(tree_.get(), port_);
+}
+
+void EDataTreeCtrl::OnAttached() { port_->SetWaker(View().MakeWaker(port_)); }
+
+void EDataTreeCtrl::OnDetaching() {
+    for (const unsigned timer : {autoRefreshTimer_, waitTimer_}) {
+        if (timer != 0) {
+            View().KillTimer(timer);
+        }
+    }
+}
+
+void EDataTreeCtrl::OnDetached() {
+    port_->SetWaker({});
+    autoRefreshTimer_ = 0;
+    waitTimer_ = 0;
+    waitStep_ = WaitStepNone;
+    items_.RemoveAll();
+}
+
+// --- runs ---
+
+bool EDataTreeCtrl::IsBusy() const { return thread_ != nullptr && thread_->IsBusy(); }
+
+/// A run takes the cursor on another thread and is waited for: not by one that holds it.
+bool EDataTreeCtrl::Postpone(std::uint32_t message, const ETabulonTag& tag) {
+    if (lockDepth_ == 0) {
+        return false;
+    }
+    port_->Post({message, 0, std::make_unique<ETabulonTag>(tag)});
+    return true;
+}
+
+void EDataTreeCtrl::BeginRun() {
+    SetWndCursor(busyCursor_);
+    StartWait();
+    RestoreHiddenLevelsPosition();
+}
+
+void EDataTreeCtrl::Fill() {
+    E_EXPECTS(InitDone());
+    if (Postpone(AskFill, ETabulonTag::Null)) {
+        return;
+    }
+    View().AttachImages(images_.List());
+    BeginRun();
+    thread_->Fill();
+    View().Invalidate();
+}
+
+void EDataTreeCtrl::Refresh() {
+    E_EXPECTS(InitDone());
+    if (Postpone(AskRefresh, ETabulonTag::Null)) {
+        return;
+    }
+    BeginRun();
+    thread_->Refresh();
+    View().Invalidate();
+}
+
+void EDataTreeCtrl::Refresh(const ETabulonTag& tag) {
+    E_EXPECTS(InitDone());
+    if (Postpone(AskRefresh, tag)) {
+        return;
+    }
+    BeginRun();
+    thread_->Refresh(tag);
+}
+
+void EDataTreeCtrl::RefreshDeletedNode(const ETabulonTag& tag) {
+    const ETabulonTag deleted = tag;
+    if (items_.Has(deleted)) {
+        inUpdate_ = true;
+        _TREEITEM* item = items_.Find(deleted);
+        while (item != nullptr && item != View().FirstItem() && IsAlone(item)) {
+            item = View().ParentItem(item);  // it would be left empty
+        }
+        if (DataOf(item) != nullptr) {
+            const ETabulonTag branch = Tag(item);
+            const Section section(*this);
+            Delete(branch);
+        }
+        View().UpdateNow();
+        inUpdate_ = false;
+    }
+    if (deleted.IsRoot()) {
+        Refresh();
+    } else {
+        Refresh(SortDesc()->GetParentTag(deleted, kInTree));
+    }
+}
+
+void EDataTreeCtrl::RestoreHiddenLevelsPosition() {
+    const unsigned position =
+        attachHiddenLevels_ ? GetDepth(View().SelectedItem()) : kBehindAllLevels;
+    const TreeCall tree(*this);
+    tree->MoveHiddenLevelsTo(position);
+}
+
+// --- selection ---
+
+ETabulonTag EDataTreeCtrl::Selected() const {
+    _TREEITEM* item = View().SelectedItem();
+    if (item == nullptr) {
+        item = View().FirstItem();
+    }
+    return item != nullptr ? Tag(item) : ETabulonTag();
+}
+
+void EDataTreeCtrl::Show(_TREEITEM* item) {
+    SelectItem(item);
+    View().EnsureVisible(item);
+}
+
+void EDataTreeCtrl::Select(const ETabulonTag& tag) {
+    const ETabulonTag wanted = tag;
+    if (!items_.Has(wanted)) {
+        if (wanted.IsRoot()) {
+            return;
+        }
+        std::vector<ETabulonTag> branch;
+        ETabulonTag above = wanted;
+        while (!above.IsRoot() && !items_.Has(above)) {
+            branch.push_back(above);
+            SortDesc()->GetParentTag(branch.back(), kInTree, above);
+        }
+        branch.push_back(above);
+        for (auto step = branch.rbegin(); step != branch.rend(); ++step) {
+            // Deliberate: a tag that the model doesn't hold gets an entry without an item. It then
+            // counts as known: a later refresh of it climbs to the parent and not to the root.
+            // SelectOfAnUnknownTag holds it.
+            View().Expand(items_.FindOrAdd(*step), TreeExpand);
+        }
+    }
+    if (_TREEITEM* item = items_.Find(wanted)) {
+        Show(item);
+    }
+}
+
+int EDataTreeCtrl::SelectItem(_TREEITEM* item) {
+    return item != nullptr && View().SelectItem(item) ? 1 : 0;
+}
+
+_TREEITEM* EDataTreeCtrl::Get(const ETabulonTag& tag) const {
+    return tag.IsRoot() ? View().FirstItem() : items_.Find(tag);
+}
+
+ETabulonTag EDataTreeCtrl::Tag(_TREEITEM* item) const {
+    const EDataTreeItemData* data = DataOf(item);
+    E_EXPECTS(data != nullptr);
+    return data != nullptr ? data->tag : ETabulonTag();
+}
+
+unsigned EDataTreeCtrl::GetDepth(_TREEITEM* item) const {
+    if (item == nullptr) {
+        return static_cast<unsigned>(-1);
+    }
+    unsigned depth = 0;
+    for (_TREEITEM* const first = View().FirstItem();
+         item != nullptr && item != kTreeRoot && item != first; ++depth) {
+        item = View().ParentItem(item);
+    }
+    return depth;
+}
+
+bool EDataTreeCtrl::IsAlone(_TREEITEM* item) const {
+    return View().PreviousItem(item) == nullptr && View().NextItem(item) == nullptr;
+}
+
+void EDataTreeCtrl::OnSelchanged() { StartAutoRefreshTimer(); }
+
+void EDataTreeCtrl::StartAutoRefreshTimer() {
+    autoRefreshTimer_ = View().SetTimer(
+        autoRefreshTimer_ != 0 ? autoRefreshTimer_ : kAutoRefreshTimer, kAutoRefreshMilliseconds);
+}
+
+void EDataTreeCtrl::OnTimer(unsigned timerID) {
+    EDragTreeCtrl::OnTimer(timerID);
+    if (timerID != 0 && timerID == autoRefreshTimer_ && !inUpdate_) {
+        View().KillTimer(autoRefreshTimer_);
+        autoRefreshTimer_ = 0;
+        const ETabulonTag selected = Selected();
+        if (!(selected == lastTag_)) {
+            // Deliberate: without a refresh the tag isn't remembered, so that a selection that
+            // comes back to the former tag is told again. ConsultedAgainWithoutRefresh holds it.
+            if (refreshOnSelChange_) {
+                Refresh(selected);
+                lastTag_ = selected;
+            }
+            OnConsultNode(selected);
+        }
+    } else if (timerID != 0 && timerID == waitTimer_) {
+        UpdateWait(WaitStepNext);
+    }
+}
+
+// --- what is read through the tree ---
+
+ETabulonCursor* EDataTreeCtrl::Cursor() const { return tree_->Cursor(); }
+
+ETabulonSortDesc* EDataTreeCtrl::SortDesc() const { return tree_->SortDesc(); }
+
+const ETabulonLevels& EDataTreeCtrl::AvailableLevels() const { return tree_->AvailableLevels(); }
+
+const EDataTreeCtrl::SortKeyArray& EDataTreeCtrl::SortLevels() const { return tree_->SortLevels(); }
+
+EDataTreeCtrl::SortCompareSource EDataTreeCtrl::CompareSource() const {
+    return tree_->CompareSource();
+}
+
+}  // namespace etabulon
