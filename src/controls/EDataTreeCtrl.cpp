@@ -61,6 +61,7 @@ void EDataTreeCtrl::Init(ETabulonCursor* cursor, const Chaine& rootName, HICON r
 void EDataTreeCtrl::OnAttached() { port_->SetWaker(View().MakeWaker(port_)); }
 
 void EDataTreeCtrl::OnDetaching() {
+    View().AttachImages(nullptr);
     for (const unsigned timer : {autoRefreshTimer_, waitTimer_}) {
         if (timer != 0) {
             View().KillTimer(timer);

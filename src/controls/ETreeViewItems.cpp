@@ -175,7 +175,7 @@ std::uint32_t ETreeViewItems::ItemState(_TREEITEM* item, std::uint32_t mask) con
 void ETreeViewItems::DeleteItem(_TREEITEM* item) {
     if (item == kTreeRoot) {
         while (top_.firstChild != nullptr) {
-            DeleteItem(top_.firstChild->handle);
+            ETreeViewItems::DeleteItem(top_.firstChild->handle);
         }
         return;
     }

@@ -1,0 +1,98 @@
+#pragma once
+
+#include "etabulon/controls/ETreeViewItems.h"
+#include "etabulon/testing/EMemoryScreen.h"
+
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+
+namespace etabulon {
+
+/// A tree view without a window: what it shows is read as text, what is asked of it is written
+/// down, and a test does through it what a user does.
+class ETABULON_API EMemoryTreeView : public ETreeViewItems {
+public:
+    explicit EMemoryTreeView(EMemoryScreen& screen) : screen_(screen) {}
+    ~EMemoryTreeView() override;
+
+    // --- what a test reads ---
+    /// "-all{ +FR -DE{ *Berlin}}": each item with "-" if it is open, "+" if it offers to be opened,
+    /// "*" before it if it is selected. Closed items show what they have below, too.
+    [[nodiscard]] std::string Items() const;
+    /// What was asked since the last time: "redraw off; insert FR; image all 13000:16x16; ...".
+    /// Redraw, insert, text, image, delete, select, open, close, show, invalidate, update, timer,
+    /// owner, images, print.
+    [[nodiscard]] std::string TakeLog();
+    /// Only those of some: TakeLog("owner timer").
+    [[nodiscard]] std::string TakeLog(std::string_view kinds);
+    /// The first item with these texts from the root down, parted by "/"; null without one.
+    [[nodiscard]] _TREEITEM* At(std::string_view path) const;
+    /// The image's icon; "-" for none.
+    [[nodiscard]] std::string ImageOf(_TREEITEM* item) const;
+    [[nodiscard]] std::string Tip(_TREEITEM* item, std::size_t size = 256) const;
+    /// How often the owner was told that.
+    [[nodiscard]] int Notified(std::uint32_t number) const;
+    [[nodiscard]] bool IsRedrawOn() const noexcept { return isRedrawOn_; }
+
+    // --- what a user does ---
+    bool Click(std::string_view path) { return SelectItem(At(path)); }
+    bool Open(std::string_view path) { return Expand(At(path), TreeExpand); }
+    bool Fold(std::string_view path) { return Expand(At(path), TreeCollapse); }
+    /// The whole gesture. Returns whether it was taken.
+    bool Drag(std::string_view from, std::string_view to);
+    void Resize(unsigned sizeType, int width, int height);
+    /// Paints the background, then each visible item's colour, font and text.
+    void Print(IDrawSurface& surface) override;
+
+    /// The owner window.
+    std::function<void(std::uint32_t number, std::intptr_t wParam)> owner;
+
+    // --- the view ---
+    _TREEITEM* InsertItem(const Chaine& text, int image, int selectedImage, _TREEITEM* parent,
+                          _TREEITEM* after) override;
+    void SetItem(_TREEITEM* item, const ETreeItemChange& change) override;
+    void DeleteItem(_TREEITEM* item) override;
+    void EnsureVisible(_TREEITEM* item) override;
+    void SetRedraw(bool on) override;
+    void AttachImages(IImageList* images) override;
+    void Invalidate() override { Log("invalidate"); }
+    void InvalidateItem(_TREEITEM* item) override { Log("invalidate", item); }
+    void UpdateNow() override { Log("update"); }
+    [[nodiscard]] ERect WindowRect() const override { return rect_; }
+    [[nodiscard]] ERect ClientRect() const override;
+    [[nodiscard]] EColour BackgroundColour() const override { return background_; }
+    void SetBackgroundColour(EColour colour) override { background_ = colour; }
+    void SetTextColour(EColour colour) override { textColour_ = colour; }
+    void MoveWindow(const ERect& rect) override { rect_ = rect; }
+    [[nodiscard]] unsigned SetTimer(unsigned timerID, unsigned milliseconds) override;
+    void KillTimer(unsigned timerID) override;
+    [[nodiscard]] EMessagePort::Waker MakeWaker(std::weak_ptr<EMessagePort> port) override;
+    std::intptr_t SendToOwner(std::uint32_t number, std::intptr_t wParam,
+                              std::intptr_t lParam) override;
+
+protected:
+    void OpenedItem(const Item& item) override { Log("open", item.handle); }
+    void ClosedItem(const Item& item) override { Log("close", item.handle); }
+    void MovedSelection() override { Log("select", SelectedItem()); }
+
+private:
+    friend class EMemoryScreen;
+    void Log(const std::string& what);
+    void Log(const std::string& what, _TREEITEM* item);
+    void Ring(unsigned timerID);
+    [[nodiscard]] std::string NameOfImage(int image) const;
+    void AddText(std::string& text, const Item& item) const;
+
+    EMemoryScreen& screen_;
+    std::string log_;
+    std::map<std::uint32_t, int> notified_;
+    const IImageList* images_ = nullptr;  // not owned
+    bool isRedrawOn_ = true;
+    ERect rect_{0, 0, 200, 100};
+    EColour background_ = kDefaultColour;
+    EColour textColour_ = 0;
+};
+
+}  // namespace etabulon
