@@ -38,7 +38,7 @@ public:
 /// A screen that gives order after order, and a walk that reads the script of its edits.
 class ThreadStorm : public testing::Test {
 protected:
-    static constexpr int kRecords = 120;
+    static constexpr int kRecords = 60;
 
     ThreadStorm() : rubric_(dico_.AddRubric("T", "T")) {
         for (const char* name : {"a", "b", "c"}) {
