@@ -136,14 +136,14 @@ CursorStatus ETabulonCursorCache::GetNext() {
         if (IsCancelled()) {
             return StatusCancelled;
         }
-        const CacheLine* const line = lines_->Step();
+        CacheLine* const line = lines_->Step();
         if (line == nullptr) {
             return StatusEnd;
         }
         if (line->IsDead()) {
             continue;
         }
-        line->CopyTo(iFields());
+        lines_->Load(*line, iFields());
         if (IsInFilter()) {
             return StatusOk;
         }
@@ -152,7 +152,10 @@ CursorStatus ETabulonCursorCache::GetNext() {
 
 // Deliberate: strictly below, where every other cursor shows the record of the tag itself too. A
 // walk at the full tag of a line shows nothing. LineOfTheTagItselfIsNotShown holds it.
-bool ETabulonCursorCache::IsInFilter() const { return CurrentTag().IsChildOf(filterTag_); }
+bool ETabulonCursorCache::IsInFilter() const {
+    const ETabulonTag& tag = CurrentTag();
+    return filterTag_.IsRoot() ? !tag.IsRoot() : tag.IsChildOf(filterTag_);
+}
 
 // Copying would count each text's body up and down for every record.
 const ETabulonTag& ETabulonCursorCache::CurrentTag() const {
@@ -245,7 +248,7 @@ CursorStatus ETabulonCursorCache::AppendLine(const EFieldSet& fields, CacheLine*
     // Deliberate: the caller's fields, where a line that is made takes those that the notifiers
     // have filled. What they add to a line that comes back is lost, unless the caller passed the
     // cursor's own fields. RevivedLineTakesTheCallersFields holds it.
-    line->Take(fields);
+    lines_->Store(*line, fields);
     lines_->Change(*line, Lines::Event::Modified);
     return StatusOk;
 }
@@ -294,7 +297,7 @@ CursorStatus ETabulonCursorCache::Update(const ETabulonTag& tag, const ETabulonV
         if (line->IsDead()) {
             TellTables([line](EDataCache& table) { table.OnLineRevived(*line); });
         }
-        line->Take(Fields());
+        lines_->Store(*line, Fields());
         lines_->Change(*line, Lines::Event::Modified);
         TellTables([line](EDataCache& table) { table.OnLineChanged(*line); });
     }
@@ -315,7 +318,7 @@ CursorStatus ETabulonCursorCache::Update(const EFieldSet& fields) {
     if (line == nullptr || line->IsDead()) {
         return kNoLine;
     }
-    line->Take(Fields());
+    lines_->Store(*line, Fields());
     lines_->Change(*line, Lines::Event::Modified);
     TellTables([line](EDataCache& table) { table.OnLineChanged(*line); });
     return StatusOk;

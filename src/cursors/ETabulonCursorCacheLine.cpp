@@ -2,29 +2,47 @@
 
 #include "etabulon/foundation/EDataType.h"
 
+#include <cstring>
+
 namespace etabulon {
 
 namespace detail {
 
+namespace {
+
+Chaine::Body* BodyAt(const void* record, std::size_t slot) noexcept {
+    Chaine::Body* body = nullptr;
+    std::memcpy(&body, static_cast<const std::byte*>(record) + slot, sizeof body);
+    return body;
+}
+
+void Retain(Chaine::Body* body) noexcept {
+    if (body != nullptr) {
+        Chaine::Retain(body);
+    }
+}
+
+}  // namespace
+
 // --------------------------------------------------------------------------------------- texts
 
-const Chaine& CacheTexts::Share(const Chaine& text, Column& column) {
+const Chaine* CacheTexts::Share(const Chaine& text, Column& column) {
     constexpr std::uint32_t kTrial = 4096;
     if (column.made > kTrial && column.made > column.met / 2) {
-        return text;
+        return nullptr;
     }
     ++column.met;
     const std::int32_t known = index_.Find(text.FoldHash(), [this, &text](std::int32_t place) {
         return texts_[static_cast<std::size_t>(place)] == text;
     });
     if (known >= 0) {
-        return texts_[static_cast<std::size_t>(known)];
+        return &texts_[static_cast<std::size_t>(known)];
     }
     ++column.made;
     index_.Reserve(static_cast<std::uint32_t>(texts_.size()) + 1);
     texts_.push_back(text);
     index_.Add(text.FoldHash(), static_cast<std::int32_t>(texts_.size() - 1));
-    return text;
+    return &texts_.back();
 }
 
 void CacheTexts::Clear() noexcept {
@@ -37,8 +55,8 @@ void CacheTexts::Clear() noexcept {
 CacheLayout::CacheLayout(const EFieldSet& fields) : packed_(fields.Packed()) {
     for (std::size_t index = 0; index < packed_.Size(); ++index) {
         const auto field = static_cast<std::uint16_t>(index);
-        if (const EFieldDesc& desc = packed_.At(field).Desc();
-            desc.IsSlot() && desc.Type() == TYPE_CHAINE) {
+        if (const EFieldDesc& desc = packed_.At(field).Desc(); desc.IsSlot()) {
+            slots_.push_back(packed_.OffsetOf(field));
             texts_.push_back({field, {}});
         }
     }
@@ -73,18 +91,47 @@ void CacheLayout::CopyIn(void* image, const EFieldSet& fields) const {
     }
 }
 
-void CacheLayout::ShareTexts(void* image, CacheTexts& texts) {
+bool CacheLayout::ShareTexts(void* image, CacheTexts& texts) {
     const EFieldSet& view = View(image);
+    bool areHeld = true;
     for (Text& text : texts_) {
         const EField& field = view.At(text.field);
         if (field.IsMissing()) {
             continue;
         }
-        const Chaine own = field.AsChaine();
-        const Chaine& shared = texts.Share(own, text.column);
-        if (!shared.IsSameBody(own)) {
-            packed_.At(text.field) <<= EVariant(shared);
+        if (field.Type() != TYPE_CHAINE) {
+            areHeld = false;
+            continue;
         }
+        const Chaine own = field.AsChaine();
+        const Chaine* const shared = texts.Share(own, text.column);
+        areHeld = areHeld && shared != nullptr;
+        if (shared != nullptr && !shared->IsSameBody(own)) {
+            packed_.At(text.field) <<= EVariant(*shared);
+        }
+    }
+    return areHeld;
+}
+
+void CacheLayout::Lend(const void* image, void* record) const noexcept {
+    std::memcpy(record, image, Bytes());
+}
+
+void CacheLayout::TakeBack(const void* image, void* record) const noexcept {
+    for (const std::size_t slot : slots_) {
+        Chaine::Body* const lent = BodyAt(image, slot);
+        if (Chaine::Body* const found = BodyAt(record, slot); found != lent) {
+            Retain(lent);
+            if (found != nullptr) {
+                Chaine::Release(found);
+            }
+        }
+    }
+}
+
+void CacheLayout::GiveUp(const void* image) const noexcept {
+    for (const std::size_t slot : slots_) {
+        Retain(BodyAt(image, slot));
     }
 }
 

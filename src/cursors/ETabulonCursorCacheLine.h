@@ -20,8 +20,8 @@ public:
         std::uint32_t met = 0;
         std::uint32_t made = 0;
     };
-    /// `text`, or what equals it and was here first.
-    [[nodiscard]] const Chaine& Share(const Chaine& text, Column& column);
+    /// What equals `text` and was here first, or itself. Null where the column is left alone.
+    [[nodiscard]] const Chaine* Share(const Chaine& text, Column& column);
     void Clear() noexcept;
 
 private:
@@ -41,18 +41,32 @@ public:
     void CopyIn(void* image, const EFieldSet& fields) const;
     /// The image as fields, good until the next call of any of these.
     [[nodiscard]] EFieldSet& View(void* image) const;
-    /// Lets the image's texts share bodies with those met before.
-    void ShareTexts(void* image, CacheTexts& texts);
-
-private:
+    /// Lets the image's texts share bodies with those met before. True if `texts` holds them all.
+    bool ShareTexts(void* image, CacheTexts& texts);
     [[nodiscard]] bool IsRecordOf(const EFieldSet& fields) const noexcept;
 
+    // Texts are counted, and counting them up and down takes longer than all else in a step. A
+    // line whose texts somebody holds anyway can lend its references instead: the bytes of its
+    // image go into the record as they are, and whoever writes over them there gives the line's
+    // references back. Of references to one body none is told from another.
+    /// Lends the image to a record whose own references have gone.
+    void Lend(const void* image, void* record) const noexcept;
+    /// Takes the image's references out of the record, where they still are, and drops what
+    /// somebody else has put in their place. The record is to be lent to at once.
+    void TakeBack(const void* image, void* record) const noexcept;
+    /// Leaves what was lent where it is, and counts the image's references anew.
+    void GiveUp(const void* image) const noexcept;
+    /// Drops the record's own references. It is to be lent to at once.
+    void Vacate(void* record) const noexcept { packed_.DestroyRecord(record); }
+
+private:
     mutable EFieldSet packed_;  // without a buffer of its own; moved from image to image
     struct Text {
         std::uint16_t field;
         CacheTexts::Column column;
     };
     std::vector<Text> texts_;
+    std::vector<std::size_t> slots_;  // the places of all bodies in an image
 };
 
 }  // namespace detail
@@ -83,7 +97,10 @@ public:
     void CopyKeyTo(EFieldKey& key) const;
 
     void CopyTo(EFieldSet& fields) const { layout_->CopyOut(Image(), fields); }
-    void Take(const EFieldSet& fields) { layout_->CopyIn(Image(), fields); }
+    void Take(const EFieldSet& fields) {
+        canLend_ = false;
+        layout_->CopyIn(Image(), fields);
+    }
     /// The values as fields, good until another line of the cache is looked at.
     [[nodiscard]] EFieldSet& View() const { return layout_->View(Image()); }
 
@@ -102,6 +119,7 @@ private:
     [[nodiscard]] void* Image() const noexcept;
 
     LineState state_ = LineClean;
+    bool canLend_ = false;    // the cache holds all of its texts
     std::uint32_t slot_ = 0;  // in the order of arrival
     detail::CacheTag* tag_;
     const detail::CacheLayout* layout_;

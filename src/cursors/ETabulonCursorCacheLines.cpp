@@ -61,7 +61,7 @@ void ETabulonCursorCache::Lines::AddFromSource(const ETabulonTag& tag, const EFi
     CacheLine& line = Add(tag, fields);
     try {
         line.SetKey(key);
-        LayoutOf(fields).ShareTexts(line.Image(), texts_);
+        line.canLend_ = LayoutOf(fields).ShareTexts(line.Image(), texts_);
     } catch (...) {
         Remove(line);
         throw;
@@ -97,6 +97,7 @@ ETabulonCursorCache::CacheLine* ETabulonCursorCache::Lines::Find(const ETabulonT
 }
 
 void ETabulonCursorCache::Lines::Remove(CacheLine& line) noexcept {
+    EndLoan();
     const std::unique_ptr<CacheLine> gone(&line);
     SetState(line, LineDeleted);
     --dirty_;
@@ -163,6 +164,7 @@ void ETabulonCursorCache::Lines::CloseHoles() noexcept {
 }
 
 void ETabulonCursorCache::Lines::Clear() noexcept {
+    EndLoan();
     for (CacheLine* const line : slots_) {
         delete line;
     }
@@ -216,6 +218,31 @@ void ETabulonCursorCache::Lines::ExtractKey(const CacheLine& line, ETabulonPrima
 }
 
 // -------------------------------------------------------------------------------------------- walk
+
+void ETabulonCursorCache::Lines::EndLoan() noexcept {
+    if (lent_ != nullptr) {
+        lent_->layout_->GiveUp(lent_->Image());
+        lent_ = nullptr;
+    }
+}
+
+void ETabulonCursorCache::Lines::Load(CacheLine& line, EFieldSet& fields) {
+    if (!line.canLend_ || !line.layout_->IsRecordOf(fields)) {
+        EndLoan();
+        line.CopyTo(fields);
+        return;
+    }
+    void* const record = fields.Buffer();
+    if (lent_ != nullptr && lent_->layout_ == line.layout_ && lentTo_ == record) {
+        line.layout_->TakeBack(lent_->Image(), record);
+    } else {
+        EndLoan();
+        line.layout_->Vacate(record);
+    }
+    line.layout_->Lend(line.Image(), record);
+    lent_ = &line;
+    lentTo_ = record;
+}
 
 ETabulonCursorCache::CacheLine* ETabulonCursorCache::Lines::Step() noexcept {
     if (current_ < End()) {

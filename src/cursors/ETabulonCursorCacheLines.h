@@ -46,6 +46,11 @@ public:
     void AddFromSource(const ETabulonTag& tag, const EFieldSet& fields,
                        const ETabulonPrimaryKey& key);
     [[nodiscard]] CacheLine* Find(const ETabulonTag& tag) const;
+    /// Gives the line the values of `fields`.
+    void Store(CacheLine& line, const EFieldSet& fields) {
+        EndLoan();
+        line.Take(fields);
+    }
     /// Destroys it.
     void Remove(CacheLine& line) noexcept;
     void Clear() noexcept;
@@ -71,6 +76,10 @@ public:
     [[nodiscard]] const std::vector<CacheLine*>& Slots() const noexcept { return slots_; }
 
     // --- the walk ---
+    /// Copies the line's record into the source's fields; its texts are lent, where that goes.
+    void Load(CacheLine& line, EFieldSet& fields);
+    /// What is lent is the record's from now on.
+    void EndLoan() noexcept;
     void StandBeforeFirst() noexcept { current_ = -1; }
     /// The next line, or null at the end.
     [[nodiscard]] CacheLine* Step() noexcept;
@@ -102,6 +111,8 @@ private:
     int branches_ = 0;          // that somebody goes through
     EPosition nextNumber_ = 1;  // goes on through Clear
     std::int64_t current_ = -1;
+    CacheLine* lent_ = nullptr;  // whose references are in lentTo_
+    void* lentTo_ = nullptr;
     mutable const detail::CacheTag* shown_ = nullptr;
 };
 

@@ -21,9 +21,9 @@ namespace etabulon::test {
 /// Opens the steps of a cache.
 class OpenCache : public ETabulonCursorCache {
 public:
-    using ETabulonCursorCache::ETabulonCursorCache;
     using ETabulonCursor::CallGetNext;
     using ETabulonCursor::CallReset;
+    using ETabulonCursorCache::ETabulonCursorCache;
     using ETabulonCursorCache::iFields;
     using EDataCache = ETabulonCursorCache::EDataCache;
     using CacheLine = ETabulonCursorCache::CacheLine;

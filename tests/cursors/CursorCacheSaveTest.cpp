@@ -1,0 +1,179 @@
+#include "CacheFixture.h"
+#include "support/AllocationCount.h"
+
+namespace etabulon::test {
+namespace {
+
+constexpr std::int32_t kBroken = 1099;
+constexpr auto kBrokenStatus = static_cast<CursorStatus>(kBroken);
+
+/// Lyon is changed, Bonn deleted, Nice made; Rome was made and deleted.
+class EditedCache : public CachedSales {
+protected:
+    EditedCache() {
+        static_cast<void>(Walk());
+        shown = Table();
+        EXPECT_EQ(cache->Update(At("FR", "Lyon"), "amount", EVariant(21)), StatusOk);
+        EXPECT_EQ(cache->Delete(At("DE", "Bonn")), StatusOk);
+        EXPECT_EQ(AppendSale(6, "FR", "Nice", 6), StatusOk);
+        EXPECT_EQ(AppendSale(7, "IT", "Rome", 7), StatusOk);
+        EXPECT_NE(shown->GetLast(), kNoPosition);
+        EXPECT_EQ(cache->Delete(At("IT")), StatusOk);
+        static_cast<void>(table->Take());
+    }
+    std::unique_ptr<OpenCache::EDataCache> shown;
+};
+
+constexpr const char* kBefore = "1:10 2:20 3:5 4:7 5:9";
+constexpr const char* kAfter = "1:10 2:21 3:5 5:9 6:6";
+
+TEST_F(EditedCache, IsWrittenInOneSession) {
+    EXPECT_EQ(Stored(), kBefore);
+    EXPECT_EQ(cache->Save(), StatusOk);
+    EXPECT_EQ(table->Take(), "begin repos(1) update(-1) repos(3) delete(-1) insert end");
+    EXPECT_EQ(Stored(), kAfter);
+    EXPECT_TRUE(cache->IsDirty()) << "what was made and deleted stays so";
+    EXPECT_EQ(cache->Save(), StatusOk);
+    EXPECT_EQ(table->Take(), "begin end");
+    cache->ClearCache();
+    EXPECT_EQ(Walk(), "1 | 2 | 3 | 5 | 6");
+}
+
+TEST_F(EditedCache, SavedDeletedLineComesBackAsClean) {
+    EXPECT_EQ(Walk(At("DE")), "3 | 5");
+    EXPECT_EQ(cache->Save(), StatusOk);
+    EXPECT_EQ(Walk(At("DE")), "3 | 4 | 5");
+}
+
+TEST_F(EditedCache, WritesTheRightRecordsWhereverTheSourceStands) {
+    // A walk leaves the line's values in the source's fields, so that the tags agree already.
+    for (const char* country : {"FR", "DE"}) {
+        ASSERT_EQ(cache->CallReset(At(country)), StatusOk);
+        ASSERT_EQ(source.CallReset(ETabulonTag::Null), StatusOk);
+        ASSERT_EQ(source.CallGetNext(), StatusOk);
+    }
+    EXPECT_EQ(cache->Save(), StatusOk);
+    EXPECT_EQ(Stored(), kAfter);
+}
+
+TEST_F(EditedCache, WritesARecordAgainThatItHasMade) {
+    EXPECT_EQ(cache->Save(), StatusOk);
+    EXPECT_EQ(cache->Update(At("FR", "Nice"), "amount", EVariant(66)), StatusOk);
+    EXPECT_EQ(cache->Save(), StatusOk);
+    EXPECT_EQ(Stored(), "1:10 2:21 3:5 5:9 6:66");
+    EXPECT_EQ(cache->Delete(At("FR", "Nice")), StatusOk);
+    EXPECT_EQ(cache->Save(), StatusOk);
+    EXPECT_EQ(Stored(), "1:10 2:21 3:5 5:9");
+}
+
+TEST_F(EditedCache, MovesToARecordWhoseTagIsAllMissing) {
+    stored->Append({8, Missing(), Missing(), 8});
+    stored->Append({9, Missing(), Missing(), 9});
+    cache->ClearCache();
+    static_cast<void>(Walk());
+    ASSERT_EQ(cache->CallReset(ETabulonTag::Null), StatusOk);
+    const ETabulonTag nowhere = Tag({{kCountry, EVariant()}, {kCity, EVariant()}});
+    EXPECT_EQ(cache->Update(nowhere, "amount", EVariant(1)), StatusOk);
+    EXPECT_EQ(cache->Save(), StatusOk);
+    EXPECT_EQ(Stored(), "1:10 2:20 3:5 4:7 5:9 8:1 9:1");
+}
+
+TEST_F(EditedCache, FailedSaveLeavesEveryLineMarked) {
+    const std::string all = "begin repos(1) update(-1) repos(3) delete(-1) insert end";
+    struct Case {
+        const char* operation;
+        int count;
+        const char* asked;
+    };
+    for (const Case& c : {Case{"repos", 1, "begin repos(1) end"},
+                          Case{"update", 1, "begin repos(1) update(-1) end"},
+                          Case{"repos", 2, "begin repos(1) update(-1) repos(3) end"},
+                          Case{"delete", 1, "begin repos(1) update(-1) repos(3) delete(-1) end"}}) {
+        SCOPED_TRACE(c.asked);
+        table->FailAt(c.operation, c.count, kBroken);
+        EXPECT_EQ(cache->Save(), kBrokenStatus);
+        EXPECT_EQ(table->Take(), c.asked);
+        EXPECT_TRUE(IsUnlocked());
+        EXPECT_EQ(Walk(), "1 | 2 | 3 | 5 | 6");
+        static_cast<void>(table->Take());
+    }
+    EXPECT_EQ(cache->Save(), StatusOk);
+    EXPECT_EQ(table->Take(), all) << "also what was written before a failure";
+    EXPECT_EQ(Stored(), kAfter);
+}
+
+TEST_F(EditedCache, InsertThatFailsLeavesEveryLineMarked) {
+    table->FailAt("insert", 1, kBroken);
+    EXPECT_EQ(cache->Save(), kBrokenStatus);
+    EXPECT_EQ(Stored(), "1:10 2:21 3:5 5:9");
+    EXPECT_TRUE(IsUnlocked());
+    // The deleted record is deleted again, and isn't there.
+    EXPECT_EQ(cache->Save(), static_cast<CursorStatus>(DataGone));
+}
+
+TEST_F(EditedCache, SaveStopsAWalk) {
+    walk->At("move", 2, [this] { return cache->Save(); });
+    EXPECT_EQ(cache->Browse(ETabulonTag::Null), StatusCancelled);
+}
+
+TEST_F(EditedCache, CannotBeSavedWithoutAnUpdater) {
+    class ReadOnly : public ETabulonCursorRelay {
+    public:
+        using ETabulonCursorRelay::ETabulonCursorRelay;
+        IUpdater* Updater() override { return nullptr; }
+    } relay(&source);
+    relay.Init(source.Levels());
+    OpenCache other(&relay);
+    ASSERT_EQ(other.Browse(ETabulonTag::Null), StatusOk);
+    EXPECT_EQ(other.Save(), StatusOk) << "nothing to write";
+    EXPECT_EQ(other.Delete(At("FR")), StatusOk);
+    EXPECT_EQ(other.Save(), static_cast<CursorStatus>(DataReadOnly));
+}
+
+// Every allocation of an edit fails once: no line is half changed, and the edit then succeeds.
+TEST_F(EditedCache, EditsAreWholeWhereMemoryRunsOut) {
+    if (!kAllocationsAreCounted) {
+        GTEST_SKIP() << "allocations aren't counted";
+    }
+    EFieldSet own = cache->Fields().Packed();
+    const ERecordBuffer record(own);
+    own.ChangeBuffer(record.Get(), false);
+    own["country"] <<= EVariant("ES");
+    own["city"] <<= EVariant("a city with a name that takes memory");
+    const EVariant amount(77);
+    const ETabulonTag spain = At("ES");
+    const auto second = Table(At("ES"));
+    const std::vector<std::function<CursorStatus()>> edits = {
+        [&] { return cache->Append(own); }, [&] { return cache->Update(spain, "amount", amount); },
+        [&] { return cache->Update(own); }, [&] { return cache->Delete(spain); },
+        [&] { return cache->Save(); },
+    };
+    for (std::size_t edit = 0; edit < edits.size(); ++edit) {
+        SCOPED_TRACE(edit);
+        for (std::uint64_t allowed = 0;; ++allowed) {
+            const std::string before = Show(*shown) + "/" + Show(*second);
+            CursorStatus status = kBrokenStatus;
+            bool hasFailed = false;
+            {
+                const FailingAllocation failing(allowed);
+                try {
+                    status = edits[edit]();
+                } catch (const std::bad_alloc&) {
+                    hasFailed = true;
+                }
+            }
+            EXPECT_TRUE(IsUnlocked());
+            if (!hasFailed) {
+                // A save that was broken off is done again from its first line.
+                const bool isSave = edit + 1 == edits.size();
+                EXPECT_EQ(status, isSave ? static_cast<CursorStatus>(DataGone) : StatusOk);
+                break;
+            }
+            EXPECT_EQ(Show(*shown) + "/" + Show(*second), before) << allowed;
+            EXPECT_NE(Walk(), "");
+        }
+    }
+}
+
+}  // namespace
+}  // namespace etabulon::test
