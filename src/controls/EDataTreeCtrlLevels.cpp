@@ -40,13 +40,15 @@ void EDataTreeCtrl::SetSortLevels(const SortKeyArray& keys, bool refresh) {
 
 bool EDataTreeCtrl::SetHideLevelFlags(unsigned level, HideFlag flag, bool refresh) {
     inUpdate_ = true;
-    return AfterHideChange(TreeCall(*this)->SetHideLevelFlags(level, flag), refresh);
+    const bool changed = TreeCall(*this)->SetHideLevelFlags(level, flag);
+    return AfterHideChange(changed, refresh);
 }
 
 bool EDataTreeCtrl::SetHideLevelFlags(const PUniqueT<unsigned>& levels, HideFlag flag,
                                       bool refresh) {
     inUpdate_ = true;
-    return AfterHideChange(TreeCall(*this)->SetHideLevelFlags(levels, flag), refresh);
+    const bool changed = TreeCall(*this)->SetHideLevelFlags(levels, flag);
+    return AfterHideChange(changed, refresh);
 }
 
 bool EDataTreeCtrl::AfterHideChange(bool changed, bool refresh) {

@@ -266,7 +266,7 @@ void EDataTreeCtrl::DeleteItem(_TREEITEM* item) {
         if (heir != nullptr) {
             Show(heir);
         }
-        // Deliberate: set, whatever it was before; each caller clears it. InUpdateIsAFlag holds it.
+        // Whatever it was before: each caller clears it in the end.
         inUpdate_ = true;
     }
     View().DeleteItem(item);

@@ -1,0 +1,126 @@
+#pragma once
+
+#include "etabulon/controls/EDataTreeCtrl.h"
+#include "etabulon/controls/EDataTreeMessages.h"
+#include "etabulon/testing/EMemoryScreen.h"
+#include "etabulon/testing/EMemorySurface.h"
+#include "etabulon/testing/EMemoryTreeView.h"
+#include "support/Gate.h"
+#include "support/MemoryTable.h"
+#include "support/Tags.h"
+#include "tree/ThreadFixture.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace etabulon::test {
+
+/// A tree control that writes down what it is told: "consult [FR]" in the view's log.
+class TracedTreeCtrl : public EDataTreeCtrl {
+public:
+    using EDataTreeCtrl::EDataTreeCtrl;
+    std::function<void(const ETabulonTag&)> onConsult;
+    std::string consulted;
+
+    void OnConsultNode(const ETabulonTag& tag) override {
+        consulted += tag.DisplayID().c_str();
+        if (onConsult) {
+            onConsult(tag);
+        }
+    }
+};
+
+/// A table of its own: country (0), city (1), year (2).
+struct SalesTable {
+    SalesTable() : rubric(dico.AddRubric("Sales", "Sales")) {
+        rubric->AddVariable("id", "Number", TYPE_LONG, 0);
+        for (const char* code : {"country", "city"}) {
+            rubric->AddVariable(code, code, TYPE_CHAINE, 0);
+        }
+        rubric->AddVariable("year", "year", TYPE_LONG, kNullableLong);
+        rubric->SetKey({"id"});
+        table = MakeTable(rubric, {{1, "FR", "Paris", 2021},
+                                   {2, "FR", "Paris", 2022},
+                                   {3, "FR", "Lyon", 2021},
+                                   {4, "DE", "Berlin", 2022},
+                                   {5, "DE", "Bonn", 2022}});
+        for (const char* code : {"country", "city", "year"}) {
+            levels.AddLevel(code, code, nullptr, /*addRef=*/false);
+        }
+        cursor.Init(levels, table.get(), /*ownsTable=*/false);
+    }
+    void Append(int id, const char* country, const char* city, int year) {
+        table->Append({id, country, city, year});
+    }
+    void Delete(int id) {
+        EDataMemory other(*table);
+        for (EPosition at = other.GetFirst(); at != kNoPosition; at = other.GetNext()) {
+            if (other.Fields()[Chaine("id")].AsInt64() == id) {
+                other.DeleteOne(at);
+                return;
+            }
+        }
+    }
+    /// The record of that number ends the walks that come to it.
+    void EndWalksAt(int record, CursorStatus status) {
+        cursor.onRecord = [record, status](int at) { return at == record ? status : StatusOk; };
+    }
+
+    DDico dico;
+    DRubric* rubric;
+    std::unique_ptr<EDataMemory> table;
+    ETabulonLevels levels;
+    HookedCursor cursor;
+};
+
+inline constexpr ETabulonSortDesc::HideFlag kInTree = ETabulonSortDesc::HideInTree;
+
+inline ETabulonTag Place(const char* country) { return Tag({{0, country}}); }
+inline ETabulonTag Place(const char* country, const char* city) {
+    return Tag({{0, country}, {1, city}});
+}
+inline ETabulonTag Place(const char* country, const char* city, int year) {
+    return Tag({{0, country}, {1, city}, {2, year}});
+}
+
+/// A control on the sales, and the screen around it.
+class TreeScreen : public testing::Test {
+protected:
+    TreeScreen() {
+        ctrl->Attach(&view);
+        ctrl->Init(&sales.cursor, "all", screen.NewIcon("root"));
+        screen.MovePointer({1000, 1000});
+    }
+    /// Until each run that was started has ended and been heard.
+    void Settle() {
+        screen.PumpUntil([this] {
+            return view.Notified(NotifyBrowseStart) - startsOnly ==
+                   view.Notified(NotifyBrowseDone) + view.Notified(NotifyBrowseCancel) +
+                       view.Notified(NotifyBrowseError);
+        });
+        screen.PumpWaiting();
+        const ECursorExclusive exclusive(sales.cursor);  // the worker has let go of it
+    }
+    void Fill() {
+        ctrl->Fill();
+        Settle();
+        screen.Advance(1000);  // the selection of the root has been consulted
+        Settle();
+        view.TakeLog();
+        ctrl->consulted.clear();
+    }
+
+    int startsOnly = 0;  // that a test made up
+    SalesTable sales;
+    EMemoryScreen screen;
+    EMemoryTreeView view{screen};
+    std::unique_ptr<TracedTreeCtrl> ctrl = std::make_unique<TracedTreeCtrl>(screen);
+};
+
+inline constexpr const char* kAllItems =
+    "*-all{-DE{+Berlin +Bonn} -FR{+Lyon -Paris{2021 2022}}}";
+
+}  // namespace etabulon::test

@@ -1,0 +1,210 @@
+#include "ControlFixture.h"
+
+namespace etabulon::test {
+namespace {
+
+using SortChange = ETabulonSortDesc::SortChange;
+
+class TreeCtrlLevels : public TreeScreen {};
+
+TEST_F(TreeCtrlLevels, MoveUpWithTheSelection) {
+    Fill();
+    view.Click("all/FR/Paris");
+    view.TakeLog();
+    EXPECT_TRUE(ctrl->MoveSelectedLevelUp());
+    EXPECT_EQ(view.Items(), "-all{+Berlin +Bonn +Lyon *-Paris{-FR{2021 2022}}}");
+    EXPECT_EQ(view.TakeLog("delete owner timer").substr(0, 12), "delete all; ");
+    EXPECT_EQ(screen.waitCursors, 0);
+    EXPECT_TRUE(view.IsRedrawOn());
+    EXPECT_EQ(view.ImageOf(view.At("all")), "root");
+    EXPECT_FALSE(ctrl->MoveSelectedLevelUp());
+    view.Click("all");
+    EXPECT_FALSE(ctrl->MoveSelectedLevelUp());
+}
+
+TEST_F(TreeCtrlLevels, MoveDownWithTheSelection) {
+    Fill();
+    view.Click("all");
+    EXPECT_FALSE(ctrl->MoveSelectedLevelDown());
+    view.Click("all/FR/Paris/2021");
+    EXPECT_FALSE(ctrl->MoveSelectedLevelDown());  // a leaf
+    view.Click("all/FR");
+    EXPECT_TRUE(ctrl->MoveSelectedLevelDown());
+    EXPECT_EQ(view.Items(), "-all{+Berlin +Bonn -Lyon{*-FR{2021}} -Paris{-FR{2021 2022}}}");
+    view.SelectItem(nullptr);
+    EXPECT_FALSE(ctrl->MoveSelectedLevelDown());
+    EXPECT_FALSE(ctrl->MoveSelectedLevelUp());
+}
+
+TEST_F(TreeCtrlLevels, MoveWithoutTheTable) {
+    Fill();
+    int walks = 0;
+    sales.cursor.onRecord = [&walks](int) {
+        ++walks;
+        return StatusOk;
+    };
+    view.Click("all/DE/Bonn");
+    view.TakeLog();
+    EXPECT_TRUE(ctrl->MoveSelectedLevelUp());
+    EXPECT_EQ(walks, 0);
+    EXPECT_EQ(view.TakeLog("owner"), "");
+}
+
+TEST_F(TreeCtrlLevels, DropAlongOneBranch) {
+    struct Row {
+        const char* from;
+        const char* to;
+        bool taken;
+        const char* items;
+    };
+    static const Row kRows[] = {
+        {"all/FR/Paris", "all/FR", true, "-all{+Berlin +Bonn +Lyon *-Paris{-FR{2021 2022}}}"},
+        {"all/FR/Paris/2021", "all/FR", true, "-all{*-2021{-FR{Lyon Paris}} -2022{-DE{Berlin Bonn} "
+                                              "+FR}}"},
+        {"all/FR", "all/FR/Paris", true, "-all{+Berlin +Bonn +Lyon -Paris{*-FR{2021 2022}}}"},
+        {"all/FR/Paris", "all/DE", false, kAllItems},
+        {"all/FR/Paris", "all/FR/Lyon", false, kAllItems},
+        {"all/DE", "all/FR/Paris", false, kAllItems},
+        {"all/FR", "all", false, kAllItems},
+        {"all", "all/FR", false, kAllItems},
+        {"all/FR", "all/FR", false, kAllItems},
+        {"all/FR", "nowhere", false, kAllItems},
+    };
+    for (const Row& row : kRows) {
+        ctrl->SetSortLevels(ETabulonSortDesc::SortKeyArray(sales.levels), false);
+        Fill();
+        view.Click("all");
+        screen.Advance(1000);
+        EXPECT_EQ(view.Drag(row.from, row.to), row.taken) << row.from << ">" << row.to;
+        EXPECT_EQ(view.Items(), row.items) << row.from << ">" << row.to;
+        screen.Advance(1000);
+        Settle();
+    }
+}
+
+TEST_F(TreeCtrlLevels, SetAnewFillsAgainIfTold) {
+    Fill();
+    const auto keys = Keys({{1, false, 0}, {0, false, 0}});
+    ctrl->SetSortLevels(keys, /*refresh=*/true);
+    Settle();
+    EXPECT_EQ(view.Items(), "*-all{+Berlin +Bonn +Lyon +Paris}");
+    EXPECT_EQ(view.TakeLog("owner delete"), "delete all; owner 1569; owner 1570; ");
+    ctrl->SetSortLevels(keys, /*refresh=*/true);
+    ctrl->SetSortLevels(Keys({{0, false, 0}}), /*refresh=*/false);
+    EXPECT_EQ(view.TakeLog("owner delete"), "");
+    EXPECT_EQ(ctrl->SortLevels().Size(), 1U);
+}
+
+TEST_F(TreeCtrlLevels, HiddenOnesGoAndComeBack) {
+    Fill();
+    PUniqueT<unsigned> cityAndYear;
+    cityAndYear.Add(1);
+    cityAndYear.Add(2);
+    EXPECT_TRUE(ctrl->SetHideLevelFlags(cityAndYear, kInTree, /*refresh=*/true));
+    Settle();
+    // What was opened says so, though it is a leaf.
+    EXPECT_EQ(view.Items(), "*-all{-DE -FR}");
+    EXPECT_FALSE(view.ItemHasChildren(view.At("all/FR")));
+    EXPECT_FALSE(ctrl->SetHideLevelFlags(1, kInTree, /*refresh=*/true));
+    EXPECT_TRUE(ctrl->SetHideLevelFlags(1, 0, /*refresh=*/true));
+    Settle();
+    EXPECT_EQ(view.Items(), "*-all{-DE{Berlin Bonn} -FR{Lyon Paris}}");
+    EXPECT_TRUE(view.ItemHasChildren(view.At("all/FR")));
+    EXPECT_TRUE(ctrl->SetHideLevelFlags(2, 0, /*refresh=*/false));
+    EXPECT_EQ(view.Items(), "");
+}
+
+TEST_F(TreeCtrlLevels, HiddenOnesFollowTheSelectionIfAttached) {
+    ctrl->SetHideLevelFlags(0, kInTree, /*refresh=*/false);
+    Fill();
+    const auto order = [this] {
+        std::string text;
+        for (unsigned place = 0; place < ctrl->SortLevels().Size(); ++place) {
+            text += std::to_string(ctrl->SortLevels()[place].Level());
+        }
+        return text;
+    };
+    EXPECT_EQ(order(), "120");
+    view.Click("all/Paris");
+    EXPECT_FALSE(ctrl->AreHiddenLevelsAttachedToCurrent());
+    ctrl->SetAttachHiddenLevelsToCurrent(true, /*refresh=*/true);
+    EXPECT_EQ(order(), "102");
+    Settle();
+    EXPECT_EQ(view.TakeLog("owner"), "owner 1569; owner 1570; ");
+    ctrl->SetAttachHiddenLevelsToCurrent(true, /*refresh=*/true);
+    EXPECT_EQ(view.TakeLog("owner"), "");
+}
+
+TEST_F(TreeCtrlLevels, ComparedOtherwiseStandInAnotherOrder) {
+    sales.Append(6, "de", "Ulm", 2020);
+    Fill();
+    EXPECT_EQ(view.Items(), "*-all{+de -DE{+Berlin +Bonn} -FR{+Lyon -Paris{2021 2022}}}");
+    view.Click("all/FR/Paris/2022");
+    ctrl->SetCompareSource(ETabulonSortDesc::CompareOnData, /*refresh=*/true);
+    Settle();
+    EXPECT_EQ(view.Items(), "-all{-DE{+Berlin +Bonn} -FR{+Lyon -Paris{2021 *2022}} +de}");
+    EXPECT_EQ(view.TakeLog("owner delete"), "delete all; owner 1569; owner 1570; ");
+    ctrl->SetCompareSource(ETabulonSortDesc::CompareOnData, /*refresh=*/true);
+    EXPECT_EQ(ctrl->CompareSource(), ETabulonSortDesc::CompareOnData);
+    EXPECT_EQ(view.TakeLog("owner delete"), "");
+}
+
+TEST_F(TreeCtrlLevels, ReorderedModelIsFollowedItemByItem) {
+    sales.Append(6, "de", "Ulm", 2020);
+    Fill();
+    ctrl->SetCompareSource(ETabulonSortDesc::CompareOnData, /*refresh=*/false);
+    ctrl->Refresh();
+    Settle();
+    EXPECT_EQ(view.Items(), "*-all{-DE{+Berlin +Bonn} -FR{+Lyon -Paris{2021 2022}} +de}");
+    EXPECT_EQ(view.At("all/de"), ctrl->Get(Place("de")));
+    EXPECT_EQ(view.At("all/DE"), ctrl->Get(Place("DE")));
+}
+
+TEST_F(TreeCtrlLevels, ChangedFromOutsideFillAgain) {
+    Fill();
+    ctrl->SortDesc()->MoveSortLevel(0, 1, kInTree);
+    Settle();
+    EXPECT_EQ(view.Items(), "*-all{+Berlin +Bonn +Lyon -Paris{-FR{2021 2022}}}");
+    ctrl->SortDesc()->SetHideLevelFlags(0, kInTree);
+    Settle();
+    EXPECT_EQ(view.Items(), "*-all{+Berlin +Bonn +Lyon -Paris{2021 2022}}");
+    EXPECT_EQ(view.TakeLog("owner"), "owner 1569; owner 1570; owner 1569; owner 1570; ");
+    ctrl->SortDesc()->MoveHiddenLevelsTo(0, kInTree);
+    ctrl->SortDesc()->MoveSortLevel(0, 0, kInTree);
+    EXPECT_EQ(view.TakeLog("owner"), "");
+    EXPECT_EQ(sales.cursor.depth, 0);
+}
+
+TEST_F(TreeCtrlLevels, RefusedChangeGivesBackOnlyTheLocksTaken) {
+    Fill();
+    struct Refuser : ETabulonSortDesc::INotifier, ECountedUnknown {
+        bool OnSortChanging(const ETabulonSortDesc*, SortChange) override { return false; }
+        void OnSortChanged(const ETabulonSortDesc*, SortChange) override {}
+    };
+    const auto refuser = MakeRef<Refuser>();
+    for (const bool askedFirst : {false, true}) {
+        ctrl->SortDesc()->AddNotifier(refuser.Get());
+        if (askedFirst) {  // the control is told of the end of what it wasn't asked
+            ctrl->SortDesc()->RemNotifier(ctrl.get());
+            ctrl->SortDesc()->AddNotifier(ctrl.get());
+        }
+        EXPECT_FALSE(ctrl->SortDesc()->MoveSortLevel(0, 1, kInTree));
+        EXPECT_EQ(sales.cursor.depth, 0);
+        ctrl->SortDesc()->RemNotifier(refuser.Get());
+    }
+    view.Click("all/FR/Paris");
+    EXPECT_TRUE(ctrl->MoveSelectedLevelUp());
+    EXPECT_EQ(sales.cursor.depth, 0);
+}
+
+TEST_F(TreeCtrlLevels, NewNameOfTheRootBelongsBeforeAFill) {
+    Fill();
+    ctrl->SetRootParams("Sales", screen.NewIcon("sales"));
+    ctrl->Fill();
+    Settle();
+    EXPECT_EQ(view.Items().substr(0, 6), "*-all{");  // the root item is as it was inserted
+    EXPECT_EQ(view.ImageOf(view.At("all")), "sales");
+}
+
+}  // namespace
+}  // namespace etabulon::test

@@ -1,0 +1,238 @@
+#include "ControlFixture.h"
+
+namespace etabulon::test {
+namespace {
+
+constexpr auto kFailure = static_cast<CursorStatus>(77);
+
+class TreeCtrlRuns : public TreeScreen {};
+
+TEST_F(TreeCtrlRuns, FillShowsTheTreeAndTellsTheOwner) {
+    ctrl->Fill();
+    EXPECT_EQ(view.TakeLog(),
+              "images; timer 2 500; invalidate; update; owner 1569; invalidate; ");
+    Settle();
+    EXPECT_EQ(view.Items(), kAllItems);
+    EXPECT_EQ(ctrl->consulted, "[]");
+    EXPECT_EQ(view.TakeLog("owner timer select redraw"),
+              "redraw off; redraw off; redraw off; redraw on; redraw off; redraw off; redraw on; "
+              "redraw on; redraw on; select all; timer 1 200; redraw on; owner 1570; timer 2 off; ");
+}
+
+TEST_F(TreeCtrlRuns, FillOfAnEmptyTableShowsNothing) {
+    for (int id = 1; id <= 5; ++id) {
+        sales.Delete(id);
+    }
+    ctrl->Fill();
+    Settle();
+    EXPECT_EQ(view.Items(), "");
+    EXPECT_TRUE(ctrl->Selected().IsRoot());
+    EXPECT_EQ(view.TakeLog("owner insert"), "owner 1569; owner 1570; ");
+}
+
+TEST_F(TreeCtrlRuns, EachMessageEndsAsItsNumberSays) {
+    struct Row {
+        std::uint32_t number;
+        int starts;  // more than ends
+        const char* log;
+        bool keepsItems;
+    };
+    static const Row kRows[] = {
+        {MsgBrowseStart, 1, "owner 1569; ", true},
+        {MsgFillDone, -1, "owner 1570; ", true},
+        {MsgRefreshDone, -1, "owner 1570; ", true},
+        {MsgFillCancel, -1, "delete all; owner 1571; ", false},
+        {MsgRefreshCancel, -1, "owner 1571; ", true},
+        {MsgFillError, -1, "delete all; owner 1572 77; ", false},
+        {MsgRefreshError, -1, "owner 1572 77; ", true},
+        {1128, 0, "", true},
+    };
+    for (const Row& row : kRows) {
+        Fill();
+        ctrl->Port()->Post({row.number, 77, nullptr});
+        screen.Pump();
+        EXPECT_EQ(view.TakeLog("owner delete insert"), row.log) << row.number;
+        EXPECT_EQ(view.Items(), row.keepsItems ? kAllItems : "") << row.number;
+        startsOnly += row.starts;
+    }
+}
+
+TEST_F(TreeCtrlRuns, RefreshShowsWhatIsNewAndWhatIsGone) {
+    Fill();
+    sales.Delete(1);
+    sales.Append(6, "FR", "Metz", 2020);
+    sales.Append(7, "ES", "Vigo", 2020);
+    ctrl->Refresh(Place("FR"));
+    Settle();
+    EXPECT_EQ(view.Items(), "*-all{-DE{+Berlin +Bonn} -FR{+Lyon +Metz -Paris{2022}}}");
+    EXPECT_EQ(view.TakeLog("insert delete"), "insert Metz; delete 2021; ");
+    ctrl->Refresh();
+    Settle();
+    EXPECT_EQ(view.TakeLog("insert delete invalidate"),
+              "invalidate all; invalidate; invalidate all; invalidate all; insert ES; "
+              "invalidate all; invalidate all; invalidate all; ");
+}
+
+TEST_F(TreeCtrlRuns, FailedFillDeletesAllAndFailedRefreshNothing) {
+    Fill();
+    sales.EndWalksAt(3, kFailure);
+    ctrl->RefreshCurrentNode();
+    Settle();
+    EXPECT_EQ(view.Items(), kAllItems);
+    ctrl->Fill();
+    Settle();
+    EXPECT_EQ(view.Items(), "");
+    EXPECT_EQ(view.TakeLog("owner"), "owner 1569; owner 1572 77; owner 1569; owner 1572 77; ");
+}
+
+TEST_F(TreeCtrlRuns, NewerRunCancelsAndBothAreHeardInOrder) {
+    Gate gate;
+    sales.cursor.onRecord = [&gate](int) {
+        gate.Pass();
+        return StatusOk;
+    };
+    ctrl->Fill();
+    gate.WaitReached();
+    sales.cursor.onCancel = [&gate] { gate.Open(); };
+    ctrl->Fill();
+    Settle();
+    EXPECT_EQ(view.TakeLog("owner"), "owner 1569; owner 1569; owner 1571; owner 1570; ");
+    EXPECT_EQ(view.Items(), kAllItems);
+}
+
+TEST_F(TreeCtrlRuns, RefreshedAboveItsGoneRecord) {
+    Fill();
+    sales.Delete(1);
+    sales.Delete(2);
+    sales.Append(6, "DE", "Ulm", 2021);
+    // The walk climbs from Paris to France. The message says Paris, which still has an item: the
+    // sync climbs to France as well.
+    ctrl->Refresh(Place("FR", "Paris"));
+    Settle();
+    EXPECT_EQ(view.Items(), "*-all{-DE{+Berlin +Bonn} -FR{+Lyon}}");
+    // Metz has neither node nor item: the walk is France's, and the sync is the root's.
+    sales.Append(7, "FR", "Nice", 2021);
+    ctrl->Refresh(Place("FR", "Metz"));
+    Settle();
+    EXPECT_EQ(view.Items(), "*-all{-DE{+Berlin +Bonn} -FR{+Lyon +Nice}}");
+}
+
+TEST_F(TreeCtrlRuns, AskedForInALockedSectionComeAsMessages) {
+    Fill();
+    struct Asker : ETabulonSortDesc::INotifier, ECountedUnknown {
+        std::function<void()> ask;
+        bool OnSortChanging(const ETabulonSortDesc*, SortChange) override {
+            ask();
+            return true;
+        }
+        void OnSortChanged(const ETabulonSortDesc*, SortChange) override {}
+    };
+    const auto asker = MakeRef<Asker>();
+    asker->ask = [this] { ctrl->Fill(); };
+    ctrl->SortDesc()->AddNotifier(asker.Get());
+    ctrl->SetHideLevelFlags(1, kInTree, /*refresh=*/false);
+    EXPECT_EQ(view.TakeLog("owner"), "");
+    ctrl->SortDesc()->RemNotifier(asker.Get());
+    screen.Pump();
+    Settle();
+    EXPECT_EQ(view.TakeLog("owner"), "owner 1569; owner 1570; ");
+    EXPECT_EQ(view.Items(), "*-all{+DE -FR{2021 2022}}");
+}
+
+TEST_F(TreeCtrlRuns, DestroyedControlWaitsForOneStepAndHearsNothing) {
+    Gate gate;
+    int records = 0;
+    sales.cursor.onRecord = [&](int record) {
+        records = record;
+        gate.Pass();
+        return StatusOk;
+    };
+    ctrl->Fill();
+    gate.WaitReached();
+    sales.cursor.onCancel = [&gate] { gate.Open(); };
+    const std::shared_ptr<EMessagePort> port = ctrl->Port();
+    view.TakeLog();
+    ctrl.reset();
+    EXPECT_EQ(records, 1);
+    EXPECT_TRUE(port->IsClosed());
+    EXPECT_EQ(screen.PumpWaiting(), 0);
+    screen.Advance(5000);
+    EXPECT_EQ(view.TakeLog("owner"), "");
+}
+
+TEST_F(TreeCtrlRuns, ViewThatGoesFirstTakesTheItemsAndIsNotAsked) {
+    auto other = std::make_unique<EMemoryTreeView>(screen);
+    Fill();
+    ctrl->Attach(other.get());
+    EXPECT_EQ(view.Items(), "");
+    ctrl->Fill();
+    screen.PumpUntil([&other] { return other->Notified(NotifyBrowseDone) > 0; });
+    EXPECT_EQ(other->Items(), kAllItems);
+    other.reset();
+    screen.Advance(1000);
+    EXPECT_EQ(ctrl->Get(Place("FR")), nullptr);
+    ctrl->Attach(&view);
+    Fill();
+    EXPECT_EQ(view.Items(), kAllItems);
+}
+
+class TreeCtrlTimer : public TreeScreen {};
+
+TEST_F(TreeCtrlTimer, RefreshesTheSelectionAfterAPause) {
+    Fill();
+    view.Click("all/FR");
+    screen.Advance(150);
+    view.Click("all/DE");
+    screen.Advance(199);
+    EXPECT_EQ(view.TakeLog("owner timer"), "timer 1 200; timer 1 200; ");
+    screen.Advance(1);
+    Settle();
+    EXPECT_EQ(view.TakeLog("owner timer"),
+              "timer 1 off; timer 2 500; owner 1569; owner 1570; timer 2 off; ");
+    EXPECT_EQ(ctrl->consulted, "[DE]");
+}
+
+TEST_F(TreeCtrlTimer, SelectionThatComesBackInTimeIsNoNews) {
+    Fill();
+    view.Click("all/FR");
+    screen.Advance(500);
+    Settle();
+    view.TakeLog();
+    view.Click("all/DE");
+    view.Click("all/FR");
+    screen.Advance(500);
+    EXPECT_EQ(view.TakeLog("owner timer"), "timer 1 200; timer 1 200; timer 1 off; ");
+    EXPECT_EQ(ctrl->consulted, "[FR]");
+}
+
+TEST_F(TreeCtrlTimer, ConsultedAgainWithoutRefresh) {
+    Fill();
+    ctrl->SetRefreshOnSelChange(false);
+    view.Click("all/FR");
+    screen.Advance(200);
+    view.Click("all");
+    view.Click("all/FR");
+    screen.Advance(200);
+    EXPECT_EQ(ctrl->consulted, "[FR][FR]");
+    EXPECT_EQ(view.TakeLog("owner"), "");
+}
+
+TEST_F(TreeCtrlTimer, WaitsWhileItemsAreUpdated) {
+    Fill();
+    view.owner = [this](std::uint32_t number, std::intptr_t) {
+        if (number == NotifyBrowseStart) {
+            view.Click("all/FR");
+            screen.Advance(450);  // two ticks within the handler
+        }
+    };
+    ctrl->Refresh();
+    EXPECT_EQ(ctrl->consulted, "");
+    Settle();
+    screen.Advance(200);
+    EXPECT_EQ(ctrl->consulted, "[FR]");
+    view.owner = nullptr;
+    Settle();
+}
+
+}  // namespace
+}  // namespace etabulon::test
