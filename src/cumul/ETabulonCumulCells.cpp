@@ -14,9 +14,6 @@
 namespace etabulon::detail {
 namespace {
 
-constexpr unsigned kChunkBits = 8;
-constexpr std::uint32_t kChunkRows = 1U << kChunkBits;
-
 // By exact class and not by code: an application's own function may bear any code, and may derive
 // from ours.
 CumulKind KindOf(const ETabulonCumulFunc& function) {
@@ -117,37 +114,55 @@ ETabulonValue ResultOf(CumulKind kind, const WideState& state, const EVariant& b
     return ETabulonValue(quotient, Chaine(), false);
 }
 
+ETabulonValue ResultOf(CumulKind kind, const NumberState& state, const EVariant& blank) {
+    if (state.held == Held::Value && kind != CumulKind::Avg) {
+        EVariant number;
+        number.Init(blank.Type(), blank.Size(), &state.bits);
+        if (!number.IsMissing()) {
+            return ETabulonValue(number, Chaine(), false);
+        }
+    }
+    return ResultOf(kind, Expand(state, blank), blank);
+}
+
 }  // namespace
 
-using RowSpan = std::span<const std::uint32_t>;
+using PlaceSpan = std::span<std::byte* const>;
 
 struct CumulCells::Plan {
-    using FoldRows = void (*)(const CumulCells& cells, const Plan& plan, RowSpan rows,
-                              const EVariant& value, const ETabulonPrimaryKey* context);
+    /// The number that was read last: several functions often fold one variable.
+    struct Reading {
+        const EVariant* value = nullptr;
+        std::uint64_t bits = 0;
+        EStorage storage{};
+        std::uint8_t scale = 0;
+    };
+    using FoldRows = void (*)(const Plan& plan, PlaceSpan rows, const EVariant& value,
+                              const ETabulonPrimaryKey* context, Reading& reading);
 
     explicit Plan(ETabulonCumulFuncOnVar* adopted);
 
     template <class State>
-    [[nodiscard]] State& StateIn(const CumulCells& cells, std::uint32_t row) const noexcept {
-        return *std::launder(reinterpret_cast<State*>(cells.State(row, *this)));
+    [[nodiscard]] State& StateIn(std::byte* row) const noexcept {
+        return *std::launder(reinterpret_cast<State*>(row + offset));
     }
     /// The value as a number of the cell's own type; false where that wouldn't be exact.
     template <class T>
     [[nodiscard]] bool Read(const EVariant& value, T& number) const noexcept;
 
-    static void FoldCount(const CumulCells& cells, const Plan& plan, RowSpan rows,
-                          const EVariant& value, const ETabulonPrimaryKey* context);
+    static void FoldCount(const Plan& plan, PlaceSpan rows, const EVariant& value,
+                          const ETabulonPrimaryKey* context, Reading& reading);
     template <CumulKind kind, class T>
-    static void FoldNumbers(const CumulCells& cells, const Plan& plan, RowSpan rows,
-                            const EVariant& value, const ETabulonPrimaryKey* context);
-    static void FoldConverted(const CumulCells& cells, const Plan& plan, RowSpan rows,
-                              const EVariant& value, const ETabulonPrimaryKey* context);
-    static void FoldWides(const CumulCells& cells, const Plan& plan, RowSpan rows,
-                          const EVariant& value, const ETabulonPrimaryKey* context);
-    static void FoldCodes(const CumulCells& cells, const Plan& plan, RowSpan rows,
-                          const EVariant& value, const ETabulonPrimaryKey* context);
-    static void FoldForeign(const CumulCells& cells, const Plan& plan, RowSpan rows,
-                            const EVariant& value, const ETabulonPrimaryKey* context);
+    static void FoldNumbers(const Plan& plan, PlaceSpan rows, const EVariant& value,
+                            const ETabulonPrimaryKey* context, Reading& reading);
+    static void FoldConverted(const Plan& plan, PlaceSpan rows, const EVariant& value,
+                              const ETabulonPrimaryKey* context, Reading& reading);
+    static void FoldWides(const Plan& plan, PlaceSpan rows, const EVariant& value,
+                          const ETabulonPrimaryKey* context, Reading& reading);
+    static void FoldCodes(const Plan& plan, PlaceSpan rows, const EVariant& value,
+                          const ETabulonPrimaryKey* context, Reading& reading);
+    static void FoldForeign(const Plan& plan, PlaceSpan rows, const EVariant& value,
+                            const ETabulonPrimaryKey* context, Reading& reading);
     template <class T>
     [[nodiscard]] static FoldRows NumberFold(CumulKind kind);
     [[nodiscard]] FoldRows ChooseFold() const;
@@ -175,10 +190,10 @@ CumulCells::Plan::Plan(ETabulonCumulFuncOnVar* adopted)
     fold = ChooseFold();
 }
 
-void CumulCells::Plan::FoldCount(const CumulCells& cells, const Plan& plan, RowSpan rows,
-                                 const EVariant& /*value*/, const ETabulonPrimaryKey* /*context*/) {
-    for (const std::uint32_t row : rows) {
-        auto& state = plan.StateIn<NumberState>(cells, row);
+void CumulCells::Plan::FoldCount(const Plan& plan, PlaceSpan rows, const EVariant& /*value*/,
+                                 const ETabulonPrimaryKey* /*context*/, Reading& /*reading*/) {
+    for (std::byte* const row : rows) {
+        auto& state = plan.StateIn<NumberState>(row);
         state.Put(++state.counter);
     }
 }
@@ -210,23 +225,30 @@ bool CumulCells::Plan::Read(const EVariant& value, T& number) const noexcept {
 }
 
 template <CumulKind kind, class T>
-void CumulCells::Plan::FoldNumbers(const CumulCells& cells, const Plan& plan, RowSpan rows,
-                                   const EVariant& value, const ETabulonPrimaryKey* context) {
+void CumulCells::Plan::FoldNumbers(const Plan& plan, PlaceSpan rows, const EVariant& value,
+                                   const ETabulonPrimaryKey* context, Reading& reading) {
     T number{};
-    if (!plan.Read(value, number)) {
-        FoldConverted(cells, plan, rows, value, context);
+    if (reading.value == &value && reading.storage == plan.storage && reading.scale == plan.scale) {
+        std::memcpy(&number, &reading.bits, sizeof number);
+    } else if (plan.Read(value, number)) {
+        reading.value = &value;
+        reading.storage = plan.storage;
+        reading.scale = plan.scale;
+        std::memcpy(&reading.bits, &number, sizeof number);
+    } else {
+        FoldConverted(plan, rows, value, context, reading);
         return;
     }
-    for (const std::uint32_t row : rows) {
-        FoldNumber<kind>(plan.StateIn<NumberState>(cells, row), number);
+    for (std::byte* const row : rows) {
+        FoldNumber<kind>(plan.StateIn<NumberState>(row), number);
     }
 }
 
-void CumulCells::Plan::FoldConverted(const CumulCells& cells, const Plan& plan, RowSpan rows,
-                                     const EVariant& value, const ETabulonPrimaryKey* /*context*/) {
+void CumulCells::Plan::FoldConverted(const Plan& plan, PlaceSpan rows, const EVariant& value,
+                                     const ETabulonPrimaryKey* /*context*/, Reading& /*reading*/) {
     const bool missing = value.IsMissing();
-    for (const std::uint32_t row : rows) {
-        auto& state = plan.StateIn<NumberState>(cells, row);
+    for (std::byte* const row : rows) {
+        auto& state = plan.StateIn<NumberState>(row);
         if (missing) {
             FoldMissing(plan.kind, state);
         } else {
@@ -237,26 +259,25 @@ void CumulCells::Plan::FoldConverted(const CumulCells& cells, const Plan& plan, 
     }
 }
 
-void CumulCells::Plan::FoldWides(const CumulCells& cells, const Plan& plan, RowSpan rows,
-                                 const EVariant& value, const ETabulonPrimaryKey* /*context*/) {
-    for (const std::uint32_t row : rows) {
-        FoldWide(plan.kind, plan.StateIn<WideState>(cells, row), value, plan.blank);
+void CumulCells::Plan::FoldWides(const Plan& plan, PlaceSpan rows, const EVariant& value,
+                                 const ETabulonPrimaryKey* /*context*/, Reading& /*reading*/) {
+    for (std::byte* const row : rows) {
+        FoldWide(plan.kind, plan.StateIn<WideState>(row), value, plan.blank);
     }
 }
 
-void CumulCells::Plan::FoldCodes(const CumulCells& cells, const Plan& plan, RowSpan rows,
-                                 const EVariant& value, const ETabulonPrimaryKey* context) {
-    for (const std::uint32_t row : rows) {
-        FoldCode(plan.kind == CumulKind::CodeMin, plan.StateIn<CodeState>(cells, row), value,
-                 plan.blank, *context);
+void CumulCells::Plan::FoldCodes(const Plan& plan, PlaceSpan rows, const EVariant& value,
+                                 const ETabulonPrimaryKey* context, Reading& /*reading*/) {
+    for (std::byte* const row : rows) {
+        FoldCode(plan.kind == CumulKind::CodeMin, plan.StateIn<CodeState>(row), value, plan.blank,
+                 *context);
     }
 }
 
-void CumulCells::Plan::FoldForeign(const CumulCells& cells, const Plan& plan, RowSpan rows,
-                                   const EVariant& value, const ETabulonPrimaryKey* context) {
-    for (const std::uint32_t row : rows) {
-        plan.StateIn<ForeignState>(cells, row)
-            .buffer->AddValue(value, /*modified=*/false, *context);
+void CumulCells::Plan::FoldForeign(const Plan& plan, PlaceSpan rows, const EVariant& value,
+                                   const ETabulonPrimaryKey* context, Reading& /*reading*/) {
+    for (std::byte* const row : rows) {
+        plan.StateIn<ForeignState>(row).buffer->AddValue(value, /*modified=*/false, *context);
     }
 }
 
@@ -344,12 +365,6 @@ CumulCells::~CumulCells() { Free(); }
 
 unsigned CumulCells::Size() const noexcept { return static_cast<unsigned>(plans_.size()); }
 
-std::byte* CumulCells::State(std::uint32_t row, const Plan& plan) const noexcept {
-    E_EXPECTS(row < rows_);
-    return chunks_[row >> kChunkBits].get() + std::size_t{row % kChunkRows} * rowBytes_ +
-           plan.offset;
-}
-
 std::uint32_t CumulCells::AddRow() {
     const std::uint32_t row = rows_;
     if (row % kChunkRows == 0 && chunks_.size() == row >> kChunkBits) {
@@ -362,7 +377,7 @@ std::uint32_t CumulCells::AddRow() {
         for (const Plan& plan : plans_) {
             if (plan.state == StateKind::Foreign) {
                 const ETabulonVariableDesc& variable = *plan.calculation->Variable();
-                plan.StateIn<ForeignState>(*this, row).buffer = ERef<ETabulonCumulBuffer>::Adopt(
+                plan.StateIn<ForeignState>(Place(row)).buffer = ERef<ETabulonCumulBuffer>::Adopt(
                     plan.calculation->Function()->Start(variable.DataType(), variable.DataSize()));
             }
         }
@@ -376,7 +391,7 @@ std::uint32_t CumulCells::AddRow() {
 // Fails never: what may fail is started afterwards.
 void CumulCells::Start(std::uint32_t row) noexcept {
     for (const Plan& plan : plans_) {
-        std::byte* const place = State(row, plan);
+        std::byte* const place = Place(row) + plan.offset;
         switch (plan.state) {
             case StateKind::Number:
                 new (place) NumberState;
@@ -401,13 +416,13 @@ void CumulCells::DropLastRow() noexcept {
             case StateKind::Number:
                 break;
             case StateKind::Wide:
-                std::destroy_at(&plan.StateIn<WideState>(*this, row));
+                std::destroy_at(&plan.StateIn<WideState>(Place(row)));
                 break;
             case StateKind::Code:
-                std::destroy_at(&plan.StateIn<CodeState>(*this, row));
+                std::destroy_at(&plan.StateIn<CodeState>(Place(row)));
                 break;
             case StateKind::Foreign:
-                std::destroy_at(&plan.StateIn<ForeignState>(*this, row));
+                std::destroy_at(&plan.StateIn<ForeignState>(Place(row)));
                 break;
         }
     }
@@ -426,13 +441,14 @@ void CumulCells::Free() noexcept {
     chunks_.clear();
 }
 
-void CumulCells::Fold(std::span<const std::uint32_t> rows, std::span<const EVariant* const> values,
-                      const ETabulonPrimaryKey* context) {
+void CumulCells::Fold(std::span<std::byte* const> places, std::span<const EVariant* const> values,
+                      const ETabulonPrimaryKey* context) const {
     E_EXPECTS(values.size() == plans_.size());
     E_EXPECTS(!needsContext_ || context != nullptr);
     const EVariant* const* value = values.data();
+    Plan::Reading reading;
     for (const Plan& plan : plans_) {
-        plan.fold(*this, plan, rows, **value++, context);
+        plan.fold(plan, places, **value++, context, reading);
     }
 }
 
@@ -441,17 +457,16 @@ ETabulonValue CumulCells::Result(std::uint32_t row, unsigned calculation) const 
     const Plan& plan = plans_[calculation];
     switch (plan.state) {
         case StateKind::Number:
-            return ResultOf(plan.kind, Expand(plan.StateIn<NumberState>(*this, row), plan.blank),
-                            plan.blank);
+            return ResultOf(plan.kind, plan.StateIn<NumberState>(Place(row)), plan.blank);
         case StateKind::Wide:
-            return ResultOf(plan.kind, plan.StateIn<WideState>(*this, row), plan.blank);
+            return ResultOf(plan.kind, plan.StateIn<WideState>(Place(row)), plan.blank);
         case StateKind::Code: {
-            const auto& state = plan.StateIn<CodeState>(*this, row);
+            const auto& state = plan.StateIn<CodeState>(Place(row));
             return state.held == Held::Nothing ? ETabulonValue::Null
                                                : NormalResult(state.code, plan.blank);
         }
         default:
-            return plan.StateIn<ForeignState>(*this, row).buffer->Result();
+            return plan.StateIn<ForeignState>(Place(row)).buffer->Result();
     }
 }
 

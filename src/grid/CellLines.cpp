@@ -59,6 +59,7 @@ const std::vector<std::uint32_t>& CellLines::Line(std::uint32_t number) {
     opened_ = line;
     for (std::size_t at = starts_[opened_]; at < starts_[opened_ + 1]; ++at) {
         line_[sorted_[at].number] = sorted_[at].row;
+        cells_.Prefetch(sorted_[at].row);
     }
     return line_;
 }

@@ -6,22 +6,6 @@
 
 namespace etabulon {
 
-namespace {
-
-// Waits for the walk to let go of the cursor; unlike ECursorExclusive it doesn't cancel it.
-class [[nodiscard]] CursorLocking {
-public:
-    explicit CursorLocking(ETabulonCursor& cursor) : cursor_(cursor) { cursor_.CursorLock(true); }
-    ~CursorLocking() { cursor_.CursorUnlock(); }
-    CursorLocking(const CursorLocking&) = delete;
-    CursorLocking& operator=(const CursorLocking&) = delete;
-
-private:
-    ETabulonCursor& cursor_;
-};
-
-}  // namespace
-
 ETabulonGridFiller::ETabulonGridFiller(ETabulonCursor* cursor,
                                        const ETabulonPendingChanges* pending)
     : pending_(pending), cursor_(cursor) {}
@@ -71,19 +55,19 @@ CursorStatus ETabulonGridFiller::OnMove(const ETabulonCursor& cursor) {
 unsigned int ETabulonGridFiller::GridAxesCount() const { return buffers_->GridAxesCount(); }
 
 ETabulonGridAxe* ETabulonGridFiller::BuildAxeDesc(unsigned int index) const {
-    const CursorLocking locking(*cursor_);
+    const ECursorLocking locking(*cursor_);
     return buffers_->BuildAxeDesc(index);
 }
 
 bool ETabulonGridFiller::GetSelection(int column, int line, ETabulonVariableID* variable,
                                       ETabulonTag* tag) const {
-    const CursorLocking locking(*cursor_);
+    const ECursorLocking locking(*cursor_);
     return buffers_->GetSelection(static_cast<unsigned int>(column),
                                   static_cast<unsigned int>(line), variable, tag);
 }
 
 void ETabulonGridFiller::SendTo(ITabulonResGridUI* view) const {
-    const CursorLocking locking(*cursor_);
+    const ECursorLocking locking(*cursor_);
     buffers_->SendTo(view);
 }
 

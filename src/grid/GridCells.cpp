@@ -26,7 +26,9 @@ bool SendsTotals(const ETabulonGridCumuls& desc) {
 }  // namespace
 
 GridCells::GridCells(ETabulonGridCumuls& desc)
-    : index_(desc.Root(), DetailLevels(desc)), rows_(desc.Calculations()) {
+    : index_(desc.Root(), DetailLevels(desc)),
+      cells_(desc.Calculations()),
+      totals_(desc.Calculations()) {
     for (unsigned int place = 0; place < desc.Calculations().Size(); ++place) {
         calculations_.push_back(
             ERef<ETabulonCumulFuncOnVar>::Adopt(desc.Calculations().Calculation(place)));
@@ -53,12 +55,13 @@ std::span<const EVariant* const> GridCells::ValuesOf(const ETabulonExtractValue&
 void GridCells::Add(const ETabulonTag& position, std::span<const EVariant* const> values,
                     const ETabulonPrimaryKey* context) {
     const std::uint32_t detail = index_.FindOrAdd(position);
-    if (grandTotal_ == kNone) {
-        grandTotal_ = rows_.AddRow();
+    if (totals_.Rows() == 0) {
+        static_cast<void>(totals_.AddRow());  // the grand total
     }
+    std::byte* const grandTotal = totals_.Place(0);
     folded_.clear();
-    folded_.push_back(RowOf(cellRows_, detail));
-    folded_.push_back(grandTotal_);
+    folded_.push_back(PlaceOfCell(detail));
+    folded_.push_back(grandTotal);
     for (const int axeColumn : axeColumns_) {
         const auto column = static_cast<std::size_t>(axeColumn);
         const std::uint32_t number = index_.LastNumbers()[column];
@@ -66,23 +69,35 @@ void GridCells::Add(const ETabulonTag& position, std::span<const EVariant* const
         // total, since the tag of its total there is the root. So it does where the root itself
         // holds the level. RecordWithoutALevelCountsTwiceInTheGrandTotal holds it.
         if (number == TagIndex::kAbsent || index_.IsInRoot(column)) {
-            folded_.push_back(grandTotal_);
+            folded_.push_back(grandTotal);
         } else if (keepsTotals_[column]) {
-            folded_.push_back(RowOf(totalRows_[column], number));
+            folded_.push_back(PlaceOfTotal(totalRows_[column], number));
         }
     }
-    rows_.Fold(folded_, values, context);
+    cells_.Fold(folded_, values, context);
 }
 
-std::uint32_t GridCells::RowOf(std::vector<std::uint32_t>& rows, std::uint32_t number) {
-    // As numbers rise one by one, this adds one; after a failure it makes up for what is missing.
+// As details are numbered one by one, this adds one; after a failure it makes up for what is
+// missing.
+std::byte* GridCells::PlaceOfCell(std::uint32_t detail) {
+    while (cells_.Rows() <= detail) {
+        static_cast<void>(cells_.AddRow());
+    }
+    return cells_.Place(detail);
+}
+
+std::byte* GridCells::PlaceOfTotal(std::vector<std::uint32_t>& rows, std::uint32_t number) {
+    if (number >= rows.size() || rows[number] == kNone) {
+        AddTotal(rows, number);
+    }
+    return totals_.Place(rows[number]);
+}
+
+void GridCells::AddTotal(std::vector<std::uint32_t>& rows, std::uint32_t number) {
     while (rows.size() <= number) {
         rows.push_back(kNone);
     }
-    if (rows[number] == kNone) {
-        rows[number] = rows_.AddRow();
-    }
-    return rows[number];
+    rows[number] = totals_.AddRow();
 }
 
 std::uint32_t GridCells::Cell(std::span<const std::uint32_t> numbers) const {
@@ -96,14 +111,18 @@ std::uint32_t GridCells::Total(unsigned int axe, std::uint32_t number) const noe
     }
     const auto column = static_cast<std::size_t>(axeColumn);
     if (index_.IsInRoot(column)) {
-        return grandTotal_;
+        return GrandTotal();
     }
-    return number < totalRows_[column].size() ? totalRows_[column][number] : kNone;
+    const std::vector<std::uint32_t>& rows = totalRows_[column];
+    return number < rows.size() && rows[number] != kNone ? kTotals + rows[number] : kNone;
 }
 
 ETabulonValue GridCells::Result(std::uint32_t row, unsigned int calculation) const {
-    return row == kNone || calculation >= rows_.Size() ? ETabulonValue::Null
-                                                       : rows_.Result(row, calculation);
+    if (row == kNone || calculation >= cells_.Size()) {
+        return ETabulonValue::Null;
+    }
+    return row < kTotals ? cells_.Result(row, calculation)
+                         : totals_.Result(row - kTotals, calculation);
 }
 
 }  // namespace etabulon::detail

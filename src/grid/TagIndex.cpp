@@ -21,13 +21,8 @@ int TagIndex::ColumnOf(unsigned int level) const noexcept {
     return found == columns_.end() ? -1 : static_cast<int>(found - columns_.begin());
 }
 
-// Records of one walk have one shape: the level is where it was in the last one.
-const ETabulonValue* TagIndex::ValueIn(const ETabulonTag& tag, Column& column) const {
-    const unsigned int count = tag.KnownLevelsCount();
-    if (column.place < count && tag.LevelAt(column.place) == column.level) {
-        return &tag.ValueAt(column.place);
-    }
-    for (unsigned int place = 0; place < count; ++place) {
+const ETabulonValue* TagIndex::ValueElsewhere(const ETabulonTag& tag, Column& column) {
+    for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
         if (tag.LevelAt(place) == column.level) {
             column.place = place;
             return &tag.ValueAt(place);

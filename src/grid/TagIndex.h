@@ -61,7 +61,14 @@ private:
         std::uint32_t place;          // where the last tag held the level
         ValueNumbers values;
     };
-    [[nodiscard]] const ETabulonValue* ValueIn(const ETabulonTag& tag, Column& column) const;
+    // Records of one walk have one shape: the level is where it was in the last one.
+    [[nodiscard]] static const ETabulonValue* ValueIn(const ETabulonTag& tag, Column& column) {
+        return column.place < tag.KnownLevelsCount() && tag.LevelAt(column.place) == column.level
+                   ? &tag.ValueAt(column.place)
+                   : ValueElsewhere(tag, column);
+    }
+    [[nodiscard]] static const ETabulonValue* ValueElsewhere(const ETabulonTag& tag,
+                                                             Column& column);
     [[nodiscard]] std::uint32_t Chain();
     void KeepSpellings(const ETabulonTag& tag, std::uint32_t detail);
     [[nodiscard]] std::uint64_t SpellingKey(std::uint32_t detail, std::size_t column) const {

@@ -27,7 +27,7 @@ void MakeRoom(std::vector<T>& elements) {
 
 }  // namespace
 
-bool ValueNumbers::Tell(const EVariant& data, Told& told) noexcept {
+bool ValueNumbers::TellOther(const EVariant& data, Told& told) noexcept {
     const ETypeInfo& info = TypeInfo(data.Type());
     const void* const place = data.GetBuffer();
     if (place == nullptr) {
@@ -45,15 +45,11 @@ bool ValueNumbers::Tell(const EVariant& data, Told& told) noexcept {
     return true;
 }
 
-ValueNumbers::Told& ValueNumbers::PlaceOf(const Told& told) noexcept {
-    constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15U;
-    return recent_[(told.bits * kOdd) >> recentShift_];
-}
-
-// Keeps about two places for each value, as long as they are not too many to stay near.
+// Keeps four places for each value, as long as they are not too many to stay near. What was told is
+// told anew.
 void ValueNumbers::GrowRecent() {
     unsigned bits = kFewestBits;
-    while (bits < kMostBits && (std::size_t{1} << bits) < std::size_t{2} * Size()) {
+    while (bits < kMostBits && (std::size_t{1} << bits) < std::size_t{4} * Size()) {
         ++bits;
     }
     if (std::size_t{1} << bits != recent_.size()) {
@@ -69,21 +65,13 @@ bool ValueNumbers::CanBeKept(const EVariant& data, std::uint32_t number) const n
            data.GetBuffer() == Spelling(FirstSpelling(number)).Data().GetBuffer();
 }
 
-std::uint32_t ValueNumbers::NumberOf(const ETabulonValue& value) {
-    Told told;
-    if (value.Status() != ETabulonValue::ValNormal || !Tell(value.Data(), told)) {
-        return FindOrAdd(value);
-    }
-    if (!recent_.empty()) {
-        const Told& place = PlaceOf(told);
-        if (place.bits == told.bits && place.type == told.type) {
-            return place.number;
-        }
-    }
+std::uint32_t ValueNumbers::NumberOfOther(const ETabulonValue& value, Told told) {
     told.number = FindOrAdd(value);
     if (CanBeKept(value.Data(), told.number)) {
         GrowRecent();
-        PlaceOf(told) = told;
+        const std::size_t place = PlaceOf(told);
+        recent_[place ^ 1] = recent_[place];
+        recent_[place] = told;
     }
     return told.number;
 }

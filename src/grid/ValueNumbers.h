@@ -1,8 +1,10 @@
 #pragma once
 
+#include "etabulon/foundation/EDataType.h"
 #include "etabulon/foundation/KeyIndex.h"
 #include "etabulon/values/ETabulonValue.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -19,7 +21,18 @@ public:
     static constexpr std::uint32_t kAbsent = 0xFFFFFFFF;
 
     /// The number of the value, a new one if it wasn't met. Allocates for new ones only.
-    [[nodiscard]] std::uint32_t NumberOf(const ETabulonValue& value);
+    [[nodiscard]] std::uint32_t NumberOf(const ETabulonValue& value) {
+        Told told;
+        if (value.Status() != ETabulonValue::ValNormal || !Tell(value.Data(), told)) {
+            return FindOrAdd(value);
+        }
+        const std::size_t place = PlaceOf(told);
+        if (recent_[place].IsAs(told)) {
+            return recent_[place].number;
+        }
+        return recent_[place ^ 1].IsAs(told) ? recent_[place ^ 1].number
+                                             : NumberOfOther(value, told);
+    }
     /// kAbsent if it wasn't met.
     [[nodiscard]] std::uint32_t Find(const ETabulonValue& value) const;
     [[nodiscard]] std::uint32_t Size() const noexcept {
@@ -55,12 +68,27 @@ private:
         std::uint64_t bits = 0;
         std::uint32_t type = kAbsent;
         std::uint32_t number = 0;
+
+        [[nodiscard]] bool IsAs(const Told& other) const noexcept {
+            return bits == other.bits && type == other.type;
+        }
     };
     static constexpr unsigned kFewestBits = 5;
-    static constexpr unsigned kMostBits = 14;
+    static constexpr unsigned kMostBits = 15;
 
-    [[nodiscard]] static bool Tell(const EVariant& data, Told& told) noexcept;
-    [[nodiscard]] Told& PlaceOf(const Told& told) noexcept;
+    [[nodiscard]] static bool Tell(const EVariant& data, Told& told) noexcept {
+        if (data.Type() != TYPE_CHAINE) {
+            return TellOther(data, told);
+        }
+        told.type = TYPE_CHAINE;
+        told.bits = reinterpret_cast<std::uintptr_t>(data.GetBuffer());
+        return told.bits != 0;
+    }
+    [[nodiscard]] static bool TellOther(const EVariant& data, Told& told) noexcept;
+    [[nodiscard]] std::size_t PlaceOf(const Told& told) const noexcept {
+        return (told.bits * 0x9E3779B97F4A7C15U) >> recentShift_;
+    }
+    [[nodiscard]] std::uint32_t NumberOfOther(const ETabulonValue& value, Told told);
     void GrowRecent();
     [[nodiscard]] bool CanBeKept(const EVariant& data, std::uint32_t number) const noexcept;
     [[nodiscard]] std::uint32_t Find(const ETabulonValue& value, std::uint32_t hash) const;
@@ -70,8 +98,9 @@ private:
     std::vector<Spelled> spellings_;
     std::vector<std::uint32_t> firstSpelling_;  // by number
     KeyIndex index_;                            // from a value's hash to its number
-    std::vector<Told> recent_;  // a place for each pattern of bits; the last one told has it
-    unsigned recentShift_ = 64;
+    // Two places for each pattern of bits; of more, those told last have them.
+    std::vector<Told> recent_ = std::vector<Told>(std::size_t{1} << kFewestBits);
+    unsigned recentShift_ = 64 - kFewestBits;
 };
 
 }  // namespace etabulon::detail

@@ -5,24 +5,6 @@
 
 namespace etabulon {
 
-namespace {
-
-// Waits for the walk to let go of the cursor; unlike ECursorExclusive it doesn't cancel it.
-class [[nodiscard]] CursorLocking {
-public:
-    explicit CursorLocking(ETabulonCursor& cursor) : cursor_(cursor) {
-        cursor_.CursorLock(/*wait=*/true);
-    }
-    ~CursorLocking() { cursor_.CursorUnlock(); }
-    CursorLocking(const CursorLocking&) = delete;
-    CursorLocking& operator=(const CursorLocking&) = delete;
-
-private:
-    ETabulonCursor& cursor_;
-};
-
-}  // namespace
-
 ETabulonScoreFiller::ETabulonScoreFiller(ETabulonCursor* cursor,
                                          const ETabulonPendingChanges* pending)
     : pending_(pending), cursor_(cursor) {}
@@ -111,7 +93,7 @@ CursorStatus ETabulonScoreFiller::OnMove(const ETabulonCursor& cursor) {
 }
 
 void ETabulonScoreFiller::SendTo(ITabulonResScoreUI* ui) const {
-    const CursorLocking locking(*cursor_);
+    const ECursorLocking locking(*cursor_);
     buffers_->SendTo(ui);
 }
 

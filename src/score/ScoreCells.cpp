@@ -61,7 +61,7 @@ void ScoreCells::Add(const ETabulonTag& position, std::span<const EVariant* cons
     while (rows_.Rows() <= RowOf(line)) {
         rows_.AddRow();
     }
-    const std::uint32_t folded[] = {RowOf(line), kTotal};
+    std::byte* const folded[] = {rows_.Place(RowOf(line)), rows_.Place(kTotal)};
     rows_.Fold(folded, values, context);
 }
 

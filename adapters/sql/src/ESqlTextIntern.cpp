@@ -12,27 +12,30 @@ constexpr std::size_t kMostBytes = std::size_t{1} << 20;
 constexpr std::size_t kLongText = 256;  // longer ones aren't compared often: not kept
 constexpr std::uint64_t kTrial = 4096;  // misses after which a column is judged
 
-std::uint32_t HashBytes(const char* bytes, std::size_t length) noexcept {
+void Put(void* slot, Chaine::Body* body) noexcept { std::memcpy(slot, &body, sizeof body); }
+
+}  // namespace
+
+// By words, of which the last may overlap the one before.
+std::uint32_t ESqlTextIntern::HashOf(const char* bytes, std::size_t length) noexcept {
     constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15U;
+    constexpr std::size_t kWord = sizeof(std::uint64_t);
     std::uint64_t hash = length * kFactor;
-    while (length >= 8) {
-        std::uint64_t word = 0;
-        std::memcpy(&word, bytes, 8);
-        hash = std::rotl((hash ^ word) * kFactor, 29);
-        bytes += 8;
-        length -= 8;
-    }
     std::uint64_t word = 0;
-    for (std::size_t i = 0; i < length; ++i) {
-        word = word << 8 | static_cast<unsigned char>(bytes[i]);
+    if (length >= kWord) {
+        for (std::size_t at = 0; at + kWord < length; at += kWord) {
+            hash = std::rotl((hash ^ WordAt<std::uint64_t>(bytes + at)) * kFactor, 29);
+        }
+        word = WordAt<std::uint64_t>(bytes + length - kWord);
+    } else if (length >= kWord / 2) {
+        word = std::uint64_t{WordAt<std::uint32_t>(bytes)} << 32 |
+               WordAt<std::uint32_t>(bytes + length - kWord / 2);
+    } else {
+        std::memcpy(&word, bytes, length);
     }
     hash = (hash ^ word) * kFactor;
     return static_cast<std::uint32_t>(hash >> 32);
 }
-
-void Put(void* slot, Chaine::Body* body) noexcept { std::memcpy(slot, &body, sizeof body); }
-
-}  // namespace
 
 void ESqlTextIntern::StoreOther(void* slot, Chaine::Body* held, const char* bytes,
                                 std::size_t length) {
@@ -40,15 +43,14 @@ void ESqlTextIntern::StoreOther(void* slot, Chaine::Body* held, const char* byte
         StoreUnique(slot, held, bytes, length);
         return;
     }
-    const std::uint32_t hash = HashBytes(bytes, length);
+    const std::uint32_t hash = HashOf(bytes, length);
     if (entries_.empty()) {
         entries_.resize(kFirstSize);
     }
     std::size_t place = hash & (entries_.size() - 1);
     while (entries_[place].body != nullptr) {
         const Entry& entry = entries_[place];
-        if (entry.hash == hash && entry.body->length == length + 1 &&
-            std::memcmp(entry.body->text, bytes, length) == 0) {
+        if (entry.hash == hash && IsText(*entry.body, bytes, length)) {
             ++repeats_;
             Chaine::Retain(entry.body);
             Put(slot, entry.body);

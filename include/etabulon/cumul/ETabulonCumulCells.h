@@ -1,5 +1,6 @@
 #pragma once
 
+#include "etabulon/foundation/EExpects.h"
 #include "etabulon/foundation/EExport.h"
 #include "etabulon/values/ETabulonValue.h"
 
@@ -41,21 +42,24 @@ public:
     /// Some function wants to know the records' keys.
     [[nodiscard]] bool NeedsContext() const noexcept { return needsContext_; }
 
-    /// Folds a record into rows; into one that is named twice, twice. `values` holds one value for
-    /// each calculation, in order; `context` is the record's key, read only if NeedsContext().
-    void Fold(std::span<const std::uint32_t> rows, std::span<const EVariant* const> values,
-              const ETabulonPrimaryKey* context);
-    void Fold(std::uint32_t row, std::span<const EVariant* const> values,
-              const ETabulonPrimaryKey* context) {
-        Fold(std::span<const std::uint32_t>(&row, 1), values, context);
+    /// Where a row lies, for Fold; good until the row goes.
+    [[nodiscard]] std::byte* Place(std::uint32_t row) const noexcept {
+        E_EXPECTS(row < rows_);
+        return chunks_[row >> kChunkBits].get() + std::size_t{row % kChunkRows} * rowBytes_;
     }
+    /// Folds a record into rows, of this and of others over the same calculations; into one that is
+    /// named twice, twice. `values` holds one value for each calculation, in order; `context` is
+    /// the record's key, read only if NeedsContext().
+    void Fold(std::span<std::byte* const> places, std::span<const EVariant* const> values,
+              const ETabulonPrimaryKey* context) const;
     /// What the calculation's buffer would give.
     [[nodiscard]] ETabulonValue Result(std::uint32_t row, unsigned calculation) const;
 
 private:
     struct Plan;  // what is known of a calculation
+    static constexpr unsigned kChunkBits = 8;
+    static constexpr std::uint32_t kChunkRows = 1U << kChunkBits;
 
-    [[nodiscard]] std::byte* State(std::uint32_t row, const Plan& plan) const noexcept;
     void Start(std::uint32_t row) noexcept;
     void DropLastRow() noexcept;
     void Free() noexcept;

@@ -181,6 +181,21 @@ private:
     ETabulonCursor& cursor_;
 };
 
+/// Holds a cursor's lock for a scope: waits for a walk to let go of it, where ECursorExclusive
+/// cancels it.
+class [[nodiscard]] ECursorLocking {
+public:
+    explicit ECursorLocking(ETabulonCursor& cursor) : cursor_(cursor) {
+        cursor_.CursorLock(/*wait=*/true);
+    }
+    ~ECursorLocking() { cursor_.CursorUnlock(); }
+    ECursorLocking(const ECursorLocking&) = delete;
+    ECursorLocking& operator=(const ECursorLocking&) = delete;
+
+private:
+    ETabulonCursor& cursor_;
+};
+
 /// Keeps a listener on a cursor for a scope.
 class [[nodiscard]] ECursorListening {
 public:

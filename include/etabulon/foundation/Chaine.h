@@ -9,6 +9,12 @@
 #include <string_view>
 #include <utility>
 
+// The C library may tell whether there is a second thread; nothing else is asked of it.
+#if __has_include(<sys/single_threaded.h>)
+#include <sys/single_threaded.h>
+#define ETABULON_TELLS_THREADS
+#endif
+
 namespace etabulon {
 
 /// The locale order of two texts given without terminator: below 0, 0, above 0. Case is ignored.
@@ -165,7 +171,13 @@ public:
     /// Gives the reference to the caller; this becomes empty.
     [[nodiscard]] Body* Detach() noexcept { return std::exchange(body_, &emptyBody_); }
     static void Retain(Body* body) noexcept {
-        if (body->capacity != 0) {
+        if (body->capacity == 0) {
+            return;
+        }
+        if (IsOnlyThread()) {
+            body->share.store(body->share.load(std::memory_order_relaxed) + 1,
+                              std::memory_order_relaxed);
+        } else {
             body->share.fetch_add(1, std::memory_order_relaxed);
         }
     }
@@ -174,14 +186,27 @@ public:
             return;
         }
         // A share of 0 seen here is final: nobody else holds the body to add one.
-        if (body->share.load(std::memory_order_acquire) == 0 ||
-            body->share.fetch_sub(1, std::memory_order_acq_rel) == 0) {
+        const std::uint32_t share = body->share.load(std::memory_order_acquire);
+        if (share == 0) {
+            Destroy(body);
+        } else if (IsOnlyThread()) {
+            body->share.store(share - 1, std::memory_order_relaxed);
+        } else if (body->share.fetch_sub(1, std::memory_order_acq_rel) == 0) {
             Destroy(body);
         }
     }
 
 private:
     explicit Chaine(Body* body) noexcept : body_(body) {}
+    /// No other thread has been started yet, so that counting needs no atomic steps: these are most
+    /// of what passing a text on costs.
+    [[nodiscard]] static bool IsOnlyThread() noexcept {
+#if defined(ETABULON_TELLS_THREADS)
+        return __libc_single_threaded != 0;
+#else
+        return false;
+#endif
+    }
     [[nodiscard]] static Body* NewBody(std::size_t length);
     static void Destroy(Body* body) noexcept;
     [[nodiscard]] static std::uint32_t ComputeFoldHash(const Body* body) noexcept;

@@ -25,8 +25,7 @@ public:
     void Store(void* slot, const char* bytes, std::size_t length) {
         Chaine::Body* held = nullptr;
         std::memcpy(&held, slot, sizeof held);
-        if (held != nullptr && held->length == length + 1 &&
-            std::memcmp(held->text, bytes, length) == 0) {
+        if (held != nullptr && IsText(*held, bytes, length)) {
             ++repeats_;
             return;
         }
@@ -47,6 +46,34 @@ private:
         std::uint32_t hash = 0;
         Chaine::Body* body = nullptr;  // one reference; null = free
     };
+    template <class Word>
+    [[nodiscard]] static Word WordAt(const char* bytes) noexcept {
+        Word word;
+        std::memcpy(&word, bytes, sizeof word);
+        return word;
+    }
+    // Labels are a few words long: their first and last ones, which may overlap, tell most of them,
+    // and spare a call.
+    [[nodiscard]] static bool IsText(const Chaine::Body& body, const char* bytes,
+                                     std::size_t length) noexcept {
+        if (body.length != length + 1) {
+            return false;
+        }
+        if (length >= sizeof(std::uint64_t)) {
+            const std::size_t last = length - sizeof(std::uint64_t);
+            return WordAt<std::uint64_t>(body.text) == WordAt<std::uint64_t>(bytes) &&
+                   WordAt<std::uint64_t>(body.text + last) == WordAt<std::uint64_t>(bytes + last) &&
+                   (length <= 2 * sizeof(std::uint64_t) ||
+                    std::memcmp(body.text, bytes, length) == 0);
+        }
+        if (length >= sizeof(std::uint32_t)) {
+            const std::size_t last = length - sizeof(std::uint32_t);
+            return WordAt<std::uint32_t>(body.text) == WordAt<std::uint32_t>(bytes) &&
+                   WordAt<std::uint32_t>(body.text + last) == WordAt<std::uint32_t>(bytes + last);
+        }
+        return std::memcmp(body.text, bytes, length) == 0;
+    }
+    [[nodiscard]] static std::uint32_t HashOf(const char* bytes, std::size_t length) noexcept;
     void StoreOther(void* slot, Chaine::Body* held, const char* bytes, std::size_t length);
     void StoreUnique(void* slot, Chaine::Body* held, const char* bytes, std::size_t length);
     void Grow();
