@@ -24,7 +24,7 @@ public:
     /// What the present font is taken to be; selecting another doesn't change it.
     void SetFont(const ELogFont& font) { font_ = font; }
     /// "fill 0,0,200,100 ffffff; text 'Nothing' 0,45,200,100 811; ", and begins anew.
-    [[nodiscard]] std::string TakeLog();
+    std::string TakeLog();
 
 private:
     std::string log_;

@@ -24,9 +24,9 @@ public:
     /// What was asked since the last time: "redraw off; insert FR; image all 13000:16x16; ...".
     /// Redraw, insert, text, image, delete, select, open, close, show, invalidate, update, timer,
     /// owner, images, print.
-    [[nodiscard]] std::string TakeLog();
+    std::string TakeLog();
     /// Only those of some: TakeLog("owner timer").
-    [[nodiscard]] std::string TakeLog(std::string_view kinds);
+    std::string TakeLog(std::string_view kinds);
     /// The first item with these texts from the root down, parted by "/"; null without one.
     [[nodiscard]] _TREEITEM* At(std::string_view path) const;
     /// The image's icon; "-" for none.

@@ -1,0 +1,270 @@
+#include "ControlFixture.h"
+#include "etabulon/tree/EDataTreeAvailableAlerts.h"
+#include "etabulon/tree/EDataTreeRaisedAlerts.h"
+
+namespace etabulon::test {
+namespace {
+
+constexpr const char* kWaiting = "13000:16x16";
+
+class TreeCtrlWait : public TreeScreen {
+protected:
+    /// A run that is held at its first record until Release.
+    void Hold(bool isFill) {
+        sales.cursor.onRecord = [this](int) {
+            gate_.Pass();
+            return StatusOk;
+        };
+        if (isFill) {
+            ctrl->Fill();
+        } else {
+            ctrl->Refresh();
+        }
+        gate_.WaitReached();
+    }
+    void Release() { gate_.Open(); }
+    std::string RootImage() { return view.ImageOf(view.At("all")); }
+
+private:
+    Gate gate_;
+};
+
+TEST_F(TreeCtrlWait, BlinksTheRootUntilTheRunEnds) {
+    Fill();
+    EXPECT_EQ(RootImage(), "root");
+    Hold(/*isFill=*/false);
+    std::string seen;
+    for (int tick = 0; tick < 4; ++tick) {
+        seen += RootImage() + " ";
+        screen.Advance(500);
+    }
+    EXPECT_EQ(seen, "13000:16x16 - 13000:16x16 - ");
+    Release();
+    Settle();
+    EXPECT_EQ(RootImage(), "root");
+    view.TakeLog();
+    screen.Advance(1500);
+    EXPECT_EQ(view.TakeLog(), "");
+}
+
+TEST_F(TreeCtrlWait, EndsAtATickIfNobodyStopsIt) {
+    Fill();
+    Hold(/*isFill=*/false);
+    ctrl->Port()->Send({MsgFillCancel, 0, nullptr});  // of an earlier run: busy, so it goes on
+    --startsOnly;
+    EXPECT_EQ(view.Items(), "");
+    view.TakeLog();
+    screen.Advance(1000);
+    EXPECT_EQ(view.TakeLog(), "");  // ending, and tried again at each tick
+    Release();
+    Settle();
+    EXPECT_EQ(view.Items(), kAllItems);
+    EXPECT_EQ(RootImage(), "root");
+}
+
+TEST_F(TreeCtrlWait, CancelledOrFailedRefreshBlinksOn) {
+    struct Row {
+        CursorStatus status;
+        const char* owner;
+    };
+    for (const Row& row : {Row{StatusCancelled, "owner 1569; owner 1571; "},
+                           Row{static_cast<CursorStatus>(77), "owner 1569; owner 1572 77; "}}) {
+        sales.cursor.onRecord = nullptr;
+        Fill();
+        sales.EndWalksAt(2, row.status);
+        ctrl->Refresh();
+        Settle();
+        EXPECT_EQ(view.TakeLog("owner"), row.owner);
+        EXPECT_EQ(RootImage(), kWaiting);
+        screen.Advance(500);
+        EXPECT_EQ(RootImage(), "-");
+        EXPECT_TRUE(view.Fold("all/FR"));
+        EXPECT_TRUE(view.Open("all/FR"));  // a sync
+        EXPECT_EQ(RootImage(), kWaiting);
+        screen.Advance(500);
+        EXPECT_EQ(RootImage(), "root");
+    }
+}
+
+TEST_F(TreeCtrlWait, OpeningAnItemShowsNoWaitAfterwards) {
+    ctrl->SetExpand(EDataTreeCtrl::ExpandNone);
+    Fill();
+    EXPECT_TRUE(view.Open("all/FR"));
+    EXPECT_EQ(view.TakeLog("image timer"), "image all 13000:16x16; image all root; ");
+}
+
+TEST_F(TreeCtrlWait, SetsThePointerOverItsWindowOnly) {
+    const auto pointer = [this] { return screen.NameOf(screen.Pointer()); };
+    Fill();
+    EXPECT_TRUE(ctrl->OnSetCursor());
+    EXPECT_EQ(pointer(), "arrow");
+    Hold(/*isFill=*/false);
+    EXPECT_EQ(pointer(), "arrow");  // it lies outside
+    EXPECT_TRUE(ctrl->OnSetCursor());
+    EXPECT_EQ(pointer(), "busy");
+    screen.MovePointer({10, 10});
+    Release();
+    std::string seen;
+    view.owner = [&](std::uint32_t, std::intptr_t) { seen += pointer(); };
+    Settle();
+    EXPECT_EQ(seen, "arrow");
+    ctrl->Refresh();
+    EXPECT_EQ(seen, "arrowbusy");
+    Settle();
+}
+
+class TreeCtrlBackground : public TreeCtrlWait {
+protected:
+    std::string Background() {
+        EMemorySurface surface;
+        return ctrl->OnEraseBkgnd(surface) ? surface.TakeLog() : "by the view";
+    }
+};
+
+TEST_F(TreeCtrlBackground, SaysThatItIsEmpty) {
+    EXPECT_EQ(Background(), "by the view");
+    view.TakeLog();
+    ctrl->SetEmptyText("Nothing");
+    EXPECT_EQ(view.TakeLog(), "invalidate; ");
+    EXPECT_EQ(Background(),
+              "fill 0,0,200,100 ffffff; measure 'Nothing' c10; colour 6d6d6d; "
+              "text 'Nothing' 0,45,200,100 811; colour 0; ");
+    view.SetBackgroundColour(0x112233);
+    EXPECT_EQ(Background().substr(0, 25), "fill 0,0,200,100 112233; ");
+    Fill();
+    EXPECT_EQ(Background(), "by the view");
+}
+
+TEST_F(TreeCtrlBackground, BlinksTheMessageOfAFirstFill) {
+    ctrl->SetEmptyText("Nothing");
+    Hold(/*isFill=*/true);
+    EXPECT_NE(Background().find("'Préparation de l'arbre en cours...'"), std::string::npos);
+    view.TakeLog();
+    screen.Advance(500);
+    EXPECT_EQ(Background(), "by the view");
+    EXPECT_EQ(view.TakeLog(), "invalidate; ");
+    screen.Advance(500);
+    EXPECT_NE(Background().find("Pr"), std::string::npos);
+    Release();
+    Settle();
+}
+
+TEST_F(TreeCtrlBackground, FollowsTheSizeOfAnEmptyControl) {
+    view.TakeLog();
+    view.Resize(ITreeViewEvents::SizeRestored, 300, 50);
+    EXPECT_EQ(view.TakeLog(), "invalidate; update; ");
+    view.Resize(ITreeViewEvents::SizeMinimised, 0, 0);
+    EXPECT_EQ(view.TakeLog(), "");
+    Fill();
+    view.Resize(ITreeViewEvents::SizeMaximised, 300, 300);
+    EXPECT_EQ(view.TakeLog(), "");
+}
+
+TEST_F(TreeCtrlBackground, IsDrawnAnewForAnEmptyResult) {
+    for (int id = 1; id <= 5; ++id) {
+        sales.Delete(id);
+    }
+    ctrl->Fill();
+    view.TakeLog();
+    Settle();
+    EXPECT_EQ(view.TakeLog(),
+              "invalidate; owner 1570; invalidate; timer 2 off; invalidate; update; ");
+}
+
+class TreeCtrlAlerts : public TreeScreen {
+protected:
+    TreeCtrlAlerts() {
+        EDataTreeAlertDesc late("late");
+        late.SetTextColor(0x0000FF);
+        late.SetTextBold(true);
+        late.SetPropagateToParent(true);
+        EDataTreeAlertDesc draft("draft");
+        draft.SetTextItalic(true);
+        available_.DeclareAlert(late);
+        available_.DeclareAlert(draft);
+        Fill();
+    }
+    /// How the item is drawn: the answer, the text's colour, the font selected.
+    std::string Draw(std::string_view path, std::int32_t weight = ELogFont::kNormal) {
+        EMemorySurface surface;
+        ELogFont font;
+        font.weight = weight;
+        surface.SetFont(font);
+        ETreeDraw draw;
+        draw.stage = ETreeDraw::ItemPrePaint;
+        draw.item = view.At(path);
+        draw.itemData = view.ItemData(draw.item);
+        draw.surface = &surface;
+        const std::uint32_t answer = ctrl->OnCustomdraw(draw);
+        return std::to_string(answer) + " " + std::to_string(draw.textColour) + " " +
+               surface.TakeLog();
+    }
+
+    EDataTreeAvailableAlerts available_;
+    EDataTreeRaisedAlerts raised_{available_};
+};
+
+TEST_F(TreeCtrlAlerts, StyleTheirNodesAndThoseAbove) {
+    ETreeDraw all;
+    EXPECT_EQ(ctrl->OnCustomdraw(all), 0U);
+    ctrl->AttachAlerts(&raised_);
+    EXPECT_EQ(view.TakeLog(), "invalidate; update; ");
+    EXPECT_EQ(ctrl->OnCustomdraw(all), 0x22U);
+    raised_.Raise(Place("FR", "Paris"), "late");
+    raised_.Raise(Place("FR", "Lyon"), "draft");
+    EXPECT_EQ(Draw("all/FR/Paris"), "2 255 font; ");
+    EXPECT_EQ(Draw("all/FR"), "2 255 font; ");
+    EXPECT_EQ(Draw("all"), "2 255 font; ");
+    EXPECT_EQ(Draw("all/FR/Lyon"), "2 0 font; ");
+    EXPECT_EQ(Draw("all/DE"), "0 0 ");
+    EXPECT_EQ(Draw("nowhere"), "0 0 ");
+    EXPECT_EQ(screen.fonts, 2);
+    ctrl.reset();
+    EXPECT_EQ(screen.fonts, 0);
+}
+
+TEST_F(TreeCtrlAlerts, PlainAlertOnABoldViewGivesAPlainFont) {
+    ctrl->AttachAlerts(&raised_);
+    EXPECT_EQ(Draw("all/DE", ELogFont::kBold), "2 0 font; ");
+    raised_.Raise(Place("DE"), "late");
+    EXPECT_EQ(Draw("all/DE", ELogFont::kBold), "0 255 ");
+}
+
+TEST_F(TreeCtrlAlerts, FontThatCantBeMadeIsSelectedAsNull) {
+    ctrl->AttachAlerts(&raised_);
+    raised_.Raise(Place("FR"), "draft");
+    screen.refusesFonts = true;
+    EXPECT_EQ(Draw("all/FR"), "2 0 font null; ");
+    screen.refusesFonts = false;
+    EXPECT_EQ(Draw("all/FR"), "2 0 font null; ");
+    EXPECT_EQ(screen.fonts, 0);
+}
+
+TEST(TreeCtrlIcons, AreKeptOnceForEachHandle) {
+    EMemoryScreen screen;
+    EIconImages images(screen, 0);
+    const HICON one = screen.NewIcon("one");
+    EXPECT_EQ(images.IndexOf(nullptr), -1);
+    EXPECT_EQ(images.IndexOf(one), 0);
+    EXPECT_EQ(images.IndexOf(screen.NewIcon("two")), 1);
+    EXPECT_EQ(images.IndexOf(one), 0);
+}
+
+TEST(TreeCtrlWithoutAWindow, TakesEverythingAndShowsNothing) {
+    SalesTable sales;
+    EDataTreeCtrl ctrl;  // on the screen that shows nothing
+    ctrl.SetEmptyText("x");
+    EXPECT_FALSE(ctrl.InitDone());
+    ctrl.Init(&sales.cursor, "all", nullptr);
+    ctrl.Fill();
+    {
+        const ECursorExclusive exclusive(sales.cursor);
+    }
+    EXPECT_TRUE(ctrl.Port()->Dispatch());
+    EXPECT_TRUE(ctrl.Selected().IsRoot());
+    ctrl.Select(Place("FR"));
+    EXPECT_FALSE(ctrl.MoveSelectedLevelUp());
+}
+
+}  // namespace
+}  // namespace etabulon::test
