@@ -1,6 +1,7 @@
 #include "etabulon/cursors/ETabulonCursorPending.h"
 
 #include "etabulon/foundation/EExpects.h"
+#include "pending/PendingFilter.h"
 
 #include <utility>
 
@@ -8,12 +9,17 @@ namespace etabulon {
 
 ETabulonCursorPending::ETabulonCursorPending(ETabulonCursor* source,
                                              const ETabulonPendingChanges* changes)
-    : ETabulonCursorRelay(source), changes_(changes) {
+    : ETabulonCursorRelay(source),
+      changes_(changes),
+      filter_(std::make_unique<detail::PendingFilter>()) {
     E_EXPECTS(changes_ != nullptr);
 }
 
+ETabulonCursorPending::~ETabulonCursorPending() = default;
+
 CursorStatus ETabulonCursorPending::Reset(const ETabulonTag& tag) {
     inInserts_ = false;
+    mayBeDeleted_ = true;
     inserts_ = changes_->ScriptUnder(ETabulonPendingChanges::Insert, tag);
     insertIndex_ = 0;
     const CursorStatus status = CallReset(tag);
@@ -31,6 +37,7 @@ CursorStatus ETabulonCursorPending::Reset(const ETabulonTag& tag) {
 }
 
 CursorStatus ETabulonCursorPending::GetNext() {
+    mayBeDeleted_ = true;
     if (!inInserts_) {
         const CursorStatus status = CallGetNext();
         if (status != StatusEnd) {
@@ -73,10 +80,18 @@ void ETabulonCursorPending::CalcFields() {
     // stale. Where no update applies the fields aren't asked for: the tag stays good, and what the
     // source keeps of linked records too.
     const ETabulonTag& tag = CurrentTag();
-    if (changes_->IsUpdated(tag)) {
+    changes_->CopyFilter(*filter_, filterVersion_);
+    const detail::PendingFilter::Answer answer = filter_->Ask(tag);
+    mayBeDeleted_ = answer.mayBeDeleted;
+    if (answer.mayBeUpdated && changes_->IsUpdated(tag)) {
         EFieldSet& fields = iFields();
         static_cast<void>(changes_->UpdateFields(fields, tag));
     }
+}
+
+EFieldSet& ETabulonCursorPending::iFields() {
+    mayBeDeleted_ = true;
+    return ETabulonCursorRelay::iFields();
 }
 
 bool ETabulonCursorPending::IsInFilter() const {
@@ -84,7 +99,8 @@ bool ETabulonCursorPending::IsInFilter() const {
     // the save looks for it by the one in the table. A record that an update moves away from a
     // deleted place shows, and one that it moves there doesn't.
     // UpdateOfALevelMovesARecordAwayFromItsDelete holds it.
-    return inInserts_ || (ETabulonCursorRelay::IsInFilter() && !changes_->IsDeleted(CurrentTag()));
+    return inInserts_ || (ETabulonCursorRelay::IsInFilter() &&
+                          !(mayBeDeleted_ && changes_->IsDeleted(CurrentTag())));
 }
 
 void ETabulonCursorPending::ExtractCurrentTag(ETabulonTag& tag) const {

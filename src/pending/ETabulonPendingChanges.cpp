@@ -1,8 +1,10 @@
 #include "etabulon/pending/ETabulonPendingChanges.h"
 
+#include "pending/PendingFilter.h"
 #include "pending/PendingIndex.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace etabulon {
 
@@ -30,7 +32,9 @@ bool ETabulonPendingChanges::Change::Matches(const ETabulonTag& tag,
     return id == id_ && Matches(tag);
 }
 
-ETabulonPendingChanges::ETabulonPendingChanges() : index_(std::make_unique<Index>(script_)) {}
+ETabulonPendingChanges::ETabulonPendingChanges()
+    : index_(std::make_unique<Index>(script_)),
+      filter_(std::make_unique<detail::PendingFilter>()) {}
 
 ETabulonPendingChanges::~ETabulonPendingChanges() = default;
 
@@ -52,6 +56,7 @@ void ETabulonPendingChanges::AppendDelete(const ETabulonTag& tag) {
 void ETabulonPendingChanges::AppendChange(const Change& change) {
     const ECriticalSectionHold hold(lock_);
     const Change added(change);  // the caller's may lie in the script, and go with what is removed
+    AddToFilter(added);          // before: what it has and the script hasn't does no harm
     switch (added.Type()) {
         case Update:
             AddUpdate(added);
@@ -110,8 +115,33 @@ void ETabulonPendingChanges::AddDelete(const Change& change) {
 
 void ETabulonPendingChanges::Reset() {
     const ECriticalSectionHold hold(lock_);
+    *filter_ = detail::PendingFilter();
     index_->Clear();
     PublishCounts();
+    filterVersion_.fetch_add(1, std::memory_order_release);
+}
+
+void ETabulonPendingChanges::AddToFilter(const Change& change) {
+    if (change.Type() == Insert) {
+        return;
+    }
+    if (filter_->IsFull()) {
+        detail::PendingFilter larger(script_.Size());
+        for (const Change& known : std::as_const(script_)) {
+            larger.Add(known);
+        }
+        *filter_ = std::move(larger);
+    }
+    filter_->Add(change);
+    filterVersion_.fetch_add(1, std::memory_order_release);
+}
+
+void ETabulonPendingChanges::CopyFilter(detail::PendingFilter& copy, std::uint64_t& version) const {
+    if (version != filterVersion_.load(std::memory_order_acquire)) {
+        const ECriticalSectionHold hold(lock_);
+        copy = *filter_;
+        version = filterVersion_.load(std::memory_order_relaxed);
+    }
 }
 
 void ETabulonPendingChanges::FindUnder(ChangeType type, const ETabulonTag& tag,

@@ -1,5 +1,6 @@
 #include "etabulon/foundation/EFieldSet.h"
 #include "etabulon/pending/ETabulonPendingChanges.h"
+#include "pending/PendingFilter.h"
 
 #include <gtest/gtest.h>
 
@@ -261,6 +262,7 @@ TEST(ChangeScript, AnswersAsScansOverRandomScriptsDo) {
     for (int round = 0; round < 60; ++round) {
         ETabulonPendingChanges changes;
         ScannedScript scanned;
+        detail::PendingFilter filter;
         for (int step = 0; step < 120; ++step) {
             const ETabulonTag tag = RandomTag(random);
             const unsigned what = random() % 16;
@@ -272,6 +274,7 @@ TEST(ChangeScript, AnswersAsScansOverRandomScriptsDo) {
                              tag);
             changes.AppendChange(change);
             scanned.Append(change);
+            filter.Add(change);
             PTableau<Change> expected;
             for (const Change& e : scanned.script) {
                 expected.Add(e);
@@ -287,6 +290,8 @@ TEST(ChangeScript, AnswersAsScansOverRandomScriptsDo) {
             const bool updated = scanned.UpdateFields(scannedRow.fields, asked);
             ASSERT_EQ(changes.UpdateFields(row.fields, asked), updated);
             ASSERT_EQ(changes.IsUpdated(asked), updated);
+            ASSERT_TRUE(filter.Ask(asked).mayBeUpdated || !updated);
+            ASSERT_TRUE(filter.Ask(asked).mayBeDeleted || !scanned.IsDeleted(asked));
             ASSERT_EQ(row.Text(), scannedRow.Text());
             const auto type = change.Type();
             ASSERT_EQ(Text(changes.ScriptUnder(type, asked)), Text(scanned.Under(type, asked)));

@@ -243,7 +243,7 @@ TEST(SavingTable, GivesWhatTheOverlayShowed) {
     std::mt19937 random(11);
     for (int round = 0; round < 60; ++round) {
         Items items(kRows);
-        for (int step = 0; step < 40; ++step) {
+        for (int step = round % 4 == 0 ? -300 : 0; step < 40; ++step) {
             AppendRandom(items.changes, random, kRows);
         }
         ETabulonCursorPending overlay(&items.cursor, &items.changes);

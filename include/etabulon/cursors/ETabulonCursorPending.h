@@ -4,6 +4,7 @@
 #include "etabulon/pending/ETabulonPendingChanges.h"
 
 #include <cstdint>
+#include <memory>
 
 namespace etabulon {
 
@@ -19,8 +20,10 @@ class ETABULON_API ETabulonCursorPending : public ETabulonCursorRelay {
 public:
     /// Not owned, must outlive this.
     ETabulonCursorPending(ETabulonCursor* source, const ETabulonPendingChanges* changes);
+    ~ETabulonCursorPending() override;
 
 protected:
+    EFieldSet& iFields() override;
     CursorStatus Reset(const ETabulonTag& tag) override;
     CursorStatus GetNext() override;
     void CalcFields() override;
@@ -35,6 +38,9 @@ private:
     const ETabulonPendingChanges* changes_;
     PTableau<ETabulonPendingChanges::Change> inserts_;  // of the walk
     std::int32_t insertIndex_ = -1;
+    std::unique_ptr<detail::PendingFilter> filter_;  // a copy of the script's
+    std::uint64_t filterVersion_ = 0;
+    bool mayBeDeleted_ = true;  // the current record, with the tag that it has
 };
 
 }  // namespace etabulon

@@ -14,6 +14,10 @@
 
 namespace etabulon {
 
+namespace detail {
+class PendingFilter;
+}
+
 /// The script of edits that were made and not yet saved. It is kept in normal form as it grows:
 /// each append removes what the new change supersedes.
 ///
@@ -105,7 +109,8 @@ public:
     [[nodiscard]] std::uint32_t Size() const;
 
 private:
-    friend class ETabulonSavePending;  // finds the changes of its snapshot by the same index
+    friend class ETabulonSavePending;    // finds the changes of its snapshot by the same index
+    friend class ETabulonCursorPending;  // keeps a copy of the filter
     class Index;
     using Arrivals = std::vector<std::uint64_t>;  // numbers of changes
 
@@ -120,6 +125,9 @@ private:
     [[nodiscard]] Arrivals FindEqual(ChangeType type, const ETabulonTag& selection) const;
     void RemoveAll(Arrivals& arrivals);
     void PublishCounts() noexcept;
+    void AddToFilter(const Change& change);
+    /// Makes `copy` the present filter unless `version` says that it is.
+    void CopyFilter(detail::PendingFilter& copy, std::uint64_t& version) const;
     [[nodiscard]] const Change* FindUpdate(const ETabulonTag& tag,
                                            const ETabulonVariableID& id) const;
     [[nodiscard]] bool AppliesAny(ChangeType type, const ETabulonTag& tag) const;
@@ -129,6 +137,8 @@ private:
     std::unique_ptr<Index> index_;  // guarded by lock_; it adds to script_ and removes from it
     // Of each type, so that a walk over a script without such changes doesn't take the lock.
     std::atomic<std::uint32_t> counts_[3] = {};
+    std::unique_ptr<detail::PendingFilter> filter_;  // guarded by lock_
+    std::atomic<std::uint64_t> filterVersion_{1};    // rises with each change of it
 };
 
 }  // namespace etabulon
