@@ -42,8 +42,10 @@ public:
     }
 
     const bool refresh;
-    const ETabulonTag tag;       // the worker's, once it has started
-    ERef<ThreadParams> earlier;  // the worker's: the run that this one takes the cursor from
+    const ETabulonTag tag;  // the worker's, once it has started
+    // The worker's, once it has started: the run that this one takes the cursor from.
+    ERef<ThreadParams> earlier;
+    std::thread earlierWorker;
     std::atomic<bool> cancelled{false};
     std::atomic<bool> ended{false};  // nothing follows but the unlock
 
@@ -100,17 +102,15 @@ void EDataTreeThread::Start(bool refresh, const ETabulonTag& tag) {
     const auto params = MakeRef<ThreadParams>(refresh, tag, run_);
     busy_.store(1);
     OnThreadStart(tag);
+    params->earlierWorker = std::move(worker_);
     std::thread worker = StartWorker([this, run = params.Get()] { Run(*run); });
     if (!worker.joinable()) {
         // Deliberate: busy, though nothing runs, until a later run ends: who was told of the start
         // was told of no end. StartWithoutAThreadStaysBusy holds it.
+        worker_ = std::move(params->earlierWorker);
         return;
     }
     params->WaitStarted();
-    // The worker holds the cursor, so an earlier one has let go of it and is as good as gone.
-    if (worker_.joinable()) {
-        worker_.join();
-    }
     worker_ = std::move(worker);
     run_ = params;
 }
@@ -131,7 +131,7 @@ void EDataTreeThread::Stop() {
     run_ = nullptr;
 }
 
-std::thread EDataTreeThread::StartWorker(std::function<void()> entry) {
+std::thread EDataTreeThread::StartWorker(std::function<void()> entry) noexcept {
     try {
         return std::thread(std::move(entry));
     } catch (const std::exception&) {
@@ -154,13 +154,25 @@ void EDataTreeThread::Run(ThreadParams& params) noexcept {
         status = StatusOfException();
     }
     params.SignalStarted();
+    OldNodes oldNodes;
     if (exclusive) {
         try {
-            status = Walk(params);
+            status = Walk(params, oldNodes);
         } catch (...) {
             status = StatusOfException();
         }
     }
+    Conclude(params, status);
+    exclusive.reset();
+    // With many nodes it takes a while, which nobody should wait for.
+    oldNodes.clear();
+    if (params.earlierWorker.joinable()) {
+        params.earlierWorker.join();
+    }
+}
+
+/// The report, and the flags around it.
+void EDataTreeThread::Conclude(ThreadParams& params, CursorStatus status) noexcept {
     // Deliberate: a flag and not a count. When a run is asked for while another one works, the one
     // that ends first clears it, and the other works on as idle. Screens show the end of the first
     // by it. OverlappingRunsLookIdleAfterTheFirst holds it.
@@ -170,22 +182,33 @@ void EDataTreeThread::Run(ThreadParams& params) noexcept {
     } catch (...) {
         // It was made: there is no second one.
     }
-    // Again: a start asked for since is already behind the cursor's lock.
+    // Again: who asked for a run since then waits for the cursor's lock.
     busy_.store(0);
     params.ended.store(true);
 }
 
-CursorStatus EDataTreeThread::Walk(const ThreadParams& params) {
+CursorStatus EDataTreeThread::Walk(const ThreadParams& params, OldNodes& oldNodes) {
     CancelledBefore listener(params.cancelled);
     const ECursorListening listening(*tree_->Cursor(), listener);
     if (!params.refresh) {
-        // As the fill would. With many nodes it takes a while, in which a cancel may come.
-        tree_->Root()->Reset();
+        EmptyTree(oldNodes);
     }
     if (params.cancelled.load()) {
         return StatusCancelled;
     }
     return params.refresh ? tree_->Refresh(params.tag) : tree_->Fill();
+}
+
+/// As the fill would by itself, but that the branches live on until the cursor is free again.
+void EDataTreeThread::EmptyTree(OldNodes& oldNodes) {
+    EDataTreeNode& root = *tree_->Root();
+    for (unsigned index = 0; index < root.Size(); ++index) {
+        EDataTreeNode* const child = root.Get(index);
+        if (child->Size() != 0) {
+            oldNodes.push_back(ERef<EDataTreeNode>::Retain(child));
+        }
+    }
+    root.Reset();
 }
 
 void EDataTreeThread::Report(const ThreadParams& params, CursorStatus status) {

@@ -90,7 +90,7 @@ public:
     using EDataTreeThread::Stop;
 
 protected:
-    std::thread StartWorker(std::function<void()> entry) override {
+    std::thread StartWorker(std::function<void()> entry) noexcept override {
         return hasNoThreads ? std::thread() : EDataTreeThread::StartWorker(std::move(entry));
     }
 

@@ -8,10 +8,12 @@
 #include <cstdint>
 #include <functional>
 #include <thread>
+#include <vector>
 
 namespace etabulon {
 
 class EDataTree;
+class EDataTreeNode;
 class ETabulonTag;
 
 /// Fills or refreshes a tree on a thread of its own, and reports to a derived class. One object
@@ -55,17 +57,20 @@ public:
     void Cancel();
 
 protected:
-    /// Cancels the run that is out and waits for its end: for one step of its walk. Nothing is
-    /// reported afterwards.
+    /// Cancels the run that is out and waits for its end: for one step of its walk, and for the old
+    /// nodes of a fill to go. Nothing is reported afterwards.
     void Stop();
     /// Starts a thread that calls `entry`; one that isn't joinable if it can't.
-    [[nodiscard]] virtual std::thread StartWorker(std::function<void()> entry);
+    [[nodiscard]] virtual std::thread StartWorker(std::function<void()> entry) noexcept;
 
 private:
     class ThreadParams;
+    using OldNodes = std::vector<ERef<EDataTreeNode>>;
 
     void Run(ThreadParams& params) noexcept;
-    CursorStatus Walk(const ThreadParams& params);
+    CursorStatus Walk(const ThreadParams& params, OldNodes& oldNodes);
+    void EmptyTree(OldNodes& oldNodes);
+    void Conclude(ThreadParams& params, CursorStatus status) noexcept;
     void Report(const ThreadParams& params, CursorStatus status);
 
     EDataTree* tree_;  // not owned
