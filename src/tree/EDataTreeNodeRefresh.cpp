@@ -53,7 +53,7 @@ CursorStatus EDataTreeNode::RefreshHere(ETabulonCursor* cursor, bool& oneFound) 
     };
     const std::uint64_t ownNumber = ++refreshesBegun;
     const std::size_t dirty = SetDirtyChilds(true);
-    Dirtied dirtied{this};
+    Dirtied dirtied{dirty != 0 ? this : nullptr};  // what a walk adds is clean
     CursorStatus status = StatusOk;
     bool allMet = false;
     {
