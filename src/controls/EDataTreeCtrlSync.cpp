@@ -41,20 +41,27 @@ void EDataTreeCtrl::ReSync(const ETabulonTag& tag) {
 
 bool EDataTreeCtrl::ReSync(const ETabulonTag& tag, bool redrawOff) {
     Redraw redraw(View(), redrawOff);
-    EDataTreeNode& node = *NodeToSync(tag);
-    if (node.IsRoot()) {
-        SyncRootItem(redraw);
-        if (!items_.Has(ETabulonTag::Null)) {
-            return redraw.IsOff();
-        }
+    EDataTreeNode* node = NodeToSync(tag);
+    _TREEITEM* item = ItemOf(*node);
+    while (item == nullptr && !node->IsRoot()) {
+        node = node->Parent();  // what has no item yet shows where it hangs
+        item = ItemOf(*node);
     }
-    ETabulonTag found;
-    node.ExtractTag(found);
-    if (_TREEITEM* item = Get(found)) {
-        DeleteStrangers(node, item, redraw);
-        SyncChildren(node, item, redraw);
+    if (node->IsRoot()) {
+        SyncRootItem(redraw);
+        item = items_.Has(ETabulonTag::Null) ? View().FirstItem() : nullptr;
+    }
+    if (item != nullptr) {
+        DeleteStrangers(*node, item, redraw);
+        SyncChildren(*node, item, redraw);
     }
     return redraw.IsOff();
+}
+
+_TREEITEM* EDataTreeCtrl::ItemOf(const EDataTreeNode& node) const {
+    ETabulonTag tag;
+    node.ExtractTag(tag);
+    return Get(tag);
 }
 
 /// The node of the tag, or where what has happened to it can be shown.

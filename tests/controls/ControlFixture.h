@@ -18,10 +18,11 @@
 
 namespace etabulon::test {
 
-/// A tree control that writes down what it is told: "consult [FR]" in the view's log.
+/// A tree control that writes down what it is told: "[][FR]".
 class TracedTreeCtrl : public EDataTreeCtrl {
 public:
     using EDataTreeCtrl::EDataTreeCtrl;
+    using EDataTreeCtrl::Tree;
     std::function<void(const ETabulonTag&)> onConsult;
     std::string consulted;
 
@@ -96,12 +97,13 @@ protected:
     }
     /// Until each run that was started has ended and been heard.
     void Settle() {
-        screen.PumpUntil([this] {
-            return view.Notified(NotifyBrowseStart) - startsOnly ==
-                   view.Notified(NotifyBrowseDone) + view.Notified(NotifyBrowseCancel) +
-                       view.Notified(NotifyBrowseError);
-        });
-        screen.PumpWaiting();
+        do {
+            screen.PumpUntil([this] {
+                return view.Notified(NotifyBrowseStart) - startsOnly ==
+                       view.Notified(NotifyBrowseDone) + view.Notified(NotifyBrowseCancel) +
+                           view.Notified(NotifyBrowseError);
+            });
+        } while (screen.PumpWaiting() > 0);
         const ECursorExclusive exclusive(sales.cursor);  // the worker has let go of it
     }
     void Fill() {
@@ -120,7 +122,6 @@ protected:
     std::unique_ptr<TracedTreeCtrl> ctrl = std::make_unique<TracedTreeCtrl>(screen);
 };
 
-inline constexpr const char* kAllItems =
-    "*-all{-DE{+Berlin +Bonn} -FR{+Lyon -Paris{2021 2022}}}";
+inline constexpr const char* kAllItems = "*-all{-DE{+Berlin +Bonn} -FR{+Lyon -Paris{2021 2022}}}";
 
 }  // namespace etabulon::test

@@ -257,9 +257,7 @@ TEST(TreeCtrlWithoutAWindow, TakesEverythingAndShowsNothing) {
     EXPECT_FALSE(ctrl.InitDone());
     ctrl.Init(&sales.cursor, "all", nullptr);
     ctrl.Fill();
-    {
-        const ECursorExclusive exclusive(sales.cursor);
-    }
+    { const ECursorExclusive exclusive(sales.cursor); }
     EXPECT_TRUE(ctrl.Port()->Dispatch());
     EXPECT_TRUE(ctrl.Selected().IsRoot());
     ctrl.Select(Place("FR"));

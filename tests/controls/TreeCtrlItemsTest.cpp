@@ -122,10 +122,16 @@ TEST_F(TreeCtrlItems, DeletedOneGoesAtOnceWithTheBranchThatItLeavesEmpty) {
         const char* asked;  // the refresh
     };
     const Row rows[] = {
-        {"all/FR/Paris/2022", Place("FR", "Paris", 2022), {2},
-         "-all{-DE{+Berlin +Bonn} -FR{+Lyon -Paris{*2021}}}", "[FR, Paris]"},
-        {"all/FR/Lyon", Place("FR", "Lyon", 2021), {3},
-         "-all{-DE{+Berlin +Bonn} -FR{*-Paris{2021 2022}}}", "[FR, Lyon]"},
+        {"all/FR/Paris/2022",
+         Place("FR", "Paris", 2022),
+         {2},
+         "-all{-DE{+Berlin +Bonn} -FR{+Lyon -Paris{*2021}}}",
+         "[FR, Paris]"},
+        {"all/FR/Lyon",
+         Place("FR", "Lyon", 2021),
+         {3},
+         "-all{-DE{+Berlin +Bonn} -FR{*-Paris{2021 2022}}}",
+         "[FR, Lyon]"},
         {"all", Place("FR", "Paris"), {1, 2}, "*-all{-DE{+Berlin +Bonn} -FR{+Lyon}}", "[FR]"},
     };
     for (const Row& row : rows) {

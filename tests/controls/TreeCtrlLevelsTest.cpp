@@ -59,8 +59,9 @@ TEST_F(TreeCtrlLevels, DropAlongOneBranch) {
     };
     static const Row kRows[] = {
         {"all/FR/Paris", "all/FR", true, "-all{+Berlin +Bonn +Lyon *-Paris{-FR{2021 2022}}}"},
-        {"all/FR/Paris/2021", "all/FR", true, "-all{*-2021{-FR{Lyon Paris}} -2022{-DE{Berlin Bonn} "
-                                              "+FR}}"},
+        {"all/FR/Paris/2021", "all/FR", true,
+         "-all{*-2021{-FR{Lyon Paris}} -2022{-DE{Berlin Bonn} "
+         "+FR}}"},
         {"all/FR", "all/FR/Paris", true, "-all{+Berlin +Bonn +Lyon -Paris{*-FR{2021 2022}}}"},
         {"all/FR/Paris", "all/DE", false, kAllItems},
         {"all/FR/Paris", "all/FR/Lyon", false, kAllItems},

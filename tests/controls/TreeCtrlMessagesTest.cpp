@@ -9,14 +9,14 @@ class TreeCtrlRuns : public TreeScreen {};
 
 TEST_F(TreeCtrlRuns, FillShowsTheTreeAndTellsTheOwner) {
     ctrl->Fill();
-    EXPECT_EQ(view.TakeLog(),
-              "images; timer 2 500; invalidate; update; owner 1569; invalidate; ");
+    EXPECT_EQ(view.TakeLog(), "images; timer 2 500; invalidate; update; owner 1569; invalidate; ");
     Settle();
     EXPECT_EQ(view.Items(), kAllItems);
     EXPECT_EQ(ctrl->consulted, "[]");
-    EXPECT_EQ(view.TakeLog("owner timer select redraw"),
-              "redraw off; redraw off; redraw off; redraw on; redraw off; redraw off; redraw on; "
-              "redraw on; redraw on; select all; timer 1 200; redraw on; owner 1570; timer 2 off; ");
+    EXPECT_EQ(
+        view.TakeLog("owner timer select redraw"),
+        "redraw off; redraw off; redraw off; redraw on; redraw off; redraw off; redraw on; "
+        "redraw on; redraw on; select all; timer 1 200; redraw on; owner 1570; timer 2 off; ");
 }
 
 TEST_F(TreeCtrlRuns, FillOfAnEmptyTableShowsNothing) {

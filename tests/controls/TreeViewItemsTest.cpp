@@ -17,8 +17,8 @@ public:
     ~Listener() override { Detach(); }
     void OnSelchanged() override { log += "sel "; }
     bool OnItemexpanding(_TREEITEM* item, ETreeExpand action) override {
-        log += (action == TreeExpand ? "open " : "close ") +
-               std::to_string(View().ItemData(item)) + " ";
+        log += (action == TreeExpand ? "open " : "close ") + std::to_string(View().ItemData(item)) +
+               " ";
         return accepts;
     }
     void OnDeleteitem(_TREEITEM* item, std::intptr_t data) override {
@@ -32,8 +32,8 @@ class TreeViewItems : public testing::Test {
 protected:
     TreeViewItems() { listener.Attach(&view); }
     _TREEITEM* Add(int number, _TREEITEM* parent, _TREEITEM* after = kTreeLast) {
-        _TREEITEM* item = view.InsertItem(Chaine(std::to_string(number).c_str()), -1, -1, parent,
-                                          after);
+        _TREEITEM* item =
+            view.InsertItem(Chaine(std::to_string(number).c_str()), -1, -1, parent, after);
         ETreeItemChange change;
         change.data = number;
         view.SetItem(item, change);

@@ -142,6 +142,8 @@ public:
     void OnSortChanged(const ETabulonSortDesc* sort, SortChange change) override;
 
 protected:
+    /// The model; null until Init. Its nodes belong to the holder of the cursor's lock.
+    [[nodiscard]] EDataTree* Tree() const noexcept { return tree_.get(); }
     void OnAttached() override;
     void OnDetaching() override;
     void OnDetached() override;
@@ -166,6 +168,7 @@ private:
     void ReSync(const ETabulonTag& tag);
     bool ReSync(const ETabulonTag& tag, bool redrawOff);
     [[nodiscard]] EDataTreeNode* NodeToSync(const ETabulonTag& tag) const;
+    [[nodiscard]] _TREEITEM* ItemOf(const EDataTreeNode& node) const;
     void SyncRootItem(Redraw& redraw);
     void DeleteStrangers(const EDataTreeNode& node, _TREEITEM* item, Redraw& redraw);
     void SyncChildren(EDataTreeNode& node, _TREEITEM* item, Redraw& redraw);

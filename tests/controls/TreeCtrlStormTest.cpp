@@ -1,0 +1,242 @@
+#include "ControlFixture.h"
+
+#include <random>
+#include <string>
+#include <unordered_set>
+
+namespace etabulon::test {
+namespace {
+
+/// Those below an item that was never opened: a refresh of it alone has brought them, and they wait
+/// for it to open.
+std::string CheckWaiting(const EDataTreeCtrl& ctrl, _TREEITEM* item, unsigned& count) {
+    std::string faults;
+    for (_TREEITEM* at = ctrl.View().FirstChild(item); at; at = ctrl.View().NextItem(at)) {
+        ++count;
+        faults += ctrl.Get(ctrl.Tag(at)) == at ? "" : "tag of one that waits; ";
+        faults += CheckWaiting(ctrl, at, count);
+    }
+    return faults;
+}
+
+/// What is wrong with the items below `item`, which shows `node`; "" if nothing is. One that was
+/// opened has an item for each child, in order.
+std::string CheckItems(const EDataTreeCtrl& ctrl, const EDataTreeNode& node, _TREEITEM* item,
+                       unsigned& count) {
+    const ITreeView& view = ctrl.View();
+    const std::string name = node.Tag().DisplayID().c_str();
+    std::string faults;
+    ++count;
+    if (!(ctrl.Tag(item) == node.Tag()) || ctrl.Get(node.Tag()) != item) {
+        faults += "tag of " + name + "; ";
+    }
+    if (!node.IsRoot() && !(view.ItemText(item) == node.DisplayValue().DisplayValue())) {
+        faults += "text of " + name + "; ";
+    }
+    if (view.ItemHasChildren(item) != !node.IsTreeLeaf()) {
+        faults += "button of " + name + "; ";
+    }
+    _TREEITEM* child = view.FirstChild(item);
+    if (view.ItemState(item, ITreeView::StateExpansionMask) == 0) {
+        return faults + CheckWaiting(ctrl, item, count);
+    }
+    for (unsigned index = 0; index < node.Size(); ++index, child = view.NextItem(child)) {
+        if (child == nullptr) {
+            return faults + "missing in " + name + "; ";
+        }
+        faults += CheckItems(ctrl, *node.Get(index), child, count);
+    }
+    return faults + (child != nullptr ? "too many in " + name + "; " : "");
+}
+
+class TreeCtrlStorm : public TreeScreen, public testing::WithParamInterface<unsigned> {
+protected:
+    unsigned Any(std::size_t count) { return static_cast<unsigned>(random_() % count); }
+
+    _TREEITEM* AnyItem() {
+        std::vector<_TREEITEM*> items;
+        for (_TREEITEM* at = view.FirstItem(); at != nullptr; at = view.NextVisibleItem(at)) {
+            items.push_back(at);
+        }
+        return items.empty() ? nullptr : items[Any(items.size())];
+    }
+    ETabulonTag AnyTag() {
+        _TREEITEM* const item = AnyItem();
+        if (item != nullptr && Any(4) != 0) {
+            return ctrl->Tag(item);
+        }
+        return Any(2) == 0 ? Place(Letter().c_str()) : Place(Letter().c_str(), Letter().c_str());
+    }
+    std::string Letter() { return std::string(1, static_cast<char>('a' + Any(5))); }
+
+    void Edit() {
+        for (unsigned count = Any(6); count > 0; --count) {
+            sales.Append(++lastId_, Letter().c_str(), Letter().c_str(),
+                         2000 + static_cast<int>(Any(4)));
+        }
+        for (unsigned count = Any(7); count > 0; --count) {
+            sales.Delete(static_cast<int>(Any(static_cast<std::size_t>(lastId_))) + 1);
+        }
+    }
+    /// What becomes of the walks of this round.
+    void PlanTrouble() {
+        const int at = static_cast<int>(Any(12)) + 1;
+        switch (Any(6)) {
+            case 0:
+                return sales.EndWalksAt(at, StatusCancelled);
+            case 1:
+                return sales.EndWalksAt(at, static_cast<CursorStatus>(77));
+            default:
+                sales.cursor.onRecord = nullptr;
+        }
+    }
+    void DoInView() {
+        switch (Any(6)) {
+            case 0:
+                view.Expand(AnyItem(), TreeToggle);
+                break;
+            case 1:
+                view.SelectItem(AnyItem());
+                break;
+            case 2:
+                ctrl->Select(AnyTag());
+                break;
+            case 3: {
+                const EDropData data{AnyItem(), AnyItem()};
+                if (ctrl->CanBeginDrag(data.dragged) && ctrl->CanDrop(&data)) {
+                    ctrl->OnDrop(&data);
+                }
+                break;
+            }
+            case 4:
+                static_cast<void>(Any(2) == 0 ? ctrl->MoveSelectedLevelUp()
+                                              : ctrl->MoveSelectedLevelDown());
+                break;
+            default:
+                screen.Advance(Any(800));
+        }
+    }
+    void DoInLevels() {
+        const unsigned level = Any(3);
+        switch (Any(5)) {
+            case 0:
+                ctrl->SetHideLevelFlags(level, Any(3) == 0 ? kInTree : 0, Any(4) != 0);
+                break;
+            case 1:
+                ctrl->SetCompareSource(static_cast<EDataTreeCtrl::SortCompareSource>(Any(2)), true);
+                break;
+            case 2:
+                ctrl->SetAttachHiddenLevelsToCurrent(Any(2) == 0, Any(2) == 0);
+                break;
+            case 3:
+                if (const unsigned count = ctrl->SortDesc()->SortLevelCount(kInTree)) {
+                    ctrl->SortDesc()->MoveSortLevel(Any(count), Any(count), kInTree);
+                }
+                break;
+            default:
+                ctrl->SetExpand(static_cast<EDataTreeCtrl::ExpandMode>(Any(3)));
+        }
+    }
+    void DoInRuns() {
+        switch (Any(6)) {
+            case 0:
+                ctrl->Fill();
+                break;
+            case 1:
+                ctrl->Refresh();
+                break;
+            case 2:
+                ctrl->RefreshCurrentNode();
+                break;
+            case 3:
+                ctrl->RefreshDeletedNode(AnyTag());
+                break;
+            default:
+                ctrl->Refresh(AnyTag());
+        }
+    }
+    void Event() {
+        const unsigned what = Any(10);
+        if (what < 5) {
+            DoInView();
+        } else if (what < 6) {
+            DoInLevels();
+        } else {
+            DoInRuns();
+        }
+    }
+    [[nodiscard]] int Troubles() const {
+        return view.Notified(NotifyBrowseCancel) + view.Notified(NotifyBrowseError);
+    }
+    void Rest() {
+        Settle();
+        screen.Advance(1000);
+        Settle();
+    }
+    /// After a run that ended badly the model is ahead of the items.
+    void CatchUp() {
+        sales.cursor.onRecord = nullptr;
+        ctrl->Refresh();
+        Rest();
+    }
+    std::string Check() {
+        unsigned count = 0;
+        const ECursorExclusive exclusive(sales.cursor);
+        const EDataTreeNode& root = *ctrl->Tree()->Root();
+        if (view.FirstItem() == nullptr) {
+            return root.Size() != 0 ? "no root item" : "";
+        }
+        const std::string faults = CheckItems(*ctrl, root, view.FirstItem(), count);
+        return faults + (count != view.ItemCount() ? "items beside the tree; " : "") +
+               (view.IsRedrawOn() && screen.waitCursors == 0 && sales.cursor.depth == 1
+                    ? ""
+                    : "redraw, pointer or lock") +
+               (view.ImageOf(view.FirstItem()) == "root" ? "" : "wait is shown; ");
+    }
+
+    std::mt19937 random_{GetParam()};
+    int lastId_ = 5;
+};
+
+TEST_P(TreeCtrlStorm, LeavesItemsLikeTheModelAfterEachEvent) {
+    Fill();
+    for (int round = 0; round < 400; ++round) {
+        const int before = Troubles();
+        Edit();
+        if (Any(3) == 0) {
+            PlanTrouble();
+        }
+        Event();
+        Rest();
+        if (Troubles() != before || sales.cursor.onRecord) {
+            CatchUp();
+        }
+        ASSERT_EQ(Check(), "") << "round " << round << " " << view.Items() << "\n"
+                               << view.TakeLog();
+        view.TakeLog();
+    }
+}
+
+TEST_P(TreeCtrlStorm, LeavesItemsLikeTheModelInTheEnd) {
+    Fill();
+    for (int round = 0; round < 150; ++round) {
+        Edit();
+        PlanTrouble();
+        for (unsigned count = 1 + Any(6); count > 0; --count) {
+            Event();
+            if (Any(4) == 0) {
+                screen.PumpWaiting();
+            }
+        }
+        Rest();
+        CatchUp();
+        ASSERT_EQ(Check(), "") << "round " << round << " " << view.Items() << "\n"
+                               << view.TakeLog();
+        view.TakeLog();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, TreeCtrlStorm, testing::Range(1U, 9U));
+
+}  // namespace
+}  // namespace etabulon::test
