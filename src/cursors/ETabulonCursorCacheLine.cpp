@@ -52,7 +52,9 @@ void CacheTexts::Clear() noexcept {
 
 // -------------------------------------------------------------------------------------- layout
 
-CacheLayout::CacheLayout(const EFieldSet& fields) : packed_(fields.Packed()) {
+CacheLayout::CacheLayout(const EFieldSet& fields)
+    : shape_(fields.ShapeNumber()), bytes_(0), packed_(fields.Packed()) {
+    bytes_ = packed_.RecordSize();
     for (std::size_t index = 0; index < packed_.Size(); ++index) {
         const auto field = static_cast<std::uint16_t>(index);
         if (const EFieldDesc& desc = packed_.At(field).Desc(); desc.IsSlot()) {
@@ -65,8 +67,7 @@ CacheLayout::CacheLayout(const EFieldSet& fields) : packed_(fields.Packed()) {
 // Fields that were added lie elsewhere, and behind all others.
 bool CacheLayout::IsRecordOf(const EFieldSet& fields) const noexcept {
     const std::size_t count = fields.Size();
-    return fields.ShapeNumber() == packed_.ShapeNumber() && fields.Buffer() != nullptr &&
-           count != 0 &&
+    return fields.ShapeNumber() == shape_ && fields.Buffer() != nullptr && count != 0 &&
            fields.OffsetOf(static_cast<std::uint16_t>(count - 1)) != EFieldSet::kNoOffset;
 }
 

@@ -33,8 +33,8 @@ private:
 class CacheLayout {
 public:
     explicit CacheLayout(const EFieldSet& fields);
-    [[nodiscard]] std::uint64_t ShapeNumber() const noexcept { return packed_.ShapeNumber(); }
-    [[nodiscard]] std::size_t Bytes() const noexcept { return packed_.RecordSize(); }
+    [[nodiscard]] std::uint64_t ShapeNumber() const noexcept { return shape_; }
+    [[nodiscard]] std::size_t Bytes() const noexcept { return bytes_; }
     void Construct(void* image) const noexcept { packed_.ConstructRecord(image); }
     void Destroy(void* image) const noexcept { packed_.DestroyRecord(image); }
     void CopyOut(void* image, EFieldSet& fields) const;
@@ -60,6 +60,8 @@ public:
     void Vacate(void* record) const noexcept { packed_.DestroyRecord(record); }
 
 private:
+    std::uint64_t shape_;
+    std::size_t bytes_;
     mutable EFieldSet packed_;  // without a buffer of its own; moved from image to image
     struct Text {
         std::uint16_t field;

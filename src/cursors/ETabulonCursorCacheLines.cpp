@@ -7,8 +7,11 @@ namespace etabulon {
 
 namespace {
 
-// How many lines ahead memory is asked for. They lie in the order of the walk, mostly.
-constexpr std::size_t kAhead = 8;
+// How many lines ahead memory is asked for: the line, then its tag, then the tag's values, each
+// when what points at it has come.
+constexpr std::size_t kAhead = 12;
+constexpr std::size_t kTagAhead = 8;
+constexpr std::size_t kValuesAhead = 4;
 constexpr std::size_t kFewHoles = 64;
 
 }  // namespace
@@ -115,7 +118,7 @@ void ETabulonCursorCache::Lines::Remove(CacheLine& line) noexcept {
 // Deliberate: where the walk stands on the line that goes, it steps back, so that the next step
 // shows the line behind; but on the first line it stays, and the line that takes its place is
 // passed over. Where a line before it goes, the walk isn't moved, and so stands one further.
-// Listeners that delete while they walk see just this. WalkInWhichLinesGoPassesSomeOver holds it.
+// Listeners that delete while they walk see just this. WalkInWhichLinesGo holds it.
 void ETabulonCursorCache::Lines::LeaveWalk(std::int64_t removed) noexcept {
     const auto isHole = [this](std::int64_t slot) {
         return slots_[static_cast<std::size_t>(slot)] == nullptr;
@@ -219,6 +222,28 @@ void ETabulonCursorCache::Lines::ExtractKey(const CacheLine& line, ETabulonPrima
 
 // -------------------------------------------------------------------------------------------- walk
 
+void ETabulonCursorCache::Lines::AskAhead(std::size_t slot) const noexcept {
+    constexpr std::size_t kPiece = 64;  // what memory is fetched in
+    const auto ask = [](const void* memory, std::size_t bytes) {
+        for (std::size_t at = 0; at < bytes; at += kPiece) {
+            __builtin_prefetch(static_cast<const std::byte*>(memory) + at);
+        }
+    };
+    if (slot + kAhead >= slots_.size()) {
+        return;
+    }
+    if (const CacheLine* const line = slots_[slot + kAhead]; line != nullptr) {
+        ask(line, sizeof *line + kPiece);
+    }
+    if (const CacheLine* const line = slots_[slot + kTagAhead]; line != nullptr) {
+        ask(line->tag_, sizeof line->tag_->tag);
+    }
+    if (const CacheLine* const line = slots_[slot + kValuesAhead];
+        line != nullptr && line->tag_->values != nullptr) {
+        ask(line->tag_->values - 1, 4 * sizeof(ETabulonValue));
+    }
+}
+
 void ETabulonCursorCache::Lines::EndLoan() noexcept {
     if (lent_ != nullptr) {
         lent_->layout_->GiveUp(lent_->Image());
@@ -227,13 +252,15 @@ void ETabulonCursorCache::Lines::EndLoan() noexcept {
 }
 
 void ETabulonCursorCache::Lines::Load(CacheLine& line, EFieldSet& fields) {
-    if (!line.canLend_ || !line.layout_->IsRecordOf(fields)) {
+    void* const record = fields.Buffer();
+    const bool isLentTo = lent_ != nullptr && lent_->layout_ == line.layout_ && lentTo_ == record &&
+                          fields.ShapeNumber() == line.layout_->ShapeNumber();
+    if (!line.canLend_ || !(isLentTo || line.layout_->IsRecordOf(fields))) {
         EndLoan();
         line.CopyTo(fields);
         return;
     }
-    void* const record = fields.Buffer();
-    if (lent_ != nullptr && lent_->layout_ == line.layout_ && lentTo_ == record) {
+    if (isLentTo) {
         line.layout_->TakeBack(lent_->Image(), record);
     } else {
         EndLoan();
@@ -250,11 +277,7 @@ ETabulonCursorCache::CacheLine* ETabulonCursorCache::Lines::Step() noexcept {
     }
     while (current_ < End()) {
         const auto slot = static_cast<std::size_t>(current_);
-        if (slot + kAhead < slots_.size()) {
-            const CacheLine* const ahead = slots_[slot + kAhead];
-            __builtin_prefetch(ahead);
-            __builtin_prefetch(ahead + 1);
-        }
+        AskAhead(slot);
         if (slots_[slot] != nullptr) {
             return slots_[slot];
         }

@@ -100,6 +100,7 @@ private:
     void Unlink(CacheLine& line) noexcept;
     void LeaveWalk(std::int64_t removed) noexcept;
     void CloseHoles() noexcept;
+    void AskAhead(std::size_t slot) const noexcept;
 
     std::deque<detail::CacheLayout> layouts_;  // one, unless the source's fields change
     detail::CacheTexts texts_;

@@ -45,6 +45,7 @@ CacheTag& CacheTags::Intern(const ETabulonTag& tag) {
     auto made = std::make_unique<CacheTag>();
     made->tag = tag;
     made->hash = hash;
+    made->values = tag.IsRoot() ? nullptr : &std::as_const(made->tag).ValueAt(0);
     made->first = first != nullptr ? first : made.get();
     CacheTag& added = *made;
     tags_.push_back(std::move(made));

@@ -18,6 +18,7 @@ struct CacheTag {
     CacheTag* next = nullptr;   // the next with an equal tag
     ETabulonCursorCache::CacheLine* indexed = nullptr;  // in `first`: the line that the tag finds
     ETabulonCursorCache::CacheLine* lines = nullptr;    // in no order
+    const ETabulonValue* values = nullptr;              // the tag's first, for whoever asks ahead
     std::uint32_t rank = 0;                             // scratch of whoever sorts
 };
 
