@@ -33,14 +33,17 @@ GridCells::GridCells(ETabulonGridCumuls& desc)
         calculations_.push_back(
             ERef<ETabulonCumulFuncOnVar>::Adopt(desc.Calculations().Calculation(place)));
     }
-    keepsTotals_.resize(index_.ColumnCount());
     totalRows_.resize(index_.ColumnCount());
     for (const unsigned int level : DetailLevels(desc)) {
-        const int column = index_.ColumnOf(level);
-        if (SendsTotals(desc) && axeColumns_.size() < 2) {
-            keepsTotals_[static_cast<std::size_t>(column)] = true;
+        const auto column = static_cast<std::size_t>(index_.ColumnOf(level));
+        axes_.push_back({column, index_.IsInRoot(column), /*keepsTotals=*/false});
+    }
+    // A further axis of the same level adds to the same totals.
+    for (Axe& axe : axes_) {
+        for (std::size_t first = 0; SendsTotals(desc) && first < 2 && first < axes_.size();
+             ++first) {
+            axe.keepsTotals = axe.keepsTotals || axe.column == axes_[first].column;
         }
-        axeColumns_.push_back(column);
     }
 }
 
@@ -62,16 +65,15 @@ void GridCells::Add(const ETabulonTag& position, std::span<const EVariant* const
     folded_.clear();
     folded_.push_back(PlaceOfCell(detail));
     folded_.push_back(grandTotal);
-    for (const int axeColumn : axeColumns_) {
-        const auto column = static_cast<std::size_t>(axeColumn);
-        const std::uint32_t number = index_.LastNumbers()[column];
+    for (const Axe& axe : axes_) {
+        const std::uint32_t number = index_.LastNumbers()[axe.column];
         // Deliberate: a record without a value at an axis's level counts once more in the grand
         // total, since the tag of its total there is the root. So it does where the root itself
         // holds the level. RecordWithoutALevelCountsTwiceInTheGrandTotal holds it.
-        if (number == TagIndex::kAbsent || index_.IsInRoot(column)) {
+        if (number == TagIndex::kAbsent || axe.isInRoot) {
             folded_.push_back(grandTotal);
-        } else if (keepsTotals_[column]) {
-            folded_.push_back(PlaceOfTotal(totalRows_[column], number));
+        } else if (axe.keepsTotals) {
+            folded_.push_back(PlaceOfTotal(totalRows_[axe.column], number));
         }
     }
     cells_.Fold(folded_, values, context);

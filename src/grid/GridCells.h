@@ -42,7 +42,7 @@ public:
     }
     /// The column of a data axis in the index; -1 for what isn't one.
     [[nodiscard]] int ColumnOfAxe(unsigned int axe) const noexcept {
-        return axe < axeColumns_.size() ? axeColumns_[axe] : -1;
+        return axe < axes_.size() ? static_cast<int>(axes_[axe].column) : -1;
     }
 
     // --- rows, for Result; kNone where no record fell ---
@@ -66,6 +66,11 @@ public:
     [[nodiscard]] ETabulonValue Result(std::uint32_t row, unsigned int calculation) const;
 
 private:
+    struct Axe {
+        std::size_t column;
+        bool isInRoot;
+        bool keepsTotals;
+    };
     // Added to the number of a row of totals_, where cells and totals are spoken of alike.
     static constexpr std::uint32_t kTotals = 0x80000000;
 
@@ -77,8 +82,7 @@ private:
     CumulCells cells_;  // by detail
     CumulCells totals_;
     std::vector<ERef<ETabulonCumulFuncOnVar>> calculations_;
-    std::vector<int> axeColumns_;
-    std::vector<bool> keepsTotals_;                      // by column
+    std::vector<Axe> axes_;
     std::vector<std::vector<std::uint32_t>> totalRows_;  // in totals_, by column and number
     std::vector<std::byte*> folded_;                     // the places of one record
     std::vector<const EVariant*> values_;

@@ -44,7 +44,9 @@ std::uint32_t TagIndex::FindOrAdd(const ETabulonTag& tag) {
         return lastDetail_;
     }
     lastDetail_ = kNone;  // should anything fail below
-    const std::uint32_t detail = Chain();
+    // Of two columns, the most frequent case, without a call.
+    const std::uint32_t detail =
+        columns_.size() == 2 ? chain_[0].FindOrAdd(last_[0], last_[1]) : Chain();
     if (detail == size_) {
         KeepSpellings(tag, detail);
         ++size_;
