@@ -12,6 +12,7 @@ namespace {
 constexpr std::size_t kAhead = 12;
 constexpr std::size_t kTagAhead = 8;
 constexpr std::size_t kValuesAhead = 4;
+constexpr std::size_t kManyTags = 4096;
 constexpr std::size_t kFewHoles = 64;
 
 }  // namespace
@@ -234,6 +235,9 @@ void ETabulonCursorCache::Lines::AskAhead(std::size_t slot) const noexcept {
     }
     if (const CacheLine* const line = slots_[slot + kAhead]; line != nullptr) {
         ask(line, sizeof *line + kPiece);
+    }
+    if (tags_.Size() < kManyTags) {
+        return;  // they are all near, and looking at the lines ahead would only wait for them
     }
     if (const CacheLine* const line = slots_[slot + kTagAhead]; line != nullptr) {
         ask(line->tag_, sizeof line->tag_->tag);

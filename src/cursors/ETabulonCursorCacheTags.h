@@ -32,6 +32,7 @@ public:
     [[nodiscard]] CacheTag* Find(const ETabulonTag& tag) const;
     /// The one that is `tag` to the letter, made if it is new.
     [[nodiscard]] CacheTag& Intern(const ETabulonTag& tag);
+    [[nodiscard]] std::size_t Size() const noexcept { return tags_.size(); }
     /// Those that equal `tag` or are children of it.
     [[nodiscard]] std::vector<CacheTag*> Branch(const ETabulonTag& tag) const;
     /// Forgets all but `kept`, which may be null and stays until the next time.
