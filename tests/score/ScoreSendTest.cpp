@@ -34,6 +34,8 @@ struct Ranking {
     Calculations calculations;
     bool rising;
     const char* lines;
+
+    friend void PrintTo(const Ranking& ranking, std::ostream* out) { *out << ranking.name; }
 };
 
 class ScoreRanking : public ::testing::TestWithParam<Ranking> {};
