@@ -3,11 +3,11 @@
 #include "etabulon/foundation/ENeverDestroyed.h"
 #include "etabulon/foundation/ERef.h"
 #include "tree/NodeExtra.h"
-#include "tree/TreeChildren.h"
 #include "tree/TreeFillPath.h"
 #include "tree/TreeKey.h"
 
 #include <new>
+#include <utility>
 
 namespace etabulon {
 
@@ -23,23 +23,53 @@ constexpr auto kInTree = ETabulonSortDesc::SortKey::HideInTree;
 EDataTreeNode::EDataTreeNode(EDataTreeNode* parent, const ETabulonTag& tag,
                              const ETabulonSortDesc* sortDesc)
     : parent_(parent), depth_(parent != nullptr ? parent->depth_ + 1 : 0) {
+    if (parent_ != nullptr) {
+        if (!TakeOwnValue(tag)) {
+            FindOwnValue(tag, *sortDesc);
+        }
+        return;
+    }
+    MakeExtra().sortDesc = sortDesc;
+    byValue_ = tag.IsRoot();
+    if (!byValue_) {
+        KeepTag(tag);
+    }
+}
+
+/// The walk that files the record may have found all out on its way down.
+bool EDataTreeNode::TakeOwnValue(const ETabulonTag& tag) {
+    const EDataTreeNode* above = parent_;
+    while (above->extra_ == nullptr || above->extra_->path == nullptr) {
+        above = above->parent_;
+        if (above == nullptr) {
+            return false;
+        }
+    }
+    const detail::TreeFillPath::Newcomer* newcomer = above->extra_->path->Coming();
+    if (newcomer == nullptr || newcomer->parent != parent_ || newcomer->tag != &tag) {
+        return false;
+    }
+    value_ = *newcomer->value;
+    level_ = newcomer->level;
+    byValue_ = true;
+    isLeaf_ = newcomer->isLeaf ? 1 : 0;
+    return true;
+}
+
+void EDataTreeNode::FindOwnValue(const ETabulonTag& tag, const ETabulonSortDesc& sort) {
+    const bool samePath = parent_->SamePathAs(tag);
     const ETabulonValue* own = nullptr;
-    const bool samePath = parent_ == nullptr || parent_->SamePathAs(tag);
-    if (parent_ == nullptr) {
-        MakeExtra().sortDesc = sortDesc;
-        byValue_ = tag.IsRoot();
-    } else if (parent_->byValue_ && tag.KnownLevelsCount() == depth_ &&
-               depth_ <= sortDesc->SortLevelCount(kInTree)) {
-        level_ = sortDesc->SortLevel(depth_ - 1, kInTree).Level();
+    if (parent_->byValue_ && tag.KnownLevelsCount() == depth_ &&
+        depth_ <= sort.SortLevelCount(kInTree)) {
+        level_ = sort.SortLevel(depth_ - 1, kInTree).Level();
         own = tag.Find(level_);
         byValue_ = own != nullptr && !parent_->IsLevelAbove(level_) &&
                    (samePath || parent_->IsOnPathOf(tag));
     }
-    if (byValue_ && own != nullptr) {
+    if (byValue_) {
         value_ = *own;
     }
-    ownsTag_ = !byValue_ || !samePath;
-    if (ownsTag_) {
+    if (!byValue_ || !samePath) {
         KeepTag(tag);
     }
 }
@@ -53,13 +83,15 @@ void EDataTreeNode::KeepTag(const ETabulonTag& tag) {
 
 EDataTreeNode::~EDataTreeNode() { Reset(); }
 
-const ETabulonSortDesc& EDataTreeNode::SortDesc() const noexcept {
+const EDataTreeNode& EDataTreeNode::Top() const noexcept {
     const EDataTreeNode* node = this;
     while (node->parent_ != nullptr) {
         node = node->parent_;
     }
-    return *node->extra_->sortDesc;
+    return *node;
 }
+
+const ETabulonSortDesc& EDataTreeNode::SortDesc() const noexcept { return *Top().extra_->sortDesc; }
 
 EDataTreeNode::Extra& EDataTreeNode::MakeExtra() const {
     if (extra_ == nullptr) {
@@ -201,6 +233,7 @@ void EDataTreeNode::SetPrimaryKey(const ETabulonPrimaryKey& key) {
         std::unique_ptr<ETabulonPrimaryKey>& whole = MakeExtra().key;
         if (whole == nullptr) {
             whole = std::make_unique<ETabulonPrimaryKey>(key);
+            Top().extra_->keepsKeys = true;
         } else {
             *whole = key;  // references to it stay true
         }
@@ -218,6 +251,7 @@ const ETabulonPrimaryKey& EDataTreeNode::PrimaryKey() const {
         auto whole = std::make_unique<ETabulonPrimaryKey>();
         detail::UnpackKey(keyForm_, keyWord_, *whole);
         MakeExtra().key = std::move(whole);
+        Top().extra_->keepsKeys = true;
     }
     return *extra_->key;
 }
@@ -232,16 +266,14 @@ void EDataTreeNode::ExtractPrimaryKey(ETabulonPrimaryKey& key) const {
 
 // ---------------------------------------------------------------------------------------- children
 
-unsigned EDataTreeNode::Size() const noexcept {
-    return children_ != nullptr ? static_cast<unsigned>(children_->Size()) : 0;
-}
+unsigned EDataTreeNode::Size() const noexcept { return static_cast<unsigned>(children_.Size()); }
 
 const EDataTreeNode* EDataTreeNode::Get(unsigned index) const {
     if (index >= Size()) {
         return nullptr;
     }
-    children_->Place();
-    return children_->At(index);
+    children_.Place();
+    return children_.At(index);
 }
 
 EDataTreeNode* EDataTreeNode::Get(unsigned index) {
@@ -249,18 +281,15 @@ EDataTreeNode* EDataTreeNode::Get(unsigned index) {
 }
 
 EDataTreeNode* EDataTreeNode::GetDirect(const ETabulonTag& tag) const {
-    if (children_ == nullptr) {
-        return nullptr;
-    }
-    if (byValue_ && tag.KnownLevelsCount() == depth_ + 1 && children_->HasByValue() &&
+    if (byValue_ && tag.KnownLevelsCount() == depth_ + 1 && children_.HasByValue() &&
         IsOnPathOf(tag)) {
-        const ETabulonValue* value = tag.Find(children_->Level());
-        EDataTreeNode* child = value != nullptr ? children_->FindByValue(*value) : nullptr;
+        const ETabulonValue* value = tag.Find(children_.Level());
+        EDataTreeNode* child = value != nullptr ? children_.FindByValue(*value) : nullptr;
         if (child != nullptr) {
             return child;
         }
     }
-    return children_->FindIrregular(tag);
+    return children_.FindIrregular(tag);
 }
 
 EDataTreeNode* EDataTreeNode::Get(const ETabulonTag& tag) {
@@ -319,21 +348,19 @@ EDataTreeNode* EDataTreeNode::AddVChild(const ETabulonTag& tag, detail::TreeFill
 }
 
 EDataTreeNode* EDataTreeNode::NewChild(const ETabulonTag& tag, detail::TreeFillPath* path) {
-    auto child = ERef<EDataTreeNode>::Adopt(AllocChild(tag, &SortDesc()));
-    if (children_ == nullptr) {
-        children_ = std::make_unique<detail::TreeChildren>(*this);
-    }
-    if (child->byValue_ && children_->HasByValue() && children_->Level() != child->level_) {
+    const ETabulonSortDesc& sort = path != nullptr ? path->Sort() : SortDesc();
+    auto child = ERef<EDataTreeNode>::Adopt(AllocChild(tag, &sort));
+    if (child->byValue_ && children_.HasByValue() && children_.Level() != child->level_) {
         // Levels changed under a tree that wasn't emptied, and siblings are told apart by one level
         // only.
         child->KeepTag(tag);
         child->byValue_ = false;
     }
-    if (path != nullptr && !children_->HasWaiting()) {
+    const bool isLeaf = child->IsTreeLeaf();
+    if (path != nullptr && !children_.IsEmpty() && !children_.HasWaiting()) {
         path->Touch(*this);
     }
-    const bool isLeaf = child->IsTreeLeaf();
-    children_->Add(child.Get());
+    children_.Add(*this, child.Get());
     if (isLeaf) {
         IncLeafCount(1);
     }
@@ -347,14 +374,13 @@ void EDataTreeNode::IncLeafCount(std::int32_t delta) noexcept {
 }
 
 void EDataTreeNode::Reset() {
-    if (children_ == nullptr) {
+    if (children_.IsEmpty()) {
         return;
     }
     ForgetPaths();
-    const std::vector<EDataTreeNode*> children = children_->TakeAll();
-    children_.reset();
-    for (EDataTreeNode* child : children) {
-        Drop(child);
+    const detail::TreeChildren children(std::move(children_));
+    for (std::size_t index = 0; index < children.Size(); ++index) {
+        Drop(children.At(index));
     }
 }
 
@@ -376,6 +402,7 @@ void EDataTreeNode::Orphan() noexcept {
         static_cast<void>(Tag());
         Extra& extra = MakeExtra();
         extra.sortDesc = &SortDesc();
+        extra.keepsKeys = Top().extra_->keepsKeys;
         ownsTag_ = true;
         byValue_ = false;
         if (extra.path != nullptr) {

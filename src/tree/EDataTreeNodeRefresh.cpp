@@ -1,7 +1,6 @@
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/tree/EDataTreeNode.h"
 #include "tree/NodeExtra.h"
-#include "tree/TreeChildren.h"
 #include "tree/TreeFillPath.h"
 
 #include <atomic>
@@ -77,7 +76,7 @@ CursorStatus EDataTreeNode::RefreshHere(ETabulonCursor* cursor, bool& oneFound) 
 std::size_t EDataTreeNode::SetDirtyChilds(bool dirty) noexcept {
     std::size_t count = Size();
     for (unsigned index = 0; index < Size(); ++index) {
-        EDataTreeNode* child = children_->At(index);
+        EDataTreeNode* child = children_.At(index);
         count += child->SetDirtyChilds(dirty);
         child->dirty_ = dirty;
     }
@@ -87,7 +86,7 @@ std::size_t EDataTreeNode::SetDirtyChilds(bool dirty) noexcept {
 void EDataTreeNode::ReleaseDirtyChilds() {
     bool anyDirty = false;
     for (std::size_t index = Size(); index-- > 0;) {
-        EDataTreeNode* child = children_->At(index);
+        EDataTreeNode* child = children_.At(index);
         if (child->dirty_) {
             anyDirty = true;
         } else {
@@ -98,10 +97,7 @@ void EDataTreeNode::ReleaseDirtyChilds() {
         return;
     }
     ForgetPaths();
-    const std::vector<EDataTreeNode*> dropped = children_->TakeDirty();
-    if (children_->Size() == 0) {
-        children_.reset();
-    }
+    const std::vector<EDataTreeNode*> dropped = children_.TakeDirty();
     for (auto child = dropped.rbegin(); child != dropped.rend(); ++child) {
         Drop(*child);
     }
@@ -134,9 +130,12 @@ CursorStatus EDataTreeFiller::OnReset(const ETabulonTag& /*tag*/,
 CursorStatus EDataTreeFiller::OnMove(const ETabulonCursor& cursor) {
     oneFound_ = true;
     const ETabulonTag& tag = cursor.CurrentTag();
-    EDataTreeNode* node = path_ != nullptr ? path_->Add(tag) : node_->AddChild(ETabulonTag(tag));
-    if (node != nullptr) {
-        node->SetPrimaryKey(cursor.PrimaryKey());
+    if (path_ == nullptr) {
+        if (EDataTreeNode* node = node_->AddChild(ETabulonTag(tag)); node != nullptr) {
+            node->SetPrimaryKey(cursor.PrimaryKey());
+        }
+    } else if (EDataTreeNode* node = path_->Add(tag); node != nullptr) {
+        path_->SetKey(*node, cursor.PrimaryKey());
     }
     return StatusOk;
 }

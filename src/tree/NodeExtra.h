@@ -14,6 +14,7 @@ struct EDataTreeNode::Extra {
     const ETabulonSortDesc* sortDesc = nullptr;  // of the tree; in the root, and in an orphan
     detail::TreeFillPath* path = nullptr;        // of the innermost refresh that started here
     bool hasTag = false;
+    bool keepsKeys = false;  // in the topmost node: some node of the tree has a whole key
 };
 
 }  // namespace etabulon

@@ -1,7 +1,7 @@
 #include "tree/TreeFillPath.h"
 
 #include "tree/NodeExtra.h"
-#include "tree/TreeChildren.h"
+#include "tree/TreeKey.h"
 
 #include <algorithm>
 #include <new>
@@ -13,8 +13,7 @@ namespace {
 
 constexpr auto kInTree = ETabulonSortDesc::SortKey::HideInTree;
 
-constexpr std::size_t kLongWalk = 4096;     // records, after which nodes are remembered
-constexpr std::size_t kRecalled = 1 << 17;  // 1 MB, about what a near cache holds
+constexpr std::uint32_t kTrial = 65536;  // records after which a level is judged
 
 }  // namespace
 
@@ -29,17 +28,21 @@ TreeFillPath::~TreeFillPath() {
     start_.extra_->path = outer_;
 }
 
+void TreeFillPath::ForgetRecord() noexcept {
+    for (Rung& rung : rungs_) {
+        rung.node = nullptr;
+    }
+}
+
 void TreeFillPath::Forget() noexcept {
-    std::fill(nodes_.begin(), nodes_.end(), nullptr);
-    std::fill(recalled_.begin(), recalled_.end(), nullptr);
+    ForgetRecord();
+    memo_.Clear();
     orderStamp_ = 0;
     std::vector<ERef<EDataTreeNode>> touched;
     touched.swap(touched_);
     for (const ERef<EDataTreeNode>& node : touched) {
         try {
-            if (node->children_ != nullptr) {
-                node->children_->Place();
-            }
+            node->children_.Place();
         } catch (const std::bad_alloc&) {
             // Newcomers that didn't get their place go on waiting, and get it at the next look.
         }
@@ -52,33 +55,33 @@ void TreeFillPath::Forget() noexcept {
 /// Each level is shown once, and the start node and its ancestors stand for the first of them.
 /// Neither holds after all changes of levels that didn't empty the tree.
 bool TreeFillPath::IsStraight() const {
-    std::vector<unsigned> sorted(levels_);
+    std::vector<unsigned> sorted;
+    for (const Rung& rung : rungs_) {
+        sorted.push_back(rung.level);
+    }
     std::sort(sorted.begin(), sorted.end());
     if (std::adjacent_find(sorted.begin(), sorted.end()) != sorted.end() ||
-        std::any_of(levels_.begin(), levels_.end(), [this](unsigned level) {
+        std::any_of(sorted.begin(), sorted.end(), [this](unsigned level) {
             return sort_.IsHiddenSortLevel(level, kInTree);  // by another key of the level
         })) {
         return false;
     }
-    if (!start_.byValue_ || start_.depth_ > levels_.size()) {
+    if (!start_.byValue_ || start_.depth_ > rungs_.size()) {
         return false;
     }
     const EDataTreeNode* node = &start_;
-    while (node->parent_ != nullptr && node->level_ == levels_[node->depth_ - 1]) {
+    while (node->parent_ != nullptr && node->level_ == rungs_[node->depth_ - 1].level) {
         node = node->parent_;
     }
     return node->parent_ == nullptr;
 }
 
 void TreeFillPath::ReadLevels() {
-    const auto& visible = sort_.VisibleLevels(kInTree);
-    levels_.assign(visible.begin(), visible.end());
-    places_.assign(levels_.size(), 0);
-    values_.assign(levels_.size(), nullptr);
-    nodes_.assign(levels_.size(), nullptr);
-    hashes_.assign(levels_.size(), 0);
-    std::fill(recalled_.begin(), recalled_.end(), nullptr);
-    part_.RemoveAll();
+    rungs_.clear();
+    for (const unsigned level : sort_.VisibleLevels(kInTree)) {
+        rungs_.emplace_back(level);
+    }
+    memo_.Clear();
     straight_ = IsStraight();
     orderStamp_ = sort_.OrderStamp();
 }
@@ -92,134 +95,155 @@ bool TreeFillPath::ReadValues(const ETabulonTag& tag) {
         return false;
     }
     const unsigned count = tag.KnownLevelsCount();
-    for (std::size_t depth = 0; depth < levels_.size(); ++depth) {
-        const unsigned level = levels_[depth];
-        unsigned place = places_[depth];
-        if (place >= count || tag.LevelAt(place) != level) {
-            place = 0;
-            while (place < count && tag.LevelAt(place) != level) {
+    for (Rung& rung : rungs_) {
+        if (rung.place >= count || tag.LevelAt(rung.place) != rung.level) {
+            unsigned place = 0;
+            while (place < count && tag.LevelAt(place) != rung.level) {
                 ++place;
             }
             if (place == count) {
                 return false;
             }
-            places_[depth] = place;
+            rung.place = place;
         }
-        values_[depth] = &tag.ValueAt(place);
+        rung.value = &tag.ValueAt(rung.place);
     }
     return true;
 }
 
 /// The record's tag as far as `depth` levels down.
 const ETabulonTag& TreeFillPath::PartOf(const ETabulonTag& tag, std::size_t depth) {
-    if (depth == levels_.size() && tag.KnownLevelsCount() == depth) {
+    if (depth == rungs_.size() && tag.KnownLevelsCount() == depth) {
         return tag;
     }
-    if (part_.KnownLevelsCount() != depth) {
-        part_.RemoveAll();
-    }
+    ETabulonTag& part = rungs_[depth - 1].part;
     for (std::size_t place = 0; place < depth; ++place) {
-        part_.Slot(levels_[place]) = *values_[place];
+        part.Slot(rungs_[place].level) = *rungs_[place].value;
     }
-    return part_;
-}
-
-/// The node's child for the record, made if it isn't there. Null where it can't be found by value.
-EDataTreeNode* TreeFillPath::ChildFor(EDataTreeNode& node, const ETabulonTag& tag,
-                                      std::size_t depth) {
-    EDataTreeNode* child = nullptr;
-    if (node.children_ != nullptr) {
-        if (!node.children_->IsOnlyOf(levels_[depth])) {
-            return nullptr;
-        }
-        child = node.children_->FindByValue(*values_[depth]);
-    }
-    if (child == nullptr) {
-        child = node.NewChild(PartOf(tag, depth + 1), this);
-    }
-    return child->byValue_ ? child : nullptr;
+    return part;
 }
 
 EDataTreeNode* TreeFillPath::Add(const ETabulonTag& tag) {
-    if (!ReadValues(tag) || levels_.empty() || !start_.IsOnPathOf(tag)) {
+    if (!ReadValues(tag) || rungs_.empty() || !start_.IsOnPathOf(tag)) {
         return AddIrregular(tag);
     }
-    EDataTreeNode* node = Recall();
-    bool sameAsLast = node == &start_;
-    for (std::size_t depth = node->depth_; depth < levels_.size(); ++depth) {
-        EDataTreeNode* child = nodes_[depth];
-        if (!sameAsLast || child == nullptr || !(child->value_ == *values_[depth])) {
+    EDataTreeNode* node = &start_;
+    bool sameAsLast = true;
+    for (std::size_t depth = start_.depth_; depth < rungs_.size(); ++depth) {
+        EDataTreeNode* child = rungs_[depth].node;
+        if (sameAsLast && !(child != nullptr && StandsStill(child, depth))) {
             sameAsLast = false;
-            const unsigned siblings = node->Size();
-            child = ChildFor(*node, tag, depth);
+            LookAhead(depth);
+        }
+        if (!sameAsLast) {
+            child = Step(*node, tag, depth);
             if (child == nullptr) {
                 return AddIrregular(tag);
             }
             Meet(*child);
-            nodes_[depth] = child;
-            if (node->Size() == siblings) {
-                Remember(child, depth);  // what was met twice may well be met again
-            }
+            rungs_[depth].node = child;
         }
         node = child;
     }
     return node;
 }
 
-/// The deepest node known for the record's path, of the two last levels; the start if none is.
-EDataTreeNode* TreeFillPath::Recall() {
-    if (recalled_.empty()) {
-        if (++records_ != kLongWalk || levels_.size() - start_.depth_ < 2) {
-            return &start_;
-        }
-        recalled_.assign(kRecalled, nullptr);
-    }
-    std::uint32_t hash = 0;
-    for (std::size_t depth = start_.depth_; depth < levels_.size(); ++depth) {
-        hash = (hash ^ values_[depth]->Hash()) * 0x9E3779B1U;
-        hash ^= hash >> 15;
-        hashes_[depth] = hash;
-    }
-    for (std::size_t depth = levels_.size() - 1; depth + 2 >= levels_.size(); --depth) {
-        EDataTreeNode* const node = recalled_[hashes_[depth] % kRecalled];
-        if (node != nullptr && StandsFor(node, depth)) {
-            return node;
-        }
-        if (depth == start_.depth_) {
-            break;
-        }
-    }
-    return &start_;
+/// A level where most records are new, as that of the records themselves, isn't worth remembering.
+bool TreeFillPath::IsRemembered(const Rung& rung) const noexcept {
+    return rung.steps < kTrial || rung.known > rung.steps / 8;
 }
 
-/// The node is the one of the record's path at `depth`; its path is then the last record's.
-bool TreeFillPath::StandsFor(EDataTreeNode* node, std::size_t depth) {
-    if (node->depth_ != depth + 1 || !(node->value_ == *values_[depth])) {
+void TreeFillPath::LookAhead(std::size_t depth) {
+    std::uint32_t above = depth > start_.depth_ ? rungs_[depth - 1].key.Hash() : 0;
+    for (; depth < rungs_.size(); ++depth) {
+        Rung& rung = rungs_[depth];
+        if (IsRemembered(rung)) {
+            rung.key = TreeMemo::Key(above, *rung.value);
+            memo_.LookAhead(rung.key);
+            above = rung.key.Hash();
+        } else {
+            rung.key = TreeMemo::Key();
+        }
+    }
+}
+
+/// The node of the last record is this one's too.
+bool TreeFillPath::StandsStill(const EDataTreeNode* child, std::size_t depth) {
+    const ETabulonValue& value = *rungs_[depth].value;
+    if (!(child->value_ == value)) {
         return false;
     }
-    EDataTreeNode* above = node->parent_;
-    for (std::size_t at = depth; at > start_.depth_; --at) {
-        if (!(above->value_ == *values_[at - 1])) {
-            return false;
-        }
-        above = above->parent_;
-    }
-    for (std::size_t at = depth + 1; at > start_.depth_; --at) {
-        nodes_[at - 1] = node;
-        node = node->parent_;
-    }
+    rungs_[depth].isIdentical =
+        IsIdenticalAbove(depth) && !child->ownsTag_ && child->value_.IsIdenticalTo(value);
     return true;
 }
 
-void TreeFillPath::Remember(EDataTreeNode* node, std::size_t depth) noexcept {
-    if (!recalled_.empty()) {
-        recalled_[hashes_[depth] % kRecalled] = node;
+/// The child for the record, made if it isn't there. Null where it can't be found by value.
+EDataTreeNode* TreeFillPath::Step(EDataTreeNode& node, const ETabulonTag& tag, std::size_t depth) {
+    Rung& rung = rungs_[depth];
+    const ETabulonValue& value = *rung.value;
+    const bool isIdenticalAbove = IsIdenticalAbove(depth);
+    ++rung.steps;
+    if (rung.key.IsKept()) {
+        if (const TreeMemo::Hit hit = memo_.Find(node, rung.key); hit.child != nullptr) {
+            ++rung.known;
+            rung.isIdentical = isIdenticalAbove && hit.isIdentical && value.IsPlain();
+            return hit.child;
+        }
     }
+    if (!node.children_.IsOnlyOf(rung.level)) {
+        return nullptr;
+    }
+    EDataTreeNode* child = node.children_.FindByValue(value);
+    if (child == nullptr) {
+        child = MakeChild(node, tag, depth);
+        rung.isIdentical =
+            isIdenticalAbove && !child->ownsTag_ && child->value_.IsIdenticalTo(value);
+        return child->byValue_ ? child : nullptr;
+    }
+    ++rung.known;
+    const bool isIdentical = !child->ownsTag_ && child->value_.IsIdenticalTo(value);
+    rung.isIdentical = isIdenticalAbove && isIdentical;
+    memo_.Put(node, rung.key, child,
+              isIdentical && value.IsPlain());  // it may well be met once more
+    return child;
+}
+
+/// From below the start to the node above, the path is the record's to the letter.
+bool TreeFillPath::IsIdenticalAbove(std::size_t depth) const {
+    return depth == start_.depth_ || rungs_[depth - 1].isIdentical;
+}
+
+EDataTreeNode* TreeFillPath::MakeChild(EDataTreeNode& node, const ETabulonTag& tag,
+                                       std::size_t depth) {
+    const ETabulonTag& part = PartOf(tag, depth + 1);
+    const Newcomer newcomer{&node, &part, rungs_[depth].value, rungs_[depth].level,
+                            depth + 1 == rungs_.size()};
+    /// Whatever making the node runs into.
+    struct Coming {
+        const Newcomer*& here;
+        ~Coming() { here = nullptr; }
+    };
+    const Coming coming{coming_};
+    coming_ = IsIdenticalAbove(depth) && start_.SamePathAs(tag) ? &newcomer : nullptr;
+    return node.NewChild(part, this);
+}
+
+void TreeFillPath::SetKey(EDataTreeNode& node, const ETabulonPrimaryKey& key) {
+    std::int64_t word = 0;
+    const TreeKeyForm form = PackKey(key, word);
+    if (form == TreeKeyForm::Whole || start_.Top().extra_->keepsKeys) {
+        node.SetPrimaryKey(key);
+        return;
+    }
+    // Written without a look at the node, for which the walk would have to wait.
+    node.keyWord_ = word;
+    node.keyForm_ = form;
 }
 
 /// By the general road: for tags with gaps, levels that stand twice, and nodes of other levels.
 EDataTreeNode* TreeFillPath::AddIrregular(const ETabulonTag& tag) {
-    std::fill(nodes_.begin(), nodes_.end(), nullptr);
+    ForgetRecord();
     return start_.AddVChild(sort_.RemoveHiddenValues(tag, kInTree), this);
 }
 

@@ -2,6 +2,7 @@
 
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/tree/EDataTreeNode.h"
+#include "tree/TreeMemo.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -26,7 +27,7 @@ public:
     EDataTreeNode* Add(const ETabulonTag& tag);
     /// The walk meets the node. Here alone does a walk clear flags.
     void Meet(EDataTreeNode& node) noexcept {
-        if (node.dirty_) {
+        if (dirty_ != 0 && node.dirty_) {
             node.dirty_ = false;
             --dirty_;
         }
@@ -34,40 +35,66 @@ public:
     /// No flag is left to be cleared. May be false where there is none, after changes from
     /// elsewhere.
     [[nodiscard]] bool HasMetAll() const noexcept { return dirty_ == 0; }
+    /// SetPrimaryKey of a node below.
+    void SetKey(EDataTreeNode& node, const ETabulonPrimaryKey& key);
     /// The node has newcomers.
     void Touch(EDataTreeNode& node) { touched_.push_back(ERef<EDataTreeNode>::Retain(&node)); }
+    [[nodiscard]] const ETabulonSortDesc& Sort() const noexcept { return sort_; }
+
+    /// The child that is being made, where its whole path is the record's to the letter.
+    struct Newcomer {
+        const EDataTreeNode* parent;
+        const ETabulonTag* tag;
+        const ETabulonValue* value;
+        unsigned level;
+        bool isLeaf;
+    };
+    [[nodiscard]] const Newcomer* Coming() const noexcept { return coming_; }
+
     /// Nodes are about to go: gives all newcomers their places and forgets the last record, here
     /// and in the refreshes of the same node that this one runs inside of.
     void Forget() noexcept;
 
 private:
+    /// A level that the tree shows, with what the last record had there.
+    struct Rung {
+        explicit Rung(unsigned shown) : level(shown) {}
+
+        unsigned level;
+        unsigned place = 0;  // of the level in the record's tag
+        const ETabulonValue* value = nullptr;
+        EDataTreeNode* node = nullptr;
+        TreeMemo::Key key;         // of the value; stale where the node is the last record's
+        std::uint32_t steps = 0;   // records that came to another node here
+        std::uint32_t known = 0;   // of them, those whose node was there
+        ETabulonTag part;          // the record's as far as here, made for new nodes
+        bool isIdentical = false;  // from below the start to here, the path is the record's
+    };
+
     [[nodiscard]] EDataTreeNode* AddIrregular(const ETabulonTag& tag);
     [[nodiscard]] bool IsStraight() const;
+    void ForgetRecord() noexcept;
     void ReadLevels();
     [[nodiscard]] bool ReadValues(const ETabulonTag& tag);
-    [[nodiscard]] EDataTreeNode* ChildFor(EDataTreeNode& node, const ETabulonTag& tag,
-                                          std::size_t depth);
+    void LookAhead(std::size_t depth);
+    [[nodiscard]] bool IsRemembered(const Rung& rung) const noexcept;
+    [[nodiscard]] bool StandsStill(const EDataTreeNode* child, std::size_t depth);
+    [[nodiscard]] EDataTreeNode* Step(EDataTreeNode& node, const ETabulonTag& tag,
+                                      std::size_t depth);
+    [[nodiscard]] bool IsIdenticalAbove(std::size_t depth) const;
+    [[nodiscard]] EDataTreeNode* MakeChild(EDataTreeNode& node, const ETabulonTag& tag,
+                                           std::size_t depth);
     [[nodiscard]] const ETabulonTag& PartOf(const ETabulonTag& tag, std::size_t depth);
-    [[nodiscard]] EDataTreeNode* Recall();
-    [[nodiscard]] bool StandsFor(EDataTreeNode* node, std::size_t depth);
-    void Remember(EDataTreeNode* node, std::size_t depth) noexcept;
 
     EDataTreeNode& start_;
     const ETabulonSortDesc& sort_;
-    TreeFillPath* outer_;                       // of a refresh that this one runs inside of
-    std::vector<unsigned> levels_;              // shown, from the top down
-    std::vector<unsigned> places_;              // of those levels in the last record's tag
-    std::vector<const ETabulonValue*> values_;  // of the record, from the top down
-    std::vector<EDataTreeNode*> nodes_;         // of the last record, from below the start down
+    TreeFillPath* outer_;      // of a refresh that this one runs inside of
+    std::vector<Rung> rungs_;  // of the levels shown, from the top down
     std::vector<ERef<EDataTreeNode>> touched_;
-    // Nodes met before by a hash of their path, so that most records look at their own node and not
-    // at the siblings on the way. A hint: what it gives is compared. Empty until the walk is long.
-    std::vector<EDataTreeNode*> recalled_;
-    std::vector<std::uint32_t> hashes_;  // of the record's path, by depth
-    std::size_t records_ = 0;
-    ETabulonTag part_;
+    TreeMemo memo_;
+    const Newcomer* coming_ = nullptr;
     std::size_t dirty_;             // nodes that the walk has still to meet, or more
-    std::uint64_t orderStamp_ = 0;  // of levels_; 0 = to be read
+    std::uint64_t orderStamp_ = 0;  // of rungs_; 0 = to be read
     bool straight_ = false;         // each level once, and the start node among them
 };
 

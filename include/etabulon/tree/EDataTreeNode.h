@@ -4,6 +4,7 @@
 #include "etabulon/foundation/ECountedUnknown.h"
 #include "etabulon/foundation/EIcon.h"
 #include "etabulon/sort/ETabulonSortDesc.h"
+#include "etabulon/tree/TreeChildren.h"
 #include "etabulon/values/ETabulonPrimaryKey.h"
 #include "etabulon/values/ETabulonTag.h"
 
@@ -14,7 +15,6 @@
 namespace etabulon {
 
 namespace detail {
-class TreeChildren;
 class TreeFillPath;
 enum class TreeKeyForm : std::uint8_t;
 }  // namespace detail
@@ -89,11 +89,14 @@ protected:
 private:
     friend class EDataTreeFiller;
     friend class detail::TreeChildren;
+    friend class detail::TreeSiblings;
     friend class detail::TreeFillPath;
     struct Extra;
 
     EDataTreeNode* AddVChild(const ETabulonTag& tag, detail::TreeFillPath* path);
     EDataTreeNode* NewChild(const ETabulonTag& tag, detail::TreeFillPath* path);
+    [[nodiscard]] bool TakeOwnValue(const ETabulonTag& tag);
+    void FindOwnValue(const ETabulonTag& tag, const ETabulonSortDesc& sort);
     [[nodiscard]] EDataTreeNode* GetDirect(const ETabulonTag& tag) const;
     [[nodiscard]] bool HasTag(const ETabulonTag& tag) const;
     [[nodiscard]] bool IsOnPathOf(const ETabulonTag& tag) const;
@@ -109,22 +112,23 @@ private:
     void ForgetPaths() noexcept;
     void KeepTag(const ETabulonTag& tag);
     Extra& MakeExtra() const;
+    [[nodiscard]] const EDataTreeNode& Top() const noexcept;
 
-    // What a lookup among siblings reads comes first.
+    // What each record of a walk touches comes first.
     EDataTreeNode* parent_;
-    std::unique_ptr<detail::TreeChildren> children_;
+    mutable detail::TreeChildren children_;
+    std::uint32_t leafCount_ = 0;
+    std::uint32_t depth_;
     std::uint32_t level_ = 0;
     bool dirty_ : 1 = false;
     bool byValue_ : 1 = false;  // the tag is equal to the parent's plus value_ at level_
     bool ownsTag_ : 1 = false;  // and yet not the same to the letter, or not byValue_: Extra has it
     mutable std::int8_t isLeaf_ = -1;  // -1 unknown
     detail::TreeKeyForm keyForm_{};
-    ETabulonValue value_;  // of level_; unused in the root and where the node isn't byValue_
-    mutable std::unique_ptr<Extra> extra_;  // the root always has one
     std::int64_t keyWord_ = 0;              // the primary key, as far as keyForm_ says
+    mutable std::unique_ptr<Extra> extra_;  // the root always has one
     std::intptr_t param_ = 0;
-    std::uint32_t leafCount_ = 0;
-    std::uint32_t depth_;
+    ETabulonValue value_;  // of level_; unused in the root and where the node isn't byValue_
 };
 
 /// The listener that files each record of a walk under a node.

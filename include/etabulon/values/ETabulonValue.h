@@ -53,6 +53,10 @@ public:
     }
     [[nodiscard]] ValStatus Status() const noexcept { return status_; }
     [[nodiscard]] bool IsNull() const noexcept { return status_ == ValNull; }
+    /// As the table holds it, and displays as its data: no text was given for it, or made yet.
+    [[nodiscard]] bool IsPlain() const noexcept {
+        return status_ == ValNormal && displayPending_ && !modified_;
+    }
     [[nodiscard]] bool IsSpecial() const noexcept { return status_ == ValSpecial; }
     /// The value differs from what the table holds.
     [[nodiscard]] bool IsModified() const noexcept { return modified_; }

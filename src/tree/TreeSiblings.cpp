@@ -1,0 +1,419 @@
+#include "tree/TreeSiblings.h"
+
+#include <algorithm>
+#include <bit>
+#include <charconv>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <utility>
+
+namespace etabulon::detail {
+
+namespace {
+
+constexpr auto kInTree = ETabulonSortDesc::SortKey::HideInTree;
+
+// With fewer newcomers than one in this many, each is placed by bisection, reading few siblings.
+constexpr std::size_t kBisectShare = 16;
+constexpr std::size_t kFirstWaiting = 4;
+// Nodes lie where the records happened to make them: asked for ahead, several are on their way.
+constexpr std::size_t kAhead = 8;
+
+std::uint16_t MarkOf(const ETabulonValue& value) noexcept {
+    return static_cast<std::uint16_t>(value.Hash() >> 16);
+}
+
+/// False unless the value is a whole number that displays as such.
+bool ReadNumber(const ETabulonValue& value, std::int64_t& number) noexcept {
+    if (!value.IsPlain() || value.Data().Type() != TYPE_INT64) {
+        return false;
+    }
+    std::memcpy(&number, value.Data().GetBuffer(), sizeof number);
+    return true;
+}
+
+}  // namespace
+
+/// A child with its comparison text in an arena.
+struct TreeSiblings::SortItem {
+    std::uint64_t prefix;  // the first eight bytes, so that most comparisons end here
+    std::size_t begin;
+    std::size_t length;
+    std::size_t place;  // where it stands, and later where it goes
+    EDataTreeNode* node;
+};
+
+/// Comparison texts of siblings, compared by the order in which the newest came.
+class TreeSiblings::SortTexts {
+public:
+    explicit SortTexts(const TreeSiblings& siblings) : siblings_(siblings) {}
+
+    [[nodiscard]] SortItem Make(std::size_t place) {
+        const std::size_t begin = arena_.size();
+        AppendKey(place);
+        SortItem item{0, begin, arena_.size() - begin, place, siblings_.At(place)};
+        char first[8] = {};
+        std::memcpy(first, arena_.data() + begin, std::min(item.length, sizeof first));
+        for (const char byte : first) {
+            item.prefix = (item.prefix << 8) | static_cast<unsigned char>(byte);
+        }
+        return item;
+    }
+    [[nodiscard]] std::vector<SortItem> Make(std::size_t from, std::size_t to) {
+        std::vector<SortItem> items;
+        items.reserve(to - from);
+        for (std::size_t place = from; place < to; ++place) {
+            LookAhead(place);
+            items.push_back(Make(place));
+        }
+        return items;
+    }
+    [[nodiscard]] int Compare(const SortItem& a, const SortItem& b) const noexcept {
+        int order = 0;
+        if (a.prefix != b.prefix) {
+            order = a.prefix < b.prefix ? -1 : 1;
+        } else {
+            const std::size_t shorter = std::min(a.length, b.length);
+            order = std::memcmp(arena_.data() + a.begin, arena_.data() + b.begin, shorter);
+            if (order == 0 && a.length != b.length) {
+                order = a.length < b.length ? -1 : 1;
+            }
+        }
+        return siblings_.isReverse_ ? -order : order;
+    }
+
+private:
+    [[nodiscard]] bool IsNumber(std::size_t place) const noexcept {
+        return siblings_.areNumbers_ && place >= siblings_.placed_.size() &&
+               siblings_.level_ == siblings_.orderLevel_;
+    }
+    void LookAhead(std::size_t place) const noexcept {
+        if (place + kAhead < siblings_.size_ && !IsNumber(place + kAhead)) {
+            const EDataTreeNode* node = siblings_.At(place + kAhead);
+            __builtin_prefetch(node);
+            __builtin_prefetch(&node->value_.Data());
+        }
+    }
+    /// A sibling may lack the level, after a change of levels that didn't empty the tree.
+    [[nodiscard]] const ETabulonValue& ValueOf(const EDataTreeNode& node) const {
+        if (node.byValue_ && node.level_ == siblings_.orderLevel_) {
+            return node.value_;
+        }
+        const ETabulonValue* value = node.Tag().Find(siblings_.orderLevel_);
+        return value != nullptr ? *value : ETabulonValue::Null;
+    }
+    void AppendKey(std::size_t place) {
+        if (IsNumber(place)) {
+            char digits[std::numeric_limits<std::int64_t>::digits10 + 2];
+            const std::int64_t number = siblings_.waiting_[place - siblings_.placed_.size()].number;
+            const char* end = std::to_chars(digits, std::end(digits), number).ptr;
+            AppendKey(std::string_view(digits, static_cast<std::size_t>(end - digits)));
+            return;
+        }
+        EVariant::TextBuffer buffer;
+        Chaine holder;
+        const ETabulonValue& value = ValueOf(*siblings_.At(place));
+        AppendKey(siblings_.isOnData_ ? value.Data().AsText(buffer, holder)
+                                      : value.DisplayText(buffer, holder));
+    }
+    void AppendKey(std::string_view text) {
+        if (siblings_.isOnData_) {
+            arena_ += text;
+            return;
+        }
+        const std::size_t begin = arena_.size();
+        std::size_t room = 2 * text.size() + 16;
+        std::size_t length = 0;
+        do {
+            arena_.resize(begin + room);
+            length = Chaine::LocaleSortKey(text, arena_.data() + begin, room);
+        } while (length > std::exchange(room, length));
+        arena_.resize(begin + length);
+    }
+
+    const TreeSiblings& siblings_;
+    std::string arena_;
+};
+
+// ------------------------------------------------------------------------------------------- index
+
+EDataTreeNode* TreeSiblings::FindByValue(const ETabulonValue& value) {
+    std::int64_t number = 0;
+    if (areNumbers_ && ReadNumber(value, number) && number > largest_) {
+        return nullptr;
+    }
+    if (size_ > kFewChildren) {
+        return FindByIndex(value);
+    }
+    if (size_ > kHandfulOfChildren) {
+        return FindByMark(value);
+    }
+    for (std::size_t place = 0; place < size_; ++place) {
+        EDataTreeNode* node = At(place);
+        if (node->byValue_ && node->value_ == value) {
+            return node;
+        }
+    }
+    return nullptr;
+}
+
+EDataTreeNode* TreeSiblings::FindByMark(const ETabulonValue& value) {
+    IndexAll();
+    const std::uint16_t mark = MarkOf(value);
+    for (std::size_t place = 0; place < size_; ++place) {
+        if (marks_[place] == mark) {
+            EDataTreeNode* node = At(place);
+            if (node->byValue_ && node->value_ == value) {
+                return node;
+            }
+        }
+    }
+    return nullptr;
+}
+
+EDataTreeNode* TreeSiblings::FindByIndex(const ETabulonValue& value) {
+    IndexAll();
+    const auto mask = static_cast<std::uint32_t>(slots_.size() - 1);
+    const std::uint32_t hash = value.Hash();
+    for (std::uint32_t at = hash & mask; slots_[at] != 0; at = (at + 1) & mask) {
+        if (((slots_[at] ^ hash) & ~mask) != 0) {
+            continue;
+        }
+        EDataTreeNode* node = At((slots_[at] & mask) - 1);
+        if (node->value_ == value) {
+            return node;
+        }
+    }
+    return nullptr;
+}
+
+EDataTreeNode* TreeSiblings::FindIrregular(const ETabulonTag& tag) const {
+    for (std::size_t place = 0; irregular_ != 0 && place < size_; ++place) {
+        EDataTreeNode* node = At(place);
+        if (!node->byValue_ && node->Tag() == tag) {
+            return node;
+        }
+    }
+    return nullptr;
+}
+
+/// Sees to it that one child more fits, in an index with a quarter of its slots free.
+void TreeSiblings::MakeRoom() {
+    if (waiting_.capacity() == waiting_.size()) {
+        waiting_.reserve(std::max(kFirstWaiting, waiting_.size() * 2));
+    }
+    const std::size_t size = std::size_t{size_} + 1;
+    const std::size_t needed = size > kFewChildren ? size * 4 / 3 + 1 : 0;
+    if (needed > slots_.size()) {
+        std::vector<std::uint32_t> larger(std::bit_ceil(needed), 0);
+        slots_.swap(larger);
+        indexed_ = 0;
+    }
+}
+
+void TreeSiblings::ForgetIndex() noexcept {
+    indexed_ = 0;
+    std::fill(slots_.begin(), slots_.end(), 0U);
+}
+
+void TreeSiblings::IndexAll() noexcept {
+    while (indexed_ < size_) {
+        Index(indexed_++);
+    }
+}
+
+void TreeSiblings::Index(std::uint32_t place) noexcept {
+    const EDataTreeNode* node = At(place);
+    if (size_ <= kFewChildren) {
+        marks_[place] = MarkOf(node->value_);
+        return;
+    }
+    if (!node->byValue_) {
+        return;
+    }
+    const auto mask = static_cast<std::uint32_t>(slots_.size() - 1);
+    const std::uint32_t hash = node->value_.Hash();
+    std::uint32_t at = hash & mask;
+    while (slots_[at] != 0) {
+        at = (at + 1) & mask;
+    }
+    slots_[at] = (hash & ~mask) | (place + 1);
+}
+
+// ------------------------------------------------------------------------------------------ change
+
+TreeSiblings::TreeSiblings(const EDataTreeNode& owner, EDataTreeNode* first) : owner_(owner) {
+    KnowOrder(owner.SortDesc());
+    isMixed_ = false;
+    placed_.push_back(first);
+    Note(*first);
+}
+
+void TreeSiblings::Add(EDataTreeNode* child) {
+    const ETabulonSortDesc& sort = owner_.SortDesc();
+    if (size_ == 0 || orderStamp_ != sort.OrderStamp()) {
+        Place();
+        KnowOrder(sort);
+    }
+    MakeRoom();
+    waiting_.push_back({child, 0});
+    Note(*child);
+    if (areNumbers_) {
+        ReadNumber(child->value_, waiting_.back().number);
+    }
+}
+
+void TreeSiblings::Note(const EDataTreeNode& child) noexcept {
+    if (child.byValue_) {
+        level_ = child.level_;
+    } else {
+        ++irregular_;
+    }
+    std::int64_t number = 0;
+    areNumbers_ = areNumbers_ && child.byValue_ && ReadNumber(child.value_, number);
+    largest_ = size_ == 0 ? number : std::max(largest_, number);
+    if (++size_ == kFewChildren + 1) {
+        indexed_ = 0;
+    }
+}
+
+std::vector<EDataTreeNode*> TreeSiblings::TakeDirty() {
+    const auto isDirty = [](const EDataTreeNode* node) { return node->dirty_; };
+    std::size_t dirty = 0;
+    for (std::size_t place = 0; place < size_; ++place) {
+        dirty += isDirty(At(place)) ? 1U : 0U;
+    }
+    std::vector<EDataTreeNode*> taken;
+    taken.reserve(dirty);
+    for (std::size_t place = 0; place < size_; ++place) {
+        if (isDirty(At(place))) {
+            taken.push_back(At(place));
+            irregular_ -= At(place)->byValue_ ? 0U : 1U;
+        }
+    }
+    std::erase_if(placed_, isDirty);
+    std::erase_if(waiting_, [&](const Newcomer& newcomer) { return isDirty(newcomer.node); });
+    size_ -= static_cast<std::uint32_t>(dirty);
+    areNumbers_ = areNumbers_ || size_ == 0;
+    ForgetIndex();
+    if (size_ <= kFewChildren) {
+        std::vector<std::uint32_t>().swap(slots_);
+    }
+    return taken;
+}
+
+// ------------------------------------------------------------------------------------------- order
+
+/// Notes the order by which newcomers are filed from here on.
+void TreeSiblings::KnowOrder(const ETabulonSortDesc& sort) {
+    orderStamp_ = sort.OrderStamp();
+    const unsigned depth = owner_.Depth();
+    const bool isOrdered = depth < sort.SortLevelCount(kInTree);
+    const ETabulonSortDesc::SortKey key =
+        isOrdered ? sort.SortLevel(depth, kInTree) : ETabulonSortDesc::SortKey();
+    const bool isOnData = sort.CompareSource() != ETabulonSortDesc::CompareOnDisplay;
+    if (isOrdered != isOrdered_ || key.Level() != orderLevel_ ||
+        key.IsReverseOrder() != isReverse_ || isOnData != isOnData_) {
+        isMixed_ = true;
+    }
+    isOrdered_ = isOrdered;
+    orderLevel_ = key.Level();
+    isReverse_ = key.IsReverseOrder();
+    isOnData_ = isOnData;
+}
+
+void TreeSiblings::Place() {
+    if (!HasWaiting()) {
+        return;
+    }
+    if (placed_.size() <= 1) {
+        isMixed_ = false;
+    }
+    if (size_ > placed_.capacity()) {
+        // Most nodes get no more children after their fill.
+        placed_.reserve(placed_.size() <= 1 ? size_
+                                            : std::max<std::size_t>(size_, placed_.size() * 2));
+    }
+    if (!isOrdered_ || size_ == 1) {
+        for (const Newcomer& newcomer : waiting_) {
+            placed_.push_back(newcomer.node);
+        }
+    } else {
+        if (isMixed_) {
+            // The siblings aren't in this order: only the scan gives the scan's answer.
+            PlaceByScan();
+        } else {
+            PlaceBySort();
+        }
+        ForgetIndex();
+    }
+    std::vector<Newcomer>().swap(waiting_);
+}
+
+void TreeSiblings::PlaceByScan() {
+    SortTexts texts(*this);
+    std::vector<SortItem> items = texts.Make(0, size_);
+    for (std::size_t waiting = placed_.size(); waiting < items.size(); ++waiting) {
+        const auto newcomer = items.begin() + static_cast<std::ptrdiff_t>(waiting);
+        const auto place = std::find_if(items.begin(), newcomer, [&](const SortItem& sibling) {
+            return texts.Compare(*newcomer, sibling) <= 0;
+        });
+        std::rotate(place, newcomer, newcomer + 1);
+    }
+    placed_.resize(size_);
+    std::transform(items.begin(), items.end(), placed_.begin(),
+                   [](const SortItem& item) { return item.node; });
+}
+
+void TreeSiblings::PlaceBySort() {
+    const std::size_t before = placed_.size();
+    SortTexts texts(*this);
+    std::vector<SortItem> waiting = texts.Make(before, size_);
+    // Deliberate: of equals the newest stands first, as if each had been filed by a scan that stops
+    // at the first sibling not below it. EqualSiblings.NewestStandsFirst holds it.
+    std::sort(waiting.begin(), waiting.end(), [&texts](const SortItem& a, const SortItem& b) {
+        const int order = texts.Compare(a, b);
+        return order != 0 ? order < 0 : a.place > b.place;
+    });
+
+    // Each goes in front of the first sibling that isn't below it.
+    std::size_t end = before;
+    if (waiting.size() * kBisectShare < before) {
+        for (auto item = waiting.rbegin(); item != waiting.rend(); ++item) {
+            std::size_t begin = 0;
+            while (begin < end) {
+                const std::size_t middle = begin + (end - begin) / 2;
+                if (texts.Compare(texts.Make(middle), *item) < 0) {
+                    begin = middle + 1;
+                } else {
+                    end = middle;
+                }
+            }
+            item->place = end;
+        }
+    } else {
+        const std::vector<SortItem> siblings = texts.Make(0, before);
+        for (auto item = waiting.rbegin(); item != waiting.rend(); ++item) {
+            while (end > 0 && texts.Compare(siblings[end - 1], *item) >= 0) {
+                --end;
+            }
+            item->place = end;
+        }
+    }
+
+    placed_.resize(size_);
+    std::size_t from = before;
+    std::size_t to = size_;
+    for (auto item = waiting.rbegin(); item != waiting.rend(); ++item) {
+        const auto begin = placed_.begin();
+        std::move_backward(begin + static_cast<std::ptrdiff_t>(item->place),
+                           begin + static_cast<std::ptrdiff_t>(from),
+                           begin + static_cast<std::ptrdiff_t>(to));
+        to -= from - item->place;
+        from = item->place;
+        placed_[--to] = item->node;
+    }
+}
+
+}  // namespace etabulon::detail
