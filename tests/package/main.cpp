@@ -14,6 +14,13 @@
 #include "etabulon/sqlite/LoadCsv.h"
 #endif
 
+#ifdef WITH_TESTING
+#include "etabulon/controls/EDataTreeCtrl.h"
+#include "etabulon/controls/EDataTreeMessages.h"
+#include "etabulon/testing/EMemoryScreen.h"
+#include "etabulon/testing/EMemoryTreeView.h"
+#endif
+
 #include <cstdio>
 #include <fstream>
 #include <string>
@@ -53,6 +60,21 @@ bool WalksFrance(ETabulonCursor& cursor) {
     return status == StatusOk && writer->text == Chaine("[France, Lyon][France, Paris]");
 }
 
+bool ShowsATree([[maybe_unused]] ETabulonCursor& cursor) {
+#ifdef WITH_TESTING
+    EMemoryScreen screen;
+    EMemoryTreeView view(screen);
+    EDataTreeCtrl tree(screen);
+    tree.Attach(&view);
+    tree.Init(&cursor, "all", nullptr);
+    tree.Fill();
+    screen.PumpUntil([&view] { return view.Notified(NotifyBrowseDone) > 0; });
+    return view.Items() == "*-all{+Austria -France{Lyon Paris}}";
+#else
+    return true;
+#endif
+}
+
 bool WalksMemory() {
     DDico dictionary;
     DRubric* const orders = dictionary.AddRubric("orders");
@@ -66,7 +88,7 @@ bool WalksMemory() {
     table.Append({EVariant("3"), EVariant("France"), EVariant("Paris")});
     ETabulonCursorEData cursor;
     cursor.Init(CountriesAndCities(), &table, /*ownsTable=*/false);
-    return WalksFrance(cursor);
+    return WalksFrance(cursor) && ShowsATree(cursor);
 }
 
 bool WalksCsv() {

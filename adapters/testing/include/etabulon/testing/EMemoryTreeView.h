@@ -18,7 +18,7 @@ public:
     ~EMemoryTreeView() override;
 
     // --- what a test reads ---
-    /// "-all{ +FR -DE{ *Berlin}}": each item with "-" if it is open, "+" if it offers to be opened,
+    /// "-all{+FR -DE{*Berlin}}": each item with "-" if it is open, "+" if it offers to be opened,
     /// "*" before it if it is selected. Closed items show what they have below, too.
     [[nodiscard]] std::string Items() const;
     /// What was asked since the last time: "redraw off; insert FR; image all 13000:16x16; ...".
