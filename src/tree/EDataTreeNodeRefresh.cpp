@@ -62,6 +62,9 @@ CursorStatus EDataTreeNode::RefreshHere(ETabulonCursor* cursor, bool& oneFound) 
         status = cursor->Browse(Tag());
         oneFound = filler.HasOneFound();
         allMet = path.HasMetAll() && refreshesBegun == ownNumber;
+        if (status != StatusOk) {
+            path.LeaveWaiting();  // whoever cancels a walk isn't to wait for an order
+        }
     }
     if (status == StatusOk) {
         if (!allMet) {

@@ -35,6 +35,8 @@ public:
     /// No flag is left to be cleared. May be false where there is none, after changes from
     /// elsewhere.
     [[nodiscard]] bool HasMetAll() const noexcept { return dirty_ == 0; }
+    /// Newcomers get their places at the next look, not at the end of the walk.
+    void LeaveWaiting() noexcept { touched_.clear(); }
     /// SetPrimaryKey of a node below.
     void SetKey(EDataTreeNode& node, const ETabulonPrimaryKey& key);
     /// The node has newcomers.
