@@ -33,7 +33,8 @@ public:
     [[nodiscard]] virtual ELogFont Font() const = 0;
     virtual void SelectFont(HFONT font) = 0;
 
-    /// Drawing outside `rect` has no effect, until the event ends.
+    /// Drawing outside `rect` has no effect, until the event ends. It counts from the surface's top
+    /// left, whatever the origin.
     virtual void SetClip(const ERect& rect) = 0;
     /// The point of the drawing's own coordinates that lies at the surface's top left.
     [[nodiscard]] virtual EPoint Origin() const = 0;

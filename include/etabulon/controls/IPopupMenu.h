@@ -38,7 +38,8 @@ class ETABULON_API IViewFactory {
 public:
     virtual ~IViewFactory() = default;
     [[nodiscard]] virtual IScreen& Screen() = 0;
-    /// A tree view that isn't shown, to be printed.
+    /// A tree view that isn't shown, to be printed: its items as high as a small icon and one, with
+    /// lines between them, without scroll bars, tips or dragging.
     [[nodiscard]] virtual std::unique_ptr<ITreeView> NewHiddenTreeView() = 0;
     /// `events` isn't owned and must outlive it.
     [[nodiscard]] virtual std::unique_ptr<IPopupMenu> NewPopupMenu(IPopupMenuEvents& events) = 0;

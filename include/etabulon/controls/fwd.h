@@ -7,6 +7,8 @@ class EDataTreeCtrlThread;
 class EDragTreeCtrl;
 class EMessagePort;
 struct EMessage;
+class ETabulonSelectLevelCtrl;
+class ETabulonSelectLevelMenu;
 class IDrawSurface;
 class IPopupMenu;
 class IScreen;

@@ -1,0 +1,124 @@
+#include "etabulon/controls/ETabulonSelectLevelMenu.h"
+
+#include "etabulon/foundation/EExpects.h"
+
+#include <algorithm>
+
+namespace etabulon {
+namespace {
+
+using SortKey = ETabulonSortDesc::SortKey;
+
+constexpr unsigned kFirstCommand = 456;
+constexpr unsigned kMaxPermuted = 3;
+constexpr int kEntryWidth = 120;
+constexpr int kEntryMargin = 4;   // above and below the levels, and the line between entries
+constexpr int kPictureInset = 2;  // from the entry's top
+constexpr EColour kBlack = 0;
+
+}  // namespace
+
+ETabulonSelectLevelMenu::ETabulonSelectLevelMenu(IViewFactory& factory)
+    : factory_(factory), preview_(factory.Screen()) {}
+
+ETabulonSelectLevelMenu::~ETabulonSelectLevelMenu() = default;
+
+void ETabulonSelectLevelMenu::Init(const ETabulonSortDesc* sortDesc) {
+    E_EXPECTS(menu_ == nullptr);
+    sortDesc_ = MakeRef<ETabulonSortDesc>(*sortDesc);
+    // Deliberate: hidden levels stand last in every entry, the first one included, which else is
+    // the present order. A tree has put them there already. HiddenLevelsStandLast holds it.
+    SortKeyArray keys;
+    for (const bool hidden : {false, true}) {
+        for (const SortKey& key : sortDesc_->SortLevels()) {
+            if (key.IsHidden(ETabulonSortDesc::HideInTree) == hidden) {
+                keys.Add(key);
+                levelCount_ += hidden ? 0 : 1;
+            }
+        }
+    }
+    E_EXPECTS(levelCount_ > 0);
+    levelCount_ = std::min(levelCount_, kMaxPermuted);
+
+    preview_.Init(&sortDesc_->AvailableLevels());
+    preview_.AttachSortDesc(sortDesc_.Get());
+    window_ = factory_.NewHiddenTreeView();
+    preview_.Attach(window_.get());
+    menu_ = factory_.NewPopupMenu(*this);
+    InsertLevel(keys, 0);
+}
+
+/// An entry for each order of the keys from `position` on, the present one first.
+void ETabulonSelectLevelMenu::InsertLevel(const SortKeyArray& keys, unsigned position) {
+    if (position + 1 >= levelCount_) {
+        menu_->AppendItem(kFirstCommand + arrangements_.Size());
+        arrangements_.Add(keys);
+        return;
+    }
+    InsertLevel(keys, position + 1);
+    for (unsigned taken = position + 1; taken < levelCount_; ++taken) {
+        SortKeyArray changed = keys;
+        changed.RemoveAt(taken, 1);
+        changed.InsertAt(position, keys[taken]);
+        InsertLevel(changed, position + 1);
+    }
+}
+
+int ETabulonSelectLevelMenu::TrackPopupMenu(unsigned flags, int x, int y, ITreeView* window,
+                                            const ERect* rect) {
+    E_EXPECTS(menu_ != nullptr);
+    lastSelected_ = menu_->Track(flags | IPopupMenu::TrackReturnCommand, {x, y}, window, rect);
+    return lastSelected_;
+}
+
+const ETabulonSelectLevelMenu::SortKeyArray& ETabulonSelectLevelMenu::LastSelected() const {
+    const unsigned index = static_cast<unsigned>(lastSelected_) - kFirstCommand;
+    E_EXPECTS(index < arrangements_.Size());
+    return arrangements_.At(index);
+}
+
+// Deliberate: as high as the levels that change places, though the picture shows every visible one:
+// a fourth is cut off. It stands at the same place in each entry. FourthVisibleLevelStays holds it.
+void ETabulonSelectLevelMenu::MeasureItem(unsigned /*command*/, int& width, int& height) {
+    width = kEntryWidth;
+    height = (factory_.Screen().Measure(IScreen::MetricSmallIconHeight) + 1) *
+                 static_cast<int>(levelCount_) +
+             kEntryMargin;
+}
+
+void ETabulonSelectLevelMenu::DrawItem(unsigned command, unsigned state, const ERect& rect,
+                                       IDrawSurface& surface) {
+    E_EXPECTS(command >= kFirstCommand);
+    // Deliberate: an entry that was never inserted is drawn without levels, and is an arrangement
+    // from then on, where a reader would expect it to be passed over: a window system that paints
+    // ahead of the menu gets a picture and no fault. UnknownEntryIsDrawnEmpty holds it.
+    sortDesc_->SetSortLevels(arrangements_[command - kFirstCommand]);
+
+    const IScreen& screen = factory_.Screen();
+    const bool selected = (state & EntrySelected) != 0;
+    const EColour background =
+        screen.Colour(selected ? IScreen::ColourHighlight : IScreen::ColourButtonFace);
+    const EPoint origin = surface.Origin();
+    surface.SetClip(
+        {rect.left - origin.x, rect.top - origin.y, rect.right - origin.x, rect.bottom - origin.y});
+    surface.FillRect(rect, background);
+    window_->SetBackgroundColour(background);
+    window_->SetTextColour(
+        screen.Colour(selected ? IScreen::ColourHighlightText : IScreen::ColourMenuText));
+    PrintPreview(rect, surface);
+    surface.DrawLine({rect.left, rect.bottom - 1}, {rect.right, rect.bottom - 1}, kBlack);
+}
+
+/// Prints the preview at the entry's top left.
+void ETabulonSelectLevelMenu::PrintPreview(const ERect& rect, IDrawSurface& surface) {
+    // Higher than the entry, so that a scroll bar at its bottom lies outside the picture.
+    const int barHeight = factory_.Screen().Measure(IScreen::MetricHorizontalScrollHeight);
+    window_->MoveWindow({0, 0, rect.right - rect.left, rect.bottom - rect.top + barHeight});
+    preview_.Fill();
+    const EPoint origin = surface.Origin();
+    surface.SetOrigin({origin.x - rect.left, origin.y - (rect.top + kPictureInset)});
+    window_->Print(surface);
+    surface.SetOrigin(origin);
+}
+
+}  // namespace etabulon
