@@ -2,11 +2,13 @@
 
 #include "etabulon/foundation/ENeverDestroyed.h"
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/tree/EDataTree.h"
 #include "tree/NodeExtra.h"
 #include "tree/TreeFillPath.h"
 #include "tree/TreeKey.h"
 
 #include <new>
+#include <typeinfo>
 #include <utility>
 
 namespace etabulon {
@@ -24,9 +26,7 @@ EDataTreeNode::EDataTreeNode(EDataTreeNode* parent, const ETabulonTag& tag,
                              const ETabulonSortDesc* sortDesc)
     : parent_(parent), depth_(parent != nullptr ? parent->depth_ + 1 : 0) {
     if (parent_ != nullptr) {
-        if (!TakeOwnValue(tag)) {
-            FindOwnValue(tag, *sortDesc);
-        }
+        FindOwnValue(tag, *sortDesc);
         return;
     }
     MakeExtra().sortDesc = sortDesc;
@@ -36,25 +36,14 @@ EDataTreeNode::EDataTreeNode(EDataTreeNode* parent, const ETabulonTag& tag,
     }
 }
 
-/// The walk that files the record may have found all out on its way down.
-bool EDataTreeNode::TakeOwnValue(const ETabulonTag& tag) {
-    const EDataTreeNode* above = parent_;
-    while (above->extra_ == nullptr || above->extra_->path == nullptr) {
-        above = above->parent_;
-        if (above == nullptr) {
-            return false;
-        }
-    }
-    const detail::TreeFillPath::Newcomer* newcomer = above->extra_->path->Coming();
-    if (newcomer == nullptr || newcomer->parent != parent_ || newcomer->tag != &tag) {
-        return false;
-    }
-    value_ = *newcomer->value;
-    level_ = newcomer->level;
-    byValue_ = true;
-    isLeaf_ = newcomer->isLeaf ? 1 : 0;
-    return true;
-}
+EDataTreeNode::EDataTreeNode(EDataTreeNode* parent, unsigned level, const ETabulonValue& value,
+                             bool isLeaf)
+    : parent_(parent),
+      depth_(parent->depth_ + 1),
+      level_(level),
+      byValue_(true),
+      isLeaf_(isLeaf ? 1 : 0),
+      value_(value) {}
 
 void EDataTreeNode::FindOwnValue(const ETabulonTag& tag, const ETabulonSortDesc& sort) {
     const bool samePath = parent_->SamePathAs(tag);
@@ -227,6 +216,7 @@ bool EDataTreeNode::IsTreeLeaf() const {
 // --------------------------------------------------------------------------------------------- key
 
 void EDataTreeNode::SetPrimaryKey(const ETabulonPrimaryKey& key) {
+    SettleLate();
     std::int64_t word = 0;
     const detail::TreeKeyForm form = detail::PackKey(key, word);
     if (form == detail::TreeKeyForm::Whole || (extra_ != nullptr && extra_->key != nullptr)) {
@@ -244,6 +234,7 @@ void EDataTreeNode::SetPrimaryKey(const ETabulonPrimaryKey& key) {
 
 const ETabulonPrimaryKey& EDataTreeNode::PrimaryKey() const {
     static const detail::ENeverDestroyed<ETabulonPrimaryKey> none{};
+    SettleLate();
     if (extra_ == nullptr || extra_->key == nullptr) {
         if (keyForm_ == detail::TreeKeyForm::None) {
             return none.value;
@@ -257,6 +248,7 @@ const ETabulonPrimaryKey& EDataTreeNode::PrimaryKey() const {
 }
 
 void EDataTreeNode::ExtractPrimaryKey(ETabulonPrimaryKey& key) const {
+    SettleLate();
     if (keyForm_ == detail::TreeKeyForm::Whole) {
         key = *extra_->key;
     } else {
@@ -266,7 +258,24 @@ void EDataTreeNode::ExtractPrimaryKey(ETabulonPrimaryKey& key) const {
 
 // ---------------------------------------------------------------------------------------- children
 
-unsigned EDataTreeNode::Size() const noexcept { return static_cast<unsigned>(children_.Size()); }
+/// Lets a walk that runs file what it holds back: see TreeFillPath.
+void EDataTreeNode::SettleLate() const noexcept {
+    if (detail::TreeFillPath::IsAnyLate()) {
+        if (detail::TreeFillPath* path = Top().extra_->late; path != nullptr) {
+            path->SettleForReader();
+        }
+    }
+}
+
+unsigned EDataTreeNode::Size() const noexcept {
+    SettleLate();
+    return static_cast<unsigned>(children_.Size());
+}
+
+std::uint32_t EDataTreeNode::LeafCount() const noexcept {
+    SettleLate();
+    return leafCount_;
+}
 
 const EDataTreeNode* EDataTreeNode::Get(unsigned index) const {
     if (index >= Size()) {
@@ -293,6 +302,7 @@ EDataTreeNode* EDataTreeNode::GetDirect(const ETabulonTag& tag) const {
 }
 
 EDataTreeNode* EDataTreeNode::Get(const ETabulonTag& tag) {
+    SettleLate();
     if (HasTag(tag)) {
         return this;
     }
@@ -320,6 +330,7 @@ EDataTreeNode* EDataTreeNode::AllocChild(const ETabulonTag& tag, const ETabulonS
 }
 
 EDataTreeNode* EDataTreeNode::AddChild(const ETabulonTag& tag) {
+    SettleLate();
     return AddVChild(SortDesc().RemoveHiddenValues(tag, kInTree), nullptr);
 }
 
@@ -356,15 +367,34 @@ EDataTreeNode* EDataTreeNode::NewChild(const ETabulonTag& tag, detail::TreeFillP
         child->KeepTag(tag);
         child->byValue_ = false;
     }
+    EDataTreeNode* const taken = TakeChild(child.Get(), path);
+    static_cast<void>(child.Detach());  // the entry's reference
+    return taken;
+}
+
+EDataTreeNode* EDataTreeNode::NewChild(unsigned level, const ETabulonValue& value, bool isLeaf,
+                                       detail::TreeFillPath* path) {
+    auto child = ERef<EDataTreeNode>::Adopt(new EDataTreeNode(this, level, value, isLeaf));
+    EDataTreeNode* const taken = TakeChild(child.Get(), path);
+    static_cast<void>(child.Detach());  // the entry's reference
+    return taken;
+}
+
+EDataTreeNode* EDataTreeNode::TakeChild(EDataTreeNode* child, detail::TreeFillPath* path) {
     const bool isLeaf = child->IsTreeLeaf();
     if (path != nullptr && !children_.IsEmpty() && !children_.HasWaiting()) {
         path->Touch(*this);
     }
-    children_.Add(*this, child.Get());
+    children_.Add(*this, child);
     if (isLeaf) {
         IncLeafCount(1);
     }
-    return child.Detach();  // the entry's reference
+    return child;
+}
+
+/// AllocChild isn't overridden.
+bool EDataTreeNode::MakesPlainNodes() const noexcept {
+    return typeid(*this) == typeid(EDataTreeNode) || typeid(*this) == typeid(EDataTreeNodeRoot);
 }
 
 void EDataTreeNode::IncLeafCount(std::int32_t delta) noexcept {
@@ -374,6 +404,7 @@ void EDataTreeNode::IncLeafCount(std::int32_t delta) noexcept {
 }
 
 void EDataTreeNode::Reset() {
+    SettleLate();
     if (children_.IsEmpty()) {
         return;
     }

@@ -24,6 +24,7 @@ CursorStatus EDataTreeNode::Fill(ETabulonCursor* cursor) {
 }
 
 CursorStatus EDataTreeNode::Refresh(ETabulonCursor* cursor) {
+    SettleLate();
     bool oneFound = false;
     CursorStatus status = StatusOk;
     EDataTreeNode* parent = nullptr;
@@ -60,6 +61,7 @@ CursorStatus EDataTreeNode::RefreshHere(ETabulonCursor* cursor, bool& oneFound) 
         EDataTreeFiller filler(this, &path);
         const ECursorListening listening(*cursor, filler);
         status = cursor->Browse(Tag());
+        path.Settle();
         oneFound = filler.HasOneFound();
         allMet = path.HasMetAll() && refreshesBegun == ownNumber;
         if (status != StatusOk) {
@@ -137,8 +139,8 @@ CursorStatus EDataTreeFiller::OnMove(const ETabulonCursor& cursor) {
         if (EDataTreeNode* node = node_->AddChild(ETabulonTag(tag)); node != nullptr) {
             node->SetPrimaryKey(cursor.PrimaryKey());
         }
-    } else if (EDataTreeNode* node = path_->Add(tag); node != nullptr) {
-        path_->SetKey(*node, cursor.PrimaryKey());
+    } else {
+        path_->File(tag, cursor.PrimaryKey());
     }
     return StatusOk;
 }

@@ -49,6 +49,18 @@ bool TreeChildren::HasWaiting() const noexcept {
     return word_ != 0 && !IsOne() && Many()->HasWaiting();
 }
 
+void TreeChildren::LookAhead() const noexcept {
+    if (word_ != 0 && !IsOne()) {
+        __builtin_prefetch(Many());
+    }
+}
+
+void TreeChildren::LookAtEnd() const noexcept {
+    if (word_ != 0 && !IsOne()) {
+        Many()->LookAtEnd();
+    }
+}
+
 EDataTreeNode* TreeChildren::FindByValue(const ETabulonValue& value) const {
     if (word_ == 0) {
         return nullptr;

@@ -13,7 +13,7 @@ namespace {
 
 constexpr auto kInTree = ETabulonSortDesc::SortKey::HideInTree;
 
-constexpr std::uint32_t kTrial = 65536;  // records after which a level is judged
+constexpr std::uint32_t kTrial = 256;  // records after which a level is judged
 
 }  // namespace
 
@@ -35,6 +35,7 @@ void TreeFillPath::ForgetRecord() noexcept {
 }
 
 void TreeFillPath::Forget() noexcept {
+    SettleForReader();
     ForgetRecord();
     memo_.Clear();
     orderStamp_ = 0;
@@ -123,7 +124,28 @@ const ETabulonTag& TreeFillPath::PartOf(const ETabulonTag& tag, std::size_t dept
     return part;
 }
 
-EDataTreeNode* TreeFillPath::Add(const ETabulonTag& tag) {
+void TreeFillPath::File(const ETabulonTag& tag, const ETabulonPrimaryKey& key) {
+    if (isShort_) {
+        throw std::bad_alloc();
+    }
+    Key packed;
+    packed.form = PackKey(key, packed.word);
+    const bool isPlain = packed.form != TreeKeyForm::Whole && !start_.Top().extra_->keepsKeys;
+    EDataTreeNode* const node = Add(tag, isPlain ? &packed : nullptr);
+    if (node == nullptr) {
+        return;
+    }
+    if (isPlain) {
+        // Written without a look at the node, for which the walk would have to wait.
+        node->keyWord_ = packed.word;
+        node->keyForm_ = packed.form;
+    } else {
+        node->SetPrimaryKey(key);
+    }
+}
+
+/// The record's node; null for one that has only hidden values, or that waits with its `key`.
+EDataTreeNode* TreeFillPath::Add(const ETabulonTag& tag, const Key* key) {
     if (!ReadValues(tag) || rungs_.empty() || !start_.IsOnPathOf(tag)) {
         return AddIrregular(tag);
     }
@@ -136,6 +158,13 @@ EDataTreeNode* TreeFillPath::Add(const ETabulonTag& tag) {
             LookAhead(depth);
         }
         if (!sameAsLast) {
+            if (depth + 1 == rungs_.size()) {
+                if (key != nullptr && MayWait(tag)) {
+                    HoldBack(*node, *rungs_[depth].value, *key);
+                    return nullptr;
+                }
+                Settle();  // what is held back came before
+            }
             child = Step(*node, tag, depth);
             if (child == nullptr) {
                 return AddIrregular(tag);
@@ -216,33 +245,105 @@ bool TreeFillPath::IsIdenticalAbove(std::size_t depth) const {
 
 EDataTreeNode* TreeFillPath::MakeChild(EDataTreeNode& node, const ETabulonTag& tag,
                                        std::size_t depth) {
-    const ETabulonTag& part = PartOf(tag, depth + 1);
-    const Newcomer newcomer{&node, &part, rungs_[depth].value, rungs_[depth].level,
-                            depth + 1 == rungs_.size()};
-    /// Whatever making the node runs into.
-    struct Coming {
-        const Newcomer*& here;
-        ~Coming() { here = nullptr; }
-    };
-    const Coming coming{coming_};
-    coming_ = IsIdenticalAbove(depth) && start_.SamePathAs(tag) ? &newcomer : nullptr;
-    return node.NewChild(part, this);
+    const Rung& rung = rungs_[depth];
+    if (IsIdenticalAbove(depth) && start_.SamePathAs(tag) && node.MakesPlainNodes()) {
+        return node.NewChild(rung.level, *rung.value, depth + 1 == rungs_.size(), this);
+    }
+    return node.NewChild(PartOf(tag, depth + 1), this);
 }
 
-void TreeFillPath::SetKey(EDataTreeNode& node, const ETabulonPrimaryKey& key) {
-    std::int64_t word = 0;
-    const TreeKeyForm form = PackKey(key, word);
-    if (form == TreeKeyForm::Whole || start_.Top().extra_->keepsKeys) {
-        node.SetPrimaryKey(key);
-        return;
+// ---------------------------------------------------------------------------------------- lateness
+//
+// Where each record has a leaf of its own, most of a fill would be waiting for memory: for the
+// parent, for its list of children, for the end of that list. Such records are therefore held back,
+// a few at a time, while what they need is on its way. Whoever looks at the tree in between has
+// them filed first.
+
+std::atomic<int> TreeFillPath::lateWalks_{0};
+
+bool TreeFillPath::MayWait(const ETabulonTag& tag) const {
+    const std::size_t depth = rungs_.size() - 1;
+    return !IsRemembered(rungs_[depth]) && IsIdenticalAbove(depth) && start_.SamePathAs(tag);
+}
+
+void TreeFillPath::HoldBack(EDataTreeNode& parent, const ETabulonValue& value, const Key& key) {
+    if (late_.size() == kMostLate) {
+        Settle();
     }
-    // Written without a look at the node, for which the walk would have to wait.
-    node.keyWord_ = word;
-    node.keyForm_ = form;
+    late_.reserve(kMostLate);
+    if (late_.empty()) {
+        start_.Top().extra_->late = this;
+        ++lateWalks_;
+    }
+    __builtin_prefetch(&parent);
+    late_.push_back({&parent, value, key});
+    rungs_.back().node = nullptr;
+    ++rungs_.back().steps;
+}
+
+void TreeFillPath::Settle() {
+    for (const Late& late : late_) {
+        late.parent->children_.LookAhead();
+    }
+    for (const Late& late : late_) {
+        late.parent->children_.LookAtEnd();
+    }
+    while (filed_ < late_.size()) {
+        // One by one: making a node may be foreign code, which may look at the tree.
+        const std::size_t next = filed_++;
+        try {
+            FileLate(late_[next]);
+        } catch (...) {
+            DropLate();
+            throw;
+        }
+    }
+    DropLate();
+}
+
+void TreeFillPath::SettleForReader() noexcept {
+    try {
+        Settle();
+    } catch (...) {
+        isShort_ = true;
+    }
+}
+
+void TreeFillPath::DropLate() noexcept {
+    if (!late_.empty()) {
+        start_.Top().extra_->late = nullptr;
+        --lateWalks_;
+    }
+    late_.clear();
+    filed_ = 0;
+}
+
+void TreeFillPath::FileLate(const Late& late) {
+    const Rung& rung = rungs_.back();
+    EDataTreeNode& parent = *late.parent;
+    EDataTreeNode* node = nullptr;
+    if (parent.children_.IsOnlyOf(rung.level)) {
+        node = parent.children_.FindByValue(late.value);
+        if (node == nullptr && parent.MakesPlainNodes()) {
+            node = parent.NewChild(rung.level, late.value, /*isLeaf=*/true, this);
+        } else if (node != nullptr) {
+            ++rungs_.back().known;
+        }
+    }
+    if (node == nullptr) {
+        ETabulonTag tag;
+        parent.ExtractTag(tag);
+        tag.Slot(rung.level) = late.value;
+        node = parent.AddVChild(tag, this);
+    }
+    Meet(*node);
+    node->keyWord_ = late.key.word;
+    node->keyForm_ = late.key.form;
 }
 
 /// By the general road: for tags with gaps, levels that stand twice, and nodes of other levels.
 EDataTreeNode* TreeFillPath::AddIrregular(const ETabulonTag& tag) {
+    Settle();
     ForgetRecord();
     return start_.AddVChild(sort_.RemoveHiddenValues(tag, kInTree), this);
 }

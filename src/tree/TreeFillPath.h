@@ -4,6 +4,7 @@
 #include "etabulon/tree/EDataTreeNode.h"
 #include "tree/TreeMemo.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -23,8 +24,8 @@ public:
     TreeFillPath(const TreeFillPath&) = delete;
     TreeFillPath& operator=(const TreeFillPath&) = delete;
 
-    /// AddChild of the start node.
-    EDataTreeNode* Add(const ETabulonTag& tag);
+    /// AddChild of the start node, and SetPrimaryKey of what it gives.
+    void File(const ETabulonTag& tag, const ETabulonPrimaryKey& key);
     /// The walk meets the node. Here alone does a walk clear flags.
     void Meet(EDataTreeNode& node) noexcept {
         if (dirty_ != 0 && node.dirty_) {
@@ -37,21 +38,18 @@ public:
     [[nodiscard]] bool HasMetAll() const noexcept { return dirty_ == 0; }
     /// Newcomers get their places at the next look, not at the end of the walk.
     void LeaveWaiting() noexcept { touched_.clear(); }
-    /// SetPrimaryKey of a node below.
-    void SetKey(EDataTreeNode& node, const ETabulonPrimaryKey& key);
     /// The node has newcomers.
     void Touch(EDataTreeNode& node) { touched_.push_back(ERef<EDataTreeNode>::Retain(&node)); }
     [[nodiscard]] const ETabulonSortDesc& Sort() const noexcept { return sort_; }
 
-    /// The child that is being made, where its whole path is the record's to the letter.
-    struct Newcomer {
-        const EDataTreeNode* parent;
-        const ETabulonTag* tag;
-        const ETabulonValue* value;
-        unsigned level;
-        bool isLeaf;
-    };
-    [[nodiscard]] const Newcomer* Coming() const noexcept { return coming_; }
+    /// Files the records that are held back.
+    void Settle();
+    /// The same for somebody who looks at the tree in mid-walk. Without memory the walk fails
+    /// later.
+    void SettleForReader() noexcept;
+    [[nodiscard]] static bool IsAnyLate() noexcept {
+        return lateWalks_.load(std::memory_order_relaxed) != 0;
+    }
 
     /// Nodes are about to go: gives all newcomers their places and forgets the last record, here
     /// and in the refreshes of the same node that this one runs inside of.
@@ -73,6 +71,24 @@ private:
         bool isIdentical = false;  // from below the start to here, the path is the record's
     };
 
+    /// A key as a node keeps it.
+    struct Key {
+        std::int64_t word = 0;
+        TreeKeyForm form{};
+    };
+    /// A record that is held back: its place in the tree is known, its node wasn't looked at.
+    struct Late {
+        EDataTreeNode* parent;
+        ETabulonValue value;
+        Key key;
+    };
+    static constexpr std::size_t kMostLate = 32;
+
+    [[nodiscard]] EDataTreeNode* Add(const ETabulonTag& tag, const Key* key);
+    [[nodiscard]] bool MayWait(const ETabulonTag& tag) const;
+    void HoldBack(EDataTreeNode& parent, const ETabulonValue& value, const Key& key);
+    void FileLate(const Late& late);
+    void DropLate() noexcept;
     [[nodiscard]] EDataTreeNode* AddIrregular(const ETabulonTag& tag);
     [[nodiscard]] bool IsStraight() const;
     void ForgetRecord() noexcept;
@@ -94,7 +110,10 @@ private:
     std::vector<Rung> rungs_;  // of the levels shown, from the top down
     std::vector<ERef<EDataTreeNode>> touched_;
     TreeMemo memo_;
-    const Newcomer* coming_ = nullptr;
+    std::vector<Late> late_;
+    std::size_t filed_ = 0;  // of late_, from the front
+    bool isShort_ = false;   // memory ran out where nothing could be thrown
+    static std::atomic<int> lateWalks_;
     std::size_t dirty_;             // nodes that the walk has still to meet, or more
     std::uint64_t orderStamp_ = 0;  // of rungs_; 0 = to be read
     bool straight_ = false;         // each level once, and the start node among them

@@ -39,6 +39,8 @@ public:
     [[nodiscard]] EDataTreeNode* FindByValue(const ETabulonValue& value);
     [[nodiscard]] EDataTreeNode* FindIrregular(const ETabulonTag& tag) const;
 
+    void LookAtEnd() const noexcept { __builtin_prefetch(waiting_.data() + waiting_.size()); }
+
     void Add(EDataTreeNode* child);
     void Place();
     [[nodiscard]] std::vector<EDataTreeNode*> TakeDirty();

@@ -312,6 +312,35 @@ protected:
     }
 };
 
+// A long walk whose records all have leaves of their own holds some back; nobody must see that.
+TEST(LongFill, ShowsEachRecordBeforeTheNext) {
+    constexpr int kRecords = 600;
+    Sales sales;
+    sales.Delete({1, 2, 3, 4, 5});
+    for (int id = 0; id < kRecords; ++id) {
+        sales.table->Append({1000 + id, std::to_string(id % 7).c_str(), "Rom", id, 1});
+    }
+    for (const bool looksBetween : {true, false}) {
+        EDataTree tree(&sales.cursor, "root", nullptr);
+        sales.meddler.act = [&](int record) {
+            if (looksBetween) {
+                EXPECT_EQ(tree.Root()->LeafCount(), static_cast<std::uint32_t>(record - 1));
+            }
+            if (record == kRecords) {  // with several held back, the nodes of one country go
+                EDataTreeNode* country = tree.Root()->Get(2U);
+                EXPECT_EQ(country->Get(0U)->Size(), 86U);
+                EXPECT_EQ(country->Get(0U)->Get(85U)->PrimaryKey().Position(), 93 + 5);
+                country->Reset();
+            }
+            return StatusOk;
+        };
+        EXPECT_EQ(tree.Fill(), StatusOk);
+        EXPECT_EQ(tree.Root()->LeafCount(), kRecords - 86U);
+        EXPECT_EQ(CheckTree(*tree.Root()) + CheckOrder(*tree.Root(), *tree.SortDesc()), "");
+    }
+    sales.meddler.act = nullptr;
+}
+
 TEST(OwnNodeClass, IsThatOfAllNodes) {
     Sales sales;
     const ETabulonSortDesc sort(sales.levels);

@@ -63,7 +63,7 @@ public:
     [[nodiscard]] unsigned Depth() const noexcept { return depth_; }
     [[nodiscard]] unsigned Size() const noexcept;
     /// The leaves strictly below this node.
-    [[nodiscard]] std::uint32_t LeafCount() const noexcept { return leafCount_; }
+    [[nodiscard]] std::uint32_t LeafCount() const noexcept;
     [[nodiscard]] bool IsRoot() const noexcept { return parent_ == nullptr; }
     [[nodiscard]] bool IsTreeLeaf() const;
     [[nodiscard]] EDataTreeNode* Parent() const noexcept { return parent_; }
@@ -93,10 +93,17 @@ private:
     friend class detail::TreeFillPath;
     struct Extra;
 
+    /// A child by value: its path is the parent's to the letter, and then `value`.
+    EDataTreeNode(EDataTreeNode* parent, unsigned level, const ETabulonValue& value, bool isLeaf);
+
     EDataTreeNode* AddVChild(const ETabulonTag& tag, detail::TreeFillPath* path);
     EDataTreeNode* NewChild(const ETabulonTag& tag, detail::TreeFillPath* path);
-    [[nodiscard]] bool TakeOwnValue(const ETabulonTag& tag);
+    EDataTreeNode* NewChild(unsigned level, const ETabulonValue& value, bool isLeaf,
+                            detail::TreeFillPath* path);
+    EDataTreeNode* TakeChild(EDataTreeNode* child, detail::TreeFillPath* path);
+    [[nodiscard]] bool MakesPlainNodes() const noexcept;
     void FindOwnValue(const ETabulonTag& tag, const ETabulonSortDesc& sort);
+    void SettleLate() const noexcept;
     [[nodiscard]] EDataTreeNode* GetDirect(const ETabulonTag& tag) const;
     [[nodiscard]] bool HasTag(const ETabulonTag& tag) const;
     [[nodiscard]] bool IsOnPathOf(const ETabulonTag& tag) const;

@@ -42,6 +42,10 @@ public:
     [[nodiscard]] bool IsOnlyOf(unsigned level) const noexcept;
     [[nodiscard]] bool HasWaiting() const noexcept;
 
+    /// Ask the memory for what Add will read: first this, and a little later that.
+    void LookAhead() const noexcept;
+    void LookAtEnd() const noexcept;
+
     /// The child that stands for `value` of Level(); null if there is none.
     [[nodiscard]] EDataTreeNode* FindByValue(const ETabulonValue& value) const;
     /// The child that can't be found by value and has this tag.
