@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -49,6 +48,7 @@ private:
 class LevelMenu : public testing::Test {
 protected:
     void Show(const char* letters, const char* hidden) {
+        menu.reset();
         levels = LettersAsLevels(letters, screen);
         sort = MakeRef<ETabulonSortDesc>(levels);
         Hide(*sort, letters, hidden);
@@ -82,35 +82,25 @@ protected:
 };
 
 TEST_F(LevelMenu, OffersEachOrderOfTheFirstThree) {
-    struct Row {
-        const char* levels;
-        const char* hidden;
-        std::vector<std::string> entries;
-        int height;
+    static const char* const kRows[][4] = {
+        {"a", "", "a|", "21"},
+        {"ab", "", "a b|b a|", "38"},
+        {"abc", "", "a b c|a c b|b a c|b c a|c a b|c b a|", "55"},
+        {"abc", "ac", "b (a) (c)|", "21"},
+        {"abcd", "bc", "a d (b) (c)|d a (b) (c)|", "38"},
+        {"abcde", "a", "b c d e (a)|b d c e (a)|c b d e (a)|c d b e (a)|d b c e (a)|d c b e (a)|",
+         "55"},
     };
-    static const Row kRows[] = {
-        {"a", "", {"a"}, 21},
-        {"ab", "", {"a b", "b a"}, 38},
-        {"abc", "", {"a b c", "a c b", "b a c", "b c a", "c a b", "c b a"}, 55},
-        {"abc", "ac", {"b (a) (c)"}, 21},
-        {"abcd",
-         "b",
-         {"a c d (b)", "a d c (b)", "c a d (b)", "c d a (b)", "d a c (b)", "d c a (b)"},
-         55},
-        {"abcde",
-         "a",
-         {"b c d e (a)", "b d c e (a)", "c b d e (a)", "c d b e (a)", "d b c e (a)", "d c b e (a)"},
-         55},
-    };
-    for (const Row& row : kRows) {
-        Show(row.levels, row.hidden);
-        std::vector<std::string> entries;
+    for (const auto& [letters, hidden, entries, height] : kRows) {
+        Show(letters, hidden);
+        std::string offered;
+        unsigned next = 456;
         for (const unsigned command : factory.commands) {
-            EXPECT_EQ(command, 456 + entries.size());
-            entries.push_back(Choose(command));
+            EXPECT_EQ(command, next++);
+            offered += Choose(command) + "|";
         }
-        EXPECT_EQ(entries, row.entries) << row.levels << " without " << row.hidden;
-        EXPECT_EQ(Height(), row.height) << row.levels << " without " << row.hidden;
+        EXPECT_EQ(offered, entries);
+        EXPECT_EQ(std::to_string(Height()), height) << letters << " without " << hidden;
     }
 }
 
@@ -124,26 +114,24 @@ TEST_F(LevelMenu, DrawsTheChainOfAnEntry) {
     Show("ab", "");
     surface.SetOrigin({1, 3});
     surface.TakeLog();
-    const auto texts = [](const char* fill, const char* colour) {
-        const std::string set = std::string("colour ") + colour + "; ";
-        return std::string("fill 0,0,120,54 ") + fill + "; " + set + "text 'b' 0,0,120,16 0; " +
-               set + "text 'a' 0,16,120,32 0; ";
+    struct Row {
+        unsigned state;
+        std::string fill;
+        std::string text;
     };
-    const auto hex = [this](IScreen::SystemColour which) {
-        char text[9];
-        std::snprintf(text, sizeof text, "%x", static_cast<unsigned>(screen.Colour(which)));
-        return std::string(text);
+    static const Row kRows[] = {
+        {0, "f0f0f0; ", "0; "},
+        {1, "d77800; ", "ffffff; "},
+        {0x102, "f0f0f0; ", "0; "},
+        {0x11, "d77800; ", "ffffff; "},
     };
-    for (const unsigned state : {0U, 1U, 0x102U, 0x11U}) {
-        const bool selected = (state & 1) != 0;
-        const std::string fill =
-            hex(selected ? IScreen::ColourHighlight : IScreen::ColourButtonFace);
-        const std::string text =
-            hex(selected ? IScreen::ColourHighlightText : IScreen::ColourMenuText);
-        EXPECT_EQ(Draw(457, state), "clip 4,37,124,75; fill 5,40,125,78 " + fill +
-                                        "; origin -4,-39; " + texts(fill.c_str(), text.c_str()) +
-                                        "origin 1,3; line 5,77,125,77 0; ")
-            << state;
+    for (const Row& row : kRows) {
+        EXPECT_EQ(Draw(457, row.state),
+                  "clip 4,37,124,75; fill 5,40,125,78 " + row.fill +
+                      "origin -4,-39; fill 0,0,120,54 " + row.fill + "colour " + row.text +
+                      "text 'b' 0,0,120,16 0; colour " + row.text +
+                      "text 'a' 0,16,120,32 0; origin 1,3; line 5,77,125,77 0; ")
+            << row.state;
     }
     EXPECT_EQ(Order(*sort), "a b");
     EXPECT_EQ(sort->Notifiers().Size(), 0U);
