@@ -70,6 +70,9 @@ void ETabulonSelectLevelCtrl::AttachDataTreeCtrl(EDataTreeCtrl* ctrl) {
         return;
     }
     E_EXPECTS(ctrl->InitDone());
+    // Deliberate: a control without levels begins anew with the tree's, and is thus filled even if
+    // it was on the tree's description already; screens count on a chain after their first tree.
+    // FirstTreeFillsInAnyCase holds it.
     if (levels_ == nullptr) {
         Init(&ctrl->SortDesc()->AvailableLevels());
     }

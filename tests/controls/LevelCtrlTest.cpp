@@ -180,6 +180,15 @@ TEST_F(LevelCtrlOfATree, ShowsItsOrderAndFillsItAgain) {
     EXPECT_EQ(levelView.Items(), "-country{city}");
 }
 
+TEST_F(LevelCtrlOfATree, FirstTreeFillsInAnyCase) {
+    levelCtrl.AttachSortDesc(ctrl->SortDesc());
+    EXPECT_EQ(levelView.TakeLog("delete"), "delete all; ");
+    levelCtrl.AttachDataTreeCtrl(ctrl.get());
+    EXPECT_EQ(levelView.TakeLog("delete"), "delete all; ");
+    levelCtrl.AttachDataTreeCtrl(ctrl.get());
+    EXPECT_EQ(levelView.TakeLog("delete"), "");
+}
+
 TEST_F(LevelCtrlOfATree, MoveDuringAFillCancelsItAndFillsInTheNewOrder) {
     levelCtrl.AttachDataTreeCtrl(ctrl.get());
     Gate gate;

@@ -112,6 +112,7 @@ TEST_F(LevelMenu, HiddenLevelsStandLast) {
 
 TEST_F(LevelMenu, DrawsTheChainOfAnEntry) {
     Show("ab", "");
+    EXPECT_NE(Draw(456).find("text 'a'"), std::string::npos);  // no change of the copy fills it
     surface.SetOrigin({1, 3});
     surface.TakeLog();
     struct Row {
