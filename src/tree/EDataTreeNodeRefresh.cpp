@@ -140,6 +140,7 @@ CursorStatus EDataTreeFiller::OnMove(const ETabulonCursor& cursor) {
             node->SetPrimaryKey(cursor.PrimaryKey());
         }
     } else {
+        path_->Look(tag);
         path_->File(tag, cursor.PrimaryKey());
     }
     return StatusOk;

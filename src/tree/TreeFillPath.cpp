@@ -128,6 +128,9 @@ void TreeFillPath::File(const ETabulonTag& tag, const ETabulonPrimaryKey& key) {
     if (isShort_) {
         throw std::bad_alloc();
     }
+    if (orderStamp_ == 0) {
+        Look(tag);  // nodes went since
+    }
     Key packed;
     packed.form = PackKey(key, packed.word);
     const bool isPlain = packed.form != TreeKeyForm::Whole && !start_.Top().extra_->keepsKeys;
@@ -144,35 +147,38 @@ void TreeFillPath::File(const ETabulonTag& tag, const ETabulonPrimaryKey& key) {
     }
 }
 
+void TreeFillPath::Look(const ETabulonTag& tag) {
+    isStraightRecord_ = ReadValues(tag) && !rungs_.empty() && start_.IsOnPathOf(tag);
+    if (!isStraightRecord_) {
+        return;
+    }
+    same_ = start_.depth_;
+    while (same_ < rungs_.size() && StandsStill(same_)) {
+        ++same_;
+    }
+    LookAhead(same_);
+}
+
 /// The record's node; null for one that has only hidden values, or that waits with its `key`.
 EDataTreeNode* TreeFillPath::Add(const ETabulonTag& tag, const Key* key) {
-    if (!ReadValues(tag) || rungs_.empty() || !start_.IsOnPathOf(tag)) {
+    if (!isStraightRecord_) {
         return AddIrregular(tag);
     }
-    EDataTreeNode* node = &start_;
-    bool sameAsLast = true;
-    for (std::size_t depth = start_.depth_; depth < rungs_.size(); ++depth) {
-        EDataTreeNode* child = rungs_[depth].node;
-        if (sameAsLast && !(child != nullptr && StandsStill(child, depth))) {
-            sameAsLast = false;
-            LookAhead(depth);
-        }
-        if (!sameAsLast) {
-            if (depth + 1 == rungs_.size()) {
-                if (key != nullptr && MayWait(tag)) {
-                    HoldBack(*node, *rungs_[depth].value, *key);
-                    return nullptr;
-                }
-                Settle();  // what is held back came before
+    EDataTreeNode* node = same_ == start_.depth_ ? &start_ : rungs_[same_ - 1].node;
+    for (std::size_t depth = same_; depth < rungs_.size(); ++depth) {
+        if (depth + 1 == rungs_.size()) {
+            if (key != nullptr && MayWait(tag)) {
+                HoldBack(*node, *rungs_[depth].value, *key);
+                return nullptr;
             }
-            child = Step(*node, tag, depth);
-            if (child == nullptr) {
-                return AddIrregular(tag);
-            }
-            Meet(*child);
-            rungs_[depth].node = child;
+            Settle();  // what is held back came before
         }
-        node = child;
+        node = Step(*node, tag, depth);
+        if (node == nullptr) {
+            return AddIrregular(tag);
+        }
+        Meet(*node);
+        rungs_[depth].node = node;
     }
     return node;
 }
@@ -197,13 +203,14 @@ void TreeFillPath::LookAhead(std::size_t depth) {
 }
 
 /// The node of the last record is this one's too.
-bool TreeFillPath::StandsStill(const EDataTreeNode* child, std::size_t depth) {
-    const ETabulonValue& value = *rungs_[depth].value;
-    if (!(child->value_ == value)) {
+bool TreeFillPath::StandsStill(std::size_t depth) {
+    Rung& rung = rungs_[depth];
+    const EDataTreeNode* node = rung.node;
+    if (node == nullptr || !(node->value_ == *rung.value)) {
         return false;
     }
-    rungs_[depth].isIdentical =
-        IsIdenticalAbove(depth) && !child->ownsTag_ && child->value_.IsIdenticalTo(value);
+    rung.isIdentical =
+        IsIdenticalAbove(depth) && !node->ownsTag_ && node->value_.IsIdenticalTo(*rung.value);
     return true;
 }
 

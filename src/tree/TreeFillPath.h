@@ -24,7 +24,9 @@ public:
     TreeFillPath(const TreeFillPath&) = delete;
     TreeFillPath& operator=(const TreeFillPath&) = delete;
 
-    /// AddChild of the start node, and SetPrimaryKey of what it gives.
+    /// Asks the memory for what File of the same tag will read.
+    void Look(const ETabulonTag& tag);
+    /// AddChild of the start node, and SetPrimaryKey of what it gives. Requires Look before it.
     void File(const ETabulonTag& tag, const ETabulonPrimaryKey& key);
     /// The walk meets the node. Here alone does a walk clear flags.
     void Meet(EDataTreeNode& node) noexcept {
@@ -96,7 +98,7 @@ private:
     [[nodiscard]] bool ReadValues(const ETabulonTag& tag);
     void LookAhead(std::size_t depth);
     [[nodiscard]] bool IsRemembered(const Rung& rung) const noexcept;
-    [[nodiscard]] bool StandsStill(const EDataTreeNode* child, std::size_t depth);
+    [[nodiscard]] bool StandsStill(std::size_t depth);
     [[nodiscard]] EDataTreeNode* Step(EDataTreeNode& node, const ETabulonTag& tag,
                                       std::size_t depth);
     [[nodiscard]] bool IsIdenticalAbove(std::size_t depth) const;
@@ -110,6 +112,8 @@ private:
     std::vector<Rung> rungs_;  // of the levels shown, from the top down
     std::vector<ERef<EDataTreeNode>> touched_;
     TreeMemo memo_;
+    std::size_t same_ = 0;           // so many rungs are the last record's
+    bool isStraightRecord_ = false;  // the record has a value for each rung
     std::vector<Late> late_;
     std::size_t filed_ = 0;  // of late_, from the front
     bool isShort_ = false;   // memory ran out where nothing could be thrown
