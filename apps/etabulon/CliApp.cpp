@@ -4,6 +4,7 @@
 #include "apps/etabulon/CliOutput.h"
 #include "apps/etabulon/CliSuggest.h"
 #include "apps/etabulon/CliUtf8.h"
+#include "apps/etabulon/EditCommand.h"
 #include "apps/etabulon/GridCommand.h"
 #include "apps/etabulon/LevelsCommand.h"
 #include "apps/etabulon/ScoreCommand.h"
@@ -34,6 +35,7 @@ std::vector<std::unique_ptr<CliCommand>> MakeCommands() {
     commands.push_back(std::make_unique<TreeCommand>());
     commands.push_back(std::make_unique<GridCommand>());
     commands.push_back(std::make_unique<ScoreCommand>());
+    commands.push_back(std::make_unique<EditCommand>());
     return commands;
 }
 
@@ -118,9 +120,9 @@ CliExit EndParse(const CLI::App& app, const std::vector<std::unique_ptr<CliComma
     return EndOutput(output, CliExit::Done);
 }
 
-/// The arguments as the parser takes them, from the last to the first. It would give `--at=` the
-/// next argument as its text instead of none.
-std::vector<std::string> Reversed(int argc, const char* const* argv) {
+/// The arguments as the parser takes them: it would give `--at=` the next argument as its text
+/// instead of none.
+std::vector<std::string> Arguments(int argc, const char* const* argv) {
     std::vector<std::string> arguments;
     bool areOptionsOver = false;
     for (int index = 1; index < argc; ++index) {
@@ -136,8 +138,21 @@ std::vector<std::string> Reversed(int argc, const char* const* argv) {
             arguments.emplace_back();
         }
     }
-    std::reverse(arguments.begin(), arguments.end());
     return arguments;
+}
+
+/// Lets the command that is named take its own.
+void LetTake(std::vector<std::string>& arguments,
+             const std::vector<std::unique_ptr<CliCommand>>& commands) {
+    for (const auto& command : commands) {
+        if (!arguments.empty() && arguments.front() == command->Name()) {
+            std::vector<std::string> own(arguments.begin() + 1, arguments.end());
+            command->TakeArguments(own);
+            arguments.resize(1);
+            arguments.insert(arguments.end(), own.begin(), own.end());
+            return;
+        }
+    }
 }
 
 }  // namespace
@@ -153,7 +168,10 @@ int RunEtabulon(int argc, const char* const* argv, CliInstallLocale installLocal
         command->Declare(*app.add_subcommand(command->Name(), command->Description()));
     }
     try {
-        std::vector<std::string> arguments = Reversed(argc, argv);
+        std::vector<std::string> arguments = Arguments(argc, argv);
+        LetTake(arguments, commands);
+        // The parser takes them from the last to the first.
+        std::reverse(arguments.begin(), arguments.end());
         app.parse(arguments);
     } catch (const CLI::ParseError& error) {
         return static_cast<int>(EndParse(app, commands, error));

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace CLI {
 class App;
@@ -39,6 +40,8 @@ public:
     [[nodiscard]] virtual const char* Description() const = 0;
     /// Declares the options, which are stored in this.
     virtual void Declare(CLI::App& app) = 0;
+    /// Takes out what the parser isn't to see. `arguments` are those behind the command's name.
+    virtual void TakeArguments(std::vector<std::string>& /*arguments*/) {}
     /// False with `failure`.
     [[nodiscard]] virtual bool Run(CliEnvironment& environment, CliFailure& failure) = 0;
 };

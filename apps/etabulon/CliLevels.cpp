@@ -72,26 +72,26 @@ EVariant ValueOfType(int type, std::uint16_t size, const std::string& text) {
     return EVariant::FromText(code, size, Chaine(text));
 }
 
-bool ReadValue(const CliLevel& level, const CliPlaceChoice& place, ETabulonValue& value,
-               CliFailure& failure) {
-    if (!place.isQuoted && place.value == "NULL") {
+}  // namespace
+
+bool ReadValue(const CliVariable& variable, std::string_view what, const CliWordChoice& word,
+               ETabulonValue& value, CliFailure& failure) {
+    if (!word.isQuoted && word.text == "NULL") {
         return true;
     }
-    const int type = level.data.variable->TypeCode();
+    const int type = variable.variable->TypeCode();
     const EVariant data =
-        ValueOfType(type, static_cast<std::uint16_t>(level.data.variable->Size()), place.value);
+        ValueOfType(type, static_cast<std::uint16_t>(variable.variable->Size()), word.text);
     if (data.IsMissing()) {
         return failure.Set(
             CliExit::Failed,
-            fmt::format("{} is no value of level {}, whose type is {}{}", Quoted(place.value),
-                        Quoted(level.data.shown), TypeName(type),
-                        place.value.empty() ? "; NULL is written in capitals" : ""));
+            fmt::format("{} is no value of {} {}, whose type is {}{}", Quoted(word.text), what,
+                        Quoted(variable.shown), TypeName(type),
+                        word.text.empty() ? "; NULL is written in capitals" : ""));
     }
     value = ETabulonValue(data, Chaine(), false);
     return true;
 }
-
-}  // namespace
 
 bool MakeLevels(const CliDictionary& dictionary, const ESqlTableInfo& table, std::string_view text,
                 CliLevels& levels, CliFailure& failure) {
@@ -120,6 +120,21 @@ bool MakeLevels(const CliDictionary& dictionary, const ESqlTableInfo& table, std
     return true;
 }
 
+bool FindOrAddLevel(const CliDictionary& dictionary, const ESqlTableInfo& table,
+                    const CliPath& data, const std::string& shown, CliLevels& levels,
+                    unsigned int& id, CliFailure& failure) {
+    CliVariable variable;
+    if (!dictionary.FindVariable(table, data, variable, failure)) {
+        return false;
+    }
+    if (const CliLevel* const level = FindLevel(levels, variable)) {
+        id = IdOf(levels, *level);
+        return true;
+    }
+    id = static_cast<unsigned int>(levels.all.size());
+    return MakeLevels(dictionary, table, shown, levels, failure);
+}
+
 bool MakeTag(const CliDictionary& dictionary, const ESqlTableInfo& table, const CliLevels& levels,
              std::string_view text, ETabulonTag& tag, CliFailure& failure) {
     std::vector<CliPlaceChoice> places;
@@ -141,7 +156,7 @@ bool MakeTag(const CliDictionary& dictionary, const ESqlTableInfo& table, const 
                                                            Quoted(level->data.shown)));
         }
         ETabulonValue value;
-        if (!ReadValue(*level, place, value, failure)) {
+        if (!ReadValue(level->data, "level", {place.value, place.isQuoted}, value, failure)) {
             return false;
         }
         tag.SetValue(id, value);

@@ -30,8 +30,17 @@ struct CliLevels {
 [[nodiscard]] bool MakeLevels(const CliDictionary& dictionary, const ESqlTableInfo& table,
                               std::string_view text, CliLevels& levels, CliFailure& failure);
 
-/// The place among `levels` that `text` names: values as their variables' types have them, NULL
-/// without quotes for a missing one.
+/// A value as the variable's type has it; null for NULL without quotes. `what` it is of.
+[[nodiscard]] bool ReadValue(const CliVariable& variable, std::string_view what,
+                             const CliWordChoice& word, ETabulonValue& value, CliFailure& failure);
+
+/// The level of these data, and its identifier; a new one, as it is written in `shown`, if there is
+/// none.
+[[nodiscard]] bool FindOrAddLevel(const CliDictionary& dictionary, const ESqlTableInfo& table,
+                                  const CliPath& data, const std::string& shown, CliLevels& levels,
+                                  unsigned int& id, CliFailure& failure);
+
+/// The place that `text` names, whose levels must be among `levels`: values as ReadValue has them.
 [[nodiscard]] bool MakeTag(const CliDictionary& dictionary, const ESqlTableInfo& table,
                            const CliLevels& levels, std::string_view text, ETabulonTag& tag,
                            CliFailure& failure);

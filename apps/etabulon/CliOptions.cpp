@@ -57,11 +57,16 @@ void CliSourceOptions::Declare(CLI::App& app) {
 }
 
 std::unique_ptr<ESqliteSource> CliSourceOptions::Open(CliFailure& failure) const {
+    return Open(ESqlOpenMode::ReadOnly, failure);
+}
+
+std::unique_ptr<ESqliteSource> CliSourceOptions::Open(ESqlOpenMode mode,
+                                                      CliFailure& failure) const {
     char separator = 0;
     if (!separator_.empty()) {
         separator = separator_ == "tab" ? '\t' : separator_.front();
     }
-    return OpenSource(path, separator, failure);
+    return OpenSource(path, separator, mode, failure);
 }
 
 void CliLevelOptions::Declare(CLI::App& app) {

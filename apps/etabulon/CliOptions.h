@@ -4,6 +4,7 @@
 #include "apps/etabulon/CliFailure.h"
 #include "apps/etabulon/CliWriter.h"
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,12 +13,15 @@
 namespace etabulon {
 
 class ESqliteSource;
+enum class ESqlOpenMode : std::uint8_t;
 
 /// SOURCE, TABLE and what it takes to read them.
 class CliSourceOptions {
 public:
     void Declare(CLI::App& app);
+    /// For reading only.
     [[nodiscard]] std::unique_ptr<ESqliteSource> Open(CliFailure& failure) const;
+    [[nodiscard]] std::unique_ptr<ESqliteSource> Open(ESqlOpenMode mode, CliFailure& failure) const;
 
     std::string path;
     std::string table;  // empty if not given

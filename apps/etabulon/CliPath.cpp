@@ -6,12 +6,16 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
+#include <utility>
 
 namespace etabulon {
 namespace {
 
 constexpr std::string_view kBackwardText = "\xC2\xBB";  // » in UTF-8
 constexpr std::string_view kBlanks = " \t";
+constexpr std::array<std::pair<std::string_view, CliEditKind>, 3> kEditWords = {
+    {{"set", CliEditKind::Set}, {"insert", CliEditKind::Insert}, {"delete", CliEditKind::Delete}}};
 
 std::string_view Trimmed(std::string_view text) {
     const std::size_t first = text.find_first_not_of(kBlanks);
@@ -19,6 +23,34 @@ std::string_view Trimmed(std::string_view text) {
         return {};
     }
     return text.substr(first, text.find_last_not_of(kBlanks) + 1 - first);
+}
+
+/// Where the first edit of a script ends: at the first line end outside of quotes. A quote opens a
+/// text only where a name or value may begin.
+std::size_t EndOfEdit(std::string_view text) {
+    std::size_t place = std::min(text.find_first_not_of(kBlanks), text.size());
+    if (place < text.size() && text[place] == '#') {
+        return std::min(text.find('\n'), text.size());
+    }
+    place = std::min(text.find_first_of(" \t\n", place), text.size());
+    bool mayOpen = true;
+    bool isInQuotes = false;
+    for (; place < text.size(); ++place) {
+        const char c = text[place];
+        if (isInQuotes) {
+            isInQuotes = c != '"';
+            // A doubled quote opens again at once.
+            mayOpen = !isInQuotes;
+        } else if (c == '\n') {
+            return place;
+        } else if (c == '"' && mayOpen) {
+            isInQuotes = true;
+        } else if (kBlanks.find(c) == std::string_view::npos) {
+            constexpr std::string_view kStarts = ",:=>.\xBB";  // the last one ends a »
+            mayOpen = kStarts.find(c) != std::string_view::npos;
+        }
+    }
+    return text.size();
 }
 
 /// Goes through the text of an option from the left.
@@ -144,6 +176,25 @@ bool Scanner::ReadPath(std::string_view stops, CliPath& path) {
     return true;
 }
 
+/// Stops in front of one of `ends` too.
+bool ReadPlace(Scanner& scanner, const std::string& ends, CliPlaceChoice& place) {
+    if (!scanner.ReadPath("=" + ends, place.path)) {
+        return false;
+    }
+    if (!scanner.Take('=')) {
+        return scanner.Fail(fmt::format(
+            "{} has no value (level=value; a comma in a value needs double quotes around it)",
+            Quoted(place.path.shown)));
+    }
+    CliWordChoice word;
+    if (!scanner.ReadWord(ends, word)) {
+        return false;
+    }
+    place.value = std::move(word.text);
+    place.isQuoted = word.isQuoted;
+    return true;
+}
+
 /// Reads items up to the end with commas between them.
 template <class Item, class ReadItem>
 bool ReadList(std::string_view text, CliFailure& failure, std::vector<Item>& items, ReadItem read) {
@@ -185,21 +236,7 @@ bool ParsePaths(std::string_view text, std::vector<CliPath>& paths, CliFailure& 
 
 bool ParsePlaces(std::string_view text, std::vector<CliPlaceChoice>& places, CliFailure& failure) {
     return ReadList(text, failure, places, [](Scanner& scanner, CliPlaceChoice& place) {
-        if (!scanner.ReadPath("=,", place.path)) {
-            return false;
-        }
-        if (!scanner.Take('=')) {
-            return scanner.Fail(fmt::format(
-                "{} has no value (level=value; a comma in a value needs double quotes around it)",
-                Quoted(place.path.shown)));
-        }
-        CliWordChoice word;
-        if (!scanner.ReadWord(",", word)) {
-            return false;
-        }
-        place.value = std::move(word.text);
-        place.isQuoted = word.isQuoted;
-        return true;
+        return ReadPlace(scanner, ",", place);
     });
 }
 
@@ -207,6 +244,96 @@ bool ParseWords(std::string_view text, std::vector<CliWordChoice>& words, CliFai
     return ReadList(text, failure, words, [](Scanner& scanner, CliWordChoice& word) {
         return scanner.ReadWord(",", word);
     });
+}
+
+bool ParseEdit(CliEditKind kind, std::string_view text, CliEditChoice& edit, CliFailure& failure) {
+    edit = {};
+    edit.kind = kind;
+    if (kind != CliEditKind::Set) {
+        return ParsePlaces(text, edit.places, failure) &&
+               (!edit.places.empty() ||
+                failure.Set(CliExit::Usage,
+                            fmt::format("{} needs a place: level=value", Quoted(WordOf(kind)))));
+    }
+    Scanner scanner(text, failure);
+    scanner.SkipBlanks();
+    if (!scanner.Take(':')) {
+        do {
+            if (!ReadPlace(scanner, ",:", edit.places.emplace_back())) {
+                return false;
+            }
+        } while (scanner.Take(','));
+        if (!scanner.Take(':')) {
+            return scanner.Fail("behind the place : and column=value are missing");
+        }
+    }
+    if (!scanner.ReadPath("=,", edit.column)) {
+        return false;
+    }
+    if (!scanner.Take('=')) {
+        return scanner.Fail(
+            fmt::format("column {} has no value (column=value)", Quoted(edit.column.shown)));
+    }
+    if (!scanner.ReadWord(",", edit.value)) {
+        return false;
+    }
+    return scanner.IsAtEnd() ||
+           scanner.Fail(
+               "there is more behind the value (a comma in it needs double quotes "
+               "around it; each column has a set of its own)");
+}
+
+std::string_view WordOf(CliEditKind kind) noexcept {
+    for (const auto& [word, known] : kEditWords) {
+        if (known == kind) {
+            return word;
+        }
+    }
+    return {};
+}
+
+bool SplitScript(std::string_view text, std::vector<CliScriptEdit>& edits, std::size_t& line,
+                 CliFailure& failure) {
+    line = 0;
+    for (std::size_t next = 1; !text.empty(); line = next) {
+        line = next;
+        const std::size_t end = EndOfEdit(text);
+        std::string_view edit = text.substr(0, end);
+        next += 1 + static_cast<std::size_t>(std::count(edit.begin(), edit.end(), '\n'));
+        text.remove_prefix(std::min(text.size(), end + 1));
+        if (!edit.empty() && edit.back() == '\r') {
+            edit.remove_suffix(1);
+        }
+        edit = Trimmed(edit);
+        if (edit.empty() || edit.front() == '#') {
+            continue;
+        }
+        const std::string_view word = edit.substr(0, edit.find_first_of(kBlanks));
+        const auto* const known =
+            std::find_if(kEditWords.begin(), kEditWords.end(),
+                         [word](const auto& each) { return each.first == word; });
+        if (known == kEditWords.end()) {
+            return failure.Set(
+                CliExit::Usage,
+                fmt::format("an edit begins with set, insert or delete, not {}", Quoted(word)));
+        }
+        edits.push_back({line, std::string(Trimmed(edit.substr(word.size()))), known->second});
+    }
+    return true;
+}
+
+std::string WrittenWord(std::string_view text) {
+    const bool isPlain = text == Trimmed(text) && text != "NULL" && !text.starts_with('#') &&
+                         text.find_first_of("\",:>=\n\r") == std::string_view::npos &&
+                         text.find(kBackwardText) == std::string_view::npos;
+    if (isPlain) {
+        return std::string(text);
+    }
+    std::string written = "\"";
+    for (const char c : text) {
+        written.append(c == '"' ? 2 : 1, c);
+    }
+    return written + '"';
 }
 
 }  // namespace etabulon

@@ -2,6 +2,8 @@
 
 #include "apps/etabulon/CliFailure.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -43,6 +45,23 @@ struct CliWordChoice {
     bool isQuoted = false;
 };
 
+enum class CliEditKind : std::uint8_t { Set = 0, Insert = 1, Delete = 2 };
+
+/// An edit as written: `place:column=value`, or only a place for an insert or a delete.
+struct CliEditChoice {
+    CliEditKind kind = CliEditKind::Set;
+    std::vector<CliPlaceChoice> places;
+    CliPath column;
+    CliWordChoice value;
+};
+
+/// An edit of a script, and the line that it begins on.
+struct CliScriptEdit {
+    std::size_t line = 0;
+    std::string text;  // behind the word that tells the kind
+    CliEditKind kind = CliEditKind::Set;
+};
+
 /// Read what `--levels`, `--columns`, `--at` and `--drill` are given: lists with commas. Blanks
 /// around names and values don't count. A name or value that holds what has a meaning here stands
 /// in double quotes, its own quotes doubled. A blank list is empty.
@@ -54,5 +73,20 @@ struct CliWordChoice {
                                CliFailure& failure);
 [[nodiscard]] bool ParseWords(std::string_view text, std::vector<CliWordChoice>& words,
                               CliFailure& failure);
+
+/// Reads what `--set`, `--insert` and `--delete` are given. Only a set may be without a place: what
+/// concerns all records is to be meant.
+[[nodiscard]] bool ParseEdit(CliEditKind kind, std::string_view text, CliEditChoice& edit,
+                             CliFailure& failure);
+/// Parts a script into its edits: `set`, `insert` or `delete` and what that option is given, one a
+/// line. Line ends in quotes are part of a text; blank lines and those that begin with # don't
+/// count. `line` is that of a failure.
+[[nodiscard]] bool SplitScript(std::string_view text, std::vector<CliScriptEdit>& edits,
+                               std::size_t& line, CliFailure& failure);
+/// The word that begins an edit's line.
+[[nodiscard]] std::string_view WordOf(CliEditKind kind) noexcept;
+
+/// A name or value as it is to be written so that it is read as this text.
+[[nodiscard]] std::string WrittenWord(std::string_view text);
 
 }  // namespace etabulon

@@ -90,13 +90,13 @@ public:
 private:
     void PutTag(const ETabulonTag& tag) {
         for (unsigned level = 0; level < levelCount_; ++level) {
-            const ETabulonValue& value = tag.Value(level);
-            if (value.IsNull()) {
+            const ETabulonValue* const value = tag.Find(level);  // an inserted record may lack it
+            if (value == nullptr || value->IsNull()) {
                 writer_.Cell({});
             } else if (hasLabel_[level]) {
-                writer_.Cell(CliCellMaker::Of(value.DisplayValue().View()));
+                writer_.Cell(CliCellMaker::Of(value->DisplayValue().View()));
             } else {
-                writer_.Cell(maker_.Of(value.Data()));
+                writer_.Cell(maker_.Of(value->Data()));
             }
         }
     }

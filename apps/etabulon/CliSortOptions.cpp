@@ -12,31 +12,6 @@ namespace {
 
 constexpr unsigned int kNoLevel = static_cast<unsigned int>(-1);
 
-unsigned int FindLevel(const CliLevels& levels, const CliVariable& data) {
-    for (unsigned int id = 0; id < levels.all.size(); ++id) {
-        if (levels.all[id].data.code == data.code) {
-            return id;
-        }
-    }
-    return kNoLevel;
-}
-
-/// The level of these data; a new one, as it is written in `shown`, if there is none.
-bool FindOrAddLevel(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                    const CliPath& data, const std::string& shown, CliLevels& levels,
-                    unsigned int& id, CliFailure& failure) {
-    CliVariable variable;
-    if (!dictionary.FindVariable(table, data, variable, failure)) {
-        return false;
-    }
-    id = FindLevel(levels, variable);
-    if (id != kNoLevel) {
-        return true;
-    }
-    id = static_cast<unsigned int>(levels.all.size());
-    return MakeLevels(dictionary, table, shown, levels, failure);
-}
-
 bool AddNamedLevels(const CliDictionary& dictionary, const ESqlTableInfo& table,
                     std::string_view named, std::string_view option, CliResultLevels& result,
                     CliFailure& failure) {

@@ -109,7 +109,7 @@ std::string TextOf(const ESqlError& error, const std::string& path) {
 }  // namespace
 
 std::unique_ptr<ESqliteSource> OpenSource(const std::string& path, char separator,
-                                          CliFailure& failure) {
+                                          ESqlOpenMode mode, CliFailure& failure) {
     std::string start;
     if (!ReadStart(path, start, failure)) {
         return nullptr;
@@ -117,7 +117,7 @@ std::unique_ptr<ESqliteSource> OpenSource(const std::string& path, char separato
     ESqlError error;
     std::unique_ptr<ESqliteSource> source;
     if (start.starts_with(kSqliteMagic)) {
-        source = ESqliteSource::Open(Chaine(path), ESqlOpenMode::ReadOnly, error);
+        source = ESqliteSource::Open(Chaine(path), mode, error);
     } else if (start.empty()) {
         failure.Set(CliExit::Failed, fmt::format("{} is empty", Quoted(path)));
         return nullptr;
@@ -125,6 +125,11 @@ std::unique_ptr<ESqliteSource> OpenSource(const std::string& path, char separato
         failure.Set(CliExit::Failed, fmt::format("{} is neither an SQLite database nor a table of "
                                                  "text (CSV): it holds other binary data",
                                                  Quoted(path)));
+        return nullptr;
+    } else if (mode != ESqlOpenMode::ReadOnly) {
+        failure.Set(CliExit::Failed,
+                    fmt::format("{} is a table of text: edits of it can be shown, not saved",
+                                Quoted(path)));
         return nullptr;
     } else {
         ECsvOptions options;

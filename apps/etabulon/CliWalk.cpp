@@ -9,6 +9,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <set>
 
 namespace etabulon {
@@ -75,12 +76,57 @@ std::string ShownTable(const CliWalkContext& context) {
                        Quoted(context.dictionary.Source().Location().View()));
 }
 
+/// Walks all records of its source and lets those of the place through: edits may have moved
+/// records there, which the source, looking only there, doesn't meet.
+class MovedRecords final : public ETabulonCursorRelay {
+public:
+    using ETabulonCursorRelay::ETabulonCursorRelay;
+
+protected:
+    CursorStatus Reset(const ETabulonTag& /*tag*/) override {
+        const CursorStatus status = CallReset(ETabulonTag::Null);
+        return status == StatusRefused ? CallGetNext() : status;
+    }
+    CursorStatus GetNext() override { return CallGetNext(); }
+    [[nodiscard]] bool IsInFilter() const override { return ETabulonCursor::IsInFilter(); }
+};
+
+bool MovesRecords(const ETabulonPendingChanges& changes, const ETabulonLevels& levels) {
+    const auto updates = changes.Script(ETabulonPendingChanges::Update);
+    return std::any_of(updates.begin(), updates.end(), [&levels](const auto& update) {
+        for (unsigned int place = 0; place < levels.Size(); ++place) {
+            if (levels.GetLevel(levels.GetLevelID(place)).DataID() == update.VarDataID()) {
+                return true;
+            }
+        }
+        return false;
+    });
+}
+
 }  // namespace
 
 void CliCursor::ResetCancel() {
     ETabulonCursorSql::ResetCancel();
-    if (interrupt_.IsRaised()) {
+    if (IsInterrupted()) {
         Cancel();
+    }
+}
+
+bool CliCursor::IsInterrupted() const noexcept { return interrupt_.IsRaised(); }
+
+ETabulonCursor& CliCursor::Seen() noexcept {
+    if (moved_ != nullptr) {
+        return *moved_;
+    }
+    return overlay_ != nullptr ? static_cast<ETabulonCursor&>(*overlay_) : *this;
+}
+
+void CliCursor::ShowPending(const ETabulonPendingChanges& changes) {
+    overlay_ = std::make_unique<ETabulonCursorPending>(this, &changes);
+    overlay_->Init(Levels());
+    if (MovesRecords(changes, Levels())) {
+        moved_ = std::make_unique<MovedRecords>(overlay_.get());
+        moved_->Init(Levels());
     }
 }
 
@@ -107,6 +153,9 @@ bool OpenCursor(const CliWalkContext& context, const ETabulonLevels& levels,
             cursor.DeclareLinkField(id);
         }
     }
+    if (context.changes != nullptr) {
+        cursor.ShowPending(*context.changes);
+    }
     return true;
 }
 
@@ -115,13 +164,14 @@ bool Walk(const CliWalkContext& context, CliCursor& cursor, const ETabulonTag& t
     CliProgress progress;
     CursorStatus status = StatusOk;
     {
-        const CliInterrupt::Cancelling cancelling(context.interrupt, cursor);
-        const ECursorListening listening(cursor, listener);
+        ETabulonCursor& seen = cursor.Seen();
+        const CliInterrupt::Cancelling cancelling(context.interrupt, seen);
+        const ECursorListening listening(seen, listener);
         if (context.showsProgress) {
-            cursor.AddNotifier(&progress);
+            seen.AddNotifier(&progress);
         }
-        status = cursor.Browse(tag);
-        cursor.RemNotifier(&progress);
+        status = seen.Browse(tag);
+        seen.RemNotifier(&progress);
     }
     progress.End();
     if (context.interrupt.IsRaised()) {

@@ -4,9 +4,11 @@
 #include "apps/etabulon/CliFailure.h"
 #include "apps/etabulon/CliLevels.h"
 #include "etabulon/cursors/ETabulonCursor.h"
+#include "etabulon/cursors/ETabulonCursorPending.h"
 #include "etabulon/foundation/ECountedUnknown.h"
 #include "etabulon/sql/ETabulonCursorSql.h"
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -28,15 +30,23 @@ public:
 
 /// A cursor that SIGINT cancels whenever it comes: the reset that begins a walk would otherwise
 /// forget one that came just before.
-class CliCursor final : public ETabulonCursorSql {
+class CliCursor : public ETabulonCursorSql {
 public:
     explicit CliCursor(const CliInterrupt& interrupt) : interrupt_(interrupt) {}
 
+    /// What a command walks: this, or the table with its edits on it.
+    [[nodiscard]] ETabulonCursor& Seen() noexcept;
+    /// Lays edits on the table, which must outlive this. Requires levels.
+    void ShowPending(const ETabulonPendingChanges& changes);
+
 protected:
     void ResetCancel() override;
+    [[nodiscard]] bool IsInterrupted() const noexcept;
 
 private:
     const CliInterrupt& interrupt_;
+    std::unique_ptr<ETabulonCursorPending> overlay_;
+    std::unique_ptr<ETabulonCursorRelay> moved_;  // before overlay_, where edits move records
 };
 
 /// What all walks of a command share.
@@ -45,6 +55,7 @@ struct CliWalkContext {
     const ESqlTableInfo& table;
     CliInterrupt& interrupt;
     bool showsProgress = false;
+    const ETabulonPendingChanges* changes = nullptr;  // edits that walks are to show as saved
 };
 
 /// Puts the cursor on the table, with the levels, and with nothing read but what they and `others`

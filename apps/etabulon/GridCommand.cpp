@@ -5,7 +5,6 @@
 #include "apps/etabulon/CliOutput.h"
 #include "apps/etabulon/CliRecords.h"
 #include "etabulon/grid/ETabulonGridCumuls.h"
-#include "etabulon/sqlite/ESqliteSource.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -35,8 +34,7 @@ bool AreNumbers(const CliCalculations& calculations) {
 
 }  // namespace
 
-void GridCommand::Declare(CLI::App& app) {
-    source_.Declare(app);
+void GridCommand::DeclareView(CLI::App& app) {
     AddList(app, "--axes", axes_,
             "Up to two levels: lines, columns; without it those of --levels that aren't in --at");
     AddList(app, "--calc", calculations_,
@@ -50,8 +48,7 @@ void GridCommand::Declare(CLI::App& app) {
                    "Print the records behind a cell instead: the labels line,column, either of "
                    "them total")
         ->type_name("CELL");
-    output_.DeclareFormat(app);
-    output_.DeclareProgress(app);
+    DeclareOutput(app);
     app.footer(
         "Levels are written as for walk. Numbers offer AVG, CODEMAX, CODEMIN, COMMONVAL, COUNT, "
         "LAST,\nMAX, MIN and SUM, everything else COMMONVAL, COUNT and LAST. A total is calculated "
@@ -99,9 +96,9 @@ bool GridCommand::Calculate(const CliWalkContext& context, const Request& reques
     const unsigned int allAxes = dataAxes + CalculationAxes(levels, sort, calculations);
     const auto addFiller = [&](const ETabulonCumulFuncOnVarCollection& filled, unsigned int axes) {
         grids.fillers.push_back(
-            ERef<ETabulonGridFiller>::Adopt(ETabulonGridFiller::Build(&cursor, nullptr)));
+            ERef<ETabulonGridFiller>::Adopt(ETabulonGridFiller::Build(&cursor.Seen(), nullptr)));
         grids.fillers.back()->SetParams(&filled, axes, &sort);
-        cursor.AddNotifier(grids.fillers.back().Get());
+        cursor.Seen().AddNotifier(grids.fillers.back().Get());
     };
     if (allAxes <= kMostAxes) {
         addFiller(calculations, allAxes);
@@ -152,27 +149,21 @@ bool GridCommand::Drill(const CliEnvironment& environment, const CliWalkContext&
     }
     const std::vector<CliVariable> values =
         AllValues(context.dictionary, context.table, request.levels.levels);
-    const std::unique_ptr<CliWriter> writer = output_.MakeWriter(environment);
+    const std::unique_ptr<CliWriter> writer = Output().MakeWriter(environment);
     return PrintRecords(context, {request.levels.levels, tag, values}, *writer, environment.output,
                         failure);
 }
 
-bool GridCommand::Run(CliEnvironment& environment, CliFailure& failure) {
-    if (!sort_.Install(environment, failure)) {
-        return false;
-    }
-    const std::unique_ptr<ESqliteSource> source = source_.Open(failure);
-    if (source == nullptr) {
-        return false;
-    }
-    const CliDictionary dictionary(*source);
-    const ESqlTableInfo* const table = dictionary.FindTable(source_.table, failure);
+bool GridCommand::Prepare(const CliEnvironment& environment, CliFailure& failure) const {
+    return sort_.Install(environment, failure);
+}
+
+bool GridCommand::Show(CliEnvironment& environment, const CliWalkContext& context,
+                       CliFailure& failure) {
     Request request;
-    if (table == nullptr || !Read(dictionary, *table, request, failure)) {
+    if (!Read(context.dictionary, context.table, request, failure)) {
         return false;
     }
-    const CliWalkContext context{dictionary, *table, environment.interrupt,
-                                 output_.ShowsProgress(environment)};
     CliCursor cursor(environment.interrupt);
     Grids grids;
     if (!OpenCursor(context, request.levels.levels.levels, VariablesOf(request.calculations),
@@ -188,7 +179,7 @@ bool GridCommand::Run(CliEnvironment& environment, CliFailure& failure) {
     if (drill_) {
         return Drill(environment, context, request, grids, failure);
     }
-    PrintCrosses(output_.Format(environment), grids.crosses, AreNumbers(request.calculations),
+    PrintCrosses(Output().Format(environment), grids.crosses, AreNumbers(request.calculations),
                  environment.output, environment.hasStyle);
     return true;
 }

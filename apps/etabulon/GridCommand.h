@@ -1,10 +1,10 @@
 #pragma once
 
 #include "apps/etabulon/CliCalculations.h"
-#include "apps/etabulon/CliCommand.h"
 #include "apps/etabulon/CliCross.h"
 #include "apps/etabulon/CliOptions.h"
 #include "apps/etabulon/CliSortOptions.h"
+#include "apps/etabulon/CliViewCommand.h"
 #include "apps/etabulon/CliWalk.h"
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/grid/ETabulonGridFiller.h"
@@ -17,14 +17,19 @@
 namespace etabulon {
 
 /// `etabulon grid`: calculations over a table, across one or two levels.
-class GridCommand final : public CliCommand {
+class GridCommand final : public CliViewCommand {
 public:
     [[nodiscard]] const char* Name() const override { return "grid"; }
     [[nodiscard]] const char* Description() const override {
         return "Print calculations across the values of up to two levels, with totals";
     }
-    void Declare(CLI::App& app) override;
-    [[nodiscard]] bool Run(CliEnvironment& environment, CliFailure& failure) override;
+    void DeclareView(CLI::App& app) override;
+
+protected:
+    [[nodiscard]] bool Prepare(const CliEnvironment& environment,
+                               CliFailure& failure) const override;
+    [[nodiscard]] bool Show(CliEnvironment& environment, const CliWalkContext& context,
+                            CliFailure& failure) override;
 
 private:
     /// What the options say about a table.
@@ -46,13 +51,11 @@ private:
     [[nodiscard]] bool Drill(const CliEnvironment& environment, const CliWalkContext& context,
                              const Request& request, const Grids& grids, CliFailure& failure) const;
 
-    CliSourceOptions source_;
     std::vector<std::string> axes_;
     std::vector<std::string> calculations_;
     CliSortOptions sort_;
     std::optional<std::uint32_t> priority_;
     std::optional<std::string> drill_;
-    CliOutputOptions output_;
 };
 
 }  // namespace etabulon

@@ -2,7 +2,6 @@
 
 #include "apps/etabulon/CliOutput.h"
 #include "etabulon/score/ETabulonScoreFiller.h"
-#include "etabulon/sqlite/ESqliteSource.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -25,8 +24,7 @@ private:
 
 }  // namespace
 
-void ScoreCommand::Declare(CLI::App& app) {
-    source_.Declare(app);
+void ScoreCommand::DeclareView(CLI::App& app) {
     AddList(app, "--level", level_,
             "What is ranked: a level, or several whose values together make a line; without it "
             "those of --levels that aren't in --at");
@@ -41,8 +39,7 @@ void ScoreCommand::Declare(CLI::App& app) {
     app.add_option("--top", top_, "Print this many lines of the ranking, and the total of all")
         ->check(CLI::NonNegativeNumber)
         ->type_name("N");
-    output_.DeclareFormat(app);
-    output_.DeclareProgress(app);
+    DeclareOutput(app);
     app.footer(
         "The largest comes first; lines of values that differ, then those without a value, come "
         "last.\nOf equal lines the last in the order of the labels comes first (--reverse turns "
@@ -83,10 +80,10 @@ bool ScoreCommand::Calculate(const CliWalkContext& context, const Request& reque
     ETabulonSortDesc sort(levels.levels.levels);
     SetSort(levels, sort);
     const auto filler =
-        ERef<ETabulonScoreFiller>::Adopt(ETabulonScoreFiller::Build(&cursor, nullptr));
+        ERef<ETabulonScoreFiller>::Adopt(ETabulonScoreFiller::Build(&cursor.Seen(), nullptr));
     filler->SetParams(&request.calculations.collection, &sort,
                       static_cast<unsigned int>(request.depth));
-    cursor.AddNotifier(filler.Get());
+    cursor.Seen().AddNotifier(filler.Get());
     CountingListener listener;
     if (!Walk(context, cursor, levels.place, listener, failure)) {
         return false;
@@ -102,27 +99,21 @@ bool ScoreCommand::Calculate(const CliWalkContext& context, const Request& reque
     return true;
 }
 
-bool ScoreCommand::Run(CliEnvironment& environment, CliFailure& failure) {
-    if (!sort_.Install(environment, failure)) {
-        return false;
-    }
-    const std::unique_ptr<ESqliteSource> source = source_.Open(failure);
-    if (source == nullptr) {
-        return false;
-    }
-    const CliDictionary dictionary(*source);
-    const ESqlTableInfo* const table = dictionary.FindTable(source_.table, failure);
+bool ScoreCommand::Prepare(const CliEnvironment& environment, CliFailure& failure) const {
+    return sort_.Install(environment, failure);
+}
+
+bool ScoreCommand::Show(CliEnvironment& environment, const CliWalkContext& context,
+                        CliFailure& failure) {
     Request request;
-    if (table == nullptr || !Read(dictionary, *table, request, failure)) {
+    if (!Read(context.dictionary, context.table, request, failure)) {
         return false;
     }
-    const CliWalkContext context{dictionary, *table, environment.interrupt,
-                                 output_.ShowsProgress(environment)};
     CliRanking ranking;
     if (!Calculate(context, request, ranking, failure)) {
         return false;
     }
-    PrintRanking(output_.Format(environment), ranking, request.levels, request.depth,
+    PrintRanking(Output().Format(environment), ranking, request.levels, request.depth,
                  request.calculations, environment.output, environment.hasStyle);
     return true;
 }

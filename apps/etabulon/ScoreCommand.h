@@ -1,10 +1,10 @@
 #pragma once
 
 #include "apps/etabulon/CliCalculations.h"
-#include "apps/etabulon/CliCommand.h"
 #include "apps/etabulon/CliOptions.h"
 #include "apps/etabulon/CliRanking.h"
 #include "apps/etabulon/CliSortOptions.h"
+#include "apps/etabulon/CliViewCommand.h"
 #include "apps/etabulon/CliWalk.h"
 
 #include <cstdint>
@@ -15,14 +15,19 @@
 namespace etabulon {
 
 /// `etabulon score`: the values of levels in the order of what calculations give for them.
-class ScoreCommand final : public CliCommand {
+class ScoreCommand final : public CliViewCommand {
 public:
     [[nodiscard]] const char* Name() const override { return "score"; }
     [[nodiscard]] const char* Description() const override {
         return "Print the values of a level ranked by calculations, the largest first";
     }
-    void Declare(CLI::App& app) override;
-    [[nodiscard]] bool Run(CliEnvironment& environment, CliFailure& failure) override;
+    void DeclareView(CLI::App& app) override;
+
+protected:
+    [[nodiscard]] bool Prepare(const CliEnvironment& environment,
+                               CliFailure& failure) const override;
+    [[nodiscard]] bool Show(CliEnvironment& environment, const CliWalkContext& context,
+                            CliFailure& failure) override;
 
 private:
     /// What the options say about a table.
@@ -36,13 +41,11 @@ private:
     [[nodiscard]] bool Calculate(const CliWalkContext& context, const Request& request,
                                  CliRanking& ranking, CliFailure& failure) const;
 
-    CliSourceOptions source_;
     std::vector<std::string> level_;
     std::vector<std::string> calculations_;
     CliSortOptions sort_;
     std::optional<std::uint32_t> depth_;
     std::optional<std::int64_t> top_;
-    CliOutputOptions output_;
 };
 
 }  // namespace etabulon

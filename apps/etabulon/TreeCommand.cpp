@@ -4,7 +4,7 @@
 #include "apps/etabulon/CliTreePrinter.h"
 #include "apps/etabulon/CliTreeRecords.h"
 #include "apps/etabulon/CliUtf8.h"
-#include "etabulon/sqlite/ESqliteSource.h"
+#include "etabulon/sql/ESqlSchema.h"
 #include "etabulon/tree/EDataTree.h"
 
 #include <CLI/CLI.hpp>
@@ -39,15 +39,13 @@ void TakeLabels(ETabulonTag& place, const ETabulonTag& met) {
 
 }  // namespace
 
-void TreeCommand::Declare(CLI::App& app) {
-    source_.Declare(app);
+void TreeCommand::DeclareView(CLI::App& app) {
     sort_.Declare(app);
     app.add_option("--depth", depth_, "Show this many levels below the root")
         ->check(CLI::NonNegativeNumber)
         ->type_name("N");
     app.add_flag("--leaves", showsLeaves_, "Show the key of each record below its node");
-    output_.DeclareFormat(app);
-    output_.DeclareProgress(app);
+    DeclareOutput(app);
     app.footer(
         "Levels are written as for walk. The count of a node is its number of records. With --at "
         "the\ntree is that of the place, which all its nodes have in common.\n"
@@ -109,30 +107,22 @@ ETabulonSortDesc::SortKeyArray TreeCommand::SortKeys(const Order& order) {
     return keys;
 }
 
-bool TreeCommand::Run(CliEnvironment& environment, CliFailure& failure) {
+bool TreeCommand::Prepare(const CliEnvironment& environment, CliFailure& failure) const {
     if (sort_.Levels().Levels().empty()) {
         return failure.Set(CliExit::Usage,
                            "a tree is made of levels: --levels is missing (see etabulon tree "
                            "--help)");
     }
-    if (!sort_.Install(environment, failure)) {
-        return false;
-    }
-    const std::unique_ptr<ESqliteSource> source = source_.Open(failure);
-    if (source == nullptr) {
-        return false;
-    }
-    const CliDictionary dictionary(*source);
-    const ESqlTableInfo* const table = dictionary.FindTable(source_.table, failure);
+    return sort_.Install(environment, failure);
+}
+
+bool TreeCommand::Show(CliEnvironment& environment, const CliWalkContext& context,
+                       CliFailure& failure) {
     Order order;
     CliTreeView view;
-    if (table == nullptr || !ReadOrder(dictionary, *table, order, failure) ||
-        !MakeView(*table, order, view, failure)) {
-        return false;
-    }
-    const CliWalkContext context{dictionary, *table, environment.interrupt,
-                                 output_.ShowsProgress(environment)};
-    return Print(environment, context, order, view, failure);
+    return ReadOrder(context.dictionary, context.table, order, failure) &&
+           MakeView(context.table, order, view, failure) &&
+           Print(environment, context, order, view, failure);
 }
 
 bool TreeCommand::Print(const CliEnvironment& environment, const CliWalkContext& context,
@@ -141,7 +131,7 @@ bool TreeCommand::Print(const CliEnvironment& environment, const CliWalkContext&
     if (!OpenCursor(context, order.levels.levels, {}, cursor, failure)) {
         return false;
     }
-    EDataTree tree(&cursor, context.table.name, nullptr);
+    EDataTree tree(&cursor.Seen(), context.table.name, nullptr);
     tree.SetSortLevels(SortKeys(order));
     tree.SetCompareSource(sort_.CompareSource());
     CliTreeRecords records(*tree.Root(), view.keyParts.size());
@@ -156,8 +146,8 @@ bool TreeCommand::Print(const CliEnvironment& environment, const CliWalkContext&
     TakeLabels(view.place, records.FirstTag());
     {
         // Printing ends by it too: after a whole line, as a walk does.
-        const CliInterrupt::Cancelling cancelling(environment.interrupt, cursor);
-        MakeTreePrinter(output_.Format(environment), view, records, environment.output,
+        const CliInterrupt::Cancelling cancelling(environment.interrupt, cursor.Seen());
+        MakeTreePrinter(Output().Format(environment), view, records, environment.output,
                         environment.hasStyle, environment.interrupt)
             ->Print(*tree.Root());
     }

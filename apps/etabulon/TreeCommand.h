@@ -1,8 +1,8 @@
 #pragma once
 
-#include "apps/etabulon/CliCommand.h"
 #include "apps/etabulon/CliOptions.h"
 #include "apps/etabulon/CliSortOptions.h"
+#include "apps/etabulon/CliViewCommand.h"
 #include "apps/etabulon/CliWalk.h"
 #include "etabulon/sort/ETabulonSortDesc.h"
 
@@ -10,8 +10,6 @@
 #include <cstdint>
 #include <optional>
 #include <set>
-#include <string>
-#include <vector>
 
 namespace etabulon {
 
@@ -19,14 +17,19 @@ struct CliTreeView;
 
 /// `etabulon tree`: the records of a table as a tree of levels, each node with the number of
 /// records there.
-class TreeCommand final : public CliCommand {
+class TreeCommand final : public CliViewCommand {
 public:
     [[nodiscard]] const char* Name() const override { return "tree"; }
     [[nodiscard]] const char* Description() const override {
         return "Print the levels of a table as a tree with the number of records of each node";
     }
-    void Declare(CLI::App& app) override;
-    [[nodiscard]] bool Run(CliEnvironment& environment, CliFailure& failure) override;
+    void DeclareView(CLI::App& app) override;
+
+protected:
+    [[nodiscard]] bool Prepare(const CliEnvironment& environment,
+                               CliFailure& failure) const override;
+    [[nodiscard]] bool Show(CliEnvironment& environment, const CliWalkContext& context,
+                            CliFailure& failure) override;
 
 private:
     /// What the options say about a table.
@@ -44,11 +47,9 @@ private:
     [[nodiscard]] bool Print(const CliEnvironment& environment, const CliWalkContext& context,
                              const Order& order, CliTreeView& view, CliFailure& failure) const;
 
-    CliSourceOptions source_;
     CliSortOptions sort_;
     std::optional<std::uint32_t> depth_;
     bool showsLeaves_ = false;
-    CliOutputOptions output_;
 };
 
 }  // namespace etabulon

@@ -1,13 +1,12 @@
 #include "apps/etabulon/WalkCommand.h"
 
 #include "apps/etabulon/CliRecords.h"
-#include "etabulon/sqlite/ESqliteSource.h"
 
 #include <CLI/CLI.hpp>
 
 namespace etabulon {
-void WalkCommand::Declare(CLI::App& app) {
-    source_.Declare(app);
+
+void WalkCommand::DeclareView(CLI::App& app) {
     levels_.Declare(app);
     AddList(app, "--columns", columns_,
             "The values to print: column, link>column, separated by commas; "
@@ -15,8 +14,7 @@ void WalkCommand::Declare(CLI::App& app) {
     app.add_option("--limit", limit_, "End after this many records")
         ->check(CLI::NonNegativeNumber)
         ->type_name("N");
-    output_.DeclareFormat(app);
-    output_.DeclareProgress(app);
+    DeclareOutput(app);
     app.footer(
         "Records come in the order of the key. A level is a column, or one reached through links:\n"
         "airport>state>name, or backwards id»strikes.damage (the first strike that points here). "
@@ -40,25 +38,20 @@ bool WalkCommand::FindValues(const CliDictionary& dictionary, const ESqlTableInf
     return true;
 }
 
-bool WalkCommand::Run(CliEnvironment& environment, CliFailure& failure) {
-    const std::unique_ptr<ESqliteSource> source = source_.Open(failure);
-    if (source == nullptr) {
-        return false;
-    }
-    const CliDictionary dictionary(*source);
-    const ESqlTableInfo* const table = dictionary.FindTable(source_.table, failure);
+bool WalkCommand::Show(CliEnvironment& environment, const CliWalkContext& context,
+                       CliFailure& failure) {
     CliLevels levels;
     ETabulonTag tag;
     std::vector<CliVariable> values;
-    if (table == nullptr || !MakeLevels(dictionary, *table, levels_.Levels(), levels, failure) ||
-        !MakeTag(dictionary, *table, levels, levels_.At(), tag, failure) ||
-        !FindValues(dictionary, *table, levels, values, failure)) {
+    const CliDictionary& dictionary = context.dictionary;
+    const ESqlTableInfo& table = context.table;
+    if (!MakeLevels(dictionary, table, levels_.Levels(), levels, failure) ||
+        !MakeTag(dictionary, table, levels, levels_.At(), tag, failure) ||
+        !FindValues(dictionary, table, levels, values, failure)) {
         return false;
     }
-    const CliWalkContext context{dictionary, *table, environment.interrupt,
-                                 output_.ShowsProgress(environment)};
     const auto limit = limit_ ? static_cast<std::uint64_t>(*limit_) : CliRecordsRequest::kNoLimit;
-    const std::unique_ptr<CliWriter> writer = output_.MakeWriter(environment);
+    const std::unique_ptr<CliWriter> writer = Output().MakeWriter(environment);
     return PrintRecords(context, {levels, tag, values, limit}, *writer, environment.output,
                         failure);
 }

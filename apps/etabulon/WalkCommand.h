@@ -1,7 +1,7 @@
 #pragma once
 
-#include "apps/etabulon/CliCommand.h"
 #include "apps/etabulon/CliOptions.h"
+#include "apps/etabulon/CliViewCommand.h"
 #include "apps/etabulon/CliWalk.h"
 
 #include <cstdint>
@@ -12,25 +12,26 @@
 namespace etabulon {
 
 /// `etabulon walk`: the records below a place, each with its tag, its key and its values.
-class WalkCommand final : public CliCommand {
+class WalkCommand final : public CliViewCommand {
 public:
     [[nodiscard]] const char* Name() const override { return "walk"; }
     [[nodiscard]] const char* Description() const override {
         return "Print the records of a table with their places in the levels";
     }
-    void Declare(CLI::App& app) override;
-    [[nodiscard]] bool Run(CliEnvironment& environment, CliFailure& failure) override;
+    void DeclareView(CLI::App& app) override;
+
+protected:
+    [[nodiscard]] bool Show(CliEnvironment& environment, const CliWalkContext& context,
+                            CliFailure& failure) override;
 
 private:
     [[nodiscard]] bool FindValues(const CliDictionary& dictionary, const ESqlTableInfo& table,
                                   const CliLevels& levels, std::vector<CliVariable>& values,
                                   CliFailure& failure) const;
 
-    CliSourceOptions source_;
     CliLevelOptions levels_;
     std::vector<std::string> columns_;
     std::optional<std::int64_t> limit_;
-    CliOutputOptions output_;
 };
 
 }  // namespace etabulon

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "apps/etabulon/CliEdits.h"
+#include "apps/etabulon/CliFailure.h"
+#include "apps/etabulon/CliWalk.h"
+
+#include <cstdint>
+
+namespace etabulon {
+
+/// How many records a save has written.
+struct CliSaved {
+    std::uint64_t updated = 0;
+    std::uint64_t inserted = 0;
+    std::uint64_t deleted = 0;
+};
+
+/// Writes the edits into their table: all of them, or none. SIGINT takes them back until they are
+/// committed. Requires a source that was opened for writing.
+[[nodiscard]] bool SaveEdits(const CliWalkContext& context, const CliEdits& edits, CliSaved& saved,
+                             CliFailure& failure);
+
+}  // namespace etabulon

@@ -1,0 +1,344 @@
+#include "apps/CommandRun.h"
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace etabulon {
+namespace {
+
+using test::CommandResult;
+using test::CommandRun;
+using test::RunCommand;
+using test::TestFolder;
+
+using Arguments = std::vector<std::string>;
+
+constexpr const char* kStock = R"(
+    CREATE TABLE stock(
+        shelf TEXT, slot INTEGER, item TEXT NOT NULL, amount INTEGER CHECK(amount >= 0),
+        price DECIMAL(8,2), isOld BOOLEAN, seen DATE, picture BLOB,
+        worth REAL GENERATED ALWAYS AS (amount * price),
+        supplier INTEGER REFERENCES suppliers DEFERRABLE INITIALLY DEFERRED,
+        PRIMARY KEY(shelf, slot)) WITHOUT ROWID;
+    CREATE TABLE suppliers(id INTEGER PRIMARY KEY, name TEXT);
+    CREATE TABLE history(what TEXT);
+    CREATE TRIGGER moved AFTER UPDATE OF shelf ON stock BEGIN
+        INSERT INTO history VALUES(old.shelf || '>' || new.shelf);
+    END;
+    CREATE VIEW shelves AS SELECT shelf, count(*) AS slots FROM stock GROUP BY shelf;
+    INSERT INTO suppliers VALUES(1, 'Ames'), (2, 'Bell');
+    INSERT INTO stock(shelf, slot, item, amount, price, supplier) VALUES
+        ('A', 1, 'nail', 10, 0.5, 1), ('A', 2, 'screw', 20, 0.75, 2),
+        ('B', 1, 'nail', 5, 0.5, NULL), ('B', 2, 'bolt', NULL, 2, 1);
+)";
+
+class Edit : public ::testing::Test {
+protected:
+    /// `etabulon edit` on the stock.
+    [[nodiscard]] CommandResult Run(const Arguments& options) const {
+        return RunCommand(Command(options));
+    }
+    [[nodiscard]] Arguments Command(const Arguments& options) const {
+        Arguments arguments{"edit", path, "stock"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        return arguments;
+    }
+    /// What SQLite says, rows and columns joined.
+    [[nodiscard]] std::string Ask(const std::string& query) const {
+        sqlite3* database = nullptr;
+        EXPECT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
+        std::string answer;
+        const auto take = [](void* to, int count, char** values, char**) {
+            auto& joined = *static_cast<std::string*>(to);
+            for (int column = 0; column < count; ++column) {
+                joined += column == 0 ? "" : ",";
+                joined += values[column] != nullptr ? values[column] : "NULL";
+            }
+            joined += '|';
+            return 0;
+        };
+        EXPECT_EQ(sqlite3_exec(database, query.c_str(), take, &answer, nullptr), SQLITE_OK)
+            << sqlite3_errmsg(database);
+        sqlite3_close(database);
+        return answer;
+    }
+    [[nodiscard]] std::string Stock() const {
+        return Ask("SELECT shelf, slot, item, amount FROM stock");
+    }
+
+    TestFolder folder;
+    std::string path = folder.MakeDatabase("stock.db", kStock);
+};
+
+TEST_F(Edit, PrintsTheScriptInNormalFormAndWritesNothing) {
+    const std::string before = Stock();
+    const CommandResult result = Run({"--set",    "shelf=A:amount=1",
+                                      "--set",    "shelf=A,slot=1:amount=2",
+                                      "--insert", "slot=7, shelf=C",
+                                      "--set",    "shelf=A : amount=3",
+                                      "--delete", "shelf=B,slot=1",
+                                      "--insert", "shelf=D,slot=1",
+                                      "--delete", "shelf=B",
+                                      "--delete", "shelf=D,slot=1",
+                                      "--set",    ":item=a \"b\"",
+                                      "--set",    ":price=1.50",
+                                      "--set",    ":isOld=true",
+                                      "--set",    "seen=2024-02-29:picture=00FF",
+                                      "--set",    "item=\"NULL\":supplier=NULL",
+                                      "--set",    "item=:item=\" x, y:z=>\n\""});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+    // An insert has a value of each level, also of those that other edits bring in.
+    EXPECT_EQ(result.out,
+              "insert shelf=C,slot=7,seen=NULL,item=NULL\n"
+              "set shelf=A:amount=3\n"
+              "delete shelf=B\n"
+              "delete shelf=D,slot=1\n"
+              "set :item=\"a \"\"b\"\"\"\n"
+              "set :price=1.50\n"
+              "set :isOld=true\n"
+              "set seen=2024-02-29:picture=00ff\n"
+              "set item=\"NULL\":supplier=NULL\n"
+              "set item=:item=\" x, y:z=>\n\"\n");
+    EXPECT_EQ(Stock(), before);
+}
+
+TEST_F(Edit, APrintedScriptPrintsItselfAgain) {
+    const std::string awkward =
+        "set shelf=\"a,b\":item=\"quote \"\" and\nline # set x\"\n"
+        "insert shelf=\"\n\nset y\",slot=-9223372036854775808\n"
+        "set shelf=,slot=2:price=-0.25\n"
+        "set shelf=caf\xC3\xA9:seen=NULL\n"
+        "set shelf=5 ft:item=\"\xC2\xBB\"\n"
+        "delete shelf=\"NULL\"\n"
+        "delete shelf=NULL\n";
+    const std::string script = folder.MakeFile("script", awkward);
+    const CommandResult result = Run({"--levels", "shelf,slot", "--script", script});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out, awkward);
+    const std::string loose = folder.MakeFile(
+        "loose", "# \"comment\r\n\r\n  set  shelf = A\" : amount = 3 \r\ndelete\tshelf=B");
+    EXPECT_EQ(Run({"--script", loose, "--set", "shelf=C:amount=4"}).out,
+              "set shelf=\"A\"\"\":amount=3\ndelete shelf=B\nset shelf=C:amount=4\n");
+}
+
+TEST_F(Edit, SavesKeysLevelsInsertsAndDeletesInOneGo) {
+    const CommandResult result =
+        Run({"--levels", "shelf,slot", "--delete", "item=bolt", "--set", "shelf=A:shelf=Z", "--set",
+             "shelf=A,slot=1:slot=9", "--set", "shelf=B,slot=1:item=tack", "--insert",
+             "shelf=C,slot=1", "--set", "shelf=C:item=\"a,b\"", "--save"});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out, "3 updated, 1 inserted, 1 deleted\n");
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(Stock(), "B,1,tack,5|C,1,a,b,NULL|Z,2,screw,20|Z,9,nail,10|");
+    EXPECT_EQ(Ask("SELECT what FROM history ORDER BY 1"), "A>Z|A>Z|");
+    const CommandResult nothing = Run({"--set", "shelf=Q:amount=1", "--save"});
+    EXPECT_EQ(nothing.status, 0);
+    EXPECT_EQ(nothing.out, "0 updated, 0 inserted, 0 deleted\n");
+    EXPECT_NE(nothing.err.find("no record at the places of the updates"), std::string::npos);
+}
+
+struct ViewCase {
+    Arguments options;
+    std::string shown;
+};
+
+TEST_F(Edit, ViewsShowWhatASaveMakes) {
+    const Arguments edits{"--levels", "shelf,slot",     "--set",    "shelf=A:shelf=D",
+                          "--set",    ":item=nail",     "--delete", "shelf=B,slot=2",
+                          "--insert", "shelf=C,slot=3", "--set",    "shelf=A,slot=1:slot=5"};
+    const std::vector<ViewCase> cases = {
+        {{"walk", "--columns", "item"},
+         "shelf\tslot\titem\nD\t5\tnail\nD\t2\tnail\nB\t1\tnail\nC\t3\tnail\n"},
+        {{"tree"}, "shelf\tslot\tcount\nB\t1\t1\nC\t3\t1\nD\t2\t1\nD\t5\t1\n"},
+        // Records that the edits have moved to the place, and away from it.
+        {{"tree", "--at", "shelf=D", "--leaves", "--depth", "1"},
+         "shelf\tslot\tcount\tshelf_2\tslot_2\nD\t2\t1\tA\t2\nD\t5\t1\tA\t1\n"},
+        {{"grid", "--axes", "shelf", "--calc", "COUNT:item,SUM:amount"},
+         "shelf\tCOUNT(item)\tSUM(amount)\nB\t1\t5\nC\t1\t\\N\nD\t2\t30\ntotal\t4\t35\n"},
+        {{"grid", "--axes", "shelf", "--calc", "COUNT:item", "--drill", "C"},
+         "shelf\tslot\titem\tamount\tprice\tisOld\tseen\tpicture\tworth\tsupplier\n"
+         "C\t3\tnail\t\\N\t\\N\t\\N\t\\N\t\\N\t\\N\t\\N\n"},
+        {{"score", "--level", "shelf", "--calc", "SUM:amount", "--top", "1"},
+         "shelf\tSUM(amount)\nD\t30\ntotal\t35\n"},
+    };
+    const std::string before = Stock();
+    for (const ViewCase& each : cases) {
+        Arguments options = edits;
+        options.emplace_back("--show");
+        options.insert(options.end(), each.options.begin(), each.options.end());
+        const CommandResult shown = Run(options);
+        EXPECT_EQ(shown.status, 0) << shown.err;
+        EXPECT_EQ(shown.out, each.shown) << testing::PrintToString(each.options);
+    }
+    EXPECT_EQ(Stock(), before);
+    Arguments save = edits;
+    save.emplace_back("--save");
+    EXPECT_EQ(Run(save).status, 0);
+    EXPECT_EQ(Stock(), "B,1,nail,5|C,3,nail,NULL|D,2,nail,20|D,5,nail,10|");
+}
+
+struct FailureCase {
+    Arguments options;
+    int status;
+    std::vector<std::string> said;  // on stderr, in one line
+};
+
+TEST_F(Edit, WhatCannotBeEditedIsTold) {
+    const std::string script = folder.MakeFile("bad", "set shelf=A:amount=1\n\nset shelf=A\n");
+    const std::string verb = folder.MakeFile("verb", "# one\ndelte shelf=A\n");
+    const std::string type =
+        folder.MakeFile("type", "set shelf=\"A\nB\":amount=1\ndelete slot=x\n");
+    const std::vector<FailureCase> cases = {
+        {{}, 2, {"nothing to edit", "edit --help"}},
+        {{"--set", "shelf=A"}, 2, {"column=value", "'shelf=A'"}},
+        {{"--set", "shelf=A:amount"}, 2, {"'amount' has no value"}},
+        {{"--set", "shelf:amount=1"}, 2, {"'shelf' has no value"}},
+        {{"--set", "shelf=A:item=a,b"}, 2, {"double quotes"}},
+        {{"--set", "shelf=\"A:item=a"}, 2, {"isn't closed"}},
+        {{"--set", "shelf=A,shelf=B:item=a"}, 2, {"two values", "'shelf'"}},
+        {{"--insert", ""}, 2, {"'insert' needs a place"}},
+        {{"--delete", " "}, 2, {"'delete' needs a place"}},
+        {{"--delete", "shelf=A", "--depth", "1"}, 2, {"--depth", "edit --help"}},
+        {{"--delete", "shelf=A", "--show", "gird"}, 2, {"'gird'", "mean 'grid'"}},
+        {{"--delete", "shelf=A", "--show"}, 2, {"--show"}},
+        {{"--delete", "shelf=A", "--show", "tree", "--top", "1"}, 2, {"--show tree", "--top"}},
+        {{"--delete", "shelf=A", "--save", "--show", "tree"}, 2, {"--show", "--save"}},
+        {{"--script", script}, 2, {"/bad', line 3: ", "'shelf=A'"}},
+        {{"--script", verb}, 2, {"/verb', line 2: ", "'delte'"}},
+        {{"--script", type}, 1, {"/type', line 3: ", "'x'", "level 'slot'", "integer"}},
+        {{"--script", folder.Path("none")}, 1, {"/none'", "No such file"}},
+        {{"--script", folder.Path("")}, 1, {"directory"}},
+        {{"--set", "shelf=A:amuont=1"}, 1, {"'amuont'", "mean 'amount'"}},
+        {{"--set", "shlf=A:amount=1"}, 1, {"'shlf'", "mean 'shelf'"}},
+        {{"--levels", "shlf", "--delete", "shelf=A"}, 1, {"'shlf'", "mean 'shelf'"}},
+        {{"--set", "shelf=A:amount=many"}, 1, {"'many'", "column 'amount'", "integer"}},
+        {{"--set", "shelf=A:amount="}, 1, {"''", "column 'amount'", "NULL is written"}},
+        {{"--set", "shelf=A:seen=2023-02-29"}, 1, {"'2023-02-29'", "'seen'", "date"}},
+        {{"--set", "shelf=A:picture=0g"}, 1, {"'0g'", "'picture'", "bytes"}},
+        {{"--set", "shelf=A:worth=1"}, 1, {"'worth'", "calculated"}},
+        // Whether the record of the set is a bolt isn't known: it would be dropped on a guess.
+        {{"--set", "shelf=B,slot=2:amount=3", "--delete", "item=bolt"},
+         2,
+         {"delete 'item=bolt'", "'set shelf=B,slot=2:amount=3'", "put it first"}},
+        {{"--set", "shelf=A:supplier>name=x"}, 1, {"'supplier>name'", "another table"}},
+        {{"--insert", "supplier>name=Ames"}, 1, {"'supplier>name'", "another table"}},
+    };
+    const std::string before = Stock();
+    for (const FailureCase& each : cases) {
+        const CommandResult result = Run(each.options);
+        const std::string shown = testing::PrintToString(each.options);
+        EXPECT_EQ(result.status, each.status) << shown << result.err;
+        EXPECT_EQ(result.out, "") << shown;
+        EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << shown << result.err;
+        for (const std::string& text : each.said) {
+            EXPECT_NE(result.err.find(text), std::string::npos) << text << " in " << result.err;
+        }
+    }
+    EXPECT_EQ(Stock(), before);
+}
+
+/// Nothing is written, and the script comes out as it would without --save.
+TEST_F(Edit, ASaveThatFailsLosesNothing) {
+    const std::vector<FailureCase> cases = {
+        // In the middle: the records before it had been written.
+        {{"--set", "shelf=A:amount=7", "--set", "shelf=B,slot=1:amount=-1"},
+         1,
+         {"record shelf=B,slot=1", "'stock'", "'amount'", "CHECK"}},
+        {{"--set", ":amount=1", "--set", "shelf=B,slot=1:item=NULL"},
+         1,
+         {"record shelf=B,slot=1", "'amount', 'item'", "NOT NULL"}},
+        {{"--set", "shelf=A:slot=4"}, 1, {"record shelf=A,slot=2", "'slot'", "UNIQUE"}},
+        {{"--delete", "shelf=A", "--insert", "shelf=B,slot=1", "--set", "slot=1:item=x"},
+         1,
+         {"a record at shelf=B,slot=1", "inserted", "'stock'", "UNIQUE"}},
+        // Only when all is to be committed.
+        {{"--set", "shelf=A:supplier=9"}, 1, {"FOREIGN KEY"}},
+    };
+    const std::string before = Stock();
+    for (const FailureCase& each : cases) {
+        const std::string shown = testing::PrintToString(each.options);
+        const CommandResult printed = Run(each.options);
+        Arguments save = each.options;
+        save.emplace_back("--save");
+        const CommandResult result = Run(save);
+        EXPECT_EQ(result.status, each.status) << shown;
+        EXPECT_EQ(result.out, printed.out) << shown;
+        EXPECT_EQ(result.err.find("etabulon: nothing was saved: "), 0U) << result.err;
+        for (const std::string& text : each.said) {
+            EXPECT_NE(result.err.find(text), std::string::npos) << text << " in " << result.err;
+        }
+        EXPECT_EQ(Stock(), before) << shown;
+        const std::string script = folder.MakeFile("script", result.out);
+        EXPECT_EQ(Run({"--script", script}).out, result.out) << shown;
+    }
+}
+
+TEST_F(Edit, WhatCannotBeWrittenPrintsTheScript) {
+    const std::string csv = folder.MakeFile("people.csv", "name,age\nAnn,3\n");
+    const CommandResult text = RunCommand({"edit", csv, "--set", "name=Ann:age=4", "--save"});
+    EXPECT_EQ(text.status, 1);
+    EXPECT_EQ(text.out, "set name=Ann:age=4\n");
+    EXPECT_NE(text.err.find("table of text"), std::string::npos) << text.err;
+    EXPECT_EQ(RunCommand({"edit", csv, "--set", "name=Ann:age=4", "--show", "walk"}).out,
+              "name\trowid\tage\nAnn\t1\t4\n");
+
+    const CommandResult view =
+        RunCommand({"edit", path, "shelves", "--delete", "shelf=A", "--save"});
+    EXPECT_EQ(view.status, 1);
+    EXPECT_EQ(view.out, "delete shelf=A\n");
+    EXPECT_NE(view.err.find("a view"), std::string::npos) << view.err;
+
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    const CommandResult locked = Run({"--delete", "shelf=A", "--save"});
+    sqlite3_close(other);
+    EXPECT_EQ(locked.status, 1);
+    EXPECT_EQ(locked.out, "delete shelf=A\n");
+    EXPECT_NE(locked.err.find("locked"), std::string::npos) << locked.err;
+    EXPECT_EQ(Run({"--delete", "shelf=A", "--save"}).status, 0);
+}
+
+TEST_F(Edit, AFileThatMayOnlyBeReadStaysAsItIs) {
+    ASSERT_EQ(chmod(path.c_str(), 0444), 0);
+    if (access(path.c_str(), W_OK) == 0) {
+        GTEST_SKIP() << "this user may write to any file";
+    }
+    const CommandResult result = Run({"--delete", "shelf=A", "--save"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "delete shelf=A\n");
+    EXPECT_EQ(result.err.find("etabulon: nothing was saved: "), 0U) << result.err;
+}
+
+TEST_F(Edit, CtrlCInASaveTakesItBack) {
+    EXPECT_EQ(
+        Ask("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 100000) "
+            "INSERT INTO stock(shelf, slot, item, amount) SELECT 'M', i, 'x', i FROM n"),
+        "");
+    const std::string journal = path + "-journal";
+    CommandRun run(Command({"--set", "shelf=M:amount=0", "--save"}));
+    for (int turn = 0; turn < 20000 && !std::filesystem::exists(journal); ++turn) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    run.Interrupt();
+    run.Finish();
+    EXPECT_EQ(run.status, 130);
+    EXPECT_EQ(run.out, "set shelf=M:amount=0\n");
+    EXPECT_EQ(run.err, "etabulon: cancelled: nothing was saved\n");
+    EXPECT_EQ(Ask("SELECT count(*) FROM stock WHERE amount = 0"), "0|");
+}
+
+}  // namespace
+}  // namespace etabulon
