@@ -83,8 +83,7 @@ void ETabulonPendingChanges::AddUpdate(const Change& change) {
                             }
                         }
                     });
-    RemoveAll(covered);
-    index_->Append(change);
+    Replace(covered, change);
 }
 
 void ETabulonPendingChanges::AddInsert(const Change& change) {
@@ -107,15 +106,16 @@ void ETabulonPendingChanges::AddDelete(const Change& change) {
     for (const Index::Arrival kept : same) {
         covered.erase(std::find(covered.begin(), covered.end(), kept));
     }
-    RemoveAll(covered);
-    if (!cancelsInsert && same.empty()) {
-        index_->Append(change);
+    if (cancelsInsert || !same.empty()) {
+        RemoveAll(covered);
+    } else {
+        Replace(covered, change);
     }
 }
 
 void ETabulonPendingChanges::Reset() {
     const ECriticalSectionHold hold(lock_);
-    *filter_ = detail::PendingFilter();
+    filter_->Clear();
     index_->Clear();
     PublishCounts();
     filterVersion_.fetch_add(1, std::memory_order_release);
@@ -172,6 +172,12 @@ ETabulonPendingChanges::Arrivals ETabulonPendingChanges::FindEqual(
 void ETabulonPendingChanges::RemoveAll(Arrivals& arrivals) {
     std::sort(arrivals.begin(), arrivals.end());
     index_->Remove(arrivals);
+}
+
+// Appends first: what memory may run out for comes before what takes away.
+void ETabulonPendingChanges::Replace(Arrivals& covered, const Change& change) {
+    index_->Append(change);
+    RemoveAll(covered);
 }
 
 void ETabulonPendingChanges::PublishCounts() noexcept {

@@ -22,8 +22,11 @@ unsigned int ShiftOf(std::uint64_t cell) noexcept {
 
 }  // namespace
 
-PendingFilter::PendingFilter(std::size_t changes)
-    : cells_(std::bit_ceil(2 * kCellsPerChange * std::max(changes, kFewest)) / kCellsPerByte) {}
+PendingFilter::PendingFilter(std::size_t changes) : cells_(BytesFor(changes)) {}
+
+std::size_t PendingFilter::BytesFor(std::size_t changes) noexcept {
+    return std::bit_ceil(2 * kCellsPerChange * std::max(changes, kFewest)) / kCellsPerByte;
+}
 
 void PendingFilter::Add(const ETabulonPendingChanges::Change& change) {
     if (change.Type() == ETabulonPendingChanges::Insert) {
@@ -46,6 +49,12 @@ void PendingFilter::Add(const ETabulonPendingChanges::Change& change) {
     const std::uint64_t cell = key & (CellCount() - 1);
     cells_[cell / kCellsPerByte] |= static_cast<std::uint8_t>(flag << ShiftOf(cell));
     ++added_;
+}
+
+void PendingFilter::Clear() noexcept {
+    kinds_.clear();
+    cells_.assign(BytesFor(0), 0);  // it has had as many
+    added_ = 0;
 }
 
 PendingFilter::Answer PendingFilter::Ask(const ETabulonTag& tag) {

@@ -26,6 +26,8 @@ public:
 
     /// Inserts aren't kept: nobody asks for them.
     void Add(const ETabulonPendingChanges::Change& change);
+    /// Forgets all.
+    void Clear() noexcept;
     /// So many were added that it says "may" too often.
     [[nodiscard]] bool IsFull() const noexcept { return added_ * kCellsPerChange > CellCount(); }
     [[nodiscard]] Answer Ask(const ETabulonTag& tag);
@@ -39,6 +41,7 @@ private:
         std::uint8_t flags;                // of all its changes
     };
 
+    [[nodiscard]] static std::size_t BytesFor(std::size_t changes) noexcept;
     [[nodiscard]] std::size_t CellCount() const noexcept { return cells_.size() * kCellsPerByte; }
 
     std::vector<Kind> kinds_;

@@ -78,12 +78,18 @@ void ETabulonPendingChanges::Index::Register(Arrival arrival, const Change& chan
         }
     }
     group->all.push_back(arrival);
-    ++counts_[change.Type()];
-    for (Table& table : group->tables) {
-        const std::uint64_t key =
-            KeyOf(table.levels, table.by, change.Selection(), &change.VarDataID());
-        table.places[key].push_back(arrival);
+    try {
+        for (Table& table : group->tables) {
+            const std::uint64_t key =
+                KeyOf(table.levels, table.by, change.Selection(), &change.VarDataID());
+            table.places[key].push_back(arrival);
+        }
+    } catch (...) {
+        group->all.pop_back();
+        group->tables.clear();  // they are made anew when they are asked
+        throw;
     }
+    ++counts_[change.Type()];
 }
 
 void ETabulonPendingChanges::Index::Unregister(Arrival arrival, const Change& change) {
@@ -114,8 +120,14 @@ std::uint32_t ETabulonPendingChanges::Index::Place(Arrival arrival) const {
 }
 
 void ETabulonPendingChanges::Index::Append(const Change& change) {
-    Register(next_, script_.Add(change));
     order_.push_back(next_);
+    try {
+        Register(next_, script_.Add(change));
+    } catch (...) {
+        order_.pop_back();
+        script_.RemoveAt(static_cast<std::uint32_t>(order_.size()));  // if it came to be added
+        throw;
+    }
     ++next_;
 }
 
@@ -129,6 +141,7 @@ void ETabulonPendingChanges::Index::AdoptScript() {
 }
 
 void ETabulonPendingChanges::Index::Remove(const Arrivals& removed) {
+    script_.Detach();  // the one thing here that takes memory
     for (const Arrival arrival : removed) {
         Unregister(arrival, ChangeOf(arrival));
     }

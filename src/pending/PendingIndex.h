@@ -34,6 +34,7 @@ public:
     /// Keeps `script`, which must outlive this, and the tables in step.
     explicit Index(PTableau<Change>& script) : script_(script) {}
 
+    /// A memory exception of it, or of Remove, leaves script and tables as they were.
     void Append(const Change& change);
     /// Takes up what the script has already. Requires that nothing was appended here.
     void AdoptScript();

@@ -1,6 +1,7 @@
 #include "etabulon/foundation/EFieldSet.h"
 #include "etabulon/pending/ETabulonPendingChanges.h"
 #include "pending/PendingFilter.h"
+#include "support/AllocationCount.h"
 
 #include <gtest/gtest.h>
 
@@ -295,6 +296,54 @@ TEST(ChangeScript, AnswersAsScansOverRandomScriptsDo) {
             ASSERT_EQ(row.Text(), scannedRow.Text());
             const auto type = change.Type();
             ASSERT_EQ(Text(changes.ScriptUnder(type, asked)), Text(scanned.Under(type, asked)));
+        }
+    }
+}
+
+// Every allocation of an append fails once: the script is as before, or as after it.
+TEST(ChangeScript, IsWholeWhereMemoryRunsOut) {
+    if (!kAllocationsAreCounted) {
+        GTEST_SKIP() << "allocations can't be made to fail here";
+    }
+    const std::vector<Change> appended = {
+        Change(kInner, "a", "9"),  Change(kBranch, "a", "a text that takes memory"),
+        Change(kBranch, "new", 1), Change(kInsert, TagOf({{2, "another level"}})),
+        Change(kDelete, kBranch),  Change(kDelete, TagOf({{0, "FR"}, {1, "Lyon"}})),
+        Change(kInsert, kOther),
+    };
+    for (const Change& change : appended) {
+        bool passed = true;
+        for (std::uint64_t allowed = 0; passed; ++allowed) {
+            ETabulonPendingChanges changes;
+            changes.AppendUpdate(kInner, "a", "1");
+            changes.AppendInsert(TagOf({{0, "FR"}, {1, "Lyon"}}));
+            changes.AppendUpdate(kOther, "b", "2");
+            static_cast<void>(changes.IsDeleted(kOther));
+            const PTableau<Change> shared = changes.Script();  // which the append has to leave
+            const std::string before = Text(changes.ScriptCopy());
+            passed = false;
+            {
+                const FailingAllocation failing(allowed);
+                try {
+                    changes.AppendChange(change);
+                } catch (const std::bad_alloc&) {
+                    passed = true;
+                }
+            }
+            if (passed) {
+                ASSERT_EQ(Text(changes.ScriptCopy()), before) << allowed;
+            }
+            changes.AppendChange(change);
+            const std::string after = Text(changes.ScriptCopy());
+            changes.AppendDelete(kBranch);
+            changes.AppendDelete(kOther);
+            EXPECT_EQ(Text(changes.Script(kUpdate)), "") << allowed << ": " << after;
+            const bool isReset = [&] {
+                const FailingAllocation failing(0);
+                changes.Reset();
+                return !failing.HasFailed();
+            }();
+            EXPECT_TRUE(isReset);
         }
     }
 }

@@ -25,7 +25,8 @@ class PendingFilter;
 ///            may append while another reads. What hands out a reference (GetFinalValue, Script())
 ///            is for the one thread that also appends; others use the forms that copy. The tags and
 ///            fields given to a call are the caller's.
-/// Failure    none: an append that changes nothing is silent.
+/// Failure    none: an append that changes nothing is silent. One that ends by a memory exception
+///            has left the script as it was.
 /// Cost       changes are found through indexes: neither an append nor a question scans the script.
 class ETABULON_API ETabulonPendingChanges {
 public:
@@ -124,6 +125,7 @@ private:
     void FindUnder(ChangeType type, const ETabulonTag& tag, Arrivals& under) const;
     [[nodiscard]] Arrivals FindEqual(ChangeType type, const ETabulonTag& selection) const;
     void RemoveAll(Arrivals& arrivals);
+    void Replace(Arrivals& covered, const Change& change);
     void PublishCounts() noexcept;
     void AddToFilter(const Change& change);
     /// Makes `copy` the present filter unless `version` says that it is.
