@@ -6,24 +6,56 @@
 
 namespace etabulon {
 
+namespace {
+
+constexpr auto kNotFound = static_cast<CursorStatus>(DataNoSuchPosition);
+
+}  // namespace
+
 /// One save: writes line after line through the source's updater.
 class ETabulonCursorCache::Saving {
 public:
     explicit Saving(ETabulonCursorCache& cache)
-        : cache_(cache), updater_(ERef<IUpdater>::Adopt(cache.Updater())) {}
+        : cache_(cache), last_(cache), updater_(ERef<IUpdater>::Adopt(cache.Updater())) {}
     [[nodiscard]] bool CanWrite() const noexcept { return static_cast<bool>(updater_); }
     CursorStatus Write(CacheLine& line);
 
 private:
+    /// The last cursor of the chain, whose updater it is: relays between may tell of another
+    /// record than the one that it stands on.
+    class Last : public ETabulonCursorRelay {
+    public:
+        explicit Last(ETabulonCursorCache& cache) : ETabulonCursorRelay(Find(cache.Source())) {}
+        using ETabulonCursorRelay::ExtractCurrentTag;
+        using ETabulonCursorRelay::GetNext;
+        [[nodiscard]] EPosition Position() const {
+            ETabulonPrimaryKey key;
+            ExtractPrimaryKey(key);
+            return key.Position();
+        }
+        /// Null if it is no table's.
+        [[nodiscard]] ETabulonCursorEData* Table() {
+            return dynamic_cast<ETabulonCursorEData*>(Source());
+        }
+
+    private:
+        static ETabulonCursor* Find(ETabulonCursor* cursor) {
+            auto* const relay = dynamic_cast<ETabulonCursorRelay*>(cursor);
+            return relay != nullptr ? Find(relay->Source()) : cursor;
+        }
+    };
+
     CursorStatus Update(CacheLine& line);
     CursorStatus Insert(CacheLine& line);
     CursorStatus Delete(CacheLine& line);
     CursorStatus WriteRecord(const CacheLine& line);
     CursorStatus MakeSourceDiffer(const ETabulonTag& tag);
     CursorStatus LeaveOtherRecord(const CacheLine& line);
+    [[nodiscard]] bool CanBeFound(const CacheLine& line);
     void LearnKey(CacheLine& line);
 
     ETabulonCursorCache& cache_;
+    Last last_;
     ERef<IUpdater> updater_;
     ETabulonPrimaryKey key_;
     EExtract record_;
@@ -44,6 +76,9 @@ CursorStatus ETabulonCursorCache::Saving::Write(CacheLine& line) {
 }
 
 CursorStatus ETabulonCursorCache::Saving::Update(CacheLine& line) {
+    if (!CanBeFound(line)) {
+        return kNotFound;
+    }
     if (const CursorStatus status = MakeSourceDiffer(line.Tag()); status != StatusOk) {
         return status;
     }
@@ -64,6 +99,9 @@ CursorStatus ETabulonCursorCache::Saving::Insert(CacheLine& line) {
 }
 
 CursorStatus ETabulonCursorCache::Saving::Delete(CacheLine& line) {
+    if (!CanBeFound(line)) {
+        return kNotFound;
+    }
     if (const CursorStatus status = LeaveOtherRecord(line); status != StatusOk) {
         return status;
     }
@@ -84,14 +122,14 @@ CursorStatus ETabulonCursorCache::Saving::WriteRecord(const CacheLine& line) {
 // anywhere, by a walk of this cache above all, while the table stands on some other record.
 CursorStatus ETabulonCursorCache::Saving::MakeSourceDiffer(const ETabulonTag& tag) {
     const auto differs = [this, &tag] {
-        cache_.ETabulonCursorRelay::ExtractCurrentTag(sourceTag_);
+        last_.ExtractCurrentTag(sourceTag_);
         return !(sourceTag_ == tag);
     };
     cache_.iFields().SetNull();
     if (differs()) {
         return StatusOk;
     }
-    const ETabulonLevels& levels = cache_.Source()->Levels();
+    const ETabulonLevels& levels = last_.Source()->Levels();
     for (unsigned int position = 0; position < levels.Size(); ++position) {
         cache_.iField(levels.GetLevel(levels.GetLevelID(position)).DataID()) <<= EVariant("1");
         if (differs()) {
@@ -100,31 +138,32 @@ CursorStatus ETabulonCursorCache::Saving::MakeSourceDiffer(const ETabulonTag& ta
     }
     // Without a level that could differ the table can't be made to move, and what it stands on
     // isn't to be written over.
-    return static_cast<CursorStatus>(DataNoSuchPosition);
+    return kNotFound;
+}
+
+// To a table no position is the current record, whichever that is. Lines without a key are those
+// that a relay between has made up.
+bool ETabulonCursorCache::Saving::CanBeFound(const CacheLine& line) {
+    return line.KeyPosition() != kNoPosition || last_.Table() == nullptr;
 }
 
 // A table cursor deletes where its walk stands, if it stands anywhere. The walk that filled the
 // cache came to its end; whoever walked the source since may have stopped on a record.
 CursorStatus ETabulonCursorCache::Saving::LeaveOtherRecord(const CacheLine& line) {
-    static_cast<void>(cache_.iFields());  // the source's key may be an old one
-    const EPosition stands = cache_.Source()->PrimaryKey().Position();
+    const EPosition stands = last_.Position();
     if (stands == kNoPosition || stands == line.KeyPosition()) {
         return StatusOk;
     }
     CursorStatus status = StatusOk;
     while (status == StatusOk) {
-        status = cache_.ETabulonCursorRelay::GetNext();
+        status = last_.GetNext();
     }
     return status == StatusEnd ? StatusOk : status;
 }
 
 // So that the line can be saved again when it is changed again.
 void ETabulonCursorCache::Saving::LearnKey(CacheLine& line) {
-    ETabulonCursor* last = cache_.Source();
-    while (auto* const relay = dynamic_cast<ETabulonCursorRelay*>(last)) {
-        last = relay->Source();
-    }
-    if (auto* const table = dynamic_cast<ETabulonCursorEData*>(last); table != nullptr) {
+    if (ETabulonCursorEData* const table = last_.Table(); table != nullptr) {
         key_.Set(table->Data()->CurKey(), table->Data()->position);
         line.SetKey(key_);
     }
