@@ -14,18 +14,6 @@ constexpr auto kNothingMatched = static_cast<CursorStatus>(DataGone);
 constexpr auto kDuplicate = static_cast<CursorStatus>(DataDuplicate);
 constexpr auto kNoLine = static_cast<CursorStatus>(DataNoCurrent);
 
-// Waits for the chain's lock; unlike ECursorExclusive it doesn't cancel the walk.
-class [[nodiscard]] CursorLocking {
-public:
-    explicit CursorLocking(ETabulonCursor& cursor) : cursor_(cursor) { cursor_.CursorLock(true); }
-    ~CursorLocking() { cursor_.CursorUnlock(); }
-    CursorLocking(const CursorLocking&) = delete;
-    CursorLocking& operator=(const CursorLocking&) = delete;
-
-private:
-    ETabulonCursor& cursor_;
-};
-
 }  // namespace
 
 /// Makes a line of each record of the source's walk.
@@ -157,21 +145,26 @@ bool ETabulonCursorCache::IsInFilter() const {
     return filterTag_.IsRoot() ? !tag.IsRoot() : tag.IsChildOf(filterTag_);
 }
 
-// Copying would count each text's body up and down for every record.
+// The line's own: copying would count each text's body up and down for every record. It stays until
+// it is stale, also where its line goes: the other listeners of the step still ask for it.
 const ETabulonTag& ETabulonCursorCache::CurrentTag() const {
-    const CacheLine* const line = lines_->Current();
-    if (line == nullptr) {
-        return ETabulonCursorRelay::CurrentTag();
+    if (IsTagStale()) {
+        const CacheLine* const line = lines_->Current();
+        lines_->Show(line);
+        if (line != nullptr) {
+            MarkTagFresh();
+        }
     }
-    lines_->Show(*line);
-    return line->Tag();
+    const ETabulonTag* const shown = lines_->Shown();
+    return shown != nullptr ? *shown : ETabulonCursorRelay::CurrentTag();
 }
 
 void ETabulonCursorCache::ExtractCurrentTag(ETabulonTag& tag) const {
     if (const CacheLine* const line = lines_->Current(); line != nullptr) {
         tag = line->Tag();
     } else {
-        tag.RemoveAll();
+        // That of the fields: a cache before this one asks so for the tag of a record to append.
+        ETabulonCursorRelay::ExtractCurrentTag(tag);
     }
 }
 
@@ -219,7 +212,7 @@ void ETabulonCursorCache::InitBuffer(EFieldSet& fields, const ETabulonTag& tag) 
 }
 
 CursorStatus ETabulonCursorCache::Append(const ETabulonTag& tag) {
-    const CursorLocking locking(*this);
+    const ECursorLocking locking(*this);
     const ETabulonTag kept(tag);
     InitBuffer(iFields(), kept);
     return Append(Fields());
@@ -231,7 +224,7 @@ CursorStatus ETabulonCursorCache::Append(const EFieldSet& fields) {
 }
 
 CursorStatus ETabulonCursorCache::AppendLine(const EFieldSet& fields, CacheLine*& line) {
-    const CursorLocking locking(*this);
+    const ECursorLocking locking(*this);
     iFields() <<= fields;
     ETabulonTag tag;
     ETabulonCursorRelay::ExtractCurrentTag(tag);
@@ -268,7 +261,7 @@ ETabulonCursorCache::CacheLine& ETabulonCursorCache::AddLine(const ETabulonTag& 
 
 CursorStatus ETabulonCursorCache::Update(const ETabulonTag& tag, const ETabulonVariableID& id,
                                          const EVariant& value) {
-    const CursorLocking locking(*this);
+    const ECursorLocking locking(*this);
     // Any of them may lie in a record that is about to be overwritten.
     const ETabulonTag branch(tag);
     const EVariant kept(value);
@@ -305,16 +298,18 @@ CursorStatus ETabulonCursorCache::Update(const ETabulonTag& tag, const ETabulonV
 }
 
 CursorStatus ETabulonCursorCache::Update(const EFieldSet& fields) {
-    const CursorLocking locking(*this);
+    const ECursorLocking locking(*this);
     iFields() <<= fields;
     ETabulonTag tag;
     ETabulonCursorRelay::ExtractCurrentTag(tag);
-    if (const CacheLine* const line = lines_->Find(tag); line == nullptr || line->IsDead()) {
+    CacheLine* line = lines_->Find(tag);
+    if (line == nullptr || line->IsDead()) {
         return kNoLine;
     }
+    const ETabulonTag at(line->Tag());  // equal, but its texts may be others
     iFields() <<= fields;
-    TellNotifiers([&](ICacheNotifier& notifier) { notifier.OnLineUpdated(tag, iFields()); });
-    CacheLine* const line = lines_->Find(tag);
+    TellNotifiers([&](ICacheNotifier& notifier) { notifier.OnLineUpdated(at, iFields()); });
+    line = lines_->Find(tag);
     if (line == nullptr || line->IsDead()) {
         return kNoLine;
     }
@@ -325,12 +320,12 @@ CursorStatus ETabulonCursorCache::Update(const EFieldSet& fields) {
 }
 
 CursorStatus ETabulonCursorCache::Delete(const ETabulonTag& tag) {
-    const CursorLocking locking(*this);
+    const ECursorLocking locking(*this);
     const ETabulonTag branch(tag);
     const Lines::Branch lines(*lines_, branch);
     ETabulonTag at;
     for (const Lines::Place& place : lines.Places()) {
-        CacheLine* line = lines.Line(place);
+        const CacheLine* const line = lines.Line(place);
         if (line == nullptr || line->IsDead()) {
             continue;
         }
@@ -342,22 +337,24 @@ CursorStatus ETabulonCursorCache::Delete(const ETabulonTag& tag) {
         TellTables([line, canGo](EDataCache& table) {
             canGo ? table.OnLineRemoved(*line) : table.OnLineDeleted(*line);
         });
-        TellNotifiers([&at](ICacheNotifier& notifier) { notifier.OnLineDeleted(at); });
-        line = lines.Line(place);
-        if (line == nullptr) {
-            continue;
+        const auto end = [&] {
+            if (CacheLine* const gone = lines.Line(place); gone != nullptr) {
+                canGo ? lines_->Remove(*gone) : lines_->Change(*gone, Lines::Event::Deleted);
+            }
+        };
+        try {
+            TellNotifiers([&at](ICacheNotifier& notifier) { notifier.OnLineDeleted(at); });
+        } catch (...) {
+            end();  // the tables have been told
+            throw;
         }
-        if (canGo) {
-            lines_->Remove(*line);
-        } else {
-            lines_->Change(*line, Lines::Event::Deleted);
-        }
+        end();
     }
     return lines.Places().empty() ? kNothingMatched : StatusOk;
 }
 
 void ETabulonCursorCache::ClearCache() {
-    const CursorLocking locking(*this);
+    const ECursorLocking locking(*this);
     TellTables([](EDataCache& table) { table.OnCacheCleared(); });
     lines_->Clear();
     mustFill_ = true;
@@ -375,7 +372,7 @@ bool ETabulonCursorCache::IsEmpty() const noexcept { return !lines_->HasAlive();
 bool ETabulonCursorCache::IsEmpty(const ETabulonTag& tag) const { return !lines_->HasAlive(tag); }
 
 EData* ETabulonCursorCache::AllocEData(const ETabulonTag& root, ETabulonSortDesc* sortDesc) {
-    const CursorLocking locking(*this);
+    const ECursorLocking locking(*this);
     return new EDataCache(this, root, sortDesc);
 }
 

@@ -118,8 +118,9 @@ void ETabulonCursorCache::Lines::Remove(CacheLine& line) noexcept {
 //
 // Deliberate: where the walk stands on the line that goes, it steps back, so that the next step
 // shows the line behind; but on the first line it stays, and the line that takes its place is
-// passed over. Where a line before it goes, the walk isn't moved, and so stands one further.
-// Listeners that delete while they walk see just this. WalkInWhichLinesGo holds it.
+// passed over, be it one that is appended later. Where a line before it goes, the walk isn't moved,
+// and so stands one further. Listeners that delete while they walk see just this.
+// WalkInWhichLinesGo holds it.
 void ETabulonCursorCache::Lines::LeaveWalk(std::int64_t removed) noexcept {
     const auto isHole = [this](std::int64_t slot) {
         return slots_[static_cast<std::size_t>(slot)] == nullptr;
@@ -137,13 +138,9 @@ void ETabulonCursorCache::Lines::LeaveWalk(std::int64_t removed) noexcept {
             return;
         }
     }
-    const bool wasFirst = removed == current_;
     do {
         ++current_;
     } while (current_ < End() && isHole(current_));
-    if (wasFirst && current_ == End()) {
-        current_ = -1;
-    }
 }
 
 void ETabulonCursorCache::Lines::CloseHoles() noexcept {
@@ -174,7 +171,6 @@ void ETabulonCursorCache::Lines::Clear() noexcept {
     }
     slots_.clear();
     tags_.Clear(shown_);
-    shown_ = nullptr;
     texts_.Clear();
     layouts_.clear();
     holes_ = dirty_ = alive_ = 0;

@@ -88,8 +88,13 @@ public:
         return current_ >= 0 && current_ < End() ? slots_[static_cast<std::size_t>(current_)]
                                                  : nullptr;
     }
-    /// The tag was handed out, and lives on when the lines are cleared.
-    void Show(const CacheLine& line) const noexcept { shown_ = &line.SharedTag(); }
+    /// Its tag is handed out, and lives on when the line goes or all are cleared.
+    void Show(const CacheLine* line) const noexcept {
+        shown_ = line != nullptr ? &line->SharedTag() : nullptr;
+    }
+    [[nodiscard]] const ETabulonTag* Shown() const noexcept {
+        return shown_ != nullptr ? &shown_->tag : nullptr;
+    }
 
 private:
     [[nodiscard]] std::int64_t End() const noexcept {

@@ -35,7 +35,7 @@ public:
     [[nodiscard]] std::size_t Size() const noexcept { return tags_.size(); }
     /// Those that equal `tag` or are children of it.
     [[nodiscard]] std::vector<CacheTag*> Branch(const ETabulonTag& tag) const;
-    /// Forgets all but `kept`, which may be null and stays until the next time.
+    /// Forgets all but `kept`, which may be null, or be what was kept the last time.
     void Clear(const CacheTag* kept) noexcept;
 
 private:

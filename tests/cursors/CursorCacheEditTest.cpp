@@ -188,11 +188,38 @@ TEST_F(FilledCache, KeepsTextsWholeThatOthersOverwrite) {
         EXPECT_EQ(source.Fields()["city"].AsChaine(), Chaine("Bonn"));
         static_cast<void>(walk->Take());
         EXPECT_EQ(Walk(At("DE")), "3 | 4 | 5");
-        EXPECT_EQ(cache->CurrentTag().KnownLevelsCount(), 0U);
     }
     ASSERT_EQ(cache->CallReset(At("DE")), StatusOk);
     cache->ClearCache();
     EXPECT_EQ(source.Fields()["city"].AsChaine(), Chaine("Ulm")) << "the record keeps what it has";
+}
+
+TEST_F(FilledCache, NotifiersHearOfTheTagThatTheLineHas) {
+    cache->RemNotifier(walk.Get());
+    cache->RemCacheNotifier(trace.Get());
+    ETabulonLevels labelled;
+    labelled.AddLevel("Number", "id", "city", nullptr, /*addRef=*/false);
+    source.Init(labelled, table.get(), /*ownsTable=*/false);
+    cache = std::make_unique<OpenCache>(&source);
+    cache->AddCacheNotifier(trace.Get());
+    EXPECT_EQ(cache->Browse(ETabulonTag::Null), StatusOk);
+    static_cast<void>(trace->Take());
+    cache->iFields()["id"] <<= EVariant(2);
+    cache->iFields()["city"] <<= EVariant("Nice");
+    EXPECT_EQ(cache->Update(cache->Fields()), StatusOk);
+    EXPECT_EQ(trace->Take(), "update [Lyon]");
+}
+
+TEST_F(FilledCache, DeleteIsWholeWhereANotifierThrows) {
+    const auto shown = Table();
+    ASSERT_EQ(AppendSale(6, "FR", "Nice", 1), StatusOk);
+    trace->onEvent = [](const std::string&, EFieldSet*) { throw std::bad_alloc(); };
+    EXPECT_THROW(cache->Delete(At("FR", "Nice")), std::bad_alloc);
+    EXPECT_THROW(cache->Delete(At("FR", "Lyon")), std::bad_alloc);
+    trace->onEvent = nullptr;
+    EXPECT_TRUE(IsUnlocked());
+    EXPECT_EQ(Walk(), "1 | 3 | 4 | 5");
+    EXPECT_EQ(Show(*shown), "4Bonn 3Ulm 5Ulm 1Paris");
 }
 
 /// A line whose state is brought about, and what each event makes of it.

@@ -34,7 +34,7 @@ TEST_F(CacheWalk, ShowsRecordTagAndKeyOfEachLine) {
     ASSERT_EQ(cache->CallGetNext(), StatusOk);
     EXPECT_EQ(cache->CallGetNext(), StatusEnd);
     EXPECT_EQ(cache->CallGetNext(), StatusEnd);
-    EXPECT_TRUE(cache->CurrentTag().IsRoot());
+    EXPECT_EQ(cache->CurrentTag().DisplayID(), Chaine("[DE, Ulm]")) << "of the fields";
     EXPECT_FALSE(cache->PrimaryKey().IsSet());
 }
 
@@ -98,6 +98,37 @@ TEST_F(CacheWalk, TagHandedOutOutlivesItsLine) {
     EXPECT_EQ(cache->Delete(tag), StatusOk);
     cache->ClearCache();
     EXPECT_EQ(tag.DisplayID(), Chaine("[DE, Ulm]"));
+}
+
+TEST_F(CacheWalk, KeepsTheTagOfAStepWhoseLineGoes) {
+    static_cast<void>(Walk());
+    ASSERT_EQ(AppendSale(6, "DE", "Kiel", 1), StatusOk);
+    const auto later = MakeRef<WalkTrace>();
+    cache->AddNotifier(later.Get());
+    walk->At("move", 6, [this] { return cache->Delete(At("DE", "Kiel")); });
+    static_cast<void>(Walk());
+    EXPECT_EQ(later->Take(), "reset [] | Paris | Lyon | Ulm | Bonn | Ulm | Kiel");
+    walk->At("move", 2, [this] {
+        cache->ClearCache();
+        cache->ClearCache();
+        return StatusOk;
+    });
+    static_cast<void>(Walk());
+    EXPECT_EQ(later->Take(), "reset [] | Paris | Lyon");
+    cache->RemNotifier(later.Get());
+}
+
+TEST_F(CacheWalk, PassesOverALineThatTakesThePlaceOfTheOnlyOne) {
+    stored = MakeTable(rubric);
+    table = std::make_unique<FailingTable>(*stored);
+    source.Init(levels, table.get(), /*ownsTable=*/false);
+    static_cast<void>(Walk());
+    ASSERT_EQ(AppendSale(6, "DE", "Kiel", 1), StatusOk);
+    walk->At("move", 1, [this] {
+        EXPECT_EQ(cache->Delete(At("DE", "Kiel")), StatusOk);
+        return AppendSale(7, "DE", "Jena", 1);
+    });
+    EXPECT_EQ(Walk(), "6");
 }
 
 /// The number of the line at which a listener deletes some branch, and what the walk shows then.

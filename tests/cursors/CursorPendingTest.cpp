@@ -168,7 +168,7 @@ TEST(PendingEmptySource, GoesToTheInsertsAtOnce) {
     EXPECT_EQ(cursor.CurrentTag(), City("FR", "Albi"));
     for (int behind = 0; behind < 3; ++behind) {
         EXPECT_EQ(cursor.CallGetNext(), StatusEnd);
-        EXPECT_TRUE(cursor.CurrentTag().IsRoot());
+        EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine("[, ]"));
     }
     EXPECT_EQ(cursor.CallReset(Tag({{0, "IT"}})), StatusEnd);
 }

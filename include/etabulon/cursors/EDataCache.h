@@ -44,6 +44,8 @@ public:
     void OnLineAdded(CacheLine& line);
     void OnLineDeleted(const CacheLine& /*line*/) {}
     void OnLineRemoved(const CacheLine& line);
+    /// Deliberate: nothing. A line whose values would put it elsewhere keeps its place in the list.
+    /// FileNewLinesBehindTheirEquals holds it.
     void OnLineChanged(const CacheLine& /*line*/) {}
     /// A dead line came back: it may have been dead when this table was made.
     void OnLineRevived(CacheLine& line);

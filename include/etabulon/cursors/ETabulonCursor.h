@@ -137,6 +137,9 @@ protected:
     [[nodiscard]] const ETabulonTag& FilterTag() const noexcept { return filterTag_; }
     [[nodiscard]] bool FieldsDirty() const noexcept { return fieldsDirty_; }
     void MarkStale() const noexcept { tagStale_ = keyStale_ = true; }
+    // For who keeps the current tag in a place of its own.
+    [[nodiscard]] bool IsTagStale() const noexcept { return tagStale_; }
+    void MarkTagFresh() const noexcept { tagStale_ = false; }
 
 private:
     /// Where a level's value is read; worked out once for each field set.
