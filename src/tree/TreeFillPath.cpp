@@ -131,15 +131,22 @@ void TreeFillPath::File(const ETabulonTag& tag, const ETabulonPrimaryKey& key) {
     if (orderStamp_ == 0) {
         Look(tag);  // nodes went since
     }
-    Key packed;
+    TreeKeyWord packed;
     packed.form = PackKey(key, packed.word);
     const bool isPlain = packed.form != TreeKeyForm::Whole && !start_.Top().extra_->keepsKeys;
     EDataTreeNode* const node = Add(tag, isPlain ? &packed : nullptr);
     if (node == nullptr) {
         return;
     }
+    if (isPlain && isStraightRecord_ && rungs_.back().entry != TreeMemo::kNoPlace) {
+        BecomeLate();
+        memo_.KeepKey(rungs_.back().entry, packed);
+        return;
+    }
+    if (!isPlain || !isStraightRecord_ || !rungs_.back().isOwnValue) {
+        memo_.WriteKeys();  // an older one of the same node may be among them
+    }
     if (isPlain) {
-        // Written without a look at the node, for which the walk would have to wait.
         node->keyWord_ = packed.word;
         node->keyForm_ = packed.form;
     } else {
@@ -160,7 +167,7 @@ void TreeFillPath::Look(const ETabulonTag& tag) {
 }
 
 /// The record's node; null for one that has only hidden values, or that waits with its `key`.
-EDataTreeNode* TreeFillPath::Add(const ETabulonTag& tag, const Key* key) {
+EDataTreeNode* TreeFillPath::Add(const ETabulonTag& tag, const TreeKeyWord* key) {
     if (!isStraightRecord_) {
         return AddIrregular(tag);
     }
@@ -171,7 +178,9 @@ EDataTreeNode* TreeFillPath::Add(const ETabulonTag& tag, const Key* key) {
                 HoldBack(*node, *rungs_[depth].value, *key);
                 return nullptr;
             }
-            Settle();  // what is held back came before
+            if (!late_.empty()) {
+                SettleRecords();  // what is held back came before
+            }
         }
         node = Step(*node, tag, depth);
         if (node == nullptr) {
@@ -220,10 +229,13 @@ EDataTreeNode* TreeFillPath::Step(EDataTreeNode& node, const ETabulonTag& tag, s
     const ETabulonValue& value = *rung.value;
     const bool isIdenticalAbove = IsIdenticalAbove(depth);
     ++rung.steps;
+    rung.entry = TreeMemo::kNoPlace;
+    rung.isOwnValue = true;
     if (rung.key.IsKept()) {
         if (const TreeMemo::Hit hit = memo_.Find(node, rung.key); hit.child != nullptr) {
             ++rung.known;
-            rung.isIdentical = isIdenticalAbove && hit.isIdentical && value.IsPlain();
+            rung.entry = hit.place;
+            rung.isIdentical = isIdenticalAbove && hit.isPlain && value.IsPlain();
             return hit.child;
         }
     }
@@ -238,10 +250,12 @@ EDataTreeNode* TreeFillPath::Step(EDataTreeNode& node, const ETabulonTag& tag, s
         return child->byValue_ ? child : nullptr;
     }
     ++rung.known;
-    const bool isIdentical = !child->ownsTag_ && child->value_.IsIdenticalTo(value);
-    rung.isIdentical = isIdenticalAbove && isIdentical;
-    memo_.Put(node, rung.key, child,
-              isIdentical && value.IsPlain());  // it may well be met once more
+    rung.isOwnValue = child->value_.IsIdenticalTo(value);
+    rung.isIdentical = isIdenticalAbove && rung.isOwnValue && !child->ownsTag_;
+    if (rung.isOwnValue) {
+        // It may well be met once more.
+        memo_.Put(node, rung.key, child, value.IsPlain() && !child->ownsTag_);
+    }
     return child;
 }
 
@@ -273,15 +287,12 @@ bool TreeFillPath::MayWait(const ETabulonTag& tag) const {
     return !IsRemembered(rungs_[depth]) && IsIdenticalAbove(depth) && start_.SamePathAs(tag);
 }
 
-void TreeFillPath::HoldBack(EDataTreeNode& parent, const ETabulonValue& value, const Key& key) {
+void TreeFillPath::HoldBack(EDataTreeNode& parent, const ETabulonValue& value, TreeKeyWord key) {
     if (late_.size() == kMostLate) {
-        Settle();
+        SettleRecords();
     }
     late_.reserve(kMostLate);
-    if (late_.empty()) {
-        start_.Top().extra_->late = this;
-        ++lateWalks_;
-    }
+    BecomeLate();
     __builtin_prefetch(&parent);
     late_.push_back({&parent, value, key});
     rungs_.back().node = nullptr;
@@ -289,6 +300,12 @@ void TreeFillPath::HoldBack(EDataTreeNode& parent, const ETabulonValue& value, c
 }
 
 void TreeFillPath::Settle() {
+    SettleRecords();
+    memo_.WriteKeys();
+    DropLate();
+}
+
+void TreeFillPath::SettleRecords() {
     for (const Late& late : late_) {
         late.parent->children_.LookAhead();
     }
@@ -301,11 +318,21 @@ void TreeFillPath::Settle() {
         try {
             FileLate(late_[next]);
         } catch (...) {
+            memo_.WriteKeys();
             DropLate();
             throw;
         }
     }
-    DropLate();
+    late_.clear();
+    filed_ = 0;
+}
+
+void TreeFillPath::BecomeLate() noexcept {
+    if (!isLate_) {
+        isLate_ = true;
+        start_.Top().extra_->late = this;
+        ++lateWalks_;
+    }
 }
 
 void TreeFillPath::SettleForReader() noexcept {
@@ -317,7 +344,8 @@ void TreeFillPath::SettleForReader() noexcept {
 }
 
 void TreeFillPath::DropLate() noexcept {
-    if (!late_.empty()) {
+    if (isLate_) {
+        isLate_ = false;
         start_.Top().extra_->late = nullptr;
         --lateWalks_;
     }
@@ -344,6 +372,7 @@ void TreeFillPath::FileLate(const Late& late) {
         node = parent.AddVChild(tag, this);
     }
     Meet(*node);
+    memo_.WriteKeys();  // an older one of the same node may be among them
     node->keyWord_ = late.key.word;
     node->keyForm_ = late.key.form;
 }

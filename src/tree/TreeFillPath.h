@@ -66,30 +66,29 @@ private:
         unsigned place = 0;  // of the level in the record's tag
         const ETabulonValue* value = nullptr;
         EDataTreeNode* node = nullptr;
-        TreeMemo::Key key;         // of the value; stale where the node is the last record's
-        std::uint32_t steps = 0;   // records that came to another node here
-        std::uint32_t known = 0;   // of them, those whose node was there
+        TreeMemo::Key key;  // of the value; stale where the node is the last record's
+        std::uint32_t entry = TreeMemo::kNoPlace;  // of the node in the memo
+        std::uint32_t steps = 0;                   // records that came to another node here
+        std::uint32_t known = 0;                   // of them, those whose node was there
         ETabulonTag part;          // the record's as far as here, made for new nodes
+        bool isOwnValue = true;    // the value is the node's to the letter
         bool isIdentical = false;  // from below the start to here, the path is the record's
     };
 
-    /// A key as a node keeps it.
-    struct Key {
-        std::int64_t word = 0;
-        TreeKeyForm form{};
-    };
     /// A record that is held back: its place in the tree is known, its node wasn't looked at.
     struct Late {
         EDataTreeNode* parent;
         ETabulonValue value;
-        Key key;
+        TreeKeyWord key;
     };
     static constexpr std::size_t kMostLate = 32;
 
-    [[nodiscard]] EDataTreeNode* Add(const ETabulonTag& tag, const Key* key);
+    [[nodiscard]] EDataTreeNode* Add(const ETabulonTag& tag, const TreeKeyWord* key);
     [[nodiscard]] bool MayWait(const ETabulonTag& tag) const;
-    void HoldBack(EDataTreeNode& parent, const ETabulonValue& value, const Key& key);
+    void HoldBack(EDataTreeNode& parent, const ETabulonValue& value, TreeKeyWord key);
     void FileLate(const Late& late);
+    void SettleRecords();
+    void BecomeLate() noexcept;
     void DropLate() noexcept;
     [[nodiscard]] EDataTreeNode* AddIrregular(const ETabulonTag& tag);
     [[nodiscard]] bool IsStraight() const;
@@ -116,6 +115,7 @@ private:
     bool isStraightRecord_ = false;  // the record has a value for each rung
     std::vector<Late> late_;
     std::size_t filed_ = 0;  // of late_, from the front
+    bool isLate_ = false;    // records or keys are held back, and the topmost node tells it
     bool isShort_ = false;   // memory ran out where nothing could be thrown
     static std::atomic<int> lateWalks_;
     std::size_t dirty_;             // nodes that the walk has still to meet, or more

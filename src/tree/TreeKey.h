@@ -16,6 +16,11 @@ enum class TreeKeyForm : std::uint8_t {
     Whole = 5,            // none of these: kept as it is, and the word is 0
 };
 
+struct TreeKeyWord {
+    std::int64_t word = 0;
+    TreeKeyForm form = TreeKeyForm::None;
+};
+
 /// The word for `key`, and its form.
 [[nodiscard]] TreeKeyForm PackKey(const ETabulonPrimaryKey& key, std::int64_t& word);
 /// The opposite. Requires a form other than Whole.

@@ -15,16 +15,41 @@ std::uint64_t Mix(std::uint64_t hash, std::uint64_t word) noexcept {
     return std::rotl((hash ^ word) * kFactor, 29);
 }
 
+std::uint64_t WordAt(const char* bytes) noexcept {
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+}
+
+/// By words, of which the last may overlap the one before it: texts here are short, and a call of
+/// memcmp costs as much as the comparison.
+bool SameBytes(const char* a, const char* b, std::size_t length) noexcept {
+    constexpr std::size_t kWord = sizeof(std::uint64_t);
+    if (length < kWord) {
+        for (std::size_t index = 0; index < length; ++index) {
+            if (a[index] != b[index]) {
+                return false;
+            }
+        }
+        return true;
+    }
+    for (std::size_t index = 0; index + kWord < length; index += kWord) {
+        if (WordAt(a + index) != WordAt(b + index)) {
+            return false;
+        }
+    }
+    return WordAt(a + length - kWord) == WordAt(b + length - kWord);
+}
+
 std::uint32_t HashOf(std::uint32_t above, const char* bytes, std::size_t length) noexcept {
     std::uint64_t hash = Mix(length, above);
     std::uint64_t word = 0;
     if (length >= sizeof word) {
         const char* const last = bytes + length - sizeof word;
         for (; bytes < last; bytes += sizeof word) {
-            std::memcpy(&word, bytes, sizeof word);
-            hash = Mix(hash, word);
+            hash = Mix(hash, WordAt(bytes));
         }
-        std::memcpy(&word, last, sizeof word);  // overlaps the one before it
+        word = WordAt(last);
     } else {
         for (std::size_t index = 0; index < length; ++index) {
             word = word << 8 | static_cast<unsigned char>(bytes[index]);
@@ -53,7 +78,7 @@ TreeMemo::Key::Key(std::uint32_t above, const ETabulonValue& value) noexcept {
 
 bool TreeMemo::Is(const Entry& entry, const Key& key) noexcept {
     return entry.hash == key.hash_ && entry.type == key.type_ && entry.size == key.size_ &&
-           entry.length == key.length_ && std::memcmp(entry.bytes, key.bytes_, key.length_) == 0;
+           entry.length == key.length_ && SameBytes(entry.bytes, key.bytes_, key.length_);
 }
 
 TreeMemo::Hit TreeMemo::Find(const EDataTreeNode& parent, const Key& key) const noexcept {
@@ -63,14 +88,14 @@ TreeMemo::Hit TreeMemo::Find(const EDataTreeNode& parent, const Key& key) const 
     const std::size_t mask = entries_.size() - 1;
     for (std::size_t at = key.hash_ & mask; entries_[at].child != nullptr; at = (at + 1) & mask) {
         if (entries_[at].parent == &parent && Is(entries_[at], key)) {
-            return {entries_[at].child, entries_[at].isIdentical};
+            return {entries_[at].child, static_cast<std::uint32_t>(at), entries_[at].isPlain};
         }
     }
     return {};
 }
 
 void TreeMemo::Put(const EDataTreeNode& parent, const Key& key, EDataTreeNode* child,
-                   bool isIdentical) noexcept {
+                   bool isPlain) noexcept {
     if (!key.IsKept()) {
         return;
     }
@@ -96,12 +121,13 @@ void TreeMemo::Put(const EDataTreeNode& parent, const Key& key, EDataTreeNode* c
     entry.type = key.type_;
     entry.size = key.size_;
     entry.length = key.length_;
-    entry.isIdentical = isIdentical;
+    entry.isPlain = isPlain;
     std::memcpy(entry.bytes, key.bytes_, key.length_);
     ++count_;
 }
 
 void TreeMemo::Grow() {
+    WriteKeys();
     std::vector<Entry> larger(std::max(kFirst, entries_.size() * 2));
     const std::size_t mask = larger.size() - 1;
     for (const Entry& entry : entries_) {
@@ -119,7 +145,28 @@ void TreeMemo::Grow() {
 
 void TreeMemo::Clear() noexcept {
     std::vector<Entry>().swap(entries_);
+    keyed_.clear();
     count_ = 0;
+}
+
+void TreeMemo::KeepKey(std::uint32_t place, TreeKeyWord key) {
+    Entry& entry = entries_[place];
+    if (!entry.hasKey) {
+        keyed_.push_back(place);
+        entry.hasKey = true;
+    }
+    entry.keyWord = key.word;
+    entry.keyForm = key.form;
+}
+
+void TreeMemo::WriteKeys() noexcept {
+    for (const std::uint32_t place : keyed_) {
+        Entry& entry = entries_[place];
+        entry.child->keyWord_ = entry.keyWord;
+        entry.child->keyForm_ = entry.keyForm;
+        entry.hasKey = false;
+    }
+    keyed_.clear();
 }
 
 }  // namespace etabulon::detail

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "etabulon/tree/EDataTreeNode.h"
+#include "tree/TreeKey.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -36,8 +37,10 @@ public:
     };
     struct Hit {
         EDataTreeNode* child = nullptr;
-        bool isIdentical = false;  // the value is the child's to the letter, if it is plain
+        std::uint32_t place = kNoPlace;  // of its entry; good until Put or Clear
+        bool isPlain = false;            // as Put was told
     };
+    static constexpr std::uint32_t kNoPlace = ~std::uint32_t{0};
 
     /// Asks the memory for the entry, which is seldom in a near cache.
     void LookAhead(const Key& key) const noexcept {
@@ -47,15 +50,22 @@ public:
     }
     /// A null child for a key that isn't kept or known.
     [[nodiscard]] Hit Find(const EDataTreeNode& parent, const Key& key) const noexcept;
+    /// Requires that the value is the child's own to the letter, so that a child has one entry.
     /// Does without where memory runs out.
     void Put(const EDataTreeNode& parent, const Key& key, EDataTreeNode* child,
-             bool isIdentical) noexcept;
+             bool isPlain) noexcept;
     void Clear() noexcept;
+
+    /// Keeps a primary key for the child of that entry, so that the walk needn't touch the node.
+    /// Requires a call of WriteKeys before anybody looks at it.
+    void KeepKey(std::uint32_t place, TreeKeyWord key);
+    [[nodiscard]] bool HasKeys() const noexcept { return !keyed_.empty(); }
+    void WriteKeys() noexcept;
 
 private:
     static constexpr std::size_t kFirst = 64;
     static constexpr std::size_t kMost = std::size_t{1} << 17;  // 8 MB
-    static constexpr std::size_t kLongest = 36;                 // bytes of a value
+    static constexpr std::size_t kLongest = 27;                 // bytes of a value
 
     struct alignas(64) Entry {
         const EDataTreeNode* parent = nullptr;
@@ -63,8 +73,11 @@ private:
         std::uint32_t hash = 0;
         std::uint16_t type = 0;
         std::uint16_t size = 0;
+        std::int64_t keyWord = 0;
+        TreeKeyForm keyForm{};
+        bool hasKey = false;  // and it is in keyed_
+        bool isPlain = false;
         std::uint8_t length = 0;
-        bool isIdentical = false;
         char bytes[kLongest];
     };
     static_assert(sizeof(Entry) == 64);
@@ -73,6 +86,7 @@ private:
     void Grow();
 
     std::vector<Entry> entries_;  // open addressing, at most three quarters full
+    std::vector<std::uint32_t> keyed_;
     std::size_t count_ = 0;
 };
 

@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <string>
+
 namespace etabulon::test {
 namespace {
 
@@ -337,6 +340,41 @@ TEST(LongFill, ShowsEachRecordBeforeTheNext) {
         EXPECT_EQ(tree.Fill(), StatusOk);
         EXPECT_EQ(tree.Root()->LeafCount(), kRecords - 86U);
         EXPECT_EQ(CheckTree(*tree.Root()) + CheckOrder(*tree.Root(), *tree.SortDesc()), "");
+    }
+    sales.meddler.act = nullptr;
+}
+
+// Keys of leaves met over and over are written late; who asks gets the last record's.
+TEST(LongFill, ShowsTheKeyOfTheLastRecord) {
+    constexpr int kRecords = 900;
+    Sales sales;
+    sales.Delete({1, 2, 3, 4, 5});
+    for (int id = 0; id < kRecords; ++id) {
+        sales.table->Append({1000 + id, "Italy", "Rom", id * id % 60, 1});
+    }
+    for (const int step : {1, 7, kRecords}) {  // how often somebody looks
+        EDataTree tree(&sales.cursor, "root", nullptr);
+        std::map<std::string, EPosition> last;
+        const auto keys = [&tree] {
+            std::map<std::string, EPosition> found;
+            const EDataTreeNode& city = *tree.Root()->Get(0U)->Get(0U);
+            for (unsigned index = 0; index < city.Size(); ++index) {
+                ETabulonPrimaryKey key;
+                city.Get(index)->ExtractPrimaryKey(key);
+                found[city.Get(index)->DisplayValue().DisplayText().c_str()] = key.Position();
+            }
+            return found;
+        };
+        sales.meddler.act = [&](int record) {
+            if (record > 1 && record % step == 0) {
+                EXPECT_EQ(keys(), last) << record;
+            }
+            const int id = record - 1;
+            last[std::to_string(id * id % 60)] = id + 5;
+            return StatusOk;
+        };
+        EXPECT_EQ(tree.Fill(), StatusOk);
+        EXPECT_EQ(keys(), last);
     }
     sales.meddler.act = nullptr;
 }

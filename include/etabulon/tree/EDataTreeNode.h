@@ -16,6 +16,7 @@ namespace etabulon {
 
 namespace detail {
 class TreeFillPath;
+class TreeMemo;
 enum class TreeKeyForm : std::uint8_t;
 }  // namespace detail
 
@@ -91,6 +92,7 @@ private:
     friend class detail::TreeChildren;
     friend class detail::TreeSiblings;
     friend class detail::TreeFillPath;
+    friend class detail::TreeMemo;
     struct Extra;
 
     /// A child by value: its path is the parent's to the letter, and then `value`.
