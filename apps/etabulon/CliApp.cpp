@@ -1,5 +1,6 @@
 #include "apps/etabulon/CliApp.h"
 
+#include "apps/etabulon/BrowseCommand.h"
 #include "apps/etabulon/CliInterrupt.h"
 #include "apps/etabulon/CliOutput.h"
 #include "apps/etabulon/CliSuggest.h"
@@ -33,6 +34,7 @@ std::vector<std::unique_ptr<CliCommand>> MakeCommands() {
     commands.push_back(std::make_unique<LevelsCommand>());
     commands.push_back(std::make_unique<WalkCommand>());
     commands.push_back(std::make_unique<TreeCommand>());
+    commands.push_back(std::make_unique<BrowseCommand>());
     commands.push_back(std::make_unique<GridCommand>());
     commands.push_back(std::make_unique<ScoreCommand>());
     commands.push_back(std::make_unique<EditCommand>());

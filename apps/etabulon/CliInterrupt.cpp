@@ -7,6 +7,8 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <utility>
+
 namespace etabulon {
 namespace {
 
@@ -56,8 +58,11 @@ void CliInterrupt::Wait() {
 
 void CliInterrupt::Raise() {
     const std::lock_guard<std::mutex> guard(lock_);
+    if (handler_) {
+        return handler_();
+    }
     if (cursor_ == nullptr || raised_.exchange(true)) {
-        // Nothing is written to any file here: there is nothing to tidy up.
+        // There is nothing to tidy up: what a save hasn't committed goes with the process.
         _exit(static_cast<int>(CliExit::Cancelled));
     }
     cursor_->Cancel();
@@ -72,6 +77,17 @@ CliInterrupt::Cancelling::Cancelling(CliInterrupt& interrupt, ETabulonCursor& cu
 CliInterrupt::Cancelling::~Cancelling() {
     const std::lock_guard<std::mutex> guard(interrupt_.lock_);
     interrupt_.cursor_ = nullptr;
+}
+
+CliInterrupt::Handling::Handling(CliInterrupt& interrupt, std::function<void()> handler)
+    : interrupt_(interrupt) {
+    const std::lock_guard<std::mutex> guard(interrupt_.lock_);
+    interrupt_.handler_ = std::move(handler);
+}
+
+CliInterrupt::Handling::~Handling() {
+    const std::lock_guard<std::mutex> guard(interrupt_.lock_);
+    interrupt_.handler_ = nullptr;
 }
 
 }  // namespace etabulon

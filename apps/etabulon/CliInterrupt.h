@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <mutex>
 #include <thread>
 
@@ -35,12 +36,26 @@ public:
         CliInterrupt& interrupt_;
     };
 
+    /// Has every SIGINT call `handler` instead, for a scope: a program that must tidy up before it
+    /// ends. Called by the thread that waits; there is one at a time.
+    class [[nodiscard]] Handling {
+    public:
+        Handling(CliInterrupt& interrupt, std::function<void()> handler);
+        ~Handling();
+        Handling(const Handling&) = delete;
+        Handling& operator=(const Handling&) = delete;
+
+    private:
+        CliInterrupt& interrupt_;
+    };
+
 private:
     void Wait();
     void Raise();
 
     std::mutex lock_;
     ETabulonCursor* cursor_ = nullptr;  // guarded by lock_
+    std::function<void()> handler_;     // guarded by lock_
     std::atomic<bool> raised_{false};
     std::atomic<bool> ending_{false};
     std::thread thread_;  // none where SIGINT is ignored

@@ -1,0 +1,363 @@
+#include "apps/CommandRun.h"
+#include "apps/TerminalRun.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sqlite3.h>
+
+#include <string>
+#include <vector>
+
+namespace etabulon {
+namespace {
+
+using test::RunCommand;
+using test::TerminalRun;
+using test::TestFolder;
+
+const std::string kDown = "\x1B[B";
+const std::string kUp = "\x1B[A";
+const std::string kLeft = "\x1B[D";
+const std::string kRight = "\x1B[C";
+const std::string kHome = "\x1B[H";
+const std::string kEnd = "\x1B[F";
+const std::string kAltUp = "\x1B[1;3A";
+const std::string kAltDown = "\x1B[1;3B";
+const std::string kF5 = "\x1B[15~";
+const std::string kEscape = "\x1B";
+
+/// Somebody else who works on the database.
+class Other {
+public:
+    explicit Other(const std::string& path) {
+        EXPECT_EQ(sqlite3_open(path.c_str(), &database_), SQLITE_OK);
+    }
+    ~Other() { sqlite3_close(database_); }
+    Other(const Other&) = delete;
+    Other& operator=(const Other&) = delete;
+    void Do(const char* sql) {
+        EXPECT_EQ(sqlite3_exec(database_, sql, nullptr, nullptr, nullptr), SQLITE_OK)
+            << sqlite3_errmsg(database_);
+    }
+
+private:
+    sqlite3* database_ = nullptr;
+};
+
+class BrowsedOrders : public testing::Test {
+protected:
+    /// With --levels country,city,n unless told otherwise.
+    std::vector<std::string> Arguments(std::vector<std::string> more = {}) const {
+        std::vector<std::string> arguments = {"browse", path_, "orders", "--levels",
+                                              "country,city,n"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return arguments;
+    }
+
+    TestFolder folder_;
+    std::string path_ = folder_.MakeDatabase(
+        "orders.sqlite",
+        "CREATE TABLE orders (id INTEGER PRIMARY KEY, country TEXT, city TEXT, n INTEGER);"
+        "INSERT INTO orders (country, city, n) VALUES ('France','Lyon',1),('France','Lyon',2),"
+        "('France','Paris',1),('France','Paris',2),('Austria','Graz',1);"
+        "CREATE VIEW endless AS WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c)"
+        "  SELECT x, x % 10 AS last FROM c;");
+};
+
+TEST_F(BrowsedOrders, ShowTheirBranchesWithCountsAndATitle) {
+    TerminalRun run(Arguments());
+    run.AwaitText("done, 5 records");
+    run.AwaitTree(
+        "- orders (5)\n"
+        "  + Austria (1)\n"
+        "  - France (4)\n"
+        "    - Lyon (2)\n"
+        "        1\n"
+        "        2\n"
+        "    - Paris (2)\n"
+        "        1\n"
+        "        2");
+    EXPECT_EQ(run.screen.Line(0), "orders  country, city, n");
+    EXPECT_EQ(run.screen.Line(13).substr(0, 6), "q quit");
+    EXPECT_EQ(run.screen.StyleOf("orders ("), "reverse");
+}
+
+TEST_F(BrowsedOrders, OpenAndCloseByKeys) {
+    TerminalRun run(Arguments());
+    run.AwaitText("done, 5 records");
+    const std::string opened = "\n  - Austria (1)\n    + Graz (1)\n  + France (4)";
+    run.Type(kDown + "+" + kDown + kDown + "-");  // Austria opens, France closes
+    run.AwaitTree("- orders (5)" + opened);
+    run.Type(kUp + kRight + kRight + kLeft);  // into Graz and back
+    run.AwaitText("city: Graz (Graz)");
+    run.Type("\r" + kLeft);  // Enter opens; then it closes
+    run.AwaitTree("- orders (5)" + opened);
+    run.Type(kLeft + kLeft + kHome + "\r");
+    run.AwaitTree("+ orders (5)");
+    run.Type("\r");
+    run.AwaitTree("- orders (5)\n  + Austria (1)\n  + France (4)");
+}
+
+TEST_F(BrowsedOrders, MoveTheLevelOfTheSelectedNode) {
+    for (const auto& [down, up] :
+         {std::pair(kAltDown, kAltUp), std::pair<std::string, std::string>(">", "<")}) {
+        TerminalRun run(Arguments({"--hide", "n"}));
+        run.AwaitText("done, 5 records");
+        run.Type(kDown + down);  // Austria moves below its cities
+        run.AwaitTree(
+            "- orders (3)\n"
+            "  - Graz (1)\n"
+            "      Austria\n"
+            "  + Lyon (1)\n"
+            "  + Paris (1)");
+        EXPECT_EQ(run.screen.Line(0), "orders  city, country  (hidden: n)");
+        EXPECT_EQ(run.screen.StyleOf("Austria"), "reverse");
+        run.Type(down);
+        run.AwaitText("this level can't be moved down");
+        run.Type(up);
+        run.AwaitText("level moved up");
+        EXPECT_EQ(run.screen.Line(0), "orders  country, city  (hidden: n)");
+    }
+}
+
+TEST_F(BrowsedOrders, HideALevelAndShowItAgain) {
+    TerminalRun run(Arguments());
+    run.AwaitText("done, 5 records");
+    run.Type("h");
+    run.AwaitText("no level is selected");
+    run.Type(kDown + "h");
+    run.AwaitText("(hidden: country)");
+    run.AwaitTree(
+        "- orders (5)\n"
+        "  + Graz (1)\n"
+        "  - Lyon (2)\n"
+        "      1\n"
+        "      2\n"
+        "  - Paris (2)\n"
+        "      1\n"
+        "      2");
+    run.Type(kHome + kDown + "h");
+    run.AwaitText("orders  n  (hidden: city, country)");
+    run.AwaitTree("- orders (2)\n    1\n    2");
+    run.Type(kHome + kDown + "h");
+    run.AwaitText("the last level can't be hidden");
+    run.Type("ss");
+    run.AwaitText("orders  n, city, country\n");  // they come back as the last ones
+    run.AwaitTree("- orders (5)\n  + 1 (3)\n  + 2 (2)");
+}
+
+TEST_F(BrowsedOrders, SortAndStartAsTheOptionsSay) {
+    TerminalRun run(Arguments({"--at", "country=France", "--reverse", "city", "--hide", "n"}));
+    run.AwaitTree("- country=France (2)\n    Paris\n    Lyon");
+    EXPECT_EQ(run.screen.Line(0), "orders  city  (hidden: n)");
+    run.AwaitText("done, 4 records");
+}
+
+TEST_F(BrowsedOrders, RefreshedShowWhatOthersHaveChanged) {
+    TerminalRun run(Arguments({"--hide", "n"}));
+    run.AwaitText("done, 5 records");
+    Other other(path_);
+    other.Do(
+        "INSERT INTO orders (country, city, n) VALUES ('Spain', '東京', 1), "
+        "('Austria', 'a\x1B[31m', 2); DELETE FROM orders WHERE city = 'Lyon'");
+    run.Type(kDown + kDown);
+    run.Type(kF5);
+    run.AwaitText("done, 5 records");
+    run.AwaitTree(
+        "- orders (4)\n"
+        "  + Austria (2)\n"
+        "  - France (1)\n"
+        "      Paris\n"
+        "  + Spain (1)");
+    run.Type(kHome + kDown + "+" + kEnd + "+" + kDown);
+    run.AwaitTree(
+        "- orders (4)\n"
+        "  - Austria (2)\n"
+        "      a\\x1b[31m\n"
+        "      Graz\n"
+        "  - France (1)\n"
+        "      Paris\n"
+        "  - Spain (1)\n"
+        "      東京");
+    EXPECT_EQ(run.screen.StyleOf("東京"), "reverse");
+}
+
+TEST_F(BrowsedOrders, SelectedNodesAreRefreshedByThemselves) {
+    TerminalRun run(Arguments({"--hide", "n"}));
+    run.AwaitText("done, 5 records");
+    Other other(path_);
+    other.Do("INSERT INTO orders (country, city, n) VALUES ('Austria', 'Linz', 1)");
+    run.Type(kDown + "+");
+    run.AwaitText("Linz");
+    run.AwaitText("- Austria (2)");
+}
+
+TEST_F(BrowsedOrders, MarkNodesWithMoreLeavesThanAnAlertAllows) {
+    TerminalRun run(Arguments({"--alert", "city>1:bold,red", "--alert", "country>3:green,up"}));
+    run.AwaitText("done, 5 records");
+    run.Type(kDown);
+    run.Await("orders in green", [&] { return run.screen.StyleOf("orders (") == "32"; });
+    EXPECT_EQ(run.screen.StyleOf("Lyon"), "bold 31");
+    EXPECT_EQ(run.screen.StyleOf("Paris"), "bold 31");
+    EXPECT_EQ(run.screen.StyleOf("France"), "32");
+    EXPECT_EQ(run.screen.StyleOf("Austria"), "reverse");
+    Other other(path_);
+    other.Do("DELETE FROM orders WHERE city = 'Lyon' AND n = 2");
+    run.Type(kF5);
+    run.Await("Lyon is plain", [&] { return run.screen.StyleOf("Lyon").empty(); });
+    EXPECT_EQ(run.screen.StyleOf("orders ("), "");
+}
+
+TEST_F(BrowsedOrders, AlertsFollowTheirLevelWhenItMoves) {
+    TerminalRun run(Arguments({"--hide", "n", "--alert", "country>1:bold"}));
+    run.AwaitText("done, 5 records");
+    run.Await("France in bold", [&] { return run.screen.StyleOf("France") == "bold"; });
+    run.Type(kDown + kAltDown);
+    run.AwaitText("level moved down");
+    run.Type(kEnd + "+");
+    run.AwaitText("    France");
+    EXPECT_EQ(run.screen.StyleOf("France"), "");
+}
+
+TEST_F(BrowsedOrders, FollowTheSizeOfTheTerminal) {
+    TerminalRun run(Arguments());
+    run.AwaitText("done, 5 records");
+    run.Type(kEnd);
+    run.AwaitText("n: 2 (2)");
+    run.Resize(30, 6);
+    run.AwaitTree("    - Paris (2)\n        1\n        2");  // the selected one stays in sight
+    EXPECT_EQ(run.screen.StyleOf("2\n"), "not there");
+    run.Resize(40, 2);
+    run.Await("two lines", [&] {
+        return run.screen.Line(0) == "        2" &&
+               run.screen.Line(1).find("done, 5 records") != std::string::npos;
+    });
+    run.Resize(64, 14);
+    run.AwaitText("- orders (5)");
+    run.AwaitText("orders  country, city, n");
+}
+
+TEST_F(BrowsedOrders, GiveTheTerminalBack) {
+    struct Case {
+        const char* name;
+        std::string keys;
+        int signal;
+        int status;
+    };
+    for (const Case& way : {Case{"q", "q", 0, 0}, Case{"Ctrl+C", "\x03", 0, 130},
+                            Case{"SIGINT", "", SIGINT, 130}, Case{"SIGTERM", "", SIGTERM, 143}}) {
+        TerminalRun run(Arguments());
+        run.AwaitText("done, 5 records");
+        EXPECT_FALSE(run.IsRestored());
+        run.Type(way.keys);
+        if (way.signal != 0) {
+            run.Signal(way.signal);
+        }
+        run.Finish();
+        EXPECT_EQ(run.status, way.status) << way.name;
+        EXPECT_TRUE(run.IsRestored()) << way.name;
+    }
+}
+
+TEST_F(BrowsedOrders, LockedByOthersTellAndStayUsable) {
+    TerminalRun run(Arguments(), "xterm", 120);
+    run.AwaitText("done, 5 records");
+    Other other(path_);
+    other.Do("BEGIN EXCLUSIVE");
+    run.Type(kF5);
+    run.AwaitText("refreshing: 0 records");
+    run.Type(kEnd);
+    run.AwaitText("n: 2 (2)");  // the keys are answered meanwhile
+    run.Await("a failure", [&] {
+        return run.Status().find("failed (status ") == 0 &&
+               run.Status().find("locked") != std::string::npos;
+    });
+    run.AwaitText("- France (4)");
+    other.Do("COMMIT");
+    run.Type(kHome + kF5);
+    run.AwaitText("done, 5 records");
+    other.Do("DROP TABLE orders");
+    run.Type(kF5);
+    run.AwaitText("failed (status ");
+    run.AwaitText("- France (4)");
+    run.Type("h");
+    run.AwaitText("no level is selected");
+}
+
+TEST_F(BrowsedOrders, LongFillsCountAndAreCancelled) {
+    TerminalRun run({"browse", path_, "endless", "--levels", "last"});
+    run.AwaitText("filling: ");
+    run.AwaitText("The tree is being filled...");
+    const std::string before = run.Status();
+    run.Await("progress",
+              [&] { return run.Status().find("filling: ") == 0 && run.Status() != before; });
+    run.Type(kF5);
+    run.AwaitText("a key waits for its end");
+    run.Type(kEscape);
+    run.AwaitText("cancelled after ");
+    run.AwaitText("Cancelled. F5 fills the tree.");
+    run.Type(kF5);
+    run.AwaitText("filling: ");
+    run.Type("q");
+    run.Finish();
+    EXPECT_EQ(run.status, 0);
+    EXPECT_TRUE(run.IsRestored());
+}
+
+TEST(BrowsedCrowd, ScrollsThroughAHundredThousandChildren) {
+    const TestFolder folder;
+    const std::string path = folder.MakeDatabase(
+        "crowd.sqlite",
+        "CREATE TABLE crowd (id INTEGER PRIMARY KEY, name TEXT);"
+        "WITH RECURSIVE c(x) AS (SELECT 100001 UNION ALL SELECT x + 1 FROM c WHERE x < 200000)"
+        "INSERT INTO crowd SELECT x, 'n' || x FROM c;");
+    TerminalRun run({"browse", path, "crowd", "--levels", "name"});
+    run.AwaitText("done, 100000 records");
+    run.AwaitText("n100001");
+    run.Type(kEnd);
+    run.AwaitTree(
+        "    n199990\n    n199991\n    n199992\n    n199993\n    n199994\n    n199995\n"
+        "    n199996\n    n199997\n    n199998\n    n199999\n    n200000");
+    std::string keys;
+    for (int turn = 0; turn < 2000; ++turn) {
+        keys += kUp;
+    }
+    run.Type(keys);
+    run.AwaitText("name: n198000 (n198000)");
+    run.Await("no more than it takes", [&] { return run.screen.Line(1) == "    n198000"; });
+    run.Type(kHome);
+    run.AwaitText("- crowd (100000)");
+}
+
+struct RefusalCase {
+    const char* terminal;
+    std::vector<std::string> more;
+    std::string message;
+};
+
+TEST_F(BrowsedOrders, RefuseWhatCantBeShown) {
+    const std::vector<RefusalCase> cases = {
+        {"no-such", {}, "browse doesn't know the terminal 'no-such'"},
+        {"dumb", {}, "browse needs a terminal that can place its cursor"},
+        {"xterm", {"--alert", "city>x:red"}, "is no alert"},
+        {"xterm", {"--alert", "city>1:pink"}, "'pink' is no style"},
+        {"xterm", {"--alert", "id>1:red"}, "--alert"},
+        {"xterm", {"--hide", "country,city,n"}, "no level is left to browse"},
+    };
+    for (const RefusalCase& refusal : cases) {
+        TerminalRun run(Arguments(refusal.more), refusal.terminal, 200, 5);
+        run.Finish();
+        EXPECT_EQ(run.status, 2) << refusal.message;
+        EXPECT_NE(run.raw.find(refusal.message), std::string::npos) << run.raw;
+        EXPECT_TRUE(run.IsRestored());
+    }
+    const auto piped = RunCommand(Arguments());
+    EXPECT_EQ(piped.status, 2);
+    EXPECT_EQ(
+        piped.err,
+        "etabulon: browse needs a terminal for its input and its output; tree prints the same "
+        "anywhere\n");
+}
+
+}  // namespace
+}  // namespace etabulon
