@@ -8,15 +8,6 @@ namespace etabulon::detail {
 
 namespace {
 
-bool HasSameData(const EVariant& a, const EVariant& b) {
-    const std::size_t count = a.ByteCount();
-    if (a.Type() == b.Type() && count == b.ByteCount() &&
-        (count == 0 || std::memcmp(a.GetBuffer(), b.GetBuffer(), count) == 0)) {
-        return true;
-    }
-    return a.AsChaine() == b.AsChaine();
-}
-
 // One more element can be added without a failure. Grows as adding does.
 template <class T>
 void MakeRoom(std::vector<T>& elements) {
@@ -109,8 +100,7 @@ std::uint32_t ValueNumbers::AddSpelling(std::uint32_t number, const ETabulonValu
 std::uint32_t ValueNumbers::SpellingOf(std::uint32_t number, const ETabulonValue& value) {
     std::uint32_t spelling = FirstSpelling(number);
     for (;;) {
-        const ETabulonValue& known = Spelling(spelling);
-        if (HasSameData(known.Data(), value.Data()) && known.HasSameDisplay(value)) {
+        if (Spelling(spelling).IsIdenticalTo(value)) {
             return spelling;
         }
         if (spellings_[spelling].next == kAbsent) {

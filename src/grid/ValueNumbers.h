@@ -12,8 +12,9 @@ namespace etabulon::detail {
 
 /// Numbers the different values of one level, from 0 in the order in which they are met.
 ///
-/// Values are told apart by operator==. Values that are equal and yet look different (two texts for
-/// one code, two cases of one text) are spellings of one number, kept beside the first.
+/// Values are told apart by operator==. Values that are equal and yet not identical (two texts for
+/// one code, two cases of one text, one of them modified) are spellings of one number, kept beside
+/// the first.
 /// Threads  one at a time.
 class ValueNumbers {
 public:

@@ -42,14 +42,18 @@ TEST(ValueNumbers, AreByEqualityWhateverTheType) {
     EXPECT_EQ(numbers.Size(), 4U);
 }
 
-TEST(ValueNumbers, KeepSpellingsThatLookOrReadDifferently) {
+TEST(ValueNumbers, KeepSpellingsThatDifferInAnything) {
     ValueNumbers numbers;
     const std::uint32_t number = numbers.NumberOf(Text("a", "x", TYPE_NC_CHAINE));
-    EXPECT_EQ(numbers.SpellingOf(number, Text("a", "x")), 0U);
+    EXPECT_EQ(numbers.SpellingOf(number, Text("a", "x", TYPE_NC_CHAINE)), 0U);
     EXPECT_EQ(numbers.SpellingOf(number, Text("A", "x", TYPE_NC_CHAINE)), 1U);
     EXPECT_EQ(numbers.SpellingOf(number, Text("a", "y", TYPE_NC_CHAINE)), 2U);
+    EXPECT_EQ(numbers.SpellingOf(number, Text("a", "x")), 3U);
+    ETabulonValue modified = Text("a", "x", TYPE_NC_CHAINE);
+    modified.SetModified(true);
+    EXPECT_EQ(numbers.SpellingOf(number, modified), 4U);
     EXPECT_EQ(numbers.SpellingOf(number, Text("A", "x", TYPE_NC_CHAINE)), 1U);
-    EXPECT_EQ(numbers.SpellingCount(), 3U);
+    EXPECT_EQ(numbers.SpellingCount(), 5U);
 }
 
 // First few pairs out of many, then many, then a far one: found by table, by hash and back.
@@ -92,6 +96,9 @@ TEST(TagIndex, NumbersDetailsAsALinearSearchDoes) {
         std::vector<ETabulonTag> found;
         for (int record = 0; record < 60; ++record) {
             ETabulonTag tag = test::RandomTag(random, 5, /*withGaps=*/true);
+            for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
+                tag.ValueAt(place).SetModified(random() % 3 == 0);
+            }
             if (!root.IsRoot() && tag.HasValue(root.LevelAt(0))) {
                 tag.SetValue(root.LevelAt(0), root.ValueAt(0));
             }
@@ -111,7 +118,11 @@ TEST(TagIndex, NumbersDetailsAsALinearSearchDoes) {
         ASSERT_EQ(index.Size(), found.size());
         for (std::uint32_t detail = 0; detail < index.Size(); ++detail) {
             ASSERT_EQ(test::Text(index.Tag(detail)), test::Text(found[detail])) << seed;
-            ASSERT_EQ(index.Tag(detail), found[detail]) << seed;
+            for (unsigned int place = 0; place < found[detail].KnownLevelsCount(); ++place) {
+                ASSERT_TRUE(index.Tag(detail).ValueAt(place).IsIdenticalTo(
+                    std::as_const(found[detail]).ValueAt(place)))
+                    << seed;
+            }
         }
     }
 }
