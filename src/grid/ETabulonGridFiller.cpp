@@ -30,8 +30,7 @@ void ETabulonGridFiller::SetParams(const ITabulonCumulFuncOnVarCollection* calcu
     sortDesc_ = sortDesc;
 }
 
-// ------------------------------------------------------------------------------------------
-// walking
+// ----------------------------------------------------------------------------------------- walking
 
 CursorStatus ETabulonGridFiller::OnReset(const ETabulonTag& tag, const ETabulonCursor& /*cursor*/) {
     Free();
@@ -49,8 +48,7 @@ CursorStatus ETabulonGridFiller::OnMove(const ETabulonCursor& cursor) {
     return StatusOk;
 }
 
-// -------------------------------------------------------------------------------------------
-// asking
+// ------------------------------------------------------------------------------------------ asking
 
 unsigned int ETabulonGridFiller::GridAxesCount() const { return buffers_->GridAxesCount(); }
 

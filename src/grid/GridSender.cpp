@@ -148,8 +148,7 @@ void GridSender::SendIntrinsicLine() {
     }
 }
 
-// ------------------------------------------------------------------------------------ what is
-// where
+// ---------------------------------------------------------------------------------- what is where
 
 // The numbers of the axis's labels in the index of cells.
 GridSender::Numbers GridSender::NumbersOf(unsigned int axe) const {

@@ -11,7 +11,8 @@ namespace etabulon {
 
 class ETabulonPendingChanges;
 
-/// The listener that turns a cursor's walk into a score.
+/// The listener that turns a cursor's walk into a score, always the largest first: a rising ranking
+/// takes a description of one's own.
 ///
 /// Use        Build, SetParams, add it to the cursor's notifiers, Browse, SendTo a view. A reset
 ///            drops the score that was and starts anew; a walk that is cancelled or fails leaves

@@ -13,9 +13,9 @@ class ETabulonValue;
 /// A view of a ranking: it is told the axis of calculations, then the lines in order, then the
 /// total.
 ///
-/// Order    StartRefresh, Reset, SetScoreAxe, SetScoreLine for each line, SetScoreTotal,
-/// EndRefresh. Values   one for each calculation, in order, in an array of their own; ValNull where
-/// there is no
+/// Order    StartRefresh, Reset, SetScoreAxe, SetScoreLine for each line, SetScoreTotal, then
+///          EndRefresh.
+/// Values   one for each calculation, in order, in an array of their own; ValNull where there is no
 ///          result, ValSpecial where common values differ. The axis may have fewer labels.
 /// Threads  called under the filler's cursor lock, on the thread of SendTo.
 class ETABULON_API ITabulonResScoreUI : public virtual ITabulonResultUI {
