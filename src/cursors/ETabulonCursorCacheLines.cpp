@@ -125,7 +125,7 @@ void ETabulonCursorCache::Lines::LeaveWalk(std::int64_t removed) noexcept {
     const auto isHole = [this](std::int64_t slot) {
         return slots_[static_cast<std::size_t>(slot)] == nullptr;
     };
-    if (removed > current_ || current_ >= End()) {
+    if (removed > current_) {
         return;
     }
     if (removed == current_) {
@@ -147,8 +147,8 @@ void ETabulonCursorCache::Lines::CloseHoles() noexcept {
     if (holes_ < kFewHoles || holes_ < slots_.size() / 2) {
         return;
     }
-    std::int64_t current = current_ < End() ? current_ : -1;
-    const bool isAtEnd = current_ >= End();
+    const std::int64_t behind = current_ - End();
+    std::int64_t current = -1;
     std::size_t kept = 0;
     for (std::size_t slot = 0; slot < slots_.size(); ++slot) {
         if (current_ == static_cast<std::int64_t>(slot)) {
@@ -161,7 +161,7 @@ void ETabulonCursorCache::Lines::CloseHoles() noexcept {
     }
     slots_.resize(kept);
     holes_ = 0;
-    current_ = isAtEnd ? End() : current;
+    current_ = behind >= 0 ? End() + behind : current;
 }
 
 void ETabulonCursorCache::Lines::Clear() noexcept {
@@ -272,9 +272,7 @@ void ETabulonCursorCache::Lines::Load(CacheLine& line, EFieldSet& fields) {
 }
 
 ETabulonCursorCache::CacheLine* ETabulonCursorCache::Lines::Step() noexcept {
-    if (current_ < End()) {
-        ++current_;
-    }
+    ++current_;
     while (current_ < End()) {
         const auto slot = static_cast<std::size_t>(current_);
         AskAhead(slot);

@@ -1,6 +1,8 @@
 #include "CacheFixture.h"
 #include "support/AllocationCount.h"
 
+#include <random>
+
 namespace etabulon::test {
 namespace {
 
@@ -118,17 +120,39 @@ TEST_F(CacheWalk, KeepsTheTagOfAStepWhoseLineGoes) {
     cache->RemNotifier(later.Get());
 }
 
-TEST_F(CacheWalk, PassesOverALineThatTakesThePlaceOfTheOnlyOne) {
-    stored = MakeTable(rubric);
-    table = std::make_unique<FailingTable>(*stored);
-    source.Init(levels, table.get(), /*ownsTable=*/false);
-    static_cast<void>(Walk());
-    ASSERT_EQ(AppendSale(6, "DE", "Kiel", 1), StatusOk);
-    walk->At("move", 1, [this] {
-        EXPECT_EQ(cache->Delete(At("DE", "Kiel")), StatusOk);
-        return AppendSale(7, "DE", "Jena", 1);
-    });
-    EXPECT_EQ(Walk(), "6");
+// The walk's place is an index into the lines, also behind the last: against one that is just that.
+TEST_F(CacheWalk, KeepsItsPlaceWhileLinesComeAndGo) {
+    EXPECT_TRUE(EDataMemory(*stored).DeleteLoop());
+    for (unsigned seed = 0; seed < 8; ++seed) {
+        std::mt19937 random(seed);
+        ASSERT_EQ(cache->CallReset(ETabulonTag::Null), StatusEnd);
+        std::vector<int> lines;
+        std::size_t place = 0;
+        int id = 0;
+        for (int turn = 0; turn < 800; ++turn) {
+            const bool isGrowing = turn < (seed % 2 != 0 ? 200 : 0);  // many holes are closed
+            const unsigned drawn = isGrowing ? 0 : static_cast<unsigned>(random() % 8);
+            if (drawn < 2) {
+                lines.push_back(++id);
+                ASSERT_EQ(AppendSale(id, "FR", std::to_string(id).c_str(), 1), StatusOk);
+            } else if (drawn < 5) {
+                const bool isThere = ++place < lines.size();
+                ASSERT_EQ(cache->CallGetNext(), isThere ? StatusOk : StatusEnd) << turn;
+                ASSERT_TRUE(!isThere || source.Fields()["id"].AsInt64() == lines[place]) << turn;
+            } else if (place > lines.size() + 2) {
+                place = 0;
+                ASSERT_EQ(cache->CallReset(ETabulonTag::Null),
+                          lines.empty() ? StatusEnd : StatusOk);
+            } else if (!lines.empty()) {
+                const bool isCurrent = drawn == 5 && place < lines.size();
+                const std::size_t gone = isCurrent ? place : random() % lines.size();
+                ASSERT_EQ(cache->Delete(At("FR", std::to_string(lines[gone]).c_str())), StatusOk);
+                place -= gone == place && place != 0 ? 1 : 0;
+                lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(gone));
+            }
+        }
+        cache->ClearCache();
+    }
 }
 
 /// The number of the line at which a listener deletes some branch, and what the walk shows then.
