@@ -142,7 +142,9 @@ ETabulonGridAxe::AxeLabel& ETabulonGridAxe::AddLabel(const ETabulonTag& tag,
     return labels_.Emplace(place, tag.Value(key.Level()), sortDesc->GetIcon(tag, key));
 }
 
-// Values that compare as equal are one label, which is that of the first.
+// Deliberate: values that compare as equal are one label, which is that of the first. The cells of
+// the others are then under no label, though totals have them: what reads alike is one line on a
+// screen. MergeWhereTheyCompareEqualAndLeaveTheCellsOfTheOtherSpelling holds it.
 void ETabulonGridAxe::AddLabels(std::span<const ETabulonValue* const> values,
                                 const ETabulonSortDesc* sortDesc, const ETabulonSortKey& key) {
     E_EXPECTS(Size() == 0);

@@ -170,6 +170,10 @@ ETabulonTag ETabulonGridCumuls::ExtractComputeTag(const ETabulonTag& tag) const 
 
 ETabulonGridAxe* ETabulonGridCumuls::BuildAxeDesc(unsigned int index) const {
     // With one data axis, that one comes first.
+    //
+    // Deliberate: in the modes of one intrinsic axis every axis is that one unless there are two,
+    // also where data axes are counted in. Views show two axes at most and ask for no more.
+    // AreThoseOfTheModeAndTheirCount holds it.
     const bool dataFirst = GridAxesCount() == 2 && index != 1;
     ERef<ETabulonGridAxe> axe;
     switch (AxesMode()) {
@@ -198,6 +202,8 @@ ERef<ETabulonGridAxe> ETabulonGridCumuls::VariablesAxe() const {
         if (ownTypes) {
             axe->AddLabel(&variable).SetColumnTypeInfos(variable.DataType(), variable.DataSize());
         } else {
+            // Deliberate: of a variable that comes again the last function types the column, though
+            // the label is the first one's. AreThoseOfTheModeAndTheirCount holds it.
             SetResultType(axe->AddLabel(&variable, &function, /*headerOnly=*/true), variable,
                           function);
         }

@@ -79,6 +79,8 @@ void ETabulonScoreFiller::SetParams(const ITabulonCumulFuncOnVarCollection* calc
 CursorStatus ETabulonScoreFiller::OnReset(const ETabulonTag& tag,
                                           const ETabulonCursor& /*cursor*/) {
     Free();
+    // Deliberate: the largest first, and no parameter for it.
+    // RanksTheLargestFirstAndReplacesAtEachWalk holds it.
     cumuls_ = ERef<ETabulonScoreCumuls>::Adopt(ETabulonScoreCumuls::Build(
         tag, sortDesc_, &calculations_, levelCount_, /*increasingOrder=*/false));
     InitExtract();

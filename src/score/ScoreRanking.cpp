@@ -83,8 +83,12 @@ public:
         }
     }
 
-    /// The lines come in the order in which they were met; of those with equal labels the last is
-    /// kept. Writes what is kept from `kept` on, which isn't behind `first`, and returns its end.
+    /// The lines come in the order in which they were met. Writes what is kept of them from `kept`
+    /// on, which isn't behind `first`, and returns its end.
+    ///
+    /// Deliberate: of lines whose labels compare as equal, such as two cases of one text, only the
+    /// last is kept, though they are of different records and the total has them all: where results
+    /// and labels read alike, nobody could tell two lines apart. AreOneAndShowTheLast holds it.
     Place Keep(Place first, Place last, Place kept) {
         texts_.clear();
         tied_.clear();
