@@ -106,6 +106,8 @@ void ETabulonPendingChanges::AddDelete(const Change& change) {
     for (const Index::Arrival kept : same) {
         covered.erase(std::find(covered.begin(), covered.end(), kept));
     }
+    // Deliberate: a delete below a wider one that is there already is added, although that one
+    // covers it: only what a new change covers goes. StaysInNormalForm holds it.
     if (cancelsInsert || !same.empty()) {
         RemoveAll(covered);
     } else {
