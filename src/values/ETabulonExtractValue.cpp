@@ -113,6 +113,11 @@ const EVariant& ETabulonExtractValue::GetValue(const ETabulonVariableDesc* varia
     return *bindings_[static_cast<std::size_t>(place)].current;
 }
 
+const ETabulonExtractValue::ValueMap& ETabulonExtractValue::Values() const {
+    shownValues_.AssignReusing(values_);
+    return shownValues_;
+}
+
 const ETabulonTag& ETabulonExtractValue::Position() const {
     return cursor_ != nullptr ? cursor_->CurrentTag() : position_;
 }

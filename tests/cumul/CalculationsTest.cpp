@@ -148,6 +148,25 @@ TEST_F(SalesCalculations, SnapshotOutlivesTheStepAndAViewDoesNot) {
     }
 }
 
+TEST_F(SalesCalculations, ValuesThatASubclassCopiesAreItsOwn) {
+    struct Open : ETabulonExtractValue {
+        using ETabulonExtractValue::Values;
+    } open;
+    open.Init(&calculations, nullptr);
+    const auto sum = At(0);
+    auto kept = open.Values();
+    int record = 0;
+    sales->Walk([&] {
+        open.SetCurrent(sales->cursor);
+        if (++record == 3) {
+            kept = open.Values();
+            EXPECT_EQ(open.GetValue(sum->Variable()), EVariant::FromDouble(5.5));
+        }
+    });
+    EXPECT_NE(open.GetValue(sum->Variable()), EVariant::FromDouble(5.5));
+    EXPECT_EQ(kept[sum->Variable()], EVariant::FromDouble(5.5));
+}
+
 TEST_F(SalesCalculations, AllocateNothingForARecord) {
     ETabulonPendingChanges pending;
     pending.AppendUpdate(TagOf(1, 4), "amount", EVariant::FromDouble(1));

@@ -62,8 +62,9 @@ public:
 
 protected:
     using ValueMap = FSortedMap<const ETabulonVariableDesc*, EVariant>;
-    /// By address of the variable. After ViewCurrent the values are those of the last SetCurrent.
-    [[nodiscard]] const ValueMap& Values() const noexcept { return values_; }
+    /// By address of the variable, as they are at this call. After ViewCurrent the values are those
+    /// of the last SetCurrent.
+    [[nodiscard]] const ValueMap& Values() const;
 
 private:
     /// Where a variable's value is read and kept; worked out once for each field set.
@@ -80,7 +81,8 @@ private:
     const ETabulonPendingChanges* pending_ = nullptr;
     ETabulonTag position_;
     ETabulonPrimaryKey context_;
-    ValueMap values_;
+    ValueMap values_;               // never handed out: bindings_ know where the values lie
+    mutable ValueMap shownValues_;  // what Values handed out, to be shared by whoever copies it
 
     const ETabulonCursor* cursor_ = nullptr;  // whose record is viewed; null after SetCurrent
     std::vector<Binding> bindings_;           // in the order of values_
