@@ -181,7 +181,7 @@ void EDataTreeCtrl::Select(const ETabulonTag& tag) {
         ETabulonTag above = wanted;
         while (!above.IsRoot() && !items_.Has(above)) {
             branch.push_back(above);
-            SortDesc()->GetParentTag(branch.back(), kInTree, above);
+            above = AboveOf(above);
         }
         branch.push_back(above);
         for (auto step = branch.rbegin(); step != branch.rend(); ++step) {
@@ -194,6 +194,13 @@ void EDataTreeCtrl::Select(const ETabulonTag& tag) {
     if (_TREEITEM* item = items_.Find(wanted)) {
         Show(item);
     }
+}
+
+/// The tag one level up, for climbs: the root's where a level stands twice among the keys, so that a
+/// tag is its own parent.
+ETabulonTag EDataTreeCtrl::AboveOf(const ETabulonTag& tag) const {
+    ETabulonTag above = SortDesc()->GetParentTag(tag, kInTree);
+    return above == tag ? ETabulonTag() : above;
 }
 
 int EDataTreeCtrl::SelectItem(_TREEITEM* item) {

@@ -74,15 +74,13 @@ EDataTreeNode* EDataTreeCtrl::NodeToSync(const ETabulonTag& tag) const {
     if (!SortDesc()->IsSortCompatible(tag, kInTree)) {
         return root;
     }
-    ETabulonTag above = SortDesc()->GetParentTag(tag, kInTree);
-    for (;;) {
+    for (ETabulonTag above = AboveOf(tag);; above = AboveOf(above)) {
         node = root->Get(above);
         // Deliberate: the tag asked for, and not the one climbed to. A tag without an entry climbs
         // to the root, whichever of its ancestors are shown. RefreshedAboveItsGoneRecord holds it.
         if (node == root || (node != nullptr && items_.Has(tag))) {
             return node;
         }
-        SortDesc()->GetParentTag(ETabulonTag(above), kInTree, above);
     }
 }
 

@@ -207,5 +207,16 @@ TEST_F(TreeCtrlLevels, NewNameOfTheRootBelongsBeforeAFill) {
     EXPECT_EQ(view.ImageOf(view.At("all")), "sales");
 }
 
+// A tag is its own parent where a level stands twice.
+TEST_F(TreeCtrlLevels, StandingTwiceLetNoClimbGoOnForEver) {
+    ctrl->SetSortLevels(Keys({{0, false, 0}, {0, false, 0}}), /*refresh=*/true);
+    Settle();
+    const std::string items = view.Items();
+    ctrl->Select(Place("ES"));
+    ctrl->Refresh(Place("IT"));
+    Settle();
+    EXPECT_EQ(view.Items(), items);
+}
+
 }  // namespace
 }  // namespace etabulon::test

@@ -160,6 +160,7 @@ private:
     void RestoreHiddenLevelsPosition();
     [[nodiscard]] unsigned GetDepth(_TREEITEM* item) const;
     [[nodiscard]] bool IsAlone(_TREEITEM* item) const;
+    [[nodiscard]] ETabulonTag AboveOf(const ETabulonTag& tag) const;
     void StartAutoRefreshTimer();
     void Show(_TREEITEM* item);
 
