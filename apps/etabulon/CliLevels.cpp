@@ -10,7 +10,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
+#include <cmath>
 
 namespace etabulon {
 namespace {
@@ -57,6 +59,39 @@ bool ReadHex(std::string_view text, std::string& bytes) {
     return true;
 }
 
+/// Sign, digits, point and digits without what doesn't count; empty for any other text.
+std::string PlainDecimal(std::string_view text) {
+    const bool isNegative = text.starts_with('-');
+    if (isNegative || text.starts_with('+')) {
+        text.remove_prefix(1);
+    }
+    const bool isDecimal = text.find_first_of("0123456789") != std::string_view::npos &&
+                           text.find_first_not_of("0123456789.") == std::string_view::npos &&
+                           text.find('.') == text.rfind('.');
+    if (!isDecimal) {
+        return {};
+    }
+    text.remove_prefix(std::min(text.find_first_not_of('0'), text.size()));
+    if (text.find('.') != std::string_view::npos) {
+        text = text.substr(0, text.find_last_not_of('0') + 1);
+        text = text.substr(0, text.find_last_not_of('.') + 1);
+    }
+    return text.empty() ? "0" : (isNegative ? "-" : "+") + std::string(text);
+}
+
+/// The value is the number that was written: not the nearest one that its type has.
+bool IsExact(const EVariant& value, std::string_view text) {
+    const ETypeInfo& info = TypeInfo(value.Type());
+    if (info.storage == EStorage::Double || info.storage == EStorage::Float) {
+        return std::isfinite(value.AsDouble()) || text.find_first_of("0123456789") == text.npos;
+    }
+    if (info.valueClass != EValueClass::Number || info.storage == EStorage::Bool) {
+        return true;
+    }
+    const std::string plain = PlainDecimal(text);
+    return !plain.empty() && plain == PlainDecimal(value.AsChaine().View());
+}
+
 /// Missing where the text is none of the type's values.
 EVariant ValueOfType(int type, std::uint16_t size, const std::string& text) {
     const auto code = static_cast<std::uint16_t>(type);
@@ -82,7 +117,7 @@ bool ReadValue(const CliVariable& variable, std::string_view what, const CliWord
     const int type = variable.variable->TypeCode();
     const EVariant data =
         ValueOfType(type, static_cast<std::uint16_t>(variable.variable->Size()), word.text);
-    if (data.IsMissing()) {
+    if (data.IsMissing() || !IsExact(data, word.text)) {
         return failure.Set(
             CliExit::Failed,
             fmt::format("{} is no value of {} {}, whose type is {}{}", Quoted(word.text), what,

@@ -224,6 +224,10 @@ TEST_F(Edit, WhatCannotBeEditedIsTold) {
         {{"--set", "shlf=A:amount=1"}, 1, {"'shlf'", "mean 'shelf'"}},
         {{"--levels", "shlf", "--delete", "shelf=A"}, 1, {"'shlf'", "mean 'shelf'"}},
         {{"--set", "shelf=A:amount=many"}, 1, {"'many'", "column 'amount'", "integer"}},
+        {{"--set", "shelf=A:amount=1.5"}, 1, {"'1.5'", "integer"}},
+        {{"--set", "shelf=A:amount=9223372036854775808"}, 1, {"integer"}},
+        {{"--set", "shelf=A:price=0.125"}, 1, {"'0.125'", "decimal(2)"}},
+        {{"--delete", "slot=1.5"}, 1, {"'1.5'", "level 'slot'"}},
         {{"--set", "shelf=A:amount="}, 1, {"''", "column 'amount'", "NULL is written"}},
         {{"--set", "shelf=A:seen=2023-02-29"}, 1, {"'2023-02-29'", "'seen'", "date"}},
         {{"--set", "shelf=A:picture=0g"}, 1, {"'0g'", "'picture'", "bytes"}},
@@ -309,6 +313,21 @@ TEST_F(Edit, WhatCannotBeWrittenPrintsTheScript) {
     EXPECT_EQ(locked.out, "delete shelf=A\n");
     EXPECT_NE(locked.err.find("locked"), std::string::npos) << locked.err;
     EXPECT_EQ(Run({"--delete", "shelf=A", "--save"}).status, 0);
+}
+
+TEST_F(Edit, AReaderThatKeepsTheCommitWaitingEndsTheSave) {
+    const std::string before = Stock();
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN; SELECT count(*) FROM stock", nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    const CommandResult result = Run({"--delete", "shelf=A", "--save"});
+    sqlite3_close(other);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "delete shelf=A\n");
+    EXPECT_NE(result.err.find("nothing was saved"), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("locked"), std::string::npos) << result.err;
+    EXPECT_EQ(Stock(), before);
 }
 
 TEST_F(Edit, AFileThatMayOnlyBeReadStaysAsItIs) {
