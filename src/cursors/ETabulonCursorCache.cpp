@@ -114,6 +114,7 @@ CursorStatus ETabulonCursorCache::Reset(const ETabulonTag& tag) {
         }
         mustFill_ = false;
     }
+    isUncleared_ = true;
     filterTag_ = tag;
     lines_->StandBeforeFirst();
     return GetNext();
@@ -157,6 +158,11 @@ const ETabulonTag& ETabulonCursorCache::CurrentTag() const {
     }
     const ETabulonTag* const shown = lines_->Shown();
     return shown != nullptr ? *shown : ETabulonCursorRelay::CurrentTag();
+}
+
+// Tags go when the lines are cleared, and later ones may take their addresses.
+bool ETabulonCursorCache::HasLastingTags() const noexcept {
+    return isUncleared_ && lines_->Shown() != nullptr;
 }
 
 void ETabulonCursorCache::ExtractCurrentTag(ETabulonTag& tag) const {
@@ -358,6 +364,7 @@ void ETabulonCursorCache::ClearCache() {
     TellTables([](EDataCache& table) { table.OnCacheCleared(); });
     lines_->Clear();
     mustFill_ = true;
+    isUncleared_ = false;
     changes_.Reset();
     TellNotifiers([](ICacheNotifier& notifier) { notifier.OnCacheCleared(); });
 }

@@ -53,7 +53,8 @@ void ETabulonGridCumulsBuffers::AddOwnValue(const ETabulonExtractValue& extract)
     const ETabulonTag& position = extract.Position();
     if (desc_->IsComputeTag(position)) {
         cells_->Add(position, extract.CalculationValues(),
-                    cells_->NeedsContext() ? &extract.Context() : nullptr);
+                    cells_->NeedsContext() ? &extract.Context() : nullptr,
+                    extract.HasLastingPosition());
     }
 }
 

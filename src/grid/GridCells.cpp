@@ -56,8 +56,9 @@ std::span<const EVariant* const> GridCells::ValuesOf(const ETabulonExtractValue&
 }
 
 void GridCells::Add(const ETabulonTag& position, std::span<const EVariant* const> values,
-                    const ETabulonPrimaryKey* context) {
-    const std::uint32_t detail = index_.FindOrAdd(position);
+                    const ETabulonPrimaryKey* context, bool isLasting) {
+    const std::uint32_t detail =
+        isLasting ? index_.FindOrAddLasting(position) : index_.FindOrAdd(position);
     if (totals_.Rows() == 0) {
         static_cast<void>(totals_.AddRow());  // the grand total
     }

@@ -30,7 +30,7 @@ public:
 
     /// Folds a record that lies at or below the root.
     void Add(const ETabulonTag& position, std::span<const EVariant* const> values,
-             const ETabulonPrimaryKey* context);
+             const ETabulonPrimaryKey* context, bool isLasting = false);
     [[nodiscard]] bool NeedsContext() const noexcept { return cells_.NeedsContext(); }
     /// The extract's value for each calculation, in their order. Good until the next call.
     [[nodiscard]] std::span<const EVariant* const> ValuesOf(const ETabulonExtractValue& extract);

@@ -55,6 +55,26 @@ std::uint32_t TagIndex::FindOrAdd(const ETabulonTag& tag) {
     return detail;
 }
 
+std::uint32_t TagIndex::FindOrAddLasting(const ETabulonTag& tag) {
+    if (met_.empty()) {
+        met_.resize(kMet);
+    }
+    // The upper bits of a product, as addresses differ in the middle ones.
+    Met& met = met_[(reinterpret_cast<std::uintptr_t>(&tag) * 0x9E3779B97F4A7C15U) >> 52];
+    if (met.tag != &tag) {
+        const std::uint32_t detail = FindOrAdd(tag);
+        met = {&tag, detail};
+        return detail;
+    }
+    if (met.detail != lastDetail_) {
+        for (std::size_t at = 0; at < columns_.size(); ++at) {
+            last_[at] = NumberAt(met.detail, at);
+        }
+        lastDetail_ = met.detail;
+    }
+    return met.detail;
+}
+
 std::uint32_t TagIndex::Chain() {
     if (columns_.empty()) {
         return 0;

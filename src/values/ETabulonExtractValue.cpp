@@ -122,6 +122,10 @@ const ETabulonTag& ETabulonExtractValue::Position() const {
     return cursor_ != nullptr ? cursor_->CurrentTag() : position_;
 }
 
+bool ETabulonExtractValue::HasLastingPosition() const {
+    return cursor_ != nullptr && cursor_->HasLastingTags();
+}
+
 const ETabulonPrimaryKey& ETabulonExtractValue::Context() const {
     return cursor_ != nullptr ? cursor_->PrimaryKey() : context_;
 }

@@ -81,6 +81,9 @@ public:
     virtual bool CursorLock(bool wait);
     virtual void CursorUnlock();
     virtual void Cancel();
+    /// What CurrentTag() gives stays as it is until the next reset, so that its address tells the
+    /// tag. False where each record is written into the same one. Ask after CurrentTag().
+    [[nodiscard]] virtual bool HasLastingTags() const noexcept { return false; }
 
     void Init(const ETabulonLevels& levels);
     /// A whole walk. StatusOk when it came to its end or a listener ended it with StatusEnd.

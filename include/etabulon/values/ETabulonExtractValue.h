@@ -58,6 +58,8 @@ public:
         return false;
     }
     [[nodiscard]] const ETabulonTag& Position() const;
+    /// Its address tells it: see ETabulonCursor::HasLastingTags. Ask after Position().
+    [[nodiscard]] bool HasLastingPosition() const;
     [[nodiscard]] const ETabulonPrimaryKey& Context() const;
 
 protected:
