@@ -5,8 +5,7 @@
 #include "etabulon/controls/EDataTreeCtrl.h"
 #include "etabulon/tree/EDataTreeRaisedAlerts.h"
 
-#include <chrono>
-#include <set>
+#include <cstdint>
 #include <string>
 #include <unordered_map>
 #include <vector>
