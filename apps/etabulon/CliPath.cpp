@@ -250,7 +250,10 @@ bool ParseEdit(CliEditKind kind, std::string_view text, CliEditChoice& edit, Cli
     edit = {};
     edit.kind = kind;
     if (kind != CliEditKind::Set) {
-        return ParsePlaces(text, edit.places, failure) &&
+        return ReadList(text, failure, edit.places,
+                        [](Scanner& scanner, CliPlaceChoice& place) {
+                            return ReadPlace(scanner, ",:", place);
+                        }) &&
                (!edit.places.empty() ||
                 failure.Set(CliExit::Usage,
                             fmt::format("{} needs a place: level=value", Quoted(WordOf(kind)))));
