@@ -1,3 +1,4 @@
+#include "etabulon/cursors/ETabulonCursorCache.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
 #include "etabulon/score/ETabulonScoreFiller.h"
 #include "etabulon/tree/EDataTree.h"
@@ -93,6 +94,56 @@ TEST(OverlayInAGrid, CountsAsTheSaveLeavesIt) {
             filler->SetParams(&calculations, 2, &setup.sort);
             return Fill<ETabulonGridFiller, GridTrace>(*filler, cursor);
         });
+}
+
+/// Clears the cache at its third record and puts others there, the last of which is then the
+/// record: their tags may lie where those of the lines before lay.
+class Clearer : public ETabulonCursor::INotifier, public virtual ECountedUnknown {
+public:
+    explicit Clearer(ETabulonCursorCache& cache) : cache_(cache) {}
+    CursorStatus OnReset(const ETabulonTag&, const ETabulonCursor&) override { return StatusOk; }
+    CursorStatus OnMove(const ETabulonCursor&) override {
+        if (++record_ == 3) {
+            cache_.ClearCache();
+            for (int id = 0; id < 40; ++id) {
+                EXPECT_EQ(cache_.Append(Item(id % 4, id)), StatusOk);
+            }
+        }
+        return StatusOk;
+    }
+    void OnDone(const ETabulonCursor&) override {}
+    void OnCancel(const ETabulonCursor&) override {}
+    void OnError(const ETabulonCursor&, CursorStatus) override {}
+
+private:
+    ETabulonCursorCache& cache_;
+    int record_ = 0;
+};
+
+TEST(CacheInAGrid, CountsEachLineInItsCell) {
+    ChangedItems items;
+    ETabulonCursorCache cache(&items.overlay);
+    GridSetup setup{0, 1};
+    const auto filler = ERef<ETabulonGridFiller>::Adopt(ETabulonGridFiller::Build(&cache, nullptr));
+    const auto calculations = ChangedItems::Calculations();
+    filler->SetParams(&calculations, 2, &setup.sort);
+    const auto fill = [&] { return Fill<ETabulonGridFiller, GridTrace>(*filler, cache); };
+
+    const std::string all =
+        "start reset axes=2 axe0[0,1,2,7] axe1[Nombre d'éléments,Somme] 0,0=10 1,0=90 "
+        "0,1=1 1,1=1000 0,2=10 1,2=245 0,3=1 1,3= column0=22 column1=1335 end";
+    EXPECT_EQ(fill(), all);
+    EXPECT_EQ(fill(), all) << "from memory";
+    EXPECT_EQ(cache.Delete(Group(0)), StatusOk);
+    EXPECT_EQ(cache.Append(Item(8, 200)), StatusOk);
+    EXPECT_EQ(fill(),
+              "start reset axes=2 axe0[1,2,7,8] axe1[Nombre d'éléments,Somme] 0,0=1 1,0=1000 "
+              "0,1=10 1,1=245 0,2=1 1,2= 0,3=1 1,3= column0=13 column1=1245 end");
+    Clearer clearer(cache);
+    const ECursorListening listening(cache, clearer);
+    EXPECT_EQ(fill(),
+              "start reset axes=2 axe0[0,1,2,3] axe1[Nombre d'éléments,Somme] 0,0=10 1,0= "
+              "0,1=11 1,1=1000 0,2=11 1,2=20 0,3=11 1,3= column0=43 column1=1020 end");
 }
 
 TEST(OverlayInAScore, RanksAsTheSaveLeavesIt) {
