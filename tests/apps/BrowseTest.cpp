@@ -19,6 +19,8 @@ const std::string kDown = "\x1B[B";
 const std::string kUp = "\x1B[A";
 const std::string kLeft = "\x1B[D";
 const std::string kRight = "\x1B[C";
+const std::string kPageUp = "\x1B[5~";
+const std::string kPageDown = "\x1B[6~";
 const std::string kHome = "\x1B[H";
 const std::string kEnd = "\x1B[F";
 const std::string kAltUp = "\x1B[1;3A";
@@ -268,10 +270,16 @@ TEST_F(BrowsedOrders, LockedByOthersTellAndStayUsable) {
     run.AwaitText("refreshing: 0 records");
     run.Type(kEnd);
     run.AwaitText("n: 2 (2)");  // the keys are answered meanwhile
+    run.Type(kHome + kDown + "+");
+    run.Await("opening waits for the records", [&] {  // or they have failed by now
+        return run.Status().find("a key waits for its end") != std::string::npos ||
+               run.Status().find("failed") == 0;
+    });
     run.Await("a failure", [&] {
         return run.Status().find("failed (status ") == 0 &&
                run.Status().find("locked") != std::string::npos;
     });
+    run.AwaitText("- Austria (1)");
     run.AwaitText("- France (4)");
     other.Do("COMMIT");
     run.Type(kHome + kF5);
@@ -318,6 +326,10 @@ TEST(BrowsedCrowd, ScrollsThroughAHundredThousandChildren) {
     run.AwaitTree(
         "    n199990\n    n199991\n    n199992\n    n199993\n    n199994\n    n199995\n"
         "    n199996\n    n199997\n    n199998\n    n199999\n    n200000");
+    run.Type(kPageUp);
+    run.AwaitText("name: n199990 (n199990)");
+    run.Type(kPageDown);
+    run.AwaitText("name: n200000 (n200000)");
     std::string keys;
     for (int turn = 0; turn < 2000; ++turn) {
         keys += kUp;
