@@ -19,8 +19,7 @@ namespace etabulon {
 /// Threads  the starter and the worker hold a reference each and may let go at the same time.
 class EDataTreeThread::ThreadParams : public virtual ECountedUnknown {
 public:
-    ThreadParams(bool isRefresh, const ETabulonTag& ofTag, ERef<ThreadParams> earlierRun)
-        : refresh(isRefresh), tag(ofTag), earlier(std::move(earlierRun)) {}
+    ThreadParams(bool isRefresh, const ETabulonTag& ofTag) : refresh(isRefresh), tag(ofTag) {}
 
     void AddRef() override { references_.fetch_add(1, std::memory_order_relaxed); }
     std::int32_t Release() override {
@@ -47,7 +46,7 @@ public:
     ERef<ThreadParams> earlier;
     std::thread earlierWorker;
     std::atomic<bool> cancelled{false};
-    std::atomic<bool> ended{false};  // nothing follows but the unlock
+    std::atomic<bool> ended{false};  // nothing follows but that it is idle, and the unlock
 
 private:
     std::atomic<std::int32_t> references_{1};
@@ -99,9 +98,18 @@ void EDataTreeThread::Refresh() { Start(/*refresh=*/true, ETabulonTag::Null); }
 void EDataTreeThread::Refresh(const ETabulonTag& tag) { Start(/*refresh=*/true, tag); }
 
 void EDataTreeThread::Start(bool refresh, const ETabulonTag& tag) {
-    const auto params = MakeRef<ThreadParams>(refresh, tag, run_);
+    const auto params = MakeRef<ThreadParams>(refresh, tag);
     busy_.store(1);
-    OnThreadStart(tag);
+    try {
+        OnThreadStart(tag);
+    } catch (...) {
+        if (run_ == nullptr || run_->ended.load()) {
+            busy_.store(0);  // nobody else would
+        }
+        throw;
+    }
+    // Who was told of the start may have started another run.
+    params->earlier = run_;
     params->earlierWorker = std::move(worker_);
     std::thread worker = StartWorker([this, run = params.Get()] { Run(*run); });
     if (!worker.joinable()) {
@@ -182,9 +190,9 @@ void EDataTreeThread::Conclude(ThreadParams& params, CursorStatus status) noexce
     } catch (...) {
         // It was made: there is no second one.
     }
+    params.ended.store(true);
     // Again: who asked for a run since then waits for the cursor's lock.
     busy_.store(0);
-    params.ended.store(true);
 }
 
 CursorStatus EDataTreeThread::Walk(const ThreadParams& params, OldNodes& oldNodes) {

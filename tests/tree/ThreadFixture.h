@@ -62,6 +62,7 @@ public:
     explicit ThreadTrace(EDataTree* tree) : EDataTreeThread(tree), tree_(tree) {}
     ~ThreadTrace() override { Stop(); }
 
+    std::function<void()> onStart;
     std::function<void()> onReport;  // on the worker
     bool hasNoThreads = false;
 
@@ -78,7 +79,12 @@ public:
         return Take();
     }
 
-    void OnThreadStart(const ETabulonTag& tag) override { Hear("start", &tag); }
+    void OnThreadStart(const ETabulonTag& tag) override {
+        Hear("start", &tag);
+        if (const auto told = onStart) {
+            told();
+        }
+    }
     void OnThreadFillDone() override { Report("fill done"); }
     void OnThreadRefreshDone(const ETabulonTag& tag) override { Report("refresh done", &tag); }
     void OnThreadFillCancel() override { Report("fill cancel"); }

@@ -151,6 +151,29 @@ TEST_F(TreeThread, OverlappingRunsLookIdleAfterTheFirst) {
     EXPECT_EQ(thread.Await(), "refresh done[]");
 }
 
+TEST_F(TreeThread, RunStartedAtTheToldStartOfAnotherIsCancelled) {
+    Gate gate;
+    // The second run waits at its tree's lock, before its walk.
+    std::atomic<int> locks{0};
+    hooked.onLock = [&](int) {
+        if (++locks == 2) {
+            gate.Pass();
+        }
+    };
+    hooked.onCancel = [&] {
+        if (++cancels > 2) {
+            gate.Open();
+        }
+    };
+    thread.onStart = [&] {
+        thread.onStart = nullptr;
+        thread.Fill();
+        gate.WaitReached();
+    };
+    thread.Refresh();
+    EXPECT_EQ(thread.Await(), "start[] start[] fill cancel refresh done[]");
+}
+
 // -------------------------------------------------------------------------------- cancel, stop
 
 TEST_F(TreeThread, CancelEndsTheRunThatIsOutAndNoOther) {
