@@ -257,6 +257,7 @@ void EDataTreeCtrl::OnTimer(unsigned timerID) {
         }
     } else if (timerID != 0 && timerID == waitTimer_) {
         UpdateWait(WaitStepNext);
+        port_->WakeAgain();  // a run may have ended without being heard
     }
 }
 

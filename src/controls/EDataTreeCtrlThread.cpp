@@ -10,6 +10,8 @@ namespace etabulon {
 
 namespace {
 
+constexpr std::size_t kRunsOut = 2;  // the one that is started, and the one that it takes over from
+
 std::unique_ptr<ETabulonTag> CopyOf(const ETabulonTag& tag) {
     try {
         return std::make_unique<ETabulonTag>(tag);
@@ -26,30 +28,32 @@ EDataTreeCtrlThread::EDataTreeCtrlThread(EDataTree* tree, std::shared_ptr<EMessa
 EDataTreeCtrlThread::~EDataTreeCtrlThread() { Stop(); }
 
 void EDataTreeCtrlThread::OnThreadStart(const ETabulonTag& tag) {
+    // Each run that is told of is told of once more, whatever memory there is then.
+    port_->Reserve(kRunsOut);
     port_->Send({MsgBrowseStart, 0, CopyOf(tag)});
 }
 
-void EDataTreeCtrlThread::OnThreadFillDone() { port_->Post({MsgFillDone, 0, nullptr}); }
+void EDataTreeCtrlThread::OnThreadFillDone() { port_->PostReserved({MsgFillDone, 0, nullptr}); }
 
 void EDataTreeCtrlThread::OnThreadRefreshDone(const ETabulonTag& tag) {
-    port_->Post({MsgRefreshDone, 0, CopyOf(tag)});
+    port_->PostReserved({MsgRefreshDone, 0, CopyOf(tag)});
 }
 
-void EDataTreeCtrlThread::OnThreadFillCancel() { port_->Post({MsgFillCancel, 0, nullptr}); }
+void EDataTreeCtrlThread::OnThreadFillCancel() { port_->PostReserved({MsgFillCancel, 0, nullptr}); }
 
 // Deliberate: a refresh that was cancelled or failed comes without its tag. The items stay as they
 // are, so that a control has nothing to look for. RefreshThatDoesntEndWellComesWithoutItsTag holds
 // it.
 void EDataTreeCtrlThread::OnThreadRefreshCancel(const ETabulonTag& /*tag*/) {
-    port_->Post({MsgRefreshCancel, 0, nullptr});
+    port_->PostReserved({MsgRefreshCancel, 0, nullptr});
 }
 
 void EDataTreeCtrlThread::OnThreadFillError(CursorStatus status) {
-    port_->Post({MsgFillError, status, nullptr});
+    port_->PostReserved({MsgFillError, status, nullptr});
 }
 
 void EDataTreeCtrlThread::OnThreadRefreshError(const ETabulonTag& /*tag*/, CursorStatus status) {
-    port_->Post({MsgRefreshError, status, nullptr});
+    port_->PostReserved({MsgRefreshError, status, nullptr});
 }
 
 }  // namespace etabulon

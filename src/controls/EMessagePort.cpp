@@ -1,5 +1,6 @@
 #include "etabulon/controls/EMessagePort.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace etabulon {
@@ -10,11 +11,48 @@ void EMessagePort::SetWaker(Waker waker) {
         return;
     }
     waker_ = std::move(waker);
-    if (waker_) {
-        for (std::size_t waiting = queue_.size(); waiting > 0; --waiting) {
+    unwoken_ = queue_.size();
+    WakeForUnwoken();
+}
+
+/// Requires the mutex.
+void EMessagePort::WakeForUnwoken() noexcept {
+    if (!waker_) {
+        return;
+    }
+    try {
+        for (; unwoken_ > 0; --unwoken_) {
             waker_();
         }
+    } catch (...) {
+        // The message waits for the next occasion.
     }
+}
+
+void EMessagePort::WakeAgain() {
+    const std::lock_guard hold(mutex_);
+    WakeForUnwoken();
+}
+
+void EMessagePort::Reserve(std::size_t count) {
+    const std::lock_guard hold(mutex_);
+    while (receiver_ != nullptr && room_.size() < count) {
+        room_.emplace_back();
+    }
+}
+
+void EMessagePort::PostReserved(EMessage message) {
+    const std::lock_guard hold(mutex_);
+    if (receiver_ == nullptr) {
+        return;
+    }
+    if (room_.empty()) {
+        room_.emplace_back();
+    }
+    room_.front() = std::move(message);
+    queue_.splice(queue_.end(), room_, room_.begin());
+    ++unwoken_;
+    WakeForUnwoken();
 }
 
 void EMessagePort::Post(EMessage message) {
@@ -23,7 +61,10 @@ void EMessagePort::Post(EMessage message) {
         return;
     }
     queue_.push_back(std::move(message));
-    if (waker_) {
+    WakeForUnwoken();
+    if (!waker_) {
+        ++unwoken_;
+    } else {
         try {
             waker_();
         } catch (...) {
@@ -54,6 +95,7 @@ bool EMessagePort::Dispatch() {
         }
         message = std::move(queue_.front());
         queue_.pop_front();
+        unwoken_ = std::min(unwoken_, queue_.size());
         receiver = receiver_;
     }
     receiver->OnMessage(message);
@@ -61,7 +103,7 @@ bool EMessagePort::Dispatch() {
 }
 
 void EMessagePort::Close() {
-    std::deque<EMessage> dropped;  // goes outside the mutex
+    std::list<EMessage> dropped;  // goes outside the mutex
     Waker cut;
     const std::lock_guard hold(mutex_);
     receiver_ = nullptr;

@@ -1,7 +1,9 @@
 #include "etabulon/controls/EMessagePort.h"
+#include "support/AllocationCount.h"
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <string>
 #include <thread>
 #include <vector>
@@ -71,6 +73,34 @@ TEST(MessagePort, QueuesNothingThatNobodyCouldBeWokenFor) {
     receiver.port.SetWaker([] { throw std::bad_alloc(); });
     EXPECT_THROW(receiver.port.Post(Message(1, true)), std::bad_alloc);
     EXPECT_EQ(receiver.port.Size(), 0U);
+}
+
+TEST(MessagePort, KeepsWhatHasRoomUntilSomebodyCanBeWoken) {
+    Receiver receiver;
+    int failures = 2;
+    int woken = 0;
+    receiver.port.SetWaker([&] {
+        if (failures-- > 0) {
+            throw std::bad_alloc();
+        }
+        ++woken;
+    });
+    receiver.port.Reserve(1);
+    {
+        const test::FailingAllocation failing(0);
+        receiver.port.PostReserved(Message(1));
+        EXPECT_FALSE(failing.HasFailed());
+    }
+    EXPECT_EQ(receiver.port.Size(), 1U);
+    receiver.port.WakeAgain();
+    EXPECT_EQ(woken, 0);
+    receiver.port.Post(Message(2));
+    EXPECT_EQ(woken, 2);
+    receiver.port.WakeAgain();
+    EXPECT_EQ(woken, 2);
+    while (receiver.port.Dispatch()) {
+    }
+    EXPECT_EQ(receiver.log, "1 2 ");
 }
 
 TEST(MessagePort, TakesFromManyThreadsWhileItIsClosed) {

@@ -1,6 +1,7 @@
 #include "etabulon/controls/EDataTreeCtrlThread.h"
 #include "etabulon/controls/EDataTreeMessages.h"
 #include "etabulon/controls/EMessagePort.h"
+#include "support/AllocationCount.h"
 #include "tree/ThreadFixture.h"
 
 #include <gtest/gtest.h>
@@ -67,6 +68,40 @@ TEST_F(TreeCtrlThread, RefreshThatDoesntEndWellComesWithoutItsTag) {
     EXPECT_EQ(Run(), "1125[]! 1125[FR]! 1326(1003) 1327(1003)");
     hooked.onRecord = [](int) -> CursorStatus { throw std::bad_alloc(); };
     EXPECT_EQ(Run(), "1125[]! 1125[FR]! 1326(1098) 1327(1098)");
+}
+
+// Whichever allocation of the run fails. A run that couldn't be started is not heard, and looks busy
+// if its start was told.
+TEST_F(TreeCtrlThread, EachRunIsHeardOnceWithoutMemory) {
+    struct Counter : EMessagePort::IReceiver {
+        void OnMessage(EMessage& message) override {
+            ++(message.number == MsgBrowseStart ? starts : ends);
+        }
+        int starts = 0;
+        int ends = 0;
+    };
+    const ETabulonTag france = Tag({{0, "FR"}});
+    bool failed = true;
+    for (std::uint64_t allowed = 0; failed; ++allowed) {
+        Counter counter;
+        const auto port = std::make_shared<EMessagePort>(counter);
+        EDataTreeCtrlThread reporting(&tree, port);
+        {
+            const FailingAllocation failing(allowed);
+            try {
+                reporting.Refresh(france);
+            } catch (const std::bad_alloc&) {
+                EXPECT_FALSE(reporting.IsBusy()) << allowed;
+            }
+            AwaitEnd();
+            failed = failing.HasFailed();
+        }
+        while (port->Dispatch()) {
+        }
+        EXPECT_EQ(counter.ends, reporting.IsBusy() ? 0 : counter.starts) << allowed;
+        port->Close();
+        ASSERT_LT(allowed, 1000U);
+    }
 }
 
 TEST_F(TreeCtrlThread, ThatGoesWithItsPortClosedIsNotHeard) {

@@ -5,8 +5,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <functional>
+#include <list>
 #include <memory>
 #include <mutex>
 
@@ -27,7 +27,8 @@ struct EMessage {
 /// Threads    Post from any thread. All else on the screen's thread.
 /// Order      posted messages arrive in the order of posting. A sent one overtakes them.
 /// Failure    std::bad_alloc from Post, and whatever the waker throws: in either case nothing is
-///            queued. After Close, a message dies unheard.
+///            queued. A message with room of its own is queued whatever happens. After Close, a
+///            message dies unheard.
 class ETABULON_API EMessagePort {
 public:
     class ETABULON_API IReceiver {
@@ -38,7 +39,7 @@ public:
     };
     /// Asks the screen's thread to call Dispatch once, soon. Called once for each posted message,
     /// by the thread that posts and under the port's mutex: it must return at once and not come
-    /// back to the port.
+    /// back to the port. If it throws it is called again, where the message stays.
     using Waker = std::function<void()>;
 
     /// The receiver is not owned, and must close the port before it goes.
@@ -50,6 +51,12 @@ public:
     void SetWaker(Waker waker);
 
     void Post(EMessage message);
+    /// Sees to it that there is room for that many messages of PostReserved.
+    void Reserve(std::size_t count);
+    /// Needs no memory and throws nothing as long as there is room.
+    void PostReserved(EMessage message);
+    /// Wakes for messages whose waker has thrown. So does each post.
+    void WakeAgain();
     /// The receiver has answered when this returns.
     void Send(EMessage message);
     /// Delivers the oldest message, outside the mutex. Returns false if none waited.
@@ -63,10 +70,15 @@ public:
     [[nodiscard]] std::size_t Size() const;
 
 private:
+    void WakeForUnwoken() noexcept;
+
     mutable std::mutex mutex_;
-    IReceiver* receiver_;         // guarded by mutex_; null once closed
-    Waker waker_;                 // guarded by mutex_
-    std::deque<EMessage> queue_;  // guarded by mutex_
+    // All guarded by mutex_.
+    IReceiver* receiver_;  // null once closed
+    Waker waker_;
+    std::list<EMessage> queue_;
+    std::list<EMessage> room_;  // empty messages
+    std::size_t unwoken_ = 0;   // messages that nobody was woken for
 };
 
 }  // namespace etabulon
