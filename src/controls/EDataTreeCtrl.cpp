@@ -83,7 +83,7 @@ bool EDataTreeCtrl::IsBusy() const { return thread_ != nullptr && thread_->IsBus
 
 /// A run takes the cursor on another thread and is waited for: not by one that holds it.
 bool EDataTreeCtrl::Postpone(std::uint32_t message, const ETabulonTag& tag) {
-    if (lockDepth_ == 0) {
+    if (!Cursor()->IsLockedByThisThread()) {
         return false;
     }
     port_->Post({message, 0, std::make_unique<ETabulonTag>(tag)});

@@ -191,14 +191,12 @@ bool EDataTreeCtrl::OnSortChanging(const ETabulonSortDesc*, SortChange) {
     Cursor()->Cancel();
     Cursor()->CursorLock(/*wait=*/true);
     ++sortLocks_;
-    ++lockDepth_;
     return true;
 }
 
 void EDataTreeCtrl::OnSortChanged(const ETabulonSortDesc*, SortChange change) {
     if (sortLocks_ > 0) {  // after a refusal by another it wasn't asked, and took none
         --sortLocks_;
-        --lockDepth_;
         Cursor()->CursorUnlock();
     }
     const bool concerns =

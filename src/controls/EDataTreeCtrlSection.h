@@ -9,17 +9,13 @@ namespace etabulon {
 
 inline constexpr ETabulonSortDesc::HideFlag kInTree = ETabulonSortDesc::HideInTree;
 
-/// The cursor's lock for a scope of the control's. No run can be started in it.
+/// The cursor's lock for a scope of the control's.
 class [[nodiscard]] EDataTreeCtrl::Section {
 public:
     explicit Section(EDataTreeCtrl& ctrl) : ctrl_(ctrl) {
         ctrl_.tree_->Cursor()->CursorLock(/*wait=*/true);
-        ++ctrl_.lockDepth_;
     }
-    ~Section() {
-        --ctrl_.lockDepth_;
-        ctrl_.tree_->Cursor()->CursorUnlock();
-    }
+    ~Section() { ctrl_.tree_->Cursor()->CursorUnlock(); }
     Section(const Section&) = delete;
     Section& operator=(const Section&) = delete;
 
@@ -27,15 +23,13 @@ private:
     EDataTreeCtrl& ctrl_;
 };
 
-/// A call into the tree, which takes the cursor away from a run. No run can be started in it.
+/// A call into the tree, which takes the cursor away from a run.
 class [[nodiscard]] EDataTreeCtrl::TreeCall {
 public:
     explicit TreeCall(EDataTreeCtrl& ctrl) : ctrl_(ctrl) {
         // The cursor's own cancel doesn't reach a run whose walk hasn't begun.
         ctrl_.thread_->Cancel();
-        ++ctrl_.lockDepth_;
     }
-    ~TreeCall() { --ctrl_.lockDepth_; }
     TreeCall(const TreeCall&) = delete;
     TreeCall& operator=(const TreeCall&) = delete;
 

@@ -25,6 +25,8 @@ bool ETabulonCursor::CursorLock(bool /*wait*/) {
 
 void ETabulonCursor::CursorUnlock() { lock_.Unlock(); }
 
+bool ETabulonCursor::IsLockedByThisThread() const noexcept { return lock_.IsHeldByThisThread(); }
+
 void ETabulonCursor::GetCursorExclusive() {
     Cancel();
     CursorLock(true);

@@ -18,6 +18,10 @@ bool ETabulonCursorRelay::CursorLock(bool wait) { return source_->CursorLock(wai
 
 void ETabulonCursorRelay::CursorUnlock() { source_->CursorUnlock(); }
 
+bool ETabulonCursorRelay::IsLockedByThisThread() const noexcept {
+    return source_->IsLockedByThisThread();
+}
+
 void ETabulonCursorRelay::Cancel() { source_->Cancel(); }
 
 EFieldSet& ETabulonCursorRelay::iFields() {

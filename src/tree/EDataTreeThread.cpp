@@ -98,6 +98,7 @@ void EDataTreeThread::Refresh() { Start(/*refresh=*/true, ETabulonTag::Null); }
 void EDataTreeThread::Refresh(const ETabulonTag& tag) { Start(/*refresh=*/true, tag); }
 
 void EDataTreeThread::Start(bool refresh, const ETabulonTag& tag) {
+    E_EXPECTS(!tree_->Cursor()->IsLockedByThisThread());
     const auto params = MakeRef<ThreadParams>(refresh, tag);
     busy_.store(1);
     try {

@@ -139,6 +139,20 @@ TEST_F(TreeCtrlRuns, AskedForInALockedSectionComeAsMessages) {
     EXPECT_EQ(view.Items(), "*-all{+DE -FR{2021 2022}}");
 }
 
+TEST_F(TreeCtrlRuns, AreQueuedWhereTheirThreadHoldsTheCursor) {
+    Fill();
+    {
+        const ECursorExclusive exclusive(sales.cursor);
+        ctrl->Refresh(Place("FR"));
+        ctrl->SetSortLevels(Keys({{1, false, 0}}), /*refresh=*/true);
+        EXPECT_EQ(view.TakeLog("owner"), "");
+    }
+    screen.Pump();
+    screen.Pump();
+    Settle();
+    EXPECT_EQ(view.Items(), "*-all{Berlin Bonn Lyon Paris}");
+}
+
 TEST_F(TreeCtrlRuns, DestroyedControlWaitsForOneStepAndHearsNothing) {
     Gate gate;
     int records = 0;

@@ -107,7 +107,9 @@ TEST_F(RelayedCities, AreCancelledAndLockedAtTheSource) {
     std::atomic<bool> released{false};
     bool waited = false;
     EXPECT_TRUE(relay.CursorLock(true));
+    EXPECT_TRUE(source.IsLockedByThisThread() && relay.IsLockedByThisThread());
     std::jthread other([&] {
+        EXPECT_FALSE(relay.IsLockedByThisThread());
         source.CursorLock(true);
         waited = released;
         source.CursorUnlock();

@@ -27,10 +27,8 @@ class ETabulonCursor;
 /// Ownership  its owner's; references only count. Cursor, screen, view and alerts are not owned;
 ///            cursor and screen must outlive it. Don't destroy it within one of its notifications.
 /// Threads    the screen's. It takes the cursor's lock wherever it looks at nodes: an item opened
-///            during a walk waits for the walk. Fill and Refresh mustn't be called by a thread that
-///            holds the cursor's lock by itself.
-/// Failure    a failed or cancelled fill deletes all items, a refresh leaves them; the owner is
-/// told
+///            during a walk waits for the walk.
+/// Failure    a failed or cancelled fill deletes all items, a refresh leaves them; the owner is told
 ///            either way. Destroyed, it cancels its run and waits for one step of it.
 class ETABULON_API EDataTreeCtrl : public EDragTreeCtrl,
                                    public ETabulonSortDesc::INotifier,
@@ -68,7 +66,7 @@ public:
     [[nodiscard]] bool InitDone() const noexcept { return tree_ != nullptr; }
 
     // --- everything below requires InitDone() where it concerns the model ---
-    // A fill or refresh asked for while the control itself holds the cursor comes as a message.
+    // A fill or refresh asked for by a thread that holds the cursor comes as a message.
     void Fill();
     void Refresh();
     void Refresh(const ETabulonTag& tag);
@@ -232,7 +230,6 @@ private:
     HICON waitIcon_;
     eShowWaitStep waitStep_ = WaitStepNone;
     unsigned waitTimer_ = 0;
-    unsigned lockDepth_ = 0;  // sections and calls into the tree that this control is in
     unsigned sortLocks_ = 0;  // locks taken for sort changes that are still to be answered
 };
 

@@ -80,6 +80,7 @@ public:
     /// with true. Callers are to expect false all the same. InTryModeBlocksUntilItIsFree holds it.
     virtual bool CursorLock(bool wait);
     virtual void CursorUnlock();
+    [[nodiscard]] virtual bool IsLockedByThisThread() const noexcept;
     virtual void Cancel();
     /// What CurrentTag() gives stays as it is until the next reset, so that its address tells the
     /// tag. False where each record is written into the same one. Ask after CurrentTag().

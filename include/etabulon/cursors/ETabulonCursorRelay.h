@@ -31,6 +31,7 @@ public:
     [[nodiscard]] IUpdater* Updater() override;
     bool CursorLock(bool wait) override;
     void CursorUnlock() override;
+    [[nodiscard]] bool IsLockedByThisThread() const noexcept override;
     void Cancel() override;
 
 protected:
