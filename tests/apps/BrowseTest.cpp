@@ -81,7 +81,7 @@ TEST_F(BrowsedOrders, ShowTheirBranchesWithCountsAndATitle) {
         "        2");
     EXPECT_EQ(run.screen.Line(0), "orders  country, city, n");
     EXPECT_EQ(run.screen.Line(13).substr(0, 6), "q quit");
-    EXPECT_EQ(run.screen.StyleOf("orders ("), "reverse");
+    run.Await("orders is selected", [&] { return run.screen.StyleOf("orders (") == "reverse"; });
 }
 
 TEST_F(BrowsedOrders, OpenAndCloseByKeys) {
@@ -113,7 +113,8 @@ TEST_F(BrowsedOrders, MoveTheLevelOfTheSelectedNode) {
             "  + Lyon (1)\n"
             "  + Paris (1)");
         EXPECT_EQ(run.screen.Line(0), "orders  city, country  (hidden: n)");
-        EXPECT_EQ(run.screen.StyleOf("Austria"), "reverse");
+        run.Await("Austria is selected",
+                  [&] { return run.screen.StyleOf("Austria") == "reverse"; });
         run.Type(down);
         run.AwaitText("this level can't be moved down");
         run.Type(up);
@@ -181,7 +182,7 @@ TEST_F(BrowsedOrders, RefreshedShowWhatOthersHaveChanged) {
         "      Paris\n"
         "  - Spain (1)\n"
         "      東京");
-    EXPECT_EQ(run.screen.StyleOf("東京"), "reverse");
+    run.Await("東京 is selected", [&] { return run.screen.StyleOf("東京") == "reverse"; });
 }
 
 TEST_F(BrowsedOrders, SelectedNodesAreRefreshedByThemselves) {
@@ -198,16 +199,17 @@ TEST_F(BrowsedOrders, MarkNodesWithMoreLeavesThanAnAlertAllows) {
     TerminalRun run(Arguments({"--alert", "city>1:bold,red", "--alert", "country>3:green,up"}));
     run.AwaitText("done, 5 records");
     run.Type(kDown);
-    run.Await("orders in green", [&] { return run.screen.StyleOf("orders (") == "32"; });
+    run.Await("orders in green", [&] {
+        return run.screen.StyleOf("orders (") == "32" && run.screen.StyleOf("Austria") == "reverse";
+    });
     EXPECT_EQ(run.screen.StyleOf("Lyon"), "bold 31");
     EXPECT_EQ(run.screen.StyleOf("Paris"), "bold 31");
     EXPECT_EQ(run.screen.StyleOf("France"), "32");
-    EXPECT_EQ(run.screen.StyleOf("Austria"), "reverse");
     Other other(path_);
     other.Do("DELETE FROM orders WHERE city = 'Lyon' AND n = 2");
     run.Type(kF5);
     run.Await("Lyon is plain", [&] { return run.screen.StyleOf("Lyon").empty(); });
-    EXPECT_EQ(run.screen.StyleOf("orders ("), "");
+    EXPECT_EQ(run.screen.StyleOf("France"), "");
 }
 
 TEST_F(BrowsedOrders, AlertsFollowTheirLevelWhenItMoves) {
@@ -228,7 +230,6 @@ TEST_F(BrowsedOrders, FollowTheSizeOfTheTerminal) {
     run.AwaitText("n: 2 (2)");
     run.Resize(30, 6);
     run.AwaitTree("    - Paris (2)\n        1\n        2");  // the selected one stays in sight
-    EXPECT_EQ(run.screen.StyleOf("2\n"), "not there");
     run.Resize(40, 2);
     run.Await("two lines", [&] {
         return run.screen.Line(0) == "        2" &&
