@@ -70,8 +70,8 @@ TEST_F(TreeCtrlThread, RefreshThatDoesntEndWellComesWithoutItsTag) {
     EXPECT_EQ(Run(), "1125[]! 1125[FR]! 1326(1098) 1327(1098)");
 }
 
-// Whichever allocation of the run fails. A run that couldn't be started is not heard, and looks busy
-// if its start was told.
+// Whichever allocation of the run fails. A run that couldn't be started is not heard, and looks
+// busy if its start was told.
 TEST_F(TreeCtrlThread, EachRunIsHeardOnceWithoutMemory) {
     struct Counter : EMessagePort::IReceiver {
         void OnMessage(EMessage& message) override {
