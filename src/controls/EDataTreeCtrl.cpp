@@ -129,7 +129,7 @@ void EDataTreeCtrl::Refresh(const ETabulonTag& tag) {
 void EDataTreeCtrl::RefreshDeletedNode(const ETabulonTag& tag) {
     const ETabulonTag deleted = tag;
     if (items_.Has(deleted)) {
-        inUpdate_ = true;
+        const Updating updating(*this);
         _TREEITEM* item = items_.Find(deleted);
         while (item != nullptr && item != View().FirstItem() && IsAlone(item)) {
             item = View().ParentItem(item);  // it would be left empty
@@ -140,7 +140,6 @@ void EDataTreeCtrl::RefreshDeletedNode(const ETabulonTag& tag) {
             Delete(branch);
         }
         View().UpdateNow();
-        inUpdate_ = false;
     }
     if (deleted.IsRoot()) {
         Refresh();
@@ -196,8 +195,8 @@ void EDataTreeCtrl::Select(const ETabulonTag& tag) {
     }
 }
 
-/// The tag one level up, for climbs: the root's where a level stands twice among the keys, so that a
-/// tag is its own parent.
+/// The tag one level up, for climbs: the root's where a level stands twice among the keys, so that
+/// a tag is its own parent.
 ETabulonTag EDataTreeCtrl::AboveOf(const ETabulonTag& tag) const {
     ETabulonTag above = SortDesc()->GetParentTag(tag, kInTree);
     return above == tag ? ETabulonTag() : above;

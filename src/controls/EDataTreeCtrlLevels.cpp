@@ -15,38 +15,34 @@ void EDataTreeCtrl::SetRootParams(const Chaine& rootName, HICON rootIcon) {
 void EDataTreeCtrl::SetDisplay(DisplayMode mode, bool refresh) {
     display_ = mode;
     if (refresh) {
-        inUpdate_ = true;
+        const Updating updating(*this);
         const ETabulonTag selected = Selected();
-        View().SetRedraw(false);
+        const RedrawOff redrawOff(View());
         ReSync();
         Select(selected);
         StopWait();
-        View().SetRedraw(true);
-        inUpdate_ = false;
     }
 }
 
 void EDataTreeCtrl::SetSortLevels(const SortKeyArray& keys, bool refresh) {
-    inUpdate_ = true;
+    const Updating updating(*this);
     const bool changed = TreeCall(*this)->SetSortLevels(keys);
     if (changed && refresh) {
-        View().SetRedraw(false);
+        const RedrawOff redrawOff(View());
         DeleteAllItems();
         Fill();
-        View().SetRedraw(true);
     }
-    inUpdate_ = false;
 }
 
 bool EDataTreeCtrl::SetHideLevelFlags(unsigned level, HideFlag flag, bool refresh) {
-    inUpdate_ = true;
+    const Updating updating(*this);
     const bool changed = TreeCall(*this)->SetHideLevelFlags(level, flag);
     return AfterHideChange(changed, refresh);
 }
 
 bool EDataTreeCtrl::SetHideLevelFlags(const PUniqueT<unsigned>& levels, HideFlag flag,
                                       bool refresh) {
-    inUpdate_ = true;
+    const Updating updating(*this);
     const bool changed = TreeCall(*this)->SetHideLevelFlags(levels, flag);
     return AfterHideChange(changed, refresh);
 }
@@ -57,7 +53,6 @@ bool EDataTreeCtrl::AfterHideChange(bool changed, bool refresh) {
     } else if (changed) {
         DeleteAllItems();
     }
-    inUpdate_ = false;
     return changed;
 }
 
@@ -65,14 +60,14 @@ void EDataTreeCtrl::SetCompareSource(SortCompareSource source, bool refresh) {
     if (!TreeCall(*this)->SetCompareSource(source) || !refresh) {
         return;
     }
-    const ETabulonTag selected = Selected();
-    View().SetRedraw(false);
-    inUpdate_ = true;
-    DeleteAllItems();
-    ReSync();
-    Select(selected);
-    View().SetRedraw(true);
-    inUpdate_ = false;
+    {
+        const ETabulonTag selected = Selected();
+        const Updating updating(*this);
+        const RedrawOff redrawOff(View());
+        DeleteAllItems();
+        ReSync();
+        Select(selected);
+    }
     Refresh();
 }
 
@@ -90,19 +85,17 @@ void EDataTreeCtrl::SetAttachHiddenLevelsToCurrent(bool attach, bool refresh) {
 
 bool EDataTreeCtrl::MoveSortLevel(unsigned from, unsigned to, bool resync) {
     const EWaitCursor waiting(screen_);
-    inUpdate_ = true;
+    const Updating updating(*this);
     const bool moved = TreeCall(*this)->MoveSortLevel(from, to);
     if (moved && resync) {
-        View().SetRedraw(false);
+        const RedrawOff redrawOff(View());
         RestoreHiddenLevelsPosition();
         DeleteAllItems();
         ReSync();
         if (waitTimer_ == 0) {
             StopWait();  // nothing would end what the sync has begun to show
         }
-        View().SetRedraw(true);
     }
-    inUpdate_ = false;
     return moved;
 }
 

@@ -30,37 +30,33 @@ void EDataTreeCtrl::OnMessage(EMessage& message) {
 }
 
 void EDataTreeCtrl::OnStartMessage(EMessage& message) {
-    inUpdate_ = true;
+    const Updating updating(*this);
     message.tag = nullptr;
     OnBrowseStart();
-    inUpdate_ = false;
 }
 
 void EDataTreeCtrl::OnFillDone(EMessage&) {
-    inUpdate_ = true;
+    const Updating updating(*this);
     ReSync();
     OnConsultNode(Selected());
     OnBrowseDone();
     StopWait();
-    inUpdate_ = false;
 }
 
 void EDataTreeCtrl::OnRefreshDone(EMessage& message) {
-    inUpdate_ = true;
+    const Updating updating(*this);
     ReSync(message.tag != nullptr ? *message.tag : ETabulonTag::Null);
     message.tag = nullptr;
     OnBrowseDone();
     StopWait();
-    inUpdate_ = false;
 }
 
 void EDataTreeCtrl::OnFillCancel(EMessage&) {
-    inUpdate_ = true;
+    const Updating updating(*this);
     DeleteAllItems();
     UpdateWait(WaitStepEnding);
     OnBrowseCancel();
     StopWait();
-    inUpdate_ = false;
 }
 
 // Deliberate: a refresh that was cancelled or failed tells the owner and does nothing else. The
@@ -69,12 +65,11 @@ void EDataTreeCtrl::OnFillCancel(EMessage&) {
 void EDataTreeCtrl::OnRefreshCancel(EMessage&) { OnBrowseCancel(); }
 
 void EDataTreeCtrl::OnFillError(EMessage& message) {
-    inUpdate_ = true;
+    const Updating updating(*this);
     DeleteAllItems();
     UpdateWait(WaitStepEnding);
     OnBrowseError(static_cast<CursorStatus>(message.wParam));
     StopWait();
-    inUpdate_ = false;
 }
 
 void EDataTreeCtrl::OnRefreshError(EMessage& message) {

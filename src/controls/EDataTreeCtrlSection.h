@@ -39,6 +39,30 @@ private:
     EDataTreeCtrl& ctrl_;
 };
 
+/// The control changes items itself. Not counted: the end of an inner one is the end of all.
+class [[nodiscard]] EDataTreeCtrl::Updating {
+public:
+    explicit Updating(EDataTreeCtrl& ctrl) noexcept : ctrl_(ctrl) { ctrl_.inUpdate_ = true; }
+    ~Updating() { ctrl_.inUpdate_ = false; }
+    Updating(const Updating&) = delete;
+    Updating& operator=(const Updating&) = delete;
+
+private:
+    EDataTreeCtrl& ctrl_;
+};
+
+/// Redraw off for a scope; on at its end, whoever turned it on before.
+class [[nodiscard]] EDataTreeCtrl::RedrawOff {
+public:
+    explicit RedrawOff(ITreeView& view) : view_(view) { view_.SetRedraw(false); }
+    ~RedrawOff() { view_.SetRedraw(true); }
+    RedrawOff(const RedrawOff&) = delete;
+    RedrawOff& operator=(const RedrawOff&) = delete;
+
+private:
+    ITreeView& view_;
+};
+
 /// Turns redraw off at the first change.
 class EDataTreeCtrl::Redraw {
 public:

@@ -30,11 +30,15 @@ void EDataTreeCtrl::ReSync(const ETabulonTag& tag) {
     {
         // Without a cancel: whoever opens an item during a walk waits for its end.
         const Section section(*this);
-        inUpdate_ = true;
-        if (ReSync(tag, /*redrawOff=*/false)) {
+        const Updating updating(*this);
+        try {
+            if (ReSync(tag, /*redrawOff=*/false)) {
+                View().SetRedraw(true);
+            }
+        } catch (...) {
             View().SetRedraw(true);
+            throw;
         }
-        inUpdate_ = false;
     }
     SetWndCursor(normalCursor_);
 }

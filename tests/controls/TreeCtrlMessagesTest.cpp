@@ -1,5 +1,7 @@
 #include "ControlFixture.h"
 
+#include <stdexcept>
+
 namespace etabulon::test {
 namespace {
 
@@ -188,6 +190,18 @@ TEST_F(TreeCtrlRuns, ViewThatGoesFirstTakesTheItemsAndIsNotAsked) {
     ctrl->Attach(&view);
     Fill();
     EXPECT_EQ(view.Items(), kAllItems);
+}
+
+TEST_F(TreeCtrlRuns, WhoseStartIsThrownBackLeaveTheControlIdle) {
+    Fill();
+    view.owner = [](std::uint32_t, std::intptr_t) { throw std::runtime_error("broken"); };
+    EXPECT_THROW(ctrl->Refresh(), std::runtime_error);
+    view.owner = nullptr;
+    startsOnly = 1;
+    view.Click("all/FR");
+    screen.Advance(200);  // not while items are updated
+    EXPECT_EQ(ctrl->consulted, "[FR]");
+    Settle();
 }
 
 class TreeCtrlTimer : public TreeScreen {};

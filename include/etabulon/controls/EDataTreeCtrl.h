@@ -28,7 +28,8 @@ class ETabulonCursor;
 ///            cursor and screen must outlive it. Don't destroy it within one of its notifications.
 /// Threads    the screen's. It takes the cursor's lock wherever it looks at nodes: an item opened
 ///            during a walk waits for the walk.
-/// Failure    a failed or cancelled fill deletes all items, a refresh leaves them; the owner is told
+/// Failure    a failed or cancelled fill deletes all items, a refresh leaves them; the owner is
+/// told
 ///            either way. Destroyed, it cancels its run and waits for one step of it.
 class ETABULON_API EDataTreeCtrl : public EDragTreeCtrl,
                                    public ETabulonSortDesc::INotifier,
@@ -150,6 +151,8 @@ private:
     class Section;   // the cursor's lock, held by this control
     class TreeCall;  // a call into the tree, which takes the cursor itself
     class Redraw;    // redraw off from the first change on
+    class RedrawOff;
+    class Updating;
 
     // EDataTreeCtrl.cpp, EDataTreeCtrlSelect.cpp
     [[nodiscard]] bool IsBusy() const;
