@@ -79,8 +79,10 @@ CursorStatus EDataTreeNode::RefreshHere(ETabulonCursor* cursor, bool& oneFound) 
 
 /// Returns how many nodes there are below.
 std::size_t EDataTreeNode::SetDirtyChilds(bool dirty) noexcept {
-    std::size_t count = Size();
-    for (unsigned index = 0; index < Size(); ++index) {
+    const std::size_t children = children_.Size();
+    std::size_t count = children;
+    for (std::size_t index = 0; index < children; ++index) {
+        children_.LookAhead(index);
         EDataTreeNode* child = children_.At(index);
         count += child->SetDirtyChilds(dirty);
         child->dirty_ = dirty;

@@ -55,6 +55,16 @@ void TreeChildren::LookAhead() const noexcept {
     }
 }
 
+void TreeChildren::LookAhead(std::size_t index) const noexcept {
+    constexpr std::size_t kAhead = 16;
+    const std::size_t size = Size();
+    for (std::size_t near = index == 0 ? 0 : index + kAhead; near <= index + kAhead; ++near) {
+        if (near < size) {
+            __builtin_prefetch(At(near), /*rw=*/1);
+        }
+    }
+}
+
 void TreeChildren::LookAtEnd() const noexcept {
     if (word_ != 0 && !IsOne()) {
         Many()->LookAtEnd();

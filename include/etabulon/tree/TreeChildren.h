@@ -46,6 +46,9 @@ public:
     void LookAhead() const noexcept;
     void LookAtEnd() const noexcept;
 
+    /// Asks the memory for children near `index`, for a pass over all of them in order.
+    void LookAhead(std::size_t index) const noexcept;
+
     /// The child that stands for `value` of Level(); null if there is none.
     [[nodiscard]] EDataTreeNode* FindByValue(const ETabulonValue& value) const;
     /// The child that can't be found by value and has this tag.
