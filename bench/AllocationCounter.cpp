@@ -23,8 +23,17 @@ void* Allocate(std::size_t size) {
 
 }  // namespace
 
-// The other forms (arrays, nothrow) come down to these; over-aligned ones aren't used.
+// Arrays come down to these. The nothrow form would too, but for the sanitizers, which have one of
+// their own. Over-aligned memory isn't counted.
 void* operator new(std::size_t size) { return Allocate(size); }
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+    try {
+        return Allocate(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+void operator delete(void* block, const std::nothrow_t& /*tag*/) noexcept { std::free(block); }
 void operator delete(void* block) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t /*size*/) noexcept { std::free(block); }
 
