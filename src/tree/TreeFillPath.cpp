@@ -300,6 +300,9 @@ void TreeFillPath::HoldBack(EDataTreeNode& parent, const ETabulonValue& value, T
 }
 
 void TreeFillPath::Settle() {
+    if (isShort_) {
+        throw std::bad_alloc();
+    }
     SettleRecords();
     memo_.WriteKeys();
     DropLate();
@@ -316,7 +319,7 @@ void TreeFillPath::SettleRecords() {
         // One by one: making a node may be foreign code, which may look at the tree.
         const std::size_t next = filed_++;
         try {
-            FileLate(late_[next]);
+            FileLate(std::move(late_[next]));
         } catch (...) {
             memo_.WriteKeys();
             DropLate();
@@ -353,7 +356,7 @@ void TreeFillPath::DropLate() noexcept {
     filed_ = 0;
 }
 
-void TreeFillPath::FileLate(const Late& late) {
+void TreeFillPath::FileLate(Late late) {
     const Rung& rung = rungs_.back();
     EDataTreeNode& parent = *late.parent;
     EDataTreeNode* node = nullptr;
@@ -381,6 +384,7 @@ void TreeFillPath::FileLate(const Late& late) {
 EDataTreeNode* TreeFillPath::AddIrregular(const ETabulonTag& tag) {
     Settle();
     ForgetRecord();
+    isStraightRecord_ = false;  // also where only a node on the way isn't: no rung has this record
     return start_.AddVChild(sort_.RemoveHiddenValues(tag, kInTree), this);
 }
 

@@ -44,7 +44,7 @@ public:
     void Touch(EDataTreeNode& node) { touched_.push_back(ERef<EDataTreeNode>::Retain(&node)); }
     [[nodiscard]] const ETabulonSortDesc& Sort() const noexcept { return sort_; }
 
-    /// Files the records that are held back.
+    /// Files the records that are held back. Fails where some were lost for want of memory.
     void Settle();
     /// The same for somebody who looks at the tree in mid-walk. Without memory the walk fails
     /// later.
@@ -86,7 +86,7 @@ private:
     [[nodiscard]] EDataTreeNode* Add(const ETabulonTag& tag, const TreeKeyWord* key);
     [[nodiscard]] bool MayWait(const ETabulonTag& tag) const;
     void HoldBack(EDataTreeNode& parent, const ETabulonValue& value, TreeKeyWord key);
-    void FileLate(const Late& late);
+    void FileLate(Late late);
     void SettleRecords();
     void BecomeLate() noexcept;
     void DropLate() noexcept;

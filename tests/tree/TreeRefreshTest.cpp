@@ -379,6 +379,28 @@ TEST(LongFill, ShowsTheKeyOfTheLastRecord) {
     sales.meddler.act = nullptr;
 }
 
+// Below Peru nodes are of another level than the walk's, so its record goes by the general road.
+TEST(LongFill, GivesNoNodeTheKeyOfARecordElsewhere) {
+    Sales sales;
+    sales.Delete({1, 2, 3, 4, 5});
+    for (int id = 0; id < 8; ++id) {
+        sales.table->Append({1000 + id, "Italy", "Rom", 2019 + id % 2, 1});
+    }
+    sales.table->Append({2000, "Peru", "Lima", 2021, 1});
+    EDataTree tree(&sales.cursor, "root", nullptr);
+    tree.SortDesc()->SetSortLevels(
+        Keys({SortKey(0, false, 0), SortKey(2, false, 0), SortKey(1, false, 0)}));
+    tree.Root()->AddChild(Tag({{0, "Peru"}, {1, "Lima"}, {2, 1999}}));
+    tree.SortDesc()->SetSortLevels(
+        Keys({SortKey(0, false, 0), SortKey(1, false, 0), SortKey(2, false, 0)}));
+    EXPECT_EQ(tree.Root()->Refresh(&sales.cursor), StatusOk);
+    const EDataTreeNode* italy = tree.Root()->Get(Tag({{0, "Italy"}, {1, "Rom"}, {2, 2020}}));
+    const EDataTreeNode* peru = tree.Root()->Get(Tag({{0, "Peru"}, {1, "Lima"}, {2, 2021}}));
+    ASSERT_TRUE(italy != nullptr && peru != nullptr);
+    EXPECT_EQ(italy->PrimaryKey().Position(), 7 + 5);
+    EXPECT_EQ(peru->PrimaryKey().Position(), 8 + 5);
+}
+
 TEST(OwnNodeClass, IsThatOfAllNodes) {
     Sales sales;
     const ETabulonSortDesc sort(sales.levels);
