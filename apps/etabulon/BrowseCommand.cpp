@@ -30,25 +30,14 @@ bool CheckOptions(const CliSortOptions& sort, const CliEnvironment& environment,
                        "same anywhere");
 }
 
-bool CheckLevels(const BrowseOrder& order, CliFailure& failure) {
+bool CheckLevels(const CliTreeOrder& order, CliFailure& failure) {
     for (unsigned id = 0; id < order.levels.all.size(); ++id) {
-        if (!order.hidden.contains(id) && !order.place.HasValue(id)) {
+        if (order.IsShown(id)) {
             return true;
         }
     }
     return failure.Set(CliExit::Usage,
                        "no level is left to browse: all of them are in --hide or --at");
-}
-
-/// The levels of the place have one value each: the tree begins below them.
-ETabulonSortDesc::SortKeyArray SortKeys(const BrowseOrder& order) {
-    ETabulonSortDesc::SortKeyArray keys;
-    for (unsigned id = 0; id < order.levels.all.size(); ++id) {
-        const bool isHidden = order.hidden.contains(id) || order.place.HasValue(id);
-        keys.Add({id, order.reversed.contains(id),
-                  isHidden ? ETabulonSortDesc::HideFlag{ETabulonSortDesc::HideInTree} : 0U});
-    }
-    return keys;
 }
 
 }  // namespace
@@ -67,15 +56,6 @@ void BrowseCommand::Declare(CLI::App& app) {
         "the nodes above too.");
 }
 
-bool BrowseCommand::ReadOrder(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                              BrowseOrder& order, CliFailure& failure) const {
-    return MakeLevels(dictionary, table, sort_.Levels().Levels(), order.levels, failure) &&
-           MakeTag(dictionary, table, order.levels, sort_.Levels().At(), order.place, failure) &&
-           sort_.FindMarked(dictionary, table, order.levels, order.hidden, order.reversed,
-                            failure) &&
-           CheckLevels(order, failure);
-}
-
 bool BrowseCommand::Run(CliEnvironment& environment, CliFailure& failure) {
     if (!CheckOptions(sort_, environment, failure) || !sort_.Install(environment, failure)) {
         return false;
@@ -86,16 +66,16 @@ bool BrowseCommand::Run(CliEnvironment& environment, CliFailure& failure) {
     }
     const CliDictionary dictionary(*source);
     const ESqlTableInfo* const table = dictionary.FindTable(source_.table, failure);
-    BrowseOrder order;
-    if (table == nullptr || !ReadOrder(dictionary, *table, order, failure) ||
-        !alerts_.Read(dictionary, *table, order.levels, failure)) {
+    CliTreeOrder order;
+    if (table == nullptr || !sort_.ReadTree(dictionary, *table, order, failure) ||
+        !CheckLevels(order, failure) || !alerts_.Read(dictionary, *table, order.levels, failure)) {
         return false;
     }
     return Browse(environment, {dictionary, *table, environment.interrupt}, order, failure);
 }
 
 bool BrowseCommand::Browse(const CliEnvironment& environment, const CliWalkContext& context,
-                           const BrowseOrder& order, CliFailure& failure) {
+                           const CliTreeOrder& order, CliFailure& failure) {
     BrowseCursor cursor(context.interrupt);
     if (!OpenCursor(context, order.levels.levels, {}, cursor, failure)) {
         return false;
@@ -122,7 +102,7 @@ bool BrowseCommand::Browse(const CliEnvironment& environment, const CliWalkConte
 }
 
 int BrowseCommand::Show(BrowseTerminal& terminal, CliInterrupt& interrupt, BrowseCursor& cursor,
-                        const std::string& tableName, const BrowseOrder& order) const {
+                        const std::string& tableName, const CliTreeOrder& order) const {
     BrowseWake wake;
     const CliInterrupt::Handling handling(interrupt, [&wake] { wake.Raise(SIGINT); });
     BrowseScreen screen;
@@ -132,7 +112,7 @@ int BrowseCommand::Show(BrowseTerminal& terminal, CliInterrupt& interrupt, Brows
     ctrl.Init(&cursor, Chaine(place.empty() ? tableName : place), nullptr);
     view.SetRows(&ctrl);
     ctrl.Attach(&view);
-    ctrl.SetSortLevels(SortKeys(order), /*refresh=*/false);
+    ctrl.SetSortLevels(order.Keys(), /*refresh=*/false);
     ctrl.SetCompareSource(sort_.CompareSource(), /*refresh=*/false);
     std::set<unsigned> fixedLevels;
     for (unsigned index = 0; index < order.place.KnownLevelsCount(); ++index) {

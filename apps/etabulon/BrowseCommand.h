@@ -6,21 +6,12 @@
 #include "apps/etabulon/CliSortOptions.h"
 #include "apps/etabulon/CliWalk.h"
 
-#include <set>
 #include <string>
 
 namespace etabulon {
 
 class BrowseCursor;
 class BrowseTerminal;
-
-/// What the tree is made of.
-struct BrowseOrder {
-    CliLevels levels;
-    ETabulonTag place;
-    std::set<unsigned int> hidden;
-    std::set<unsigned int> reversed;
-};
 
 /// `etabulon browse`: the tree of a table in the terminal, to be opened, rearranged and refreshed.
 class BrowseCommand final : public CliCommand {
@@ -33,13 +24,11 @@ public:
     [[nodiscard]] bool Run(CliEnvironment& environment, CliFailure& failure) override;
 
 private:
-    [[nodiscard]] bool ReadOrder(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                                 BrowseOrder& order, CliFailure& failure) const;
     [[nodiscard]] bool Browse(const CliEnvironment& environment, const CliWalkContext& context,
-                              const BrowseOrder& order, CliFailure& failure);
+                              const CliTreeOrder& order, CliFailure& failure);
     /// Returns the signal that ended it, or 0.
     [[nodiscard]] int Show(BrowseTerminal& terminal, CliInterrupt& interrupt, BrowseCursor& cursor,
-                           const std::string& tableName, const BrowseOrder& order) const;
+                           const std::string& tableName, const CliTreeOrder& order) const;
 
     CliSourceOptions source_;
     CliSortOptions sort_;

@@ -143,4 +143,20 @@ void SetSort(const CliResultLevels& result, ETabulonSortDesc& sort) {
     sort.SetCompareSource(result.compareSource);
 }
 
+bool CliSortOptions::ReadTree(const CliDictionary& dictionary, const ESqlTableInfo& table,
+                              CliTreeOrder& order, CliFailure& failure) const {
+    return MakeLevels(dictionary, table, levels_.Levels(), order.levels, failure) &&
+           MakeTag(dictionary, table, order.levels, levels_.At(), order.place, failure) &&
+           FindMarked(dictionary, table, order.levels, order.hidden, order.reversed, failure);
+}
+
+ETabulonSortDesc::SortKeyArray CliTreeOrder::Keys() const {
+    ETabulonSortDesc::SortKeyArray keys;
+    for (unsigned id = 0; id < levels.all.size(); ++id) {
+        keys.Add({id, reversed.contains(id),
+                  IsShown(id) ? 0U : ETabulonSortDesc::HideFlag{ETabulonSortDesc::HideInTree}});
+    }
+    return keys;
+}
+
 }  // namespace etabulon

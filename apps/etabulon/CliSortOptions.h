@@ -21,6 +21,20 @@ struct CliResultLevels {
     ETabulonSortDesc::SortCompareSource compareSource = ETabulonSortDesc::CompareOnDisplay;
 };
 
+/// What a tree is made of: all levels in their order, and which of them it shows.
+struct CliTreeOrder {
+    CliLevels levels;
+    ETabulonTag place;
+    std::set<unsigned int> hidden;
+    std::set<unsigned int> reversed;
+
+    /// The levels of the place have one value each: the tree begins below them.
+    [[nodiscard]] bool IsShown(unsigned int level) const {
+        return !hidden.contains(level) && !place.HasValue(level);
+    }
+    [[nodiscard]] ETabulonSortDesc::SortKeyArray Keys() const;
+};
+
 /// --levels, --at, --hide, --reverse, --by and --locale, for trees and results.
 class CliSortOptions {
 public:
@@ -35,6 +49,9 @@ public:
     [[nodiscard]] bool Read(const CliDictionary& dictionary, const ESqlTableInfo& table,
                             std::string_view named, std::string_view option,
                             CliResultLevels& result, CliFailure& failure) const;
+
+    [[nodiscard]] bool ReadTree(const CliDictionary& dictionary, const ESqlTableInfo& table,
+                                CliTreeOrder& order, CliFailure& failure) const;
 
     [[nodiscard]] const CliLevelOptions& Levels() const noexcept { return levels_; }
     /// The levels that are in --hide and in --reverse.

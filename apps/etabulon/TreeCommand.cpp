@@ -53,14 +53,7 @@ void TreeCommand::DeclareView(CLI::App& app) {
         "line\nfor each of the deepest nodes shown (with --leaves: for each record).");
 }
 
-bool TreeCommand::ReadOrder(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                            Order& order, CliFailure& failure) const {
-    return MakeLevels(dictionary, table, sort_.Levels().Levels(), order.levels, failure) &&
-           MakeTag(dictionary, table, order.levels, sort_.Levels().At(), order.place, failure) &&
-           sort_.FindMarked(dictionary, table, order.levels, order.hidden, order.reversed, failure);
-}
-
-bool TreeCommand::MakeView(const ESqlTableInfo& table, const Order& order, CliTreeView& view,
+bool TreeCommand::MakeView(const ESqlTableInfo& table, const CliTreeOrder& order, CliTreeView& view,
                            CliFailure& failure) const {
     view.rootName = table.name.View();
     std::size_t depth = 0;
@@ -97,16 +90,6 @@ bool TreeCommand::MakeView(const ESqlTableInfo& table, const Order& order, CliTr
 
 /// The levels of the place have one value each: without them the tree begins there, whichever
 /// levels they are.
-ETabulonSortDesc::SortKeyArray TreeCommand::SortKeys(const Order& order) {
-    ETabulonSortDesc::SortKeyArray keys;
-    for (unsigned id = 0; id < order.levels.all.size(); ++id) {
-        const bool isHidden = order.hidden.contains(id) || order.place.HasValue(id);
-        keys.Add({id, order.reversed.contains(id),
-                  isHidden ? ETabulonSortDesc::HideFlag{ETabulonSortDesc::HideInTree} : 0U});
-    }
-    return keys;
-}
-
 bool TreeCommand::Prepare(const CliEnvironment& environment, CliFailure& failure) const {
     if (sort_.Levels().Levels().empty()) {
         return failure.Set(CliExit::Usage,
@@ -118,21 +101,21 @@ bool TreeCommand::Prepare(const CliEnvironment& environment, CliFailure& failure
 
 bool TreeCommand::Show(CliEnvironment& environment, const CliWalkContext& context,
                        CliFailure& failure) {
-    Order order;
+    CliTreeOrder order;
     CliTreeView view;
-    return ReadOrder(context.dictionary, context.table, order, failure) &&
+    return sort_.ReadTree(context.dictionary, context.table, order, failure) &&
            MakeView(context.table, order, view, failure) &&
            Print(environment, context, order, view, failure);
 }
 
 bool TreeCommand::Print(const CliEnvironment& environment, const CliWalkContext& context,
-                        const Order& order, CliTreeView& view, CliFailure& failure) const {
+                        const CliTreeOrder& order, CliTreeView& view, CliFailure& failure) const {
     CliCursor cursor(context.interrupt);
     if (!OpenCursor(context, order.levels.levels, {}, cursor, failure)) {
         return false;
     }
     EDataTree tree(&cursor.Seen(), context.table.name, nullptr);
-    tree.SetSortLevels(SortKeys(order));
+    tree.SetSortLevels(order.Keys());
     tree.SetCompareSource(sort_.CompareSource());
     CliTreeRecords records(*tree.Root(), view.keyParts.size());
     if (!Walk(context, cursor, order.place, records, failure)) {

@@ -4,12 +4,10 @@
 #include "apps/etabulon/CliSortOptions.h"
 #include "apps/etabulon/CliViewCommand.h"
 #include "apps/etabulon/CliWalk.h"
-#include "etabulon/sort/ETabulonSortDesc.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <set>
 
 namespace etabulon {
 
@@ -32,20 +30,11 @@ protected:
                             CliFailure& failure) override;
 
 private:
-    /// What the options say about a table.
-    struct Order {
-        CliLevels levels;
-        ETabulonTag place;
-        std::set<unsigned int> hidden;
-        std::set<unsigned int> reversed;
-    };
-    [[nodiscard]] bool ReadOrder(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                                 Order& order, CliFailure& failure) const;
-    [[nodiscard]] bool MakeView(const ESqlTableInfo& table, const Order& order, CliTreeView& view,
-                                CliFailure& failure) const;
-    [[nodiscard]] static ETabulonSortDesc::SortKeyArray SortKeys(const Order& order);
+    [[nodiscard]] bool MakeView(const ESqlTableInfo& table, const CliTreeOrder& order,
+                                CliTreeView& view, CliFailure& failure) const;
     [[nodiscard]] bool Print(const CliEnvironment& environment, const CliWalkContext& context,
-                             const Order& order, CliTreeView& view, CliFailure& failure) const;
+                             const CliTreeOrder& order, CliTreeView& view,
+                             CliFailure& failure) const;
 
     CliSortOptions sort_;
     std::optional<std::uint32_t> depth_;
