@@ -319,7 +319,7 @@ void TreeFillPath::SettleRecords() {
         // One by one: making a node may be foreign code, which may look at the tree.
         const std::size_t next = filed_++;
         try {
-            FileLate(std::move(late_[next]));
+            FileLate(late_[next]);
         } catch (...) {
             memo_.WriteKeys();
             DropLate();
@@ -356,7 +356,8 @@ void TreeFillPath::DropLate() noexcept {
     filed_ = 0;
 }
 
-void TreeFillPath::FileLate(Late late) {
+void TreeFillPath::FileLate(const Late& late) {
+    const TreeKeyWord key = late.key;  // a look at the tree below may end what `late` is part of
     const Rung& rung = rungs_.back();
     EDataTreeNode& parent = *late.parent;
     EDataTreeNode* node = nullptr;
@@ -376,8 +377,8 @@ void TreeFillPath::FileLate(Late late) {
     }
     Meet(*node);
     memo_.WriteKeys();  // an older one of the same node may be among them
-    node->keyWord_ = late.key.word;
-    node->keyForm_ = late.key.form;
+    node->keyWord_ = key.word;
+    node->keyForm_ = key.form;
 }
 
 /// By the general road: for tags with gaps, levels that stand twice, and nodes of other levels.

@@ -86,7 +86,7 @@ private:
     [[nodiscard]] EDataTreeNode* Add(const ETabulonTag& tag, const TreeKeyWord* key);
     [[nodiscard]] bool MayWait(const ETabulonTag& tag) const;
     void HoldBack(EDataTreeNode& parent, const ETabulonValue& value, TreeKeyWord key);
-    void FileLate(Late late);
+    void FileLate(const Late& late);
     void SettleRecords();
     void BecomeLate() noexcept;
     void DropLate() noexcept;
