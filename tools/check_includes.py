@@ -95,7 +95,9 @@ class Tree:
             header = name[:-len(".h")]
             if stem.startswith(header) and len(header) > len(best):
                 best = header
-        return best + ".h" if best else place
+        if best:
+            return best + ".h"
+        return stem + ".h" if stem + ".h" in self.private else place
 
     def find(self, includer, quote, text):
         """The file that `text` names, "" if it is none of ours, None if it is and isn't there."""

@@ -1,63 +1,71 @@
 #include "etabulon/cumul/ETabulonCumulFuncGeneral.h"
 
+#include "cumul/CellPlan.h"
 #include "etabulon/foundation/EDataType.h"
+
+#include <type_traits>
 
 namespace etabulon {
 namespace {
+
+using detail::FoldEffect;
 
 constexpr unsigned kCountText = 10704;
 constexpr unsigned kLastText = 10705;
 constexpr unsigned kCommonValText = 10706;
 
-}  // namespace
-
-class ETabulonCumulFuncCount::Exec final : public ETabulonCumulBuffer {
-public:
-    using ETabulonCumulBuffer::ETabulonCumulBuffer;
+struct CountFold : detail::CumulFold {
+    static constexpr bool kReadsValues = false;
     // Deliberate: every record counts, also one without a value, and a count is never marked as
     // modified, whatever the values are. CountIgnoresValuesAndFlags holds it.
-    void AddValue(const EVariant& /*value*/, bool /*modified*/,
-                  const ETabulonPrimaryKey& /*context*/) override {
-        ++counter_;
-        SetResult(EVariant(counter_));
-    }
-
-private:
-    std::uint32_t counter_ = 0;
-};
-
-class ETabulonCumulFuncLast::Exec final : public ETabulonCumulBufferContext {
-public:
-    using ETabulonCumulBufferContext::ETabulonCumulBufferContext;
-    void AddValue(const EVariant& value, bool modified,
-                  const ETabulonPrimaryKey& context) override {
-        SetResult(value, modified);
-        SetContext(context);
-    }
-};
-
-class ETabulonCumulFuncCommonVal::Exec final : public ETabulonCumulBuffer {
-public:
-    using ETabulonCumulBuffer::ETabulonCumulBuffer;
-    void AddValue(const EVariant& value, bool modified,
-                  const ETabulonPrimaryKey& /*context*/) override {
-        if (first_) {
-            SetResult(value, modified);
-            first_ = false;
-            return;
+    template <class Accumulator, class Value>
+    static FoldEffect Step(Accumulator& count, const Value& /*value*/) {
+        const std::uint32_t records = count.CountRecord();
+        if constexpr (std::is_same_v<Value, EVariant>) {
+            count.Store(EVariant(records));
+        } else {
+            count.Store(records);
         }
-        const ETabulonValue& common = Result();
-        if (common.Status() == ETabulonValue::ValNormal && value == common.Data()) {
+        return FoldEffect::Kept;
+    }
+};
+
+struct LastFold : detail::CumulFold {
+    static constexpr bool kKeepsContext = true;
+    template <class Accumulator, class Value>
+    static FoldEffect Step(Accumulator& last, const Value& value) {
+        last.Store(value);
+        return FoldEffect::Replaced;
+    }
+};
+
+struct CommonValFold : detail::CumulFold {
+    template <class Accumulator, class Value>
+    static FoldEffect Step(Accumulator& common, const Value& value) {
+        if (common.IsNew()) {
+            common.Store(value);
+            return FoldEffect::Joined;
+        }
+        if (common.Equals(value)) {
             // Deliberate: agreement doesn't mark the result, also where the new value is modified.
             // CommonValueDropsTheFlagOfWhatAgrees holds it.
-            return;
+            return FoldEffect::Kept;
         }
-        const bool anyModified = modified || common.IsModified();
-        SetResultSpecial(anyModified);
+        common.MakeSpecial();
+        return FoldEffect::Joined;
     }
+};
 
-private:
-    bool first_ = true;
+}  // namespace
+
+class ETabulonCumulFuncCount::Exec final : public detail::FoldBuffer<CountFold> {
+    using FoldBuffer::FoldBuffer;
+};
+class ETabulonCumulFuncLast::Exec final : public detail::FoldBuffer<LastFold> {
+    using FoldBuffer::FoldBuffer;
+};
+class ETabulonCumulFuncCommonVal::Exec final : public detail::FoldBuffer<CommonValFold> {
+    using FoldBuffer::FoldBuffer;
 };
 
 ETabulonCumulFuncCount::ETabulonCumulFuncCount()

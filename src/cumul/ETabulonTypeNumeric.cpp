@@ -1,9 +1,13 @@
 #include "etabulon/cumul/ETabulonTypeNumeric.h"
 
+#include "cumul/CellPlan.h"
+
 #include <functional>
 
 namespace etabulon {
 namespace {
+
+using detail::FoldEffect;
 
 constexpr unsigned short kNumericIcon = 16805;
 
@@ -14,103 +18,109 @@ constexpr unsigned kSumText = 10703;
 constexpr unsigned kCodeMinText = 10709;
 constexpr unsigned kCodeMaxText = 10710;
 
-template <class Better>
-class ExtremeBuffer : public ETabulonCumulBufferContext {
-public:
-    using ETabulonCumulBufferContext::ETabulonCumulBufferContext;
-    void AddValue(const EVariant& value, bool modified,
-                  const ETabulonPrimaryKey& context) override {
-        const ETabulonValue& best = Result();
-        if (!best.IsNull() && !Better{}(value, best.Data())) {
-            return;  // strict: of equal values the first keeps its place and its context
+struct MinFold : detail::CumulFold {
+    static constexpr bool kKeepsContext = true;
+    template <class Accumulator, class Value>
+    static FoldEffect Step(Accumulator& lowest, const Value& value) {
+        if (!lowest.IsNew() && !lowest.IsAbove(value)) {
+            return FoldEffect::Kept;  // strict: of equal values the first keeps its place
         }
-        const bool anyModified = modified || (!best.IsNull() && best.IsModified());
-        SetResult(value, anyModified);
-        SetContext(context);
+        lowest.Store(value);
+        return FoldEffect::Joined;
+    }
+};
+
+struct MaxFold : detail::CumulFold {
+    static constexpr bool kKeepsContext = true;
+    template <class Accumulator, class Value>
+    static FoldEffect Step(Accumulator& highest, const Value& value) {
+        if (!highest.IsNew() && !highest.IsBelow(value)) {
+            return FoldEffect::Kept;
+        }
+        highest.Store(value);
+        return FoldEffect::Joined;
     }
 };
 
 template <class Better>
-class CodeOfExtremeBuffer : public ETabulonCumulBufferContext {
-public:
-    using ETabulonCumulBufferContext::ETabulonCumulBufferContext;
-    void AddValue(const EVariant& value, bool modified,
-                  const ETabulonPrimaryKey& context) override {
+struct CodeOfExtremeFold : detail::CumulFold {
+    static constexpr bool kKeepsContext = true;
+    static constexpr bool kNeedsKey = true;
+    template <class Accumulator>
+    static FoldEffect Step(Accumulator& code, const EVariant& value,
+                           const ETabulonPrimaryKey& key) {
         // A missing value leaves no extreme behind, so that the next record takes over whatever its
         // value is.
-        if (!extreme_.IsNull() && !Better{}(value, extreme_.Data())) {
-            return;
+        if (!code.Extreme().IsMissing() && !Better{}(value, code.Extreme())) {
+            return FoldEffect::Kept;
         }
-        extreme_.Refill(value);
+        code.StoreExtreme(value);
+        code.Store(key.SingleCode().Data());
         // Deliberate: the flag of an earlier extreme doesn't carry over, as it does for the extreme
         // itself: the code is the record's own, and says nothing of the records before.
         // CodeOfExtremeForgetsEarlierFlags holds it.
-        SetResult(context.SingleCode().Data(), modified);
-        SetContext(context);
+        return FoldEffect::Replaced;
     }
+};
 
-private:
-    ETabulonValue extreme_;
+struct SumFold : detail::CumulFold {
+    template <class Accumulator, class Value>
+    static FoldEffect Step(Accumulator& sum, const Value& value) {
+        if (sum.IsNew()) {
+            sum.Store(value);
+        } else {
+            sum.Add(value);
+        }
+        return FoldEffect::Joined;
+    }
+};
+
+struct AvgFold : SumFold {
+    template <class Accumulator, class Value>
+    static FoldEffect Step(Accumulator& sum, const Value& value) {
+        sum.CountRecord();
+        return SumFold::Step(sum, value);
+    }
+    [[nodiscard]] static ETabulonValue Finish(const ETabulonValue& sum, std::uint32_t records) {
+        if (records == 0 || sum.IsNull()) {
+            return ETabulonValue::Null;
+        }
+        EVariant quotient = sum.Data();
+        quotient /= EVariant(records);
+        return ETabulonValue(quotient, Chaine(), sum.IsModified());
+    }
 };
 
 }  // namespace
 
-class ETabulonTypeNumeric::FunctionMin::Exec final : public ExtremeBuffer<std::less<>> {
-    using ExtremeBuffer::ExtremeBuffer;
+class ETabulonTypeNumeric::FunctionMin::Exec final : public detail::FoldBuffer<MinFold> {
+    using FoldBuffer::FoldBuffer;
 };
-class ETabulonTypeNumeric::FunctionMax::Exec final : public ExtremeBuffer<std::greater<>> {
-    using ExtremeBuffer::ExtremeBuffer;
+class ETabulonTypeNumeric::FunctionMax::Exec final : public detail::FoldBuffer<MaxFold> {
+    using FoldBuffer::FoldBuffer;
 };
-class ETabulonTypeNumeric::FunctionCodeMin::Exec final : public CodeOfExtremeBuffer<std::less<>> {
-    using CodeOfExtremeBuffer::CodeOfExtremeBuffer;
+class ETabulonTypeNumeric::FunctionCodeMin::Exec final
+    : public detail::FoldBuffer<CodeOfExtremeFold<std::less<>>> {
+    using FoldBuffer::FoldBuffer;
 };
 class ETabulonTypeNumeric::FunctionCodeMax::Exec final
-    : public CodeOfExtremeBuffer<std::greater<>> {
-    using CodeOfExtremeBuffer::CodeOfExtremeBuffer;
+    : public detail::FoldBuffer<CodeOfExtremeFold<std::greater<>>> {
+    using FoldBuffer::FoldBuffer;
+};
+class ETabulonTypeNumeric::FunctionSum::Exec final : public detail::FoldBuffer<SumFold> {
+    using FoldBuffer::FoldBuffer;
 };
 
-class ETabulonTypeNumeric::FunctionSum::Exec final : public ETabulonCumulBuffer {
+/// What Result gives is made from the sum at each call.
+class ETabulonTypeNumeric::FunctionAvg::Exec final : public detail::FoldBuffer<AvgFold> {
 public:
-    using ETabulonCumulBuffer::ETabulonCumulBuffer;
-    void AddValue(const EVariant& value, bool modified,
-                  const ETabulonPrimaryKey& /*context*/) override {
-        const ETabulonValue& sum = Result();
-        if (sum.IsNull()) {
-            SetResult(value, modified);
-        } else {
-            SetResult(sum.Data() + value, modified || sum.IsModified());
-        }
-    }
-};
-
-/// The base result is the sum; what Result gives is made from it.
-class ETabulonTypeNumeric::FunctionAvg::Exec final : public ETabulonCumulBuffer {
-public:
-    using ETabulonCumulBuffer::ETabulonCumulBuffer;
-    void AddValue(const EVariant& value, bool modified,
-                  const ETabulonPrimaryKey& /*context*/) override {
-        const ETabulonValue& sum = ETabulonCumulBuffer::Result();
-        if (sum.IsNull()) {
-            SetResult(value, modified);
-        } else {
-            SetResult(sum.Data() + value, modified || sum.IsModified());
-        }
-        ++counter_;
-    }
+    using FoldBuffer::FoldBuffer;
     const ETabulonValue& Result() const override {
-        const ETabulonValue& sum = ETabulonCumulBuffer::Result();
-        if (counter_ != 0 && !sum.IsNull()) {
-            EVariant quotient = sum.Data();
-            quotient /= EVariant(counter_);
-            average_ = ETabulonValue(quotient, Chaine(), sum.IsModified());
-        } else {
-            average_ = ETabulonValue::Null;
-        }
+        average_ = AvgFold::Finish(Held(), Records());
         return average_;
     }
 
 private:
-    std::uint32_t counter_ = 0;
     mutable ETabulonValue average_;
 };
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "etabulon/cumul/ETabulonCumulCells.h"
+#include "cumul/CumulCells.h"
 #include "etabulon/cumul/ETabulonCumulFuncOnVar.h"
 #include "etabulon/foundation/ECountedUnknown.h"
 #include "etabulon/foundation/ERef.h"

@@ -22,8 +22,4 @@ class ITabulonCumulBufferOnVarCollection;
 class ITabulonCumulFuncCollection;
 class ITabulonCumulFuncOnVarCollection;
 
-namespace detail {
-class CumulCells;
-}  // namespace detail
-
 }  // namespace etabulon

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "etabulon/foundation/EExpects.h"
-#include "etabulon/foundation/EExport.h"
 #include "etabulon/values/ETabulonValue.h"
 
 #include <cstddef>
@@ -27,7 +26,7 @@ namespace detail {
 /// Ownership  holds a reference for each calculation.
 /// Threads    as buffers: one walk writes; readers stand behind the lock of the owner.
 /// Cost       rows never move. Folding numbers allocates nothing.
-class ETABULON_API CumulCells {
+class CumulCells {
 public:
     explicit CumulCells(const ITabulonCumulFuncOnVarCollection& calculations);
     CumulCells(CumulCells&& other) noexcept;
@@ -60,7 +59,6 @@ private:
     static constexpr unsigned kChunkBits = 8;
     static constexpr std::uint32_t kChunkRows = 1U << kChunkBits;
 
-    void Start(std::uint32_t row) noexcept;
     void DropLastRow() noexcept;
     void Free() noexcept;
 

@@ -1,0 +1,177 @@
+#pragma once
+
+#include "etabulon/cumul/ETabulonCumulFunc.h"
+#include "etabulon/foundation/EVariant.h"
+
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <type_traits>
+
+// What packed cells keep of a running calculation, and the views of it that a fold works on. The
+// modified flag isn't kept: no record of a walk carries it.
+
+namespace etabulon::detail {
+
+enum class Held : std::uint8_t {
+    Nothing = 0,  // no record yet: ValNull
+    Missing = 1,  // ValNormal without a value; of NumberState only
+    Value = 2,
+    Special = 3,
+};
+
+/// The result of a fixed-size type of up to 8 bytes.
+struct NumberState {
+    std::uint64_t bits = 0;
+    std::uint32_t counter = 0;
+    Held held = Held::Nothing;
+};
+
+/// The result of any other type.
+struct WideState {
+    EVariant value;
+    std::uint32_t counter = 0;
+    Held held = Held::Nothing;
+};
+
+/// The code of an extreme record.
+struct CodeState {
+    EVariant extreme;
+    EVariant code;
+    Held held = Held::Nothing;
+};
+
+/// The buffer of a function that isn't the library's own.
+struct ForeignState {
+    ERef<ETabulonCumulBuffer> buffer;
+};
+
+static_assert(sizeof(NumberState) == 16 && sizeof(WideState) == 40 && sizeof(CodeState) == 72);
+static_assert(alignof(WideState) == alignof(NumberState) &&
+              alignof(CodeState) == alignof(NumberState) &&
+              alignof(ForeignState) == alignof(NumberState));
+
+/// A missing value, for accumulators of numbers: it is below all others and adds nothing.
+struct MissingNumber {};
+
+/// A NumberState as a fold sees it: every accumulator has these operations.
+template <class T>
+class NumberAccumulator {
+public:
+    explicit NumberAccumulator(NumberState& state) noexcept : state_(state) {}
+
+    /// No value was stored yet.
+    [[nodiscard]] bool IsNew() const noexcept { return state_.held == Held::Nothing; }
+    [[nodiscard]] bool IsAbove(T number) const noexcept {
+        return HasNumber() && IsLess(number, Get());
+    }
+    [[nodiscard]] bool IsAbove(MissingNumber /*number*/) const noexcept { return HasNumber(); }
+    [[nodiscard]] bool IsBelow(T number) const noexcept {
+        return !HasNumber() || IsLess(Get(), number);
+    }
+    [[nodiscard]] bool IsBelow(MissingNumber /*number*/) const noexcept { return false; }
+    [[nodiscard]] bool Equals(T number) const noexcept {
+        return HasNumber() && !IsLess(number, Get()) && !IsLess(Get(), number);
+    }
+    [[nodiscard]] bool Equals(MissingNumber /*number*/) const noexcept {
+        return state_.held == Held::Missing;
+    }
+
+    void Store(T number) noexcept {
+        std::memcpy(&state_.bits, &number, sizeof number);
+        state_.held = Held::Value;
+    }
+    void Store(MissingNumber /*number*/) noexcept { state_.held = Held::Missing; }
+    void Add(T number) noexcept { Store(HasNumber() ? Sum(Get(), number) : number); }
+    void Add(MissingNumber /*number*/) noexcept {}
+    void MakeSpecial() noexcept { state_.held = Held::Special; }
+    /// The number of records so far, this one included.
+    std::uint32_t CountRecord() noexcept { return ++state_.counter; }
+
+private:
+    [[nodiscard]] bool HasNumber() const noexcept { return state_.held == Held::Value; }
+    [[nodiscard]] T Get() const noexcept {
+        T number;
+        std::memcpy(&number, &state_.bits, sizeof number);
+        return number;
+    }
+    /// In the order of variants: NaN is equal to itself and below all others.
+    [[nodiscard]] static bool IsLess(T left, T right) noexcept {
+        if constexpr (std::is_floating_point_v<T>) {
+            if (left != left || right != right) {
+                return left != left && right == right;
+            }
+        }
+        return left < right;
+    }
+    /// In the same type, clamped.
+    [[nodiscard]] static T Sum(T left, T right) noexcept {
+        if constexpr (std::is_floating_point_v<T>) {
+            return left + right;
+        } else {
+            T sum = 0;
+            if (__builtin_add_overflow(left, right, &sum)) {
+                sum = std::is_signed_v<T> && right < 0 ? std::numeric_limits<T>::min()
+                                                       : std::numeric_limits<T>::max();
+            }
+            return sum;
+        }
+    }
+
+    NumberState& state_;
+};
+
+/// A WideState as a fold sees it; `blank` is what a first result is stored in.
+class WideAccumulator {
+public:
+    WideAccumulator(WideState& state, const EVariant& blank) noexcept
+        : state_(state), blank_(blank) {}
+
+    [[nodiscard]] bool IsNew() const noexcept { return state_.held == Held::Nothing; }
+    [[nodiscard]] bool IsAbove(const EVariant& value) const { return value < state_.value; }
+    [[nodiscard]] bool IsBelow(const EVariant& value) const { return value > state_.value; }
+    [[nodiscard]] bool Equals(const EVariant& value) const {
+        return state_.held == Held::Value && value == state_.value;
+    }
+
+    void Store(const EVariant& value) {
+        if (state_.held != Held::Value) {
+            state_.value = blank_;
+            state_.held = Held::Value;
+        }
+        state_.value <<= value;
+    }
+    void Add(const EVariant& value) { state_.value <<= state_.value + value; }
+    void MakeSpecial() {
+        state_.value = EVariant();
+        state_.held = Held::Special;
+    }
+    std::uint32_t CountRecord() noexcept { return ++state_.counter; }
+
+private:
+    WideState& state_;
+    const EVariant& blank_;
+};
+
+/// A CodeState as a fold sees it: the extreme beside the code.
+class CodeAccumulator {
+public:
+    CodeAccumulator(CodeState& state, const EVariant& blank) noexcept
+        : state_(state), blank_(blank) {}
+
+    [[nodiscard]] const EVariant& Extreme() const noexcept { return state_.extreme; }
+    void StoreExtreme(const EVariant& value) { state_.extreme = value; }
+    void Store(const EVariant& code) {
+        if (state_.held == Held::Nothing) {
+            state_.code = blank_;
+            state_.held = Held::Value;
+        }
+        state_.code <<= code;
+    }
+
+private:
+    CodeState& state_;
+    const EVariant& blank_;
+};
+
+}  // namespace etabulon::detail

@@ -1,0 +1,220 @@
+#pragma once
+
+#include "cumul/Accumulators.h"
+#include "cumul/CumulFold.h"
+#include "etabulon/foundation/EDataType.h"
+
+#include <cstddef>
+#include <memory>
+#include <new>
+#include <span>
+#include <utility>
+
+namespace etabulon::detail {
+
+/// How the accumulators of one kind begin and end.
+struct StateKind {
+    std::uint32_t bytes;
+    void (*begin)(std::byte* place) noexcept;
+    void (*end)(std::byte* place) noexcept;  // null: nothing to do
+};
+
+template <class State>
+[[nodiscard]] State& StateAt(std::byte* place) noexcept {
+    return *std::launder(reinterpret_cast<State*>(place));
+}
+
+template <class State>
+inline constexpr StateKind kStateKind = {
+    sizeof(State), [](std::byte* place) noexcept { ::new (place) State; },
+    std::is_trivially_destructible_v<State>
+        ? nullptr
+        : +[](std::byte* place) noexcept { std::destroy_at(&StateAt<State>(place)); }};
+
+/// The number that was read last: several functions often fold one variable.
+struct NumberReading {
+    const EVariant* value = nullptr;
+    std::uint64_t bits = 0;
+    EStorage storage{};
+    std::uint8_t scale = 0;
+};
+
+/// One calculation of packed cells: where its accumulators lie within a row, and how they fold.
+struct CellPlan {
+    using Rows = std::span<std::byte* const>;
+    using FoldRows = void (*)(const CellPlan& plan, Rows rows, const EVariant& value,
+                              const ETabulonPrimaryKey* key, NumberReading& last);
+    using MakeResult = ETabulonValue (*)(const CellPlan& plan, std::byte* row);
+
+    template <class State>
+    [[nodiscard]] State& StateIn(std::byte* row) const noexcept {
+        return StateAt<State>(row + offset);
+    }
+
+    EVariant blank;                   // what a first result is stored in
+    const ETypeInfo* type = nullptr;  // of blank
+    FoldRows fold = nullptr;
+    MakeResult result = nullptr;
+    const StateKind* state = nullptr;
+    std::uint32_t offset = 0;  // within a row
+    bool needsKey = false;
+};
+
+/// The value as a number of the storage and scale of `like`; false where that wouldn't be exact.
+template <class T>
+[[nodiscard]] bool ReadNumber(const EVariant& value, const ETypeInfo& like, T& number) noexcept {
+    const void* const bytes = value.GetBuffer();
+    const ETypeInfo& info = TypeInfo(value.Type());
+    if (bytes == nullptr) {
+        return false;
+    }
+    if (info.storage == like.storage && info.scale == like.scale) {
+        std::memcpy(&number, bytes, sizeof number);
+        return true;
+    }
+    if (info.storage > EStorage::UInt32 || like.scale != 0) {
+        return false;  // no whole number, or not to be stored as one
+    }
+    const std::int64_t whole = value.AsInt64();
+    bool fits = false;
+    if constexpr (std::is_floating_point_v<T>) {
+        constexpr std::int64_t kExact = std::int64_t{1} << std::numeric_limits<T>::digits;
+        fits = whole >= -kExact && whole <= kExact;
+    } else {
+        fits = std::in_range<T>(whole);
+    }
+    number = static_cast<T>(whole);
+    return fits;
+}
+
+// What accumulators hold, as a value with the type and size of `blank`.
+[[nodiscard]] ETabulonValue HeldValue(const NumberState& state, const EVariant& blank);
+[[nodiscard]] ETabulonValue HeldValue(const WideState& state, const EVariant& blank);
+[[nodiscard]] ETabulonValue HeldValue(const CodeState& state, const EVariant& blank);
+
+// A number's accumulator as a wide one and back, for values that aren't of the cell's own type.
+[[nodiscard]] WideState Widened(const NumberState& state, const EVariant& blank);
+[[nodiscard]] NumberState Narrowed(const WideState& state);
+
+/// The loops of one fold over the rows of packed cells.
+template <class Fold>
+struct RowFold {
+    static void Converted(const CellPlan& plan, CellPlan::Rows rows, const EVariant& value,
+                          const ETabulonPrimaryKey* /*key*/, NumberReading& /*last*/) {
+        const bool isMissing = value.IsMissing();
+        for (std::byte* const row : rows) {
+            auto& state = plan.StateIn<NumberState>(row);
+            if (isMissing) {
+                NumberAccumulator<std::int64_t> number(state);
+                Fold::Step(number, MissingNumber{});
+            } else {
+                WideState wide = Widened(state, plan.blank);
+                WideAccumulator converted(wide, plan.blank);
+                Fold::Step(converted, value);
+                state = Narrowed(wide);
+            }
+        }
+    }
+
+    template <class T>
+    static void Numbers(const CellPlan& plan, CellPlan::Rows rows, const EVariant& value,
+                        const ETabulonPrimaryKey* key, NumberReading& last) {
+        T number{};
+        const ETypeInfo& like = *plan.type;
+        if (last.value == &value && last.storage == like.storage && last.scale == like.scale) {
+            std::memcpy(&number, &last.bits, sizeof number);
+        } else if (ReadNumber(value, like, number)) {
+            last.value = &value;
+            last.storage = like.storage;
+            last.scale = like.scale;
+            std::memcpy(&last.bits, &number, sizeof number);
+        } else {
+            Converted(plan, rows, value, key, last);
+            return;
+        }
+        for (std::byte* const row : rows) {
+            NumberAccumulator<T> state(plan.StateIn<NumberState>(row));
+            Fold::Step(state, number);
+        }
+    }
+
+    /// Of folds that read no values.
+    static void Records(const CellPlan& plan, CellPlan::Rows rows, const EVariant& /*value*/,
+                        const ETabulonPrimaryKey* /*key*/, NumberReading& /*last*/) {
+        for (std::byte* const row : rows) {
+            NumberAccumulator<std::uint32_t> state(plan.StateIn<NumberState>(row));
+            Fold::Step(state, MissingNumber{});
+        }
+    }
+
+    static void Wides(const CellPlan& plan, CellPlan::Rows rows, const EVariant& value,
+                      const ETabulonPrimaryKey* /*key*/, NumberReading& /*last*/) {
+        for (std::byte* const row : rows) {
+            WideAccumulator state(plan.StateIn<WideState>(row), plan.blank);
+            Fold::Step(state, value);
+        }
+    }
+
+    static void Codes(const CellPlan& plan, CellPlan::Rows rows, const EVariant& value,
+                      const ETabulonPrimaryKey* key, NumberReading& /*last*/) {
+        for (std::byte* const row : rows) {
+            CodeAccumulator state(plan.StateIn<CodeState>(row), plan.blank);
+            Fold::Step(state, value, *key);
+        }
+    }
+
+    template <class State>
+    static ETabulonValue Result(const CellPlan& plan, std::byte* row) {
+        const State& state = plan.StateIn<State>(row);
+        if constexpr (Fold::kNeedsKey) {
+            return HeldValue(state, plan.blank);
+        } else {
+            return Fold::Finish(HeldValue(state, plan.blank), state.counter);
+        }
+    }
+
+    /// Scaled numbers of one scale add and compare as the whole numbers that they are stored as.
+    [[nodiscard]] static CellPlan::FoldRows OfNumbers(EStorage storage) {
+        switch (storage) {
+            case EStorage::Int32:
+            case EStorage::Scaled32:
+                return &Numbers<std::int32_t>;
+            case EStorage::Int64:
+            case EStorage::Scaled64:
+                return &Numbers<std::int64_t>;
+            case EStorage::UInt32:
+                return &Numbers<std::uint32_t>;
+            case EStorage::Double:
+                return &Numbers<double>;
+            default:
+                return &Converted;
+        }
+    }
+
+    template <class State>
+    static void Choose(CellPlan& plan, CellPlan::FoldRows fold) {
+        plan.state = &kStateKind<State>;
+        plan.result = &Result<State>;
+        plan.fold = fold;
+        plan.needsKey = Fold::kNeedsKey;
+    }
+};
+
+/// A result of this type fits a NumberState.
+[[nodiscard]] bool IsNumberCell(const EVariant& blank);
+
+template <class Fold>
+void FoldBuffer<Fold>::PlanCells(CellPlan& plan) const {
+    if constexpr (Fold::kNeedsKey) {
+        RowFold<Fold>::template Choose<CodeState>(plan, &RowFold<Fold>::Codes);
+    } else if constexpr (!Fold::kReadsValues) {
+        RowFold<Fold>::template Choose<NumberState>(plan, &RowFold<Fold>::Records);
+    } else if (IsNumberCell(plan.blank)) {
+        RowFold<Fold>::template Choose<NumberState>(plan,
+                                                    RowFold<Fold>::OfNumbers(plan.type->storage));
+    } else {
+        RowFold<Fold>::template Choose<WideState>(plan, &RowFold<Fold>::Wides);
+    }
+}
+
+}  // namespace etabulon::detail

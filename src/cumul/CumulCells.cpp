@@ -1,0 +1,158 @@
+#include "cumul/CumulCells.h"
+
+#include "cumul/CellPlan.h"
+#include "etabulon/cumul/ETabulonCumulFuncOnVar.h"
+#include "etabulon/cumul/ITabulonCumulFuncOnVarCollection.h"
+#include "etabulon/values/ETabulonVariableDesc.h"
+
+namespace etabulon::detail {
+namespace {
+
+ERef<ETabulonCumulBuffer> StartBuffer(const ETabulonCumulFuncOnVar& calculation) {
+    const ETabulonVariableDesc& variable = *calculation.Variable();
+    return ERef<ETabulonCumulBuffer>::Adopt(
+        calculation.Function()->Start(variable.DataType(), variable.DataSize()));
+}
+
+void FoldForeign(const CellPlan& plan, CellPlan::Rows rows, const EVariant& value,
+                 const ETabulonPrimaryKey* key, NumberReading& /*last*/) {
+    for (std::byte* const row : rows) {
+        plan.StateIn<ForeignState>(row).buffer->AddValue(value, /*modified=*/false, *key);
+    }
+}
+
+ETabulonValue ForeignResult(const CellPlan& plan, std::byte* row) {
+    return plan.StateIn<ForeignState>(row).buffer->Result();
+}
+
+}  // namespace
+
+/// A calculation of the rows. An application's function may bear any code and may derive from the
+/// library's own: the buffer that it starts tells whether it folds as those do.
+struct CumulCells::Plan : CellPlan {
+    explicit Plan(ERef<ETabulonCumulFuncOnVar> ofCalculation)
+        : calculation(std::move(ofCalculation)) {
+        const ETabulonVariableDesc& variable = *calculation->Variable();
+        const ETabulonCumulFunc& function = *calculation->Function();
+        blank.Init(static_cast<std::uint16_t>(function.ResultType(variable.DataType())),
+                   static_cast<std::uint16_t>(function.ResultSize(variable.DataSize())), nullptr);
+        type = &TypeInfo(blank.Type());
+        firstBuffer = StartBuffer(*calculation);
+        if (const auto* const own = dynamic_cast<const PackedFold*>(firstBuffer.Get())) {
+            own->PlanCells(*this);
+            firstBuffer = {};
+            return;
+        }
+        state = &kStateKind<ForeignState>;
+        fold = &FoldForeign;
+        result = &ForeignResult;
+        isForeign = needsKey = true;
+    }
+    [[nodiscard]] ERef<ETabulonCumulBuffer> NextBuffer() {
+        return firstBuffer ? std::move(firstBuffer) : StartBuffer(*calculation);
+    }
+
+    ERef<ETabulonCumulFuncOnVar> calculation;
+    ERef<ETabulonCumulBuffer> firstBuffer;  // foreign: of the first row to come
+    bool isForeign = false;
+};
+
+CumulCells::CumulCells(const ITabulonCumulFuncOnVarCollection& calculations) {
+    const unsigned size = calculations.Size();
+    plans_.reserve(size);
+    for (unsigned index = 0; index < size; ++index) {
+        Plan& plan = plans_.emplace_back(
+            ERef<ETabulonCumulFuncOnVar>::Adopt(calculations.Calculation(index)));
+        plan.offset = rowBytes_;
+        rowBytes_ += plan.state->bytes;
+        needsContext_ = needsContext_ || plan.needsKey;
+    }
+}
+
+CumulCells::CumulCells(CumulCells&& other) noexcept
+    : plans_(std::move(other.plans_)),
+      chunks_(std::move(other.chunks_)),
+      rows_(std::exchange(other.rows_, 0)),
+      rowBytes_(other.rowBytes_),
+      needsContext_(other.needsContext_) {}
+
+CumulCells& CumulCells::operator=(CumulCells&& other) noexcept {
+    if (this != &other) {
+        Free();
+        plans_ = std::move(other.plans_);
+        chunks_ = std::move(other.chunks_);
+        rows_ = std::exchange(other.rows_, 0);
+        rowBytes_ = other.rowBytes_;
+        needsContext_ = other.needsContext_;
+    }
+    return *this;
+}
+
+CumulCells::~CumulCells() { Free(); }
+
+unsigned CumulCells::Size() const noexcept { return static_cast<unsigned>(plans_.size()); }
+
+std::uint32_t CumulCells::AddRow() {
+    const std::uint32_t row = rows_;
+    if (row % kChunkRows == 0 && chunks_.size() == row >> kChunkBits) {
+        chunks_.push_back(
+            std::unique_ptr<std::byte[]>(new std::byte[std::size_t{kChunkRows} * rowBytes_]));
+    }
+    ++rows_;
+    // What may fail is started afterwards.
+    for (const Plan& plan : plans_) {
+        plan.state->begin(Place(row) + plan.offset);
+    }
+    try {
+        for (Plan& plan : plans_) {
+            if (plan.isForeign) {
+                plan.StateIn<ForeignState>(Place(row)).buffer = plan.NextBuffer();
+            }
+        }
+    } catch (...) {
+        DropLastRow();
+        throw;
+    }
+    return row;
+}
+
+void CumulCells::DropLastRow() noexcept {
+    const std::uint32_t row = rows_ - 1;
+    for (const Plan& plan : plans_) {
+        if (plan.state->end != nullptr) {
+            plan.state->end(Place(row) + plan.offset);
+        }
+    }
+    rows_ = row;
+}
+
+void CumulCells::Free() noexcept {
+    bool trivial = true;
+    for (const Plan& plan : plans_) {
+        trivial = trivial && plan.state->end == nullptr;
+    }
+    while (!trivial && rows_ != 0) {
+        DropLastRow();
+    }
+    rows_ = 0;
+    chunks_.clear();
+}
+
+void CumulCells::Fold(std::span<std::byte* const> places, std::span<const EVariant* const> values,
+                      const ETabulonPrimaryKey* context) const {
+    E_EXPECTS(values.size() == plans_.size());
+    E_EXPECTS(!needsContext_ || context != nullptr);
+    const EVariant* const* value = values.data();
+    NumberReading last;
+    for (const Plan& plan : plans_) {
+        plan.fold(plan, places, **value++, context, last);
+    }
+}
+
+ETabulonValue CumulCells::Result(std::uint32_t row, unsigned calculation) const {
+    E_EXPECTS(calculation < plans_.size());
+    const Plan& plan = plans_[calculation];
+    return plan.result(plan, Place(row));
+}
+
+}  // namespace etabulon::detail

@@ -1,0 +1,112 @@
+#pragma once
+
+#include "etabulon/cumul/ETabulonCumulFunc.h"
+#include "etabulon/foundation/EVariant.h"
+#include "etabulon/values/ETabulonPrimaryKey.h"
+#include "etabulon/values/ETabulonValue.h"
+
+#include <cstdint>
+#include <type_traits>
+
+// A function is written once, as a fold: a struct with a Step over an accumulator. Its buffer
+// (FoldBuffer, below) and its packed cells (CellPlan.h) are made from that Step.
+
+namespace etabulon::detail {
+
+struct CellPlan;
+
+/// What a step did to the result: it decides how the modified flag goes on.
+enum class FoldEffect : std::uint8_t {
+    Kept = 0,      // the result and its flag stay
+    Replaced = 1,  // the result is this record's: modified if the record is
+    Joined = 2,    // the result stands for several records: modified if one of them is
+};
+
+/// What a fold says of itself, beside
+///     template <class Accumulator, class Value>
+///     static FoldEffect Step(Accumulator& result, const Value& value);
+/// or, where it needs the record's key,
+///     template <class Accumulator>
+///     static FoldEffect Step(Accumulator& code, const EVariant& value,
+///                            const ETabulonPrimaryKey& key);
+struct CumulFold {
+    /// False: a step looks at no value, and CountRecord and Store are all that it calls.
+    static constexpr bool kReadsValues = true;
+    /// The buffer remembers the key of the record that supplied the result.
+    static constexpr bool kKeepsContext = false;
+    /// The step wants the record's key; its accumulator has an extreme.
+    static constexpr bool kNeedsKey = false;
+    /// What is shown of the accumulated value; it has the flag of `held`.
+    [[nodiscard]] static ETabulonValue Finish(const ETabulonValue& held,
+                                              std::uint32_t /*records*/) {
+        return held;
+    }
+};
+
+/// A buffer whose function can also run in packed cells.
+class PackedFold {
+public:
+    PackedFold() = default;
+    PackedFold(const PackedFold&) = delete;
+    PackedFold& operator=(const PackedFold&) = delete;
+    virtual ~PackedFold() = default;
+    /// Writes into `plan` how cells of its result type fold.
+    virtual void PlanCells(CellPlan& plan) const = 0;
+};
+
+template <class Fold>
+using FoldBufferBase =
+    std::conditional_t<Fold::kKeepsContext, ETabulonCumulBufferContext, ETabulonCumulBuffer>;
+
+/// The buffer of a fold; it is the accumulator itself, over the buffer's result.
+template <class Fold>
+class FoldBuffer : public FoldBufferBase<Fold>, public PackedFold {
+public:
+    using FoldBufferBase<Fold>::FoldBufferBase;
+
+    void AddValue(const EVariant& value, bool modified, const ETabulonPrimaryKey& context) final {
+        const bool wasModified = Held().IsModified();
+        const FoldEffect effect = Step(value, context);
+        if (effect == FoldEffect::Kept) {
+            return;
+        }
+        this->SetModified(modified || (effect == FoldEffect::Joined && wasModified));
+        if constexpr (Fold::kKeepsContext) {
+            this->SetContext(context);
+        }
+    }
+    void PlanCells(CellPlan& plan) const final;
+
+    [[nodiscard]] bool IsNew() const noexcept { return Held().IsNull(); }
+    [[nodiscard]] bool IsAbove(const EVariant& value) const { return value < Held().Data(); }
+    [[nodiscard]] bool IsBelow(const EVariant& value) const { return value > Held().Data(); }
+    [[nodiscard]] bool Equals(const EVariant& value) const {
+        return Held().Status() == ETabulonValue::ValNormal && value == Held().Data();
+    }
+    void Store(const EVariant& value) { this->SetResult(value); }
+    void Add(const EVariant& value) { this->SetResult(Held().Data() + value); }
+    void MakeSpecial() { this->SetResultSpecial(); }
+    std::uint32_t CountRecord() noexcept { return ++records_; }
+
+    [[nodiscard]] const EVariant& Extreme() const noexcept { return extreme_; }
+    void StoreExtreme(const EVariant& value) { extreme_ = value; }
+
+protected:
+    /// What was accumulated, before Finish.
+    [[nodiscard]] const ETabulonValue& Held() const { return ETabulonCumulBuffer::Result(); }
+    [[nodiscard]] std::uint32_t Records() const noexcept { return records_; }
+
+private:
+    FoldEffect Step(const EVariant& value, const ETabulonPrimaryKey& context) {
+        if constexpr (Fold::kNeedsKey) {
+            return Fold::Step(*this, value, context);
+        } else {
+            return Fold::Step(*this, value);
+        }
+    }
+
+    EVariant extreme_;
+    std::uint32_t records_ = 0;
+};
+
+}  // namespace etabulon::detail
