@@ -12,6 +12,12 @@ constinit const detail::ENeverDestroyed<ETabulonTag> nullTag{};
 
 constinit const ETabulonTag& ETabulonTag::Null = nullTag.value;
 
+ETabulonTag::ETabulonTag(std::initializer_list<Entry> entries) {
+    for (const Entry& entry : entries) {
+        SetValue(entry.level, ETabulonValue(entry.data, Chaine(), /*modified=*/false));
+    }
+}
+
 ETabulonTag::ETabulonTag(const ETabulonTag& other) : values_(other.values_) { values_.Detach(); }
 
 void ETabulonTag::operator=(const ETabulonTag& other) {

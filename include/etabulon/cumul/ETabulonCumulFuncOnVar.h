@@ -4,6 +4,8 @@
 #include "etabulon/foundation/ECountedUnknown.h"
 #include "etabulon/foundation/ERef.h"
 
+#include <utility>
+
 namespace etabulon {
 
 class DVariable;
@@ -31,6 +33,11 @@ public:
     /// `index` is the element of an array variable.
     [[nodiscard]] static ETabulonCumulFuncOnVar* Build(const Chaine& functionCode,
                                                        const DVariable* variable, int index);
+    /// As Build, held by an ERef.
+    template <class... Arguments>
+    [[nodiscard]] static ERef<ETabulonCumulFuncOnVar> Make(Arguments&&... arguments) {
+        return ERef<ETabulonCumulFuncOnVar>::Adopt(Build(std::forward<Arguments>(arguments)...));
+    }
     ~ETabulonCumulFuncOnVar() override;
 
     // No reference is added.

@@ -81,6 +81,10 @@ public:
         Append(text);
         return *this;
     }
+    Chaine& operator+=(const char* text) {
+        Append(std::string_view(text));
+        return *this;
+    }
     Chaine& operator+=(const Chaine& text) {
         Append(text.View());
         return *this;

@@ -3,6 +3,7 @@
 #include "etabulon/foundation/Chaine.h"
 #include "etabulon/foundation/ECountedUnknown.h"
 #include "etabulon/foundation/EIcon.h"
+#include "etabulon/foundation/ERef.h"
 #include "etabulon/foundation/EVariant.h"
 #include "etabulon/foundation/PTableau.h"
 #include "etabulon/sort/ETabulonSortKey.h"
@@ -12,6 +13,7 @@
 
 #include <cstdint>
 #include <span>
+#include <utility>
 
 namespace etabulon {
 
@@ -65,6 +67,11 @@ public:
                                                 const Chaine& displayName, HICON icon);
     /// A data axis for a level, still without labels. Requires that the level exists.
     [[nodiscard]] static ETabulonGridAxe* Build(unsigned int level, const ETabulonLevels* levels);
+    /// As Build, held by an ERef.
+    template <class... Arguments>
+    [[nodiscard]] static ERef<ETabulonGridAxe> Make(Arguments&&... arguments) {
+        return ERef<ETabulonGridAxe>::Adopt(Build(std::forward<Arguments>(arguments)...));
+    }
 
     ETabulonGridAxe(const ETabulonGridAxe&) = default;
     ETabulonGridAxe& operator=(const ETabulonGridAxe&) = default;

@@ -8,6 +8,7 @@
 #include "etabulon/values/ETabulonTag.h"
 
 #include <cstdint>
+#include <utility>
 
 namespace etabulon {
 
@@ -37,6 +38,11 @@ public:
     [[nodiscard]] static ETabulonGridCumuls* Build(
         const ETabulonTag& root, unsigned int axesCount, const ETabulonSortDesc* sortDesc,
         const ITabulonCumulFuncOnVarCollection* calculations);
+    /// As Build, held by an ERef.
+    template <class... Arguments>
+    [[nodiscard]] static ERef<ETabulonGridCumuls> Make(Arguments&&... arguments) {
+        return ERef<ETabulonGridCumuls>::Adopt(Build(std::forward<Arguments>(arguments)...));
+    }
     ETabulonGridCumuls(const ETabulonGridCumuls&) = delete;
     ETabulonGridCumuls& operator=(const ETabulonGridCumuls&) = delete;
 

@@ -7,6 +7,8 @@
 #include "etabulon/sort/fwd.h"
 #include "etabulon/values/ETabulonExtractValue.h"
 
+#include <utility>
+
 namespace etabulon {
 
 class ETabulonPendingChanges;
@@ -29,6 +31,11 @@ public:
     /// Returns a reference for the caller, who adds it to the cursor. `pending` may be null.
     [[nodiscard]] static ETabulonGridFiller* Build(ETabulonCursor* cursor,
                                                    const ETabulonPendingChanges* pending);
+    /// As Build, held by an ERef.
+    template <class... Arguments>
+    [[nodiscard]] static ERef<ETabulonGridFiller> Make(Arguments&&... arguments) {
+        return ERef<ETabulonGridFiller>::Adopt(Build(std::forward<Arguments>(arguments)...));
+    }
     ETabulonGridFiller(const ETabulonGridFiller&) = delete;
     ETabulonGridFiller& operator=(const ETabulonGridFiller&) = delete;
 

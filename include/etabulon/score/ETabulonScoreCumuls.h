@@ -9,6 +9,7 @@
 #include "etabulon/values/ETabulonTag.h"
 
 #include <cstdint>
+#include <utility>
 
 namespace etabulon {
 
@@ -37,6 +38,11 @@ public:
         const ETabulonTag& root, const ETabulonSortDesc* sortDesc,
         const ITabulonCumulFuncOnVarCollection* calculations, unsigned int levelCount,
         bool increasingOrder);
+    /// As Build, held by an ERef.
+    template <class... Arguments>
+    [[nodiscard]] static ERef<ETabulonScoreCumuls> Make(Arguments&&... arguments) {
+        return ERef<ETabulonScoreCumuls>::Adopt(Build(std::forward<Arguments>(arguments)...));
+    }
     ETabulonScoreCumuls(const ETabulonScoreCumuls& other);
     /// What this held isn't given back.
     ETabulonScoreCumuls& operator=(const ETabulonScoreCumuls& other);

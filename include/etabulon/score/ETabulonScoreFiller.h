@@ -7,6 +7,8 @@
 #include "etabulon/sort/fwd.h"
 #include "etabulon/values/ETabulonExtractValue.h"
 
+#include <utility>
+
 namespace etabulon {
 
 class ETabulonPendingChanges;
@@ -30,6 +32,11 @@ public:
     /// Returns a reference for the caller, who adds it to the cursor. `pending` may be null.
     [[nodiscard]] static ETabulonScoreFiller* Build(ETabulonCursor* cursor,
                                                     const ETabulonPendingChanges* pending);
+    /// As Build, held by an ERef.
+    template <class... Arguments>
+    [[nodiscard]] static ERef<ETabulonScoreFiller> Make(Arguments&&... arguments) {
+        return ERef<ETabulonScoreFiller>::Adopt(Build(std::forward<Arguments>(arguments)...));
+    }
     /// For a filler on the stack, which keeps its first reference to itself.
     ETabulonScoreFiller(ETabulonCursor* cursor, const ETabulonPendingChanges* pending);
     ETabulonScoreFiller(const ETabulonScoreFiller& other);

@@ -4,6 +4,8 @@
 #include "etabulon/foundation/PUnique.h"
 #include "etabulon/values/ETabulonValue.h"
 
+#include <initializer_list>
+
 namespace etabulon {
 
 /// The position of a record in the tree: a value for each level that is known.
@@ -17,7 +19,15 @@ class ETABULON_API ETabulonTag {
 public:
     static const ETabulonTag& Null;
 
+    /// A level and its value; a missing value gives ValNull.
+    struct Entry {
+        unsigned int level;
+        EVariant data;
+    };
+
     ETabulonTag() = default;
+    /// ETabulonTag{{kCountry, "France"}, {kCity, "Lyon"}}. Of entries of one level the last counts.
+    ETabulonTag(std::initializer_list<Entry> entries);
     ETabulonTag(const ETabulonTag& other);
     ETabulonTag(ETabulonTag&& other) noexcept = default;
     ETabulonTag& operator=(ETabulonTag&& other) noexcept = default;

@@ -2,7 +2,10 @@
 
 #include "etabulon/cumul/ETabulonCumulFuncCollection.h"
 #include "etabulon/foundation/ECountedUnknown.h"
+#include "etabulon/foundation/ERef.h"
 #include "etabulon/values/ETabulonVariableID.h"
+
+#include <utility>
 
 namespace etabulon {
 
@@ -22,6 +25,11 @@ public:
                                                      HICON icon);
     /// From the dictionary; `index` is the element of an array, and ignored of anything else.
     [[nodiscard]] static ETabulonVariableDesc* Build(const DVariable* variable, int index);
+    /// As Build, held by an ERef.
+    template <class... Arguments>
+    [[nodiscard]] static ERef<ETabulonVariableDesc> Make(Arguments&&... arguments) {
+        return ERef<ETabulonVariableDesc>::Adopt(Build(std::forward<Arguments>(arguments)...));
+    }
 
     ETabulonVariableDesc(const ETabulonVariableDesc& other) = default;
     ETabulonVariableDesc& operator=(const ETabulonVariableDesc& other) = default;

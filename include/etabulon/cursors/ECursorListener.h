@@ -1,0 +1,23 @@
+#pragma once
+
+#include "etabulon/cursors/ETabulonCursor.h"
+
+namespace etabulon {
+
+/// A listener that takes every step and does nothing: derive from it and override what matters.
+///
+/// Ownership  counted, with one reference for its creator. On the stack it keeps that reference and
+///            must leave the cursor (ECursorListening) before its scope ends.
+class ETABULON_API ECursorListener : public ETabulonCursor::INotifier,
+                                     public virtual ECountedUnknown {
+public:
+    CursorStatus OnReset(const ETabulonTag& /*tag*/, const ETabulonCursor& /*cursor*/) override {
+        return StatusOk;
+    }
+    CursorStatus OnMove(const ETabulonCursor& /*cursor*/) override { return StatusOk; }
+    void OnDone(const ETabulonCursor& /*cursor*/) override {}
+    void OnCancel(const ETabulonCursor& /*cursor*/) override {}
+    void OnError(const ETabulonCursor& /*cursor*/, CursorStatus /*status*/) override {}
+};
+
+}  // namespace etabulon
