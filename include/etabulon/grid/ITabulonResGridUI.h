@@ -14,7 +14,8 @@ class ETabulonValue;
 /// Order    StartRefresh, Reset, SetAxeCount, SetAxe for each axis with all its labels, the values
 ///          and totals if the grid holds any record, EndRefresh.
 /// Axes     lines lie along axis 0 and columns along axis 1. A grid of one axis sends its values
-///          along the lines, as SetValue(0, index, value), a grid of none the one value (0, 0).
+///          along the lines, as SetValue(0, index, value), and its total as
+///          SetTotal(AxeLines, 0, value); a grid of none sends the one value (0, 0).
 /// Threads  called under the filler's cursor lock, on the thread of SendTo.
 class ETABULON_API ITabulonResGridUI : public virtual ITabulonResultUI {
 public:
