@@ -90,14 +90,15 @@ CursorStatus ETabulonCursor::CallReset(const ETabulonTag& tag) {
     ResetCancel();
     filterTag_ = target;
     MarkStale();
+    fieldsStatus_ = StatusOk;
     if (fieldsDirty_) {
         PrepareFields();
-        fieldsDirty_ = false;
+        fieldsDirty_ = fieldsStatus_ != StatusOk;
     }
     if (IsCancelled()) {
         return EndReset(StatusCancelled);
     }
-    const CursorStatus status = Reset(target);
+    const CursorStatus status = fieldsStatus_ != StatusOk ? fieldsStatus_ : Reset(target);
     if (status != StatusCancelled) {
         for (std::size_t index = 0; index < notifiers_.Size(); ++index) {
             const CursorStatus answer = notifiers_.At(index)->OnReset(target, *this);
@@ -180,7 +181,11 @@ CursorStatus ETabulonCursor::CallGetNext() {
 
 CursorStatus ETabulonCursor::CallIsInFilter() {
     MarkStale();
+    fieldsStatus_ = StatusOk;
     CalcFields();
+    if (fieldsStatus_ != StatusOk) {
+        return fieldsStatus_;
+    }
     if (IsInFilter()) {
         return OnAcceptedByFilter();
     }

@@ -44,7 +44,7 @@ void ETabulonCursorEData::Init(const ETabulonLevels& levels, EData* table, bool 
     links_.Free();
     bufferProvider_ = std::make_unique<CSingleBufferProvider>(tableName_, table->GetBuffer());
     if (table->dico != nullptr) {
-        linkEngine_ = new LinkEngineEDataTable(table->dico->Dico());
+        linkEngine_ = new LinkEngineEDataTable(table->dico->Dico(), table);
     }
     for (unsigned int position = 0; position < Levels().Size(); ++position) {
         const ETabulonLevels::Level& level = Levels().GetLevel(Levels().GetLevelID(position));
@@ -57,13 +57,17 @@ void ETabulonCursorEData::Init(const ETabulonLevels& levels, EData* table, bool 
     }
 }
 
-void ETabulonCursorEData::DeclareLinkField(const ETabulonVariableID& id) {
-    if (linkEngine_ == nullptr || links_.Find(id, FindExact) >= 0) {
-        return;
+bool ETabulonCursorEData::DeclareLinkField(const ETabulonVariableID& id) {
+    if (linkEngine_ == nullptr) {
+        return false;
+    }
+    if (const auto known = links_.Find(id, FindExact); known >= 0) {
+        return links_.At(static_cast<std::size_t>(known)).value.resolved;
     }
     LinkDescriptor descriptor;
     linkEngine_->RegisterLink(QualifiedPath(id.Code()), descriptor);
     links_.At(static_cast<std::size_t>(links_.Find(id, FindOrInsert))).value = descriptor;
+    return descriptor.resolved;
 }
 
 /// A path whose first step names no rubric starts at this table.
@@ -83,7 +87,11 @@ void ETabulonCursorEData::PrepareFields() {
     if (linkEngine_ == nullptr) {
         return;
     }
-    linkEngine_->InitializeLinks();
+    ClearLinkError();
+    if (linkEngine_->InitializeLinks() == 0 && linkEngine_->LastError().status != DataOk) {
+        TellLinkFailure();
+        return;
+    }
     for (std::size_t index = 0; index < links_.Size(); ++index) {
         const auto& link = links_.At(index);
         const Chaine path = QualifiedPath(link.key.Code());
@@ -121,8 +129,21 @@ void ETabulonCursorEData::CalcFields() {
     }
     linksTouched_ = false;
     for (std::size_t index = 0; index < links_.Size(); ++index) {
-        linkEngine_->ResolveLink(links_.At(index).value, bufferProvider_.get());
+        const bool isFound =
+            linkEngine_->ResolveLink(links_.At(index).value, bufferProvider_.get()) != nullptr;
+        if (!isFound && linkEngine_->LastError().status != DataOk) {
+            return TellLinkFailure();
+        }
     }
+}
+
+void ETabulonCursorEData::TellLinkFailure() {
+    linkError_ = linkEngine_->LastError();
+    OnLinkFailed(linkError_);
+}
+
+void ETabulonCursorEData::OnLinkFailed(const EDataError& error) {
+    FailFields(static_cast<CursorStatus>(error.status));
 }
 
 // -------------------------------------------------------------------------------------------- walk
@@ -138,11 +159,13 @@ CursorStatus ETabulonCursorEData::SetKeyRange(const ETabulonTag& /*tag*/, EData*
 CursorStatus ETabulonCursorEData::Reset(const ETabulonTag& tag) {
     // A range that couldn't be set shows as a wider walk, and the filter on the tag still holds.
     static_cast<void>(SetKeyRange(tag, table_));
+    ClearLinkError();
     currentPosition_ = table_->GetFirst();
     return currentPosition_ != kNoPosition ? StatusOk : TableStatus();
 }
 
 CursorStatus ETabulonCursorEData::GetNext() {
+    ClearLinkError();
     currentPosition_ = table_->GetNext();
     return currentPosition_ != kNoPosition ? StatusOk : TableStatus();
 }

@@ -1,5 +1,6 @@
 #include "etabulon/foundation/ELinkEngine.h"
 
+#include "etabulon/foundation/EData.h"
 #include "foundation/ELinkKey.h"
 #include "foundation/ELinkPath.h"
 
@@ -18,6 +19,18 @@ const void* CSingleBufferProvider::FindRubricToReport(const Chaine& name) const 
     lastAsked_ = name;
     return buffer_;
 }
+
+namespace {
+
+/// Nothing takes a failure for a success or for the end of the data, whatever status it came with.
+EDataError AsFailure(EDataError error) {
+    if (error.status <= DataOk || error.status == DataEnd) {
+        error.status = DataOther;
+    }
+    return error;
+}
+
+}  // namespace
 
 /// A node of the trie: a record that paths reach, or, without a hop, the one that they start from.
 class LinkEngineEDataTable::Step {
@@ -40,15 +53,19 @@ public:
     /// Paths read this variable here, or a hop starts from it.
     void Need(unsigned variable);
     /// Opens the lookup if it isn't, or lacks a column, or the rubric has another source. False
-    /// where that fails.
-    bool Open();
+    /// where there is no source, or where that fails, which LastError tells.
+    bool Open(EData* table);
     /// What is in the buffer doesn't count any more.
     void Forget();
     /// What is in the buffer may be anybody's.
     void ForgetBuffer() noexcept { isKnown_ = isBlank_ = false; }
     /// Brings the buffer up to date with the record that the hop starts from, null if there is
-    /// none. False, and a blank buffer, where there is no target.
-    bool Follow(const std::byte* from);
+    /// none. It is blank unless the target is found.
+    [[nodiscard]] ERecordRead Follow(const std::byte* from);
+    /// Why Open or Follow failed.
+    [[nodiscard]] EDataError LastError() const {
+        return lookup_ == nullptr ? openError_ : lookup_->LastError();
+    }
 
 private:
     void Blank(bool isKnown);
@@ -64,6 +81,7 @@ private:
     ERecordBuffer buffer_;
     std::unique_ptr<IRecordLookup> lookup_;
     IRecordSource* source_ = nullptr;  // of the lookup
+    EDataError openError_;             // why there is none; status 0 without a source
     std::uint64_t version_ = 0;
     bool needsOpening_ = true;
     bool isKnown_ = false;  // the buffer is what the key taken last leads to
@@ -99,15 +117,19 @@ void LinkEngineEDataTable::Step::Need(unsigned variable) {
     }
 }
 
-bool LinkEngineEDataTable::Step::Open() {
+bool LinkEngineEDataTable::Step::Open(EData* table) {
     if (!needsOpening_ && source_ == rubric_->Source()) {
         return lookup_ != nullptr;
     }
     lookup_.reset();
+    openError_ = EDataError{};
     isKnown_ = false;
     source_ = rubric_->Source();
     if (source_ != nullptr) {
-        lookup_ = source_->OpenLookup(*rubric_, hop_.KeyVariables(), columns_);
+        lookup_ = source_->OpenLookup(*rubric_, hop_.KeyVariables(), columns_, table, openError_);
+        if (lookup_ == nullptr) {
+            openError_ = AsFailure(std::move(openError_));
+        }
     }
     needsOpening_ = lookup_ == nullptr;
     return lookup_ != nullptr;
@@ -120,25 +142,28 @@ void LinkEngineEDataTable::Step::Forget() {
     }
 }
 
-bool LinkEngineEDataTable::Step::Follow(const std::byte* from) {
+ERecordRead LinkEngineEDataTable::Step::Follow(const std::byte* from) {
     if (from == nullptr || lookup_ == nullptr) {
         Blank(/*isKnown=*/false);
-        return false;
+        const bool isUnread = from != nullptr && openError_.status != DataOk;
+        return isUnread ? ERecordRead::Failed : ERecordRead::Missing;
     }
     const std::uint64_t version = lookup_->Version();
     if (isKnown_ && version == version_ && key_->IsSame(from)) {
-        return !isBlank_;
+        return isBlank_ ? ERecordRead::Missing : ERecordRead::Found;
     }
     isKnown_ = false;
+    ERecordRead read = ERecordRead::Missing;
     if (!key_->Take(from)) {
         Blank(/*isKnown=*/true);
     } else {
         isBlank_ = false;
-        isBlank_ = !lookup_->Read(key_->Values(), Buffer());
+        read = lookup_->Read(key_->Values(), Buffer());
+        isBlank_ = read != ERecordRead::Found;
     }
     version_ = version;
-    isKnown_ = true;
-    return !isBlank_;
+    isKnown_ = read != ERecordRead::Failed;
+    return read;
 }
 
 void LinkEngineEDataTable::Step::Blank(bool isKnown) {
@@ -151,11 +176,13 @@ void LinkEngineEDataTable::Step::Blank(bool isKnown) {
 
 /// The trie. Steps don't move: ways and children point at them.
 struct LinkEngineEDataTable::State {
-    explicit State(DDico* dictionary) : dico(dictionary) {}
+    State(DDico* dictionary, EData* from) : dico(dictionary), table(from) {}
     Step* StartAt(DRubric* rubric);
     Step* Descend(Step& from, const detail::PathHop& hop);
 
     DDico* dico;
+    EData* table;
+    EDataError error;
     std::vector<std::unique_ptr<Step>> steps;  // step number n at n - 1
 };
 
@@ -183,7 +210,8 @@ LinkEngineEDataTable::Step* LinkEngineEDataTable::State::Descend(Step& from,
     return step;
 }
 
-LinkEngineEDataTable::LinkEngineEDataTable(DDico* dico) : state_(std::make_unique<State>(dico)) {}
+LinkEngineEDataTable::LinkEngineEDataTable(DDico* dico, EData* from)
+    : state_(std::make_unique<State>(dico, from)) {}
 
 LinkEngineEDataTable::~LinkEngineEDataTable() = default;
 
@@ -208,11 +236,16 @@ int LinkEngineEDataTable::RegisterLink(const Chaine& code, LinkDescriptor& descr
 
 int LinkEngineEDataTable::InitializeLinks() {
     bool areOpen = true;
+    state_->error = EDataError{};
     for (const auto& step : state_->steps) {
-        if (!step->IsStart()) {
-            areOpen = step->Open() && areOpen;
-            step->Forget();
+        if (step->IsStart()) {
+            continue;
         }
+        if (!step->Open(state_->table)) {
+            areOpen = false;
+            state_->error = state_->error.status == DataOk ? step->LastError() : state_->error;
+        }
+        step->Forget();
     }
     return areOpen ? 1 : 0;
 }
@@ -227,6 +260,9 @@ void LinkEngineEDataTable::ForgetBuffers() {
 
 const void* LinkEngineEDataTable::ResolveLink(const LinkDescriptor& descriptor,
                                               const IBufferProvider* provider) {
+    if (state_->error.status != DataOk) {
+        state_->error = EDataError{};
+    }
     const Step* const last = FindStep(descriptor);
     if (last == nullptr || provider == nullptr) {
         return nullptr;
@@ -234,7 +270,11 @@ const void* LinkEngineEDataTable::ResolveLink(const LinkDescriptor& descriptor,
     const auto* record =
         static_cast<const std::byte*>(provider->FindRubricToReport(last->StartRubric()->Name()));
     for (Step* const step : last->Way()) {
-        record = step->Follow(record) ? step->Buffer() : nullptr;
+        const ERecordRead read = step->Follow(record);
+        record = read == ERecordRead::Found ? step->Buffer() : nullptr;
+        if (read == ERecordRead::Failed) {
+            state_->error = AsFailure(step->LastError());
+        }
     }
     return record;
 }
@@ -252,10 +292,12 @@ const void* LinkEngineEDataTable::FindBuffer(const LinkDescriptor& descriptor,
                                    : provider->FindRubricToReport(last->StartRubric()->Name());
     }
     for (Step* const step : last->Way()) {
-        static_cast<void>(step->Open());  // what can't be read shows as blank
+        static_cast<void>(step->Open(state_->table));  // a step that isn't open fails ResolveLink
     }
     return last->Buffer();
 }
+
+const EDataError& LinkEngineEDataTable::LastError() const { return state_->error; }
 
 LinkEngineEDataTable::Step* LinkEngineEDataTable::FindStep(const LinkDescriptor& descriptor) const {
     const auto count = static_cast<std::int32_t>(state_->steps.size());

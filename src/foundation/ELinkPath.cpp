@@ -15,7 +15,7 @@ struct MarkedStep : PathStep {
 
 /// False when there are too many steps, or one is bad.
 bool SplitPath(std::string_view path, std::vector<MarkedStep>& steps) {
-    while (steps.size() < kMaxPathSteps) {
+    while (steps.size() < kMostLinkSteps) {
         const std::size_t end = path.find_first_of(kLinkMarks);
         MarkedStep& step = steps.emplace_back();
         static_cast<PathStep&>(step) = ReadPathStep(path.substr(0, end));

@@ -9,7 +9,6 @@
 namespace etabulon::detail {
 
 inline constexpr std::string_view kLinkMarks = "\x3E\xBB";
-inline constexpr std::size_t kMaxPathSteps = 64;
 
 /// One step as written: [rubric "."] name ["[" index "]"].
 struct PathStep {

@@ -15,15 +15,15 @@ bool IsBelow(const EFieldKey& a, const EFieldKey& b) noexcept {
 
 }  // namespace
 
-bool EMemoryKeyLookup::Read(const EFieldKey& values, void* record) {
+ERecordRead EMemoryKeyLookup::Read(const EFieldKey& values, void* record) {
     const std::byte* const found = records_->At(Find(values));
     if (found == nullptr) {
         records_->Layout().DestroyRecord(record);
         records_->Layout().ConstructRecord(record);
-        return false;
+        return ERecordRead::Missing;
     }
     records_->Layout().CopyRecord(record, found);
-    return true;
+    return ERecordRead::Found;
 }
 
 void EMemoryLookup::Forget() {

@@ -13,7 +13,7 @@ class EMemoryKeyLookup : public IRecordLookup {
 public:
     explicit EMemoryKeyLookup(std::shared_ptr<EMemoryRecords> records)
         : records_(std::move(records)) {}
-    bool Read(const EFieldKey& values, void* record) override;
+    ERecordRead Read(const EFieldKey& values, void* record) override;
     void Forget() override {}
     std::uint64_t Version() const override { return records_->Version(); }
 

@@ -153,8 +153,12 @@ EPosition EMemoryRecords::FindKey(const EFieldKey& key) const {
 
 std::unique_ptr<IRecordLookup> EMemoryRecords::OpenLookup(const DRubric& rubric,
                                                           std::span<const unsigned> keyVariables,
-                                                          std::span<const unsigned>) {
+                                                          std::span<const unsigned>, EData*,
+                                                          EDataError& error) {
     if (&rubric != &rubric_) {
+        error.status = DataOther;
+        error.text = rubric.Name();
+        error.text.Append(": its source has the records of another rubric");
         return nullptr;
     }
     if (!key_.IsEmpty() && std::ranges::equal(keyVariables, rubric_.Key())) {

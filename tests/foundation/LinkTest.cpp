@@ -1,5 +1,6 @@
 #include "etabulon/foundation/ELinkEngine.h"
 #include "support/AllocationCount.h"
+#include "support/FailingSource.h"
 #include "support/MemoryTable.h"
 
 #include <gtest/gtest.h>
@@ -10,48 +11,8 @@ namespace etabulon {
 namespace {
 
 using test::AllocationCount;
+using test::FailingSource;
 using test::Missing;
-
-/// Counts the reads of another source's lookups, and can't open any when told so.
-class CountedSource : public IRecordSource {
-public:
-    explicit CountedSource(IRecordSource& inner) : inner_(inner) {}
-    std::unique_ptr<IRecordLookup> OpenLookup(const DRubric& rubric,
-                                              std::span<const unsigned> keyVariables,
-                                              std::span<const unsigned> wanted) override {
-        if (isClosed) {
-            return nullptr;
-        }
-        columns.assign(wanted.begin(), wanted.end());
-        return std::make_unique<Lookup>(*this, inner_.OpenLookup(rubric, keyVariables, wanted));
-    }
-
-    int reads = 0;
-    int forgotten = 0;
-    bool isClosed = false;
-    std::vector<unsigned> columns;  // of the lookup opened last
-
-private:
-    class Lookup : public IRecordLookup {
-    public:
-        Lookup(CountedSource& source, std::unique_ptr<IRecordLookup> inner)
-            : source_(source), inner_(std::move(inner)) {}
-        bool Read(const EFieldKey& values, void* record) override {
-            ++source_.reads;
-            return inner_->Read(values, record);
-        }
-        void Forget() override {
-            ++source_.forgotten;
-            inner_->Forget();
-        }
-        std::uint64_t Version() const override { return inner_->Version(); }
-
-    private:
-        CountedSource& source_;
-        std::unique_ptr<IRecordLookup> inner_;
-    };
-    IRecordSource& inner_;
-};
 
 /// Orders point at customers, customers at a town by its country and name and at who sent them.
 class Links : public ::testing::Test {
@@ -89,12 +50,11 @@ protected:
                                                  {10, 9, 1, 50},
                                                  {9, 3, 1, 60},
                                              });
-        counted = std::make_shared<CountedSource>(*customers->Source());
-        customers->SetSource(counted);
+        counted = FailingSource::Before(*customers);
     }
 
     /// Registers `path` for the table's rubric and says what it reads in each record of the table;
-    /// "!" where there is no target, and the buffer is blank.
+    /// "!" where there is no target, "?1001" where it can't be read, and the buffer is blank.
     std::string Walk(EData& table, const char* path) {
         LinkEngineEDataTable engine(&dico);
         LinkDescriptor link;
@@ -120,7 +80,11 @@ protected:
             const bool isFound = engine.ResolveLink(link, &provider) != nullptr;
             const std::string text = field.AsChaine().c_str();
             EXPECT_TRUE(isFound || text.empty() || text == "0") << text;
-            seen += (seen.empty() ? "" : " ") + (isFound ? text : "!");
+            const std::int32_t failure = engine.LastError().status;
+            EXPECT_FALSE(isFound && failure != DataOk);
+            seen += (seen.empty() ? "" : " ") + (isFound             ? text
+                                                 : failure != DataOk ? "?" + std::to_string(failure)
+                                                                     : "!");
         }
         return seen;
     }
@@ -130,7 +94,7 @@ protected:
     DRubric* customers = dico.AddRubric("Customers");
     DRubric* towns = dico.AddRubric("Towns");
     std::unique_ptr<EDataMemory> townTable, customerTable, orderTable;
-    std::shared_ptr<CountedSource> counted;
+    std::shared_ptr<FailingSource> counted;
 };
 
 TEST_F(Links, GoForwardBackwardAndRoundAgain) {
@@ -227,20 +191,55 @@ TEST_F(Links, SeeAWriteToTheTargetAndATargetThatGoes) {
     EXPECT_EQ(carl, 2);
 }
 
-TEST_F(Links, WithoutASourceFindNoTargetAndSaySoOnce) {
-    counted->isClosed = true;
+TEST_F(Links, WithoutASourceFindNoTargetAndWithAClosedOneFail) {
     LinkEngineEDataTable engine(&dico);
     LinkDescriptor link;
     engine.RegisterLink("Orders.buyer>name", link);
+    customers->SetSource(nullptr);
     EXPECT_EQ(engine.InitializeLinks(), 0);
+    EXPECT_EQ(engine.LastError().status, DataOk);
     EXPECT_EQ(Walk(*orderTable, "Orders.buyer>name", engine, link), "! ! ! ! ! !");
-    counted->isClosed = false;
+    customers->SetSource(counted);
+    // A failure that came with no status of one, or with that of the end, is one all the same.
+    for (const std::int32_t status : {DataConnectionLost, DataEnd, EDataStatus{-3}}) {
+        counted->openFailure = {status, 14, "not there"};
+        EXPECT_EQ(engine.InitializeLinks(), 0);
+        const EDataError error = engine.LastError();
+        EXPECT_EQ(error.status, status == DataConnectionLost ? status : DataOther);
+        EXPECT_EQ(error.text, Chaine("not there"));
+        const std::string failed = "?" + std::to_string(error.status);
+        EXPECT_EQ(Walk(*orderTable, "Orders.buyer>name", engine, link).substr(0, 11),
+                  failed + " " + failed);
+    }
+    counted->openFailure = EDataError{};
     EXPECT_EQ(engine.InitializeLinks(), 1);
     EXPECT_EQ(Walk(*orderTable, "Orders.buyer>name", engine, link), "Anne Anne Bert ! ! Carl");
     // A rubric that gets new records is read anew.
     const auto others = test::MakeTable(customers, {{2, "", "", 0, "Bea"}});
     EXPECT_EQ(engine.InitializeLinks(), 1);
     EXPECT_EQ(Walk(*orderTable, "Orders.buyer>name", engine, link), "! ! Bea ! ! !");
+}
+
+TEST_F(Links, FailWhereAReadFailsAndReadItAgain) {
+    const char* const path = "Orders.buyer>sent_by>name";
+    LinkEngineEDataTable engine(&dico);
+    LinkDescriptor link;
+    engine.RegisterLink(path, link);
+    engine.InitializeLinks();
+    const std::string whole = "Carl Carl Anne ! ! Anne";
+    EXPECT_EQ(Walk(*orderTable, path, engine, link), whole);
+    const int reads = counted->reads;
+    for (int failing = 1; failing <= reads; ++failing) {
+        engine.InitializeLinks();
+        counted->FailAt(failing, DataLocked);
+        const std::string seen = Walk(*orderTable, path, engine, link);
+        const std::size_t at = seen.find("?1001");
+        ASSERT_NE(at, std::string::npos) << failing << seen;
+        // The records before and behind it are as they are, also where they have the same key.
+        EXPECT_EQ(seen.substr(0, at), whole.substr(0, at));
+        EXPECT_EQ(seen.find("?1001", at + 1), std::string::npos) << seen;
+        EXPECT_EQ(Walk(*orderTable, path, engine, link), whole);
+    }
 }
 
 TEST_F(Links, AreForgottenWhenInitialized) {

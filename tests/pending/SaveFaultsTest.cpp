@@ -1,5 +1,7 @@
 #include "pending/SaveFixture.h"
 #include "support/AllocationCount.h"
+#include "support/LinkedSales.h"
+#include "support/WalkTrace.h"
 
 #include <gtest/gtest.h>
 
@@ -88,6 +90,39 @@ TEST(FaultInASave, EndsAsTheRulesTellWithEveryStatus) {
                 SCOPED_TRACE(operation + std::to_string(call) + " " + std::to_string(status));
                 ASSERT_NO_FATAL_FAILURE(ExpectAsTold(literal, {operation, call, status, true}));
             }
+        }
+    }
+}
+
+TEST(FaultInALinkOfASave, EndsItsWalkAndTakesNoRecordForOneWithoutATarget) {
+    const std::string kept = "1 2 4 5 7";  // 3 and 6 have no city
+    for (const std::size_t which : {0U, 1U}) {
+        for (int failing = 0, reads = 1; failing <= reads; ++failing) {
+            SCOPED_TRACE(failing);
+            LinkedSales sales;
+            ETabulonPendingChanges changes;
+            changes.AppendDelete(Tag({{1, EVariant()}}));
+            const ERef<WalkTrace> trace = MakeRef<WalkTrace>("id");
+            FailingSource& source = *sales.sources[which];
+            if (failing != 0) {
+                source.FailAt(failing, DataLocked);
+            }
+            {
+                const ECursorListening listening(sales.cursor, *trace);
+                ETabulonSavePending save(&sales.cursor, sales.cursor.Levels());
+                EXPECT_EQ(save.Run(&changes, ETabulonTag::Null), StatusOk);
+            }
+            EXPECT_EQ(trace->Take().find("error(1001)") != std::string::npos, failing != 0);
+            reads = failing == 0 ? source.reads : reads;
+            std::string left;
+            for (EPosition at = sales.table->GetFirst(); at != kNoPosition;
+                 at = sales.table->GetNext()) {
+                const std::string id = sales.table->Fields()["id"].AsChaine().c_str();
+                if (failing == 0 || (id != "3" && id != "6")) {
+                    left += (left.empty() ? "" : " ") + id;
+                }
+            }
+            EXPECT_EQ(left, kept);
         }
     }
 }

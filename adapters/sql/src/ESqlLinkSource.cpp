@@ -15,6 +15,15 @@ struct KeyHash {
     std::size_t operator()(const EFieldKey& key) const noexcept { return key.Hash(); }
 };
 
+ESqlError LinkError(const ESqlTableInfo& info, ESqlError error) {
+    Chaine text("linked table ");
+    text += info.name;
+    text.Append(" can't be read: ");
+    text += error.text;
+    error.text = text;
+    return error;
+}
+
 /// A statement by key on a connection of its own, and the rows it brought, kept until a write of
 /// this process, a new walk, or Forget.
 class SqlLookup final : public IRecordLookup {
@@ -23,7 +32,8 @@ public:
               std::span<const unsigned> keyVariables, std::span<const unsigned> columns,
               std::unique_ptr<ISqlConnection> connection);
     [[nodiscard]] bool Prepare();
-    bool Read(const EFieldKey& values, void* record) override;
+    ERecordRead Read(const EFieldKey& values, void* record) override;
+    EDataError LastError() const override { return error_; }
     void Forget() override { rows_.clear(); }
     std::uint64_t Version() const override { return version_->load() + source_.Walks().load(); }
 
@@ -31,6 +41,7 @@ private:
     using Row = std::unique_ptr<ERecordBuffer>;  // null: there is no such record
     [[nodiscard]] bool Fetch(const EFieldKey& values, Row& row);
     [[nodiscard]] bool BindKey(const EFieldKey& values);
+    void NoteError() { error_ = LinkError(info_, connection_->LastError()); }
     void Blank(void* record);
     void CopyTo(const std::byte* image, void* record);
 
@@ -47,6 +58,7 @@ private:
     std::shared_ptr<std::atomic<std::uint64_t>> version_;
     std::uint64_t rowsVersion_ = 0;
     std::unordered_map<EFieldKey, Row, KeyHash> rows_;
+    ESqlError error_;
 };
 
 SqlLookup::SqlLookup(ESqlSource& source, const ESqlTableInfo& info, const DRubric& rubric,
@@ -78,10 +90,13 @@ bool SqlLookup::Prepare() {
     }
     text += SqlOrder(info_, {}) + " LIMIT 1";
     statement_ = connection_->Prepare(text);
+    if (statement_ == nullptr) {
+        NoteError();
+    }
     return statement_ != nullptr;
 }
 
-bool SqlLookup::Read(const EFieldKey& values, void* record) {
+ERecordRead SqlLookup::Read(const EFieldKey& values, void* record) {
     if (const std::uint64_t version = Version(); version != rowsVersion_) {
         Forget();
         rowsVersion_ = version;
@@ -91,7 +106,7 @@ bool SqlLookup::Read(const EFieldKey& values, void* record) {
         Row row;
         if (!Fetch(values, row)) {
             Blank(record);
-            return false;
+            return ERecordRead::Failed;
         }
         if (rows_.size() >= kMostRows) {
             Forget();
@@ -100,13 +115,13 @@ bool SqlLookup::Read(const EFieldKey& values, void* record) {
     }
     if (known->second == nullptr) {
         Blank(record);
-        return false;
+        return ERecordRead::Missing;
     }
     CopyTo(static_cast<const std::byte*>(known->second->Get()), record);
-    return true;
+    return ERecordRead::Found;
 }
 
-/// False where the read failed: not the same as no record.
+/// False where the read failed, which is never kept: it isn't the same as no record.
 bool SqlLookup::Fetch(const EFieldKey& values, Row& row) {
     if (!BindKey(values)) {
         return true;
@@ -116,6 +131,9 @@ bool SqlLookup::Fetch(const EFieldKey& values, Row& row) {
         row = std::make_unique<ERecordBuffer>(layout_);
         row_.record = static_cast<std::byte*>(row->Get());
         statement_->ReadRow(row_);
+    }
+    if (step == ESqlStep::Failed) {
+        NoteError();
     }
     statement_->Reset();
     return step != ESqlStep::Failed;
@@ -180,15 +198,20 @@ void SqlLookup::CopyTo(const std::byte* image, void* record) {
 
 std::unique_ptr<IRecordLookup> ESqlLinkSource::OpenLookup(const DRubric& rubric,
                                                           std::span<const unsigned> keyVariables,
-                                                          std::span<const unsigned> columns) {
-    ESqlError error;
+                                                          std::span<const unsigned> columns,
+                                                          EData* /*from*/, EDataError& error) {
     auto connection = source_.Connect(error);
     if (connection == nullptr) {
+        error = LinkError(info_, error);
         return nullptr;
     }
     auto lookup = std::make_unique<SqlLookup>(source_, info_, rubric, keyVariables, columns,
                                               std::move(connection));
-    return lookup->Prepare() ? std::move(lookup) : nullptr;
+    if (!lookup->Prepare()) {
+        error = lookup->LastError();
+        return nullptr;
+    }
+    return lookup;
 }
 
 }  // namespace etabulon

@@ -11,7 +11,8 @@ public:
     ESqlLinkSource(ESqlSource& source, const ESqlTableInfo& info) : source_(source), info_(info) {}
     std::unique_ptr<IRecordLookup> OpenLookup(const DRubric& rubric,
                                               std::span<const unsigned> keyVariables,
-                                              std::span<const unsigned> columns) override;
+                                              std::span<const unsigned> columns, EData* from,
+                                              EDataError& error) override;
 
 private:
     ESqlSource& source_;  // owns the dictionary that owns this

@@ -126,6 +126,9 @@ protected:
     virtual void DeclareFields() {}
     virtual void PrepareFields() {}
     virtual void CalcFields() {}
+    /// For PrepareFields and CalcFields, which have no result: the step that calls them ends with
+    /// this failure. Fields that couldn't be prepared are prepared again by the next reset.
+    void FailFields(CursorStatus status) noexcept { fieldsStatus_ = status; }
     [[nodiscard]] virtual bool IsInFilter() const;
     virtual CursorStatus OnAcceptedByFilter() { return StatusOk; }
     virtual void OnRefusedByFilter() {}
@@ -163,6 +166,7 @@ private:
     ECriticalSection lock_;
     std::unique_ptr<EFieldSet> fields_;
     bool fieldsDirty_ = true;
+    CursorStatus fieldsStatus_ = StatusOk;  // of the last PrepareFields or CalcFields
     mutable ETabulonTag currentTag_;
     mutable ETabulonPrimaryKey primaryKey_;
     mutable bool tagStale_ = false;

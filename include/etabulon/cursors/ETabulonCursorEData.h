@@ -12,6 +12,8 @@ namespace etabulon {
 /// The cursor on a real table: walks an EData, reaches linked variables, locks each accepted record
 /// if asked to, and writes. Derive from it to narrow the table to a tag by SetKeyRange.
 ///
+/// Links      A linked record that can't be read ends the step with the status of that failure, and
+///            is read again by the next step that needs it.
 /// Ownership  with ownsTable the table goes with the cursor; its dictionary must outlive both.
 /// Updater    Updater() adds a reference that its caller releases. The first holder and the last
 ///            bracket a write session of the table; the count never destroys the cursor.
@@ -23,8 +25,11 @@ public:
     void Init(const ETabulonLevels& levels, EData* table, bool ownsTable);
     [[nodiscard]] EData* Data() const noexcept { return table_; }
     /// Makes a variable behind links known to the next preparation of fields: that of the first
-    /// reset after Init. A path that doesn't resolve declares no field.
-    void DeclareLinkField(const ETabulonVariableID& id);
+    /// reset after Init. False for a path that doesn't resolve, which declares no field and reads
+    /// as missing. May be asked again, also for the links of levels, which Init declares.
+    bool DeclareLinkField(const ETabulonVariableID& id);
+    /// Why the last step failed at a record reached through a link; status 0 if it didn't.
+    [[nodiscard]] const EDataError& LinkError() const noexcept { return linkError_; }
 
     /// How accepted records are locked: 0 not at all, 200 the table's lock without the flag, others
     /// up to 200 with it, 300 the record lock with the flag, others above 200 without it.
@@ -46,6 +51,8 @@ protected:
     void CalcFields() override;
     CursorStatus OnAcceptedByFilter() override;
     void ExtractPrimaryKey(ETabulonPrimaryKey& key) const override;
+    /// A record behind a link couldn't be read: the step ends with the error's status.
+    virtual void OnLinkFailed(const EDataError& error);
 
     CursorStatus StartInsert(const ETabulonTag& tag) override;
     CursorStatus StartUpdate(const ETabulonPrimaryKey& key, const ETabulonTag& tag) override;
@@ -64,6 +71,12 @@ private:
     std::int32_t Release() override;
     [[nodiscard]] CursorStatus TableStatus() const noexcept;
     [[nodiscard]] Chaine QualifiedPath(const Chaine& code) const;
+    void TellLinkFailure();
+    void ClearLinkError() {
+        if (linkError_.status != DataOk) {
+            linkError_ = EDataError{};
+        }
+    }
     void DropTable() noexcept;
 
     std::uint32_t refCount_ = 1;
@@ -77,6 +90,7 @@ private:
     FSortedMap<ETabulonVariableID, LinkDescriptor> links_;
     bool insertMode_ = false;
     bool linksTouched_ = false;  // the linked records may have been written over
+    EDataError linkError_;
 };
 
 }  // namespace etabulon

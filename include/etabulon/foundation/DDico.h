@@ -2,6 +2,7 @@
 
 #include "etabulon/foundation/EFieldKey.h"
 #include "etabulon/foundation/EFieldSet.h"
+#include "etabulon/foundation/IRecordSource.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -73,32 +74,6 @@ private:
     unsigned long accelerator_;
     std::size_t offset_;
     std::size_t stride_;
-};
-
-/// Finds records of a rubric by the values of some of its variables.
-class ETABULON_API IRecordLookup {
-public:
-    virtual ~IRecordLookup() = default;
-    /// Reads the first record, in the order of the rubric's key, with these values into `record`
-    /// (constructed, in the rubric's layout). False where there is none, or the read failed: then
-    /// `record` is blank.
-    [[nodiscard]] virtual bool Read(const EFieldKey& values, void* record) = 0;
-    /// Drops rows kept from earlier reads.
-    virtual void Forget() = 0;
-    /// Changes whenever a row read before could be read differently.
-    [[nodiscard]] virtual std::uint64_t Version() const = 0;
-};
-
-/// Where the records of a rubric come from.
-class ETABULON_API IRecordSource {
-public:
-    virtual ~IRecordSource() = default;
-    /// A lookup by `keyVariables` that fills at least `columns` (both by variable index); null on
-    /// failure. Of an array variable in the key its first element counts. The lookup keeps alive
-    /// what it reads from, also when the rubric gets another source.
-    [[nodiscard]] virtual std::unique_ptr<IRecordLookup> OpenLookup(
-        const DRubric& rubric, std::span<const unsigned> keyVariables,
-        std::span<const unsigned> columns) = 0;
 };
 
 /// A link by name: own variables whose values are the key of a record of the target rubric.

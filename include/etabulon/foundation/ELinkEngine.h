@@ -4,6 +4,7 @@
 #include "etabulon/foundation/DDico.h"
 #include "etabulon/foundation/PTableau.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -25,6 +26,7 @@ namespace etabulon {
 /// (`Person.boss>boss>name`): it ends where it ends, after at most 64 steps.
 inline constexpr char kLinkForward = '\x3E';
 inline constexpr char kLinkBackward = '\xBB';
+inline constexpr std::size_t kMostLinkSteps = 64;
 
 /// What RegisterLink works out of a path: stored and given back, never read by others.
 struct LinkDescriptor {
@@ -63,10 +65,11 @@ public:
     /// path doesn't resolve (unknown names, over 64 steps, a bad index): such a link reads nothing.
     virtual int RegisterLink(const Chaine& code, LinkDescriptor& descriptor) = 0;
     /// Once before links are used: what was read before is forgotten. 0 when the records of a
-    /// rubric on the way can't be read: links through it find no target.
+    /// rubric on the way can't be read. Without a source it has none, and links through it find no
+    /// target; where the source couldn't be opened LastError tells, and they fail.
     virtual int InitializeLinks() = 0;
     /// Reads the linked record for the provider's present one. Its buffer; null where there is no
-    /// target, which leaves that buffer blank.
+    /// target, and where it can't be read, which LastError tells. Both leave that buffer blank.
     virtual const void* ResolveLink(const LinkDescriptor& descriptor,
                                     const IBufferProvider* provider) = 0;
     /// The buffer, the same for the engine's life, in which the link's target record lies; null for
@@ -76,6 +79,10 @@ public:
     /// Somebody may have written into the engine's buffers: each is read again, or blanked, at its
     /// next ResolveLink. Rows that sources keep stay good.
     virtual void ForgetBuffers() = 0;
+    /// Of the last call of InitializeLinks or ResolveLink: status 0 unless a read failed, otherwise
+    /// neither 0 nor that of the data's end. A failure isn't kept as a missing record: the next
+    /// ResolveLink reads again.
+    [[nodiscard]] virtual const EDataError& LastError() const = 0;
 
 protected:
     virtual ~ILinkEngine() = default;
@@ -89,7 +96,8 @@ protected:
 /// Threads  that of the walk. A descriptor belongs to the engine that filled it.
 class ETABULON_API LinkEngineEDataTable : public ILinkEngine {
 public:
-    explicit LinkEngineEDataTable(DDico* dico);
+    /// `from` is the table that the links start at, for sources; not owned.
+    explicit LinkEngineEDataTable(DDico* dico, EData* from = nullptr);
     ~LinkEngineEDataTable() override;
     LinkEngineEDataTable(const LinkEngineEDataTable&) = delete;
     LinkEngineEDataTable& operator=(const LinkEngineEDataTable&) = delete;
@@ -102,6 +110,7 @@ public:
     const void* FindBuffer(const LinkDescriptor& descriptor, PTableau<DRubric*>& rubrics,
                            const IBufferProvider* provider) override;
     void ForgetBuffers() override;
+    [[nodiscard]] const EDataError& LastError() const override;
 
 private:
     class Step;

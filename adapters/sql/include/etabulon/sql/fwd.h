@@ -9,7 +9,8 @@ class ESqlTable;
 class ETabulonCursorSql;
 class ISqlConnection;
 class ISqlStatement;
-struct ESqlError;
+struct EDataError;
+using ESqlError = EDataError;
 struct ESqlTableInfo;
 struct ESqlTableOptions;
 

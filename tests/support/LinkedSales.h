@@ -1,0 +1,46 @@
+#pragma once
+
+#include "etabulon/cursors/ETabulonCursorEData.h"
+#include "support/FailingSource.h"
+#include "support/MemoryTable.h"
+
+#include <memory>
+#include <vector>
+
+namespace etabulon::test {
+
+/// Sales in cities, cities in countries: levels by the names of both. Sale 3 has no city.
+struct LinkedSales {
+    LinkedSales() {
+        countries->AddVariable("code", "", TYPE_CHAINE, 0);
+        countries->AddVariable("name", "", TYPE_CHAINE, 0);
+        countries->SetKey({"code"});
+        cities->AddVariable("id", "", TYPE_LONG, 0);
+        cities->AddVariable("name", "", TYPE_CHAINE, 0);
+        cities->AddVariable("country", "", TYPE_CHAINE, 0);
+        cities->SetKey({"id"});
+        cities->AddLink("land", {"country"}, countries);
+        rubric->AddVariable("id", "", TYPE_LONG, 0);
+        rubric->AddVariable("city", "", TYPE_LONG, kNullableLong);
+        rubric->SetKey({"id"});
+        rubric->AddLink("place", {"city"}, cities);
+        countryTable = MakeTable(countries, {{"DE", "Germany"}, {"FR", "France"}});
+        cityTable = MakeTable(cities, {{1, "Paris", "FR"}, {2, "Ulm", "DE"}, {4, "Rome", "IT"}});
+        table = MakeTable(rubric, {{1, 1}, {2, 2}, {3, Missing()}, {4, 1}, {5, 4}, {6, 9}, {7, 2}});
+        sources = {FailingSource::Before(*countries), FailingSource::Before(*cities)};
+        ETabulonLevels levels;
+        levels.AddLevel("Country", "place>land>name", nullptr, /*addRef=*/false);
+        levels.AddLevel("City", "place>name", nullptr, /*addRef=*/false);
+        cursor.Init(levels, table.get(), /*ownsTable=*/false);
+    }
+
+    DDico dico;
+    DRubric* countries = dico.AddRubric("Countries");
+    DRubric* cities = dico.AddRubric("Cities");
+    DRubric* rubric = dico.AddRubric("Sales");
+    std::unique_ptr<EDataMemory> countryTable, cityTable, table;
+    std::vector<std::shared_ptr<FailingSource>> sources;
+    ETabulonCursorEData cursor;
+};
+
+}  // namespace etabulon::test
