@@ -126,17 +126,17 @@ bool SqlLookup::Fetch(const EFieldKey& values, Row& row) {
     if (!BindKey(values)) {
         return true;
     }
+    const SqlRun run(*statement_);
     const ESqlStep step = statement_->Step();
     if (step == ESqlStep::Row) {
         row = std::make_unique<ERecordBuffer>(layout_);
         row_.record = static_cast<std::byte*>(row->Get());
-        statement_->ReadRow(row_);
     }
-    if (step == ESqlStep::Failed) {
+    if (step == ESqlStep::Failed || (step == ESqlStep::Row && !statement_->ReadRow(row_))) {
         NoteError();
+        return false;
     }
-    statement_->Reset();
-    return step != ESqlStep::Failed;
+    return true;
 }
 
 /// False for a key that no record can have.

@@ -14,6 +14,19 @@ namespace etabulon {
 
 class ETabulonValue;
 
+/// Resets a statement at the end of a scope, whatever passes through it: one that stands on a row
+/// takes no other values.
+class [[nodiscard]] SqlRun {
+public:
+    explicit SqlRun(ISqlStatement& statement) : statement_(statement) {}
+    ~SqlRun() { statement_.Reset(); }
+    SqlRun(const SqlRun&) = delete;
+    SqlRun& operator=(const SqlRun&) = delete;
+
+private:
+    ISqlStatement& statement_;
+};
+
 /// The interned texts and mismatch counts of some columns, for every row that is read of them.
 struct ESqlColumnData {
     explicit ESqlColumnData(std::size_t count) : texts(count), mismatches(count) {}

@@ -108,12 +108,15 @@ bool ESqlTable::State::PositionOf(const ESqlRow& of, EPosition& position) {
 }
 
 bool ESqlTable::State::BindKey(ISqlStatement& statement, int first, EPosition position) {
+    if (info.keyKind == ESqlKeyKind::None) {
+        return false;
+    }
     if (info.keyKind != ESqlKeyKind::Columns) {
         ESqlValue value;
         value.kind = ESqlValue::Kind::Int;
         value.integer = position >= 0 ? position : position + 1;
         statement.Bind(first, value);
-        return info.keyKind != ESqlKeyKind::None;
+        return true;
     }
     std::string_view key = registry.KeyOf(position);
     if (key.empty()) {
@@ -297,29 +300,43 @@ void ESqlTable::State::LeaveStreaming() {
 }
 
 ESqlTable::State::Find ESqlTable::State::ReadByKey(EPosition position) {
+    // The record is left to the last: a read that fails changes as little of it as can be.
+    ESqlRow* const rows[] = {&loadedRow, &row};
+    const std::span<ESqlRow* const> read = rows;
+    const Find found = ReadInto(writable ? read : read.last(1), position);
+    if (found == Find::Found) {
+        loadedFrom = writable ? Loaded::InRecord : loadedFrom;
+        MirrorLinkColumns();
+    }
+    return found;
+}
+
+ESqlTable::State::Find ESqlTable::State::ReadLoaded(EPosition position) {
+    ESqlRow* const rows[] = {&loadedRow};
+    return ReadInto(rows, position);
+}
+
+ESqlTable::State::Find ESqlTable::State::ReadInto(std::span<ESqlRow* const> rows,
+                                                  EPosition position) {
     ISqlStatement* const statement = Prepared(selectRow + SqlWhereKey(info, 1));
     if (statement == nullptr) {
         return Find::Failed;
     }
-    if (!BindKey(*statement, 1, position)) {
+    const SqlRun run(*statement);
+    const ESqlStep step = BindKey(*statement, 1, position) ? statement->Step() : ESqlStep::Done;
+    if (step == ESqlStep::Done) {
         return Find::Gone;
     }
-    const ESqlStep step = statement->Step();
-    if (step == ESqlStep::Row) {
-        statement->ReadRow(row);
-        if (writable) {
-            statement->ReadRow(loadedRow);
-            loadedFrom = Loaded::InRecord;
+    if (writable) {
+        loadedFrom = Loaded::No;
+    }
+    for (ESqlRow* const into : rows) {
+        if (step == ESqlStep::Failed || !statement->ReadRow(*into)) {
+            NoteEngineError();
+            return Find::Failed;
         }
-        MirrorLinkColumns();
-    } else if (step == ESqlStep::Failed) {
-        NoteEngineError();
     }
-    statement->Reset();
-    if (step == ESqlStep::Failed) {
-        return Find::Failed;
-    }
-    return step == ESqlStep::Row ? Find::Found : Find::Gone;
+    return Find::Found;
 }
 
 bool ESqlTable::State::Locate(EPosition position) {
@@ -339,10 +356,8 @@ bool ESqlTable::State::Locate(EPosition position) {
 
 void ESqlTable::State::TakeLoaded() {
     if (loadedFrom == Loaded::InStatement) {
-        if (writable) {
-            walkStatement->ReadRow(loadedRow);
-        }
-        loadedFrom = writable ? Loaded::InRecord : Loaded::No;
+        const bool isRead = writable && walkStatement->ReadRow(loadedRow);
+        loadedFrom = isRead ? Loaded::InRecord : Loaded::No;
     }
 }
 

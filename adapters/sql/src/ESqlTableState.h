@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <memory>
+#include <span>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -68,6 +69,9 @@ struct ESqlTable::State {
     /// Turns a streaming walk into one over the keys that are left.
     void LeaveStreaming();
     [[nodiscard]] Find ReadByKey(EPosition position);
+    /// The same into `loaded` alone; it isn't known to be of the current record then.
+    [[nodiscard]] Find ReadLoaded(EPosition position);
+    [[nodiscard]] Find ReadInto(std::span<ESqlRow* const> rows, EPosition position);
     /// Makes `listAt` the place of `position` in the list; false where it isn't in it.
     [[nodiscard]] bool Locate(EPosition position);
     void TakeLoaded();
@@ -125,6 +129,7 @@ struct ESqlTable::State {
     ESqlError error;
 
     // Writing.
+    bool isReadBack = false;  // `loaded` is what the database made of the last write
     unsigned holders = 0;
     bool atomic = false;
     ESqlSessionRecord session;

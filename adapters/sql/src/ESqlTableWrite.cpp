@@ -69,11 +69,8 @@ EPosition ESqlTable::Insert() {
     std::string text = "INSERT" + s.info.orFail + " INTO " + s.info.qualifiedName.c_str();
     text += cells.empty() ? " DEFAULT VALUES" : " (" + names + ") VALUES (" + values + ")";
     text += " RETURNING " + SqlKeyList(s.info);
-    if (!RunWrite(text, cells, kNoPosition, s.keyRow)) {
-        return FailWrite(s.error.status);
-    }
     EPosition added = kNoPosition;
-    return s.PositionOf(s.keyRow, added) ? EndWrite(added) : FailWrite(s.error.status);
+    return RunWrite(text, cells, kNoPosition, &added) ? EndWrite(added) : FailWrite(s.error.status);
 }
 
 EPosition ESqlTable::Update(EPosition where) {
@@ -109,11 +106,8 @@ EPosition ESqlTable::Update(EPosition where) {
                              " SET " + changes +
                              SqlWhereKey(s.info, static_cast<int>(cells.size()) + 1) +
                              " RETURNING " + SqlKeyList(s.info);
-    if (!RunWrite(text, cells, where, s.keyRow)) {
-        return FailWrite(s.error.status);
-    }
     EPosition written = kNoPosition;
-    return s.PositionOf(s.keyRow, written) ? EndWrite(written) : FailWrite(s.error.status);
+    return RunWrite(text, cells, where, &written) ? EndWrite(written) : FailWrite(s.error.status);
 }
 
 bool ESqlTable::DeleteOne(EPosition where) {
@@ -125,7 +119,7 @@ bool ESqlTable::DeleteOne(EPosition where) {
     s.LeaveStreaming();
     const std::string text =
         std::string("DELETE FROM ") + s.info.qualifiedName.c_str() + SqlWhereKey(s.info, 1);
-    if (!RunWrite(text, {}, where, s.keyRow)) {
+    if (!RunWrite(text, {}, where, /*written=*/nullptr)) {
         FailWrite(s.error.status);
         return false;
     }
@@ -168,28 +162,17 @@ bool ESqlTable::ReadLoaded(EPosition where) {
     if (where == position && s.loadedFrom == State::Loaded::InRecord) {
         return true;
     }
-    ISqlStatement* const statement = s.Prepared(s.selectRow + SqlWhereKey(s.info, 1));
-    if (statement == nullptr) {
-        return false;
+    const State::Find found = s.ReadLoaded(where);
+    if (found == State::Find::Gone) {
+        s.error.status = DataGone;
     }
-    s.error.status = s.BindKey(*statement, 1, where) ? DataGone : DataNoSuchPosition;
-    const ESqlStep step = s.error.status == DataGone ? statement->Step() : ESqlStep::Done;
-    if (step == ESqlStep::Row) {
-        statement->ReadRow(s.loadedRow);
-        s.ClearError();
-    } else if (step == ESqlStep::Failed) {
-        s.NoteEngineError();
-    }
-    statement->Reset();
-    // Of another record than the current one: good for this write only.
-    s.loadedFrom = State::Loaded::No;
-    return step == ESqlStep::Row;
+    return found == State::Find::Found;
 }
 
 /// Runs a write that must hit exactly one row. The parameters are the cells, then the key of
-/// `where`.
+/// `where`. `written` is null for a statement that returns no key.
 bool ESqlTable::RunWrite(const std::string& text, std::span<const std::size_t> cells,
-                         EPosition where, ESqlRow& written) {
+                         EPosition where, EPosition* written) {
     State& s = *state_;
     Write write(s);
     ISqlStatement* const statement = s.Prepared(text);
@@ -206,15 +189,20 @@ bool ESqlTable::RunWrite(const std::string& text, std::span<const std::size_t> c
     }
     std::int64_t rows = 0;
     ESqlStep step = ESqlStep::Done;
-    while ((step = statement->Step()) == ESqlStep::Row) {
-        statement->ReadRow(written);
+    {
+        const SqlRun run(*statement);
+        while ((step = statement->Step()) == ESqlStep::Row) {
+            if (!statement->ReadRow(s.keyRow)) {
+                step = ESqlStep::Failed;
+                break;
+            }
+        }
+        if (step == ESqlStep::Failed) {
+            s.NoteEngineError();
+        } else {
+            rows = s.connection->Changes();
+        }
     }
-    if (step == ESqlStep::Failed) {
-        s.NoteEngineError();
-    } else {
-        rows = s.connection->Changes();
-    }
-    statement->Reset();
     if (step == ESqlStep::Done && rows != 1) {
         if (rows == 0 && where != kNoPosition) {
             s.NoteError(DataGone, "the record is there no more");
@@ -222,7 +210,20 @@ bool ESqlTable::RunWrite(const std::string& text, std::span<const std::size_t> c
             s.NoteError(DataOther, "the write would have hit another number of rows than one");
         }
     }
-    return step == ESqlStep::Done && rows == 1 && write.Commit();
+    return step == ESqlStep::Done && rows == 1 && (written == nullptr || ReadBack(*written)) &&
+           write.Commit();
+}
+
+/// Reads what the database made of the write, before it is committed: one whose record can't be
+/// read or have a position doesn't stay.
+bool ESqlTable::ReadBack(EPosition& written) {
+    State& s = *state_;
+    if (!s.PositionOf(s.keyRow, written)) {
+        return false;
+    }
+    const State::Find found = s.ReadLoaded(written);
+    s.isReadBack = found == State::Find::Found;  // else a trigger has taken it away again
+    return found != State::Find::Failed;
 }
 
 EPosition ESqlTable::FailWrite(std::int32_t newStatus) {
@@ -236,10 +237,10 @@ EPosition ESqlTable::FailWrite(std::int32_t newStatus) {
 EPosition ESqlTable::EndWrite(EPosition written) {
     State& s = *state_;
     CountWrite(/*isSuccess=*/true);
-    // The write stands, whatever becomes of reading again what the database made of it.
-    if (s.ReadByKey(written) != State::Find::Found) {
-        s.loadedFrom = State::Loaded::No;
+    if (s.isReadBack) {
+        s.layout.CopyRecord(s.record.Get(), s.loaded.Get());
     }
+    s.loadedFrom = s.isReadBack ? State::Loaded::InRecord : State::Loaded::No;
     return Arrive(written);
 }
 

@@ -11,84 +11,89 @@ ESqlStep StepOf(int code) noexcept {
     return code == SQLITE_DONE ? ESqlStep::Done : ESqlStep::Failed;
 }
 
+// Where memory runs out a text or bytes come as null, though their length is told.
+
+/// Null where the text can't be had.
 const char* TextOf(sqlite3_value* value) noexcept {
     // Before the length is asked: the text may have to be made first.
-    const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(value));
-    return text != nullptr ? text : "";
+    return reinterpret_cast<const char*>(sqlite3_value_text(value));
 }
 
+/// Null where the bytes can't be had.
 const char* BlobOf(sqlite3_value* value) noexcept {
     const auto* bytes = static_cast<const char*>(sqlite3_value_blob(value));
-    return bytes != nullptr ? bytes : "";
+    return bytes == nullptr && sqlite3_value_bytes(value) == 0 ? "" : bytes;
 }
 
-ESqlValue ValueOf(sqlite3_value* from) noexcept {
-    ESqlValue value;
+/// False where the value can't be had.
+bool ReadValue(sqlite3_value* from, ESqlValue& value) noexcept {
     switch (sqlite3_value_type(from)) {
         case SQLITE_INTEGER:
             value.kind = ESqlValue::Kind::Int;
             value.integer = sqlite3_value_int64(from);
-            break;
+            return true;
         case SQLITE_FLOAT:
             value.kind = ESqlValue::Kind::Real;
             value.real = sqlite3_value_double(from);
-            break;
+            return true;
         case SQLITE_TEXT:
             value.kind = ESqlValue::Kind::Text;
             value.bytes = TextOf(from);
-            value.size = static_cast<std::size_t>(sqlite3_value_bytes(from));
             break;
         case SQLITE_BLOB:
             value.kind = ESqlValue::Kind::Blob;
             value.bytes = BlobOf(from);
-            value.size = static_cast<std::size_t>(sqlite3_value_bytes(from));
             break;
         default:
-            break;
+            return true;
     }
-    return value;
+    if (value.bytes == nullptr) {
+        value = ESqlValue{};
+        return false;
+    }
+    value.size = static_cast<std::size_t>(sqlite3_value_bytes(from));
+    return true;
+}
+
+int BindValue(sqlite3_stmt* statement, int parameter, const ESqlValue& value) noexcept {
+    switch (value.kind) {
+        case ESqlValue::Kind::Int:
+            return sqlite3_bind_int64(statement, parameter, value.integer);
+        case ESqlValue::Kind::Real:
+            return sqlite3_bind_double(statement, parameter, value.real);
+        case ESqlValue::Kind::Text:
+            // A null pointer would bind NULL.
+            return sqlite3_bind_text64(statement, parameter, value.size > 0 ? value.bytes : "",
+                                       value.size, SQLITE_TRANSIENT, SQLITE_UTF8);
+        case ESqlValue::Kind::Blob:
+            return sqlite3_bind_blob64(statement, parameter, value.size > 0 ? value.bytes : "",
+                                       value.size, SQLITE_TRANSIENT);
+        default:
+            return sqlite3_bind_null(statement, parameter);
+    }
 }
 
 }  // namespace
 
+// After a failure nothing more is asked of SQLite until the step, which would forget the error.
 void ESqliteStatement::Bind(int parameter, const ESqlValue& value) {
-    switch (value.kind) {
-        case ESqlValue::Kind::Int:
-            sqlite3_bind_int64(statement_, parameter, value.integer);
-            break;
-        case ESqlValue::Kind::Real:
-            sqlite3_bind_double(statement_, parameter, value.real);
-            break;
-        case ESqlValue::Kind::Text:
-            // A null pointer would bind NULL.
-            sqlite3_bind_text64(statement_, parameter, value.size > 0 ? value.bytes : "",
-                                value.size, SQLITE_TRANSIENT, SQLITE_UTF8);
-            break;
-        case ESqlValue::Kind::Blob:
-            sqlite3_bind_blob64(statement_, parameter, value.size > 0 ? value.bytes : "",
-                                value.size, SQLITE_TRANSIENT);
-            break;
-        default:
-            sqlite3_bind_null(statement_, parameter);
-            break;
-    }
+    hasFailed_ = hasFailed_ || BindValue(statement_, parameter, value) != SQLITE_OK;
 }
 
-ESqlStep ESqliteStatement::Step() { return StepOf(sqlite3_step(statement_)); }
+ESqlStep ESqliteStatement::Step() {
+    return hasFailed_ ? ESqlStep::Failed : StepOf(sqlite3_step(statement_));
+}
 
 ESqlStep ESqliteStatement::StepWalk(ESqlRow& row) {
     connection_.SetWalking(true);
-    const ESqlStep step = StepOf(sqlite3_step(statement_));
+    const ESqlStep step = Step();
     connection_.SetWalking(false);
-    if (step == ESqlStep::Row) {
-        ReadRow(row);
-    }
-    return step;
+    return step == ESqlStep::Row && !ReadRow(row) ? ESqlStep::Failed : step;
 }
 
 // The values are "unprotected" ones, which spares two calls each; they are safe to read here, since
 // the connection belongs to this thread alone.
-void ESqliteStatement::ReadRow(ESqlRow& row) {
+bool ESqliteStatement::ReadRow(ESqlRow& row) {
     for (const ESqlCell& cell : row.cells) {
         sqlite3_value* const value = sqlite3_column_value(statement_, cell.column);
         switch (sqlite3_value_type(value)) {
@@ -100,11 +105,17 @@ void ESqliteStatement::ReadRow(ESqlRow& row) {
                 break;
             case SQLITE_TEXT: {
                 const char* const text = TextOf(value);
+                if (text == nullptr) {
+                    return false;
+                }
                 row.PutText(cell, text, static_cast<std::size_t>(sqlite3_value_bytes(value)));
                 break;
             }
             case SQLITE_BLOB: {
                 const char* const bytes = BlobOf(value);
+                if (bytes == nullptr) {
+                    return false;
+                }
                 row.PutBlob(cell, bytes, static_cast<std::size_t>(sqlite3_value_bytes(value)));
                 break;
             }
@@ -119,13 +130,20 @@ void ESqliteStatement::ReadRow(ESqlRow& row) {
     if (!row.keyColumns.empty()) {
         row.key.clear();
         for (const int column : row.keyColumns) {
-            AppendKeyValue(row.key, ValueOf(sqlite3_column_value(statement_, column)));
+            ESqlValue value;
+            if (!ReadValue(sqlite3_column_value(statement_, column), value)) {
+                return false;
+            }
+            AppendKeyValue(row.key, value);
         }
     }
+    return true;
 }
 
 ESqlValue ESqliteStatement::Column(int column) {
-    return ValueOf(sqlite3_column_value(statement_, column));
+    ESqlValue value;
+    hasFailed_ = !ReadValue(sqlite3_column_value(statement_, column), value) || hasFailed_;
+    return value;
 }
 
 }  // namespace etabulon

@@ -18,13 +18,17 @@ public:
     void Bind(int parameter, const ESqlValue& value) override;
     ESqlStep Step() override;
     ESqlStep StepWalk(ESqlRow& row) override;
-    void ReadRow(ESqlRow& row) override;
+    bool ReadRow(ESqlRow& row) override;
     ESqlValue Column(int column) override;
-    void Reset() override { sqlite3_reset(statement_); }
+    void Reset() override {
+        sqlite3_reset(statement_);
+        hasFailed_ = false;
+    }
 
 private:
     ESqliteConnection& connection_;
     sqlite3_stmt* statement_;  // owned
+    bool hasFailed_ = false;   // at a value, since the last Reset
 };
 
 }  // namespace etabulon

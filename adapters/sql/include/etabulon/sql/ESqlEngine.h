@@ -31,14 +31,17 @@ enum class ESqlStep : std::uint8_t {
 class ETABULON_API ISqlStatement {
 public:
     virtual ~ISqlStatement() = default;
-    /// Parameters are counted from 1 and keep their values over Reset.
+    /// Parameters are counted from 1 and keep their values over Reset. A value that can't be bound
+    /// fails the next step.
     virtual void Bind(int parameter, const ESqlValue& value) = 0;
     /// Never interrupted.
     [[nodiscard]] virtual ESqlStep Step() = 0;
     /// A step of a walk: the row is decoded into `row` in the same call, and Interrupt ends it.
     [[nodiscard]] virtual ESqlStep StepWalk(ESqlRow& row) = 0;
-    /// Decodes the row that the statement stands on.
-    virtual void ReadRow(ESqlRow& row) = 0;
+    /// Decodes the row that the statement stands on. False where memory for a value of it ran out:
+    /// what `row` holds then isn't the row.
+    [[nodiscard]] virtual bool ReadRow(ESqlRow& row) = 0;
+    /// A value that can't be read fails the next step.
     [[nodiscard]] virtual ESqlValue Column(int column) = 0;
     /// Ends the run and gives up what it locked.
     virtual void Reset() = 0;

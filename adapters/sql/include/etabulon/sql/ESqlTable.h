@@ -131,7 +131,8 @@ private:
     [[nodiscard]] bool ReadLoaded(EPosition where);
     ESqlOutcome EndAtomic(ESqlOutcome outcome);
     [[nodiscard]] bool RunWrite(const std::string& text, std::span<const std::size_t> cells,
-                                EPosition where, ESqlRow& written);
+                                EPosition where, EPosition* written);
+    [[nodiscard]] bool ReadBack(EPosition& written);
     std::unique_ptr<State> state_;
 };
 
