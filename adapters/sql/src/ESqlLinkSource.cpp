@@ -24,13 +24,13 @@ ESqlError LinkError(const ESqlTableInfo& info, ESqlError error) {
     return error;
 }
 
-/// A statement by key on a connection of its own, and the rows it brought, kept until a write of
-/// this process, a new walk, or Forget.
+/// A statement by key on the connection of the table that the links start at, and the rows it
+/// brought, kept until a write of this process, a new walk, or Forget.
 class SqlLookup final : public IRecordLookup {
 public:
     SqlLookup(ESqlSource& source, const ESqlTableInfo& info, const DRubric& rubric,
               std::span<const unsigned> keyVariables, std::span<const unsigned> columns,
-              std::unique_ptr<ISqlConnection> connection);
+              std::shared_ptr<ISqlConnection> connection);
     [[nodiscard]] bool Prepare();
     ERecordRead Read(const EFieldKey& values, void* record) override;
     EDataError LastError() const override { return error_; }
@@ -49,7 +49,7 @@ private:
     const ESqlTableInfo& info_;
     std::vector<unsigned> keyVariables_;
     std::vector<unsigned> columns_;
-    std::unique_ptr<ISqlConnection> connection_;
+    std::shared_ptr<ISqlConnection> connection_;
     EFieldSet layout_;
     ESqlColumnData data_;
     ESqlRow row_;                       // into an image of layout_
@@ -63,7 +63,7 @@ private:
 
 SqlLookup::SqlLookup(ESqlSource& source, const ESqlTableInfo& info, const DRubric& rubric,
                      std::span<const unsigned> keyVariables, std::span<const unsigned> columns,
-                     std::unique_ptr<ISqlConnection> connection)
+                     std::shared_ptr<ISqlConnection> connection)
     : source_(source),
       info_(info),
       keyVariables_(keyVariables.begin(), keyVariables.end()),
@@ -199,8 +199,15 @@ void SqlLookup::CopyTo(const std::byte* image, void* record) {
 std::unique_ptr<IRecordLookup> ESqlLinkSource::OpenLookup(const DRubric& rubric,
                                                           std::span<const unsigned> keyVariables,
                                                           std::span<const unsigned> columns,
-                                                          EData* /*from*/, EDataError& error) {
-    auto connection = source_.Connect(error);
+                                                          EData* from, EDataError& error) {
+    // On another connection a lookup would wait for the locks of the table's own transaction, and
+    // see the state before it.
+    const auto* const table = dynamic_cast<const ESqlTable*>(from);
+    std::shared_ptr<ISqlConnection> connection =
+        table != nullptr ? table->ConnectionTo(source_) : nullptr;
+    if (connection == nullptr) {
+        connection = source_.Connect(error);
+    }
     if (connection == nullptr) {
         error = LinkError(info_, error);
         return nullptr;

@@ -206,6 +206,12 @@ EPosition ESqlTable::Arrive(EPosition newPosition) {
     return newPosition;
 }
 
+void ESqlTable::FailWalk(const ESqlError& error) {
+    state_->error = error;
+    state_->BreakWalk();
+    Leave(error.status);
+}
+
 /// No current record, a blank buffer.
 EPosition ESqlTable::Leave(std::int32_t newStatus) {
     State& s = *state_;
@@ -351,6 +357,11 @@ std::int32_t ESqlTable::UnlockRecord(EPosition where) {
 
 Chaine ESqlTable::LastErrorText() const { return state_->error.text; }
 int ESqlTable::LastErrorCode() const { return state_->error.engineCode; }
+
+std::shared_ptr<ISqlConnection> ESqlTable::ConnectionTo(const ESqlSource& source) const noexcept {
+    return &source == &state_->source ? state_->connection : nullptr;
+}
+
 const ESqlTableInfo& ESqlTable::Info() const noexcept { return state_->info; }
 const DRubric& ESqlTable::Rubric() const noexcept { return state_->rubric; }
 const std::vector<unsigned>& ESqlTable::Columns() const noexcept { return state_->columns; }

@@ -14,7 +14,7 @@ constexpr std::string_view kCancelled = "the walk was cancelled";
 
 ESqlTable::State::State(ESqlSource& ofSource, const ESqlTableInfo& ofInfo, DRubric& ofRubric,
                         std::vector<unsigned> ofColumns,
-                        std::unique_ptr<ISqlConnection> ofConnection)
+                        std::shared_ptr<ISqlConnection> ofConnection)
     : source(ofSource),
       info(ofInfo),
       rubric(ofRubric),

@@ -34,7 +34,7 @@ struct ESqlTable::State {
     enum class Find : std::uint8_t { Found = 0, Gone = 1, Failed = 2 };
 
     State(ESqlSource& source, const ESqlTableInfo& info, DRubric& rubric,
-          std::vector<unsigned> columns, std::unique_ptr<ISqlConnection> connection);
+          std::vector<unsigned> columns, std::shared_ptr<ISqlConnection> connection);
     ~State();
 
     // --- keys
@@ -82,7 +82,7 @@ struct ESqlTable::State {
     const ESqlTableInfo& info;
     DRubric& rubric;
     std::vector<unsigned> columns;
-    std::unique_ptr<ISqlConnection> connection;  // outlives its statements below
+    std::shared_ptr<ISqlConnection> connection;  // shared with lookups of links from here
     bool writable;
 
     // Records. Cells of `row` and `loadedRow` are the same but for the buffer.

@@ -187,31 +187,34 @@ bool ESqlTable::RunWrite(const std::string& text, std::span<const std::size_t> c
     if (where != kNoPosition) {
         static_cast<void>(s.BindKey(*statement, parameter + 1, where));
     }
-    std::int64_t rows = 0;
+    const std::int64_t changesBefore = s.connection->TotalChanges();
+    const std::int64_t rows = StepWrite(*statement);
+    const bool changesOthers = s.connection->TotalChanges() - changesBefore > rows;
+    if (rows == 0 && where != kNoPosition) {
+        s.NoteError(DataGone, "the record is there no more");
+    } else if (rows == 0 || rows > 1) {
+        s.NoteError(DataOther, "the write would have hit another number of rows than one");
+    }
+    const bool isWritten =
+        rows == 1 && (written == nullptr || ReadBack(*written)) && write.Commit();
+    if (isWritten && changesOthers) {
+        s.source.Walks().fetch_add(1);
+    }
+    return isWritten;
+}
+
+/// How many rows the write has hit, the key of the last in keyRow; -1 with `error`.
+std::int64_t ESqlTable::StepWrite(ISqlStatement& statement) {
+    State& s = *state_;
+    const SqlRun run(statement);
     ESqlStep step = ESqlStep::Done;
-    {
-        const SqlRun run(*statement);
-        while ((step = statement->Step()) == ESqlStep::Row) {
-            if (!statement->ReadRow(s.keyRow)) {
-                step = ESqlStep::Failed;
-                break;
-            }
-        }
-        if (step == ESqlStep::Failed) {
-            s.NoteEngineError();
-        } else {
-            rows = s.connection->Changes();
-        }
+    while ((step = statement.Step()) == ESqlStep::Row && statement.ReadRow(s.keyRow)) {
     }
-    if (step == ESqlStep::Done && rows != 1) {
-        if (rows == 0 && where != kNoPosition) {
-            s.NoteError(DataGone, "the record is there no more");
-        } else {
-            s.NoteError(DataOther, "the write would have hit another number of rows than one");
-        }
+    if (step != ESqlStep::Done) {
+        s.NoteEngineError();
+        return -1;
     }
-    return step == ESqlStep::Done && rows == 1 && (written == nullptr || ReadBack(*written)) &&
-           write.Commit();
+    return s.connection->Changes();
 }
 
 /// Reads what the database made of the write, before it is committed: one whose record can't be
@@ -328,6 +331,7 @@ ESqlOutcome ESqlTable::EndAtomic(ESqlOutcome outcome) {
     s.atomic = false;
     s.loadedFrom = State::Loaded::No;  // an update reads first what the database holds
     s.version->fetch_add(1);           // others read the rows as before until this moment
+    s.source.Walks().fetch_add(1);     // and so the rows that triggers have changed
     status = s.error.status;
     return outcome;
 }

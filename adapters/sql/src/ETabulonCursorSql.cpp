@@ -93,6 +93,11 @@ CursorStatus ETabulonCursorSql::GetNext() {
     return status == kDataInterrupted ? StatusCancelled : status;
 }
 
+void ETabulonCursorSql::OnLinkFailed(const EDataError& error) {
+    table_->FailWalk(error);
+    ETabulonCursorEData::OnLinkFailed(error);
+}
+
 CursorStatus ETabulonCursorSql::MoveToTag(const ETabulonPrimaryKey& key, const ETabulonTag& tag) {
     if (key.Position() == kNoPosition) {
         return ETabulonCursorEData::MoveToTag(key, tag);

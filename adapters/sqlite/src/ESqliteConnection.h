@@ -35,6 +35,7 @@ public:
     void ResetInterrupt() noexcept override { interrupted_.store(false); }
     bool IsInterrupted() const noexcept override { return interrupted_.load(); }
     std::int64_t Changes() const override { return sqlite3_changes64(database_); }
+    std::int64_t TotalChanges() const override { return sqlite3_total_changes64(database_); }
     const std::string& Identity() const override { return identity_; }
 
     [[nodiscard]] sqlite3* Handle() const noexcept { return database_; }

@@ -69,6 +69,8 @@ public:
     [[nodiscard]] virtual bool IsInterrupted() const noexcept = 0;
     /// How many rows the last write hit.
     [[nodiscard]] virtual std::int64_t Changes() const = 0;
+    /// How many rows all writes hit, with what triggers and foreign keys have done to other rows.
+    [[nodiscard]] virtual std::int64_t TotalChanges() const = 0;
     /// Names the database within this process, for locks and versions.
     [[nodiscard]] virtual const std::string& Identity() const = 0;
 };

@@ -28,7 +28,8 @@ enum class ESqlOpenMode : std::uint8_t {
 ///
 /// Ownership  outlives the tables, cursors and link lookups made from it: they name its dictionary.
 /// Threads    OpenTable, the counts and link lookups may be called from any thread; each table
-///            and lookup has a connection of its own.
+///            has a connection of its own, which links from its records share. A lookup that no
+///            table asks for has its own too.
 /// Schema     read once; a change of schema shows as failing statements until the source is opened
 /// anew.
 class ETABULON_API ESqlSource {
@@ -67,7 +68,8 @@ public:
     [[nodiscard]] virtual std::unique_ptr<ISqlConnection> Connect(ESqlError& error) = 0;
     /// The numbers of the table's keys, for positions.
     [[nodiscard]] ESqlKeyRegistry& Keys(const ESqlTableInfo& table) noexcept;
-    /// Counts the walks begun on tables of this source: rows kept by link lookups are of one walk.
+    /// Counts the walks begun on tables of this source, and the writes that may have changed other
+    /// tables than their own: rows kept by link lookups are of one walk, and of one state.
     [[nodiscard]] std::atomic<std::uint64_t>& Walks() noexcept { return walks_; }
 
 protected:

@@ -50,7 +50,10 @@ enum class ESqlOutcome : std::uint8_t {
 ///            otherwise keeps them until EndWalk.
 /// Writes     each is atomic and durable by itself; inside an atomic session they stand or fall
 ///            together. Only columns that differ from the loaded record are written; an insert
-///            leaves out those that are missing, and the record is then read again.
+///            leaves out those that are missing, and the record is then read again. A write whose
+///            record can't be read again is taken back.
+/// Links      are read by its connection: from the same state as its records, within its
+///            transactions, and without waiting for its locks.
 /// Threads    one at a time, but for Interrupt. It has a connection of its own.
 /// Failure    by status, with LastErrorText and LastErrorCode beside it.
 class ETABULON_API ESqlTable : public EDataTable {
@@ -83,6 +86,10 @@ public:
     [[nodiscard]] const DRubric& Rubric() const noexcept;
     /// The variable indexes behind the fields.
     [[nodiscard]] const std::vector<unsigned>& Columns() const noexcept;
+    /// The connection that it reads and writes by, for what is read together with its records; null
+    /// for another source than its own.
+    [[nodiscard]] std::shared_ptr<ISqlConnection> ConnectionTo(
+        const ESqlSource& source) const noexcept;
     /// Opened for writing, and has something to address rows by.
     [[nodiscard]] bool IsWritable() const noexcept;
 
@@ -96,6 +103,8 @@ public:
     void SetOrder(std::vector<unsigned> columns);
     /// Ends the walk and gives up the read lock that it holds.
     void EndWalk();
+    /// What belongs to the record couldn't be read: ends the walk as if its step had failed so.
+    void FailWalk(const ESqlError& error);
     /// The statement of the last walk.
     [[nodiscard]] Chaine WalkStatement() const;
 
@@ -132,6 +141,7 @@ private:
     ESqlOutcome EndAtomic(ESqlOutcome outcome);
     [[nodiscard]] bool RunWrite(const std::string& text, std::span<const std::size_t> cells,
                                 EPosition where, EPosition* written);
+    [[nodiscard]] std::int64_t StepWrite(ISqlStatement& statement);
     [[nodiscard]] bool ReadBack(EPosition& written);
     std::unique_ptr<State> state_;
 };

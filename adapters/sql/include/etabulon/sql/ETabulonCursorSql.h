@@ -27,6 +27,8 @@ protected:
     void ResetCancel() override;
     CursorStatus Reset(const ETabulonTag& tag) override;
     CursorStatus GetNext() override;
+    /// The table's walk fails with it, and LastErrorText tells.
+    void OnLinkFailed(const EDataError& error) override;
     CursorStatus Delete(const ETabulonPrimaryKey& key, const ETabulonTag& tag) override;
     CursorStatus MoveToTag(const ETabulonPrimaryKey& key, const ETabulonTag& tag) override;
 

@@ -1,0 +1,212 @@
+#include "SqliteFixture.h"
+#include "etabulon/pending/ETabulonPendingChanges.h"
+#include "etabulon/pending/ETabulonSavePending.h"
+#include "support/FaultVfs.h"
+#include "support/Tags.h"
+#include "support/WalkTrace.h"
+
+#include <chrono>
+
+namespace etabulon {
+namespace {
+
+using test::FaultVfs;
+using test::Tag;
+using test::WalkTrace;
+
+FaultVfs::Fault ReadFault(std::uint64_t at) {
+    FaultVfs::Fault fault;
+    fault.calls = FaultVfs::kRead;
+    fault.at = at;
+    return fault;
+}
+
+/// Table t, each record of which links to a named one of p.
+class SqliteLinks : public SqliteTest {
+protected:
+    /// `count` records, `each` behind one another with the same name of `size` bytes.
+    void Make(int count, int each, int size, const std::string& pragma = "") {
+        const std::string rows = std::to_string(count);
+        const std::string numbers =
+            "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM n WHERE i<" + rows + ")";
+        Run(pragma +
+            "; CREATE TABLE p(id INTEGER PRIMARY KEY, name TEXT NOT NULL);"
+            "CREATE TABLE t(id INTEGER PRIMARY KEY, p INTEGER NOT NULL REFERENCES p, n INTEGER,"
+            "  pad TEXT);" +
+            numbers + "INSERT INTO p SELECT i,'name'||i||hex(zeroblob(" + std::to_string(size / 2) +
+            ")) FROM n;" + numbers + "INSERT INTO t SELECT i,1+(i-1)/" + std::to_string(each) +
+            ",i,hex(zeroblob(60)) FROM n;");
+    }
+    /// Walks t, as a program that was just started, by the names. What is seen of them ends with
+    /// "!status text" where the walk fails.
+    std::string WalkNames(ESqlOpenMode mode = ESqlOpenMode::ReadOnly) {
+        table.reset();
+        source = ESqliteSource::Open(path.c_str(), mode, error);
+        table = source != nullptr ? source->OpenTable("t", error) : nullptr;
+        if (table == nullptr) {
+            return "!" + std::to_string(error.status);
+        }
+        ETabulonCursorSql cursor;
+        cursor.Init(ByName(), table.get(), false);
+        return Walked(cursor);
+    }
+    [[nodiscard]] std::string Walked(ETabulonCursorSql& cursor) {
+        const ERef<WalkTrace> trace = MakeRef<WalkTrace>();
+        const ECursorListening listening(cursor, *trace);
+        const CursorStatus status = cursor.Browse(ETabulonTag::Null);
+        return trace->Take() + (status == StatusOk ? ""
+                                                   : '!' + std::to_string(status) + ' ' +
+                                                         table->LastErrorText().c_str());
+    }
+    static ETabulonLevels ByName(const char* link = "p>name") {
+        ETabulonLevels levels;
+        levels.AddLevel("Name", link, nullptr, /*addRef=*/false);
+        return levels;
+    }
+    /// In one session: n becomes -5, and what has no name goes.
+    [[nodiscard]] ESqlOutcome Save() {
+        table.reset();
+        source = ESqliteSource::Open(path.c_str(), ESqlOpenMode::ReadWrite, error);
+        table = source != nullptr ? source->OpenTable("t", error) : nullptr;
+        if (table == nullptr || table->BeginAtomic() != DataOk) {
+            return ESqlOutcome::RolledBack;
+        }
+        ETabulonPendingChanges changes;
+        changes.AppendUpdate(ETabulonTag(), "n", -5);
+        changes.AppendDelete(Tag({{0, EVariant()}}));
+        ETabulonCursorSql cursor;
+        cursor.Init(ByName(), table.get(), false);
+        const ERef<WalkTrace> trace = MakeRef<WalkTrace>("id");
+        CursorStatus status = StatusOk;
+        {
+            const ECursorListening listening(cursor, *trace);
+            ETabulonSavePending saving(&cursor, cursor.Levels());
+            status = saving.Run(&changes, ETabulonTag::Null);
+        }
+        const bool isWhole = status == StatusOk && table->Session().failures == 0 &&
+                             trace->Take().find("error") == std::string::npos;
+        return isWhole ? table->Commit() : table->Rollback();
+    }
+    /// Overwrites the first page of table p.
+    void Damage() {
+        const auto page = std::stoll(Ask("SELECT rootpage FROM sqlite_schema WHERE name='p'"));
+        const auto size = std::stoll(Ask("PRAGMA page_size"));
+        std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
+        file.seekp((page - 1) * size);
+        file << std::string(static_cast<std::size_t>(size), '\xFF');
+    }
+};
+
+TEST_F(SqliteLinks, OfASaveAreReadInItsTransactionWhenItHoldsTheFileAlone) {
+    // More pages than the cache holds are changed before the second name is met.
+    Make(20000, 2500, 0);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(Save(), ESqlOutcome::Committed);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    EXPECT_EQ(Ask("SELECT count(*)||' '||sum(n=-5) FROM t"), "20000 20000");
+}
+
+TEST_F(SqliteLinks, FailAtEachReadOfAWalkThatFails) {
+    Make(40, 1, 3000);
+    const std::string whole = WalkNames();
+    ASSERT_EQ(whole.find('!'), std::string::npos);
+    table.reset();
+    source.reset();
+    FaultVfs vfs;
+    int throughLinks = 0;
+    std::uint64_t reads = 1;
+    for (std::uint64_t at = 0; at <= reads; ++at) {
+        vfs.Arm(ReadFault(at));
+        const std::string seen = WalkNames();
+        vfs.Disarm();
+        reads = at == 0 ? vfs.Count() : reads;
+        EXPECT_TRUE(seen == whole || (at != 0 && seen.find('!') != std::string::npos)) << at;
+        throughLinks += seen.find("linked table p can't be read: ") != std::string::npos ? 1 : 0;
+        table.reset();
+        source.reset();
+    }
+    EXPECT_GT(throughLinks, 40);
+}
+
+TEST_F(SqliteLinks, FailAtEachReadOfASaveThatSavesNothing) {
+    for (const char* const mode : {"PRAGMA journal_mode=delete", "PRAGMA journal_mode=wal"}) {
+        std::filesystem::remove(path);
+        Make(40, 1, 3000, mode);
+        FaultVfs vfs;
+        std::uint64_t reads = 1;
+        for (std::uint64_t at = 0; at <= reads; ++at) {
+            vfs.Arm(ReadFault(at));
+            const ESqlOutcome outcome = Save();
+            vfs.Disarm();
+            table.reset();
+            source.reset();
+            reads = at == 0 ? vfs.Count() : reads;
+            const bool isSaved = outcome == ESqlOutcome::Committed;
+            EXPECT_TRUE(isSaved || at != 0);
+            EXPECT_EQ(Ask("SELECT count(*)||' '||sum(n=-5) FROM t"), isSaved ? "40 40" : "40 0")
+                << mode << at;
+            Run("UPDATE t SET n=id");
+        }
+        EXPECT_GT(reads, 40U);
+    }
+}
+
+TEST_F(SqliteLinks, OfADamagedTableNameIt) {
+    Make(3, 1, 0);
+    Damage();
+    for (const ESqlOpenMode mode : {ESqlOpenMode::ReadOnly, ESqlOpenMode::ReadWrite}) {
+        EXPECT_EQ(WalkNames(mode), "reset [] | error(1099)!1099 linked table p can't be read: " +
+                                       path.string() + ": the database is corrupt");
+        // The walk holds no lock any more, and goes on failing.
+        Run("BEGIN EXCLUSIVE; COMMIT");
+        EXPECT_EQ(table->GetNext(), kNoPosition);
+        EXPECT_EQ(table->status, DataOther);
+        EXPECT_NE(table->LastErrorCode(), 0);
+    }
+    EXPECT_EQ(Save(), ESqlOutcome::RolledBack);
+    EXPECT_EQ(Ask("SELECT count(*)||' '||sum(n=-5) FROM t"), "3 0");
+}
+
+TEST_F(SqliteLinks, ToATableThatWentFailTheReset) {
+    Make(3, 1, 0);
+    OpenTable("t");
+    ETabulonCursorSql cursor;
+    cursor.Init(ByName(), table.get(), false);
+    Run("ALTER TABLE p RENAME TO q");
+    for (int turn = 0; turn < 2; ++turn) {
+        EXPECT_EQ(Walked(cursor).find("reset [] | error(1005)!1005 linked table p can't be read: "),
+                  0U);
+    }
+    Run("ALTER TABLE q RENAME TO p");
+    EXPECT_EQ(Walked(cursor), "reset [] | name1 | name2 | name3");
+}
+
+TEST_F(SqliteLinks, SeeWhatTheSessionHasWritten) {
+    for (const char* const mode : {"PRAGMA journal_mode=delete", "PRAGMA journal_mode=wal"}) {
+        std::filesystem::remove(path);
+        Run(std::string(mode) +
+            "; CREATE TABLE t(id INTEGER PRIMARY KEY, boss INTEGER REFERENCES t, p REFERENCES p,"
+            "  name TEXT);"
+            "CREATE TABLE p(id INTEGER PRIMARY KEY, name TEXT);"
+            "CREATE TRIGGER follows AFTER UPDATE ON t BEGIN"
+            "  UPDATE p SET name = new.name WHERE id = new.p; END;"
+            "INSERT INTO p VALUES(1,'a'); INSERT INTO t VALUES(1,1,1,'a'),(2,1,1,'b')");
+        OpenTable("t");
+        ETabulonCursorSql bosses, parts;
+        bosses.Init(ByName("boss>name"), table.get(), false);
+        parts.Init(ByName("p>name"), table.get(), false);
+        const auto walked = [&] { return Walked(bosses) + ' ' + Walked(parts); };
+        EXPECT_EQ(walked(), "reset [] | a | a reset [] | a | a");
+        ASSERT_EQ(table->BeginAtomic(), DataOk);
+        ASSERT_EQ(table->RePos(1, false), 1);
+        SetText("name", "z");
+        ASSERT_EQ(table->Update(kNoPosition), 1);
+        EXPECT_EQ(walked(), "reset [] | z | z reset [] | z | z");
+        EXPECT_EQ(table->Rollback(), ESqlOutcome::RolledBack);
+        EXPECT_EQ(walked(), "reset [] | a | a reset [] | a | a");
+        table.reset();
+    }
+}
+
+}  // namespace
+}  // namespace etabulon
