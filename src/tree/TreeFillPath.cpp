@@ -143,7 +143,7 @@ void TreeFillPath::File(const ETabulonTag& tag, const ETabulonPrimaryKey& key) {
         memo_.KeepKey(rungs_.back().entry, packed);
         return;
     }
-    if (!isPlain || !isStraightRecord_ || !rungs_.back().isOwnValue) {
+    if (!isPlain || !isStraightRecord_ || !rungs_.back().isSought || !rungs_.back().isOwnValue) {
         memo_.WriteKeys();  // an older one of the same node may be among them
     }
     if (isPlain) {
@@ -186,6 +186,9 @@ EDataTreeNode* TreeFillPath::Add(const ETabulonTag& tag, const TreeKeyWord* key)
         if (node == nullptr) {
             return AddIrregular(tag);
         }
+        if (!rungs_[depth].isOwnValue) {
+            LookAhead(depth + 1);  // children are known below the node's spelling, not the record's
+        }
         Meet(*node);
         rungs_[depth].node = node;
     }
@@ -197,18 +200,24 @@ bool TreeFillPath::IsRemembered(const Rung& rung) const noexcept {
     return rung.steps < kTrial || rung.known > rung.steps / 8;
 }
 
+/// A child must have one hash for the whole walk: with two, it would have two entries in the memo,
+/// each with a key that waits, and the older one might be written last. So the hash goes by the
+/// nodes' own spellings, and includes the levels that aren't sought in the memo.
 void TreeFillPath::LookAhead(std::size_t depth) {
-    std::uint32_t above = depth > start_.depth_ ? rungs_[depth - 1].key.Hash() : 0;
     for (; depth < rungs_.size(); ++depth) {
         Rung& rung = rungs_[depth];
-        if (IsRemembered(rung)) {
-            rung.key = TreeMemo::Key(above, *rung.value);
+        rung.isSought = IsRemembered(rung);
+        if (rung.isSought || depth + 1 < rungs_.size()) {
+            rung.key = TreeMemo::Key(HashAbove(depth), *rung.value);
+        }
+        if (rung.isSought) {
             memo_.LookAhead(rung.key);
-            above = rung.key.Hash();
-        } else {
-            rung.key = TreeMemo::Key();
         }
     }
+}
+
+std::uint32_t TreeFillPath::HashAbove(std::size_t depth) const noexcept {
+    return depth > start_.depth_ ? rungs_[depth - 1].key.Hash() : 0;
 }
 
 /// The node of the last record is this one's too.
@@ -231,7 +240,7 @@ EDataTreeNode* TreeFillPath::Step(EDataTreeNode& node, const ETabulonTag& tag, s
     ++rung.steps;
     rung.entry = TreeMemo::kNoPlace;
     rung.isOwnValue = true;
-    if (rung.key.IsKept()) {
+    if (rung.isSought) {
         if (const TreeMemo::Hit hit = memo_.Find(node, rung.key); hit.child != nullptr) {
             ++rung.known;
             rung.entry = hit.place;
@@ -243,16 +252,21 @@ EDataTreeNode* TreeFillPath::Step(EDataTreeNode& node, const ETabulonTag& tag, s
         return nullptr;
     }
     EDataTreeNode* child = node.children_.FindByValue(value);
+    bool isNew = false;
     if (child == nullptr) {
         child = MakeChild(node, tag, depth);
-        rung.isIdentical =
-            isIdenticalAbove && !child->ownsTag_ && child->value_.IsIdenticalTo(value);
+        isNew = true;
+    }
+    rung.isOwnValue = child->value_.IsIdenticalTo(value);
+    rung.isIdentical = isIdenticalAbove && rung.isOwnValue && !child->ownsTag_;
+    if (!rung.isOwnValue) {
+        rung.key = TreeMemo::Key(HashAbove(depth), child->value_);
+    }
+    if (isNew) {
         return child->byValue_ ? child : nullptr;
     }
     ++rung.known;
-    rung.isOwnValue = child->value_.IsIdenticalTo(value);
-    rung.isIdentical = isIdenticalAbove && rung.isOwnValue && !child->ownsTag_;
-    if (rung.isOwnValue) {
+    if (rung.isOwnValue && rung.isSought) {
         // It may well be met once more.
         memo_.Put(node, rung.key, child, value.IsPlain() && !child->ownsTag_);
     }

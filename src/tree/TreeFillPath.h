@@ -66,11 +66,13 @@ private:
         unsigned place = 0;  // of the level in the record's tag
         const ETabulonValue* value = nullptr;
         EDataTreeNode* node = nullptr;
-        TreeMemo::Key key;  // of the value; stale where the node is the last record's
+        // Where the node is the last record's, its hash alone is good: the one of the node's value.
+        TreeMemo::Key key;
         std::uint32_t entry = TreeMemo::kNoPlace;  // of the node in the memo
         std::uint32_t steps = 0;                   // records that came to another node here
         std::uint32_t known = 0;                   // of them, those whose node was there
         ETabulonTag part;          // the record's as far as here, made for new nodes
+        bool isSought = false;     // in the memo
         bool isOwnValue = true;    // the value is the node's to the letter
         bool isIdentical = false;  // from below the start to here, the path is the record's
     };
@@ -96,6 +98,7 @@ private:
     void ReadLevels();
     [[nodiscard]] bool ReadValues(const ETabulonTag& tag);
     void LookAhead(std::size_t depth);
+    [[nodiscard]] std::uint32_t HashAbove(std::size_t depth) const noexcept;
     [[nodiscard]] bool IsRemembered(const Rung& rung) const noexcept;
     [[nodiscard]] bool StandsStill(std::size_t depth);
     [[nodiscard]] EDataTreeNode* Step(EDataTreeNode& node, const ETabulonTag& tag,

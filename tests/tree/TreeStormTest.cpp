@@ -5,6 +5,9 @@
 
 #include <algorithm>
 #include <random>
+#include <set>
+#include <string>
+#include <utility>
 
 namespace etabulon::test {
 namespace {
@@ -14,6 +17,7 @@ using SortKey = ETabulonSortDesc::SortKey;
 struct Setup {
     unsigned seed;
     unsigned values;  // that a level has; few meet often, many are found by an index
+    int textType = TYPE_CHAINE;
 };
 
 /// A tree and its literal twin on one table, under one sort description.
@@ -21,10 +25,10 @@ class TreeStorm : public testing::TestWithParam<Setup> {
 protected:
     TreeStorm() : random_(GetParam().seed), rubric_(dico_.AddRubric("T", "T")) {
         rubric_->AddVariable("id", "id", TYPE_LONG, 0);
-        rubric_->AddVariable("a", "a", TYPE_CHAINE, 0);
-        rubric_->AddVariable("label", "label", TYPE_CHAINE, 0);
+        rubric_->AddVariable("a", "a", GetParam().textType, 0);
+        rubric_->AddVariable("label", "label", GetParam().textType, 0);
         rubric_->AddVariable("b", "b", TYPE_LONG, kNullableLong);
-        rubric_->AddVariable("c", "c", TYPE_CHAINE, 0);
+        rubric_->AddVariable("c", "c", GetParam().textType, 0);
         rubric_->SetKey({"id"});
         table_ = std::make_unique<EDataMemory>(rubric_);
         levels_.AddLevel("a", "a", "label", nullptr, /*addRef=*/false);
@@ -42,12 +46,13 @@ protected:
     void NewTwin() {
         twin_ = std::make_unique<LiteralNode>(nullptr, ETabulonTag::Null, tree_->SortDesc());
     }
-    /// Texts that differ in case or accents compare as equal; labels differ for equal data.
+    /// Texts of a folding type that differ in case compare as equal; labels differ for equal data.
     EVariant AnyText() {
         static const char* const kTexts[] = {"e",  "E",  "\xC3\xA9", "\xC3\x89",
                                              "ab", "AB", "",         "10"};
         const unsigned value = Any(GetParam().values);
-        return value < 8 ? EVariant(kTexts[value]) : EVariant(std::to_string(value / 2).c_str());
+        const Chaine text = value < 8 ? kTexts[value] : std::to_string(value / 2).c_str();
+        return EVariant::FromText(static_cast<std::uint16_t>(GetParam().textType), 0, text);
     }
     EVariant AnyNumber() {
         return Any(8) == 0 ? Missing() : EVariant(static_cast<int>(Any(GetParam().values)) - 3);
@@ -276,7 +281,8 @@ TEST_P(TreeStorm, ComesToWhatTheRulesComeTo) {
 
 INSTANTIATE_TEST_SUITE_P(Seeds, TreeStorm,
                          testing::Values(Setup{1, 4}, Setup{2, 8}, Setup{3, 8}, Setup{4, 30},
-                                         Setup{5, 30}, Setup{6, 100}, Setup{7, 100}));
+                                         Setup{5, 30}, Setup{6, 100}, Setup{7, 100},
+                                         Setup{8, 8, TYPE_NC_CHAINE}));
 
 /// As many records as a walk takes short cuts for.
 class LongWalk : public TreeStorm {};
@@ -320,7 +326,82 @@ TEST_P(LongWalk, ComesToWhatTheRulesComeTo) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, LongWalk, testing::Values(Setup{31, 12}));
+INSTANTIATE_TEST_SUITE_P(Seeds, LongWalk,
+                         testing::Values(Setup{31, 12}, Setup{32, 12, TYPE_NC_CHAINE}));
+
+/// Records in some positions, by the numbers of their city and item.
+struct Positions {
+    std::vector<std::string> cities;
+    std::vector<std::string> items;
+    std::size_t count;
+    std::pair<std::size_t, std::size_t> (*at)(std::size_t record);
+};
+
+std::vector<std::string> Names(std::size_t count) {
+    std::vector<std::string> names(count);
+    std::generate(names.begin(), names.end(),
+                  [number = 0]() mutable { return "n" + std::to_string(number++); });
+    return names;
+}
+
+TEST(LastKey, StandsInTheLeafHoweverItsRecordsAreMet) {
+    const std::vector<Positions> walks = {
+        // Another spelling of a position, with a position in between.
+        {{"Paris", "Lyon", "PARIS"},
+         Names(2),
+         7,
+         [](std::size_t record) {
+             return record < 5 ? std::pair{std::size_t{0}, record % 2}
+                               : std::pair{record - 4, std::size_t{0}};
+         }},
+        // The walk gives up to remember the items while keys of some of them wait.
+        {Names(400), Names(2), 2800,
+         [](std::size_t record) {
+             return record < 2400 ? std::pair{record / 6, record % 2}
+                                  : std::pair{record - 2400, std::size_t{0}};
+         }},
+        // More items than a walk remembers.
+        {Names(100), Names(1000), 300000,
+         [](std::size_t record) {
+             return std::pair{record / 1000 % 100, record % 1000};
+         }},
+    };
+    for (const Positions& walk : walks) {
+        DDico dico;
+        DRubric* const rubric = dico.AddRubric("T", "T");
+        rubric->AddVariable("id", "id", TYPE_LONG, 0);
+        rubric->AddVariable("city", "city", TYPE_NC_CHAINE, 0);
+        rubric->AddVariable("item", "item", TYPE_NC_CHAINE, 0);
+        rubric->SetKey({"id"});
+        EDataMemory table(rubric);
+        const auto city = [&walk](std::size_t at) {
+            return walk.cities[walk.at(at).first].c_str();
+        };
+        const auto item = [&walk](std::size_t at) {
+            return walk.items[walk.at(at).second].c_str();
+        };
+        for (std::size_t record = 0; record < walk.count; ++record) {
+            table.Append({static_cast<int>(record), city(record), item(record)});
+        }
+        ETabulonLevels levels;
+        levels.AddLevel("city", "city", nullptr, /*addRef=*/false);
+        levels.AddLevel("item", "item", nullptr, /*addRef=*/false);
+        ETabulonCursorEData cursor;
+        cursor.Init(levels, &table, /*ownsTable=*/false);
+        EDataTree tree(&cursor, "root", nullptr);
+        for (const bool fills : {true, false}) {
+            EXPECT_EQ(fills ? tree.Fill() : tree.Refresh(), StatusOk);
+            std::set<const EDataTreeNode*> met;
+            std::size_t wrong = 0;
+            for (std::size_t record = walk.count; record-- > 0;) {
+                const EDataTreeNode* leaf = tree.Get(Tag({{0, city(record)}, {1, item(record)}}));
+                const EVariant key(static_cast<int>(record));
+                wrong += met.insert(leaf).second && leaf->PrimaryKey().SingleCode().Data() != key;
+            }
+            EXPECT_EQ(wrong, 0U) << "of " << met.size() << (fills ? " filled" : " refreshed");
+        }
+    }
+}
 
 }  // namespace
 }  // namespace etabulon::test
