@@ -4,6 +4,7 @@
 #include "etabulon/cursors/EDataCache.h"
 #include "etabulon/foundation/ERef.h"
 
+#include <atomic>
 #include <utility>
 
 namespace etabulon {
@@ -13,6 +14,11 @@ namespace {
 constexpr auto kNothingMatched = static_cast<CursorStatus>(DataGone);
 constexpr auto kDuplicate = static_cast<CursorStatus>(DataDuplicate);
 constexpr auto kNoLine = static_cast<CursorStatus>(DataNoCurrent);
+
+std::uint64_t NewGeneration() noexcept {
+    static std::atomic<std::uint64_t> last{0};
+    return ++last;
+}
 
 }  // namespace
 
@@ -37,7 +43,9 @@ private:
 };
 
 ETabulonCursorCache::ETabulonCursorCache(ETabulonCursor* source)
-    : ETabulonCursorRelay(source), lines_(std::make_unique<Lines>()) {
+    : ETabulonCursorRelay(source),
+      lines_(std::make_unique<Lines>()),
+      tagGeneration_(NewGeneration()) {
     Init(source->Levels());
 }
 
@@ -114,7 +122,6 @@ CursorStatus ETabulonCursorCache::Reset(const ETabulonTag& tag) {
         }
         mustFill_ = false;
     }
-    isUncleared_ = true;
     filterTag_ = tag;
     lines_->StandBeforeFirst();
     return GetNext();
@@ -161,8 +168,8 @@ const ETabulonTag& ETabulonCursorCache::CurrentTag() const {
 }
 
 // Tags go when the lines are cleared, and later ones may take their addresses.
-bool ETabulonCursorCache::HasLastingTags() const noexcept {
-    return isUncleared_ && lines_->Shown() != nullptr;
+std::uint64_t ETabulonCursorCache::TagGeneration() const noexcept {
+    return lines_->Shown() != nullptr ? tagGeneration_ : 0;
 }
 
 void ETabulonCursorCache::ExtractCurrentTag(ETabulonTag& tag) const {
@@ -364,7 +371,7 @@ void ETabulonCursorCache::ClearCache() {
     TellTables([](EDataCache& table) { table.OnCacheCleared(); });
     lines_->Clear();
     mustFill_ = true;
-    isUncleared_ = false;
+    tagGeneration_ = NewGeneration();
     changes_.Reset();
     TellNotifiers([](ICacheNotifier& notifier) { notifier.OnCacheCleared(); });
 }

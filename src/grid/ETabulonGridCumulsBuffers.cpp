@@ -54,7 +54,7 @@ void ETabulonGridCumulsBuffers::AddOwnValue(const ETabulonExtractValue& extract)
     if (desc_->IsComputeTag(position)) {
         cells_->Add(position, extract.CalculationValues(),
                     cells_->NeedsContext() ? &extract.Context() : nullptr,
-                    extract.HasLastingPosition());
+                    extract.PositionGeneration());
     }
 }
 

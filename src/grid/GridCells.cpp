@@ -56,9 +56,9 @@ std::span<const EVariant* const> GridCells::ValuesOf(const ETabulonExtractValue&
 }
 
 void GridCells::Add(const ETabulonTag& position, std::span<const EVariant* const> values,
-                    const ETabulonPrimaryKey* context, bool isLasting) {
-    const std::uint32_t detail =
-        isLasting ? index_.FindOrAddLasting(position) : index_.FindOrAdd(position);
+                    const ETabulonPrimaryKey* context, std::uint64_t generation) {
+    const std::uint32_t detail = generation != 0 ? index_.FindOrAddLasting(position, generation)
+                                                 : index_.FindOrAdd(position);
     if (totals_.Rows() == 0) {
         static_cast<void>(totals_.AddRow());  // the grand total
     }

@@ -28,9 +28,10 @@ public:
 
     explicit GridCells(ETabulonGridCumuls& desc);
 
-    /// Folds a record that lies at or below the root.
+    /// Folds a record that lies at or below the root. The generation is that of the position: see
+    /// ETabulonCursor::TagGeneration.
     void Add(const ETabulonTag& position, std::span<const EVariant* const> values,
-             const ETabulonPrimaryKey* context, bool isLasting = false);
+             const ETabulonPrimaryKey* context, std::uint64_t generation = 0);
     [[nodiscard]] bool NeedsContext() const noexcept { return cells_.NeedsContext(); }
     /// The extract's value for each calculation, in their order. Good until the next call.
     [[nodiscard]] std::span<const EVariant* const> ValuesOf(const ETabulonExtractValue& extract);

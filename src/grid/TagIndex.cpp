@@ -55,9 +55,10 @@ std::uint32_t TagIndex::FindOrAdd(const ETabulonTag& tag) {
     return detail;
 }
 
-std::uint32_t TagIndex::FindOrAddLasting(const ETabulonTag& tag) {
-    if (met_.empty()) {
-        met_.resize(kMet);
+std::uint32_t TagIndex::FindOrAddLasting(const ETabulonTag& tag, std::uint64_t generation) {
+    if (metGeneration_ != generation) {
+        met_.assign(kMet, Met{});
+        metGeneration_ = generation;
     }
     // The upper bits of a product, as addresses differ in the middle ones.
     Met& met = met_[(reinterpret_cast<std::uintptr_t>(&tag) * 0x9E3779B97F4A7C15U) >> 52];

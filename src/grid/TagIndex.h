@@ -33,8 +33,9 @@ public:
     /// The number of the record's detail, a new one if it wasn't met. Afterwards LastNumbers() are
     /// the record's.
     [[nodiscard]] std::uint32_t FindOrAdd(const ETabulonTag& tag);
-    /// The same for a tag that stays as it is, so that its address tells it.
-    [[nodiscard]] std::uint32_t FindOrAddLasting(const ETabulonTag& tag);
+    /// The same for a tag that its address tells within that generation: see
+    /// ETabulonCursor::TagGeneration.
+    [[nodiscard]] std::uint32_t FindOrAddLasting(const ETabulonTag& tag, std::uint64_t generation);
     [[nodiscard]] std::uint32_t Size() const noexcept { return size_; }
     /// The detail as a tag, spelled as it was first met.
     [[nodiscard]] ETabulonTag Tag(std::uint32_t detail) const;
@@ -85,13 +86,14 @@ private:
     std::uint32_t size_ = 0;
     std::vector<std::uint32_t> last_;
     std::uint32_t lastDetail_ = kNone;
-    // Lasting tags met before, each in the one place for its address.
+    // Tags of one generation met before, each in the one place for its address.
     struct Met {
         const ETabulonTag* tag = nullptr;
         std::uint32_t detail = kNone;
     };
     static constexpr std::size_t kMet = 4096;
     std::vector<Met> met_;
+    std::uint64_t metGeneration_ = 0;
     std::unordered_map<std::uint64_t, std::uint32_t> otherSpellings_;  // where not the first
 };
 

@@ -122,8 +122,8 @@ const ETabulonTag& ETabulonExtractValue::Position() const {
     return cursor_ != nullptr ? cursor_->CurrentTag() : position_;
 }
 
-bool ETabulonExtractValue::HasLastingPosition() const {
-    return cursor_ != nullptr && cursor_->HasLastingTags();
+std::uint64_t ETabulonExtractValue::PositionGeneration() const noexcept {
+    return cursor_ != nullptr ? cursor_->TagGeneration() : 0;
 }
 
 const ETabulonPrimaryKey& ETabulonExtractValue::Context() const {

@@ -1,4 +1,5 @@
 #include "etabulon/cumul/ETabulonTypeFactory.h"
+#include "etabulon/cursors/ETabulonCursorCache.h"
 #include "etabulon/pending/ETabulonPendingChanges.h"
 #include "grid/GridFixture.h"
 #include "support/AllocationCount.h"
@@ -200,6 +201,48 @@ TEST(SentValues, ShowWhatTheyWereWhenTheyWereSent) {
     EXPECT_EQ(view.kept[1].DisplayValue(), Chaine("2"));
 }
 
+/// A filler that joins another walk hears no reset: what it knows of the tags of the walk before
+/// doesn't hold for those that have taken their places in memory.
+TEST(GridOnACache, KnowsNoTagByTheAddressOfOneThatHasGone) {
+    class Joining : public ETabulonCursor::INotifier, public virtual ECountedUnknown {
+    public:
+        std::function<void()> join;
+        CursorStatus OnReset(const ETabulonTag&, const ETabulonCursor&) override {
+            return StatusOk;
+        }
+        CursorStatus OnMove(const ETabulonCursor&) override {
+            std::exchange(join, [] {})();
+            return StatusOk;
+        }
+        void OnDone(const ETabulonCursor&) override {}
+        void OnCancel(const ETabulonCursor&) override {}
+        void OnError(const ETabulonCursor&, CursorStatus) override {}
+    };
+    const auto records = [](int first) {
+        std::vector<Record> made;
+        for (int label = first; label < first + 50; ++label) {
+            made.push_back({Tag({{0, label}}), 1});
+        }
+        return made;
+    };
+    Listening listening(records(0), 1, kCount);
+    listening.cursor.RemNotifier(listening.filler.Get());
+    ETabulonCursorCache cache(&listening.cursor);
+    cache.AddNotifier(listening.filler.Get());
+    EXPECT_EQ(cache.Browse(ETabulonTag::Null), StatusOk);
+    cache.RemNotifier(listening.filler.Get());
+
+    listening.cursor.SetRecords(records(50));
+    cache.ClearCache();
+    Joining joining;
+    joining.join = [&] { cache.AddNotifier(listening.filler.Get()); };
+    cache.AddNotifier(&joining);
+    EXPECT_EQ(cache.Browse(ETabulonTag::Null), StatusOk);
+    cache.RemNotifier(&joining);
+    EXPECT_EQ(ERef<ETabulonGridAxe>::Adopt(listening.filler->BuildAxeDesc(0))->Size(), 100U);
+    cache.RemNotifier(listening.filler.Get());
+}
+
 TEST(WalkOverMetCells, AllocatesNothingPerRecord) {
     const auto taken = [](int records) {
         Listening listening(Turns(records), 2, {{"SUM", "A"}, {"AVG", "B"}, {"COUNT", "A"}});
@@ -212,16 +255,18 @@ TEST(WalkOverMetCells, AllocatesNothingPerRecord) {
 }
 
 TEST(DroppedGrid, LeavesNoObjectBehind) {
-    const auto run = [] {
-        Listening listening(Turns(10), 2, {{"SUM", "A"}, {"CODEMIN", "B"}, {"LAST", "T"}});
+    const auto run = [](unsigned axes) {
+        Listening listening(Turns(10), axes, {{"SUM", "A"}, {"CODEMIN", "B"}, {"LAST", "T"}});
         EXPECT_EQ(listening.cursor.Browse(ETabulonTag::Null), StatusOk);
         static_cast<void>(listening.Send());
         EXPECT_EQ(listening.cursor.Browse(ETabulonTag::Null), StatusOk);
     };
-    run();  // makes what lives as long as the process
+    run(2);  // makes what lives as long as the process
     const std::int64_t before = ECountedUnknown::LiveObjects();
-    run();
-    EXPECT_EQ(ECountedUnknown::LiveObjects(), before);
+    for (unsigned axes = 0; axes < 4; ++axes) {
+        run(axes);
+        EXPECT_EQ(ECountedUnknown::LiveObjects(), before) << axes;
+    }
 }
 
 }  // namespace

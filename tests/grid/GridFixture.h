@@ -53,6 +53,8 @@ public:
     /// Called before the record of that place is shown.
     std::function<void(std::size_t place)> onRecord;
 
+    void SetRecords(std::vector<Record> records) { records_ = std::move(records); }
+
     using ETabulonCursor::CallGetNext;
     using ETabulonCursor::CallReset;
     int locks = 0;

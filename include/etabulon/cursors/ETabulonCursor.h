@@ -82,9 +82,10 @@ public:
     virtual void CursorUnlock();
     [[nodiscard]] virtual bool IsLockedByThisThread() const noexcept;
     virtual void Cancel();
-    /// What CurrentTag() gives stays as it is until the next reset, so that its address tells the
-    /// tag. False where each record is written into the same one. Ask after CurrentTag().
-    [[nodiscard]] virtual bool HasLastingTags() const noexcept { return false; }
+    /// Tags that CurrentTag() gives while this number stays the same stay as they are too, so that
+    /// the address tells the tag. No two cursors ever have one number. 0 where each record is
+    /// written into the same tag. Ask after CurrentTag().
+    [[nodiscard]] virtual std::uint64_t TagGeneration() const noexcept { return 0; }
 
     void Init(const ETabulonLevels& levels);
     /// A whole walk. StatusOk when it came to its end or a listener ended it with StatusEnd.

@@ -56,7 +56,7 @@ public:
 
     /// The line's own, good until the cache is cleared twice.
     [[nodiscard]] const ETabulonTag& CurrentTag() const override;
-    [[nodiscard]] bool HasLastingTags() const noexcept override;
+    [[nodiscard]] std::uint64_t TagGeneration() const noexcept override;
 
     /// A record that has the tag's values, and those of the updates made on its branch. Requires a
     /// value for each level.
@@ -124,7 +124,7 @@ private:
 
     std::unique_ptr<Lines> lines_;  // with their index by tag, and the current line
     bool mustFill_ = true;          // the next reset reads the source
-    bool isUncleared_ = false;      // since the last reset
+    std::uint64_t tagGeneration_;   // another one after each clearing of the lines
     ETabulonTag filterTag_;
     std::vector<EDataCache*> dataCaches_;  // not owned
     ETabulonPendingChanges changes_;       // the updates of branches, for records appended later

@@ -58,8 +58,8 @@ public:
         return false;
     }
     [[nodiscard]] const ETabulonTag& Position() const;
-    /// Its address tells it: see ETabulonCursor::HasLastingTags. Ask after Position().
-    [[nodiscard]] bool HasLastingPosition() const;
+    /// See ETabulonCursor::TagGeneration. Ask after Position().
+    [[nodiscard]] std::uint64_t PositionGeneration() const noexcept;
     [[nodiscard]] const ETabulonPrimaryKey& Context() const;
 
 protected:
