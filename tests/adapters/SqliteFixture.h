@@ -30,6 +30,16 @@ protected:
         std::filesystem::remove_all(folder, failure);
     }
 
+    /// In memory where there is room for files: what a killed process has written is there as it
+    /// would be on a disk, and nothing waits for one.
+    void MoveToMemory() {
+        std::string pattern = "/dev/shm/etabulon-XXXXXX";
+        if (::mkdtemp(pattern.data()) != nullptr) {
+            std::filesystem::remove(folder);
+            folder = pattern;
+            path = folder / "test.db";
+        }
+    }
     /// Runs statements by SQLite itself.
     void Run(const std::string& statements) {
         sqlite3* database = nullptr;

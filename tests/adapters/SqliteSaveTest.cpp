@@ -47,16 +47,7 @@ enum class Way : std::uint8_t { EachByItself = 0, AllOrNothing = 1 };
 
 class SqliteSave : public SqliteTest {
 protected:
-    /// In memory where there is room for files: what a killed process has written is there as it
-    /// would be on a disk, and nothing waits for one.
-    SqliteSave() {
-        std::string pattern = "/dev/shm/etabulon-XXXXXX";
-        if (::mkdtemp(pattern.data()) != nullptr) {
-            std::filesystem::remove(folder);
-            folder = pattern;
-            path = folder / "test.db";
-        }
-    }
+    SqliteSave() { MoveToMemory(); }
     /// A cursor on table t with these levels, in the order of these columns.
     struct Saving {
         ETabulonLevels levels;

@@ -60,6 +60,26 @@ TEST_F(SqliteWrite, AWalkOfAWriteSessionPassesOverWhatVanished) {
     EXPECT_EQ(table->Session().first.status, DataNoCurrent);
 }
 
+TEST_F(SqliteWrite, ARecordThatTakesTheKeyOfAnotherIsNotMetThereAgain) {
+    Run("CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT);"
+        "INSERT INTO t VALUES(1,'a'),(2,'b'),(3,'c'),(4,'d')");
+    OpenTable("t");
+    table->BeginDelete();
+    std::string met;
+    for (EPosition at = table->GetFirst(); at != kNoPosition; at = table->GetNext()) {
+        met += Text("a");
+        if (at == 1) {
+            ASSERT_TRUE(table->DeleteOne(2));
+            ASSERT_TRUE(table->DeleteOne(4));
+            Field("id") <<= EVariant::FromInt64(2);
+            ASSERT_EQ(table->Update(1), 2) << table->LastErrorText().c_str();
+            Field("id") <<= EVariant::FromInt64(4);
+            ASSERT_EQ(table->Insert(), 4) << table->LastErrorText().c_str();
+        }
+    }
+    EXPECT_EQ(met, "ac");
+}
+
 TEST_F(SqliteWrite, WritesOnlyWhatDiffersFromTheLoadedRecord) {
     Run("CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT, b TEXT); INSERT INTO t VALUES(1,'a','b')");
     for (const bool streaming : {true, false}) {

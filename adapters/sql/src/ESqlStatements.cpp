@@ -71,6 +71,44 @@ bool MakeNumber(int type, const EVariant& value, ESqlValue& bound) {
     return type == TYPE_DOUBLE && storage == EStorage::Double && std::abs(bound.real) < kExactWhole;
 }
 
+/// Half characters become U+FFFD.
+std::string Utf8Of(std::string_view wide) {
+    const auto unitAt = [wide](std::size_t place) {
+        char16_t unit = 0;
+        if (place + sizeof unit <= wide.size()) {
+            std::memcpy(&unit, wide.data() + place, sizeof unit);
+        }
+        return static_cast<std::uint32_t>(unit);
+    };
+    std::string text;
+    for (std::size_t place = 0; place + sizeof(char16_t) <= wide.size();) {
+        std::uint32_t code = unitAt(place);
+        place += sizeof(char16_t);
+        if ((code & 0xF800U) == 0xD800U) {
+            const std::uint32_t low = unitAt(place);
+            const bool isPair = code < 0xDC00U && (low & 0xFC00U) == 0xDC00U;
+            code = isPair ? 0x10000U + ((code & 0x3FFU) << 10U) + (low & 0x3FFU) : 0xFFFDU;
+            place += isPair ? sizeof(char16_t) : 0;
+        }
+        const auto add = [&text](std::uint32_t byte) { text.push_back(static_cast<char>(byte)); };
+        if (code < 0x80U) {
+            add(code);
+            continue;
+        }
+        if (code < 0x800U) {
+            add(0xC0U | (code >> 6U));
+        } else {
+            add(code < 0x10000U ? 0xE0U | (code >> 12U) : 0xF0U | (code >> 18U));
+            if (code >= 0x10000U) {
+                add(0x80U | ((code >> 12U) & 0x3FU));
+            }
+            add(0x80U | ((code >> 6U) & 0x3FU));
+        }
+        add(0x80U | (code & 0x3FU));
+    }
+    return text;
+}
+
 }  // namespace
 
 void SetSqlSegment(EVariant& segment, int type, const ESqlValue& value) {
@@ -88,6 +126,9 @@ void SetSqlSegment(EVariant& segment, int type, const ESqlValue& value) {
         case ESqlValue::Kind::Text:
         case ESqlValue::Kind::Blob:
             segment <<= EVariant(Chaine(value.bytes, value.size));
+            break;
+        case ESqlValue::Kind::WideText:
+            segment <<= EVariant(Chaine(Utf8Of({value.bytes, value.size})));
             break;
         default:
             segment.SetMissing();
@@ -167,25 +208,37 @@ std::string SqlColumn(const ESqlTableInfo& info, unsigned column) {
     return SqlName(info.name) + '.' + SqlName(info.columns[column].name);
 }
 
+namespace {
+
 std::string SqlRowId(const ESqlTableInfo& info) {
     return SqlName(info.name) + '.' + info.rowIdName;
 }
 
-std::string SqlSelect(const ESqlTableInfo& info, std::span<const unsigned> columns, ESqlRow& row) {
-    std::string statement = "SELECT ";
+void ForgetKey(ESqlRow& row) {
+    row.keyColumns.clear();
+    row.integerKeyColumn = -1;
+    row.rowIdColumn = -1;
+}
+
+/// "columns, key": the row learns where its key is. The key is left out where the engine takes no
+/// result of so many columns.
+std::string ResultList(const ESqlTableInfo& info, std::span<const unsigned> columns, ESqlRow& row) {
+    std::string list;
     int count = 0;
     const auto add = [&](const std::string& expression) {
-        statement += count > 0 ? "," : "";
-        statement += expression;
+        list += count > 0 ? "," : "";
+        list += expression;
         return count++;
     };
     for (const unsigned column : columns) {
         add(SqlColumn(info, column));
     }
-    row.keyColumns.clear();
-    row.integerKeyColumn = -1;
+    const std::size_t withoutKey = list.size();
+    ForgetKey(row);
+    row.hasWideKey = info.hasWideTexts;
     for (const unsigned column : info.key) {
-        std::size_t place = 0;
+        // Reading a text changes its encoding in place: one of UTF-16 has a place of its own.
+        std::size_t place = info.hasWideTexts ? columns.size() : 0;
         while (place < columns.size() && columns[place] != column) {
             ++place;
         }
@@ -197,44 +250,66 @@ std::string SqlSelect(const ESqlTableInfo& info, std::span<const unsigned> colum
             row.keyColumns.push_back(at);
         }
     }
-    if (info.keyKind == ESqlKeyKind::RowId) {
-        row.integerKeyColumn = add(SqlRowId(info));
+    if (!info.rowIdName.empty()) {
+        const int at = add(SqlRowId(info));
+        (info.keyKind == ESqlKeyKind::RowId ? row.integerKeyColumn : row.rowIdColumn) = at;
     }
-    if (count == 0) {
-        add("NULL");
+    if (info.mostColumns != 0 && static_cast<std::size_t>(count) > info.mostColumns) {
+        list.resize(withoutKey);
+        ForgetKey(row);
     }
-    return statement + " FROM " + info.qualifiedName.c_str();
+    return count != 0 ? list : "NULL";
 }
 
 /// In an order that is known: what a key column holds is one value by its bytes as well.
-std::string SqlKeyColumn(const ESqlTableInfo& info, unsigned column) {
-    return SqlColumn(info, column) +
-           (info.columns[column].foreignOrder ? info.binaryCollation : std::string());
+std::string KeyPart(const ESqlTableInfo& info, std::size_t part) {
+    return SqlColumn(info, info.key[part]) + info.keyCollations[part];
 }
 
-std::string SqlKeyList(const ESqlTableInfo& info) {
-    if (info.keyKind == ESqlKeyKind::RowId) {
-        return SqlRowId(info);
-    }
-    std::string list;
-    for (const unsigned column : info.key) {
-        list += list.empty() ? "" : ",";
-        list += SqlKeyColumn(info, column);
-    }
-    return list;
+}  // namespace
+
+std::size_t SqlKeyWidth(const ESqlTableInfo& info) noexcept {
+    return info.key.size() + (info.rowIdName.empty() ? 0 : 1);
 }
 
-std::string SqlWhereKey(const ESqlTableInfo& info, int first) {
+std::string SqlSelect(const ESqlTableInfo& info, std::span<const unsigned> columns, ESqlRow& row) {
+    return "SELECT " + ResultList(info, columns, row) + " FROM " + info.qualifiedName.c_str();
+}
+
+std::string SqlReturning(const ESqlTableInfo& info, std::span<const unsigned> columns,
+                         ESqlRow& row) {
+    return " RETURNING " + ResultList(info, columns, row);
+}
+
+ESqlKeyWay SqlKeyWay(const ESqlTableInfo& info, std::string_view key) noexcept {
+    bool hasNull = false;
+    std::size_t count = 0;
+    for (; !key.empty(); ++count) {
+        hasNull = TakeKeyValue(key).kind == ESqlValue::Kind::Null || hasNull;
+    }
+    if (count == 0) {
+        return ESqlKeyWay::None;
+    }
+    if (count > info.key.size()) {
+        return ESqlKeyWay::RowId;
+    }
+    return hasNull ? ESqlKeyWay::Unsure : ESqlKeyWay::Key;
+}
+
+std::string SqlWhereKey(const ESqlTableInfo& info, ESqlKeyWay way, int first) {
     if (info.keyKind == ESqlKeyKind::RowId) {
         return " WHERE " + SqlRowId(info) + " = ?" + std::to_string(first);
     }
     std::string where;
-    for (const unsigned column : info.key) {
+    for (std::size_t part = 0; part < info.key.size(); ++part) {
         where += where.empty() ? " WHERE " : " AND ";
-        where += SqlKeyColumn(info, column);
+        where += KeyPart(info, part);
         // IS, since an engine may let a part of a key be NULL.
         where +=
             (info.keyKind == ESqlKeyKind::Integer ? " = ?" : " IS ?") + std::to_string(first++);
+    }
+    if (way == ESqlKeyWay::RowId) {
+        where += " AND " + SqlRowId(info) + " = ?" + std::to_string(first);
     }
     return where;
 }
@@ -250,9 +325,14 @@ std::string SqlOrder(const ESqlTableInfo& info, std::span<const unsigned> column
         }
         order += " NULLS FIRST";
     }
-    const std::string key = SqlKeyList(info);
-    if (!key.empty()) {
-        order += (order.empty() ? " ORDER BY " : ",") + key;
+    const auto add = [&order](const std::string& last) {
+        order += (order.empty() ? " ORDER BY " : ",") + last;
+    };
+    for (std::size_t part = 0; part < info.key.size(); ++part) {
+        add(KeyPart(info, part));
+    }
+    if (info.keyKind == ESqlKeyKind::RowId) {
+        add(SqlRowId(info));
     }
     return order;
 }

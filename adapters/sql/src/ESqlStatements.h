@@ -58,13 +58,26 @@ void SetSqlSegment(EVariant& segment, int type, const ESqlValue& value);
 [[nodiscard]] std::string SqlName(const Chaine& name);
 /// A column with its table before it: a bare name in quotes that no column has is a text to SQLite.
 [[nodiscard]] std::string SqlColumn(const ESqlTableInfo& info, unsigned column);
-/// Appends "SELECT columns, key FROM table". The row learns where its key columns are.
+/// "SELECT columns, key FROM table". The row learns where its key is. The key is left out where the
+/// engine takes no result of so many columns.
 [[nodiscard]] std::string SqlSelect(const ESqlTableInfo& info, std::span<const unsigned> columns,
                                     ESqlRow& row);
-/// "k1,k2": what names a row.
-[[nodiscard]] std::string SqlKeyList(const ESqlTableInfo& info);
+/// " RETURNING columns, key", likewise.
+[[nodiscard]] std::string SqlReturning(const ESqlTableInfo& info, std::span<const unsigned> columns,
+                                       ESqlRow& row);
+/// How many columns of a result the key takes at most.
+[[nodiscard]] std::size_t SqlKeyWidth(const ESqlTableInfo& info) noexcept;
+
+/// What addresses the row of a raw key.
+enum class ESqlKeyWay : std::uint8_t {
+    Key = 0,     // its values
+    RowId = 1,   // its values and the row number
+    Unsure = 2,  // its values, with a NULL among them: several rows may have them
+    None = 3,    // nothing: there is no such key
+};
+[[nodiscard]] ESqlKeyWay SqlKeyWay(const ESqlTableInfo& info, std::string_view key) noexcept;
 /// " WHERE k1 = ? AND ...", the parameters from ?`first` on.
-[[nodiscard]] std::string SqlWhereKey(const ESqlTableInfo& info, int first);
+[[nodiscard]] std::string SqlWhereKey(const ESqlTableInfo& info, ESqlKeyWay way, int first);
 /// " ORDER BY ...": these columns, then the key.
 [[nodiscard]] std::string SqlOrder(const ESqlTableInfo& info, std::span<const unsigned> columns);
 [[nodiscard]] std::string SqlWhere(const ESqlTableInfo& info,

@@ -154,6 +154,9 @@ EPosition ESqlTable::StepListed(bool forward) {
             return Leave(s.error.status);
         }
         s.walkPosition = s.keys[static_cast<std::size_t>(s.listAt)];
+        if (!s.occupied.empty() && s.occupied.count(s.walkPosition) != 0) {
+            continue;
+        }
         switch (s.ReadByKey(s.walkPosition)) {
             case State::Find::Found:
                 return Arrive(s.walkPosition);

@@ -36,6 +36,8 @@ ESqlTable::State::State(ESqlSource& ofSource, const ESqlTableInfo& ofInfo, DRubr
         cell.mismatches = &readAgain;  // counted where `row` has it
     }
     selectKey = SqlSelect(info, {}, keyRow);
+    selectByKey = {selectRow + SqlWhereKey(info, ESqlKeyWay::Key, 1),
+                   selectRow + SqlWhereKey(info, ESqlKeyWay::RowId, 1)};
 
     if (columns.size() == info.columns.size()) {
         bool isWhole = true;
@@ -107,25 +109,29 @@ bool ESqlTable::State::PositionOf(const ESqlRow& of, EPosition& position) {
     return true;
 }
 
-bool ESqlTable::State::BindKey(ISqlStatement& statement, int first, EPosition position) {
-    if (info.keyKind == ESqlKeyKind::None) {
-        return false;
+ESqlTable::State::Address ESqlTable::State::AddressOf(EPosition position) const {
+    Address address;
+    if (info.keyKind == ESqlKeyKind::Columns) {
+        address.key = registry.KeyOf(position);
+        address.way = SqlKeyWay(info, address.key);
+    } else if (info.keyKind != ESqlKeyKind::None) {
+        address.number = position >= 0 ? position : position + 1;
+        address.way = ESqlKeyWay::Key;
     }
-    if (info.keyKind != ESqlKeyKind::Columns) {
+    return address;
+}
+
+void ESqlTable::State::BindKey(ISqlStatement& statement, int first, const Address& address) {
+    if (address.key.empty()) {
         ESqlValue value;
         value.kind = ESqlValue::Kind::Int;
-        value.integer = position >= 0 ? position : position + 1;
+        value.integer = address.number;
         statement.Bind(first, value);
-        return true;
+        return;
     }
-    std::string_view key = registry.KeyOf(position);
-    if (key.empty()) {
-        return false;
-    }
-    while (!key.empty()) {
+    for (std::string_view key = address.key; !key.empty();) {
         statement.Bind(first++, TakeKeyValue(key));
     }
-    return true;
 }
 
 std::string ESqlTable::State::LockName(EPosition position) const {
@@ -238,6 +244,7 @@ void ESqlTable::State::BreakWalk() {
 bool ESqlTable::State::ListKeys() {
     keys.clear();
     keyPlaces.clear();
+    occupied.clear();
     if (info.keyKind == ESqlKeyKind::None) {
         NoteError(DataBadStatement, "without a key it can only be walked forward");
         return false;
@@ -275,6 +282,7 @@ void ESqlTable::State::LeaveStreaming() {
     }
     keys.assign(1, walkPosition);
     keyPlaces.clear();
+    occupied.clear();
     listAt = 0;
     listIsWhole = false;
     ESqlRow rest = row;  // the streaming statement has its key where `row` has it
@@ -318,12 +326,18 @@ ESqlTable::State::Find ESqlTable::State::ReadLoaded(EPosition position) {
 
 ESqlTable::State::Find ESqlTable::State::ReadInto(std::span<ESqlRow* const> rows,
                                                   EPosition position) {
-    ISqlStatement* const statement = Prepared(selectRow + SqlWhereKey(info, 1));
+    const Address address = AddressOf(position);
+    if (address.way == ESqlKeyWay::None) {
+        return Find::Gone;
+    }
+    ISqlStatement* const statement =
+        Prepared(selectByKey[address.way == ESqlKeyWay::RowId ? 1 : 0]);
     if (statement == nullptr) {
         return Find::Failed;
     }
     const SqlRun run(*statement);
-    const ESqlStep step = BindKey(*statement, 1, position) ? statement->Step() : ESqlStep::Done;
+    BindKey(*statement, 1, address);
+    ESqlStep step = statement->Step();
     if (step == ESqlStep::Done) {
         return Find::Gone;
     }
@@ -336,7 +350,15 @@ ESqlTable::State::Find ESqlTable::State::ReadInto(std::span<ESqlRow* const> rows
             return Find::Failed;
         }
     }
-    return Find::Found;
+    step = address.way == ESqlKeyWay::Unsure ? statement->Step() : ESqlStep::Done;
+    if (step == ESqlStep::Failed) {
+        NoteEngineError();
+    } else if (step == ESqlStep::Row) {
+        NoteError(DataOther,
+                  "several records have the same key with a NULL in it, and columns hide the row "
+                  "number that would tell them apart");
+    }
+    return step == ESqlStep::Done ? Find::Found : Find::Failed;
 }
 
 bool ESqlTable::State::Locate(EPosition position) {

@@ -7,11 +7,13 @@
 #include "etabulon/sql/ESqlSource.h"
 #include "etabulon/sql/ESqlTable.h"
 
+#include <array>
 #include <atomic>
 #include <memory>
 #include <span>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace etabulon {
@@ -32,6 +34,12 @@ struct ESqlTable::State {
         InRecord = 2,
     };
     enum class Find : std::uint8_t { Found = 0, Gone = 1, Failed = 2 };
+    /// What addresses the row of a position.
+    struct Address {
+        ESqlKeyWay way = ESqlKeyWay::None;
+        std::int64_t number = 0;  // a key of one integer, or the row number
+        std::string_view key;     // else the raw key
+    };
 
     State(ESqlSource& source, const ESqlTableInfo& info, DRubric& rubric,
           std::vector<unsigned> columns, std::shared_ptr<ISqlConnection> connection);
@@ -40,8 +48,9 @@ struct ESqlTable::State {
     // --- keys
     /// False for the one integer that has no position, the lowest.
     [[nodiscard]] bool PositionOf(const ESqlRow& of, EPosition& position);
-    /// Binds the key of `position` from parameter `first` on; false where no row ever had it.
-    [[nodiscard]] bool BindKey(ISqlStatement& statement, int first, EPosition position);
+    [[nodiscard]] Address AddressOf(EPosition position) const;
+    /// Binds the key from parameter `first` on.
+    static void BindKey(ISqlStatement& statement, int first, const Address& address);
     [[nodiscard]] std::string LockName(EPosition position) const;
 
     // --- statements
@@ -97,6 +106,7 @@ struct ESqlTable::State {
     ESqlRow keyRow;  // the key alone
     std::string selectRow;
     std::string selectKey;
+    std::array<std::string, 2> selectByKey;  // without the row number, and with it
 
     // With some columns only, links still read foreign keys where a record of the whole rubric has
     // them: this is one, whose slots borrow the texts of `record`.
@@ -119,6 +129,9 @@ struct ESqlTable::State {
     std::unique_ptr<ISqlStatement> walkStatement;  // of walkText
     std::vector<EPosition> keys;
     std::unordered_map<EPosition, std::size_t> keyPlaces;  // made when first needed
+    /// Where writes in mid-walk have put records. If one of these places is still to come in the
+    /// list, its own record has gone, and the one there was met before or is new.
+    std::unordered_set<EPosition> occupied;
     std::int64_t listAt = 0;  // of the walk's record in `keys`; -1 or the size beyond the ends
     bool listIsWhole = false;
     bool moved = false;  // RePos went elsewhere than the walk stands

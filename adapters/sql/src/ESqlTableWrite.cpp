@@ -68,9 +68,10 @@ EPosition ESqlTable::Insert() {
     }
     std::string text = "INSERT" + s.info.orFail + " INTO " + s.info.qualifiedName.c_str();
     text += cells.empty() ? " DEFAULT VALUES" : " (" + names + ") VALUES (" + values + ")";
-    text += " RETURNING " + SqlKeyList(s.info);
+    text += SqlReturning(s.info, {}, s.keyRow);
     EPosition added = kNoPosition;
-    return RunWrite(text, cells, kNoPosition, &added) ? EndWrite(added) : FailWrite(s.error.status);
+    return RunWrite(text, cells, kNoPosition, &added) ? EndWrite(kNoPosition, added)
+                                                      : FailWrite(s.error.status);
 }
 
 EPosition ESqlTable::Update(EPosition where) {
@@ -102,12 +103,13 @@ EPosition ESqlTable::Update(EPosition where) {
         CountWrite(/*isSuccess=*/true);
         return Arrive(where);
     }
-    const std::string text = "UPDATE" + s.info.orFail + ' ' + s.info.qualifiedName.c_str() +
-                             " SET " + changes +
-                             SqlWhereKey(s.info, static_cast<int>(cells.size()) + 1) +
-                             " RETURNING " + SqlKeyList(s.info);
+    const std::string text =
+        "UPDATE" + s.info.orFail + ' ' + s.info.qualifiedName.c_str() + " SET " + changes +
+        SqlWhereKey(s.info, s.AddressOf(where).way, static_cast<int>(cells.size()) + 1) +
+        SqlReturning(s.info, {}, s.keyRow);
     EPosition written = kNoPosition;
-    return RunWrite(text, cells, where, &written) ? EndWrite(written) : FailWrite(s.error.status);
+    return RunWrite(text, cells, where, &written) ? EndWrite(where, written)
+                                                  : FailWrite(s.error.status);
 }
 
 bool ESqlTable::DeleteOne(EPosition where) {
@@ -117,8 +119,8 @@ bool ESqlTable::DeleteOne(EPosition where) {
         return false;
     }
     s.LeaveStreaming();
-    const std::string text =
-        std::string("DELETE FROM ") + s.info.qualifiedName.c_str() + SqlWhereKey(s.info, 1);
+    const std::string text = std::string("DELETE FROM ") + s.info.qualifiedName.c_str() +
+                             SqlWhereKey(s.info, s.AddressOf(where).way, 1);
     if (!RunWrite(text, {}, where, /*written=*/nullptr)) {
         FailWrite(s.error.status);
         return false;
@@ -185,7 +187,7 @@ bool ESqlTable::RunWrite(const std::string& text, std::span<const std::size_t> c
         statement->Bind(++parameter, ESqlRow::Value(s.row.cells[cell], s.row.record, iso));
     }
     if (where != kNoPosition) {
-        static_cast<void>(s.BindKey(*statement, parameter + 1, where));
+        State::BindKey(*statement, parameter + 1, s.AddressOf(where));
     }
     const std::int64_t changesBefore = s.connection->TotalChanges();
     const std::int64_t rows = StepWrite(*statement);
@@ -237,9 +239,12 @@ EPosition ESqlTable::FailWrite(std::int32_t newStatus) {
     return Fail(newStatus);
 }
 
-EPosition ESqlTable::EndWrite(EPosition written) {
+EPosition ESqlTable::EndWrite(EPosition from, EPosition written) {
     State& s = *state_;
     CountWrite(/*isSuccess=*/true);
+    if (s.walk == State::Walk::Listed && written != from) {
+        s.occupied.insert(written);
+    }
     if (s.isReadBack) {
         s.layout.CopyRecord(s.record.Get(), s.loaded.Get());
     }

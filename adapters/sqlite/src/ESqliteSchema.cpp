@@ -29,6 +29,11 @@ std::string Quoted(const Chaine& name) {
     return quoted;
 }
 
+bool IsBuiltIn(const Chaine& collation) {
+    return collation.EqualsFolded("BINARY") || collation.EqualsFolded("NOCASE") ||
+           collation.EqualsFolded("RTRIM");
+}
+
 class SchemaReader {
 public:
     SchemaReader(ESqliteConnection& connection, const ESqliteTypeHints& hints)
@@ -49,6 +54,8 @@ private:
     [[nodiscard]] bool ReadColumns(Entry& entry);
     void Describe(const Entry& entry, ESqlColumn& column);
     [[nodiscard]] bool ReadKey(Entry& entry, std::vector<std::pair<std::int64_t, unsigned>> parts);
+    [[nodiscard]] bool ReadKeyIndex(ESqlTableInfo& table, bool& hasIndex);
+    [[nodiscard]] Chaine CollationOf(const ESqlTableInfo& table, const ESqlColumn& column);
     [[nodiscard]] bool ReadForeignKeys(Entry& entry);
 
     ESqliteConnection& connection_;
@@ -175,20 +182,36 @@ void SchemaReader::Describe(const Entry& entry, ESqlColumn& column) {
         default:
             break;
     }
-    const char* collation = nullptr;
-    if (entry.isTable &&
-        sqlite3_table_column_metadata(connection_.Handle(), "main", entry.table.name.c_str(),
-                                      column.name.c_str(), nullptr, &collation, nullptr, nullptr,
-                                      nullptr) == SQLITE_OK &&
-        collation != nullptr) {
-        const Chaine order(collation);
+    if (const Chaine order = entry.isTable ? CollationOf(entry.table, column) : Chaine();
+        !order.IsEmpty()) {
         column.binaryOrder = order.EqualsFolded("BINARY");
-        column.foreignOrder =
-            !column.binaryOrder && !order.EqualsFolded("NOCASE") && !order.EqualsFolded("RTRIM");
+        column.foreignOrder = !IsBuiltIn(order);
     }
     if (column.foreignOrder && column.push == ESqlPush::Text) {
         column.push = ESqlPush::Never;
     }
+}
+
+/// Empty where it isn't known.
+Chaine SchemaReader::CollationOf(const ESqlTableInfo& table, const ESqlColumn& column) {
+    const char* collation = nullptr;
+    const bool isKnown = sqlite3_table_column_metadata(
+                             connection_.Handle(), "main", table.name.c_str(), column.name.c_str(),
+                             nullptr, &collation, nullptr, nullptr, nullptr) == SQLITE_OK;
+    return isKnown && collation != nullptr ? Chaine(collation) : Chaine();
+}
+
+/// An unquoted name of the row number that no column hides; empty where there is none.
+const char* RowIdName(const ESqlTableInfo& table) {
+    for (const char* const name : {"rowid", "_rowid_", "oid"}) {
+        const bool isHidden = std::any_of(
+            table.columns.begin(), table.columns.end(),
+            [name](const ESqlColumn& column) { return column.name.EqualsFolded(Chaine(name)); });
+        if (!isHidden) {
+            return name;
+        }
+    }
+    return "";
 }
 
 bool SchemaReader::ReadKey(Entry& entry, std::vector<std::pair<std::int64_t, unsigned>> parts) {
@@ -197,31 +220,59 @@ bool SchemaReader::ReadKey(Entry& entry, std::vector<std::pair<std::int64_t, uns
     for (const auto& [part, column] : parts) {
         table.key.push_back(column);
     }
-    if (entry.withoutRowId) {
-        table.keyKind = ESqlKeyKind::Columns;
-        return true;
+    table.keyCollations.resize(table.key.size());
+    bool hasIndex = false;
+    if (!parts.empty() && !ReadKeyIndex(table, hasIndex)) {
+        return false;
     }
-    if (!parts.empty()) {
-        bool hasIndex = false;
-        if (!Each("SELECT 1 FROM pragma_index_list(?1) WHERE origin = 'pk'", table.name,
-                  [&hasIndex](ISqlStatement&) { hasIndex = true; })) {
-            return false;
-        }
+    if (!parts.empty() && !hasIndex && !entry.withoutRowId) {
         // Only a key without an index of its own is the row number under another name.
-        table.keyKind = hasIndex ? ESqlKeyKind::Columns : ESqlKeyKind::Integer;
+        table.keyKind = ESqlKeyKind::Integer;
         return true;
     }
-    for (const char* const name : {"rowid", "_rowid_", "oid"}) {
-        const bool isHidden = std::any_of(
-            table.columns.begin(), table.columns.end(),
-            [name](const ESqlColumn& column) { return column.name.EqualsFolded(Chaine(name)); });
-        if (!isHidden) {
-            table.keyKind = ESqlKeyKind::RowId;
-            table.rowIdName = name;
-            return true;
+    const bool hasKey = !parts.empty();
+    const bool mayBeNull =
+        std::any_of(table.key.begin(), table.key.end(),
+                    [&table](unsigned column) { return !table.columns[column].notNull; });
+    if (!entry.withoutRowId && (!hasKey || mayBeNull)) {
+        table.rowIdName = RowIdName(table);
+    }
+    if (hasKey) {
+        table.keyKind = ESqlKeyKind::Columns;
+        table.hasWideTexts = !isUtf8_;
+    } else if (!table.rowIdName.empty()) {
+        table.keyKind = ESqlKeyKind::RowId;
+    }
+    return true;  // with nothing to tell its rows apart it is walked like a view
+}
+
+/// Reads the collations by which the index of the key tells rows apart: they need not be those of
+/// the columns.
+bool SchemaReader::ReadKeyIndex(ESqlTableInfo& table, bool& hasIndex) {
+    std::vector<std::vector<Chaine>> collations(table.key.size());
+    const bool isRead = Each(
+        "SELECT x.name, x.coll FROM pragma_index_list(?1) AS l, pragma_index_xinfo(l.name) AS x "
+        "WHERE l.origin = 'pk' AND x.key = 1",
+        table.name, [&](ISqlStatement& row) {
+            const Chaine name = TextOf(row.Column(0));
+            for (std::size_t part = 0; part < table.key.size(); ++part) {
+                if (table.columns[table.key[part]].name == name) {
+                    collations[part].push_back(TextOf(row.Column(1)));
+                }
+            }
+            hasIndex = true;
+        });
+    for (std::size_t part = 0; isRead && hasIndex && part < table.key.size(); ++part) {
+        const bool isKnown = collations[part].size() == 1 && IsBuiltIn(collations[part].front());
+        const Chaine own = CollationOf(table, table.columns[table.key[part]]);
+        if (!isKnown) {
+            // Texts of the same bytes are one to any collation, and to several of them.
+            table.keyCollations[part] = table.binaryCollation;
+        } else if (!own.EqualsFolded(collations[part].front())) {
+            table.keyCollations[part] = " COLLATE " + Quoted(collations[part].front());
         }
     }
-    return true;  // nothing to tell its rows apart: walked like a view
+    return isRead;
 }
 
 bool SchemaReader::ReadForeignKeys(Entry& entry) {

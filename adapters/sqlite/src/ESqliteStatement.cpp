@@ -1,5 +1,8 @@
 #include "ESqliteStatement.h"
 
+#include <string>
+#include <string_view>
+
 namespace etabulon {
 
 namespace {
@@ -23,6 +26,18 @@ const char* TextOf(sqlite3_value* value) noexcept {
 const char* BlobOf(sqlite3_value* value) noexcept {
     const auto* bytes = static_cast<const char*>(sqlite3_value_blob(value));
     return bytes == nullptr && sqlite3_value_bytes(value) == 0 ? "" : bytes;
+}
+
+/// False where the text can't be had.
+bool ReadWideText(sqlite3_value* from, ESqlValue& value) noexcept {
+    value.kind = ESqlValue::Kind::WideText;
+    value.bytes = static_cast<const char*>(sqlite3_value_text16(from));
+    if (value.bytes == nullptr) {
+        value = ESqlValue{};
+        return false;
+    }
+    value.size = static_cast<std::size_t>(sqlite3_value_bytes16(from));
+    return true;
 }
 
 /// False where the value can't be had.
@@ -55,7 +70,23 @@ bool ReadValue(sqlite3_value* from, ESqlValue& value) noexcept {
     return true;
 }
 
-int BindValue(sqlite3_stmt* statement, int parameter, const ESqlValue& value) noexcept {
+/// SQLite takes the first character off for a byte order mark if it is one: a text that begins so
+/// gets another.
+int BindWideText(sqlite3_stmt* statement, int parameter, std::string_view bytes) {
+    constexpr std::string_view kMark("\xFF\xFE", 2);
+    constexpr std::string_view kSwappedMark("\xFE\xFF", 2);
+    const std::string_view start = bytes.substr(0, kMark.size());
+    std::string marked;
+    if (start == kMark || start == kSwappedMark) {
+        constexpr char16_t kNativeMark = 0xFEFF;
+        marked.assign(reinterpret_cast<const char*>(&kNativeMark), sizeof kNativeMark);
+        bytes = marked.append(bytes);
+    }
+    return sqlite3_bind_text64(statement, parameter, bytes.empty() ? "" : bytes.data(),
+                               bytes.size(), SQLITE_TRANSIENT, SQLITE_UTF16);
+}
+
+int BindValue(sqlite3_stmt* statement, int parameter, const ESqlValue& value) {
     switch (value.kind) {
         case ESqlValue::Kind::Int:
             return sqlite3_bind_int64(statement, parameter, value.integer);
@@ -68,6 +99,8 @@ int BindValue(sqlite3_stmt* statement, int parameter, const ESqlValue& value) no
         case ESqlValue::Kind::Blob:
             return sqlite3_bind_blob64(statement, parameter, value.size > 0 ? value.bytes : "",
                                        value.size, SQLITE_TRANSIENT);
+        case ESqlValue::Kind::WideText:
+            return BindWideText(statement, parameter, {value.bytes, value.size});
         default:
             return sqlite3_bind_null(statement, parameter);
     }
@@ -129,12 +162,20 @@ bool ESqliteStatement::ReadRow(ESqlRow& row) {
     }
     if (!row.keyColumns.empty()) {
         row.key.clear();
+        bool hasNull = false;
         for (const int column : row.keyColumns) {
+            sqlite3_value* const from = sqlite3_column_value(statement_, column);
+            const int type = sqlite3_value_type(from);
+            hasNull = hasNull || type == SQLITE_NULL;
             ESqlValue value;
-            if (!ReadValue(sqlite3_column_value(statement_, column), value)) {
+            if (row.hasWideKey && type == SQLITE_TEXT ? !ReadWideText(from, value)
+                                                      : !ReadValue(from, value)) {
                 return false;
             }
             AppendKeyValue(row.key, value);
+        }
+        if (hasNull && row.rowIdColumn >= 0) {
+            AppendKeyValue(row.key, Column(row.rowIdColumn));
         }
     }
     return true;

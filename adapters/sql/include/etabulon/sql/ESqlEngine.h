@@ -13,7 +13,14 @@ namespace etabulon {
 /// One value on its way into a statement, or out of it where a whole row isn't wanted.
 /// Bytes are borrowed: until the next step when they come out, until Bind returns when they go in.
 struct ESqlValue {
-    enum class Kind : std::uint8_t { Null = 0, Int = 1, Real = 2, Text = 3, Blob = 4 };
+    enum class Kind : std::uint8_t {
+        Null = 0,
+        Int = 1,
+        Real = 2,
+        Text = 3,
+        Blob = 4,
+        WideText = 5,  // UTF-16 in the machine's byte order: see ESqlTableInfo::hasWideTexts
+    };
     Kind kind = Kind::Null;
     std::int64_t integer = 0;
     double real = 0;

@@ -48,6 +48,8 @@ public:
     std::byte* record = nullptr;  // not owned
     int integerKeyColumn = -1;    // of the statement; -1 = none
     std::vector<int> keyColumns;  // of the statement, for keys that are no single integer
+    int rowIdColumn = -1;         // of the statement; joins a key with a NULL in it. -1 = none
+    bool hasWideKey = false;      // texts of the key are read in UTF-16
     // Filled by the engine.
     std::int64_t integerKey = 0;
     std::string key;  // the raw key, by AppendKeyValue
@@ -114,8 +116,8 @@ private:
     void PutOddText(const ESqlCell& cell, const char* bytes, std::size_t length);
 };
 
-/// Raw keys: the values of the key columns as the engine has them, one behind the other. Equal
-/// keys have equal bytes.
+/// Raw keys: the values of the key columns as the engine has them, one behind the other, then the
+/// row number where one of them is NULL and the table has one. Equal keys have equal bytes.
 ETABULON_API void AppendKeyValue(std::string& key, const ESqlValue& value);
 /// Takes the first value off `key`; its bytes are borrowed from there.
 [[nodiscard]] ETABULON_API ESqlValue TakeKeyValue(std::string_view& key) noexcept;

@@ -55,9 +55,17 @@ struct ESqlTableInfo {
     bool isView = false;
     ESqlKeyKind keyKind = ESqlKeyKind::None;
     std::string binaryCollation;  // " COLLATE ..." of the order by bytes
-    std::string rowIdName;        // for RowId: an unquoted name that no column hides
-    std::string orFail;           // behind INSERT or UPDATE: a conflict fails, whatever it declares
-    std::vector<unsigned> key;    // column indexes in key order
+    /// For RowId, and for Columns where a part of the key may be NULL: an unquoted name that no
+    /// column hides. A key with a NULL in it doesn't tell rows apart; with the row number it does.
+    std::string rowIdName;
+    std::string orFail;         // behind INSERT or UPDATE: a conflict fails, whatever it declares
+    std::vector<unsigned> key;  // column indexes in key order
+    /// " COLLATE ..." of each part of the key; empty where it is that of the column.
+    std::vector<std::string> keyCollations;
+    /// The database keeps texts in UTF-16. Those of keys are read so: not every such text has
+    /// a form in UTF-8 that is written back as the same.
+    bool hasWideTexts = false;
+    std::size_t mostColumns = 0;  // of a statement's result; 0: any number
     std::vector<ESqlColumn> columns;
     std::vector<ESqlForeignKey> foreignKeys;
 };

@@ -41,11 +41,14 @@ enum class ESqlOutcome : std::uint8_t {
 ///
 /// Positions  of a single integer key the key itself (values at or below -1 less one), of a table
 ///            without a key its row number, otherwise a number that is never reused while the
-///            source lives: the same in all its table objects. Where nothing tells rows apart
-///            (views), each record of each walk has a new one, of this table object, and the table
-///            is only walked forward.
+///            source lives: the same in all its table objects. To a key with a NULL in it belongs
+///            the row number, as such keys may be alike; where columns hide that number, a read by
+///            a key that several rows have fails. Where nothing tells rows apart (views), each
+///            record of each walk has a new position, of this table object, and the table is only
+///            walked forward.
 /// Walks      without a write session one streaming statement; inside one, and once a write in
-///            mid-walk, over a list of keys taken first. A failed or interrupted step lets the
+///            mid-walk, over a list of keys taken first: each record is met once, whatever is
+///            written meanwhile, and one that went isn't. A failed or interrupted step lets the
 ///            statement and its read lock go, and so does the cursor's cancel; a walk given up
 ///            otherwise keeps them until EndWalk.
 /// Writes     each is atomic and durable by itself; inside an atomic session they stand or fall
@@ -135,7 +138,7 @@ private:
     std::int32_t TakeLock(EPosition where, bool wait, bool isRecordLock);
     std::int32_t FindToWrite(EPosition& where);
     EPosition FailWrite(std::int32_t newStatus);
-    EPosition EndWrite(EPosition written);
+    EPosition EndWrite(EPosition from, EPosition written);
     void CountWrite(bool isSuccess);
     [[nodiscard]] bool ReadLoaded(EPosition where);
     ESqlOutcome EndAtomic(ESqlOutcome outcome);
