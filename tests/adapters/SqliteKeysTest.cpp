@@ -143,5 +143,48 @@ TEST_F(SqliteKeys, AWriteSessionMeetsEachRecordOnceOrFails) {
     EXPECT_GT(refused, 5U);
 }
 
+TEST_F(SqliteKeys, ATableOfAsManyColumnsAsSqliteTakesHasKeysToo) {
+    std::string columns;
+    std::string values;
+    for (int column = 2; column <= 2000; ++column) {
+        columns += ", c" + std::to_string(column);
+        values += "," + std::to_string(column);
+    }
+    const std::pair<const char*, const char*> cases[] = {
+        {"a", ")"},
+        {"a INTEGER PRIMARY KEY", ")"},
+        {"a TEXT", ", PRIMARY KEY(a COLLATE NOCASE, c2))"},
+        {"a TEXT", ", PRIMARY KEY(a, c2)) WITHOUT ROWID"},
+    };
+    for (const char* const encoding : {"UTF-8", "UTF-16"}) {
+        for (const auto& [first, end] : cases) {
+            SCOPED_TRACE(std::string(first) + end + encoding);
+            std::filesystem::remove(path);
+            const bool hasTwins = std::string_view(end).find("NOCASE") != std::string_view::npos;
+            Run(std::string("PRAGMA encoding='") + encoding + "'; CREATE TABLE t(" + first +
+                columns + end + "; INSERT INTO t VALUES(" + (hasTwins ? "NULL" : "1") + values +
+                "),(" + (hasTwins ? "NULL" : "2") + values + "),(3" + values + ")");
+            if (hasTwins) {
+                Run("UPDATE t SET c2 = NULL");
+            }
+            OpenTable("t");
+            table->SetOrder({3});
+            EXPECT_EQ(Walk("a"), hasTwins ? "NULL|NULL|3" : "1|2|3");
+            std::string met;
+            std::set<EPosition> positions;
+            for (EPosition at = table->GetFirst(); at != kNoPosition; at = table->GetNext()) {
+                met += Text("a") + '-' + Text("c2000") + ' ';
+                EXPECT_TRUE(positions.insert(at).second);
+                SetText("c2000", "new" + std::to_string(positions.size()));
+                EXPECT_NE(table->Update(kNoPosition), kNoPosition)
+                    << table->LastErrorText().c_str();
+            }
+            EXPECT_EQ(table->status, DataEnd) << table->LastErrorText().c_str();
+            EXPECT_EQ(met, hasTwins ? "NULL-2000 NULL-2000 3-2000 " : "1-2000 2-2000 3-2000 ");
+            EXPECT_EQ(Ask("SELECT c2000 FROM t ORDER BY 1"), "new1|new2|new3");
+        }
+    }
+}
+
 }  // namespace
 }  // namespace etabulon

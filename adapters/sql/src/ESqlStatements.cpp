@@ -208,11 +208,11 @@ std::string SqlColumn(const ESqlTableInfo& info, unsigned column) {
     return SqlName(info.name) + '.' + SqlName(info.columns[column].name);
 }
 
-namespace {
-
 std::string SqlRowId(const ESqlTableInfo& info) {
     return SqlName(info.name) + '.' + info.rowIdName;
 }
+
+namespace {
 
 void ForgetKey(ESqlRow& row) {
     row.keyColumns.clear();

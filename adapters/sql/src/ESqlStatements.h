@@ -58,6 +58,8 @@ void SetSqlSegment(EVariant& segment, int type, const ESqlValue& value);
 [[nodiscard]] std::string SqlName(const Chaine& name);
 /// A column with its table before it: a bare name in quotes that no column has is a text to SQLite.
 [[nodiscard]] std::string SqlColumn(const ESqlTableInfo& info, unsigned column);
+/// The row number, for a table that has its name.
+[[nodiscard]] std::string SqlRowId(const ESqlTableInfo& info);
 /// "SELECT columns, key FROM table". The row learns where its key is. The key is left out where the
 /// engine takes no result of so many columns.
 [[nodiscard]] std::string SqlSelect(const ESqlTableInfo& info, std::span<const unsigned> columns,

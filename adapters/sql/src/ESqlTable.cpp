@@ -82,9 +82,9 @@ EPosition ESqlTable::StepStreaming() {
         s.BreakWalk();
         return Leave(s.error.status);
     }
-    switch (s.walkStatement->StepWalk(s.row)) {
+    switch (s.StepStatement()) {
         case ESqlStep::Row:
-            if (!s.PositionOf(s.row, s.walkPosition)) {
+            if (!s.PositionOf(s.RowOfKey(), s.walkPosition)) {
                 s.BreakWalk();
                 return Leave(s.error.status);
             }

@@ -36,6 +36,8 @@ ESqlTable::State::State(ESqlSource& ofSource, const ESqlTableInfo& ofInfo, DRubr
         cell.mismatches = &readAgain;  // counted where `row` has it
     }
     selectKey = SqlSelect(info, {}, keyRow);
+    isKeyApart =
+        info.keyKind != ESqlKeyKind::None && row.integerKeyColumn < 0 && row.keyColumns.empty();
     selectByKey = {selectRow + SqlWhereKey(info, ESqlKeyWay::Key, 1),
                    selectRow + SqlWhereKey(info, ESqlKeyWay::RowId, 1)};
 
@@ -204,7 +206,11 @@ void ESqlTable::State::NoteError(std::int32_t status, std::string_view what) {
 // walks
 
 bool ESqlTable::State::StartStatement(const std::string& select) {
-    std::string text = select + SqlWhere(info, conditions) + SqlOrder(info, order);
+    std::string rest = SqlWhere(info, conditions) + SqlOrder(info, order);
+    if (isKeyApart && !info.rowIdName.empty() && info.keyKind == ESqlKeyKind::Columns) {
+        rest += ',' + SqlRowId(info);  // one order of keys that are alike, for both statements
+    }
+    std::string text = select + rest;
     if (walkStatement == nullptr || text != walkText) {
         walkStatement.reset();
         walkText = std::move(text);
@@ -214,22 +220,44 @@ bool ESqlTable::State::StartStatement(const std::string& select) {
             return false;
         }
     }
+    BindConditions(*walkStatement);
+    keyStatement.reset();
+    if (isKeyApart && &select == &selectRow) {
+        keyStatement = connection->Prepare(selectKey + rest);
+        if (keyStatement == nullptr) {
+            NoteEngineError();
+            return false;
+        }
+        BindConditions(*keyStatement);
+    }
+    return true;
+}
+
+void ESqlTable::State::BindConditions(ISqlStatement& statement) const {
     int parameter = 0;
     for (const ESqlCondition& condition : conditions) {
         if (!condition.isMissing) {
             ESqlValue value = condition.value;
             value.bytes = condition.bytes.data();
             value.size = condition.bytes.size();
-            walkStatement->Bind(++parameter, value);
+            statement.Bind(++parameter, value);
         }
     }
-    return true;
+}
+
+ESqlStep ESqlTable::State::StepStatement() {
+    const ESqlStep step = walkStatement->StepWalk(row);
+    if (step != ESqlStep::Row || keyStatement == nullptr) {
+        return step;
+    }
+    return keyStatement->StepWalk(keyRow) == ESqlStep::Row ? ESqlStep::Row : ESqlStep::Failed;
 }
 
 void ESqlTable::State::EndStreaming() noexcept {
     if (walkStatement != nullptr) {
         walkStatement->Reset();
     }
+    keyStatement.reset();
     if (loadedFrom == Loaded::InStatement) {
         loadedFrom = Loaded::No;
     }
@@ -285,11 +313,12 @@ void ESqlTable::State::LeaveStreaming() {
     occupied.clear();
     listAt = 0;
     listIsWhole = false;
-    ESqlRow rest = row;  // the streaming statement has its key where `row` has it
+    ISqlStatement& statement = keyStatement != nullptr ? *keyStatement : *walkStatement;
+    ESqlRow rest = RowOfKey();
     rest.cells.clear();
     ESqlStep step = ESqlStep::Done;
     EPosition position = kNoPosition;
-    while ((step = walkStatement->StepWalk(rest)) == ESqlStep::Row) {
+    while ((step = statement.StepWalk(rest)) == ESqlStep::Row) {
         if (!PositionOf(rest, position)) {
             break;
         }

@@ -71,6 +71,12 @@ struct ESqlTable::State {
 
     // --- walks
     [[nodiscard]] bool StartStatement(const std::string& select);
+    void BindConditions(ISqlStatement& statement) const;
+    [[nodiscard]] ESqlStep StepStatement();
+    /// Which has the key of the row that StepStatement brought.
+    [[nodiscard]] const ESqlRow& RowOfKey() const noexcept {
+        return keyStatement != nullptr ? keyRow : row;
+    }
     void EndStreaming() noexcept;
     void BreakWalk();
     /// Takes the keys of the range; false with `error`.
@@ -127,6 +133,10 @@ struct ESqlTable::State {
     std::vector<unsigned> order;
     std::string walkText;
     std::unique_ptr<ISqlStatement> walkStatement;  // of walkText
+    // The engine takes no result of so many columns as a row and its key have: the keys come from
+    // a second statement, which walks in the same order and sees the same state.
+    bool isKeyApart = false;
+    std::unique_ptr<ISqlStatement> keyStatement;  // of a streaming walk; null where not apart
     std::vector<EPosition> keys;
     std::unordered_map<EPosition, std::size_t> keyPlaces;  // made when first needed
     /// Where writes in mid-walk have put records. If one of these places is still to come in the

@@ -104,6 +104,8 @@ bool SchemaReader::Read(std::vector<ESqlTableInfo>& tables) {
         entry.table.qualifiedName =
             Chaine("\"main\".") + Chaine(std::string_view(Quoted(entry.table.name)));
         entry.table.binaryCollation = " COLLATE BINARY";
+        entry.table.mostColumns = static_cast<std::size_t>(
+            std::max(0, sqlite3_limit(connection_.Handle(), SQLITE_LIMIT_COLUMN, -1)));
         if (SqliteDeclaresConflict(entry.statement.View())) {
             entry.table.orFail = " OR ABORT";
         }
