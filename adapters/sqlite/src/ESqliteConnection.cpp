@@ -34,8 +34,9 @@ ESqlError OpenError(const Chaine& location, std::int32_t status, std::string_vie
 /// "file:" with whatever has a meaning in a URI escaped.
 std::string FileUri(std::string_view path) {
     constexpr char kHex[] = "0123456789ABCDEF";
-    // An empty host, or a path that begins with two slashes would name one.
-    std::string uri = path.substr(0, 1) == "/" ? "file://" : "file:";
+    // An empty host, or a path that begins with two slashes would name one. A path without folder
+    // could be ":memory:", which is no file to SQLite.
+    std::string uri = path.substr(0, 1) == "/" ? "file://" : "file:./";
     for (const char c : path) {
         if (c == '%' || c == '?' || c == '#') {
             const auto byte = static_cast<unsigned char>(c);
