@@ -44,6 +44,12 @@ TEST_F(CsvFile, GivesEachColumnTheTypeOfAllItsCells) {
         {"\"\"\n\"5\"\n", TYPE_INT64},
         {" 1\n", TYPE_CHAINE},
         {"1.\n.5\n", TYPE_CHAINE},
+        {".097\n", TYPE_CHAINE},
+        {"0.097\n1.50\n", TYPE_DOUBLE},
+        {"9007199254740992\n1.5\n", TYPE_DOUBLE},
+        {"1\n-9007199254740993\n2\n", TYPE_INT64},
+        {"9007199254740993\n1.5\n", TYPE_CHAINE},
+        {"1.5\n1\n9007199254740993\n", TYPE_CHAINE},
     };
     for (const auto& [cells, type] : cases) {
         const bool isTwo = std::string_view(cells).find(',') != std::string_view::npos;

@@ -10,6 +10,8 @@ namespace etabulon {
 
 namespace {
 
+constexpr std::int64_t kExactWhole = std::int64_t{1} << 53;  // a real holds all up to here
+
 bool IsDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 
 bool EqualsWord(std::string_view text, std::string_view word) noexcept {
@@ -28,7 +30,9 @@ bool EqualsWord(std::string_view text, std::string_view word) noexcept {
 
 ECsvType NumberType(std::string_view text) noexcept {
     const std::string_view digits = text.front() == '-' ? text.substr(1) : text;
-    // A number for people, such as a code with leading zeros, would lose them.
+    // Deliberate: what is written with leading zeros, a plus or a bare point stays text, since
+    // a number doesn't give that spelling back: codes, phone numbers and averages such as .097
+    // are shown as they stand in the file. GivesEachColumnTheTypeOfAllItsCells holds it.
     if (digits.empty() || !IsDigit(digits[0]) ||
         (digits[0] == '0' && digits.size() > 1 && IsDigit(digits[1]))) {
         return ECsvType::Text;
@@ -39,7 +43,10 @@ ECsvType NumberType(std::string_view text) noexcept {
     if (asWhole.ptr == end) {
         // Deliberate: whole numbers beyond 64 bits stay text; as reals they would lose digits.
         // GivesEachColumnTheTypeOfAllItsCells holds it.
-        return asWhole.ec == std::errc() && text != "-0" ? ECsvType::Whole : ECsvType::Text;
+        if (asWhole.ec != std::errc() || text == "-0") {
+            return ECsvType::Text;
+        }
+        return whole > kExactWhole || whole < -kExactWhole ? ECsvType::Large : ECsvType::Whole;
     }
     double real = 0;
     const auto asReal = std::from_chars(text.data(), end, real);
@@ -77,14 +84,18 @@ ECsvType CsvTypeOfBoth(ECsvType a, ECsvType b) noexcept {
     if (a == ECsvType::Unknown) {
         return b;
     }
-    const bool isNumber = (a == ECsvType::Whole || a == ECsvType::Real) &&
-                          (b == ECsvType::Whole || b == ECsvType::Real);
-    return isNumber ? ECsvType::Real : ECsvType::Text;
+    const auto areOf = [a, b](ECsvType one, ECsvType other) {
+        return (a == one && b == other) || (a == other && b == one);
+    };
+    if (areOf(ECsvType::Whole, ECsvType::Large)) {
+        return ECsvType::Large;
+    }
+    return areOf(ECsvType::Whole, ECsvType::Real) ? ECsvType::Real : ECsvType::Text;
 }
 
 const char* CsvDeclaredType(ECsvType type) noexcept {
-    constexpr const char* kDeclared[] = {"TEXT", "INTEGER",   "REAL",    "DATE",
-                                         "TIME", "TIMESTAMP", "BOOLEAN", "TEXT"};
+    constexpr const char* kDeclared[] = {"TEXT",      "INTEGER", "REAL", "DATE",   "TIME",
+                                         "TIMESTAMP", "BOOLEAN", "TEXT", "INTEGER"};
     return kDeclared[static_cast<std::size_t>(type)];
 }
 

@@ -15,6 +15,7 @@ enum class ECsvType : std::uint8_t {
     Timestamp = 5,
     Bool = 6,
     Text = 7,
+    Large = 8,  // whole numbers, of which a real wouldn't keep all digits
 };
 
 /// The type of one cell that isn't empty.

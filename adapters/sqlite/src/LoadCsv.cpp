@@ -143,6 +143,7 @@ private:
         const char* const end = cell.text.data() + cell.text.size();
         switch (type) {
             case ECsvType::Whole:
+            case ECsvType::Large:
                 value.kind = ESqlValue::Kind::Int;
                 std::from_chars(cell.text.data(), end, value.integer);
                 return value;
