@@ -3,6 +3,7 @@
 #include "ESqliteError.h"
 #include "ESqliteStatement.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
@@ -48,12 +49,6 @@ std::string FileUri(std::string_view path) {
     return uri;
 }
 
-bool HasContent(const fs::path& path) {
-    std::error_code failure;
-    const auto size = fs::file_size(path, failure);
-    return !failure && size > 0;
-}
-
 // Through SQLite: whoever closes another descriptor of the file gives up all locks that this
 // process holds on it, those of open transactions too.
 bool IsWriteAhead(sqlite3* database) {
@@ -65,20 +60,33 @@ bool IsWriteAhead(sqlite3* database) {
            header[kReadVersionAt] == 2;
 }
 
-/// What a read-only open of a write-ahead database needs so as to create no file. Empty where it
-/// can't be read that way.
-std::string WriteAheadQuery(const Chaine& location, ESqlError& error) {
-    const std::string path(location.View());
-    if (HasContent(path + "-shm")) {
+/// How a write-ahead database is read where nothing may be written beside it. Empty where it can't
+/// be.
+std::string WriteAheadQuery(const Chaine& location, const std::string& path, ESqlError& error) {
+    std::error_code failure;
+    if (HasContent(path + "-shm") && fs::exists(path + "-wal", failure)) {
         return "?mode=ro&readonly_shm=1";
     }
     if (HasContent(path + "-wal")) {
         error = OpenError(location, DataReadOnly,
-                          "its write-ahead log must be recovered, which a read-only open never "
-                          "does: open it once for writing");
+                          "its write-ahead log must be recovered, and there is no permission to "
+                          "write beside it: open it once with that permission");
         return {};
     }
     return "?mode=ro&immutable=1";
+}
+
+bool MayWrite(const std::string& path, int mode = W_OK) {
+    return ::faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0;
+}
+
+/// This process may make the log and its index, as any other does that uses the database, and so
+/// takes part in the locks. One that may write the folder and not the file could make them too, but
+/// neither remove them nor give them to those who may write the file.
+bool MayJoin(const std::string& path) {
+    const std::string folder = fs::path(path).parent_path().string();
+    return MayWrite(path) &&
+           (MayWrite(folder, W_OK | X_OK) || (MayWrite(path + "-wal") && MayWrite(path + "-shm")));
 }
 
 bool CheckFile(const Chaine& location, ESqlError& error) {
@@ -136,13 +144,38 @@ std::unique_ptr<ESqliteConnection> ESqliteConnection::Open(const Chaine& locatio
         OpenUri(location, uri, isReadOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE, error);
     if (connection != nullptr && isReadOnly && !IsSqliteMemory(location) &&
         IsWriteAhead(connection->database_)) {
-        const std::string query = WriteAheadQuery(location, error);
-        connection =
-            query.empty() ? nullptr : OpenUri(location, uri + query, SQLITE_OPEN_READONLY, error);
+        connection = OpenWriteAhead(std::move(connection), uri, error);
     }
     if (connection != nullptr && !connection->SetUp(mode)) {
         error = connection->LastError();
         return nullptr;
+    }
+    return connection;
+}
+
+/// A database in write-ahead mode, opened again so that each walk sees one state, and no byte of
+/// the file changes.
+std::unique_ptr<ESqliteConnection> ESqliteConnection::OpenWriteAhead(
+    std::unique_ptr<ESqliteConnection> plain, const std::string& uri, ESqlError& error) {
+    const std::string path = plain->identity_;  // where links lead: the log lies there
+    const Chaine location = plain->location_;
+    if (HasContent(path + "-journal")) {
+        return plain;  // a change of mode was cut off: writing would take it back
+    }
+    plain.reset();
+    if (MayJoin(path)) {
+        auto joined = OpenUri(location, uri, SQLITE_OPEN_READWRITE, error);
+        if (joined != nullptr) {
+            joined->log_ = path + "-wal";
+        }
+        return joined;
+    }
+    auto state = std::make_unique<ESqliteFileState>(path);
+    const std::string query = WriteAheadQuery(location, path, error);
+    auto connection =
+        query.empty() ? nullptr : OpenUri(location, uri + query, SQLITE_OPEN_READONLY, error);
+    if (connection != nullptr && query.find("immutable") != std::string::npos) {
+        connection->still_ = std::move(state);
     }
     return connection;
 }
@@ -193,7 +226,13 @@ bool ESqliteConnection::SetUp(ESqlOpenMode mode) {
     return Execute("PRAGMA foreign_keys=1") && Execute("SELECT count(*) FROM sqlite_schema");
 }
 
-ESqliteConnection::~ESqliteConnection() { sqlite3_close_v2(database_); }
+ESqliteConnection::~ESqliteConnection() {
+    if (!log_.empty() && HasContent(log_)) {
+        // The last to close would move the log into the file. That is for those who wrote it.
+        sqlite3_db_config(database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    }
+    sqlite3_close_v2(database_);
+}
 
 std::unique_ptr<ISqlStatement> ESqliteConnection::Prepare(const std::string& statement) {
     sqlite3_stmt* prepared = nullptr;
@@ -210,7 +249,21 @@ bool ESqliteConnection::Execute(const char* statement) {
     return sqlite3_exec(database_, statement, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
+ESqlStep ESqliteConnection::CheckStill(ESqlStep step) {
+    int misses = 0;
+    int unused = 0;
+    sqlite3_db_status(database_, SQLITE_DBSTATUS_CACHE_MISS, &misses, &unused, 0);
+    const bool hasRead = misses != misses_;
+    misses_ = misses;
+    return hasRead && still_->HasChanged() ? ESqlStep::Failed : step;
+}
+
 ESqlError ESqliteConnection::LastError() const {
+    if (still_ != nullptr && still_->HasChanged()) {
+        return OpenError(location_, DataOther,
+                         "another program has written it meanwhile, and without permission to "
+                         "write beside it no lock keeps it as it was: read it again");
+    }
     return SqliteError(location_, database_, sqlite3_extended_errcode(database_));
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ESqliteFileState.h"
 #include "etabulon/sql/ESqlEngine.h"
 #include "etabulon/sql/ESqlSource.h"
 
@@ -39,6 +40,10 @@ public:
     const std::string& Identity() const override { return identity_; }
 
     [[nodiscard]] sqlite3* Handle() const noexcept { return database_; }
+    /// `step`, or Failed where pages of two states of the file may have been read.
+    [[nodiscard]] ESqlStep Checked(ESqlStep step) {
+        return still_ == nullptr ? step : CheckStill(step);
+    }
     /// Steps that Interrupt may end are marked by this; see ESqliteStatement.
     void SetWalking(bool walking) noexcept { walking_ = walking; }
 
@@ -48,7 +53,10 @@ private:
     [[nodiscard]] static std::unique_ptr<ESqliteConnection> OpenUri(const Chaine& location,
                                                                     const std::string& uri,
                                                                     int flags, ESqlError& error);
+    [[nodiscard]] static std::unique_ptr<ESqliteConnection> OpenWriteAhead(
+        std::unique_ptr<ESqliteConnection> plain, const std::string& uri, ESqlError& error);
     [[nodiscard]] bool SetUp(ESqlOpenMode mode);
+    [[nodiscard]] ESqlStep CheckStill(ESqlStep step);
     [[nodiscard]] bool IsWalkCancelled() const noexcept {
         return walking_ && interrupted_.load(std::memory_order_relaxed);
     }
@@ -60,6 +68,10 @@ private:
     sqlite3* database_ = nullptr;
     std::atomic<bool> interrupted_{false};
     bool walking_ = false;  // of the connection's own thread
+    std::string log_;       // the path of the log, where the database has one and is only read
+    // Of a file that is read without locks: its state as it was opened, and the pages read so far.
+    std::unique_ptr<ESqliteFileState> still_;
+    int misses_ = 0;
 };
 
 /// It names a database in memory.

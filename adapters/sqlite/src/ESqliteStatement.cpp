@@ -114,7 +114,7 @@ void ESqliteStatement::Bind(int parameter, const ESqlValue& value) {
 }
 
 ESqlStep ESqliteStatement::Step() {
-    return hasFailed_ ? ESqlStep::Failed : StepOf(sqlite3_step(statement_));
+    return hasFailed_ ? ESqlStep::Failed : connection_.Checked(StepOf(sqlite3_step(statement_)));
 }
 
 ESqlStep ESqliteStatement::StepWalk(ESqlRow& row) {

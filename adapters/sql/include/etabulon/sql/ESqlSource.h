@@ -16,7 +16,7 @@
 namespace etabulon {
 
 enum class ESqlOpenMode : std::uint8_t {
-    ReadOnly = 0,   // changes no byte and creates no file
+    ReadOnly = 0,   // changes no byte of the database
     ReadWrite = 1,  // the database must exist: none is ever created
 };
 

@@ -17,10 +17,13 @@ using ESqliteTypeHints = std::map<std::string, int>;
 ///            (p,s) that fit 64 bits become whole (s = 0) or scaled numbers, others TYPE_DOUBLE;
 ///            then by affinity; BLOB becomes bytes, and a column without a type text. Dates and
 ///            times are ISO texts. A value of another type reads as missing and is counted.
-/// Read-only  changes no byte and creates no file. A database in write-ahead mode is then read as
-/// it
-///            lies where no log exists beside it (nobody may write to it meanwhile), and through
-///            the log where its index exists too; a log without index is refused.
+/// Read-only  changes no byte of the database, and each walk sees one state of it, whatever others
+///            write meanwhile. Beside a database in write-ahead mode the log and its index (-wal,
+///            -shm) lie as long as it is open; they go with the last connection, but for a log
+///            that others have left or written, and its index. Where the file or its folder can't
+///            be written no file is made: a log with its index is read with them, a log alone is
+///            refused, and without a log the file is read without locks. A step that comes upon
+///            a write of others then fails with DataOther, and the source is to be opened again.
 /// Read-write foreign keys are enforced.
 class ETABULON_API ESqliteSource : public ESqlSource {
 public:
