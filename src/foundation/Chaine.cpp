@@ -27,14 +27,16 @@ std::size_t CapacityFor(std::size_t stored) noexcept {
 
 }  // namespace
 
-constinit Chaine::Body Chaine::emptyBody_{{0}, 1, 0, {0}, {}};
+static_assert(sizeof(Chaine::Body) == 16);
+
+constinit Chaine::EmptyBody Chaine::emptyBody_{{{0}, 1, 0, {0}}, {}};
 
 Chaine::Chaine(const char* text) : Chaine(text, text == nullptr ? 0 : std::strlen(text)) {}
 
-Chaine::Chaine(const char* bytes, std::size_t length) : body_(&emptyBody_) {
+Chaine::Chaine(const char* bytes, std::size_t length) : body_(&emptyBody_.body) {
     if (length != 0) {
         body_ = NewBody(length);
-        std::memcpy(body_->text, bytes, length);
+        std::memcpy(body_->Text(), bytes, length);
         SetLength(length);
     }
 }
@@ -54,7 +56,7 @@ Chaine Chaine::Format(const char* format, ...) {
             text.Assign(buffer, length);
         } else {
             text.body_ = NewBody(length);
-            std::vsnprintf(text.body_->text, length + 1, format, again);
+            std::vsnprintf(text.body_->Text(), length + 1, format, again);
             text.SetLength(length);
         }
     }
@@ -78,12 +80,12 @@ Chaine::Body* Chaine::NewBody(std::size_t length) {
     if (capacity > kMaxLength + 1) {
         capacity = length + 1;
     }
-    Body* body = ::new (::operator new(offsetof(Body, text) + capacity)) Body;
+    Body* body = ::new (::operator new(sizeof(Body) + capacity)) Body;
     body->share.store(0, std::memory_order_relaxed);
     body->foldHash.store(0, std::memory_order_relaxed);
     body->capacity = static_cast<std::uint32_t>(capacity);
     body->length = 1;
-    body->text[0] = '\0';
+    *body->Text() = '\0';
     return body;
 }
 
@@ -102,7 +104,7 @@ void Chaine::Own(std::size_t length, bool keepText) {
     }
     Body* own = NewBody(room);
     if (keepText) {
-        std::memcpy(own->text, body_->text, body_->length);
+        std::memcpy(own->Text(), body_->Text(), body_->length);
         own->length = body_->length;
     }
     Release(std::exchange(body_, own));
@@ -119,14 +121,14 @@ void Chaine::Assign(const char* bytes, std::size_t length) {
         Clear();
         return;
     }
-    const char* own = body_->text;
+    const char* own = body_->Text();
     if (bytes >= own && bytes <= own + Length()) {
         // A part of this text: its body must outlive the copying.
         *this = Chaine(bytes, length);
         return;
     }
     Own(length, /*keepText=*/false);
-    std::memcpy(body_->text, bytes, length);
+    std::memcpy(body_->Text(), bytes, length);
     SetLength(length);
 }
 
@@ -134,7 +136,7 @@ void Chaine::Append(std::string_view text) {
     if (text.empty()) {
         return;
     }
-    const Chaine keep = text.data() >= body_->text && text.data() <= body_->text + Length()
+    const Chaine keep = text.data() >= body_->Text() && text.data() <= body_->Text() + Length()
                             ? *this
                             : Chaine();  // a part of this text: the copy keeps its body
     const std::size_t length = Length();
@@ -150,7 +152,7 @@ void Chaine::Clear() noexcept {
     if (body_->capacity != 0 && body_->share.load(std::memory_order_acquire) == 0) {
         SetLength(0);
     } else {
-        Release(std::exchange(body_, &emptyBody_));
+        Release(std::exchange(body_, &emptyBody_.body));
     }
 }
 
@@ -219,8 +221,8 @@ std::uint64_t Chaine::ToUnsigned() const noexcept {
     std::uint64_t number = 0;
     for (const char c : View()) {
         if (IsBlank(c)) {
-            // Deliberate: also between digits, so "1 000" is a thousand. IsReadWithoutItsBlanks holds
-            // it.
+            // Deliberate: also between digits, so "1 000" is a thousand. IsReadWithoutItsBlanks
+            // holds it.
             continue;
         }
         if (!IsDigit(c)) {

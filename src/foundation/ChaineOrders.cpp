@@ -119,7 +119,7 @@ std::uint32_t Chaine::FoldHash(std::string_view text) noexcept {
 }
 
 std::uint32_t Chaine::ComputeFoldHash(const Body* body) noexcept {
-    const char* const text = body->text;
+    const char* const text = body->Text();
     const std::uint32_t hash = FoldHash({text, body->length - 1});
     body->foldHash.store(hash, std::memory_order_relaxed);
     return hash;

@@ -262,7 +262,7 @@ const void* EVariant::ViewBuffer() const noexcept {
             return IsMarked(store_.view, info.naturalSize) ? nullptr : store_.view;
         case Layout::Slot: {
             const auto* body = *static_cast<Chaine::Body* const*>(store_.view);
-            return body == nullptr ? nullptr : body->text;
+            return body == nullptr ? nullptr : body->Text();
         }
         default:
             return store_.view;

@@ -70,7 +70,7 @@ inline EContent EVariantAccess::Read(const EVariant& value) noexcept {
         case Kind::Inline:
             return {value.store_.bytes, value.size_, nullptr, info};
         case Kind::Text:
-            return {reinterpret_cast<const unsigned char*>(value.store_.text->text),
+            return {reinterpret_cast<const unsigned char*>(value.store_.text->Text()),
                     value.store_.text->length - 1, value.store_.text, info};
         case Kind::Heap:
             return {value.store_.heap.bytes, value.store_.heap.count, nullptr, info};

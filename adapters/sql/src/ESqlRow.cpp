@@ -50,7 +50,7 @@ ESqlValue SlotValue(const ESqlCell& cell, const std::byte* at) noexcept {
     }
     return BytesValue(
         cell.kind == ESqlCell::Kind::Text ? ESqlValue::Kind::Text : ESqlValue::Kind::Blob,
-        {body->text, body->length - 1});
+        {body->Text(), body->length - 1});
 }
 
 }  // namespace
@@ -169,7 +169,7 @@ bool ESqlRow::IsSame(const ESqlCell& cell, const std::byte* a, const std::byte* 
     const auto* left = Load<const Chaine::Body*>(a + cell.offset);
     const auto* right = Load<const Chaine::Body*>(b + cell.offset);
     return left == right || (left->length == right->length &&
-                             std::memcmp(left->text, right->text, left->length) == 0);
+                             std::memcmp(left->Text(), right->Text(), left->length) == 0);
 }
 
 void AppendKeyValue(std::string& key, const ESqlValue& value) {

@@ -35,12 +35,12 @@ class ETABULON_API Chaine {
 public:
     static constexpr std::size_t npos = static_cast<std::size_t>(-1);
 
-    constexpr Chaine() noexcept : body_(&emptyBody_) {}
+    constexpr Chaine() noexcept : body_(&emptyBody_.body) {}
     Chaine(const char* text);  // null gives the empty text
     Chaine(const char* bytes, std::size_t length);
     explicit Chaine(std::string_view text) : Chaine(text.data(), text.size()) {}
     Chaine(const Chaine& other) noexcept : body_(other.body_) { Retain(body_); }
-    Chaine(Chaine&& other) noexcept : body_(std::exchange(other.body_, &emptyBody_)) {}
+    Chaine(Chaine&& other) noexcept : body_(std::exchange(other.body_, &emptyBody_.body)) {}
     Chaine& operator=(const Chaine& other) noexcept {
         if (body_ != other.body_) {
             Retain(other.body_);
@@ -66,9 +66,9 @@ public:
     [[nodiscard]] std::size_t Length() const noexcept { return body_->length - 1; }
     /// In bytes, the terminator counted: the length that the orders look at.
     [[nodiscard]] std::size_t StoredLength() const noexcept { return body_->length; }
-    [[nodiscard]] const char* c_str() const noexcept { return body_->text; }
+    [[nodiscard]] const char* c_str() const noexcept { return body_->Text(); }
     [[nodiscard]] std::string_view View() const noexcept {
-        return {body_->text, body_->length - 1};
+        return {body_->Text(), body_->length - 1};
     }
     [[nodiscard]] char operator[](std::size_t index) const noexcept { return c_str()[index]; }
 
@@ -107,7 +107,7 @@ public:
     friend bool operator==(const Chaine& a, const Chaine& b) noexcept {
         return a.body_ == b.body_ ||
                (a.body_->length == b.body_->length &&
-                std::memcmp(a.body_->text, b.body_->text, a.body_->length) == 0);
+                std::memcmp(a.body_->Text(), b.body_->Text(), a.body_->length) == 0);
     }
     friend bool operator<(const Chaine& a, const Chaine& b) noexcept {
         return a.ComparePlain(b) < 0;
@@ -156,7 +156,12 @@ public:
         std::uint32_t length;              // bytes with terminator
         std::uint32_t capacity;            // bytes with terminator; 0 for the immortal empty body
         mutable std::atomic<std::uint32_t> foldHash;
-        char text[8];  // allocated to capacity
+
+        /// The bytes, of which there are `capacity`, lie behind the body in the same allocation.
+        [[nodiscard]] char* Text() noexcept { return reinterpret_cast<char*>(this + 1); }
+        [[nodiscard]] const char* Text() const noexcept {
+            return reinterpret_cast<const char*>(this + 1);
+        }
     };
     /// The FoldHash of a body that no Chaine is at hand for.
     [[nodiscard]] static std::uint32_t FoldHashOf(const Body* body) noexcept {
@@ -173,7 +178,7 @@ public:
     /// A Chaine that takes over the reference on `body`.
     [[nodiscard]] static Chaine Adopt(Body* body) noexcept { return Chaine(body); }
     /// Gives the reference to the caller; this becomes empty.
-    [[nodiscard]] Body* Detach() noexcept { return std::exchange(body_, &emptyBody_); }
+    [[nodiscard]] Body* Detach() noexcept { return std::exchange(body_, &emptyBody_.body); }
     static void Retain(Body* body) noexcept {
         if (body->capacity == 0) {
             return;
@@ -217,9 +222,13 @@ private:
     /// Makes the body unshared and large enough for `length` bytes; keeps the text if asked.
     void Own(std::size_t length, bool keepText);
     void SetLength(std::size_t length) noexcept;
-    [[nodiscard]] char* MutableText() noexcept { return body_->text; }
+    [[nodiscard]] char* MutableText() noexcept { return body_->Text(); }
 
-    static Body emptyBody_;
+    struct EmptyBody {
+        Body body;
+        char text[8];  // as much as the smallest body has
+    };
+    static EmptyBody emptyBody_;
     Body* body_;
 };
 

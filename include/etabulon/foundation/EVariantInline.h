@@ -116,7 +116,7 @@ inline const void* EVariant::GetBuffer() const noexcept {
         case Kind::Inline:
             return store_.bytes;
         case Kind::Text:
-            return store_.text->text;
+            return store_.text->Text();
         case Kind::Heap:
             return store_.heap.bytes;
         case Kind::View:
@@ -131,8 +131,8 @@ inline bool EVariant::IsEqualTo(const EVariant& other) const noexcept {
         if (kind_ == Kind::Text && rep_ == TYPE_CHAINE) {
             return store_.text == other.store_.text ||
                    (store_.text->length == other.store_.text->length &&
-                    std::memcmp(store_.text->text, other.store_.text->text, store_.text->length) ==
-                        0);
+                    std::memcmp(store_.text->Text(), other.store_.text->Text(),
+                                store_.text->length) == 0);
         }
         if (kind_ == Kind::Inline && rep_ == TYPE_INT64) {
             return std::memcmp(store_.bytes, other.store_.bytes, sizeof(std::int64_t)) == 0;
@@ -148,7 +148,8 @@ inline bool EVariant::IsIdenticalTo(const EVariant& other) const noexcept {
     if (kind_ == Kind::Text && other.kind_ == Kind::Text) {
         return store_.text == other.store_.text ||
                (store_.text->length == other.store_.text->length &&
-                std::memcmp(store_.text->text, other.store_.text->text, store_.text->length) == 0);
+                std::memcmp(store_.text->Text(), other.store_.text->Text(), store_.text->length) ==
+                    0);
     }
     const void* const bytes = GetBuffer();
     const void* const others = other.GetBuffer();

@@ -61,17 +61,18 @@ private:
         }
         if (length >= sizeof(std::uint64_t)) {
             const std::size_t last = length - sizeof(std::uint64_t);
-            return WordAt<std::uint64_t>(body.text) == WordAt<std::uint64_t>(bytes) &&
-                   WordAt<std::uint64_t>(body.text + last) == WordAt<std::uint64_t>(bytes + last) &&
+            return WordAt<std::uint64_t>(body.Text()) == WordAt<std::uint64_t>(bytes) &&
+                   WordAt<std::uint64_t>(body.Text() + last) ==
+                       WordAt<std::uint64_t>(bytes + last) &&
                    (length <= 2 * sizeof(std::uint64_t) ||
-                    std::memcmp(body.text, bytes, length) == 0);
+                    std::memcmp(body.Text(), bytes, length) == 0);
         }
         if (length >= sizeof(std::uint32_t)) {
             const std::size_t last = length - sizeof(std::uint32_t);
-            return WordAt<std::uint32_t>(body.text) == WordAt<std::uint32_t>(bytes) &&
-                   WordAt<std::uint32_t>(body.text + last) == WordAt<std::uint32_t>(bytes + last);
+            return WordAt<std::uint32_t>(body.Text()) == WordAt<std::uint32_t>(bytes) &&
+                   WordAt<std::uint32_t>(body.Text() + last) == WordAt<std::uint32_t>(bytes + last);
         }
-        return std::memcmp(body.text, bytes, length) == 0;
+        return std::memcmp(body.Text(), bytes, length) == 0;
     }
     [[nodiscard]] static std::uint32_t HashOf(const char* bytes, std::size_t length) noexcept;
     void StoreOther(void* slot, Chaine::Body* held, const char* bytes, std::size_t length);
