@@ -2,6 +2,7 @@
 
 #include "etabulon/foundation/EExpects.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 
@@ -119,7 +120,7 @@ void ERecordShape::Append(const EFieldDesc& desc) {
     if (isSlot) {
         slots_.push_back(offset);
     } else if (TypeInfo(desc.Type()).storage == EStorage::BlankText) {
-        std::memset(blank_.data() + offset, ' ', size);
+        std::fill_n(blank_.begin() + static_cast<std::ptrdiff_t>(offset), size, std::byte{' '});
     } else if (TypeInfo(desc.Type()).IsFixedSize()) {
         EField cell;
         cell.Attach(desc, blank_.data() + offset, /*takeOwnership=*/false);

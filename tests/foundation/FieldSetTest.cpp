@@ -146,6 +146,18 @@ TEST(FieldLayout, AlignsSlotsAndNothingElse) {
     EXPECT_EQ(Layout(Descs({{"a", TYPE_INT8, 1}, {"b", TYPE_LONG, 5}})).RecordSize(), 6U);
 }
 
+TEST(FieldLayout, HasRoomForTextOfNoBytes) {
+    for (const std::int32_t type : {TYPE_STR, TYPE_ZSTRING, TYPE_AUTRE}) {
+        test::Record record(Descs({{"none", type, 0}, {"some", type, 2}}));
+        record.fields["none"] <<= EVariant("x");
+        record.fields["some"] <<= EVariant("x");
+        record.fields.SetNull();
+        EXPECT_EQ(record.fields.RecordSize(), 2U);
+        EXPECT_TRUE(record.fields["none"].AsChaine().IsEmpty());
+        EXPECT_TRUE(test::Record(Descs({{"none", type, 0}})).fields["none"].AsChaine().IsEmpty());
+    }
+}
+
 TEST(FieldLayout, CutsTheRunOfDescriptionsToWhatThereIs) {
     const auto descs = Descs({{"a", TYPE_LONG, 4}, {"b", TYPE_LONG, 4}, {"c", TYPE_INT8, 1}});
     struct Case {
