@@ -106,7 +106,7 @@ bool GridCommand::Calculate(const CliWalkContext& context, const Request& reques
         // More axes than a view shows: a grid would send one of them only.
         for (unsigned int index = 0; index < calculations.Size(); ++index) {
             ETabulonCumulFuncOnVarCollection one;
-            one.AddCalculation(calculations.Calculation(index), /*addRef=*/true);
+            one.AddCalculation(calculations.Calculation(index), /*addRef=*/false);
             addFiller(one, dataAxes);
         }
     }

@@ -173,7 +173,9 @@ TEST_P(GridShapes, FollowTheAxesAndTheCalculations) {
     std::vector<std::string> arguments = {"grid", path, "--format", "csv"};
     const std::vector<std::string>& options = GetParam().options;
     arguments.insert(arguments.end(), options.begin(), options.end());
-    EXPECT_EQ(RunCommand(arguments).out, GetParam().expected);
+    const CommandResult result = RunCommand(arguments);
+    EXPECT_EQ(result.out, GetParam().expected);
+    EXPECT_EQ(result.status, 0) << result.err;  // a program that leaks says so where it is checked
 }
 
 INSTANTIATE_TEST_SUITE_P(
