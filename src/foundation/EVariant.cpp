@@ -160,8 +160,12 @@ void EVariant::CopyOther(const EVariant& other) {
 }
 
 void EVariant::AssignOther(const EVariant& other) {
-    E_EXPECTS(kind_ != Kind::View);  // a field is written with <<=
     if (this == &other) {
+        return;
+    }
+    if (kind_ == Kind::View) {
+        // A field by its base: its place is all that it is, and the one empty field is everybody's.
+        *this <<= other;
         return;
     }
     switch (other.kind_) {
@@ -272,7 +276,9 @@ const void* EVariant::ViewBuffer() const noexcept {
 std::size_t EVariant::ByteCount() const noexcept { return EVariantAccess::Read(*this).count; }
 
 bool EVariant::Init(std::uint16_t type, std::uint16_t size, const void* buffer) {
-    E_EXPECTS(kind_ != Kind::View);
+    if (kind_ == Kind::View) {
+        return false;
+    }
     EVariant value = Missing(type, size);
     value.kind_ = Kind::Missing;  // also of no bytes: initialised is not empty
     const ETypeInfo& info = kTypeInfos[value.rep_];

@@ -1,3 +1,4 @@
+#include "etabulon/foundation/EExtract.h"
 #include "foundation/FieldDescs.h"
 
 #include <gtest/gtest.h>
@@ -6,6 +7,7 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <utility>
 
 namespace etabulon {
 namespace {
@@ -170,6 +172,40 @@ TEST(EmptyField, ReadsAsMissingWhateverIsDoneToIt) {
     EXPECT_TRUE(empty.AsChaine().IsEmpty());
     EXPECT_TRUE(empty.Name().IsEmpty());
     EXPECT_EQ(number, 1);
+}
+
+TEST(FieldAsVariant, WritesThroughWhateverIsDoneToIt) {
+    struct Case {
+        const char* name;
+        void (*store)(EVariant& field);
+    };
+    static EVariant moved;
+    const Case cases[] = {
+        {"copy", [](EVariant& field) { field = moved; }},
+        {"move", [](EVariant& field) { field = EVariant(moved); }},
+        {"from text", [](EVariant& field) { field = "5"; }},
+        {"swap", [](EVariant& field) { std::swap(field, moved); }},
+        {"sum", [](EVariant& field) { field += EVariant(4); }},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        test::Record record(test::Descs({{"n", TYPE_INT64, 9}, {"t", TYPE_CHAINE, 0}}));
+        record.fields["n"] <<= EVariant(1);
+        record.fields["t"] <<= EVariant("1");
+        for (EVariant* field : {static_cast<EVariant*>(&record.fields["n"]),
+                                static_cast<EVariant*>(&record.fields["t"]),
+                                static_cast<EVariant*>(&record.fields["absent"])}) {
+            moved = EVariant(5);
+            c.store(*field);
+            EXPECT_FALSE(field->Init(TYPE_LONG, 4, nullptr));
+        }
+        EXPECT_EQ(record.fields["n"].Type(), TYPE_INT64);
+        EXPECT_EQ(record.fields["n"], EVariant(5));
+        EXPECT_EQ(record.fields["t"].AsChaine(), Chaine(&c == std::end(cases) - 1 ? "14" : "5"));
+        EXPECT_EQ(EExtract(record.fields).Field(0), EVariant(5));  // the record's own
+        EXPECT_TRUE(EField::Empty().IsMissing());
+        EXPECT_EQ(EField::Empty().Type(), 0);
+    }
 }
 
 TEST(TextSlots, ShareABodyFromRecordToRecord) {

@@ -97,7 +97,8 @@ private:
     std::shared_ptr<const Body> body_;
 };
 
-/// A named view of a place in a record; wherever a value is wanted, it is the value there.
+/// A named view of a place in a record; wherever a value is wanted, it is the value there. As an
+/// EVariant& it is the view still: all that is stored through it goes into the record.
 ///
 /// Ownership  the record isn't owned and must outlive the field. A copy is the same view;
 ///            a copy as EVariant is a value of its own.

@@ -43,7 +43,8 @@ public:
     EVariant(const EVariant& other);
     // A moved view is copied, like a view that is copied: it owns nothing that could be taken.
     EVariant(EVariant&& other) noexcept;
-    /// A copy of `other` with its type. Over text of the same body nothing is counted.
+    /// A copy of `other` with its type. Over text of the same body nothing is counted. A view keeps
+    /// its type and its place, and stores the value there as operator<<= does.
     EVariant& operator=(const EVariant& other);
     EVariant& operator=(EVariant&& other) noexcept;
     ~EVariant() { Drop(); }
@@ -63,7 +64,8 @@ public:
     /// zero value (empty text). A fixed-size type with size 0 or its natural size plus the mark
     /// byte of a nullable cell takes its natural size, and with that mark set it is missing. Of
     /// text, `buffer` is read up to its NUL or `size` bytes (owned text: to its NUL), of bytes
-    /// `size`. False, and nothing changed, when memory ran out or the type can't have `size`.
+    /// `size`. False, and nothing changed, when memory ran out, the type can't have `size`, or
+    /// this is a view.
     bool Init(std::uint16_t type, std::uint16_t size, const void* buffer);
     /// Copies the value of `other` into the own buffer: same type, bytes; else as operator<<=.
     void Set(const EVariant& other);
