@@ -81,7 +81,7 @@ std::uint32_t ETabulonValue::Hash() const noexcept {
     return status_ == ValNull ? salt : salt ^ data_.Hash();
 }
 
-void ETabulonValue::Refill(const EVariant& data) {
+void ETabulonValue::TakeData(const EVariant& data) {
     modified_ = false;
     data_ = data;
     displayPending_ = !data_.IsMissing();
@@ -89,17 +89,23 @@ void ETabulonValue::Refill(const EVariant& data) {
     if (status_ == ValNull) {
         data_ = EVariant();
     }
+}
+
+void ETabulonValue::Refill(const EVariant& data) {
+    TakeData(data);
     if (!display_.IsEmpty()) {
         display_ = Chaine();
     }
 }
 
 void ETabulonValue::Refill(const EVariant& data, const Chaine& display) {
-    Refill(data);
-    if (status_ == ValNormal && !display.IsEmpty()) {
-        display_ = display;
-        displayPending_ = false;
+    if (data.IsMissing() || display.IsEmpty()) {
+        Refill(data);
+        return;
     }
+    TakeData(data);
+    display_ = display;
+    displayPending_ = false;
 }
 
 void ETabulonValue::MakeDisplay() const {

@@ -181,6 +181,22 @@ TEST(Refill, LeavesWhatTheConstructorMakes) {
     }
 }
 
+TEST(Refill, TakesItsOwnDataAndText) {
+    for (const EVariant& data : {EVariant("text"), EVariant(12), EVariant()}) {
+        for (const char* text : {"shown", ""}) {
+            const ETabulonValue before(data, text, true);
+            const ETabulonValue built(data, before.DisplayValue(), false);
+            ETabulonValue value(before);
+            value.Refill(value.Data(), value.DisplayValue());
+            EXPECT_EQ(Seen(value), Seen(built));
+            value.Refill(EVariant(data), value.DisplayValue());
+            EXPECT_EQ(Seen(value), Seen(built));
+            value.Refill(value.Data());
+            EXPECT_EQ(Seen(value), Seen(ETabulonValue(data, "", false)));
+        }
+    }
+}
+
 TEST(Refill, AllocatesNothingForNumbersAndOwnedText) {
     const EVariant text("a text that is longer than what lies inline");
     const Chaine shown("shown");

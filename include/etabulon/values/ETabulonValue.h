@@ -81,7 +81,7 @@ public:
     [[nodiscard]] std::uint32_t Hash() const noexcept;
 
     /// Becomes ETabulonValue(data, display, false) in the storage that it has: what a walk does for
-    /// each level of each record.
+    /// each level of each record. Either may be this value's own.
     void Refill(const EVariant& data);
     void Refill(const EVariant& data, const Chaine& display);
 
@@ -90,6 +90,7 @@ private:
     friend union detail::ENeverDestroyed;
     constexpr explicit ETabulonValue(ValStatus status) noexcept : status_(status) {}
     void MakeDisplay() const;
+    void TakeData(const EVariant& data);
 
     ValStatus status_ = ValNull;
     bool modified_ = false;
