@@ -194,10 +194,10 @@ bool DayOfDate(std::int32_t date, std::int64_t& day) noexcept {
 }
 
 bool DateOfDay(std::int64_t day, std::int32_t& date) noexcept {
-    const ECivil civil = CivilOf(day);
-    if (civil.year < 1 || civil.year > 9999) {
+    if (day < 0 || day > kLastDateDay) {
         return false;
     }
+    const ECivil civil = CivilOf(day);
     date = static_cast<std::int32_t>(civil.year * 10000 + civil.month * 100 + civil.day);
     return true;
 }

@@ -8,10 +8,12 @@
 namespace etabulon {
 
 constexpr std::int64_t kMillisecondsPerDay = 86400000;
+/// 214748-12-31, the last day whose yyyymmdd fits in a DATE, as the days since 0001-01-01.
+constexpr std::int64_t kLastDateDay = 78435095;
 
 /// A DATE's yyyymmdd as the days since 0001-01-01; false if there is no such day.
 [[nodiscard]] bool DayOfDate(std::int32_t date, std::int64_t& day) noexcept;
-/// The yyyymmdd of a day since 0001-01-01; false outside the years 1 to 9999.
+/// The yyyymmdd of a day since 0001-01-01; false before it, and behind kLastDateDay.
 [[nodiscard]] bool DateOfDay(std::int64_t day, std::int32_t& date) noexcept;
 /// The days since 0001-01-01 that have passed at a timestamp.
 [[nodiscard]] std::int64_t DayOfTimestamp(std::int64_t timestamp) noexcept;

@@ -48,16 +48,15 @@ EVariant AddToDate(const EVariant& date, const EContent& content, const EContent
         return EVariantAccess::Make(date.Type(),
                                     ClampTo<std::int32_t>(content.As<std::int32_t>() + amount));
     }
-    constexpr std::int64_t kLastDay = 3652058;  // 9999-12-31
     std::int64_t day = 0;
     std::int32_t sum = 0;
     if (!DayOfDate(content.As<std::int32_t>(), day)) {
         return date;
     }
     const EWide wide = day + amount;
-    if (!DateOfDay(wide < 0          ? 0
-                   : wide > kLastDay ? kLastDay
-                                     : static_cast<std::int64_t>(wide),
+    if (!DateOfDay(wide < 0              ? 0
+                   : wide > kLastDateDay ? kLastDateDay
+                                         : static_cast<std::int64_t>(wide),
                    sum)) {
         return date;
     }

@@ -203,11 +203,14 @@ TEST(ValuesAsText, ReadBackAsThemselves) {
         {TYPE_DATE, "0001-01-01"},
         {TYPE_DATE, "2000-02-29"},
         {TYPE_DATE, "9999-12-31"},
+        {TYPE_DATE, "10000-01-01"},
+        {TYPE_DATE, "214748-12-31"},
         {TYPE_TIME, "00:00:00"},
         {TYPE_TIME, "23:59:59.999"},
         {TYPE_TIME, "-596:31:23.648"},
         {TYPE_TIMESTAMP, "1999-12-31 23:59:59.001"},
         {TYPE_TIMESTAMP, "-0001-03-01 12:00:00"},
+        {TYPE_TIMESTAMP, "12024-02-29 12:00:00"},
         {TYPE_GUID, "00112233-4455-6677-8899-aabbccddeeff"},
         {TYPE_CHAINE, " any\ttext "},
         {TYPE_BLOBTEXT, ""},
@@ -237,6 +240,7 @@ TEST(ParsedText, MissesWhatIsNoValue) {
                                                          {TYPE_DOUBLE, "1e999"},
                                                          {TYPE_DATE, "2023-02-29"},
                                                          {TYPE_DATE, "2024-2-1"},
+                                                         {TYPE_DATE, "214749-01-01"},
                                                          {TYPE_TIME, "12:60:00"},
                                                          {TYPE_TIMESTAMP, "2024-01-01 24:00:00"},
                                                          {TYPE_TIMESTAMP, "2024-01-01T"},
@@ -266,6 +270,9 @@ TEST(StoredValues, AreConvertedClampedAndCut) {
     EXPECT_EQ(Stored(EVariant::FromDouble(1e300), TYPE_FLOAT), "3.4028235e+38");
     EXPECT_EQ(Stored(EVariant(20240229), TYPE_DATE), "2024-02-29");
     EXPECT_EQ(Stored(EVariant(20230229), TYPE_DATE), "(missing)");
+    EXPECT_EQ(Stored(EVariant(120240229), TYPE_DATE), "12024-02-29");
+    EXPECT_EQ(Stored(Of(TYPE_TIMESTAMP, "12024-02-29 13:00:00"), TYPE_DATE), "12024-02-29");
+    EXPECT_EQ(Stored(Of(TYPE_TIMESTAMP, "214749-01-01"), TYPE_DATE), "(missing)");
     EXPECT_EQ(Stored(Of(TYPE_TIMESTAMP, "2024-02-29 13:00:00"), TYPE_DATE), "2024-02-29");
     EXPECT_EQ(Stored(Of(TYPE_TIMESTAMP, "2024-02-29 13:00:00"), TYPE_TIME), "13:00:00");
     EXPECT_EQ(Stored(Of(TYPE_TIME, "13:00:00"), TYPE_DATE), "(missing)");
@@ -481,7 +488,9 @@ TEST(Sums, AreWideAndTyped) {
         {Raw(TYPE_CURRENCY, INT64_MAX), EVariant(1), TYPE_CURRENCY, "922337203685477.5807"},
         {Of(TYPE_DATE, "2024-02-28"), EVariant(2), TYPE_DATE, "2024-03-01"},
         {EVariant(-1), Of(TYPE_DATE, "2024-03-01"), TYPE_DATE, "2024-02-29"},
-        {Of(TYPE_DATE, "9999-12-31"), EVariant(1), TYPE_DATE, "9999-12-31"},
+        {Of(TYPE_DATE, "9999-12-31"), EVariant(1), TYPE_DATE, "10000-01-01"},
+        {Of(TYPE_DATE, "214748-12-30"), EVariant(2), TYPE_DATE, "214748-12-31"},
+        {Of(TYPE_DATE, "12024-03-01"), EVariant(-1), TYPE_DATE, "12024-02-29"},
         {Of(TYPE_TIMESTAMP, "2024-02-28"), EVariant(1500), TYPE_TIMESTAMP,
          "2024-02-28 00:00:01.500"},
         {Of(TYPE_TIME, "01:00:00"), Of(TYPE_TIMESTAMP, "2024-02-28"), TYPE_TIMESTAMP,
