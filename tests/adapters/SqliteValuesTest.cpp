@@ -80,6 +80,31 @@ TEST_F(SqliteValues, NumbersKeepTheirExtremesAndMissingIsNotZero) {
     EXPECT_EQ(Ask("SELECT typeof(d)||typeof(n) FROM t WHERE id=3"), "nullnull");
 }
 
+TEST_F(SqliteValues, DatesWithoutATextAreRefusedAndNotLost) {
+    Run("CREATE TABLE t(id INTEGER PRIMARY KEY, day DATE, at TIMESTAMP, tm TIME);"
+        "INSERT INTO t VALUES(1,'2024-02-29','2024-02-29 01:02:03','01:02:03')");
+    OpenTable("t");
+    const std::pair<const char*, EVariant> kRefused[] = {
+        {"day", EVariant(100000101)},
+        {"at", EVariant::FromText(TYPE_TIMESTAMP, 0, "10000-01-01 00:00:00")},
+        {"at", EVariant::FromText(TYPE_TIMESTAMP, 0, "0000-12-31 23:59:59")},
+        {"tm", EVariant::FromText(TYPE_TIME, 0, "24:00:00")},
+    };
+    for (const auto& [field, value] : kRefused) {
+        for (const bool inserts : {false, true}) {
+            table->RePos(1, false);
+            Field("id") <<= EVariant(inserts ? 2 : 1);
+            Field(field) <<= value;
+            ASSERT_FALSE(Field(field).IsMissing()) << field;
+            EXPECT_EQ(inserts ? table->Insert() : table->Update(kNoPosition), kNoPosition);
+            EXPECT_EQ(table->status, DataConstraint);
+            EXPECT_NE(std::string(table->LastErrorText().c_str()).find(field), std::string::npos)
+                << table->LastErrorText().c_str();
+        }
+    }
+    EXPECT_EQ(Ask("SELECT count(*)||day||at||tm FROM t"), "12024-02-292024-02-29 01:02:0301:02:03");
+}
+
 TEST_F(SqliteValues, OtherTypesReadAsMissingAreCountedAndStay) {
     Run("CREATE TABLE t(id INTEGER PRIMARY KEY, n INTEGER, day DATE, x TEXT, free);"
         "INSERT INTO t VALUES(1,'seven','2023-02-29',x'41',5),(2,7,'2023-02-28','A',1.5),"

@@ -174,6 +174,9 @@ bool MakeSqlValue(const EVariant& value, ESqlValue& bound, Chaine& text, char* i
     } else {
         return false;
     }
+    if (bytes.empty() && type.valueClass == EValueClass::Date) {
+        return false;  // no text of the database stands for it
+    }
     bound.kind = ESqlValue::Kind::Text;
     bound.bytes = bytes.data();
     bound.size = bytes.size();

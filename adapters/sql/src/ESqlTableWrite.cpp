@@ -176,6 +176,15 @@ bool ESqlTable::ReadLoaded(EPosition where) {
 bool ESqlTable::RunWrite(const std::string& text, std::span<const std::size_t> cells,
                          EPosition where, EPosition* written) {
     State& s = *state_;
+    for (const std::size_t cell : cells) {
+        if (!ESqlRow::CanStore(s.row.cells[cell], s.row.record)) {
+            s.NoteError(DataConstraint,
+                        std::string("no text of a date or time stands for the value of ") +
+                            s.info.columns[s.columns[cell]].name.c_str() +
+                            ": days lie in the years 1 to 9999, and times within one day");
+            return false;
+        }
+    }
     Write write(s);
     ISqlStatement* const statement = s.Prepared(text);
     if (statement == nullptr || !write.Begin()) {

@@ -11,7 +11,11 @@ namespace etabulon {
 // Only what these functions write is accepted, and a few forms that mean the same: "T" for the
 // blank, times without seconds, up to nine decimals of them (cut to three), a final "Z".
 
-/// YYYY-MM-DD, ten bytes, a real day of the years 1 to 9999.
+// Only days of the years 1 to 9999 have a text here, so that the order of texts is that of days,
+// and the engine's own functions of dates read them. A TYPE_DATE may hold later days: they can't be
+// written, and no row has them.
+
+/// YYYY-MM-DD, ten bytes, a real day.
 [[nodiscard]] ETABULON_API bool ParseIsoDate(std::string_view text,
                                              std::int32_t& yyyymmdd) noexcept;
 [[nodiscard]] ETABULON_API bool ParseIsoTime(std::string_view text, std::int32_t& millis) noexcept;
