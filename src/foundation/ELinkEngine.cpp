@@ -80,8 +80,8 @@ private:
     std::optional<detail::ELinkKey> key_;
     ERecordBuffer buffer_;
     std::unique_ptr<IRecordLookup> lookup_;
-    IRecordSource* source_ = nullptr;  // of the lookup
-    EDataError openError_;             // why there is none; status 0 without a source
+    std::uint64_t sourceNumber_ = 0;  // of the lookup
+    EDataError openError_;            // why there is none; status 0 without a source
     std::uint64_t version_ = 0;
     bool needsOpening_ = true;
     bool isKnown_ = false;  // the buffer is what the key taken last leads to
@@ -118,15 +118,15 @@ void LinkEngineEDataTable::Step::Need(unsigned variable) {
 }
 
 bool LinkEngineEDataTable::Step::Open(EData* table) {
-    if (!needsOpening_ && source_ == rubric_->Source()) {
+    if (!needsOpening_ && sourceNumber_ == rubric_->SourceNumber()) {
         return lookup_ != nullptr;
     }
     lookup_.reset();
     openError_ = EDataError{};
     isKnown_ = false;
-    source_ = rubric_->Source();
-    if (source_ != nullptr) {
-        lookup_ = source_->OpenLookup(*rubric_, hop_.KeyVariables(), columns_, table, openError_);
+    sourceNumber_ = rubric_->SourceNumber();
+    if (IRecordSource* const source = rubric_->Source(); source != nullptr) {
+        lookup_ = source->OpenLookup(*rubric_, hop_.KeyVariables(), columns_, table, openError_);
         if (lookup_ == nullptr) {
             openError_ = AsFailure(std::move(openError_));
         }

@@ -242,6 +242,20 @@ TEST_F(Links, FailWhereAReadFailsAndReadItAgain) {
     }
 }
 
+TEST_F(Links, ReadASourceThatLiesWhereAnotherHasGone) {
+    LinkEngineEDataTable engine(&dico);
+    LinkDescriptor link;
+    engine.RegisterLink("Orders.buyer>name", link);
+    engine.InitializeLinks();
+    EXPECT_EQ(Walk(*orderTable, "Orders.buyer>name", engine, link), "Anne Anne Bert ! ! Carl");
+    // The same object for another one at its address.
+    const auto others = test::MakeTable(customers, {{2, "", "", 0, "Bea"}});
+    counted->inner = customers->Source();
+    customers->SetSource(counted);
+    EXPECT_EQ(engine.InitializeLinks(), 1);
+    EXPECT_EQ(Walk(*orderTable, "Orders.buyer>name", engine, link), "! ! Bea ! ! !");
+}
+
 TEST_F(Links, AreForgottenWhenInitialized) {
     LinkEngineEDataTable engine(&dico);
     LinkDescriptor link;

@@ -13,7 +13,7 @@ namespace etabulon::test {
 /// told to. Not owned: the inner source, which a memory table keeps.
 class FailingSource : public IRecordSource {
 public:
-    explicit FailingSource(IRecordSource& inner) : inner_(inner) {}
+    explicit FailingSource(IRecordSource& source) : inner(&source) {}
     /// Puts one before the rubric's source.
     static std::shared_ptr<FailingSource> Before(DRubric& rubric) {
         auto source = std::make_shared<FailingSource>(*rubric.Source());
@@ -30,7 +30,7 @@ public:
             error = openFailure;
             return nullptr;
         }
-        auto lookup = inner_.OpenLookup(rubric, keyVariables, wanted, from, error);
+        auto lookup = inner->OpenLookup(rubric, keyVariables, wanted, from, error);
         return std::make_unique<Lookup>(*this, std::move(lookup));
     }
     /// The `count`-th read from here (from 1) fails so, and that one only.
@@ -43,6 +43,7 @@ public:
     int forgotten = 0;
     EDataError openFailure;         // status 0: lookups can be opened
     std::vector<unsigned> columns;  // of the lookup opened last
+    IRecordSource* inner;
 
 private:
     class Lookup : public IRecordLookup {
@@ -66,7 +67,6 @@ private:
         FailingSource& source_;
         std::unique_ptr<IRecordLookup> inner_;
     };
-    IRecordSource& inner_;
     int failingRead_ = 0;
     EDataError failure_;
 };

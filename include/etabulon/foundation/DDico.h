@@ -106,7 +106,10 @@ public:
     /// set later; a link that doesn't fit it then is never resolved.
     bool AddLink(const Chaine& name, const std::vector<Chaine>& variables, DRubric* target,
                  const std::vector<Chaine>& targetVariables = {});
-    void SetSource(std::shared_ptr<IRecordSource> source) { source_ = std::move(source); }
+    void SetSource(std::shared_ptr<IRecordSource> source) {
+        source_ = std::move(source);
+        ++sourceNumber_;
+    }
 
     [[nodiscard]] std::size_t Size() const noexcept { return variables_.size(); }
     [[nodiscard]] DVariable* At(std::size_t index) const { return variables_[index].get(); }
@@ -117,6 +120,8 @@ public:
     [[nodiscard]] const std::deque<DLink>& Links() const noexcept { return links_; }
     [[nodiscard]] const std::vector<unsigned>& Key() const noexcept { return key_; }
     [[nodiscard]] IRecordSource* Source() const noexcept { return source_.get(); }
+    /// Another one for each source: one that has gone may lie where the present one lies.
+    [[nodiscard]] std::uint64_t SourceNumber() const noexcept { return sourceNumber_; }
 
     /// Fields for a record of the whole rubric, without a buffer: arrays have a field an element,
     /// named "name[index]". `only` limits them to some variables, in the order given; offsets are
@@ -133,6 +138,7 @@ private:
     std::vector<unsigned> key_;
     std::deque<DLink> links_;  // resolved paths point at them
     std::shared_ptr<IRecordSource> source_;
+    std::uint64_t sourceNumber_ = 0;
     std::size_t recordSize_ = 0;
     std::size_t fieldCount_ = 0;
     unsigned long lastAccelerator_ = 0;
