@@ -102,7 +102,7 @@ void EDataTreeThread::Start(bool refresh, const ETabulonTag& tag) {
     const auto params = MakeRef<ThreadParams>(refresh, tag);
     busy_.store(1);
     try {
-        OnThreadStart(tag);
+        OnThreadStart(params->tag);
     } catch (...) {
         if (run_ == nullptr || run_->ended.load()) {
             busy_.store(0);  // nobody else would
