@@ -119,11 +119,12 @@ void EDataTreeCtrl::Refresh() {
 
 void EDataTreeCtrl::Refresh(const ETabulonTag& tag) {
     E_EXPECTS(InitDone());
-    if (Postpone(AskRefresh, tag)) {
+    const ETabulonTag wanted = tag;  // it may be a node's, which BeginRun makes anew
+    if (Postpone(AskRefresh, wanted)) {
         return;
     }
     BeginRun();
-    thread_->Refresh(tag);
+    thread_->Refresh(wanted);
 }
 
 void EDataTreeCtrl::RefreshDeletedNode(const ETabulonTag& tag) {

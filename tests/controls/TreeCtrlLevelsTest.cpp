@@ -136,6 +136,17 @@ TEST_F(TreeCtrlLevels, HiddenOnesFollowTheSelectionIfAttached) {
     EXPECT_EQ(view.TakeLog("owner"), "");
 }
 
+TEST_F(TreeCtrlLevels, MovedByARefreshLeaveItsTagAlone) {
+    ctrl->SetHideLevelFlags(0, kInTree, /*refresh=*/false);
+    Fill();
+    view.Click("all/Paris");
+    ctrl->SetAttachHiddenLevelsToCurrent(true, /*refresh=*/false);
+    ctrl->Refresh(ctrl->Tree()->Root()->Get(3U)->Tag());  // a node that goes with the old order
+    Settle();
+    EXPECT_EQ(view.Items(), "-all{+Berlin +Bonn +Lyon *-Paris{2021 2022}}");
+    EXPECT_EQ(view.TakeLog("owner"), "owner 1569; owner 1570; ");
+}
+
 TEST_F(TreeCtrlLevels, ComparedOtherwiseStandInAnotherOrder) {
     sales.Append(6, "de", "Ulm", 2020);
     Fill();
