@@ -177,21 +177,37 @@ void EDataTreeCtrl::Select(const ETabulonTag& tag) {
         if (wanted.IsRoot()) {
             return;
         }
-        std::vector<ETabulonTag> branch;
-        ETabulonTag above = wanted;
-        while (!above.IsRoot() && !items_.Has(above)) {
-            branch.push_back(above);
-            above = AboveOf(above);
-        }
-        branch.push_back(above);
-        for (auto step = branch.rbegin(); step != branch.rend(); ++step) {
-            // Deliberate: a tag that the model doesn't hold gets an entry without an item. It then
-            // counts as known: a later refresh of it climbs to the parent and not to the root.
-            // SelectOfAnUnknownTag holds it.
-            View().Expand(items_.FindOrAdd(*step), TreeExpand);
-        }
+        OpenAbove(wanted);
+        // Deliberate: a tag that the model doesn't hold gets an entry without an item. It then
+        // counts as known: a later refresh of it climbs to the parent and not to the root.
+        // SelectOfAnUnknownTag holds it.
+        View().Expand(items_.FindOrAdd(wanted), TreeExpand);
     }
     if (_TREEITEM* item = items_.Find(wanted)) {
+        Show(item);
+    }
+}
+
+/// Opens the branch from the first item that is there down to the parent, each item bringing its
+/// children.
+void EDataTreeCtrl::OpenAbove(const ETabulonTag& tag) {
+    std::vector<ETabulonTag> branch = {AboveOf(tag)};
+    while (!branch.back().IsRoot() && !items_.Has(branch.back())) {
+        branch.push_back(AboveOf(branch.back()));
+    }
+    for (auto step = branch.rbegin(); step != branch.rend(); ++step) {
+        View().Expand(items_.FindOrAdd(*step), TreeExpand);
+    }
+}
+
+/// Selects the item of a node that the model has, unless it is selected. Opens the items above
+/// only.
+void EDataTreeCtrl::SelectAgain(const ETabulonTag& tag) {
+    if (!items_.Has(tag)) {
+        OpenAbove(tag);
+    }
+    _TREEITEM* const item = items_.Find(tag);
+    if (item != nullptr && item != View().SelectedItem()) {
         Show(item);
     }
 }
@@ -231,6 +247,14 @@ unsigned EDataTreeCtrl::GetDepth(_TREEITEM* item) const {
 
 bool EDataTreeCtrl::IsAlone(_TREEITEM* item) const {
     return View().PreviousItem(item) == nullptr && View().NextItem(item) == nullptr;
+}
+
+bool EDataTreeCtrl::IsWithin(_TREEITEM* item, _TREEITEM* branch) const {
+    _TREEITEM* const first = View().FirstItem();
+    while (item != nullptr && item != first && item != branch) {
+        item = View().ParentItem(item);
+    }
+    return item == branch;
 }
 
 void EDataTreeCtrl::OnSelchanged() { StartAutoRefreshTimer(); }

@@ -156,14 +156,7 @@ bool EDataTreeCtrl::CanDrop(const DropData* data) const {
     if (depth == 0 || depth == GetDepth(dragged)) {
         return false;
     }
-    const auto isBelow = [this](_TREEITEM* item, _TREEITEM* above) {
-        _TREEITEM* const first = View().FirstItem();
-        while (item != nullptr && item != first && item != above) {
-            item = View().ParentItem(item);
-        }
-        return item == above;
-    };
-    return isBelow(dragged, target) || isBelow(target, dragged);
+    return IsWithin(dragged, target) || IsWithin(target, dragged);
 }
 
 void EDataTreeCtrl::OnDrop(const DropData* data) {

@@ -51,6 +51,48 @@ private:
     EDataTreeCtrl& ctrl_;
 };
 
+/// Keeps the selection through the outermost sync: what selects, deletes and opens items within it
+/// knows nothing of it.
+class [[nodiscard]] EDataTreeCtrl::Following {
+public:
+    explicit Following(EDataTreeCtrl& ctrl)
+        : ctrl_(ctrl), isOutermost_(ctrl.following_ == nullptr) {
+        if (isOutermost_) {
+            ctrl_.following_ = this;
+            places_[0] = SelectedTag();
+        }
+    }
+    ~Following() {
+        if (isOutermost_) {
+            ctrl_.following_ = nullptr;
+        }
+    }
+    Following(const Following&) = delete;
+    Following& operator=(const Following&) = delete;
+
+    /// The selection has left a branch that goes.
+    void NoteHeir() { places_[1] = SelectedTag(); }
+    /// Selects the node that was selected, or the last heir, if it is there and isn't selected.
+    void End() {
+        for (const ETabulonTag& place : places_) {
+            if (isOutermost_ && !place.IsRoot() && ctrl_.tree_->Get(place) != nullptr) {
+                ctrl_.SelectAgain(place);
+                return;
+            }
+        }
+    }
+
+private:
+    [[nodiscard]] ETabulonTag SelectedTag() const {
+        _TREEITEM* const item = ctrl_.View().SelectedItem();
+        return item != nullptr ? ctrl_.Tag(item) : ETabulonTag();
+    }
+
+    EDataTreeCtrl& ctrl_;
+    const bool isOutermost_;
+    ETabulonTag places_[2];
+};
+
 /// Redraw off for a scope; on at its end, whoever turned it on before.
 class [[nodiscard]] EDataTreeCtrl::RedrawOff {
 public:

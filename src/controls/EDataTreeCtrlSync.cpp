@@ -4,6 +4,7 @@
 #include "etabulon/controls/EDataTreeCtrl.h"
 #include "etabulon/tree/EDataTreeNode.h"
 
+#include <algorithm>
 #include <memory>
 #include <unordered_set>
 #include <utility>
@@ -31,6 +32,7 @@ void EDataTreeCtrl::ReSync(const ETabulonTag& tag) {
         // Without a cancel: whoever opens an item during a walk waits for its end.
         const Section section(*this);
         const Updating updating(*this);
+        Following following(*this);
         try {
             if (ReSync(tag, /*redrawOff=*/false)) {
                 View().SetRedraw(true);
@@ -39,6 +41,7 @@ void EDataTreeCtrl::ReSync(const ETabulonTag& tag) {
             View().SetRedraw(true);
             throw;
         }
+        following.End();
     }
     SetWndCursor(normalCursor_);
 }
@@ -93,7 +96,7 @@ void EDataTreeCtrl::SyncRootItem(Redraw& redraw) {
     _TREEITEM* const first = View().FirstItem();
     if (root.Size() == 0 && first != nullptr) {
         redraw.Off();
-        DeleteItem(first);
+        DropItem(first);
     } else if (root.Size() != 0 && first == nullptr) {
         redraw.Off();
         Show(InsertItem(root, kTreeRoot, kTreeLast));
@@ -129,9 +132,14 @@ void EDataTreeCtrl::DeleteStrangers(const EDataTreeNode& node, _TREEITEM* item, 
             strangers.push_back(child);
         }
     }
+    // The one that the selection leaves goes last: its heir is none of the others then.
+    std::stable_partition(strangers.begin(), strangers.end(), [this](_TREEITEM* stranger) {
+        _TREEITEM* const selected = View().SelectedItem();
+        return selected == stranger || !IsWithin(selected, stranger);
+    });
     for (_TREEITEM* stranger : strangers) {
         redraw.Off();
-        DeleteItem(stranger);
+        DropItem(stranger);
     }
 }
 
@@ -149,7 +157,7 @@ void EDataTreeCtrl::SyncChildren(EDataTreeNode& node, _TREEITEM* item, Redraw& r
             // One that stands elsewhere among its siblings would be found by nobody afterwards.
             _TREEITEM* const twin = items_.Find(tag);
             if (twin != nullptr && View().ParentItem(twin) == item) {
-                DeleteItem(twin);
+                DropItem(twin);
             }
             current = InsertItem(child, item, previous);
         }
@@ -260,25 +268,48 @@ void EDataTreeCtrl::DeleteAllItems() {
     View().DeleteItem(kTreeRoot);
 }
 
+/// Deletes an item whose node has gone, or stands at another place.
+///
+/// Deliberate: the selection leaves a branch that goes, as it leaves an item, and ends where it was
+/// if the sync makes that item again. DeleteItem alone would select nothing and tell nobody, since
+/// it looks at the item itself only. SelectionBelowWhatGoes holds it.
+void EDataTreeCtrl::DropItem(_TREEITEM* item) {
+    _TREEITEM* const selected = View().SelectedItem();
+    if (selected != item && selected != nullptr && IsWithin(selected, item)) {
+        _TREEITEM* next = View().NextVisibleItem(item);
+        while (next != nullptr && IsWithin(next, item)) {
+            next = View().NextVisibleItem(next);
+        }
+        SelectHeir(next, item);
+        following_->NoteHeir();
+    }
+    DeleteItem(item);
+}
+
 void EDataTreeCtrl::DeleteItem(_TREEITEM* item) {
     if (item == View().SelectedItem()) {
-        inUpdate_ = false;
         // Deliberate: the next visible item, also where it is a child that is about to go as well:
         // then nothing is selected in the end. DeletingAnOpenSelectedItemSelectsNone holds it.
-        _TREEITEM* heir = View().NextVisibleItem(item);
-        if (heir == nullptr) {
-            heir = View().PreviousVisibleItem(item);
-        }
-        if (heir == nullptr) {
-            heir = View().FirstItem();
-        }
-        if (heir != nullptr) {
-            Show(heir);
-        }
-        // Whatever it was before: each caller clears it in the end.
-        inUpdate_ = true;
+        SelectHeir(View().NextVisibleItem(item), item);
     }
     View().DeleteItem(item);
+}
+
+/// Selects the item behind one that goes; without one, that before it.
+void EDataTreeCtrl::SelectHeir(_TREEITEM* next, _TREEITEM* item) {
+    inUpdate_ = false;
+    _TREEITEM* heir = next;
+    if (heir == nullptr) {
+        heir = View().PreviousVisibleItem(item);
+    }
+    if (heir == nullptr) {
+        heir = View().FirstItem();
+    }
+    if (heir != nullptr) {
+        Show(heir);
+    }
+    // Whatever it was before: each caller clears it in the end.
+    inUpdate_ = true;
 }
 
 void EDataTreeCtrl::Delete(const ETabulonTag& tag) {

@@ -1,5 +1,8 @@
 #include "ControlFixture.h"
 
+#include <algorithm>
+#include <vector>
+
 namespace etabulon::test {
 namespace {
 
@@ -192,6 +195,66 @@ TEST_F(TreeCtrlItems, DeletingTheSelectedItemSelectsANeighbour) {
     Settle();
     EXPECT_EQ(view.Items(), "-all{-DE{+Berlin +Bonn} -FR{+Lyon -Paris{*2021}}}");
 }
+
+struct VanishingCase {
+    const char* selected;
+    std::vector<int> deleted;  // records
+    bool isReordered;  // new items for DE and FR, which stand elsewhere among their siblings
+    const char* items;
+    const char* consulted;
+};
+
+class SelectionBelowWhatGoes : public TreeScreen,
+                               public testing::WithParamInterface<VanishingCase> {};
+
+TEST_P(SelectionBelowWhatGoes, PassesToANeighbourOrStaysWithItsTag) {
+    const VanishingCase& c = GetParam();
+    sales.Append(6, "de", "Ulm", 2020);
+    Fill();
+    view.Click(c.selected);
+    screen.Advance(500);
+    Settle();
+    ctrl->consulted.clear();
+    std::for_each(c.deleted.begin(), c.deleted.end(), [this](int id) { sales.Delete(id); });
+    if (c.isReordered) {
+        ctrl->SetCompareSource(ETabulonSortDesc::CompareOnData, /*refresh=*/false);
+    }
+    ctrl->Refresh();
+    Settle();
+    EXPECT_EQ(view.Items(), c.items);
+    screen.Advance(500);
+    Settle();
+    EXPECT_EQ(ctrl->consulted, c.consulted);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, SelectionBelowWhatGoes,
+    testing::Values(
+        VanishingCase{"all/FR/Paris/2022",
+                      {1, 2},
+                      false,
+                      "-all{+de -DE{+Berlin +Bonn} -FR{*+Lyon}}",
+                      "[FR, Lyon]"},
+        VanishingCase{
+            "all/FR/Paris/2022", {1, 2, 3}, false, "-all{+de -DE{+Berlin *+Bonn}}", "[DE, Bonn]"},
+        VanishingCase{
+            "all/DE/Bonn", {4, 5}, false, "-all{+de *-FR{+Lyon -Paris{2021 2022}}}", "[FR]"},
+        VanishingCase{"all/DE/Bonn", {1, 2, 3, 4, 5}, false, "-all{*+de}", "[de]"},
+        VanishingCase{"all/DE/Bonn", {1, 2, 3, 4, 5, 6}, false, "", "[]"},
+        VanishingCase{"all/FR/Paris/2022",
+                      {},
+                      true,
+                      "-all{-DE{+Berlin +Bonn} -FR{+Lyon -Paris{2021 *2022}} +de}",
+                      ""},
+        VanishingCase{"all/FR/Lyon",
+                      {},
+                      true,
+                      "-all{-DE{+Berlin +Bonn} -FR{*+Lyon -Paris{2021 2022}} +de}",
+                      ""},
+        VanishingCase{
+            "all/FR", {}, true, "-all{-DE{+Berlin +Bonn} *-FR{+Lyon -Paris{2021 2022}} +de}", ""},
+        VanishingCase{
+            "all/FR/Paris/2022", {1, 2}, true, "-all{-DE{+Berlin +Bonn} +FR *+de}", "[de]"}));
 
 TEST_F(TreeCtrlItems, RootEntryOutlivesItsItem) {
     Fill();

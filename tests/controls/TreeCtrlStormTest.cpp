@@ -67,7 +67,10 @@ protected:
         }
         return Any(2) == 0 ? Place(Letter().c_str()) : Place(Letter().c_str(), Letter().c_str());
     }
-    std::string Letter() { return std::string(1, static_cast<char>('a' + Any(5))); }
+    std::string Letter() { return std::string(1, "aBcDe"[Any(5)]); }
+    EDataTreeCtrl::SortCompareSource AnySource() {
+        return static_cast<EDataTreeCtrl::SortCompareSource>(Any(2));
+    }
 
     void Edit() {
         for (unsigned count = Any(6); count > 0; --count) {
@@ -123,7 +126,7 @@ protected:
                 ctrl->SetHideLevelFlags(level, Any(3) == 0 ? kInTree : 0, Any(4) != 0);
                 break;
             case 1:
-                ctrl->SetCompareSource(static_cast<EDataTreeCtrl::SortCompareSource>(Any(2)), true);
+                ctrl->SetCompareSource(AnySource(), /*refresh=*/true);
                 break;
             case 2:
                 ctrl->SetAttachHiddenLevelsToCurrent(Any(2) == 0, Any(2) == 0);
@@ -137,12 +140,16 @@ protected:
                 ctrl->SetExpand(static_cast<EDataTreeCtrl::ExpandMode>(Any(3)));
         }
     }
+    /// A run moves the selection only where its node has gone.
     void DoInRuns() {
+        _TREEITEM* const selected = view.SelectedItem();
+        followed_ = selected != nullptr ? ctrl->Tag(selected) : ETabulonTag();
         switch (Any(6)) {
             case 0:
                 ctrl->Fill();
                 break;
             case 1:
+                ctrl->SetCompareSource(AnySource(), /*refresh=*/false);
                 ctrl->Refresh();
                 break;
             case 2:
@@ -150,12 +157,14 @@ protected:
                 break;
             case 3:
                 ctrl->RefreshDeletedNode(AnyTag());
+                followed_ = ETabulonTag();  // its item went for a while
                 break;
             default:
                 ctrl->Refresh(AnyTag());
         }
     }
     void Event() {
+        followed_ = ETabulonTag();
         const unsigned what = Any(10);
         if (what < 5) {
             DoInView();
@@ -196,6 +205,7 @@ protected:
 
     std::mt19937 random_{GetParam()};
     int lastId_ = 5;
+    ETabulonTag followed_;  // the root: none
 };
 
 TEST_P(TreeCtrlStorm, LeavesItemsLikeTheModelAfterEachEvent) {
@@ -210,6 +220,8 @@ TEST_P(TreeCtrlStorm, LeavesItemsLikeTheModelAfterEachEvent) {
         Rest();
         if (Troubles() != before || sales.cursor.onRecord) {
             CatchUp();
+        } else if (ctrl->Tree()->Get(followed_) != nullptr && !followed_.IsRoot()) {
+            ASSERT_EQ(ctrl->Selected().DisplayID(), followed_.DisplayID()) << "round " << round;
         }
         ASSERT_EQ(Check(), "") << "round " << round << " " << view.Items() << "\n"
                                << view.TakeLog();

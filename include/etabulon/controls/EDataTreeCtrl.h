@@ -153,6 +153,7 @@ private:
     class Redraw;    // redraw off from the first change on
     class RedrawOff;
     class Updating;
+    class Following;  // the selection, through a sync
 
     // EDataTreeCtrl.cpp, EDataTreeCtrlSelect.cpp
     [[nodiscard]] bool IsBusy() const;
@@ -161,8 +162,11 @@ private:
     void RestoreHiddenLevelsPosition();
     [[nodiscard]] unsigned GetDepth(_TREEITEM* item) const;
     [[nodiscard]] bool IsAlone(_TREEITEM* item) const;
+    [[nodiscard]] bool IsWithin(_TREEITEM* item, _TREEITEM* branch) const;
     [[nodiscard]] ETabulonTag AboveOf(const ETabulonTag& tag) const;
     void StartAutoRefreshTimer();
+    void OpenAbove(const ETabulonTag& tag);
+    void SelectAgain(const ETabulonTag& tag);
     void Show(_TREEITEM* item);
 
     // EDataTreeCtrlSync.cpp
@@ -182,7 +186,9 @@ private:
     [[nodiscard]] Chaine DisplayName(const EDataTreeNode& node) const;
     [[nodiscard]] const EDataTreeItemData* DataOf(_TREEITEM* item) const;
     void Delete(const ETabulonTag& tag);
+    void DropItem(_TREEITEM* item);
     void DeleteItem(_TREEITEM* item);
+    void SelectHeir(_TREEITEM* next, _TREEITEM* item);
     void DeleteAllItems();
 
     // EDataTreeCtrlLevels.cpp
@@ -219,6 +225,7 @@ private:
     unsigned autoRefreshTimer_ = 0;
     bool refreshOnSelChange_ = true;
     bool inUpdate_ = false;
+    Following* following_ = nullptr;  // of the outermost sync that runs
     bool attachHiddenLevels_ = false;
     EIconImages images_;
     const EDataTreeRaisedAlerts* alerts_ = nullptr;  // not owned
