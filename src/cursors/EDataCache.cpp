@@ -24,8 +24,8 @@ ETabulonCursorCache::EDataCache::EDataCache(ETabulonCursorCache* cache, const ET
     if (!cache_->mustFill_) {
         const Lines::Branch branch(*cache_->lines_, root_);
         std::vector<CacheLine*> lines;
-        for (const Lines::Place& place : branch.Places()) {
-            if (CacheLine* const line = branch.Line(place); !line->IsDead()) {
+        for (const LinePlace& place : branch.Places()) {
+            if (CacheLine* const line = cache_->lines_->At(place); !line->IsDead()) {
                 lines.push_back(line);
             }
         }
@@ -146,7 +146,17 @@ EPosition ETabulonCursorCache::EDataCache::Update(EPosition where) {
     return position;
 }
 
-bool ETabulonCursorCache::EDataCache::DeleteOne(EPosition where) {
+EPosition ETabulonCursorCache::EDataCache::UpdateRecord() {
+    CacheLine* const line = list_->Find(position);
+    if (line == nullptr) {
+        return Fail(DataNoCurrent);
+    }
+    status = cache_->UpdateLine(*line, Fields());
+    return status == DataOk ? position : kNoPosition;
+}
+
+template <class Remove>
+bool ETabulonCursorCache::EDataCache::DeleteAt(EPosition where, const Remove& remove) {
     if (where == kNoPosition) {
         where = position;
     }
@@ -157,18 +167,25 @@ bool ETabulonCursorCache::EDataCache::DeleteOne(EPosition where) {
     if (where != position && RePos(where, false) == kNoPosition) {
         return false;
     }
-    const CacheLine* const line = list_->Find(position);
+    CacheLine* const line = list_->Find(position);
     if (line == nullptr) {
         status = DataNoSuchPosition;
         return false;
     }
-    const ETabulonTag tag(line->Tag());
     if (deleteDepth_ == 0) {
         position = kNoPosition;  // else this table would keep the line from going
         LoadBuffer();
     }
-    status = cache_->Delete(tag);
+    status = remove(*line);
     return status == DataOk;
+}
+
+bool ETabulonCursorCache::EDataCache::DeleteOne(EPosition where) {
+    return DeleteAt(where, [this](const CacheLine& line) { return cache_->Delete(line.Tag()); });
+}
+
+bool ETabulonCursorCache::EDataCache::DeleteRecord(EPosition where) {
+    return DeleteAt(where, [this](CacheLine& line) { return cache_->DeleteLine(line); });
 }
 
 bool ETabulonCursorCache::EDataCache::DeleteLoop() {

@@ -176,7 +176,6 @@ void ETabulonCursorCache::ExtractCurrentTag(ETabulonTag& tag) const {
     if (const CacheLine* const line = lines_->Current(); line != nullptr) {
         tag = line->Tag();
     } else {
-        // That of the fields: a cache before this one asks so for the tag of a record to append.
         ETabulonCursorRelay::ExtractCurrentTag(tag);
     }
 }
@@ -236,11 +235,16 @@ CursorStatus ETabulonCursorCache::Append(const EFieldSet& fields) {
     return AppendLine(fields, line);
 }
 
-CursorStatus ETabulonCursorCache::AppendLine(const EFieldSet& fields, CacheLine*& line) {
-    const ECursorLocking locking(*this);
+ETabulonTag ETabulonCursorCache::TakeFields(const EFieldSet& fields) {
     iFields() <<= fields;
     ETabulonTag tag;
-    ETabulonCursorRelay::ExtractCurrentTag(tag);
+    ExtractTagOfFields(tag);
+    return tag;
+}
+
+CursorStatus ETabulonCursorCache::AppendLine(const EFieldSet& fields, CacheLine*& line) {
+    const ECursorLocking locking(*this);
+    const ETabulonTag tag = TakeFields(fields);
     TellNotifiers([&](ICacheNotifier& notifier) { notifier.OnLineAppended(tag, iFields()); });
     line = lines_->Find(tag);
     if (line == nullptr) {
@@ -281,8 +285,8 @@ CursorStatus ETabulonCursorCache::Update(const ETabulonTag& tag, const ETabulonV
     changes_.AppendUpdate(branch, id, kept);
     const Lines::Branch lines(*lines_, branch);
     ETabulonTag at;
-    for (const Lines::Place& place : lines.Places()) {
-        CacheLine* line = lines.Line(place);
+    for (const LinePlace& place : lines.Places()) {
+        CacheLine* line = lines_->At(place);
         if (line == nullptr) {
             continue;
         }
@@ -294,7 +298,7 @@ CursorStatus ETabulonCursorCache::Update(const ETabulonTag& tag, const ETabulonV
             notifier.OnValueUpdated(at, id, iFields());
             notifier.OnLineUpdated(at, iFields());
         });
-        line = lines.Line(place);
+        line = lines_->At(place);
         if (line == nullptr) {
             continue;
         }
@@ -312,17 +316,25 @@ CursorStatus ETabulonCursorCache::Update(const ETabulonTag& tag, const ETabulonV
 
 CursorStatus ETabulonCursorCache::Update(const EFieldSet& fields) {
     const ECursorLocking locking(*this);
-    iFields() <<= fields;
-    ETabulonTag tag;
-    ETabulonCursorRelay::ExtractCurrentTag(tag);
-    CacheLine* line = lines_->Find(tag);
-    if (line == nullptr || line->IsDead()) {
+    CacheLine* const line = lines_->Find(TakeFields(fields));
+    return line != nullptr ? StoreFields(*line, fields) : kNoLine;
+}
+
+CursorStatus ETabulonCursorCache::UpdateLine(CacheLine& line, const EFieldSet& fields) {
+    const ECursorLocking locking(*this);
+    return TakeFields(fields) == line.Tag() ? StoreFields(line, fields) : kNoLine;
+}
+
+CursorStatus ETabulonCursorCache::StoreFields(CacheLine& found, const EFieldSet& fields) {
+    if (found.IsDead()) {
         return kNoLine;
     }
-    const ETabulonTag at(line->Tag());  // equal, but its texts may be others
+    const Lines::Keeping keeping(*lines_);
+    const LinePlace place = Lines::PlaceOf(found);
+    const ETabulonTag at(found.Tag());  // equal to that of the fields, but its texts may be others
     iFields() <<= fields;
     TellNotifiers([&](ICacheNotifier& notifier) { notifier.OnLineUpdated(at, iFields()); });
-    line = lines_->Find(tag);
+    CacheLine* const line = lines_->At(place);
     if (line == nullptr || line->IsDead()) {
         return kNoLine;
     }
@@ -337,33 +349,45 @@ CursorStatus ETabulonCursorCache::Delete(const ETabulonTag& tag) {
     const ETabulonTag branch(tag);
     const Lines::Branch lines(*lines_, branch);
     ETabulonTag at;
-    for (const Lines::Place& place : lines.Places()) {
-        const CacheLine* const line = lines.Line(place);
-        if (line == nullptr || line->IsDead()) {
-            continue;
-        }
-        at = line->Tag();
-        bool canGo = line->State() == LineAdded;
-        for (std::size_t index = 0; canGo && index < dataCaches_.size(); ++index) {
-            canGo = dataCaches_[index]->CanRemoveLine(*line);
-        }
-        TellTables([line, canGo](EDataCache& table) {
-            canGo ? table.OnLineRemoved(*line) : table.OnLineDeleted(*line);
-        });
-        const auto end = [&] {
-            if (CacheLine* const gone = lines.Line(place); gone != nullptr) {
-                canGo ? lines_->Remove(*gone) : lines_->Change(*gone, Lines::Event::Deleted);
-            }
-        };
-        try {
-            TellNotifiers([&at](ICacheNotifier& notifier) { notifier.OnLineDeleted(at); });
-        } catch (...) {
-            end();  // the tables have been told
-            throw;
-        }
-        end();
+    for (const LinePlace& place : lines.Places()) {
+        DeleteAt(place, at);
     }
     return lines.Places().empty() ? kNothingMatched : StatusOk;
+}
+
+CursorStatus ETabulonCursorCache::DeleteLine(CacheLine& line) {
+    const ECursorLocking locking(*this);
+    const Lines::Keeping keeping(*lines_);
+    ETabulonTag at;
+    DeleteAt(Lines::PlaceOf(line), at);
+    return StatusOk;
+}
+
+void ETabulonCursorCache::DeleteAt(const LinePlace& place, ETabulonTag& at) {
+    const CacheLine* const line = lines_->At(place);
+    if (line == nullptr || line->IsDead()) {
+        return;
+    }
+    at = line->Tag();
+    bool canGo = line->State() == LineAdded;
+    for (std::size_t index = 0; canGo && index < dataCaches_.size(); ++index) {
+        canGo = dataCaches_[index]->CanRemoveLine(*line);
+    }
+    TellTables([line, canGo](EDataCache& table) {
+        canGo ? table.OnLineRemoved(*line) : table.OnLineDeleted(*line);
+    });
+    const auto end = [&] {
+        if (CacheLine* const gone = lines_->At(place); gone != nullptr) {
+            canGo ? lines_->Remove(*gone) : lines_->Change(*gone, Lines::Event::Deleted);
+        }
+    };
+    try {
+        TellNotifiers([&at](ICacheNotifier& notifier) { notifier.OnLineDeleted(at); });
+    } catch (...) {
+        end();  // the tables have been told
+        throw;
+    }
+    end();
 }
 
 void ETabulonCursorCache::ClearCache() {

@@ -17,26 +17,19 @@ constexpr std::size_t kFewHoles = 64;
 
 }  // namespace
 
-ETabulonCursorCache::Lines::Branch::Branch(Lines& lines, const ETabulonTag& tag) : lines_(lines) {
-    for (const detail::CacheTag* const known : lines_.TagsOf(tag)) {
+ETabulonCursorCache::Lines::Branch::Branch(Lines& lines, const ETabulonTag& tag) : keeping_(lines) {
+    for (const detail::CacheTag* const known : lines.TagsOf(tag)) {
         for (const CacheLine* line = known->lines; line != nullptr; line = NextOfTag(*line)) {
-            places_.push_back({line->slot_, line->number_});
+            places_.push_back(PlaceOf(*line));
         }
     }
     std::sort(places_.begin(), places_.end(),
-              [](const Place& a, const Place& b) { return a.slot < b.slot; });
-    ++lines_.branches_;
+              [](const LinePlace& a, const LinePlace& b) { return a.slot < b.slot; });
 }
 
-ETabulonCursorCache::Lines::Branch::~Branch() {
-    if (--lines_.branches_ == 0) {
-        lines_.CloseHoles();
-    }
-}
-
-ETabulonCursorCache::CacheLine* ETabulonCursorCache::Lines::Branch::Line(
-    const Place& place) const noexcept {
-    CacheLine* const line = place.slot < lines_.slots_.size() ? lines_.slots_[place.slot] : nullptr;
+ETabulonCursorCache::CacheLine* ETabulonCursorCache::Lines::At(
+    const LinePlace& place) const noexcept {
+    CacheLine* const line = place.slot < slots_.size() ? slots_[place.slot] : nullptr;
     return line != nullptr && line->number_ == place.number ? line : nullptr;
 }
 
@@ -81,7 +74,7 @@ void ETabulonCursorCache::Lines::Link(CacheLine& line) noexcept {
     tag.lines = &line;
     // Deliberate: of several lines with one tag only the last is found by it. The source may have
     // such records; a branch has them all. RecordsOfOneTagAreFoundAsTheLast holds it.
-    tag.first->indexed = &line;
+    tag.indexed = &line;
     ++alive_;
 }
 
@@ -92,12 +85,20 @@ void ETabulonCursorCache::Lines::Unlink(CacheLine& line) noexcept {
     }
     (line.previousOfTag_ != nullptr ? line.previousOfTag_->nextOfTag_ : tag.lines) =
         line.nextOfTag_;
-    tag.first->indexed = nullptr;
+    tag.indexed = nullptr;
 }
 
 ETabulonCursorCache::CacheLine* ETabulonCursorCache::Lines::Find(const ETabulonTag& tag) const {
-    const detail::CacheTag* const known = tags_.Find(tag);
-    return known != nullptr ? known->indexed : nullptr;
+    CacheLine* found = nullptr;
+    for (const detail::CacheTag* known = tags_.ChainOf(tag); known != nullptr;
+         known = known->next) {
+        CacheLine* const line = known->indexed;
+        if (line != nullptr && (found == nullptr || line->Number() > found->Number()) &&
+            known->tag == tag) {
+            found = line;
+        }
+    }
+    return found;
 }
 
 void ETabulonCursorCache::Lines::Remove(CacheLine& line) noexcept {
@@ -109,7 +110,7 @@ void ETabulonCursorCache::Lines::Remove(CacheLine& line) noexcept {
     slots_[line.slot_] = nullptr;
     ++holes_;
     LeaveWalk(line.slot_);
-    if (branches_ == 0) {
+    if (keepers_ == 0) {
         CloseHoles();
     }
 }

@@ -9,34 +9,49 @@
 
 namespace etabulon {
 
+/// Where a line was. It may have gone since.
+struct ETabulonCursorCache::LinePlace {
+    std::uint32_t slot;
+    EPosition number;
+};
+
 /// The lines in order of arrival, their index by tag, and the place of the walk.
 ///
-/// A line that goes leaves a hole; holes are closed when they are many, and not while somebody
-/// goes through a branch.
+/// A line that goes leaves a hole; holes are closed when they are many and no places are kept.
 class ETabulonCursorCache::Lines {
 public:
     enum class Event : std::uint8_t { Modified, Appended, Deleted };
-    /// Where a line was. It may have gone since.
-    struct Place {
-        std::uint32_t slot;
-        EPosition number;
+    /// While one lives, places stay good.
+    class Keeping {
+    public:
+        explicit Keeping(Lines& lines) noexcept : lines_(lines) { ++lines_.keepers_; }
+        ~Keeping() {
+            if (--lines_.keepers_ == 0) {
+                lines_.CloseHoles();
+            }
+        }
+        Keeping(const Keeping&) = delete;
+        Keeping& operator=(const Keeping&) = delete;
+
+    private:
+        Lines& lines_;
     };
     /// The lines at and below a tag in order of arrival. Those that are appended meanwhile aren't
     /// among them.
     class Branch {
     public:
         Branch(Lines& lines, const ETabulonTag& tag);
-        ~Branch();
-        Branch(const Branch&) = delete;
-        Branch& operator=(const Branch&) = delete;
-        [[nodiscard]] const std::vector<Place>& Places() const noexcept { return places_; }
-        /// Null for one that has gone.
-        [[nodiscard]] CacheLine* Line(const Place& place) const noexcept;
+        [[nodiscard]] const std::vector<LinePlace>& Places() const noexcept { return places_; }
 
     private:
-        Lines& lines_;
-        std::vector<Place> places_;
+        Keeping keeping_;
+        std::vector<LinePlace> places_;
     };
+    [[nodiscard]] static LinePlace PlaceOf(const CacheLine& line) noexcept {
+        return {line.slot_, line.number_};
+    }
+    /// The line of a place that is kept. Null for one that has gone.
+    [[nodiscard]] CacheLine* At(const LinePlace& place) const noexcept;
 
     ~Lines() { Clear(); }
 
@@ -114,7 +129,7 @@ private:
     std::size_t holes_ = 0;
     std::size_t dirty_ = 0;
     std::size_t alive_ = 0;
-    int branches_ = 0;          // that somebody goes through
+    int keepers_ = 0;           // of places
     EPosition nextNumber_ = 1;  // goes on through Clear
     std::int64_t current_ = -1;
     CacheLine* lent_ = nullptr;  // whose references are in lentTo_

@@ -8,12 +8,13 @@ namespace etabulon::detail {
 namespace {
 
 bool IsToTheLetter(const ETabulonTag& a, const ETabulonTag& b) {
-    for (unsigned int place = 0; place < a.KnownLevelsCount(); ++place) {
-        if (!a.ValueAt(place).IsIdenticalTo(b.ValueAt(place))) {
-            return false;
-        }
+    const unsigned int count = a.KnownLevelsCount();
+    bool isSame = count == b.KnownLevelsCount();
+    for (unsigned int place = 0; isSame && place < count; ++place) {
+        isSame = a.LevelAt(place) == b.LevelAt(place) &&
+                 a.ValueAt(place).IsIdenticalTo(b.ValueAt(place));
     }
-    return true;  // they are equal: as many levels, and the same ones
+    return isSame;
 }
 
 bool IsAtOrBelow(const ETabulonTag& tag, const ETabulonTag& branch) {
@@ -22,31 +23,25 @@ bool IsAtOrBelow(const ETabulonTag& tag, const ETabulonTag& branch) {
 
 }  // namespace
 
-CacheTag* CacheTags::Find(const ETabulonTag& tag, std::uint32_t hash) const {
-    const std::int32_t found = index_.Find(hash, [this, &tag](std::int32_t place) {
-        return tags_[static_cast<std::size_t>(place)]->tag == tag;
-    });
+CacheTag* CacheTags::ChainOf(std::uint32_t hash) const {
+    const std::int32_t found = index_.Find(hash, [](std::int32_t /*place*/) { return true; });
     return found < 0 ? nullptr : tags_[static_cast<std::size_t>(found)].get();
 }
 
-CacheTag* CacheTags::Find(const ETabulonTag& tag) const { return Find(tag, tag.Hash()); }
-
 CacheTag& CacheTags::Intern(const ETabulonTag& tag) {
     const std::uint32_t hash = tag.Hash();
-    CacheTag* const first = Find(tag, hash);
     CacheTag* last = nullptr;
-    for (CacheTag* same = first; same != nullptr; same = same->next) {
-        if (IsToTheLetter(same->tag, tag)) {
-            return *same;
+    for (CacheTag* known = ChainOf(hash); known != nullptr; known = known->next) {
+        if (IsToTheLetter(known->tag, tag)) {
+            return *known;
         }
-        last = same;
+        last = known;
     }
     index_.Reserve(static_cast<std::uint32_t>(tags_.size()) + 1);
     auto made = std::make_unique<CacheTag>();
     made->tag = tag;
     made->hash = hash;
     made->values = tag.IsRoot() ? nullptr : &std::as_const(made->tag).ValueAt(0);
-    made->first = first != nullptr ? first : made.get();
     CacheTag& added = *made;
     tags_.push_back(std::move(made));
     if (last != nullptr) {
@@ -70,7 +65,7 @@ void CacheTags::AddToIndex(CacheTag& added) const {
     unsigned int known = 0;
     for (LevelIndex& index : levels_) {
         if (const ETabulonValue* const value = added.tag.Find(index.level); value != nullptr) {
-            index.byValue[*value].push_back(&added);
+            index.byHash[value->Hash()].push_back(&added);
             ++known;
         } else {
             index.without.push_back(&added);
@@ -111,8 +106,8 @@ std::vector<CacheTag*> CacheTags::Branch(const ETabulonTag& tag) const {
         }
     };
     if (tag.KnownLevelsCount() >= mostLevels_) {  // nothing is below it
-        for (CacheTag* same = Find(tag); same != nullptr; same = same->next) {
-            take(same);
+        for (CacheTag* known = ChainOf(tag); known != nullptr; known = known->next) {
+            take(known);
         }
         return found;
     }
@@ -134,8 +129,8 @@ std::vector<CacheTag*> CacheTags::Branch(const ETabulonTag& tag) const {
         if (value == nullptr) {
             continue;
         }
-        const auto at = index.byValue.find(*value);
-        const Tags& with = at != index.byValue.end() ? at->second : kNone;
+        const auto at = index.byHash.find(value->Hash());
+        const Tags& with = at != index.byHash.end() ? at->second : kNone;
         if (fewest == nullptr ||
             with.size() + index.without.size() < fewest->size() + without->size()) {
             fewest = &with;

@@ -14,22 +14,24 @@ namespace etabulon::detail {
 struct CacheTag {
     ETabulonTag tag;
     std::uint32_t hash = 0;
-    CacheTag* first = nullptr;  // of those with an equal tag; itself for that one
-    CacheTag* next = nullptr;   // the next with an equal tag
-    ETabulonCursorCache::CacheLine* indexed = nullptr;  // in `first`: the line that the tag finds
+    CacheTag* next = nullptr;                           // the next of the same hash
+    ETabulonCursorCache::CacheLine* indexed = nullptr;  // the line that the tag finds
     ETabulonCursorCache::CacheLine* lines = nullptr;    // in no order
     const ETabulonValue* values = nullptr;              // the tag's first, for whoever asks ahead
     std::uint32_t rank = 0;                             // scratch of whoever sorts
 };
 
-/// The different tags of a cache's lines, found by equality and by branch.
+/// The different tags of a cache's lines, found by hash and by branch.
+///
+/// Equality isn't transitive: a text that folds equals two texts that differ. So tags are found by
+/// the hash, which is one for all that may be equal, and then compared one by one.
 ///
 /// Ownership  a tag stays until Clear, also when its last line has gone.
 /// Failure    what throws changes nothing that can be seen.
 class CacheTags {
 public:
-    /// The first of those equal to `tag`, or null.
-    [[nodiscard]] CacheTag* Find(const ETabulonTag& tag) const;
+    /// The first of those with the hash of `tag`, or null. All that equal it are in that chain.
+    [[nodiscard]] CacheTag* ChainOf(const ETabulonTag& tag) const { return ChainOf(tag.Hash()); }
     /// The one that is `tag` to the letter, made if it is new.
     [[nodiscard]] CacheTag& Intern(const ETabulonTag& tag);
     [[nodiscard]] std::size_t Size() const noexcept { return tags_.size(); }
@@ -39,17 +41,14 @@ public:
     void Clear(const CacheTag* kept) noexcept;
 
 private:
-    struct HashOfValue {
-        std::size_t operator()(const ETabulonValue& value) const noexcept { return value.Hash(); }
-    };
     using Tags = std::vector<CacheTag*>;
-    /// The tags by their value at one level.
+    /// The tags by the hash of their value at one level.
     struct LevelIndex {
         unsigned int level;
-        std::unordered_map<ETabulonValue, Tags, HashOfValue> byValue;
+        std::unordered_map<std::uint32_t, Tags> byHash;
         Tags without;
     };
-    [[nodiscard]] CacheTag* Find(const ETabulonTag& tag, std::uint32_t hash) const;
+    [[nodiscard]] CacheTag* ChainOf(std::uint32_t hash) const;
     void MakeIndex() const;
     void AddToIndex(CacheTag& added) const;
 

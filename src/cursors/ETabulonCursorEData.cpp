@@ -229,8 +229,11 @@ CursorStatus ETabulonCursorEData::StartInsert(const ETabulonTag& tag) {
     insertMode_ = true;
     table_->Fields().SetNull();
     for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
-        const ETabulonLevels::Level& level = Levels().GetLevel(tag.LevelAt(place));
-        static_cast<void>(SetValue(level.DataID(), tag.ValueAt(place)));
+        // The place of an insert may name levels that this cursor doesn't have.
+        if (Levels().ExistLevel(tag.LevelAt(place))) {
+            const ETabulonLevels::Level& level = Levels().GetLevel(tag.LevelAt(place));
+            static_cast<void>(SetValue(level.DataID(), tag.ValueAt(place)));
+        }
     }
     return StatusOk;
 }
@@ -264,7 +267,7 @@ CursorStatus ETabulonCursorEData::SetBuffer(const EExtract& record) {
 }
 
 CursorStatus ETabulonCursorEData::Save() {
-    const EPosition written = insertMode_ ? table_->Insert() : table_->Update(kNoPosition);
+    const EPosition written = insertMode_ ? table_->Insert() : table_->UpdateRecord();
     return written != kNoPosition ? StatusOk : TableStatus();
 }
 
@@ -273,7 +276,7 @@ CursorStatus ETabulonCursorEData::Delete(const ETabulonPrimaryKey& key, const ET
     if (status != StatusOk) {
         return status;
     }
-    return table_->DeleteOne(currentPosition_) ? StatusOk : TableStatus();
+    return table_->DeleteRecord(currentPosition_) ? StatusOk : TableStatus();
 }
 
 }  // namespace etabulon

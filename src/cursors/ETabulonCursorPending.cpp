@@ -107,8 +107,6 @@ void ETabulonCursorPending::ExtractCurrentTag(ETabulonTag& tag) const {
     if (inInserts_ && insertIndex_ < static_cast<std::int32_t>(inserts_.Size())) {
         tag = inserts_.At(static_cast<std::uint32_t>(insertIndex_)).Selection();
     } else {
-        // Behind the last insert too: a cache that has read this asks so for the tag of a record
-        // that it is to append.
         ETabulonCursorRelay::ExtractCurrentTag(tag);
     }
 }

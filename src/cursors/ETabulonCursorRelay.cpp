@@ -56,6 +56,10 @@ void ETabulonCursorRelay::ExtractCurrentTag(ETabulonTag& tag) const {
     source_->ExtractCurrentTag(tag);
 }
 
+void ETabulonCursorRelay::ExtractTagOfFields(ETabulonTag& tag) const {
+    source_->ExtractTagOfFields(tag);
+}
+
 void ETabulonCursorRelay::ExtractPrimaryKey(ETabulonPrimaryKey& key) const {
     source_->ExtractPrimaryKey(key);
 }

@@ -1,5 +1,6 @@
 #include "etabulon/pending/ETabulonSavePending.h"
 
+#include "cursors/ETabulonCursorCacheTarget.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
 #include "etabulon/foundation/EExpects.h"
 #include "pending/PendingIndex.h"
@@ -90,8 +91,9 @@ void SetValues(ETabulonCursor::IUpdater& updater, const std::vector<const Change
 /// Writes the records that it hears of. On the stack of Run: the count is never its end.
 class ETabulonSavePending::CUpdateNotifier final : public ETabulonCursor::INotifier {
 public:
-    CUpdateNotifier(ETabulonCursor::IUpdater& updater, Matching& updates, Matching& deletes)
-        : updater_(updater), updates_(updates), deletes_(deletes) {}
+    CUpdateNotifier(ETabulonCursor& cursor, ETabulonCursor::IUpdater& updater, Matching& updates,
+                    Matching& deletes)
+        : target_(cursor), updater_(updater), updates_(updates), deletes_(deletes) {}
 
     void AddRef() override { ++refCount_; }
     std::int32_t Release() override { return --refCount_; }
@@ -107,12 +109,19 @@ public:
         // LosesAFailureThatASuccessFollows holds it.
         if (!deletes_.At(cursor.CurrentTag()).empty()) {
             const Place at(cursor);
-            status_ = updater_.Delete(at.key, at.tag);
+            status_ = target_.MoveForDelete(at.key, at.tag);
+            if (status_ == StatusOk) {
+                status_ = updater_.Delete(at.key, at.tag);
+            }
             return StatusOk;
         }
         const std::vector<const Change*>& updates = updates_.At(cursor.CurrentTag());
         if (!updates.empty()) {
             const Place at(cursor);
+            status_ = target_.MoveForUpdate(at.key, at.tag);
+            if (status_ != StatusOk) {
+                return StatusOk;
+            }
             // Deliberate: whether the update could be started isn't looked at. The save that
             // follows tells, where the table tells it. SavesWhatCouldNotBeStarted holds it.
             static_cast<void>(updater_.StartUpdate(at.key, at.tag));
@@ -136,6 +145,7 @@ private:
 
     std::int32_t refCount_ = 1;
     CursorStatus status_ = StatusOk;
+    detail::CacheTarget target_;
     ETabulonCursor::IUpdater& updater_;
     Matching& updates_;
     Matching& deletes_;
@@ -164,7 +174,7 @@ CursorStatus ETabulonSavePending::SaveRecords(Snapshot& snapshot, const ETabulon
     if (snapshot.updates.IsEmpty() && snapshot.deletes.IsEmpty()) {
         return StatusOk;
     }
-    CUpdateNotifier notifier(*updater_, snapshot.updates, snapshot.deletes);
+    CUpdateNotifier notifier(*cursor_, *updater_, snapshot.updates, snapshot.deletes);
     CursorStatus walk = StatusOk;
     {
         const ECursorListening listening(*cursor_, notifier);

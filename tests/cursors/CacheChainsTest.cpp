@@ -40,6 +40,35 @@ TEST_F(ChainedCache, TakesEditsOverAnOverlayAndOverACache) {
     EXPECT_EQ(Ids(overCache), "1 2 3 4 5 6 7");
 }
 
+// A cache and an overlay before it tell of the record that their walk stands on.
+TEST_F(ChainedCache, TakesTheTagOfTheFieldsWhereverTheWalksBeforeItStand) {
+    changes.AppendInsert(At("IT", "Pisa"));
+    changes.AppendInsert(At("IT", "Lucca"));
+    OpenCache overOverlay(&overlay);
+    ETabulonCursorRelay relay(cache.get());
+    relay.Init(source.Levels());
+    OpenCache overCache(&relay);
+    const auto stopping = MakeRef<WalkTrace>();
+    for (OpenCache* outer : {&overOverlay, &overCache}) {
+        static_cast<void>(Ids(*outer));
+        ETabulonCursor* const before = outer == &overOverlay ? &overlay : outer->Source();
+        {
+            const ECursorListening listening(*before, *stopping);
+            stopping->AnswerAt("move", outer == &overOverlay ? 6 : 2, StatusEnd);
+            EXPECT_EQ(before->Browse(ETabulonTag::Null), StatusOk);
+        }
+        EXPECT_EQ(Append(*outer, 6, "Rome"), StatusOk);
+        EFieldSet& fields = outer->iFields();
+        fields["id"] <<= EVariant(66);
+        fields["amount"] <<= EVariant(6);
+        EXPECT_EQ(outer->Update(outer->Fields()), StatusOk);
+        EXPECT_EQ(outer->Save(), StatusOk);
+        EXPECT_EQ(outer->Delete(At("IT", "Rome")), StatusOk);
+        EXPECT_EQ(Stored(), "1:10 2:20 3:5 4:7 5:9 66:6");
+        EXPECT_EQ(outer->Save(), StatusOk);
+    }
+}
+
 TEST_F(ChainedCache, DeletesTheRightRecordWhereverTheTableStands) {
     OpenCache outer(&overlay);
     static_cast<void>(Ids(outer));

@@ -241,6 +241,55 @@ TEST_F(CacheTables, UpdateAnswersThePositionWhateverCameOfIt) {
     EXPECT_EQ(all->status, DataNoCurrent);
 }
 
+/// A table cursor on a table of the cache. It shows 4Bonn 3Ulm 5Ulm 2Lyon 1Paris.
+class CursorOnACacheTable : public CacheTables {
+protected:
+    CursorOnACacheTable() {
+        upper.Init(levels, Table().release(), /*ownsTable=*/true);
+        updater = ERef<ETabulonCursor::IUpdater>::Adopt(upper.Updater());
+        cache->AddCacheNotifier(trace.Get());
+    }
+    ~CursorOnACacheTable() override { cache->RemCacheNotifier(trace.Get()); }
+    void StandOn(int record) {
+        ASSERT_EQ(upper.CallReset(ETabulonTag::Null), StatusOk);
+        while (--record > 0) {
+            ASSERT_EQ(upper.CallGetNext(), StatusOk);
+        }
+    }
+    CursorStatus Save(const char* column, const EVariant& value) {
+        EXPECT_EQ(updater->StartUpdate(upper.PrimaryKey(), upper.CurrentTag()), StatusOk);
+        EXPECT_EQ(updater->SetValue(column, ETabulonValue(value, "", false)), StatusOk);
+        return updater->Save();
+    }
+    OpenSource upper;
+    ERef<ETabulonCursor::IUpdater> updater;
+};
+
+TEST_F(CursorOnACacheTable, FailsWhereTheRecordWouldLeaveItsLine) {
+    // Of no line; of one that is dead; of others that are alive, which it would overwrite.
+    EXPECT_EQ(cache->Delete(At("DE", "Bonn")), StatusOk);
+    for (const char* city : {"Kiel", "Bonn", "Paris"}) {
+        StandOn(3);
+        EXPECT_EQ(upper.Field("id").AsInt64(), 2);
+        EXPECT_EQ(Save("city", city), static_cast<CursorStatus>(DataNoCurrent)) << city;
+        EXPECT_EQ(Save("country", "DE"), static_cast<CursorStatus>(DataNoCurrent));
+    }
+    EXPECT_EQ(trace->Take(), "delete [DE, Bonn]");
+    EXPECT_EQ(cache->Save(), StatusOk);
+    EXPECT_EQ(Stored(), "1:10 2:20 3:5 5:9");
+}
+
+TEST_F(CursorOnACacheTable, WritesTheLineThatItStandsOnAmongThoseOfOneTag) {
+    StandOn(2);
+    EXPECT_EQ(upper.Field("id").AsInt64(), 3);
+    EXPECT_EQ(Save("amount", 33), StatusOk);
+    StandOn(3);
+    EXPECT_EQ(updater->Delete(upper.PrimaryKey(), upper.CurrentTag()), StatusOk);
+    EXPECT_EQ(trace->Take(), "update [DE, Ulm] | delete [DE, Ulm]");
+    EXPECT_EQ(cache->Save(), StatusOk);
+    EXPECT_EQ(Stored(), "1:10 2:20 3:33 4:7");
+}
+
 TEST_F(CacheTables, DeleteOneMeansTheCurrentRecordAndFailsWithoutOne) {
     const auto all = Table();
     EXPECT_FALSE(all->DeleteOne(kNoPosition));

@@ -40,6 +40,31 @@ TEST_F(FilledCache, TakesEditsThatNoTableSees) {
     EXPECT_EQ(trace->Take(), "clear");
 }
 
+// A text that folds equals texts that differ from one another.
+TEST_F(FilledCache, ReachesEveryLineThatATextThatFoldsEquals) {
+    const auto folded = [](const char* text) {
+        return EVariant::FromText(TYPE_NC_CHAINE, 0, text);
+    };
+    const ETabulonTag lyon = Tag({{kCountry, folded("fr")}, {kCity, folded("LYON")}});
+    for (const ETabulonTag& tag : {Tag({{kCountry, folded("Fr")}}), lyon}) {
+        const bool isCity = tag == lyon;
+        cache->ClearCache();
+        static_cast<void>(Walk());
+        EXPECT_EQ(AppendSale(6, "fr", "lyon", 1), StatusOk);
+        EXPECT_EQ(AppendSale(7, "FR", "LYON", 1), StatusOk);
+        EXPECT_EQ(Show(*Table(tag)), isCity ? "2Lyon 6lyon 7LYON" : "2Lyon 6lyon 7LYON 1Paris");
+        EXPECT_EQ(cache->Delete(At("FR", "Lyon")), StatusOk);
+        EXPECT_EQ(cache->Update(tag, "amount", EVariant(3)), StatusOk);
+        EXPECT_EQ(Show(*Table(tag)), isCity ? "2Lyon 6lyon 7LYON" : "2Lyon 6lyon 7LYON 1Paris");
+        EXPECT_EQ(cache->Delete(At("FR", "LYON")), StatusOk);
+        EXPECT_EQ(cache->Delete(At("FR", "Lyon")), StatusOk);
+        EXPECT_FALSE(cache->IsEmpty(tag));
+        EXPECT_EQ(cache->Delete(tag), StatusOk);
+        EXPECT_TRUE(cache->IsEmpty(tag));
+        EXPECT_EQ(Walk(), isCity ? "1 | 3 | 4 | 5" : "3 | 4 | 5");
+    }
+}
+
 TEST_F(FilledCache, AnswersWhatItFinds) {
     EXPECT_EQ(AppendSale(7, "FR", "Lyon", 1), static_cast<CursorStatus>(DataDuplicate));
     EXPECT_EQ(trace->Take(), "append [FR, Lyon]") << "notifiers are asked before it is known";

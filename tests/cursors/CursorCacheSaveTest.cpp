@@ -78,6 +78,35 @@ TEST_F(EditedCache, MovesToARecordWhoseTagIsAllMissing) {
     EXPECT_EQ(Stored(), "1:10 2:20 3:5 4:7 5:9 8:1 9:1");
 }
 
+// Of every type, and without any level at all.
+TEST(SavedLine, IsMovedToWhereNoLevelHasAValue) {
+    for (const std::uint16_t type : {TYPE_AUTRE, TYPE_LONG, TYPE_UINT8, TYPE_BOOL, TYPE_CURRENCY,
+                                     TYPE_DOUBLE, TYPE_DATE, TYPE_TIME, TYPE_TIMESTAMP, TYPE_GUID,
+                                     TYPE_BLOB, TYPE_BLOBIMAGE, TYPE_CHAINE, TYPE_NC_CHAINE}) {
+        SCOPED_TRACE(type);
+        DDico dico;
+        DRubric* const rubric = dico.AddRubric("Days", "Days");
+        rubric->AddVariable("day", "", type, type == TYPE_AUTRE ? 1 : 0);
+        rubric->AddVariable("amount", "", TYPE_LONG, 0);
+        const auto stored = MakeTable(rubric, {{Missing(), 1}, {Missing(), 2}});
+        ETabulonLevels levels;
+        if (type != TYPE_AUTRE) {
+            levels.AddLevel("Day", "day", nullptr, /*addRef=*/false);
+        }
+        OpenSource source;
+        source.Init(levels, stored.get(), /*ownsTable=*/false);
+        OpenCache cache(&source);
+        EXPECT_EQ(cache.Browse(ETabulonTag::Null), StatusOk);
+        ASSERT_EQ(source.CallReset(ETabulonTag::Null), StatusOk);
+        EXPECT_EQ(cache.Update(ETabulonTag::Null, "amount", EVariant(3)), StatusOk);
+        EXPECT_EQ(cache.Save(), StatusOk);
+        EDataMemory other(*stored);
+        EXPECT_NE(other.GetFirst(), kNoPosition);
+        EXPECT_NE(other.GetNext(), kNoPosition);
+        EXPECT_EQ(other.Fields()["amount"].AsInt64(), 3);
+    }
+}
+
 TEST_F(EditedCache, FailedSaveLeavesEveryLineMarked) {
     const std::string all = "begin repos(1) update(-1) repos(3) delete(-1) insert end";
     struct Case {

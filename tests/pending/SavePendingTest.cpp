@@ -1,3 +1,4 @@
+#include "etabulon/cursors/ETabulonCursorCache.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
 #include "etabulon/pending/ETabulonSavePending.h"
 #include "pending/SaveFixture.h"
@@ -167,6 +168,76 @@ TEST_F(SavedCities, MeetDeletedRecordsThroughTheOverlaysSource) {
     ETabulonSavePending save(&overlay, cursor.Levels());
     EXPECT_EQ(save.Run(&changes, ETabulonTag::Null), StatusOk);
     EXPECT_EQ(Written(), "delete[FR, Paris]");
+}
+
+// Its walk leaves the table where it was, with the tag of the line in the table's fields.
+TEST(SavedThroughACache, ReachesItsRecordsWhereverTheTableStands) {
+    for (int turn = 0; turn < 16; ++turn) {
+        SCOPED_TRACE(turn);
+        DDico dico;
+        DRubric* const rubric = dico.AddRubric("Keyless", "Keyless");
+        rubric->AddVariable("a", "", TYPE_LONG, 0);
+        rubric->AddVariable("b", "", TYPE_LONG, 0);
+        const auto stored = MakeTable(rubric, {{1, 1}, {2, 1}, {3, 1}});
+        ETabulonLevels levels;
+        levels.AddLevel("A", "a", nullptr, /*addRef=*/false);
+        ETabulonCursorEData source;
+        source.Init(levels, stored.get(), /*ownsTable=*/false);
+        const ETabulonPendingChanges none;
+        ETabulonCursorPending below(&source, &none);
+        below.Init(levels);
+        ETabulonCursorCache cache(turn % 2 == 0 ? static_cast<ETabulonCursor*>(&below) : &source);
+        EXPECT_EQ(cache.Browse(ETabulonTag::Null), StatusOk);
+        const auto stopping = MakeRef<WalkTrace>();
+        stopping->AnswerAt("move", turn / 4, StatusEnd);
+        source.AddNotifier(stopping.Get());
+        EXPECT_EQ(source.Browse(ETabulonTag::Null), StatusOk);
+        ETabulonCursorPending above(&cache, &none);
+        ETabulonCursorRelay relay(&cache);
+        ETabulonCursor* const fronts[] = {&cache, &above, &relay, &cache};
+        ETabulonPendingChanges changes;
+        changes.AppendUpdate(Tag({{0, 3}}), "b", 9);
+        changes.AppendDelete(Tag({{0, 2}}));
+        changes.AppendInsert(Tag({{0, 4}}));
+        ETabulonSavePending save(fronts[turn % 4], levels);
+        EXPECT_EQ(save.Run(&changes, ETabulonTag::Null), StatusOk);
+        EDataMemory other(*stored);
+        std::string rows;
+        while ((rows.empty() ? other.GetFirst() : other.GetNext()) != kNoPosition) {
+            rows += std::string(other.Fields()["a"].AsChaine().c_str()) + ":" +
+                    other.Fields()["b"].AsChaine().c_str() + " ";
+        }
+        EXPECT_EQ(rows, "1:1 3:9 4: ");
+    }
+}
+
+// An updater may go by the tag of the fields, as a table cursor's does.
+TEST(SavedCache, MakesTheFieldsDifferByValuesOfTheirOwnTypes) {
+    for (const std::uint16_t type :
+         {TYPE_CHAINE, TYPE_DATE, TYPE_TIME, TYPE_TIMESTAMP, TYPE_GUID, TYPE_BOOL, TYPE_UINT64,
+          TYPE_CURRENCY, TYPE_FLOAT, TYPE_BLOB, TYPE_BLOBIMAGE, TYPE_NC_CHAINE}) {
+        SCOPED_TRACE(type);
+        WritableCursor cursor({"day", "time"}, {{EVariant(), EVariant()}}, type);
+        ETabulonCursorCache cache(&cursor);
+        EXPECT_EQ(cache.Browse(ETabulonTag::Null), StatusOk);
+        const ETabulonTag tag = Tag({{0, EVariant()}, {1, EVariant()}});
+        EXPECT_EQ(cache.Update(tag, "day", EVariant()), StatusOk);
+        EXPECT_EQ(cache.Save(), StatusOk);
+        EXPECT_EQ(cursor.updater->trace, "update[, ] save");
+        EXPECT_FALSE(cursor.CurrentTag() == tag);
+    }
+}
+
+TEST(SavingTable, PassesOverLevelsThatTheCursorLacks) {
+    Items items(1);
+    for (const unsigned level : {2U, 99U, ~0U}) {
+        ETabulonTag tag = Item(7, static_cast<int>(level % 100));
+        tag.SetValue(level, ETabulonValue("x", "", /*modified=*/false));
+        items.changes.AppendInsert(tag);
+        items.changes.AppendUpdate(tag, "note", "new");
+    }
+    EXPECT_EQ(items.Save(), StatusOk);
+    EXPECT_EQ(Text(items.Rows()), "0 0 0 n | 2 7 - new | 99 7 - new | 95 7 - new");
 }
 
 TEST(SavingTable, CopyTakesNoReferenceToTheUpdater) {

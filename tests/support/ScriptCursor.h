@@ -10,15 +10,16 @@
 
 namespace etabulon::test {
 
-/// A cursor on literal rows, each column of which is a level and a field of text. It writes down
-/// the steps that it is asked for ("prepare reset calc accept next"), and gives the statuses that
-/// it is told to.
+/// A cursor on literal rows, each column of which is a level and a field, of text if not said. It
+/// writes down the steps that it is asked for ("prepare reset calc accept next"), and gives the
+/// statuses that it is told to.
 class ScriptCursor : public ETabulonCursor {
 public:
     using Row = std::vector<EVariant>;
 
-    ScriptCursor(std::initializer_list<const char*> columns, std::vector<Row> rows)
-        : rows_(std::move(rows)), layout_(Layout(columns)), record_(layout_) {
+    ScriptCursor(std::initializer_list<const char*> columns, std::vector<Row> rows,
+                 std::uint16_t type = TYPE_CHAINE)
+        : rows_(std::move(rows)), layout_(Layout(columns, type)), record_(layout_) {
         layout_.ChangeBuffer(record_.Get(), false);
         ETabulonLevels levels;
         for (const char* column : columns) {
@@ -74,10 +75,10 @@ protected:
     }
 
 private:
-    static EFieldSet Layout(std::initializer_list<const char*> columns) {
+    static EFieldSet Layout(std::initializer_list<const char*> columns, std::uint16_t type) {
         PTableau<EFieldDesc> descs;
         for (const char* column : columns) {
-            descs.Add(EFieldDesc(column, TYPE_CHAINE, 0, 0, nullptr));
+            descs.Add(EFieldDesc(column, type, 0, 0, nullptr));
         }
         EFieldSet layout;
         layout.Attach(descs, nullptr, 0, static_cast<std::uint16_t>(columns.size()));

@@ -32,6 +32,12 @@ public:
     EPosition Update(EPosition where) override;
     bool DeleteOne(EPosition where) override;
     bool DeleteLoop() override;
+    /// Deliberate: the line that the table stands on and no other, where Update writes the one that
+    /// has the fields' tag and DeleteOne deletes all lines of one tag. A record whose fields have
+    /// another tag than its line is refused with 8: a line's tag never changes.
+    /// CursorOnACacheTable holds it.
+    EPosition UpdateRecord() override;
+    bool DeleteRecord(EPosition where) override;
     void BeginDelete() override { ++deleteDepth_; }
     void EndDelete() override { --deleteDepth_; }
     bool LoadBuffer() override;
@@ -59,6 +65,9 @@ private:
     EPosition StepFrom(Direction direction);
     EPosition LeaveRecord(std::int32_t newStatus);
     [[nodiscard]] bool Shows(const CacheLine& line) const;
+    /// Calls `remove` with the line at `where`, as a deletion that leaves it unless in a session.
+    template <class Remove>
+    bool DeleteAt(EPosition where, const Remove& remove);
 
     ETabulonCursorCache* cache_;
     ERef<ETabulonSortDesc> sortDesc_;

@@ -135,6 +135,9 @@ protected:
     virtual void OnRefusedByFilter() {}
     virtual void ResetCancel();
     virtual void ExtractCurrentTag(ETabulonTag& tag) const;
+    /// The tag of the values that the fields have, whatever record a walk stands on: for a record
+    /// that is to be written. A cursor that keeps the tag of its record elsewhere passes this on.
+    virtual void ExtractTagOfFields(ETabulonTag& tag) const { ExtractCurrentTag(tag); }
     virtual void ExtractPrimaryKey(ETabulonPrimaryKey& key) const;
 
     CursorStatus CallReset(const ETabulonTag& tag);

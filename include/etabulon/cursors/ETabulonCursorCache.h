@@ -110,11 +110,19 @@ private:
     class CacheFiller;
     class Lines;
     class Saving;
+    struct LinePlace;
 
     CursorStatus AppendLine(const EFieldSet& fields, CacheLine*& line);
     CacheLine& AddLine(const ETabulonTag& tag);
     CursorStatus Fill();
-    void DeleteLine(CacheLine& line);
+    /// Takes over the fields, and gives their tag.
+    [[nodiscard]] ETabulonTag TakeFields(const EFieldSet& fields);
+    /// Of that line and no other; 8 if the fields have another tag.
+    CursorStatus UpdateLine(CacheLine& line, const EFieldSet& fields);
+    CursorStatus StoreFields(CacheLine& line, const EFieldSet& fields);
+    CursorStatus DeleteLine(CacheLine& line);
+    /// `at` is for the line's tag, in the storage that it has.
+    void DeleteAt(const LinePlace& place, ETabulonTag& at);
     void SendTagToFields(const ETabulonTag& tag) { SendTagToFields(tag, iFields()); }
     void SendTagToFields(const ETabulonTag& tag, EFieldSet& fields) const;
     template <class Call>

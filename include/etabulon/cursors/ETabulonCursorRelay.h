@@ -42,6 +42,7 @@ protected:
     [[nodiscard]] bool IsInFilter() const override;
     void ResetCancel() override;
     void ExtractCurrentTag(ETabulonTag& tag) const override;
+    void ExtractTagOfFields(ETabulonTag& tag) const override;
     void ExtractPrimaryKey(ETabulonPrimaryKey& key) const override;
 
     // The source's whole protocol as one step of a derived relay: its cancel test, its derived

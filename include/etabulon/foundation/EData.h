@@ -59,6 +59,11 @@ public:
     /// Deletes every record of the range, the first failure ends it. There is no current record
     /// then.
     virtual bool DeleteLoop();
+    /// What a cursor saves by: as Update and DeleteOne, but of exactly the current record, or the
+    /// one at `where`, or a failure. Where those find what they write by the values in the
+    /// buffer, a table overrides these.
+    virtual EPosition UpdateRecord() { return Update(kNoPosition); }
+    virtual bool DeleteRecord(EPosition where) { return DeleteOne(where); }
     /// A session of writes: opened for the first holder, closed for the last.
     virtual void BeginDelete() {}
     virtual void EndDelete() {}
