@@ -71,7 +71,7 @@ CliExit EndOutput(CliOutput& output, CliExit exit) {
 CliExit RunCommand(CliCommand& command, CliInstallLocale installLocale) {
     // A reader that goes away shows as EPIPE, so that the command ends in order.
     signal(SIGPIPE, SIG_IGN);
-    CliInterrupt interrupt;
+    CliInterrupt interrupt(command.Saves());
     CliOutput output(STDOUT_FILENO);
     CliEnvironment environment{output, interrupt};
     environment.isOutputTerminal = isatty(STDOUT_FILENO) == 1;

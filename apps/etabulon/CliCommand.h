@@ -42,6 +42,8 @@ public:
     virtual void Declare(CLI::App& app) = 0;
     /// Takes out what the parser isn't to see. `arguments` are those behind the command's name.
     virtual void TakeArguments(std::vector<std::string>& /*arguments*/) {}
+    /// It is asked to write into the database. Requires that the command line was read.
+    [[nodiscard]] virtual bool Saves() const { return false; }
     /// False with `failure`.
     [[nodiscard]] virtual bool Run(CliEnvironment& environment, CliFailure& failure) = 0;
 };

@@ -1,37 +1,36 @@
 #include "apps/etabulon/CliInterrupt.h"
 
-#include "apps/etabulon/CliFailure.h"
 #include "etabulon/cursors/ETabulonCursor.h"
 
 #include <pthread.h>
 #include <signal.h>
 #include <unistd.h>
 
+#include <string_view>
 #include <utility>
 
 namespace etabulon {
 namespace {
 
-sigset_t OnlySigInt() {
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGINT);
-    return set;
-}
-
-bool IsIgnored() {
+bool IsIgnored(int signal) {
     struct sigaction present {};
-    return sigaction(SIGINT, nullptr, &present) == 0 && present.sa_handler == SIG_IGN;
+    return sigaction(signal, nullptr, &present) == 0 && present.sa_handler == SIG_IGN;
 }
 
 }  // namespace
 
-CliInterrupt::CliInterrupt() {
-    if (IsIgnored()) {
+CliInterrupt::CliInterrupt(bool saves) : saves_(saves) {
+    sigemptyset(&awaited_);
+    if (!IsIgnored(SIGINT)) {
+        sigaddset(&awaited_, SIGINT);
+    }
+    if (saves && !IsIgnored(SIGTERM)) {
+        sigaddset(&awaited_, SIGTERM);
+    }
+    if (sigisemptyset(&awaited_) != 0) {
         return;
     }
-    const sigset_t set = OnlySigInt();
-    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    pthread_sigmask(SIG_BLOCK, &awaited_, nullptr);
     thread_ = std::thread([this] { Wait(); });
 }
 
@@ -40,32 +39,44 @@ CliInterrupt::~CliInterrupt() {
         return;
     }
     ending_.store(true);
-    pthread_kill(thread_.native_handle(), SIGINT);
+    pthread_kill(thread_.native_handle(), sigismember(&awaited_, SIGINT) != 0 ? SIGINT : SIGTERM);
     thread_.join();
 }
 
 void CliInterrupt::Wait() {
-    const sigset_t set = OnlySigInt();
     for (;;) {
         int signal = 0;
-        sigwait(&set, &signal);
+        sigwait(&awaited_, &signal);
         if (ending_.load()) {
             return;
         }
-        Raise();
+        Raise(signal);
     }
 }
 
-void CliInterrupt::Raise() {
+void CliInterrupt::Raise(int signal) {
     const std::lock_guard<std::mutex> guard(lock_);
+    if (isCommitting_) {
+        return;
+    }
     if (handler_) {
         return handler_();
     }
-    if (cursor_ == nullptr || raised_.exchange(true)) {
+    if (cursor_ == nullptr || raised_.exchange(signal) != 0) {
         // There is nothing to tidy up: what a save hasn't committed goes with the process.
-        _exit(static_cast<int>(CliExit::Cancelled));
+        if (saves_) {
+            constexpr std::string_view kWords = "etabulon: cancelled: nothing was saved\n";
+            static_cast<void>(::write(STDERR_FILENO, kWords.data(), kWords.size()));
+        }
+        _exit(kSignalExit + signal);
     }
     cursor_->Cancel();
+}
+
+bool CliInterrupt::BeginCommit() {
+    const std::lock_guard<std::mutex> guard(lock_);
+    isCommitting_ = !IsRaised();
+    return isCommitting_;
 }
 
 CliInterrupt::Cancelling::Cancelling(CliInterrupt& interrupt, ETabulonCursor& cursor)

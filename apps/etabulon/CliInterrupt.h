@@ -1,5 +1,9 @@
 #pragma once
 
+#include "apps/etabulon/CliFailure.h"
+
+#include <signal.h>
+
 #include <atomic>
 #include <functional>
 #include <mutex>
@@ -11,18 +15,28 @@ class ETabulonCursor;
 
 /// Waits for SIGINT in a thread of its own. The first one cancels the cursor that is walking, so
 /// that what was written stays whole; without such a cursor, and at the second, the process ends at
-/// once. A SIGINT that was ignored when the program was started stays ignored.
+/// once. In a program that saves SIGTERM does the same as SIGINT. A signal that was ignored when
+/// the program was started stays ignored.
 ///
 /// Made in the main thread before any other thread, as threads inherit what it blocks.
 class CliInterrupt {
 public:
-    CliInterrupt();
+    /// With `saves` the program first says on stderr that nothing was saved where it ends at once.
+    explicit CliInterrupt(bool saves = false);
     ~CliInterrupt();
     CliInterrupt(const CliInterrupt&) = delete;
     CliInterrupt& operator=(const CliInterrupt&) = delete;
 
-    /// A SIGINT has come.
-    [[nodiscard]] bool IsRaised() const noexcept { return raised_.load(); }
+    /// A signal has come that cancels.
+    [[nodiscard]] bool IsRaised() const noexcept { return raised_.load() != 0; }
+    /// What the program ends with after that.
+    [[nodiscard]] CliExit Exit() const noexcept {
+        return static_cast<CliExit>(kSignalExit + raised_.load());
+    }
+
+    /// The point of no return, right before the commit: signals don't count from here on, so that
+    /// what was saved is told as saved. False where one has come before.
+    [[nodiscard]] bool BeginCommit();
 
     /// Names the cursor to cancel for a scope. There is one at a time.
     class [[nodiscard]] Cancelling {
@@ -50,15 +64,20 @@ public:
     };
 
 private:
+    static constexpr int kSignalExit = 128;
+    const bool saves_;
+
     void Wait();
-    void Raise();
+    void Raise(int signal);
 
     std::mutex lock_;
     ETabulonCursor* cursor_ = nullptr;  // guarded by lock_
     std::function<void()> handler_;     // guarded by lock_
-    std::atomic<bool> raised_{false};
+    bool isCommitting_ = false;         // guarded by lock_
+    std::atomic<int> raised_{0};        // the signal
     std::atomic<bool> ending_{false};
-    std::thread thread_;  // none where SIGINT is ignored
+    sigset_t awaited_{};  // but for those that are ignored
+    std::thread thread_;  // none where both are
 };
 
 }  // namespace etabulon

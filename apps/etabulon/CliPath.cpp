@@ -339,4 +339,21 @@ std::string WrittenWord(std::string_view text) {
     return written + '"';
 }
 
+std::string Written(const CliEditChoice& edit) {
+    const auto value = [](const std::string& text, bool isQuoted) {
+        return !isQuoted && text == "NULL" ? text : WrittenWord(text);
+    };
+    std::string written(WordOf(edit.kind));
+    const char* separator = " ";
+    for (const CliPlaceChoice& place : edit.places) {
+        written += separator + place.path.shown + '=' + value(place.value, place.isQuoted);
+        separator = ",";
+    }
+    if (edit.kind == CliEditKind::Set) {
+        written += edit.places.empty() ? " :" : ":";
+        written += edit.column.shown + '=' + value(edit.value.text, edit.value.isQuoted);
+    }
+    return written;
+}
+
 }  // namespace etabulon

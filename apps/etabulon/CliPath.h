@@ -86,6 +86,8 @@ struct CliScriptEdit {
 /// The word that begins an edit's line.
 [[nodiscard]] std::string_view WordOf(CliEditKind kind) noexcept;
 
+/// An edit as the line of a script that is read as this one.
+[[nodiscard]] std::string Written(const CliEditChoice& edit);
 /// A name or value as it is to be written so that it is read as this text.
 [[nodiscard]] std::string WrittenWord(std::string_view text);
 

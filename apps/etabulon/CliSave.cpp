@@ -27,7 +27,8 @@ public:
 protected:
     CursorStatus StartInsert(const ETabulonTag& tag) override {
         place_ = tag;
-        if (IsInterrupted()) {
+        // An insert that follows a failure wouldn't stay.
+        if (IsInterrupted() || !failure_.empty()) {
             return StatusCancelled;
         }
         return CliCursor::StartInsert(tag);
@@ -142,11 +143,13 @@ bool SaveAll(const CliWalkContext& context, const CliEdits& edits, SavingCursor&
         ETabulonSavePending saving(&cursor, edits.Levels().levels);
         status = saving.Run(&edits.Changes(), ETabulonTag());
     }
-    if (context.interrupt.IsRaised()) {
+    const bool hasFailed =
+        !cursor.FirstFailure().empty() || status != StatusOk || table.Session().failures != 0;
+    if (context.interrupt.IsRaised() || (!hasFailed && !context.interrupt.BeginCommit())) {
         table.Rollback();
-        return failure.Set(CliExit::Cancelled, fmt::format("cancelled: {}", kNothing));
+        return failure.Set(context.interrupt.Exit(), fmt::format("cancelled: {}", kNothing));
     }
-    if (!cursor.FirstFailure().empty() || status != StatusOk || table.Session().failures != 0) {
+    if (hasFailed) {
         const std::string first = cursor.FirstFailure().empty()
                                       ? TextOf(table, static_cast<std::int32_t>(status))
                                       : cursor.FirstFailure();

@@ -15,8 +15,9 @@ struct CliSaved {
     std::uint64_t deleted = 0;
 };
 
-/// Writes the edits into their table: all of them, or none. SIGINT takes them back until they are
-/// committed. Requires a source that was opened for writing.
+/// Writes the edits into their table: all of them, or none. SIGINT and SIGTERM take them back until
+/// they are to be committed, and don't count from there on. Requires a source that was opened for
+/// writing.
 [[nodiscard]] bool SaveEdits(const CliWalkContext& context, const CliEdits& edits, CliSaved& saved,
                              CliFailure& failure);
 

@@ -138,6 +138,7 @@ std::unique_ptr<ESqliteSource> OpenSource(const std::string& path, char separato
     }
     if (source == nullptr) {
         failure.Set(CliExit::Failed, TextOf(error, path));
+        failure.isLocked = error.status == DataLocked;
     }
     return source;
 }

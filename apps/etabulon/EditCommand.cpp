@@ -227,9 +227,14 @@ bool EditCommand::Save(CliEnvironment& environment, const CliDictionary& diction
     if (!SaveEdits(context, edits, saved, failure)) {
         return false;
     }
-    environment.output.Append(fmt::format("{}, {}, {}\n", Records(saved.updated, "updated"),
-                                          Records(saved.inserted, "inserted"),
-                                          Records(saved.deleted, "deleted")));
+    const std::string report =
+        fmt::format("{}, {}, {}", Records(saved.updated, "updated"),
+                    Records(saved.inserted, "inserted"), Records(saved.deleted, "deleted"));
+    environment.output.Append(report + '\n');
+    environment.output.Flush();
+    if (environment.output.IsBroken() && environment.output.Error() != EPIPE) {
+        Explain(fmt::format("the edits were saved: {}", report));
+    }
     const ETabulonPendingChanges& changes = edits.Changes();
     const bool metNoUpdate = saved.updated + saved.inserted == 0 &&
                              changes.Script(ETabulonPendingChanges::Update).Size() != 0;
@@ -264,6 +269,13 @@ bool EditCommand::Run(CliEnvironment& environment, CliFailure& failure) {
         source = source_.Open(ESqlOpenMode::ReadWrite, unwritable);
     }
     const bool canSave = source != nullptr;
+    if (unwritable.isLocked) {
+        // Not even the names of its columns can be read: the edits as they were asked for.
+        for (const Asked& each : asked) {
+            environment.output.Append(Written(each.edit) + '\n');
+        }
+        return failure.Set(unwritable.exit, "nothing was saved: " + unwritable.text);
+    }
     if (source == nullptr) {
         source = source_.Open(failure);
     }

@@ -23,6 +23,7 @@ public:
     void Declare(CLI::App& app) override;
     /// What stands behind --show VIEW is for the view.
     void TakeArguments(std::vector<std::string>& arguments) override;
+    [[nodiscard]] bool Saves() const override { return saves_; }
     [[nodiscard]] bool Run(CliEnvironment& environment, CliFailure& failure) override;
 
 private:

@@ -315,6 +315,41 @@ TEST_F(Edit, WhatCannotBeWrittenPrintsTheScript) {
     EXPECT_EQ(Run({"--delete", "shelf=A", "--save"}).status, 0);
 }
 
+TEST_F(Edit, WhatIsLockedForAllPrintsTheEditsAsTheyWereAsked) {
+    const Arguments edits{"--set",    "shelf=\"A\", slot=1 : amount=NULL",
+                          "--set",    ":item=\"NULL\"",
+                          "--insert", "shelf=\"x,y\",slot=3",
+                          "--delete", "supplier>name=Bell"};
+    Arguments save = edits;
+    save.emplace_back("--save");
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+    const auto start = std::chrono::steady_clock::now();
+    const CommandResult locked = Run(save);
+    // Two seconds, and not once more for another way of opening it.
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(3500));
+    sqlite3_close(other);
+    EXPECT_EQ(locked.status, 1);
+    EXPECT_EQ(locked.err.find("etabulon: nothing was saved: "), 0U) << locked.err;
+    EXPECT_NE(locked.err.find("locked"), std::string::npos) << locked.err;
+    EXPECT_EQ(locked.out,
+              "set shelf=A,slot=1:amount=NULL\nset :item=\"NULL\"\n"
+              "insert shelf=\"x,y\",slot=3\ndelete supplier>name=Bell\n");
+    EXPECT_EQ(Run({"--script", folder.MakeFile("script", locked.out)}).out, Run(edits).out);
+}
+
+TEST_F(Edit, ASaveWhoseReportCannotBeWrittenSaysThatItIsSaved) {
+    const CommandResult result =
+        RunCommand(Command({"--delete", "shelf=A", "--save"}), "/dev/full");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err.find("etabulon: the edits were saved: 0 updated, 0 inserted, 2 deleted\n"),
+              0U)
+        << result.err;
+    EXPECT_NE(result.err.find("No space left"), std::string::npos) << result.err;
+    EXPECT_EQ(Stock(), "B,1,nail,5|B,2,bolt,NULL|");
+}
+
 TEST_F(Edit, AReaderThatKeepsTheCommitWaitingEndsTheSave) {
     const std::string before = Stock();
     sqlite3* other = nullptr;

@@ -43,9 +43,9 @@ public:
         std::uint64_t at = 1;     // which of these calls is hit, from 1; 0 = none, only count
         int code = SQLITE_IOERR;  // SQLITE_OK: the call passes
         Moment moment = Moment::Before;
-        bool isLasting = false;       // all that follow are hit as well
-        int files = 0;                // kinds of file, SQLITE_OPEN_WAL etc., as a mask; 0 = all
-        std::function<void()> onHit;  // called as the call comes in
+        bool isLasting = false;         // all that follow are hit as well
+        int files = 0;                  // kinds of file, SQLITE_OPEN_WAL etc., as a mask; 0 = all
+        std::function<void()> onHit{};  // called as the call comes in
     };
 
     FaultVfs();

@@ -177,7 +177,37 @@ bool ESqlTable::State::RunPrepared(const char* text) {
     return isDone;
 }
 
-void ESqlTable::State::NoteEngineError() { error = connection->LastError(); }
+void ESqlTable::State::NoteEngineError() {
+    error = connection->LastError();
+    CheckAtomic();
+}
+
+void ESqlTable::State::CheckAtomic() {
+    if (atomic && !isEnded && !connection->IsInTransaction()) {
+        isEnded = true;
+        endedBy = error;
+    }
+}
+
+bool ESqlTable::State::IsRefused() {
+    CheckAtomic();
+    if (!isEnded) {
+        return false;
+    }
+    if (!atomic) {
+        NoteError(DataOther,
+                  "the atomic session has ended, the rest of the write session isn't written");
+        return true;
+    }
+    const ESqlError cause = endedBy;
+    NoteError(DataOther, "the engine has taken the atomic session back after a failure");
+    if (!cause.text.IsEmpty()) {
+        error.engineCode = cause.engineCode;
+        error.text.Append(": ");
+        error.text += cause.text;
+    }
+    return true;
+}
 
 void ESqlTable::State::NoteWalkError() {
     NoteEngineError();
@@ -388,6 +418,25 @@ ESqlTable::State::Find ESqlTable::State::ReadInto(std::span<ESqlRow* const> rows
                   "number that would tell them apart");
     }
     return step == ESqlStep::Done ? Find::Found : Find::Failed;
+}
+
+ESqlTable::State::Find ESqlTable::State::LookUp(EPosition position) {
+    const Address address = AddressOf(position);
+    if (address.way == ESqlKeyWay::None) {
+        return Find::Gone;
+    }
+    ISqlStatement* const statement = Prepared(selectKey + SqlWhereKey(info, address.way, 1));
+    if (statement == nullptr) {
+        return Find::Failed;
+    }
+    const SqlRun run(*statement);
+    BindKey(*statement, 1, address);
+    const ESqlStep step = statement->Step();
+    if (step == ESqlStep::Failed) {
+        NoteEngineError();
+        return Find::Failed;
+    }
+    return step == ESqlStep::Row ? Find::Found : Find::Gone;
 }
 
 bool ESqlTable::State::Locate(EPosition position) {

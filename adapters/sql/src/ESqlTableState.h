@@ -58,6 +58,10 @@ struct ESqlTable::State {
     [[nodiscard]] ISqlStatement* Prepared(const std::string& text);
     [[nodiscard]] bool RunPrepared(const char* text);
     void NoteEngineError();
+    /// Sees whether the engine has taken the atomic session back; `error` is then why.
+    void CheckAtomic();
+    /// True with `error` where a write is refused, as its atomic session has ended.
+    [[nodiscard]] bool IsRefused();
     /// The same after a step of a walk, whose wait for a lock a cancel may have ended.
     void NoteWalkError();
     void NoteError(std::int32_t status, std::string_view what);
@@ -87,6 +91,8 @@ struct ESqlTable::State {
     /// The same into `loaded` alone; it isn't known to be of the current record then.
     [[nodiscard]] Find ReadLoaded(EPosition position);
     [[nodiscard]] Find ReadInto(std::span<ESqlRow* const> rows, EPosition position);
+    /// Whether the record is there; nothing is loaded.
+    [[nodiscard]] Find LookUp(EPosition position);
     /// Makes `listAt` the place of `position` in the list; false where it isn't in it.
     [[nodiscard]] bool Locate(EPosition position);
     void TakeLoaded();
@@ -154,7 +160,9 @@ struct ESqlTable::State {
     // Writing.
     bool isReadBack = false;  // `loaded` is what the database made of the last write
     unsigned holders = 0;
-    bool atomic = false;
+    bool atomic = false;   // Commit or Rollback is still to come
+    bool isEnded = false;  // the atomic session takes no further write
+    ESqlError endedBy;     // what made the engine end it
     ESqlSessionRecord session;
     std::shared_ptr<std::atomic<std::uint64_t>> version;
     EPosition locked = kNoPosition;  // by Lock

@@ -14,31 +14,47 @@ public:
             return;
         }
         // The failure that led here stays the one that is told.
-        if (!state_.atomic) {
-            if (state_.connection->IsInTransaction()) {
-                static_cast<void>(state_.connection->Execute("ROLLBACK"));
-            }
-            return;
+        ISqlConnection& connection = *state_.connection;
+        if (!state_.atomic || !connection.Execute("ROLLBACK TO etabulon_write") ||
+            !connection.Execute("RELEASE etabulon_write")) {
+            connection.Rollback();  // in a session as well: no half of a write may stay in it
         }
-        if (state_.connection->Execute("ROLLBACK TO etabulon_write")) {
-            static_cast<void>(state_.connection->Execute("RELEASE etabulon_write"));
-        }
+        state_.CheckAtomic();
     }
     [[nodiscard]] bool Begin() {
-        isOpen_ = state_.RunPrepared(state_.atomic ? "SAVEPOINT etabulon_write"
-                                                   : state_.connection->BeginStatement());
+        if (state_.atomic) {
+            // Outside of a transaction a savepoint would begin one, and its release commit it.
+            isOpen_ = !state_.IsRefused() && state_.RunPrepared("SAVEPOINT etabulon_write");
+            return isOpen_;
+        }
+        if (state_.holders == 0) {
+            state_.connection->ResetWait();
+        }
+        isOpen_ = state_.connection->Begin();
+        if (!isOpen_) {
+            state_.NoteEngineError();
+        }
         return isOpen_;
     }
     [[nodiscard]] bool Commit() {
-        const bool isDone = state_.RunPrepared(state_.atomic ? "RELEASE etabulon_write" : "COMMIT");
-        isOpen_ = !isDone;
-        if (isDone) {
+        const ESqlOutcome outcome =
+            state_.atomic ? Release() : state_.connection->Commit(state_.error);
+        isOpen_ = state_.atomic && outcome != ESqlOutcome::Committed;
+        if (outcome == ESqlOutcome::Unknown) {
+            state_.error.text.Append(
+                " (whether the write stays is unknown: look before trying again)");
+        }
+        if (outcome != ESqlOutcome::RolledBack) {
             state_.version->fetch_add(1);
         }
-        return isDone;
+        return outcome == ESqlOutcome::Committed;
     }
 
 private:
+    [[nodiscard]] ESqlOutcome Release() {
+        return state_.RunPrepared("RELEASE etabulon_write") ? ESqlOutcome::Committed
+                                                            : ESqlOutcome::RolledBack;
+    }
     State& state_;
     bool isOpen_ = false;
 };
@@ -48,10 +64,8 @@ private:
 
 EPosition ESqlTable::Insert() {
     State& s = *state_;
-    s.ClearError();
-    if (!s.writable) {
-        s.NoteError(DataReadOnly, "it can't be written");
-        return FailWrite(DataReadOnly);
+    if (const std::int32_t failure = CheckWritable(); failure != DataOk) {
+        return FailWrite(failure);
     }
     s.LeaveStreaming();
     std::vector<std::size_t> cells;
@@ -134,16 +148,25 @@ bool ESqlTable::DeleteOne(EPosition where) {
     return true;
 }
 
-/// The record to be written to; a status.
-std::int32_t ESqlTable::FindToWrite(EPosition& where) {
+/// Whether the table takes a write; a status.
+std::int32_t ESqlTable::CheckWritable() {
     State& s = *state_;
     s.ClearError();
-    if (where == kNoPosition) {
-        where = position;
-    }
     if (!s.writable) {
         s.NoteError(DataReadOnly, "it can't be written");
         return DataReadOnly;
+    }
+    return s.IsRefused() ? s.error.status : std::int32_t{DataOk};
+}
+
+/// The record to be written to; a status.
+std::int32_t ESqlTable::FindToWrite(EPosition& where) {
+    State& s = *state_;
+    if (where == kNoPosition) {
+        where = position;
+    }
+    if (const std::int32_t failure = CheckWritable(); failure != DataOk) {
+        return failure;
     }
     if (where == kNoPosition) {
         return DataNoCurrent;
@@ -185,41 +208,48 @@ bool ESqlTable::RunWrite(const std::string& text, std::span<const std::size_t> c
             return false;
         }
     }
-    Write write(s);
-    ISqlStatement* const statement = s.Prepared(text);
-    if (statement == nullptr || !write.Begin()) {
-        return false;
+    std::int64_t rows = 0;
+    {
+        Write write(s);
+        ISqlStatement* const statement = s.Prepared(text);
+        if (statement == nullptr || !write.Begin()) {
+            return false;
+        }
+        char iso[kIsoCapacity];
+        int parameter = 0;
+        for (const std::size_t cell : cells) {
+            statement->Bind(++parameter, ESqlRow::Value(s.row.cells[cell], s.row.record, iso));
+        }
+        if (where != kNoPosition) {
+            State::BindKey(*statement, parameter + 1, s.AddressOf(where));
+        }
+        const std::int64_t changesBefore = s.connection->TotalChanges();
+        std::int64_t keys = 0;
+        rows = StepWrite(*statement, keys);
+        const bool changesOthers = s.connection->TotalChanges() - changesBefore > rows;
+        if (rows < 0) {
+            return false;
+        }
+        if (rows == 1 && (written == nullptr || keys == 1)) {
+            const bool isWritten = (written == nullptr || ReadBack(*written)) && write.Commit();
+            if (isWritten && changesOthers) {
+                s.source.Walks().fetch_add(1);
+            }
+            return isWritten;
+        }
     }
-    char iso[kIsoCapacity];
-    int parameter = 0;
-    for (const std::size_t cell : cells) {
-        statement->Bind(++parameter, ESqlRow::Value(s.row.cells[cell], s.row.record, iso));
-    }
-    if (where != kNoPosition) {
-        State::BindKey(*statement, parameter + 1, s.AddressOf(where));
-    }
-    const std::int64_t changesBefore = s.connection->TotalChanges();
-    const std::int64_t rows = StepWrite(*statement);
-    const bool changesOthers = s.connection->TotalChanges() - changesBefore > rows;
-    if (rows == 0 && where != kNoPosition) {
-        s.NoteError(DataGone, "the record is there no more");
-    } else if (rows == 0 || rows > 1) {
-        s.NoteError(DataOther, "the write would have hit another number of rows than one");
-    }
-    const bool isWritten =
-        rows == 1 && (written == nullptr || ReadBack(*written)) && write.Commit();
-    if (isWritten && changesOthers) {
-        s.source.Walks().fetch_add(1);
-    }
-    return isWritten;
+    NoteMissedWrite(rows, where);
+    return false;
 }
 
-/// How many rows the write has hit, the key of the last in keyRow; -1 with `error`.
-std::int64_t ESqlTable::StepWrite(ISqlStatement& statement) {
+/// How many rows the write has hit, -1 with `error`; `keys` counts the keys that it returned, the
+/// last of which is in keyRow.
+std::int64_t ESqlTable::StepWrite(ISqlStatement& statement, std::int64_t& keys) {
     State& s = *state_;
     const SqlRun run(statement);
     ESqlStep step = ESqlStep::Done;
     while ((step = statement.Step()) == ESqlStep::Row && statement.ReadRow(s.keyRow)) {
+        ++keys;
     }
     if (step != ESqlStep::Done) {
         s.NoteEngineError();
@@ -238,6 +268,24 @@ bool ESqlTable::ReadBack(EPosition& written) {
     const State::Find found = s.ReadLoaded(written);
     s.isReadBack = found == State::Find::Found;  // else a trigger has taken it away again
     return found != State::Find::Failed;
+}
+
+/// Why a write, which was taken back, has not hit exactly one row.
+void ESqlTable::NoteMissedWrite(std::int64_t rows, EPosition where) {
+    State& s = *state_;
+    if (rows > 1) {
+        s.NoteError(DataOther, "the write would have hit several rows instead of one");
+        return;
+    }
+    State::Find found = State::Find::Found;
+    if (rows == 0 && where != kNoPosition) {
+        found = s.LookUp(where);
+    }
+    if (found == State::Find::Gone) {
+        s.NoteError(DataGone, "the record is there no more");
+    } else if (found == State::Find::Found) {
+        s.NoteError(DataConstraint, "a trigger of the table skips this write (RAISE(IGNORE))");
+    }
 }
 
 EPosition ESqlTable::FailWrite(std::int32_t newStatus) {
@@ -276,14 +324,19 @@ void ESqlTable::CountWrite(bool isSuccess) {
 void ESqlTable::BeginDelete() {
     if (++state_->holders == 1) {
         state_->session = ESqlSessionRecord{};
+        if (!state_->atomic) {
+            state_->connection->ResetWait();
+        }
         state_->LeaveStreaming();
     }
 }
 
 void ESqlTable::EndDelete() {
-    if (state_->holders > 0) {
-        --state_->holders;
+    State& s = *state_;
+    if (s.holders > 0) {
+        --s.holders;
     }
+    s.isEnded = s.isEnded && (s.holders > 0 || s.atomic);
 }
 
 std::int32_t ESqlTable::BeginAtomic() {
@@ -298,9 +351,14 @@ std::int32_t ESqlTable::BeginAtomic() {
         return status = DataOther;
     }
     s.LeaveStreaming();
-    s.atomic = s.RunPrepared(s.connection->BeginStatement());
-    status = s.atomic ? std::int32_t{DataOk} : s.error.status;
-    return status;
+    s.connection->ResetWait();
+    if (s.connection->Begin()) {
+        s.atomic = true;
+        s.isEnded = false;
+    } else {
+        s.NoteEngineError();
+    }
+    return status = s.error.status;
 }
 
 ESqlOutcome ESqlTable::Commit() {
@@ -311,21 +369,8 @@ ESqlOutcome ESqlTable::Commit() {
         status = DataOther;
         return ESqlOutcome::RolledBack;
     }
-    if (!s.connection->IsInTransaction() && s.connection->IsAlive()) {
-        s.NoteError(DataOther, "the engine has taken the session back after a failure");
-        return EndAtomic(ESqlOutcome::RolledBack);
-    }
     s.EndStreaming();
-    if (s.RunPrepared("COMMIT")) {
-        return EndAtomic(ESqlOutcome::Committed);
-    }
-    if (!s.connection->IsAlive()) {
-        return EndAtomic(ESqlOutcome::Unknown);
-    }
-    if (s.connection->IsInTransaction()) {
-        static_cast<void>(s.connection->Execute("ROLLBACK"));
-    }
-    return EndAtomic(ESqlOutcome::RolledBack);
+    return EndAtomic(s.IsRefused() ? ESqlOutcome::RolledBack : s.connection->Commit(s.error));
 }
 
 ESqlOutcome ESqlTable::Rollback() {
@@ -333,16 +378,18 @@ ESqlOutcome ESqlTable::Rollback() {
     s.ClearError();
     if (s.atomic) {
         s.EndStreaming();
-        if (s.connection->IsInTransaction() && !s.connection->Execute("ROLLBACK")) {
-            s.NoteEngineError();  // closing the line rolls back as well
-        }
+        s.connection->Rollback();
     }
     return EndAtomic(ESqlOutcome::RolledBack);
 }
 
 ESqlOutcome ESqlTable::EndAtomic(ESqlOutcome outcome) {
     State& s = *state_;
-    s.atomic = false;
+    if (s.atomic) {
+        s.atomic = false;
+        // A run that goes on, not knowing of the end, would write the rest record by record.
+        s.isEnded = s.holders > 0;
+    }
     s.loadedFrom = State::Loaded::No;  // an update reads first what the database holds
     s.version->fetch_add(1);           // others read the rows as before until this moment
     s.source.Walks().fetch_add(1);     // and so the rows that triggers have changed

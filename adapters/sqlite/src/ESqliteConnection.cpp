@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <filesystem>
@@ -18,10 +19,13 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::chrono::milliseconds kBusyTurn{5};
-constexpr int kBusyTurns = 400;       // two seconds in all
+constexpr std::chrono::seconds kPatience{2};
+constexpr int kLogTurns = 20;
+constexpr std::uintmax_t kLogHeaderSize = 32;
 constexpr int kProgressSteps = 4000;  // of SQLite's machine: some 50 microseconds
-constexpr int kHeaderSize = 20;
+constexpr int kHeaderSize = 28;
 constexpr std::size_t kReadVersionAt = 19;  // 2 = write-ahead log
+constexpr std::size_t kChangesAt = 24;      // four bytes, the highest first
 
 ESqlError OpenError(const Chaine& location, std::int32_t status, std::string_view what) {
     ESqlError error;
@@ -49,25 +53,33 @@ std::string FileUri(std::string_view path) {
     return uri;
 }
 
-// Through SQLite: whoever closes another descriptor of the file gives up all locks that this
-// process holds on it, those of open transactions too.
-bool IsWriteAhead(sqlite3* database) {
-    std::array<char, kHeaderSize> header{};
-    sqlite3_file* file = nullptr;
-    return sqlite3_file_control(database, "main", SQLITE_FCNTL_FILE_POINTER, &file) == SQLITE_OK &&
-           file != nullptr && file->pMethods != nullptr &&
-           file->pMethods->xRead(file, header.data(), kHeaderSize, 0) == SQLITE_OK &&
-           header[kReadVersionAt] == 2;
+std::uintmax_t SizeOf(const fs::path& path) {
+    std::error_code failure;
+    const auto size = fs::file_size(path, failure);
+    return failure ? 0 : size;
+}
+
+/// The log is a header alone, and stays so: whoever wrote that was killed behind it. Where no
+/// connection has the log open, SQLite's reading of it waits for ten seconds, and then fails.
+bool IsLogCutOff(const fs::path& log) {
+    for (int turn = 0; turn < kLogTurns; ++turn) {
+        if (SizeOf(log) != kLogHeaderSize) {
+            return false;
+        }
+        std::this_thread::sleep_for(kBusyTurn);
+    }
+    return true;
 }
 
 /// How a write-ahead database is read where nothing may be written beside it. Empty where it can't
 /// be.
 std::string WriteAheadQuery(const Chaine& location, const std::string& path, ESqlError& error) {
     std::error_code failure;
-    if (HasContent(path + "-shm") && fs::exists(path + "-wal", failure)) {
+    if (SizeOf(path + "-shm") > 0 && fs::exists(path + "-wal", failure) &&
+        !IsLogCutOff(path + "-wal")) {
         return "?mode=ro&readonly_shm=1";
     }
-    if (HasContent(path + "-wal")) {
+    if (SizeOf(path + "-wal") > kLogHeaderSize) {
         error = OpenError(location, DataReadOnly,
                           "its write-ahead log must be recovered, and there is no permission to "
                           "write beside it: open it once with that permission");
@@ -87,6 +99,19 @@ bool MayJoin(const std::string& path) {
     const std::string folder = fs::path(path).parent_path().string();
     return MayWrite(path) &&
            (MayWrite(folder, W_OK | X_OK) || (MayWrite(path + "-wal") && MayWrite(path + "-shm")));
+}
+
+/// A reading that fails so may succeed a moment later: files of the journal come and go with other
+/// connections. SQLite's busy handler isn't asked about these.
+bool IsPassing(int code) noexcept {
+    switch (code & 0xFF) {
+        case SQLITE_CANTOPEN:
+        case SQLITE_PROTOCOL:
+            return true;
+        default:
+            return code == SQLITE_READONLY_RECOVERY || code == SQLITE_READONLY_CANTINIT ||
+                   code == SQLITE_READONLY_ROLLBACK;
+    }
 }
 
 bool CheckFile(const Chaine& location, ESqlError& error) {
@@ -131,6 +156,19 @@ bool IsSqliteMemory(const Chaine& location) noexcept {
 
 std::unique_ptr<ESqliteConnection> ESqliteConnection::Open(const Chaine& location,
                                                            ESqlOpenMode mode, ESqlError& error) {
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    auto connection = OpenOnce(location, mode, error);
+    while (connection == nullptr && IsPassing(error.engineCode) &&
+           std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(kBusyTurn);
+        connection = OpenOnce(location, mode, error);
+    }
+    return connection;
+}
+
+std::unique_ptr<ESqliteConnection> ESqliteConnection::OpenOnce(const Chaine& location,
+                                                               ESqlOpenMode mode,
+                                                               ESqlError& error) {
     error = ESqlError{};
     std::string uri(location.View());
     const bool isReadOnly = mode == ESqlOpenMode::ReadOnly;
@@ -143,7 +181,7 @@ std::unique_ptr<ESqliteConnection> ESqliteConnection::Open(const Chaine& locatio
     auto connection =
         OpenUri(location, uri, isReadOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE, error);
     if (connection != nullptr && isReadOnly && !IsSqliteMemory(location) &&
-        IsWriteAhead(connection->database_)) {
+        connection->ReadHeader().isWriteAhead) {
         connection = OpenWriteAhead(std::move(connection), uri, error);
     }
     if (connection != nullptr && !connection->SetUp(mode)) {
@@ -227,7 +265,10 @@ bool ESqliteConnection::SetUp(ESqlOpenMode mode) {
 }
 
 ESqliteConnection::~ESqliteConnection() {
-    if (!log_.empty() && HasContent(log_)) {
+    for (Statement* const statement : {&begin_, &commit_, &rollback_, &look_}) {
+        statement->reset();
+    }
+    if (!log_.empty() && SizeOf(log_) > 0) {
         // The last to close would move the log into the file. That is for those who wrote it.
         sqlite3_db_config(database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     }
@@ -258,6 +299,116 @@ ESqlStep ESqliteConnection::CheckStill(ESqlStep step) {
     return hasRead && still_->HasChanged() ? ESqlStep::Failed : step;
 }
 
+// --------------------------------------------------------------------------------- transactions
+
+bool ESqliteConnection::PrepareTransactions() {
+    const auto prepare = [this](Statement& statement, const char* text) {
+        sqlite3_stmt* prepared = statement.release();
+        if (prepared == nullptr) {
+            sqlite3_prepare_v3(database_, text, -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr);
+        }
+        statement.reset(prepared);
+        return prepared != nullptr;
+    };
+    return prepare(begin_, "BEGIN IMMEDIATE") && prepare(commit_, "COMMIT") &&
+           prepare(rollback_, "ROLLBACK") && prepare(look_, "SELECT 1 FROM sqlite_schema LIMIT 1");
+}
+
+int ESqliteConnection::Run(const Statement& statement, Waiting waiting) {
+    waiting_ = waiting;
+    const int code = sqlite3_step(statement.get());
+    sqlite3_reset(statement.get());
+    return code;
+}
+
+bool ESqliteConnection::Begin() {
+    const bool isBegun = PrepareTransactions() &&
+                         StepAgain(begin_.get(), Run(begin_, Waiting::Shared)) == SQLITE_DONE;
+    sqlite3_reset(begin_.get());
+    // In the transaction only writing pages ahead of the commit needs a lock. SQLite does without
+    // where another connection reads, and would else wait again with each page.
+    waiting_ = isBegun ? Waiting::Never : Waiting::Alone;
+    if (isBegun) {
+        begun_ = ReadHeader();
+    }
+    return isBegun;
+}
+
+ESqlOutcome ESqliteConnection::Commit(ESqlError& error) {
+    const bool wasInTransaction = IsInTransaction();
+    const int code = Run(commit_, Waiting::Shared);
+    waiting_ = Waiting::Alone;
+    if (code == SQLITE_DONE) {
+        ResetWait();
+        return ESqlOutcome::Committed;
+    }
+    error = LastError();
+    if (!wasInTransaction) {
+        return ESqlOutcome::RolledBack;
+    }
+    if (IsInTransaction()) {
+        Rollback();
+        return ESqlOutcome::RolledBack;
+    }
+    if (IsTakenBack(error.engineCode)) {
+        return ESqlOutcome::RolledBack;
+    }
+    error.status = kDataUnknown;
+    return ESqlOutcome::Unknown;
+}
+
+void ESqliteConnection::Rollback() {
+    if (IsInTransaction()) {
+        static_cast<void>(Run(rollback_, Waiting::Never));
+    }
+    waiting_ = Waiting::Alone;
+}
+
+/// Whether a commit that failed with `code`, after which SQLite has closed the transaction, is sure
+/// to have changed nothing.
+///
+/// All pages are read and written before the point of no return, in both kinds of journal. With a
+/// rollback journal that point is its deletion. A journal that is still there takes all back with
+/// the next read; a commit that went through (the folder can't be synced, the lock not given up,
+/// the file not shortened) has counted the header's changes up. With a write-ahead log the last
+/// frame commits, and the log is synced behind it: once that frame stands, nobody knows whether
+/// the log will be read up to it.
+bool ESqliteConnection::IsTakenBack(int code) {
+    constexpr std::array kBeforeReturn = {SQLITE_FULL, SQLITE_IOERR_READ, SQLITE_IOERR_SHORT_READ,
+                                          SQLITE_IOERR_WRITE};
+    if (std::find(kBeforeReturn.begin(), kBeforeReturn.end(), code) != kBeforeReturn.end()) {
+        return true;
+    }
+    if (!begun_.isKnown || begun_.isWriteAhead) {
+        return false;
+    }
+    bool isSame = false;
+    if (sqlite3_step(look_.get()) == SQLITE_ROW) {  // with the lock of a reader, until the reset
+        const Header present = ReadHeader();
+        isSame = present.isKnown && present.changes == begun_.changes;
+    }
+    sqlite3_reset(look_.get());
+    return isSame;
+}
+
+// Through SQLite: whoever closes another descriptor of the file gives up all locks that this
+// process holds on it, those of open transactions too.
+ESqliteConnection::Header ESqliteConnection::ReadHeader() const {
+    std::array<unsigned char, kHeaderSize> bytes{};
+    sqlite3_file* file = nullptr;
+    Header header;
+    if (sqlite3_file_control(database_, "main", SQLITE_FCNTL_FILE_POINTER, &file) == SQLITE_OK &&
+        file != nullptr && file->pMethods != nullptr &&
+        file->pMethods->xRead(file, bytes.data(), kHeaderSize, 0) == SQLITE_OK) {
+        header.isKnown = true;
+        header.isWriteAhead = bytes[kReadVersionAt] == 2;
+        for (std::size_t i = kChangesAt; i < kChangesAt + 4; ++i) {
+            header.changes = header.changes << 8U | bytes[i];
+        }
+    }
+    return header;
+}
+
 ESqlError ESqliteConnection::LastError() const {
     if (still_ != nullptr && still_->HasChanged()) {
         return OpenError(location_, DataOther,
@@ -267,15 +418,31 @@ ESqlError ESqliteConnection::LastError() const {
     return SqliteError(location_, database_, sqlite3_extended_errcode(database_));
 }
 
+int ESqliteConnection::StepAgain(sqlite3_stmt* statement, int code) {
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    while (code != SQLITE_DONE && IsPassing(sqlite3_extended_errcode(database_)) &&
+           !IsInTransaction() && !IsWalkCancelled() && std::chrono::steady_clock::now() < end) {
+        sqlite3_reset(statement);
+        std::this_thread::sleep_for(kBusyTurn);
+        code = sqlite3_step(statement);
+    }
+    return code;
+}
+
 int ESqliteConnection::OnProgress(void* connection) noexcept {
     return static_cast<const ESqliteConnection*>(connection)->IsWalkCancelled() ? 1 : 0;
 }
 
 /// SQLite's own wait can't be ended by a cancel.
 int ESqliteConnection::OnBusy(void* connection, int turn) noexcept {
-    if (turn >= kBusyTurns ||
-        static_cast<const ESqliteConnection*>(connection)->IsWalkCancelled()) {
+    auto& self = *static_cast<ESqliteConnection*>(connection);
+    const bool isOver =
+        self.waiting_ == Waiting::Shared ? self.turnsLeft_ <= 0 : turn >= kBusyTurns;
+    if (isOver || self.waiting_ == Waiting::Never || self.IsWalkCancelled()) {
         return 0;
+    }
+    if (self.waiting_ == Waiting::Shared) {
+        --self.turnsLeft_;
     }
     std::this_thread::sleep_for(kBusyTurn);
     return 1;

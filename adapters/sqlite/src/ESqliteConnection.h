@@ -29,9 +29,11 @@ public:
     std::unique_ptr<ISqlStatement> Prepare(const std::string& statement) override;
     bool Execute(const char* statement) override;
     ESqlError LastError() const override;
-    const char* BeginStatement() const override { return "BEGIN IMMEDIATE"; }
+    bool Begin() override;
+    ESqlOutcome Commit(ESqlError& error) override;
+    void Rollback() override;
     bool IsInTransaction() const override { return sqlite3_get_autocommit(database_) == 0; }
-    bool IsAlive() const override { return true; }
+    void ResetWait() noexcept override { turnsLeft_ = kBusyTurns; }
     void Interrupt() noexcept override { interrupted_.store(true); }
     void ResetInterrupt() noexcept override { interrupted_.store(false); }
     bool IsInterrupted() const noexcept override { return interrupted_.load(); }
@@ -44,12 +46,37 @@ public:
     [[nodiscard]] ESqlStep Checked(ESqlStep step) {
         return still_ == nullptr ? step : CheckStill(step);
     }
+    /// Steps a statement that stands at its beginning again, where `code` tells of a state that
+    /// passes; the last code.
+    [[nodiscard]] int StepAgain(sqlite3_stmt* statement, int code);
     /// Steps that Interrupt may end are marked by this; see ESqliteStatement.
     void SetWalking(bool walking) noexcept { walking_ = walking; }
 
 private:
+    static constexpr int kBusyTurns = 400;  // two seconds in all
+
+    /// What the header of the file tells of its commits.
+    struct Header {
+        bool isKnown = false;
+        bool isWriteAhead = false;
+        std::uint32_t changes = 0;  // with a rollback journal, each commit counts one up
+    };
+    /// What the busy handler is to do.
+    enum class Waiting : std::uint8_t {
+        Alone = 0,   // waits as long for each statement
+        Shared = 1,  // waits for what is left of turnsLeft_
+        Never = 2,
+    };
+    struct Finalizer {
+        void operator()(sqlite3_stmt* statement) const noexcept { sqlite3_finalize(statement); }
+    };
+    using Statement = std::unique_ptr<sqlite3_stmt, Finalizer>;
+
     ESqliteConnection(const Chaine& location, std::string identity)
         : location_(location), identity_(std::move(identity)) {}
+    [[nodiscard]] static std::unique_ptr<ESqliteConnection> OpenOnce(const Chaine& location,
+                                                                     ESqlOpenMode mode,
+                                                                     ESqlError& error);
     [[nodiscard]] static std::unique_ptr<ESqliteConnection> OpenUri(const Chaine& location,
                                                                     const std::string& uri,
                                                                     int flags, ESqlError& error);
@@ -57,6 +84,10 @@ private:
         std::unique_ptr<ESqliteConnection> plain, const std::string& uri, ESqlError& error);
     [[nodiscard]] bool SetUp(ESqlOpenMode mode);
     [[nodiscard]] ESqlStep CheckStill(ESqlStep step);
+    [[nodiscard]] bool PrepareTransactions();
+    [[nodiscard]] int Run(const Statement& statement, Waiting waiting);
+    [[nodiscard]] Header ReadHeader() const;
+    [[nodiscard]] bool IsTakenBack(int code);
     [[nodiscard]] bool IsWalkCancelled() const noexcept {
         return walking_ && interrupted_.load(std::memory_order_relaxed);
     }
@@ -72,6 +103,14 @@ private:
     // Of a file that is read without locks: its state as it was opened, and the pages read so far.
     std::unique_ptr<ESqliteFileState> still_;
     int misses_ = 0;
+    Waiting waiting_ = Waiting::Alone;
+    int turnsLeft_ = kBusyTurns;
+    Header begun_;  // as the transaction began
+    // Made with the first transaction: ending one needs no memory then.
+    Statement begin_;
+    Statement commit_;
+    Statement rollback_;
+    Statement look_;
 };
 
 /// It names a database in memory.

@@ -14,6 +14,10 @@ struct CodeStatus {
     const char* sentence;  // null: SQLite's own
 };
 
+constexpr const char* kRecover =
+    "its write-ahead log must be recovered, which a read-only open never does: open it once for "
+    "writing";
+
 // Extended codes first: they are looked for before their primary code.
 constexpr CodeStatus kCodes[] = {
     {SQLITE_CONSTRAINT_PRIMARYKEY, DataDuplicate, nullptr},
@@ -22,6 +26,12 @@ constexpr CodeStatus kCodes[] = {
     {SQLITE_CONSTRAINT, DataConstraint, nullptr},
     {SQLITE_BUSY, DataLocked, "it is locked by another connection"},
     {SQLITE_LOCKED, DataLocked, "it is locked by another connection"},
+    {SQLITE_PROTOCOL, DataLocked, "it is locked by another connection"},
+    {SQLITE_READONLY_RECOVERY, DataReadOnly, kRecover},
+    {SQLITE_READONLY_CANTINIT, DataReadOnly, kRecover},
+    {SQLITE_READONLY_ROLLBACK, DataReadOnly,
+     "a save that was cut off must be taken back, which a read-only open never does: open it once "
+     "for writing"},
     {SQLITE_READONLY, DataReadOnly, "it can't be written"},
     {SQLITE_PERM, DataReadOnly, "there is no permission to open it"},
     {SQLITE_AUTH, DataReadOnly, nullptr},

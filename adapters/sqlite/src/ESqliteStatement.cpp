@@ -7,13 +7,6 @@ namespace etabulon {
 
 namespace {
 
-ESqlStep StepOf(int code) noexcept {
-    if (code == SQLITE_ROW) {
-        return ESqlStep::Row;
-    }
-    return code == SQLITE_DONE ? ESqlStep::Done : ESqlStep::Failed;
-}
-
 // Where memory runs out a text or bytes come as null, though their length is told.
 
 /// Null where the text can't be had.
@@ -113,8 +106,20 @@ void ESqliteStatement::Bind(int parameter, const ESqlValue& value) {
     hasFailed_ = hasFailed_ || BindValue(statement_, parameter, value) != SQLITE_OK;
 }
 
+ESqlStep ESqliteStatement::RunStep() {
+    int code = sqlite3_step(statement_);
+    if (code != SQLITE_ROW && code != SQLITE_DONE && !isPastStart_) {
+        code = connection_.StepAgain(statement_, code);
+    }
+    isPastStart_ = code == SQLITE_ROW;
+    if (code == SQLITE_ROW) {
+        return ESqlStep::Row;
+    }
+    return code == SQLITE_DONE ? ESqlStep::Done : ESqlStep::Failed;
+}
+
 ESqlStep ESqliteStatement::Step() {
-    return hasFailed_ ? ESqlStep::Failed : connection_.Checked(StepOf(sqlite3_step(statement_)));
+    return hasFailed_ ? ESqlStep::Failed : connection_.Checked(RunStep());
 }
 
 ESqlStep ESqliteStatement::StepWalk(ESqlRow& row) {

@@ -23,12 +23,16 @@ public:
     void Reset() override {
         sqlite3_reset(statement_);
         hasFailed_ = false;
+        isPastStart_ = false;
     }
 
 private:
+    [[nodiscard]] ESqlStep RunStep();
+
     ESqliteConnection& connection_;
     sqlite3_stmt* statement_;  // owned
     bool hasFailed_ = false;   // at a value, since the last Reset
+    bool isPastStart_ = false;
 };
 
 }  // namespace etabulon

@@ -234,11 +234,11 @@ bool Loader::Fill(ESqliteConnection& connection, const TypeRows& shape) {
         error_ = CsvError(path_, 0, "the table's name holds a NUL");
         return false;
     }
-    if (!connection.Execute("BEGIN IMMEDIATE")) {
+    if (!connection.Begin()) {
         return Fail(connection);
     }
     if (!MakeTable(connection, table, shape)) {
-        static_cast<void>(connection.Execute("ROLLBACK"));
+        connection.Rollback();
         return false;
     }
     std::string text = "INSERT INTO " + table + " VALUES (";
@@ -248,15 +248,15 @@ bool Loader::Fill(ESqliteConnection& connection, const TypeRows& shape) {
     const auto insert = connection.Prepare(text + ')');
     if (insert == nullptr) {
         error_ = connection.LastError();
-        static_cast<void>(connection.Execute("ROLLBACK"));
+        connection.Rollback();
         return false;
     }
     InsertRows rows(path_, options_.header, shape.types, *insert, connection, error_);
     if (!ReadCsv(path_, options_.separator, rows, error_)) {
-        static_cast<void>(connection.Execute("ROLLBACK"));
+        connection.Rollback();
         return false;
     }
-    return connection.Execute("COMMIT") || Fail(connection);
+    return connection.Commit(error_) == ESqlOutcome::Committed;
 }
 
 bool Loader::MakeTable(ESqliteConnection& connection, const std::string& table,

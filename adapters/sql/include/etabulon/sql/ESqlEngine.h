@@ -64,12 +64,18 @@ public:
     [[nodiscard]] virtual bool Execute(const char* statement) = 0;
     /// Of the last failure.
     [[nodiscard]] virtual ESqlError LastError() const = 0;
-    /// The statement that begins a transaction which may write at once.
-    [[nodiscard]] virtual const char* BeginStatement() const = 0;
+    /// Begins a transaction that may write at once; false on failure.
+    [[nodiscard]] virtual bool Begin() = 0;
+    /// Ends the transaction. Where it isn't committed, `error` tells why, and none is open
+    /// afterwards.
+    [[nodiscard]] virtual ESqlOutcome Commit(ESqlError& error) = 0;
+    /// Takes the transaction back, unless the engine has done so already.
+    virtual void Rollback() = 0;
     /// A transaction is open; what an engine says when it can't know is false.
     [[nodiscard]] virtual bool IsInTransaction() const = 0;
-    /// The line to the engine is sound: a failed commit is known to be no commit.
-    [[nodiscard]] virtual bool IsAlive() const = 0;
+    /// Begin and Commit wait for the locks of others for a limited time in all: counted from this
+    /// call, or from the last commit that succeeded.
+    virtual void ResetWait() noexcept = 0;
     /// From any thread: the walk steps fail with kDataInterrupted until ResetInterrupt.
     virtual void Interrupt() noexcept = 0;
     virtual void ResetInterrupt() noexcept = 0;

@@ -31,12 +31,6 @@ struct ESqlSessionRecord {
     ESqlError first;  // the first failure; status 0 without one
 };
 
-enum class ESqlOutcome : std::uint8_t {
-    Committed = 0,
-    RolledBack = 1,
-    Unknown = 2,  // the line was lost in the commit
-};
-
 /// A table or view of a database.
 ///
 /// Positions  of a single integer key the key itself (values at or below -1 less one), of a table
@@ -54,11 +48,18 @@ enum class ESqlOutcome : std::uint8_t {
 /// Writes     each is atomic and durable by itself; inside an atomic session they stand or fall
 ///            together. Only columns that differ from the loaded record are written; an insert
 ///            leaves out those that are missing, and the record is then read again. A write whose
-///            record can't be read again is taken back.
+///            record can't be read again is taken back. Once an atomic session has ended, by the
+///            engine after a failure or by the caller, writes are refused: until its outcome was
+///            asked for, and for the rest of a write session that it lies in.
+/// Waits      for the lock of another program a read waits two seconds at most. Writes wait two
+///            seconds in all, to begin and to commit: a single one, or all of a write session or an
+///            atomic session together. A commit that succeeds gives the next ones two seconds
+///            again.
 /// Links      are read by its connection: from the same state as its records, within its
 ///            transactions, and without waiting for its locks.
 /// Threads    one at a time, but for Interrupt. It has a connection of its own.
-/// Failure    by status, with LastErrorText and LastErrorCode beside it.
+/// Failure    by status, with LastErrorText and LastErrorCode beside it. A write or Commit with
+///            kDataUnknown may have been carried out: look before trying again.
 class ETABULON_API ESqlTable : public EDataTable {
 public:
     /// For sources.
@@ -121,6 +122,7 @@ public:
     [[nodiscard]] std::uint64_t MismatchCount(unsigned column) const;
 
     /// All writes until Commit or Rollback stand or fall together. The result is a status.
+    /// Commit answers RolledBack where the engine has ended the session before.
     [[nodiscard]] std::int32_t BeginAtomic();
     ESqlOutcome Commit();
     ESqlOutcome Rollback();
@@ -136,6 +138,7 @@ private:
     EPosition Arrive(EPosition newPosition);
     EPosition Leave(std::int32_t newStatus);
     std::int32_t TakeLock(EPosition where, bool wait, bool isRecordLock);
+    std::int32_t CheckWritable();
     std::int32_t FindToWrite(EPosition& where);
     EPosition FailWrite(std::int32_t newStatus);
     EPosition EndWrite(EPosition from, EPosition written);
@@ -144,8 +147,9 @@ private:
     ESqlOutcome EndAtomic(ESqlOutcome outcome);
     [[nodiscard]] bool RunWrite(const std::string& text, std::span<const std::size_t> cells,
                                 EPosition where, EPosition* written);
-    [[nodiscard]] std::int64_t StepWrite(ISqlStatement& statement);
+    [[nodiscard]] std::int64_t StepWrite(ISqlStatement& statement, std::int64_t& keys);
     [[nodiscard]] bool ReadBack(EPosition& written);
+    void NoteMissedWrite(std::int64_t rows, EPosition where);
     std::unique_ptr<State> state_;
 };
 

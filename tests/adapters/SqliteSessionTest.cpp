@@ -1,0 +1,289 @@
+#include "SqliteFixture.h"
+#include "etabulon/pending/ETabulonPendingChanges.h"
+#include "etabulon/pending/ETabulonSavePending.h"
+#include "support/FaultVfs.h"
+#include "support/Tags.h"
+
+#include <chrono>
+#include <functional>
+
+namespace etabulon {
+namespace {
+
+using std::chrono::milliseconds;
+using test::FaultVfs;
+using test::Tag;
+
+class Stopwatch {
+public:
+    [[nodiscard]] milliseconds Passed() const {
+        return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start_);
+    }
+
+private:
+    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+class SqliteSession : public SqliteTest {
+protected:
+    /// Another connection that holds what it has begun.
+    void Hold(const char* statements) {
+        sqlite3_close(other);
+        sqlite3_open(path.c_str(), &other);
+        ASSERT_EQ(sqlite3_exec(other, statements, nullptr, nullptr, nullptr), SQLITE_OK);
+    }
+    ~SqliteSession() override { sqlite3_close(other); }
+    EPosition UpdateTo(EPosition where, const char* text) {
+        if (table->RePos(where, false) == kNoPosition) {
+            return kNoPosition;
+        }
+        SetText("a", text);
+        return table->Update(kNoPosition);
+    }
+    EPosition Insert(const char* text) {
+        table->Fields().SetNull();
+        SetText("a", text);
+        return table->Insert();
+    }
+    std::string Rows() { return Ask("SELECT id||a FROM t ORDER BY id"); }
+
+    sqlite3* other = nullptr;
+};
+
+// ------------------------------------------------------------------------- the end of a session
+
+/// Calls back when it comes to a record.
+class CallingCursor final : public ETabulonCursorSql {
+public:
+    std::function<void(EPosition)> onDelete = [](EPosition) {};
+
+protected:
+    CursorStatus Delete(const ETabulonPrimaryKey& key, const ETabulonTag& tag) override {
+        const CursorStatus status = ETabulonCursorSql::Delete(key, tag);
+        onDelete(key.Position());
+        return status;
+    }
+};
+
+constexpr const char* kFiveRows =
+    "CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT);"
+    "INSERT INTO t VALUES(1,'a'),(2,'a'),(3,'a'),(4,'a'),(5,'a');";
+
+TEST_F(SqliteSession, TakesNoFurtherWriteWhoeverEndedIt) {
+    Run(kFiveRows);
+    Run("CREATE TRIGGER r BEFORE DELETE ON t WHEN old.id = 2 AND old.a = 'b' BEGIN SELECT "
+        "RAISE(ROLLBACK, 'taken back by the table'); END");
+    enum class By : std::uint8_t { Table = 0, Rollback = 1, Commit = 2 };
+    for (const By by : {By::Table, By::Rollback, By::Commit}) {
+        SCOPED_TRACE(static_cast<int>(by));
+        Run(by == By::Table ? "UPDATE t SET a = 'b'" : "UPDATE t SET a = 'c'");
+        const std::string before = Rows();
+        OpenTable("t");
+        ETabulonLevels levels;
+        levels.AddLevel("a", "a", nullptr, /*addRef=*/false);
+        CallingCursor cursor;
+        cursor.Init(levels, table.get(), /*ownsTable=*/false);
+        cursor.onDelete = [&](EPosition where) {
+            if (where == 2 && by != By::Table) {
+                by == By::Commit ? table->Commit() : table->Rollback();
+            }
+        };
+        ETabulonPendingChanges changes;
+        changes.AppendDelete(ETabulonTag::Null);
+        changes.AppendInsert(Tag({{0, EVariant("new")}}));
+        ASSERT_EQ(table->BeginAtomic(), DataOk);
+        {
+            ETabulonSavePending saving(&cursor, levels);
+            EXPECT_NE(saving.Run(&changes, ETabulonTag::Null), StatusOk);
+            // Whatever is tried: neither by itself, nor by a savepoint outside of a transaction.
+            EXPECT_EQ(UpdateTo(4, "z"), kNoPosition);
+            EXPECT_EQ(table->status, DataOther);
+            EXPECT_NE(table->LastErrorText().View().find("session"), std::string_view::npos);
+            EXPECT_EQ(UpdateTo(4, by == By::Table ? "b" : "c"), kNoPosition);  // nothing to write
+            EXPECT_EQ(Insert("z"), kNoPosition);
+            EXPECT_FALSE(table->DeleteOne(5));
+        }
+        EXPECT_EQ(table->IsInAtomic(), by == By::Table);
+        EXPECT_EQ(Rows(), by == By::Commit ? "3c|4c|5c" : before);
+        if (by == By::Table) {
+            EXPECT_NE(table->Session().first.text.View().find("by the table"),
+                      std::string_view::npos);
+            EXPECT_EQ(Insert("z"), kNoPosition);  // until its outcome was asked for
+            EXPECT_EQ(table->Commit(), ESqlOutcome::RolledBack);
+            EXPECT_NE(table->LastErrorText().View().find("by the table"), std::string_view::npos);
+        }
+        EXPECT_EQ(table->Rollback(), ESqlOutcome::RolledBack);
+        // The next writes are as any others.
+        EXPECT_NE(Insert("z"), kNoPosition) << table->LastErrorText().c_str();
+        EXPECT_EQ(table->BeginAtomic(), DataOk);
+        EXPECT_NE(Insert("z"), kNoPosition);
+        EXPECT_EQ(table->Commit(), ESqlOutcome::Committed);
+        EXPECT_EQ(Ask("SELECT count(*) FROM t WHERE a = 'z'"), "2");
+        table.reset();
+        Run(std::string("DROP TABLE t;") + kFiveRows);
+    }
+}
+
+TEST_F(SqliteSession, OfARecordWithoutAPositionNothingStays) {
+    Run("CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT)");
+    OpenTable("t");
+    Field("id") <<= EVariant::FromInt64(std::numeric_limits<std::int64_t>::min());
+    EXPECT_EQ(table->Insert(), kNoPosition);
+    EXPECT_EQ(table->status, DataOther);
+    EXPECT_EQ(Rows(), "");
+}
+
+// -------------------------------------------------------------------------------- missed writes
+
+struct SkipCase {
+    const char* trigger;
+    std::int32_t update;
+    std::int32_t insert;
+    std::int32_t remove;
+};
+
+TEST_F(SqliteSession, WhatATriggerSkipsIsNotGone) {
+    const SkipCase cases[] = {
+        {"BEFORE UPDATE", DataConstraint, DataOk, DataOk},
+        {"BEFORE INSERT", DataOk, DataConstraint, DataOk},
+        {"AFTER UPDATE", DataOk, DataOk, DataOk},
+        {"BEFORE DELETE", DataOk, DataOk, DataConstraint},
+    };
+    for (const SkipCase& each : cases) {
+        for (const bool isAtomic : {false, true}) {
+            SCOPED_TRACE(each.trigger + std::string(isAtomic ? " in a session" : ""));
+            std::filesystem::remove(path);
+            Run(kFiveRows + std::string("CREATE TRIGGER s ") + each.trigger +
+                " ON t BEGIN SELECT RAISE(IGNORE); END");
+            OpenTable("t");
+            ASSERT_EQ(isAtomic ? table->BeginAtomic() : std::int32_t{DataOk}, DataOk);
+            const auto expectStatus = [&](std::int32_t wanted) {
+                EXPECT_EQ(table->status, wanted) << table->LastErrorText().c_str();
+                EXPECT_EQ(table->LastErrorText().View().find("trigger") != std::string_view::npos,
+                          wanted != DataOk);
+            };
+            UpdateTo(2, "b");
+            expectStatus(each.update);
+            Insert("new");
+            expectStatus(each.insert);
+            EXPECT_EQ(table->DeleteOne(5), each.remove == DataOk);
+            expectStatus(each.remove);
+            if (isAtomic) {
+                EXPECT_EQ(table->Commit(), ESqlOutcome::Committed);
+            }
+            EXPECT_EQ(Rows(), std::string("1a|") + (each.update == DataOk ? "2b" : "2a") +
+                                  "|3a|4a" + (each.remove == DataOk ? "" : "|5a") +
+                                  (each.insert == DataOk ? "|6new" : ""));
+            Run("DROP TRIGGER s; DELETE FROM t WHERE id = 3");
+            EXPECT_EQ(table->RePos(4, false), 4);
+            EXPECT_FALSE(table->DeleteOne(3));
+            EXPECT_EQ(table->status, DataGone);
+        }
+    }
+}
+
+// -------------------------------------------------------------------------------------- waiting
+
+TEST_F(SqliteSession, WaitsTwoSecondsInAllForAReader) {
+    Run("PRAGMA page_size=512; CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT);"
+        "WITH RECURSIVE s(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM s WHERE i < 200) INSERT "
+        "INTO t SELECT i, hex(zeroblob(100)) FROM s");
+    OpenTable("t");
+    Hold("BEGIN; SELECT count(*) FROM t");
+    // Each of these pages is to be written ahead of the commit, which needs the file alone.
+    const sqlite3_int64 former = sqlite3_soft_heap_limit64(1);
+    const Stopwatch atomic;
+    ASSERT_EQ(table->BeginAtomic(), DataOk);
+    for (EPosition at = 1; at <= 200; ++at) {
+        ASSERT_EQ(UpdateTo(at, "b"), at) << table->LastErrorText().c_str();
+    }
+    EXPECT_LT(atomic.Passed(), milliseconds(1500));
+    EXPECT_EQ(table->Commit(), ESqlOutcome::RolledBack);
+    EXPECT_EQ(table->status, DataLocked);
+    EXPECT_GT(atomic.Passed(), milliseconds(1900));
+    EXPECT_LT(atomic.Passed(), milliseconds(4000));
+    sqlite3_soft_heap_limit64(former);
+
+    // A session of single writes waits once too, until one succeeds.
+    table->BeginDelete();
+    const Stopwatch each;
+    for (EPosition at = 1; at <= 5; ++at) {
+        EXPECT_EQ(UpdateTo(at, "c"), kNoPosition);
+        EXPECT_EQ(table->status, DataLocked);
+    }
+    EXPECT_GT(each.Passed(), milliseconds(1900));
+    EXPECT_LT(each.Passed(), milliseconds(4000));
+    sqlite3_exec(other, "COMMIT", nullptr, nullptr, nullptr);
+    EXPECT_EQ(UpdateTo(1, "c"), 1);
+    sqlite3_exec(other, "BEGIN; SELECT count(*) FROM t", nullptr, nullptr, nullptr);
+    const Stopwatch again;
+    EXPECT_EQ(UpdateTo(2, "c"), kNoPosition);
+    EXPECT_GT(again.Passed(), milliseconds(1900));
+    table->EndDelete();
+}
+
+struct PassingCase {
+    const char* what;
+    unsigned calls;
+    int files;
+    int code;
+};
+
+TEST_F(SqliteSession, ReadingTriesAgainWhereAStatePasses) {
+    const PassingCase cases[] = {
+        {"the log has just gone", FaultVfs::kOpen, SQLITE_OPEN_WAL, SQLITE_CANTOPEN},
+        {"the file is being replaced", FaultVfs::kOpen, SQLITE_OPEN_MAIN_DB, SQLITE_CANTOPEN},
+        {"others come and go", FaultVfs::kShmMap, 0, SQLITE_PROTOCOL},
+        {"the log is to be recovered", FaultVfs::kShmMap, 0, SQLITE_READONLY_RECOVERY},
+    };
+    FaultVfs vfs;
+    int hits = 0;
+    const auto arm = [&](FaultVfs::Fault fault) {
+        hits = 0;
+        fault.onHit = [&] { ++hits == 3 ? vfs.Disarm() : void(); };
+        vfs.Arm(std::move(fault));
+    };
+    Run(std::string("PRAGMA journal_mode=wal;") + kFiveRows);
+    Hold("SELECT count(*) FROM t");  // keeps the log
+    for (const PassingCase& each : cases) {
+        SCOPED_TRACE(each.what);
+        arm({each.calls, 1, each.code, FaultVfs::Moment::Before, true, each.files});
+        OpenTable("t", {}, ESqlOpenMode::ReadOnly);
+        EXPECT_EQ(hits, 3);
+        table.reset();
+        source.reset();
+    }
+    vfs.Arm({FaultVfs::kShmMap, 1, SQLITE_PROTOCOL, FaultVfs::Moment::Before, true});
+    const Stopwatch opening;
+    EXPECT_EQ(ESqliteSource::Open(path.c_str(), ESqlOpenMode::ReadOnly, error), nullptr);
+    EXPECT_EQ(error.status, DataLocked);
+    EXPECT_GT(opening.Passed(), milliseconds(1900));
+    EXPECT_LT(opening.Passed(), milliseconds(4000));
+    vfs.Disarm();
+    // The same for each read of a file that is open.
+    sqlite3_close(std::exchange(other, nullptr));
+    Run("PRAGMA journal_mode=delete");
+    OpenTable("t", {}, ESqlOpenMode::ReadOnly);
+    arm({FaultVfs::kLock, 1, SQLITE_PROTOCOL, FaultVfs::Moment::Before, true});
+    EXPECT_EQ(Walk("a"), "a|a|a|a|a");
+    EXPECT_EQ(hits, 3);
+}
+
+TEST_F(SqliteSession, ALogThatEndsBehindItsHeaderIsReadAtOnce) {
+    Run(std::string("PRAGMA journal_mode=wal;") + kFiveRows);
+    Hold("SELECT count(*) FROM t; PRAGMA wal_checkpoint(TRUNCATE); UPDATE t SET a = 'lost'");
+    // As of a writer that was killed before it could write the first page.
+    const std::filesystem::path killed = folder / "killed.db";
+    for (const char* const end : {"", "-wal", "-shm"}) {
+        std::filesystem::copy_file(path.string() + end, killed.string() + end);
+    }
+    std::filesystem::resize_file(killed.string() + "-wal", 32);
+    path = killed;
+    const Stopwatch reading;
+    OpenTable("t", {}, ESqlOpenMode::ReadOnly);
+    EXPECT_EQ(Walk("a"), "a|a|a|a|a");
+    EXPECT_LT(reading.Passed(), milliseconds(2000));
+}
+
+}  // namespace
+}  // namespace etabulon

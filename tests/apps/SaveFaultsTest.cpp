@@ -1,0 +1,168 @@
+#include "apps/CommandRun.h"
+#include "apps/etabulon/CliApp.h"
+#include "support/FaultVfs.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace etabulon {
+namespace {
+
+using test::CommandResult;
+using test::FaultVfs;
+using test::RunCommand;
+using test::TestFolder;
+
+constexpr const char* kNothing = "nothing was saved";
+constexpr const char* kUnknown = "whether the edits were saved is unknown";
+
+class FaultySaveCommand : public ::testing::TestWithParam<const char*> {
+protected:
+    using Arguments = std::vector<std::string>;
+
+    void SetUp() override {
+        std::filesystem::remove(path);
+        folder.MakeDatabase("t.db", "PRAGMA journal_mode=" + std::string(GetParam()) +
+                                        "; CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT, n INT);"
+                                        "INSERT INTO t(a, n) VALUES('x',1),('y',2),('x',3)");
+        std::filesystem::copy_file(path, original);
+    }
+    /// Saves in a process of its own, in which this happens; the number of calls that were counted
+    /// is behind its output.
+    CommandResult Save(FaultVfs::Fault fault) const {
+        for (const char* const end : {"", "-journal", "-wal", "-shm"}) {
+            std::filesystem::remove(path + end);
+        }
+        std::filesystem::copy_file(original, path);
+        const pid_t process = fork();
+        if (process == 0) {
+            _exit(RunHere(std::move(fault)));
+        }
+        int ended = 0;
+        EXPECT_EQ(waitpid(process, &ended, 0), process);
+        return {WIFEXITED(ended) ? WEXITSTATUS(ended) : 128 + WTERMSIG(ended), Content("out"),
+                Content("err")};
+    }
+    [[nodiscard]] std::string Rows() const {
+        sqlite3* database = nullptr;
+        EXPECT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
+        std::string rows;
+        const auto take = [](void* to, int, char** values, char**) {
+            *static_cast<std::string*>(to) += values[0] + std::string("|");
+            return 0;
+        };
+        EXPECT_EQ(sqlite3_exec(database, "SELECT id||a||ifnull(n,'') FROM t", take, &rows, nullptr),
+                  SQLITE_OK);
+        sqlite3_close(database);
+        return rows;
+    }
+    /// The file holds what was told, and something was.
+    void ExpectTruth(const CommandResult& told) const {
+        const std::string rows = Rows();
+        const bool isUnknown = told.err.find(kUnknown) != std::string::npos;
+        if (told.status == 0) {
+            EXPECT_EQ(rows, kAfter);
+            EXPECT_EQ(told.out.find("2 updated, 1 inserted, 1 deleted\n"), 0U) << told.out;
+        } else if (isUnknown) {
+            EXPECT_TRUE(rows == kBefore || rows == kAfter) << rows;
+        } else {
+            EXPECT_EQ(rows, kBefore) << told.status << ' ' << told.err;
+        }
+        EXPECT_EQ(told.status != 0, told.err.find("etabulon: ") != std::string::npos);
+        if (told.status >= 128) {
+            EXPECT_NE(told.err.find(kNothing), std::string::npos) << told.err;
+        }
+    }
+
+    static constexpr const char* kBefore = "1x1|2y2|3x3|";
+    static constexpr const char* kAfter = "1x9|3x9|4new|";
+    const TestFolder folder;
+    const std::string path = folder.Path("t.db");
+    const std::string original = folder.Path("original.db");
+
+private:
+    [[nodiscard]] int RunHere(FaultVfs::Fault fault) const {
+        for (const auto& [name, descriptor] :
+             {std::pair("out", STDOUT_FILENO), std::pair("err", STDERR_FILENO)}) {
+            dup2(open(folder.Path(name).c_str(), O_CREAT | O_WRONLY | O_TRUNC, 0600), descriptor);
+        }
+        FaultVfs vfs;
+        vfs.Arm(std::move(fault));
+        const std::vector<const char*> arguments = {
+            "etabulon", "edit",     path.c_str(), "t",        "--levels", "a",     "--set",
+            "a=x:n=9",  "--delete", "a=y",        "--insert", "a=new",    "--save"};
+        const int status =
+            RunEtabulon(static_cast<int>(arguments.size()), arguments.data(), nullptr);
+        const std::string count = std::to_string(vfs.Count());
+        return write(STDOUT_FILENO, count.data(), count.size()) > 0 ? status : 99;
+    }
+    [[nodiscard]] std::string Content(const char* name) const {
+        std::ifstream stream(folder.Path(name));
+        return {std::istreambuf_iterator<char>(stream), {}};
+    }
+};
+
+TEST_P(FaultySaveCommand, TellsWhatTheFileHolds) {
+    const FaultVfs::Fault faults[] = {
+        {FaultVfs::kRead, 1, SQLITE_IOERR_READ},
+        {FaultVfs::kWrite, 1, SQLITE_FULL, FaultVfs::Moment::Half},
+        {FaultVfs::kSync, 1, SQLITE_IOERR_FSYNC, FaultVfs::Moment::Before, true},
+        {FaultVfs::kDelete, 1, SQLITE_IOERR_DELETE, FaultVfs::Moment::After},
+        {FaultVfs::kUnlock, 1, SQLITE_IOERR_UNLOCK},
+        {FaultVfs::kAnyCall, 1, SQLITE_IOERR_NOMEM},
+    };
+    for (FaultVfs::Fault fault : faults) {
+        FaultVfs::Fault none = fault;
+        none.at = 0;
+        const CommandResult clean = Save(none);
+        ExpectTruth(clean);
+        const std::uint64_t calls = std::stoull(clean.out.substr(clean.out.find('\n') + 1));
+        const std::uint64_t step = std::max<std::uint64_t>(1, calls / 25);
+        for (fault.at = 1; fault.at <= calls; fault.at += step) {
+            SCOPED_TRACE(testing::Message() << fault.code << " at call " << fault.at);
+            ExpectTruth(Save(fault));
+        }
+    }
+}
+
+TEST_P(FaultySaveCommand, ASignalCancelsItUntilTheCommitAndNotBehind) {
+    const CommandResult clean = Save({FaultVfs::kAnyCall, 0});
+    const std::uint64_t calls = std::stoull(clean.out.substr(clean.out.find('\n') + 1));
+    int cancelled = 0;
+    int saved = 0;
+    for (const int signal : {SIGINT, SIGTERM}) {
+        FaultVfs::Fault fault{FaultVfs::kAnyCall, 1, SQLITE_OK};
+        fault.onHit = [signal] {
+            kill(getpid(), signal);
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        };
+        // The last calls are those of the commit and of what comes behind.
+        while (fault.at <= calls) {
+            SCOPED_TRACE(testing::Message() << "signal " << signal << " at call " << fault.at);
+            const CommandResult result = Save(fault);
+            ExpectTruth(result);
+            EXPECT_TRUE(result.status == 0 || result.status == 128 + signal) << result.status;
+            ++(result.status == 0 ? saved : cancelled);
+            fault.at += fault.at + 40 < calls ? 10 : 1;
+        }
+    }
+    EXPECT_GT(cancelled, 10);
+    EXPECT_GT(saved, 10);
+}
+
+INSTANTIATE_TEST_SUITE_P(InBothJournals, FaultySaveCommand, ::testing::Values("delete", "wal"));
+
+}  // namespace
+}  // namespace etabulon
