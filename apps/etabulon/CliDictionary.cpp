@@ -157,6 +157,12 @@ bool CliDictionary::FindVariables(const ESqlTableInfo& table, const std::vector<
 
 bool CliDictionary::FindVariable(const ESqlTableInfo& table, const CliPath& path,
                                  CliVariable& variable, CliFailure& failure) const {
+    if (path.steps.size() > kMostLinkSteps) {
+        return failure.Set(
+            CliExit::Usage,
+            fmt::format("a path has at most {} steps, and the one that begins with {} has {}",
+                        kMostLinkSteps, Quoted(path.steps.front().name), path.steps.size()));
+    }
     Way way{&table, {}};
     std::vector<CliPathStep> steps = path.steps;
     for (std::size_t index = 0; index < steps.size(); ++index) {
@@ -215,6 +221,9 @@ bool CliDictionary::GoForward(Way& way, const CliPathStep& step, CliFailure& fai
                            fmt::format("table {} has no link {}{}", Shown(*way.here),
                                        Quoted(step.name), WhatThereIs(step.name, all)));
     }
+    if (!CheckLink(*link, *way.here, failure)) {
+        return false;
+    }
     way.code += link->name.View();
     way.code += kLinkForward;
     way.here = &TableOf(*link->target);
@@ -246,10 +255,25 @@ bool CliDictionary::GoBackward(Way& way, const CliPathStep& step, const CliPathS
             fmt::format("table {} has no link {} to {}{}", Shown(*from), Quoted(step.name),
                         Shown(*way.here), WhatThereIs(step.name, back)));
     }
+    if (!CheckLink(*link, *from, failure)) {
+        return false;
+    }
     way.code += link->name.View();
     way.code += kLinkBackward;
     way.here = from;
     return true;
+}
+
+/// The schema may name a key that isn't there: the library follows no such link.
+bool CliDictionary::CheckLink(const DLink& link, const ESqlTableInfo& from,
+                              CliFailure& failure) const {
+    const std::size_t there = link.TargetVariables().size();
+    return link.variables.size() == there ||
+           failure.Set(CliExit::Failed,
+                       fmt::format("link {} of table {} can't be followed: it has {} columns, and "
+                                   "the key of {} that it points at has {}",
+                                   Quoted(NameOf(link)), Shown(from), link.variables.size(),
+                                   Shown(TableOf(*link.target)), there));
 }
 
 bool CliDictionary::NoSuchColumn(const ESqlTableInfo& table, const std::string& name,

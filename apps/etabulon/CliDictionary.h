@@ -25,7 +25,7 @@ struct CliVariable {
 
 /// Finds tables, columns and links by the names that they have in the database, and gives the codes
 /// that the library knows them by. A name is looked for exactly, then with the case of ASCII
-/// letters ignored, then as a code.
+/// letters ignored, then as a code. A path that the library doesn't follow is refused.
 ///
 /// Ownership  the source isn't owned and must outlive this and what it gives.
 class CliDictionary {
@@ -58,6 +58,8 @@ private:
     [[nodiscard]] bool GoForward(Way& way, const CliPathStep& step, CliFailure& failure) const;
     [[nodiscard]] bool GoBackward(Way& way, const CliPathStep& step, const CliPathStep& next,
                                   CliFailure& failure) const;
+    [[nodiscard]] bool CheckLink(const DLink& link, const ESqlTableInfo& from,
+                                 CliFailure& failure) const;
     bool NoSuchColumn(const ESqlTableInfo& table, const std::string& name,
                       CliFailure& failure) const;
 
