@@ -293,6 +293,30 @@ TEST_F(BrowsedOrders, LockedByOthersTellAndStayUsable) {
     run.AwaitText("no level is selected");
 }
 
+TEST_F(BrowsedOrders, StayAsTheyAreWhereALinkedTableCanNotBeRead) {
+    const std::string path = folder_.MakeDatabase(
+        "visits.sqlite",
+        "CREATE TABLE city (id INTEGER PRIMARY KEY, name TEXT);"
+        "CREATE TABLE visit (id INTEGER PRIMARY KEY, city REFERENCES city);"
+        "INSERT INTO city VALUES (1,'Graz'),(2,'Lyon'); INSERT INTO visit (city) VALUES (2),(1)");
+    TerminalRun run({"browse", path, "visit", "--levels", "city>name,id"}, "xterm", 120);
+    run.AwaitText("done, 2 records");
+    const std::string tree =
+        "- visit (2)\n"
+        "  + Graz (1)\n"
+        "  + Lyon (1)";
+    run.AwaitTree(tree);
+    Other other(path);
+    other.Do("ALTER TABLE city RENAME TO town");
+    run.Type(kF5);
+    run.AwaitText("linked table city can't be read: ");
+    run.AwaitTree(tree);
+    other.Do("ALTER TABLE town RENAME TO city");
+    run.Type(kF5);
+    run.AwaitText("done, 2 records");
+    run.AwaitTree(tree);
+}
+
 TEST_F(BrowsedOrders, LongFillsCountAndAreCancelled) {
     TerminalRun run({"browse", path_, "endless", "--levels", "last"});
     run.AwaitText("filling: ");
