@@ -13,8 +13,8 @@
 namespace etabulon::test {
 namespace {
 
-// The runs that are started. The time grows with them: 10'000 take three seconds, and a quarter of a
-// minute where other programs keep the threads waiting or under a sanitizer.
+// The runs that are started. The time grows with them: 10'000 take three seconds, and a quarter of
+// a minute where other programs keep the threads waiting or under a sanitizer.
 constexpr int kStarts = 10000;
 
 /// Fills the grid on each walk, and sends it from a thread of its own again and again.

@@ -1,16 +1,17 @@
 #pragma once
 
+#include "etabulon/foundation/EExpects.h"
+#include "etabulon/foundation/EExport.h"
+
 #include <atomic>
 #include <mutex>
 #include <thread>
 
-#include "etabulon/foundation/EExpects.h"
-#include "etabulon/foundation/EExport.h"
-
 namespace etabulon {
 
 /// A recursive lock that knows its owner and depth.
-/// Failure  an unlock by a thread that doesn't hold it does nothing, and is reported in checked builds.
+/// Failure  an unlock by a thread that doesn't hold it does nothing, and is reported in checked
+/// builds.
 class ETABULON_API ECriticalSection {
 public:
     ECriticalSection() = default;
@@ -47,7 +48,9 @@ private:
 /// Holds a critical section for a scope.
 class ECriticalSectionHold {
 public:
-    explicit ECriticalSectionHold(ECriticalSection& section) : section_(section) { section_.Lock(); }
+    explicit ECriticalSectionHold(ECriticalSection& section) : section_(section) {
+        section_.Lock();
+    }
     ~ECriticalSectionHold() { section_.Unlock(); }
     ECriticalSectionHold(const ECriticalSectionHold&) = delete;
     ECriticalSectionHold& operator=(const ECriticalSectionHold&) = delete;
