@@ -155,7 +155,7 @@ private:
     class Updating;
     class Following;  // the selection, through a sync
 
-    // EDataTreeCtrl.cpp, EDataTreeCtrlSelect.cpp
+    // EDataTreeCtrl.cpp
     [[nodiscard]] bool IsBusy() const;
     void BeginRun();
     [[nodiscard]] bool Postpone(std::uint32_t message, const ETabulonTag& tag);
