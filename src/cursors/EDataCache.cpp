@@ -40,8 +40,7 @@ ETabulonCursorCache::EDataCache::~EDataCache() {
     tables.erase(std::remove(tables.begin(), tables.end(), this), tables.end());
 }
 
-// ---------------------------------------------------------------------------------------------
-// walk
+// -------------------------------------------------------------------------------------------- walk
 
 bool ETabulonCursorCache::EDataCache::Shows(const CacheLine& line) const {
     return !line.IsDead() && (line.Tag().IsChildOf(root_) || line.Tag() == root_);
@@ -118,8 +117,7 @@ const EFieldKey& ETabulonCursorCache::EDataCache::CurKey() {
     return key_;
 }
 
-// ------------------------------------------------------------------------------------------
-// writing
+// ----------------------------------------------------------------------------------------- writing
 
 EPosition ETabulonCursorCache::EDataCache::Insert() {
     CacheLine* line = nullptr;

@@ -146,8 +146,7 @@ void ETabulonCursorCache::EDataCache::List::Clear() noexcept {
     found_ = nullptr;
 }
 
-// ------------------------------------------------------------------------------------------
-// walking
+// ----------------------------------------------------------------------------------------- walking
 
 const ETabulonCursorCache::EDataCache::List::Node* ETabulonCursorCache::EDataCache::List::FindNode(
     EPosition number) const {

@@ -56,8 +56,7 @@ ETabulonCursorCache::~ETabulonCursorCache() {
     }
 }
 
-// ----------------------------------------------------------------------------------------
-// notifiers
+// --------------------------------------------------------------------------------------- notifiers
 
 void ETabulonCursorCache::AddCacheNotifier(ICacheNotifier* notifier) {
     auto reference = ERef<ICacheNotifier>::Retain(notifier);
@@ -105,8 +104,7 @@ void ETabulonCursorCache::TellTables(Call call) {
     }
 }
 
-// ---------------------------------------------------------------------------------------------
-// walk
+// -------------------------------------------------------------------------------------------- walk
 
 CursorStatus ETabulonCursorCache::Fill() {
     auto filler = MakeRef<CacheFiller>(this);
@@ -194,8 +192,7 @@ void ETabulonCursorCache::AppendCurrentToCache() {
     lines_->AddFromSource(Source()->CurrentTag(), Source()->Fields(), Source()->PrimaryKey());
 }
 
-// --------------------------------------------------------------------------------------------
-// edits
+// ------------------------------------------------------------------------------------------- edits
 
 void ETabulonCursorCache::SendTagToFields(const ETabulonTag& tag, EFieldSet& fields) const {
     for (unsigned int position = 0; position < Levels().Size(); ++position) {
@@ -400,8 +397,7 @@ void ETabulonCursorCache::ClearCache() {
     TellNotifiers([](ICacheNotifier& notifier) { notifier.OnCacheCleared(); });
 }
 
-// ----------------------------------------------------------------------------------------
-// questions
+// --------------------------------------------------------------------------------------- questions
 
 bool ETabulonCursorCache::IsDirty() const noexcept { return lines_->IsDirty(); }
 

@@ -85,8 +85,7 @@ protected:
     std::string Rows() { return Ask("SELECT quote(id)||quote(a)||quote(n) FROM t ORDER BY id"); }
 };
 
-// ------------------------------------------------------------------------- a process that is
-// killed
+// ------------------------------------------------------------------------ a process that is killed
 
 /// A process that saves, and tells by a byte of each write that has succeeded.
 class SavingProcess {

@@ -297,8 +297,7 @@ TEST_F(TreeNodes, FiledAfterAChangeOfOrderInMidWalkGoByTheNewOne) {
     EXPECT_EQ(Text(tree), "root{FR{-{2021} Paris{2021 2022}} DE{Berlin{-}} -{Berlin{2022}}}");
 }
 
-// ------------------------------------------------------------------------------------ own node
-// class
+// ---------------------------------------------------------------------------------- own node class
 
 class CountedNode : public EDataTreeNode {
 public:

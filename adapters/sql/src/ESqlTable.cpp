@@ -21,8 +21,7 @@ ESqlTable::ESqlTable(ESqlSource& source, const ESqlTableInfo& info, DRubric& rub
 
 ESqlTable::~ESqlTable() { DropSqlLocks(this); }
 
-// ----------------------------------------------------------------------------------------------
-// walk
+// -------------------------------------------------------------------------------------------- walk
 
 EPosition ESqlTable::GetFirst() {
     State& s = *state_;
@@ -252,8 +251,7 @@ const EFieldKey& ESqlTable::CurKey() {
     return key_;
 }
 
-// ---------------------------------------------------------------------------------------------
-// range
+// ------------------------------------------------------------------------------------------- range
 
 void ESqlTable::ClearRange() { state_->conditions.clear(); }
 
@@ -297,8 +295,7 @@ void ESqlTable::ResetInterrupt() noexcept {
     state_->connection->ResetInterrupt();
 }
 
-// ---------------------------------------------------------------------------------------------
-// locks
+// ------------------------------------------------------------------------------------------- locks
 
 std::int32_t ESqlTable::TakeLock(EPosition where, bool wait, bool isRecordLock) {
     State& s = *state_;
@@ -355,8 +352,7 @@ std::int32_t ESqlTable::UnlockRecord(EPosition where) {
     return status;
 }
 
-// -----------------------------------------------------------------------------------------
-// accessors
+// --------------------------------------------------------------------------------------- accessors
 
 Chaine ESqlTable::LastErrorText() const { return state_->error.text; }
 int ESqlTable::LastErrorCode() const { return state_->error.engineCode; }

@@ -87,8 +87,7 @@ void ESqlTable::State::MirrorLinkColumns() noexcept {
     }
 }
 
-// ----------------------------------------------------------------------------------------------
-// keys
+// -------------------------------------------------------------------------------------------- keys
 
 bool ESqlTable::State::PositionOf(const ESqlRow& of, EPosition& position) {
     if (info.keyKind == ESqlKeyKind::Columns) {
@@ -146,8 +145,7 @@ std::string ESqlTable::State::LockName(EPosition position) const {
     return name;
 }
 
-// ----------------------------------------------------------------------------------------
-// statements
+// -------------------------------------------------------------------------------------- statements
 
 ISqlStatement* ESqlTable::State::Prepared(const std::string& text) {
     if (const auto known = statements.find(text); known != statements.end()) {
@@ -232,8 +230,7 @@ void ESqlTable::State::NoteError(std::int32_t status, std::string_view what) {
     error.text.Append(what);
 }
 
-// ---------------------------------------------------------------------------------------------
-// walks
+// ------------------------------------------------------------------------------------------- walks
 
 bool ESqlTable::State::StartStatement(const std::string& select) {
     std::string rest = SqlWhere(info, conditions) + SqlOrder(info, order);
