@@ -77,7 +77,7 @@ private:
 };
 
 /// A link by name: own variables whose values are the key of a record of the target rubric.
-struct DLink {
+struct ETABULON_API DLink {
     Chaine name;
     std::vector<unsigned> variables;  // own, by index, in the order of the target's
     DRubric* target = nullptr;
