@@ -72,6 +72,11 @@ class Tree:
         self.private = {}  # as included from src/ -> file
         for base in [root / "include", *sorted(root.glob("adapters/*/include"))]:
             self.add_all(base / "etabulon", self.public, "")
+        # Headers that the build makes from a template: etabulon/version.h.
+        for path in sorted((root / "cmake").glob("*.h.in")):
+            name = path.name[:-len(".in")]
+            self.places[path.relative_to(root).as_posix()] = name
+            self.public[name] = path.relative_to(root).as_posix()
         self.add_all(root / "src", self.private, "")
         for base in sorted(root.glob("adapters/*/src")):
             self.add_all(base, None, base.parent.name + "/")
@@ -140,7 +145,7 @@ def check(root):
             if target is None:
                 faults.append(f'{at}: "{found.group(2)}" is not the full name of a header of ours')
                 continue
-            if target.endswith(".h"):
+            if target.endswith((".h", ".h.in")):
                 edges.setdefault(path, []).append(target)
             fault = rank_fault(ranks, tree, path, rank, target)
             if fault:

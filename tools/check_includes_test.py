@@ -8,7 +8,7 @@ import unittest
 import check_includes
 
 RANKS = """
-rank 0 foundation
+rank 0 foundation made.h
 rank 1 values
 rank 3 values/Desc.h
 rank 2 sort cursors
@@ -19,9 +19,11 @@ knot src/sort/Sort.cpp values/Desc.h
 
 GOOD = {
     "include/etabulon/foundation/Text.h": '#include <string>\n',
+    "cmake/made.h.in": "",
     "include/etabulon/values/fwd.h": "class Tag;\n",
     "include/etabulon/values/Key.h": '#include "etabulon/foundation/Text.h"\n',
-    "include/etabulon/values/Tag.h": '#include "etabulon/values/Key.h"\n',
+    "include/etabulon/values/Tag.h":
+        '#include "etabulon/made.h"\n#include "etabulon/values/Key.h"\n',
     "include/etabulon/values/Desc.h": '#include "etabulon/sort/Sort.h"\n',
     "include/etabulon/sort/fwd.h": "class Sort;\n",
     "include/etabulon/sort/Sort.h": '#include "etabulon/values/Tag.h"\n',

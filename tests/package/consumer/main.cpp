@@ -6,6 +6,7 @@
 #include "etabulon/foundation/EDataMemory.h"
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/values/ETabulonTag.h"
+#include "etabulon/version.h"
 #ifdef WITH_ICU
 #include "etabulon/icu/EIcuLocaleOrder.h"
 #endif
@@ -118,6 +119,10 @@ bool SortsByLanguage() {
 #endif
 }
 
+bool IsTheVersionAskedFor() { return std::string(kVersion) == EXPECTED_VERSION; }
+
 }  // namespace
 
-int main() { return WalksMemory() && WalksCsv() && SortsByLanguage() ? 0 : 1; }
+int main() {
+    return IsTheVersionAskedFor() && WalksMemory() && WalksCsv() && SortsByLanguage() ? 0 : 1;
+}
