@@ -1,4 +1,5 @@
-# What is installed: libraries, headers, the packages for CMake and pkg-config, the program. The component `library` is what a program needs to run, `development` what building one
+# What is installed: libraries, headers, the packages for CMake and pkg-config, the program with its
+# pages. The component `library` is what a program needs to run, `development` what building one
 # takes, `program` the command line.
 
 include(CMakePackageConfigHelpers)
@@ -91,6 +92,11 @@ install(FILES
 # --- The program -----------------------------------------------------------------------------
 
 if(TARGET etabulon-cli)
-    add_dependencies(etabulon-installable etabulon-cli)
+    add_dependencies(etabulon-installable etabulon-cli etabulon-man)
     install(TARGETS etabulon-cli RUNTIME COMPONENT program)
+    install(DIRECTORY "${ETABULON_PAGES}/" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1"
+        COMPONENT program FILES_MATCHING PATTERN "*.1")
+    install(FILES "${ETABULON_PAGES}/etabulon.bash"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions"
+        RENAME etabulon COMPONENT program)
 endif()

@@ -47,13 +47,15 @@ void BrowseCommand::Declare(CLI::App& app) {
     sort_.Declare(app);
     alerts_.Declare(app);
     app.footer(
-        "Levels are written as for walk. Behind a node stands the number of leaves below it: of "
-        "places\nat the last level. Keys: arrows, page keys, Home and End move; Enter, + and - "
-        "open and close;\nAlt+Up and Alt+Down (or < and >) move the level of the selected node; h "
-        "hides it, s shows the\nlevel hidden last; F5 (or r) reads all records again, Esc cancels, "
-        "q and Ctrl+C quit.\nAn alert is a level, the number of leaves that is still allowed, and "
-        "its style: bold, italic,\nred, green, yellow, blue, magenta, cyan, white, and up to mark "
-        "the nodes above too.");
+        "Levels are written as for walk. Behind a node stands the number of leaves below it: "
+        "of places at the last level.\n"
+        "Keys: arrows, page keys, Home and End move; Enter, + and - open and close; Alt+Up "
+        "and Alt+Down (or < and >) move the level of the selected node; h hides it, s shows "
+        "the level hidden last; F5 (or r) reads all records again, Esc cancels, q and Ctrl+C "
+        "quit.\n"
+        "An alert is a level, the number of leaves that is still allowed, and its style: "
+        "bold, italic, red, green, yellow, blue, magenta, cyan, white, and up to mark the "
+        "nodes above too.");
 }
 
 bool BrowseCommand::Run(CliEnvironment& environment, CliFailure& failure) {

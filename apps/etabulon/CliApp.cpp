@@ -1,16 +1,10 @@
 #include "apps/etabulon/CliApp.h"
 
-#include "apps/etabulon/BrowseCommand.h"
+#include "apps/etabulon/CliHelp.h"
 #include "apps/etabulon/CliInterrupt.h"
 #include "apps/etabulon/CliOutput.h"
 #include "apps/etabulon/CliSuggest.h"
 #include "apps/etabulon/CliUtf8.h"
-#include "apps/etabulon/EditCommand.h"
-#include "apps/etabulon/GridCommand.h"
-#include "apps/etabulon/LevelsCommand.h"
-#include "apps/etabulon/ScoreCommand.h"
-#include "apps/etabulon/TreeCommand.h"
-#include "apps/etabulon/WalkCommand.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -28,18 +22,6 @@
 
 namespace etabulon {
 namespace {
-
-std::vector<std::unique_ptr<CliCommand>> MakeCommands() {
-    std::vector<std::unique_ptr<CliCommand>> commands;
-    commands.push_back(std::make_unique<LevelsCommand>());
-    commands.push_back(std::make_unique<WalkCommand>());
-    commands.push_back(std::make_unique<TreeCommand>());
-    commands.push_back(std::make_unique<BrowseCommand>());
-    commands.push_back(std::make_unique<GridCommand>());
-    commands.push_back(std::make_unique<ScoreCommand>());
-    commands.push_back(std::make_unique<EditCommand>());
-    return commands;
-}
 
 CliExit Tell(const CliFailure& failure) {
     if (!failure.text.empty()) {
@@ -160,15 +142,9 @@ void LetTake(std::vector<std::string>& arguments,
 }  // namespace
 
 int RunEtabulon(int argc, const char* const* argv, CliInstallLocale installLocale) {
-    CLI::App app("Walks and sums up tables of databases and CSV files, level by level.",
-                 "etabulon");
-    app.require_subcommand(1);
-    app.set_version_flag("--version", "etabulon 0.1.0");
-    app.footer("Exit status: 0 done, 1 the data or the engine failed, 2 wrong usage, 130 Ctrl+C.");
+    CLI::App app;
     const std::vector<std::unique_ptr<CliCommand>> commands = MakeCommands();
-    for (const auto& command : commands) {
-        command->Declare(*app.add_subcommand(command->Name(), command->Description()));
-    }
+    DeclareProgram(app, commands);
     try {
         std::vector<std::string> arguments = Arguments(argc, argv);
         LetTake(arguments, commands);

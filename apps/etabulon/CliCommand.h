@@ -28,7 +28,7 @@ struct CliEnvironment {
     CliInstallLocale installLocale = nullptr;  // null without ICU
 };
 
-/// One command: a file pair XCommand.h and XCommand.cpp, and a line in CliApp.cpp.
+/// One command: a file pair XCommand.h and XCommand.cpp, and a line in CliHelp.cpp.
 class CliCommand {
 public:
     CliCommand() = default;

@@ -1,5 +1,6 @@
 #include "apps/etabulon/CliOptions.h"
 
+#include "apps/etabulon/CliHelp.h"
 #include "apps/etabulon/CliSource.h"
 #include "etabulon/sqlite/ESqliteSource.h"
 
@@ -22,6 +23,14 @@ std::string CheckFormat(const std::string& text) {
         names += name;
     }
     return "'" + text + "' is no format; there is " + names;
+}
+
+CLI::Validator FormatCheck() {
+    std::vector<std::string> names;
+    for (const auto& [name, format] : kCliFormats) {
+        names.emplace_back(name);
+    }
+    return {CheckFormat, DescribeValueSet(names), "FORMAT"};
 }
 
 bool IsBlank(const std::string& text) { return text.find_first_not_of(" \t") == std::string::npos; }
@@ -85,7 +94,7 @@ void CliOutputOptions::DeclareFormat(CLI::App& app) {
            "table, csv, tsv, json, ndjson, markdown or html; without it table on a terminal, "
            "else tsv")
         ->type_name("FORMAT")
-        ->check(CheckFormat);
+        ->check(FormatCheck());
 }
 
 void CliOutputOptions::DeclareProgress(CLI::App& app) {

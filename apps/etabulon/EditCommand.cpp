@@ -1,6 +1,7 @@
 #include "apps/etabulon/EditCommand.h"
 
 #include "apps/etabulon/CliEdits.h"
+#include "apps/etabulon/CliHelp.h"
 #include "apps/etabulon/CliOutput.h"
 #include "apps/etabulon/CliSave.h"
 #include "apps/etabulon/CliSuggest.h"
@@ -30,23 +31,36 @@ constexpr const char* kDelete = "--delete";
 constexpr const char* kScript = "--script";
 constexpr std::string_view kShow = "--show";
 
-std::unique_ptr<CliViewCommand> MakeView(const std::string& name, CliFailure& failure) {
+std::vector<std::unique_ptr<CliViewCommand>> MakeViews() {
     std::vector<std::unique_ptr<CliViewCommand>> views;
     views.push_back(std::make_unique<WalkCommand>());
     views.push_back(std::make_unique<TreeCommand>());
     views.push_back(std::make_unique<GridCommand>());
     views.push_back(std::make_unique<ScoreCommand>());
+    return views;
+}
+
+std::vector<std::string> ViewNames() {
     std::vector<std::string> names;
-    for (auto& view : views) {
+    for (const auto& view : MakeViews()) {
+        names.emplace_back(view->Name());
+    }
+    return names;
+}
+
+std::unique_ptr<CliViewCommand> MakeView(const std::string& name, CliFailure& failure) {
+    for (auto& view : MakeViews()) {
         if (name == view->Name()) {
             return std::move(view);
         }
-        names.emplace_back(view->Name());
     }
     failure.Set(CliExit::Usage,
-                fmt::format("there is no view {}{}", Quoted(name), WhatThereIs(name, names)));
+                fmt::format("there is no view {}{}", Quoted(name), WhatThereIs(name, ViewNames())));
     return nullptr;
 }
+
+/// The check of --show, which only tells what there is: MakeView's message names what is like it.
+std::string LeaveToMakeView(const std::string& /*name*/) { return {}; }
 
 /// Reads a view's options as its own command would.
 bool ParseView(CliViewCommand& view, std::vector<std::string> arguments, CliFailure& failure) {
@@ -110,13 +124,15 @@ void EditCommand::Declare(CLI::App& app) {
     app.add_option(std::string(kShow), view_,
                    "Show the table as it would be, as walk, tree, grid or score do; what follows "
                    "are that command's options")
-        ->type_name("VIEW");
+        ->type_name("VIEW")
+        ->check(CLI::Validator(LeaveToMakeView, DescribeValueSet(ViewNames()), "VIEW"));
     app.footer(
-        "A PLACE is what --at has: level=value, separated by commas; what holds , : > = stands in "
-        "\ndouble quotes. a=NULL is a missing value, a= an empty text. An edit counts for all "
-        "records at and\nbelow its place; --set ':column=value' for all there are. Edits are taken "
-        "in the order given;\nwhat one supersedes goes. Without --save and --show they are printed "
-        "as a script that --script\nreads. A save that fails prints them too, and ends with 1.");
+        "A PLACE is what --at has: level=value, separated by commas; what holds , : > = "
+        "stands in double quotes. a=NULL is a missing value, a= an empty text. An edit counts "
+        "for all records at and below its place; --set ':column=value' for all there are.\n"
+        "Edits are taken in the order given; what one supersedes goes. Without --save and "
+        "--show they are printed as a script that --script reads. A save that fails prints "
+        "them too, and ends with 1.");
 }
 
 void EditCommand::TakeArguments(std::vector<std::string>& arguments) {

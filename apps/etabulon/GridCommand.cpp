@@ -50,12 +50,13 @@ void GridCommand::DeclareView(CLI::App& app) {
         ->type_name("CELL");
     DeclareOutput(app);
     app.footer(
-        "Levels are written as for walk. Numbers offer AVG, CODEMAX, CODEMIN, COMMONVAL, COUNT, "
-        "LAST,\nMAX, MIN and SUM, everything else COMMONVAL, COUNT and LAST. A total is calculated "
-        "from its\nrecords, not from its cells.\n"
-        "Several calculations are columns, and tables of their own where both axes are levels.\n"
+        "Levels are written as for walk. Numbers offer AVG, CODEMAX, CODEMIN, COMMONVAL, "
+        "COUNT, LAST, MAX, MIN and SUM, everything else COMMONVAL, COUNT and LAST. A total is "
+        "calculated from its records, not from its cells.\n"
+        "Several calculations are columns, and tables of their own where both axes are "
+        "levels.\n"
         "No value, values that differ (COMMONVAL) and empty text are told apart: table blank, "
-        "\xE2\x89\xA0 and \"\",\nJSON null, {\"special\":\"differ\"} and \"\".");
+        "≠ and \"\", JSON null, {\"special\":\"differ\"} and \"\".");
 }
 
 bool GridCommand::Read(const CliDictionary& dictionary, const ESqlTableInfo& table,

@@ -62,10 +62,10 @@ void LevelsCommand::Declare(CLI::App& app) {
     source_.Declare(app);
     output_.DeclareFormat(app);
     app.footer(
-        "Without TABLE: table, kind and rows of each table and view. With TABLE: each column with\n"
-        "its type, its number of distinct values (NULL isn't one), whether it may be NULL, its\n"
-        "place in the key, and the links that start at it with the tables that they lead to. A "
-        "path\nlink>column makes a level of the linked table's column.");
+        "Without TABLE: table, kind and rows of each table and view. With TABLE: each column "
+        "with its type, its number of distinct values (NULL isn't one), whether it may be "
+        "NULL, its place in the key, and the links that start at it with the tables that they "
+        "lead to. A path link>column makes a level of the linked table's column.");
 }
 
 bool LevelsCommand::Run(CliEnvironment& environment, CliFailure& failure) {

@@ -41,9 +41,10 @@ void ScoreCommand::DeclareView(CLI::App& app) {
         ->type_name("N");
     DeclareOutput(app);
     app.footer(
-        "The largest comes first; lines of values that differ, then those without a value, come "
-        "last.\nOf equal lines the last in the order of the labels comes first (--reverse turns "
-        "it).\nFunctions and levels are written as for grid. The total is that of all records, "
+        "The largest comes first; lines of values that differ, then those without a value, "
+        "come last. Of equal lines the last in the order of the labels comes first (--reverse "
+        "turns it).\n"
+        "Functions and levels are written as for grid. The total is that of all records, "
         "--top or not.");
 }
 

@@ -47,10 +47,10 @@ void TreeCommand::DeclareView(CLI::App& app) {
     app.add_flag("--leaves", showsLeaves_, "Show the key of each record below its node");
     DeclareOutput(app);
     app.footer(
-        "Levels are written as for walk. The count of a node is its number of records. With --at "
-        "the\ntree is that of the place, which all its nodes have in common.\n"
-        "json nests the nodes, ndjson has a line for each node with its path, csv and tsv have a "
-        "line\nfor each of the deepest nodes shown (with --leaves: for each record).");
+        "Levels are written as for walk. The count of a node is its number of records. With "
+        "--at the tree is that of the place, which all its nodes have in common.\n"
+        "json nests the nodes, ndjson has a line for each node with its path, csv and tsv "
+        "have a line for each of the deepest nodes shown (with --leaves: for each record).");
 }
 
 bool TreeCommand::MakeView(const ESqlTableInfo& table, const CliTreeOrder& order, CliTreeView& view,

@@ -16,14 +16,14 @@ void WalkCommand::DeclareView(CLI::App& app) {
         ->type_name("N");
     DeclareOutput(app);
     app.footer(
-        "Records come in the order of the key. A level is a column, or one reached through links:\n"
-        "airport>state>name, or backwards id»strikes.damage (the first strike that points here). "
-        "A\nlevel column:label is told apart by the column and shows the label.\n"
+        "Records come in the order of the key. A level is a column, or one reached through "
+        "links: airport>state>name, or backwards id»strikes.damage (the first strike that "
+        "points here). A level column:label is told apart by the column and shows the label. "
         "Names and values with , : > » = or blanks at their ends stand in double quotes.\n"
         "In --at, a=NULL is a missing value, a= an empty text, a=\"NULL\" the text.\n"
         "NULL and empty text are told apart: table NULL and \"\", csv an empty cell and \"\", "
-        "tsv \\N\nand nothing (tab, line ends and backslash are \\t \\n \\r \\\\), json null and "
-        "\"\"; in json bytes\nthat aren't UTF-8 text are {\"hex\":\"...\"}.");
+        "tsv \\N and nothing (tab, line ends and backslash are \\t \\n \\r \\\\), json null "
+        "and \"\"; in json bytes that aren't UTF-8 text are {\"hex\":\"...\"}.");
 }
 
 bool WalkCommand::FindValues(const CliDictionary& dictionary, const ESqlTableInfo& table,

@@ -1,0 +1,45 @@
+// Writes the man pages and the completion of the command line, while it is built:
+//     etabulon-pages DATE FOLDER
+
+#include "apps/etabulon/CliCommand.h"
+#include "apps/etabulon/CliHelp.h"
+#include "apps/etabulon/pages/BashCompletion.h"
+#include "apps/etabulon/pages/ManPage.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <fstream>
+
+namespace {
+
+bool Write(const std::string& path, const std::string& text) {
+    std::ofstream file(path, std::ios::binary);
+    file << text << std::flush;
+    if (!file) {
+        std::fprintf(stderr, "etabulon-pages: %s can't be written\n", path.c_str());
+    }
+    return file.good();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 3) {
+        std::fprintf(stderr, "usage: etabulon-pages DATE FOLDER\n");
+        return 2;
+    }
+    const std::string date = argv[1];
+    const std::string folder = argv[2];
+    CLI::App app;
+    const auto commands = etabulon::MakeCommands();
+    etabulon::DeclareProgram(app, commands);
+    bool isWritten =
+        Write(folder + "/etabulon.bash", etabulon::MakeBashCompletion(app)) &&
+        Write(folder + "/" + etabulon::ManPageName(app) + ".1", etabulon::MakeManPage(app, date));
+    for (const CLI::App* const command : app.get_subcommands({})) {
+        isWritten = isWritten && Write(folder + "/" + etabulon::ManPageName(*command) + ".1",
+                                       etabulon::MakeManPage(*command, date));
+    }
+    return isWritten ? 0 : 1;
+}
