@@ -100,3 +100,5 @@ if(TARGET etabulon-cli)
         DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions"
         RENAME etabulon COMPONENT program)
 endif()
+
+include(Debian)
