@@ -3,6 +3,7 @@
 
 set(ETABULON_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them: address,undefined")
 option(ETABULON_COVERAGE "Record line coverage" OFF)
+option(ETABULON_FUZZ "Record what libFuzzer is guided by, and link the fuzz targets with it" OFF)
 
 set(ETABULON_INSTRUMENTATION)
 if(ETABULON_SANITIZE)
@@ -11,6 +12,9 @@ if(ETABULON_SANITIZE)
 endif()
 if(ETABULON_COVERAGE)
     list(APPEND ETABULON_INSTRUMENTATION --coverage)
+endif()
+if(ETABULON_FUZZ)
+    list(APPEND ETABULON_INSTRUMENTATION -fsanitize=fuzzer-no-link)
 endif()
 add_compile_options(${ETABULON_INSTRUMENTATION})
 add_link_options(${ETABULON_INSTRUMENTATION})

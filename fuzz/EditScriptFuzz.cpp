@@ -1,0 +1,244 @@
+// Level paths and edit scripts: what the command line's options are given, on a database with odd
+// names. The first line of the input is read as each option, the rest as a script. What is refused
+// says why; what is accepted is printed as text that is accepted again and means the same.
+
+#include "apps/etabulon/CliCalculations.h"
+#include "apps/etabulon/CliEdits.h"
+#include "etabulon/sqlite/ESqliteSource.h"
+#include "fuzz/Choices.h"
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace etabulon::fuzz {
+namespace {
+
+constexpr const char* kSchema =
+    "CREATE TABLE \"to\"(id INTEGER PRIMARY KEY, name TEXT, \"odd,name\" TEXT,"
+    "  up INTEGER REFERENCES \"to\"(id), code INTEGER UNIQUE);"
+    "CREATE TABLE \"from.x\"(a INTEGER REFERENCES t(id), \"b=c\" TEXT);"
+    "CREATE TABLE t(id INTEGER PRIMARY KEY, n INTEGER, r REAL, s TEXT, \"a,b\" TEXT,"
+    "  \"x=y\" INTEGER, \"q\"\"q\" INTEGER, \"NULL\" TEXT, \" lead\" TEXT, \"#h\" INTEGER,"
+    "  \"a.b\" INTEGER, \"\xC2\xBB\" INTEGER, \"l\nf\" TEXT, \"p>q\" INTEGER, \":\" INTEGER,"
+    "  d DATE, ti TIME, ts TIMESTAMP, ok BOOLEAN, dec DECIMAL(10,2), cur NUMERIC(12,4),"
+    "  data BLOB, g INTEGER GENERATED ALWAYS AS (n + 1), p INTEGER REFERENCES \"to\"(id),"
+    "  \"o p\" INTEGER CONSTRAINT \"other>way\" REFERENCES \"to\"(code));";
+
+/// A database without records; it lives as long as the process.
+class Database {
+public:
+    Database() {
+        constexpr const char* kLocation = "file:/etabulon-fuzz-scripts?vfs=memdb";
+        Require(sqlite3_open_v2(kLocation, &keeper_,
+                                SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_URI,
+                                nullptr) == SQLITE_OK &&
+                    sqlite3_exec(keeper_, kSchema, nullptr, nullptr, nullptr) == SQLITE_OK,
+                "the database can be made");
+        ESqlError error;
+        source_ = ESqliteSource::Open(kLocation, ESqlOpenMode::ReadOnly, error);
+        Require(source_ != nullptr, "the database can be opened");
+        dictionary_ = std::make_unique<CliDictionary>(*source_);
+        CliFailure failure;
+        table_ = dictionary_->FindTable("t", failure);
+        Require(table_ != nullptr, "the table is there");
+    }
+    [[nodiscard]] const CliDictionary& Dictionary() const { return *dictionary_; }
+    [[nodiscard]] const ESqlTableInfo& Table() const { return *table_; }
+
+private:
+    sqlite3* keeper_ = nullptr;
+    std::unique_ptr<ESqliteSource> source_;
+    std::unique_ptr<CliDictionary> dictionary_;
+    const ESqlTableInfo* table_ = nullptr;
+};
+
+/// The answer, which says why where it is false.
+bool IsAccepted(bool answer, const CliFailure& failure) {
+    Require(answer || (!failure.text.empty() && failure.exit != CliExit::Done),
+            "a refusal has a text");
+    return answer;
+}
+
+void RequireAccepted(bool answer, const CliFailure& failure, std::string_view what,
+                     std::string_view text) {
+    if (!answer) {
+        Fail(std::string(what) + ": " + failure.text + "\n" + std::string(text));
+    }
+}
+
+class Reading {
+public:
+    Reading(const Database& database, std::string_view option)
+        : dictionary_(database.Dictionary()), table_(database.Table()), option_(option) {}
+
+    void CheckOptions() const {
+        CliFailure failure;
+        std::vector<CliPath> paths;
+        std::vector<CliVariable> variables;
+        if (IsAccepted(ParsePaths(option_, paths, failure), failure)) {
+            IsAccepted(dictionary_.FindVariables(table_, paths, variables, failure), failure);
+        }
+        std::vector<CliWordChoice> words;
+        if (IsAccepted(ParseWords(option_, words, failure), failure)) {
+            CheckWords(words);
+        }
+        CliCalculations calculations;
+        IsAccepted(MakeCalculations(dictionary_, table_, option_, calculations, failure), failure);
+        CheckPlace();
+    }
+
+    /// The levels of the option, if it is such a list, and the script that was read with them.
+    void CheckScript(std::string_view script) const {
+        CliFailure failure;
+        CliEdits withLevels(dictionary_, table_);
+        const bool isLevels = IsAccepted(withLevels.AddLevels(option_, failure), failure);
+        const std::string levels = isLevels ? withLevels.WrittenLevels() : std::string();
+        if (isLevels) {
+            CheckLevels(withLevels.Levels(), levels);
+        }
+        CliEdits edits(dictionary_, table_);
+        if (!IsAccepted(Take(edits, levels, script, failure), failure)) {
+            return;
+        }
+        const std::string printed = edits.Script();
+        CliEdits again(dictionary_, table_);
+        RequireAccepted(Take(again, edits.WrittenLevels(), printed, failure), failure,
+                        "a printed script is accepted", printed);
+        RequireEqual(again.Script(), printed, "a printed script read again");
+        RequireEqual(again.WrittenLevels(), edits.WrittenLevels(), "the levels of a script");
+        RequireSame(again.Changes(), edits.Changes());
+        CheckAlone(printed);
+    }
+
+private:
+    static bool Parse(std::string_view script, std::vector<CliEditChoice>& choices,
+                      CliFailure& failure) {
+        std::vector<CliScriptEdit> lines;
+        std::size_t line = 0;
+        if (!SplitScript(script, lines, line, failure)) {
+            const auto count = std::count(script.begin(), script.end(), '\n') + 1;
+            Require(line >= 1 && line <= static_cast<std::size_t>(count), "the line of a refusal");
+            return false;
+        }
+        return std::all_of(lines.begin(), lines.end(), [&](const CliScriptEdit& each) {
+            return ParseEdit(each.kind, each.text, choices.emplace_back(), failure);
+        });
+    }
+    bool Take(CliEdits& edits, std::string_view levels, std::string_view script,
+              CliFailure& failure) const {
+        std::vector<CliEditChoice> choices;
+        return edits.AddLevels(levels, failure) && Parse(script, choices, failure) &&
+               std::all_of(
+                   choices.begin(), choices.end(),
+                   [&](const CliEditChoice& each) { return edits.AddLevelsOf(each, failure); }) &&
+               std::all_of(choices.begin(), choices.end(),
+                           [&](const CliEditChoice& each) { return edits.Append(each, failure); });
+    }
+    /// Without the levels a script finds them by itself, in an order that may be another one.
+    void CheckAlone(const std::string& printed) const {
+        CliFailure failure;
+        CliEdits alone(dictionary_, table_);
+        RequireAccepted(Take(alone, {}, printed, failure), failure,
+                        "a printed script is accepted without its levels", printed);
+        const std::string printedAlone = alone.Script();
+        CliEdits again(dictionary_, table_);
+        RequireAccepted(Take(again, {}, printedAlone, failure), failure,
+                        "a script printed twice is accepted", printedAlone);
+        RequireEqual(again.Script(), printedAlone, "a script printed twice, read again");
+        RequireSame(again.Changes(), alone.Changes());
+    }
+    void CheckLevels(const CliLevels& levels, const std::string& written) const {
+        CliFailure failure;
+        CliLevels again;
+        RequireAccepted(MakeLevels(dictionary_, table_, written, again, failure), failure,
+                        "printed levels are accepted", written);
+        Require(again.all.size() == levels.all.size(), "the number of levels");
+        for (std::size_t level = 0; level < levels.all.size(); ++level) {
+            RequireEqual(again.all[level].data.code.View(), levels.all[level].data.code.View(),
+                         "a level's data");
+            RequireEqual(again.all[level].label.code.View(), levels.all[level].label.code.View(),
+                         "a level's label");
+        }
+        std::set<unsigned> found;
+        RequireAccepted(FindLevels(dictionary_, table_, levels, written, "--hide", found, failure),
+                        failure, "printed levels are found", written);
+        Require(found.size() == levels.all.size(), "the number of levels found");
+    }
+    /// The option as --at, with the levels that it names.
+    void CheckPlace() const {
+        CliFailure failure;
+        CliEditChoice choice;
+        CliEdits edits(dictionary_, table_);
+        if (!IsAccepted(ParseEdit(CliEditKind::Delete, option_, choice, failure), failure) ||
+            !IsAccepted(edits.AddLevelsOf(choice, failure), failure)) {
+            return;
+        }
+        ETabulonTag place;
+        if (!IsAccepted(MakeTag(dictionary_, table_, edits.Levels(), option_, place, failure),
+                        failure)) {
+            return;
+        }
+        const std::string written = edits.WrittenPlace(place);
+        ETabulonTag again;
+        RequireAccepted(MakeTag(dictionary_, table_, edits.Levels(), written, again, failure),
+                        failure, "a printed place is accepted", written);
+        RequireEqual(edits.WrittenPlace(again), written, "a printed place");
+        RequireSame(again, place);
+    }
+    static void CheckWords(const std::vector<CliWordChoice>& words) {
+        std::string written;
+        for (const CliWordChoice& word : words) {
+            written += written.empty() ? "" : ",";
+            written += word.text.empty() ? "\"\"" : WrittenWord(word.text);
+        }
+        CliFailure failure;
+        std::vector<CliWordChoice> again;
+        RequireAccepted(ParseWords(written, again, failure), failure, "printed words", written);
+        Require(again.size() == words.size(), "the number of words");
+        for (std::size_t word = 0; word < words.size(); ++word) {
+            RequireEqual(again[word].text, words[word].text, "a word");
+        }
+    }
+    static void RequireSame(const ETabulonTag& a, const ETabulonTag& b) {
+        Require(a.KnownLevelsCount() == b.KnownLevelsCount(), "the levels of a place");
+        for (unsigned place = 0; place < a.KnownLevelsCount(); ++place) {
+            Require(a.LevelAt(place) == b.LevelAt(place) &&
+                        a.ValueAt(place).Data().IsIdenticalTo(b.ValueAt(place).Data()),
+                    "a value of a place");
+        }
+    }
+    static void RequireSame(const ETabulonPendingChanges& a, const ETabulonPendingChanges& b) {
+        Require(a.Size() == b.Size(), "the number of edits");
+        for (std::uint32_t index = 0; index < a.Size(); ++index) {
+            const ETabulonPendingChanges::Change& left = a.Script()[index];
+            const ETabulonPendingChanges::Change& right = b.Script()[index];
+            Require(left.Type() == right.Type(), "the kind of an edit");
+            RequireSame(left.Selection(), right.Selection());
+            RequireEqual(left.VarDataID().Code().View(), right.VarDataID().Code().View(),
+                         "the column of an edit");
+            Require(left.Value().IsIdenticalTo(right.Value()), "the value of an edit");
+        }
+    }
+
+    const CliDictionary& dictionary_;
+    const ESqlTableInfo& table_;
+    std::string_view option_;
+};
+
+}  // namespace
+}  // namespace etabulon::fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+    using namespace etabulon::fuzz;
+    static const Database database;
+    Choices choices(bytes, size);
+    const Reading reading(database, choices.Until('\n'));
+    reading.CheckOptions();
+    reading.CheckScript(choices.Rest());
+    return 0;
+}
