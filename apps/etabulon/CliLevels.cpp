@@ -82,13 +82,19 @@ std::string PlainDecimal(std::string_view text) {
 /// The value is the number that was written: not the nearest one that its type has.
 bool IsExact(const EVariant& value, std::string_view text) {
     const ETypeInfo& info = TypeInfo(value.Type());
+    const std::string plain = PlainDecimal(text);
     if (info.storage == EStorage::Double || info.storage == EStorage::Float) {
-        return std::isfinite(value.AsDouble()) || text.find_first_of("0123456789") == text.npos;
+        const double number = value.AsDouble();
+        if (!plain.empty() && plain.find('.') == plain.npos) {
+            return plain == PlainDecimal(fmt::format("{:.0f}", number));
+        }
+        // NaN is none: a database keeps NULL for it.
+        return std::isfinite(number) ||
+               (std::isinf(number) && text.find_first_of("0123456789") == text.npos);
     }
     if (info.valueClass != EValueClass::Number || info.storage == EStorage::Bool) {
         return true;
     }
-    const std::string plain = PlainDecimal(text);
     return !plain.empty() && plain == PlainDecimal(value.AsChaine().View());
 }
 

@@ -74,7 +74,7 @@ TEST_F(SqliteValues, NumbersKeepTheirExtremesAndMissingIsNotZero) {
     EXPECT_EQ(
         Ask("SELECT group_concat(n||d||c||b||day||at||tm||x||hex(bytes), ';') FROM t WHERE id=3"),
         "92233720368547758071.0e+30812.3412024-02-292024-02-29 23:59:58.50001:02:0000FF");
-    Field("d") <<= EVariant::FromDouble(std::nan(""));
+    Field("d").SetMissing();
     Field("n").SetMissing();
     ASSERT_EQ(table->Update(kNoPosition), 3);
     EXPECT_EQ(Ask("SELECT typeof(d)||typeof(n) FROM t WHERE id=3"), "nullnull");

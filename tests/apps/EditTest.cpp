@@ -133,6 +133,30 @@ TEST_F(Edit, APrintedScriptPrintsItselfAgain) {
               "set shelf=\"A\"\"\":amount=3\ndelete shelf=B\nset shelf=C:amount=4\n");
 }
 
+TEST_F(Edit, SavesWhatWasSetOrSaysThatItCannotBe) {
+    path = folder.MakeDatabase("odd.db",
+                               "CREATE TABLE stock(id INTEGER PRIMARY KEY, n INT, r REAL, a TEXT);"
+                               "INSERT INTO stock VALUES(1, 'seven', 1.5, x'41')");
+    const std::pair<const char*, const char*> cases[] = {
+        {":n=NULL", "null,real,blob|"},
+        {":a=NULL", "null,real,null|"},
+        {":r=9007199254740994", "null,real,null|"},
+        {":r=123456789012345683968", "null,real,null|"},
+        {":r=inf", "null,real,null|"},
+        {":r=NULL", "null,null,null|"},
+    };
+    for (const auto& [edit, types] : cases) {
+        const CommandResult result = Run({"--set", edit, "--save"});
+        EXPECT_EQ(result.out, "1 updated, 0 inserted, 0 deleted\n") << edit << result.err;
+        EXPECT_EQ(Ask("SELECT typeof(n), typeof(r), typeof(a) FROM stock"), types) << edit;
+    }
+    for (const char* const edit : {":r=nan", ":r=9007199254740993", ":r=1e999", ":n=1.5"}) {
+        const CommandResult result = Run({"--set", edit, "--save"});
+        EXPECT_EQ(result.status, 1) << edit;
+        EXPECT_NE(result.err.find("is no value of column"), std::string::npos) << result.err;
+    }
+}
+
 TEST_F(Edit, SavesKeysLevelsInsertsAndDeletesInOneGo) {
     const CommandResult result =
         Run({"--levels", "shelf,slot", "--delete", "item=bolt", "--set", "shelf=A:shelf=Z", "--set",

@@ -201,6 +201,7 @@ bool ESqlTable::LoadBuffer() { return RePos(kNoPosition, false) != kNoPosition; 
 EPosition ESqlTable::Arrive(EPosition newPosition) {
     State& s = *state_;
     s.ClearError();
+    s.ForgetSets();
     s.keyStale = true;
     s.MirrorLinkColumns();
     position = newPosition;
@@ -221,6 +222,7 @@ EPosition ESqlTable::Leave(std::int32_t newStatus) {
     s.loadedFrom = State::Loaded::No;
     s.keyStale = true;
     s.record.Clear();
+    s.ForgetSets();
     s.MirrorLinkColumns();
     if (newStatus != s.error.status) {
         s.ClearError();

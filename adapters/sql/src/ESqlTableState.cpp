@@ -25,6 +25,7 @@ ESqlTable::State::State(ESqlSource& ofSource, const ESqlTableInfo& ofInfo, DRubr
       record(layout),
       loaded(layout),
       data(columns.size()),
+      stored(layout),
       registry(ofSource.Keys(ofInfo)),
       version(SqlTableVersion(connection->Identity() + '\n' + ofInfo.name.c_str())) {
     row.cells = MakeSqlCells(info, columns, layout, data);
@@ -36,6 +37,8 @@ ESqlTable::State::State(ESqlSource& ofSource, const ESqlTableInfo& ofInfo, DRubr
         cell.mismatches = &readAgain;  // counted where `row` has it
     }
     selectKey = SqlSelect(info, {}, keyRow);
+    storedRow.record = static_cast<std::byte*>(stored.Get());
+    layout.ChangeBuffer(stored.Get(), /*takeOwnership=*/false);
     isKeyApart =
         info.keyKind != ESqlKeyKind::None && row.integerKeyColumn < 0 && row.keyColumns.empty();
     selectByKey = {selectRow + SqlWhereKey(info, ESqlKeyWay::Key, 1),

@@ -56,6 +56,19 @@ struct ESqlTable::State {
     // --- statements
     /// The statement of that text, kept for the next time; null with `error`.
     [[nodiscard]] ISqlStatement* Prepared(const std::string& text);
+    /// " RETURNING ..." into storedRow: the key and these cells, as far as a result takes them.
+    [[nodiscard]] std::string Returning(std::span<const std::size_t> cells);
+    /// The stored value of a cell's column isn't NULL; Gone where it is, or the record is gone.
+    [[nodiscard]] Find FindValue(EPosition position, std::size_t cell);
+    /// A value that its field doesn't take was set; true with `error`.
+    [[nodiscard]] bool IsValueRefused();
+    void ForgetSets() noexcept {
+        if (!nulled.empty() || !refused.empty()) {
+            nulled.clear();
+            refused.clear();
+        }
+    }
+    void NoteCell(std::size_t cell, const std::string& value, std::string_view why);
     [[nodiscard]] bool RunPrepared(const char* text);
     void NoteEngineError();
     /// Sees whether the engine has taken the atomic session back; `error` is then why.
@@ -116,6 +129,9 @@ struct ESqlTable::State {
     ESqlRow loadedRow;
     std::uint64_t readAgain = 0;
     ESqlRow keyRow;  // the key alone
+    // What a write has made of the cells that it set. The fields of `layout` view it.
+    ERecordBuffer stored;
+    ESqlRow storedRow;
     std::string selectRow;
     std::string selectKey;
     std::array<std::string, 2> selectByKey;  // without the row number, and with it
@@ -159,6 +175,10 @@ struct ESqlTable::State {
 
     // Writing.
     bool isReadBack = false;  // `loaded` is what the database made of the last write
+    // Cells of the record in which SetField stored, where the value there doesn't tell what was
+    // meant: missing ones, and those of which the field's type doesn't take the value.
+    std::unordered_set<std::size_t> nulled;
+    std::unordered_map<std::size_t, Chaine> refused;  // with the value's text
     unsigned holders = 0;
     bool atomic = false;   // Commit or Rollback is still to come
     bool isEnded = false;  // the atomic session takes no further write

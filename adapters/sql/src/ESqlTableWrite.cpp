@@ -66,6 +66,9 @@ EPosition ESqlTable::Insert() {
     if (const std::int32_t failure = CheckWritable(); failure != DataOk) {
         return FailWrite(failure);
     }
+    if (s.IsValueRefused()) {
+        return FailWrite(s.error.status);
+    }
     s.LeaveStreaming();
     std::vector<std::size_t> cells;
     std::string names;
@@ -81,7 +84,7 @@ EPosition ESqlTable::Insert() {
     }
     std::string text = "INSERT" + s.info.orFail + " INTO " + s.info.qualifiedName.c_str();
     text += cells.empty() ? " DEFAULT VALUES" : " (" + names + ") VALUES (" + values + ")";
-    text += SqlReturning(s.info, {}, s.keyRow);
+    text += s.Returning(cells);
     EPosition added = kNoPosition;
     return RunWrite(text, cells, kNoPosition, &added) ? EndWrite(kNoPosition, added)
                                                       : FailWrite(s.error.status);
@@ -93,19 +96,15 @@ EPosition ESqlTable::Update(EPosition where) {
         return FailWrite(failure);
     }
     s.LeaveStreaming();
-    if (!ReadLoaded(where)) {
+    std::vector<std::size_t> cells;
+    if (s.IsValueRefused() || !ReadLoaded(where) || !FindChanges(where, cells)) {
         return FailWrite(s.error.status);
     }
-    std::vector<std::size_t> cells;
     std::string changes;
-    for (std::size_t i = 0; i < s.columns.size(); ++i) {
-        const ESqlColumn& column = s.info.columns[s.columns[i]];
-        if (!column.generated &&
-            !ESqlRow::IsSame(s.row.cells[i], s.row.record, s.loadedRow.record)) {
-            cells.push_back(i);
-            changes += (changes.empty() ? "" : ",") + SqlName(column.name) + " = ?" +
-                       std::to_string(cells.size());
-        }
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        changes += (changes.empty() ? "" : ",") +
+                   SqlName(s.info.columns[s.columns[cells[i]]].name) + " = ?" +
+                   std::to_string(i + 1);
     }
     if (cells.empty()) {
         // Nothing to write, but a record that went is told all the same.
@@ -119,7 +118,7 @@ EPosition ESqlTable::Update(EPosition where) {
     const std::string text =
         "UPDATE" + s.info.orFail + ' ' + s.info.qualifiedName.c_str() + " SET " + changes +
         SqlWhereKey(s.info, s.AddressOf(where).way, static_cast<int>(cells.size()) + 1) +
-        SqlReturning(s.info, {}, s.keyRow);
+        s.Returning(cells);
     EPosition written = kNoPosition;
     return RunWrite(text, cells, where, &written) ? EndWrite(where, written)
                                                   : FailWrite(s.error.status);
@@ -134,6 +133,7 @@ bool ESqlTable::DeleteOne(EPosition where) {
     s.LeaveStreaming();
     const std::string text = std::string("DELETE FROM ") + s.info.qualifiedName.c_str() +
                              SqlWhereKey(s.info, s.AddressOf(where).way, 1);
+    static_cast<void>(s.Returning({}));
     if (!RunWrite(text, {}, where, /*written=*/nullptr)) {
         FailWrite(s.error.status);
         return false;
@@ -230,7 +230,8 @@ bool ESqlTable::RunWrite(const std::string& text, std::span<const std::size_t> c
             return false;
         }
         if (rows == 1 && (written == nullptr || keys == 1)) {
-            const bool isWritten = (written == nullptr || ReadBack(*written)) && write.Commit();
+            const bool isWritten =
+                IsStored(cells) && (written == nullptr || ReadBack(*written)) && write.Commit();
             if (isWritten && changesOthers) {
                 s.source.Walks().fetch_add(1);
             }
@@ -241,13 +242,13 @@ bool ESqlTable::RunWrite(const std::string& text, std::span<const std::size_t> c
     return false;
 }
 
-/// How many rows the write has hit, -1 with `error`; `keys` counts the keys that it returned, the
-/// last of which is in keyRow.
+/// How many rows the write has hit, -1 with `error`; `keys` counts the rows that it returned, the
+/// last of which is in storedRow.
 std::int64_t ESqlTable::StepWrite(ISqlStatement& statement, std::int64_t& keys) {
     State& s = *state_;
     const SqlRun run(statement);
     ESqlStep step = ESqlStep::Done;
-    while ((step = statement.Step()) == ESqlStep::Row && statement.ReadRow(s.keyRow)) {
+    while ((step = statement.Step()) == ESqlStep::Row && statement.ReadRow(s.storedRow)) {
         ++keys;
     }
     if (step != ESqlStep::Done) {
@@ -261,7 +262,7 @@ std::int64_t ESqlTable::StepWrite(ISqlStatement& statement, std::int64_t& keys) 
 /// read or have a position doesn't stay.
 bool ESqlTable::ReadBack(EPosition& written) {
     State& s = *state_;
-    if (!s.PositionOf(s.keyRow, written)) {
+    if (!s.PositionOf(s.storedRow, written)) {
         return false;
     }
     const State::Find found = s.ReadLoaded(written);

@@ -109,6 +109,23 @@ CursorStatus ETabulonCursorSql::MoveToTag(const ETabulonPrimaryKey& key, const E
     return static_cast<CursorStatus>(table_->status);
 }
 
+CursorStatus ETabulonCursorSql::StartInsert(const ETabulonTag& tag) {
+    table_->ClearFields();
+    return ETabulonCursorEData::StartInsert(tag);
+}
+
+/// A value that the column doesn't take fails the save.
+CursorStatus ETabulonCursorSql::SetValue(const ETabulonVariableID& id, const ETabulonValue& value) {
+    const EFieldSet& fields = table_->Fields();
+    const int field =
+        id.IsAccelerator() ? fields.IndexOf(id.Accelerator()) : fields.IndexOf(id.Code());
+    if (field < 0) {
+        return ETabulonCursorEData::SetValue(id, value);
+    }
+    table_->SetField(static_cast<std::uint16_t>(field), value.Data());
+    return StatusOk;
+}
+
 CursorStatus ETabulonCursorSql::Delete(const ETabulonPrimaryKey& key, const ETabulonTag& tag) {
     const CursorStatus status = MoveToTag(key, tag);
     if (status != StatusOk) {

@@ -15,6 +15,7 @@ namespace etabulon {
 
 class DRubric;
 class ETabulonValue;
+class EVariant;
 
 /// What of a table is opened.
 struct ESqlTableOptions {
@@ -51,6 +52,9 @@ struct ESqlSessionRecord {
 ///            record can't be read again is taken back. Once an atomic session has ended, by the
 ///            engine after a failure or by the caller, writes are refused: until its outcome was
 ///            asked for, and for the rest of a write session that it lies in.
+/// Values     that the database wouldn't store as they were set fail the write with DataConstraint:
+///            NaN, a date that has no ISO text, a text that the column makes a number of or that
+///            the encoding doesn't have. What triggers make of a value isn't looked at.
 /// Waits      for the lock of another program a read waits two seconds at most. Writes wait two
 ///            seconds in all, to begin and to commit: a single one, or all of a write session or an
 ///            atomic session together. A commit that succeeds gives the next ones two seconds
@@ -97,6 +101,14 @@ public:
     /// Opened for writing, and has something to address rows by.
     [[nodiscard]] bool IsWritable() const noexcept;
 
+    /// Stores a value in a field, as storing into the field itself does, with two differences that
+    /// the record can't show. A missing value goes over a stored one of another type, which reads
+    /// as missing too; a field that is only missing leaves that one alone. A value that the field's
+    /// type doesn't take fails the write, instead of becoming missing or another.
+    void SetField(std::uint16_t field, const EVariant& value);
+    /// A blank record, as for an insert.
+    void ClearFields();
+
     /// Forgets the range of the next walk.
     void ClearRange();
     /// Narrows the next walk to rows whose column (by variable index) equals `value`, a null value
@@ -142,6 +154,8 @@ private:
     std::int32_t FindToWrite(EPosition& where);
     EPosition FailWrite(std::int32_t newStatus);
     EPosition EndWrite(EPosition from, EPosition written);
+    [[nodiscard]] bool IsStored(std::span<const std::size_t> cells);
+    [[nodiscard]] bool FindChanges(EPosition where, std::vector<std::size_t>& cells);
     void CountWrite(bool isSuccess);
     [[nodiscard]] bool ReadLoaded(EPosition where);
     ESqlOutcome EndAtomic(ESqlOutcome outcome);

@@ -31,6 +31,8 @@ protected:
     void OnLinkFailed(const EDataError& error) override;
     CursorStatus Delete(const ETabulonPrimaryKey& key, const ETabulonTag& tag) override;
     CursorStatus MoveToTag(const ETabulonPrimaryKey& key, const ETabulonTag& tag) override;
+    CursorStatus StartInsert(const ETabulonTag& tag) override;
+    CursorStatus SetValue(const ETabulonVariableID& id, const ETabulonValue& value) override;
 
 private:
     ESqlTable* table_ = nullptr;  // the base's table; the base owns it
