@@ -324,10 +324,13 @@ void Chain::AddCursor() {
         auto upper = std::make_unique<ETabulonCursorEData>();
         upper->Init(levels_, cache->AllocEData(ETabulonTag::Null, sort_.Get()), true);
         cursors_.push_back(std::move(upper));
-    } else if (Draw(3) == 0) {
+    } else if (const unsigned kind = Draw(7); kind < 2) {
         scripts_.push_back(std::make_unique<ETabulonPendingChanges>());
         DrawScript(*scripts_.back());
         cursors_.push_back(std::make_unique<ETabulonCursorPending>(top, scripts_.back().get()));
+        cursors_.back()->Init(levels_);
+    } else if (kind == 2) {
+        cursors_.push_back(std::make_unique<ETabulonCursorRelay>(top));
         cursors_.back()->Init(levels_);
     } else {
         cursors_.push_back(std::make_unique<OpenCache>(top));
