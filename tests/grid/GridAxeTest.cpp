@@ -155,7 +155,7 @@ TEST(SortedLabels, AddedAtOnceAreThoseAddedOneByOne) {
         const test::SortKey key(0, random() % 2 == 0, 0);
         std::vector<ETabulonValue> values;
         for (unsigned count = random() % 20; count != 0; --count) {
-            values.push_back(test::RandomValue(random));
+            values.push_back(test::RandomValue(random, 1));
         }
         const auto atOnce = BuildAxe(Axe::AxeData, EVariant(0U));
         const auto oneByOne = BuildAxe(Axe::AxeData, EVariant(0U));

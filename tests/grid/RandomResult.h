@@ -42,10 +42,11 @@ public:
     [[nodiscard]] ETabulonTag Root(const ETabulonSortDesc::SortKeyArray& keys) {
         ETabulonTag root;
         for (unsigned int place = 0; place < keys.Size() && OneIn(2); ++place) {
-            root.SetValue(keys[place].Level(), RandomValue(random_));
+            root.SetValue(keys[place].Level(), RandomValue(random_, keys[place].Level()));
         }
         if (OneIn(6)) {
-            root.SetValue(Below(kLevels), RandomValue(random_));
+            const unsigned level = Below(kLevels);
+            root.SetValue(level, RandomValue(random_, level));
         }
         return root;
     }

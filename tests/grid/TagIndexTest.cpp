@@ -90,7 +90,8 @@ TEST(TagIndex, NumbersDetailsAsALinearSearchDoes) {
         levels.resize(random() % 5);
         ETabulonTag root;
         if (random() % 2 == 0) {
-            root.SetValue(random() % 5, test::RandomValue(random));
+            const unsigned level = random() % 5;
+            root.SetValue(level, test::RandomValue(random, level));
         }
         TagIndex index(root, levels);
         std::vector<ETabulonTag> found;

@@ -71,8 +71,8 @@ struct Sorted {
 };
 
 /// A value out of few, so that equal ones meet: no value, special, numbers, texts that differ in
-/// case, accent or display only.
-inline ETabulonValue RandomValue(std::mt19937& random) {
+/// case, accent or display only. Texts of odd levels fold.
+inline ETabulonValue RandomValue(std::mt19937& random, unsigned int level) {
     static const char* const kTexts[] = {"a",  "A",   "b",  "é", "É",   "e",
                                          "ab", "a b", "10", "",  "\xFF"};
     const auto text = [&random] { return Chaine(kTexts[random() % std::size(kTexts)]); };
@@ -84,7 +84,9 @@ inline ETabulonValue RandomValue(std::mt19937& random) {
         case 2:
             return ETabulonValue(EVariant(static_cast<int>(random() % 12)), text(), false);
         default:
-            return ETabulonValue(EVariant(text()), text(), false);
+            return ETabulonValue(
+                EVariant::FromText(level % 2 == 0 ? TYPE_CHAINE : TYPE_NC_CHAINE, 0, text()),
+                text(), false);
     }
 }
 
@@ -92,7 +94,7 @@ inline ETabulonTag RandomTag(std::mt19937& random, unsigned int levels, bool wit
     ETabulonTag tag;
     for (unsigned int level = 0; level < levels; ++level) {
         if (!withGaps || random() % 3 != 0) {
-            tag.SetValue(level, RandomValue(random));
+            tag.SetValue(level, RandomValue(random, level));
         }
     }
     return tag;
