@@ -138,22 +138,13 @@ unsigned int ETabulonGridCumuls::CalculationAxesCount() const {
     return calculationAxesCount_;
 }
 
-bool ETabulonGridCumuls::HasDetailLevel(unsigned int index) const {
-    const ETabulonSortDesc::SortKeyArray& keys = sortDesc_->SortLevels();
-    unsigned int leading = 0;
-    while (leading < keys.Size() && root_.HasValue(keys[leading].Level())) {
-        ++leading;
-    }
+unsigned int ETabulonGridCumuls::LevelsBelowRoot() const {
     const unsigned int visible = sortDesc_->SortLevelCount(kCalc);
-    return leading < visible && index < visible - leading;
+    return visible - std::min(sortDesc_->LeadingLevels(root_), visible);
 }
 
 unsigned int ETabulonGridCumuls::DetailLevelCount() const {
-    unsigned int count = 0;
-    while (count < CalculationAxesCount() && HasDetailLevel(count)) {
-        ++count;
-    }
-    return count;
+    return std::min(CalculationAxesCount(), LevelsBelowRoot());
 }
 
 // -------------------------------------------------------------------------------------------- tags
@@ -225,7 +216,7 @@ ERef<ETabulonGridAxe> ETabulonGridCumuls::FunctionsAxe() const {
 }
 
 ERef<ETabulonGridAxe> ETabulonGridCumuls::DataAxe(unsigned int index) const {
-    if (!HasDetailLevel(index)) {
+    if (index >= LevelsBelowRoot()) {
         return ERef<Axe>::Adopt(Axe::Build(Axe::AxeData, EVariant(), Chaine(), nullptr));
     }
     const unsigned int level = sortDesc_->DetailLevel(root_, index, kCalc).Level();

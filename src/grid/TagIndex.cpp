@@ -6,7 +6,10 @@ namespace etabulon::detail {
 
 TagIndex::TagIndex(const ETabulonTag& root, std::span<const unsigned int> levels) : root_(root) {
     for (const unsigned int level : levels) {
-        if (ColumnOf(level) < 0) {
+        const auto place =
+            std::lower_bound(byLevel_.begin(), byLevel_.end(), std::pair(level, std::uint32_t{0}));
+        if (place == byLevel_.end() || place->first != level) {
+            byLevel_.emplace(place, level, static_cast<std::uint32_t>(columns_.size()));
             columns_.push_back({level, root_.Find(level), 0, {}});
         }
     }
@@ -16,19 +19,17 @@ TagIndex::TagIndex(const ETabulonTag& root, std::span<const unsigned int> levels
 
 int TagIndex::ColumnOf(unsigned int level) const noexcept {
     const auto found =
-        std::find_if(columns_.begin(), columns_.end(),
-                     [level](const Column& column) { return column.level == level; });
-    return found == columns_.end() ? -1 : static_cast<int>(found - columns_.begin());
+        std::lower_bound(byLevel_.begin(), byLevel_.end(), std::pair(level, std::uint32_t{0}));
+    return found == byLevel_.end() || found->first != level ? -1 : static_cast<int>(found->second);
 }
 
 const ETabulonValue* TagIndex::ValueElsewhere(const ETabulonTag& tag, Column& column) {
-    for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
-        if (tag.LevelAt(place) == column.level) {
-            column.place = place;
-            return &tag.ValueAt(place);
-        }
+    const int place = tag.PlaceOf(column.level);
+    if (place < 0) {
+        return column.inRoot;
     }
-    return column.inRoot;
+    column.place = static_cast<std::uint32_t>(place);
+    return &tag.ValueAt(column.place);
 }
 
 std::uint32_t TagIndex::FindOrAdd(const ETabulonTag& tag) {
@@ -68,9 +69,7 @@ std::uint32_t TagIndex::FindOrAddLasting(const ETabulonTag& tag, std::uint64_t g
         return detail;
     }
     if (met.detail != lastDetail_) {
-        for (std::size_t at = 0; at < columns_.size(); ++at) {
-            last_[at] = NumberAt(met.detail, at);
-        }
+        NumbersOf(met.detail, last_);
         lastDetail_ = met.detail;
     }
     return met.detail;
@@ -117,6 +116,18 @@ std::uint32_t TagIndex::NumberAt(std::uint32_t detail, std::size_t column) const
     return column == 0 ? chain_[0].FirstOf(detail) : chain_[column - 1].SecondOf(detail);
 }
 
+void TagIndex::NumbersOf(std::uint32_t detail, std::span<std::uint32_t> numbers) const {
+    if (columns_.size() == 1) {
+        numbers[0] = chain_[0].SecondOf(detail);
+        return;
+    }
+    for (std::size_t at = columns_.size(); at-- > 1;) {
+        numbers[at] = chain_[at - 1].SecondOf(detail);
+        detail = chain_[at - 1].FirstOf(detail);
+        numbers[0] = detail;
+    }
+}
+
 // Equal values may be spelled differently, and a new detail is what brings a spelling in.
 void TagIndex::KeepSpellings(const ETabulonTag& tag, std::uint32_t detail) {
     for (std::size_t at = 0; at < columns_.size(); ++at) {
@@ -133,8 +144,10 @@ void TagIndex::KeepSpellings(const ETabulonTag& tag, std::uint32_t detail) {
 
 ETabulonTag TagIndex::Tag(std::uint32_t detail) const {
     ETabulonTag tag(root_);
+    std::vector<std::uint32_t> numbers(columns_.size());
+    NumbersOf(detail, numbers);
     for (std::size_t at = 0; at < columns_.size(); ++at) {
-        const std::uint32_t number = NumberAt(detail, at);
+        const std::uint32_t number = numbers[at];
         if (number == kAbsent) {
             continue;
         }

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <span>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace etabulon::detail {
@@ -56,6 +57,8 @@ public:
     /// The detail with just these numbers, or kNone. Requires one for each column.
     [[nodiscard]] std::uint32_t Find(std::span<const std::uint32_t> numbers) const;
     [[nodiscard]] std::uint32_t NumberAt(std::uint32_t detail, std::size_t column) const;
+    /// NumberAt of every column. Requires room for as many.
+    void NumbersOf(std::uint32_t detail, std::span<std::uint32_t> numbers) const;
 
 private:
     struct Column {
@@ -80,6 +83,7 @@ private:
 
     ETabulonTag root_;
     std::vector<Column> columns_;
+    std::vector<std::pair<unsigned int, std::uint32_t>> byLevel_;  // each column, by its level
     // One for each column beyond the first: the number so far and the column's. With one column,
     // its number alone.
     std::vector<PairNumbers> chain_;

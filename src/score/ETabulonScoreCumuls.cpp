@@ -161,13 +161,8 @@ bool ETabulonScoreCumuls::IsComputeTag(const ETabulonTag& tag) const {
 // Where a level has two keys, the root's values take up more keys than they are, and fewer levels
 // are left below it than the count says.
 unsigned int ETabulonScoreCumuls::DetailLevelCount() const {
-    const ETabulonSortDesc::SortKeyArray& keys = sortDesc_->SortLevels();
-    unsigned int leading = 0;
-    while (leading < keys.Size() && root_.HasValue(keys[leading].Level())) {
-        ++leading;
-    }
     const unsigned int visible = sortDesc_->SortLevelCount(kCalc);
-    return std::min(levelCount_, visible - std::min(leading, visible));
+    return std::min(levelCount_, visible - std::min(sortDesc_->LeadingLevels(root_), visible));
 }
 
 ETabulonTag ETabulonScoreCumuls::ExtractLabelTag(const ETabulonTag& tag) const {

@@ -16,12 +16,13 @@ const ETabulonValue* ValueAt(const ETabulonTag& tag, unsigned int level,
                              unsigned int& place) noexcept {
     const unsigned int count = tag.KnownLevelsCount();
     if (place >= count || tag.LevelAt(place) != level) {
-        place = 0;
-        while (place < count && tag.LevelAt(place) != level) {
-            ++place;
+        const int found = tag.PlaceOf(level);
+        if (found < 0) {
+            return nullptr;
         }
+        place = static_cast<unsigned int>(found);
     }
-    return place < count ? &tag.ValueAt(place) : nullptr;
+    return &tag.ValueAt(place);
 }
 
 std::uint64_t Mix(std::uint64_t bits) noexcept {
@@ -32,6 +33,9 @@ std::uint64_t Mix(std::uint64_t bits) noexcept {
 }  // namespace
 
 void LabelMemo::AddLevel(unsigned int level) {
+    if (levels_.size() > sizeof words_) {
+        return;  // each level takes a byte: no label of as many can be told here
+    }
     const bool known = std::any_of(levels_.begin(), levels_.end(),
                                    [level](const Level& other) { return other.level == level; });
     if (!known) {

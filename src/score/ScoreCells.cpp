@@ -10,12 +10,11 @@ namespace etabulon::detail {
 namespace {
 
 std::vector<unsigned int> LabelLevels(const ETabulonScoreCumuls& desc) {
-    std::vector<unsigned int> levels;
-    for (unsigned int place = 0; place < desc.DetailLevelCount(); ++place) {
-        levels.push_back(
-            desc.SortDesc()->DetailLevel(desc.Root(), place, ETabulonSortDesc::HideInCalc).Level());
-    }
-    return levels;
+    const auto shown = desc.SortDesc()->VisibleLevels(ETabulonSortDesc::HideInCalc);
+    const std::size_t leading = desc.SortDesc()->LeadingLevels(desc.Root());
+    const auto labels =
+        shown.subspan(std::min(leading, shown.size())).first(desc.DetailLevelCount());
+    return {labels.begin(), labels.end()};
 }
 
 }  // namespace

@@ -40,9 +40,6 @@ public:
     [[nodiscard]] unsigned int CalculationCount() const noexcept { return rows_.Size(); }
     /// Spelled as it was first met.
     [[nodiscard]] ETabulonTag Label(std::uint32_t line) const { return labels_.Tag(line); }
-    [[nodiscard]] bool HasValue(std::uint32_t line, std::size_t column) const {
-        return labels_.NumberAt(line, column) != TagIndex::kAbsent;
-    }
     /// What labels are made of.
     [[nodiscard]] const TagIndex& Labels() const noexcept { return labels_; }
     [[nodiscard]] ETabulonValue Result(std::uint32_t line, unsigned int calculation) const {

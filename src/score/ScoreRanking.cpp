@@ -56,11 +56,18 @@ int ScoreRanking::CompareResults(std::uint32_t a, std::uint32_t b) const {
 }
 
 bool ScoreRanking::LabelsHoldTheSameLevels() const {
-    for (std::size_t column = 0; column < cells_.Labels().ColumnCount(); ++column) {
-        for (std::uint32_t line = 1; line < cells_.LineCount(); ++line) {
-            if (cells_.HasValue(line, column) != cells_.HasValue(0, column)) {
-                return false;
-            }
+    const TagIndex& labels = cells_.Labels();
+    std::vector<std::uint32_t> first(labels.ColumnCount());
+    labels.NumbersOf(0, first);
+    std::vector<std::uint32_t> numbers(labels.ColumnCount());
+    for (std::uint32_t line = 1; line < cells_.LineCount(); ++line) {
+        labels.NumbersOf(line, numbers);
+        const bool areSame = std::equal(
+            first.begin(), first.end(), numbers.begin(), [](std::uint32_t a, std::uint32_t b) {
+                return (a == TagIndex::kAbsent) == (b == TagIndex::kAbsent);
+            });
+        if (!areSame) {
+            return false;
         }
     }
     return true;
@@ -74,10 +81,12 @@ class ScoreRanking::TieBreaker {
 public:
     TieBreaker(const ETabulonSortDesc& sortDesc, const ScoreCells& cells)
         : sortDesc_(sortDesc), cells_(cells) {
+        std::vector<std::uint32_t> first(cells.Labels().ColumnCount());
+        cells.Labels().NumbersOf(0, first);
         for (unsigned int place = 0; place < sortDesc.SortLevelCount(kCalc); ++place) {
             const ETabulonSortKey& key = sortDesc.SortLevel(place, kCalc);
             const int column = cells.Labels().ColumnOf(key.Level());
-            if (column >= 0 && cells.HasValue(0, static_cast<std::size_t>(column))) {
+            if (column >= 0 && first[static_cast<std::size_t>(column)] != TagIndex::kAbsent) {
                 keys_.push_back(key);
             }
         }

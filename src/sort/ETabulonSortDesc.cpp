@@ -135,6 +135,10 @@ std::span<const unsigned int> ETabulonSortDesc::VisibleLevels(HideFlag mask) con
     return views_->Of(mask, keys_).levels;
 }
 
+bool ETabulonSortDesc::HasLevelsOnce(HideFlag mask) const {
+    return views_->Of(mask, keys_).isPlain;
+}
+
 unsigned int ETabulonSortDesc::GetSortLevelPos(unsigned int level) const {
     unsigned int position = 0;
     while (position < keys_.Size() && keys_[position].Level() != level) {

@@ -11,11 +11,6 @@ namespace etabulon {
 namespace {
 
 using SortKey = ETabulonSortKey;
-using LevelSpan = std::span<const unsigned int>;
-
-bool Holds(LevelSpan levels, unsigned int level) noexcept {
-    return std::find(levels.begin(), levels.end(), level) != levels.end();
-}
 
 // Makes `result` the tag of the entries that `each(put)` passes to put(level, value), in rising
 // order of level and the same each time. A result that has just these levels keeps its storage.
@@ -127,10 +122,10 @@ void ETabulonSortDesc::ExtractSortValues(const ETabulonTag& tag, unsigned int de
     // Deliberate: the depth counts absolute positions, so a hidden key uses it up although its
     // value is left out. HiddenKeyUsesUpTheDepth holds it.
     const auto end = std::lower_bound(view.positions.begin(), view.positions.end(), depth);
-    const LevelSpan kept(view.levels.data(),
-                         static_cast<std::size_t>(end - view.positions.begin()));
+    const auto kept = static_cast<std::size_t>(end - view.positions.begin());
     Filter(
-        tag, [kept](unsigned int level) { return Holds(kept, level); }, result);
+        tag, [&view, kept](unsigned int level) { return Views::Holds(view, 0, kept, level); },
+        result);
 }
 
 ETabulonTag ETabulonSortDesc::ExtractSortValues(const ETabulonTag& tag, unsigned int depth,
@@ -161,17 +156,18 @@ const SortKey& ETabulonSortDesc::DetailLevel(const ETabulonTag& root, unsigned i
 void ETabulonSortDesc::ExtractDetails(const ETabulonTag& tag, const ETabulonTag& root,
                                       unsigned int count, HideFlag mask,
                                       ETabulonTag& result) const {
-    const LevelSpan visible = VisibleLevels(mask);
-    const std::size_t first = count == 0 ? 0 : LeadingLevels(root);
-    E_EXPECTS(first + count <= visible.size());
-    const LevelSpan below = visible.subspan(std::min(first, visible.size()));
-    const LevelSpan details = below.first(std::min<std::size_t>(count, below.size()));
-    Fill(result, [&tag, &root, details](auto put) {
+    const Views::View& view = views_->Of(mask, keys_);
+    const std::size_t visible = view.levels.size();
+    const std::size_t leading = count == 0 ? 0 : LeadingLevels(root);
+    E_EXPECTS(leading + count <= visible);
+    const std::size_t first = std::min(leading, visible);
+    const std::size_t end = first + std::min<std::size_t>(count, visible - first);
+    Fill(result, [&tag, &root, &view, first, end](auto put) {
         // Both in rising order of level; where both have one, a detail is the tag's.
         unsigned int rootPlace = 0;
         for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
             const unsigned int level = tag.LevelAt(place);
-            if (!Holds(details, level)) {
+            if (!Views::Holds(view, first, end, level)) {
                 continue;
             }
             for (; rootPlace < root.KnownLevelsCount() && root.LevelAt(rootPlace) < level;
@@ -198,15 +194,16 @@ ETabulonTag ETabulonSortDesc::ExtractDetails(const ETabulonTag& tag, const ETabu
 
 void ETabulonSortDesc::GetParentTag(const ETabulonTag& tag, HideFlag mask,
                                     ETabulonTag& result) const {
-    const LevelSpan visible = VisibleLevels(mask);
-    const auto gap = std::find_if_not(visible.begin(), visible.end(),
+    const Views::View& view = views_->Of(mask, keys_);
+    const auto gap = std::find_if_not(view.levels.begin(), view.levels.end(),
                                       [&tag](unsigned int level) { return tag.HasValue(level); });
-    const auto run = static_cast<std::size_t>(gap - visible.begin());
+    const auto run = static_cast<std::size_t>(gap - view.levels.begin());
     // Deliberate: the run ends at the first gap, and what the tag holds behind it is lost with the
     // last level of the run. ParentEndsAtTheFirstGap holds it.
-    const LevelSpan kept = visible.first(run == 0 ? 0 : run - 1);
+    const std::size_t kept = run == 0 ? 0 : run - 1;
     Filter(
-        tag, [kept](unsigned int level) { return Holds(kept, level); }, result);
+        tag, [&view, kept](unsigned int level) { return Views::Holds(view, 0, kept, level); },
+        result);
 }
 
 ETabulonTag ETabulonSortDesc::GetParentTag(const ETabulonTag& tag, HideFlag mask) const {

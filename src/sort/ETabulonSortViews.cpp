@@ -34,6 +34,21 @@ bool ETabulonSortDesc::Views::Shows(const View& view, unsigned int level) noexce
     return std::binary_search(view.shown.begin(), view.shown.end(), level);
 }
 
+bool ETabulonSortDesc::Views::Holds(const View& view, std::size_t first, std::size_t end,
+                                    unsigned int level) noexcept {
+    constexpr std::size_t kFewLevels = 8;  // fewer are compared faster than bisected
+    if (!view.isPlain || end - first <= kFewLevels) {
+        const unsigned int* const levels = view.levels.data();
+        return std::find(levels + first, levels + end, level) != levels + end;
+    }
+    const auto found = std::lower_bound(view.shown.begin(), view.shown.end(), level);
+    if (found == view.shown.end() || *found != level) {
+        return false;
+    }
+    const std::size_t place = view.places[static_cast<std::size_t>(found - view.shown.begin())];
+    return place >= first && place < end;
+}
+
 ETabulonSortDesc::Views::View ETabulonSortDesc::Views::MakeView(HideFlag mask,
                                                                 const SortKeyArray& keys) {
     View view;
@@ -44,6 +59,13 @@ ETabulonSortDesc::Views::View ETabulonSortDesc::Views::MakeView(HideFlag mask,
         }
     }
     view.shown = ShownLevels(mask, keys);
+    view.isPlain = view.shown.size() == view.levels.size();
+    view.places.resize(view.isPlain ? view.levels.size() : 0);
+    for (unsigned int place = 0; place < view.places.size(); ++place) {
+        const auto shown =
+            std::lower_bound(view.shown.begin(), view.shown.end(), view.levels[place]);
+        view.places[static_cast<std::size_t>(shown - view.shown.begin())] = place;
+    }
     return view;
 }
 

@@ -3,6 +3,7 @@
 #include "etabulon/sort/ETabulonSortDesc.h"
 
 #include <array>
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -19,6 +20,10 @@ public:
         std::vector<unsigned int> positions;  // absolute, of the visible keys in order
         std::vector<unsigned int> levels;     // of the visible keys in order
         std::vector<unsigned int> shown;      // rising; see Shows
+        // Each level stands once in `levels`, and no other key hides it. Then `shown` are the same
+        // levels, and `places` tells where in `levels` each of them stands.
+        bool isPlain = true;
+        std::vector<unsigned int> places;
     };
 
     explicit Views(const SortKeyArray& keys);
@@ -27,6 +32,10 @@ public:
     [[nodiscard]] const View& Of(HideFlag mask, const SortKeyArray& keys) const;
     /// The level has a key, and the first key that it has isn't hidden.
     [[nodiscard]] static bool Shows(const View& view, unsigned int level) noexcept;
+    /// `level` is among the visible levels from the `first` to before the `end`. Requires that they
+    /// are part of view.levels.
+    [[nodiscard]] static bool Holds(const View& view, std::size_t first, std::size_t end,
+                                    unsigned int level) noexcept;
 
 private:
     static constexpr HideFlag kNamedBits = HideInTree | HideInCalc;

@@ -70,7 +70,9 @@ void EDataTreeNode::KeepTag(const ETabulonTag& tag) {
     ownsTag_ = true;
 }
 
-EDataTreeNode::~EDataTreeNode() { Reset(); }
+/// A node goes when its parent drops it, which has told the walks above that nodes are about to go,
+/// or as the topmost one: none is left to be told from here, for each node of a branch.
+EDataTreeNode::~EDataTreeNode() { DropChildren(); }
 
 const EDataTreeNode& EDataTreeNode::Top() const noexcept {
     const EDataTreeNode* node = this;
@@ -175,10 +177,7 @@ void EDataTreeNode::ExtractTag(ETabulonTag& tag) const {
     }
 }
 
-/// The value of the level that stands at this depth. Null at the root, and where a change of levels
-/// that didn't empty the tree has left none.
-const ETabulonValue* EDataTreeNode::OwnValue() const {
-    const ETabulonSortDesc& sort = SortDesc();
+const ETabulonValue* EDataTreeNode::OwnValue(const ETabulonSortDesc& sort) const {
     if (parent_ == nullptr || depth_ > sort.SortLevelCount(kInTree)) {
         return nullptr;
     }
@@ -187,16 +186,16 @@ const ETabulonValue* EDataTreeNode::OwnValue() const {
 }
 
 ETabulonValue EDataTreeNode::DisplayValue() const {
-    const ETabulonValue* value = OwnValue();
+    const ETabulonValue* value = OwnValue(SortDesc());
     return value != nullptr ? *value : ETabulonValue::Null;
 }
 
 HICON EDataTreeNode::Icon() const {
-    const ETabulonValue* value = OwnValue();
+    const ETabulonSortDesc& sort = SortDesc();
+    const ETabulonValue* value = OwnValue(sort);
     if (value == nullptr) {
         return nullptr;
     }
-    const ETabulonSortDesc& sort = SortDesc();
     const unsigned level = sort.SortLevel(depth_ - 1, kInTree).Level();
     return sort.AvailableLevels().GetLevel(level).Icon(value->Data());
 }
@@ -301,8 +300,7 @@ EDataTreeNode* EDataTreeNode::GetDirect(const ETabulonTag& tag) const {
     return children_.FindIrregular(tag);
 }
 
-EDataTreeNode* EDataTreeNode::Get(const ETabulonTag& tag) {
-    SettleLate();
+EDataTreeNode* EDataTreeNode::GetByParents(const ETabulonTag& tag) {
     if (HasTag(tag)) {
         return this;
     }
@@ -317,21 +315,12 @@ EDataTreeNode* EDataTreeNode::Get(const ETabulonTag& tag) {
         // It would be a direct child; or a level stands twice, and there is no way up.
         return nullptr;
     }
-    EDataTreeNode* parent = Get(parentTag);
-    return parent != nullptr ? parent->Get(tag) : nullptr;
-}
-
-const EDataTreeNode* EDataTreeNode::Get(const ETabulonTag& tag) const {
-    return const_cast<EDataTreeNode*>(this)->Get(tag);
+    EDataTreeNode* parent = GetByParents(parentTag);
+    return parent != nullptr ? parent->GetByParents(tag) : nullptr;
 }
 
 EDataTreeNode* EDataTreeNode::AllocChild(const ETabulonTag& tag, const ETabulonSortDesc* sortDesc) {
     return new EDataTreeNode(this, tag, sortDesc);
-}
-
-EDataTreeNode* EDataTreeNode::AddChild(const ETabulonTag& tag) {
-    SettleLate();
-    return AddVChild(SortDesc().RemoveHiddenValues(tag, kInTree), nullptr);
 }
 
 EDataTreeNode* EDataTreeNode::AddVChild(const ETabulonTag& tag, detail::TreeFillPath* path) {
@@ -409,6 +398,13 @@ void EDataTreeNode::Reset() {
         return;
     }
     ForgetPaths();
+    DropChildren();
+}
+
+void EDataTreeNode::DropChildren() noexcept {
+    if (children_.IsEmpty()) {
+        return;
+    }
     const detail::TreeChildren children(std::move(children_));
     for (std::size_t index = 0; index < children.Size(); ++index) {
         Drop(children.At(index));

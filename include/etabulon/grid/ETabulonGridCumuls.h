@@ -88,7 +88,7 @@ private:
 
     [[nodiscard]] unsigned int IntrinsicAxesCount() const;
     [[nodiscard]] IntrinsicAxesMode ComputeIntrinsics() const;
-    [[nodiscard]] bool HasDetailLevel(unsigned int index) const;
+    [[nodiscard]] unsigned int LevelsBelowRoot() const;
     [[nodiscard]] ERef<ETabulonGridAxe> VariablesAxe() const;
     [[nodiscard]] ERef<ETabulonGridAxe> FunctionsAxe() const;
     [[nodiscard]] ERef<ETabulonGridAxe> DataAxe(unsigned int index) const;

@@ -83,6 +83,8 @@ public:
     [[nodiscard]] const SortKey& SortLevel(unsigned int index, HideFlag mask) const;
     /// The level identifiers of the visible keys in order. Good until the keys change.
     [[nodiscard]] std::span<const unsigned int> VisibleLevels(HideFlag mask) const;
+    /// VisibleLevels tells each level once, and none that IsHiddenSortLevel hides.
+    [[nodiscard]] bool HasLevelsOnce(HideFlag mask) const;
     /// The absolute position. Requires a key of that level.
     [[nodiscard]] unsigned int GetSortLevelPos(unsigned int level) const;
     /// True for every level, with a key or without.
@@ -135,6 +137,8 @@ public:
                                              unsigned int count, HideFlag mask) const;
     void ExtractDetails(const ETabulonTag& tag, const ETabulonTag& root, unsigned int count,
                         HideFlag mask, ETabulonTag& result) const;
+    /// How many of the keys from the first on, hidden ones counted, are of levels of `root`.
+    [[nodiscard]] unsigned int LeadingLevels(const ETabulonTag& root) const;
     /// The key `index` visible places below `root`, whose levels are taken to lead the keys.
     [[nodiscard]] const SortKey& DetailLevel(const ETabulonTag& root, unsigned int index,
                                              HideFlag mask) const;
@@ -180,7 +184,6 @@ private:
     template <class Work>
     bool Announce(SortChange change, Work work);
     void SetKeys(SortKeyArray&& keys);
-    [[nodiscard]] unsigned int LeadingLevels(const ETabulonTag& root) const;
 
     const ETabulonLevels* levels_;
     SortKeyArray keys_;

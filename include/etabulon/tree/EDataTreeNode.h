@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 
 namespace etabulon {
 
@@ -78,6 +79,10 @@ public:
     /// uses.
     void ExtractTag(ETabulonTag& tag) const;
     void ExtractPrimaryKey(ETabulonPrimaryKey& key) const;
+    /// The value of the level that stands at this depth of `sort`, which is the tree's: what
+    /// DisplayValue climbs to the root for. Null at the root, and where a change of levels that
+    /// didn't empty the tree has left none. Good until the node goes or the levels change.
+    [[nodiscard]] const ETabulonValue* OwnValue(const ETabulonSortDesc& sort) const;
 
 protected:
     /// Makes a child for `tag`; returns its first reference. Override it together with the class of
@@ -98,6 +103,13 @@ private:
     /// A child by value: its path is the parent's to the letter, and then `value`.
     EDataTreeNode(EDataTreeNode* parent, unsigned level, const ETabulonValue& value, bool isLeaf);
 
+    [[nodiscard]] static std::span<const unsigned> RunOf(const ETabulonTag& tag,
+                                                         const ETabulonSortDesc& sort);
+    [[nodiscard]] bool LeadsTo(const ETabulonTag& tag, std::span<const unsigned> levels) const;
+    [[nodiscard]] EDataTreeNode* Descend(const ETabulonTag& tag, std::span<const unsigned> levels);
+    EDataTreeNode* NewBranch(const ETabulonTag& tag, std::span<const unsigned> levels,
+                             const ETabulonSortDesc& sort);
+    [[nodiscard]] EDataTreeNode* GetByParents(const ETabulonTag& tag);
     EDataTreeNode* AddVChild(const ETabulonTag& tag, detail::TreeFillPath* path);
     EDataTreeNode* NewChild(const ETabulonTag& tag, detail::TreeFillPath* path);
     EDataTreeNode* NewChild(unsigned level, const ETabulonValue& value, bool isLeaf,
@@ -111,10 +123,10 @@ private:
     [[nodiscard]] bool IsOnPathOf(const ETabulonTag& tag) const;
     [[nodiscard]] bool SamePathAs(const ETabulonTag& tag) const;
     [[nodiscard]] bool IsLevelAbove(unsigned level) const noexcept;
-    [[nodiscard]] const ETabulonValue* OwnValue() const;
     void IncLeafCount(std::int32_t delta) noexcept;
     std::size_t SetDirtyChilds(bool dirty) noexcept;
     void ReleaseDirtyChilds();
+    void DropChildren() noexcept;
     void Drop(EDataTreeNode* child) noexcept;
     void Orphan() noexcept;
     CursorStatus RefreshHere(ETabulonCursor* cursor, bool& oneFound);

@@ -59,6 +59,8 @@ public:
     [[nodiscard]] const ETabulonValue* Find(unsigned int level) const;
     /// The entry of a level for refilling in place, added if it is new.
     [[nodiscard]] ETabulonValue& Slot(unsigned int level);
+    /// The place of `level` among the entries, or -1.
+    [[nodiscard]] int PlaceOf(unsigned int level) const { return values_.Find(level, FindExact); }
     /// The entries by place, in rising order of level.
     [[nodiscard]] unsigned int LevelAt(unsigned int place) const { return values_.At(place).key; }
     [[nodiscard]] const ETabulonValue& ValueAt(unsigned int place) const {
