@@ -3,8 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
+#include <numeric>
 #include <random>
 #include <string>
+#include <vector>
 
 namespace etabulon::test {
 namespace {
@@ -276,6 +280,74 @@ TEST(ReusedResults, AllocateNothingOnceWarm) {
     pass();
     EXPECT_EQ(count.Taken(), 0U);
     EXPECT_EQ(Text(hidden), "{2:y 3:z}");
+}
+
+/// The values of `tag` at these levels, and what else is given.
+ETabulonTag Part(const ETabulonTag& tag, const std::vector<unsigned int>& levels,
+                 ETabulonTag part = {}) {
+    for (const unsigned int level : levels) {
+        if (tag.HasValue(level)) {
+            part.SetValue(level, tag.Value(level));
+        }
+    }
+    return part;
+}
+
+// As many levels as are found by bisection.
+TEST(ManyLevels, GiveThePartsThatAScanOfTheKeysGives) {
+    constexpr unsigned int kLevels = 24;
+    const ETabulonLevels levels = MakeLevels(kLevels);
+    for (unsigned int seed = 0; seed < 400; ++seed) {
+        std::mt19937 random(seed);
+        std::vector<unsigned int> order(kLevels);
+        std::iota(order.begin(), order.end(), 0U);
+        std::shuffle(order.begin(), order.end(), random);
+        order.resize(kLevels - random() % 6);
+        if (seed % 4 == 0) {
+            order[random() % order.size()] = order[0];  // it has two keys
+        }
+        SortKeyArray keys;
+        for (const unsigned int level : order) {
+            keys.Add(SortKey(level, false, random() % 5 == 0 ? random() % 4 : 0));
+        }
+        ETabulonSortDesc desc(levels);
+        desc.SetSortLevels(keys);
+        const HideFlag mask = std::array<HideFlag, 3>{0, kTree, kCalc}[random() % 3];
+        std::vector<unsigned int> visible;
+        std::vector<unsigned int> upToDepth;
+        const unsigned int depth = random() % (kLevels + 2);
+        for (unsigned int position = 0; position < keys.Size(); ++position) {
+            if (!keys[position].IsHidden(mask)) {
+                visible.push_back(keys[position].Level());
+                if (position < depth) {
+                    upToDepth.push_back(keys[position].Level());
+                }
+            }
+        }
+        ETabulonTag tag = RandomTag(random, kLevels + 2, /*withGaps=*/false);
+        if (random() % 2 == 0) {
+            tag = Part(tag, {visible.begin(), visible.begin() + random() % visible.size()},
+                       RandomTag(random, 3, /*withGaps=*/true));
+        }
+        const auto holds = [&tag](unsigned int level) { return tag.HasValue(level); };
+        const auto run = std::find_if_not(visible.begin(), visible.end(), holds);
+        const auto parentEnd = run == visible.begin() ? run : run - 1;
+        EXPECT_EQ(Text(desc.GetParentTag(tag, mask)), Text(Part(tag, {visible.begin(), parentEnd})))
+            << seed;
+        EXPECT_EQ(Text(desc.ExtractSortValues(tag, depth, mask)), Text(Part(tag, upToDepth)))
+            << seed;
+
+        const ETabulonTag root = Part(tag, {order.begin(), order.begin() + random() % 4});
+        const std::size_t leading = desc.LeadingLevels(root);
+        if (leading < visible.size()) {
+            const auto count = random() % (visible.size() - leading + 1);
+            const auto first =
+                visible.begin() + static_cast<std::ptrdiff_t>(count == 0 ? 0 : leading);
+            EXPECT_EQ(Text(desc.ExtractDetails(tag, root, static_cast<unsigned int>(count), mask)),
+                      Text(Part(tag, {first, first + static_cast<std::ptrdiff_t>(count)}, root)))
+                << seed;
+        }
+    }
 }
 
 }  // namespace

@@ -159,6 +159,22 @@ TEST_F(TreeNodes, AddChildSaysWhatStandsForATag) {
     EXPECT_EQ(CheckTree(root), "");
 }
 
+TEST_F(TreeNodes, AddedByAListenerStayThoughTheWalkDoesntMeetThem) {
+    const std::string before = Text(tree);
+    Delete({4});
+    meddler.act = [&](int record) {
+        if (record == 1) {
+            EXPECT_NE(tree.Root()->AddChild(At(Tag({{0, "DE"}})).Get(0)->Get(0)->Tag()), nullptr);
+        }
+        return StatusOk;
+    };
+    tree.Refresh();
+    EXPECT_EQ(Text(tree), before);
+    meddler.act = nullptr;
+    tree.Refresh();
+    EXPECT_NE(Text(tree), before);
+}
+
 TEST(LevelThatStandsTwice, LosesNoValueOfATag) {
     Sales sales;
     EDataTree tree(&sales.cursor, "root", nullptr);
