@@ -25,11 +25,18 @@ namespace {
 
 CliExit Tell(const CliFailure& failure) {
     if (!failure.text.empty()) {
-        std::string shown;
-        AppendShown(shown, failure.text);
-        fmt::print(stderr, "etabulon: {}\n", shown);
+        TellUser(failure.text);
     }
     return failure.exit;
+}
+
+/// What is told of an exception; allocates nothing itself.
+CliExit TellException(const std::exception& error) noexcept {
+    const bool isMemory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
+    WriteError("etabulon: ");
+    WriteError(isMemory ? "there isn't enough memory" : error.what());
+    WriteError("\n");
+    return CliExit::Failed;
 }
 
 bool HasStyle() {
@@ -40,7 +47,8 @@ bool HasStyle() {
 
 /// What was written must have arrived, whatever came before.
 CliExit EndOutput(CliOutput& output, CliExit exit) {
-    output.Flush();
+    // A command that failed may have been within a line.
+    exit == CliExit::Done ? output.Finish() : output.Flush();
     // A reader that has seen enough is no failure.
     if (!output.IsBroken() || output.Error() == EPIPE) {
         return exit;
@@ -51,26 +59,22 @@ CliExit EndOutput(CliOutput& output, CliExit exit) {
 }
 
 CliExit RunCommand(CliCommand& command, CliInstallLocale installLocale) {
-    // A reader that goes away shows as EPIPE, so that the command ends in order.
-    signal(SIGPIPE, SIG_IGN);
-    CliInterrupt interrupt(command.Saves());
     CliOutput output(STDOUT_FILENO);
+    CliInterrupt interrupt(output, command.Saves());
     CliEnvironment environment{output, interrupt};
     environment.isOutputTerminal = isatty(STDOUT_FILENO) == 1;
     environment.isErrorTerminal = isatty(STDERR_FILENO) == 1;
     environment.hasStyle = environment.isOutputTerminal && HasStyle();
     environment.installLocale = installLocale;
     CliExit exit = CliExit::Done;
-    CliFailure failure;
     try {
+        CliFailure failure;
         if (!command.Run(environment, failure)) {
             output.Flush();
             exit = Tell(failure);
         }
-    } catch (const std::bad_alloc&) {
-        exit = Tell({CliExit::Failed, "there isn't enough memory"});
     } catch (const std::exception& error) {
-        exit = Tell({CliExit::Failed, error.what()});
+        exit = TellException(error);
     }
     return EndOutput(output, exit);
 }
@@ -139,9 +143,7 @@ void LetTake(std::vector<std::string>& arguments,
     }
 }
 
-}  // namespace
-
-int RunEtabulon(int argc, const char* const* argv, CliInstallLocale installLocale) {
+CliExit ParseAndRun(int argc, const char* const* argv, CliInstallLocale installLocale) {
     CLI::App app;
     const std::vector<std::unique_ptr<CliCommand>> commands = MakeCommands();
     DeclareProgram(app, commands);
@@ -152,14 +154,27 @@ int RunEtabulon(int argc, const char* const* argv, CliInstallLocale installLocal
         std::reverse(arguments.begin(), arguments.end());
         app.parse(arguments);
     } catch (const CLI::ParseError& error) {
-        return static_cast<int>(EndParse(app, commands, error));
+        return EndParse(app, commands, error);
     }
     for (const auto& command : commands) {
         if (app.got_subcommand(command->Name())) {
-            return static_cast<int>(RunCommand(*command, installLocale));
+            return RunCommand(*command, installLocale);
         }
     }
-    return static_cast<int>(CliExit::Usage);
+    return CliExit::Usage;
+}
+
+}  // namespace
+
+int RunEtabulon(int argc, const char* const* argv, CliInstallLocale installLocale) {
+    HoldStandardDescriptors();
+    // A reader that goes away shows as EPIPE, so that the command ends in order.
+    signal(SIGPIPE, SIG_IGN);
+    try {
+        return static_cast<int>(ParseAndRun(argc, argv, installLocale));
+    } catch (const std::exception& error) {
+        return static_cast<int>(TellException(error));
+    }
 }
 
 }  // namespace etabulon

@@ -17,6 +17,11 @@ bool IsDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 
 }  // namespace
 
+bool IsMistakable(std::string_view text) noexcept {
+    return text.empty() || text == "NULL" || text == kDiffering || text.front() == ' ' ||
+           text.back() == ' ' || text.front() == '"';
+}
+
 CliCell CliCellMaker::Of(std::int64_t number) {
     const auto end = std::to_chars(digits_.data(), digits_.data() + digits_.size(), number).ptr;
     return {CliCellKind::Number, {digits_.data(), static_cast<std::size_t>(end - digits_.data())}};
@@ -43,8 +48,11 @@ CliCell CliCellMaker::Of(const EVariant& value) {
             std::memcpy(&number, bytes, sizeof number);
             return Of(number);
         }
-        case EStorage::Bool:
-            return Of(value.AsInt64() != 0);
+        case EStorage::Bool: {
+            // Engines keep any number there, and no two of them are equal.
+            const std::int64_t number = value.AsInt64();
+            return number == 0 || number == 1 ? Of(number == 1) : Of(number);
+        }
         default:
             break;
     }

@@ -31,6 +31,10 @@ struct CliCell {
 /// What stands for values that differ, where a format has no notation of its own for it.
 inline constexpr std::string_view kDiffering = "\xE2\x89\xA0";  // ≠ in UTF-8
 
+/// Nothing, or what could be taken for NULL, for values that differ, or for a quoted text: where it
+/// stands alone it stands in quotes.
+[[nodiscard]] bool IsMistakable(std::string_view text) noexcept;
+
 /// Makes cells of values without allocating for each.
 class CliCellMaker {
 public:

@@ -107,10 +107,10 @@ public:
     void PutArray(const std::vector<CliCross>& crosses) {
         output_.Append('[');
         for (const CliCross& cross : crosses) {
-            output_.Append(&cross == &crosses.front() ? "\n" : ",\n");
+            output_.EndLine(&cross == &crosses.front() ? "" : ",");
             PutTable(cross);
         }
-        output_.Append("\n]\n");
+        output_.EndLine("\n]");
     }
     void PutCells(const CliCross& cross) {
         if (cross.IsEmpty()) {
@@ -145,7 +145,8 @@ private:
         output_.Append("\"values\":[");
         const std::size_t columns = cross.columns.labels.size();
         for (std::size_t line = 0; !cross.IsEmpty() && line < cross.lines.labels.size(); ++line) {
-            output_.Append(line == 0 ? "\n[" : ",\n[");
+            output_.EndLine(line == 0 ? "" : ",");
+            output_.Append('[');
             PutValues({cross.values.data() + line * columns, columns});
             output_.Append(']');
         }
@@ -168,7 +169,7 @@ private:
             output_.Append(&label == &axis.labels.front() ? "" : ",");
             AppendJson(output_, maker_.Of(label));
         }
-        output_.Append("]},\n");
+        output_.EndLine("]},");
     }
     void PutValues(std::span<const ETabulonValue> values) {
         for (const ETabulonValue& value : values) {
@@ -178,7 +179,8 @@ private:
     }
     void PutTotals(const char* name, const std::vector<ETabulonValue>& totals) {
         if (!totals.empty()) {
-            output_.Append(fmt::format(",\n\"{}\":[", name));
+            output_.EndLine(",");
+            output_.Append(fmt::format("\"{}\":[", name));
             PutValues(totals);
             output_.Append(']');
         }
@@ -194,7 +196,7 @@ private:
         PutLabel("column", cross.columns, column);
         output_.Append(line == nullptr || column == nullptr ? "\"total\":" : "\"value\":");
         AppendJson(output_, maker_.Of(value));
-        output_.Append("}\n");
+        output_.EndLine("}");
     }
     void PutLabel(const char* name, const CliCrossAxis& axis, const EVariant* label) {
         if (label != nullptr && !axis.title.empty()) {

@@ -53,7 +53,7 @@ void CliDelimitedWriter::Cell(const CliCell& cell) {
 }
 
 void CliDelimitedWriter::EndRecord() {
-    Output().Append('\n');
+    Output().EndLine();
     isFirst_ = true;
 }
 

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
+#include <utility>
 
 namespace etabulon {
 
@@ -27,5 +29,8 @@ struct CliFailure {
         return false;
     }
 };
+
+/// Writes a sentence for the user to stderr.
+void TellUser(std::string_view text);
 
 }  // namespace etabulon

@@ -1,5 +1,6 @@
 #include "apps/etabulon/CliInterrupt.h"
 
+#include "apps/etabulon/CliOutput.h"
 #include "etabulon/cursors/ETabulonCursor.h"
 
 #include <pthread.h>
@@ -7,6 +8,7 @@
 #include <unistd.h>
 
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 namespace etabulon {
@@ -19,7 +21,7 @@ bool IsIgnored(int signal) {
 
 }  // namespace
 
-CliInterrupt::CliInterrupt(bool saves) : saves_(saves) {
+CliInterrupt::CliInterrupt(CliOutput& output, bool saves) : saves_(saves), output_(output) {
     sigemptyset(&awaited_);
     if (!IsIgnored(SIGINT)) {
         sigaddset(&awaited_, SIGINT);
@@ -31,7 +33,11 @@ CliInterrupt::CliInterrupt(bool saves) : saves_(saves) {
         return;
     }
     pthread_sigmask(SIG_BLOCK, &awaited_, nullptr);
-    thread_ = std::thread([this] { Wait(); });
+    try {
+        thread_ = std::thread([this] { Wait(); });
+    } catch (const std::system_error& error) {
+        throw std::system_error(error.code(), "no thread can be started");
+    }
 }
 
 CliInterrupt::~CliInterrupt() {
@@ -54,23 +60,39 @@ void CliInterrupt::Wait() {
     }
 }
 
+/// There is nothing to tidy up: what a save hasn't committed goes with the process.
+void CliInterrupt::End(int signal) const {
+    if (saves_) {
+        constexpr std::string_view kWords = "etabulon: cancelled: nothing was saved\n";
+        static_cast<void>(::write(STDERR_FILENO, kWords.data(), kWords.size()));
+    }
+    _exit(kSignalExit + signal);
+}
+
 void CliInterrupt::Raise(int signal) {
-    const std::lock_guard<std::mutex> guard(lock_);
-    if (isCommitting_) {
-        return;
-    }
-    if (handler_) {
-        return handler_();
-    }
-    if (cursor_ == nullptr || raised_.exchange(signal) != 0) {
-        // There is nothing to tidy up: what a save hasn't committed goes with the process.
-        if (saves_) {
-            constexpr std::string_view kWords = "etabulon: cancelled: nothing was saved\n";
-            static_cast<void>(::write(STDERR_FILENO, kWords.data(), kWords.size()));
+    {
+        const std::lock_guard<std::mutex> guard(lock_);
+        if (isCommitting_) {
+            return;
         }
-        _exit(kSignalExit + signal);
+        if (handler_) {
+            return handler_();
+        }
+        if (raised_.exchange(signal) != 0) {
+            End(signal);
+        }
+        if (cursor_ != nullptr) {
+            return cursor_->Cancel();
+        }
     }
-    cursor_->Cancel();
+    // Waiting for the line is waiting for whoever reads the output. A second signal doesn't.
+    struct sigaction atOnce {};
+    atOnce.sa_handler = [](int second) { _exit(kSignalExit + second); };
+    sigaction(SIGINT, &atOnce, nullptr);
+    sigaction(SIGTERM, &atOnce, nullptr);
+    pthread_sigmask(SIG_UNBLOCK, &awaited_, nullptr);
+    output_.Stop();
+    End(signal);
 }
 
 bool CliInterrupt::BeginCommit() {

@@ -11,18 +11,21 @@
 
 namespace etabulon {
 
+class CliOutput;
 class ETabulonCursor;
 
-/// Waits for SIGINT in a thread of its own. The first one cancels the cursor that is walking, so
-/// that what was written stays whole; without such a cursor, and at the second, the process ends at
-/// once. In a program that saves SIGTERM does the same as SIGINT. A signal that was ignored when
-/// the program was started stays ignored.
+/// Waits for SIGINT in a thread of its own. The first one cancels the cursor that is walking, which
+/// ends the command in order; without such a cursor the process ends, after a whole line of the
+/// output. The second one ends it at once. In a program that saves SIGTERM does the same as SIGINT.
+/// A signal that was ignored when the program was started stays ignored.
 ///
 /// Made in the main thread before any other thread, as threads inherit what it blocks.
+/// Ownership  the output isn't owned and must outlive this.
+/// Failure    std::system_error where no thread can be started.
 class CliInterrupt {
 public:
     /// With `saves` the program first says on stderr that nothing was saved where it ends at once.
-    explicit CliInterrupt(bool saves = false);
+    CliInterrupt(CliOutput& output, bool saves);
     ~CliInterrupt();
     CliInterrupt(const CliInterrupt&) = delete;
     CliInterrupt& operator=(const CliInterrupt&) = delete;
@@ -69,7 +72,9 @@ private:
 
     void Wait();
     void Raise(int signal);
+    [[noreturn]] void End(int signal) const;
 
+    CliOutput& output_;
     std::mutex lock_;
     ETabulonCursor* cursor_ = nullptr;  // guarded by lock_
     std::function<void()> handler_;     // guarded by lock_

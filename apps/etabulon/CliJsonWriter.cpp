@@ -118,7 +118,7 @@ void CliJsonWriter::Begin(std::span<const CliColumn> columns) {
 void CliJsonWriter::Cell(const CliCell& cell) {
     CliOutput& output = Output();
     if (place_ == 0 && isArray_) {
-        output.Append(hasRecords_ ? ",\n" : "\n");
+        output.EndLine(hasRecords_ ? "," : "");
     }
     hasRecords_ = true;
     output.Append(heads_[place_++]);
@@ -128,7 +128,7 @@ void CliJsonWriter::Cell(const CliCell& cell) {
 void CliJsonWriter::EndRecord() {
     Output().Append('}');
     if (!isArray_) {
-        Output().Append('\n');
+        Output().EndLine();
     }
     place_ = 0;
 }
@@ -137,8 +137,10 @@ void CliJsonWriter::Finish(bool isWhole) {
     if (!isArray_) {
         return;
     }
-    Output().Append(isWhole && hasRecords_ ? "\n" : "");
-    Output().Append(isWhole ? "]\n" : "\n");
+    if (isWhole && hasRecords_) {
+        Output().EndLine();
+    }
+    Output().EndLine(isWhole ? "]" : "");
 }
 
 }  // namespace etabulon

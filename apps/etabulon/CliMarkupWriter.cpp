@@ -74,11 +74,8 @@ void AppendContent(std::string& markup, const CliCell& cell, Escape escape) {
             break;
         case CliCellKind::Text: {
             // As it stands it could be taken for something else.
-            const bool isQuoted = cell.text.empty() || cell.text == "NULL" ||
-                                  cell.text == kDiffering || cell.text.front() == '"' ||
-                                  cell.text.front() == ' ' || cell.text.back() == ' ';
-            const std::string text =
-                isQuoted ? '"' + std::string(cell.text) + '"' : std::string(cell.text);
+            const std::string text = IsMistakable(cell.text) ? '"' + std::string(cell.text) + '"'
+                                                             : std::string(cell.text);
             AppendLines(markup, text, escape);
             break;
         }
@@ -114,7 +111,7 @@ constexpr std::string_view kHtmlStyle =
     ".number { text-align: right; }\n"
     ".null, .differing { color: #666; }\n"
     ".total { font-weight: bold; }\n"
-    "</style>\n";
+    "</style>";
 
 }  // namespace
 
@@ -125,11 +122,11 @@ void CliMarkdownWriter::Begin(std::span<const CliColumn> columns) {
         Output().Append(text_);
         Output().Append(' ');
     }
-    Output().Append("|\n");
+    Output().EndLine("|");
     for (const CliColumn& column : columns) {
         Output().Append(column.isNumber ? "| ---: " : "| --- ");
     }
-    Output().Append("|\n");
+    Output().EndLine("|");
 }
 
 void CliMarkdownWriter::Cell(const CliCell& cell) {
@@ -144,7 +141,7 @@ void CliMarkdownWriter::Cell(const CliCell& cell) {
 }
 
 void CliMarkdownWriter::EndRecord() {
-    Output().Append("|\n");
+    Output().EndLine("|");
     isTotal_ = false;
 }
 
@@ -163,17 +160,18 @@ void CliHtmlWriter::PutCell(std::string_view name, std::string_view attributes,
 void CliHtmlWriter::Begin(std::span<const CliColumn> columns) {
     text_.clear();
     AppendLines(text_, title_, AppendHtmlLine);
-    Output().Append("<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n");
+    Output().EndLine("<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">");
     std::string plainTitle = text_;
     for (std::size_t at = 0; (at = plainTitle.find("<br>", at)) != std::string::npos;) {
         plainTitle.replace(at, 4, " ");  // a title has no elements
     }
     PutCell("title", {}, plainTitle);
-    Output().Append('\n');
-    Output().Append(kHtmlStyle);
-    Output().Append("</head>\n<body>\n<table>\n");
+    Output().EndLine();
+    Output().EndLine(kHtmlStyle);
+    Output().EndLine("</head>\n<body>\n<table>");
     PutCell("caption", {}, text_);
-    Output().Append("\n<thead>\n<tr>");
+    Output().EndLine("\n<thead>");
+    Output().Append("<tr>");
     for (const CliColumn& column : columns) {
         isLabel_.push_back(column.isLabel);
         text_.clear();
@@ -181,7 +179,7 @@ void CliHtmlWriter::Begin(std::span<const CliColumn> columns) {
         PutCell("th", column.isNumber ? R"( scope="col" class="number")" : R"( scope="col")",
                 text_);
     }
-    Output().Append("</tr>\n</thead>\n<tbody>\n");
+    Output().EndLine("</tr>\n</thead>\n<tbody>");
 }
 
 void CliHtmlWriter::Cell(const CliCell& cell) {
@@ -199,14 +197,14 @@ void CliHtmlWriter::Cell(const CliCell& cell) {
 }
 
 void CliHtmlWriter::EndRecord() {
-    Output().Append("</tr>\n");
+    Output().EndLine("</tr>");
     place_ = 0;
     isTotal_ = false;
 }
 
 void CliHtmlWriter::Finish(bool isWhole) {
     if (isWhole) {
-        Output().Append("</tbody>\n</table>\n</body>\n</html>\n");
+        Output().EndLine("</tbody>\n</table>\n</body>\n</html>");
     }
 }
 

@@ -1,8 +1,10 @@
 #include "apps/etabulon/CliProgress.h"
 
+#include "apps/etabulon/CliOutput.h"
+
 #include <fmt/format.h>
 
-#include <cstdio>
+#include <array>
 
 namespace etabulon {
 
@@ -14,8 +16,9 @@ CursorStatus CliProgress::OnMove(const ETabulonCursor& /*cursor*/) {
     }
     const auto now = std::chrono::steady_clock::now();
     if (now - shown_ >= kBetweenLines) {
-        fmt::print(stderr, "\r{} records", count_);
-        std::fflush(stderr);
+        std::array<char, 48> text{};
+        const auto end = fmt::format_to_n(text.data(), text.size(), "\r{} records", count_).out;
+        WriteError({text.data(), static_cast<std::size_t>(end - text.data())});
         shown_ = now;
         isOnScreen_ = true;
     }
@@ -24,8 +27,7 @@ CursorStatus CliProgress::OnMove(const ETabulonCursor& /*cursor*/) {
 
 void CliProgress::End() {
     if (isOnScreen_) {
-        std::fputs("\r\x1B[K", stderr);
-        std::fflush(stderr);
+        WriteError("\r\x1B[K");
     }
 }
 

@@ -59,21 +59,22 @@ public:
     void PutObject() {
         output_.Append("{\"lines\":[");
         for (const CliRanking::Line& line : ranking_.lines) {
-            output_.Append(&line == &ranking_.lines.front() ? "\n" : ",\n");
+            output_.EndLine(&line == &ranking_.lines.front() ? "" : ",");
             PutLine(line);
         }
-        output_.Append("],\n\"total\":");
+        output_.EndLine("],");
+        output_.Append("\"total\":");
         Put(valueNames_, ranking_.totals);
-        output_.Append("}\n");
+        output_.EndLine("}");
     }
     void PutEach() {
         for (const CliRanking::Line& line : ranking_.lines) {
             PutLine(line);
-            output_.Append('\n');
+            output_.EndLine();
         }
         output_.Append("{\"total\":");
         Put(valueNames_, ranking_.totals);
-        output_.Append("}\n");
+        output_.EndLine("}");
     }
 
 private:

@@ -22,8 +22,7 @@ bool IsPlainByte(char c) noexcept { return c >= ' ' && c < '\x7F'; }
 
 /// Says what it is by itself.
 bool IsUnmistakable(std::string_view text) noexcept {
-    if (text.empty() || text == "NULL" || text == kDiffering || text.front() == ' ' ||
-        text.back() == ' ' || text.front() == '"') {
+    if (IsMistakable(text)) {
         return false;
     }
     if (std::all_of(text.begin(), text.end(), IsPlainByte)) {
@@ -51,23 +50,7 @@ void CliTableWriter::Begin(std::span<const CliColumn> columns) {
 }
 
 std::size_t CliTableWriter::ShowText(std::string_view text) {
-    if (IsUnmistakable(text)) {
-        return AppendShown(text_, text);
-    }
-    text_ += '"';
-    std::size_t width = 2;
-    for (std::size_t from = 0; from < text.size();) {
-        const std::size_t special = std::min(text.find_first_of("\"\\", from), text.size());
-        width += AppendShown(text_, text.substr(from, special - from));
-        if (special < text.size()) {
-            text_ += '\\';
-            text_ += text[special];
-            width += 2;
-        }
-        from = special + 1;
-    }
-    text_ += '"';
-    return width;
+    return IsUnmistakable(text) ? AppendShown(text_, text) : AppendInQuotes(text_, text);
 }
 
 CliTableWriter::Shown CliTableWriter::Show(const CliCell& cell) {
@@ -161,7 +144,7 @@ void CliTableWriter::PutHeader() {
             Output().Append('-');
         }
     }
-    Output().Append('\n');
+    Output().EndLine();
 }
 
 void CliTableWriter::Put(std::size_t place, const Shown& shown, std::string_view text) {
@@ -184,7 +167,7 @@ void CliTableWriter::Put(std::size_t place, const Shown& shown, std::string_view
         output.AppendBlanks(blanks);
     }
     if (isLast) {
-        output.Append('\n');
+        output.EndLine();
     }
 }
 

@@ -160,13 +160,13 @@ public:
 protected:
     void OnNode(std::uint64_t count) override {
         Begin(count);
-        Output().Append("}\n");
+        Output().EndLine("}");
     }
     void OnRecord(const std::vector<CliCell>& key) override {
         Begin(1);
         Output().Append(",\"key\":");
         PutKey(key);
-        Output().Append("}\n");
+        Output().EndLine("}");
     }
 
 private:
@@ -214,13 +214,13 @@ protected:
         Output().Append(HasItems() ? "]}" : "}");
         isFirst_ = false;
     }
-    void OnEnd(bool /*isWhole*/) override { Output().Append('\n'); }
+    void OnEnd(bool /*isWhole*/) override { Output().EndLine(); }
 
 private:
     [[nodiscard]] bool HasItems() const noexcept { return !IsDeepest() || ShowsRecords(); }
     void BeginItem(std::size_t depth) {
         if (depth != 0) {
-            Output().Append(isFirst_ ? "\n" : ",\n");
+            Output().EndLine(isFirst_ ? "" : ",");
             Output().AppendBlanks(depth * kIndent);
         }
         isFirst_ = false;

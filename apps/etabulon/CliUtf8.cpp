@@ -127,6 +127,23 @@ std::size_t AppendShown(std::string& shown, std::string_view text) {
     return width;
 }
 
+std::size_t AppendInQuotes(std::string& shown, std::string_view text) {
+    shown += '"';
+    std::size_t width = 2;
+    for (std::size_t from = 0; from < text.size();) {
+        const std::size_t special = std::min(text.find_first_of("\"\\", from), text.size());
+        width += AppendShown(shown, text.substr(from, special - from));
+        if (special < text.size()) {
+            shown += '\\';
+            shown += text[special];
+            width += 2;
+        }
+        from = special + 1;
+    }
+    shown += '"';
+    return width;
+}
+
 std::string Quoted(std::string_view name) {
     std::string shown = "'";
     AppendShown(shown, name);

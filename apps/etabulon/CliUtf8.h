@@ -23,6 +23,8 @@ struct CliCharacter {
 /// Appends `text` as it may be shown: what is no character, or a control one, as \n, \t or \xNN.
 /// Returns the width of what was appended.
 std::size_t AppendShown(std::string& shown, std::string_view text);
+/// The same between double quotes, with \" and \\.
+std::size_t AppendInQuotes(std::string& shown, std::string_view text);
 /// A name in a sentence: between quotes, as it may be shown.
 [[nodiscard]] std::string Quoted(std::string_view name);
 

@@ -6,10 +6,12 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sqlite3.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -23,7 +25,8 @@ constexpr int kPatience = 60000;
 
 }  // namespace
 
-CommandRun::CommandRun(const std::vector<std::string>& arguments, const char* output) {
+CommandRun::CommandRun(const char* program, const std::vector<std::string>& arguments,
+                       const char* output) {
     std::array<int, 2> outEnds{-1, -1};
     std::array<int, 2> errEnds{-1, -1};
     EXPECT_EQ(pipe2(outEnds.data(), O_CLOEXEC), 0);
@@ -46,16 +49,15 @@ CommandRun::CommandRun(const std::vector<std::string>& arguments, const char* ou
     sigaddset(&defaults, SIGPIPE);
     posix_spawnattr_setsigdefault(&attributes, &defaults);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    std::vector<std::string> texts{"etabulon"};
+    setenv("ETABULON", ETABULON_COMMAND, /*overwrite=*/1);
+    std::vector<std::string> texts{program};
     texts.insert(texts.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;
     for (std::string& text : texts) {
         pointers.push_back(text.data());
     }
     pointers.push_back(nullptr);
-    EXPECT_EQ(
-        posix_spawn(&process_, ETABULON_COMMAND, &actions, &attributes, pointers.data(), environ),
-        0);
+    EXPECT_EQ(posix_spawn(&process_, program, &actions, &attributes, pointers.data(), environ), 0);
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     close(outEnds[1]);
@@ -102,6 +104,12 @@ void CommandRun::ReadAtLeast(std::size_t bytes) {
 
 void CommandRun::Interrupt() const { kill(process_, SIGINT); }
 
+bool CommandRun::IsRunning() const {
+    siginfo_t ended{};
+    return waitid(P_PID, static_cast<id_t>(process_), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           ended.si_pid == 0;
+}
+
 void CommandRun::CloseOutput() {
     close(outPipe_);
     outPipe_ = -1;
@@ -112,14 +120,23 @@ void CommandRun::Finish() {
         ReadSome(kPatience);
     }
     int ended = 0;
-    waitpid(process_, &ended, 0);
+    rusage used{};
+    wait4(process_, &ended, 0, &used);
+    seconds = static_cast<double>(used.ru_utime.tv_sec) +
+              static_cast<double>(used.ru_utime.tv_usec) / 1e6;
     status = WIFEXITED(ended) ? WEXITSTATUS(ended) : 128 + WTERMSIG(ended);
 }
 
 CommandResult RunCommand(const std::vector<std::string>& arguments, const char* output) {
     CommandRun run(arguments, output);
     run.Finish();
-    return {run.status, run.out, run.err};
+    return {run.status, run.out, run.err, run.seconds};
+}
+
+CommandResult RunShell(const std::string& line) {
+    CommandRun run("/bin/sh", {"-c", line}, nullptr);
+    run.Finish();
+    return {run.status, run.out, run.err, run.seconds};
 }
 
 TestFolder::TestFolder() {

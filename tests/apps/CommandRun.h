@@ -13,7 +13,10 @@ class CommandRun {
 public:
     /// Starts it with these arguments, its stdout and stderr in pipes. With `output` stdout is that
     /// file. SIGINT starts out blocked: one sent at any time waits until the program looks for it.
-    explicit CommandRun(const std::vector<std::string>& arguments, const char* output = nullptr);
+    explicit CommandRun(const std::vector<std::string>& arguments, const char* output = nullptr)
+        : CommandRun(ETABULON_COMMAND, arguments, output) {}
+    /// Another program. The variable ETABULON names this one to it.
+    CommandRun(const char* program, const std::vector<std::string>& arguments, const char* output);
     CommandRun(const CommandRun&) = delete;
     CommandRun& operator=(const CommandRun&) = delete;
     ~CommandRun();
@@ -21,6 +24,7 @@ public:
     /// Reads stdout until it has at least this many bytes.
     void ReadAtLeast(std::size_t bytes);
     void Interrupt() const;
+    [[nodiscard]] bool IsRunning() const;
     /// Ends reading: what the program writes from here on fails.
     void CloseOutput();
     /// Reads on to the end and waits for it.
@@ -28,7 +32,8 @@ public:
 
     std::string out;
     std::string err;
-    int status = -1;  // what it ended with; 128 and more: by that signal
+    int status = -1;     // what it ended with; 128 and more: by that signal
+    double seconds = 0;  // that it has computed
 
 private:
     void ReadSome(int milliseconds);
@@ -42,8 +47,11 @@ struct CommandResult {
     int status = -1;
     std::string out;
     std::string err;
+    double seconds = 0;
 };
 CommandResult RunCommand(const std::vector<std::string>& arguments, const char* output = nullptr);
+/// A line for a shell, in which $ETABULON is the program.
+CommandResult RunShell(const std::string& line);
 
 /// A folder that goes with what is in it.
 class TestFolder {

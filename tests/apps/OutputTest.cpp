@@ -1,0 +1,200 @@
+#include "apps/CommandRun.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace etabulon {
+namespace {
+
+using test::CommandResult;
+using test::CommandRun;
+using test::RunCommand;
+using test::RunShell;
+using test::TestFolder;
+
+const std::string kStrikes = ETABULON_STRIKES_DATABASE;
+
+// ------------------------------------------------------------------------- descriptors that fail
+
+struct ShellCase {
+    std::string line;  // with D for the database
+    int status;
+    std::string said;  // in what is left of stdout and stderr
+};
+
+TEST(BrokenDescriptors, ChangeNoStatusAndEndNothingBySignal) {
+    const std::vector<ShellCase> cases = {
+        {"$ETABULON walk nosuch 2>&-", 1, ""},
+        {"$ETABULON walk nosuch 2>/dev/full", 1, ""},
+        {"$ETABULON wlak 2>&-", 2, ""},
+        {"$ETABULON walk D strikes --limit many 2>/dev/full", 2, ""},
+        {"$ETABULON walk D strikes >/dev/full 2>&-", 1, ""},
+        {"$ETABULON walk D strikes >/dev/full 2>/dev/full", 1, ""},
+        {"$ETABULON walk D strikes --limit 1 >&-", 1, "can't be written: Bad file descriptor"},
+        {"$ETABULON walk D strikes --limit 1 <&- >&- 2>&-", 1, ""},
+        {"$ETABULON --help >&-", 1, "can't be written: Bad file descriptor"},
+        {"$ETABULON walk D states --limit 1 <&- 2>&-", 0, "1\tArizona"},
+        // An explanation beside the result.
+        {"$ETABULON edit D strikes --set airport_id=1:airport_id=2 --levels 'airport>name' --show "
+         "score --calc COUNT:id --top 0 2>/dev/full",
+         0, "total\t10000"},
+        {"(sleep 0.2; $ETABULON walk nosuch; echo $? >&3) 3>&1 2>&1 >/dev/null | :", 0, ""},
+    };
+    for (const ShellCase& each : cases) {
+        std::string line = each.line;
+        if (const std::size_t place = line.find(" D "); place != std::string::npos) {
+            line.replace(place + 1, 1, kStrikes);
+        }
+        const CommandResult result = RunShell(line);
+        EXPECT_EQ(result.status, each.status) << line << result.err;
+        EXPECT_NE((result.out + result.err).find(each.said), std::string::npos) << line;
+    }
+}
+
+TEST(ReaderThatHasGone, IsNoFailureWhateverWasPrinted) {
+    const TestFolder folder;
+    for (const std::string& command :
+         {std::string("--help"), std::string("grid --help"), std::string("--version"),
+          "levels " + kStrikes, "tree " + kStrikes + " states --levels id"}) {
+        const std::string status = folder.Path("status");
+        RunShell("(sleep 0.2; $ETABULON " + command + "; echo $? >" + status + ") | :");
+        std::string told;
+        std::ifstream(status) >> told;
+        EXPECT_EQ(told, "0") << command;
+    }
+    const std::string status = folder.Path("status");
+    RunShell("(sleep 0.2; $ETABULON walk nosuch 2>&1; echo $? >" + status + ") | :");
+    std::string told;
+    std::ifstream(status) >> told;
+    EXPECT_EQ(told, "1");
+}
+
+// ---------------------------------------------------------------------------- what runs short
+
+TEST(TooFewThreads, AreAFailureThatIsTold) {
+    const std::string line = "ulimit -p 1; exec $ETABULON levels " + kStrikes;
+    const CommandResult result =
+        geteuid() != 0 ? RunShell(line)
+                       : RunShell("exec setpriv --reuid 65534 --clear-groups sh -c '" + line + "'");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "etabulon: no thread can be started: Resource temporarily unavailable\n");
+}
+
+TEST(TooLittleMemory, IsAFailureWhereverItRunsOut) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "sanitizers take more than there is";
+#endif
+    bool hasFailed = false;
+    bool hasDone = false;
+    for (int megabytes = 8; megabytes < 400; megabytes += megabytes < 120 ? 2 : 40) {
+        const CommandResult result =
+            RunShell("ulimit -v " + std::to_string(megabytes * 1024) + "; exec $ETABULON tree " +
+                     kStrikes + " strikes --levels airport_id,species_id,id --format ndjson");
+        // Below 8 or so the shell or the loader fails: 126, 127.
+        EXPECT_LT(result.status, 128) << megabytes << result.err;
+        if (result.status == 1) {
+            hasFailed = true;
+            EXPECT_EQ(result.err.find("etabulon: "), 0U) << megabytes;
+        }
+        hasDone = hasDone || result.status == 0;
+    }
+    EXPECT_TRUE(hasFailed);
+    EXPECT_TRUE(hasDone);
+}
+
+// ------------------------------------------------------------------------------- whole lines
+
+/// Texts with line ends and quotes, and more output than pipes and buffers hold.
+class LargeResults : public testing::TestWithParam<std::vector<std::string>> {
+protected:
+    const TestFolder folder;
+    const std::string database = folder.MakeDatabase(
+        "large.db",
+        "CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT, b TEXT);"
+        "WITH RECURSIVE c(x) AS (SELECT 0 UNION ALL SELECT x + 1 FROM c WHERE x < 90000)"
+        "INSERT INTO t SELECT x, 'line' || char(10) || '\"' || (x / 300), 'column ' || (x % 300)"
+        "    FROM c;");
+};
+
+TEST_P(LargeResults, EndWithAWholeLineWhenInterrupted) {
+    for (const char* const format : {"table", "csv", "tsv", "json", "ndjson", "markdown", "html"}) {
+        std::vector<std::string> arguments = GetParam();
+        arguments.insert(arguments.begin() + 1, {database, "t", "--format", format});
+        CommandRun run(arguments);
+        run.ReadAtLeast(1);
+        run.Interrupt();
+        run.Finish();
+        EXPECT_EQ(run.status, 130) << format;
+        EXPECT_EQ(run.err, "") << format;
+        ASSERT_FALSE(run.out.empty()) << format;
+        EXPECT_EQ(run.out.back(), '\n') << format << run.out.substr(run.out.size() - 60);
+        // A line end in a text of CSV ends no record.
+        const bool isInText = std::string(format) == "csv" &&
+                              std::count(run.out.begin(), run.out.end(), '"') % 2 != 0;
+        EXPECT_FALSE(isInText);
+    }
+}
+
+using Arguments = std::vector<std::string>;
+INSTANTIATE_TEST_SUITE_P(
+    All, LargeResults,
+    testing::Values(Arguments{"walk", "--levels", "a,b"}, Arguments{"tree", "--levels", "a,b,id"},
+                    Arguments{"grid", "--axes", "a,b", "--calc", "COUNT:id"},
+                    Arguments{"grid", "--axes", "a,b", "--calc", "COUNT:id", "--drill",
+                              "total,total"},
+                    Arguments{"score", "--level", "a,b", "--calc", "COUNT:id"}),
+    [](const auto& instance) {
+        return instance.param.front() + (instance.index == 3 ? "drill" : "");
+    });
+
+TEST(InterruptedScript, EndsWithAWholeEdit) {
+    const TestFolder folder;
+    const std::string database =
+        folder.MakeDatabase("t.db", "CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT)");
+    std::string script;
+    for (int id = 0; id < 40000; ++id) {
+        script += "set id=" + std::to_string(id) + ":a=\"x\nset id=7:a=y\"\n";
+    }
+    CommandRun run({"edit", database, "--script", folder.MakeFile("script", script)});
+    run.ReadAtLeast(1);
+    run.Interrupt();
+    run.Finish();
+    EXPECT_EQ(run.status, 130);
+    EXPECT_LT(run.out.size(), script.size());
+    EXPECT_EQ(script.find(run.out), 0U);
+    EXPECT_EQ(run.out.substr(run.out.size() - 3), "y\"\n");
+}
+
+/// A line that no buffer holds: the first interrupt waits for its end, the second doesn't.
+TEST(InterruptedLine, IsWrittenToItsEndUnlessInterruptedAgain) {
+    const TestFolder folder;
+    const std::string database = folder.MakeDatabase(
+        "long.db",
+        "CREATE TABLE t(a TEXT, b TEXT);"
+        "INSERT INTO t VALUES(printf('%.3000000c', 'x'), 'one'), ('y', 'two');");
+    const std::vector<std::string> grid = {"grid",   database,  "t",        "--axes", "a",
+                                           "--calc", "COUNT:b", "--format", "tsv"};
+    CommandRun once(grid);
+    once.ReadAtLeast(1);
+    once.Interrupt();
+    once.Finish();
+    EXPECT_EQ(once.status, 130);
+    EXPECT_EQ(once.out.back(), '\n');
+    CommandRun twice(grid);
+    twice.ReadAtLeast(1);
+    twice.Interrupt();
+    while (twice.IsRunning()) {  // nobody reads: it can only end by the second one
+        twice.Interrupt();
+        usleep(1000);
+    }
+    twice.Finish();
+    EXPECT_EQ(twice.status, 130);
+}
+
+}  // namespace
+}  // namespace etabulon
