@@ -1,6 +1,7 @@
 #include "apps/etabulon/BrowseAlerts.h"
 
 #include "apps/etabulon/CliUtf8.h"
+#include "apps/etabulon/CliWritten.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -25,13 +26,6 @@ constexpr std::array kColours = {
     NamedColour{"magenta", 0xFF00FF}, NamedColour{"cyan", 0xFFFF00},
     NamedColour{"white", 0xFFFFFF},
 };
-
-std::string_view Trimmed(std::string_view text) {
-    const std::size_t begin = text.find_first_not_of(' ');
-    return begin == std::string_view::npos
-               ? std::string_view()
-               : text.substr(begin, text.find_last_not_of(' ') - begin + 1);
-}
 
 bool SetStyle(std::string_view word, EDataTreeAlertDesc& alert) {
     if (word == "bold") {
@@ -107,9 +101,9 @@ bool BrowseAlerts::Read(const CliDictionary& dictionary, const ESqlTableInfo& ta
         if (!ParseAlert(text, parsed)) {
             return failure.Set(
                 CliExit::Usage,
-                fmt::format("{} is no alert: it is written level>number:style, as in "
-                            "'state>10:bold,red'",
-                            Quoted(text)));
+                fmt::format("{} is no alert: it is written level>number:style, such as "
+                            "{}>10:bold,red",
+                            Quoted(text), levels.all.front().data.written));
         }
         std::set<unsigned int> found;
         EDataTreeAlertDesc alert(Chaine(std::to_string(all_.size())));

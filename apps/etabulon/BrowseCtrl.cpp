@@ -1,6 +1,8 @@
 #include "apps/etabulon/BrowseCtrl.h"
 
 #include "apps/etabulon/BrowseCursor.h"
+#include "apps/etabulon/CliCell.h"
+#include "apps/etabulon/CliUtf8.h"
 #include "etabulon/tree/EDataTree.h"
 
 #include <fmt/format.h>
@@ -25,6 +27,31 @@ const EDataTreeNode* FindCrowded(const EDataTreeNode& node, unsigned depth, std:
         }
     }
     return nullptr;
+}
+
+constexpr const char* kNull = "NULL";
+
+std::string InQuotes(std::string_view text) {
+    std::string shown;
+    AppendInQuotes(shown, text);
+    return shown;
+}
+
+/// As tables show it.
+std::string ShownData(const ETabulonValue& value) {
+    CliCellMaker maker;
+    const CliCell cell = maker.Of(value.Data());
+    switch (cell.kind) {
+        case CliCellKind::Null:
+            return kNull;
+        case CliCellKind::Bytes: {
+            std::string digits;
+            AppendHex(digits, cell.text);
+            return digits.empty() ? InQuotes({}) : digits;
+        }
+        default:
+            return IsMistakable(cell.text) ? InQuotes(cell.text) : std::string(cell.text);
+    }
 }
 
 }  // namespace
@@ -135,12 +162,16 @@ std::vector<unsigned> BrowseCtrl::Levels(bool isHidden) const {
     return levels;
 }
 
-bool BrowseCtrl::SelectedLevel(unsigned& level) const {
+unsigned BrowseCtrl::DepthOf(_TREEITEM* item) const {
     unsigned depth = 0;
-    for (_TREEITEM* item = View().SelectedItem(); View().ParentItem(item) != nullptr;
-         item = View().ParentItem(item)) {
+    for (; View().ParentItem(item) != nullptr; item = View().ParentItem(item)) {
         ++depth;
     }
+    return depth;
+}
+
+bool BrowseCtrl::SelectedLevel(unsigned& level) const {
+    const unsigned depth = DepthOf(View().SelectedItem());
     if (depth == 0 || depth > SortDesc()->SortLevelCount(kInTree)) {
         return false;
     }
@@ -242,6 +273,40 @@ void BrowseCtrl::FindAlert(const EDataTreeNode& node, const BrowseAlert& alert,
             on->ExtractTag(facts.raised.back().tag);
         }
     }
+}
+
+BrowseLabel BrowseCtrl::Label(_TREEITEM* item, std::string_view text) const {
+    const unsigned depth = DepthOf(item);
+    if (depth == 0 || !IsMistakable(text) || depth > SortDesc()->SortLevelCount(kInTree)) {
+        return {std::string(text)};
+    }
+    const unsigned level = SortDesc()->SortLevel(depth - 1, kInTree).Level();
+    const ETabulonTag tag = Tag(item);
+    const ETabulonValue* const value = tag.Find(level);
+    if (value == nullptr) {
+        return {std::string(text)};
+    }
+    if (value->IsNull()) {
+        return {kNull, /*isNull=*/true};
+    }
+    const ETabulonLevels::Level& description = AvailableLevels().GetLevel(level);
+    return {description.DataID() == description.DescID() ? ShownData(*value) : InQuotes(text)};
+}
+
+std::string BrowseCtrl::Tip(_TREEITEM* item) const {
+    const unsigned depth = DepthOf(item);
+    if (item == nullptr || depth == 0 || depth > SortDesc()->SortLevelCount(kInTree)) {
+        return {};
+    }
+    const unsigned level = SortDesc()->SortLevel(depth - 1, kInTree).Level();
+    const ETabulonTag tag = Tag(item);
+    const ETabulonValue* const value = tag.Find(level);
+    if (value == nullptr) {
+        return {};
+    }
+    const Chaine text = value->DisplayValue();
+    return fmt::format("{}: {} ({})", AvailableLevels().GetLevel(level).Header().View(),
+                       Label(item, text.View()).text, ShownData(*value));
 }
 
 std::string BrowseCtrl::Note(_TREEITEM* item) const {

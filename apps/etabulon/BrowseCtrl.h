@@ -55,7 +55,10 @@ public:
 
     void OnNewItem(_TREEITEM* item) override;
     void OnPaint(const std::vector<_TREEITEM*>& rows) override;
+    [[nodiscard]] BrowseLabel Label(_TREEITEM* item, std::string_view text) const override;
     [[nodiscard]] std::string Note(_TREEITEM* item) const override;
+    /// What an item stands for: its level, its label and its data; nothing for the root.
+    [[nodiscard]] std::string Tip(_TREEITEM* item) const;
 
 private:
     /// An alert, and the node that it is raised on: this one or, if it propagates, one below.
@@ -74,6 +77,7 @@ private:
     void SetLevelHidden(unsigned level, bool isHidden);
     void EndRun(const std::string& status, const char* emptyText);
     void TidyUp();
+    [[nodiscard]] unsigned DepthOf(_TREEITEM* item) const;
     void LookAt(_TREEITEM* item, Facts& facts) const;
     void FindAlert(const EDataTreeNode& node, const BrowseAlert& alert, Facts& facts) const;
 

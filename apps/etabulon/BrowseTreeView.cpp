@@ -171,10 +171,14 @@ void BrowseTreeView::DrawRow(_TREEITEM* item, int line, bool isStyled, BrowseSur
     }
     BrowseStyle style = surface.Style(draw.textColour);
     style.reverse = item == SelectedItem();
-    put(found.text.IsEmpty() ? std::string_view(" ") : found.text.View(), style);
-    if (rows_ != nullptr) {
-        put(rows_->Note(item), {});
+    if (rows_ == nullptr) {
+        put(found.text.View(), style);
+        return;
     }
+    const BrowseLabel label = rows_->Label(item, found.text.View());
+    style.dim = label.isNull;
+    put(label.text, style);
+    put(rows_->Note(item), {});
 }
 
 // --- what a user does ---

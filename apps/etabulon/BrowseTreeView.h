@@ -5,12 +5,19 @@
 #include "etabulon/controls/ETreeViewItems.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace etabulon {
 
 class BrowseSurface;
 class BrowseWake;
+
+/// What a line shows for an item.
+struct BrowseLabel {
+    std::string text;
+    bool isNull = false;
+};
 
 /// The tree view of a terminal. Items are drawn a line each; which of them are on the screen is
 /// kept as the first one, so that no step depends on how many there are.
@@ -26,6 +33,8 @@ public:
         virtual void OnNewItem(_TREEITEM* item) = 0;
         /// These are about to be drawn.
         virtual void OnPaint(const std::vector<_TREEITEM*>& rows) = 0;
+        /// The item's text, by which NULL and an empty text can be told apart.
+        [[nodiscard]] virtual BrowseLabel Label(_TREEITEM* item, std::string_view text) const = 0;
         /// Stands behind the item's text.
         [[nodiscard]] virtual std::string Note(_TREEITEM* item) const = 0;
     };

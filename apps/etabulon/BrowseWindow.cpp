@@ -66,7 +66,8 @@ void BrowseWindow::Paint() {
         PaintLine(size.y - 1, kKeys, {}, /*isReverse=*/false);
     }
     if (size.y > 1) {
-        PaintLine(size.y > kLinesAround ? size.y - 2 : size.y - 1, StatusText(), Tip(),
+        PaintLine(size.y > kLinesAround ? size.y - 2 : size.y - 1, StatusText(),
+                  ctrl_.Tip(view_.SelectedItem()),
                   /*isReverse=*/true);
     }
     terminal_.Show();
@@ -106,13 +107,6 @@ std::string BrowseWindow::TitleText() const {
 
 std::string BrowseWindow::StatusText() const {
     return ctrl_.Status() + (waiting_ ? "; a key waits for its end, Esc cancels" : "");
-}
-
-/// What the selected item stands for.
-std::string BrowseWindow::Tip() const {
-    std::array<char, 256> buffer{};
-    ctrl_.OnGetinfotip(view_.SelectedItem(), buffer);
-    return buffer.data();
 }
 
 // --- the loop ---

@@ -45,7 +45,6 @@ private:
     void PaintLine(int line, const std::string& left, const std::string& right, bool isReverse);
     [[nodiscard]] std::string TitleText() const;
     [[nodiscard]] std::string StatusText() const;
-    [[nodiscard]] std::string Tip() const;
     bool Await();
     bool OnSignals();
     bool OnKeys();

@@ -223,6 +223,29 @@ TEST_F(BrowsedOrders, AlertsFollowTheirLevelWhenItMoves) {
     EXPECT_EQ(run.screen.StyleOf("France"), "");
 }
 
+TEST(BrowsedOddities, TellNullFromEmptyAndWhatLooksLikeThem) {
+    const TestFolder folder;
+    const std::string path = folder.MakeDatabase(
+        "odd.sqlite",
+        "CREATE TABLE odd(id INTEGER PRIMARY KEY, a TEXT, b BLOB, label TEXT);"
+        "INSERT INTO odd(a, b, label) VALUES (NULL, NULL, 'x'), ('', x'', 'y'),"
+        "    ('NULL', x'00ff', ''), (' b ', x'41', NULL), ('\"q', x'42', 'NULL');");
+    const auto browse = [&path](const std::string& levels) {
+        return std::vector<std::string>{"browse", path, "odd", "--levels", levels};
+    };
+    TerminalRun run(browse("a"), "vt100");  // without colours
+    run.AwaitText("done, 5 records");
+    run.AwaitTree("- odd (5)\n    \"\"\n    NULL\n    \" b \"\n    \"\\\"q\"\n    \"NULL\"");
+    run.Type(kDown);
+    run.AwaitText("a: \"\" (\"\")");
+    run.Type(kDown);
+    run.AwaitText("a: NULL (NULL)");
+    TerminalRun blobs(browse("b"));
+    blobs.AwaitTree("- odd (5)\n    42\n    41\n    00ff\n    \"\"\n    NULL");
+    TerminalRun labels(browse("a:label"));
+    labels.AwaitTree("- odd (5)\n    NULL\n    \" b \"\n    \"NULL\"\n    \"NULL\"\n    y");
+}
+
 TEST_F(BrowsedOrders, FollowTheSizeOfTheTerminal) {
     TerminalRun run(Arguments());
     run.AwaitText("done, 5 records");
@@ -388,6 +411,12 @@ TEST_F(BrowsedOrders, RefuseWhatCantBeShown) {
         EXPECT_NE(run.raw.find(refusal.message), std::string::npos) << run.raw;
         EXPECT_TRUE(run.IsRestored());
     }
+    TerminalRun refused(Arguments({"--alert", "city"}), "xterm", 200, 5);
+    refused.Finish();
+    constexpr std::string_view kExample = "such as ";
+    const std::string example = refused.raw.substr(refused.raw.find(kExample) + kExample.size());
+    TerminalRun taken(Arguments({"--alert", example.substr(0, example.find_first_of("\r\n"))}));
+    taken.AwaitText("done, 5 records");
     const auto piped = RunCommand(Arguments());
     EXPECT_EQ(piped.status, 2);
     EXPECT_EQ(
