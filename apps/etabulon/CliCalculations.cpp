@@ -7,6 +7,7 @@
 #include "etabulon/foundation/DDico.h"
 #include "etabulon/foundation/EDataType.h"
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/sql/ESqlSchema.h"
 #include "etabulon/values/ETabulonVariableDesc.h"
 
 #include <fmt/format.h>
@@ -48,29 +49,54 @@ std::vector<std::string> CodesOf(const ETabulonCumulFuncCollection& functions) {
     return codes;
 }
 
-bool CheckShape(const CliLevelChoice& choice, CliFailure& failure) {
+ERef<ETabulonVariableDesc> Describe(const CliVariable& variable) {
+    return ERef<ETabulonVariableDesc>::Adopt(ETabulonVariableDesc::Build(
+        ETabulonVariableID(variable.code), variable.variable->TypeCode(), variable.variable->Size(),
+        Chaine(variable.shown), nullptr));
+}
+
+/// A calculation that there is, and as much like what was asked for as that makes it out.
+std::string Example(const CliDictionary& dictionary, const ESqlTableInfo& table,
+                    const CliLevelChoice& choice) {
+    CliVariable variable;
+    CliFailure unknown;
+    if ((choice.label && dictionary.FindVariable(table, *choice.label, variable, unknown)) ||
+        dictionary.FindVariable(table, choice.data, variable, unknown)) {
+        return "COUNT:" + variable.written;
+    }
+    for (const ESqlColumn& column : table.columns) {
+        const CliVariable each = dictionary.VariableOf(table, column);
+        const auto function = ERef<ETabulonCumulFunc>::Adopt(
+            Describe(each)->Functions().GetFunction(Chaine(choice.data.steps.front().name)));
+        if (function.Get() != nullptr) {
+            return fmt::format("{}:{}", function->Code().View(), each.written);
+        }
+    }
+    return "COUNT:" + dictionary.VariableOf(table, table.columns.front()).written;
+}
+
+bool CheckShape(const CliDictionary& dictionary, const ESqlTableInfo& table,
+                const CliLevelChoice& choice, CliFailure& failure) {
     if (choice.label && choice.data.steps.size() == 1 && !choice.data.steps.front().table) {
         return true;
     }
-    return failure.Set(
-        CliExit::Usage,
-        fmt::format("{} in --calc isn't written as FUNCTION:column, such as SUM:{}",
-                    Quoted(choice.shown), choice.label ? choice.label->shown : choice.data.shown));
+    return failure.Set(CliExit::Usage,
+                       fmt::format("{} in --calc isn't written as FUNCTION:column, such as {}",
+                                   Quoted(choice.shown), Example(dictionary, table, choice)));
 }
 
 bool AddCalculation(const CliDictionary& dictionary, const ESqlTableInfo& table,
                     const CliLevelChoice& choice, CliCalculations& calculations,
                     CliFailure& failure) {
     CliCalculation added;
-    if (!CheckShape(choice, failure) ||
+    if (!CheckShape(dictionary, table, choice, failure) ||
         !dictionary.FindVariable(table, *choice.label, added.variable, failure)) {
         return false;
     }
     const DVariable& variable = *added.variable.variable;
     const ETabulonVariableID id(added.variable.code);
     const Chaine header(added.variable.shown);
-    const auto description = ERef<ETabulonVariableDesc>::Adopt(
-        ETabulonVariableDesc::Build(id, variable.TypeCode(), variable.Size(), header, nullptr));
+    const auto description = Describe(added.variable);
     const std::string& wanted = choice.data.steps.front().name;
     const auto function =
         ERef<ETabulonCumulFunc>::Adopt(description->Functions().GetFunction(Chaine(wanted)));

@@ -2,6 +2,7 @@
 
 #include "apps/etabulon/CliSuggest.h"
 #include "apps/etabulon/CliUtf8.h"
+#include "apps/etabulon/CliWritten.h"
 #include "etabulon/foundation/DDico.h"
 #include "etabulon/foundation/ELinkEngine.h"
 #include "etabulon/sql/ESqlSource.h"
@@ -14,62 +15,6 @@
 namespace etabulon {
 namespace {
 
-/// Of what has a name and perhaps a code, the one that is meant.
-template <class Range, class NameOf, class CodeOf>
-auto LookUp(Range& range, std::string_view name, NameOf nameOf, CodeOf codeOf)
-    -> decltype(&*std::begin(range)) {
-    for (auto& item : range) {
-        if (std::string_view(nameOf(item)) == name) {
-            return &item;
-        }
-    }
-    for (auto& item : range) {
-        if (EqualsIgnoringCase(std::string_view(nameOf(item)), name)) {
-            return &item;
-        }
-    }
-    for (auto& item : range) {
-        if (std::string_view(codeOf(item)) == name) {
-            return &item;
-        }
-    }
-    return nullptr;
-}
-
-/// By its name, else the only link that starts at the column of that name.
-const DLink* LookUpLink(const DRubric& rubric, const ESqlTableInfo& table, std::string_view name) {
-    if (const DLink* const link = LookUp(
-            rubric.Links(), name, [](const DLink& each) { return CliDictionary::NameOf(each); },
-            [](const DLink& each) { return each.name.View(); })) {
-        return link;
-    }
-    const ESqlColumn* const column = LookUpColumn(table, name);
-    return column == nullptr ? nullptr : rubric.FindLink(column->code);
-}
-
-/// The link of `from` to `here` that `name` means: its own name or column, else the first that
-/// points at the column of that name.
-const DLink* LookUpLinkBack(const DRubric& here, const ESqlTableInfo& table, const DRubric& from,
-                            const ESqlTableInfo& fromTable, std::string_view name) {
-    const DLink* const own = LookUpLink(from, fromTable, name);
-    if (own != nullptr && own->target == &here) {
-        return own;
-    }
-    const ESqlColumn* const column = LookUpColumn(table, name);
-    const DVariable* const variable = column == nullptr ? nullptr : here.Find(column->code);
-    if (variable == nullptr) {
-        return nullptr;
-    }
-    for (const DLink& link : from.Links()) {
-        const std::vector<unsigned>& pointedAt = link.TargetVariables();
-        if (link.target == &here &&
-            std::find(pointedAt.begin(), pointedAt.end(), variable->Index()) != pointedAt.end()) {
-            return &link;
-        }
-    }
-    return nullptr;
-}
-
 std::vector<std::string> NamesOfTables(const ESqlSource& source) {
     std::vector<std::string> names;
     for (const ESqlTableInfo& table : source.Tables()) {
@@ -81,7 +26,7 @@ std::vector<std::string> NamesOfTables(const ESqlSource& source) {
 std::vector<std::string> NamesOfColumns(const ESqlTableInfo& table) {
     std::vector<std::string> names;
     for (const ESqlColumn& column : table.columns) {
-        names.emplace_back(column.name.View());
+        names.push_back(WrittenName(column.name.View()));
     }
     return names;
 }
@@ -91,7 +36,7 @@ std::vector<std::string> NamesOfLinks(const DRubric& rubric, Wanted wanted) {
     std::vector<std::string> names;
     for (const DLink& link : rubric.Links()) {
         if (wanted(link)) {
-            names.push_back(CliDictionary::NameOf(link));
+            names.push_back(WrittenName(CliDictionary::NameOf(link)));
         }
     }
     return names;
@@ -101,10 +46,10 @@ std::string Shown(const ESqlTableInfo& table) { return Quoted(table.name.View())
 
 }  // namespace
 
-const ESqlColumn* LookUpColumn(const ESqlTableInfo& table, std::string_view name) {
-    return LookUp(
-        table.columns, name, [](const ESqlColumn& column) { return column.name.View(); },
-        [](const ESqlColumn& column) { return column.code.View(); });
+CliDictionary::CliDictionary(ESqlSource& source) : source_(source) {
+    for (const ESqlTableInfo& table : source_.Tables()) {
+        tables_.Add(table.name.View(), table.code.View());
+    }
 }
 
 std::string CliDictionary::NameOf(const DLink& link) {
@@ -113,10 +58,62 @@ std::string CliDictionary::NameOf(const DLink& link) {
 }
 
 const ESqlTableInfo* CliDictionary::LookUpTable(std::string_view name) const {
-    const auto tables = source_.Tables();
-    return LookUp(
-        tables, name, [](const ESqlTableInfo& table) { return table.name.View(); },
-        [](const ESqlTableInfo& table) { return table.code.View(); });
+    const auto place = tables_.Find(name);
+    return place ? &source_.Tables()[*place] : nullptr;
+}
+
+const CliDictionary::Names& CliDictionary::NamesIn(const ESqlTableInfo& table) const {
+    const auto [known, isNew] = names_.try_emplace(&table);
+    Names& names = known->second;
+    if (isNew) {
+        for (const ESqlColumn& column : table.columns) {
+            names.columns.Add(column.name.View(), column.code.View());
+        }
+        for (const DLink& link : source_.Rubric(table)->Links()) {
+            names.links.Add(NameOf(link), link.name.View());
+        }
+    }
+    return names;
+}
+
+const ESqlColumn* CliDictionary::LookUpColumn(const ESqlTableInfo& table,
+                                              std::string_view name) const {
+    const auto place = NamesIn(table).columns.Find(name);
+    return place ? &table.columns[*place] : nullptr;
+}
+
+/// By its name, else the only link that starts at the column of that name.
+const DLink* CliDictionary::LookUpLink(const ESqlTableInfo& table, std::string_view name) const {
+    const DRubric& rubric = *source_.Rubric(table);
+    if (const auto place = NamesIn(table).links.Find(name)) {
+        return &rubric.Links()[*place];
+    }
+    const ESqlColumn* const column = LookUpColumn(table, name);
+    return column == nullptr ? nullptr : rubric.FindLink(column->code);
+}
+
+/// The link of `from` to `table` that `name` means: its own name or column, else the first that
+/// points at the column of that name.
+const DLink* CliDictionary::LookUpLinkBack(const ESqlTableInfo& table, const ESqlTableInfo& from,
+                                           std::string_view name) const {
+    const DRubric* const here = source_.Rubric(table);
+    const DLink* const own = LookUpLink(from, name);
+    if (own != nullptr && own->target == here) {
+        return own;
+    }
+    const ESqlColumn* const column = LookUpColumn(table, name);
+    const DVariable* const variable = column == nullptr ? nullptr : here->Find(column->code);
+    if (variable == nullptr) {
+        return nullptr;
+    }
+    for (const DLink& link : source_.Rubric(from)->Links()) {
+        const std::vector<unsigned>& pointedAt = link.TargetVariables();
+        if (link.target == here &&
+            std::find(pointedAt.begin(), pointedAt.end(), variable->Index()) != pointedAt.end()) {
+            return &link;
+        }
+    }
+    return nullptr;
 }
 
 const ESqlTableInfo& CliDictionary::TableOf(const DRubric& rubric) const {
@@ -143,6 +140,11 @@ const ESqlTableInfo* CliDictionary::FindTable(const std::string& name, CliFailur
                                                  WhatThereIs(name, names)));
     }
     return table;
+}
+
+CliVariable CliDictionary::VariableOf(const ESqlTableInfo& table, const ESqlColumn& column) const {
+    return {std::string(column.name.View()), column.code, source_.Rubric(table)->Find(column.code),
+            WrittenName(column.name.View())};
 }
 
 bool CliDictionary::FindVariables(const ESqlTableInfo& table, const std::vector<CliPath>& paths,
@@ -184,9 +186,12 @@ bool CliDictionary::FindVariable(const ESqlTableInfo& table, const CliPath& path
         return NoSuchColumn(*way.here, name, failure);
     }
     way.code += column->code.View();
-    variable.shown = steps.size() == 1 ? std::string(column->name.View()) : path.shown;
-    variable.code = Chaine(way.code);
-    variable.variable = source_.Rubric(*way.here)->Find(column->code);
+    variable = VariableOf(*way.here, *column);
+    if (steps.size() != 1) {
+        variable.shown = path.shown;
+        variable.written = WrittenPath(steps);
+        variable.code = Chaine(way.code);
+    }
     return true;
 }
 
@@ -214,7 +219,7 @@ bool CliDictionary::EnterStep(Way& way, CliPathStep& step, bool isBehindBackward
 
 bool CliDictionary::GoForward(Way& way, const CliPathStep& step, CliFailure& failure) const {
     const DRubric& rubric = *source_.Rubric(*way.here);
-    const DLink* const link = LookUpLink(rubric, *way.here, step.name);
+    const DLink* const link = LookUpLink(*way.here, step.name);
     if (link == nullptr) {
         const auto all = NamesOfLinks(rubric, [](const DLink&) { return true; });
         return failure.Set(CliExit::Failed,
@@ -246,7 +251,7 @@ bool CliDictionary::GoBackward(Way& way, const CliPathStep& step, const CliPathS
     }
     const DRubric& here = *source_.Rubric(*way.here);
     const DRubric& rubric = *source_.Rubric(*from);
-    const DLink* const link = LookUpLinkBack(here, *way.here, rubric, *from, step.name);
+    const DLink* const link = LookUpLinkBack(*way.here, *from, step.name);
     if (link == nullptr) {
         const auto back =
             NamesOfLinks(rubric, [&here](const DLink& each) { return each.target == &here; });
@@ -278,14 +283,14 @@ bool CliDictionary::CheckLink(const DLink& link, const ESqlTableInfo& from,
 
 bool CliDictionary::NoSuchColumn(const ESqlTableInfo& table, const std::string& name,
                                  CliFailure& failure) const {
-    const DRubric& rubric = *source_.Rubric(table);
-    if (const DLink* const link = LookUpLink(rubric, table, name)) {
+    if (const DLink* const link = LookUpLink(table, name)) {
         const ESqlTableInfo& target = TableOf(*link->target);
         const auto columns = NamesOfColumns(target);
         return failure.Set(
             CliExit::Failed,
             fmt::format("{} is a link from {} to {}, not a column; {}> goes on to a column of it{}",
-                        Quoted(name), Shown(table), Shown(target), name, WhatThereIs({}, columns)));
+                        Quoted(name), Shown(table), Shown(target), WrittenName(name),
+                        WhatThereIs({}, columns)));
     }
     return failure.Set(CliExit::Failed,
                        fmt::format("table {} has no column {}{}", Shown(table), Quoted(name),

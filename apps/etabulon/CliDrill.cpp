@@ -4,6 +4,7 @@
 #include "apps/etabulon/CliPath.h"
 #include "apps/etabulon/CliSuggest.h"
 #include "apps/etabulon/CliUtf8.h"
+#include "apps/etabulon/CliWritten.h"
 
 #include <fmt/format.h>
 
@@ -16,6 +17,13 @@ bool IsMeant(const EVariant& label, const CliWordChoice& word) {
         return shown == word.text && label.IsMissing() == (word.text == "NULL");
     }
     return shown == word.text || shown == fmt::format("\"{}\"", word.text);
+}
+
+/// As --drill takes it.
+std::string WrittenLabel(const EVariant& label) {
+    const std::string shown = LabelText(label);
+    const bool isMarked = shown == fmt::format("\"{}\"", label.AsChaine().View());
+    return label.IsMissing() || isMarked ? shown : WrittenWord(shown);
 }
 
 bool FindLabel(const CliCrossAxis& axis, const CliWordChoice& word, unsigned int& index,
@@ -32,7 +40,7 @@ bool FindLabel(const CliCrossAxis& axis, const CliWordChoice& word, unsigned int
     }
     std::vector<std::string> names;
     for (const EVariant& label : axis.labels) {
-        names.push_back(LabelText(label));
+        names.push_back(WrittenLabel(label));
     }
     return failure.Set(CliExit::Failed,
                        fmt::format("{} in --drill isn't a label of {}{}", Quoted(word.text),

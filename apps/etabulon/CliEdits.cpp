@@ -1,7 +1,8 @@
 #include "apps/etabulon/CliEdits.h"
 
-#include "apps/etabulon/CliCell.h"
+#include "apps/etabulon/CliOutput.h"
 #include "apps/etabulon/CliUtf8.h"
+#include "apps/etabulon/CliWritten.h"
 #include "etabulon/foundation/DDico.h"
 #include "etabulon/sql/ESqlSource.h"
 #include "etabulon/values/ETabulonValue.h"
@@ -15,28 +16,7 @@ namespace {
 
 bool IsLink(const CliVariable& variable) { return ETabulonVariableID(variable.code).IsLink(); }
 
-/// A path stays as it was written; a column's name may need quotes.
-std::string WrittenVariable(const CliVariable& variable) {
-    return IsLink(variable) ? variable.shown : WrittenWord(variable.shown);
-}
-
 }  // namespace
-
-std::string WrittenValue(const EVariant& value) {
-    CliCellMaker maker;
-    const CliCell cell = maker.Of(value);
-    switch (cell.kind) {
-        case CliCellKind::Null:
-            return "NULL";
-        case CliCellKind::Bytes: {
-            std::string digits;
-            AppendHex(digits, cell.text);
-            return digits;
-        }
-        default:
-            return WrittenWord(cell.text);
-    }
-}
 
 bool CliEdits::AddLevelsOf(const CliEditChoice& edit, CliFailure& failure) {
     return std::all_of(edit.places.begin(), edit.places.end(), [&](const CliPlaceChoice& place) {
@@ -52,10 +32,7 @@ bool CliEdits::MakePlace(const CliEditChoice& edit, ETabulonTag& place, CliFailu
         if (!dictionary_.FindVariable(table_, choice.path, data, failure)) {
             return false;
         }
-        const auto level =
-            std::find_if(levels_.all.begin(), levels_.all.end(),
-                         [&data](const CliLevel& each) { return each.data.code == data.code; });
-        const auto id = static_cast<unsigned int>(level - levels_.all.begin());
+        const unsigned int id = *levels_.Find(data.code);
         if (place.HasValue(id)) {
             return failure.Set(CliExit::Usage, fmt::format("{} has two values for level {}",
                                                            WordOf(edit.kind), Quoted(data.shown)));
@@ -69,6 +46,10 @@ bool CliEdits::MakePlace(const CliEditChoice& edit, ETabulonTag& place, CliFailu
     return true;
 }
 
+bool CliEdits::IsWritten(const CliVariable& variable) const {
+    return !IsLink(variable) && !table_.columns[variable.variable->Index()].generated;
+}
+
 bool CliEdits::CheckWritten(const CliVariable& variable, std::string_view what,
                             CliFailure& failure) const {
     if (IsLink(variable)) {
@@ -76,7 +57,7 @@ bool CliEdits::CheckWritten(const CliVariable& variable, std::string_view what,
                            fmt::format("{} {} is of another table than {}: it isn't written here",
                                        what, Quoted(variable.shown), Quoted(table_.name.View())));
     }
-    return !table_.columns[variable.variable->Index()].generated ||
+    return IsWritten(variable) ||
            failure.Set(CliExit::Failed,
                        fmt::format("{} {} of table {} is calculated by the database: it can't be "
                                    "written",
@@ -135,24 +116,53 @@ bool CliEdits::Append(const CliEditChoice& edit, CliFailure& failure) {
 }
 
 std::string CliEdits::WrittenPlace(const ETabulonTag& place) const {
-    std::string written;
+    std::vector<unsigned int> levels;
     for (unsigned int index = 0; index < place.KnownLevelsCount(); ++index) {
-        const CliVariable& data = levels_.all[place.LevelAt(index)].data;
-        written += fmt::format("{}{}={}", index == 0 ? "" : ",", WrittenVariable(data),
-                               WrittenValue(place.ValueAt(index).Data()));
+        levels.push_back(place.LevelAt(index));
+    }
+    return WrittenPlace(place, levels);
+}
+
+std::string CliEdits::WrittenPlace(const ETabulonTag& place,
+                                   const std::vector<unsigned int>& levels) const {
+    std::string written;
+    for (const unsigned int level : levels) {
+        written +=
+            fmt::format("{}{}={}", written.empty() ? "" : ",", levels_.all[level].data.written,
+                        WrittenValue(place.Value(level).Data()));
     }
     return written;
 }
 
+/// The levels that the change's place is written with.
+std::vector<unsigned int> CliEdits::LevelsOf(const ETabulonPendingChanges::Change& change) const {
+    std::vector<unsigned int> levels;
+    const ETabulonTag& place = change.Selection();
+    const bool isInsert = change.Type() == ETabulonPendingChanges::Insert;
+    for (unsigned int index = 0; index < place.KnownLevelsCount(); ++index) {
+        const unsigned int level = place.LevelAt(index);
+        // A level that an insert can't write is NULL in it, and can't be told.
+        if (!isInsert || IsWritten(levels_.all[level].data)) {
+            levels.push_back(level);
+        }
+    }
+    return levels;
+}
+
 std::string CliEdits::Written(const ETabulonPendingChanges::Change& change) const {
-    const std::string place = WrittenPlace(change.Selection());
+    return Written(change, LevelsOf(change));
+}
+
+std::string CliEdits::Written(const ETabulonPendingChanges::Change& change,
+                              const std::vector<unsigned int>& levels) const {
+    const std::string place = WrittenPlace(change.Selection(), levels);
     switch (change.Type()) {
         case ETabulonPendingChanges::Update: {
             const auto column =
                 std::find_if(columns_.begin(), columns_.end(), [&change](const CliVariable& each) {
                     return ETabulonVariableID(each.code) == change.VarDataID();
                 });
-            return fmt::format("set {}:{}={}", place, WrittenVariable(*column),
+            return fmt::format("set {}:{}={}", place, column->written,
                                WrittenValue(change.Value()));
         }
         case ETabulonPendingChanges::Insert:
@@ -163,12 +173,20 @@ std::string CliEdits::Written(const ETabulonPendingChanges::Change& change) cons
     return fmt::format("delete {}", place);
 }
 
-std::string CliEdits::Script() const {
-    std::string script;
+/// The levels of a place are written in the order in which the script brings them in: whoever reads
+/// it numbers them so, whatever their numbers are here, and writes the same script again.
+void CliEdits::PutScript(CliOutput& output) const {
+    std::vector<unsigned int> ranks(levels_.all.size(), 0);
+    unsigned int known = 0;
     for (const ETabulonPendingChanges::Change& change : changes_.Script()) {
-        script += Written(change) + '\n';
+        std::vector<unsigned int> levels = LevelsOf(change);
+        for (const unsigned int level : levels) {
+            ranks[level] = ranks[level] == 0 ? ++known : ranks[level];
+        }
+        std::sort(levels.begin(), levels.end(),
+                  [&ranks](unsigned int a, unsigned int b) { return ranks[a] < ranks[b]; });
+        output.EndLine(Written(change, levels));
     }
-    return script;
 }
 
 /// A place of more levels counts as below one of less if it agrees on those that both have. Where
@@ -207,7 +225,8 @@ std::string CliEdits::WrittenLevels() const {
     std::string written;
     for (const CliLevel& level : levels_.all) {
         written += written.empty() ? "" : ",";
-        written += level.HasLabel() ? level.shown : WrittenVariable(level.data);
+        written += level.data.written;
+        written += level.HasLabel() ? ':' + level.label.written : "";
     }
     return written;
 }

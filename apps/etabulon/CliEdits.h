@@ -12,6 +12,8 @@
 
 namespace etabulon {
 
+class CliOutput;
+
 /// Edits of a table as they were asked for, and the script that they make.
 ///
 /// Ownership  the dictionary and the table aren't owned and must outlive this.
@@ -35,8 +37,8 @@ public:
     /// What the updates change.
     [[nodiscard]] const std::vector<CliVariable>& Columns() const noexcept { return columns_; }
 
-    /// The script in normal form: an edit a line, as SplitScript reads it.
-    [[nodiscard]] std::string Script() const;
+    /// The script in normal form: an edit a line, as ParseScript reads it.
+    void PutScript(CliOutput& output) const;
     /// The levels as --levels reads them.
     [[nodiscard]] std::string WrittenLevels() const;
     /// A place as edits have it: `level=value`, separated by commas.
@@ -53,7 +55,15 @@ private:
     [[nodiscard]] bool AppendInsert(ETabulonTag& place, CliFailure& failure);
     [[nodiscard]] bool CheckSuperseded(CliEditKind kind, const ETabulonTag& place,
                                        const CliVariable* column, CliFailure& failure) const;
+    [[nodiscard]] std::vector<unsigned int> LevelsOf(
+        const ETabulonPendingChanges::Change& change) const;
     [[nodiscard]] std::string Written(const ETabulonPendingChanges::Change& change) const;
+    [[nodiscard]] std::string Written(const ETabulonPendingChanges::Change& change,
+                                      const std::vector<unsigned int>& levels) const;
+    [[nodiscard]] std::string WrittenPlace(const ETabulonTag& place,
+                                           const std::vector<unsigned int>& levels) const;
+    /// The save writes it: it is of the table, and not calculated.
+    [[nodiscard]] bool IsWritten(const CliVariable& variable) const;
     [[nodiscard]] bool CheckWritten(const CliVariable& variable, std::string_view what,
                                     CliFailure& failure) const;
 
@@ -63,8 +73,5 @@ private:
     std::vector<CliVariable> columns_;
     ETabulonPendingChanges changes_;
 };
-
-/// A value as edits are given it.
-[[nodiscard]] std::string WrittenValue(const EVariant& value);
 
 }  // namespace etabulon

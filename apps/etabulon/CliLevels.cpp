@@ -19,28 +19,15 @@ namespace {
 
 ETabulonVariableID IdOf(const CliVariable& variable) { return ETabulonVariableID(variable.code); }
 
-const CliLevel* FindLevel(const CliLevels& levels, const CliVariable& data) {
-    for (const CliLevel& level : levels.all) {
-        if (level.data.code == data.code) {
-            return &level;
-        }
-    }
-    return nullptr;
-}
-
 bool NoSuchLevel(const CliLevels& levels, const std::string& shown, std::string_view option,
                  CliFailure& failure) {
     std::vector<std::string> names;
     for (const CliLevel& level : levels.all) {
-        names.push_back(level.data.shown);
+        names.push_back(level.data.written);
     }
     return failure.Set(CliExit::Usage,
                        fmt::format("{} in {} isn't one of the levels{}", Quoted(shown), option,
                                    WhatThereIs(shown, names)));
-}
-
-unsigned int IdOf(const CliLevels& levels, const CliLevel& level) {
-    return static_cast<unsigned int>(&level - levels.all.data());
 }
 
 /// Hexadecimal digits, as blobs are printed.
@@ -79,7 +66,7 @@ std::string PlainDecimal(std::string_view text) {
     return text.empty() ? "0" : (isNegative ? "-" : "+") + std::string(text);
 }
 
-/// The value is the number that was written: not the nearest one that its type has.
+/// The value is what was written: not the nearest number or time that its type has.
 bool IsExact(const EVariant& value, std::string_view text) {
     const ETypeInfo& info = TypeInfo(value.Type());
     const std::string plain = PlainDecimal(text);
@@ -92,7 +79,14 @@ bool IsExact(const EVariant& value, std::string_view text) {
         return std::isfinite(number) ||
                (std::isinf(number) && text.find_first_of("0123456789") == text.npos);
     }
-    if (info.valueClass != EValueClass::Number || info.storage == EStorage::Bool) {
+    if (info.storage == EStorage::Time || info.storage == EStorage::Timestamp) {
+        constexpr std::size_t kMilliseconds = 3;
+        const std::string_view part = text.substr(std::min(text.find('.'), text.size()));
+        const std::string_view finer = part.substr(std::min(part.size(), 1 + kMilliseconds));
+        return finer.find_first_of("123456789") == std::string_view::npos;
+    }
+    if (info.valueClass != EValueClass::Number ||
+        (info.storage == EStorage::Bool && (text == "true" || text == "false"))) {
         return true;
     }
     return !plain.empty() && plain == PlainDecimal(value.AsChaine().View());
@@ -114,6 +108,18 @@ EVariant ValueOfType(int type, std::uint16_t size, const std::string& text) {
 }
 
 }  // namespace
+
+void CliLevels::Add(CliLevel level) {
+    byCode_.emplace(level.data.code.View(), static_cast<unsigned int>(all.size()));
+    levels.AddLevel(Chaine(level.shown), IdOf(level.data), IdOf(level.label), nullptr,
+                    /*addRef=*/false);
+    all.push_back(std::move(level));
+}
+
+std::optional<unsigned int> CliLevels::Find(const Chaine& code) const {
+    const auto found = byCode_.find(std::string(code.View()));
+    return found == byCode_.end() ? std::nullopt : std::optional(found->second);
+}
 
 bool ReadValue(const CliVariable& variable, std::string_view what, const CliWordChoice& word,
                ETabulonValue& value, CliFailure& failure) {
@@ -150,13 +156,11 @@ bool MakeLevels(const CliDictionary& dictionary, const ESqlTableInfo& table, std
             return false;
         }
         level.shown = choice.label ? choice.shown : level.data.shown;
-        if (FindLevel(levels, level.data) != nullptr) {
+        if (levels.Find(level.data.code)) {
             return failure.Set(CliExit::Usage,
                                fmt::format("level {} is given twice", Quoted(level.data.shown)));
         }
-        levels.levels.AddLevel(Chaine(level.shown), IdOf(level.data), IdOf(level.label), nullptr,
-                               /*addRef=*/false);
-        levels.all.push_back(std::move(level));
+        levels.Add(std::move(level));
     }
     return true;
 }
@@ -168,8 +172,8 @@ bool FindOrAddLevel(const CliDictionary& dictionary, const ESqlTableInfo& table,
     if (!dictionary.FindVariable(table, data, variable, failure)) {
         return false;
     }
-    if (const CliLevel* const level = FindLevel(levels, variable)) {
-        id = IdOf(levels, *level);
+    if (const auto known = levels.Find(variable.code)) {
+        id = *known;
         return true;
     }
     id = static_cast<unsigned int>(levels.all.size());
@@ -187,20 +191,20 @@ bool MakeTag(const CliDictionary& dictionary, const ESqlTableInfo& table, const 
         if (!dictionary.FindVariable(table, place.path, data, failure)) {
             return false;
         }
-        const CliLevel* const level = FindLevel(levels, data);
-        if (level == nullptr) {
+        const auto id = levels.Find(data.code);
+        if (!id) {
             return NoSuchLevel(levels, data.shown, "--at", failure);
         }
-        const unsigned int id = IdOf(levels, *level);
-        if (tag.HasValue(id)) {
+        const CliVariable& level = levels.all[*id].data;
+        if (tag.HasValue(*id)) {
             return failure.Set(CliExit::Usage, fmt::format("--at has two values for level {}",
-                                                           Quoted(level->data.shown)));
+                                                           Quoted(level.shown)));
         }
         ETabulonValue value;
-        if (!ReadValue(level->data, "level", {place.value, place.isQuoted}, value, failure)) {
+        if (!ReadValue(level, "level", {place.value, place.isQuoted}, value, failure)) {
             return false;
         }
-        tag.SetValue(id, value);
+        tag.SetValue(*id, value);
     }
     return true;
 }
@@ -221,12 +225,12 @@ bool FindLevels(const CliDictionary& dictionary, const ESqlTableInfo& table,
         if (choice.label && !dictionary.FindVariable(table, *choice.label, label, failure)) {
             return false;
         }
-        const CliLevel* const level = FindLevel(levels, data);
-        const bool isLevel = level != nullptr && (!choice.label || level->label.code == label.code);
+        const auto id = levels.Find(data.code);
+        const bool isLevel = id && (!choice.label || levels.all[*id].label.code == label.code);
         if (!isLevel) {
             return NoSuchLevel(levels, choice.shown, option, failure);
         }
-        found.insert(IdOf(levels, *level));
+        found.insert(*id);
     }
     return true;
 }

@@ -6,9 +6,11 @@
 #include "etabulon/values/ETabulonLevels.h"
 #include "etabulon/values/ETabulonTag.h"
 
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace etabulon {
@@ -21,9 +23,18 @@ struct CliLevel {
     [[nodiscard]] bool HasLabel() const noexcept { return !(label.code == data.code); }
 };
 
-struct CliLevels {
+class CliLevels {
+public:
     std::vector<CliLevel> all;
     ETabulonLevels levels;
+
+    /// Requires that there is no level of these data.
+    void Add(CliLevel level);
+    /// The identifier of the level whose data have this code.
+    [[nodiscard]] std::optional<unsigned int> Find(const Chaine& code) const;
+
+private:
+    std::unordered_map<std::string, unsigned int> byCode_;
 };
 
 /// The levels that `text` names, on a table.

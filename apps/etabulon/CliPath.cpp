@@ -1,64 +1,32 @@
 #include "apps/etabulon/CliPath.h"
 
 #include "apps/etabulon/CliUtf8.h"
+#include "apps/etabulon/CliWritten.h"
 #include "etabulon/foundation/ELinkEngine.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
-#include <utility>
 
 namespace etabulon {
 namespace {
 
-constexpr std::string_view kBackwardText = "\xC2\xBB";  // » in UTF-8
-constexpr std::string_view kBlanks = " \t";
-constexpr std::array<std::pair<std::string_view, CliEditKind>, 3> kEditWords = {
-    {{"set", CliEditKind::Set}, {"insert", CliEditKind::Insert}, {"delete", CliEditKind::Delete}}};
-
-std::string_view Trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(kBlanks);
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(kBlanks) + 1 - first);
-}
-
-/// Where the first edit of a script ends: at the first line end outside of quotes. A quote opens a
-/// text only where a name or value may begin.
-std::size_t EndOfEdit(std::string_view text) {
-    std::size_t place = std::min(text.find_first_not_of(kBlanks), text.size());
-    if (place < text.size() && text[place] == '#') {
-        return std::min(text.find('\n'), text.size());
-    }
-    place = std::min(text.find_first_of(" \t\n", place), text.size());
-    bool mayOpen = true;
-    bool isInQuotes = false;
-    for (; place < text.size(); ++place) {
-        const char c = text[place];
-        if (isInQuotes) {
-            isInQuotes = c != '"';
-            // A doubled quote opens again at once.
-            mayOpen = !isInQuotes;
-        } else if (c == '\n') {
-            return place;
-        } else if (c == '"' && mayOpen) {
-            isInQuotes = true;
-        } else if (kBlanks.find(c) == std::string_view::npos) {
-            constexpr std::string_view kStarts = ",:=>.\xBB";  // the last one ends a »
-            mayOpen = kStarts.find(c) != std::string_view::npos;
-        }
-    }
-    return text.size();
-}
-
-/// Goes through the text of an option from the left.
+/// Goes through a text from the left: to its end, or by lines to the next line end that isn't in
+/// quotes.
 class Scanner {
 public:
-    Scanner(std::string_view text, CliFailure& failure) : text_(text), failure_(failure) {}
+    Scanner(std::string_view text, CliFailure& failure, bool isByLines = false)
+        : text_(text), isByLines_(isByLines), failure_(failure) {}
 
-    [[nodiscard]] bool IsAtEnd() const noexcept { return place_ == text_.size(); }
+    [[nodiscard]] bool IsAtEnd() const noexcept {
+        return place_ == text_.size() || (isByLines_ && IsLineEnd());
+    }
+    /// Goes on to the next line; false behind the last one. Requires a text that isn't empty.
+    [[nodiscard]] bool NextLine();
+    void SkipLine();
+    /// What stands in front of the next blank.
+    [[nodiscard]] std::string_view ReadVerb();
+    [[nodiscard]] std::size_t Line() const noexcept { return line_; }
     [[nodiscard]] bool Take(char c) {
         if (IsAtEnd() || text_[place_] != c) {
             return false;
@@ -68,27 +36,65 @@ public:
     }
     [[nodiscard]] bool ReadWord(std::string_view stops, CliWordChoice& word);
     [[nodiscard]] bool ReadPath(std::string_view stops, CliPath& path);
-    void SkipBlanks() { place_ = std::min(text_.find_first_not_of(kBlanks, place_), text_.size()); }
+    void SkipBlanks() {
+        place_ = std::min(text_.find_first_not_of(kCliBlanks, place_), text_.size());
+    }
     [[nodiscard]] std::size_t Place() const noexcept { return place_; }
     [[nodiscard]] std::string Since(std::size_t from) const {
         return std::string(Trimmed(text_.substr(from, place_ - from)));
     }
-    bool Fail(std::string_view what) {
-        return failure_.Set(CliExit::Usage, fmt::format("{} in {}", what, Quoted(text_)));
-    }
+    /// What is read from here on is what a failure is said to be in.
+    void BeginItem() noexcept { item_ = place_; }
+    bool Fail(std::string_view what);
 
 private:
+    [[nodiscard]] bool IsLineEnd() const noexcept {
+        const std::string_view rest = text_.substr(place_, 2);
+        return rest.front() == '\n' || rest == "\r\n" || rest == "\r";
+    }
     [[nodiscard]] bool ReadQuoted(CliWordChoice& word);
     [[nodiscard]] bool ReadStep(std::string_view stops, CliPathStep& step);
     [[nodiscard]] char TakeMark();
     [[nodiscard]] bool IsBackwardAt(std::size_t place) const {
-        return text_.substr(place, kBackwardText.size()) == kBackwardText;
+        return text_.substr(place, kCliBackward.size()) == kCliBackward;
     }
 
     std::string_view text_;
+    bool isByLines_;
     std::size_t place_ = 0;
+    std::size_t item_ = 0;
+    std::size_t line_ = 1;     // of counted_
+    std::size_t counted_ = 0;  // where a line begins
     CliFailure& failure_;
 };
+
+bool Scanner::NextLine() {
+    place_ = std::min(text_.find('\n', place_), text_.size() - 1) + 1;
+    // A quoted text may have had line ends.
+    const std::string_view passed = text_.substr(counted_, place_ - counted_);
+    line_ += static_cast<std::size_t>(std::count(passed.begin(), passed.end(), '\n'));
+    counted_ = place_;
+    return place_ != text_.size();
+}
+
+void Scanner::SkipLine() {
+    while (!IsAtEnd()) {
+        ++place_;
+    }
+}
+
+std::string_view Scanner::ReadVerb() {
+    const std::size_t from = place_;
+    while (!IsAtEnd() && kCliBlanks.find(text_[place_]) == std::string_view::npos) {
+        ++place_;
+    }
+    return text_.substr(from, place_ - from);
+}
+
+bool Scanner::Fail(std::string_view what) {
+    SkipLine();
+    return failure_.Set(CliExit::Usage, fmt::format("{} in {}", what, Quoted(Since(item_))));
+}
 
 bool Scanner::ReadQuoted(CliWordChoice& word) {
     word.isQuoted = true;
@@ -132,7 +138,7 @@ char Scanner::TakeMark() {
         return kLinkForward;
     }
     if (IsBackwardAt(place_)) {
-        place_ += kBackwardText.size();
+        place_ += kCliBackward.size();
         return kLinkBackward;
     }
     return 0;
@@ -197,8 +203,7 @@ bool ReadPlace(Scanner& scanner, const std::string& ends, CliPlaceChoice& place)
 
 /// Reads items up to the end with commas between them.
 template <class Item, class ReadItem>
-bool ReadList(std::string_view text, CliFailure& failure, std::vector<Item>& items, ReadItem read) {
-    Scanner scanner(text, failure);
+bool ReadList(Scanner& scanner, std::vector<Item>& items, ReadItem read) {
     scanner.SkipBlanks();
     if (scanner.IsAtEnd()) {
         return true;
@@ -210,6 +215,54 @@ bool ReadList(std::string_view text, CliFailure& failure, std::vector<Item>& ite
         scanner.SkipBlanks();
     } while (scanner.Take(','));
     return scanner.IsAtEnd() || scanner.Fail("a comma is missing");
+}
+
+template <class Item, class ReadItem>
+bool ReadList(std::string_view text, CliFailure& failure, std::vector<Item>& items, ReadItem read) {
+    Scanner scanner(text, failure);
+    return ReadList(scanner, items, read);
+}
+
+bool ReadSet(Scanner& scanner, CliEditChoice& edit) {
+    scanner.SkipBlanks();
+    if (!scanner.Take(':')) {
+        do {
+            if (!ReadPlace(scanner, ",:", edit.places.emplace_back())) {
+                return false;
+            }
+        } while (scanner.Take(','));
+        if (!scanner.Take(':')) {
+            return scanner.Fail("behind the place : and column=value are missing");
+        }
+    }
+    if (!scanner.ReadPath("=,", edit.column)) {
+        return false;
+    }
+    if (!scanner.Take('=')) {
+        return scanner.Fail(
+            fmt::format("column {} has no value (column=value)", Quoted(edit.column.shown)));
+    }
+    if (!scanner.ReadWord(",", edit.value)) {
+        return false;
+    }
+    return scanner.IsAtEnd() ||
+           scanner.Fail(
+               "there is more behind the value (a comma in it needs double quotes "
+               "around it; each column has a set of its own)");
+}
+
+bool ReadEdit(Scanner& scanner, CliEditKind kind, CliEditChoice& edit, CliFailure& failure) {
+    edit.kind = kind;
+    if (kind == CliEditKind::Set) {
+        return ReadSet(scanner, edit);
+    }
+    const auto read = [](Scanner& from, CliPlaceChoice& place) {
+        return ReadPlace(from, ",:", place);
+    };
+    return ReadList(scanner, edit.places, read) &&
+           (!edit.places.empty() ||
+            failure.Set(CliExit::Usage,
+                        fmt::format("{} needs a place: level=value", Quoted(WordOf(kind)))));
 }
 
 }  // namespace
@@ -248,112 +301,37 @@ bool ParseWords(std::string_view text, std::vector<CliWordChoice>& words, CliFai
 
 bool ParseEdit(CliEditKind kind, std::string_view text, CliEditChoice& edit, CliFailure& failure) {
     edit = {};
-    edit.kind = kind;
-    if (kind != CliEditKind::Set) {
-        return ReadList(text, failure, edit.places,
-                        [](Scanner& scanner, CliPlaceChoice& place) {
-                            return ReadPlace(scanner, ",:", place);
-                        }) &&
-               (!edit.places.empty() ||
-                failure.Set(CliExit::Usage,
-                            fmt::format("{} needs a place: level=value", Quoted(WordOf(kind)))));
-    }
     Scanner scanner(text, failure);
-    scanner.SkipBlanks();
-    if (!scanner.Take(':')) {
-        do {
-            if (!ReadPlace(scanner, ",:", edit.places.emplace_back())) {
-                return false;
-            }
-        } while (scanner.Take(','));
-        if (!scanner.Take(':')) {
-            return scanner.Fail("behind the place : and column=value are missing");
-        }
-    }
-    if (!scanner.ReadPath("=,", edit.column)) {
-        return false;
-    }
-    if (!scanner.Take('=')) {
-        return scanner.Fail(
-            fmt::format("column {} has no value (column=value)", Quoted(edit.column.shown)));
-    }
-    if (!scanner.ReadWord(",", edit.value)) {
-        return false;
-    }
-    return scanner.IsAtEnd() ||
-           scanner.Fail(
-               "there is more behind the value (a comma in it needs double quotes "
-               "around it; each column has a set of its own)");
+    return ReadEdit(scanner, kind, edit, failure);
 }
 
-std::string_view WordOf(CliEditKind kind) noexcept {
-    for (const auto& [word, known] : kEditWords) {
-        if (known == kind) {
-            return word;
-        }
-    }
-    return {};
-}
-
-bool SplitScript(std::string_view text, std::vector<CliScriptEdit>& edits, std::size_t& line,
+bool ParseScript(std::string_view text, std::vector<CliScriptEdit>& edits, std::size_t& line,
                  CliFailure& failure) {
-    line = 0;
-    for (std::size_t next = 1; !text.empty(); line = next) {
-        line = next;
-        const std::size_t end = EndOfEdit(text);
-        std::string_view edit = text.substr(0, end);
-        next += 1 + static_cast<std::size_t>(std::count(edit.begin(), edit.end(), '\n'));
-        text.remove_prefix(std::min(text.size(), end + 1));
-        if (!edit.empty() && edit.back() == '\r') {
-            edit.remove_suffix(1);
-        }
-        edit = Trimmed(edit);
-        if (edit.empty() || edit.front() == '#') {
+    Scanner scanner(text, failure, /*isByLines=*/true);
+    for (bool hasLine = !text.empty(); hasLine; hasLine = scanner.NextLine()) {
+        scanner.SkipBlanks();
+        line = scanner.Line();
+        if (scanner.IsAtEnd() || scanner.Take('#')) {
+            scanner.SkipLine();
             continue;
         }
-        const std::string_view word = edit.substr(0, edit.find_first_of(kBlanks));
+        const std::string_view word = scanner.ReadVerb();
         const auto* const known =
-            std::find_if(kEditWords.begin(), kEditWords.end(),
+            std::find_if(kCliEditWords.begin(), kCliEditWords.end(),
                          [word](const auto& each) { return each.first == word; });
-        if (known == kEditWords.end()) {
+        if (known == kCliEditWords.end()) {
             return failure.Set(
                 CliExit::Usage,
                 fmt::format("an edit begins with set, insert or delete, not {}", Quoted(word)));
         }
-        edits.push_back({line, std::string(Trimmed(edit.substr(word.size()))), known->second});
+        scanner.BeginItem();
+        CliScriptEdit& added = edits.emplace_back();
+        added.line = line;
+        if (!ReadEdit(scanner, known->second, added.edit, failure)) {
+            return false;
+        }
     }
     return true;
-}
-
-std::string WrittenWord(std::string_view text) {
-    const bool isPlain = text == Trimmed(text) && text != "NULL" && !text.starts_with('#') &&
-                         text.find_first_of("\",:>=\n\r") == std::string_view::npos &&
-                         text.find(kBackwardText) == std::string_view::npos;
-    if (isPlain) {
-        return std::string(text);
-    }
-    std::string written = "\"";
-    for (const char c : text) {
-        written.append(c == '"' ? 2 : 1, c);
-    }
-    return written + '"';
-}
-
-std::string Written(const CliEditChoice& edit) {
-    const auto value = [](const std::string& text, bool isQuoted) {
-        return !isQuoted && text == "NULL" ? text : WrittenWord(text);
-    };
-    std::string written(WordOf(edit.kind));
-    const char* separator = " ";
-    for (const CliPlaceChoice& place : edit.places) {
-        written += separator + place.path.shown + '=' + value(place.value, place.isQuoted);
-        separator = ",";
-    }
-    if (edit.kind == CliEditKind::Set) {
-        written += edit.places.empty() ? " :" : ":";
-        written += edit.column.shown + '=' + value(edit.value.text, edit.value.isQuoted);
-    }
-    return written;
 }
 
 }  // namespace etabulon

@@ -58,8 +58,7 @@ struct CliEditChoice {
 /// An edit of a script, and the line that it begins on.
 struct CliScriptEdit {
     std::size_t line = 0;
-    std::string text;  // behind the word that tells the kind
-    CliEditKind kind = CliEditKind::Set;
+    CliEditChoice edit;
 };
 
 /// Read what `--levels`, `--columns`, `--at` and `--drill` are given: lists with commas. Blanks
@@ -78,17 +77,10 @@ struct CliScriptEdit {
 /// concerns all records is to be meant.
 [[nodiscard]] bool ParseEdit(CliEditKind kind, std::string_view text, CliEditChoice& edit,
                              CliFailure& failure);
-/// Parts a script into its edits: `set`, `insert` or `delete` and what that option is given, one a
-/// line. Line ends in quotes are part of a text; blank lines and those that begin with # don't
-/// count. `line` is that of a failure.
-[[nodiscard]] bool SplitScript(std::string_view text, std::vector<CliScriptEdit>& edits,
+/// Reads a script: `set`, `insert` or `delete` and what that option is given, one a line. Line ends
+/// in quotes are part of a text; blank lines and those that begin with # don't count. `line` is
+/// that of a failure.
+[[nodiscard]] bool ParseScript(std::string_view text, std::vector<CliScriptEdit>& edits,
                                std::size_t& line, CliFailure& failure);
-/// The word that begins an edit's line.
-[[nodiscard]] std::string_view WordOf(CliEditKind kind) noexcept;
-
-/// An edit as the line of a script that is read as this one.
-[[nodiscard]] std::string Written(const CliEditChoice& edit);
-/// A name or value as it is to be written so that it is read as this text.
-[[nodiscard]] std::string WrittenWord(std::string_view text);
 
 }  // namespace etabulon

@@ -9,9 +9,8 @@ namespace etabulon {
 namespace {
 
 bool IsPlainLevel(const CliLevels& levels, const ESqlColumn& column) {
-    return std::any_of(levels.all.begin(), levels.all.end(), [&column](const CliLevel& level) {
-        return !level.HasLabel() && level.data.code == column.code;
-    });
+    const auto id = levels.Find(column.code);
+    return id && !levels.all[*id].HasLabel();
 }
 
 /// A part of the key that is printed.
@@ -124,8 +123,7 @@ std::vector<CliVariable> AllValues(const CliDictionary& dictionary, const ESqlTa
         const ESqlColumn& column = table.columns[index];
         const bool isKey = std::find(table.key.begin(), table.key.end(), index) != table.key.end();
         if (!isKey && !IsPlainLevel(levels, column)) {
-            values.push_back({std::string(column.name.View()), column.code,
-                              dictionary.Source().Rubric(table)->Find(column.code)});
+            values.push_back(dictionary.VariableOf(table, column));
         }
     }
     return values;

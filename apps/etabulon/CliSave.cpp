@@ -2,6 +2,7 @@
 
 #include "apps/etabulon/CliInterrupt.h"
 #include "apps/etabulon/CliUtf8.h"
+#include "apps/etabulon/CliWritten.h"
 #include "etabulon/pending/ETabulonSavePending.h"
 #include "etabulon/sql/ESqlSource.h"
 
@@ -74,7 +75,7 @@ std::string SavingCursor::ShownKey(const ETabulonPrimaryKey& key) const {
         const std::string name = part < table.key.size()
                                      ? std::string(table.columns[table.key[part]].name.View())
                                      : table.rowIdName;
-        shown += fmt::format("{}{}={}", part == 0 ? "" : ",", WrittenWord(name),
+        shown += fmt::format("{}{}={}", part == 0 ? "" : ",", WrittenName(name),
                              WrittenValue(key.Fields().At(part)));
     }
     return shown;

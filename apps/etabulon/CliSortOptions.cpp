@@ -19,18 +19,18 @@ bool AddNamedLevels(const CliDictionary& dictionary, const ESqlTableInfo& table,
     if (!ParseLevels(named, choices, failure)) {
         return false;
     }
+    std::set<unsigned int> met;
     for (const CliLevelChoice& choice : choices) {
         unsigned int id = kNoLevel;
         if (!FindOrAddLevel(dictionary, table, choice.data, choice.shown, result.levels, id,
                             failure)) {
             return false;
         }
-        auto& details = result.details;
-        if (std::find(details.begin(), details.end(), id) != details.end()) {
+        if (!met.insert(id).second) {
             return failure.Set(CliExit::Usage, fmt::format("level {} is given twice in {}",
                                                            Quoted(choice.shown), option));
         }
-        details.push_back(id);
+        result.details.push_back(id);
     }
     return true;
 }
@@ -66,9 +66,7 @@ bool CheckDetails(const CliResultLevels& result, const std::set<unsigned int>& h
 }
 
 void Arrange(CliResultLevels& result, const std::set<unsigned int>& reversed) {
-    const auto isDetail = [&result](unsigned int id) {
-        return std::find(result.details.begin(), result.details.end(), id) != result.details.end();
-    };
+    const std::set<unsigned int> details(result.details.begin(), result.details.end());
     const auto add = [&](unsigned int id, ETabulonSortDesc::HideFlag hiddenIn) {
         result.keys.Add({id, reversed.contains(id), hiddenIn});
     };
@@ -82,7 +80,7 @@ void Arrange(CliResultLevels& result, const std::set<unsigned int>& reversed) {
         add(id, 0);
     }
     for (unsigned int id = 0; id < count; ++id) {
-        if (!result.place.HasValue(id) && !isDetail(id)) {
+        if (!result.place.HasValue(id) && !details.contains(id)) {
             add(id, ETabulonSortDesc::HideInCalc);
         }
     }

@@ -18,12 +18,6 @@ constexpr std::size_t kLongestCompared = 100;
 
 char Lower(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-std::string Lowered(std::string_view text) {
-    std::string lowered(text);
-    std::transform(lowered.begin(), lowered.end(), lowered.begin(), Lower);
-    return lowered;
-}
-
 /// The least number of letters to add, drop or change.
 std::size_t Distance(std::string_view a, std::string_view b) {
     std::vector<std::size_t> row(b.size() + 1);
@@ -84,9 +78,10 @@ std::string Joined(std::span<const std::string> names, std::string_view lastWord
 
 }  // namespace
 
-bool EqualsIgnoringCase(std::string_view a, std::string_view b) noexcept {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](char x, char y) { return Lower(x) == Lower(y); });
+std::string Lowered(std::string_view text) {
+    std::string lowered(text);
+    std::transform(lowered.begin(), lowered.end(), lowered.begin(), Lower);
+    return lowered;
 }
 
 std::string DidYouMean(std::string_view wanted, std::span<const std::string> existing) {

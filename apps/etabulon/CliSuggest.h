@@ -13,7 +13,7 @@ namespace etabulon {
 /// Only the names like it; empty without one.
 [[nodiscard]] std::string DidYouMean(std::string_view wanted,
                                      std::span<const std::string> existing);
-/// Case of ASCII letters ignored, as SQLite compares names.
-[[nodiscard]] bool EqualsIgnoringCase(std::string_view a, std::string_view b) noexcept;
+/// With small ASCII letters: names that are then the same are one to SQLite.
+[[nodiscard]] std::string Lowered(std::string_view text);
 
 }  // namespace etabulon

@@ -3,7 +3,7 @@
 #include "apps/etabulon/CliInterrupt.h"
 #include "apps/etabulon/CliOutput.h"
 #include "apps/etabulon/CliTreeRecords.h"
-#include "etabulon/tree/EDataTreeNode.h"
+#include "etabulon/tree/EDataTree.h"
 
 namespace etabulon {
 namespace {
@@ -36,8 +36,9 @@ CliTreePrinter::CliTreePrinter(const CliTreeView& view, const CliTreeRecords& re
     path_.resize(below_.size());
 }
 
-void CliTreePrinter::Print(const EDataTreeNode& root) {
-    const bool isWhole = PrintNode(root);
+void CliTreePrinter::Print(const EDataTree& tree) {
+    sort_ = tree.SortDesc();
+    const bool isWhole = PrintNode(*tree.Root());
     OnEnd(isWhole);
 }
 
@@ -46,7 +47,8 @@ bool CliTreePrinter::PrintNode(const EDataTreeNode& node) {
         return false;
     }
     if (depth_ != 0) {
-        path_[depth_ - 1] = node.DisplayValue();
+        const ETabulonValue* const own = node.OwnValue(*sort_);
+        path_[depth_ - 1] = own != nullptr ? *own : ETabulonValue::Null;
     }
     OnNode(records_.Count(node));
     if (IsDeepest()) {

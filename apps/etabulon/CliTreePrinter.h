@@ -16,7 +16,9 @@ namespace etabulon {
 class CliInterrupt;
 class CliOutput;
 class CliTreeRecords;
+class EDataTree;
 class EDataTreeNode;
+class ETabulonSortDesc;
 
 /// A level that is printed.
 struct CliTreeLevel {
@@ -48,7 +50,7 @@ public:
     CliTreePrinter& operator=(const CliTreePrinter&) = delete;
     virtual ~CliTreePrinter() = default;
 
-    void Print(const EDataTreeNode& root);
+    void Print(const EDataTree& tree);
 
 protected:
     /// A node by itself, the root first.
@@ -87,6 +89,7 @@ private:
     const CliTreeRecords& records_;
     CliOutput& output_;
     const CliInterrupt& interrupt_;
+    const ETabulonSortDesc* sort_ = nullptr;  // of the tree that is printed
     std::vector<const CliTreeLevel*> below_;  // by depth: the levels that aren't fixed
     std::vector<ETabulonValue> path_;         // values from below the root down
     std::size_t depth_ = 0;

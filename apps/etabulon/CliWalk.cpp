@@ -1,9 +1,11 @@
 #include "apps/etabulon/CliWalk.h"
 
+#include "apps/etabulon/CliCell.h"
 #include "apps/etabulon/CliInterrupt.h"
 #include "apps/etabulon/CliProgress.h"
 #include "apps/etabulon/CliSuggest.h"
 #include "apps/etabulon/CliUtf8.h"
+#include "apps/etabulon/CliWritten.h"
 #include "etabulon/sql/ESqlSource.h"
 #include "etabulon/sql/UseColumns.h"
 
@@ -35,8 +37,7 @@ public:
             }
             areAllFound = false;
             if (sought.existing.size() < kMostKept) {
-                sought.existing.insert(met.IsNull() ? "NULL"
-                                                    : std::string(met.Data().AsChaine().View()));
+                sought.existing.insert(WrittenValue(met.Data()));
             }
         }
         return areAllFound ? StatusEnd : StatusOk;
@@ -58,7 +59,12 @@ private:
 };
 
 std::string ShownValue(const ETabulonValue& value) {
-    return value.IsNull() ? "NULL" : Quoted(value.Data().AsChaine().View());
+    CliCellMaker maker;
+    const CliCell cell = maker.Of(value.Data());
+    if (cell.kind == CliCellKind::Bytes) {
+        return Quoted(WrittenValue(value.Data()));
+    }
+    return cell.kind == CliCellKind::Null ? "NULL" : Quoted(cell.text);
 }
 
 std::string ShownPlace(const CliLevels& levels, const ETabulonTag& tag) {
@@ -203,7 +209,7 @@ void ExplainNothingThere(const CliWalkContext& context, const CliLevels& levels,
                 CliExit::Failed,
                 fmt::format("{} has no {} at level {}{}", ShownTable(context), shown,
                             Quoted(levels.all[tag.LevelAt(place)].data.shown),
-                            WhatThereIs(tag.ValueAt(place).Data().AsChaine().View(), existing)));
+                            WhatThereIs(WrittenValue(tag.ValueAt(place).Data()), existing)));
             return;
         }
     }

@@ -6,6 +6,7 @@
 #include "apps/etabulon/CliSave.h"
 #include "apps/etabulon/CliSuggest.h"
 #include "apps/etabulon/CliUtf8.h"
+#include "apps/etabulon/CliWritten.h"
 #include "apps/etabulon/GridCommand.h"
 #include "apps/etabulon/ScoreCommand.h"
 #include "apps/etabulon/TreeCommand.h"
@@ -76,12 +77,6 @@ bool ParseView(CliViewCommand& view, std::vector<std::string> arguments, CliFail
                                                        view.Name(), error.what(), view.Name()));
     }
     return true;
-}
-
-void Explain(const std::string& text) {
-    std::string shown;
-    AppendShown(shown, text);
-    fmt::print(stderr, "etabulon: {}\n", shown);
 }
 
 /// False with errno.
@@ -181,17 +176,12 @@ bool EditCommand::ReadScript(const std::string& path, std::vector<Asked>& edits,
     };
     std::vector<CliScriptEdit> lines;
     std::size_t line = 0;
-    if (!SplitScript(text, lines, line, failure)) {
+    if (!ParseScript(text, lines, line, failure)) {
         failure.text = where(line) + failure.text;
         return false;
     }
-    for (const CliScriptEdit& each : lines) {
-        Asked& asked = edits.emplace_back();
-        asked.where = where(each.line);
-        if (!ParseEdit(each.kind, each.text, asked.edit, failure)) {
-            failure.text = asked.where + failure.text;
-            return false;
-        }
+    for (CliScriptEdit& each : lines) {
+        edits.push_back({std::move(each.edit), where(each.line)});
     }
     return true;
 }
@@ -228,7 +218,7 @@ bool EditCommand::Show(CliEnvironment& environment, const CliDictionary& diction
         return false;
     }
     if (edits.ChangesLinks()) {
-        Explain(
+        TellUser(
             "what is reached through links is shown as for the records before the edits, and as "
             "missing for new ones");
     }
@@ -246,10 +236,10 @@ bool EditCommand::Save(CliEnvironment& environment, const CliDictionary& diction
     const std::string report =
         fmt::format("{}, {}, {}", Records(saved.updated, "updated"),
                     Records(saved.inserted, "inserted"), Records(saved.deleted, "deleted"));
-    environment.output.Append(report + '\n');
+    environment.output.EndLine(report);
     environment.output.Flush();
     if (environment.output.IsBroken() && environment.output.Error() != EPIPE) {
-        Explain(fmt::format("the edits were saved: {}", report));
+        TellUser(fmt::format("the edits were saved: {}", report));
     }
     const ETabulonPendingChanges& changes = edits.Changes();
     const bool metNoUpdate = saved.updated + saved.inserted == 0 &&
@@ -257,10 +247,10 @@ bool EditCommand::Save(CliEnvironment& environment, const CliDictionary& diction
     const bool metNoDelete =
         saved.deleted == 0 && changes.Script(ETabulonPendingChanges::Delete).Size() != 0;
     if (metNoUpdate || metNoDelete) {
-        Explain(fmt::format("there was no record at the places of the {}", !metNoUpdate ? "deletes"
-                                                                           : !metNoDelete
-                                                                               ? "updates"
-                                                                               : "edits"));
+        TellUser(fmt::format("there was no record at the places of the {}", !metNoUpdate ? "deletes"
+                                                                            : !metNoDelete
+                                                                                ? "updates"
+                                                                                : "edits"));
     }
     return true;
 }
@@ -286,17 +276,15 @@ bool EditCommand::Run(CliEnvironment& environment, CliFailure& failure) {
     }
     const bool canSave = source != nullptr;
     if (unwritable.isLocked) {
-        // Not even the names of its columns can be read: the edits as they were asked for.
-        for (const Asked& each : asked) {
-            environment.output.Append(Written(each.edit) + '\n');
-        }
-        return failure.Set(unwritable.exit, "nothing was saved: " + unwritable.text);
+        // Not even the names of its columns can be read.
+        failure = unwritable;
+        return PrintAsGiven(asked, environment.output, failure);
     }
     if (source == nullptr) {
         source = source_.Open(failure);
     }
     if (source == nullptr) {
-        return false;
+        return saves_ ? PrintAsGiven(asked, environment.output, failure) : false;
     }
     const CliDictionary dictionary(*source);
     const ESqlTableInfo* const table = dictionary.FindTable(source_.table, failure);
@@ -310,14 +298,30 @@ bool EditCommand::Run(CliEnvironment& environment, CliFailure& failure) {
     if (!view_.empty()) {
         return Show(environment, dictionary, *table, edits, failure);
     }
-    if (canSave && Save(environment, dictionary, *table, edits, failure)) {
-        return true;
+    try {
+        if (canSave && Save(environment, dictionary, *table, edits, failure)) {
+            return true;
+        }
+    } catch (...) {
+        edits.PutScript(environment.output);
+        throw;
     }
-    environment.output.Append(edits.Script());
+    edits.PutScript(environment.output);
     if (saves_ && !canSave) {
         failure = unwritable;
     }
     return !saves_;
+}
+
+/// Without the table's columns there is no normal form, but the same edits.
+bool EditCommand::PrintAsGiven(const std::vector<Asked>& asked, CliOutput& output,
+                               CliFailure& failure) {
+    for (const Asked& each : asked) {
+        output.EndLine(WrittenEdit(each.edit));
+    }
+    failure.text =
+        "nothing was saved, and the edits are printed as they were given: " + failure.text;
+    return false;
 }
 
 }  // namespace etabulon

@@ -35,6 +35,8 @@ private:
     [[nodiscard]] bool ReadEdits(std::vector<Asked>& edits, CliFailure& failure) const;
     [[nodiscard]] bool ReadScript(const std::string& path, std::vector<Asked>& edits,
                                   CliFailure& failure) const;
+    [[nodiscard]] static bool PrintAsGiven(const std::vector<Asked>& asked, CliOutput& output,
+                                           CliFailure& failure);
     [[nodiscard]] bool MakeEdits(const std::vector<Asked>& asked, CliEdits& edits,
                                  CliFailure& failure) const;
     [[nodiscard]] bool Show(CliEnvironment& environment, const CliDictionary& dictionary,

@@ -132,7 +132,7 @@ bool TreeCommand::Print(const CliEnvironment& environment, const CliWalkContext&
         const CliInterrupt::Cancelling cancelling(environment.interrupt, cursor.Seen());
         MakeTreePrinter(Output().Format(environment), view, records, environment.output,
                         environment.hasStyle, environment.interrupt)
-            ->Print(*tree.Root());
+            ->Print(tree);
     }
     return !environment.interrupt.IsRaised() || failure.Set(CliExit::Cancelled, {});
 }

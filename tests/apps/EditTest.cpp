@@ -28,6 +28,7 @@ constexpr const char* kStock = R"(
     CREATE TABLE stock(
         shelf TEXT, slot INTEGER, item TEXT NOT NULL, amount INTEGER CHECK(amount >= 0),
         price DECIMAL(8,2), isOld BOOLEAN, seen DATE, picture BLOB,
+        opened TIMESTAMP,
         worth REAL GENERATED ALWAYS AS (amount * price),
         supplier INTEGER REFERENCES suppliers DEFERRABLE INITIALLY DEFERRED,
         PRIMARY KEY(shelf, slot)) WITHOUT ROWID;
@@ -192,8 +193,8 @@ TEST_F(Edit, ViewsShowWhatASaveMakes) {
         {{"grid", "--axes", "shelf", "--calc", "COUNT:item,SUM:amount"},
          "shelf\tCOUNT(item)\tSUM(amount)\nB\t1\t5\nC\t1\t\\N\nD\t2\t30\ntotal\t4\t35\n"},
         {{"grid", "--axes", "shelf", "--calc", "COUNT:item", "--drill", "C"},
-         "shelf\tslot\titem\tamount\tprice\tisOld\tseen\tpicture\tworth\tsupplier\n"
-         "C\t3\tnail\t\\N\t\\N\t\\N\t\\N\t\\N\t\\N\t\\N\n"},
+         "shelf\tslot\titem\tamount\tprice\tisOld\tseen\tpicture\topened\tworth\tsupplier\n"
+         "C\t3\tnail\t\\N\t\\N\t\\N\t\\N\t\\N\t\\N\t\\N\t\\N\n"},
         {{"score", "--level", "shelf", "--calc", "SUM:amount", "--top", "1"},
          "shelf\tSUM(amount)\nD\t30\ntotal\t35\n"},
     };
@@ -254,6 +255,9 @@ TEST_F(Edit, WhatCannotBeEditedIsTold) {
         {{"--delete", "slot=1.5"}, 1, {"'1.5'", "level 'slot'"}},
         {{"--set", "shelf=A:amount="}, 1, {"''", "column 'amount'", "NULL is written"}},
         {{"--set", "shelf=A:seen=2023-02-29"}, 1, {"'2023-02-29'", "'seen'", "date"}},
+        {{"--set", "shelf=A:isOld=-1"}, 1, {"'-1'", "'isOld'", "boolean"}},
+        {{"--set", "shelf=A:isOld=256"}, 1, {"'256'", "boolean"}},
+        {{"--set", "shelf=A:opened=\"2024-01-01 12:30:00.1234\""}, 1, {"'opened'", "timestamp"}},
         {{"--set", "shelf=A:picture=0g"}, 1, {"'0g'", "'picture'", "bytes"}},
         {{"--set", "shelf=A:worth=1"}, 1, {"'worth'", "calculated"}},
         // Whether the record of the set is a bolt isn't known: it would be dropped on a guess.

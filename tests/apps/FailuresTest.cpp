@@ -110,6 +110,73 @@ TEST(WhatIsNotThere, EndsWith1AndNamesWhatIs) {
     }
 }
 
+/// What a message proposes in the place of the last argument.
+std::string Proposed(const std::string& message) {
+    constexpr std::string_view kExample = "such as ";
+    if (const std::size_t place = message.find(kExample); place != std::string::npos) {
+        return message.substr(place + kExample.size(), message.size() - place - 9);
+    }
+    const std::size_t open = message.find('\'', message.rfind("; "));
+    return message.substr(open + 1, message.find('\'', open + 1) - open - 1);
+}
+
+TEST(Proposals, AreTakenAsTheyStand) {
+    const TestFolder folder;
+    const std::string odd = folder.MakeDatabase(
+        "odd.db",
+        "CREATE TABLE target(id INTEGER PRIMARY KEY, \"x>y\" TEXT);"
+        "CREATE TABLE t(\"a,b\" TEXT, \"c:d\" INTEGER, flag BOOLEAN, raw BLOB, \"a link\" INTEGER"
+        "    REFERENCES target);"
+        "INSERT INTO target VALUES(1, 'q');"
+        "INSERT INTO t VALUES('one,two', 1, 1, x'00ff', 1), ('NULL', 2, 0, x'0a', 1), (NULL, 3, 2,"
+        "    NULL, NULL);");
+    const std::vector<std::vector<std::string>> cases = {
+        {"grid", kStrikes, "strikes", "--calc", "COUNT"},
+        {"grid", kStrikes, "strikes", "--calc", "damage"},
+        {"grid", kStrikes, "strikes", "--calc", "sum"},
+        {"grid", kStrikes, "strikes", "--calc", "zzz"},
+        {"grid", kStrikes, "strikes", "--calc", "airport>name"},
+        {"grid", kStrikes, "strikes", "--calc", "airport>sum:cost_total"},
+        {"grid", kStrikes, "strikes", "--axes", "damage", "--calc", "SMU:cost_total"},
+        {"score", odd, "t", "--level", "flag", "--calc", "SUM"},
+        {"score", odd, "t", "--level", "flag", "--calc", "\"a,b\""},
+        {"score", odd, "t", "--level", "flag", "--calc", "zzz"},
+        {"walk", kStrikes, "strikes", "--levels", "airprt>name"},
+        {"walk", kStrikes, "strikes", "--levels", "airport>nam"},
+        {"walk", kStrikes, "strikes", "--levels", "damage", "--at", "damage=Substancial"},
+        {"walk", odd, "t", "--levels", "\"a.b\""},
+        {"walk", odd, "t", "--levels", "c;d"},
+        {"walk", odd, "t", "--levels", "\"a link\">xy"},
+        {"walk", odd, "t", "--levels", "\"a,b\"", "--at", "\"a,b\"=one"},
+        {"walk", odd, "t", "--levels", "\"a,b\"", "--at", "\"a,b\"=NUL"},
+        {"walk", odd, "t", "--levels", "flag", "--at", "flag=7"},
+        {"walk", odd, "t", "--levels", "raw", "--at", "raw=00fe"},
+        {"tree", odd, "t", "--levels", "flag", "--hide", "raw"},
+        {"grid", odd, "t", "--axes", "\"a,b\"", "--calc", "COUNT:flag", "--drill", "one two"},
+        {"grid", odd, "t", "--axes", "\"a,b\"", "--calc", "COUNT:flag", "--drill", "ULL"},
+        {"tree", odd, "t", "--levels", "flg"},
+        {"walk", odd, "taget"},
+        {"edit", odd, "t", "--delete", "flag=1", "--show", "wlak"},
+    };
+    for (std::vector<std::string> arguments : cases) {
+        const CommandResult refused = RunCommand(arguments);
+        ASSERT_NE(refused.status, 0) << testing::PrintToString(arguments);
+        // Of a path or a place it is the last name or value.
+        std::string& last = arguments.back();
+        const std::string proposed = Proposed(refused.err);
+        const bool isWhole = refused.err.find("such as") != std::string::npos;
+        const std::size_t kept = isWhole ? std::string::npos : last.find_last_of("=>");
+        last = (kept == std::string::npos ? "" : last.substr(0, kept + 1)) + proposed;
+        if (refused.err.find("has no link") != std::string::npos) {
+            last = proposed + ">name";
+        } else if (refused.err.find("has no function") != std::string::npos) {
+            last = proposed + ":cost_total";
+        }
+        const CommandResult taken = RunCommand(arguments);
+        EXPECT_EQ(taken.status, 0) << refused.err << testing::PrintToString(arguments) << taken.err;
+    }
+}
+
 TEST(BadSource, EndsWith1AndNamesTheFile) {
     const TestFolder folder;
     std::ifstream stream(kStrikes, std::ios::binary);
