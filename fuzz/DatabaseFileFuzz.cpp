@@ -33,6 +33,8 @@ constexpr std::size_t kMostTables = 4;
 
 // -------------------------------------------------------------------------------------- the file
 
+constexpr std::size_t kReadVersionAt = 19;  // in the file's header; 2 = write-ahead log
+
 /// A file in a folder of its own, in memory where there is such a file system.
 class ScratchFile {
 public:
@@ -63,7 +65,8 @@ public:
                                                   static_cast<ssize_t>(bytes.size()),
                 "the input can't be written");
     }
-    /// Requires that the file holds these bytes still, and that there is no other beside it.
+    /// Requires that the file holds these bytes still and that nothing was written beside it. The
+    /// index and the empty log of a write-ahead database may stay where the file is damaged.
     void CheckUntouched(std::string_view bytes) const {
         std::string found(bytes.size() + 1, '\0');
         const ssize_t count = ::pread(file_, found.data(), found.size(), 0);
@@ -71,8 +74,13 @@ public:
                     std::string_view(found).substr(0, bytes.size()) == bytes,
                 "reading changed the file");
         for (const char* const suffix : {"-journal", "-wal", "-shm"}) {
-            Require(::access((path_.string() + suffix).c_str(), F_OK) != 0,
-                    "reading made a file beside it");
+            const std::filesystem::path beside = path_.string() + suffix;
+            std::error_code failure;
+            const auto size = std::filesystem::file_size(beside, failure);
+            Require(failure || (bytes.size() > kReadVersionAt && bytes[kReadVersionAt] == 2 &&
+                                (size == 0 || beside.string().ends_with("-shm"))),
+                    "reading wrote a file beside it");
+            std::filesystem::remove(beside, failure);
         }
     }
     [[nodiscard]] Chaine Path() const { return Chaine(path_.string()); }

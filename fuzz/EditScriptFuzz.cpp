@@ -4,6 +4,7 @@
 
 #include "apps/etabulon/CliCalculations.h"
 #include "apps/etabulon/CliEdits.h"
+#include "apps/etabulon/CliWritten.h"
 #include "etabulon/sqlite/ESqliteSource.h"
 #include "fuzz/Choices.h"
 
@@ -13,6 +14,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace etabulon::fuzz {
@@ -71,6 +73,14 @@ void RequireAccepted(bool answer, const CliFailure& failure, std::string_view wh
     }
 }
 
+std::string ScriptOf(const CliEdits& edits) {
+    std::string script;
+    for (const std::string& line : edits.ScriptLines()) {
+        script += line + '\n';
+    }
+    return script;
+}
+
 class Reading {
 public:
     Reading(const Database& database, std::string_view option)
@@ -105,11 +115,11 @@ public:
         if (!IsAccepted(Take(edits, levels, script, failure), failure)) {
             return;
         }
-        const std::string printed = edits.Script();
+        const std::string printed = ScriptOf(edits);
         CliEdits again(dictionary_, table_);
         RequireAccepted(Take(again, edits.WrittenLevels(), printed, failure), failure,
                         "a printed script is accepted", printed);
-        RequireEqual(again.Script(), printed, "a printed script read again");
+        RequireEqual(ScriptOf(again), printed, "a printed script read again");
         RequireEqual(again.WrittenLevels(), edits.WrittenLevels(), "the levels of a script");
         RequireSame(again.Changes(), edits.Changes());
         CheckAlone(printed);
@@ -120,14 +130,15 @@ private:
                       CliFailure& failure) {
         std::vector<CliScriptEdit> lines;
         std::size_t line = 0;
-        if (!SplitScript(script, lines, line, failure)) {
+        if (!ParseScript(script, lines, line, failure)) {
             const auto count = std::count(script.begin(), script.end(), '\n') + 1;
             Require(line >= 1 && line <= static_cast<std::size_t>(count), "the line of a refusal");
             return false;
         }
-        return std::all_of(lines.begin(), lines.end(), [&](const CliScriptEdit& each) {
-            return ParseEdit(each.kind, each.text, choices.emplace_back(), failure);
-        });
+        for (CliScriptEdit& each : lines) {
+            choices.push_back(std::move(each.edit));
+        }
+        return true;
     }
     bool Take(CliEdits& edits, std::string_view levels, std::string_view script,
               CliFailure& failure) const {
@@ -145,11 +156,11 @@ private:
         CliEdits alone(dictionary_, table_);
         RequireAccepted(Take(alone, {}, printed, failure), failure,
                         "a printed script is accepted without its levels", printed);
-        const std::string printedAlone = alone.Script();
+        const std::string printedAlone = ScriptOf(alone);
         CliEdits again(dictionary_, table_);
         RequireAccepted(Take(again, {}, printedAlone, failure), failure,
                         "a script printed twice is accepted", printedAlone);
-        RequireEqual(again.Script(), printedAlone, "a script printed twice, read again");
+        RequireEqual(ScriptOf(again), printedAlone, "a script printed twice, read again");
         RequireSame(again.Changes(), alone.Changes());
     }
     void CheckLevels(const CliLevels& levels, const std::string& written) const {

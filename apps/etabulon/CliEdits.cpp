@@ -1,6 +1,5 @@
 #include "apps/etabulon/CliEdits.h"
 
-#include "apps/etabulon/CliOutput.h"
 #include "apps/etabulon/CliUtf8.h"
 #include "apps/etabulon/CliWritten.h"
 #include "etabulon/foundation/DDico.h"
@@ -175,7 +174,9 @@ std::string CliEdits::Written(const ETabulonPendingChanges::Change& change,
 
 /// The levels of a place are written in the order in which the script brings them in: whoever reads
 /// it numbers them so, whatever their numbers are here, and writes the same script again.
-void CliEdits::PutScript(CliOutput& output) const {
+std::vector<std::string> CliEdits::ScriptLines() const {
+    std::vector<std::string> lines;
+    lines.reserve(changes_.Size());
     std::vector<unsigned int> ranks(levels_.all.size(), 0);
     unsigned int known = 0;
     for (const ETabulonPendingChanges::Change& change : changes_.Script()) {
@@ -185,8 +186,9 @@ void CliEdits::PutScript(CliOutput& output) const {
         }
         std::sort(levels.begin(), levels.end(),
                   [&ranks](unsigned int a, unsigned int b) { return ranks[a] < ranks[b]; });
-        output.EndLine(Written(change, levels));
+        lines.push_back(Written(change, levels));
     }
+    return lines;
 }
 
 /// A place of more levels counts as below one of less if it agrees on those that both have. Where

@@ -12,8 +12,6 @@
 
 namespace etabulon {
 
-class CliOutput;
-
 /// Edits of a table as they were asked for, and the script that they make.
 ///
 /// Ownership  the dictionary and the table aren't owned and must outlive this.
@@ -37,8 +35,8 @@ public:
     /// What the updates change.
     [[nodiscard]] const std::vector<CliVariable>& Columns() const noexcept { return columns_; }
 
-    /// The script in normal form: an edit a line, as ParseScript reads it.
-    void PutScript(CliOutput& output) const;
+    /// The lines of the script in normal form, as ParseScript reads them: an edit each.
+    [[nodiscard]] std::vector<std::string> ScriptLines() const;
     /// The levels as --levels reads them.
     [[nodiscard]] std::string WrittenLevels() const;
     /// A place as edits have it: `level=value`, separated by commas.

@@ -303,10 +303,10 @@ bool EditCommand::Run(CliEnvironment& environment, CliFailure& failure) {
             return true;
         }
     } catch (...) {
-        edits.PutScript(environment.output);
+        PrintScript(edits, environment.output);
         throw;
     }
-    edits.PutScript(environment.output);
+    PrintScript(edits, environment.output);
     if (saves_ && !canSave) {
         failure = unwritable;
     }
@@ -314,6 +314,12 @@ bool EditCommand::Run(CliEnvironment& environment, CliFailure& failure) {
 }
 
 /// Without the table's columns there is no normal form, but the same edits.
+void EditCommand::PrintScript(const CliEdits& edits, CliOutput& output) {
+    for (const std::string& line : edits.ScriptLines()) {
+        output.EndLine(line);
+    }
+}
+
 bool EditCommand::PrintAsGiven(const std::vector<Asked>& asked, CliOutput& output,
                                CliFailure& failure) {
     for (const Asked& each : asked) {

@@ -35,6 +35,7 @@ private:
     [[nodiscard]] bool ReadEdits(std::vector<Asked>& edits, CliFailure& failure) const;
     [[nodiscard]] bool ReadScript(const std::string& path, std::vector<Asked>& edits,
                                   CliFailure& failure) const;
+    static void PrintScript(const CliEdits& edits, CliOutput& output);
     [[nodiscard]] static bool PrintAsGiven(const std::vector<Asked>& asked, CliOutput& output,
                                            CliFailure& failure);
     [[nodiscard]] bool MakeEdits(const std::vector<Asked>& asked, CliEdits& edits,

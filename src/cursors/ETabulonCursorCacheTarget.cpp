@@ -22,8 +22,8 @@ ETabulonCursor* FindLast(ETabulonCursor* cursor) {
 }
 
 bool HasCache(ETabulonCursor* cursor) {
-    return cursor != nullptr && (dynamic_cast<ETabulonCursorCache*>(cursor) != nullptr ||
-                                 HasCache(SourceOf(cursor)));
+    return cursor != nullptr &&
+           (dynamic_cast<ETabulonCursorCache*>(cursor) != nullptr || HasCache(SourceOf(cursor)));
 }
 
 /// A value of the field's own type that is neither missing nor the type's blank one. Text of no

@@ -70,9 +70,11 @@ public:
     void ReadKey(const void* record, EFieldKey& key) const { key_.Read(record, key); }
     /// The record with this key, -1 without one.
     [[nodiscard]] EPosition FindKey(const EFieldKey& key) const;
-    [[nodiscard]] std::unique_ptr<IRecordLookup> OpenLookup(
-        const DRubric& rubric, std::span<const unsigned> keyVariables,
-        std::span<const unsigned> columns, EData* from, EDataError& error) override;
+    [[nodiscard]] std::unique_ptr<IRecordLookup> OpenLookup(const DRubric& rubric,
+                                                            std::span<const unsigned> keyVariables,
+                                                            std::span<const unsigned> columns,
+                                                            EData* from,
+                                                            EDataError& error) override;
 
     // Locks between tables. A holder has a record by either of two ways, and gives each back apart.
     enum LockWay : std::uint8_t { ByLock = 1, ByLockRecord = 2 };

@@ -109,7 +109,8 @@ protected:
     Rows RowsOf(std::filesystem::path database) {
         path.swap(database);
         EXPECT_EQ(Ask("PRAGMA integrity_check"), "ok");
-        const std::string all = Ask("SELECT id||','||length(a)||substr(a,1,1)||ifnull(n,'') FROM t");
+        const std::string all =
+            Ask("SELECT id||','||length(a)||substr(a,1,1)||ifnull(n,'') FROM t");
         path.swap(database);
         Rows rows;
         std::istringstream lines(all);

@@ -1,6 +1,6 @@
 #include "CumulFixture.h"
-#include "etabulon/cumul/ETabulonCumulBufferOnVar.h"
 #include "cumul/CumulCells.h"
+#include "etabulon/cumul/ETabulonCumulBufferOnVar.h"
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
 #include "etabulon/cumul/ETabulonTypeNumeric.h"
 #include "etabulon/values/ETabulonVariableDesc.h"

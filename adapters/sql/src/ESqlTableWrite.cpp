@@ -200,10 +200,9 @@ bool ESqlTable::RunWrite(const std::string& text, std::span<const std::size_t> c
     State& s = *state_;
     for (const std::size_t cell : cells) {
         if (!ESqlRow::CanStore(s.row.cells[cell], s.row.record)) {
-            s.NoteError(DataConstraint,
-                        std::string("no text of a date or time stands for the value of ") +
-                            s.info.columns[s.columns[cell]].name.c_str() +
-                            ": days lie in the years 1 to 9999, and times within one day");
+            s.NoteCell(cell,
+                       std::string(Fields().At(static_cast<std::uint16_t>(cell)).AsChaine().View()),
+                       "days lie in the years 1 to 9999, and times within one day");
             return false;
         }
     }
