@@ -193,6 +193,11 @@ CursorStatus ETabulonCursor::CallIsInFilter() {
     return StatusRefused;
 }
 
+void ETabulonCursor::FailFields(CursorStatus status) noexcept {
+    E_EXPECTS(status != StatusOk && status != StatusRefused && status != StatusEnd);
+    fieldsStatus_ = status;
+}
+
 bool ETabulonCursor::IsInFilter() const {
     // Every tag is the root or a child of it: no need to build this one's.
     return filterTag_.IsRoot() || CurrentTag() == filterTag_ || CurrentTag().IsChildOf(filterTag_);

@@ -250,6 +250,7 @@ bool ESqlTable::State::StartStatement(const std::string& select) {
             return false;
         }
     }
+    walkStatement->Reset();  // an exception may have left it on a row
     BindConditions(*walkStatement);
     keyStatement.reset();
     if (isKeyApart && &select == &selectRow) {

@@ -350,6 +350,7 @@ std::int32_t ESqlTable::BeginAtomic() {
     }
     s.LeaveStreaming();
     s.connection->ResetWait();
+    s.source.Walks().fetch_add(1);  // links are read again: from the state that the session sees
     if (s.connection->Begin()) {
         s.atomic = true;
         s.isEnded = false;

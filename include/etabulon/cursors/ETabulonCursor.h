@@ -129,7 +129,8 @@ protected:
     virtual void CalcFields() {}
     /// For PrepareFields and CalcFields, which have no result: the step that calls them ends with
     /// this failure. Fields that couldn't be prepared are prepared again by the next reset.
-    void FailFields(CursorStatus status) noexcept { fieldsStatus_ = status; }
+    /// Requires a status that ends a walk and isn't that of its end.
+    void FailFields(CursorStatus status) noexcept;
     [[nodiscard]] virtual bool IsInFilter() const;
     virtual CursorStatus OnAcceptedByFilter() { return StatusOk; }
     virtual void OnRefusedByFilter() {}
