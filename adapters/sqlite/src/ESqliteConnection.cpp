@@ -96,7 +96,7 @@ bool MayWrite(const std::string& path, int mode = W_OK) {
 /// takes part in the locks. One that may write the folder and not the file could make them too, but
 /// neither remove them nor give them to those who may write the file.
 bool MayJoin(const std::string& path) {
-    const std::string folder = fs::path(path).parent_path().string();
+    const std::string folder = (fs::path(path).parent_path() / ".").string();
     return MayWrite(path) &&
            (MayWrite(folder, W_OK | X_OK) || (MayWrite(path + "-wal") && MayWrite(path + "-shm")));
 }
