@@ -101,4 +101,6 @@ if(TARGET etabulon-cli)
         RENAME etabulon COMPONENT program)
 endif()
 
-include(Debian)
+if(PROJECT_IS_TOP_LEVEL)
+    include(Debian)
+endif()
