@@ -56,9 +56,8 @@ bool IsLineEnd(char c) { return c == '\n' || c == '\r'; }
 
 class LiteralReader {
 public:
-    LiteralReader(std::string_view bytes, char separator) : bytes_(bytes), separator_(separator) {
-        at_ = bytes.starts_with("\xEF\xBB\xBF") ? 3 : 0;
-    }
+    LiteralReader(std::string_view bytes, char separator)
+        : bytes_(bytes), separator_(separator), at_(bytes.starts_with("\xEF\xBB\xBF") ? 3 : 0) {}
     [[nodiscard]] File Read() {
         while (file_.problemLine == 0 && at_ < bytes_.size()) {
             if (IsLineEnd(bytes_[at_])) {
@@ -129,7 +128,7 @@ private:
 
     std::string_view bytes_;
     char separator_;
-    std::size_t at_ = 0;
+    std::size_t at_;
     File file_;
 };
 
@@ -241,73 +240,77 @@ std::string_view TakeDigits(std::string_view& text) {
     return digits;
 }
 
-/// A decimal number as programs write it: -12, 0.5, 1e-3. Of other spellings (+5, .5, 5.) and of
-/// numbers too small for a real the column's type isn't checked, only that no value is lost.
-ECsvType NumberTypeOf(std::string_view text, bool& isOtherSpelling) {
+/// What every cell of a column is.
+enum class Cell { Nothing, Whole, LargeWhole, Real, Date, Time, Timestamp, Bool, Text };
+
+/// A decimal number as programs write it: -12, 0.5, 1e-3. Of 5. and of numbers too small for a real
+/// the column's type isn't settled, only that no value is lost.
+Cell NumberOf(std::string_view text, bool& isOpen) {
     const std::string whole(text);
-    const bool hasSign = text.starts_with('-') || text.starts_with('+');
-    isOtherSpelling = text.starts_with('+');
-    text.remove_prefix(hasSign ? 1 : 0);
+    text.remove_prefix(text.starts_with('-') ? 1 : 0);
     const std::string_view digits = TakeDigits(text);
-    if (digits.size() > 1 && digits[0] == '0') {
-        return ECsvType::Text;
+    if (digits.empty() || (digits.size() > 1 && digits[0] == '0')) {
+        return Cell::Text;
     }
     bool isWhole = true;
-    std::string_view decimals;
     if (text.starts_with('.')) {
         text.remove_prefix(1);
-        decimals = TakeDigits(text);
         isWhole = false;
-        isOtherSpelling = isOtherSpelling || digits.empty() || decimals.empty();
-    }
-    if (digits.empty() && decimals.empty()) {
-        return ECsvType::Text;
+        isOpen = TakeDigits(text).empty();
     }
     if (text.starts_with('e') || text.starts_with('E')) {
         text.remove_prefix(1);
         text.remove_prefix(text.starts_with('-') || text.starts_with('+') ? 1 : 0);
         isWhole = false;
         if (TakeDigits(text).empty()) {
-            return ECsvType::Text;
+            return Cell::Text;
         }
     }
     if (!text.empty()) {
-        return ECsvType::Text;
+        return Cell::Text;
     }
     const double real = std::strtod(whole.c_str(), nullptr);
     if (!isWhole) {
-        isOtherSpelling = isOtherSpelling || std::fabs(real) < 1e-300;
-        return std::isfinite(real) ? ECsvType::Real : ECsvType::Text;
+        constexpr double kTiny = 1e-300;
+        isOpen = isOpen || std::fabs(real) < kTiny;
+        return std::isfinite(real) ? Cell::Real : Cell::Text;
     }
     errno = 0;
-    static_cast<void>(std::strtoll(whole.c_str(), nullptr, 10));
-    return errno == 0 && whole != "-0" ? ECsvType::Whole : ECsvType::Text;
+    const long long number = std::strtoll(whole.c_str(), nullptr, 10);
+    if (errno != 0 || whole == "-0") {
+        return Cell::Text;
+    }
+    constexpr long long kExact = 1LL << 53;  // a real keeps all whole numbers up to here
+    return number > kExact || number < -kExact ? Cell::LargeWhole : Cell::Whole;
 }
 
 struct LiteralType {
-    ECsvType type = ECsvType::Unknown;
+    Cell type = Cell::Nothing;
     bool isOpen = false;  // the type isn't settled by the cells seen
 
     void Add(const std::string& text) {
-        if (text.empty()) {
-            return;
+        bool isNextOpen = false;
+        const Cell next = text.empty()                 ? Cell::Nothing
+                          : IsDate(text)               ? Cell::Date
+                          : !TimestampOf(text).empty() ? Cell::Timestamp
+                          : !TimeOf(text).empty()      ? Cell::Time
+                          : IsWord(text, "true") || IsWord(text, "false")
+                              ? Cell::Bool
+                              : NumberOf(text, isNextOpen);
+        isOpen = isOpen || (isNextOpen && next != Cell::Text);
+        if (type == Cell::Nothing || next == Cell::Nothing || type == next) {
+            type = type == Cell::Nothing ? next : type;
+        } else {
+            type = Both(std::min(type, next), std::max(type, next));
         }
-        bool isOtherSpelling = false;
-        const ECsvType next = IsDate(text)                 ? ECsvType::Date
-                              : !TimestampOf(text).empty() ? ECsvType::Timestamp
-                              : !TimeOf(text).empty()      ? ECsvType::Time
-                              : IsWord(text, "true") || IsWord(text, "false")
-                                  ? ECsvType::Bool
-                                  : NumberTypeOf(text, isOtherSpelling);
-        isOpen = isOpen || (isOtherSpelling && next != ECsvType::Text);
-        const auto isNumber = [](ECsvType each) {
-            return each == ECsvType::Whole || each == ECsvType::Real;
-        };
-        if (type == ECsvType::Unknown) {
-            type = next;
-        } else if (type != next) {
-            type = isNumber(type) && isNumber(next) ? ECsvType::Real : ECsvType::Text;
-        }
+    }
+
+private:
+    /// Of two that differ, in their order.
+    static Cell Both(Cell first, Cell second) {
+        const bool isNumber = second <= Cell::Real;
+        const bool losesDigits = first == Cell::LargeWhole && second == Cell::Real;
+        return isNumber && !losesDigits ? second : Cell::Text;
     }
 };
 
@@ -320,33 +323,37 @@ LiteralType TypeOf(const std::vector<Row>& rows, std::size_t first, std::size_t 
     return type;
 }
 
+std::string_view Declared(Cell type) {
+    switch (type) {
+        case Cell::Whole:
+        case Cell::LargeWhole:
+            return "INTEGER";
+        case Cell::Real:
+            return "REAL";
+        case Cell::Date:
+            return "DATE";
+        case Cell::Time:
+            return "TIME";
+        case Cell::Timestamp:
+            return "TIMESTAMP";
+        case Cell::Bool:
+            return "BOOLEAN";
+        default:
+            return "TEXT";
+    }
+}
+
 void CheckTypes(const std::vector<Row>& rows) {
-    for (std::size_t column = 0; column < rows[0].cells.size(); ++column) {
+    for (std::size_t column = 0; !rows.empty() && column < rows[0].cells.size(); ++column) {
         const LiteralType expected = TypeOf(rows, 0, column);
         ECsvType found = ECsvType::Unknown;
         for (const Row& row : rows) {
             found = CsvTypeOfBoth(found, CsvTypeOf(row.cells[column].text));
         }
-        Require(expected.isOpen || found == expected.type, "the type of a column's cells");
-    }
-}
-
-int TypeOfColumn(ECsvType type) {
-    switch (type) {
-        case ECsvType::Whole:
-            return TYPE_INT64;
-        case ECsvType::Real:
-            return TYPE_DOUBLE;
-        case ECsvType::Date:
-            return TYPE_DATE;
-        case ECsvType::Time:
-            return TYPE_TIME;
-        case ECsvType::Timestamp:
-            return TYPE_TIMESTAMP;
-        case ECsvType::Bool:
-            return TYPE_BOOL;
-        default:
-            return TYPE_CHAINE;
+        if (!expected.isOpen) {
+            RequireEqual(CsvDeclaredType(found), Declared(expected.type),
+                         "the type of a column's cells");
+        }
     }
 }
 
@@ -416,8 +423,10 @@ void CheckTable(ESqliteSource& source, const std::vector<Row>& rows, bool hasHea
     for (std::size_t column = 0; column < names.size(); ++column) {
         RequireEqual(info.columns[column].name.View(), names[column], "a column's name");
         const LiteralType expected = TypeOf(rows, first, column);
-        Require(expected.isOpen || info.columns[column].type == TypeOfColumn(expected.type),
-                "a column's type");
+        if (!expected.isOpen) {
+            RequireEqual(info.columns[column].declared.View(), Declared(expected.type),
+                         "a column's type");
+        }
     }
     ESqlError error;
     const auto table = source.OpenTable(info.code, error);
@@ -481,7 +490,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     memory.Hold(text);
     const File file = LiteralReader(text, options.separator).Read();
     CheckReader(memory.Path(), options.separator, file);
-    if (!file.rows.empty() && FirstOfOtherLength(file.rows) == file.rows.end()) {
+    if (FirstOfOtherLength(file.rows) == file.rows.end()) {
         CheckTypes(file.rows);
     }
     if (IsLoaded(text)) {

@@ -343,24 +343,26 @@ private:
     Watchdog& watchdog_;
 };
 
+void ReadFile(const Chaine& path, Watchdog& watchdog) {
+    ESqlError error;
+    const auto source = ESqliteSource::Open(path, ESqlOpenMode::ReadOnly, error);
+    if (source == nullptr) {
+        RequireTold(error.status, error.text, "why a file can't be opened");
+        return;
+    }
+    Reading(path, *source, watchdog).ReadAll();
+}
+
 }  // namespace
 }  // namespace etabulon::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-    using namespace etabulon;
     using namespace etabulon::fuzz;
     static const ScratchFile file;
     static Watchdog watchdog;
     const std::string_view input(reinterpret_cast<const char*>(bytes), size);
     file.Hold(input);
-    const Chaine path = file.Path();
-    ESqlError error;
-    const auto source = ESqliteSource::Open(path, ESqlOpenMode::ReadOnly, error);
-    if (source != nullptr) {
-        Reading(path, *source, watchdog).ReadAll();
-    } else {
-        RequireTold(error.status, error.text, "why a file can't be opened");
-    }
+    ReadFile(file.Path(), watchdog);
     file.CheckUntouched(input);
     return 0;
 }
