@@ -123,10 +123,10 @@ ERecordRead SqlLookup::Read(const EFieldKey& values, void* record) {
 
 /// False where the read failed, which is never kept: it isn't the same as no record.
 bool SqlLookup::Fetch(const EFieldKey& values, Row& row) {
+    const SqlRun run(*statement_);
     if (!BindKey(values)) {
         return true;
     }
-    const SqlRun run(*statement_);
     const ESqlStep step = statement_->Step();
     if (step == ESqlStep::Row) {
         row = std::make_unique<ERecordBuffer>(layout_);
