@@ -267,6 +267,8 @@ TEST_F(SqliteSession, ReadingTriesAgainWhereAStatePasses) {
     arm({FaultVfs::kLock, 1, SQLITE_PROTOCOL, FaultVfs::Moment::Before, true});
     EXPECT_EQ(Walk("a"), "a|a|a|a|a");
     EXPECT_EQ(hits, 3);
+    table.reset();  // before the file system that it reads through
+    source.reset();
 }
 
 TEST_F(SqliteSession, ALogThatEndsBehindItsHeaderIsReadAtOnce) {
