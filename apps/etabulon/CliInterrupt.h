@@ -37,8 +37,8 @@ public:
         return static_cast<CliExit>(kSignalExit + raised_.load());
     }
 
-    /// The point of no return, right before the commit: signals don't count from here on, so that
-    /// what was saved is told as saved. False where one has come before.
+    /// The point of no return, right before the commit: from here on signals don't count, so that
+    /// the program reports what it has saved. False where a signal has come before.
     [[nodiscard]] bool BeginCommit();
 
     /// Names the cursor to cancel for a scope. There is one at a time.

@@ -1,8 +1,41 @@
 #include "apps/etabulon/CliApp.h"
+#include "apps/etabulon/CliFailure.h"
+#include "apps/etabulon/CliOutput.h"
+
+#include <unistd.h>
+
+#include <exception>
+#include <new>
 
 #ifdef ETABULON_WITH_ICU
 #include "etabulon/icu/EIcuLocaleOrder.h"
 #endif
+
+namespace {
+
+std::terminate_handler formerHandler = nullptr;
+
+/// Where memory runs out and no handler is in reach, the program ends as it does elsewhere.
+void EndWithoutMemory() {
+    try {
+        if (const std::exception_ptr error = std::current_exception()) {
+            std::rethrow_exception(error);
+        }
+    } catch (const std::bad_alloc&) {
+        etabulon::WriteError("etabulon: there isn't enough memory\n");
+        _exit(static_cast<int>(etabulon::CliExit::Failed));
+    } catch (...) {
+        formerHandler();
+    }
+    formerHandler();
+}
+
+/// Before the objects that exist before main, of this program and of the libraries in it.
+__attribute__((constructor(101))) void InstallHandler() {
+    formerHandler = std::set_terminate(&EndWithoutMemory);
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
 #ifdef ETABULON_WITH_ICU

@@ -30,8 +30,8 @@ protected:
         std::filesystem::remove_all(folder, failure);
     }
 
-    /// In memory where there is room for files: what a killed process has written is there as it
-    /// would be on a disk, and nothing waits for one.
+    /// Puts the folder in memory where there is room for files: what a killed process has written
+    /// is there as it would be on a disk, and nothing waits for one.
     void MoveToMemory() {
         std::string pattern = "/dev/shm/etabulon-XXXXXX";
         if (::mkdtemp(pattern.data()) != nullptr) {

@@ -4,6 +4,7 @@
 #include "support/FaultVfs.h"
 #include "support/Tags.h"
 
+#include <functional>
 #include <map>
 #include <sstream>
 #include <system_error>
@@ -19,7 +20,7 @@ using Moment = FaultVfs::Moment;
 struct FaultKind {
     const char* what;
     FaultVfs::Fault fault;
-    bool mayBeUnknown;  // it may come where nobody can tell whether the commit stands
+    bool mayBeUnknown;  // it may hit the commit at a point of no return
 };
 
 constexpr unsigned kLocks = FaultVfs::kLock | FaultVfs::kShmLock;
@@ -76,15 +77,11 @@ public:
 
 class FaultySave : public SqliteTest, public ::testing::WithParamInterface<const char*> {
 protected:
-    using Rows = std::map<std::string, std::string>;  // what there is, by key
+    using Rows = std::map<std::string, std::string>;      // what there is, by key
+    using Outcomes = std::map<std::string, ESqlOutcome>;  // what the save has learnt, by key
 
     FaultySave() {
-        std::string pattern = "/dev/shm/etabulon-XXXXXX";  // in memory, where there is room
-        if (::mkdtemp(pattern.data()) != nullptr) {
-            std::filesystem::remove(folder);
-            folder = pattern;
-            path = folder / "test.db";
-        }
+        MoveToMemory();
         // Deletes shorten the file, behind the commit.
         Run("PRAGMA page_size=512; PRAGMA auto_vacuum=full; PRAGMA journal_mode=" +
             std::string(GetParam()) +
@@ -119,9 +116,8 @@ protected:
         }
         return rows;
     }
-    /// A save of an update of six records, deletes and inserts, as applications do it; what is
-    /// told of it.
-    ESqlOutcome Save() {
+    /// An update of six records, two deletes and two inserts, saved as applications do it.
+    Outcomes SaveAll() {
         ETabulonPendingChanges changes;
         const ETabulonTag place = Tag({{0, EVariant("x")}});
         changes.AppendUpdate(place, "n", EVariant::FromInt64(-1));
@@ -140,124 +136,98 @@ protected:
         ETabulonCursorSql cursor;
         cursor.Init(levels, table.get(), /*ownsTable=*/false);
         cursor.AddNotifier(&walk);
-        if (table->BeginAtomic() != DataOk) {
-            return ESqlOutcome::RolledBack;
-        }
-        CursorStatus status = StatusOk;
-        {
+        CursorStatus status = static_cast<CursorStatus>(table->BeginAtomic());
+        if (status == StatusOk) {
             ETabulonSavePending save(&cursor, levels);
             status = save.Run(&changes, ETabulonTag::Null);
         }
         const bool isGood = status == StatusOk && table->Session().failures == 0 && !walk.hasFailed;
         const ESqlOutcome outcome = isGood ? table->Commit() : table->Rollback();
         EXPECT_EQ(outcome == ESqlOutcome::Unknown, table->status == kDataUnknown);
-        return outcome;
+        return {{"1", outcome}, {"3", outcome}, {"9", outcome}, {"20", outcome}};
     }
-
-    /// Three writes, each by itself; what is told of each, by its key.
-    std::map<std::string, ESqlOutcome> SaveEach() {
-        std::map<std::string, ESqlOutcome> told;
-        const auto tell = [&](const char* key, bool isDone) {
-            told[key] = isDone                          ? ESqlOutcome::Committed
-                        : table->status == kDataUnknown ? ESqlOutcome::Unknown
-                                                        : ESqlOutcome::RolledBack;
+    /// Three writes, each by itself.
+    Outcomes SaveEach() {
+        Outcomes outcomes;
+        const auto note = [&](const char* key, bool isDone) {
+            outcomes[key] = isDone                          ? ESqlOutcome::Committed
+                            : table->status == kDataUnknown ? ESqlOutcome::Unknown
+                                                            : ESqlOutcome::RolledBack;
         };
         const bool isThere = table->RePos(1, false) != kNoPosition;
         SetText("a", std::string(700, 'z'));
-        tell("1", isThere && table->Update(kNoPosition) != kNoPosition);
-        tell("9", table->DeleteOne(9));
+        note("1", isThere && table->Update(kNoPosition) != kNoPosition);
+        note("9", table->DeleteOne(9));
         table->Fields().SetNull();
         Field("id") <<= EVariant::FromInt64(20);
         SetText("a", "n");
-        tell("20", table->Insert() != kNoPosition);
-        return told;
+        note("20", table->Insert() != kNoPosition);
+        return outcomes;
+    }
+    /// Saves under each fault at each call, and compares.
+    void TryFaults(const std::function<Outcomes()>& save, bool isAllOrNothing) {
+        FaultVfs vfs;
+        const Rows before = RowsOf(path);
+        OpenTable("t");
+        save();
+        Close();
+        const Rows after = RowsOf(path);
+        const std::filesystem::path image = folder / "image.db";
+        for (const FaultKind& kind : kKinds) {
+            FaultVfs::Fault fault = kind.fault;
+            for (bool isHit = true; isHit; ++fault.at) {
+                SCOPED_TRACE(kind.what + (", call " + std::to_string(fault.at)));
+                CopyFiles(original, path);
+                OpenTable("t");
+                vfs.Arm(fault);
+                const Outcomes outcomes = save();
+                isHit = vfs.Hits() != 0;
+                CopyFiles(path, image);
+                Close();
+                vfs.Disarm();
+                for (const auto& file : {image, path}) {  // when killed, and after an orderly end
+                    const Rows present = RowsOf(file);
+                    ExpectTruth(kind, outcomes, {before, after, present});
+                    EXPECT_TRUE(!isAllOrNothing || present == before || present == after);
+                    ASSERT_FALSE(HasFailure());
+                }
+            }
+        }
+    }
+    void Close() {
+        table.reset();
+        source.reset();
+    }
+    struct States {
+        const Rows& before;
+        const Rows& after;
+        const Rows& present;
+    };
+    static std::string RowOf(const Rows& rows, const std::string& key) {
+        const auto row = rows.find(key);
+        return row != rows.end() ? row->second : "none";
+    }
+    /// Each write that is reported as done is there, and none that is reported as taken back.
+    static void ExpectTruth(const FaultKind& kind, const Outcomes& outcomes, const States& states) {
+        for (const auto& [key, outcome] : outcomes) {
+            const std::string row = RowOf(states.present, key);
+            const bool isSaved = row == RowOf(states.after, key);
+            ASSERT_NE(isSaved, row == RowOf(states.before, key)) << row;
+            EXPECT_NE(outcome, isSaved ? ESqlOutcome::RolledBack : ESqlOutcome::Committed) << row;
+            EXPECT_TRUE(outcome != ESqlOutcome::Unknown || kind.mayBeUnknown);
+        }
     }
 
     std::filesystem::path original;
 };
 
-TEST_P(FaultySave, TellsWhatTheFileHolds) {
-    FaultVfs vfs;
+TEST_P(FaultySave, ReportsWhatTheFileHolds) {
     const SmallCaches caches;
-    const Rows before = RowsOf(path);
-    OpenTable("t");
-    ASSERT_EQ(Save(), ESqlOutcome::Committed);
-    table.reset();
-    source.reset();
-    const Rows after = RowsOf(path);
-    ASSERT_NE(before, after);
-    const std::filesystem::path image = folder / "image.db";
-    for (const FaultKind& kind : kKinds) {
-        std::map<ESqlOutcome, int> told;
-        FaultVfs::Fault fault = kind.fault;
-        for (bool isHit = true; isHit; ++fault.at) {
-            SCOPED_TRACE(kind.what + (", call " + std::to_string(fault.at)));
-            CopyFiles(original, path);
-            OpenTable("t");
-            vfs.Arm(fault);
-            const ESqlOutcome outcome = Save();
-            isHit = vfs.Hits() != 0;
-            ++told[outcome];
-            // As a kill would leave it, and after an orderly end.
-            CopyFiles(path, image);
-            table.reset();
-            source.reset();
-            vfs.Disarm();
-            for (const auto& file : {image, path}) {
-                const Rows rows = RowsOf(file);
-                ASSERT_TRUE((rows == after && outcome != ESqlOutcome::RolledBack) ||
-                            (rows == before && outcome != ESqlOutcome::Committed))
-                    << "told " << static_cast<int>(outcome)
-                    << (rows == after    ? " after"
-                        : rows == before ? " before"
-                                         : " half")
-                    << (file == image ? " when killed" : "");
-            }
-        }
-        EXPECT_TRUE(kind.mayBeUnknown || told[ESqlOutcome::Unknown] == 0) << kind.what;
-    }
+    TryFaults([this] { return SaveAll(); }, /*isAllOrNothing=*/true);
 }
 
-TEST_P(FaultySave, TellsOfEachWriteByItself) {
-    FaultVfs vfs;
-    const Rows before = RowsOf(path);
-    OpenTable("t");
-    SaveEach();
-    table.reset();
-    source.reset();
-    const Rows after = RowsOf(path);
-    const std::filesystem::path image = folder / "image.db";
-    const auto rowOf = [](const Rows& rows, const std::string& key) {
-        const auto row = rows.find(key);
-        return row != rows.end() ? row->second : "none";
-    };
-    for (const FaultKind& kind : kKinds) {
-        FaultVfs::Fault fault = kind.fault;
-        for (bool isHit = true; isHit; ++fault.at) {
-            SCOPED_TRACE(kind.what + (", call " + std::to_string(fault.at)));
-            CopyFiles(original, path);
-            OpenTable("t");
-            vfs.Arm(fault);
-            const auto told = SaveEach();
-            isHit = vfs.Hits() != 0;
-            CopyFiles(path, image);
-            table.reset();
-            source.reset();
-            vfs.Disarm();
-            for (const auto& file : {image, path}) {
-                const Rows rows = RowsOf(file);
-                for (const auto& [key, outcome] : told) {
-                    const std::string row = rowOf(rows, key);
-                    ASSERT_NE(rowOf(before, key), rowOf(after, key));
-                    ASSERT_TRUE((row == rowOf(after, key) && outcome != ESqlOutcome::RolledBack) ||
-                                (row == rowOf(before, key) && outcome != ESqlOutcome::Committed))
-                        << "record " << key << " told " << static_cast<int>(outcome) << " has "
-                        << row << (file == image ? " when killed" : "");
-                    ASSERT_TRUE(kind.mayBeUnknown || outcome != ESqlOutcome::Unknown);
-                }
-            }
-        }
-    }
+TEST_P(FaultySave, ReportsEachWriteByItself) {
+    TryFaults([this] { return SaveEach(); }, /*isAllOrNothing=*/false);
 }
 
 INSTANTIATE_TEST_SUITE_P(InBothJournals, FaultySave, ::testing::Values("delete", "wal"));

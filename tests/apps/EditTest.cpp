@@ -356,7 +356,7 @@ TEST_F(Edit, WhatIsLockedForAllPrintsTheEditsAsTheyWereAsked) {
     const auto start = std::chrono::steady_clock::now();
     const CommandResult locked = Run(save);
     // Two seconds, and not once more for another way of opening it.
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(3500));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
     sqlite3_close(other);
     EXPECT_EQ(locked.status, 1);
     EXPECT_EQ(locked.err.find("etabulon: nothing was saved"), 0U) << locked.err;

@@ -68,21 +68,21 @@ protected:
         sqlite3_close(database);
         return rows;
     }
-    /// The file holds what was told, and something was.
-    void ExpectTruth(const CommandResult& told) const {
+    /// The file holds what the program has reported, and it has reported something.
+    void ExpectTruth(const CommandResult& result) const {
         const std::string rows = Rows();
-        const bool isUnknown = told.err.find(kUnknown) != std::string::npos;
-        if (told.status == 0) {
+        const bool isUnknown = result.err.find(kUnknown) != std::string::npos;
+        if (result.status == 0) {
             EXPECT_EQ(rows, kAfter);
-            EXPECT_EQ(told.out.find("2 updated, 1 inserted, 1 deleted\n"), 0U) << told.out;
+            EXPECT_EQ(result.out.find("2 updated, 1 inserted, 1 deleted\n"), 0U) << result.out;
         } else if (isUnknown) {
             EXPECT_TRUE(rows == kBefore || rows == kAfter) << rows;
         } else {
-            EXPECT_EQ(rows, kBefore) << told.status << ' ' << told.err;
+            EXPECT_EQ(rows, kBefore) << result.status << ' ' << result.err;
         }
-        EXPECT_EQ(told.status != 0, told.err.find("etabulon: ") != std::string::npos);
-        if (told.status >= 128) {
-            EXPECT_NE(told.err.find(kNothing), std::string::npos) << told.err;
+        EXPECT_EQ(result.status != 0, result.err.find("etabulon: ") != std::string::npos);
+        if (result.status >= 128) {
+            EXPECT_NE(result.err.find(kNothing), std::string::npos) << result.err;
         }
     }
 
@@ -114,7 +114,7 @@ private:
     }
 };
 
-TEST_P(FaultySaveCommand, TellsWhatTheFileHolds) {
+TEST_P(FaultySaveCommand, ReportsWhatTheFileHolds) {
     const FaultVfs::Fault faults[] = {
         {FaultVfs::kRead, 1, SQLITE_IOERR_READ},
         {FaultVfs::kWrite, 1, SQLITE_FULL, FaultVfs::Moment::Half},

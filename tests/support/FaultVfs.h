@@ -10,7 +10,7 @@ namespace etabulon::test {
 
 /// A file system for SQLite that fails calls on demand. While it lives it is the default one: it
 /// hands each call on to the file system that was the default before, counts the calls, and fails
-/// those that it is told to.
+/// those that are asked for.
 ///
 /// It must be made before the connections that it is to count, and outlive them. Arm and Disarm
 /// belong to the thread that uses the connections.
@@ -36,7 +36,7 @@ public:
     enum class Moment : std::uint8_t {
         Before = 0,  // nothing of the call is carried out
         Half = 1,    // half of a write or truncation is carried out; all else is as with Before
-        After = 2,   // the call is carried out, and nevertheless told as failed
+        After = 2,   // the call is carried out, and reported as failed
     };
     struct Fault {
         unsigned calls = kAnyCall;

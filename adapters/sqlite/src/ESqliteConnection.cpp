@@ -19,7 +19,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::chrono::milliseconds kBusyTurn{5};
-constexpr std::chrono::seconds kPatience{2};
 constexpr int kLogTurns = 20;
 constexpr std::uintmax_t kLogHeaderSize = 32;
 constexpr int kProgressSteps = 4000;  // of SQLite's machine: some 50 microseconds
@@ -59,8 +58,9 @@ std::uintmax_t SizeOf(const fs::path& path) {
     return failure ? 0 : size;
 }
 
-/// The log is a header alone, and stays so: whoever wrote that was killed behind it. Where no
-/// connection has the log open, SQLite's reading of it waits for ten seconds, and then fails.
+/// The log is a header alone, and stays so: its writer was killed before the first frame. Unless a
+/// connection has the log open, a reader with read-only shared memory waits in SQLite for ten
+/// seconds, and then fails.
 bool IsLogCutOff(const fs::path& log) {
     for (int turn = 0; turn < kLogTurns; ++turn) {
         if (SizeOf(log) != kLogHeaderSize) {
@@ -156,10 +156,9 @@ bool IsSqliteMemory(const Chaine& location) noexcept {
 
 std::unique_ptr<ESqliteConnection> ESqliteConnection::Open(const Chaine& location,
                                                            ESqlOpenMode mode, ESqlError& error) {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
+    const auto end = Clock::now() + kPatience;
     auto connection = OpenOnce(location, mode, error);
-    while (connection == nullptr && IsPassing(error.engineCode) &&
-           std::chrono::steady_clock::now() < end) {
+    while (connection == nullptr && IsPassing(error.engineCode) && Clock::now() < end) {
         std::this_thread::sleep_for(kBusyTurn);
         connection = OpenOnce(location, mode, error);
     }
@@ -371,8 +370,8 @@ void ESqliteConnection::Rollback() {
 /// rollback journal that point is its deletion. A journal that is still there takes all back with
 /// the next read; a commit that went through (the folder can't be synced, the lock not given up,
 /// the file not shortened) has counted the header's changes up. With a write-ahead log the last
-/// frame commits, and the log is synced behind it: once that frame stands, nobody knows whether
-/// the log will be read up to it.
+/// frame commits, and the log is synced behind it: once that frame stands, the next reader of the
+/// log may find it, or not.
 bool ESqliteConnection::IsTakenBack(int code) {
     constexpr std::array kBeforeReturn = {SQLITE_FULL, SQLITE_IOERR_READ, SQLITE_IOERR_SHORT_READ,
                                           SQLITE_IOERR_WRITE};
@@ -391,7 +390,7 @@ bool ESqliteConnection::IsTakenBack(int code) {
     return isSame;
 }
 
-// Through SQLite: whoever closes another descriptor of the file gives up all locks that this
+// Through SQLite's own descriptor: closing another one of the file gives up all locks that this
 // process holds on it, those of open transactions too.
 ESqliteConnection::Header ESqliteConnection::ReadHeader() const {
     std::array<unsigned char, kHeaderSize> bytes{};
@@ -419,9 +418,9 @@ ESqlError ESqliteConnection::LastError() const {
 }
 
 int ESqliteConnection::StepAgain(sqlite3_stmt* statement, int code) {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
+    const auto end = Clock::now() + kPatience;
     while (code != SQLITE_DONE && IsPassing(sqlite3_extended_errcode(database_)) &&
-           !IsInTransaction() && !IsWalkCancelled() && std::chrono::steady_clock::now() < end) {
+           !IsInTransaction() && !IsWalkCancelled() && Clock::now() < end) {
         sqlite3_reset(statement);
         std::this_thread::sleep_for(kBusyTurn);
         code = sqlite3_step(statement);
@@ -436,15 +435,18 @@ int ESqliteConnection::OnProgress(void* connection) noexcept {
 /// SQLite's own wait can't be ended by a cancel.
 int ESqliteConnection::OnBusy(void* connection, int turn) noexcept {
     auto& self = *static_cast<ESqliteConnection*>(connection);
-    const bool isOver =
-        self.waiting_ == Waiting::Shared ? self.turnsLeft_ <= 0 : turn >= kBusyTurns;
-    if (isOver || self.waiting_ == Waiting::Never || self.IsWalkCancelled()) {
+    const bool isShared = self.waiting_ == Waiting::Shared;
+    if (turn == 0 && !isShared) {
+        self.ownWait_ = kPatience;
+    }
+    Clock::duration& left = isShared ? self.sharedWait_ : self.ownWait_;
+    if (left <= Clock::duration::zero() || self.waiting_ == Waiting::Never ||
+        self.IsWalkCancelled()) {
         return 0;
     }
-    if (self.waiting_ == Waiting::Shared) {
-        --self.turnsLeft_;
-    }
+    const Clock::time_point start = Clock::now();
     std::this_thread::sleep_for(kBusyTurn);
+    left -= Clock::now() - start;
     return 1;
 }
 

@@ -7,6 +7,7 @@
 #include <sqlite3.h>
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -33,7 +34,7 @@ public:
     ESqlOutcome Commit(ESqlError& error) override;
     void Rollback() override;
     bool IsInTransaction() const override { return sqlite3_get_autocommit(database_) == 0; }
-    void ResetWait() noexcept override { turnsLeft_ = kBusyTurns; }
+    void ResetWait() noexcept override { sharedWait_ = kPatience; }
     void Interrupt() noexcept override { interrupted_.store(true); }
     void ResetInterrupt() noexcept override { interrupted_.store(false); }
     bool IsInterrupted() const noexcept override { return interrupted_.load(); }
@@ -53,7 +54,8 @@ public:
     void SetWalking(bool walking) noexcept { walking_ = walking; }
 
 private:
-    static constexpr int kBusyTurns = 400;  // two seconds in all
+    using Clock = std::chrono::steady_clock;
+    static constexpr std::chrono::seconds kPatience{2};  // with others' locks
 
     /// What the header of the file tells of its commits.
     struct Header {
@@ -64,7 +66,7 @@ private:
     /// What the busy handler is to do.
     enum class Waiting : std::uint8_t {
         Alone = 0,   // waits as long for each statement
-        Shared = 1,  // waits for what is left of turnsLeft_
+        Shared = 1,  // waits for what is left of sharedWait_
         Never = 2,
     };
     struct Finalizer {
@@ -104,8 +106,9 @@ private:
     std::unique_ptr<ESqliteFileState> still_;
     int misses_ = 0;
     Waiting waiting_ = Waiting::Alone;
-    int turnsLeft_ = kBusyTurns;
-    Header begun_;  // as the transaction began
+    Clock::duration ownWait_{};               // what is left of the statement's
+    Clock::duration sharedWait_ = kPatience;  // what is left for Begin and Commit
+    Header begun_;                            // as the transaction began
     // Made with the first transaction: ending one needs no memory then.
     Statement begin_;
     Statement commit_;
