@@ -1,5 +1,7 @@
 #include "grid/TagIndex.h"
 
+#include "etabulon/foundation/detail/EHashMix.h"
+
 #include <algorithm>
 
 namespace etabulon::detail {
@@ -62,7 +64,7 @@ std::uint32_t TagIndex::FindOrAddLasting(const ETabulonTag& tag, std::uint64_t g
         metGeneration_ = generation;
     }
     // The upper bits of a product, as addresses differ in the middle ones.
-    Met& met = met_[(reinterpret_cast<std::uintptr_t>(&tag) * 0x9E3779B97F4A7C15U) >> 52];
+    Met& met = met_[SpreadBits(reinterpret_cast<std::uintptr_t>(&tag)) >> 52];
     if (met.tag != &tag) {
         const std::uint32_t detail = FindOrAdd(tag);
         met = {&tag, detail};

@@ -1,5 +1,6 @@
 #include "score/LabelMemo.h"
 
+#include "etabulon/foundation/detail/EHashMix.h"
 #include "etabulon/values/ETabulonTag.h"
 
 #include <algorithm>
@@ -23,11 +24,6 @@ const ETabulonValue* ValueAt(const ETabulonTag& tag, unsigned int level,
         place = static_cast<unsigned int>(found);
     }
     return &tag.ValueAt(place);
-}
-
-std::uint64_t Mix(std::uint64_t bits) noexcept {
-    bits *= 0x9E3779B97F4A7C15U;
-    return bits ^ (bits >> 32);
 }
 
 }  // namespace
@@ -72,7 +68,7 @@ bool LabelMemo::Read(const ETabulonTag& position) noexcept {
 std::size_t LabelMemo::PlaceOf(const Words& words) const noexcept {
     std::uint64_t hash = 0;
     for (const std::uint64_t word : words) {
-        hash = Mix(hash ^ word);
+        hash = MixHash(hash, word);
     }
     const std::size_t mask = entries_.size() - 1;
     std::size_t place = hash & mask;

@@ -207,4 +207,4 @@ static_assert(sizeof(EVariant) == 32);
 
 }  // namespace etabulon
 
-#include "etabulon/foundation/EVariantInline.h"
+#include "etabulon/foundation/detail/EVariantInline.h"
