@@ -14,6 +14,21 @@ namespace etabulon::detail {
 template <class Key, class Traits>
 class EFirstIndex {
 public:
+    EFirstIndex() noexcept = default;
+    EFirstIndex(const EFirstIndex& other) : entries_(other.entries_) {
+        index_.Reserve(other.index_.Size());
+        for (std::size_t entry = 0; entry < entries_.size(); ++entry) {
+            index_.Add(Traits::Hash(entries_[entry].key), static_cast<std::int32_t>(entry));
+        }
+    }
+    EFirstIndex(EFirstIndex&&) noexcept = default;
+    EFirstIndex& operator=(EFirstIndex other) noexcept {
+        entries_.swap(other.entries_);
+        index_.Swap(other.index_);
+        return *this;
+    }
+    ~EFirstIndex() = default;
+
     /// Files `position` under `key`, unless the key has a position already. A preferred entry takes
     /// the position of one that isn't.
     void Add(const Key& key, std::uint32_t position, bool preferred) {
