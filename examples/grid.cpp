@@ -55,6 +55,9 @@ int main() {
     ETabulonCumulFuncOnVarCollection calculations;
     calculations.AddCalculation("SUM", "amount", TYPE_DOUBLE, 9, "Amount");
 
+    if (!shop.cursor.FindUnresolved({"amount"}).empty()) {
+        return 1;
+    }
     const auto grid = ETabulonGridFiller::Make(&shop.cursor, nullptr);
     grid->SetParams(&calculations, /*axesCount=*/2, &order);
     {

@@ -20,6 +20,10 @@ int main() {
     Shop shop;
     EDataTree tree(&shop.cursor, "Orders", nullptr);
     tree.SetHideLevelFlags(kProduct, ETabulonSortDesc::HideInTree);
+    if (const auto unknown = shop.cursor.FindUnresolved(); !unknown.empty()) {
+        std::fprintf(stderr, "orders has no %s\n", unknown.front().Code().c_str());
+        return 1;
+    }
     if (tree.Fill() != StatusOk) {
         return 1;
     }
