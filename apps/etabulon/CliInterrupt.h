@@ -33,9 +33,7 @@ public:
     /// A signal has come that cancels.
     [[nodiscard]] bool IsRaised() const noexcept { return raised_.load() != 0; }
     /// What the program ends with after that.
-    [[nodiscard]] CliExit Exit() const noexcept {
-        return static_cast<CliExit>(kSignalExit + raised_.load());
-    }
+    [[nodiscard]] CliExit Exit() const noexcept;
 
     /// The point of no return, right before the commit: from here on signals don't count, so that
     /// the program reports what it has saved. False where a signal has come before.
@@ -67,12 +65,10 @@ public:
     };
 
 private:
-    static constexpr int kSignalExit = 128;
     const bool saves_;
 
     void Wait();
     void Raise(int signal);
-    [[noreturn]] void End(int signal) const;
 
     CliOutput& output_;
     std::mutex lock_;

@@ -167,6 +167,26 @@ TEST_F(SqliteLinks, FailAtEachReadOfASaveThatSavesNothing) {
     }
 }
 
+TEST_F(SqliteLinks, ThatEndTheSessionAreTheCauseOfLaterRefusals) {
+    Make(4, 1, 3000);  // each name is on a page of its own
+    FaultVfs vfs;
+    OpenTable("t");
+    StepCursor cursor;
+    cursor.Init(ByName(), table.get(), false);
+    ASSERT_EQ(table->BeginAtomic(), DataOk);
+    ASSERT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
+    vfs.Arm(FaultAt(FaultVfs::kRead, 1));
+    EXPECT_EQ(cursor.CallGetNext(), static_cast<CursorStatus>(DataOther));
+    vfs.Disarm();
+    const std::string cause = table->LastErrorText().c_str();
+    EXPECT_EQ(cause.find("linked table p can't be read"), 0U) << cause;
+    EXPECT_FALSE(table->DeleteOne(4));
+    EXPECT_NE(table->LastErrorText().View().find(cause), std::string_view::npos)
+        << table->LastErrorText().c_str();
+    EXPECT_EQ(table->Commit(), ESqlOutcome::RolledBack);
+    Close();
+}
+
 TEST_F(SqliteLinks, OfADamagedTableNameIt) {
     Make(3, 1, 0);
     Damage();

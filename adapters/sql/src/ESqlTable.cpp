@@ -211,6 +211,7 @@ EPosition ESqlTable::Arrive(EPosition newPosition) {
 
 void ESqlTable::FailWalk(const ESqlError& error) {
     state_->error = error;
+    state_->CheckAtomic();
     state_->BreakWalk();
     Leave(error.status);
 }
