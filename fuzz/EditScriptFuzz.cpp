@@ -2,9 +2,9 @@
 // names. The first line of the input is read as each option, the rest as a script. What is refused
 // says why; what is accepted is printed as text that is accepted again and means the same.
 
-#include "apps/etabulon/CliCalculations.h"
-#include "apps/etabulon/CliEdits.h"
-#include "apps/etabulon/CliWritten.h"
+#include "apps/etabulon/request/CliCalculations.h"
+#include "apps/etabulon/request/CliEdits.h"
+#include "apps/etabulon/request/CliWritten.h"
 #include "etabulon/sqlite/ESqliteSource.h"
 #include "fuzz/Choices.h"
 

@@ -47,15 +47,16 @@ class Ranks:
         for pattern, rank in self.headers:
             if fnmatch.fnmatchcase(place, pattern):
                 return rank
-        return self.folders.get(folder(place))
+        return self.folders.get(self.folder(place))
+
+    def folder(self, place):
+        """The innermost folder of `place` that has a rank, or its top folder."""
+        folders = [str(parent) for parent in pathlib.PurePosixPath(place).parents]
+        return next((name for name in folders if name in self.folders), place.split("/")[0])
 
     def allows_knot(self, path, place):
         return any(fnmatch.fnmatchcase(path, source) and fnmatch.fnmatchcase(place, header)
                    for source, header in self.knots)
-
-
-def folder(place):
-    return place.split("/")[0]
 
 
 def is_forward(place):
@@ -163,7 +164,8 @@ def rank_fault(ranks, tree, path, rank, target):
         return None  # reported with the file itself
     if is_forward(place) and other_rank > 0:
         return f"a fwd.h includes {other}, which is not of rank 0"
-    if other_rank < rank or (other_rank == rank and folder(other) == folder(place)):
+    is_own_folder = ranks.folder(other) == ranks.folder(place)
+    if other_rank < rank or (other_rank == rank and is_own_folder):
         return None
     if ranks.allows_knot(path, other):
         return None

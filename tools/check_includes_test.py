@@ -13,7 +13,8 @@ rank 1 values
 rank 3 values/Desc.h
 rank 2 sort cursors
 rank 7 sql
-rank 8 apps
+rank 8 apps/tool/low apps/tool/side
+rank 9 apps
 knot src/sort/Sort.cpp values/Desc.h
 """
 
@@ -38,7 +39,10 @@ GOOD = {
     "adapters/sql/src/Table.cpp": '#include "Quote.h"\n#include "etabulon/sql/Table.h"\n',
     "adapters/sql/src/Quote.h": "#include <cstdint>\n",
     "apps/tool/main.cpp": '#include "apps/tool/Part.h"\n#include <CLI/CLI.hpp>\n',
-    "apps/tool/Part.h": '#include "etabulon/sql/Table.h"\n',
+    "apps/tool/low/Deep.h": '#include "etabulon/sql/Table.h"\n',
+    "apps/tool/low/Deeper.h": '#include "apps/tool/low/Deep.h"\n',
+    "apps/tool/side/Side.h": "",
+    "apps/tool/Part.h": '#include "apps/tool/low/Deeper.h"\n',
 }
 
 
@@ -73,7 +77,11 @@ class Includes(unittest.TestCase):
             ("library on an adapter", "src/sort/Other.cpp",
              '#include "etabulon/sql/Table.h"\n', "sql/Table.h (rank 7)"),
             ("adapter on an application", "adapters/sql/src/Other.cpp",
-             '#include "apps/tool/Part.h"\n', "apps/tool/Part.h (rank 8)"),
+             '#include "apps/tool/Part.h"\n', "apps/tool/Part.h (rank 9)"),
+            ("room on what is above it", "apps/tool/low/Other.h",
+             '#include "apps/tool/Part.h"\n', "apps/tool/Part.h (rank 9)"),
+            ("room on another of its rank", "apps/tool/low/Other.h",
+             '#include "apps/tool/side/Side.h"\n', "apps/tool/side/Side.h (rank 8)"),
             ("forward header with a load", "include/etabulon/values/fwd.h",
              '#include "etabulon/values/Low.h"\n', "a fwd.h includes values/Low.h"),
             ("short name", "include/etabulon/values/Tag.h",

@@ -1,6 +1,6 @@
-#include "apps/etabulon/CliApp.h"
-#include "apps/etabulon/CliFailure.h"
-#include "apps/etabulon/CliOutput.h"
+#include "apps/etabulon/commands/CliApp.h"
+#include "apps/etabulon/output/CliOutput.h"
+#include "apps/etabulon/request/CliFailure.h"
 
 #include <unistd.h>
 

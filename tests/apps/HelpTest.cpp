@@ -1,5 +1,5 @@
 #include "apps/CommandRun.h"
-#include "apps/etabulon/CliHelp.h"
+#include "apps/etabulon/commands/CliHelp.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>

@@ -1,5 +1,5 @@
 #include "apps/CommandRun.h"
-#include "apps/etabulon/CliApp.h"
+#include "apps/etabulon/commands/CliApp.h"
 #include "support/FaultVfs.h"
 
 #include <fcntl.h>

@@ -1,6 +1,6 @@
 #include "apps/TerminalModel.h"
 
-#include "apps/etabulon/CliUtf8.h"
+#include "apps/etabulon/output/CliUtf8.h"
 
 #include <algorithm>
 #include <cstdlib>

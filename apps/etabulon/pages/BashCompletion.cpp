@@ -1,6 +1,7 @@
 #include "apps/etabulon/pages/BashCompletion.h"
 
-#include "apps/etabulon/CliHelp.h"
+#include "apps/etabulon/commands/CliHelp.h"
+#include "apps/etabulon/request/CliOptions.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>

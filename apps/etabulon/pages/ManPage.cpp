@@ -1,6 +1,6 @@
 #include "apps/etabulon/pages/ManPage.h"
 
-#include "apps/etabulon/CliHelp.h"
+#include "apps/etabulon/commands/CliHelp.h"
 #include "etabulon/version.h"
 
 #include <CLI/CLI.hpp>

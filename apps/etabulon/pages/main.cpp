@@ -1,8 +1,8 @@
 // Writes the man pages and the completion of the command line, while it is built:
 //     etabulon-pages DATE FOLDER
 
-#include "apps/etabulon/CliCommand.h"
-#include "apps/etabulon/CliHelp.h"
+#include "apps/etabulon/commands/CliCommand.h"
+#include "apps/etabulon/commands/CliHelp.h"
 #include "apps/etabulon/pages/BashCompletion.h"
 #include "apps/etabulon/pages/ManPage.h"
 

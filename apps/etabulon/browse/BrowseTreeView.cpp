@@ -1,0 +1,271 @@
+#include "apps/etabulon/browse/BrowseTreeView.h"
+
+#include "apps/etabulon/browse/BrowseSurface.h"
+#include "apps/etabulon/browse/BrowseWake.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace etabulon {
+namespace {
+
+constexpr int kIndent = 2;
+
+}  // namespace
+
+BrowseTreeView::~BrowseTreeView() { Close(); }
+
+// --- which items are on the screen ---
+
+bool BrowseTreeView::IsShown(const Item& item) const {
+    for (const Item* above = item.parent; above != nullptr; above = above->parent) {
+        if (!above->IsOpen()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool BrowseTreeView::IsTopWithin(const Item& item) const {
+    const Item* at = Find(top_);
+    while (at != nullptr && at != &item) {
+        at = at->parent;
+    }
+    return at != nullptr;
+}
+
+void BrowseTreeView::RemovingItem(const Item& item) {
+    if (!IsTopWithin(item)) {
+        return;
+    }
+    top_ = item.next != nullptr ? item.next->handle : PreviousVisibleItem(item.handle);
+}
+
+void BrowseTreeView::ClosedItem(const Item& item) {
+    isDirty_ = true;
+    if (IsTopWithin(item)) {
+        top_ = item.handle;
+    }
+}
+
+/// As many lines up, or as many as there are.
+_TREEITEM* BrowseTreeView::Back(_TREEITEM* item, int lines) const {
+    for (; lines > 0; --lines) {
+        _TREEITEM* const previous = PreviousVisibleItem(item);
+        if (previous == nullptr) {
+            break;
+        }
+        item = previous;
+    }
+    return item;
+}
+
+std::vector<_TREEITEM*> BrowseTreeView::RowsFrom(_TREEITEM* top) const {
+    std::vector<_TREEITEM*> rows;
+    for (_TREEITEM* item = top; item != nullptr && static_cast<int>(rows.size()) < Height();
+         item = NextVisibleItem(item)) {
+        rows.push_back(item);
+    }
+    return rows;
+}
+
+/// Moves the lines as little as it takes; to something far away so that it stands in the middle.
+void BrowseTreeView::ScrollTo(_TREEITEM* item, const std::vector<_TREEITEM*>& rows) {
+    if (rows.empty() || std::find(rows.begin(), rows.end(), item) != rows.end()) {
+        return;
+    }
+    const int height = Height();
+    _TREEITEM* above = item;
+    _TREEITEM* below = item;
+    for (int lines = 1; lines <= height; ++lines) {
+        above = PreviousVisibleItem(above);
+        below = NextVisibleItem(below);
+        if (below == rows.front()) {
+            top_ = item;
+            return;
+        }
+        if (above == rows.back()) {
+            top_ = Back(item, height - 1);
+            return;
+        }
+    }
+    top_ = Back(item, height / 2);
+}
+
+std::vector<_TREEITEM*> BrowseTreeView::Rows() {
+    if (Find(top_) == nullptr) {
+        top_ = FirstItem();
+    }
+    std::vector<_TREEITEM*> rows = RowsFrom(top_);
+    const Item* const wanted = Find(std::exchange(wanted_, nullptr));
+    if (wanted != nullptr && IsShown(*wanted)) {
+        ScrollTo(wanted->handle, rows);
+        rows = RowsFrom(top_);
+    }
+    if (const int free = Height() - static_cast<int>(rows.size()); free > 0 && !rows.empty()) {
+        top_ = Back(top_, free);  // no blank lines at the end of what is longer than the screen
+        rows = RowsFrom(top_);
+    }
+    return rows;
+}
+
+// --- drawing ---
+
+void BrowseTreeView::Paint() {
+    if (!isRedrawOn_ || !isDirty_) {
+        return;
+    }
+    isDirty_ = false;
+    BrowseSurface surface(terminal_, rect_);
+    Print(surface);
+}
+
+void BrowseTreeView::UpdateNow() {
+    Paint();
+    terminal_.Show();
+}
+
+void BrowseTreeView::Print(IDrawSurface& surface) {
+    if (Events() == nullptr || !Events()->OnEraseBkgnd(surface)) {
+        surface.FillRect(ClientRect(), background_);
+    }
+    const std::vector<_TREEITEM*> rows = Rows();
+    if (rows_ != nullptr) {
+        rows_->OnPaint(rows);
+    }
+    ETreeDraw draw;
+    draw.surface = &surface;
+    const bool isStyled =
+        Events() != nullptr && (Events()->OnCustomdraw(draw) & ETreeDraw::NotifyItems) != 0;
+    int line = rect_.top;
+    for (_TREEITEM* const item : rows) {
+        BrowseSurface row(terminal_, rect_);
+        DrawRow(item, line++, isStyled, row);
+    }
+}
+
+void BrowseTreeView::DrawRow(_TREEITEM* item, int line, bool isStyled, BrowseSurface& surface) {
+    const Item& found = *Find(item);
+    ETreeDraw draw;
+    draw.stage = ETreeDraw::ItemPrePaint;
+    draw.item = item;
+    draw.itemData = found.data;
+    draw.textColour = textColour_;
+    draw.surface = &surface;
+    if (isStyled) {
+        static_cast<void>(Events()->OnCustomdraw(draw));
+    }
+    int indent = 0;
+    for (const Item* above = found.parent; above->parent != nullptr; above = above->parent) {
+        indent += kIndent;
+    }
+    int at = rect_.left + indent;
+    const auto put = [&](std::string_view text, const BrowseStyle& style) {
+        at += terminal_.Put({at, line}, text, std::max(rect_.right - at, 0), style);
+    };
+    // What may be opened, though nobody has looked yet whether there is something below.
+    const bool offers = found.hasChildren || found.firstChild != nullptr;
+    put(found.IsOpen() && found.firstChild != nullptr ? "- " : offers ? "+ " : "  ", {});
+    if (images_ != nullptr && found.image >= 0) {
+        put("* ", {});  // the only picture of this screen: waiting
+    }
+    BrowseStyle style = surface.Style(draw.textColour);
+    style.reverse = item == SelectedItem();
+    if (rows_ == nullptr) {
+        put(found.text.View(), style);
+        return;
+    }
+    const BrowseLabel label = rows_->Label(item, found.text.View());
+    style.dim = label.isNull;
+    put(label.text, style);
+    put(rows_->Note(item), {});
+}
+
+// --- what a user does ---
+
+void BrowseTreeView::Step(int lines) {
+    _TREEITEM* item = SelectedItem() != nullptr ? SelectedItem() : FirstItem();
+    if (lines < 0) {
+        item = Back(item, -lines);
+    }
+    for (; lines > 0; --lines) {
+        _TREEITEM* const next = NextVisibleItem(item);
+        if (next == nullptr) {
+            break;
+        }
+        item = next;
+    }
+    GoTo(item);
+}
+
+void BrowseTreeView::Page(int pages) { Step(pages * std::max(Height() - 1, 1)); }
+
+void BrowseTreeView::GoTo(_TREEITEM* item) {
+    if (item != nullptr) {
+        SelectItem(item);
+        EnsureVisible(item);
+        static_cast<void>(Rows());  // scrolls by this step, however many more come before painting
+    }
+}
+
+void BrowseTreeView::GoToStart() { GoTo(FirstItem()); }
+
+void BrowseTreeView::GoToEnd() {
+    const Item* last = Top().lastChild;
+    while (last != nullptr && last->IsOpen() && last->lastChild != nullptr) {
+        last = last->lastChild;
+    }
+    GoTo(last != nullptr ? last->handle : nullptr);
+}
+
+void BrowseTreeView::Resize(const ERect& rect) {
+    MoveWindow(rect);
+    wanted_ = SelectedItem();
+    if (Events() != nullptr) {
+        Events()->OnSize(ITreeViewEvents::SizeRestored, rect.right - rect.left,
+                         rect.bottom - rect.top);
+    }
+}
+
+// --- the view ---
+
+void BrowseTreeView::SetItem(_TREEITEM* item, const ETreeItemChange& change) {
+    ETreeViewItems::SetItem(item, change);
+    if (change.data && rows_ != nullptr) {
+        rows_->OnNewItem(item);
+    }
+}
+
+void BrowseTreeView::EnsureVisible(_TREEITEM* item) {
+    ETreeViewItems::EnsureVisible(item);
+    wanted_ = item;
+    isDirty_ = true;
+}
+
+ERect BrowseTreeView::ClientRect() const {
+    return {0, 0, rect_.right - rect_.left, rect_.bottom - rect_.top};
+}
+
+void BrowseTreeView::MoveWindow(const ERect& rect) {
+    rect_ = rect;
+    isDirty_ = true;
+}
+
+unsigned BrowseTreeView::SetTimer(unsigned timerID, unsigned milliseconds) {
+    timers_.Start(timerID, milliseconds);
+    return timerID;
+}
+
+void BrowseTreeView::OnTimers() {
+    timers_.RingDue([this](unsigned timerID) {
+        if (Events() != nullptr) {
+            Events()->OnTimer(timerID);
+        }
+    });
+}
+
+EMessagePort::Waker BrowseTreeView::MakeWaker(std::weak_ptr<EMessagePort> port) {
+    return wake_.MakeWaker(std::move(port));
+}
+
+}  // namespace etabulon

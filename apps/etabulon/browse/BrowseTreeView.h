@@ -1,0 +1,121 @@
+#pragma once
+
+#include "apps/etabulon/browse/BrowseTerminal.h"
+#include "apps/etabulon/browse/BrowseTimers.h"
+#include "etabulon/controls/ETreeViewItems.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace etabulon {
+
+class BrowseSurface;
+class BrowseWake;
+
+/// What a line shows for an item.
+struct BrowseLabel {
+    std::string text;
+    bool isNull = false;
+};
+
+/// The tree view of a terminal. Items are drawn a line each; which of them are on the screen is
+/// kept as the first one, so that no step depends on how many there are.
+///
+/// Ownership  terminal, wake and rows aren't owned and must outlive this.
+class BrowseTreeView final : public ETreeViewItems {
+public:
+    /// Who knows what lines show beside the items.
+    class IRows {
+    public:
+        virtual ~IRows() = default;
+        /// The item was just given its data.
+        virtual void OnNewItem(_TREEITEM* item) = 0;
+        /// These are about to be drawn.
+        virtual void OnPaint(const std::vector<_TREEITEM*>& rows) = 0;
+        /// The item's text, by which NULL and an empty text can be told apart.
+        [[nodiscard]] virtual BrowseLabel Label(_TREEITEM* item, std::string_view text) const = 0;
+        /// Stands behind the item's text.
+        [[nodiscard]] virtual std::string Note(_TREEITEM* item) const = 0;
+    };
+
+    BrowseTreeView(BrowseTerminal& terminal, BrowseWake& wake) : terminal_(terminal), wake_(wake) {}
+    ~BrowseTreeView() override;
+
+    void SetRows(IRows* rows) noexcept { rows_ = rows; }
+    /// Draws what has changed, unless redraw is off.
+    void Paint();
+
+    // --- what a user does ---
+    /// Selects the item so many lines further down, or the last there is. Negative: up.
+    void Step(int lines);
+    void Page(int pages);
+    /// Selects it and brings it on the screen.
+    void GoTo(_TREEITEM* item);
+    void GoToStart();
+    void GoToEnd();
+    void Resize(const ERect& rect);
+    [[nodiscard]] bool IsExpanded(_TREEITEM* item) const {
+        return ItemState(item, StateExpanded) != 0;
+    }
+
+    // --- time ---
+    /// Milliseconds until OnTimers has something to do; -1 for never.
+    [[nodiscard]] int Wait() const { return timers_.Wait(); }
+    void OnTimers();
+
+    // --- the view ---
+    void SetItem(_TREEITEM* item, const ETreeItemChange& change) override;
+    void EnsureVisible(_TREEITEM* item) override;
+    void SetRedraw(bool on) override { isRedrawOn_ = on; }
+    void AttachImages(IImageList* images) override { images_ = images; }
+    void Invalidate() override { isDirty_ = true; }
+    void InvalidateItem(_TREEITEM*) override { isDirty_ = true; }
+    void UpdateNow() override;
+    [[nodiscard]] ERect WindowRect() const override { return rect_; }
+    [[nodiscard]] ERect ClientRect() const override;
+    [[nodiscard]] EColour BackgroundColour() const override { return background_; }
+    void SetBackgroundColour(EColour colour) override { background_ = colour; }
+    void SetTextColour(EColour colour) override { textColour_ = colour; }
+    void MoveWindow(const ERect& rect) override;
+    void Print(IDrawSurface& surface) override;
+    [[nodiscard]] unsigned SetTimer(unsigned timerID, unsigned milliseconds) override;
+    void KillTimer(unsigned timerID) override { timers_.Stop(timerID); }
+    [[nodiscard]] EMessagePort::Waker MakeWaker(std::weak_ptr<EMessagePort> port) override;
+    /// There is no window around it: a derived control hears the same by its own operations.
+    std::intptr_t SendToOwner(std::uint32_t, std::intptr_t, std::intptr_t) override { return 0; }
+
+protected:
+    void InsertedItem(const Item&) override { isDirty_ = true; }
+    void ChangedItem(const Item&) override { isDirty_ = true; }
+    void RemovingItem(const Item& item) override;
+    void RemovedItem(const Item&) override { isDirty_ = true; }
+    void OpenedItem(const Item&) override { isDirty_ = true; }
+    void ClosedItem(const Item& item) override;
+    void MovedSelection() override { isDirty_ = true; }
+
+private:
+    [[nodiscard]] int Height() const noexcept { return rect_.bottom - rect_.top; }
+    [[nodiscard]] bool IsShown(const Item& item) const;
+    [[nodiscard]] bool IsTopWithin(const Item& item) const;
+    [[nodiscard]] _TREEITEM* Back(_TREEITEM* item, int lines) const;
+    [[nodiscard]] std::vector<_TREEITEM*> RowsFrom(_TREEITEM* top) const;
+    [[nodiscard]] std::vector<_TREEITEM*> Rows();
+    void ScrollTo(_TREEITEM* item, const std::vector<_TREEITEM*>& rows);
+    void DrawRow(_TREEITEM* item, int line, bool isStyled, BrowseSurface& surface);
+
+    BrowseTerminal& terminal_;
+    BrowseWake& wake_;
+    IRows* rows_ = nullptr;         // not owned
+    IImageList* images_ = nullptr;  // not owned
+    _TREEITEM* top_ = nullptr;      // of the lines on the screen; null: the first item
+    _TREEITEM* wanted_ = nullptr;   // is to be on the screen at the next painting
+    bool isRedrawOn_ = true;
+    bool isDirty_ = true;
+    ERect rect_;
+    EColour background_ = kDefaultColour;
+    EColour textColour_ = kDefaultColour;
+    BrowseTimers timers_;
+};
+
+}  // namespace etabulon

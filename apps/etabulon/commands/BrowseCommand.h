@@ -1,0 +1,38 @@
+#pragma once
+
+#include "apps/etabulon/browse/BrowseAlerts.h"
+#include "apps/etabulon/commands/CliCommand.h"
+#include "apps/etabulon/request/CliOptions.h"
+#include "apps/etabulon/request/CliSortOptions.h"
+#include "apps/etabulon/walk/CliWalk.h"
+
+#include <string>
+
+namespace etabulon {
+
+class BrowseCursor;
+class BrowseTerminal;
+
+/// `etabulon browse`: the tree of a table in the terminal, to be opened, rearranged and refreshed.
+class BrowseCommand final : public CliCommand {
+public:
+    [[nodiscard]] const char* Name() const override { return "browse"; }
+    [[nodiscard]] const char* Description() const override {
+        return "Explore the levels of a table as a tree in the terminal";
+    }
+    void Declare(CLI::App& app) override;
+    [[nodiscard]] bool Run(CliEnvironment& environment, CliFailure& failure) override;
+
+private:
+    [[nodiscard]] bool Browse(const CliEnvironment& environment, const CliWalkContext& context,
+                              const CliTreeOrder& order, CliFailure& failure);
+    /// Returns the signal that ended it, or 0.
+    [[nodiscard]] int Show(BrowseTerminal& terminal, CliInterrupt& interrupt, BrowseCursor& cursor,
+                           const std::string& tableName, const CliTreeOrder& order) const;
+
+    CliSourceOptions source_;
+    CliSortOptions sort_;
+    BrowseAlerts alerts_;
+};
+
+}  // namespace etabulon

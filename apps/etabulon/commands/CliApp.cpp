@@ -1,0 +1,181 @@
+#include "apps/etabulon/commands/CliApp.h"
+
+#include "apps/etabulon/commands/CliCommand.h"
+#include "apps/etabulon/commands/CliHelp.h"
+#include "apps/etabulon/output/CliOutput.h"
+#include "apps/etabulon/output/CliUtf8.h"
+#include "apps/etabulon/request/CliSuggest.h"
+#include "apps/etabulon/walk/CliInterrupt.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <new>
+#include <string_view>
+#include <system_error>
+
+namespace etabulon {
+namespace {
+
+CliExit Tell(const CliFailure& failure) {
+    if (!failure.text.empty()) {
+        TellUser(failure.text);
+    }
+    return failure.exit;
+}
+
+/// What is told of an exception; allocates nothing itself.
+CliExit TellException(const std::exception& error) noexcept {
+    const bool isMemory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
+    WriteError("etabulon: ");
+    WriteError(isMemory ? "there isn't enough memory" : error.what());
+    WriteError("\n");
+    return CliExit::Failed;
+}
+
+bool HasStyle() {
+    const char* const terminal = std::getenv("TERM");
+    return std::getenv("NO_COLOR") == nullptr && terminal != nullptr &&
+           std::string_view(terminal) != "dumb";
+}
+
+/// What was written must have arrived, whatever came before.
+CliExit EndOutput(CliOutput& output, CliExit exit) {
+    // A command that failed may have been within a line.
+    exit == CliExit::Done ? output.Finish() : output.Flush();
+    // A reader that has seen enough is no failure.
+    if (!output.IsBroken() || output.Error() == EPIPE) {
+        return exit;
+    }
+    const CliExit broken = exit == CliExit::Done ? CliExit::Failed : exit;
+    return Tell({broken, fmt::format("the output can't be written: {}",
+                                     std::generic_category().message(output.Error()))});
+}
+
+CliExit RunCommand(CliCommand& command, CliInstallLocale installLocale) {
+    CliOutput output(STDOUT_FILENO);
+    CliInterrupt interrupt(output, command.Saves());
+    CliEnvironment environment{output, interrupt};
+    environment.isOutputTerminal = isatty(STDOUT_FILENO) == 1;
+    environment.isErrorTerminal = isatty(STDERR_FILENO) == 1;
+    environment.hasStyle = environment.isOutputTerminal && HasStyle();
+    environment.installLocale = installLocale;
+    CliExit exit = CliExit::Done;
+    try {
+        CliFailure failure;
+        if (!command.Run(environment, failure)) {
+            output.Flush();
+            exit = Tell(failure);
+        }
+    } catch (const std::exception& error) {
+        exit = TellException(error);
+    }
+    return EndOutput(output, exit);
+}
+
+/// What the parser says when it throws: help asked for, or a wrong command line.
+CliExit EndParse(const CLI::App& app, const std::vector<std::unique_ptr<CliCommand>>& commands,
+                 const CLI::ParseError& error) {
+    const CLI::App* spoken = &app;
+    std::string called = "etabulon";
+    for (const auto& command : commands) {
+        if (const CLI::App* const sub = app.get_subcommand(command->Name()); sub->parsed()) {
+            spoken = sub;
+            called = fmt::format("etabulon {}", command->Name());
+        }
+    }
+    if (const std::vector<std::string> rest = app.remaining(); spoken == &app && !rest.empty()) {
+        std::vector<std::string> names;
+        for (const auto& command : commands) {
+            names.emplace_back(command->Name());
+        }
+        return Tell({CliExit::Usage, fmt::format("there is no command {}{}", Quoted(rest.front()),
+                                                 WhatThereIs(rest.front(), names))});
+    }
+    if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::Success)) {
+        return Tell({CliExit::Usage, fmt::format("{} (see {} --help)", error.what(), called)});
+    }
+    CliOutput output(STDOUT_FILENO);
+    const bool isVersion = dynamic_cast<const CLI::CallForVersion*>(&error) != nullptr;
+    output.Append(isVersion ? fmt::format("{}\n", error.what())
+                            : spoken->help(spoken == &app ? "" : "etabulon"));
+    return EndOutput(output, CliExit::Done);
+}
+
+/// The arguments as the parser takes them: it would give `--at=` the next argument as its text
+/// instead of none.
+std::vector<std::string> Arguments(int argc, const char* const* argv) {
+    std::vector<std::string> arguments;
+    bool areOptionsOver = false;
+    for (int index = 1; index < argc; ++index) {
+        std::string argument = argv[index];
+        areOptionsOver = areOptionsOver || argument == "--";
+        const bool isEmptied = !areOptionsOver && argument.size() > 3 &&
+                               argument.starts_with("--") && argument.back() == '=';
+        if (isEmptied) {
+            argument.pop_back();
+        }
+        arguments.push_back(std::move(argument));
+        if (isEmptied) {
+            arguments.emplace_back();
+        }
+    }
+    return arguments;
+}
+
+/// Lets the command that is named take its own.
+void LetTake(std::vector<std::string>& arguments,
+             const std::vector<std::unique_ptr<CliCommand>>& commands) {
+    for (const auto& command : commands) {
+        if (!arguments.empty() && arguments.front() == command->Name()) {
+            std::vector<std::string> own(arguments.begin() + 1, arguments.end());
+            command->TakeArguments(own);
+            arguments.resize(1);
+            arguments.insert(arguments.end(), own.begin(), own.end());
+            return;
+        }
+    }
+}
+
+CliExit ParseAndRun(int argc, const char* const* argv, CliInstallLocale installLocale) {
+    CLI::App app;
+    const std::vector<std::unique_ptr<CliCommand>> commands = MakeCommands();
+    DeclareProgram(app, commands);
+    try {
+        std::vector<std::string> arguments = Arguments(argc, argv);
+        LetTake(arguments, commands);
+        // The parser takes them from the last to the first.
+        std::reverse(arguments.begin(), arguments.end());
+        app.parse(arguments);
+    } catch (const CLI::ParseError& error) {
+        return EndParse(app, commands, error);
+    }
+    for (const auto& command : commands) {
+        if (app.got_subcommand(command->Name())) {
+            return RunCommand(*command, installLocale);
+        }
+    }
+    return CliExit::Usage;
+}
+
+}  // namespace
+
+int RunEtabulon(int argc, const char* const* argv, CliInstallLocale installLocale) {
+    HoldStandardDescriptors();
+    // A reader that goes away shows as EPIPE, so that the command ends in order.
+    signal(SIGPIPE, SIG_IGN);
+    try {
+        return static_cast<int>(ParseAndRun(argc, argv, installLocale));
+    } catch (const std::exception& error) {
+        return static_cast<int>(TellException(error));
+    }
+}
+
+}  // namespace etabulon

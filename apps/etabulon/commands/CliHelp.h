@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace CLI {
+class App;
+class FormatterBase;
+class Option;
+}  // namespace CLI
+
+namespace etabulon {
+
+class CliCommand;
+
+/// A way to call a command, as --help and the man page show it. A test runs each of them on the
+/// demonstration data.
+struct CliExample {
+    const char* command;
+    const char* text;
+    const char* line;  // for a shell
+};
+
+/// What a word stands for: an exit status, a variable of the environment.
+struct CliMeaning {
+    const char* word;
+    const char* text;
+};
+
+[[nodiscard]] std::span<const CliExample> CliExamples();
+[[nodiscard]] std::span<const CliMeaning> CliExitMeanings();
+[[nodiscard]] std::span<const CliMeaning> CliVariableMeanings();
+
+/// The commands in the order in which --help lists them.
+[[nodiscard]] std::vector<std::unique_ptr<CliCommand>> MakeCommands();
+
+/// Declares the program and its commands, which must outlive `app`. The help, the man pages and
+/// the completion are all made from what is declared here.
+void DeclareProgram(CLI::App& app, const std::vector<std::unique_ptr<CliCommand>>& commands);
+
+/// An example's line, gone on with a backslash where it would have more than `width` columns.
+[[nodiscard]] std::string ShellLines(std::string_view line, std::size_t width);
+
+/// What stands for an option's value: FILE. Empty for a flag.
+[[nodiscard]] std::string ValueWord(const CLI::Option& option);
+
+}  // namespace etabulon

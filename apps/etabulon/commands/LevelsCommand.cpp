@@ -1,0 +1,141 @@
+#include "apps/etabulon/commands/LevelsCommand.h"
+
+#include "apps/etabulon/output/CliUtf8.h"
+#include "apps/etabulon/request/CliDictionary.h"
+#include "apps/etabulon/request/CliLevels.h"
+#include "etabulon/foundation/DDico.h"
+#include "etabulon/sqlite/ESqliteSource.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+
+namespace etabulon {
+namespace {
+
+/// Writes a count, or NULL for one that the engine refused; its error is kept if it is the first.
+class CountCells {
+public:
+    explicit CountCells(CliWriter& writer) : writer_(writer) {}
+    void Put(std::int64_t count, const ESqlError& error) {
+        if (count >= 0) {
+            writer_.Cell(maker_.Of(count));
+            return;
+        }
+        writer_.Cell({});
+        if (first_.empty()) {
+            first_ = error.text.IsEmpty() ? fmt::format("a count failed (status {})", error.status)
+                                          : std::string(error.text.View());
+        }
+    }
+    [[nodiscard]] bool Finish(CliFailure& failure) const {
+        return first_.empty() || failure.Set(CliExit::Failed, first_);
+    }
+
+private:
+    CliWriter& writer_;
+    CliCellMaker maker_;
+    std::string first_;
+};
+
+CliCell Text(std::string_view text) { return CliCellMaker::Of(text); }
+
+/// The links that start at a column: their names, or the tables that they lead to.
+template <class NameOf>
+std::string LinksAt(const DRubric& rubric, const DVariable& variable, NameOf nameOf) {
+    std::string names;
+    for (const DLink& link : rubric.Links()) {
+        if (std::find(link.variables.begin(), link.variables.end(), variable.Index()) !=
+            link.variables.end()) {
+            names += names.empty() ? "" : ", ";
+            names += nameOf(link);
+        }
+    }
+    return names;
+}
+
+}  // namespace
+
+void LevelsCommand::Declare(CLI::App& app) {
+    source_.Declare(app);
+    output_.DeclareFormat(app);
+    app.footer(
+        "Without TABLE: table, kind and rows of each table and view. With TABLE: each column "
+        "with its type, its number of distinct values (NULL isn't one), whether it may be "
+        "NULL, its place in the key, and the links that start at it with the tables that they "
+        "lead to. A path link>column makes a level of the linked table's column.");
+}
+
+bool LevelsCommand::Run(CliEnvironment& environment, CliFailure& failure) {
+    const std::unique_ptr<ESqliteSource> source = source_.Open(failure);
+    if (source == nullptr) {
+        return false;
+    }
+    const CliDictionary dictionary(*source);
+    const std::unique_ptr<CliWriter> writer = output_.MakeWriter(environment);
+    if (source_.table.empty()) {
+        return ListTables(dictionary, *writer, failure);
+    }
+    const ESqlTableInfo* const table = dictionary.FindTable(source_.table, failure);
+    return table != nullptr && ListVariables(dictionary, *table, *writer, failure);
+}
+
+bool LevelsCommand::ListTables(const CliDictionary& dictionary, CliWriter& writer,
+                               CliFailure& failure) {
+    const std::array<CliColumn, 3> columns = {{{"table"}, {"kind"}, {"rows", true}}};
+    writer.Begin(columns);
+    CountCells counts(writer);
+    ESqlSource& source = dictionary.Source();
+    for (const ESqlTableInfo& table : source.Tables()) {
+        writer.Cell(Text(table.name.View()));
+        writer.Cell(Text(table.isView ? "view" : "table"));
+        ESqlError error;
+        counts.Put(source.CountRows(table.code, error), error);
+        writer.EndRecord();
+    }
+    const bool isWhole = counts.Finish(failure);
+    writer.Finish(/*isWhole=*/true);
+    return isWhole;
+}
+
+bool LevelsCommand::ListVariables(const CliDictionary& dictionary, const ESqlTableInfo& table,
+                                  CliWriter& writer, CliFailure& failure) {
+    const std::array<CliColumn, 7> columns = {{{"column"},
+                                               {"type"},
+                                               {"distinct", true},
+                                               {"nullable"},
+                                               {"key", true},
+                                               {"link"},
+                                               {"links_to"}}};
+    writer.Begin(columns);
+    CountCells counts(writer);
+    CliCellMaker maker;
+    ESqlSource& source = dictionary.Source();
+    const DRubric& rubric = *source.Rubric(table);
+    for (const ESqlColumn& column : table.columns) {
+        const DVariable& variable = *rubric.Find(column.code);
+        writer.Cell(Text(column.name.View()));
+        writer.Cell(Text(TypeName(column.type)));
+        ESqlError error;
+        counts.Put(source.CountDistinct(table.code, column.code, error), error);
+        const auto key = std::find(table.key.begin(), table.key.end(), variable.Index());
+        // Such a key is never NULL, whether it was declared so or not.
+        const bool isNumberKey = key != table.key.end() && table.keyKind == ESqlKeyKind::Integer;
+        writer.Cell(CliCellMaker::Of(!column.notNull && !isNumberKey));
+        writer.Cell(key == table.key.end() ? CliCell{} : maker.Of(key - table.key.begin() + 1));
+        const std::string names = LinksAt(rubric, variable, &CliDictionary::NameOf);
+        const std::string targets = LinksAt(rubric, variable, [&dictionary](const DLink& link) {
+            return std::string(dictionary.TableOf(*link.target).name.View());
+        });
+        writer.Cell(names.empty() ? CliCell{} : Text(names));
+        writer.Cell(names.empty() ? CliCell{} : Text(targets));
+        writer.EndRecord();
+    }
+    const bool isWhole = counts.Finish(failure);
+    writer.Finish(/*isWhole=*/true);
+    return isWhole;
+}
+
+}  // namespace etabulon

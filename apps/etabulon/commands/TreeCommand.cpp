@@ -1,0 +1,140 @@
+#include "apps/etabulon/commands/TreeCommand.h"
+
+#include "apps/etabulon/output/CliUtf8.h"
+#include "apps/etabulon/views/CliTreePrinter.h"
+#include "apps/etabulon/views/CliTreeRecords.h"
+#include "apps/etabulon/walk/CliInterrupt.h"
+#include "etabulon/sql/ESqlSchema.h"
+#include "etabulon/tree/EDataTree.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace etabulon {
+namespace {
+
+/// None for a view, whose records can't be told apart.
+std::vector<CliColumn> KeyParts(const ESqlTableInfo& table) {
+    if (table.keyKind == ESqlKeyKind::RowId) {
+        return {{table.rowIdName, true}};
+    }
+    std::vector<CliColumn> parts;
+    for (const unsigned index : table.key) {
+        const ESqlColumn& column = table.columns[index];
+        parts.push_back({std::string(column.name.View()), IsNumber(column.type)});
+    }
+    return parts;
+}
+
+/// The labels of the place, which only records have.
+void TakeLabels(ETabulonTag& place, const ETabulonTag& met) {
+    for (unsigned index = 0; index < place.KnownLevelsCount(); ++index) {
+        if (const ETabulonValue* const value = met.Find(place.LevelAt(index))) {
+            place.ValueAt(index) = *value;
+        }
+    }
+}
+
+}  // namespace
+
+void TreeCommand::DeclareView(CLI::App& app) {
+    sort_.Declare(app);
+    app.add_option("--depth", depth_, "Show this many levels below the root")
+        ->check(CLI::NonNegativeNumber)
+        ->type_name("N");
+    app.add_flag("--leaves", showsLeaves_, "Show the key of each record below its node");
+    DeclareOutput(app);
+    app.footer(
+        "Levels are written as for walk. The count of a node is its number of records. With "
+        "--at the tree is that of the place, which all its nodes have in common.\n"
+        "json nests the nodes, ndjson has a line for each node with its path, csv and tsv "
+        "have a line for each of the deepest nodes shown (with --leaves: for each record).");
+}
+
+bool TreeCommand::MakeView(const ESqlTableInfo& table, const CliTreeOrder& order, CliTreeView& view,
+                           CliFailure& failure) const {
+    view.rootName = table.name.View();
+    std::size_t depth = 0;
+    for (unsigned id = 0; id < order.levels.all.size(); ++id) {
+        if (order.hidden.contains(id)) {
+            continue;
+        }
+        const CliLevel& level = order.levels.all[id];
+        const bool isFixed = order.place.HasValue(id);
+        const bool isNumber = !level.HasLabel() && IsNumber(level.data.variable->TypeCode());
+        view.levels.push_back({{level.shown, isNumber}, id, level.HasLabel(), isFixed});
+        if (isFixed) {
+            view.place.SetValue(id, order.place.Value(id));
+        } else {
+            ++depth;
+        }
+    }
+    view.depth = std::min<std::size_t>(depth, depth_.value_or(depth));
+    if (!showsLeaves_) {
+        return true;
+    }
+    if (view.depth < depth) {
+        return failure.Set(CliExit::Usage,
+                           fmt::format("--leaves stand below the last level, which --depth {} "
+                                       "doesn't reach; here that takes {}",
+                                       view.depth, depth));
+    }
+    view.keyParts = KeyParts(table);
+    return !view.keyParts.empty() ||
+           failure.Set(CliExit::Failed,
+                       fmt::format("{} is a view: it has no key that --leaves could show",
+                                   Quoted(view.rootName)));
+}
+
+/// The levels of the place have one value each: without them the tree begins there, whichever
+/// levels they are.
+bool TreeCommand::Prepare(const CliEnvironment& environment, CliFailure& failure) const {
+    if (sort_.Levels().Levels().empty()) {
+        return failure.Set(CliExit::Usage,
+                           "a tree is made of levels: --levels is missing (see etabulon tree "
+                           "--help)");
+    }
+    return sort_.Install(environment, failure);
+}
+
+bool TreeCommand::Show(CliEnvironment& environment, const CliWalkContext& context,
+                       CliFailure& failure) {
+    CliTreeOrder order;
+    CliTreeView view;
+    return sort_.ReadTree(context.dictionary, context.table, order, failure) &&
+           MakeView(context.table, order, view, failure) &&
+           Print(environment, context, order, view, failure);
+}
+
+bool TreeCommand::Print(const CliEnvironment& environment, const CliWalkContext& context,
+                        const CliTreeOrder& order, CliTreeView& view, CliFailure& failure) const {
+    CliCursor cursor(context.interrupt);
+    if (!OpenCursor(context, order.levels.levels, {}, cursor, failure)) {
+        return false;
+    }
+    EDataTree tree(&cursor.Seen(), context.table.name, nullptr);
+    tree.SetSortLevels(order.Keys());
+    tree.SetCompareSource(sort_.CompareSource());
+    CliTreeRecords records(*tree.Root(), view.keyParts.size());
+    if (!Walk(context, cursor, order.place, records, failure)) {
+        return false;
+    }
+    records.SumUp();
+    if (records.Count(*tree.Root()) == 0 && !order.place.IsRoot()) {
+        ExplainNothingThere(context, order.levels, order.place, failure);
+        return false;
+    }
+    TakeLabels(view.place, records.FirstTag());
+    {
+        // Printing ends by it too: after a whole line, as a walk does.
+        const CliInterrupt::Cancelling cancelling(environment.interrupt, cursor.Seen());
+        MakeTreePrinter(Output().Format(environment), view, records, environment.output,
+                        environment.hasStyle, environment.interrupt)
+            ->Print(tree);
+    }
+    return !environment.interrupt.IsRaised() || failure.Set(CliExit::Cancelled, {});
+}
+
+}  // namespace etabulon

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "apps/etabulon/commands/CliViewCommand.h"
+#include "apps/etabulon/request/CliOptions.h"
+#include "apps/etabulon/walk/CliWalk.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace etabulon {
+
+/// `etabulon walk`: the records below a place, each with its tag, its key and its values.
+class WalkCommand final : public CliViewCommand {
+public:
+    [[nodiscard]] const char* Name() const override { return "walk"; }
+    [[nodiscard]] const char* Description() const override {
+        return "Print the records of a table with their places in the levels";
+    }
+    void DeclareView(CLI::App& app) override;
+
+protected:
+    [[nodiscard]] bool Show(CliEnvironment& environment, const CliWalkContext& context,
+                            CliFailure& failure) override;
+
+private:
+    [[nodiscard]] bool FindValues(const CliDictionary& dictionary, const ESqlTableInfo& table,
+                                  const CliLevels& levels, std::vector<CliVariable>& values,
+                                  CliFailure& failure) const;
+
+    CliLevelOptions levels_;
+    std::vector<std::string> columns_;
+    std::optional<std::int64_t> limit_;
+};
+
+}  // namespace etabulon

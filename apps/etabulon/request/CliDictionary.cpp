@@ -1,0 +1,300 @@
+#include "apps/etabulon/request/CliDictionary.h"
+
+#include "apps/etabulon/output/CliUtf8.h"
+#include "apps/etabulon/request/CliSuggest.h"
+#include "apps/etabulon/request/CliWritten.h"
+#include "etabulon/foundation/DDico.h"
+#include "etabulon/foundation/ELinkEngine.h"
+#include "etabulon/sql/ESqlSource.h"
+#include "etabulon/sql/ESqlText.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace etabulon {
+namespace {
+
+std::vector<std::string> NamesOfTables(const ESqlSource& source) {
+    std::vector<std::string> names;
+    for (const ESqlTableInfo& table : source.Tables()) {
+        names.emplace_back(table.name.View());
+    }
+    return names;
+}
+
+std::vector<std::string> NamesOfColumns(const ESqlTableInfo& table) {
+    std::vector<std::string> names;
+    for (const ESqlColumn& column : table.columns) {
+        names.push_back(WrittenName(column.name.View()));
+    }
+    return names;
+}
+
+template <class Wanted>
+std::vector<std::string> NamesOfLinks(const DRubric& rubric, Wanted wanted) {
+    std::vector<std::string> names;
+    for (const DLink& link : rubric.Links()) {
+        if (wanted(link)) {
+            names.push_back(WrittenName(CliDictionary::NameOf(link)));
+        }
+    }
+    return names;
+}
+
+std::string Shown(const ESqlTableInfo& table) { return Quoted(table.name.View()); }
+
+}  // namespace
+
+CliDictionary::CliDictionary(ESqlSource& source) : source_(source) {
+    for (const ESqlTableInfo& table : source_.Tables()) {
+        tables_.Add(table.name.View(), table.code.View());
+    }
+}
+
+std::string CliDictionary::NameOf(const DLink& link) {
+    std::string name;
+    return SqlNameOfCode(link.name, name) ? name : std::string(link.name.View());
+}
+
+const ESqlTableInfo* CliDictionary::LookUpTable(std::string_view name) const {
+    const auto place = tables_.Find(name);
+    return place ? &source_.Tables()[*place] : nullptr;
+}
+
+const CliDictionary::Names& CliDictionary::NamesIn(const ESqlTableInfo& table) const {
+    const auto [known, isNew] = names_.try_emplace(&table);
+    Names& names = known->second;
+    if (isNew) {
+        for (const ESqlColumn& column : table.columns) {
+            names.columns.Add(column.name.View(), column.code.View());
+        }
+        for (const DLink& link : source_.Rubric(table)->Links()) {
+            names.links.Add(NameOf(link), link.name.View());
+        }
+    }
+    return names;
+}
+
+const ESqlColumn* CliDictionary::LookUpColumn(const ESqlTableInfo& table,
+                                              std::string_view name) const {
+    const auto place = NamesIn(table).columns.Find(name);
+    return place ? &table.columns[*place] : nullptr;
+}
+
+/// By its name, else the only link that starts at the column of that name.
+const DLink* CliDictionary::LookUpLink(const ESqlTableInfo& table, std::string_view name) const {
+    const DRubric& rubric = *source_.Rubric(table);
+    if (const auto place = NamesIn(table).links.Find(name)) {
+        return &rubric.Links()[*place];
+    }
+    const ESqlColumn* const column = LookUpColumn(table, name);
+    return column == nullptr ? nullptr : rubric.FindLink(column->code);
+}
+
+/// The link of `from` to `table` that `name` means: its own name or column, else the first that
+/// points at the column of that name.
+const DLink* CliDictionary::LookUpLinkBack(const ESqlTableInfo& table, const ESqlTableInfo& from,
+                                           std::string_view name) const {
+    const DRubric* const here = source_.Rubric(table);
+    const DLink* const own = LookUpLink(from, name);
+    if (own != nullptr && own->target == here) {
+        return own;
+    }
+    const ESqlColumn* const column = LookUpColumn(table, name);
+    const DVariable* const variable = column == nullptr ? nullptr : here->Find(column->code);
+    if (variable == nullptr) {
+        return nullptr;
+    }
+    for (const DLink& link : source_.Rubric(from)->Links()) {
+        const std::vector<unsigned>& pointedAt = link.TargetVariables();
+        if (link.target == here &&
+            std::find(pointedAt.begin(), pointedAt.end(), variable->Index()) != pointedAt.end()) {
+            return &link;
+        }
+    }
+    return nullptr;
+}
+
+const ESqlTableInfo& CliDictionary::TableOf(const DRubric& rubric) const {
+    return *source_.FindTable(rubric.Name());
+}
+
+const ESqlTableInfo* CliDictionary::FindTable(const std::string& name, CliFailure& failure) const {
+    const auto tables = source_.Tables();
+    const std::string location = Quoted(source_.Location().View());
+    const std::vector<std::string> names = NamesOfTables(source_);
+    if (name.empty() && tables.size() == 1) {
+        return &tables.front();
+    }
+    if (name.empty()) {
+        failure.Set(names.empty() ? CliExit::Failed : CliExit::Usage,
+                    names.empty() ? fmt::format("{} has no tables", location)
+                                  : fmt::format("{} has {} tables, and TABLE doesn't say which{}",
+                                                location, names.size(), WhatThereIs({}, names)));
+        return nullptr;
+    }
+    const ESqlTableInfo* const table = LookUpTable(name);
+    if (table == nullptr) {
+        failure.Set(CliExit::Failed, fmt::format("{} has no table {}{}", location, Quoted(name),
+                                                 WhatThereIs(name, names)));
+    }
+    return table;
+}
+
+CliVariable CliDictionary::VariableOf(const ESqlTableInfo& table, const ESqlColumn& column) const {
+    return {std::string(column.name.View()), column.code, source_.Rubric(table)->Find(column.code),
+            WrittenName(column.name.View())};
+}
+
+bool CliDictionary::FindVariables(const ESqlTableInfo& table, const std::vector<CliPath>& paths,
+                                  std::vector<CliVariable>& variables, CliFailure& failure) const {
+    for (const CliPath& path : paths) {
+        if (!FindVariable(table, path, variables.emplace_back(), failure)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool CliDictionary::FindVariable(const ESqlTableInfo& table, const CliPath& path,
+                                 CliVariable& variable, CliFailure& failure) const {
+    if (path.steps.size() > kMostLinkSteps) {
+        return failure.Set(
+            CliExit::Usage,
+            fmt::format("a path has at most {} steps, and the one that begins with {} has {}",
+                        kMostLinkSteps, Quoted(path.steps.front().name), path.steps.size()));
+    }
+    Way way{&table, {}};
+    std::vector<CliPathStep> steps = path.steps;
+    for (std::size_t index = 0; index < steps.size(); ++index) {
+        CliPathStep& step = steps[index];
+        const bool isBehindBackward = index != 0 && steps[index - 1].mark == kLinkBackward;
+        if (!EnterStep(way, step, isBehindBackward, failure)) {
+            return false;
+        }
+        if (step.mark == kLinkForward && !GoForward(way, step, failure)) {
+            return false;
+        }
+        if (step.mark == kLinkBackward && !GoBackward(way, step, steps[index + 1], failure)) {
+            return false;
+        }
+    }
+    const std::string& name = steps.back().name;
+    const ESqlColumn* const column = LookUpColumn(*way.here, name);
+    if (column == nullptr) {
+        return NoSuchColumn(*way.here, name, failure);
+    }
+    way.code += column->code.View();
+    variable = VariableOf(*way.here, *column);
+    if (steps.size() != 1) {
+        variable.shown = path.shown;
+        variable.written = WrittenPath(steps);
+        variable.code = Chaine(way.code);
+    }
+    return true;
+}
+
+/// Takes a table's name off the step's, where it is written.
+bool CliDictionary::EnterStep(Way& way, CliPathStep& step, bool isBehindBackward,
+                              CliFailure& failure) const {
+    const std::size_t dot = step.name.find('.');
+    const bool mayHoldTable = !step.table && !step.isQuoted && dot != std::string::npos &&
+                              (isBehindBackward || LookUpColumn(*way.here, step.name) == nullptr);
+    if (mayHoldTable) {
+        step.table = step.name.substr(0, dot);
+        step.name.erase(0, dot + 1);
+    }
+    if (step.table && LookUpTable(*step.table) != way.here) {
+        return failure.Set(CliExit::Failed,
+                           fmt::format("{}.{} isn't a column of {}, where its path leads",
+                                       *step.table, step.name, Shown(*way.here)));
+    }
+    if (isBehindBackward) {
+        way.code += way.here->code.View();
+        way.code += '.';
+    }
+    return true;
+}
+
+bool CliDictionary::GoForward(Way& way, const CliPathStep& step, CliFailure& failure) const {
+    const DRubric& rubric = *source_.Rubric(*way.here);
+    const DLink* const link = LookUpLink(*way.here, step.name);
+    if (link == nullptr) {
+        const auto all = NamesOfLinks(rubric, [](const DLink&) { return true; });
+        return failure.Set(CliExit::Failed,
+                           fmt::format("table {} has no link {}{}", Shown(*way.here),
+                                       Quoted(step.name), WhatThereIs(step.name, all)));
+    }
+    if (!CheckLink(*link, *way.here, failure)) {
+        return false;
+    }
+    way.code += link->name.View();
+    way.code += kLinkForward;
+    way.here = &TableOf(*link->target);
+    return true;
+}
+
+bool CliDictionary::GoBackward(Way& way, const CliPathStep& step, const CliPathStep& next,
+                               CliFailure& failure) const {
+    const std::string name = next.table.value_or(next.name.substr(0, next.name.find('.')));
+    if (!next.table && next.name.find('.') == std::string::npos) {
+        return failure.Set(CliExit::Usage,
+                           fmt::format("behind » a step names its table: table.column, and not {}",
+                                       Quoted(next.name)));
+    }
+    const ESqlTableInfo* const from = LookUpTable(name);
+    if (from == nullptr) {
+        return failure.Set(CliExit::Failed,
+                           fmt::format("there is no table {} behind »{}", Quoted(name),
+                                       WhatThereIs(name, NamesOfTables(source_))));
+    }
+    const DRubric& here = *source_.Rubric(*way.here);
+    const DRubric& rubric = *source_.Rubric(*from);
+    const DLink* const link = LookUpLinkBack(*way.here, *from, step.name);
+    if (link == nullptr) {
+        const auto back =
+            NamesOfLinks(rubric, [&here](const DLink& each) { return each.target == &here; });
+        return failure.Set(
+            CliExit::Failed,
+            fmt::format("table {} has no link {} to {}{}", Shown(*from), Quoted(step.name),
+                        Shown(*way.here), WhatThereIs(step.name, back)));
+    }
+    if (!CheckLink(*link, *from, failure)) {
+        return false;
+    }
+    way.code += link->name.View();
+    way.code += kLinkBackward;
+    way.here = from;
+    return true;
+}
+
+/// The schema may name a key that isn't there: the library follows no such link.
+bool CliDictionary::CheckLink(const DLink& link, const ESqlTableInfo& from,
+                              CliFailure& failure) const {
+    const std::size_t there = link.TargetVariables().size();
+    return link.variables.size() == there ||
+           failure.Set(CliExit::Failed,
+                       fmt::format("link {} of table {} can't be followed: it has {} columns, and "
+                                   "the key of {} that it points at has {}",
+                                   Quoted(NameOf(link)), Shown(from), link.variables.size(),
+                                   Shown(TableOf(*link.target)), there));
+}
+
+bool CliDictionary::NoSuchColumn(const ESqlTableInfo& table, const std::string& name,
+                                 CliFailure& failure) const {
+    if (const DLink* const link = LookUpLink(table, name)) {
+        const ESqlTableInfo& target = TableOf(*link->target);
+        const auto columns = NamesOfColumns(target);
+        return failure.Set(
+            CliExit::Failed,
+            fmt::format("{} is a link from {} to {}, not a column; {}> goes on to a column of it{}",
+                        Quoted(name), Shown(table), Shown(target), WrittenName(name),
+                        WhatThereIs({}, columns)));
+    }
+    return failure.Set(CliExit::Failed,
+                       fmt::format("table {} has no column {}{}", Shown(table), Quoted(name),
+                                   WhatThereIs(name, NamesOfColumns(table))));
+}
+
+}  // namespace etabulon

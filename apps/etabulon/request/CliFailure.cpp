@@ -1,0 +1,15 @@
+#include "apps/etabulon/request/CliFailure.h"
+
+#include "apps/etabulon/output/CliOutput.h"
+#include "apps/etabulon/output/CliUtf8.h"
+
+namespace etabulon {
+
+void TellUser(std::string_view text) {
+    std::string shown = "etabulon: ";
+    AppendShown(shown, text);
+    shown += '\n';
+    WriteError(shown);  // at once, so that lines of several processes don't mix
+}
+
+}  // namespace etabulon

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "apps/etabulon/output/CliWriter.h"
+#include "apps/etabulon/request/CliEnvironment.h"
+#include "apps/etabulon/request/CliFailure.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
+
+namespace etabulon {
+
+class ESqliteSource;
+enum class ESqlOpenMode : std::uint8_t;
+
+/// SOURCE, TABLE and what it takes to read them.
+class CliSourceOptions {
+public:
+    void Declare(CLI::App& app);
+    /// For reading only.
+    [[nodiscard]] std::unique_ptr<ESqliteSource> Open(CliFailure& failure) const;
+    [[nodiscard]] std::unique_ptr<ESqliteSource> Open(ESqlOpenMode mode, CliFailure& failure) const;
+
+    std::string path;
+    std::string table;  // empty if not given
+
+private:
+    std::string separator_;
+};
+
+/// --levels and --at.
+class CliLevelOptions {
+public:
+    void Declare(CLI::App& app);
+    /// Options given more than once make one list.
+    [[nodiscard]] std::string Levels() const;
+    [[nodiscard]] std::string At() const;
+
+private:
+    std::vector<std::string> levels_;
+    std::vector<std::string> at_;
+};
+
+/// --format, and --progress where a command walks.
+class CliOutputOptions {
+public:
+    void DeclareFormat(CLI::App& app);
+    void DeclareProgress(CLI::App& app);
+    [[nodiscard]] CliFormat Format(const CliEnvironment& environment) const;
+    [[nodiscard]] std::unique_ptr<CliWriter> MakeWriter(const CliEnvironment& environment) const;
+    [[nodiscard]] bool ShowsProgress(const CliEnvironment& environment) const noexcept {
+        return progress_ && environment.isErrorTerminal && !environment.isOutputTerminal;
+    }
+
+private:
+    std::optional<std::string> format_;
+    bool progress_ = false;
+};
+
+/// --locale, where a command sorts texts.
+class CliLocaleOptions {
+public:
+    void Declare(CLI::App& app);
+    /// Installs the order; to be called before any text is compared.
+    [[nodiscard]] bool Install(const CliEnvironment& environment, CliFailure& failure) const;
+
+private:
+    std::string locale_;  // empty: the order of no language, the same everywhere
+};
+
+/// An option that may be given more than once; each time it takes one text.
+void AddList(CLI::App& app, const std::string& name, std::vector<std::string>& list,
+             const std::string& description);
+/// The texts of such an option as one list.
+[[nodiscard]] std::string JoinLists(const std::vector<std::string>& lists);
+
+/// The values that an option takes, if they are a fixed set.
+[[nodiscard]] std::vector<std::string> ValueSet(const CLI::Option& option);
+/// The description of such a set, for an option's check; ValueSet reads it.
+[[nodiscard]] std::string DescribeValueSet(const std::vector<std::string>& values);
+
+}  // namespace etabulon

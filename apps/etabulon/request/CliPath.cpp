@@ -1,0 +1,337 @@
+#include "apps/etabulon/request/CliPath.h"
+
+#include "apps/etabulon/output/CliUtf8.h"
+#include "apps/etabulon/request/CliWritten.h"
+#include "etabulon/foundation/ELinkEngine.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace etabulon {
+namespace {
+
+/// Goes through a text from the left: to its end, or by lines to the next line end that isn't in
+/// quotes.
+class Scanner {
+public:
+    Scanner(std::string_view text, CliFailure& failure, bool isByLines = false)
+        : text_(text), isByLines_(isByLines), failure_(failure) {}
+
+    [[nodiscard]] bool IsAtEnd() const noexcept {
+        return place_ == text_.size() || (isByLines_ && IsLineEnd());
+    }
+    /// Goes on to the next line; false behind the last one. Requires a text that isn't empty.
+    [[nodiscard]] bool NextLine();
+    void SkipLine();
+    /// What stands in front of the next blank.
+    [[nodiscard]] std::string_view ReadVerb();
+    [[nodiscard]] std::size_t Line() const noexcept { return line_; }
+    [[nodiscard]] bool Take(char c) {
+        if (IsAtEnd() || text_[place_] != c) {
+            return false;
+        }
+        ++place_;
+        return true;
+    }
+    [[nodiscard]] bool ReadWord(std::string_view stops, CliWordChoice& word);
+    [[nodiscard]] bool ReadPath(std::string_view stops, CliPath& path);
+    void SkipBlanks() {
+        place_ = std::min(text_.find_first_not_of(kCliBlanks, place_), text_.size());
+    }
+    [[nodiscard]] std::size_t Place() const noexcept { return place_; }
+    [[nodiscard]] std::string Since(std::size_t from) const {
+        return std::string(Trimmed(text_.substr(from, place_ - from)));
+    }
+    /// What is read from here on is what a failure is said to be in.
+    void BeginItem() noexcept { item_ = place_; }
+    bool Fail(std::string_view what);
+
+private:
+    [[nodiscard]] bool IsLineEnd() const noexcept {
+        const std::string_view rest = text_.substr(place_, 2);
+        return rest.front() == '\n' || rest == "\r\n" || rest == "\r";
+    }
+    [[nodiscard]] bool ReadQuoted(CliWordChoice& word);
+    [[nodiscard]] bool ReadStep(std::string_view stops, CliPathStep& step);
+    [[nodiscard]] char TakeMark();
+    [[nodiscard]] bool IsBackwardAt(std::size_t place) const {
+        return text_.substr(place, kCliBackward.size()) == kCliBackward;
+    }
+
+    std::string_view text_;
+    bool isByLines_;
+    std::size_t place_ = 0;
+    std::size_t item_ = 0;
+    std::size_t line_ = 1;     // of counted_
+    std::size_t counted_ = 0;  // where a line begins
+    CliFailure& failure_;
+};
+
+bool Scanner::NextLine() {
+    place_ = std::min(text_.find('\n', place_), text_.size() - 1) + 1;
+    // A quoted text may have had line ends.
+    const std::string_view passed = text_.substr(counted_, place_ - counted_);
+    line_ += static_cast<std::size_t>(std::count(passed.begin(), passed.end(), '\n'));
+    counted_ = place_;
+    return place_ != text_.size();
+}
+
+void Scanner::SkipLine() {
+    while (!IsAtEnd()) {
+        ++place_;
+    }
+}
+
+std::string_view Scanner::ReadVerb() {
+    const std::size_t from = place_;
+    while (!IsAtEnd() && kCliBlanks.find(text_[place_]) == std::string_view::npos) {
+        ++place_;
+    }
+    return text_.substr(from, place_ - from);
+}
+
+bool Scanner::Fail(std::string_view what) {
+    SkipLine();
+    return failure_.Set(CliExit::Usage, fmt::format("{} in {}", what, Quoted(Since(item_))));
+}
+
+bool Scanner::ReadQuoted(CliWordChoice& word) {
+    word.isQuoted = true;
+    for (;;) {
+        const std::size_t quote = text_.find('"', place_);
+        if (quote == std::string_view::npos) {
+            return Fail("a double quote isn't closed");
+        }
+        word.text += text_.substr(place_, quote - place_);
+        place_ = quote + 1;
+        if (!Take('"')) {
+            return true;
+        }
+        word.text += '"';
+    }
+}
+
+/// Stops in front of one of `stops`; » is one where > is.
+bool Scanner::ReadWord(std::string_view stops, CliWordChoice& word) {
+    word = {};
+    SkipBlanks();
+    if (Take('"')) {
+        if (!ReadQuoted(word)) {
+            return false;
+        }
+        SkipBlanks();
+        return true;
+    }
+    const bool stopsAtMarks = stops.find(kLinkForward) != std::string_view::npos;
+    const std::size_t from = place_;
+    while (!IsAtEnd() && stops.find(text_[place_]) == std::string_view::npos &&
+           !(stopsAtMarks && IsBackwardAt(place_))) {
+        ++place_;
+    }
+    word.text = Since(from);
+    return true;
+}
+
+char Scanner::TakeMark() {
+    if (Take(kLinkForward)) {
+        return kLinkForward;
+    }
+    if (IsBackwardAt(place_)) {
+        place_ += kCliBackward.size();
+        return kLinkBackward;
+    }
+    return 0;
+}
+
+bool Scanner::ReadStep(std::string_view stops, CliPathStep& step) {
+    CliWordChoice word;
+    if (!ReadWord(stops, word)) {
+        return false;
+    }
+    if (word.isQuoted && Take('.')) {
+        step.table = std::move(word.text);
+        if (!ReadWord(stops, word)) {
+            return false;
+        }
+    }
+    if (word.isQuoted && !IsAtEnd() && stops.find(text_[place_]) == std::string_view::npos &&
+        !IsBackwardAt(place_)) {
+        return Fail("there is text behind a closing quote");
+    }
+    if (word.text.empty() && !word.isQuoted) {
+        return Fail("a name is missing");
+    }
+    step.name = std::move(word.text);
+    step.isQuoted = word.isQuoted;
+    return true;
+}
+
+bool Scanner::ReadPath(std::string_view stops, CliPath& path) {
+    SkipBlanks();
+    const std::size_t from = place_;
+    const std::string allStops = std::string(stops) + kLinkForward;
+    do {
+        CliPathStep& step = path.steps.emplace_back();
+        if (!ReadStep(allStops, step)) {
+            return false;
+        }
+        step.mark = TakeMark();
+    } while (path.steps.back().mark != 0);
+    path.shown = Since(from);
+    return true;
+}
+
+/// Stops in front of one of `ends` too.
+bool ReadPlace(Scanner& scanner, const std::string& ends, CliPlaceChoice& place) {
+    if (!scanner.ReadPath("=" + ends, place.path)) {
+        return false;
+    }
+    if (!scanner.Take('=')) {
+        return scanner.Fail(fmt::format(
+            "{} has no value (level=value; a comma in a value needs double quotes around it)",
+            Quoted(place.path.shown)));
+    }
+    CliWordChoice word;
+    if (!scanner.ReadWord(ends, word)) {
+        return false;
+    }
+    place.value = std::move(word.text);
+    place.isQuoted = word.isQuoted;
+    return true;
+}
+
+/// Reads items up to the end with commas between them.
+template <class Item, class ReadItem>
+bool ReadList(Scanner& scanner, std::vector<Item>& items, ReadItem read) {
+    scanner.SkipBlanks();
+    if (scanner.IsAtEnd()) {
+        return true;
+    }
+    do {
+        if (!read(scanner, items.emplace_back())) {
+            return false;
+        }
+        scanner.SkipBlanks();
+    } while (scanner.Take(','));
+    return scanner.IsAtEnd() || scanner.Fail("a comma is missing");
+}
+
+template <class Item, class ReadItem>
+bool ReadList(std::string_view text, CliFailure& failure, std::vector<Item>& items, ReadItem read) {
+    Scanner scanner(text, failure);
+    return ReadList(scanner, items, read);
+}
+
+bool ReadSet(Scanner& scanner, CliEditChoice& edit) {
+    scanner.SkipBlanks();
+    if (!scanner.Take(':')) {
+        do {
+            if (!ReadPlace(scanner, ",:", edit.places.emplace_back())) {
+                return false;
+            }
+        } while (scanner.Take(','));
+        if (!scanner.Take(':')) {
+            return scanner.Fail("behind the place : and column=value are missing");
+        }
+    }
+    if (!scanner.ReadPath("=,", edit.column)) {
+        return false;
+    }
+    if (!scanner.Take('=')) {
+        return scanner.Fail(
+            fmt::format("column {} has no value (column=value)", Quoted(edit.column.shown)));
+    }
+    if (!scanner.ReadWord(",", edit.value)) {
+        return false;
+    }
+    return scanner.IsAtEnd() ||
+           scanner.Fail(
+               "there is more behind the value (a comma in it needs double quotes "
+               "around it; each column has a set of its own)");
+}
+
+bool ReadEdit(Scanner& scanner, CliEditKind kind, CliEditChoice& edit, CliFailure& failure) {
+    edit.kind = kind;
+    if (kind == CliEditKind::Set) {
+        return ReadSet(scanner, edit);
+    }
+    const auto read = [](Scanner& from, CliPlaceChoice& place) {
+        return ReadPlace(from, ",:", place);
+    };
+    return ReadList(scanner, edit.places, read) &&
+           (!edit.places.empty() ||
+            failure.Set(CliExit::Usage,
+                        fmt::format("{} needs a place: level=value", Quoted(WordOf(kind)))));
+}
+
+}  // namespace
+
+bool ParseLevels(std::string_view text, std::vector<CliLevelChoice>& levels, CliFailure& failure) {
+    return ReadList(text, failure, levels, [](Scanner& scanner, CliLevelChoice& level) {
+        scanner.SkipBlanks();
+        const std::size_t from = scanner.Place();
+        if (!scanner.ReadPath(",:", level.data)) {
+            return false;
+        }
+        if (scanner.Take(':') && !scanner.ReadPath(",:", level.label.emplace())) {
+            return false;
+        }
+        level.shown = scanner.Since(from);
+        return true;
+    });
+}
+
+bool ParsePaths(std::string_view text, std::vector<CliPath>& paths, CliFailure& failure) {
+    return ReadList(text, failure, paths,
+                    [](Scanner& scanner, CliPath& path) { return scanner.ReadPath(",", path); });
+}
+
+bool ParsePlaces(std::string_view text, std::vector<CliPlaceChoice>& places, CliFailure& failure) {
+    return ReadList(text, failure, places, [](Scanner& scanner, CliPlaceChoice& place) {
+        return ReadPlace(scanner, ",", place);
+    });
+}
+
+bool ParseWords(std::string_view text, std::vector<CliWordChoice>& words, CliFailure& failure) {
+    return ReadList(text, failure, words, [](Scanner& scanner, CliWordChoice& word) {
+        return scanner.ReadWord(",", word);
+    });
+}
+
+bool ParseEdit(CliEditKind kind, std::string_view text, CliEditChoice& edit, CliFailure& failure) {
+    edit = {};
+    Scanner scanner(text, failure);
+    return ReadEdit(scanner, kind, edit, failure);
+}
+
+bool ParseScript(std::string_view text, std::vector<CliScriptEdit>& edits, std::size_t& line,
+                 CliFailure& failure) {
+    Scanner scanner(text, failure, /*isByLines=*/true);
+    for (bool hasLine = !text.empty(); hasLine; hasLine = scanner.NextLine()) {
+        scanner.SkipBlanks();
+        line = scanner.Line();
+        if (scanner.IsAtEnd() || scanner.Take('#')) {
+            scanner.SkipLine();
+            continue;
+        }
+        const std::string_view word = scanner.ReadVerb();
+        const auto* const known =
+            std::find_if(kCliEditWords.begin(), kCliEditWords.end(),
+                         [word](const auto& each) { return each.first == word; });
+        if (known == kCliEditWords.end()) {
+            return failure.Set(
+                CliExit::Usage,
+                fmt::format("an edit begins with set, insert or delete, not {}", Quoted(word)));
+        }
+        scanner.BeginItem();
+        CliScriptEdit& added = edits.emplace_back();
+        added.line = line;
+        if (!ReadEdit(scanner, known->second, added.edit, failure)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace etabulon

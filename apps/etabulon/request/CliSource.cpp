@@ -1,0 +1,146 @@
+#include "apps/etabulon/request/CliSource.h"
+
+#include "apps/etabulon/output/CliUtf8.h"
+#include "apps/etabulon/request/CliSuggest.h"
+#include "etabulon/sqlite/ESqliteSource.h"
+#include "etabulon/sqlite/LoadCsv.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+namespace etabulon {
+namespace {
+
+constexpr std::string_view kSqliteMagic("SQLite format 3\0", 16);
+constexpr std::size_t kSniffedBytes = std::size_t{64} << 10U;
+
+std::string ErrorText(int error) { return std::generic_category().message(error); }
+
+/// The files beside a missing one.
+std::vector<std::string> FilesBeside(const std::filesystem::path& path) {
+    const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
+    std::vector<std::string> files;
+    std::error_code error;
+    constexpr std::size_t kEnough = 1000;
+    for (std::filesystem::directory_iterator entry(folder, error), end;
+         !error && entry != end && files.size() < kEnough; entry.increment(error)) {
+        files.push_back(entry->path().filename().string());
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+bool FailToOpen(const std::string& path, int error, CliFailure& failure) {
+    std::string meant;
+    if (error == ENOENT) {
+        const std::filesystem::path wanted(path);
+        meant = DidYouMean(wanted.filename().string(), FilesBeside(wanted));
+    }
+    return failure.Set(CliExit::Failed, fmt::format("{} can't be read: {}{}", Quoted(path),
+                                                    ErrorText(error), meant));
+}
+
+/// The beginning of the file; false where it can't be read, or isn't a file.
+bool ReadStart(const std::string& path, std::string& start, CliFailure& failure) {
+    struct stat found {};
+    if (::stat(path.c_str(), &found) != 0) {
+        return FailToOpen(path, errno, failure);
+    }
+    if (!S_ISREG(found.st_mode)) {
+        // Opening a pipe could wait for ever, and one can't be read twice.
+        return failure.Set(CliExit::Failed,
+                           fmt::format("{} is {}, not a file", Quoted(path),
+                                       S_ISDIR(found.st_mode) ? "a folder" : "a device or pipe"));
+    }
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+        return FailToOpen(path, errno, failure);
+    }
+    start.resize(kSniffedBytes);
+    const ssize_t count = ::read(descriptor, start.data(), start.size());
+    const int error = errno;
+    ::close(descriptor);
+    if (count < 0) {
+        return FailToOpen(path, error, failure);
+    }
+    start.resize(static_cast<std::size_t>(count));
+    return true;
+}
+
+/// What the first line, outside of quotes, has most of; a comma where it has nothing.
+char GuessSeparator(std::string_view start) {
+    constexpr std::string_view kSeparators = ",;\t|";
+    std::array<std::size_t, kSeparators.size()> counts{};
+    bool isInQuotes = false;
+    for (const char c : start) {
+        if (c == '"') {
+            isInQuotes = !isInQuotes;
+        } else if (!isInQuotes) {
+            if (c == '\n' || c == '\r') {
+                break;
+            }
+            if (const std::size_t which = kSeparators.find(c); which != std::string_view::npos) {
+                ++counts[which];
+            }
+        }
+    }
+    const auto most = std::max_element(counts.begin(), counts.end());
+    return kSeparators[static_cast<std::size_t>(most - counts.begin())];
+}
+
+std::string TextOf(const ESqlError& error, const std::string& path) {
+    if (!error.text.IsEmpty()) {
+        return std::string(error.text.View());
+    }
+    return fmt::format("{} can't be opened (status {})", Quoted(path), error.status);
+}
+
+}  // namespace
+
+std::unique_ptr<ESqliteSource> OpenSource(const std::string& path, char separator,
+                                          ESqlOpenMode mode, CliFailure& failure) {
+    std::string start;
+    if (!ReadStart(path, start, failure)) {
+        return nullptr;
+    }
+    ESqlError error;
+    std::unique_ptr<ESqliteSource> source;
+    if (start.starts_with(kSqliteMagic)) {
+        source = ESqliteSource::Open(Chaine(path), mode, error);
+    } else if (start.empty()) {
+        failure.Set(CliExit::Failed, fmt::format("{} is empty", Quoted(path)));
+        return nullptr;
+    } else if (start.find('\0') != std::string::npos) {
+        failure.Set(CliExit::Failed, fmt::format("{} is neither an SQLite database nor a table of "
+                                                 "text (CSV): it holds other binary data",
+                                                 Quoted(path)));
+        return nullptr;
+    } else if (mode != ESqlOpenMode::ReadOnly) {
+        failure.Set(CliExit::Failed,
+                    fmt::format("{} is a table of text: edits of it can be shown, not saved",
+                                Quoted(path)));
+        return nullptr;
+    } else {
+        ECsvOptions options;
+        options.separator = separator != 0 ? separator : GuessSeparator(start);
+        source = LoadCsv(Chaine(path), options, error);
+    }
+    if (source == nullptr) {
+        failure.Set(CliExit::Failed, TextOf(error, path));
+        failure.isLocked = error.status == DataLocked;
+    }
+    return source;
+}
+
+}  // namespace etabulon

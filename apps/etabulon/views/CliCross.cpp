@@ -1,0 +1,120 @@
+#include "apps/etabulon/views/CliCross.h"
+
+#include "etabulon/grid/ETabulonGridAxe.h"
+
+namespace etabulon {
+namespace {
+
+EVariant TextLabel(std::string_view text) { return EVariant(Chaine(text)); }
+
+}  // namespace
+
+void CliGridView::TakeDataAxe(const ETabulonGridAxe& axe, CliCrossAxis& taken) const {
+    const CliLevel& level = levels_.all[axe.Data().AsUInt64()];
+    taken.title = level.shown;
+    taken.isData = true;
+    for (unsigned int index = 0; index < axe.Size(); ++index) {
+        const ETabulonGridAxe::AxeLabel& label = axe.Label(index);
+        taken.labels.push_back(level.HasLabel() && !label.IsNull()
+                                   ? TextLabel(label.DisplayValue().View())
+                                   : label.Data());
+    }
+}
+
+/// Where only one axis tells the calculations, its labels are made whole: SUM(cost).
+void CliGridView::TakeCalculationAxe(const ETabulonGridAxe& axe, CliCrossAxis& taken) const {
+    const bool isOfFunctions = axe.Type() == ETabulonGridAxe::AxeFuncs;
+    // A data axis comes first, if there is one.
+    const bool isOneOfTwo = axesCount_ > 1 && !cross_.lines.isData;
+    taken.title = !isOneOfTwo ? "calculation" : isOfFunctions ? "function" : "variable";
+    for (unsigned int index = 0; index < axe.Size(); ++index) {
+        const Chaine code = axe.Label(index).Data().AsChaine();
+        std::string shown(code.View());
+        for (const CliCalculation& each : calculations_.all) {
+            if (isOfFunctions ? each.function == code.View() : each.variable.code == code) {
+                shown = !isOneOfTwo     ? each.shown
+                        : isOfFunctions ? each.function
+                                        : each.variable.shown;
+                break;
+            }
+        }
+        taken.labels.push_back(TextLabel(shown));
+    }
+}
+
+void CliGridView::SetAxe(AxeDirection direction, const ETabulonGridAxe* axe) {
+    if (direction > AxeColumns) {
+        return;
+    }
+    CliCrossAxis& taken = direction == AxeLines ? cross_.lines : cross_.columns;
+    axe->Type() == ETabulonGridAxe::AxeData ? TakeDataAxe(*axe, taken)
+                                            : TakeCalculationAxe(*axe, taken);
+}
+
+/// What the grid has no axis for. Comes when all axes are known.
+void CliGridView::Complete() {
+    if (isComplete_) {
+        return;
+    }
+    isComplete_ = true;
+    const std::string& shown = calculations_.all[shown_].shown;
+    if (cross_.lines.isData && cross_.columns.isData) {
+        cross_.calculation = shown;
+    }
+    if (cross_.lines.title.empty()) {
+        cross_.lines.labels.emplace_back();
+    }
+    if (cross_.columns.title.empty()) {
+        const bool isValueOfLine = !cross_.lines.title.empty() && !cross_.lines.isData;
+        cross_.columns.title = isValueOfLine ? "" : "calculation";
+        cross_.columns.labels.push_back(TextLabel(isValueOfLine ? "value" : shown));
+    }
+}
+
+void CliGridView::SetValue(unsigned int column, unsigned int line, const ETabulonValue& value) {
+    Complete();
+    const std::size_t columns = cross_.columns.labels.size();
+    cross_.values.resize(cross_.lines.labels.size() * columns);
+    cross_.values[line * columns + column] = value;
+}
+
+void CliGridView::SetTotal(AxeDirection direction, unsigned int index, const ETabulonValue& value) {
+    Complete();
+    const bool isOfColumn = direction == AxeLines;
+    auto& totals = isOfColumn ? cross_.columnTotals : cross_.lineTotals;
+    totals.resize(isOfColumn ? cross_.columns.labels.size() : cross_.lines.labels.size());
+    totals[index] = value;
+}
+
+void CliGridView::EndRefresh() {
+    Complete();
+    isComplete_ = false;
+}
+
+CliCross SideBySide(std::vector<CliCross> parts) {
+    CliCross whole = std::move(parts.front());
+    const std::size_t lines = whole.lines.labels.size();
+    if (parts.size() == 1) {
+        return whole;
+    }
+    std::vector<ETabulonValue> values;
+    for (std::size_t part = 1; part < parts.size(); ++part) {
+        const CliCross& added = parts[part];
+        whole.columns.labels.push_back(added.columns.labels.front());
+        whole.columnTotals.insert(whole.columnTotals.end(), added.columnTotals.begin(),
+                                  added.columnTotals.end());
+    }
+    if (whole.IsEmpty()) {
+        return whole;
+    }
+    for (std::size_t line = 0; line < lines; ++line) {
+        values.push_back(whole.values[line]);
+        for (std::size_t part = 1; part < parts.size(); ++part) {
+            values.push_back(parts[part].values[line]);
+        }
+    }
+    whole.values = std::move(values);
+    return whole;
+}
+
+}  // namespace etabulon

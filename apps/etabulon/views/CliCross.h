@@ -1,0 +1,74 @@
+#pragma once
+
+#include "apps/etabulon/request/CliCalculations.h"
+#include "apps/etabulon/request/CliLevels.h"
+#include "etabulon/foundation/EVariant.h"
+#include "etabulon/grid/ITabulonResGridUI.h"
+#include "etabulon/values/ETabulonValue.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace etabulon {
+
+/// One direction of a cross table. A label is what is shown: missing for NULL.
+struct CliCrossAxis {
+    std::string title;  // empty: there is no such axis, and one label without meaning
+    std::vector<EVariant> labels;
+    bool isData = false;  // values of a level, not calculations
+};
+
+/// A cross table as it is printed.
+struct CliCross {
+    std::string calculation;  // empty where an axis tells them
+    CliCrossAxis lines;
+    CliCrossAxis columns;
+    std::vector<ETabulonValue> values;      // line by line; empty without records
+    std::vector<ETabulonValue> lineTotals;  // at the end of each line; empty: there are none
+    std::vector<ETabulonValue> columnTotals;
+    std::optional<ETabulonValue> total;
+
+    [[nodiscard]] bool IsEmpty() const noexcept { return values.empty(); }
+    [[nodiscard]] const ETabulonValue& Value(std::size_t line, std::size_t column) const {
+        return values[line * columns.labels.size() + column];
+    }
+};
+
+/// Takes a grid over as a cross table. A grid of one axis gets a column of its calculation, which
+/// its total lies below.
+///
+/// Ownership  nothing is owned, and nothing of the grid is kept.
+class CliGridView final : public ITabulonResGridUI {
+public:
+    CliGridView(const CliLevels& levels, const CliCalculations& calculations, CliCross& cross)
+        : levels_(levels), calculations_(calculations), cross_(cross) {}
+    /// The calculation that is shown, where the grid's axes don't tell.
+    void SetShown(std::size_t calculation) noexcept { shown_ = calculation; }
+
+    void StartRefresh() override {}
+    void Reset() override { cross_ = {}; }
+    void SetAxeCount(unsigned int count) override { axesCount_ = count; }
+    void SetAxe(AxeDirection direction, const ETabulonGridAxe* axe) override;
+    void SetValue(unsigned int column, unsigned int line, const ETabulonValue& value) override;
+    void SetTotal(const ETabulonValue& value) override { cross_.total = value; }
+    void SetTotal(AxeDirection direction, unsigned int index, const ETabulonValue& value) override;
+    void EndRefresh() override;
+
+private:
+    void TakeDataAxe(const ETabulonGridAxe& axe, CliCrossAxis& taken) const;
+    void TakeCalculationAxe(const ETabulonGridAxe& axe, CliCrossAxis& taken) const;
+    void Complete();
+
+    const CliLevels& levels_;
+    const CliCalculations& calculations_;
+    CliCross& cross_;
+    std::size_t shown_ = 0;
+    unsigned int axesCount_ = 0;
+    bool isComplete_ = false;
+};
+
+/// Puts cross tables with the same lines and one column each side by side. Requires at least one.
+[[nodiscard]] CliCross SideBySide(std::vector<CliCross> parts);
+
+}  // namespace etabulon

@@ -1,0 +1,246 @@
+#include "apps/etabulon/views/CliCrossPrinter.h"
+
+#include "apps/etabulon/output/CliJsonWriter.h"
+#include "apps/etabulon/output/CliOutput.h"
+#include "apps/etabulon/output/CliTableWriter.h"
+
+#include <fmt/format.h>
+
+namespace etabulon {
+namespace {
+
+/// Lines and columns, whatever the format makes of them.
+class CrossRows {
+public:
+    CrossRows(CliWriter& writer, const std::vector<CliCross>& crosses, bool isNumber)
+        : writer_(writer), crosses_(crosses), first_(crosses.front()), isNumber_(isNumber) {}
+    void Print() {
+        writer_.SetTitle(Title());
+        std::vector<CliColumn> columns = Columns();
+        GiveNames(columns);
+        writer_.Begin(columns);
+        for (const CliCross& cross : crosses_) {
+            if (!cross.IsEmpty()) {
+                PutLines(cross);
+                PutTotals(cross);
+            }
+        }
+        writer_.Finish(/*isWhole=*/true);
+    }
+
+private:
+    [[nodiscard]] bool HasSeveral() const noexcept { return crosses_.size() > 1; }
+    [[nodiscard]] bool HasLabels() const noexcept { return !first_.lines.title.empty(); }
+    [[nodiscard]] bool HasLineTotals() const noexcept { return !first_.lineTotals.empty(); }
+    [[nodiscard]] std::string Corner() const {
+        return first_.columns.isData
+                   ? fmt::format("{} \\ {}", first_.lines.title, first_.columns.title)
+                   : first_.lines.title;
+    }
+    [[nodiscard]] std::string Title() const {
+        if (HasSeveral() || first_.calculation.empty()) {
+            return HasLabels() ? Corner() : "calculation";
+        }
+        return fmt::format("{}: {}", first_.calculation, Corner());
+    }
+    [[nodiscard]] std::vector<CliColumn> Columns() const {
+        std::vector<CliColumn> columns;
+        if (HasSeveral()) {
+            columns.push_back({"calculation", false, true});
+        }
+        if (HasLabels()) {
+            columns.push_back({Corner(), false, true});
+        }
+        for (const EVariant& label : first_.columns.labels) {
+            columns.push_back({LabelText(label), isNumber_});
+        }
+        if (HasLineTotals()) {
+            columns.push_back({kTotal, isNumber_});
+        }
+        return columns;
+    }
+    void PutLines(const CliCross& cross) {
+        for (std::size_t line = 0; line < cross.lines.labels.size(); ++line) {
+            PutHead(cross, maker_.Of(cross.lines.labels[line]));
+            for (std::size_t column = 0; column < cross.columns.labels.size(); ++column) {
+                writer_.Cell(maker_.Of(cross.Value(line, column)));
+            }
+            if (HasLineTotals()) {
+                writer_.Cell(maker_.Of(cross.lineTotals[line]));
+            }
+            writer_.EndRecord();
+        }
+    }
+    void PutTotals(const CliCross& cross) {
+        if (cross.columnTotals.empty()) {
+            return;
+        }
+        writer_.BeginTotal();
+        PutHead(cross, CliCellMaker::Of(std::string_view(kTotal)));
+        for (const ETabulonValue& total : cross.columnTotals) {
+            writer_.Cell(maker_.Of(total));
+        }
+        if (HasLineTotals()) {
+            writer_.Cell(cross.total ? maker_.Of(*cross.total) : CliCell{CliCellKind::Absent, {}});
+        }
+        writer_.EndRecord();
+    }
+    void PutHead(const CliCross& cross, const CliCell& label) {
+        if (HasSeveral()) {
+            writer_.Cell(CliCellMaker::Of(std::string_view(cross.calculation)));
+        }
+        if (HasLabels()) {
+            writer_.Cell(label);
+        }
+    }
+
+    CliWriter& writer_;
+    const std::vector<CliCross>& crosses_;
+    const CliCross& first_;
+    bool isNumber_;
+    CliCellMaker maker_;
+};
+
+class CrossJson {
+public:
+    explicit CrossJson(CliOutput& output) : output_(output) {}
+    void PutArray(const std::vector<CliCross>& crosses) {
+        output_.Append('[');
+        for (const CliCross& cross : crosses) {
+            output_.EndLine(&cross == &crosses.front() ? "" : ",");
+            PutTable(cross);
+        }
+        output_.EndLine("\n]");
+    }
+    void PutCells(const CliCross& cross) {
+        if (cross.IsEmpty()) {
+            return;
+        }
+        const std::size_t columns = cross.columns.labels.size();
+        for (std::size_t line = 0; line < cross.lines.labels.size(); ++line) {
+            for (std::size_t column = 0; column < columns; ++column) {
+                PutCell(cross, &cross.lines.labels[line], &cross.columns.labels[column],
+                        cross.Value(line, column));
+            }
+            if (!cross.lineTotals.empty()) {
+                PutCell(cross, &cross.lines.labels[line], nullptr, cross.lineTotals[line]);
+            }
+        }
+        for (std::size_t column = 0; column < cross.columnTotals.size(); ++column) {
+            PutCell(cross, nullptr, &cross.columns.labels[column], cross.columnTotals[column]);
+        }
+        if (cross.total) {
+            PutCell(cross, nullptr, nullptr, *cross.total);
+        }
+    }
+
+private:
+    void PutTable(const CliCross& cross) {
+        output_.Append('{');
+        if (!cross.calculation.empty()) {
+            output_.Append("\"calculation\":" + JsonName(cross.calculation) + ",");
+        }
+        PutAxis("lines", cross.lines);
+        PutAxis("columns", cross.columns);
+        output_.Append("\"values\":[");
+        const std::size_t columns = cross.columns.labels.size();
+        for (std::size_t line = 0; !cross.IsEmpty() && line < cross.lines.labels.size(); ++line) {
+            output_.EndLine(line == 0 ? "" : ",");
+            output_.Append('[');
+            PutValues({cross.values.data() + line * columns, columns});
+            output_.Append(']');
+        }
+        output_.Append(']');
+        PutTotals("lineTotals", cross.lineTotals);
+        PutTotals("columnTotals", cross.columnTotals);
+        if (cross.total) {
+            output_.Append(",\"total\":");
+            AppendJson(output_, maker_.Of(*cross.total));
+        }
+        output_.Append('}');
+    }
+    void PutAxis(const char* name, const CliCrossAxis& axis) {
+        if (axis.title.empty()) {
+            return;
+        }
+        output_.Append(
+            fmt::format("\"{}\":{{\"axis\":{},\"labels\":[", name, JsonName(axis.title)));
+        for (const EVariant& label : axis.labels) {
+            output_.Append(&label == &axis.labels.front() ? "" : ",");
+            AppendJson(output_, maker_.Of(label));
+        }
+        output_.EndLine("]},");
+    }
+    void PutValues(std::span<const ETabulonValue> values) {
+        for (const ETabulonValue& value : values) {
+            output_.Append(&value == &values.front() ? "" : ",");
+            AppendJson(output_, maker_.Of(value));
+        }
+    }
+    void PutTotals(const char* name, const std::vector<ETabulonValue>& totals) {
+        if (!totals.empty()) {
+            output_.EndLine(",");
+            output_.Append(fmt::format("\"{}\":[", name));
+            PutValues(totals);
+            output_.Append(']');
+        }
+    }
+    /// A total has no label in the direction that it sums up.
+    void PutCell(const CliCross& cross, const EVariant* line, const EVariant* column,
+                 const ETabulonValue& value) {
+        output_.Append('{');
+        if (!cross.calculation.empty()) {
+            output_.Append("\"calculation\":" + JsonName(cross.calculation) + ",");
+        }
+        PutLabel("line", cross.lines, line);
+        PutLabel("column", cross.columns, column);
+        output_.Append(line == nullptr || column == nullptr ? "\"total\":" : "\"value\":");
+        AppendJson(output_, maker_.Of(value));
+        output_.EndLine("}");
+    }
+    void PutLabel(const char* name, const CliCrossAxis& axis, const EVariant* label) {
+        if (label != nullptr && !axis.title.empty()) {
+            output_.Append(fmt::format("\"{}\":", name));
+            AppendJson(output_, maker_.Of(*label));
+            output_.Append(',');
+        }
+    }
+
+    CliOutput& output_;
+    CliCellMaker maker_;
+};
+
+}  // namespace
+
+std::string LabelText(const EVariant& label) {
+    CliCellMaker maker;
+    const CliCell cell = maker.Of(label);
+    if (cell.kind == CliCellKind::Null) {
+        return "NULL";
+    }
+    if (cell.kind == CliCellKind::Bytes) {
+        std::string digits;
+        AppendHex(digits, cell.text);
+        return digits.empty() ? "\"\"" : digits;
+    }
+    const bool isQuoted = cell.text.empty() || cell.text == "NULL" || cell.text == kTotal;
+    return isQuoted ? fmt::format("\"{}\"", cell.text) : std::string(cell.text);
+}
+
+void PrintCrosses(CliFormat format, const std::vector<CliCross>& crosses, bool isNumber,
+                  CliOutput& output, bool hasStyle) {
+    if (format == CliFormat::Json) {
+        CrossJson(output).PutArray(crosses);
+        return;
+    }
+    if (format == CliFormat::NdJson) {
+        CrossJson json(output);
+        for (const CliCross& cross : crosses) {
+            json.PutCells(cross);
+        }
+        return;
+    }
+    CrossRows(*MakeResultWriter(format, output, hasStyle), crosses, isNumber).Print();
+}
+
+}  // namespace etabulon

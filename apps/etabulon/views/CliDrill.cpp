@@ -1,0 +1,68 @@
+#include "apps/etabulon/views/CliDrill.h"
+
+#include "apps/etabulon/output/CliUtf8.h"
+#include "apps/etabulon/request/CliPath.h"
+#include "apps/etabulon/request/CliSuggest.h"
+#include "apps/etabulon/request/CliWritten.h"
+#include "apps/etabulon/views/CliCrossPrinter.h"
+
+#include <fmt/format.h>
+
+namespace etabulon {
+namespace {
+
+bool IsMeant(const EVariant& label, const CliWordChoice& word) {
+    const std::string shown = LabelText(label);
+    if (label.IsMissing() || !word.isQuoted) {
+        return shown == word.text && label.IsMissing() == (word.text == "NULL");
+    }
+    return shown == word.text || shown == fmt::format("\"{}\"", word.text);
+}
+
+/// As --drill takes it.
+std::string WrittenLabel(const EVariant& label) {
+    const std::string shown = LabelText(label);
+    const bool isMarked = shown == fmt::format("\"{}\"", label.AsChaine().View());
+    return label.IsMissing() || isMarked ? shown : WrittenWord(shown);
+}
+
+bool FindLabel(const CliCrossAxis& axis, const CliWordChoice& word, unsigned int& index,
+               CliFailure& failure) {
+    const auto count = static_cast<unsigned int>(axis.labels.size());
+    if (!word.isQuoted && word.text == kTotal) {
+        index = count;
+        return true;
+    }
+    for (index = 0; index < count; ++index) {
+        if (IsMeant(axis.labels[index], word)) {
+            return true;
+        }
+    }
+    std::vector<std::string> names;
+    for (const EVariant& label : axis.labels) {
+        names.push_back(WrittenLabel(label));
+    }
+    return failure.Set(CliExit::Failed,
+                       fmt::format("{} in --drill isn't a label of {}{}", Quoted(word.text),
+                                   Quoted(axis.title), WhatThereIs(word.text, names)));
+}
+
+}  // namespace
+
+bool FindCell(const CliCross& cross, std::string_view text, CliCellPlace& place,
+              CliFailure& failure) {
+    std::vector<CliWordChoice> words;
+    if (!ParseWords(text, words, failure)) {
+        return false;
+    }
+    const std::size_t axes = cross.columns.isData ? 2 : 1;
+    // The column of a calculation may be named: the records are the same.
+    if (words.empty() || words.size() > 2 || words.size() < axes) {
+        return failure.Set(CliExit::Usage, axes == 2 ? "--drill takes two labels: line,column"
+                                                     : "--drill takes the label of a line");
+    }
+    return FindLabel(cross.lines, words[0], place.line, failure) &&
+           (words.size() == 1 || FindLabel(cross.columns, words[1], place.column, failure));
+}
+
+}  // namespace etabulon

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "apps/etabulon/request/CliFailure.h"
+#include "apps/etabulon/views/CliCross.h"
+
+#include <string_view>
+
+namespace etabulon {
+
+/// Where a cell lies in a grid; one past the last label is the total.
+struct CliCellPlace {
+    unsigned int line = 0;
+    unsigned int column = 0;
+};
+
+/// The cell that `text` names by the labels of its line and, if there are columns, of its column:
+/// NULL without quotes is a missing label, total without quotes the total.
+[[nodiscard]] bool FindCell(const CliCross& cross, std::string_view text, CliCellPlace& place,
+                            CliFailure& failure);
+
+}  // namespace etabulon

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "apps/etabulon/output/CliWriter.h"
+#include "apps/etabulon/request/CliCalculations.h"
+#include "apps/etabulon/request/CliSortOptions.h"
+#include "etabulon/foundation/EVariant.h"
+#include "etabulon/score/ITabulonResScoreUI.h"
+#include "etabulon/values/ETabulonValue.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace etabulon {
+
+class CliOutput;
+
+/// A ranking as it is printed.
+struct CliRanking {
+    /// A label is what is shown, one for each level: missing for NULL.
+    struct Line {
+        std::vector<EVariant> labels;
+        std::vector<ETabulonValue> values;
+    };
+    std::vector<Line> lines;
+    std::vector<ETabulonValue> totals;
+};
+
+/// Takes the first lines of a score, and its total, over as a ranking.
+///
+/// Ownership  nothing is owned, and nothing of the score is kept.
+class CliScoreView final : public ITabulonResScoreUI {
+public:
+    /// The labels are of the first `depth` details.
+    CliScoreView(const CliResultLevels& levels, std::size_t depth, std::uint64_t mostLines,
+                 CliRanking& ranking)
+        : levels_(levels), depth_(depth), mostLines_(mostLines), ranking_(ranking) {}
+
+    void StartRefresh() override {}
+    void Reset() override { ranking_ = {}; }
+    // The columns are the calculations as they were asked for, by whatever name the axis has them.
+    void SetScoreAxe(const ETabulonSortDesc* /*sortDesc*/, unsigned int /*levelCount*/,
+                     const ETabulonGridAxe* /*axe*/) override {}
+    void SetScoreLine(const ETabulonTag& label, const PTableau<ETabulonValue>& values) override;
+    void SetScoreTotal(const PTableau<ETabulonValue>& values) override;
+    void EndRefresh() override {}
+
+private:
+    const CliResultLevels& levels_;
+    std::size_t depth_;
+    std::uint64_t mostLines_;
+    CliRanking& ranking_;
+};
+
+/// Formats of lines have the total last; JSON is an object of lines and total, NDJSON an object for
+/// each line, and one for the total.
+void PrintRanking(CliFormat format, const CliRanking& ranking, const CliResultLevels& levels,
+                  std::size_t depth, const CliCalculations& calculations, CliOutput& output,
+                  bool hasStyle);
+
+}  // namespace etabulon

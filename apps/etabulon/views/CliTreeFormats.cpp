@@ -1,0 +1,250 @@
+#include "apps/etabulon/output/CliJsonWriter.h"
+#include "apps/etabulon/output/CliOutput.h"
+#include "apps/etabulon/output/CliTableWriter.h"
+#include "apps/etabulon/views/CliTreePrinter.h"
+
+namespace etabulon {
+namespace {
+
+constexpr const char* kCount = "count";
+constexpr std::uint32_t kIndent = 2;
+
+/// Indented lines with their counts.
+class TableTreePrinter final : public CliTreePrinter {
+public:
+    TableTreePrinter(const CliTreeView& view, const CliTreeRecords& records, CliOutput& output,
+                     bool hasStyle, const CliInterrupt& interrupt)
+        : CliTreePrinter(view, records, output, interrupt),
+          writer_(output, hasStyle, /*measuresAll=*/true) {
+        std::string title;
+        std::size_t depth = 0;
+        for (const CliTreeLevel& level : view.levels) {
+            if (!level.isFixed && depth++ < view.depth) {
+                title += title.empty() ? "" : ", ";
+                title += level.column.name;
+            }
+        }
+        const std::vector<CliColumn> columns = {{title.empty() ? view.rootName : title, false},
+                                                {kCount, true}};
+        writer_.Begin(columns);
+    }
+
+protected:
+    void OnNode(std::uint64_t count) override {
+        if (Depth() == 0) {
+            const std::string place = ShownPlace();
+            Put(CliCellMaker::Of(place.empty() ? View().rootName : place), count);
+        } else {
+            Put(Value(), count);
+        }
+    }
+    void OnRecord(const std::vector<CliCell>& key) override {
+        const std::string shown = ShownKey(key);
+        CliCell cell = CliCellMaker::Of(std::string_view(shown));
+        cell.indent = kIndent;
+        Put(cell, 1);
+    }
+    void OnEnd(bool isWhole) override { writer_.Finish(isWhole); }
+
+private:
+    void Put(CliCell cell, std::uint64_t count) {
+        cell.indent += kIndent * static_cast<std::uint32_t>(Depth());
+        writer_.Cell(cell);
+        writer_.Cell(Maker().Of(static_cast<std::int64_t>(count)));
+        writer_.EndRecord();
+    }
+
+    CliTableWriter writer_;
+};
+
+/// A line for each of the deepest nodes, or for each record: a line for a node further up would
+/// have cells without a value, which NULL couldn't be told from.
+class RowsTreePrinter final : public CliTreePrinter {
+public:
+    RowsTreePrinter(const CliTreeView& view, const CliTreeRecords& records, CliOutput& output,
+                    std::unique_ptr<CliWriter> writer, const CliInterrupt& interrupt)
+        : CliTreePrinter(view, records, output, interrupt), writer_(std::move(writer)) {
+        std::vector<CliColumn> columns;
+        std::size_t depth = 0;
+        for (const CliTreeLevel& level : view.levels) {
+            if (level.isFixed || depth++ < view.depth) {
+                columns.push_back(level.column);
+            }
+        }
+        columns.push_back({kCount, true});
+        columns.insert(columns.end(), view.keyParts.begin(), view.keyParts.end());
+        GiveNames(columns);
+        writer_->Begin(columns);
+    }
+
+protected:
+    void OnNode(std::uint64_t count) override {
+        if (IsDeepest() && !ShowsRecords()) {
+            PutPath(count);
+            writer_->EndRecord();
+        }
+    }
+    void OnRecord(const std::vector<CliCell>& key) override {
+        PutPath(1);
+        for (const CliCell& cell : key) {
+            writer_->Cell(cell);
+        }
+        writer_->EndRecord();
+    }
+    void OnEnd(bool isWhole) override { writer_->Finish(isWhole); }
+
+private:
+    void PutPath(std::uint64_t count) {
+        ForPath([this](std::size_t /*place*/, const CliCell& cell) { writer_->Cell(cell); });
+        writer_->Cell(Maker().Of(static_cast<std::int64_t>(count)));
+    }
+
+    std::unique_ptr<CliWriter> writer_;
+};
+
+/// What both JSON formats share.
+class JsonTreePrinterBase : public CliTreePrinter {
+public:
+    JsonTreePrinterBase(const CliTreeView& view, const CliTreeRecords& records, CliOutput& output,
+                        const CliInterrupt& interrupt)
+        : CliTreePrinter(view, records, output, interrupt) {
+        std::vector<CliColumn> columns;
+        for (const CliTreeLevel& level : view.levels) {
+            columns.push_back(level.column);
+        }
+        GiveNames(columns);
+        for (const CliColumn& column : columns) {
+            levelNames_.push_back(JsonName(column.name) + ":");
+        }
+        for (const CliColumn& part : view.keyParts) {
+            keyNames_.push_back(JsonName(part.name) + ":");
+        }
+    }
+
+protected:
+    /// An object of the levels' values that the node's path has.
+    void PutPath() {
+        Output().Append('{');
+        bool isFirst = true;
+        ForPath([this, &isFirst](std::size_t place, const CliCell& cell) {
+            Output().Append(isFirst ? "" : ",");
+            isFirst = false;
+            Output().Append(levelNames_[place]);
+            AppendJson(Output(), cell);
+        });
+        Output().Append('}');
+    }
+    void PutCount(std::uint64_t count) {
+        Output().Append("\"count\":");
+        Output().Append(Maker().Of(static_cast<std::int64_t>(count)).text);
+    }
+    void PutKey(const std::vector<CliCell>& key) {
+        for (std::size_t part = 0; part < key.size(); ++part) {
+            Output().Append(part == 0 ? '{' : ',');
+            Output().Append(keyNames_[part]);
+            AppendJson(Output(), key[part]);
+        }
+        Output().Append('}');
+    }
+
+private:
+    std::vector<std::string> levelNames_;
+    std::vector<std::string> keyNames_;
+};
+
+/// One object a node, each with its whole path.
+class NdJsonTreePrinter final : public JsonTreePrinterBase {
+public:
+    using JsonTreePrinterBase::JsonTreePrinterBase;
+
+protected:
+    void OnNode(std::uint64_t count) override {
+        Begin(count);
+        Output().EndLine("}");
+    }
+    void OnRecord(const std::vector<CliCell>& key) override {
+        Begin(1);
+        Output().Append(",\"key\":");
+        PutKey(key);
+        Output().EndLine("}");
+    }
+
+private:
+    void Begin(std::uint64_t count) {
+        Output().Append("{\"path\":");
+        PutPath();
+        Output().Append(',');
+        PutCount(count);
+    }
+};
+
+/// Objects in objects.
+class JsonTreePrinter final : public JsonTreePrinterBase {
+public:
+    using JsonTreePrinterBase::JsonTreePrinterBase;
+
+protected:
+    void OnNode(std::uint64_t count) override {
+        BeginItem(Depth());
+        if (Depth() == 0) {
+            Output().Append("{\"table\":");
+            Output().Append(JsonName(View().rootName));
+            if (View().place.KnownLevelsCount() != 0) {
+                Output().Append(",\"at\":");
+                PutPath();
+            }
+        } else {
+            Output().Append("{\"level\":");
+            Output().Append(JsonName(Level().column.name));
+            Output().Append(",\"value\":");
+            AppendJson(Output(), Value());
+        }
+        Output().Append(',');
+        PutCount(count);
+        if (HasItems()) {
+            Output().Append(IsDeepest() ? ",\"leaves\":[" : ",\"children\":[");
+            isFirst_ = true;
+        }
+    }
+    void OnRecord(const std::vector<CliCell>& key) override {
+        BeginItem(Depth() + 1);
+        PutKey(key);
+    }
+    void OnNodeEnd() override {
+        Output().Append(HasItems() ? "]}" : "}");
+        isFirst_ = false;
+    }
+    void OnEnd(bool /*isWhole*/) override { Output().EndLine(); }
+
+private:
+    [[nodiscard]] bool HasItems() const noexcept { return !IsDeepest() || ShowsRecords(); }
+    void BeginItem(std::size_t depth) {
+        if (depth != 0) {
+            Output().EndLine(isFirst_ ? "" : ",");
+            Output().AppendBlanks(depth * kIndent);
+        }
+        isFirst_ = false;
+    }
+
+    bool isFirst_ = true;  // no item was written behind the last bracket
+};
+
+}  // namespace
+
+std::unique_ptr<CliTreePrinter> MakeTreePrinter(CliFormat format, const CliTreeView& view,
+                                                const CliTreeRecords& records, CliOutput& output,
+                                                bool hasStyle, const CliInterrupt& interrupt) {
+    switch (format) {
+        case CliFormat::Json:
+            return std::make_unique<JsonTreePrinter>(view, records, output, interrupt);
+        case CliFormat::NdJson:
+            return std::make_unique<NdJsonTreePrinter>(view, records, output, interrupt);
+        case CliFormat::Table:
+            return std::make_unique<TableTreePrinter>(view, records, output, hasStyle, interrupt);
+        default:
+            return std::make_unique<RowsTreePrinter>(
+                view, records, output, MakeWriter(format, output, hasStyle), interrupt);
+    }
+}
+
+}  // namespace etabulon

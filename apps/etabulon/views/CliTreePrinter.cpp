@@ -1,0 +1,110 @@
+#include "apps/etabulon/views/CliTreePrinter.h"
+
+#include "apps/etabulon/output/CliOutput.h"
+#include "apps/etabulon/views/CliTreeRecords.h"
+#include "apps/etabulon/walk/CliInterrupt.h"
+#include "etabulon/tree/EDataTree.h"
+
+namespace etabulon {
+namespace {
+
+void AppendPair(std::string& text, const std::string& name, const CliCell& cell) {
+    text += text.empty() ? "" : ", ";
+    text += name;
+    text += '=';
+    if (cell.kind == CliCellKind::Null) {
+        text += "NULL";
+    } else if (cell.kind == CliCellKind::Bytes) {
+        AppendHex(text, cell.text);
+    } else if (cell.kind == CliCellKind::Text && cell.text == "NULL") {
+        text += "\"NULL\"";
+    } else {
+        text += cell.text;
+    }
+}
+
+}  // namespace
+
+CliTreePrinter::CliTreePrinter(const CliTreeView& view, const CliTreeRecords& records,
+                               CliOutput& output, const CliInterrupt& interrupt)
+    : view_(view), records_(records), output_(output), interrupt_(interrupt) {
+    for (const CliTreeLevel& level : view_.levels) {
+        if (!level.isFixed) {
+            below_.push_back(&level);
+        }
+    }
+    path_.resize(below_.size());
+}
+
+void CliTreePrinter::Print(const EDataTree& tree) {
+    sort_ = tree.SortDesc();
+    const bool isWhole = PrintNode(*tree.Root());
+    OnEnd(isWhole);
+}
+
+bool CliTreePrinter::PrintNode(const EDataTreeNode& node) {
+    if (!GoesOn()) {
+        return false;
+    }
+    if (depth_ != 0) {
+        const ETabulonValue* const own = node.OwnValue(*sort_);
+        path_[depth_ - 1] = own != nullptr ? *own : ETabulonValue::Null;
+    }
+    OnNode(records_.Count(node));
+    if (IsDeepest()) {
+        if (ShowsRecords() && !PrintRecords(node)) {
+            return false;
+        }
+    } else {
+        ++depth_;
+        for (unsigned index = 0; index < node.Size(); ++index) {
+            if (!PrintNode(*node.Get(index))) {
+                return false;
+            }
+        }
+        --depth_;
+    }
+    OnNodeEnd();
+    return true;
+}
+
+bool CliTreePrinter::PrintRecords(const EDataTreeNode& node) {
+    for (std::size_t record = records_.FirstRecord(node); record != CliTreeRecords::kNoRecord;
+         record = records_.NextRecord(record)) {
+        if (!GoesOn()) {
+            return false;
+        }
+        records_.ReadKey(record, key_);
+        OnRecord(key_);
+    }
+    return true;
+}
+
+bool CliTreePrinter::GoesOn() const { return !interrupt_.IsRaised() && !output_.IsBroken(); }
+
+CliCell CliTreePrinter::CellOf(const CliTreeLevel& level, const ETabulonValue& value) {
+    if (value.IsNull()) {
+        return {};
+    }
+    return level.hasLabel ? CliCellMaker::Of(value.DisplayValue().View()) : maker_.Of(value.Data());
+}
+
+std::string CliTreePrinter::ShownPlace() {
+    std::string text;
+    for (const CliTreeLevel& level : view_.levels) {
+        if (level.isFixed) {
+            AppendPair(text, level.column.name, CellOf(level, view_.place.Value(level.id)));
+        }
+    }
+    return text;
+}
+
+std::string CliTreePrinter::ShownKey(const std::vector<CliCell>& key) const {
+    std::string text;
+    for (std::size_t part = 0; part < key.size(); ++part) {
+        AppendPair(text, view_.keyParts[part].name, key[part]);
+    }
+    return text;
+}
+
+}  // namespace etabulon

@@ -1,0 +1,119 @@
+#pragma once
+
+#include "apps/etabulon/output/CliCell.h"
+#include "apps/etabulon/output/CliWriter.h"
+#include "etabulon/values/ETabulonTag.h"
+#include "etabulon/values/ETabulonValue.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace etabulon {
+
+class CliInterrupt;
+class CliOutput;
+class CliTreeRecords;
+class EDataTree;
+class EDataTreeNode;
+class ETabulonSortDesc;
+
+/// A level that is printed.
+struct CliTreeLevel {
+    CliColumn column;
+    unsigned int id = 0;
+    bool hasLabel = false;
+    bool isFixed = false;  // all nodes have the same value there: that of the place
+};
+
+/// What of a tree is printed.
+struct CliTreeView {
+    std::string rootName;
+    std::vector<CliTreeLevel> levels;
+    ETabulonTag place;                // a value for each fixed level
+    std::size_t depth = 0;            // levels shown below the root
+    std::vector<CliColumn> keyParts;  // of the records; none: records aren't printed
+};
+
+/// Prints a tree from the top down, children in the tree's order. What a format makes of it is in
+/// the derived classes.
+///
+/// Ownership  what the constructor is given isn't owned and must outlive this.
+/// Failure    ends early, after what is whole, when SIGINT comes or nobody reads on.
+class CliTreePrinter {
+public:
+    CliTreePrinter(const CliTreeView& view, const CliTreeRecords& records, CliOutput& output,
+                   const CliInterrupt& interrupt);
+    CliTreePrinter(const CliTreePrinter&) = delete;
+    CliTreePrinter& operator=(const CliTreePrinter&) = delete;
+    virtual ~CliTreePrinter() = default;
+
+    void Print(const EDataTree& tree);
+
+protected:
+    /// A node by itself, the root first.
+    virtual void OnNode(std::uint64_t count) = 0;
+    /// A record of the node above.
+    virtual void OnRecord(const std::vector<CliCell>& key) = 0;
+    /// All below a node has been printed.
+    virtual void OnNodeEnd() {}
+    virtual void OnEnd(bool /*isWhole*/) {}
+
+    [[nodiscard]] const CliTreeView& View() const noexcept { return view_; }
+    [[nodiscard]] CliOutput& Output() const noexcept { return output_; }
+    /// How far below the root the node stands.
+    [[nodiscard]] std::size_t Depth() const noexcept { return depth_; }
+    [[nodiscard]] bool IsDeepest() const noexcept { return depth_ == view_.depth; }
+    [[nodiscard]] bool ShowsRecords() const noexcept { return !view_.keyParts.empty(); }
+    /// The level of the node. Requires that it isn't the root.
+    [[nodiscard]] const CliTreeLevel& Level() const { return *below_[depth_ - 1]; }
+    /// The node's own value. Requires that it isn't the root.
+    [[nodiscard]] CliCell Value() { return CellOf(Level(), path_[depth_ - 1]); }
+    /// Calls `call(place, cell)` for each level whose value the node's path has, in their order.
+    template <class Call>
+    void ForPath(Call call);
+    [[nodiscard]] CliCellMaker& Maker() noexcept { return maker_; }
+    /// `level=value` of each fixed level, or `part=value` of each part of a key.
+    [[nodiscard]] std::string ShownPlace();
+    [[nodiscard]] std::string ShownKey(const std::vector<CliCell>& key) const;
+
+private:
+    [[nodiscard]] bool PrintNode(const EDataTreeNode& node);
+    [[nodiscard]] bool PrintRecords(const EDataTreeNode& node);
+    [[nodiscard]] bool GoesOn() const;
+    [[nodiscard]] CliCell CellOf(const CliTreeLevel& level, const ETabulonValue& value);
+
+    const CliTreeView& view_;
+    const CliTreeRecords& records_;
+    CliOutput& output_;
+    const CliInterrupt& interrupt_;
+    const ETabulonSortDesc* sort_ = nullptr;  // of the tree that is printed
+    std::vector<const CliTreeLevel*> below_;  // by depth: the levels that aren't fixed
+    std::vector<ETabulonValue> path_;         // values from below the root down
+    std::size_t depth_ = 0;
+    CliCellMaker maker_;
+    std::vector<CliCell> key_;
+};
+
+[[nodiscard]] std::unique_ptr<CliTreePrinter> MakeTreePrinter(CliFormat format,
+                                                              const CliTreeView& view,
+                                                              const CliTreeRecords& records,
+                                                              CliOutput& output, bool hasStyle,
+                                                              const CliInterrupt& interrupt);
+
+template <class Call>
+void CliTreePrinter::ForPath(Call call) {
+    std::size_t depth = 0;
+    for (std::size_t place = 0; place < view_.levels.size(); ++place) {
+        const CliTreeLevel& level = view_.levels[place];
+        if (level.isFixed) {
+            call(place, CellOf(level, view_.place.Value(level.id)));
+        } else if (depth < depth_) {
+            call(place, CellOf(level, path_[depth++]));
+        }
+    }
+}
+
+}  // namespace etabulon

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "apps/etabulon/walk/CliWalk.h"
+
+#include <chrono>
+#include <cstdint>
+
+namespace etabulon {
+
+/// Shows on stderr how many records a walk has met.
+class CliProgress final : public CliListener {
+public:
+    CursorStatus OnMove(const ETabulonCursor& cursor) override;
+    /// Wipes the line.
+    void End();
+
+private:
+    std::uint64_t count_ = 0;
+    std::chrono::steady_clock::time_point shown_ = std::chrono::steady_clock::now();
+    bool isOnScreen_ = false;
+};
+
+}  // namespace etabulon

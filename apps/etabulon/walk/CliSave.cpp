@@ -1,0 +1,198 @@
+#include "apps/etabulon/walk/CliSave.h"
+
+#include "apps/etabulon/output/CliUtf8.h"
+#include "apps/etabulon/request/CliWritten.h"
+#include "apps/etabulon/walk/CliInterrupt.h"
+#include "etabulon/pending/ETabulonSavePending.h"
+#include "etabulon/sql/ESqlSource.h"
+
+#include <fmt/format.h>
+
+#include <string>
+
+namespace etabulon {
+namespace {
+
+/// Counts what is written and keeps what the first failure was; ends the walk there, as nothing
+/// that follows would stay.
+class SavingCursor final : public CliCursor {
+public:
+    SavingCursor(const CliWalkContext& context, const CliEdits& edits)
+        : CliCursor(context.interrupt), context_(context), edits_(edits) {}
+
+    [[nodiscard]] const CliSaved& Saved() const noexcept { return saved_; }
+    /// Empty without a failure.
+    [[nodiscard]] const std::string& FirstFailure() const noexcept { return failure_; }
+    void Fail(CursorStatus status, std::string_view doing);
+
+protected:
+    CursorStatus StartInsert(const ETabulonTag& tag) override {
+        place_ = tag;
+        // An insert that follows a failure wouldn't stay.
+        if (IsInterrupted() || !failure_.empty()) {
+            return StatusCancelled;
+        }
+        return CliCursor::StartInsert(tag);
+    }
+    CursorStatus StartUpdate(const ETabulonPrimaryKey& key, const ETabulonTag& tag) override {
+        place_ = tag;
+        key_ = ShownKey(key);
+        columns_.clear();
+        return CliCursor::StartUpdate(key, tag);
+    }
+    CursorStatus SetValue(const ETabulonVariableID& id, const ETabulonValue& value) override {
+        for (const CliVariable& column : edits_.Columns()) {
+            if (!IsInInsertMode() && ETabulonVariableID(column.code) == id) {
+                columns_ += (columns_.empty() ? "" : ", ") + Quoted(column.shown);
+            }
+        }
+        return CliCursor::SetValue(id, value);
+    }
+    CursorStatus Save() override;
+    CursorStatus Delete(const ETabulonPrimaryKey& key, const ETabulonTag& tag) override;
+
+private:
+    [[nodiscard]] std::string ShownKey(const ETabulonPrimaryKey& key) const;
+
+    const CliWalkContext& context_;
+    const CliEdits& edits_;
+    CliSaved saved_;
+    std::string failure_;
+    ETabulonTag place_;
+    std::string key_;
+    std::string columns_;
+};
+
+std::string TextOf(const ESqlTable& table, std::int32_t status) {
+    const Chaine text = table.LastErrorText();
+    return text.IsEmpty() ? fmt::format("status {}", status) : std::string(text.View());
+}
+
+std::string SavingCursor::ShownKey(const ETabulonPrimaryKey& key) const {
+    const ESqlTableInfo& table = context_.table;
+    std::string shown;
+    for (std::uint16_t part = 0; part < key.Fields().Size(); ++part) {
+        const std::string name = part < table.key.size()
+                                     ? std::string(table.columns[table.key[part]].name.View())
+                                     : table.rowIdName;
+        shown += fmt::format("{}{}={}", part == 0 ? "" : ",", WrittenName(name),
+                             WrittenValue(key.Fields().At(part)));
+    }
+    return shown;
+}
+
+void SavingCursor::Fail(CursorStatus status, std::string_view doing) {
+    if (failure_.empty() && !IsInterrupted()) {
+        failure_ =
+            fmt::format("{}: {}", doing, TextOf(*Table(), static_cast<std::int32_t>(status)));
+        Cancel();
+    }
+}
+
+CursorStatus SavingCursor::Save() {
+    const CursorStatus status = CliCursor::Save();
+    const std::string table = Quoted(context_.table.name.View());
+    if (IsInInsertMode()) {
+        ++saved_.inserted;
+    } else {
+        ++saved_.updated;
+    }
+    if (status != StatusOk) {
+        Fail(status, IsInInsertMode()
+                         ? fmt::format("a record at {} can't be inserted into table {}",
+                                       edits_.WrittenPlace(place_), table)
+                         : fmt::format("record {} of table {} can't be updated (column {})", key_,
+                                       table, columns_));
+    }
+    return status;
+}
+
+CursorStatus SavingCursor::Delete(const ETabulonPrimaryKey& key, const ETabulonTag& tag) {
+    const CursorStatus status = CliCursor::Delete(key, tag);
+    ++saved_.deleted;
+    if (status != StatusOk) {
+        Fail(status, fmt::format("record {} of table {} can't be deleted", ShownKey(key),
+                                 Quoted(context_.table.name.View())));
+    }
+    return status;
+}
+
+/// Hears of a walk that fails: a save goes on after one.
+class WalkFailures final : public CliListener {
+public:
+    explicit WalkFailures(SavingCursor& cursor) : cursor_(cursor) {}
+    void OnError(const ETabulonCursor& /*cursor*/, CursorStatus status) override {
+        cursor_.Fail(status, "the table can't be read");
+    }
+
+private:
+    SavingCursor& cursor_;
+};
+
+/// Runs the save in an atomic session, and ends that.
+bool SaveAll(const CliWalkContext& context, const CliEdits& edits, SavingCursor& cursor,
+             CliFailure& failure) {
+    constexpr const char* kNothing = "nothing was saved";
+    ESqlTable& table = *cursor.Table();
+    if (const std::int32_t status = table.BeginAtomic(); status != DataOk) {
+        return failure.Set(CliExit::Failed, fmt::format("{}: {}", kNothing, TextOf(table, status)));
+    }
+    WalkFailures failures(cursor);
+    CursorStatus status = StatusOk;
+    {
+        const ECursorListening listening(cursor, failures);
+        ETabulonSavePending saving(&cursor, edits.Levels().levels);
+        status = saving.Run(&edits.Changes(), ETabulonTag());
+    }
+    const bool hasFailed =
+        !cursor.FirstFailure().empty() || status != StatusOk || table.Session().failures != 0;
+    if (context.interrupt.IsRaised() || (!hasFailed && !context.interrupt.BeginCommit())) {
+        table.Rollback();
+        return failure.Set(context.interrupt.Exit(), fmt::format("cancelled: {}", kNothing));
+    }
+    if (hasFailed) {
+        const std::string first = cursor.FirstFailure().empty()
+                                      ? TextOf(table, static_cast<std::int32_t>(status))
+                                      : cursor.FirstFailure();
+        table.Rollback();
+        return failure.Set(CliExit::Failed, fmt::format("{}: {}", kNothing, first));
+    }
+    switch (table.Commit()) {
+        case ESqlOutcome::Committed:
+            return true;
+        case ESqlOutcome::RolledBack:
+            return failure.Set(CliExit::Failed,
+                               fmt::format("{}: {}", kNothing, TextOf(table, table.status)));
+        case ESqlOutcome::Unknown:
+            break;
+    }
+    return failure.Set(CliExit::Failed,
+                       fmt::format("whether the edits were saved is unknown, look before you try "
+                                   "again: {}",
+                                   TextOf(table, table.status)));
+}
+
+}  // namespace
+
+bool SaveEdits(const CliWalkContext& context, const CliEdits& edits, CliSaved& saved,
+               CliFailure& failure) {
+    SavingCursor cursor(context, edits);
+    if (!OpenCursor(context, edits.Levels().levels, edits.Columns(), cursor, failure)) {
+        return false;
+    }
+    if (!cursor.Table()->IsWritable()) {
+        return failure.Set(CliExit::Failed,
+                           fmt::format("nothing was saved: {} of {} can't be written{}",
+                                       Quoted(context.table.name.View()),
+                                       Quoted(context.dictionary.Source().Location().View()),
+                                       context.table.isView ? ", it is a view" : ""));
+    }
+    const CliInterrupt::Cancelling cancelling(context.interrupt, cursor);
+    if (!SaveAll(context, edits, cursor, failure)) {
+        return false;
+    }
+    saved = cursor.Saved();
+    return true;
+}
+
+}  // namespace etabulon

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "apps/etabulon/request/CliEdits.h"
+#include "apps/etabulon/request/CliFailure.h"
+#include "apps/etabulon/walk/CliWalk.h"
+
+#include <cstdint>
+
+namespace etabulon {
+
+/// How many records a save has written.
+struct CliSaved {
+    std::uint64_t updated = 0;
+    std::uint64_t inserted = 0;
+    std::uint64_t deleted = 0;
+};
+
+/// Writes the edits into their table: all of them, or none. SIGINT and SIGTERM take them back until
+/// they are to be committed, and don't count from there on. Requires a source that was opened for
+/// writing.
+[[nodiscard]] bool SaveEdits(const CliWalkContext& context, const CliEdits& edits, CliSaved& saved,
+                             CliFailure& failure);
+
+}  // namespace etabulon

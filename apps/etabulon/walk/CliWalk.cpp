@@ -1,0 +1,220 @@
+#include "apps/etabulon/walk/CliWalk.h"
+
+#include "apps/etabulon/output/CliCell.h"
+#include "apps/etabulon/output/CliUtf8.h"
+#include "apps/etabulon/request/CliSuggest.h"
+#include "apps/etabulon/request/CliWritten.h"
+#include "apps/etabulon/walk/CliInterrupt.h"
+#include "apps/etabulon/walk/CliProgress.h"
+#include "etabulon/sql/ESqlSource.h"
+#include "etabulon/sql/UseColumns.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <set>
+
+namespace etabulon {
+namespace {
+
+/// Looks in all records for each value of a tag by itself, and keeps some values that are there.
+class SearchListener final : public CliListener {
+public:
+    explicit SearchListener(const ETabulonTag& wanted) : wanted_(wanted) {
+        sought_.resize(wanted.KnownLevelsCount());
+    }
+    CursorStatus OnMove(const ETabulonCursor& cursor) override {
+        bool areAllFound = true;
+        for (unsigned place = 0; place < sought_.size(); ++place) {
+            Sought& sought = sought_[place];
+            if (sought.isFound) {
+                continue;
+            }
+            const ETabulonValue& met = cursor.CurrentTag().Value(wanted_.LevelAt(place));
+            if (met == wanted_.ValueAt(place)) {
+                sought.isFound = true;
+                continue;
+            }
+            areAllFound = false;
+            if (sought.existing.size() < kMostKept) {
+                sought.existing.insert(WrittenValue(met.Data()));
+            }
+        }
+        return areAllFound ? StatusEnd : StatusOk;
+    }
+    [[nodiscard]] bool IsFound(unsigned place) const { return sought_[place].isFound; }
+    [[nodiscard]] std::vector<std::string> Existing(unsigned place) const {
+        const auto& existing = sought_[place].existing;
+        return {existing.begin(), existing.end()};
+    }
+
+private:
+    static constexpr std::size_t kMostKept = 1000;
+    struct Sought {
+        bool isFound = false;
+        std::set<std::string> existing;
+    };
+    const ETabulonTag& wanted_;
+    std::vector<Sought> sought_;
+};
+
+std::string ShownValue(const ETabulonValue& value) {
+    CliCellMaker maker;
+    const CliCell cell = maker.Of(value.Data());
+    if (cell.kind == CliCellKind::Bytes) {
+        return Quoted(WrittenValue(value.Data()));
+    }
+    return cell.kind == CliCellKind::Null ? "NULL" : Quoted(cell.text);
+}
+
+std::string ShownPlace(const CliLevels& levels, const ETabulonTag& tag) {
+    std::string shown;
+    for (unsigned place = 0; place < tag.KnownLevelsCount(); ++place) {
+        shown +=
+            fmt::format("{}{} = {}", place == 0 ? "" : ", ",
+                        levels.all[tag.LevelAt(place)].data.shown, ShownValue(tag.ValueAt(place)));
+    }
+    return shown;
+}
+
+std::string ShownTable(const CliWalkContext& context) {
+    return fmt::format("table {} of {}", Quoted(context.table.name.View()),
+                       Quoted(context.dictionary.Source().Location().View()));
+}
+
+/// Walks all records of its source and lets those of the place through: edits may have moved
+/// records there, which the source, looking only there, doesn't meet.
+class MovedRecords final : public ETabulonCursorRelay {
+public:
+    using ETabulonCursorRelay::ETabulonCursorRelay;
+
+protected:
+    CursorStatus Reset(const ETabulonTag& /*tag*/) override {
+        const CursorStatus status = CallReset(ETabulonTag::Null);
+        return status == StatusRefused ? CallGetNext() : status;
+    }
+    CursorStatus GetNext() override { return CallGetNext(); }
+    [[nodiscard]] bool IsInFilter() const override { return ETabulonCursor::IsInFilter(); }
+};
+
+bool MovesRecords(const ETabulonPendingChanges& changes, const ETabulonLevels& levels) {
+    const auto updates = changes.Script(ETabulonPendingChanges::Update);
+    return std::any_of(updates.begin(), updates.end(), [&levels](const auto& update) {
+        for (unsigned int place = 0; place < levels.Size(); ++place) {
+            if (levels.GetLevel(levels.GetLevelID(place)).DataID() == update.VarDataID()) {
+                return true;
+            }
+        }
+        return false;
+    });
+}
+
+}  // namespace
+
+void CliCursor::ResetCancel() {
+    ETabulonCursorSql::ResetCancel();
+    if (IsInterrupted()) {
+        Cancel();
+    }
+}
+
+bool CliCursor::IsInterrupted() const noexcept { return interrupt_.IsRaised(); }
+
+ETabulonCursor& CliCursor::Seen() noexcept {
+    if (moved_ != nullptr) {
+        return *moved_;
+    }
+    return overlay_ != nullptr ? static_cast<ETabulonCursor&>(*overlay_) : *this;
+}
+
+void CliCursor::ShowPending(const ETabulonPendingChanges& changes) {
+    overlay_ = std::make_unique<ETabulonCursorPending>(this, &changes);
+    overlay_->Init(Levels());
+    if (MovesRecords(changes, Levels())) {
+        moved_ = std::make_unique<MovedRecords>(overlay_.get());
+        moved_->Init(Levels());
+    }
+}
+
+bool OpenCursor(const CliWalkContext& context, const ETabulonLevels& levels,
+                const std::vector<CliVariable>& others, CliCursor& cursor, CliFailure& failure) {
+    ESqlSource& source = context.dictionary.Source();
+    std::vector<ETabulonVariableID> ids;
+    for (const CliVariable& other : others) {
+        ids.emplace_back(other.code);
+    }
+    ESqlTableOptions options;
+    options.columns = UseColumns(levels, ids, *source.Rubric(context.table));
+    ESqlError error;
+    std::unique_ptr<ESqlTable> table = source.OpenTable(context.table.code, options, error);
+    if (table == nullptr) {
+        return failure.Set(CliExit::Failed, error.text.IsEmpty()
+                                                ? fmt::format("{} can't be opened (status {})",
+                                                              ShownTable(context), error.status)
+                                                : std::string(error.text.View()));
+    }
+    cursor.Init(levels, table.release(), /*ownsTable=*/true);
+    for (const ETabulonVariableID& id : ids) {
+        if (id.IsLink()) {
+            cursor.DeclareLinkField(id);
+        }
+    }
+    if (context.changes != nullptr) {
+        cursor.ShowPending(*context.changes);
+    }
+    return true;
+}
+
+bool Walk(const CliWalkContext& context, CliCursor& cursor, const ETabulonTag& tag,
+          CliListener& listener, CliFailure& failure) {
+    CliProgress progress;
+    CursorStatus status = StatusOk;
+    {
+        ETabulonCursor& seen = cursor.Seen();
+        const CliInterrupt::Cancelling cancelling(context.interrupt, seen);
+        const ECursorListening listening(seen, listener);
+        if (context.showsProgress) {
+            seen.AddNotifier(&progress);
+        }
+        status = seen.Browse(tag);
+        seen.RemNotifier(&progress);
+    }
+    progress.End();
+    if (context.interrupt.IsRaised()) {
+        return failure.Set(CliExit::Cancelled, {});
+    }
+    if (status == StatusOk) {
+        return true;
+    }
+    const Chaine text = cursor.Table()->LastErrorText();
+    return failure.Set(CliExit::Failed,
+                       text.IsEmpty() ? fmt::format("{} can't be read (status {})",
+                                                    ShownTable(context), static_cast<int>(status))
+                                      : std::string(text.View()));
+}
+
+void ExplainNothingThere(const CliWalkContext& context, const CliLevels& levels,
+                         const ETabulonTag& tag, CliFailure& failure) {
+    CliCursor cursor(context.interrupt);
+    SearchListener search(tag);
+    if (!OpenCursor(context, levels.levels, {}, cursor, failure) ||
+        !Walk(context, cursor, ETabulonTag(), search, failure)) {
+        return;
+    }
+    for (unsigned place = 0; place < tag.KnownLevelsCount(); ++place) {
+        if (!search.IsFound(place)) {
+            const std::string shown = ShownValue(tag.ValueAt(place));
+            const auto existing = search.Existing(place);
+            failure.Set(
+                CliExit::Failed,
+                fmt::format("{} has no {} at level {}{}", ShownTable(context), shown,
+                            Quoted(levels.all[tag.LevelAt(place)].data.shown),
+                            WhatThereIs(WrittenValue(tag.ValueAt(place).Data()), existing)));
+            return;
+        }
+    }
+    failure.Set(CliExit::Failed, fmt::format("{} has no record with {} together",
+                                             ShownTable(context), ShownPlace(levels, tag)));
+}
+
+}  // namespace etabulon
