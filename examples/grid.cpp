@@ -52,12 +52,12 @@ int main() {
     keys.Add({kProduct, /*reverse=*/false, 0});
     order.SetSortLevels(keys);
 
-    ETabulonCumulFuncOnVarCollection calculations;
-    calculations.AddCalculation("SUM", "amount", TYPE_DOUBLE, 9, "Amount");
-
     if (!shop.cursor.FindUnresolved({"amount"}).empty()) {
         return 1;
     }
+    ETabulonCumulFuncOnVarCollection calculations;
+    calculations.AddCalculation("SUM", "amount", TYPE_DOUBLE, 9, "Amount");
+
     const auto grid = ETabulonGridFiller::Make(&shop.cursor, nullptr);
     grid->SetParams(&calculations, /*axesCount=*/2, &order);
     {

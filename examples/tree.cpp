@@ -18,12 +18,12 @@ static void Print(const EDataTreeNode& node) {
 
 int main() {
     Shop shop;
-    EDataTree tree(&shop.cursor, "Orders", nullptr);
-    tree.SetHideLevelFlags(kProduct, ETabulonSortDesc::HideInTree);
     if (const auto unknown = shop.cursor.FindUnresolved(); !unknown.empty()) {
         std::fprintf(stderr, "orders has no %s\n", unknown.front().Code().c_str());
         return 1;
     }
+    EDataTree tree(&shop.cursor, "Orders", nullptr);
+    tree.SetHideLevelFlags(kProduct, ETabulonSortDesc::HideInTree);
     if (tree.Fill() != StatusOk) {
         return 1;
     }
