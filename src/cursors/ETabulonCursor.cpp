@@ -202,7 +202,7 @@ void ETabulonCursor::FailFields(CursorStatus status) noexcept {
 
 bool ETabulonCursor::IsInFilter() const {
     // Every tag is the root or a child of it: no need to build this one's.
-    return filterTag_.IsRoot() || CurrentTag() == filterTag_ || CurrentTag().IsChildOf(filterTag_);
+    return filterTag_.IsRoot() || CurrentTag().IsAtOrBelow(filterTag_);
 }
 
 CursorStatus ETabulonCursor::Browse(const ETabulonTag& tag) {

@@ -25,15 +25,6 @@ int TagIndex::ColumnOf(unsigned int level) const noexcept {
     return found == byLevel_.end() || found->first != level ? -1 : static_cast<int>(found->second);
 }
 
-const ETabulonValue* TagIndex::ValueElsewhere(const ETabulonTag& tag, Column& column) {
-    const int place = tag.PlaceOf(column.level);
-    if (place < 0) {
-        return column.inRoot;
-    }
-    column.place = static_cast<std::uint32_t>(place);
-    return &tag.ValueAt(column.place);
-}
-
 std::uint32_t TagIndex::FindOrAdd(const ETabulonTag& tag) {
     bool same = lastDetail_ != kNone;
     for (std::size_t at = 0; at < columns_.size(); ++at) {

@@ -13,19 +13,6 @@ namespace {
 constexpr std::size_t kFirstEntries = 64;
 constexpr std::uint16_t kNoType = 0xFFFF;
 
-const ETabulonValue* ValueAt(const ETabulonTag& tag, unsigned int level,
-                             unsigned int& place) noexcept {
-    const unsigned int count = tag.KnownLevelsCount();
-    if (place >= count || tag.LevelAt(place) != level) {
-        const int found = tag.PlaceOf(level);
-        if (found < 0) {
-            return nullptr;
-        }
-        place = static_cast<unsigned int>(found);
-    }
-    return &tag.ValueAt(place);
-}
-
 }  // namespace
 
 void LabelMemo::AddLevel(unsigned int level) {
@@ -44,7 +31,7 @@ bool LabelMemo::Read(const ETabulonTag& position) noexcept {
     auto* const bytes = reinterpret_cast<unsigned char*>(words_.data());
     std::size_t used = 0;
     for (Level& level : levels_) {
-        const ETabulonValue* const value = ValueAt(position, level.level, level.place);
+        const ETabulonValue* const value = position.Find(level.level, level.index);
         if (value == nullptr || value->Status() != ETabulonValue::ValNormal) {
             return false;
         }

@@ -42,7 +42,7 @@ private:
     };
     struct Level {
         unsigned int level;
-        unsigned int place;  // where the last tag held it
+        unsigned int index;  // in the last tag
         std::uint16_t type;  // of the first value; others are left to the caller
     };
 
