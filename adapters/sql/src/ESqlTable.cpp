@@ -210,10 +210,12 @@ EPosition ESqlTable::Arrive(EPosition newPosition) {
 }
 
 void ESqlTable::FailWalk(const ESqlError& error) {
-    state_->error = error;
-    state_->CheckAtomic();
-    state_->BreakWalk();
-    Leave(error.status);
+    State& s = *state_;
+    s.error = error;
+    s.CheckAtomic();
+    s.NoteCancel();
+    s.BreakWalk();
+    Leave(s.error.status);
 }
 
 /// No current record, a blank buffer.

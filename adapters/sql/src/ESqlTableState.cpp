@@ -212,6 +212,10 @@ bool ESqlTable::State::IsRefused() {
 
 void ESqlTable::State::NoteWalkError() {
     NoteEngineError();
+    NoteCancel();
+}
+
+void ESqlTable::State::NoteCancel() {
     if (error.status == DataLocked && interrupted.load()) {
         NoteError(kDataInterrupted, kCancelled);
     }

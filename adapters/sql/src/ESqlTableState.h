@@ -77,6 +77,8 @@ struct ESqlTable::State {
     [[nodiscard]] bool IsRefused();
     /// The same after a step of a walk, whose wait for a lock a cancel may have ended.
     void NoteWalkError();
+    /// Makes `error` that of a cancel if one has ended the wait that it tells of.
+    void NoteCancel();
     void NoteError(std::int32_t status, std::string_view what);
     /// True with `error` once the walk was interrupted.
     [[nodiscard]] bool IsCancelled();
