@@ -49,6 +49,7 @@ protected:
     std::string Rows() { return Ask("SELECT id||a FROM t ORDER BY id"); }
 
     sqlite3* other = nullptr;
+    int number = 0;
 };
 
 // ------------------------------------------------------------------------- the end of a session
@@ -132,6 +133,30 @@ TEST_F(SqliteSession, OfARecordWithoutAPositionNothingStays) {
     EXPECT_EQ(table->Insert(), kNoPosition);
     EXPECT_EQ(table->status, DataOther);
     EXPECT_EQ(Rows(), "");
+}
+
+TEST_F(SqliteSession, BeginsWhateverStatementsAreKept) {
+    Run("CREATE TABLE t(id INTEGER PRIMARY KEY, a, b, c, d, e, f, g); INSERT INTO t(id) VALUES(1)");
+    // Of each set of columns there is a statement of its own, and 64 are kept.
+    const auto update = [this](unsigned columns) {
+        EXPECT_EQ(table->RePos(1, false), 1);
+        for (unsigned column = 0; column < 7; ++column) {
+            if ((columns >> column & 1U) != 0) {
+                SetText(std::string(1, static_cast<char>('a' + column)).c_str(),
+                        std::to_string(++number));
+            }
+        }
+        return table->Update(kNoPosition);
+    };
+    for (unsigned kept = 58; kept <= 66; ++kept) {
+        OpenTable("t");
+        for (unsigned columns = 1; columns <= kept; ++columns) {
+            ASSERT_EQ(update(columns), 1);
+        }
+        ASSERT_EQ(table->BeginAtomic(), DataOk);
+        EXPECT_EQ(update(kept + 1), 1) << table->LastErrorText().c_str();
+        EXPECT_EQ(table->Commit(), ESqlOutcome::Committed);
+    }
 }
 
 // -------------------------------------------------------------------------------- missed writes

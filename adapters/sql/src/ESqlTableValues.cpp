@@ -153,11 +153,44 @@ std::string ESqlTable::State::Returning(std::span<const std::size_t> cells) {
     return SqlReturning(info, returned, storedRow);
 }
 
+/// Binds what is set in these cells, from the first parameter on. False with the table's error for
+/// what no value of the database stands for.
+bool ESqlTable::BindCells(ISqlStatement& statement, std::span<const std::size_t> cells) {
+    State& s = *state_;
+    char iso[kIsoCapacity];
+    int parameter = 0;
+    for (const std::size_t cell : cells) {
+        const ESqlValue value = ESqlRow::Value(s.row.cells[cell], s.row.record, iso);
+        if (value.kind == ESqlValue::Kind::Null &&
+            !ESqlRow::IsMissing(s.row.cells[cell], s.row.record)) {
+            const EField& set = Fields().At(static_cast<std::uint16_t>(cell));
+            s.NoteCell(cell, Shown(set),
+                       IsFloating(set)
+                           ? "what would be stored reads as NULL"
+                           : "days lie in the years 1 to 9999, and times within one day");
+            return false;
+        }
+        statement.Bind(++parameter, value);
+    }
+    return true;
+}
+
+/// The same as IsStored for cells that the write's result had no room for: by the record as it was
+/// read back. Triggers that wrote may have changed that.
+bool ESqlTable::IsStoredInLoaded(std::span<const std::size_t> cells) {
+    State& s = *state_;
+    if (cells.empty() || !s.isReadBack) {
+        return true;
+    }
+    s.layout.CopyRecord(s.stored.Get(), s.loaded.Get());
+    return IsStored(cells);
+}
+
 /// What a write has stored in these cells is what was set; false with the table's error.
 bool ESqlTable::IsStored(std::span<const std::size_t> cells) {
     State& s = *state_;
-    for (std::size_t i = 0; i < s.storedRow.cells.size(); ++i) {
-        const auto field = static_cast<std::uint16_t>(cells[i]);
+    for (const std::size_t cell : cells) {
+        const auto field = static_cast<std::uint16_t>(cell);
         const EField& set = Fields().At(field);
         const EField& stored = s.layout.At(field);
         if (set != stored) {

@@ -154,7 +154,9 @@ private:
     std::int32_t FindToWrite(EPosition& where);
     EPosition FailWrite(std::int32_t newStatus);
     EPosition EndWrite(EPosition from, EPosition written);
+    [[nodiscard]] bool BindCells(ISqlStatement& statement, std::span<const std::size_t> cells);
     [[nodiscard]] bool IsStored(std::span<const std::size_t> cells);
+    [[nodiscard]] bool IsStoredInLoaded(std::span<const std::size_t> cells);
     [[nodiscard]] bool FindChanges(EPosition where, std::vector<std::size_t>& cells);
     void CountWrite(bool isSuccess);
     [[nodiscard]] bool ReadLoaded(EPosition where);
