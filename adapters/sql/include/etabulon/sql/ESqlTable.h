@@ -43,7 +43,9 @@ struct ESqlSessionRecord {
 ///            walked forward.
 /// Walks      without a write session one streaming statement; inside one, and once a write in
 ///            mid-walk, over a list of keys taken first: each record is met once, whatever is
-///            written meanwhile, and one that went isn't. A failed or interrupted step lets the
+///            written meanwhile, and one that went isn't. A table that can't be written sees one
+///            state of the database from the first step of a walk to the one that finds its end,
+///            in either direction. A failed or interrupted step lets the
 ///            statement and its read lock go, and so does the cursor's cancel; a walk given up
 ///            otherwise keeps them until EndWalk.
 /// Writes     each is atomic and durable by itself; inside an atomic session they stand or fall
@@ -144,6 +146,7 @@ public:
 private:
     struct State;
     class Write;
+    void EndSteps();
     EPosition StepStreaming();
     EPosition StepElsewhere(bool forward);
     EPosition StepListed(bool forward);
