@@ -137,6 +137,34 @@ ESqlTable::State::Find ESqlTable::State::FindValue(EPosition position, std::size
     return step == ESqlStep::Row ? Find::Found : Find::Gone;
 }
 
+std::int32_t ESqlTable::ReadStored(EPosition where, std::uint16_t field, EVariant& value) {
+    State& s = *state_;
+    s.ClearError();
+    value = EVariant();
+    const State::Address address = s.AddressOf(where);
+    if (field >= s.columns.size() || address.way == ESqlKeyWay::None) {
+        return DataGone;
+    }
+    ISqlStatement* const statement =
+        s.Prepared("SELECT " + SqlColumn(s.info, s.columns[field]) + " FROM " +
+                   s.info.qualifiedName.c_str() + SqlWhereKey(s.info, address.way, 1));
+    if (statement == nullptr) {
+        return s.error.status;
+    }
+    const SqlRun run(*statement);
+    State::BindKey(*statement, 1, address);
+    const ESqlStep step = statement->Step();
+    if (step == ESqlStep::Failed) {
+        s.NoteEngineError();
+        return s.error.status;
+    }
+    if (step == ESqlStep::Done) {
+        return DataGone;
+    }
+    SetSqlSegment(value, TYPE_CHAINE, statement->Column(0));
+    return DataOk;
+}
+
 std::string ESqlTable::State::Returning(std::span<const std::size_t> cells) {
     std::size_t most = cells.size();
     if (info.mostColumns != 0) {

@@ -131,6 +131,9 @@ public:
     void Interrupt() noexcept;
     void ResetInterrupt() noexcept;
 
+    /// What the database holds in a field of the record at `where`, as a text, also where the field
+    /// reads as missing; missing for NULL. The result is a status.
+    [[nodiscard]] std::int32_t ReadStored(EPosition where, std::uint16_t field, EVariant& value);
     /// How many values of a column (by variable index) weren't of its type and were read as
     /// missing.
     [[nodiscard]] std::uint64_t MismatchCount(unsigned column) const;
