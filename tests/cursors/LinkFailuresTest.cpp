@@ -64,10 +64,16 @@ TEST_F(LinkFailures, EndTheResetWhereNoLookupCanBeOpened) {
     const ERef<WalkTrace> trace = MakeRef<WalkTrace>();
     const ECursorListening listening(cursor, *trace);
     sources[1]->openFailure = {DataConnectionLost, 14, "cities can't be opened"};
-    for (int turn = 0; turn < 2; ++turn) {
-        EXPECT_EQ(cursor.Browse(ETabulonTag::Null), static_cast<CursorStatus>(DataConnectionLost));
-        EXPECT_EQ(cursor.LinkError().text, Chaine("cities can't be opened"));
-        EXPECT_EQ(trace->Take(), "reset [] | error(1003)");
+    const auto empty = test::MakeTable(rubric);  // of which no record would ask for a link
+    const ETabulonLevels levels = cursor.Levels();
+    for (EDataMemory* const each : {empty.get(), table.get()}) {
+        cursor.Init(levels, each, /*ownsTable=*/false);
+        for (int turn = 0; turn < 2; ++turn) {
+            EXPECT_EQ(cursor.Browse(ETabulonTag::Null),
+                      static_cast<CursorStatus>(DataConnectionLost));
+            EXPECT_EQ(cursor.LinkError().text, Chaine("cities can't be opened"));
+            EXPECT_EQ(trace->Take(), "reset [] | error(1003)");
+        }
     }
     sources[1]->openFailure = EDataError{};
     EXPECT_EQ(cursor.Browse(Tag({{0, "France"}})), StatusOk);

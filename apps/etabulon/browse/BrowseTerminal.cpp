@@ -132,12 +132,9 @@ public:
             }
         }
     }
-    ~CursesTerminal() override {
-        Close();
-        if (screen_ != nullptr) {
-            delscreen(screen_);
-        }
-    }
+    /// ncurses keeps the screen until the process ends: where memory ran out as the colours were
+    /// made, which no return value tells, freeing it reads through a null pointer.
+    ~CursesTerminal() override { Close(); }
 
     [[nodiscard]] bool IsOpen() const noexcept { return screen_ != nullptr && !isClosed_; }
 
