@@ -323,6 +323,7 @@ TEST_F(Edit, WhatCannotBeWrittenPrintsTheScript) {
     EXPECT_EQ(text.status, 1);
     EXPECT_EQ(text.out, "set name=Ann:age=4\n");
     EXPECT_NE(text.err.find("table of text"), std::string::npos) << text.err;
+    EXPECT_EQ(text.err.find("etabulon: nothing was saved: "), 0U) << text.err;
     EXPECT_EQ(RunCommand({"edit", csv, "--set", "name=Ann:age=4", "--show", "walk"}).out,
               "name\trowid\tage\nAnn\t1\t4\n");
 

@@ -1,5 +1,6 @@
 #include "apps/CommandRun.h"
 #include "apps/etabulon/commands/CliApp.h"
+#include "support/AllocationCount.h"
 #include "support/FaultVfs.h"
 
 #include <fcntl.h>
@@ -13,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -41,14 +43,14 @@ protected:
     }
     /// Saves in a process of its own, in which this happens; the number of calls that were counted
     /// is behind its output.
-    CommandResult Save(FaultVfs::Fault fault) const {
+    CommandResult Save(FaultVfs::Fault fault, std::uint64_t allowed = kNoLimit) const {
         for (const char* const end : {"", "-journal", "-wal", "-shm"}) {
             std::filesystem::remove(path + end);
         }
         std::filesystem::copy_file(original, path);
         const pid_t process = fork();
         if (process == 0) {
-            _exit(RunHere(std::move(fault)));
+            _exit(RunHere(std::move(fault), allowed));
         }
         int ended = 0;
         EXPECT_EQ(waitpid(process, &ended, 0), process);
@@ -86,6 +88,7 @@ protected:
         }
     }
 
+    static constexpr std::uint64_t kNoLimit = ~std::uint64_t{0};
     static constexpr const char* kBefore = "1x1|2y2|3x3|";
     static constexpr const char* kAfter = "1x9|3x9|4new|";
     const TestFolder folder;
@@ -93,7 +96,7 @@ protected:
     const std::string original = folder.Path("original.db");
 
 private:
-    [[nodiscard]] int RunHere(FaultVfs::Fault fault) const {
+    [[nodiscard]] int RunHere(FaultVfs::Fault fault, std::uint64_t allowed) const {
         for (const auto& [name, descriptor] :
              {std::pair("out", STDOUT_FILENO), std::pair("err", STDERR_FILENO)}) {
             dup2(open(folder.Path(name).c_str(), O_CREAT | O_WRONLY | O_TRUNC, 0600), descriptor);
@@ -103,9 +106,16 @@ private:
         const std::vector<const char*> arguments = {
             "etabulon", "edit",     path.c_str(), "t",        "--levels", "a",     "--set",
             "a=x:n=9",  "--delete", "a=y",        "--insert", "a=new",    "--save"};
+        const std::uint64_t before = test::AllocationsSoFar();
+        std::optional<test::FailingAllocation> failing;
+        if (allowed != kNoLimit) {
+            failing.emplace(allowed);
+        }
         const int status =
             RunEtabulon(static_cast<int>(arguments.size()), arguments.data(), nullptr);
-        const std::string count = std::to_string(vfs.Count());
+        failing.reset();
+        const std::string count =
+            std::to_string(vfs.Count()) + ' ' + std::to_string(test::AllocationsSoFar() - before);
         return write(STDOUT_FILENO, count.data(), count.size()) > 0 ? status : 99;
     }
     [[nodiscard]] std::string Content(const char* name) const {
@@ -160,6 +170,19 @@ TEST_P(FaultySaveCommand, ASignalCancelsItUntilTheCommitAndNotBehind) {
     }
     EXPECT_GT(cancelled, 10);
     EXPECT_GT(saved, 10);
+}
+
+/// What comes behind the commit needs no memory to tell the truth.
+TEST_P(FaultySaveCommand, MemoryThatRunsOutNearTheEndIsNoReasonToSaveAgain) {
+    if (!test::kAllocationsAreCounted) {
+        GTEST_SKIP() << "allocations can't be made to fail here";
+    }
+    const CommandResult clean = Save({FaultVfs::kAnyCall, 0});
+    const std::uint64_t all = std::stoull(clean.out.substr(clean.out.rfind(' ')));
+    for (std::uint64_t allowed = all - 60; allowed <= all; ++allowed) {
+        SCOPED_TRACE(testing::Message() << "after " << allowed << " allocations");
+        ExpectTruth(Save({FaultVfs::kAnyCall, 0}, allowed));
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(InBothJournals, FaultySaveCommand, ::testing::Values("delete", "wal"));

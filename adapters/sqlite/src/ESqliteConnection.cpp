@@ -4,6 +4,7 @@
 #include "ESqliteStatement.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -52,16 +53,16 @@ std::string FileUri(std::string_view path) {
     return uri;
 }
 
-std::uintmax_t SizeOf(const fs::path& path) {
-    std::error_code failure;
-    const auto size = fs::file_size(path, failure);
-    return failure ? 0 : size;
+/// 0 where there is no such file. Allocates nothing: a connection that closes asks it too.
+std::uintmax_t SizeOf(const std::string& path) noexcept {
+    struct stat found {};
+    return ::stat(path.c_str(), &found) == 0 ? static_cast<std::uintmax_t>(found.st_size) : 0;
 }
 
 /// The log is a header alone, and stays so: its writer was killed before the first frame. Unless a
 /// connection has the log open, a reader with read-only shared memory waits in SQLite for ten
 /// seconds, and then fails.
-bool IsLogCutOff(const fs::path& log) {
+bool IsLogCutOff(const std::string& log) {
     for (int turn = 0; turn < kLogTurns; ++turn) {
         if (SizeOf(log) != kLogHeaderSize) {
             return false;

@@ -95,10 +95,6 @@ bool ReadFile(const std::string& path, std::string& text) {
     return error == 0;
 }
 
-std::string Records(std::uint64_t count, const char* what) {
-    return fmt::format("{} {}", count, what);
-}
-
 }  // namespace
 
 void EditCommand::Declare(CLI::App& app) {
@@ -224,34 +220,30 @@ bool EditCommand::Show(CliEnvironment& environment, const CliDictionary& diction
     return view->ShowTable(environment, dictionary, table, &edits.Changes(), failure);
 }
 
-bool EditCommand::Save(CliEnvironment& environment, const CliDictionary& dictionary,
-                       const ESqlTableInfo& table, const CliEdits& edits,
-                       CliFailure& failure) const {
-    const CliWalkContext context{dictionary, table, environment.interrupt};
-    CliSaved saved;
-    if (!SaveEdits(context, edits, saved, failure)) {
-        return false;
+/// Nothing that fails here undoes the save: what it tells allocates nothing, and so never makes way
+/// for a message that sounds as if the save had failed.
+void EditCommand::Report(const CliSaved& saved, const Kinds& asked, CliOutput& output) noexcept {
+    std::array<char, 160> buffer{};
+    const auto write = [&buffer](auto format, const auto&... values) {
+        const auto end = fmt::format_to_n(buffer.data(), buffer.size(), format, values...);
+        return std::string_view(buffer.data(), std::min(end.size, buffer.size()));
+    };
+    output.EndLine(write(FMT_STRING("{} updated, {} inserted, {} deleted"), saved.updated,
+                         saved.inserted, saved.deleted));
+    output.Flush();
+    if (output.IsBroken() && output.Error() != EPIPE) {
+        WriteError(write(FMT_STRING("etabulon: the edits were saved: {} updated, {} inserted, {} "
+                                    "deleted\n"),
+                         saved.updated, saved.inserted, saved.deleted));
     }
-    const std::string report =
-        fmt::format("{}, {}, {}", Records(saved.updated, "updated"),
-                    Records(saved.inserted, "inserted"), Records(saved.deleted, "deleted"));
-    environment.output.EndLine(report);
-    environment.output.Flush();
-    if (environment.output.IsBroken() && environment.output.Error() != EPIPE) {
-        TellUser(fmt::format("the edits were saved: {}", report));
-    }
-    const ETabulonPendingChanges& changes = edits.Changes();
-    const bool metNoUpdate = saved.updated + saved.inserted == 0 &&
-                             changes.Script(ETabulonPendingChanges::Update).Size() != 0;
-    const bool metNoDelete =
-        saved.deleted == 0 && changes.Script(ETabulonPendingChanges::Delete).Size() != 0;
+    const bool metNoUpdate = saved.updated + saved.inserted == 0 && asked.updates;
+    const bool metNoDelete = saved.deleted == 0 && asked.deletes;
     if (metNoUpdate || metNoDelete) {
-        TellUser(fmt::format("there was no record at the places of the {}", !metNoUpdate ? "deletes"
-                                                                            : !metNoDelete
-                                                                                ? "updates"
-                                                                                : "edits"));
+        WriteError(write(FMT_STRING("etabulon: there was no record at the places of the {}\n"),
+                         !metNoUpdate   ? "deletes"
+                         : !metNoDelete ? "updates"
+                                        : "edits"));
     }
-    return true;
 }
 
 bool EditCommand::Run(CliEnvironment& environment, CliFailure& failure) {
@@ -297,17 +289,26 @@ bool EditCommand::Run(CliEnvironment& environment, CliFailure& failure) {
     if (!view_.empty()) {
         return Show(environment, dictionary, *table, edits, failure);
     }
+    const ETabulonPendingChanges& changes = edits.Changes();
+    const Kinds kinds{changes.Script(ETabulonPendingChanges::Update).Size() != 0,
+                      changes.Script(ETabulonPendingChanges::Delete).Size() != 0};
+    CliSaved saved;
+    bool isSaved = false;
     try {
-        if (canSave && Save(environment, dictionary, *table, edits, failure)) {
-            return true;
-        }
+        const CliWalkContext context{dictionary, *table, environment.interrupt};
+        isSaved = canSave && SaveEdits(context, edits, saved, failure);
     } catch (...) {
         PrintScript(edits, environment.output);
         throw;
     }
+    if (isSaved) {
+        Report(saved, kinds, environment.output);
+        return true;
+    }
     PrintScript(edits, environment.output);
     if (saves_ && !canSave) {
         failure = unwritable;
+        failure.text = "nothing was saved: " + failure.text;
     }
     return !saves_;
 }

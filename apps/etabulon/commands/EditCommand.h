@@ -12,6 +12,7 @@
 namespace etabulon {
 
 class CliEdits;
+struct CliSaved;
 
 /// `etabulon edit`: shows what edits would make of a table, or saves them.
 class EditCommand final : public CliCommand {
@@ -32,6 +33,11 @@ private:
         CliEditChoice edit;
         std::string where;  // before what is said of it; empty for an option
     };
+    /// Which kinds of edits there are.
+    struct Kinds {
+        bool updates;
+        bool deletes;
+    };
     [[nodiscard]] bool ReadEdits(std::vector<Asked>& edits, CliFailure& failure) const;
     [[nodiscard]] bool ReadScript(const std::string& path, std::vector<Asked>& edits,
                                   CliFailure& failure) const;
@@ -43,9 +49,7 @@ private:
     [[nodiscard]] bool Show(CliEnvironment& environment, const CliDictionary& dictionary,
                             const ESqlTableInfo& table, const CliEdits& edits,
                             CliFailure& failure) const;
-    [[nodiscard]] bool Save(CliEnvironment& environment, const CliDictionary& dictionary,
-                            const ESqlTableInfo& table, const CliEdits& edits,
-                            CliFailure& failure) const;
+    static void Report(const CliSaved& saved, const Kinds& asked, CliOutput& output) noexcept;
 
     const CLI::App* app_ = nullptr;  // knows the order of the options
     CliSourceOptions source_;
