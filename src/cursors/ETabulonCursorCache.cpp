@@ -1,6 +1,7 @@
 #include "etabulon/cursors/ETabulonCursorCache.h"
 
 #include "cursors/ETabulonCursorCacheLines.h"
+#include "cursors/ETabulonCursorCacheUpdater.h"
 #include "etabulon/cursors/EDataCache.h"
 #include "etabulon/foundation/ERef.h"
 
@@ -44,6 +45,7 @@ private:
 
 ETabulonCursorCache::ETabulonCursorCache(ETabulonCursor* source)
     : ETabulonCursorRelay(source),
+      updater_(std::make_unique<detail::CacheUpdater>(*this)),
       lines_(std::make_unique<Lines>()),
       tagGeneration_(NewGeneration()) {
     Init(source->Levels());
@@ -54,6 +56,10 @@ ETabulonCursorCache::~ETabulonCursorCache() {
     for (std::size_t index = 0; index < cacheNotifiers_.Size(); ++index) {
         cacheNotifiers_.At(index)->Release();
     }
+}
+
+ETabulonCursor::IUpdater* ETabulonCursorCache::Updater() {
+    return updater_->Hold() ? updater_.get() : nullptr;
 }
 
 // --------------------------------------------------------------------------------------- notifiers

@@ -1,5 +1,5 @@
 #include "cursors/ETabulonCursorCacheLines.h"
-#include "cursors/ETabulonCursorCacheTarget.h"
+#include "cursors/ETabulonCursorCacheUpdater.h"
 #include "etabulon/cursors/ETabulonCursorCache.h"
 #include "etabulon/foundation/EExtract.h"
 #include "etabulon/foundation/ERef.h"
@@ -10,7 +10,7 @@ namespace etabulon {
 class ETabulonCursorCache::Saving {
 public:
     explicit Saving(ETabulonCursorCache& cache)
-        : target_(cache), updater_(ERef<IUpdater>::Adopt(cache.Updater())) {}
+        : cache_(cache), updater_(ERef<IUpdater>::Adopt(cache.Updater())) {}
     [[nodiscard]] bool CanWrite() const noexcept { return static_cast<bool>(updater_); }
     CursorStatus Write(CacheLine& line);
 
@@ -21,7 +21,7 @@ private:
     CursorStatus WriteRecord(const CacheLine& line);
     void LearnKey(CacheLine& line);
 
-    detail::CacheTarget target_;
+    ETabulonCursorCache& cache_;
     ERef<IUpdater> updater_;
     ETabulonPrimaryKey key_;
     EExtract record_;
@@ -42,10 +42,7 @@ CursorStatus ETabulonCursorCache::Saving::Write(CacheLine& line) {
 
 CursorStatus ETabulonCursorCache::Saving::Update(CacheLine& line) {
     Lines::ExtractKey(line, key_);
-    CursorStatus status = target_.MoveForUpdate(key_, line.Tag());
-    if (status == StatusOk) {
-        status = updater_->StartUpdate(key_, line.Tag());
-    }
+    const CursorStatus status = updater_->StartUpdate(key_, line.Tag());
     return status == StatusOk ? WriteRecord(line) : status;
 }
 
@@ -62,8 +59,7 @@ CursorStatus ETabulonCursorCache::Saving::Insert(CacheLine& line) {
 
 CursorStatus ETabulonCursorCache::Saving::Delete(CacheLine& line) {
     Lines::ExtractKey(line, key_);
-    const CursorStatus status = target_.MoveForDelete(key_, line.Tag());
-    return status == StatusOk ? updater_->Delete(key_, line.Tag()) : status;
+    return updater_->Delete(key_, line.Tag());
 }
 
 CursorStatus ETabulonCursorCache::Saving::WriteRecord(const CacheLine& line) {
@@ -74,7 +70,7 @@ CursorStatus ETabulonCursorCache::Saving::WriteRecord(const CacheLine& line) {
 
 // So that the line can be saved again when it is changed again.
 void ETabulonCursorCache::Saving::LearnKey(CacheLine& line) {
-    if (EData* const table = target_.Table(); table != nullptr) {
+    if (EData* const table = cache_.updater_->Table(); table != nullptr) {
         key_.Set(table->CurKey(), table->position);
         line.SetKey(key_);
     }

@@ -38,10 +38,11 @@ EVariant AnyValueOf(const EField& field) {
 
 }  // namespace
 
-CacheTarget::CacheTarget(ETabulonCursor& front)
+CacheTarget::CacheTarget(ETabulonCursor& front, bool keepsRecords)
     : ETabulonCursorRelay(FindLast(&front)),
       hasRelays_(Source() != &front),
-      hasCache_(HasCache(&front)),
+      keepsRecords_(keepsRecords),
+      hasMovingUpdater_(HasCache(keepsRecords ? SourceOf(&front) : &front)),
       cursor_(dynamic_cast<ETabulonCursorEData*>(Source())) {}
 
 CursorStatus CacheTarget::MoveForUpdate(const ETabulonPrimaryKey& key, const ETabulonTag& tag) {
@@ -63,13 +64,13 @@ CursorStatus CacheTarget::MoveForDelete(const ETabulonPrimaryKey& key, const ETa
 }
 
 bool CacheTarget::IsInStep(const ETabulonPrimaryKey& key) const {
-    if (!hasRelays_) {
+    if (!hasRelays_ || hasMovingUpdater_) {
         return true;
     }
     // A relay of another kind may keep records as a cache does: where the table stands decides.
-    return !hasCache_ && (cursor_ == nullptr || (key.Position() != kNoPosition &&
-                                                 cursor_->Data()->position == key.Position() &&
-                                                 Position() == key.Position()));
+    return !keepsRecords_ && (cursor_ == nullptr || (key.Position() != kNoPosition &&
+                                                     cursor_->Data()->position == key.Position() &&
+                                                     Position() == key.Position()));
 }
 
 // To a table no position is the current record, whichever that is. Records without a key are those

@@ -10,13 +10,15 @@ namespace etabulon::detail {
 ///
 /// A table cursor writes where it stands if its fields have the record's tag. A cache fills the
 /// fields without moving the table, so that they may have the tag of any record: before a write
-/// through a chain with a cache, the table is brought to the record of the key here.
+/// the table is brought to the record of the key here. For a chain with a cache the cache's own
+/// updater does that (CacheUpdater).
 ///
 /// Ownership  the chain isn't owned, and must outlive this.
 /// Failure    43 where no record can be found by the key, and otherwise the table's own.
 class CacheTarget : public ETabulonCursorRelay {
 public:
-    explicit CacheTarget(ETabulonCursor& front);
+    /// With `keepsRecords` the front has records in memory, and its walk never moves the table.
+    CacheTarget(ETabulonCursor& front, bool keepsRecords);
 
     /// Null where the last cursor isn't a table's.
     [[nodiscard]] EData* Table() const noexcept {
@@ -36,7 +38,8 @@ private:
     [[nodiscard]] EPosition Position() const;
 
     bool hasRelays_;
-    bool hasCache_;
+    bool keepsRecords_;
+    bool hasMovingUpdater_;        // that of a cache in the chain
     ETabulonCursorEData* cursor_;  // the last one; null if it isn't a table's
     ETabulonTag tag_;              // of the fields
 };

@@ -93,7 +93,10 @@ class ETabulonSavePending::CUpdateNotifier final : public ETabulonCursor::INotif
 public:
     CUpdateNotifier(ETabulonCursor& cursor, ETabulonCursor::IUpdater& updater, Matching& updates,
                     Matching& deletes)
-        : target_(cursor), updater_(updater), updates_(updates), deletes_(deletes) {}
+        : target_(cursor, /*keepsRecords=*/false),
+          updater_(updater),
+          updates_(updates),
+          deletes_(deletes) {}
 
     void AddRef() override { ++refCount_; }
     std::int32_t Release() override { return --refCount_; }

@@ -419,10 +419,10 @@ TEST_F(Edit, AtAMissingValueLeavesWhatOnlyReadsSo) {
           std::pair("--set", "n=NULL,a=x:n=5")}) {
         const CommandResult result = save(option, edit);
         EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.err.find("etabulon: nothing was saved: record id=1 of table odd can't be"),
-                  0U)
+        EXPECT_EQ(
+            result.err.find("etabulon: nothing was saved: record id=1 of table 'odd' can't be"), 0U)
             << result.err;
-        EXPECT_NE(result.err.find("column n holds seven"), std::string::npos) << result.err;
+        EXPECT_NE(result.err.find("column 'n' holds seven"), std::string::npos) << result.err;
         EXPECT_EQ(rows(), before);
     }
     // At another place the text goes with its record.

@@ -1,6 +1,8 @@
 #include "CacheFixture.h"
 #include "support/AllocationCount.h"
 
+#include <map>
+
 namespace etabulon::test {
 namespace {
 
@@ -54,6 +56,43 @@ TEST_F(EditedCache, WritesTheRightRecordsWhereverTheSourceStands) {
     }
     EXPECT_EQ(cache->Save(), StatusOk);
     EXPECT_EQ(Stored(), kAfter);
+}
+
+/// The two of Ulm have one tag.
+TEST_F(CachedSales, UpdaterReachesTheRecordOfTheKeyWhereverTheSourceStands) {
+    const auto updater = ERef<ETabulonCursor::IUpdater>::Adopt(cache->Updater());
+    std::map<std::string, ETabulonPrimaryKey> keys;
+    for (auto s = cache->CallReset(ETabulonTag::Null); s == StatusOk; s = cache->CallGetNext()) {
+        keys[cache->Fields()["id"].AsChaine().c_str()] = cache->PrimaryKey();
+    }
+    const auto standOnTheFirstOfUlm = [this] {
+        EXPECT_EQ(source.CallReset(ETabulonTag::Null), StatusOk);
+        EXPECT_EQ(source.CallGetNext(), StatusOk);
+        EXPECT_EQ(source.CallGetNext(), StatusOk);
+        EXPECT_EQ(source.Fields()["id"].AsInt64(), 3);
+    };
+    const auto set = [&](const char* id) {
+        static_cast<void>(updater->StartUpdate(keys[id], At("DE", "Ulm")));
+        static_cast<void>(updater->SetValue("amount", ETabulonValue(90, "", false)));
+        return updater->Save();
+    };
+    standOnTheFirstOfUlm();
+    EXPECT_EQ(set("5"), StatusOk);
+    EXPECT_EQ(Stored(), "1:10 2:20 3:5 4:7 5:90");
+    standOnTheFirstOfUlm();
+    EXPECT_EQ(updater->Delete(keys["5"], At("DE", "Ulm")), StatusOk);
+    EXPECT_EQ(Stored(), "1:10 2:20 3:5 4:7");
+    // A record that isn't there, or a line that was made in memory, never means another.
+    for (const char* const id : {"5", "made"}) {
+        standOnTheFirstOfUlm();
+        EXPECT_NE(set(id), StatusOk);
+        standOnTheFirstOfUlm();
+        EXPECT_NE(updater->Delete(keys[id], At("DE", "Ulm")), StatusOk);
+        EXPECT_EQ(Stored(), "1:10 2:20 3:5 4:7");
+    }
+    EXPECT_EQ(AppendSale(6, "FR", "Nice", 6), StatusOk);
+    EXPECT_EQ(cache->Save(), StatusOk);
+    EXPECT_EQ(Stored(), "1:10 2:20 3:5 4:7 6:6");
 }
 
 TEST_F(EditedCache, WritesARecordAgainThatItHasMade) {

@@ -54,6 +54,11 @@ public:
     };
 
     /// The write side that a cursor may offer. The caller holds the cursor's lock.
+    ///
+    /// StartUpdate moves to the record of the key, and Save then writes that record; Delete
+    /// moves likewise. A table cursor stays where it is if its fields have the tag already: of
+    /// records that have one tag it writes the one that it stands on. The updater of a cache moves
+    /// in any case, as its walks fill the fields without moving the table.
     class ETABULON_API IUpdater : public virtual EUnknown {
     public:
         virtual CursorStatus StartInsert(const ETabulonTag& tag) = 0;

@@ -12,6 +12,10 @@
 
 namespace etabulon {
 
+namespace detail {
+class CacheUpdater;
+}
+
 /// Reads its source once, whole, and is from then on itself the data: walked without touching the
 /// table, edited in memory, and written back by one Save. Tables of its own (AllocEData) show the
 /// same lines, each in an order of its own.
@@ -56,6 +60,8 @@ public:
 
     /// The line's own, good until the cache is cleared twice.
     [[nodiscard]] const ETabulonTag& CurrentTag() const override;
+    /// Writes past the lines, to the records of their keys wherever the source stands.
+    [[nodiscard]] IUpdater* Updater() override;
     [[nodiscard]] std::uint64_t TagGeneration() const noexcept override;
 
     /// A record that has the tag's values, and those of the updates made on its branch. Requires a
@@ -130,6 +136,7 @@ private:
     template <class Call>
     void TellTables(Call call);
 
+    std::unique_ptr<detail::CacheUpdater> updater_;
     std::unique_ptr<Lines> lines_;  // with their index by tag, and the current line
     bool mustFill_ = true;          // the next reset reads the source
     std::uint64_t tagGeneration_;   // another one after each clearing of the lines
