@@ -229,18 +229,14 @@ TEST_F(SqliteLinks, ToATableThatWentFailTheReset) {
     Make(3, 1, 0);
     OpenTable("t");
     ETabulonCursorSql cursor;
-    for (const char* const whole : {"reset [] | name1 | name2 | name3", "reset [] | done"}) {
-        cursor.Init(ByName(), table.get(), false);
-        Run("ALTER TABLE p RENAME TO q");
-        for (int turn = 0; turn < 2; ++turn) {
-            EXPECT_EQ(
-                Walked(cursor).find("reset [] | error(1005)!1005 linked table p can't be read: "),
-                0U);
-        }
-        Run("ALTER TABLE q RENAME TO p");
-        EXPECT_EQ(Walked(cursor), whole);
-        Run("DELETE FROM t");  // without a record to be linked from it fails all the same
+    cursor.Init(ByName(), table.get(), false);
+    Run("ALTER TABLE p RENAME TO q");
+    for (int turn = 0; turn < 2; ++turn) {
+        EXPECT_EQ(Walked(cursor).find("reset [] | error(1005)!1005 linked table p can't be read: "),
+                  0U);
     }
+    Run("ALTER TABLE q RENAME TO p");
+    EXPECT_EQ(Walked(cursor), "reset [] | name1 | name2 | name3");
 }
 
 TEST_F(SqliteLinks, SeeWhatTheSessionHasWritten) {
