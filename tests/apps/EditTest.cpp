@@ -136,8 +136,8 @@ TEST_F(Edit, APrintedScriptPrintsItselfAgain) {
 
 TEST_F(Edit, SavesWhatWasSetOrSaysThatItCannotBe) {
     path = folder.MakeDatabase("odd.db",
-                               "CREATE TABLE stock(id INTEGER PRIMARY KEY, n INT, r REAL, a TEXT);"
-                               "INSERT INTO stock VALUES(1, 'seven', 1.5, x'41')");
+                               "CREATE TABLE stock(id INTEGER PRIMARY KEY, n INT, r REAL, a TEXT, "
+                               "d DATE); INSERT INTO stock VALUES(1, 'seven', 1.5, x'41', NULL)");
     const std::pair<const char*, const char*> cases[] = {
         {":n=NULL", "null,real,blob|"},
         {":a=NULL", "null,real,null|"},
@@ -145,16 +145,18 @@ TEST_F(Edit, SavesWhatWasSetOrSaysThatItCannotBe) {
         {":r=123456789012345683968", "null,real,null|"},
         {":r=inf", "null,real,null|"},
         {":r=NULL", "null,null,null|"},
+        {":d=2001-02-03 00:00", "null,null,null|"},
     };
     for (const auto& [edit, types] : cases) {
         const CommandResult result = Run({"--set", edit, "--save"});
         EXPECT_EQ(result.out, "1 updated, 0 inserted, 0 deleted\n") << edit << result.err;
         EXPECT_EQ(Ask("SELECT typeof(n), typeof(r), typeof(a) FROM stock"), types) << edit;
     }
-    for (const char* const edit : {":r=nan", ":r=9007199254740993", ":r=1e999", ":n=1.5"}) {
+    for (const char* const edit : {":r=nan", ":r=9007199254740993", ":r=1e999", ":n=1.5",
+                                   ":d=2001-02-03 00:05", "d=\"2001-02-03 04:00:00\":n=1"}) {
         const CommandResult result = Run({"--set", edit, "--save"});
         EXPECT_EQ(result.status, 1) << edit;
-        EXPECT_NE(result.err.find("is no value of column"), std::string::npos) << result.err;
+        EXPECT_NE(result.err.find("is no value of "), std::string::npos) << result.err;
     }
 }
 

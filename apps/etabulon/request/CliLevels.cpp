@@ -79,11 +79,18 @@ bool IsExact(const EVariant& value, std::string_view text) {
         return std::isfinite(number) ||
                (std::isinf(number) && text.find_first_of("0123456789") == text.npos);
     }
+    const auto isZero = [text](std::size_t from) {
+        return text.find_first_of("123456789", from) == std::string_view::npos;
+    };
     if (info.storage == EStorage::Time || info.storage == EStorage::Timestamp) {
         constexpr std::size_t kMilliseconds = 3;
-        const std::string_view part = text.substr(std::min(text.find('.'), text.size()));
-        const std::string_view finer = part.substr(std::min(part.size(), 1 + kMilliseconds));
-        return finer.find_first_of("123456789") == std::string_view::npos;
+        const std::size_t point = text.find('.');
+        return point == std::string_view::npos || isZero(point + 1 + kMilliseconds);
+    }
+    if (info.storage == EStorage::Date) {
+        // A time of the day may stand behind a date, which keeps nothing of it.
+        const std::size_t hour = text.find(':');
+        return hour == std::string_view::npos || isZero(hour - 2);
     }
     if (info.valueClass != EValueClass::Number ||
         (info.storage == EStorage::Bool && (text == "true" || text == "false"))) {
