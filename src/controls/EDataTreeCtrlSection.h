@@ -70,8 +70,13 @@ public:
     Following(const Following&) = delete;
     Following& operator=(const Following&) = delete;
 
-    /// The selection has left a branch that goes.
-    void NoteHeir() { places_[1] = SelectedTag(); }
+    /// The selection has left an item that goes. An heir that goes as well, since its place is
+    /// another, may leave none: it is the one to be selected again.
+    void NoteHeir() {
+        if (ctrl_.View().SelectedItem() != nullptr) {
+            places_[1] = SelectedTag();
+        }
+    }
     /// Selects the node that was selected, or the last heir, if it is there and isn't selected.
     void End() {
         for (const ETabulonTag& place : places_) {

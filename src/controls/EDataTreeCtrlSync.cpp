@@ -134,8 +134,7 @@ void EDataTreeCtrl::DeleteStrangers(const EDataTreeNode& node, _TREEITEM* item, 
     }
     // The one that the selection leaves goes last: its heir is none of the others then.
     std::stable_partition(strangers.begin(), strangers.end(), [this](_TREEITEM* stranger) {
-        _TREEITEM* const selected = View().SelectedItem();
-        return selected == stranger || !IsWithin(selected, stranger);
+        return !IsWithin(View().SelectedItem(), stranger);
     });
     for (_TREEITEM* stranger : strangers) {
         redraw.Off();
@@ -281,9 +280,11 @@ void EDataTreeCtrl::DropItem(_TREEITEM* item) {
             next = View().NextVisibleItem(next);
         }
         SelectHeir(next, item);
-        following_->NoteHeir();
     }
     DeleteItem(item);
+    if (View().SelectedItem() != selected) {
+        following_->NoteHeir();
+    }
 }
 
 void EDataTreeCtrl::DeleteItem(_TREEITEM* item) {

@@ -238,6 +238,7 @@ INSTANTIATE_TEST_SUITE_P(
                       "[FR, Lyon]"},
         VanishingCase{
             "all/FR/Paris/2022", {1, 2, 3}, false, "-all{+de -DE{+Berlin *+Bonn}}", "[DE, Bonn]"},
+        VanishingCase{"all/de", {4, 5, 6}, false, "-all{*-FR{+Lyon -Paris{2021 2022}}}", "[FR]"},
         VanishingCase{
             "all/DE/Bonn", {4, 5}, false, "-all{+de *-FR{+Lyon -Paris{2021 2022}}}", "[FR]"},
         VanishingCase{"all/DE/Bonn", {1, 2, 3, 4, 5}, false, "-all{*+de}", "[de]"},
@@ -264,6 +265,19 @@ TEST_F(TreeCtrlItems, GoWithoutTakingMemory) {
     view.ETreeViewItems::DeleteItem(kTreeRoot);  // as destructors do
     EXPECT_EQ(count.Taken(), 0U);
     EXPECT_EQ(view.ItemCount(), 0U);
+}
+
+TEST_F(TreeCtrlItems, HeirThatMovesKeepsTheSelection) {
+    sales.Append(6, "de", "Ulm", 2020);
+    Fill();
+    view.Expand(view.At("all/DE"), TreeCollapse);
+    view.Click("all/DE");
+    sales.Delete(4);
+    sales.Delete(5);
+    ctrl->SetCompareSource(ETabulonSortDesc::CompareOnData, /*refresh=*/false);
+    ctrl->Refresh();
+    Settle();
+    EXPECT_EQ(view.Items(), "-all{*-FR{+Lyon -Paris{2021 2022}} +de}");
 }
 
 TEST_F(TreeCtrlItems, RootEntryOutlivesItsItem) {
