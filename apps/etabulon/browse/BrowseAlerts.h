@@ -1,8 +1,7 @@
 #pragma once
 
-#include "apps/etabulon/request/CliDictionary.h"
-#include "apps/etabulon/request/CliFailure.h"
 #include "apps/etabulon/request/CliLevels.h"
+#include "apps/etabulon/request/CliResult.h"
 #include "etabulon/tree/EDataTreeAvailableAlerts.h"
 
 #include <cstdint>
@@ -28,8 +27,7 @@ class BrowseAlerts {
 public:
     void Declare(CLI::App& app);
     /// The level of each must be one of `levels`.
-    [[nodiscard]] bool Read(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                            const CliLevels& levels, CliFailure& failure);
+    [[nodiscard]] CliResult<> Read(const CliLevels& levels);
 
     [[nodiscard]] const std::vector<BrowseAlert>& All() const noexcept { return all_; }
     [[nodiscard]] const EDataTreeAvailableAlerts& Available() const noexcept { return available_; }

@@ -4,9 +4,8 @@
 
 namespace etabulon {
 
-std::unique_ptr<BrowseTerminal> BrowseTerminal::Open(bool /*hasColours*/, CliFailure& failure) {
-    failure.Set(CliExit::Usage, "browse needs ncurses, which this program was built without");
-    return nullptr;
+CliResult<std::unique_ptr<BrowseTerminal>> BrowseTerminal::Open(bool /*hasColours*/) {
+    return CliFailure{CliExit::Usage, "browse needs ncurses, which this program was built without"};
 }
 
 }  // namespace etabulon

@@ -236,39 +236,40 @@ private:
 };
 
 /// Asks terminfo alone, as newterm tells no reason.
-bool CheckTerminal(CliFailure& failure) {
+CliResult<> CheckTerminal() {
     const char* const name = std::getenv("TERM");
     if (name == nullptr || *name == '\0') {
-        return failure.Set(CliExit::Usage, "browse has to know the terminal: TERM isn't set");
+        return CliFailure{CliExit::Usage, "browse has to know the terminal: TERM isn't set"};
     }
     int found = 0;
     if (setupterm(name, STDOUT_FILENO, &found) != OK) {
-        return failure.Set(CliExit::Usage, fmt::format("browse doesn't know the terminal {}: TERM "
-                                                       "names none that terminfo has",
-                                                       Quoted(name)));
+        return CliFailure{CliExit::Usage, fmt::format("browse doesn't know the terminal {}: TERM "
+                                                      "names none that terminfo has",
+                                                      Quoted(name))};
     }
     const bool placesCursor = cursor_address != nullptr && clear_screen != nullptr;
     del_curterm(cur_term);
-    return placesCursor ||
-           failure.Set(CliExit::Usage,
-                       fmt::format("browse needs a terminal that can place its cursor, which {} "
-                                   "can't (see TERM)",
-                                   Quoted(name)));
+    if (placesCursor) {
+        return {};
+    }
+    return CliFailure{CliExit::Usage,
+                      fmt::format("browse needs a terminal that can place its cursor, which {} "
+                                  "can't (see TERM)",
+                                  Quoted(name))};
 }
 
 }  // namespace
 
-std::unique_ptr<BrowseTerminal> BrowseTerminal::Open(bool hasColours, CliFailure& failure) {
-    if (!CheckTerminal(failure)) {
-        return nullptr;
+CliResult<std::unique_ptr<BrowseTerminal>> BrowseTerminal::Open(bool hasColours) {
+    if (const CliResult<> checked = CheckTerminal(); !checked) {
+        return checked.Failure();
     }
     SetCharacters();
     auto terminal = std::make_unique<CursesTerminal>(hasColours);
     if (!terminal->IsOpen()) {
-        failure.Set(CliExit::Failed, "the terminal can't be used");
-        return nullptr;
+        return CliFailure{CliExit::Failed, "the terminal can't be used"};
     }
-    return terminal;
+    return std::unique_ptr<BrowseTerminal>(std::move(terminal));
 }
 
 }  // namespace etabulon

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/etabulon/request/CliFailure.h"
+#include "apps/etabulon/request/CliResult.h"
 #include "etabulon/controls/EScreenTypes.h"
 
 #include <cstdint>
@@ -50,8 +50,7 @@ struct BrowseStyle {
 ///            Size does nothing.
 class BrowseTerminal {
 public:
-    /// Null with `failure`.
-    [[nodiscard]] static std::unique_ptr<BrowseTerminal> Open(bool hasColours, CliFailure& failure);
+    [[nodiscard]] static CliResult<std::unique_ptr<BrowseTerminal>> Open(bool hasColours);
     BrowseTerminal() = default;
     BrowseTerminal(const BrowseTerminal&) = delete;
     BrowseTerminal& operator=(const BrowseTerminal&) = delete;

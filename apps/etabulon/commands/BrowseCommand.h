@@ -6,8 +6,6 @@
 #include "apps/etabulon/request/CliSortOptions.h"
 #include "apps/etabulon/walk/CliWalk.h"
 
-#include <string>
-
 namespace etabulon {
 
 class BrowseCursor;
@@ -21,14 +19,14 @@ public:
         return "Explore the levels of a table as a tree in the terminal";
     }
     void Declare(CLI::App& app) override;
-    [[nodiscard]] bool Run(CliEnvironment& environment, CliFailure& failure) override;
+    [[nodiscard]] CliResult<> Run(CliEnvironment& environment) override;
 
 private:
-    [[nodiscard]] bool Browse(const CliEnvironment& environment, const CliWalkContext& context,
-                              const CliTreeOrder& order, CliFailure& failure);
+    [[nodiscard]] CliResult<> Browse(const CliEnvironment& environment,
+                                     const CliWalkContext& context, const CliTreeOrder& order);
     /// Returns the signal that ended it, or 0.
-    [[nodiscard]] int Show(BrowseTerminal& terminal, CliInterrupt& interrupt, BrowseCursor& cursor,
-                           const std::string& tableName, const CliTreeOrder& order) const;
+    [[nodiscard]] int Show(BrowseTerminal& terminal, const CliWalkContext& context,
+                           BrowseCursor& cursor, const CliTreeOrder& order) const;
 
     CliSourceOptions source_;
     CliSortOptions sort_;

@@ -69,10 +69,9 @@ CliExit RunCommand(CliCommand& command, CliInstallLocale installLocale) {
     environment.installLocale = installLocale;
     CliExit exit = CliExit::Done;
     try {
-        CliFailure failure;
-        if (!command.Run(environment, failure)) {
+        if (const CliResult<> done = command.Run(environment); !done) {
             output.Flush();
-            exit = Tell(failure);
+            exit = Tell(done.Failure());
         }
     } catch (const std::exception& error) {
         exit = TellException(error);

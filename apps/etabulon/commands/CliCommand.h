@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/etabulon/request/CliFailure.h"
+#include "apps/etabulon/request/CliResult.h"
 
 #include <string>
 #include <vector>
@@ -29,8 +29,7 @@ public:
     virtual void TakeArguments(std::vector<std::string>& /*arguments*/) {}
     /// It is asked to write into the database. Requires that the command line was read.
     [[nodiscard]] virtual bool Saves() const { return false; }
-    /// False with `failure`.
-    [[nodiscard]] virtual bool Run(CliEnvironment& environment, CliFailure& failure) = 0;
+    [[nodiscard]] virtual CliResult<> Run(CliEnvironment& environment) = 0;
 };
 
 }  // namespace etabulon

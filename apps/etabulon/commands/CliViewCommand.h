@@ -5,33 +5,30 @@
 
 namespace etabulon {
 
-class CliDictionary;
+class CliTable;
 class ETabulonPendingChanges;
 struct CliWalkContext;
-struct ESqlTableInfo;
 
 /// A command that shows what is in a table: by itself as it is, or as it would be with edits.
 class CliViewCommand : public CliCommand {
 public:
     void Declare(CLI::App& app) final;
-    [[nodiscard]] bool Run(CliEnvironment& environment, CliFailure& failure) final;
+    [[nodiscard]] CliResult<> Run(CliEnvironment& environment) final;
 
     /// Its options but SOURCE and TABLE.
     virtual void DeclareView(CLI::App& app) = 0;
     /// What is to be done before the source is opened.
-    [[nodiscard]] virtual bool Prepare(const CliEnvironment& /*environment*/,
-                                       CliFailure& /*failure*/) const {
-        return true;
+    [[nodiscard]] virtual CliResult<> Prepare(const CliEnvironment& /*environment*/) const {
+        return {};
     }
     /// Shows a table, with these edits on it unless they are null. Their levels must be the first
     /// of those that --levels gives.
-    [[nodiscard]] bool ShowTable(CliEnvironment& environment, const CliDictionary& dictionary,
-                                 const ESqlTableInfo& table, const ETabulonPendingChanges* changes,
-                                 CliFailure& failure);
+    [[nodiscard]] CliResult<> ShowTable(CliEnvironment& environment, const CliTable& table,
+                                        const ETabulonPendingChanges* changes);
 
 protected:
-    [[nodiscard]] virtual bool Show(CliEnvironment& environment, const CliWalkContext& context,
-                                    CliFailure& failure) = 0;
+    [[nodiscard]] virtual CliResult<> Show(CliEnvironment& environment,
+                                           const CliWalkContext& context) = 0;
     void DeclareOutput(CLI::App& app);
     [[nodiscard]] const CliOutputOptions& Output() const noexcept { return output_; }
 

@@ -12,6 +12,7 @@
 namespace etabulon {
 
 class CliEdits;
+class CliTable;
 
 /// `etabulon edit`: shows what edits would make of a table, or saves them.
 class EditCommand final : public CliCommand {
@@ -24,7 +25,7 @@ public:
     /// What stands behind --show VIEW is for the view.
     void TakeArguments(std::vector<std::string>& arguments) override;
     [[nodiscard]] bool Saves() const override { return saves_; }
-    [[nodiscard]] bool Run(CliEnvironment& environment, CliFailure& failure) override;
+    [[nodiscard]] CliResult<> Run(CliEnvironment& environment) override;
 
 private:
     /// An edit, and where it was asked for.
@@ -32,20 +33,21 @@ private:
         CliEditChoice edit;
         std::string where;  // before what is said of it; empty for an option
     };
-    [[nodiscard]] bool ReadEdits(std::vector<Asked>& edits, CliFailure& failure) const;
-    [[nodiscard]] bool ReadScript(const std::string& path, std::vector<Asked>& edits,
-                                  CliFailure& failure) const;
+    /// The edits that options and scripts ask for, in their order.
+    [[nodiscard]] CliResult<std::vector<Asked>> ReadEdits() const;
+    [[nodiscard]] CliResult<std::vector<Asked>> ReadOption(const CLI::Option& option,
+                                                           std::size_t index) const;
+    [[nodiscard]] static CliResult<std::vector<Asked>> ReadScript(const std::string& path);
+    [[nodiscard]] CliResult<> MakeEdits(const std::vector<Asked>& asked, CliEdits& edits) const;
+    [[nodiscard]] CliResult<> Show(CliEnvironment& environment, const CliTable& table,
+                                   const CliEdits& edits) const;
+    [[nodiscard]] static CliResult<> Save(CliEnvironment& environment, const CliTable& table,
+                                          const CliEdits& edits);
     static void PrintScript(const CliEdits& edits, CliOutput& output);
-    [[nodiscard]] static bool PrintAsGiven(const std::vector<Asked>& asked, CliOutput& output,
-                                           CliFailure& failure);
-    [[nodiscard]] bool MakeEdits(const std::vector<Asked>& asked, CliEdits& edits,
-                                 CliFailure& failure) const;
-    [[nodiscard]] bool Show(CliEnvironment& environment, const CliDictionary& dictionary,
-                            const ESqlTableInfo& table, const CliEdits& edits,
-                            CliFailure& failure) const;
-    [[nodiscard]] bool Save(CliEnvironment& environment, const CliDictionary& dictionary,
-                            const ESqlTableInfo& table, const CliEdits& edits,
-                            CliFailure& failure) const;
+    /// Prints the edits of a save for which the table can't be opened. Returns the failure with
+    /// word of that.
+    [[nodiscard]] static CliFailure PrintAsGiven(const std::vector<Asked>& asked, CliOutput& output,
+                                                 CliFailure failure);
 
     const CLI::App* app_ = nullptr;  // knows the order of the options
     CliSourceOptions source_;

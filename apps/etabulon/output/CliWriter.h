@@ -69,13 +69,17 @@ private:
     CliOutput& output_;
 };
 
-/// `hasStyle`: the table may be coloured for a terminal.
-[[nodiscard]] std::unique_ptr<CliWriter> MakeWriter(CliFormat format, CliOutput& output,
-                                                    bool hasStyle);
+/// Where a command prints to, and how.
+struct CliPrinting {
+    CliOutput& output;
+    CliFormat format = CliFormat::Table;
+    bool hasStyle = false;  // the table may be coloured for a terminal
+};
+
+[[nodiscard]] std::unique_ptr<CliWriter> MakeWriter(const CliPrinting& printing);
 
 /// The same for results, which are at hand as a whole: the table is measured by all of it.
-[[nodiscard]] std::unique_ptr<CliWriter> MakeResultWriter(CliFormat format, CliOutput& output,
-                                                          bool hasStyle);
+[[nodiscard]] std::unique_ptr<CliWriter> MakeResultWriter(const CliPrinting& printing);
 
 /// Gives a name that came before the suffix _2, _3..., so that records have no two fields of one.
 void GiveNames(std::span<CliColumn> columns);

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "apps/etabulon/request/CliDictionary.h"
-#include "apps/etabulon/request/CliFailure.h"
+#include "apps/etabulon/request/CliResult.h"
+#include "apps/etabulon/request/CliTable.h"
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
 
 #include <string>
@@ -21,15 +21,16 @@ struct CliCalculation {
 struct CliCalculations {
     std::vector<CliCalculation> all;
     ETabulonCumulFuncOnVarCollection collection;  // the same, in the same order
+
+    /// The variables that the calculations read.
+    [[nodiscard]] std::vector<CliVariable> Variables() const;
+    /// Every calculation gives numbers.
+    [[nodiscard]] bool AreNumbers() const;
 };
 
 /// The calculations that `text` names: FUNCTION:column, separated by commas. Averages are computed
 /// in double, sums of whole numbers in 64 bits.
-[[nodiscard]] bool MakeCalculations(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                                    std::string_view text, CliCalculations& calculations,
-                                    CliFailure& failure);
-
-/// The variables that they read.
-[[nodiscard]] std::vector<CliVariable> VariablesOf(const CliCalculations& calculations);
+[[nodiscard]] CliResult<CliCalculations> MakeCalculations(const CliTable& table,
+                                                          std::string_view text);
 
 }  // namespace etabulon

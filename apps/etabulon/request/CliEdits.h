@@ -1,9 +1,9 @@
 #pragma once
 
-#include "apps/etabulon/request/CliDictionary.h"
-#include "apps/etabulon/request/CliFailure.h"
 #include "apps/etabulon/request/CliLevels.h"
 #include "apps/etabulon/request/CliPath.h"
+#include "apps/etabulon/request/CliResult.h"
+#include "apps/etabulon/request/CliTable.h"
 #include "etabulon/pending/ETabulonPendingChanges.h"
 
 #include <string>
@@ -14,21 +14,20 @@ namespace etabulon {
 
 /// Edits of a table as they were asked for, and the script that they make.
 ///
-/// Ownership  the dictionary and the table aren't owned and must outlive this.
+/// Ownership  the table's dictionary isn't owned and must outlive this.
 class CliEdits {
 public:
-    CliEdits(const CliDictionary& dictionary, const ESqlTableInfo& table)
-        : dictionary_(dictionary), table_(table) {}
+    explicit CliEdits(const CliTable& table) : levels_(table) {}
 
     /// Adds levels, as --levels lists them.
-    [[nodiscard]] bool AddLevels(std::string_view text, CliFailure& failure) {
-        return MakeLevels(dictionary_, table_, text, levels_, failure);
-    }
+    [[nodiscard]] CliResult<> AddLevels(std::string_view text) { return levels_.Add(text); }
     /// Levels that only the place names are levels too.
-    [[nodiscard]] bool AddLevelsOf(const CliEditChoice& edit, CliFailure& failure);
+    [[nodiscard]] CliResult<> AddLevelsOf(const CliEditChoice& edit) {
+        return levels_.AddPlaces(edit.places);
+    }
     /// Appends the edit to the script. Requires all levels: an insert is at one value of each, NULL
     /// where its place doesn't tell.
-    [[nodiscard]] bool Append(const CliEditChoice& edit, CliFailure& failure);
+    [[nodiscard]] CliResult<> Append(const CliEditChoice& edit);
 
     [[nodiscard]] const CliLevels& Levels() const noexcept { return levels_; }
     [[nodiscard]] const ETabulonPendingChanges& Changes() const noexcept { return changes_; }
@@ -46,13 +45,12 @@ public:
     [[nodiscard]] bool ChangesLinks() const;
 
 private:
-    [[nodiscard]] bool MakePlace(const CliEditChoice& edit, ETabulonTag& place,
-                                 CliFailure& failure) const;
-    [[nodiscard]] bool AppendSet(const CliEditChoice& edit, const ETabulonTag& place,
-                                 CliFailure& failure);
-    [[nodiscard]] bool AppendInsert(ETabulonTag& place, CliFailure& failure);
-    [[nodiscard]] bool CheckSuperseded(CliEditKind kind, const ETabulonTag& place,
-                                       const CliVariable* column, CliFailure& failure) const;
+    [[nodiscard]] const CliTable& Table() const noexcept { return levels_.Table(); }
+    [[nodiscard]] CliResult<ETabulonTag> MakePlace(const CliEditChoice& edit) const;
+    [[nodiscard]] CliResult<> AppendSet(const CliEditChoice& edit, const ETabulonTag& place);
+    [[nodiscard]] CliResult<> AppendInsert(ETabulonTag& place);
+    [[nodiscard]] CliResult<> CheckSuperseded(CliEditKind kind, const ETabulonTag& place,
+                                              const CliVariable* column) const;
     [[nodiscard]] std::vector<unsigned int> LevelsOf(
         const ETabulonPendingChanges::Change& change) const;
     [[nodiscard]] std::string Written(const ETabulonPendingChanges::Change& change) const;
@@ -62,11 +60,9 @@ private:
                                            const std::vector<unsigned int>& levels) const;
     /// The save writes it: it is of the table, and not calculated.
     [[nodiscard]] bool IsWritten(const CliVariable& variable) const;
-    [[nodiscard]] bool CheckWritten(const CliVariable& variable, std::string_view what,
-                                    CliFailure& failure) const;
+    [[nodiscard]] CliResult<> CheckWritten(const CliVariable& variable,
+                                           std::string_view what) const;
 
-    const CliDictionary& dictionary_;
-    const ESqlTableInfo& table_;
     CliLevels levels_;
     std::vector<CliVariable> columns_;
     ETabulonPendingChanges changes_;

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace etabulon {
 
@@ -20,14 +20,9 @@ enum class CliExit : std::int32_t {
 struct CliFailure {
     CliExit exit = CliExit::Failed;
     std::string text;
-    bool isLocked = false;  // a file, by another program: opening it once more would wait again
-
-    /// Fills it in and returns false, for `return failure.Set(...)`.
-    bool Set(CliExit newExit, std::string newText) {
-        exit = newExit;
-        text = std::move(newText);
-        return false;
-    }
+    bool isLocked =
+        false;             // another program has locked the file: opening it again would wait again
+    std::size_t line = 0;  // where the failure lies, if a script is at fault: its first line is 1
 };
 
 /// Writes a sentence for the user to stderr.

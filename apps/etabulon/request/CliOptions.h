@@ -2,7 +2,7 @@
 
 #include "apps/etabulon/output/CliWriter.h"
 #include "apps/etabulon/request/CliEnvironment.h"
-#include "apps/etabulon/request/CliFailure.h"
+#include "apps/etabulon/request/CliResult.h"
 
 #include <cstdint>
 #include <memory>
@@ -18,15 +18,16 @@ class Option;
 namespace etabulon {
 
 class ESqliteSource;
+struct CliOpenTable;
 enum class ESqlOpenMode : std::uint8_t;
 
 /// SOURCE, TABLE and what it takes to read them.
 class CliSourceOptions {
 public:
     void Declare(CLI::App& app);
-    /// For reading only.
-    [[nodiscard]] std::unique_ptr<ESqliteSource> Open(CliFailure& failure) const;
-    [[nodiscard]] std::unique_ptr<ESqliteSource> Open(ESqlOpenMode mode, CliFailure& failure) const;
+    [[nodiscard]] CliResult<std::unique_ptr<ESqliteSource>> Open(ESqlOpenMode mode) const;
+    /// The table, for reading only.
+    [[nodiscard]] CliResult<CliOpenTable> OpenTable() const;
 
     std::string path;
     std::string table;  // empty if not given
@@ -53,8 +54,7 @@ class CliOutputOptions {
 public:
     void DeclareFormat(CLI::App& app);
     void DeclareProgress(CLI::App& app);
-    [[nodiscard]] CliFormat Format(const CliEnvironment& environment) const;
-    [[nodiscard]] std::unique_ptr<CliWriter> MakeWriter(const CliEnvironment& environment) const;
+    [[nodiscard]] CliPrinting Printing(const CliEnvironment& environment) const;
     [[nodiscard]] bool ShowsProgress(const CliEnvironment& environment) const noexcept {
         return progress_ && environment.isErrorTerminal && !environment.isOutputTerminal;
     }
@@ -69,7 +69,7 @@ class CliLocaleOptions {
 public:
     void Declare(CLI::App& app);
     /// Installs the order; to be called before any text is compared.
-    [[nodiscard]] bool Install(const CliEnvironment& environment, CliFailure& failure) const;
+    [[nodiscard]] CliResult<> Install(const CliEnvironment& environment) const;
 
 private:
     std::string locale_;  // empty: the order of no language, the same everywhere

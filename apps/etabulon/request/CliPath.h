@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/etabulon/request/CliFailure.h"
+#include "apps/etabulon/request/CliResult.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -64,23 +64,17 @@ struct CliScriptEdit {
 /// Read what `--levels`, `--columns`, `--at` and `--drill` are given: lists with commas. Blanks
 /// around names and values don't count. A name or value that holds what has a meaning here stands
 /// in double quotes, its own quotes doubled. A blank list is empty.
-[[nodiscard]] bool ParseLevels(std::string_view text, std::vector<CliLevelChoice>& levels,
-                               CliFailure& failure);
-[[nodiscard]] bool ParsePaths(std::string_view text, std::vector<CliPath>& paths,
-                              CliFailure& failure);
-[[nodiscard]] bool ParsePlaces(std::string_view text, std::vector<CliPlaceChoice>& places,
-                               CliFailure& failure);
-[[nodiscard]] bool ParseWords(std::string_view text, std::vector<CliWordChoice>& words,
-                              CliFailure& failure);
+[[nodiscard]] CliResult<std::vector<CliLevelChoice>> ParseLevels(std::string_view text);
+[[nodiscard]] CliResult<std::vector<CliPath>> ParsePaths(std::string_view text);
+[[nodiscard]] CliResult<std::vector<CliPlaceChoice>> ParsePlaces(std::string_view text);
+[[nodiscard]] CliResult<std::vector<CliWordChoice>> ParseWords(std::string_view text);
 
 /// Reads what `--set`, `--insert` and `--delete` are given. Only a set may be without a place: what
 /// concerns all records is to be meant.
-[[nodiscard]] bool ParseEdit(CliEditKind kind, std::string_view text, CliEditChoice& edit,
-                             CliFailure& failure);
+[[nodiscard]] CliResult<CliEditChoice> ParseEdit(CliEditKind kind, std::string_view text);
 /// Reads a script: `set`, `insert` or `delete` and what that option is given, one a line. Line ends
-/// in quotes are part of a text; blank lines and those that begin with # don't count. `line` is
-/// that of a failure.
-[[nodiscard]] bool ParseScript(std::string_view text, std::vector<CliScriptEdit>& edits,
-                               std::size_t& line, CliFailure& failure);
+/// in quotes are part of a text; blank lines and those that begin with # don't count. A
+/// failure names its line.
+[[nodiscard]] CliResult<std::vector<CliScriptEdit>> ParseScript(std::string_view text);
 
 }  // namespace etabulon

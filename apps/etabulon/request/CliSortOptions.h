@@ -13,6 +13,8 @@ namespace etabulon {
 
 /// What a result is made of: the place, and the levels below it that its lines and columns are.
 struct CliResultLevels {
+    explicit CliResultLevels(const CliTable& table) : levels(table) {}
+
     CliLevels levels;
     ETabulonTag place;
     std::vector<unsigned int> details;
@@ -21,16 +23,21 @@ struct CliResultLevels {
     ETabulonSortDesc::SortCompareSource compareSource = ETabulonSortDesc::CompareOnDisplay;
 };
 
+/// The levels that --hide and --reverse name.
+struct CliMarkedLevels {
+    std::set<unsigned int> hidden;
+    std::set<unsigned int> reversed;
+};
+
 /// What a tree is made of: all levels in their order, and which of them it shows.
 struct CliTreeOrder {
     CliLevels levels;
     ETabulonTag place;
-    std::set<unsigned int> hidden;
-    std::set<unsigned int> reversed;
+    CliMarkedLevels marked;
 
     /// The levels of the place have one value each: the tree begins below them.
     [[nodiscard]] bool IsShown(unsigned int level) const {
-        return !hidden.contains(level) && !place.HasValue(level);
+        return !marked.hidden.contains(level) && !place.HasValue(level);
     }
     [[nodiscard]] ETabulonSortDesc::SortKeyArray Keys() const;
 };
@@ -40,29 +47,24 @@ class CliSortOptions {
 public:
     void Declare(CLI::App& app);
     /// Installs --locale; to be called before any text is compared.
-    [[nodiscard]] bool Install(const CliEnvironment& environment, CliFailure& failure) const {
-        return locale_.Install(environment, failure);
+    [[nodiscard]] CliResult<> Install(const CliEnvironment& environment) const {
+        return locale_.Install(environment);
     }
     /// The details are the levels that `named` lists, which `option` was given; without any those
     /// of --levels that are neither hidden nor in --at. Levels that only `named` or --at name are
     /// levels too.
-    [[nodiscard]] bool Read(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                            std::string_view named, std::string_view option,
-                            CliResultLevels& result, CliFailure& failure) const;
-
-    [[nodiscard]] bool ReadTree(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                                CliTreeOrder& order, CliFailure& failure) const;
+    [[nodiscard]] CliResult<CliResultLevels> Read(const CliTable& table, std::string_view named,
+                                                  std::string_view option) const;
+    [[nodiscard]] CliResult<CliTreeOrder> ReadTree(const CliTable& table) const;
 
     [[nodiscard]] const CliLevelOptions& Levels() const noexcept { return levels_; }
-    /// The levels that are in --hide and in --reverse.
-    [[nodiscard]] bool FindMarked(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                                  const CliLevels& levels, std::set<unsigned int>& hidden,
-                                  std::set<unsigned int>& reversed, CliFailure& failure) const;
     [[nodiscard]] ETabulonSortDesc::SortCompareSource CompareSource() const noexcept {
         return by_ == "data" ? ETabulonSortDesc::CompareOnData : ETabulonSortDesc::CompareOnDisplay;
     }
 
 private:
+    [[nodiscard]] CliResult<CliMarkedLevels> FindMarked(const CliLevels& levels) const;
+
     CliLevelOptions levels_;
     std::vector<std::string> hide_;
     std::vector<std::string> reverse_;

@@ -227,20 +227,20 @@ std::string LabelText(const EVariant& label) {
     return isQuoted ? fmt::format("\"{}\"", cell.text) : std::string(cell.text);
 }
 
-void PrintCrosses(CliFormat format, const std::vector<CliCross>& crosses, bool isNumber,
-                  CliOutput& output, bool hasStyle) {
-    if (format == CliFormat::Json) {
-        CrossJson(output).PutArray(crosses);
+void PrintCrosses(const CliPrinting& printing, const std::vector<CliCross>& crosses,
+                  bool isNumber) {
+    if (printing.format == CliFormat::Json) {
+        CrossJson(printing.output).PutArray(crosses);
         return;
     }
-    if (format == CliFormat::NdJson) {
-        CrossJson json(output);
+    if (printing.format == CliFormat::NdJson) {
+        CrossJson json(printing.output);
         for (const CliCross& cross : crosses) {
             json.PutCells(cross);
         }
         return;
     }
-    CrossRows(*MakeResultWriter(format, output, hasStyle), crosses, isNumber).Print();
+    CrossRows(*MakeResultWriter(printing), crosses, isNumber).Print();
 }
 
 }  // namespace etabulon

@@ -7,15 +7,12 @@
 
 namespace etabulon {
 
-class CliOutput;
-
 /// Prints cross tables that have the same axes, one for each calculation.
 ///
 /// Formats of lines have a column for each label and one for the totals of lines, and below each
 /// table the totals of columns; more than one table makes one with a column for the calculation.
 /// JSON is an array of tables, NDJSON an object for each cell and total.
-void PrintCrosses(CliFormat format, const std::vector<CliCross>& crosses, bool isNumber,
-                  CliOutput& output, bool hasStyle);
+void PrintCrosses(const CliPrinting& printing, const std::vector<CliCross>& crosses, bool isNumber);
 
 /// A label where there is only room for text: NULL, and what could be taken for it, or for
 /// nothing, in quotes.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/etabulon/request/CliFailure.h"
+#include "apps/etabulon/request/CliResult.h"
 #include "apps/etabulon/views/CliCross.h"
 
 #include <string_view>
@@ -15,7 +15,6 @@ struct CliCellPlace {
 
 /// The cell that `text` names by the labels of its line and, if there are columns, of its column:
 /// NULL without quotes is a missing label, total without quotes the total.
-[[nodiscard]] bool FindCell(const CliCross& cross, std::string_view text, CliCellPlace& place,
-                            CliFailure& failure);
+[[nodiscard]] CliResult<CliCellPlace> FindCell(const CliCross& cross, std::string_view text);
 
 }  // namespace etabulon

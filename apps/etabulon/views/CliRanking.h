@@ -12,8 +12,6 @@
 
 namespace etabulon {
 
-class CliOutput;
-
 /// A ranking as it is printed.
 struct CliRanking {
     /// A label is what is shown, one for each level: missing for NULL.
@@ -21,6 +19,12 @@ struct CliRanking {
         std::vector<EVariant> labels;
         std::vector<ETabulonValue> values;
     };
+    /// Heads the columns of a ranking: a label for each of the first `depth` details, then a value
+    /// for each calculation.
+    void SetColumns(const CliResultLevels& levels, std::size_t depth,
+                    const CliCalculations& calculations);
+
+    std::vector<CliColumn> columns;
     std::vector<Line> lines;
     std::vector<ETabulonValue> totals;
 };
@@ -36,7 +40,10 @@ public:
         : levels_(levels), depth_(depth), mostLines_(mostLines), ranking_(ranking) {}
 
     void StartRefresh() override {}
-    void Reset() override { ranking_ = {}; }
+    void Reset() override {
+        ranking_.lines.clear();
+        ranking_.totals.clear();
+    }
     // The columns are the calculations as they were asked for, by whatever name the axis has them.
     void SetScoreAxe(const ETabulonSortDesc* /*sortDesc*/, unsigned int /*levelCount*/,
                      const ETabulonGridAxe* /*axe*/) override {}
@@ -53,8 +60,6 @@ private:
 
 /// Formats of lines have the total last; JSON is an object of lines and total, NDJSON an object for
 /// each line, and one for the total.
-void PrintRanking(CliFormat format, const CliRanking& ranking, const CliResultLevels& levels,
-                  std::size_t depth, const CliCalculations& calculations, CliOutput& output,
-                  bool hasStyle);
+void PrintRanking(const CliPrinting& printing, const CliRanking& ranking);
 
 }  // namespace etabulon

@@ -1,6 +1,5 @@
 #include "apps/etabulon/output/CliJsonWriter.h"
 #include "apps/etabulon/output/CliOutput.h"
-#include "apps/etabulon/output/CliTableWriter.h"
 #include "apps/etabulon/views/CliTreePrinter.h"
 
 namespace etabulon {
@@ -12,10 +11,9 @@ constexpr std::uint32_t kIndent = 2;
 /// Indented lines with their counts.
 class TableTreePrinter final : public CliTreePrinter {
 public:
-    TableTreePrinter(const CliTreeView& view, const CliTreeRecords& records, CliOutput& output,
-                     bool hasStyle, const CliInterrupt& interrupt)
-        : CliTreePrinter(view, records, output, interrupt),
-          writer_(output, hasStyle, /*measuresAll=*/true) {
+    TableTreePrinter(const CliPrinting& printing, const CliTreeView& view,
+                     const CliTreeRecords& records, const CliInterrupt& interrupt)
+        : CliTreePrinter(printing, view, records, interrupt), writer_(MakeResultWriter(printing)) {
         std::string title;
         std::size_t depth = 0;
         for (const CliTreeLevel& level : view.levels) {
@@ -26,7 +24,7 @@ public:
         }
         const std::vector<CliColumn> columns = {{title.empty() ? view.rootName : title, false},
                                                 {kCount, true}};
-        writer_.Begin(columns);
+        writer_->Begin(columns);
     }
 
 protected:
@@ -44,26 +42,26 @@ protected:
         cell.indent = kIndent;
         Put(cell, 1);
     }
-    void OnEnd(bool isWhole) override { writer_.Finish(isWhole); }
+    void OnEnd(bool isWhole) override { writer_->Finish(isWhole); }
 
 private:
     void Put(CliCell cell, std::uint64_t count) {
         cell.indent += kIndent * static_cast<std::uint32_t>(Depth());
-        writer_.Cell(cell);
-        writer_.Cell(Maker().Of(static_cast<std::int64_t>(count)));
-        writer_.EndRecord();
+        writer_->Cell(cell);
+        writer_->Cell(Maker().Of(static_cast<std::int64_t>(count)));
+        writer_->EndRecord();
     }
 
-    CliTableWriter writer_;
+    std::unique_ptr<CliWriter> writer_;
 };
 
 /// A line for each of the deepest nodes, or for each record: a line for a node further up would
 /// have cells without a value, which NULL couldn't be told from.
 class RowsTreePrinter final : public CliTreePrinter {
 public:
-    RowsTreePrinter(const CliTreeView& view, const CliTreeRecords& records, CliOutput& output,
-                    std::unique_ptr<CliWriter> writer, const CliInterrupt& interrupt)
-        : CliTreePrinter(view, records, output, interrupt), writer_(std::move(writer)) {
+    RowsTreePrinter(const CliPrinting& printing, const CliTreeView& view,
+                    const CliTreeRecords& records, const CliInterrupt& interrupt)
+        : CliTreePrinter(printing, view, records, interrupt), writer_(MakeWriter(printing)) {
         std::vector<CliColumn> columns;
         std::size_t depth = 0;
         for (const CliTreeLevel& level : view.levels) {
@@ -105,9 +103,9 @@ private:
 /// What both JSON formats share.
 class JsonTreePrinterBase : public CliTreePrinter {
 public:
-    JsonTreePrinterBase(const CliTreeView& view, const CliTreeRecords& records, CliOutput& output,
-                        const CliInterrupt& interrupt)
-        : CliTreePrinter(view, records, output, interrupt) {
+    JsonTreePrinterBase(const CliPrinting& printing, const CliTreeView& view,
+                        const CliTreeRecords& records, const CliInterrupt& interrupt)
+        : CliTreePrinter(printing, view, records, interrupt) {
         std::vector<CliColumn> columns;
         for (const CliTreeLevel& level : view.levels) {
             columns.push_back(level.column);
@@ -231,19 +229,19 @@ private:
 
 }  // namespace
 
-std::unique_ptr<CliTreePrinter> MakeTreePrinter(CliFormat format, const CliTreeView& view,
-                                                const CliTreeRecords& records, CliOutput& output,
-                                                bool hasStyle, const CliInterrupt& interrupt) {
-    switch (format) {
+std::unique_ptr<CliTreePrinter> MakeTreePrinter(const CliPrinting& printing,
+                                                const CliTreeView& view,
+                                                const CliTreeRecords& records,
+                                                const CliInterrupt& interrupt) {
+    switch (printing.format) {
         case CliFormat::Json:
-            return std::make_unique<JsonTreePrinter>(view, records, output, interrupt);
+            return std::make_unique<JsonTreePrinter>(printing, view, records, interrupt);
         case CliFormat::NdJson:
-            return std::make_unique<NdJsonTreePrinter>(view, records, output, interrupt);
+            return std::make_unique<NdJsonTreePrinter>(printing, view, records, interrupt);
         case CliFormat::Table:
-            return std::make_unique<TableTreePrinter>(view, records, output, hasStyle, interrupt);
+            return std::make_unique<TableTreePrinter>(printing, view, records, interrupt);
         default:
-            return std::make_unique<RowsTreePrinter>(
-                view, records, output, MakeWriter(format, output, hasStyle), interrupt);
+            return std::make_unique<RowsTreePrinter>(printing, view, records, interrupt);
     }
 }
 

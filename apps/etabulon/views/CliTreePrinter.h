@@ -44,8 +44,8 @@ struct CliTreeView {
 /// Failure    ends early, after what is whole, when SIGINT comes or nobody reads on.
 class CliTreePrinter {
 public:
-    CliTreePrinter(const CliTreeView& view, const CliTreeRecords& records, CliOutput& output,
-                   const CliInterrupt& interrupt);
+    CliTreePrinter(const CliPrinting& printing, const CliTreeView& view,
+                   const CliTreeRecords& records, const CliInterrupt& interrupt);
     CliTreePrinter(const CliTreePrinter&) = delete;
     CliTreePrinter& operator=(const CliTreePrinter&) = delete;
     virtual ~CliTreePrinter() = default;
@@ -97,10 +97,9 @@ private:
     std::vector<CliCell> key_;
 };
 
-[[nodiscard]] std::unique_ptr<CliTreePrinter> MakeTreePrinter(CliFormat format,
+[[nodiscard]] std::unique_ptr<CliTreePrinter> MakeTreePrinter(const CliPrinting& printing,
                                                               const CliTreeView& view,
                                                               const CliTreeRecords& records,
-                                                              CliOutput& output, bool hasStyle,
                                                               const CliInterrupt& interrupt);
 
 template <class Call>

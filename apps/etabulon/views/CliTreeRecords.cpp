@@ -1,7 +1,5 @@
 #include "apps/etabulon/views/CliTreeRecords.h"
 
-#include "etabulon/cursors/ETabulonCursor.h"
-
 #include <cstring>
 
 namespace etabulon {

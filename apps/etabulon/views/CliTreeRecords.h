@@ -1,7 +1,7 @@
 #pragma once
 
 #include "apps/etabulon/output/CliCell.h"
-#include "apps/etabulon/walk/CliWalk.h"
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/tree/EDataTreeNode.h"
 
 #include <cstddef>
@@ -16,7 +16,7 @@ namespace etabulon {
 /// others are here.
 ///
 /// Ownership  the root isn't owned. Uses the Param of its nodes.
-class CliTreeRecords final : public CliListener {
+class CliTreeRecords final : public ECursorListener {
 public:
     static constexpr std::size_t kNoRecord = static_cast<std::size_t>(-1);
 

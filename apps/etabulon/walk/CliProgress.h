@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/etabulon/walk/CliWalk.h"
+#include "etabulon/cursors/ECursorListener.h"
 
 #include <chrono>
 #include <cstdint>
@@ -8,7 +8,7 @@
 namespace etabulon {
 
 /// Shows on stderr how many records a walk has met.
-class CliProgress final : public CliListener {
+class CliProgress final : public ECursorListener {
 public:
     CursorStatus OnMove(const ETabulonCursor& cursor) override;
     /// Wipes the line.

@@ -3,6 +3,7 @@
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliWritten.h"
 #include "apps/etabulon/walk/CliInterrupt.h"
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/pending/ETabulonSavePending.h"
 #include "etabulon/sql/ESqlSource.h"
 
@@ -69,7 +70,7 @@ std::string TextOf(const ESqlTable& table, std::int32_t status) {
 }
 
 std::string SavingCursor::ShownKey(const ETabulonPrimaryKey& key) const {
-    const ESqlTableInfo& table = context_.table;
+    const ESqlTableInfo& table = context_.table.Info();
     std::string shown;
     for (std::uint16_t part = 0; part < key.Fields().Size(); ++part) {
         const std::string name = part < table.key.size()
@@ -91,7 +92,7 @@ void SavingCursor::Fail(CursorStatus status, std::string_view doing) {
 
 CursorStatus SavingCursor::Save() {
     const CursorStatus status = CliCursor::Save();
-    const std::string table = Quoted(context_.table.name.View());
+    const std::string table = Quoted(context_.table.Info().name.View());
     if (IsInInsertMode()) {
         ++saved_.inserted;
     } else {
@@ -112,13 +113,13 @@ CursorStatus SavingCursor::Delete(const ETabulonPrimaryKey& key, const ETabulonT
     ++saved_.deleted;
     if (status != StatusOk) {
         Fail(status, fmt::format("record {} of table {} can't be deleted", ShownKey(key),
-                                 Quoted(context_.table.name.View())));
+                                 Quoted(context_.table.Info().name.View())));
     }
     return status;
 }
 
 /// Hears of a walk that fails: a save goes on after one.
-class WalkFailures final : public CliListener {
+class WalkFailures final : public ECursorListener {
 public:
     explicit WalkFailures(SavingCursor& cursor) : cursor_(cursor) {}
     void OnError(const ETabulonCursor& /*cursor*/, CursorStatus status) override {
@@ -130,12 +131,11 @@ private:
 };
 
 /// Runs the save in an atomic session, and ends that.
-bool SaveAll(const CliWalkContext& context, const CliEdits& edits, SavingCursor& cursor,
-             CliFailure& failure) {
+CliResult<> SaveAll(const CliWalkContext& context, const CliEdits& edits, SavingCursor& cursor) {
     constexpr const char* kNothing = "nothing was saved";
     ESqlTable& table = *cursor.Table();
     if (const std::int32_t status = table.BeginAtomic(); status != DataOk) {
-        return failure.Set(CliExit::Failed, fmt::format("{}: {}", kNothing, TextOf(table, status)));
+        return CliFailure{CliExit::Failed, fmt::format("{}: {}", kNothing, TextOf(table, status))};
     }
     WalkFailures failures(cursor);
     CursorStatus status = StatusOk;
@@ -148,51 +148,50 @@ bool SaveAll(const CliWalkContext& context, const CliEdits& edits, SavingCursor&
         !cursor.FirstFailure().empty() || status != StatusOk || table.Session().failures != 0;
     if (context.interrupt.IsRaised() || (!hasFailed && !context.interrupt.BeginCommit())) {
         table.Rollback();
-        return failure.Set(context.interrupt.Exit(), fmt::format("cancelled: {}", kNothing));
+        return CliFailure{context.interrupt.Exit(), fmt::format("cancelled: {}", kNothing)};
     }
     if (hasFailed) {
         const std::string first = cursor.FirstFailure().empty()
                                       ? TextOf(table, static_cast<std::int32_t>(status))
                                       : cursor.FirstFailure();
         table.Rollback();
-        return failure.Set(CliExit::Failed, fmt::format("{}: {}", kNothing, first));
+        return CliFailure{CliExit::Failed, fmt::format("{}: {}", kNothing, first)};
     }
     switch (table.Commit()) {
         case ESqlOutcome::Committed:
-            return true;
+            return {};
         case ESqlOutcome::RolledBack:
-            return failure.Set(CliExit::Failed,
-                               fmt::format("{}: {}", kNothing, TextOf(table, table.status)));
+            return CliFailure{CliExit::Failed,
+                              fmt::format("{}: {}", kNothing, TextOf(table, table.status))};
         case ESqlOutcome::Unknown:
             break;
     }
-    return failure.Set(CliExit::Failed,
-                       fmt::format("whether the edits were saved is unknown, look before you try "
-                                   "again: {}",
-                                   TextOf(table, table.status)));
+    return CliFailure{CliExit::Failed,
+                      fmt::format("whether the edits were saved is unknown, look before you try "
+                                  "again: {}",
+                                  TextOf(table, table.status))};
 }
 
 }  // namespace
 
-bool SaveEdits(const CliWalkContext& context, const CliEdits& edits, CliSaved& saved,
-               CliFailure& failure) {
+CliResult<CliSaved> SaveEdits(const CliWalkContext& context, const CliEdits& edits) {
     SavingCursor cursor(context, edits);
-    if (!OpenCursor(context, edits.Levels().levels, edits.Columns(), cursor, failure)) {
-        return false;
+    const CliResult<> opened = OpenCursor(context, edits.Levels().levels, edits.Columns(), cursor);
+    if (!opened) {
+        return opened.Failure();
     }
     if (!cursor.Table()->IsWritable()) {
-        return failure.Set(CliExit::Failed,
-                           fmt::format("nothing was saved: {} of {} can't be written{}",
-                                       Quoted(context.table.name.View()),
-                                       Quoted(context.dictionary.Source().Location().View()),
-                                       context.table.isView ? ", it is a view" : ""));
+        return CliFailure{CliExit::Failed,
+                          fmt::format("nothing was saved: {} of {} can't be written{}",
+                                      Quoted(context.table.Info().name.View()),
+                                      Quoted(context.table.Source().Location().View()),
+                                      context.table.Info().isView ? ", it is a view" : "")};
     }
     const CliInterrupt::Cancelling cancelling(context.interrupt, cursor);
-    if (!SaveAll(context, edits, cursor, failure)) {
-        return false;
+    if (const CliResult<> saved = SaveAll(context, edits, cursor); !saved) {
+        return saved.Failure();
     }
-    saved = cursor.Saved();
-    return true;
+    return cursor.Saved();
 }
 
 }  // namespace etabulon

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "apps/etabulon/request/CliEdits.h"
-#include "apps/etabulon/request/CliFailure.h"
+#include "apps/etabulon/request/CliResult.h"
 #include "apps/etabulon/walk/CliWalk.h"
 
 #include <cstdint>
@@ -18,7 +18,6 @@ struct CliSaved {
 /// Writes the edits into their table: all of them, or none. SIGINT and SIGTERM take them back until
 /// they are to be committed, and don't count from there on. Requires a source that was opened for
 /// writing.
-[[nodiscard]] bool SaveEdits(const CliWalkContext& context, const CliEdits& edits, CliSaved& saved,
-                             CliFailure& failure);
+[[nodiscard]] CliResult<CliSaved> SaveEdits(const CliWalkContext& context, const CliEdits& edits);
 
 }  // namespace etabulon

@@ -1,11 +1,10 @@
 #pragma once
 
-#include "apps/etabulon/request/CliDictionary.h"
-#include "apps/etabulon/request/CliFailure.h"
 #include "apps/etabulon/request/CliLevels.h"
+#include "apps/etabulon/request/CliResult.h"
+#include "apps/etabulon/request/CliTable.h"
 #include "etabulon/cursors/ETabulonCursor.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
-#include "etabulon/foundation/ECountedUnknown.h"
 #include "etabulon/sql/ETabulonCursorSql.h"
 
 #include <memory>
@@ -15,18 +14,6 @@
 namespace etabulon {
 
 class CliInterrupt;
-
-/// A listener that lets what it doesn't care for pass.
-class CliListener : public ETabulonCursor::INotifier, public virtual ECountedUnknown {
-public:
-    CursorStatus OnReset(const ETabulonTag& /*tag*/, const ETabulonCursor& /*cursor*/) override {
-        return StatusOk;
-    }
-    CursorStatus OnMove(const ETabulonCursor& /*cursor*/) override { return StatusOk; }
-    void OnDone(const ETabulonCursor& /*cursor*/) override {}
-    void OnCancel(const ETabulonCursor& /*cursor*/) override {}
-    void OnError(const ETabulonCursor& /*cursor*/, CursorStatus /*status*/) override {}
-};
 
 /// A cursor that SIGINT cancels whenever it comes: the reset that begins a walk would otherwise
 /// forget one that came just before.
@@ -51,8 +38,7 @@ private:
 
 /// What all walks of a command share.
 struct CliWalkContext {
-    const CliDictionary& dictionary;
-    const ESqlTableInfo& table;
+    CliTable table;
     CliInterrupt& interrupt;
     bool showsProgress = false;
     const ETabulonPendingChanges* changes = nullptr;  // edits that walks are to show as saved
@@ -60,18 +46,17 @@ struct CliWalkContext {
 
 /// Puts the cursor on the table, with the levels, and with nothing read but what they and `others`
 /// need.
-[[nodiscard]] bool OpenCursor(const CliWalkContext& context, const ETabulonLevels& levels,
-                              const std::vector<CliVariable>& others, CliCursor& cursor,
-                              CliFailure& failure);
+[[nodiscard]] CliResult<> OpenCursor(const CliWalkContext& context, const ETabulonLevels& levels,
+                                     const std::vector<CliVariable>& others, CliCursor& cursor);
 
 /// A walk under `tag` with one listener, which SIGINT cancels. A walk that the listener ends with
 /// StatusEnd is done.
-[[nodiscard]] bool Walk(const CliWalkContext& context, CliCursor& cursor, const ETabulonTag& tag,
-                        CliListener& listener, CliFailure& failure);
+[[nodiscard]] CliResult<> Walk(const CliWalkContext& context, CliCursor& cursor,
+                               const ETabulonTag& tag, ETabulonCursor::INotifier& listener);
 
 /// Why there is no record under `tag`: walks the table once and says which value is at no record's
-/// level, or that no record has them together. Always a failure.
-void ExplainNothingThere(const CliWalkContext& context, const CliLevels& levels,
-                         const ETabulonTag& tag, CliFailure& failure);
+/// level, or that no record has them together.
+[[nodiscard]] CliFailure ExplainNothingThere(const CliWalkContext& context, const CliLevels& levels,
+                                             const ETabulonTag& tag);
 
 }  // namespace etabulon
