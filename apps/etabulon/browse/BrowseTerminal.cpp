@@ -78,7 +78,7 @@ int AppendWide(std::string_view text, int width, std::wstring& wide) {
     AppendShown(shown, text);
     int used = 0;
     for (std::string_view rest = shown; !rest.empty();) {
-        const CliCharacter character = FirstCharacter(rest);
+        const detail::Utf8Character character = FirstCharacter(rest);
         auto code = static_cast<wchar_t>(character.code);
         int cells = wcwidth(code);
         if (cells < 0) {

@@ -29,7 +29,7 @@ bool IsUnmistakable(std::string_view text) noexcept {
         return true;
     }
     while (!text.empty()) {
-        const CliCharacter character = FirstCharacter(text);
+        const detail::Utf8Character character = FirstCharacter(text);
         if (character.length == 0 || IsControl(character.code)) {
             return false;
         }

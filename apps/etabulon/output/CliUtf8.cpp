@@ -61,31 +61,6 @@ void AppendEscape(std::string& shown, std::string_view bytes) {
 
 }  // namespace
 
-CliCharacter FirstCharacter(std::string_view text) noexcept {
-    const auto byte = [text](std::size_t index) {
-        return static_cast<char32_t>(static_cast<unsigned char>(text[index]));
-    };
-    const char32_t lead = byte(0);
-    if (lead < 0x80) {
-        return {lead, 1};
-    }
-    const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-    if (lead < 0xC2 || lead > 0xF4 || text.size() < length) {
-        return {};
-    }
-    char32_t code = lead & (0x7FU >> length);
-    for (std::size_t index = 1; index < length; ++index) {
-        if ((byte(index) & 0xC0U) != 0x80U) {
-            return {};
-        }
-        code = (code << 6U) | (byte(index) & 0x3FU);
-    }
-    // Longer than needed, half of a pair, or beyond the last character.
-    const bool isBad = (length == 3 && code < 0x800) || (length == 4 && code < 0x10000) ||
-                       (code >= 0xD800 && code <= 0xDFFF) || code > 0x10FFFF;
-    return isBad ? CliCharacter{} : CliCharacter{code, length};
-}
-
 bool IsUtf8(std::string_view text) noexcept {
     while (!text.empty()) {
         const std::size_t length = FirstCharacter(text).length;
@@ -112,7 +87,7 @@ bool IsControl(char32_t code) noexcept { return IsIn(kControl, code); }
 std::size_t AppendShown(std::string& shown, std::string_view text) {
     std::size_t width = 0;
     while (!text.empty()) {
-        const CliCharacter character = FirstCharacter(text);
+        const detail::Utf8Character character = FirstCharacter(text);
         const std::size_t length = std::max<std::size_t>(character.length, 1);
         if (character.length == 0 || IsControl(character.code)) {
             const std::size_t before = shown.size();

@@ -1,19 +1,15 @@
 #pragma once
 
+#include "etabulon/foundation/detail/Utf8.h"
+
 #include <cstddef>
 #include <string>
 #include <string_view>
 
 namespace etabulon {
 
-/// The character at the front of a text.
-struct CliCharacter {
-    char32_t code = 0;
-    std::size_t length = 0;  // in bytes; 0 where the bytes are no UTF-8
-};
+using detail::FirstCharacter;
 
-/// Requires a text that isn't empty.
-[[nodiscard]] CliCharacter FirstCharacter(std::string_view text) noexcept;
 [[nodiscard]] bool IsUtf8(std::string_view text) noexcept;
 /// The cells that a character takes on a terminal: 0, 1 or 2.
 [[nodiscard]] std::size_t WidthOf(char32_t code) noexcept;
