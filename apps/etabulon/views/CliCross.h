@@ -3,7 +3,7 @@
 #include "apps/etabulon/request/CliCalculations.h"
 #include "apps/etabulon/request/CliLevels.h"
 #include "etabulon/foundation/EVariant.h"
-#include "etabulon/grid/ITabulonResGridUI.h"
+#include "etabulon/grid/EGridView.h"
 #include "etabulon/values/ETabulonValue.h"
 
 #include <optional>
@@ -39,14 +39,13 @@ struct CliCross {
 /// its total lies below.
 ///
 /// Ownership  nothing is owned, and nothing of the grid is kept.
-class CliGridView final : public ITabulonResGridUI {
+class CliGridView final : public EGridView {
 public:
     CliGridView(const CliLevels& levels, const CliCalculations& calculations, CliCross& cross)
         : levels_(levels), calculations_(calculations), cross_(cross) {}
     /// The calculation that is shown, where the grid's axes don't tell.
     void SetShown(std::size_t calculation) noexcept { shown_ = calculation; }
 
-    void StartRefresh() override {}
     void Reset() override { cross_ = {}; }
     void SetAxeCount(unsigned int count) override { axesCount_ = count; }
     void SetAxe(AxeDirection direction, const ETabulonGridAxe* axe) override;

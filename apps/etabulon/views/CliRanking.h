@@ -4,7 +4,7 @@
 #include "apps/etabulon/request/CliCalculations.h"
 #include "apps/etabulon/request/CliSortOptions.h"
 #include "etabulon/foundation/EVariant.h"
-#include "etabulon/score/ITabulonResScoreUI.h"
+#include "etabulon/score/EScoreView.h"
 #include "etabulon/values/ETabulonValue.h"
 
 #include <cstdint>
@@ -29,27 +29,23 @@ struct CliRanking {
     std::vector<ETabulonValue> totals;
 };
 
-/// Takes the first lines of a score, and its total, over as a ranking.
+/// Takes the first lines of a score, and its total, over as a ranking. The score's axis isn't read:
+/// the columns are named after the calculations that the user asked for.
 ///
 /// Ownership  nothing is owned, and nothing of the score is kept.
-class CliScoreView final : public ITabulonResScoreUI {
+class CliScoreView final : public EScoreView {
 public:
     /// The labels are of the first `depth` details.
     CliScoreView(const CliResultLevels& levels, std::size_t depth, std::uint64_t mostLines,
                  CliRanking& ranking)
         : levels_(levels), depth_(depth), mostLines_(mostLines), ranking_(ranking) {}
 
-    void StartRefresh() override {}
     void Reset() override {
         ranking_.lines.clear();
         ranking_.totals.clear();
     }
-    // The columns are the calculations as they were asked for, by whatever name the axis has them.
-    void SetScoreAxe(const ETabulonSortDesc* /*sortDesc*/, unsigned int /*levelCount*/,
-                     const ETabulonGridAxe* /*axe*/) override {}
     void SetScoreLine(const ETabulonTag& label, const PTableau<ETabulonValue>& values) override;
     void SetScoreTotal(const PTableau<ETabulonValue>& values) override;
-    void EndRefresh() override {}
 
 private:
     const CliResultLevels& levels_;
