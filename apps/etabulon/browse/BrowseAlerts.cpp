@@ -19,7 +19,7 @@ struct NamedColour {
     std::string_view name;
     std::uint32_t colour;  // 0x00BBGGRR
 };
-/// Full shares, so that the sum of two that meet on a node is a colour again.
+/// Each component is full or zero: the sum of two alerts' colours on a node is a colour again.
 constexpr std::array kColours = {
     NamedColour{"red", 0x0000FF},     NamedColour{"green", 0x00FF00},
     NamedColour{"yellow", 0x00FFFF},  NamedColour{"blue", 0xFF0000},
@@ -61,14 +61,14 @@ CliResult<> ReadStyles(std::string_view styles, EDataTreeAlertDesc& alert) {
     return {};
 }
 
-/// An alert as it is written, in its parts.
+/// The parts of an alert's text.
 struct AlertText {
     std::string_view level;
     std::uint32_t most = 0;
     std::string_view styles;
 };
 
-/// From the back, as levels may have both signs in them.
+/// Reads from the back, as the level's path may contain both signs.
 bool ParseAlert(std::string_view text, AlertText& parsed) {
     const std::size_t colon = text.rfind(':');
     const std::string_view condition = text.substr(0, colon);

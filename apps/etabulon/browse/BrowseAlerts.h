@@ -14,7 +14,7 @@ class App;
 
 namespace etabulon {
 
-/// Raised on a node of a level that has more than so many leaves below it.
+/// An alert that is raised on the nodes of a level with more than `most` leaves below them.
 struct BrowseAlert {
     Chaine id;
     unsigned level = 0;
@@ -22,11 +22,11 @@ struct BrowseAlert {
     bool propagates = false;
 };
 
-/// --alert: what is raised where, and the style of each.
+/// The alerts that --alert asks for, with their levels and styles.
 class BrowseAlerts {
 public:
     void Declare(CLI::App& app);
-    /// The level of each must be one of `levels`.
+    /// Reads the option's texts. The level of each must be one of `levels`.
     [[nodiscard]] CliResult<> Read(const CliLevels& levels);
 
     [[nodiscard]] const std::vector<BrowseAlert>& All() const noexcept { return all_; }

@@ -1,4 +1,4 @@
-// Takes the place of BrowseTerminal.cpp where there is no ncurses.
+// Replaces BrowseTerminal.cpp in a build without ncurses.
 
 #include "apps/etabulon/browse/BrowseTerminal.h"
 

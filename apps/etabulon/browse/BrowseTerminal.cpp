@@ -23,12 +23,12 @@ namespace etabulon {
 namespace {
 
 constexpr int kEscape = 27;
-constexpr int kEscapeMilliseconds = 100;  // in which the rest of a key's sequence arrives
+constexpr int kEscapeMilliseconds = 100;  // the rest of a key's sequence arrives within this time
 constexpr wchar_t kNoCharacter = L'\uFFFD';
 
-/// What terminals send whatever terminfo says of them, and keys that it has no standard name for.
-/// Each has a code of its own: ncurses takes a code's former sequence away when it is given
-/// another.
+/// Sequences that terminals send even if terminfo has others, and keys without a standard name in
+/// terminfo. Each has a code of its own: ncurses drops a code's former sequence when it gets a new
+/// one.
 struct KeySequence {
     const char* bytes;
     BrowseKey key;
@@ -65,14 +65,14 @@ constexpr std::array kMeanings = {
     KeyMeaning{KEY_RESIZE, BrowseKey::Redraw},  KeyMeaning{'q', BrowseKey::Quit},
 };
 
-/// UTF-8 reaches the terminal whatever the locale, as from the other commands.
+/// Makes ncurses write UTF-8 in every locale, as the other commands do.
 void SetCharacters() {
     if (setlocale(LC_CTYPE, "") == nullptr || std::string_view(nl_langinfo(CODESET)) != "UTF-8") {
         setlocale(LC_CTYPE, "C.UTF-8");
     }
 }
 
-/// As it may be shown, in the widths that ncurses counts with, cut to `width` cells.
+/// Appends the text in the form of AppendShown, cut to `width` cells by the widths of ncurses.
 int AppendWide(std::string_view text, int width, std::wstring& wide) {
     std::string shown;
     AppendShown(shown, text);
@@ -95,7 +95,7 @@ int AppendWide(std::string_view text, int width, std::wstring& wide) {
     return used;
 }
 
-/// One of the eight colours that every terminal with colours has.
+/// The nearest of the eight colours that every colour terminal has.
 short NearestColour(EColour colour) {
     constexpr EColour kStrong = 0x80;
     const bool red = (colour & 0xFFU) >= kStrong;
@@ -214,8 +214,8 @@ public:
 private:
     static constexpr short kColours = 8;
 
-    /// Behind an escape: the rest of a key that this terminal sends and nobody knows. Its letters
-    /// aren't keys.
+    /// Reads the rest of an unknown key's sequence behind its escape, so that its letters aren't
+    /// taken for keys.
     static bool SkipSequence() {
         int next = getch();
         if (next != '[' && next != 'O') {
@@ -235,7 +235,7 @@ private:
     bool hasColours_ = false;
 };
 
-/// Asks terminfo alone, as newterm tells no reason.
+/// Asks terminfo directly, as newterm gives no reason for a failure.
 CliResult<> CheckTerminal() {
     const char* const name = std::getenv("TERM");
     if (name == nullptr || *name == '\0') {

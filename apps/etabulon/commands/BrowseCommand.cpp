@@ -104,7 +104,7 @@ CliResult<> BrowseCommand::Browse(const CliEnvironment& environment, const CliWa
     }
     if (ended != SIGINT) {
         signal(ended, SIG_DFL);
-        raise(ended);  // with the terminal given back, as if nobody had caught it
+        raise(ended);  // the terminal is restored: end as by an uncaught signal
     }
     return CliFailure{CliExit::Cancelled, {}};
 }
@@ -129,7 +129,7 @@ int BrowseCommand::Show(BrowseTerminal& terminal, const CliWalkContext& context,
     }
     BrowseWindow window({terminal, wake, view, ctrl}, tableName, std::move(fixedLevels));
     const int signal = window.Run();
-    terminal.Close();  // nobody is to wait for a large tree to go
+    terminal.Close();  // before a large tree is destroyed, which takes time
     return signal;
 }
 

@@ -11,7 +11,7 @@ namespace etabulon {
 class BrowseCursor;
 class BrowseTerminal;
 
-/// `etabulon browse`: the tree of a table in the terminal, to be opened, rearranged and refreshed.
+/// `etabulon browse`: explores the tree of a table in the terminal.
 class BrowseCommand final : public CliCommand {
 public:
     [[nodiscard]] const char* Name() const override { return "browse"; }
@@ -24,7 +24,7 @@ public:
 private:
     [[nodiscard]] CliResult<> Browse(const CliEnvironment& environment,
                                      const CliWalkContext& context, const CliTreeOrder& order);
-    /// Returns the signal that ended it, or 0.
+    /// Runs the browser. Returns the signal that ended it, or 0.
     [[nodiscard]] int Show(BrowseTerminal& terminal, const CliWalkContext& context,
                            BrowseCursor& cursor, const CliTreeOrder& order) const;
 

@@ -10,7 +10,7 @@
 
 namespace etabulon {
 
-/// A command whose output stands in the order of levels: tree, grid and score.
+/// A command whose output is sorted by levels: tree, grid and score.
 class CliSortedCommand : public CliViewCommand {
 public:
     [[nodiscard]] CliResult<> Prepare(const CliEnvironment& environment) const override {
@@ -25,7 +25,7 @@ private:
     CliSortOptions sort_;
 };
 
-/// What a grid or a score is made of.
+/// The levels and calculations that a grid or a score is made of.
 struct CliResultRequest {
     CliResultLevels levels;
     CliCalculations calculations;
@@ -34,9 +34,9 @@ struct CliResultRequest {
 /// A command that calculates: grid and score.
 class CliResultCommand : public CliSortedCommand {
 protected:
-    /// --calc, with the description that the command gives it.
+    /// Declares --calc with the command's own description.
     void DeclareCalculations(CLI::App& app, const std::string& description);
-    /// What the options ask of a table. `named` are the levels that `option` was given.
+    /// Reads the options for a table. `named` is the list of levels that `option` was given.
     [[nodiscard]] CliResult<CliResultRequest> ReadRequest(const CliTable& table,
                                                           std::string_view named,
                                                           std::string_view option) const;

@@ -9,20 +9,20 @@ class CliTable;
 class ETabulonPendingChanges;
 struct CliWalkContext;
 
-/// A command that shows what is in a table: by itself as it is, or as it would be with edits.
+/// A command that shows a table: as it is, or for the edit command as it would be with edits.
 class CliViewCommand : public CliCommand {
 public:
     void Declare(CLI::App& app) final;
     [[nodiscard]] CliResult<> Run(CliEnvironment& environment) final;
 
-    /// Its options but SOURCE and TABLE.
+    /// Declares the options except SOURCE and TABLE.
     virtual void DeclareView(CLI::App& app) = 0;
-    /// What is to be done before the source is opened.
+    /// Checks and installs options before the source is opened.
     [[nodiscard]] virtual CliResult<> Prepare(const CliEnvironment& /*environment*/) const {
         return {};
     }
-    /// Shows a table, with these edits on it unless they are null. Their levels must be the first
-    /// of those that --levels gives.
+    /// Shows a table, with the edits applied unless `changes` is null. The levels of the edits must
+    /// be the first ones in --levels.
     [[nodiscard]] CliResult<> ShowTable(CliEnvironment& environment, const CliTable& table,
                                         const ETabulonPendingChanges* changes);
 

@@ -60,10 +60,10 @@ CliResult<std::unique_ptr<CliViewCommand>> MakeView(const std::string& name) {
                                                   WhatThereIs(name, ViewNames()))};
 }
 
-/// The check of --show, which only tells what there is: MakeView's message names what is like it.
+/// The check of --show, which only lists the views: MakeView's message for a wrong name is better.
 std::string LeaveToMakeView(const std::string& /*name*/) { return {}; }
 
-/// Reads a view's options as its own command would.
+/// Parses a view's options as the view's own command would.
 CliResult<> ParseView(CliViewCommand& view, std::vector<std::string> arguments) {
     CLI::App app;
     app.set_help_flag();
@@ -79,7 +79,7 @@ CliResult<> ParseView(CliViewCommand& view, std::vector<std::string> arguments) 
     return {};
 }
 
-/// False with errno.
+/// Returns false with errno set.
 bool ReadFile(const std::string& path, std::string& text) {
     FILE* const file = std::fopen(path.c_str(), "rbe");
     if (file == nullptr) {
@@ -156,7 +156,7 @@ CliResult<std::vector<EditCommand::Asked>> EditCommand::ReadEdits() const {
     return edits;
 }
 
-/// The edits of one use of an option; `index` counts its uses. Other options have none.
+/// Reads the edits of one use of an option; `index` counts its uses. Other options have no edits.
 CliResult<std::vector<EditCommand::Asked>> EditCommand::ReadOption(const CLI::Option& option,
                                                                    std::size_t index) const {
     struct Kind {
@@ -298,7 +298,7 @@ CliResult<> EditCommand::Run(CliEnvironment& environment) {
     if (saves_ && !source) {
         unwritable = source.Failure();
         if (unwritable->isLocked) {
-            // Not even the names of its columns can be read.
+            // Not even the columns' names can be read, which the normal form needs.
             return PrintAsGiven(*asked, environment.output, *unwritable);
         }
         source = source_.Open(ESqlOpenMode::ReadOnly);
@@ -334,7 +334,7 @@ CliResult<> EditCommand::Run(CliEnvironment& environment) {
     return saved;
 }
 
-/// Without the table's columns there is no normal form, but the same edits.
+/// The normal form of a script needs the table's columns, which can't be read here.
 void EditCommand::PrintScript(const CliEdits& edits, CliOutput& output) {
     for (const std::string& line : edits.ScriptLines()) {
         output.EndLine(line);

@@ -14,7 +14,7 @@ namespace {
 
 constexpr unsigned int kMostAxes = 2;
 
-/// The axes that calculations take when they have to share one grid with data axes.
+/// The number of axes that the calculations take in a grid together with data axes.
 unsigned int CalculationAxes(const CliResultLevels& levels, const ETabulonSortDesc& sort,
                              const ETabulonCumulFuncOnVarCollection& calculations) {
     const auto grid = ETabulonGridCumuls::Make(levels.place, /*axesCount=*/0, &sort, &calculations);
@@ -93,7 +93,7 @@ CliResult<GridCommand::Grids> GridCommand::Calculate(const CliWalkContext& conte
     if (allAxes <= kMostAxes) {
         addFiller(calculations, allAxes);
     } else {
-        // More axes than a view shows: a grid would send one of them only.
+        // A view shows two axes: a single grid would send only one of the calculations.
         for (unsigned int index = 0; index < calculations.Size(); ++index) {
             ETabulonCumulFuncOnVarCollection one;
             one.AddCalculation(calculations.Calculation(index), /*addRef=*/false);
@@ -130,8 +130,8 @@ CliResult<> GridCommand::Drill(const CliEnvironment& environment, const CliWalkC
     if (!place) {
         return place.Failure();
     }
-    // Where calculations are columns, they all lie on the same records, and a grid may have but
-    // one.
+    // If calculations are columns, all of them have the same records, and the grid may have only
+    // one column.
     const unsigned int column = cross.columns.isData ? place->column : 0;
     ETabulonVariableID variable;
     ETabulonTag tag;

@@ -13,7 +13,7 @@
 
 namespace etabulon {
 
-/// `etabulon grid`: calculations over a table, across one or two levels.
+/// `etabulon grid`: calculations over a table, across up to two levels.
 class GridCommand final : public CliResultCommand {
 public:
     [[nodiscard]] const char* Name() const override { return "grid"; }
@@ -27,13 +27,13 @@ protected:
                                    const CliWalkContext& context) override;
 
 private:
-    /// A grid of all calculations, or one for each.
+    /// One grid of all calculations, or one grid for each calculation.
     struct Grids {
         std::vector<ERef<ETabulonGridFiller>> fillers;
         std::vector<CliCross> crosses;
     };
     [[nodiscard]] CliResult<CliResultRequest> Read(const CliTable& table) const;
-    /// Fills the grids. `cursor` must outlive them.
+    /// Walks the table and fills the grids. `cursor` must outlive them.
     [[nodiscard]] static CliResult<Grids> Calculate(const CliWalkContext& context,
                                                     const CliResultRequest& request,
                                                     CliCursor& cursor);

@@ -15,7 +15,7 @@
 namespace etabulon {
 namespace {
 
-/// Writes a count, or NULL for one that the engine refused; its error is kept if it is the first.
+/// Writes counts, or NULL for a count that the engine refused. Keeps the first error.
 class CountCells {
 public:
     explicit CountCells(CliWriter& writer) : writer_(writer) {}
@@ -30,7 +30,7 @@ public:
                                           : std::string(error.text.View());
         }
     }
-    /// Ends the list, which is whole but for refused counts.
+    /// Ends the list, which is whole except for refused counts.
     [[nodiscard]] CliResult<> Finish() const {
         writer_.Finish(/*isWhole=*/true);
         return first_.empty() ? CliResult<>() : CliFailure{CliExit::Failed, first_};
@@ -44,7 +44,7 @@ private:
 
 CliCell Text(std::string_view text) { return CliCellMaker::Of(text); }
 
-/// The links that start at a column: their names, or the tables that they lead to.
+/// The links that start at a column: their names, or the names of their target tables.
 template <class NameOf>
 std::string LinksAt(const DRubric& rubric, const DVariable& variable, NameOf nameOf) {
     std::string names;
@@ -121,7 +121,7 @@ CliResult<> LevelsCommand::ListVariables(const CliTable& listed, CliWriter& writ
         ESqlError error;
         counts.Put(source.CountDistinct(table.code, column.code, error), error);
         const auto key = std::find(table.key.begin(), table.key.end(), variable.Index());
-        // Such a key is never NULL, whether it was declared so or not.
+        // SQLite never stores NULL in an integer key, even if it isn't declared NOT NULL.
         const bool isNumberKey = key != table.key.end() && table.keyKind == ESqlKeyKind::Integer;
         writer.Cell(CliCellMaker::Of(!column.notNull && !isNumberKey));
         writer.Cell(key == table.key.end() ? CliCell{} : maker.Of(key - table.key.begin() + 1));

@@ -8,7 +8,7 @@ namespace etabulon {
 class CliDictionary;
 class CliTable;
 
-/// `etabulon levels`: the tables of a source, or what of a table can be a level.
+/// `etabulon levels`: the tables of a source, or the columns of a table, which can be levels.
 class LevelsCommand final : public CliCommand {
 public:
     [[nodiscard]] const char* Name() const override { return "levels"; }

@@ -9,7 +9,7 @@
 namespace etabulon {
 namespace {
 
-/// Hears each record until the walk ends, for a filler that listens beside it.
+/// Keeps the walk going for the filler, which listens too, and notes whether there was a record.
 class CountingListener final : public ECursorListener {
 public:
     CursorStatus OnMove(const ETabulonCursor& /*cursor*/) override {

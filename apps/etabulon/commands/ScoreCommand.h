@@ -11,7 +11,7 @@
 
 namespace etabulon {
 
-/// `etabulon score`: the values of levels in the order of what calculations give for them.
+/// `etabulon score`: the values of levels, ranked by calculations.
 class ScoreCommand final : public CliResultCommand {
 public:
     [[nodiscard]] const char* Name() const override { return "score"; }
@@ -25,7 +25,7 @@ protected:
                                    const CliWalkContext& context) override;
 
 private:
-    /// How many of the request's levels are ranked.
+    /// The number of the request's levels that are ranked.
     [[nodiscard]] CliResult<std::size_t> ReadDepth(const CliResultRequest& request) const;
     [[nodiscard]] CliResult<CliRanking> Rank(const CliWalkContext& context,
                                              const CliResultRequest& request,

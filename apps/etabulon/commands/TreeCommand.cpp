@@ -15,7 +15,7 @@
 namespace etabulon {
 namespace {
 
-/// None for a view, whose records can't be told apart.
+/// The columns of the key; none for a view, whose records have no key.
 std::vector<CliColumn> KeyParts(const ESqlTableInfo& table) {
     if (table.keyKind == ESqlKeyKind::RowId) {
         return {{table.rowIdName, true}};
@@ -28,7 +28,7 @@ std::vector<CliColumn> KeyParts(const ESqlTableInfo& table) {
     return parts;
 }
 
-/// The labels of the place, which only records have.
+/// Copies the labels of the place from a record: --at gives only values.
 void TakeLabels(ETabulonTag& place, const ETabulonTag& met) {
     for (unsigned index = 0; index < place.KnownLevelsCount(); ++index) {
         if (const ETabulonValue* const value = met.Find(place.LevelAt(index))) {
@@ -91,8 +91,6 @@ CliResult<CliTreeView> TreeCommand::MakeView(const ESqlTableInfo& table,
     return view;
 }
 
-/// The levels of the place have one value each: without them the tree begins there, whichever
-/// levels they are.
 CliResult<> TreeCommand::Prepare(const CliEnvironment& environment) const {
     if (Sort().Levels().Levels().empty()) {
         return CliFailure{CliExit::Usage,
@@ -130,7 +128,7 @@ CliResult<> TreeCommand::Print(const CliEnvironment& environment, const CliWalkC
     }
     TakeLabels(view.place, records.FirstTag());
     {
-        // Printing ends by it too: after a whole line, as a walk does.
+        // SIGINT ends the printing after a whole line, as it ends a walk.
         const CliInterrupt::Cancelling cancelling(environment.interrupt, cursor.Seen());
         MakeTreePrinter(Output().Printing(environment), view, records, environment.interrupt)
             ->Print(tree);

@@ -11,8 +11,8 @@ namespace etabulon {
 
 struct CliTreeView;
 
-/// `etabulon tree`: the records of a table as a tree of levels, each node with the number of
-/// records there.
+/// `etabulon tree`: the records of a table as a tree of levels, each node with its number of
+/// records.
 class TreeCommand final : public CliSortedCommand {
 public:
     [[nodiscard]] const char* Name() const override { return "tree"; }

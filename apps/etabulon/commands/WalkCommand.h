@@ -11,7 +11,7 @@
 
 namespace etabulon {
 
-/// `etabulon walk`: the records below a place, each with its tag, its key and its values.
+/// `etabulon walk`: the records below a place, each with its levels, its key and its values.
 class WalkCommand final : public CliViewCommand {
 public:
     [[nodiscard]] const char* Name() const override { return "walk"; }

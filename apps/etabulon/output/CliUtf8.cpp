@@ -14,7 +14,7 @@ struct CodeRange {
     char32_t last;
 };
 
-/// Only what is common: a terminal's own tables differ at the edges anyway.
+/// The common ranges only: terminals themselves disagree about the rest.
 constexpr std::array kWide = {
     CodeRange{0x1100, 0x115F},   CodeRange{0x2E80, 0x303E},   CodeRange{0x3041, 0x33FF},
     CodeRange{0x3400, 0x4DBF},   CodeRange{0x4E00, 0x9FFF},   CodeRange{0xA000, 0xA4CF},
@@ -26,7 +26,7 @@ constexpr std::array kNoWidth = {
     CodeRange{0x0300, 0x036F}, CodeRange{0x200B, 0x200D}, CodeRange{0x20D0, 0x20FF},
     CodeRange{0xFE00, 0xFE0F}, CodeRange{0xFE20, 0xFE2F},
 };
-/// Beside the control characters proper: what turns the direction of writing, and line ends.
+/// Control characters, marks that turn the writing direction, and Unicode line ends.
 constexpr std::array kControl = {
     CodeRange{0x00, 0x1F},     CodeRange{0x7F, 0x9F},     CodeRange{0x200E, 0x200F},
     CodeRange{0x2028, 0x202E}, CodeRange{0x2066, 0x2069}, CodeRange{0xFEFF, 0xFEFF},

@@ -25,8 +25,8 @@ struct ValueType {
     unsigned size;
 };
 
-/// What a variable is declared as for a function: the result has the type of the variable, and an
-/// average of whole numbers isn't whole, nor does a sum of small ones stay small.
+/// The type that a variable is declared with for a function. A result has the type of its variable,
+/// which is too narrow for an average of whole numbers and for a sum of small ones.
 ValueType TypeFor(const std::string& function, const DVariable& variable) {
     const int type = variable.TypeCode();
     const ETypeInfo& info = TypeInfo(type);
@@ -58,7 +58,7 @@ ERef<ETabulonVariableDesc> Describe(const CliVariable& variable) {
                                       Chaine(variable.shown), nullptr);
 }
 
-/// A calculation that exists and is as much like the one asked for as can be made out.
+/// A valid calculation for an error message, as close as possible to the one that was asked for.
 std::string Example(const CliTable& table, const CliLevelChoice& choice) {
     if (choice.label) {
         if (const CliResult<CliVariable> variable = table.FindVariable(*choice.label)) {

@@ -82,7 +82,7 @@ const ESqlColumn* CliDictionary::LookUpColumn(const ESqlTableInfo& table,
     return place ? &table.columns[*place] : nullptr;
 }
 
-/// By its name, else the only link that starts at the column of that name.
+/// The link with that name, otherwise the only link that starts at the column with that name.
 const DLink* CliDictionary::LookUpLink(const ESqlTableInfo& table, std::string_view name) const {
     const DRubric& rubric = *source_.Rubric(table);
     if (const auto place = NamesIn(table).links.Find(name)) {
@@ -92,8 +92,8 @@ const DLink* CliDictionary::LookUpLink(const ESqlTableInfo& table, std::string_v
     return column == nullptr ? nullptr : rubric.FindLink(column->code);
 }
 
-/// The link of `from` to `table` that `name` means: its own name or column, else the first that
-/// points at the column of that name.
+/// The link from `from` to `table` that `name` means: the link with that name or column, otherwise
+/// the first link that points at a column with that name.
 const DLink* CliDictionary::LookUpLinkBack(const ESqlTableInfo& table, const ESqlTableInfo& from,
                                            std::string_view name) const {
     const DRubric* const here = source_.Rubric(table);
@@ -194,7 +194,7 @@ CliResult<> CliDictionary::TakeSteps(Way& way, std::vector<CliPathStep>& steps) 
     return {};
 }
 
-/// Takes a table's name off the step's, where it is written.
+/// Splits a table's name off the name of a step that is written table.name.
 CliResult<> CliDictionary::EnterStep(Way& way, CliPathStep& step, bool isBehindBackward) const {
     const std::size_t dot = step.name.find('.');
     const bool mayHoldTable = !step.table && !step.isQuoted && dot != std::string::npos &&
@@ -267,7 +267,7 @@ CliResult<> CliDictionary::GoBackward(Way& way, const CliPathStep& step,
     return {};
 }
 
-/// The schema may name a key that isn't there: the library follows no such link.
+/// The schema may point a link at a key with other columns. The library doesn't follow such a link.
 CliResult<> CliDictionary::CheckLink(const DLink& link, const ESqlTableInfo& from) const {
     const std::size_t there = link.TargetVariables().size();
     if (link.variables.size() == there) {

@@ -18,12 +18,12 @@ class DRubric;
 struct DLink;
 struct ESqlColumn;
 
-/// Finds tables, columns and links by the names that they have in the database, and gives the codes
-/// that the library knows them by. A name is looked for exactly, then with the case of ASCII
-/// letters ignored, then as a code. A path that the library doesn't follow is refused.
+/// Translates the database's names of tables, columns and links to the codes that the library knows
+/// them by. A lookup compares the name exactly, then without the case of ASCII letters, then as a
+/// code. A path that the library can't follow is refused.
 ///
-/// Ownership  the source isn't owned and must outlive this and what it gives.
-/// Threads    one at a time: the names of a table are gathered at the first look.
+/// Ownership  the source isn't owned and must outlive the dictionary and all that it returns.
+/// Threads    one at a time: the first lookup in a table indexes the table's names.
 class CliDictionary {
 public:
     explicit CliDictionary(ESqlSource& source);
@@ -42,15 +42,15 @@ public:
     [[nodiscard]] static std::string NameOf(const DLink& link);
 
 private:
-    /// The way of a path, as far as it has been followed.
+    /// The followed part of a path: the table that it has reached, and its code.
     struct Way {
         const ESqlTableInfo* here = nullptr;
         std::string code;
     };
-    /// What the steps of a path may name in a table.
+    /// The names in a table that steps of a path can use.
     struct Names {
         CliNames columns;
-        CliNames links;  // by their place in the rubric
+        CliNames links;  // by their index in the rubric
     };
     [[nodiscard]] const Names& NamesIn(const ESqlTableInfo& table) const;
     [[nodiscard]] const ESqlTableInfo* LookUpTable(std::string_view name) const;

@@ -135,14 +135,14 @@ std::string CliEdits::WrittenPlace(const ETabulonTag& place,
     return written;
 }
 
-/// The levels that the change's place is written with.
+/// The levels that a printed place of the change consists of.
 std::vector<unsigned int> CliEdits::LevelsOf(const ETabulonPendingChanges::Change& change) const {
     std::vector<unsigned int> levels;
     const ETabulonTag& place = change.Selection();
     const bool isInsert = change.Type() == ETabulonPendingChanges::Insert;
     for (unsigned int index = 0; index < place.KnownLevelsCount(); ++index) {
         const unsigned int level = place.LevelAt(index);
-        // A level that an insert can't write is NULL in it, and can't be told.
+        // An insert can't write such a level: it is NULL in the place, and isn't printed.
         if (!isInsert || IsWritten(levels_.all[level].data)) {
             levels.push_back(level);
         }
@@ -174,8 +174,8 @@ std::string CliEdits::Written(const ETabulonPendingChanges::Change& change,
     return fmt::format("delete {}", place);
 }
 
-/// The levels of a place are written in the order in which the script brings them in: whoever reads
-/// it numbers them so, whatever their numbers are here, and writes the same script again.
+/// The levels of a place are printed in the order of their first use in the script. A program that
+/// reads the script numbers its levels in that order, and so prints the same script again.
 std::vector<std::string> CliEdits::ScriptLines() const {
     std::vector<std::string> lines;
     lines.reserve(changes_.Size());
@@ -193,8 +193,8 @@ std::vector<std::string> CliEdits::ScriptLines() const {
     return lines;
 }
 
-/// A place of more levels counts as below one of less if it agrees on those that both have. Where
-/// it lacks a level of the other, that may be so or not: nothing is dropped on a guess.
+/// A change is superseded if its place lies below `place`: if it agrees on the levels that both
+/// have. If it lacks a level of `place`, it may lie elsewhere, and the edit is refused.
 CliResult<> CliEdits::CheckSuperseded(CliEditKind kind, const ETabulonTag& place,
                                       const CliVariable* column) const {
     const auto knowsAll = [&place](const ETabulonTag& other) {

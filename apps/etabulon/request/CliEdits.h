@@ -12,7 +12,7 @@
 
 namespace etabulon {
 
-/// Edits of a table as they were asked for, and the script that they make.
+/// The edits of a table that the user asked for, and the script of changes made from them.
 ///
 /// Ownership  the table's dictionary isn't owned and must outlive this.
 class CliEdits {
@@ -21,27 +21,27 @@ public:
 
     /// Adds levels, as --levels lists them.
     [[nodiscard]] CliResult<> AddLevels(std::string_view text) { return levels_.Add(text); }
-    /// Levels that only the place names are levels too.
+    /// Adds the levels that only the edit's place names.
     [[nodiscard]] CliResult<> AddLevelsOf(const CliEditChoice& edit) {
         return levels_.AddPlaces(edit.places);
     }
-    /// Appends the edit to the script. Requires all levels: an insert is at one value of each, NULL
-    /// where its place doesn't tell.
+    /// Appends the edit to the script. Requires that all levels are added: an insert takes a value
+    /// for each, NULL for a level that its place doesn't name.
     [[nodiscard]] CliResult<> Append(const CliEditChoice& edit);
 
     [[nodiscard]] const CliLevels& Levels() const noexcept { return levels_; }
     [[nodiscard]] const ETabulonPendingChanges& Changes() const noexcept { return changes_; }
-    /// What the updates change.
+    /// The columns that the updates change.
     [[nodiscard]] const std::vector<CliVariable>& Columns() const noexcept { return columns_; }
 
-    /// The lines of the script in normal form, as ParseScript reads them: an edit each.
+    /// The script in normal form, an edit a line, as ParseScript reads it.
     [[nodiscard]] std::vector<std::string> ScriptLines() const;
-    /// The levels as --levels reads them.
+    /// The levels in the form that --levels reads.
     [[nodiscard]] std::string WrittenLevels() const;
-    /// A place as edits have it: `level=value`, separated by commas.
+    /// A place in the form that edits use: `level=value`, separated by commas.
     [[nodiscard]] std::string WrittenPlace(const ETabulonTag& place) const;
-    /// What shows that a level or a value of an edited record comes from another table: that is
-    /// read for the record as it is in the table.
+    /// An edit changes a column that a link starts at, or inserts a record whose level is reached
+    /// through a link. A view reads linked values for the record as the table has it.
     [[nodiscard]] bool ChangesLinks() const;
 
 private:
@@ -58,7 +58,7 @@ private:
                                       const std::vector<unsigned int>& levels) const;
     [[nodiscard]] std::string WrittenPlace(const ETabulonTag& place,
                                            const std::vector<unsigned int>& levels) const;
-    /// The save writes it: it is of the table, and not calculated.
+    /// A save can write the variable: a column of the table that the database doesn't calculate.
     [[nodiscard]] bool IsWritten(const CliVariable& variable) const;
     [[nodiscard]] CliResult<> CheckWritten(const CliVariable& variable,
                                            std::string_view what) const;

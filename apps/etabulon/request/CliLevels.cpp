@@ -19,7 +19,7 @@ namespace {
 
 ETabulonVariableID IdOf(const CliVariable& variable) { return ETabulonVariableID(variable.code); }
 
-/// Hexadecimal digits, as blobs are printed.
+/// Reads hexadecimal digits, the form in which blobs are printed.
 bool ReadHex(std::string_view text, std::string& bytes) {
     if (text.size() % 2 != 0) {
         return false;
@@ -35,7 +35,8 @@ bool ReadHex(std::string_view text, std::string& bytes) {
     return true;
 }
 
-/// Sign, digits, point and digits without what doesn't count; empty for any other text.
+/// A decimal number without zeros that don't count, so that equal ones compare equal; empty for any
+/// other text.
 std::string PlainDecimal(std::string_view text) {
     const bool isNegative = text.starts_with('-');
     if (isNegative || text.starts_with('+')) {
@@ -55,7 +56,7 @@ std::string PlainDecimal(std::string_view text) {
     return text.empty() ? "0" : (isNegative ? "-" : "+") + std::string(text);
 }
 
-/// The value is what was written: not the nearest number or time that its type has.
+/// The value equals the written text. A nearest number or time of the type doesn't.
 bool IsExact(const EVariant& value, std::string_view text) {
     const ETypeInfo& info = TypeInfo(value.Type());
     const std::string plain = PlainDecimal(text);
@@ -64,7 +65,7 @@ bool IsExact(const EVariant& value, std::string_view text) {
         if (!plain.empty() && plain.find('.') == plain.npos) {
             return plain == PlainDecimal(fmt::format("{:.0f}", number));
         }
-        // NaN is none: a database keeps NULL for it.
+        // NaN is refused: a database stores NULL in its stead.
         return std::isfinite(number) ||
                (std::isinf(number) && text.find_first_of("0123456789") == text.npos);
     }
@@ -81,7 +82,7 @@ bool IsExact(const EVariant& value, std::string_view text) {
     return !plain.empty() && plain == PlainDecimal(value.AsChaine().View());
 }
 
-/// Missing where the text is none of the type's values.
+/// The value that a text has in a type; missing if it has none.
 EVariant ValueOfType(int type, std::uint16_t size, const std::string& text) {
     const auto code = static_cast<std::uint16_t>(type);
     const ETypeInfo& info = TypeInfo(type);

@@ -16,11 +16,11 @@
 
 namespace etabulon {
 
-/// A level as it was asked for. Its place in CliLevels is its identifier.
+/// A level that the user asked for. Its index in CliLevels is its identifier.
 struct CliLevel {
     std::string shown;
     CliVariable data;
-    CliVariable label;  // the data itself without one
+    CliVariable label;  // equal to the data if the level has no label
     [[nodiscard]] bool HasLabel() const noexcept { return !(label.code == data.code); }
 };
 
@@ -64,9 +64,9 @@ private:
 [[nodiscard]] CliResult<ETabulonValue> ReadValue(const CliVariable& variable, std::string_view what,
                                                  const CliWordChoice& word);
 
-/// Values of the type code are numbers to whoever reads them.
+/// Values of the type code are numbers to a user; a boolean isn't.
 [[nodiscard]] bool IsNumber(int type);
-/// What values of a type code are called.
+/// The name of a type for users.
 [[nodiscard]] std::string TypeName(int type);
 
 }  // namespace etabulon

@@ -11,8 +11,8 @@
 namespace etabulon {
 namespace {
 
-/// Goes through a text from the left: to its end, or by lines to the next line end that isn't in
-/// quotes.
+/// Reads a text from left to right: up to its end or, in the mode by lines, up to the next line end
+/// outside of quotes.
 class Scanner {
 public:
     explicit Scanner(std::string_view text, bool isByLines = false)
@@ -21,10 +21,10 @@ public:
     [[nodiscard]] bool IsAtEnd() const noexcept {
         return place_ == text_.size() || (isByLines_ && IsLineEnd());
     }
-    /// Goes on to the next line; false behind the last one. Requires a text that isn't empty.
+    /// Moves to the next line. Returns false behind the last one. Requires a text that isn't empty.
     [[nodiscard]] bool NextLine();
     void SkipLine();
-    /// What stands in front of the next blank.
+    /// Reads the word in front of the next blank.
     [[nodiscard]] std::string_view ReadVerb();
     [[nodiscard]] std::size_t Line() const noexcept { return line_; }
     [[nodiscard]] bool Take(char c) {
@@ -43,15 +43,15 @@ public:
     [[nodiscard]] std::string Since(std::size_t from) const {
         return std::string(Trimmed(text_.substr(from, place_ - from)));
     }
-    /// What is read from here on is what a failure is said to be in.
+    /// Begins the item that the message of a failure quotes.
     void BeginItem() noexcept {
         item_ = place_;
         itemLine_ = line_;
     }
     bool Fail(std::string_view what);
-    /// The same for a sentence that is whole.
+    /// The same with the whole text of the message.
     bool Refuse(std::string text);
-    /// Why a read returned false.
+    /// The reason why a read returned false.
     [[nodiscard]] const CliFailure& Failure() const noexcept { return failure_; }
 
 private:
@@ -78,7 +78,7 @@ private:
 
 bool Scanner::NextLine() {
     place_ = std::min(text_.find('\n', place_), text_.size() - 1) + 1;
-    // A quoted text may have had line ends.
+    // The line may have had quoted texts with line ends.
     const std::string_view passed = text_.substr(counted_, place_ - counted_);
     line_ += static_cast<std::size_t>(std::count(passed.begin(), passed.end(), '\n'));
     counted_ = place_;
@@ -125,7 +125,7 @@ bool Scanner::ReadQuoted(CliWordChoice& word) {
     }
 }
 
-/// Stops in front of one of `stops`; » is one where > is.
+/// Stops in front of any of `stops`. If > is among them, » is too.
 bool Scanner::ReadWord(std::string_view stops, CliWordChoice& word) {
     word = {};
     SkipBlanks();
@@ -195,7 +195,7 @@ bool Scanner::ReadPath(std::string_view stops, CliPath& path) {
     return true;
 }
 
-/// Stops in front of one of `ends` too.
+/// Stops in front of = and of any of `ends`.
 bool ReadPlace(Scanner& scanner, const std::string& ends, CliPlaceChoice& place) {
     if (!scanner.ReadPath("=" + ends, place.path)) {
         return false;
@@ -214,7 +214,7 @@ bool ReadPlace(Scanner& scanner, const std::string& ends, CliPlaceChoice& place)
     return true;
 }
 
-/// Reads items up to the end with commas between them.
+/// Reads items with commas between them up to the end of the text or line.
 template <class Item, class ReadItem>
 bool ReadList(Scanner& scanner, std::vector<Item>& items, ReadItem read) {
     scanner.SkipBlanks();

@@ -8,17 +8,17 @@
 
 namespace etabulon {
 
-/// What a step of a command gives: its value, or the failure that keeps the command from going on.
-/// A step without a value gives a CliResult<>.
+/// The result of a step of a command: a value, or the failure that stops the command. A step that
+/// has no value to return returns a CliResult<>.
 template <class T = void>
 class [[nodiscard]] CliResult {
 public:
     CliResult(T value) : held_(std::in_place_index<0>, std::move(value)) {}
     CliResult(CliFailure failure) : held_(std::in_place_index<1>, std::move(failure)) {}
 
-    /// There is a value.
+    /// The step succeeded, and there is a value.
     explicit operator bool() const noexcept { return held_.index() == 0; }
-    /// The value, which is required.
+    /// The value. Requires that there is one.
     [[nodiscard]] T& operator*() noexcept { return *std::get_if<0>(&held_); }
     [[nodiscard]] const T& operator*() const noexcept { return *std::get_if<0>(&held_); }
     [[nodiscard]] T* operator->() noexcept { return std::get_if<0>(&held_); }
@@ -36,9 +36,9 @@ public:
     CliResult() = default;
     CliResult(CliFailure failure) : failure_(std::move(failure)) {}
 
-    /// The step is done.
+    /// The step succeeded.
     explicit operator bool() const noexcept { return !failure_; }
-    /// Requires that the step isn't done.
+    /// Requires that the step failed.
     [[nodiscard]] const CliFailure& Failure() const noexcept { return *failure_; }
 
 private:

@@ -27,7 +27,7 @@ constexpr std::size_t kSniffedBytes = std::size_t{64} << 10U;
 
 std::string ErrorText(int error) { return std::generic_category().message(error); }
 
-/// The files beside a missing one.
+/// The files in the folder of a missing one.
 std::vector<std::string> FilesBeside(const std::filesystem::path& path) {
     const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
     std::vector<std::string> files;
@@ -58,7 +58,7 @@ CliResult<std::string> ReadStart(const std::string& path) {
         return CantOpen(path, errno);
     }
     if (!S_ISREG(found.st_mode)) {
-        // Opening a pipe could wait for ever, and one can't be read twice.
+        // Opening a pipe could block for ever, and a pipe can't be read twice.
         return CliFailure{CliExit::Failed,
                           fmt::format("{} is {}, not a file", Quoted(path),
                                       S_ISDIR(found.st_mode) ? "a folder" : "a device or pipe")};
@@ -78,7 +78,7 @@ CliResult<std::string> ReadStart(const std::string& path) {
     return start;
 }
 
-/// What the first line, outside of quotes, has most of; a comma where it has nothing.
+/// The separator that the first line has most of outside of quotes; a comma if it has none.
 char GuessSeparator(std::string_view start) {
     constexpr std::string_view kSeparators = ",;\t|";
     std::array<std::size_t, kSeparators.size()> counts{};

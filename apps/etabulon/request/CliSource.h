@@ -10,14 +10,14 @@
 
 namespace etabulon {
 
-/// Opens what SOURCE names: an SQLite database, or a table of text, which is loaded into memory and
-/// can't be opened for writing. The content tells which, not the name. `separator` is that of a
-/// table of text; 0 = the one that its first line has most of.
+/// Opens a SOURCE: an SQLite database, or a table of text, which is loaded into memory and can't be
+/// opened for writing. The file's content decides which it is, not its name. `separator` is for a
+/// table of text; 0 means the character that its first line has most of.
 [[nodiscard]] CliResult<std::unique_ptr<ESqliteSource>> OpenSource(const std::string& path,
                                                                    char separator,
                                                                    ESqlOpenMode mode);
 
-/// A table, with the source and the dictionary that it lives in.
+/// A table, with the source and the dictionary that it belongs to.
 struct CliOpenTable {
     std::unique_ptr<ESqliteSource> source;
     std::unique_ptr<const CliDictionary> dictionary;

@@ -9,7 +9,7 @@
 namespace etabulon {
 namespace {
 
-/// Lines and columns, whatever the format makes of them.
+/// Prints cross tables as records, in any format that consists of lines.
 class CrossRows {
 public:
     CrossRows(CliWriter& writer, const std::vector<CliCross>& crosses, bool isNumber)
@@ -185,7 +185,7 @@ private:
             output_.Append(']');
         }
     }
-    /// A total has no label in the direction that it sums up.
+    /// A total has no label in the direction that it sums over.
     void PutCell(const CliCross& cross, const EVariant* line, const EVariant* column,
                  const ETabulonValue& value) {
         output_.Append('{');

@@ -19,7 +19,7 @@ bool IsMeant(const EVariant& label, const CliWordChoice& word) {
     return shown == word.text || shown == fmt::format("\"{}\"", word.text);
 }
 
-/// As --drill takes it.
+/// The label in the form that --drill reads.
 std::string WrittenLabel(const EVariant& label) {
     const std::string shown = LabelText(label);
     const bool isMarked = shown == fmt::format("\"{}\"", label.AsChaine().View());
@@ -53,7 +53,7 @@ CliResult<CliCellPlace> FindCell(const CliCross& cross, std::string_view text) {
         return words.Failure();
     }
     const std::size_t axes = cross.columns.isData ? 2 : 1;
-    // The column of a calculation may be named: the records are the same.
+    // A calculation's column may be named too: all calculations have the same records.
     if (words->empty() || words->size() > 2 || words->size() < axes) {
         return CliFailure{CliExit::Usage, axes == 2 ? "--drill takes two labels: line,column"
                                                     : "--drill takes the label of a line"};

@@ -14,13 +14,13 @@ namespace etabulon {
 
 /// A ranking as it is printed.
 struct CliRanking {
-    /// A label is what is shown, one for each level: missing for NULL.
+    /// The labels are the shown values, one for each level: missing for NULL.
     struct Line {
         std::vector<EVariant> labels;
         std::vector<ETabulonValue> values;
     };
-    /// Heads the columns of a ranking: a label for each of the first `depth` details, then a value
-    /// for each calculation.
+    /// Sets the columns: one for each of the first `depth` details, whose values are the labels,
+    /// then one for each calculation.
     void SetColumns(const CliResultLevels& levels, std::size_t depth,
                     const CliCalculations& calculations);
 
@@ -29,10 +29,10 @@ struct CliRanking {
     std::vector<ETabulonValue> totals;
 };
 
-/// Takes the first lines of a score, and its total, over as a ranking. The score's axis isn't read:
+/// Copies the first lines of a score, and its total, into a ranking. The score's axis isn't read:
 /// the columns are named after the calculations that the user asked for.
 ///
-/// Ownership  nothing is owned, and nothing of the score is kept.
+/// Ownership  nothing is owned, and no part of the score is kept.
 class CliScoreView final : public EScoreView {
 public:
     /// The labels are of the first `depth` details.
@@ -54,8 +54,8 @@ private:
     CliRanking& ranking_;
 };
 
-/// Formats of lines have the total last; JSON is an object of lines and total, NDJSON an object for
-/// each line, and one for the total.
+/// The formats that consist of lines have the total last. JSON is one object with the lines and the
+/// total, NDJSON has an object for each line and one for the total.
 void PrintRanking(const CliPrinting& printing, const CliRanking& ranking);
 
 }  // namespace etabulon

@@ -22,7 +22,7 @@ struct KeyPart {
     CliColumn column;
 };
 
-/// The parts of the key that aren't levels, which are printed anyway.
+/// The parts of the key that aren't printed as levels already.
 std::vector<KeyPart> KeyParts(const ESqlTableInfo& table, const CliLevels& levels) {
     if (table.keyKind == ESqlKeyKind::RowId) {
         return {{0, {table.rowIdName, true}}};
@@ -80,17 +80,17 @@ public:
             writer_->Cell(maker_.Of(*field));
         }
         writer_->EndRecord();
-        // Nobody reads on: not this walk's failure, and what it was is told by the output.
+        // A broken output ends the walk without a failure: the output itself reports the reason.
         return ++count_ == request_.limit || output_.IsBroken() ? StatusEnd : StatusOk;
     }
-    /// Waits for the first record, so that a failure before it leaves nothing behind.
+    /// Called at the first record, so that a walk that fails before it prints nothing.
     void Begin() {
         if (!hasBegun_) {
             hasBegun_ = true;
             writer_->Begin(columns_);
         }
     }
-    /// Ends what has begun; records are missing unless `isWhole`.
+    /// Ends a listing that has begun. Records are missing unless `isWhole`.
     void Finish(bool isWhole) {
         if (hasBegun_) {
             writer_->Finish(isWhole);

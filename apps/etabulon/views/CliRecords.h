@@ -10,7 +10,7 @@
 
 namespace etabulon {
 
-/// Which records are printed, and what of them.
+/// Which records are printed, and which of their values.
 struct CliRecordsRequest {
     static constexpr auto kNoLimit = static_cast<std::uint64_t>(-1);
     const CliLevels& levels;
@@ -19,7 +19,7 @@ struct CliRecordsRequest {
     std::uint64_t limit = kNoLimit;
 };
 
-/// The columns that are neither levels nor parts of the key, which are printed anyway.
+/// The columns that are neither levels nor parts of the key. Levels and key are always printed.
 [[nodiscard]] std::vector<CliVariable> AllValues(const CliLevels& levels);
 
 /// Walks the records below a tag and writes a line for each: levels, key, values.

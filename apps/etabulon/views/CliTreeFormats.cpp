@@ -8,7 +8,7 @@ namespace {
 constexpr const char* kCount = "count";
 constexpr std::uint32_t kIndent = 2;
 
-/// Indented lines with their counts.
+/// An indented line for each node, with its count.
 class TableTreePrinter final : public CliTreePrinter {
 public:
     TableTreePrinter(const CliPrinting& printing, const CliTreeView& view,
@@ -55,8 +55,8 @@ private:
     std::unique_ptr<CliWriter> writer_;
 };
 
-/// A line for each of the deepest nodes, or for each record: a line for a node further up would
-/// have cells without a value, which NULL couldn't be told from.
+/// A line for each of the deepest nodes, or for each record. A node further up has no line: its
+/// cells without a value couldn't be told from NULL.
 class RowsTreePrinter final : public CliTreePrinter {
 public:
     RowsTreePrinter(const CliPrinting& printing, const CliTreeView& view,
@@ -100,7 +100,7 @@ private:
     std::unique_ptr<CliWriter> writer_;
 };
 
-/// What both JSON formats share.
+/// The parts that both JSON formats share.
 class JsonTreePrinterBase : public CliTreePrinter {
 public:
     JsonTreePrinterBase(const CliPrinting& printing, const CliTreeView& view,
@@ -120,7 +120,7 @@ public:
     }
 
 protected:
-    /// An object of the levels' values that the node's path has.
+    /// Writes the values of the node's path as one object.
     void PutPath() {
         Output().Append('{');
         bool isFirst = true;
@@ -150,7 +150,7 @@ private:
     std::vector<std::string> keyNames_;
 };
 
-/// One object a node, each with its whole path.
+/// An object for each node, with its whole path.
 class NdJsonTreePrinter final : public JsonTreePrinterBase {
 public:
     using JsonTreePrinterBase::JsonTreePrinterBase;
@@ -176,7 +176,7 @@ private:
     }
 };
 
-/// Objects in objects.
+/// Nested objects: a node contains its children.
 class JsonTreePrinter final : public JsonTreePrinterBase {
 public:
     using JsonTreePrinterBase::JsonTreePrinterBase;
@@ -224,7 +224,7 @@ private:
         isFirst_ = false;
     }
 
-    bool isFirst_ = true;  // no item was written behind the last bracket
+    bool isFirst_ = true;  // the next item is the first behind its bracket
 };
 
 }  // namespace

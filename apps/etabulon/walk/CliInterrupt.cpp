@@ -60,7 +60,7 @@ void CliInterrupt::Wait() {
     }
 }
 
-/// There is nothing to tidy up: what a save hasn't committed goes with the process.
+/// Nothing is tidied up: the engine rolls back what the process hasn't committed.
 void CliInterrupt::End(int signal) const {
     if (saves_) {
         constexpr std::string_view kWords = "etabulon: cancelled: nothing was saved\n";
@@ -85,7 +85,7 @@ void CliInterrupt::Raise(int signal) {
             return cursor_->Cancel();
         }
     }
-    // Waiting for the line is waiting for whoever reads the output. A second signal doesn't.
+    // Stop may wait for a slow reader of the output. A second signal ends the process without it.
     struct sigaction atOnce {};
     atOnce.sa_handler = [](int second) { _exit(kSignalExit + second); };
     sigaction(SIGINT, &atOnce, nullptr);

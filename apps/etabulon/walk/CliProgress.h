@@ -7,11 +7,11 @@
 
 namespace etabulon {
 
-/// Shows on stderr how many records a walk has met.
+/// Shows on stderr how many records the walk has read.
 class CliProgress final : public ECursorListener {
 public:
     CursorStatus OnMove(const ETabulonCursor& cursor) override;
-    /// Wipes the line.
+    /// Clears the line.
     void End();
 
 private:

@@ -14,22 +14,22 @@
 namespace etabulon {
 namespace {
 
-/// Counts what is written and keeps what the first failure was; ends the walk there, as nothing
-/// that follows would stay.
+/// Counts the written records and keeps the text of the first failure. A failure ends the walk: the
+/// save is rolled back, and further records would be lost.
 class SavingCursor final : public CliCursor {
 public:
     SavingCursor(const CliWalkContext& context, const CliEdits& edits)
         : CliCursor(context.interrupt), context_(context), edits_(edits) {}
 
     [[nodiscard]] const CliSaved& Saved() const noexcept { return saved_; }
-    /// Empty without a failure.
+    /// The text of the first failure; empty if there was none.
     [[nodiscard]] const std::string& FirstFailure() const noexcept { return failure_; }
     void Fail(CursorStatus status, std::string_view doing);
 
 protected:
     CursorStatus StartInsert(const ETabulonTag& tag) override {
         place_ = tag;
-        // An insert that follows a failure wouldn't stay.
+        // The save will be rolled back: further inserts would be lost.
         if (IsInterrupted() || !failure_.empty()) {
             return StatusCancelled;
         }
@@ -118,7 +118,7 @@ CursorStatus SavingCursor::Delete(const ETabulonPrimaryKey& key, const ETabulonT
     return status;
 }
 
-/// Hears of a walk that fails: a save goes on after one.
+/// Reports a failed walk to the cursor, as the saving class goes on after one.
 class WalkFailures final : public ECursorListener {
 public:
     explicit WalkFailures(SavingCursor& cursor) : cursor_(cursor) {}
@@ -130,7 +130,7 @@ private:
     SavingCursor& cursor_;
 };
 
-/// Runs the save in an atomic session, and ends that.
+/// Runs the save in an atomic session: commits it, or rolls it back.
 CliResult<> SaveAll(const CliWalkContext& context, const CliEdits& edits, SavingCursor& cursor) {
     constexpr const char* kNothing = "nothing was saved";
     ESqlTable& table = *cursor.Table();

@@ -15,8 +15,8 @@ struct CliSaved {
     std::uint64_t deleted = 0;
 };
 
-/// Writes the edits into their table: all of them, or none. SIGINT and SIGTERM take them back until
-/// they are to be committed, and don't count from there on. Requires a source that was opened for
+/// Writes the edits into their table: all of them, or none. Up to the commit SIGINT and SIGTERM
+/// roll the edits back; from the commit on they are ignored. Requires a source that was opened for
 /// writing.
 [[nodiscard]] CliResult<CliSaved> SaveEdits(const CliWalkContext& context, const CliEdits& edits);
 

@@ -18,7 +18,8 @@
 namespace etabulon {
 namespace {
 
-/// Looks in all records for each value of a tag by itself, and keeps some values that are there.
+/// Searches all records for each value of a tag separately, and keeps some existing values of each
+/// level.
 class SearchListener final : public ECursorListener {
 public:
     explicit SearchListener(const ETabulonTag& wanted) : wanted_(wanted) {
@@ -83,8 +84,8 @@ std::string ShownTable(const CliWalkContext& context) {
                        Quoted(context.table.Source().Location().View()));
 }
 
-/// Walks all records of its source and lets those of the place through: edits may have moved
-/// records there, which the source, looking only there, doesn't meet.
+/// Walks all records of its source and filters them by the place itself. Edits may move records
+/// into the place, and a source that reads only the place wouldn't meet them.
 class MovedRecords final : public ETabulonCursorRelay {
 public:
     using ETabulonCursorRelay::ETabulonCursorRelay;

@@ -15,15 +15,16 @@ namespace etabulon {
 
 class CliInterrupt;
 
-/// A cursor that SIGINT cancels whenever it comes: the reset that begins a walk would otherwise
-/// forget one that came just before.
+/// A cursor that SIGINT cancels at any time. The reset at the start of a walk clears the cancel
+/// flag; here it sets the flag again if a signal has come before.
 class CliCursor : public ETabulonCursorSql {
 public:
     explicit CliCursor(const CliInterrupt& interrupt) : interrupt_(interrupt) {}
 
-    /// What a command walks: this, or the table with its edits on it.
+    /// The cursor that a command walks: this one, or the overlay that shows edits.
     [[nodiscard]] ETabulonCursor& Seen() noexcept;
-    /// Lays edits on the table, which must outlive this. Requires levels.
+    /// Makes an overlay that shows the edits as saved. They must outlive the cursor, which must
+    /// have its levels.
     void ShowPending(const ETabulonPendingChanges& changes);
 
 protected:
@@ -33,29 +34,29 @@ protected:
 private:
     const CliInterrupt& interrupt_;
     std::unique_ptr<ETabulonCursorPending> overlay_;
-    std::unique_ptr<ETabulonCursorRelay> moved_;  // before overlay_, where edits move records
+    std::unique_ptr<ETabulonCursorRelay> moved_;  // in front of overlay_ if edits move records
 };
 
-/// What all walks of a command share.
+/// The parts that all walks of a command share.
 struct CliWalkContext {
     CliTable table;
     CliInterrupt& interrupt;
     bool showsProgress = false;
-    const ETabulonPendingChanges* changes = nullptr;  // edits that walks are to show as saved
+    const ETabulonPendingChanges* changes = nullptr;  // edits that walks show as saved; may be null
 };
 
-/// Puts the cursor on the table, with the levels, and with nothing read but what they and `others`
-/// need.
+/// Initializes the cursor on the table with the levels. The cursor reads only the columns that the
+/// levels and `others` need.
 [[nodiscard]] CliResult<> OpenCursor(const CliWalkContext& context, const ETabulonLevels& levels,
                                      const std::vector<CliVariable>& others, CliCursor& cursor);
 
-/// A walk under `tag` with one listener, which SIGINT cancels. A walk that the listener ends with
-/// StatusEnd is done.
+/// Walks the records under `tag` with one listener. SIGINT cancels the walk. A walk that the
+/// listener ends with StatusEnd has succeeded.
 [[nodiscard]] CliResult<> Walk(const CliWalkContext& context, CliCursor& cursor,
                                const ETabulonTag& tag, ETabulonCursor::INotifier& listener);
 
-/// Why there is no record under `tag`: walks the table once and says which value is at no record's
-/// level, or that no record has them together.
+/// Explains why there is no record under `tag`: walks the table once and names a value that no
+/// record has at its level, or else states that no record has all values together.
 [[nodiscard]] CliFailure ExplainNothingThere(const CliWalkContext& context, const CliLevels& levels,
                                              const ETabulonTag& tag);
 
