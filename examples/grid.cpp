@@ -52,6 +52,9 @@ int main() {
     keys.Add({kProduct, /*reverse=*/false, 0});
     order.SetSortLevels(keys);
 
+    if (!shop.cursor.FindUnresolved({"amount"}).empty()) {
+        return 1;
+    }
     ETabulonCumulFuncOnVarCollection calculations;
     calculations.AddCalculation("SUM", "amount", TYPE_DOUBLE, 9, "Amount");
 

@@ -18,6 +18,10 @@ static void Print(const EDataTreeNode& node) {
 
 int main() {
     Shop shop;
+    if (const auto unknown = shop.cursor.FindUnresolved(); !unknown.empty()) {
+        std::fprintf(stderr, "orders has no %s\n", unknown.front().Code().c_str());
+        return 1;
+    }
     EDataTree tree(&shop.cursor, "Orders", nullptr);
     tree.SetHideLevelFlags(kProduct, ETabulonSortDesc::HideInTree);
     if (tree.Fill() != StatusOk) {

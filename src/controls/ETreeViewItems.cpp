@@ -3,6 +3,7 @@
 #include "etabulon/foundation/EExpects.h"
 
 #include <atomic>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -20,14 +21,45 @@ _TREEITEM* HandleOf(const Item* item) noexcept {
     return item != nullptr ? item->handle : nullptr;
 }
 
-/// The items from `first` to its last sibling, or `first` alone, each behind its descendants.
 template <class Item>
-void CollectBackward(Item* first, bool withSiblings, std::vector<Item*>& found) {
-    for (Item* item = first; item != nullptr; item = withSiblings ? item->next : nullptr) {
-        CollectBackward(item->firstChild, true, found);
-        found.push_back(item);
+Item* FirstLeaf(Item* item) noexcept {
+    while (item->firstChild != nullptr) {
+        item = item->firstChild;
     }
+    return item;
 }
+
+/// The items of a branch that is unlinked, each behind its descendants, chained by `previous`:
+/// control destructors delete items, and must not run out of memory.
+template <class Item>
+class Branch {
+public:
+    explicit Branch(Item& top) noexcept : first_(FirstLeaf(&top)) {
+        Item* item = first_;
+        while (item != &top) {
+            Item* const following = item->next != nullptr ? FirstLeaf(item->next) : item->parent;
+            item->previous = following;
+            item = following;
+        }
+        top.previous = nullptr;
+    }
+    Branch(const Branch&) = delete;
+    Branch& operator=(const Branch&) = delete;
+    ~Branch() {
+        while (Take() != nullptr) {
+        }
+    }
+    [[nodiscard]] Item* First() const noexcept { return first_; }
+    /// Hands the first one over.
+    std::unique_ptr<Item> Take() noexcept {
+        std::unique_ptr<Item> item(first_);
+        first_ = first_ != nullptr ? first_->previous : nullptr;
+        return item;
+    }
+
+private:
+    Item* first_;
+};
 
 template <class Item>
 bool IsWithin(const Item* item, const Item& above) noexcept {
@@ -183,20 +215,14 @@ void ETreeViewItems::DeleteItem(_TREEITEM* item) {
     if (found == nullptr) {
         return;
     }
-    std::vector<Item*> leaving;
-    CollectBackward(found, /*withSiblings=*/false, leaving);
-    std::vector<std::pair<_TREEITEM*, std::intptr_t>> told;
-    told.reserve(leaving.size());
-    for (const Item* gone : leaving) {
-        told.emplace_back(gone->handle, gone->data);
-    }
     Item& parent = *found->parent;
     const bool losesSelection = selected_ != nullptr && IsWithin(Find(selected_), *found);
     RemovingItem(*found);
     Unlink(*found);
     // All are unknown before the first is told of: nobody finds half a branch.
-    for (const auto& [handle, data] : told) {
-        items_.erase(handle);
+    Branch<Item> branch(*found);
+    for (const Item* item = branch.First(); item != nullptr; item = item->previous) {
+        static_cast<void>(items_.extract(item->handle).mapped().release());
     }
     if (losesSelection) {
         selected_ = nullptr;
@@ -205,9 +231,9 @@ void ETreeViewItems::DeleteItem(_TREEITEM* item) {
     if (losesSelection) {
         MovedSelection();
     }
-    for (const auto& [handle, data] : told) {
+    while (const std::unique_ptr<Item> item = branch.Take()) {
         if (events_ != nullptr) {
-            events_->OnDeleteitem(handle, data);
+            events_->OnDeleteitem(item->handle, item->data);
         }
     }
 }

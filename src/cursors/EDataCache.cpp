@@ -43,7 +43,7 @@ ETabulonCursorCache::EDataCache::~EDataCache() {
 // -------------------------------------------------------------------------------------------- walk
 
 bool ETabulonCursorCache::EDataCache::Shows(const CacheLine& line) const {
-    return !line.IsDead() && (line.Tag().IsChildOf(root_) || line.Tag() == root_);
+    return !line.IsDead() && line.Tag().IsAtOrBelow(root_);
 }
 
 EPosition ETabulonCursorCache::EDataCache::Walk(CacheLine* from, Direction direction) {

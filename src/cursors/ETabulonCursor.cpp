@@ -3,6 +3,8 @@
 #include "etabulon/foundation/EExpects.h"
 #include "etabulon/foundation/ERef.h"
 
+#include <algorithm>
+
 namespace etabulon {
 
 ETabulonCursor::~ETabulonCursor() {
@@ -200,7 +202,7 @@ void ETabulonCursor::FailFields(CursorStatus status) noexcept {
 
 bool ETabulonCursor::IsInFilter() const {
     // Every tag is the root or a child of it: no need to build this one's.
-    return filterTag_.IsRoot() || CurrentTag() == filterTag_ || CurrentTag().IsChildOf(filterTag_);
+    return filterTag_.IsRoot() || CurrentTag().IsAtOrBelow(filterTag_);
 }
 
 CursorStatus ETabulonCursor::Browse(const ETabulonTag& tag) {
@@ -295,6 +297,30 @@ EFieldSet& ETabulonCursor::iFields() {
     MarkStale();
     E_EXPECTS(fields_ != nullptr);
     return *fields_;
+}
+
+bool ETabulonCursor::CanResolve(const ETabulonVariableID& variable) const {
+    return fields_ != nullptr && variable.ExistsIn(*fields_);
+}
+
+std::vector<ETabulonVariableID> ETabulonCursor::FindUnresolved(
+    const std::vector<ETabulonVariableID>& others) const {
+    std::vector<ETabulonVariableID> unresolved;
+    const auto ask = [this, &unresolved](const ETabulonVariableID& variable) {
+        if (variable.IsValid() && !CanResolve(variable) &&
+            std::find(unresolved.begin(), unresolved.end(), variable) == unresolved.end()) {
+            unresolved.push_back(variable);
+        }
+    };
+    for (unsigned int position = 0; position < levels_.Size(); ++position) {
+        const ETabulonLevels::Level& level = levels_.GetLevel(levels_.GetLevelID(position));
+        ask(level.DataID());
+        ask(level.DescID());
+    }
+    for (const ETabulonVariableID& variable : others) {
+        ask(variable);
+    }
+    return unresolved;
 }
 
 const EField& ETabulonCursor::DeclareExtraField(const ETabulonVariableID& id, unsigned short type,

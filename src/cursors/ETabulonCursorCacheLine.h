@@ -26,7 +26,7 @@ public:
 
 private:
     std::vector<Chaine> texts_;
-    KeyIndex index_;
+    HashIndex index_;
 };
 
 /// How the values of a field set lie in a line: packed, in the set's own places.

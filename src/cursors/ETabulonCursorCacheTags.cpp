@@ -17,10 +17,6 @@ bool IsToTheLetter(const ETabulonTag& a, const ETabulonTag& b) {
     return isSame;
 }
 
-bool IsAtOrBelow(const ETabulonTag& tag, const ETabulonTag& branch) {
-    return tag.IsChildOf(branch) || tag == branch;
-}
-
 }  // namespace
 
 CacheTag* CacheTags::ChainOf(std::uint32_t hash) const {
@@ -101,7 +97,7 @@ void CacheTags::MakeIndex() const {
 std::vector<CacheTag*> CacheTags::Branch(const ETabulonTag& tag) const {
     Tags found;
     const auto take = [&found, &tag](CacheTag* known) {
-        if (known->lines != nullptr && IsAtOrBelow(known->tag, tag)) {
+        if (known->lines != nullptr && known->tag.IsAtOrBelow(tag)) {
             found.push_back(known);
         }
     };

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "etabulon/cursors/ETabulonCursorCache.h"
-#include "etabulon/foundation/KeyIndex.h"
+#include "etabulon/foundation/detail/HashIndex.h"
 
 #include <cstdint>
 #include <memory>
@@ -53,7 +53,7 @@ private:
     void AddToIndex(CacheTag& added) const;
 
     std::vector<std::unique_ptr<CacheTag>> tags_;
-    KeyIndex index_;  // of the first of each hash
+    HashIndex index_;  // of the first of each hash
     unsigned int mostLevels_ = 0;
     std::unique_ptr<CacheTag> kept_;
     // Made when a branch is first asked for; empty until then, and again where memory ran out.

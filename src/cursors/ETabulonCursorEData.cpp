@@ -2,6 +2,7 @@
 
 #include "etabulon/foundation/DDico.h"
 #include "etabulon/foundation/EDataTable.h"
+#include "etabulon/foundation/EExpects.h"
 #include "etabulon/foundation/EExtract.h"
 
 namespace etabulon {
@@ -35,13 +36,19 @@ void ETabulonCursorEData::Init(const ETabulonLevels& levels, EData* table, bool 
         ownsTable_ = false;  // the same table again isn't deleted under the caller
     }
     DropTable();
+    ResetDeclaredFields();
+    links_.Free();
+    E_EXPECTS(table != nullptr);
+    if (table == nullptr) {
+        DeclareMasterFields(EFieldSet());
+        ETabulonCursor::Init(levels);
+        return;
+    }
     table_ = table;
     ownsTable_ = ownsTable;
     tableName_ = table->dico != nullptr ? table->dico->Name() : Chaine();
-    ResetDeclaredFields();
     DeclareMasterFields(table->Fields());
     ETabulonCursor::Init(levels);
-    links_.Free();
     bufferProvider_ = std::make_unique<CSingleBufferProvider>(tableName_, table->GetBuffer());
     if (table->dico != nullptr) {
         linkEngine_ = new LinkEngineEDataTable(table->dico->Dico(), table);
@@ -68,6 +75,14 @@ bool ETabulonCursorEData::DeclareLinkField(const ETabulonVariableID& id) {
     linkEngine_->RegisterLink(QualifiedPath(id.Code()), descriptor);
     links_.At(static_cast<std::size_t>(links_.Find(id, FindOrInsert))).value = descriptor;
     return descriptor.resolved;
+}
+
+bool ETabulonCursorEData::CanResolve(const ETabulonVariableID& variable) const {
+    if (ETabulonCursor::CanResolve(variable)) {
+        return true;
+    }
+    const auto known = links_.Find(variable, FindExact);
+    return known >= 0 && links_.At(static_cast<std::size_t>(known)).value.resolved;
 }
 
 /// A path whose first step names no rubric starts at this table.
@@ -152,11 +167,19 @@ CursorStatus ETabulonCursorEData::TableStatus() const noexcept {
     return static_cast<CursorStatus>(table_->status);
 }
 
+bool ETabulonCursorEData::HasTable() const noexcept {
+    E_EXPECTS(table_ != nullptr);
+    return table_ != nullptr;
+}
+
 CursorStatus ETabulonCursorEData::SetKeyRange(const ETabulonTag& /*tag*/, EData* /*table*/) const {
     return StatusOk;
 }
 
 CursorStatus ETabulonCursorEData::Reset(const ETabulonTag& tag) {
+    if (!HasTable()) {
+        return static_cast<CursorStatus>(DataOther);
+    }
     // A range that couldn't be set shows as a wider walk, and the filter on the tag still holds.
     static_cast<void>(SetKeyRange(tag, table_));
     ClearLinkError();
@@ -165,6 +188,9 @@ CursorStatus ETabulonCursorEData::Reset(const ETabulonTag& tag) {
 }
 
 CursorStatus ETabulonCursorEData::GetNext() {
+    if (!HasTable()) {
+        return static_cast<CursorStatus>(DataOther);
+    }
     ClearLinkError();
     currentPosition_ = table_->GetNext();
     return currentPosition_ != kNoPosition ? StatusOk : TableStatus();
@@ -189,7 +215,7 @@ CursorStatus ETabulonCursorEData::OnAcceptedByFilter() {
 }
 
 void ETabulonCursorEData::RecordUnlock() {
-    if (recordLockBias_ == kNoLock) {
+    if (recordLockBias_ == kNoLock || table_ == nullptr) {
         return;
     }
     if (recordLockBias_ <= kLastTableLock) {
@@ -204,6 +230,9 @@ void ETabulonCursorEData::RecordUnlock() {
 // ----------------------------------------------------------------------------------------- updater
 
 ETabulonCursor::IUpdater* ETabulonCursorEData::Updater() {
+    if (!HasTable()) {
+        return nullptr;
+    }
     AddRef();
     return this;
 }

@@ -1,5 +1,6 @@
 #include "etabulon/foundation/Chaine.h"
 #include "etabulon/foundation/EExpects.h"
+#include "etabulon/foundation/detail/EHashMix.h"
 #include "foundation/LocaleOrder.h"
 
 #include <algorithm>
@@ -43,11 +44,6 @@ std::uint64_t FoldWord(std::uint64_t word) noexcept {
     }
     std::memcpy(&word, bytes.data(), sizeof word);
     return word;
-}
-
-std::uint64_t Mix(std::uint64_t hash, std::uint64_t word) noexcept {
-    hash = (hash ^ word) * 0x9E3779B97F4A7C15U;
-    return hash ^ (hash >> 32);
 }
 
 int Sign(int difference) noexcept { return (difference > 0) - (difference < 0); }
@@ -107,14 +103,14 @@ std::uint32_t Chaine::FoldHash(std::string_view text) noexcept {
     std::uint64_t word = 0;
     for (; left >= sizeof word; left -= sizeof word, bytes += sizeof word) {
         std::memcpy(&word, bytes, sizeof word);
-        hash = Mix(hash, FoldWord(word));
+        hash = detail::MixHash(hash, FoldWord(word));
     }
     if (left != 0) {
         word = 0;
         std::memcpy(&word, bytes, left);
-        hash = Mix(hash, FoldWord(word));
+        hash = detail::MixHash(hash, FoldWord(word));
     }
-    const auto result = static_cast<std::uint32_t>(Mix(hash, 0));
+    const auto result = static_cast<std::uint32_t>(detail::MixHash(hash, 0));
     return result != 0 ? result : 1;
 }
 

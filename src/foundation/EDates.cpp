@@ -2,15 +2,19 @@
 
 #include "foundation/EVariantNumber.h"
 
-#include <array>
 #include <charconv>
+#include <chrono>
 
 namespace etabulon {
 namespace {
 
-constexpr std::int64_t kDaysPerEra = 146097;  // 400 years
+// std::chrono's years end at 32767, those of a DATE at 214748: the calendar is asked within its
+// period of 400 years.
 constexpr std::int64_t kYearsPerEra = 400;
-constexpr std::int64_t kDaysFromMarchOfYear0 = 306;  // from 0000-03-01 to 0001-01-01
+constexpr std::int64_t kDaysPerEra = 146097;
+constexpr std::chrono::sys_days kYear0 = std::chrono::year{0} / std::chrono::January / 1;
+constexpr std::chrono::sys_days kYear1 = std::chrono::year{1} / std::chrono::January / 1;
+constexpr std::int64_t kDaysOfYear0 = (kYear1 - kYear0).count();
 
 struct ECivil {
     std::int64_t year;
@@ -22,42 +26,36 @@ constexpr std::int64_t FloorDivide(std::int64_t number, std::int64_t divisor) no
     return number / divisor - (number % divisor < 0 ? 1 : 0);
 }
 
-bool IsLeap(std::int64_t year) noexcept {
-    return year % 4 == 0 && (year % 100 != 0 || year % kYearsPerEra == 0);
+/// Requires a month from 1 to 12 and a day from 0 to 99.
+std::chrono::year_month_day WithinEra(const ECivil& civil) noexcept {
+    const std::int64_t era = FloorDivide(civil.year, kYearsPerEra);
+    return std::chrono::year{static_cast<int>(civil.year - era * kYearsPerEra)} /
+           std::chrono::month{static_cast<unsigned>(civil.month)} /
+           std::chrono::day{static_cast<unsigned>(civil.day)};
 }
 
 std::int64_t DaysInMonth(std::int64_t year, std::int64_t month) noexcept {
-    constexpr std::array<std::int64_t, 12> kDays = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    return month == 2 && IsLeap(year) ? 29 : kDays[static_cast<std::size_t>(month - 1)];
+    const std::chrono::year_month_day first = WithinEra({year, month, 1});
+    return static_cast<unsigned>((first.year() / first.month() / std::chrono::last).day());
 }
 
 bool IsCivil(const ECivil& civil) noexcept {
-    return civil.month >= 1 && civil.month <= 12 && civil.day >= 1 &&
-           civil.day <= DaysInMonth(civil.year, civil.month);
+    return civil.month >= 1 && civil.month <= 12 && civil.day >= 1 && civil.day <= 99 &&
+           WithinEra(civil).ok();
 }
 
-// Years begin in March here, so that the leap day is the last.
 std::int64_t DayOf(const ECivil& civil) noexcept {
-    const std::int64_t year = civil.year - (civil.month <= 2 ? 1 : 0);
-    const std::int64_t era = FloorDivide(year, kYearsPerEra);
-    const std::int64_t yearOfEra = year - era * kYearsPerEra;
-    const std::int64_t month = (civil.month + 9) % 12;
-    const std::int64_t dayOfYear = (153 * month + 2) / 5 + civil.day - 1;
-    const std::int64_t dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
-    return era * kDaysPerEra + dayOfEra - kDaysFromMarchOfYear0;
+    const std::chrono::sys_days day = WithinEra(civil);
+    return FloorDivide(civil.year, kYearsPerEra) * kDaysPerEra + (day - kYear1).count();
 }
 
 ECivil CivilOf(std::int64_t day) noexcept {
-    const std::int64_t shifted = day + kDaysFromMarchOfYear0;
-    const std::int64_t era = FloorDivide(shifted, kDaysPerEra);
-    const std::int64_t dayOfEra = shifted - era * kDaysPerEra;
-    const std::int64_t yearOfEra =
-        (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
-    const std::int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-    const std::int64_t month = (5 * dayOfYear + 2) / 153;
-    const std::int64_t civilMonth = month < 10 ? month + 3 : month - 9;
-    return {yearOfEra + era * kYearsPerEra + (civilMonth <= 2 ? 1 : 0), civilMonth,
-            dayOfYear - (153 * month + 2) / 5 + 1};
+    const std::int64_t fromYear0 = day + kDaysOfYear0;
+    const std::int64_t era = FloorDivide(fromYear0, kDaysPerEra);
+    const std::chrono::days withinEra{fromYear0 - era * kDaysPerEra};
+    const std::chrono::year_month_day civil{kYear0 + withinEra};
+    return {static_cast<int>(civil.year()) + era * kYearsPerEra,
+            static_cast<unsigned>(civil.month()), static_cast<unsigned>(civil.day())};
 }
 
 ECivil CivilOfDate(std::int32_t date) noexcept {

@@ -1,7 +1,7 @@
 #include "etabulon/foundation/EField.h"
 
 #include "etabulon/foundation/EExpects.h"
-#include "etabulon/foundation/ENeverDestroyed.h"
+#include "etabulon/foundation/detail/ENeverDestroyed.h"
 
 #include <memory>
 #include <new>

@@ -1,4 +1,5 @@
 #include "etabulon/foundation/EVariant.h"
+#include "etabulon/foundation/detail/EHashMix.h"
 #include "foundation/EDates.h"
 #include "foundation/EVariantAccess.h"
 #include "foundation/EVariantNumber.h"
@@ -145,7 +146,7 @@ bool CompareSameStorage(const EContent& a, const EContent& b, int& result) noexc
 }
 
 std::uint32_t MixHash(std::uint64_t bits) noexcept {
-    bits *= 0x9E3779B97F4A7C15U;
+    bits = detail::SpreadBits(bits);
     bits ^= bits >> 29;
     bits *= 0xBF58476D1CE4E5B9U;
     return static_cast<std::uint32_t>(bits >> 32);

@@ -150,7 +150,7 @@ unsigned int ETabulonGridCumuls::DetailLevelCount() const {
 // -------------------------------------------------------------------------------------------- tags
 
 bool ETabulonGridCumuls::IsComputeTag(const ETabulonTag& tag) const {
-    return root_.IsRoot() || tag == root_ || tag.IsChildOf(root_);
+    return tag.IsAtOrBelow(root_);
 }
 
 ETabulonTag ETabulonGridCumuls::ExtractComputeTag(const ETabulonTag& tag) const {

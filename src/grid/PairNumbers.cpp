@@ -1,5 +1,7 @@
 #include "grid/PairNumbers.h"
 
+#include "etabulon/foundation/detail/EHashMix.h"
+
 #include <algorithm>
 #include <bit>
 
@@ -15,16 +17,11 @@ std::uint64_t PairOf(std::uint32_t first, std::uint32_t second) noexcept {
     return std::uint64_t{first} << 32 | second;
 }
 
-std::uint32_t HashOf(std::uint64_t pair) noexcept {
-    pair = (pair ^ (pair >> 29)) * 0x9E3779B97F4A7C15U;
-    return static_cast<std::uint32_t>(pair >> 32);
-}
-
 }  // namespace
 
 std::uint32_t PairNumbers::FindByHash(std::uint32_t first, std::uint32_t second) const {
     const std::uint64_t pair = PairOf(first, second);
-    const std::int32_t found = index_.Find(HashOf(pair), [this, pair](std::int32_t number) {
+    const std::int32_t found = index_.Find(HashNumber(pair), [this, pair](std::int32_t number) {
         return pairs_[static_cast<std::size_t>(number)] == pair;
     });
     return static_cast<std::uint32_t>(found);  // -1 is kNone
@@ -45,7 +42,7 @@ std::uint32_t PairNumbers::Add(std::uint32_t first, std::uint32_t second) {
     const std::uint32_t number = Size();
     pairs_.push_back(PairOf(first, second));
     if (table_.empty()) {
-        index_.Add(HashOf(pairs_[number]), static_cast<std::int32_t>(number));
+        index_.Add(HashNumber(pairs_[number]), static_cast<std::int32_t>(number));
     } else {
         table_[Offset(place)] = number + 1;
     }
@@ -71,14 +68,14 @@ void PairNumbers::FillTable() {
     for (std::uint32_t number = 0; number < Size(); ++number) {
         table_[Offset(PlaceOf(FirstOf(number), SecondOf(number)))] = number + 1;
     }
-    index_ = KeyIndex();
+    index_ = HashIndex();
 }
 
 void PairNumbers::FillIndex() {
-    KeyIndex index;
+    HashIndex index;
     index.Reserve(Size() + 1);
     for (std::uint32_t number = 0; number < Size(); ++number) {
-        index.Add(HashOf(pairs_[number]), static_cast<std::int32_t>(number));
+        index.Add(HashNumber(pairs_[number]), static_cast<std::int32_t>(number));
     }
     index_.Swap(index);
     std::vector<std::uint32_t>().swap(table_);

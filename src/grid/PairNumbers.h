@@ -1,6 +1,6 @@
 #pragma once
 
-#include "etabulon/foundation/KeyIndex.h"
+#include "etabulon/foundation/detail/HashIndex.h"
 
 #include <cstdint>
 #include <vector>
@@ -60,7 +60,7 @@ private:
     std::uint32_t columns_ = 0;
     std::uint32_t neededRows_ = 0;  // by all pairs
     std::uint32_t neededColumns_ = 0;
-    KeyIndex index_;
+    HashIndex index_;
     std::uint32_t nextChoice_ = 1;  // the size at which to think again
 };
 

@@ -1,5 +1,7 @@
 #include "grid/TagIndex.h"
 
+#include "etabulon/foundation/detail/EHashMix.h"
+
 #include <algorithm>
 
 namespace etabulon::detail {
@@ -21,15 +23,6 @@ int TagIndex::ColumnOf(unsigned int level) const noexcept {
     const auto found =
         std::lower_bound(byLevel_.begin(), byLevel_.end(), std::pair(level, std::uint32_t{0}));
     return found == byLevel_.end() || found->first != level ? -1 : static_cast<int>(found->second);
-}
-
-const ETabulonValue* TagIndex::ValueElsewhere(const ETabulonTag& tag, Column& column) {
-    const int place = tag.PlaceOf(column.level);
-    if (place < 0) {
-        return column.inRoot;
-    }
-    column.place = static_cast<std::uint32_t>(place);
-    return &tag.ValueAt(column.place);
 }
 
 std::uint32_t TagIndex::FindOrAdd(const ETabulonTag& tag) {
@@ -62,7 +55,7 @@ std::uint32_t TagIndex::FindOrAddLasting(const ETabulonTag& tag, std::uint64_t g
         metGeneration_ = generation;
     }
     // The upper bits of a product, as addresses differ in the middle ones.
-    Met& met = met_[(reinterpret_cast<std::uintptr_t>(&tag) * 0x9E3779B97F4A7C15U) >> 52];
+    Met& met = met_[SpreadBits(reinterpret_cast<std::uintptr_t>(&tag)) >> 52];
     if (met.tag != &tag) {
         const std::uint32_t detail = FindOrAdd(tag);
         met = {&tag, detail};

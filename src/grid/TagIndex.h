@@ -64,17 +64,13 @@ private:
     struct Column {
         unsigned int level;
         const ETabulonValue* inRoot;  // the root's value, in root_; null if it has none
-        std::uint32_t place;          // where the last tag held the level
+        unsigned int index;           // of the level in the last tag
         ValueNumbers values;
     };
-    // Records of one walk have one shape: the level is where it was in the last one.
     [[nodiscard]] static const ETabulonValue* ValueIn(const ETabulonTag& tag, Column& column) {
-        return column.place < tag.KnownLevelsCount() && tag.LevelAt(column.place) == column.level
-                   ? &tag.ValueAt(column.place)
-                   : ValueElsewhere(tag, column);
+        const ETabulonValue* const value = tag.Find(column.level, column.index);
+        return value != nullptr ? value : column.inRoot;
     }
-    [[nodiscard]] static const ETabulonValue* ValueElsewhere(const ETabulonTag& tag,
-                                                             Column& column);
     [[nodiscard]] std::uint32_t Chain();
     void KeepSpellings(const ETabulonTag& tag, std::uint32_t detail);
     [[nodiscard]] std::uint64_t SpellingKey(std::uint32_t detail, std::size_t column) const {

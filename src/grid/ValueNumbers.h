@@ -1,7 +1,8 @@
 #pragma once
 
 #include "etabulon/foundation/EDataType.h"
-#include "etabulon/foundation/KeyIndex.h"
+#include "etabulon/foundation/detail/EHashMix.h"
+#include "etabulon/foundation/detail/HashIndex.h"
 #include "etabulon/values/ETabulonValue.h"
 
 #include <cstddef>
@@ -87,7 +88,7 @@ private:
     }
     [[nodiscard]] static bool TellOther(const EVariant& data, Told& told) noexcept;
     [[nodiscard]] std::size_t PlaceOf(const Told& told) const noexcept {
-        return (told.bits * 0x9E3779B97F4A7C15U) >> recentShift_;
+        return SpreadBits(told.bits) >> recentShift_;
     }
     [[nodiscard]] std::uint32_t NumberOfOther(const ETabulonValue& value, Told told);
     void GrowRecent();
@@ -98,7 +99,7 @@ private:
 
     std::vector<Spelled> spellings_;
     std::vector<std::uint32_t> firstSpelling_;  // by number
-    KeyIndex index_;                            // from a value's hash to its number
+    HashIndex index_;                           // from a value's hash to its number
     // Two places for each pattern of bits; of more, those told last have them.
     std::vector<Told> recent_ = std::vector<Told>(std::size_t{1} << kFewestBits);
     unsigned recentShift_ = 64 - kFewestBits;

@@ -15,16 +15,8 @@ ETabulonPendingChanges::Change::Change(const ETabulonTag& selection, const ETabu
 ETabulonPendingChanges::Change::Change(ChangeType type, const ETabulonTag& selection)
     : type_(type), selection_(selection) {}
 
-namespace {
-
-bool IsAtOrBelow(const ETabulonTag& tag, const ETabulonTag& parent) {
-    return tag == parent || tag.IsChildOf(parent);
-}
-
-}  // namespace
-
 bool ETabulonPendingChanges::Change::Matches(const ETabulonTag& tag) const {
-    return IsAtOrBelow(tag, selection_);
+    return tag.IsAtOrBelow(selection_);
 }
 
 bool ETabulonPendingChanges::Change::Matches(const ETabulonTag& tag,
@@ -78,7 +70,7 @@ void ETabulonPendingChanges::AddUpdate(const Change& change) {
                         for (const Index::Arrival arrival : found) {
                             const Change& known = index_->ChangeOf(arrival);
                             if (change.VarDataID() == known.VarDataID() &&
-                                IsAtOrBelow(known.Selection(), change.Selection())) {
+                                known.Selection().IsAtOrBelow(change.Selection())) {
                                 covered.push_back(arrival);
                             }
                         }
@@ -150,7 +142,7 @@ void ETabulonPendingChanges::FindUnder(ChangeType type, const ETabulonTag& tag,
                                        Arrivals& under) const {
     index_->ForEach(type, Index::Side::Below, tag, nullptr, [&](const Index::Arrivals& found) {
         for (const Index::Arrival arrival : found) {
-            if (IsAtOrBelow(index_->ChangeOf(arrival).Selection(), tag)) {
+            if (index_->ChangeOf(arrival).Selection().IsAtOrBelow(tag)) {
                 under.push_back(arrival);
             }
         }

@@ -1,5 +1,7 @@
 #include "pending/PendingFilter.h"
 
+#include "etabulon/foundation/detail/EHashMix.h"
+
 #include <algorithm>
 #include <bit>
 
@@ -10,11 +12,6 @@ namespace {
 constexpr std::uint8_t kUpdates = 1;
 constexpr std::uint8_t kDeletes = 2;
 constexpr std::size_t kFewest = 32;  // changes
-
-std::uint64_t Mixed(std::uint64_t key, std::uint64_t more) noexcept {
-    key = (key ^ more) * 0x9E3779B97F4A7C15U;
-    return key ^ (key >> 32);
-}
 
 unsigned int ShiftOf(std::uint64_t cell) noexcept {
     return static_cast<unsigned int>(cell & 3U) * 2;
@@ -38,7 +35,7 @@ void PendingFilter::Add(const ETabulonPendingChanges::Change& change) {
     std::uint64_t key = selection.KnownLevelsCount();
     for (unsigned int place = 0; place < selection.KnownLevelsCount(); ++place) {
         levels.push_back(selection.LevelAt(place));
-        key = Mixed(key, selection.ValueAt(place).Hash());
+        key = MixHash(key, selection.ValueAt(place).Hash());
     }
     auto kind = std::find_if(kinds_.begin(), kinds_.end(),
                              [&](const Kind& known) { return known.levels == levels; });
@@ -74,7 +71,7 @@ PendingFilter::Answer PendingFilter::Ask(const ETabulonTag& tag) {
         std::size_t next = 0;
         for (unsigned int place = 0; place < count && next < kind.levels.size(); ++place) {
             if (tag.LevelAt(place) == kind.levels[next]) {
-                key = Mixed(key, hashes_[place]);
+                key = MixHash(key, hashes_[place]);
                 ++next;
             }
         }

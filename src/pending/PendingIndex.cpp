@@ -1,21 +1,13 @@
 #include "pending/PendingIndex.h"
 
 #include "etabulon/foundation/EExpects.h"
+#include "etabulon/foundation/detail/EHashMix.h"
 
 #include <algorithm>
 #include <utility>
 
 namespace etabulon {
-namespace {
-
-constexpr std::uint64_t kMix = 0x9E3779B97F4A7C15U;
-
-std::uint64_t Mixed(std::uint64_t key, std::uint64_t more) noexcept {
-    key = (key ^ more) * kMix;
-    return key ^ (key >> 32);
-}
-
-}  // namespace
+namespace {}  // namespace
 
 bool ETabulonPendingChanges::Index::HasLevels(const ETabulonTag& tag, const Levels& levels) {
     const unsigned int count = tag.KnownLevelsCount();
@@ -47,14 +39,14 @@ std::uint64_t ETabulonPendingChanges::Index::KeyOf(const Levels& levels, By by,
     std::uint64_t key = 0;
     for (unsigned int place = 0, next = 0; next < levels.size(); ++place) {
         if (tag.LevelAt(place) == levels[next]) {
-            key = Mixed(key, tag.ValueAt(place).Hash());
+            key = detail::MixHash(key, tag.ValueAt(place).Hash());
             ++next;
         }
     }
     if (by == By::Code) {
-        key = Mixed(key, id->Code().FoldHash());
+        key = detail::MixHash(key, id->Code().FoldHash());
     } else if (by == By::Number) {
-        key = Mixed(key, id->Accelerator());
+        key = detail::MixHash(key, id->Accelerator());
     }
     return key;
 }

@@ -155,7 +155,7 @@ ETabulonGridAxe* ETabulonScoreCumuls::BuildAxeDesc() const {
 // -------------------------------------------------------------------------------------------- tags
 
 bool ETabulonScoreCumuls::IsComputeTag(const ETabulonTag& tag) const {
-    return root_.IsRoot() || tag == root_ || tag.IsChildOf(root_);
+    return tag.IsAtOrBelow(root_);
 }
 
 // Where a level has two keys, the root's values take up more keys than they are, and fewer levels

@@ -1,5 +1,6 @@
 #include "score/LabelMemo.h"
 
+#include "etabulon/foundation/detail/EHashMix.h"
 #include "etabulon/values/ETabulonTag.h"
 
 #include <algorithm>
@@ -11,24 +12,6 @@ namespace {
 
 constexpr std::size_t kFirstEntries = 64;
 constexpr std::uint16_t kNoType = 0xFFFF;
-
-const ETabulonValue* ValueAt(const ETabulonTag& tag, unsigned int level,
-                             unsigned int& place) noexcept {
-    const unsigned int count = tag.KnownLevelsCount();
-    if (place >= count || tag.LevelAt(place) != level) {
-        const int found = tag.PlaceOf(level);
-        if (found < 0) {
-            return nullptr;
-        }
-        place = static_cast<unsigned int>(found);
-    }
-    return &tag.ValueAt(place);
-}
-
-std::uint64_t Mix(std::uint64_t bits) noexcept {
-    bits *= 0x9E3779B97F4A7C15U;
-    return bits ^ (bits >> 32);
-}
 
 }  // namespace
 
@@ -48,7 +31,7 @@ bool LabelMemo::Read(const ETabulonTag& position) noexcept {
     auto* const bytes = reinterpret_cast<unsigned char*>(words_.data());
     std::size_t used = 0;
     for (Level& level : levels_) {
-        const ETabulonValue* const value = ValueAt(position, level.level, level.place);
+        const ETabulonValue* const value = position.Find(level.level, level.index);
         if (value == nullptr || value->Status() != ETabulonValue::ValNormal) {
             return false;
         }
@@ -72,7 +55,7 @@ bool LabelMemo::Read(const ETabulonTag& position) noexcept {
 std::size_t LabelMemo::PlaceOf(const Words& words) const noexcept {
     std::uint64_t hash = 0;
     for (const std::uint64_t word : words) {
-        hash = Mix(hash ^ word);
+        hash = MixHash(hash, word);
     }
     const std::size_t mask = entries_.size() - 1;
     std::size_t place = hash & mask;

@@ -42,7 +42,7 @@ private:
     };
     struct Level {
         unsigned int level;
-        unsigned int place;  // where the last tag held it
+        unsigned int index;  // in the last tag
         std::uint16_t type;  // of the first value; others are left to the caller
     };
 
@@ -50,8 +50,10 @@ private:
     void Grow();
 
     std::vector<Level> levels_;
-    Words words_{};               // of the label that was read
-    std::vector<Entry> entries_;  // open addressing, a power of two, a quarter of them free
+    Words words_{};  // of the label that was read
+    // Packed, half a cache line an entry, so not a HashIndex: open addressing, a power of two of
+    // entries, a quarter of them free.
+    std::vector<Entry> entries_;
     std::size_t count_ = 0;
 };
 

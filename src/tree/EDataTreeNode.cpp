@@ -1,7 +1,7 @@
 #include "etabulon/tree/EDataTreeNode.h"
 
-#include "etabulon/foundation/ENeverDestroyed.h"
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/foundation/detail/ENeverDestroyed.h"
 #include "etabulon/tree/EDataTree.h"
 #include "tree/NodeExtra.h"
 #include "tree/TreeFillPath.h"

@@ -1,4 +1,4 @@
-#include "etabulon/tree/TreeChildren.h"
+#include "etabulon/tree/detail/TreeChildren.h"
 
 #include "tree/TreeSiblings.h"
 

@@ -95,19 +95,11 @@ bool TreeFillPath::ReadValues(const ETabulonTag& tag) {
     if (!straight_) {
         return false;
     }
-    const unsigned count = tag.KnownLevelsCount();
     for (Rung& rung : rungs_) {
-        if (rung.place >= count || tag.LevelAt(rung.place) != rung.level) {
-            unsigned place = 0;
-            while (place < count && tag.LevelAt(place) != rung.level) {
-                ++place;
-            }
-            if (place == count) {
-                return false;
-            }
-            rung.place = place;
+        rung.value = tag.Find(rung.level, rung.index);
+        if (rung.value == nullptr) {
+            return false;
         }
-        rung.value = &tag.ValueAt(rung.place);
     }
     return true;
 }

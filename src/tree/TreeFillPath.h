@@ -63,7 +63,7 @@ private:
         explicit Rung(unsigned shown) : level(shown) {}
 
         unsigned level;
-        unsigned place = 0;  // of the level in the record's tag
+        unsigned index = 0;  // of the level in the record's tag
         const ETabulonValue* value = nullptr;
         EDataTreeNode* node = nullptr;
         // Where the node is the last record's, its hash alone is good: the one of the node's value.

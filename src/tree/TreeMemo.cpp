@@ -1,25 +1,14 @@
 #include "tree/TreeMemo.h"
 
+#include "etabulon/foundation/detail/EHashMix.h"
+
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <new>
 
 namespace etabulon::detail {
 
 namespace {
-
-constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15U;
-
-std::uint64_t Mix(std::uint64_t hash, std::uint64_t word) noexcept {
-    return std::rotl((hash ^ word) * kFactor, 29);
-}
-
-std::uint64_t WordAt(const char* bytes) noexcept {
-    std::uint64_t word = 0;
-    std::memcpy(&word, bytes, sizeof word);
-    return word;
-}
 
 /// By words, of which the last may overlap the one before it: texts here are short, and a call of
 /// memcmp costs as much as the comparison.
@@ -41,23 +30,6 @@ bool SameBytes(const char* a, const char* b, std::size_t length) noexcept {
     return WordAt(a + length - kWord) == WordAt(b + length - kWord);
 }
 
-std::uint32_t HashOf(std::uint32_t above, const char* bytes, std::size_t length) noexcept {
-    std::uint64_t hash = Mix(length, above);
-    std::uint64_t word = 0;
-    if (length >= sizeof word) {
-        const char* const last = bytes + length - sizeof word;
-        for (; bytes < last; bytes += sizeof word) {
-            hash = Mix(hash, WordAt(bytes));
-        }
-        word = WordAt(last);
-    } else {
-        for (std::size_t index = 0; index < length; ++index) {
-            word = word << 8 | static_cast<unsigned char>(bytes[index]);
-        }
-    }
-    return static_cast<std::uint32_t>((Mix(hash, word) * kFactor) >> 32);
-}
-
 }  // namespace
 
 TreeMemo::Key::Key(std::uint32_t above, const ETabulonValue& value) noexcept {
@@ -73,7 +45,7 @@ TreeMemo::Key::Key(std::uint32_t above, const ETabulonValue& value) noexcept {
     length_ = static_cast<std::uint8_t>(length);
     type_ = data.Type();
     size_ = data.Size();
-    hash_ = HashOf(above, bytes_, length);
+    hash_ = HashBytes(bytes_, length, above);
 }
 
 bool TreeMemo::Is(const Entry& entry, const Key& key) noexcept {

@@ -85,7 +85,9 @@ private:
     [[nodiscard]] static bool Is(const Entry& entry, const Key& key) noexcept;
     void Grow();
 
-    std::vector<Entry> entries_;  // open addressing, at most three quarters full
+    // Packed, one cache line an entry, so not a HashIndex: open addressing, at most three quarters
+    // full.
+    std::vector<Entry> entries_;
     std::vector<std::uint32_t> keyed_;
     std::size_t count_ = 0;
 };

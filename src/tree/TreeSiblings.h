@@ -90,8 +90,8 @@ private:
     std::vector<EDataTreeNode*> placed_;
     // While the children are few, 16 bits of the hash of each, by place, tell which to look at.
     std::array<std::uint16_t, kFewChildren> marks_;
-    // Once they are many: open addressing. A slot is 0, or place + 1 in as many bits as the number
-    // of slots has, with the hash's bits above them.
+    // Once they are many: open addressing, packed to four bytes a slot, so not a HashIndex. A slot
+    // is 0, or place + 1 in as many bits as the number of slots has, with the hash's bits above.
     std::vector<std::uint32_t> slots_;
 };
 

@@ -1,6 +1,7 @@
 #include "etabulon/values/ETabulonTag.h"
 
-#include "etabulon/foundation/ENeverDestroyed.h"
+#include "etabulon/foundation/detail/EHashMix.h"
+#include "etabulon/foundation/detail/ENeverDestroyed.h"
 
 namespace etabulon {
 
@@ -31,9 +32,9 @@ bool ETabulonTag::IsSame(const ETabulonTag& other) const noexcept {
     if (count != other.KnownLevelsCount()) {
         return false;
     }
-    // Entries are in rising order of level on both sides: equal tags match place by place.
-    for (unsigned int place = 0; place < count; ++place) {
-        if (LevelAt(place) != other.LevelAt(place) || !(ValueAt(place) == other.ValueAt(place))) {
+    // Entries are in rising order of level on both sides: equal tags match index by index.
+    for (unsigned int index = 0; index < count; ++index) {
+        if (LevelAt(index) != other.LevelAt(index) || !(ValueAt(index) == other.ValueAt(index))) {
             return false;
         }
     }
@@ -41,9 +42,9 @@ bool ETabulonTag::IsSame(const ETabulonTag& other) const noexcept {
 }
 
 const ETabulonValue& ETabulonTag::Value(unsigned int level) const {
-    const int place = values_.Find(level, FindExact);
-    E_EXPECTS(place >= 0);
-    return values_.At(static_cast<unsigned int>(place)).value;
+    const int index = values_.Find(level, FindExact);
+    E_EXPECTS(index >= 0);
+    return values_.At(static_cast<unsigned int>(index)).value;
 }
 
 bool ETabulonTag::HasValue(unsigned int level) const { return values_.Find(level, FindExact) >= 0; }
@@ -52,8 +53,8 @@ void ETabulonTag::SetValue(unsigned int level, const ETabulonValue& value) { Slo
 
 PUniqueT<unsigned int> ETabulonTag::KnownLevels() const {
     PUniqueT<unsigned int> levels;
-    for (unsigned int place = 0; place < KnownLevelsCount(); ++place) {
-        levels.Add(LevelAt(place));
+    for (unsigned int index = 0; index < KnownLevelsCount(); ++index) {
+        levels.Add(LevelAt(index));
     }
     return levels;
 }
@@ -64,13 +65,13 @@ bool ETabulonTag::IsChildOf(const ETabulonTag& parent) const {
     if (count <= parentCount) {
         return false;
     }
-    unsigned int parentPlace = 0;
-    for (unsigned int place = 0; place < count && parentPlace < parentCount; ++place) {
-        while (parentPlace < parentCount && parent.LevelAt(parentPlace) < LevelAt(place)) {
-            ++parentPlace;
+    unsigned int parentIndex = 0;
+    for (unsigned int index = 0; index < count && parentIndex < parentCount; ++index) {
+        while (parentIndex < parentCount && parent.LevelAt(parentIndex) < LevelAt(index)) {
+            ++parentIndex;
         }
-        if (parentPlace < parentCount && parent.LevelAt(parentPlace) == LevelAt(place) &&
-            !(ValueAt(place) == parent.ValueAt(parentPlace))) {
+        if (parentIndex < parentCount && parent.LevelAt(parentIndex) == LevelAt(index) &&
+            !(ValueAt(index) == parent.ValueAt(parentIndex))) {
             return false;
         }
     }
@@ -79,19 +80,28 @@ bool ETabulonTag::IsChildOf(const ETabulonTag& parent) const {
 
 Chaine ETabulonTag::DisplayID() const {
     Chaine text("[");
-    for (unsigned int place = 0; place < KnownLevelsCount(); ++place) {
-        if (place != 0) {
+    for (unsigned int index = 0; index < KnownLevelsCount(); ++index) {
+        if (index != 0) {
             text.Append(", ");
         }
-        text += ValueAt(place).DisplayValue();
+        text += ValueAt(index).DisplayValue();
     }
     text.Append(']');
     return text;
 }
 
 const ETabulonValue* ETabulonTag::Find(unsigned int level) const {
-    const int place = values_.Find(level, FindExact);
-    return place < 0 ? nullptr : &values_.At(static_cast<unsigned int>(place)).value;
+    const int index = values_.Find(level, FindExact);
+    return index < 0 ? nullptr : &values_.At(static_cast<unsigned int>(index)).value;
+}
+
+const ETabulonValue* ETabulonTag::FindElsewhere(unsigned int level, unsigned int& index) const {
+    const int found = IndexOf(level);
+    if (found < 0) {
+        return nullptr;
+    }
+    index = static_cast<unsigned int>(found);
+    return &ValueAt(index);
 }
 
 ETabulonValue& ETabulonTag::Slot(unsigned int level) {
@@ -99,13 +109,11 @@ ETabulonValue& ETabulonTag::Slot(unsigned int level) {
 }
 
 std::uint32_t ETabulonTag::Hash() const noexcept {
-    std::uint32_t hash = KnownLevelsCount();
-    for (unsigned int place = 0; place < KnownLevelsCount(); ++place) {
-        hash = (hash ^ (LevelAt(place) * 0x85EBCA6BU)) * 0x9E3779B1U;
-        hash = (hash ^ ValueAt(place).Hash()) * 0x9E3779B1U;
-        hash ^= hash >> 15;
+    std::uint64_t hash = KnownLevelsCount();
+    for (unsigned int index = 0; index < KnownLevelsCount(); ++index) {
+        hash = detail::MixHash(hash, std::uint64_t{LevelAt(index)} << 32 | ValueAt(index).Hash());
     }
-    return hash;
+    return detail::HashNumber(hash);
 }
 
 }  // namespace etabulon

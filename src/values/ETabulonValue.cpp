@@ -1,5 +1,7 @@
 #include "etabulon/values/ETabulonValue.h"
 
+#include "etabulon/foundation/detail/EHashMix.h"
+
 namespace etabulon {
 
 namespace {
@@ -77,7 +79,8 @@ bool ETabulonValue::IsIdenticalTo(const ETabulonValue& other) const {
 }
 
 std::uint32_t ETabulonValue::Hash() const noexcept {
-    const auto salt = static_cast<std::uint32_t>(status_) * 0x9E3779B9U;
+    const auto salt =
+        static_cast<std::uint32_t>(status_) * static_cast<std::uint32_t>(detail::kHashFactor);
     return status_ == ValNull ? salt : salt ^ data_.Hash();
 }
 

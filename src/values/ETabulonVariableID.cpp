@@ -1,6 +1,6 @@
 #include "etabulon/values/ETabulonVariableID.h"
 
-#include "etabulon/foundation/ENeverDestroyed.h"
+#include "etabulon/foundation/detail/ENeverDestroyed.h"
 
 namespace etabulon {
 

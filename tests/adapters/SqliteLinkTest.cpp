@@ -167,6 +167,48 @@ TEST_F(SqliteLinks, FailAtEachReadOfASaveThatSavesNothing) {
     }
 }
 
+TEST_F(SqliteLinks, ThatEndTheSessionAreTheCauseOfLaterRefusals) {
+    Make(4, 1, 3000);  // each name is on a page of its own
+    FaultVfs vfs;
+    OpenTable("t");
+    StepCursor cursor;
+    cursor.Init(ByName(), table.get(), false);
+    ASSERT_EQ(table->BeginAtomic(), DataOk);
+    ASSERT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
+    vfs.Arm(FaultAt(FaultVfs::kRead, 1));
+    EXPECT_EQ(cursor.CallGetNext(), static_cast<CursorStatus>(DataOther));
+    vfs.Disarm();
+    const std::string cause = table->LastErrorText().c_str();
+    EXPECT_EQ(cause.find("linked table p can't be read"), 0U) << cause;
+    EXPECT_FALSE(table->DeleteOne(4));
+    EXPECT_NE(table->LastErrorText().View().find(cause), std::string_view::npos)
+        << table->LastErrorText().c_str();
+    EXPECT_EQ(table->Commit(), ESqlOutcome::RolledBack);
+    Close();
+}
+
+TEST_F(SqliteLinks, AreCancelledWithinOneRead) {
+    // Nothing orders p by its codes: the linked record is the last one that is looked at.
+    Run("CREATE TABLE p(id INTEGER PRIMARY KEY, code TEXT, name TEXT);"
+        "CREATE TABLE t(id INTEGER PRIMARY KEY, p TEXT REFERENCES p(code));"
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM n WHERE i<20000)"
+        "INSERT INTO p SELECT i,'c'||i,hex(zeroblob(60)) FROM n;"
+        "UPDATE p SET name='last' WHERE id=20000; INSERT INTO t VALUES(1,'c20000')");
+    FaultVfs vfs;
+    OpenTable("t", {}, ESqlOpenMode::ReadOnly);
+    ETabulonCursorSql cursor;
+    cursor.Init(ByName(), table.get(), false);
+    FaultVfs::Fault cancel = FaultAt(FaultVfs::kRead, 10);
+    cancel.code = SQLITE_OK;
+    cancel.onHit = [&cursor] { cursor.Cancel(); };
+    vfs.Arm(cancel);
+    EXPECT_EQ(Walked(cursor).find("reset [] | cancel!-2 linked table p can't be read: "), 0U);
+    EXPECT_LT(vfs.Count(), 200U);
+    vfs.Disarm();
+    EXPECT_EQ(Walked(cursor), "reset [] | last");
+    Close();
+}
+
 TEST_F(SqliteLinks, OfADamagedTableNameIt) {
     Make(3, 1, 0);
     Damage();
@@ -187,14 +229,18 @@ TEST_F(SqliteLinks, ToATableThatWentFailTheReset) {
     Make(3, 1, 0);
     OpenTable("t");
     ETabulonCursorSql cursor;
-    cursor.Init(ByName(), table.get(), false);
-    Run("ALTER TABLE p RENAME TO q");
-    for (int turn = 0; turn < 2; ++turn) {
-        EXPECT_EQ(Walked(cursor).find("reset [] | error(1005)!1005 linked table p can't be read: "),
-                  0U);
+    for (const char* const whole : {"reset [] | name1 | name2 | name3", "reset [] | done"}) {
+        cursor.Init(ByName(), table.get(), false);
+        Run("ALTER TABLE p RENAME TO q");
+        for (int turn = 0; turn < 2; ++turn) {
+            EXPECT_EQ(
+                Walked(cursor).find("reset [] | error(1005)!1005 linked table p can't be read: "),
+                0U);
+        }
+        Run("ALTER TABLE q RENAME TO p");
+        EXPECT_EQ(Walked(cursor), whole);
+        Run("DELETE FROM t");  // without a record to be linked from it fails all the same
     }
-    Run("ALTER TABLE q RENAME TO p");
-    EXPECT_EQ(Walked(cursor), "reset [] | name1 | name2 | name3");
 }
 
 TEST_F(SqliteLinks, SeeWhatTheSessionHasWritten) {

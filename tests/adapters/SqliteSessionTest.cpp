@@ -49,6 +49,7 @@ protected:
     std::string Rows() { return Ask("SELECT id||a FROM t ORDER BY id"); }
 
     sqlite3* other = nullptr;
+    int number = 0;
 };
 
 // ------------------------------------------------------------------------- the end of a session
@@ -132,6 +133,77 @@ TEST_F(SqliteSession, OfARecordWithoutAPositionNothingStays) {
     EXPECT_EQ(table->Insert(), kNoPosition);
     EXPECT_EQ(table->status, DataOther);
     EXPECT_EQ(Rows(), "");
+}
+
+TEST_F(SqliteSession, BeginsWhateverStatementsAreKept) {
+    Run("CREATE TABLE t(id INTEGER PRIMARY KEY, a, b, c, d, e, f, g); INSERT INTO t(id) VALUES(1)");
+    // Of each set of columns there is a statement of its own, and 64 are kept.
+    const auto update = [this](unsigned columns) {
+        EXPECT_EQ(table->RePos(1, false), 1);
+        for (unsigned column = 0; column < 7; ++column) {
+            if ((columns >> column & 1U) != 0) {
+                SetText(std::string(1, static_cast<char>('a' + column)).c_str(),
+                        std::to_string(++number));
+            }
+        }
+        return table->Update(kNoPosition);
+    };
+    for (unsigned kept = 58; kept <= 66; ++kept) {
+        OpenTable("t");
+        for (unsigned columns = 1; columns <= kept; ++columns) {
+            ASSERT_EQ(update(columns), 1);
+        }
+        ASSERT_EQ(table->BeginAtomic(), DataOk);
+        EXPECT_EQ(update(kept + 1), 1) << table->LastErrorText().c_str();
+        EXPECT_EQ(table->Commit(), ESqlOutcome::Committed);
+    }
+}
+
+// ------------------------------------------------------------------------------ walks by key
+
+TEST_F(SqliteSession, AWalkByKeySeesOneStateUntilItsEnd) {
+    for (const char* const journal : {"wal", "delete"}) {
+        SCOPED_TRACE(journal);
+        std::filesystem::remove(path);
+        Run("PRAGMA journal_mode=" + std::string(journal) + ';' + kFiveRows);
+        OpenTable("t", {}, ESqlOpenMode::ReadOnly);
+        const bool isWal = journal == std::string("wal");
+        const auto write = [&](const char* statement) {
+            // With a rollback journal the walk keeps writers waiting instead.
+            sqlite3_open(path.c_str(), &other);
+            const int code = sqlite3_exec(other, statement, nullptr, nullptr, nullptr);
+            sqlite3_close(std::exchange(other, nullptr));
+            return code;
+        };
+        const int met = isWal ? SQLITE_OK : SQLITE_BUSY;
+        const auto rest = [&](bool forward) {
+            std::string seen;
+            while ((forward ? table->GetNext() : table->GetPrevious()) != kNoPosition) {
+                seen += Text("id") + Text("a");
+            }
+            EXPECT_EQ(table->status, DataEnd);
+            return seen;
+        };
+        ASSERT_EQ(table->GetLast(), 5);
+        EXPECT_EQ(write("UPDATE t SET a = 'b'; DELETE FROM t WHERE id = 2"), met);
+        EXPECT_EQ(rest(false), "4a3a2a1a");
+        // A walk that turns keeps its state; the end gives it up.
+        ASSERT_EQ(table->GetFirst(), 1);
+        ASSERT_NE(table->GetNext(), kNoPosition);
+        EXPECT_EQ(write("UPDATE t SET a = 'c'"), met);
+        EXPECT_EQ(rest(false), isWal ? "1b" : "1a");
+        EXPECT_EQ(write("UPDATE t SET a = 'd'"), SQLITE_OK);
+        EXPECT_EQ(rest(true), isWal ? "1d3d4d5d" : "1d2d3d4d5d");
+        EXPECT_EQ(write("UPDATE t SET a = 'e'"), SQLITE_OK);
+        // So does a walk from a place.
+        ASSERT_EQ(table->RePos(3, false), 3);
+        ASSERT_EQ(table->GetNext(), 4);
+        EXPECT_EQ(write("UPDATE t SET a = 'f'"), met);
+        EXPECT_EQ(rest(true), "5e");
+        table->EndWalk();
+        EXPECT_EQ(write("UPDATE t SET a = 'g'"), SQLITE_OK);
+        table.reset();
+    }
 }
 
 // -------------------------------------------------------------------------------- missed writes

@@ -116,6 +116,31 @@ TEST_F(SqliteStored, IsWhatWasSetOrTheWriteFails) {
     }
 }
 
+/// As many columns as a table can have: a result has no room for all of them and the row number.
+TEST_F(SqliteStored, IsComparedInEachOfTwoThousandColumns) {
+    std::string columns;
+    for (int column = 1; column <= 2000; ++column) {
+        columns += (column == 1 ? "c" : ", c") + std::to_string(column) + " INTEGER";
+    }
+    Run("CREATE TABLE t(" + columns + ")");
+    const ESqliteTypeHints hints{{"t.c2000", TYPE_CHAINE}};
+    source = ESqliteSource::Open(path.c_str(), ESqlOpenMode::ReadWrite, error, hints);
+    table = source->OpenTable("t", error);
+    const auto insert = [this](const char* last) {
+        table->ClearFields();
+        for (std::uint16_t field = 0; field < 1999; ++field) {
+            table->SetField(field, Whole(field));
+        }
+        table->SetField(1999, Str(last));
+        return table->Insert();
+    };
+    EXPECT_EQ(insert("007"), kNoPosition);
+    EXPECT_EQ(table->status, DataConstraint);
+    EXPECT_NE(table->LastErrorText().View().find("column c2000"), std::string_view::npos);
+    EXPECT_EQ(insert("7"), 1) << table->LastErrorText().c_str();
+    EXPECT_EQ(Ask("SELECT c1 + c1999 + c2000 FROM t"), "2005");
+}
+
 TEST_F(SqliteStored, ATriggerMayMakeSomethingElseOfIt) {
     Run("CREATE TABLE t(id INTEGER PRIMARY KEY, v TEXT); INSERT INTO t VALUES(1,'a');"
         "CREATE TRIGGER u AFTER UPDATE ON t BEGIN UPDATE t SET v = upper(v); END");

@@ -102,7 +102,7 @@ void CommandRun::ReadAtLeast(std::size_t bytes) {
     }
 }
 
-void CommandRun::Interrupt() const { kill(process_, SIGINT); }
+void CommandRun::Interrupt(int signal) const { kill(process_, signal); }
 
 bool CommandRun::IsRunning() const {
     siginfo_t ended{};

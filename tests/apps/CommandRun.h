@@ -1,5 +1,6 @@
 #pragma once
 
+#include <signal.h>
 #include <sys/types.h>
 
 #include <initializer_list>
@@ -23,7 +24,7 @@ public:
 
     /// Reads stdout until it has at least this many bytes.
     void ReadAtLeast(std::size_t bytes);
-    void Interrupt() const;
+    void Interrupt(int signal = SIGINT) const;
     [[nodiscard]] bool IsRunning() const;
     /// Ends reading: what the program writes from here on fails.
     void CloseOutput();

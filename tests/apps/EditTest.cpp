@@ -404,6 +404,32 @@ TEST_F(Edit, AFileThatMayOnlyBeReadStaysAsItIs) {
     EXPECT_EQ(result.err.find("etabulon: nothing was saved: "), 0U) << result.err;
 }
 
+TEST_F(Edit, AtAMissingValueLeavesWhatOnlyReadsSo) {
+    EXPECT_EQ(Ask("CREATE TABLE odd(id INTEGER PRIMARY KEY, n INT, a TEXT);"
+                  "INSERT INTO odd VALUES(1,'seven','x'),(2,NULL,'x'),(3,7,'x')"),
+              "");
+    const auto save = [this](const char* option, const char* edit) {
+        return RunCommand({"edit", path, "odd", "--levels", "a", option, edit, "--save"});
+    };
+    const auto rows = [this] { return Ask("SELECT id, n, a FROM odd"); };
+    const std::string before = rows();
+    for (const auto& [option, edit] :
+         {std::pair("--delete", "n=NULL"), std::pair("--set", "n=NULL:a=y"),
+          std::pair("--set", "n=NULL,a=x:n=5")}) {
+        const CommandResult result = save(option, edit);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.err.find("etabulon: nothing was saved: record id=1 of table odd can't be"),
+                  0U)
+            << result.err;
+        EXPECT_NE(result.err.find("column n holds seven"), std::string::npos) << result.err;
+        EXPECT_EQ(rows(), before);
+    }
+    // At another place the text goes with its record.
+    EXPECT_EQ(save("--delete", "id=1").out, "0 updated, 0 inserted, 1 deleted\n");
+    EXPECT_EQ(save("--delete", "n=NULL").out, "0 updated, 0 inserted, 1 deleted\n");
+    EXPECT_EQ(rows(), "3,7,x|");
+}
+
 TEST_F(Edit, CtrlCInASaveTakesItBack) {
     EXPECT_EQ(
         Ask("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 100000) "

@@ -201,5 +201,28 @@ TEST(InterruptedLine, IsWrittenToItsEndUnlessInterruptedAgain) {
     EXPECT_EQ(twice.status, 130);
 }
 
+/// The script of a save that failed is being written while the signals come.
+TEST(InterruptedSave, SaysThatNothingWasSavedWhicheverSignalEndsIt) {
+    const TestFolder folder;
+    const std::string database = folder.MakeDatabase("t.db", "CREATE VIEW v AS SELECT 1 AS a");
+    std::string script;
+    for (int a = 0; a < 40000; ++a) {
+        script += "delete a=" + std::to_string(a) + '\n';
+    }
+    const std::string file = folder.MakeFile("script", script);
+    for (const int second : {SIGINT, SIGTERM}) {
+        CommandRun run({"edit", database, "v", "--script", file, "--save"});
+        run.ReadAtLeast(1);
+        run.Interrupt();
+        while (run.IsRunning()) {
+            run.Interrupt(second);
+            usleep(1000);
+        }
+        run.Finish();
+        EXPECT_EQ(run.err, "etabulon: cancelled: nothing was saved\n");
+        EXPECT_EQ(run.status, 128 + second);
+    }
+}
+
 }  // namespace
 }  // namespace etabulon

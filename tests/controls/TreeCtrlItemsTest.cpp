@@ -1,4 +1,5 @@
 #include "ControlFixture.h"
+#include "support/AllocationCount.h"
 
 #include <algorithm>
 #include <vector>
@@ -255,6 +256,15 @@ INSTANTIATE_TEST_SUITE_P(
             "all/FR", {}, true, "-all{-DE{+Berlin +Bonn} *-FR{+Lyon -Paris{2021 2022}} +de}", ""},
         VanishingCase{
             "all/FR/Paris/2022", {1, 2}, true, "-all{-DE{+Berlin +Bonn} +FR *+de}", "[de]"}));
+
+TEST_F(TreeCtrlItems, GoWithoutTakingMemory) {
+    Fill();
+    view.SelectItem(nullptr);
+    const AllocationCount count;
+    view.ETreeViewItems::DeleteItem(kTreeRoot);  // as destructors do
+    EXPECT_EQ(count.Taken(), 0U);
+    EXPECT_EQ(view.ItemCount(), 0U);
+}
 
 TEST_F(TreeCtrlItems, RootEntryOutlivesItsItem) {
     Fill();

@@ -64,20 +64,58 @@ TEST_F(LinkFailures, EndTheResetWhereNoLookupCanBeOpened) {
     const ERef<WalkTrace> trace = MakeRef<WalkTrace>();
     const ECursorListening listening(cursor, *trace);
     sources[1]->openFailure = {DataConnectionLost, 14, "cities can't be opened"};
-    for (int turn = 0; turn < 2; ++turn) {
-        EXPECT_EQ(cursor.Browse(ETabulonTag::Null), static_cast<CursorStatus>(DataConnectionLost));
-        EXPECT_EQ(cursor.LinkError().text, Chaine("cities can't be opened"));
-        EXPECT_EQ(trace->Take(), "reset [] | error(1003)");
+    const auto empty = test::MakeTable(rubric);  // of which no record would ask for a link
+    const ETabulonLevels levels = cursor.Levels();
+    for (EDataMemory* const each : {empty.get(), table.get()}) {
+        cursor.Init(levels, each, /*ownsTable=*/false);
+        for (int turn = 0; turn < 2; ++turn) {
+            EXPECT_EQ(cursor.Browse(ETabulonTag::Null),
+                      static_cast<CursorStatus>(DataConnectionLost));
+            EXPECT_EQ(cursor.LinkError().text, Chaine("cities can't be opened"));
+            EXPECT_EQ(trace->Take(), "reset [] | error(1003)");
+        }
     }
     sources[1]->openFailure = EDataError{};
     EXPECT_EQ(cursor.Browse(Tag({{0, "France"}})), StatusOk);
     EXPECT_EQ(trace->Take(), "reset [France] | Paris | Paris");
 }
 
-TEST_F(LinkFailures, AreToldOfPathsThatDoNotResolve) {
-    EXPECT_TRUE(cursor.DeclareLinkField("place>land>name"));
+// Of levels, their labels and calculations, behind links and not, also through a relay.
+TEST_F(LinkFailures, AndMisspelledNamesAreFoundBeforeAWalk) {
+    EXPECT_TRUE(cursor.DeclareLinkField("place>land>code"));
     EXPECT_FALSE(cursor.DeclareLinkField("place>ghost"));
     EXPECT_FALSE(cursor.DeclareLinkField("place>ghost"));
+    const auto codes = [](ETabulonCursor& asked) {
+        std::string text;
+        for (const ETabulonVariableID& variable :
+             asked.FindUnresolved({"id", "Sales.city", "place>land>code", "place>ghost", "ID2",
+                                   "place>land>capital", "ghost", "id2"})) {
+            text += std::string(variable.Code().View()) + " ";
+        }
+        return text;
+    };
+    EXPECT_EQ(codes(cursor), "place>ghost ID2 place>land>capital ghost ");
+    EXPECT_EQ(cursor.Browse(ETabulonTag::Null), StatusOk);
+    ETabulonLevels levels;
+    levels.AddLevel("City", "place>name", "plaec>name", nullptr, /*addRef=*/false);
+    ETabulonCursorRelay relay(&cursor);
+    relay.Init(levels);
+    EXPECT_EQ(codes(relay), "plaec>name place>ghost ID2 place>land>capital ghost ");
+}
+
+TEST(CursorOnNoTable, FailsEachStepAndHasNoUpdater) {
+    ETabulonCursorEData cursor;
+#if defined(ETABULON_CHECKS)
+    EXPECT_DEATH(cursor.Browse(ETabulonTag::Null), "expected: table_ != nullptr");
+    EXPECT_DEATH(cursor.Init(ETabulonLevels(), nullptr, false), "expected: table != nullptr");
+#else
+    for (int turn = 0; turn < 2; ++turn) {
+        EXPECT_EQ(cursor.Browse(ETabulonTag::Null), static_cast<CursorStatus>(DataOther));
+        EXPECT_EQ(cursor.Updater(), nullptr);
+        EXPECT_FALSE(cursor.CanResolve("id"));
+        cursor.Init(ETabulonLevels(), nullptr, /*ownsTable=*/true);
+    }
+#endif
 }
 
 }  // namespace

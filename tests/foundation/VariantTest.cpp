@@ -111,6 +111,27 @@ std::vector<EVariant> TrickyValues() {
     return pool;
 }
 
+TEST(Variant, MakesAVariantOfEveryArithmeticType) {
+    const auto told = [](const EVariant& value) {
+        return std::to_string(value.Type()) + ":" + Text(value);
+    };
+    const auto of = [&](std::uint16_t type, const char* text) { return told(Of(type, text)); };
+    EXPECT_EQ(told(true), of(TYPE_LONG, "1"));
+    EXPECT_EQ(told('a'), of(TYPE_LONG, "97"));
+    EXPECT_EQ(told(static_cast<short>(-3)), of(TYPE_LONG, "-3"));
+    EXPECT_EQ(told(static_cast<unsigned short>(3)), of(TYPE_LONG, "3"));
+    EXPECT_EQ(told(3000000000U), of(TYPE_UINT32, "3000000000"));
+    EXPECT_EQ(told(5000000000UL), of(TYPE_UINT32, "4294967295"));
+    EXPECT_EQ(told(5000000000L), of(TYPE_INT64, "5000000000"));
+    EXPECT_EQ(told(-5000000000LL), of(TYPE_INT64, "-5000000000"));
+    EXPECT_EQ(told(18446744073709551615ULL), of(TYPE_UINT64, "18446744073709551615"));
+    EXPECT_EQ(told(0.5F), of(TYPE_DOUBLE, "0.5"));
+    EXPECT_EQ(told(0.25), of(TYPE_DOUBLE, "0.25"));
+    EXPECT_EQ(told(0.125L), of(TYPE_DOUBLE, "0.125"));
+    EXPECT_EQ(told(std::string("a\0b", 3)), of(TYPE_CHAINE, "") + std::string("a\0b", 3));
+    EXPECT_EQ(told(std::string_view("view")), of(TYPE_CHAINE, "view"));
+}
+
 TEST(AllValues, HaveOneTotalOrder) {
     const std::vector<EVariant> pool = TrickyValues();
     const std::size_t size = pool.size();

@@ -127,16 +127,16 @@ bool SqlLookup::Fetch(const EFieldKey& values, Row& row) {
     if (!BindKey(values)) {
         return true;
     }
-    const ESqlStep step = statement_->Step();
-    if (step == ESqlStep::Row) {
-        row = std::make_unique<ERecordBuffer>(layout_);
-        row_.record = static_cast<std::byte*>(row->Get());
+    row = std::make_unique<ERecordBuffer>(layout_);
+    row_.record = static_cast<std::byte*>(row->Get());
+    const ESqlStep step = statement_->StepWalk(row_);  // links are read in steps of walks
+    if (step != ESqlStep::Row) {
+        row.reset();
     }
-    if (step == ESqlStep::Failed || (step == ESqlStep::Row && !statement_->ReadRow(row_))) {
+    if (step == ESqlStep::Failed) {
         NoteError();
-        return false;
     }
-    return true;
+    return step != ESqlStep::Failed;
 }
 
 /// False for a key that no record can have.

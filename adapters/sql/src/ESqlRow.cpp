@@ -153,20 +153,6 @@ ESqlValue ESqlRow::Value(const ESqlCell& cell, const std::byte* record, char* te
     }
 }
 
-bool ESqlRow::CanStore(const ESqlCell& cell, const std::byte* record) noexcept {
-    switch (cell.kind) {
-        case ESqlCell::Kind::Date:
-        case ESqlCell::Kind::Time:
-        case ESqlCell::Kind::Timestamp: {
-            char text[kIsoCapacity];
-            return IsMissing(cell, record) ||
-                   Value(cell, record, text).kind != ESqlValue::Kind::Null;
-        }
-        default:
-            return true;
-    }
-}
-
 bool ESqlRow::IsMissing(const ESqlCell& cell, const std::byte* record) noexcept {
     const std::byte* const at = record + cell.offset;
     return cell.IsSlot() ? Load<const Chaine::Body*>(at) == nullptr : at[cell.size] != std::byte{0};

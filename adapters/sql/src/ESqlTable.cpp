@@ -107,7 +107,9 @@ EPosition ESqlTable::StepElsewhere(bool forward) {
         s.error = s.walkFailure;
         return Leave(s.error.status);
     }
-    if (s.walk == State::Walk::Listed && !s.moved && (forward || s.listIsWhole)) {
+    const bool isBeforeList = s.walk == State::Walk::Listed && s.listAt < 0;
+    if (s.walk == State::Walk::Listed && !s.moved &&
+        (s.listIsWhole || (forward && !isBeforeList))) {
         return StepListed(forward);
     }
     if (s.walk == State::Walk::Ended && !s.moved && forward) {
@@ -117,13 +119,15 @@ EPosition ESqlTable::StepElsewhere(bool forward) {
     const bool isPastList =
         s.walk == State::Walk::Listed && s.listAt >= static_cast<std::int64_t>(s.keys.size());
     const bool fromEnd = (s.walk == State::Walk::Ended || isPastList) && !s.moved;
+    const bool fromStart = s.walk == State::Walk::Listed && s.listAt < 0 && !s.moved;
     if (from == kNoPosition || (s.walk == State::Walk::None && !s.moved)) {
         return Leave(DataNoCurrent);
     }
     const bool isListed = s.walk == State::Walk::Listed && s.listIsWhole;
     if (!isListed) {
-        EndWalk();
-        if (!s.ListKeys()) {
+        const bool isHeld = s.HoldState();  // before the steps so far let it go
+        EndSteps();
+        if (!isHeld || !s.ListKeys()) {
             s.BreakWalk();
             return Leave(s.error.status);
         }
@@ -132,8 +136,11 @@ EPosition ESqlTable::StepElsewhere(bool forward) {
     s.moved = false;
     if (fromEnd) {
         s.listAt = static_cast<std::int64_t>(s.keys.size());
+    } else if (fromStart) {
+        s.listAt = -1;
     } else if (!s.Locate(from)) {
         s.walk = State::Walk::None;
+        s.LetStateGo();
         return Leave(DataNoCurrent);  // outside the range, or gone since
     }
     return StepListed(forward);
@@ -146,6 +153,10 @@ EPosition ESqlTable::StepListed(bool forward) {
     for (;;) {
         s.listAt = std::clamp<std::int64_t>(s.listAt + (forward ? 1 : -1), -1, size);
         if (s.listAt < 0 || s.listAt >= size) {
+            // What comes behind the end is read from another state: by another list.
+            if (s.LetStateGo() && size != 0) {
+                s.listIsWhole = false;
+            }
             return Leave(DataEnd);
         }
         if (s.IsCancelled()) {
@@ -210,9 +221,12 @@ EPosition ESqlTable::Arrive(EPosition newPosition) {
 }
 
 void ESqlTable::FailWalk(const ESqlError& error) {
-    state_->error = error;
-    state_->BreakWalk();
-    Leave(error.status);
+    State& s = *state_;
+    s.error = error;
+    s.CheckAtomic();
+    s.NoteCancel();
+    s.BreakWalk();
+    Leave(s.error.status);
 }
 
 /// No current record, a blank buffer.
@@ -276,6 +290,11 @@ void ESqlTable::SetOrder(std::vector<unsigned> columns) {
 }
 
 void ESqlTable::EndWalk() {
+    EndSteps();
+    state_->LetStateGo();
+}
+
+void ESqlTable::EndSteps() {
     State& s = *state_;
     if (s.walk == State::Walk::Streaming) {
         s.TakeLoaded();

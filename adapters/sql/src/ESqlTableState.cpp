@@ -2,6 +2,7 @@
 
 #include <limits>
 #include <set>
+#include <utility>
 
 namespace etabulon {
 
@@ -212,6 +213,10 @@ bool ESqlTable::State::IsRefused() {
 
 void ESqlTable::State::NoteWalkError() {
     NoteEngineError();
+    NoteCancel();
+}
+
+void ESqlTable::State::NoteCancel() {
     if (error.status == DataLocked && interrupted.load()) {
         NoteError(kDataInterrupted, kCancelled);
     }
@@ -296,8 +301,34 @@ void ESqlTable::State::EndStreaming() noexcept {
 
 void ESqlTable::State::BreakWalk() {
     EndStreaming();
+    LetStateGo();
     walk = Walk::Broken;
     walkFailure = error;
+}
+
+bool ESqlTable::State::HoldState() {
+    if (writable || isHolding || info.keyKind == ESqlKeyKind::None) {
+        return true;
+    }
+    if (holder == nullptr) {
+        // A row in any case.
+        holder = connection->Prepare("SELECT (SELECT 1 FROM " +
+                                     std::string(info.qualifiedName.View()) + " LIMIT 1)");
+    }
+    ESqlRow none;
+    isHolding = holder != nullptr && holder->StepWalk(none) == ESqlStep::Row;
+    if (!isHolding) {
+        NoteWalkError();
+        LetStateGo();
+    }
+    return isHolding;
+}
+
+bool ESqlTable::State::LetStateGo() noexcept {
+    if (holder != nullptr) {
+        holder->Reset();
+    }
+    return std::exchange(isHolding, false);
 }
 
 bool ESqlTable::State::ListKeys() {
@@ -308,7 +339,7 @@ bool ESqlTable::State::ListKeys() {
         NoteError(DataBadStatement, "without a key it can only be walked forward");
         return false;
     }
-    if (IsCancelled() || !StartStatement(selectKey)) {
+    if (IsCancelled() || !HoldState() || !StartStatement(selectKey)) {
         return false;
     }
     ESqlStep step = ESqlStep::Done;

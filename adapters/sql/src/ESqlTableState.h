@@ -77,6 +77,8 @@ struct ESqlTable::State {
     [[nodiscard]] bool IsRefused();
     /// The same after a step of a walk, whose wait for a lock a cancel may have ended.
     void NoteWalkError();
+    /// Makes `error` that of a cancel if one has ended the wait that it tells of.
+    void NoteCancel();
     void NoteError(std::int32_t status, std::string_view what);
     /// True with `error` once the walk was interrupted.
     [[nodiscard]] bool IsCancelled();
@@ -96,6 +98,11 @@ struct ESqlTable::State {
     }
     void EndStreaming() noexcept;
     void BreakWalk();
+    /// Keeps the state of the database that is read from here on, until LetStateGo, for a table
+    /// that can't be written: its steps by key are statements of their own. False with `error`.
+    [[nodiscard]] bool HoldState();
+    /// True if a state was kept.
+    bool LetStateGo() noexcept;
     /// Takes the keys of the range; false with `error`.
     [[nodiscard]] bool ListKeys();
     /// Turns a streaming walk into one over the keys that are left.
@@ -159,6 +166,8 @@ struct ESqlTable::State {
     // a second statement, which walks in the same order and sees the same state.
     bool isKeyApart = false;
     std::unique_ptr<ISqlStatement> keyStatement;  // of a streaming walk; null where not apart
+    std::unique_ptr<ISqlStatement> holder;        // stands on its row while a state is kept
+    bool isHolding = false;
     std::vector<EPosition> keys;
     std::unordered_map<EPosition, std::size_t> keyPlaces;  // made when first needed
     /// Where writes in mid-walk have put records. If one of these places is still to come in the

@@ -137,6 +137,34 @@ ESqlTable::State::Find ESqlTable::State::FindValue(EPosition position, std::size
     return step == ESqlStep::Row ? Find::Found : Find::Gone;
 }
 
+std::int32_t ESqlTable::ReadStored(EPosition where, std::uint16_t field, EVariant& value) {
+    State& s = *state_;
+    s.ClearError();
+    value = EVariant();
+    const State::Address address = s.AddressOf(where);
+    if (field >= s.columns.size() || address.way == ESqlKeyWay::None) {
+        return DataGone;
+    }
+    ISqlStatement* const statement =
+        s.Prepared("SELECT " + SqlColumn(s.info, s.columns[field]) + " FROM " +
+                   s.info.qualifiedName.c_str() + SqlWhereKey(s.info, address.way, 1));
+    if (statement == nullptr) {
+        return s.error.status;
+    }
+    const SqlRun run(*statement);
+    State::BindKey(*statement, 1, address);
+    const ESqlStep step = statement->Step();
+    if (step == ESqlStep::Failed) {
+        s.NoteEngineError();
+        return s.error.status;
+    }
+    if (step == ESqlStep::Done) {
+        return DataGone;
+    }
+    SetSqlSegment(value, TYPE_CHAINE, statement->Column(0));
+    return DataOk;
+}
+
 std::string ESqlTable::State::Returning(std::span<const std::size_t> cells) {
     std::size_t most = cells.size();
     if (info.mostColumns != 0) {
@@ -153,11 +181,44 @@ std::string ESqlTable::State::Returning(std::span<const std::size_t> cells) {
     return SqlReturning(info, returned, storedRow);
 }
 
+/// Binds what is set in these cells, from the first parameter on. False with the table's error for
+/// what no value of the database stands for.
+bool ESqlTable::BindCells(ISqlStatement& statement, std::span<const std::size_t> cells) {
+    State& s = *state_;
+    char iso[kIsoCapacity];
+    int parameter = 0;
+    for (const std::size_t cell : cells) {
+        const ESqlValue value = ESqlRow::Value(s.row.cells[cell], s.row.record, iso);
+        if (value.kind == ESqlValue::Kind::Null &&
+            !ESqlRow::IsMissing(s.row.cells[cell], s.row.record)) {
+            const EField& set = Fields().At(static_cast<std::uint16_t>(cell));
+            s.NoteCell(cell, Shown(set),
+                       IsFloating(set)
+                           ? "what would be stored reads as NULL"
+                           : "days lie in the years 1 to 9999, and times within one day");
+            return false;
+        }
+        statement.Bind(++parameter, value);
+    }
+    return true;
+}
+
+/// The same as IsStored for cells that the write's result had no room for: by the record as it was
+/// read back. Triggers that wrote may have changed that.
+bool ESqlTable::IsStoredInLoaded(std::span<const std::size_t> cells) {
+    State& s = *state_;
+    if (cells.empty() || !s.isReadBack) {
+        return true;
+    }
+    s.layout.CopyRecord(s.stored.Get(), s.loaded.Get());
+    return IsStored(cells);
+}
+
 /// What a write has stored in these cells is what was set; false with the table's error.
 bool ESqlTable::IsStored(std::span<const std::size_t> cells) {
     State& s = *state_;
-    for (std::size_t i = 0; i < s.storedRow.cells.size(); ++i) {
-        const auto field = static_cast<std::uint16_t>(cells[i]);
+    for (const std::size_t cell : cells) {
+        const auto field = static_cast<std::uint16_t>(cell);
         const EField& set = Fields().At(field);
         const EField& stored = s.layout.At(field);
         if (set != stored) {

@@ -198,28 +198,16 @@ bool ESqlTable::ReadLoaded(EPosition where) {
 bool ESqlTable::RunWrite(const std::string& text, std::span<const std::size_t> cells,
                          EPosition where, EPosition* written) {
     State& s = *state_;
-    for (const std::size_t cell : cells) {
-        if (!ESqlRow::CanStore(s.row.cells[cell], s.row.record)) {
-            s.NoteCell(cell,
-                       std::string(Fields().At(static_cast<std::uint16_t>(cell)).AsChaine().View()),
-                       "days lie in the years 1 to 9999, and times within one day");
-            return false;
-        }
-    }
     std::int64_t rows = 0;
     {
         Write write(s);
-        ISqlStatement* const statement = s.Prepared(text);
-        if (statement == nullptr || !write.Begin()) {
+        // In this order: to begin may push other statements out of those that are kept.
+        ISqlStatement* const statement = write.Begin() ? s.Prepared(text) : nullptr;
+        if (statement == nullptr || !BindCells(*statement, cells)) {
             return false;
         }
-        char iso[kIsoCapacity];
-        int parameter = 0;
-        for (const std::size_t cell : cells) {
-            statement->Bind(++parameter, ESqlRow::Value(s.row.cells[cell], s.row.record, iso));
-        }
         if (where != kNoPosition) {
-            State::BindKey(*statement, parameter + 1, s.AddressOf(where));
+            State::BindKey(*statement, static_cast<int>(cells.size()) + 1, s.AddressOf(where));
         }
         const std::int64_t changesBefore = s.connection->TotalChanges();
         std::int64_t keys = 0;
@@ -229,8 +217,11 @@ bool ESqlTable::RunWrite(const std::string& text, std::span<const std::size_t> c
             return false;
         }
         if (rows == 1 && (written == nullptr || keys == 1)) {
-            const bool isWritten =
-                IsStored(cells) && (written == nullptr || ReadBack(*written)) && write.Commit();
+            const auto returned = cells.first(s.storedRow.cells.size());
+            const auto others = cells.subspan(returned.size());
+            const bool isWritten = IsStored(returned) &&
+                                   (written == nullptr || ReadBack(*written)) &&
+                                   (changesOthers || IsStoredInLoaded(others)) && write.Commit();
             if (isWritten && changesOthers) {
                 s.source.Walks().fetch_add(1);
             }

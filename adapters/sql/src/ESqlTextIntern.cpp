@@ -1,7 +1,5 @@
 #include "etabulon/sql/ESqlTextIntern.h"
 
-#include <bit>
-
 namespace etabulon {
 
 namespace {
@@ -16,34 +14,13 @@ void Put(void* slot, Chaine::Body* body) noexcept { std::memcpy(slot, &body, siz
 
 }  // namespace
 
-// By words, of which the last may overlap the one before.
-std::uint32_t ESqlTextIntern::HashOf(const char* bytes, std::size_t length) noexcept {
-    constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15U;
-    constexpr std::size_t kWord = sizeof(std::uint64_t);
-    std::uint64_t hash = length * kFactor;
-    std::uint64_t word = 0;
-    if (length >= kWord) {
-        for (std::size_t at = 0; at + kWord < length; at += kWord) {
-            hash = std::rotl((hash ^ WordAt<std::uint64_t>(bytes + at)) * kFactor, 29);
-        }
-        word = WordAt<std::uint64_t>(bytes + length - kWord);
-    } else if (length >= kWord / 2) {
-        word = std::uint64_t{WordAt<std::uint32_t>(bytes)} << 32 |
-               WordAt<std::uint32_t>(bytes + length - kWord / 2);
-    } else {
-        std::memcpy(&word, bytes, length);
-    }
-    hash = (hash ^ word) * kFactor;
-    return static_cast<std::uint32_t>(hash >> 32);
-}
-
 void ESqlTextIntern::StoreOther(void* slot, Chaine::Body* held, const char* bytes,
                                 std::size_t length) {
     if (unique_ || length > kLongText) {
         StoreUnique(slot, held, bytes, length);
         return;
     }
-    const std::uint32_t hash = HashOf(bytes, length);
+    const std::uint32_t hash = detail::HashBytes(bytes, length);
     if (entries_.empty()) {
         entries_.resize(kFirstSize);
     }

@@ -95,6 +95,9 @@ CursorStatus ETabulonCursorSql::GetNext() {
 
 void ETabulonCursorSql::OnLinkFailed(const EDataError& error) {
     table_->FailWalk(error);
+    if (table_->status == kDataInterrupted) {
+        return FailFields(StatusCancelled);
+    }
     ETabulonCursorEData::OnLinkFailed(error);
 }
 

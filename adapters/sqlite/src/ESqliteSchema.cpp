@@ -40,6 +40,10 @@ public:
         : connection_(connection), hints_(hints) {}
 
     [[nodiscard]] bool Read(std::vector<ESqlTableInfo>& tables);
+    /// Why Read has failed.
+    [[nodiscard]] ESqlError Failure() const {
+        return failure_.status != DataOk ? failure_ : connection_.LastError();
+    }
 
 private:
     struct Entry {
@@ -61,6 +65,7 @@ private:
     ESqliteConnection& connection_;
     const ESqliteTypeHints& hints_;
     bool isUtf8_ = true;
+    ESqlError failure_;  // of a call within the rows of a statement
 };
 
 template <class Take>
@@ -74,7 +79,7 @@ bool SchemaReader::Each(const char* statement, const Chaine& bound, Take take) {
     while ((step = prepared->Step()) == ESqlStep::Row) {
         take(*prepared);
     }
-    return step == ESqlStep::Done;
+    return step == ESqlStep::Done && failure_.status == DataOk;
 }
 
 bool SchemaReader::Read(std::vector<ESqlTableInfo>& tables) {
@@ -194,13 +199,16 @@ void SchemaReader::Describe(const Entry& entry, ESqlColumn& column) {
     }
 }
 
-/// Empty where it isn't known.
+/// Empty with the failure where it can't be had: a table's column has one.
 Chaine SchemaReader::CollationOf(const ESqlTableInfo& table, const ESqlColumn& column) {
     const char* collation = nullptr;
-    const bool isKnown = sqlite3_table_column_metadata(
-                             connection_.Handle(), "main", table.name.c_str(), column.name.c_str(),
-                             nullptr, &collation, nullptr, nullptr, nullptr) == SQLITE_OK;
-    return isKnown && collation != nullptr ? Chaine(collation) : Chaine();
+    const int code = sqlite3_table_column_metadata(connection_.Handle(), "main", table.name.c_str(),
+                                                   column.name.c_str(), nullptr, &collation,
+                                                   nullptr, nullptr, nullptr);
+    if (code != SQLITE_OK && failure_.status == DataOk) {
+        failure_ = connection_.LastError();
+    }
+    return code == SQLITE_OK && collation != nullptr ? Chaine(collation) : Chaine();
 }
 
 /// An unquoted name of the row number that no column hides; empty where there is none.
@@ -274,7 +282,7 @@ bool SchemaReader::ReadKeyIndex(ESqlTableInfo& table, bool& hasIndex) {
             table.keyCollations[part] = " COLLATE " + Quoted(collations[part].front());
         }
     }
-    return isRead;
+    return isRead && failure_.status == DataOk;
 }
 
 bool SchemaReader::ReadForeignKeys(Entry& entry) {
@@ -320,11 +328,12 @@ bool SchemaReader::ReadForeignKeys(Entry& entry) {
 
 bool ReadSqliteSchema(ESqliteConnection& connection, const ESqliteTypeHints& hints,
                       std::vector<ESqlTableInfo>& tables, ESqlError& error) {
-    if (SchemaReader(connection, hints).Read(tables)) {
-        return true;
+    SchemaReader reader(connection, hints);
+    const bool isRead = reader.Read(tables);
+    if (!isRead) {
+        error = reader.Failure();
     }
-    error = connection.LastError();
-    return false;
+    return isRead;
 }
 
 }  // namespace etabulon

@@ -28,8 +28,7 @@ CursorStatus BrowseCursor::SetKeyRange(const ETabulonTag& tag, EData* table) con
 }
 
 bool BrowseCursor::IsInFilter() const {
-    return CliCursor::IsInFilter() &&
-           (place_.IsRoot() || CurrentTag() == place_ || CurrentTag().IsChildOf(place_));
+    return CliCursor::IsInFilter() && (place_.IsRoot() || CurrentTag().IsAtOrBelow(place_));
 }
 
 CursorStatus BrowseCursor::OnAcceptedByFilter() {

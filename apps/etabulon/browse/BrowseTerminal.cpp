@@ -132,12 +132,9 @@ public:
             }
         }
     }
-    ~CursesTerminal() override {
-        Close();
-        if (screen_ != nullptr) {
-            delscreen(screen_);
-        }
-    }
+    /// Leaves the screen to ncurses until the process ends. If memory ran out while ncurses set up
+    /// the colours, which it doesn't report, freeing the screen would read through a null pointer.
+    ~CursesTerminal() override { Close(); }
 
     [[nodiscard]] bool IsOpen() const noexcept { return screen_ != nullptr && !isClosed_; }
 

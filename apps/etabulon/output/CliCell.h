@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace etabulon {
@@ -44,6 +45,9 @@ public:
     [[nodiscard]] CliCell Of(const ETabulonValue& value);
     [[nodiscard]] static CliCell Of(bool value) noexcept {
         return {CliCellKind::Boolean, value ? "true" : "false"};
+    }
+    [[nodiscard]] static CliCell Of(const std::string& text) noexcept {
+        return Of(std::string_view(text));
     }
     [[nodiscard]] static CliCell Of(std::string_view text) noexcept {
         return {CliCellKind::Text, text};

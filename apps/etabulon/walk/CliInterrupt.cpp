@@ -14,6 +14,18 @@
 namespace etabulon {
 namespace {
 
+constexpr int kSignalExit = 128;
+
+/// Ends the process; async-signal-safe. Nothing is tidied up: the engine rolls back what a save
+/// hasn't committed.
+[[noreturn]] void EndSaving(int signal) noexcept {
+    constexpr std::string_view kWords = "etabulon: cancelled: nothing was saved\n";
+    static_cast<void>(::write(STDERR_FILENO, kWords.data(), kWords.size()));
+    _exit(kSignalExit + signal);
+}
+
+[[noreturn]] void EndReading(int signal) noexcept { _exit(kSignalExit + signal); }
+
 bool IsIgnored(int signal) {
     struct sigaction present {};
     return sigaction(signal, nullptr, &present) == 0 && present.sa_handler == SIG_IGN;
@@ -60,16 +72,12 @@ void CliInterrupt::Wait() {
     }
 }
 
-/// Nothing is tidied up: the engine rolls back what the process hasn't committed.
-void CliInterrupt::End(int signal) const {
-    if (saves_) {
-        constexpr std::string_view kWords = "etabulon: cancelled: nothing was saved\n";
-        static_cast<void>(::write(STDERR_FILENO, kWords.data(), kWords.size()));
-    }
-    _exit(kSignalExit + signal);
+CliExit CliInterrupt::Exit() const noexcept {
+    return static_cast<CliExit>(kSignalExit + raised_.load());
 }
 
 void CliInterrupt::Raise(int signal) {
+    const auto end = saves_ ? &EndSaving : &EndReading;
     {
         const std::lock_guard<std::mutex> guard(lock_);
         if (isCommitting_) {
@@ -79,20 +87,25 @@ void CliInterrupt::Raise(int signal) {
             return handler_();
         }
         if (raised_.exchange(signal) != 0) {
-            End(signal);
+            end(signal);
         }
         if (cursor_ != nullptr) {
             return cursor_->Cancel();
         }
     }
     // Stop may wait for a slow reader of the output. A second signal ends the process without it.
+    // No commit can begin meanwhile: this signal counts.
     struct sigaction atOnce {};
-    atOnce.sa_handler = [](int second) { _exit(kSignalExit + second); };
-    sigaction(SIGINT, &atOnce, nullptr);
-    sigaction(SIGTERM, &atOnce, nullptr);
+    atOnce.sa_handler = end;
+    for (const int second : {SIGINT, SIGTERM}) {
+        if (sigismember(&awaited_, second) != 0) {
+            sigaction(second, &atOnce, nullptr);
+        }
+    }
     pthread_sigmask(SIG_UNBLOCK, &awaited_, nullptr);
     output_.Stop();
-    End(signal);
+    pthread_sigmask(SIG_BLOCK, &awaited_, nullptr);
+    end(signal);
 }
 
 bool CliInterrupt::BeginCommit() {

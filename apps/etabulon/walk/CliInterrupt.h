@@ -34,9 +34,7 @@ public:
     /// A signal has cancelled the command.
     [[nodiscard]] bool IsRaised() const noexcept { return raised_.load() != 0; }
     /// The exit status of a cancelled program.
-    [[nodiscard]] CliExit Exit() const noexcept {
-        return static_cast<CliExit>(kSignalExit + raised_.load());
-    }
+    [[nodiscard]] CliExit Exit() const noexcept;
 
     /// To be called right before the commit: later signals are ignored, so that the program reports
     /// what it saved. Returns false if a signal has come before.
@@ -68,12 +66,10 @@ public:
     };
 
 private:
-    static constexpr int kSignalExit = 128;
     const bool saves_;
 
     void Wait();
     void Raise(int signal);
-    [[noreturn]] void End(int signal) const;
 
     CliOutput& output_;
     std::mutex lock_;

@@ -10,6 +10,7 @@
 #include <fmt/format.h>
 
 #include <string>
+#include <vector>
 
 namespace etabulon {
 namespace {
@@ -18,8 +19,7 @@ namespace {
 /// save is rolled back, and further records would be lost.
 class SavingCursor final : public CliCursor {
 public:
-    SavingCursor(const CliWalkContext& context, const CliEdits& edits)
-        : CliCursor(context.interrupt), context_(context), edits_(edits) {}
+    SavingCursor(const CliWalkContext& context, const CliEdits& edits);
 
     [[nodiscard]] const CliSaved& Saved() const noexcept { return saved_; }
     /// The text of the first failure; empty if there was none.
@@ -39,6 +39,7 @@ protected:
         place_ = tag;
         key_ = ShownKey(key);
         columns_.clear();
+        RefuseMisread(ETabulonPendingChanges::Update, key, tag, "updated");
         return CliCursor::StartUpdate(key, tag);
     }
     CursorStatus SetValue(const ETabulonVariableID& id, const ETabulonValue& value) override {
@@ -54,9 +55,14 @@ protected:
 
 private:
     [[nodiscard]] std::string ShownKey(const ETabulonPrimaryKey& key) const;
+    void RefuseMisread(ETabulonPendingChanges::ChangeType type, const ETabulonPrimaryKey& key,
+                       const ETabulonTag& tag, std::string_view done);
+    [[nodiscard]] std::string FindMisread(const ETabulonTag& place, const ETabulonPrimaryKey& key);
 
     const CliWalkContext& context_;
     const CliEdits& edits_;
+    std::vector<const ETabulonPendingChanges::Change*>
+        atMissing_;  // changes at places with a missing value
     CliSaved saved_;
     std::string failure_;
     ETabulonTag place_;
@@ -80,6 +86,63 @@ std::string SavingCursor::ShownKey(const ETabulonPrimaryKey& key) const {
                              WrittenValue(key.Fields().At(part)));
     }
     return shown;
+}
+
+SavingCursor::SavingCursor(const CliWalkContext& context, const CliEdits& edits)
+    : CliCursor(context.interrupt), context_(context), edits_(edits) {
+    const auto& script = edits.Changes().Script();
+    for (std::uint32_t index = 0; index < script.Size(); ++index) {
+        const ETabulonTag& place = script.At(index).Selection();
+        bool hasMissing = false;
+        for (unsigned int known = 0; known < place.KnownLevelsCount(); ++known) {
+            hasMissing = hasMissing || place.ValueAt(known).IsNull();
+        }
+        if (hasMissing) {
+            atMissing_.push_back(&script.At(index));
+        }
+    }
+}
+
+/// Refuses an edit at a place with a missing value if the record's own value only reads as missing,
+/// because it isn't of the column's type: the user would lose it unseen.
+void SavingCursor::RefuseMisread(ETabulonPendingChanges::ChangeType type,
+                                 const ETabulonPrimaryKey& key, const ETabulonTag& tag,
+                                 std::string_view done) {
+    for (const ETabulonPendingChanges::Change* const change : atMissing_) {
+        if (!failure_.empty() || change->Type() != type || !change->Matches(tag)) {
+            continue;
+        }
+        if (const std::string misread = FindMisread(change->Selection(), key); !misread.empty()) {
+            failure_ = fmt::format("record {} of table {} can't be {} as one without a value: {}",
+                                   ShownKey(key), Quoted(context_.table.Info().name.View()), done,
+                                   misread);
+            Cancel();
+        }
+    }
+}
+
+/// Describes such a value of the record, or the failure of reading it; empty if there is none.
+std::string SavingCursor::FindMisread(const ETabulonTag& place, const ETabulonPrimaryKey& key) {
+    for (unsigned int known = 0; known < place.KnownLevelsCount(); ++known) {
+        const Chaine code = Levels().GetLevel(place.LevelAt(known)).DataID().Code();
+        const int field = Table()->Fields().IndexOf(code);
+        if (!place.ValueAt(known).IsNull() || field < 0) {
+            continue;
+        }
+        EVariant stored;
+        const std::int32_t status =
+            Table()->ReadStored(key.Position(), static_cast<std::uint16_t>(field), stored);
+        if (status != DataOk) {
+            return TextOf(*Table(), status);
+        }
+        if (!stored.IsMissing()) {
+            const unsigned column = Table()->Columns()[static_cast<std::size_t>(field)];
+            return fmt::format("column {} holds {}, which isn't of its type and reads as NULL",
+                               Quoted(context_.table.Info().columns[column].name.View()),
+                               WrittenValue(stored));
+        }
+    }
+    return {};
 }
 
 void SavingCursor::Fail(CursorStatus status, std::string_view doing) {
@@ -109,6 +172,7 @@ CursorStatus SavingCursor::Save() {
 }
 
 CursorStatus SavingCursor::Delete(const ETabulonPrimaryKey& key, const ETabulonTag& tag) {
+    RefuseMisread(ETabulonPendingChanges::Delete, key, tag, "deleted");
     const CursorStatus status = CliCursor::Delete(key, tag);
     ++saved_.deleted;
     if (status != StatusOk) {

@@ -102,6 +102,16 @@ public:
     /// reset.
     void GetCursorExclusive();
 
+    /// Whether the variable names a field, or a declared path of links that leads to one. A
+    /// variable that doesn't reads as missing in each record, and no step fails. False before the
+    /// cursor has its fields, which a cursor on a table has from Init.
+    [[nodiscard]] virtual bool CanResolve(const ETabulonVariableID& variable) const;
+    /// The variables of the levels and of their labels, and those of `others` (of calculations,
+    /// say), that can't be resolved, each once. Ask before a walk where names come from a user: a
+    /// misspelled level makes one blank node of all records.
+    [[nodiscard]] std::vector<ETabulonVariableID> FindUnresolved(
+        const std::vector<ETabulonVariableID>& others = {}) const;
+
     /// A field that views `buffer`, which must stay valid as long as the field set lives. An
     /// existing field of that code or number is returned as it is.
     const EField& DeclareExtraField(const ETabulonVariableID& id, unsigned short type,

@@ -22,12 +22,15 @@ public:
     ETabulonCursorEData() = default;
     ~ETabulonCursorEData() override;
 
+    /// Requires a table. With null, as a source answers for a name that it doesn't know, the cursor
+    /// has no fields and no updater, and each step ends with DataOther, as before Init.
     void Init(const ETabulonLevels& levels, EData* table, bool ownsTable);
     [[nodiscard]] EData* Data() const noexcept { return table_; }
     /// Makes a variable behind links known to the next preparation of fields: that of the first
     /// reset after Init. False for a path that doesn't resolve, which declares no field and reads
     /// as missing. May be asked again, also for the links of levels, which Init declares.
     bool DeclareLinkField(const ETabulonVariableID& id);
+    [[nodiscard]] bool CanResolve(const ETabulonVariableID& variable) const override;
     /// Why the last step failed at a record reached through a link; status 0 if it didn't.
     [[nodiscard]] const EDataError& LinkError() const noexcept { return linkError_; }
 
@@ -70,6 +73,7 @@ private:
     void AddRef() override;
     std::int32_t Release() override;
     [[nodiscard]] CursorStatus TableStatus() const noexcept;
+    [[nodiscard]] bool HasTable() const noexcept;
     [[nodiscard]] Chaine QualifiedPath(const Chaine& code) const;
     void TellLinkFailure();
     void ClearLinkError() {

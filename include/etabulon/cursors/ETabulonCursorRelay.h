@@ -28,6 +28,9 @@ public:
 
     [[nodiscard]] bool IsCancelled() override;
     [[nodiscard]] const EFieldSet& Fields() const override;
+    [[nodiscard]] bool CanResolve(const ETabulonVariableID& variable) const override {
+        return source_->CanResolve(variable);
+    }
     [[nodiscard]] IUpdater* Updater() override;
     bool CursorLock(bool wait) override;
     void CursorUnlock() override;

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "etabulon/foundation/EExpects.h"
-#include "etabulon/foundation/EHint.h"
 #include "etabulon/foundation/EPair.h"
 #include "etabulon/foundation/FindMode.h"
-#include "etabulon/foundation/Lookup.h"
 #include "etabulon/foundation/PTableau.h"
+#include "etabulon/foundation/detail/EHint.h"
+#include "etabulon/foundation/detail/Lookup.h"
 
 #include <cstdint>
 #include <utility>

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace etabulon {
@@ -28,11 +29,21 @@ namespace etabulon {
 class ETABULON_API EVariant {
 public:
     constexpr EVariant() noexcept = default;
-    EVariant(const char* text);      // TYPE_CHAINE
-    EVariant(const Chaine& text);    // TYPE_CHAINE
-    EVariant(unsigned long number);  // TYPE_UINT32 of 4 bytes, clamped
-    EVariant(unsigned number);       // TYPE_UINT32
-    EVariant(int number);            // TYPE_LONG
+    EVariant(const char* text);         // TYPE_CHAINE
+    EVariant(const Chaine& text);       // TYPE_CHAINE
+    EVariant(const std::string& text);  // TYPE_CHAINE
+    EVariant(std::string_view text);    // TYPE_CHAINE
+    EVariant(int number);               // TYPE_LONG, and so do bool, char and short
+    EVariant(unsigned number);          // TYPE_UINT32
+    // Deliberate: TYPE_UINT32 of 4 bytes, clamped, though it has 64 bits here: record codes of that
+    // width pass through it. FromInt64 or unsigned long long keep larger numbers.
+    // MakesAVariantOfEveryArithmeticType holds it.
+    EVariant(unsigned long number);
+    EVariant(long number);                // TYPE_INT64
+    EVariant(long long number);           // TYPE_INT64
+    EVariant(unsigned long long number);  // TYPE_UINT64
+    EVariant(double number);              // TYPE_DOUBLE, and so does float
+    EVariant(long double number);         // TYPE_DOUBLE, rounded
     [[nodiscard]] static EVariant FromInt64(std::int64_t number) noexcept;  // TYPE_INT64
     [[nodiscard]] static EVariant FromDouble(double number) noexcept;       // TYPE_DOUBLE
     /// A value of any type read from text: what AsChaine writes, blanks around it allowed. Missing
@@ -207,4 +218,4 @@ static_assert(sizeof(EVariant) == 32);
 
 }  // namespace etabulon
 
-#include "etabulon/foundation/EVariantInline.h"
+#include "etabulon/foundation/detail/EVariantInline.h"

@@ -1,7 +1,8 @@
 #pragma once
 
 #include "etabulon/foundation/EAssociative.h"
-#include "etabulon/foundation/KeyIndex.h"
+#include "etabulon/foundation/EHash.h"
+#include "etabulon/foundation/detail/HashIndex.h"
 
 #include <cstdint>
 #include <utility>
@@ -116,7 +117,7 @@ private:
         return end.index;
     }
 
-    detail::KeyIndex index_;
+    detail::HashIndex index_;
 };
 
 }  // namespace etabulon

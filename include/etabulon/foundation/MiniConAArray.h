@@ -1,7 +1,7 @@
 #pragma once
 
 #include "etabulon/foundation/EExpects.h"
-#include "etabulon/foundation/TableauBlock.h"
+#include "etabulon/foundation/detail/TableauBlock.h"
 
 #include <algorithm>
 #include <cstddef>

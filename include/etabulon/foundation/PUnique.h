@@ -1,10 +1,10 @@
 #pragma once
 
 #include "etabulon/foundation/EExpects.h"
-#include "etabulon/foundation/EHint.h"
 #include "etabulon/foundation/FindMode.h"
-#include "etabulon/foundation/Lookup.h"
 #include "etabulon/foundation/PTableau.h"
+#include "etabulon/foundation/detail/EHint.h"
+#include "etabulon/foundation/detail/Lookup.h"
 
 #include <cstdint>
 #include <utility>

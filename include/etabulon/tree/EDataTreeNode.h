@@ -4,7 +4,7 @@
 #include "etabulon/foundation/ECountedUnknown.h"
 #include "etabulon/foundation/EIcon.h"
 #include "etabulon/sort/ETabulonSortDesc.h"
-#include "etabulon/tree/TreeChildren.h"
+#include "etabulon/tree/detail/TreeChildren.h"
 #include "etabulon/values/ETabulonPrimaryKey.h"
 #include "etabulon/values/ETabulonTag.h"
 

@@ -51,6 +51,12 @@ public:
     /// More levels than `parent`, and equal values wherever a level is known to both. A level that
     /// only `parent` knows isn't looked at: IsSortCompatible of the sort description tells more.
     [[nodiscard]] bool IsChildOf(const ETabulonTag& parent) const;
+    /// Equal to `parent` or a child of it; every tag is at or below the root.
+    [[nodiscard]] bool IsAtOrBelow(const ETabulonTag& parent) const {
+        return parent.IsRoot() ||
+               (KnownLevelsCount() == parent.KnownLevelsCount() ? *this == parent
+                                                                : IsChildOf(parent));
+    }
     /// The entries' display texts in rising order of level: "[Paris, 2021]"; "[]" at the root.
     /// For people and traces; nothing parses it.
     [[nodiscard]] Chaine DisplayID() const;
@@ -59,20 +65,27 @@ public:
     [[nodiscard]] const ETabulonValue* Find(unsigned int level) const;
     /// The entry of a level for refilling in place, added if it is new.
     [[nodiscard]] ETabulonValue& Slot(unsigned int level);
-    /// The place of `level` among the entries, or -1.
-    [[nodiscard]] int PlaceOf(unsigned int level) const { return values_.Find(level, FindExact); }
-    /// The entries by place, in rising order of level.
-    [[nodiscard]] unsigned int LevelAt(unsigned int place) const { return values_.At(place).key; }
-    [[nodiscard]] const ETabulonValue& ValueAt(unsigned int place) const {
-        return values_.At(place).value;
+    /// The same where tags of one shape follow each other, as those of a walk do: looks first at
+    /// the entry `index`, where the last tag had the level, and keeps there where this one has it.
+    [[nodiscard]] const ETabulonValue* Find(unsigned int level, unsigned int& index) const {
+        return index < KnownLevelsCount() && LevelAt(index) == level ? &ValueAt(index)
+                                                                     : FindElsewhere(level, index);
     }
-    [[nodiscard]] ETabulonValue& ValueAt(unsigned int place) { return values_.At(place).value; }
+    /// The index of `level` among the entries, or -1.
+    [[nodiscard]] int IndexOf(unsigned int level) const { return values_.Find(level, FindExact); }
+    /// The entries by index, in rising order of level.
+    [[nodiscard]] unsigned int LevelAt(unsigned int index) const { return values_.At(index).key; }
+    [[nodiscard]] const ETabulonValue& ValueAt(unsigned int index) const {
+        return values_.At(index).value;
+    }
+    [[nodiscard]] ETabulonValue& ValueAt(unsigned int index) { return values_.At(index).value; }
     void RemoveAll() { values_.Free(); }
     /// Agrees with operator==.
     [[nodiscard]] std::uint32_t Hash() const noexcept;
 
 private:
     [[nodiscard]] bool IsSame(const ETabulonTag& other) const noexcept;
+    [[nodiscard]] const ETabulonValue* FindElsewhere(unsigned int level, unsigned int& index) const;
 
     FSortedMap<unsigned int, ETabulonValue> values_;
 };

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "etabulon/foundation/Chaine.h"
-#include "etabulon/foundation/ENeverDestroyed.h"
 #include "etabulon/foundation/EVariant.h"
+#include "etabulon/foundation/detail/ENeverDestroyed.h"
 
 #include <cstdint>
 

@@ -92,11 +92,10 @@ public:
         PutMismatch(cell);
     }
 
-    /// What of a cell goes into a statement. Texts are borrowed from the record, dates from `text`
-    /// of kIsoCapacity bytes.
+    /// What of a cell goes into a statement: null too for a date or a time that no text of the
+    /// database stands for (see ESqlDates.h), and for NaN. Texts are borrowed from the record,
+    /// dates from `text` of kIsoCapacity bytes.
     [[nodiscard]] static ESqlValue Value(const ESqlCell& cell, const std::byte* record, char* text);
-    /// False for a date or a time that no text of the database stands for: see ESqlDates.h.
-    [[nodiscard]] static bool CanStore(const ESqlCell& cell, const std::byte* record) noexcept;
     [[nodiscard]] static bool IsMissing(const ESqlCell& cell, const std::byte* record) noexcept;
     /// The same value in both records, which have one layout.
     [[nodiscard]] static bool IsSame(const ESqlCell& cell, const std::byte* a,

@@ -43,7 +43,9 @@ struct ESqlSessionRecord {
 ///            walked forward.
 /// Walks      without a write session one streaming statement; inside one, and once a write in
 ///            mid-walk, over a list of keys taken first: each record is met once, whatever is
-///            written meanwhile, and one that went isn't. A failed or interrupted step lets the
+///            written meanwhile, and one that went isn't. A table that can't be written sees one
+///            state of the database from the first step of a walk to the one that finds its end,
+///            in either direction. A failed or interrupted step lets the
 ///            statement and its read lock go, and so does the cursor's cancel; a walk given up
 ///            otherwise keeps them until EndWalk.
 /// Writes     each is atomic and durable by itself; inside an atomic session they stand or fall
@@ -129,6 +131,9 @@ public:
     void Interrupt() noexcept;
     void ResetInterrupt() noexcept;
 
+    /// What the database holds in a field of the record at `where`, as a text, also where the field
+    /// reads as missing; missing for NULL. The result is a status.
+    [[nodiscard]] std::int32_t ReadStored(EPosition where, std::uint16_t field, EVariant& value);
     /// How many values of a column (by variable index) weren't of its type and were read as
     /// missing.
     [[nodiscard]] std::uint64_t MismatchCount(unsigned column) const;
@@ -144,6 +149,7 @@ public:
 private:
     struct State;
     class Write;
+    void EndSteps();
     EPosition StepStreaming();
     EPosition StepElsewhere(bool forward);
     EPosition StepListed(bool forward);
@@ -154,7 +160,9 @@ private:
     std::int32_t FindToWrite(EPosition& where);
     EPosition FailWrite(std::int32_t newStatus);
     EPosition EndWrite(EPosition from, EPosition written);
+    [[nodiscard]] bool BindCells(ISqlStatement& statement, std::span<const std::size_t> cells);
     [[nodiscard]] bool IsStored(std::span<const std::size_t> cells);
+    [[nodiscard]] bool IsStoredInLoaded(std::span<const std::size_t> cells);
     [[nodiscard]] bool FindChanges(EPosition where, std::vector<std::size_t>& cells);
     void CountWrite(bool isSuccess);
     [[nodiscard]] bool ReadLoaded(EPosition where);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "etabulon/foundation/Chaine.h"
+#include "etabulon/foundation/detail/EHashMix.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -46,12 +47,6 @@ private:
         std::uint32_t hash = 0;
         Chaine::Body* body = nullptr;  // one reference; null = free
     };
-    template <class Word>
-    [[nodiscard]] static Word WordAt(const char* bytes) noexcept {
-        Word word;
-        std::memcpy(&word, bytes, sizeof word);
-        return word;
-    }
     // Labels are a few words long: their first and last ones, which may overlap, tell most of them,
     // and spare a call.
     [[nodiscard]] static bool IsText(const Chaine::Body& body, const char* bytes,
@@ -59,11 +54,11 @@ private:
         if (body.length != length + 1) {
             return false;
         }
+        using detail::WordAt;
         if (length >= sizeof(std::uint64_t)) {
             const std::size_t last = length - sizeof(std::uint64_t);
-            return WordAt<std::uint64_t>(body.Text()) == WordAt<std::uint64_t>(bytes) &&
-                   WordAt<std::uint64_t>(body.Text() + last) ==
-                       WordAt<std::uint64_t>(bytes + last) &&
+            return WordAt<>(body.Text()) == WordAt<>(bytes) &&
+                   WordAt<>(body.Text() + last) == WordAt<>(bytes + last) &&
                    (length <= 2 * sizeof(std::uint64_t) ||
                     std::memcmp(body.Text(), bytes, length) == 0);
         }
@@ -74,13 +69,14 @@ private:
         }
         return std::memcmp(body.Text(), bytes, length) == 0;
     }
-    [[nodiscard]] static std::uint32_t HashOf(const char* bytes, std::size_t length) noexcept;
     void StoreOther(void* slot, Chaine::Body* held, const char* bytes, std::size_t length);
     void StoreUnique(void* slot, Chaine::Body* held, const char* bytes, std::size_t length);
     void Grow();
     void Drop() noexcept;
 
-    std::vector<Entry> entries_;  // a power of two, at most half full
+    // The body lies in the slot, so that a hit touches no second table: not a HashIndex. A power of
+    // two of slots, at most half full.
+    std::vector<Entry> entries_;
     std::size_t count_ = 0;
     std::size_t bytes_ = 0;
     std::uint64_t repeats_ = 0;  // found in the slot or in the table

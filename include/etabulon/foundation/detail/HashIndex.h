@@ -2,68 +2,38 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
-namespace etabulon {
+namespace etabulon::detail {
 
-/// To be specialised for a key type that has no std::hash: `std::size_t operator()(const K&)
-/// const`. It must agree with K's operator==. Without either, maps of such keys are scanned.
-template <class K>
-struct EHash {};
-
-namespace detail {
-
-template <class K>
-concept HasOwnHash = requires(const K& key) {
-    EHash<K>{}(key);
-};
-template <class K>
-concept HasStdHash = std::is_default_constructible_v<std::hash<K>>;
-template <class K>
-concept Hashable = HasOwnHash<K> || HasStdHash<K>;
-
-template <Hashable K>
-std::uint32_t HashOfKey(const K& key) {
-    std::uint64_t hash = 0;
-    if constexpr (HasOwnHash<K>) {
-        hash = EHash<K>{}(key);
-    } else {
-        hash = std::hash<K>{}(key);
-    }
-    // Hashes of numbers and addresses are the numbers themselves: their bits must be spread.
-    hash = (hash ^ (hash >> 32)) * 0x9E3779B97F4A7C15U;
-    return static_cast<std::uint32_t>(hash >> 32);
-}
-
-/// Finds positions by hash beside an ordered storage. It knows no keys: the caller tells whether
-/// the element at a position is the sought one.
+/// A hash table by open addressing (linear probing; Knuth, The Art of Computer Programming, volume
+/// 3, section 6.4, algorithms L and R) of positions in a storage that the caller owns. It holds
+/// hashes and no keys: the caller tells whether the element at a position is the sought one.
 ///
-/// Ownership  a copy starts empty: whoever uses one compares Size() with his storage, and fills it.
-class KeyIndex {
+/// Ownership  a copy starts empty: its user compares Size() with the storage, and fills the index.
+class HashIndex {
 public:
-    KeyIndex() noexcept = default;
-    KeyIndex(const KeyIndex&) noexcept {}
-    KeyIndex(KeyIndex&& other) noexcept { Swap(other); }
-    KeyIndex& operator=(const KeyIndex&) noexcept {
+    HashIndex() noexcept = default;
+    HashIndex(const HashIndex&) noexcept {}
+    HashIndex(HashIndex&& other) noexcept { Swap(other); }
+    HashIndex& operator=(const HashIndex&) noexcept {
         Clear();
         return *this;
     }
-    KeyIndex& operator=(KeyIndex&& other) noexcept {
+    HashIndex& operator=(HashIndex&& other) noexcept {
         Clear();
         Swap(other);
         return *this;
     }
-    ~KeyIndex() = default;
+    ~HashIndex() = default;
 
     [[nodiscard]] std::uint32_t Size() const noexcept { return size_; }
     void Clear() noexcept {
         slots_.clear();
         size_ = 0;
     }
-    void Swap(KeyIndex& other) noexcept {
+    void Swap(HashIndex& other) noexcept {
         slots_.swap(other.slots_);
         std::swap(size_, other.size_);
     }
@@ -154,5 +124,4 @@ private:
     std::uint32_t size_ = 0;
 };
 
-}  // namespace detail
-}  // namespace etabulon
+}  // namespace etabulon::detail

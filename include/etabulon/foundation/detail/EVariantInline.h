@@ -27,6 +27,14 @@ inline EVariant::EVariant(unsigned long number)
                                 : static_cast<std::uint32_t>(number)) {}
 inline EVariant::EVariant(unsigned number) : EVariant(TYPE_UINT32, std::uint32_t{number}) {}
 inline EVariant::EVariant(int number) : EVariant(TYPE_LONG, std::int32_t{number}) {}
+inline EVariant::EVariant(long number) : EVariant(TYPE_INT64, std::int64_t{number}) {}
+inline EVariant::EVariant(long long number) : EVariant(TYPE_INT64, std::int64_t{number}) {}
+inline EVariant::EVariant(unsigned long long number)
+    : EVariant(TYPE_UINT64, std::uint64_t{number}) {}
+inline EVariant::EVariant(double number) : EVariant(TYPE_DOUBLE, number) {}
+inline EVariant::EVariant(long double number) : EVariant(static_cast<double>(number)) {}
+inline EVariant::EVariant(std::string_view text) : EVariant(Chaine(text)) {}
+inline EVariant::EVariant(const std::string& text) : EVariant(std::string_view(text)) {}
 
 inline EVariant EVariant::FromInt64(std::int64_t number) noexcept {
     return EVariant(TYPE_INT64, number);

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+// The one hash of the library. None of these is for keys that an attacker chooses, nor are hashes
+// kept in files: they may change with the next version.
+
+namespace etabulon::detail {
+
+/// 2^64 divided by the golden ratio, made odd: a product with it spreads a number's bits upward
+/// (multiplicative hashing: Knuth, The Art of Computer Programming, volume 3, section 6.4).
+inline constexpr std::uint64_t kHashFactor = 0x9E3779B97F4A7C15U;
+
+/// A table of 2^n entries takes the upper n bits of this; the lower ones are spread badly.
+constexpr std::uint64_t SpreadBits(std::uint64_t bits) noexcept { return bits * kHashFactor; }
+
+/// Adds a word to the hash of those before it. All bits of the result are good.
+constexpr std::uint64_t MixHash(std::uint64_t hash, std::uint64_t word) noexcept {
+    hash = (hash ^ word) * kHashFactor;
+    return hash ^ (hash >> 32);
+}
+
+/// 32 good bits of 64 that need not be spread at all, such as a number or an address.
+constexpr std::uint32_t HashNumber(std::uint64_t bits) noexcept {
+    return static_cast<std::uint32_t>(SpreadBits(bits ^ (bits >> 32)) >> 32);
+}
+
+/// A word of the bytes at any address.
+template <class Word = std::uint64_t>
+Word WordAt(const char* bytes) noexcept {
+    Word word;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+}
+
+/// The hash of some bytes, by words, of which the last may overlap the one before it: short texts
+/// take one or two multiplications. `above` is the hash of what they are looked up below.
+inline std::uint32_t HashBytes(const char* bytes, std::size_t length,
+                               std::uint32_t above = 0) noexcept {
+    constexpr std::size_t kWord = sizeof(std::uint64_t);
+    std::uint64_t hash = std::rotl((length ^ above) * kHashFactor, 29);
+    std::uint64_t word = 0;
+    if (length >= kWord) {
+        for (std::size_t at = 0; at + kWord < length; at += kWord) {
+            hash = std::rotl((hash ^ WordAt(bytes + at)) * kHashFactor, 29);
+        }
+        word = WordAt(bytes + length - kWord);
+    } else if (length >= kWord / 2) {
+        word = std::uint64_t{WordAt<std::uint32_t>(bytes)} << 32 |
+               WordAt<std::uint32_t>(bytes + length - kWord / 2);
+    } else {
+        std::memcpy(&word, bytes, length);
+    }
+    hash = (hash ^ word) * kHashFactor;
+    return static_cast<std::uint32_t>(SpreadBits(hash ^ (hash >> 32)) >> 32);
+}
+
+}  // namespace etabulon::detail
