@@ -12,9 +12,7 @@
 
 #include <algorithm>
 #include <memory>
-#include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace etabulon::fuzz {
@@ -45,31 +43,31 @@ public:
         source_ = ESqliteSource::Open(kLocation, ESqlOpenMode::ReadOnly, error);
         Require(source_ != nullptr, "the database can be opened");
         dictionary_ = std::make_unique<CliDictionary>(*source_);
-        CliFailure failure;
-        table_ = dictionary_->FindTable("t", failure);
-        Require(table_ != nullptr, "the table is there");
+        const CliResult<CliTable> table = dictionary_->FindTable("t");
+        Require(static_cast<bool>(table), "the table is there");
+        table_ = std::make_unique<CliTable>(*table);
     }
-    [[nodiscard]] const CliDictionary& Dictionary() const { return *dictionary_; }
-    [[nodiscard]] const ESqlTableInfo& Table() const { return *table_; }
+    [[nodiscard]] const CliTable& Table() const { return *table_; }
 
 private:
     sqlite3* keeper_ = nullptr;
     std::unique_ptr<ESqliteSource> source_;
     std::unique_ptr<CliDictionary> dictionary_;
-    const ESqlTableInfo* table_ = nullptr;
+    std::unique_ptr<const CliTable> table_;
 };
 
-/// The answer, which says why where it is false.
-bool IsAccepted(bool answer, const CliFailure& failure) {
-    Require(answer || (!failure.text.empty() && failure.exit != CliExit::Done),
+/// A refusal says why.
+template <class T>
+bool IsAccepted(const CliResult<T>& result) {
+    Require(result || (!result.Failure().text.empty() && result.Failure().exit != CliExit::Done),
             "a refusal has a text");
-    return answer;
+    return static_cast<bool>(result);
 }
 
-void RequireAccepted(bool answer, const CliFailure& failure, std::string_view what,
-                     std::string_view text) {
-    if (!answer) {
-        Fail(std::string(what) + ": " + failure.text + "\n" + std::string(text));
+template <class T>
+void RequireAccepted(const CliResult<T>& result, std::string_view what, std::string_view text) {
+    if (!result) {
+        Fail(std::string(what) + ": " + result.Failure().text + "\n" + std::string(text));
     }
 }
 
@@ -84,41 +82,37 @@ std::string ScriptOf(const CliEdits& edits) {
 class Reading {
 public:
     Reading(const Database& database, std::string_view option)
-        : dictionary_(database.Dictionary()), table_(database.Table()), option_(option) {}
+        : table_(database.Table()), option_(option) {}
 
     void CheckOptions() const {
-        CliFailure failure;
-        std::vector<CliPath> paths;
-        std::vector<CliVariable> variables;
-        if (IsAccepted(ParsePaths(option_, paths, failure), failure)) {
-            IsAccepted(dictionary_.FindVariables(table_, paths, variables, failure), failure);
+        const auto paths = ParsePaths(option_);
+        if (IsAccepted(paths)) {
+            IsAccepted(table_.FindVariables(*paths));
         }
-        std::vector<CliWordChoice> words;
-        if (IsAccepted(ParseWords(option_, words, failure), failure)) {
-            CheckWords(words);
+        const auto words = ParseWords(option_);
+        if (IsAccepted(words)) {
+            CheckWords(*words);
         }
-        CliCalculations calculations;
-        IsAccepted(MakeCalculations(dictionary_, table_, option_, calculations, failure), failure);
+        IsAccepted(MakeCalculations(table_, option_));
         CheckPlace();
     }
 
     /// The levels of the option, if it is such a list, and the script that was read with them.
     void CheckScript(std::string_view script) const {
-        CliFailure failure;
-        CliEdits withLevels(dictionary_, table_);
-        const bool isLevels = IsAccepted(withLevels.AddLevels(option_, failure), failure);
+        CliEdits withLevels(table_);
+        const bool isLevels = IsAccepted(withLevels.AddLevels(option_));
         const std::string levels = isLevels ? withLevels.WrittenLevels() : std::string();
         if (isLevels) {
             CheckLevels(withLevels.Levels(), levels);
         }
-        CliEdits edits(dictionary_, table_);
-        if (!IsAccepted(Take(edits, levels, script, failure), failure)) {
+        CliEdits edits(table_);
+        if (!IsAccepted(Take(edits, levels, script))) {
             return;
         }
         const std::string printed = ScriptOf(edits);
-        CliEdits again(dictionary_, table_);
-        RequireAccepted(Take(again, edits.WrittenLevels(), printed, failure), failure,
-                        "a printed script is accepted", printed);
+        CliEdits again(table_);
+        RequireAccepted(Take(again, edits.WrittenLevels(), printed), "a printed script is accepted",
+                        printed);
         RequireEqual(ScriptOf(again), printed, "a printed script read again");
         RequireEqual(again.WrittenLevels(), edits.WrittenLevels(), "the levels of a script");
         RequireSame(again.Changes(), edits.Changes());
@@ -126,48 +120,44 @@ public:
     }
 
 private:
-    static bool Parse(std::string_view script, std::vector<CliEditChoice>& choices,
-                      CliFailure& failure) {
-        std::vector<CliScriptEdit> lines;
-        std::size_t line = 0;
-        if (!ParseScript(script, lines, line, failure)) {
+    static CliResult<> Take(CliEdits& edits, std::string_view levels, std::string_view script) {
+        if (CliResult<> added = edits.AddLevels(levels); !added) {
+            return added;
+        }
+        const auto lines = ParseScript(script);
+        if (!lines) {
             const auto count = std::count(script.begin(), script.end(), '\n') + 1;
+            const std::size_t line = lines.Failure().line;
             Require(line >= 1 && line <= static_cast<std::size_t>(count), "the line of a refusal");
-            return false;
+            return lines.Failure();
         }
-        for (CliScriptEdit& each : lines) {
-            choices.push_back(std::move(each.edit));
+        for (const CliScriptEdit& each : *lines) {
+            if (CliResult<> added = edits.AddLevelsOf(each.edit); !added) {
+                return added;
+            }
         }
-        return true;
-    }
-    bool Take(CliEdits& edits, std::string_view levels, std::string_view script,
-              CliFailure& failure) const {
-        std::vector<CliEditChoice> choices;
-        return edits.AddLevels(levels, failure) && Parse(script, choices, failure) &&
-               std::all_of(
-                   choices.begin(), choices.end(),
-                   [&](const CliEditChoice& each) { return edits.AddLevelsOf(each, failure); }) &&
-               std::all_of(choices.begin(), choices.end(),
-                           [&](const CliEditChoice& each) { return edits.Append(each, failure); });
+        for (const CliScriptEdit& each : *lines) {
+            if (CliResult<> appended = edits.Append(each.edit); !appended) {
+                return appended;
+            }
+        }
+        return {};
     }
     /// Without the levels a script finds them by itself, in an order that may be another one.
     void CheckAlone(const std::string& printed) const {
-        CliFailure failure;
-        CliEdits alone(dictionary_, table_);
-        RequireAccepted(Take(alone, {}, printed, failure), failure,
-                        "a printed script is accepted without its levels", printed);
+        CliEdits alone(table_);
+        RequireAccepted(Take(alone, {}, printed), "a printed script is accepted without its levels",
+                        printed);
         const std::string printedAlone = ScriptOf(alone);
-        CliEdits again(dictionary_, table_);
-        RequireAccepted(Take(again, {}, printedAlone, failure), failure,
-                        "a script printed twice is accepted", printedAlone);
+        CliEdits again(table_);
+        RequireAccepted(Take(again, {}, printedAlone), "a script printed twice is accepted",
+                        printedAlone);
         RequireEqual(ScriptOf(again), printedAlone, "a script printed twice, read again");
         RequireSame(again.Changes(), alone.Changes());
     }
     void CheckLevels(const CliLevels& levels, const std::string& written) const {
-        CliFailure failure;
-        CliLevels again;
-        RequireAccepted(MakeLevels(dictionary_, table_, written, again, failure), failure,
-                        "printed levels are accepted", written);
+        CliLevels again(table_);
+        RequireAccepted(again.Add(written), "printed levels are accepted", written);
         Require(again.all.size() == levels.all.size(), "the number of levels");
         for (std::size_t level = 0; level < levels.all.size(); ++level) {
             RequireEqual(again.all[level].data.code.View(), levels.all[level].data.code.View(),
@@ -175,31 +165,26 @@ private:
             RequireEqual(again.all[level].label.code.View(), levels.all[level].label.code.View(),
                          "a level's label");
         }
-        std::set<unsigned> found;
-        RequireAccepted(FindLevels(dictionary_, table_, levels, written, "--hide", found, failure),
-                        failure, "printed levels are found", written);
-        Require(found.size() == levels.all.size(), "the number of levels found");
+        const auto found = levels.FindAll(written, "--hide");
+        RequireAccepted(found, "printed levels are found", written);
+        Require(found->size() == levels.all.size(), "the number of levels found");
     }
     /// The option as --at, with the levels that it names.
     void CheckPlace() const {
-        CliFailure failure;
-        CliEditChoice choice;
-        CliEdits edits(dictionary_, table_);
-        if (!IsAccepted(ParseEdit(CliEditKind::Delete, option_, choice, failure), failure) ||
-            !IsAccepted(edits.AddLevelsOf(choice, failure), failure)) {
+        CliEdits edits(table_);
+        const auto choice = ParseEdit(CliEditKind::Delete, option_);
+        if (!IsAccepted(choice) || !IsAccepted(edits.AddLevelsOf(*choice))) {
             return;
         }
-        ETabulonTag place;
-        if (!IsAccepted(MakeTag(dictionary_, table_, edits.Levels(), option_, place, failure),
-                        failure)) {
+        const auto place = edits.Levels().ReadTag(option_);
+        if (!IsAccepted(place)) {
             return;
         }
-        const std::string written = edits.WrittenPlace(place);
-        ETabulonTag again;
-        RequireAccepted(MakeTag(dictionary_, table_, edits.Levels(), written, again, failure),
-                        failure, "a printed place is accepted", written);
-        RequireEqual(edits.WrittenPlace(again), written, "a printed place");
-        RequireSame(again, place);
+        const std::string written = edits.WrittenPlace(*place);
+        const auto again = edits.Levels().ReadTag(written);
+        RequireAccepted(again, "a printed place is accepted", written);
+        RequireEqual(edits.WrittenPlace(*again), written, "a printed place");
+        RequireSame(*again, *place);
     }
     static void CheckWords(const std::vector<CliWordChoice>& words) {
         std::string written;
@@ -207,12 +192,11 @@ private:
             written += written.empty() ? "" : ",";
             written += word.text.empty() ? "\"\"" : WrittenWord(word.text);
         }
-        CliFailure failure;
-        std::vector<CliWordChoice> again;
-        RequireAccepted(ParseWords(written, again, failure), failure, "printed words", written);
-        Require(again.size() == words.size(), "the number of words");
+        const auto again = ParseWords(written);
+        RequireAccepted(again, "printed words", written);
+        Require(again->size() == words.size(), "the number of words");
         for (std::size_t word = 0; word < words.size(); ++word) {
-            RequireEqual(again[word].text, words[word].text, "a word");
+            RequireEqual((*again)[word].text, words[word].text, "a word");
         }
     }
     static void RequireSame(const ETabulonTag& a, const ETabulonTag& b) {
@@ -236,8 +220,7 @@ private:
         }
     }
 
-    const CliDictionary& dictionary_;
-    const ESqlTableInfo& table_;
+    const CliTable& table_;
     std::string_view option_;
 };
 

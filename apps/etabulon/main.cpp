@@ -15,7 +15,7 @@ namespace {
 
 std::terminate_handler formerHandler = nullptr;
 
-/// Where memory runs out and no handler is in reach, the program ends as it does elsewhere.
+/// Ends the program with the usual message if memory runs out where no handler can catch it.
 void EndWithoutMemory() {
     try {
         if (const std::exception_ptr error = std::current_exception()) {
@@ -30,7 +30,7 @@ void EndWithoutMemory() {
     formerHandler();
 }
 
-/// Before the objects that exist before main, of this program and of the libraries in it.
+/// Runs before the static objects of the program and its libraries are constructed.
 __attribute__((constructor(101))) void InstallHandler() {
     formerHandler = std::set_terminate(&EndWithoutMemory);
 }

@@ -1,5 +1,7 @@
 #include "foundation/LocaleOrder.h"
 
+#include "etabulon/foundation/detail/Utf8.h"
+
 #include <algorithm>
 #include <cstdint>
 
@@ -89,37 +91,17 @@ EUnit UnitOf(std::uint32_t character) noexcept {
     }
 }
 
-// Takes one character off the front of a text that isn't empty. Overlong forms, surrogates and
-// what lies above U+10FFFF are bytes, not characters.
+// Takes one character off the front of a text that isn't empty. A byte that begins no character is
+// taken by itself.
 std::uint32_t TakeCharacter(std::string_view& text) noexcept {
-    const auto byteAt = [&text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    const std::uint32_t lead = byteAt(0);
-    const std::size_t length = lead < 0x80   ? 1
-                               : lead < 0xC2 ? 0
-                               : lead < 0xE0 ? 2
-                               : lead < 0xF0 ? 3
-                               : lead < 0xF5 ? 4
-                                             : 0;
-    if (length == 1) {
+    const detail::Utf8Character character = detail::FirstCharacter(text);
+    if (character.length == 0) {
+        const auto byte = static_cast<unsigned char>(text.front());
         text.remove_prefix(1);
-        return lead;
+        return kInvalidByte + byte;
     }
-    if (length != 0 && length <= text.size()) {
-        std::uint32_t character = lead & (0x7FU >> length);
-        std::size_t i = 1;
-        while (i < length && (byteAt(i) & 0xC0U) == 0x80) {
-            character = (character << 6) | (byteAt(i) & 0x3FU);
-            ++i;
-        }
-        const std::uint32_t least = length == 2 ? 0x80 : length == 3 ? 0x800 : 0x10000;
-        const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
-        if (i == length && character >= least && character <= 0x10FFFF && !surrogate) {
-            text.remove_prefix(length);
-            return character;
-        }
-    }
-    text.remove_prefix(1);
-    return kInvalidByte + lead;
+    text.remove_prefix(character.length);
+    return character.code;
 }
 
 // Reads a text as base letters with their marks, one by one.

@@ -81,7 +81,7 @@ void TerminalModel::Feed(std::string_view bytes) {
             taken = Escape(rest);
         } else if (lead < 0x20) {
             Control(rest.front());
-        } else if (const CliCharacter character = FirstCharacter(rest); character.length != 0) {
+        } else if (const auto character = FirstCharacter(rest); character.length != 0) {
             taken = character.length;
             Put(rest.substr(0, taken), static_cast<int>(WidthOf(character.code)));
         } else {

@@ -19,7 +19,7 @@ struct NamedColour {
     std::string_view name;
     std::uint32_t colour;  // 0x00BBGGRR
 };
-/// Full shares, so that the sum of two that meet on a node is a colour again.
+/// Each component is full or zero: the sum of two alerts' colours on a node is a colour again.
 constexpr std::array kColours = {
     NamedColour{"red", 0x0000FF},     NamedColour{"green", 0x00FF00},
     NamedColour{"yellow", 0x00FFFF},  NamedColour{"blue", 0xFF0000},
@@ -46,29 +46,29 @@ bool SetStyle(std::string_view word, EDataTreeAlertDesc& alert) {
     return true;
 }
 
-bool ReadStyles(std::string_view styles, EDataTreeAlertDesc& alert, CliFailure& failure) {
+CliResult<> ReadStyles(std::string_view styles, EDataTreeAlertDesc& alert) {
     while (!styles.empty()) {
         const std::string_view word = styles.substr(0, styles.find(','));
         styles.remove_prefix(std::min(styles.size(), word.size() + 1));
         if (!SetStyle(Trimmed(word), alert)) {
-            return failure.Set(
+            return CliFailure{
                 CliExit::Usage,
                 fmt::format("{} is no style of --alert; there is bold, italic, red, green, yellow, "
                             "blue, magenta, cyan, white, and up for the nodes above too",
-                            Quoted(Trimmed(word))));
+                            Quoted(Trimmed(word)))};
         }
     }
-    return true;
+    return {};
 }
 
-/// An alert as it is written, in its parts.
+/// The parts of an alert's text.
 struct AlertText {
     std::string_view level;
     std::uint32_t most = 0;
     std::string_view styles;
 };
 
-/// From the back, as levels may have both signs in them.
+/// Reads from the back, as the level's path may contain both signs.
 bool ParseAlert(std::string_view text, AlertText& parsed) {
     const std::size_t colon = text.rfind(':');
     const std::string_view condition = text.substr(0, colon);
@@ -94,31 +94,32 @@ void BrowseAlerts::Declare(CLI::App& app) {
         ->allow_extra_args(false);
 }
 
-bool BrowseAlerts::Read(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                        const CliLevels& levels, CliFailure& failure) {
+CliResult<> BrowseAlerts::Read(const CliLevels& levels) {
     for (const std::string& text : texts_) {
         AlertText parsed;
         if (!ParseAlert(text, parsed)) {
-            return failure.Set(
+            return CliFailure{
                 CliExit::Usage,
                 fmt::format("{} is no alert: it is written level>number:style, such as "
                             "{}>10:bold,red",
-                            Quoted(text), levels.all.front().data.written));
+                            Quoted(text), levels.all.front().data.written)};
         }
-        std::set<unsigned int> found;
+        const auto found = levels.FindAll(parsed.level, "--alert");
+        if (!found) {
+            return found.Failure();
+        }
         EDataTreeAlertDesc alert(Chaine(std::to_string(all_.size())));
-        if (!FindLevels(dictionary, table, levels, parsed.level, "--alert", found, failure) ||
-            !ReadStyles(parsed.styles, alert, failure)) {
-            return false;
+        if (CliResult<> read = ReadStyles(parsed.styles, alert); !read) {
+            return read;
         }
-        if (found.size() != 1) {
-            return failure.Set(CliExit::Usage,
-                               fmt::format("{} names no single level", Quoted(text)));
+        if (found->size() != 1) {
+            return CliFailure{CliExit::Usage,
+                              fmt::format("{} names no single level", Quoted(text))};
         }
         available_.DeclareAlert(alert);
-        all_.push_back({alert.ID(), *found.begin(), parsed.most, alert.PropagateToParent()});
+        all_.push_back({alert.ID(), *found->begin(), parsed.most, alert.PropagateToParent()});
     }
-    return true;
+    return {};
 }
 
 }  // namespace etabulon

@@ -1,8 +1,7 @@
 #pragma once
 
-#include "apps/etabulon/request/CliDictionary.h"
-#include "apps/etabulon/request/CliFailure.h"
 #include "apps/etabulon/request/CliLevels.h"
+#include "apps/etabulon/request/CliResult.h"
 #include "etabulon/tree/EDataTreeAvailableAlerts.h"
 
 #include <cstdint>
@@ -15,7 +14,7 @@ class App;
 
 namespace etabulon {
 
-/// Raised on a node of a level that has more than so many leaves below it.
+/// An alert that is raised on the nodes of a level with more than `most` leaves below them.
 struct BrowseAlert {
     Chaine id;
     unsigned level = 0;
@@ -23,13 +22,12 @@ struct BrowseAlert {
     bool propagates = false;
 };
 
-/// --alert: what is raised where, and the style of each.
+/// The alerts that --alert asks for, with their levels and styles.
 class BrowseAlerts {
 public:
     void Declare(CLI::App& app);
-    /// The level of each must be one of `levels`.
-    [[nodiscard]] bool Read(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                            const CliLevels& levels, CliFailure& failure);
+    /// Reads the option's texts. The level of each must be one of `levels`.
+    [[nodiscard]] CliResult<> Read(const CliLevels& levels);
 
     [[nodiscard]] const std::vector<BrowseAlert>& All() const noexcept { return all_; }
     [[nodiscard]] const EDataTreeAvailableAlerts& Available() const noexcept { return available_; }

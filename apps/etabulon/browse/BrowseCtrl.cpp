@@ -12,8 +12,8 @@ namespace {
 
 constexpr auto kInTree = ETabulonSortDesc::HideFlag{ETabulonSortDesc::HideInTree};
 
-/// A node of that depth below `node` with more leaves than that; null without one. What has no more
-/// itself has none below.
+/// A node of that depth below `node` with more than that many leaves; null if there is none. A node
+/// without more leaves has none such below it.
 const EDataTreeNode* FindCrowded(const EDataTreeNode& node, unsigned depth, std::uint32_t most) {
     for (unsigned index = 0; index < node.Size(); ++index) {
         const EDataTreeNode& child = *node.Get(index);
@@ -37,7 +37,7 @@ std::string InQuotes(std::string_view text) {
     return shown;
 }
 
-/// As tables show it.
+/// The value in the form of the table format.
 std::string ShownData(const ETabulonValue& value) {
     CliCellMaker maker;
     const CliCell cell = maker.Of(value.Data());
@@ -58,7 +58,7 @@ std::string ShownData(const ETabulonValue& value) {
 
 BrowseCtrl::BrowseCtrl(IScreen& screen, BrowseCursor& cursor, const BrowseAlerts& alerts)
     : EDataTreeCtrl(screen), cursor_(cursor), alerts_(alerts), raised_(alerts.Available()) {
-    // The control's own refresh of the selected node would cut a run short that somebody asked for.
+    // The base class's refresh of the selected node would end a run that the user asked for.
     SetRefreshOnSelChange(false);
     if (!alerts.All().empty()) {
         AttachAlerts(&raised_);
@@ -75,7 +75,7 @@ void BrowseCtrl::Run(const char* doing, bool isAutomatic, Call call) {
 }
 
 void BrowseCtrl::Stop() {
-    if (IsOut()) {
+    if (IsRunActive()) {
         cursor_.Stop();
     }
 }
@@ -106,9 +106,9 @@ void BrowseCtrl::EndRun(const std::string& status, const char* emptyText) {
     View().Invalidate();
 }
 
-/// After a refresh that was broken off: shows what it has found, and ends the sign of waiting.
+/// After a cancelled refresh: shows the nodes found so far, and removes the waiting mark.
 void BrowseCtrl::TidyUp() {
-    if (!IsOut() && View().ItemCount() != 0) {
+    if (!IsRunActive() && View().ItemCount() != 0) {
         SetDisplay(Display(), /*refresh=*/true);
     }
 }
@@ -129,7 +129,7 @@ void BrowseCtrl::OnBrowseCancel() {
 
 void BrowseCtrl::OnBrowseError(CursorStatus status) {
     std::string text;
-    if (runs_ == 1) {  // the table is nobody else's
+    if (runs_ == 1) {  // no other run uses the table
         const ECursorLocking locking(cursor_);
         text = cursor_.Table()->LastErrorText().View();
     }
@@ -141,13 +141,13 @@ void BrowseCtrl::OnBrowseError(CursorStatus status) {
 }
 
 void BrowseCtrl::OnConsultNode(const ETabulonTag& tag) {
-    if (!IsOut() && !tag.IsRoot()) {
+    if (!IsRunActive() && !tag.IsRoot()) {
         Run("refreshing", /*isAutomatic=*/true, [&] { Refresh(tag); });
     }
 }
 
 std::string BrowseCtrl::Status() const {
-    return IsOut() ? fmt::format("{}: {} records", doing_, cursor_.Count()) : status_;
+    return IsRunActive() ? fmt::format("{}: {} records", doing_, cursor_.Count()) : status_;
 }
 
 // --- levels ---
@@ -198,15 +198,15 @@ bool BrowseCtrl::MoveDown() {
     return MoveSelectedLevelDown();
 }
 
-// --- what is known of nodes ---
+// --- the states of nodes ---
 
 void BrowseCtrl::OnDeleteitem(_TREEITEM* item, std::intptr_t itemData) {
     facts_.erase(item);
     EDataTreeCtrl::OnDeleteitem(item, itemData);
 }
 
-/// Called while the control holds the cursor: the count is there even if a run is out when the line
-/// is drawn.
+/// Called while the control holds the cursor, so that the count is known even if a run is active
+/// when the line is drawn.
 void BrowseCtrl::OnNewItem(_TREEITEM* item) {
     if (View().ItemHasChildren(item)) {
         if (const EDataTreeNode* const node = Tree()->Get(Tag(item))) {
@@ -216,7 +216,7 @@ void BrowseCtrl::OnNewItem(_TREEITEM* item) {
 }
 
 void BrowseCtrl::OnPaint(const std::vector<_TREEITEM*>& rows) {
-    if (!IsOut() && InitDone()) {
+    if (!IsRunActive() && InitDone()) {
         const ECursorLocking locking(cursor_);
         for (_TREEITEM* const row : rows) {
             Facts& facts = facts_[row];
@@ -225,7 +225,7 @@ void BrowseCtrl::OnPaint(const std::vector<_TREEITEM*>& rows) {
             }
         }
     }
-    // Only of these lines: what a style costs grows with what is raised.
+    // Only for these lines: the cost of styles grows with the number of raised alerts.
     raised_.Reset();
     for (_TREEITEM* const row : rows) {
         const auto known = facts_.find(row);

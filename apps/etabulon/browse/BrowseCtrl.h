@@ -14,35 +14,35 @@ namespace etabulon {
 
 class BrowseCursor;
 
-/// The tree control of the browser: knows which run is out and how it went, counts the leaves of
-/// nodes, and raises alerts on what is about to be drawn.
+/// The tree control of the browser. It follows the runs of its worker, counts the leaves of nodes,
+/// and raises alerts on the lines that are about to be drawn.
 ///
-/// Waiting    nothing here waits for a walk: nodes are looked at when no run is out, and else what
-///            was known of them is shown. Whoever calls an operation that needs the cursor looks at
-///            IsOut first.
-/// Ownership  cursor and alerts aren't owned and must outlive this.
+/// Waiting    no operation waits for a walk. Nodes are read while no run is active; during a run
+///            their last known state is shown. A caller of an operation that needs the cursor
+///            checks IsRunActive first.
+/// Ownership  cursor and alerts aren't owned and must outlive the control.
 class BrowseCtrl final : public EDataTreeCtrl, public BrowseTreeView::IRows {
 public:
     BrowseCtrl(IScreen& screen, BrowseCursor& cursor, const BrowseAlerts& alerts);
 
-    /// A run was started whose end hasn't been told yet.
-    [[nodiscard]] bool IsOut() const noexcept { return runs_ > 0; }
-    /// Nobody asked for the run that is out: the selection moved.
-    [[nodiscard]] bool IsAutomatic() const noexcept { return IsOut() && isAutomatic_; }
-    /// Ends the run that is out at its next step.
+    /// A run was started, and its end hasn't been reported yet.
+    [[nodiscard]] bool IsRunActive() const noexcept { return runs_ > 0; }
+    /// The control started the run by itself, because the selection moved.
+    [[nodiscard]] bool IsAutomatic() const noexcept { return IsRunActive() && isAutomatic_; }
+    /// Ends the run at its next step.
     void Stop();
-    /// All records anew; a tree without items is filled.
+    /// Reads all records again; fills a tree that has no items.
     void RefreshAll();
     void HideLevel(unsigned level);
     void ShowLevel(unsigned level);
     bool MoveUp();
     bool MoveDown();
 
-    /// The levels shown, and those of the sort that aren't.
+    /// The levels of the sort that are shown, and those that are hidden.
     [[nodiscard]] std::vector<unsigned> Levels(bool isHidden) const;
-    /// That of the selected node; false at the root and without one.
+    /// Gets the level of the selected node; false for the root, or without a selection.
     [[nodiscard]] bool SelectedLevel(unsigned& level) const;
-    /// What is going on, or how it ended.
+    /// The text of the status line: the active run, or how the last one ended.
     [[nodiscard]] std::string Status() const;
     void SetStatus(const std::string& status) { status_ = status; }
 
@@ -57,19 +57,19 @@ public:
     void OnPaint(const std::vector<_TREEITEM*>& rows) override;
     [[nodiscard]] BrowseLabel Label(_TREEITEM* item, std::string_view text) const override;
     [[nodiscard]] std::string Note(_TREEITEM* item) const override;
-    /// What an item stands for: its level, its label and its data; nothing for the root.
+    /// The level, label and data of an item's node; none for the root.
     [[nodiscard]] std::string Tip(_TREEITEM* item) const;
 
 private:
-    /// An alert, and the node that it is raised on: this one or, if it propagates, one below.
+    /// An alert, and the node that raises it: the item's or, if the alert propagates, one below.
     struct Raised {
         const BrowseAlert* alert;
         ETabulonTag tag;
     };
-    /// What is known of the node of an item.
+    /// The last known state of an item's node.
     struct Facts {
         std::uint32_t leaves = 0;
-        std::uint64_t stamp = 0;  // of when the alerts were looked for
+        std::uint64_t stamp = 0;  // the value of stamp_ when the alerts were computed
         std::vector<Raised> raised;
     };
     template <class Call>
@@ -85,10 +85,10 @@ private:
     const BrowseAlerts& alerts_;
     EDataTreeRaisedAlerts raised_;
     std::unordered_map<_TREEITEM*, Facts> facts_;
-    std::uint64_t stamp_ = 1;  // changes when nodes may have
-    unsigned runs_ = 0;        // started and not ended
+    std::uint64_t stamp_ = 1;  // increases whenever nodes may have changed
+    unsigned runs_ = 0;        // runs that were started and haven't ended
     bool isAutomatic_ = false;
-    const char* doing_ = "filling";  // what the next run does, or the one that is out
+    const char* doing_ = "filling";  // the work of the active or the next run, for the status line
     std::string status_;
 };
 

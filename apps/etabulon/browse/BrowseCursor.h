@@ -7,21 +7,21 @@
 
 namespace etabulon {
 
-/// The cursor of a browsed table: walks only below a place, counts the records that it meets, and
-/// stops for good when it is told to.
+/// The cursor of a browsed table. It walks only below a place and counts the records of a walk;
+/// after Stop no walk runs until Allow.
 ///
-/// Threads    as its base; Stop, Allow and Count may be called from any.
+/// Threads    as its base; Stop, Allow and Count may be called from any thread.
 class BrowseCursor final : public CliCursor {
 public:
     using CliCursor::CliCursor;
 
-    /// Belongs before the first walk.
+    /// To be called before the first walk.
     void SetPlace(const ETabulonTag& place) { place_ = place; }
 
-    /// Every walk ends, one that is about to begin too: the reset that begins a walk would
-    /// otherwise forget a cancel that came just before.
+    /// Ends every walk, also one that is about to begin: the reset at its start, which clears the
+    /// cancel flag, sets the flag again.
     void Stop();
-    /// Walks may run, and records are counted anew.
+    /// Lets walks run again, and sets the count to 0.
     void Allow() noexcept;
     /// The records met since Allow.
     [[nodiscard]] std::uint64_t Count() const noexcept { return count_.load(); }

@@ -21,7 +21,7 @@ ELogFont BrowseScreen::LookOf(HFONT font) {
     return font != nullptr ? *reinterpret_cast<const ELogFont*>(font) : ELogFont{};
 }
 
-/// In the language of the program's other texts.
+/// English, the language of the program's other texts.
 Chaine BrowseScreen::String(unsigned stringID) const {
     constexpr unsigned kPreparing = 10712;
     return stringID == kPreparing ? Chaine("The tree is being filled...")

@@ -8,7 +8,7 @@
 
 namespace etabulon {
 
-/// Where it lies on the terminal, as far as it may be drawn.
+/// The rectangle on the terminal, cut to the part that may be drawn on.
 ERect BrowseSurface::OnTerminal(const ERect& rect) const {
     const int right = rect_.left - origin_.x;
     const int down = rect_.top - origin_.y;
@@ -16,7 +16,7 @@ ERect BrowseSurface::OnTerminal(const ERect& rect) const {
             std::min(rect.right + right, clip_.right), std::min(rect.bottom + down, clip_.bottom)};
 }
 
-/// The background is the terminal's own, whatever colour the system is said to have.
+/// The background is always the terminal's own, not the system colour.
 void BrowseSurface::FillRect(const ERect& rect, EColour /*colour*/) {
     terminal_.Clear(OnTerminal(rect));
 }

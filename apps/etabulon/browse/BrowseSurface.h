@@ -28,7 +28,7 @@ public:
     [[nodiscard]] EPoint Origin() const override { return origin_; }
     void SetOrigin(EPoint origin) override { origin_ = origin; }
 
-    /// What a text in the present font looks like.
+    /// The style of a text in the current font.
     [[nodiscard]] BrowseStyle Style(EColour colour) const;
 
 private:

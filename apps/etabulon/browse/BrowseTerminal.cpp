@@ -23,12 +23,12 @@ namespace etabulon {
 namespace {
 
 constexpr int kEscape = 27;
-constexpr int kEscapeMilliseconds = 100;  // in which the rest of a key's sequence arrives
+constexpr int kEscapeMilliseconds = 100;  // the rest of a key's sequence arrives within this time
 constexpr wchar_t kNoCharacter = L'\uFFFD';
 
-/// What terminals send whatever terminfo says of them, and keys that it has no standard name for.
-/// Each has a code of its own: ncurses takes a code's former sequence away when it is given
-/// another.
+/// Sequences that terminals send even if terminfo has others, and keys without a standard name in
+/// terminfo. Each has a code of its own: ncurses drops a code's former sequence when it gets a new
+/// one.
 struct KeySequence {
     const char* bytes;
     BrowseKey key;
@@ -65,20 +65,20 @@ constexpr std::array kMeanings = {
     KeyMeaning{KEY_RESIZE, BrowseKey::Redraw},  KeyMeaning{'q', BrowseKey::Quit},
 };
 
-/// UTF-8 reaches the terminal whatever the locale, as from the other commands.
+/// Makes ncurses write UTF-8 in every locale, as the other commands do.
 void SetCharacters() {
     if (setlocale(LC_CTYPE, "") == nullptr || std::string_view(nl_langinfo(CODESET)) != "UTF-8") {
         setlocale(LC_CTYPE, "C.UTF-8");
     }
 }
 
-/// As it may be shown, in the widths that ncurses counts with, cut to `width` cells.
+/// Appends the text in the form of AppendShown, cut to `width` cells by the widths of ncurses.
 int AppendWide(std::string_view text, int width, std::wstring& wide) {
     std::string shown;
     AppendShown(shown, text);
     int used = 0;
     for (std::string_view rest = shown; !rest.empty();) {
-        const CliCharacter character = FirstCharacter(rest);
+        const detail::Utf8Character character = FirstCharacter(rest);
         auto code = static_cast<wchar_t>(character.code);
         int cells = wcwidth(code);
         if (cells < 0) {
@@ -95,7 +95,7 @@ int AppendWide(std::string_view text, int width, std::wstring& wide) {
     return used;
 }
 
-/// One of the eight colours that every terminal with colours has.
+/// The nearest of the eight colours that every colour terminal has.
 short NearestColour(EColour colour) {
     constexpr EColour kStrong = 0x80;
     const bool red = (colour & 0xFFU) >= kStrong;
@@ -132,8 +132,8 @@ public:
             }
         }
     }
-    /// ncurses keeps the screen until the process ends: where memory ran out as the colours were
-    /// made, which no return value tells, freeing it reads through a null pointer.
+    /// Leaves the screen to ncurses until the process ends. If memory ran out while ncurses set up
+    /// the colours, which it doesn't report, freeing the screen would read through a null pointer.
     ~CursesTerminal() override { Close(); }
 
     [[nodiscard]] bool IsOpen() const noexcept { return screen_ != nullptr && !isClosed_; }
@@ -211,8 +211,8 @@ public:
 private:
     static constexpr short kColours = 8;
 
-    /// Behind an escape: the rest of a key that this terminal sends and nobody knows. Its letters
-    /// aren't keys.
+    /// Reads the rest of an unknown key's sequence behind its escape, so that its letters aren't
+    /// taken for keys.
     static bool SkipSequence() {
         int next = getch();
         if (next != '[' && next != 'O') {
@@ -232,40 +232,41 @@ private:
     bool hasColours_ = false;
 };
 
-/// Asks terminfo alone, as newterm tells no reason.
-bool CheckTerminal(CliFailure& failure) {
+/// Asks terminfo directly, as newterm gives no reason for a failure.
+CliResult<> CheckTerminal() {
     const char* const name = std::getenv("TERM");
     if (name == nullptr || *name == '\0') {
-        return failure.Set(CliExit::Usage, "browse has to know the terminal: TERM isn't set");
+        return CliFailure{CliExit::Usage, "browse has to know the terminal: TERM isn't set"};
     }
     int found = 0;
     if (setupterm(name, STDOUT_FILENO, &found) != OK) {
-        return failure.Set(CliExit::Usage, fmt::format("browse doesn't know the terminal {}: TERM "
-                                                       "names none that terminfo has",
-                                                       Quoted(name)));
+        return CliFailure{CliExit::Usage, fmt::format("browse doesn't know the terminal {}: TERM "
+                                                      "names none that terminfo has",
+                                                      Quoted(name))};
     }
     const bool placesCursor = cursor_address != nullptr && clear_screen != nullptr;
     del_curterm(cur_term);
-    return placesCursor ||
-           failure.Set(CliExit::Usage,
-                       fmt::format("browse needs a terminal that can place its cursor, which {} "
-                                   "can't (see TERM)",
-                                   Quoted(name)));
+    if (placesCursor) {
+        return {};
+    }
+    return CliFailure{CliExit::Usage,
+                      fmt::format("browse needs a terminal that can place its cursor, which {} "
+                                  "can't (see TERM)",
+                                  Quoted(name))};
 }
 
 }  // namespace
 
-std::unique_ptr<BrowseTerminal> BrowseTerminal::Open(bool hasColours, CliFailure& failure) {
-    if (!CheckTerminal(failure)) {
-        return nullptr;
+CliResult<std::unique_ptr<BrowseTerminal>> BrowseTerminal::Open(bool hasColours) {
+    if (const CliResult<> checked = CheckTerminal(); !checked) {
+        return checked.Failure();
     }
     SetCharacters();
     auto terminal = std::make_unique<CursesTerminal>(hasColours);
     if (!terminal->IsOpen()) {
-        failure.Set(CliExit::Failed, "the terminal can't be used");
-        return nullptr;
+        return CliFailure{CliExit::Failed, "the terminal can't be used"};
     }
-    return terminal;
+    return std::unique_ptr<BrowseTerminal>(std::move(terminal));
 }
 
 }  // namespace etabulon

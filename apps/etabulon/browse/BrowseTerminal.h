@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/etabulon/request/CliFailure.h"
+#include "apps/etabulon/request/CliResult.h"
 #include "etabulon/controls/EScreenTypes.h"
 
 #include <cstdint>
@@ -9,9 +9,9 @@
 
 namespace etabulon {
 
-/// What a key means, whatever the terminal sends for it.
+/// The meaning of a key, independent of the bytes that the terminal sends.
 enum class BrowseKey : std::uint8_t {
-    None = 0,  // none waits
+    None = 0,  // no key waits
     Other = 1,
     Up = 2,
     Down = 3,
@@ -42,16 +42,15 @@ struct BrowseStyle {
     EColour colour = kDefaultColour;  // kDefaultColour: the terminal's own
 };
 
-/// The terminal as a whole screen. Drawn in cells; nothing reaches the terminal before Show, and
-/// then only what differs.
+/// The whole screen of the terminal, drawn in cells. Nothing reaches the terminal before Show,
+/// which sends only the cells that differ.
 ///
-/// Threads    the one that opened it. There is one at a time.
-/// Failure    destroyed or closed, it gives the terminal back as it found it. After Close all but
-///            Size does nothing.
+/// Threads    the thread that opened it. One terminal exists at a time.
+/// Failure    Close and the destructor restore the terminal's former state. After Close all
+///            operations except Size do nothing.
 class BrowseTerminal {
 public:
-    /// Null with `failure`.
-    [[nodiscard]] static std::unique_ptr<BrowseTerminal> Open(bool hasColours, CliFailure& failure);
+    [[nodiscard]] static CliResult<std::unique_ptr<BrowseTerminal>> Open(bool hasColours);
     BrowseTerminal() = default;
     BrowseTerminal(const BrowseTerminal&) = delete;
     BrowseTerminal& operator=(const BrowseTerminal&) = delete;
@@ -60,17 +59,17 @@ public:
     virtual void Close() = 0;
     /// Columns and lines.
     [[nodiscard]] virtual EPoint Size() const = 0;
-    /// Learns the size anew, after the terminal's window has changed.
+    /// Reads the size again, after the terminal's window has changed.
     virtual void TakeSize() = 0;
     virtual void Clear(const ERect& rect) = 0;
-    /// A text of any bytes, as it may be shown, cut to `width` cells. Returns the cells it took.
+    /// Draws any bytes in the form of AppendShown, cut to `width` cells. Returns the cells used.
     virtual int Put(EPoint at, std::string_view text, int width, const BrowseStyle& style) = 0;
-    /// The cells that it would take.
+    /// The cells that the text would take.
     [[nodiscard]] virtual int WidthOf(std::string_view text) const = 0;
     virtual void Show() = 0;
-    /// All of it will be sent anew by the next Show.
+    /// Makes the next Show send all cells.
     virtual void Invalidate() = 0;
-    /// None where no key waits.
+    /// The next key; None if no key waits.
     [[nodiscard]] virtual BrowseKey ReadKey() = 0;
 };
 

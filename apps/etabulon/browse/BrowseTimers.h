@@ -6,8 +6,8 @@
 
 namespace etabulon {
 
-/// Timers by number that ring again and again, on the clock that only goes forward. One that rang
-/// late doesn't make up for it.
+/// Periodic timers, each with a number, on the steady clock. A timer that fires late skips the
+/// periods that it missed.
 class BrowseTimers {
     using Clock = std::chrono::steady_clock;
     struct Timer {
@@ -30,7 +30,7 @@ public:
     void Stop(unsigned timerID) {
         std::erase_if(timers_, [&](const Timer& timer) { return timer.timerID == timerID; });
     }
-    /// Milliseconds until the next one rings; -1 without any.
+    /// Milliseconds until the next timer fires; -1 if there is none.
     [[nodiscard]] int Wait() const {
         const auto next = Next(timers_);
         if (next == timers_.end()) {
@@ -39,7 +39,7 @@ public:
         const auto rest = std::chrono::ceil<std::chrono::milliseconds>(next->due - Clock::now());
         return static_cast<int>(std::max<std::chrono::milliseconds::rep>(rest.count(), 0));
     }
-    /// Calls ring(timerID) for those that are due; it may start and stop timers.
+    /// Calls ring(timerID) for each due timer. The call may start and stop timers.
     template <class Ring>
     void RingDue(Ring ring) {
         const Clock::time_point now = Clock::now();

@@ -48,7 +48,7 @@ void BrowseTreeView::ClosedItem(const Item& item) {
     }
 }
 
-/// As many lines up, or as many as there are.
+/// The item that many lines further up, or the first one.
 _TREEITEM* BrowseTreeView::Back(_TREEITEM* item, int lines) const {
     for (; lines > 0; --lines) {
         _TREEITEM* const previous = PreviousVisibleItem(item);
@@ -69,7 +69,7 @@ std::vector<_TREEITEM*> BrowseTreeView::RowsFrom(_TREEITEM* top) const {
     return rows;
 }
 
-/// Moves the lines as little as it takes; to something far away so that it stands in the middle.
+/// Scrolls by as few lines as possible; an item far away is scrolled to the middle.
 void BrowseTreeView::ScrollTo(_TREEITEM* item, const std::vector<_TREEITEM*>& rows) {
     if (rows.empty() || std::find(rows.begin(), rows.end(), item) != rows.end()) {
         return;
@@ -103,7 +103,7 @@ std::vector<_TREEITEM*> BrowseTreeView::Rows() {
         rows = RowsFrom(top_);
     }
     if (const int free = Height() - static_cast<int>(rows.size()); free > 0 && !rows.empty()) {
-        top_ = Back(top_, free);  // no blank lines at the end of what is longer than the screen
+        top_ = Back(top_, free);  // a tree longer than the screen leaves no blank lines
         rows = RowsFrom(top_);
     }
     return rows;
@@ -163,11 +163,11 @@ void BrowseTreeView::DrawRow(_TREEITEM* item, int line, bool isStyled, BrowseSur
     const auto put = [&](std::string_view text, const BrowseStyle& style) {
         at += terminal_.Put({at, line}, text, std::max(rect_.right - at, 0), style);
     };
-    // What may be opened, though nobody has looked yet whether there is something below.
+    // The item may be opened; whether it has children isn't known yet.
     const bool offers = found.hasChildren || found.firstChild != nullptr;
     put(found.IsOpen() && found.firstChild != nullptr ? "- " : offers ? "+ " : "  ", {});
     if (images_ != nullptr && found.image >= 0) {
-        put("* ", {});  // the only picture of this screen: waiting
+        put("* ", {});  // the waiting mark is the screen's only picture
     }
     BrowseStyle style = surface.Style(draw.textColour);
     style.reverse = item == SelectedItem();
@@ -181,7 +181,7 @@ void BrowseTreeView::DrawRow(_TREEITEM* item, int line, bool isStyled, BrowseSur
     put(rows_->Note(item), {});
 }
 
-// --- what a user does ---
+// --- the user's actions ---
 
 void BrowseTreeView::Step(int lines) {
     _TREEITEM* item = SelectedItem() != nullptr ? SelectedItem() : FirstItem();
@@ -204,7 +204,7 @@ void BrowseTreeView::GoTo(_TREEITEM* item) {
     if (item != nullptr) {
         SelectItem(item);
         EnsureVisible(item);
-        static_cast<void>(Rows());  // scrolls by this step, however many more come before painting
+        static_cast<void>(Rows());  // scrolls now, as more steps may come before the painting
     }
 }
 

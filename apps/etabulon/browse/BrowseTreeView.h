@@ -13,29 +13,29 @@ namespace etabulon {
 class BrowseSurface;
 class BrowseWake;
 
-/// What a line shows for an item.
+/// The line of an item on the screen.
 struct BrowseLabel {
     std::string text;
     bool isNull = false;
 };
 
-/// The tree view of a terminal. Items are drawn a line each; which of them are on the screen is
-/// kept as the first one, so that no step depends on how many there are.
+/// The tree view of a terminal, with a line for each item. It keeps only the first item on the
+/// screen, so that the cost of a step doesn't grow with the number of items.
 ///
-/// Ownership  terminal, wake and rows aren't owned and must outlive this.
+/// Ownership  terminal, wake and rows aren't owned and must outlive the view.
 class BrowseTreeView final : public ETreeViewItems {
 public:
-    /// Who knows what lines show beside the items.
+    /// Gives the texts and styles of lines.
     class IRows {
     public:
         virtual ~IRows() = default;
-        /// The item was just given its data.
+        /// An item has got its data.
         virtual void OnNewItem(_TREEITEM* item) = 0;
-        /// These are about to be drawn.
+        /// These items are about to be drawn.
         virtual void OnPaint(const std::vector<_TREEITEM*>& rows) = 0;
-        /// The item's text, by which NULL and an empty text can be told apart.
+        /// The item's text, in a form that distinguishes NULL from an empty text.
         [[nodiscard]] virtual BrowseLabel Label(_TREEITEM* item, std::string_view text) const = 0;
-        /// Stands behind the item's text.
+        /// The text behind the item's own.
         [[nodiscard]] virtual std::string Note(_TREEITEM* item) const = 0;
     };
 
@@ -43,14 +43,14 @@ public:
     ~BrowseTreeView() override;
 
     void SetRows(IRows* rows) noexcept { rows_ = rows; }
-    /// Draws what has changed, unless redraw is off.
+    /// Draws the view if it has changed, unless redraw is off.
     void Paint();
 
-    // --- what a user does ---
-    /// Selects the item so many lines further down, or the last there is. Negative: up.
+    // --- the user's actions ---
+    /// Selects the item `lines` further down, or up if negative, or the last one in that direction.
     void Step(int lines);
     void Page(int pages);
-    /// Selects it and brings it on the screen.
+    /// Selects an item and scrolls it onto the screen.
     void GoTo(_TREEITEM* item);
     void GoToStart();
     void GoToEnd();
@@ -60,7 +60,7 @@ public:
     }
 
     // --- time ---
-    /// Milliseconds until OnTimers has something to do; -1 for never.
+    /// Milliseconds until OnTimers has work; -1 if there is no timer.
     [[nodiscard]] int Wait() const { return timers_.Wait(); }
     void OnTimers();
 
@@ -82,7 +82,7 @@ public:
     [[nodiscard]] unsigned SetTimer(unsigned timerID, unsigned milliseconds) override;
     void KillTimer(unsigned timerID) override { timers_.Stop(timerID); }
     [[nodiscard]] EMessagePort::Waker MakeWaker(std::weak_ptr<EMessagePort> port) override;
-    /// There is no window around it: a derived control hears the same by its own operations.
+    /// There is no parent window: the derived control gets the same events from its own operations.
     std::intptr_t SendToOwner(std::uint32_t, std::intptr_t, std::intptr_t) override { return 0; }
 
 protected:
@@ -108,8 +108,8 @@ private:
     BrowseWake& wake_;
     IRows* rows_ = nullptr;         // not owned
     IImageList* images_ = nullptr;  // not owned
-    _TREEITEM* top_ = nullptr;      // of the lines on the screen; null: the first item
-    _TREEITEM* wanted_ = nullptr;   // is to be on the screen at the next painting
+    _TREEITEM* top_ = nullptr;      // the first line on the screen; null: the first item
+    _TREEITEM* wanted_ = nullptr;   // to be scrolled onto the screen at the next painting
     bool isRedrawOn_ = true;
     bool isDirty_ = true;
     ERect rect_;

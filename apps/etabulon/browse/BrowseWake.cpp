@@ -16,10 +16,10 @@ namespace {
 
 constexpr unsigned char kMessage = 0;  // no signal has this number
 
-/// Where the signal handler writes to; set before it is installed.
+/// The descriptor that the signal handler writes to; set before the handler is installed.
 int signalEnd = -1;
 
-/// A full pipe wakes as well as one byte more.
+/// A failed write is ignored: a full pipe wakes the loop already.
 void WriteByte(int descriptor, int byte) noexcept {
     const auto written = static_cast<unsigned char>(byte);
     const int error = errno;
@@ -29,7 +29,7 @@ void WriteByte(int descriptor, int byte) noexcept {
 
 }  // namespace
 
-/// Outlives the loop where a worker wakes it late.
+/// Shared with the wakers, as a worker may call one after the loop has ended.
 struct BrowseWake::Loop {
     Loop() {
         if (pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0) {
@@ -48,7 +48,7 @@ struct BrowseWake::Loop {
     std::deque<std::weak_ptr<EMessagePort>> waiting;  // guarded by mutex
 };
 
-/// Catches what would change or end the program, and gives it back.
+/// Catches the signals that resize or end the program, and restores their former handlers.
 class BrowseWake::Signals {
 public:
     explicit Signals(int descriptor) {

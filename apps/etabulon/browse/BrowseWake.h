@@ -6,10 +6,10 @@
 
 namespace etabulon {
 
-/// What wakes the main loop from other threads and from signals: messages that were posted, and
-/// signals that came. The signals of a terminal program are caught as long as it lives.
+/// Wakes the main loop for messages posted by other threads and for signals. It catches the signals
+/// of a terminal program during its lifetime.
 ///
-/// Threads    the main one; wakers and Raise may be called from any. There is one at a time.
+/// Threads    the main thread; wakers and Raise may be called from any. One exists at a time.
 class BrowseWake {
 public:
     BrowseWake();
@@ -17,15 +17,15 @@ public:
     BrowseWake(const BrowseWake&) = delete;
     BrowseWake& operator=(const BrowseWake&) = delete;
 
-    /// Readable when something waits.
+    /// A descriptor that is readable while a message or a signal waits.
     [[nodiscard]] int Descriptor() const noexcept;
     [[nodiscard]] EMessagePort::Waker MakeWaker(std::weak_ptr<EMessagePort> port);
-    /// As if this signal had come.
+    /// Acts as if this signal had come.
     void Raise(int signal) noexcept;
 
-    /// Dispatches the messages that wait.
+    /// Dispatches the waiting messages.
     void Dispatch();
-    /// A signal that came, 0 for none. To be called until there is none.
+    /// Takes a signal that has come; 0 if there is none. To be called until it returns 0.
     [[nodiscard]] int TakeSignal();
 
 private:

@@ -15,7 +15,7 @@
 namespace etabulon {
 namespace {
 
-constexpr int kProgressMilliseconds = 100;  // between two looks at the count of a run
+constexpr int kProgressMilliseconds = 100;  // between two updates of a run's count
 constexpr int kLinesAround = 3;             // title, status, keys
 constexpr const char* kKeys =
     "q quit  arrows, Enter, + - open, close  Alt+Up Alt+Down move level  h hide  s show  F5 "
@@ -48,9 +48,9 @@ int BrowseWindow::Run() {
     return signal_;
 }
 
-// --- what is shown ---
+// --- drawing ---
 
-/// A terminal too low for all keeps the tree, then the status.
+/// A terminal with too few lines shows the tree first, then the status.
 void BrowseWindow::Layout() {
     const EPoint size = terminal_.Size();
     const int top = size.y > kLinesAround ? 1 : 0;
@@ -111,10 +111,10 @@ std::string BrowseWindow::StatusText() const {
 
 // --- the loop ---
 
-/// Waits for something to happen and lets it; false when that was the end.
+/// Waits for events and handles them; false at the end of the loop.
 bool BrowseWindow::Await() {
     int wait = view_.Wait();
-    if (ctrl_.IsOut()) {
+    if (ctrl_.IsRunActive()) {
         wait = wait < 0 ? kProgressMilliseconds : std::min(wait, kProgressMilliseconds);
     }
     std::array<pollfd, 2> ends{{{STDIN_FILENO, POLLIN, 0}, {wake_.Descriptor(), POLLIN, 0}}};
@@ -122,7 +122,7 @@ bool BrowseWindow::Await() {
     if (!OnSignals()) {
         return false;
     }
-    // What has been reported goes before what starts something new.
+    // Posted messages go before timers and keys, which may start new runs.
     wake_.Dispatch();
     view_.OnTimers();
     if (!OnKeys()) {
@@ -131,7 +131,7 @@ bool BrowseWindow::Await() {
     wake_.Dispatch();
     PerformWaiting();
     if ((ends[0].revents & (POLLHUP | POLLERR | POLLNVAL)) != 0) {
-        signal_ = SIGHUP;  // nobody is there any more
+        signal_ = SIGHUP;  // the terminal is gone
         return false;
     }
     return true;
@@ -226,23 +226,23 @@ void BrowseWindow::OnEnter() {
     OnArrow(view_.IsExpanded(view_.SelectedItem()) ? BrowseKey::Minus : BrowseKey::Plus);
 }
 
-// --- what needs the cursor ---
+// --- actions that need the cursor ---
 
 void BrowseWindow::Ask(BrowseKey key) {
     waiting_ = Waiting{key, view_.SelectedItem()};
     if (ctrl_.IsAutomatic()) {
-        ctrl_.Stop();  // whoever presses a key has precedence
+        ctrl_.Stop();  // the user's key goes before a run that the control started by itself
     }
     PerformWaiting();
 }
 
 void BrowseWindow::PerformWaiting() {
-    if (!waiting_ || ctrl_.IsOut()) {
+    if (!waiting_ || ctrl_.IsRunActive()) {
         return;
     }
     const Waiting waiting = *std::exchange(waiting_, std::nullopt);
     if (waiting.item != nullptr && view_.ItemData(waiting.item) == 0) {
-        return;  // it has gone
+        return;  // the item is gone
     }
     if (waiting.item != nullptr && waiting.key == BrowseKey::Plus) {
         view_.Expand(waiting.item, TreeExpand);

@@ -14,7 +14,7 @@ class BrowseCtrl;
 class BrowseTreeView;
 class BrowseWake;
 
-/// What a browser consists of; none of it is owned by the window.
+/// The parts of a browser. The window owns none of them.
 struct BrowseParts {
     BrowseTerminal& terminal;
     BrowseWake& wake;
@@ -22,23 +22,23 @@ struct BrowseParts {
     BrowseCtrl& ctrl;
 };
 
-/// The window around the tree: a title, a line that tells what is going on, a line of keys, and the
-/// main loop. What needs the cursor while a run is out waits until it isn't: the last such key, as
-/// the others would mean something else by then.
+/// The window around the tree: a title, a status line, a line of keys, and the main loop. A key
+/// that needs the cursor waits for the end of the active run. Only the last such key is kept, as
+/// the meaning of the others may have changed by then.
 class BrowseWindow {
 public:
-    /// `fixedLevels` are never shown.
+    /// The levels in `fixedLevels` are never shown.
     BrowseWindow(const BrowseParts& parts, std::string title, std::set<unsigned> fixedLevels);
     BrowseWindow(const BrowseWindow&) = delete;
     BrowseWindow& operator=(const BrowseWindow&) = delete;
 
-    /// Returns when the user quits: 0, or the signal that ended it.
+    /// Returns when the user quits, with 0, or when a signal ends the loop, with its number.
     int Run();
 
 private:
     struct Waiting {
         BrowseKey key;
-        _TREEITEM* item;  // that was selected
+        _TREEITEM* item;  // the item that was selected
     };
     void Layout();
     void Paint();
@@ -63,7 +63,7 @@ private:
     BrowseCtrl& ctrl_;
     std::string title_;
     std::set<unsigned> fixedLevels_;
-    std::vector<unsigned> hidden_;  // by the user, the last one last
+    std::vector<unsigned> hidden_;  // levels that the user has hidden, the latest last
     std::optional<Waiting> waiting_;
     int signal_ = 0;
 };

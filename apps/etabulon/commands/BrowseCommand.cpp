@@ -7,8 +7,8 @@
 #include "apps/etabulon/browse/BrowseTreeView.h"
 #include "apps/etabulon/browse/BrowseWake.h"
 #include "apps/etabulon/browse/BrowseWindow.h"
+#include "apps/etabulon/request/CliSource.h"
 #include "apps/etabulon/walk/CliInterrupt.h"
-#include "etabulon/sqlite/ESqliteSource.h"
 
 #include <CLI/CLI.hpp>
 #include <signal.h>
@@ -17,27 +17,28 @@
 namespace etabulon {
 namespace {
 
-bool CheckOptions(const CliSortOptions& sort, const CliEnvironment& environment,
-                  CliFailure& failure) {
+CliResult<> CheckOptions(const CliSortOptions& sort, const CliEnvironment& environment) {
     if (sort.Levels().Levels().empty()) {
-        return failure.Set(CliExit::Usage,
-                           "a tree is made of levels: --levels is missing (see etabulon browse "
-                           "--help)");
+        return CliFailure{CliExit::Usage,
+                          "a tree is made of levels: --levels is missing (see etabulon browse "
+                          "--help)"};
     }
-    return (environment.isOutputTerminal && isatty(STDIN_FILENO) == 1) ||
-           failure.Set(CliExit::Usage,
-                       "browse needs a terminal for its input and its output; tree prints the "
-                       "same anywhere");
+    if (!environment.isOutputTerminal || isatty(STDIN_FILENO) != 1) {
+        return CliFailure{CliExit::Usage,
+                          "browse needs a terminal for its input and its output; tree prints the "
+                          "same anywhere"};
+    }
+    return {};
 }
 
-bool CheckLevels(const CliTreeOrder& order, CliFailure& failure) {
+CliResult<> CheckLevels(const CliTreeOrder& order) {
     for (unsigned id = 0; id < order.levels.all.size(); ++id) {
         if (order.IsShown(id)) {
-            return true;
+            return {};
         }
     }
-    return failure.Set(CliExit::Usage,
-                       "no level is left to browse: all of them are in --hide or --at");
+    return CliFailure{CliExit::Usage,
+                      "no level is left to browse: all of them are in --hide or --at"};
 }
 
 }  // namespace
@@ -58,55 +59,61 @@ void BrowseCommand::Declare(CLI::App& app) {
         "nodes above too.");
 }
 
-bool BrowseCommand::Run(CliEnvironment& environment, CliFailure& failure) {
-    if (!CheckOptions(sort_, environment, failure) || !sort_.Install(environment, failure)) {
-        return false;
+CliResult<> BrowseCommand::Run(CliEnvironment& environment) {
+    if (CliResult<> checked = CheckOptions(sort_, environment); !checked) {
+        return checked;
     }
-    const std::unique_ptr<ESqliteSource> source = source_.Open(failure);
-    if (source == nullptr) {
-        return false;
+    if (CliResult<> installed = sort_.Install(environment); !installed) {
+        return installed;
     }
-    const CliDictionary dictionary(*source);
-    const ESqlTableInfo* const table = dictionary.FindTable(source_.table, failure);
-    CliTreeOrder order;
-    if (table == nullptr || !sort_.ReadTree(dictionary, *table, order, failure) ||
-        !CheckLevels(order, failure) || !alerts_.Read(dictionary, *table, order.levels, failure)) {
-        return false;
+    const CliResult<CliOpenTable> opened = source_.OpenTable();
+    if (!opened) {
+        return opened.Failure();
     }
-    return Browse(environment, {dictionary, *table, environment.interrupt}, order, failure);
+    const CliResult<CliTreeOrder> order = sort_.ReadTree(opened->table);
+    if (!order) {
+        return order.Failure();
+    }
+    if (CliResult<> checked = CheckLevels(*order); !checked) {
+        return checked;
+    }
+    if (CliResult<> read = alerts_.Read(order->levels); !read) {
+        return read;
+    }
+    return Browse(environment, {opened->table, environment.interrupt}, *order);
 }
 
-bool BrowseCommand::Browse(const CliEnvironment& environment, const CliWalkContext& context,
-                           const CliTreeOrder& order, CliFailure& failure) {
+CliResult<> BrowseCommand::Browse(const CliEnvironment& environment, const CliWalkContext& context,
+                                  const CliTreeOrder& order) {
     BrowseCursor cursor(context.interrupt);
-    if (!OpenCursor(context, order.levels.levels, {}, cursor, failure)) {
-        return false;
+    if (CliResult<> opened = OpenCursor(context, order.levels.levels, {}, cursor); !opened) {
+        return opened;
     }
     cursor.SetPlace(order.place);
     int ended = 0;
     {
-        const std::unique_ptr<BrowseTerminal> terminal =
-            BrowseTerminal::Open(environment.hasStyle, failure);
-        if (terminal == nullptr) {
-            return false;
+        const CliResult<std::unique_ptr<BrowseTerminal>> terminal =
+            BrowseTerminal::Open(environment.hasStyle);
+        if (!terminal) {
+            return terminal.Failure();
         }
-        ended = Show(*terminal, context.interrupt, cursor, std::string(context.table.name.View()),
-                     order);
+        ended = Show(**terminal, context, cursor, order);
     }
     if (ended == 0) {
-        return true;
+        return {};
     }
     if (ended != SIGINT) {
         signal(ended, SIG_DFL);
-        raise(ended);  // with the terminal given back, as if nobody had caught it
+        raise(ended);  // the terminal is restored: end as by an uncaught signal
     }
-    return failure.Set(CliExit::Cancelled, {});
+    return CliFailure{CliExit::Cancelled, {}};
 }
 
-int BrowseCommand::Show(BrowseTerminal& terminal, CliInterrupt& interrupt, BrowseCursor& cursor,
-                        const std::string& tableName, const CliTreeOrder& order) const {
+int BrowseCommand::Show(BrowseTerminal& terminal, const CliWalkContext& context,
+                        BrowseCursor& cursor, const CliTreeOrder& order) const {
+    const std::string tableName(context.table.Info().name.View());
     BrowseWake wake;
-    const CliInterrupt::Handling handling(interrupt, [&wake] { wake.Raise(SIGINT); });
+    const CliInterrupt::Handling handling(context.interrupt, [&wake] { wake.Raise(SIGINT); });
     BrowseScreen screen;
     BrowseTreeView view(terminal, wake);
     BrowseCtrl ctrl(screen, cursor, alerts_);
@@ -122,7 +129,7 @@ int BrowseCommand::Show(BrowseTerminal& terminal, CliInterrupt& interrupt, Brows
     }
     BrowseWindow window({terminal, wake, view, ctrl}, tableName, std::move(fixedLevels));
     const int signal = window.Run();
-    terminal.Close();  // nobody is to wait for a large tree to go
+    terminal.Close();  // before a large tree is destroyed, which takes time
     return signal;
 }
 

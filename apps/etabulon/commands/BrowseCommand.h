@@ -6,14 +6,12 @@
 #include "apps/etabulon/request/CliSortOptions.h"
 #include "apps/etabulon/walk/CliWalk.h"
 
-#include <string>
-
 namespace etabulon {
 
 class BrowseCursor;
 class BrowseTerminal;
 
-/// `etabulon browse`: the tree of a table in the terminal, to be opened, rearranged and refreshed.
+/// `etabulon browse`: explores the tree of a table in the terminal.
 class BrowseCommand final : public CliCommand {
 public:
     [[nodiscard]] const char* Name() const override { return "browse"; }
@@ -21,14 +19,14 @@ public:
         return "Explore the levels of a table as a tree in the terminal";
     }
     void Declare(CLI::App& app) override;
-    [[nodiscard]] bool Run(CliEnvironment& environment, CliFailure& failure) override;
+    [[nodiscard]] CliResult<> Run(CliEnvironment& environment) override;
 
 private:
-    [[nodiscard]] bool Browse(const CliEnvironment& environment, const CliWalkContext& context,
-                              const CliTreeOrder& order, CliFailure& failure);
-    /// Returns the signal that ended it, or 0.
-    [[nodiscard]] int Show(BrowseTerminal& terminal, CliInterrupt& interrupt, BrowseCursor& cursor,
-                           const std::string& tableName, const CliTreeOrder& order) const;
+    [[nodiscard]] CliResult<> Browse(const CliEnvironment& environment,
+                                     const CliWalkContext& context, const CliTreeOrder& order);
+    /// Runs the browser. Returns the signal that ended it, or 0.
+    [[nodiscard]] int Show(BrowseTerminal& terminal, const CliWalkContext& context,
+                           BrowseCursor& cursor, const CliTreeOrder& order) const;
 
     CliSourceOptions source_;
     CliSortOptions sort_;

@@ -31,7 +31,7 @@ CliExit Tell(const CliFailure& failure) {
     return failure.exit;
 }
 
-/// What is told of an exception; allocates nothing itself.
+/// Reports an exception on stderr without allocating memory.
 CliExit TellException(const std::exception& error) noexcept {
     const bool isMemory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
     WriteError("etabulon: ");
@@ -46,11 +46,11 @@ bool HasStyle() {
            std::string_view(terminal) != "dumb";
 }
 
-/// What was written must have arrived, whatever came before.
+/// Writes the rest of the output and reports a failed write, whether the command succeeded or not.
 CliExit EndOutput(CliOutput& output, CliExit exit) {
-    // A command that failed may have been within a line.
+    // A failed command may have left an unfinished line, which is dropped.
     exit == CliExit::Done ? output.Finish() : output.Flush();
-    // A reader that has seen enough is no failure.
+    // A reader that closes its pipe early isn't a failure.
     if (!output.IsBroken() || output.Error() == EPIPE) {
         return exit;
     }
@@ -69,10 +69,9 @@ CliExit RunCommand(CliCommand& command, CliInstallLocale installLocale) {
     environment.installLocale = installLocale;
     CliExit exit = CliExit::Done;
     try {
-        CliFailure failure;
-        if (!command.Run(environment, failure)) {
+        if (const CliResult<> done = command.Run(environment); !done) {
             output.Flush();
-            exit = Tell(failure);
+            exit = Tell(done.Failure());
         }
     } catch (const std::exception& error) {
         exit = TellException(error);
@@ -80,7 +79,7 @@ CliExit RunCommand(CliCommand& command, CliInstallLocale installLocale) {
     return EndOutput(output, exit);
 }
 
-/// What the parser says when it throws: help asked for, or a wrong command line.
+/// Ends a command line that the parser has thrown for: a request for help, or a mistake.
 CliExit EndParse(const CLI::App& app, const std::vector<std::unique_ptr<CliCommand>>& commands,
                  const CLI::ParseError& error) {
     const CLI::App* spoken = &app;
@@ -109,8 +108,8 @@ CliExit EndParse(const CLI::App& app, const std::vector<std::unique_ptr<CliComma
     return EndOutput(output, CliExit::Done);
 }
 
-/// The arguments as the parser takes them: it would give `--at=` the next argument as its text
-/// instead of none.
+/// The arguments for the parser. `--at=` is passed with an empty text: the parser would take the
+/// next argument for it.
 std::vector<std::string> Arguments(int argc, const char* const* argv) {
     std::vector<std::string> arguments;
     bool areOptionsOver = false;
@@ -130,7 +129,7 @@ std::vector<std::string> Arguments(int argc, const char* const* argv) {
     return arguments;
 }
 
-/// Lets the command that is named take its own.
+/// Lets the named command take out the arguments that the parser must not see.
 void LetTake(std::vector<std::string>& arguments,
              const std::vector<std::unique_ptr<CliCommand>>& commands) {
     for (const auto& command : commands) {
@@ -151,7 +150,7 @@ CliExit ParseAndRun(int argc, const char* const* argv, CliInstallLocale installL
     try {
         std::vector<std::string> arguments = Arguments(argc, argv);
         LetTake(arguments, commands);
-        // The parser takes them from the last to the first.
+        // The parser expects the last argument first.
         std::reverse(arguments.begin(), arguments.end());
         app.parse(arguments);
     } catch (const CLI::ParseError& error) {
@@ -169,7 +168,7 @@ CliExit ParseAndRun(int argc, const char* const* argv, CliInstallLocale installL
 
 int RunEtabulon(int argc, const char* const* argv, CliInstallLocale installLocale) {
     HoldStandardDescriptors();
-    // A reader that goes away shows as EPIPE, so that the command ends in order.
+    // With SIGPIPE ignored, a closed pipe is reported as EPIPE, and the command ends in order.
     signal(SIGPIPE, SIG_IGN);
     try {
         return static_cast<int>(ParseAndRun(argc, argv, installLocale));

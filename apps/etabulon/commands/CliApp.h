@@ -4,7 +4,7 @@
 
 namespace etabulon {
 
-/// The whole program; the result is what it ends with. `installLocale` is null without ICU.
+/// Runs the program and returns its exit status. `installLocale` is null without ICU.
 [[nodiscard]] int RunEtabulon(int argc, const char* const* argv, CliInstallLocale installLocale);
 
 }  // namespace etabulon

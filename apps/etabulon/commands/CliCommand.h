@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/etabulon/request/CliFailure.h"
+#include "apps/etabulon/request/CliResult.h"
 
 #include <string>
 #include <vector>
@@ -13,7 +13,7 @@ namespace etabulon {
 
 struct CliEnvironment;
 
-/// One command: a file pair XCommand.h and XCommand.cpp, and a line in CliHelp.cpp.
+/// A command: a file pair XCommand.h and XCommand.cpp, and a line in CliHelp.cpp.
 class CliCommand {
 public:
     CliCommand() = default;
@@ -23,14 +23,13 @@ public:
 
     [[nodiscard]] virtual const char* Name() const = 0;
     [[nodiscard]] virtual const char* Description() const = 0;
-    /// Declares the options, which are stored in this.
+    /// Declares the options. The parser stores their values in this object.
     virtual void Declare(CLI::App& app) = 0;
-    /// Takes out what the parser isn't to see. `arguments` are those behind the command's name.
+    /// Takes out arguments that the parser must not see, of those behind the command's name.
     virtual void TakeArguments(std::vector<std::string>& /*arguments*/) {}
-    /// It is asked to write into the database. Requires that the command line was read.
+    /// The user asks it to write into the database. Requires that the command line was read.
     [[nodiscard]] virtual bool Saves() const { return false; }
-    /// False with `failure`.
-    [[nodiscard]] virtual bool Run(CliEnvironment& environment, CliFailure& failure) = 0;
+    [[nodiscard]] virtual CliResult<> Run(CliEnvironment& environment) = 0;
 };
 
 }  // namespace etabulon

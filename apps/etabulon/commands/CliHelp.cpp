@@ -72,13 +72,13 @@ constexpr CliMeaning kVariables[] = {
      "or dimmed."},
 };
 
-/// A text in lines of at most `width` columns, each of its paragraphs on lines of its own.
+/// Breaks a text into lines of at most `width` columns. A paragraph begins a new line.
 std::string Wrapped(std::string_view text, std::size_t width) {
     std::string lines;
     std::size_t column = 0;
     while (!text.empty()) {
         const std::size_t length = std::min(text.find_first_of(" \n"), text.size());
-        // Bytes that continue a character take no column.
+        // The continuation bytes of UTF-8 take no column.
         std::size_t columns = 0;
         for (const char byte : text.substr(0, length)) {
             columns += (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U ? 1U : 0U;
@@ -189,9 +189,9 @@ std::string ShellLines(std::string_view line, std::size_t width) {
     std::string lines;
     std::size_t column = 0;
     while (!line.empty()) {
-        // A piece is an option with its value, or what stands before the first one.
+        // A piece is an option with its value, or the words before the first option.
         const std::size_t length = std::min(line.find(" --", 1), line.size());
-        // A backslash may have to go behind the piece.
+        // Leaves room for a backslash behind the piece.
         if (column != 0 && column + length + 2 > width) {
             lines += " \\\n   ";
             column = kIndent - 1;

@@ -17,7 +17,7 @@ namespace etabulon {
 
 class CliCommand;
 
-/// A way to call a command, as --help and the man page show it. A test runs each of them on the
+/// An example of a command for --help and the man page. A test runs each example on the
 /// demonstration data.
 struct CliExample {
     const char* command;
@@ -25,7 +25,7 @@ struct CliExample {
     const char* line;  // for a shell
 };
 
-/// What a word stands for: an exit status, a variable of the environment.
+/// The meaning of a word: of an exit status, or of a variable of the environment.
 struct CliMeaning {
     const char* word;
     const char* text;
@@ -42,10 +42,10 @@ struct CliMeaning {
 /// the completion are all made from what is declared here.
 void DeclareProgram(CLI::App& app, const std::vector<std::unique_ptr<CliCommand>>& commands);
 
-/// An example's line, gone on with a backslash where it would have more than `width` columns.
+/// An example's line, continued with backslashes where it would exceed `width` columns.
 [[nodiscard]] std::string ShellLines(std::string_view line, std::size_t width);
 
-/// What stands for an option's value: FILE. Empty for a flag.
+/// The word for an option's value in the help, such as FILE. Empty for a flag.
 [[nodiscard]] std::string ValueWord(const CLI::Option& option);
 
 }  // namespace etabulon

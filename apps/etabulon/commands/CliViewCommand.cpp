@@ -1,8 +1,7 @@
 #include "apps/etabulon/commands/CliViewCommand.h"
 
-#include "apps/etabulon/request/CliDictionary.h"
+#include "apps/etabulon/request/CliSource.h"
 #include "apps/etabulon/walk/CliWalk.h"
-#include "etabulon/sqlite/ESqliteSource.h"
 
 namespace etabulon {
 
@@ -16,25 +15,19 @@ void CliViewCommand::DeclareOutput(CLI::App& app) {
     output_.DeclareProgress(app);
 }
 
-bool CliViewCommand::Run(CliEnvironment& environment, CliFailure& failure) {
-    if (!Prepare(environment, failure)) {
-        return false;
+CliResult<> CliViewCommand::Run(CliEnvironment& environment) {
+    if (CliResult<> prepared = Prepare(environment); !prepared) {
+        return prepared;
     }
-    const std::unique_ptr<ESqliteSource> source = source_.Open(failure);
-    if (source == nullptr) {
-        return false;
-    }
-    const CliDictionary dictionary(*source);
-    const ESqlTableInfo* const table = dictionary.FindTable(source_.table, failure);
-    return table != nullptr && ShowTable(environment, dictionary, *table, nullptr, failure);
+    const CliResult<CliOpenTable> opened = source_.OpenTable();
+    return opened ? ShowTable(environment, opened->table, nullptr) : opened.Failure();
 }
 
-bool CliViewCommand::ShowTable(CliEnvironment& environment, const CliDictionary& dictionary,
-                               const ESqlTableInfo& table, const ETabulonPendingChanges* changes,
-                               CliFailure& failure) {
-    const CliWalkContext context{dictionary, table, environment.interrupt,
-                                 output_.ShowsProgress(environment), changes};
-    return Show(environment, context, failure);
+CliResult<> CliViewCommand::ShowTable(CliEnvironment& environment, const CliTable& table,
+                                      const ETabulonPendingChanges* changes) {
+    const CliWalkContext context{table, environment.interrupt, output_.ShowsProgress(environment),
+                                 changes};
+    return Show(environment, context);
 }
 
 }  // namespace etabulon

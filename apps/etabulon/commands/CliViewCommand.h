@@ -5,33 +5,30 @@
 
 namespace etabulon {
 
-class CliDictionary;
+class CliTable;
 class ETabulonPendingChanges;
 struct CliWalkContext;
-struct ESqlTableInfo;
 
-/// A command that shows what is in a table: by itself as it is, or as it would be with edits.
+/// A command that shows a table: as it is, or for the edit command as it would be with edits.
 class CliViewCommand : public CliCommand {
 public:
     void Declare(CLI::App& app) final;
-    [[nodiscard]] bool Run(CliEnvironment& environment, CliFailure& failure) final;
+    [[nodiscard]] CliResult<> Run(CliEnvironment& environment) final;
 
-    /// Its options but SOURCE and TABLE.
+    /// Declares the options except SOURCE and TABLE.
     virtual void DeclareView(CLI::App& app) = 0;
-    /// What is to be done before the source is opened.
-    [[nodiscard]] virtual bool Prepare(const CliEnvironment& /*environment*/,
-                                       CliFailure& /*failure*/) const {
-        return true;
+    /// Checks and installs options before the source is opened.
+    [[nodiscard]] virtual CliResult<> Prepare(const CliEnvironment& /*environment*/) const {
+        return {};
     }
-    /// Shows a table, with these edits on it unless they are null. Their levels must be the first
-    /// of those that --levels gives.
-    [[nodiscard]] bool ShowTable(CliEnvironment& environment, const CliDictionary& dictionary,
-                                 const ESqlTableInfo& table, const ETabulonPendingChanges* changes,
-                                 CliFailure& failure);
+    /// Shows a table, with the edits applied unless `changes` is null. The levels of the edits must
+    /// be the first ones in --levels.
+    [[nodiscard]] CliResult<> ShowTable(CliEnvironment& environment, const CliTable& table,
+                                        const ETabulonPendingChanges* changes);
 
 protected:
-    [[nodiscard]] virtual bool Show(CliEnvironment& environment, const CliWalkContext& context,
-                                    CliFailure& failure) = 0;
+    [[nodiscard]] virtual CliResult<> Show(CliEnvironment& environment,
+                                           const CliWalkContext& context) = 0;
     void DeclareOutput(CLI::App& app);
     [[nodiscard]] const CliOutputOptions& Output() const noexcept { return output_; }
 

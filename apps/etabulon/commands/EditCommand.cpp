@@ -1,16 +1,13 @@
 #include "apps/etabulon/commands/EditCommand.h"
 
-#include "apps/etabulon/commands/GridCommand.h"
-#include "apps/etabulon/commands/ScoreCommand.h"
-#include "apps/etabulon/commands/TreeCommand.h"
-#include "apps/etabulon/commands/WalkCommand.h"
+#include "apps/etabulon/commands/CliHelp.h"
 #include "apps/etabulon/output/CliOutput.h"
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliEdits.h"
+#include "apps/etabulon/request/CliSource.h"
 #include "apps/etabulon/request/CliSuggest.h"
 #include "apps/etabulon/request/CliWritten.h"
 #include "apps/etabulon/walk/CliSave.h"
-#include "etabulon/sqlite/ESqliteSource.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -19,7 +16,9 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <iterator>
 #include <map>
+#include <optional>
 #include <system_error>
 
 namespace etabulon {
@@ -31,12 +30,15 @@ constexpr const char* kDelete = "--delete";
 constexpr const char* kScript = "--script";
 constexpr std::string_view kShow = "--show";
 
+/// The commands that can show a table with edits on it.
 std::vector<std::unique_ptr<CliViewCommand>> MakeViews() {
     std::vector<std::unique_ptr<CliViewCommand>> views;
-    views.push_back(std::make_unique<WalkCommand>());
-    views.push_back(std::make_unique<TreeCommand>());
-    views.push_back(std::make_unique<GridCommand>());
-    views.push_back(std::make_unique<ScoreCommand>());
+    for (auto& command : MakeCommands()) {
+        if (auto* const view = dynamic_cast<CliViewCommand*>(command.get())) {
+            static_cast<void>(command.release());
+            views.emplace_back(view);
+        }
+    }
     return views;
 }
 
@@ -48,22 +50,21 @@ std::vector<std::string> ViewNames() {
     return names;
 }
 
-std::unique_ptr<CliViewCommand> MakeView(const std::string& name, CliFailure& failure) {
+CliResult<std::unique_ptr<CliViewCommand>> MakeView(const std::string& name) {
     for (auto& view : MakeViews()) {
         if (name == view->Name()) {
             return std::move(view);
         }
     }
-    failure.Set(CliExit::Usage,
-                fmt::format("there is no view {}{}", Quoted(name), WhatThereIs(name, ViewNames())));
-    return nullptr;
+    return CliFailure{CliExit::Usage, fmt::format("there is no view {}{}", Quoted(name),
+                                                  WhatThereIs(name, ViewNames()))};
 }
 
-/// The check of --show, which only tells what there is: MakeView's message names what is like it.
+/// The check of --show, which only lists the views: MakeView's message for a wrong name is better.
 std::string LeaveToMakeView(const std::string& /*name*/) { return {}; }
 
-/// Reads a view's options as its own command would.
-bool ParseView(CliViewCommand& view, std::vector<std::string> arguments, CliFailure& failure) {
+/// Parses a view's options as the view's own command would.
+CliResult<> ParseView(CliViewCommand& view, std::vector<std::string> arguments) {
     CLI::App app;
     app.set_help_flag();
     view.DeclareView(app);
@@ -71,14 +72,14 @@ bool ParseView(CliViewCommand& view, std::vector<std::string> arguments, CliFail
     try {
         app.parse(arguments);
     } catch (const CLI::ParseError& error) {
-        return failure.Set(CliExit::Usage, fmt::format("behind --show {}: {} (see etabulon {} "
-                                                       "--help)",
-                                                       view.Name(), error.what(), view.Name()));
+        return CliFailure{CliExit::Usage, fmt::format("behind --show {}: {} (see etabulon {} "
+                                                      "--help)",
+                                                      view.Name(), error.what(), view.Name())};
     }
-    return true;
+    return {};
 }
 
-/// False with errno.
+/// Returns false with errno set.
 bool ReadFile(const std::string& path, std::string& text) {
     FILE* const file = std::fopen(path.c_str(), "rbe");
     if (file == nullptr) {
@@ -138,86 +139,111 @@ void EditCommand::TakeArguments(std::vector<std::string>& arguments) {
     arguments.erase(rest, arguments.end());
 }
 
-bool EditCommand::ReadEdits(std::vector<Asked>& edits, CliFailure& failure) const {
+CliResult<std::vector<EditCommand::Asked>> EditCommand::ReadEdits() const {
+    std::vector<Asked> edits;
     std::map<const CLI::Option*, std::size_t> taken;
     for (const CLI::Option* const option : app_->parse_order()) {
-        const std::size_t index = taken[option]++;
-        const auto read = [&](const char* name, CliEditKind kind,
-                              const std::vector<std::string>& texts) {
-            return option != app_->get_option_no_throw(name) ||
-                   ParseEdit(kind, texts[index], edits.emplace_back().edit, failure);
-        };
-        if (!read(kSet, CliEditKind::Set, sets_) || !read(kInsert, CliEditKind::Insert, inserts_) ||
-            !read(kDelete, CliEditKind::Delete, deletes_)) {
-            return false;
+        CliResult<std::vector<Asked>> read = ReadOption(*option, taken[option]++);
+        if (!read) {
+            return read;
         }
-        if (option == app_->get_option_no_throw(kScript) &&
-            !ReadScript(scripts_[index], edits, failure)) {
-            return false;
-        }
+        std::move(read->begin(), read->end(), std::back_inserter(edits));
     }
-    return true;
+    return edits;
 }
 
-bool EditCommand::ReadScript(const std::string& path, std::vector<Asked>& edits,
-                             CliFailure& failure) const {
+/// Reads the edits of one use of an option; `index` counts its uses. Other options have no edits.
+CliResult<std::vector<EditCommand::Asked>> EditCommand::ReadOption(const CLI::Option& option,
+                                                                   std::size_t index) const {
+    struct Kind {
+        const char* name;
+        CliEditKind kind;
+        const std::vector<std::string>& texts;
+    };
+    for (const Kind& each :
+         {Kind{kSet, CliEditKind::Set, sets_}, Kind{kInsert, CliEditKind::Insert, inserts_},
+          Kind{kDelete, CliEditKind::Delete, deletes_}}) {
+        if (&option == app_->get_option_no_throw(each.name)) {
+            CliResult<CliEditChoice> edit = ParseEdit(each.kind, each.texts[index]);
+            if (!edit) {
+                return edit.Failure();
+            }
+            return std::vector<Asked>{{std::move(*edit), {}}};
+        }
+    }
+    if (&option == app_->get_option_no_throw(kScript)) {
+        return ReadScript(scripts_[index]);
+    }
+    return std::vector<Asked>();
+}
+
+CliResult<std::vector<EditCommand::Asked>> EditCommand::ReadScript(const std::string& path) {
     std::string text;
     if (!ReadFile(path, text)) {
-        return failure.Set(CliExit::Failed, fmt::format("script {} can't be read: {}", Quoted(path),
-                                                        std::generic_category().message(errno)));
+        return CliFailure{CliExit::Failed, fmt::format("script {} can't be read: {}", Quoted(path),
+                                                       std::generic_category().message(errno))};
     }
     const auto where = [&path](std::size_t line) {
         return fmt::format("{}, line {}: ", Quoted(path), line);
     };
-    std::vector<CliScriptEdit> lines;
-    std::size_t line = 0;
-    if (!ParseScript(text, lines, line, failure)) {
-        failure.text = where(line) + failure.text;
-        return false;
+    CliResult<std::vector<CliScriptEdit>> lines = ParseScript(text);
+    if (!lines) {
+        CliFailure failure = lines.Failure();
+        failure.text = where(failure.line) + failure.text;
+        return failure;
     }
-    for (CliScriptEdit& each : lines) {
+    std::vector<Asked> edits;
+    for (CliScriptEdit& each : *lines) {
         edits.push_back({std::move(each.edit), where(each.line)});
     }
-    return true;
+    return edits;
 }
 
-bool EditCommand::MakeEdits(const std::vector<Asked>& asked, CliEdits& edits,
-                            CliFailure& failure) const {
-    if (!edits.AddLevels(JoinLists(levels_), failure)) {
-        return false;
-    }
-    const auto forAll = [&](auto take) {
-        return std::all_of(asked.begin(), asked.end(), [&](const Asked& each) {
-            if (!take(each.edit)) {
+CliResult<> EditCommand::MakeEdits(const std::vector<Asked>& asked, CliEdits& edits) const {
+    const auto forAll = [&](auto take) -> CliResult<> {
+        for (const Asked& each : asked) {
+            if (const CliResult<> taken = take(each.edit); !taken) {
+                CliFailure failure = taken.Failure();
                 failure.text = each.where + failure.text;
-                return false;
+                return failure;
             }
-            return true;
-        });
+        }
+        return {};
     };
-    return forAll([&](const CliEditChoice& edit) { return edits.AddLevelsOf(edit, failure); }) &&
-           forAll([&](const CliEditChoice& edit) { return edits.Append(edit, failure); });
+    CliResult<> made = edits.AddLevels(JoinLists(levels_));
+    if (made) {
+        made = forAll([&](const CliEditChoice& edit) { return edits.AddLevelsOf(edit); });
+    }
+    if (made) {
+        made = forAll([&](const CliEditChoice& edit) { return edits.Append(edit); });
+    }
+    return made;
 }
 
-bool EditCommand::Show(CliEnvironment& environment, const CliDictionary& dictionary,
-                       const ESqlTableInfo& table, const CliEdits& edits,
-                       CliFailure& failure) const {
-    const std::unique_ptr<CliViewCommand> view = MakeView(view_, failure);
+CliResult<> EditCommand::Show(CliEnvironment& environment, const CliTable& table,
+                              const CliEdits& edits) const {
+    const CliResult<std::unique_ptr<CliViewCommand>> made = MakeView(view_);
+    if (!made) {
+        return made.Failure();
+    }
+    CliViewCommand& view = **made;
     std::vector<std::string> arguments;
     if (const std::string levels = edits.WrittenLevels(); !levels.empty()) {
         arguments = {"--levels", levels};
     }
     arguments.insert(arguments.end(), viewArguments_.begin(), viewArguments_.end());
-    if (view == nullptr || !ParseView(*view, std::move(arguments), failure) ||
-        !view->Prepare(environment, failure)) {
-        return false;
+    if (CliResult<> parsed = ParseView(view, std::move(arguments)); !parsed) {
+        return parsed;
+    }
+    if (CliResult<> prepared = view.Prepare(environment); !prepared) {
+        return prepared;
     }
     if (edits.ChangesLinks()) {
         TellUser(
             "what is reached through links is shown as for the records before the edits, and as "
             "missing for new ones");
     }
-    return view->ShowTable(environment, dictionary, table, &edits.Changes(), failure);
+    return view.ShowTable(environment, table, &edits.Changes());
 }
 
 /// Nothing that fails here undoes the save: what it tells allocates nothing, and so never makes way
@@ -246,88 +272,92 @@ void EditCommand::Report(const CliSaved& saved, const Kinds& asked, CliOutput& o
     }
 }
 
-bool EditCommand::Run(CliEnvironment& environment, CliFailure& failure) {
-    std::vector<Asked> asked;
-    if (saves_ && !view_.empty()) {
-        return failure.Set(CliExit::Usage,
-                           "--show shows edits without saving them: not with --save");
-    }
-    if (!ReadEdits(asked, failure)) {
-        return false;
-    }
-    if (asked.empty() && scripts_.empty()) {
-        return failure.Set(CliExit::Usage,
-                           "there is nothing to edit: --set, --insert, --delete or --script is "
-                           "missing (see etabulon edit --help)");
-    }
-    std::unique_ptr<ESqliteSource> source;
-    CliFailure unwritable;
-    if (saves_) {
-        source = source_.Open(ESqlOpenMode::ReadWrite, unwritable);
-    }
-    const bool canSave = source != nullptr;
-    if (unwritable.isLocked) {
-        // Not even the names of its columns can be read.
-        failure = unwritable;
-        return PrintAsGiven(asked, environment.output, failure);
-    }
-    if (source == nullptr) {
-        source = source_.Open(failure);
-    }
-    if (source == nullptr) {
-        return saves_ ? PrintAsGiven(asked, environment.output, failure) : false;
-    }
-    const CliDictionary dictionary(*source);
-    const ESqlTableInfo* const table = dictionary.FindTable(source_.table, failure);
-    if (table == nullptr) {
-        return false;
-    }
-    CliEdits edits(dictionary, *table);
-    if (!MakeEdits(asked, edits, failure)) {
-        return false;
-    }
-    if (!view_.empty()) {
-        return Show(environment, dictionary, *table, edits, failure);
-    }
+CliResult<> EditCommand::Save(CliEnvironment& environment, const CliTable& table,
+                              const CliEdits& edits) {
     const ETabulonPendingChanges& changes = edits.Changes();
-    const Kinds kinds{changes.Script(ETabulonPendingChanges::Update).Size() != 0,
+    const Kinds asked{changes.Script(ETabulonPendingChanges::Update).Size() != 0,
                       changes.Script(ETabulonPendingChanges::Delete).Size() != 0};
-    CliSaved saved;
-    bool isSaved = false;
-    try {
-        const CliWalkContext context{dictionary, *table, environment.interrupt};
-        isSaved = canSave && SaveEdits(context, edits, saved, failure);
-    } catch (...) {
+    const CliResult<CliSaved> saved = [&] {
+        try {
+            return SaveEdits(CliWalkContext{table, environment.interrupt}, edits);
+        } catch (...) {
+            PrintScript(edits, environment.output);
+            throw;
+        }
+    }();
+    if (!saved) {
         PrintScript(edits, environment.output);
-        throw;
+        return saved.Failure();
     }
-    if (isSaved) {
-        Report(saved, kinds, environment.output);
-        return true;
-    }
-    PrintScript(edits, environment.output);
-    if (saves_ && !canSave) {
-        failure = unwritable;
-        failure.text = "nothing was saved: " + failure.text;
-    }
-    return !saves_;
+    Report(*saved, asked, environment.output);
+    return {};
 }
 
-/// Without the table's columns there is no normal form, but the same edits.
+CliResult<> EditCommand::Run(CliEnvironment& environment) {
+    if (saves_ && !view_.empty()) {
+        return CliFailure{CliExit::Usage,
+                          "--show shows edits without saving them: not with --save"};
+    }
+    const CliResult<std::vector<Asked>> asked = ReadEdits();
+    if (!asked) {
+        return asked.Failure();
+    }
+    if (asked->empty() && scripts_.empty()) {
+        return CliFailure{CliExit::Usage,
+                          "there is nothing to edit: --set, --insert, --delete or --script is "
+                          "missing (see etabulon edit --help)"};
+    }
+    std::optional<CliFailure> unwritable;
+    auto source = source_.Open(saves_ ? ESqlOpenMode::ReadWrite : ESqlOpenMode::ReadOnly);
+    if (saves_ && !source) {
+        unwritable = source.Failure();
+        if (unwritable->isLocked) {
+            // Not even the columns' names can be read, which the normal form needs.
+            return PrintAsGiven(*asked, environment.output, *unwritable);
+        }
+        source = source_.Open(ESqlOpenMode::ReadOnly);
+    }
+    if (!source) {
+        return saves_ ? PrintAsGiven(*asked, environment.output, source.Failure())
+                      : source.Failure();
+    }
+    const CliResult<CliOpenTable> opened = FindTableIn(std::move(*source), source_.table);
+    if (!opened) {
+        return opened.Failure();
+    }
+    CliEdits edits(opened->table);
+    if (CliResult<> made = MakeEdits(*asked, edits); !made) {
+        return made;
+    }
+    if (!view_.empty()) {
+        return Show(environment, opened->table, edits);
+    }
+    if (saves_ && !unwritable) {
+        return Save(environment, opened->table, edits);
+    }
+    PrintScript(edits, environment.output);
+    if (unwritable) {
+        unwritable->text = "nothing was saved: " + unwritable->text;
+        return *unwritable;
+    }
+    return {};
+}
+
+/// The normal form of a script needs the table's columns, which can't be read here.
 void EditCommand::PrintScript(const CliEdits& edits, CliOutput& output) {
     for (const std::string& line : edits.ScriptLines()) {
         output.EndLine(line);
     }
 }
 
-bool EditCommand::PrintAsGiven(const std::vector<Asked>& asked, CliOutput& output,
-                               CliFailure& failure) {
+CliFailure EditCommand::PrintAsGiven(const std::vector<Asked>& asked, CliOutput& output,
+                                     CliFailure failure) {
     for (const Asked& each : asked) {
         output.EndLine(WrittenEdit(each.edit));
     }
     failure.text =
         "nothing was saved, and the edits are printed as they were given: " + failure.text;
-    return false;
+    return failure;
 }
 
 }  // namespace etabulon

@@ -12,9 +12,10 @@
 namespace etabulon {
 
 class CliEdits;
+class CliTable;
 struct CliSaved;
 
-/// `etabulon edit`: shows what edits would make of a table, or saves them.
+/// `etabulon edit`: shows a table as it would be with edits, or saves the edits.
 class EditCommand final : public CliCommand {
 public:
     [[nodiscard]] const char* Name() const override { return "edit"; }
@@ -22,36 +23,40 @@ public:
         return "Show what edits would make of a table, or save them: all or none";
     }
     void Declare(CLI::App& app) override;
-    /// What stands behind --show VIEW is for the view.
+    /// Keeps the arguments behind --show VIEW for the view.
     void TakeArguments(std::vector<std::string>& arguments) override;
     [[nodiscard]] bool Saves() const override { return saves_; }
-    [[nodiscard]] bool Run(CliEnvironment& environment, CliFailure& failure) override;
+    [[nodiscard]] CliResult<> Run(CliEnvironment& environment) override;
 
 private:
-    /// An edit, and where it was asked for.
+    /// An edit, and its position in a script.
     struct Asked {
         CliEditChoice edit;
-        std::string where;  // before what is said of it; empty for an option
+        std::string where;  // begins messages about the edit; empty for an edit from an option
     };
     /// Which kinds of edits there are.
     struct Kinds {
         bool updates;
         bool deletes;
     };
-    [[nodiscard]] bool ReadEdits(std::vector<Asked>& edits, CliFailure& failure) const;
-    [[nodiscard]] bool ReadScript(const std::string& path, std::vector<Asked>& edits,
-                                  CliFailure& failure) const;
+    /// The edits that options and scripts ask for, in their order.
+    [[nodiscard]] CliResult<std::vector<Asked>> ReadEdits() const;
+    [[nodiscard]] CliResult<std::vector<Asked>> ReadOption(const CLI::Option& option,
+                                                           std::size_t index) const;
+    [[nodiscard]] static CliResult<std::vector<Asked>> ReadScript(const std::string& path);
+    [[nodiscard]] CliResult<> MakeEdits(const std::vector<Asked>& asked, CliEdits& edits) const;
+    [[nodiscard]] CliResult<> Show(CliEnvironment& environment, const CliTable& table,
+                                   const CliEdits& edits) const;
+    [[nodiscard]] static CliResult<> Save(CliEnvironment& environment, const CliTable& table,
+                                          const CliEdits& edits);
     static void PrintScript(const CliEdits& edits, CliOutput& output);
-    [[nodiscard]] static bool PrintAsGiven(const std::vector<Asked>& asked, CliOutput& output,
-                                           CliFailure& failure);
-    [[nodiscard]] bool MakeEdits(const std::vector<Asked>& asked, CliEdits& edits,
-                                 CliFailure& failure) const;
-    [[nodiscard]] bool Show(CliEnvironment& environment, const CliDictionary& dictionary,
-                            const ESqlTableInfo& table, const CliEdits& edits,
-                            CliFailure& failure) const;
+    /// Prints the edits of a save whose source can't be opened. Returns the failure with a text
+    /// that says so.
+    [[nodiscard]] static CliFailure PrintAsGiven(const std::vector<Asked>& asked, CliOutput& output,
+                                                 CliFailure failure);
     static void Report(const CliSaved& saved, const Kinds& asked, CliOutput& output) noexcept;
 
-    const CLI::App* app_ = nullptr;  // knows the order of the options
+    const CLI::App* app_ = nullptr;  // has the order of the options
     CliSourceOptions source_;
     std::vector<std::string> levels_;
     std::vector<std::string> sets_;

@@ -1,35 +1,24 @@
 #include "apps/etabulon/commands/GridCommand.h"
 
-#include "apps/etabulon/output/CliOutput.h"
 #include "apps/etabulon/views/CliCrossPrinter.h"
 #include "apps/etabulon/views/CliDrill.h"
 #include "apps/etabulon/views/CliRecords.h"
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/grid/ETabulonGridCumuls.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
-
-#include <algorithm>
 
 namespace etabulon {
 namespace {
 
 constexpr unsigned int kMostAxes = 2;
 
-/// Hears each record until the walk ends, for fillers that listen beside it.
-class SilentListener final : public CliListener {};
-
-/// The axes that calculations take when they have to share one grid with data axes.
+/// The number of axes that the calculations take in a grid together with data axes.
 unsigned int CalculationAxes(const CliResultLevels& levels, const ETabulonSortDesc& sort,
                              const ETabulonCumulFuncOnVarCollection& calculations) {
-    const auto grid = ERef<ETabulonGridCumuls>::Adopt(
-        ETabulonGridCumuls::Build(levels.place, /*axesCount=*/0, &sort, &calculations));
+    const auto grid = ETabulonGridCumuls::Make(levels.place, /*axesCount=*/0, &sort, &calculations);
     return grid->GridAxesCount();
-}
-
-bool AreNumbers(const CliCalculations& calculations) {
-    return std::all_of(calculations.all.begin(), calculations.all.end(),
-                       [](const CliCalculation& each) { return each.isNumber; });
 }
 
 }  // namespace
@@ -37,9 +26,9 @@ bool AreNumbers(const CliCalculations& calculations) {
 void GridCommand::DeclareView(CLI::App& app) {
     AddList(app, "--axes", axes_,
             "Up to two levels: lines, columns; without it those of --levels that aren't in --at");
-    AddList(app, "--calc", calculations_,
-            "What to calculate: FUNCTION:column, separated by commas (COUNT:id,SUM:cost)");
-    sort_.Declare(app);
+    DeclareCalculations(
+        app, "What to calculate: FUNCTION:column, separated by commas (COUNT:id,SUM:cost)");
+    DeclareSort(app);
     app.add_option("--priority", priority_,
                    "Of several calculations on two axes show only this one: 1 is the first")
         ->check(CLI::PositiveNumber)
@@ -59,36 +48,37 @@ void GridCommand::DeclareView(CLI::App& app) {
         "≠ and \"\", JSON null, {\"special\":\"differ\"} and \"\".");
 }
 
-bool GridCommand::Read(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                       Request& request, CliFailure& failure) const {
-    if (!MakeCalculations(dictionary, table, JoinLists(calculations_), request.calculations,
-                          failure) ||
-        !sort_.Read(dictionary, table, JoinLists(axes_), "--axes", request.levels, failure)) {
-        return false;
+CliResult<CliResultRequest> GridCommand::Read(const CliTable& table) const {
+    CliResult<CliResultRequest> request = ReadRequest(table, JoinLists(axes_), "--axes");
+    if (!request) {
+        return request;
     }
-    const std::size_t axes = request.levels.details.size();
+    const std::size_t axes = request->levels.details.size();
     if (axes > kMostAxes) {
-        return failure.Set(
+        return CliFailure{
             CliExit::Usage,
             fmt::format("a grid has two axes, not {}: --axes names those that it is to have, and "
                         "--at gives a level one value",
-                        axes));
+                        axes)};
     }
-    const std::size_t count = request.calculations.all.size();
+    const std::size_t count = request->calculations.all.size();
     if (priority_.value_or(0) > count) {
-        return failure.Set(
+        return CliFailure{
             CliExit::Usage,
             fmt::format("--priority is {}, but --calc has {}", *priority_,
-                        count == 1 ? "one calculation" : fmt::format("{} calculations", count)));
+                        count == 1 ? "one calculation" : fmt::format("{} calculations", count))};
     }
     if (priority_) {
-        request.calculations.collection.SetPriorityCalculationPos(static_cast<int>(*priority_) - 1);
+        request->calculations.collection.SetPriorityCalculationPos(static_cast<int>(*priority_) -
+                                                                   1);
     }
-    return true;
+    return request;
 }
 
-bool GridCommand::Calculate(const CliWalkContext& context, const Request& request,
-                            CliCursor& cursor, Grids& grids, CliFailure& failure) const {
+CliResult<GridCommand::Grids> GridCommand::Calculate(const CliWalkContext& context,
+                                                     const CliResultRequest& request,
+                                                     CliCursor& cursor) {
+    Grids grids;
     const CliResultLevels& levels = request.levels;
     ETabulonSortDesc sort(levels.levels.levels);
     SetSort(levels, sort);
@@ -96,26 +86,28 @@ bool GridCommand::Calculate(const CliWalkContext& context, const Request& reques
     const auto dataAxes = static_cast<unsigned int>(levels.details.size());
     const unsigned int allAxes = dataAxes + CalculationAxes(levels, sort, calculations);
     const auto addFiller = [&](const ETabulonCumulFuncOnVarCollection& filled, unsigned int axes) {
-        grids.fillers.push_back(
-            ERef<ETabulonGridFiller>::Adopt(ETabulonGridFiller::Build(&cursor.Seen(), nullptr)));
+        grids.fillers.push_back(ETabulonGridFiller::Make(&cursor.Seen(), nullptr));
         grids.fillers.back()->SetParams(&filled, axes, &sort);
         cursor.Seen().AddNotifier(grids.fillers.back().Get());
     };
     if (allAxes <= kMostAxes) {
         addFiller(calculations, allAxes);
     } else {
-        // More axes than a view shows: a grid would send one of them only.
+        // A view shows two axes: a single grid would send only one of the calculations.
         for (unsigned int index = 0; index < calculations.Size(); ++index) {
             ETabulonCumulFuncOnVarCollection one;
             one.AddCalculation(calculations.Calculation(index), /*addRef=*/false);
             addFiller(one, dataAxes);
         }
     }
-    SilentListener listener;
-    return Walk(context, cursor, levels.place, listener, failure);
+    ECursorListener listener;  // goes on until the walk ends: the fillers listen beside it
+    if (const CliResult<> walked = Walk(context, cursor, levels.place, listener); !walked) {
+        return walked.Failure();
+    }
+    return grids;
 }
 
-void GridCommand::Send(const Request& request, Grids& grids) const {
+void GridCommand::Send(const CliResultRequest& request, Grids& grids) const {
     const bool isPriorityShown = priority_ && grids.fillers.size() == 1;
     for (std::size_t index = 0; index < grids.fillers.size(); ++index) {
         CliGridView view(request.levels.levels, request.calculations, grids.crosses.emplace_back());
@@ -127,62 +119,57 @@ void GridCommand::Send(const Request& request, Grids& grids) const {
     }
 }
 
-bool GridCommand::Drill(const CliEnvironment& environment, const CliWalkContext& context,
-                        const Request& request, const Grids& grids, CliFailure& failure) const {
-    CliCellPlace place;
-    ETabulonVariableID variable;
-    ETabulonTag tag;
+CliResult<> GridCommand::Drill(const CliEnvironment& environment, const CliWalkContext& context,
+                               const CliResultRequest& request, const Grids& grids) const {
     const CliCross& cross = grids.crosses.front();
     if (!cross.lines.isData) {
-        return failure.Set(
-            CliExit::Usage,
-            "--drill needs an axis: without one a grid has the cells of all records");
+        return CliFailure{CliExit::Usage,
+                          "--drill needs an axis: without one a grid has the cells of all records"};
     }
-    if (!FindCell(cross, *drill_, place, failure)) {
-        return false;
+    const CliResult<CliCellPlace> place = FindCell(cross, *drill_);
+    if (!place) {
+        return place.Failure();
     }
-    // Where calculations are columns, they all lie on the same records, and a grid may have but
-    // one.
-    const unsigned int column = cross.columns.isData ? place.column : 0;
-    if (!grids.fillers.front()->GetSelection(static_cast<int>(column), static_cast<int>(place.line),
-                                             &variable, &tag)) {
-        return failure.Set(CliExit::Failed, "there is no such cell");
+    // If calculations are columns, all of them have the same records, and the grid may have only
+    // one column.
+    const unsigned int column = cross.columns.isData ? place->column : 0;
+    ETabulonVariableID variable;
+    ETabulonTag tag;
+    if (!grids.fillers.front()->GetSelection(static_cast<int>(column),
+                                             static_cast<int>(place->line), &variable, &tag)) {
+        return CliFailure{CliExit::Failed, "there is no such cell"};
     }
-    const std::vector<CliVariable> values =
-        AllValues(context.dictionary, context.table, request.levels.levels);
-    const std::unique_ptr<CliWriter> writer = Output().MakeWriter(environment);
-    return PrintRecords(context, {request.levels.levels, tag, values}, *writer, environment.output,
-                        failure);
+    const CliLevels& levels = request.levels.levels;
+    const std::vector<CliVariable> values = AllValues(levels);
+    return PrintRecords(context, {levels, tag, values}, Output().Printing(environment));
 }
 
-bool GridCommand::Prepare(const CliEnvironment& environment, CliFailure& failure) const {
-    return sort_.Install(environment, failure);
-}
-
-bool GridCommand::Show(CliEnvironment& environment, const CliWalkContext& context,
-                       CliFailure& failure) {
-    Request request;
-    if (!Read(context.dictionary, context.table, request, failure)) {
-        return false;
+CliResult<> GridCommand::Show(CliEnvironment& environment, const CliWalkContext& context) {
+    const CliResult<CliResultRequest> request = Read(context.table);
+    if (!request) {
+        return request.Failure();
     }
+    const CliResultLevels& levels = request->levels;
     CliCursor cursor(environment.interrupt);
-    Grids grids;
-    if (!OpenCursor(context, request.levels.levels.levels, VariablesOf(request.calculations),
-                    cursor, failure) ||
-        !Calculate(context, request, cursor, grids, failure)) {
-        return false;
+    CliResult<> opened =
+        OpenCursor(context, levels.levels.levels, request->calculations.Variables(), cursor);
+    if (!opened) {
+        return opened;
     }
-    Send(request, grids);
-    if (grids.crosses.front().IsEmpty() && !request.levels.place.IsRoot()) {
-        ExplainNothingThere(context, request.levels.levels, request.levels.place, failure);
-        return false;
+    CliResult<Grids> grids = Calculate(context, *request, cursor);
+    if (!grids) {
+        return grids.Failure();
+    }
+    Send(*request, *grids);
+    if (grids->crosses.front().IsEmpty() && !levels.place.IsRoot()) {
+        return ExplainNothingThere(context, levels.levels, levels.place);
     }
     if (drill_) {
-        return Drill(environment, context, request, grids, failure);
+        return Drill(environment, context, *request, *grids);
     }
-    PrintCrosses(Output().Format(environment), grids.crosses, AreNumbers(request.calculations),
-                 environment.output, environment.hasStyle);
-    return true;
+    PrintCrosses(Output().Printing(environment), grids->crosses,
+                 request->calculations.AreNumbers());
+    return {};
 }
 
 }  // namespace etabulon

@@ -1,9 +1,6 @@
 #pragma once
 
-#include "apps/etabulon/commands/CliViewCommand.h"
-#include "apps/etabulon/request/CliCalculations.h"
-#include "apps/etabulon/request/CliOptions.h"
-#include "apps/etabulon/request/CliSortOptions.h"
+#include "apps/etabulon/commands/CliSortedCommand.h"
 #include "apps/etabulon/views/CliCross.h"
 #include "apps/etabulon/walk/CliWalk.h"
 #include "etabulon/foundation/ERef.h"
@@ -16,8 +13,8 @@
 
 namespace etabulon {
 
-/// `etabulon grid`: calculations over a table, across one or two levels.
-class GridCommand final : public CliViewCommand {
+/// `etabulon grid`: calculations over a table, across up to two levels.
+class GridCommand final : public CliResultCommand {
 public:
     [[nodiscard]] const char* Name() const override { return "grid"; }
     [[nodiscard]] const char* Description() const override {
@@ -26,34 +23,27 @@ public:
     void DeclareView(CLI::App& app) override;
 
 protected:
-    [[nodiscard]] bool Prepare(const CliEnvironment& environment,
-                               CliFailure& failure) const override;
-    [[nodiscard]] bool Show(CliEnvironment& environment, const CliWalkContext& context,
-                            CliFailure& failure) override;
+    [[nodiscard]] CliResult<> Show(CliEnvironment& environment,
+                                   const CliWalkContext& context) override;
 
 private:
-    /// What the options say about a table.
-    struct Request {
-        CliResultLevels levels;
-        CliCalculations calculations;
-    };
-    /// A grid of all calculations, or one for each.
+    /// One grid of all calculations, or one grid for each calculation.
     struct Grids {
         std::vector<ERef<ETabulonGridFiller>> fillers;
         std::vector<CliCross> crosses;
     };
-    [[nodiscard]] bool Read(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                            Request& request, CliFailure& failure) const;
-    [[nodiscard]] bool Calculate(const CliWalkContext& context, const Request& request,
-                                 CliCursor& cursor, Grids& grids, CliFailure& failure) const;
-    void Send(const Request& request, Grids& grids) const;
+    [[nodiscard]] CliResult<CliResultRequest> Read(const CliTable& table) const;
+    /// Walks the table and fills the grids. `cursor` must outlive them.
+    [[nodiscard]] static CliResult<Grids> Calculate(const CliWalkContext& context,
+                                                    const CliResultRequest& request,
+                                                    CliCursor& cursor);
+    void Send(const CliResultRequest& request, Grids& grids) const;
     /// Prints the records behind a cell.
-    [[nodiscard]] bool Drill(const CliEnvironment& environment, const CliWalkContext& context,
-                             const Request& request, const Grids& grids, CliFailure& failure) const;
+    [[nodiscard]] CliResult<> Drill(const CliEnvironment& environment,
+                                    const CliWalkContext& context, const CliResultRequest& request,
+                                    const Grids& grids) const;
 
     std::vector<std::string> axes_;
-    std::vector<std::string> calculations_;
-    CliSortOptions sort_;
     std::optional<std::uint32_t> priority_;
     std::optional<std::string> drill_;
 };

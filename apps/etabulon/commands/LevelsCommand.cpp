@@ -15,7 +15,7 @@
 namespace etabulon {
 namespace {
 
-/// Writes a count, or NULL for one that the engine refused; its error is kept if it is the first.
+/// Writes counts, or NULL for a count that the engine refused. Keeps the first error.
 class CountCells {
 public:
     explicit CountCells(CliWriter& writer) : writer_(writer) {}
@@ -30,8 +30,10 @@ public:
                                           : std::string(error.text.View());
         }
     }
-    [[nodiscard]] bool Finish(CliFailure& failure) const {
-        return first_.empty() || failure.Set(CliExit::Failed, first_);
+    /// Ends the list, which is whole except for refused counts.
+    [[nodiscard]] CliResult<> Finish() const {
+        writer_.Finish(/*isWhole=*/true);
+        return first_.empty() ? CliResult<>() : CliFailure{CliExit::Failed, first_};
     }
 
 private:
@@ -42,7 +44,7 @@ private:
 
 CliCell Text(std::string_view text) { return CliCellMaker::Of(text); }
 
-/// The links that start at a column: their names, or the tables that they lead to.
+/// The links that start at a column: their names, or the names of their target tables.
 template <class NameOf>
 std::string LinksAt(const DRubric& rubric, const DVariable& variable, NameOf nameOf) {
     std::string names;
@@ -68,22 +70,21 @@ void LevelsCommand::Declare(CLI::App& app) {
         "lead to. A path link>column makes a level of the linked table's column.");
 }
 
-bool LevelsCommand::Run(CliEnvironment& environment, CliFailure& failure) {
-    const std::unique_ptr<ESqliteSource> source = source_.Open(failure);
-    if (source == nullptr) {
-        return false;
+CliResult<> LevelsCommand::Run(CliEnvironment& environment) {
+    const auto source = source_.Open(ESqlOpenMode::ReadOnly);
+    if (!source) {
+        return source.Failure();
     }
-    const CliDictionary dictionary(*source);
-    const std::unique_ptr<CliWriter> writer = output_.MakeWriter(environment);
+    const CliDictionary dictionary(**source);
+    const std::unique_ptr<CliWriter> writer = MakeWriter(output_.Printing(environment));
     if (source_.table.empty()) {
-        return ListTables(dictionary, *writer, failure);
+        return ListTables(dictionary, *writer);
     }
-    const ESqlTableInfo* const table = dictionary.FindTable(source_.table, failure);
-    return table != nullptr && ListVariables(dictionary, *table, *writer, failure);
+    const CliResult<CliTable> table = dictionary.FindTable(source_.table);
+    return table ? ListVariables(*table, *writer) : table.Failure();
 }
 
-bool LevelsCommand::ListTables(const CliDictionary& dictionary, CliWriter& writer,
-                               CliFailure& failure) {
+CliResult<> LevelsCommand::ListTables(const CliDictionary& dictionary, CliWriter& writer) {
     const std::array<CliColumn, 3> columns = {{{"table"}, {"kind"}, {"rows", true}}};
     writer.Begin(columns);
     CountCells counts(writer);
@@ -95,13 +96,12 @@ bool LevelsCommand::ListTables(const CliDictionary& dictionary, CliWriter& write
         counts.Put(source.CountRows(table.code, error), error);
         writer.EndRecord();
     }
-    const bool isWhole = counts.Finish(failure);
-    writer.Finish(/*isWhole=*/true);
-    return isWhole;
+    return counts.Finish();
 }
 
-bool LevelsCommand::ListVariables(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                                  CliWriter& writer, CliFailure& failure) {
+CliResult<> LevelsCommand::ListVariables(const CliTable& listed, CliWriter& writer) {
+    const ESqlTableInfo& table = listed.Info();
+    const CliDictionary& dictionary = listed.Dictionary();
     const std::array<CliColumn, 7> columns = {{{"column"},
                                                {"type"},
                                                {"distinct", true},
@@ -113,7 +113,7 @@ bool LevelsCommand::ListVariables(const CliDictionary& dictionary, const ESqlTab
     CountCells counts(writer);
     CliCellMaker maker;
     ESqlSource& source = dictionary.Source();
-    const DRubric& rubric = *source.Rubric(table);
+    const DRubric& rubric = listed.Rubric();
     for (const ESqlColumn& column : table.columns) {
         const DVariable& variable = *rubric.Find(column.code);
         writer.Cell(Text(column.name.View()));
@@ -121,7 +121,7 @@ bool LevelsCommand::ListVariables(const CliDictionary& dictionary, const ESqlTab
         ESqlError error;
         counts.Put(source.CountDistinct(table.code, column.code, error), error);
         const auto key = std::find(table.key.begin(), table.key.end(), variable.Index());
-        // Such a key is never NULL, whether it was declared so or not.
+        // SQLite never stores NULL in an integer key, even if it isn't declared NOT NULL.
         const bool isNumberKey = key != table.key.end() && table.keyKind == ESqlKeyKind::Integer;
         writer.Cell(CliCellMaker::Of(!column.notNull && !isNumberKey));
         writer.Cell(key == table.key.end() ? CliCell{} : maker.Of(key - table.key.begin() + 1));
@@ -133,9 +133,7 @@ bool LevelsCommand::ListVariables(const CliDictionary& dictionary, const ESqlTab
         writer.Cell(names.empty() ? CliCell{} : Text(targets));
         writer.EndRecord();
     }
-    const bool isWhole = counts.Finish(failure);
-    writer.Finish(/*isWhole=*/true);
-    return isWhole;
+    return counts.Finish();
 }
 
 }  // namespace etabulon

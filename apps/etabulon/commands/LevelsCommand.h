@@ -2,13 +2,13 @@
 
 #include "apps/etabulon/commands/CliCommand.h"
 #include "apps/etabulon/request/CliOptions.h"
-#include "etabulon/sql/fwd.h"
 
 namespace etabulon {
 
 class CliDictionary;
+class CliTable;
 
-/// `etabulon levels`: the tables of a source, or what of a table can be a level.
+/// `etabulon levels`: the tables of a source, or the columns of a table, which can be levels.
 class LevelsCommand final : public CliCommand {
 public:
     [[nodiscard]] const char* Name() const override { return "levels"; }
@@ -16,14 +16,11 @@ public:
         return "List the tables of a source, or the columns and links of a table";
     }
     void Declare(CLI::App& app) override;
-    [[nodiscard]] bool Run(CliEnvironment& environment, CliFailure& failure) override;
+    [[nodiscard]] CliResult<> Run(CliEnvironment& environment) override;
 
 private:
-    [[nodiscard]] static bool ListTables(const CliDictionary& dictionary, CliWriter& writer,
-                                         CliFailure& failure);
-    [[nodiscard]] static bool ListVariables(const CliDictionary& dictionary,
-                                            const ESqlTableInfo& table, CliWriter& writer,
-                                            CliFailure& failure);
+    [[nodiscard]] static CliResult<> ListTables(const CliDictionary& dictionary, CliWriter& writer);
+    [[nodiscard]] static CliResult<> ListVariables(const CliTable& table, CliWriter& writer);
 
     CliSourceOptions source_;
     CliOutputOptions output_;

@@ -1,6 +1,6 @@
 #include "apps/etabulon/commands/ScoreCommand.h"
 
-#include "apps/etabulon/output/CliOutput.h"
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/score/ETabulonScoreFiller.h"
 
 #include <CLI/CLI.hpp>
@@ -9,8 +9,8 @@
 namespace etabulon {
 namespace {
 
-/// Hears each record until the walk ends, for a filler that listens beside it.
-class CountingListener final : public CliListener {
+/// Keeps the walk going for the filler, which listens too, and notes whether there was a record.
+class CountingListener final : public ECursorListener {
 public:
     CursorStatus OnMove(const ETabulonCursor& /*cursor*/) override {
         hasRecords_ = true;
@@ -28,10 +28,10 @@ void ScoreCommand::DeclareView(CLI::App& app) {
     AddList(app, "--level", level_,
             "What is ranked: a level, or several whose values together make a line; without it "
             "those of --levels that aren't in --at");
-    AddList(app, "--calc", calculations_,
-            "What to rank by: FUNCTION:column, separated by commas; the first decides, the others "
-            "among equals");
-    sort_.Declare(app);
+    DeclareCalculations(app,
+                        "What to rank by: FUNCTION:column, separated by commas; the first decides, "
+                        "the others among equals");
+    DeclareSort(app);
     app.add_option("--depth", depth_,
                    "Rank by this many of the levels; without it by all of --level, or one")
         ->check(CLI::PositiveNumber)
@@ -48,75 +48,67 @@ void ScoreCommand::DeclareView(CLI::App& app) {
         "--top or not.");
 }
 
-bool ScoreCommand::Read(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                        Request& request, CliFailure& failure) const {
-    const std::string named = JoinLists(level_);
-    if (!MakeCalculations(dictionary, table, JoinLists(calculations_), request.calculations,
-                          failure) ||
-        !sort_.Read(dictionary, table, named, "--level", request.levels, failure)) {
-        return false;
-    }
+CliResult<std::size_t> ScoreCommand::ReadDepth(const CliResultRequest& request) const {
     const std::size_t count = request.levels.details.size();
     if (count == 0) {
-        return failure.Set(CliExit::Usage, "there is no level to rank: --level is missing");
+        return CliFailure{CliExit::Usage, "there is no level to rank: --level is missing"};
     }
-    request.depth = depth_.value_or(named.empty() ? 1 : static_cast<std::uint32_t>(count));
-    if (request.depth > count) {
-        return failure.Set(
+    const std::size_t depth =
+        depth_.value_or(JoinLists(level_).empty() ? 1 : static_cast<std::uint32_t>(count));
+    if (depth > count) {
+        return CliFailure{
             CliExit::Usage,
-            fmt::format("--depth is {}, but there {} to rank", request.depth,
-                        count == 1 ? "is one level" : fmt::format("are {} levels", count)));
+            fmt::format("--depth is {}, but there {} to rank", depth,
+                        count == 1 ? "is one level" : fmt::format("are {} levels", count))};
     }
-    return true;
+    return depth;
 }
 
-bool ScoreCommand::Calculate(const CliWalkContext& context, const Request& request,
-                             CliRanking& ranking, CliFailure& failure) const {
+CliResult<CliRanking> ScoreCommand::Rank(const CliWalkContext& context,
+                                         const CliResultRequest& request, std::size_t depth) const {
     const CliResultLevels& levels = request.levels;
     CliCursor cursor(context.interrupt);
-    if (!OpenCursor(context, levels.levels.levels, VariablesOf(request.calculations), cursor,
-                    failure)) {
-        return false;
+    const CliResult<> opened =
+        OpenCursor(context, levels.levels.levels, request.calculations.Variables(), cursor);
+    if (!opened) {
+        return opened.Failure();
     }
     ETabulonSortDesc sort(levels.levels.levels);
     SetSort(levels, sort);
-    const auto filler =
-        ERef<ETabulonScoreFiller>::Adopt(ETabulonScoreFiller::Build(&cursor.Seen(), nullptr));
-    filler->SetParams(&request.calculations.collection, &sort,
-                      static_cast<unsigned int>(request.depth));
+    const auto filler = ETabulonScoreFiller::Make(&cursor.Seen(), nullptr);
+    filler->SetParams(&request.calculations.collection, &sort, static_cast<unsigned int>(depth));
     cursor.Seen().AddNotifier(filler.Get());
     CountingListener listener;
-    if (!Walk(context, cursor, levels.place, listener, failure)) {
-        return false;
+    if (const CliResult<> walked = Walk(context, cursor, levels.place, listener); !walked) {
+        return walked.Failure();
     }
     if (!listener.HasRecords() && !levels.place.IsRoot()) {
-        ExplainNothingThere(context, levels.levels, levels.place, failure);
-        return false;
-    }
-    constexpr auto kNoLimit = static_cast<std::uint64_t>(-1);
-    CliScoreView view(levels, request.depth, top_ ? static_cast<std::uint64_t>(*top_) : kNoLimit,
-                      ranking);
-    filler->SendTo(&view);
-    return true;
-}
-
-bool ScoreCommand::Prepare(const CliEnvironment& environment, CliFailure& failure) const {
-    return sort_.Install(environment, failure);
-}
-
-bool ScoreCommand::Show(CliEnvironment& environment, const CliWalkContext& context,
-                        CliFailure& failure) {
-    Request request;
-    if (!Read(context.dictionary, context.table, request, failure)) {
-        return false;
+        return ExplainNothingThere(context, levels.levels, levels.place);
     }
     CliRanking ranking;
-    if (!Calculate(context, request, ranking, failure)) {
-        return false;
+    ranking.SetColumns(levels, depth, request.calculations);
+    constexpr auto kNoLimit = static_cast<std::uint64_t>(-1);
+    CliScoreView view(levels, depth, top_ ? static_cast<std::uint64_t>(*top_) : kNoLimit, ranking);
+    filler->SendTo(&view);
+    return ranking;
+}
+
+CliResult<> ScoreCommand::Show(CliEnvironment& environment, const CliWalkContext& context) {
+    const CliResult<CliResultRequest> request =
+        ReadRequest(context.table, JoinLists(level_), "--level");
+    if (!request) {
+        return request.Failure();
     }
-    PrintRanking(Output().Format(environment), ranking, request.levels, request.depth,
-                 request.calculations, environment.output, environment.hasStyle);
-    return true;
+    const CliResult<std::size_t> depth = ReadDepth(*request);
+    if (!depth) {
+        return depth.Failure();
+    }
+    const CliResult<CliRanking> ranking = Rank(context, *request, *depth);
+    if (!ranking) {
+        return ranking.Failure();
+    }
+    PrintRanking(Output().Printing(environment), *ranking);
+    return {};
 }
 
 }  // namespace etabulon

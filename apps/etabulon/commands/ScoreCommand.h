@@ -1,9 +1,6 @@
 #pragma once
 
-#include "apps/etabulon/commands/CliViewCommand.h"
-#include "apps/etabulon/request/CliCalculations.h"
-#include "apps/etabulon/request/CliOptions.h"
-#include "apps/etabulon/request/CliSortOptions.h"
+#include "apps/etabulon/commands/CliSortedCommand.h"
 #include "apps/etabulon/views/CliRanking.h"
 #include "apps/etabulon/walk/CliWalk.h"
 
@@ -14,8 +11,8 @@
 
 namespace etabulon {
 
-/// `etabulon score`: the values of levels in the order of what calculations give for them.
-class ScoreCommand final : public CliViewCommand {
+/// `etabulon score`: the values of levels, ranked by calculations.
+class ScoreCommand final : public CliResultCommand {
 public:
     [[nodiscard]] const char* Name() const override { return "score"; }
     [[nodiscard]] const char* Description() const override {
@@ -24,26 +21,17 @@ public:
     void DeclareView(CLI::App& app) override;
 
 protected:
-    [[nodiscard]] bool Prepare(const CliEnvironment& environment,
-                               CliFailure& failure) const override;
-    [[nodiscard]] bool Show(CliEnvironment& environment, const CliWalkContext& context,
-                            CliFailure& failure) override;
+    [[nodiscard]] CliResult<> Show(CliEnvironment& environment,
+                                   const CliWalkContext& context) override;
 
 private:
-    /// What the options say about a table.
-    struct Request {
-        CliResultLevels levels;
-        CliCalculations calculations;
-        std::size_t depth = 0;
-    };
-    [[nodiscard]] bool Read(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                            Request& request, CliFailure& failure) const;
-    [[nodiscard]] bool Calculate(const CliWalkContext& context, const Request& request,
-                                 CliRanking& ranking, CliFailure& failure) const;
+    /// The number of the request's levels that are ranked.
+    [[nodiscard]] CliResult<std::size_t> ReadDepth(const CliResultRequest& request) const;
+    [[nodiscard]] CliResult<CliRanking> Rank(const CliWalkContext& context,
+                                             const CliResultRequest& request,
+                                             std::size_t depth) const;
 
     std::vector<std::string> level_;
-    std::vector<std::string> calculations_;
-    CliSortOptions sort_;
     std::optional<std::uint32_t> depth_;
     std::optional<std::int64_t> top_;
 };

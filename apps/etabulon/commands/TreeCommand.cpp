@@ -15,7 +15,7 @@
 namespace etabulon {
 namespace {
 
-/// None for a view, whose records can't be told apart.
+/// The columns of the key; none for a view, whose records have no key.
 std::vector<CliColumn> KeyParts(const ESqlTableInfo& table) {
     if (table.keyKind == ESqlKeyKind::RowId) {
         return {{table.rowIdName, true}};
@@ -28,7 +28,7 @@ std::vector<CliColumn> KeyParts(const ESqlTableInfo& table) {
     return parts;
 }
 
-/// The labels of the place, which only records have.
+/// Copies the labels of the place from a record: --at gives only values.
 void TakeLabels(ETabulonTag& place, const ETabulonTag& met) {
     for (unsigned index = 0; index < place.KnownLevelsCount(); ++index) {
         if (const ETabulonValue* const value = met.Find(place.LevelAt(index))) {
@@ -40,7 +40,7 @@ void TakeLabels(ETabulonTag& place, const ETabulonTag& met) {
 }  // namespace
 
 void TreeCommand::DeclareView(CLI::App& app) {
-    sort_.Declare(app);
+    DeclareSort(app);
     app.add_option("--depth", depth_, "Show this many levels below the root")
         ->check(CLI::NonNegativeNumber)
         ->type_name("N");
@@ -53,12 +53,13 @@ void TreeCommand::DeclareView(CLI::App& app) {
         "have a line for each of the deepest nodes shown (with --leaves: for each record).");
 }
 
-bool TreeCommand::MakeView(const ESqlTableInfo& table, const CliTreeOrder& order, CliTreeView& view,
-                           CliFailure& failure) const {
+CliResult<CliTreeView> TreeCommand::MakeView(const ESqlTableInfo& table,
+                                             const CliTreeOrder& order) const {
+    CliTreeView view;
     view.rootName = table.name.View();
     std::size_t depth = 0;
     for (unsigned id = 0; id < order.levels.all.size(); ++id) {
-        if (order.hidden.contains(id)) {
+        if (order.marked.hidden.contains(id)) {
             continue;
         }
         const CliLevel& level = order.levels.all[id];
@@ -73,68 +74,66 @@ bool TreeCommand::MakeView(const ESqlTableInfo& table, const CliTreeOrder& order
     }
     view.depth = std::min<std::size_t>(depth, depth_.value_or(depth));
     if (!showsLeaves_) {
-        return true;
+        return view;
     }
     if (view.depth < depth) {
-        return failure.Set(CliExit::Usage,
-                           fmt::format("--leaves stand below the last level, which --depth {} "
-                                       "doesn't reach; here that takes {}",
-                                       view.depth, depth));
+        return CliFailure{CliExit::Usage,
+                          fmt::format("--leaves stand below the last level, which --depth {} "
+                                      "doesn't reach; here that takes {}",
+                                      view.depth, depth)};
     }
     view.keyParts = KeyParts(table);
-    return !view.keyParts.empty() ||
-           failure.Set(CliExit::Failed,
-                       fmt::format("{} is a view: it has no key that --leaves could show",
-                                   Quoted(view.rootName)));
-}
-
-/// The levels of the place have one value each: without them the tree begins there, whichever
-/// levels they are.
-bool TreeCommand::Prepare(const CliEnvironment& environment, CliFailure& failure) const {
-    if (sort_.Levels().Levels().empty()) {
-        return failure.Set(CliExit::Usage,
-                           "a tree is made of levels: --levels is missing (see etabulon tree "
-                           "--help)");
+    if (view.keyParts.empty()) {
+        return CliFailure{CliExit::Failed,
+                          fmt::format("{} is a view: it has no key that --leaves could show",
+                                      Quoted(view.rootName))};
     }
-    return sort_.Install(environment, failure);
+    return view;
 }
 
-bool TreeCommand::Show(CliEnvironment& environment, const CliWalkContext& context,
-                       CliFailure& failure) {
-    CliTreeOrder order;
-    CliTreeView view;
-    return sort_.ReadTree(context.dictionary, context.table, order, failure) &&
-           MakeView(context.table, order, view, failure) &&
-           Print(environment, context, order, view, failure);
+CliResult<> TreeCommand::Prepare(const CliEnvironment& environment) const {
+    if (Sort().Levels().Levels().empty()) {
+        return CliFailure{CliExit::Usage,
+                          "a tree is made of levels: --levels is missing (see etabulon tree "
+                          "--help)"};
+    }
+    return CliSortedCommand::Prepare(environment);
 }
 
-bool TreeCommand::Print(const CliEnvironment& environment, const CliWalkContext& context,
-                        const CliTreeOrder& order, CliTreeView& view, CliFailure& failure) const {
+CliResult<> TreeCommand::Show(CliEnvironment& environment, const CliWalkContext& context) {
+    const CliResult<CliTreeOrder> order = Sort().ReadTree(context.table);
+    if (!order) {
+        return order.Failure();
+    }
+    CliResult<CliTreeView> view = MakeView(context.table.Info(), *order);
+    return view ? Print(environment, context, *order, *view) : view.Failure();
+}
+
+CliResult<> TreeCommand::Print(const CliEnvironment& environment, const CliWalkContext& context,
+                               const CliTreeOrder& order, CliTreeView& view) const {
     CliCursor cursor(context.interrupt);
-    if (!OpenCursor(context, order.levels.levels, {}, cursor, failure)) {
-        return false;
+    if (CliResult<> opened = OpenCursor(context, order.levels.levels, {}, cursor); !opened) {
+        return opened;
     }
-    EDataTree tree(&cursor.Seen(), context.table.name, nullptr);
+    EDataTree tree(&cursor.Seen(), context.table.Info().name, nullptr);
     tree.SetSortLevels(order.Keys());
-    tree.SetCompareSource(sort_.CompareSource());
+    tree.SetCompareSource(Sort().CompareSource());
     CliTreeRecords records(*tree.Root(), view.keyParts.size());
-    if (!Walk(context, cursor, order.place, records, failure)) {
-        return false;
+    if (CliResult<> walked = Walk(context, cursor, order.place, records); !walked) {
+        return walked;
     }
     records.SumUp();
     if (records.Count(*tree.Root()) == 0 && !order.place.IsRoot()) {
-        ExplainNothingThere(context, order.levels, order.place, failure);
-        return false;
+        return ExplainNothingThere(context, order.levels, order.place);
     }
     TakeLabels(view.place, records.FirstTag());
     {
-        // Printing ends by it too: after a whole line, as a walk does.
+        // SIGINT ends the printing after a whole line, as it ends a walk.
         const CliInterrupt::Cancelling cancelling(environment.interrupt, cursor.Seen());
-        MakeTreePrinter(Output().Format(environment), view, records, environment.output,
-                        environment.hasStyle, environment.interrupt)
+        MakeTreePrinter(Output().Printing(environment), view, records, environment.interrupt)
             ->Print(tree);
     }
-    return !environment.interrupt.IsRaised() || failure.Set(CliExit::Cancelled, {});
+    return environment.interrupt.IsRaised() ? CliFailure{CliExit::Cancelled, {}} : CliResult<>();
 }
 
 }  // namespace etabulon

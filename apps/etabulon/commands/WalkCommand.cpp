@@ -26,34 +26,29 @@ void WalkCommand::DeclareView(CLI::App& app) {
         "and \"\"; in json bytes that aren't UTF-8 text are {\"hex\":\"...\"}.");
 }
 
-bool WalkCommand::FindValues(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                             const CliLevels& levels, std::vector<CliVariable>& values,
-                             CliFailure& failure) const {
-    if (!columns_.empty()) {
-        std::vector<CliPath> paths;
-        return ParsePaths(JoinLists(columns_), paths, failure) &&
-               dictionary.FindVariables(table, paths, values, failure);
+CliResult<std::vector<CliVariable>> WalkCommand::FindValues(const CliLevels& levels) const {
+    if (columns_.empty()) {
+        return AllValues(levels);
     }
-    values = AllValues(dictionary, table, levels);
-    return true;
+    const CliResult<std::vector<CliPath>> paths = ParsePaths(JoinLists(columns_));
+    return paths ? levels.Table().FindVariables(*paths) : paths.Failure();
 }
 
-bool WalkCommand::Show(CliEnvironment& environment, const CliWalkContext& context,
-                       CliFailure& failure) {
-    CliLevels levels;
-    ETabulonTag tag;
-    std::vector<CliVariable> values;
-    const CliDictionary& dictionary = context.dictionary;
-    const ESqlTableInfo& table = context.table;
-    if (!MakeLevels(dictionary, table, levels_.Levels(), levels, failure) ||
-        !MakeTag(dictionary, table, levels, levels_.At(), tag, failure) ||
-        !FindValues(dictionary, table, levels, values, failure)) {
-        return false;
+CliResult<> WalkCommand::Show(CliEnvironment& environment, const CliWalkContext& context) {
+    CliLevels levels(context.table);
+    if (CliResult<> added = levels.Add(levels_.Levels()); !added) {
+        return added;
+    }
+    const CliResult<ETabulonTag> tag = levels.ReadTag(levels_.At());
+    if (!tag) {
+        return tag.Failure();
+    }
+    const CliResult<std::vector<CliVariable>> values = FindValues(levels);
+    if (!values) {
+        return values.Failure();
     }
     const auto limit = limit_ ? static_cast<std::uint64_t>(*limit_) : CliRecordsRequest::kNoLimit;
-    const std::unique_ptr<CliWriter> writer = Output().MakeWriter(environment);
-    return PrintRecords(context, {levels, tag, values, limit}, *writer, environment.output,
-                        failure);
+    return PrintRecords(context, {levels, *tag, *values, limit}, Output().Printing(environment));
 }
 
 }  // namespace etabulon

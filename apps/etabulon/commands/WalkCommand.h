@@ -11,7 +11,7 @@
 
 namespace etabulon {
 
-/// `etabulon walk`: the records below a place, each with its tag, its key and its values.
+/// `etabulon walk`: the records below a place, each with its levels, its key and its values.
 class WalkCommand final : public CliViewCommand {
 public:
     [[nodiscard]] const char* Name() const override { return "walk"; }
@@ -21,13 +21,11 @@ public:
     void DeclareView(CLI::App& app) override;
 
 protected:
-    [[nodiscard]] bool Show(CliEnvironment& environment, const CliWalkContext& context,
-                            CliFailure& failure) override;
+    [[nodiscard]] CliResult<> Show(CliEnvironment& environment,
+                                   const CliWalkContext& context) override;
 
 private:
-    [[nodiscard]] bool FindValues(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                                  const CliLevels& levels, std::vector<CliVariable>& values,
-                                  CliFailure& failure) const;
+    [[nodiscard]] CliResult<std::vector<CliVariable>> FindValues(const CliLevels& levels) const;
 
     CliLevelOptions levels_;
     std::vector<std::string> columns_;

@@ -49,7 +49,7 @@ CliCell CliCellMaker::Of(const EVariant& value) {
             return Of(number);
         }
         case EStorage::Bool: {
-            // Engines keep any number there, and no two of them are equal.
+            // An engine stores any number in a boolean column: each stays distinct.
             const std::int64_t number = value.AsInt64();
             return number == 0 || number == 1 ? Of(number == 1) : Of(number);
         }
@@ -61,7 +61,7 @@ CliCell CliCellMaker::Of(const EVariant& value) {
     }
     text_ <<= value;
     const std::string_view text = BytesOf(text_);
-    // What isn't finite is a word, and no number to whoever reads JSON.
+    // JSON has no infinity and no NaN: these are written as words.
     const bool isNumber =
         info.valueClass == EValueClass::Number && !text.empty() && IsDigit(text.back());
     return {isNumber ? CliCellKind::Number : CliCellKind::Text, text};

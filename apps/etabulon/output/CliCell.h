@@ -18,22 +18,22 @@ enum class CliCellKind : std::uint8_t {
     Boolean = 2,    // "true" or "false"
     Text = 3,       // dates and times too
     Bytes = 4,      // not text: the bytes themselves
-    Absent = 5,     // of a result: nothing that it could be made of
-    Differing = 6,  // of a result: the values differ, and so there is no common one
+    Absent = 5,     // of a result: there was no value to calculate it from
+    Differing = 6,  // of a result: COMMONVAL found values that differ
 };
 
-/// A value as formats see it. The text is borrowed until the next one is made.
+/// A value as the formats see it. The text is borrowed until its maker makes the next cell.
 struct CliCell {
     CliCellKind kind = CliCellKind::Null;
     std::string_view text;
-    std::uint32_t indent = 0;  // of a node in a tree: only tables show it
+    std::uint32_t indent = 0;  // of a node in a tree; only the table format shows an indent
 };
 
-/// What stands for values that differ, where a format has no notation of its own for it.
+/// Stands for values that differ in the formats that have no notation of their own for them.
 inline constexpr std::string_view kDiffering = "\xE2\x89\xA0";  // ≠ in UTF-8
 
-/// Nothing, or what could be taken for NULL, for values that differ, or for a quoted text: where it
-/// stands alone it stands in quotes.
+/// An empty text, or one that a reader could take for NULL, for values that differ, or for a quoted
+/// text. Such a text is quoted where it stands alone.
 [[nodiscard]] bool IsMistakable(std::string_view text) noexcept;
 
 /// Makes cells of values without allocating for each.
@@ -41,7 +41,7 @@ class CliCellMaker {
 public:
     [[nodiscard]] CliCell Of(const EVariant& value);
     [[nodiscard]] CliCell Of(std::int64_t number);
-    /// Of a result.
+    /// The cell of a result.
     [[nodiscard]] CliCell Of(const ETabulonValue& value);
     [[nodiscard]] static CliCell Of(bool value) noexcept {
         return {CliCellKind::Boolean, value ? "true" : "false"};

@@ -7,7 +7,7 @@
 namespace etabulon {
 namespace {
 
-// By comparisons in place: for cells as short as these find_first_of costs several times as much.
+// Compares in place: for cells this short find_first_of costs several times as much.
 
 bool IsQuotedInCsv(char c) noexcept { return c == ',' || c == '"' || c == '\r' || c == '\n'; }
 
@@ -37,7 +37,7 @@ void CliDelimitedWriter::Cell(const CliCell& cell) {
             PutText(cell.text);
             break;
         case CliCellKind::Bytes:
-            // No bytes are no NULL: an empty text tells them apart.
+            // An empty blob isn't NULL: it is written as an empty text.
             cell.text.empty() ? PutText({}) : AppendHex(Output(), cell.text);
             break;
         case CliCellKind::Absent:

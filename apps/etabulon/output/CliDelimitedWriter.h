@@ -5,7 +5,7 @@
 
 namespace etabulon {
 
-/// Lines of cells with a separator, the names first.
+/// Lines of cells with a separator between them; the first line has the columns' names.
 class CliDelimitedWriter : public CliWriter {
 public:
     void Begin(std::span<const CliColumn> columns) override;
@@ -25,8 +25,8 @@ private:
     bool isFirst_ = true;
 };
 
-/// RFC 4180, but that lines end with a single line feed. NULL is an empty cell, an empty text "".
-/// Values that differ are ≠, the text "≠".
+/// RFC 4180, except that lines end with a single line feed. NULL is an empty cell, an empty text is
+/// "". Values that differ are ≠, and the text ≠ is quoted.
 class CliCsvWriter final : public CliDelimitedWriter {
 public:
     explicit CliCsvWriter(CliOutput& output) : CliDelimitedWriter(output, ',') {}

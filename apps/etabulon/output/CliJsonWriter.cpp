@@ -8,7 +8,7 @@
 namespace etabulon {
 namespace {
 
-/// A string that is filled as an output is.
+/// A string with the appending functions of an output.
 struct StringOutput {
     std::string& text;
     void Append(std::string_view more) { text += more; }
@@ -96,7 +96,7 @@ std::string JsonName(std::string_view name) {
     if (IsUtf8(name)) {
         PutString(output, name);
     } else {
-        // A name has to be a string: the bytes show as they do in messages.
+        // JSON takes only a string here: bytes that aren't UTF-8 are escaped as in messages.
         std::string shown;
         AppendShown(shown, name);
         PutString(output, shown);

@@ -9,11 +9,11 @@ namespace etabulon {
 
 /// A value as JSON, as CliJsonWriter writes it.
 void AppendJson(CliOutput& output, const CliCell& cell);
-/// A name in its quotes.
+/// A name as a quoted JSON string.
 [[nodiscard]] std::string JsonName(std::string_view name);
 
-/// Records as objects, in one array or one a line. What isn't text, blobs and texts that are no
-/// UTF-8 alike, is an object of its own, {"hex":"c328"}: nothing is lost, and it is valid JSON.
+/// Records as objects: in one array, or one object a line. A blob, or a text that isn't UTF-8, is
+/// the object {"hex":"c328"}: the JSON stays valid, and no byte is lost.
 class CliJsonWriter final : public CliWriter {
 public:
     CliJsonWriter(CliOutput& output, bool isArray) : CliWriter(output), isArray_(isArray) {}
@@ -23,7 +23,7 @@ public:
     void Finish(bool isWhole) override;
 
 private:
-    std::vector<std::string> heads_;  // of each cell: what separates it, and its quoted name
+    std::vector<std::string> heads_;  // of each cell: its separator and its quoted name
     std::size_t place_ = 0;           // of the next cell
     bool isArray_;
     bool hasRecords_ = false;

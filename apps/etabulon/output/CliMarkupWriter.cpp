@@ -13,7 +13,7 @@ bool IsWord(char c) noexcept {
            static_cast<unsigned char>(c) >= 0x80U;
 }
 
-/// Lines joined by <br>, each with `escape` applied to what may be shown of it.
+/// Appends lines joined by <br>. Each is made fit to be shown, then escaped by `escape`.
 template <class Escape>
 void AppendLines(std::string& markup, std::string_view text, Escape escape) {
     for (;;) {
@@ -33,7 +33,7 @@ void AppendMarkdownLine(std::string& markup, std::string_view line) {
     constexpr std::string_view kEscaped = "\\`*[]<>|~&";
     for (std::size_t place = 0; place < line.size(); ++place) {
         const char c = line[place];
-        // Within a word it is plain, and names of columns are full of it.
+        // An underscore within a word is plain, and column names often have one.
         const bool isMark = c == '_' && (place == 0 || place + 1 == line.size() ||
                                          !IsWord(line[place - 1]) || !IsWord(line[place + 1]));
         if (isMark || kEscaped.find(c) != std::string_view::npos) {
@@ -73,7 +73,7 @@ void AppendContent(std::string& markup, const CliCell& cell, Escape escape) {
             markup += "NULL";
             break;
         case CliCellKind::Text: {
-            // As it stands it could be taken for something else.
+            // Without quotes the text could be taken for NULL or for nothing.
             const std::string text = IsMistakable(cell.text) ? '"' + std::string(cell.text) + '"'
                                                              : std::string(cell.text);
             AppendLines(markup, text, escape);

@@ -8,8 +8,8 @@
 
 namespace etabulon {
 
-/// A table of GitHub's dialect. What has a meaning there is escaped, a line end is <br>. NULL,
-/// empty text and the text NULL differ as in CliTableWriter.
+/// A table in GitHub's dialect of Markdown. Characters with a meaning are escaped, a line end is
+/// <br>. NULL, empty text and the text NULL differ as in CliTableWriter.
 class CliMarkdownWriter final : public CliWriter {
 public:
     explicit CliMarkdownWriter(CliOutput& output) : CliWriter(output) {}
@@ -24,8 +24,8 @@ private:
     std::string text_;
 };
 
-/// One document with one table. Heads have their scope; a total's line is of class "total", what is
-/// NULL, absent or differing of a class of that name.
+/// One document with one table. Header cells have a scope; a total's row has the class "total", and
+/// a cell that is NULL, absent or differing has a class of that name.
 class CliHtmlWriter final : public CliWriter {
 public:
     explicit CliHtmlWriter(CliOutput& output) : CliWriter(output) {}

@@ -17,7 +17,7 @@ int WriteAll(int descriptor, std::string_view bytes) noexcept {
         if (written >= 0) {
             bytes.remove_prefix(static_cast<std::size_t>(written));
         } else if (errno == EAGAIN) {
-            // Whoever shares the descriptor has set it so that it doesn't wait by itself.
+            // Another program that shares the descriptor made it non-blocking.
             pollfd ready{descriptor, POLLOUT, 0};
             static_cast<void>(::poll(&ready, 1, /*timeout=*/-1));
         } else if (errno != EINTR) {
@@ -97,7 +97,7 @@ void CliOutput::Stop() { writing_.lock(); }
 void HoldStandardDescriptors() noexcept {
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(descriptor, F_GETFD) == -1 && errno == EBADF) {
-            // The lowest that is free, which is this one, and opened the wrong way round.
+            // open() takes the lowest free descriptor, this one. Its mode is the wrong one.
             static_cast<void>(
                 ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY));
         }

@@ -8,13 +8,13 @@
 
 namespace etabulon {
 
-/// A file descriptor behind one large buffer, written in whole lines: whatever ends the program,
-/// what has arrived doesn't end within one.
+/// A file descriptor behind one large buffer, written in whole lines: however the program ends, the
+/// reader has received whole lines only.
 ///
 /// Ownership  the descriptor isn't owned.
-/// Threads    one at a time, but for Stop.
-/// Failure    the first write that fails makes it broken: what follows is dropped, Error() says
-/// why.
+/// Threads    one at a time; Stop may be called from any.
+/// Failure    the first write that fails breaks the output: later text is dropped, and Error()
+/// gives the reason.
 class CliOutput {
 public:
     explicit CliOutput(int descriptor);
@@ -36,8 +36,8 @@ public:
         buffer_[used_++] = c;
     }
     void AppendBlanks(std::size_t count);
-    /// Appends the rest of a line, and the line feed that ends it. Those within a value, as CSV has
-    /// them, end none.
+    /// Appends the rest of a line, and the line feed that ends it. Line feeds within a value, as in
+    /// CSV, don't end a line.
     void EndLine(std::string_view rest = {}) {
         Append(rest);
         Append('\n');
@@ -45,16 +45,16 @@ public:
     }
     /// Writes the lines that have ended.
     void Flush();
-    /// Writes all there is, for the end.
+    /// Writes the whole buffer, a last unfinished line too.
     void Finish();
 
-    /// Waits until what has been written ends with a whole line, and keeps all else from being
-    /// written. For a thread that is about to end the process.
+    /// Waits until the written text ends with a whole line, then blocks further writes. For a
+    /// thread that is about to end the process.
     void Stop();
 
-    /// Nothing arrives any more.
+    /// A write has failed.
     [[nodiscard]] bool IsBroken() const noexcept { return error_ != 0; }
-    /// The errno of the write that failed; EPIPE where the reader has gone.
+    /// The errno of the write that failed; EPIPE if the reader has gone.
     [[nodiscard]] int Error() const noexcept { return error_; }
 
 private:
@@ -65,20 +65,20 @@ private:
 
     std::unique_ptr<char[]> buffer_;
     std::size_t used_ = 0;
-    std::size_t whole_ = 0;  // so much of what is used ends with a whole line
+    std::size_t whole_ = 0;  // the bytes of the buffer up to its last whole line
     int descriptor_;
     int error_ = 0;
     std::mutex writing_;
-    // Held in a write, and from one to the next as long as what has been written ends within a
-    // line: that is so for a line that is longer than the buffer.
+    // Held during a write. A line longer than the buffer takes several writes: the lock is held
+    // until its end is written.
     std::unique_lock<std::mutex> openLine_;
 };
 
-/// Sees to it that no file which is opened later becomes stdin, stdout or stderr: one of them that
-/// is closed stays so that reading and writing fail.
+/// Occupies the standard descriptors that the program was started without, so that no file opened
+/// later becomes one of them. Reading and writing them keeps failing.
 void HoldStandardDescriptors() noexcept;
 
-/// Writes to stderr, unbuffered. What stderr doesn't take is lost: there is no other way to tell.
+/// Writes to stderr, unbuffered. A failure is ignored: there is nowhere else to report it.
 void WriteError(std::string_view text) noexcept;
 
 }  // namespace etabulon

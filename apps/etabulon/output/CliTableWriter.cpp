@@ -10,9 +10,9 @@ namespace {
 
 constexpr std::size_t kSampleRecords = 200;
 constexpr std::size_t kSampleBytes = std::size_t{1} << 20U;
-/// A column isn't made wider than this for the sake of single cells.
+/// The widest that a kept cell makes its column; wider cells shift their line.
 constexpr std::size_t kWidest = 60;
-/// The same where no record comes after the measuring.
+/// The same limit where all records are measured.
 constexpr std::size_t kWidestOfAll = 120;
 constexpr std::string_view kGap = "  ";
 constexpr std::string_view kDim = "\x1B[2m";
@@ -20,7 +20,7 @@ constexpr std::string_view kPlain = "\x1B[0m";
 
 bool IsPlainByte(char c) noexcept { return c >= ' ' && c < '\x7F'; }
 
-/// Says what it is by itself.
+/// The text can't be mistaken for NULL or for a quoted text.
 bool IsUnmistakable(std::string_view text) noexcept {
     if (IsMistakable(text)) {
         return false;
@@ -29,7 +29,7 @@ bool IsUnmistakable(std::string_view text) noexcept {
         return true;
     }
     while (!text.empty()) {
-        const CliCharacter character = FirstCharacter(text);
+        const detail::Utf8Character character = FirstCharacter(text);
         if (character.length == 0 || IsControl(character.code)) {
             return false;
         }

@@ -8,11 +8,11 @@
 
 namespace etabulon {
 
-/// Columns for people. The first records are kept to measure the columns by; the others are written
-/// as they come, and a wider cell moves its line. `measuresAll` keeps all of them.
+/// Aligned columns for people. The widths come from the first records, which are kept; later ones
+/// are written at once, and a wider cell shifts its line. `measuresAll` keeps all records.
 ///
-/// NULL stands bare; a text that could be taken for something else (empty, NULL, with blanks at its
-/// ends, a quote at its front, or control characters) stands in quotes with \ escapes.
+/// NULL is written bare. A text that could be mistaken (empty, NULL, with blanks at its ends, a
+/// quote at its front, or control characters) is written in quotes with \ escapes.
 class CliTableWriter final : public CliWriter {
 public:
     CliTableWriter(CliOutput& output, bool hasStyle, bool measuresAll = false)
@@ -49,7 +49,7 @@ private:
     bool hasStyle_;
     bool measuresAll_;
     bool isSampling_ = true;
-    std::string text_;  // what is shown: of one cell, or of the sample
+    std::string text_;  // the shown text of one cell, or of all kept records
     std::vector<Shown> sample_;
 };
 

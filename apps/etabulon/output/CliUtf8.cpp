@@ -14,7 +14,7 @@ struct CodeRange {
     char32_t last;
 };
 
-/// Only what is common: a terminal's own tables differ at the edges anyway.
+/// The common ranges only: terminals themselves disagree about the rest.
 constexpr std::array kWide = {
     CodeRange{0x1100, 0x115F},   CodeRange{0x2E80, 0x303E},   CodeRange{0x3041, 0x33FF},
     CodeRange{0x3400, 0x4DBF},   CodeRange{0x4E00, 0x9FFF},   CodeRange{0xA000, 0xA4CF},
@@ -26,7 +26,7 @@ constexpr std::array kNoWidth = {
     CodeRange{0x0300, 0x036F}, CodeRange{0x200B, 0x200D}, CodeRange{0x20D0, 0x20FF},
     CodeRange{0xFE00, 0xFE0F}, CodeRange{0xFE20, 0xFE2F},
 };
-/// Beside the control characters proper: what turns the direction of writing, and line ends.
+/// Control characters, marks that turn the writing direction, and Unicode line ends.
 constexpr std::array kControl = {
     CodeRange{0x00, 0x1F},     CodeRange{0x7F, 0x9F},     CodeRange{0x200E, 0x200F},
     CodeRange{0x2028, 0x202E}, CodeRange{0x2066, 0x2069}, CodeRange{0xFEFF, 0xFEFF},
@@ -61,31 +61,6 @@ void AppendEscape(std::string& shown, std::string_view bytes) {
 
 }  // namespace
 
-CliCharacter FirstCharacter(std::string_view text) noexcept {
-    const auto byte = [text](std::size_t index) {
-        return static_cast<char32_t>(static_cast<unsigned char>(text[index]));
-    };
-    const char32_t lead = byte(0);
-    if (lead < 0x80) {
-        return {lead, 1};
-    }
-    const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-    if (lead < 0xC2 || lead > 0xF4 || text.size() < length) {
-        return {};
-    }
-    char32_t code = lead & (0x7FU >> length);
-    for (std::size_t index = 1; index < length; ++index) {
-        if ((byte(index) & 0xC0U) != 0x80U) {
-            return {};
-        }
-        code = (code << 6U) | (byte(index) & 0x3FU);
-    }
-    // Longer than needed, half of a pair, or beyond the last character.
-    const bool isBad = (length == 3 && code < 0x800) || (length == 4 && code < 0x10000) ||
-                       (code >= 0xD800 && code <= 0xDFFF) || code > 0x10FFFF;
-    return isBad ? CliCharacter{} : CliCharacter{code, length};
-}
-
 bool IsUtf8(std::string_view text) noexcept {
     while (!text.empty()) {
         const std::size_t length = FirstCharacter(text).length;
@@ -112,7 +87,7 @@ bool IsControl(char32_t code) noexcept { return IsIn(kControl, code); }
 std::size_t AppendShown(std::string& shown, std::string_view text) {
     std::size_t width = 0;
     while (!text.empty()) {
-        const CliCharacter character = FirstCharacter(text);
+        const detail::Utf8Character character = FirstCharacter(text);
         const std::size_t length = std::max<std::size_t>(character.length, 1);
         if (character.length == 0 || IsControl(character.code)) {
             const std::size_t before = shown.size();

@@ -1,31 +1,27 @@
 #pragma once
 
+#include "etabulon/foundation/detail/Utf8.h"
+
 #include <cstddef>
 #include <string>
 #include <string_view>
 
 namespace etabulon {
 
-/// The character at the front of a text.
-struct CliCharacter {
-    char32_t code = 0;
-    std::size_t length = 0;  // in bytes; 0 where the bytes are no UTF-8
-};
+using detail::FirstCharacter;
 
-/// Requires a text that isn't empty.
-[[nodiscard]] CliCharacter FirstCharacter(std::string_view text) noexcept;
 [[nodiscard]] bool IsUtf8(std::string_view text) noexcept;
 /// The cells that a character takes on a terminal: 0, 1 or 2.
 [[nodiscard]] std::size_t WidthOf(char32_t code) noexcept;
-/// Moves the cursor, changes the order of what is shown, or otherwise isn't to reach a terminal.
+/// The character could move the cursor, turn the writing direction or otherwise harm a terminal.
 [[nodiscard]] bool IsControl(char32_t code) noexcept;
 
-/// Appends `text` as it may be shown: what is no character, or a control one, as \n, \t or \xNN.
-/// Returns the width of what was appended.
+/// Appends `text` in a form that is safe to show: a control character, or a byte that isn't UTF-8,
+/// becomes \n, \t or \xNN. Returns the width of the appended text.
 std::size_t AppendShown(std::string& shown, std::string_view text);
 /// The same between double quotes, with \" and \\.
 std::size_t AppendInQuotes(std::string& shown, std::string_view text);
-/// A name in a sentence: between quotes, as it may be shown.
+/// A name for a sentence: in single quotes, in the form of AppendShown.
 [[nodiscard]] std::string Quoted(std::string_view name);
 
 }  // namespace etabulon

@@ -11,8 +11,9 @@
 
 namespace etabulon {
 
-std::unique_ptr<CliWriter> MakeWriter(CliFormat format, CliOutput& output, bool hasStyle) {
-    switch (format) {
+std::unique_ptr<CliWriter> MakeWriter(const CliPrinting& printing) {
+    CliOutput& output = printing.output;
+    switch (printing.format) {
         case CliFormat::Csv:
             return std::make_unique<CliCsvWriter>(output);
         case CliFormat::Tsv:
@@ -26,14 +27,15 @@ std::unique_ptr<CliWriter> MakeWriter(CliFormat format, CliOutput& output, bool 
         case CliFormat::Html:
             return std::make_unique<CliHtmlWriter>(output);
         default:
-            return std::make_unique<CliTableWriter>(output, hasStyle);
+            return std::make_unique<CliTableWriter>(output, printing.hasStyle);
     }
 }
 
-std::unique_ptr<CliWriter> MakeResultWriter(CliFormat format, CliOutput& output, bool hasStyle) {
-    return format == CliFormat::Table
-               ? std::make_unique<CliTableWriter>(output, hasStyle, /*measuresAll=*/true)
-               : MakeWriter(format, output, hasStyle);
+std::unique_ptr<CliWriter> MakeResultWriter(const CliPrinting& printing) {
+    return printing.format == CliFormat::Table
+               ? std::make_unique<CliTableWriter>(printing.output, printing.hasStyle,
+                                                  /*measuresAll=*/true)
+               : MakeWriter(printing);
 }
 
 void GiveNames(std::span<CliColumn> columns) {

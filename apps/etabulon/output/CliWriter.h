@@ -34,31 +34,31 @@ inline constexpr std::array<std::pair<const char*, CliFormat>, 7> kCliFormats = 
     {"html", CliFormat::Html},
 }};
 
-/// What a format is to know of a column before its first cell.
+/// A column, as a format needs to know it before its first cell.
 struct CliColumn {
     std::string name;
     bool isNumber = false;
-    bool isLabel = false;  // heads its line
+    bool isLabel = false;  // its cells label their lines
 };
 
 /// Writes records in one format: Begin, then for each record a Cell for each column and EndRecord,
-/// then Finish. No format keeps records, but for the first ones that the table is measured by.
+/// then Finish. Only the table format keeps records: the first ones, for the widths of its columns.
 class CliWriter {
 public:
     CliWriter(const CliWriter&) = delete;
     CliWriter& operator=(const CliWriter&) = delete;
     virtual ~CliWriter() = default;
 
-    /// What the records are, for formats with a place for it. Before Begin.
+    /// Names the records, in formats that have a place for a title. To be called before Begin.
     virtual void SetTitle(std::string_view /*title*/) {}
-    /// Requires names that differ: see GiveNames.
+    /// Requires distinct names; GiveNames makes them so.
     virtual void Begin(std::span<const CliColumn> columns) = 0;
     virtual void Cell(const CliCell& cell) = 0;
-    /// The record that begins sums up those above.
+    /// The record that follows is the total of those above.
     virtual void BeginTotal() {}
     virtual void EndRecord() = 0;
-    /// With `isWhole` false records are missing: a format that has an end doesn't write it, so that
-    /// nobody takes for whole what was broken off.
+    /// If `isWhole` is false, records are missing: a format with a closing mark omits the mark, so
+    /// that a reader sees that the text was broken off.
     virtual void Finish(bool isWhole) = 0;
 
 protected:
@@ -69,15 +69,19 @@ private:
     CliOutput& output_;
 };
 
-/// `hasStyle`: the table may be coloured for a terminal.
-[[nodiscard]] std::unique_ptr<CliWriter> MakeWriter(CliFormat format, CliOutput& output,
-                                                    bool hasStyle);
+/// Where a command prints to, and how.
+struct CliPrinting {
+    CliOutput& output;
+    CliFormat format = CliFormat::Table;
+    bool hasStyle = false;  // the table may be coloured for a terminal
+};
 
-/// The same for results, which are at hand as a whole: the table is measured by all of it.
-[[nodiscard]] std::unique_ptr<CliWriter> MakeResultWriter(CliFormat format, CliOutput& output,
-                                                          bool hasStyle);
+[[nodiscard]] std::unique_ptr<CliWriter> MakeWriter(const CliPrinting& printing);
 
-/// Gives a name that came before the suffix _2, _3..., so that records have no two fields of one.
+/// The same for a result, which is in memory as a whole: a table measures all of its lines.
+[[nodiscard]] std::unique_ptr<CliWriter> MakeResultWriter(const CliPrinting& printing);
+
+/// Makes names distinct: a repeated name gets the suffix _2, _3 and so on.
 void GiveNames(std::span<CliColumn> columns);
 
 }  // namespace etabulon

@@ -13,8 +13,8 @@ constexpr const char* kHead =
     R"(# Completion of etabulon for bash. Made from what the program declares.
 )";
 
-/// Reads the words before the cursor as the program would. `_etabulon_words` and its like, which
-/// stand before it, tell what there is.
+/// Parses the words before the cursor as the program would. The functions that are written in front
+/// of it, such as `_etabulon_words`, list the commands, options and values.
 constexpr const char* kBody = R"bash(
 # The tables of a source. A database that takes long to list is left alone.
 _etabulon_tables() {
@@ -77,7 +77,7 @@ std::vector<std::string> LongNames(const CLI::App& app) {
     return names;
 }
 
-/// One word of the shell for each case: it separates by line ends.
+/// One quoted shell word with a value on each line: the completion splits it at line ends.
 std::string Lines(const std::vector<std::string>& words) {
     return fmt::format("$'{}'", fmt::join(words, "\\n"));
 }
@@ -99,7 +99,7 @@ std::string WordsFunction(const CLI::App& app) {
     return text;
 }
 
-/// _etabulon_value COMMAND OPTION: what the option's value is, or nothing for a flag.
+/// _etabulon_value COMMAND OPTION: the kind of the option's value, or nothing for a flag.
 std::string ValueFunction(const CLI::App& app) {
     std::string text = "\n_etabulon_value() {\n    case $1:$2 in\n";
     for (const CLI::App* const command : app.get_subcommands({})) {

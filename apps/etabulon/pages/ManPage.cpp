@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::size_t kExampleWidth = 72;  // with the indent of a section, 80 columns
 
-/// A character beyond ASCII by its number, as any output device knows it; `text` begins with it and
-/// is advanced behind it.
+/// Takes a character beyond ASCII off the front of `text` and writes it by its number, which every
+/// output device knows.
 std::string TakeCharacter(std::string_view& text) {
     const auto byte = [&text](std::size_t index) {
         return index < text.size() ? static_cast<unsigned char>(text[index]) : 0U;
@@ -30,7 +30,7 @@ std::string TakeCharacter(std::string_view& text) {
     return fmt::format("\\[u{:04X}]", code);
 }
 
-/// A text as it stands in a line of a page: each character means itself.
+/// Escapes a text for a line of a page, so that no character has a special meaning.
 std::string Escaped(std::string_view text) {
     std::string escaped;
     while (!text.empty()) {
@@ -70,7 +70,7 @@ std::string Bold(std::string_view text) { return "\\fB" + Escaped(text) + "\\fR"
 
 std::string Italic(std::string_view text) { return "\\fI" + Escaped(text) + "\\fR"; }
 
-/// A word as it stands in a sentence: an option is bold, whatever punctuation is around it.
+/// A word of a sentence. An option is bold, without the punctuation around it.
 std::string Marked(std::string_view word) {
     const std::size_t begin = word.find("--");
     if (begin == std::string_view::npos || word.find_first_not_of("('", 0) != begin) {
@@ -82,8 +82,8 @@ std::string Marked(std::string_view word) {
            Escaped(word.substr(end));
 }
 
-/// Sentences begin on a new line, so that the formatter sets the space behind them. No line begins
-/// with what would be a request.
+/// Begins each sentence on a new line, so that the formatter sets the space between them. A line
+/// that would begin with a request's character is escaped.
 std::string Sentences(std::string_view paragraph) {
     std::string text;
     bool atStart = true;
@@ -101,7 +101,7 @@ std::string Sentences(std::string_view paragraph) {
     return text + '\n';
 }
 
-/// What the help says, whose paragraphs are a line each.
+/// Writes a text of the help, which has a line for each paragraph.
 std::string Description(const CLI::App& app) {
     std::string description = app.get_description();
     description += description.ends_with('.') ? "\n" : ".\n";
@@ -183,7 +183,7 @@ std::string Meanings(std::string_view title, std::span<const CliMeaning> meaning
     return text;
 }
 
-/// Those of a command; for the program the first of each.
+/// The examples of a command; for the program the first example of each command.
 std::string Examples(const CLI::App& app) {
     std::string text;
     std::string_view shown;
@@ -199,7 +199,7 @@ std::string Examples(const CLI::App& app) {
     return Section("EXAMPLES") + text;
 }
 
-/// The other pages, of which the program's own comes first.
+/// Refers to the other pages, the program's own first.
 std::string SeeAlso(const CLI::App& app) {
     const CLI::App* const program = app.get_parent() == nullptr ? &app : app.get_parent();
     std::vector<std::string> names;
@@ -231,7 +231,7 @@ std::string MakeManPage(const CLI::App& app, std::string_view date) {
     std::transform(title.begin(), title.end(), title.begin(),
                    [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
     const std::string text = app.get_description();
-    // The line that apropos finds: a phrase without capital and full stop.
+    // The line that apropos lists: a phrase without a capital letter and a full stop.
     std::string phrase = text.substr(0, text.find_last_not_of('.') + 1);
     phrase.front() = static_cast<char>(phrase.front() | 0x20);
     return fmt::format(".TH {} 1 {} \"etabulon {}\" \"User Commands\"\n", Escaped(title), date,

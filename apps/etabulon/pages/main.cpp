@@ -1,4 +1,4 @@
-// Writes the man pages and the completion of the command line, while it is built:
+// Writes the man pages and the completion of the command line, during its build:
 //     etabulon-pages DATE FOLDER
 
 #include "apps/etabulon/commands/CliCommand.h"

@@ -12,6 +12,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <utility>
+
 namespace etabulon {
 namespace {
 
@@ -22,8 +25,8 @@ struct ValueType {
     unsigned size;
 };
 
-/// What a variable is declared as for a function: the result has the type of the variable, and an
-/// average of whole numbers isn't whole, nor does a sum of small ones stay small.
+/// The type that a variable is declared with for a function. A result has the type of its variable,
+/// which is too narrow for an average of whole numbers and for a sum of small ones.
 ValueType TypeFor(const std::string& function, const DVariable& variable) {
     const int type = variable.TypeCode();
     const ETypeInfo& info = TypeInfo(type);
@@ -50,104 +53,109 @@ std::vector<std::string> CodesOf(const ETabulonCumulFuncCollection& functions) {
 }
 
 ERef<ETabulonVariableDesc> Describe(const CliVariable& variable) {
-    return ERef<ETabulonVariableDesc>::Adopt(ETabulonVariableDesc::Build(
-        ETabulonVariableID(variable.code), variable.variable->TypeCode(), variable.variable->Size(),
-        Chaine(variable.shown), nullptr));
+    return ETabulonVariableDesc::Make(ETabulonVariableID(variable.code),
+                                      variable.variable->TypeCode(), variable.variable->Size(),
+                                      Chaine(variable.shown), nullptr);
 }
 
-/// A calculation that there is, and as much like what was asked for as that makes it out.
-std::string Example(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                    const CliLevelChoice& choice) {
-    CliVariable variable;
-    CliFailure unknown;
-    if ((choice.label && dictionary.FindVariable(table, *choice.label, variable, unknown)) ||
-        dictionary.FindVariable(table, choice.data, variable, unknown)) {
-        return "COUNT:" + variable.written;
+/// A valid calculation for an error message, as close as possible to the one that was asked for.
+std::string Example(const CliTable& table, const CliLevelChoice& choice) {
+    if (choice.label) {
+        if (const CliResult<CliVariable> variable = table.FindVariable(*choice.label)) {
+            return "COUNT:" + variable->written;
+        }
     }
-    for (const ESqlColumn& column : table.columns) {
-        const CliVariable each = dictionary.VariableOf(table, column);
+    if (const CliResult<CliVariable> variable = table.FindVariable(choice.data)) {
+        return "COUNT:" + variable->written;
+    }
+    for (const ESqlColumn& column : table.Info().columns) {
+        const CliVariable each = table.VariableOf(column);
         const auto function = ERef<ETabulonCumulFunc>::Adopt(
             Describe(each)->Functions().GetFunction(Chaine(choice.data.steps.front().name)));
         if (function.Get() != nullptr) {
             return fmt::format("{}:{}", function->Code().View(), each.written);
         }
     }
-    return "COUNT:" + dictionary.VariableOf(table, table.columns.front()).written;
+    return "COUNT:" + table.VariableOf(table.Info().columns.front()).written;
 }
 
-bool CheckShape(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                const CliLevelChoice& choice, CliFailure& failure) {
+CliResult<CliVariable> FindOperand(const CliTable& table, const CliLevelChoice& choice) {
     if (choice.label && choice.data.steps.size() == 1 && !choice.data.steps.front().table) {
-        return true;
+        return table.FindVariable(*choice.label);
     }
-    return failure.Set(CliExit::Usage,
-                       fmt::format("{} in --calc isn't written as FUNCTION:column, such as {}",
-                                   Quoted(choice.shown), Example(dictionary, table, choice)));
+    return CliFailure{CliExit::Usage,
+                      fmt::format("{} in --calc isn't written as FUNCTION:column, such as {}",
+                                  Quoted(choice.shown), Example(table, choice))};
 }
 
-bool AddCalculation(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                    const CliLevelChoice& choice, CliCalculations& calculations,
-                    CliFailure& failure) {
-    CliCalculation added;
-    if (!CheckShape(dictionary, table, choice, failure) ||
-        !dictionary.FindVariable(table, *choice.label, added.variable, failure)) {
-        return false;
+CliResult<> AddCalculation(const CliTable& table, const CliLevelChoice& choice,
+                           CliCalculations& calculations) {
+    CliResult<CliVariable> operand = FindOperand(table, choice);
+    if (!operand) {
+        return operand.Failure();
     }
+    CliCalculation added;
+    added.variable = std::move(*operand);
     const DVariable& variable = *added.variable.variable;
-    const ETabulonVariableID id(added.variable.code);
-    const Chaine header(added.variable.shown);
     const auto description = Describe(added.variable);
     const std::string& wanted = choice.data.steps.front().name;
     const auto function =
         ERef<ETabulonCumulFunc>::Adopt(description->Functions().GetFunction(Chaine(wanted)));
     if (function.Get() == nullptr) {
-        return failure.Set(
+        return CliFailure{
             CliExit::Usage,
             fmt::format("column {}, whose type is {}, has no function {}{}",
                         Quoted(added.variable.shown), TypeName(variable.TypeCode()), Quoted(wanted),
-                        WhatThereIs(wanted, CodesOf(description->Functions()))));
+                        WhatThereIs(wanted, CodesOf(description->Functions())))};
     }
     added.function = function->Code().View();
     added.shown = fmt::format("{}({})", added.function, added.variable.shown);
     for (const CliCalculation& other : calculations.all) {
         if (other.function == added.function && other.variable.code == added.variable.code) {
-            return failure.Set(CliExit::Usage,
-                               fmt::format("{} is given twice in --calc", added.shown));
+            return CliFailure{CliExit::Usage,
+                              fmt::format("{} is given twice in --calc", added.shown)};
         }
     }
     const ValueType type = TypeFor(added.function, variable);
     added.isNumber = IsNumber(function->ResultType(type.code));
-    calculations.collection.AddCalculation(function->Code(), id, type.code, type.size, header);
+    calculations.collection.AddCalculation(function->Code(),
+                                           ETabulonVariableID(added.variable.code), type.code,
+                                           type.size, Chaine(added.variable.shown));
     calculations.all.push_back(std::move(added));
-    return true;
+    return {};
 }
 
 }  // namespace
 
-bool MakeCalculations(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                      std::string_view text, CliCalculations& calculations, CliFailure& failure) {
-    std::vector<CliLevelChoice> choices;
-    if (!ParseLevels(text, choices, failure)) {
-        return false;
+CliResult<CliCalculations> MakeCalculations(const CliTable& table, std::string_view text) {
+    const CliResult<std::vector<CliLevelChoice>> choices = ParseLevels(text);
+    if (!choices) {
+        return choices.Failure();
     }
-    if (choices.empty()) {
-        return failure.Set(CliExit::Usage,
-                           "there is nothing to calculate: --calc FUNCTION:column,... is missing");
+    if (choices->empty()) {
+        return CliFailure{CliExit::Usage,
+                          "there is nothing to calculate: --calc FUNCTION:column,... is missing"};
     }
-    for (const CliLevelChoice& choice : choices) {
-        if (!AddCalculation(dictionary, table, choice, calculations, failure)) {
-            return false;
+    CliCalculations calculations;
+    for (const CliLevelChoice& choice : *choices) {
+        if (const CliResult<> added = AddCalculation(table, choice, calculations); !added) {
+            return added.Failure();
         }
     }
-    return true;
+    return calculations;
 }
 
-std::vector<CliVariable> VariablesOf(const CliCalculations& calculations) {
+std::vector<CliVariable> CliCalculations::Variables() const {
     std::vector<CliVariable> variables;
-    for (const CliCalculation& calculation : calculations.all) {
+    for (const CliCalculation& calculation : all) {
         variables.push_back(calculation.variable);
     }
     return variables;
+}
+
+bool CliCalculations::AreNumbers() const {
+    return std::all_of(all.begin(), all.end(),
+                       [](const CliCalculation& each) { return each.isNumber; });
 }
 
 }  // namespace etabulon

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "apps/etabulon/request/CliDictionary.h"
-#include "apps/etabulon/request/CliFailure.h"
+#include "apps/etabulon/request/CliResult.h"
+#include "apps/etabulon/request/CliTable.h"
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
 
 #include <string>
@@ -10,26 +10,27 @@
 
 namespace etabulon {
 
-/// A calculation as it was asked for.
+/// A calculation that the user asked for.
 struct CliCalculation {
-    std::string function;  // its code
+    std::string function;  // the function's code
     CliVariable variable;
     std::string shown;      // SUM(cost_total)
-    bool isNumber = false;  // what it gives
+    bool isNumber = false;  // the result is a number
 };
 
 struct CliCalculations {
     std::vector<CliCalculation> all;
-    ETabulonCumulFuncOnVarCollection collection;  // the same, in the same order
+    ETabulonCumulFuncOnVarCollection collection;  // the same calculations in the same order
+
+    /// The variables that the calculations read.
+    [[nodiscard]] std::vector<CliVariable> Variables() const;
+    /// Every calculation gives numbers.
+    [[nodiscard]] bool AreNumbers() const;
 };
 
-/// The calculations that `text` names: FUNCTION:column, separated by commas. Averages are computed
-/// in double, sums of whole numbers in 64 bits.
-[[nodiscard]] bool MakeCalculations(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                                    std::string_view text, CliCalculations& calculations,
-                                    CliFailure& failure);
-
-/// The variables that they read.
-[[nodiscard]] std::vector<CliVariable> VariablesOf(const CliCalculations& calculations);
+/// Reads the calculations of `text`: FUNCTION:column, separated by commas. Averages are computed in
+/// double, sums of whole numbers in 64 bits.
+[[nodiscard]] CliResult<CliCalculations> MakeCalculations(const CliTable& table,
+                                                          std::string_view text);
 
 }  // namespace etabulon

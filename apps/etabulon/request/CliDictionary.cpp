@@ -82,7 +82,7 @@ const ESqlColumn* CliDictionary::LookUpColumn(const ESqlTableInfo& table,
     return place ? &table.columns[*place] : nullptr;
 }
 
-/// By its name, else the only link that starts at the column of that name.
+/// The link with that name, otherwise the only link that starts at the column with that name.
 const DLink* CliDictionary::LookUpLink(const ESqlTableInfo& table, std::string_view name) const {
     const DRubric& rubric = *source_.Rubric(table);
     if (const auto place = NamesIn(table).links.Find(name)) {
@@ -92,8 +92,8 @@ const DLink* CliDictionary::LookUpLink(const ESqlTableInfo& table, std::string_v
     return column == nullptr ? nullptr : rubric.FindLink(column->code);
 }
 
-/// The link of `from` to `table` that `name` means: its own name or column, else the first that
-/// points at the column of that name.
+/// The link from `from` to `table` that `name` means: the link with that name or column, otherwise
+/// the first link that points at a column with that name.
 const DLink* CliDictionary::LookUpLinkBack(const ESqlTableInfo& table, const ESqlTableInfo& from,
                                            std::string_view name) const {
     const DRubric* const here = source_.Rubric(table);
@@ -120,26 +120,27 @@ const ESqlTableInfo& CliDictionary::TableOf(const DRubric& rubric) const {
     return *source_.FindTable(rubric.Name());
 }
 
-const ESqlTableInfo* CliDictionary::FindTable(const std::string& name, CliFailure& failure) const {
+CliResult<CliTable> CliDictionary::FindTable(const std::string& name) const {
     const auto tables = source_.Tables();
     const std::string location = Quoted(source_.Location().View());
     const std::vector<std::string> names = NamesOfTables(source_);
     if (name.empty() && tables.size() == 1) {
-        return &tables.front();
+        return CliTable(*this, tables.front());
+    }
+    if (name.empty() && names.empty()) {
+        return CliFailure{CliExit::Failed, fmt::format("{} has no tables", location)};
     }
     if (name.empty()) {
-        failure.Set(names.empty() ? CliExit::Failed : CliExit::Usage,
-                    names.empty() ? fmt::format("{} has no tables", location)
-                                  : fmt::format("{} has {} tables, and TABLE doesn't say which{}",
-                                                location, names.size(), WhatThereIs({}, names)));
-        return nullptr;
+        return CliFailure{CliExit::Usage,
+                          fmt::format("{} has {} tables, and TABLE doesn't say which{}", location,
+                                      names.size(), WhatThereIs({}, names))};
     }
     const ESqlTableInfo* const table = LookUpTable(name);
     if (table == nullptr) {
-        failure.Set(CliExit::Failed, fmt::format("{} has no table {}{}", location, Quoted(name),
-                                                 WhatThereIs(name, names)));
+        return CliFailure{CliExit::Failed, fmt::format("{} has no table {}{}", location,
+                                                       Quoted(name), WhatThereIs(name, names))};
     }
-    return table;
+    return CliTable(*this, *table);
 }
 
 CliVariable CliDictionary::VariableOf(const ESqlTableInfo& table, const ESqlColumn& column) const {
@@ -147,57 +148,54 @@ CliVariable CliDictionary::VariableOf(const ESqlTableInfo& table, const ESqlColu
             WrittenName(column.name.View())};
 }
 
-bool CliDictionary::FindVariables(const ESqlTableInfo& table, const std::vector<CliPath>& paths,
-                                  std::vector<CliVariable>& variables, CliFailure& failure) const {
-    for (const CliPath& path : paths) {
-        if (!FindVariable(table, path, variables.emplace_back(), failure)) {
-            return false;
-        }
-    }
-    return true;
-}
-
-bool CliDictionary::FindVariable(const ESqlTableInfo& table, const CliPath& path,
-                                 CliVariable& variable, CliFailure& failure) const {
+CliResult<CliVariable> CliDictionary::FindVariable(const ESqlTableInfo& table,
+                                                   const CliPath& path) const {
     if (path.steps.size() > kMostLinkSteps) {
-        return failure.Set(
+        return CliFailure{
             CliExit::Usage,
             fmt::format("a path has at most {} steps, and the one that begins with {} has {}",
-                        kMostLinkSteps, Quoted(path.steps.front().name), path.steps.size()));
+                        kMostLinkSteps, Quoted(path.steps.front().name), path.steps.size())};
     }
     Way way{&table, {}};
     std::vector<CliPathStep> steps = path.steps;
-    for (std::size_t index = 0; index < steps.size(); ++index) {
-        CliPathStep& step = steps[index];
-        const bool isBehindBackward = index != 0 && steps[index - 1].mark == kLinkBackward;
-        if (!EnterStep(way, step, isBehindBackward, failure)) {
-            return false;
-        }
-        if (step.mark == kLinkForward && !GoForward(way, step, failure)) {
-            return false;
-        }
-        if (step.mark == kLinkBackward && !GoBackward(way, step, steps[index + 1], failure)) {
-            return false;
-        }
+    if (const CliResult<> taken = TakeSteps(way, steps); !taken) {
+        return taken.Failure();
     }
     const std::string& name = steps.back().name;
     const ESqlColumn* const column = LookUpColumn(*way.here, name);
     if (column == nullptr) {
-        return NoSuchColumn(*way.here, name, failure);
+        return NoSuchColumn(*way.here, name);
     }
     way.code += column->code.View();
-    variable = VariableOf(*way.here, *column);
+    CliVariable variable = VariableOf(*way.here, *column);
     if (steps.size() != 1) {
         variable.shown = path.shown;
         variable.written = WrittenPath(steps);
         variable.code = Chaine(way.code);
     }
-    return true;
+    return variable;
 }
 
-/// Takes a table's name off the step's, where it is written.
-bool CliDictionary::EnterStep(Way& way, CliPathStep& step, bool isBehindBackward,
-                              CliFailure& failure) const {
+/// Follows the links of a path to the table of its last step.
+CliResult<> CliDictionary::TakeSteps(Way& way, std::vector<CliPathStep>& steps) const {
+    for (std::size_t index = 0; index < steps.size(); ++index) {
+        CliPathStep& step = steps[index];
+        const bool isBehindBackward = index != 0 && steps[index - 1].mark == kLinkBackward;
+        CliResult<> done = EnterStep(way, step, isBehindBackward);
+        if (done && step.mark == kLinkForward) {
+            done = GoForward(way, step);
+        } else if (done && step.mark == kLinkBackward) {
+            done = GoBackward(way, step, steps[index + 1]);
+        }
+        if (!done) {
+            return done;
+        }
+    }
+    return {};
+}
+
+/// Splits a table's name off the name of a step that is written table.name.
+CliResult<> CliDictionary::EnterStep(Way& way, CliPathStep& step, bool isBehindBackward) const {
     const std::size_t dot = step.name.find('.');
     const bool mayHoldTable = !step.table && !step.isQuoted && dot != std::string::npos &&
                               (isBehindBackward || LookUpColumn(*way.here, step.name) == nullptr);
@@ -206,48 +204,48 @@ bool CliDictionary::EnterStep(Way& way, CliPathStep& step, bool isBehindBackward
         step.name.erase(0, dot + 1);
     }
     if (step.table && LookUpTable(*step.table) != way.here) {
-        return failure.Set(CliExit::Failed,
-                           fmt::format("{}.{} isn't a column of {}, where its path leads",
-                                       *step.table, step.name, Shown(*way.here)));
+        return CliFailure{CliExit::Failed,
+                          fmt::format("{}.{} isn't a column of {}, where its path leads",
+                                      *step.table, step.name, Shown(*way.here))};
     }
     if (isBehindBackward) {
         way.code += way.here->code.View();
         way.code += '.';
     }
-    return true;
+    return {};
 }
 
-bool CliDictionary::GoForward(Way& way, const CliPathStep& step, CliFailure& failure) const {
+CliResult<> CliDictionary::GoForward(Way& way, const CliPathStep& step) const {
     const DRubric& rubric = *source_.Rubric(*way.here);
     const DLink* const link = LookUpLink(*way.here, step.name);
     if (link == nullptr) {
         const auto all = NamesOfLinks(rubric, [](const DLink&) { return true; });
-        return failure.Set(CliExit::Failed,
-                           fmt::format("table {} has no link {}{}", Shown(*way.here),
-                                       Quoted(step.name), WhatThereIs(step.name, all)));
+        return CliFailure{CliExit::Failed,
+                          fmt::format("table {} has no link {}{}", Shown(*way.here),
+                                      Quoted(step.name), WhatThereIs(step.name, all))};
     }
-    if (!CheckLink(*link, *way.here, failure)) {
-        return false;
+    if (CliResult<> checked = CheckLink(*link, *way.here); !checked) {
+        return checked;
     }
     way.code += link->name.View();
     way.code += kLinkForward;
     way.here = &TableOf(*link->target);
-    return true;
+    return {};
 }
 
-bool CliDictionary::GoBackward(Way& way, const CliPathStep& step, const CliPathStep& next,
-                               CliFailure& failure) const {
+CliResult<> CliDictionary::GoBackward(Way& way, const CliPathStep& step,
+                                      const CliPathStep& next) const {
     const std::string name = next.table.value_or(next.name.substr(0, next.name.find('.')));
     if (!next.table && next.name.find('.') == std::string::npos) {
-        return failure.Set(CliExit::Usage,
-                           fmt::format("behind » a step names its table: table.column, and not {}",
-                                       Quoted(next.name)));
+        return CliFailure{CliExit::Usage,
+                          fmt::format("behind » a step names its table: table.column, and not {}",
+                                      Quoted(next.name))};
     }
     const ESqlTableInfo* const from = LookUpTable(name);
     if (from == nullptr) {
-        return failure.Set(CliExit::Failed,
-                           fmt::format("there is no table {} behind »{}", Quoted(name),
-                                       WhatThereIs(name, NamesOfTables(source_))));
+        return CliFailure{CliExit::Failed,
+                          fmt::format("there is no table {} behind »{}", Quoted(name),
+                                      WhatThereIs(name, NamesOfTables(source_)))};
     }
     const DRubric& here = *source_.Rubric(*way.here);
     const DRubric& rubric = *source_.Rubric(*from);
@@ -255,46 +253,46 @@ bool CliDictionary::GoBackward(Way& way, const CliPathStep& step, const CliPathS
     if (link == nullptr) {
         const auto back =
             NamesOfLinks(rubric, [&here](const DLink& each) { return each.target == &here; });
-        return failure.Set(
+        return CliFailure{
             CliExit::Failed,
             fmt::format("table {} has no link {} to {}{}", Shown(*from), Quoted(step.name),
-                        Shown(*way.here), WhatThereIs(step.name, back)));
+                        Shown(*way.here), WhatThereIs(step.name, back))};
     }
-    if (!CheckLink(*link, *from, failure)) {
-        return false;
+    if (CliResult<> checked = CheckLink(*link, *from); !checked) {
+        return checked;
     }
     way.code += link->name.View();
     way.code += kLinkBackward;
     way.here = from;
-    return true;
+    return {};
 }
 
-/// The schema may name a key that isn't there: the library follows no such link.
-bool CliDictionary::CheckLink(const DLink& link, const ESqlTableInfo& from,
-                              CliFailure& failure) const {
+/// The schema may point a link at a key with other columns. The library doesn't follow such a link.
+CliResult<> CliDictionary::CheckLink(const DLink& link, const ESqlTableInfo& from) const {
     const std::size_t there = link.TargetVariables().size();
-    return link.variables.size() == there ||
-           failure.Set(CliExit::Failed,
-                       fmt::format("link {} of table {} can't be followed: it has {} columns, and "
-                                   "the key of {} that it points at has {}",
-                                   Quoted(NameOf(link)), Shown(from), link.variables.size(),
-                                   Shown(TableOf(*link.target)), there));
+    if (link.variables.size() == there) {
+        return {};
+    }
+    return CliFailure{CliExit::Failed,
+                      fmt::format("link {} of table {} can't be followed: it has {} columns, and "
+                                  "the key of {} that it points at has {}",
+                                  Quoted(NameOf(link)), Shown(from), link.variables.size(),
+                                  Shown(TableOf(*link.target)), there)};
 }
 
-bool CliDictionary::NoSuchColumn(const ESqlTableInfo& table, const std::string& name,
-                                 CliFailure& failure) const {
+CliFailure CliDictionary::NoSuchColumn(const ESqlTableInfo& table, const std::string& name) const {
     if (const DLink* const link = LookUpLink(table, name)) {
         const ESqlTableInfo& target = TableOf(*link->target);
         const auto columns = NamesOfColumns(target);
-        return failure.Set(
+        return CliFailure{
             CliExit::Failed,
             fmt::format("{} is a link from {} to {}, not a column; {}> goes on to a column of it{}",
                         Quoted(name), Shown(table), Shown(target), WrittenName(name),
-                        WhatThereIs({}, columns)));
+                        WhatThereIs({}, columns))};
     }
-    return failure.Set(CliExit::Failed,
-                       fmt::format("table {} has no column {}{}", Shown(table), Quoted(name),
-                                   WhatThereIs(name, NamesOfColumns(table))));
+    return CliFailure{CliExit::Failed,
+                      fmt::format("table {} has no column {}{}", Shown(table), Quoted(name),
+                                  WhatThereIs(name, NamesOfColumns(table)))};
 }
 
 }  // namespace etabulon

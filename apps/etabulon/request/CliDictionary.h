@@ -1,8 +1,9 @@
 #pragma once
 
-#include "apps/etabulon/request/CliFailure.h"
 #include "apps/etabulon/request/CliNames.h"
 #include "apps/etabulon/request/CliPath.h"
+#include "apps/etabulon/request/CliResult.h"
+#include "apps/etabulon/request/CliTable.h"
 #include "etabulon/foundation/Chaine.h"
 #include "etabulon/sql/fwd.h"
 
@@ -14,37 +15,24 @@
 namespace etabulon {
 
 class DRubric;
-class DVariable;
 struct DLink;
 struct ESqlColumn;
 
-/// A variable that a path leads to.
-struct CliVariable {
-    std::string shown;  // a column's name, or the path as it was written
-    Chaine code;        // of a column, or a link path
-    const DVariable* variable = nullptr;
-    std::string written;  // the path as it is to be written; of what FindVariable has found
-};
-
-/// Finds tables, columns and links by the names that they have in the database, and gives the codes
-/// that the library knows them by. A name is looked for exactly, then with the case of ASCII
-/// letters ignored, then as a code. A path that the library doesn't follow is refused.
+/// Translates the database's names of tables, columns and links to the codes that the library knows
+/// them by. A lookup compares the name exactly, then without the case of ASCII letters, then as a
+/// code. A path that the library can't follow is refused.
 ///
-/// Ownership  the source isn't owned and must outlive this and what it gives.
-/// Threads    one at a time: the names of a table are gathered at the first look.
+/// Ownership  the source isn't owned and must outlive the dictionary and all that it returns.
+/// Threads    one at a time: the first lookup in a table indexes the table's names.
 class CliDictionary {
 public:
     explicit CliDictionary(ESqlSource& source);
 
     [[nodiscard]] ESqlSource& Source() const noexcept { return source_; }
-    /// An empty name means the only table. Null with `failure`.
-    [[nodiscard]] const ESqlTableInfo* FindTable(const std::string& name,
-                                                 CliFailure& failure) const;
-    [[nodiscard]] bool FindVariable(const ESqlTableInfo& table, const CliPath& path,
-                                    CliVariable& variable, CliFailure& failure) const;
-    [[nodiscard]] bool FindVariables(const ESqlTableInfo& table, const std::vector<CliPath>& paths,
-                                     std::vector<CliVariable>& variables,
-                                     CliFailure& failure) const;
+    /// An empty name means the only table.
+    [[nodiscard]] CliResult<CliTable> FindTable(const std::string& name) const;
+    [[nodiscard]] CliResult<CliVariable> FindVariable(const ESqlTableInfo& table,
+                                                      const CliPath& path) const;
     /// A column of the table itself.
     [[nodiscard]] CliVariable VariableOf(const ESqlTableInfo& table,
                                          const ESqlColumn& column) const;
@@ -54,15 +42,15 @@ public:
     [[nodiscard]] static std::string NameOf(const DLink& link);
 
 private:
-    /// The way of a path, as far as it has been followed.
+    /// The followed part of a path: the table that it has reached, and its code.
     struct Way {
         const ESqlTableInfo* here = nullptr;
         std::string code;
     };
-    /// What the steps of a path may name in a table.
+    /// The names in a table that steps of a path can use.
     struct Names {
         CliNames columns;
-        CliNames links;  // by their place in the rubric
+        CliNames links;  // by their index in the rubric
     };
     [[nodiscard]] const Names& NamesIn(const ESqlTableInfo& table) const;
     [[nodiscard]] const ESqlTableInfo* LookUpTable(std::string_view name) const;
@@ -71,15 +59,14 @@ private:
     [[nodiscard]] const DLink* LookUpLink(const ESqlTableInfo& table, std::string_view name) const;
     [[nodiscard]] const DLink* LookUpLinkBack(const ESqlTableInfo& table, const ESqlTableInfo& from,
                                               std::string_view name) const;
-    [[nodiscard]] bool EnterStep(Way& way, CliPathStep& step, bool isBehindBackward,
-                                 CliFailure& failure) const;
-    [[nodiscard]] bool GoForward(Way& way, const CliPathStep& step, CliFailure& failure) const;
-    [[nodiscard]] bool GoBackward(Way& way, const CliPathStep& step, const CliPathStep& next,
-                                  CliFailure& failure) const;
-    [[nodiscard]] bool CheckLink(const DLink& link, const ESqlTableInfo& from,
-                                 CliFailure& failure) const;
-    bool NoSuchColumn(const ESqlTableInfo& table, const std::string& name,
-                      CliFailure& failure) const;
+    [[nodiscard]] CliResult<> TakeSteps(Way& way, std::vector<CliPathStep>& steps) const;
+    [[nodiscard]] CliResult<> EnterStep(Way& way, CliPathStep& step, bool isBehindBackward) const;
+    [[nodiscard]] CliResult<> GoForward(Way& way, const CliPathStep& step) const;
+    [[nodiscard]] CliResult<> GoBackward(Way& way, const CliPathStep& step,
+                                         const CliPathStep& next) const;
+    [[nodiscard]] CliResult<> CheckLink(const DLink& link, const ESqlTableInfo& from) const;
+    [[nodiscard]] CliFailure NoSuchColumn(const ESqlTableInfo& table,
+                                          const std::string& name) const;
 
     ESqlSource& source_;
     CliNames tables_;

@@ -17,101 +17,103 @@ bool IsLink(const CliVariable& variable) { return ETabulonVariableID(variable.co
 
 }  // namespace
 
-bool CliEdits::AddLevelsOf(const CliEditChoice& edit, CliFailure& failure) {
-    return std::all_of(edit.places.begin(), edit.places.end(), [&](const CliPlaceChoice& place) {
-        unsigned int id = 0;
-        return FindOrAddLevel(dictionary_, table_, place.path, place.path.shown, levels_, id,
-                              failure);
-    });
-}
-
-bool CliEdits::MakePlace(const CliEditChoice& edit, ETabulonTag& place, CliFailure& failure) const {
+CliResult<ETabulonTag> CliEdits::MakePlace(const CliEditChoice& edit) const {
+    ETabulonTag place;
     for (const CliPlaceChoice& choice : edit.places) {
-        CliVariable data;
-        if (!dictionary_.FindVariable(table_, choice.path, data, failure)) {
-            return false;
+        const CliResult<CliVariable> data = Table().FindVariable(choice.path);
+        if (!data) {
+            return data.Failure();
         }
-        const unsigned int id = *levels_.Find(data.code);
+        const unsigned int id = *levels_.Find(data->code);
         if (place.HasValue(id)) {
-            return failure.Set(CliExit::Usage, fmt::format("{} has two values for level {}",
-                                                           WordOf(edit.kind), Quoted(data.shown)));
+            return CliFailure{CliExit::Usage, fmt::format("{} has two values for level {}",
+                                                          WordOf(edit.kind), Quoted(data->shown))};
         }
-        ETabulonValue value;
-        if (!ReadValue(data, "level", {choice.value, choice.isQuoted}, value, failure)) {
-            return false;
+        const CliResult<ETabulonValue> value =
+            ReadValue(*data, "level", {choice.value, choice.isQuoted});
+        if (!value) {
+            return value.Failure();
         }
-        place.SetValue(id, value);
+        place.SetValue(id, *value);
     }
-    return true;
+    return place;
 }
 
 bool CliEdits::IsWritten(const CliVariable& variable) const {
-    return !IsLink(variable) && !table_.columns[variable.variable->Index()].generated;
+    return !IsLink(variable) && !Table().Info().columns[variable.variable->Index()].generated;
 }
 
-bool CliEdits::CheckWritten(const CliVariable& variable, std::string_view what,
-                            CliFailure& failure) const {
+CliResult<> CliEdits::CheckWritten(const CliVariable& variable, std::string_view what) const {
+    const std::string table = Quoted(Table().Info().name.View());
     if (IsLink(variable)) {
-        return failure.Set(CliExit::Failed,
-                           fmt::format("{} {} is of another table than {}: it isn't written here",
-                                       what, Quoted(variable.shown), Quoted(table_.name.View())));
+        return CliFailure{CliExit::Failed,
+                          fmt::format("{} {} is of another table than {}: it isn't written here",
+                                      what, Quoted(variable.shown), table)};
     }
-    return IsWritten(variable) ||
-           failure.Set(CliExit::Failed,
-                       fmt::format("{} {} of table {} is calculated by the database: it can't be "
-                                   "written",
-                                   what, Quoted(variable.shown), Quoted(table_.name.View())));
+    if (!IsWritten(variable)) {
+        return CliFailure{CliExit::Failed,
+                          fmt::format("{} {} of table {} is calculated by the database: it can't "
+                                      "be written",
+                                      what, Quoted(variable.shown), table)};
+    }
+    return {};
 }
 
-bool CliEdits::AppendSet(const CliEditChoice& edit, const ETabulonTag& place, CliFailure& failure) {
-    CliVariable column;
-    ETabulonValue value;
-    if (!dictionary_.FindVariable(table_, edit.column, column, failure) ||
-        !CheckWritten(column, "column", failure) ||
-        !ReadValue(column, "column", edit.value, value, failure) ||
-        !CheckSuperseded(edit.kind, place, &column, failure)) {
-        return false;
+CliResult<> CliEdits::AppendSet(const CliEditChoice& edit, const ETabulonTag& place) {
+    CliResult<CliVariable> column = Table().FindVariable(edit.column);
+    if (!column) {
+        return column.Failure();
     }
-    changes_.AppendUpdate(place, ETabulonVariableID(column.code), value.Data());
+    if (CliResult<> checked = CheckWritten(*column, "column"); !checked) {
+        return checked;
+    }
+    const CliResult<ETabulonValue> value = ReadValue(*column, "column", edit.value);
+    if (!value) {
+        return value.Failure();
+    }
+    if (CliResult<> checked = CheckSuperseded(edit.kind, place, &*column); !checked) {
+        return checked;
+    }
+    changes_.AppendUpdate(place, ETabulonVariableID(column->code), value->Data());
     const bool isKnown =
         std::any_of(columns_.begin(), columns_.end(),
-                    [&column](const CliVariable& each) { return each.code == column.code; });
+                    [&column](const CliVariable& each) { return each.code == column->code; });
     if (!isKnown) {
-        columns_.push_back(std::move(column));
+        columns_.push_back(std::move(*column));
     }
-    return true;
+    return {};
 }
 
-bool CliEdits::AppendInsert(ETabulonTag& place, CliFailure& failure) {
+CliResult<> CliEdits::AppendInsert(ETabulonTag& place) {
     for (unsigned int id = 0; id < levels_.all.size(); ++id) {
         if (!place.HasValue(id)) {
             place.SetValue(id, ETabulonValue());
-        } else if (!CheckWritten(levels_.all[id].data, "level", failure)) {
-            return false;
+        } else if (CliResult<> checked = CheckWritten(levels_.all[id].data, "level"); !checked) {
+            return checked;
         }
     }
     changes_.AppendInsert(place);
-    return true;
+    return {};
 }
 
-bool CliEdits::Append(const CliEditChoice& edit, CliFailure& failure) {
-    ETabulonTag place;
-    if (!MakePlace(edit, place, failure)) {
-        return false;
+CliResult<> CliEdits::Append(const CliEditChoice& edit) {
+    CliResult<ETabulonTag> place = MakePlace(edit);
+    if (!place) {
+        return place.Failure();
     }
     switch (edit.kind) {
         case CliEditKind::Set:
-            return AppendSet(edit, place, failure);
+            return AppendSet(edit, *place);
         case CliEditKind::Insert:
-            return AppendInsert(place, failure);
+            return AppendInsert(*place);
         case CliEditKind::Delete:
-            if (!CheckSuperseded(edit.kind, place, nullptr, failure)) {
-                return false;
+            if (CliResult<> checked = CheckSuperseded(edit.kind, *place, nullptr); !checked) {
+                return checked;
             }
-            changes_.AppendDelete(place);
+            changes_.AppendDelete(*place);
             break;
     }
-    return true;
+    return {};
 }
 
 std::string CliEdits::WrittenPlace(const ETabulonTag& place) const {
@@ -133,14 +135,14 @@ std::string CliEdits::WrittenPlace(const ETabulonTag& place,
     return written;
 }
 
-/// The levels that the change's place is written with.
+/// The levels that a printed place of the change consists of.
 std::vector<unsigned int> CliEdits::LevelsOf(const ETabulonPendingChanges::Change& change) const {
     std::vector<unsigned int> levels;
     const ETabulonTag& place = change.Selection();
     const bool isInsert = change.Type() == ETabulonPendingChanges::Insert;
     for (unsigned int index = 0; index < place.KnownLevelsCount(); ++index) {
         const unsigned int level = place.LevelAt(index);
-        // A level that an insert can't write is NULL in it, and can't be told.
+        // An insert can't write such a level: it is NULL in the place, and isn't printed.
         if (!isInsert || IsWritten(levels_.all[level].data)) {
             levels.push_back(level);
         }
@@ -172,8 +174,8 @@ std::string CliEdits::Written(const ETabulonPendingChanges::Change& change,
     return fmt::format("delete {}", place);
 }
 
-/// The levels of a place are written in the order in which the script brings them in: whoever reads
-/// it numbers them so, whatever their numbers are here, and writes the same script again.
+/// The levels of a place are printed in the order of their first use in the script. A program that
+/// reads the script numbers its levels in that order, and so prints the same script again.
 std::vector<std::string> CliEdits::ScriptLines() const {
     std::vector<std::string> lines;
     lines.reserve(changes_.Size());
@@ -191,10 +193,10 @@ std::vector<std::string> CliEdits::ScriptLines() const {
     return lines;
 }
 
-/// A place of more levels counts as below one of less if it agrees on those that both have. Where
-/// it lacks a level of the other, that may be so or not: nothing is dropped on a guess.
-bool CliEdits::CheckSuperseded(CliEditKind kind, const ETabulonTag& place,
-                               const CliVariable* column, CliFailure& failure) const {
+/// A change is superseded if its place lies below `place`: if it agrees on the levels that both
+/// have. If it lacks a level of `place`, it may lie elsewhere, and the edit is refused.
+CliResult<> CliEdits::CheckSuperseded(CliEditKind kind, const ETabulonTag& place,
+                                      const CliVariable* column) const {
     const auto knowsAll = [&place](const ETabulonTag& other) {
         for (unsigned int index = 0; index < place.KnownLevelsCount(); ++index) {
             if (!other.HasValue(place.LevelAt(index))) {
@@ -211,16 +213,16 @@ bool CliEdits::CheckSuperseded(CliEditKind kind, const ETabulonTag& place,
             const bool isOther =
                 column != nullptr && !(change.VarDataID() == ETabulonVariableID(column->code));
             if (!isOther && !knowsAll(change.Selection())) {
-                return failure.Set(
+                return CliFailure{
                     CliExit::Usage,
                     fmt::format("{} {} would take the place of {}, which may lie elsewhere: put "
                                 "it first, or name the same levels in both",
                                 WordOf(kind), Quoted(WrittenPlace(place)),
-                                Quoted(Written(change))));
+                                Quoted(Written(change)))};
             }
         }
     }
-    return true;
+    return {};
 }
 
 std::string CliEdits::WrittenLevels() const {
@@ -234,7 +236,7 @@ std::string CliEdits::WrittenLevels() const {
 }
 
 bool CliEdits::ChangesLinks() const {
-    const DRubric& rubric = *dictionary_.Source().Rubric(table_);
+    const DRubric& rubric = Table().Rubric();
     const auto isOfLink = [&rubric](const CliVariable& column) {
         const unsigned int index = column.variable->Index();
         return std::any_of(

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "apps/etabulon/request/CliDictionary.h"
-#include "apps/etabulon/request/CliFailure.h"
 #include "apps/etabulon/request/CliLevels.h"
 #include "apps/etabulon/request/CliPath.h"
+#include "apps/etabulon/request/CliResult.h"
+#include "apps/etabulon/request/CliTable.h"
 #include "etabulon/pending/ETabulonPendingChanges.h"
 
 #include <string>
@@ -12,47 +12,45 @@
 
 namespace etabulon {
 
-/// Edits of a table as they were asked for, and the script that they make.
+/// The edits of a table that the user asked for, and the script of changes made from them.
 ///
-/// Ownership  the dictionary and the table aren't owned and must outlive this.
+/// Ownership  the table's dictionary isn't owned and must outlive this.
 class CliEdits {
 public:
-    CliEdits(const CliDictionary& dictionary, const ESqlTableInfo& table)
-        : dictionary_(dictionary), table_(table) {}
+    explicit CliEdits(const CliTable& table) : levels_(table) {}
 
     /// Adds levels, as --levels lists them.
-    [[nodiscard]] bool AddLevels(std::string_view text, CliFailure& failure) {
-        return MakeLevels(dictionary_, table_, text, levels_, failure);
+    [[nodiscard]] CliResult<> AddLevels(std::string_view text) { return levels_.Add(text); }
+    /// Adds the levels that only the edit's place names.
+    [[nodiscard]] CliResult<> AddLevelsOf(const CliEditChoice& edit) {
+        return levels_.AddPlaces(edit.places);
     }
-    /// Levels that only the place names are levels too.
-    [[nodiscard]] bool AddLevelsOf(const CliEditChoice& edit, CliFailure& failure);
-    /// Appends the edit to the script. Requires all levels: an insert is at one value of each, NULL
-    /// where its place doesn't tell.
-    [[nodiscard]] bool Append(const CliEditChoice& edit, CliFailure& failure);
+    /// Appends the edit to the script. Requires that all levels are added: an insert takes a value
+    /// for each, NULL for a level that its place doesn't name.
+    [[nodiscard]] CliResult<> Append(const CliEditChoice& edit);
 
     [[nodiscard]] const CliLevels& Levels() const noexcept { return levels_; }
     [[nodiscard]] const ETabulonPendingChanges& Changes() const noexcept { return changes_; }
-    /// What the updates change.
+    /// The columns that the updates change.
     [[nodiscard]] const std::vector<CliVariable>& Columns() const noexcept { return columns_; }
 
-    /// The lines of the script in normal form, as ParseScript reads them: an edit each.
+    /// The script in normal form, an edit a line, as ParseScript reads it.
     [[nodiscard]] std::vector<std::string> ScriptLines() const;
-    /// The levels as --levels reads them.
+    /// The levels in the form that --levels reads.
     [[nodiscard]] std::string WrittenLevels() const;
-    /// A place as edits have it: `level=value`, separated by commas.
+    /// A place in the form that edits use: `level=value`, separated by commas.
     [[nodiscard]] std::string WrittenPlace(const ETabulonTag& place) const;
-    /// What shows that a level or a value of an edited record comes from another table: that is
-    /// read for the record as it is in the table.
+    /// An edit changes a column that a link starts at, or inserts a record whose level is reached
+    /// through a link. A view reads linked values for the record as the table has it.
     [[nodiscard]] bool ChangesLinks() const;
 
 private:
-    [[nodiscard]] bool MakePlace(const CliEditChoice& edit, ETabulonTag& place,
-                                 CliFailure& failure) const;
-    [[nodiscard]] bool AppendSet(const CliEditChoice& edit, const ETabulonTag& place,
-                                 CliFailure& failure);
-    [[nodiscard]] bool AppendInsert(ETabulonTag& place, CliFailure& failure);
-    [[nodiscard]] bool CheckSuperseded(CliEditKind kind, const ETabulonTag& place,
-                                       const CliVariable* column, CliFailure& failure) const;
+    [[nodiscard]] const CliTable& Table() const noexcept { return levels_.Table(); }
+    [[nodiscard]] CliResult<ETabulonTag> MakePlace(const CliEditChoice& edit) const;
+    [[nodiscard]] CliResult<> AppendSet(const CliEditChoice& edit, const ETabulonTag& place);
+    [[nodiscard]] CliResult<> AppendInsert(ETabulonTag& place);
+    [[nodiscard]] CliResult<> CheckSuperseded(CliEditKind kind, const ETabulonTag& place,
+                                              const CliVariable* column) const;
     [[nodiscard]] std::vector<unsigned int> LevelsOf(
         const ETabulonPendingChanges::Change& change) const;
     [[nodiscard]] std::string Written(const ETabulonPendingChanges::Change& change) const;
@@ -60,13 +58,11 @@ private:
                                       const std::vector<unsigned int>& levels) const;
     [[nodiscard]] std::string WrittenPlace(const ETabulonTag& place,
                                            const std::vector<unsigned int>& levels) const;
-    /// The save writes it: it is of the table, and not calculated.
+    /// A save can write the variable: a column of the table that the database doesn't calculate.
     [[nodiscard]] bool IsWritten(const CliVariable& variable) const;
-    [[nodiscard]] bool CheckWritten(const CliVariable& variable, std::string_view what,
-                                    CliFailure& failure) const;
+    [[nodiscard]] CliResult<> CheckWritten(const CliVariable& variable,
+                                           std::string_view what) const;
 
-    const CliDictionary& dictionary_;
-    const ESqlTableInfo& table_;
     CliLevels levels_;
     std::vector<CliVariable> columns_;
     ETabulonPendingChanges changes_;

@@ -7,16 +7,16 @@ namespace etabulon {
 class CliInterrupt;
 class CliOutput;
 
-/// Makes a locale's order that of all texts; false with the reason.
+/// Makes a locale's order the order of all texts. Returns false and sets the reason if it can't.
 using CliInstallLocale = bool (*)(const char* locale, std::string& error);
 
-/// What the program lends a command.
+/// The parts of the program that a command uses.
 struct CliEnvironment {
     CliOutput& output;  // stdout
     CliInterrupt& interrupt;
     bool isOutputTerminal = false;
     bool isErrorTerminal = false;
-    bool hasStyle = false;                     // what is written to stdout may be coloured
+    bool hasStyle = false;                     // stdout may be coloured
     CliInstallLocale installLocale = nullptr;  // null without ICU
 };
 

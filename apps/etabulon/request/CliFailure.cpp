@@ -9,7 +9,7 @@ void TellUser(std::string_view text) {
     std::string shown = "etabulon: ";
     AppendShown(shown, text);
     shown += '\n';
-    WriteError(shown);  // at once, so that lines of several processes don't mix
+    WriteError(shown);  // in one write, so that lines of several processes don't mix
 }
 
 }  // namespace etabulon

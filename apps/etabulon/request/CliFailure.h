@@ -1,33 +1,28 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace etabulon {
 
-/// What the program ends with.
+/// The program's exit statuses.
 enum class CliExit : std::int32_t {
     Done = 0,
-    Failed = 1,        // the data don't have what was asked for, or the engine or the output failed
+    Failed = 1,        // the data lack what was asked for, or the engine or the output failed
     Usage = 2,         // the command line can't be understood, whatever the data
-    Cancelled = 130,   // as shells count an end by SIGINT
-    Terminated = 143,  // and by SIGTERM
+    Cancelled = 130,   // a shell's status for an end by SIGINT
+    Terminated = 143,  // and for an end by SIGTERM
 };
 
-/// Why a command can't go on: one sentence for stderr. An empty text says nothing.
+/// Why a command can't go on: one sentence for stderr, or an empty text to end silently.
 struct CliFailure {
     CliExit exit = CliExit::Failed;
     std::string text;
-    bool isLocked = false;  // a file, by another program: opening it once more would wait again
-
-    /// Fills it in and returns false, for `return failure.Set(...)`.
-    bool Set(CliExit newExit, std::string newText) {
-        exit = newExit;
-        text = std::move(newText);
-        return false;
-    }
+    bool isLocked =
+        false;             // another program has locked the file: opening it again would wait again
+    std::size_t line = 0;  // where the failure lies, if a script is at fault: its first line is 1
 };
 
 /// Writes a sentence for the user to stderr.

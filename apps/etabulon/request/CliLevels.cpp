@@ -19,18 +19,7 @@ namespace {
 
 ETabulonVariableID IdOf(const CliVariable& variable) { return ETabulonVariableID(variable.code); }
 
-bool NoSuchLevel(const CliLevels& levels, const std::string& shown, std::string_view option,
-                 CliFailure& failure) {
-    std::vector<std::string> names;
-    for (const CliLevel& level : levels.all) {
-        names.push_back(level.data.written);
-    }
-    return failure.Set(CliExit::Usage,
-                       fmt::format("{} in {} isn't one of the levels{}", Quoted(shown), option,
-                                   WhatThereIs(shown, names)));
-}
-
-/// Hexadecimal digits, as blobs are printed.
+/// Reads hexadecimal digits, the form in which blobs are printed.
 bool ReadHex(std::string_view text, std::string& bytes) {
     if (text.size() % 2 != 0) {
         return false;
@@ -46,7 +35,8 @@ bool ReadHex(std::string_view text, std::string& bytes) {
     return true;
 }
 
-/// Sign, digits, point and digits without what doesn't count; empty for any other text.
+/// A decimal number without zeros that don't count, so that equal ones compare equal; empty for any
+/// other text.
 std::string PlainDecimal(std::string_view text) {
     const bool isNegative = text.starts_with('-');
     if (isNegative || text.starts_with('+')) {
@@ -66,7 +56,7 @@ std::string PlainDecimal(std::string_view text) {
     return text.empty() ? "0" : (isNegative ? "-" : "+") + std::string(text);
 }
 
-/// The value is what was written: not the nearest number or time that its type has.
+/// The value equals the written text. A nearest number or time of the type doesn't.
 bool IsExact(const EVariant& value, std::string_view text) {
     const ETypeInfo& info = TypeInfo(value.Type());
     const std::string plain = PlainDecimal(text);
@@ -75,7 +65,7 @@ bool IsExact(const EVariant& value, std::string_view text) {
         if (!plain.empty() && plain.find('.') == plain.npos) {
             return plain == PlainDecimal(fmt::format("{:.0f}", number));
         }
-        // NaN is none: a database keeps NULL for it.
+        // NaN is refused: a database stores NULL in its stead.
         return std::isfinite(number) ||
                (std::isinf(number) && text.find_first_of("0123456789") == text.npos);
     }
@@ -99,7 +89,7 @@ bool IsExact(const EVariant& value, std::string_view text) {
     return !plain.empty() && plain == PlainDecimal(value.AsChaine().View());
 }
 
-/// Missing where the text is none of the type's values.
+/// The value that a text has in a type; missing if it has none.
 EVariant ValueOfType(int type, std::uint16_t size, const std::string& text) {
     const auto code = static_cast<std::uint16_t>(type);
     const ETypeInfo& info = TypeInfo(type);
@@ -128,118 +118,136 @@ std::optional<unsigned int> CliLevels::Find(const Chaine& code) const {
     return found == byCode_.end() ? std::nullopt : std::optional(found->second);
 }
 
-bool ReadValue(const CliVariable& variable, std::string_view what, const CliWordChoice& word,
-               ETabulonValue& value, CliFailure& failure) {
+CliResult<ETabulonValue> ReadValue(const CliVariable& variable, std::string_view what,
+                                   const CliWordChoice& word) {
     if (!word.isQuoted && word.text == "NULL") {
-        return true;
+        return ETabulonValue();
     }
     const int type = variable.variable->TypeCode();
     const EVariant data =
         ValueOfType(type, static_cast<std::uint16_t>(variable.variable->Size()), word.text);
     if (data.IsMissing() || !IsExact(data, word.text)) {
-        return failure.Set(
+        return CliFailure{
             CliExit::Failed,
             fmt::format("{} is no value of {} {}, whose type is {}{}", Quoted(word.text), what,
                         Quoted(variable.shown), TypeName(type),
-                        word.text.empty() ? "; NULL is written in capitals" : ""));
+                        word.text.empty() ? "; NULL is written in capitals" : "")};
     }
-    value = ETabulonValue(data, Chaine(), false);
-    return true;
+    return ETabulonValue(data, Chaine(), false);
 }
 
-bool MakeLevels(const CliDictionary& dictionary, const ESqlTableInfo& table, std::string_view text,
-                CliLevels& levels, CliFailure& failure) {
-    std::vector<CliLevelChoice> choices;
-    if (!ParseLevels(text, choices, failure)) {
-        return false;
+CliResult<> CliLevels::Add(std::string_view text) {
+    const CliResult<std::vector<CliLevelChoice>> choices = ParseLevels(text);
+    if (!choices) {
+        return choices.Failure();
     }
-    for (const CliLevelChoice& choice : choices) {
-        CliLevel level;
-        if (!dictionary.FindVariable(table, choice.data, level.data, failure)) {
-            return false;
+    for (const CliLevelChoice& choice : *choices) {
+        CliResult<CliVariable> data = table_.FindVariable(choice.data);
+        if (!data) {
+            return data.Failure();
         }
-        level.label = level.data;
-        if (choice.label && !dictionary.FindVariable(table, *choice.label, level.label, failure)) {
-            return false;
+        CliResult<CliVariable> label = choice.label ? table_.FindVariable(*choice.label) : data;
+        if (!label) {
+            return label.Failure();
         }
-        level.shown = choice.label ? choice.shown : level.data.shown;
-        if (levels.Find(level.data.code)) {
-            return failure.Set(CliExit::Usage,
-                               fmt::format("level {} is given twice", Quoted(level.data.shown)));
+        if (Find(data->code)) {
+            return CliFailure{CliExit::Usage,
+                              fmt::format("level {} is given twice", Quoted(data->shown))};
         }
-        levels.Add(std::move(level));
+        const std::string& shown = choice.label ? choice.shown : data->shown;
+        Add({shown, *data, std::move(*label)});
     }
-    return true;
+    return {};
 }
 
-bool FindOrAddLevel(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                    const CliPath& data, const std::string& shown, CliLevels& levels,
-                    unsigned int& id, CliFailure& failure) {
-    CliVariable variable;
-    if (!dictionary.FindVariable(table, data, variable, failure)) {
-        return false;
+CliResult<unsigned int> CliLevels::FindOrAdd(const CliPath& data, const std::string& shown) {
+    const CliResult<CliVariable> variable = table_.FindVariable(data);
+    if (!variable) {
+        return variable.Failure();
     }
-    if (const auto known = levels.Find(variable.code)) {
-        id = *known;
-        return true;
+    if (const auto known = Find(variable->code)) {
+        return *known;
     }
-    id = static_cast<unsigned int>(levels.all.size());
-    return MakeLevels(dictionary, table, shown, levels, failure);
+    const auto id = static_cast<unsigned int>(all.size());
+    if (const CliResult<> added = Add(shown); !added) {
+        return added.Failure();
+    }
+    return id;
 }
 
-bool MakeTag(const CliDictionary& dictionary, const ESqlTableInfo& table, const CliLevels& levels,
-             std::string_view text, ETabulonTag& tag, CliFailure& failure) {
-    std::vector<CliPlaceChoice> places;
-    if (!ParsePlaces(text, places, failure)) {
-        return false;
-    }
+CliResult<> CliLevels::AddPlaces(const std::vector<CliPlaceChoice>& places) {
     for (const CliPlaceChoice& place : places) {
-        CliVariable data;
-        if (!dictionary.FindVariable(table, place.path, data, failure)) {
-            return false;
+        if (const auto added = FindOrAdd(place.path, place.path.shown); !added) {
+            return added.Failure();
         }
-        const auto id = levels.Find(data.code);
-        if (!id) {
-            return NoSuchLevel(levels, data.shown, "--at", failure);
-        }
-        const CliVariable& level = levels.all[*id].data;
-        if (tag.HasValue(*id)) {
-            return failure.Set(CliExit::Usage, fmt::format("--at has two values for level {}",
-                                                           Quoted(level.shown)));
-        }
-        ETabulonValue value;
-        if (!ReadValue(level, "level", {place.value, place.isQuoted}, value, failure)) {
-            return false;
-        }
-        tag.SetValue(*id, value);
     }
-    return true;
+    return {};
 }
 
-bool FindLevels(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                const CliLevels& levels, std::string_view text, std::string_view option,
-                std::set<unsigned int>& found, CliFailure& failure) {
-    std::vector<CliLevelChoice> choices;
-    if (!ParseLevels(text, choices, failure)) {
-        return false;
+CliResult<ETabulonTag> CliLevels::ReadTag(std::string_view text) const {
+    const CliResult<std::vector<CliPlaceChoice>> places = ParsePlaces(text);
+    if (!places) {
+        return places.Failure();
     }
-    for (const CliLevelChoice& choice : choices) {
-        CliVariable data;
-        if (!dictionary.FindVariable(table, choice.data, data, failure)) {
-            return false;
+    ETabulonTag tag;
+    for (const CliPlaceChoice& place : *places) {
+        const CliResult<CliVariable> data = table_.FindVariable(place.path);
+        if (!data) {
+            return data.Failure();
         }
-        CliVariable label = data;
-        if (choice.label && !dictionary.FindVariable(table, *choice.label, label, failure)) {
-            return false;
+        const auto id = Find(data->code);
+        if (!id) {
+            return NoSuchLevel(data->shown, "--at");
         }
-        const auto id = levels.Find(data.code);
-        const bool isLevel = id && (!choice.label || levels.all[*id].label.code == label.code);
+        const CliVariable& level = all[*id].data;
+        if (tag.HasValue(*id)) {
+            return CliFailure{CliExit::Usage,
+                              fmt::format("--at has two values for level {}", Quoted(level.shown))};
+        }
+        const CliResult<ETabulonValue> value =
+            ReadValue(level, "level", {place.value, place.isQuoted});
+        if (!value) {
+            return value.Failure();
+        }
+        tag.SetValue(*id, *value);
+    }
+    return tag;
+}
+
+CliResult<std::set<unsigned int>> CliLevels::FindAll(std::string_view text,
+                                                     std::string_view option) const {
+    const CliResult<std::vector<CliLevelChoice>> choices = ParseLevels(text);
+    if (!choices) {
+        return choices.Failure();
+    }
+    std::set<unsigned int> found;
+    for (const CliLevelChoice& choice : *choices) {
+        const CliResult<CliVariable> data = table_.FindVariable(choice.data);
+        if (!data) {
+            return data.Failure();
+        }
+        const CliResult<CliVariable> label =
+            choice.label ? table_.FindVariable(*choice.label) : data;
+        if (!label) {
+            return label.Failure();
+        }
+        const auto id = Find(data->code);
+        const bool isLevel = id && (!choice.label || all[*id].label.code == label->code);
         if (!isLevel) {
-            return NoSuchLevel(levels, choice.shown, option, failure);
+            return NoSuchLevel(choice.shown, option);
         }
         found.insert(*id);
     }
-    return true;
+    return found;
+}
+
+CliFailure CliLevels::NoSuchLevel(const std::string& shown, std::string_view option) const {
+    std::vector<std::string> names;
+    for (const CliLevel& level : all) {
+        names.push_back(level.data.written);
+    }
+    return {CliExit::Usage, fmt::format("{} in {} isn't one of the levels{}", Quoted(shown), option,
+                                        WhatThereIs(shown, names))};
 }
 
 bool IsNumber(int type) {

@@ -1,10 +1,11 @@
 #pragma once
 
-#include "apps/etabulon/request/CliDictionary.h"
-#include "apps/etabulon/request/CliFailure.h"
 #include "apps/etabulon/request/CliPath.h"
+#include "apps/etabulon/request/CliResult.h"
+#include "apps/etabulon/request/CliTable.h"
 #include "etabulon/values/ETabulonLevels.h"
 #include "etabulon/values/ETabulonTag.h"
+#include "etabulon/values/ETabulonValue.h"
 
 #include <optional>
 #include <set>
@@ -15,57 +16,57 @@
 
 namespace etabulon {
 
-/// A level as it was asked for. Its place in CliLevels is its identifier.
+/// A level that the user asked for. Its index in CliLevels is its identifier.
 struct CliLevel {
     std::string shown;
     CliVariable data;
-    CliVariable label;  // the data itself without one
+    CliVariable label;  // equal to the data if the level has no label
     [[nodiscard]] bool HasLabel() const noexcept { return !(label.code == data.code); }
 };
 
+/// The levels of a table that a command was asked for.
 class CliLevels {
 public:
+    explicit CliLevels(const CliTable& table) noexcept : table_(table) {}
+
     std::vector<CliLevel> all;
     ETabulonLevels levels;
 
-    /// Requires that there is no level of these data.
-    void Add(CliLevel level);
+    [[nodiscard]] const CliTable& Table() const noexcept { return table_; }
+    /// Adds the levels that `text` names, as --levels lists them.
+    [[nodiscard]] CliResult<> Add(std::string_view text);
+    /// The identifier of the level with these data. Where there is none, it is added as it is
+    /// written in `shown`.
+    [[nodiscard]] CliResult<unsigned int> FindOrAdd(const CliPath& data, const std::string& shown);
+    /// The same for the level of each place.
+    [[nodiscard]] CliResult<> AddPlaces(const std::vector<CliPlaceChoice>& places);
+
     /// The identifier of the level whose data have this code.
     [[nodiscard]] std::optional<unsigned int> Find(const Chaine& code) const;
+    /// The identifiers of the levels that `text` names, as --levels does or without their labels.
+    /// `option` is the one that was given `text`, for messages.
+    [[nodiscard]] CliResult<std::set<unsigned int>> FindAll(std::string_view text,
+                                                            std::string_view option) const;
+    /// The place that `text` names. Its levels must be among these; its values are as ReadValue
+    /// reads them.
+    [[nodiscard]] CliResult<ETabulonTag> ReadTag(std::string_view text) const;
 
 private:
+    void Add(CliLevel level);
+    [[nodiscard]] CliFailure NoSuchLevel(const std::string& shown, std::string_view option) const;
+
+    CliTable table_;
     std::unordered_map<std::string, unsigned int> byCode_;
 };
 
-/// The levels that `text` names, on a table.
-[[nodiscard]] bool MakeLevels(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                              std::string_view text, CliLevels& levels, CliFailure& failure);
+/// A value of the variable's type; null for NULL without quotes. `what` says for messages whether
+/// the variable is a level or a column.
+[[nodiscard]] CliResult<ETabulonValue> ReadValue(const CliVariable& variable, std::string_view what,
+                                                 const CliWordChoice& word);
 
-/// A value as the variable's type has it; null for NULL without quotes. `what` it is of.
-[[nodiscard]] bool ReadValue(const CliVariable& variable, std::string_view what,
-                             const CliWordChoice& word, ETabulonValue& value, CliFailure& failure);
-
-/// The level of these data, and its identifier; a new one, as it is written in `shown`, if there is
-/// none.
-[[nodiscard]] bool FindOrAddLevel(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                                  const CliPath& data, const std::string& shown, CliLevels& levels,
-                                  unsigned int& id, CliFailure& failure);
-
-/// The place that `text` names, whose levels must be among `levels`: values as ReadValue has them.
-[[nodiscard]] bool MakeTag(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                           const CliLevels& levels, std::string_view text, ETabulonTag& tag,
-                           CliFailure& failure);
-
-/// The identifiers of the levels that `text` names, as --levels does or without their labels. Each
-/// of what `option` is given must be one of `levels`.
-[[nodiscard]] bool FindLevels(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                              const CliLevels& levels, std::string_view text,
-                              std::string_view option, std::set<unsigned int>& found,
-                              CliFailure& failure);
-
-/// Values of the type code are numbers to whoever reads them.
+/// Values of the type code are numbers to a user; a boolean isn't.
 [[nodiscard]] bool IsNumber(int type);
-/// What values of a type code are called.
+/// The name of a type for users.
 [[nodiscard]] std::string TypeName(int type);
 
 }  // namespace etabulon

@@ -8,13 +8,13 @@
 
 namespace etabulon {
 
-/// The places of things that have a name and a code.
+/// An index of things that have a name and a code.
 class CliNames {
 public:
-    /// The next one: the first has place 0.
+    /// Adds the next thing. The first one has the index 0.
     void Add(std::string_view name, std::string_view code);
-    /// By the name exactly, then with the case of ASCII letters ignored, then by the code. Of
-    /// several the first.
+    /// Compares the name exactly, then without the case of ASCII letters, then as a code. The first
+    /// thing with an equal name counts.
     [[nodiscard]] std::optional<std::size_t> Find(std::string_view name) const;
 
 private:

@@ -79,17 +79,17 @@ void CliSourceOptions::Declare(CLI::App& app) {
         ->check(CheckSeparator);
 }
 
-std::unique_ptr<ESqliteSource> CliSourceOptions::Open(CliFailure& failure) const {
-    return Open(ESqlOpenMode::ReadOnly, failure);
-}
-
-std::unique_ptr<ESqliteSource> CliSourceOptions::Open(ESqlOpenMode mode,
-                                                      CliFailure& failure) const {
+CliResult<std::unique_ptr<ESqliteSource>> CliSourceOptions::Open(ESqlOpenMode mode) const {
     char separator = 0;
     if (!separator_.empty()) {
         separator = separator_ == "tab" ? '\t' : separator_.front();
     }
-    return OpenSource(path, separator, mode, failure);
+    return OpenSource(path, separator, mode);
+}
+
+CliResult<CliOpenTable> CliSourceOptions::OpenTable() const {
+    auto source = Open(ESqlOpenMode::ReadOnly);
+    return source ? FindTableIn(std::move(*source), table) : source.Failure();
 }
 
 void CliLevelOptions::Declare(CLI::App& app) {
@@ -116,18 +116,14 @@ void CliOutputOptions::DeclareProgress(CLI::App& app) {
                  "Count the records on stderr, if that is a terminal and stdout isn't");
 }
 
-CliFormat CliOutputOptions::Format(const CliEnvironment& environment) const {
+CliPrinting CliOutputOptions::Printing(const CliEnvironment& environment) const {
     CliFormat chosen = environment.isOutputTerminal ? CliFormat::Table : CliFormat::Tsv;
     for (const auto& [name, format] : kCliFormats) {
         if (format_ == name) {
             chosen = format;
         }
     }
-    return chosen;
-}
-
-std::unique_ptr<CliWriter> CliOutputOptions::MakeWriter(const CliEnvironment& environment) const {
-    return etabulon::MakeWriter(Format(environment), environment.output, environment.hasStyle);
+    return {environment.output, chosen, environment.hasStyle};
 }
 
 void CliLocaleOptions::Declare(CLI::App& app) {
@@ -137,14 +133,18 @@ void CliLocaleOptions::Declare(CLI::App& app) {
         ->type_name("NAME");
 }
 
-bool CliLocaleOptions::Install(const CliEnvironment& environment, CliFailure& failure) const {
+CliResult<> CliLocaleOptions::Install(const CliEnvironment& environment) const {
     std::string error;
-    if (environment.installLocale == nullptr) {
-        return locale_.empty() ||
-               failure.Set(CliExit::Usage,
-                           "--locale needs ICU, which this program was built without");
+    if (environment.installLocale != nullptr) {
+        return environment.installLocale(locale_.c_str(), error)
+                   ? CliResult<>()
+                   : CliFailure{CliExit::Usage, error};
     }
-    return environment.installLocale(locale_.c_str(), error) || failure.Set(CliExit::Usage, error);
+    if (!locale_.empty()) {
+        return CliFailure{CliExit::Usage,
+                          "--locale needs ICU, which this program was built without"};
+    }
+    return {};
 }
 
 }  // namespace etabulon

@@ -2,7 +2,7 @@
 
 #include "apps/etabulon/output/CliWriter.h"
 #include "apps/etabulon/request/CliEnvironment.h"
-#include "apps/etabulon/request/CliFailure.h"
+#include "apps/etabulon/request/CliResult.h"
 
 #include <cstdint>
 #include <memory>
@@ -18,15 +18,16 @@ class Option;
 namespace etabulon {
 
 class ESqliteSource;
+struct CliOpenTable;
 enum class ESqlOpenMode : std::uint8_t;
 
-/// SOURCE, TABLE and what it takes to read them.
+/// SOURCE, TABLE and --separator.
 class CliSourceOptions {
 public:
     void Declare(CLI::App& app);
-    /// For reading only.
-    [[nodiscard]] std::unique_ptr<ESqliteSource> Open(CliFailure& failure) const;
-    [[nodiscard]] std::unique_ptr<ESqliteSource> Open(ESqlOpenMode mode, CliFailure& failure) const;
+    [[nodiscard]] CliResult<std::unique_ptr<ESqliteSource>> Open(ESqlOpenMode mode) const;
+    /// Opens SOURCE for reading only and finds TABLE.
+    [[nodiscard]] CliResult<CliOpenTable> OpenTable() const;
 
     std::string path;
     std::string table;  // empty if not given
@@ -39,7 +40,7 @@ private:
 class CliLevelOptions {
 public:
     void Declare(CLI::App& app);
-    /// Options given more than once make one list.
+    /// The texts of all uses of the option as one list.
     [[nodiscard]] std::string Levels() const;
     [[nodiscard]] std::string At() const;
 
@@ -53,8 +54,7 @@ class CliOutputOptions {
 public:
     void DeclareFormat(CLI::App& app);
     void DeclareProgress(CLI::App& app);
-    [[nodiscard]] CliFormat Format(const CliEnvironment& environment) const;
-    [[nodiscard]] std::unique_ptr<CliWriter> MakeWriter(const CliEnvironment& environment) const;
+    [[nodiscard]] CliPrinting Printing(const CliEnvironment& environment) const;
     [[nodiscard]] bool ShowsProgress(const CliEnvironment& environment) const noexcept {
         return progress_ && environment.isErrorTerminal && !environment.isOutputTerminal;
     }
@@ -68,22 +68,22 @@ private:
 class CliLocaleOptions {
 public:
     void Declare(CLI::App& app);
-    /// Installs the order; to be called before any text is compared.
-    [[nodiscard]] bool Install(const CliEnvironment& environment, CliFailure& failure) const;
+    /// Installs the order. To be called before any text is compared.
+    [[nodiscard]] CliResult<> Install(const CliEnvironment& environment) const;
 
 private:
-    std::string locale_;  // empty: the order of no language, the same everywhere
+    std::string locale_;  // empty: an order of no language, the same on every machine
 };
 
-/// An option that may be given more than once; each time it takes one text.
+/// Declares an option that may be given more than once, with one text each time.
 void AddList(CLI::App& app, const std::string& name, std::vector<std::string>& list,
              const std::string& description);
 /// The texts of such an option as one list.
 [[nodiscard]] std::string JoinLists(const std::vector<std::string>& lists);
 
-/// The values that an option takes, if they are a fixed set.
+/// The values of an option that takes one of a fixed set; empty for other options.
 [[nodiscard]] std::vector<std::string> ValueSet(const CLI::Option& option);
-/// The description of such a set, for an option's check; ValueSet reads it.
+/// Describes such a set in the form that ValueSet reads, for an option's check.
 [[nodiscard]] std::string DescribeValueSet(const std::vector<std::string>& values);
 
 }  // namespace etabulon

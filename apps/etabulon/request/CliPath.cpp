@@ -11,20 +11,20 @@
 namespace etabulon {
 namespace {
 
-/// Goes through a text from the left: to its end, or by lines to the next line end that isn't in
-/// quotes.
+/// Reads a text from left to right: up to its end or, in the mode by lines, up to the next line end
+/// outside of quotes.
 class Scanner {
 public:
-    Scanner(std::string_view text, CliFailure& failure, bool isByLines = false)
-        : text_(text), isByLines_(isByLines), failure_(failure) {}
+    explicit Scanner(std::string_view text, bool isByLines = false)
+        : text_(text), isByLines_(isByLines) {}
 
     [[nodiscard]] bool IsAtEnd() const noexcept {
         return place_ == text_.size() || (isByLines_ && IsLineEnd());
     }
-    /// Goes on to the next line; false behind the last one. Requires a text that isn't empty.
+    /// Moves to the next line. Returns false behind the last one. Requires a text that isn't empty.
     [[nodiscard]] bool NextLine();
     void SkipLine();
-    /// What stands in front of the next blank.
+    /// Reads the word in front of the next blank.
     [[nodiscard]] std::string_view ReadVerb();
     [[nodiscard]] std::size_t Line() const noexcept { return line_; }
     [[nodiscard]] bool Take(char c) {
@@ -43,9 +43,16 @@ public:
     [[nodiscard]] std::string Since(std::size_t from) const {
         return std::string(Trimmed(text_.substr(from, place_ - from)));
     }
-    /// What is read from here on is what a failure is said to be in.
-    void BeginItem() noexcept { item_ = place_; }
+    /// Begins the item that the message of a failure quotes.
+    void BeginItem() noexcept {
+        item_ = place_;
+        itemLine_ = line_;
+    }
     bool Fail(std::string_view what);
+    /// The same with the whole text of the message.
+    bool Refuse(std::string text);
+    /// The reason why a read returned false.
+    [[nodiscard]] const CliFailure& Failure() const noexcept { return failure_; }
 
 private:
     [[nodiscard]] bool IsLineEnd() const noexcept {
@@ -63,14 +70,15 @@ private:
     bool isByLines_;
     std::size_t place_ = 0;
     std::size_t item_ = 0;
+    std::size_t itemLine_ = 1;
     std::size_t line_ = 1;     // of counted_
     std::size_t counted_ = 0;  // where a line begins
-    CliFailure& failure_;
+    CliFailure failure_;
 };
 
 bool Scanner::NextLine() {
     place_ = std::min(text_.find('\n', place_), text_.size() - 1) + 1;
-    // A quoted text may have had line ends.
+    // The line may have had quoted texts with line ends.
     const std::string_view passed = text_.substr(counted_, place_ - counted_);
     line_ += static_cast<std::size_t>(std::count(passed.begin(), passed.end(), '\n'));
     counted_ = place_;
@@ -93,7 +101,12 @@ std::string_view Scanner::ReadVerb() {
 
 bool Scanner::Fail(std::string_view what) {
     SkipLine();
-    return failure_.Set(CliExit::Usage, fmt::format("{} in {}", what, Quoted(Since(item_))));
+    return Refuse(fmt::format("{} in {}", what, Quoted(Since(item_))));
+}
+
+bool Scanner::Refuse(std::string text) {
+    failure_ = {CliExit::Usage, std::move(text), /*isLocked=*/false, isByLines_ ? itemLine_ : 0};
+    return false;
 }
 
 bool Scanner::ReadQuoted(CliWordChoice& word) {
@@ -112,7 +125,7 @@ bool Scanner::ReadQuoted(CliWordChoice& word) {
     }
 }
 
-/// Stops in front of one of `stops`; » is one where > is.
+/// Stops in front of any of `stops`. If > is among them, » is too.
 bool Scanner::ReadWord(std::string_view stops, CliWordChoice& word) {
     word = {};
     SkipBlanks();
@@ -182,7 +195,7 @@ bool Scanner::ReadPath(std::string_view stops, CliPath& path) {
     return true;
 }
 
-/// Stops in front of one of `ends` too.
+/// Stops in front of = and of any of `ends`.
 bool ReadPlace(Scanner& scanner, const std::string& ends, CliPlaceChoice& place) {
     if (!scanner.ReadPath("=" + ends, place.path)) {
         return false;
@@ -201,7 +214,7 @@ bool ReadPlace(Scanner& scanner, const std::string& ends, CliPlaceChoice& place)
     return true;
 }
 
-/// Reads items up to the end with commas between them.
+/// Reads items with commas between them up to the end of the text or line.
 template <class Item, class ReadItem>
 bool ReadList(Scanner& scanner, std::vector<Item>& items, ReadItem read) {
     scanner.SkipBlanks();
@@ -218,9 +231,13 @@ bool ReadList(Scanner& scanner, std::vector<Item>& items, ReadItem read) {
 }
 
 template <class Item, class ReadItem>
-bool ReadList(std::string_view text, CliFailure& failure, std::vector<Item>& items, ReadItem read) {
-    Scanner scanner(text, failure);
-    return ReadList(scanner, items, read);
+CliResult<std::vector<Item>> ReadList(std::string_view text, ReadItem read) {
+    Scanner scanner(text);
+    std::vector<Item> items;
+    if (!ReadList(scanner, items, read)) {
+        return scanner.Failure();
+    }
+    return items;
 }
 
 bool ReadSet(Scanner& scanner, CliEditChoice& edit) {
@@ -251,7 +268,7 @@ bool ReadSet(Scanner& scanner, CliEditChoice& edit) {
                "around it; each column has a set of its own)");
 }
 
-bool ReadEdit(Scanner& scanner, CliEditKind kind, CliEditChoice& edit, CliFailure& failure) {
+bool ReadEdit(Scanner& scanner, CliEditKind kind, CliEditChoice& edit) {
     edit.kind = kind;
     if (kind == CliEditKind::Set) {
         return ReadSet(scanner, edit);
@@ -261,14 +278,13 @@ bool ReadEdit(Scanner& scanner, CliEditKind kind, CliEditChoice& edit, CliFailur
     };
     return ReadList(scanner, edit.places, read) &&
            (!edit.places.empty() ||
-            failure.Set(CliExit::Usage,
-                        fmt::format("{} needs a place: level=value", Quoted(WordOf(kind)))));
+            scanner.Refuse(fmt::format("{} needs a place: level=value", Quoted(WordOf(kind)))));
 }
 
 }  // namespace
 
-bool ParseLevels(std::string_view text, std::vector<CliLevelChoice>& levels, CliFailure& failure) {
-    return ReadList(text, failure, levels, [](Scanner& scanner, CliLevelChoice& level) {
+CliResult<std::vector<CliLevelChoice>> ParseLevels(std::string_view text) {
+    return ReadList<CliLevelChoice>(text, [](Scanner& scanner, CliLevelChoice& level) {
         scanner.SkipBlanks();
         const std::size_t from = scanner.Place();
         if (!scanner.ReadPath(",:", level.data)) {
@@ -282,35 +298,38 @@ bool ParseLevels(std::string_view text, std::vector<CliLevelChoice>& levels, Cli
     });
 }
 
-bool ParsePaths(std::string_view text, std::vector<CliPath>& paths, CliFailure& failure) {
-    return ReadList(text, failure, paths,
-                    [](Scanner& scanner, CliPath& path) { return scanner.ReadPath(",", path); });
+CliResult<std::vector<CliPath>> ParsePaths(std::string_view text) {
+    return ReadList<CliPath>(
+        text, [](Scanner& scanner, CliPath& path) { return scanner.ReadPath(",", path); });
 }
 
-bool ParsePlaces(std::string_view text, std::vector<CliPlaceChoice>& places, CliFailure& failure) {
-    return ReadList(text, failure, places, [](Scanner& scanner, CliPlaceChoice& place) {
+CliResult<std::vector<CliPlaceChoice>> ParsePlaces(std::string_view text) {
+    return ReadList<CliPlaceChoice>(text, [](Scanner& scanner, CliPlaceChoice& place) {
         return ReadPlace(scanner, ",", place);
     });
 }
 
-bool ParseWords(std::string_view text, std::vector<CliWordChoice>& words, CliFailure& failure) {
-    return ReadList(text, failure, words, [](Scanner& scanner, CliWordChoice& word) {
-        return scanner.ReadWord(",", word);
-    });
+CliResult<std::vector<CliWordChoice>> ParseWords(std::string_view text) {
+    return ReadList<CliWordChoice>(
+        text, [](Scanner& scanner, CliWordChoice& word) { return scanner.ReadWord(",", word); });
 }
 
-bool ParseEdit(CliEditKind kind, std::string_view text, CliEditChoice& edit, CliFailure& failure) {
-    edit = {};
-    Scanner scanner(text, failure);
-    return ReadEdit(scanner, kind, edit, failure);
+CliResult<CliEditChoice> ParseEdit(CliEditKind kind, std::string_view text) {
+    Scanner scanner(text);
+    CliEditChoice edit;
+    if (!ReadEdit(scanner, kind, edit)) {
+        return scanner.Failure();
+    }
+    return edit;
 }
 
-bool ParseScript(std::string_view text, std::vector<CliScriptEdit>& edits, std::size_t& line,
-                 CliFailure& failure) {
-    Scanner scanner(text, failure, /*isByLines=*/true);
+CliResult<std::vector<CliScriptEdit>> ParseScript(std::string_view text) {
+    Scanner scanner(text, /*isByLines=*/true);
+    std::vector<CliScriptEdit> edits;
     for (bool hasLine = !text.empty(); hasLine; hasLine = scanner.NextLine()) {
         scanner.SkipBlanks();
-        line = scanner.Line();
+        scanner.BeginItem();
+        const std::size_t line = scanner.Line();
         if (scanner.IsAtEnd() || scanner.Take('#')) {
             scanner.SkipLine();
             continue;
@@ -320,18 +339,18 @@ bool ParseScript(std::string_view text, std::vector<CliScriptEdit>& edits, std::
             std::find_if(kCliEditWords.begin(), kCliEditWords.end(),
                          [word](const auto& each) { return each.first == word; });
         if (known == kCliEditWords.end()) {
-            return failure.Set(
-                CliExit::Usage,
+            scanner.Refuse(
                 fmt::format("an edit begins with set, insert or delete, not {}", Quoted(word)));
+            return scanner.Failure();
         }
         scanner.BeginItem();
         CliScriptEdit& added = edits.emplace_back();
         added.line = line;
-        if (!ReadEdit(scanner, known->second, added.edit, failure)) {
-            return false;
+        if (!ReadEdit(scanner, known->second, added.edit)) {
+            return scanner.Failure();
         }
     }
-    return true;
+    return edits;
 }
 
 }  // namespace etabulon

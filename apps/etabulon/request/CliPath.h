@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/etabulon/request/CliFailure.h"
+#include "apps/etabulon/request/CliResult.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -13,10 +13,10 @@ namespace etabulon {
 
 /// A step as written: `name`, `table.name`, or either in double quotes.
 struct CliPathStep {
-    std::optional<std::string> table;  // where quotes tell it from the name
-    std::string name;                  // may still hold "table." where it wasn't quoted
+    std::optional<std::string> table;  // if quotes separate it from the name
+    std::string name;                  // an unquoted name may still begin with "table."
     bool isQuoted = false;
-    char mark = 0;  // behind it: kLinkForward, kLinkBackward, or 0 for the last
+    char mark = 0;  // that follows: kLinkForward, kLinkBackward, or 0 behind the last step
 };
 
 /// A variable as written: `airport>state>name`.
@@ -61,26 +61,20 @@ struct CliScriptEdit {
     CliEditChoice edit;
 };
 
-/// Read what `--levels`, `--columns`, `--at` and `--drill` are given: lists with commas. Blanks
-/// around names and values don't count. A name or value that holds what has a meaning here stands
-/// in double quotes, its own quotes doubled. A blank list is empty.
-[[nodiscard]] bool ParseLevels(std::string_view text, std::vector<CliLevelChoice>& levels,
-                               CliFailure& failure);
-[[nodiscard]] bool ParsePaths(std::string_view text, std::vector<CliPath>& paths,
-                              CliFailure& failure);
-[[nodiscard]] bool ParsePlaces(std::string_view text, std::vector<CliPlaceChoice>& places,
-                               CliFailure& failure);
-[[nodiscard]] bool ParseWords(std::string_view text, std::vector<CliWordChoice>& words,
-                              CliFailure& failure);
+/// Read the texts of `--levels`, `--columns`, `--at` and `--drill`: lists with commas. Blanks
+/// around names and values don't count. A name or value that contains a character with a meaning is
+/// written in double quotes, and a quote in it is doubled. A blank list is empty.
+[[nodiscard]] CliResult<std::vector<CliLevelChoice>> ParseLevels(std::string_view text);
+[[nodiscard]] CliResult<std::vector<CliPath>> ParsePaths(std::string_view text);
+[[nodiscard]] CliResult<std::vector<CliPlaceChoice>> ParsePlaces(std::string_view text);
+[[nodiscard]] CliResult<std::vector<CliWordChoice>> ParseWords(std::string_view text);
 
-/// Reads what `--set`, `--insert` and `--delete` are given. Only a set may be without a place: what
-/// concerns all records is to be meant.
-[[nodiscard]] bool ParseEdit(CliEditKind kind, std::string_view text, CliEditChoice& edit,
-                             CliFailure& failure);
-/// Reads a script: `set`, `insert` or `delete` and what that option is given, one a line. Line ends
-/// in quotes are part of a text; blank lines and those that begin with # don't count. `line` is
-/// that of a failure.
-[[nodiscard]] bool ParseScript(std::string_view text, std::vector<CliScriptEdit>& edits,
-                               std::size_t& line, CliFailure& failure);
+/// Reads the text of `--set`, `--insert` or `--delete`. Only a set may lack a place: its colon
+/// shows that the user means all records.
+[[nodiscard]] CliResult<CliEditChoice> ParseEdit(CliEditKind kind, std::string_view text);
+/// Reads a script. A line is `set`, `insert` or `delete`, followed by the text of that option. Line
+/// ends within quotes belong to the text; blank lines and lines that begin with # don't count. A
+/// failure has the number of its line.
+[[nodiscard]] CliResult<std::vector<CliScriptEdit>> ParseScript(std::string_view text);
 
 }  // namespace etabulon

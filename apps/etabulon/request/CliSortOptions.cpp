@@ -5,64 +5,52 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
-#include <algorithm>
+#include <utility>
 
 namespace etabulon {
 namespace {
 
-constexpr unsigned int kNoLevel = static_cast<unsigned int>(-1);
-
-bool AddNamedLevels(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                    std::string_view named, std::string_view option, CliResultLevels& result,
-                    CliFailure& failure) {
-    std::vector<CliLevelChoice> choices;
-    if (!ParseLevels(named, choices, failure)) {
-        return false;
+CliResult<> AddNamedLevels(std::string_view named, std::string_view option,
+                           CliResultLevels& result) {
+    const CliResult<std::vector<CliLevelChoice>> choices = ParseLevels(named);
+    if (!choices) {
+        return choices.Failure();
     }
     std::set<unsigned int> met;
-    for (const CliLevelChoice& choice : choices) {
-        unsigned int id = kNoLevel;
-        if (!FindOrAddLevel(dictionary, table, choice.data, choice.shown, result.levels, id,
-                            failure)) {
-            return false;
+    for (const CliLevelChoice& choice : *choices) {
+        const CliResult<unsigned int> id = result.levels.FindOrAdd(choice.data, choice.shown);
+        if (!id) {
+            return id.Failure();
         }
-        if (!met.insert(id).second) {
-            return failure.Set(CliExit::Usage, fmt::format("level {} is given twice in {}",
-                                                           Quoted(choice.shown), option));
+        if (!met.insert(*id).second) {
+            return CliFailure{CliExit::Usage, fmt::format("level {} is given twice in {}",
+                                                          Quoted(choice.shown), option)};
         }
-        result.details.push_back(id);
+        result.details.push_back(*id);
     }
-    return true;
+    return {};
 }
 
-bool AddPlaceLevels(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                    std::string_view at, CliLevels& levels, CliFailure& failure) {
-    std::vector<CliPlaceChoice> places;
-    if (!ParsePlaces(at, places, failure)) {
-        return false;
-    }
-    return std::all_of(places.begin(), places.end(), [&](const CliPlaceChoice& place) {
-        unsigned int id = kNoLevel;
-        return FindOrAddLevel(dictionary, table, place.path, place.path.shown, levels, id, failure);
-    });
+CliResult<> AddPlaceLevels(std::string_view at, CliLevels& levels) {
+    const CliResult<std::vector<CliPlaceChoice>> places = ParsePlaces(at);
+    return places ? levels.AddPlaces(*places) : places.Failure();
 }
 
-bool CheckDetails(const CliResultLevels& result, const std::set<unsigned int>& hidden,
-                  std::string_view option, CliFailure& failure) {
+CliResult<> CheckDetails(const CliResultLevels& result, const std::set<unsigned int>& hidden,
+                         std::string_view option) {
     for (const unsigned int id : result.details) {
         const std::string shown = Quoted(result.levels.all[id].shown);
         if (hidden.contains(id)) {
-            return failure.Set(CliExit::Usage,
-                               fmt::format("level {} is both in {} and in --hide", shown, option));
+            return CliFailure{CliExit::Usage,
+                              fmt::format("level {} is both in {} and in --hide", shown, option)};
         }
         if (result.place.HasValue(id)) {
-            return failure.Set(
-                CliExit::Usage,
-                fmt::format("level {} has one value by --at, and so no others for {}", shown,
-                            option));
+            return CliFailure{CliExit::Usage,
+                              fmt::format("level {} has one value by --at, and so no others for {}",
+                                          shown, option)};
         }
     }
-    return true;
+    return {};
 }
 
 void Arrange(CliResultLevels& result, const std::set<unsigned int>& reversed) {
@@ -100,40 +88,54 @@ void CliSortOptions::Declare(CLI::App& app) {
     locale_.Declare(app);
 }
 
-bool CliSortOptions::FindMarked(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                                const CliLevels& levels, std::set<unsigned int>& hidden,
-                                std::set<unsigned int>& reversed, CliFailure& failure) const {
-    return FindLevels(dictionary, table, levels, JoinLists(hide_), "--hide", hidden, failure) &&
-           FindLevels(dictionary, table, levels, JoinLists(reverse_), "--reverse", reversed,
-                      failure);
+CliResult<CliMarkedLevels> CliSortOptions::FindMarked(const CliLevels& levels) const {
+    auto hidden = levels.FindAll(JoinLists(hide_), "--hide");
+    if (!hidden) {
+        return hidden.Failure();
+    }
+    auto reversed = levels.FindAll(JoinLists(reverse_), "--reverse");
+    if (!reversed) {
+        return reversed.Failure();
+    }
+    return CliMarkedLevels{std::move(*hidden), std::move(*reversed)};
 }
 
-bool CliSortOptions::Read(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                          std::string_view named, std::string_view option, CliResultLevels& result,
-                          CliFailure& failure) const {
+CliResult<CliResultLevels> CliSortOptions::Read(const CliTable& table, std::string_view named,
+                                                std::string_view option) const {
+    CliResultLevels result(table);
     CliLevels& levels = result.levels;
-    if (!MakeLevels(dictionary, table, levels_.Levels(), levels, failure)) {
-        return false;
+    if (const CliResult<> added = levels.Add(levels_.Levels()); !added) {
+        return added.Failure();
     }
     const auto listed = static_cast<unsigned int>(levels.all.size());
-    std::set<unsigned int> hidden;
-    std::set<unsigned int> reversed;
-    if (!AddNamedLevels(dictionary, table, named, option, result, failure) ||
-        !AddPlaceLevels(dictionary, table, levels_.At(), levels, failure) ||
-        !MakeTag(dictionary, table, levels, levels_.At(), result.place, failure) ||
-        !FindMarked(dictionary, table, levels, hidden, reversed, failure)) {
-        return false;
+    if (const CliResult<> added = AddNamedLevels(named, option, result); !added) {
+        return added.Failure();
+    }
+    if (const CliResult<> added = AddPlaceLevels(levels_.At(), levels); !added) {
+        return added.Failure();
+    }
+    CliResult<ETabulonTag> place = levels.ReadTag(levels_.At());
+    if (!place) {
+        return place.Failure();
+    }
+    result.place = std::move(*place);
+    const CliResult<CliMarkedLevels> marked = FindMarked(levels);
+    if (!marked) {
+        return marked.Failure();
     }
     if (result.details.empty()) {
         for (unsigned int id = 0; id < listed; ++id) {
-            if (!hidden.contains(id) && !result.place.HasValue(id)) {
+            if (!marked->hidden.contains(id) && !result.place.HasValue(id)) {
                 result.details.push_back(id);
             }
         }
     }
     result.compareSource = CompareSource();
-    Arrange(result, reversed);
-    return CheckDetails(result, hidden, option, failure);
+    Arrange(result, marked->reversed);
+    if (const CliResult<> checked = CheckDetails(result, marked->hidden, option); !checked) {
+        return checked.Failure();
+    }
+    return result;
 }
 
 void SetSort(const CliResultLevels& result, ETabulonSortDesc& sort) {
@@ -141,17 +143,28 @@ void SetSort(const CliResultLevels& result, ETabulonSortDesc& sort) {
     sort.SetCompareSource(result.compareSource);
 }
 
-bool CliSortOptions::ReadTree(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                              CliTreeOrder& order, CliFailure& failure) const {
-    return MakeLevels(dictionary, table, levels_.Levels(), order.levels, failure) &&
-           MakeTag(dictionary, table, order.levels, levels_.At(), order.place, failure) &&
-           FindMarked(dictionary, table, order.levels, order.hidden, order.reversed, failure);
+CliResult<CliTreeOrder> CliSortOptions::ReadTree(const CliTable& table) const {
+    CliTreeOrder order{CliLevels(table), {}, {}};
+    if (const CliResult<> added = order.levels.Add(levels_.Levels()); !added) {
+        return added.Failure();
+    }
+    CliResult<ETabulonTag> place = order.levels.ReadTag(levels_.At());
+    if (!place) {
+        return place.Failure();
+    }
+    order.place = std::move(*place);
+    CliResult<CliMarkedLevels> marked = FindMarked(order.levels);
+    if (!marked) {
+        return marked.Failure();
+    }
+    order.marked = std::move(*marked);
+    return order;
 }
 
 ETabulonSortDesc::SortKeyArray CliTreeOrder::Keys() const {
     ETabulonSortDesc::SortKeyArray keys;
     for (unsigned id = 0; id < levels.all.size(); ++id) {
-        keys.Add({id, reversed.contains(id),
+        keys.Add({id, marked.reversed.contains(id),
                   IsShown(id) ? 0U : ETabulonSortDesc::HideFlag{ETabulonSortDesc::HideInTree}});
     }
     return keys;

@@ -11,26 +11,33 @@
 
 namespace etabulon {
 
-/// What a result is made of: the place, and the levels below it that its lines and columns are.
+/// The levels of a result: those of its place, and those whose values are its lines and columns.
 struct CliResultLevels {
+    explicit CliResultLevels(const CliTable& table) : levels(table) {}
+
     CliLevels levels;
     ETabulonTag place;
     std::vector<unsigned int> details;
-    /// Those of the place, then `details`, then what no result shows.
+    /// First the levels of the place, then `details`, then the hidden ones.
     ETabulonSortDesc::SortKeyArray keys;
     ETabulonSortDesc::SortCompareSource compareSource = ETabulonSortDesc::CompareOnDisplay;
 };
 
-/// What a tree is made of: all levels in their order, and which of them it shows.
+/// The levels that --hide and --reverse name.
+struct CliMarkedLevels {
+    std::set<unsigned int> hidden;
+    std::set<unsigned int> reversed;
+};
+
+/// The levels of a tree in their order, and which of them the tree shows.
 struct CliTreeOrder {
     CliLevels levels;
     ETabulonTag place;
-    std::set<unsigned int> hidden;
-    std::set<unsigned int> reversed;
+    CliMarkedLevels marked;
 
-    /// The levels of the place have one value each: the tree begins below them.
+    /// The levels of the place aren't shown: each has one value, and the tree begins below them.
     [[nodiscard]] bool IsShown(unsigned int level) const {
-        return !hidden.contains(level) && !place.HasValue(level);
+        return !marked.hidden.contains(level) && !place.HasValue(level);
     }
     [[nodiscard]] ETabulonSortDesc::SortKeyArray Keys() const;
 };
@@ -39,30 +46,25 @@ struct CliTreeOrder {
 class CliSortOptions {
 public:
     void Declare(CLI::App& app);
-    /// Installs --locale; to be called before any text is compared.
-    [[nodiscard]] bool Install(const CliEnvironment& environment, CliFailure& failure) const {
-        return locale_.Install(environment, failure);
+    /// Installs --locale. To be called before any text is compared.
+    [[nodiscard]] CliResult<> Install(const CliEnvironment& environment) const {
+        return locale_.Install(environment);
     }
-    /// The details are the levels that `named` lists, which `option` was given; without any those
-    /// of --levels that are neither hidden nor in --at. Levels that only `named` or --at name are
-    /// levels too.
-    [[nodiscard]] bool Read(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                            std::string_view named, std::string_view option,
-                            CliResultLevels& result, CliFailure& failure) const;
-
-    [[nodiscard]] bool ReadTree(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                                CliTreeOrder& order, CliFailure& failure) const;
+    /// The details are the levels listed in `named`, the text of `option`. If it lists none, they
+    /// are the levels of --levels that are neither in --hide nor in --at. A level that only
+    /// `named` or --at names is added to the levels.
+    [[nodiscard]] CliResult<CliResultLevels> Read(const CliTable& table, std::string_view named,
+                                                  std::string_view option) const;
+    [[nodiscard]] CliResult<CliTreeOrder> ReadTree(const CliTable& table) const;
 
     [[nodiscard]] const CliLevelOptions& Levels() const noexcept { return levels_; }
-    /// The levels that are in --hide and in --reverse.
-    [[nodiscard]] bool FindMarked(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                                  const CliLevels& levels, std::set<unsigned int>& hidden,
-                                  std::set<unsigned int>& reversed, CliFailure& failure) const;
     [[nodiscard]] ETabulonSortDesc::SortCompareSource CompareSource() const noexcept {
         return by_ == "data" ? ETabulonSortDesc::CompareOnData : ETabulonSortDesc::CompareOnDisplay;
     }
 
 private:
+    [[nodiscard]] CliResult<CliMarkedLevels> FindMarked(const CliLevels& levels) const;
+
     CliLevelOptions levels_;
     std::vector<std::string> hide_;
     std::vector<std::string> reverse_;
@@ -70,7 +72,7 @@ private:
     CliLocaleOptions locale_;
 };
 
-/// Sets a description up; its levels must be those of `result`.
+/// Sets up a sort description whose levels are those of `result`.
 void SetSort(const CliResultLevels& result, ETabulonSortDesc& sort);
 
 }  // namespace etabulon

@@ -27,7 +27,7 @@ constexpr std::size_t kSniffedBytes = std::size_t{64} << 10U;
 
 std::string ErrorText(int error) { return std::generic_category().message(error); }
 
-/// The files beside a missing one.
+/// The files in the folder of a missing one.
 std::vector<std::string> FilesBeside(const std::filesystem::path& path) {
     const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
     std::vector<std::string> files;
@@ -41,44 +41,44 @@ std::vector<std::string> FilesBeside(const std::filesystem::path& path) {
     return files;
 }
 
-bool FailToOpen(const std::string& path, int error, CliFailure& failure) {
+CliFailure CantOpen(const std::string& path, int error) {
     std::string meant;
     if (error == ENOENT) {
         const std::filesystem::path wanted(path);
         meant = DidYouMean(wanted.filename().string(), FilesBeside(wanted));
     }
-    return failure.Set(CliExit::Failed, fmt::format("{} can't be read: {}{}", Quoted(path),
-                                                    ErrorText(error), meant));
+    return CliFailure{CliExit::Failed,
+                      fmt::format("{} can't be read: {}{}", Quoted(path), ErrorText(error), meant)};
 }
 
-/// The beginning of the file; false where it can't be read, or isn't a file.
-bool ReadStart(const std::string& path, std::string& start, CliFailure& failure) {
+/// The beginning of the file.
+CliResult<std::string> ReadStart(const std::string& path) {
     struct stat found {};
     if (::stat(path.c_str(), &found) != 0) {
-        return FailToOpen(path, errno, failure);
+        return CantOpen(path, errno);
     }
     if (!S_ISREG(found.st_mode)) {
-        // Opening a pipe could wait for ever, and one can't be read twice.
-        return failure.Set(CliExit::Failed,
-                           fmt::format("{} is {}, not a file", Quoted(path),
-                                       S_ISDIR(found.st_mode) ? "a folder" : "a device or pipe"));
+        // Opening a pipe could block for ever, and a pipe can't be read twice.
+        return CliFailure{CliExit::Failed,
+                          fmt::format("{} is {}, not a file", Quoted(path),
+                                      S_ISDIR(found.st_mode) ? "a folder" : "a device or pipe")};
     }
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) {
-        return FailToOpen(path, errno, failure);
+        return CantOpen(path, errno);
     }
-    start.resize(kSniffedBytes);
+    std::string start(kSniffedBytes, '\0');
     const ssize_t count = ::read(descriptor, start.data(), start.size());
     const int error = errno;
     ::close(descriptor);
     if (count < 0) {
-        return FailToOpen(path, error, failure);
+        return CantOpen(path, error);
     }
     start.resize(static_cast<std::size_t>(count));
-    return true;
+    return start;
 }
 
-/// What the first line, outside of quotes, has most of; a comma where it has nothing.
+/// The separator that the first line has most of outside of quotes; a comma if it has none.
 char GuessSeparator(std::string_view start) {
     constexpr std::string_view kSeparators = ",;\t|";
     std::array<std::size_t, kSeparators.size()> counts{};
@@ -108,39 +108,46 @@ std::string TextOf(const ESqlError& error, const std::string& path) {
 
 }  // namespace
 
-std::unique_ptr<ESqliteSource> OpenSource(const std::string& path, char separator,
-                                          ESqlOpenMode mode, CliFailure& failure) {
-    std::string start;
-    if (!ReadStart(path, start, failure)) {
-        return nullptr;
+CliResult<std::unique_ptr<ESqliteSource>> OpenSource(const std::string& path, char separator,
+                                                     ESqlOpenMode mode) {
+    const CliResult<std::string> start = ReadStart(path);
+    if (!start) {
+        return start.Failure();
     }
     ESqlError error;
     std::unique_ptr<ESqliteSource> source;
-    if (start.starts_with(kSqliteMagic)) {
+    if (start->starts_with(kSqliteMagic)) {
         source = ESqliteSource::Open(Chaine(path), mode, error);
-    } else if (start.empty()) {
-        failure.Set(CliExit::Failed, fmt::format("{} is empty", Quoted(path)));
-        return nullptr;
-    } else if (start.find('\0') != std::string::npos) {
-        failure.Set(CliExit::Failed, fmt::format("{} is neither an SQLite database nor a table of "
-                                                 "text (CSV): it holds other binary data",
-                                                 Quoted(path)));
-        return nullptr;
+    } else if (start->empty()) {
+        return CliFailure{CliExit::Failed, fmt::format("{} is empty", Quoted(path))};
+    } else if (start->find('\0') != std::string::npos) {
+        return CliFailure{CliExit::Failed, fmt::format("{} is neither an SQLite database nor a "
+                                                       "table of text (CSV): it holds other "
+                                                       "binary data",
+                                                       Quoted(path))};
     } else if (mode != ESqlOpenMode::ReadOnly) {
-        failure.Set(CliExit::Failed,
-                    fmt::format("{} is a table of text: edits of it can be shown, not saved",
-                                Quoted(path)));
-        return nullptr;
+        return CliFailure{CliExit::Failed,
+                          fmt::format("{} is a table of text: edits of it can be shown, not saved",
+                                      Quoted(path))};
     } else {
         ECsvOptions options;
-        options.separator = separator != 0 ? separator : GuessSeparator(start);
+        options.separator = separator != 0 ? separator : GuessSeparator(*start);
         source = LoadCsv(Chaine(path), options, error);
     }
     if (source == nullptr) {
-        failure.Set(CliExit::Failed, TextOf(error, path));
-        failure.isLocked = error.status == DataLocked;
+        return CliFailure{CliExit::Failed, TextOf(error, path), error.status == DataLocked};
     }
     return source;
+}
+
+CliResult<CliOpenTable> FindTableIn(std::unique_ptr<ESqliteSource> source,
+                                    const std::string& name) {
+    auto dictionary = std::make_unique<const CliDictionary>(*source);
+    const CliResult<CliTable> table = dictionary->FindTable(name);
+    if (!table) {
+        return table.Failure();
+    }
+    return CliOpenTable{std::move(source), std::move(dictionary), *table};
 }
 
 }  // namespace etabulon

@@ -1,20 +1,30 @@
 #pragma once
 
-#include "apps/etabulon/request/CliFailure.h"
+#include "apps/etabulon/request/CliDictionary.h"
+#include "apps/etabulon/request/CliResult.h"
+#include "apps/etabulon/request/CliTable.h"
+#include "etabulon/sqlite/ESqliteSource.h"
 
-#include <cstdint>
 #include <memory>
 #include <string>
 
 namespace etabulon {
 
-class ESqliteSource;
-enum class ESqlOpenMode : std::uint8_t;
+/// Opens a SOURCE: an SQLite database, or a table of text, which is loaded into memory and can't be
+/// opened for writing. The file's content decides which it is, not its name. `separator` is for a
+/// table of text; 0 means the character that its first line has most of.
+[[nodiscard]] CliResult<std::unique_ptr<ESqliteSource>> OpenSource(const std::string& path,
+                                                                   char separator,
+                                                                   ESqlOpenMode mode);
 
-/// Opens what SOURCE names: an SQLite database, or a table of text, which is loaded into memory and
-/// can't be opened for writing. The content tells which, not the name. `separator` is that of a
-/// table of text; 0 = the one that its first line has most of.
-[[nodiscard]] std::unique_ptr<ESqliteSource> OpenSource(const std::string& path, char separator,
-                                                        ESqlOpenMode mode, CliFailure& failure);
+/// A table, with the source and the dictionary that it belongs to.
+struct CliOpenTable {
+    std::unique_ptr<ESqliteSource> source;
+    std::unique_ptr<const CliDictionary> dictionary;
+    CliTable table;
+};
+/// An empty name means the only table of the source.
+[[nodiscard]] CliResult<CliOpenTable> FindTableIn(std::unique_ptr<ESqliteSource> source,
+                                                  const std::string& name);
 
 }  // namespace etabulon

@@ -13,12 +13,12 @@ namespace {
 
 constexpr std::size_t kMostLike = 3;
 constexpr std::size_t kMostListed = 8;
-/// Beyond this a comparison costs more than its answer helps.
+/// Longer names aren't compared: the cost grows with the square of the length.
 constexpr std::size_t kLongestCompared = 100;
 
 char Lower(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-/// The least number of letters to add, drop or change.
+/// The edit distance: the least number of letters to add, drop or change.
 std::size_t Distance(std::string_view a, std::string_view b) {
     std::vector<std::size_t> row(b.size() + 1);
     for (std::size_t j = 0; j <= b.size(); ++j) {

@@ -6,14 +6,14 @@
 
 namespace etabulon {
 
-/// The end of a sentence that says that `wanted` isn't there: the names like it, else the first of
-/// those that are. Begins with "; " and ends without a stop.
+/// The end of a sentence about a missing `wanted`: the existing names that resemble it, otherwise
+/// the first existing ones. Begins with "; " and ends without a full stop.
 [[nodiscard]] std::string WhatThereIs(std::string_view wanted,
                                       std::span<const std::string> existing);
-/// Only the names like it; empty without one.
+/// The same with resembling names only; empty if there are none.
 [[nodiscard]] std::string DidYouMean(std::string_view wanted,
                                      std::span<const std::string> existing);
-/// With small ASCII letters: names that are then the same are one to SQLite.
+/// The text with its ASCII letters in lower case. SQLite compares names in this form.
 [[nodiscard]] std::string Lowered(std::string_view text);
 
 }  // namespace etabulon

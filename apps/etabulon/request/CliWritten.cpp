@@ -15,7 +15,7 @@ std::string InQuotes(std::string_view text) {
     return written + '"';
 }
 
-/// `table.name` reads as one name with a dot where only one of them stands in quotes.
+/// If only one part of table.name were quoted, it would be read as one name: both are, or none.
 std::string WrittenStep(const CliPathStep& step) {
     if (!step.table) {
         const bool hasDot = step.isQuoted && step.name.find('.') != std::string::npos;

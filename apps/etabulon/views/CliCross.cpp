@@ -21,7 +21,7 @@ void CliGridView::TakeDataAxe(const ETabulonGridAxe& axe, CliCrossAxis& taken) c
     }
 }
 
-/// Where only one axis tells the calculations, its labels are made whole: SUM(cost).
+/// If only one axis names the calculations, its labels are whole ones: SUM(cost).
 void CliGridView::TakeCalculationAxe(const ETabulonGridAxe& axe, CliCrossAxis& taken) const {
     const bool isOfFunctions = axe.Type() == ETabulonGridAxe::AxeFuncs;
     // A data axis comes first, if there is one.
@@ -51,7 +51,7 @@ void CliGridView::SetAxe(AxeDirection direction, const ETabulonGridAxe* axe) {
                                             : TakeCalculationAxe(*axe, taken);
 }
 
-/// What the grid has no axis for. Comes when all axes are known.
+/// Fills in the labels for axes that the grid lacks. To be called when all its axes are known.
 void CliGridView::Complete() {
     if (isComplete_) {
         return;

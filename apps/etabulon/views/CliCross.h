@@ -3,7 +3,7 @@
 #include "apps/etabulon/request/CliCalculations.h"
 #include "apps/etabulon/request/CliLevels.h"
 #include "etabulon/foundation/EVariant.h"
-#include "etabulon/grid/ITabulonResGridUI.h"
+#include "etabulon/grid/EGridView.h"
 #include "etabulon/values/ETabulonValue.h"
 
 #include <optional>
@@ -12,16 +12,16 @@
 
 namespace etabulon {
 
-/// One direction of a cross table. A label is what is shown: missing for NULL.
+/// One direction of a cross table. Its labels are the shown values: missing for NULL.
 struct CliCrossAxis {
-    std::string title;  // empty: there is no such axis, and one label without meaning
+    std::string title;  // empty if there is no such axis, which has one label without meaning
     std::vector<EVariant> labels;
     bool isData = false;  // values of a level, not calculations
 };
 
 /// A cross table as it is printed.
 struct CliCross {
-    std::string calculation;  // empty where an axis tells them
+    std::string calculation;  // empty if an axis names the calculations
     CliCrossAxis lines;
     CliCrossAxis columns;
     std::vector<ETabulonValue> values;      // line by line; empty without records
@@ -35,18 +35,17 @@ struct CliCross {
     }
 };
 
-/// Takes a grid over as a cross table. A grid of one axis gets a column of its calculation, which
-/// its total lies below.
+/// Copies a grid into a cross table. A grid of one axis becomes a column with its calculation's
+/// values and, below them, the total.
 ///
-/// Ownership  nothing is owned, and nothing of the grid is kept.
-class CliGridView final : public ITabulonResGridUI {
+/// Ownership  nothing is owned, and no part of the grid is kept.
+class CliGridView final : public EGridView {
 public:
     CliGridView(const CliLevels& levels, const CliCalculations& calculations, CliCross& cross)
         : levels_(levels), calculations_(calculations), cross_(cross) {}
-    /// The calculation that is shown, where the grid's axes don't tell.
+    /// The calculation that the values are of, for a grid whose axes don't name it.
     void SetShown(std::size_t calculation) noexcept { shown_ = calculation; }
 
-    void StartRefresh() override {}
     void Reset() override { cross_ = {}; }
     void SetAxeCount(unsigned int count) override { axesCount_ = count; }
     void SetAxe(AxeDirection direction, const ETabulonGridAxe* axe) override;
@@ -68,7 +67,7 @@ private:
     bool isComplete_ = false;
 };
 
-/// Puts cross tables with the same lines and one column each side by side. Requires at least one.
+/// Joins cross tables of the same lines and one column each into one table. Requires at least one.
 [[nodiscard]] CliCross SideBySide(std::vector<CliCross> parts);
 
 }  // namespace etabulon

@@ -9,7 +9,7 @@
 namespace etabulon {
 namespace {
 
-/// Lines and columns, whatever the format makes of them.
+/// Prints cross tables as records, in any format that consists of lines.
 class CrossRows {
 public:
     CrossRows(CliWriter& writer, const std::vector<CliCross>& crosses, bool isNumber)
@@ -185,7 +185,7 @@ private:
             output_.Append(']');
         }
     }
-    /// A total has no label in the direction that it sums up.
+    /// A total has no label in the direction that it sums over.
     void PutCell(const CliCross& cross, const EVariant* line, const EVariant* column,
                  const ETabulonValue& value) {
         output_.Append('{');
@@ -227,20 +227,20 @@ std::string LabelText(const EVariant& label) {
     return isQuoted ? fmt::format("\"{}\"", cell.text) : std::string(cell.text);
 }
 
-void PrintCrosses(CliFormat format, const std::vector<CliCross>& crosses, bool isNumber,
-                  CliOutput& output, bool hasStyle) {
-    if (format == CliFormat::Json) {
-        CrossJson(output).PutArray(crosses);
+void PrintCrosses(const CliPrinting& printing, const std::vector<CliCross>& crosses,
+                  bool isNumber) {
+    if (printing.format == CliFormat::Json) {
+        CrossJson(printing.output).PutArray(crosses);
         return;
     }
-    if (format == CliFormat::NdJson) {
-        CrossJson json(output);
+    if (printing.format == CliFormat::NdJson) {
+        CrossJson json(printing.output);
         for (const CliCross& cross : crosses) {
             json.PutCells(cross);
         }
         return;
     }
-    CrossRows(*MakeResultWriter(format, output, hasStyle), crosses, isNumber).Print();
+    CrossRows(*MakeResultWriter(printing), crosses, isNumber).Print();
 }
 
 }  // namespace etabulon

@@ -7,18 +7,15 @@
 
 namespace etabulon {
 
-class CliOutput;
-
 /// Prints cross tables that have the same axes, one for each calculation.
 ///
-/// Formats of lines have a column for each label and one for the totals of lines, and below each
-/// table the totals of columns; more than one table makes one with a column for the calculation.
-/// JSON is an array of tables, NDJSON an object for each cell and total.
-void PrintCrosses(CliFormat format, const std::vector<CliCross>& crosses, bool isNumber,
-                  CliOutput& output, bool hasStyle);
+/// The formats that consist of lines have a column for each label and one for the lines' totals;
+/// the columns' totals come last. Several tables follow each other, with a column for the
+/// calculation. JSON is an array of tables, NDJSON has an object for each cell and total.
+void PrintCrosses(const CliPrinting& printing, const std::vector<CliCross>& crosses, bool isNumber);
 
-/// A label where there is only room for text: NULL, and what could be taken for it, or for
-/// nothing, in quotes.
+/// A label as plain text: NULL for a missing one. A text that could be mistaken for NULL, for the
+/// total or for nothing is quoted.
 [[nodiscard]] std::string LabelText(const EVariant& label);
 
 inline constexpr const char* kTotal = "total";

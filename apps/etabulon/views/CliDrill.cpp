@@ -19,50 +19,57 @@ bool IsMeant(const EVariant& label, const CliWordChoice& word) {
     return shown == word.text || shown == fmt::format("\"{}\"", word.text);
 }
 
-/// As --drill takes it.
+/// The label in the form that --drill reads.
 std::string WrittenLabel(const EVariant& label) {
     const std::string shown = LabelText(label);
     const bool isMarked = shown == fmt::format("\"{}\"", label.AsChaine().View());
     return label.IsMissing() || isMarked ? shown : WrittenWord(shown);
 }
 
-bool FindLabel(const CliCrossAxis& axis, const CliWordChoice& word, unsigned int& index,
-               CliFailure& failure) {
+CliResult<unsigned int> FindLabel(const CliCrossAxis& axis, const CliWordChoice& word) {
     const auto count = static_cast<unsigned int>(axis.labels.size());
     if (!word.isQuoted && word.text == kTotal) {
-        index = count;
-        return true;
+        return count;
     }
-    for (index = 0; index < count; ++index) {
+    for (unsigned int index = 0; index < count; ++index) {
         if (IsMeant(axis.labels[index], word)) {
-            return true;
+            return index;
         }
     }
     std::vector<std::string> names;
     for (const EVariant& label : axis.labels) {
         names.push_back(WrittenLabel(label));
     }
-    return failure.Set(CliExit::Failed,
-                       fmt::format("{} in --drill isn't a label of {}{}", Quoted(word.text),
-                                   Quoted(axis.title), WhatThereIs(word.text, names)));
+    return CliFailure{CliExit::Failed,
+                      fmt::format("{} in --drill isn't a label of {}{}", Quoted(word.text),
+                                  Quoted(axis.title), WhatThereIs(word.text, names))};
 }
 
 }  // namespace
 
-bool FindCell(const CliCross& cross, std::string_view text, CliCellPlace& place,
-              CliFailure& failure) {
-    std::vector<CliWordChoice> words;
-    if (!ParseWords(text, words, failure)) {
-        return false;
+CliResult<CliCellPlace> FindCell(const CliCross& cross, std::string_view text) {
+    const CliResult<std::vector<CliWordChoice>> words = ParseWords(text);
+    if (!words) {
+        return words.Failure();
     }
     const std::size_t axes = cross.columns.isData ? 2 : 1;
-    // The column of a calculation may be named: the records are the same.
-    if (words.empty() || words.size() > 2 || words.size() < axes) {
-        return failure.Set(CliExit::Usage, axes == 2 ? "--drill takes two labels: line,column"
-                                                     : "--drill takes the label of a line");
+    // A calculation's column may be named too: all calculations have the same records.
+    if (words->empty() || words->size() > 2 || words->size() < axes) {
+        return CliFailure{CliExit::Usage, axes == 2 ? "--drill takes two labels: line,column"
+                                                    : "--drill takes the label of a line"};
     }
-    return FindLabel(cross.lines, words[0], place.line, failure) &&
-           (words.size() == 1 || FindLabel(cross.columns, words[1], place.column, failure));
+    const CliResult<unsigned int> line = FindLabel(cross.lines, words->front());
+    if (!line) {
+        return line.Failure();
+    }
+    if (words->size() == 1) {
+        return CliCellPlace{*line, 0};
+    }
+    const CliResult<unsigned int> column = FindLabel(cross.columns, words->back());
+    if (!column) {
+        return column.Failure();
+    }
+    return CliCellPlace{*line, *column};
 }
 
 }  // namespace etabulon

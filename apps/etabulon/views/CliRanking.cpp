@@ -25,7 +25,7 @@ std::string TitleOf(const std::vector<CliColumn>& columns) {
     return values + ": " + labels;
 }
 
-void PutLines(CliWriter& writer, const CliRanking& ranking, std::size_t depth) {
+void PutLines(CliWriter& writer, const CliRanking& ranking) {
     CliCellMaker maker;
     for (const CliRanking::Line& line : ranking.lines) {
         for (const EVariant& label : line.labels) {
@@ -37,7 +37,7 @@ void PutLines(CliWriter& writer, const CliRanking& ranking, std::size_t depth) {
         writer.EndRecord();
     }
     writer.BeginTotal();
-    for (std::size_t place = 0; place < depth; ++place) {
+    for (std::size_t place = 0; ranking.columns[place].isLabel; ++place) {
         writer.Cell(place == 0 ? CliCellMaker::Of(std::string_view(kTotal))
                                : CliCell{CliCellKind::Absent, {}});
     }
@@ -49,9 +49,8 @@ void PutLines(CliWriter& writer, const CliRanking& ranking, std::size_t depth) {
 
 class RankingJson {
 public:
-    RankingJson(const CliRanking& ranking, const std::vector<CliColumn>& columns, CliOutput& output)
-        : ranking_(ranking), output_(output) {
-        for (const CliColumn& column : columns) {
+    RankingJson(const CliRanking& ranking, CliOutput& output) : ranking_(ranking), output_(output) {
+        for (const CliColumn& column : ranking.columns) {
             auto& names = column.isLabel ? labelNames_ : valueNames_;
             names.push_back(JsonName(column.name) + ":");
         }
@@ -128,10 +127,9 @@ void CliScoreView::SetScoreTotal(const PTableau<ETabulonValue>& values) {
     ranking_.totals = Copied(values);
 }
 
-void PrintRanking(CliFormat format, const CliRanking& ranking, const CliResultLevels& levels,
-                  std::size_t depth, const CliCalculations& calculations, CliOutput& output,
-                  bool hasStyle) {
-    std::vector<CliColumn> columns;
+void CliRanking::SetColumns(const CliResultLevels& levels, std::size_t depth,
+                            const CliCalculations& calculations) {
+    columns.clear();
     for (std::size_t place = 0; place < depth; ++place) {
         columns.push_back({levels.levels.all[levels.details[place]].shown, false, true});
     }
@@ -139,15 +137,18 @@ void PrintRanking(CliFormat format, const CliRanking& ranking, const CliResultLe
         columns.push_back({calculation.shown, calculation.isNumber});
     }
     GiveNames(columns);
-    if (format == CliFormat::Json) {
-        RankingJson(ranking, columns, output).PutObject();
-    } else if (format == CliFormat::NdJson) {
-        RankingJson(ranking, columns, output).PutEach();
+}
+
+void PrintRanking(const CliPrinting& printing, const CliRanking& ranking) {
+    if (printing.format == CliFormat::Json) {
+        RankingJson(ranking, printing.output).PutObject();
+    } else if (printing.format == CliFormat::NdJson) {
+        RankingJson(ranking, printing.output).PutEach();
     } else {
-        const std::unique_ptr<CliWriter> writer = MakeResultWriter(format, output, hasStyle);
-        writer->SetTitle(TitleOf(columns));
-        writer->Begin(columns);
-        PutLines(*writer, ranking, depth);
+        const std::unique_ptr<CliWriter> writer = MakeResultWriter(printing);
+        writer->SetTitle(TitleOf(ranking.columns));
+        writer->Begin(ranking.columns);
+        PutLines(*writer, ranking);
         writer->Finish(/*isWhole=*/true);
     }
 }

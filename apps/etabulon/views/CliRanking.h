@@ -4,7 +4,7 @@
 #include "apps/etabulon/request/CliCalculations.h"
 #include "apps/etabulon/request/CliSortOptions.h"
 #include "etabulon/foundation/EVariant.h"
-#include "etabulon/score/ITabulonResScoreUI.h"
+#include "etabulon/score/EScoreView.h"
 #include "etabulon/values/ETabulonValue.h"
 
 #include <cstdint>
@@ -12,37 +12,40 @@
 
 namespace etabulon {
 
-class CliOutput;
-
 /// A ranking as it is printed.
 struct CliRanking {
-    /// A label is what is shown, one for each level: missing for NULL.
+    /// The labels are the shown values, one for each level: missing for NULL.
     struct Line {
         std::vector<EVariant> labels;
         std::vector<ETabulonValue> values;
     };
+    /// Sets the columns: one for each of the first `depth` details, whose values are the labels,
+    /// then one for each calculation.
+    void SetColumns(const CliResultLevels& levels, std::size_t depth,
+                    const CliCalculations& calculations);
+
+    std::vector<CliColumn> columns;
     std::vector<Line> lines;
     std::vector<ETabulonValue> totals;
 };
 
-/// Takes the first lines of a score, and its total, over as a ranking.
+/// Copies the first lines of a score, and its total, into a ranking. The score's axis isn't read:
+/// the columns are named after the calculations that the user asked for.
 ///
-/// Ownership  nothing is owned, and nothing of the score is kept.
-class CliScoreView final : public ITabulonResScoreUI {
+/// Ownership  nothing is owned, and no part of the score is kept.
+class CliScoreView final : public EScoreView {
 public:
     /// The labels are of the first `depth` details.
     CliScoreView(const CliResultLevels& levels, std::size_t depth, std::uint64_t mostLines,
                  CliRanking& ranking)
         : levels_(levels), depth_(depth), mostLines_(mostLines), ranking_(ranking) {}
 
-    void StartRefresh() override {}
-    void Reset() override { ranking_ = {}; }
-    // The columns are the calculations as they were asked for, by whatever name the axis has them.
-    void SetScoreAxe(const ETabulonSortDesc* /*sortDesc*/, unsigned int /*levelCount*/,
-                     const ETabulonGridAxe* /*axe*/) override {}
+    void Reset() override {
+        ranking_.lines.clear();
+        ranking_.totals.clear();
+    }
     void SetScoreLine(const ETabulonTag& label, const PTableau<ETabulonValue>& values) override;
     void SetScoreTotal(const PTableau<ETabulonValue>& values) override;
-    void EndRefresh() override {}
 
 private:
     const CliResultLevels& levels_;
@@ -51,10 +54,8 @@ private:
     CliRanking& ranking_;
 };
 
-/// Formats of lines have the total last; JSON is an object of lines and total, NDJSON an object for
-/// each line, and one for the total.
-void PrintRanking(CliFormat format, const CliRanking& ranking, const CliResultLevels& levels,
-                  std::size_t depth, const CliCalculations& calculations, CliOutput& output,
-                  bool hasStyle);
+/// The formats that consist of lines have the total last. JSON is one object with the lines and the
+/// total, NDJSON has an object for each line and one for the total.
+void PrintRanking(const CliPrinting& printing, const CliRanking& ranking);
 
 }  // namespace etabulon

@@ -1,9 +1,12 @@
 #include "apps/etabulon/views/CliRecords.h"
 
 #include "apps/etabulon/output/CliOutput.h"
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/sql/ESqlSource.h"
 
 #include <algorithm>
+#include <memory>
+#include <utility>
 
 namespace etabulon {
 namespace {
@@ -19,7 +22,7 @@ struct KeyPart {
     CliColumn column;
 };
 
-/// The parts of the key that aren't levels, which are printed anyway.
+/// The parts of the key that aren't printed as levels already.
 std::vector<KeyPart> KeyParts(const ESqlTableInfo& table, const CliLevels& levels) {
     if (table.keyKind == ESqlKeyKind::RowId) {
         return {{0, {table.rowIdName, true}}};
@@ -35,24 +38,28 @@ std::vector<KeyPart> KeyParts(const ESqlTableInfo& table, const CliLevels& level
 }
 
 /// Writes a line for each record: the levels' texts, the key, the values.
-class RecordPrinter final : public CliListener {
+class RecordPrinter final : public ECursorListener {
 public:
-    RecordPrinter(CliWriter& writer, const CliOutput& output, std::vector<CliColumn> columns,
-                  std::vector<CliVariable> values, const std::vector<KeyPart>& keyParts,
-                  std::uint64_t limit)
-        : writer_(writer),
-          output_(output),
-          columns_(std::move(columns)),
-          values_(std::move(values)),
-          limit_(limit) {
-        for (const KeyPart& part : keyParts) {
+    RecordPrinter(const ESqlTableInfo& table, const CliRecordsRequest& request,
+                  const CliPrinting& printing)
+        : request_(request), output_(printing.output), writer_(MakeWriter(printing)) {
+        for (const CliLevel& level : request.levels.all) {
+            columns_.push_back(
+                {level.shown, !level.HasLabel() && IsNumber(level.data.variable->TypeCode())});
+        }
+        for (KeyPart& part : KeyParts(table, request.levels)) {
+            columns_.push_back(std::move(part.column));
             keyPlaces_.push_back(part.place);
         }
+        for (const CliVariable& value : request.values) {
+            columns_.push_back({value.shown, IsNumber(value.variable->TypeCode())});
+        }
+        GiveNames(columns_);
     }
 
     CursorStatus OnReset(const ETabulonTag& /*tag*/, const ETabulonCursor& cursor) override {
         fields_.clear();
-        for (const CliVariable& value : values_) {
+        for (const CliVariable& value : request_.values) {
             fields_.push_back(&cursor.Field(ETabulonVariableID(value.code)));
         }
         levelCount_ = cursor.Levels().Size();
@@ -60,30 +67,35 @@ public:
             const ETabulonLevels::Level& description = cursor.Levels().GetLevel(level);
             hasLabel_.push_back(!(description.DataID() == description.DescID()));
         }
-        return limit_ == 0 ? StatusEnd : StatusOk;
+        return request_.limit == 0 ? StatusEnd : StatusOk;
     }
     CursorStatus OnMove(const ETabulonCursor& cursor) override {
         Begin();
         PutTag(cursor.CurrentTag());
         const EFieldKey& key = cursor.PrimaryKey().Fields();
         for (const std::uint16_t place : keyPlaces_) {
-            writer_.Cell(place < key.Size() ? maker_.Of(key.At(place)) : CliCell{});
+            writer_->Cell(place < key.Size() ? maker_.Of(key.At(place)) : CliCell{});
         }
         for (const EField* const field : fields_) {
-            writer_.Cell(maker_.Of(*field));
+            writer_->Cell(maker_.Of(*field));
         }
-        writer_.EndRecord();
-        // Nobody reads on: not this walk's failure, and what it was is told by the output.
-        return ++count_ == limit_ || output_.IsBroken() ? StatusEnd : StatusOk;
+        writer_->EndRecord();
+        // A broken output ends the walk without a failure: the output itself reports the reason.
+        return ++count_ == request_.limit || output_.IsBroken() ? StatusEnd : StatusOk;
     }
-    /// Waits for the first record, so that a failure before it leaves nothing behind.
+    /// Called at the first record, so that a walk that fails before it prints nothing.
     void Begin() {
         if (!hasBegun_) {
             hasBegun_ = true;
-            writer_.Begin(columns_);
+            writer_->Begin(columns_);
         }
     }
-    [[nodiscard]] bool HasBegun() const noexcept { return hasBegun_; }
+    /// Ends a listing that has begun. Records are missing unless `isWhole`.
+    void Finish(bool isWhole) {
+        if (hasBegun_) {
+            writer_->Finish(isWhole);
+        }
+    }
     [[nodiscard]] std::uint64_t Count() const noexcept { return count_; }
 
 private:
@@ -91,21 +103,20 @@ private:
         for (unsigned level = 0; level < levelCount_; ++level) {
             const ETabulonValue* const value = tag.Find(level);  // an inserted record may lack it
             if (value == nullptr || value->IsNull()) {
-                writer_.Cell({});
+                writer_->Cell({});
             } else if (hasLabel_[level]) {
-                writer_.Cell(CliCellMaker::Of(value->DisplayValue().View()));
+                writer_->Cell(CliCellMaker::Of(value->DisplayValue().View()));
             } else {
-                writer_.Cell(maker_.Of(value->Data()));
+                writer_->Cell(maker_.Of(value->Data()));
             }
         }
     }
 
-    CliWriter& writer_;
+    const CliRecordsRequest& request_;
     const CliOutput& output_;
+    std::unique_ptr<CliWriter> writer_;
     std::vector<CliColumn> columns_;
-    std::vector<CliVariable> values_;
     std::vector<std::uint16_t> keyPlaces_;
-    std::uint64_t limit_;
     std::uint64_t count_ = 0;
     unsigned levelCount_ = 0;
     std::vector<bool> hasLabel_;
@@ -116,51 +127,35 @@ private:
 
 }  // namespace
 
-std::vector<CliVariable> AllValues(const CliDictionary& dictionary, const ESqlTableInfo& table,
-                                   const CliLevels& levels) {
+std::vector<CliVariable> AllValues(const CliLevels& levels) {
+    const ESqlTableInfo& table = levels.Table().Info();
     std::vector<CliVariable> values;
     for (unsigned index = 0; index < table.columns.size(); ++index) {
         const ESqlColumn& column = table.columns[index];
         const bool isKey = std::find(table.key.begin(), table.key.end(), index) != table.key.end();
         if (!isKey && !IsPlainLevel(levels, column)) {
-            values.push_back(dictionary.VariableOf(table, column));
+            values.push_back(levels.Table().VariableOf(column));
         }
     }
     return values;
 }
 
-bool PrintRecords(const CliWalkContext& context, const CliRecordsRequest& request,
-                  CliWriter& writer, const CliOutput& output, CliFailure& failure) {
-    std::vector<CliColumn> columns;
-    for (const CliLevel& level : request.levels.all) {
-        columns.push_back(
-            {level.shown, !level.HasLabel() && IsNumber(level.data.variable->TypeCode())});
-    }
-    const std::vector<KeyPart> keyParts = KeyParts(context.table, request.levels);
-    for (const KeyPart& part : keyParts) {
-        columns.push_back(part.column);
-    }
-    for (const CliVariable& value : request.values) {
-        columns.push_back({value.shown, IsNumber(value.variable->TypeCode())});
-    }
-    GiveNames(columns);
-    RecordPrinter printer(writer, output, std::move(columns), request.values, keyParts,
-                          request.limit);
+CliResult<> PrintRecords(const CliWalkContext& context, const CliRecordsRequest& request,
+                         const CliPrinting& printing) {
+    RecordPrinter printer(context.table.Info(), request, printing);
     CliCursor cursor(context.interrupt);
-    const bool isWhole =
-        OpenCursor(context, request.levels.levels, request.values, cursor, failure) &&
-        Walk(context, cursor, request.tag, printer, failure);
-    if (isWhole && printer.Count() == 0 && !request.tag.IsRoot() && request.limit != 0) {
-        ExplainNothingThere(context, request.levels, request.tag, failure);
-        return false;
+    CliResult<> walked = OpenCursor(context, request.levels.levels, request.values, cursor);
+    if (walked) {
+        walked = Walk(context, cursor, request.tag, printer);
     }
-    if (isWhole) {
+    if (walked && printer.Count() == 0 && !request.tag.IsRoot() && request.limit != 0) {
+        return ExplainNothingThere(context, request.levels, request.tag);
+    }
+    if (walked) {
         printer.Begin();
     }
-    if (printer.HasBegun()) {
-        writer.Finish(isWhole);
-    }
-    return isWhole;
+    printer.Finish(/*isWhole=*/static_cast<bool>(walked));
+    return walked;
 }
 
 }  // namespace etabulon

@@ -1,9 +1,8 @@
 #pragma once
 
 #include "apps/etabulon/output/CliWriter.h"
-#include "apps/etabulon/request/CliDictionary.h"
-#include "apps/etabulon/request/CliFailure.h"
 #include "apps/etabulon/request/CliLevels.h"
+#include "apps/etabulon/request/CliResult.h"
 #include "apps/etabulon/walk/CliWalk.h"
 
 #include <cstdint>
@@ -11,9 +10,7 @@
 
 namespace etabulon {
 
-class CliOutput;
-
-/// Which records are printed, and what of them.
+/// Which records are printed, and which of their values.
 struct CliRecordsRequest {
     static constexpr auto kNoLimit = static_cast<std::uint64_t>(-1);
     const CliLevels& levels;
@@ -22,14 +19,12 @@ struct CliRecordsRequest {
     std::uint64_t limit = kNoLimit;
 };
 
-/// The columns that are neither levels nor parts of the key, which are printed anyway.
-[[nodiscard]] std::vector<CliVariable> AllValues(const CliDictionary& dictionary,
-                                                 const ESqlTableInfo& table,
-                                                 const CliLevels& levels);
+/// The columns that are neither levels nor parts of the key. Levels and key are always printed.
+[[nodiscard]] std::vector<CliVariable> AllValues(const CliLevels& levels);
 
-/// Walks the records below a tag and writes a line for each: levels, key, values. `output` is that
-/// of the writer.
-[[nodiscard]] bool PrintRecords(const CliWalkContext& context, const CliRecordsRequest& request,
-                                CliWriter& writer, const CliOutput& output, CliFailure& failure);
+/// Walks the records below a tag and writes a line for each: levels, key, values.
+[[nodiscard]] CliResult<> PrintRecords(const CliWalkContext& context,
+                                       const CliRecordsRequest& request,
+                                       const CliPrinting& printing);
 
 }  // namespace etabulon

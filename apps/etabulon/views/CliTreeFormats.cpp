@@ -1,6 +1,5 @@
 #include "apps/etabulon/output/CliJsonWriter.h"
 #include "apps/etabulon/output/CliOutput.h"
-#include "apps/etabulon/output/CliTableWriter.h"
 #include "apps/etabulon/views/CliTreePrinter.h"
 
 namespace etabulon {
@@ -9,13 +8,12 @@ namespace {
 constexpr const char* kCount = "count";
 constexpr std::uint32_t kIndent = 2;
 
-/// Indented lines with their counts.
+/// An indented line for each node, with its count.
 class TableTreePrinter final : public CliTreePrinter {
 public:
-    TableTreePrinter(const CliTreeView& view, const CliTreeRecords& records, CliOutput& output,
-                     bool hasStyle, const CliInterrupt& interrupt)
-        : CliTreePrinter(view, records, output, interrupt),
-          writer_(output, hasStyle, /*measuresAll=*/true) {
+    TableTreePrinter(const CliPrinting& printing, const CliTreeView& view,
+                     const CliTreeRecords& records, const CliInterrupt& interrupt)
+        : CliTreePrinter(printing, view, records, interrupt), writer_(MakeResultWriter(printing)) {
         std::string title;
         std::size_t depth = 0;
         for (const CliTreeLevel& level : view.levels) {
@@ -26,7 +24,7 @@ public:
         }
         const std::vector<CliColumn> columns = {{title.empty() ? view.rootName : title, false},
                                                 {kCount, true}};
-        writer_.Begin(columns);
+        writer_->Begin(columns);
     }
 
 protected:
@@ -44,26 +42,26 @@ protected:
         cell.indent = kIndent;
         Put(cell, 1);
     }
-    void OnEnd(bool isWhole) override { writer_.Finish(isWhole); }
+    void OnEnd(bool isWhole) override { writer_->Finish(isWhole); }
 
 private:
     void Put(CliCell cell, std::uint64_t count) {
         cell.indent += kIndent * static_cast<std::uint32_t>(Depth());
-        writer_.Cell(cell);
-        writer_.Cell(Maker().Of(static_cast<std::int64_t>(count)));
-        writer_.EndRecord();
+        writer_->Cell(cell);
+        writer_->Cell(Maker().Of(static_cast<std::int64_t>(count)));
+        writer_->EndRecord();
     }
 
-    CliTableWriter writer_;
+    std::unique_ptr<CliWriter> writer_;
 };
 
-/// A line for each of the deepest nodes, or for each record: a line for a node further up would
-/// have cells without a value, which NULL couldn't be told from.
+/// A line for each of the deepest nodes, or for each record. A node further up has no line: its
+/// cells without a value couldn't be told from NULL.
 class RowsTreePrinter final : public CliTreePrinter {
 public:
-    RowsTreePrinter(const CliTreeView& view, const CliTreeRecords& records, CliOutput& output,
-                    std::unique_ptr<CliWriter> writer, const CliInterrupt& interrupt)
-        : CliTreePrinter(view, records, output, interrupt), writer_(std::move(writer)) {
+    RowsTreePrinter(const CliPrinting& printing, const CliTreeView& view,
+                    const CliTreeRecords& records, const CliInterrupt& interrupt)
+        : CliTreePrinter(printing, view, records, interrupt), writer_(MakeWriter(printing)) {
         std::vector<CliColumn> columns;
         std::size_t depth = 0;
         for (const CliTreeLevel& level : view.levels) {
@@ -102,12 +100,12 @@ private:
     std::unique_ptr<CliWriter> writer_;
 };
 
-/// What both JSON formats share.
+/// The parts that both JSON formats share.
 class JsonTreePrinterBase : public CliTreePrinter {
 public:
-    JsonTreePrinterBase(const CliTreeView& view, const CliTreeRecords& records, CliOutput& output,
-                        const CliInterrupt& interrupt)
-        : CliTreePrinter(view, records, output, interrupt) {
+    JsonTreePrinterBase(const CliPrinting& printing, const CliTreeView& view,
+                        const CliTreeRecords& records, const CliInterrupt& interrupt)
+        : CliTreePrinter(printing, view, records, interrupt) {
         std::vector<CliColumn> columns;
         for (const CliTreeLevel& level : view.levels) {
             columns.push_back(level.column);
@@ -122,7 +120,7 @@ public:
     }
 
 protected:
-    /// An object of the levels' values that the node's path has.
+    /// Writes the values of the node's path as one object.
     void PutPath() {
         Output().Append('{');
         bool isFirst = true;
@@ -152,7 +150,7 @@ private:
     std::vector<std::string> keyNames_;
 };
 
-/// One object a node, each with its whole path.
+/// An object for each node, with its whole path.
 class NdJsonTreePrinter final : public JsonTreePrinterBase {
 public:
     using JsonTreePrinterBase::JsonTreePrinterBase;
@@ -178,7 +176,7 @@ private:
     }
 };
 
-/// Objects in objects.
+/// Nested objects: a node contains its children.
 class JsonTreePrinter final : public JsonTreePrinterBase {
 public:
     using JsonTreePrinterBase::JsonTreePrinterBase;
@@ -226,24 +224,24 @@ private:
         isFirst_ = false;
     }
 
-    bool isFirst_ = true;  // no item was written behind the last bracket
+    bool isFirst_ = true;  // the next item is the first behind its bracket
 };
 
 }  // namespace
 
-std::unique_ptr<CliTreePrinter> MakeTreePrinter(CliFormat format, const CliTreeView& view,
-                                                const CliTreeRecords& records, CliOutput& output,
-                                                bool hasStyle, const CliInterrupt& interrupt) {
-    switch (format) {
+std::unique_ptr<CliTreePrinter> MakeTreePrinter(const CliPrinting& printing,
+                                                const CliTreeView& view,
+                                                const CliTreeRecords& records,
+                                                const CliInterrupt& interrupt) {
+    switch (printing.format) {
         case CliFormat::Json:
-            return std::make_unique<JsonTreePrinter>(view, records, output, interrupt);
+            return std::make_unique<JsonTreePrinter>(printing, view, records, interrupt);
         case CliFormat::NdJson:
-            return std::make_unique<NdJsonTreePrinter>(view, records, output, interrupt);
+            return std::make_unique<NdJsonTreePrinter>(printing, view, records, interrupt);
         case CliFormat::Table:
-            return std::make_unique<TableTreePrinter>(view, records, output, hasStyle, interrupt);
+            return std::make_unique<TableTreePrinter>(printing, view, records, interrupt);
         default:
-            return std::make_unique<RowsTreePrinter>(
-                view, records, output, MakeWriter(format, output, hasStyle), interrupt);
+            return std::make_unique<RowsTreePrinter>(printing, view, records, interrupt);
     }
 }
 

@@ -25,9 +25,9 @@ void AppendPair(std::string& text, const std::string& name, const CliCell& cell)
 
 }  // namespace
 
-CliTreePrinter::CliTreePrinter(const CliTreeView& view, const CliTreeRecords& records,
-                               CliOutput& output, const CliInterrupt& interrupt)
-    : view_(view), records_(records), output_(output), interrupt_(interrupt) {
+CliTreePrinter::CliTreePrinter(const CliPrinting& printing, const CliTreeView& view,
+                               const CliTreeRecords& records, const CliInterrupt& interrupt)
+    : view_(view), records_(records), output_(printing.output), interrupt_(interrupt) {
     for (const CliTreeLevel& level : view_.levels) {
         if (!level.isFixed) {
             below_.push_back(&level);

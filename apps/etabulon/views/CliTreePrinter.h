@@ -25,27 +25,27 @@ struct CliTreeLevel {
     CliColumn column;
     unsigned int id = 0;
     bool hasLabel = false;
-    bool isFixed = false;  // all nodes have the same value there: that of the place
+    bool isFixed = false;  // all nodes have the place's value at this level
 };
 
-/// What of a tree is printed.
+/// The printed part of a tree.
 struct CliTreeView {
     std::string rootName;
     std::vector<CliTreeLevel> levels;
     ETabulonTag place;                // a value for each fixed level
     std::size_t depth = 0;            // levels shown below the root
-    std::vector<CliColumn> keyParts;  // of the records; none: records aren't printed
+    std::vector<CliColumn> keyParts;  // of the records; empty if records aren't printed
 };
 
-/// Prints a tree from the top down, children in the tree's order. What a format makes of it is in
-/// the derived classes.
+/// Prints a tree from the root down, children in the tree's order. The derived classes write the
+/// formats.
 ///
-/// Ownership  what the constructor is given isn't owned and must outlive this.
-/// Failure    ends early, after what is whole, when SIGINT comes or nobody reads on.
+/// Ownership  the constructor's arguments aren't owned and must outlive the printer.
+/// Failure    SIGINT or a broken output ends the printing after a whole item.
 class CliTreePrinter {
 public:
-    CliTreePrinter(const CliTreeView& view, const CliTreeRecords& records, CliOutput& output,
-                   const CliInterrupt& interrupt);
+    CliTreePrinter(const CliPrinting& printing, const CliTreeView& view,
+                   const CliTreeRecords& records, const CliInterrupt& interrupt);
     CliTreePrinter(const CliTreePrinter&) = delete;
     CliTreePrinter& operator=(const CliTreePrinter&) = delete;
     virtual ~CliTreePrinter() = default;
@@ -53,25 +53,25 @@ public:
     void Print(const EDataTree& tree);
 
 protected:
-    /// A node by itself, the root first.
+    /// Writes a node, without its children. The root comes first.
     virtual void OnNode(std::uint64_t count) = 0;
-    /// A record of the node above.
+    /// Writes a record of the node that was written last.
     virtual void OnRecord(const std::vector<CliCell>& key) = 0;
-    /// All below a node has been printed.
+    /// All children or records of a node have been written.
     virtual void OnNodeEnd() {}
     virtual void OnEnd(bool /*isWhole*/) {}
 
     [[nodiscard]] const CliTreeView& View() const noexcept { return view_; }
     [[nodiscard]] CliOutput& Output() const noexcept { return output_; }
-    /// How far below the root the node stands.
+    /// The node's depth; the root has 0.
     [[nodiscard]] std::size_t Depth() const noexcept { return depth_; }
     [[nodiscard]] bool IsDeepest() const noexcept { return depth_ == view_.depth; }
     [[nodiscard]] bool ShowsRecords() const noexcept { return !view_.keyParts.empty(); }
-    /// The level of the node. Requires that it isn't the root.
+    /// The level of the node. Requires that the node isn't the root.
     [[nodiscard]] const CliTreeLevel& Level() const { return *below_[depth_ - 1]; }
-    /// The node's own value. Requires that it isn't the root.
+    /// The node's own value. Requires that the node isn't the root.
     [[nodiscard]] CliCell Value() { return CellOf(Level(), path_[depth_ - 1]); }
-    /// Calls `call(place, cell)` for each level whose value the node's path has, in their order.
+    /// Calls `call(index, cell)` for each level with a value in the node's path, in their order.
     template <class Call>
     void ForPath(Call call);
     [[nodiscard]] CliCellMaker& Maker() noexcept { return maker_; }
@@ -97,10 +97,9 @@ private:
     std::vector<CliCell> key_;
 };
 
-[[nodiscard]] std::unique_ptr<CliTreePrinter> MakeTreePrinter(CliFormat format,
+[[nodiscard]] std::unique_ptr<CliTreePrinter> MakeTreePrinter(const CliPrinting& printing,
                                                               const CliTreeView& view,
                                                               const CliTreeRecords& records,
-                                                              CliOutput& output, bool hasStyle,
                                                               const CliInterrupt& interrupt);
 
 template <class Call>

@@ -1,7 +1,5 @@
 #include "apps/etabulon/views/CliTreeRecords.h"
 
-#include "etabulon/cursors/ETabulonCursor.h"
-
 #include <cstring>
 
 namespace etabulon {
@@ -12,7 +10,7 @@ CursorStatus CliTreeRecords::OnMove(const ETabulonCursor& cursor) {
         firstTag_ = tag;
     }
     EDataTreeNode* const node = root_.AddChild(tag);
-    // Where all levels are hidden the root stands for the records.
+    // If all levels are hidden, the records belong to the root.
     Place& place = MakePlace(node != nullptr ? *node : root_);
     ++place.count;
     if (keySize_ != 0) {

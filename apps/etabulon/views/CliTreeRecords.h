@@ -1,7 +1,7 @@
 #pragma once
 
 #include "apps/etabulon/output/CliCell.h"
-#include "apps/etabulon/walk/CliWalk.h"
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/tree/EDataTreeNode.h"
 
 #include <cstddef>
@@ -11,33 +11,33 @@
 
 namespace etabulon {
 
-/// Files the records of a walk under a root, counts those of each node, and keeps their keys where
-/// they are asked for. The tree has one leaf for all records of one place, and with it one key: the
-/// others are here.
+/// Adds the records of a walk to a tree, counts the records of each node, and keeps the records'
+/// keys on request. The tree itself has one leaf with one key for all records of one place; the
+/// keys of all of them are kept here.
 ///
-/// Ownership  the root isn't owned. Uses the Param of its nodes.
-class CliTreeRecords final : public CliListener {
+/// Ownership  the root isn't owned. The Param of each node is used.
+class CliTreeRecords final : public ECursorListener {
 public:
     static constexpr std::size_t kNoRecord = static_cast<std::size_t>(-1);
 
-    /// `keySize` parts of each key are kept; 0 for none.
+    /// Keeps the first `keySize` parts of each key; with 0 no keys are kept.
     CliTreeRecords(EDataTreeNode& root, std::size_t keySize) : root_(root), keySize_(keySize) {}
     CursorStatus OnMove(const ETabulonCursor& cursor) override;
 
-    /// Adds up the counts from the leaves to the root: what Count requires.
+    /// Adds up the counts from the leaves to the root. To be called before Count.
     void SumUp() { SumUp(root_); }
     [[nodiscard]] std::uint64_t Count(const EDataTreeNode& node) const {
         return PlaceOf(node).count;
     }
-    /// Where the first record was met; the root without one.
+    /// The tag of the first record; the root's if there was no record.
     [[nodiscard]] const ETabulonTag& FirstTag() const noexcept { return firstTag_; }
 
-    /// The records of a leaf in the order of the walk, if their keys are kept.
+    /// The first record of a leaf in the order of the walk. Requires that keys are kept.
     [[nodiscard]] std::size_t FirstRecord(const EDataTreeNode& leaf) const {
         return PlaceOf(leaf).first;
     }
     [[nodiscard]] std::size_t NextRecord(std::size_t record) const { return records_[record].next; }
-    /// The parts of its key, borrowed.
+    /// Reads the parts of a record's key, whose texts are borrowed.
     void ReadKey(std::size_t record, std::vector<CliCell>& cells) const;
 
 private:
@@ -47,7 +47,7 @@ private:
         std::size_t last = kNoRecord;
     };
     struct Record {
-        std::size_t key;  // where in keys_ it begins
+        std::size_t key;  // the offset in keys_
         std::size_t next;
     };
     [[nodiscard]] const Place& PlaceOf(const EDataTreeNode& node) const;
@@ -58,7 +58,7 @@ private:
     EDataTreeNode& root_;
     std::size_t keySize_;
     ETabulonTag firstTag_;
-    std::vector<Place> places_;  // a node's Param counts from 1; 0 = it has none
+    std::vector<Place> places_;  // a node's Param is its index here + 1, or 0
     std::vector<Record> records_;
     std::string keys_;  // of each part: kind, length, text
     CliCellMaker maker_;

@@ -16,8 +16,8 @@ namespace {
 
 constexpr int kSignalExit = 128;
 
-/// Ends the process; async-signal-safe. There is nothing to tidy up: what a save hasn't committed
-/// goes with the process.
+/// Ends the process; async-signal-safe. Nothing is tidied up: the engine rolls back what a save
+/// hasn't committed.
 [[noreturn]] void EndSaving(int signal) noexcept {
     constexpr std::string_view kWords = "etabulon: cancelled: nothing was saved\n";
     static_cast<void>(::write(STDERR_FILENO, kWords.data(), kWords.size()));
@@ -93,8 +93,8 @@ void CliInterrupt::Raise(int signal) {
             return cursor_->Cancel();
         }
     }
-    // Waiting for the line is waiting for whoever reads the output. A second signal doesn't. No
-    // commit can begin meanwhile: this signal counts.
+    // Stop may wait for a slow reader of the output. A second signal ends the process without it.
+    // No commit can begin meanwhile: this signal counts.
     struct sigaction atOnce {};
     atOnce.sa_handler = end;
     for (const int second : {SIGINT, SIGTERM}) {

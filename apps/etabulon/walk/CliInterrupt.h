@@ -14,32 +14,33 @@ namespace etabulon {
 class CliOutput;
 class ETabulonCursor;
 
-/// Waits for SIGINT in a thread of its own. The first one cancels the cursor that is walking, which
-/// ends the command in order; without such a cursor the process ends, after a whole line of the
-/// output. The second one ends it at once. In a program that saves SIGTERM does the same as SIGINT.
-/// A signal that was ignored when the program was started stays ignored.
+/// Waits for SIGINT in a thread of its own. The first signal cancels the walking cursor, and the
+/// command ends in order; if no cursor walks, the process ends after a whole line of the output.
+/// The second signal ends the process at once. While a program saves, SIGTERM acts like SIGINT. A
+/// signal that was ignored when the program was started stays ignored.
 ///
-/// Made in the main thread before any other thread, as threads inherit what it blocks.
+/// To be made in the main thread before any other thread, so that all threads inherit the blocked
+/// signals.
 /// Ownership  the output isn't owned and must outlive this.
 /// Failure    std::system_error where no thread can be started.
 class CliInterrupt {
 public:
-    /// With `saves` the program first says on stderr that nothing was saved where it ends at once.
+    /// With `saves`, a process that ends at once first reports on stderr that nothing was saved.
     CliInterrupt(CliOutput& output, bool saves);
     ~CliInterrupt();
     CliInterrupt(const CliInterrupt&) = delete;
     CliInterrupt& operator=(const CliInterrupt&) = delete;
 
-    /// A signal has come that cancels.
+    /// A signal has cancelled the command.
     [[nodiscard]] bool IsRaised() const noexcept { return raised_.load() != 0; }
-    /// What the program ends with after that.
+    /// The exit status of a cancelled program.
     [[nodiscard]] CliExit Exit() const noexcept;
 
-    /// The point of no return, right before the commit: from here on signals don't count, so that
-    /// the program reports what it has saved. False where a signal has come before.
+    /// To be called right before the commit: later signals are ignored, so that the program reports
+    /// what it saved. Returns false if a signal has come before.
     [[nodiscard]] bool BeginCommit();
 
-    /// Names the cursor to cancel for a scope. There is one at a time.
+    /// Makes a cursor the one to cancel, for a scope. There is one at a time.
     class [[nodiscard]] Cancelling {
     public:
         Cancelling(CliInterrupt& interrupt, ETabulonCursor& cursor);
@@ -51,8 +52,8 @@ public:
         CliInterrupt& interrupt_;
     };
 
-    /// Has every SIGINT call `handler` instead, for a scope: a program that must tidy up before it
-    /// ends. Called by the thread that waits; there is one at a time.
+    /// Makes every SIGINT call `handler` instead, for a scope, in a program that must tidy up
+    /// before it ends. The waiting thread calls the handler; there is one at a time.
     class [[nodiscard]] Handling {
     public:
         Handling(CliInterrupt& interrupt, std::function<void()> handler);
@@ -75,10 +76,10 @@ private:
     ETabulonCursor* cursor_ = nullptr;  // guarded by lock_
     std::function<void()> handler_;     // guarded by lock_
     bool isCommitting_ = false;         // guarded by lock_
-    std::atomic<int> raised_{0};        // the signal
+    std::atomic<int> raised_{0};        // the signal that came; 0 if none
     std::atomic<bool> ending_{false};
-    sigset_t awaited_{};  // but for those that are ignored
-    std::thread thread_;  // none where both are
+    sigset_t awaited_{};  // without the ignored ones
+    std::thread thread_;  // none if both signals are ignored
 };
 
 }  // namespace etabulon

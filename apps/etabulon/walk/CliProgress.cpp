@@ -9,7 +9,7 @@
 namespace etabulon {
 
 CursorStatus CliProgress::OnMove(const ETabulonCursor& /*cursor*/) {
-    constexpr std::uint64_t kBetweenLooks = 1024;  // at the clock
+    constexpr std::uint64_t kBetweenLooks = 1024;  // records between two reads of the clock
     constexpr std::chrono::milliseconds kBetweenLines(100);
     if (++count_ % kBetweenLooks != 0) {
         return StatusOk;

@@ -1,17 +1,17 @@
 #pragma once
 
-#include "apps/etabulon/walk/CliWalk.h"
+#include "etabulon/cursors/ECursorListener.h"
 
 #include <chrono>
 #include <cstdint>
 
 namespace etabulon {
 
-/// Shows on stderr how many records a walk has met.
-class CliProgress final : public CliListener {
+/// Shows on stderr how many records the walk has read.
+class CliProgress final : public ECursorListener {
 public:
     CursorStatus OnMove(const ETabulonCursor& cursor) override;
-    /// Wipes the line.
+    /// Clears the line.
     void End();
 
 private:

@@ -3,6 +3,7 @@
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliWritten.h"
 #include "apps/etabulon/walk/CliInterrupt.h"
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/pending/ETabulonSavePending.h"
 #include "etabulon/sql/ESqlSource.h"
 
@@ -14,21 +15,21 @@
 namespace etabulon {
 namespace {
 
-/// Counts what is written and keeps what the first failure was; ends the walk there, as nothing
-/// that follows would stay.
+/// Counts the written records and keeps the text of the first failure. A failure ends the walk: the
+/// save is rolled back, and further records would be lost.
 class SavingCursor final : public CliCursor {
 public:
     SavingCursor(const CliWalkContext& context, const CliEdits& edits);
 
     [[nodiscard]] const CliSaved& Saved() const noexcept { return saved_; }
-    /// Empty without a failure.
+    /// The text of the first failure; empty if there was none.
     [[nodiscard]] const std::string& FirstFailure() const noexcept { return failure_; }
     void Fail(CursorStatus status, std::string_view doing);
 
 protected:
     CursorStatus StartInsert(const ETabulonTag& tag) override {
         place_ = tag;
-        // An insert that follows a failure wouldn't stay.
+        // The save will be rolled back: further inserts would be lost.
         if (IsInterrupted() || !failure_.empty()) {
             return StatusCancelled;
         }
@@ -60,7 +61,8 @@ private:
 
     const CliWalkContext& context_;
     const CliEdits& edits_;
-    std::vector<const ETabulonPendingChanges::Change*> atMissing_;  // a place has a missing value
+    std::vector<const ETabulonPendingChanges::Change*>
+        atMissing_;  // changes at places with a missing value
     CliSaved saved_;
     std::string failure_;
     ETabulonTag place_;
@@ -74,7 +76,7 @@ std::string TextOf(const ESqlTable& table, std::int32_t status) {
 }
 
 std::string SavingCursor::ShownKey(const ETabulonPrimaryKey& key) const {
-    const ESqlTableInfo& table = context_.table;
+    const ESqlTableInfo& table = context_.table.Info();
     std::string shown;
     for (std::uint16_t part = 0; part < key.Fields().Size(); ++part) {
         const std::string name = part < table.key.size()
@@ -101,8 +103,8 @@ SavingCursor::SavingCursor(const CliWalkContext& context, const CliEdits& edits)
     }
 }
 
-/// Refuses an edit at a place with a missing value where the record holds a value there that only
-/// reads as missing, because it isn't of the column's type: it would be lost unseen.
+/// Refuses an edit at a place with a missing value if the record's own value only reads as missing,
+/// because it isn't of the column's type: the user would lose it unseen.
 void SavingCursor::RefuseMisread(ETabulonPendingChanges::ChangeType type,
                                  const ETabulonPrimaryKey& key, const ETabulonTag& tag,
                                  std::string_view done) {
@@ -111,15 +113,15 @@ void SavingCursor::RefuseMisread(ETabulonPendingChanges::ChangeType type,
             continue;
         }
         if (const std::string misread = FindMisread(change->Selection(), key); !misread.empty()) {
-            failure_ =
-                fmt::format("record {} of table {} can't be {} as one without a value: {}",
-                            ShownKey(key), Quoted(context_.table.name.View()), done, misread);
+            failure_ = fmt::format("record {} of table {} can't be {} as one without a value: {}",
+                                   ShownKey(key), Quoted(context_.table.Info().name.View()), done,
+                                   misread);
             Cancel();
         }
     }
 }
 
-/// What is wrong with the record at that place; empty where nothing is.
+/// Describes such a value of the record, or the failure of reading it; empty if there is none.
 std::string SavingCursor::FindMisread(const ETabulonTag& place, const ETabulonPrimaryKey& key) {
     for (unsigned int known = 0; known < place.KnownLevelsCount(); ++known) {
         const Chaine code = Levels().GetLevel(place.LevelAt(known)).DataID().Code();
@@ -136,7 +138,7 @@ std::string SavingCursor::FindMisread(const ETabulonTag& place, const ETabulonPr
         if (!stored.IsMissing()) {
             const unsigned column = Table()->Columns()[static_cast<std::size_t>(field)];
             return fmt::format("column {} holds {}, which isn't of its type and reads as NULL",
-                               Quoted(context_.table.columns[column].name.View()),
+                               Quoted(context_.table.Info().columns[column].name.View()),
                                WrittenValue(stored));
         }
     }
@@ -153,7 +155,7 @@ void SavingCursor::Fail(CursorStatus status, std::string_view doing) {
 
 CursorStatus SavingCursor::Save() {
     const CursorStatus status = CliCursor::Save();
-    const std::string table = Quoted(context_.table.name.View());
+    const std::string table = Quoted(context_.table.Info().name.View());
     if (IsInInsertMode()) {
         ++saved_.inserted;
     } else {
@@ -175,13 +177,13 @@ CursorStatus SavingCursor::Delete(const ETabulonPrimaryKey& key, const ETabulonT
     ++saved_.deleted;
     if (status != StatusOk) {
         Fail(status, fmt::format("record {} of table {} can't be deleted", ShownKey(key),
-                                 Quoted(context_.table.name.View())));
+                                 Quoted(context_.table.Info().name.View())));
     }
     return status;
 }
 
-/// Hears of a walk that fails: a save goes on after one.
-class WalkFailures final : public CliListener {
+/// Reports a failed walk to the cursor, as the saving class goes on after one.
+class WalkFailures final : public ECursorListener {
 public:
     explicit WalkFailures(SavingCursor& cursor) : cursor_(cursor) {}
     void OnError(const ETabulonCursor& /*cursor*/, CursorStatus status) override {
@@ -192,13 +194,12 @@ private:
     SavingCursor& cursor_;
 };
 
-/// Runs the save in an atomic session, and ends that.
-bool SaveAll(const CliWalkContext& context, const CliEdits& edits, SavingCursor& cursor,
-             CliFailure& failure) {
+/// Runs the save in an atomic session: commits it, or rolls it back.
+CliResult<> SaveAll(const CliWalkContext& context, const CliEdits& edits, SavingCursor& cursor) {
     constexpr const char* kNothing = "nothing was saved";
     ESqlTable& table = *cursor.Table();
     if (const std::int32_t status = table.BeginAtomic(); status != DataOk) {
-        return failure.Set(CliExit::Failed, fmt::format("{}: {}", kNothing, TextOf(table, status)));
+        return CliFailure{CliExit::Failed, fmt::format("{}: {}", kNothing, TextOf(table, status))};
     }
     WalkFailures failures(cursor);
     CursorStatus status = StatusOk;
@@ -211,51 +212,50 @@ bool SaveAll(const CliWalkContext& context, const CliEdits& edits, SavingCursor&
         !cursor.FirstFailure().empty() || status != StatusOk || table.Session().failures != 0;
     if (context.interrupt.IsRaised() || (!hasFailed && !context.interrupt.BeginCommit())) {
         table.Rollback();
-        return failure.Set(context.interrupt.Exit(), fmt::format("cancelled: {}", kNothing));
+        return CliFailure{context.interrupt.Exit(), fmt::format("cancelled: {}", kNothing)};
     }
     if (hasFailed) {
         const std::string first = cursor.FirstFailure().empty()
                                       ? TextOf(table, static_cast<std::int32_t>(status))
                                       : cursor.FirstFailure();
         table.Rollback();
-        return failure.Set(CliExit::Failed, fmt::format("{}: {}", kNothing, first));
+        return CliFailure{CliExit::Failed, fmt::format("{}: {}", kNothing, first)};
     }
     switch (table.Commit()) {
         case ESqlOutcome::Committed:
-            return true;
+            return {};
         case ESqlOutcome::RolledBack:
-            return failure.Set(CliExit::Failed,
-                               fmt::format("{}: {}", kNothing, TextOf(table, table.status)));
+            return CliFailure{CliExit::Failed,
+                              fmt::format("{}: {}", kNothing, TextOf(table, table.status))};
         case ESqlOutcome::Unknown:
             break;
     }
-    return failure.Set(CliExit::Failed,
-                       fmt::format("whether the edits were saved is unknown, look before you try "
-                                   "again: {}",
-                                   TextOf(table, table.status)));
+    return CliFailure{CliExit::Failed,
+                      fmt::format("whether the edits were saved is unknown, look before you try "
+                                  "again: {}",
+                                  TextOf(table, table.status))};
 }
 
 }  // namespace
 
-bool SaveEdits(const CliWalkContext& context, const CliEdits& edits, CliSaved& saved,
-               CliFailure& failure) {
+CliResult<CliSaved> SaveEdits(const CliWalkContext& context, const CliEdits& edits) {
     SavingCursor cursor(context, edits);
-    if (!OpenCursor(context, edits.Levels().levels, edits.Columns(), cursor, failure)) {
-        return false;
+    const CliResult<> opened = OpenCursor(context, edits.Levels().levels, edits.Columns(), cursor);
+    if (!opened) {
+        return opened.Failure();
     }
     if (!cursor.Table()->IsWritable()) {
-        return failure.Set(CliExit::Failed,
-                           fmt::format("nothing was saved: {} of {} can't be written{}",
-                                       Quoted(context.table.name.View()),
-                                       Quoted(context.dictionary.Source().Location().View()),
-                                       context.table.isView ? ", it is a view" : ""));
+        return CliFailure{CliExit::Failed,
+                          fmt::format("nothing was saved: {} of {} can't be written{}",
+                                      Quoted(context.table.Info().name.View()),
+                                      Quoted(context.table.Source().Location().View()),
+                                      context.table.Info().isView ? ", it is a view" : "")};
     }
     const CliInterrupt::Cancelling cancelling(context.interrupt, cursor);
-    if (!SaveAll(context, edits, cursor, failure)) {
-        return false;
+    if (const CliResult<> saved = SaveAll(context, edits, cursor); !saved) {
+        return saved.Failure();
     }
-    saved = cursor.Saved();
-    return true;
+    return cursor.Saved();
 }
 
 }  // namespace etabulon

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "apps/etabulon/request/CliEdits.h"
-#include "apps/etabulon/request/CliFailure.h"
+#include "apps/etabulon/request/CliResult.h"
 #include "apps/etabulon/walk/CliWalk.h"
 
 #include <cstdint>
@@ -15,10 +15,9 @@ struct CliSaved {
     std::uint64_t deleted = 0;
 };
 
-/// Writes the edits into their table: all of them, or none. SIGINT and SIGTERM take them back until
-/// they are to be committed, and don't count from there on. Requires a source that was opened for
+/// Writes the edits into their table: all of them, or none. Up to the commit SIGINT and SIGTERM
+/// roll the edits back; from the commit on they are ignored. Requires a source that was opened for
 /// writing.
-[[nodiscard]] bool SaveEdits(const CliWalkContext& context, const CliEdits& edits, CliSaved& saved,
-                             CliFailure& failure);
+[[nodiscard]] CliResult<CliSaved> SaveEdits(const CliWalkContext& context, const CliEdits& edits);
 
 }  // namespace etabulon

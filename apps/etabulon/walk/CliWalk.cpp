@@ -6,6 +6,7 @@
 #include "apps/etabulon/request/CliWritten.h"
 #include "apps/etabulon/walk/CliInterrupt.h"
 #include "apps/etabulon/walk/CliProgress.h"
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/sql/ESqlSource.h"
 #include "etabulon/sql/UseColumns.h"
 
@@ -17,8 +18,9 @@
 namespace etabulon {
 namespace {
 
-/// Looks in all records for each value of a tag by itself, and keeps some values that are there.
-class SearchListener final : public CliListener {
+/// Searches all records for each value of a tag separately, and keeps some existing values of each
+/// level.
+class SearchListener final : public ECursorListener {
 public:
     explicit SearchListener(const ETabulonTag& wanted) : wanted_(wanted) {
         sought_.resize(wanted.KnownLevelsCount());
@@ -78,12 +80,12 @@ std::string ShownPlace(const CliLevels& levels, const ETabulonTag& tag) {
 }
 
 std::string ShownTable(const CliWalkContext& context) {
-    return fmt::format("table {} of {}", Quoted(context.table.name.View()),
-                       Quoted(context.dictionary.Source().Location().View()));
+    return fmt::format("table {} of {}", Quoted(context.table.Info().name.View()),
+                       Quoted(context.table.Source().Location().View()));
 }
 
-/// Walks all records of its source and lets those of the place through: edits may have moved
-/// records there, which the source, looking only there, doesn't meet.
+/// Walks all records of its source and filters them by the place itself. Edits may move records
+/// into the place, and a source that reads only the place wouldn't meet them.
 class MovedRecords final : public ETabulonCursorRelay {
 public:
     using ETabulonCursorRelay::ETabulonCursorRelay;
@@ -136,22 +138,22 @@ void CliCursor::ShowPending(const ETabulonPendingChanges& changes) {
     }
 }
 
-bool OpenCursor(const CliWalkContext& context, const ETabulonLevels& levels,
-                const std::vector<CliVariable>& others, CliCursor& cursor, CliFailure& failure) {
-    ESqlSource& source = context.dictionary.Source();
+CliResult<> OpenCursor(const CliWalkContext& context, const ETabulonLevels& levels,
+                       const std::vector<CliVariable>& others, CliCursor& cursor) {
     std::vector<ETabulonVariableID> ids;
     for (const CliVariable& other : others) {
         ids.emplace_back(other.code);
     }
     ESqlTableOptions options;
-    options.columns = UseColumns(levels, ids, *source.Rubric(context.table));
+    options.columns = UseColumns(levels, ids, context.table.Rubric());
     ESqlError error;
-    std::unique_ptr<ESqlTable> table = source.OpenTable(context.table.code, options, error);
+    std::unique_ptr<ESqlTable> table =
+        context.table.Source().OpenTable(context.table.Info().code, options, error);
     if (table == nullptr) {
-        return failure.Set(CliExit::Failed, error.text.IsEmpty()
-                                                ? fmt::format("{} can't be opened (status {})",
-                                                              ShownTable(context), error.status)
-                                                : std::string(error.text.View()));
+        return CliFailure{CliExit::Failed, error.text.IsEmpty()
+                                               ? fmt::format("{} can't be opened (status {})",
+                                                             ShownTable(context), error.status)
+                                               : std::string(error.text.View())};
     }
     cursor.Init(levels, table.release(), /*ownsTable=*/true);
     for (const ETabulonVariableID& id : ids) {
@@ -162,11 +164,11 @@ bool OpenCursor(const CliWalkContext& context, const ETabulonLevels& levels,
     if (context.changes != nullptr) {
         cursor.ShowPending(*context.changes);
     }
-    return true;
+    return {};
 }
 
-bool Walk(const CliWalkContext& context, CliCursor& cursor, const ETabulonTag& tag,
-          CliListener& listener, CliFailure& failure) {
+CliResult<> Walk(const CliWalkContext& context, CliCursor& cursor, const ETabulonTag& tag,
+                 ETabulonCursor::INotifier& listener) {
     CliProgress progress;
     CursorStatus status = StatusOk;
     {
@@ -181,40 +183,40 @@ bool Walk(const CliWalkContext& context, CliCursor& cursor, const ETabulonTag& t
     }
     progress.End();
     if (context.interrupt.IsRaised()) {
-        return failure.Set(CliExit::Cancelled, {});
+        return CliFailure{CliExit::Cancelled, {}};
     }
     if (status == StatusOk) {
-        return true;
+        return {};
     }
     const Chaine text = cursor.Table()->LastErrorText();
-    return failure.Set(CliExit::Failed,
-                       text.IsEmpty() ? fmt::format("{} can't be read (status {})",
-                                                    ShownTable(context), static_cast<int>(status))
-                                      : std::string(text.View()));
+    return CliFailure{CliExit::Failed,
+                      text.IsEmpty() ? fmt::format("{} can't be read (status {})",
+                                                   ShownTable(context), static_cast<int>(status))
+                                     : std::string(text.View())};
 }
 
-void ExplainNothingThere(const CliWalkContext& context, const CliLevels& levels,
-                         const ETabulonTag& tag, CliFailure& failure) {
+CliFailure ExplainNothingThere(const CliWalkContext& context, const CliLevels& levels,
+                               const ETabulonTag& tag) {
     CliCursor cursor(context.interrupt);
     SearchListener search(tag);
-    if (!OpenCursor(context, levels.levels, {}, cursor, failure) ||
-        !Walk(context, cursor, ETabulonTag(), search, failure)) {
-        return;
+    if (const CliResult<> opened = OpenCursor(context, levels.levels, {}, cursor); !opened) {
+        return opened.Failure();
+    }
+    if (const CliResult<> walked = Walk(context, cursor, ETabulonTag(), search); !walked) {
+        return walked.Failure();
     }
     for (unsigned place = 0; place < tag.KnownLevelsCount(); ++place) {
         if (!search.IsFound(place)) {
             const std::string shown = ShownValue(tag.ValueAt(place));
             const auto existing = search.Existing(place);
-            failure.Set(
-                CliExit::Failed,
-                fmt::format("{} has no {} at level {}{}", ShownTable(context), shown,
-                            Quoted(levels.all[tag.LevelAt(place)].data.shown),
-                            WhatThereIs(WrittenValue(tag.ValueAt(place).Data()), existing)));
-            return;
+            return {CliExit::Failed,
+                    fmt::format("{} has no {} at level {}{}", ShownTable(context), shown,
+                                Quoted(levels.all[tag.LevelAt(place)].data.shown),
+                                WhatThereIs(WrittenValue(tag.ValueAt(place).Data()), existing))};
         }
     }
-    failure.Set(CliExit::Failed, fmt::format("{} has no record with {} together",
-                                             ShownTable(context), ShownPlace(levels, tag)));
+    return {CliExit::Failed, fmt::format("{} has no record with {} together", ShownTable(context),
+                                         ShownPlace(levels, tag))};
 }
 
 }  // namespace etabulon

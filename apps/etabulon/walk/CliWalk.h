@@ -1,11 +1,10 @@
 #pragma once
 
-#include "apps/etabulon/request/CliDictionary.h"
-#include "apps/etabulon/request/CliFailure.h"
 #include "apps/etabulon/request/CliLevels.h"
+#include "apps/etabulon/request/CliResult.h"
+#include "apps/etabulon/request/CliTable.h"
 #include "etabulon/cursors/ETabulonCursor.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
-#include "etabulon/foundation/ECountedUnknown.h"
 #include "etabulon/sql/ETabulonCursorSql.h"
 
 #include <memory>
@@ -16,27 +15,16 @@ namespace etabulon {
 
 class CliInterrupt;
 
-/// A listener that lets what it doesn't care for pass.
-class CliListener : public ETabulonCursor::INotifier, public virtual ECountedUnknown {
-public:
-    CursorStatus OnReset(const ETabulonTag& /*tag*/, const ETabulonCursor& /*cursor*/) override {
-        return StatusOk;
-    }
-    CursorStatus OnMove(const ETabulonCursor& /*cursor*/) override { return StatusOk; }
-    void OnDone(const ETabulonCursor& /*cursor*/) override {}
-    void OnCancel(const ETabulonCursor& /*cursor*/) override {}
-    void OnError(const ETabulonCursor& /*cursor*/, CursorStatus /*status*/) override {}
-};
-
-/// A cursor that SIGINT cancels whenever it comes: the reset that begins a walk would otherwise
-/// forget one that came just before.
+/// A cursor that SIGINT cancels at any time. The reset at the start of a walk clears the cancel
+/// flag; here it sets the flag again if a signal has come before.
 class CliCursor : public ETabulonCursorSql {
 public:
     explicit CliCursor(const CliInterrupt& interrupt) : interrupt_(interrupt) {}
 
-    /// What a command walks: this, or the table with its edits on it.
+    /// The cursor that a command walks: this one, or the overlay that shows edits.
     [[nodiscard]] ETabulonCursor& Seen() noexcept;
-    /// Lays edits on the table, which must outlive this. Requires levels.
+    /// Makes an overlay that shows the edits as saved. They must outlive the cursor, which must
+    /// have its levels.
     void ShowPending(const ETabulonPendingChanges& changes);
 
 protected:
@@ -46,32 +34,30 @@ protected:
 private:
     const CliInterrupt& interrupt_;
     std::unique_ptr<ETabulonCursorPending> overlay_;
-    std::unique_ptr<ETabulonCursorRelay> moved_;  // before overlay_, where edits move records
+    std::unique_ptr<ETabulonCursorRelay> moved_;  // in front of overlay_ if edits move records
 };
 
-/// What all walks of a command share.
+/// The parts that all walks of a command share.
 struct CliWalkContext {
-    const CliDictionary& dictionary;
-    const ESqlTableInfo& table;
+    CliTable table;
     CliInterrupt& interrupt;
     bool showsProgress = false;
-    const ETabulonPendingChanges* changes = nullptr;  // edits that walks are to show as saved
+    const ETabulonPendingChanges* changes = nullptr;  // edits that walks show as saved; may be null
 };
 
-/// Puts the cursor on the table, with the levels, and with nothing read but what they and `others`
-/// need.
-[[nodiscard]] bool OpenCursor(const CliWalkContext& context, const ETabulonLevels& levels,
-                              const std::vector<CliVariable>& others, CliCursor& cursor,
-                              CliFailure& failure);
+/// Initializes the cursor on the table with the levels. The cursor reads only the columns that the
+/// levels and `others` need.
+[[nodiscard]] CliResult<> OpenCursor(const CliWalkContext& context, const ETabulonLevels& levels,
+                                     const std::vector<CliVariable>& others, CliCursor& cursor);
 
-/// A walk under `tag` with one listener, which SIGINT cancels. A walk that the listener ends with
-/// StatusEnd is done.
-[[nodiscard]] bool Walk(const CliWalkContext& context, CliCursor& cursor, const ETabulonTag& tag,
-                        CliListener& listener, CliFailure& failure);
+/// Walks the records under `tag` with one listener. SIGINT cancels the walk. A walk that the
+/// listener ends with StatusEnd has succeeded.
+[[nodiscard]] CliResult<> Walk(const CliWalkContext& context, CliCursor& cursor,
+                               const ETabulonTag& tag, ETabulonCursor::INotifier& listener);
 
-/// Why there is no record under `tag`: walks the table once and says which value is at no record's
-/// level, or that no record has them together. Always a failure.
-void ExplainNothingThere(const CliWalkContext& context, const CliLevels& levels,
-                         const ETabulonTag& tag, CliFailure& failure);
+/// Explains why there is no record under `tag`: walks the table once and names a value that no
+/// record has at its level, or else states that no record has all values together.
+[[nodiscard]] CliFailure ExplainNothingThere(const CliWalkContext& context, const CliLevels& levels,
+                                             const ETabulonTag& tag);
 
 }  // namespace etabulon

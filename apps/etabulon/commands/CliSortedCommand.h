@@ -1,0 +1,48 @@
+#pragma once
+
+#include "apps/etabulon/commands/CliViewCommand.h"
+#include "apps/etabulon/request/CliCalculations.h"
+#include "apps/etabulon/request/CliSortOptions.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace etabulon {
+
+/// A command whose output is sorted by levels: tree, grid and score.
+class CliSortedCommand : public CliViewCommand {
+public:
+    [[nodiscard]] CliResult<> Prepare(const CliEnvironment& environment) const override {
+        return sort_.Install(environment);
+    }
+
+protected:
+    void DeclareSort(CLI::App& app) { sort_.Declare(app); }
+    [[nodiscard]] const CliSortOptions& Sort() const noexcept { return sort_; }
+
+private:
+    CliSortOptions sort_;
+};
+
+/// The levels and calculations that a grid or a score is made of.
+struct CliResultRequest {
+    CliResultLevels levels;
+    CliCalculations calculations;
+};
+
+/// A command that calculates: grid and score.
+class CliResultCommand : public CliSortedCommand {
+protected:
+    /// Declares --calc with the command's own description.
+    void DeclareCalculations(CLI::App& app, const std::string& description);
+    /// Reads the options for a table. `named` is the list of levels that `option` was given.
+    [[nodiscard]] CliResult<CliResultRequest> ReadRequest(const CliTable& table,
+                                                          std::string_view named,
+                                                          std::string_view option) const;
+
+private:
+    std::vector<std::string> calculations_;
+};
+
+}  // namespace etabulon
