@@ -3,6 +3,7 @@
 // says why; what is accepted is printed as text that is accepted again and means the same.
 
 #include "apps/etabulon/request/CliCalculations.h"
+#include "apps/etabulon/request/CliDictionary.h"
 #include "apps/etabulon/request/CliEdits.h"
 #include "apps/etabulon/request/CliWritten.h"
 #include "etabulon/sqlite/ESqliteSource.h"
