@@ -20,9 +20,8 @@ enum class CliExit : std::int32_t {
 struct CliFailure {
     CliExit exit = CliExit::Failed;
     std::string text;
-    bool isLocked =
-        false;             // another program has locked the file: opening it again would wait again
-    std::size_t line = 0;  // where the failure lies, if a script is at fault: its first line is 1
+    bool isLocked = false;  // by another program: opening the file again would wait again
+    std::size_t line = 0;   // of a script, where the failure lies; the first line is 1
 };
 
 /// Writes a sentence for the user to stderr.
