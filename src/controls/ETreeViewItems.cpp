@@ -221,8 +221,8 @@ void ETreeViewItems::DeleteItem(_TREEITEM* item) {
     Unlink(*found);
     // All are unknown before the first is told of: nobody finds half a branch.
     Branch<Item> branch(*found);
-    for (const Item* item = branch.First(); item != nullptr; item = item->previous) {
-        static_cast<void>(items_.extract(item->handle).mapped().release());
+    for (const Item* gone = branch.First(); gone != nullptr; gone = gone->previous) {
+        static_cast<void>(items_.extract(gone->handle).mapped().release());
     }
     if (losesSelection) {
         selected_ = nullptr;
@@ -231,9 +231,9 @@ void ETreeViewItems::DeleteItem(_TREEITEM* item) {
     if (losesSelection) {
         MovedSelection();
     }
-    while (const std::unique_ptr<Item> item = branch.Take()) {
+    while (const std::unique_ptr<Item> gone = branch.Take()) {
         if (events_ != nullptr) {
-            events_->OnDeleteitem(item->handle, item->data);
+            events_->OnDeleteitem(gone->handle, gone->data);
         }
     }
 }
