@@ -92,7 +92,7 @@ void CliOutput::Write(std::string_view bytes, bool endsLine) {
     }
 }
 
-void CliOutput::Stop() { writing_.lock(); }
+bool CliOutput::TryStop() { return writing_.try_lock(); }
 
 void HoldStandardDescriptors() noexcept {
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {

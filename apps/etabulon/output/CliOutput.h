@@ -12,7 +12,7 @@ namespace etabulon {
 /// reader has received whole lines only.
 ///
 /// Ownership  the descriptor isn't owned.
-/// Threads    one at a time; Stop may be called from any.
+/// Threads    one at a time; TryStop may be called from any.
 /// Failure    the first write that fails breaks the output: later text is dropped, and Error()
 /// gives the reason.
 class CliOutput {
@@ -48,9 +48,9 @@ public:
     /// Writes the whole buffer, a last unfinished line too.
     void Finish();
 
-    /// Waits until the written text ends with a whole line, then blocks further writes. For a
-    /// thread that is about to end the process.
-    void Stop();
+    /// Blocks further writes if the written text ends with a whole line; false while a line is
+    /// being written. For a thread that is about to end the process.
+    [[nodiscard]] bool TryStop();
 
     /// A write has failed.
     [[nodiscard]] bool IsBroken() const noexcept { return error_ != 0; }

@@ -5,9 +5,9 @@
 
 #include <pthread.h>
 #include <signal.h>
+#include <time.h>
 #include <unistd.h>
 
-#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -16,15 +16,15 @@ namespace {
 
 constexpr int kSignalExit = 128;
 
-/// Ends the process; async-signal-safe. Nothing is tidied up: the engine rolls back what a save
-/// hasn't committed.
-[[noreturn]] void EndSaving(int signal) noexcept {
-    constexpr std::string_view kWords = "etabulon: cancelled: nothing was saved\n";
-    static_cast<void>(::write(STDERR_FILENO, kWords.data(), kWords.size()));
+constexpr timespec kMoment{.tv_sec = 0, .tv_nsec = 10'000'000};
+
+/// Ends the process without tidying up: the engine rolls back what a save hasn't committed.
+[[noreturn]] void End(int signal, bool saves) noexcept {
+    if (saves) {
+        WriteError("etabulon: cancelled: nothing was saved\n");
+    }
     _exit(kSignalExit + signal);
 }
-
-[[noreturn]] void EndReading(int signal) noexcept { _exit(kSignalExit + signal); }
 
 bool IsIgnored(int signal) {
     struct sigaction present {};
@@ -62,13 +62,12 @@ CliInterrupt::~CliInterrupt() {
 }
 
 void CliInterrupt::Wait() {
-    for (;;) {
+    while (!ending_.load()) {
         int signal = 0;
         sigwait(&awaited_, &signal);
-        if (ending_.load()) {
-            return;
+        if (!ending_.load()) {
+            Raise(signal);
         }
-        Raise(signal);
     }
 }
 
@@ -77,7 +76,6 @@ CliExit CliInterrupt::Exit() const noexcept {
 }
 
 void CliInterrupt::Raise(int signal) {
-    const auto end = saves_ ? &EndSaving : &EndReading;
     {
         const std::lock_guard<std::mutex> guard(lock_);
         if (isCommitting_) {
@@ -87,25 +85,24 @@ void CliInterrupt::Raise(int signal) {
             return handler_();
         }
         if (raised_.exchange(signal) != 0) {
-            end(signal);
+            End(signal, saves_);
         }
         if (cursor_ != nullptr) {
             return cursor_->Cancel();
         }
     }
-    // Stop may wait for a slow reader of the output. A second signal ends the process without it.
-    // No commit can begin meanwhile: this signal counts.
-    struct sigaction atOnce {};
-    atOnce.sa_handler = end;
-    for (const int second : {SIGINT, SIGTERM}) {
-        if (sigismember(&awaited_, second) != 0) {
-            sigaction(second, &atOnce, nullptr);
+    // A slow reader of the output may keep a line from its end. A second signal ends the process
+    // without it. No commit can begin meanwhile: this signal counts.
+    while (!output_.TryStop()) {
+        const int second = sigtimedwait(&awaited_, nullptr, &kMoment);
+        if (ending_.load()) {
+            return;
+        }
+        if (second > 0) {
+            End(second, saves_);
         }
     }
-    pthread_sigmask(SIG_UNBLOCK, &awaited_, nullptr);
-    output_.Stop();
-    pthread_sigmask(SIG_BLOCK, &awaited_, nullptr);
-    end(signal);
+    End(signal, saves_);
 }
 
 bool CliInterrupt::BeginCommit() {
