@@ -1,4 +1,5 @@
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/tree/EDataTreeFiller.h"
 #include "etabulon/tree/EDataTreeNode.h"
 #include "tree/NodeExtra.h"
 #include "tree/TreeFillPath.h"
@@ -13,6 +14,23 @@ namespace {
 // In the whole process. A listener of a walk may refresh nodes of the same tree, which sets flags
 // that the outer refresh has cleared and counted.
 std::atomic<std::uint64_t> refreshesBegun{0};
+
+/// Files each record by what the refresh keeps between records.
+class PathFiller final : public EDataTreeFiller {
+public:
+    PathFiller(EDataTreeNode& start, detail::TreeFillPath& path)
+        : EDataTreeFiller(&start), path_(path) {}
+    CursorStatus OnMove(const ETabulonCursor& cursor) override {
+        SetOneFound();
+        const ETabulonTag& tag = cursor.CurrentTag();
+        path_.Look(tag);
+        path_.File(tag, cursor.PrimaryKey());
+        return StatusOk;
+    }
+
+private:
+    detail::TreeFillPath& path_;
+};
 
 }  // namespace
 
@@ -58,7 +76,7 @@ CursorStatus EDataTreeNode::RefreshHere(ETabulonCursor* cursor, bool& oneFound) 
     bool allMet = false;
     {
         detail::TreeFillPath path(*this, dirty);
-        EDataTreeFiller filler(this, &path);
+        PathFiller filler(*this, path);
         const ECursorListening listening(*cursor, filler);
         status = cursor->Browse(Tag());
         path.Settle();
@@ -108,44 +126,6 @@ void EDataTreeNode::ReleaseDirtyChilds() {
     for (auto child = dropped.rbegin(); child != dropped.rend(); ++child) {
         Drop(*child);
     }
-}
-
-// ------------------------------------------------------------------------------------------ filler
-
-EDataTreeFiller::EDataTreeFiller(const EDataTreeFiller& other)
-    : EUnknown(other),
-      ECountedUnknown(other),
-      INotifier(other),
-      node_(other.node_),
-      oneFound_(other.oneFound_) {}
-
-EDataTreeFiller& EDataTreeFiller::operator=(const EDataTreeFiller& other) {
-    node_ = other.node_;
-    oneFound_ = other.oneFound_;
-    path_ = nullptr;
-    return *this;
-}
-
-EDataTreeFiller::~EDataTreeFiller() = default;
-
-CursorStatus EDataTreeFiller::OnReset(const ETabulonTag& /*tag*/,
-                                      const ETabulonCursor& /*cursor*/) {
-    oneFound_ = false;
-    return StatusOk;
-}
-
-CursorStatus EDataTreeFiller::OnMove(const ETabulonCursor& cursor) {
-    oneFound_ = true;
-    const ETabulonTag& tag = cursor.CurrentTag();
-    if (path_ == nullptr) {
-        if (EDataTreeNode* node = node_->AddChild(ETabulonTag(tag)); node != nullptr) {
-            node->SetPrimaryKey(cursor.PrimaryKey());
-        }
-    } else {
-        path_->Look(tag);
-        path_->File(tag, cursor.PrimaryKey());
-    }
-    return StatusOk;
 }
 
 }  // namespace etabulon

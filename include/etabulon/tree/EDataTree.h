@@ -1,6 +1,7 @@
 #pragma once
 
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/tree/EDataTreeFiller.h"
 #include "etabulon/tree/EDataTreeNode.h"
 
 namespace etabulon {

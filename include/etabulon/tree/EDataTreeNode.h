@@ -93,7 +93,6 @@ protected:
     [[nodiscard]] const ETabulonSortDesc& SortDesc() const noexcept;
 
 private:
-    friend class EDataTreeFiller;
     friend class detail::TreeChildren;
     friend class detail::TreeSiblings;
     friend class detail::TreeFillPath;
@@ -150,33 +149,6 @@ private:
     mutable std::unique_ptr<Extra> extra_;  // the root always has one
     std::intptr_t param_ = 0;
     ETabulonValue value_;  // of level_; unused in the root and where the node isn't byValue_
-};
-
-/// The listener that files each record of a walk under a node.
-class ETABULON_API EDataTreeFiller : public ETabulonCursor::INotifier,
-                                     public virtual ECountedUnknown {
-public:
-    explicit EDataTreeFiller(EDataTreeNode* node) : node_(node) {}
-    EDataTreeFiller(const EDataTreeFiller& other);
-    EDataTreeFiller& operator=(const EDataTreeFiller& other);
-    ~EDataTreeFiller() override;
-
-    /// A record was met since the last reset.
-    [[nodiscard]] bool HasOneFound() const noexcept { return oneFound_; }
-
-    CursorStatus OnReset(const ETabulonTag& tag, const ETabulonCursor& cursor) override;
-    CursorStatus OnMove(const ETabulonCursor& cursor) override;
-    void OnDone(const ETabulonCursor&) override {}
-    void OnCancel(const ETabulonCursor&) override {}
-    void OnError(const ETabulonCursor&, CursorStatus) override {}
-
-private:
-    friend class EDataTreeNode;
-    EDataTreeFiller(EDataTreeNode* node, detail::TreeFillPath* path) : node_(node), path_(path) {}
-
-    EDataTreeNode* node_;  // not owned
-    bool oneFound_ = false;
-    detail::TreeFillPath* path_ = nullptr;  // of one Refresh, not owned, not copied
 };
 
 }  // namespace etabulon
