@@ -280,7 +280,7 @@ const EDataTreeNode* EDataTreeNode::Get(unsigned index) const {
     if (index >= Size()) {
         return nullptr;
     }
-    children_.Place();
+    children_.OrderWaiting();
     return children_.At(index);
 }
 

@@ -100,7 +100,7 @@ std::size_t EDataTreeNode::SetDirtyChilds(bool dirty) noexcept {
     const std::size_t children = children_.Size();
     std::size_t count = children;
     for (std::size_t index = 0; index < children; ++index) {
-        children_.LookAhead(index);
+        children_.PrefetchNear(index);
         EDataTreeNode* child = children_.At(index);
         count += child->SetDirtyChilds(dirty);
         child->dirty_ = dirty;

@@ -37,13 +37,13 @@ void TreeFillPath::ForgetRecord() noexcept {
 void TreeFillPath::Forget() noexcept {
     SettleForReader();
     ForgetRecord();
-    memo_.Clear();
+    cache_.Clear();
     orderStamp_ = 0;
     std::vector<ERef<EDataTreeNode>> touched;
     touched.swap(touched_);
     for (const ERef<EDataTreeNode>& node : touched) {
         try {
-            node->children_.Place();
+            node->children_.OrderWaiting();
         } catch (const std::bad_alloc&) {
             // Newcomers that didn't get their place go on waiting, and get it at the next look.
         }
@@ -82,7 +82,7 @@ void TreeFillPath::ReadLevels() {
     for (const unsigned level : sort_.VisibleLevels(kInTree)) {
         rungs_.emplace_back(level);
     }
-    memo_.Clear();
+    cache_.Clear();
     straight_ = IsStraight();
     orderStamp_ = sort_.OrderStamp();
 }
@@ -138,13 +138,13 @@ void TreeFillPath::File(const ETabulonTag& tag, const ETabulonPrimaryKey& key) {
     if (node == nullptr) {
         return;
     }
-    if (isPlain && isStraightRecord_ && rungs_.back().entry != TreeMemo::kNoPlace) {
+    if (isPlain && isStraightRecord_ && rungs_.back().entry != TreeChildCache::kNoSlot) {
         BecomeLate();
-        memo_.KeepKey(rungs_.back().entry, packed);
+        cache_.KeepKey(rungs_.back().entry, packed);
         return;
     }
     if (!isPlain || !isStraightRecord_ || !rungs_.back().isSought || !rungs_.back().isOwnValue) {
-        memo_.WriteKeys();  // an older one of the same node may be among them
+        cache_.WriteKeys();  // an older one of the same node may be among them
     }
     if (isPlain) {
         node->keyWord_ = packed.word;
@@ -200,18 +200,18 @@ bool TreeFillPath::IsRemembered(const Rung& rung) const noexcept {
     return rung.steps < kTrial || rung.known > rung.steps / 8;
 }
 
-/// A child must have one hash for the whole walk: with two, it would have two entries in the memo,
+/// A child must have one hash for the whole walk: with two, it would have two entries in the cache,
 /// each with a key that waits, and the older one might be written last. So the hash goes by the
-/// nodes' own spellings, and includes the levels that aren't sought in the memo.
+/// nodes' own spellings, and includes the levels that aren't sought in the cache.
 void TreeFillPath::LookAhead(std::size_t depth) {
     for (; depth < rungs_.size(); ++depth) {
         Rung& rung = rungs_[depth];
         rung.isSought = IsRemembered(rung);
         if (rung.isSought || depth + 1 < rungs_.size()) {
-            rung.key = TreeMemo::Key(HashAbove(depth), *rung.value);
+            rung.key = TreeChildCache::Key(HashAbove(depth), *rung.value);
         }
         if (rung.isSought) {
-            memo_.LookAhead(rung.key);
+            cache_.Prefetch(rung.key);
         }
     }
 }
@@ -238,12 +238,12 @@ EDataTreeNode* TreeFillPath::Step(EDataTreeNode& node, const ETabulonTag& tag, s
     const ETabulonValue& value = *rung.value;
     const bool isIdenticalAbove = IsIdenticalAbove(depth);
     ++rung.steps;
-    rung.entry = TreeMemo::kNoPlace;
+    rung.entry = TreeChildCache::kNoSlot;
     rung.isOwnValue = true;
     if (rung.isSought) {
-        if (const TreeMemo::Hit hit = memo_.Find(node, rung.key); hit.child != nullptr) {
+        if (const TreeChildCache::Hit hit = cache_.Find(node, rung.key); hit.child != nullptr) {
             ++rung.known;
-            rung.entry = hit.place;
+            rung.entry = hit.slot;
             rung.isIdentical = isIdenticalAbove && hit.isPlain && value.IsPlain();
             return hit.child;
         }
@@ -260,7 +260,7 @@ EDataTreeNode* TreeFillPath::Step(EDataTreeNode& node, const ETabulonTag& tag, s
     rung.isOwnValue = child->value_.IsIdenticalTo(value);
     rung.isIdentical = isIdenticalAbove && rung.isOwnValue && !child->ownsTag_;
     if (!rung.isOwnValue) {
-        rung.key = TreeMemo::Key(HashAbove(depth), child->value_);
+        rung.key = TreeChildCache::Key(HashAbove(depth), child->value_);
     }
     if (isNew) {
         return child->byValue_ ? child : nullptr;
@@ -268,7 +268,7 @@ EDataTreeNode* TreeFillPath::Step(EDataTreeNode& node, const ETabulonTag& tag, s
     ++rung.known;
     if (rung.isOwnValue && rung.isSought) {
         // It may well be met once more.
-        memo_.Put(node, rung.key, child, value.IsPlain() && !child->ownsTag_);
+        cache_.Put(node, rung.key, child, value.IsPlain() && !child->ownsTag_);
     }
     return child;
 }
@@ -318,16 +318,16 @@ void TreeFillPath::Settle() {
         throw std::bad_alloc();
     }
     SettleRecords();
-    memo_.WriteKeys();
+    cache_.WriteKeys();
     DropLate();
 }
 
 void TreeFillPath::SettleRecords() {
     for (const Late& late : late_) {
-        late.parent->children_.LookAhead();
+        late.parent->children_.PrefetchList();
     }
     for (const Late& late : late_) {
-        late.parent->children_.LookAtEnd();
+        late.parent->children_.PrefetchListEnd();
     }
     while (filed_ < late_.size()) {
         // One by one: making a node may be foreign code, which may look at the tree.
@@ -335,7 +335,7 @@ void TreeFillPath::SettleRecords() {
         try {
             FileLate(late_[next]);
         } catch (...) {
-            memo_.WriteKeys();
+            cache_.WriteKeys();
             DropLate();
             throw;
         }
@@ -390,7 +390,7 @@ void TreeFillPath::FileLate(const Late& late) {
         node = parent.AddVChild(tag, this);
     }
     Meet(*node);
-    memo_.WriteKeys();  // an older one of the same node may be among them
+    cache_.WriteKeys();  // an older one of the same node may be among them
     node->keyWord_ = key.word;
     node->keyForm_ = key.form;
 }

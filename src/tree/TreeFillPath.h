@@ -2,7 +2,7 @@
 
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/tree/EDataTreeNode.h"
-#include "tree/TreeMemo.h"
+#include "tree/TreeChildCache.h"
 
 #include <atomic>
 #include <cstddef>
@@ -67,12 +67,12 @@ private:
         const ETabulonValue* value = nullptr;
         EDataTreeNode* node = nullptr;
         // Where the node is the last record's, its hash alone is good: the one of the node's value.
-        TreeMemo::Key key;
-        std::uint32_t entry = TreeMemo::kNoPlace;  // of the node in the memo
-        std::uint32_t steps = 0;                   // records that came to another node here
-        std::uint32_t known = 0;                   // of them, those whose node was there
+        TreeChildCache::Key key;
+        std::uint32_t entry = TreeChildCache::kNoSlot;  // of the node in the cache
+        std::uint32_t steps = 0;                        // records that came to another node here
+        std::uint32_t known = 0;                        // of them, those whose node was there
         ETabulonTag part;          // the record's as far as here, made for new nodes
-        bool isSought = false;     // in the memo
+        bool isSought = false;     // in the cache
         bool isOwnValue = true;    // the value is the node's to the letter
         bool isIdentical = false;  // from below the start to here, the path is the record's
     };
@@ -113,7 +113,7 @@ private:
     TreeFillPath* outer_;      // of a refresh that this one runs inside of
     std::vector<Rung> rungs_;  // of the levels shown, from the top down
     std::vector<ERef<EDataTreeNode>> touched_;
-    TreeMemo memo_;
+    TreeChildCache cache_;
     std::size_t same_ = 0;           // so many rungs are the last record's
     bool isStraightRecord_ = false;  // the record has a value for each rung
     std::vector<Late> late_;

@@ -17,7 +17,7 @@ namespace etabulon {
 
 namespace detail {
 class TreeFillPath;
-class TreeMemo;
+struct NodeAccess;
 enum class TreeKeyForm : std::uint8_t;
 }  // namespace detail
 
@@ -93,10 +93,8 @@ protected:
     [[nodiscard]] const ETabulonSortDesc& SortDesc() const noexcept;
 
 private:
-    friend class detail::TreeChildren;
-    friend class detail::TreeSiblings;
+    friend struct detail::NodeAccess;
     friend class detail::TreeFillPath;
-    friend class detail::TreeMemo;
     struct Extra;
 
     /// A child by value: its path is the parent's to the letter, and then `value`.
