@@ -15,8 +15,8 @@ CursorStatus EDataTreeFiller::OnReset(const ETabulonTag& /*tag*/,
 CursorStatus EDataTreeFiller::OnMove(const ETabulonCursor& cursor) {
     SetOneFound();
     // A copy: making a node may run the application's own code, which may move the cursor.
-    const ETabulonTag tag(cursor.CurrentTag());
-    if (EDataTreeNode* const node = node_->AddChild(tag); node != nullptr) {
+    EDataTreeNode* const node = node_->AddChild(ETabulonTag(cursor.CurrentTag()));
+    if (node != nullptr) {
         node->SetPrimaryKey(cursor.PrimaryKey());
     }
     return StatusOk;

@@ -43,7 +43,7 @@ void TreeFiling::Forget() noexcept {
     marks_.OrderNewChildren();
 }
 
-// ----------------------------------------------------------------------------------------- the tag
+// --------------------------------------------------------------------------------------------- tag
 
 /// Each level is shown once, and the start node and its ancestors stand for the first of them.
 /// Neither holds after every change of levels that didn't empty the tree.
@@ -71,7 +71,7 @@ bool TreeFiling::AreLevelsRegular() const {
 }
 
 void TreeFiling::ReadLevels() {
-    FileHeld();  // by the levels that were shown when they came
+    FileHeld();  // by the levels that were shown when those records came
     path_.clear();
     for (const unsigned level : sort_.VisibleLevels(kInTree)) {
         path_.emplace_back(level);
@@ -119,8 +119,7 @@ const ETabulonTag& TreeFiling::PartOf(const ETabulonTag& tag, std::size_t depth)
     return part;
 }
 
-// ----------------------------------------------------------------------------------------------- a
-// record
+// ------------------------------------------------------------------------------------------ record
 
 void TreeFiling::Prefetch(const ETabulonTag& tag) {
     isRegularRecord_ = ReadValues(tag) && !path_.empty() && NodeAccess::IsOnPathOf(start_, tag);
@@ -175,7 +174,7 @@ EDataTreeNode* TreeFiling::Add(const ETabulonTag& tag, const TreeKeyWord* key) {
                 HoldBack(*node, *key);
                 return nullptr;
             }
-            FileHeld();  // they came before
+            FileHeld();  // those records came before
         }
         node = Step(*node, tag, depth);
         if (node == nullptr) {
@@ -293,10 +292,9 @@ EDataTreeNode* TreeFiling::AddChild(EDataTreeNode& node, const ETabulonTag& tag,
     return marks_.Take(node, NodeAccess::MakeChild(node, PartOf(tag, depth + 1), sort_));
 }
 
-// --------------------------------------------------------------------------------------- held-back
-// records
+// ------------------------------------------------------------------------------------ holding back
 
-/// Most records have a leaf of their own, and the leaf needs no tag of its own.
+/// Most records have a leaf of their own, and this record's leaf needs no tag of its own.
 bool TreeFiling::CanHoldBack(const ETabulonTag& tag) const {
     const std::size_t depth = path_.size() - 1;
     return !IsWorthCaching(path_[depth]) && IsIdenticalAbove(depth) &&
