@@ -29,7 +29,7 @@ EDataTree::~EDataTree() =
 CursorStatus EDataTree::Fill() { return Fill(cursor_); }
 
 CursorStatus EDataTree::Fill(ETabulonCursor* source) {
-    // The tree's own cursor, also when another one is walked: it is the lock of the nodes.
+    // Locks the tree's own cursor even when another one is walked: its lock guards the nodes.
     const ECursorExclusive exclusive(*cursor_);
     return root_->Fill(source);
 }
@@ -56,11 +56,12 @@ void EDataTree::SetParams(const Chaine& rootName, HICON rootIcon) {
     root_ = MakeRef<EDataTreeNodeRoot>(sortDesc_.Get(), rootName, rootIcon);
 }
 
-/// Builds the tree anew from its own leaves, under the present sort description. Requires the
-/// bracket.
+/// Builds the tree again from its own leaves, under the present sort description. Requires the
+/// cursor's lock.
 ///
-/// Deliberate: the leaves hold what was shown when the tree was filled. A level shown since doesn't
-/// come back this way, as it would by a fill. HiddenLevelsMoveWithoutAWalkAndDontComeBack holds it.
+/// Deliberate: the leaves hold the levels that were shown when the tree was filled. A level shown
+/// since doesn't come back this way, as it would by a fill.
+/// HiddenLevelsMoveWithoutAWalkAndDontComeBack holds it.
 void EDataTree::ReSort() {
     const ERef<EDataTreeNodeRoot> old = root_;
     try {
@@ -68,7 +69,8 @@ void EDataTree::ReSort() {
         SetParams(old->DisplayValue().DisplayValue(), old->Icon());
         static_cast<void>(Fill(&leaves));
     } catch (...) {
-        // Neither nodes of the old order nor a part of them: empty, it asks for a new fill.
+        // The tree has neither the nodes of the old order nor a part of the new ones: it is empty
+        // until the caller fills it.
         root_->Reset();
         throw;
     }
@@ -121,7 +123,7 @@ bool EDataTree::MoveHiddenLevelsTo(unsigned position) {
 
 bool EDataTree::SetCompareSource(ETabulonSortDesc::SortCompareSource source) {
     const ECursorExclusive exclusive(*cursor_);
-    // The description's listeners aren't told: the order on screen is no change of levels.
+    // The description calls no listener: the order on screen is no change of levels.
     if (!sortDesc_->SetCompareSource(source)) {
         return false;
     }

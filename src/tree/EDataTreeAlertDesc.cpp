@@ -6,10 +6,9 @@ EDataTreeAlertDesc EDataTreeAlertDesc::Merge(const EDataTreeAlertDesc& a,
                                              const EDataTreeAlertDesc& b) {
     EDataTreeAlertDesc merged(a.id_ + Chaine(",") + b.id_);
     if (a.hasTextColor_ || b.hasTextColor_) {
-        // Deliberate: the sum of the two numbers, carries from one component into the next
-        // included, where a blend or a precedence would be expected. Applications choose the
-        // colours of their alerts so that the sums are what they want. ColoursAddUpAsNumbers holds
-        // it.
+        // Deliberate: the colours are added as numbers, so that one component carries into the
+        // next; a reader would expect a blend or a precedence. Applications choose the colours of
+        // their alerts by these sums. ColoursAddUpAsNumbers holds it.
         merged.SetTextColor((a.hasTextColor_ ? a.textColor_ : 0) +
                             (b.hasTextColor_ ? b.textColor_ : 0));
     }

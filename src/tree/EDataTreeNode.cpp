@@ -4,7 +4,6 @@
 #include "etabulon/foundation/detail/ENeverDestroyed.h"
 #include "etabulon/tree/EDataTree.h"
 #include "tree/NodeExtra.h"
-#include "tree/TreeFillPath.h"
 #include "tree/TreeKey.h"
 
 #include <new>
@@ -64,14 +63,14 @@ void EDataTreeNode::FindOwnValue(const ETabulonTag& tag, const ETabulonSortDesc&
 }
 
 void EDataTreeNode::KeepTag(const ETabulonTag& tag) {
-    Extra& extra = MakeExtra();
+    detail::NodeExtra& extra = MakeExtra();
     extra.tag = tag;
     extra.hasTag = true;
     ownsTag_ = true;
 }
 
-/// A node goes when its parent drops it, which has told the walks above that nodes are about to go,
-/// or as the topmost one: none is left to be told from here, for each node of a branch.
+/// Tells no walk that its nodes go: the parent that drops the node has done so. When the topmost
+/// node goes, a walk in a branch holds a reference to its start, which becomes a root of its own.
 EDataTreeNode::~EDataTreeNode() { DropChildren(); }
 
 const EDataTreeNode& EDataTreeNode::Top() const noexcept {
@@ -84,11 +83,27 @@ const EDataTreeNode& EDataTreeNode::Top() const noexcept {
 
 const ETabulonSortDesc& EDataTreeNode::SortDesc() const noexcept { return *Top().extra_->sortDesc; }
 
-EDataTreeNode::Extra& EDataTreeNode::MakeExtra() const {
+detail::NodeExtra& EDataTreeNode::MakeExtra() const {
     if (extra_ == nullptr) {
-        extra_ = std::make_unique<Extra>();
+        extra_ = std::make_unique<detail::NodeExtra>();
     }
     return *extra_;
+}
+
+/// The walks of the tree that this node stands in. Null in a dropped node for which memory ran out:
+/// see Orphan.
+detail::TreeWalks* EDataTreeNode::Walks() const noexcept {
+    const EDataTreeNode& top = Top();
+    return top.extra_ != nullptr ? &top.extra_->walks : nullptr;
+}
+
+/// Before a caller reads or changes the tree: a walk that runs in it files what it holds back.
+void EDataTreeNode::FlushWalks() const noexcept {
+    if (detail::TreeWalks::IsAnyRunning()) {
+        if (const detail::TreeWalks* const walks = Walks(); walks != nullptr) {
+            walks->FlushForReader();
+        }
+    }
 }
 
 /// Each of this node's values is in `tag`, and equal. Requires byValue_.
@@ -112,14 +127,14 @@ bool EDataTreeNode::IsLevelAbove(unsigned level) const noexcept {
     return node->parent_ != nullptr;
 }
 
-/// Each of this node's values is in `tag`, and identical: a child can do without a tag of its own.
+/// Each of this node's values is in `tag`, and identical, so that a child needs no tag of its own.
 bool EDataTreeNode::SamePathAs(const ETabulonTag& tag) const {
     for (const EDataTreeNode* node = this; node->parent_ != nullptr; node = node->parent_) {
         if (node->ownsTag_) {
             const ETabulonTag& own = node->extra_->tag;
-            for (unsigned place = 0; place < own.KnownLevelsCount(); ++place) {
-                const ETabulonValue* value = tag.Find(own.LevelAt(place));
-                if (value == nullptr || !value->IsIdenticalTo(own.ValueAt(place))) {
+            for (unsigned index = 0; index < own.KnownLevelsCount(); ++index) {
+                const ETabulonValue* value = tag.Find(own.LevelAt(index));
+                if (value == nullptr || !value->IsIdenticalTo(own.ValueAt(index))) {
                     return false;
                 }
             }
@@ -144,7 +159,7 @@ const ETabulonTag& EDataTreeNode::Tag() const {
     if (parent_ == nullptr && !ownsTag_) {
         return ETabulonTag::Null;
     }
-    Extra& extra = MakeExtra();
+    detail::NodeExtra& extra = MakeExtra();
     if (!extra.hasTag) {
         ExtractTag(extra.tag);
         extra.hasTag = true;
@@ -171,8 +186,8 @@ void EDataTreeNode::ExtractTag(ETabulonTag& tag) const {
     }
     if (node->ownsTag_) {
         const ETabulonTag& above = node->extra_->tag;
-        for (unsigned place = 0; place < above.KnownLevelsCount(); ++place) {
-            tag.Slot(above.LevelAt(place)) = above.ValueAt(place);
+        for (unsigned index = 0; index < above.KnownLevelsCount(); ++index) {
+            tag.Slot(above.LevelAt(index)) = above.ValueAt(index);
         }
     }
 }
@@ -200,10 +215,10 @@ HICON EDataTreeNode::Icon() const {
     return sort.AvailableLevels().GetLevel(level).Icon(value->Data());
 }
 
-// Deliberate: found out once and kept, also where the levels change later. Changes of levels drop
-// the nodes, but the root of an EDataTree only loses its children: asked while all levels were
-// hidden it stays a leaf, though it has children afterwards. RootAskedWhileAllIsHiddenStaysALeaf
-// holds it.
+// Deliberate: the first answer is kept, also where the levels change later. Changes of levels drop
+// the nodes, but the root of an EDataTree only loses its children: a root that is asked while all
+// levels are hidden stays a leaf, though it gets children afterwards.
+// RootAskedWhileAllIsHiddenStaysALeaf holds it.
 bool EDataTreeNode::IsTreeLeaf() const {
     if (isLeaf_ < 0) {
         const unsigned levels = byValue_ ? depth_ : Tag().KnownLevelsCount();
@@ -215,7 +230,7 @@ bool EDataTreeNode::IsTreeLeaf() const {
 // --------------------------------------------------------------------------------------------- key
 
 void EDataTreeNode::SetPrimaryKey(const ETabulonPrimaryKey& key) {
-    SettleLate();
+    FlushWalks();
     std::int64_t word = 0;
     const detail::TreeKeyForm form = detail::PackKey(key, word);
     if (form == detail::TreeKeyForm::Whole || (extra_ != nullptr && extra_->key != nullptr)) {
@@ -224,7 +239,7 @@ void EDataTreeNode::SetPrimaryKey(const ETabulonPrimaryKey& key) {
             whole = std::make_unique<ETabulonPrimaryKey>(key);
             Top().extra_->keepsKeys = true;
         } else {
-            *whole = key;  // references to it stay true
+            *whole = key;  // references to it stay valid
         }
     }
     keyWord_ = word;
@@ -233,7 +248,7 @@ void EDataTreeNode::SetPrimaryKey(const ETabulonPrimaryKey& key) {
 
 const ETabulonPrimaryKey& EDataTreeNode::PrimaryKey() const {
     static const detail::ENeverDestroyed<ETabulonPrimaryKey> none{};
-    SettleLate();
+    FlushWalks();
     if (extra_ == nullptr || extra_->key == nullptr) {
         if (keyForm_ == detail::TreeKeyForm::None) {
             return none.value;
@@ -247,7 +262,7 @@ const ETabulonPrimaryKey& EDataTreeNode::PrimaryKey() const {
 }
 
 void EDataTreeNode::ExtractPrimaryKey(ETabulonPrimaryKey& key) const {
-    SettleLate();
+    FlushWalks();
     if (keyForm_ == detail::TreeKeyForm::Whole) {
         key = *extra_->key;
     } else {
@@ -257,22 +272,13 @@ void EDataTreeNode::ExtractPrimaryKey(ETabulonPrimaryKey& key) const {
 
 // ---------------------------------------------------------------------------------------- children
 
-/// Lets a walk that runs file what it holds back: see TreeFillPath.
-void EDataTreeNode::SettleLate() const noexcept {
-    if (detail::TreeFillPath::IsAnyLate()) {
-        if (detail::TreeFillPath* path = Top().extra_->late; path != nullptr) {
-            path->SettleForReader();
-        }
-    }
-}
-
 unsigned EDataTreeNode::Size() const noexcept {
-    SettleLate();
+    FlushWalks();
     return static_cast<unsigned>(children_.Size());
 }
 
 std::uint32_t EDataTreeNode::LeafCount() const noexcept {
-    SettleLate();
+    FlushWalks();
     return leafCount_;
 }
 
@@ -280,7 +286,7 @@ const EDataTreeNode* EDataTreeNode::Get(unsigned index) const {
     if (index >= Size()) {
         return nullptr;
     }
-    children_.Place();
+    children_.OrderWaiting();
     return children_.At(index);
 }
 
@@ -288,97 +294,28 @@ EDataTreeNode* EDataTreeNode::Get(unsigned index) {
     return const_cast<EDataTreeNode*>(static_cast<const EDataTreeNode*>(this)->Get(index));
 }
 
-EDataTreeNode* EDataTreeNode::GetDirect(const ETabulonTag& tag) const {
-    if (byValue_ && tag.KnownLevelsCount() == depth_ + 1 && children_.HasByValue() &&
-        IsOnPathOf(tag)) {
-        const ETabulonValue* value = tag.Find(children_.Level());
-        EDataTreeNode* child = value != nullptr ? children_.FindByValue(*value) : nullptr;
-        if (child != nullptr) {
-            return child;
-        }
-    }
-    return children_.FindIrregular(tag);
-}
-
-EDataTreeNode* EDataTreeNode::GetByParents(const ETabulonTag& tag) {
-    if (HasTag(tag)) {
-        return this;
-    }
-    if (EDataTreeNode* child = GetDirect(tag)) {
-        return child;
-    }
-    if (tag.IsRoot()) {
-        return nullptr;
-    }
-    const ETabulonTag parentTag = SortDesc().GetParentTag(tag, kInTree);
-    if (HasTag(parentTag) || parentTag == tag) {
-        // It would be a direct child; or a level stands twice, and there is no way up.
-        return nullptr;
-    }
-    EDataTreeNode* parent = GetByParents(parentTag);
-    return parent != nullptr ? parent->GetByParents(tag) : nullptr;
-}
-
 EDataTreeNode* EDataTreeNode::AllocChild(const ETabulonTag& tag, const ETabulonSortDesc* sortDesc) {
     return new EDataTreeNode(this, tag, sortDesc);
 }
 
-EDataTreeNode* EDataTreeNode::AddVChild(const ETabulonTag& tag, detail::TreeFillPath* path) {
-    if (tag.IsRoot()) {
-        return nullptr;
-    }
-    if (HasTag(tag)) {
-        return this;
-    }
-    if (EDataTreeNode* child = GetDirect(tag)) {
-        if (path != nullptr) {
-            path->Meet(*child);
-        }
-        child->dirty_ = false;
-        return child;
-    }
-    const ETabulonTag parentTag = SortDesc().GetParentTag(tag, kInTree);
-    if (!HasTag(parentTag)) {
-        // Further down: the nodes between are made from the top. A parent tag that is the tag
-        // itself, as levels that stand twice make it, leads nowhere.
-        EDataTreeNode* parent = parentTag == tag ? nullptr : AddVChild(parentTag, path);
-        return parent != nullptr ? parent->AddVChild(tag, path) : nullptr;
-    }
-    return NewChild(tag, path);
-}
-
-EDataTreeNode* EDataTreeNode::NewChild(const ETabulonTag& tag, detail::TreeFillPath* path) {
-    const ETabulonSortDesc& sort = path != nullptr ? path->Sort() : SortDesc();
+ERef<EDataTreeNode> EDataTreeNode::MakeChild(const ETabulonTag& tag, const ETabulonSortDesc& sort) {
     auto child = ERef<EDataTreeNode>::Adopt(AllocChild(tag, &sort));
     if (child->byValue_ && children_.HasByValue() && children_.Level() != child->level_) {
-        // Levels changed under a tree that wasn't emptied, and siblings are told apart by one level
-        // only.
+        // The levels changed and the tree wasn't emptied. One level only tells siblings apart by
+        // value, so that this child is found by its tag.
         child->KeepTag(tag);
         child->byValue_ = false;
     }
-    EDataTreeNode* const taken = TakeChild(child.Get(), path);
-    static_cast<void>(child.Detach());  // the entry's reference
-    return taken;
+    return child;
 }
 
-EDataTreeNode* EDataTreeNode::NewChild(unsigned level, const ETabulonValue& value, bool isLeaf,
-                                       detail::TreeFillPath* path) {
-    auto child = ERef<EDataTreeNode>::Adopt(new EDataTreeNode(this, level, value, isLeaf));
-    EDataTreeNode* const taken = TakeChild(child.Get(), path);
-    static_cast<void>(child.Detach());  // the entry's reference
-    return taken;
-}
-
-EDataTreeNode* EDataTreeNode::TakeChild(EDataTreeNode* child, detail::TreeFillPath* path) {
+EDataTreeNode* EDataTreeNode::TakeChild(ERef<EDataTreeNode> child) {
     const bool isLeaf = child->IsTreeLeaf();
-    if (path != nullptr && !children_.IsEmpty() && !children_.HasWaiting()) {
-        path->Touch(*this);
-    }
-    children_.Add(*this, child);
+    children_.Add(*this, child.Get());
     if (isLeaf) {
         IncLeafCount(1);
     }
-    return child;
+    return child.Detach();  // the list's reference
 }
 
 /// AllocChild isn't overridden.
@@ -393,11 +330,13 @@ void EDataTreeNode::IncLeafCount(std::int32_t delta) noexcept {
 }
 
 void EDataTreeNode::Reset() {
-    SettleLate();
+    FlushWalks();
     if (children_.IsEmpty()) {
         return;
     }
-    ForgetPaths();
+    if (detail::TreeWalks* const walks = Walks(); walks != nullptr) {
+        walks->ForgetNodesBelow(*this);
+    }
     DropChildren();
 }
 
@@ -411,8 +350,8 @@ void EDataTreeNode::DropChildren() noexcept {
     }
 }
 
-/// Gives back the reference of an entry that is out of the children. The child brings the counts
-/// down by its own leaves as it goes, through its parent link.
+/// Releases a child that is out of the list already. As the child is destroyed it takes the leaves
+/// below it off the counts of its ancestors, through its parent link.
 void EDataTreeNode::Drop(EDataTreeNode* child) noexcept {
     if (child->IsTreeLeaf()) {
         IncLeafCount(-1);
@@ -422,33 +361,23 @@ void EDataTreeNode::Drop(EDataTreeNode* child) noexcept {
     }
 }
 
-/// Somebody holds on to a node that its parent dropped: a refresh that runs here, for one. It goes
-/// on as a root of its own and leaves the tree it was in alone.
+/// Makes a dropped node that someone holds a reference to, such as a refresh that runs there, the
+/// root of a tree of its own. The tree that it was in is left as it is.
 void EDataTreeNode::Orphan() noexcept {
     try {
         static_cast<void>(Tag());
-        Extra& extra = MakeExtra();
-        extra.sortDesc = &SortDesc();
-        extra.keepsKeys = Top().extra_->keepsKeys;
+        detail::NodeExtra& own = MakeExtra();
+        detail::NodeExtra& tree = *Top().extra_;
+        own.sortDesc = tree.sortDesc;
+        own.keepsKeys = tree.keepsKeys;
+        tree.walks.GiveBranch(*this, own.walks);
         ownsTag_ = true;
         byValue_ = false;
-        if (extra.path != nullptr) {
-            extra.path->Forget();
-        }
         parent_->IncLeafCount(-static_cast<std::int32_t>(leafCount_));
-        parent_ = nullptr;
     } catch (const std::bad_alloc&) {
-        Reset();  // without children it doesn't look for its parent any more
+        Reset();  // empty: it has no sort description to be filled by
     }
-}
-
-/// Tells refreshes that run at this node or above that nodes are about to go.
-void EDataTreeNode::ForgetPaths() noexcept {
-    for (EDataTreeNode* node = this; node != nullptr; node = node->parent_) {
-        if (node->extra_ != nullptr && node->extra_->path != nullptr) {
-            node->extra_->path->Forget();
-        }
-    }
+    parent_ = nullptr;
 }
 
 }  // namespace etabulon

@@ -1,22 +1,20 @@
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/tree/EDataTreeNode.h"
 #include "tree/NodeExtra.h"
-#include "tree/TreeFillPath.h"
+#include "tree/TreeFileTag.h"
+#include "tree/TreeRefresh.h"
 
-#include <atomic>
 #include <vector>
+
+// The operations that file records, which they hand to the filing side: it calls nodes, and nodes
+// know no more of it than a walk's interface. And what a refresh does to all nodes below its start.
 
 namespace etabulon {
 
-namespace {
-
-// In the whole process. A listener of a walk may refresh nodes of the same tree, which sets flags
-// that the outer refresh has cleared and counted.
-std::atomic<std::uint64_t> refreshesBegun{0};
-
-}  // namespace
-
-// ----------------------------------------------------------------------------------------- refresh
+EDataTreeNode* EDataTreeNode::AddChild(const ETabulonTag& tag) {
+    FlushWalks();
+    return detail::FileTag(*this, tag);
+}
 
 CursorStatus EDataTreeNode::Fill(ETabulonCursor* cursor) {
     Reset();
@@ -24,14 +22,14 @@ CursorStatus EDataTreeNode::Fill(ETabulonCursor* cursor) {
 }
 
 CursorStatus EDataTreeNode::Refresh(ETabulonCursor* cursor) {
-    SettleLate();
+    FlushWalks();
     bool oneFound = false;
     CursorStatus status = StatusOk;
     EDataTreeNode* parent = nullptr;
     {
         // A listener of the walk may drop the node.
         const auto self = ERef<EDataTreeNode>::Retain(this);
-        status = RefreshHere(cursor, oneFound);
+        status = detail::WalkAndFile(*this, *cursor, oneFound);
         parent = parent_;
     }
     if (status == StatusOk && parent != nullptr && !oneFound) {
@@ -41,48 +39,12 @@ CursorStatus EDataTreeNode::Refresh(ETabulonCursor* cursor) {
     return status;
 }
 
-CursorStatus EDataTreeNode::RefreshHere(ETabulonCursor* cursor, bool& oneFound) {
-    /// Clears the flags of what an unfinished walk didn't meet.
-    struct Dirtied {
-        EDataTreeNode* node;
-        ~Dirtied() {
-            if (node != nullptr) {
-                node->SetDirtyChilds(false);
-            }
-        }
-    };
-    const std::uint64_t ownNumber = ++refreshesBegun;
-    const std::size_t dirty = SetDirtyChilds(true);
-    Dirtied dirtied{dirty != 0 ? this : nullptr};  // what a walk adds is clean
-    CursorStatus status = StatusOk;
-    bool allMet = false;
-    {
-        detail::TreeFillPath path(*this, dirty);
-        EDataTreeFiller filler(this, &path);
-        const ECursorListening listening(*cursor, filler);
-        status = cursor->Browse(Tag());
-        path.Settle();
-        oneFound = filler.HasOneFound();
-        allMet = path.HasMetAll() && refreshesBegun == ownNumber;
-        if (status != StatusOk) {
-            path.LeaveWaiting();  // whoever cancels a walk isn't to wait for an order
-        }
-    }
-    if (status == StatusOk) {
-        if (!allMet) {
-            ReleaseDirtyChilds();
-        }
-        dirtied.node = nullptr;
-    }
-    return status;
-}
-
 /// Returns how many nodes there are below.
 std::size_t EDataTreeNode::SetDirtyChilds(bool dirty) noexcept {
     const std::size_t children = children_.Size();
     std::size_t count = children;
     for (std::size_t index = 0; index < children; ++index) {
-        children_.LookAhead(index);
+        children_.PrefetchNear(index);
         EDataTreeNode* child = children_.At(index);
         count += child->SetDirtyChilds(dirty);
         child->dirty_ = dirty;
@@ -92,7 +54,7 @@ std::size_t EDataTreeNode::SetDirtyChilds(bool dirty) noexcept {
 
 void EDataTreeNode::ReleaseDirtyChilds() {
     bool anyDirty = false;
-    for (std::size_t index = Size(); index-- > 0;) {
+    for (std::size_t index = children_.Size(); index-- > 0;) {
         EDataTreeNode* child = children_.At(index);
         if (child->dirty_) {
             anyDirty = true;
@@ -103,49 +65,13 @@ void EDataTreeNode::ReleaseDirtyChilds() {
     if (!anyDirty) {
         return;
     }
-    ForgetPaths();
+    if (detail::TreeWalks* const walks = Walks(); walks != nullptr) {
+        walks->ForgetNodesBelow(*this);
+    }
     const std::vector<EDataTreeNode*> dropped = children_.TakeDirty();
     for (auto child = dropped.rbegin(); child != dropped.rend(); ++child) {
         Drop(*child);
     }
-}
-
-// ------------------------------------------------------------------------------------------ filler
-
-EDataTreeFiller::EDataTreeFiller(const EDataTreeFiller& other)
-    : EUnknown(other),
-      ECountedUnknown(other),
-      INotifier(other),
-      node_(other.node_),
-      oneFound_(other.oneFound_) {}
-
-EDataTreeFiller& EDataTreeFiller::operator=(const EDataTreeFiller& other) {
-    node_ = other.node_;
-    oneFound_ = other.oneFound_;
-    path_ = nullptr;
-    return *this;
-}
-
-EDataTreeFiller::~EDataTreeFiller() = default;
-
-CursorStatus EDataTreeFiller::OnReset(const ETabulonTag& /*tag*/,
-                                      const ETabulonCursor& /*cursor*/) {
-    oneFound_ = false;
-    return StatusOk;
-}
-
-CursorStatus EDataTreeFiller::OnMove(const ETabulonCursor& cursor) {
-    oneFound_ = true;
-    const ETabulonTag& tag = cursor.CurrentTag();
-    if (path_ == nullptr) {
-        if (EDataTreeNode* node = node_->AddChild(ETabulonTag(tag)); node != nullptr) {
-            node->SetPrimaryKey(cursor.PrimaryKey());
-        }
-    } else {
-        path_->Look(tag);
-        path_->File(tag, cursor.PrimaryKey());
-    }
-    return StatusOk;
 }
 
 }  // namespace etabulon

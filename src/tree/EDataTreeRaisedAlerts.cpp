@@ -8,8 +8,8 @@ namespace etabulon {
 namespace {
 
 bool KnowsLevelsOf(const ETabulonTag& tag, const ETabulonTag& other) {
-    for (unsigned int place = 0; place < other.KnownLevelsCount(); ++place) {
-        if (!tag.HasValue(other.LevelAt(place))) {
+    for (unsigned int index = 0; index < other.KnownLevelsCount(); ++index) {
+        if (!tag.HasValue(other.LevelAt(index))) {
             return false;
         }
     }
@@ -33,15 +33,16 @@ EDataTreeRaisedAlerts EDataTreeRaisedAlerts::Merge(const EDataTreeRaisedAlerts& 
     return merged;
 }
 
-/// Waits for whoever is passing too, and no longer. It can't guard anything: what a caller was
-/// answered may be untrue by the time that he uses it, so that whoever shares a set between threads
-/// has a lock of his own around question and use.
+/// Takes the lock and releases it at once, which guards nothing: another thread may change the
+/// alerts before the caller uses the answer. Callers that share a set of alerts between threads
+/// hold a lock of their own around question and use.
 void EDataTreeRaisedAlerts::PassLock() const { const ECriticalSectionHold hold(lock_); }
 
 void EDataTreeRaisedAlerts::Raise(const ETabulonTag& tag, const Chaine& id) {
     PassLock();
-    // Deliberate: names that differ in case only are two here, though they are one alert where it
-    // is declared: raised both ways, its colour counts twice. NamesInTwoCasesCountTwice holds it.
+    // Deliberate: names that differ only in case are two here, though EDataTreeAvailableAlerts
+    // declares them as one alert: raised under both names, its colour counts twice.
+    // NamesInTwoCasesCountTwice holds it.
     raised_[tag].Add(id);
 }
 
@@ -76,17 +77,17 @@ PUniqueT<Chaine> EDataTreeRaisedAlerts::ChildAlertsIDs(const ETabulonTag& tag) c
     return ids;
 }
 
-/// Adds what propagates from the children of the tag, and to `detours` those children whose own
-/// children may not all be among them.
+/// Adds to `ids` the alerts that propagate from the children of the tag. Adds to `detours` the
+/// children that may have children which aren't the tag's.
 ///
-/// Deliberate: the alerts below a child count, also those that aren't below `tag` itself: a child
-/// that lacks a level of `tag` may have children that differ from `tag` there.
+/// Deliberate: all alerts below a child count, also those that aren't below `tag` itself: a child
+/// that lacks a level of `tag` may have children with another value there.
 /// AlertsComeThroughAChildThatLacksALevel holds it.
 void EDataTreeRaisedAlerts::AddChildAlerts(const ETabulonTag& tag, PUniqueT<Chaine>& ids,
                                            std::vector<std::uint32_t>& detours) const {
     std::uint32_t index = 0;
     for (const auto& [raisedOn, raised] : raised_) {
-        const std::uint32_t place = index++;
+        const std::uint32_t row = index++;
         if (!raisedOn.IsChildOf(tag)) {
             continue;
         }
@@ -96,8 +97,8 @@ void EDataTreeRaisedAlerts::AddChildAlerts(const ETabulonTag& tag, PUniqueT<Chai
             }
         }
         if (!KnowsLevelsOf(raisedOn, tag) &&
-            std::find(detours.begin(), detours.end(), place) == detours.end()) {
-            detours.push_back(place);
+            std::find(detours.begin(), detours.end(), row) == detours.end()) {
+            detours.push_back(row);
         }
     }
 }

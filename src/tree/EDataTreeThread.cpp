@@ -14,9 +14,10 @@
 
 namespace etabulon {
 
-/// What one run is told, and what others may ask of it.
+/// The parameters and the state of one run.
 ///
-/// Threads  the starter and the worker hold a reference each and may let go at the same time.
+/// Threads  the starter and the worker hold a reference each and may release it at the same time,
+///          so that the count is atomic.
 class EDataTreeThread::ThreadParams : public virtual ECountedUnknown {
 public:
     ThreadParams(bool isRefresh, const ETabulonTag& ofTag) : refresh(isRefresh), tag(ofTag) {}
@@ -41,12 +42,12 @@ public:
     }
 
     const bool refresh;
-    const ETabulonTag tag;  // the worker's, once it has started
-    // The worker's, once it has started: the run that this one takes the cursor from.
+    const ETabulonTag tag;  // used by the worker only, once it has started
+    // The run that this one takes the cursor from; used by the worker only, once it has started.
     ERef<ThreadParams> earlier;
     std::thread earlierWorker;
     std::atomic<bool> cancelled{false};
-    std::atomic<bool> ended{false};  // nothing follows but that it is idle, and the unlock
+    std::atomic<bool> ended{false};  // the report has returned
 
 private:
     std::atomic<std::int32_t> references_{1};
@@ -57,8 +58,9 @@ private:
 
 namespace {
 
-/// Ends a walk whose run was cancelled before the walk began: the reset has forgotten that, and
-/// tells its listeners only afterwards. A later cancel reaches the walk itself.
+/// Ends a walk whose run was cancelled before the walk began. The cursor's reset clears its cancel
+/// flag before it calls its listeners, and this listener answers with the run's own flag. A later
+/// cancel reaches the walk itself.
 class CancelledBefore : public ETabulonCursor::INotifier, public virtual ECountedUnknown {
 public:
     explicit CancelledBefore(const std::atomic<bool>& cancelled) : cancelled_(cancelled) {}
@@ -105,17 +107,18 @@ void EDataTreeThread::Start(bool refresh, const ETabulonTag& tag) {
         OnThreadStart(params->tag);
     } catch (...) {
         if (run_ == nullptr || run_->ended.load()) {
-            busy_.store(0);  // nobody else would
+            busy_.store(0);  // no run is left that would clear it
         }
         throw;
     }
-    // Who was told of the start may have started another run.
+    // OnThreadStart may have started another run.
     params->earlier = run_;
     params->earlierWorker = std::move(worker_);
     std::thread worker = StartWorker([this, run = params.Get()] { Run(*run); });
     if (!worker.joinable()) {
-        // Deliberate: busy, though nothing runs, until a later run ends: who was told of the start
-        // was told of no end. StartWithoutAThreadStaysBusy holds it.
+        // Deliberate: the busy flag stays set, though nothing runs: OnThreadStart was called, and
+        // no report of an end follows until a later run ends. StartWithoutAThreadStaysBusy holds
+        // it.
         worker_ = std::move(params->earlierWorker);
         return;
     }
@@ -148,7 +151,7 @@ std::thread EDataTreeThread::StartWorker(std::function<void()> entry) noexcept {
     }
 }
 
-/// The worker's run: takes the cursor, walks, reports, lets go.
+/// The worker's run: takes the cursor, walks, reports, and gives the cursor back.
 void EDataTreeThread::Run(ThreadParams& params) noexcept {
     const auto reference = ERef<ThreadParams>::Retain(&params);
     std::optional<ECursorExclusive> exclusive;
@@ -173,26 +176,26 @@ void EDataTreeThread::Run(ThreadParams& params) noexcept {
     }
     Conclude(params, status);
     exclusive.reset();
-    // With many nodes it takes a while, which nobody should wait for.
+    // Releasing many nodes takes a while: the cursor is free meanwhile.
     oldNodes.clear();
     if (params.earlierWorker.joinable()) {
         params.earlierWorker.join();
     }
 }
 
-/// The report, and the flags around it.
+/// Makes the run's one report, and sets the flags around it.
 void EDataTreeThread::Conclude(ThreadParams& params, CursorStatus status) noexcept {
-    // Deliberate: a flag and not a count. When a run is asked for while another one works, the one
-    // that ends first clears it, and the other works on as idle. Screens show the end of the first
-    // by it. OverlappingRunsLookIdleAfterTheFirst holds it.
+    // Deliberate: a flag and not a count. When a run starts while another one works, the first to
+    // end clears the flag, and the other works on while IsBusy says no. Screens show the end of the
+    // first run by it. OverlappingRunsLookIdleAfterTheFirst holds it.
     busy_.store(0);
     try {
         Report(params, status);
     } catch (...) {
-        // It was made: there is no second one.
+        // The report was made: there is no second one.
     }
     params.ended.store(true);
-    // Again: who asked for a run since then waits for the cursor's lock.
+    // Again, because a start since then has set it: that run waits for the cursor's lock.
     busy_.store(0);
 }
 
@@ -208,7 +211,8 @@ CursorStatus EDataTreeThread::Walk(const ThreadParams& params, OldNodes& oldNode
     return params.refresh ? tree_->Refresh(params.tag) : tree_->Fill();
 }
 
-/// As the fill would by itself, but that the branches live on until the cursor is free again.
+/// Empties the tree as the fill itself would, but keeps a reference to each branch, so that it is
+/// destroyed only after the cursor is free again.
 void EDataTreeThread::EmptyTree(OldNodes& oldNodes) {
     EDataTreeNode& root = *tree_->Root();
     for (unsigned index = 0; index < root.Size(); ++index) {

@@ -8,13 +8,13 @@
 
 namespace etabulon {
 
-/// Replays the leaves of a tree as records, for a re-sort without a walk of the table. It has
-/// neither fields nor levels: listeners may use the tag and the key only.
+/// Replays the leaves of a tree as records, for a re-sort without a walk of the table. The cursor
+/// has neither fields nor levels: listeners may use the tag and the key only.
 ///
-/// Ownership  the nodes aren't owned: the tree that they stand in stays until the replay is over.
+/// Ownership  the nodes aren't owned; the tree must outlive the replay.
 class ETabulonCursorTree : public ETabulonCursor {
 public:
-    /// The leaves of the tree below `root`, depth first; a root that is a leaf is one record.
+    /// Collects the leaves below `root`, depth first. A root that is a leaf is one record.
     explicit ETabulonCursorTree(const EDataTreeNode& root);
 
 protected:

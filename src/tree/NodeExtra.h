@@ -1,21 +1,28 @@
 #pragma once
 
-#include "etabulon/tree/EDataTreeNode.h"
-#include "tree/TreeFillPath.h"
+#include "etabulon/values/ETabulonPrimaryKey.h"
+#include "etabulon/values/ETabulonTag.h"
+#include "tree/TreeWalk.h"
 
 #include <memory>
 
 namespace etabulon {
+class ETabulonSortDesc;
+}  // namespace etabulon
 
-/// What few nodes have.
-struct EDataTreeNode::Extra {
-    ETabulonTag tag;                             // whole; valid with hasTag
-    std::unique_ptr<ETabulonPrimaryKey> key;     // whole, where it was asked for or can't be packed
-    const ETabulonSortDesc* sortDesc = nullptr;  // of the tree; in the root, and in an orphan
-    detail::TreeFillPath* path = nullptr;        // of the innermost refresh that started here
-    detail::TreeFillPath* late = nullptr;        // in the topmost node: holds records back
+namespace etabulon::detail {
+
+/// The part of a node that few nodes need. The topmost node always has one.
+struct NodeExtra {
+    ETabulonTag tag;  // whole; valid with hasTag
+    std::unique_ptr<ETabulonPrimaryKey>
+        key;  // whole, where a caller asked for it or it isn't packed
     bool hasTag = false;
-    bool keepsKeys = false;  // in the topmost node: some node of the tree has a whole key
+
+    // Of the whole tree, valid in its topmost node only.
+    bool keepsKeys = false;  // some node of the tree has a whole key
+    const ETabulonSortDesc* sortDesc = nullptr;
+    TreeWalks walks;
 };
 
-}  // namespace etabulon
+}  // namespace etabulon::detail

@@ -1,5 +1,6 @@
 #include "etabulon/tree/detail/TreeChildren.h"
 
+#include "tree/NodeAccess.h"
 #include "tree/TreeSiblings.h"
 
 #include <memory>
@@ -33,14 +34,16 @@ bool TreeChildren::HasByValue() const noexcept {
     if (word_ == 0) {
         return false;
     }
-    return IsOne() ? One()->byValue_ : Many()->HasByValue();
+    return IsOne() ? NodeAccess::IsByValue(*One()) : Many()->HasByValue();
 }
 
-unsigned TreeChildren::Level() const noexcept { return IsOne() ? One()->level_ : Many()->Level(); }
+unsigned TreeChildren::Level() const noexcept {
+    return IsOne() ? NodeAccess::Level(*One()) : Many()->Level();
+}
 
 bool TreeChildren::IsOnlyOf(unsigned level) const noexcept {
     if (IsOne()) {
-        return One()->byValue_ && One()->level_ == level;
+        return NodeAccess::IsByValue(*One()) && NodeAccess::Level(*One()) == level;
     }
     return word_ == 0 || Many()->IsOnlyOf(level);
 }
@@ -49,14 +52,14 @@ bool TreeChildren::HasWaiting() const noexcept {
     return word_ != 0 && !IsOne() && Many()->HasWaiting();
 }
 
-void TreeChildren::LookAhead() const noexcept {
+void TreeChildren::PrefetchList() const noexcept {
     if (word_ != 0 && !IsOne()) {
         __builtin_prefetch(Many());
     }
 }
 
-void TreeChildren::LookAhead(std::size_t index) const noexcept {
-    constexpr std::size_t kAhead = 16;
+void TreeChildren::PrefetchNear(std::size_t index) const noexcept {
+    constexpr std::size_t kAhead = 16;  // so many nodes are on their way at a time
     const std::size_t size = Size();
     for (std::size_t near = index == 0 ? 0 : index + kAhead; near <= index + kAhead; ++near) {
         if (near < size) {
@@ -65,9 +68,9 @@ void TreeChildren::LookAhead(std::size_t index) const noexcept {
     }
 }
 
-void TreeChildren::LookAtEnd() const noexcept {
+void TreeChildren::PrefetchListEnd() const noexcept {
     if (word_ != 0 && !IsOne()) {
-        Many()->LookAtEnd();
+        Many()->PrefetchEnd();
     }
 }
 
@@ -76,7 +79,8 @@ EDataTreeNode* TreeChildren::FindByValue(const ETabulonValue& value) const {
         return nullptr;
     }
     if (IsOne()) {
-        return One()->byValue_ && One()->value_ == value ? One() : nullptr;
+        return NodeAccess::IsByValue(*One()) && NodeAccess::Value(*One()) == value ? One()
+                                                                                   : nullptr;
     }
     return Many()->FindByValue(value);
 }
@@ -86,7 +90,7 @@ EDataTreeNode* TreeChildren::FindIrregular(const ETabulonTag& tag) const {
         return nullptr;
     }
     if (IsOne()) {
-        return !One()->byValue_ && One()->Tag() == tag ? One() : nullptr;
+        return !NodeAccess::IsByValue(*One()) && One()->Tag() == tag ? One() : nullptr;
     }
     return Many()->FindIrregular(tag);
 }
@@ -105,9 +109,9 @@ void TreeChildren::Add(const EDataTreeNode& owner, EDataTreeNode* child) {
     Many()->Add(child);
 }
 
-void TreeChildren::Place() {
+void TreeChildren::OrderWaiting() {
     if (HasWaiting()) {
-        Many()->Place();
+        Many()->OrderWaiting();
     }
 }
 
@@ -122,7 +126,7 @@ std::vector<EDataTreeNode*> TreeChildren::TakeDirty() {
             delete Many();
             word_ = 0;
         }
-    } else if (One()->dirty_) {
+    } else if (NodeAccess::IsDirty(*One())) {
         taken.push_back(One());
         word_ = 0;
     }

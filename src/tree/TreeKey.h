@@ -6,14 +6,14 @@
 
 namespace etabulon::detail {
 
-/// How a node keeps its record's key in one word.
+/// How a node packs its record's key into one word.
 enum class TreeKeyForm : std::uint8_t {
     None = 0,             // no key
     Position = 1,         // no segments; the word is the position
     Int64AtPosition = 2,  // one TYPE_INT64 that is equal to the position
     PackedInt64 = 3,      // one TYPE_INT64 in the upper half, the position in the lower
     PackedLong = 4,       // the same of a TYPE_LONG
-    Whole = 5,            // none of these: kept as it is, and the word is 0
+    Whole = 5,            // none of these: the key is kept unpacked, and the word is 0
 };
 
 struct TreeKeyWord {
@@ -21,9 +21,9 @@ struct TreeKeyWord {
     TreeKeyForm form = TreeKeyForm::None;
 };
 
-/// The word for `key`, and its form.
+/// Packs `key` into `word` and returns its form.
 [[nodiscard]] TreeKeyForm PackKey(const ETabulonPrimaryKey& key, std::int64_t& word);
-/// The opposite. Requires a form other than Whole.
+/// Makes the key from its word. Requires a form other than Whole.
 void UnpackKey(TreeKeyForm form, std::int64_t word, ETabulonPrimaryKey& key);
 
 }  // namespace etabulon::detail

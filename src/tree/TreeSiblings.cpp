@@ -1,5 +1,7 @@
 #include "tree/TreeSiblings.h"
 
+#include "tree/NodeAccess.h"
+
 #include <algorithm>
 #include <bit>
 #include <charconv>
@@ -14,13 +16,14 @@ namespace {
 
 constexpr auto kInTree = ETabulonSortDesc::SortKey::HideInTree;
 
-// With fewer newcomers than one in this many, each is placed by bisection, reading few siblings.
+// With fewer new children than one in 16 siblings, each is sorted in by bisection, which reads few
+// of the siblings.
 constexpr std::size_t kBisectShare = 16;
 constexpr std::size_t kFirstWaiting = 4;
-// Nodes lie where the records happened to make them: asked for ahead, several are on their way.
+// Siblings aren't neighbours in memory: so many are prefetched ahead of the one that is read.
 constexpr std::size_t kAhead = 8;
 
-std::uint16_t MarkOf(const ETabulonValue& value) noexcept {
+std::uint16_t FingerprintOf(const ETabulonValue& value) noexcept {
     return static_cast<std::uint16_t>(value.Hash() >> 16);
 }
 
@@ -40,19 +43,19 @@ struct TreeSiblings::SortItem {
     std::uint64_t prefix;  // the first eight bytes, so that most comparisons end here
     std::size_t begin;
     std::size_t length;
-    std::size_t place;  // where it stands, and later where it goes
+    std::size_t index;  // where it stands, and later where it goes
     EDataTreeNode* node;
 };
 
-/// Comparison texts of siblings, compared by the order in which the newest came.
+/// Comparison texts of siblings, compared by the order that held when the newest came.
 class TreeSiblings::SortTexts {
 public:
     explicit SortTexts(const TreeSiblings& siblings) : siblings_(siblings) {}
 
-    [[nodiscard]] SortItem Make(std::size_t place) {
+    [[nodiscard]] SortItem Make(std::size_t index) {
         const std::size_t begin = arena_.size();
-        AppendKey(place);
-        SortItem item{0, begin, arena_.size() - begin, place, siblings_.At(place)};
+        AppendKey(index);
+        SortItem item{0, begin, arena_.size() - begin, index, siblings_.At(index)};
         char first[8] = {};
         std::memcpy(first, arena_.data() + begin, std::min(item.length, sizeof first));
         for (const char byte : first) {
@@ -63,9 +66,9 @@ public:
     [[nodiscard]] std::vector<SortItem> Make(std::size_t from, std::size_t to) {
         std::vector<SortItem> items;
         items.reserve(to - from);
-        for (std::size_t place = from; place < to; ++place) {
-            LookAhead(place);
-            items.push_back(Make(place));
+        for (std::size_t index = from; index < to; ++index) {
+            Prefetch(index);
+            items.push_back(Make(index));
         }
         return items;
     }
@@ -84,36 +87,37 @@ public:
     }
 
 private:
-    [[nodiscard]] bool IsNumber(std::size_t place) const noexcept {
-        return siblings_.areNumbers_ && place >= siblings_.placed_.size() &&
+    [[nodiscard]] bool IsNumber(std::size_t index) const noexcept {
+        return siblings_.areNumbers_ && index >= siblings_.ordered_.size() &&
                siblings_.level_ == siblings_.orderLevel_;
     }
-    void LookAhead(std::size_t place) const noexcept {
-        if (place + kAhead < siblings_.size_ && !IsNumber(place + kAhead)) {
-            const EDataTreeNode* node = siblings_.At(place + kAhead);
+    void Prefetch(std::size_t index) const noexcept {
+        if (index + kAhead < siblings_.size_ && !IsNumber(index + kAhead)) {
+            const EDataTreeNode* node = siblings_.At(index + kAhead);
             __builtin_prefetch(node);
-            __builtin_prefetch(&node->value_.Data());
+            __builtin_prefetch(&NodeAccess::Value(*node).Data());
         }
     }
     /// A sibling may lack the level, after a change of levels that didn't empty the tree.
     [[nodiscard]] const ETabulonValue& ValueOf(const EDataTreeNode& node) const {
-        if (node.byValue_ && node.level_ == siblings_.orderLevel_) {
-            return node.value_;
+        if (NodeAccess::IsByValue(node) && NodeAccess::Level(node) == siblings_.orderLevel_) {
+            return NodeAccess::Value(node);
         }
         const ETabulonValue* value = node.Tag().Find(siblings_.orderLevel_);
         return value != nullptr ? *value : ETabulonValue::Null;
     }
-    void AppendKey(std::size_t place) {
-        if (IsNumber(place)) {
+    void AppendKey(std::size_t index) {
+        if (IsNumber(index)) {
             char digits[std::numeric_limits<std::int64_t>::digits10 + 2];
-            const std::int64_t number = siblings_.waiting_[place - siblings_.placed_.size()].number;
+            const std::int64_t number =
+                siblings_.waiting_[index - siblings_.ordered_.size()].number;
             const char* end = std::to_chars(digits, std::end(digits), number).ptr;
             AppendKey(std::string_view(digits, static_cast<std::size_t>(end - digits)));
             return;
         }
         EVariant::TextBuffer buffer;
         Chaine holder;
-        const ETabulonValue& value = ValueOf(*siblings_.At(place));
+        const ETabulonValue& value = ValueOf(*siblings_.At(index));
         AppendKey(siblings_.isOnData_ ? value.Data().AsText(buffer, holder)
                                       : value.DisplayText(buffer, holder));
     }
@@ -147,24 +151,24 @@ EDataTreeNode* TreeSiblings::FindByValue(const ETabulonValue& value) {
         return FindByIndex(value);
     }
     if (size_ > kHandfulOfChildren) {
-        return FindByMark(value);
+        return FindByFingerprint(value);
     }
-    for (std::size_t place = 0; place < size_; ++place) {
-        EDataTreeNode* node = At(place);
-        if (node->byValue_ && node->value_ == value) {
+    for (std::size_t index = 0; index < size_; ++index) {
+        EDataTreeNode* node = At(index);
+        if (NodeAccess::IsByValue(*node) && NodeAccess::Value(*node) == value) {
             return node;
         }
     }
     return nullptr;
 }
 
-EDataTreeNode* TreeSiblings::FindByMark(const ETabulonValue& value) {
+EDataTreeNode* TreeSiblings::FindByFingerprint(const ETabulonValue& value) {
     IndexAll();
-    const std::uint16_t mark = MarkOf(value);
-    for (std::size_t place = 0; place < size_; ++place) {
-        if (marks_[place] == mark) {
-            EDataTreeNode* node = At(place);
-            if (node->byValue_ && node->value_ == value) {
+    const std::uint16_t fingerprint = FingerprintOf(value);
+    for (std::size_t index = 0; index < size_; ++index) {
+        if (fingerprints_[index] == fingerprint) {
+            EDataTreeNode* node = At(index);
+            if (NodeAccess::IsByValue(*node) && NodeAccess::Value(*node) == value) {
                 return node;
             }
         }
@@ -181,7 +185,7 @@ EDataTreeNode* TreeSiblings::FindByIndex(const ETabulonValue& value) {
             continue;
         }
         EDataTreeNode* node = At((slots_[at] & mask) - 1);
-        if (node->value_ == value) {
+        if (NodeAccess::Value(*node) == value) {
             return node;
         }
     }
@@ -189,16 +193,16 @@ EDataTreeNode* TreeSiblings::FindByIndex(const ETabulonValue& value) {
 }
 
 EDataTreeNode* TreeSiblings::FindIrregular(const ETabulonTag& tag) const {
-    for (std::size_t place = 0; irregular_ != 0 && place < size_; ++place) {
-        EDataTreeNode* node = At(place);
-        if (!node->byValue_ && node->Tag() == tag) {
+    for (std::size_t index = 0; irregular_ != 0 && index < size_; ++index) {
+        EDataTreeNode* node = At(index);
+        if (!NodeAccess::IsByValue(*node) && node->Tag() == tag) {
             return node;
         }
     }
     return nullptr;
 }
 
-/// Sees to it that one child more fits, in an index with a quarter of its slots free.
+/// Makes room for one more child, in an index with at least a quarter of its slots free.
 void TreeSiblings::MakeRoom() {
     if (waiting_.capacity() == waiting_.size()) {
         waiting_.reserve(std::max(kFirstWaiting, waiting_.size() * 2));
@@ -223,55 +227,56 @@ void TreeSiblings::IndexAll() noexcept {
     }
 }
 
-void TreeSiblings::Index(std::uint32_t place) noexcept {
-    const EDataTreeNode* node = At(place);
+void TreeSiblings::Index(std::uint32_t index) noexcept {
+    const EDataTreeNode* node = At(index);
     if (size_ <= kFewChildren) {
-        marks_[place] = MarkOf(node->value_);
+        fingerprints_[index] = FingerprintOf(NodeAccess::Value(*node));
         return;
     }
-    if (!node->byValue_) {
+    if (!NodeAccess::IsByValue(*node)) {
         return;
     }
     const auto mask = static_cast<std::uint32_t>(slots_.size() - 1);
-    const std::uint32_t hash = node->value_.Hash();
+    const std::uint32_t hash = NodeAccess::Value(*node).Hash();
     std::uint32_t at = hash & mask;
     while (slots_[at] != 0) {
         at = (at + 1) & mask;
     }
-    slots_[at] = (hash & ~mask) | (place + 1);
+    slots_[at] = (hash & ~mask) | (index + 1);
 }
 
 // ------------------------------------------------------------------------------------------ change
 
 TreeSiblings::TreeSiblings(const EDataTreeNode& owner, EDataTreeNode* first) : owner_(owner) {
-    KnowOrder(owner.SortDesc());
+    KnowOrder(NodeAccess::SortDesc(owner));
     isMixed_ = false;
-    placed_.push_back(first);
+    ordered_.push_back(first);
     Note(*first);
 }
 
 void TreeSiblings::Add(EDataTreeNode* child) {
-    const ETabulonSortDesc& sort = owner_.SortDesc();
+    const ETabulonSortDesc& sort = NodeAccess::SortDesc(owner_);
     if (size_ == 0 || orderStamp_ != sort.OrderStamp()) {
-        Place();
+        OrderWaiting();
         KnowOrder(sort);
     }
     MakeRoom();
     waiting_.push_back({child, 0});
     Note(*child);
     if (areNumbers_) {
-        ReadNumber(child->value_, waiting_.back().number);
+        ReadNumber(NodeAccess::Value(*child), waiting_.back().number);
     }
 }
 
 void TreeSiblings::Note(const EDataTreeNode& child) noexcept {
-    if (child.byValue_) {
-        level_ = child.level_;
+    if (NodeAccess::IsByValue(child)) {
+        level_ = NodeAccess::Level(child);
     } else {
         ++irregular_;
     }
     std::int64_t number = 0;
-    areNumbers_ = areNumbers_ && child.byValue_ && ReadNumber(child.value_, number);
+    areNumbers_ =
+        areNumbers_ && NodeAccess::IsByValue(child) && ReadNumber(NodeAccess::Value(child), number);
     largest_ = size_ == 0 ? number : std::max(largest_, number);
     if (++size_ == kFewChildren + 1) {
         indexed_ = 0;
@@ -279,21 +284,21 @@ void TreeSiblings::Note(const EDataTreeNode& child) noexcept {
 }
 
 std::vector<EDataTreeNode*> TreeSiblings::TakeDirty() {
-    const auto isDirty = [](const EDataTreeNode* node) { return node->dirty_; };
+    const auto isDirty = [](const EDataTreeNode* node) { return NodeAccess::IsDirty(*node); };
     std::size_t dirty = 0;
-    for (std::size_t place = 0; place < size_; ++place) {
-        dirty += isDirty(At(place)) ? 1U : 0U;
+    for (std::size_t index = 0; index < size_; ++index) {
+        dirty += isDirty(At(index)) ? 1U : 0U;
     }
     std::vector<EDataTreeNode*> taken;
     taken.reserve(dirty);
-    for (std::size_t place = 0; place < size_; ++place) {
-        if (isDirty(At(place))) {
-            taken.push_back(At(place));
-            irregular_ -= At(place)->byValue_ ? 0U : 1U;
+    for (std::size_t index = 0; index < size_; ++index) {
+        if (isDirty(At(index))) {
+            taken.push_back(At(index));
+            irregular_ -= NodeAccess::IsByValue(*At(index)) ? 0U : 1U;
         }
     }
-    std::erase_if(placed_, isDirty);
-    std::erase_if(waiting_, [&](const Newcomer& newcomer) { return isDirty(newcomer.node); });
+    std::erase_if(ordered_, isDirty);
+    std::erase_if(waiting_, [&](const NewChild& newChild) { return isDirty(newChild.node); });
     size_ -= static_cast<std::uint32_t>(dirty);
     areNumbers_ = areNumbers_ || size_ == 0;
     ForgetIndex();
@@ -305,7 +310,7 @@ std::vector<EDataTreeNode*> TreeSiblings::TakeDirty() {
 
 // ------------------------------------------------------------------------------------------- order
 
-/// Notes the order by which newcomers are filed from here on.
+/// Notes the order by which new children are sorted in from here on.
 void TreeSiblings::KnowOrder(const ETabulonSortDesc& sort) {
     orderStamp_ = sort.OrderStamp();
     const unsigned depth = owner_.Depth();
@@ -323,58 +328,58 @@ void TreeSiblings::KnowOrder(const ETabulonSortDesc& sort) {
     isOnData_ = isOnData;
 }
 
-void TreeSiblings::Place() {
+void TreeSiblings::OrderWaiting() {
     if (!HasWaiting()) {
         return;
     }
-    if (placed_.size() <= 1) {
+    if (ordered_.size() <= 1) {
         isMixed_ = false;
     }
-    if (size_ > placed_.capacity()) {
+    if (size_ > ordered_.capacity()) {
         // Most nodes get no more children after their fill.
-        placed_.reserve(placed_.size() <= 1 ? size_
-                                            : std::max<std::size_t>(size_, placed_.size() * 2));
+        ordered_.reserve(ordered_.size() <= 1 ? size_
+                                              : std::max<std::size_t>(size_, ordered_.size() * 2));
     }
     if (!isOrdered_ || size_ == 1) {
-        for (const Newcomer& newcomer : waiting_) {
-            placed_.push_back(newcomer.node);
+        for (const NewChild& newChild : waiting_) {
+            ordered_.push_back(newChild.node);
         }
     } else {
         if (isMixed_) {
-            // The siblings aren't in this order: only the scan gives the scan's answer.
-            PlaceByScan();
+            // The siblings aren't in this order: only the scan itself gives the scan's result.
+            OrderByScan();
         } else {
-            PlaceBySort();
+            OrderBySort();
         }
         ForgetIndex();
     }
-    std::vector<Newcomer>().swap(waiting_);
+    std::vector<NewChild>().swap(waiting_);
 }
 
-void TreeSiblings::PlaceByScan() {
+void TreeSiblings::OrderByScan() {
     SortTexts texts(*this);
     std::vector<SortItem> items = texts.Make(0, size_);
-    for (std::size_t waiting = placed_.size(); waiting < items.size(); ++waiting) {
-        const auto newcomer = items.begin() + static_cast<std::ptrdiff_t>(waiting);
-        const auto place = std::find_if(items.begin(), newcomer, [&](const SortItem& sibling) {
-            return texts.Compare(*newcomer, sibling) <= 0;
+    for (std::size_t waiting = ordered_.size(); waiting < items.size(); ++waiting) {
+        const auto newChild = items.begin() + static_cast<std::ptrdiff_t>(waiting);
+        const auto target = std::find_if(items.begin(), newChild, [&](const SortItem& sibling) {
+            return texts.Compare(*newChild, sibling) <= 0;
         });
-        std::rotate(place, newcomer, newcomer + 1);
+        std::rotate(target, newChild, newChild + 1);
     }
-    placed_.resize(size_);
-    std::transform(items.begin(), items.end(), placed_.begin(),
+    ordered_.resize(size_);
+    std::transform(items.begin(), items.end(), ordered_.begin(),
                    [](const SortItem& item) { return item.node; });
 }
 
-void TreeSiblings::PlaceBySort() {
-    const std::size_t before = placed_.size();
+void TreeSiblings::OrderBySort() {
+    const std::size_t before = ordered_.size();
     SortTexts texts(*this);
     std::vector<SortItem> waiting = texts.Make(before, size_);
     // Deliberate: of equals the newest stands first, as if each had been filed by a scan that stops
     // at the first sibling not below it. EqualSiblings.NewestStandsFirst holds it.
     std::sort(waiting.begin(), waiting.end(), [&texts](const SortItem& a, const SortItem& b) {
         const int order = texts.Compare(a, b);
-        return order != 0 ? order < 0 : a.place > b.place;
+        return order != 0 ? order < 0 : a.index > b.index;
     });
 
     // Each goes in front of the first sibling that isn't below it.
@@ -390,7 +395,7 @@ void TreeSiblings::PlaceBySort() {
                     end = middle;
                 }
             }
-            item->place = end;
+            item->index = end;
         }
     } else {
         const std::vector<SortItem> siblings = texts.Make(0, before);
@@ -398,21 +403,21 @@ void TreeSiblings::PlaceBySort() {
             while (end > 0 && texts.Compare(siblings[end - 1], *item) >= 0) {
                 --end;
             }
-            item->place = end;
+            item->index = end;
         }
     }
 
-    placed_.resize(size_);
+    ordered_.resize(size_);
     std::size_t from = before;
     std::size_t to = size_;
     for (auto item = waiting.rbegin(); item != waiting.rend(); ++item) {
-        const auto begin = placed_.begin();
-        std::move_backward(begin + static_cast<std::ptrdiff_t>(item->place),
+        const auto begin = ordered_.begin();
+        std::move_backward(begin + static_cast<std::ptrdiff_t>(item->index),
                            begin + static_cast<std::ptrdiff_t>(from),
                            begin + static_cast<std::ptrdiff_t>(to));
-        to -= from - item->place;
-        from = item->place;
-        placed_[--to] = item->node;
+        to -= from - item->index;
+        from = item->index;
+        ordered_[--to] = item->node;
     }
 }
 

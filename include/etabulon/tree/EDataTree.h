@@ -1,6 +1,7 @@
 #pragma once
 
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/tree/EDataTreeFiller.h"
 #include "etabulon/tree/EDataTreeNode.h"
 
 namespace etabulon {
@@ -17,16 +18,16 @@ private:
     HICON icon_;  // not owned
 };
 
-/// A cursor, a sort description and a root bound into a tree model, and the single door through
-/// which the tree is changed: each operation takes the cursor from a running walk, works and gives
-/// it back.
+/// A tree model: binds a cursor, a sort description and a root. An application changes the tree
+/// through this class alone: each operation cancels a running walk, takes the cursor, works and
+/// gives the cursor back.
 ///
-/// Ownership  owns the sort description and the root; the cursor must outlive it. Nodes are dead
-///            after an operation that fills, re-sorts or resets.
-/// Threads    changing operations take the cursor's lock themselves and may nest in it. Get, Root
-///            and the accessors take none: whoever may meet a walk holds the lock.
-/// Failure    std::bad_alloc may pass through. A fill or refresh leaves then what a cancelled one
-///            leaves; a rearrangement leaves the tree empty, under the new order.
+/// Ownership  owns the sort description and the root; the cursor isn't owned and must outlive this.
+///            Pointers to nodes are invalid after an operation that fills, re-sorts or resets.
+/// Threads    operations that change the tree take the cursor's lock, which may be held already.
+///            Get, Root and the accessors take none: a caller that can meet a walk holds the lock.
+/// Failure    std::bad_alloc may pass through. After it a fill or refresh leaves what a cancelled
+///            one leaves; a rearrangement leaves the tree empty, under the new order.
 class ETABULON_API EDataTree {
 public:
     using HideFlag = ETabulonSortDesc::SortKey::HideFlag;
@@ -53,13 +54,13 @@ public:
 
     CursorStatus Fill();
     CursorStatus Refresh();
-    /// Refreshes the node of the tag, or its nearest ancestor that the tree holds.
+    /// Refreshes the node of the tag, or the nearest ancestor that the tree has.
     CursorStatus Refresh(const ETabulonTag& tag);
-    /// A new, empty root. Takes no lock: belongs before a fill.
+    /// Replaces the root by a new, empty one. Takes no lock; call it before a fill.
     void SetParams(const Chaine& rootName, HICON rootIcon);
 
-    // Each returns whether something changed. The first three empty the tree, which asks for a new
-    // fill; the others rearrange it without a walk of the table.
+    // Each returns whether something changed. The first three empty the tree, and the caller fills
+    // it again; the others rearrange it without a walk of the table.
     bool SetSortLevels(const ETabulonSortDesc::SortKeyArray& keys);
     bool SetHideLevelFlags(unsigned level, HideFlag flag);
     bool SetHideLevelFlags(const PUniqueT<unsigned>& levels, HideFlag flag);

@@ -6,8 +6,8 @@
 
 namespace etabulon {
 
-/// A named alert: the style of the nodes on which it is raised, and whether their ancestors take it
-/// too. The default has no name and no style: what a node without alerts shows.
+/// A named alert: the style of the nodes on which it is raised, and whether their ancestors take
+/// that style too. The default has no name and no style, as a node without alerts shows.
 class ETABULON_API EDataTreeAlertDesc {
 public:
     EDataTreeAlertDesc() = default;
@@ -16,7 +16,7 @@ public:
     EDataTreeAlertDesc& operator=(const EDataTreeAlertDesc&) = default;
     virtual ~EDataTreeAlertDesc() = default;
 
-    /// Both styles as one, whatever the order; the name is "a,b".
+    /// Both styles as one, the same in either order; the name is "a,b".
     [[nodiscard]] static EDataTreeAlertDesc Merge(const EDataTreeAlertDesc& a,
                                                   const EDataTreeAlertDesc& b);
 

@@ -8,9 +8,9 @@
 
 namespace etabulon {
 
-/// The alerts that an application has, by name; case makes no difference.
+/// The alerts that an application has declared, by name; case makes no difference.
 ///
-/// Ownership  a value type; copies share their storage until the next look into either.
+/// Ownership  a value type; copies share their storage until the next access to either.
 /// Threads    one at a time, const operations included.
 class ETABULON_API EDataTreeAvailableAlerts {
 public:
@@ -19,7 +19,7 @@ public:
     EDataTreeAvailableAlerts& operator=(const EDataTreeAvailableAlerts&) = default;
     virtual ~EDataTreeAvailableAlerts() = default;
 
-    /// Replaces an alert of that name.
+    /// Declares an alert, or replaces the one of that name.
     void DeclareAlert(const EDataTreeAlertDesc& desc);
     [[nodiscard]] bool Exist(const Chaine& id) const { return alerts_.Find(id) != -1; }
     [[nodiscard]] std::uint32_t Size() const noexcept { return alerts_.Size(); }
@@ -31,7 +31,7 @@ public:
     [[nodiscard]] const EDataTreeAlertDesc& operator[](std::uint32_t index) const {
         return alerts_.Value(index);
     }
-    /// All of them merged. Requires that each exists.
+    /// The named alerts merged into one. Requires that each exists.
     [[nodiscard]] EDataTreeAlertDesc Get(const PUniqueT<Chaine>& ids) const;
 
 private:

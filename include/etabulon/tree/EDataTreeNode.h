@@ -3,6 +3,7 @@
 #include "etabulon/cursors/ETabulonCursor.h"
 #include "etabulon/foundation/ECountedUnknown.h"
 #include "etabulon/foundation/EIcon.h"
+#include "etabulon/foundation/ERef.h"
 #include "etabulon/sort/ETabulonSortDesc.h"
 #include "etabulon/tree/detail/TreeChildren.h"
 #include "etabulon/values/ETabulonPrimaryKey.h"
@@ -11,13 +12,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <span>
 
 namespace etabulon {
 
 namespace detail {
-class TreeFillPath;
-class TreeMemo;
+class TreeWalks;
+struct NodeAccess;
+struct NodeExtra;
 enum class TreeKeyForm : std::uint8_t;
 }  // namespace detail
 
@@ -26,12 +27,13 @@ enum class TreeKeyForm : std::uint8_t;
 /// that the tree shows.
 ///
 /// Ownership  a parent holds one reference to each child; the sort description isn't owned. A
-///            pointer to a node is good until its parent drops it (Fill, Refresh, Reset).
+///            pointer to a node is valid until its parent drops the node (Fill, Refresh, Reset). A
+///            dropped node that someone else holds a reference to is the root of its own branch.
 /// Threads    no lock of its own. Writers run under the cursor's lock, and so must readers that can
-///            meet a walk. Const operations fill caches and give newcomers their places.
+///            meet a walk. Const operations fill caches and sort new children in.
 /// Failure    std::bad_alloc may pass through. The tree is sound then, as after a cancelled walk.
 /// Storage    a node keeps the value of its own level. The whole tag, and a key that is more than a
-///            number, are kept apart and made when asked for.
+///            number, are kept apart and made on first demand.
 class ETABULON_API EDataTreeNode : public virtual ECountedUnknown {
 public:
     EDataTreeNode(EDataTreeNode* parent, const ETabulonTag& tag, const ETabulonSortDesc* sortDesc);
@@ -49,15 +51,15 @@ public:
     /// The node of that tag at or under this one, or null.
     [[nodiscard]] EDataTreeNode* Get(const ETabulonTag& tag);
     [[nodiscard]] const EDataTreeNode* Get(const ETabulonTag& tag) const;
-    /// The child at `index` in sort order; null when there are not as many.
+    /// The child at `index` in sort order; null from Size() on.
     [[nodiscard]] EDataTreeNode* Get(unsigned index);
     [[nodiscard]] const EDataTreeNode* Get(unsigned index) const;
 
     /// Reset, then Refresh.
     CursorStatus Fill(ETabulonCursor* cursor);
-    /// Walks the node's tag: keeps what the walk meets again, adds the new, drops the rest. A walk
-    /// that is cancelled or fails drops nothing. Without any record left the parent is refreshed
-    /// instead, and this node may be gone when the call returns.
+    /// Walks the node's tag: keeps the nodes that the walk meets again, adds the new ones and drops
+    /// the rest. A walk that is cancelled or fails drops nothing. If no record is left, the parent
+    /// is refreshed too, and this node may be gone when the call returns.
     CursorStatus Refresh(ETabulonCursor* cursor);
     /// Drops all children.
     void Reset();
@@ -75,13 +77,13 @@ public:
     void SetPrimaryKey(const ETabulonPrimaryKey& key);
     [[nodiscard]] const ETabulonTag& Tag() const;
 
-    /// The same into storage of the caller's, keeping nothing here: what a pass over many nodes
-    /// uses.
+    /// The tag and the key, written into the caller's storage; the node keeps no copy. For a pass
+    /// over many nodes.
     void ExtractTag(ETabulonTag& tag) const;
     void ExtractPrimaryKey(ETabulonPrimaryKey& key) const;
-    /// The value of the level that stands at this depth of `sort`, which is the tree's: what
-    /// DisplayValue climbs to the root for. Null at the root, and where a change of levels that
-    /// didn't empty the tree has left none. Good until the node goes or the levels change.
+    /// The value of the level at this depth of `sort`, without a climb to the root. Requires the
+    /// tree's sort description. Null at the root, and where the levels changed without a reset and
+    /// the tag lacks the level. Valid until the node is dropped or the levels change.
     [[nodiscard]] const ETabulonValue* OwnValue(const ETabulonSortDesc& sort) const;
 
 protected:
@@ -89,51 +91,38 @@ protected:
     /// the nodes.
     [[nodiscard]] virtual EDataTreeNode* AllocChild(const ETabulonTag& tag,
                                                     const ETabulonSortDesc* sortDesc);
-    /// The tree's, which the root holds.
+    /// The tree's sort description, which the root holds.
     [[nodiscard]] const ETabulonSortDesc& SortDesc() const noexcept;
 
 private:
-    friend class EDataTreeFiller;
-    friend class detail::TreeChildren;
-    friend class detail::TreeSiblings;
-    friend class detail::TreeFillPath;
-    friend class detail::TreeMemo;
-    struct Extra;
+    friend struct detail::NodeAccess;
 
-    /// A child by value: its path is the parent's to the letter, and then `value`.
+    /// A child whose path is identical to the parent's, plus `value` at `level`.
     EDataTreeNode(EDataTreeNode* parent, unsigned level, const ETabulonValue& value, bool isLeaf);
-
-    [[nodiscard]] static std::span<const unsigned> RunOf(const ETabulonTag& tag,
-                                                         const ETabulonSortDesc& sort);
-    [[nodiscard]] bool LeadsTo(const ETabulonTag& tag, std::span<const unsigned> levels) const;
-    [[nodiscard]] EDataTreeNode* Descend(const ETabulonTag& tag, std::span<const unsigned> levels);
-    EDataTreeNode* NewBranch(const ETabulonTag& tag, std::span<const unsigned> levels,
-                             const ETabulonSortDesc& sort);
-    [[nodiscard]] EDataTreeNode* GetByParents(const ETabulonTag& tag);
-    EDataTreeNode* AddVChild(const ETabulonTag& tag, detail::TreeFillPath* path);
-    EDataTreeNode* NewChild(const ETabulonTag& tag, detail::TreeFillPath* path);
-    EDataTreeNode* NewChild(unsigned level, const ETabulonValue& value, bool isLeaf,
-                            detail::TreeFillPath* path);
-    EDataTreeNode* TakeChild(EDataTreeNode* child, detail::TreeFillPath* path);
-    [[nodiscard]] bool MakesPlainNodes() const noexcept;
     void FindOwnValue(const ETabulonTag& tag, const ETabulonSortDesc& sort);
-    void SettleLate() const noexcept;
-    [[nodiscard]] EDataTreeNode* GetDirect(const ETabulonTag& tag) const;
+    void KeepTag(const ETabulonTag& tag);
+    detail::NodeExtra& MakeExtra() const;
+    [[nodiscard]] const EDataTreeNode& Top() const noexcept;
+    [[nodiscard]] detail::TreeWalks* Walks() const noexcept;
+    void FlushWalks() const noexcept;
+
     [[nodiscard]] bool HasTag(const ETabulonTag& tag) const;
     [[nodiscard]] bool IsOnPathOf(const ETabulonTag& tag) const;
     [[nodiscard]] bool SamePathAs(const ETabulonTag& tag) const;
     [[nodiscard]] bool IsLevelAbove(unsigned level) const noexcept;
+
+    [[nodiscard]] EDataTreeNode* FindChild(const ETabulonTag& tag) const;
+    [[nodiscard]] EDataTreeNode* GetByParents(const ETabulonTag& tag);
+    [[nodiscard]] bool MakesPlainNodes() const noexcept;
+    [[nodiscard]] ERef<EDataTreeNode> MakeChild(const ETabulonTag& tag,
+                                                const ETabulonSortDesc& sort);
+    EDataTreeNode* TakeChild(ERef<EDataTreeNode> child);
     void IncLeafCount(std::int32_t delta) noexcept;
     std::size_t SetDirtyChilds(bool dirty) noexcept;
     void ReleaseDirtyChilds();
     void DropChildren() noexcept;
     void Drop(EDataTreeNode* child) noexcept;
     void Orphan() noexcept;
-    CursorStatus RefreshHere(ETabulonCursor* cursor, bool& oneFound);
-    void ForgetPaths() noexcept;
-    void KeepTag(const ETabulonTag& tag);
-    Extra& MakeExtra() const;
-    [[nodiscard]] const EDataTreeNode& Top() const noexcept;
 
     // What each record of a walk touches comes first.
     EDataTreeNode* parent_;
@@ -141,42 +130,15 @@ private:
     std::uint32_t leafCount_ = 0;
     std::uint32_t depth_;
     std::uint32_t level_ = 0;
-    bool dirty_ : 1 = false;
-    bool byValue_ : 1 = false;  // the tag is equal to the parent's plus value_ at level_
-    bool ownsTag_ : 1 = false;  // and yet not the same to the letter, or not byValue_: Extra has it
+    bool dirty_ : 1 = false;           // a refresh has begun and not met the node yet
+    bool byValue_ : 1 = false;         // the tag is equal to the parent's plus value_ at level_
+    bool ownsTag_ : 1 = false;         // extra_ has the tag: not byValue_, or in another spelling
     mutable std::int8_t isLeaf_ = -1;  // -1 unknown
     detail::TreeKeyForm keyForm_{};
-    std::int64_t keyWord_ = 0;              // the primary key, as far as keyForm_ says
-    mutable std::unique_ptr<Extra> extra_;  // the root always has one
+    std::int64_t keyWord_ = 0;  // the primary key, in the form that keyForm_ tells
+    mutable std::unique_ptr<detail::NodeExtra> extra_;  // the topmost node always has one
     std::intptr_t param_ = 0;
     ETabulonValue value_;  // of level_; unused in the root and where the node isn't byValue_
-};
-
-/// The listener that files each record of a walk under a node.
-class ETABULON_API EDataTreeFiller : public ETabulonCursor::INotifier,
-                                     public virtual ECountedUnknown {
-public:
-    explicit EDataTreeFiller(EDataTreeNode* node) : node_(node) {}
-    EDataTreeFiller(const EDataTreeFiller& other);
-    EDataTreeFiller& operator=(const EDataTreeFiller& other);
-    ~EDataTreeFiller() override;
-
-    /// A record was met since the last reset.
-    [[nodiscard]] bool HasOneFound() const noexcept { return oneFound_; }
-
-    CursorStatus OnReset(const ETabulonTag& tag, const ETabulonCursor& cursor) override;
-    CursorStatus OnMove(const ETabulonCursor& cursor) override;
-    void OnDone(const ETabulonCursor&) override {}
-    void OnCancel(const ETabulonCursor&) override {}
-    void OnError(const ETabulonCursor&, CursorStatus) override {}
-
-private:
-    friend class EDataTreeNode;
-    EDataTreeFiller(EDataTreeNode* node, detail::TreeFillPath* path) : node_(node), path_(path) {}
-
-    EDataTreeNode* node_;  // not owned
-    bool oneFound_ = false;
-    detail::TreeFillPath* path_ = nullptr;  // of one Refresh, not owned, not copied
 };
 
 }  // namespace etabulon

@@ -11,15 +11,16 @@
 
 namespace etabulon {
 
-/// The alerts raised on positions of a tree, and the style that a node has by them: its own alerts
-/// and those from below that are declared to propagate.
+/// The alerts raised on positions of a tree, and the style that they give a node: by its own
+/// alerts, and by those from below that are declared to propagate.
 ///
 /// Ownership  the available alerts aren't owned and must outlive this.
-/// Threads    one at a time, const operations included. The lock inside is let go before anything
-///            is read or written and keeps nobody apart: raise where the tree is drawn.
-/// Failure    none is reported. A name is looked up when a style is asked for, and must be
+/// Threads    one at a time, const operations included. The lock inside is released before a
+///            member is read or written, and so guards nothing: raise alerts on the thread that
+///            draws the tree.
+/// Failure    none is reported. A name is looked up when a caller asks for a style, and must be
 ///            available then.
-/// Cost       a style looks at each raised tag once, whatever the size of the tree.
+/// Cost       a style reads each raised tag once, whatever the size of the tree.
 class ETABULON_API EDataTreeRaisedAlerts {
 public:
     explicit EDataTreeRaisedAlerts(const EDataTreeAvailableAlerts& available)
@@ -34,18 +35,18 @@ public:
 
     [[nodiscard]] const EDataTreeAvailableAlerts& Available() const noexcept { return *available_; }
     void Raise(const ETabulonTag& tag, const Chaine& id);
-    /// Takes back what was raised on this very tag.
+    /// Removes the alerts of exactly this tag.
     void Reset(const ETabulonTag& tag);
     void Reset();
 
     [[nodiscard]] bool HasDirectAlerts(const ETabulonTag& tag) const;
     /// Requires HasDirectAlerts(tag).
     [[nodiscard]] PUniqueT<Chaine> DirectAlertsIDs(const ETabulonTag& tag) const;
-    /// Those from below that propagate.
+    /// The alerts from below that propagate.
     [[nodiscard]] PUniqueT<Chaine> ChildAlertsIDs(const ETabulonTag& tag) const;
     /// The style by the tag's own alerts.
     [[nodiscard]] EDataTreeAlertDesc GetDirectDisplayAlert(const ETabulonTag& tag) const;
-    /// The style by these and those from below.
+    /// The style by the tag's own alerts and those from below that propagate.
     [[nodiscard]] EDataTreeAlertDesc GetDisplayAlert(const ETabulonTag& tag) const;
 
 private:

@@ -16,19 +16,19 @@ class EDataTree;
 class EDataTreeNode;
 class ETabulonTag;
 
-/// Fills or refreshes a tree on a thread of its own, and reports to a derived class. One object
-/// serves all runs of a tree; a run that is asked for while another one works cancels it.
+/// Fills or refreshes a tree on a worker thread, and reports to a derived class. One object serves
+/// all runs of a tree; a run that starts while another one works cancels that one.
 ///
-/// Use        derive, and call Stop in the derived class's destructor: a run that is out reports to
-///            it.
+/// Use        derive, and call Stop in the derived class's destructor: a running worker reports to
+///            the derived class.
 /// Ownership  the tree isn't owned and must outlive this.
-/// Threads    Fill, Refresh, Cancel, Stop and OnThreadStart belong to the starter's thread, which
-///            mustn't hold the cursor's lock when it starts a run: it waits until the worker holds
-///            it. The reports come on the worker, which still holds the lock: they post and return.
-///            IsBusy may be asked anywhere.
+/// Threads    Fill, Refresh, Cancel, Stop and OnThreadStart belong to the starter's thread. It
+///            mustn't hold the cursor's lock when it starts a run, because it waits until the
+///            worker holds the lock. The worker calls the reports while it still holds the lock:
+///            they post and return. Any thread may ask IsBusy.
 /// Failure    a run that began ends in exactly one report, whatever happens in it; an exception is
-///            status DataNoMemory or DataOther. What a report itself throws is dropped. If no
-///            thread can be started there is no report.
+///            reported as status DataNoMemory or DataOther. What a report itself throws is dropped.
+///            If no thread can be started there is no report.
 class ETABULON_API EDataTreeThread {
 public:
     explicit EDataTreeThread(EDataTree* tree);
@@ -44,23 +44,23 @@ public:
     virtual void OnThreadFillError(CursorStatus status) = 0;
     virtual void OnThreadRefreshError(const ETabulonTag& tag, CursorStatus status) = 0;
 
-    // Each returns when the worker holds the cursor.
+    // Each returns once the worker holds the cursor.
     void Fill();
     void Refresh();
-    /// The tag's node, or its nearest ancestor that the tree holds.
+    /// Refreshes the node of the tag, or the nearest ancestor that the tree has.
     void Refresh(const ETabulonTag& tag);
     void Start(bool refresh, const ETabulonTag& tag);
     [[nodiscard]] bool IsBusy() const noexcept { return busy_.load() == 1; }
 
-    /// Cancels the run that is out, whichever step it is in. A cursor's Cancel alone is forgotten
-    /// when it comes before the walk has begun.
+    /// Cancels the running run, whichever step it is in. A cursor's Cancel alone has no effect
+    /// before the walk has begun.
     void Cancel();
 
 protected:
-    /// Cancels the run that is out and waits for its end: for one step of its walk, and for the old
-    /// nodes of a fill to go. Nothing is reported afterwards.
+    /// Cancels the running run and waits for its end, which takes one step of its walk and the
+    /// release of a fill's old nodes. No report follows.
     void Stop();
-    /// Starts a thread that calls `entry`; one that isn't joinable if it can't.
+    /// Starts a thread that calls `entry`. Returns one that isn't joinable where it can't.
     [[nodiscard]] virtual std::thread StartWorker(std::function<void()> entry) noexcept;
 
 private:
@@ -75,7 +75,7 @@ private:
 
     EDataTree* tree_;  // not owned
     std::atomic<std::int32_t> busy_{0};
-    ERef<ThreadParams> run_;  // the last one; of the starter's thread
+    ERef<ThreadParams> run_;  // the last one; used by the starter's thread only
     std::thread worker_;      // of run_
 };
 

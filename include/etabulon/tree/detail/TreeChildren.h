@@ -17,11 +17,11 @@ namespace etabulon::detail {
 
 class TreeSiblings;
 
-/// The children of one node. None or one, as most nodes have, takes a word; more have an object of
-/// their own, which keeps their order and finds them.
+/// The children of one node. None or one, as most nodes have, takes one word; more are in an object
+/// of their own, TreeSiblings, which keeps their order and finds them.
 ///
-/// Ownership  one reference to each child, which the owner gives back: see TakeDirty, and move from
-///            this for all.
+/// Ownership  one reference to each child. The destructor releases none: the owner takes children
+///            out by TakeDirty, or moves from this object, and releases them itself.
 /// Failure    std::bad_alloc leaves all as it was.
 class TreeChildren {
 public:
@@ -33,32 +33,33 @@ public:
 
     [[nodiscard]] bool IsEmpty() const noexcept { return word_ == 0; }
     [[nodiscard]] std::size_t Size() const noexcept;
-    /// By place, which is sort order once Place has run. Requires index < Size().
+    /// In sort order once OrderWaiting has run; before, new children stand at the end. Requires
+    /// index < Size().
     [[nodiscard]] EDataTreeNode* At(std::size_t index) const noexcept;
     [[nodiscard]] bool HasByValue() const noexcept;
     /// The level whose values tell the children apart. Requires HasByValue().
     [[nodiscard]] unsigned Level() const noexcept;
-    /// Each child is found by a value of `level`.
+    /// Each child, if there is one, is found by a value of `level`.
     [[nodiscard]] bool IsOnlyOf(unsigned level) const noexcept;
     [[nodiscard]] bool HasWaiting() const noexcept;
 
-    /// Ask the memory for what Add will read: first this, and a little later that.
-    void LookAhead() const noexcept;
-    void LookAtEnd() const noexcept;
-
-    /// Asks the memory for children near `index`, for a pass over all of them in order.
-    void LookAhead(std::size_t index) const noexcept;
+    /// Prefetch what Add reads: the object that keeps the children, and then, once it has arrived,
+    /// the end of its list.
+    void PrefetchList() const noexcept;
+    void PrefetchListEnd() const noexcept;
+    /// Prefetches the nodes from a little way behind `index`, for a pass over all of them in order.
+    void PrefetchNear(std::size_t index) const noexcept;
 
     /// The child that stands for `value` of Level(); null if there is none.
     [[nodiscard]] EDataTreeNode* FindByValue(const ETabulonValue& value) const;
     /// The child that can't be found by value and has this tag.
     [[nodiscard]] EDataTreeNode* FindIrregular(const ETabulonTag& tag) const;
 
-    /// Takes over the reference. The child waits for its place among its siblings.
+    /// Takes over the reference. The child waits at the end to be sorted in.
     void Add(const EDataTreeNode& owner, EDataTreeNode* child);
-    /// Gives the waiting children their places.
-    void Place();
-    /// The dirty children with their references.
+    /// Sorts the waiting children in.
+    void OrderWaiting();
+    /// Takes the dirty children out, with their references.
     [[nodiscard]] std::vector<EDataTreeNode*> TakeDirty();
 
 private:

@@ -1,6 +1,7 @@
-#include "tree/TreeMemo.h"
+#include "tree/TreeChildCache.h"
 
 #include "etabulon/foundation/detail/EHashMix.h"
+#include "tree/NodeAccess.h"
 
 #include <algorithm>
 #include <cstring>
@@ -10,8 +11,8 @@ namespace etabulon::detail {
 
 namespace {
 
-/// By words, of which the last may overlap the one before it: texts here are short, and a call of
-/// memcmp costs as much as the comparison.
+/// Compares word by word; the last word may overlap the one before it. The texts are short, and a
+/// call of memcmp costs as much as the comparison.
 bool SameBytes(const char* a, const char* b, std::size_t length) noexcept {
     constexpr std::size_t kWord = sizeof(std::uint64_t);
     if (length < kWord) {
@@ -32,7 +33,7 @@ bool SameBytes(const char* a, const char* b, std::size_t length) noexcept {
 
 }  // namespace
 
-TreeMemo::Key::Key(std::uint32_t above, const ETabulonValue& value) noexcept {
+TreeChildCache::Key::Key(std::uint32_t above, const ETabulonValue& value) noexcept {
     const EVariant& data = value.Data();
     if (value.IsNull() || value.IsSpecial() || data.IsMissing()) {
         return;
@@ -48,13 +49,14 @@ TreeMemo::Key::Key(std::uint32_t above, const ETabulonValue& value) noexcept {
     hash_ = HashBytes(bytes_, length, above);
 }
 
-bool TreeMemo::Is(const Entry& entry, const Key& key) noexcept {
+bool TreeChildCache::Is(const Entry& entry, const Key& key) noexcept {
     return entry.hash == key.hash_ && entry.type == key.type_ && entry.size == key.size_ &&
            entry.length == key.length_ && SameBytes(entry.bytes, key.bytes_, key.length_);
 }
 
-TreeMemo::Hit TreeMemo::Find(const EDataTreeNode& parent, const Key& key) const noexcept {
-    if (entries_.empty() || !key.IsKept()) {
+TreeChildCache::Hit TreeChildCache::Find(const EDataTreeNode& parent,
+                                         const Key& key) const noexcept {
+    if (entries_.empty() || !key.FitsEntry()) {
         return {};
     }
     const std::size_t mask = entries_.size() - 1;
@@ -66,9 +68,9 @@ TreeMemo::Hit TreeMemo::Find(const EDataTreeNode& parent, const Key& key) const 
     return {};
 }
 
-void TreeMemo::Put(const EDataTreeNode& parent, const Key& key, EDataTreeNode* child,
-                   bool isPlain) noexcept {
-    if (!key.IsKept()) {
+void TreeChildCache::Put(const EDataTreeNode& parent, const Key& key, EDataTreeNode* child,
+                         bool isPlain) noexcept {
+    if (!key.FitsEntry()) {
         return;
     }
     if ((count_ + 1) * 4 > entries_.size() * 3) {
@@ -98,7 +100,7 @@ void TreeMemo::Put(const EDataTreeNode& parent, const Key& key, EDataTreeNode* c
     ++count_;
 }
 
-void TreeMemo::Grow() {
+void TreeChildCache::Grow() {
     WriteKeys();
     std::vector<Entry> larger(std::max(kFirst, entries_.size() * 2));
     const std::size_t mask = larger.size() - 1;
@@ -115,27 +117,26 @@ void TreeMemo::Grow() {
     entries_.swap(larger);
 }
 
-void TreeMemo::Clear() noexcept {
+void TreeChildCache::Clear() noexcept {
     std::vector<Entry>().swap(entries_);
     keyed_.clear();
     count_ = 0;
 }
 
-void TreeMemo::KeepKey(std::uint32_t place, TreeKeyWord key) {
-    Entry& entry = entries_[place];
+void TreeChildCache::KeepKey(std::uint32_t slot, TreeKeyWord key) {
+    Entry& entry = entries_[slot];
     if (!entry.hasKey) {
-        keyed_.push_back(place);
+        keyed_.push_back(slot);
         entry.hasKey = true;
     }
     entry.keyWord = key.word;
     entry.keyForm = key.form;
 }
 
-void TreeMemo::WriteKeys() noexcept {
-    for (const std::uint32_t place : keyed_) {
-        Entry& entry = entries_[place];
-        entry.child->keyWord_ = entry.keyWord;
-        entry.child->keyForm_ = entry.keyForm;
+void TreeChildCache::WriteKeys() noexcept {
+    for (const std::uint32_t slot : keyed_) {
+        Entry& entry = entries_[slot];
+        NodeAccess::SetKeyWord(*entry.child, {entry.keyWord, entry.keyForm});
         entry.hasKey = false;
     }
     keyed_.clear();

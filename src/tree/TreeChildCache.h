@@ -9,26 +9,26 @@
 
 namespace etabulon::detail {
 
-/// Children met before, by their parent and the bytes of the value that names them. Most records
-/// then find their node without a look at any node on the way, each of which would have to be
-/// waited for: an entry is one line of a cache.
+/// A cache of the children that a walk has met, by their parent and the bytes of the value that
+/// names them. Most records find their node in it without a read of any node on the way, each of
+/// which would be a miss of the processor's cache; an entry is one cache line.
 ///
-/// A hint that is always true: it knows some children, and those it knows are the node's children
-/// of that value. To be cleared before any node goes.
-class TreeMemo {
+/// It needn't have a child, but a child that it has is the right one. Clear it before a node is
+/// dropped.
+class TreeChildCache {
 public:
-    /// What a child is known by, besides its parent. Borrows the value's bytes.
+    /// What identifies a child of a given parent. Borrows the value's bytes.
     class Key {
     public:
         Key() = default;
         /// `above` is the hash of the key above, 0 for the first.
         Key(std::uint32_t above, const ETabulonValue& value) noexcept;
-        /// The value is short enough to be kept.
-        [[nodiscard]] bool IsKept() const noexcept { return bytes_ != nullptr; }
+        /// The value is short enough for an entry, and neither missing nor special.
+        [[nodiscard]] bool FitsEntry() const noexcept { return bytes_ != nullptr; }
         [[nodiscard]] std::uint32_t Hash() const noexcept { return hash_; }
 
     private:
-        friend class TreeMemo;
+        friend class TreeChildCache;
         const char* bytes_ = nullptr;
         std::uint32_t hash_ = 0;
         std::uint16_t type_ = 0;
@@ -37,28 +37,28 @@ public:
     };
     struct Hit {
         EDataTreeNode* child = nullptr;
-        std::uint32_t place = kNoPlace;  // of its entry; good until Put or Clear
-        bool isPlain = false;            // as Put was told
+        std::uint32_t slot = kNoSlot;  // of its entry; valid until Put or Clear
+        bool isPlain = false;          // as given to Put
     };
-    static constexpr std::uint32_t kNoPlace = ~std::uint32_t{0};
+    static constexpr std::uint32_t kNoSlot = ~std::uint32_t{0};
 
-    /// Asks the memory for the entry, which is seldom in a near cache.
-    void LookAhead(const Key& key) const noexcept {
+    /// Prefetches the entry, which is seldom in the processor's nearer caches.
+    void Prefetch(const Key& key) const noexcept {
         if (!entries_.empty()) {
             __builtin_prefetch(&entries_[key.hash_ & (entries_.size() - 1)]);
         }
     }
-    /// A null child for a key that isn't kept or known.
+    /// A hit without a child where the cache has none, or the key doesn't fit an entry.
     [[nodiscard]] Hit Find(const EDataTreeNode& parent, const Key& key) const noexcept;
-    /// Requires that the value is the child's own to the letter, so that a child has one entry.
-    /// Does without where memory runs out.
+    /// Requires that the value is identical to the child's own, so that a child has one entry.
+    /// Where memory runs out, or the cache is full, the child gets no entry.
     void Put(const EDataTreeNode& parent, const Key& key, EDataTreeNode* child,
              bool isPlain) noexcept;
     void Clear() noexcept;
 
     /// Keeps a primary key for the child of that entry, so that the walk needn't touch the node.
-    /// Requires a call of WriteKeys before anybody looks at it.
-    void KeepKey(std::uint32_t place, TreeKeyWord key);
+    /// The walk calls WriteKeys before a caller reads the tree.
+    void KeepKey(std::uint32_t slot, TreeKeyWord key);
     [[nodiscard]] bool HasKeys() const noexcept { return !keyed_.empty(); }
     void WriteKeys() noexcept;
 
@@ -88,8 +88,8 @@ private:
     // Packed, one cache line an entry, so not a HashIndex: open addressing, at most three quarters
     // full.
     std::vector<Entry> entries_;
-    std::vector<std::uint32_t> keyed_;
-    std::size_t count_ = 0;
+    std::vector<std::uint32_t> keyed_;  // the slots of the entries that hold a key
+    std::size_t count_ = 0;             // entries with a child
 };
 
 }  // namespace etabulon::detail

@@ -1,0 +1,87 @@
+#pragma once
+
+#include "etabulon/foundation/ERef.h"
+#include "etabulon/tree/EDataTreeNode.h"
+#include "tree/NodeExtra.h"
+#include "tree/TreeKey.h"
+
+#include <cstddef>
+
+namespace etabulon::detail {
+
+/// The one door to what a node keeps private, for the classes that file, find and order nodes.
+/// A node calls none of them: it tells a running walk what concerns it through TreeWalk.
+struct NodeAccess {
+    using Node = EDataTreeNode;
+
+    // What a node is.
+    [[nodiscard]] static bool IsByValue(const Node& node) noexcept { return node.byValue_; }
+    [[nodiscard]] static bool OwnsTag(const Node& node) noexcept { return node.ownsTag_; }
+    /// The level and the value that name the node. The level requires IsByValue; the value is Null
+    /// without it.
+    [[nodiscard]] static unsigned Level(const Node& node) noexcept { return node.level_; }
+    [[nodiscard]] static const ETabulonValue& Value(const Node& node) noexcept {
+        return node.value_;
+    }
+    static void SetKeyWord(Node& node, TreeKeyWord key) noexcept {
+        node.keyWord_ = key.word;
+        node.keyForm_ = key.form;
+    }
+
+    // The tree that it stands in.
+    [[nodiscard]] static const ETabulonSortDesc& SortDesc(const Node& node) noexcept {
+        return node.SortDesc();
+    }
+    /// Some node of the tree keeps a whole key, which SetPrimaryKey has to change with the word.
+    [[nodiscard]] static bool KeepsKeys(const Node& node) noexcept {
+        return node.Top().extra_->keepsKeys;
+    }
+    [[nodiscard]] static TreeWalks& Walks(const Node& node) noexcept {
+        return node.Top().extra_->walks;
+    }
+
+    // Questions about tags. SamePathAs: each value of the node is in the tag, in the same spelling.
+    [[nodiscard]] static bool HasTag(const Node& node, const ETabulonTag& tag) {
+        return node.HasTag(tag);
+    }
+    [[nodiscard]] static bool IsOnPathOf(const Node& node, const ETabulonTag& tag) {
+        return node.IsOnPathOf(tag);
+    }
+    [[nodiscard]] static bool SamePathAs(const Node& node, const ETabulonTag& tag) {
+        return node.SamePathAs(tag);
+    }
+
+    // Children. A caller makes a child, and then gives it to the parent.
+    [[nodiscard]] static TreeChildren& Children(const Node& node) noexcept {
+        return node.children_;
+    }
+    [[nodiscard]] static Node* FindChild(const Node& node, const ETabulonTag& tag) {
+        return node.FindChild(tag);
+    }
+    /// The application hasn't derived the node's class, so that AllocChild needn't be called.
+    [[nodiscard]] static bool MakesPlainNodes(const Node& node) noexcept {
+        return node.MakesPlainNodes();
+    }
+    [[nodiscard]] static ERef<Node> MakeChild(Node& parent, const ETabulonTag& tag,
+                                              const ETabulonSortDesc& sort) {
+        return parent.MakeChild(tag, sort);
+    }
+    /// Requires MakesPlainNodes, and that no value of the parent's path is at `level`.
+    [[nodiscard]] static ERef<Node> MakeChild(Node& parent, unsigned level,
+                                              const ETabulonValue& value, bool isLeaf) {
+        return ERef<Node>::Adopt(new Node(&parent, level, value, isLeaf));
+    }
+    static Node* TakeChild(Node& parent, ERef<Node> child) {
+        return parent.TakeChild(std::move(child));
+    }
+
+    // The flags of a refresh.
+    [[nodiscard]] static bool IsDirty(const Node& node) noexcept { return node.dirty_; }
+    static void SetDirty(Node& node, bool dirty) noexcept { node.dirty_ = dirty; }
+    static std::size_t SetDirtyChilds(Node& node, bool dirty) noexcept {
+        return node.SetDirtyChilds(dirty);
+    }
+    static void ReleaseDirtyChilds(Node& node) { node.ReleaseDirtyChilds(); }
+};
+
+}  // namespace etabulon::detail

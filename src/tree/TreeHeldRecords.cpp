@@ -1,0 +1,78 @@
+#include "tree/TreeHeldRecords.h"
+
+#include "tree/TreeChildCache.h"
+
+#include <utility>
+
+namespace etabulon::detail {
+
+void TreeHeldRecords::Hold(EDataTreeNode& parent, unsigned level, const ETabulonValue& value,
+                           TreeKeyWord key) {
+    records_.reserve(kMost);
+    __builtin_prefetch(&parent);
+    records_.push_back({&parent, value, key});
+    level_ = level;
+}
+
+std::size_t TreeHeldRecords::File() {
+    Prefetch();
+    std::size_t known = 0;
+    while (filed_ < records_.size()) {
+        // Counted first: a reader in between files the rest.
+        const std::size_t next = filed_++;
+        try {
+            known += FileOne(records_[next]) ? 1U : 0U;
+        } catch (...) {
+            Clear();
+            throw;
+        }
+    }
+    Clear();
+    return known;
+}
+
+/// The parents themselves have been under way since Hold.
+void TreeHeldRecords::Prefetch() const noexcept {
+    for (const Record& record : records_) {
+        NodeAccess::Children(*record.parent).PrefetchList();
+    }
+    for (const Record& record : records_) {
+        NodeAccess::Children(*record.parent).PrefetchListEnd();
+    }
+}
+
+void TreeHeldRecords::Clear() noexcept {
+    records_.clear();
+    filed_ = 0;
+}
+
+/// True if the record's node was there already.
+bool TreeHeldRecords::FileOne(const Record& record) {
+    const TreeKeyWord key = record.key;  // a reader may end the record while its node is made
+    EDataTreeNode& parent = *record.parent;
+    const TreeChildren& children = NodeAccess::Children(parent);
+    EDataTreeNode* node = nullptr;
+    const bool isByValue = children.IsOnlyOf(level_);
+    if (isByValue) {
+        node = children.FindByValue(record.value);
+    }
+    const bool isKnown = node != nullptr;
+    if (node == nullptr && isByValue && NodeAccess::MakesPlainNodes(parent)) {
+        node = marks_.Take(parent,
+                           NodeAccess::MakeChild(parent, level_, record.value, /*isLeaf=*/true));
+    } else if (node == nullptr) {
+        ETabulonTag tag;
+        parent.ExtractTag(tag);
+        tag.Slot(level_) = record.value;
+        node = NodeAccess::FindChild(parent, tag);
+        if (node == nullptr) {
+            node = marks_.Take(parent, NodeAccess::MakeChild(parent, tag, sort_));
+        }
+    }
+    marks_.Meet(*node);
+    cache_.WriteKeys();  // it may hold an older key of the same node
+    NodeAccess::SetKeyWord(*node, key);
+    return isKnown;
+}
+
+}  // namespace etabulon::detail

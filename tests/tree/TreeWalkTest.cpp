@@ -1,0 +1,93 @@
+#include "TreeFixture.h"
+#include "support/AllocationCount.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace etabulon::test {
+namespace {
+
+using SortKey = ETabulonSortDesc::SortKey;
+
+/// A tree country > city > year, and a walk long enough for records and keys to be held back.
+struct LongWalk : testing::Test, Sales {
+    static constexpr int kRecords = 600;
+    void Append(int years) {
+        Delete({1, 2, 3, 4, 5});
+        for (int id = 0; id < kRecords; ++id) {
+            table->Append({1000 + id, "FR", "Rom", id % years, 1});
+        }
+    }
+    EDataTreeNode& Rome() { return *tree.Get(Tag({{0, "FR"}, {1, "Rom"}})); }
+    /// From the record on, the tree shows countries and cities, and keeps the nodes that it has.
+    void HideYearsAt(int hiddenAt) {
+        meddler.act = [this, hiddenAt](int record) {
+            if (record == hiddenAt) {
+                tree.SortDesc()->SetSortLevels(Keys({SortKey(0, false, 0), SortKey(1, false, 0)}));
+            }
+            return StatusOk;
+        };
+    }
+    EDataTree tree{&cursor, "root", nullptr};
+};
+
+TEST_F(LongWalk, ShowsItsRecordsInABranchThatBecomesATreeOfItsOwn) {
+    Append(kRecords);
+    tree.Fill();
+    const auto france = ERef<EDataTreeNode>::Retain(tree.Get(Tag({{0, "FR"}})));
+    EDataTreeNode& rome = Rome();
+    rome.Reset();
+    meddler.act = [&](int record) {
+        if (record == 500) {
+            tree.SetParams("root", nullptr);  // the old root goes, and France stays
+            EXPECT_EQ(rome.LeafCount(), 499U);
+            EXPECT_EQ(france->LeafCount(), 499U);
+        }
+        return StatusOk;
+    };
+    EXPECT_EQ(rome.Refresh(&cursor), StatusOk);
+}
+
+TEST_F(LongWalk, FilesRecordsHeldBackByTheLevelsThatTheyCameUnder) {
+    Append(kRecords);
+    HideYearsAt(500);
+    EXPECT_EQ(tree.Fill(), StatusOk);
+    EXPECT_EQ(tree.Root()->LeafCount(), 499U);
+    EXPECT_EQ(CheckTree(*tree.Root()), "");
+}
+
+TEST_F(LongWalk, LosesNoKeyWhenLevelsChange) {
+    constexpr int kYears = 60;
+    Append(kYears);
+    HideYearsAt(500);
+    EXPECT_EQ(tree.Fill(), StatusOk);
+    EDataTreeNode& rome = Rome();
+    ASSERT_EQ(rome.Size(), static_cast<unsigned>(kYears));
+    for (unsigned index = 0; index < rome.Size(); ++index) {
+        const auto year = static_cast<int>(rome.Get(index)->Tag().Find(2)->Data().AsInt64());
+        const int last = year + (498 - year) / kYears * kYears;
+        EXPECT_EQ(rome.Get(index)->PrimaryKey().Position(), last + 5) << year;
+    }
+}
+
+TEST(DroppedNode, IsARootThoughMemoryRunsOut) {
+    if (!kAllocationsAreCounted) {
+        GTEST_SKIP() << "sanitizers allocate by themselves";
+    }
+    Sales sales;
+    EDataTree tree(&sales.cursor, "root", nullptr);
+    tree.Fill();
+    const auto paris = ERef<EDataTreeNode>::Retain(tree.Get(Tag({{0, "FR"}, {1, "Paris"}})));
+    {
+        const FailingAllocation failing(0);
+        tree.Root()->Reset();
+        ASSERT_TRUE(failing.HasFailed());
+    }
+    EXPECT_TRUE(paris->IsRoot());
+    EXPECT_EQ(paris->Size(), 0U);
+    EXPECT_EQ(paris->LeafCount(), 0U);
+}
+
+}  // namespace
+}  // namespace etabulon::test
