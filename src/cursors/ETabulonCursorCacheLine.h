@@ -76,7 +76,7 @@ private:
 /// One record of the cache. Its values, the image, lie behind it in the same block of memory.
 class ETabulonCursorCache::CacheLine {
 public:
-    /// A line whose values are all missing. The layout and the tag must outlive it.
+    /// A blank line. The layout and the tag must outlive it.
     [[nodiscard]] static std::unique_ptr<CacheLine> Make(const detail::CacheLayout& layout,
                                                          detail::CacheTag& tag, EPosition number);
     CacheLine(const CacheLine&) = delete;

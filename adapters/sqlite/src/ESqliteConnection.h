@@ -101,8 +101,8 @@ private:
     std::atomic<bool> interrupted_{false};
     bool walking_ = false;  // used only by the connection's own thread
     std::string log_;       // the log's path if the database has one and is open for reading
-    // For a file that is read without locks: its state when it was opened, and the cache misses
-    // since.
+    // For a file that is read without locks: its state when it was opened, and the page cache's
+    // misses up to the last check.
     std::unique_ptr<ESqliteFileState> still_;
     int misses_ = 0;
     Waiting waiting_ = Waiting::Alone;

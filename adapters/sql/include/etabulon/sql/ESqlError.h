@@ -16,7 +16,7 @@ inline constexpr std::int32_t kDataUnknown = 1007;
 enum class ESqlOutcome : std::uint8_t {
     Committed = 0,
     RolledBack = 1,
-    Unknown = 2,  // the connection was lost, or the file failed, while the commit took effect
+    Unknown = 2,  // lost connection in the commit, or a failure at its point of no return
 };
 
 using ESqlError = EDataError;
