@@ -63,8 +63,8 @@ CursorStatus ETabulonCursorPending::ShowInsert() {
     if (insertIndex_ >= static_cast<std::int32_t>(inserts_.Size())) {
         return StatusEnd;
     }
-    const auto index = static_cast<std::uint32_t>(insertIndex_);
-    const ETabulonTag& selection = std::as_const(inserts_).At(index).Selection();
+    const auto insert = static_cast<std::uint32_t>(insertIndex_);
+    const ETabulonTag& selection = std::as_const(inserts_).At(insert).Selection();
     const ETabulonLevels& levels = std::as_const(*this).Source()->Levels();
     for (unsigned int index = 0; index < selection.KnownLevelsCount(); ++index) {
         if (levels.ExistLevel(selection.LevelAt(index))) {
