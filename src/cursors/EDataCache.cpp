@@ -19,13 +19,13 @@ ETabulonCursorCache::EDataCache::EDataCache(ETabulonCursorCache* cache, const ET
       record_(Fields()),
       list_(std::make_unique<List>(*sortDesc)) {
     AttachBuffer(record_.Get(), static_cast<int>(Fields().RecordSize()));
-    // Deliberate: what was appended to a cache that hasn't read its source yet isn't shown. The
-    // fill will clear it. TableMadeBeforeTheFillStaysEmpty holds it.
+    // Deliberate: while the cache hasn't read its source, the table doesn't show lines that were
+    // appended already: the fill will clear them. TableMadeBeforeTheFillStaysEmpty holds it.
     if (!cache_->mustFill_) {
         const Lines::Branch branch(*cache_->lines_, root_);
         std::vector<CacheLine*> lines;
-        for (const LinePlace& place : branch.Places()) {
-            if (CacheLine* const line = cache_->lines_->At(place); !line->IsDead()) {
+        for (const LineHandle& handle : branch.Handles()) {
+            if (CacheLine* const line = cache_->lines_->At(handle); !line->IsDead()) {
                 lines.push_back(line);
             }
         }
@@ -89,8 +89,8 @@ EPosition ETabulonCursorCache::EDataCache::GetNext() { return StepFrom(Direction
 
 EPosition ETabulonCursorCache::EDataCache::GetPrevious() { return StepFrom(Direction::Back); }
 
-// Deliberate: every line of the list is found, also one that is dead or outside of the root, where
-// a walk shows neither, and -1 is no position. RePosFindsWhatAWalkPassesOver holds it.
+// Deliberate: finds every line of the list, also dead lines and lines outside of the root, which a
+// walk skips. -1 is no position. RePosFindsWhatAWalkPassesOver holds it.
 EPosition ETabulonCursorCache::EDataCache::RePos(EPosition where, bool /*flag*/) {
     if (list_->Find(where) == nullptr) {
         return LeaveRecord(DataNoSuchPosition);
@@ -139,8 +139,8 @@ EPosition ETabulonCursorCache::EDataCache::Update(EPosition where) {
         return Fail(DataNoCurrent);
     }
     status = cache_->Update(Fields());
-    // Deliberate: the position also where the cache refused, so that only the status tells, while
-    // other tables answer -1. UpdateAnswersThePositionWhateverCameOfIt holds it.
+    // Deliberate: returns the position also if the cache refused, where other tables return -1, so
+    // that only the status tells. UpdateAnswersThePositionWhateverCameOfIt holds it.
     return position;
 }
 
@@ -171,7 +171,7 @@ bool ETabulonCursorCache::EDataCache::DeleteAt(EPosition where, const Remove& re
         return false;
     }
     if (deleteDepth_ == 0) {
-        position = kNoPosition;  // else this table would keep the line from going
+        position = kNoPosition;  // the cache keeps the current line of a table
         LoadBuffer();
     }
     status = remove(*line);
@@ -201,7 +201,7 @@ bool ETabulonCursorCache::EDataCache::DeleteLoop() {
     return true;
 }
 
-// ------------------------------------------------------------------------------- told by the cache
+// ----------------------------------------------------------------------------- called by the cache
 
 bool ETabulonCursorCache::EDataCache::CanRemoveLine(const CacheLine& line) const {
     return position != line.Number();

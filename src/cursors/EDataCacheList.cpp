@@ -50,7 +50,7 @@ ETabulonCursorCache::EDataCache::List::Node* ETabulonCursorCache::EDataCache::Li
     Node& node) {
     if (last_ == nullptr || Compare(*node.line, *last_->line) >= 0) {
         if (!order_.empty()) {
-            node.place = order_.emplace_hint(order_.end(), &node);
+            node.entry = order_.emplace_hint(order_.end(), &node);
         }
         return last_;
     }
@@ -62,8 +62,8 @@ ETabulonCursorCache::EDataCache::List::Node* ETabulonCursorCache::EDataCache::Li
         return at;
     }
     FillOrder();
-    node.place = order_.insert(&node);  // behind its equals
-    return node.place == order_.begin() ? nullptr : *std::prev(node.place);
+    node.entry = order_.insert(&node);  // behind its equals
+    return node.entry == order_.begin() ? nullptr : *std::prev(node.entry);
 }
 
 void ETabulonCursorCache::EDataCache::List::FillOrder() {
@@ -72,7 +72,7 @@ void ETabulonCursorCache::EDataCache::List::FillOrder() {
     }
     try {
         for (Node* node = first_; node != nullptr; node = node->next) {
-            node->place = order_.emplace_hint(order_.end(), node);
+            node->entry = order_.emplace_hint(order_.end(), node);
         }
     } catch (...) {
         order_.clear();
@@ -87,7 +87,7 @@ void ETabulonCursorCache::EDataCache::List::LinkBehind(Node* previous, Node& nod
     (node.next != nullptr ? node.next->previous : last_) = &node;
 }
 
-// Each different tag is compared once, and the lines then sorted by what place it has.
+// Sorts the distinct tags by comparison, and then the lines by the ranks of their tags.
 void ETabulonCursorCache::EDataCache::List::Fill(std::vector<CacheLine*>& lines,
                                                  std::vector<detail::CacheTag*>& tags) {
     const bool isTotal = std::all_of(tags.begin(), tags.end(), [this](const detail::CacheTag* tag) {
@@ -129,7 +129,7 @@ void ETabulonCursorCache::EDataCache::List::Remove(EPosition number) noexcept {
     }
     Node& node = at->second;
     if (!order_.empty()) {
-        order_.erase(node.place);
+        order_.erase(node.entry);
     }
     (node.previous != nullptr ? node.previous->next : first_) = node.next;
     (node.next != nullptr ? node.next->previous : last_) = node.previous;

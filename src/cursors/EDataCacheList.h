@@ -12,10 +12,10 @@ namespace etabulon {
 
 /// The lines of a table as a doubly linked list in their order.
 ///
-/// A line's place is found as by a walk from the end. While the lines are known to be in one total
-/// order, which a line of few levels or a change of the sort description ends, the same place is
-/// found by bisection.
-/// Failure  what throws changes nothing.
+/// A new line's position is defined by a linear search from the end. While the lines are in a total
+/// order, a balanced tree finds the same position in logarithmic time. A line whose tag lacks a
+/// level and a change of the sort description end the total order.
+/// Failure  an operation that throws leaves the list unchanged.
 class ETabulonCursorCache::EDataCache::List {
 public:
     explicit List(const ETabulonSortDesc& sortDesc) : sortDesc_(sortDesc), order_(Before{this}) {}
@@ -27,7 +27,7 @@ public:
     void Remove(EPosition number) noexcept;
     void Clear() noexcept;
 
-    /// By the line's number; null if it isn't here.
+    /// The line with this number, or null.
     [[nodiscard]] CacheLine* Find(EPosition number) const;
     [[nodiscard]] CacheLine* First() const noexcept;
     [[nodiscard]] CacheLine* Last() const noexcept;
@@ -46,7 +46,7 @@ private:
         CacheLine* line = nullptr;
         Node* previous = nullptr;
         Node* next = nullptr;
-        Order::iterator place{};  // good while order_ isn't empty
+        Order::iterator entry{};  // valid while order_ isn't empty
     };
 
     [[nodiscard]] int Compare(const CacheLine& a, const CacheLine& b) const;
@@ -61,10 +61,10 @@ private:
     std::unordered_map<EPosition, Node> nodes_;
     Node* first_ = nullptr;
     Node* last_ = nullptr;
-    bool isOrdered_ = true;  // totally, by the order of orderStamp_
+    bool isOrdered_ = true;  // a total order, in the sort description's state orderStamp_
     std::uint64_t orderStamp_ = 0;
-    Order order_;  // the same lines; empty until a place other than the end is looked for
-    // The last node that was looked for: a walk asks for its neighbours in turn.
+    Order order_;  // the same lines; filled when a line first goes elsewhere than to the end
+    // The last node found, which makes each step of a walk constant-time.
     mutable const Node* found_ = nullptr;
 };
 

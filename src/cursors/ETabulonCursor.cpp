@@ -36,7 +36,7 @@ void ETabulonCursor::GetCursorExclusive() {
 
 void ETabulonCursor::Init(const ETabulonLevels& levels) {
     levels_ = levels;
-    // The caller may go on with its own copy in another thread.
+    // The caller may use its own copy in another thread.
     levels_.Detach();
     boundShape_ = 0;
     ResetCancel();
@@ -50,7 +50,7 @@ void ETabulonCursor::Init(const ETabulonLevels& levels) {
 void ETabulonCursor::AddNotifier(INotifier* notifier) {
     auto reference = ERef<INotifier>::Retain(notifier);
     notifiers_.Add(notifier);
-    static_cast<void>(reference.Detach());  // the entry's
+    static_cast<void>(reference.Detach());  // owned by the entry
 }
 
 void ETabulonCursor::RemNotifier(INotifier* notifier) {
@@ -82,10 +82,10 @@ void ETabulonCursor::RemNotifiers(const PTableau<INotifier*>& notifiers) {
 
 // ------------------------------------------------------------------------------------------- steps
 
-// In each round below size and entry are read again at each turn, and nothing of a listener is
-// touched after its call: a listener may add and remove listeners, itself included. One that is
-// added in a round is reached in it; when one is removed, the one that takes its place is passed
-// over in that round.
+// Listeners may add and remove listeners, themselves included. So each loop below reads size and
+// entry again on every iteration, and touches nothing of a listener after its call. The loop still
+// reaches a listener that is added meanwhile; after a removal it skips the listener that moves into
+// the freed index.
 
 CursorStatus ETabulonCursor::CallReset(const ETabulonTag& tag) {
     const ETabulonTag target(tag);  // `tag` may be this cursor's own current or filter tag
@@ -116,9 +116,9 @@ CursorStatus ETabulonCursor::ReportFirstRecord(CursorStatus status) {
     for (std::size_t index = 0; index < notifiers_.Size(); ++index) {
         INotifier& notifier = *notifiers_.At(index);
         if (status == StatusRefused) {
-            // Deliberate: a refused first record ends the reset as StatusOk when anyone listens,
-            // and as StatusRefused when no one does. Browse treats the two alike; direct callers
-            // must too. RefusedFirstRecord holds it.
+            // Deliberate: a refused first record ends the reset as StatusOk if the cursor has a
+            // listener, and as StatusRefused if it has none. Browse treats the two alike; direct
+            // callers must too. RefusedFirstRecord holds it.
             return StatusOk;
         }
         if (status == StatusCancelled) {
@@ -162,9 +162,9 @@ CursorStatus ETabulonCursor::CallGetNext() {
             status = CallIsInFilter();
         }
     }
-    // Deliberate: the end of a walk tells the listeners nothing, though the end of an empty range
-    // does (OnDone). A listener that must finish its work does so after Browse.
-    // WalkThatEndsTellsNobody holds it.
+    // Deliberate: the end of a walk calls no listener, though a reset that finds no record does
+    // (OnDone). A listener's owner finishes its work after Browse. WalkThatEndsTellsNobody holds
+    // it.
     for (std::size_t index = 0; index < notifiers_.Size(); ++index) {
         INotifier& notifier = *notifiers_.At(index);
         if (status == StatusOk) {
@@ -201,7 +201,7 @@ void ETabulonCursor::FailFields(CursorStatus status) noexcept {
 }
 
 bool ETabulonCursor::IsInFilter() const {
-    // Every tag is the root or a child of it: no need to build this one's.
+    // Every tag is at or below the root, so that the record's tag needn't be built.
     return filterTag_.IsRoot() || CurrentTag().IsAtOrBelow(filterTag_);
 }
 
@@ -244,8 +244,8 @@ void ETabulonCursor::ExtractCurrentTag(ETabulonTag& tag) const {
     }
     const auto count = static_cast<unsigned int>(levelFields_.size());
     bool sameLevels = tag.KnownLevelsCount() == count;
-    for (unsigned int place = 0; sameLevels && place < count; ++place) {
-        sameLevels = tag.LevelAt(place) == levelFields_[place].level;
+    for (unsigned int index = 0; sameLevels && index < count; ++index) {
+        sameLevels = tag.LevelAt(index) == levelFields_[index].level;
     }
     if (!sameLevels) {
         tag.RemoveAll();
@@ -253,12 +253,12 @@ void ETabulonCursor::ExtractCurrentTag(ETabulonTag& tag) const {
             static_cast<void>(tag.Slot(bound.level));
         }
     }
-    for (unsigned int place = 0; place < count; ++place) {
-        const LevelField& bound = levelFields_[place];
+    for (unsigned int index = 0; index < count; ++index) {
+        const LevelField& bound = levelFields_[index];
         if (bound.label == nullptr) {
-            tag.ValueAt(place).Refill(*bound.data);
+            tag.ValueAt(index).Refill(*bound.data);
         } else {
-            tag.ValueAt(place).Refill(*bound.data, bound.label->AsChaine());
+            tag.ValueAt(index).Refill(*bound.data, bound.label->AsChaine());
         }
     }
 }
@@ -271,7 +271,7 @@ void ETabulonCursor::BindLevels(const EFieldSet& fields) const {
         const EField* data = &description.DataID().GetIn(fields);
         const EField* label =
             description.DescID().IsValid() ? &description.DescID().GetIn(fields) : nullptr;
-        // The data's own text is the same text, made only if somebody asks.
+        // A label that is the data field itself gives the same text, which is made on demand.
         levelFields_.push_back({level, data, label == data ? nullptr : label});
     }
 }

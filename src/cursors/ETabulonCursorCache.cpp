@@ -2,6 +2,7 @@
 
 #include "cursors/ETabulonCursorCacheLines.h"
 #include "cursors/ETabulonCursorCacheUpdater.h"
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/cursors/EDataCache.h"
 #include "etabulon/foundation/ERef.h"
 
@@ -24,7 +25,7 @@ std::uint64_t NewGeneration() noexcept {
 }  // namespace
 
 /// Makes a line of each record of the source's walk.
-class ETabulonCursorCache::CacheFiller : public INotifier, public virtual ECountedUnknown {
+class ETabulonCursorCache::CacheFiller : public ECursorListener {
 public:
     explicit CacheFiller(ETabulonCursorCache* cache) : cache_(cache) {}
     CursorStatus OnReset(const ETabulonTag& /*tag*/, const ETabulonCursor& /*cursor*/) override {
@@ -35,9 +36,6 @@ public:
         cache_->AppendCurrentToCache();
         return StatusOk;
     }
-    void OnDone(const ETabulonCursor& /*cursor*/) override {}
-    void OnCancel(const ETabulonCursor& /*cursor*/) override {}
-    void OnError(const ETabulonCursor& /*cursor*/, CursorStatus /*status*/) override {}
 
 private:
     ETabulonCursorCache* cache_;
@@ -67,7 +65,7 @@ ETabulonCursor::IUpdater* ETabulonCursorCache::Updater() {
 void ETabulonCursorCache::AddCacheNotifier(ICacheNotifier* notifier) {
     auto reference = ERef<ICacheNotifier>::Retain(notifier);
     cacheNotifiers_.Add(notifier);
-    static_cast<void>(reference.Detach());  // the entry's
+    static_cast<void>(reference.Detach());  // owned by the entry
 }
 
 void ETabulonCursorCache::RemCacheNotifier(ICacheNotifier* notifier) {
@@ -82,7 +80,7 @@ void ETabulonCursorCache::RemCacheNotifier(ICacheNotifier* notifier) {
 }
 
 void ETabulonCursorCache::AddCacheNotifiers(const PTableau<ICacheNotifier*>& notifiers) {
-    const PTableau<ICacheNotifier*> added(notifiers);  // it may be this very array
+    const PTableau<ICacheNotifier*> added(notifiers);  // `notifiers` may be this cache's own
     for (std::uint32_t index = 0; index < added.Size(); ++index) {
         AddCacheNotifier(added.At(index));
     }
@@ -95,16 +93,16 @@ void ETabulonCursorCache::RemCacheNotifiers(const PTableau<ICacheNotifier*>& not
     }
 }
 
-// A round of calls as a cursor's: size and entry are read anew at each turn.
+// Reads size and entry again on every iteration, as a cursor does for its listeners.
 template <class Call>
-void ETabulonCursorCache::TellNotifiers(Call call) {
+void ETabulonCursorCache::CallNotifiers(Call call) {
     for (std::uint32_t index = 0; index < cacheNotifiers_.Size(); ++index) {
         call(*cacheNotifiers_.At(index));
     }
 }
 
 template <class Call>
-void ETabulonCursorCache::TellTables(Call call) {
+void ETabulonCursorCache::CallTables(Call call) {
     for (std::size_t index = 0; index < dataCaches_.size(); ++index) {
         call(*dataCaches_[index]);
     }
@@ -120,7 +118,7 @@ CursorStatus ETabulonCursorCache::Fill() {
 
 CursorStatus ETabulonCursorCache::Reset(const ETabulonTag& tag) {
     if (mustFill_) {
-        // Whole, whatever the tag: what is shown of it is decided here.
+        // Reads the whole source, whatever the tag: the filter of this walk selects from the lines.
         if (const CursorStatus status = Fill(); status != StatusOk) {
             return status;
         }
@@ -150,15 +148,16 @@ CursorStatus ETabulonCursorCache::GetNext() {
     }
 }
 
-// Deliberate: strictly below, where every other cursor shows the record of the tag itself too. A
-// walk at the full tag of a line shows nothing. LineOfTheTagItselfIsNotShown holds it.
+// Deliberate: accepts lines strictly below the tag, where every other cursor accepts the record of
+// the tag itself too. A walk at the full tag of a line shows nothing. LineOfTheTagItselfIsNotShown
+// holds it.
 bool ETabulonCursorCache::IsInFilter() const {
     const ETabulonTag& tag = CurrentTag();
     return filterTag_.IsRoot() ? !tag.IsRoot() : tag.IsChildOf(filterTag_);
 }
 
-// The line's own: copying would count each text's body up and down for every record. It stays until
-// it is stale, also where its line goes: the other listeners of the step still ask for it.
+// Returns the line's own tag: a copy would change the reference count of each text per record. The
+// tag stays until the next step, also if a listener removes its line: later listeners still use it.
 const ETabulonTag& ETabulonCursorCache::CurrentTag() const {
     if (IsTagStale()) {
         const CacheLine* const line = lines_->Current();
@@ -171,7 +170,7 @@ const ETabulonTag& ETabulonCursorCache::CurrentTag() const {
     return shown != nullptr ? *shown : ETabulonCursorRelay::CurrentTag();
 }
 
-// Tags go when the lines are cleared, and later ones may take their addresses.
+// Clearing the lines frees their tags, and later tags may reuse the addresses.
 std::uint64_t ETabulonCursorCache::TagGeneration() const noexcept {
     return lines_->Shown() != nullptr ? tagGeneration_ : 0;
 }
@@ -193,8 +192,8 @@ void ETabulonCursorCache::ExtractPrimaryKey(ETabulonPrimaryKey& key) const {
 }
 
 void ETabulonCursorCache::AppendCurrentToCache() {
-    // Deliberate: the tables aren't told. One that was made before its cache was filled shows what
-    // is appended later, and nothing else. TableMadeBeforeTheFillStaysEmpty holds it.
+    // Deliberate: the tables get no event. A table that was made before the fill shows only lines
+    // that are appended after it. TableMadeBeforeTheFillStaysEmpty holds it.
     lines_->AddFromSource(Source()->CurrentTag(), Source()->Fields(), Source()->PrimaryKey());
 }
 
@@ -212,7 +211,7 @@ void ETabulonCursorCache::SendTagToFields(const ETabulonTag& tag, EFieldSet& fie
         if (!level.DescID().IsValid() || !level.DescID().ExistsIn(fields)) {
             continue;
         }
-        // Where one variable is both, its text would be read back as data.
+        // If one variable is both data and label, storing its text would overwrite the data.
         EField& text = level.DescID().GetIn(fields);
         if (!hasData || &text != &level.DataID().GetIn(fields)) {
             text <<= EVariant(value.DisplayValue());
@@ -248,7 +247,7 @@ ETabulonTag ETabulonCursorCache::TakeFields(const EFieldSet& fields) {
 CursorStatus ETabulonCursorCache::AppendLine(const EFieldSet& fields, CacheLine*& line) {
     const ECursorLocking locking(*this);
     const ETabulonTag tag = TakeFields(fields);
-    TellNotifiers([&](ICacheNotifier& notifier) { notifier.OnLineAppended(tag, iFields()); });
+    CallNotifiers([&](ICacheNotifier& notifier) { notifier.OnLineAppended(tag, iFields()); });
     line = lines_->Find(tag);
     if (line == nullptr) {
         line = &AddLine(tag);
@@ -257,10 +256,10 @@ CursorStatus ETabulonCursorCache::AppendLine(const EFieldSet& fields, CacheLine*
     if (!line->IsDead()) {
         return kDuplicate;
     }
-    TellTables([line](EDataCache& table) { table.OnLineRevived(*line); });
-    // Deliberate: the caller's fields, where a line that is made takes those that the notifiers
-    // have filled. What they add to a line that comes back is lost, unless the caller passed the
-    // cursor's own fields. RevivedLineTakesTheCallersFields holds it.
+    CallTables([line](EDataCache& table) { table.OnLineRevived(*line); });
+    // Deliberate: a revived line takes the caller's fields, where a new line takes the fields as
+    // the notifiers have filled them. What notifiers add to a revived line is lost, unless the
+    // caller passed the cursor's own fields. RevivedLineTakesTheCallersFields holds it.
     lines_->Store(*line, fields);
     lines_->Change(*line, Lines::Event::Modified);
     return StatusOk;
@@ -270,9 +269,9 @@ ETabulonCursorCache::CacheLine& ETabulonCursorCache::AddLine(const ETabulonTag& 
     CacheLine& line = lines_->Add(tag, Fields());
     lines_->Change(line, Lines::Event::Appended);
     try {
-        TellTables([&line](EDataCache& table) { table.OnLineAdded(line); });
+        CallTables([&line](EDataCache& table) { table.OnLineAdded(line); });
     } catch (...) {
-        TellTables([&line](EDataCache& table) { table.OnLineRemoved(line); });
+        CallTables([&line](EDataCache& table) { table.OnLineRemoved(line); });
         lines_->Remove(line);
         throw;
     }
@@ -282,14 +281,14 @@ ETabulonCursorCache::CacheLine& ETabulonCursorCache::AddLine(const ETabulonTag& 
 CursorStatus ETabulonCursorCache::Update(const ETabulonTag& tag, const ETabulonVariableID& id,
                                          const EVariant& value) {
     const ECursorLocking locking(*this);
-    // Any of them may lie in a record that is about to be overwritten.
+    // Copies: either argument may lie in a record that is about to be overwritten.
     const ETabulonTag branch(tag);
     const EVariant kept(value);
     changes_.AppendUpdate(branch, id, kept);
     const Lines::Branch lines(*lines_, branch);
     ETabulonTag at;
-    for (const LinePlace& place : lines.Places()) {
-        CacheLine* line = lines_->At(place);
+    for (const LineHandle& handle : lines.Handles()) {
+        CacheLine* line = lines_->At(handle);
         if (line == nullptr) {
             continue;
         }
@@ -297,22 +296,22 @@ CursorStatus ETabulonCursorCache::Update(const ETabulonTag& tag, const ETabulonV
         EFieldSet& fields = iFields();
         line->CopyTo(fields);
         id.GetIn(fields) <<= kept;
-        TellNotifiers([&](ICacheNotifier& notifier) {
+        CallNotifiers([&](ICacheNotifier& notifier) {
             notifier.OnValueUpdated(at, id, iFields());
             notifier.OnLineUpdated(at, iFields());
         });
-        line = lines_->At(place);
+        line = lines_->At(handle);
         if (line == nullptr) {
             continue;
         }
-        // Deliberate: dead lines too, and they come back to life by it.
+        // Deliberate: updates dead lines too, and so revives them.
         // UpdateOfABranchRevivesItsDeadLines holds it.
         if (line->IsDead()) {
-            TellTables([line](EDataCache& table) { table.OnLineRevived(*line); });
+            CallTables([line](EDataCache& table) { table.OnLineRevived(*line); });
         }
         lines_->Store(*line, Fields());
         lines_->Change(*line, Lines::Event::Modified);
-        TellTables([line](EDataCache& table) { table.OnLineChanged(*line); });
+        CallTables([line](EDataCache& table) { table.OnLineChanged(*line); });
     }
     return StatusOk;
 }
@@ -332,18 +331,18 @@ CursorStatus ETabulonCursorCache::StoreFields(CacheLine& found, const EFieldSet&
     if (found.IsDead()) {
         return kNoLine;
     }
-    const Lines::Keeping keeping(*lines_);
-    const LinePlace place = Lines::PlaceOf(found);
-    const ETabulonTag at(found.Tag());  // equal to that of the fields, but its texts may be others
+    const Lines::Pin pin(*lines_);
+    const LineHandle handle = Lines::HandleOf(found);
+    const ETabulonTag at(found.Tag());  // equals the fields' tag, but may have other display texts
     iFields() <<= fields;
-    TellNotifiers([&](ICacheNotifier& notifier) { notifier.OnLineUpdated(at, iFields()); });
-    CacheLine* const line = lines_->At(place);
+    CallNotifiers([&](ICacheNotifier& notifier) { notifier.OnLineUpdated(at, iFields()); });
+    CacheLine* const line = lines_->At(handle);
     if (line == nullptr || line->IsDead()) {
         return kNoLine;
     }
     lines_->Store(*line, Fields());
     lines_->Change(*line, Lines::Event::Modified);
-    TellTables([line](EDataCache& table) { table.OnLineChanged(*line); });
+    CallTables([line](EDataCache& table) { table.OnLineChanged(*line); });
     return StatusOk;
 }
 
@@ -352,22 +351,22 @@ CursorStatus ETabulonCursorCache::Delete(const ETabulonTag& tag) {
     const ETabulonTag branch(tag);
     const Lines::Branch lines(*lines_, branch);
     ETabulonTag at;
-    for (const LinePlace& place : lines.Places()) {
-        DeleteAt(place, at);
+    for (const LineHandle& handle : lines.Handles()) {
+        DeleteAt(handle, at);
     }
-    return lines.Places().empty() ? kNothingMatched : StatusOk;
+    return lines.Handles().empty() ? kNothingMatched : StatusOk;
 }
 
 CursorStatus ETabulonCursorCache::DeleteLine(CacheLine& line) {
     const ECursorLocking locking(*this);
-    const Lines::Keeping keeping(*lines_);
+    const Lines::Pin pin(*lines_);
     ETabulonTag at;
-    DeleteAt(Lines::PlaceOf(line), at);
+    DeleteAt(Lines::HandleOf(line), at);
     return StatusOk;
 }
 
-void ETabulonCursorCache::DeleteAt(const LinePlace& place, ETabulonTag& at) {
-    const CacheLine* const line = lines_->At(place);
+void ETabulonCursorCache::DeleteAt(const LineHandle& handle, ETabulonTag& at) {
+    const CacheLine* const line = lines_->At(handle);
     if (line == nullptr || line->IsDead()) {
         return;
     }
@@ -376,18 +375,18 @@ void ETabulonCursorCache::DeleteAt(const LinePlace& place, ETabulonTag& at) {
     for (std::size_t index = 0; canGo && index < dataCaches_.size(); ++index) {
         canGo = dataCaches_[index]->CanRemoveLine(*line);
     }
-    TellTables([line, canGo](EDataCache& table) {
+    CallTables([line, canGo](EDataCache& table) {
         canGo ? table.OnLineRemoved(*line) : table.OnLineDeleted(*line);
     });
     const auto end = [&] {
-        if (CacheLine* const gone = lines_->At(place); gone != nullptr) {
+        if (CacheLine* const gone = lines_->At(handle); gone != nullptr) {
             canGo ? lines_->Remove(*gone) : lines_->Change(*gone, Lines::Event::Deleted);
         }
     };
     try {
-        TellNotifiers([&at](ICacheNotifier& notifier) { notifier.OnLineDeleted(at); });
+        CallNotifiers([&at](ICacheNotifier& notifier) { notifier.OnLineDeleted(at); });
     } catch (...) {
-        end();  // the tables have been told
+        end();  // the tables have dropped the line already
         throw;
     }
     end();
@@ -395,12 +394,12 @@ void ETabulonCursorCache::DeleteAt(const LinePlace& place, ETabulonTag& at) {
 
 void ETabulonCursorCache::ClearCache() {
     const ECursorLocking locking(*this);
-    TellTables([](EDataCache& table) { table.OnCacheCleared(); });
+    CallTables([](EDataCache& table) { table.OnCacheCleared(); });
     lines_->Clear();
     mustFill_ = true;
     tagGeneration_ = NewGeneration();
     changes_.Reset();
-    TellNotifiers([](ICacheNotifier& notifier) { notifier.OnCacheCleared(); });
+    CallNotifiers([](ICacheNotifier& notifier) { notifier.OnCacheCleared(); });
 }
 
 // --------------------------------------------------------------------------------------- questions

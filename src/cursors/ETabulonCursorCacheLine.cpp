@@ -26,19 +26,20 @@ void Retain(Chaine::Body* body) noexcept {
 
 // --------------------------------------------------------------------------------------- texts
 
-const Chaine* CacheTexts::Share(const Chaine& text, Column& column) {
+const Chaine* CacheTexts::Intern(const Chaine& text, Column& column) {
+    // Interning stops for a column once more than half of at least 4096 texts were distinct.
     constexpr std::uint32_t kTrial = 4096;
-    if (column.made > kTrial && column.made > column.met / 2) {
+    if (column.distinct > kTrial && column.distinct > column.seen / 2) {
         return nullptr;
     }
-    ++column.met;
-    const std::int32_t known = index_.Find(text.FoldHash(), [this, &text](std::int32_t place) {
-        return texts_[static_cast<std::size_t>(place)] == text;
+    ++column.seen;
+    const std::int32_t known = index_.Find(text.FoldHash(), [this, &text](std::int32_t index) {
+        return texts_[static_cast<std::size_t>(index)] == text;
     });
     if (known >= 0) {
         return &texts_[static_cast<std::size_t>(known)];
     }
-    ++column.made;
+    ++column.distinct;
     index_.Reserve(static_cast<std::uint32_t>(texts_.size()) + 1);
     texts_.push_back(text);
     index_.Add(text.FoldHash(), static_cast<std::int32_t>(texts_.size() - 1));
@@ -64,7 +65,7 @@ CacheLayout::CacheLayout(const EFieldSet& fields)
     }
 }
 
-// Fields that were added lie elsewhere, and behind all others.
+// Fields added later are last in the set, and have no offset in its record.
 bool CacheLayout::IsRecordOf(const EFieldSet& fields) const noexcept {
     const std::size_t count = fields.Size();
     return fields.ShapeNumber() == shape_ && fields.Buffer() != nullptr && count != 0 &&
@@ -92,7 +93,7 @@ void CacheLayout::CopyIn(void* image, const EFieldSet& fields) const {
     }
 }
 
-bool CacheLayout::ShareTexts(void* image, CacheTexts& texts) {
+bool CacheLayout::InternTexts(void* image, CacheTexts& texts) {
     const EFieldSet& view = View(image);
     bool areHeld = true;
     for (Text& text : texts_) {
@@ -105,7 +106,7 @@ bool CacheLayout::ShareTexts(void* image, CacheTexts& texts) {
             continue;
         }
         const Chaine own = field.AsChaine();
-        const Chaine* const shared = texts.Share(own, text.column);
+        const Chaine* const shared = texts.Intern(own, text.column);
         areHeld = areHeld && shared != nullptr;
         if (shared != nullptr && !shared->IsSameBody(own)) {
             packed_.At(text.field) <<= EVariant(*shared);
@@ -155,7 +156,7 @@ std::unique_ptr<ETabulonCursorCache::CacheLine> ETabulonCursorCache::CacheLine::
     return std::unique_ptr<CacheLine>(new (Behind{layout.Bytes()}) CacheLine(layout, tag, number));
 }
 
-// The values are no part of what const promises of a line: a view of them is for writing too.
+// The image isn't covered by the line's const: a view of it is writable.
 void* ETabulonCursorCache::CacheLine::Image() const noexcept {
     return const_cast<CacheLine*>(this) + 1;
 }

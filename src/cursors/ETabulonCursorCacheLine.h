@@ -12,16 +12,16 @@ namespace etabulon {
 
 namespace detail {
 
-/// Bodies of texts that were met before, so that equal texts of a column share one. A column whose
-/// texts are nearly all different is left alone.
+/// Interns texts, so that equal texts of a column share one body. A column whose texts are mostly
+/// distinct isn't interned: the lookups would cost more than the memory they save.
 class CacheTexts {
 public:
     struct Column {
-        std::uint32_t met = 0;
-        std::uint32_t made = 0;
+        std::uint32_t seen = 0;
+        std::uint32_t distinct = 0;
     };
-    /// What equals `text` and was here first, or itself. Null where the column is left alone.
-    [[nodiscard]] const Chaine* Share(const Chaine& text, Column& column);
+    /// The first text met that equals `text`. Null for a column that isn't interned.
+    [[nodiscard]] const Chaine* Intern(const Chaine& text, Column& column);
     void Clear() noexcept;
 
 private:
@@ -29,7 +29,7 @@ private:
     HashIndex index_;
 };
 
-/// How the values of a field set lie in a line: packed, in the set's own places.
+/// The layout of a line's image, which holds the values of a field set in packed form.
 class CacheLayout {
 public:
     explicit CacheLayout(const EFieldSet& fields);
@@ -39,44 +39,44 @@ public:
     void Destroy(void* image) const noexcept { packed_.DestroyRecord(image); }
     void CopyOut(void* image, EFieldSet& fields) const;
     void CopyIn(void* image, const EFieldSet& fields) const;
-    /// The image as fields, good until the next call of any of these.
+    /// The image as fields, valid until the next call of any of these operations.
     [[nodiscard]] EFieldSet& View(void* image) const;
-    /// Lets the image's texts share bodies with those met before. True if `texts` holds them all.
-    bool ShareTexts(void* image, CacheTexts& texts);
+    /// Interns the image's texts. True if `texts` holds every one of them.
+    bool InternTexts(void* image, CacheTexts& texts);
     [[nodiscard]] bool IsRecordOf(const EFieldSet& fields) const noexcept;
 
-    // Texts are counted, and counting them up and down takes longer than all else in a step. A
-    // line whose texts somebody holds anyway can lend its references instead: the bytes of its
-    // image go into the record as they are, and whoever writes over them there gives the line's
-    // references back. Of references to one body none is told from another.
-    /// Lends the image to a record whose own references have gone.
+    // Texts are reference-counted, and counting takes longer than all other work of a step. A line
+    // whose texts the cache keeps alive lends its references instead: the bytes of its image are
+    // copied into the record without counting. A field assignment there releases the line's
+    // reference, and TakeBack or GiveUp count a new one: references to a body are interchangeable.
+    /// Lends the image to a record that holds no references of its own.
     void Lend(const void* image, void* record) const noexcept;
-    /// Takes the image's references out of the record, where they still are, and drops what
-    /// somebody else has put in their place. The record is to be lent to at once.
+    /// Takes the image's references back from the record, and releases the texts that callers have
+    /// stored there meanwhile. The next operation on the record must be Lend.
     void TakeBack(const void* image, void* record) const noexcept;
-    /// Leaves what was lent where it is, and counts the image's references anew.
+    /// Leaves the lent references to the record, and counts new ones for the image.
     void GiveUp(const void* image) const noexcept;
-    /// Drops the record's own references. It is to be lent to at once.
+    /// Releases the record's own references. The next operation on the record must be Lend.
     void Vacate(void* record) const noexcept { packed_.DestroyRecord(record); }
 
 private:
     std::uint64_t shape_;
     std::size_t bytes_;
-    mutable EFieldSet packed_;  // without a buffer of its own; moved from image to image
+    mutable EFieldSet packed_;  // a view without a buffer of its own, moved from image to image
     struct Text {
         std::uint16_t field;
         CacheTexts::Column column;
     };
     std::vector<Text> texts_;
-    std::vector<std::size_t> slots_;  // the places of all bodies in an image
+    std::vector<std::size_t> slots_;  // the offsets of all text bodies in an image
 };
 
 }  // namespace detail
 
-/// One record of the cache. Its values lie behind it in the same block of memory.
+/// One record of the cache. Its values, the image, lie behind it in the same block of memory.
 class ETabulonCursorCache::CacheLine {
 public:
-    /// The values are those of `fields`. The layout and the tag must outlive the line.
+    /// A blank line. The layout and the tag must outlive it.
     [[nodiscard]] static std::unique_ptr<CacheLine> Make(const detail::CacheLayout& layout,
                                                          detail::CacheTag& tag, EPosition number);
     CacheLine(const CacheLine&) = delete;
@@ -86,7 +86,7 @@ public:
 
     [[nodiscard]] const ETabulonTag& Tag() const noexcept { return tag_->tag; }
     [[nodiscard]] detail::CacheTag& SharedTag() const noexcept { return *tag_; }
-    /// Never given twice by one cache.
+    /// One cache never gives a number twice.
     [[nodiscard]] EPosition Number() const noexcept { return number_; }
     [[nodiscard]] LineState State() const noexcept { return state_; }
     [[nodiscard]] bool IsDead() const noexcept {
@@ -103,12 +103,12 @@ public:
         canLend_ = false;
         layout_->CopyIn(Image(), fields);
     }
-    /// The values as fields, good until another line of the cache is looked at.
+    /// The values as fields, valid until another line of the cache is viewed or copied.
     [[nodiscard]] EFieldSet& View() const { return layout_->View(Image()); }
 
 private:
     friend class Lines;
-    /// Asks for memory behind the line.
+    /// The size of the memory to allocate behind the line.
     struct Behind {
         std::size_t bytes;
     };
@@ -121,14 +121,14 @@ private:
     [[nodiscard]] void* Image() const noexcept;
 
     LineState state_ = LineClean;
-    bool canLend_ = false;    // the cache holds all of its texts
-    std::uint32_t slot_ = 0;  // in the order of arrival
+    bool canLend_ = false;    // the cache has interned all of its texts
+    std::uint32_t slot_ = 0;  // its index in Lines::slots_
     detail::CacheTag* tag_;
     const detail::CacheLayout* layout_;
     CacheLine* nextOfTag_ = nullptr;
     CacheLine* previousOfTag_ = nullptr;
     EPosition number_;
-    // The key, without the room for segments that few keys have.
+    // The key. Most have one segment, so that only others allocate.
     EPosition keyPosition_ = kNoPosition;
     std::uint32_t segments_ = 0;
     EVariant segment_;

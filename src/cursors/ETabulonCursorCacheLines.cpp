@@ -7,30 +7,30 @@ namespace etabulon {
 
 namespace {
 
-// How many lines ahead memory is asked for: the line, then its tag, then the tag's values, each
-// when what points at it has come.
-constexpr std::size_t kAhead = 12;
-constexpr std::size_t kTagAhead = 8;
-constexpr std::size_t kValuesAhead = 4;
+// How many lines ahead of the walk memory is prefetched: first the line, later its tag, then the
+// tag's values, so that each pointer has arrived when it is read.
+constexpr std::size_t kLineDistance = 12;
+constexpr std::size_t kTagDistance = 8;
+constexpr std::size_t kValuesDistance = 4;
 constexpr std::size_t kManyTags = 4096;
 constexpr std::size_t kFewHoles = 64;
 
 }  // namespace
 
-ETabulonCursorCache::Lines::Branch::Branch(Lines& lines, const ETabulonTag& tag) : keeping_(lines) {
+ETabulonCursorCache::Lines::Branch::Branch(Lines& lines, const ETabulonTag& tag) : pin_(lines) {
     for (const detail::CacheTag* const known : lines.TagsOf(tag)) {
         for (const CacheLine* line = known->lines; line != nullptr; line = NextOfTag(*line)) {
-            places_.push_back(PlaceOf(*line));
+            handles_.push_back(HandleOf(*line));
         }
     }
-    std::sort(places_.begin(), places_.end(),
-              [](const LinePlace& a, const LinePlace& b) { return a.slot < b.slot; });
+    std::sort(handles_.begin(), handles_.end(),
+              [](const LineHandle& a, const LineHandle& b) { return a.slot < b.slot; });
 }
 
 ETabulonCursorCache::CacheLine* ETabulonCursorCache::Lines::At(
-    const LinePlace& place) const noexcept {
-    CacheLine* const line = place.slot < slots_.size() ? slots_[place.slot] : nullptr;
-    return line != nullptr && line->number_ == place.number ? line : nullptr;
+    const LineHandle& handle) const noexcept {
+    CacheLine* const line = handle.slot < slots_.size() ? slots_[handle.slot] : nullptr;
+    return line != nullptr && line->number_ == handle.number ? line : nullptr;
 }
 
 // -------------------------------------------------------------------------------- coming and going
@@ -58,7 +58,7 @@ void ETabulonCursorCache::Lines::AddFromSource(const ETabulonTag& tag, const EFi
     CacheLine& line = Add(tag, fields);
     try {
         line.SetKey(key);
-        line.canLend_ = LayoutOf(fields).ShareTexts(line.Image(), texts_);
+        line.canLend_ = LayoutOf(fields).InternTexts(line.Image(), texts_);
     } catch (...) {
         Remove(line);
         throw;
@@ -110,18 +110,18 @@ void ETabulonCursorCache::Lines::Remove(CacheLine& line) noexcept {
     slots_[line.slot_] = nullptr;
     ++holes_;
     LeaveWalk(line.slot_);
-    if (keepers_ == 0) {
-        CloseHoles();
+    if (pins_ == 0) {
+        Compact();
     }
 }
 
-// The walk's place counts lines, and a hole is none.
+// The walk's position is a count of lines, without the holes.
 //
-// Deliberate: where the walk stands on the line that goes, it steps back, so that the next step
-// shows the line behind; but on the first line it stays, and the line that takes its place is
-// passed over, be it one that is appended later. Where a line before it goes, the walk isn't moved,
-// and so stands one further. Listeners that delete while they walk see just this.
-// WalkInWhichLinesGo holds it.
+// Deliberate: if the walk stands on the removed line, it steps back, so that the next step shows
+// the line behind; but on the first line it stays, and skips the line that moves up, even one that
+// is appended later. If a line before the walk is removed, the walk keeps its count and so stands
+// one line further. Listeners that delete during a walk see exactly this. WalkInWhichLinesGo holds
+// it.
 void ETabulonCursorCache::Lines::LeaveWalk(std::int64_t removed) noexcept {
     const auto isHole = [this](std::int64_t slot) {
         return slots_[static_cast<std::size_t>(slot)] == nullptr;
@@ -144,7 +144,7 @@ void ETabulonCursorCache::Lines::LeaveWalk(std::int64_t removed) noexcept {
     } while (current_ < End() && isHole(current_));
 }
 
-void ETabulonCursorCache::Lines::CloseHoles() noexcept {
+void ETabulonCursorCache::Lines::Compact() noexcept {
     if (holes_ < kFewHoles || holes_ < slots_.size() / 2) {
         return;
     }
@@ -220,28 +220,28 @@ void ETabulonCursorCache::Lines::ExtractKey(const CacheLine& line, ETabulonPrima
 
 // -------------------------------------------------------------------------------------------- walk
 
-void ETabulonCursorCache::Lines::AskAhead(std::size_t slot) const noexcept {
-    constexpr std::size_t kPiece = 64;  // what memory is fetched in
-    const auto ask = [](const void* memory, std::size_t bytes) {
-        for (std::size_t at = 0; at < bytes; at += kPiece) {
+void ETabulonCursorCache::Lines::Prefetch(std::size_t slot) const noexcept {
+    constexpr std::size_t kCpuLine = 64;  // bytes of a line of the processor's cache
+    const auto prefetch = [](const void* memory, std::size_t bytes) {
+        for (std::size_t at = 0; at < bytes; at += kCpuLine) {
             __builtin_prefetch(static_cast<const std::byte*>(memory) + at);
         }
     };
-    if (slot + kAhead >= slots_.size()) {
+    if (slot + kLineDistance >= slots_.size()) {
         return;
     }
-    if (const CacheLine* const line = slots_[slot + kAhead]; line != nullptr) {
-        ask(line, sizeof *line + kPiece);
+    if (const CacheLine* const line = slots_[slot + kLineDistance]; line != nullptr) {
+        prefetch(line, sizeof *line + kCpuLine);
     }
     if (tags_.Size() < kManyTags) {
-        return;  // they are all near, and looking at the lines ahead would only wait for them
+        return;  // so few tags stay in the processor's cache: reading lines ahead would only stall
     }
-    if (const CacheLine* const line = slots_[slot + kTagAhead]; line != nullptr) {
-        ask(line->tag_, sizeof line->tag_->tag);
+    if (const CacheLine* const line = slots_[slot + kTagDistance]; line != nullptr) {
+        prefetch(line->tag_, sizeof line->tag_->tag);
     }
-    if (const CacheLine* const line = slots_[slot + kValuesAhead];
+    if (const CacheLine* const line = slots_[slot + kValuesDistance];
         line != nullptr && line->tag_->values != nullptr) {
-        ask(line->tag_->values - 1, 4 * sizeof(ETabulonValue));
+        prefetch(line->tag_->values - 1, 4 * sizeof(ETabulonValue));
     }
 }
 
@@ -276,7 +276,7 @@ ETabulonCursorCache::CacheLine* ETabulonCursorCache::Lines::Step() noexcept {
     ++current_;
     while (current_ < End()) {
         const auto slot = static_cast<std::size_t>(current_);
-        AskAhead(slot);
+        Prefetch(slot);
         if (slots_[slot] != nullptr) {
             return slots_[slot];
         }

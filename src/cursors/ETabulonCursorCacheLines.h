@@ -9,55 +9,55 @@
 
 namespace etabulon {
 
-/// Where a line was. It may have gone since.
-struct ETabulonCursorCache::LinePlace {
+/// A handle of a line, which stays safe to use when the line is destroyed.
+struct ETabulonCursorCache::LineHandle {
     std::uint32_t slot;
     EPosition number;
 };
 
-/// The lines in order of arrival, their index by tag, and the place of the walk.
+/// The lines in order of arrival, their index by tag, and the position of the walk.
 ///
-/// A line that goes leaves a hole; holes are closed when they are many and no places are kept.
+/// A destroyed line leaves a hole. Compact removes holes once at least 64 of them make up half of
+/// the slots, unless handles are pinned.
 class ETabulonCursorCache::Lines {
 public:
     enum class Event : std::uint8_t { Modified, Appended, Deleted };
-    /// While one lives, places stay good.
-    class Keeping {
+    /// Keeps handles valid for a scope, by putting off Compact.
+    class Pin {
     public:
-        explicit Keeping(Lines& lines) noexcept : lines_(lines) { ++lines_.keepers_; }
-        ~Keeping() {
-            if (--lines_.keepers_ == 0) {
-                lines_.CloseHoles();
+        explicit Pin(Lines& lines) noexcept : lines_(lines) { ++lines_.pins_; }
+        ~Pin() {
+            if (--lines_.pins_ == 0) {
+                lines_.Compact();
             }
         }
-        Keeping(const Keeping&) = delete;
-        Keeping& operator=(const Keeping&) = delete;
+        Pin(const Pin&) = delete;
+        Pin& operator=(const Pin&) = delete;
 
     private:
         Lines& lines_;
     };
-    /// The lines at and below a tag in order of arrival. Those that are appended meanwhile aren't
-    /// among them.
+    /// The lines at and below a tag in order of arrival, as of its construction.
     class Branch {
     public:
         Branch(Lines& lines, const ETabulonTag& tag);
-        [[nodiscard]] const std::vector<LinePlace>& Places() const noexcept { return places_; }
+        [[nodiscard]] const std::vector<LineHandle>& Handles() const noexcept { return handles_; }
 
     private:
-        Keeping keeping_;
-        std::vector<LinePlace> places_;
+        Pin pin_;
+        std::vector<LineHandle> handles_;
     };
-    [[nodiscard]] static LinePlace PlaceOf(const CacheLine& line) noexcept {
+    [[nodiscard]] static LineHandle HandleOf(const CacheLine& line) noexcept {
         return {line.slot_, line.number_};
     }
-    /// The line of a place that is kept. Null for one that has gone.
-    [[nodiscard]] CacheLine* At(const LinePlace& place) const noexcept;
+    /// The line of a pinned handle. Null for a line that was destroyed.
+    [[nodiscard]] CacheLine* At(const LineHandle& handle) const noexcept;
 
     ~Lines() { Clear(); }
 
-    /// A line of no state with the values of `fields`; the tag finds it from now on.
+    /// Adds a clean line with the values of `fields`, which Find then returns for the tag.
     CacheLine& Add(const ETabulonTag& tag, const EFieldSet& fields);
-    /// The same of the source's record, whose texts are made to share bodies.
+    /// The same for the source's record, whose texts are interned.
     void AddFromSource(const ETabulonTag& tag, const EFieldSet& fields,
                        const ETabulonPrimaryKey& key);
     [[nodiscard]] CacheLine* Find(const ETabulonTag& tag) const;
@@ -66,7 +66,7 @@ public:
         EndLoan();
         line.Take(fields);
     }
-    /// Destroys it.
+    /// Destroys the line.
     void Remove(CacheLine& line) noexcept;
     void Clear() noexcept;
     static LineState StateAfter(LineState state, Event event) noexcept;
@@ -91,19 +91,19 @@ public:
     [[nodiscard]] const std::vector<CacheLine*>& Slots() const noexcept { return slots_; }
 
     // --- the walk ---
-    /// Copies the line's record into the source's fields; its texts are lent, where that goes.
+    /// Copies the line's record into the source's fields, and lends its texts where possible.
     void Load(CacheLine& line, EFieldSet& fields);
-    /// What is lent is the record's from now on.
+    /// Gives the lent references to the record.
     void EndLoan() noexcept;
     void StandBeforeFirst() noexcept { current_ = -1; }
     /// The next line, or null at the end.
     [[nodiscard]] CacheLine* Step() noexcept;
-    /// Null when the walk stands on none.
+    /// Null if the walk stands on no line.
     [[nodiscard]] CacheLine* Current() const noexcept {
         return current_ >= 0 && current_ < End() ? slots_[static_cast<std::size_t>(current_)]
                                                  : nullptr;
     }
-    /// Its tag is handed out, and lives on when the line goes or all are cleared.
+    /// Remembers that the line's tag was handed out, so that it outlives the line and one Clear.
     void Show(const CacheLine* line) const noexcept {
         shown_ = line != nullptr ? &line->SharedTag() : nullptr;
     }
@@ -119,18 +119,18 @@ private:
     void Link(CacheLine& line) noexcept;
     void Unlink(CacheLine& line) noexcept;
     void LeaveWalk(std::int64_t removed) noexcept;
-    void CloseHoles() noexcept;
-    void AskAhead(std::size_t slot) const noexcept;
+    void Compact() noexcept;
+    void Prefetch(std::size_t slot) const noexcept;
 
-    std::deque<detail::CacheLayout> layouts_;  // one, unless the source's fields change
+    std::deque<detail::CacheLayout> layouts_;  // more than one only if the source's fields change
     detail::CacheTexts texts_;
     detail::CacheTags tags_;
     std::vector<CacheLine*> slots_;  // owned
     std::size_t holes_ = 0;
     std::size_t dirty_ = 0;
     std::size_t alive_ = 0;
-    int keepers_ = 0;           // of places
-    EPosition nextNumber_ = 1;  // goes on through Clear
+    int pins_ = 0;              // live Pin objects
+    EPosition nextNumber_ = 1;  // not reset by Clear
     std::int64_t current_ = -1;
     CacheLine* lent_ = nullptr;  // whose references are in lentTo_
     void* lentTo_ = nullptr;

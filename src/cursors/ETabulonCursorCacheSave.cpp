@@ -68,7 +68,7 @@ CursorStatus ETabulonCursorCache::Saving::WriteRecord(const CacheLine& line) {
     return status == StatusOk ? updater_->Save() : status;
 }
 
-// So that the line can be saved again when it is changed again.
+// A later save of the line needs the key of its new record.
 void ETabulonCursorCache::Saving::LearnKey(CacheLine& line) {
     if (EData* const table = cache_.updater_->Table(); table != nullptr) {
         key_.Set(table->CurKey(), table->position);
@@ -95,13 +95,13 @@ CursorStatus ETabulonCursorCache::Save() {
         }
     }
     if (status != StatusOk) {
-        // Deliberate: nothing is marked as written, not even what was. A second save writes it
-        // again. FailedSaveLeavesEveryLineMarked holds it.
+        // Deliberate: no line is marked as saved, not even those already written. A second save
+        // writes them again. FailedSaveLeavesEveryLineMarked holds it.
         return status;
     }
     for (CacheLine* const line : lines_->Slots()) {
-        // Deliberate: a line that was deleted is clean by that, and shows in the next walk, until
-        // the caller clears the cache. One that was made and deleted stays as it is.
+        // Deliberate: a saved deletion makes its line clean, so that the next walk shows it until
+        // the caller clears the cache. A line in LineAddedDeleted stays in that state.
         // SavedDeletedLineComesBackAsClean holds it.
         if (line != nullptr && line->State() != LineAddedDeleted) {
             lines_->SetState(*line, LineClean);

@@ -7,12 +7,12 @@ namespace etabulon::detail {
 
 namespace {
 
-bool IsToTheLetter(const ETabulonTag& a, const ETabulonTag& b) {
+bool IsIdentical(const ETabulonTag& a, const ETabulonTag& b) {
     const unsigned int count = a.KnownLevelsCount();
     bool isSame = count == b.KnownLevelsCount();
-    for (unsigned int place = 0; isSame && place < count; ++place) {
-        isSame = a.LevelAt(place) == b.LevelAt(place) &&
-                 a.ValueAt(place).IsIdenticalTo(b.ValueAt(place));
+    for (unsigned int index = 0; isSame && index < count; ++index) {
+        isSame = a.LevelAt(index) == b.LevelAt(index) &&
+                 a.ValueAt(index).IsIdenticalTo(b.ValueAt(index));
     }
     return isSame;
 }
@@ -20,7 +20,7 @@ bool IsToTheLetter(const ETabulonTag& a, const ETabulonTag& b) {
 }  // namespace
 
 CacheTag* CacheTags::ChainOf(std::uint32_t hash) const {
-    const std::int32_t found = index_.Find(hash, [](std::int32_t /*place*/) { return true; });
+    const std::int32_t found = index_.Find(hash, [](std::int32_t /*index*/) { return true; });
     return found < 0 ? nullptr : tags_[static_cast<std::size_t>(found)].get();
 }
 
@@ -28,7 +28,7 @@ CacheTag& CacheTags::Intern(const ETabulonTag& tag) {
     const std::uint32_t hash = tag.Hash();
     CacheTag* last = nullptr;
     for (CacheTag* known = ChainOf(hash); known != nullptr; known = known->next) {
-        if (IsToTheLetter(known->tag, tag)) {
+        if (IsIdentical(known->tag, tag)) {
             return *known;
         }
         last = known;
@@ -68,17 +68,17 @@ void CacheTags::AddToIndex(CacheTag& added) const {
         }
     }
     if (known != added.tag.KnownLevelsCount()) {
-        levels_.clear();  // a level that no tag had before: all is done anew when next asked
+        levels_.clear();  // the tag has a level without an index: the next lookup rebuilds all
     }
 }
 
 void CacheTags::MakeIndex() const {
     std::vector<LevelIndex> levels;
     for (const auto& known : tags_) {
-        for (unsigned int place = 0; place < known->tag.KnownLevelsCount(); ++place) {
-            const unsigned int level = known->tag.LevelAt(place);
+        for (unsigned int index = 0; index < known->tag.KnownLevelsCount(); ++index) {
+            const unsigned int level = known->tag.LevelAt(index);
             if (std::none_of(levels.begin(), levels.end(),
-                             [level](const LevelIndex& index) { return index.level == level; })) {
+                             [level](const LevelIndex& other) { return other.level == level; })) {
                 levels.push_back({level, {}, {}});
             }
         }
@@ -116,7 +116,8 @@ std::vector<CacheTag*> CacheTags::Branch(const ETabulonTag& tag) const {
     if (levels_.empty()) {
         MakeIndex();
     }
-    // Any one of the branch's levels narrows it; a tag without that level may still be below.
+    // Uses the level of `tag` with the fewest candidates. A tag without that level may still lie
+    // below, and is a candidate too.
     const Tags* fewest = nullptr;
     const Tags* without = nullptr;
     static const Tags kNone;

@@ -10,34 +10,35 @@
 
 namespace etabulon::detail {
 
-/// A tag as some lines have it, to the letter. Lines share it.
+/// A tag that lines share: lines whose tags are identical, not just equal, have one.
 struct CacheTag {
     ETabulonTag tag;
     std::uint32_t hash = 0;
-    CacheTag* next = nullptr;                           // the next of the same hash
-    ETabulonCursorCache::CacheLine* indexed = nullptr;  // the line that the tag finds
-    ETabulonCursorCache::CacheLine* lines = nullptr;    // in no order
-    const ETabulonValue* values = nullptr;              // the tag's first, for whoever asks ahead
-    std::uint32_t rank = 0;                             // scratch of whoever sorts
+    CacheTag* next = nullptr;                           // the next tag of the same hash
+    ETabulonCursorCache::CacheLine* indexed = nullptr;  // the line that a lookup by tag returns
+    ETabulonCursorCache::CacheLine* lines = nullptr;    // a list in no order
+    const ETabulonValue* values = nullptr;              // the tag's first value, for the prefetch
+    std::uint32_t rank = 0;                             // scratch for a sort by a table
 };
 
-/// The different tags of a cache's lines, found by hash and by branch.
+/// The distinct tags of a cache's lines, found by hash and by branch.
 ///
-/// Equality isn't transitive: a text that folds equals two texts that differ. So tags are found by
-/// the hash, which is one for all that may be equal, and then compared one by one.
+/// Equality isn't transitive: a text that compares without case equals two texts that differ. So a
+/// lookup finds the chain of tags with one hash, which all tags that may be equal share, and then
+/// compares them one by one.
 ///
-/// Ownership  a tag stays until Clear, also when its last line has gone.
-/// Failure    what throws changes nothing that can be seen.
+/// Ownership  a tag stays until Clear, even after its last line went.
+/// Failure    an operation that throws has no visible effect.
 class CacheTags {
 public:
-    /// The first of those with the hash of `tag`, or null. All that equal it are in that chain.
+    /// The first tag with the hash of `tag`, or null. Its chain holds all tags equal to `tag`.
     [[nodiscard]] CacheTag* ChainOf(const ETabulonTag& tag) const { return ChainOf(tag.Hash()); }
-    /// The one that is `tag` to the letter, made if it is new.
+    /// The entry identical to `tag`, made if there is none.
     [[nodiscard]] CacheTag& Intern(const ETabulonTag& tag);
     [[nodiscard]] std::size_t Size() const noexcept { return tags_.size(); }
-    /// Those that equal `tag` or are children of it.
+    /// The tags with lines that equal `tag` or lie below it.
     [[nodiscard]] std::vector<CacheTag*> Branch(const ETabulonTag& tag) const;
-    /// Forgets all but `kept`, which may be null, or be what was kept the last time.
+    /// Removes all tags but `kept`, which may be null, or the tag kept by the last call.
     void Clear(const CacheTag* kept) noexcept;
 
 private:
@@ -53,10 +54,10 @@ private:
     void AddToIndex(CacheTag& added) const;
 
     std::vector<std::unique_ptr<CacheTag>> tags_;
-    HashIndex index_;  // of the first of each hash
+    HashIndex index_;  // the first tag of each hash
     unsigned int mostLevels_ = 0;
     std::unique_ptr<CacheTag> kept_;
-    // Made when a branch is first asked for; empty until then, and again where memory ran out.
+    // Filled when a branch is first looked up; empty until then, and after memory ran out.
     mutable std::vector<LevelIndex> levels_;
 };
 

@@ -26,8 +26,8 @@ bool HasCache(ETabulonCursor* cursor) {
            (dynamic_cast<ETabulonCursorCache*>(cursor) != nullptr || HasCache(SourceOf(cursor)));
 }
 
-/// A value of the field's own type that is neither missing nor the type's blank one. Text of no
-/// declared bytes has none.
+/// A value of the field's type that is neither missing nor blank. A text of no declared bytes has
+/// no such value.
 EVariant AnyValueOf(const EField& field) {
     constexpr std::size_t kLargestFixed = 16;
     const std::string bytes(std::max<std::size_t>(field.Size(), kLargestFixed), '\1');
@@ -67,14 +67,15 @@ bool CacheTarget::IsInStep(const ETabulonPrimaryKey& key) const {
     if (!hasRelays_ || hasMovingUpdater_) {
         return true;
     }
-    // A relay of another kind may keep records as a cache does: where the table stands decides.
+    // An application's relay may hold records as a cache does, so that the table's position
+    // decides.
     return !keepsRecords_ && (cursor_ == nullptr || (key.Position() != kNoPosition &&
                                                      cursor_->Data()->position == key.Position() &&
                                                      Position() == key.Position()));
 }
 
-// To a table no position is the current record, whichever that is. Records without a key are those
-// that a relay between has made up.
+// A table takes kNoPosition for its current record, whichever that is. Records without a position
+// are made up by a relay in the chain.
 bool CacheTarget::CanBeFound(const ETabulonPrimaryKey& key) const noexcept {
     return cursor_ == nullptr || key.Position() != kNoPosition;
 }
@@ -85,11 +86,11 @@ CursorStatus CacheTarget::Move(const ETabulonPrimaryKey& key, const ETabulonTag&
     }
     EData& table = *cursor_->Data();
     table.RePos(key.Position(), false);
-    static_cast<void>(iFields());  // the tag and key that the cursor keeps are another record's
+    static_cast<void>(iFields());  // the cursor's cached tag and key are another record's
     return static_cast<CursorStatus>(table.status);
 }
 
-// An updater that goes by the rule of a table cursor moves only where the fields have another tag.
+// An updater that follows the rule of a table cursor moves only if the fields have another tag.
 CursorStatus CacheTarget::MakeFieldsDiffer(const ETabulonTag& tag) {
     const auto differ = [this, &tag] {
         ExtractCurrentTag(tag_);
@@ -107,13 +108,12 @@ CursorStatus CacheTarget::MakeFieldsDiffer(const ETabulonTag& tag) {
             return StatusOk;
         }
     }
-    // Without a level that could differ the updater can't be made to move, and what it stands on
-    // isn't to be written over.
+    // No level can be made to differ, so that the updater would write the record that it stands on.
     return kNotFound;
 }
 
-// A table cursor deletes where its walk stands, if it stands anywhere. The walk that filled the
-// cache came to its end; whoever walked the source since may have stopped on a record.
+// A table cursor deletes the record on which its walk stands, if any. The walk that filled the
+// cache came to its end, but a later walk of the source may have stopped on a record.
 CursorStatus CacheTarget::LeaveOtherRecord(const ETabulonPrimaryKey& key) {
     const EPosition stands = Position();
     if (stands == kNoPosition || stands == key.Position()) {
@@ -123,7 +123,7 @@ CursorStatus CacheTarget::LeaveOtherRecord(const ETabulonPrimaryKey& key) {
     while (status == StatusOk) {
         status = GetNext();
     }
-    // A walk that failed, because the table had lost its place, stands nowhere either.
+    // A walk that failed because the table has no current record stands on none either.
     return status == StatusEnd || Position() == kNoPosition ? StatusOk : status;
 }
 

@@ -9,23 +9,24 @@ namespace etabulon::detail {
 /// chain offers, and the table of that cursor.
 ///
 /// A table cursor writes where it stands if its fields have the record's tag. A cache fills the
-/// fields without moving the table, so that they may have the tag of any record: before a write
-/// the table is brought to the record of the key here. For a chain with a cache the cache's own
-/// updater does that (CacheUpdater).
+/// fields without moving the table, so that they may have the tag of any record. So this class
+/// moves the table to the record of the key before a write. For a chain with a cache the cache's
+/// own updater (CacheUpdater) does that.
 ///
 /// Ownership  the chain isn't owned, and must outlive this.
-/// Failure    43 where no record can be found by the key, and otherwise the table's own.
+/// Failure    43 if the key finds no record, otherwise the table's status.
 class CacheTarget : public ETabulonCursorRelay {
 public:
-    /// With `keepsRecords` the front has records in memory, and its walk never moves the table.
+    /// `keepsRecords` says that the front holds its records in memory, so that its walk doesn't
+    /// move the table.
     CacheTarget(ETabulonCursor& front, bool keepsRecords);
 
-    /// Null where the last cursor isn't a table's.
+    /// Null if the last cursor isn't one on a table.
     [[nodiscard]] EData* Table() const noexcept {
         return cursor_ != nullptr ? cursor_->Data() : nullptr;
     }
-    /// After either the updater's StartUpdate, or Delete, of that key and tag reaches the record of
-    /// the key and no other. Does nothing where the walk of the chain moves the table itself.
+    /// After this call the updater's StartUpdate (Delete) with the same key and tag reaches exactly
+    /// the record of the key. Does nothing if the walk of the chain moves the table itself.
     [[nodiscard]] CursorStatus MoveForUpdate(const ETabulonPrimaryKey& key, const ETabulonTag& tag);
     [[nodiscard]] CursorStatus MoveForDelete(const ETabulonPrimaryKey& key, const ETabulonTag& tag);
 
@@ -39,8 +40,8 @@ private:
 
     bool hasRelays_;
     bool keepsRecords_;
-    bool hasMovingUpdater_;        // that of a cache in the chain
-    ETabulonCursorEData* cursor_;  // the last one; null if it isn't a table's
+    bool hasMovingUpdater_;        // the chain holds a cache, whose updater moves the table
+    ETabulonCursorEData* cursor_;  // the last cursor; null if it isn't one on a table
     ETabulonTag tag_;              // of the fields
 };
 

@@ -40,7 +40,7 @@ CursorStatus CacheUpdater::StartUpdate(const ETabulonPrimaryKey& key, const ETab
 }
 
 CursorStatus CacheUpdater::Save() {
-    // The table may stand on any record then.
+    // After a failed StartUpdate the table may stand on any record.
     if (started_ != StatusOk) {
         return started_;
     }

@@ -7,13 +7,13 @@
 
 namespace etabulon::detail {
 
-/// The write side of a cache: the source's updater, which reaches the record of the key whatever
-/// the source was walked to since the cache was filled.
+/// The write side of a cache: the source's updater, moved to the record of the key wherever walks
+/// of the source have left it since the fill.
 ///
-/// Ownership  a member of its cache. Like the count of a table cursor its own never destroys it:
-///            the first holder takes the source's updater, and the last gives it back.
-/// Failure    43 where no record can be found by the key, and otherwise the source's own. A Save
-///            behind a StartUpdate that failed fails alike.
+/// Ownership  a member of its cache. Like the count of a table cursor, its count never destroys it:
+///            the first holder takes the source's updater, and the last releases it.
+/// Failure    43 if the key finds no record, otherwise the source's status. After a StartUpdate
+///            that failed, Save fails with the same status.
 class CacheUpdater final : public ETabulonCursor::IUpdater {
 public:
     explicit CacheUpdater(ETabulonCursorRelay& cache)
@@ -31,15 +31,15 @@ public:
     CursorStatus SetValue(const ETabulonVariableID& id, const ETabulonValue& value) override;
     CursorStatus SetBuffer(const EExtract& record) override;
 
-    /// Of the last cursor; null where that isn't a table's.
+    /// The last cursor's table; null if that cursor isn't one on a table.
     [[nodiscard]] EData* Table() const noexcept { return target_.Table(); }
 
 private:
     ETabulonCursor& source_;
     CacheTarget target_;
-    ERef<ETabulonCursor::IUpdater> updater_;  // while there are holders
+    ERef<ETabulonCursor::IUpdater> updater_;  // null without holders
     std::int32_t holders_ = 0;
-    CursorStatus started_ = StatusOk;  // what came of the last StartUpdate
+    CursorStatus started_ = StatusOk;  // the status of the last StartUpdate
 };
 
 }  // namespace etabulon::detail

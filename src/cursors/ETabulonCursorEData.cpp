@@ -33,7 +33,7 @@ void ETabulonCursorEData::DropTable() noexcept {
 
 void ETabulonCursorEData::Init(const ETabulonLevels& levels, EData* table, bool ownsTable) {
     if (table == table_) {
-        ownsTable_ = false;  // the same table again isn't deleted under the caller
+        ownsTable_ = false;  // DropTable must not delete the table that the caller passes
     }
     DropTable();
     ResetDeclaredFields();
@@ -85,7 +85,7 @@ bool ETabulonCursorEData::CanResolve(const ETabulonVariableID& variable) const {
     return known >= 0 && links_.At(static_cast<std::size_t>(known)).value.resolved;
 }
 
-/// A path whose first step names no rubric starts at this table.
+/// The path with this table's name in front, unless its first step names a rubric.
 Chaine ETabulonCursorEData::QualifiedPath(const Chaine& code) const {
     const std::size_t mark = code.FindOneOf("\x3E\xBB");
     const std::size_t dot = code.Find('.');
@@ -104,7 +104,7 @@ void ETabulonCursorEData::PrepareFields() {
     }
     ClearLinkError();
     if (linkEngine_->InitializeLinks() == 0 && linkEngine_->LastError().status != DataOk) {
-        TellLinkFailure();
+        ReportLinkFailure();
         return;
     }
     for (std::size_t index = 0; index < links_.Size(); ++index) {
@@ -123,7 +123,7 @@ void ETabulonCursorEData::PrepareFields() {
         if (address == nullptr) {
             continue;
         }
-        // The field views the engine's record, which is not const: it is read anew at each step.
+        // The field views the engine's record, which isn't const: each step reads it again.
         const int type = variable->TypeCode();  // widened with its sign
         DeclareExtraField(link.key, static_cast<unsigned short>(type),
                           static_cast<unsigned short>(variable->Size()), const_cast<void*>(address),
@@ -138,8 +138,8 @@ EFieldSet& ETabulonCursorEData::iFields() {
 
 void ETabulonCursorEData::CalcFields() {
     if (linksTouched_ && linkEngine_ != nullptr) {
-        // A record taken over as a whole has its linked values with it, and they were written where
-        // the engine reads to. It would keep them for the next record of the same key.
+        // An assignment of a whole record also writes its linked values, into the engine's buffers.
+        // The engine would return them for the next record of the same key.
         linkEngine_->ForgetBuffers();
     }
     linksTouched_ = false;
@@ -147,12 +147,12 @@ void ETabulonCursorEData::CalcFields() {
         const bool isFound =
             linkEngine_->ResolveLink(links_.At(index).value, bufferProvider_.get()) != nullptr;
         if (!isFound && linkEngine_->LastError().status != DataOk) {
-            return TellLinkFailure();
+            return ReportLinkFailure();
         }
     }
 }
 
-void ETabulonCursorEData::TellLinkFailure() {
+void ETabulonCursorEData::ReportLinkFailure() {
     linkError_ = linkEngine_->LastError();
     OnLinkFailed(linkError_);
 }
@@ -180,7 +180,7 @@ CursorStatus ETabulonCursorEData::Reset(const ETabulonTag& tag) {
     if (!HasTable()) {
         return static_cast<CursorStatus>(DataOther);
     }
-    // A range that couldn't be set shows as a wider walk, and the filter on the tag still holds.
+    // A failure leaves the table wider than the tag, and the filter on the tag still applies.
     static_cast<void>(SetKeyRange(tag, table_));
     ClearLinkError();
     currentPosition_ = table_->GetFirst();
@@ -257,11 +257,11 @@ std::int32_t ETabulonCursorEData::Release() {
 CursorStatus ETabulonCursorEData::StartInsert(const ETabulonTag& tag) {
     insertMode_ = true;
     table_->Fields().SetNull();
-    for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
-        // The place of an insert may name levels that this cursor doesn't have.
-        if (Levels().ExistLevel(tag.LevelAt(place))) {
-            const ETabulonLevels::Level& level = Levels().GetLevel(tag.LevelAt(place));
-            static_cast<void>(SetValue(level.DataID(), tag.ValueAt(place)));
+    for (unsigned int index = 0; index < tag.KnownLevelsCount(); ++index) {
+        // The tag of an insert may hold levels that this cursor doesn't have.
+        if (Levels().ExistLevel(tag.LevelAt(index))) {
+            const ETabulonLevels::Level& level = Levels().GetLevel(tag.LevelAt(index));
+            static_cast<void>(SetValue(level.DataID(), tag.ValueAt(index)));
         }
     }
     return StatusOk;
@@ -278,8 +278,8 @@ CursorStatus ETabulonCursorEData::MoveToTag(const ETabulonPrimaryKey& key, const
         return StatusOk;
     }
     // Deliberate: only the table moves. The cursor's own position, tag and key stay those of the
-    // walk, which is why Delete deletes where the walk stands. Whoever writes elsewhere walks there
-    // first. DeleteUsesTheWalksPosition holds it.
+    // walk, so that Delete deletes where the walk stands. A caller that deletes elsewhere walks
+    // there first. DeleteUsesTheWalksPosition holds it.
     table_->RePos(key.Position(), false);
     return TableStatus();
 }

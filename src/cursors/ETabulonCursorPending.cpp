@@ -23,9 +23,10 @@ CursorStatus ETabulonCursorPending::Reset(const ETabulonTag& tag) {
     inserts_ = changes_->ScriptUnder(ETabulonPendingChanges::Insert, tag);
     insertIndex_ = 0;
     const CursorStatus status = CallReset(tag);
-    // Deliberate: a first record that the source refused is judged once more here, with the
-    // script's values, so that one that they move under the tag shows. Of later records the source
-    // passes over such ones by itself. MovesOnlyTheFirstRecordUnderTheTag holds it.
+    // Deliberate: if the source refused the first record, this cursor tests it again with the
+    // script's values, so that a first record that an update moves under the tag is shown. The
+    // source's own step skips later records of this kind. MovesOnlyTheFirstRecordUnderTheTag holds
+    // it.
     if (status == StatusOk || status == StatusRefused) {
         return StatusOk;
     }
@@ -52,23 +53,23 @@ CursorStatus ETabulonCursorPending::GetNext() {
     return ShowInsert();
 }
 
-/// Makes the fields what the save will write before its updates, which follow by CalcFields.
+/// Fills the fields as StartInsert of a save does; CalcFields then applies the updates.
 CursorStatus ETabulonCursorPending::ShowInsert() {
     if (inserts_.Size() == 0) {
-        return StatusEnd;  // the source has blanked its record
+        return StatusEnd;  // the source has blanked its record already
     }
     EFieldSet& fields = iFields();
     fields.SetNull();
     if (insertIndex_ >= static_cast<std::int32_t>(inserts_.Size())) {
         return StatusEnd;
     }
-    const auto index = static_cast<std::uint32_t>(insertIndex_);
-    const ETabulonTag& selection = std::as_const(inserts_).At(index).Selection();
+    const auto insert = static_cast<std::uint32_t>(insertIndex_);
+    const ETabulonTag& selection = std::as_const(inserts_).At(insert).Selection();
     const ETabulonLevels& levels = std::as_const(*this).Source()->Levels();
-    for (unsigned int place = 0; place < selection.KnownLevelsCount(); ++place) {
-        if (levels.ExistLevel(selection.LevelAt(place))) {
-            const ETabulonVariableID& id = levels.GetLevel(selection.LevelAt(place)).DataID();
-            id.GetIn(fields) <<= selection.ValueAt(place).Data();
+    for (unsigned int index = 0; index < selection.KnownLevelsCount(); ++index) {
+        if (levels.ExistLevel(selection.LevelAt(index))) {
+            const ETabulonVariableID& id = levels.GetLevel(selection.LevelAt(index)).DataID();
+            id.GetIn(fields) <<= selection.ValueAt(index).Data();
         }
     }
     return StatusOk;
@@ -76,9 +77,8 @@ CursorStatus ETabulonCursorPending::ShowInsert() {
 
 void ETabulonCursorPending::CalcFields() {
     ETabulonCursorRelay::CalcFields();
-    // The script is asked by the tag of the record as it is in the table: iFields only marks it
-    // stale. Where no update applies the fields aren't asked for: the tag stays good, and what the
-    // source keeps of linked records too.
+    // The script is asked by the tag that the record has in the table. If no update applies,
+    // iFields isn't called, as it would mark that tag and the source's linked records stale.
     const ETabulonTag& tag = CurrentTag();
     changes_->CopyFilter(*filter_, filterVersion_);
     const detail::PendingFilter::Answer answer = filter_->Ask(tag);
@@ -95,10 +95,10 @@ EFieldSet& ETabulonCursorPending::iFields() {
 }
 
 bool ETabulonCursorPending::IsInFilter() const {
-    // Deliberate: whether a record is deleted is asked by the tag that updates have given it, while
-    // the save looks for it by the one in the table. A record that an update moves away from a
-    // deleted place shows, and one that it moves there doesn't.
-    // UpdateOfALevelMovesARecordAwayFromItsDelete holds it.
+    // Deliberate: the deletes are tested by the tag that updates gave the record, while the save
+    // tests them by the tag in the table. A record that an update moves out of a deleted branch is
+    // shown, and a record that it moves into one isn't. UpdateOfALevelMovesARecordAwayFromItsDelete
+    // holds it.
     return inInserts_ || (ETabulonCursorRelay::IsInFilter() &&
                           !(mayBeDeleted_ && changes_->IsDeleted(CurrentTag())));
 }

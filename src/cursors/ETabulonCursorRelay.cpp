@@ -29,10 +29,9 @@ EFieldSet& ETabulonCursorRelay::iFields() {
     return source_->iFields();
 }
 
-// The source's tag and key belong to the record that it stood on: without its protocol nobody else
-// tells it that it has moved, and its filter would judge the record before. They are raised before
-// the step, so that they are stale whatever passes through it, and after it, in case the step has
-// asked for them.
+// A bare step moves the source without its protocol, which would mark its cached tag and key as
+// stale; its filter would then test the previous record. So the relay marks them: before the step,
+// so that they are stale even if an exception leaves it, and after it, in case the step built them.
 
 CursorStatus ETabulonCursorRelay::Reset(const ETabulonTag& tag) {
     source_->MarkStale();

@@ -22,14 +22,14 @@ CellLines::CellLines(const GridCells& cells, const std::vector<std::uint32_t>& r
         start = end;
     }
     sorted_.resize(shown.size());
-    // Each line is filled from its end; what is left in starts_ is its start.
+    // Counting sort: each line is filled from its end, so that starts_ ends up at its start.
     for (const std::uint32_t detail : shown) {
         sorted_[--starts_[LineOf(detail)]] = {index.NumberAt(detail, columnColumn_),
                                               cells_.CellOfDetail(detail)};
     }
 }
 
-// A cell with a value at a further axis, or without one at these two, has no place on the screen.
+// A view shows no cell with a value at a third axis, or without a value at one of the first two.
 bool CellLines::IsShown(std::uint32_t detail, const std::vector<std::uint32_t>& root) const {
     for (std::size_t column = 0; column < root.size(); ++column) {
         const std::uint32_t number = cells_.Index().NumberAt(detail, column);
@@ -41,7 +41,7 @@ bool CellLines::IsShown(std::uint32_t detail, const std::vector<std::uint32_t>& 
     return true;
 }
 
-// Where both axes are of one level, the column's label is what counts: every line is the same.
+// If both axes have the same level, the column's label selects the cell, and all lines are equal.
 std::uint32_t CellLines::LineOf(std::uint32_t detail) const {
     return lineColumn_ == columnColumn_ ? 0 : cells_.Index().NumberAt(detail, lineColumn_);
 }

@@ -7,16 +7,16 @@
 
 namespace etabulon::detail {
 
-/// The cells of a grid's first two axes, line by line: what is sent takes each cell once, where a
-/// search for each place would look for many that aren't there.
+/// The cells of a grid's first two axes, sorted by line. Sending reads each existing cell once,
+/// where a lookup for each line and column would mostly find no cell.
 class CellLines {
 public:
-    /// `root` is the number of each column in a cell without values but the root's. Requires that
-    /// both axes have a column.
+    /// `root` holds, for each column, the number that the root alone has there. Requires that both
+    /// axes have a column.
     CellLines(const GridCells& cells, const std::vector<std::uint32_t>& root);
 
-    /// The row of each number of axis 1 in the line of a number of axis 0. Good until the next
-    /// call.
+    /// The cell row for each value number of axis 1, in the line of a value number of axis 0. Valid
+    /// until the next call.
     [[nodiscard]] const std::vector<std::uint32_t>& Line(std::uint32_t number);
 
 private:

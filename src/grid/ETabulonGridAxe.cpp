@@ -34,7 +34,7 @@ void ETabulonGridAxe::AxeLabel::SplitCode(Chaine& first, Chaine& second, bool di
     SplitCode(display ? DisplayValue() : Data().AsChaine(), first, second);
 }
 
-// The pattern "*(*)", each star taking as little as it can; what follows the ")" is ignored.
+// Matches the pattern "*(*)" with the shortest match for each star, and ignores text after the ")".
 void ETabulonGridAxe::AxeLabel::SplitCode(const Chaine& code, Chaine& first, Chaine& second) {
     const std::size_t open = code.Find('(');
     const std::size_t close = open == Chaine::npos ? open : code.Find(')', open + 1);
@@ -43,7 +43,7 @@ void ETabulonGridAxe::AxeLabel::SplitCode(const Chaine& code, Chaine& first, Cha
         second = Chaine();
         return;
     }
-    const Chaine whole(code);  // may be one of the two
+    const Chaine whole(code);  // a copy: `code` may be `first` or `second`
     first = whole.Mid(0, open);
     second = whole.Mid(open + 1, close - open - 1);
 }
@@ -110,8 +110,8 @@ ETabulonGridAxe::AxeLabel& ETabulonGridAxe::AddLabel(const ETabulonVariableDesc*
 }
 
 // Deliberate: the label's data is the variable's code alone, although the display may name the
-// function too, so that a second function on one variable adds no label. Sending finds a label's
-// calculation by that code. SecondFunctionOfAVariableAddsNoLabel holds it.
+// function too, so that a second function on one variable adds no label. GridSender finds a label's
+// calculation by this code. SecondFunctionOfAVariableAddsNoLabel holds it.
 ETabulonGridAxe::AxeLabel& ETabulonGridAxe::AddLabel(const ETabulonVariableDesc* variable,
                                                      const ETabulonCumulFunc* function,
                                                      bool headerOnly) {
@@ -127,24 +127,24 @@ ETabulonGridAxe::AxeLabel& ETabulonGridAxe::AddLabel(const ETabulonVariableDesc*
 ETabulonGridAxe::AxeLabel& ETabulonGridAxe::AddLabel(const ETabulonTag& tag,
                                                      const ETabulonSortDesc* sortDesc,
                                                      const ETabulonSortKey& key) {
-    unsigned int place = 0;
+    unsigned int index = 0;
     ETabulonTag present;
-    for (; place < Size(); ++place) {
-        present.SetValue(key.Level(), labels_.At(place));
+    for (; index < Size(); ++index) {
+        present.SetValue(key.Level(), labels_.At(index));
         const int order = sortDesc->Compare(tag, present, key);
         if (order == 0) {
-            return labels_.At(place);
+            return labels_.At(index);
         }
         if (order < 0) {
             break;
         }
     }
-    return labels_.Emplace(place, tag.Value(key.Level()), sortDesc->GetIcon(tag, key));
+    return labels_.Emplace(index, tag.Value(key.Level()), sortDesc->GetIcon(tag, key));
 }
 
-// Deliberate: values that compare as equal are one label, which is that of the first. The cells of
-// the others are then under no label, though totals have them: what reads alike is one line on a
-// screen. MergeWhereTheyCompareEqualAndLeaveTheCellsOfTheOtherSpelling holds it.
+// Deliberate: values that compare as equal get one label, made from the first. The cells of the
+// other values are then under no label, though totals include them: texts that read alike are one
+// line on a screen. MergeWhereTheyCompareEqualAndLeaveTheCellsOfTheOtherSpelling holds it.
 void ETabulonGridAxe::AddLabels(std::span<const ETabulonValue* const> values,
                                 const ETabulonSortDesc* sortDesc, const ETabulonSortKey& key) {
     E_EXPECTS(Size() == 0);

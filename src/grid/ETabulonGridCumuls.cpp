@@ -7,6 +7,7 @@
 #include "etabulon/grid/ETabulonGridAxe.h"
 #include "etabulon/grid/ETabulonGridCumulsBuffers.h"
 #include "etabulon/values/ETabulonVariableDesc.h"
+#include "grid/ResultParts.h"
 
 #include <algorithm>
 
@@ -19,15 +20,6 @@ using Axe = ETabulonGridAxe;
 constexpr unsigned kVariablesTitle = 10707;
 constexpr unsigned kFunctionsTitle = 10708;
 constexpr auto kCalc = ETabulonSortDesc::HideInCalc;
-
-template <class Do>
-void ForEach(const ITabulonCumulFuncOnVarCollection& calculations, Do doIt) {
-    for (unsigned int place = 0; place < calculations.Size(); ++place) {
-        const auto calculation =
-            ERef<ETabulonCumulFuncOnVar>::Adopt(calculations.Calculation(place));
-        doIt(*calculation->Variable(), *calculation->Function());
-    }
-}
 
 void SetResultType(Axe::AxeLabel& label, const ETabulonVariableDesc& variable,
                    const ETabulonCumulFunc& function) {
@@ -73,16 +65,16 @@ ETabulonGridCumuls::IntrinsicAxesMode ETabulonGridCumuls::AxesMode() const {
     return axesMode_;
 }
 
-// By sets: a calculation that stands twice counts once.
+// Counts distinct variables and functions, so that a repeated calculation counts once.
 ETabulonGridCumuls::IntrinsicAxesMode ETabulonGridCumuls::ComputeIntrinsics() const {
     FSortedMap<ETabulonVariableID, PUniqueT<Chaine>> codesOf;
     PUniqueT<Chaine> codes;
-    ForEach(calculations_,
-            [&](const ETabulonVariableDesc& variable, const ETabulonCumulFunc& function) {
-                const int place = codesOf.Find(variable.DataID(), FindOrInsert);
-                codesOf.At(static_cast<unsigned int>(place)).value.Add(function.Code());
-                codes.Add(function.Code());
-            });
+    detail::ForEachCalculation(calculations_, [&](const ETabulonVariableDesc& variable,
+                                                  const ETabulonCumulFunc& function) {
+        const int index = codesOf.Find(variable.DataID(), FindOrInsert);
+        codesOf.At(static_cast<unsigned int>(index)).value.Add(function.Code());
+        codes.Add(function.Code());
+    });
     const bool severalVariables = codesOf.Size() > 1;
     const bool severalFunctions = codes.Size() > 1;
     const bool oneEach = std::all_of(codesOf.begin(), codesOf.end(), [](const auto& variable) {
@@ -100,9 +92,9 @@ ETabulonGridCumuls::IntrinsicAxesMode ETabulonGridCumuls::ComputeIntrinsics() co
     if (severalFunctions) {
         return IntrinsicFuncs;
     }
-    // Deliberate: never IntrinsicVars in fact, as several variables with a single function between
-    // them have one each. The mode and the paths that serve it stay, as part of the table of modes
-    // that subclasses and views know. SeveralVariablesOfOneFunctionAreVarFuncs holds it.
+    // Deliberate: never returns IntrinsicVars, because several variables that share one function
+    // are IntrinsicVarFuncs already. The mode and its code stay as part of the table of modes that
+    // subclasses and views use. SeveralVariablesOfOneFunctionAreVarFuncs holds it.
     return severalVariables ? IntrinsicVars : IntrinsicNone;
 }
 
@@ -120,9 +112,9 @@ unsigned int ETabulonGridCumuls::IntrinsicAxesCount() const {
 }
 
 unsigned int ETabulonGridCumuls::MaxDataAxesCount() const {
-    // Deliberate: unsigned and not guarded. A root that holds more levels than the sort description
-    // shows gives a huge count, and the axes asked for are then all granted, without levels.
-    // RootBeyondTheSortLevelsCountsHuge holds it.
+    // Deliberate: the unsigned difference isn't guarded. A root that holds more levels than the
+    // sort description shows gives a huge count, so that the grid gets all axes asked for, without
+    // levels. RootBeyondTheSortLevelsCountsHuge holds it.
     return sortDesc_->SortLevelCount(kCalc) - root_.KnownLevelsCount();
 }
 
@@ -139,8 +131,7 @@ unsigned int ETabulonGridCumuls::CalculationAxesCount() const {
 }
 
 unsigned int ETabulonGridCumuls::LevelsBelowRoot() const {
-    const unsigned int visible = sortDesc_->SortLevelCount(kCalc);
-    return visible - std::min(sortDesc_->LeadingLevels(root_), visible);
+    return detail::LevelsBelow(root_, *sortDesc_);
 }
 
 unsigned int ETabulonGridCumuls::DetailLevelCount() const {
@@ -160,11 +151,11 @@ ETabulonTag ETabulonGridCumuls::ExtractComputeTag(const ETabulonTag& tag) const 
 // -------------------------------------------------------------------------------------------- axes
 
 ETabulonGridAxe* ETabulonGridCumuls::BuildAxeDesc(unsigned int index) const {
-    // With one data axis, that one comes first.
+    // Of one data axis and one intrinsic axis the data axis comes first.
     //
-    // Deliberate: in the modes of one intrinsic axis every axis is that one unless there are two,
-    // also where data axes are counted in. Views show two axes at most and ask for no more.
-    // AreThoseOfTheModeAndTheirCount holds it.
+    // Deliberate: in the modes with one intrinsic axis every axis is that axis unless the grid has
+    // exactly two, even if data axes are counted in. Views show two axes at most and ask for no
+    // more. AreThoseOfTheModeAndTheirCount holds it.
     const bool dataFirst = GridAxesCount() == 2 && index != 1;
     ERef<ETabulonGridAxe> axe;
     switch (AxesMode()) {
@@ -188,13 +179,13 @@ ETabulonGridAxe* ETabulonGridCumuls::BuildAxeDesc(unsigned int index) const {
 ERef<ETabulonGridAxe> ETabulonGridCumuls::VariablesAxe() const {
     ERef<Axe> axe = BuildIntrinsic(Axe::AxeVars, "Vars", kVariablesTitle);
     const bool ownTypes = AxesMode() == IntrinsicVars;
-    ForEach(calculations_, [&axe, ownTypes](const ETabulonVariableDesc& variable,
-                                            const ETabulonCumulFunc& function) {
+    detail::ForEachCalculation(calculations_, [&axe, ownTypes](const ETabulonVariableDesc& variable,
+                                                               const ETabulonCumulFunc& function) {
         if (ownTypes) {
             axe->AddLabel(&variable).SetColumnTypeInfos(variable.DataType(), variable.DataSize());
         } else {
-            // Deliberate: of a variable that comes again the last function types the column, though
-            // the label is the first one's. AreThoseOfTheModeAndTheirCount holds it.
+            // Deliberate: for a repeated variable the last function sets the column's type, though
+            // the label stays that of the first. AreThoseOfTheModeAndTheirCount holds it.
             SetResultType(axe->AddLabel(&variable, &function, /*headerOnly=*/true), variable,
                           function);
         }
@@ -205,13 +196,13 @@ ERef<ETabulonGridAxe> ETabulonGridCumuls::VariablesAxe() const {
 ERef<ETabulonGridAxe> ETabulonGridCumuls::FunctionsAxe() const {
     ERef<Axe> axe = BuildIntrinsic(Axe::AxeFuncs, "Funcs", kFunctionsTitle);
     const bool typed = AxesMode() == IntrinsicFuncs;
-    ForEach(calculations_,
-            [&axe, typed](const ETabulonVariableDesc& variable, const ETabulonCumulFunc& function) {
-                Axe::AxeLabel& label = axe->AddLabel(&function);
-                if (typed) {
-                    SetResultType(label, variable, function);
-                }
-            });
+    detail::ForEachCalculation(calculations_, [&axe, typed](const ETabulonVariableDesc& variable,
+                                                            const ETabulonCumulFunc& function) {
+        Axe::AxeLabel& label = axe->AddLabel(&function);
+        if (typed) {
+            SetResultType(label, variable, function);
+        }
+    });
     return axe;
 }
 

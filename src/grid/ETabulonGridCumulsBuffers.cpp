@@ -11,8 +11,7 @@ namespace etabulon {
 
 namespace {
 
-// The values that the cells' tags hold at the level, in the order of the cells. A cell whose tag
-// lacks the level gives none.
+// The distinct values that the cells' tags hold at the level, in the order of the cells.
 std::vector<const ETabulonValue*> ValuesMet(const detail::GridCells& cells, const ETabulonTag& root,
                                             unsigned int level) {
     std::vector<const ETabulonValue*> met;
@@ -60,7 +59,7 @@ void ETabulonGridCumulsBuffers::AddOwnValue(const ETabulonExtractValue& extract)
 
 // -------------------------------------------------------------------------------------------- axes
 
-// A record only says that the axes are stale: labels are worked out when a view asks.
+// A record only marks the axes stale; BuildAxeDesc builds their labels on demand.
 void ETabulonGridCumulsBuffers::ReleaseAxes() const noexcept {
     axes_.clear();
     axesStale_ = false;
@@ -91,7 +90,7 @@ ETabulonGridAxe* ETabulonGridCumulsBuffers::BuildAxeDesc(unsigned int index) con
 
 void ETabulonGridCumulsBuffers::GetSelection(const ETabulonGridAxe& axe, unsigned int index,
                                              ETabulonVariableID* variable, ETabulonTag* tag) const {
-    // Past the last label lies the whole axis, as for a total.
+    // An index past the last label means the whole axis, as for a total.
     if (index >= axe.Size()) {
         return;
     }
@@ -104,9 +103,9 @@ void ETabulonGridCumulsBuffers::GetSelection(const ETabulonGridAxe& axe, unsigne
 
 bool ETabulonGridCumulsBuffers::GetSelection(unsigned int column, unsigned int line,
                                              ETabulonVariableID* variable, ETabulonTag* tag) const {
-    const unsigned int place = detail::ShownCalculation(*desc_);
+    const unsigned int index = detail::ShownCalculation(*desc_);
     const auto calculations = cells_->Calculations();
-    *variable = place < calculations.size() ? calculations[place]->Variable()->DataID()
+    *variable = index < calculations.size() ? calculations[index]->Variable()->DataID()
                                             : ETabulonVariableID::Null;
     *tag = desc_->Root();
     const unsigned int count = desc_->GridAxesCount();

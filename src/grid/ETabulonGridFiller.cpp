@@ -36,7 +36,7 @@ CursorStatus ETabulonGridFiller::OnReset(const ETabulonTag& tag, const ETabulonC
     Free();
     grid_ = ERef<ETabulonGridCumuls>::Adopt(
         ETabulonGridCumuls::Build(tag, axesCount_, sortDesc_, &calculations_));
-    // The description's copies: theirs are the variables that the buffers ask for.
+    // Uses the description's copies of the calculations, whose variables the buffers look up.
     extract_.Init(&grid_->Calculations(), pending_);
     buffers_ = ERef<ETabulonGridCumulsBuffers>::Adopt(grid_->Start());
     return StatusOk;

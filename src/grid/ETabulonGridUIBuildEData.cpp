@@ -18,7 +18,7 @@ namespace etabulon {
 namespace {
 
 constexpr std::uint16_t kMaxFields = 0x200;
-constexpr unsigned int kNominalSize = 4;  // what a text says that is never cut
+constexpr unsigned int kNominalSize = 4;  // the size that a text of unlimited length states
 constexpr unsigned int kTextSize = 50;
 
 struct Column {
@@ -27,8 +27,8 @@ struct Column {
 };
 constexpr Column kPlainText{TYPE_ZSTRING, kTextSize};
 
-/// What a field of the table is for values of this type: texts lie in the record itself, and
-/// whatever can be missing is.
+/// The field of the table for values of this type: texts lie in the record itself, and fixed-size
+/// types get a mark for missing values.
 Column FieldFor(Column column) {
     if (column.type == ETabulonGridAxe::AxeLabel::kNoColumnType) {
         return kPlainText;
@@ -39,19 +39,18 @@ Column FieldFor(Column column) {
         case TYPE_CHAINE:
         case TYPE_UP_CHAINE:
         case TYPE_NC_CHAINE:
-            // Without any size there would be room for nothing.
+            // A text without a size would have no room.
             return {TYPE_ZSTRING,
                     column.size == kNominalSize || column.size == 0 ? kTextSize : column.size};
         default: {
             const ETypeInfo& info = TypeInfo(type);
-            // A byte more is the mark of a missing value: no number has to stand for it.
+            // One byte more marks a missing value, so that every number stays usable.
             return {type, info.IsFixedSize() ? info.naturalSize + 1U : column.size};
         }
     }
 }
 
-/// The calculation that fills cells which don't tell by a label what they are; null if there is
-/// none.
+/// The calculation of the cells on a grid without an intrinsic axis; null if there is none.
 ERef<ETabulonCumulFuncOnVar> ShownCalculation(const ITabulonCumulFuncOnVarCollection* functions) {
     if (functions == nullptr) {
         return nullptr;
@@ -165,7 +164,7 @@ void ETabulonGridUIBuildEData::AddField(const ETabulonGridAxe& axe, unsigned int
                               ? ColumnOf(ShownCalculation(functions_))
                               : Column{label.ColumnType(), label.ColumnBufferSize()};
     Chaine holder;
-    // Deliberate: the description is the display text in either mode; only what heads the column
+    // Deliberate: the description is the display text in either mode; only the column's header
     // follows the mode. RawModeShowsDataButInDescriptions holds it.
     AddField(label.Data().AsChaine(), column.type, column.size, Shown(label, holder),
              label.DisplayValue());
@@ -183,14 +182,14 @@ void ETabulonGridUIBuildEData::AddField(const Chaine& name, int type, unsigned i
 
 // --------------------------------------------------------------------------------------- table
 
-/// Deliberate: a table has 512 fields at most; what columns beyond them are sent is dropped. The
-/// fields of wider records have no offsets that others could read. HasAtMost512Fields holds it.
+/// Deliberate: a table has 512 fields at most, and values for columns beyond them are dropped.
+/// Readers couldn't address the offsets of wider records. HasAtMost512Fields holds it.
 void ETabulonGridUIBuildEData::BuildTable(std::uint32_t spareRecords) {
     fieldSet_ = std::make_unique<EFieldSet>();
     fieldSet_->Attach(fieldDescs_, nullptr, 0, kMaxFields);
     recordSize_ = static_cast<std::uint32_t>(fieldSet_->RecordSize());
     const std::uint32_t lines = lineLabels_.Size();
-    // Cells that nothing is sent to are zeros and empty texts.
+    // Cells that get no value are zeros and empty texts.
     auto records = std::make_unique<std::byte[]>((std::size_t{lines} + spareRecords) * recordSize_);
     fieldSet_->ChangeBuffer(records.get(), /*takeOwnership=*/false);
     result_ = new EDataArray(*fieldSet_);
@@ -245,8 +244,8 @@ void ETabulonGridUIBuildEData::Store(std::uint32_t record, std::uint32_t field,
     if (value.Status() == ETabulonValue::ValNormal) {
         cell <<= value.Data();
     } else {
-        // Deliberate: values that differ are stored as no value is: as the empty text, which a
-        // number can't hold and is missing by. CellsWithoutAValueAreEmpty holds it.
+        // Deliberate: ValSpecial is stored like ValNull, as the empty text, which makes a number
+        // field missing. CellsWithoutAValueAreEmpty holds it.
         cell <<= EVariant("");
     }
 }

@@ -1,7 +1,6 @@
 #include "grid/GridCells.h"
 
 #include "etabulon/grid/ETabulonGridCumuls.h"
-#include "etabulon/values/ETabulonExtractValue.h"
 
 namespace etabulon::detail {
 
@@ -28,31 +27,20 @@ bool SendsTotals(const ETabulonGridCumuls& desc) {
 GridCells::GridCells(ETabulonGridCumuls& desc)
     : index_(desc.Root(), DetailLevels(desc)),
       cells_(desc.Calculations()),
-      totals_(desc.Calculations()) {
-    for (unsigned int place = 0; place < desc.Calculations().Size(); ++place) {
-        calculations_.push_back(
-            ERef<ETabulonCumulFuncOnVar>::Adopt(desc.Calculations().Calculation(place)));
-    }
+      totals_(desc.Calculations()),
+      calculations_(desc.Calculations()) {
     totalRows_.resize(index_.ColumnCount());
     for (const unsigned int level : DetailLevels(desc)) {
         const auto column = static_cast<std::size_t>(index_.ColumnOf(level));
         axes_.push_back({column, index_.IsInRoot(column), /*keepsTotals=*/false});
     }
-    // A further axis of the same level adds to the same totals.
+    // An axis with the same level as one of the first two adds to the same totals.
     for (Axe& axe : axes_) {
         for (std::size_t first = 0; SendsTotals(desc) && first < 2 && first < axes_.size();
              ++first) {
             axe.keepsTotals = axe.keepsTotals || axe.column == axes_[first].column;
         }
     }
-}
-
-std::span<const EVariant* const> GridCells::ValuesOf(const ETabulonExtractValue& extract) {
-    values_.clear();
-    for (const ERef<ETabulonCumulFuncOnVar>& calculation : calculations_) {
-        values_.push_back(&extract.GetValue(calculation->Variable()));
-    }
-    return values_;
 }
 
 void GridCells::Add(const ETabulonTag& position, std::span<const EVariant* const> values,
@@ -64,32 +52,32 @@ void GridCells::Add(const ETabulonTag& position, std::span<const EVariant* const
     }
     std::byte* const grandTotal = totals_.Place(0);
     folded_.clear();
-    folded_.push_back(PlaceOfCell(detail));
+    folded_.push_back(AccumulatorsOfCell(detail));
     folded_.push_back(grandTotal);
     for (const Axe& axe : axes_) {
         const std::uint32_t number = index_.LastNumbers()[axe.column];
-        // Deliberate: a record without a value at an axis's level counts once more in the grand
-        // total, since the tag of its total there is the root. So it does where the root itself
-        // holds the level. RecordWithoutALevelCountsTwiceInTheGrandTotal holds it.
+        // Deliberate: a record without a value at an axis's level is folded into the grand total
+        // once more, since its total on that axis has the root's tag. The same holds if the root
+        // itself holds the level. RecordWithoutALevelCountsTwiceInTheGrandTotal holds it.
         if (number == TagIndex::kAbsent || axe.isInRoot) {
             folded_.push_back(grandTotal);
         } else if (axe.keepsTotals) {
-            folded_.push_back(PlaceOfTotal(totalRows_[axe.column], number));
+            folded_.push_back(AccumulatorsOfTotal(totalRows_[axe.column], number));
         }
     }
     cells_.Fold(folded_, values, context);
 }
 
-// As details are numbered one by one, this adds one; after a failure it makes up for what is
-// missing.
-std::byte* GridCells::PlaceOfCell(std::uint32_t detail) {
+// Details are numbered one by one, so that this adds one row; after an earlier failure it adds the
+// missing rows too.
+std::byte* GridCells::AccumulatorsOfCell(std::uint32_t detail) {
     while (cells_.Rows() <= detail) {
         static_cast<void>(cells_.AddRow());
     }
     return cells_.Place(detail);
 }
 
-std::byte* GridCells::PlaceOfTotal(std::vector<std::uint32_t>& rows, std::uint32_t number) {
+std::byte* GridCells::AccumulatorsOfTotal(std::vector<std::uint32_t>& rows, std::uint32_t number) {
     if (number >= rows.size() || rows[number] == kNone) {
         AddTotal(rows, number);
     }

@@ -71,9 +71,8 @@ void GridSender::SendLine() {
     view_.SetTotal(ITabulonResGridUI::AxeLines, 0, Result(cells_.GrandTotal(), shown_));
 }
 
-// Deliberate: a third axis and those behind it are announced and then left out, so that cells which
-// have values there are looked for without them, and are not found.
-// CellsOfAThirdAxisAreNotFound holds it.
+// Deliberate: sends a third axis and those behind it by SetAxe, but looks cells up without values
+// on them, so that cells with values there aren't found. CellsOfAThirdAxisAreNotFound holds it.
 void GridSender::SendTable() {
     const Numbers lines = NumbersOf(0);
     const Numbers columns = NumbersOf(1);
@@ -105,22 +104,22 @@ void GridSender::SendTotal(ITabulonResGridUI::AxeDirection direction, unsigned i
     }
 }
 
-// ----------------------------------------------------------------------------------------- several
+// ---------------------------------------------------------------------------- several calculations
 
-// Deliberate: without totals, and of the first cell only, which is all there is as long as these
-// two axes are all there are. VarsAndFuncsSendTheFirstCellOnly holds it.
+// Deliberate: sends no totals, and only the first cell, which is the only one unless the grid has
+// more than these two axes. VarsAndFuncsSendTheFirstCellOnly holds it.
 void GridSender::SendVarsAndFuncs() {
     const auto calculations = cells_.Calculations();
-    for (unsigned int place = 0; place < calculations.size(); ++place) {
-        const ETabulonCumulFuncOnVar& calculation = *calculations[place];
+    for (unsigned int index = 0; index < calculations.size(); ++index) {
+        const ETabulonCumulFuncOnVar& calculation = *calculations[index];
         const int line = axes_[0]->FindLabel(EVariant(calculation.Variable()->DataID().Code()));
         const int column = axes_[1]->FindLabel(EVariant(calculation.Function()->Code()));
         view_.SetValue(static_cast<unsigned int>(column), static_cast<unsigned int>(line),
-                       Result(cells_.FirstCell(), static_cast<int>(place)));
+                       Result(cells_.FirstCell(), static_cast<int>(index)));
     }
 }
 
-// Deliberate: column totals only, as lines hold results of different kinds.
+// Deliberate: sends only column totals, since a line holds results of different kinds.
 // IntrinsicColumnsHaveTotalsOfColumnsOnly holds it.
 void GridSender::SendIntrinsicColumns() {
     Numbers cell = Root();
@@ -148,9 +147,9 @@ void GridSender::SendIntrinsicLine() {
     }
 }
 
-// ---------------------------------------------------------------------------------- what is where
+// --------------------------------------------------------------------------------------- lookups
 
-// The numbers of the axis's labels in the index of cells.
+// The value numbers of the axis's labels in the index of cells.
 GridSender::Numbers GridSender::NumbersOf(unsigned int axe) const {
     Numbers numbers;
     const int column = cells_.ColumnOfAxe(axe);
@@ -161,7 +160,7 @@ GridSender::Numbers GridSender::NumbersOf(unsigned int axe) const {
     return numbers;
 }
 
-// The root as a cell: without values but those that it holds itself.
+// The numbers of a cell with only the values that the root holds.
 GridSender::Numbers GridSender::Root() const {
     Numbers cell;
     for (std::size_t column = 0; column < cells_.Index().ColumnCount(); ++column) {

@@ -12,12 +12,12 @@
 
 namespace etabulon::detail {
 
-/// The place of the one calculation that a grid without intrinsic axes shows.
+/// The index of the one calculation that a grid without intrinsic axes shows.
 [[nodiscard]] unsigned int ShownCalculation(const ETabulonGridCumuls& desc);
 
-/// Sends the values and totals of a grid that has any, after its axes.
+/// Sends the values and totals of a grid with records, after its axes.
 ///
-/// Results go out as copies: a view that keeps one keeps neither a running result nor its text.
+/// Results are sent as copies, so that a view that keeps one doesn't keep a running result alive.
 class GridSender {
 public:
     GridSender(const ETabulonGridCumuls& desc, const GridCells& cells,
@@ -28,7 +28,7 @@ private:
     using Numbers = std::vector<std::uint32_t>;
     static constexpr int kNoCalculation = -1;
 
-    // --- one calculation: every axis is a data axis ---
+    // --- for one calculation: every axis is a data axis ---
     void SendData();
     void SendCell();
     void SendLine();
@@ -36,7 +36,7 @@ private:
     void SendLines(const Numbers& lines, const Numbers& columns);
     void SendTotal(ITabulonResGridUI::AxeDirection direction, unsigned int index,
                    std::uint32_t row);
-    // --- several ---
+    // --- for several calculations ---
     void SendVarsAndFuncs();
     void SendIntrinsic();
     void SendIntrinsicColumns();

@@ -9,9 +9,9 @@ namespace etabulon::detail {
 
 namespace {
 
-// Four bytes each: a table may be this large in any case, and beyond that for what it holds.
+// The largest table in cells of four bytes: 64 KiB in any case, and 8 cells for each pair.
 constexpr std::uint64_t kSmallTable = 16384;
-constexpr std::uint64_t kPlacesPerPair = 8;
+constexpr std::uint64_t kCellsPerPair = 8;
 
 std::uint64_t PairOf(std::uint32_t first, std::uint32_t second) noexcept {
     return std::uint64_t{first} << 32 | second;
@@ -27,14 +27,14 @@ std::uint32_t PairNumbers::FindByHash(std::uint32_t first, std::uint32_t second)
     return static_cast<std::uint32_t>(found);  // -1 is kNone
 }
 
-// What may fail comes first: a pair is numbered only when it can be found again.
+// Allocates before it changes anything, so that every numbered pair can be found again.
 std::uint32_t PairNumbers::Add(std::uint32_t first, std::uint32_t second) {
-    const Place place = PlaceOf(first, second);
-    neededRows_ = std::max(neededRows_, std::bit_ceil(place.row + 1));
-    neededColumns_ = std::max(neededColumns_, std::bit_ceil(place.column + 1));
-    const bool isOutside = !table_.empty() && (place.row >= rows_ || place.column >= columns_);
-    if (isOutside || (table_.empty() && Size() + 1 >= nextChoice_)) {
-        Choose();
+    const Cell cell = CellOf(first, second);
+    neededRows_ = std::max(neededRows_, std::bit_ceil(cell.row + 1));
+    neededColumns_ = std::max(neededColumns_, std::bit_ceil(cell.column + 1));
+    const bool isOutside = !table_.empty() && (cell.row >= rows_ || cell.column >= columns_);
+    if (isOutside || (table_.empty() && Size() + 1 >= nextChoiceSize_)) {
+        ChooseForm();
     }
     if (table_.empty()) {
         index_.Reserve(Size() + 1);
@@ -44,20 +44,20 @@ std::uint32_t PairNumbers::Add(std::uint32_t first, std::uint32_t second) {
     if (table_.empty()) {
         index_.Add(HashNumber(pairs_[number]), static_cast<std::int32_t>(number));
     } else {
-        table_[Offset(place)] = number + 1;
+        table_[Offset(cell)] = number + 1;
     }
     return number;
 }
 
-// Between table and hash, with room for one pair more.
-void PairNumbers::Choose() {
-    const std::uint64_t places = std::uint64_t{neededRows_} * neededColumns_;
-    if (places <= std::max(kSmallTable, kPlacesPerPair * (Size() + 1))) {
+// Chooses between table and hash index, with room for one pair more.
+void PairNumbers::ChooseForm() {
+    const std::uint64_t cells = std::uint64_t{neededRows_} * neededColumns_;
+    if (cells <= std::max(kSmallTable, kCellsPerPair * (Size() + 1))) {
         FillTable();
     } else if (!table_.empty()) {
         FillIndex();
     }
-    nextChoice_ = std::max(nextChoice_, Size()) * 2;
+    nextChoiceSize_ = std::max(nextChoiceSize_, Size()) * 2;
 }
 
 void PairNumbers::FillTable() {
@@ -66,7 +66,7 @@ void PairNumbers::FillTable() {
     rows_ = neededRows_;
     columns_ = neededColumns_;
     for (std::uint32_t number = 0; number < Size(); ++number) {
-        table_[Offset(PlaceOf(FirstOf(number), SecondOf(number)))] = number + 1;
+        table_[Offset(CellOf(FirstOf(number), SecondOf(number)))] = number + 1;
     }
     index_ = HashIndex();
 }

@@ -7,10 +7,10 @@
 
 namespace etabulon::detail {
 
-/// Numbers the different pairs of numbers, from 0 in the order in which they are met.
+/// Numbers distinct pairs of numbers, from 0 in order of arrival.
 ///
-/// Pairs that fill a fair part of all that are possible are found in a table of these, others by
-/// hash.
+/// Lookup by density: pairs that fill a good part of the possible ones use a two-dimensional table,
+/// others a hash index.
 class PairNumbers {
 public:
     static constexpr std::uint32_t kNone = 0xFFFFFFFF;
@@ -19,8 +19,8 @@ public:
         if (table_.empty()) {
             return FindByHash(first, second);
         }
-        const Place place = PlaceOf(first, second);
-        return place.row < rows_ && place.column < columns_ ? table_[Offset(place)] - 1 : kNone;
+        const Cell cell = CellOf(first, second);
+        return cell.row < rows_ && cell.column < columns_ ? table_[Offset(cell)] - 1 : kNone;
     }
     [[nodiscard]] std::uint32_t FindOrAdd(std::uint32_t first, std::uint32_t second) {
         const std::uint32_t found = Find(first, second);
@@ -37,31 +37,31 @@ public:
     }
 
 private:
-    struct Place {
+    struct Cell {
         std::uint32_t row;
         std::uint32_t column;
     };
-    // kNone, which stands for no value, comes first: one more than it is 0.
-    [[nodiscard]] static Place PlaceOf(std::uint32_t first, std::uint32_t second) noexcept {
+    // kNone, which means no value, gets row or column 0: it wraps around to 0.
+    [[nodiscard]] static Cell CellOf(std::uint32_t first, std::uint32_t second) noexcept {
         return {first + 1, second + 1};
     }
-    [[nodiscard]] std::size_t Offset(Place place) const noexcept {
-        return std::size_t{place.row} * columns_ + place.column;
+    [[nodiscard]] std::size_t Offset(Cell cell) const noexcept {
+        return std::size_t{cell.row} * columns_ + cell.column;
     }
     [[nodiscard]] std::uint32_t FindByHash(std::uint32_t first, std::uint32_t second) const;
     [[nodiscard]] std::uint32_t Add(std::uint32_t first, std::uint32_t second);
-    void Choose();
+    void ChooseForm();
     void FillTable();
     void FillIndex();
 
     std::vector<std::uint64_t> pairs_;
-    std::vector<std::uint32_t> table_;  // one more than the number, 0 for none; empty: by hash
+    std::vector<std::uint32_t> table_;  // the number + 1, 0 for none; empty: a hash index is used
     std::uint32_t rows_ = 0;            // of the table
     std::uint32_t columns_ = 0;
-    std::uint32_t neededRows_ = 0;  // by all pairs
+    std::uint32_t neededRows_ = 0;  // of a table of all pairs
     std::uint32_t neededColumns_ = 0;
     HashIndex index_;
-    std::uint32_t nextChoice_ = 1;  // the size at which to think again
+    std::uint32_t nextChoiceSize_ = 1;  // the number of pairs at which ChooseForm runs again
 };
 
 }  // namespace etabulon::detail

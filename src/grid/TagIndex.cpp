@@ -8,10 +8,10 @@ namespace etabulon::detail {
 
 TagIndex::TagIndex(const ETabulonTag& root, std::span<const unsigned int> levels) : root_(root) {
     for (const unsigned int level : levels) {
-        const auto place =
+        const auto entry =
             std::lower_bound(byLevel_.begin(), byLevel_.end(), std::pair(level, std::uint32_t{0}));
-        if (place == byLevel_.end() || place->first != level) {
-            byLevel_.emplace(place, level, static_cast<std::uint32_t>(columns_.size()));
+        if (entry == byLevel_.end() || entry->first != level) {
+            byLevel_.emplace(entry, level, static_cast<std::uint32_t>(columns_.size()));
             columns_.push_back({level, root_.Find(level), 0, {}});
         }
     }
@@ -37,8 +37,8 @@ std::uint32_t TagIndex::FindOrAdd(const ETabulonTag& tag) {
     if (same) {
         return lastDetail_;
     }
-    lastDetail_ = kNone;  // should anything fail below
-    // Of two columns, the most frequent case, without a call.
+    lastDetail_ = kNone;  // in case of an exception below
+    // Two columns, the most frequent case, go without a call.
     const std::uint32_t detail =
         columns_.size() == 2 ? chain_[0].FindOrAdd(last_[0], last_[1]) : Chain();
     if (detail == size_) {
@@ -50,22 +50,22 @@ std::uint32_t TagIndex::FindOrAdd(const ETabulonTag& tag) {
 }
 
 std::uint32_t TagIndex::FindOrAddLasting(const ETabulonTag& tag, std::uint64_t generation) {
-    if (metGeneration_ != generation) {
-        met_.assign(kMet, Met{});
-        metGeneration_ = generation;
+    if (cacheGeneration_ != generation) {
+        cache_.assign(kCacheSlots, CachedTag{});
+        cacheGeneration_ = generation;
     }
-    // The upper bits of a product, as addresses differ in the middle ones.
-    Met& met = met_[SpreadBits(reinterpret_cast<std::uintptr_t>(&tag)) >> 52];
-    if (met.tag != &tag) {
+    // The upper 12 bits of a product: addresses differ mostly in their middle bits.
+    CachedTag& cached = cache_[SpreadBits(reinterpret_cast<std::uintptr_t>(&tag)) >> 52];
+    if (cached.tag != &tag) {
         const std::uint32_t detail = FindOrAdd(tag);
-        met = {&tag, detail};
+        cached = {&tag, detail};
         return detail;
     }
-    if (met.detail != lastDetail_) {
-        NumbersOf(met.detail, last_);
-        lastDetail_ = met.detail;
+    if (cached.detail != lastDetail_) {
+        NumbersOf(cached.detail, last_);
+        lastDetail_ = cached.detail;
     }
-    return met.detail;
+    return cached.detail;
 }
 
 std::uint32_t TagIndex::Chain() {
@@ -121,7 +121,7 @@ void TagIndex::NumbersOf(std::uint32_t detail, std::span<std::uint32_t> numbers)
     }
 }
 
-// Equal values may be spelled differently, and a new detail is what brings a spelling in.
+// Equal values may be spelled differently. A new detail keeps the spellings of its first record.
 void TagIndex::KeepSpellings(const ETabulonTag& tag, std::uint32_t detail) {
     for (std::size_t at = 0; at < columns_.size(); ++at) {
         if (last_[at] == kAbsent) {

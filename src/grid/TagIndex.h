@@ -12,49 +12,49 @@
 
 namespace etabulon::detail {
 
-/// Numbers the different details of records below a root: what a linear search of tags of the root
-/// and some levels' values would find, in the order of insertion, without making the tags.
+/// Numbers the distinct details of records below a root, from 0 in order of arrival.
 ///
-/// A detail is a tag: the root, and the record's value at each of the levels that it has one for.
-/// Two are the same by ETabulonTag::operator==; the first one met is the one that is kept.
+/// A detail is a tag: the root with the record's values at some levels. Details are distinct by
+/// ETabulonTag::operator==, and the index keeps the spelling of the first. The numbers are those
+/// that a list of detail tags with linear search would give, but no detail tags are built.
 ///
 /// Requires  that the tags passed in are the root or below it: at a level that the root holds they
 ///           hold an equal value or none.
-/// Threads   one at a time. A tag met before allocates nothing.
+/// Threads   one at a time. A known tag allocates nothing.
 class TagIndex {
 public:
     static constexpr std::uint32_t kNone = PairNumbers::kNone;
     static constexpr std::uint32_t kAbsent = ValueNumbers::kAbsent;
 
-    /// A level that comes twice is taken once.
+    /// A repeated level counts once.
     TagIndex(const ETabulonTag& root, std::span<const unsigned int> levels);
     TagIndex(const TagIndex&) = delete;
     TagIndex& operator=(const TagIndex&) = delete;
 
-    /// The number of the record's detail, a new one if it wasn't met. Afterwards LastNumbers() are
-    /// the record's.
+    /// The number of the record's detail, which is new if the detail is unknown. LastNumbers() are
+    /// the record's afterwards.
     [[nodiscard]] std::uint32_t FindOrAdd(const ETabulonTag& tag);
-    /// The same for a tag that its address tells within that generation: see
+    /// The same for a tag that its address identifies within that generation: see
     /// ETabulonCursor::TagGeneration.
     [[nodiscard]] std::uint32_t FindOrAddLasting(const ETabulonTag& tag, std::uint64_t generation);
     [[nodiscard]] std::uint32_t Size() const noexcept { return size_; }
-    /// The detail as a tag, spelled as it was first met.
+    /// The detail as a tag, spelled as in its first record.
     [[nodiscard]] ETabulonTag Tag(std::uint32_t detail) const;
 
-    // --- what details are made of: for each distinct level a column of numbers ---
+    // --- the columns: one for each distinct level, with the number of the value there ---
     [[nodiscard]] std::size_t ColumnCount() const noexcept { return columns_.size(); }
-    /// -1 for a level that isn't one of these.
+    /// -1 for a level without a column.
     [[nodiscard]] int ColumnOf(unsigned int level) const noexcept;
-    /// The root holds the column's level, so that every detail has the one number.
+    /// Whether the root holds the column's level, so that every detail has the same number there.
     [[nodiscard]] bool IsInRoot(std::size_t column) const noexcept {
         return columns_[column].inRoot != nullptr;
     }
     [[nodiscard]] const ValueNumbers& Values(std::size_t column) const noexcept {
         return columns_[column].values;
     }
-    /// By column; kAbsent where the record had no value.
+    /// The value numbers by column; kAbsent if the record has no value there.
     [[nodiscard]] std::span<const std::uint32_t> LastNumbers() const noexcept { return last_; }
-    /// The detail with just these numbers, or kNone. Requires one for each column.
+    /// The detail with exactly these numbers, or kNone. Requires one number for each column.
     [[nodiscard]] std::uint32_t Find(std::span<const std::uint32_t> numbers) const;
     [[nodiscard]] std::uint32_t NumberAt(std::uint32_t detail, std::size_t column) const;
     /// NumberAt of every column. Requires room for as many.
@@ -79,22 +79,23 @@ private:
 
     ETabulonTag root_;
     std::vector<Column> columns_;
-    std::vector<std::pair<unsigned int, std::uint32_t>> byLevel_;  // each column, by its level
-    // One for each column beyond the first: the number so far and the column's. With one column,
-    // its number alone.
+    std::vector<std::pair<unsigned int, std::uint32_t>> byLevel_;  // level and column, sorted
+    // One for each column beyond the first: pairs of the number for the columns before and the
+    // column's own. With one column: pairs of 0 and its number.
     std::vector<PairNumbers> chain_;
     std::uint32_t size_ = 0;
     std::vector<std::uint32_t> last_;
     std::uint32_t lastDetail_ = kNone;
-    // Tags of one generation met before, each in the one place for its address.
-    struct Met {
+    // A direct-mapped cache of the details of known tags of one generation, by their addresses.
+    // 4096 entries of 16 bytes stay in the processor's second-level cache.
+    struct CachedTag {
         const ETabulonTag* tag = nullptr;
         std::uint32_t detail = kNone;
     };
-    static constexpr std::size_t kMet = 4096;
-    std::vector<Met> met_;
-    std::uint64_t metGeneration_ = 0;
-    std::unordered_map<std::uint64_t, std::uint32_t> otherSpellings_;  // where not the first
+    static constexpr std::size_t kCacheSlots = 4096;
+    std::vector<CachedTag> cache_;
+    std::uint64_t cacheGeneration_ = 0;
+    std::unordered_map<std::uint64_t, std::uint32_t> otherSpellings_;  // other than the first
 };
 
 }  // namespace etabulon::detail

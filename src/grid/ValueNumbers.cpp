@@ -8,7 +8,7 @@ namespace etabulon::detail {
 
 namespace {
 
-// One more element can be added without a failure. Grows as adding does.
+// Makes room for one more element, so that the next push_back doesn't throw. Doubles the capacity.
 template <class T>
 void MakeRoom(std::vector<T>& elements) {
     if (elements.size() == elements.capacity()) {
@@ -18,53 +18,53 @@ void MakeRoom(std::vector<T>& elements) {
 
 }  // namespace
 
-bool ValueNumbers::TellOther(const EVariant& data, Told& told) noexcept {
+bool ValueNumbers::MakeOtherFingerprint(const EVariant& data, Fingerprint& fingerprint) noexcept {
     const ETypeInfo& info = TypeInfo(data.Type());
-    const void* const place = data.GetBuffer();
-    if (place == nullptr) {
+    const void* const bytes = data.GetBuffer();
+    if (bytes == nullptr) {
         return false;
     }
-    told.type = data.Type();
+    fingerprint.type = data.Type();
     if (info.IsSlot()) {
-        told.bits = reinterpret_cast<std::uintptr_t>(place);
+        fingerprint.bits = reinterpret_cast<std::uintptr_t>(bytes);
         return true;
     }
-    if (!info.IsFixedSize() || info.naturalSize > sizeof told.bits) {
+    if (!info.IsFixedSize() || info.naturalSize > sizeof fingerprint.bits) {
         return false;
     }
-    std::memcpy(&told.bits, place, info.naturalSize);
+    std::memcpy(&fingerprint.bits, bytes, info.naturalSize);
     return true;
 }
 
-// Keeps four places for each value, as long as they are not too many to stay near. What was told is
-// told anew.
-void ValueNumbers::GrowRecent() {
-    unsigned bits = kFewestBits;
-    while (bits < kMostBits && (std::size_t{1} << bits) < std::size_t{4} * Size()) {
+// Keeps at least four cache entries for each value, up to 32768 entries, which take 512 KiB.
+// Growing empties the cache.
+void ValueNumbers::GrowCache() {
+    unsigned bits = kSmallestCacheBits;
+    while (bits < kLargestCacheBits && (std::size_t{1} << bits) < std::size_t{4} * Size()) {
         ++bits;
     }
-    if (std::size_t{1} << bits != recent_.size()) {
-        recent_.assign(std::size_t{1} << bits, Told{});
-        recentShift_ = 64 - bits;
+    if (std::size_t{1} << bits != cache_.size()) {
+        cache_.assign(std::size_t{1} << bits, Fingerprint{});
+        cacheShift_ = 64 - bits;
     }
 }
 
-// The address of a text is good only while the body lives, and the only body that is sure to live
-// is the one kept here.
-bool ValueNumbers::CanBeKept(const EVariant& data, std::uint32_t number) const noexcept {
+// The address of a text identifies it only while its body lives. The only body that is sure to live
+// is that of a spelling.
+bool ValueNumbers::CanBeCached(const EVariant& data, std::uint32_t number) const noexcept {
     return !TypeInfo(data.Type()).IsSlot() ||
            data.GetBuffer() == Spelling(FirstSpelling(number)).Data().GetBuffer();
 }
 
-std::uint32_t ValueNumbers::NumberOfOther(const ETabulonValue& value, Told told) {
-    told.number = FindOrAdd(value);
-    if (CanBeKept(value.Data(), told.number)) {
-        GrowRecent();
-        const std::size_t place = PlaceOf(told);
-        recent_[place ^ 1] = recent_[place];
-        recent_[place] = told;
+std::uint32_t ValueNumbers::NumberOfUncached(const ETabulonValue& value, Fingerprint fingerprint) {
+    fingerprint.number = FindOrAdd(value);
+    if (CanBeCached(value.Data(), fingerprint.number)) {
+        GrowCache();
+        const std::size_t slot = SlotOf(fingerprint);
+        cache_[slot ^ 1] = cache_[slot];
+        cache_[slot] = fingerprint;
     }
-    return told.number;
+    return fingerprint.number;
 }
 
 std::uint32_t ValueNumbers::Find(const ETabulonValue& value, std::uint32_t hash) const {

@@ -11,38 +11,39 @@
 
 namespace etabulon::detail {
 
-/// Numbers the different values of one level, from 0 in the order in which they are met.
+/// Numbers the distinct values of one level, from 0 in order of arrival.
 ///
-/// Values are told apart by operator==. Values that are equal and yet not identical (two texts for
-/// one code, two cases of one text, one of them modified) are spellings of one number, kept beside
-/// the first.
+/// Values are distinct by operator==. Values that are equal but not identical (two texts for one
+/// code, two cases of one text, one of them modified) are spellings of one number.
 /// Threads  one at a time.
 class ValueNumbers {
 public:
-    /// Stands for no value at all, where a tag lacks the level.
+    /// The number for a tag that lacks the level.
     static constexpr std::uint32_t kAbsent = 0xFFFFFFFF;
 
-    /// The number of the value, a new one if it wasn't met. Allocates for new ones only.
+    /// The number of the value, which is new if the value is unknown. Allocates only for new
+    /// values.
     [[nodiscard]] std::uint32_t NumberOf(const ETabulonValue& value) {
-        Told told;
-        if (value.Status() != ETabulonValue::ValNormal || !Tell(value.Data(), told)) {
+        Fingerprint fingerprint;
+        if (value.Status() != ETabulonValue::ValNormal ||
+            !MakeFingerprint(value.Data(), fingerprint)) {
             return FindOrAdd(value);
         }
-        const std::size_t place = PlaceOf(told);
-        if (recent_[place].IsAs(told)) {
-            return recent_[place].number;
+        const std::size_t slot = SlotOf(fingerprint);
+        if (cache_[slot].IsAs(fingerprint)) {
+            return cache_[slot].number;
         }
-        return recent_[place ^ 1].IsAs(told) ? recent_[place ^ 1].number
-                                             : NumberOfOther(value, told);
+        return cache_[slot ^ 1].IsAs(fingerprint) ? cache_[slot ^ 1].number
+                                                  : NumberOfUncached(value, fingerprint);
     }
-    /// kAbsent if it wasn't met.
+    /// kAbsent if the value is unknown.
     [[nodiscard]] std::uint32_t Find(const ETabulonValue& value) const;
     [[nodiscard]] std::uint32_t Size() const noexcept {
         return static_cast<std::uint32_t>(firstSpelling_.size());
     }
 
-    /// The spelling of a value with this number, a new one if it wasn't met. The first spelling of
-    /// a number is that of the value that made it.
+    /// The spelling of a value with this number, which is new if the spelling is unknown. The first
+    /// spelling of a number is that of its first value.
     [[nodiscard]] std::uint32_t SpellingOf(std::uint32_t number, const ETabulonValue& value);
     [[nodiscard]] std::uint32_t FirstSpelling(std::uint32_t number) const noexcept {
         return firstSpelling_[number];
@@ -50,7 +51,7 @@ public:
     [[nodiscard]] std::uint32_t SpellingCount() const noexcept {
         return static_cast<std::uint32_t>(spellings_.size());
     }
-    /// In the order in which they are met.
+    /// Spellings are numbered in order of arrival.
     [[nodiscard]] const ETabulonValue& Spelling(std::uint32_t spelling) const noexcept {
         return spellings_[spelling].value;
     }
@@ -64,35 +65,38 @@ private:
         std::uint32_t number;
         std::uint32_t next;  // the next spelling of the same number, or kAbsent
     };
-    /// A value that can be told by its bits: of a fixed size, or a text by the body that it shares
-    /// with the one kept here.
-    struct Told {
+    /// The fingerprint of a value: its type and its bits. For a text the bits are the address of
+    /// its body, which is the body of the first spelling.
+    struct Fingerprint {
         std::uint64_t bits = 0;
         std::uint32_t type = kAbsent;
         std::uint32_t number = 0;
 
-        [[nodiscard]] bool IsAs(const Told& other) const noexcept {
+        [[nodiscard]] bool IsAs(const Fingerprint& other) const noexcept {
             return bits == other.bits && type == other.type;
         }
     };
-    static constexpr unsigned kFewestBits = 5;
-    static constexpr unsigned kMostBits = 15;
+    static constexpr unsigned kSmallestCacheBits = 5;
+    static constexpr unsigned kLargestCacheBits = 15;
 
-    [[nodiscard]] static bool Tell(const EVariant& data, Told& told) noexcept {
+    [[nodiscard]] static bool MakeFingerprint(const EVariant& data,
+                                              Fingerprint& fingerprint) noexcept {
         if (data.Type() != TYPE_CHAINE) {
-            return TellOther(data, told);
+            return MakeOtherFingerprint(data, fingerprint);
         }
-        told.type = TYPE_CHAINE;
-        told.bits = reinterpret_cast<std::uintptr_t>(data.GetBuffer());
-        return told.bits != 0;
+        fingerprint.type = TYPE_CHAINE;
+        fingerprint.bits = reinterpret_cast<std::uintptr_t>(data.GetBuffer());
+        return fingerprint.bits != 0;
     }
-    [[nodiscard]] static bool TellOther(const EVariant& data, Told& told) noexcept;
-    [[nodiscard]] std::size_t PlaceOf(const Told& told) const noexcept {
-        return SpreadBits(told.bits) >> recentShift_;
+    [[nodiscard]] static bool MakeOtherFingerprint(const EVariant& data,
+                                                   Fingerprint& fingerprint) noexcept;
+    [[nodiscard]] std::size_t SlotOf(const Fingerprint& fingerprint) const noexcept {
+        return SpreadBits(fingerprint.bits) >> cacheShift_;
     }
-    [[nodiscard]] std::uint32_t NumberOfOther(const ETabulonValue& value, Told told);
-    void GrowRecent();
-    [[nodiscard]] bool CanBeKept(const EVariant& data, std::uint32_t number) const noexcept;
+    [[nodiscard]] std::uint32_t NumberOfUncached(const ETabulonValue& value,
+                                                 Fingerprint fingerprint);
+    void GrowCache();
+    [[nodiscard]] bool CanBeCached(const EVariant& data, std::uint32_t number) const noexcept;
     [[nodiscard]] std::uint32_t Find(const ETabulonValue& value, std::uint32_t hash) const;
     [[nodiscard]] std::uint32_t FindOrAdd(const ETabulonValue& value);
     [[nodiscard]] std::uint32_t AddSpelling(std::uint32_t number, const ETabulonValue& value);
@@ -100,9 +104,10 @@ private:
     std::vector<Spelled> spellings_;
     std::vector<std::uint32_t> firstSpelling_;  // by number
     HashIndex index_;                           // from a value's hash to its number
-    // Two places for each pattern of bits; of more, those told last have them.
-    std::vector<Told> recent_ = std::vector<Told>(std::size_t{1} << kFewestBits);
-    unsigned recentShift_ = 64 - kFewestBits;
+    // A two-way set-associative cache from fingerprint to number; the two last stored stay.
+    std::vector<Fingerprint> cache_ =
+        std::vector<Fingerprint>(std::size_t{1} << kSmallestCacheBits);
+    unsigned cacheShift_ = 64 - kSmallestCacheBits;
 };
 
 }  // namespace etabulon::detail

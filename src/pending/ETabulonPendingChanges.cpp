@@ -47,8 +47,8 @@ void ETabulonPendingChanges::AppendDelete(const ETabulonTag& tag) {
 
 void ETabulonPendingChanges::AppendChange(const Change& change) {
     const ECriticalSectionHold hold(lock_);
-    const Change added(change);  // the caller's may lie in the script, and go with what is removed
-    AddToFilter(added);          // before: what it has and the script hasn't does no harm
+    const Change added(change);  // `change` may lie in the script and be removed as superseded
+    AddToFilter(added);          // first: a change that only the filter has is a false positive
     switch (added.Type()) {
         case Update:
             AddUpdate(added);
@@ -86,8 +86,8 @@ void ETabulonPendingChanges::AddInsert(const Change& change) {
 
 void ETabulonPendingChanges::AddDelete(const Change& change) {
     const ETabulonTag& selection = change.Selection();
-    // Deliberate: a delete cancels the insert of its own position and is dropped with it, even
-    // where the table holds such a record too, deleted before: nothing reaches the table.
+    // Deliberate: a delete removes the insert at its own tag and isn't added itself, even if the
+    // table holds such a record that an earlier delete removes: nothing reaches the table.
     // DeleteCancelsTheInsertAtItsPlace holds it.
     const bool cancelsInsert = !FindEqual(Insert, selection).empty();
     const Index::Arrivals same = FindEqual(Delete, selection);
@@ -98,8 +98,8 @@ void ETabulonPendingChanges::AddDelete(const Change& change) {
     for (const Index::Arrival kept : same) {
         covered.erase(std::find(covered.begin(), covered.end(), kept));
     }
-    // Deliberate: a delete below a wider one that is there already is added, although that one
-    // covers it: only what a new change covers goes. StaysInNormalForm holds it.
+    // Deliberate: a delete is added even if an earlier, wider delete covers it: an append removes
+    // only changes that the new change covers. StaysInNormalForm holds it.
     if (cancelsInsert || !same.empty()) {
         RemoveAll(covered);
     } else {
@@ -152,7 +152,7 @@ void ETabulonPendingChanges::FindUnder(ChangeType type, const ETabulonTag& tag,
 ETabulonPendingChanges::Arrivals ETabulonPendingChanges::FindEqual(
     ChangeType type, const ETabulonTag& selection) const {
     Index::Arrivals equal;
-    index_->ForEach(type, Index::Side::AtPlace, selection, nullptr,
+    index_->ForEach(type, Index::Side::Equal, selection, nullptr,
                     [&](const Index::Arrivals& found) {
                         for (const Index::Arrival arrival : found) {
                             if (index_->ChangeOf(arrival).Selection() == selection) {
@@ -168,7 +168,7 @@ void ETabulonPendingChanges::RemoveAll(Arrivals& arrivals) {
     index_->Remove(arrivals);
 }
 
-// Appends first: what memory may run out for comes before what takes away.
+// Appends first, since an append may run out of memory and a removal after it can't.
 void ETabulonPendingChanges::Replace(Arrivals& covered, const Change& change) {
     index_->Append(change);
     RemoveAll(covered);
@@ -225,9 +225,10 @@ std::uint32_t ETabulonPendingChanges::Size() const {
 
 // ----------------------------------------------------------------------------------- questions
 
-// Deliberate: the first update that applies, not the newest: an older one on a wider branch wins
-// here over a newer one at the place itself, while UpdateFields ends with the newer. Calculations
-// and records show the two. FirstUpdateGivesTheValueLastTheField holds it.
+// Deliberate: finds the first update that applies, not the newest: an older update of a wider
+// branch wins here over a newer update at the tag itself, while UpdateFields stores the newer value
+// last. So calculations show the older value and records the newer.
+// FirstUpdateGivesTheValueLastTheField holds it.
 const ETabulonPendingChanges::Change* ETabulonPendingChanges::FindUpdate(
     const ETabulonTag& tag, const ETabulonVariableID& id) const {
     constexpr Index::Arrival kNone = ~Index::Arrival{0};
@@ -272,7 +273,7 @@ bool ETabulonPendingChanges::IsDeleted(const ETabulonTag& tag) const {
         return false;
     }
     const ECriticalSectionHold hold(lock_);
-    // Deletes and inserts turn the answer to and fro: the last that applies decides.
+    // The last delete or insert that applies decides.
     std::int64_t last[3] = {-1, -1, -1};
     for (const ChangeType type : {Insert, Delete}) {
         index_->ForEach(type, Index::Side::Above, tag, nullptr, [&](const Index::Arrivals& found) {
@@ -291,8 +292,8 @@ bool ETabulonPendingChanges::IsDeleted(const ETabulonTag& tag) const {
 bool ETabulonPendingChanges::IsModified(const ETabulonTag& tag,
                                         const ETabulonVariableID& id) const {
     const ECriticalSectionHold hold(lock_);
-    // Deliberate: a delete bears the empty identifier, and so it modifies only what is asked for by
-    // that. DeleteModifiesTheEmptyIdentifierOnly holds it.
+    // Deliberate: a delete has the empty identifier, so that it counts only for that identifier.
+    // DeleteModifiesTheEmptyIdentifierOnly holds it.
     return FindUpdate(tag, id) != nullptr ||
            (id == ETabulonVariableID::Null && AppliesAny(Delete, tag));
 }

@@ -1,6 +1,7 @@
 #include "etabulon/pending/ETabulonSavePending.h"
 
 #include "cursors/ETabulonCursorCacheTarget.h"
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
 #include "etabulon/foundation/EExpects.h"
 #include "pending/PendingIndex.h"
@@ -12,7 +13,7 @@ namespace etabulon {
 
 using Change = ETabulonPendingChanges::Change;
 
-/// Changes of one type, and which of them apply at a tag.
+/// The changes of one type, indexed to find those that apply at a tag.
 class ETabulonSavePending::Matching {
 public:
     void Add(Change&& change) { changes_.Add(std::move(change)); }
@@ -20,7 +21,7 @@ public:
     void Prepare() { index_.AdoptScript(); }
     [[nodiscard]] bool IsEmpty() const noexcept { return changes_.Size() == 0; }
 
-    /// Those that apply at `tag`, in order; good until the next call.
+    /// The changes that apply at `tag`, in order; valid until the next call.
     [[nodiscard]] const std::vector<const Change*>& At(const ETabulonTag& tag) {
         arrivals_.clear();
         index_.ForEach(type_, Index::Side::Above, tag, nullptr, [&](const auto& found) {
@@ -52,7 +53,7 @@ private:
     std::vector<const Change*> matches_;
 };
 
-/// The script as Run found it.
+/// The script as of the start of Run.
 struct ETabulonSavePending::Snapshot {
     explicit Snapshot(PTableau<Change> script) {
         for (Change& change : script) {
@@ -88,8 +89,8 @@ void SetValues(ETabulonCursor::IUpdater& updater, const std::vector<const Change
 
 }  // namespace
 
-/// Writes the records that it hears of. On the stack of Run: the count is never its end.
-class ETabulonSavePending::CUpdateNotifier final : public ETabulonCursor::INotifier {
+/// Writes the records that the walk shows. It lives on the stack.
+class ETabulonSavePending::CUpdateNotifier final : public ECursorListener {
 public:
     CUpdateNotifier(ETabulonCursor& cursor, ETabulonCursor::IUpdater& updater, Matching& updates,
                     Matching& deletes)
@@ -98,20 +99,15 @@ public:
           updates_(updates),
           deletes_(deletes) {}
 
-    void AddRef() override { ++refCount_; }
-    std::int32_t Release() override { return --refCount_; }
-    /// Of the last record that was written.
+    /// The status of the last record that the walk wrote.
     [[nodiscard]] CursorStatus Status() const noexcept { return status_; }
 
-    CursorStatus OnReset(const ETabulonTag& /*tag*/, const ETabulonCursor& /*cursor*/) override {
-        return StatusOk;
-    }
     CursorStatus OnMove(const ETabulonCursor& cursor) override {
-        // Deliberate: a write that fails doesn't end the walk, and the next record that is written
-        // takes the place of its status: an earlier failure is lost.
+        // Deliberate: a write that fails doesn't end the walk, and the status of the next record
+        // that is written replaces its status: an earlier failure is lost.
         // LosesAFailureThatASuccessFollows holds it.
         if (!deletes_.At(cursor.CurrentTag()).empty()) {
-            const Place at(cursor);
+            const Position at(cursor);
             status_ = target_.MoveForDelete(at.key, at.tag);
             if (status_ == StatusOk) {
                 status_ = updater_.Delete(at.key, at.tag);
@@ -120,33 +116,29 @@ public:
         }
         const std::vector<const Change*>& updates = updates_.At(cursor.CurrentTag());
         if (!updates.empty()) {
-            const Place at(cursor);
+            const Position at(cursor);
             status_ = target_.MoveForUpdate(at.key, at.tag);
             if (status_ != StatusOk) {
                 return StatusOk;
             }
-            // Deliberate: whether the update could be started isn't looked at. The save that
-            // follows tells, where the table tells it. SavesWhatCouldNotBeStarted holds it.
+            // Deliberate: the status of StartUpdate is ignored. The Save that follows reports the
+            // failure if the table does. SavesWhatCouldNotBeStarted holds it.
             static_cast<void>(updater_.StartUpdate(at.key, at.tag));
             SetValues(updater_, updates);
             status_ = updater_.Save();
         }
         return StatusOk;
     }
-    void OnDone(const ETabulonCursor& /*cursor*/) override {}
-    void OnCancel(const ETabulonCursor& /*cursor*/) override {}
-    void OnError(const ETabulonCursor& /*cursor*/, CursorStatus /*status*/) override {}
 
 private:
-    /// Copies: an updater that writes into the cursor's fields would change the cursor's own.
-    struct Place {
-        explicit Place(const ETabulonCursor& cursor)
+    /// Copies of the record's tag and key: writing into the cursor's fields changes the cursor's.
+    struct Position {
+        explicit Position(const ETabulonCursor& cursor)
             : tag(cursor.CurrentTag()), key(cursor.PrimaryKey()) {}
         ETabulonTag tag;
         ETabulonPrimaryKey key;
     };
 
-    std::int32_t refCount_ = 1;
     CursorStatus status_ = StatusOk;
     detail::CacheTarget target_;
     ETabulonCursor::IUpdater& updater_;
@@ -186,8 +178,8 @@ CursorStatus ETabulonSavePending::SaveRecords(Snapshot& snapshot, const ETabulon
     if (notifier.Status() != StatusOk) {
         return notifier.Status();
     }
-    // Deliberate: of the ways in which a walk ends too early only a cancel is told. After a failure
-    // the inserts are written all the same, and the result is theirs.
+    // Deliberate: of the statuses of a walk that ended early only StatusCancelled is returned.
+    // After a failure the inserts are written all the same, and Run returns their status.
     // WritesTheInsertsAfterAWalkThatFailed holds it.
     return walk == StatusCancelled ? walk : StatusOk;
 }

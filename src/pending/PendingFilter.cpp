@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::uint8_t kUpdates = 1;
 constexpr std::uint8_t kDeletes = 2;
-constexpr std::size_t kFewest = 32;  // changes
+constexpr std::size_t kFewest = 32;  // changes that the smallest filter has room for twice
 
 unsigned int ShiftOf(std::uint64_t cell) noexcept {
     return static_cast<unsigned int>(cell & 3U) * 2;
@@ -33,9 +33,9 @@ void PendingFilter::Add(const ETabulonPendingChanges::Change& change) {
     const ETabulonTag& selection = change.Selection();
     std::vector<unsigned int> levels;
     std::uint64_t key = selection.KnownLevelsCount();
-    for (unsigned int place = 0; place < selection.KnownLevelsCount(); ++place) {
-        levels.push_back(selection.LevelAt(place));
-        key = MixHash(key, selection.ValueAt(place).Hash());
+    for (unsigned int index = 0; index < selection.KnownLevelsCount(); ++index) {
+        levels.push_back(selection.LevelAt(index));
+        key = MixHash(key, selection.ValueAt(index).Hash());
     }
     auto kind = std::find_if(kinds_.begin(), kinds_.end(),
                              [&](const Kind& known) { return known.levels == levels; });
@@ -50,7 +50,7 @@ void PendingFilter::Add(const ETabulonPendingChanges::Change& change) {
 
 void PendingFilter::Clear() noexcept {
     kinds_.clear();
-    cells_.assign(BytesFor(0), 0);  // it has had as many
+    cells_.assign(BytesFor(0), 0);  // never more than it has, so that it doesn't allocate
     added_ = 0;
 }
 
@@ -60,22 +60,23 @@ PendingFilter::Answer PendingFilter::Ask(const ETabulonTag& tag) {
     std::uint8_t flags = 0;
     for (const Kind& kind : kinds_) {
         if (kind.levels.size() > count) {
-            continue;  // a child knows more levels than its parent
+            continue;  // a tag below a selection holds more levels than the selection
         }
         if (hashes_.empty()) {
-            for (unsigned int place = 0; place < count; ++place) {
-                hashes_.push_back(tag.ValueAt(place).Hash());
+            for (unsigned int index = 0; index < count; ++index) {
+                hashes_.push_back(tag.ValueAt(index).Hash());
             }
         }
         std::uint64_t key = kind.levels.size();
         std::size_t next = 0;
-        for (unsigned int place = 0; place < count && next < kind.levels.size(); ++place) {
-            if (tag.LevelAt(place) == kind.levels[next]) {
-                key = MixHash(key, hashes_[place]);
+        for (unsigned int index = 0; index < count && next < kind.levels.size(); ++index) {
+            if (tag.LevelAt(index) == kind.levels[next]) {
+                key = MixHash(key, hashes_[index]);
                 ++next;
             }
         }
-        // A level that the tag doesn't know isn't compared.
+        // If the tag lacks a level of the selections, that level isn't compared, and any of these
+        // changes may apply.
         const std::uint64_t cell = key & (CellCount() - 1);
         flags |= next == kind.levels.size()
                      ? static_cast<std::uint8_t>(cells_[cell / kCellsPerByte] >> ShiftOf(cell))

@@ -8,11 +8,11 @@
 
 namespace etabulon::detail {
 
-/// Tells at little cost that no update or no delete of a script applies at a tag. It may say that
-/// one does where none does, and never the opposite: whoever hears "may" asks the script.
+/// A Bloom filter over the updates and deletes of a script, by the tags at which they apply. False
+/// positives are possible, false negatives aren't; on a hit the caller asks the script.
 ///
-/// A walk keeps a copy, so that the records that no change concerns cost neither the script's lock
-/// nor a lookup. Nothing is taken out of it but by building it anew.
+/// A walk keeps a copy, so that records without a change cost neither the script's lock nor a
+/// lookup. Removed changes stay in the filter until it is rebuilt.
 class PendingFilter {
 public:
     struct Answer {
@@ -21,21 +21,21 @@ public:
     };
 
     PendingFilter() : PendingFilter(0) {}
-    /// With room for so many changes, and as many more.
+    /// A filter with room for twice that many changes.
     explicit PendingFilter(std::size_t changes);
 
-    /// Inserts aren't kept: nobody asks for them.
+    /// Adds an update or a delete; ignores an insert.
     void Add(const ETabulonPendingChanges::Change& change);
-    /// Forgets all.
+    /// Removes all changes.
     void Clear() noexcept;
-    /// So many were added that it says "may" too often.
+    /// Whether so many changes were added that a larger filter pays: fewer than 32 cells for each.
     [[nodiscard]] bool IsFull() const noexcept { return added_ * kCellsPerChange > CellCount(); }
     [[nodiscard]] Answer Ask(const ETabulonTag& tag);
 
 private:
     static constexpr std::size_t kCellsPerChange = 32;
     static constexpr std::size_t kCellsPerByte = 4;
-    /// Selections that know the same levels.
+    /// The changes whose selections hold the same levels.
     struct Kind {
         std::vector<unsigned int> levels;  // rising
         std::uint8_t flags;                // of all its changes
@@ -45,9 +45,9 @@ private:
     [[nodiscard]] std::size_t CellCount() const noexcept { return cells_.size() * kCellsPerByte; }
 
     std::vector<Kind> kinds_;
-    std::vector<std::uint8_t> cells_;  // flags by hash, two bits each; a power of two of them
+    std::vector<std::uint8_t> cells_;  // flags by hash, two bits each; a power of two
     std::size_t added_ = 0;
-    std::vector<std::uint32_t> hashes_;  // of the values of the tag asked for
+    std::vector<std::uint32_t> hashes_;  // of the values of the queried tag
 };
 
 }  // namespace etabulon::detail

@@ -7,22 +7,21 @@
 #include <utility>
 
 namespace etabulon {
-namespace {}  // namespace
 
 bool ETabulonPendingChanges::Index::HasLevels(const ETabulonTag& tag, const Levels& levels) {
     const unsigned int count = tag.KnownLevelsCount();
     if (count != levels.size()) {
         return false;
     }
-    for (unsigned int place = 0; place < count; ++place) {
-        if (tag.LevelAt(place) != levels[place]) {
+    for (unsigned int index = 0; index < count; ++index) {
+        if (tag.LevelAt(index) != levels[index]) {
             return false;
         }
     }
     return true;
 }
 
-// A parent knows fewer levels than its child; tags of as many levels match only if equal.
+// A parent holds fewer levels than its child; tags with equally many levels match only if equal.
 bool ETabulonPendingChanges::Index::IsOnSide(const Group& group, Side side,
                                              const ETabulonTag& tag) {
     const std::size_t count = tag.KnownLevelsCount();
@@ -31,15 +30,15 @@ bool ETabulonPendingChanges::Index::IsOnSide(const Group& group, Side side,
     return strict || HasLevels(tag, group.levels);
 }
 
-// Of the values on `levels`, which the tag knows, and of the variable. It agrees with the equality
-// of values and of identifiers.
+// A hash of the values at `levels`, which the tag must hold, and of the variable. Equal values and
+// equal identifiers give equal keys.
 std::uint64_t ETabulonPendingChanges::Index::KeyOf(const Levels& levels, By by,
                                                    const ETabulonTag& tag,
                                                    const ETabulonVariableID* id) {
     std::uint64_t key = 0;
-    for (unsigned int place = 0, next = 0; next < levels.size(); ++place) {
-        if (tag.LevelAt(place) == levels[next]) {
-            key = detail::MixHash(key, tag.ValueAt(place).Hash());
+    for (unsigned int index = 0, next = 0; next < levels.size(); ++index) {
+        if (tag.LevelAt(index) == levels[next]) {
+            key = detail::MixHash(key, tag.ValueAt(index).Hash());
             ++next;
         }
     }
@@ -65,8 +64,8 @@ void ETabulonPendingChanges::Index::Register(Arrival arrival, const Change& chan
     Group* group = FindGroup(change);
     if (group == nullptr) {
         group = &groups_[change.Type()].emplace_back();
-        for (unsigned int place = 0; place < change.Selection().KnownLevelsCount(); ++place) {
-            group->levels.push_back(change.Selection().LevelAt(place));
+        for (unsigned int index = 0; index < change.Selection().KnownLevelsCount(); ++index) {
+            group->levels.push_back(change.Selection().LevelAt(index));
         }
     }
     group->all.push_back(arrival);
@@ -74,11 +73,11 @@ void ETabulonPendingChanges::Index::Register(Arrival arrival, const Change& chan
         for (Table& table : group->tables) {
             const std::uint64_t key =
                 KeyOf(table.levels, table.by, change.Selection(), &change.VarDataID());
-            table.places[key].push_back(arrival);
+            table.changes[key].push_back(arrival);
         }
     } catch (...) {
         group->all.pop_back();
-        group->tables.clear();  // they are made anew when they are asked
+        group->tables.clear();  // the next lookup rebuilds the table that it needs
         throw;
     }
     ++counts_[change.Type()];
@@ -97,16 +96,16 @@ void ETabulonPendingChanges::Index::Unregister(Arrival arrival, const Change& ch
         return;
     }
     for (Table& table : group->tables) {
-        const auto place = table.places.find(
+        const auto found = table.changes.find(
             KeyOf(table.levels, table.by, change.Selection(), &change.VarDataID()));
-        erase(place->second);
-        if (place->second.empty()) {
-            table.places.erase(place);
+        erase(found->second);
+        if (found->second.empty()) {
+            table.changes.erase(found);
         }
     }
 }
 
-std::uint32_t ETabulonPendingChanges::Index::Place(Arrival arrival) const {
+std::uint32_t ETabulonPendingChanges::Index::IndexOf(Arrival arrival) const {
     return static_cast<std::uint32_t>(std::lower_bound(order_.begin(), order_.end(), arrival) -
                                       order_.begin());
 }
@@ -117,7 +116,8 @@ void ETabulonPendingChanges::Index::Append(const Change& change) {
         Register(next_, script_.Add(change));
     } catch (...) {
         order_.pop_back();
-        script_.RemoveAt(static_cast<std::uint32_t>(order_.size()));  // if it came to be added
+        script_.RemoveAt(
+            static_cast<std::uint32_t>(order_.size()));  // no element there if Add threw
         throw;
     }
     ++next_;
@@ -133,15 +133,15 @@ void ETabulonPendingChanges::Index::AdoptScript() {
 }
 
 void ETabulonPendingChanges::Index::Remove(const Arrivals& removed) {
-    script_.Detach();  // the one thing here that takes memory
+    script_.Detach();  // first, as the only operation here that may run out of memory
     for (const Arrival arrival : removed) {
         Unregister(arrival, ChangeOf(arrival));
     }
-    // From the end, and neighbours at once, so that little is moved.
+    // Removes from the end, and adjacent changes together, so that few elements move.
     for (std::size_t end = removed.size(); end != 0;) {
-        const std::uint32_t last = Place(removed[--end]);
+        const std::uint32_t last = IndexOf(removed[--end]);
         std::uint32_t first = last;
-        while (end != 0 && Place(removed[end - 1]) + 1 == first) {
+        while (end != 0 && IndexOf(removed[end - 1]) + 1 == first) {
             --first;
             --end;
         }
@@ -162,12 +162,12 @@ void ETabulonPendingChanges::Index::Clear() noexcept {
 const ETabulonPendingChanges::Index::Arrivals* ETabulonPendingChanges::Index::Lookup(
     Group& group, const ETabulonTag& tag, const ETabulonVariableID* id) {
     common_.clear();
-    for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
-        if (std::binary_search(group.levels.begin(), group.levels.end(), tag.LevelAt(place))) {
-            common_.push_back(tag.LevelAt(place));
+    for (unsigned int index = 0; index < tag.KnownLevelsCount(); ++index) {
+        if (std::binary_search(group.levels.begin(), group.levels.end(), tag.LevelAt(index))) {
+            common_.push_back(tag.LevelAt(index));
         }
     }
-    By by = By::Place;
+    By by = By::Tag;
     if (id != nullptr) {
         by = id->IsAccelerator() ? By::Number : By::Code;
     } else if (common_.empty()) {
@@ -177,8 +177,8 @@ const ETabulonPendingChanges::Index::Arrivals* ETabulonPendingChanges::Index::Lo
         std::find_if(group.tables.begin(), group.tables.end(),
                      [&](const Table& table) { return table.by == by && table.levels == common_; });
     const Table* const table = known != group.tables.end() ? &*known : MakeTable(group, by);
-    const auto found = table->places.find(KeyOf(common_, by, tag, id));
-    return found == table->places.end() ? nullptr : &found->second;
+    const auto found = table->changes.find(KeyOf(common_, by, tag, id));
+    return found == table->changes.end() ? nullptr : &found->second;
 }
 
 ETabulonPendingChanges::Index::Table* ETabulonPendingChanges::Index::MakeTable(Group& group,
@@ -186,7 +186,7 @@ ETabulonPendingChanges::Index::Table* ETabulonPendingChanges::Index::MakeTable(G
     Table table{common_, by, {}};
     for (const Arrival arrival : group.all) {
         const Change& change = ChangeOf(arrival);
-        table.places[KeyOf(common_, by, change.Selection(), &change.VarDataID())].push_back(
+        table.changes[KeyOf(common_, by, change.Selection(), &change.VarDataID())].push_back(
             arrival);
     }
     return &group.tables.emplace_back(std::move(table));

@@ -7,6 +7,7 @@
 #include "etabulon/grid/ETabulonGridAxe.h"
 #include "etabulon/score/ETabulonScoreCumulsBuffers.h"
 #include "etabulon/values/ETabulonVariableDesc.h"
+#include "grid/ResultParts.h"
 
 #include <algorithm>
 
@@ -33,17 +34,8 @@ constexpr AxeOfMode kAxes[] = {
     {Score::ScoreAxeCalcsMany, Axe::AxeFuncs, "Calcs", 10711},
 };
 
-template <class Do>
-void ForEach(const ITabulonCumulFuncOnVarCollection& calculations, Do doIt) {
-    for (unsigned int place = 0; place < calculations.Size(); ++place) {
-        const auto calculation =
-            ERef<ETabulonCumulFuncOnVar>::Adopt(calculations.Calculation(place));
-        doIt(*calculation->Variable(), *calculation->Function());
-    }
-}
-
-// Deliberate: labels are found by the variable's code alone, or by the function's, so that a
-// further calculation of one that has a label adds none, and the axis has fewer labels than the
+// Deliberate: a label is identified by the variable's code alone, or by the function's alone. A
+// further calculation with the same code adds no label, so that the axis has fewer labels than the
 // lines have values. FurtherCalculationOfAVariableAddsNoLabel holds it.
 void AddLabel(Axe& axe, Score::ScoreAxeMode mode, const ETabulonVariableDesc& variable,
               const ETabulonCumulFunc& function) {
@@ -79,7 +71,7 @@ ETabulonScoreCumuls* ETabulonScoreCumuls::Build(
     return new ETabulonScoreCumuls(root, sortDesc, calculations, levelCount, increasingOrder);
 }
 
-// Deliberate: the pointer goes over as it stands, though the destructor gives a reference back.
+// Deliberate: copies the pointer without adding a reference, though the destructor releases one.
 // Callers that copy add the reference themselves. CopiedDescriptionNeedsAReference holds it.
 ETabulonScoreCumuls::ETabulonScoreCumuls(const ETabulonScoreCumuls& other)
     : ECountedUnknown(other),
@@ -122,11 +114,11 @@ ETabulonScoreCumuls::ScoreAxeMode ETabulonScoreCumuls::AxeMode() const {
 ETabulonScoreCumuls::ScoreAxeMode ETabulonScoreCumuls::ComputeAxeMode() const {
     FDictionnaryNoCase<PUniqueNT<Chaine>> codesOf;
     PUniqueNT<Chaine> codes;
-    ForEach(calculations_,
-            [&](const ETabulonVariableDesc& variable, const ETabulonCumulFunc& function) {
-                codesOf[variable.DataID().Code()].Add(function.Code());
-                codes.Add(function.Code());
-            });
+    detail::ForEachCalculation(calculations_, [&](const ETabulonVariableDesc& variable,
+                                                  const ETabulonCumulFunc& function) {
+        codesOf[variable.DataID().Code()].Add(function.Code());
+        codes.Add(function.Code());
+    });
     if (codes.Size() < 2) {
         return ScoreAxeVars;
     }
@@ -145,10 +137,10 @@ ETabulonGridAxe* ETabulonScoreCumuls::BuildAxeDesc() const {
                       [mode](const AxeOfMode& axe) { return axe.mode == mode; });
     auto axe = ERef<Axe>::Adopt(
         Axe::Build(kind.type, EVariant(kind.data), Chaine(StringTableText(kind.title)), nullptr));
-    ForEach(calculations_,
-            [&axe, mode](const ETabulonVariableDesc& variable, const ETabulonCumulFunc& function) {
-                AddLabel(*axe, mode, variable, function);
-            });
+    detail::ForEachCalculation(calculations_, [&axe, mode](const ETabulonVariableDesc& variable,
+                                                           const ETabulonCumulFunc& function) {
+        AddLabel(*axe, mode, variable, function);
+    });
     return axe.Detach();
 }
 
@@ -158,11 +150,10 @@ bool ETabulonScoreCumuls::IsComputeTag(const ETabulonTag& tag) const {
     return tag.IsAtOrBelow(root_);
 }
 
-// Where a level has two keys, the root's values take up more keys than they are, and fewer levels
-// are left below it than the count says.
+// If a level has two keys, the root's values use up more keys than they are, so that fewer levels
+// than levelCount_ may remain below the root.
 unsigned int ETabulonScoreCumuls::DetailLevelCount() const {
-    const unsigned int visible = sortDesc_->SortLevelCount(kCalc);
-    return std::min(levelCount_, visible - std::min(sortDesc_->LeadingLevels(root_), visible));
+    return std::min(levelCount_, detail::LevelsBelow(root_, *sortDesc_));
 }
 
 ETabulonTag ETabulonScoreCumuls::ExtractLabelTag(const ETabulonTag& tag) const {

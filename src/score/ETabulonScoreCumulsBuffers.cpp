@@ -14,7 +14,7 @@ ETabulonScoreCumulsBuffers::ETabulonScoreCumulsBuffers(ETabulonScoreCumuls* desc
 
 ETabulonScoreCumulsBuffers::~ETabulonScoreCumulsBuffers() = default;
 
-// Deliberate: the pointers go over as they stand, though the destructor gives references back.
+// Deliberate: copies the pointers without adding references, though the destructor releases them.
 // Callers that copy add the references themselves. CopiedBuffersNeedReferences holds it.
 ETabulonScoreCumulsBuffers::ETabulonScoreCumulsBuffers(const ETabulonScoreCumulsBuffers& other)
     : ECountedUnknown(other),
@@ -62,11 +62,11 @@ void ETabulonScoreCumulsBuffers::SendTo(ITabulonResScoreUI* ui) const {
     }
     const detail::ScoreRanking ranking(*desc_, *cells_);
     const auto lines = ranking.Lines();
-    for (std::size_t place = 0; place < lines.size(); ++place) {
-        // Deliberate: a falling order is the rising one read backwards, so that lines of equal
+    for (std::size_t index = 0; index < lines.size(); ++index) {
+        // Deliberate: a falling order is the rising order read backwards, so that lines of equal
         // results come in the reverse order of their labels. TiesTurnRoundWithTheOrder holds it.
         const std::uint32_t line =
-            lines[desc_->IncreasingOrder() ? place : lines.size() - 1 - place];
+            lines[desc_->IncreasingOrder() ? index : lines.size() - 1 - index];
         ui->SetScoreLine(cells_->Label(line), ranking.Values(line));
     }
     PTableau<ETabulonValue> total;

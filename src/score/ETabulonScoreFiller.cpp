@@ -21,11 +21,11 @@ void ETabulonScoreFiller::Free() {
     cumuls_ = nullptr;
 }
 
-// Deliberate: the pointers go over as they stand, though the destructor gives references back.
+// Deliberate: copies the pointers without adding references, though the destructor releases them.
 // Callers that copy add the references themselves. CopiedFillerNeedsReferences holds it.
 ETabulonScoreFiller::ETabulonScoreFiller(const ETabulonScoreFiller& other)
     : ECountedUnknown(other),
-      ETabulonCursor::INotifier(other),
+      ECursorListener(other),
       pending_(other.pending_),
       calculations_(other.calculations_),
       sortDesc_(other.sortDesc_),
@@ -60,8 +60,8 @@ void ETabulonScoreFiller::RetainShared() const noexcept {
     static_cast<void>(ERef<ETabulonScoreCumulsBuffers>(buffers_).Detach());
 }
 
-// The variables are those of the description's copies: theirs are what the buffers ask for. What
-// the extract viewed last isn't kept: there need be no such record any more.
+// Uses the description's copies of the calculations, whose variables the buffers look up. The
+// copy's extract views no record, since the record that the other viewed may be gone.
 void ETabulonScoreFiller::InitExtract() {
     if (cumuls_) {
         extract_.Init(&cumuls_->Calculations(), pending_);
@@ -79,7 +79,7 @@ void ETabulonScoreFiller::SetParams(const ITabulonCumulFuncOnVarCollection* calc
 CursorStatus ETabulonScoreFiller::OnReset(const ETabulonTag& tag,
                                           const ETabulonCursor& /*cursor*/) {
     Free();
-    // Deliberate: the largest first, and no parameter for it.
+    // Deliberate: always ranks the largest first, without a parameter for it.
     // RanksTheLargestFirstAndReplacesAtEachWalk holds it.
     cumuls_ = ERef<ETabulonScoreCumuls>::Adopt(ETabulonScoreCumuls::Build(
         tag, sortDesc_, &calculations_, levelCount_, /*increasingOrder=*/false));

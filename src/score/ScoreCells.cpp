@@ -1,7 +1,6 @@
 #include "score/ScoreCells.h"
 
 #include "etabulon/score/ETabulonScoreCumuls.h"
-#include "etabulon/values/ETabulonExtractValue.h"
 
 #include <algorithm>
 
@@ -20,34 +19,24 @@ std::vector<unsigned int> LabelLevels(const ETabulonScoreCumuls& desc) {
 }  // namespace
 
 ScoreCells::ScoreCells(ETabulonScoreCumuls& desc)
-    : labels_(desc.Root(), LabelLevels(desc)), rows_(desc.Calculations()) {
+    : labels_(desc.Root(), LabelLevels(desc)),
+      rows_(desc.Calculations()),
+      calculations_(desc.Calculations()) {
     for (const unsigned int level : LabelLevels(desc)) {
         if (!desc.Root().HasValue(level)) {
-            memo_.AddLevel(level);
+            labelCache_.AddLevel(level);
         }
     }
-    for (unsigned int place = 0; place < desc.Calculations().Size(); ++place) {
-        calculations_.push_back(
-            ERef<ETabulonCumulFuncOnVar>::Adopt(desc.Calculations().Calculation(place)));
-    }
-}
-
-std::span<const EVariant* const> ScoreCells::ValuesOf(const ETabulonExtractValue& extract) {
-    values_.clear();
-    for (const ERef<ETabulonCumulFuncOnVar>& calculation : calculations_) {
-        values_.push_back(&extract.GetValue(calculation->Variable()));
-    }
-    return values_;
 }
 
 std::uint32_t ScoreCells::LineOf(const ETabulonTag& position) {
-    if (!memo_.Read(position)) {
+    if (!labelCache_.Read(position)) {
         return labels_.FindOrAdd(position);
     }
-    std::uint32_t line = memo_.Find();
-    if (line == LabelMemo::kNone) {
+    std::uint32_t line = labelCache_.Find();
+    if (line == LabelCache::kNone) {
         line = labels_.FindOrAdd(position);
-        memo_.Add(line);
+        labelCache_.Add(line);
     }
     return line;
 }
@@ -55,8 +44,8 @@ std::uint32_t ScoreCells::LineOf(const ETabulonTag& position) {
 void ScoreCells::Add(const ETabulonTag& position, std::span<const EVariant* const> values,
                      const ETabulonPrimaryKey* context) {
     const std::uint32_t line = LineOf(position);
-    // As lines are numbered one by one, this adds one, and the total's with the first; after a
-    // failure it makes up for what is missing.
+    // Lines are numbered one by one, so that this adds one row, and the total's with the first
+    // line; after an earlier failure it adds the missing rows too.
     while (rows_.Rows() <= RowOf(line)) {
         rows_.AddRow();
     }

@@ -1,11 +1,10 @@
 #pragma once
 
 #include "cumul/CumulCells.h"
-#include "etabulon/cumul/ETabulonCumulFuncOnVar.h"
 #include "etabulon/foundation/ECountedUnknown.h"
-#include "etabulon/foundation/ERef.h"
+#include "grid/ResultParts.h"
 #include "grid/TagIndex.h"
-#include "score/LabelMemo.h"
+#include "score/LabelCache.h"
 
 #include <cstdint>
 #include <span>
@@ -13,7 +12,6 @@
 
 namespace etabulon {
 
-class ETabulonExtractValue;
 class ETabulonScoreCumuls;
 
 namespace detail {
@@ -22,7 +20,7 @@ namespace detail {
 ///
 /// A line is a label: the root and the values of the label levels. Lines are numbered from 0 in the
 /// order in which their labels are met.
-/// Ownership  counted, since copies of the buffers name the same cells.
+/// Ownership  counted, since copies of the buffers share one object.
 class ScoreCells : public virtual ECountedUnknown {
 public:
     explicit ScoreCells(ETabulonScoreCumuls& desc);
@@ -33,19 +31,21 @@ public:
     void Add(const ETabulonTag& position, std::span<const EVariant* const> values,
              const ETabulonPrimaryKey* context);
     [[nodiscard]] bool NeedsContext() const noexcept { return rows_.NeedsContext(); }
-    /// The extract's value for each calculation, in their order. Good until the next call.
-    [[nodiscard]] std::span<const EVariant* const> ValuesOf(const ETabulonExtractValue& extract);
+    /// The extract's value for each calculation, in their order. Valid until the next call.
+    [[nodiscard]] std::span<const EVariant* const> ValuesOf(const ETabulonExtractValue& extract) {
+        return calculations_.ValuesOf(extract);
+    }
 
     [[nodiscard]] std::uint32_t LineCount() const noexcept;
     [[nodiscard]] unsigned int CalculationCount() const noexcept { return rows_.Size(); }
-    /// Spelled as it was first met.
+    /// The line's label, spelled as in its first record.
     [[nodiscard]] ETabulonTag Label(std::uint32_t line) const { return labels_.Tag(line); }
-    /// What labels are made of.
+    /// The index of the labels.
     [[nodiscard]] const TagIndex& Labels() const noexcept { return labels_; }
     [[nodiscard]] ETabulonValue Result(std::uint32_t line, unsigned int calculation) const {
         return rows_.Result(RowOf(line), calculation);
     }
-    /// ValNull as long as there is no record.
+    /// ValNull without records.
     [[nodiscard]] ETabulonValue Total(unsigned int calculation) const;
 
 private:
@@ -56,10 +56,9 @@ private:
     [[nodiscard]] std::uint32_t LineOf(const ETabulonTag& position);
 
     TagIndex labels_;
-    LabelMemo memo_;
+    LabelCache labelCache_;
     CumulCells rows_;
-    std::vector<ERef<ETabulonCumulFuncOnVar>> calculations_;
-    std::vector<const EVariant*> values_;
+    CalculationList calculations_;
 };
 
 }  // namespace detail

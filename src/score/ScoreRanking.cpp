@@ -75,16 +75,16 @@ bool ScoreRanking::LabelsHoldTheSameLevels() const {
 
 // ----------------------------------------------------------------------------------------- sorting
 
-/// Sorts lines of equal results by their labels, one group after the other. Comparison keys of
-/// texts are made once, and only for lines that are in such a group.
+/// Sorts lines of equal results by their labels, one group after the other. Makes the comparison
+/// keys of texts once, and only for lines in such a group.
 class ScoreRanking::TieBreaker {
 public:
     TieBreaker(const ETabulonSortDesc& sortDesc, const ScoreCells& cells)
         : sortDesc_(sortDesc), cells_(cells) {
         std::vector<std::uint32_t> first(cells.Labels().ColumnCount());
         cells.Labels().NumbersOf(0, first);
-        for (unsigned int place = 0; place < sortDesc.SortLevelCount(kCalc); ++place) {
-            const ETabulonSortKey& key = sortDesc.SortLevel(place, kCalc);
+        for (unsigned int index = 0; index < sortDesc.SortLevelCount(kCalc); ++index) {
+            const ETabulonSortKey& key = sortDesc.SortLevel(index, kCalc);
             const int column = cells.Labels().ColumnOf(key.Level());
             if (column >= 0 && first[static_cast<std::size_t>(column)] != TagIndex::kAbsent) {
                 keys_.push_back(key);
@@ -92,18 +92,19 @@ public:
         }
     }
 
-    /// The lines come in the order in which they were met. Writes what is kept of them from `kept`
-    /// on, which isn't behind `first`, and returns its end.
+    /// Sorts the lines from `first` to `last`, which come in order of arrival, and writes those to
+    /// keep from `kept` on, which isn't behind `first`. Returns the end of the kept lines.
     ///
     /// Deliberate: of lines whose labels compare as equal, such as two cases of one text, only the
-    /// last is kept, though they are of different records and the total has them all: where results
-    /// and labels read alike, nobody could tell two lines apart. AreOneAndShowTheLast holds it.
-    Place Keep(Place first, Place last, Place kept) {
+    /// last is kept, though the lines are of different records and the total includes them all: a
+    /// reader couldn't tell lines with equal results and labels apart. AreOneAndShowTheLast holds
+    /// it.
+    LineIterator Keep(LineIterator first, LineIterator last, LineIterator kept) {
         texts_.clear();
         tied_.clear();
-        for (Place place = first; place != last; ++place) {
-            tied_.push_back({*place, texts_.size()});
-            const ETabulonTag label = cells_.Label(*place);
+        for (LineIterator line = first; line != last; ++line) {
+            tied_.push_back({*line, texts_.size()});
+            const ETabulonTag label = cells_.Label(*line);
             for (const ETabulonSortKey& key : keys_) {
                 texts_.push_back(sortDesc_.ComparisonKey(label, key, cache_));
             }
@@ -121,7 +122,7 @@ public:
 private:
     struct Tied {
         std::uint32_t line;
-        std::size_t texts;  // where its comparison keys begin
+        std::size_t texts;  // the index of its first comparison key
     };
     [[nodiscard]] int Compare(const Tied& a, const Tied& b) const {
         for (std::size_t at = 0; at < keys_.size(); ++at) {
@@ -135,7 +136,7 @@ private:
 
     const ETabulonSortDesc& sortDesc_;
     const ScoreCells& cells_;
-    std::vector<ETabulonSortKey> keys_;  // those that may tell two labels apart
+    std::vector<ETabulonSortKey> keys_;  // of the levels that the labels hold
     ETabulonSortKeyCache cache_;
     std::vector<Chaine> texts_;
     std::vector<Tied> tied_;
@@ -147,11 +148,11 @@ void ScoreRanking::Sort() {
     std::stable_sort(lines_.begin(), lines_.end(),
                      [this](std::uint32_t a, std::uint32_t b) { return CompareResults(a, b) < 0; });
     TieBreaker ties(*desc_.SortDesc(), cells_);
-    Place kept = lines_.begin();
-    for (Place first = lines_.begin(); first != lines_.end();) {
-        const Place last = std::find_if(first + 1, lines_.end(), [this, first](std::uint32_t line) {
-            return CompareResults(*first, line) != 0;
-        });
+    LineIterator kept = lines_.begin();
+    for (LineIterator first = lines_.begin(); first != lines_.end();) {
+        const LineIterator last = std::find_if(
+            first + 1, lines_.end(),
+            [this, first](std::uint32_t line) { return CompareResults(*first, line) != 0; });
         if (last - first == 1) {
             *kept++ = *first;
         } else {
@@ -185,9 +186,9 @@ private:
     ETabulonTag label_;
 };
 
-// Deliberate: labels of which one lacks a level of the other's are compared without that level, so
-// that three of them may be equal in turn and yet two of them in order. Which of them are one, and
-// where they stand, then depends on the walk through the set, and no sort gives the same.
+// Deliberate: a level that only one of two labels holds isn't compared. So equality isn't
+// transitive: a label may equal two others that differ. Which labels are merged, and their order,
+// then depends on the binary search in the set, and no sort gives the same result.
 // LabelsWithGapsCollapseAsTheyAreMet holds it.
 void ScoreRanking::InsertOneByOne() {
     PUniqueT<Inserted> set;

@@ -18,9 +18,8 @@ class ScoreCells;
 /// The lines of a score in rising order: by their results, calculation by calculation, then by
 /// their labels in the order of the sort description.
 ///
-/// Lines that are equal in all of this are one: the last of them, in the place of the first. So the
-/// order is that of a PUniqueT into which lines are put one after the other.
-/// Good as long as no record is added.
+/// Of lines that are equal in all of these only the last is kept, at the position of the first, as
+/// if the lines were put into a PUniqueT one after the other. Valid until a record is added.
 class ScoreRanking {
 public:
     ScoreRanking(const ETabulonScoreCumuls& desc, const ScoreCells& cells);
@@ -32,7 +31,7 @@ public:
 private:
     class TieBreaker;
     class Inserted;
-    using Place = std::vector<std::uint32_t>::iterator;
+    using LineIterator = std::vector<std::uint32_t>::iterator;
 
     [[nodiscard]] bool LabelsHoldTheSameLevels() const;
     void Sort();

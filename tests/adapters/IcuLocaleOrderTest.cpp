@@ -2,7 +2,12 @@
 #include "etabulon/icu/EIcuLocaleOrder.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unicode/uclean.h>
+#include <unistd.h>
 
+#include <cstdlib>
+#include <new>
 #include <random>
 #include <string>
 #include <thread>
@@ -216,6 +221,52 @@ TEST_F(IcuOrder, StaysWhereALocaleIsRefused) {
     }
     Chaine::SetLocaleOrder(nullptr, nullptr);
     EXPECT_EQ(Compare("ö", "z"), -1);
+}
+
+enum class Outcome : int { Installed = 0, OutOfMemory = 1, ReportedAsLocale = 2, OtherError = 3 };
+
+// Installs an order in a process of its own, in which ICU's allocations fail after `allowed` ones.
+Outcome InstallWithMemoryFor(int allowed) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        static int left;
+        left = allowed;
+        UErrorCode status = U_ZERO_ERROR;
+        u_setMemoryFunctions(
+            nullptr,
+            [](const void*, std::size_t size) { return left-- > 0 ? std::malloc(size) : nullptr; },
+            [](const void*, void* block, std::size_t size) {
+                return left-- > 0 ? std::realloc(block, size) : nullptr;
+            },
+            [](const void*, void* block) { std::free(block); }, &status);
+        auto outcome = Outcome::OutOfMemory;
+        std::string error;
+        try {
+            const bool isInstalled = InstallIcuLocaleOrder("de-u-co-phonebk", error);
+            const bool namesMemory = error.find("U_MEMORY_ALLOCATION_ERROR") != std::string::npos;
+            outcome = isInstalled   ? Outcome::Installed
+                      : namesMemory ? Outcome::ReportedAsLocale
+                                    : Outcome::OtherError;
+        } catch (const std::bad_alloc&) {
+        }
+        ::_exit(static_cast<int>(outcome));
+    }
+    int status = 0;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status));
+    return static_cast<Outcome>(WEXITSTATUS(status));
+}
+
+TEST_F(IcuOrder, LackOfMemoryIsNoMissingLocale) {
+    Install("");  // loads the data that all locales share
+    int exceptions = 0;
+    for (int allowed = 0; allowed < 40; ++allowed) {
+        const Outcome outcome = InstallWithMemoryFor(allowed);
+        EXPECT_NE(outcome, Outcome::ReportedAsLocale) << allowed;
+        exceptions += outcome == Outcome::OutOfMemory ? 1 : 0;
+    }
+    EXPECT_GT(exceptions, 0);
+    EXPECT_EQ(InstallWithMemoryFor(1'000'000), Outcome::Installed);
 }
 
 TEST_F(IcuOrder, OfTheUserIsThere) {

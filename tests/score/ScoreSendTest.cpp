@@ -1,4 +1,4 @@
-#include "score/LabelMemo.h"
+#include "score/LabelCache.h"
 #include "score/ScoreFixture.h"
 
 #include <gtest/gtest.h>
@@ -176,22 +176,22 @@ TEST(ManyLabels, AreToldApart) {
 }
 
 TEST(KnownLabels, AreToldByLengthsToo) {
-    detail::LabelMemo memo;
-    memo.AddLevel(0);
-    memo.AddLevel(3);
-    memo.AddLevel(0);
+    detail::LabelCache cache;
+    cache.AddLevel(0);
+    cache.AddLevel(3);
+    cache.AddLevel(0);
     std::uint32_t line = 0;
     for (const auto& tag :
          {Tag({{0, "ab"}, {3, "c"}}), Tag({{0, "a"}, {3, "bc"}}), Tag({{0, ""}, {3, "abc"}})}) {
-        ASSERT_TRUE(memo.Read(tag));
-        EXPECT_EQ(memo.Find(), detail::LabelMemo::kNone);
-        memo.Add(line++);
+        ASSERT_TRUE(cache.Read(tag));
+        EXPECT_EQ(cache.Find(), detail::LabelCache::kNone);
+        cache.Add(line++);
     }
-    ASSERT_TRUE(memo.Read(Tag({{0, "a"}, {2, "other"}, {3, "bc"}})));
-    EXPECT_EQ(memo.Find(), 1U);
-    EXPECT_FALSE(memo.Read(Tag({{0, "a"}})));
-    EXPECT_FALSE(memo.Read(Tag({{0, 5}, {3, "bc"}})));
-    EXPECT_FALSE(memo.Read(Tag({{0, "abcdefgh"}, {3, "as long as this is"}})));
+    ASSERT_TRUE(cache.Read(Tag({{0, "a"}, {2, "other"}, {3, "bc"}})));
+    EXPECT_EQ(cache.Find(), 1U);
+    EXPECT_FALSE(cache.Read(Tag({{0, "a"}})));
+    EXPECT_FALSE(cache.Read(Tag({{0, 5}, {3, "bc"}})));
+    EXPECT_FALSE(cache.Read(Tag({{0, "abcdefgh"}, {3, "as long as this is"}})));
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ EIcuText::EIcuText(std::string_view text) {
         UChar32 character = 0;
         U8_NEXT(text.data(), at, size, character);
         if (character < 0) {
-            at = start + 1;  // one byte, though ICU steps over several
+            at = start + 1;  // skips one byte, where ICU skips several
             character = kInvalidByte + static_cast<unsigned char>(text[start]);
         }
         U16_APPEND_UNSAFE(units_, length_, character);

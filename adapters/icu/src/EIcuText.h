@@ -8,13 +8,13 @@
 
 namespace etabulon::detail {
 
-/// A text as ICU's collation takes it: UTF-16, on the stack unless it is long.
+/// A text converted to UTF-16 for ICU's collation, on the stack unless it is longer than 256 bytes.
 ///
-/// A byte that isn't UTF-8 becomes the lone low surrogate U+DC00 + byte. UTF-8 can't hold one, so
-/// that no two texts become the same; and ICU orders it by its number, above the letters.
+/// A byte that isn't UTF-8 becomes the unpaired low surrogate U+DC00 + byte. UTF-8 can't encode
+/// one, so that different texts stay different; ICU orders it by its number, above the letters.
 class EIcuText {
 public:
-    /// Longer texts are cut, so that neither a length nor that of a key exceeds ICU's 31 bits.
+    /// Longer texts are cut, so that no text's or key's length exceeds ICU's 31 bits.
     static constexpr std::size_t kLongest = std::size_t{64} << 20;
 
     explicit EIcuText(std::string_view text);
@@ -27,7 +27,7 @@ public:
 private:
     static constexpr std::size_t kShort = 256;
 
-    std::array<char16_t, kShort> short_;  // filled as far as length_ tells
+    std::array<char16_t, kShort> short_;  // initialised up to length_
     std::vector<char16_t> long_;
     char16_t* units_ = nullptr;
     std::int32_t length_ = 0;

@@ -8,27 +8,27 @@ namespace etabulon {
 
 namespace {
 
-constexpr std::size_t kFirstPlaces = 64;
+constexpr std::size_t kFirstSlots = 64;
 constexpr std::size_t kBlock = std::size_t{64} << 10;
 
 }  // namespace
 
 EPosition ESqlKeyRegistry::PositionOf(std::string_view key) {
     const std::lock_guard guard(lock_);
-    if ((entries_.size() + 1) * 2 > places_.size()) {
+    if ((entries_.size() + 1) * 2 > slots_.size()) {
         Grow();
     }
     const std::size_t hash = std::hash<std::string_view>{}(key);
-    std::size_t place = hash & (places_.size() - 1);
-    while (places_[place] != 0) {
-        const Entry& entry = entries_[places_[place] - 1];
+    std::size_t slot = hash & (slots_.size() - 1);
+    while (slots_[slot] != 0) {
+        const Entry& entry = entries_[slots_[slot] - 1];
         if (entry.hash == hash && std::string_view(entry.bytes, entry.size) == key) {
-            return static_cast<EPosition>(places_[place]);
+            return static_cast<EPosition>(slots_[slot]);
         }
-        place = (place + 1) & (places_.size() - 1);
+        slot = (slot + 1) & (slots_.size() - 1);
     }
     entries_.push_back(Entry{Keep(key), key.size(), hash});
-    places_[place] = entries_.size();
+    slots_[slot] = entries_.size();
     return static_cast<EPosition>(entries_.size());
 }
 
@@ -42,15 +42,15 @@ std::string_view ESqlKeyRegistry::KeyOf(EPosition position) const {
 }
 
 void ESqlKeyRegistry::Grow() {
-    std::vector<std::uint64_t> larger(std::max(kFirstPlaces, places_.size() * 2));
+    std::vector<std::uint64_t> larger(std::max(kFirstSlots, slots_.size() * 2));
     for (std::size_t i = 0; i < entries_.size(); ++i) {
-        std::size_t place = entries_[i].hash & (larger.size() - 1);
-        while (larger[place] != 0) {
-            place = (place + 1) & (larger.size() - 1);
+        std::size_t slot = entries_[i].hash & (larger.size() - 1);
+        while (larger[slot] != 0) {
+            slot = (slot + 1) & (larger.size() - 1);
         }
-        larger[place] = i + 1;
+        larger[slot] = i + 1;
     }
-    places_.swap(larger);
+    slots_.swap(larger);
 }
 
 const char* ESqlKeyRegistry::Keep(std::string_view key) {

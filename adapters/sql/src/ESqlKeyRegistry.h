@@ -10,16 +10,16 @@
 
 namespace etabulon {
 
-/// Gives each raw key of a table a number, from 1 upward, for life. All table objects of a source
-/// share it, so that a position taken from one names the same record in another.
+/// Gives each raw key of a table a permanent number, from 1. All table objects of a source share
+/// the registry, so that a position from one is valid in another.
 ///
 /// Threads  any.
 class ESqlKeyRegistry {
 public:
-    /// The key's number, a new one if it has none.
+    /// The key's number, which is new for an unknown key.
     EPosition PositionOf(std::string_view key);
-    /// An empty view for a number that was never given out; no raw key is empty. The bytes stay
-    /// where they are.
+    /// An empty view for an unknown number; no raw key is empty. The bytes live as long as the
+    /// registry.
     [[nodiscard]] std::string_view KeyOf(EPosition position) const;
 
 private:
@@ -31,9 +31,9 @@ private:
         std::size_t size;
         std::size_t hash;
     };
-    mutable std::mutex lock_;            // guards all below
-    std::vector<Entry> entries_;         // by number less 1
-    std::vector<std::uint64_t> places_;  // a power of two; 0 = free, else the number
+    mutable std::mutex lock_;           // guards all below
+    std::vector<Entry> entries_;        // by number - 1
+    std::vector<std::uint64_t> slots_;  // open addressing: the number, 0 = free; a power of two
     std::vector<std::unique_ptr<char[]>> blocks_;
     char* free_ = nullptr;
     std::size_t freeSize_ = 0;

@@ -24,8 +24,8 @@ ESqlError LinkError(const ESqlTableInfo& info, ESqlError error) {
     return error;
 }
 
-/// A statement by key on the connection of the table that the links start at, and the rows it
-/// brought, kept until a write of this process, a new walk, or Forget.
+/// A statement that reads by key on the connection of the table at which the links start, with a
+/// cache of its rows, which a write of this process, a new walk and Forget empty.
 class SqlLookup final : public IRecordLookup {
 public:
     SqlLookup(ESqlSource& source, const ESqlTableInfo& info, const DRubric& rubric,
@@ -38,7 +38,7 @@ public:
     std::uint64_t Version() const override { return version_->load() + source_.Walks().load(); }
 
 private:
-    using Row = std::unique_ptr<ERecordBuffer>;  // null: there is no such record
+    using Row = std::unique_ptr<ERecordBuffer>;  // null: no record has the key
     [[nodiscard]] bool Fetch(const EFieldKey& values, Row& row);
     [[nodiscard]] bool BindKey(const EFieldKey& values);
     void NoteError() { error_ = LinkError(info_, connection_->LastError()); }
@@ -52,8 +52,8 @@ private:
     std::shared_ptr<ISqlConnection> connection_;
     EFieldSet layout_;
     ESqlColumnData data_;
-    ESqlRow row_;                       // into an image of layout_
-    std::vector<std::size_t> offsets_;  // of the same cells in a record of the whole rubric
+    ESqlRow row_;                       // decodes into an image of layout_
+    std::vector<std::size_t> offsets_;  // the cells' offsets in a record of the whole rubric
     std::unique_ptr<ISqlStatement> statement_;
     std::shared_ptr<std::atomic<std::uint64_t>> version_;
     std::uint64_t rowsVersion_ = 0;
@@ -121,7 +121,7 @@ ERecordRead SqlLookup::Read(const EFieldKey& values, void* record) {
     return ERecordRead::Found;
 }
 
-/// False where the read failed, which is never kept: it isn't the same as no record.
+/// False if the read failed. A failure isn't cached, since it doesn't mean that no record exists.
 bool SqlLookup::Fetch(const EFieldKey& values, Row& row) {
     const SqlRun run(*statement_);
     if (!BindKey(values)) {
@@ -129,7 +129,8 @@ bool SqlLookup::Fetch(const EFieldKey& values, Row& row) {
     }
     row = std::make_unique<ERecordBuffer>(layout_);
     row_.record = static_cast<std::byte*>(row->Get());
-    const ESqlStep step = statement_->StepWalk(row_);  // links are read in steps of walks
+    const ESqlStep step =
+        statement_->StepWalk(row_);  // StepWalk, since a cancel of the walk ends it
     if (step != ESqlStep::Row) {
         row.reset();
     }
@@ -201,7 +202,7 @@ std::unique_ptr<IRecordLookup> ESqlLinkSource::OpenLookup(const DRubric& rubric,
                                                           std::span<const unsigned> columns,
                                                           EData* from, EDataError& error) {
     // On another connection a lookup would wait for the locks of the table's own transaction, and
-    // see the state before it.
+    // read the state before the transaction.
     const auto* const table = dynamic_cast<const ESqlTable*>(from);
     std::shared_ptr<ISqlConnection> connection =
         table != nullptr ? table->ConnectionTo(source_) : nullptr;

@@ -5,7 +5,7 @@
 
 namespace etabulon {
 
-/// The records of one table as the targets of links.
+/// Looks up the records of one table as targets of links.
 class ESqlLinkSource final : public IRecordSource {
 public:
     ESqlLinkSource(ESqlSource& source, const ESqlTableInfo& info) : source_(source), info_(info) {}

@@ -24,7 +24,7 @@ struct Process {
     std::unordered_map<std::string, std::weak_ptr<std::atomic<std::uint64_t>>> versions;  // guarded
 };
 
-/// Unlike the system's, never given to a later thread.
+/// The thread's number, which unlike the system's is never reused by a later thread.
 std::uint64_t ThisThread() {
     static std::atomic<std::uint64_t> last{0};
     thread_local const std::uint64_t number = ++last;
@@ -91,7 +91,7 @@ bool IsSqlLockedByOther(const std::string& name, const void* holder) {
 
 void WakeSqlLockWaiters() {
     Process& process = TheProcess();
-    const std::lock_guard guard(process.mutex);  // nobody is between looking and waiting
+    const std::lock_guard guard(process.mutex);  // no thread is between its test and its wait
     process.released.notify_all();
 }
 

@@ -7,20 +7,20 @@
 
 namespace etabulon {
 
-// What the tables of this process share about one database.
+// The state that all tables of this process share: locks and versions.
 
-/// Which of a table's two operations took a lock: each gives back only its own.
+/// The operation that took a lock; each operation's counterpart releases only its own.
 enum class ESqlLockWay : std::uint8_t { Table = 1, Record = 2 };
 
-/// Takes the record lock `name` for `holder`. With `wait` until another holder lets go, unless
-/// `interrupted` becomes true or the other holder is of this thread, which would wait for ever.
-/// The result is a status.
+/// Takes the record lock `name` for `holder`. With `wait` it waits for another holder's release,
+/// unless `interrupted` becomes true or the other holder belongs to this thread, which would
+/// deadlock. The result is a status.
 [[nodiscard]] std::int32_t TakeSqlLock(const std::string& name, const void* holder, ESqlLockWay way,
                                        bool wait, const std::atomic<bool>& interrupted);
 void DropSqlLock(const std::string& name, const void* holder, ESqlLockWay way);
 void DropSqlLocks(const void* holder);
 [[nodiscard]] bool IsSqlLockedByOther(const std::string& name, const void* holder);
-/// Makes those who wait look at their `interrupted`.
+/// Wakes the waiting threads, so that they test their `interrupted`.
 void WakeSqlLockWaiters();
 
 /// Counts the writes of this process to one table.

@@ -25,7 +25,7 @@ ESqlValue IntegerValue(std::int64_t number) noexcept {
 
 ESqlValue RealValue(double number) noexcept {
     ESqlValue value;
-    // No engine column tells one NaN from another, and SQLite has none.
+    // A column can't distinguish NaN values, and SQLite stores none.
     value.kind = std::isnan(number) ? ESqlValue::Kind::Null : ESqlValue::Kind::Real;
     value.real = number;
     return value;
@@ -69,7 +69,7 @@ void ESqlRow::PutOddInteger(const ESqlCell& cell, std::int64_t value) {
                 return PutNumber(cell, scaled);
             }
             return PutMismatch(cell);
-        case ESqlCell::Kind::Text: {  // a column that takes any type
+        case ESqlCell::Kind::Text: {  // a column that stores values of any type
             const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
             return cell.texts->Store(record + cell.offset, digits,
                                      static_cast<std::size_t>(end - digits));

@@ -20,7 +20,7 @@ std::string Folded(std::string_view name) {
     return folded;
 }
 
-/// `code`, or with a suffix where an earlier one folds to it.
+/// `code`, with a suffix if an earlier code differs from it only by case.
 Chaine Unused(const Chaine& code, std::set<std::string>& used) {
     Chaine candidate = code;
     for (unsigned suffix = 2; !used.insert(Folded(candidate.View())).second; ++suffix) {
@@ -180,7 +180,7 @@ void ESqlSource::AddRubrics() {
         for (std::size_t i = 0; i < table.columns.size(); ++i) {
             const ESqlColumn& column = table.columns[i];
             const ETypeInfo& type = TypeInfo(column.type);
-            // One byte more for the mark of a missing value: nothing stored loses its meaning.
+            // One byte more marks a missing value, so that every stored value stays usable.
             const unsigned size = type.naturalSize + (type.IsSlot() ? 0U : 1U);
             rubric->AddVariable(column.code, column.name, column.type, size, 1, i + 1);
         }
@@ -203,7 +203,7 @@ void ESqlSource::AddLinks() {
                 target = other.name.EqualsFolded(link.target) ? &other : target;
             }
             if (target == nullptr) {
-                continue;  // SQLite lets a key point at a table that isn't there
+                continue;  // SQLite allows a foreign key to a table that doesn't exist
             }
             std::vector<Chaine> own;
             std::vector<Chaine> there;

@@ -9,7 +9,7 @@ namespace etabulon {
 
 namespace {
 
-constexpr double kExactWhole = 9007199254740992.0;  // 2^53: below it a real is one whole number
+constexpr double kExactWhole = 9007199254740992.0;  // 2^53: reals hold every whole number below it
 
 ESqlCell::Kind KindOf(int type) noexcept {
     switch (type) {
@@ -62,7 +62,7 @@ bool MakeNumber(int type, const EVariant& value, ESqlValue& bound) {
     if (WholeNumber(value, whole)) {
         bound.kind = ESqlValue::Kind::Int;
         bound.integer = whole;
-        // A whole number too large for a real equals its neighbours in a column read as real.
+        // In a column read as real, a whole number beyond 2^53 equals its neighbours too.
         return type != TYPE_DOUBLE || std::abs(static_cast<double>(whole)) < kExactWhole;
     }
     const EStorage storage = TypeInfo(value.Type()).storage;
@@ -71,24 +71,24 @@ bool MakeNumber(int type, const EVariant& value, ESqlValue& bound) {
     return type == TYPE_DOUBLE && storage == EStorage::Double && std::abs(bound.real) < kExactWhole;
 }
 
-/// Half characters become U+FFFD.
+/// Unpaired surrogates become U+FFFD.
 std::string Utf8Of(std::string_view wide) {
-    const auto unitAt = [wide](std::size_t place) {
+    const auto unitAt = [wide](std::size_t at) {
         char16_t unit = 0;
-        if (place + sizeof unit <= wide.size()) {
-            std::memcpy(&unit, wide.data() + place, sizeof unit);
+        if (at + sizeof unit <= wide.size()) {
+            std::memcpy(&unit, wide.data() + at, sizeof unit);
         }
         return static_cast<std::uint32_t>(unit);
     };
     std::string text;
-    for (std::size_t place = 0; place + sizeof(char16_t) <= wide.size();) {
-        std::uint32_t code = unitAt(place);
-        place += sizeof(char16_t);
+    for (std::size_t at = 0; at + sizeof(char16_t) <= wide.size();) {
+        std::uint32_t code = unitAt(at);
+        at += sizeof(char16_t);
         if ((code & 0xF800U) == 0xD800U) {
-            const std::uint32_t low = unitAt(place);
+            const std::uint32_t low = unitAt(at);
             const bool isPair = code < 0xDC00U && (low & 0xFC00U) == 0xDC00U;
             code = isPair ? 0x10000U + ((code & 0x3FFU) << 10U) + (low & 0x3FFU) : 0xFFFDU;
-            place += isPair ? sizeof(char16_t) : 0;
+            at += isPair ? sizeof(char16_t) : 0;
         }
         const auto add = [&text](std::uint32_t byte) { text.push_back(static_cast<char>(byte)); };
         if (code < 0x80U) {
@@ -175,7 +175,7 @@ bool MakeSqlValue(const EVariant& value, ESqlValue& bound, Chaine& text, char* i
         return false;
     }
     if (bytes.empty() && type.valueClass == EValueClass::Date) {
-        return false;  // no text of the database stands for it
+        return false;  // the value has no ISO text
     }
     bound.kind = ESqlValue::Kind::Text;
     bound.bytes = bytes.data();
@@ -202,7 +202,7 @@ std::vector<ESqlCell> MakeSqlCells(const ESqlTableInfo& info, std::span<const un
 
 std::string SqlName(const Chaine& name) {
     std::string quoted;
-    // What comes from a schema has no NUL.
+    // Names of a schema contain no NUL.
     static_cast<void>(SqlQuote(quoted, name.View()));
     return quoted;
 }
@@ -223,8 +223,8 @@ void ForgetKey(ESqlRow& row) {
     row.rowIdColumn = -1;
 }
 
-/// "columns, key": the row learns where its key is. The key is left out where the engine takes no
-/// result of so many columns.
+/// "columns, key". Sets the key columns of `row`. Leaves the key out if the engine doesn't allow a
+/// result with so many columns.
 std::string ResultList(const ESqlTableInfo& info, std::span<const unsigned> columns, ESqlRow& row) {
     std::string list;
     int count = 0;
@@ -240,13 +240,14 @@ std::string ResultList(const ESqlTableInfo& info, std::span<const unsigned> colu
     ForgetKey(row);
     row.hasWideKey = info.hasWideTexts;
     for (const unsigned column : info.key) {
-        // Reading a text changes its encoding in place: one of UTF-16 has a place of its own.
-        std::size_t place = info.hasWideTexts ? columns.size() : 0;
-        while (place < columns.size() && columns[place] != column) {
-            ++place;
+        // Reading a text converts its column's encoding in place, so that a key text read as UTF-16
+        // needs a result column of its own.
+        std::size_t index = info.hasWideTexts ? columns.size() : 0;
+        while (index < columns.size() && columns[index] != column) {
+            ++index;
         }
         const int at =
-            place < columns.size() ? static_cast<int>(place) : add(SqlColumn(info, column));
+            index < columns.size() ? static_cast<int>(index) : add(SqlColumn(info, column));
         if (info.keyKind == ESqlKeyKind::Integer) {
             row.integerKeyColumn = at;
         } else if (info.keyKind == ESqlKeyKind::Columns) {
@@ -264,7 +265,7 @@ std::string ResultList(const ESqlTableInfo& info, std::span<const unsigned> colu
     return count != 0 ? list : "NULL";
 }
 
-/// In an order that is known: what a key column holds is one value by its bytes as well.
+/// A key column with the key's collation, or by bytes if that collation is unknown here.
 std::string KeyPart(const ESqlTableInfo& info, std::size_t part) {
     return SqlColumn(info, info.key[part]) + info.keyCollations[part];
 }
@@ -307,7 +308,7 @@ std::string SqlWhereKey(const ESqlTableInfo& info, ESqlKeyWay way, int first) {
     for (std::size_t part = 0; part < info.key.size(); ++part) {
         where += where.empty() ? " WHERE " : " AND ";
         where += KeyPart(info, part);
-        // IS, since an engine may let a part of a key be NULL.
+        // IS matches NULL too, which an engine may allow in a part of a key.
         where +=
             (info.keyKind == ESqlKeyKind::Integer ? " = ?" : " IS ?") + std::to_string(first++);
     }

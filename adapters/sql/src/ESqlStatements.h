@@ -14,8 +14,8 @@ namespace etabulon {
 
 class ETabulonValue;
 
-/// Resets a statement at the end of a scope, whatever passes through it: one that stands on a row
-/// takes no other values.
+/// Resets a statement at the end of a scope, also after an exception: a statement that stands on a
+/// row accepts no new values.
 class [[nodiscard]] SqlRun {
 public:
     explicit SqlRun(ISqlStatement& statement) : statement_(statement) {}
@@ -27,65 +27,66 @@ private:
     ISqlStatement& statement_;
 };
 
-/// The interned texts and mismatch counts of some columns, for every row that is read of them.
+/// The interned texts and mismatch counts of some columns, shared by all rows read from them.
 struct ESqlColumnData {
     explicit ESqlColumnData(std::size_t count) : texts(count), mismatches(count) {}
     std::deque<ESqlTextIntern> texts;
     std::vector<std::uint64_t> mismatches;
 };
 
-/// One condition of a range with what is bound to it.
+/// One condition of a range, with its bound value.
 struct ESqlCondition {
     unsigned column = 0;
     bool isMissing = false;
-    ESqlValue value;  // without its bytes
+    ESqlValue value;  // its bytes are in `bytes`
     std::string bytes;
 };
 
-/// Makes `segment` the key value in the type of its column; storage is reused.
+/// Sets `segment` to the key value in the type of its column, and reuses its storage.
 void SetSqlSegment(EVariant& segment, int type, const ESqlValue& value);
 
-/// A value as it is bound: numbers and texts as such, dates and times as ISO texts. `text` and
-/// `iso` (of kIsoCapacity bytes) keep the bytes. False for a missing value and one that no column
-/// holds.
+/// Converts a value for Bind: numbers and texts stay, dates and times become ISO texts. `text` and
+/// `iso` (kIsoCapacity bytes) hold the bytes. False for a missing value and for a value that no
+/// column can hold.
 [[nodiscard]] bool MakeSqlValue(const EVariant& value, ESqlValue& bound, Chaine& text, char* iso);
 
-/// How the columns of a statement go into a record laid out as `fields`: one cell a field.
+/// The cells for the columns of a statement in a record laid out as `fields`: one for each field.
 [[nodiscard]] std::vector<ESqlCell> MakeSqlCells(const ESqlTableInfo& info,
                                                  std::span<const unsigned> columns,
                                                  const EFieldSet& fields, ESqlColumnData& data);
 
 [[nodiscard]] std::string SqlName(const Chaine& name);
-/// A column with its table before it: a bare name in quotes that no column has is a text to SQLite.
+/// A column qualified by its table: SQLite takes a quoted name without a table for a text if no
+/// column has it.
 [[nodiscard]] std::string SqlColumn(const ESqlTableInfo& info, unsigned column);
-/// The row number, for a table that has its name.
+/// The qualified row number, for a table that has one.
 [[nodiscard]] std::string SqlRowId(const ESqlTableInfo& info);
-/// "SELECT columns, key FROM table". The row learns where its key is. The key is left out where the
-/// engine takes no result of so many columns.
+/// "SELECT columns, key FROM table". Sets the key columns of `row`. Leaves the key out if the
+/// engine doesn't allow a result with so many columns.
 [[nodiscard]] std::string SqlSelect(const ESqlTableInfo& info, std::span<const unsigned> columns,
                                     ESqlRow& row);
-/// " RETURNING columns, key", likewise.
+/// " RETURNING columns, key", in the same way.
 [[nodiscard]] std::string SqlReturning(const ESqlTableInfo& info, std::span<const unsigned> columns,
                                        ESqlRow& row);
-/// How many columns of a result the key takes at most.
+/// The largest number of columns that the key takes in a result.
 [[nodiscard]] std::size_t SqlKeyWidth(const ESqlTableInfo& info) noexcept;
 
-/// What addresses the row of a raw key.
+/// The values that address the row of a raw key.
 enum class ESqlKeyWay : std::uint8_t {
     Key = 0,     // its values
     RowId = 1,   // its values and the row number
-    Unsure = 2,  // its values, with a NULL among them: several rows may have them
-    None = 3,    // nothing: there is no such key
+    Unsure = 2,  // its values, which contain a NULL: several rows may have them
+    None = 3,    // nothing: the bytes are no such key
 };
 [[nodiscard]] ESqlKeyWay SqlKeyWay(const ESqlTableInfo& info, std::string_view key) noexcept;
 /// " WHERE k1 = ? AND ...", the parameters from ?`first` on.
 [[nodiscard]] std::string SqlWhereKey(const ESqlTableInfo& info, ESqlKeyWay way, int first);
-/// " ORDER BY ...": these columns, then the key.
+/// " ORDER BY" these columns, then the key.
 [[nodiscard]] std::string SqlOrder(const ESqlTableInfo& info, std::span<const unsigned> columns);
 [[nodiscard]] std::string SqlWhere(const ESqlTableInfo& info,
                                    std::span<const ESqlCondition> conditions);
 
-/// The condition that a column has this value, a null one being missing. False where SQL might
+/// The condition that a column equals `value`; a null value means missing. False if SQL might
 /// compare more strictly than variants do.
 [[nodiscard]] bool MakeSqlCondition(const ESqlTableInfo& info, unsigned column,
                                     const ETabulonValue& value, ESqlCondition& condition);

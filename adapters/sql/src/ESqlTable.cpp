@@ -15,7 +15,7 @@ ESqlTable::ESqlTable(ESqlSource& source, const ESqlTableInfo& info, DRubric& rub
     dico = &rubric;
     AttachBuffer(state_->record.Get(), static_cast<int>(state_->layout.RecordSize()));
     if (!state_->linkRecord.empty()) {
-        buffer_ = state_->linkRecord.data();  // what links read; see State::linkRecord
+        buffer_ = state_->linkRecord.data();  // links read this record; see State::linkRecord
     }
 }
 
@@ -28,7 +28,7 @@ EPosition ESqlTable::GetFirst() {
     EndWalk();
     s.source.Walks().fetch_add(1, std::memory_order_relaxed);
     s.moved = false;
-    // Without a key nothing of it is written here, and no list could be read by.
+    // A table without a key is never written here, and couldn't be read by a list of keys.
     if (s.info.keyKind != ESqlKeyKind::None && (s.holders > 0 || s.atomic)) {
         if (!s.ListKeys()) {
             s.BreakWalk();
@@ -70,7 +70,7 @@ EPosition ESqlTable::GetNext() {
 EPosition ESqlTable::GetPrevious() {
     State& s = *state_;
     if (s.walk == State::Walk::Streaming && !s.moved) {
-        s.moved = true;  // the list has to be made, and the place found in it
+        s.moved = true;  // StepElsewhere makes the list and finds the record in it
     }
     return StepElsewhere(/*forward=*/false);
 }
@@ -125,7 +125,7 @@ EPosition ESqlTable::StepElsewhere(bool forward) {
     }
     const bool isListed = s.walk == State::Walk::Listed && s.listIsWhole;
     if (!isListed) {
-        const bool isHeld = s.HoldState();  // before the steps so far let it go
+        const bool isHeld = s.HoldState();  // before EndSteps releases the state read so far
         EndSteps();
         if (!isHeld || !s.ListKeys()) {
             s.BreakWalk();
@@ -141,19 +141,19 @@ EPosition ESqlTable::StepElsewhere(bool forward) {
     } else if (!s.Locate(from)) {
         s.walk = State::Walk::None;
         s.LetStateGo();
-        return Leave(DataNoCurrent);  // outside the range, or gone since
+        return Leave(DataNoCurrent);  // outside the range, or deleted since
     }
     return StepListed(forward);
 }
 
-/// Reads by key; rows that vanished are passed over.
+/// Reads by key, and skips rows that were deleted since.
 EPosition ESqlTable::StepListed(bool forward) {
     State& s = *state_;
     const auto size = static_cast<std::int64_t>(s.keys.size());
     for (;;) {
         s.listAt = std::clamp<std::int64_t>(s.listAt + (forward ? 1 : -1), -1, size);
         if (s.listAt < 0 || s.listAt >= size) {
-            // What comes behind the end is read from another state: by another list.
+            // A walk beyond the end reads another state, and needs a new list.
             if (s.LetStateGo() && size != 0) {
                 s.listIsWhole = false;
             }
@@ -229,7 +229,7 @@ void ESqlTable::FailWalk(const ESqlError& error) {
     Leave(s.error.status);
 }
 
-/// No current record, a blank buffer.
+/// Leaves no current record and a blank buffer.
 EPosition ESqlTable::Leave(std::int32_t newStatus) {
     State& s = *state_;
     position = kNoPosition;

@@ -35,7 +35,7 @@ ESqlTable::State::State(ESqlSource& ofSource, const ESqlTableInfo& ofInfo, DRubr
     loadedRow = row;
     loadedRow.record = static_cast<std::byte*>(loaded.Get());
     for (ESqlCell& cell : loadedRow.cells) {
-        cell.mismatches = &readAgain;  // counted where `row` has it
+        cell.mismatches = &readAgain;  // the cells of `row` count the mismatches
     }
     selectKey = SqlSelect(info, {}, keyRow);
     storedRow.record = static_cast<std::byte*>(stored.Get());
@@ -243,7 +243,7 @@ void ESqlTable::State::NoteError(std::int32_t status, std::string_view what) {
 bool ESqlTable::State::StartStatement(const std::string& select) {
     std::string rest = SqlWhere(info, conditions) + SqlOrder(info, order);
     if (isKeyApart && !info.rowIdName.empty() && info.keyKind == ESqlKeyKind::Columns) {
-        rest += ',' + SqlRowId(info);  // one order of keys that are alike, for both statements
+        rest += ',' + SqlRowId(info);  // both statements must order equal keys alike
     }
     std::string text = select + rest;
     if (walkStatement == nullptr || text != walkText) {
@@ -311,7 +311,7 @@ bool ESqlTable::State::HoldState() {
         return true;
     }
     if (holder == nullptr) {
-        // A row in any case.
+        // The subquery returns one row even from an empty table.
         holder = connection->Prepare("SELECT (SELECT 1 FROM " +
                                      std::string(info.qualifiedName.View()) + " LIMIT 1)");
     }
@@ -333,7 +333,7 @@ bool ESqlTable::State::LetStateGo() noexcept {
 
 bool ESqlTable::State::ListKeys() {
     keys.clear();
-    keyPlaces.clear();
+    keyIndexes.clear();
     occupied.clear();
     if (info.keyKind == ESqlKeyKind::None) {
         NoteError(DataBadStatement, "without a key it can only be walked forward");
@@ -365,13 +365,13 @@ void ESqlTable::State::LeaveStreaming() {
     }
     TakeLoaded();
     if (IsCancelled()) {
-        // Nobody asks for what is left of it.
+        // No caller asks for the rest of the walk.
         BreakWalk();
         ClearError();
         return;
     }
     keys.assign(1, walkPosition);
-    keyPlaces.clear();
+    keyIndexes.clear();
     occupied.clear();
     listAt = 0;
     listIsWhole = false;
@@ -399,7 +399,7 @@ void ESqlTable::State::LeaveStreaming() {
 }
 
 ESqlTable::State::Find ESqlTable::State::ReadByKey(EPosition position) {
-    // The record is left to the last: a read that fails changes as little of it as can be.
+    // Decodes `row` last, so that a failed read changes as little of the record as possible.
     ESqlRow* const rows[] = {&loadedRow, &row};
     const std::span<ESqlRow* const> read = rows;
     const Find found = ReadInto(writable ? read : read.last(1), position);
@@ -472,17 +472,17 @@ ESqlTable::State::Find ESqlTable::State::LookUp(EPosition position) {
 }
 
 bool ESqlTable::State::Locate(EPosition position) {
-    if (keyPlaces.empty()) {
-        keyPlaces.reserve(keys.size());
-        for (std::size_t place = 0; place < keys.size(); ++place) {
-            keyPlaces.emplace(keys[place], place);
+    if (keyIndexes.empty()) {
+        keyIndexes.reserve(keys.size());
+        for (std::size_t index = 0; index < keys.size(); ++index) {
+            keyIndexes.emplace(keys[index], index);
         }
     }
-    const auto place = keyPlaces.find(position);
-    if (place == keyPlaces.end()) {
+    const auto found = keyIndexes.find(position);
+    if (found == keyIndexes.end()) {
         return false;
     }
-    listAt = static_cast<std::int64_t>(place->second);
+    listAt = static_cast<std::int64_t>(found->second);
     return true;
 }
 

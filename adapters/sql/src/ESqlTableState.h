@@ -18,27 +18,27 @@
 
 namespace etabulon {
 
-/// What an ESqlTable holds.
+/// The private state of an ESqlTable.
 struct ESqlTable::State {
     enum class Walk : std::uint8_t {
-        None = 0,       // before the first, or given up
+        None = 0,       // before the first step, or after EndWalk
         Streaming = 1,  // the statement stands on the walk's record
-        Listed = 2,     // over `keys`
+        Listed = 2,     // the walk reads the records of `keys`
         Ended = 3,
-        Broken = 4,  // failed; `walkFailure` tells
+        Broken = 4,  // failed with `walkFailure`
     };
-    /// What the current record was when it was loaded.
+    /// Where the current record's values as loaded are.
     enum class Loaded : std::uint8_t {
         No = 0,
-        InStatement = 1,  // the streaming statement still shows it
-        InRecord = 2,
+        InStatement = 1,  // in the row of the streaming statement
+        InRecord = 2,     // in `loaded`
     };
     enum class Find : std::uint8_t { Found = 0, Gone = 1, Failed = 2 };
-    /// What addresses the row of a position.
+    /// The values that address the row of a position.
     struct Address {
         ESqlKeyWay way = ESqlKeyWay::None;
         std::int64_t number = 0;  // a key of one integer, or the row number
-        std::string_view key;     // else the raw key
+        std::string_view key;     // otherwise the raw key
     };
 
     State(ESqlSource& source, const ESqlTableInfo& info, DRubric& rubric,
@@ -46,7 +46,7 @@ struct ESqlTable::State {
     ~State();
 
     // --- keys
-    /// False for the one integer that has no position, the lowest.
+    /// False for the lowest integer, the only one without a position.
     [[nodiscard]] bool PositionOf(const ESqlRow& of, EPosition& position);
     [[nodiscard]] Address AddressOf(EPosition position) const;
     /// Binds the key from parameter `first` on.
@@ -54,13 +54,14 @@ struct ESqlTable::State {
     [[nodiscard]] std::string LockName(EPosition position) const;
 
     // --- statements
-    /// The statement of that text, kept for the next time; null with `error`.
+    /// The statement of that text, from a cache; null with `error`.
     [[nodiscard]] ISqlStatement* Prepared(const std::string& text);
-    /// " RETURNING ..." into storedRow: the key and these cells, as far as a result takes them.
+    /// " RETURNING ..." into storedRow: the key, and as many of these cells as a result allows.
     [[nodiscard]] std::string Returning(std::span<const std::size_t> cells);
-    /// The stored value of a cell's column isn't NULL; Gone where it is, or the record is gone.
+    /// Found if the stored value of a cell's column isn't NULL; Gone if it is, or the record is
+    /// gone.
     [[nodiscard]] Find FindValue(EPosition position, std::size_t cell);
-    /// A value that its field doesn't take was set; true with `error`.
+    /// Whether SetField got a value that its field can't hold; true with `error`.
     [[nodiscard]] bool IsValueRefused();
     void ForgetSets() noexcept {
         if (!nulled.empty() || !refused.empty()) {
@@ -71,16 +72,16 @@ struct ESqlTable::State {
     void NoteCell(std::size_t cell, const std::string& value, std::string_view why);
     [[nodiscard]] bool RunPrepared(const char* text);
     void NoteEngineError();
-    /// Sees whether the engine has taken the atomic session back; `error` is then why.
+    /// Tests whether the engine has rolled the atomic session back; `error` is then the reason.
     void CheckAtomic();
-    /// True with `error` where a write is refused, as its atomic session has ended.
+    /// Whether writes are refused because their atomic session has ended; true with `error`.
     [[nodiscard]] bool IsRefused();
-    /// The same after a step of a walk, whose wait for a lock a cancel may have ended.
+    /// NoteEngineError after a step of a walk, whose wait for a lock a cancel may have ended.
     void NoteWalkError();
-    /// Makes `error` that of a cancel if one has ended the wait that it tells of.
+    /// Replaces `error` by kDataInterrupted if a cancel ended the wait that failed.
     void NoteCancel();
     void NoteError(std::int32_t status, std::string_view what);
-    /// True with `error` once the walk was interrupted.
+    /// Whether the walk was interrupted; true with `error`.
     [[nodiscard]] bool IsCancelled();
     void ClearError() {
         if (error.status != DataOk) {
@@ -92,28 +93,29 @@ struct ESqlTable::State {
     [[nodiscard]] bool StartStatement(const std::string& select);
     void BindConditions(ISqlStatement& statement) const;
     [[nodiscard]] ESqlStep StepStatement();
-    /// Which has the key of the row that StepStatement brought.
+    /// The row with the key of the last StepStatement.
     [[nodiscard]] const ESqlRow& RowOfKey() const noexcept {
         return keyStatement != nullptr ? keyRow : row;
     }
     void EndStreaming() noexcept;
     void BreakWalk();
-    /// Keeps the state of the database that is read from here on, until LetStateGo, for a table
-    /// that can't be written: its steps by key are statements of their own. False with `error`.
+    /// Keeps a read transaction open until LetStateGo, for a table that can't be written: all its
+    /// reads by key, which are separate statements, then see one state of the database. False with
+    /// `error`.
     [[nodiscard]] bool HoldState();
-    /// True if a state was kept.
+    /// Ends HoldState; true if a state was held.
     bool LetStateGo() noexcept;
-    /// Takes the keys of the range; false with `error`.
+    /// Reads the keys of the range; false with `error`.
     [[nodiscard]] bool ListKeys();
-    /// Turns a streaming walk into one over the keys that are left.
+    /// Turns a streaming walk into a walk over the keys that remain.
     void LeaveStreaming();
     [[nodiscard]] Find ReadByKey(EPosition position);
-    /// The same into `loaded` alone; it isn't known to be of the current record then.
+    /// The same into `loaded` alone, which then may be of another record than the current one.
     [[nodiscard]] Find ReadLoaded(EPosition position);
     [[nodiscard]] Find ReadInto(std::span<ESqlRow* const> rows, EPosition position);
-    /// Whether the record is there; nothing is loaded.
+    /// Tests whether the record exists, without loading it.
     [[nodiscard]] Find LookUp(EPosition position);
-    /// Makes `listAt` the place of `position` in the list; false where it isn't in it.
+    /// Sets `listAt` to the index of `position` in `keys`; false if it isn't there.
     [[nodiscard]] bool Locate(EPosition position);
     void TakeLoaded();
     void MakeLinkRecord();
@@ -123,10 +125,10 @@ struct ESqlTable::State {
     const ESqlTableInfo& info;
     DRubric& rubric;
     std::vector<unsigned> columns;
-    std::shared_ptr<ISqlConnection> connection;  // shared with lookups of links from here
+    std::shared_ptr<ISqlConnection> connection;  // shared with this table's link lookups
     bool writable;
 
-    // Records. Cells of `row` and `loadedRow` are the same but for the buffer.
+    // Records. `row` and `loadedRow` have the same cells in different buffers.
     EFieldSet layout;
     ERecordBuffer record;
     ERecordBuffer loaded;
@@ -136,15 +138,16 @@ struct ESqlTable::State {
     ESqlRow loadedRow;
     std::uint64_t readAgain = 0;
     ESqlRow keyRow;  // the key alone
-    // What a write has made of the cells that it set. The fields of `layout` view it.
+    // The values that the last write stored in the cells that it set. The fields of `layout` view
+    // it.
     ERecordBuffer stored;
     ESqlRow storedRow;
     std::string selectRow;
     std::string selectKey;
     std::array<std::string, 2> selectByKey;  // without the row number, and with it
 
-    // With some columns only, links still read foreign keys where a record of the whole rubric has
-    // them: this is one, whose slots borrow the texts of `record`.
+    // If only some columns are open, links still read foreign keys at their offsets in a record of
+    // the whole rubric. This is such a record; its slots borrow the texts of `record`.
     struct LinkColumn {
         std::size_t from;
         std::size_t to;
@@ -154,7 +157,7 @@ struct ESqlTable::State {
     std::vector<LinkColumn> linkColumns;
 
     ESqlKeyRegistry& registry;  // the source's
-    EPosition lastNumber = 0;   // of the records of a table without a key
+    EPosition lastNumber = 0;   // the last position given in a view
     bool keyStale = true;
 
     Walk walk = Walk::None;
@@ -162,20 +165,20 @@ struct ESqlTable::State {
     std::vector<unsigned> order;
     std::string walkText;
     std::unique_ptr<ISqlStatement> walkStatement;  // of walkText
-    // The engine takes no result of so many columns as a row and its key have: the keys come from
-    // a second statement, which walks in the same order and sees the same state.
+    // The engine's results are too narrow for a row with its key. A second statement reads the keys
+    // in the same order and from the same state.
     bool isKeyApart = false;
-    std::unique_ptr<ISqlStatement> keyStatement;  // of a streaming walk; null where not apart
-    std::unique_ptr<ISqlStatement> holder;        // stands on its row while a state is kept
+    std::unique_ptr<ISqlStatement> keyStatement;  // of a streaming walk; null unless isKeyApart
+    std::unique_ptr<ISqlStatement> holder;        // stands on its row while a state is held
     bool isHolding = false;
     std::vector<EPosition> keys;
-    std::unordered_map<EPosition, std::size_t> keyPlaces;  // made when first needed
-    /// Where writes in mid-walk have put records. If one of these places is still to come in the
-    /// list, its own record has gone, and the one there was met before or is new.
+    std::unordered_map<EPosition, std::size_t> keyIndexes;  // made when first needed
+    /// The positions to which writes during the walk moved records. If the walk reaches one of them
+    /// later, that position's own record is gone, and the record there was met before or is new.
     std::unordered_set<EPosition> occupied;
-    std::int64_t listAt = 0;  // of the walk's record in `keys`; -1 or the size beyond the ends
+    std::int64_t listAt = 0;  // the walk's index in `keys`; -1 or the size beyond the ends
     bool listIsWhole = false;
-    bool moved = false;  // RePos went elsewhere than the walk stands
+    bool moved = false;  // RePos left the walk's record
     EPosition walkPosition = kNoPosition;
     ESqlError walkFailure;
 
@@ -183,15 +186,15 @@ struct ESqlTable::State {
     ESqlError error;
 
     // Writing.
-    bool isReadBack = false;  // `loaded` is what the database made of the last write
-    // Cells of the record in which SetField stored, where the value there doesn't tell what was
-    // meant: missing ones, and those of which the field's type doesn't take the value.
+    bool isReadBack = false;  // `loaded` was read from the database after the last write
+    // Cells set by SetField whose content doesn't show what was set: missing values, and values
+    // that the field's type can't hold.
     std::unordered_set<std::size_t> nulled;
-    std::unordered_map<std::size_t, Chaine> refused;  // with the value's text
+    std::unordered_map<std::size_t, Chaine> refused;  // with the texts of the values
     unsigned holders = 0;
-    bool atomic = false;   // Commit or Rollback is still to come
-    bool isEnded = false;  // the atomic session takes no further write
-    ESqlError endedBy;     // what made the engine end it
+    bool atomic = false;   // BeginAtomic was called, and neither Commit nor Rollback yet
+    bool isEnded = false;  // the atomic session refuses further writes
+    ESqlError endedBy;     // the failure that made the engine end it
     ESqlSessionRecord session;
     std::shared_ptr<std::atomic<std::uint64_t>> version;
     EPosition locked = kNoPosition;  // by Lock

@@ -5,7 +5,7 @@
 
 namespace etabulon {
 
-// What a table stores of the values that are set.
+// The values of a write: which cells to write, and whether the database stored them unchanged.
 
 namespace {
 
@@ -16,9 +16,9 @@ bool IsFloating(const EVariant& value) noexcept {
     return storage == EStorage::Double || storage == EStorage::Float;
 }
 
-/// The number that a field holds is `value`, rounded to the field's decimals.
+/// Whether the field's number is `value`, rounded to the field's decimals.
 bool IsRounded(const EVariant& field, const EVariant& value) noexcept {
-    constexpr double kHalfDecimal = 0.005;  // of two; fields have no less
+    constexpr double kHalfDecimal = 0.005;  // fields have at least two decimals
     constexpr double kLastDigit = 1e-15;
     const double number = value.AsDouble();
     const double slack = kHalfDecimal + std::abs(number) * kLastDigit;
@@ -27,7 +27,7 @@ bool IsRounded(const EVariant& field, const EVariant& value) noexcept {
     return field == value || (hasDecimals && std::abs(field.AsDouble() - number) <= slack);
 }
 
-/// A field in which `value` was stored holds it, and not what the conversion made of it.
+/// Whether a field to which `value` was assigned still holds that value after the conversion.
 bool Takes(const EVariant& field, const EVariant& value) {
     if (value.IsMissing() || field.IsMissing()) {
         return value.IsMissing();
@@ -42,7 +42,7 @@ bool Takes(const EVariant& field, const EVariant& value) {
     if (back == value || from != EValueClass::Text) {
         return back == value;
     }
-    // There are many ways to write a number or a date.
+    // Texts of equal numbers or dates may differ.
     return to == EValueClass::Date ||
            (to == EValueClass::Number &&
             IsRounded(field, EVariant::FromText(TYPE_DOUBLE, sizeof(double), value.AsChaine())));
@@ -78,8 +78,8 @@ void ESqlTable::ClearFields() {
     state_->ForgetSets();
 }
 
-/// The cells that differ from the loaded record, and those set to NULL whose stored value reads as
-/// missing; false on failure.
+/// Finds the cells that differ from the loaded record, and those set to NULL whose stored value
+/// reads as missing. False on failure.
 bool ESqlTable::FindChanges(EPosition where, std::vector<std::size_t>& cells) {
     State& s = *state_;
     for (std::size_t i = 0; i < s.columns.size(); ++i) {
@@ -181,8 +181,8 @@ std::string ESqlTable::State::Returning(std::span<const std::size_t> cells) {
     return SqlReturning(info, returned, storedRow);
 }
 
-/// Binds what is set in these cells, from the first parameter on. False with the table's error for
-/// what no value of the database stands for.
+/// Binds the values of these cells, from the first parameter on. False with the table's error for a
+/// value that the database can't represent.
 bool ESqlTable::BindCells(ISqlStatement& statement, std::span<const std::size_t> cells) {
     State& s = *state_;
     char iso[kIsoCapacity];
@@ -203,8 +203,8 @@ bool ESqlTable::BindCells(ISqlStatement& statement, std::span<const std::size_t>
     return true;
 }
 
-/// The same as IsStored for cells that the write's result had no room for: by the record as it was
-/// read back. Triggers that wrote may have changed that.
+/// The same as IsStored for cells that didn't fit into the write's result: compares the record read
+/// back, which triggers may have changed.
 bool ESqlTable::IsStoredInLoaded(std::span<const std::size_t> cells) {
     State& s = *state_;
     if (cells.empty() || !s.isReadBack) {
@@ -214,7 +214,7 @@ bool ESqlTable::IsStoredInLoaded(std::span<const std::size_t> cells) {
     return IsStored(cells);
 }
 
-/// What a write has stored in these cells is what was set; false with the table's error.
+/// Whether the write stored the values that were set in these cells; false with the table's error.
 bool ESqlTable::IsStored(std::span<const std::size_t> cells) {
     State& s = *state_;
     for (const std::size_t cell : cells) {

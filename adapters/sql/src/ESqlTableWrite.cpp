@@ -2,8 +2,8 @@
 
 namespace etabulon {
 
-/// One write: a transaction of its own, or a savepoint in an atomic session. What isn't committed
-/// is taken back.
+/// One write: a transaction of its own, or a savepoint in an atomic session. The destructor rolls
+/// an uncommitted write back.
 class ESqlTable::Write {
 public:
     explicit Write(State& state) : state_(state) {}
@@ -13,17 +13,17 @@ public:
         if (!isOpen_) {
             return;
         }
-        // The failure that led here stays the one that is told.
+        // Keeps the table's error, which is the failure that led here.
         ISqlConnection& connection = *state_.connection;
         if (!state_.atomic || !connection.Execute("ROLLBACK TO etabulon_write") ||
             !connection.Execute("RELEASE etabulon_write")) {
-            connection.Rollback();  // in a session as well: no half of a write may stay in it
+            connection.Rollback();  // the whole session, so that no half of a write stays in it
         }
         state_.CheckAtomic();
     }
     [[nodiscard]] bool Begin() {
         if (state_.atomic) {
-            // Outside of a transaction a savepoint would begin one, and its release commit it.
+            // Outside of a transaction a savepoint would begin one, and its release would commit.
             isOpen_ = !state_.IsRefused() && state_.RunPrepared("SAVEPOINT etabulon_write");
             return isOpen_;
         }
@@ -75,7 +75,7 @@ EPosition ESqlTable::Insert() {
     std::string values;
     for (std::size_t i = 0; i < s.columns.size(); ++i) {
         const ESqlColumn& column = s.info.columns[s.columns[i]];
-        // Missing is never set: the database puts its default there.
+        // Missing values are left out, so that the database stores the column's default.
         if (!column.generated && !ESqlRow::IsMissing(s.row.cells[i], s.row.record)) {
             cells.push_back(i);
             names += (names.empty() ? "" : ",") + SqlName(column.name);
@@ -107,7 +107,7 @@ EPosition ESqlTable::Update(EPosition where) {
                    std::to_string(i + 1);
     }
     if (cells.empty()) {
-        // Nothing to write, but a record that went is told all the same.
+        // Nothing to write, but a deleted record must still fail.
         const State::Find found = s.ReadByKey(where);
         if (found != State::Find::Found) {
             return FailWrite(found == State::Find::Gone ? std::int32_t{DataGone} : s.error.status);
@@ -140,14 +140,14 @@ bool ESqlTable::DeleteOne(EPosition where) {
     }
     CountWrite(/*isSuccess=*/true);
     if (where == position) {
-        Leave(DataOk);  // the walk's place stays, so that it goes on
+        Leave(DataOk);  // the walk keeps its position and goes on from there
         s.moved = false;
     }
     status = DataOk;
     return true;
 }
 
-/// Whether the table takes a write; a status.
+/// Tests whether the table accepts a write; a status.
 std::int32_t ESqlTable::CheckWritable() {
     State& s = *state_;
     s.ClearError();
@@ -158,7 +158,7 @@ std::int32_t ESqlTable::CheckWritable() {
     return s.IsRefused() ? s.error.status : std::int32_t{DataOk};
 }
 
-/// The record to be written to; a status.
+/// Sets `where` to the record to write, and tests whether it can be written; a status.
 std::int32_t ESqlTable::FindToWrite(EPosition& where) {
     State& s = *state_;
     if (where == kNoPosition) {
@@ -180,7 +180,7 @@ std::int32_t ESqlTable::FindToWrite(EPosition& where) {
     return DataOk;
 }
 
-/// Sees to it that `loaded` is the record of `where` as it was when it was loaded.
+/// Makes `loaded` the record of `where` as of its last load.
 bool ESqlTable::ReadLoaded(EPosition where) {
     State& s = *state_;
     if (where == position && s.loadedFrom == State::Loaded::InRecord) {
@@ -201,7 +201,7 @@ bool ESqlTable::RunWrite(const std::string& text, std::span<const std::size_t> c
     std::int64_t rows = 0;
     {
         Write write(s);
-        // In this order: to begin may push other statements out of those that are kept.
+        // Begin first: it may evict statements from the cache.
         ISqlStatement* const statement = write.Begin() ? s.Prepared(text) : nullptr;
         if (statement == nullptr || !BindCells(*statement, cells)) {
             return false;
@@ -232,8 +232,8 @@ bool ESqlTable::RunWrite(const std::string& text, std::span<const std::size_t> c
     return false;
 }
 
-/// How many rows the write has hit, -1 with `error`; `keys` counts the rows that it returned, the
-/// last of which is in storedRow.
+/// The number of rows that the write changed, -1 with `error`. `keys` counts the rows that it
+/// returned; storedRow holds the last of them.
 std::int64_t ESqlTable::StepWrite(ISqlStatement& statement, std::int64_t& keys) {
     State& s = *state_;
     const SqlRun run(statement);
@@ -248,19 +248,19 @@ std::int64_t ESqlTable::StepWrite(ISqlStatement& statement, std::int64_t& keys) 
     return s.connection->Changes();
 }
 
-/// Reads what the database made of the write, before it is committed: one whose record can't be
-/// read or have a position doesn't stay.
+/// Reads the written record before the commit. False if it can't be read or have a position; the
+/// write is then rolled back.
 bool ESqlTable::ReadBack(EPosition& written) {
     State& s = *state_;
     if (!s.PositionOf(s.storedRow, written)) {
         return false;
     }
     const State::Find found = s.ReadLoaded(written);
-    s.isReadBack = found == State::Find::Found;  // else a trigger has taken it away again
+    s.isReadBack = found == State::Find::Found;  // a trigger may have deleted or moved it
     return found != State::Find::Failed;
 }
 
-/// Why a write, which was taken back, has not hit exactly one row.
+/// Notes why a write, which was rolled back, didn't change exactly one row.
 void ESqlTable::NoteMissedWrite(std::int64_t rows, EPosition where) {
     State& s = *state_;
     if (rows > 1) {
@@ -341,7 +341,7 @@ std::int32_t ESqlTable::BeginAtomic() {
     }
     s.LeaveStreaming();
     s.connection->ResetWait();
-    s.source.Walks().fetch_add(1);  // links are read again: from the state that the session sees
+    s.source.Walks().fetch_add(1);  // links must be read again, in the session's state
     if (s.connection->Begin()) {
         s.atomic = true;
         s.isEnded = false;
@@ -377,12 +377,12 @@ ESqlOutcome ESqlTable::EndAtomic(ESqlOutcome outcome) {
     State& s = *state_;
     if (s.atomic) {
         s.atomic = false;
-        // A run that goes on, not knowing of the end, would write the rest record by record.
+        // A caller that missed the end of the session would write the rest record by record.
         s.isEnded = s.holders > 0;
     }
-    s.loadedFrom = State::Loaded::No;  // an update reads first what the database holds
-    s.version->fetch_add(1);           // others read the rows as before until this moment
-    s.source.Walks().fetch_add(1);     // and so the rows that triggers have changed
+    s.loadedFrom = State::Loaded::No;  // an update must read the stored record first
+    s.version->fetch_add(1);           // other tables saw the old rows until this moment
+    s.source.Walks().fetch_add(1);     // and the old rows that triggers changed
     status = s.error.status;
     return outcome;
 }

@@ -30,7 +30,7 @@ void AppendEscaped(std::string& code, char c) {
 
 Chaine SqlCode(std::string_view name) {
     if (name.empty()) {
-        return Chaine("%00");  // no name holds a NUL
+        return Chaine("%00");  // unambiguous: no name contains a NUL
     }
     std::string code;
     code.reserve(name.size());

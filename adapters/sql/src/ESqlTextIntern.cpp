@@ -7,8 +7,9 @@ namespace {
 constexpr std::size_t kFirstSize = 64;
 constexpr std::size_t kMostTexts = 8192;
 constexpr std::size_t kMostBytes = std::size_t{1} << 20;
-constexpr std::size_t kLongText = 256;  // longer ones aren't compared often: not kept
-constexpr std::uint64_t kTrial = 4096;  // misses after which a column is judged
+constexpr std::size_t kLongText = 256;  // longer texts rarely repeat, and aren't interned
+// From 4096 misses on, a column with more than one miss for two hits isn't interned.
+constexpr std::uint64_t kTrial = 4096;
 
 void Put(void* slot, Chaine::Body* body) noexcept { std::memcpy(slot, &body, sizeof body); }
 
@@ -24,9 +25,9 @@ void ESqlTextIntern::StoreOther(void* slot, Chaine::Body* held, const char* byte
     if (entries_.empty()) {
         entries_.resize(kFirstSize);
     }
-    std::size_t place = hash & (entries_.size() - 1);
-    while (entries_[place].body != nullptr) {
-        const Entry& entry = entries_[place];
+    std::size_t at = hash & (entries_.size() - 1);
+    while (entries_[at].body != nullptr) {
+        const Entry& entry = entries_[at];
         if (entry.hash == hash && IsText(*entry.body, bytes, length)) {
             ++repeats_;
             Chaine::Retain(entry.body);
@@ -36,7 +37,7 @@ void ESqlTextIntern::StoreOther(void* slot, Chaine::Body* held, const char* byte
             }
             return;
         }
-        place = (place + 1) & (entries_.size() - 1);
+        at = (at + 1) & (entries_.size() - 1);
     }
     ++misses_;
     if (misses_ >= kTrial && misses_ > repeats_ / 2) {
@@ -50,7 +51,7 @@ void ESqlTextIntern::StoreOther(void* slot, Chaine::Body* held, const char* byte
     Chaine text(bytes, length);
     Chaine::Body* const body = text.GetBody();
     Chaine::Retain(body);
-    entries_[place] = Entry{hash, body};
+    entries_[at] = Entry{hash, body};
     bytes_ += length;
     Put(slot, text.Detach());
     if (held != nullptr) {
@@ -61,8 +62,8 @@ void ESqlTextIntern::StoreOther(void* slot, Chaine::Body* held, const char* byte
     }
 }
 
-/// Whoever still looks at the record before shares the body in the slot, usually for one step more:
-/// two bodies taking turns are then enough.
+/// A reader of the previous record shares the slot's body, usually for one step more, so that two
+/// bodies in turn are enough.
 void ESqlTextIntern::StoreUnique(void* slot, Chaine::Body* held, const char* bytes,
                                  std::size_t length) {
     if (held != nullptr && held->capacity != 0 &&
@@ -72,7 +73,7 @@ void ESqlTextIntern::StoreUnique(void* slot, Chaine::Body* held, const char* byt
         std::memcpy(&held, slot, sizeof held);
     }
     Chaine text = held != nullptr ? Chaine::Adopt(held) : Chaine();
-    Put(slot, nullptr);  // Assign may run out of memory
+    Put(slot, nullptr);  // Assign may throw, and `text` owns the body
     text.Assign(bytes, length);
     Put(slot, text.Detach());
 }
@@ -83,11 +84,11 @@ void ESqlTextIntern::Grow() {
         if (entry.body == nullptr) {
             continue;
         }
-        std::size_t place = entry.hash & (larger.size() - 1);
-        while (larger[place].body != nullptr) {
-            place = (place + 1) & (larger.size() - 1);
+        std::size_t at = entry.hash & (larger.size() - 1);
+        while (larger[at].body != nullptr) {
+            at = (at + 1) & (larger.size() - 1);
         }
-        larger[place] = entry;
+        larger[at] = entry;
     }
     entries_.swap(larger);
 }

@@ -6,7 +6,7 @@ namespace etabulon {
 
 namespace {
 
-/// The column of `id`, or -1: it isn't of this table.
+/// The column of `id`, or -1 if it isn't of this table.
 int PlainColumn(const DRubric& rubric, const ETabulonVariableID& id) {
     if (id.IsLink()) {
         return -1;
@@ -19,7 +19,7 @@ int PlainColumn(const DRubric& rubric, const ETabulonVariableID& id) {
         }
         return -1;
     }
-    const bool isQualified = !id.CodeVar().IsEmpty();  // a bare name stands in CodeRub
+    const bool isQualified = !id.CodeVar().IsEmpty();  // an unqualified name is in CodeRub
     if (isQualified && !id.CodeRub().EqualsFolded(rubric.Name())) {
         return -1;
     }
@@ -40,7 +40,7 @@ bool ETabulonCursorSql::IsCancelled() {
     if (!ETabulonCursorEData::IsCancelled()) {
         return false;
     }
-    // Others may ask as well, but only the walk's own thread may touch the table.
+    // Any thread may ask, but only the walking thread may touch the table.
     if (table_ != nullptr && walker_.load() == std::this_thread::get_id()) {
         walker_.store({});
         table_->EndWalk();
@@ -56,7 +56,8 @@ void ETabulonCursorSql::Cancel() {
 }
 
 void ETabulonCursorSql::ResetCancel() {
-    // In this order: a Cancel that comes in between is seen by the flag, one behind by both.
+    // Resets the interrupt before the flag: a Cancel in between leaves the interrupt, which ends
+    // the walk.
     if (table_ != nullptr) {
         table_->ResetInterrupt();
     }
@@ -69,14 +70,14 @@ CursorStatus ETabulonCursorSql::SetKeyRange(const ETabulonTag& tag, EData* data)
         return StatusOk;
     }
     table->ClearRange();
-    for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
-        if (!Levels().ExistLevel(tag.LevelAt(place))) {
+    for (unsigned int index = 0; index < tag.KnownLevelsCount(); ++index) {
+        if (!Levels().ExistLevel(tag.LevelAt(index))) {
             continue;
         }
-        const ETabulonLevels::Level& level = Levels().GetLevel(tag.LevelAt(place));
+        const ETabulonLevels::Level& level = Levels().GetLevel(tag.LevelAt(index));
         const int column = PlainColumn(table->Rubric(), level.DataID());
         if (column >= 0 && level.DataID().ExistsIn(table->Fields())) {
-            table->AddRange(static_cast<unsigned>(column), tag.ValueAt(place));
+            table->AddRange(static_cast<unsigned>(column), tag.ValueAt(index));
         }
     }
     return StatusOk;
@@ -117,7 +118,7 @@ CursorStatus ETabulonCursorSql::StartInsert(const ETabulonTag& tag) {
     return ETabulonCursorEData::StartInsert(tag);
 }
 
-/// A value that the column doesn't take fails the save.
+/// A value that the column can't hold fails the save.
 CursorStatus ETabulonCursorSql::SetValue(const ETabulonVariableID& id, const ETabulonValue& value) {
     const EFieldSet& fields = table_->Fields();
     const int field =
@@ -134,7 +135,7 @@ CursorStatus ETabulonCursorSql::Delete(const ETabulonPrimaryKey& key, const ETab
     if (status != StatusOk) {
         return status;
     }
-    // The record moved to, not the one that the walk stands on.
+    // Deletes the record that MoveToTag moved to, not the record of the walk.
     return table_->DeleteOne(kNoPosition) ? StatusOk : static_cast<CursorStatus>(table_->status);
 }
 

@@ -35,7 +35,7 @@ void AddLinkColumns(std::string_view path, const DRubric& rubric, std::set<unsig
         }
         return;
     }
-    // Backward: whatever points here does so by some of these.
+    // Backward links: the columns that foreign keys of other rubrics refer to.
     for (std::size_t i = 0; i < rubric.Dico()->Size(); ++i) {
         for (const DLink& link : rubric.Dico()->At(i)->Links()) {
             if (link.target == &rubric) {

@@ -9,9 +9,9 @@ namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-int NoSpace(unsigned char) { return 0; }  // blanks belong to their cell
+int NoSpace(unsigned char) { return 0; }  // blanks are part of their cell
 
-/// Feeds libcsv a line at a time, so that the line of every row is known.
+/// Gives libcsv one line at a time, to know the line of every row.
 class Reader {
 public:
     Reader(char separator, ECsvRows& rows) : rows_(rows) {
@@ -24,7 +24,7 @@ public:
     Reader& operator=(const Reader&) = delete;
     ~Reader() { csv_free(&parser_); }
 
-    /// False at bad quoting and when a row was refused.
+    /// False for bad quoting and after a refused row.
     [[nodiscard]] bool TakeLine(std::string_view line) {
         ++line_;
         return ok_ &&
@@ -70,9 +70,9 @@ private:
     ECsvRows& rows_;
     std::vector<ECsvCell> cells_;
     std::size_t count_ = 0;
-    std::uint64_t line_ = 0;     // read last
-    std::uint64_t rowLine_ = 0;  // of the row's first cell
-    std::uint64_t breaks_ = 0;   // within quotes, in this row
+    std::uint64_t line_ = 0;     // the last line read
+    std::uint64_t rowLine_ = 0;  // the line of the row's first cell
+    std::uint64_t breaks_ = 0;   // line breaks within quotes in this row
     bool ok_ = false;
     bool refused_ = false;
 };

@@ -13,19 +13,19 @@ namespace etabulon {
 /// One cell of a CSV file.
 struct ECsvCell {
     std::string text;
-    bool isEmpty = false;  // nothing between two separators; a quoted empty cell is a text
+    bool isEmpty = false;  // no character between two separators; a quoted empty cell is a text
 };
 
-/// Takes the rows of a CSV file, one after the other. False ends the reading.
+/// The receiver of a CSV file's rows, one after the other. The answer false ends the reading.
 class ECsvRows {
 public:
     virtual ~ECsvRows() = default;
-    /// `line` is that of the row's first byte, from 1.
+    /// `line` is the number, from 1, of the line with the row's first byte.
     virtual bool TakeRow(const std::vector<ECsvCell>& cells, std::uint64_t line) = 0;
 };
 
-/// Reads a whole file into `rows`; false with `error`, which names the line, also where a row was
-/// refused (then the text is the rows' own to give).
+/// Reads a whole file into `rows`. False with `error`, which names the line. If `rows` refused a
+/// row, it supplies the error's text.
 [[nodiscard]] bool ReadCsv(const Chaine& path, char separator, ECsvRows& rows, ESqlError& error);
 
 [[nodiscard]] ESqlError CsvError(const Chaine& path, std::uint64_t line, const std::string& what);

@@ -10,7 +10,8 @@ namespace etabulon {
 
 namespace {
 
-constexpr std::int64_t kExactWhole = std::int64_t{1} << 53;  // a real holds all up to here
+constexpr std::int64_t kExactWhole = std::int64_t{1}
+                                     << 53;  // reals hold all whole numbers up to it
 
 bool IsDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 
@@ -30,9 +31,9 @@ bool EqualsWord(std::string_view text, std::string_view word) noexcept {
 
 ECsvType NumberType(std::string_view text) noexcept {
     const std::string_view digits = text.front() == '-' ? text.substr(1) : text;
-    // Deliberate: what is written with leading zeros, a plus or a bare point stays text, since
-    // a number doesn't give that spelling back: codes, phone numbers and averages such as .097
-    // are shown as they stand in the file. GivesEachColumnTheTypeOfAllItsCells holds it.
+    // Deliberate: numbers with leading zeros, a plus or a bare point stay text, since a number
+    // doesn't reproduce that spelling: codes, phone numbers and averages such as .097 are shown as
+    // they are in the file. GivesEachColumnTheTypeOfAllItsCells holds it.
     if (digits.empty() || !IsDigit(digits[0]) ||
         (digits[0] == '0' && digits.size() > 1 && IsDigit(digits[1]))) {
         return ECsvType::Text;

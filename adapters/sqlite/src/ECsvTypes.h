@@ -5,9 +5,9 @@
 
 namespace etabulon {
 
-/// What every cell of a column is seen to be.
+/// The type that all cells of a column have.
 enum class ECsvType : std::uint8_t {
-    Unknown = 0,  // no cell with anything in it
+    Unknown = 0,  // all cells are empty
     Whole = 1,
     Real = 2,
     Date = 3,
@@ -15,12 +15,12 @@ enum class ECsvType : std::uint8_t {
     Timestamp = 5,
     Bool = 6,
     Text = 7,
-    Large = 8,  // whole numbers, of which a real wouldn't keep all digits
+    Large = 8,  // whole numbers beyond 2^53, whose digits a real wouldn't keep
 };
 
 /// The type of one cell that isn't empty.
 [[nodiscard]] ECsvType CsvTypeOf(const std::string& text) noexcept;
-/// The type of a column that has cells of both.
+/// The type of a column that has cells of both types.
 [[nodiscard]] ECsvType CsvTypeOfBoth(ECsvType a, ECsvType b) noexcept;
 [[nodiscard]] const char* CsvDeclaredType(ECsvType type) noexcept;
 

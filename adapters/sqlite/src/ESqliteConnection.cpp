@@ -22,10 +22,11 @@ namespace fs = std::filesystem;
 constexpr std::chrono::milliseconds kBusyTurn{5};
 constexpr int kLogTurns = 20;
 constexpr std::uintmax_t kLogHeaderSize = 32;
-constexpr int kProgressSteps = 4000;  // of SQLite's machine: some 50 microseconds
+constexpr int kProgressSteps =
+    4000;  // instructions of SQLite's virtual machine: some 50 microseconds
 constexpr int kHeaderSize = 28;
 constexpr std::size_t kReadVersionAt = 19;  // 2 = write-ahead log
-constexpr std::size_t kChangesAt = 24;      // four bytes, the highest first
+constexpr std::size_t kChangesAt = 24;      // four bytes, big-endian
 
 ESqlError OpenError(const Chaine& location, std::int32_t status, std::string_view what) {
     ESqlError error;
@@ -36,11 +37,11 @@ ESqlError OpenError(const Chaine& location, std::int32_t status, std::string_vie
     return error;
 }
 
-/// "file:" with whatever has a meaning in a URI escaped.
+/// A "file:" URI of the path, with the characters escaped that have a meaning in a URI.
 std::string FileUri(std::string_view path) {
     constexpr char kHex[] = "0123456789ABCDEF";
-    // An empty host, or a path that begins with two slashes would name one. A path without folder
-    // could be ":memory:", which is no file to SQLite.
+    // The empty host keeps a path that begins with two slashes from naming a host. "./" keeps the
+    // path ":memory:" a file.
     std::string uri = path.substr(0, 1) == "/" ? "file://" : "file:./";
     for (const char c : path) {
         if (c == '%' || c == '?' || c == '#') {
@@ -53,15 +54,15 @@ std::string FileUri(std::string_view path) {
     return uri;
 }
 
-/// 0 where there is no such file. Allocates nothing: a connection that closes asks it too.
+/// The file's size; 0 for a missing file. Allocates nothing, since a destructor calls it.
 std::uintmax_t SizeOf(const std::string& path) noexcept {
     struct stat found {};
     return ::stat(path.c_str(), &found) == 0 ? static_cast<std::uintmax_t>(found.st_size) : 0;
 }
 
-/// The log is a header alone, and stays so: its writer was killed before the first frame. Unless a
-/// connection has the log open, a reader with read-only shared memory waits in SQLite for ten
-/// seconds, and then fails.
+/// Whether the log holds only a header and stays so, because its writer was killed before the first
+/// frame. With such a log SQLite makes a reader with read-only shared memory wait for ten seconds
+/// and then fail, unless another connection has the log open.
 bool IsLogCutOff(const std::string& log) {
     for (int turn = 0; turn < kLogTurns; ++turn) {
         if (SizeOf(log) != kLogHeaderSize) {
@@ -72,8 +73,8 @@ bool IsLogCutOff(const std::string& log) {
     return true;
 }
 
-/// How a write-ahead database is read where nothing may be written beside it. Empty where it can't
-/// be.
+/// The URI parameters for reading a write-ahead database when no file may be written beside it.
+/// Empty with `error` if it can't be read.
 std::string WriteAheadQuery(const Chaine& location, const std::string& path, ESqlError& error) {
     std::error_code failure;
     if (SizeOf(path + "-shm") > 0 && fs::exists(path + "-wal", failure) &&
@@ -93,17 +94,17 @@ bool MayWrite(const std::string& path, int mode = W_OK) {
     return ::faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0;
 }
 
-/// This process may make the log and its index, as any other does that uses the database, and so
-/// takes part in the locks. One that may write the folder and not the file could make them too, but
-/// neither remove them nor give them to those who may write the file.
+/// Whether this process may make the log and its index, as every user of the database does, and so
+/// takes part in its locks. A process that may write the folder but not the file could make them
+/// too, but couldn't remove them, and the file's writers couldn't use them.
 bool MayJoin(const std::string& path) {
     const std::string folder = (fs::path(path).parent_path() / ".").string();
     return MayWrite(path) &&
            (MayWrite(folder, W_OK | X_OK) || (MayWrite(path + "-wal") && MayWrite(path + "-shm")));
 }
 
-/// A reading that fails so may succeed a moment later: files of the journal come and go with other
-/// connections. SQLite's busy handler isn't asked about these.
+/// Whether a read that failed with `code` may succeed a moment later, because other connections
+/// make and remove journal files. SQLite doesn't call its busy handler for these failures.
 bool IsPassing(int code) noexcept {
     switch (code & 0xFF) {
         case SQLITE_CANTOPEN:
@@ -191,14 +192,14 @@ std::unique_ptr<ESqliteConnection> ESqliteConnection::OpenOnce(const Chaine& loc
     return connection;
 }
 
-/// A database in write-ahead mode, opened again so that each walk sees one state, and no byte of
-/// the file changes.
+/// Opens a database in write-ahead mode again, so that each walk sees one state and no byte of the
+/// file changes.
 std::unique_ptr<ESqliteConnection> ESqliteConnection::OpenWriteAhead(
     std::unique_ptr<ESqliteConnection> plain, const std::string& uri, ESqlError& error) {
-    const std::string path = plain->identity_;  // where links lead: the log lies there
+    const std::string path = plain->identity_;  // symbolic links resolved: the log is there
     const Chaine location = plain->location_;
     if (HasContent(path + "-journal")) {
-        return plain;  // a change of mode was cut off: writing would take it back
+        return plain;  // an unfinished change of mode, which only a writer may roll back
     }
     plain.reset();
     if (MayJoin(path)) {
@@ -231,7 +232,7 @@ std::unique_ptr<ESqliteConnection> ESqliteConnection::OpenUri(const Chaine& loca
                                                               ESqlError& error) {
     auto connection =
         std::unique_ptr<ESqliteConnection>(new ESqliteConnection(location, IdentityOf(location)));
-    // No mutex of its own: a connection belongs to one table, and that to one thread at a time.
+    // Without SQLite's mutex: a connection belongs to one table, and one thread uses it at a time.
     const int code = sqlite3_open_v2(uri.c_str(), &connection->database_,
                                      flags | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX, nullptr);
     if (code != SQLITE_OK) {
@@ -249,18 +250,18 @@ bool ESqliteConnection::SetUp(ESqlOpenMode mode) {
     sqlite3_db_config(database_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
     sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_LOAD_EXTENSION, 0, nullptr);
     sqlite3_limit(database_, SQLITE_LIMIT_ATTACHED, 0);
-    // Also the size of the runs that a long sort is made of: within one no cancel is seen. A file
-    // may ask for any size.
+    // The cache size, which a file may override, is also the size of a long sort's runs. SQLite
+    // doesn't notice a cancel within a run.
     if (!Execute("PRAGMA cache_size=-1000")) {
         return false;
     }
     if (mode == ESqlOpenMode::ReadOnly) {
-        // Not mapped into memory, though walks would be some 5 percent faster: a file that somebody
-        // cuts off, or a disk that goes, would end the program.
+        // Not mapped into memory, though walks would be some 5 percent faster: a file that another
+        // program truncates, or a failing disk, would end this program by a signal.
         return Execute("PRAGMA query_only=1") && Execute("PRAGMA mmap_size=0") &&
                Execute("SELECT count(*) FROM sqlite_schema");
     }
-    // The same look at the schema: what is no database shows at once, not at the first walk.
+    // Reads the schema too, so that opening fails for a file that is no database.
     return Execute("PRAGMA foreign_keys=1") && Execute("SELECT count(*) FROM sqlite_schema");
 }
 
@@ -269,7 +270,7 @@ ESqliteConnection::~ESqliteConnection() {
         statement->reset();
     }
     if (!log_.empty() && SizeOf(log_) > 0) {
-        // The last to close would move the log into the file. That is for those who wrote it.
+        // Closing the last connection would move the log into the file, which a reader mustn't.
         sqlite3_db_config(database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     }
     sqlite3_close_v2(database_);
@@ -325,8 +326,8 @@ bool ESqliteConnection::Begin() {
     const bool isBegun = PrepareTransactions() &&
                          StepAgain(begin_.get(), Run(begin_, Waiting::Shared)) == SQLITE_DONE;
     sqlite3_reset(begin_.get());
-    // In the transaction only writing pages ahead of the commit needs a lock. SQLite does without
-    // where another connection reads, and would else wait again with each page.
+    // Within the transaction SQLite needs a lock only to write pages before the commit. It can do
+    // without while another connection reads, but would call the busy handler for each page.
     waiting_ = isBegun ? Waiting::Never : Waiting::Alone;
     if (isBegun) {
         begun_ = ReadHeader();
@@ -364,15 +365,15 @@ void ESqliteConnection::Rollback() {
     waiting_ = Waiting::Alone;
 }
 
-/// Whether a commit that failed with `code`, after which SQLite has closed the transaction, is sure
-/// to have changed nothing.
+/// Whether a commit that failed with `code`, after which SQLite has closed the transaction,
+/// certainly changed nothing.
 ///
-/// All pages are read and written before the point of no return, in both kinds of journal. With a
-/// rollback journal that point is its deletion. A journal that is still there takes all back with
-/// the next read; a commit that went through (the folder can't be synced, the lock not given up,
-/// the file not shortened) has counted the header's changes up. With a write-ahead log the last
-/// frame commits, and the log is synced behind it: once that frame stands, the next reader of the
-/// log may find it, or not.
+/// With both kinds of journal all pages are read and written before the point of no return. With a
+/// rollback journal that point is the journal's deletion. A journal that still exists rolls back at
+/// the next read; a commit that took effect, and then failed to sync the folder, to release the
+/// lock or to truncate the file, has raised the header's change counter. With a write-ahead log the
+/// last frame commits, and the log is synced after it: once that frame is written, the next reader
+/// of the log may find it or not.
 bool ESqliteConnection::IsTakenBack(int code) {
     constexpr std::array kBeforeReturn = {SQLITE_FULL, SQLITE_IOERR_READ, SQLITE_IOERR_SHORT_READ,
                                           SQLITE_IOERR_WRITE};
@@ -383,7 +384,7 @@ bool ESqliteConnection::IsTakenBack(int code) {
         return false;
     }
     bool isSame = false;
-    if (sqlite3_step(look_.get()) == SQLITE_ROW) {  // with the lock of a reader, until the reset
+    if (sqlite3_step(look_.get()) == SQLITE_ROW) {  // holds a read lock until the reset
         const Header present = ReadHeader();
         isSame = present.isKnown && present.changes == begun_.changes;
     }
@@ -391,8 +392,8 @@ bool ESqliteConnection::IsTakenBack(int code) {
     return isSame;
 }
 
-// Through SQLite's own descriptor: closing another one of the file gives up all locks that this
-// process holds on it, those of open transactions too.
+// Reads through SQLite's own descriptor: closing another descriptor of the file would release all
+// locks that this process holds on it, including those of open transactions.
 ESqliteConnection::Header ESqliteConnection::ReadHeader() const {
     std::array<unsigned char, kHeaderSize> bytes{};
     sqlite3_file* file = nullptr;
@@ -433,7 +434,7 @@ int ESqliteConnection::OnProgress(void* connection) noexcept {
     return static_cast<const ESqliteConnection*>(connection)->IsWalkCancelled() ? 1 : 0;
 }
 
-/// SQLite's own wait can't be ended by a cancel.
+/// Replaces SQLite's own wait, which a cancel can't end.
 int ESqliteConnection::OnBusy(void* connection, int turn) noexcept {
     auto& self = *static_cast<ESqliteConnection*>(connection);
     const bool isShared = self.waiting_ == Waiting::Shared;

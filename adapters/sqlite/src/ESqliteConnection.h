@@ -16,11 +16,11 @@ namespace etabulon {
 /// A connection to an SQLite file, or to a named database in memory ("file:/name?vfs=memdb").
 class ESqliteConnection final : public ISqlConnection {
 public:
-    /// Null with `error`, whose sentence begins with `location`.
+    /// Null with `error`, whose text begins with `location`.
     [[nodiscard]] static std::unique_ptr<ESqliteConnection> Open(const Chaine& location,
                                                                  ESqlOpenMode mode,
                                                                  ESqlError& error);
-    /// For loading: makes the file if it isn't there.
+    /// For LoadCsv: makes the file if it doesn't exist.
     [[nodiscard]] static std::unique_ptr<ESqliteConnection> Create(const Chaine& location,
                                                                    ESqlError& error);
     ~ESqliteConnection() override;
@@ -43,30 +43,29 @@ public:
     const std::string& Identity() const override { return identity_; }
 
     [[nodiscard]] sqlite3* Handle() const noexcept { return database_; }
-    /// `step`, or Failed where pages of two states of the file may have been read.
+    /// Returns `step`, or Failed if pages of two states of the file may have been read.
     [[nodiscard]] ESqlStep Checked(ESqlStep step) {
         return still_ == nullptr ? step : CheckStill(step);
     }
-    /// Steps a statement that stands at its beginning again, where `code` tells of a state that
-    /// passes; the last code.
+    /// Retries the first step of a statement if `code` is a passing failure. Returns the last code.
     [[nodiscard]] int StepAgain(sqlite3_stmt* statement, int code);
-    /// Steps that Interrupt may end are marked by this; see ESqliteStatement.
+    /// Marks the steps that Interrupt may end; see ESqliteStatement.
     void SetWalking(bool walking) noexcept { walking_ = walking; }
 
 private:
     using Clock = std::chrono::steady_clock;
-    static constexpr std::chrono::seconds kPatience{2};  // with others' locks
+    static constexpr std::chrono::seconds kPatience{2};  // the wait for others' locks
 
-    /// What the header of the file tells of its commits.
+    /// The fields of the file's header that tell commits apart.
     struct Header {
         bool isKnown = false;
         bool isWriteAhead = false;
-        std::uint32_t changes = 0;  // with a rollback journal, each commit counts one up
+        std::uint32_t changes = 0;  // with a rollback journal each commit adds 1
     };
-    /// What the busy handler is to do.
+    /// How long the busy handler waits.
     enum class Waiting : std::uint8_t {
-        Alone = 0,   // waits as long for each statement
-        Shared = 1,  // waits for what is left of sharedWait_
+        Alone = 0,   // up to kPatience for each statement
+        Shared = 1,  // for the rest of sharedWait_
         Never = 2,
     };
     struct Finalizer {
@@ -100,23 +99,24 @@ private:
     std::string identity_;
     sqlite3* database_ = nullptr;
     std::atomic<bool> interrupted_{false};
-    bool walking_ = false;  // of the connection's own thread
-    std::string log_;       // the path of the log, where the database has one and is only read
-    // Of a file that is read without locks: its state as it was opened, and the pages read so far.
+    bool walking_ = false;  // used only by the connection's own thread
+    std::string log_;       // the log's path if the database has one and is open for reading
+    // For a file that is read without locks: its state when it was opened, and the page cache's
+    // misses up to the last check.
     std::unique_ptr<ESqliteFileState> still_;
     int misses_ = 0;
     Waiting waiting_ = Waiting::Alone;
-    Clock::duration ownWait_{};               // what is left of the statement's
-    Clock::duration sharedWait_ = kPatience;  // what is left for Begin and Commit
-    Header begun_;                            // as the transaction began
-    // Made with the first transaction: ending one needs no memory then.
+    Clock::duration ownWait_{};               // the rest of the statement's wait
+    Clock::duration sharedWait_ = kPatience;  // the rest of the wait of Begin and Commit
+    Header begun_;                            // at the begin of the transaction
+    // Prepared with the first transaction, so that ending a transaction needs no memory.
     Statement begin_;
     Statement commit_;
     Statement rollback_;
     Statement look_;
 };
 
-/// It names a database in memory.
+/// Whether the location names a database in memory.
 [[nodiscard]] bool IsSqliteMemory(const Chaine& location) noexcept;
 
 }  // namespace etabulon

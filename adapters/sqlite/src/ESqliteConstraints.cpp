@@ -103,8 +103,8 @@ bool SqliteDeclaresConflict(std::string_view createTable) {
 std::vector<Chaine> SqliteConstraintNames(std::string_view createTable) {
     std::vector<Chaine> names;
     Tokens tokens(createTable);
-    Chaine name;             // of the constraint that comes next
-    bool isForeign = false;  // FOREIGN KEY was counted: its REFERENCES isn't another
+    Chaine name;             // of the next constraint
+    bool isForeign = false;  // within FOREIGN KEY, whose REFERENCES isn't counted again
     int depth = 0;
     while (tokens.Next()) {
         if (tokens.Is("(") || tokens.Is(")")) {

@@ -11,14 +11,14 @@ namespace {
 struct CodeStatus {
     int code;
     std::int32_t status;
-    const char* sentence;  // null: SQLite's own
+    const char* sentence;  // null: SQLite's own message
 };
 
 constexpr const char* kRecover =
     "its write-ahead log must be recovered, which a read-only open never does: open it once for "
     "writing";
 
-// Extended codes first: they are looked for before their primary code.
+// Extended codes stand before their primary code, so that the search finds them first.
 constexpr CodeStatus kCodes[] = {
     {SQLITE_CONSTRAINT_PRIMARYKEY, DataDuplicate, nullptr},
     {SQLITE_CONSTRAINT_UNIQUE, DataDuplicate, nullptr},

@@ -10,7 +10,7 @@ namespace etabulon {
 
 /// The status for an (extended) result code of SQLite.
 [[nodiscard]] std::int32_t SqliteStatus(int code) noexcept;
-/// A sentence for what `database` said last; `database` may be null.
+/// The error for `code`, with the last message of `database`, which may be null.
 [[nodiscard]] ESqlError SqliteError(const Chaine& location, sqlite3* database, int code);
 
 }  // namespace etabulon

@@ -6,16 +6,16 @@
 
 namespace etabulon {
 
-/// There is a file with anything in it.
+/// Whether the path is a file that isn't empty.
 [[nodiscard]] bool HasContent(const std::string& path);
 
-/// What tells whether a database file that is read without locks has been written since.
+/// The state of a database file that is read without locks, to detect later writes.
 class ESqliteFileState {
 public:
-    /// Waits for the file's time of change to lie 20 ms back: the kernel counts it in steps of up
-    /// to 10 ms, and a second write within the same step wouldn't show.
+    /// Waits until the file's last change is 20 ms ago: the kernel rounds the time to steps of up
+    /// to 10 ms, and a second write within the same step wouldn't change it.
     explicit ESqliteFileState(std::string path);
-    /// It was written or replaced, or a log of writes lies beside it.
+    /// Whether the file was written or replaced, or a log of writes exists beside it.
     [[nodiscard]] bool HasChanged() const;
 
 private:

@@ -40,7 +40,7 @@ public:
         : connection_(connection), hints_(hints) {}
 
     [[nodiscard]] bool Read(std::vector<ESqlTableInfo>& tables);
-    /// Why Read has failed.
+    /// The error of a failed Read.
     [[nodiscard]] ESqlError Failure() const {
         return failure_.status != DataOk ? failure_ : connection_.LastError();
     }
@@ -52,7 +52,7 @@ private:
         bool isTable = false;
         Chaine statement;
     };
-    /// Runs `statement` with one text bound; `take` sees each row. False on failure.
+    /// Runs `statement` with one bound text and calls `take` with each row. False on failure.
     template <class Take>
     [[nodiscard]] bool Each(const char* statement, const Chaine& bound, Take take);
     [[nodiscard]] bool ReadColumns(Entry& entry);
@@ -65,7 +65,7 @@ private:
     ESqliteConnection& connection_;
     const ESqliteTypeHints& hints_;
     bool isUtf8_ = true;
-    ESqlError failure_;  // of a call within the rows of a statement
+    ESqlError failure_;  // of a call made while a statement's rows are read
 };
 
 template <class Take>
@@ -115,7 +115,7 @@ bool SchemaReader::Read(std::vector<ESqlTableInfo>& tables) {
             entry.table.orFail = " OR ABORT";
         }
         if (!ReadColumns(entry)) {
-            // A view over what isn't there any more, or a virtual table without its module.
+            // Skips a view of a missing table, and a virtual table without its module.
             if (!entry.isTable && (sqlite3_errcode(connection_.Handle()) & 0xFF) == SQLITE_ERROR) {
                 continue;
             }
@@ -164,7 +164,7 @@ void SchemaReader::Describe(const Entry& entry, ESqlColumn& column) {
     switch (column.type) {
         case TYPE_INT64:
             column.push = ESqlPush::Number;
-            // Wider than needed: a real without fraction reads as a whole number.
+            // Wider than necessary, since a real without a fraction reads as a whole number.
             column.isMissing = "(typeof(" + name + ") <> 'integer')";
             break;
         case TYPE_DOUBLE:
@@ -178,9 +178,10 @@ void SchemaReader::Describe(const Entry& entry, ESqlColumn& column) {
             column.push = ESqlPush::IsoDate;
             break;
         case TYPE_CHAINE:
-            // Elsewhere a number may be read as text, and SQL finds it different from that text.
-            // So it may be in a view that joins several statements, whatever the first declares.
-            // In UTF-16 two texts of bad bytes may be read as one that neither of them equals.
+            // Only with text affinity: otherwise a stored number reads as a text that SQL finds
+            // different from the number. So may a column of a compound view, whatever its first
+            // SELECT declares. In a UTF-16 database two invalid texts may read as one text that
+            // neither of them equals.
             if (affinity == SqliteAffinity::Text && entry.isTable && isUtf8_) {
                 column.push = ESqlPush::Text;
             }
@@ -199,7 +200,7 @@ void SchemaReader::Describe(const Entry& entry, ESqlColumn& column) {
     }
 }
 
-/// Empty with the failure where it can't be had: a table's column has one.
+/// The column's collation; empty with the failure, since every column of a table has one.
 Chaine SchemaReader::CollationOf(const ESqlTableInfo& table, const ESqlColumn& column) {
     const char* collation = nullptr;
     const int code = sqlite3_table_column_metadata(connection_.Handle(), "main", table.name.c_str(),
@@ -211,7 +212,7 @@ Chaine SchemaReader::CollationOf(const ESqlTableInfo& table, const ESqlColumn& c
     return code == SQLITE_OK && collation != nullptr ? Chaine(collation) : Chaine();
 }
 
-/// An unquoted name of the row number that no column hides; empty where there is none.
+/// An unquoted name of the row number that no column hides; empty if there is none.
 const char* RowIdName(const ESqlTableInfo& table) {
     for (const char* const name : {"rowid", "_rowid_", "oid"}) {
         const bool isHidden = std::any_of(
@@ -236,7 +237,7 @@ bool SchemaReader::ReadKey(Entry& entry, std::vector<std::pair<std::int64_t, uns
         return false;
     }
     if (!parts.empty() && !hasIndex && !entry.withoutRowId) {
-        // Only a key without an index of its own is the row number under another name.
+        // A key without an index of its own is the row number under another name.
         table.keyKind = ESqlKeyKind::Integer;
         return true;
     }
@@ -253,11 +254,10 @@ bool SchemaReader::ReadKey(Entry& entry, std::vector<std::pair<std::int64_t, uns
     } else if (!table.rowIdName.empty()) {
         table.keyKind = ESqlKeyKind::RowId;
     }
-    return true;  // with nothing to tell its rows apart it is walked like a view
+    return true;  // a table whose rows can't be addressed is walked like a view
 }
 
-/// Reads the collations by which the index of the key tells rows apart: they need not be those of
-/// the columns.
+/// Reads the collations of the key's index, which may differ from those of the columns.
 bool SchemaReader::ReadKeyIndex(ESqlTableInfo& table, bool& hasIndex) {
     std::vector<std::vector<Chaine>> collations(table.key.size());
     const bool isRead = Each(
@@ -276,7 +276,7 @@ bool SchemaReader::ReadKeyIndex(ESqlTableInfo& table, bool& hasIndex) {
         const bool isKnown = collations[part].size() == 1 && IsBuiltIn(collations[part].front());
         const Chaine own = CollationOf(table, table.columns[table.key[part]]);
         if (!isKnown) {
-            // Texts of the same bytes are one to any collation, and to several of them.
+            // Compares by bytes: texts with equal bytes are equal in every collation.
             table.keyCollations[part] = table.binaryCollation;
         } else if (!own.EqualsFolded(collations[part].front())) {
             table.keyCollations[part] = " COLLATE " + Quoted(collations[part].front());
@@ -312,7 +312,7 @@ bool SchemaReader::ReadForeignKeys(Entry& entry) {
         });
     const std::vector<Chaine> names = SqliteConstraintNames(entry.statement.View());
     for (std::size_t i = 0; i < ids.size(); ++i) {
-        // SQLite numbers them from the last one declared.
+        // SQLite numbers foreign keys from the last one declared.
         ESqlForeignKey& link = table.foreignKeys[i];
         if (names.size() == ids.size()) {
             link.name = names[names.size() - 1 - static_cast<std::size_t>(ids[i])];

@@ -11,11 +11,11 @@ namespace etabulon {
 [[nodiscard]] bool ReadSqliteSchema(ESqliteConnection& connection, const ESqliteTypeHints& hints,
                                     std::vector<ESqlTableInfo>& tables, ESqlError& error);
 
-/// The names of the foreign key constraints in a CREATE TABLE statement, in the order in which
-/// the constraints stand there; empty where one has no name.
+/// The names of the foreign key constraints in a CREATE TABLE statement, in the statement's order;
+/// empty for a constraint without a name.
 [[nodiscard]] std::vector<Chaine> SqliteConstraintNames(std::string_view createTable);
-/// A constraint of the table says what becomes of a row in conflict: such a write could take
-/// another row away.
+/// Whether a constraint of the table has an ON CONFLICT clause, by which a write could remove
+/// another row.
 [[nodiscard]] bool SqliteDeclaresConflict(std::string_view createTable);
 
 enum class SqliteAffinity : std::uint8_t {

@@ -7,21 +7,21 @@ namespace etabulon {
 
 namespace {
 
-// Where memory runs out a text or bytes come as null, though their length is told.
+// If memory runs out SQLite returns null for a text or bytes, but still their length.
 
-/// Null where the text can't be had.
+/// Null if memory runs out.
 const char* TextOf(sqlite3_value* value) noexcept {
-    // Before the length is asked: the text may have to be made first.
+    // Called before the length is asked, since SQLite may convert the value to a text first.
     return reinterpret_cast<const char*>(sqlite3_value_text(value));
 }
 
-/// Null where the bytes can't be had.
+/// Null if memory runs out.
 const char* BlobOf(sqlite3_value* value) noexcept {
     const auto* bytes = static_cast<const char*>(sqlite3_value_blob(value));
     return bytes == nullptr && sqlite3_value_bytes(value) == 0 ? "" : bytes;
 }
 
-/// False where the text can't be had.
+/// False if memory runs out.
 bool ReadWideText(sqlite3_value* from, ESqlValue& value) noexcept {
     value.kind = ESqlValue::Kind::WideText;
     value.bytes = static_cast<const char*>(sqlite3_value_text16(from));
@@ -33,7 +33,7 @@ bool ReadWideText(sqlite3_value* from, ESqlValue& value) noexcept {
     return true;
 }
 
-/// False where the value can't be had.
+/// False if memory runs out.
 bool ReadValue(sqlite3_value* from, ESqlValue& value) noexcept {
     switch (sqlite3_value_type(from)) {
         case SQLITE_INTEGER:
@@ -63,8 +63,8 @@ bool ReadValue(sqlite3_value* from, ESqlValue& value) noexcept {
     return true;
 }
 
-/// SQLite takes the first character off for a byte order mark if it is one: a text that begins so
-/// gets another.
+/// SQLite removes a byte order mark from the text's start, so that a text that begins with one gets
+/// another.
 int BindWideText(sqlite3_stmt* statement, int parameter, std::string_view bytes) {
     constexpr std::string_view kMark("\xFF\xFE", 2);
     constexpr std::string_view kSwappedMark("\xFE\xFF", 2);
@@ -101,7 +101,8 @@ int BindValue(sqlite3_stmt* statement, int parameter, const ESqlValue& value) {
 
 }  // namespace
 
-// After a failure nothing more is asked of SQLite until the step, which would forget the error.
+// After a failure the statement calls SQLite no more until the step: a further call would replace
+// the error.
 void ESqliteStatement::Bind(int parameter, const ESqlValue& value) {
     hasFailed_ = hasFailed_ || BindValue(statement_, parameter, value) != SQLITE_OK;
 }
@@ -129,8 +130,8 @@ ESqlStep ESqliteStatement::StepWalk(ESqlRow& row) {
     return step == ESqlStep::Row && !ReadRow(row) ? ESqlStep::Failed : step;
 }
 
-// The values are "unprotected" ones, which spares two calls each; they are safe to read here, since
-// the connection belongs to this thread alone.
+// Reads "unprotected" values, which saves two calls for each. They are safe here, since only this
+// thread uses the connection.
 bool ESqliteStatement::ReadRow(ESqlRow& row) {
     for (const ESqlCell& cell : row.cells) {
         sqlite3_value* const value = sqlite3_column_value(statement_, cell.column);

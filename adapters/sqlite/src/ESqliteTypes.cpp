@@ -8,7 +8,7 @@ namespace etabulon {
 
 namespace {
 
-constexpr int kWholeDigits = 18;  // of every 64-bit number
+constexpr int kWholeDigits = 18;  // every number of so many digits fits 64 bits
 
 std::string Capitals(std::string_view text) {
     std::string capitals(text);
@@ -54,7 +54,7 @@ int ScaledType(std::string_view declared) {
 }  // namespace
 
 SqliteAffinity SqliteAffinityOf(std::string_view declaredType) {
-    // The rules of SQLite, in its order.
+    // SQLite's rules of affinity, in SQLite's order.
     const std::string declared = Capitals(declaredType);
     if (Holds(declared, "INT")) {
         return SqliteAffinity::Integer;

@@ -17,7 +17,7 @@ namespace etabulon {
 
 namespace {
 
-constexpr std::int64_t kMemoryLimit = std::int64_t{1} << 40;  // SQLite's own is one gigabyte
+constexpr std::int64_t kMemoryLimit = std::int64_t{1} << 40;  // SQLite's default is one gigabyte
 
 std::string FoldedName(const std::string& name) {
     std::string folded = name;
@@ -30,10 +30,10 @@ std::string FoldedName(const std::string& name) {
 std::vector<std::string> ColumnNames(const std::vector<ECsvCell>& header, bool isHeader) {
     std::vector<std::string> names;
     std::set<std::string> used;
-    std::map<std::string, unsigned> suffixes;  // the last one given, so that a run isn't tried anew
+    std::map<std::string, unsigned> suffixes;  // the last suffix given for each name
     for (std::size_t i = 0; i < header.size(); ++i) {
         std::string name = isHeader ? header[i].text : std::string();
-        // A NUL would end the name in the middle of a statement.
+        // A NUL would end the statement in the middle of the name.
         std::erase(name, '\0');
         if (name.empty()) {
             name = "column" + std::to_string(i + 1);
@@ -48,7 +48,7 @@ std::vector<std::string> ColumnNames(const std::vector<ECsvCell>& header, bool i
     return names;
 }
 
-/// Checks the shape of each row; what derives sees the rows behind the header.
+/// Checks the number of cells of each row; derived classes get the rows after the header.
 class Rows : public ECsvRows {
 public:
     Rows(const Chaine& path, bool hasHeader, ESqlError& error)
@@ -85,7 +85,7 @@ private:
     std::uint64_t count_ = 0;
 };
 
-/// The first reading: names and types.
+/// The first pass, for names and types.
 class TypeRows final : public Rows {
 public:
     using Rows::Rows;
@@ -108,7 +108,7 @@ protected:
     }
 };
 
-/// The second reading: into the table.
+/// The second pass, which inserts into the table.
 class InsertRows final : public Rows {
 public:
     InsertRows(const Chaine& path, bool hasHeader, const std::vector<ECsvType>& types,
@@ -211,7 +211,7 @@ std::unique_ptr<ESqliteSource> Loader::Load() {
         auto connection = ESqliteConnection::Create(location, error_);
         isFilled = connection != nullptr && Fill(*connection, shape);
         if (isFilled) {
-            // While this connection holds the database: one in memory goes with its last.
+            // Opened while this connection exists: a database in memory ends with its last one.
             source = ESqliteSource::Open(location, ESqlOpenMode::ReadWrite, error_);
         }
     }

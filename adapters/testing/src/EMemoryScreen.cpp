@@ -8,7 +8,7 @@
 
 namespace etabulon {
 
-/// Whose turn it is: outlives the screen, since a worker may wake it late.
+/// The ports with waiting messages. It outlives the screen, since a worker may wake it late.
 struct EMemoryScreen::Loop {
     std::mutex mutex;
     std::condition_variable woken;

@@ -21,7 +21,7 @@ EMemoryTreeView::~EMemoryTreeView() {
     screen_.StopTimers(*this);
 }
 
-// --- what a test reads ---
+// --- for a test to read ---
 
 void EMemoryTreeView::Log(const std::string& what) { log_ += what + "; "; }
 
@@ -101,7 +101,7 @@ int EMemoryTreeView::Notified(std::uint32_t number) const {
     return found != notified_.end() ? found->second : 0;
 }
 
-// --- what a user does ---
+// --- a user's actions ---
 
 bool EMemoryTreeView::Drag(std::string_view from, std::string_view to) {
     const EDropData data{At(from), At(to)};

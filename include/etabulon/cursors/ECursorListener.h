@@ -4,10 +4,11 @@
 
 namespace etabulon {
 
-/// A listener that takes every step and does nothing: derive from it and override what matters.
+/// A listener that accepts every step and does nothing: derive from it and override the events that
+/// matter.
 ///
-/// Ownership  counted, with one reference for its creator. On the stack it keeps that reference and
-///            must leave the cursor (ECursorListening) before its scope ends.
+/// Ownership  counted, with one reference for its creator. A listener on the stack keeps that
+///            reference, and must leave the cursor (ECursorListening) before its scope ends.
 class ETABULON_API ECursorListener : public ETabulonCursor::INotifier,
                                      public virtual ECountedUnknown {
 public:

@@ -7,16 +7,16 @@
 
 namespace etabulon {
 
-/// A table over the lines of a cache, in the order of a sort description. A line goes behind those
-/// with an equal place, where it is filed when it is made, and stays there whatever changes.
+/// A table over the lines of a cache, in the order of a sort description. A line is filed when it
+/// is made, behind the lines that compare as equal, and keeps its position whatever changes later.
 ///
-/// Made by ETabulonCursorCache::AllocEData.
+/// ETabulonCursorCache::AllocEData makes it.
 ///
-/// Positions  are the lines' numbers: never an address, and never given twice by one cache.
-/// Writing    goes to the cache, and is saved by it. An update writes the line that has the
-///            fields' tag.
+/// Positions  are the lines' numbers, which one cache never gives twice.
+/// Writing    changes the cache, whose Save writes to the source. An update writes the line that
+///            has the fields' tag.
 /// Session    between BeginDelete and EndDelete a deleted record stays the current one, so that a
-///            walk goes on behind it.
+///            walk continues behind it.
 class ETABULON_API ETabulonCursorCache::EDataCache : public EData {
 public:
     EDataCache(ETabulonCursorCache* cache, const ETabulonTag& root, ETabulonSortDesc* sortDesc);
@@ -32,9 +32,9 @@ public:
     EPosition Update(EPosition where) override;
     bool DeleteOne(EPosition where) override;
     bool DeleteLoop() override;
-    /// Deliberate: the line that the table stands on and no other, where Update writes the one that
-    /// has the fields' tag and DeleteOne deletes all lines of one tag. A record whose fields have
-    /// another tag than its line is refused with 8: a line's tag never changes.
+    /// Deliberate: writes exactly the line that the table stands on, where Update writes the line
+    /// that has the fields' tag and DeleteOne deletes all lines of one tag. If the fields have
+    /// another tag than the line, the update is refused with 8: a line's tag never changes.
     /// CursorOnACacheTable holds it.
     EPosition UpdateRecord() override;
     bool DeleteRecord(EPosition where) override;
@@ -44,16 +44,16 @@ public:
     /// The key of the source's record; empty for a line made in memory.
     [[nodiscard]] const EFieldKey& CurKey() override;
 
-    // --- what the cache asks and tells ---
-    /// It isn't this table's current record.
+    // --- called by the cache ---
+    /// Whether the line may be destroyed: it isn't this table's current record.
     [[nodiscard]] bool CanRemoveLine(const CacheLine& line) const;
     void OnLineAdded(CacheLine& line);
     void OnLineDeleted(const CacheLine& /*line*/) {}
     void OnLineRemoved(const CacheLine& line);
-    /// Deliberate: nothing. A line whose values would put it elsewhere keeps its place in the list.
+    /// Deliberate: does nothing. A line whose new values would sort elsewhere keeps its position.
     /// FileNewLinesBehindTheirEquals holds it.
     void OnLineChanged(const CacheLine& /*line*/) {}
-    /// A dead line came back: it may have been dead when this table was made.
+    /// A dead line came back to life. This table lacks it if it was dead when the table was made.
     void OnLineRevived(CacheLine& line);
     void OnCacheCleared();
 
@@ -65,7 +65,7 @@ private:
     EPosition StepFrom(Direction direction);
     EPosition LeaveRecord(std::int32_t newStatus);
     [[nodiscard]] bool Shows(const CacheLine& line) const;
-    /// Calls `remove` with the line at `where`, as a deletion that leaves it unless in a session.
+    /// Calls `remove` with the line at `where`, which the table first leaves unless in a session.
     template <class Remove>
     bool DeleteAt(EPosition where, const Remove& remove);
 

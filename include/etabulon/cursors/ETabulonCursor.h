@@ -18,36 +18,37 @@ namespace etabulon {
 
 class EExtract;
 
-/// Something long-running that can be asked whether it was told to stop.
+/// A long-running activity that can be asked whether it was cancelled.
 class ETABULON_API ICancellableThread {
 public:
     virtual ~ICancellableThread() = default;
     [[nodiscard]] virtual bool IsCancelled() = 0;
 };
 
-/// The abstract walker. A concrete cursor supplies Reset and GetNext; this class wraps them in one
-/// protocol: cancel test, derived fields, filter on the tag, listeners.
+/// The abstract cursor: walks the records under a tag. A concrete cursor supplies Reset and
+/// GetNext; this class wraps them in one protocol: cancel test, derived fields, filter on the tag,
+/// listeners.
 ///
 /// Use        build, declare fields through Init, add notifiers, Browse, remove the notifier.
-/// Ownership  owned by whoever built it, not counted; outlives everything that points at it. It
-///            holds one reference for each entry of its notifiers.
-/// Threads    a walk takes no lock. Cancel may be called from any thread at any time. Clients hold
-///            CursorLock around whatever must not meet a walk. Const operations fill caches.
-/// Failure    every failure is a status, given to the listeners by OnError and to the caller.
-///            Memory exceptions of listeners and steps pass through.
+/// Ownership  owned by its creator, not counted; outlives everything that points at it. It holds
+///            one reference for each entry of its notifiers.
+/// Threads    a walk takes no lock. Cancel may be called from any thread at any time. Callers hold
+///            CursorLock around work that must not run beside a walk. Const operations fill caches.
+/// Failure    every failure is a status, which the listeners get by OnError and the caller as the
+///            result. Memory exceptions of listeners and steps pass through.
 /// Cost       CurrentTag and PrimaryKey are built on first demand, once for each record, in storage
-///            that is reused: a walk allocates nothing per record, but for the texts of labels
-///            that aren't owned text.
+///            that is reused: a walk allocates per record only the texts of labels that aren't
+///            owned text.
 class ETABULON_API ETabulonCursor : public ICancellableThread {
 public:
     /// A listener of walks. A nonzero status ends the walk; StatusEnd ends it as a success.
     class ETABULON_API INotifier : public virtual EUnknown {
     public:
-        /// The cursor was repositioned at `tag`. Nonzero stops the reset.
+        /// The cursor was repositioned at `tag`. A nonzero answer stops the reset.
         virtual CursorStatus OnReset(const ETabulonTag& tag, const ETabulonCursor& cursor) = 0;
-        /// An accepted record is under the cursor. Nonzero stops the step.
+        /// An accepted record is under the cursor. A nonzero answer stops the step.
         virtual CursorStatus OnMove(const ETabulonCursor& cursor) = 0;
-        /// The reset found no record. The end of a walk that met records tells nothing.
+        /// The reset found no record. A walk that found records ends without an event.
         virtual void OnDone(const ETabulonCursor& cursor) = 0;
         virtual void OnCancel(const ETabulonCursor& cursor) = 0;
         virtual void OnError(const ETabulonCursor& cursor, CursorStatus status) = 0;
@@ -55,10 +56,10 @@ public:
 
     /// The write side that a cursor may offer. The caller holds the cursor's lock.
     ///
-    /// StartUpdate moves to the record of the key, and Save then writes that record; Delete
-    /// moves likewise. A table cursor stays where it is if its fields have the tag already: of
-    /// records that have one tag it writes the one that it stands on. The updater of a cache moves
-    /// in any case, as its walks fill the fields without moving the table.
+    /// StartUpdate moves to the record of the key, and Save then writes that record; Delete moves
+    /// in the same way. A table cursor stays on its record if its fields have the tag already: of
+    /// several records with one tag it writes the record that it stands on. The updater of a cache
+    /// always moves, since the walks of a cache fill the fields without moving the table.
     class ETABULON_API IUpdater : public virtual EUnknown {
     public:
         virtual CursorStatus StartInsert(const ETabulonTag& tag) = 0;
@@ -81,47 +82,48 @@ public:
     [[nodiscard]] virtual const ETabulonPrimaryKey& PrimaryKey() const;
     /// Returns a reference for the caller; null where the cursor can't write.
     [[nodiscard]] virtual IUpdater* Updater();
-    /// Always true. Deliberate: with `wait` false, where a caller would expect a try, it blocks as
-    /// with true. Callers are to expect false all the same. InTryModeBlocksUntilItIsFree holds it.
+    /// Returns true. Deliberate: `wait` false, where a caller would expect a try-lock, blocks as
+    /// true does. Callers handle the answer false all the same. InTryModeBlocksUntilItIsFree holds
+    /// it.
     virtual bool CursorLock(bool wait);
     virtual void CursorUnlock();
     [[nodiscard]] virtual bool IsLockedByThisThread() const noexcept;
     virtual void Cancel();
-    /// Tags that CurrentTag() gives while this number stays the same stay as they are too, so that
-    /// the address tells the tag. No two cursors ever have one number. 0 where each record is
-    /// written into the same tag. Ask after CurrentTag().
+    /// While this number stays the same, every tag that CurrentTag() returns stays unchanged at its
+    /// address, so that the address identifies the tag. Two cursors never have the same number. 0
+    /// for a cursor that writes each record into one tag. Call it after CurrentTag().
     [[nodiscard]] virtual std::uint64_t TagGeneration() const noexcept { return 0; }
 
     void Init(const ETabulonLevels& levels);
-    /// A whole walk. StatusOk when it came to its end or a listener ended it with StatusEnd.
+    /// A whole walk. StatusOk if it reached the end or a listener ended it with StatusEnd.
     CursorStatus Browse(const ETabulonTag& tag);
 
     void AddNotifier(INotifier* notifier);
-    /// Takes out every entry of it.
+    /// Removes every entry of this notifier.
     void RemNotifier(INotifier* notifier);
     void AddNotifiers(const PTableau<INotifier*>& notifiers);
     void RemNotifiers(const PTableau<INotifier*>& notifiers);
     [[nodiscard]] const PTableau<INotifier*>& Notifiers() const noexcept { return notifiers_; }
 
-    /// Cancel, then lock: takes the cursor away from a walk. The flag stays set until the next
-    /// reset.
+    /// Cancels a running walk, then takes the lock. The cancel flag stays set until the next reset.
     void GetCursorExclusive();
 
-    /// Whether the variable names a field, or a declared path of links that leads to one. A
-    /// variable that doesn't reads as missing in each record, and no step fails. False before the
-    /// cursor has its fields, which a cursor on a table has from Init.
+    /// Whether the variable names a field, or a declared path of links that leads to a field. A
+    /// variable that can't be resolved reads as missing in each record, and no step fails. False
+    /// before the cursor has its fields; a cursor on a table has them from Init on.
     [[nodiscard]] virtual bool CanResolve(const ETabulonVariableID& variable) const;
-    /// The variables of the levels and of their labels, and those of `others` (of calculations,
-    /// say), that can't be resolved, each once. Ask before a walk where names come from a user: a
-    /// misspelled level makes one blank node of all records.
+    /// The variables that can't be resolved, each once: of the levels, of their labels and of
+    /// `others`, such as those of calculations. Call it before a walk where names come from a user:
+    /// a misspelled level files all records under one blank node.
     [[nodiscard]] std::vector<ETabulonVariableID> FindUnresolved(
         const std::vector<ETabulonVariableID>& others = {}) const;
 
-    /// A field that views `buffer`, which must stay valid as long as the field set lives. An
-    /// existing field of that code or number is returned as it is.
+    /// Adds a field that views `buffer`, which must stay valid as long as the field set lives. An
+    /// existing field of that code or number is returned unchanged.
     const EField& DeclareExtraField(const ETabulonVariableID& id, unsigned short type,
                                     unsigned short size, void* buffer, const Chaine& label);
-    /// Replaces the fields. Requires that ResetDeclaredFields was called if there were any.
+    /// Copies these fields as the cursor's own. Requires that the cursor has no fields yet, or that
+    /// ResetDeclaredFields was called.
     void DeclareMasterFields(const EFieldSet& fields);
     void ResetDeclaredFields();
 
@@ -129,7 +131,8 @@ public:
     [[nodiscard]] const EField& Field(const ETabulonVariableID& id) const {
         return id.GetIn(Fields());
     }
-    /// The field of `variable`, shown by the text of `label`; without a label by its own.
+    /// The value of `variable`, displayed by the text of `label`, or by its own text if `label`
+    /// isn't valid.
     [[nodiscard]] ETabulonValue Value(const ETabulonVariableID& variable,
                                       const ETabulonVariableID& label) const;
 
@@ -142,17 +145,17 @@ protected:
     virtual void DeclareFields() {}
     virtual void PrepareFields() {}
     virtual void CalcFields() {}
-    /// For PrepareFields and CalcFields, which have no result: the step that calls them ends with
-    /// this failure. Fields that couldn't be prepared are prepared again by the next reset.
-    /// Requires a status that ends a walk and isn't that of its end.
+    /// Reports a failure from PrepareFields or CalcFields, which have no result: the step that
+    /// called them ends with this status. The next reset prepares fields again whose preparation
+    /// failed. Requires a failure: not StatusOk, StatusRefused or StatusEnd.
     void FailFields(CursorStatus status) noexcept;
     [[nodiscard]] virtual bool IsInFilter() const;
     virtual CursorStatus OnAcceptedByFilter() { return StatusOk; }
     virtual void OnRefusedByFilter() {}
     virtual void ResetCancel();
     virtual void ExtractCurrentTag(ETabulonTag& tag) const;
-    /// The tag of the values that the fields have, whatever record a walk stands on: for a record
-    /// that is to be written. A cursor that keeps the tag of its record elsewhere passes this on.
+    /// The tag of the values that the fields hold, whatever record a walk stands on: for a record
+    /// that is about to be written. A cursor that stores its record's tag elsewhere overrides this.
     virtual void ExtractTagOfFields(ETabulonTag& tag) const { ExtractCurrentTag(tag); }
     virtual void ExtractPrimaryKey(ETabulonPrimaryKey& key) const;
 
@@ -164,12 +167,12 @@ protected:
     [[nodiscard]] const ETabulonTag& FilterTag() const noexcept { return filterTag_; }
     [[nodiscard]] bool FieldsDirty() const noexcept { return fieldsDirty_; }
     void MarkStale() const noexcept { tagStale_ = keyStale_ = true; }
-    // For who keeps the current tag in a place of its own.
+    // For a cursor that stores the current tag itself.
     [[nodiscard]] bool IsTagStale() const noexcept { return tagStale_; }
     void MarkTagFresh() const noexcept { tagStale_ = false; }
 
 private:
-    /// Where a level's value is read; worked out once for each field set.
+    /// The fields that a level's value is read from; resolved once for each field set.
     struct LevelField {
         unsigned int level;
         const EField* data;
@@ -193,12 +196,12 @@ private:
     mutable bool keyStale_ = false;
 
     mutable std::vector<LevelField> levelFields_;
-    // What levelFields_ is for: the first field of the set, and the number of its shape.
+    // The field set that levelFields_ was resolved for: its first field, and its shape's number.
     mutable const EField* boundFields_ = nullptr;
     mutable std::uint64_t boundShape_ = 0;
 };
 
-/// Holds a cursor exclusively for a scope: GetCursorExclusive, and CursorUnlock at its end.
+/// Holds a cursor exclusively for a scope: calls GetCursorExclusive, and CursorUnlock at its end.
 class [[nodiscard]] ECursorExclusive {
 public:
     explicit ECursorExclusive(ETabulonCursor& cursor) : cursor_(cursor) {
@@ -212,8 +215,8 @@ private:
     ETabulonCursor& cursor_;
 };
 
-/// Holds a cursor's lock for a scope: waits for a walk to let go of it, where ECursorExclusive
-/// cancels it.
+/// Holds a cursor's lock for a scope. It waits until a walk under the lock releases it, where
+/// ECursorExclusive cancels the walk.
 class [[nodiscard]] ECursorLocking {
 public:
     explicit ECursorLocking(ETabulonCursor& cursor) : cursor_(cursor) {

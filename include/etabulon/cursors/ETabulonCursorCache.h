@@ -16,22 +16,22 @@ namespace detail {
 class CacheUpdater;
 }
 
-/// Reads its source once, whole, and is from then on itself the data: walked without touching the
-/// table, edited in memory, and written back by one Save. Tables of its own (AllocEData) show the
-/// same lines, each in an order of its own.
+/// Reads its source once, as a whole, and then holds the data itself: walks don't touch the table,
+/// edits happen in memory, and one Save writes them back. Tables made by AllocEData show the same
+/// lines, each in its own order.
 ///
 /// Use        Browse as any cursor: the first reset reads the source. Edit, Save, ClearCache.
-/// Ownership  the source is not owned. The tables are their callers' and must go before this. Holds
-///            one reference for each entry of its notifiers.
+/// Ownership  the source is not owned. The callers own the tables, which must go before the cache.
+///            The cache holds one reference for each entry of its notifiers.
 /// Threads    edits hold the chain's lock; walks take none.
-/// Failure    beside those of the source: 4 nothing to delete, 5 a line has that tag already, 8 no
-///            live line to update. A memory exception of an edit leaves every line whole, and the
-///            lock free.
+/// Failure    the source's statuses, and: 4 there was nothing to delete, 5 a line has that tag
+///            already, 8 there is no live line to update. A memory exception of an edit leaves
+///            every line whole, and the lock free.
 /// Cost       a walk allocates nothing per record. Edits find their lines by an index of the tags.
-///            Tags that were used once are kept until the cache is cleared.
+///            A tag stays in memory until the cache is cleared, even after its last line went.
 class ETABULON_API ETabulonCursorCache : public ETabulonCursorRelay {
 public:
-    /// What Save does with a line. Lines in the last two states are dead: no walk shows them.
+    /// What Save does with a line. Lines in the last two states are dead: walks skip them.
     enum LineState : std::int32_t {
         LineClean = 0,         // as in the source
         LineModified = 1,      // updates the record
@@ -40,11 +40,12 @@ public:
         LineAddedDeleted = 4,  // nothing
     };
 
-    /// Hears of edits. Each runs under the cursor's lock; it may edit the cache itself.
+    /// A listener of edits. Each event runs under the cursor's lock; a listener may edit the cache.
     class ETABULON_API ICacheNotifier : public virtual EUnknown {
     public:
         virtual void OnCacheCleared() = 0;
-        /// Before the line is made; `fields` may still be filled. Also where a line has the tag.
+        /// Called before the line is made; the listener may fill `fields`. Also called where a line
+        /// has the tag already.
         virtual void OnLineAppended(const ETabulonTag& tag, EFieldSet& fields) = 0;
         virtual void OnLineDeleted(const ETabulonTag& tag) = 0;
         virtual void OnValueUpdated(const ETabulonTag& tag, const ETabulonVariableID& id,
@@ -58,44 +59,45 @@ public:
     explicit ETabulonCursorCache(ETabulonCursor* source);
     ~ETabulonCursorCache() override;
 
-    /// The line's own, good until the cache is cleared twice.
+    /// The line's own tag, valid until the cache is cleared twice.
     [[nodiscard]] const ETabulonTag& CurrentTag() const override;
-    /// Writes past the lines, to the records of their keys wherever the source stands.
+    /// Bypasses the lines: writes the source's records by their keys, wherever the source stands.
     [[nodiscard]] IUpdater* Updater() override;
     [[nodiscard]] std::uint64_t TagGeneration() const noexcept override;
 
-    /// A record that has the tag's values, and those of the updates made on its branch. Requires a
-    /// value for each level.
+    /// Appends a record with the tag's values and those of the updates made on its branch. Requires
+    /// a value for each level.
     CursorStatus Append(const ETabulonTag& tag);
     CursorStatus Append(const EFieldSet& fields);
-    /// At the tag and below it; of later records too. No match is no failure.
+    /// Updates the records at the tag and below it, and those appended there later. StatusOk also
+    /// if there is none yet.
     CursorStatus Update(const ETabulonTag& tag, const ETabulonVariableID& id,
                         const EVariant& value);
-    /// Of the one line that has the fields' tag.
+    /// Updates the line that has the fields' tag.
     CursorStatus Update(const EFieldSet& fields);
-    /// At the tag and below it.
+    /// Deletes the records at the tag and below it.
     CursorStatus Delete(const ETabulonTag& tag);
-    /// Stops a walk and writes what was changed. At the first failure it ends and every line stays
-    /// marked, those already written too. After a success clear the cache: lines that were deleted
-    /// are clean lines again until then.
+    /// Cancels a running walk and writes the changed lines. It ends at the first failure, and every
+    /// line then stays marked as changed, also those already written. Clear the cache after a
+    /// success: until then deleted lines count as clean lines again.
     CursorStatus Save();
     void ClearCache();
 
-    /// Any line isn't as in the source, those that Save has nothing to do for included.
+    /// Whether any line isn't LineClean, those in LineAddedDeleted included.
     [[nodiscard]] bool IsDirty() const noexcept;
-    /// No line is alive.
+    /// Whether no line is alive.
     [[nodiscard]] bool IsEmpty() const noexcept;
-    /// None at the tag or below it.
+    /// Whether no line at the tag or below it is alive.
     [[nodiscard]] bool IsEmpty(const ETabulonTag& tag) const;
-    /// Makes `fields` a new record at the tag, as Append does.
+    /// Fills `fields` as a new record at the tag, as Append does.
     void InitBuffer(EFieldSet& fields, const ETabulonTag& tag) const;
 
-    /// A table on the lines at and below `root`, in the order of `sortDesc`, which it references.
-    /// The caller owns it; it must go before this.
+    /// A table on the lines at and below `root`, in the order of `sortDesc`, to which it adds a
+    /// reference. The caller owns the table, which must go before the cache.
     [[nodiscard]] EData* AllocEData(const ETabulonTag& root, ETabulonSortDesc* sortDesc);
 
     void AddCacheNotifier(ICacheNotifier* notifier);
-    /// Takes out every entry of it.
+    /// Removes every entry of this notifier.
     void RemCacheNotifier(ICacheNotifier* notifier);
     void AddCacheNotifiers(const PTableau<ICacheNotifier*>& notifiers);
     void RemCacheNotifiers(const PTableau<ICacheNotifier*>& notifiers);
@@ -109,40 +111,40 @@ protected:
     [[nodiscard]] bool IsInFilter() const override;
     void ExtractCurrentTag(ETabulonTag& tag) const override;
     void ExtractPrimaryKey(ETabulonPrimaryKey& key) const override;
-    /// Makes a line of the record that the source stands on.
+    /// Makes a line from the record that the source stands on.
     void AppendCurrentToCache();
 
 private:
     class CacheFiller;
     class Lines;
     class Saving;
-    struct LinePlace;
+    struct LineHandle;
 
     CursorStatus AppendLine(const EFieldSet& fields, CacheLine*& line);
     CacheLine& AddLine(const ETabulonTag& tag);
     CursorStatus Fill();
-    /// Takes over the fields, and gives their tag.
+    /// Copies the fields into the source's record, and returns their tag.
     [[nodiscard]] ETabulonTag TakeFields(const EFieldSet& fields);
-    /// Of that line and no other; 8 if the fields have another tag.
+    /// Updates exactly that line; 8 if the fields have another tag.
     CursorStatus UpdateLine(CacheLine& line, const EFieldSet& fields);
     CursorStatus StoreFields(CacheLine& line, const EFieldSet& fields);
     CursorStatus DeleteLine(CacheLine& line);
-    /// `at` is for the line's tag, in the storage that it has.
-    void DeleteAt(const LinePlace& place, ETabulonTag& at);
+    /// `at` receives the line's tag; its storage is reused from line to line.
+    void DeleteAt(const LineHandle& handle, ETabulonTag& at);
     void SendTagToFields(const ETabulonTag& tag) { SendTagToFields(tag, iFields()); }
     void SendTagToFields(const ETabulonTag& tag, EFieldSet& fields) const;
     template <class Call>
-    void TellNotifiers(Call call);
+    void CallNotifiers(Call call);
     template <class Call>
-    void TellTables(Call call);
+    void CallTables(Call call);
 
     std::unique_ptr<detail::CacheUpdater> updater_;
     std::unique_ptr<Lines> lines_;  // with their index by tag, and the current line
     bool mustFill_ = true;          // the next reset reads the source
-    std::uint64_t tagGeneration_;   // another one after each clearing of the lines
+    std::uint64_t tagGeneration_;   // a new number after each clearing of the lines
     ETabulonTag filterTag_;
-    std::vector<EDataCache*> dataCaches_;  // not owned
-    ETabulonPendingChanges changes_;       // the updates of branches, for records appended later
+    std::vector<EDataCache*> dataCaches_;       // not owned
+    ETabulonPendingChanges changes_;            // updates of branches, for records appended later
     PTableau<ICacheNotifier*> cacheNotifiers_;  // one reference each
 };
 

@@ -9,41 +9,44 @@
 
 namespace etabulon {
 
-/// The cursor on a real table: walks an EData, reaches linked variables, locks each accepted record
-/// if asked to, and writes. Derive from it to narrow the table to a tag by SetKeyRange.
+/// The cursor on a real table: walks an EData, reads variables through links, writes, and locks
+/// each accepted record if RecordLockBias says so. Derive from it to narrow the table to a tag by
+/// SetKeyRange.
 ///
-/// Links      A linked record that can't be read ends the step with the status of that failure, and
-///            is read again by the next step that needs it.
-/// Ownership  with ownsTable the table goes with the cursor; its dictionary must outlive both.
-/// Updater    Updater() adds a reference that its caller releases. The first holder and the last
-///            bracket a write session of the table; the count never destroys the cursor.
+/// Links      A linked record that can't be read ends the step with the status of that failure. The
+///            next step that needs the record reads it again.
+/// Ownership  with ownsTable the cursor deletes the table; the dictionary must outlive both.
+/// Updater    Updater() adds a reference that its caller releases. The first holder begins a write
+///            session of the table and the last ends it; the count never destroys the cursor.
 class ETABULON_API ETabulonCursorEData : public ETabulonCursor, public ETabulonCursor::IUpdater {
 public:
     ETabulonCursorEData() = default;
     ~ETabulonCursorEData() override;
 
-    /// Requires a table. With null, as a source answers for a name that it doesn't know, the cursor
-    /// has no fields and no updater, and each step ends with DataOther, as before Init.
+    /// Requires a table. With null, which a source returns for an unknown name, the cursor has no
+    /// fields and no updater, and each step ends with DataOther, as before Init.
     void Init(const ETabulonLevels& levels, EData* table, bool ownsTable);
     [[nodiscard]] EData* Data() const noexcept { return table_; }
-    /// Makes a variable behind links known to the next preparation of fields: that of the first
-    /// reset after Init. False for a path that doesn't resolve, which declares no field and reads
-    /// as missing. May be asked again, also for the links of levels, which Init declares.
+    /// Declares a variable behind links. Its field is made when fields are next prepared: by the
+    /// first reset after Init. False for a path that doesn't resolve; such a variable has no field
+    /// and reads as missing. May be repeated; Init has declared the links of the levels.
     bool DeclareLinkField(const ETabulonVariableID& id);
     [[nodiscard]] bool CanResolve(const ETabulonVariableID& variable) const override;
-    /// Why the last step failed at a record reached through a link; status 0 if it didn't.
+    /// The error by which the last step failed at a linked record; otherwise its status is 0.
     [[nodiscard]] const EDataError& LinkError() const noexcept { return linkError_; }
 
-    /// How accepted records are locked: 0 not at all, 200 the table's lock without the flag, others
-    /// up to 200 with it, 300 the record lock with the flag, others above 200 without it.
+    /// How accepted records are locked: 0 not at all; others below 200 by EData::Lock, which waits,
+    /// 200 without waiting; 300 by EDataTable::LockRecord, which waits, others above 200 without
+    /// waiting.
     [[nodiscard]] int RecordLockBias() const noexcept { return recordLockBias_; }
     void SetRecordLockBias(int bias) noexcept { recordLockBias_ = bias; }
 
     [[nodiscard]] ETabulonCursor::IUpdater* Updater() override;
 
-    /// Gives up what the record lock bias locked.
+    /// Releases the lock that RecordLockBias chose.
     virtual void RecordUnlock();
-    /// Narrows the table to the tag before a walk. May be wider than the tag, never narrower.
+    /// Narrows the table to the tag before a walk. The range may be wider than the tag, never
+    /// narrower.
     virtual CursorStatus SetKeyRange(const ETabulonTag& tag, EData* table) const;
 
 protected:
@@ -54,7 +57,7 @@ protected:
     void CalcFields() override;
     CursorStatus OnAcceptedByFilter() override;
     void ExtractPrimaryKey(ETabulonPrimaryKey& key) const override;
-    /// A record behind a link couldn't be read: the step ends with the error's status.
+    /// A linked record couldn't be read. The step ends with the error's status.
     virtual void OnLinkFailed(const EDataError& error);
 
     CursorStatus StartInsert(const ETabulonTag& tag) override;
@@ -75,7 +78,7 @@ private:
     [[nodiscard]] CursorStatus TableStatus() const noexcept;
     [[nodiscard]] bool HasTable() const noexcept;
     [[nodiscard]] Chaine QualifiedPath(const Chaine& code) const;
-    void TellLinkFailure();
+    void ReportLinkFailure();
     void ClearLinkError() {
         if (linkError_.status != DataOk) {
             linkError_ = EDataError{};
@@ -93,7 +96,7 @@ private:
     bool ownsTable_ = false;
     FSortedMap<ETabulonVariableID, LinkDescriptor> links_;
     bool insertMode_ = false;
-    bool linksTouched_ = false;  // the linked records may have been written over
+    bool linksTouched_ = false;  // a caller may have written into the linked records
     EDataError linkError_;
 };
 

@@ -8,17 +8,17 @@
 
 namespace etabulon {
 
-/// Shows its source as it would look once the pending changes were saved: deleted records are
-/// passed over, updated ones show their new values, inserts come behind the source's last record.
+/// Shows its source as it would look once the pending changes were saved: the walk skips deleted
+/// records, updated records show their new values, and inserts follow the source's last record.
 ///
 /// Use        give it levels by `Init(source->Levels())`; then it is used as any cursor.
-/// Ownership  neither the source nor the changes are owned, and both must outlive this.
-/// Threads    changes may be appended by another thread while this walks: a record meets the script
-///            as it is then, the inserts are those of the reset.
-/// Failure    a source that fails or is cancelled ends the walk; the inserts aren't met then.
+/// Ownership  the source and the changes are not owned, and must outlive this cursor.
+/// Threads    another thread may append changes during a walk: each record shows the script as it
+///            is at that moment; the inserts are those present at the reset.
+/// Failure    a source that fails or is cancelled ends the walk before the inserts.
 class ETABULON_API ETabulonCursorPending : public ETabulonCursorRelay {
 public:
-    /// Not owned, must outlive this.
+    /// Both are not owned, and must outlive this cursor.
     ETabulonCursorPending(ETabulonCursor* source, const ETabulonPendingChanges* changes);
     ~ETabulonCursorPending() override;
 
@@ -34,13 +34,13 @@ protected:
 private:
     CursorStatus ShowInsert();
 
-    bool inInserts_ = false;  // the walk has left the source's records
+    bool inInserts_ = false;  // the walk is past the source's last record
     const ETabulonPendingChanges* changes_;
-    PTableau<ETabulonPendingChanges::Change> inserts_;  // of the walk
+    PTableau<ETabulonPendingChanges::Change> inserts_;  // of the running walk
     std::int32_t insertIndex_ = -1;
     std::unique_ptr<detail::PendingFilter> filter_;  // a copy of the script's
     std::uint64_t filterVersion_ = 0;
-    bool mayBeDeleted_ = true;  // the current record, with the tag that it has
+    bool mayBeDeleted_ = true;  // the filter's answer for the current record's tag
 };
 
 }  // namespace etabulon

@@ -4,23 +4,23 @@
 
 namespace etabulon {
 
-/// A cursor without records of its own: it stands before another, its source, and passes nearly
-/// everything on. Derive from it to change what a walk shows. Relays can be chained: fields, cancel
-/// flag, lock and updater are those of the last source.
+/// A cursor without records of its own: a decorator of another cursor, its source, to which it
+/// forwards nearly everything. Derive from it to change what a walk shows. Relays can be chained:
+/// fields, cancel flag, lock and updater are those of the last source.
 ///
-/// Its own are the levels (give it the source's: `Init(source->Levels())`), the listeners, the
-/// filter tag, and the tag and key of the current record.
+/// The relay has its own levels (give it the source's: `Init(source->Levels())`), listeners and
+/// filter tag, and its own tag and key of the current record.
 ///
-/// Ownership  the source is not owned, and must outlive this.
+/// Ownership  the source is not owned, and must outlive the relay.
 /// Threads    as the source; one flag and one lock serve the whole chain.
-/// Filter     Deliberate: a plain relay filters by the tag that its source was last reset at
-///            itself, not by the one that it is walked at, though listeners are told the latter.
-///            Whoever walks a plain relay resets the source before. Derived relays settle it by
-///            stepping their source with CallReset and CallGetNext.
+/// Filter     Deliberate: a plain relay filters by the tag at which its source itself was last
+///            reset, although OnReset gives listeners the tag of the relay's own walk. A caller
+///            that walks a plain relay resets the source first. Derived relays avoid the difference
+///            by stepping their source with CallReset and CallGetNext.
 ///            WalkOfAPlainRelayKeepsTheFilterOfItsSource holds it.
 class ETABULON_API ETabulonCursorRelay : public ETabulonCursor {
 public:
-    /// Not owned, must outlive this.
+    /// The source is not owned, and must outlive the relay.
     explicit ETabulonCursorRelay(ETabulonCursor* source);
 
     [[nodiscard]] ETabulonCursor* Source() noexcept { return source_; }
@@ -39,7 +39,7 @@ public:
 
 protected:
     EFieldSet& iFields() override;
-    /// The bare step: neither the source's derived fields and filter nor its listeners.
+    /// The source's bare step, without its derived fields, filter and listeners.
     CursorStatus Reset(const ETabulonTag& tag) override;
     CursorStatus GetNext() override;
     [[nodiscard]] bool IsInFilter() const override;
@@ -48,8 +48,8 @@ protected:
     void ExtractTagOfFields(ETabulonTag& tag) const override;
     void ExtractPrimaryKey(ETabulonPrimaryKey& key) const override;
 
-    // The source's whole protocol as one step of a derived relay: its cancel test, its derived
-    // fields, its filter and its listeners. They hide the relay's own, which Browse runs.
+    // For derived relays: one step of the source with its whole protocol (cancel test, derived
+    // fields, filter, listeners). They hide the relay's own steps, which Browse runs.
     CursorStatus CallReset(const ETabulonTag& tag) { return source_->CallReset(tag); }
     CursorStatus CallGetNext() { return source_->CallGetNext(); }
     CursorStatus CallIsInFilter() { return source_->CallIsInFilter(); }

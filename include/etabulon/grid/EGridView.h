@@ -4,7 +4,7 @@
 
 namespace etabulon {
 
-/// A view of a cross table that ignores what it is sent: derive from it and override what matters.
+/// A view of a cross table that ignores every call: derive from it and override what matters.
 class ETABULON_API EGridView : public ITabulonResGridUI {
 public:
     void StartRefresh() override {}

@@ -22,7 +22,7 @@ class ETabulonVariableDesc;
 
 /// An axis of a cross table: a title and an ordered list of labels.
 ///
-/// Ownership  counted; icons are not owned. A copy shares the labels until one side is looked into.
+/// Ownership  counted; icons are not owned. A copy shares the labels until either is accessed.
 /// Threads    one at a time, or the holder of the filler's cursor lock.
 class ETABULON_API ETabulonGridAxe : public virtual ECountedUnknown {
 public:
@@ -32,7 +32,7 @@ public:
         AxeFuncs = 2,  // functions; a label's data is the function's code
     };
 
-    /// A label: a value, and what a view needs to make a column for what lies under it.
+    /// A label: a value, its icon, and the type and size of a column for the values under it.
     class ETABULON_API AxeLabel : public ETabulonValue {
     public:
         static constexpr int kNoColumnType = -1;
@@ -43,8 +43,8 @@ public:
             : ETabulonValue(data, display, modified), icon_(icon) {}
 
         [[nodiscard]] HICON Icon() const noexcept { return icon_; }
-        /// The type and size of the values under this label: kNoColumnType and 0 where the label
-        /// doesn't decide them.
+        /// The type and size of the values under this label: kNoColumnType and 0 if the label
+        /// doesn't determine them.
         [[nodiscard]] int ColumnType() const noexcept { return columnType_; }
         [[nodiscard]] unsigned int ColumnBufferSize() const noexcept { return columnBufferSize_; }
         void SetColumnTypeInfos(int type, unsigned int size) noexcept {
@@ -53,7 +53,7 @@ public:
         }
         /// Splits the display text, or the data as text.
         void SplitCode(Chaine& first, Chaine& second, bool display) const;
-        /// "SUM(AMOUNT)" gives "SUM" and "AMOUNT". What isn't of this form gives two empty texts.
+        /// "SUM(AMOUNT)" gives "SUM" and "AMOUNT". A code of another form gives two empty texts.
         static void SplitCode(const Chaine& code, Chaine& first, Chaine& second);
 
     private:
@@ -62,12 +62,12 @@ public:
         unsigned int columnBufferSize_ = 0;
     };
 
-    // Each returns a reference for the caller. An empty title becomes the data as text.
+    // Each Build returns a reference for the caller. An empty title becomes the data as text.
     [[nodiscard]] static ETabulonGridAxe* Build(AxeType type, const EVariant& data,
                                                 const Chaine& displayName, HICON icon);
     /// A data axis for a level, still without labels. Requires that the level exists.
     [[nodiscard]] static ETabulonGridAxe* Build(unsigned int level, const ETabulonLevels* levels);
-    /// As Build, held by an ERef.
+    /// The same as Build, held by an ERef.
     template <class... Arguments>
     [[nodiscard]] static ERef<ETabulonGridAxe> Make(Arguments&&... arguments) {
         return ERef<ETabulonGridAxe>::Adopt(Build(std::forward<Arguments>(arguments)...));
@@ -84,7 +84,7 @@ public:
     [[nodiscard]] unsigned int Size() const noexcept { return labels_.Size(); }
     /// Requires index < Size().
     [[nodiscard]] const AxeLabel& Label(unsigned int index) const { return labels_.At(index); }
-    // Without this one a number would be taken for data on an axis that isn't const.
+    // Without this overload, on a non-const axis a number would convert to EVariant data.
     [[nodiscard]] const AxeLabel& Label(unsigned int index) { return labels_.At(index); }
     /// The first label with this data. Requires HasLabel(data).
     [[nodiscard]] const AxeLabel& Label(const EVariant& data) const;
@@ -95,21 +95,21 @@ public:
     /// Writes the label into the tag, at the axis's level. For data axes.
     void SetLabelInTag(ETabulonTag& tag, unsigned int index) const;
 
-    // --- adding; the label is good until the next one is added ---
-    /// These two append in any case.
+    // --- adding; the returned label is valid until the next one is added ---
+    /// These two append a label, even if one with this data exists.
     AxeLabel& AddLabel(const EVariant& data, const Chaine& display, HICON icon);
     AxeLabel& AddLabel(const ETabulonValue& value, HICON icon);
-    // These find the label if it is there already.
+    // These return the existing label with this data, if there is one.
     AxeLabel& AddLabel(const ETabulonCumulFunc* function);
     AxeLabel& AddLabel(const ETabulonVariableDesc* variable);
     /// Displays the variable's header, with `headerOnly` false within "function(header)".
     AxeLabel& AddLabel(const ETabulonVariableDesc* variable, const ETabulonCumulFunc* function,
                        bool headerOnly);
-    /// Of the tag's value at the key's level, in the order of the sort description. Requires that
-    /// the tag holds the level and the labels are in that order.
+    /// Inserts a label for the tag's value at the key's level, in the order of the sort
+    /// description. Requires that the tag holds the level, and that the labels are in that order.
     AxeLabel& AddLabel(const ETabulonTag& tag, const ETabulonSortDesc* sortDesc,
                        const ETabulonSortKey& key);
-    /// The same for many values, one after the other, at once. Requires an axis without labels.
+    /// The same as adding these values one after the other. Requires an axis without labels.
     void AddLabels(std::span<const ETabulonValue* const> values, const ETabulonSortDesc* sortDesc,
                    const ETabulonSortKey& key);
 

@@ -12,25 +12,25 @@
 
 namespace etabulon {
 
-/// The description of one cross table: where in the tree it stands, and how its axes are shared
-/// between the calculations and the levels below that place.
+/// The description of one cross table: its root tag, and how its axes are shared between the
+/// calculations and the levels below the root.
 ///
-/// Several variables or functions don't fit into one cell: they take axes of their own, the
-/// intrinsic axes. What is left of the axes asked for goes to the levels, the data axes. Levels
-/// that the sort description hides in calculations are no axes.
+/// Several variables or functions don't fit into one cell, so that they take axes of their own, the
+/// intrinsic axes. The other axes asked for go to the levels: the data axes. Levels that the sort
+/// description hides in calculations get no axis.
 ///
 /// Ownership  counted; has copies of the sort description and of the calculations.
 /// Threads    as the filler: const operations fill two caches.
-/// Immutable  but for these.
+/// Immutable  except for these caches.
 class ETABULON_API ETabulonGridCumuls : public virtual ECountedUnknown {
 public:
     enum IntrinsicAxesMode : std::int32_t {
-        IntrinsicUnknown = 0,       // not computed yet
-        IntrinsicNone = 1,          // one calculation's worth: no axis
-        IntrinsicPriority = 2,      // several, of which only the priority one is shown: no axis
-        IntrinsicVars = 3,          // variables, with their own column types
-        IntrinsicFuncs = 4,         // several functions of one variable
-        IntrinsicVarFuncs = 5,      // several variables with one function each
+        IntrinsicUnknown = 0,   // not computed yet
+        IntrinsicNone = 1,      // at most one variable and function: no axis
+        IntrinsicPriority = 2,  // several, of which the grid shows only the priority one: no axis
+        IntrinsicVars = 3,      // variables, with their own column types
+        IntrinsicFuncs = 4,     // several functions of one variable
+        IntrinsicVarFuncs = 5,  // several variables with one function each
         IntrinsicVarsAndFuncs = 6,  // an axis of variables and an axis of functions
     };
 
@@ -38,7 +38,7 @@ public:
     [[nodiscard]] static ETabulonGridCumuls* Build(
         const ETabulonTag& root, unsigned int axesCount, const ETabulonSortDesc* sortDesc,
         const ITabulonCumulFuncOnVarCollection* calculations);
-    /// As Build, held by an ERef.
+    /// The same as Build, held by an ERef.
     template <class... Arguments>
     [[nodiscard]] static ERef<ETabulonGridCumuls> Make(Arguments&&... arguments) {
         return ERef<ETabulonGridCumuls>::Adopt(Build(std::forward<Arguments>(arguments)...));
@@ -60,21 +60,21 @@ public:
     [[nodiscard]] IntrinsicAxesMode AxesMode() const;
     /// The number of axes that the grid has.
     [[nodiscard]] unsigned int GridAxesCount() const;
-    /// Those of them that are data axes.
+    /// The number of data axes among them.
     [[nodiscard]] unsigned int CalculationAxesCount() const;
     /// The number of levels below the root.
     [[nodiscard]] unsigned int MaxDataAxesCount() const;
-    /// How many data axes have a level: CalculationAxesCount(), unless the root holds more levels
-    /// than the sort description shows.
+    /// The number of data axes with a level: CalculationAxesCount(), unless the root holds more
+    /// levels than the sort description shows.
     [[nodiscard]] unsigned int DetailLevelCount() const;
 
     /// Returns a reference for the caller. A data axis comes without labels.
     [[nodiscard]] ETabulonGridAxe* BuildAxeDesc(unsigned int index) const;
-    /// The tag is the root or below it.
+    /// Whether the tag is the root or below it.
     [[nodiscard]] bool IsComputeTag(const ETabulonTag& tag) const;
-    /// The root and what the tag holds of the data axes' levels.
+    /// The root with the tag's values at the levels of the data axes.
     [[nodiscard]] ETabulonTag ExtractComputeTag(const ETabulonTag& tag) const;
-    /// Running buffers on this description. Returns a reference for the caller.
+    /// New running results for this description. Returns a reference for the caller.
     [[nodiscard]] ETabulonGridCumulsBuffers* Start();
 
 protected:

@@ -17,15 +17,15 @@ namespace detail {
 class GridCells;
 }  // namespace detail
 
-/// The running results of a grid: takes the records of a walk, and sends axes, cells and totals to
-/// a view. Made by ETabulonGridCumuls::Start; there is no clearing.
+/// The running results of a grid: folds the records of a walk, and sends axes, cells and totals to
+/// a view. ETabulonGridCumuls::Start makes it; a new walk needs a new object.
 ///
 /// Ownership  counted; holds a reference to its description.
-/// Threads    one walk writes. Readers hold the cursor's lock, as the filler does for them: they
-///            write too, as the axes are made when asked for.
-/// Failure    none is reported. Records outside the root are dropped; what doesn't exist is sent as
-///            ValNull.
-/// Cost       a record that falls where another fell allocates nothing.
+/// Threads    one walk writes. Readers hold the cursor's lock, as the filler does for them: reading
+///            writes too, since the axes are built on demand.
+/// Failure    none is reported. Records outside the root are ignored; a cell without records is
+///            sent as ValNull.
+/// Cost       a record of a known cell allocates nothing.
 class ETABULON_API ETabulonGridCumulsBuffers : public virtual ECountedUnknown {
 public:
     /// Adds a reference to `desc`.
@@ -38,10 +38,10 @@ public:
     /// Folds a record into its cell and totals. Requires that the extract knows the variables of
     /// the description's calculations.
     void AddValue(const ETabulonExtractValue& extract);
-    /// Returns a reference for the caller. The same axis until the next AddValue.
+    /// Returns a reference for the caller, to the same axis until the next AddValue.
     [[nodiscard]] ETabulonGridAxe* BuildAxeDesc(unsigned int index) const;
-    /// The variable and the position behind a cell. One past the last label of an axis is its
-    /// total. False for a cell that a grid without axes doesn't have.
+    /// The variable and the tag behind a cell. The index one past an axis's last label means its
+    /// total. False for a cell other than (0, 0) of a grid without axes.
     [[nodiscard]] bool GetSelection(unsigned int column, unsigned int line,
                                     ETabulonVariableID* variable, ETabulonTag* tag) const;
     void SendTo(ITabulonResGridUI* view) const;
@@ -52,7 +52,7 @@ protected:
 private:
     friend class ETabulonGridFiller;
 
-    /// AddValue of an extract that was made for this description's calculations, in their order.
+    /// AddValue for an extract that was initialised with this description's calculations.
     void AddOwnValue(const ETabulonExtractValue& extract);
     void ReleaseAxes() const noexcept;
     void GetSelection(const ETabulonGridAxe& axe, unsigned int index, ETabulonVariableID* variable,
@@ -60,7 +60,8 @@ private:
 
     ERef<ETabulonGridCumuls> desc_;
     std::unique_ptr<detail::GridCells> cells_;
-    // By index; entries may be null. Of the cells as they were before the last AddValue, if stale.
+    // By index; entries may be null. If stale, the axes lack the records of the last AddValue
+    // calls.
     mutable std::vector<ERef<ETabulonGridAxe>> axes_;
     mutable bool axesStale_ = false;
 };

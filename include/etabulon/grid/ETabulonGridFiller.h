@@ -1,7 +1,7 @@
 #pragma once
 
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
-#include "etabulon/cursors/ETabulonCursor.h"
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/grid/fwd.h"
 #include "etabulon/sort/fwd.h"
@@ -16,22 +16,21 @@ class ETabulonPendingChanges;
 /// The listener that turns a cursor's walk into a grid.
 ///
 /// Use        Build, SetParams, add it to the cursor's notifiers, Browse, SendTo a view. A reset
-///            drops the grid that was and starts anew; how the walk ends makes no difference to
-///            what can be sent.
-/// Ownership  counted. Neither the cursor, nor the pending changes, nor the sort description are
-///            owned; the latter must outlive the next reset, when it is copied.
+///            drops the previous grid and starts an empty one. A walk that is cancelled or fails
+///            leaves the records that it reached, and SendTo sends them.
+/// Ownership  counted. The cursor, the pending changes and the sort description are not owned; a
+///            reset copies the sort description, which must live until then.
 /// Threads    records come on the walking thread, without a lock. BuildAxeDesc, GetSelection and
 ///            SendTo take the cursor's lock, and a view is called under it. SetParams takes none
 ///            and must not meet a walk.
-/// Failure    none is reported, and a walk's failure leaves no trace here. Requires a reset before
-///            anything is asked of the grid.
-class ETABULON_API ETabulonGridFiller : public ETabulonCursor::INotifier,
-                                        public virtual ECountedUnknown {
+/// Failure    none is reported, and the filler keeps no status of the walk. Requires SetParams
+///            before a walk, and a reset before any of the grid's operations.
+class ETABULON_API ETabulonGridFiller : public ECursorListener {
 public:
     /// Returns a reference for the caller, who adds it to the cursor. `pending` may be null.
     [[nodiscard]] static ETabulonGridFiller* Build(ETabulonCursor* cursor,
                                                    const ETabulonPendingChanges* pending);
-    /// As Build, held by an ERef.
+    /// The same as Build, held by an ERef.
     template <class... Arguments>
     [[nodiscard]] static ERef<ETabulonGridFiller> Make(Arguments&&... arguments) {
         return ERef<ETabulonGridFiller>::Adopt(Build(std::forward<Arguments>(arguments)...));
@@ -42,7 +41,7 @@ public:
     /// Drops the grid at once; a new one comes with the next reset. The calculations are copied.
     void SetParams(const ITabulonCumulFuncOnVarCollection* calculations, unsigned int axesCount,
                    const ETabulonSortDesc* sortDesc);
-    /// The filler's own.
+    /// The filler's copy of the calculations.
     [[nodiscard]] const ITabulonCumulFuncOnVarCollection* Calculations() const noexcept {
         return &calculations_;
     }
@@ -50,7 +49,7 @@ public:
     [[nodiscard]] unsigned int GridAxesCount() const;
     /// Returns a reference for the caller.
     [[nodiscard]] ETabulonGridAxe* BuildAxeDesc(unsigned int index) const;
-    /// The variable and the position behind a cell; one past the last label of an axis is its
+    /// The variable and the tag behind a cell. The index one past an axis's last label means its
     /// total.
     [[nodiscard]] bool GetSelection(int column, int line, ETabulonVariableID* variable,
                                     ETabulonTag* tag) const;
@@ -58,9 +57,6 @@ public:
 
     CursorStatus OnReset(const ETabulonTag& tag, const ETabulonCursor& cursor) override;
     CursorStatus OnMove(const ETabulonCursor& cursor) override;
-    void OnDone(const ETabulonCursor& /*cursor*/) override {}
-    void OnCancel(const ETabulonCursor& /*cursor*/) override {}
-    void OnError(const ETabulonCursor& /*cursor*/, CursorStatus /*status*/) override {}
 
 protected:
     ETabulonGridFiller(ETabulonCursor* cursor, const ETabulonPendingChanges* pending);

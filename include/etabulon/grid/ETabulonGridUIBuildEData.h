@@ -21,13 +21,14 @@ class ETabulonValue;
 class ETabulonVariableID;
 class ITabulonCumulFuncOnVarCollection;
 
-/// The view that makes a table of a grid: lines become records, columns become fields, and the
-/// labels of the lines stay beside it. A grid of one axis is one record, a grid of none one field.
-/// Totals of lines and columns don't reach the table.
+/// The view that makes a table of a grid: lines become records and columns become fields;
+/// LinesLabels() gives the labels of the lines. A grid with one axis becomes one record, a grid
+/// with none becomes one field. The table has no totals of lines and columns.
 ///
-/// Ownership  the calculations aren't owned. The table is, if `ownsResult` was given; otherwise it
-///            is the caller's, who takes it before Reset. A copy has the settings and no table.
-/// Threads    called under the filler's cursor lock; the table is then the caller's thread's.
+/// Ownership  the calculations are not owned. The table is owned if `ownsResult` is true; otherwise
+///            the caller takes it before Reset. A copy has the settings and no table.
+/// Threads    called under the filler's cursor lock; afterwards one thread at a time uses the
+///            table.
 /// Failure    none is reported. Requires the order and bounds of ITabulonResGridUI.
 class ETABULON_API ETabulonGridUIBuildEData : public ITabulonResGridUI {
 public:
@@ -37,14 +38,15 @@ public:
     ETabulonGridUIBuildEData& operator=(const ETabulonGridUIBuildEData& other);
     ~ETabulonGridUIBuildEData() override;
 
-    /// Null until all axes came.
+    /// Null until SetAxe was called for every axis.
     [[nodiscard]] EData* Result() const;
     /// One text for each record.
     [[nodiscard]] PTableau<Chaine> LinesLabels() const { return lineLabels_; }
-    /// What labels and headers show. To be set before the axes come.
+    /// What labels and headers show. Set it before the grid is sent.
     [[nodiscard]] ETabulonDisplayMode DisplayMode() const noexcept { return displayMode_; }
     void SetDisplayMode(ETabulonDisplayMode mode) noexcept { displayMode_ = mode; }
-    /// The variable and the position behind a cell of the table, of the grid that `filler` sent.
+    /// The variable and the tag behind a cell of the table, which shows the grid that `filler`
+    /// sent.
     [[nodiscard]] bool GetSelection(const ETabulonGridFiller* filler, unsigned int column,
                                     unsigned int line, ETabulonVariableID* id,
                                     ETabulonTag* tag) const;
@@ -72,7 +74,7 @@ private:
     const ITabulonCumulFuncOnVarCollection* functions_;  // not owned
     bool ownsResult_;
     EDataArray* result_ = nullptr;  // owned if ownsResult_
-    std::byte* buffer_ = nullptr;   // of all records; the table's
+    std::byte* buffer_ = nullptr;   // all records; owned by the table
     std::uint32_t recordSize_ = 0;
     PTableau<Chaine> lineLabels_;
     std::uint32_t axeCount_ = 0;

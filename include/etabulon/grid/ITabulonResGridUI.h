@@ -9,10 +9,10 @@ namespace etabulon {
 class ETabulonGridAxe;
 class ETabulonValue;
 
-/// A view of a cross table: it is told the axes, then the cells line by line, then the totals.
+/// A view of a cross table. It gets the axes, then the cells line by line, then the totals.
 ///
 /// Order    StartRefresh, Reset, SetAxeCount, SetAxe for each axis with all its labels, the values
-///          and totals if the grid holds any record, EndRefresh.
+///          and totals if the grid holds a record, EndRefresh.
 /// Axes     lines lie along axis 0 and columns along axis 1. A grid of one axis sends its values
 ///          along the lines, as SetValue(0, index, value), and its total as
 ///          SetTotal(AxeLines, 0, value); a grid of none sends the one value (0, 0).
@@ -20,15 +20,15 @@ class ETabulonValue;
 class ETABULON_API ITabulonResGridUI : public virtual ITabulonResultUI {
 public:
     enum AxeDirection : std::uint32_t {
-        AxeLines = 0,    // axis 0; of a total: that of a column, which lies in the total line
-        AxeColumns = 1,  // axis 1; of a total: that of a line, which lies in the total column
+        AxeLines = 0,    // axis 0; for a total: a column's, which lies in the total line
+        AxeColumns = 1,  // axis 1; for a total: a line's, which lies in the total column
     };
 
     virtual void SetAxeCount(unsigned int count) = 0;
     /// `direction` is the axis's index, also when it is 2 or more. A view that keeps the axis past
     /// EndRefresh adds a reference.
     virtual void SetAxe(AxeDirection direction, const ETabulonGridAxe* axe) = 0;
-    /// ValNull where no record fell, ValSpecial where common values differ.
+    /// ValNull for a cell without records, ValSpecial if its records' common values differ.
     virtual void SetValue(unsigned int column, unsigned int line, const ETabulonValue& value) = 0;
     /// The grand total.
     virtual void SetTotal(const ETabulonValue& value) = 0;

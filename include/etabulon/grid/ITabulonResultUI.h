@@ -4,15 +4,15 @@
 
 namespace etabulon {
 
-/// What every view of a result hears, whatever the result.
+/// The calls that views of all kinds of results get.
 class ETABULON_API ITabulonResultUI {
 public:
     virtual ~ITabulonResultUI() = default;
-    /// The first call of a sending; Reset follows at once.
+    /// The first call of each sending; Reset follows immediately.
     virtual void StartRefresh() = 0;
-    /// The last.
+    /// The last call of each sending.
     virtual void EndRefresh() = 0;
-    /// Forget what was shown.
+    /// Clears the view.
     virtual void Reset() = 0;
 };
 

@@ -18,16 +18,16 @@ namespace detail {
 class PendingFilter;
 }
 
-/// The script of edits that were made and not yet saved. It is kept in normal form as it grows:
-/// each append removes what the new change supersedes.
+/// The script of edits that were made and not yet saved. Each append keeps it in normal form by
+/// removing the changes that the new change supersedes.
 ///
-/// Threads    every operation holds the script's lock for the time of the call, so that one thread
-///            may append while another reads. What hands out a reference (GetFinalValue, Script())
-///            is for the one thread that also appends; others use the forms that copy. The tags and
-///            fields given to a call are the caller's.
-/// Failure    none: an append that changes nothing is silent. One that ends by a memory exception
-///            has left the script as it was.
-/// Cost       changes are found through indexes: neither an append nor a question scans the script.
+/// Threads    every operation holds the script's lock during the call, so that one thread may
+///            append while another reads. Operations that return a reference (GetFinalValue,
+///            Script()) are for the thread that appends; other threads use the forms that copy. The
+///            caller keeps the tags and fields that it passes away from other threads.
+/// Failure    none: an append without effect is silent. An append that ends by a memory exception
+///            leaves the script unchanged.
+/// Cost       indexes find the changes: neither an append nor a query scans the script.
 class ETABULON_API ETabulonPendingChanges {
 public:
     enum ChangeType : std::int32_t {
@@ -56,9 +56,10 @@ public:
         [[nodiscard]] const ETabulonVariableID& VarDataID() const noexcept { return id_; }
         [[nodiscard]] const EVariant& Value() const noexcept { return value_; }
 
-        /// It applies at `tag`: at its own selection, and below.
+        /// Whether the change applies at `tag`, which is at or below its selection.
         [[nodiscard]] bool Matches(const ETabulonTag& tag) const;
-        /// And is of the same variable, by number if `id` has one, else by code.
+        /// Whether it applies at `tag` and is of the variable `id`, compared by number if `id` has
+        /// one, otherwise by code.
         [[nodiscard]] bool Matches(const ETabulonTag& tag, const ETabulonVariableID& id) const;
 
     private:
@@ -76,41 +77,42 @@ public:
     void AppendUpdate(const ETabulonTag& tag, const ETabulonVariableID& id, const EVariant& value);
     void AppendInsert(const ETabulonTag& tag);
     void AppendDelete(const ETabulonTag& tag);
-    /// The one place where the script grows.
+    /// The other appends call this one.
     void AppendChange(const Change& change);
     /// Removes all changes.
     void Reset();
 
-    /// The value of the first update that applies, by reference to the script, or `current`.
+    /// The value of the first update that applies, as a reference into the script, or `current`.
     [[nodiscard]] const EVariant& GetFinalValue(const ETabulonTag& tag,
                                                 const ETabulonVariableID& id,
                                                 const EVariant& current) const;
-    /// The same as a copy made under the lock. `result` becomes the value, or `current` and the
-    /// answer is false. Nothing is allocated where `result` has held such a value before.
+    /// The same as a copy made under the lock. True if an update applies; `result` becomes its
+    /// value, otherwise `current`. Allocates nothing if `result` has room for the value already.
     bool GetFinalValueCopy(const ETabulonTag& tag, const ETabulonVariableID& id,
                            const EVariant& current, EVariant& result) const;
     [[nodiscard]] bool IsDeleted(const ETabulonTag& tag) const;
-    /// An update of that variable applies; of the empty identifier also a delete.
+    /// Whether an update of that variable applies, or for the empty identifier also a delete.
     [[nodiscard]] bool IsModified(const ETabulonTag& tag, const ETabulonVariableID& id) const;
-    /// An update of any variable applies: UpdateFields would be true.
+    /// Whether an update of any variable applies: UpdateFields would return true.
     [[nodiscard]] bool IsUpdated(const ETabulonTag& tag) const;
-    /// Stores the updates that apply, in order, so that the newest stands at the end. False if
-    /// there was none.
+    /// Stores the values of the updates that apply, in order of arrival, so that the newest wins.
+    /// False if none applies.
     bool UpdateFields(EFieldSet& fields, const ETabulonTag& tag) const;
 
-    /// In order of arrival. For the thread that appends; the reference is good while this lives.
+    /// The changes in order of arrival, for the thread that appends. The reference stays valid
+    /// while this script lives.
     [[nodiscard]] const PTableau<Change>& Script() const;
     /// The changes of one type, in order.
     [[nodiscard]] PTableau<Change> Script(ChangeType type) const;
-    /// Those of them at and under `tag`, in order.
+    /// The changes of one type at and below `tag`, in order.
     [[nodiscard]] PTableau<Change> ScriptUnder(ChangeType type, const ETabulonTag& tag) const;
-    /// The whole script as a copy made under the lock, which shares nothing with it.
+    /// A deep copy of the whole script, made under the lock.
     [[nodiscard]] PTableau<Change> ScriptCopy() const;
-    /// How many changes there are.
+    /// The number of changes.
     [[nodiscard]] std::uint32_t Size() const;
 
 private:
-    friend class ETabulonSavePending;    // finds the changes of its snapshot by the same index
+    friend class ETabulonSavePending;    // indexes its snapshot by Index
     friend class ETabulonCursorPending;  // keeps a copy of the filter
     class Index;
     using Arrivals = std::vector<std::uint64_t>;  // numbers of changes
@@ -121,14 +123,14 @@ private:
     void AddUpdate(const Change& change);
     void AddInsert(const Change& change);
     void AddDelete(const Change& change);
-    /// Adds the changes at and under `tag`.
+    /// Adds to `under` the changes at and below `tag`.
     void FindUnder(ChangeType type, const ETabulonTag& tag, Arrivals& under) const;
     [[nodiscard]] Arrivals FindEqual(ChangeType type, const ETabulonTag& selection) const;
     void RemoveAll(Arrivals& arrivals);
     void Replace(Arrivals& covered, const Change& change);
     void PublishCounts() noexcept;
     void AddToFilter(const Change& change);
-    /// Makes `copy` the present filter unless `version` says that it is.
+    /// Copies the filter to `copy` unless `version` shows that the copy is current.
     void CopyFilter(detail::PendingFilter& copy, std::uint64_t& version) const;
     [[nodiscard]] const Change* FindUpdate(const ETabulonTag& tag,
                                            const ETabulonVariableID& id) const;
@@ -136,8 +138,8 @@ private:
 
     mutable ECriticalSection lock_;
     PTableau<Change> script_;       // guarded by lock_
-    std::unique_ptr<Index> index_;  // guarded by lock_; it adds to script_ and removes from it
-    // Of each type, so that a walk over a script without such changes doesn't take the lock.
+    std::unique_ptr<Index> index_;  // guarded by lock_; adds to and removes from script_
+    // The number of changes by type: a walk takes the lock only if there are changes of its type.
     std::atomic<std::uint32_t> counts_[3] = {};
     std::unique_ptr<detail::PendingFilter> filter_;  // guarded by lock_
     std::atomic<std::uint64_t> filterVersion_{1};    // rises with each change of it

@@ -7,32 +7,34 @@ namespace etabulon {
 class ETabulonCursorPending;
 class ETabulonPendingChanges;
 
-/// Plays a script of pending changes against the table, through a cursor's updater: updates and
-/// deletes by a walk under a tag, in the order of the records; then the inserts, in that of the
+/// Applies a script of pending changes to the table through a cursor's updater: first updates and
+/// deletes by a walk under a tag, in the order of the records; then inserts, in the order of the
 /// script.
 ///
-/// Ownership  neither the cursor nor the levels are owned, and both must outlive this. The updater
-///            is held for the life of this, and with it the write session of the table.
+/// Ownership  the cursor and the levels are not owned, and must outlive this object. It holds the
+///            updater from construction to destruction, and with it the table's write session.
 /// Threads    Run holds the cursor's lock and works on copies of the changes. A Cancel from another
 ///            thread ends its walk.
-/// Failure    there is no transaction here. What was written before a failure stays written, and
-///            the script stays whole: a second Run writes again what was written.
+/// Failure    no transaction: records written before a failure stay written, and the script stays
+///            unchanged, so that a second Run writes them again.
 class ETABULON_API ETabulonSavePending {
 public:
     /// Requires a cursor that offers an updater.
     ETabulonSavePending(ETabulonCursor* cursor, const ETabulonLevels& levels);
-    /// Saves through the overlay's source: the table as it is, not as the script would make it.
+    /// Saves through the source of `cursor`, which shows the table without the script.
     ETabulonSavePending(ETabulonCursorPending* cursor, const ETabulonLevels& levels);
-    /// Deliberate: takes no reference to the updater, though each of the two gives one back when it
-    /// goes. The first to go ends the write session; whoever copies adds a reference to the updater
-    /// if the other is to write afterwards. CopyTakesNoReferenceToTheUpdater holds it.
+    /// Deliberate: the copy adds no reference to the updater, though original and copy each release
+    /// one in their destructors. The first destructor ends the write session; a caller that copies
+    /// adds a reference if the other object is to write afterwards.
+    /// CopyTakesNoReferenceToTheUpdater holds it.
     ETabulonSavePending(const ETabulonSavePending& other) = default;
     ETabulonSavePending& operator=(const ETabulonSavePending&) = delete;
     virtual ~ETabulonSavePending();
 
-    /// Updates and deletes below `tag`, and all inserts. StatusOk, the status of the last record
-    /// that the walk wrote, or that of the first insert that failed; StatusCancelled if the walk
-    /// was. The script isn't cleared: that is for the caller, after a success.
+    /// Applies the updates and deletes at and below `tag`, and all inserts. Returns the status of
+    /// the last record that the walk wrote if that isn't StatusOk, StatusCancelled for a cancelled
+    /// walk, otherwise the status of the first insert that failed, or StatusOk. The caller resets
+    /// the script after a success.
     [[nodiscard]] CursorStatus Run(const ETabulonPendingChanges* changes, const ETabulonTag& tag);
 
     [[nodiscard]] const ETabulonLevels& Levels() const noexcept { return levels_; }

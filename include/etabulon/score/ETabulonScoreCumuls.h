@@ -13,15 +13,14 @@
 
 namespace etabulon {
 
-/// The description of one ranking: where in the tree it stands, how many levels below make a label,
-/// what is calculated for each label, and in which direction the labels are ranked. Made for one
-/// walk.
+/// The description of one ranking: its root tag, how many levels below make a label, the
+/// calculations for each label, and the direction of the ranking. It serves one walk.
 ///
 /// Ownership  counted; has copies of the sort description and of the calculations.
-/// Copies     a copy names the same sort description without a reference of its own, and gives one
-///            back when it goes: whoever copies calls RetainShared on the copy.
+/// Copies     a copy shares the sort description without a reference of its own, and its destructor
+///            releases one: a caller that copies calls RetainShared on the copy.
 /// Threads    as the filler: const operations fill a cache.
-/// Immutable  but for that.
+/// Immutable  except for this cache.
 class ETABULON_API ETabulonScoreCumuls : public virtual ECountedUnknown {
 public:
     enum ScoreAxeMode : std::int32_t {
@@ -32,27 +31,27 @@ public:
         ScoreAxeCalcsMany = 4,  // several of both, and several functions for some variable
     };
 
-    /// Returns a reference for the caller. Values of the root that the sort description hides in
-    /// calculations are dropped, and `levelCount` is cut to the levels that are left below it.
+    /// Returns a reference for the caller. Removes the root's values at levels that the sort
+    /// description hides in calculations, and cuts `levelCount` to the levels below the root.
     [[nodiscard]] static ETabulonScoreCumuls* Build(
         const ETabulonTag& root, const ETabulonSortDesc* sortDesc,
         const ITabulonCumulFuncOnVarCollection* calculations, unsigned int levelCount,
         bool increasingOrder);
-    /// As Build, held by an ERef.
+    /// The same as Build, held by an ERef.
     template <class... Arguments>
     [[nodiscard]] static ERef<ETabulonScoreCumuls> Make(Arguments&&... arguments) {
         return ERef<ETabulonScoreCumuls>::Adopt(Build(std::forward<Arguments>(arguments)...));
     }
     ETabulonScoreCumuls(const ETabulonScoreCumuls& other);
-    /// What this held isn't given back.
+    /// Doesn't release the sort description that the target held.
     ETabulonScoreCumuls& operator=(const ETabulonScoreCumuls& other);
-    /// Adds the reference that copying leaves out; once for each copy.
+    /// Adds the reference that copying leaves out. Call it once on each copy.
     void RetainShared() const noexcept;
 
     [[nodiscard]] const ETabulonTag& Root() const noexcept { return root_; }
     /// The number of levels below the root that make a label.
     [[nodiscard]] unsigned int LevelCount() const noexcept { return levelCount_; }
-    /// The smallest comes first.
+    /// Whether the smallest comes first.
     [[nodiscard]] bool IncreasingOrder() const noexcept { return increasingOrder_; }
     [[nodiscard]] const ETabulonSortDesc* SortDesc() const noexcept { return sortDesc_.Get(); }
     [[nodiscard]] ETabulonSortDesc* SortDesc() noexcept { return sortDesc_.Get(); }
@@ -66,13 +65,13 @@ public:
     [[nodiscard]] ScoreAxeMode AxeMode() const;
     /// The axis of the calculations, with its labels. Returns a reference for the caller.
     [[nodiscard]] ETabulonGridAxe* BuildAxeDesc() const;
-    /// The tag is the root or below it.
+    /// Whether the tag is the root or below it.
     [[nodiscard]] bool IsComputeTag(const ETabulonTag& tag) const;
-    /// How many label levels there are: LevelCount(), unless a level has two keys.
+    /// The number of levels in a label: LevelCount(), or fewer if a level has two keys.
     [[nodiscard]] unsigned int DetailLevelCount() const;
-    /// The root and what the tag holds of the label levels.
+    /// The root with the tag's values at the label levels.
     [[nodiscard]] ETabulonTag ExtractLabelTag(const ETabulonTag& tag) const;
-    /// Running buffers on this description. Returns a reference for the caller.
+    /// New running results for this description. Returns a reference for the caller.
     [[nodiscard]] ETabulonScoreCumulsBuffers* Start();
 
 protected:

@@ -8,15 +8,15 @@ namespace etabulon {
 
 class ETabulonExtractValue;
 
-/// The running results of a score: takes the records of a walk, and sends the ranking to a view.
-/// Made by ETabulonScoreCumuls::Start; there is no clearing.
+/// The running results of a score: folds the records of a walk, and sends the ranking to a view.
+/// ETabulonScoreCumuls::Start makes it; a new walk needs a new object.
 ///
 /// Ownership  counted; holds a reference to its description.
-/// Copies     a copy names the same description and the same results, so that records added to
-///            either are in both. It adds no references to them, and gives one to each back when it
-///            goes: whoever copies calls RetainShared on the copy.
+/// Copies     a copy shares the description and the results, so that records added to either are in
+///            both. It adds no references to them, and its destructor releases one of each: a
+///            caller that copies calls RetainShared on the copy.
 /// Threads    one walk writes. Readers hold the cursor's lock, as the filler does for them.
-/// Failure    none is reported. Records outside the root are dropped.
+/// Failure    none is reported. Records outside the root are ignored.
 /// Cost       a record of a known label allocates nothing. Results are computed and ranked when
 ///            they are sent, once for each line.
 class ETABULON_API ETabulonScoreCumulsBuffers : public virtual ECountedUnknown {
@@ -24,16 +24,17 @@ public:
     /// Adds a reference to `desc`.
     explicit ETabulonScoreCumulsBuffers(ETabulonScoreCumuls* desc);
     ETabulonScoreCumulsBuffers(const ETabulonScoreCumulsBuffers& other);
-    /// What this held isn't given back.
+    /// Doesn't release the description and results that the target held.
     ETabulonScoreCumulsBuffers& operator=(const ETabulonScoreCumulsBuffers& other);
-    /// Adds the references that copying leaves out; once for each copy.
+    /// Adds the references that copying leaves out. Call it once on each copy.
     void RetainShared() const noexcept;
 
     [[nodiscard]] const ETabulonScoreCumuls* Desc() const noexcept { return desc_.Get(); }
     /// Folds a record into its line and the total. Requires that the extract knows the variables
     /// of the description's calculations.
     void AddValue(const ETabulonExtractValue& extract);
-    /// Any number of times. Without records there are no lines, and a total of ValNull.
+    /// May be called any number of times. Without records there are no lines, and a total of
+    /// ValNull.
     void SendTo(ITabulonResScoreUI* ui) const;
 
 protected:
@@ -42,7 +43,7 @@ protected:
 private:
     friend class ETabulonScoreFiller;
 
-    /// AddValue of an extract that was made for this description's calculations, in their order.
+    /// AddValue for an extract that was initialised with this description's calculations.
     void AddOwnValue(const ETabulonExtractValue& extract);
 
     ERef<ETabulonScoreCumuls> desc_;

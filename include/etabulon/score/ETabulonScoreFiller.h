@@ -1,7 +1,7 @@
 #pragma once
 
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
-#include "etabulon/cursors/ETabulonCursor.h"
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/score/fwd.h"
 #include "etabulon/sort/fwd.h"
@@ -13,26 +13,25 @@ namespace etabulon {
 
 class ETabulonPendingChanges;
 
-/// The listener that turns a cursor's walk into a score, always the largest first: a rising ranking
-/// takes a description of one's own.
+/// The listener that turns a cursor's walk into a score, always the largest first. For a rising
+/// ranking the caller builds an ETabulonScoreCumuls itself.
 ///
 /// Use        Build, SetParams, add it to the cursor's notifiers, Browse, SendTo a view. A reset
-///            drops the score that was and starts anew; a walk that is cancelled or fails leaves
-///            what it had met, and that can be sent.
-/// Ownership  counted. Neither the cursor, nor the pending changes, nor the sort description are
-///            owned; the latter must outlive the next reset, when it is copied.
-/// Copies     a copy names the same running score without references of its own, and gives them
-///            back when it goes: whoever copies calls RetainShared on the copy.
+///            drops the previous score and starts an empty one. A walk that is cancelled or fails
+///            leaves the records that it reached, and SendTo sends them.
+/// Ownership  counted. The cursor, the pending changes and the sort description are not owned; a
+///            reset copies the sort description, which must live until then.
+/// Copies     a copy shares the running score without references of its own, and its destructor
+///            releases them: a caller that copies calls RetainShared on the copy.
 /// Threads    records come on the walking thread, without a lock. SendTo takes the cursor's lock,
 ///            and a view is called under it. SetParams takes none and must not meet a walk.
 /// Failure    none is reported. Requires SetParams before a walk, and a reset before SendTo.
-class ETABULON_API ETabulonScoreFiller : public ETabulonCursor::INotifier,
-                                         public virtual ECountedUnknown {
+class ETABULON_API ETabulonScoreFiller : public ECursorListener {
 public:
     /// Returns a reference for the caller, who adds it to the cursor. `pending` may be null.
     [[nodiscard]] static ETabulonScoreFiller* Build(ETabulonCursor* cursor,
                                                     const ETabulonPendingChanges* pending);
-    /// As Build, held by an ERef.
+    /// The same as Build, held by an ERef.
     template <class... Arguments>
     [[nodiscard]] static ERef<ETabulonScoreFiller> Make(Arguments&&... arguments) {
         return ERef<ETabulonScoreFiller>::Adopt(Build(std::forward<Arguments>(arguments)...));
@@ -40,10 +39,10 @@ public:
     /// For a filler on the stack, which keeps its first reference to itself.
     ETabulonScoreFiller(ETabulonCursor* cursor, const ETabulonPendingChanges* pending);
     ETabulonScoreFiller(const ETabulonScoreFiller& other);
-    /// What this held isn't given back: SetParams on it does that first.
+    /// Doesn't release the score that the target held: call SetParams on the target first.
     ETabulonScoreFiller& operator=(const ETabulonScoreFiller& other);
     ~ETabulonScoreFiller() override;
-    /// Adds the references that copying leaves out; once for each copy.
+    /// Adds the references that copying leaves out. Call it once on each copy.
     void RetainShared() const noexcept;
 
     /// Drops the score at once; a new one comes with the next reset. The calculations are copied.
@@ -53,9 +52,6 @@ public:
 
     CursorStatus OnReset(const ETabulonTag& tag, const ETabulonCursor& cursor) override;
     CursorStatus OnMove(const ETabulonCursor& cursor) override;
-    void OnDone(const ETabulonCursor& /*cursor*/) override {}
-    void OnCancel(const ETabulonCursor& /*cursor*/) override {}
-    void OnError(const ETabulonCursor& /*cursor*/, CursorStatus /*status*/) override {}
 
 private:
     void Free();

@@ -10,17 +10,17 @@ class ETabulonSortDesc;
 class ETabulonTag;
 class ETabulonValue;
 
-/// A view of a ranking: it is told the axis of calculations, then the lines in order, then the
-/// total.
+/// A view of a ranking. It gets the axis of calculations, then the lines in order, then the total.
 ///
 /// Order    StartRefresh, Reset, SetScoreAxe, SetScoreLine for each line, SetScoreTotal, then
 ///          EndRefresh.
-/// Values   one for each calculation, in order, in an array of their own; ValNull where there is no
-///          result, ValSpecial where common values differ. The axis may have fewer labels.
+/// Values   one for each calculation, in order, in a new array; ValNull without a result,
+///          ValSpecial if common values differ. The axis may have fewer labels than there are
+///          calculations.
 /// Threads  called under the filler's cursor lock, on the thread of SendTo.
 class ETABULON_API ITabulonResScoreUI : public virtual ITabulonResultUI {
 public:
-    /// `levelCount` counts the root's values and the label levels together. A view that keeps the
+    /// `levelCount` is the sum of the root's values and the label levels. A view that keeps the
     /// axis or the sort description past EndRefresh adds a reference.
     virtual void SetScoreAxe(const ETabulonSortDesc* sortDesc, unsigned int levelCount,
                              const ETabulonGridAxe* axe) = 0;

@@ -10,8 +10,8 @@
 
 namespace etabulon {
 
-/// One value on its way into a statement, or out of it where a whole row isn't wanted.
-/// Bytes are borrowed: until the next step when they come out, until Bind returns when they go in.
+/// One value that is bound to a statement, or read from it without decoding the whole row. Bytes
+/// are borrowed: a read value's until the next step, a bound value's until Bind returns.
 struct ESqlValue {
     enum class Kind : std::uint8_t {
         Null = 0,
@@ -30,61 +30,60 @@ struct ESqlValue {
 
 enum class ESqlStep : std::uint8_t {
     Row = 0,
-    Done = 1,    // the real end, and only that
-    Failed = 2,  // anything else; the connection tells what
+    Done = 1,    // the end of the rows
+    Failed = 2,  // anything else; see ISqlConnection::LastError
 };
 
 /// A prepared statement. It must go before its connection.
 class ETABULON_API ISqlStatement {
 public:
     virtual ~ISqlStatement() = default;
-    /// Parameters are counted from 1 and keep their values over Reset. A value that can't be bound
-    /// fails the next step.
+    /// Parameters are numbered from 1 and keep their values through Reset. If a value can't be
+    /// bound, the next step fails.
     virtual void Bind(int parameter, const ESqlValue& value) = 0;
-    /// Never interrupted.
+    /// Runs to its end; Interrupt doesn't affect it.
     [[nodiscard]] virtual ESqlStep Step() = 0;
-    /// A step of a walk: the row is decoded into `row` in the same call, and Interrupt ends it.
+    /// A step of a walk, which decodes the row into `row` in the same call. Interrupt ends it.
     [[nodiscard]] virtual ESqlStep StepWalk(ESqlRow& row) = 0;
-    /// Decodes the row that the statement stands on. False where memory for a value of it ran out:
-    /// what `row` holds then isn't the row.
+    /// Decodes the row that the statement stands on. False if memory ran out; `row` is then
+    /// incomplete.
     [[nodiscard]] virtual bool ReadRow(ESqlRow& row) = 0;
-    /// A value that can't be read fails the next step.
+    /// If the value can't be read, the next step fails.
     [[nodiscard]] virtual ESqlValue Column(int column) = 0;
-    /// Ends the run and gives up what it locked.
+    /// Ends the run and releases its locks.
     virtual void Reset() = 0;
 };
 
-/// A connection to an engine: what adapters implement. One thread at a time, but for Interrupt.
+/// A connection to an engine, which adapters implement. One thread at a time, except for Interrupt.
 class ETABULON_API ISqlConnection {
 public:
     virtual ~ISqlConnection() = default;
-    /// Null where the statement is bad; the error tells.
+    /// Null for a bad statement; see LastError.
     [[nodiscard]] virtual std::unique_ptr<ISqlStatement> Prepare(const std::string& statement) = 0;
     /// Runs a statement without results; false on failure.
     [[nodiscard]] virtual bool Execute(const char* statement) = 0;
-    /// Of the last failure.
+    /// The error of the last failure.
     [[nodiscard]] virtual ESqlError LastError() const = 0;
-    /// Begins a transaction that may write at once; false on failure.
+    /// Begins a transaction that holds the write lock; false on failure.
     [[nodiscard]] virtual bool Begin() = 0;
-    /// Ends the transaction. Where it isn't committed, `error` tells why, and none is open
-    /// afterwards.
+    /// Ends the transaction; none is open afterwards. `error` tells why it wasn't committed.
     [[nodiscard]] virtual ESqlOutcome Commit(ESqlError& error) = 0;
-    /// Takes the transaction back, unless the engine has done so already.
+    /// Rolls the transaction back, unless the engine has done so already.
     virtual void Rollback() = 0;
-    /// A transaction is open; what an engine says when it can't know is false.
+    /// Whether a transaction is open; false if the engine can't know.
     [[nodiscard]] virtual bool IsInTransaction() const = 0;
-    /// Begin and Commit wait for the locks of others for a limited time in all: counted from this
-    /// call, or from the last commit that succeeded.
+    /// Resets the time limit for locks. Begin and Commit together wait for other connections' locks
+    /// for a limited time since this call or the last successful commit.
     virtual void ResetWait() noexcept = 0;
-    /// From any thread: the walk steps fail with kDataInterrupted until ResetInterrupt.
+    /// May be called from any thread. StepWalk fails with kDataInterrupted until ResetInterrupt.
     virtual void Interrupt() noexcept = 0;
     virtual void ResetInterrupt() noexcept = 0;
     [[nodiscard]] virtual bool IsInterrupted() const noexcept = 0;
-    /// How many rows the last write hit.
+    /// The number of rows that the last write changed.
     [[nodiscard]] virtual std::int64_t Changes() const = 0;
-    /// How many rows all writes hit, with what triggers and foreign keys have done to other rows.
+    /// The number of rows that all writes changed, including those by triggers and foreign keys.
     [[nodiscard]] virtual std::int64_t TotalChanges() const = 0;
-    /// Names the database within this process, for locks and versions.
+    /// The database's name within this process, for locks and versions.
     [[nodiscard]] virtual const std::string& Identity() const = 0;
 };
 

@@ -14,8 +14,8 @@
 
 namespace etabulon {
 
-/// Where one column of a statement goes in a record. Numbers are cells with a mark byte behind
-/// them, 1 = missing; texts and bytes are slots.
+/// The cell of a record that one column of a statement is decoded into. A number has a mark byte
+/// behind it, 1 = missing; texts and bytes are slots.
 struct ESqlCell {
     enum class Kind : std::uint8_t {
         Int64 = 0,
@@ -31,7 +31,7 @@ struct ESqlCell {
     Kind kind = Kind::Text;
     std::uint8_t size = 0;   // of a number, without its mark
     double factor = 1;       // of a scaled number
-    int column = 0;          // of the statement
+    int column = 0;          // in the statement
     std::size_t offset = 0;  // in the record
     ESqlTextIntern* texts = nullptr;
     std::uint64_t* mismatches = nullptr;  // values of another type, read as missing
@@ -39,17 +39,17 @@ struct ESqlCell {
     [[nodiscard]] bool IsSlot() const noexcept { return kind == Kind::Text || kind == Kind::Blob; }
 };
 
-/// Takes the values of a row as they come from the engine. The engine calls, for each cell, the one
-/// operation that fits the value's own type.
+/// Decodes a row's values into a record. For each cell the engine calls the one operation for the
+/// value's own type.
 class ETABULON_API ESqlRow {
 public:
     // Filled by the table.
     std::vector<ESqlCell> cells;
     std::byte* record = nullptr;  // not owned
-    int integerKeyColumn = -1;    // of the statement; -1 = none
-    std::vector<int> keyColumns;  // of the statement, for keys that are no single integer
-    int rowIdColumn = -1;         // of the statement; joins a key with a NULL in it. -1 = none
-    bool hasWideKey = false;      // texts of the key are read in UTF-16
+    int integerKeyColumn = -1;    // in the statement; -1 = none
+    std::vector<int> keyColumns;  // in the statement, for keys that are no single integer
+    int rowIdColumn = -1;         // in the statement; completes a key with a NULL. -1 = none
+    bool hasWideKey = false;      // texts of the key are read as UTF-16
     // Filled by the engine.
     std::int64_t integerKey = 0;
     std::string key;  // the raw key, by AppendKeyValue
@@ -92,12 +92,12 @@ public:
         PutMismatch(cell);
     }
 
-    /// What of a cell goes into a statement: null too for a date or a time that no text of the
-    /// database stands for (see ESqlDates.h), and for NaN. Texts are borrowed from the record,
-    /// dates from `text` of kIsoCapacity bytes.
+    /// The value of a cell as it is bound to a statement. Null for a missing value, for NaN and for
+    /// a date or time without an ISO text (see ESqlDates.h). Texts are borrowed from the record,
+    /// dates from `text`, which has kIsoCapacity bytes.
     [[nodiscard]] static ESqlValue Value(const ESqlCell& cell, const std::byte* record, char* text);
     [[nodiscard]] static bool IsMissing(const ESqlCell& cell, const std::byte* record) noexcept;
-    /// The same value in both records, which have one layout.
+    /// Whether both records, which have the same layout, hold the same value in the cell.
     [[nodiscard]] static bool IsSame(const ESqlCell& cell, const std::byte* a,
                                      const std::byte* b) noexcept;
 
@@ -117,10 +117,11 @@ private:
     void PutOddText(const ESqlCell& cell, const char* bytes, std::size_t length);
 };
 
-/// Raw keys: the values of the key columns as the engine has them, one behind the other, then the
-/// row number where one of them is NULL and the table has one. Equal keys have equal bytes.
+/// Appends a value to a raw key. A raw key is the values of the key columns as the engine has them,
+/// one behind the other, then the row number if one of them is NULL and the table has row numbers.
+/// Equal keys have equal bytes.
 ETABULON_API void AppendKeyValue(std::string& key, const ESqlValue& value);
-/// Takes the first value off `key`; its bytes are borrowed from there.
+/// Removes the first value from `key`; its bytes are borrowed from there.
 [[nodiscard]] ETABULON_API ESqlValue TakeKeyValue(std::string_view& key) noexcept;
 
 }  // namespace etabulon

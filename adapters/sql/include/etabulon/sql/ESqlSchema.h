@@ -9,13 +9,13 @@
 
 namespace etabulon {
 
-/// What text equality in SQL is worth against the equality of variants: decides what a range may
-/// push without becoming narrower than the filter.
+/// Which values a range may push down into SQL: those that SQL compares at most as strictly as
+/// variants do, so that the range never becomes narrower than the filter.
 enum class ESqlPush : std::uint8_t {
     Never = 0,
     Number = 1,   // whole numbers and reals, by value
-    Text = 2,     // texts by bytes, or more widely
-    IsoDate = 3,  // dates kept as YYYY-MM-DD
+    Text = 2,     // texts by bytes, or less strictly
+    IsoDate = 3,  // dates stored as YYYY-MM-DD
 };
 
 /// A column as the dictionary declares it.
@@ -26,28 +26,28 @@ struct ESqlColumn {
     int type = TYPE_CHAINE;  // of the variable
     bool notNull = false;
     bool generated = false;     // read, never written
-    bool binaryOrder = false;   // is ordered by bytes without being told
-    bool foreignOrder = false;  // its own order isn't the engine's, and may be unknown here
+    bool binaryOrder = false;   // the engine orders it by bytes without a COLLATE
+    bool foreignOrder = false;  // has a collation of an application, which may be unknown here
     ESqlPush push = ESqlPush::Never;
-    std::string isMissing;  // the condition for values that read as missing; empty: never pushed
+    std::string isMissing;  // the condition for values that read as missing; empty: not pushed
 };
 
-/// How rows of a table are told apart.
+/// What identifies the rows of a table.
 enum class ESqlKeyKind : std::uint8_t {
     None = 0,     // a view: walked, never written
-    Integer = 1,  // one column that holds nothing but 64-bit integers: the position itself
+    Integer = 1,  // one column that holds only 64-bit integers, which are the positions
     RowId = 2,    // no key, addressed by the engine's own row number, which is the position
     Columns = 3,  // key columns; positions are numbers from a registry
 };
 
 struct ESqlForeignKey {
-    Chaine name;                        // of the constraint, else of its column
+    Chaine name;                        // of the constraint, otherwise of its column
     std::vector<unsigned> columns;      // own, by index
     Chaine target;                      // the table's name in the database
     std::vector<Chaine> targetColumns;  // names in the database; empty: its primary key
 };
 
-/// A table or view, read once when the source is opened.
+/// A table or view, whose description is read once when the source is opened.
 struct ESqlTableInfo {
     Chaine name;
     Chaine code;
@@ -55,17 +55,18 @@ struct ESqlTableInfo {
     bool isView = false;
     ESqlKeyKind keyKind = ESqlKeyKind::None;
     std::string binaryCollation;  // " COLLATE ..." of the order by bytes
-    /// For RowId, and for Columns where a part of the key may be NULL: an unquoted name that no
-    /// column hides. A key with a NULL in it doesn't tell rows apart; with the row number it does.
+    /// The row number's unquoted name, which no column hides: for RowId, and for Columns if a part
+    /// of the key may be NULL. Several rows may have the same key with a NULL; the row number
+    /// distinguishes them.
     std::string rowIdName;
-    std::string orFail;         // behind INSERT or UPDATE: a conflict fails, whatever it declares
+    std::string orFail;         // after INSERT or UPDATE: a conflict fails, whatever the table says
     std::vector<unsigned> key;  // column indexes in key order
-    /// " COLLATE ..." of each part of the key; empty where it is that of the column.
+    /// " COLLATE ..." of each part of the key; empty if it has its column's collation.
     std::vector<std::string> keyCollations;
-    /// The database keeps texts in UTF-16. Those of keys are read so: not every such text has
-    /// a form in UTF-8 that is written back as the same.
+    /// The database stores texts as UTF-16. Texts of keys are read as UTF-16 too, since not every
+    /// such text survives a conversion to UTF-8 and back.
     bool hasWideTexts = false;
-    std::size_t mostColumns = 0;  // of a statement's result; 0: any number
+    std::size_t mostColumns = 0;  // the engine's limit for a result; 0: none
     std::vector<ESqlColumn> columns;
     std::vector<ESqlForeignKey> foreignKeys;
 };

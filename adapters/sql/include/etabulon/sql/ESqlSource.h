@@ -17,21 +17,21 @@ namespace etabulon {
 
 enum class ESqlOpenMode : std::uint8_t {
     ReadOnly = 0,   // changes no byte of the database
-    ReadWrite = 1,  // the database must exist: none is ever created
+    ReadWrite = 1,  // the database must exist; it isn't created
 };
 
-/// A database: where it lies, how it was opened, and the dictionary read from its schema.
+/// A database: its location, the mode it was opened in, and the dictionary read from its schema.
 ///
-/// A table or view is a rubric, a column a variable whose accelerator is its number from 1 (within
-/// its table); codes are SqlCode of the names, with a suffix _2, _3... where codes fold to one, and
-/// headers the names themselves. Foreign keys are links, and each rubric is a link target.
+/// Each table or view becomes a rubric, and each column a variable, whose accelerator is the
+/// column's number in its table, from 1. Codes are SqlCode of the names, with a suffix _2, _3... if
+/// codes differ only by case; headers are the names themselves. Foreign keys become links, and each
+/// rubric is a link target.
 ///
-/// Ownership  outlives the tables, cursors and link lookups made from it: they name its dictionary.
-/// Threads    OpenTable, the counts and link lookups may be called from any thread; each table
-///            has a connection of its own, which links from its records share. A lookup that no
-///            table asks for has its own too.
-/// Schema     read once; a change of schema shows as failing statements until the source is opened
-/// anew.
+/// Ownership  outlives the tables, cursors and link lookups made from it, which use its dictionary.
+/// Threads    OpenTable, the counts and link lookups may be called from any thread; each table has
+///            a connection of its own, which links from its records share. A lookup without a table
+///            has its own connection too.
+/// Schema     read once; after a change of schema statements fail until the source is opened again.
 class ETABULON_API ESqlSource {
 public:
     ESqlSource(const ESqlSource&) = delete;
@@ -43,14 +43,14 @@ public:
     /// The tables and views in the order of their names; the same order as the dictionary's
     /// rubrics.
     [[nodiscard]] std::span<const ESqlTableInfo> Tables() const noexcept { return tables_; }
-    /// By rubric code, else by name in the database; null where there is none.
+    /// Finds a table by rubric code, otherwise by its name in the database; null if there is none.
     [[nodiscard]] const ESqlTableInfo* FindTable(const Chaine& codeOrName) const;
     [[nodiscard]] DRubric* Rubric(const ESqlTableInfo& table);
     [[nodiscard]] ESqlOpenMode Mode() const noexcept { return mode_; }
-    /// What names the database to people; never with a password.
+    /// The database's name for messages, without a password.
     [[nodiscard]] const Chaine& Location() const noexcept { return location_; }
 
-    /// Opens a table on a connection of its own; null with `error`.
+    /// Opens a table on a new connection; null with `error`.
     [[nodiscard]] std::unique_ptr<ESqlTable> OpenTable(const Chaine& codeOrName,
                                                        const ESqlTableOptions& options,
                                                        ESqlError& error);
@@ -64,18 +64,18 @@ public:
     [[nodiscard]] std::int64_t CountDistinct(const Chaine& codeOrName, const Chaine& column,
                                              ESqlError& error);
 
-    /// A further connection to the same database in the same mode; null with `error`.
+    /// A new connection to the same database in the same mode; null with `error`.
     [[nodiscard]] virtual std::unique_ptr<ISqlConnection> Connect(ESqlError& error) = 0;
-    /// The numbers of the table's keys, for positions.
+    /// The registry that gives the table's keys their positions.
     [[nodiscard]] ESqlKeyRegistry& Keys(const ESqlTableInfo& table) noexcept;
     /// Counts the walks begun on tables of this source, and the writes that may have changed other
-    /// tables than their own: rows kept by link lookups are of one walk, and of one state.
+    /// tables. A link lookup drops its cached rows whenever the count has changed.
     [[nodiscard]] std::atomic<std::uint64_t>& Walks() noexcept { return walks_; }
 
 protected:
     ESqlSource(const Chaine& location, ESqlOpenMode mode) : location_(location), mode_(mode) {}
-    /// Takes over the schema and makes the dictionary: codes, keys, links, link sources. The
-    /// connection stays for counts.
+    /// Makes the dictionary of the schema: codes, keys, links, link sources. CountRows and
+    /// CountDistinct use the connection.
     void BuildDictionary(std::vector<ESqlTableInfo> tables,
                          std::unique_ptr<ISqlConnection> connection);
 

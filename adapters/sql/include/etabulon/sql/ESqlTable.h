@@ -17,14 +17,14 @@ class DRubric;
 class ETabulonValue;
 class EVariant;
 
-/// What of a table is opened.
+/// The part of a table to open.
 struct ESqlTableOptions {
-    /// Variable indexes of the rubric, in the order in which the fields are wanted; empty = all.
-    /// The key is read in any case, but is a field only if it is listed. See UseColumns.
+    /// Variable indexes of the rubric, in the order of the fields; empty = all. The key is always
+    /// read, but becomes a field only if it is listed. See UseColumns.
     std::vector<unsigned> columns;
 };
 
-/// What came of a write session: since its first BeginDelete.
+/// The outcome of a write session since its first BeginDelete.
 struct ESqlSessionRecord {
     std::uint64_t attempts = 0;
     std::uint64_t successes = 0;
@@ -34,38 +34,36 @@ struct ESqlSessionRecord {
 
 /// A table or view of a database.
 ///
-/// Positions  of a single integer key the key itself (values at or below -1 less one), of a table
-///            without a key its row number, otherwise a number that is never reused while the
-///            source lives: the same in all its table objects. To a key with a NULL in it belongs
-///            the row number, as such keys may be alike; where columns hide that number, a read by
-///            a key that several rows have fails. Where nothing tells rows apart (views), each
-///            record of each walk has a new position, of this table object, and the table is only
-///            walked forward.
-/// Walks      without a write session one streaming statement; inside one, and once a write in
-///            mid-walk, over a list of keys taken first: each record is met once, whatever is
-///            written meanwhile, and one that went isn't. A table that can't be written sees one
-///            state of the database from the first step of a walk to the one that finds its end,
-///            in either direction. A failed or interrupted step lets the
-///            statement and its read lock go, and so does the cursor's cancel; a walk given up
-///            otherwise keeps them until EndWalk.
-/// Writes     each is atomic and durable by itself; inside an atomic session they stand or fall
-///            together. Only columns that differ from the loaded record are written; an insert
-///            leaves out those that are missing, and the record is then read again. A write whose
-///            record can't be read again is taken back. Once an atomic session has ended, by the
-///            engine after a failure or by the caller, writes are refused: until its outcome was
-///            asked for, and for the rest of a write session that it lies in.
-/// Values     that the database wouldn't store as they were set fail the write with DataConstraint:
-///            NaN, a date that has no ISO text, a text that the column makes a number of or that
-///            the encoding doesn't have. What triggers make of a value isn't looked at.
-/// Waits      for the lock of another program a read waits two seconds at most. Writes wait two
-///            seconds in all, to begin and to commit: a single one, or all of a write session or an
-///            atomic session together. A commit that succeeds gives the next ones two seconds
-///            again.
-/// Links      are read by its connection: from the same state as its records, within its
-///            transactions, and without waiting for its locks.
-/// Threads    one at a time, but for Interrupt. It has a connection of its own.
-/// Failure    by status, with LastErrorText and LastErrorCode beside it. A write or Commit with
-///            kDataUnknown may have been carried out: look before trying again.
+/// Positions  with an integer key the key itself (negative values less one, as -1 is no position);
+///            without a key the row number; otherwise a number that the source never reuses, the
+///            same in all its table objects. A key that contains a NULL may be shared by several
+///            rows, and is completed by the row number; if columns hide that number, a read by a
+///            shared key fails. In a view each record of each walk gets a new position, which
+///            belongs to this table object, and the walk goes only forward.
+/// Walks      without a write session one streaming statement; in a session, and after a write
+///            during a walk, a list of keys read first: the walk meets each record once, whatever
+///            is written meanwhile, and skips deleted ones. A table that can't be written sees one
+///            state of the database from the first step of a walk to the step that finds its end,
+///            in either direction. A step that fails or is interrupted, and the cursor's cancel,
+///            release the statement and its read lock; a walk left in another way keeps them until
+///            EndWalk.
+/// Writes     each is atomic and durable by itself; in an atomic session all take effect or none.
+///            Only columns that differ from the loaded record are written; an insert leaves out
+///            missing values and then reads the record again. A write whose record can't be read
+///            again is rolled back. After an atomic session was ended, by the engine after a
+///            failure or by the caller, writes are refused: until the caller asked for its outcome,
+///            and for the rest of the write session around it.
+/// Values     that the database would store otherwise than they were set fail the write with
+///            DataConstraint: NaN, a date without an ISO text, a text that the column converts to a
+///            number or that the encoding can't represent. Changes by triggers aren't checked.
+/// Waits      a read waits at most two seconds for another program's lock. Writes wait two seconds
+///            in all, to begin and to commit: for a single write, or for all of a write session or
+///            an atomic session. A successful commit restarts the two seconds.
+/// Links      are read through the table's connection: from the same state as its records, within
+///            its transactions, and without waiting for its locks.
+/// Threads    one at a time, except for Interrupt. Each table has its own connection.
+/// Failure    by status, with LastErrorText and LastErrorCode. After kDataUnknown a write or Commit
+///            may have taken effect: the caller looks before it tries again.
 class ETABULON_API ESqlTable : public EDataTable {
 public:
     /// For sources.
@@ -96,50 +94,51 @@ public:
     [[nodiscard]] const DRubric& Rubric() const noexcept;
     /// The variable indexes behind the fields.
     [[nodiscard]] const std::vector<unsigned>& Columns() const noexcept;
-    /// The connection that it reads and writes by, for what is read together with its records; null
-    /// for another source than its own.
+    /// The table's connection, for link lookups that must see the state of its records; null if
+    /// `source` isn't its own.
     [[nodiscard]] std::shared_ptr<ISqlConnection> ConnectionTo(
         const ESqlSource& source) const noexcept;
-    /// Opened for writing, and has something to address rows by.
+    /// Whether the table was opened for writing and its rows can be addressed.
     [[nodiscard]] bool IsWritable() const noexcept;
 
-    /// Stores a value in a field, as storing into the field itself does, with two differences that
-    /// the record can't show. A missing value goes over a stored one of another type, which reads
-    /// as missing too; a field that is only missing leaves that one alone. A value that the field's
-    /// type doesn't take fails the write, instead of becoming missing or another.
+    /// Stores a value in a field, as an assignment to the field does, with two differences that the
+    /// record can't show. A missing value overwrites a stored value of another type, which reads as
+    /// missing too; after an assignment of a missing value the write leaves it alone. A value that
+    /// the field's type can't hold fails the write, instead of becoming missing or another value.
     void SetField(std::uint16_t field, const EVariant& value);
-    /// A blank record, as for an insert.
+    /// Makes the record blank, as for an insert.
     void ClearFields();
 
-    /// Forgets the range of the next walk.
+    /// Removes the range, so that the next walk covers the whole table.
     void ClearRange();
-    /// Narrows the next walk to rows whose column (by variable index) equals `value`, a null value
-    /// being missing. False where that can't be pushed without being narrower than the
-    /// variants' equality; the walk then just stays wider.
+    /// Narrows the next walk to rows whose column (by variable index) equals `value`; a null value
+    /// means missing. False if SQL might compare more strictly than variants do; the walk then
+    /// stays wider.
     bool AddRange(unsigned column, const ETabulonValue& value);
     /// Orders walks by these columns (missing values first, texts by bytes) and then by the key.
     void SetOrder(std::vector<unsigned> columns);
-    /// Ends the walk and gives up the read lock that it holds.
+    /// Ends the walk and releases its read lock.
     void EndWalk();
-    /// What belongs to the record couldn't be read: ends the walk as if its step had failed so.
+    /// Ends the walk as if its last step had failed with `error`, for a linked record that couldn't
+    /// be read.
     void FailWalk(const ESqlError& error);
     /// The statement of the last walk.
     [[nodiscard]] Chaine WalkStatement() const;
 
-    /// From any thread: a running or coming step of a walk, and a wait for a lock, end with
-    /// kDataInterrupted, until ResetInterrupt. Reads by position and writes aren't touched.
+    /// May be called from any thread. Until ResetInterrupt, running and later steps of a walk and
+    /// waits for a lock end with kDataInterrupted. Reads by position and writes aren't affected.
     void Interrupt() noexcept;
     void ResetInterrupt() noexcept;
 
-    /// What the database holds in a field of the record at `where`, as a text, also where the field
+    /// Reads the stored value of a field of the record at `where` as a text, even if the field
     /// reads as missing; missing for NULL. The result is a status.
     [[nodiscard]] std::int32_t ReadStored(EPosition where, std::uint16_t field, EVariant& value);
-    /// How many values of a column (by variable index) weren't of its type and were read as
+    /// The number of values of a column (by variable index) that had another type and were read as
     /// missing.
     [[nodiscard]] std::uint64_t MismatchCount(unsigned column) const;
 
-    /// All writes until Commit or Rollback stand or fall together. The result is a status.
-    /// Commit answers RolledBack where the engine has ended the session before.
+    /// All writes until Commit or Rollback take effect together or not at all. The result is a
+    /// status. Commit returns RolledBack if the engine ended the session before.
     [[nodiscard]] std::int32_t BeginAtomic();
     ESqlOutcome Commit();
     ESqlOutcome Rollback();

@@ -10,11 +10,11 @@
 
 namespace etabulon {
 
-/// Makes equal texts of one column share one body: a bounded table from bytes to body. A column
-/// that turns out to have a text of its own in nearly every row gives up the table, and its texts
-/// are written over the body before wherever nobody else holds that one.
+/// Interns the texts of one column, so that equal texts share one body: a bounded hash table from
+/// bytes to body. If most rows of a column have distinct texts, it drops the table and writes each
+/// text into the previous row's body, unless that body is shared.
 ///
-/// Threads  one at a time; the bodies may go anywhere.
+/// Threads  one at a time; any thread may use the bodies.
 class ETABULON_API ESqlTextIntern {
 public:
     ESqlTextIntern() = default;
@@ -47,8 +47,8 @@ private:
         std::uint32_t hash = 0;
         Chaine::Body* body = nullptr;  // one reference; null = free
     };
-    // Labels are a few words long: their first and last ones, which may overlap, tell most of them,
-    // and spare a call.
+    // Compares the first and the last word, which may overlap. Most labels are at most two words
+    // long, so that this avoids a call of memcmp.
     [[nodiscard]] static bool IsText(const Chaine::Body& body, const char* bytes,
                                      std::size_t length) noexcept {
         if (body.length != length + 1) {
@@ -74,15 +74,15 @@ private:
     void Grow();
     void Drop() noexcept;
 
-    // The body lies in the slot, so that a hit touches no second table: not a HashIndex. A power of
-    // two of slots, at most half full.
+    // Open addressing with linear probing. The body's pointer lies in the slot, so that a hit reads
+    // no second table; therefore not a HashIndex. A power of two of slots, at most half full.
     std::vector<Entry> entries_;
     std::size_t count_ = 0;
     std::size_t bytes_ = 0;
-    std::uint64_t repeats_ = 0;  // found in the slot or in the table
+    std::uint64_t repeats_ = 0;  // hits in the record slot or in the table
     std::uint64_t misses_ = 0;
     bool unique_ = false;
-    Chaine spare_;  // the body that the slot held before, for the next text
+    Chaine spare_;  // a shared body that the slot held, to be reused when it is free
 };
 
 }  // namespace etabulon

@@ -8,9 +8,9 @@
 
 namespace etabulon {
 
-/// The table cursor over an ESqlTable: narrows the table to the tag, is cancelled in the midst of a
-/// long statement, and writes to the record that the key names. A cancelled walk can't go on: the
-/// table's read lock goes as soon as the walking thread notices.
+/// The table cursor over an ESqlTable: it narrows the table to the tag, a cancel interrupts a long
+/// statement, and writes reach the record of the key. A cancelled walk can't continue: the walking
+/// thread releases the table's read lock as soon as it sees the cancel.
 class ETABULON_API ETabulonCursorSql : public ETabulonCursorEData {
 public:
     ETabulonCursorSql() = default;
@@ -27,7 +27,7 @@ protected:
     void ResetCancel() override;
     CursorStatus Reset(const ETabulonTag& tag) override;
     CursorStatus GetNext() override;
-    /// The table's walk fails with it, and LastErrorText tells.
+    /// Ends the table's walk with the error, which LastErrorText then returns.
     void OnLinkFailed(const EDataError& error) override;
     CursorStatus Delete(const ETabulonPrimaryKey& key, const ETabulonTag& tag) override;
     CursorStatus MoveToTag(const ETabulonPrimaryKey& key, const ETabulonTag& tag) override;

@@ -9,8 +9,8 @@
 namespace etabulon {
 
 /// The columns of `rubric` that a screen reads, for ESqlTableOptions: those of the levels' data and
-/// description, of `others` (calculations, variables shown), those that links in either start from,
-/// and the key. Ascending, each once. What isn't of this rubric is passed over.
+/// labels, of `others` (calculations, shown variables), the columns at which links among these
+/// start, and the key. Ascending, each once. Variables of other rubrics are ignored.
 [[nodiscard]] ETABULON_API std::vector<unsigned> UseColumns(
     const ETabulonLevels& levels, std::span<const ETabulonVariableID> others,
     const DRubric& rubric);

@@ -8,7 +8,7 @@
 
 namespace etabulon {
 
-/// Types that the schema doesn't tell: by "table.column", both as named in the database.
+/// Types of columns whose declaration lacks them, by "table.column" as named in the database.
 using ESqliteTypeHints = std::map<std::string, int>;
 
 /// An SQLite database file.
@@ -18,16 +18,18 @@ using ESqliteTypeHints = std::map<std::string, int>;
 ///            then by affinity; BLOB becomes bytes, and a column without a type text. Dates and
 ///            times are ISO texts. A value of another type reads as missing and is counted.
 /// Read-only  changes no byte of the database, and each walk sees one state of it, whatever others
-///            write meanwhile. Beside a database in write-ahead mode the log and its index (-wal,
-///            -shm) lie as long as it is open; they go with the last connection, but for a log
-///            that others have left or written, and its index. Where the file or its folder can't
-///            be written no file is made: a log with its index is read with them, a log alone is
-///            refused, and without a log the file is read without locks. A step that comes upon
-///            a write of others then fails with DataOther, and the source is to be opened again.
+///            write meanwhile. A database in write-ahead mode has its log and index (-wal, -shm)
+///            beside it while it is open; the last connection removes them, except a log that
+///            others have left or written, and its index. If the file or its folder can't be
+///            written, no file is made: a log with an index is read with them, a log without an
+///            index is refused, and without a log the file is read without locks. A step that
+///            detects a write by others then fails with DataOther, and the program opens the source
+///            again.
 /// Read-write foreign keys are enforced.
 class ETABULON_API ESqliteSource : public ESqlSource {
 public:
-    /// Null with `error`: no such file, a directory, not a database, corrupt, locked.
+    /// Null with `error` for a missing file, a directory, a file that is no database or corrupt,
+    /// and a locked database.
     [[nodiscard]] static std::unique_ptr<ESqliteSource> Open(const Chaine& path, ESqlOpenMode mode,
                                                              ESqlError& error,
                                                              const ESqliteTypeHints& hints = {});

@@ -16,12 +16,11 @@ namespace etabulon {
 
 class EMemoryTreeView;
 
-/// A screen whose clock a test moves and whose message loop a test turns. What it hands out tells
-/// its name.
+/// A screen in memory. A test moves its clock and runs its message loop. NameOf gives the names of
+/// its icons, cursors and fonts.
 ///
-/// Ownership  outlives its views and the controls. Icons it loads and fonts it makes are counted,
-///            and are never freed before it goes.
-/// Threads    the test's; wakers may be called from any.
+/// Ownership  outlives its views and the controls. It frees its icons and fonts in its destructor.
+/// Threads    the test's thread; wakers may be called from any thread.
 class ETABULON_API EMemoryScreen : public EPlainScreen {
 public:
     EMemoryScreen();
@@ -38,23 +37,23 @@ public:
     void DeleteFont(HFONT font) override;
     [[nodiscard]] unsigned CaretBlinkTime() const override { return 500; }
 
-    /// An icon of that name; one for each call.
+    /// A new icon of that name.
     [[nodiscard]] HICON NewIcon(const std::string& name);
     /// The name of an icon, cursor or font of this screen; "-" for null.
     [[nodiscard]] std::string NameOf(const void* handle) const;
     void MovePointer(EPoint position) { position_ = position; }
 
-    /// Moves the clock and lets the timers ring, each in its turn.
+    /// Moves the clock and fires the timers in the order of their times.
     void Advance(unsigned milliseconds);
-    /// Dispatches one message; waits for it as long as it takes. Requires somebody who will post.
+    /// Dispatches one message, and waits for it without a limit. Requires that a thread will post.
     void Pump();
     void PumpUntil(const std::function<bool()>& done);
-    /// Dispatches what is there, and returns how many that was.
+    /// Dispatches the waiting messages, and returns their number.
     int PumpWaiting();
 
-    int waitCursors = 0;        // that have begun and not ended
+    int waitCursors = 0;        // begun and not ended
     int fonts = 0;              // made and not deleted
-    bool refusesFonts = false;  // a new one can't be made
+    bool refusesFonts = false;  // NewFont fails
 
 private:
     friend class EMemoryTreeView;

@@ -6,7 +6,7 @@
 
 namespace etabulon {
 
-/// A surface that writes down what is drawn on it. A text is measured as one line of 10.
+/// A surface that logs what is drawn on it. A text measures as one line of height 10.
 class ETABULON_API EMemorySurface : public IDrawSurface {
 public:
     void FillRect(const ERect& rect, EColour colour) override;
@@ -21,9 +21,10 @@ public:
     [[nodiscard]] EPoint Origin() const override { return origin_; }
     void SetOrigin(EPoint origin) override;
 
-    /// What the present font is taken to be; selecting another doesn't change it.
+    /// Sets the description of the font; SelectFont doesn't change it.
     void SetFont(const ELogFont& font) { font_ = font; }
-    /// "fill 0,0,200,100 ffffff; text 'Nothing' 0,45,200,100 811; ", and begins anew.
+    /// Returns the log and empties it: "fill 0,0,200,100 ffffff; text 'Nothing' 0,45,200,100 811;
+    /// ".
     std::string TakeLog();
 
 private:

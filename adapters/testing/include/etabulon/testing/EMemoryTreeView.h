@@ -10,37 +10,37 @@
 
 namespace etabulon {
 
-/// A tree view without a window: what it shows is read as text, what is asked of it is written
-/// down, and a test does through it what a user does.
+/// A tree view without a window. A test reads its items as text, reads a log of the calls that it
+/// got, and performs a user's actions.
 class ETABULON_API EMemoryTreeView : public ETreeViewItems {
 public:
     explicit EMemoryTreeView(EMemoryScreen& screen) : screen_(screen) {}
     ~EMemoryTreeView() override;
 
-    // --- what a test reads ---
-    /// "-all{+FR -DE{*Berlin}}": each item with "-" if it is open, "+" if it offers to be opened,
-    /// "*" before it if it is selected. Closed items show what they have below, too.
+    // --- for a test to read ---
+    /// "-all{+FR -DE{*Berlin}}": each item with "-" before it if it is open, "+" if it can be
+    /// opened, and "*" if it is selected. The children of closed items are shown too.
     [[nodiscard]] std::string Items() const;
-    /// What was asked since the last time: "redraw off; insert FR; image all 13000:16x16; ...".
-    /// Redraw, insert, text, image, delete, select, open, close, show, invalidate, update, timer,
-    /// owner, images, print.
+    /// The calls since the last TakeLog: "redraw off; insert FR; image all 13000:16x16; ...". Their
+    /// kinds are redraw, insert, text, image, delete, select, open, close, show, invalidate,
+    /// update, timer, owner, images and print.
     std::string TakeLog();
-    /// Only those of some: TakeLog("owner timer").
+    /// Only the calls of some kinds: TakeLog("owner timer").
     std::string TakeLog(std::string_view kinds);
-    /// The first item with these texts from the root down, parted by "/"; null without one.
+    /// The first item with these texts from the root down, separated by "/"; null if there is none.
     [[nodiscard]] _TREEITEM* At(std::string_view path) const;
     /// The image's icon; "-" for none.
     [[nodiscard]] std::string ImageOf(_TREEITEM* item) const;
     [[nodiscard]] std::string Tip(_TREEITEM* item, std::size_t size = 256) const;
-    /// How often the owner was told that.
+    /// How often the owner got this notification.
     [[nodiscard]] int Notified(std::uint32_t number) const;
     [[nodiscard]] bool IsRedrawOn() const noexcept { return isRedrawOn_; }
 
-    // --- what a user does ---
+    // --- a user's actions ---
     bool Click(std::string_view path) { return SelectItem(At(path)); }
     bool Open(std::string_view path) { return Expand(At(path), TreeExpand); }
     bool Fold(std::string_view path) { return Expand(At(path), TreeCollapse); }
-    /// The whole gesture. Returns whether it was taken.
+    /// The whole gesture. Returns whether the control accepted the drop.
     bool Drag(std::string_view from, std::string_view to);
     void Resize(unsigned sizeType, int width, int height);
     /// Paints the background, then each visible item's colour, font and text.

@@ -1,4 +1,4 @@
-#include "score/LabelMemo.h"
+#include "score/LabelCache.h"
 
 #include "etabulon/foundation/detail/EHashMix.h"
 #include "etabulon/values/ETabulonTag.h"
@@ -15,9 +15,9 @@ constexpr std::uint16_t kNoType = 0xFFFF;
 
 }  // namespace
 
-void LabelMemo::AddLevel(unsigned int level) {
+void LabelCache::AddLevel(unsigned int level) {
     if (levels_.size() > sizeof words_) {
-        return;  // each level takes a byte: no label of as many can be told here
+        return;  // each level takes at least a byte, so that no label can be cached any more
     }
     const bool known = std::any_of(levels_.begin(), levels_.end(),
                                    [level](const Level& other) { return other.level == level; });
@@ -26,7 +26,7 @@ void LabelMemo::AddLevel(unsigned int level) {
     }
 }
 
-bool LabelMemo::Read(const ETabulonTag& position) noexcept {
+bool LabelCache::Read(const ETabulonTag& position) noexcept {
     words_ = {};
     auto* const bytes = reinterpret_cast<unsigned char*>(words_.data());
     std::size_t used = 0;
@@ -51,40 +51,40 @@ bool LabelMemo::Read(const ETabulonTag& position) noexcept {
     return true;
 }
 
-// Where the words are, or the free entry where they would be.
-std::size_t LabelMemo::PlaceOf(const Words& words) const noexcept {
+// The slot that holds the words, or the free slot for them.
+std::size_t LabelCache::SlotOf(const Words& words) const noexcept {
     std::uint64_t hash = 0;
     for (const std::uint64_t word : words) {
         hash = MixHash(hash, word);
     }
     const std::size_t mask = entries_.size() - 1;
-    std::size_t place = hash & mask;
-    while (entries_[place].line != kNone && entries_[place].words != words) {
-        place = (place + 1) & mask;
+    std::size_t slot = hash & mask;
+    while (entries_[slot].line != kNone && entries_[slot].words != words) {
+        slot = (slot + 1) & mask;
     }
-    return place;
+    return slot;
 }
 
-std::uint32_t LabelMemo::Find() const noexcept {
-    return entries_.empty() ? kNone : entries_[PlaceOf(words_)].line;
+std::uint32_t LabelCache::Find() const noexcept {
+    return entries_.empty() ? kNone : entries_[SlotOf(words_)].line;
 }
 
-void LabelMemo::Add(std::uint32_t line) {
+void LabelCache::Add(std::uint32_t line) {
     if ((count_ + 1) * 4 > entries_.size() * 3) {
         Grow();
     }
-    Entry& entry = entries_[PlaceOf(words_)];
+    Entry& entry = entries_[SlotOf(words_)];
     entry.words = words_;
     entry.line = line;
     ++count_;
 }
 
-void LabelMemo::Grow() {
+void LabelCache::Grow() {
     std::vector<Entry> smaller(entries_.empty() ? kFirstEntries : entries_.size() * 2);
     smaller.swap(entries_);
     for (const Entry& entry : smaller) {
         if (entry.line != kNone) {
-            entries_[PlaceOf(entry.words)] = entry;
+            entries_[SlotOf(entry.words)] = entry;
         }
     }
 }

@@ -11,25 +11,24 @@ class ETabulonTag;
 
 namespace detail {
 
-/// Remembers to which line the values of a label led, by their bytes: a label met before then costs
-/// one look into one small table, where finding its values and comparing their texts would each
-/// wait for memory.
+/// A cache from the bytes of a label's values to its line. A known label costs one lookup in a
+/// packed table, where looking up its values and comparing their texts would each wait for memory.
 ///
-/// It knows nothing of which values are equal. It only relies on this: the same bytes of one type
-/// are the same value. Labels that it can't tell by some bytes (too long, without a value) it
-/// leaves to the caller.
-/// Threads  one at a time. Allocates for new labels only.
-class LabelMemo {
+/// It relies on one fact: identical bytes of one type are the same value. Equal values with other
+/// bytes get entries of their own. Labels that are too long or lack a value aren't cached, and the
+/// caller looks them up elsewhere.
+/// Threads  one at a time. Allocates only for new labels.
+class LabelCache {
 public:
     static constexpr std::uint32_t kNone = 0xFFFFFFFF;
 
-    /// A level that may tell two labels apart; one that comes twice is taken once.
+    /// Adds a level of the labels. A repeated level counts once.
     void AddLevel(unsigned int level);
-    /// Takes the record's label. False for one that can't be told here.
+    /// Reads the record's label. False if it can't be cached.
     [[nodiscard]] bool Read(const ETabulonTag& position) noexcept;
     /// The line of the label that was read, or kNone.
     [[nodiscard]] std::uint32_t Find() const noexcept;
-    /// Requires that the label that was read isn't known.
+    /// Stores the line of the label that was read. Requires that Find returned kNone.
     void Add(std::uint32_t line);
 
 private:
@@ -43,16 +42,16 @@ private:
     struct Level {
         unsigned int level;
         unsigned int index;  // in the last tag
-        std::uint16_t type;  // of the first value; others are left to the caller
+        std::uint16_t type;  // of the first value; values of other types aren't cached
     };
 
-    [[nodiscard]] std::size_t PlaceOf(const Words& words) const noexcept;
+    [[nodiscard]] std::size_t SlotOf(const Words& words) const noexcept;
     void Grow();
 
     std::vector<Level> levels_;
     Words words_{};  // of the label that was read
-    // Packed, half a cache line an entry, so not a HashIndex: open addressing, a power of two of
-    // entries, a quarter of them free.
+    // Open addressing with linear probing, packed in half a cache line an entry, therefore not a
+    // HashIndex. A power of two of entries, at least a quarter of them free.
     std::vector<Entry> entries_;
     std::size_t count_ = 0;
 };
