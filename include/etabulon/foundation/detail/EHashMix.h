@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
-// The one hash of the library. None of these is for keys that an attacker chooses, nor are hashes
-// kept in files: they may change with the next version.
+// The library's hash functions. They aren't made for keys that an attacker chooses, and no hash is
+// stored in a file, since the functions may change with the next version.
 
 namespace etabulon::detail {
 
@@ -37,7 +37,8 @@ Word WordAt(const char* bytes) noexcept {
 }
 
 /// The hash of some bytes, by words, of which the last may overlap the one before it: short texts
-/// take one or two multiplications. `above` is the hash of what they are looked up below.
+/// take one or two multiplications. `above` is the hash of the parent that the bytes are looked up
+/// under.
 inline std::uint32_t HashBytes(const char* bytes, std::size_t length,
                                std::uint32_t above = 0) noexcept {
     constexpr std::size_t kWord = sizeof(std::uint64_t);

@@ -6,8 +6,9 @@
 
 namespace etabulon::detail {
 
-/// The index of the last element that a lookup reached; -1 for none. Copies take it along.
-/// Atomic, so that lookups of one container from two threads disturb each other's speed only.
+/// The index of the last element that a lookup reached; -1 for none. A copy of a container copies
+/// its hint. Atomic, so that lookups of one container from two threads disturb each other's speed
+/// only.
 class EHint {
 public:
     constexpr EHint() noexcept = default;
