@@ -42,7 +42,7 @@ public:
     [[nodiscard]] bool operator!=(const ETabulonVariableID& other) const noexcept {
         return !(*this == other);
     }
-    /// By number if both have one, else by code in folded order.
+    /// By number if both have one, otherwise by code in folded order.
     [[nodiscard]] bool operator<(const ETabulonVariableID& other) const noexcept;
 
     [[nodiscard]] bool ExistsIn(const EFieldSet& fields) const;
