@@ -60,7 +60,7 @@ public:
     /// Says that the row of a cell is soon to be read.
     void Prefetch(std::uint32_t cell) const noexcept {
         if (cell != kNone) {
-            __builtin_prefetch(cells_.Place(cell));
+            __builtin_prefetch(cells_.RowAt(cell));
         }
     }
     /// ValNull for kNone, and for a calculation that there isn't.
