@@ -44,8 +44,8 @@ bool FitsIndex(const DRubric& rubric, const std::vector<unsigned>& variables, un
     return fits;
 }
 
-/// The link of `from` that points at `here` and that `name` stands for: its own name or foreign-key
-/// variable, else the first that points at the variable of that name.
+/// The link of `from` that points at `here` and that `name` stands for: by its own name or
+/// foreign-key variable, otherwise the first that points at the variable of that name.
 const DLink* FindLinkBack(const DRubric& here, const DRubric& from, const Chaine& name) {
     const DLink* const named = from.FindLink(name);
     if (named != nullptr && named->target == &here) {

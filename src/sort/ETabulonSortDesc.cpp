@@ -148,7 +148,7 @@ unsigned int ETabulonSortDesc::GetSortLevelPos(unsigned int level) const {
     return position;
 }
 
-// Deliberate: true whatever the keys are, though the name asks for a key. HasOnlySortValues, and
+// Deliberate: true whatever the keys are, though the name suggests a key. HasOnlySortValues, and
 // through it the tree, take levels without a key for sort levels. AnyLevelIsASortLevel holds it.
 bool ETabulonSortDesc::IsSortLevel(unsigned int /*level*/) const noexcept { return true; }
 

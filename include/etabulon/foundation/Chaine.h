@@ -219,7 +219,8 @@ private:
     [[nodiscard]] static Body* NewBody(std::size_t length);
     static void Destroy(Body* body) noexcept;
     [[nodiscard]] static std::uint32_t ComputeFoldHash(const Body* body) noexcept;
-    /// Makes the body unshared and large enough for `length` bytes; keeps the text if asked.
+    /// Makes the body unshared and large enough for `length` bytes; drops the text unless
+    /// `keepText`.
     void Own(std::size_t length, bool keepText);
     void SetLength(std::size_t length) noexcept;
     [[nodiscard]] char* MutableText() noexcept { return body_->Text(); }

@@ -116,7 +116,7 @@ public:
     [[nodiscard]] DVariable* At(std::size_t index) const { return variables_[index].get(); }
     /// By folded name; null where there is none.
     [[nodiscard]] DVariable* Find(const Chaine& name) const;
-    /// By link name, else the only link whose first own variable has that name; null.
+    /// By link name, otherwise the only link whose first own variable has that name; null for none.
     [[nodiscard]] const DLink* FindLink(const Chaine& name) const;
     [[nodiscard]] const std::deque<DLink>& Links() const noexcept { return links_; }
     [[nodiscard]] const std::vector<unsigned>& Key() const noexcept { return key_; }

@@ -43,7 +43,7 @@ public:
         pairs_.At(index).key = newKey;
         return true;
     }
-    /// 0 if the key is the element's, else 1.
+    /// 0 if the key is the element's, otherwise 1.
     [[nodiscard]] virtual int CompareKey(const K& key, const Pair& element) const {
         return key == element.key ? 0 : 1;
     }
@@ -127,7 +127,7 @@ protected:
         std::swap(hint_, other.hint_);
     }
 
-    /// The index of `oldKey` if it may become `newKey`, else -1.
+    /// The index of `oldKey` if it may become `newKey`, otherwise -1.
     [[nodiscard]] std::int32_t IndexToRename(const K& oldKey, const K& newKey) {
         const std::int32_t index = Find(oldKey, FindExact);
         return index != -1 && Find(newKey, FindExact) == -1 ? index : -1;

@@ -9,7 +9,7 @@ namespace etabulon {
 
 /// The root of everything that is shared by reference.
 ///
-/// Ownership  an object lives as long as someone holds a reference; hold it in an ERef.
+/// Ownership  an object lives as long as a reference to it is held; hold it in an ERef.
 /// Threads    as the class that supplies the count says.
 class ETABULON_API EUnknown {
 public:

@@ -41,7 +41,7 @@ private:
     void Take(ERecordBuffer image) noexcept;
 
     ERecordBuffer image_;
-    mutable std::unique_ptr<EFieldSet> fields_;  // views image_; null until asked for
+    mutable std::unique_ptr<EFieldSet> fields_;  // views image_; null before Fields
 };
 
 }  // namespace etabulon

@@ -10,8 +10,8 @@ namespace etabulon {
 
 class EField;
 
-/// One datum with its display text, and a status that tells a real value from an absent or a
-/// special one.
+/// One datum with its display text, and a status that distinguishes a real value from an absent or
+/// a special one.
 ///
 /// Ownership  a value type that owns its data.
 /// Threads    one thread at a time, const operations included: DisplayValue makes its text.

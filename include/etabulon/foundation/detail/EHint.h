@@ -28,7 +28,7 @@ public:
     [[nodiscard]] std::int32_t Get() const noexcept {
         return index_.load(std::memory_order_relaxed);
     }
-    /// The hint if it is an index of `size` elements, else -1.
+    /// The hint if it is an index of `size` elements, otherwise -1.
     [[nodiscard]] std::int32_t Within(std::int32_t size) const noexcept {
         const std::int32_t index = Get();
         return index < size ? index : -1;
