@@ -22,10 +22,13 @@ enum class FoldEffect : std::uint8_t {
     Joined = 2,    // the result stands for several records: modified if one of them is
 };
 
-/// The properties of a fold, beside template <class Accumulator, class Value> static FoldEffect
-///     Step(Accumulator& result, const Value& value); or, where it needs the record's key, template
-///     <class Accumulator> static FoldEffect Step(Accumulator& code, const EVariant& value, const
-///     ETabulonPrimaryKey& key);
+/// The properties of a fold, beside
+///     template <class Accumulator, class Value>
+///     static FoldEffect Step(Accumulator& result, const Value& value);
+/// or, where it needs the record's key,
+///     template <class Accumulator>
+///     static FoldEffect Step(Accumulator& code, const EVariant& value,
+///                            const ETabulonPrimaryKey& key);
 struct CumulFold {
     /// False: a step reads no value, and calls CountRecord and Store only.
     static constexpr bool kReadsValues = true;

@@ -8,7 +8,7 @@ namespace etabulon {
 /// Keeps the one object of each type family. The families exist before `main` and live to the end
 /// of the process.
 ///
-/// Threads  any. Failure none: every code and family yields an object.
+/// Threads  any. Failure  none: every code and family yields an object.
 class ETABULON_API ETabulonTypeFactory {
 public:
     ETabulonTypeFactory() = delete;

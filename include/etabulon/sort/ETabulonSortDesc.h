@@ -46,7 +46,7 @@ public:
             SortChangeLevels = 0,  // the list of keys or a hide mask
             SortChangeMove = 1,    // one key moved
             SortChangeHidden = 2,  // the hidden keys moved together
-            SortChangeNone = 3,    // the announced change failed; OnSortChanged only
+            SortChangeNone = 3,    // the announced change didn't happen; OnSortChanged only
         };
         /// False refuses the change. One OnSortChanged follows in any case.
         [[nodiscard]] virtual bool OnSortChanging(const ETabulonSortDesc* sort,
