@@ -8,8 +8,8 @@
 #include <limits>
 #include <type_traits>
 
-// What packed cells keep of a running calculation, and the views of it that a fold works on. The
-// modified flag isn't kept: no record of a walk carries it.
+// The states that packed cells keep of running calculations, and the accumulators through which a
+// fold uses them. The modified flag isn't kept: no record of a walk carries it.
 
 namespace etabulon::detail {
 
@@ -54,7 +54,7 @@ static_assert(alignof(WideState) == alignof(NumberState) &&
 /// A missing value, for accumulators of numbers: it is below all others and adds nothing.
 struct MissingNumber {};
 
-/// A NumberState as a fold sees it: every accumulator has these operations.
+/// The accumulator over a NumberState. Every accumulator has these operations.
 template <class T>
 class NumberAccumulator {
 public:
@@ -121,7 +121,7 @@ private:
     NumberState& state_;
 };
 
-/// A WideState as a fold sees it; `blank` is what a first result is stored in.
+/// The accumulator over a WideState; a first result is stored in a copy of `blank`.
 class WideAccumulator {
 public:
     WideAccumulator(WideState& state, const EVariant& blank) noexcept
@@ -153,7 +153,7 @@ private:
     const EVariant& blank_;
 };
 
-/// A CodeState as a fold sees it: the extreme beside the code.
+/// The accumulator over a CodeState, with the extreme beside the code.
 class CodeAccumulator {
 public:
     CodeAccumulator(CodeState& state, const EVariant& blank) noexcept

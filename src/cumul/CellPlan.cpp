@@ -3,7 +3,7 @@
 namespace etabulon::detail {
 namespace {
 
-/// ValNormal whether there is a value or not, with the text still to be made.
+/// A ValNormal even of a missing value, with the text still to be made.
 ETabulonValue NormalValue(const EVariant& value, const EVariant& blank) {
     ETabulonValue result(blank, Chaine(), false);
     result.SetData(value);
@@ -14,7 +14,7 @@ ETabulonValue NormalValue(const EVariant& value, const EVariant& blank) {
 
 bool IsNumberCell(const EVariant& blank) {
     const ETypeInfo& info = TypeInfo(blank.Type());
-    // A blank that can't be made takes the type of its first value.
+    // A missing blank (a type that Init refuses) takes the type of the first value.
     return !blank.IsMissing() && info.IsFixedSize() && info.naturalSize <= sizeof(std::uint64_t);
 }
 

@@ -12,24 +12,24 @@
 
 namespace etabulon::detail {
 
-/// How the accumulators of one kind begin and end.
+/// How the states of one kind are constructed and destroyed.
 struct StateKind {
     std::uint32_t bytes;
-    void (*begin)(std::byte* place) noexcept;
-    void (*end)(std::byte* place) noexcept;  // null: nothing to do
+    void (*begin)(std::byte* address) noexcept;
+    void (*end)(std::byte* address) noexcept;  // null: nothing to do
 };
 
 template <class State>
-[[nodiscard]] State& StateAt(std::byte* place) noexcept {
-    return *std::launder(reinterpret_cast<State*>(place));
+[[nodiscard]] State& StateAt(std::byte* address) noexcept {
+    return *std::launder(reinterpret_cast<State*>(address));
 }
 
 template <class State>
 inline constexpr StateKind kStateKind = {
-    sizeof(State), [](std::byte* place) noexcept { ::new (place) State; },
+    sizeof(State), [](std::byte* address) noexcept { ::new (address) State; },
     std::is_trivially_destructible_v<State>
         ? nullptr
-        : +[](std::byte* place) noexcept { std::destroy_at(&StateAt<State>(place)); }};
+        : +[](std::byte* address) noexcept { std::destroy_at(&StateAt<State>(address)); }};
 
 /// The number that was read last: several functions often fold one variable.
 struct NumberReading {
@@ -51,7 +51,7 @@ struct CellPlan {
         return StateAt<State>(row + offset);
     }
 
-    EVariant blank;                   // what a first result is stored in
+    EVariant blank;                   // a first result is stored in a copy
     const ETypeInfo* type = nullptr;  // of blank
     FoldRows fold = nullptr;
     MakeResult result = nullptr;
@@ -60,7 +60,7 @@ struct CellPlan {
     bool needsKey = false;
 };
 
-/// The value as a number of the storage and scale of `like`; false where that wouldn't be exact.
+/// Reads the value as a number of the storage and scale of `like`; false where that isn't exact.
 template <class T>
 [[nodiscard]] bool ReadNumber(const EVariant& value, const ETypeInfo& like, T& number) noexcept {
     const void* const bytes = value.GetBuffer();
@@ -73,7 +73,7 @@ template <class T>
         return true;
     }
     if (info.storage > EStorage::UInt32 || like.scale != 0) {
-        return false;  // no whole number, or not to be stored as one
+        return false;  // the value or the target isn't a whole number
     }
     const std::int64_t whole = value.AsInt64();
     bool fits = false;
@@ -87,12 +87,12 @@ template <class T>
     return fits;
 }
 
-// What accumulators hold, as a value with the type and size of `blank`.
+// The content of a state, as a value with the type and size of `blank`.
 [[nodiscard]] ETabulonValue HeldValue(const NumberState& state, const EVariant& blank);
 [[nodiscard]] ETabulonValue HeldValue(const WideState& state, const EVariant& blank);
 [[nodiscard]] ETabulonValue HeldValue(const CodeState& state, const EVariant& blank);
 
-// A number's accumulator as a wide one and back, for values that aren't of the cell's own type.
+// Converts a number's state to a wide one and back, for values of another type than the cell's.
 [[nodiscard]] WideState Widened(const NumberState& state, const EVariant& blank);
 [[nodiscard]] NumberState Narrowed(const WideState& state);
 
@@ -138,7 +138,7 @@ struct RowFold {
         }
     }
 
-    /// Of folds that read no values.
+    /// For folds that read no values.
     static void Records(const CellPlan& plan, CellPlan::Rows rows, const EVariant& /*value*/,
                         const ETabulonPrimaryKey* /*key*/, NumberReading& /*last*/) {
         for (std::byte* const row : rows) {

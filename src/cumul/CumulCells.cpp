@@ -28,7 +28,7 @@ ETabulonValue ForeignResult(const CellPlan& plan, std::byte* row) {
 }  // namespace
 
 /// A calculation of the rows. An application's function may bear any code and may derive from the
-/// library's own: the buffer that it starts tells whether it folds as those do.
+/// library's own: the class of the buffer that it starts decides whether it is packed.
 struct CumulCells::Plan : CellPlan {
     explicit Plan(ERef<ETabulonCumulFuncOnVar> ofCalculation)
         : calculation(std::move(ofCalculation)) {
@@ -53,7 +53,7 @@ struct CumulCells::Plan : CellPlan {
     }
 
     ERef<ETabulonCumulFuncOnVar> calculation;
-    ERef<ETabulonCumulBuffer> firstBuffer;  // foreign: of the first row to come
+    ERef<ETabulonCumulBuffer> firstBuffer;  // foreign: for the first row
     bool isForeign = false;
 };
 
@@ -99,14 +99,14 @@ std::uint32_t CumulCells::AddRow() {
             std::unique_ptr<std::byte[]>(new std::byte[std::size_t{kChunkRows} * rowBytes_]));
     }
     ++rows_;
-    // What may fail is started afterwards.
+    // Foreign buffers, whose start may throw, follow once the row can be destroyed.
     for (const Plan& plan : plans_) {
-        plan.state->begin(Place(row) + plan.offset);
+        plan.state->begin(RowAt(row) + plan.offset);
     }
     try {
         for (Plan& plan : plans_) {
             if (plan.isForeign) {
-                plan.StateIn<ForeignState>(Place(row)).buffer = plan.NextBuffer();
+                plan.StateIn<ForeignState>(RowAt(row)).buffer = plan.NextBuffer();
             }
         }
     } catch (...) {
@@ -120,7 +120,7 @@ void CumulCells::DropLastRow() noexcept {
     const std::uint32_t row = rows_ - 1;
     for (const Plan& plan : plans_) {
         if (plan.state->end != nullptr) {
-            plan.state->end(Place(row) + plan.offset);
+            plan.state->end(RowAt(row) + plan.offset);
         }
     }
     rows_ = row;
@@ -138,21 +138,21 @@ void CumulCells::Free() noexcept {
     chunks_.clear();
 }
 
-void CumulCells::Fold(std::span<std::byte* const> places, std::span<const EVariant* const> values,
+void CumulCells::Fold(std::span<std::byte* const> rows, std::span<const EVariant* const> values,
                       const ETabulonPrimaryKey* context) const {
     E_EXPECTS(values.size() == plans_.size());
     E_EXPECTS(!needsContext_ || context != nullptr);
     const EVariant* const* value = values.data();
     NumberReading last;
     for (const Plan& plan : plans_) {
-        plan.fold(plan, places, **value++, context, last);
+        plan.fold(plan, rows, **value++, context, last);
     }
 }
 
 ETabulonValue CumulCells::Result(std::uint32_t row, unsigned calculation) const {
     E_EXPECTS(calculation < plans_.size());
     const Plan& plan = plans_[calculation];
-    return plan.result(plan, Place(row));
+    return plan.result(plan, RowAt(row));
 }
 
 }  // namespace etabulon::detail

@@ -24,7 +24,7 @@ namespace detail {
 /// library's own classes runs in a buffer from its Start, one for each row.
 ///
 /// Ownership  holds a reference for each calculation.
-/// Threads    as buffers: one walk writes; readers stand behind the lock of the owner.
+/// Threads    as buffers: one walk writes; readers hold the owner's lock.
 /// Cost       rows never move. Folding numbers allocates nothing.
 class CumulCells {
 public:
@@ -36,26 +36,26 @@ public:
     /// How many calculations a row holds.
     [[nodiscard]] unsigned Size() const noexcept;
     [[nodiscard]] std::uint32_t Rows() const noexcept { return rows_; }
-    /// A row over no records yet; rows are numbered from 0.
+    /// Adds a row over no records; rows are numbered from 0.
     std::uint32_t AddRow();
-    /// Some function wants to know the records' keys.
+    /// A function of the calculations needs the records' keys.
     [[nodiscard]] bool NeedsContext() const noexcept { return needsContext_; }
 
-    /// Where a row lies, for Fold; good until the row goes.
-    [[nodiscard]] std::byte* Place(std::uint32_t row) const noexcept {
+    /// The bytes of a row, for Fold. Valid as long as the row.
+    [[nodiscard]] std::byte* RowAt(std::uint32_t row) const noexcept {
         E_EXPECTS(row < rows_);
         return chunks_[row >> kChunkBits].get() + std::size_t{row % kChunkRows} * rowBytes_;
     }
-    /// Folds a record into rows, of this and of others over the same calculations; into one that is
-    /// named twice, twice. `values` holds one value for each calculation, in order; `context` is
-    /// the record's key, read only if NeedsContext().
-    void Fold(std::span<std::byte* const> places, std::span<const EVariant* const> values,
+    /// Folds a record into rows, of this object and of others over the same calculations; twice
+    /// into a row that is named twice. `values` holds one value for each calculation, in order;
+    /// `context` is the record's key, read only if NeedsContext().
+    void Fold(std::span<std::byte* const> rows, std::span<const EVariant* const> values,
               const ETabulonPrimaryKey* context) const;
-    /// What the calculation's buffer would give.
+    /// The result that the calculation's buffer would give.
     [[nodiscard]] ETabulonValue Result(std::uint32_t row, unsigned calculation) const;
 
 private:
-    struct Plan;  // what is known of a calculation
+    struct Plan;  // how a calculation runs in the rows
     static constexpr unsigned kChunkBits = 8;
     static constexpr std::uint32_t kChunkRows = 1U << kChunkBits;
 

@@ -15,14 +15,14 @@ namespace etabulon::detail {
 
 struct CellPlan;
 
-/// What a step did to the result: it decides how the modified flag goes on.
+/// What a step did to the result, which decides the modified flag.
 enum class FoldEffect : std::uint8_t {
     Kept = 0,      // the result and its flag stay
     Replaced = 1,  // the result is this record's: modified if the record is
     Joined = 2,    // the result stands for several records: modified if one of them is
 };
 
-/// What a fold says of itself, beside
+/// The properties of a fold, beside
 ///     template <class Accumulator, class Value>
 ///     static FoldEffect Step(Accumulator& result, const Value& value);
 /// or, where it needs the record's key,
@@ -30,13 +30,13 @@ enum class FoldEffect : std::uint8_t {
 ///     static FoldEffect Step(Accumulator& code, const EVariant& value,
 ///                            const ETabulonPrimaryKey& key);
 struct CumulFold {
-    /// False: a step looks at no value, and CountRecord and Store are all that it calls.
+    /// False: a step reads no value, and calls CountRecord and Store only.
     static constexpr bool kReadsValues = true;
     /// The buffer remembers the key of the record that supplied the result.
     static constexpr bool kKeepsContext = false;
-    /// The step wants the record's key; its accumulator has an extreme.
+    /// The step takes the record's key; its accumulator has an extreme.
     static constexpr bool kNeedsKey = false;
-    /// What is shown of the accumulated value; it has the flag of `held`.
+    /// The result made from the accumulated value; it has the modified flag of `held`.
     [[nodiscard]] static ETabulonValue Finish(const ETabulonValue& held,
                                               std::uint32_t /*records*/) {
         return held;
@@ -58,7 +58,7 @@ template <class Fold>
 using FoldBufferBase =
     std::conditional_t<Fold::kKeepsContext, ETabulonCumulBufferContext, ETabulonCumulBuffer>;
 
-/// The buffer of a fold; it is the accumulator itself, over the buffer's result.
+/// The buffer of a fold. It is itself the accumulator, over the buffer's result.
 template <class Fold>
 class FoldBuffer : public FoldBufferBase<Fold>, public PackedFold {
 public:
@@ -92,7 +92,7 @@ public:
     void StoreExtreme(const EVariant& value) { extreme_ = value; }
 
 protected:
-    /// What was accumulated, before Finish.
+    /// The accumulated value, before Finish.
     [[nodiscard]] const ETabulonValue& Held() const { return ETabulonCumulBuffer::Result(); }
     [[nodiscard]] std::uint32_t Records() const noexcept { return records_; }
 

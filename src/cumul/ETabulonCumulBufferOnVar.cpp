@@ -16,8 +16,8 @@ ETabulonCumulBufferOnVar::~ETabulonCumulBufferOnVar() = default;
 const ETabulonValue& ETabulonCumulBufferOnVar::Result() const { return buffer_->Result(); }
 
 void ETabulonCumulBufferOnVar::AddValue(const ETabulonExtractValue& extract) {
-    // Deliberate: nothing is marked as modified on this road, though buffers would carry it on:
-    // whoever folds changed values marks them himself. RecordsAreNeverModified holds it.
+    // Deliberate: no value folded here is marked as modified, though buffers would carry the flag
+    // on: a caller that folds changed values marks them itself. RecordsAreNeverModified holds it.
     buffer_->AddValue(extract.GetValue(desc_->Variable()), /*modified=*/false, extract.Context());
 }
 

@@ -5,7 +5,7 @@ namespace etabulon {
 ETabulonCumulFunc::ETabulonCumulFunc(const Chaine& code, const Chaine& displayName, HICON icon)
     : code_(code), displayName_(displayName.IsEmpty() ? code : displayName), icon_(icon) {}
 
-// The references are those of the object, not of what it says.
+// The references are to the object: a copy starts with its creator's.
 ETabulonCumulFunc::ETabulonCumulFunc(const ETabulonCumulFunc& other)
     : EUnknown(other),
       ECountedUnknown(other),
@@ -25,7 +25,8 @@ void ETabulonCumulFunc::AddRef() { references_.fetch_add(1, std::memory_order_re
 std::int32_t ETabulonCumulFunc::Release() {
     const std::int32_t left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
     if (left == 0) {
-        // As the plain count does: whoever counts during the destruction doesn't start another.
+        // As the plain count does: references taken and released during the destruction don't start
+        // another.
         references_.store(1, std::memory_order_relaxed);
         delete this;
     }

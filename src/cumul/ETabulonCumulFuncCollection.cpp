@@ -22,9 +22,9 @@ ETabulonCumulFunc* ETabulonCumulFuncCollection::GetFunction(const Chaine& code) 
 
 void ETabulonCumulFuncCollection::AddFunction(ETabulonCumulFunc* function, bool addRef) {
     auto added = ERef<ETabulonCumulFunc>::Take(function, addRef);
-    auto& place = functions_[function->Code()];
-    if (!place) {
-        place = std::move(added);
+    auto& entry = functions_[function->Code()];
+    if (!entry) {
+        entry = std::move(added);
     }
 }
 

@@ -23,7 +23,7 @@ ETabulonCumulFuncOnVarCollection& ETabulonCumulFuncOnVarCollection::operator=(
 
 ETabulonCumulFuncOnVarCollection& ETabulonCumulFuncOnVarCollection::operator=(
     const ITabulonCumulFuncOnVarCollection& other) {
-    // The other first: it may be this one, or be held by what is released.
+    // Copied first: `other` may be this collection, or be held by a calculation that is released.
     ETabulonCumulFuncOnVarCollection copy(&other);
     calculations_.Swap(copy.calculations_);
     priorityCalculationPos_ = copy.priorityCalculationPos_;
@@ -67,7 +67,7 @@ int ETabulonCumulFuncOnVarCollection::AddCalculation(const Chaine& functionCode,
 
 void ETabulonCumulFuncOnVarCollection::AddCalculations(
     const ITabulonCumulFuncOnVarCollection* other) {
-    // The size once: it may be this collection.
+    // Reads the size once: `other` may be this collection.
     const unsigned size = other->Size();
     for (unsigned index = 0; index < size; ++index) {
         AddCalculation(other->Calculation(index), /*addRef=*/false);

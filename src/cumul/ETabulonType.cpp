@@ -54,7 +54,7 @@ HICON ETabulonType::Icon() const {
     }
     const ETypeIconPlatform platform = CurrentPlatform();
     if (platform.loadIcon == nullptr) {
-        return nullptr;  // asked again: there may be one later
+        return nullptr;  // the next call asks again: a platform may be set later
     }
     static constinit std::mutex loading;
     const std::lock_guard hold(loading);

@@ -52,8 +52,8 @@ ETabulonType* ETabulonTypeFactory::Make(GenericType family) {
         case GenericDateTime:
             return new ETabulonTypeDateTime;
         default:
-            // Deliberate: an object for each number asked for, all of them of the unknown family,
-            // media included. EveryOtherFamilyIsUnknown holds it.
+            // Deliberate: one object for each other number, all of the unknown family, media
+            // included. EveryOtherFamilyIsUnknown holds it.
             return new ETabulonType(ETabulonType::LateIcon{kUnknownIcon, kUnknownIcon},
                                     GenericUnknown);
     }

@@ -23,7 +23,7 @@ struct MinFold : detail::CumulFold {
     template <class Accumulator, class Value>
     static FoldEffect Step(Accumulator& lowest, const Value& value) {
         if (!lowest.IsNew() && !lowest.IsAbove(value)) {
-            return FoldEffect::Kept;  // strict: of equal values the first keeps its place
+            return FoldEffect::Kept;  // strict: of equal values the first stays
         }
         lowest.Store(value);
         return FoldEffect::Joined;
@@ -49,8 +49,8 @@ struct CodeOfExtremeFold : detail::CumulFold {
     template <class Accumulator>
     static FoldEffect Step(Accumulator& code, const EVariant& value,
                            const ETabulonPrimaryKey& key) {
-        // A missing value leaves no extreme behind, so that the next record takes over whatever its
-        // value is.
+        // A missing value stores no extreme, so that the next record replaces it whatever its value
+        // is.
         if (!code.Extreme().IsMissing() && !Better{}(value, code.Extreme())) {
             return FoldEffect::Kept;
         }
@@ -111,7 +111,7 @@ class ETabulonTypeNumeric::FunctionSum::Exec final : public detail::FoldBuffer<S
     using FoldBuffer::FoldBuffer;
 };
 
-/// What Result gives is made from the sum at each call.
+/// Each call of Result makes the average from the sum.
 class ETabulonTypeNumeric::FunctionAvg::Exec final : public detail::FoldBuffer<AvgFold> {
 public:
     using FoldBuffer::FoldBuffer;

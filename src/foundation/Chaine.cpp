@@ -98,7 +98,7 @@ void Chaine::Own(std::size_t length, bool keepText) {
     }
     std::size_t room = length;
     if (keepText && length >= body_->capacity) {
-        // Growth by half: appending piece by piece stays linear.
+        // Grows by half, so that appending piece by piece takes linear time.
         const std::size_t grown = Length() + Length() / 2;
         room = grown > length && grown <= kMaxLength ? grown : length;
     }
@@ -123,7 +123,7 @@ void Chaine::Assign(const char* bytes, std::size_t length) {
     }
     const char* own = body_->Text();
     if (bytes >= own && bytes <= own + Length()) {
-        // A part of this text: its body must outlive the copying.
+        // The bytes are a part of this text, whose body must outlive the copying.
         *this = Chaine(bytes, length);
         return;
     }
@@ -163,15 +163,15 @@ std::size_t Chaine::FindOneOf(const char* set, std::size_t from) const noexcept 
 }
 
 bool Chaine::Split(char c, Chaine& before, Chaine& behind) const {
-    const std::size_t place = Find(c);
+    const std::size_t index = Find(c);
     const Chaine whole(*this);  // before or behind may be this text
-    if (place == npos) {
+    if (index == npos) {
         behind = Chaine();
         before = whole;
         return false;
     }
-    before = whole.Mid(0, place);
-    behind = whole.Mid(place + 1);
+    before = whole.Mid(0, index);
+    behind = whole.Mid(index + 1);
     return true;
 }
 

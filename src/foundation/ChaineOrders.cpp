@@ -32,7 +32,7 @@ constexpr std::uint64_t kHighBits = 0x8080808080808080U;
 // The eight bytes folded; bytes from 0x80 upward go through the table.
 std::uint64_t FoldWord(std::uint64_t word) noexcept {
     if ((word & kHighBits) == 0) {
-        // A byte's high bit tells: at least 'a', and above 'z'.
+        // The high bit of each byte: set in fromA from 'a' upward, in aboveZ above 'z'.
         const std::uint64_t fromA = word + 0x1F1F1F1F1F1F1F1FU;
         const std::uint64_t aboveZ = word + 0x0505050505050505U;
         return word - (((fromA & ~aboveZ & kHighBits)) >> 2);

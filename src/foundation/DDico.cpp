@@ -52,7 +52,7 @@ EFieldDesc DVariable::MakeFieldDesc(unsigned index) const {
         name = Chaine::Format("%s[%u]", GetDDFName(), index);
         header = Chaine::Format("%s[%u]", GetHeader(), index);
     }
-    // The code as declared, not sign-extended: families of types go by the exact code.
+    // The code as declared, not sign-extended: the family of a type goes by its exact code.
     return {name, static_cast<std::uint8_t>(type_), static_cast<std::uint16_t>(size_),
             static_cast<std::uint16_t>(Offset(index)),
             std::make_shared<EFInfosHandlerLocal>(header, Chaine(),
@@ -193,7 +193,7 @@ EFieldSet DRubric::MakeFields(std::span<const unsigned> only) const {
 DDico::DDico() = default;
 
 DDico::~DDico() {
-    // Sources first: what they keep may look at any rubric.
+    // Sources first: what they hold may refer to any rubric.
     for (const auto& rubric : rubrics_) {
         rubric->SetSource(nullptr);
     }

@@ -4,8 +4,8 @@
 
 namespace etabulon {
 
-/// Reads one kind of cell in one record after another: moving on costs a store, where attaching a
-/// field anew counts its description.
+/// Reads one kind of cell in one record after another. Moving to the next record costs one store,
+/// where attaching a field would count a reference to its description.
 class ECellView {
 public:
     explicit ECellView(const EFieldDesc& desc) {
@@ -13,10 +13,10 @@ public:
         descs.Add(desc);
         field_.Attach(descs, nullptr, 0, 1);
     }
-    /// The value at `place`, to be read only. Good until the next call.
-    [[nodiscard]] const EVariant& At(const void* place) noexcept {
+    /// The value of the cell at `address`, for reading only. Valid until the next call.
+    [[nodiscard]] const EVariant& At(const void* address) noexcept {
         // A field views writable memory; nothing writes through this one.
-        field_.ChangeBuffer(const_cast<void*>(place), /*takeOwnership=*/false);
+        field_.ChangeBuffer(const_cast<void*>(address), /*takeOwnership=*/false);
         return field_.At(0);
     }
 

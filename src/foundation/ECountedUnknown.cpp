@@ -49,8 +49,8 @@ void ECountedUnknown::AddRef() {
 
 std::int32_t ECountedUnknown::Release() {
     E_EXPECTS(count_ > 0);
-    // The last reference leaves count_ at 1: a destructor that hands itself to someone for the
-    // length of a call must not end the object a second time.
+    // The last reference leaves count_ at 1: a destructor that passes the object to a function
+    // which retains and releases it must not destroy it a second time.
     if (count_ == 1) {
         delete this;
         return 0;

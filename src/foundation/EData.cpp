@@ -11,7 +11,8 @@ EData::EData(const EFieldSet& fields) : fields_(fields), buffer_(fields.Buffer()
 EData::~EData() = default;
 
 bool EData::DeleteLoop() {
-    // Positions first: a table may lose its place when the record it stands on goes.
+    // Collects the positions first: a table may lose its position when its current record is
+    // deleted.
     std::vector<EPosition> range;
     for (EPosition at = GetFirst(); at != kNoPosition; at = GetNext()) {
         range.push_back(at);

@@ -83,7 +83,7 @@ bool EDataMemory::DeleteOne(EPosition where) {
     }
     records_->Delete(where);
     if (where == position) {
-        // The place stays, so that a walk goes on.
+        // The walk keeps its position, from which the next step goes on.
         position = kNoPosition;
         record_.Clear();
     }
@@ -117,7 +117,7 @@ bool EDataMemory::LoadBuffer() {
 }
 
 const EFieldKey& EDataMemory::CurKey() {
-    // As stored: what was written into the fields since isn't the record's key yet.
+    // From the stored record: a key written into the fields counts once the record is saved.
     if (const std::byte* const record = records_->At(position); record != nullptr) {
         records_->ReadKey(record, key_);
     } else {

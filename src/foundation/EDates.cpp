@@ -8,8 +8,8 @@
 namespace etabulon {
 namespace {
 
-// std::chrono's years end at 32767, those of a DATE at 214748: the calendar is asked within its
-// period of 400 years.
+// std::chrono's years end at 32767, those of a DATE at 214748: dates are mapped into one era, the
+// calendar's period of 400 years.
 constexpr std::int64_t kYearsPerEra = 400;
 constexpr std::int64_t kDaysPerEra = 146097;
 constexpr std::chrono::sys_days kYear0 = std::chrono::year{0} / std::chrono::January / 1;
@@ -64,51 +64,51 @@ ECivil CivilOfDate(std::int32_t date) noexcept {
 
 // --- To text ---------------------------------------------------------------------------------
 
-char* PutDigits(char* place, std::uint64_t number, int width) noexcept {
+char* PutDigits(char* out, std::uint64_t number, int width) noexcept {
     char digits[20];
     const char* end = std::to_chars(digits, digits + sizeof digits, number).ptr;
     for (auto missing = width - (end - digits); missing > 0; --missing) {
-        *place++ = '0';
+        *out++ = '0';
     }
-    std::memcpy(place, digits, static_cast<std::size_t>(end - digits));
-    return place + (end - digits);
+    std::memcpy(out, digits, static_cast<std::size_t>(end - digits));
+    return out + (end - digits);
 }
 
 std::uint64_t Magnitude(std::int64_t number) noexcept {
     return number < 0 ? 0 - static_cast<std::uint64_t>(number) : static_cast<std::uint64_t>(number);
 }
 
-char* PutCivil(char* place, const ECivil& civil) noexcept {
+char* PutCivil(char* out, const ECivil& civil) noexcept {
     if (civil.year < 0 || civil.month < 0 || civil.day < 0) {
-        *place++ = '-';
+        *out++ = '-';
     }
-    place = PutDigits(place, Magnitude(civil.year), 4);
-    *place++ = '-';
-    place = PutDigits(place, Magnitude(civil.month), 2);
-    *place++ = '-';
-    return PutDigits(place, Magnitude(civil.day), 2);
+    out = PutDigits(out, Magnitude(civil.year), 4);
+    *out++ = '-';
+    out = PutDigits(out, Magnitude(civil.month), 2);
+    *out++ = '-';
+    return PutDigits(out, Magnitude(civil.day), 2);
 }
 
-char* PutTime(char* place, std::int64_t time) noexcept {
+char* PutTime(char* out, std::int64_t time) noexcept {
     if (time < 0) {
-        *place++ = '-';
+        *out++ = '-';
     }
     const std::uint64_t magnitude = Magnitude(time);
-    place = PutDigits(place, magnitude / 3600000, 2);
-    *place++ = ':';
-    place = PutDigits(place, magnitude / 60000 % 60, 2);
-    *place++ = ':';
-    place = PutDigits(place, magnitude / 1000 % 60, 2);
+    out = PutDigits(out, magnitude / 3600000, 2);
+    *out++ = ':';
+    out = PutDigits(out, magnitude / 60000 % 60, 2);
+    *out++ = ':';
+    out = PutDigits(out, magnitude / 1000 % 60, 2);
     if (magnitude % 1000 != 0) {
-        *place++ = '.';
-        place = PutDigits(place, magnitude % 1000, 3);
+        *out++ = '.';
+        out = PutDigits(out, magnitude % 1000, 3);
     }
-    return place;
+    return out;
 }
 
 // --- From text -------------------------------------------------------------------------------
 
-// Takes digits off the front: at least `least`, at most `most`.
+// Takes `least` to `most` digits off the front.
 bool TakeDigits(std::string_view& text, std::size_t least, std::size_t most,
                 std::int64_t& number) noexcept {
     std::size_t count = 0;
@@ -267,7 +267,7 @@ bool ParseTimestamp(std::string_view text, std::int64_t& timestamp) noexcept {
                           text.front() == '-' || !TakeTime(text, time) || !text.empty())) {
         return false;
     }
-    // Wide: the midnight before the first timestamp of all is none itself.
+    // Wide: the midnight of the first representable timestamp lies below all timestamps.
     const EWide wide = EWide{DayOf(civil)} * kMillisecondsPerDay + time;
     timestamp = ClampTo<std::int64_t>(wide);
     return time < kMillisecondsPerDay && timestamp == wide;

@@ -17,8 +17,8 @@ constexpr std::int64_t kLastDateDay = 78435095;
 [[nodiscard]] bool DateOfDay(std::int64_t day, std::int32_t& date) noexcept;
 /// The days since 0001-01-01 that have passed at a timestamp.
 [[nodiscard]] std::int64_t DayOfTimestamp(std::int64_t timestamp) noexcept;
-/// The place of a DATE among timestamps: its midnight. One that is no day stands a little behind
-/// the last day below it, so that dates keep the order of their numbers.
+/// The sort key of a DATE among timestamps: its midnight. A number that is no day sorts a few
+/// milliseconds behind the last day below it, so that dates keep the order of their numbers.
 [[nodiscard]] std::int64_t DateOrderKey(std::int32_t date) noexcept;
 
 /// ISO: "2024-02-29", "08:15:00", "2024-02-29 08:15:00.250"; milliseconds only where there are any.
@@ -26,7 +26,8 @@ constexpr std::int64_t kLastDateDay = 78435095;
 [[nodiscard]] std::size_t PrintDate(const EContent& content, char* text) noexcept;
 
 /// Read what PrintDate writes, without blanks around it; the days must exist. A timestamp may also
-/// have a "T" between, lack its time or its seconds, or have up to 9 decimals, which are cut.
+/// have a "T" before its time, lack the time or its seconds, or have up to 9 decimals, which are
+/// cut to 3.
 [[nodiscard]] bool ParseDate(std::string_view text, std::int32_t& date) noexcept;
 [[nodiscard]] bool ParseTime(std::string_view text, std::int64_t& time) noexcept;
 [[nodiscard]] bool ParseTimestamp(std::string_view text, std::int64_t& timestamp) noexcept;

@@ -17,7 +17,8 @@ void EExtract::Take(ERecordBuffer image) noexcept {
     image_ = std::move(image);
 }
 
-// Values of another shape are complete before the old image goes: they may be views of it.
+// An image of another shape is complete before the old one is released: the source may view that
+// one.
 
 EExtract& EExtract::operator=(const EExtract& other) {
     const ERecordShape* const shape = other.image_.shape_.get();

@@ -11,7 +11,7 @@ namespace etabulon {
 
 namespace {
 
-// Raw, so that its address is known before it is made and asking for it costs nothing.
+// Raw storage: its address is a constant, so that IsEmptyField is one comparison.
 alignas(EField) constinit unsigned char emptyFieldBytes[sizeof(EField)]{};
 
 bool IsEmptyField(const EField* field) noexcept {
@@ -97,7 +97,8 @@ EField::EField(const EField& other) noexcept : EField(other.desc_, other.ViewAdd
 
 EField& EField::operator=(const EField& other) noexcept {
     if (this != &other && !IsEmptyField(this)) {
-        // A view's type and layout are fixed when it is made, so it is made again.
+        // A view's type and layout are fixed at its construction, so assignment constructs it
+        // again.
         std::destroy_at(this);
         ::new (static_cast<void*>(this)) EField(other);
     }

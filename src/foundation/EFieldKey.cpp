@@ -48,7 +48,7 @@ void EFieldKey::Resize(std::uint16_t size) {
 }
 
 void EFieldKey::Add(const EVariant& value) {
-    // The value may be a segment of this key: moving the storage must not take it away.
+    // Copied first: the value may be a segment of this key, whose storage Resize may move.
     const ESegment kept(value);
     Resize(static_cast<std::uint16_t>(size_ + 1));
     At(static_cast<std::uint16_t>(size_ - 1)) = kept;

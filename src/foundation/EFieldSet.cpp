@@ -24,7 +24,7 @@ EField& FieldOrEmpty(PTableau<EField>& fields, int index) noexcept {
 
 EFieldSet::EFieldSet(const EFieldSet& other)
     : fields_(other.fields_), shape_(other.shape_), buffer_(other.buffer_) {
-    fields_.Detach();  // another thread may go on with the source
+    fields_.Detach();  // another thread may use the source afterwards
 }
 
 EFieldSet& EFieldSet::operator=(const EFieldSet& other) {
@@ -65,7 +65,8 @@ ERecordShape& EFieldSet::OwnShape() {
     } else if (shape_.use_count() != 1 || !shape_->IsChangeable()) {
         own = std::make_shared<ERecordShape>(*shape_);
     } else {
-        // Every shape is made as a non-const object; const is only what keeps the sharers off it.
+        // Every shape is created as a non-const object; the const pointer only keeps sharers from
+        // changing it.
         own = std::const_pointer_cast<ERecordShape>(shape_);
         own->Renumber();
     }
@@ -180,7 +181,8 @@ EFieldSet& EFieldSet::operator<<=(const EFieldSet& other) {
         }
         return *this;
     }
-    // One may be the packed form of the other: whatever both have in their record goes as a whole.
+    // One set may be the packed form of the other: the cells that both have in their record are
+    // copied as a whole.
     if (shape_ != nullptr) {
         E_EXPECTS(AreLaidOut() && other.AreLaidOut());
         const ERecordShape& less =

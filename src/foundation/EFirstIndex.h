@@ -75,7 +75,7 @@ private:
 };
 
 struct ENameTraits {
-    // Hashes of like names may differ in their high bits only.
+    // The hashes of similar names may differ in their high bits only.
     static std::uint32_t Hash(const Chaine& name) noexcept { return HashNumber(name.FoldHash()); }
     static bool Same(const Chaine& a, const Chaine& b) noexcept { return a.EqualsFolded(b); }
 };

@@ -22,7 +22,7 @@ const void* CSingleBufferProvider::FindRubricToReport(const Chaine& name) const 
 
 namespace {
 
-/// Nothing takes a failure for a success or for the end of the data, whatever status it came with.
+/// Replaces a status that callers would take for success or for the end of the data.
 EDataError AsFailure(EDataError error) {
     if (error.status <= DataOk || error.status == DataEnd) {
         error.status = DataOther;
@@ -52,12 +52,12 @@ public:
 
     /// Paths read this variable here, or a hop starts from it.
     void Need(unsigned variable);
-    /// Opens the lookup if it isn't, or lacks a column, or the rubric has another source. False
-    /// where there is no source, or where that fails, which LastError tells.
+    /// Opens the lookup if it is closed, lacks a column, or the rubric has another source. False
+    /// where there is no source, and where opening fails, with the cause in LastError.
     bool Open(EData* table);
-    /// What is in the buffer doesn't count any more.
+    /// Drops the buffer's record and the rows that the lookup has cached.
     void Forget();
-    /// What is in the buffer may be anybody's.
+    /// The caller may have written into the buffer.
     void ForgetBuffer() noexcept { isKnown_ = isBlank_ = false; }
     /// Brings the buffer up to date with the record that the hop starts from, null if there is
     /// none. It is blank unless the target is found.
@@ -81,10 +81,10 @@ private:
     ERecordBuffer buffer_;
     std::unique_ptr<IRecordLookup> lookup_;
     std::uint64_t sourceNumber_ = 0;  // of the lookup
-    EDataError openError_;            // why there is none; status 0 without a source
+    EDataError openError_;            // why there is no lookup; status 0 without a source
     std::uint64_t version_ = 0;
     bool needsOpening_ = true;
-    bool isKnown_ = false;  // the buffer is what the key taken last leads to
+    bool isKnown_ = false;  // the buffer has the record of the key taken last
     bool isBlank_ = true;
 };
 
@@ -110,9 +110,9 @@ LinkEngineEDataTable::Step* LinkEngineEDataTable::Step::FindChild(
 }
 
 void LinkEngineEDataTable::Step::Need(unsigned variable) {
-    const auto place = std::lower_bound(columns_.begin(), columns_.end(), variable);
-    if (place == columns_.end() || *place != variable) {
-        columns_.insert(place, variable);
+    const auto found = std::lower_bound(columns_.begin(), columns_.end(), variable);
+    if (found == columns_.end() || *found != variable) {
+        columns_.insert(found, variable);
         needsOpening_ = true;
     }
 }
@@ -292,7 +292,7 @@ const void* LinkEngineEDataTable::FindBuffer(const LinkDescriptor& descriptor,
                                    : provider->FindRubricToReport(last->StartRubric()->Name());
     }
     for (Step* const step : last->Way()) {
-        static_cast<void>(step->Open(state_->table));  // a step that isn't open fails ResolveLink
+        static_cast<void>(step->Open(state_->table));  // ResolveLink reports a failure
     }
     return last->Buffer();
 }

@@ -62,15 +62,15 @@ bool ELinkKey::Take(const std::byte* record) {
     bool isWhole = true;
     for (std::size_t i = 0; i < parts_.size(); ++i) {
         Part& part = parts_[i];
-        const std::byte* const place = record + part.offset;
+        const std::byte* const address = record + part.offset;
         if (part.isSlot) {
-            Chaine::Body* const body = ReadSlot(place);
+            Chaine::Body* const body = ReadSlot(address);
             part.isMissing = body == nullptr;
             part.text = body == nullptr ? Chaine() : Chaine::Share(body);
         } else {
-            std::memcpy(image_.data() + part.image, place, part.size);
+            std::memcpy(image_.data() + part.image, address, part.size);
         }
-        const EVariant& cell = part.cell.At(place);
+        const EVariant& cell = part.cell.At(address);
         isWhole = isWhole && !cell.IsMissing();
         values_.At(static_cast<std::uint16_t>(i)) = cell;
     }

@@ -10,13 +10,13 @@
 
 namespace etabulon::detail {
 
-/// The key that a hop reads in a record, and what it was when it was last taken.
+/// The key that a hop reads from a record, and its values when it was last taken.
 class ELinkKey {
 public:
     ELinkKey(const DRubric& rubric, const PathHop& hop);
 
-    /// Whether the record has the key taken last. Texts are the same at a glance when they share
-    /// their body, as texts of one column do.
+    /// Whether the record has the key taken last. Texts that share a body, as equal texts of a
+    /// column do, are the same without a comparison of bytes.
     [[nodiscard]] bool IsSame(const std::byte* record) noexcept;
     /// Takes the key of the record. False where a part of it is missing.
     [[nodiscard]] bool Take(const std::byte* record);
@@ -28,10 +28,10 @@ private:
         ECellView cell;
         std::size_t offset = 0;
         std::size_t size = 0;   // bytes in the record
-        std::size_t image = 0;  // the place of its bytes in image_; unused for slots
+        std::size_t image = 0;  // the offset of its bytes in image_; unused for slots
         bool isSlot = false;
         bool isMissing = true;  // slots only
-        Chaine text;            // slots only: what it held
+        Chaine text;            // slots only: the text last taken
     };
     [[nodiscard]] static bool IsSameText(Part& part, const std::byte* record) noexcept;
 

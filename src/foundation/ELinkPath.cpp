@@ -13,7 +13,7 @@ struct MarkedStep : PathStep {
     char mark = 0;  // behind it; 0 for the last
 };
 
-/// False when there are too many steps, or one is bad.
+/// False when there are more than kMostLinkSteps steps, or one is bad.
 bool SplitPath(std::string_view path, std::vector<MarkedStep>& steps) {
     while (steps.size() < kMostLinkSteps) {
         const std::size_t end = path.find_first_of(kLinkMarks);
@@ -31,7 +31,7 @@ bool SplitPath(std::string_view path, std::vector<MarkedStep>& steps) {
     return false;
 }
 
-/// An index needs an array among the variables, and lies in every array there.
+/// An index other than 0 needs an array among the variables, and must lie in every array there.
 bool FitsIndex(const DRubric& rubric, const std::vector<unsigned>& variables, unsigned index) {
     bool fits = index == 0;
     for (const unsigned variable : variables) {
@@ -44,8 +44,8 @@ bool FitsIndex(const DRubric& rubric, const std::vector<unsigned>& variables, un
     return fits;
 }
 
-/// The link of `from` that points at `here` and that `name` stands for: its own name or foreign-key
-/// variable, else the first that points at the variable of that name.
+/// The link of `from` that points at `here` and that `name` stands for: by its own name or
+/// foreign-key variable, otherwise the first that points at the variable of that name.
 const DLink* FindLinkBack(const DRubric& here, const DRubric& from, const Chaine& name) {
     const DLink* const named = from.FindLink(name);
     if (named != nullptr && named->target == &here) {
@@ -122,7 +122,7 @@ bool ResolveLinkPath(const DDico& dico, std::string_view path, LinkPath& resolve
     resolved.start = here;
     for (std::size_t i = 0;; ++i) {
         const MarkedStep& step = steps[i];
-        // A rubric may be left out where the path says already which one it is.
+        // A step may omit its rubric, which follows from the hops so far.
         if (here == nullptr || (!step.rubric.empty() && dico.Find(Chaine(step.rubric)) != here)) {
             return false;
         }

@@ -18,11 +18,11 @@ struct PathStep {
     bool isBad = true;
 };
 
-/// Takes a step apart. An empty text is a step without a name, and bad.
+/// Parses one step. An empty text is a step without a name, and bad.
 [[nodiscard]] PathStep ReadPathStep(std::string_view text) noexcept;
 
-/// From a record to one of another rubric: `ownVariables` of the one have the values of
-/// `keyVariables` of the other.
+/// From a record to one of another rubric: OwnVariables() of the first have the values of
+/// KeyVariables() of the second.
 struct PathHop {
     const DLink* link = nullptr;
     bool isBackward = false;
@@ -38,7 +38,7 @@ struct PathHop {
     friend bool operator==(const PathHop& a, const PathHop& b) noexcept = default;
 };
 
-/// A path that makes sense: where it starts, its hops, and the variable that is read at the end.
+/// A resolved path: where it starts, its hops, and the variable that is read at the end.
 struct LinkPath {
     DRubric* start = nullptr;
     std::vector<PathHop> hops;
@@ -46,7 +46,7 @@ struct LinkPath {
     unsigned index = 0;
 };
 
-/// False, with nothing to be used in `resolved`, when the path doesn't make sense.
+/// False, with an unusable `resolved`, when a name, an index or the number of steps is wrong.
 [[nodiscard]] bool ResolveLinkPath(const DDico& dico, std::string_view path, LinkPath& resolved);
 
 }  // namespace etabulon::detail

@@ -51,7 +51,7 @@ void EMemoryLookup::MakeIndex() {
         if (isNew) {
             continue;
         }
-        // Without a key the order is that of arrival, which is that of this walk.
+        // Without a key the order is that of arrival, in which this loop walks.
         records.ReadKey(records.At(at), key);
         records.ReadKey(records.At(entry->second), firstKey);
         if (IsBelow(key, firstKey)) {

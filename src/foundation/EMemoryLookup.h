@@ -27,8 +27,8 @@ private:
     std::shared_ptr<EMemoryRecords> records_;
 };
 
-/// Finds records by other variables, through an index that is made when it is first asked after a
-/// write: one look at every record.
+/// Finds records by other variables, through an index that the first lookup after a write builds,
+/// in one pass over all records.
 class EMemoryLookup final : public EMemoryKeyLookup {
 public:
     EMemoryLookup(std::shared_ptr<EMemoryRecords> records, EKeyReader variables)
@@ -43,7 +43,7 @@ private:
 
     EKeyReader variables_;
     EKeyIndex index_;            // to the first record in the order of the rubric's key
-    std::uint64_t indexed_ = 0;  // the version of the records that it is of; 0 = none
+    std::uint64_t indexed_ = 0;  // the records' version that index_ is of; 0 = none
 };
 
 }  // namespace etabulon

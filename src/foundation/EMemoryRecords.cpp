@@ -24,8 +24,8 @@ void EKeyReader::Read(const void* record, EFieldKey& key) const {
     key.Resize(static_cast<std::uint16_t>(parts_.size()));
     for (std::size_t i = 0; i < parts_.size(); ++i) {
         Part& part = parts_[i];
-        const void* const place = static_cast<const std::byte*>(record) + part.offset;
-        key.At(static_cast<std::uint16_t>(i)) = part.cell.At(place);
+        const void* const address = static_cast<const std::byte*>(record) + part.offset;
+        key.At(static_cast<std::uint16_t>(i)) = part.cell.At(address);
     }
 }
 
@@ -41,11 +41,11 @@ EMemoryRecords::EMemoryRecords(const DRubric& rubric)
 
 EMemoryRecords::~EMemoryRecords() {
     for (EPosition at = FindNext(0); at != kNoPosition; at = FindNext(at + 1)) {
-        layout_.DestroyRecord(Place(at));
+        layout_.DestroyRecord(BytesAt(at));
     }
 }
 
-std::byte* EMemoryRecords::Place(EPosition position) const noexcept {
+std::byte* EMemoryRecords::BytesAt(EPosition position) const noexcept {
     const auto number = static_cast<std::size_t>(position);
     return blocks_[number >> kBlockShift].bytes.get() + (number & 63U) * recordSize_;
 }
@@ -56,7 +56,7 @@ std::byte* EMemoryRecords::At(EPosition position) const noexcept {
     }
     const auto number = static_cast<std::size_t>(position);
     const bool isThere = (blocks_[number >> kBlockShift].living >> (number & 63U) & 1U) != 0;
-    return isThere ? Place(position) : nullptr;
+    return isThere ? BytesAt(position) : nullptr;
 }
 
 EPosition EMemoryRecords::FindNext(EPosition from) const noexcept {
@@ -99,8 +99,8 @@ std::int32_t EMemoryRecords::Insert(const void* record, EPosition& position) {
         }
     }
     position = end_++;
-    layout_.ConstructRecord(Place(position));
-    layout_.CopyRecord(Place(position), record);
+    layout_.ConstructRecord(BytesAt(position));
+    layout_.CopyRecord(BytesAt(position), record);
     blocks_[number >> kBlockShift].living |= std::uint64_t{1} << (number & 63U);
     ++count_;
     ++version_;
@@ -110,7 +110,7 @@ std::int32_t EMemoryRecords::Insert(const void* record, EPosition& position) {
 std::int32_t EMemoryRecords::Update(EPosition position, const void* record) {
     if (!key_.IsEmpty()) {
         key_.Read(record, newKey_);
-        key_.Read(Place(position), oldKey_);
+        key_.Read(BytesAt(position), oldKey_);
         if (!(newKey_ == oldKey_)) {
             if (!byKey_.try_emplace(newKey_, position).second) {
                 return DataDuplicate;
@@ -118,17 +118,17 @@ std::int32_t EMemoryRecords::Update(EPosition position, const void* record) {
             byKey_.erase(oldKey_);
         }
     }
-    layout_.CopyRecord(Place(position), record);
+    layout_.CopyRecord(BytesAt(position), record);
     ++version_;
     return DataOk;
 }
 
 void EMemoryRecords::Delete(EPosition position) {
     if (!key_.IsEmpty()) {
-        key_.Read(Place(position), oldKey_);
+        key_.Read(BytesAt(position), oldKey_);
         byKey_.erase(oldKey_);
     }
-    layout_.DestroyRecord(Place(position));
+    layout_.DestroyRecord(BytesAt(position));
     locks_.erase(position);
     --count_;
     ++version_;

@@ -13,7 +13,7 @@
 
 namespace etabulon {
 
-/// Takes the values of some variables out of records of a rubric.
+/// Reads the values of some variables from records of a rubric.
 /// Threads  one at a time, const operations included.
 class EKeyReader {
 public:
@@ -37,8 +37,8 @@ using EKeyIndex = std::unordered_map<EFieldKey, EPosition, EFieldKeyHash>;
 /// The records of in-memory tables of one rubric.
 ///
 /// A position is the number of the record in order of arrival. Records lie in blocks and never
-/// move; a block whose records all went is given back, so that a walk passes quickly over what was
-/// deleted.
+/// move; a block is freed with the last of its records, so that a walk skips deleted records 64 at
+/// a time.
 class EMemoryRecords final : public IRecordSource,
                              public std::enable_shared_from_this<EMemoryRecords> {
 public:
@@ -50,7 +50,7 @@ public:
     /// How a record is laid out, without a buffer.
     [[nodiscard]] const EFieldSet& Layout() const noexcept { return layout_; }
     [[nodiscard]] std::size_t Count() const noexcept { return count_; }
-    /// Above every position given so far.
+    /// One above the last position given.
     [[nodiscard]] EPosition End() const noexcept { return end_; }
     /// Changes with every write.
     [[nodiscard]] std::uint64_t Version() const noexcept { return version_; }
@@ -76,10 +76,10 @@ public:
                                                             EData* from,
                                                             EDataError& error) override;
 
-    // Locks between tables. A holder has a record by either of two ways, and gives each back apart.
+    // Locks between tables. A table can hold a record in two ways, each released by itself.
     enum LockWay : std::uint8_t { ByLock = 1, ByLockRecord = 2 };
     [[nodiscard]] bool IsLockedByOther(EPosition position, const void* holder) const;
-    /// False where another holds it.
+    /// False where another table holds the record.
     [[nodiscard]] bool TakeLock(EPosition position, const void* holder, LockWay way);
     void DropLock(EPosition position, const void* holder, LockWay way);
     void DropLocks(const void* holder);
@@ -94,7 +94,7 @@ private:
         const void* holder = nullptr;
         std::uint8_t ways = 0;
     };
-    [[nodiscard]] std::byte* Place(EPosition position) const noexcept;
+    [[nodiscard]] std::byte* BytesAt(EPosition position) const noexcept;
 
     const DRubric& rubric_;
     EFieldSet layout_;

@@ -130,19 +130,19 @@ void ERecordShape::Append(const EFieldDesc& desc) {
     totalSize_ += size;
 }
 
-void ERecordShape::Index(std::uint32_t place) {
-    const EFieldDesc& desc = cells_[place].desc;
+void ERecordShape::Index(std::uint32_t cellIndex) {
+    const EFieldDesc& desc = cells_[cellIndex].desc;
     if (const Chaine& name = desc.Name(); !name.IsEmpty()) {
-        names_.Add(name, place, /*preferred=*/true);
-        if (place < laidOut_ && !rubric_.IsEmpty()) {
+        names_.Add(name, cellIndex, /*preferred=*/true);
+        if (cellIndex < laidOut_ && !rubric_.IsEmpty()) {
             Chaine qualified(rubric_);
             qualified.Append('.');
             qualified += name;
-            names_.Add(qualified, place, /*preferred=*/false);
+            names_.Add(qualified, cellIndex, /*preferred=*/false);
         }
     }
     if (const unsigned long number = desc.Infos().Accelerator(); number != 0) {
-        numbers_.Add(number, place, /*preferred=*/true);
+        numbers_.Add(number, cellIndex, /*preferred=*/true);
     }
 }
 
@@ -150,8 +150,8 @@ void ERecordShape::SetRubric(const Chaine& rubric) {
     rubric_ = rubric;
     names_.Clear();
     numbers_.Clear();
-    for (std::uint32_t place = 0; place < cells_.size(); ++place) {
-        Index(place);
+    for (std::uint32_t cellIndex = 0; cellIndex < cells_.size(); ++cellIndex) {
+        Index(cellIndex);
     }
 }
 
@@ -164,7 +164,7 @@ void ERecordShape::CopyCell(std::size_t index, void* to, const void* from) const
     if (cell.desc.IsSlot()) {
         CopySlot(to, source);
     } else if (const std::size_t size = cell.desc.StorageSize(); size != 0) {
-        // Not memcpy: a caller may well have laid one added field over a part of another.
+        // Not memcpy: a caller may have laid one added field over a part of another.
         std::memmove(to, source, size);
     }
 }

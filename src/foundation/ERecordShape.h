@@ -15,17 +15,19 @@ namespace etabulon {
 /// The layout and the indexes of a field set.
 ///
 /// The cells come in two runs: first those that lie in the record, then the added ones, which lie
-/// anywhere. Both have a place in the image, which is the record and the added cells packed behind
-/// it: so the head of every image is a record, and one set of offsets serves both.
+/// anywhere. Both have an offset in the image, which is the record with the added cells packed
+/// behind it: the head of every image is a record, and one set of offsets serves records and
+/// images.
 ///
-/// Threads  immutable once shared, but for the packed form, which is made under its own flag.
+/// Threads  immutable once shared, except for the packed form, which is made under its own flag.
 class ERecordShape {
 public:
     struct Cell {
         EFieldDesc desc;
         std::size_t offset;  // in the image
     };
-    /// A run of bytes from the start of the image that is made, unmade and copied as a whole.
+    /// A run of bytes from the start of the image that is constructed, destroyed and copied as a
+    /// whole.
     struct Part {
         std::span<const std::byte> blank;
         std::span<const std::size_t> slots;  // offsets of body pointers
@@ -57,7 +59,7 @@ public:
     [[nodiscard]] static std::shared_ptr<const ERecordShape> Packed(
         const std::shared_ptr<const ERecordShape>& shape);
 
-    // For the one owner that is about to change it.
+    // For the only owner, which is about to change the shape.
     [[nodiscard]] bool IsChangeable() const noexcept { return packed_ == nullptr; }
     void Renumber() noexcept;
     /// Appends a cell of the record. Requires that none was added yet, and EndRecord at the end.
@@ -66,7 +68,7 @@ public:
     void Add(const EFieldDesc& desc);
     void SetRubric(const Chaine& rubric);
 
-    // One cell; `to` and `from` may be null: a place that drops what is stored, reads as blank.
+    // Copies one cell. A null `to` drops the value, a null `from` reads as blank.
     void CopyCell(std::size_t index, void* to, const void* from) const noexcept;
 
     static void Construct(const Part& part, void* to) noexcept;
@@ -76,7 +78,7 @@ public:
 
 private:
     void Append(const EFieldDesc& desc);
-    void Index(std::uint32_t place);
+    void Index(std::uint32_t cellIndex);
 
     std::uint64_t number_;
     std::vector<Cell> cells_;

@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::uint16_t kGuidSize = 16;
 
-// By EStorage: the image that stands for a missing value in a plain cell, and the one that is
-// written for a present value with that image: the next value, but an equal one where there is one.
+// By EStorage: the image that stands for a missing value in a plain cell, and the image written for
+// a present value that has it: an equal value where there is one, otherwise the next.
 struct EReserved {
     std::uint64_t image;
     std::uint64_t instead;
@@ -92,7 +92,7 @@ bool IsAllZero(const void* bytes, std::size_t size) noexcept {
     return std::all_of(first, first + size, [](unsigned char byte) { return byte == 0; });
 }
 
-// Of a GUID the reserved image is the nil one.
+// The reserved image of a GUID is the nil GUID.
 bool IsReserved(const ETypeInfo& info, const void* bytes) noexcept {
     return info.naturalSize <= sizeof(std::uint64_t)
                ? Bits(bytes, info.naturalSize) == ReservedOf(info).image
@@ -110,7 +110,7 @@ EVariant::EVariant(const char* text) : EVariant(Chaine(text)) {}
 EVariant EVariant::FromText(std::uint16_t type, std::uint16_t size, const Chaine& text) {
     EVariant value = Missing(type, size);
     if (value.kind_ == Kind::Empty) {
-        value.kind_ = Kind::Missing;  // a text of no bytes, and not a value without type
+        value.kind_ = Kind::Missing;  // a text of size 0 isn't an empty variant
     }
     value <<= EVariant(text);
     return value;
@@ -128,7 +128,7 @@ EVariant EVariant::Missing(std::uint16_t type, std::uint16_t size) {
 
 void EVariant::FreeHeap() noexcept { delete[] store_.heap.bytes; }
 
-// A place of its own for size_ declared bytes of its type, with a NUL behind them if it is text.
+// Returns owned storage for size_ declared bytes of the type, with a NUL behind them if it is text.
 unsigned char* EVariant::Room() {
     const bool text = kTypeInfos[rep_].valueClass == EValueClass::Text;
     if (kind_ == Kind::Heap && store_.heap.count == size_) {
@@ -164,7 +164,8 @@ void EVariant::AssignOther(const EVariant& other) {
         return;
     }
     if (kind_ == Kind::View) {
-        // A field by its base: its place is all that it is, and the one empty field is everybody's.
+        // A field assigned through its base keeps its view: it stores the value, which leaves
+        // EField::Empty() empty.
         *this <<= other;
         return;
     }
@@ -201,13 +202,13 @@ void EVariant::AssignSized(const EVariant& source, const void* bytes) {
 }
 
 void EVariant::AssignView(const EVariant& view) {
-    const void* place = view.store_.view;
-    if (view.layout_ == Layout::Sized && place != nullptr) {
-        AssignSized(view, place);
+    const void* cell = view.store_.view;
+    if (view.layout_ == Layout::Sized && cell != nullptr) {
+        AssignSized(view, cell);
         return;
     }
-    if (view.layout_ == Layout::Slot && place != nullptr) {
-        Chaine::Body* const body = *static_cast<Chaine::Body* const*>(place);
+    if (view.layout_ == Layout::Slot && cell != nullptr) {
+        Chaine::Body* const body = *static_cast<Chaine::Body* const*>(cell);
         if (body != nullptr) {
             if (kind_ != Kind::Text || store_.text != body) {
                 Chaine::Retain(body);
@@ -221,36 +222,35 @@ void EVariant::AssignView(const EVariant& view) {
             rep_ = view.rep_;
             return;
         }
-        place = nullptr;
+        cell = nullptr;
     }
     Drop();
     layout_ = Layout::Owned;
     type_ = view.type_;
     size_ = view.size_;
     rep_ = view.rep_;
-    kind_ = ReadFixed(view, place) ? Kind::Inline : Kind::Missing;
+    kind_ = ReadFixed(view, cell) ? Kind::Inline : Kind::Missing;
     if (kind_ == Kind::Missing && (type_ | size_) == 0) {
         kind_ = Kind::Empty;
     }
 }
 
-// Reads the cell of a fixed-size type into the own bytes; false when it says missing.
-bool EVariant::ReadFixed(const EVariant& view, const void* place) noexcept {
-    if (place == nullptr) {
+// Copies the cell of a fixed-size type into the inline bytes; false when the cell is missing.
+bool EVariant::ReadFixed(const EVariant& view, const void* cell) noexcept {
+    if (cell == nullptr) {
         return false;
     }
     const bool nullable = view.layout_ == Layout::Nullable;
     if (size_ == sizeof(std::uint64_t)) {
-        const std::uint64_t bits = BitsAs<std::uint64_t>(place);
+        const std::uint64_t bits = BitsAs<std::uint64_t>(cell);
         std::memcpy(store_.bytes, &bits, sizeof bits);
-        return nullable ? !IsMarked(place, sizeof bits)
-                        : bits != ReservedOf(kTypeInfos[rep_]).image;
+        return nullable ? !IsMarked(cell, sizeof bits) : bits != ReservedOf(kTypeInfos[rep_]).image;
     }
     const ETypeInfo& info = kTypeInfos[rep_];
-    if (nullable ? IsMarked(place, info.naturalSize) : IsReserved(info, place)) {
+    if (nullable ? IsMarked(cell, info.naturalSize) : IsReserved(info, cell)) {
         return false;
     }
-    std::memcpy(store_.bytes, place, info.naturalSize);
+    std::memcpy(store_.bytes, cell, info.naturalSize);
     return true;
 }
 
@@ -280,7 +280,7 @@ bool EVariant::Init(std::uint16_t type, std::uint16_t size, const void* buffer) 
         return false;
     }
     EVariant value = Missing(type, size);
-    value.kind_ = Kind::Missing;  // also of no bytes: initialised is not empty
+    value.kind_ = Kind::Missing;  // even of size 0: initialised isn't empty
     const ETypeInfo& info = kTypeInfos[value.rep_];
     const auto* characters = static_cast<const char*>(buffer);
     try {
@@ -385,19 +385,19 @@ void EVariantAccess::PutFixed(EVariant& cell, const void* bytes) noexcept {
         cell.kind_ = EVariant::Kind::Inline;
         return;
     }
-    void* const place = cell.store_.view;
-    if (place == nullptr) {
+    void* const address = cell.store_.view;
+    if (address == nullptr) {
         return;
     }
     if (cell.layout_ == EVariant::Layout::Nullable) {
-        std::memmove(place, bytes, info.naturalSize);
-        static_cast<unsigned char*>(place)[info.naturalSize] = 0;
+        std::memmove(address, bytes, info.naturalSize);
+        static_cast<unsigned char*>(address)[info.naturalSize] = 0;
     } else if (info.naturalSize > sizeof(std::uint64_t)) {
-        std::memmove(place, bytes, info.naturalSize);
+        std::memmove(address, bytes, info.naturalSize);
     } else {
         const EReserved& reserved = ReservedOf(info);
         const std::uint64_t bits = Bits(bytes, info.naturalSize);
-        PutBits(place, info.naturalSize, bits == reserved.image ? reserved.instead : bits);
+        PutBits(address, info.naturalSize, bits == reserved.image ? reserved.instead : bits);
     }
 }
 
@@ -446,17 +446,18 @@ void EVariantAccess::PutOwned(EVariant& cell, std::string_view content) {
 }
 
 void EVariantAccess::PutSized(EVariant& cell, std::string_view content) {
-    auto* place = cell.kind_ == EVariant::Kind::View ? static_cast<unsigned char*>(cell.store_.view)
-                                                     : cell.Room();
-    if (place == nullptr) {
+    auto* address = cell.kind_ == EVariant::Kind::View
+                        ? static_cast<unsigned char*>(cell.store_.view)
+                        : cell.Room();
+    if (address == nullptr) {
         return;
     }
     const ETypeInfo& info = Info(cell);
     const std::size_t count = std::min<std::size_t>(content.size(), cell.size_);
     if (count != 0) {
-        std::memmove(place, content.data(), count);
+        std::memmove(address, content.data(), count);
     }
-    std::memset(place + count, info.storage == EStorage::BlankText ? ' ' : 0, cell.size_ - count);
+    std::memset(address + count, info.storage == EStorage::BlankText ? ' ' : 0, cell.size_ - count);
 }
 
 }  // namespace etabulon

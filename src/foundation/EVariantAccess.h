@@ -13,7 +13,7 @@ namespace etabulon {
 struct EContent {
     const unsigned char* bytes = nullptr;
     std::size_t count = 0;
-    Chaine::Body* body = nullptr;  // that of owned text and bytes
+    Chaine::Body* body = nullptr;  // of owned text and bytes
     const ETypeInfo* info = nullptr;
 
     [[nodiscard]] bool IsMissing() const noexcept { return bytes == nullptr; }
@@ -29,7 +29,7 @@ struct EContent {
     }
 };
 
-/// What the sources of EVariant know of its cells beyond the public operations.
+/// The access of EVariant's sources to its cells, beyond the public operations.
 struct EVariantAccess {
     [[nodiscard]] static EContent Read(const EVariant& value) noexcept;
     [[nodiscard]] static bool IsEmpty(const EVariant& value) noexcept {
@@ -60,7 +60,7 @@ struct EVariantAccess {
     }
 };
 
-/// The content of a text: up to the NUL, without padding, or all, as its type has it.
+/// The content of a text: by its type up to the NUL, without padding, or all bytes.
 [[nodiscard]] std::string_view TextOf(const EContent& text) noexcept;
 
 inline EContent EVariantAccess::Read(const EVariant& value) noexcept {

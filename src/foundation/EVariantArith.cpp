@@ -30,8 +30,9 @@ EVariant AddNumbers(const EContent& left, const EContent& right) noexcept {
                                 ClampTo<std::int64_t>(sum));
 }
 
-// A date and a number of days, or a time or timestamp and a number of milliseconds, which a time
-// is as well. What is no day stays as it is, and so does a date to which a date is added.
+// Adds a number of days to a date, or milliseconds to a time or timestamp; a time counts as a
+// number of milliseconds. The result is `date` itself where it is no day, where a date or timestamp
+// is added, and where a time is added to a date.
 EVariant AddToDate(const EVariant& date, const EContent& content, const EContent& added) noexcept {
     const bool time = added.info->storage == EStorage::Time;
     const bool onDate = content.info->storage == EStorage::Date;
@@ -67,13 +68,13 @@ EVariant AddDates(const EVariant& left, const EContent& a, const EVariant& right
                   const EContent& b) noexcept {
     const bool leftDate = a.info->valueClass == EValueClass::Date;
     const bool rightDate = b.info->valueClass == EValueClass::Date;
-    // A time is what is added, whichever side it stands on.
+    // A time is the amount and the timestamp the date, whichever side each stands on.
     const bool swapped = !leftDate || (rightDate && a.info->storage == EStorage::Time &&
                                        b.info->storage == EStorage::Timestamp);
     return swapped ? AddToDate(right, b, a) : AddToDate(left, a, b);
 }
 
-// whole by whole in double, with the one division that 128 bits allow to be the nearest.
+// A whole left side divides in double; a scaled one divides in 128 bits, with one rounding.
 EVariant DivideExact(const EVariant& left, const ENumber& a, const ENumber& b) noexcept {
     if (a.scale == 0) {
         return EVariant::FromDouble(a.ToDouble() / b.ToDouble());

@@ -122,7 +122,7 @@ int CompareAs(const EContent& a, const EContent& b) noexcept {
     return ThreeWay(a.As<T>(), b.As<T>());
 }
 
-// The cells that nearly all comparisons are of.
+// The storages of nearly all comparisons.
 bool CompareSameStorage(const EContent& a, const EContent& b, int& result) noexcept {
     switch (a.info->storage) {
         case EStorage::Int64:
@@ -154,8 +154,8 @@ std::uint32_t MixHash(std::uint64_t bits) noexcept {
 
 constexpr std::uint64_t kUnit = 10000;  // exact numbers hash as their count of ten-thousandths
 
-// A floating number that some whole or scaled number may equal is a count of sixteenths: those are
-// all that ten-thousandths and halvings have in common.
+// A floating number can equal a whole or scaled number only if it is a multiple of 1/16: 2^4 is the
+// highest power of two that divides the 10^4 of the finest scale.
 std::uint32_t HashFloating(double number) noexcept {
     constexpr double kSixteenths = 16;
     constexpr double kAllWhole = 4503599627370496.0;    // 2^52: from here on there are no fractions
@@ -184,7 +184,7 @@ std::uint32_t HashNumber(const EContent& content) noexcept {
     if (number.IsFloating()) {
         return HashFloating(number.floating);
     }
-    // Wraps around, as the other side does.
+    // Wraps around, as HashFloating does.
     const auto power = static_cast<std::uint64_t>(PowerOfTen(number.scale));
     return MixHash(static_cast<std::uint64_t>(number.whole) * (kUnit / power));
 }
@@ -245,7 +245,7 @@ std::uint32_t EVariant::HashOther() const noexcept {
             return MixHash(static_cast<std::uint64_t>(key.key) + (key.moment ? 0 : kUnit));
         }
         default:
-            // Folded for every text, as a text that folds may be equal to one that doesn't.
+            // Folded for every text: a text of a folding type may be equal to one of another type.
             return content.body != nullptr ? Chaine::FoldHashOf(content.body)
                                            : Chaine::FoldHash(TextOf(content));
     }

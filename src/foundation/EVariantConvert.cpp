@@ -40,7 +40,7 @@ float NarrowToFloat(double number) noexcept {
     return static_cast<float>(number);
 }
 
-// A text that reads as a float is not to be rounded twice.
+// Parses a float directly: by way of a double the number would be rounded twice.
 bool ParseFloat(std::string_view text, float& number) noexcept {
     text = TrimBlanks(text);
     const char* const end = text.data() + text.size();
@@ -102,7 +102,7 @@ bool NumberToDate(const ETypeInfo& target, const ENumber& number, EImage& image)
     const EWide whole = number.AtScale(0);
     switch (target.storage) {
         case EStorage::Date: {
-            // A number is a date as dates are stored, and must be one.
+            // The number is taken as yyyymmdd, and must be a day.
             const auto date = ClampTo<std::int32_t>(whole);
             std::int64_t day = 0;
             return DayOfDate(date, day) && image.Put(date);
@@ -180,19 +180,19 @@ bool ParseGuid(std::string_view text, unsigned char* bytes) noexcept {
     if (text.size() != kLength) {
         return false;
     }
-    std::size_t place = 0;
+    std::size_t index = 0;
     for (std::size_t i = 0; i < kGuidBytes; ++i) {
         const bool hyphen = i == 4 || i == 6 || i == 8 || i == 10;
-        if (hyphen && text[place++] != '-') {
+        if (hyphen && text[index++] != '-') {
             return false;
         }
-        const int high = HexDigit(text[place]);
-        const int low = HexDigit(text[place + 1]);
+        const int high = HexDigit(text[index]);
+        const int low = HexDigit(text[index + 1]);
         if (high < 0 || low < 0) {
             return false;
         }
         bytes[i] = static_cast<unsigned char>(high * 16 + low);
-        place += 2;
+        index += 2;
     }
     return true;
 }
@@ -208,8 +208,8 @@ bool ToGuid(const EContent& source, EImage& image) noexcept {
     return true;
 }
 
-// Letters of ASCII, and those of Latin-1 in UTF-8. The folding table would break characters of
-// three bytes, and a value must stay the text that it is.
+// Raises the letters of ASCII, and those of Latin-1 in UTF-8. The table of the folded order would
+// corrupt characters of three bytes, and a value must stay valid text.
 bool ToCapitals(std::string_view text, Chaine& capitals) {
     constexpr unsigned char kLatinLead = 0xC3;
     std::size_t changed = 0;

@@ -24,8 +24,7 @@ constexpr std::array<EWide, kMaxPower + 1> BuildPowers() {
 }
 constexpr std::array<EWide, kMaxPower + 1> kPowers = BuildPowers();
 
-// number * 10^scale in whole numbers, exactly rounded: a product of floating numbers would be
-// rounded before it is rounded.
+// number * 10^scale in whole numbers, rounded once: a floating product would be rounded twice.
 EWide ScaleFloating(double number, unsigned scale) noexcept {
     constexpr double kBeyond = 18446744073709551616.0;  // 2^64
     if (number >= kBeyond || number <= -kBeyond) {
@@ -46,7 +45,7 @@ EWide ScaleFloating(double number, unsigned scale) noexcept {
 
 bool IsDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 
-// [-]digits[.digits], up to as many digits as are exact.
+// [-]digits[.digits], up to kMaxPower digits, which are exact.
 ENumber ParseExact(std::string_view text) noexcept {
     const bool negative = !text.empty() && text.front() == '-';
     if (negative) {
@@ -212,7 +211,7 @@ void EPrinter::PutNumber(const EContent& content) noexcept {
 
 template <class T>
 void EPrinter::PutFloating(T number) noexcept {
-    // NaN has a sign that says nothing.
+    // The sign of a NaN is dropped: it has no meaning.
     const T shown = number != number ? std::numeric_limits<T>::quiet_NaN() : number;
     const char* end = std::to_chars(text_, text_ + sizeof text_, shown).ptr;
     length_ = static_cast<std::size_t>(end - text_);
@@ -221,21 +220,21 @@ void EPrinter::PutFloating(T number) noexcept {
 void EPrinter::PutExact(const ENumber& number) noexcept {
     const bool negative = number.whole < 0;
     const auto magnitude = static_cast<std::uint64_t>(negative ? -number.whole : number.whole);
-    char* place = text_;
+    char* out = text_;
     if (negative) {
-        *place++ = '-';
+        *out++ = '-';
     }
     const auto power = static_cast<std::uint64_t>(PowerOfTen(number.scale));
-    place = std::to_chars(place, text_ + sizeof text_, magnitude / power).ptr;
+    out = std::to_chars(out, text_ + sizeof text_, magnitude / power).ptr;
     if (number.scale != 0) {
-        *place++ = '.';
+        *out++ = '.';
         std::uint64_t decimals = magnitude % power;
         for (unsigned i = number.scale; i-- > 0; decimals /= 10) {
-            place[i] = static_cast<char>('0' + decimals % 10);
+            out[i] = static_cast<char>('0' + decimals % 10);
         }
-        place += number.scale;
+        out += number.scale;
     }
-    length_ = static_cast<std::size_t>(place - text_);
+    length_ = static_cast<std::size_t>(out - text_);
 }
 
 void EPrinter::PutGuid(const unsigned char* bytes) noexcept {

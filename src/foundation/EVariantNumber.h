@@ -11,7 +11,7 @@ namespace etabulon {
 /// Wide enough for any sum, product by a scale, or difference of two 64-bit numbers.
 __extension__ typedef __int128 EWide;
 
-/// A number out of its cell: whole / 10^scale exactly, or floating.
+/// The number of a cell: whole / 10^scale exactly, or floating.
 struct ENumber {
     enum class Form : std::uint8_t { None, Exact, Floating };
     Form form = Form::None;
@@ -49,18 +49,18 @@ template <class T>
     return static_cast<T>(number < kLeast ? kLeast : number > kMost ? kMost : number);
 }
 
-/// The number in a cell of class Number; that in a text; for dates the number that they are stored
-/// as. None for bytes, for what doesn't read as a number, and for a missing value.
+/// The number in a cell of class Number, or in a text; for dates the number that they are stored
+/// as. None for bytes, for a text that isn't a number, and for a missing value.
 [[nodiscard]] ENumber NumberOf(const EContent& content) noexcept;
 /// Requires the class Number.
 [[nodiscard]] ENumber ReadNumber(const EContent& content) noexcept;
-/// What AsChaine writes of a number, blanks around it allowed. `floating`: to the nearest floating
-/// number, else exactly if possible.
+/// Reads a number as AsChaine writes it, blanks around it allowed. `floating`: to the nearest
+/// floating number, otherwise exactly if possible.
 [[nodiscard]] ENumber ParseNumber(std::string_view text, bool floating) noexcept;
 /// The text without spaces and tabs around it.
 [[nodiscard]] std::string_view TrimBlanks(std::string_view text) noexcept;
 
-/// A number, date or GUID as text, without allocation; "" for any other.
+/// A number, date or GUID as text, without allocation; "" for any other value.
 class EPrinter {
 public:
     explicit EPrinter(const EContent& content) noexcept;

@@ -8,7 +8,7 @@
 namespace etabulon {
 namespace {
 
-// What one character counts as: one base letter or two, and the mark that tells it from them.
+// The units of one character: one base letter or two, and the mark that distinguishes it from them.
 struct EUnit {
     std::uint32_t base;
     std::uint32_t second;  // 0: none
@@ -228,8 +228,9 @@ std::size_t DefaultLocaleKey(std::string_view text, char* key, std::size_t capac
         }
     }
     if (marked != 0) {
-        // Behind a 0, below any letter: so the letters decide first. Trailing letters without
-        // mark are left out, which says the same, as "no mark" is the least.
+        // The marks follow a 0, which is below any letter, so that the letters decide first.
+        // Trailing letters without a mark are left out: "no mark" is the lowest mark, so the order
+        // is the same.
         writer.Put(0);
         EUnitReader marks(text);
         for (std::size_t i = 0; i < marked && marks.Next(base, mark); ++i) {

@@ -50,7 +50,7 @@ void GridCells::Add(const ETabulonTag& position, std::span<const EVariant* const
     if (totals_.Rows() == 0) {
         static_cast<void>(totals_.AddRow());  // the grand total
     }
-    std::byte* const grandTotal = totals_.Place(0);
+    std::byte* const grandTotal = totals_.RowAt(0);
     folded_.clear();
     folded_.push_back(AccumulatorsOfCell(detail));
     folded_.push_back(grandTotal);
@@ -74,14 +74,14 @@ std::byte* GridCells::AccumulatorsOfCell(std::uint32_t detail) {
     while (cells_.Rows() <= detail) {
         static_cast<void>(cells_.AddRow());
     }
-    return cells_.Place(detail);
+    return cells_.RowAt(detail);
 }
 
 std::byte* GridCells::AccumulatorsOfTotal(std::vector<std::uint32_t>& rows, std::uint32_t number) {
     if (number >= rows.size() || rows[number] == kNone) {
         AddTotal(rows, number);
     }
-    return totals_.Place(rows[number]);
+    return totals_.RowAt(rows[number]);
 }
 
 void GridCells::AddTotal(std::vector<std::uint32_t>& rows, std::uint32_t number) {

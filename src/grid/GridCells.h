@@ -61,7 +61,7 @@ public:
     /// Prefetches the row of a cell.
     void Prefetch(std::uint32_t cell) const noexcept {
         if (cell != kNone) {
-            __builtin_prefetch(cells_.Place(cell));
+            __builtin_prefetch(cells_.RowAt(cell));
         }
     }
     /// ValNull for kNone, and for an index without a calculation.

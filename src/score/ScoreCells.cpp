@@ -49,7 +49,7 @@ void ScoreCells::Add(const ETabulonTag& position, std::span<const EVariant* cons
     while (rows_.Rows() <= RowOf(line)) {
         rows_.AddRow();
     }
-    std::byte* const folded[] = {rows_.Place(RowOf(line)), rows_.Place(kTotal)};
+    std::byte* const folded[] = {rows_.RowAt(RowOf(line)), rows_.RowAt(kTotal)};
     rows_.Fold(folded, values, context);
 }
 

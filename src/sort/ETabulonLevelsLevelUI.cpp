@@ -18,9 +18,9 @@ ETabulonLevels::LevelUI::~LevelUI() {
     // Deliberate: the default icon stands in the cache for each value without one of its own, and
     // is destroyed again for each of them. The platform ignores it.
     // DefaultIconIsDestroyedOnceMoreForEachEntry holds it.
-    for (unsigned int place = 0; place < cache_.Size(); ++place) {
-        if (cache_.At(place).value != nullptr) {
-            DestroyIcon(cache_.At(place).value);
+    for (unsigned int index = 0; index < cache_.Size(); ++index) {
+        if (cache_.At(index).value != nullptr) {
+            DestroyIcon(cache_.At(index).value);
         }
     }
 }
@@ -37,9 +37,9 @@ HICON ETabulonLevels::LevelUI::Icon(const EVariant& value) {
     if (icon == nullptr) {
         icon = defaultIcon_;
     }
-    // Looked up again: iLoadIcon may have asked for icons itself.
-    const int place = cache_.Find(value, FindOrInsert);
-    cache_.At(static_cast<unsigned int>(place)).value = icon;
+    // Looked up again: iLoadIcon may call Icon, which adds entries.
+    const int index = cache_.Find(value, FindOrInsert);
+    cache_.At(static_cast<unsigned int>(index)).value = icon;
     return icon;
 }
 

@@ -19,15 +19,15 @@ constexpr bool IsNegative(unsigned int position) noexcept {
     return static_cast<std::int32_t>(position) < 0;
 }
 
-// The absolute position that MoveSortLevel takes for a visible one.
+// Translates a visible position for MoveSortLevel into an absolute one.
 //
-// Deliberate: the hidden keys at and before the given position are counted as it stands, and those
-// that the rising result passes are not, as SortLevel would count them. On a list with hidden keys
-// the two find different places; screens compute their positions for this one.
+// Deliberate: adds the number of hidden keys at absolute positions up to `position`, and leaves out
+// those that the rising result passes, which SortLevel counts. On a list with hidden keys the two
+// find different keys; screens compute their positions for this translation.
 // MoveTranslatesOtherwiseThanSortLevel holds it.
 //
-// Deliberate: the keys are read by the growing access, so that a position beyond the end leaves
-// default keys behind, also where nothing is moved then. PositionBeyondTheEndPads holds it.
+// Deliberate: the keys are read by the operator that grows the list, so that a position beyond the
+// end leaves default keys behind, even where nothing moves. PositionBeyondTheEndPads holds it.
 unsigned int MovePosition(SortKeyArray& keys, unsigned int position, HideFlag mask) {
     if (mask == 0 || IsNegative(position)) {
         return position;
@@ -63,7 +63,7 @@ ETabulonSortDesc::ETabulonSortDesc(const ETabulonSortDesc& other)
       views_(std::make_unique<const Views>(keys_)) {}
 
 ETabulonSortDesc::~ETabulonSortDesc() {
-    // A listener that ends here may still ask to be removed.
+    // A listener that is destroyed here may still call RemNotifier.
     PTableau<INotifier*> last;
     last.Swap(notifiers_);
     for (INotifier* notifier : last) {
@@ -83,7 +83,7 @@ bool ETabulonSortDesc::SetCompareSource(SortCompareSource source) noexcept {
 void ETabulonSortDesc::AddNotifier(INotifier* notifier) {
     auto reference = ERef<INotifier>::Retain(notifier);
     notifiers_.Add(reference.Get());
-    static_cast<void>(reference.Detach());  // the entry's, from here on
+    static_cast<void>(reference.Detach());  // the entry owns it from here on
 }
 
 void ETabulonSortDesc::AddNotifiers(const PTableau<INotifier*>& notifiers) {
@@ -96,14 +96,14 @@ void ETabulonSortDesc::AddNotifiers(const PTableau<INotifier*>& notifiers) {
 }
 
 void ETabulonSortDesc::RemNotifier(INotifier* notifier) {
-    for (unsigned int place = 0; place < notifiers_.Size();) {
-        if (notifiers_.At(place) != notifier) {
-            ++place;
+    for (unsigned int index = 0; index < notifiers_.Size();) {
+        if (notifiers_.At(index) != notifier) {
+            ++index;
             continue;
         }
-        notifiers_.RemoveAt(place);
-        for (RoundPlace* round = rounds_; round != nullptr; round = round->outer) {
-            round->next -= place < round->next ? 1 : 0;
+        notifiers_.RemoveAt(index);
+        for (RunningRound* round = rounds_; round != nullptr; round = round->outer) {
+            round->next -= index < round->next ? 1 : 0;
         }
         const auto released = ERef<INotifier>::Adopt(notifier);
     }
@@ -148,7 +148,7 @@ unsigned int ETabulonSortDesc::GetSortLevelPos(unsigned int level) const {
     return position;
 }
 
-// Deliberate: true whatever the keys are, though the name asks for a key. HasOnlySortValues, and
+// Deliberate: true whatever the keys are, though the name suggests a key. HasOnlySortValues, and
 // through it the tree, take levels without a key for sort levels. AnyLevelIsASortLevel holds it.
 bool ETabulonSortDesc::IsSortLevel(unsigned int /*level*/) const noexcept { return true; }
 
@@ -246,22 +246,23 @@ void ETabulonSortDesc::NotifyChanged(SortChange change) {
     });
 }
 
-// Calls each listener in order until one answers false. Listeners come and go while they are
-// called: the size is read at each turn, and whoever removes entries moves the place of each round
-// that is past them, so that nobody is passed over. The reference keeps the listener for its call.
+// Calls the listeners in order until one returns false. They may add and remove listeners
+// meanwhile: the size is read at each turn, and RemNotifier moves the index of each running round
+// that is past the removed entry, so that no listener is skipped. The reference keeps the listener
+// alive during its call.
 template <class Call>
 bool ETabulonSortDesc::Round(Call call) {
     struct Running {
-        explicit Running(RoundPlace*& all) : rounds(all), place{0, all} { rounds = &place; }
+        explicit Running(RunningRound*& all) : rounds(all), round{0, all} { rounds = &round; }
         Running(const Running&) = delete;
         Running& operator=(const Running&) = delete;
-        ~Running() { rounds = place.outer; }
-        RoundPlace*& rounds;
-        RoundPlace place;
+        ~Running() { rounds = round.outer; }
+        RunningRound*& rounds;
+        RunningRound round;
     };
     Running running(rounds_);
-    while (running.place.next < notifiers_.Size()) {
-        const auto notifier = ERef<INotifier>::Retain(notifiers_.At(running.place.next++));
+    while (running.round.next < notifiers_.Size()) {
+        const auto notifier = ERef<INotifier>::Retain(notifiers_.At(running.round.next++));
         if (!call(*notifier)) {
             return false;
         }
@@ -269,9 +270,9 @@ bool ETabulonSortDesc::Round(Call call) {
     return true;
 }
 
-// Asks, works, and tells how it ended; whoever was asked is told, whatever the work throws.
+// Asks the listeners, runs `work`, and notifies them of the outcome, even when `work` throws.
 //
-// Deliberate: after a refusal all listeners are told, those too that were not asked.
+// Deliberate: after a refusal all listeners are notified, even those that were not asked.
 // RefusalIsToldToThoseNotAsked holds it.
 template <class Work>
 bool ETabulonSortDesc::Announce(SortChange change, Work work) {

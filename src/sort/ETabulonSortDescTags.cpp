@@ -13,21 +13,22 @@ namespace {
 using SortKey = ETabulonSortKey;
 
 // Makes `result` the tag of the entries that `each(put)` passes to put(level, value), in rising
-// order of level and the same each time. A result that has just these levels keeps its storage.
-// It may be a tag that the entries are taken from: a value is only written over its own level's.
+// order of level and the same each time. A result that has exactly these levels keeps its storage.
+// `result` may be a tag that the entries are taken from: each value overwrites only the value of
+// its own level.
 template <class Each>
 void Fill(ETabulonTag& result, Each each) {
-    unsigned int place = 0;
+    unsigned int index = 0;
     bool sameLevels = true;
     each([&](unsigned int level, const ETabulonValue& /*value*/) {
         sameLevels =
-            sameLevels && place < result.KnownLevelsCount() && result.LevelAt(place) == level;
-        ++place;
+            sameLevels && index < result.KnownLevelsCount() && result.LevelAt(index) == level;
+        ++index;
     });
-    if (sameLevels && place == result.KnownLevelsCount()) {
-        place = 0;
+    if (sameLevels && index == result.KnownLevelsCount()) {
+        index = 0;
         each([&](unsigned int /*level*/, const ETabulonValue& value) {
-            ETabulonValue& own = result.ValueAt(place++);
+            ETabulonValue& own = result.ValueAt(index++);
             if (&own != &value) {
                 own = value;
             }
@@ -44,9 +45,9 @@ void Fill(ETabulonTag& result, Each each) {
 template <class Keep>
 void Filter(const ETabulonTag& tag, Keep keep, ETabulonTag& result) {
     Fill(result, [&tag, &keep](auto put) {
-        for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
-            if (keep(tag.LevelAt(place))) {
-                put(tag.LevelAt(place), tag.ValueAt(place));
+        for (unsigned int index = 0; index < tag.KnownLevelsCount(); ++index) {
+            if (keep(tag.LevelAt(index))) {
+                put(tag.LevelAt(index), tag.ValueAt(index));
             }
         }
     });
@@ -165,8 +166,8 @@ void ETabulonSortDesc::ExtractDetails(const ETabulonTag& tag, const ETabulonTag&
     Fill(result, [&tag, &root, &view, first, end](auto put) {
         // Both in rising order of level; where both have one, a detail is the tag's.
         unsigned int rootPlace = 0;
-        for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
-            const unsigned int level = tag.LevelAt(place);
+        for (unsigned int index = 0; index < tag.KnownLevelsCount(); ++index) {
+            const unsigned int level = tag.LevelAt(index);
             if (!Views::Holds(view, first, end, level)) {
                 continue;
             }
@@ -177,7 +178,7 @@ void ETabulonSortDesc::ExtractDetails(const ETabulonTag& tag, const ETabulonTag&
             if (rootPlace < root.KnownLevelsCount() && root.LevelAt(rootPlace) == level) {
                 ++rootPlace;
             }
-            put(level, tag.ValueAt(place));
+            put(level, tag.ValueAt(index));
         }
         for (; rootPlace < root.KnownLevelsCount(); ++rootPlace) {
             put(root.LevelAt(rootPlace), root.ValueAt(rootPlace));
@@ -224,7 +225,7 @@ bool ETabulonSortDesc::GetParentTags(const ETabulonTag& tag, PTableau<ETabulonTa
     for (ETabulonTag lower = tag; !(lower == stop); climbed = true) {
         ETabulonTag parent = GetParentTag(lower, mask);
         // Where a level has two keys a tag may be its own parent, as the root is: the climb would
-        // have no end.
+        // never end.
         if (parent == lower) {
             break;
         }
@@ -249,8 +250,8 @@ ETabulonTag ETabulonSortDesc::RemoveHiddenValues(const ETabulonTag& tag, HideFla
 
 bool ETabulonSortDesc::HasHiddenValues(const ETabulonTag& tag, HideFlag mask) const {
     const Views::View& view = views_->Of(mask, keys_);
-    for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
-        if (!Views::Shows(view, tag.LevelAt(place))) {
+    for (unsigned int index = 0; index < tag.KnownLevelsCount(); ++index) {
+        if (!Views::Shows(view, tag.LevelAt(index))) {
             return true;
         }
     }
@@ -270,8 +271,8 @@ bool ETabulonSortDesc::IsSortCompatible(const ETabulonTag& tag, HideFlag mask) c
 }
 
 bool ETabulonSortDesc::HasOnlySortValues(const ETabulonTag& tag) const {
-    for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
-        if (!IsSortLevel(tag.LevelAt(place))) {
+    for (unsigned int index = 0; index < tag.KnownLevelsCount(); ++index) {
+        if (!IsSortLevel(tag.LevelAt(index))) {
             return false;
         }
     }

@@ -25,7 +25,7 @@ ETabulonSortKeyArray& ETabulonSortKeyArray::operator=(const ETabulonSortKeyArray
 }
 
 void ETabulonSortKeyArray::Build(unsigned int count, const SortKey* keys) {
-    // Apart first: the keys given may be this array's own.
+    // Copied first: the keys given may be this array's own.
     PTableau<SortKey> built;
     for (unsigned int i = 0; i < count; ++i) {
         built.Add(keys[i]);

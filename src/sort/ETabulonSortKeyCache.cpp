@@ -6,7 +6,7 @@
 namespace etabulon {
 namespace {
 
-constexpr std::size_t kFirstPlaces = 64;
+constexpr std::size_t kFirstSlots = 64;
 
 }  // namespace
 
@@ -18,7 +18,7 @@ const Chaine& ETabulonSortKeyCache::KeyOf(const Chaine& text) {
     // comparison of two pointers, an equal text in another body a comparison of bytes.
     const std::uint32_t hash = text.FoldHash();
     if (!entries_.empty()) {
-        const Entry& known = PlaceOf(text, hash);
+        const Entry& known = SlotOf(text, hash);
         if (known.hash != 0) {
             return known.key;
         }
@@ -30,7 +30,7 @@ const Chaine& ETabulonSortKeyCache::KeyOf(const Chaine& text) {
     if ((count_ + 1) * 2 > entries_.size()) {
         Grow();
     }
-    Entry& entry = PlaceOf(text, hash);
+    Entry& entry = SlotOf(text, hash);
     entry.hash = hash;
     entry.text = text;
     entry.key = std::move(key);
@@ -39,28 +39,28 @@ const Chaine& ETabulonSortKeyCache::KeyOf(const Chaine& text) {
 }
 
 void ETabulonSortKeyCache::Clear() {
-    // The places stay: a cache that was full will be full again.
+    // The slots stay allocated: a cache that was full will be full again.
     std::fill(entries_.begin(), entries_.end(), Entry());
     count_ = 0;
 }
 
-ETabulonSortKeyCache::Entry& ETabulonSortKeyCache::PlaceOf(const Chaine& text,
-                                                           std::uint32_t hash) noexcept {
+ETabulonSortKeyCache::Entry& ETabulonSortKeyCache::SlotOf(const Chaine& text,
+                                                          std::uint32_t hash) noexcept {
     const std::size_t mask = entries_.size() - 1;
-    std::size_t place = hash & mask;
-    while (entries_[place].hash != 0 &&
-           (entries_[place].hash != hash || !(entries_[place].text == text))) {
-        place = (place + 1) & mask;
+    std::size_t slot = hash & mask;
+    while (entries_[slot].hash != 0 &&
+           (entries_[slot].hash != hash || !(entries_[slot].text == text))) {
+        slot = (slot + 1) & mask;
     }
-    return entries_[place];
+    return entries_[slot];
 }
 
 void ETabulonSortKeyCache::Grow() {
-    std::vector<Entry> smaller(entries_.empty() ? kFirstPlaces : entries_.size() * 2);
+    std::vector<Entry> smaller(entries_.empty() ? kFirstSlots : entries_.size() * 2);
     smaller.swap(entries_);
     for (Entry& entry : smaller) {
         if (entry.hash != 0) {
-            PlaceOf(entry.text, entry.hash) = std::move(entry);
+            SlotOf(entry.text, entry.hash) = std::move(entry);
         }
     }
 }

@@ -7,11 +7,11 @@ bool ETabulonSortTag::operator<(const ETabulonSortTag& other) const {
     if (count != other.KnownLevelsCount()) {
         return count < other.KnownLevelsCount();
     }
-    for (unsigned int place = 0; place < count; ++place) {
-        if (LevelAt(place) != other.LevelAt(place)) {
-            return LevelAt(place) < other.LevelAt(place);
+    for (unsigned int index = 0; index < count; ++index) {
+        if (LevelAt(index) != other.LevelAt(index)) {
+            return LevelAt(index) < other.LevelAt(index);
         }
-        const int order = ValueAt(place).Compare(other.ValueAt(place), /*byDisplay=*/false);
+        const int order = ValueAt(index).Compare(other.ValueAt(index), /*byDisplay=*/false);
         if (order != 0) {
             return order < 0;
         }

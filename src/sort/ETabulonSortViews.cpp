@@ -36,7 +36,7 @@ bool ETabulonSortDesc::Views::Shows(const View& view, unsigned int level) noexce
 
 bool ETabulonSortDesc::Views::Holds(const View& view, std::size_t first, std::size_t end,
                                     unsigned int level) noexcept {
-    constexpr std::size_t kFewLevels = 8;  // fewer are compared faster than bisected
+    constexpr std::size_t kFewLevels = 8;  // up to 8, a scan is faster than bisection
     if (!view.isPlain || end - first <= kFewLevels) {
         const unsigned int* const levels = view.levels.data();
         return std::find(levels + first, levels + end, level) != levels + end;
@@ -45,8 +45,9 @@ bool ETabulonSortDesc::Views::Holds(const View& view, std::size_t first, std::si
     if (found == view.shown.end() || *found != level) {
         return false;
     }
-    const std::size_t place = view.places[static_cast<std::size_t>(found - view.shown.begin())];
-    return place >= first && place < end;
+    const std::size_t index =
+        view.visibleIndexes[static_cast<std::size_t>(found - view.shown.begin())];
+    return index >= first && index < end;
 }
 
 ETabulonSortDesc::Views::View ETabulonSortDesc::Views::MakeView(HideFlag mask,
@@ -60,28 +61,28 @@ ETabulonSortDesc::Views::View ETabulonSortDesc::Views::MakeView(HideFlag mask,
     }
     view.shown = ShownLevels(mask, keys);
     view.isPlain = view.shown.size() == view.levels.size();
-    view.places.resize(view.isPlain ? view.levels.size() : 0);
-    for (unsigned int place = 0; place < view.places.size(); ++place) {
+    view.visibleIndexes.resize(view.isPlain ? view.levels.size() : 0);
+    for (unsigned index = 0; index < view.visibleIndexes.size(); ++index) {
         const auto shown =
-            std::lower_bound(view.shown.begin(), view.shown.end(), view.levels[place]);
-        view.places[static_cast<std::size_t>(shown - view.shown.begin())] = place;
+            std::lower_bound(view.shown.begin(), view.shown.end(), view.levels[index]);
+        view.visibleIndexes[static_cast<std::size_t>(shown - view.shown.begin())] = index;
     }
     return view;
 }
 
 std::vector<unsigned int> ETabulonSortDesc::Views::ShownLevels(HideFlag mask,
                                                                const SortKeyArray& keys) {
-    std::vector<std::pair<unsigned int, unsigned int>> places;  // level, position
+    std::vector<std::pair<unsigned, unsigned>> sorted;  // level, position
     for (unsigned int position = 0; position < keys.Size(); ++position) {
-        places.emplace_back(keys[position].Level(), position);
+        sorted.emplace_back(keys[position].Level(), position);
     }
-    std::sort(places.begin(), places.end());
+    std::sort(sorted.begin(), sorted.end());
     std::vector<unsigned int> shown;
-    for (auto place = places.begin(); place != places.end(); ++place) {
-        // Further keys of a level have no say.
-        const bool isFirst = place == places.begin() || std::prev(place)->first != place->first;
-        if (isFirst && !keys[place->second].IsHidden(mask)) {
-            shown.push_back(place->first);
+    for (auto key = sorted.begin(); key != sorted.end(); ++key) {
+        // Only the first key of a level counts.
+        const bool isFirst = key == sorted.begin() || std::prev(key)->first != key->first;
+        if (isFirst && !keys[key->second].IsHidden(mask)) {
+            shown.push_back(key->first);
         }
     }
     return shown;

@@ -17,9 +17,9 @@ ETabulonExtractValue& ETabulonExtractValue::operator=(const ETabulonExtractValue
     pending_ = other.pending_;
     position_ = other.position_;
     context_ = other.context_;
-    // Nothing shared: the bindings know where the values lie.
+    // Shares nothing: the bindings point at the values.
     values_.AssignReusing(other.values_);
-    places_ = other.places_;
+    valueIndexes_ = other.valueIndexes_;
     BindOwnValues();
     if (other.cursor_ != nullptr) {
         SetCurrent(*other.cursor_);
@@ -38,14 +38,14 @@ void ETabulonExtractValue::Init(const ITabulonCumulFuncOnVarCollection* calculat
         variables.push_back(calculation->Variable());
         values_.Find(calculation->Variable(), FindOrInsert);
     }
-    places_.clear();
+    valueIndexes_.clear();
     for (const ETabulonVariableDesc* variable : variables) {
-        places_.push_back(static_cast<std::uint32_t>(values_.Find(variable, FindExact)));
+        valueIndexes_.push_back(static_cast<std::uint32_t>(values_.Find(variable, FindExact)));
     }
     BindOwnValues();
 }
 
-// Values are read where they are kept until a record is bound.
+// Binds each variable to its stored value, until Bind finds the fields of a record.
 void ETabulonExtractValue::BindOwnValues() {
     cursor_ = nullptr;
     boundFields_ = nullptr;
@@ -56,8 +56,8 @@ void ETabulonExtractValue::BindOwnValues() {
         bindings_.push_back({entry.key, nullptr, &entry.value, &entry.value});
     }
     calculationValues_.clear();
-    for (const std::uint32_t place : places_) {
-        calculationValues_.push_back(bindings_[place].current);
+    for (const std::uint32_t index : valueIndexes_) {
+        calculationValues_.push_back(bindings_[index].current);
     }
 }
 
@@ -70,8 +70,8 @@ void ETabulonExtractValue::Bind(const EFieldSet& fields, bool viewed) {
         binding.field = &binding.variable->DataID().GetIn(fields);
         binding.current = viewed ? binding.field : binding.value;
     }
-    for (std::size_t index = 0; index < places_.size(); ++index) {
-        calculationValues_[index] = bindings_[places_[index]].current;
+    for (std::size_t index = 0; index < valueIndexes_.size(); ++index) {
+        calculationValues_[index] = bindings_[valueIndexes_[index]].current;
     }
     boundFields_ = first;
     boundShape_ = fields.ShapeNumber();
@@ -108,9 +108,9 @@ void ETabulonExtractValue::ReadPending(const ETabulonTag& position) {
 }
 
 const EVariant& ETabulonExtractValue::GetValue(const ETabulonVariableDesc* variable) const {
-    const std::int32_t place = values_.Find(variable, FindExact);
-    E_EXPECTS(place >= 0);
-    return *bindings_[static_cast<std::size_t>(place)].current;
+    const std::int32_t index = values_.Find(variable, FindExact);
+    E_EXPECTS(index >= 0);
+    return *bindings_[static_cast<std::size_t>(index)].current;
 }
 
 const ETabulonExtractValue::ValueMap& ETabulonExtractValue::Values() const {

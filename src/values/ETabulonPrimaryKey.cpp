@@ -37,8 +37,9 @@ ETabulonValue ETabulonPrimaryKey::SingleCode() const {
     }
     Chaine code;
     for (std::uint16_t index = 0; index < fields_.Size(); ++index) {
-        // Deliberate: the separator depends on the text so far, not on the place, so empty segments
-        // at the start leave none while later ones do. EmptySegmentsJoinUnevenly holds it.
+        // Deliberate: the separator depends on the text so far, not on the segment's index, so
+        // empty segments at the start leave none while later ones do. EmptySegmentsJoinUnevenly
+        // holds it.
         if (!code.IsEmpty()) {
             code.Append('/');
         }

@@ -64,8 +64,8 @@ int ETabulonValue::Compare(const ETabulonValue& other, bool byDisplay) const {
 }
 
 bool ETabulonValue::HasSameDisplay(const ETabulonValue& other) const {
-    // Identical data make one text. Equality would not do: folded text and the two zeros are equal
-    // and display as two.
+    // Identical data make one text. Equality isn't enough: folded texts and the two zeros are equal
+    // and display differently.
     if (displayPending_ && other.displayPending_ && data_.IsIdenticalTo(other.data_)) {
         return true;
     }

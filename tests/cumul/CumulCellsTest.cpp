@@ -142,8 +142,8 @@ TEST_P(CellsAgainstBuffers, GiveTheSameResults) {
             const ETabulonPrimaryKey key = KeyOf(record);
             const std::uint32_t row = random() % (kRows - 1);  // the last one stays as it is
             const std::uint32_t rows[] = {row, 0};
-            std::byte* const places[] = {cells.Place(row), cells.Place(0)};
-            cells.Fold(places, values, &key);
+            std::byte* const rowBytes[] = {cells.RowAt(row), cells.RowAt(0)};
+            cells.Fold(rowBytes, values, &key);
             for (const std::uint32_t folded : rows) {
                 for (const auto& buffer : buffers[folded]) {
                     buffer->AddValue(value, /*modified=*/false, key);
@@ -199,7 +199,7 @@ TEST(CumulCells, AllocateNothingForARecordAndLeaveNothingBehind) {
                                                      &number, &missing, &number};
         const AllocationCount count;
         for (std::uint32_t row = 0; row < 600; ++row) {
-            std::byte* const twice[] = {cells.Place(row), cells.Place(row)};
+            std::byte* const twice[] = {cells.RowAt(row), cells.RowAt(row)};
             cells.Fold(twice, values, nullptr);
         }
         EXPECT_EQ(count.Taken(), 0U);

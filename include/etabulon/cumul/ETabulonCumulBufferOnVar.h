@@ -10,7 +10,7 @@ class ETabulonCumulFuncOnVar;
 class ETabulonExtractValue;
 class ETabulonValue;
 
-/// A running calculation: a buffer, and the calculation that it is of.
+/// A running calculation: a calculation and its buffer.
 ///
 /// Ownership  counted; holds a reference to each of the two.
 class ETABULON_API ETabulonCumulBufferOnVar : public virtual ECountedUnknown {
@@ -21,7 +21,7 @@ public:
     // No reference is added.
     [[nodiscard]] ETabulonCumulFuncOnVar* Desc() const noexcept { return desc_.Get(); }
     [[nodiscard]] ETabulonCumulBuffer* Function() const noexcept { return buffer_.Get(); }
-    /// As the buffer's: an average is computed here.
+    /// The buffer's result; for an average, the call computes it.
     [[nodiscard]] const ETabulonValue& Result() const;
     /// Folds the record's value of the variable, which must be one of the extract's.
     void AddValue(const ETabulonExtractValue& extract);

@@ -29,9 +29,9 @@ public:
     void AddCalculation(ETabulonCumulBufferOnVar* running, bool addRef);
     /// Folds the record into every buffer, in order.
     void AddValue(const ETabulonExtractValue& extract);
-    // Each returns a reference for the caller, or null. Of several, "first" is by address: nobody
-    // may rely on which it is.
-    /// The code without regard to case.
+    // Each returns a reference for the caller, or null. Of several matches the order of addresses
+    // decides: callers must not rely on which it is.
+    /// Ignores the case of the code.
     [[nodiscard]] ETabulonCumulBufferOnVar* FindFirstByFunctionName(const Chaine& code) const;
     [[nodiscard]] ETabulonCumulBufferOnVar* FindFirstByVariableName(
         const ETabulonVariableID& id) const;

@@ -17,7 +17,7 @@ class ETabulonCumulBuffer;
 /// The description of a fold over the values that a walk meets: it makes the buffers that fold.
 ///
 /// Ownership  counted. The icon isn't owned.
-/// Threads    immutable, and counted by an atomic count: to be shared between threads.
+/// Threads    immutable, and counted by an atomic count: threads may share it.
 class ETABULON_API ETabulonCumulFunc : public virtual ECountedUnknown {
 public:
     /// An empty `displayName` is replaced by `code`.
@@ -49,11 +49,11 @@ private:
     std::atomic<std::int32_t> references_{1};
 };
 
-/// The accumulator of one running calculation. Nothing is taken out of it again: for a fresh
-/// result, drop it and start another.
+/// The accumulator of one running calculation. A folded value can't be removed: for a fresh result,
+/// start another buffer.
 ///
 /// Ownership  counted; holds a reference to its function.
-/// Threads    one walk writes; readers stand behind the lock of the owner.
+/// Threads    one walk writes; readers hold the owner's lock.
 class ETABULON_API ETabulonCumulBuffer : public virtual ECountedUnknown {
 public:
     /// For a variable of this type and size.
@@ -65,7 +65,7 @@ public:
     /// the record that carries it.
     virtual void AddValue(const EVariant& value, bool modified,
                           const ETabulonPrimaryKey& context) = 0;
-    /// ValNull until a value was added. Good until the next call of either operation.
+    /// ValNull until a value was added. Valid until the next call of AddValue or Result.
     [[nodiscard]] virtual const ETabulonValue& Result() const { return result_; }
     /// The function; no reference is added.
     [[nodiscard]] const ETabulonCumulFunc* Desc() const noexcept { return function_.Get(); }
@@ -73,7 +73,8 @@ public:
 protected:
     ~ETabulonCumulBuffer() override = default;
 
-    /// Stores into the result, which has the result's type and size; the modified flag stays.
+    /// Stores into the result, which has the function's result type and size; the modified flag
+    /// stays.
     void SetResult(const EVariant& value);
     void SetResult(const EVariant& value, bool modified);
     void SetResultNull();

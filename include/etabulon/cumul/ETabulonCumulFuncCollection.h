@@ -10,7 +10,7 @@ namespace etabulon {
 /// ones: COMMONVAL, COUNT, LAST.
 ///
 /// Ownership  holds one reference for each function; a copy shares them.
-/// Threads    reading is for any number of threads, as long as nobody adds.
+/// Threads    any number of threads may read while none adds.
 class ETABULON_API ETabulonCumulFuncCollection : public virtual ITabulonCumulFuncCollection {
 public:
     ETabulonCumulFuncCollection();

@@ -27,7 +27,7 @@ public:
     [[nodiscard]] static ETabulonCumulFuncOnVar* Build(const Chaine& functionCode,
                                                        const ETabulonVariableID& id, int type,
                                                        unsigned size, const Chaine& header);
-    /// Of the field's number, if it has one, else of its name.
+    /// For the variable with the field's number, if it has one, otherwise with its name.
     [[nodiscard]] static ETabulonCumulFuncOnVar* Build(const Chaine& functionCode,
                                                        const EField& field, const Chaine& header);
     /// `index` is the element of an array variable.

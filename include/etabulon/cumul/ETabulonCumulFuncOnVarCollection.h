@@ -6,8 +6,7 @@
 
 namespace etabulon {
 
-/// Calculations in order of adding; one may stand there twice. Edited before a walk, read during
-/// it.
+/// Calculations in order of adding; one may occur twice. Edited before a walk, read during it.
 ///
 /// Ownership  holds one reference for each entry; a copy holds its own.
 class ETABULON_API ETabulonCumulFuncOnVarCollection
@@ -28,8 +27,8 @@ public:
 
     /// Not checked against the calculations.
     void SetPriorityCalculationPos(int position) noexcept { priorityCalculationPos_ = position; }
-    /// Each returns the position; -1, and nothing is added, where there is no such function, or
-    /// for null.
+    /// Each returns the position. For null and for an unknown function it returns -1 and adds
+    /// nothing.
     int AddCalculation(ETabulonCumulFuncOnVar* calculation, bool addRef);
     int AddCalculation(const Chaine& functionCode, const ETabulonVariableID& id, int type,
                        unsigned size, const Chaine& header);

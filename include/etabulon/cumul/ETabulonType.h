@@ -7,7 +7,7 @@
 
 namespace etabulon {
 
-/// A loaded module of the platform that holds icons; never looked into.
+/// A loaded module of the platform that holds icons; an opaque handle.
 struct _MODULE;
 using HINSTANCE = _MODULE*;
 
@@ -18,15 +18,16 @@ struct ETypeIconPlatform {
     /// Its icon, in the size of small icons; null where it can't be loaded.
     HICON (*loadIcon)(HINSTANCE module, unsigned short iconID) = nullptr;
 };
-/// Without a platform, families have no icons. Families exist before `main`: they ask for their
-/// icons when somebody looks at one.
+/// Without a platform, families have no icons. Families exist before `main`: each loads its icon at
+/// the first call of Icon.
 ETABULON_API void SetTypeIconPlatform(const ETypeIconPlatform& platform) noexcept;
 
 /// A family of types: its icon and the functions that variables of these types offer.
 ///
-/// Ownership  made and owned by ETabulonTypeFactory, to the end of the process. An icon that it
-///            loaded is destroyed with it.
-/// Threads    immutable once made but for the icon, which it loads under a lock: for all threads.
+/// Ownership  made and owned by ETabulonTypeFactory, to the end of the process. An icon that the
+///            family loaded is destroyed with it.
+/// Threads    immutable once made, except for the icon, which is loaded under a lock: threads may
+///            share it.
 class ETABULON_API ETabulonType {
 public:
     /// Loads the icon; a failure leaves a null one.
@@ -44,8 +45,8 @@ public:
     }
 
 protected:
-    /// An icon by number, from the module that holds one of the number `searchID`: loaded when
-    /// somebody looks at it and there is a platform.
+    /// An icon by number, from the module that holds an icon numbered `searchID`. The first call of
+    /// Icon that finds a platform loads it.
     struct LateIcon {
         unsigned short iconID;
         unsigned short searchID;

@@ -8,13 +8,13 @@ namespace etabulon {
 /// Keeps the one object of each type family. The families exist before `main` and live to the end
 /// of the process.
 ///
-/// Threads  any. Failure  none: whatever is asked for yields a family.
+/// Threads  any. Failure  none: every code and family yields an object.
 class ETABULON_API ETabulonTypeFactory {
 public:
     ETabulonTypeFactory() = delete;
 
     [[nodiscard]] static const ETabulonType* Get(GenericType family);
-    /// The family of a type code; of every code not known GenericUnknown's.
+    /// The family of a type code; for an unknown code that of GenericUnknown.
     [[nodiscard]] static const ETabulonType* Get(int dataType);
 
 private:

@@ -11,8 +11,8 @@ class ETabulonCumulFuncOnVar;
 class ETABULON_API ITabulonCumulBufferOnVarCollection : public virtual EUnknown {
 public:
     [[nodiscard]] virtual unsigned Size() const = 0;
-    /// Returns a reference for the caller. Requires that this is one of the calculations; of one
-    /// that stands there twice it is the later buffer.
+    /// Returns a reference for the caller. Requires one of the calculations; for one that occurs
+    /// twice it is the later buffer.
     [[nodiscard]] virtual ETabulonCumulBufferOnVar* Calculation(
         const ETabulonCumulFuncOnVar* calculation) const = 0;
     /// Returns a reference for the caller. Requires index < Size().

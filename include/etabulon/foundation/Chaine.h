@@ -9,7 +9,7 @@
 #include <string_view>
 #include <utility>
 
-// The C library may tell whether there is a second thread; nothing else is asked of it.
+// The C library's flag for a process with a single thread, which lets counts skip atomic steps.
 #if __has_include(<sys/single_threaded.h>)
 #include <sys/single_threaded.h>
 #define ETABULON_TELLS_THREADS
@@ -29,8 +29,8 @@ using LocaleKey = std::size_t (*)(std::string_view text, char* key, std::size_t 
 ///
 /// Ownership  a copy shares the body and costs one atomic add; writing detaches first.
 /// Threads    bodies may be shared between threads, one Chaine object may not.
-/// Failure    only std::bad_alloc and std::length_error (over 2^32 - 2 bytes); the text stays as it
-/// was.
+/// Failure    only std::bad_alloc and std::length_error (over 2^32 - 2 bytes), which leave the text
+///            unchanged.
 class ETABULON_API Chaine {
 public:
     static constexpr std::size_t npos = static_cast<std::size_t>(-1);
@@ -64,7 +64,7 @@ public:
     [[nodiscard]] bool IsEmpty() const noexcept { return body_->length == 1; }
     /// In bytes, without the terminator.
     [[nodiscard]] std::size_t Length() const noexcept { return body_->length - 1; }
-    /// In bytes, the terminator counted: the length that the orders look at.
+    /// In bytes, with the terminator: the length that the orders compare.
     [[nodiscard]] std::size_t StoredLength() const noexcept { return body_->length; }
     [[nodiscard]] const char* c_str() const noexcept { return body_->Text(); }
     [[nodiscard]] std::string_view View() const noexcept {
@@ -134,19 +134,19 @@ public:
     /// All blanks removed, then the leading digits in base 10; saturates.
     [[nodiscard]] std::uint64_t ToUnsigned() const noexcept;
 
-    // --- the folded order and hash of text that is no Chaine, as if it were one ---
+    // --- the folded order and hash of text outside of a Chaine ---
     [[nodiscard]] static int CompareFolded(std::string_view left, std::string_view right) noexcept;
     [[nodiscard]] static bool EqualsFolded(std::string_view left, std::string_view right) noexcept;
     [[nodiscard]] static std::uint32_t FoldHash(std::string_view text) noexcept;
     /// The folding of one byte that the folded order and FoldHash use.
     [[nodiscard]] static unsigned char Fold(unsigned char byte) noexcept;
 
-    /// Installs the locale order for the whole process; null brings the default back.
-    /// To be called before any tree is filled: nothing is sorted anew.
+    /// Installs the locale order for the whole process; null brings the default back. Call it
+    /// before any tree is filled: existing trees aren't sorted again.
     static void SetLocaleOrder(LocaleCompare compare, LocaleKey key) noexcept;
     /// The key of this text under the installed order.
     [[nodiscard]] Chaine LocaleSortKey() const;
-    /// The same of any text, as LocaleKey tells.
+    /// The same for any text; see LocaleKey for the parameters and the result.
     [[nodiscard]] static std::size_t LocaleSortKey(std::string_view text, char* key,
                                                    std::size_t capacity);
 
@@ -163,7 +163,7 @@ public:
             return reinterpret_cast<const char*>(this + 1);
         }
     };
-    /// The FoldHash of a body that no Chaine is at hand for.
+    /// The FoldHash of a body without a Chaine around it.
     [[nodiscard]] static std::uint32_t FoldHashOf(const Body* body) noexcept {
         const std::uint32_t known = body->foldHash.load(std::memory_order_relaxed);
         return known != 0 ? known : ComputeFoldHash(body);
@@ -194,7 +194,7 @@ public:
         if (body->capacity == 0) {
             return;
         }
-        // A share of 0 seen here is final: nobody else holds the body to add one.
+        // A share of 0 is final: no other Chaine holds the body, so none can add a reference.
         const std::uint32_t share = body->share.load(std::memory_order_acquire);
         if (share == 0) {
             Destroy(body);
@@ -207,8 +207,8 @@ public:
 
 private:
     explicit Chaine(Body* body) noexcept : body_(body) {}
-    /// No other thread has been started yet, so that counting needs no atomic steps: these are most
-    /// of what passing a text on costs.
+    /// True while the process has one thread: reference counts need no atomic steps, which are most
+    /// of the cost of copying a text.
     [[nodiscard]] static bool IsOnlyThread() noexcept {
 #if defined(ETABULON_TELLS_THREADS)
         return __libc_single_threaded != 0;
@@ -219,7 +219,8 @@ private:
     [[nodiscard]] static Body* NewBody(std::size_t length);
     static void Destroy(Body* body) noexcept;
     [[nodiscard]] static std::uint32_t ComputeFoldHash(const Body* body) noexcept;
-    /// Makes the body unshared and large enough for `length` bytes; keeps the text if asked.
+    /// Makes the body unshared and large enough for `length` bytes; drops the text unless
+    /// `keepText`.
     void Own(std::size_t length, bool keepText);
     void SetLength(std::size_t length) noexcept;
     [[nodiscard]] char* MutableText() noexcept { return body_->Text(); }

@@ -48,9 +48,10 @@ public:
     /// As declared in the record: a nullable number is one byte larger than natural.
     [[nodiscard]] virtual unsigned Size() const { return size_; }
     [[nodiscard]] virtual signed char TypeCode() const { return type_; }
-    /// The address within a record of the rubric; null where `record` is null or the index is out.
+    /// The address within a record of the rubric; null where `record` is null or the index is out
+    /// of range.
     [[nodiscard]] const void* GetFieldAdrInMappedRecord(const void* record, int index) const;
-    /// The place of an element within a record of the rubric. Requires index < Count().
+    /// The offset of an element within a record of the rubric. Requires index < Count().
     [[nodiscard]] std::size_t Offset(unsigned index = 0) const noexcept {
         return offset_ + index * stride_;
     }
@@ -60,7 +61,7 @@ public:
     /// Accelerator() + index.
     [[nodiscard]] EFieldDesc MakeFieldDesc(unsigned index = 0) const;
     [[nodiscard]] DRubric* Rubric() const noexcept { return rubric_; }
-    /// The place among the rubric's variables.
+    /// The index among the rubric's variables.
     [[nodiscard]] unsigned Index() const noexcept { return index_; }
     [[nodiscard]] unsigned Count() const noexcept { return count_; }
     [[nodiscard]] unsigned long Accelerator() const noexcept { return accelerator_; }
@@ -115,12 +116,12 @@ public:
     [[nodiscard]] DVariable* At(std::size_t index) const { return variables_[index].get(); }
     /// By folded name; null where there is none.
     [[nodiscard]] DVariable* Find(const Chaine& name) const;
-    /// By link name, else the only link whose first own variable has that name; null.
+    /// By link name, otherwise the only link whose first own variable has that name; null for none.
     [[nodiscard]] const DLink* FindLink(const Chaine& name) const;
     [[nodiscard]] const std::deque<DLink>& Links() const noexcept { return links_; }
     [[nodiscard]] const std::vector<unsigned>& Key() const noexcept { return key_; }
     [[nodiscard]] IRecordSource* Source() const noexcept { return source_.get(); }
-    /// Another one for each source: one that has gone may lie where the present one lies.
+    /// Different for each source that was set: a new source may have the address of a released one.
     [[nodiscard]] std::uint64_t SourceNumber() const noexcept { return sourceNumber_; }
 
     /// Fields for a record of the whole rubric, without a buffer: arrays have a field an element,
@@ -162,9 +163,9 @@ private:
     std::unordered_map<std::string, unsigned> byName_;
 };
 
-/// The node at `path`: a rubric, a variable ("Rubric.name[2]"), or the variable that a link
-/// path ends in ("Rubric.link>name", see ELinkEngine.h). Null where it doesn't resolve. The flag
-/// has no meaning here.
+/// The node at `path`: a rubric, a variable ("Rubric.name[2]"), or the variable that a link path
+/// ends in ("Rubric.link>name", see ELinkEngine.h). Null where it doesn't resolve. `flag` is
+/// ignored.
 [[nodiscard]] ETABULON_API DDicoBase* GetObj(DDico* dico, const char* path, bool flag);
 /// The array index written at the end of `path`; 0 without one, -1 for a bad one.
 [[nodiscard]] ETABULON_API int GetIndiceFromPath(const char* path);

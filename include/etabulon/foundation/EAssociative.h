@@ -18,10 +18,10 @@ class EAssociative;
 /// An array of pairs with distinct keys, in insertion order and searched one by one from the
 /// element that the last lookup reached; the base of all maps.
 ///
-/// Ownership  copies share the storage until the first look at an element of either, and take the
-///            hint along.
+/// Ownership  copies share the storage until an element of either is first accessed, and copy the
+///            hint.
 /// Threads    one thread at a time, const operations included: they detach and move the hint.
-/// Failure    none is reported. A missing key is -1, and -1 is no index: the caller's fault.
+/// Failure    none is reported. A missing key gives -1, which the caller must not use as an index.
 template <class K, class V>
 class EAssociative<EPair<K, V>> {
 public:
@@ -43,11 +43,11 @@ public:
         pairs_.At(index).key = newKey;
         return true;
     }
-    /// 0 if the key is the element's, else 1.
+    /// 0 if the key is the element's, otherwise 1.
     [[nodiscard]] virtual int CompareKey(const K& key, const Pair& element) const {
         return key == element.key ? 0 : 1;
     }
-    /// The index of the key, or what `mode` tells for a missing one.
+    /// The index of the key, or what `mode` says for a missing one.
     virtual std::int32_t Find(const K& key, FindMode mode) {
         return FindWith(
             key, mode,
@@ -58,7 +58,7 @@ public:
     /// Requires a mode other than FindOrInsert.
     [[nodiscard]] std::int32_t Find(const K& key, FindMode mode = FindExact) const {
         E_EXPECTS(mode != FindOrInsert);
-        // The other modes write nothing but what is mutable.
+        // The other modes write mutable members only.
         return const_cast<EAssociative*>(this)->Find(key, mode);
     }
 
@@ -115,7 +115,7 @@ public:
     }
 
 protected:
-    // Not for callers: through the base class they would slice.
+    // Protected: callers would slice through the base class.
     EAssociative& operator=(const EAssociative&) = default;
     EAssociative& operator=(EAssociative&&) noexcept = default;
     void AssignReusing(const EAssociative& other) {
@@ -127,13 +127,13 @@ protected:
         std::swap(hint_, other.hint_);
     }
 
-    /// The index of `oldKey` if it may become `newKey`, else -1.
+    /// The index of `oldKey` if it may become `newKey`, otherwise -1.
     [[nodiscard]] std::int32_t IndexToRename(const K& oldKey, const K& newKey) {
         const std::int32_t index = Find(oldKey, FindExact);
         return index != -1 && Find(newKey, FindExact) == -1 ? index : -1;
     }
-    /// Runs `walk(size, hint, mode, compare)` from the hint, keeps the hint, and inserts where
-    /// told.
+    /// Runs `walk(size, hint, mode, compare)` from the hint, keeps the hint, and inserts where the
+    /// walk says so.
     template <class Walk>
     std::int32_t FindWith(const K& key, FindMode mode, const Walk& walk) {
         const detail::LookupEnd end = FindFromHint(key, mode, walk);

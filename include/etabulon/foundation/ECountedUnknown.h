@@ -9,8 +9,8 @@ namespace etabulon {
 
 /// The root of everything that is shared by reference.
 ///
-/// Ownership  an object lives as long as someone holds a reference; hold it in an ERef.
-/// Threads    told by the class that supplies the count.
+/// Ownership  an object lives as long as a reference to it is held; hold it in an ERef.
+/// Threads    as the class that supplies the count says.
 class ETABULON_API EUnknown {
 public:
     /// The code that QueryInterface reports.
@@ -18,8 +18,8 @@ public:
 
     virtual ~EUnknown();
 
-    /// Answers nothing: returns null and stores kNoInterface where `result` isn't null.
-    /// No class overrides it.
+    /// Always returns null, and stores kNoInterface where `result` isn't null. No class overrides
+    /// it.
     virtual void* QueryInterface(std::uint32_t id, std::uint32_t* result);
     virtual void AddRef() = 0;
     /// Returns the remaining count; at 0 the object is gone.
@@ -36,7 +36,7 @@ protected:
 /// Supplies the count. Derive virtually, so that a class with several interfaces has one count.
 ///
 /// Ownership  a new object starts with one reference, its creator's; a copy too.
-/// Threads    the count is a plain integer: one thread at a time, or a lock of the owner's.
+/// Threads    the count is a plain integer: one thread at a time, or a lock of the owner.
 class ETABULON_API ECountedUnknown : public virtual EUnknown {
 public:
     ~ECountedUnknown() override;

@@ -9,15 +9,15 @@ namespace etabulon {
 
 class DDicoBase;
 
-/// A record's place in its table: opaque, -1 for none.
+/// A record's position in its table: opaque, -1 for none.
 using EPosition = std::int64_t;
 inline constexpr EPosition kNoPosition = -1;
 
-/// Statuses of tables that have a fixed meaning. Every other one of ours is at least 1000, never
-/// negative; statuses of foreign tables pass through unread.
+/// The statuses of tables that have a fixed meaning. Every other status of the library's own tables
+/// is at least 1000; statuses of an application's tables pass through unread.
 enum EDataStatus : std::int32_t {
     DataOk = 0,
-    DataGone = 4,       // the record is there no more
+    DataGone = 4,       // the record was deleted
     DataDuplicate = 5,  // a key that must be unique exists already
     DataNoCurrent = 8,  // no current record
     DataEnd = 9,        // end of the data, and only that
@@ -33,12 +33,13 @@ enum EDataStatus : std::int32_t {
 
 /// A table with a current record and one record buffer for life.
 ///
-/// Every operation sets `status`, also to 0. A position result is -1 exactly when the status isn't
-/// 0, and after a step that answers -1 there is no current record and the buffer is blank. A write
-/// that fails leaves both as they are. A position argument of -1 means the current record; without
-/// one the operation fails with 8. A write changes exactly one record, or fails.
+/// Every operation sets `status`, to 0 on success. A position result is -1 exactly when the status
+/// isn't 0; after a step that returns -1 there is no current record and the buffer is blank. A
+/// failed write leaves the current record and the buffer as they are. A position argument of -1
+/// means the current record; without a current record the operation fails with 8. A write changes
+/// exactly one record, or fails.
 ///
-/// Threads  one at a time: the thread that walks, and under the cursor's lock when writing.
+/// Threads  one at a time: the walking thread, and for writes the holder of the cursor's lock.
 class ETABULON_API EData {
 public:
     /// Views `fields` in the record that they view; a derived class attaches its own buffer.
@@ -51,29 +52,29 @@ public:
     virtual EPosition GetLast() = 0;
     virtual EPosition GetNext() = 0;
     virtual EPosition GetPrevious() = 0;
-    /// Moves to `position` and loads it; the flag has no meaning here.
+    /// Moves to `position` and loads its record; `flag` is ignored.
     virtual EPosition RePos(EPosition position, bool flag) = 0;
     virtual EPosition Insert() = 0;
     virtual EPosition Update(EPosition position) = 0;
     virtual bool DeleteOne(EPosition position) = 0;
-    /// Deletes every record of the range, the first failure ends it. There is no current record
-    /// then.
+    /// Deletes every record of the range and ends at the first failure. Afterwards there is no
+    /// current record.
     virtual bool DeleteLoop();
-    /// What a cursor saves by: as Update and DeleteOne, but of exactly the current record, or the
-    /// one at `where`, or a failure. Where those find what they write by the values in the
-    /// buffer, a table overrides these.
+    /// A cursor saves through these two. They write exactly the current record, or the one at
+    /// `where`, or fail. A table whose Update and DeleteOne find their record by the values in the
+    /// buffer overrides them.
     virtual EPosition UpdateRecord() { return Update(kNoPosition); }
     virtual bool DeleteRecord(EPosition where) { return DeleteOne(where); }
-    /// A session of writes: opened for the first holder, closed for the last.
+    /// A session of writes: the first holder opens it, the last one closes it.
     virtual void BeginDelete() {}
     virtual void EndDelete() {}
-    /// The result is a status; with the flag it waits for another holder's lock. The base has
-    /// nothing to lock and only looks for the current record.
+    /// Returns a status. With `wait` it waits for another holder's lock. The base has nothing to
+    /// lock and only requires a current record or a position.
     virtual std::int32_t Lock(EPosition position, bool wait);
     virtual void Unlock() {}
-    /// Reads the current record into the buffer again. The base, called last by whoever overrides
-    /// it, blanks the buffer where there is no current record, and leaves the status. True with
-    /// one.
+    /// Reads the current record into the buffer again. The base, which an override calls last,
+    /// blanks the buffer where there is no current record, and leaves the status. True with a
+    /// current record.
     virtual bool LoadBuffer();
 
     [[nodiscard]] EFieldSet& Fields() noexcept { return fields_; }
@@ -86,13 +87,13 @@ public:
     DDicoBase* dico = nullptr;         // the table's dictionary node; a table works without one
 
 protected:
-    /// Makes `buffer` the record buffer, with the fields at the same places in it. Not owned.
+    /// Makes `buffer` the record buffer, with the fields at the same offsets in it. Not owned.
     /// Requires a constructed record (EFieldSet::ConstructRecord) of `size` bytes.
     void AttachBuffer(void* buffer, int size);
     [[nodiscard]] virtual bool IsInRange() { return true; }
     [[nodiscard]] virtual bool IsInFilter() { return true; }
     [[nodiscard]] virtual bool IsInCondition() { return true; }
-    /// The three together: a walk passes over records for which it is false.
+    /// All three; a walk skips the records for which it is false.
     [[nodiscard]] bool IsVisible() { return IsInRange() && IsInFilter() && IsInCondition(); }
     EPosition Fail(std::int32_t newStatus) {
         status = newStatus;

@@ -5,9 +5,9 @@
 
 namespace etabulon {
 
-/// A table over an array of records in memory. Records are copied into the buffer of the table;
-/// a position is the record's number from 0. Update writes back; insert and delete aren't offered
-/// and fail with 1004. A position outside of the array is 43.
+/// A table over an array of records in memory. The table copies each record into its buffer; a
+/// position is the record's number from 0. Update writes back; insert and delete aren't offered and
+/// fail with 1004. A position outside of the array fails with 43.
 class ETABULON_API EDataArray : public EData {
 public:
     /// Records are laid out as `fields` are.
@@ -38,7 +38,7 @@ private:
     }
     void ReleaseArray() noexcept;
 
-    EFieldSet layout_;  // without what is added to the table's fields later
+    EFieldSet layout_;  // without the fields that are added to the table later
     ERecordBuffer record_;
     EWalkPlace place_;
     std::byte* records_ = nullptr;

@@ -16,29 +16,30 @@ class EMemoryRecords;
 /// the key of the rubric unique (a missing part is a value like others there). Several tables may
 /// stand on the same records.
 ///
-/// A step from a record that went meanwhile goes on from its place; records appended meanwhile are
-/// met. Without a place (before the first walk, after a failed move) GetNext and GetPrevious fail
-/// with 8; at an end they may be repeated or turned. What was deleted is 4, what never was is 43.
+/// A step from a record that was deleted meanwhile goes on from its position; a walk meets the
+/// records appended meanwhile. Before the first walk and after a failed move GetNext and
+/// GetPrevious fail with 8; at an end they may be repeated or reversed. A deleted position fails
+/// with 4, a position that never existed with 43.
 ///
 /// Locks keep other tables on the same records from locking and writing a record, not from reading
 /// it. Lock holds one record at a time, LockRecord any number; a table's own locks don't hinder it.
-/// They fail with 1001 also where they are to wait: the holder is on the same thread, so that the
-/// wait would never end.
+/// Both fail with 1001 even when asked to wait: the holder is on the same thread, so that the wait
+/// would never end.
 ///
-/// Threads  all tables on the same records belong to one thread at a time, as their cursors' lock
-///          sees to.
+/// Threads  all tables on the same records belong to one thread at a time, which their cursors'
+///          lock ensures.
 class ETABULON_API EDataMemory : public EDataTable {
 public:
-    /// An empty table of this rubric, which gets the records as its link source. The rubric has its
-    /// variables and its key.
+    /// An empty table of this rubric, which gets the records as its link source. Requires a rubric
+    /// with its variables and its key already set.
     explicit EDataMemory(DRubric* rubric);
     /// A second table on the records of `other`.
     EDataMemory(const EDataMemory& other);
     ~EDataMemory() override;
 
-    /// Appends a record: a value for each field in order, converted into its cell; what isn't given
-    /// is missing. Returns its position, or -1 with the status (5: the key exists). The current
-    /// record and the buffer stay.
+    /// Appends a record: a value for each field in order, converted into its cell; values that
+    /// aren't given are missing. Returns its position, or -1 with the status (5: the key exists).
+    /// The current record and the buffer stay.
     EPosition Append(const std::vector<EVariant>& values);
     [[nodiscard]] std::size_t Count() const;
 
@@ -58,7 +59,8 @@ public:
     std::int32_t UnlockRecord(EPosition where) override;
 
 protected:
-    /// No current record, no place, a blank buffer, and this status. Returns -1.
+    /// Leaves no current record, no position of the walk, a blank buffer and this status. Returns
+    /// -1.
     EPosition LeaveRecord(std::int32_t newStatus);
 
 private:
@@ -67,7 +69,8 @@ private:
     explicit EDataMemory(std::shared_ptr<EMemoryRecords> records);
     EPosition Step(EPosition from, Direction direction);
     void Load(EPosition where);
-    /// The record that a position argument means, and DataOk; else what is wrong with it.
+    /// Resolves a position argument, -1 being the current record. Returns DataOk, or why there is
+    /// no record at it.
     [[nodiscard]] std::int32_t Find(EPosition& where) const;
     [[nodiscard]] std::int32_t FindToWrite(EPosition& where) const;
 

@@ -4,11 +4,11 @@
 
 namespace etabulon {
 
-/// A table with locks on single records: the abstract step above what holds real data.
+/// A table with locks on single records: the abstract base of the tables that hold data.
 class ETABULON_API EDataTable : public EData {
 public:
     using EData::EData;
-    /// -1 is the current record. The result is a status: 0, or 1001 where it is held by another.
+    /// -1 is the current record. Returns a status: 0, or 1001 where another table holds the record.
     [[nodiscard]] virtual std::int32_t LockRecord(EPosition where, bool wait) = 0;
     virtual std::int32_t UnlockRecord(EPosition where) = 0;
     /// What the engine said at the last failure; empty after a success.

@@ -91,7 +91,7 @@ enum class EStorage : std::uint8_t {
     Raw,         // declared bytes
 };
 
-/// What is known of a type code.
+/// The properties of a type code.
 struct ETypeInfo {
     EValueClass valueClass;
     EStorage storage;

@@ -5,7 +5,7 @@
 
 namespace etabulon::detail {
 
-/// Says on stderr which expectation a caller broke, and where, and ends the process.
+/// Prints to stderr which expectation a caller broke, and where, and ends the process.
 [[noreturn]] inline void ExpectationFailed(const char* expression, const char* file,
                                            int line) noexcept {
     std::fprintf(stderr, "%s:%d: expected: %s\n", file, line, expression);
@@ -15,7 +15,7 @@ namespace etabulon::detail {
 
 }  // namespace etabulon::detail
 
-/// E_EXPECTS(condition) states what a caller must have seen to; a failure is the caller's fault.
+/// E_EXPECTS(condition) states a precondition; a false one is the caller's fault.
 ///
 /// With ETABULON_CHECKS (debug and sanitizer builds) a false condition ends the process.
 /// Without, the condition is compiled but never evaluated: it must have no effect of its own.

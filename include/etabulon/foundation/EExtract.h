@@ -9,9 +9,9 @@ namespace etabulon {
 /// A detached copy of a field set's values: its shape and one packed image of all its fields, the
 /// added ones behind the record. Texts share bodies.
 ///
-/// Ownership  the image is owned; nothing of the set's record is needed afterwards.
-/// Threads    one thread at a time, const operations included: Fields makes its set when first
-/// asked.
+/// Ownership  the image is owned and independent of the set's record.
+/// Threads    one thread at a time, const operations included: Fields makes its set at its first
+///            call.
 class ETABULON_API EExtract {
 public:
     EExtract() = default;
@@ -25,14 +25,14 @@ public:
     /// Takes the values; over values of the same shape nothing is allocated.
     EExtract& operator=(const EFieldSet& fields);
     [[nodiscard]] bool IsEmpty() const noexcept;
-    /// The number of the shape that the values came with; see EFieldSet::ShapeNumber.
+    /// The shape number of the set that the values came from; see EFieldSet::ShapeNumber.
     [[nodiscard]] std::uint64_t ShapeNumber() const noexcept;
-    /// A view of the value of one field of that shape, made on the spot.
+    /// A view of one field's value; each call makes a view. Requires an index of that shape.
     [[nodiscard]] EField Field(std::uint16_t index) const;
     /// The index of a field, or -1.
     [[nodiscard]] int IndexOf(const Chaine& name) const noexcept;
-    /// The values, as fields on the own image. The set is kept; values taken later show in it as
-    /// long as the shape stays.
+    /// The values as fields on this image. The set is cached, and shows values taken later until
+    /// values of another shape arrive.
     [[nodiscard]] const EFieldSet& Fields() const;
 
 private:
@@ -41,7 +41,7 @@ private:
     void Take(ERecordBuffer image) noexcept;
 
     ERecordBuffer image_;
-    mutable std::unique_ptr<EFieldSet> fields_;  // views image_; null until asked for
+    mutable std::unique_ptr<EFieldSet> fields_;  // views image_; null before Fields
 };
 
 }  // namespace etabulon

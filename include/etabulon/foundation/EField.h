@@ -10,7 +10,7 @@ namespace etabulon {
 
 class DDicoBase;
 
-/// What a field knows beyond its place: forwarded by the library, read by fillers of screens.
+/// What a field knows beyond its cell. The library passes it on; fillers of screens read it.
 class ETABULON_API EFInfosHandler {
 public:
     EFInfosHandler() = default;
@@ -70,9 +70,9 @@ struct EFieldIdent {
 class ETABULON_API EFieldDesc {
 public:
     EFieldDesc() = default;
-    /// `size` is what the record declares: a fixed-size type one byte larger than natural is
-    /// nullable, its last byte being the mark, and has its natural size otherwise, whatever is
-    /// declared; slots have the nominal 4. Null `infos` are those of EFInfosHandler.
+    /// `size` is what the record declares. A fixed-size type declared one byte larger than natural
+    /// is nullable, with the mark in its last byte; any other declared size means the natural one.
+    /// Slots have the nominal 4. With null `infos` the field has those of EFInfosHandler.
     EFieldDesc(const Chaine& name, std::uint16_t type, std::uint16_t size, std::uint16_t offset,
                std::shared_ptr<EFInfosHandler> infos);
 
@@ -81,9 +81,9 @@ public:
     [[nodiscard]] std::uint16_t Type() const noexcept;
     /// The value's size: without the mark byte, 4 for slots.
     [[nodiscard]] std::uint16_t Size() const noexcept;
-    /// The bytes that it takes in a record: with the mark byte, sizeof(Chaine) for slots.
+    /// The bytes that the field takes in a record: with the mark byte, sizeof(Chaine) for slots.
     [[nodiscard]] std::uint16_t StorageSize() const noexcept;
-    /// Information only, the low 16 bits of the place: a field set keeps its own full offsets.
+    /// Information only, the low 16 bits of the offset: a field set keeps its own full offsets.
     [[nodiscard]] std::uint16_t Offset() const noexcept;
     [[nodiscard]] bool IsSlot() const noexcept;
     [[nodiscard]] bool IsNullable() const noexcept;
@@ -97,8 +97,8 @@ private:
     std::shared_ptr<const Body> body_;
 };
 
-/// A named view of a place in a record; wherever a value is wanted, it is the value there. As an
-/// EVariant& it is the view still: all that is stored through it goes into the record.
+/// A named view of a cell in a record, usable wherever a value is wanted. An EVariant& to it is
+/// still the view: what is stored through that reference goes into the record.
 ///
 /// Ownership  the record isn't owned and must outlive the field. A copy is the same view;
 ///            a copy as EVariant is a value of its own.
@@ -112,19 +112,18 @@ public:
     bool Init(std::uint16_t type, std::uint16_t size, const void* buffer) = delete;
     ~EField() = default;
 
-    /// The one empty field that stands for every field that isn't there. It can be handed out for
-    /// writing: nothing that is stored in it, assigned to it or attached to it changes it. Never
-    /// destroyed.
+    /// The one empty field, which stands for every absent field. Callers may write to it: storing,
+    /// assigning and attaching leave it unchanged. Never destroyed.
     [[nodiscard]] static EField& Empty() noexcept;
 
-    /// Views `buffer` exactly; null is a place that reads as missing and drops what is stored.
-    /// `takeOwnership` is always false and kept for the old signature.
+    /// Views `buffer` exactly; null reads as missing and drops what is stored. Requires that
+    /// `takeOwnership` is false.
     void Attach(const EFieldDesc& desc, void* buffer, bool takeOwnership);
     [[nodiscard]] const EFieldDesc& Desc() const noexcept { return desc_; }
     [[nodiscard]] const Chaine& Name() const noexcept { return desc_.Name(); }
     [[nodiscard]] const EFInfosHandler& Infos() const noexcept { return desc_.Infos(); }
     [[nodiscard]] bool IsNullField() const noexcept { return desc_.IsNull(); }
-    /// The place in the record; null for the empty field.
+    /// The cell in the record; null for the empty field.
     [[nodiscard]] void* Address() const noexcept { return ViewAddress(); }
 
 private:

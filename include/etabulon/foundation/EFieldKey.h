@@ -18,7 +18,8 @@ public:
     using EVariant::operator=;
 };
 
-/// The segments of a key in order. Up to four lie inline; none is allocated per record.
+/// The segments of a key in order. Up to four lie inline, and storage is reused, so that a walk
+/// allocates none per record.
 class ETABULON_API ESegmentSet {
 public:
     [[nodiscard]] std::uint16_t Size() const noexcept { return size_; }
@@ -34,7 +35,7 @@ public:
 protected:
     static constexpr std::uint16_t kInline = 4;
     std::uint16_t size_ = 0;
-    // Segments behind size_ keep their storage for whoever takes their place.
+    // Segments behind size_ keep their storage for the segments of later keys.
     std::array<ESegment, kInline> inline_;
     std::vector<ESegment> more_;
 };
@@ -52,13 +53,14 @@ public:
     void Copy(const EFieldKey& other);
     /// No segments; storage stays for the next Copy.
     void Free() noexcept;
-    /// Makes it `size` segments; new ones are empty. For tables that write their key in place.
+    /// Makes the key `size` segments long; new segments are empty. For tables that write their key
+    /// in place.
     void Resize(std::uint16_t size);
     void Add(const EVariant& value);
 
-    /// As many segments, equal each to each.
+    /// As many segments, each equal to its counterpart.
     friend ETABULON_API bool operator==(const EFieldKey& a, const EFieldKey& b) noexcept;
-    /// Agrees with equality.
+    /// Agrees with operator==.
     [[nodiscard]] std::uint32_t Hash() const noexcept;
 };
 

@@ -13,18 +13,19 @@ namespace etabulon {
 class EExtract;
 
 /// What field sets of one kind share: descriptions, offsets, indexes by name and by number, slots.
-/// Immutable once two sets share it; a set that changes then makes its own.
+/// Immutable once two sets share it; a set that changes makes a shape of its own.
 class ERecordShape;
 
 /// The ordered list of named views on one record.
 ///
 /// Ownership  views only: the record belongs to the table. A copy views the same record.
 /// Threads    one thread at a time; sets that share a shape may live in different threads.
-/// Lookup     by folded name, bare or "Rubric.name", and by number; both are index probes. What
-///            isn't there gives EField::Empty(), which reads as missing and drops what is stored.
-///            Of two fields with one name or number the first is found, and a bare name before a
-///            qualified one. The empty name and the number 0 name nothing.
-/// Failure    At requires index < Size(). A field laid out by Attach isn't attached elsewhere.
+/// Lookup     by folded name, bare or "Rubric.name", and by number; both are index probes. An
+///            absent field gives EField::Empty(), which reads as missing and drops what is stored.
+///            Of two fields with one name or number the lookup finds the first, and a bare name
+///            before a qualified one. The empty name and the number 0 name nothing.
+/// Failure    At requires index < Size(). Once Attach has laid out a field, EField::Attach must
+///            not move that field elsewhere.
 class ETABULON_API EFieldSet {
 public:
     static constexpr std::size_t kNoOffset = static_cast<std::size_t>(-1);
@@ -40,7 +41,7 @@ public:
     [[nodiscard]] const EField& operator[](const Chaine& name) const;
     [[nodiscard]] EField& operator[](unsigned long accelerator);
     [[nodiscard]] const EField& operator[](unsigned long accelerator) const;
-    /// By number if there is one, else by name.
+    /// By number if there is one, otherwise by name.
     [[nodiscard]] bool Exist(const EFieldIdent& ident) const noexcept;
     /// The index of a field, or -1.
     [[nodiscard]] int IndexOf(const Chaine& name) const noexcept;
@@ -57,33 +58,33 @@ public:
 
     /// Adds a view of some other memory at the end. At most 65535 fields.
     void Add(const EField& field);
-    /// The sum of the fields' storage sizes, in bytes, without what aligns slots.
+    /// The sum of the fields' storage sizes, in bytes, without padding.
     [[nodiscard]] std::size_t FieldsTotalSize() const noexcept;
-    /// The bytes that a record of this set takes: the fields laid out by Attach and what aligns
+    /// The bytes that a record of this set takes: the fields laid out by Attach and the padding of
     /// their slots, so that records may lie one behind another. Never below their total size.
     [[nodiscard]] std::size_t RecordSize() const noexcept;
     /// Every value becomes missing, those of added fields too; cells of text or raw bytes, which
     /// can't be missing, become blank.
     void SetNull() noexcept;
-    /// Makes the set the fields `descs[first, first + count)` (cut to what there is) and nothing
-    /// else, in `buffer`, one behind the other from its start; slots are aligned. Null: no record
-    /// yet.
+    /// Makes the set exactly the fields `descs[first, first + count)` (cut to the descriptions
+    /// there are), one behind the other from the start of `buffer`, slots aligned. A null buffer
+    /// means no record yet.
     void Attach(const PTableau<EFieldDesc>& descs, void* buffer, std::uint16_t first,
                 std::uint16_t count);
     /// Names of fields laid out by Attach, earlier or later, are found as "rubric.name" too.
     void SetRubricName(const Chaine& rubric);
-    /// The same fields in another record of this layout. Fields added by Add keep their place.
-    /// Nothing is owned, whatever `takeOwnership`, which is kept for the old signature.
+    /// Moves the fields to another record of this layout; fields added by Add keep their cells. The
+    /// set owns nothing: `takeOwnership` is ignored.
     void ChangeBuffer(void* buffer, bool takeOwnership) noexcept;
     /// The same fields, with one ShapeNumber, all laid out in one record (added fields behind the
     /// others) that has no buffer yet: for a table that keeps detached values of this set.
     [[nodiscard]] EFieldSet Packed() const;
-    /// The full place in the record; kNoOffset for fields added by Add.
+    /// The full offset in the record; kNoOffset for fields added by Add.
     [[nodiscard]] std::size_t OffsetOf(std::uint16_t index) const noexcept;
     [[nodiscard]] void* Buffer() const noexcept { return buffer_; }
 
-    /// Copies values field by field: by index when the shapes are one, else by name. A field whose
-    /// name isn't in the source keeps its value.
+    /// Copies values field by field: by index when both have one shape number, otherwise by name. A
+    /// field whose name isn't in the source keeps its value.
     EFieldSet& operator<<=(const EExtract& record);
     EFieldSet& operator<<=(const EFieldSet& other);
 
@@ -91,15 +92,15 @@ public:
     [[nodiscard]] const std::shared_ptr<const ERecordShape>& Shape() const noexcept {
         return shape_;
     }
-    /// Changes whenever the list of fields or its names do; never 0. Two sets with one number have
-    /// the same fields in the same order, so that an index in one is an index in the other.
+    /// Changes whenever the list of fields or a name changes; never 0. Two sets with one number
+    /// have the same fields in the same order, so that an index in one is an index in the other.
     [[nodiscard]] std::uint64_t ShapeNumber() const noexcept;
 
-    // A record with slots is made and unmade by its shape: raw bytes are not enough. These three
-    // speak of the fields laid out by Attach, in any buffer of RecordSize() bytes.
+    // A record with slots needs construction and destruction by its shape. These three act on the
+    // fields laid out by Attach, in any buffer of RecordSize() bytes.
     /// Constructs a blank record at `buffer`: what SetNull leaves behind.
     void ConstructRecord(void* buffer) const noexcept;
-    /// Releases what the slots hold; the bytes are dead afterwards.
+    /// Releases what the slots hold. The record needs construction before its next use.
     void DestroyRecord(void* buffer) const noexcept;
     /// Copies a whole constructed record over another, slots shared.
     void CopyRecord(void* to, const void* from) const noexcept;
@@ -122,7 +123,7 @@ private:
 class ETABULON_API ERecordBuffer {
 public:
     ERecordBuffer() = default;
-    /// A blank record of this layout; the set itself may go.
+    /// A blank record of this layout, independent of the set.
     explicit ERecordBuffer(const EFieldSet& layout);
     ERecordBuffer(ERecordBuffer&& other) noexcept = default;
     ERecordBuffer& operator=(ERecordBuffer&& other) noexcept;

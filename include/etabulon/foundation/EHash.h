@@ -8,8 +8,8 @@
 
 namespace etabulon {
 
-/// To be specialised for a key type that has no std::hash: `std::size_t operator()(const K&)
-/// const`. It must agree with K's operator==. Without either, maps of such keys are scanned.
+/// Specialise it for a key type without std::hash: `std::size_t operator()(const K&) const`. It
+/// must agree with K's operator==. Maps whose keys have neither are scanned.
 template <class K>
 struct EHash {};
 

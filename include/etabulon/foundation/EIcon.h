@@ -4,11 +4,11 @@
 
 namespace etabulon {
 
-/// An icon of the platform; never looked into.
+/// An icon of the platform: an opaque handle.
 struct _ICON;
 using HICON = _ICON*;
 
-/// Gives an icon's resources back; called again for one handle, the platform ignores it.
+/// Releases an icon's resources; a second call for one handle must have no effect.
 using IconRelease = void (*)(HICON icon);
 ETABULON_API void SetIconRelease(IconRelease release) noexcept;
 ETABULON_API void DestroyIcon(HICON icon);

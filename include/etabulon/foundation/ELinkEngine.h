@@ -22,22 +22,23 @@ namespace etabulon {
 ///
 /// The last step is the variable read. The first step has to name its rubric; a later one may, and
 /// then it has to be the one reached. Names are folded. An index in front of a mark picks the
-/// element of those variables of the link that are arrays. A path may come by the same link again
-/// (`Person.boss>boss>name`): it ends where it ends, after at most 64 steps.
+/// element of those variables of the link that are arrays. A path may follow the same link several
+/// times (`Person.boss>boss>name`); it has at most 64 steps.
 inline constexpr char kLinkForward = '\x3E';
 inline constexpr char kLinkBackward = '\xBB';
 inline constexpr std::size_t kMostLinkSteps = 64;
 
-/// What RegisterLink works out of a path: stored and given back, never read by others.
+/// What RegisterLink makes of a path. The caller stores it and passes it back; only the engine
+/// reads it.
 struct LinkDescriptor {
     bool resolved = false;
     Chaine code;
     Chaine variable;
-    PTableau<std::int32_t> steps;  // the nodes on the way, of the engine's trie of steps
-    std::int32_t node = 0;         // the last of them; 0 = none
+    PTableau<std::int32_t> steps;  // the path's nodes in the engine's trie
+    std::int32_t node = 0;         // the last step's; 0 = none
 };
 
-/// Tells a link engine where records lie.
+/// Gives a link engine the buffers of records.
 class ETABULON_API IBufferProvider {
 public:
     virtual ~IBufferProvider() = default;
@@ -54,7 +55,7 @@ public:
 private:
     Chaine name_;
     const void* buffer_;
-    mutable Chaine lastAsked_;  // of the same name: a walk asks with one body again and again
+    mutable Chaine lastAsked_;  // equal to name_: a walk passes one body each time
 };
 
 /// Reads records reached through links. The provider's buffers have their rubrics' full layout.
@@ -64,24 +65,24 @@ public:
     /// Prepares `descriptor` for the path `code`, whose first step names its rubric. 0 when the
     /// path doesn't resolve (unknown names, over 64 steps, a bad index): such a link reads nothing.
     virtual int RegisterLink(const Chaine& code, LinkDescriptor& descriptor) = 0;
-    /// Once before links are used: what was read before is forgotten. 0 when the records of a
-    /// rubric on the way can't be read. Without a source it has none, and links through it find no
-    /// target; where the source couldn't be opened LastError tells, and they fail.
+    /// Called once before links are used; drops all earlier reads. Returns 0 when the records of a
+    /// rubric on the way can't be read: links through a rubric without a source find no target,
+    /// links through one whose source couldn't be opened fail with the error in LastError.
     virtual int InitializeLinks() = 0;
-    /// Reads the linked record for the provider's present one. Its buffer; null where there is no
-    /// target, and where it can't be read, which LastError tells. Both leave that buffer blank.
+    /// Reads the record that the provider's current record links to, and returns its buffer. Null
+    /// where there is no target, and where the read fails, with the error in LastError; the buffer
+    /// is blank in both cases.
     virtual const void* ResolveLink(const LinkDescriptor& descriptor,
                                     const IBufferProvider* provider) = 0;
     /// The buffer, the same for the engine's life, in which the link's target record lies; null for
     /// a path that didn't resolve or doesn't start at one of `rubrics`.
     virtual const void* FindBuffer(const LinkDescriptor& descriptor, PTableau<DRubric*>& rubrics,
                                    const IBufferProvider* provider) = 0;
-    /// Somebody may have written into the engine's buffers: each is read again, or blanked, at its
-    /// next ResolveLink. Rows that sources keep stay good.
+    /// For a caller that may have written into the engine's buffers: the next ResolveLink reads
+    /// each of them again, or blanks it. Rows cached by sources stay valid.
     virtual void ForgetBuffers() = 0;
-    /// Of the last call of InitializeLinks or ResolveLink: status 0 unless a read failed, otherwise
-    /// neither 0 nor that of the data's end. A failure isn't kept as a missing record: the next
-    /// ResolveLink reads again.
+    /// The error of the last InitializeLinks or ResolveLink: status 0 unless a read failed, and
+    /// never DataEnd. A failure isn't cached as a missing record: the next ResolveLink reads again.
     [[nodiscard]] virtual const EDataError& LastError() const = 0;
 
 protected:
@@ -89,11 +90,11 @@ protected:
 };
 
 /// The link engine on a dictionary: a trie of path steps, each with its target's lookup, one buffer
-/// for life and the last foreign key. An unchanged key reads nothing. No target, a missing part of
-/// the key included: a blank buffer.
+/// for life and the last foreign key. An unchanged key reads nothing. Without a target, or with a
+/// part of the key missing, the buffer is blank.
 ///
 /// Paths that begin alike share steps. A step reads only the columns that registered paths need.
-/// Threads  that of the walk. A descriptor belongs to the engine that filled it.
+/// Threads  the walking thread only. A descriptor belongs to the engine that filled it.
 class ETABULON_API LinkEngineEDataTable : public ILinkEngine {
 public:
     /// `from` is the table that the links start at, for sources; not owned.

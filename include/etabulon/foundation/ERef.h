@@ -15,7 +15,7 @@ namespace etabulon {
 ///
 /// Ownership  copying adds a reference, moving steals it, the destructor gives it back.
 ///            There is no conversion from T*: Adopt or Retain says which is meant.
-/// Threads    those of the object: its count may be a plain integer.
+/// Threads    as for the object, whose count may be a plain integer.
 template <class T>
 class [[nodiscard]] ERef {
 public:
@@ -33,8 +33,8 @@ public:
     noexcept : object_(other.Detach()) {}
     ~ERef() { ReleaseFrom(object_); }
 
-    // By value, so that the old object goes last, when this already holds the new one: its
-    // destructor may well look here.
+    // By value: the old object is released last, when this reference holds the new one, because the
+    // old object's destructor may read this reference.
     ERef& operator=(ERef other) noexcept {
         Swap(other);
         return *this;
@@ -42,7 +42,7 @@ public:
 
     /// Takes over the caller's reference.
     static ERef Adopt(T* object) noexcept { return ERef(object); }
-    /// Adds a reference; the caller keeps his own.
+    /// Adds a reference; the caller keeps its own.
     static ERef Retain(T* object) noexcept {
         AddTo(object);
         return ERef(object);
@@ -97,7 +97,7 @@ template <class T>
 bool operator==(const ERef<T>& left, std::nullptr_t) noexcept {
     return left.Get() == nullptr;
 }
-/// By address: good for a sorted container, and for nothing that a person sees.
+/// By address: for sorted containers, never for an order that a user sees.
 template <class T>
 std::strong_ordering operator<=>(const ERef<T>& left, const ERef<T>& right) noexcept {
     return std::compare_three_way{}(left.Get(), right.Get());

@@ -11,21 +11,21 @@
 
 namespace etabulon {
 
-/// A typed value. It owns its bytes, or, in an EField, views a place in a record.
+/// A typed value. It owns its bytes or, in an EField, views a cell of a record.
 ///
-/// A value is empty (no type: type 0, size 0), missing (typed, no value) or present.
-/// GetBuffer() is null for the first two: the library's one test for a missing value.
-/// Comparison is one total order over all types: missing < numbers < dates and times < text <
-/// other bytes; by value inside a class, times of day below dates and timestamps; NaN equal to
-/// itself and below all numbers; whole numbers against floating ones exactly. Equality and Hash
-/// agree with it.
+/// A value is empty (no type: type 0, size 0), missing (typed, no value) or present. GetBuffer() is
+/// null for an empty and for a missing value, and the library tests for both by that null alone.
+/// Comparison is one total order over all types: missing < numbers < dates and times < text < other
+/// bytes. Values of one class compare by value: times of day are below dates and timestamps, NaN is
+/// equal to itself and below all numbers, whole and floating numbers compare exactly. Equality and
+/// Hash agree with this order.
 ///
-/// Ownership  a copy always owns, also the copy of a view. Nothing up to 24 bytes allocates (23 of
-///            declared text, which has a NUL behind it); owned text is a Chaine and copies by one
-///            atomic add.
+/// Ownership  a copy always owns its bytes, even the copy of a view. A value of up to 24 bytes (23
+///            of declared text, which ends in a NUL) allocates nothing; owned text is a Chaine and
+///            copies by one atomic add.
 /// Threads    one thread at a time; copies are independent.
-/// Failure    conversions never fail loudly: what doesn't convert is missing, what doesn't fit is
-///            clamped or cut to the cell.
+/// Failure    conversions report none: a value that doesn't convert becomes missing, one that
+///            doesn't fit is clamped or cut to the cell.
 class ETABULON_API EVariant {
 public:
     constexpr EVariant() noexcept = default;
@@ -35,9 +35,9 @@ public:
     EVariant(std::string_view text);    // TYPE_CHAINE
     EVariant(int number);               // TYPE_LONG, and so do bool, char and short
     EVariant(unsigned number);          // TYPE_UINT32
-    // Deliberate: TYPE_UINT32 of 4 bytes, clamped, though it has 64 bits here: record codes of that
-    // width pass through it. FromInt64 or unsigned long long keep larger numbers.
-    // MakesAVariantOfEveryArithmeticType holds it.
+    // Deliberate: a TYPE_UINT32 of 4 bytes, clamped, though the parameter has 64 bits here: record
+    // codes of 4 bytes pass through this constructor. FromInt64 and unsigned long long keep larger
+    // numbers. MakesAVariantOfEveryArithmeticType holds it.
     EVariant(unsigned long number);
     EVariant(long number);                // TYPE_INT64
     EVariant(long long number);           // TYPE_INT64
@@ -46,22 +46,22 @@ public:
     EVariant(long double number);         // TYPE_DOUBLE, rounded
     [[nodiscard]] static EVariant FromInt64(std::int64_t number) noexcept;  // TYPE_INT64
     [[nodiscard]] static EVariant FromDouble(double number) noexcept;       // TYPE_DOUBLE
-    /// A value of any type read from text: what AsChaine writes, blanks around it allowed. Missing
-    /// where it doesn't convert. Owned text and bytes share the body.
+    /// Reads a value of any type from text as AsChaine writes it, blanks around it allowed. Missing
+    /// where the text doesn't convert. Owned text and bytes share the body of `text`.
     [[nodiscard]] static EVariant FromText(std::uint16_t type, std::uint16_t size,
                                            const Chaine& text);
     [[nodiscard]] static EVariant Missing(std::uint16_t type, std::uint16_t size);
     EVariant(const EVariant& other);
-    // A moved view is copied, like a view that is copied: it owns nothing that could be taken.
+    // Moving from a view copies the value: a view owns nothing to steal.
     EVariant(EVariant&& other) noexcept;
-    /// A copy of `other` with its type. Over text of the same body nothing is counted. A view keeps
-    /// its type and its place, and stores the value there as operator<<= does.
+    /// Becomes a copy of `other` with its type; between texts of one body no reference is counted.
+    /// A view keeps its type and its cell, and stores the value there as operator<<= does.
     EVariant& operator=(const EVariant& other);
     EVariant& operator=(EVariant&& other) noexcept;
     ~EVariant() { Drop(); }
 
     [[nodiscard]] std::uint16_t Type() const noexcept { return type_; }
-    /// In bytes: natural for fixed-size types, nominal 4 for owned text and bytes, else as
+    /// In bytes: natural for fixed-size types, nominal 4 for owned text and bytes, otherwise as
     /// declared.
     [[nodiscard]] std::uint16_t Size() const noexcept { return size_; }
     /// The value's bytes: the characters of a text (terminated when owned), null when there is
@@ -71,19 +71,19 @@ public:
     /// The number of bytes behind GetBuffer().
     [[nodiscard]] std::size_t ByteCount() const noexcept;
 
-    /// Gives it a type and a size and a value of its own: the bytes at `buffer`, or with null a
-    /// zero value (empty text). A fixed-size type with size 0 or its natural size plus the mark
-    /// byte of a nullable cell takes its natural size, and with that mark set it is missing. Of
-    /// text, `buffer` is read up to its NUL or `size` bytes (owned text: to its NUL), of bytes
-    /// `size`. False, and nothing changed, when memory ran out, the type can't have `size`, or
-    /// this is a view.
+    /// Makes this an owned value of `type` and `size` from the bytes at `buffer`; null gives a zero
+    /// value (empty text). A fixed-size type accepts size 0, its natural size, or its natural size
+    /// plus the mark byte of a nullable cell; a set mark makes the value missing. Text is read up
+    /// to its NUL or `size` bytes (owned text: up to its NUL), other bytes up to `size`. Returns
+    /// false and changes nothing when memory ran out, the type can't have `size`, or this is a
+    /// view.
     bool Init(std::uint16_t type, std::uint16_t size, const void* buffer);
-    /// Copies the value of `other` into the own buffer: same type, bytes; else as operator<<=.
+    /// Stores the value of `other`, as operator<<= does.
     void Set(const EVariant& other);
     /// Stores the value in the existing cell, which keeps its type and size; an empty variant
-    /// becomes a copy. A view writes into its record; a view without a place drops the value.
+    /// becomes a copy. A view writes into its record; a view without an address drops the value.
     EVariant& operator<<=(const EVariant& other);
-    /// Keeps the type and forgets the value.
+    /// Keeps the type and drops the value.
     void SetMissing();
 
     friend bool operator==(const EVariant& a, const EVariant& b) noexcept { return a.IsEqualTo(b); }
@@ -96,32 +96,34 @@ public:
     friend bool operator>(const EVariant& a, const EVariant& b) noexcept {
         return Compare(a, b) > 0;
     }
-    /// Below 0, 0, above 0 in the total order.
+    /// Negative, 0 or positive, by the total order.
     [[nodiscard]] static int Compare(const EVariant& a, const EVariant& b) noexcept;
-    /// More than equal: one type, size and bytes. Text that folds and the two zeros are equal and
-    /// need not be identical.
+    /// Stricter than equality: the same type, size and bytes. Texts that fold to one text and the
+    /// two zeros are equal without being identical.
     [[nodiscard]] bool IsIdenticalTo(const EVariant& other) const noexcept;
     [[nodiscard]] std::uint32_t Hash() const noexcept {
         return kind_ == Kind::Text ? Chaine::FoldHashOf(store_.text) : HashOther();
     }
 
-    /// Whole by whole gives TYPE_DOUBLE, and so does whatever has a floating left side; scaled
-    /// keeps its type, rounded half to even; by zero, NaN or what is no number the left side stays.
+    /// A whole or floating left side gives TYPE_DOUBLE; a scaled one keeps its type and is rounded
+    /// half to even. Division by zero, by NaN or by a value that is no number leaves the left side
+    /// as it is.
     EVariant& operator/=(const EVariant& divisor);
-    /// The fold of a sum: *this = *this + other, but that a TYPE_INT64 to which a TYPE_INT64 is
-    /// added stays one, clamped. A view stores the sum in its cell.
+    /// Accumulates a sum: *this = *this + other, except that TYPE_INT64 plus TYPE_INT64 stays
+    /// TYPE_INT64, clamped. A view stores the sum in its cell.
     EVariant& operator+=(const EVariant& other);
 
-    /// Whole numbers in decimal; floating ones shortest, always with "."; scaled with all decimals;
-    /// dates ISO; text itself (shared, not copied, when owned); GUID canonical; else "".
+    /// Whole numbers in decimal; floating ones in their shortest form, with "." as the decimal
+    /// point; scaled ones with all decimals; dates as ISO; text itself (owned text shares its
+    /// body); a GUID in canonical form; otherwise "".
     [[nodiscard]] Chaine AsChaine() const;
     using TextBuffer = std::array<char, 24>;
-    /// The same text without making a Chaine of a short one. It lies in `buffer`, in `holder`, or
-    /// in this, and is good as long as these are left alone.
+    /// The same text, without making a Chaine for a short one. The result points into `buffer`,
+    /// `holder` or this value, and stays valid until one of the three changes.
     [[nodiscard]] std::string_view AsText(TextBuffer& buffer, Chaine& holder) const;
     [[nodiscard]] std::uint64_t AsUInt64() const noexcept;  // clamped at 0 and 2^64 - 1
     [[nodiscard]] std::int64_t AsInt64() const noexcept;    // clamped; 0 when missing or no number
-    [[nodiscard]] double AsDouble() const noexcept;         // scaled numbers scaled; 0 when missing
+    [[nodiscard]] double AsDouble() const noexcept;         // with its decimals; 0 when missing
 
 protected:
     enum class Kind : std::uint8_t {
@@ -132,7 +134,7 @@ protected:
         Text = 4,
         View = 5
     };
-    /// What lies behind a view.
+    /// How the cell behind a view is laid out.
     enum class Layout : std::uint8_t {
         Owned = 0,     // not a view
         Plain = 1,     // natural bytes; missing = the reserved image
@@ -142,12 +144,11 @@ protected:
     };
     static constexpr std::size_t kInlineBytes = 24;
 
-    /// A view of `address` (null: a view without a place). `size` is the value's, without mark
-    /// byte.
+    /// A view of `address`, which may be null. `size` is the value's, without the mark byte.
     EVariant(std::uint16_t type, std::uint16_t size, Layout layout, void* address) noexcept {
         SetView(type, size, layout, address);
     }
-    /// Makes it this view. Only for what is a view, or owns nothing.
+    /// Makes this a view. Requires that it is one already, or owns nothing.
     void SetView(std::uint16_t type, std::uint16_t size, Layout layout, void* address) noexcept {
         type_ = type;
         size_ = size;
@@ -170,11 +171,11 @@ private:
     [[nodiscard]] const void* ViewBuffer() const noexcept;
     void CopyHeader(const EVariant& other) noexcept;
     void CopyBytes(const EVariant& other) noexcept;
-    void CopyOther(const EVariant& other);    // of heap or a view, into what owns nothing
-    void AssignOther(const EVariant& other);  // whatever is not assigned inline
+    void CopyOther(const EVariant& other);    // from Heap or View; this must own nothing
+    void AssignOther(const EVariant& other);  // the cases that operator= leaves out of line
     void AssignView(const EVariant& view);
     void AssignSized(const EVariant& source, const void* bytes);
-    [[nodiscard]] bool ReadFixed(const EVariant& view, const void* place) noexcept;
+    [[nodiscard]] bool ReadFixed(const EVariant& view, const void* cell) noexcept;
     [[nodiscard]] unsigned char* Room();
     void InitOwned(const char* characters, std::size_t length);
     void AddOther(const EVariant& other);
@@ -209,11 +210,12 @@ private:
 
 static_assert(sizeof(EVariant) == 32);
 
-/// Whole numbers in 128 bits, double if one side is floating, else scaled if one side is scaled; a
-/// date plus n days, a time or timestamp plus n milliseconds; text plus anything concatenates;
-/// missing + x = x; where nothing of this fits, the left side. A sum of whole numbers is a
-/// TYPE_INT64, a TYPE_UINT64 where it is above that, so that only the cell it is stored in clamps;
-/// scaled sums are TYPE_CURRENCY or TYPE_DECIMAL64.
+/// Whole numbers are added in 128 bits; the sum is a double if one side is floating, otherwise
+/// scaled if one side is scaled. A number n added to a date is n days, added to a time or timestamp
+/// n milliseconds. Text plus anything concatenates; missing + x = x; in every other case the left
+/// side is the result. A sum of whole numbers is a TYPE_INT64, or a TYPE_UINT64 where it is above
+/// that type's range, so that only the cell that stores it clamps; scaled sums are TYPE_CURRENCY or
+/// TYPE_DECIMAL64.
 [[nodiscard]] ETABULON_API EVariant operator+(const EVariant& left, const EVariant& right);
 
 }  // namespace etabulon

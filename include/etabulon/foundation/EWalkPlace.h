@@ -4,8 +4,8 @@
 
 namespace etabulon {
 
-/// Where a walk over rising positions stands: on a record, or between two of them when its record
-/// was deleted or an end was met. From there it goes on both ways.
+/// Where a walk over rising positions stands: on a record, or between two records once its record
+/// was deleted or the walk met an end. The walk can go on from there in both directions.
 struct EWalkPlace {
     bool known = false;
     std::int64_t next = 0;       // the lowest position the next step may reach

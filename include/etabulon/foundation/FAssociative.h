@@ -9,9 +9,9 @@
 
 namespace etabulon {
 
-/// The unsorted map: insertion order. Once it passes kScanned entries, keys that can be hashed are
-/// found through an index beside the pairs, with the results and hints of the scan. A class that
-/// overrides CompareKey must find keys equal only if their hashes are.
+/// The unsorted map: insertion order. Above kScanned entries, keys that can be hashed are found
+/// through a hash index beside the pairs, with the results and hints of the scan. A CompareKey that
+/// a derived class overrides must find keys equal only if their hashes are.
 template <class K, class V>
 class FAssociative : public EAssociative<EPair<K, V>> {
     using Base = EAssociative<EPair<K, V>>;
@@ -75,8 +75,9 @@ public:
     }
 
 private:
-    // The index holds all pairs or is to be made anew. The base's operations don't know it, and
-    // each of them that removes pairs leaves another size; Find sees to it before it adds one.
+    // The index is current if it holds as many pairs as the map. The base's operations don't update
+    // it: those that remove pairs leave another size, and Find rebuilds the index before it adds a
+    // pair.
     [[nodiscard]] bool IsIndexed() const noexcept { return index_.Size() == this->Size(); }
 
     void FillIndex() {
@@ -108,7 +109,8 @@ private:
                 return detail::LookupEnd{found};
             });
         if (end.insert) {
-            // Room first: a pair that the index doesn't hold would be inserted a second time.
+            // Reserves first: a pair that the index lacked for want of memory would be inserted
+            // twice.
             index_.Reserve(this->Size() + 1);
             this->pairs_.Emplace(end.index, key);
             index_.Add(hash, end.index);

@@ -9,7 +9,7 @@ namespace etabulon {
 
 namespace detail {
 
-/// The key against another, by operator< first and operator== second: 1 where neither holds.
+/// Compares two keys by operator< first and operator== second; 1 where neither holds.
 template <class K>
 int CompareNatural(const K& key, const K& other) {
     // One walk over the bytes of a text instead of two; it is the order of both operators.
@@ -29,8 +29,9 @@ int CompareNatural(const K& key, const K& other) {
 template <class Pair>
 class ESortedMap;
 
-/// Pairs sorted by key and found by bisection. A class that orders its keys otherwise overrides
-/// CompareKey, and tells the constructor: lookups in the natural order make no virtual call.
+/// Pairs sorted by key and found by bisection. A class with another order of keys overrides
+/// CompareKey and passes Order::ByCompareKey to the constructor: lookups in the natural order make
+/// no virtual call.
 template <class K, class V>
 class ESortedMap<EPair<K, V>> : public EAssociative<EPair<K, V>> {
     using Base = EAssociative<EPair<K, V>>;
@@ -45,16 +46,16 @@ public:
         if (index == -1) {
             return false;
         }
-        // Deliberate: the place follows from FindInsertPos and the comparison below as they are, so
-        // a new key above all others lands before the last element, and one that would keep its
-        // place lands one before it. Existing maps are laid out by it.
-        // MovesTheElementByTheRule holds it.
-        std::int32_t place = Find(newKey, FindInsertPos);
-        if (index <= place && place != 0) {
-            --place;
+        // Deliberate: the target follows from FindInsertPos and the comparison below as they are,
+        // so a new key above all others lands before the last element, and one that would keep its
+        // index lands one before it. Existing maps are laid out by it. MovesTheElementByTheRule
+        // holds it.
+        std::int32_t target = Find(newKey, FindInsertPos);
+        if (index <= target && target != 0) {
+            --target;
         }
         this->pairs_.At(index).key = newKey;
-        this->pairs_.Move(index, place);
+        this->pairs_.Move(index, target);
         return true;
     }
     /// -1, 0 or 1: the key against the element's.
@@ -69,7 +70,7 @@ public:
         }
         return end.index;
     }
-    // The base's operations once more, bound to the walk of this class.
+    // The base's lookups again, without its virtual call.
     [[nodiscard]] std::int32_t Find(const K& key, FindMode mode = FindExact) const {
         E_EXPECTS(mode != FindOrInsert);
         return Walk(key, mode).index;
@@ -122,7 +123,8 @@ public:
     constexpr FSortedMap() noexcept = default;
 
     /// A copy of `other` that shares nothing, hint included, and keeps this map's storage where it
-    /// is large enough: maps of one size are assigned without an allocation of theirs.
+    /// is large enough: assigning between maps of one size allocates nothing, except in the
+    /// elements.
     void AssignReusing(const FSortedMap& other) { EAssociative<EPair<K, V>>::AssignReusing(other); }
     void Swap(FSortedMap& other) noexcept { EAssociative<EPair<K, V>>::Swap(other); }
 };

@@ -16,7 +16,7 @@ class EData;
 enum class ERecordRead : std::uint8_t {
     Found = 0,
     Missing = 1,  // there is no such record
-    Failed = 2,   // whether there is one isn't known
+    Failed = 2,   // whether there is such a record isn't known
 };
 
 /// Finds records of a rubric by the values of some of its variables.
@@ -25,13 +25,13 @@ public:
     virtual ~IRecordLookup() = default;
     /// Reads the first record, in the order of the rubric's key, with these values into `record`
     /// (constructed, in the rubric's layout), which is blank unless the record is found. A failure
-    /// isn't kept: the next call reads again.
+    /// isn't cached: the next call reads again.
     [[nodiscard]] virtual ERecordRead Read(const EFieldKey& values, void* record) = 0;
     /// Why Read failed last; its text names the rubric's table.
     [[nodiscard]] virtual EDataError LastError() const { return {}; }
-    /// Drops rows kept from earlier reads.
+    /// Drops rows cached by earlier reads.
     virtual void Forget() = 0;
-    /// Changes whenever a row read before could be read differently.
+    /// Changes whenever reading an earlier row again could give another result.
     [[nodiscard]] virtual std::uint64_t Version() const = 0;
 };
 
@@ -40,10 +40,10 @@ class ETABULON_API IRecordSource {
 public:
     virtual ~IRecordSource() = default;
     /// A lookup by `keyVariables` that fills at least `columns` (both by variable index); null with
-    /// `error`. Of an array variable in the key its first element counts. `from` is the table that
+    /// `error`. An array variable in the key stands for its first element. `from` is the table that
     /// the links start at, null if there is none: a source that knows it reads as that table does,
-    /// within its transactions. The lookup keeps alive what it reads from, also when the rubric
-    /// gets another source or `from` goes.
+    /// within its transactions. The lookup keeps alive what it reads from, even when the rubric
+    /// gets another source or `from` is destroyed.
     [[nodiscard]] virtual std::unique_ptr<IRecordLookup> OpenLookup(
         const DRubric& rubric, std::span<const unsigned> keyVariables,
         std::span<const unsigned> columns, EData* from, EDataError& error) = 0;

@@ -13,16 +13,16 @@
 
 namespace etabulon {
 
-/// The storage of an array: one pointer to a block that copies share until one of them is looked
-/// into. Null means never filled, or emptied.
+/// The storage of an array: one pointer to a block that copies share until an element of one of
+/// them is accessed. Null means never filled, or emptied.
 ///
 /// Ownership  copying shares the block; the last owner destroys the elements.
 /// Threads    the share count is a plain integer: arrays that share a block belong to one thread,
 ///            reading included.
 /// Failure    only std::bad_alloc and what T's constructors throw; the array and those that share
 ///            its block stay as they were.
-/// Elements never move: an address stays good until its element is removed or the block is left
-/// by a detach.
+/// Elements never move: an address stays valid until its element is removed or the array detaches
+/// from the block.
 template <class T>
 class MiniConAArray {
 public:
@@ -60,7 +60,7 @@ public:
         return block_ == other.block_;
     }
 
-    /// Makes the block this array's own. Const, since every look at an element comes here.
+    /// Makes the block this array's own. Const, since every access to an element detaches.
     void Detach() const {
         if (IsShared()) [[unlikely]] {
             LeaveForCopy();
@@ -100,9 +100,9 @@ public:
         T* const slot = block.table[block.count];
         std::construct_at(slot, std::forward<Args>(args)...);
         if (position != block.count) {
-            T** const place = block.table + position;
-            std::memmove(place + 1, place, (block.count - position) * sizeof(T*));
-            *place = slot;
+            T** const entry = block.table + position;
+            std::memmove(entry + 1, entry, (block.count - position) * sizeof(T*));
+            *entry = slot;
             block.inAllocationOrder = 0;
         }
         ++block.count;
@@ -125,7 +125,7 @@ public:
             std::rotate(table + index, table + index + count, table + size);
             block_->inAllocationOrder = 0;
         }
-        // The array is whole before each destructor runs: it may end objects that look here.
+        // The array is consistent before each destructor runs, which may read the array.
         Block* const block = block_;
         for (std::uint32_t left = size; left != size - count;) {
             block->count = --left;
@@ -149,9 +149,9 @@ public:
     void Free() noexcept { Release(std::exchange(block_, nullptr)); }
     void Swap(MiniConAArray& other) noexcept { std::swap(block_, other.block_); }
 
-    /// A deep copy of `other` that shares nothing. A block of this array's own that is large
-    /// enough is kept, and its elements are assigned: then nothing is allocated but by them, and a
-    /// failing assignment leaves a mixture.
+    /// A deep copy of `other` that shares nothing. A block of this array's own that is large enough
+    /// is kept, and its elements are assigned: only these assignments allocate, and a failing one
+    /// leaves a mixture of old and new elements.
     void AssignReusing(const MiniConAArray& other) {
         if (this == &other) {
             Detach();
@@ -171,9 +171,9 @@ public:
 private:
     using Block = detail::TableauBlock<T>;
 
-    // Goes over to another block; the old one has further owners.
+    // Takes another block; the old one has further owners.
     void Leave(Block* next) const noexcept { Release(std::exchange(block_, next)); }
-    // Kept out of the callers: the way past it is a few instructions in the middle of every lookup.
+    // Not inlined, so that the check for a shared block adds few instructions to each lookup.
     [[gnu::noinline]] void LeaveForCopy() const { Leave(Block::Copy(*block_, 0)); }
     static void Release(Block* block) noexcept {
         if (block == nullptr) {

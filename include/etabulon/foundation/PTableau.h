@@ -12,8 +12,8 @@
 
 namespace etabulon {
 
-/// Walks over an array's pointers. Good until the array is changed, shared and looked into again,
-/// or ended.
+/// Walks over an array's pointers. Invalid once the array is changed, destroyed, or detached from a
+/// block that it shares.
 template <class T>
 class TableauIterator {
 public:
@@ -24,20 +24,20 @@ public:
     using reference = T&;
 
     TableauIterator() noexcept = default;
-    explicit TableauIterator(value_type* const* place) noexcept : place_(place) {}
+    explicit TableauIterator(value_type* const* entry) noexcept : entry_(entry) {}
     operator TableauIterator<const T>() const noexcept requires(!std::is_const_v<T>) {
-        return TableauIterator<const T>(place_);
+        return TableauIterator<const T>(entry_);
     }
 
-    T& operator*() const noexcept { return **place_; }
-    T* operator->() const noexcept { return *place_; }
-    T& operator[](difference_type offset) const noexcept { return *place_[offset]; }
+    T& operator*() const noexcept { return **entry_; }
+    T* operator->() const noexcept { return *entry_; }
+    T& operator[](difference_type offset) const noexcept { return *entry_[offset]; }
     TableauIterator& operator++() noexcept { return *this += 1; }
     TableauIterator& operator--() noexcept { return *this += -1; }
-    TableauIterator operator++(int) noexcept { return TableauIterator(place_++); }
-    TableauIterator operator--(int) noexcept { return TableauIterator(place_--); }
+    TableauIterator operator++(int) noexcept { return TableauIterator(entry_++); }
+    TableauIterator operator--(int) noexcept { return TableauIterator(entry_--); }
     TableauIterator& operator+=(difference_type offset) noexcept {
-        place_ += offset;
+        entry_ += offset;
         return *this;
     }
     TableauIterator& operator-=(difference_type offset) noexcept { return *this += -offset; }
@@ -51,19 +51,19 @@ public:
         return it -= n;
     }
     friend difference_type operator-(TableauIterator left, TableauIterator right) noexcept {
-        return left.place_ - right.place_;
+        return left.entry_ - right.entry_;
     }
     friend bool operator==(TableauIterator left, TableauIterator right) noexcept = default;
     friend auto operator<=>(TableauIterator left, TableauIterator right) noexcept = default;
 
 private:
-    value_type* const* place_ = nullptr;
+    value_type* const* entry_ = nullptr;
 };
 
 template <class Storage>
 class TableauEx;
 
-/// The array interface on top of the shared storage. What the storage promises holds here.
+/// The array interface on top of MiniConAArray, with the same guarantees.
 template <class T>
 class TableauEx<MiniConAArray<T>> {
 public:
@@ -81,17 +81,17 @@ public:
         }
     }
 
-    /// Looks at no element: a shared block stays shared.
+    /// Accesses no element: a shared block stays shared.
     [[nodiscard]] std::uint32_t Size() const noexcept { return array_.Size(); }
     [[nodiscard]] bool IsEmpty() const noexcept { return Size() == 0; }
     [[nodiscard]] std::uint32_t Capacity() const noexcept { return array_.Capacity(); }
     [[nodiscard]] bool IsShared() const noexcept { return array_.IsShared(); }
     [[nodiscard]] bool IsInAllocationOrder() const noexcept { return array_.IsInAllocationOrder(); }
 
-    /// Extends the array with default elements until `index` exists; -1 doesn't extend, and is no
-    /// element either.
+    /// Extends the array with default elements until `index` exists; -1 extends nothing and isn't
+    /// allowed.
     T& operator[](std::uint32_t index) {
-        // In 32 bits, where -1 and 1 make 0.
+        // In 32 bits -1 + 1 is 0.
         if (index + 1 > Size()) {
             Extend(index + 1);
         }
@@ -119,7 +119,7 @@ public:
             return;
         }
         // Deliberate: the item itself fills the gap, up to and at `position`, and not default
-        // elements as operator[] would leave. Callers see the copies and count on them.
+        // elements as operator[] would leave. Callers rely on these copies.
         // BeyondTheEndAreFilledAsEachOperationTells holds it.
         array_.Own(position - size + 1);
         while (Size() <= position) {
@@ -140,14 +140,14 @@ public:
     void AssignReusing(const TableauEx& other) { array_.AssignReusing(other.array_); }
     void Swap(TableauEx& other) noexcept { array_.Swap(other.array_); }
 
-    /// Detaches once, as the first look at an element.
+    /// Detaches a shared block, as each access to an element does.
     [[nodiscard]] iterator begin() { return iterator(array_.Table()); }
     [[nodiscard]] iterator end() { return begin() + Size(); }
     [[nodiscard]] const_iterator begin() const { return const_iterator(array_.Table()); }
     [[nodiscard]] const_iterator end() const { return begin() + Size(); }
 
     friend bool operator==(const TableauEx& left, const TableauEx& right) {
-        // One block is equal to itself without a look, and stays shared.
+        // A block is equal to itself without access to its elements, and stays shared.
         return left.array_.IsSameBlock(right.array_) ||
                (left.Size() == right.Size() && std::equal(left.begin(), left.end(), right.begin()));
     }
@@ -163,8 +163,8 @@ private:
     MiniConAArray<T> array_;
 };
 
-/// The array type of the library's signatures. Copies are cheap until the first look at an element
-/// of either side.
+/// The array type of the library's signatures. A copy shares its block until an element of either
+/// array is accessed.
 template <class T>
 class PTableau : public TableauEx<MiniConAArray<T>> {
 public:

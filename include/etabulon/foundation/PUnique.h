@@ -27,9 +27,9 @@ public:
     [[nodiscard]] bool IsShared() const noexcept { return items_.IsShared(); }
     [[nodiscard]] std::int32_t Hint() const noexcept { return hint_.Get(); }
 
-    /// The index of the value, or what `mode` tells for a missing one; FindOrInsert inserts it.
+    /// The index of the value, or what `mode` says for a missing one; FindOrInsert inserts it.
     std::int32_t Find(const T& value, FindMode mode) {
-        const LookupEnd end = Look(value, mode);
+        const LookupEnd end = FindFromHint(value, mode);
         if (end.insert) {
             items_.Emplace(end.index, value);
             hint_.Set(end.index);
@@ -39,7 +39,7 @@ public:
     /// Requires a mode other than FindOrInsert.
     [[nodiscard]] std::int32_t Find(const T& value, FindMode mode = FindExact) const {
         E_EXPECTS(mode != FindOrInsert);
-        return Look(value, mode).index;
+        return FindFromHint(value, mode).index;
     }
     /// The index of the value, which is inserted if it isn't there.
     std::int32_t Add(const T& value) { return Find(value, FindOrInsert); }
@@ -78,7 +78,7 @@ public:
     }
 
 private:
-    [[nodiscard]] LookupEnd Look(const T& value, FindMode mode) const {
+    [[nodiscard]] LookupEnd FindFromHint(const T& value, FindMode mode) const {
         const auto size = static_cast<std::int32_t>(Size());
         std::int32_t hint = hint_.Within(size);
         const LookupEnd end = Walk::Find(size, hint, mode, value, items_.begin());
@@ -94,7 +94,7 @@ private:
 
 struct WalkSortedValues {
     // Deliberate: the element's operators, == before <, the other way round than in a sorted map.
-    // For values whose two operators don't agree it decides which places are one.
+    // For values whose two operators disagree, this order decides which of them count as one.
     // AreAskedInTheOrderOfEachContainer holds it.
     template <class T, class Iterator>
     static LookupEnd Find(std::int32_t size, std::int32_t& hint, FindMode mode, const T& value,
@@ -120,9 +120,9 @@ struct WalkValuesInOrder {
 
 }  // namespace detail
 
-/// A sorted set of unique values, found by bisection. Copies share the storage and take the hint
-/// along; one thread at a time, const operations included. Whoever writes to an element keeps it
-/// in order.
+/// A sorted set of unique values, found by bisection. Copies share the storage and copy the hint;
+/// one thread at a time, const operations included. A caller that writes to an element must keep
+/// the order.
 template <class T>
 class PUniqueT : public detail::PUnique<T, detail::WalkSortedValues> {};
 

@@ -5,8 +5,8 @@
 
 namespace etabulon {
 
-/// The supplied icons of a level: one for each value, looked for once, and a default icon for all
-/// else. Derive and override iLoadIcon.
+/// The supplied icons of a level: one for each value, loaded once, and a default icon for values
+/// without one. Derive and override iLoadIcon.
 ///
 /// Ownership  counted. With `ownsIcons` the icons are destroyed with the object.
 /// Threads    one at a time: Icon writes to the cache.
@@ -21,11 +21,11 @@ public:
     LevelUI& operator=(const LevelUI&) = default;
     ~LevelUI() override;
 
-    /// A missing value gives the default icon and is not kept.
+    /// A missing value gives the default icon and isn't cached.
     HICON Icon(const EVariant& value) override;
 
 protected:
-    /// Makes the icon for a value; null for the default icon. Asked once for each value.
+    /// Makes the icon for a value; null for the default icon. Called once for each value.
     virtual HICON iLoadIcon(const EVariant& value);
 
 private:

@@ -15,17 +15,18 @@
 
 namespace etabulon {
 
-/// The levels of one tree in their order: which of those on offer, in which direction, and in which
-/// views each is hidden. Tells its listeners of each change and lets them refuse it first.
+/// The levels of one tree in their order: which of the available levels, in which direction, and in
+/// which views each is hidden. Before a change each listener may refuse it; afterwards all are
+/// notified.
 ///
 /// Positions  absolute ones count all keys. Visible ones count those that a mask doesn't hide; with
 ///            mask 0 the two are the same. Trees pass HideInTree, grids and scores HideInCalc.
 /// Ownership  counted. The levels are not owned and must outlive this. Holds a reference to each
 ///            listener, once for each time it was added.
-/// Threads    one at a time. Const operations write nothing here for masks made of HideInTree and
-///            HideInCalc, but to the tags and values that they look at.
-/// Failure    refusal and absence of change both give false. A position or level that is out of
-///            range is the caller's fault, where nothing else is said.
+/// Threads    one at a time. With masks made of HideInTree and HideInCalc, const operations write
+///            nothing in this object; they do write in the tags and values that they read.
+/// Failure    refusal and absence of change both give false. A position or level out of range is
+///            the caller's fault, unless an operation says otherwise.
 class ETABULON_API ETabulonSortDesc : public virtual ECountedUnknown {
 public:
     using SortKey = ETabulonSortKey;
@@ -43,14 +44,14 @@ public:
     public:
         enum SortChange : std::int32_t {
             SortChangeLevels = 0,  // the list of keys or a hide mask
-            SortChangeMove = 1,    // one key changed places
+            SortChangeMove = 1,    // one key moved
             SortChangeHidden = 2,  // the hidden keys moved together
-            SortChangeNone = 3,    // what was announced did not happen; to OnSortChanged only
+            SortChangeNone = 3,    // the announced change didn't happen; OnSortChanged only
         };
-        /// False refuses the change. Answered by one OnSortChanged in any case.
+        /// False refuses the change. One OnSortChanged follows in any case.
         [[nodiscard]] virtual bool OnSortChanging(const ETabulonSortDesc* sort,
                                                   SortChange change) = 0;
-        /// Also sent to those that were not asked, after a refusal by another.
+        /// After a refusal it is also sent to the listeners that were not asked.
         virtual void OnSortChanged(const ETabulonSortDesc* sort, SortChange change) = 0;
     };
     using SortChange = INotifier::SortChange;
@@ -68,22 +69,22 @@ public:
     /// The listeners, borrowed: copies of the array hold no references.
     [[nodiscard]] const PTableau<INotifier*>& Notifiers() const noexcept { return notifiers_; }
     [[nodiscard]] SortCompareSource CompareSource() const noexcept { return compareSource_; }
-    /// Returns whether it changed. Tells nobody: the caller sorts again.
+    /// Returns whether it changed. Listeners aren't notified: the caller sorts again.
     bool SetCompareSource(SortCompareSource source) noexcept;
 
-    /// Adds a reference. A listener may be added, and is then told, more than once.
+    /// Adds a reference. A listener that is added several times is called as often.
     void AddNotifier(INotifier* notifier);
     void AddNotifiers(const PTableau<INotifier*>& notifiers);
-    /// Removes every occurrence; allowed while listeners are being told.
+    /// Removes every occurrence; allowed while listeners are being called.
     void RemNotifier(INotifier* notifier);
     void RemNotifiers(const PTableau<INotifier*>& notifiers);
 
     [[nodiscard]] unsigned int SortLevelCount(HideFlag mask) const;
-    /// By visible position. Requires index < SortLevelCount(mask). Good until the keys change.
+    /// By visible position. Requires index < SortLevelCount(mask). Valid until the keys change.
     [[nodiscard]] const SortKey& SortLevel(unsigned int index, HideFlag mask) const;
-    /// The level identifiers of the visible keys in order. Good until the keys change.
+    /// The level identifiers of the visible keys in order. Valid until the keys change.
     [[nodiscard]] std::span<const unsigned int> VisibleLevels(HideFlag mask) const;
-    /// VisibleLevels tells each level once, and none that IsHiddenSortLevel hides.
+    /// VisibleLevels has each level once, and none that IsHiddenSortLevel hides.
     [[nodiscard]] bool HasLevelsOnce(HideFlag mask) const;
     /// The absolute position. Requires a key of that level.
     [[nodiscard]] unsigned int GetSortLevelPos(unsigned int level) const;
@@ -97,29 +98,29 @@ public:
     /// The mask replaces the whole mask of each level's key; 0 shows the level in every view.
     bool SetHideLevelFlags(const PUniqueT<unsigned int>& levels, HideFlag mask);
     bool SetHideLevelFlags(unsigned int level, HideFlag mask);
-    /// Takes a key from one visible position to another. Positions among hidden keys and beyond the
-    /// end have rules of their own, told in the source.
+    /// Moves a key from one visible position to another. The source describes the rules for
+    /// positions among hidden keys and beyond the end.
     bool MoveSortLevel(unsigned int from, unsigned int to, HideFlag mask);
     /// Gathers the keys that `mask` hides before the visible position; -1 puts them last.
     bool MoveHiddenLevelsTo(unsigned int position, HideFlag mask);
 
-    // --- the order of tags: below 0, 0 or above 0 ---
+    // --- the order of tags: negative, 0 or positive ---
     /// The order of siblings at one level. Status plays no part. Requires the level in both tags.
     [[nodiscard]] int Compare(const ETabulonTag& a, const ETabulonTag& b, const SortKey& key) const;
     [[nodiscard]] int Compare(const ETabulonTag& a, const ETabulonTag& b, unsigned int index,
                               HideFlag mask) const;
-    /// By the first visible level that both tags hold and that tells them apart.
+    /// By the first visible level that both tags hold with different values.
     [[nodiscard]] int Compare(const ETabulonTag& a, const ETabulonTag& b, HideFlag mask) const;
     /// A text whose plain order is that of Compare(a, b, key) before reversal: for callers that
-    /// compare one tag many times. Requires the level in the tag. It is good as long as the compare
-    /// source and the installed locale order stay.
+    /// compare one tag many times. Requires the level in the tag. Valid until the compare source or
+    /// the installed locale order changes.
     [[nodiscard]] Chaine ComparisonKey(const ETabulonTag& tag, const SortKey& key) const;
     [[nodiscard]] Chaine ComparisonKey(const ETabulonTag& tag, const SortKey& key,
                                        ETabulonSortKeyCache& cache) const;
-    /// The same of the value of any level.
+    /// The same for a value of any level.
     [[nodiscard]] Chaine ComparisonKey(const ETabulonValue& value) const;
-    /// Changes whenever the order of tags may have: with the keys and with the compare source. To
-    /// be compared with an earlier stamp of this same description only.
+    /// Changes whenever the order of tags may change: with the keys and with the compare source.
+    /// Comparable with earlier stamps of this description only.
     [[nodiscard]] std::uint64_t OrderStamp() const noexcept { return orderStamp_; }
 
     // --- parts of tags. The forms with `result` reuse its storage: filled again and again with the
@@ -137,9 +138,9 @@ public:
                                              unsigned int count, HideFlag mask) const;
     void ExtractDetails(const ETabulonTag& tag, const ETabulonTag& root, unsigned int count,
                         HideFlag mask, ETabulonTag& result) const;
-    /// How many of the keys from the first on, hidden ones counted, are of levels of `root`.
+    /// The number of keys, from the first on and hidden ones counted, whose levels `root` holds.
     [[nodiscard]] unsigned int LeadingLevels(const ETabulonTag& root) const;
-    /// The key `index` visible places below `root`, whose levels are taken to lead the keys.
+    /// The key `index` visible positions below `root`, whose levels are taken to lead the keys.
     [[nodiscard]] const SortKey& DetailLevel(const ETabulonTag& root, unsigned int index,
                                              HideFlag mask) const;
     /// One level up; the root for the root.
@@ -147,8 +148,8 @@ public:
     void GetParentTag(const ETabulonTag& tag, HideFlag mask, ETabulonTag& result) const;
     /// Puts all parents, the root first, before what `parents` holds. False for a root.
     bool GetParentTags(const ETabulonTag& tag, PTableau<ETabulonTag>& parents, HideFlag mask) const;
-    /// The values of the levels that IsHiddenSortLevel doesn't hide: also with mask 0 those
-    /// without a key are dropped.
+    /// The values of the levels that IsHiddenSortLevel doesn't hide: even mask 0 drops levels
+    /// without a key.
     [[nodiscard]] ETabulonTag RemoveHiddenValues(const ETabulonTag& tag, HideFlag mask) const;
     void RemoveHiddenValues(const ETabulonTag& tag, HideFlag mask, ETabulonTag& result) const;
     /// Whether RemoveHiddenValues would remove anything.
@@ -164,7 +165,7 @@ public:
     [[nodiscard]] HICON GetIcon(const ETabulonTag& tag, unsigned int index, HideFlag mask) const;
 
 protected:
-    /// Asks in order up to the first refusal.
+    /// Asks the listeners in order, up to the first refusal.
     [[nodiscard]] bool NotifyChanging(SortChange change);
     void NotifyChanged(SortChange change);
     /// Climbs no further than `stop`.
@@ -173,10 +174,10 @@ protected:
 
 private:
     class Views;
-    /// A round of calls that is under way.
-    struct RoundPlace {
-        unsigned int next;  // the entry to be called next
-        RoundPlace* outer;  // the round within whose calls this one runs
+    /// A running round of calls to the listeners.
+    struct RunningRound {
+        unsigned int next;    // the entry to be called next
+        RunningRound* outer;  // the round within whose calls this one runs
     };
 
     template <class Call>
@@ -189,8 +190,8 @@ private:
     SortKeyArray keys_;
     SortCompareSource compareSource_ = CompareOnDisplay;
     std::uint64_t orderStamp_ = 1;
-    PTableau<INotifier*> notifiers_;  // one reference for each entry; given back here
-    RoundPlace* rounds_ = nullptr;    // the innermost
+    PTableau<INotifier*> notifiers_;  // one reference for each entry, released here
+    RunningRound* rounds_ = nullptr;  // the innermost
     std::unique_ptr<const Views> views_;
 };
 

@@ -33,7 +33,7 @@ public:
     [[nodiscard]] bool IsHidden(HideFlag mask) const noexcept { return (hidden_ & mask) != 0; }
     /// All views in which it is hidden.
     [[nodiscard]] HideFlag Hidden() const noexcept { return hidden_; }
-    /// Returns whether that changed anything.
+    /// Returns whether the mask changed.
     bool Hide(HideFlag mask) noexcept {
         // Deliberate: the mask replaces what was hidden and adds nothing to it, so that 0 shows the
         // level everywhere. Callers that hide in one more view pass both bits.
@@ -54,8 +54,7 @@ private:
 
 /// An ordered list of sort keys, known to callers as ETabulonSortDesc::SortKeyArray.
 ///
-/// Ownership  a value type; a copy is deep at once and shares nothing, so that it may go to another
-///            thread.
+/// Ownership  a value type; a copy is deep and shares nothing, so that it may go to another thread.
 /// Positions  behind the end: the non-const accessors pad with default keys up to the position, and
 ///            InsertAt pads with the inserted key itself, as arrays do everywhere in the library.
 class ETABULON_API ETabulonSortKeyArray {

@@ -8,34 +8,34 @@
 
 namespace etabulon {
 
-/// The locale sort keys of texts, made once for each distinct text and kept. A walk that files
-/// records under the same few thousand names makes each key once and allocates nothing after that.
+/// A cache of the locale sort keys of texts. A walk that files records under the same few thousand
+/// names makes each key once and allocates nothing after that.
 ///
-/// Ownership  a value type, owned by whoever sorts (one for each tree). It shares the bodies of the
-///            texts; a key that was handed out lives on after the cache has forgotten it.
+/// Ownership  a value type, one in each tree that sorts. It shares the bodies of the texts; a
+///            caller's copy of a key outlives the cache entry.
 /// Threads    one at a time.
-/// Bounded    beyond `capacity` texts it forgets all and begins anew.
+/// Bounded    a cache that holds `capacity` texts is emptied before the next one.
 class ETABULON_API ETabulonSortKeyCache {
 public:
     static constexpr std::size_t kDefaultCapacity = 65536;
 
     explicit ETabulonSortKeyCache(std::size_t capacity = kDefaultCapacity);
 
-    /// text.LocaleSortKey(). The reference is good until the next call.
+    /// text.LocaleSortKey(). The reference is valid until the next call.
     [[nodiscard]] const Chaine& KeyOf(const Chaine& text);
-    /// The number of texts known.
+    /// The number of cached texts.
     [[nodiscard]] std::size_t Size() const noexcept { return count_; }
-    /// To be called when another locale order is installed.
+    /// Call it when another locale order is installed.
     void Clear();
 
 private:
     struct Entry {
-        std::uint32_t hash = 0;  // 0: free; a text's hash never is
+        std::uint32_t hash = 0;  // 0: free; no text has this hash
         Chaine text;
         Chaine key;
     };
 
-    [[nodiscard]] Entry& PlaceOf(const Chaine& text, std::uint32_t hash) noexcept;
+    [[nodiscard]] Entry& SlotOf(const Chaine& text, std::uint32_t hash) noexcept;
     void Grow();
 
     std::size_t capacity_;

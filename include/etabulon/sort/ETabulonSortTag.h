@@ -6,12 +6,12 @@ namespace etabulon {
 
 /// A tag with a total order of its own, to be the key of a map.
 ///
-/// The order is for finding, not for showing: it looks at the data and has nothing to do with a
-/// sort description. Equality is that of tags.
+/// The order serves lookups, not display: it compares data, independent of any sort description.
+/// Equality is that of tags.
 class ETABULON_API ETabulonSortTag : public ETabulonTag {
 public:
     ETabulonSortTag() = default;
-    // Implicit, so that a map of sort tags is asked for a plain tag.
+    // Implicit, so that a map of sort tags can be searched for a plain tag.
     ETabulonSortTag(const ETabulonTag& tag) : ETabulonTag(tag) {}
 
     /// By the number of levels, then level by level: the identifier, then the value by

@@ -25,24 +25,24 @@ class ITabulonCumulFuncOnVarCollection;
 /// Ownership  neither the pending changes nor the variables are owned, and both must outlive this;
 ///            nor is the cursor of ViewCurrent.
 /// Threads    one at a time, const operations included.
-/// Cost       fields are looked for once for each field set: a walk allocates nothing per record.
+/// Cost       fields are looked up once for each field set: a walk allocates nothing per record.
 class ETABULON_API ETabulonExtractValue {
 public:
     ETabulonExtractValue() = default;
-    /// A copy is a snapshot, also of what is only viewed.
+    /// A copy is a snapshot, even of a record that is only viewed.
     ETabulonExtractValue(const ETabulonExtractValue& other);
     ETabulonExtractValue& operator=(const ETabulonExtractValue& other);
     virtual ~ETabulonExtractValue() = default;
 
-    /// Forgets all values and makes room for those of the calculations' variables. `pending` may be
-    /// null: records are read as they stand.
+    /// Forgets all values and makes room for those of the calculations' variables. With a null
+    /// `pending`, records are read as the table holds them.
     void Init(const ITabulonCumulFuncOnVarCollection* calculations,
               const ETabulonPendingChanges* pending);
     /// Takes a copy of the cursor's current record.
     void SetCurrent(const ETabulonCursor& cursor);
-    /// The same without copying, for listeners that are done with a record when they return: it
-    /// reads the cursor, and is good until the cursor's next step. The key is made only if somebody
-    /// asks for it.
+    /// The same without copying, for listeners that need a record only during their call: values
+    /// are read from the cursor and stay valid until its next step. Context makes the key on
+    /// demand.
     void ViewCurrent(const ETabulonCursor& cursor);
 
     /// Requires a variable of Init.
@@ -51,8 +51,8 @@ public:
     [[nodiscard]] std::span<const EVariant* const> CalculationValues() const noexcept {
         return calculationValues_;
     }
-    // Deliberate: false for every variable, changed or not. Nothing here keeps what the pending
-    // changes touched, and the functions that ask get this answer. RecordsAreNeverModified holds
+    // Deliberate: false for every variable, changed or not. The extract doesn't record what the
+    // pending changes touched, and the functions that ask get false. RecordsAreNeverModified holds
     // it.
     [[nodiscard]] bool IsModified(const ETabulonVariableDesc* /*variable*/) const noexcept {
         return false;
@@ -64,8 +64,8 @@ public:
 
 protected:
     using ValueMap = FSortedMap<const ETabulonVariableDesc*, EVariant>;
-    /// By address of the variable, as they are at this call. After ViewCurrent the values are those
-    /// of the last SetCurrent.
+    /// The values as of this call, by the address of their variable. After ViewCurrent the values
+    /// are those of the last SetCurrent.
     [[nodiscard]] const ValueMap& Values() const;
 
 private:
@@ -74,7 +74,7 @@ private:
         const ETabulonVariableDesc* variable;
         const EField* field;
         EVariant* value;          // in values_
-        const EVariant* current;  // one of the two
+        const EVariant* current;  // the field, or value
     };
     void Bind(const EFieldSet& fields, bool viewed);
     void ReadPending(const ETabulonTag& position);
@@ -83,12 +83,12 @@ private:
     const ETabulonPendingChanges* pending_ = nullptr;
     ETabulonTag position_;
     ETabulonPrimaryKey context_;
-    ValueMap values_;               // never handed out: bindings_ know where the values lie
-    mutable ValueMap shownValues_;  // what Values handed out, to be shared by whoever copies it
+    ValueMap values_;               // never handed out: bindings_ point into it
+    mutable ValueMap shownValues_;  // the result of Values, whose copies share it
 
-    const ETabulonCursor* cursor_ = nullptr;  // whose record is viewed; null after SetCurrent
-    std::vector<Binding> bindings_;           // in the order of values_
-    std::vector<std::uint32_t> places_;       // in values_, for each calculation
+    const ETabulonCursor* cursor_ = nullptr;   // whose record is viewed; null after SetCurrent
+    std::vector<Binding> bindings_;            // in the order of values_
+    std::vector<std::uint32_t> valueIndexes_;  // in values_, one for each calculation
     std::vector<const EVariant*> calculationValues_;
     const EField* boundFields_ = nullptr;  // first field of the set that bindings_ are for
     std::uint64_t boundShape_ = 0;

@@ -12,8 +12,8 @@ namespace etabulon {
 /// The levels that a screen offers: each a variable that may become a level of the tree.
 /// Made once, before the sort description, and read-only afterwards.
 ///
-/// Identifiers  given out from 0 upward in the order of adding: a level's identifier is its place.
-/// Ownership    a copy shares storage until the first access; a cursor detaches what it is given.
+/// Identifiers  given out from 0 upward in the order of adding: a level's identifier is its index.
+/// Ownership    a copy shares storage until the first access; a cursor detaches its copy.
 /// Threads      one at a time, const operations included.
 class ETABULON_API ETabulonLevels {
 public:
@@ -41,7 +41,7 @@ public:
 
         /// The level's name for the user.
         [[nodiscard]] const Chaine& Header() const noexcept { return header_; }
-        /// The variable whose value places a record on this level.
+        /// The variable whose value a record has on this level.
         [[nodiscard]] const ETabulonVariableID& DataID() const noexcept { return dataID_; }
         /// The variable that gives the text for that value; may be the same.
         [[nodiscard]] const ETabulonVariableID& DescID() const noexcept { return descID_; }
@@ -91,11 +91,11 @@ public:
     }
     /// The first level of that variable. Requires ExistLevel(id).
     [[nodiscard]] unsigned int GetLevelID(const ETabulonVariableID& id) const;
-    /// Makes the storage its own, so that another thread may go on with the source.
+    /// Makes the storage this object's own, so that another thread may use the source.
     void Detach() { levels_.Detach(); }
 
 private:
-    [[nodiscard]] int PlaceOf(const ETabulonVariableID& id) const;
+    [[nodiscard]] int IndexOf(const ETabulonVariableID& id) const;
 
     FSortedMap<unsigned int, Level> levels_;
 };

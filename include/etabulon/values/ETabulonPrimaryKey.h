@@ -6,7 +6,7 @@
 
 namespace etabulon {
 
-/// Identifies the one record behind a position: the table's key and the record's place.
+/// Identifies one record: the table's key and the record's position in the table.
 ///
 /// Ownership  a value type. Set and assignment reuse storage: nothing is allocated per record.
 class ETABULON_API ETabulonPrimaryKey {
@@ -21,7 +21,7 @@ public:
 
     void Set(const EFieldKey& key, EPosition position);
     void Reset();
-    /// There is a place or at least one segment.
+    /// There is a position or at least one segment.
     [[nodiscard]] bool IsSet() const noexcept {
         return position_ != kNoPosition || fields_.Size() != 0;
     }

@@ -10,8 +10,8 @@ namespace etabulon {
 
 /// The position of a record in the tree: a value for each level that is known.
 ///
-/// Ownership  a value type; a copy is deep at once and shares no storage. Assignment over a tag of
-///            as many levels reuses its storage and allocates nothing.
+/// Ownership  a value type; a copy is deep and shares no storage. Assignment over a tag of as many
+///            levels reuses its storage and allocates nothing.
 /// Threads    one thread at a time, const operations included: lookups move the hint and
 ///            DisplayValue makes its text. To hand a tag to another thread, hand a copy.
 /// Failure    none is reported. Value(level) requires HasValue(level).
@@ -34,7 +34,7 @@ public:
     void operator=(const ETabulonTag& other);
     virtual ~ETabulonTag() = default;
 
-    /// As many levels, each known to both with an equal value.
+    /// Both know the same levels, with equal values.
     friend bool operator==(const ETabulonTag& a, const ETabulonTag& b) noexcept {
         return a.IsSame(b);
     }
@@ -48,8 +48,8 @@ public:
         return static_cast<unsigned int>(values_.Size());
     }
     [[nodiscard]] bool IsRoot() const noexcept { return values_.Size() == 0; }
-    /// More levels than `parent`, and equal values wherever a level is known to both. A level that
-    /// only `parent` knows isn't looked at: IsSortCompatible of the sort description tells more.
+    /// More levels than `parent`, and equal values wherever a level is known to both. Levels that
+    /// only `parent` knows are ignored; IsSortCompatible of the sort description finds gaps.
     [[nodiscard]] bool IsChildOf(const ETabulonTag& parent) const;
     /// Equal to `parent` or a child of it; every tag is at or below the root.
     [[nodiscard]] bool IsAtOrBelow(const ETabulonTag& parent) const {
@@ -65,8 +65,8 @@ public:
     [[nodiscard]] const ETabulonValue* Find(unsigned int level) const;
     /// The entry of a level for refilling in place, added if it is new.
     [[nodiscard]] ETabulonValue& Slot(unsigned int level);
-    /// The same where tags of one shape follow each other, as those of a walk do: looks first at
-    /// the entry `index`, where the last tag had the level, and keeps there where this one has it.
+    /// The same for a series of tags of one shape, such as those of a walk: tries first the entry
+    /// `index`, where the previous tag had the level, and stores there the index found in this tag.
     [[nodiscard]] const ETabulonValue* Find(unsigned int level, unsigned int& index) const {
         return index < KnownLevelsCount() && LevelAt(index) == level ? &ValueAt(index)
                                                                      : FindElsewhere(level, index);

@@ -10,8 +10,8 @@ namespace etabulon {
 
 class EField;
 
-/// One datum with its display text, and a status that tells a real value from an absent or a
-/// special one.
+/// One datum with its display text, and a status that distinguishes a real value from an absent or
+/// a special one.
 ///
 /// Ownership  a value type that owns its data.
 /// Threads    one thread at a time, const operations included: DisplayValue makes its text.
@@ -27,7 +27,8 @@ public:
     static const ETabulonValue& Special;
 
     ETabulonValue() noexcept = default;
-    /// Missing data give ValNull and drop the text. An empty text is made from the data when asked.
+    /// Missing data give ValNull and drop the text. In place of an empty text DisplayValue makes
+    /// one from the data.
     ETabulonValue(const EVariant& data, const Chaine& display, bool modified);
     ETabulonValue(const ETabulonValue& other);
     ETabulonValue(ETabulonValue&& other) noexcept = default;
@@ -36,14 +37,14 @@ public:
     virtual ~ETabulonValue() = default;
 
     [[nodiscard]] const EVariant& Data() const noexcept { return data_; }
-    /// For people. Made from the data at the first call, if it wasn't given.
+    /// The text for users. The first call makes it from the data, unless it was given.
     [[nodiscard]] const Chaine& DisplayValue() const {
         if (displayPending_) {
             MakeDisplay();
         }
         return display_;
     }
-    /// The same text, not kept here if it wasn't made yet.
+    /// The same text, without caching it in this value.
     [[nodiscard]] Chaine DisplayText() const {
         return displayPending_ ? data_.AsChaine() : display_;
     }
@@ -53,7 +54,7 @@ public:
     }
     [[nodiscard]] ValStatus Status() const noexcept { return status_; }
     [[nodiscard]] bool IsNull() const noexcept { return status_ == ValNull; }
-    /// As the table holds it, and displays as its data: no text was given for it, or made yet.
+    /// The datum as the table holds it, displayed as the data are; no text was given or made yet.
     [[nodiscard]] bool IsPlain() const noexcept {
         return status_ == ValNormal && displayPending_ && !modified_;
     }
@@ -61,27 +62,27 @@ public:
     /// The value differs from what the table holds.
     [[nodiscard]] bool IsModified() const noexcept { return modified_; }
     void SetModified(bool modified) noexcept { modified_ = modified; }
-    /// Stores into the data by <<= and makes the status ValNormal. Text and flags stay: a value
-    /// whose text was made keeps it, and a default-constructed one goes on displaying as empty.
+    /// Stores into the data by <<= and makes the status ValNormal. Text and flags stay: a text that
+    /// was made is kept, and a default-constructed value still displays as empty.
     void SetData(const EVariant& data);
 
     /// By status, then data. Two ValNull are equal; flags and text play no part.
     friend bool operator==(const ETabulonValue& a, const ETabulonValue& b) noexcept {
         return a.status_ == b.status_ && (a.status_ == ValNull || a.data_ == b.data_);
     }
-    /// Below 0, 0 or above 0: ValNull < ValSpecial < ValNormal, then by text in plain order or by
+    /// Negative, 0 or positive: ValNull < ValSpecial < ValNormal, then by text in plain order or by
     /// data. Two ValSpecial compare as 0 whatever their data.
     [[nodiscard]] int Compare(const ETabulonValue& other, bool byDisplay) const;
-    /// Both would display as the same text. Keeps none that isn't made yet, and makes none where
-    /// two that are still to be made have the same data.
+    /// Both display as the same text. Caches no text, and makes none where both texts are still to
+    /// be made from identical data.
     [[nodiscard]] bool HasSameDisplay(const ETabulonValue& other) const;
-    /// More than equal: the same data to the letter, flag and text.
+    /// Stricter than equality: the same status, modified flag and text, and identical data.
     [[nodiscard]] bool IsIdenticalTo(const ETabulonValue& other) const;
     /// Agrees with operator==.
     [[nodiscard]] std::uint32_t Hash() const noexcept;
 
-    /// Becomes ETabulonValue(data, display, false) in the storage that it has: what a walk does for
-    /// each level of each record. Either may be this value's own.
+    /// Becomes ETabulonValue(data, display, false) in its present storage, as a walk does for each
+    /// level of each record. The parameters may be this value's own.
     void Refill(const EVariant& data);
     void Refill(const EVariant& data, const Chaine& display);
 
@@ -94,7 +95,7 @@ private:
 
     ValStatus status_ = ValNull;
     bool modified_ = false;
-    mutable bool displayPending_ = false;  // display_ isn't made from data_ yet
+    mutable bool displayPending_ = false;  // display_ is still to be made from data_
     EVariant data_;
     mutable Chaine display_;
 };

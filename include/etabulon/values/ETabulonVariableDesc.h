@@ -12,8 +12,8 @@ namespace etabulon {
 class DVariable;
 class ETabulonType;
 
-/// What a calculation knows of a variable: the field that it reads, how it is headed, its type, and
-/// the functions that its type offers.
+/// Describes a variable to calculations: the field to read, the header, the type, and the functions
+/// that the type offers.
 ///
 /// Ownership  counted. Neither the icon nor the type is owned.
 class ETABULON_API ETabulonVariableDesc : public virtual ECountedUnknown {
@@ -23,7 +23,7 @@ public:
     [[nodiscard]] static ETabulonVariableDesc* Build(const ETabulonVariableID& id, int dataType,
                                                      unsigned int dataSize, const Chaine& header,
                                                      HICON icon);
-    /// From the dictionary; `index` is the element of an array, and ignored of anything else.
+    /// From the dictionary; `index` is the element of an array, and ignored for other variables.
     [[nodiscard]] static ETabulonVariableDesc* Build(const DVariable* variable, int index);
     /// As Build, held by an ERef.
     template <class... Arguments>

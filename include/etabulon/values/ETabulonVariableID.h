@@ -34,7 +34,7 @@ public:
     /// The variable is reached through a link: the code holds a forward or backward mark.
     [[nodiscard]] bool IsLink() const noexcept;
 
-    // Deliberate: equality asks only the left side whether it goes by number. A named identifier
+    // Deliberate: only the left side decides whether equality goes by number. A named identifier
     // and a numbered one may be equal in one direction and unequal in the other. The order of the
     // operands is therefore part of every lookup; no operator is defaulted, and C++ must not turn
     // the operands round. NamedAgainstNumberedIsAsymmetric holds it.
@@ -42,7 +42,7 @@ public:
     [[nodiscard]] bool operator!=(const ETabulonVariableID& other) const noexcept {
         return !(*this == other);
     }
-    /// By number if both have one, else by code in folded order.
+    /// By number if both have one, otherwise by code in folded order.
     [[nodiscard]] bool operator<(const ETabulonVariableID& other) const noexcept;
 
     [[nodiscard]] bool ExistsIn(const EFieldSet& fields) const;

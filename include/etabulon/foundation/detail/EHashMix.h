@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
-// The one hash of the library. None of these is for keys that an attacker chooses, nor are hashes
-// kept in files: they may change with the next version.
+// The library's hash functions. They aren't made for keys that an attacker chooses, and no hash is
+// stored in a file, since the functions may change with the next version.
 
 namespace etabulon::detail {
 
@@ -14,7 +14,7 @@ namespace etabulon::detail {
 /// (multiplicative hashing: Knuth, The Art of Computer Programming, volume 3, section 6.4).
 inline constexpr std::uint64_t kHashFactor = 0x9E3779B97F4A7C15U;
 
-/// A table of 2^n entries takes the upper n bits of this; the lower ones are spread badly.
+/// A table of 2^n entries must take the upper n bits of the result; its lower bits are mixed badly.
 constexpr std::uint64_t SpreadBits(std::uint64_t bits) noexcept { return bits * kHashFactor; }
 
 /// Adds a word to the hash of those before it. All bits of the result are good.
@@ -36,8 +36,9 @@ Word WordAt(const char* bytes) noexcept {
     return word;
 }
 
-/// The hash of some bytes, by words, of which the last may overlap the one before it: short texts
-/// take one or two multiplications. `above` is the hash of what they are looked up below.
+/// The hash of some bytes, word by word; the last word may overlap the one before it, so that short
+/// texts take one or two multiplications. `above` is the hash of the parent that the bytes are
+/// looked up under.
 inline std::uint32_t HashBytes(const char* bytes, std::size_t length,
                                std::uint32_t above = 0) noexcept {
     constexpr std::size_t kWord = sizeof(std::uint64_t);

@@ -6,8 +6,9 @@
 
 namespace etabulon::detail {
 
-/// The index of the last element that a lookup reached; -1 for none. Copies take it along.
-/// Atomic, so that lookups of one container from two threads disturb each other's speed only.
+/// The index of the last element that a lookup reached; -1 for none. A copy of a container copies
+/// its hint. Atomic, so that lookups of one container from two threads disturb each other's speed
+/// only.
 class EHint {
 public:
     constexpr EHint() noexcept = default;
@@ -27,7 +28,7 @@ public:
     [[nodiscard]] std::int32_t Get() const noexcept {
         return index_.load(std::memory_order_relaxed);
     }
-    /// The hint if it is an index of `size` elements, else -1.
+    /// The hint if it is an index of `size` elements, otherwise -1.
     [[nodiscard]] std::int32_t Within(std::int32_t size) const noexcept {
         const std::int32_t index = Get();
         return index < size ? index : -1;

@@ -1,8 +1,7 @@
 #pragma once
 
-// The parts of EVariant that a walk passes through several times for each record. Included at the
-// end of EVariant.h, and nowhere else: it has no includes of the library, as they would be a
-// circle.
+// The parts of EVariant that a walk runs several times for each record. Only the end of EVariant.h
+// includes this file, which has no includes of the library: they would be a circle.
 
 #include <limits>
 #include <utility>
@@ -50,8 +49,8 @@ inline void EVariant::CopyHeader(const EVariant& other) noexcept {
     rep_ = other.rep_;
 }
 
-// Of plain bytes. The first eight by themselves: numbers have usually just been written as eight
-// bytes, and a wider read of them would wait for the write to reach the cache.
+// Requires plain bytes. Copies the first eight separately: a number was usually stored as eight
+// bytes just before, and a wider load would stall because the store can't be forwarded to it.
 inline void EVariant::CopyBytes(const EVariant& other) noexcept {
     std::memcpy(store_.bytes, other.store_.bytes, sizeof(std::uint64_t));
     if (other.size_ >= sizeof(std::uint64_t) && other.rep_ != TYPE_INT64 &&
@@ -178,7 +177,7 @@ inline EVariant& EVariant::operator+=(const EVariant& other) {
     return *this;
 }
 
-// Of TYPE_INT64 or TYPE_DOUBLE.
+// Requires TYPE_INT64 or TYPE_DOUBLE.
 inline void EVariant::AddInPlace(const void* added) noexcept {
     if (rep_ == TYPE_DOUBLE) {
         double sum = 0;

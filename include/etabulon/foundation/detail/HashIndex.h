@@ -9,9 +9,10 @@ namespace etabulon::detail {
 
 /// A hash table by open addressing (linear probing; Knuth, The Art of Computer Programming, volume
 /// 3, section 6.4, algorithms L and R) of positions in a storage that the caller owns. It holds
-/// hashes and no keys: the caller tells whether the element at a position is the sought one.
+/// hashes and no keys: the caller's predicate decides whether the element at a position is the
+/// sought one.
 ///
-/// Ownership  a copy starts empty: its user compares Size() with the storage, and fills the index.
+/// Ownership  a copy starts empty: its owner compares Size() with the storage, and fills the index.
 class HashIndex {
 public:
     HashIndex() noexcept = default;
@@ -73,7 +74,7 @@ public:
         Put({hash, position});
         ++size_;
     }
-    /// Forgets a position. Those behind it stay as they are.
+    /// Removes a position. The positions behind it stay as they are.
     void Remove(std::uint32_t hash, std::int32_t position) noexcept {
         std::size_t at = hash & Mask();
         while (slots_[at].position != position) {
@@ -82,7 +83,7 @@ public:
             }
             at = (at + 1) & Mask();
         }
-        // Those that were pushed past this slot move up, so that no chain of slots is broken.
+        // Entries displaced past this slot move back into it, so that no probe sequence is broken.
         for (std::size_t next = (at + 1) & Mask(); slots_[next].position != kFree;
              next = (next + 1) & Mask()) {
             const std::size_t home = slots_[next].hash & Mask();

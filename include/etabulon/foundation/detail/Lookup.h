@@ -6,16 +6,15 @@
 
 namespace etabulon::detail {
 
-/// The end of a lookup: the result, or with `insert` the place at which FindOrInsert inserts and
-/// which is its result then.
+/// The outcome of a lookup: the resulting index; with `insert`, FindOrInsert inserts there first.
 struct LookupEnd {
     std::int32_t index;
     bool insert = false;
 };
 
-// The walks below know the elements only through `compare(index)`: below 0, 0 or above 0 for the
-// sought key against the element; the unsorted ones look at 0 only. `hint` is the caller's copy,
-// -1 or an index below `size`, and holds what is to be kept afterwards.
+// The walks below see the elements only through `compare(index)`: negative, 0 or positive for the
+// sought key against the element; the unsorted walks test for 0 only. `hint` is the caller's copy,
+// -1 or an index below `size`; each walk leaves in it the hint to keep.
 
 inline LookupEnd NotFound(std::int32_t& hint) noexcept {
     hint = -1;
@@ -38,9 +37,9 @@ inline LookupEnd AboveAll(std::int32_t last, std::int32_t& hint, FindMode mode) 
         hint = last + 1;
         return {hint, true};
     }
-    // Deliberate: for FindInsertPos the last index, not the size behind it. ChangeKey computes
-    // its target from this place, and existing maps are laid out by it.
-    // FindInsertPosAboveAllGivesLastIndex holds it.
+    // Deliberate: FindInsertPos gets the last index, not the size. ChangeKey computes its target
+    // from this index, and existing maps are laid out by it. FindInsertPosAboveAllGivesLastIndex
+    // holds it.
     hint = last;
     return {last};
 }
@@ -70,8 +69,8 @@ LookupEnd Bisect(std::int32_t low, std::int32_t high, std::int32_t& hint, FindMo
 template <class Compare>
 LookupEnd FindSorted(std::int32_t size, std::int32_t& hint, FindMode mode, const Compare& compare) {
     if (size == 0) {
-        // Deliberate: no place to insert is answered, though 0 would be one.
-        // RandomLookups.AnswerAsTold holds it.
+        // Deliberate: FindInsertPos in an empty container gives -1, though an element would go to
+        // 0. RandomLookups.AnswerAsTold holds it.
         return mode == FindOrInsert ? LookupEnd{hint = 0, true} : NotFound(hint);
     }
     const std::int32_t last = size - 1;
@@ -98,8 +97,8 @@ LookupEnd FindSorted(std::int32_t size, std::int32_t& hint, FindMode mode, const
     return end > 0 ? AboveAll(last, hint, mode) : Bisect(hint, last, hint, mode, compare);
 }
 
-/// How the unsorted containers end when nothing is equal. FindNext and FindPrevious have no meaning
-/// without an order, and answer as FindExact.
+/// The outcome in an unsorted container without an equal element. FindNext and FindPrevious have no
+/// meaning without an order, and act as FindExact.
 inline LookupEnd MissUnsorted(std::int32_t size, std::int32_t& hint, FindMode mode) noexcept {
     if (mode == FindOrInsert) {
         hint = size;
@@ -138,8 +137,8 @@ LookupEnd FindAround(std::int32_t size, std::int32_t& hint, FindMode mode, const
     for (std::int32_t step = 0; step < size; ++step) {
         const std::int32_t i = start + step < size ? start + step : start + step - size;
         if (i != hint && compare(i) == 0) {
-            // Deliberate: an element that is there but not under the hint is no place to insert:
-            // FindInsertPos answers -1, while the hint's own element is answered in every mode.
+            // Deliberate: FindInsertPos gives -1 for an equal element that isn't under the hint,
+            // while the hint's own element is found in every mode.
             // FindInsertPosMissesWhatIsNotUnderTheHint holds it.
             if (mode == FindInsertPos) {
                 return NotFound(hint);

@@ -12,7 +12,7 @@
 
 namespace etabulon::detail {
 
-/// The capacity of a block of `count` elements and `capacity` slots once `extra` more must fit.
+/// The capacity that a block of `count` elements and `capacity` slots needs for `extra` more.
 inline std::uint32_t TableauCapacity(std::uint32_t count, std::uint32_t capacity,
                                      std::uint32_t extra) {
     constexpr std::uint32_t kSmallCount = 32;
@@ -39,8 +39,8 @@ struct TableauPool {
     TableauPool* next;
 };
 
-/// What arrays share. The first slots, their pointers and this header are one allocation; each
-/// growth chains a further pool. Slots beyond `count` are raw memory.
+/// The block that arrays share. The first slots, their pointers and this header are one allocation;
+/// each growth chains a further pool. Slots beyond `count` are raw memory.
 template <class T>
 struct TableauBlock {
     std::uint32_t elementSize = 0;
@@ -50,8 +50,8 @@ struct TableauBlock {
     T** table = nullptr;           // a pointer to each slot, spare ones included
     TableauPool* pools = nullptr;  // those after the first
     std::uint8_t inAllocationOrder = 1;
-    // The pointers that `table` has room for. Beyond `capacity`, so that an array that grows by
-    // steps of a fixed size doesn't copy all its pointers at each.
+    // The pointers that `table` has room for. It grows by half, while the slots of a large block
+    // grow by a fixed step: each step copying all pointers would make growth quadratic.
     std::uint32_t tableCapacity = 0;
 
     static TableauBlock* Create(std::uint32_t capacity) {
@@ -68,7 +68,7 @@ struct TableauBlock {
         return block;
     }
 
-    /// A block of its own with a copy of each element, and room for `extra` more.
+    /// A new block with a copy of each element, and room for `extra` more.
     static TableauBlock* Copy(const TableauBlock& source, std::uint32_t extra) {
         const std::uint32_t count = source.count;
         TableauBlock* const copy =
@@ -171,7 +171,7 @@ private:
         }
         capacity += slotCount;
     }
-    // Those from `count` onward.
+    // Copies the elements of `source` from `count` onward.
     void AppendCopies(const TableauBlock& source) {
         for (; count < source.count; ++count) {
             std::construct_at(table[count], std::as_const(*source.table[count]));

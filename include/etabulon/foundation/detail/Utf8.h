@@ -8,7 +8,7 @@ namespace etabulon::detail {
 /// The character at the front of a text.
 struct Utf8Character {
     char32_t code = 0;
-    std::size_t length = 0;  // in bytes; 0 where the bytes are no character
+    std::size_t length = 0;  // in bytes; 0 where the bytes form no character
 };
 
 /// Decodes the character at the front of `text`. Overlong forms, surrogates and what lies above
