@@ -3,6 +3,7 @@
 #include "etabulon/sql/ETabulonCursorSql.h"
 #include "etabulon/sqlite/ESqliteSource.h"
 #include "etabulon/values/ETabulonValue.h"
+#include "support/Database.h"
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
@@ -16,6 +17,8 @@
 #include <vector>
 
 namespace etabulon {
+
+using test::Database;
 
 /// A folder that goes with the test, and databases in it.
 class SqliteTest : public ::testing::Test {
@@ -41,29 +44,13 @@ protected:
         }
     }
     /// Runs statements by SQLite itself.
-    void Run(const std::string& statements) {
-        sqlite3* database = nullptr;
-        ASSERT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
-        char* message = nullptr;
-        EXPECT_EQ(sqlite3_exec(database, statements.c_str(), nullptr, nullptr, &message), SQLITE_OK)
-            << message;
-        sqlite3_free(message);
-        sqlite3_close(database);
-    }
+    void Run(const std::string& statements) { Database(path).Do(statements); }
     /// The first column of the rows, joined by "|".
     std::string Ask(const std::string& query) {
-        sqlite3* database = nullptr;
-        sqlite3_open(path.c_str(), &database);
         std::string answer;
-        const auto take = [](void* to, int, char** values, char**) {
-            auto& joined = *static_cast<std::string*>(to);
-            joined += joined.empty() ? "" : "|";
-            joined += values[0] != nullptr ? values[0] : "NULL";
-            return 0;
-        };
-        EXPECT_EQ(sqlite3_exec(database, query.c_str(), take, &answer, nullptr), SQLITE_OK)
-            << sqlite3_errmsg(database);
-        sqlite3_close(database);
+        for (const Database::Row& row : Database(path).Rows(query, "NULL")) {
+            answer += (answer.empty() ? "" : "|") + row[0];
+        }
         return answer;
     }
     void Open(ESqlOpenMode mode = ESqlOpenMode::ReadWrite) {

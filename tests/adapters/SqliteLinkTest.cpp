@@ -7,12 +7,8 @@
 
 #include <chrono>
 
-namespace etabulon {
+namespace etabulon::test {
 namespace {
-
-using test::FaultVfs;
-using test::Tag;
-using test::WalkTrace;
 
 FaultVfs::Fault FaultAt(unsigned calls, std::uint64_t at) {
     FaultVfs::Fault fault;
@@ -281,4 +277,4 @@ TEST_F(SqliteLinks, OfAWalkThatASessionCameIntoAreReadFromItsState) {
 }
 
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

@@ -1,22 +1,24 @@
 #include "SqliteFixture.h"
+#include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/cursors/ETabulonCursorCache.h"
+#include "etabulon/pending/ETabulonPendingChanges.h"
+#include "etabulon/pending/ETabulonSavePending.h"
+#include "support/TableCursorSuite.h"
 
 #include <random>
+#include <string_view>
 #include <thread>
 
-namespace etabulon {
+namespace etabulon::test {
 namespace {
-
 /// Gathers the first field, the key, of the records that a walk accepts.
-class Keys final : public ETabulonCursor::INotifier, public virtual ECountedUnknown {
+class Keys final : public ECursorListener {
 public:
-    CursorStatus OnReset(const ETabulonTag&, const ETabulonCursor&) override { return StatusOk; }
     CursorStatus OnMove(const ETabulonCursor& cursor) override {
         seen.push_back(cursor.Fields().At(0).AsInt64());
         return StatusOk;
     }
-    void OnDone(const ETabulonCursor&) override {}
     void OnCancel(const ETabulonCursor&) override { cancelled = true; }
-    void OnError(const ETabulonCursor&, CursorStatus) override {}
     std::vector<EPosition> seen;
     bool cancelled = false;
 };
@@ -48,30 +50,11 @@ TEST_F(SqliteRange, IsNeverNarrowerThanTheFilter) {
     const char* const columns[] = {
         "i INTEGER", "r REAL",    "n NUMERIC",       "t TEXT", "c TEXT COLLATE NOCASE",
         "d DATE",    "b BOOLEAN", "m NUMERIC(10,2)", "f",      "s TIMESTAMP"};
-    const char* const values[] = {"NULL",
-                                  "0",
-                                  "1",
-                                  "-1",
-                                  "1.0",
-                                  "1.5",
-                                  "12.34",
-                                  "''",
-                                  "'a'",
-                                  "'A'",
-                                  "'1'",
-                                  "'1.0'",
-                                  "x'61'",
-                                  "9007199254740993",
-                                  "9007199254740992",
-                                  "9007199254740992.0",
-                                  "'2024-01-02'",
-                                  "'2024-01-02 00:00:00'",
-                                  "'2024-01-02T00:00:00'",
-                                  "2024",
-                                  "'a '",
-                                  "1e300",
-                                  "255",
-                                  "256"};
+    std::vector<const char*> values = {"NULL",  "0",    "1",    "-1",    "1.0", "1.5",
+                                       "12.34", "''",   "'a'",  "'A'",   "'1'", "'1.0'",
+                                       "x'61'", "2024", "'a '", "1e300", "255", "256"};
+    values.insert(values.end(), {"9007199254740993", "9007199254740992", "9007199254740992.0",
+                                 "'2024-01-02'", "'2024-01-02 00:00:00'", "'2024-01-02T00:00:00'"});
     std::mt19937 random(7);
     std::string statements = "CREATE TABLE t(id INTEGER PRIMARY KEY";
     for (const char* const column : columns) {
@@ -150,8 +133,7 @@ TEST_F(SqliteRange, CancelFromAnotherThreadEndsALongSort) {
         " INSERT INTO t SELECT i, i FROM s;"
         "CREATE VIEW endless AS SELECT x.a AS a FROM t x, t y, t z ORDER BY x.a || y.a || z.a");
     OpenTable("endless", {}, ESqlOpenMode::ReadOnly);
-    ETabulonLevels levels;
-    levels.AddLevel("A", "endless.a", nullptr, false);
+    ETabulonLevels levels = LevelsBy({"endless.a"});
     ETabulonCursorSql cursor;
     cursor.Init(levels, table.get(), false);
     const auto keys = MakeRef<Keys>();
@@ -175,8 +157,7 @@ TEST_F(SqliteRange, ACancelledCursorStillReadsAndWritesByKey) {
     Run("CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT); INSERT INTO t "
         "VALUES(1,'x'),(2,'y'),(3,'z')");
     OpenTable("t");
-    ETabulonLevels levels;
-    levels.AddLevel("A", "t.a", nullptr, false);
+    ETabulonLevels levels = LevelsBy({"t.a"});
     ETabulonCursorSql cursor;
     cursor.Init(levels, table.get(), false);
     EXPECT_EQ(cursor.Browse(ETabulonTag()), StatusOk);
@@ -213,5 +194,124 @@ TEST_F(SqliteRange, AnInterruptedTableSaysSoUntilItIsReset) {
     EXPECT_EQ(table->GetFirst(), 1);
 }
 
+std::string Literal(const EVariant& value) {
+    if (value.IsMissing()) {
+        return "NULL";
+    }
+    const std::string text(value.AsChaine().View());
+    return TypeInfo(value.Type()).valueClass == EValueClass::Text ? '\'' + text + '\'' : text;
+}
+
+std::string Joined(const std::vector<Chaine>& names) {
+    std::string list;
+    for (const Chaine& name : names) {
+        list += list.empty() ? "" : ",";
+        list += name.View();
+    }
+    return list;
+}
+
+/// Tables in a database file with a write-ahead log: with a rollback journal nobody could write
+/// while a walk stands in mid-table. `options` stands behind each CREATE TABLE.
+class SqliteFactory : public TableFactory {
+public:
+    explicit SqliteFactory(const char* options) : options_(options) {
+        std::string pattern = (std::filesystem::temp_directory_path() / "etabulon-XXXXXX").string();
+        folder_ = ::mkdtemp(pattern.data());
+    }
+    ~SqliteFactory() override {
+        sources_.clear();
+        std::error_code failure;
+        std::filesystem::remove_all(folder_, failure);
+    }
+    void Make(const TableSchema& schema, const TableRows& rows) override {
+        std::string text =
+            std::string("PRAGMA journal_mode=WAL; CREATE TABLE \"") + schema.name + "\"(";
+        for (const TableSchema::Column& column : schema.columns) {
+            text +=
+                std::string(column.name) + (column.type == TYPE_CHAINE ? " TEXT," : " INTEGER,");
+        }
+        for (const TableSchema::Link& link : schema.links) {
+            text += std::string("CONSTRAINT ") + link.name + " FOREIGN KEY(" +
+                    Joined(link.variables) + ") REFERENCES " + link.target + ',';
+        }
+        text += "PRIMARY KEY(" + Joined(schema.key) + "))" + options_ + ';';
+        for (const std::vector<EVariant>& row : rows) {
+            std::string values;
+            for (const EVariant& value : row) {
+                values += (values.empty() ? "" : ",") + Literal(value);
+            }
+            text += std::string("INSERT INTO \"") + schema.name + "\" VALUES(" + values + ");";
+        }
+        Database(Path()).Do(text);
+        isRead_ = false;
+    }
+    std::unique_ptr<EDataTable> Open(const char* name) override {
+        ESqlError error;
+        if (!isRead_) {  // tables of the schema before stay open
+            sources_.push_back(ESqliteSource::Open(Path().c_str(), ESqlOpenMode::ReadWrite, error));
+            isRead_ = true;
+        }
+        auto table = sources_.back()->OpenTable(name, error);
+        EXPECT_NE(table, nullptr) << error.text.c_str();
+        return table;
+    }
+
+private:
+    [[nodiscard]] std::string Path() const { return folder_ / "suite.db"; }
+
+    const char* options_;
+    std::filesystem::path folder_;
+    bool isRead_ = false;
+    std::vector<std::unique_ptr<ESqliteSource>> sources_;
+};
+
+INSTANTIATE_TEST_SUITE_P(Sqlite, TableCursorSuite, ::testing::Values(TableMaker([] {
+                             return std::make_unique<SqliteFactory>("");
+                         })));
+INSTANTIATE_TEST_SUITE_P(SqliteWithoutRowId, TableCursorSuite, ::testing::Values(TableMaker([] {
+                             return std::make_unique<SqliteFactory>("WITHOUT ROWID");
+                         })));
+
+/// A cache on a table, whose own walk has stopped on the second of four records since.
+class SqliteCache : public SqliteTest {
+protected:
+    SqliteCache() {
+        Run("CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT, n INT);"
+            "INSERT INTO t VALUES(1,'a',1),(2,'b',1),(3,NULL,1),(4,'d',1);");
+        OpenTable("t");
+        levels.AddLevel("a", "a", "a", nullptr, /*addRef=*/false);
+        cursor.Init(levels, table.release(), /*ownsTable=*/true);
+        EXPECT_EQ(cache.Browse(ETabulonTag::Null), StatusOk);
+        const auto stopping = MakeRef<WalkTrace>();
+        const ECursorListening listening(cursor, *stopping);
+        stopping->AnswerAt("move", 2, StatusEnd);
+        EXPECT_EQ(cursor.Browse(ETabulonTag::Null), StatusOk);
+    }
+    std::string Rows() { return Ask("SELECT id||quote(a)||quote(n) FROM t ORDER BY id"); }
+
+    ETabulonLevels levels;
+    ETabulonCursorSql cursor;
+    ETabulonCursorCache cache{&cursor};
+};
+
+TEST_F(SqliteCache, SavesAScriptToTheRecordsOfItsLines) {
+    ETabulonPendingChanges changes;
+    changes.AppendUpdate(Tag({{0, "b"}}), "n", 2);
+    changes.AppendUpdate(Tag({{0, EVariant()}}), "n", 3);
+    changes.AppendDelete(Tag({{0, "d"}}));
+    ETabulonSavePending save(&cache, levels);
+    EXPECT_EQ(save.Run(&changes, ETabulonTag::Null), StatusOk);
+    EXPECT_EQ(Rows(), "1'a'1|2'b'2|3NULL3");
+}
+
+TEST_F(SqliteCache, SavesItsLinesToTheirRecords) {
+    EXPECT_EQ(cache.Update(Tag({{0, "b"}}), "n", 2), StatusOk);
+    EXPECT_EQ(cache.Update(Tag({{0, EVariant()}}), "n", 3), StatusOk);
+    EXPECT_EQ(cache.Delete(Tag({{0, "d"}})), StatusOk);
+    EXPECT_EQ(cache.Save(), StatusOk);
+    EXPECT_EQ(Rows(), "1'a'1|2'b'2|3NULL3");
+}
+
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

@@ -1,19 +1,16 @@
 #include "SqliteFixture.h"
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/pending/ETabulonPendingChanges.h"
 #include "etabulon/pending/ETabulonSavePending.h"
 #include "support/FaultVfs.h"
 #include "support/Tags.h"
 
-#include <functional>
 #include <map>
 #include <sstream>
 #include <system_error>
 
-namespace etabulon {
+namespace etabulon::test {
 namespace {
-
-using test::FaultVfs;
-using test::Tag;
 
 using Moment = FaultVfs::Moment;
 
@@ -44,8 +41,7 @@ const FaultKind kKinds[] = {
     {"a lock is taken", {kLocks, 1, SQLITE_BUSY}, false},
     {"a lock isn't given up", {FaultVfs::kUnlock, 1, SQLITE_IOERR_UNLOCK}, true},
     {"memory runs out", {FaultVfs::kAnyCall, 1, SQLITE_IOERR_NOMEM}, true},
-    {"nothing works", {FaultVfs::kAnyCall, 1, SQLITE_IOERR, Moment::Before, true}, true},
-};
+    {"nothing works", {FaultVfs::kAnyCall, 1, SQLITE_IOERR, Moment::Before, true}, true}};
 
 /// Keeps SQLite's page caches so small that pages are written ahead of the commit.
 class SmallCaches {
@@ -59,16 +55,8 @@ private:
     sqlite3_int64 former_;
 };
 
-class FailingWalk final : public ETabulonCursor::INotifier {
+class FailingWalk final : public ECursorListener {
 public:
-    void AddRef() override {}
-    std::int32_t Release() override { return 1; }
-    CursorStatus OnReset(const ETabulonTag& /*tag*/, const ETabulonCursor& /*cursor*/) override {
-        return StatusOk;
-    }
-    CursorStatus OnMove(const ETabulonCursor& /*cursor*/) override { return StatusOk; }
-    void OnDone(const ETabulonCursor& /*cursor*/) override {}
-    void OnCancel(const ETabulonCursor& /*cursor*/) override {}
     void OnError(const ETabulonCursor& /*cursor*/, CursorStatus /*status*/) override {
         hasFailed = true;
     }
@@ -129,9 +117,7 @@ protected:
             changes.AppendInsert(
                 Tag({{0, EVariant(Chaine(std::string(400, 'n')))}, {1, EVariant::FromInt64(id)}}));
         }
-        ETabulonLevels levels;
-        levels.AddLevel("a", "a", nullptr, /*addRef=*/false);
-        levels.AddLevel("id", "id", nullptr, /*addRef=*/false);
+        ETabulonLevels levels = LevelsBy({"a", "id"});
         FailingWalk walk;
         ETabulonCursorSql cursor;
         cursor.Init(levels, table.get(), /*ownsTable=*/false);
@@ -233,4 +219,4 @@ TEST_P(FaultySave, ReportsEachWriteByItself) {
 INSTANTIATE_TEST_SUITE_P(InBothJournals, FaultySave, ::testing::Values("delete", "wal"));
 
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

@@ -1,6 +1,7 @@
 #include "SqliteFixture.h"
 #include "etabulon/pending/ETabulonPendingChanges.h"
 #include "etabulon/pending/ETabulonSavePending.h"
+#include "support/Storm.h"
 #include "support/Tags.h"
 
 #include <signal.h>
@@ -14,10 +15,9 @@
 #include <random>
 #include <thread>
 
-namespace etabulon {
+namespace etabulon::test {
 namespace {
 
-using test::Tag;
 using Changes = ETabulonPendingChanges;
 
 EVariant Str(const std::string& text) { return EVariant(Chaine(text)); }
@@ -218,8 +218,7 @@ constexpr MovingCase kMovingTables[] = {
     {"no key", "", ""},
     {"two keys", ", PRIMARY KEY(p, q)", ""},
     {"two keys, one falling, without row number", ", PRIMARY KEY(q DESC, p)", " WITHOUT ROWID"},
-    {"a text as key, without row number", ", PRIMARY KEY(other)", " WITHOUT ROWID"},
-};
+    {"a text as key, without row number", ", PRIMARY KEY(other)", " WITHOUT ROWID"}};
 
 class MovingTable : public SqliteSave {
 protected:
@@ -369,15 +368,16 @@ private:
     }
 };
 
-class RandomSaves : public SqliteSave {
+class RandomSaves : public SqliteSave, protected Storm {
 protected:
-    [[nodiscard]] unsigned Roll(unsigned sides) { return random_() % sides; }
+    RandomSaves() : Storm(20240229) {}
+
     EVariant RandomText() {
-        const unsigned which = Roll(7);
+        const unsigned which = Any(7);
         return which == 6 ? EVariant() : Str(std::string(1, static_cast<char>('p' + which)));
     }
     ETabulonTag RandomPlace() {
-        switch (Roll(5)) {
+        switch (Any(5)) {
             case 0:
                 return Tag({{0, RandomText()}});
             case 1:
@@ -387,25 +387,20 @@ protected:
         }
     }
     void AddRandomChange(Changes& changes) {
-        switch (Roll(6)) {
-            case 0:
+        DoOne(
+            6,
+            [&] {
                 changes.AppendDelete(Tag({{0, RandomText()}, {1, RandomText()}}));
-                break;
-            case 1:
+            },
+            [&] {
                 changes.AppendInsert(Tag({{0, RandomText()}, {1, RandomText()}}));
-                break;
-            case 2:
-                changes.AppendUpdate(RandomPlace(), "a", RandomText());
-                break;
-            case 3:
-                changes.AppendUpdate(RandomPlace(), "b", RandomText());
-                break;
-            default:
-                // One in thirty is more than the table takes.
+            },
+            [&] { changes.AppendUpdate(RandomPlace(), "a", RandomText()); },
+            [&] { changes.AppendUpdate(RandomPlace(), "b", RandomText()); },
+            [&] {  // one in thirty is more than the table takes
                 changes.AppendUpdate(RandomPlace(), "n",
-                                     Whole(Roll(30) == 0 ? -1 : static_cast<int>(Roll(50))));
-                break;
-        }
+                                     Whole(Any(30) == 0 ? -1 : static_cast<int>(Any(50))));
+            });
     }
     static bool HasBad(const Model& saved) {
         return std::any_of(saved.rows.begin(), saved.rows.end(),
@@ -416,8 +411,6 @@ protected:
             "SELECT id||','||ifnull(a,'NULL')||','||ifnull(b,'NULL')||','||"
             "ifnull(n,'NULL') FROM t ORDER BY id");
     }
-
-    std::mt19937 random_{20240229};
 };
 
 TEST_F(RandomSaves, LeaveNoWrongRow) {
@@ -443,13 +436,13 @@ TEST_F(RandomSaves, LeaveNoWrongRow) {
         }
         Changes changes;
         for (int turn = 0; turn < 3; ++turn) {
-            for (unsigned edits = 1 + Roll(8); edits != 0; --edits) {
+            for (unsigned edits = 1 + Any(8); edits != 0; --edits) {
                 AddRandomChange(changes);
             }
             Model saved = model;
             saved.Save(changes);
             // Cancelled after some writes: nothing stays, and the next one starts anew.
-            unsigned left = Roll(3) == 0 ? 1 + Roll(10) : 0;
+            unsigned left = Any(3) == 0 ? 1 + Any(10) : 0;
             saving.cursor.onWritten = [&] {
                 if (left != 0 && --left == 0) {
                     saving.cursor.Cancel();
@@ -478,4 +471,4 @@ TEST_F(RandomSaves, LeaveNoWrongRow) {
 }
 
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

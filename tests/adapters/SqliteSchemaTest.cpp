@@ -1,16 +1,16 @@
 #include "SqliteFixture.h"
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/sql/ESqlText.h"
 #include "etabulon/sql/UseColumns.h"
+#include "etabulon/sqlite/LoadCsv.h"
 
 namespace etabulon {
 namespace {
-
 TEST(SqlCodes, AreAsciiAndGiveTheNameBack) {
     const std::pair<std::string, const char*> cases[] = {
         {"plain_1", "plain_1"}, {"août", "ao%C3%BBt"}, {"12", "%312"},    {"", "%00"},
         {"a b", "a%20b"},       {"%41", "%2541"},      {"x\"y", "x%22y"}, {"3;--", "%33%3B%2D%2D"},
-        {"A.b>c", "A%2Eb%3Ec"},
-    };
+        {"A.b>c", "A%2Eb%3Ec"}};
     for (const auto& [name, code] : cases) {
         EXPECT_STREQ(SqlCode(name).c_str(), code);
         std::string back = "?";
@@ -35,29 +35,24 @@ protected:
 };
 
 TEST_F(SqliteSchema, GivesEachDeclaredTypeItsVariable) {
-    const std::pair<const char*, int> cases[] = {
-        {"INTEGER", TYPE_INT64},
-        {"bigint", TYPE_INT64},
-        {"REAL", TYPE_DOUBLE},
-        {"double precision", TYPE_DOUBLE},
-        {"NUMERIC", TYPE_DOUBLE},
-        {"NUMERIC(10,2)", TYPE_DECIMAL64},
-        {"decimal(12, 4)", TYPE_CURRENCY},
-        {"NUMERIC(18,2)", TYPE_DECIMAL64},
-        {"NUMERIC(18,1)", TYPE_DOUBLE},
-        {"NUMERIC(9)", TYPE_INT64},
-        {"NUMERIC(30,2)", TYPE_DOUBLE},
-        {"NUMERIC(10,6)", TYPE_DOUBLE},
-        {"BOOLEAN", TYPE_BOOL},
-        {"DATE", TYPE_DATE},
-        {"TIME", TYPE_TIME},
-        {"TIMESTAMP", TYPE_TIMESTAMP},
-        {"datetime", TYPE_TIMESTAMP},
-        {"VARCHAR(20)", TYPE_CHAINE},
-        {"BLOB", TYPE_BLOB},
-        {"", TYPE_CHAINE},
-        {"whatever", TYPE_DOUBLE},
-    };
+    std::vector<std::pair<const char*, int>> cases;
+    for (const auto& [type, declared] : std::vector<std::pair<int, std::vector<const char*>>>{
+             {TYPE_INT64, {"INTEGER", "bigint", "NUMERIC(9)"}},
+             {TYPE_DOUBLE,
+              {"REAL", "double precision", "NUMERIC", "NUMERIC(18,1)", "NUMERIC(30,2)",
+               "NUMERIC(10,6)", "whatever"}},
+             {TYPE_DECIMAL64, {"NUMERIC(10,2)", "NUMERIC(18,2)"}},
+             {TYPE_CURRENCY, {"decimal(12, 4)"}},
+             {TYPE_BOOL, {"BOOLEAN"}},
+             {TYPE_DATE, {"DATE"}},
+             {TYPE_TIME, {"TIME"}},
+             {TYPE_TIMESTAMP, {"TIMESTAMP", "datetime"}},
+             {TYPE_CHAINE, {"VARCHAR(20)", ""}},
+             {TYPE_BLOB, {"BLOB"}}}) {
+        for (const char* const text : declared) {
+            cases.emplace_back(text, type);
+        }
+    }
     std::string columns;
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         columns += (i > 0 ? ",c" : "c") + std::to_string(i) + ' ' + cases[i].first;
@@ -143,19 +138,13 @@ TEST_F(SqliteSchema, ReadsThroughLinksFromASubsetOfColumns) {
     table = source->OpenTable("city", options, error);
     ASSERT_NE(table, nullptr);
 
-    struct Names final : ETabulonCursor::INotifier, virtual ECountedUnknown {
+    struct Names final : ECursorListener {
         explicit Names(unsigned ofLevel) : level(ofLevel) {}
-        CursorStatus OnReset(const ETabulonTag&, const ETabulonCursor&) override {
-            return StatusOk;
-        }
         CursorStatus OnMove(const ETabulonCursor& cursor) override {
             seen += cursor.CurrentTag().Value(level).DisplayValue().c_str();
             seen += '.';
             return StatusOk;
         }
-        void OnDone(const ETabulonCursor&) override {}
-        void OnCancel(const ETabulonCursor&) override {}
-        void OnError(const ETabulonCursor&, CursorStatus) override {}
         unsigned level;
         std::string seen;
     };
@@ -174,6 +163,118 @@ TEST_F(SqliteSchema, ReadsThroughLinksFromASubsetOfColumns) {
     names->seen.clear();
     EXPECT_EQ(cursor.Browse(ETabulonTag()), StatusOk);
     EXPECT_EQ(names->seen, "Utah.Ohio..Utah.");
+}
+
+class CsvFile : public SqliteTest {
+protected:
+    CsvFile() : file(folder / "some cities.csv") {}
+    bool Load(std::string_view text, const ECsvOptions& options = {}) {
+        std::ofstream(file, std::ios::binary) << text;
+        table.reset();
+        source = LoadCsv(file.c_str(), options, error);
+        if (source != nullptr) {
+            table = source->OpenTable(source->Tables()[0].name, error);
+        }
+        return table != nullptr;
+    }
+    [[nodiscard]] const ESqlColumn& Column(std::size_t index) const {
+        return source->Tables()[0].columns[index];
+    }
+    std::filesystem::path file;
+};
+
+TEST_F(CsvFile, GivesEachColumnTheTypeOfAllItsCells) {
+    const std::pair<int, std::vector<const char*>> cases[] = {
+        {TYPE_INT64, {"1\n-20\n\n", "1,5\n", "\"\"\n\"5\"\n", "1\n-9007199254740993\n2\n"}},
+        {TYPE_DOUBLE,
+         {"1\n2.5\n", "1e3\n-0.5\n", "0\n0.5\n", "0.097\n1.50\n", "9007199254740992\n1.5\n"}},
+        {TYPE_CHAINE,
+         {"007\n1\n", "-01\n", "9223372036854775808\n", "nan\n", "+1\n", "2023-02-29\n",
+          "2024-01-01\n10:00\n", "true\n1\n", " 1\n", "1.\n.5\n", ".097\n",
+          "9007199254740993\n1.5\n", "1.5\n1\n9007199254740993\n"}},
+        {TYPE_DATE, {"2024-02-29\n"}},
+        {TYPE_TIMESTAMP, {"2024-01-01 10:00\n"}},
+        {TYPE_TIME, {"10:00:59\n"}},
+        {TYPE_BOOL, {"true\nFALSE\n"}}};
+    for (const auto& [type, files] : cases) {
+        for (const char* const cells : files) {
+            const bool isTwo = std::string_view(cells).find(',') != std::string_view::npos;
+            ASSERT_TRUE(Load(std::string(isTwo ? "a,b\n" : "a\n") + cells)) << error.text.c_str();
+            EXPECT_EQ(Column(0).type, type) << cells;
+        }
+    }
+}
+
+TEST_F(CsvFile, KeepsTextsAsTheyAreAndTellsEmptyFromMissing) {
+    ASSERT_TRUE(
+        Load("\xEF\xBB\xBFname,n,name,,Name\r\n"
+             "\"a \"\"b\"\", c\r\nd\",1,,x,y\r\n"
+             " \xC3\xBB ,,\"\",\xFF,z\r\n"
+             "x,\"\",u,v,w"))
+        << error.text.c_str();
+    EXPECT_EQ(source->Tables()[0].name, Chaine("some cities"));
+    EXPECT_EQ(Column(0).name, Chaine("name"));
+    EXPECT_EQ(Column(2).name, Chaine("name_2"));
+    EXPECT_EQ(Column(3).name, Chaine("column4"));
+    EXPECT_EQ(Column(4).name, Chaine("Name_3"));
+    EXPECT_EQ(Walk("name"), "a \"b\", c\r\nd| \xC3\xBB |x");
+    EXPECT_EQ(Walk("n"), "1|NULL|NULL");
+    EXPECT_EQ(Walk("name_2"), "NULL||u");
+    EXPECT_EQ(Walk("column4"), "x|\xFF|v");
+    EXPECT_EQ(FilesInFolder(), 1U);
+}
+
+TEST_F(CsvFile, ErrorsNameTheLineAndLeaveNothingBehind) {
+    const std::pair<std::string, const char*> cases[] = {
+        {"a,b\n1,2\n\n\"x\ny\",2\n3\n", "line 6: 1 cells where the first row has 2"},
+        {"a,b\n1,\"2\n3\n4,5,6\n7\",8,9\n", "line 2: 4 cells"},
+        {"a,b\n1,x\"y\n", "line 2: a quote"},
+        {"a\n\"open\nend", "ends within quotes"},
+        {"", "single row"}};
+    for (const bool inMemory : {true, false}) {
+        for (const auto& [text, sentence] : cases) {
+            ECsvOptions options;
+            options.database = inMemory ? "" : path.c_str();
+            EXPECT_FALSE(Load(text, options)) << text;
+            EXPECT_NE(error.text.View().find(sentence), std::string_view::npos)
+                << error.text.c_str();
+            EXPECT_FALSE(std::filesystem::exists(path));
+        }
+    }
+    EXPECT_EQ(LoadCsv((folder / "none.csv").c_str(), {}, error), nullptr);
+    EXPECT_NE(error.text.View().find("none.csv"), std::string_view::npos);
+}
+
+TEST_F(CsvFile, GoesIntoADatabaseFileBesideItsOtherTables) {
+    Run("CREATE TABLE kept(a)");
+    ECsvOptions options;
+    options.database = path.c_str();
+    options.table = "t\"x";
+    options.separator = ';';
+    options.header = false;
+    ASSERT_TRUE(Load("1;a\n2;b\n", options)) << error.text.c_str();
+    EXPECT_EQ(Ask("SELECT column1||column2 FROM \"t\"\"x\""), "1a|2b");
+    EXPECT_FALSE(Load("1;a\n", options));  // there is one already
+    options.replace = true;
+    EXPECT_TRUE(Load("9;z\n", options));
+    EXPECT_EQ(Ask("SELECT column1||column2 FROM \"t\"\"x\""), "9z");
+    EXPECT_EQ(Ask("SELECT count(*) FROM kept"), "0");
+}
+
+TEST_F(CsvFile, InMemorySeveralTablesReadAndWriteTheSame) {
+    ASSERT_TRUE(Load("id,a\n1,x\n2,y\n"));
+    const auto second = source->OpenTable(source->Tables()[0].name, error);
+    ASSERT_NE(second, nullptr);
+    ASSERT_NE(second->GetFirst(), kNoPosition);
+    ASSERT_NE(table->GetFirst(), kNoPosition);  // both at once
+    second->EndWalk();
+    SetText("a", "changed");
+    ASSERT_NE(table->Update(kNoPosition), kNoPosition) << table->LastErrorText().c_str();
+    second->RePos(second->position, false);
+    EXPECT_EQ(second->Fields()[Chaine("a")].AsChaine(), Chaine("changed"));
+    // Another load is another database.
+    const auto other = LoadCsv(file.c_str(), {}, error);
+    EXPECT_EQ(other->CountRows("some cities", error), 2);
 }
 
 }  // namespace

@@ -5,14 +5,11 @@
 #include "support/Tags.h"
 
 #include <chrono>
-#include <functional>
 
-namespace etabulon {
+namespace etabulon::test {
 namespace {
 
 using std::chrono::milliseconds;
-using test::FaultVfs;
-using test::Tag;
 
 class Stopwatch {
 public:
@@ -29,11 +26,9 @@ protected:
     SqliteSession() { MoveToMemory(); }
     /// Another connection that holds what it has begun.
     void Hold(const char* statements) {
-        sqlite3_close(other);
-        sqlite3_open(path.c_str(), &other);
-        ASSERT_EQ(sqlite3_exec(other, statements, nullptr, nullptr, nullptr), SQLITE_OK);
+        other = std::make_unique<Database>(path);
+        other->Do(statements);
     }
-    ~SqliteSession() override { sqlite3_close(other); }
     EPosition UpdateTo(EPosition where, const char* text) {
         if (table->RePos(where, false) == kNoPosition) {
             return kNoPosition;
@@ -48,7 +43,7 @@ protected:
     }
     std::string Rows() { return Ask("SELECT id||a FROM t ORDER BY id"); }
 
-    sqlite3* other = nullptr;
+    std::unique_ptr<Database> other;
     int number = 0;
 };
 
@@ -81,8 +76,7 @@ TEST_F(SqliteSession, TakesNoFurtherWriteOnceItHasEnded) {
         Run(by == By::Table ? "UPDATE t SET a = 'b'" : "UPDATE t SET a = 'c'");
         const std::string before = Rows();
         OpenTable("t");
-        ETabulonLevels levels;
-        levels.AddLevel("a", "a", nullptr, /*addRef=*/false);
+        ETabulonLevels levels = LevelsBy({"a"});
         CallingCursor cursor;
         cursor.Init(levels, table.get(), /*ownsTable=*/false);
         cursor.onDelete = [&](EPosition where) {
@@ -170,10 +164,7 @@ TEST_F(SqliteSession, AWalkByKeySeesOneStateUntilItsEnd) {
         const bool isWal = journal == std::string("wal");
         const auto write = [&](const char* statement) {
             // With a rollback journal the walk keeps writers waiting instead.
-            sqlite3_open(path.c_str(), &other);
-            const int code = sqlite3_exec(other, statement, nullptr, nullptr, nullptr);
-            sqlite3_close(std::exchange(other, nullptr));
-            return code;
+            return Database(path).Try(statement);
         };
         const int met = isWal ? SQLITE_OK : SQLITE_BUSY;
         const auto rest = [&](bool forward) {
@@ -216,12 +207,10 @@ struct SkipCase {
 };
 
 TEST_F(SqliteSession, WhatATriggerSkipsIsNotGone) {
-    const SkipCase cases[] = {
-        {"BEFORE UPDATE", DataConstraint, DataOk, DataOk},
-        {"BEFORE INSERT", DataOk, DataConstraint, DataOk},
-        {"AFTER UPDATE", DataOk, DataOk, DataOk},
-        {"BEFORE DELETE", DataOk, DataOk, DataConstraint},
-    };
+    const SkipCase cases[] = {{"BEFORE UPDATE", DataConstraint, DataOk, DataOk},
+                              {"BEFORE INSERT", DataOk, DataConstraint, DataOk},
+                              {"AFTER UPDATE", DataOk, DataOk, DataOk},
+                              {"BEFORE DELETE", DataOk, DataOk, DataConstraint}};
     for (const SkipCase& each : cases) {
         for (const bool isAtomic : {false, true}) {
             SCOPED_TRACE(each.trigger + std::string(isAtomic ? " in a session" : ""));
@@ -285,9 +274,9 @@ TEST_F(SqliteSession, WaitsTwoSecondsInAllForAReader) {
     }
     EXPECT_GT(each.Passed(), milliseconds(1900));
     EXPECT_LT(each.Passed(), milliseconds(4000));
-    sqlite3_exec(other, "COMMIT", nullptr, nullptr, nullptr);
+    other->Do("COMMIT");
     EXPECT_EQ(UpdateTo(1, "c"), 1);
-    sqlite3_exec(other, "BEGIN; SELECT count(*) FROM t", nullptr, nullptr, nullptr);
+    other->Do("BEGIN; SELECT count(*) FROM t");
     const Stopwatch again;
     EXPECT_EQ(UpdateTo(2, "c"), kNoPosition);
     EXPECT_GT(again.Passed(), milliseconds(1900));
@@ -306,8 +295,7 @@ TEST_F(SqliteSession, ReadingTriesAgainWhereAStatePasses) {
         {"the log has just gone", FaultVfs::kOpen, SQLITE_OPEN_WAL, SQLITE_CANTOPEN},
         {"the file is being replaced", FaultVfs::kOpen, SQLITE_OPEN_MAIN_DB, SQLITE_CANTOPEN},
         {"others come and go", FaultVfs::kShmMap, 0, SQLITE_PROTOCOL},
-        {"the log is to be recovered", FaultVfs::kShmMap, 0, SQLITE_READONLY_RECOVERY},
-    };
+        {"the log is to be recovered", FaultVfs::kShmMap, 0, SQLITE_READONLY_RECOVERY}};
     FaultVfs vfs;
     int hits = 0;
     const auto arm = [&](FaultVfs::Fault fault) {
@@ -333,7 +321,7 @@ TEST_F(SqliteSession, ReadingTriesAgainWhereAStatePasses) {
     EXPECT_LT(opening.Passed(), milliseconds(4000));
     vfs.Disarm();
     // The same for each read of a file that is open.
-    sqlite3_close(std::exchange(other, nullptr));
+    other.reset();
     Run("PRAGMA journal_mode=delete");
     OpenTable("t", {}, ESqlOpenMode::ReadOnly);
     arm({FaultVfs::kLock, 1, SQLITE_PROTOCOL, FaultVfs::Moment::Before, true});
@@ -360,4 +348,4 @@ TEST_F(SqliteSession, ALogThatEndsBehindItsHeaderIsReadAtOnce) {
 }
 
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

@@ -1,19 +1,18 @@
 #include "SqliteFixture.h"
 
+#include <random>
+#include <set>
 #include <thread>
 
 namespace etabulon {
 namespace {
-
 class SqliteWrite : public SqliteTest {
 protected:
     void Hold(const char* statement) {
-        sqlite3_open(path.c_str(), &other);
-        sqlite3_busy_timeout(other, 0);
-        ASSERT_EQ(sqlite3_exec(other, statement, nullptr, nullptr, nullptr), SQLITE_OK);
+        other = std::make_unique<Database>(path);
+        other->Do(statement);
     }
-    ~SqliteWrite() override { sqlite3_close(other); }
-    sqlite3* other = nullptr;
+    std::unique_ptr<Database> other;
 };
 
 TEST_F(SqliteWrite, AnUpdateOfTheOrderedColumnInMidWalkMeetsEachRecordOnce) {
@@ -107,13 +106,11 @@ TEST_F(SqliteWrite, FailuresHaveTheirStatusAndChangeNothing) {
         EVariant value;
         std::int32_t status;
     };
-    const Case cases[] = {
-        {"id", EVariant::FromInt64(1), DataDuplicate},
-        {"u", EVariant("a"), DataDuplicate},
-        {"p", EVariant::FromInt64(5), DataConstraint},
-        {"c", EVariant::FromInt64(0), DataConstraint},
-        {"nn", EVariant::Missing(TYPE_CHAINE, 4), DataConstraint},
-    };
+    const Case cases[] = {{"id", EVariant::FromInt64(1), DataDuplicate},
+                          {"u", EVariant("a"), DataDuplicate},
+                          {"p", EVariant::FromInt64(5), DataConstraint},
+                          {"c", EVariant::FromInt64(0), DataConstraint},
+                          {"nn", EVariant::Missing(TYPE_CHAINE, 4), DataConstraint}};
     table->BeginDelete();
     for (const Case& test : cases) {
         ASSERT_EQ(table->RePos(2, false), 2);
@@ -151,7 +148,7 @@ TEST_F(SqliteWrite, ALockOfAnotherProgramIsLocked) {
     SetText("a", "b");
     EXPECT_EQ(table->Update(kNoPosition), kNoPosition);
     EXPECT_EQ(table->status, DataLocked);
-    sqlite3_exec(other, "COMMIT", nullptr, nullptr, nullptr);
+    other->Do("COMMIT");
     EXPECT_EQ(table->Update(kNoPosition), 1);
     EXPECT_EQ(Ask("SELECT a FROM t"), "b");
 }
@@ -250,6 +247,185 @@ TEST_F(SqliteWrite, StepsFromARecordMovedToGoOnFromThere) {
     EXPECT_TRUE(table->DeleteLoop());
     EXPECT_EQ(table->GetFirst(), kNoPosition);
     EXPECT_EQ(table->status, DataEnd);
+}
+
+/// Tables whose keys hardly tell rows apart: NULLs, collations of their own, values of all storage
+/// classes, texts that aren't Unicode.
+class SqliteKeys : public SqliteTest {
+protected:
+    struct Key {
+        std::string columns;     // the declarations
+        std::string constraint;  // with the table's options
+        std::string list;        // "a COLLATE x,b": what SQL orders and groups by
+        std::string shown;       // an expression that shows the key
+        std::size_t parts = 1;
+        bool isHidden = false;  // no name of the row number is left
+    };
+    static constexpr const char* kRowIds[] = {"rowid", "oid", "_rowid_"};
+    SqliteKeys() { MoveToMemory(); }
+    std::size_t Roll(std::size_t sides) { return random() % sides; }
+    template <std::size_t count>
+    std::string One(const char* const (&of)[count]) {
+        return of[Roll(count)];
+    }
+    Key RandomKey() {
+        if (Roll(8) == 0) {
+            // Not the row number: that is what DESC does to it.
+            return {"a INTEGER PRIMARY KEY DESC, ", "CHECK(1))", "a", "quote(a)"};
+        }
+        const bool isShadowed = Roll(4) == 0;
+        const bool withoutRowId = Roll(4) == 0;
+        Key key;
+        key.parts = isShadowed ? 3 : 1 + Roll(3);
+        key.isHidden = isShadowed && !withoutRowId;
+        for (std::size_t part = 0; part < key.parts; ++part) {
+            const std::string comma = part == 0 ? "" : ",";
+            const std::string name = isShadowed ? kRowIds[part] : std::string(1, "abc"[part]);
+            const std::string collation =
+                One({"", "", "", " COLLATE BINARY", " COLLATE NOCASE", " COLLATE RTRIM"});
+            key.columns += name + ' ' +
+                           One({"TEXT", "TEXT COLLATE NOCASE", "INT", "REAL", "BLOB", "", "NUMERIC",
+                                "COLLATE RTRIM"}) +
+                           (Roll(4) == 0 ? " NOT NULL, " : ", ");
+            key.list += comma + name + collation;
+            key.constraint += comma + name + collation + (Roll(3) == 0 ? " DESC" : "");
+            key.shown += (part == 0 ? "quote(" : "||','||quote(") + name + ")";
+        }
+        key.constraint =
+            "PRIMARY KEY(" + key.constraint + "))" + (withoutRowId ? " WITHOUT ROWID" : "");
+        return key;
+    }
+    std::string RandomValue(bool isWide) {
+        if (Roll(2) == 0) {
+            return One({"NULL", "'a'", "'A'"});
+        }
+        if (Roll(4) == 0) {
+            return isWide ? One({"CAST(x'00D86100' AS TEXT)", "CAST(x'61D8' AS TEXT)",
+                                 "CAST(x'00DC00D8' AS TEXT)", "CAST(x'FEFF6100' AS TEXT)",
+                                 "CAST(x'62D83DDC' AS TEXT)", "char(0xFEFF)||'a'", "char(0x1F600)"})
+                          : One({"CAST(x'ff' AS TEXT)", "CAST(x'fe' AS TEXT)",
+                                 "CAST(x'eda080' AS TEXT)", "char(0xFEFF)||'a'", "char(0x1F600)"});
+        }
+        return One({"'a '", "'a'||char(0)||'b'", "'a'||char(0)", "''", "1", "'1'", "1.0", "'1.0'",
+                    "1.5", "x'61'", "x''", "-0.0", "0", "9007199254740993", "9007199254740992.0",
+                    "9e999", "'9007199254740993'"});
+    }
+    /// Table t with rows of the numbers n, and table shown with their keys.
+    void Fill(const Key& key, const std::string& encoding) {
+        std::string script = "PRAGMA encoding='" + encoding + "'; BEGIN; CREATE TABLE t(" +
+                             key.columns + "n INT, v TEXT, " + key.constraint + ';';
+        for (int row = 0; row < 40; ++row) {
+            script += "INSERT OR IGNORE INTO t VALUES(";
+            for (std::size_t part = 0; part < key.parts; ++part) {
+                script += (key.columns.find("INTEGER") < 3 ? One({"NULL", "1", "2", "3"})
+                                                           : RandomValue(encoding != "UTF-8")) +
+                          ',';
+            }
+            script += std::to_string(row) + ",'old');";
+        }
+        std::filesystem::remove(path);
+        Run(script + "CREATE TABLE shown AS SELECT n AS number, " + key.shown +
+            " AS k FROM t; COMMIT");
+    }
+
+    std::mt19937 random{20240910};
+};
+
+TEST_F(SqliteKeys, AWriteSessionMeetsEachRecordOnceOrFails) {
+    std::size_t met = 0;
+    std::size_t refused = 0;
+    for (const char* const encoding : {"UTF-8", "UTF-16le", "UTF-16be"}) {
+        for (int turn = 0; turn < 60; ++turn) {
+            const Key key = RandomKey();
+            SCOPED_TRACE(key.columns + key.constraint + ' ' + encoding);
+            Fill(key, encoding);
+            const std::string order = Ask("SELECT " + key.shown + " FROM t ORDER BY " + key.list);
+            const std::string twins =
+                Ask("SELECT 1 FROM t GROUP BY " + key.list + " HAVING count(*) > 1");
+            const bool isRefused = key.isHidden && !twins.empty();
+            const std::string count = Ask("SELECT count(*) FROM t");
+            const std::string changed = Ask("SELECT n||'u'||n FROM t WHERE n % 3 <> 0 ORDER BY n");
+
+            OpenTable("t");
+            const bool isLate = Roll(2) == 0;  // the session begins in mid-walk
+            if (isLate) {
+                table->GetFirst();
+            }
+            table->BeginDelete();
+            std::set<std::int64_t> numbers;
+            std::string walk;
+            for (EPosition at = isLate ? table->position : table->GetFirst(); at != kNoPosition;
+                 at = table->GetNext()) {
+                const std::int64_t number = Field("n").AsInt64();
+                ASSERT_TRUE(numbers.insert(number).second) << "record " << number << " twice";
+                ASSERT_EQ(table->CurKey().Size(), key.parts);
+                walk += (walk.empty() ? "(" : "),(") + std::to_string(numbers.size()) + ',' +
+                        std::to_string(number);
+                SetText("v", "u" + std::to_string(number));
+                if (!isRefused) {
+                    ASSERT_TRUE(number % 3 == 0 ? table->DeleteOne(kNoPosition)
+                                                : table->Update(kNoPosition) != kNoPosition)
+                        << table->LastErrorText().c_str();
+                }
+            }
+            ASSERT_EQ(table->status, isRefused ? std::int32_t{DataOther} : std::int32_t{DataEnd})
+                << table->LastErrorText().c_str();
+            if (isRefused) {
+                ++refused;
+                continue;
+            }
+            met += numbers.size();
+            EXPECT_EQ(std::to_string(numbers.size()), count);
+            EXPECT_EQ(Ask("WITH walk(i, n) AS (VALUES" + walk +
+                          ")) SELECT k FROM walk JOIN shown ON number = n ORDER BY i"),
+                      order);
+            EXPECT_EQ(Ask("SELECT n||v FROM t ORDER BY n"), changed);
+        }
+    }
+    EXPECT_GT(met, 3000U);
+    EXPECT_GT(refused, 5U);
+}
+
+TEST_F(SqliteKeys, ATableOfAsManyColumnsAsSqliteTakesHasKeysToo) {
+    std::string columns;
+    std::string values;
+    for (int column = 2; column <= 2000; ++column) {
+        columns += ", c" + std::to_string(column);
+        values += "," + std::to_string(column);
+    }
+    const std::pair<const char*, const char*> cases[] = {
+        {"a", ")"},
+        {"a INTEGER PRIMARY KEY", ")"},
+        {"a TEXT", ", PRIMARY KEY(a COLLATE NOCASE, c2))"},
+        {"a TEXT", ", PRIMARY KEY(a, c2)) WITHOUT ROWID"}};
+    for (const char* const encoding : {"UTF-8", "UTF-16"}) {
+        for (const auto& [first, end] : cases) {
+            SCOPED_TRACE(std::string(first) + end + encoding);
+            std::filesystem::remove(path);
+            const bool hasTwins = std::string_view(end).find("NOCASE") != std::string_view::npos;
+            Run(std::string("PRAGMA encoding='") + encoding + "'; CREATE TABLE t(" + first +
+                columns + end + "; INSERT INTO t VALUES(" + (hasTwins ? "NULL" : "1") + values +
+                "),(" + (hasTwins ? "NULL" : "2") + values + "),(3" + values + ")");
+            if (hasTwins) {
+                Run("UPDATE t SET c2 = NULL");
+            }
+            OpenTable("t");
+            table->SetOrder({3});
+            EXPECT_EQ(Walk("a"), hasTwins ? "NULL|NULL|3" : "1|2|3");
+            std::string met;
+            std::set<EPosition> positions;
+            for (EPosition at = table->GetFirst(); at != kNoPosition; at = table->GetNext()) {
+                met += Text("a") + '-' + Text("c2000") + ' ';
+                EXPECT_TRUE(positions.insert(at).second);
+                SetText("c2000", "new" + std::to_string(positions.size()));
+                EXPECT_NE(table->Update(kNoPosition), kNoPosition)
+                    << table->LastErrorText().c_str();
+            }
+            EXPECT_EQ(table->status, DataEnd) << table->LastErrorText().c_str();
+            EXPECT_EQ(met, hasTwins ? "NULL-2000 NULL-2000 3-2000 " : "1-2000 2-2000 3-2000 ");
+            EXPECT_EQ(Ask("SELECT c2000 FROM t ORDER BY 1"), "new1|new2|new3");
+        }
+    }
 }
 
 }  // namespace

@@ -1,19 +1,8 @@
 #include "apps/CommandRun.h"
 #include "apps/TerminalRun.h"
 
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <sqlite3.h>
-
-#include <string>
-#include <vector>
-
-namespace etabulon {
+namespace etabulon::test {
 namespace {
-
-using test::RunCommand;
-using test::TerminalRun;
-using test::TestFolder;
 
 const std::string kDown = "\x1B[B";
 const std::string kUp = "\x1B[A";
@@ -27,24 +16,6 @@ const std::string kAltUp = "\x1B[1;3A";
 const std::string kAltDown = "\x1B[1;3B";
 const std::string kF5 = "\x1B[15~";
 const std::string kEscape = "\x1B";
-
-/// Somebody else who works on the database.
-class Other {
-public:
-    explicit Other(const std::string& path) {
-        EXPECT_EQ(sqlite3_open(path.c_str(), &database_), SQLITE_OK);
-    }
-    ~Other() { sqlite3_close(database_); }
-    Other(const Other&) = delete;
-    Other& operator=(const Other&) = delete;
-    void Do(const char* sql) {
-        EXPECT_EQ(sqlite3_exec(database_, sql, nullptr, nullptr, nullptr), SQLITE_OK)
-            << sqlite3_errmsg(database_);
-    }
-
-private:
-    sqlite3* database_ = nullptr;
-};
 
 class BrowsedOrders : public testing::Test {
 protected:
@@ -159,7 +130,7 @@ TEST_F(BrowsedOrders, SortAndStartAsTheOptionsSay) {
 TEST_F(BrowsedOrders, RefreshedShowWhatOthersHaveChanged) {
     TerminalRun run(Arguments({"--hide", "n"}));
     run.AwaitText("done, 5 records");
-    Other other(path_);
+    Database other(path_);
     other.Do(
         "INSERT INTO orders (country, city, n) VALUES ('Spain', '東京', 1), "
         "('Austria', 'a\x1B[31m', 2); DELETE FROM orders WHERE city = 'Lyon'");
@@ -188,7 +159,7 @@ TEST_F(BrowsedOrders, RefreshedShowWhatOthersHaveChanged) {
 TEST_F(BrowsedOrders, SelectedNodesAreRefreshedByThemselves) {
     TerminalRun run(Arguments({"--hide", "n"}));
     run.AwaitText("done, 5 records");
-    Other other(path_);
+    Database other(path_);
     other.Do("INSERT INTO orders (country, city, n) VALUES ('Austria', 'Linz', 1)");
     run.Type(kDown + "+");
     run.AwaitText("Linz");
@@ -205,7 +176,7 @@ TEST_F(BrowsedOrders, MarkNodesWithMoreLeavesThanAnAlertAllows) {
     EXPECT_EQ(run.screen.StyleOf("Lyon"), "bold 31");
     EXPECT_EQ(run.screen.StyleOf("Paris"), "bold 31");
     EXPECT_EQ(run.screen.StyleOf("France"), "32");
-    Other other(path_);
+    Database other(path_);
     other.Do("DELETE FROM orders WHERE city = 'Lyon' AND n = 2");
     run.Type(kF5);
     run.Await("Lyon is plain", [&] { return run.screen.StyleOf("Lyon").empty(); });
@@ -288,7 +259,7 @@ TEST_F(BrowsedOrders, GiveTheTerminalBack) {
 TEST_F(BrowsedOrders, LockedByOthersTellAndStayUsable) {
     TerminalRun run(Arguments(), "xterm", 120);
     run.AwaitText("done, 5 records");
-    Other other(path_);
+    Database other(path_);
     other.Do("BEGIN EXCLUSIVE");
     run.Type(kF5);
     run.AwaitText("refreshing: 0 records");
@@ -329,7 +300,7 @@ TEST_F(BrowsedOrders, StayAsTheyAreWhereALinkedTableCanNotBeRead) {
         "  + Graz (1)\n"
         "  + Lyon (1)";
     run.AwaitTree(tree);
-    Other other(path);
+    Database other(path);
     other.Do("ALTER TABLE city RENAME TO town");
     run.Type(kF5);
     run.AwaitText("linked table city can't be read: ");
@@ -402,8 +373,7 @@ TEST_F(BrowsedOrders, RefuseWhatCantBeShown) {
         {"xterm", {"--alert", "city>x:red"}, "is no alert"},
         {"xterm", {"--alert", "city>1:pink"}, "'pink' is no style"},
         {"xterm", {"--alert", "id>1:red"}, "--alert"},
-        {"xterm", {"--hide", "country,city,n"}, "no level is left to browse"},
-    };
+        {"xterm", {"--hide", "country,city,n"}, "no level is left to browse"}};
     for (const RefusalCase& refusal : cases) {
         TerminalRun run(Arguments(refusal.more), refusal.terminal, 200, 5);
         run.Finish();
@@ -426,4 +396,4 @@ TEST_F(BrowsedOrders, RefuseWhatCantBeShown) {
 }
 
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

@@ -1,11 +1,8 @@
 #include "apps/CommandRun.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
-#include <signal.h>
 #include <spawn.h>
-#include <sqlite3.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -133,6 +130,22 @@ CommandResult RunCommand(const std::vector<std::string>& arguments, const char* 
     return {run.status, run.out, run.err, run.seconds};
 }
 
+void ExpectFailures(const std::vector<FailureCase>& cases, const std::vector<std::string>& base,
+                    std::ptrdiff_t command) {
+    for (const auto& [options, status, said] : cases) {
+        std::vector<std::string> arguments = options;
+        arguments.insert(arguments.begin() + command, base.begin(), base.end());
+        const CommandResult result = RunCommand(arguments);
+        SCOPED_TRACE(testing::PrintToString(arguments) + result.err);
+        EXPECT_EQ(result.status, status);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err.find('\n'), result.err.size() - 1);
+        for (const std::string& text : said) {
+            EXPECT_NE(result.err.find(text), std::string::npos) << text;
+        }
+    }
+}
+
 CommandResult RunShell(const std::string& line) {
     CommandRun run("/bin/sh", {"-c", line}, nullptr);
     run.Finish();
@@ -153,11 +166,7 @@ TestFolder::~TestFolder() {
 
 std::string TestFolder::MakeDatabase(const std::string& name, const std::string& script) const {
     const std::string path = Path(name);
-    sqlite3* database = nullptr;
-    EXPECT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(database, script.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
-        << sqlite3_errmsg(database);
-    sqlite3_close(database);
+    Database(path).Do(script);
     return path;
 }
 

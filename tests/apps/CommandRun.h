@@ -1,5 +1,8 @@
 #pragma once
 
+#include "support/Database.h"
+
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/types.h>
 
@@ -51,6 +54,17 @@ struct CommandResult {
     double seconds = 0;
 };
 CommandResult RunCommand(const std::vector<std::string>& arguments, const char* output = nullptr);
+/// How a command fails: with this status, nothing on stdout, and one line on stderr that has all of
+/// these texts.
+struct FailureCase {
+    std::vector<std::string> arguments;
+    int status;
+    std::vector<std::string> said;
+};
+/// `base` stands before the arguments, but for `command` of them.
+void ExpectFailures(const std::vector<FailureCase>& cases,
+                    const std::vector<std::string>& base = {}, std::ptrdiff_t command = 0);
+
 /// A line for a shell, in which $ETABULON is the program.
 CommandResult RunShell(const std::string& line);
 

@@ -1,7 +1,5 @@
 #include "apps/CommandRun.h"
 
-#include <gtest/gtest.h>
-#include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,17 +8,10 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
-#include <string>
 #include <thread>
-#include <vector>
 
-namespace etabulon {
+namespace etabulon::test {
 namespace {
-
-using test::CommandResult;
-using test::CommandRun;
-using test::RunCommand;
-using test::TestFolder;
 
 using Arguments = std::vector<std::string>;
 
@@ -55,24 +46,8 @@ protected:
         arguments.insert(arguments.end(), options.begin(), options.end());
         return arguments;
     }
-    /// What SQLite says, rows and columns joined.
     [[nodiscard]] std::string Ask(const std::string& query) const {
-        sqlite3* database = nullptr;
-        EXPECT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
-        std::string answer;
-        const auto take = [](void* to, int count, char** values, char**) {
-            auto& joined = *static_cast<std::string*>(to);
-            for (int column = 0; column < count; ++column) {
-                joined += column == 0 ? "" : ",";
-                joined += values[column] != nullptr ? values[column] : "NULL";
-            }
-            joined += '|';
-            return 0;
-        };
-        EXPECT_EQ(sqlite3_exec(database, query.c_str(), take, &answer, nullptr), SQLITE_OK)
-            << sqlite3_errmsg(database);
-        sqlite3_close(database);
-        return answer;
+        return Database(path).Ask(query);
     }
     [[nodiscard]] std::string Stock() const {
         return Ask("SELECT shelf, slot, item, amount FROM stock");
@@ -115,25 +90,6 @@ TEST_F(Edit, PrintsTheScriptInNormalFormAndWritesNothing) {
     EXPECT_EQ(Stock(), before);
 }
 
-TEST_F(Edit, APrintedScriptPrintsItselfAgain) {
-    const std::string awkward =
-        "set shelf=\"a,b\":item=\"quote \"\" and\nline # set x\"\n"
-        "insert shelf=\"\n\nset y\",slot=-9223372036854775808\n"
-        "set shelf=,slot=2:price=-0.25\n"
-        "set shelf=caf\xC3\xA9:seen=NULL\n"
-        "set shelf=5 ft:item=\"\xC2\xBB\"\n"
-        "delete shelf=\"NULL\"\n"
-        "delete shelf=NULL\n";
-    const std::string script = folder.MakeFile("script", awkward);
-    const CommandResult result = Run({"--levels", "shelf,slot", "--script", script});
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(result.out, awkward);
-    const std::string loose = folder.MakeFile(
-        "loose", "# \"comment\r\n\r\n  set  shelf = A\" : amount = 3 \r\ndelete\tshelf=B");
-    EXPECT_EQ(Run({"--script", loose, "--set", "shelf=C:amount=4"}).out,
-              "set shelf=\"A\"\"\":amount=3\ndelete shelf=B\nset shelf=C:amount=4\n");
-}
-
 TEST_F(Edit, SavesWhatWasSetOrSaysThatItCannotBe) {
     path = folder.MakeDatabase("odd.db",
                                "CREATE TABLE stock(id INTEGER PRIMARY KEY, n INT, r REAL, a TEXT, "
@@ -145,8 +101,7 @@ TEST_F(Edit, SavesWhatWasSetOrSaysThatItCannotBe) {
         {":r=123456789012345683968", "null,real,null|"},
         {":r=inf", "null,real,null|"},
         {":r=NULL", "null,null,null|"},
-        {":d=2001-02-03 00:00", "null,null,null|"},
-    };
+        {":d=2001-02-03 00:00", "null,null,null|"}};
     for (const auto& [edit, types] : cases) {
         const CommandResult result = Run({"--set", edit, "--save"});
         EXPECT_EQ(result.out, "1 updated, 0 inserted, 0 deleted\n") << edit << result.err;
@@ -198,8 +153,7 @@ TEST_F(Edit, ViewsShowWhatASaveMakes) {
          "shelf\tslot\titem\tamount\tprice\tisOld\tseen\tpicture\topened\tworth\tsupplier\n"
          "C\t3\tnail\t\\N\t\\N\t\\N\t\\N\t\\N\t\\N\t\\N\t\\N\n"},
         {{"score", "--level", "shelf", "--calc", "SUM:amount", "--top", "1"},
-         "shelf\tSUM(amount)\nD\t30\ntotal\t35\n"},
-    };
+         "shelf\tSUM(amount)\nD\t30\ntotal\t35\n"}};
     const std::string before = Stock();
     for (const ViewCase& each : cases) {
         Arguments options = edits;
@@ -215,12 +169,6 @@ TEST_F(Edit, ViewsShowWhatASaveMakes) {
     EXPECT_EQ(Run(save).status, 0);
     EXPECT_EQ(Stock(), "B,1,nail,5|C,3,nail,NULL|D,2,nail,20|D,5,nail,10|");
 }
-
-struct FailureCase {
-    Arguments options;
-    int status;
-    std::vector<std::string> said;  // on stderr, in one line
-};
 
 TEST_F(Edit, WhatCannotBeEditedIsTold) {
     const std::string script = folder.MakeFile("bad", "set shelf=A:amount=1\n\nset shelf=A\n");
@@ -267,19 +215,9 @@ TEST_F(Edit, WhatCannotBeEditedIsTold) {
          2,
          {"delete 'item=bolt'", "'set shelf=B,slot=2:amount=3'", "put it first"}},
         {{"--set", "shelf=A:supplier>name=x"}, 1, {"'supplier>name'", "another table"}},
-        {{"--insert", "supplier>name=Ames"}, 1, {"'supplier>name'", "another table"}},
-    };
+        {{"--insert", "supplier>name=Ames"}, 1, {"'supplier>name'", "another table"}}};
     const std::string before = Stock();
-    for (const FailureCase& each : cases) {
-        const CommandResult result = Run(each.options);
-        const std::string shown = testing::PrintToString(each.options);
-        EXPECT_EQ(result.status, each.status) << shown << result.err;
-        EXPECT_EQ(result.out, "") << shown;
-        EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << shown << result.err;
-        for (const std::string& text : each.said) {
-            EXPECT_NE(result.err.find(text), std::string::npos) << text << " in " << result.err;
-        }
-    }
+    ExpectFailures(cases, {"edit", path, "stock"});
     EXPECT_EQ(Stock(), before);
 }
 
@@ -298,13 +236,12 @@ TEST_F(Edit, ASaveThatFailsLosesNothing) {
          1,
          {"a record at shelf=B,slot=1", "inserted", "'stock'", "UNIQUE"}},
         // Only when all is to be committed.
-        {{"--set", "shelf=A:supplier=9"}, 1, {"FOREIGN KEY"}},
-    };
+        {{"--set", "shelf=A:supplier=9"}, 1, {"FOREIGN KEY"}}};
     const std::string before = Stock();
     for (const FailureCase& each : cases) {
-        const std::string shown = testing::PrintToString(each.options);
-        const CommandResult printed = Run(each.options);
-        Arguments save = each.options;
+        const std::string shown = testing::PrintToString(each.arguments);
+        const CommandResult printed = Run(each.arguments);
+        Arguments save = each.arguments;
         save.emplace_back("--save");
         const CommandResult result = Run(save);
         EXPECT_EQ(result.status, each.status) << shown;
@@ -335,11 +272,10 @@ TEST_F(Edit, WhatCannotBeWrittenPrintsTheScript) {
     EXPECT_EQ(view.out, "delete shelf=A\n");
     EXPECT_NE(view.err.find("a view"), std::string::npos) << view.err;
 
-    sqlite3* other = nullptr;
-    ASSERT_EQ(sqlite3_open(path.c_str(), &other), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    auto other = std::make_unique<Database>(path);
+    other->Do("BEGIN IMMEDIATE");
     const CommandResult locked = Run({"--delete", "shelf=A", "--save"});
-    sqlite3_close(other);
+    other.reset();
     EXPECT_EQ(locked.status, 1);
     EXPECT_EQ(locked.out, "delete shelf=A\n");
     EXPECT_NE(locked.err.find("locked"), std::string::npos) << locked.err;
@@ -353,14 +289,13 @@ TEST_F(Edit, WhatIsLockedForAllPrintsTheEditsAsTheyWereAsked) {
                           "--delete", "supplier>name=Bell"};
     Arguments save = edits;
     save.emplace_back("--save");
-    sqlite3* other = nullptr;
-    ASSERT_EQ(sqlite3_open(path.c_str(), &other), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+    auto other = std::make_unique<Database>(path);
+    other->Do("BEGIN EXCLUSIVE");
     const auto start = std::chrono::steady_clock::now();
     const CommandResult locked = Run(save);
     // Two seconds, and not once more for another way of opening it.
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
-    sqlite3_close(other);
+    other.reset();
     EXPECT_EQ(locked.status, 1);
     EXPECT_EQ(locked.err.find("etabulon: nothing was saved"), 0U) << locked.err;
     EXPECT_NE(locked.err.find("locked"), std::string::npos) << locked.err;
@@ -383,12 +318,10 @@ TEST_F(Edit, ASaveWhoseReportCannotBeWrittenSaysThatItIsSaved) {
 
 TEST_F(Edit, AReaderThatKeepsTheCommitWaitingEndsTheSave) {
     const std::string before = Stock();
-    sqlite3* other = nullptr;
-    ASSERT_EQ(sqlite3_open(path.c_str(), &other), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(other, "BEGIN; SELECT count(*) FROM stock", nullptr, nullptr, nullptr),
-              SQLITE_OK);
+    auto other = std::make_unique<Database>(path);
+    other->Do("BEGIN; SELECT count(*) FROM stock");
     const CommandResult result = Run({"--delete", "shelf=A", "--save"});
-    sqlite3_close(other);
+    other.reset();
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.out, "delete shelf=A\n");
     EXPECT_NE(result.err.find("nothing was saved"), std::string::npos) << result.err;
@@ -452,4 +385,4 @@ TEST_F(Edit, CtrlCInASaveTakesItBack) {
 }
 
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

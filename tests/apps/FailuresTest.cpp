@@ -1,42 +1,15 @@
 #include "apps/CommandRun.h"
 
-#include <gtest/gtest.h>
-#include <sqlite3.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <string>
-#include <vector>
 
-namespace etabulon {
+namespace etabulon::test {
 namespace {
 
-using test::CommandResult;
-using test::CommandRun;
-using test::RunCommand;
-using test::TestFolder;
-
 const std::string kStrikes = ETABULON_STRIKES_DATABASE;
-
-struct FailureCase {
-    std::vector<std::string> arguments;
-    int status;
-    std::vector<std::string> said;  // on stderr
-};
-
-/// One line on stderr, nothing on stdout.
-void ExpectFailure(const FailureCase& expected) {
-    const CommandResult result = RunCommand(expected.arguments);
-    const std::string shown = testing::PrintToString(expected.arguments);
-    EXPECT_EQ(result.status, expected.status) << shown << result.err;
-    EXPECT_EQ(result.out, "") << shown;
-    EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << shown << result.err;
-    for (const std::string& text : expected.said) {
-        EXPECT_NE(result.err.find(text), std::string::npos) << text << " in " << result.err;
-    }
-}
 
 TEST(WrongUsage, EndsWith2) {
     const std::vector<FailureCase> cases = {
@@ -64,11 +37,8 @@ TEST(WrongUsage, EndsWith2) {
           "id\xC2\xBB"
           "damage"},
          2,
-         {"table.column"}},
-    };
-    for (const FailureCase& each : cases) {
-        ExpectFailure(each);
-    }
+         {"table.column"}}};
+    ExpectFailures(cases);
 }
 
 TEST(WhatIsNotThere, EndsWith1AndNamesWhatIs) {
@@ -103,11 +73,8 @@ TEST(WhatIsNotThere, EndsWith1AndNamesWhatIs) {
          {"'four'", "integer"}},
         {{"walk", kStrikes, "strikes", "--levels", "flight_date", "--at", "flight_date=2024-13-01"},
          1,
-         {"'2024-13-01'", "date"}},
-    };
-    for (const FailureCase& each : cases) {
-        ExpectFailure(each);
-    }
+         {"'2024-13-01'", "date"}}};
+    ExpectFailures(cases);
 }
 
 /// What a message proposes in the place of the last argument.
@@ -156,8 +123,7 @@ TEST(Proposals, AreTakenAsTheyStand) {
         {"grid", odd, "t", "--axes", "\"a,b\"", "--calc", "COUNT:flag", "--drill", "ULL"},
         {"tree", odd, "t", "--levels", "flg"},
         {"walk", odd, "taget"},
-        {"edit", odd, "t", "--delete", "flag=1", "--show", "wlak"},
-    };
+        {"edit", odd, "t", "--delete", "flag=1", "--show", "wlak"}};
     for (std::vector<std::string> arguments : cases) {
         const CommandResult refused = RunCommand(arguments);
         ASSERT_NE(refused.status, 0) << testing::PrintToString(arguments);
@@ -193,11 +159,8 @@ TEST(BadSource, EndsWith1AndNamesTheFile) {
         {{"walk", folder.MakeFile("uneven.csv", "a,b\n1,2\n3\n"), "--limit", "1"},
          1,
          {"uneven.csv", "3"}},
-        {{"walk", folder.MakeFile("no\x1B[2Jsuch", ""), "x"}, 1, {"no\\x1b[2Jsuch"}},
-    };
-    for (const FailureCase& each : cases) {
-        ExpectFailure(each);
-    }
+        {{"walk", folder.MakeFile("no\x1B[2Jsuch", ""), "x"}, 1, {"no\\x1b[2Jsuch"}}};
+    ExpectFailures(cases);
     const CommandResult broken = RunCommand({"walk", cut, "strikes"});
     EXPECT_EQ(broken.status, 1);
     EXPECT_NE(broken.err.find("cut.db"), std::string::npos) << broken.err;
@@ -210,17 +173,15 @@ TEST(BadSource, IsAFileThatMayNotBeRead) {
     const TestFolder folder;
     const std::string path = folder.MakeFile("secret.csv", "a\n1\n");
     std::filesystem::permissions(path, std::filesystem::perms::none);
-    ExpectFailure({{"walk", path}, 1, {"secret.csv", "Permission denied"}});
+    ExpectFailures({{{"walk", path}, 1, {"secret.csv", "Permission denied"}}});
 }
 
 TEST(BadSource, IsADatabaseThatAnotherHasLocked) {
     const TestFolder folder;
     const std::string path = folder.MakeDatabase("busy.db", "CREATE TABLE t(id INTEGER)");
-    sqlite3* holder = nullptr;
-    ASSERT_EQ(sqlite3_open(path.c_str(), &holder), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(holder, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
-    ExpectFailure({{"walk", path}, 1, {"busy.db", "locked"}});
-    sqlite3_close(holder);
+    Database holder(path);
+    holder.Do("BEGIN EXCLUSIVE");
+    ExpectFailures({{{"walk", path}, 1, {"busy.db", "locked"}}});
 }
 
 TEST(BadView, EndsItsWalkWith1AndTheEnginesText) {
@@ -295,4 +256,4 @@ TEST_F(EndlessView, IsWrittenAsItComesAndEndsQuietlyWhenTheReaderGoes) {
 }
 
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

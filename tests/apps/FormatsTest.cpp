@@ -1,16 +1,7 @@
 #include "apps/CommandRun.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
-namespace etabulon {
+namespace etabulon::test {
 namespace {
-
-using test::CommandResult;
-using test::RunCommand;
-using test::TestFolder;
-
 constexpr const char* kOddities = R"(
     CREATE TABLE odd(id INTEGER PRIMARY KEY, t TEXT, n INTEGER, r REAL, b BLOB, d DATE);
     INSERT INTO odd VALUES
@@ -62,26 +53,16 @@ INSTANTIATE_TEST_SUITE_P(
                   "7\t\xC3(\t4\t1e+05\t\\N\t\\N\n"
                   "8\tété 東\t5\t1\t\\N\t\\N\n"
                   "9\t\\\\N\t6\t\\N\t\\N\t\\N\n"),
-        std::pair("ndjson",
-                  R"({"id":1,"t":null,"n":null,"r":null,"b":null,"d":null})"
-                  "\n"
-                  R"({"id":2,"t":"","n":0,"r":0,"b":{"hex":""},"d":"2024-02-29"})"
-                  "\n"
-                  R"({"id":3,"t":"NULL","n":-9223372036854775807,"r":1e+300,)"
-                  R"("b":{"hex":"00ff"},"d":"0999-01-01"})"
-                  "\n"
-                  R"({"id":4,"t":"say \"a,b\"","n":1,"r":"inf","b":{"hex":"41"},"d":null})"
-                  "\n"
-                  R"({"id":5,"t":"two\nlines\ttab\\\r","n":2,"r":0.1,"b":null,"d":null})"
-                  "\n"
-                  R"({"id":6,"t":" blanks ","n":3,"r":-1.5,"b":null,"d":null})"
-                  "\n"
-                  R"({"id":7,"t":{"hex":"c328"},"n":4,"r":1e+05,"b":null,"d":null})"
-                  "\n"
-                  R"({"id":8,"t":"été 東","n":5,"r":1,"b":null,"d":null})"
-                  "\n"
-                  R"({"id":9,"t":"\\N","n":6,"r":null,"b":null,"d":null})"
-                  "\n"),
+        std::pair("ndjson", R"({"id":1,"t":null,"n":null,"r":null,"b":null,"d":null}
+{"id":2,"t":"","n":0,"r":0,"b":{"hex":""},"d":"2024-02-29"}
+{"id":3,"t":"NULL","n":-9223372036854775807,"r":1e+300,"b":{"hex":"00ff"},"d":"0999-01-01"}
+{"id":4,"t":"say \"a,b\"","n":1,"r":"inf","b":{"hex":"41"},"d":null}
+{"id":5,"t":"two\nlines\ttab\\\r","n":2,"r":0.1,"b":null,"d":null}
+{"id":6,"t":" blanks ","n":3,"r":-1.5,"b":null,"d":null}
+{"id":7,"t":{"hex":"c328"},"n":4,"r":1e+05,"b":null,"d":null}
+{"id":8,"t":"été 東","n":5,"r":1,"b":null,"d":null}
+{"id":9,"t":"\\N","n":6,"r":null,"b":null,"d":null}
+)"),
         std::pair("table",
                   "id  t                                         n       r  b     d\n"
                   "--  ---------------------  --------------------  ------  ----  ----------\n"
@@ -124,5 +105,261 @@ TEST(FormatTable, WidensNothingForOneLongCellAndGoesOnBehindItsSample) {
     EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 1002);
 }
 
+/// Cells without records, values that differ, empty and missing ones, zero, and texts that each of
+/// the formats has to escape.
+constexpr const char* kMarks = R"(
+    CREATE TABLE marks(id INTEGER PRIMARY KEY, a TEXT, b TEXT, t TEXT, n INTEGER);
+    INSERT INTO marks VALUES (1, 'x|y', '<b>', '', 0), (2, 'x|y', 'c&d', 'u', 1),
+        (3, 'x|y', 'c&d', 'v', 2), (4, 'z', 'c&d', NULL, NULL),
+        (5, NULL, '<b>', 'two' || char(10) || 'lines', 4), (6, 'z_', 'c&d', '≠', 5);
+)";
+
+struct FormatCase {
+    const char* format;
+    const char* expected;
+};
+
+class ResultFormats : public testing::TestWithParam<FormatCase> {};
+
+TEST_P(ResultFormats, TellNoValueDifferingMissingEmptyAndZeroApart) {
+    const TestFolder folder;
+    const std::string path = folder.MakeDatabase("marks.db", kMarks);
+    const auto& [format, expected] = GetParam();
+    const CommandResult result =
+        RunCommand({"grid", path, "--axes", "a,b", "--calc", "COMMONVAL:t", "--format", format});
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out, expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, ResultFormats,
+    testing::Values(
+        FormatCase{"table",
+                   "a \\ b  <b>           c&d   total\n"
+                   "-----  ------------  ----  ------------\n"
+                   "NULL   \"two\\nlines\"        \"two\\nlines\"\n"
+                   "x|y    \"\"            ≠     ≠\n"
+                   "z                    NULL  NULL\n"
+                   "z_                   \"≠\"   \"≠\"\n"
+                   "total  ≠             ≠     ≠\n"},
+        FormatCase{"csv",
+                   "a \\ b,<b>,c&d,total\n"
+                   ",\"two\nlines\",,\"two\nlines\"\n"
+                   "x|y,\"\",≠,≠\n"
+                   "z,,,\n"
+                   "z_,,\"≠\",\"≠\"\n"
+                   "total,≠,≠,≠\n"},
+        FormatCase{"tsv",
+                   "a \\\\ b\t<b>\tc&d\ttotal\n"
+                   "\\N\ttwo\\nlines\t\\N\ttwo\\nlines\n"
+                   "x|y\t\t\\D\t\\D\n"
+                   "z\t\\N\t\\N\t\\N\n"
+                   "z_\t\\N\t≠\t≠\n"
+                   "total\t\\D\t\\D\t\\D\n"},
+        FormatCase{"json",
+                   R"json([
+{"calculation":"COMMONVAL(t)","lines":{"axis":"a","labels":[null,"x|y","z","z_"]},
+"columns":{"axis":"b","labels":["<b>","c&d"]},
+"values":[
+["two\nlines",null],
+["",{"special":"differ"}],
+[null,null],
+[null,"≠"]],
+"lineTotals":["two\nlines",{"special":"differ"},null,"≠"],
+"columnTotals":[{"special":"differ"},{"special":"differ"}],"total":{"special":"differ"}}
+]
+)json"},
+        FormatCase{
+            "ndjson",
+            R"json({"calculation":"COMMONVAL(t)","line":null,"column":"<b>","value":"two\nlines"}
+{"calculation":"COMMONVAL(t)","line":null,"column":"c&d","value":null}
+{"calculation":"COMMONVAL(t)","line":null,"total":"two\nlines"}
+{"calculation":"COMMONVAL(t)","line":"x|y","column":"<b>","value":""}
+{"calculation":"COMMONVAL(t)","line":"x|y","column":"c&d","value":{"special":"differ"}}
+{"calculation":"COMMONVAL(t)","line":"x|y","total":{"special":"differ"}}
+{"calculation":"COMMONVAL(t)","line":"z","column":"<b>","value":null}
+{"calculation":"COMMONVAL(t)","line":"z","column":"c&d","value":null}
+{"calculation":"COMMONVAL(t)","line":"z","total":null}
+{"calculation":"COMMONVAL(t)","line":"z_","column":"<b>","value":null}
+{"calculation":"COMMONVAL(t)","line":"z_","column":"c&d","value":"≠"}
+{"calculation":"COMMONVAL(t)","line":"z_","total":"≠"}
+{"calculation":"COMMONVAL(t)","column":"<b>","total":{"special":"differ"}}
+{"calculation":"COMMONVAL(t)","column":"c&d","total":{"special":"differ"}}
+{"calculation":"COMMONVAL(t)","total":{"special":"differ"}}
+)json"},
+        FormatCase{"markdown",
+                   "| a \\\\ b | \\<b\\> | c\\&d | total |\n"
+                   "| --- | --- | --- | --- |\n"
+                   "| NULL | two<br>lines | | two<br>lines |\n"
+                   "| x\\|y | \"\" | ≠ | ≠ |\n"
+                   "| z | | NULL | NULL |\n"
+                   "| z\\_ | | \"≠\" | \"≠\" |\n"
+                   "| **total** | **≠** | **≠** | **≠** |\n"}),
+    [](const auto& instance) { return std::string(instance.param.format); });
+
+TEST(ResultAsHtml, IsOneDocumentWithScopesAndEscapedText) {
+    const TestFolder folder;
+    const std::string path = folder.MakeDatabase("marks.db", kMarks);
+    const std::string out =
+        RunCommand({"grid", path, "--axes", "a,b", "--calc", "COMMONVAL:t", "--format", "html"})
+            .out;
+    EXPECT_EQ(out.rfind("<!DOCTYPE html>\n<html lang=\"en\">", 0), 0U);
+    EXPECT_NE(out.find("<caption>COMMONVAL(t): a \\ b</caption>"), std::string::npos);
+    const std::string table = out.substr(out.find("<thead>"));
+    EXPECT_EQ(table,
+              "<thead>\n"
+              "<tr><th scope=\"col\">a \\ b</th><th scope=\"col\">&lt;b&gt;</th>"
+              "<th scope=\"col\">c&amp;d</th><th scope=\"col\">total</th></tr>\n"
+              "</thead>\n<tbody>\n"
+              "<tr><th scope=\"row\" class=\"null\">NULL</th><td>two<br>lines</td>"
+              "<td class=\"absent\"></td><td>two<br>lines</td></tr>\n"
+              "<tr><th scope=\"row\">x|y</th><td>&quot;&quot;</td>"
+              "<td class=\"differing\">≠</td><td class=\"differing\">≠</td></tr>\n"
+              "<tr><th scope=\"row\">z</th><td class=\"absent\"></td>"
+              "<td class=\"null\">NULL</td><td class=\"null\">NULL</td></tr>\n"
+              "<tr><th scope=\"row\">z_</th><td class=\"absent\"></td>"
+              "<td>&quot;≠&quot;</td><td>&quot;≠&quot;</td></tr>\n"
+              "<tr class=\"total\"><th scope=\"row\">total</th><td class=\"differing\">≠</td>"
+              "<td class=\"differing\">≠</td><td class=\"differing\">≠</td></tr>\n"
+              "</tbody>\n</table>\n</body>\n</html>\n");
+}
+
+TEST(ScoreFormats, KeepTheTotalAndTheLabelsOfEachLevel) {
+    const TestFolder folder;
+    const std::string path = folder.MakeDatabase("marks.db", kMarks);
+    const auto print = [&path](const char* format) {
+        return RunCommand({"score", path, "--level", "a,b", "--calc", "SUM:n,COUNT:id", "--top",
+                           "2", "--format", format})
+            .out;
+    };
+    EXPECT_EQ(print("table"),
+              "a      b    SUM(n)  COUNT(id)\n"
+              "-----  ---  ------  ---------\n"
+              "z_     c&d       5          1\n"
+              "NULL   <b>       4          1\n"
+              "total           12          6\n");
+    EXPECT_EQ(print("json"),
+              R"json({"lines":[
+{"label":{"a":"z_","b":"c&d"},"values":{"SUM(n)":5,"COUNT(id)":1}},
+{"label":{"a":null,"b":"<b>"},"values":{"SUM(n)":4,"COUNT(id)":1}}],
+"total":{"SUM(n)":12,"COUNT(id)":6}}
+)json");
+    EXPECT_EQ(print("ndjson"),
+              R"json({"label":{"a":"z_","b":"c&d"},"values":{"SUM(n)":5,"COUNT(id)":1}}
+{"label":{"a":null,"b":"<b>"},"values":{"SUM(n)":4,"COUNT(id)":1}}
+{"total":{"SUM(n)":12,"COUNT(id)":6}}
+)json");
+}
+
+/// What several calculations make of the axes.
+struct ShapeCase {
+    const char* name;
+    std::vector<std::string> options;
+    const char* expected;
+};
+
+class GridShapes : public testing::TestWithParam<ShapeCase> {};
+
+TEST_P(GridShapes, FollowTheAxesAndTheCalculations) {
+    const TestFolder folder;
+    const std::string path = folder.MakeDatabase("marks.db", kMarks);
+    std::vector<std::string> arguments = {"grid", path, "--format", "csv"};
+    const std::vector<std::string>& options = GetParam().options;
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    const CommandResult result = RunCommand(arguments);
+    EXPECT_EQ(result.out, GetParam().expected);
+    EXPECT_EQ(result.status, 0) << result.err;  // a program that leaks says so where it is checked
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, GridShapes,
+    testing::Values(
+        ShapeCase{"OneValue", {"--calc", "SUM:n"}, "SUM(n)\n12\n"},
+        ShapeCase{"ALineForEachCalculation",
+                  {"--calc", "SUM:n,COUNT:n"},
+                  "calculation,value\nSUM(n),12\nCOUNT(n),6\n"},
+        ShapeCase{"VariablesAcrossFunctions",
+                  {"--calc", "SUM:n,COUNT:n,COUNT:id"},
+                  "variable,SUM,COUNT\nn,12,6\nid,,6\n"},
+        ShapeCase{"VariablesAsColumns",
+                  {"--axes", "b", "--calc", "SUM:n,COUNT:id"},
+                  "b,SUM(n),COUNT(id)\n<b>,4,2\nc&d,8,4\ntotal,12,6\n"},
+        ShapeCase{"FunctionsAsColumns",
+                  {"--axes", "b", "--calc", "SUM:n,COUNT:n"},
+                  "b,SUM(n),COUNT(n)\n<b>,4,2\nc&d,8,4\ntotal,12,6\n"},
+        ShapeCase{"GridsSideBySide",
+                  {"--axes", "b", "--calc", "SUM:n,COUNT:n,COUNT:id"},
+                  "b,SUM(n),COUNT(n),COUNT(id)\n<b>,4,2,2\nc&d,8,4,4\ntotal,12,6,6\n"},
+        ShapeCase{"ATableForEachCalculation",
+                  {"--axes", "b,a", "--at", "id=5", "--calc", "SUM:n,COUNT:id"},
+                  "calculation,b \\ a,NULL,total\nSUM(n),<b>,4,4\nSUM(n),total,4,4\n"
+                  "COUNT(id),<b>,1,1\nCOUNT(id),total,1,1\n"},
+        ShapeCase{"OnlyThePriorityCalculation",
+                  {"--levels", "b,t,a", "--hide", "t", "--reverse", "b", "--calc", "SUM:n,COUNT:id",
+                   "--priority", "2"},
+                  "b \\ a,NULL,x|y,z,z_,total\nc&d,,2,1,1,4\n<b>,1,1,,,2\ntotal,1,3,1,1,6\n"}),
+    [](const auto& instance) { return std::string(instance.param.name); });
+
+TEST(EmptyResults, AreHeadsWithoutLines) {
+    const TestFolder folder;
+    const std::string path =
+        folder.MakeDatabase("none.db", "CREATE TABLE none(id INTEGER PRIMARY KEY, a TEXT);");
+    EXPECT_EQ(RunCommand({"grid", path, "--axes", "a", "--calc", "COUNT:id"}).out,
+              "a\tCOUNT(id)\n");
+    EXPECT_EQ(RunCommand({"grid", path, "--axes", "a,id", "--calc", "COUNT:id"}).out,
+              "a \\\\ id\n");
+    EXPECT_EQ(RunCommand({"grid", path, "--calc", "COUNT:id", "--format", "ndjson"}).out, "");
+    EXPECT_EQ(RunCommand({"score", path, "--level", "a", "--calc", "COUNT:id"}).out,
+              "a\tCOUNT(id)\ntotal\t\\N\n");
+}
+
+TEST(Drill, PrintsTheRecordsBehindCellsAndTotals) {
+    const TestFolder folder;
+    const std::string path = folder.MakeDatabase("marks.db", kMarks);
+    const auto drill = [&path](const char* axes, const char* cell) {
+        return RunCommand({"grid", path, "--axes", axes, "--calc", "SUM:n", "--drill", cell,
+                           "--format", "csv"})
+            .out;
+    };
+    EXPECT_EQ(drill("a,b", "x|y,c&d"), "a,b,id,t,n\nx|y,c&d,2,u,1\nx|y,c&d,3,v,2\n");
+    EXPECT_EQ(drill("a,b", "NULL,total"), "a,b,id,t,n\n,<b>,5,\"two\nlines\",4\n");
+    EXPECT_EQ(drill("b", "<b>"), "b,id,a,t,n\n<b>,1,x|y,\"\",0\n<b>,5,,\"two\nlines\",4\n");
+    const std::string all = drill("a,b", "total,total");
+    EXPECT_NE(all.find("\nx|y,<b>,1,"), std::string::npos);
+    EXPECT_NE(all.find("\nz_,c&d,6,"), std::string::npos);
+}
+
+TEST(ResultOptions, FailWithWhatIsWrong) {
+    const std::vector<FailureCase> cases = {
+        {{"grid", "--axes", "damage"}, 2, {"--calc FUNCTION:column,... is missing"}},
+        {{"grid", "--calc", "SUM"}, 2, {"'SUM' in --calc isn't written as FUNCTION:column"}},
+        {{"grid", "--calc", "SUM:damage"}, 2, {"there are 'COMMONVAL', 'COUNT' and 'LAST'"}},
+        {{"grid", "--calc", "SOM:id"}, 2, {"did you mean 'SUM'?"}},
+        {{"grid", "--calc", "SUM:costs"}, 1, {"table 'strikes' has no column 'costs'"}},
+        {{"grid", "--calc", "SUM:id,sum:ID"}, 2, {"SUM(id) is given twice"}},
+        {{"grid", "--calc", "SUM:id", "--axes", "id,damage,phase_of_flight"},
+         2,
+         {"a grid has two axes, not 3"}},
+        {{"grid", "--calc", "SUM:id", "--axes", "id,id"}, 2, {"level 'id' is given twice"}},
+        {{"grid", "--calc", "SUM:id", "--axes", "id", "--hide", "id"}, 2, {"both in --axes and"}},
+        {{"grid", "--calc", "SUM:id", "--axes", "id", "--at", "id=1"},
+         2,
+         {"has one value by --at"}},
+        {{"grid", "--calc", "SUM:id", "--priority", "2"}, 2, {"--calc has one calculation"}},
+        {{"grid", "--calc", "SUM:id", "--drill", "a"}, 2, {"--drill needs an axis"}},
+        {{"grid", "--calc", "SUM:id", "--axes", "damage,id", "--drill", "B"},
+         2,
+         {"--drill takes two labels"}},
+        {{"grid", "--calc", "SUM:id", "--axes", "damage", "--drill", "b"},
+         1,
+         {"'b' in --drill isn't a label of 'damage'"}},
+        {{"grid", "--calc", "SUM:id", "--at", "damage=X"}, 1, {"has no 'X' at level 'damage'"}},
+        {{"score", "--calc", "SUM:id"}, 2, {"--level is missing"}},
+        {{"score", "--calc", "SUM:id", "--level", "damage", "--depth", "2"},
+         2,
+         {"--depth is 2, but there is one level"}}};
+    ExpectFailures(cases, {ETABULON_STRIKES_DATABASE, "strikes"}, 1);
+}
+
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

@@ -1,22 +1,13 @@
 #include "apps/CommandRun.h"
 #include "support/AllocationCount.h"
 
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <fstream>
-#include <string>
-#include <vector>
 
-namespace etabulon {
+namespace etabulon::test {
 namespace {
-
-using test::CommandResult;
-using test::CommandRun;
-using test::RunCommand;
-using test::RunShell;
-using test::TestFolder;
 
 const std::string kStrikes = ETABULON_STRIKES_DATABASE;
 
@@ -44,8 +35,7 @@ TEST(BrokenDescriptors, ChangeNoStatusAndEndNothingBySignal) {
         {"$ETABULON edit D strikes --set airport_id=1:airport_id=2 --levels 'airport>name' --show "
          "score --calc COUNT:id --top 0 2>/dev/full",
          0, "total\t10000"},
-        {"(sleep 0.2; $ETABULON walk nosuch; echo $? >&3) 3>&1 2>&1 >/dev/null | :", 0, ""},
-    };
+        {"(sleep 0.2; $ETABULON walk nosuch; echo $? >&3) 3>&1 2>&1 >/dev/null | :", 0, ""}};
     for (const ShellCase& each : cases) {
         std::string line = each.line;
         if (const std::size_t place = line.find(" D "); place != std::string::npos) {
@@ -78,7 +68,7 @@ TEST(ReaderThatHasGone, IsNoFailureWhateverWasPrinted) {
 // ---------------------------------------------------------------------------- what runs short
 
 TEST(TooFewThreads, AreAFailureThatIsTold) {
-    if (!test::kAllocationsAreCounted) {
+    if (!kAllocationsAreCounted) {
         GTEST_SKIP() << "sanitizers start threads of their own";
     }
     const std::string line = "ulimit -p 1; exec $ETABULON levels " + kStrikes;
@@ -90,7 +80,7 @@ TEST(TooFewThreads, AreAFailureThatIsTold) {
 }
 
 TEST(TooLittleMemory, IsAFailureWhereverItRunsOut) {
-    if (!test::kAllocationsAreCounted) {
+    if (!kAllocationsAreCounted) {
         GTEST_SKIP() << "sanitizers take more than there is";
     }
     bool hasFailed = false;
@@ -225,4 +215,4 @@ TEST(InterruptedSave, SaysThatNothingWasSavedWhicheverSignalEndsIt) {
 }
 
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

@@ -1,43 +1,14 @@
 #include "apps/CommandRun.h"
 
-#include <gtest/gtest.h>
-#include <sqlite3.h>
-
 #include <cmath>
 #include <map>
 #include <set>
 #include <sstream>
-#include <string>
-#include <vector>
 
-namespace etabulon {
+namespace etabulon::test {
 namespace {
 
-using test::CommandResult;
-using test::RunCommand;
-using test::TestFolder;
-
-using Row = std::vector<std::string>;
-
-/// The rows of a query, NULL as \N.
-std::vector<Row> Query(const std::string& path, const std::string& sql) {
-    sqlite3* database = nullptr;
-    EXPECT_EQ(sqlite3_open_v2(path.c_str(), &database, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
-    sqlite3_stmt* statement = nullptr;
-    EXPECT_EQ(sqlite3_prepare_v2(database, sql.c_str(), -1, &statement, nullptr), SQLITE_OK)
-        << sqlite3_errmsg(database) << " in " << sql;
-    std::vector<Row> rows;
-    while (statement != nullptr && sqlite3_step(statement) == SQLITE_ROW) {
-        Row& row = rows.emplace_back();
-        for (int column = 0; column < sqlite3_column_count(statement); ++column) {
-            const unsigned char* const text = sqlite3_column_text(statement, column);
-            row.emplace_back(text == nullptr ? "\\N" : reinterpret_cast<const char*>(text));
-        }
-    }
-    sqlite3_finalize(statement);
-    sqlite3_close(database);
-    return rows;
-}
+using Row = Database::Row;
 
 /// What a command prints as lines of cells.
 std::vector<Row> Printed(const std::vector<std::string>& arguments) {
@@ -99,13 +70,11 @@ struct Function {
     const char* code;
     const char* sql;
 };
-constexpr Function kFunctions[] = {
-    {"COUNT", "COUNT(*)"},
-    {"SUM", "SUM(x)"},
-    {"AVG", "SUM(CAST(x AS REAL)) / COUNT(*)"},
-    {"MIN", "CASE WHEN COUNT(*) = COUNT(x) THEN MIN(x) END"},
-    {"MAX", "MAX(x)"},
-};
+constexpr Function kFunctions[] = {{"COUNT", "COUNT(*)"},
+                                   {"SUM", "SUM(x)"},
+                                   {"AVG", "SUM(CAST(x AS REAL)) / COUNT(*)"},
+                                   {"MIN", "CASE WHEN COUNT(*) = COUNT(x) THEN MIN(x) END"},
+                                   {"MAX", "MAX(x)"}};
 
 class ResultsAgainstSql : public testing::TestWithParam<Case> {
 protected:
@@ -130,7 +99,7 @@ protected:
         std::map<Row, std::string> expected;
         for (const std::string select : {"l, c", "l, 'total'", "'total', c", "'total', 'total'"}) {
             for (const Row& row :
-                 Query(path_, "SELECT " + select + ", " + sql + from_ + " GROUP BY 1, 2")) {
+                 Database(path_).Rows("SELECT " + select + ", " + sql + from_ + " GROUP BY 1, 2")) {
                 expected[{row[0], row[1]}] = row[2];
             }
         }
@@ -229,17 +198,5 @@ TEST(LabelsThatLookAlike, ShareALineOfAGridButNotOfAScore) {
     EXPECT_EQ(Printed({"score", path, "--level", "t", "--calc", "COUNT:id"}), score);
 }
 
-TEST(StrikesGrid, AveragesTheRecordsOfATotalAndNotItsCells) {
-    const std::vector<Row> rows =
-        Printed({"grid", ETABULON_STRIKES_DATABASE, "strikes", "--axes", "damage", "--calc",
-                 "AVG:cost_total", "--format", "tsv"});
-    double sum = 0;
-    for (std::size_t line = 1; line + 1 < rows.size(); ++line) {
-        sum += std::stod(rows[line][1]);
-    }
-    EXPECT_EQ(rows.back()[1], "4054.5276");
-    EXPECT_NEAR(sum / static_cast<double>(rows.size() - 2), 137105.85, 0.01);
-}
-
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

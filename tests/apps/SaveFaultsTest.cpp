@@ -4,9 +4,6 @@
 #include "support/FaultVfs.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,17 +12,10 @@
 #include <fstream>
 #include <iterator>
 #include <optional>
-#include <string>
 #include <thread>
-#include <vector>
 
-namespace etabulon {
+namespace etabulon::test {
 namespace {
-
-using test::CommandResult;
-using test::FaultVfs;
-using test::RunCommand;
-using test::TestFolder;
 
 constexpr const char* kNothing = "nothing was saved";
 constexpr const char* kUnknown = "whether the edits were saved is unknown";
@@ -57,22 +47,9 @@ protected:
         return {WIFEXITED(ended) ? WEXITSTATUS(ended) : 128 + WTERMSIG(ended), Content("out"),
                 Content("err")};
     }
-    [[nodiscard]] std::string Rows() const {
-        sqlite3* database = nullptr;
-        EXPECT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
-        std::string rows;
-        const auto take = [](void* to, int, char** values, char**) {
-            *static_cast<std::string*>(to) += values[0] + std::string("|");
-            return 0;
-        };
-        EXPECT_EQ(sqlite3_exec(database, "SELECT id||a||ifnull(n,'') FROM t", take, &rows, nullptr),
-                  SQLITE_OK);
-        sqlite3_close(database);
-        return rows;
-    }
     /// The file holds what the program has reported, and it has reported something.
     void ExpectTruth(const CommandResult& result) const {
-        const std::string rows = Rows();
+        const std::string rows = Database(path).Ask("SELECT id||a||ifnull(n,'') FROM t");
         const bool isUnknown = result.err.find(kUnknown) != std::string::npos;
         if (result.status == 0) {
             EXPECT_EQ(rows, kAfter);
@@ -106,8 +83,8 @@ private:
         const std::vector<const char*> arguments = {
             "etabulon", "edit",     path.c_str(), "t",        "--levels", "a",     "--set",
             "a=x:n=9",  "--delete", "a=y",        "--insert", "a=new",    "--save"};
-        const std::uint64_t before = test::AllocationsSoFar();
-        std::optional<test::FailingAllocation> failing;
+        const std::uint64_t before = AllocationsSoFar();
+        std::optional<FailingAllocation> failing;
         if (allowed != kNoLimit) {
             failing.emplace(allowed);
         }
@@ -115,7 +92,7 @@ private:
             RunEtabulon(static_cast<int>(arguments.size()), arguments.data(), nullptr);
         failing.reset();
         const std::string count =
-            std::to_string(vfs.Count()) + ' ' + std::to_string(test::AllocationsSoFar() - before);
+            std::to_string(vfs.Count()) + ' ' + std::to_string(AllocationsSoFar() - before);
         return write(STDOUT_FILENO, count.data(), count.size()) > 0 ? status : 99;
     }
     [[nodiscard]] std::string Content(const char* name) const {
@@ -131,8 +108,7 @@ TEST_P(FaultySaveCommand, ReportsWhatTheFileHolds) {
         {FaultVfs::kSync, 1, SQLITE_IOERR_FSYNC, FaultVfs::Moment::Before, true},
         {FaultVfs::kDelete, 1, SQLITE_IOERR_DELETE, FaultVfs::Moment::After},
         {FaultVfs::kUnlock, 1, SQLITE_IOERR_UNLOCK},
-        {FaultVfs::kAnyCall, 1, SQLITE_IOERR_NOMEM},
-    };
+        {FaultVfs::kAnyCall, 1, SQLITE_IOERR_NOMEM}};
     for (FaultVfs::Fault fault : faults) {
         FaultVfs::Fault none = fault;
         none.at = 0;
@@ -174,7 +150,7 @@ TEST_P(FaultySaveCommand, ASignalCancelsItUntilTheCommitAndNotBehind) {
 
 /// What comes behind the commit needs no memory to tell the truth.
 TEST_P(FaultySaveCommand, MemoryThatRunsOutNearTheEndIsNoReasonToSaveAgain) {
-    if (!test::kAllocationsAreCounted) {
+    if (!kAllocationsAreCounted) {
         GTEST_SKIP() << "allocations can't be made to fail here";
     }
     const CommandResult clean = Save({FaultVfs::kAnyCall, 0});
@@ -188,4 +164,4 @@ TEST_P(FaultySaveCommand, MemoryThatRunsOutNearTheEndIsNoReasonToSaveAgain) {
 INSTANTIATE_TEST_SUITE_P(InBothJournals, FaultySaveCommand, ::testing::Values("delete", "wal"));
 
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

@@ -1,20 +1,11 @@
 #include "apps/CommandRun.h"
 
-#include <gtest/gtest.h>
-#include <sqlite3.h>
-
 #include <filesystem>
 #include <random>
 #include <set>
-#include <string>
-#include <vector>
 
-namespace etabulon {
+namespace etabulon::test {
 namespace {
-
-using test::CommandResult;
-using test::RunCommand;
-using test::TestFolder;
 
 using Arguments = std::vector<std::string>;
 
@@ -65,16 +56,13 @@ const std::vector<Column> kColumns = {
     {"x.y", kTexts},
     {"set x", {"1", "0"}},
     {"", kTexts},
-    {"any", {"00", "0aff"}},
-};
+    {"any", {"00", "0aff"}}};
 /// Places only.
-const std::vector<Column> kBehind = {
-    {"maker>\"na me\"", {"Ames", "", "NULL"}},
-    {"maker > \"makers\".\"x.y\"", {"a", "a,b", "\""}},
-    {"maker>born", {"2024-02-29"}},
-    {"maker>home>\"a=b\"", {"Graz", ""}},
-    {"twice", {"2", "4"}},
-};
+const std::vector<Column> kBehind = {{"maker>\"na me\"", {"Ames", "", "NULL"}},
+                                     {"maker > \"makers\".\"x.y\"", {"a", "a,b", "\""}},
+                                     {"maker>born", {"2024-02-29"}},
+                                     {"maker>home>\"a=b\"", {"Graz", ""}},
+                                     {"twice", {"2", "4"}}};
 
 class RandomEdits {
 public:
@@ -223,11 +211,10 @@ TEST_F(Scripts, OfADatabaseThatCanNotBeReadAreTheEditsAsGiven) {
                          "--set",    "\"a,b\"=NULL : \"a,b\"=\"NULL\""};
     const Arguments more = RandomEdits(3).Options();
     options.insert(options.end(), more.begin(), more.end());
-    sqlite3* other = nullptr;
-    ASSERT_EQ(sqlite3_open(path.c_str(), &other), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+    auto other = std::make_unique<Database>(path);
+    other->Do("BEGIN EXCLUSIVE");
     const CommandResult locked = Edit(path, options, /*saves=*/true);
-    sqlite3_close(other);
+    other.reset();
     EXPECT_EQ(locked.status, 1);
     EXPECT_EQ(locked.out.find("set slot=1:\"a,b\"=x\nset \"a,b\"=NULL:\"a,b\"=\"NULL\"\n"), 0U)
         << locked.out;
@@ -263,4 +250,4 @@ TEST_F(Scripts, AreSplitWhereTheirEditsEnd) {
 }
 
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

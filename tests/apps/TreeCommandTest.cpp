@@ -1,21 +1,10 @@
 #include "apps/CommandRun.h"
 
-#include <gtest/gtest.h>
-#include <sqlite3.h>
-
 #include <algorithm>
 #include <sstream>
-#include <string>
-#include <vector>
 
-namespace etabulon {
+namespace etabulon::test {
 namespace {
-
-using test::CommandResult;
-using test::CommandRun;
-using test::RunCommand;
-using test::TestFolder;
-
 const std::string kStrikes = ETABULON_STRIKES_DATABASE;
 
 /// Runs without a failure; what it printed.
@@ -38,26 +27,6 @@ std::vector<std::string> Lines(const std::string& text) {
         lines.push_back(line);
     }
     return lines;
-}
-
-/// Rows as tab-separated lines, NULL as \N.
-std::vector<std::string> Query(const std::string& path, const std::string& sql) {
-    sqlite3* database = nullptr;
-    EXPECT_EQ(sqlite3_open_v2(path.c_str(), &database, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
-    std::vector<std::string> rows;
-    const auto addRow = [](void* into, int count, char** cells, char** /*names*/) {
-        std::string row;
-        for (int cell = 0; cell < count; ++cell) {
-            row += cell == 0 ? "" : "\t";
-            row += cells[cell] != nullptr ? cells[cell] : "\\N";
-        }
-        static_cast<std::vector<std::string>*>(into)->push_back(row);
-        return 0;
-    };
-    EXPECT_EQ(sqlite3_exec(database, sql.c_str(), addRow, &rows, nullptr), SQLITE_OK)
-        << sqlite3_errmsg(database);
-    sqlite3_close(database);
-    return rows;
 }
 
 // ------------------------------------------------------------------------------------------ counts
@@ -84,14 +53,19 @@ TEST(StrikesTree, CountsAsGroupByDoes) {
         {{"--levels", "airport_id:airport>name,damage", "--at", "damage=Substantial"},
          "SELECT a.name, damage, count(*)" + from + "WHERE damage = 'Substantial' GROUP BY a.id"},
         {{"--levels", "damage,airport>state>name", "--at", "damage=Medium", "--leaves"},
-         "SELECT damage, t.name, 1, s.id" + from + "WHERE damage = 'Medium'"},
-    };
+         "SELECT damage, t.name, 1, s.id" + from + "WHERE damage = 'Medium'"}};
     for (const CountCase& each : cases) {
         std::vector<std::string> arguments = {kStrikes, "strikes", "--format", "tsv"};
         arguments.insert(arguments.end(), each.arguments.begin(), each.arguments.end());
         std::vector<std::string> printed = Lines(Tree(arguments));
         printed.erase(printed.begin());
-        std::vector<std::string> expected = Query(kStrikes, each.sql);
+        std::vector<std::string> expected;
+        for (const Database::Row& row : Database(kStrikes).Rows(each.sql)) {
+            std::string& line = expected.emplace_back();
+            for (const std::string& cell : row) {
+                line += (line.empty() ? "" : "\t") + cell;
+            }
+        }
         std::sort(printed.begin(), printed.end());
         std::sort(expected.begin(), expected.end());
         EXPECT_EQ(printed, expected) << each.sql;
@@ -262,11 +236,7 @@ TEST(TreeTable, IsAlignedBeyondTheFirstRecords) {
 // ---------------------------------------------------------------------------------------- failures
 
 TEST_F(SmallTree, RefusesWhatItCanNotShow) {
-    struct {
-        std::vector<std::string> arguments;
-        int status;
-        std::vector<std::string> said;
-    } const cases[] = {
+    const std::vector<FailureCase> cases = {
         {{"t"}, 2, {"--levels is missing"}},
         {{"t", "--levels", "a", "--hide", "b"}, 2, {"'b' in --hide", "'a'"}},
         {{"t", "--levels", "a:k", "--reverse", "a:m"}, 2, {"'a:m' in --reverse"}},
@@ -277,18 +247,8 @@ TEST_F(SmallTree, RefusesWhatItCanNotShow) {
         {{"t", "--levels", "a", "--locale", "qqq"}, 2, {HasIcu() ? "locale: qqq" : "ICU"}},
         {{"t", "--levels", "a,b", "--at", "b=8"}, 1, {"no '8' at level 'b'"}},
         {{"t", "--levels", "a,b", "--at", "a=NULL,b=NULL"}, 1, {"together"}},
-        {{"v", "--levels", "b", "--leaves"}, 1, {"'v' is a view"}},
-    };
-    for (const auto& each : cases) {
-        std::vector<std::string> arguments = {"tree", database};
-        arguments.insert(arguments.end(), each.arguments.begin(), each.arguments.end());
-        const CommandResult result = RunCommand(arguments);
-        EXPECT_EQ(result.status, each.status) << testing::PrintToString(arguments) << result.err;
-        EXPECT_EQ(result.out, "");
-        for (const std::string& text : each.said) {
-            EXPECT_NE(result.err.find(text), std::string::npos) << text << " in " << result.err;
-        }
-    }
+        {{"v", "--levels", "b", "--leaves"}, 1, {"'v' is a view"}}};
+    ExpectFailures(cases, {"tree", database});
     EXPECT_EQ(RunCommand({"tree", database, "t", "--levels", "a"}, "/dev/full").status, 1);
 }
 
@@ -338,5 +298,71 @@ TEST_P(LongTree, EndsQuietlyWhenTheReaderGoes) {
 
 INSTANTIATE_TEST_SUITE_P(Formats, LongTree, testing::Values("csv", "tsv", "json", "ndjson"));
 
+/// `what` of each column, separated by commas.
+template <class What>
+std::string List(int count, What what) {
+    std::string list;
+    for (int column = 0; column < count; ++column) {
+        list += (column == 0 ? "" : ",") + what(std::to_string(column));
+    }
+    return list;
+}
+
+/// A table of few records and `count` columns.
+struct WideTable {
+    explicit WideTable(int count) {
+        std::string rows;
+        for (int row = 0; row < 4; ++row) {
+            rows += "INSERT INTO t VALUES(" +
+                    List(count,
+                         [row](const std::string& column) {
+                             return "'v" + std::to_string((std::stoi(column) + row) % 3) + "'";
+                         }) +
+                    ");";
+        }
+        path = folder.MakeDatabase(
+            "wide.db", "CREATE TABLE t(" +
+                           List(count, [](const auto& column) { return 'c' + column; }) + ");" +
+                           rows);
+        levels = List(count, [](const auto& column) { return 'c' + column; });
+        place = List(count, [](const auto& column) {
+            return 'c' + column + "=v" + std::to_string(std::stoi(column) % 3);
+        });
+    }
+    [[nodiscard]] double SecondsOf(std::vector<std::string> arguments) const {
+        for (std::string& argument : arguments) {
+            argument = argument == "D" ? path : argument;
+            argument = argument == "LEVELS" ? levels : argument;
+            argument = argument == "PLACE" ? place : argument;
+            argument = argument == "SET" ? place + ":c1=x" : argument;
+        }
+        const CommandResult result = RunCommand(arguments);
+        EXPECT_EQ(result.status, 0) << arguments.front() << result.err;
+        return result.seconds;
+    }
+    TestFolder folder;
+    std::string path;
+    std::string levels;
+    std::string place;
+};
+
+/// A cost that grows with the square of the levels would be sixteen times as much.
+TEST(ManyLevels, CostAsManyTimesMoreAsThereAre) {
+    const WideTable few(450);
+    const WideTable many(1800);
+    const std::vector<std::vector<std::string>> cases = {
+        {"walk", "D", "--levels", "LEVELS", "--at", "PLACE"},
+        {"tree", "D", "--levels", "LEVELS"},
+        {"tree", "D", "--levels", "LEVELS", "--at", "c1=v1", "--reverse", "LEVELS", "--leaves"},
+        {"grid", "D", "--levels", "LEVELS", "--axes", "c7,c3", "--calc", "COUNT:c1"},
+        {"score", "D", "--level", "LEVELS", "--calc", "COUNT:c1"},
+        {"edit", "D", "--levels", "LEVELS", "--set", "SET", "--insert", "PLACE"},
+        {"edit", "D", "--levels", "LEVELS", "--set", "SET", "--show", "tree"}};
+    for (const std::vector<std::string>& each : cases) {
+        const double base = few.SecondsOf(each);
+        EXPECT_LT(many.SecondsOf(each), 10 * base + 0.1) << testing::PrintToString(each);
+    }
+}
+
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

@@ -48,9 +48,7 @@ struct SalesTable {
                                    {3, "FR", "Lyon", 2021},
                                    {4, "DE", "Berlin", 2022},
                                    {5, "DE", "Bonn", 2022}});
-        for (const char* code : {"country", "city", "year"}) {
-            levels.AddLevel(code, code, nullptr, /*addRef=*/false);
-        }
+        levels = LevelsBy({"country", "city", "year"});
         cursor.Init(levels, table.get(), /*ownsTable=*/false);
     }
     void Append(int id, const char* country, const char* city, int year) {

@@ -2,7 +2,6 @@
 #include "support/AllocationCount.h"
 
 #include <algorithm>
-#include <vector>
 
 namespace etabulon::test {
 namespace {
@@ -18,8 +17,7 @@ TEST_F(TreeCtrlItems, OpenAsTheModeSays) {
         {EDataTreeCtrl::ExpandNone, "*-all{+DE +FR}"},
         {EDataTreeCtrl::ExpandAll,
          "*-all{-DE{-Berlin{2022} -Bonn{2022}} -FR{-Lyon{2021} -Paris{2021 2022}}}"},
-        {EDataTreeCtrl::ExpandBranches, kAllItems},
-    };
+        {EDataTreeCtrl::ExpandBranches, kAllItems}};
     for (const Row& row : kRows) {
         ctrl->SetExpand(row.mode);
         ctrl->SetSortLevels(Keys({{0, false, 0}}), /*refresh=*/false);
@@ -136,8 +134,7 @@ TEST_F(TreeCtrlItems, DeletedOneGoesAtOnceWithTheBranchThatItLeavesEmpty) {
          {3},
          "-all{-DE{+Berlin +Bonn} -FR{*-Paris{2021 2022}}}",
          "[FR, Lyon]"},
-        {"all", Place("FR", "Paris"), {1, 2}, "*-all{-DE{+Berlin +Bonn} -FR{+Lyon}}", "[FR]"},
-    };
+        {"all", Place("FR", "Paris"), {1, 2}, "*-all{-DE{+Berlin +Bonn} -FR{+Lyon}}", "[FR]"}};
     for (const Row& row : rows) {
         SalesTable fresh;
         ctrl = std::make_unique<TracedTreeCtrl>(screen);
@@ -186,15 +183,6 @@ TEST_F(TreeCtrlItems, DeletingAnOpenSelectedItemSelectsNone) {
     EXPECT_EQ(view.Items(), "-all{-DE{+Berlin +Bonn} -FR{+Lyon}}");
     EXPECT_EQ(view.SelectedItem(), nullptr);
     EXPECT_TRUE(ctrl->Selected().IsRoot());
-}
-
-TEST_F(TreeCtrlItems, DeletingTheSelectedItemSelectsANeighbour) {
-    Fill();
-    view.Click("all/FR/Paris/2022");
-    sales.Delete(2);
-    ctrl->Refresh(Place("FR", "Paris"));
-    Settle();
-    EXPECT_EQ(view.Items(), "-all{-DE{+Berlin +Bonn} -FR{+Lyon -Paris{*2021}}}");
 }
 
 struct VanishingCase {
@@ -320,8 +308,7 @@ TEST_F(TreeCtrlItems, InUpdateIsAFlag) {
 }
 
 TEST_F(TreeCtrlItems, FollowADisplayMode) {
-    ETabulonLevels levels;
-    levels.AddLevel("city", "city", "country", nullptr, /*addRef=*/false);
+    ETabulonLevels levels = LevelsBy({"city/country"});
     ETabulonCursorEData cursor;
     cursor.Init(levels, sales.table.get(), /*ownsTable=*/false);
     ctrl = std::make_unique<TracedTreeCtrl>(screen);

@@ -69,8 +69,7 @@ TEST_F(TreeCtrlLevels, DropAlongOneBranch) {
         {"all/FR", "all", false, kAllItems},
         {"all", "all/FR", false, kAllItems},
         {"all/FR", "all/FR", false, kAllItems},
-        {"all/FR", "nowhere", false, kAllItems},
-    };
+        {"all/FR", "nowhere", false, kAllItems}};
     for (const Row& row : kRows) {
         ctrl->SetSortLevels(ETabulonSortDesc::SortKeyArray(sales.levels), false);
         Fill();
@@ -159,17 +158,6 @@ TEST_F(TreeCtrlLevels, ComparedOtherwiseStandInAnotherOrder) {
     ctrl->SetCompareSource(ETabulonSortDesc::CompareOnData, /*refresh=*/true);
     EXPECT_EQ(ctrl->CompareSource(), ETabulonSortDesc::CompareOnData);
     EXPECT_EQ(view.TakeLog("owner delete"), "");
-}
-
-TEST_F(TreeCtrlLevels, ReorderedModelIsFollowedItemByItem) {
-    sales.Append(6, "de", "Ulm", 2020);
-    Fill();
-    ctrl->SetCompareSource(ETabulonSortDesc::CompareOnData, /*refresh=*/false);
-    ctrl->Refresh();
-    Settle();
-    EXPECT_EQ(view.Items(), "*-all{-DE{+Berlin +Bonn} -FR{+Lyon -Paris{2021 2022}} +de}");
-    EXPECT_EQ(view.At("all/de"), ctrl->Get(Place("de")));
-    EXPECT_EQ(view.At("all/DE"), ctrl->Get(Place("DE")));
 }
 
 TEST_F(TreeCtrlLevels, ChangedFromOutsideFillAgain) {

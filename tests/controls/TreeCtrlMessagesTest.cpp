@@ -39,16 +39,14 @@ TEST_F(TreeCtrlRuns, EachMessageEndsAsItsNumberSays) {
         const char* log;
         bool keepsItems;
     };
-    static const Row kRows[] = {
-        {MsgBrowseStart, 1, "owner 1569; ", true},
-        {MsgFillDone, -1, "owner 1570; ", true},
-        {MsgRefreshDone, -1, "owner 1570; ", true},
-        {MsgFillCancel, -1, "delete all; owner 1571; ", false},
-        {MsgRefreshCancel, -1, "owner 1571; ", true},
-        {MsgFillError, -1, "delete all; owner 1572 77; ", false},
-        {MsgRefreshError, -1, "owner 1572 77; ", true},
-        {1128, 0, "", true},
-    };
+    static const Row kRows[] = {{MsgBrowseStart, 1, "owner 1569; ", true},
+                                {MsgFillDone, -1, "owner 1570; ", true},
+                                {MsgRefreshDone, -1, "owner 1570; ", true},
+                                {MsgFillCancel, -1, "delete all; owner 1571; ", false},
+                                {MsgRefreshCancel, -1, "owner 1571; ", true},
+                                {MsgFillError, -1, "delete all; owner 1572 77; ", false},
+                                {MsgRefreshError, -1, "owner 1572 77; ", true},
+                                {1128, 0, "", true}};
     for (const Row& row : kRows) {
         Fill();
         ctrl->Port()->Post({row.number, 77, nullptr});

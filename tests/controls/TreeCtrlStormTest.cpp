@@ -1,7 +1,6 @@
 #include "ControlFixture.h"
+#include "support/Storm.h"
 
-#include <random>
-#include <string>
 #include <unordered_set>
 
 namespace etabulon::test {
@@ -49,9 +48,11 @@ std::string CheckItems(const EDataTreeCtrl& ctrl, const EDataTreeNode& node, _TR
     return faults + (child != nullptr ? "too many in " + name + "; " : "");
 }
 
-class TreeCtrlStorm : public TreeScreen, public testing::WithParamInterface<unsigned> {
+class TreeCtrlStorm : public TreeScreen,
+                      public testing::WithParamInterface<unsigned>,
+                      protected Storm {
 protected:
-    unsigned Any(std::size_t count) { return static_cast<unsigned>(random_() % count); }
+    TreeCtrlStorm() : Storm(GetParam()) {}
 
     _TREEITEM* AnyItem() {
         std::vector<_TREEITEM*> items;
@@ -84,84 +85,53 @@ protected:
     /// What becomes of the walks of this round.
     void PlanTrouble() {
         const int at = static_cast<int>(Any(12)) + 1;
-        switch (Any(6)) {
-            case 0:
-                return sales.EndWalksAt(at, StatusCancelled);
-            case 1:
-                return sales.EndWalksAt(at, static_cast<CursorStatus>(77));
-            default:
-                sales.cursor.onRecord = nullptr;
-        }
+        DoOne(
+            6, [&] { sales.EndWalksAt(at, StatusCancelled); },
+            [&] { sales.EndWalksAt(at, static_cast<CursorStatus>(77)); },
+            [&] { sales.cursor.onRecord = nullptr; });
     }
     void DoInView() {
-        switch (Any(6)) {
-            case 0:
-                view.Expand(AnyItem(), TreeToggle);
-                break;
-            case 1:
-                view.SelectItem(AnyItem());
-                break;
-            case 2:
-                ctrl->Select(AnyTag());
-                break;
-            case 3: {
+        DoOne(
+            6, [&] { view.Expand(AnyItem(), TreeToggle); }, [&] { view.SelectItem(AnyItem()); },
+            [&] { ctrl->Select(AnyTag()); },
+            [&] {
                 const EDropData data{AnyItem(), AnyItem()};
                 if (ctrl->CanBeginDrag(data.dragged) && ctrl->CanDrop(&data)) {
                     ctrl->OnDrop(&data);
                 }
-                break;
-            }
-            case 4:
-                static_cast<void>(Any(2) == 0 ? ctrl->MoveSelectedLevelUp()
-                                              : ctrl->MoveSelectedLevelDown());
-                break;
-            default:
-                screen.Advance(Any(800));
-        }
+            },
+            [&] { Any(2) == 0 ? ctrl->MoveSelectedLevelUp() : ctrl->MoveSelectedLevelDown(); },
+            [&] { screen.Advance(Any(800)); });
     }
     void DoInLevels() {
         const unsigned level = Any(3);
-        switch (Any(5)) {
-            case 0:
-                ctrl->SetHideLevelFlags(level, Any(3) == 0 ? kInTree : 0, Any(4) != 0);
-                break;
-            case 1:
-                ctrl->SetCompareSource(AnySource(), /*refresh=*/true);
-                break;
-            case 2:
-                ctrl->SetAttachHiddenLevelsToCurrent(Any(2) == 0, Any(2) == 0);
-                break;
-            case 3:
+        DoOne(
+            5, [&] { ctrl->SetHideLevelFlags(level, Any(3) == 0 ? kInTree : 0, Any(4) != 0); },
+            [&] { ctrl->SetCompareSource(AnySource(), /*refresh=*/true); },
+            [&] { ctrl->SetAttachHiddenLevelsToCurrent(Any(2) == 0, Any(2) == 0); },
+            [&] {
                 if (const unsigned count = ctrl->SortDesc()->SortLevelCount(kInTree)) {
                     ctrl->SortDesc()->MoveSortLevel(Any(count), Any(count), kInTree);
                 }
-                break;
-            default:
-                ctrl->SetExpand(static_cast<EDataTreeCtrl::ExpandMode>(Any(3)));
-        }
+            },
+            [&] { ctrl->SetExpand(static_cast<EDataTreeCtrl::ExpandMode>(Any(3))); });
     }
     /// A run moves the selection only where its node has gone.
     void DoInRuns() {
         _TREEITEM* const selected = view.SelectedItem();
         followed_ = selected != nullptr ? ctrl->Tag(selected) : ETabulonTag();
-        switch (Any(6)) {
-            case 0:
-                ctrl->Fill();
-                break;
-            case 1:
+        DoOne(
+            6, [&] { ctrl->Fill(); },
+            [&] {
                 ctrl->SetCompareSource(AnySource(), /*refresh=*/false);
                 ctrl->Refresh();
-                break;
-            case 2:
-                ctrl->RefreshCurrentNode();
-                break;
-            case 3:
+            },
+            [&] { ctrl->RefreshCurrentNode(); },
+            [&] {
                 ctrl->RefreshDeletedNode(AnyTag());
                 followed_ = ETabulonTag();  // its item went for a while
-                break;
-            default:
-                ctrl->Refresh(AnyTag());
-        }
+            },
+            [&] { ctrl->Refresh(AnyTag()); });
     }
     void Event() {
         followed_ = ETabulonTag();
@@ -203,7 +173,6 @@ protected:
                (view.ImageOf(view.FirstItem()) == "root" ? "" : "wait is shown; ");
     }
 
-    std::mt19937 random_{GetParam()};
     int lastId_ = 5;
     ETabulonTag followed_;  // the root: none
 };

@@ -1,17 +1,18 @@
+#include "ControlFixture.h"
 #include "etabulon/controls/EDataTreeCtrlThread.h"
-#include "etabulon/controls/EDataTreeMessages.h"
 #include "etabulon/controls/EMessagePort.h"
+#include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
+#include "etabulon/grid/ETabulonGridFiller.h"
+#include "etabulon/pending/ETabulonPendingChanges.h"
 #include "support/AllocationCount.h"
-#include "tree/ThreadFixture.h"
-
-#include <gtest/gtest.h>
+#include "support/ResultTrace.h"
+#include "support/Storm.h"
 
 #include <new>
-#include <thread>
+#include <stdexcept>
 
 namespace etabulon::test {
 namespace {
-
 /// Writes down what comes: "1127[FR]", "1326(5)"; a message sent has a "!" behind it.
 class Listener : public EMessagePort::IReceiver {
 public:
@@ -126,6 +127,274 @@ TEST_F(TreeCtrlThread, ThatGoesWithItsPortClosedIsNotHeard) {
     }
     EXPECT_EQ(records, 1);
     EXPECT_EQ(listener.Dispatch(), "1125[]!");
+}
+
+// The runs that are started. The time grows with them: 10'000 take three seconds, and a quarter of
+// a minute where other programs keep the threads waiting or under a sanitizer.
+constexpr int kStarts = 10000;
+
+/// Fills the grid on each walk, and sends it from a thread of its own again and again.
+class GridSide {
+public:
+    GridSide(SalesTable& sales, const ETabulonPendingChanges& script)
+        : sales_(sales),
+          filler_(
+              ERef<ETabulonGridFiller>::Adopt(ETabulonGridFiller::Build(&sales.cursor, &script))) {
+        calculations_.AddCalculation("SUM", ETabulonVariableID("year"), TYPE_LONG, 0, "Year");
+        ETabulonSortDesc::SortKeyArray keys = Keys({{0, false, 0}, {1, false, 0}});
+        sort_.SetSortLevels(keys);
+        filler_->SetParams(&calculations_, 2, &sort_);
+        sales_.cursor.AddNotifier(filler_.Get());
+        EXPECT_EQ(sales_.cursor.Browse(ETabulonTag::Null), StatusOk);
+        thread_ = std::jthread([this](const std::stop_token& stop) { Send(stop); });
+    }
+    ~GridSide() {
+        thread_.request_stop();
+        thread_.join();
+        const ECursorExclusive exclusive(sales_.cursor);
+        sales_.cursor.RemNotifier(filler_.Get());
+    }
+    GridSide(const GridSide&) = delete;
+    GridSide& operator=(const GridSide&) = delete;
+
+    std::atomic<int> sends{0};
+
+private:
+    void Send(const std::stop_token& stop) {
+        for (; !stop.stop_requested(); ++sends) {
+            GridTrace view;
+            filler_->SendTo(&view);
+            const std::string heard = view.Take();
+            EXPECT_TRUE(heard.starts_with("start reset") && heard.ends_with("end")) << heard;
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+    }
+
+    SalesTable& sales_;
+    ETabulonCumulFuncOnVarCollection calculations_;
+    ETabulonSortDesc sort_{sales_.levels};
+    ERef<ETabulonGridFiller> filler_;
+    std::jthread thread_;
+};
+
+/// A user who gives order after order, edits, and closes the control in between.
+class TreeCtrlThreadStorm : public TreeScreen, protected Storm {
+protected:
+    TreeCtrlThreadStorm() : Storm(7) {
+        for (int id = 6; id < 60; ++id) {
+            sales.Append(id, Letter().c_str(), Letter().c_str(), 2000 + static_cast<int>(Any(4)));
+        }
+        sales.cursor.onRecord = [this](int record) {
+            return record == 1 && ++walks_ % 17 == 0 ? static_cast<CursorStatus>(77) : StatusOk;
+        };
+    }
+    std::string Letter() { return std::string(1, static_cast<char>('a' + Any(5))); }
+    ETabulonTag AnyTag() {
+        return Any(2) == 0 ? Place(Letter().c_str()) : Place(Letter().c_str(), Letter().c_str());
+    }
+    [[nodiscard]] int Starts() const { return view.Notified(NotifyBrowseStart); }
+    [[nodiscard]] int Ends() const {
+        return view.Notified(NotifyBrowseDone) + view.Notified(NotifyBrowseCancel) +
+               view.Notified(NotifyBrowseError);
+    }
+    void GiveAnOrder() {
+        DoOne(
+            11, [&] { ctrl->Refresh(); }, [&] { ctrl->RefreshDeletedNode(AnyTag()); },
+            [&] { ctrl->Select(AnyTag()); },
+            [&] {
+                const unsigned count = ctrl->SortDesc()->SortLevelCount(kInTree);
+                ctrl->SortDesc()->MoveSortLevel(Any(count), Any(count), kInTree);
+            },
+            [&] { Any(2) == 0 ? ctrl->MoveSelectedLevelUp() : ctrl->MoveSelectedLevelDown(); },
+            [&] {
+                script_.AppendUpdate(AnyTag(), "year", EVariant(2000 + static_cast<int>(Any(9))));
+            },
+            [&] {
+                if (Any(2) == 0) {
+                    const ECursorLocking ended(sales.cursor);
+                }
+                screen.PumpWaiting();
+                screen.Advance(Any(300));
+            },
+            [&] { ctrl->Refresh(AnyTag()); }, [&] { ctrl->Refresh(AnyTag()); },
+            [&] { ctrl->Fill(); });
+    }
+    void Open() {
+        ctrl = std::make_unique<TracedTreeCtrl>(screen);
+        ctrl->Attach(&view);
+        ctrl->Init(&sales.cursor, "all", nullptr);
+    }
+    /// Closes the control after a whole run. Its nodes have gone then, which the worker lets go of
+    /// after the cursor.
+    std::int64_t ObjectsWithoutControl() {
+        Fill();
+        ctrl.reset();
+        return ECountedUnknown::LiveObjects();
+    }
+    /// Closes the control, whatever is under way, and opens another one.
+    void Reopen() {
+        const int ends = Ends();
+        ctrl.reset();
+        screen.PumpWaiting();
+        screen.Advance(1000);
+        EXPECT_EQ(Ends(), ends) << "a closed control was told";
+        startsOnly = Starts() - Ends();
+        Open();
+    }
+
+    ETabulonPendingChanges script_;
+    int walks_ = 0;  // guarded by the cursor's lock
+};
+
+TEST_F(TreeCtrlThreadStorm, EachRunIsHeardOnceUntilItsControlIsClosed) {
+    Watchdog watchdog;
+    const std::int64_t before = ObjectsWithoutControl();
+    Open();
+    int reopened = 0;
+    {
+        GridSide grid(sales, script_);
+        while (Starts() < kStarts) {
+            GiveAnOrder();
+            if (Any(50) == 0) {
+                Reopen();
+                ++reopened;
+            }
+            if (Any(100) == 0) {
+                script_.Reset();
+                view.TakeLog();
+            }
+            ASSERT_LE(Ends(), Starts() - startsOnly);
+            watchdog.Feed();
+        }
+        Settle();
+        EXPECT_GT(grid.sends, 0);
+    }
+    EXPECT_EQ(Starts() - startsOnly, Ends());
+    for (const EDataTreeNotification end :
+         {NotifyBrowseDone, NotifyBrowseCancel, NotifyBrowseError}) {
+        EXPECT_GT(view.Notified(end), kStarts / 100) << end;
+    }
+    EXPECT_GT(reopened, 0);
+    // Every reference and every lock was given back, and the model is sound.
+    sales.cursor.onRecord = nullptr;
+    Reopen();
+    script_.Reset();
+    Fill();
+    EXPECT_EQ(CheckTree(*ctrl->Tree()->Root()), "");
+    EXPECT_EQ(ObjectsWithoutControl(), before);
+    EXPECT_EQ(sales.cursor.depth, 0);
+}
+
+/// Writes the numbers that it hears; closes the port at number 9.
+class Receiver : public EMessagePort::IReceiver {
+public:
+    void OnMessage(EMessage& message) override {
+        log += std::to_string(message.number) + (message.tag ? "t " : " ");
+        if (message.number == 9) {
+            port.Close();
+        }
+    }
+    std::string log;
+    EMessagePort port{*this};
+};
+
+EMessage Message(std::uint32_t number, bool withTag = false) {
+    return {number, 0, withTag ? std::make_unique<ETabulonTag>() : nullptr};
+}
+
+TEST(MessagePort, DeliversInOrderOneAtATimeAndSendsAtOnce) {
+    Receiver receiver;
+    receiver.port.Post(Message(1, true));
+    receiver.port.Post(Message(2));
+    receiver.port.Send(Message(3));
+    EXPECT_EQ(receiver.log, "3 ");
+    EXPECT_TRUE(receiver.port.Dispatch());
+    EXPECT_EQ(receiver.log, "3 1t ");
+    EXPECT_TRUE(receiver.port.Dispatch());
+    EXPECT_FALSE(receiver.port.Dispatch());
+    EXPECT_EQ(receiver.log, "3 1t 2 ");
+}
+
+TEST(MessagePort, WakesOnceForEachMessageAndForThoseThatWait) {
+    Receiver receiver;
+    int woken = 0;
+    receiver.port.Post(Message(1));
+    receiver.port.SetWaker([&woken] { ++woken; });
+    EXPECT_EQ(woken, 1);
+    receiver.port.Post(Message(2));
+    receiver.port.Send(Message(3));
+    EXPECT_EQ(woken, 2);
+}
+
+TEST(MessagePort, ThatIsClosedHearsAndWakesNothing) {
+    Receiver receiver;
+    int woken = 0;
+    receiver.port.Post(Message(9));
+    receiver.port.Post(Message(1, true));
+    receiver.port.SetWaker([&woken] { ++woken; });
+    EXPECT_TRUE(receiver.port.Dispatch());
+    receiver.port.Post(Message(2, true));
+    receiver.port.Send(Message(3));
+    EXPECT_FALSE(receiver.port.Dispatch());
+    EXPECT_EQ(receiver.log, "9 ");
+    EXPECT_EQ(woken, 2);
+    EXPECT_TRUE(receiver.port.IsClosed());
+    EXPECT_EQ(receiver.port.Size(), 0U);
+}
+
+TEST(MessagePort, QueuesNothingThatNobodyCouldBeWokenFor) {
+    Receiver receiver;
+    receiver.port.SetWaker([] { throw std::bad_alloc(); });
+    EXPECT_THROW(receiver.port.Post(Message(1, true)), std::bad_alloc);
+    EXPECT_EQ(receiver.port.Size(), 0U);
+}
+
+TEST(MessagePort, KeepsWhatHasRoomUntilSomebodyCanBeWoken) {
+    Receiver receiver;
+    int failures = 2;
+    int woken = 0;
+    receiver.port.SetWaker([&] {
+        if (failures-- > 0) {
+            throw std::bad_alloc();
+        }
+        ++woken;
+    });
+    receiver.port.Reserve(1);
+    {
+        const FailingAllocation failing(0);
+        receiver.port.PostReserved(Message(1));
+        EXPECT_FALSE(failing.HasFailed());
+    }
+    EXPECT_EQ(receiver.port.Size(), 1U);
+    receiver.port.WakeAgain();
+    EXPECT_EQ(woken, 0);
+    receiver.port.Post(Message(2));
+    EXPECT_EQ(woken, 2);
+    receiver.port.WakeAgain();
+    EXPECT_EQ(woken, 2);
+    while (receiver.port.Dispatch()) {
+    }
+    EXPECT_EQ(receiver.log, "1 2 ");
+}
+
+TEST(MessagePort, TakesFromManyThreadsWhileItIsClosed) {
+    Receiver receiver;
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&receiver] {
+            for (int turn = 0; turn < 500; ++turn) {
+                receiver.port.Post(Message(1, true));
+            }
+        });
+    }
+    for (int turn = 0; turn < 200; ++turn) {
+        receiver.port.Dispatch();
+    }
+    receiver.port.Close();
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(receiver.port.Size(), 0U);
 }
 
 }  // namespace

@@ -1,12 +1,14 @@
 #include "CumulFixture.h"
 #include "etabulon/cumul/ETabulonCumulBufferOnVarCollection.h"
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/cursors/ETabulonCursorEData.h"
 #include "etabulon/pending/ETabulonPendingChanges.h"
 #include "etabulon/values/ETabulonExtractValue.h"
 #include "etabulon/values/ETabulonVariableDesc.h"
 #include "support/AllocationCount.h"
 #include "support/MemoryTable.h"
+#include "support/Tags.h"
 
 #include <gtest/gtest.h>
 
@@ -16,12 +18,10 @@ namespace etabulon::test {
 namespace {
 
 /// Calls a function at each record of a walk over the sales.
-class Sales : public ETabulonCursor::INotifier, public virtual ECountedUnknown {
+class Sales : public ECursorListener {
 public:
     Sales() {
-        ETabulonLevels levels;
-        levels.AddLevel("Country", "country", nullptr, /*addRef=*/false);
-        levels.AddLevel("Number", "id", nullptr, /*addRef=*/false);
+        ETabulonLevels levels = LevelsBy({"country", "id"});
         cursor.Init(levels, data_.table.get(), /*ownsTable=*/false);
     }
     void Walk(const std::function<void()>& atRecord) {
@@ -29,14 +29,10 @@ public:
         const ECursorListening listening(cursor, *this);
         EXPECT_EQ(cursor.Browse(ETabulonTag::Null), StatusOk);
     }
-    CursorStatus OnReset(const ETabulonTag&, const ETabulonCursor&) override { return StatusOk; }
     CursorStatus OnMove(const ETabulonCursor&) override {
         atRecord_();
         return StatusOk;
     }
-    void OnDone(const ETabulonCursor&) override {}
-    void OnCancel(const ETabulonCursor&) override {}
-    void OnError(const ETabulonCursor&, CursorStatus) override {}
 
     ETabulonCursorEData cursor;
 

@@ -54,24 +54,12 @@ void AddAllFunctions(ETabulonCumulFuncOnVarCollection& calculations, int type, u
 }
 
 EVariant RandomNumber(std::mt19937& random) {
-    const double kDoubles[] = {0.0,
-                               -0.0,
-                               1.5,
-                               -2.25,
-                               1e300,
-                               -1e300,
-                               0.1,
-                               std::numeric_limits<double>::quiet_NaN(),
-                               std::numeric_limits<double>::infinity()};
-    const std::int64_t kWhole[] = {0,
-                                   1,
-                                   2,
-                                   3,
-                                   -1,
-                                   std::numeric_limits<std::int64_t>::max(),
-                                   std::numeric_limits<std::int64_t>::min(),
-                                   std::numeric_limits<std::int32_t>::max(),
-                                   1000000000};
+    using Double = std::numeric_limits<double>;
+    using Whole = std::numeric_limits<std::int64_t>;
+    const double kNaN = Double::quiet_NaN();
+    const double kDoubles[] = {0.0, -0.0, 1.5, -2.25, 1e300, -1e300, 0.1, kNaN, Double::infinity()};
+    const std::int64_t kWhole[] = {0,         1,         2, 3, -1, Whole::max(), Whole::min(),
+                                   INT32_MAX, 1000000000};
     switch (random() % 4) {
         case 0:
             return EVariant::FromDouble(kDoubles[random() % std::size(kDoubles)]);

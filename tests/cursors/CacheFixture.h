@@ -80,19 +80,19 @@ protected:
     static constexpr unsigned kCity = 1;
 
     CachedSales() {
-        rubric->AddVariable("id", "Number", TYPE_LONG, 0);
-        rubric->AddVariable("country", "Country", TYPE_CHAINE, 0);
-        rubric->AddVariable("city", "City", TYPE_CHAINE, 0);
-        rubric->AddVariable("amount", "Amount", TYPE_DOUBLE, kNullableDouble);
-        rubric->SetKey({"id"});
+        AddVariables(*rubric,
+                     {{"id", TYPE_LONG},
+                      {"country", TYPE_CHAINE},
+                      {"city", TYPE_CHAINE},
+                      {"amount", TYPE_DOUBLE, kNullableDouble}},
+                     {"id"});
         stored = MakeTable(rubric, {{1, "FR", "Paris", 10},
                                     {2, "FR", "Lyon", 20},
                                     {3, "DE", "Ulm", 5},
                                     {4, "DE", "Bonn", 7},
                                     {5, "DE", "Ulm", 9}});
         table = std::make_unique<FailingTable>(*stored);
-        levels.AddLevel("Country", "country", nullptr, /*addRef=*/false);
-        levels.AddLevel("City", "city", nullptr, /*addRef=*/false);
+        levels = LevelsBy({"country", "city"});
         source.Init(levels, table.get(), /*ownsTable=*/false);
         cache = std::make_unique<OpenCache>(&source);
         cache->AddNotifier(walk.Get());

@@ -1,7 +1,6 @@
 #include "CacheFixture.h"
+#include "support/Storm.h"
 
-#include <algorithm>
-#include <random>
 #include <set>
 
 namespace etabulon::test {
@@ -113,9 +112,11 @@ struct LiteralCache {
     }
 };
 
-class CacheStorm : public CachedSales, public ::testing::WithParamInterface<unsigned> {
+class CacheStorm : public CachedSales,
+                   public ::testing::WithParamInterface<unsigned>,
+                   protected Storm {
 protected:
-    CacheStorm() {
+    CacheStorm() : Storm(GetParam()) {
         table.reset();
         stored = MakeTable(rubric);
         table = std::make_unique<FailingTable>(*stored);
@@ -132,9 +133,8 @@ protected:
         }
     }
     ~CacheStorm() override { model.Clear(); }
-    unsigned Draw(unsigned below) { return static_cast<unsigned>(random()) % below; }
-    std::string Country() { return std::string(1, static_cast<char>('a' + Draw(4))); }
-    std::string City() { return std::string(1, static_cast<char>('k' + Draw(9))); }
+    std::string Country() { return std::string(1, static_cast<char>('a' + Any(4))); }
+    std::string City() { return std::string(1, static_cast<char>('k' + Any(9))); }
 
     static std::string Record(const EFieldSet& fields) {
         return std::string(fields["id"].AsChaine().c_str()) + ":" +
@@ -159,7 +159,6 @@ protected:
     void StepTable();
     void Check();
 
-    std::mt19937 random{GetParam()};
     ERef<ETabulonSortDesc> byCity;
     std::vector<std::unique_ptr<EData>> shown;
     LiteralCache model;
@@ -169,9 +168,9 @@ protected:
 void CacheStorm::StepEdit() {
     LiteralCache::Tag tag;
     ETabulonTag at;
-    if (Draw(8) != 0) {
-        tag = {Draw(4) != 0 ? Country() : ""};
-        if (tag[0].empty() || Draw(2) != 0) {
+    if (Any(8) != 0) {
+        tag = {Any(4) != 0 ? Country() : ""};
+        if (tag[0].empty() || Any(2) != 0) {
             tag.push_back(City());
             at.SetValue(kCity, ETabulonValue(tag[1].c_str(), "", false));
         }
@@ -179,34 +178,30 @@ void CacheStorm::StepEdit() {
             at.SetValue(kCountry, ETabulonValue(tag[0].c_str(), "", false));
         }
     }
-    switch (Draw(8)) {
-        case 0:
-        case 1:
-        case 2:
-        case 3: {
-            const std::string country = Country();
-            const std::string city = City();
-            const int expected = model.Append(++nextID, country, city, 5);
-            EXPECT_EQ(AppendSale(nextID, country.c_str(), city.c_str(), 5), expected);
-            break;
-        }
-        case 4:
-        case 5:
-            model.Update(tag, nextID);
-            EXPECT_EQ(cache->Update(at, "amount", EVariant(nextID)), StatusOk);
-            break;
-        default:
+    DoOne(
+        4,
+        [&] {
             EXPECT_EQ(cache->IsEmpty(at),
                       std::none_of(model.lines.begin(), model.lines.end(), [&](const auto* line) {
                           return !LiteralCache::IsDead(*line) && model.Matches(*line, tag);
                       }));
             EXPECT_EQ(cache->Delete(at), model.Delete(tag));
-    }
+        },
+        [&] {
+            model.Update(tag, nextID);
+            EXPECT_EQ(cache->Update(at, "amount", EVariant(nextID)), StatusOk);
+        },
+        [&] {
+            const std::string country = Country();
+            const std::string city = City();
+            const int expected = model.Append(++nextID, country, city, 5);
+            EXPECT_EQ(AppendSale(nextID, country.c_str(), city.c_str(), 5), expected);
+        });
 }
 
 /// One table goes to some record, and stays there.
 void CacheStorm::StepTable() {
-    const auto which = static_cast<int>(Draw(2));
+    const auto which = static_cast<int>(Any(2));
     EData& view = *shown[static_cast<std::size_t>(which)];
     for (LiteralCache::Line* line : model.lines) {
         line->tables.erase(which);
@@ -217,7 +212,7 @@ void CacheStorm::StepTable() {
             alive.push_back(line);
         }
     }
-    const unsigned steps = Draw(static_cast<unsigned>(alive.size()) + 1);
+    const unsigned steps = Any(static_cast<unsigned>(alive.size()) + 1);
     EPosition at = view.GetFirst();
     for (unsigned step = 0; step < steps; ++step) {
         at = view.GetNext();
@@ -251,7 +246,7 @@ void CacheStorm::Check() {
 TEST_P(CacheStorm, AgreesWithTheRulesAlone) {
     for (int step = 0; step < 1500 && !HasFailure(); ++step) {
         SCOPED_TRACE(step);
-        const unsigned kind = Draw(200);
+        const unsigned kind = Any(200);
         if (kind == 0) {
             StartAnew();
         } else if (kind < 3) {

@@ -4,8 +4,6 @@
 #define TableCursorSuite CacheCursorSuite
 #include "support/TableCursorSuite.h"
 
-#include <map>
-
 namespace etabulon::test {
 namespace {
 
@@ -64,14 +62,7 @@ class CacheFactory : public TableFactory {
 public:
     void Make(const TableSchema& schema, const TableRows& rows) override {
         Made& made = *(made_[schema.name] = std::make_unique<Made>());
-        made.rubric = dico_.AddRubric(schema.name);
-        for (const TableSchema::Column& column : schema.columns) {
-            made.rubric->AddVariable(column.name, column.name, column.type, column.size);
-        }
-        made.rubric->SetKey(schema.key);
-        for (const TableSchema::Link& link : schema.links) {
-            made.rubric->AddLink(link.name, link.variables, dico_.Find(link.target));
-        }
+        made.rubric = MakeRubric(dico_, schema);
         made.table = std::make_unique<EDataMemory>(made.rubric);
         for (const std::vector<EVariant>& row : rows) {
             EXPECT_NE(made.table->Append(row), kNoPosition);

@@ -4,17 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <ostream>
-#include <string>
-#include <vector>
 
-namespace etabulon {
+namespace etabulon::test {
 namespace {
-
-using test::ScriptCursor;
-using test::Tag;
-using test::WalkTrace;
 
 constexpr unsigned int kCountry = 0;
 constexpr auto kBroken = static_cast<CursorStatus>(77);
@@ -306,4 +299,4 @@ TEST_F(CitiesCursor, MayBrowseItsOwnCurrentTag) {
 }
 
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

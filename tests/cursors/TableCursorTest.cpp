@@ -1,30 +1,17 @@
+#include "etabulon/cursors/ETabulonCursorCache.h"
+#include "etabulon/cursors/ETabulonCursorPending.h"
 #include "support/AllocationCount.h"
-#include "support/MemoryTable.h"
+#include "support/LinkedSales.h"
 #include "support/TableCursorSuite.h"
 
-#include <gtest/gtest.h>
-
-#include <map>
-#include <memory>
-#include <string>
-
-namespace etabulon {
-namespace test {
+namespace etabulon::test {
 namespace {
-
 /// Tables in memory.
 class MemoryFactory : public TableFactory {
 public:
     void Make(const TableSchema& schema, const TableRows& rows) override {
-        DRubric* const rubric = dico_.AddRubric(schema.name);
-        for (const TableSchema::Column& column : schema.columns) {
-            rubric->AddVariable(column.name, column.name, column.type, column.size);
-        }
-        rubric->SetKey(schema.key);
-        for (const TableSchema::Link& link : schema.links) {
-            rubric->AddLink(link.name, link.variables, dico_.Find(link.target));
-        }
-        const auto& table = made_[schema.name] = std::make_unique<EDataMemory>(rubric);
+        const auto& table = made_[schema.name] =
+            std::make_unique<EDataMemory>(MakeRubric(dico_, schema));
         for (const std::vector<EVariant>& row : rows) {
             EXPECT_NE(table->Append(row), kNoPosition);
         }
@@ -42,26 +29,10 @@ INSTANTIATE_TEST_SUITE_P(Memory, TableCursorSuite, ::testing::Values(TableMaker(
                              return std::make_unique<MemoryFactory>();
                          })));
 
-}  // namespace
-}  // namespace test
-
-namespace {
-
-using test::AllocationCount;
-using test::FailingTable;
-using test::OpenTableCursor;
-using test::Tag;
-using test::WalkTrace;
-
 constexpr std::int32_t kBroken = 1099;
 constexpr auto kBrokenStatus = static_cast<CursorStatus>(kBroken);
 
-ETabulonLevels CountryAndCity() {
-    ETabulonLevels levels;
-    levels.AddLevel("Country", "country", nullptr, /*addRef=*/false);
-    levels.AddLevel("City", "city", nullptr, /*addRef=*/false);
-    return levels;
-}
+ETabulonLevels CountryAndCity() { return LevelsBy({"country", "city"}); }
 
 /// A cursor on a table that writes down what it is asked for. Records 1 to 5, places 0 to 4.
 class TracedTable : public ::testing::Test {
@@ -83,7 +54,7 @@ protected:
         static_cast<void>(trace->Take());
     }
 
-    test::VentesData data;
+    VentesData data;
     FailingTable table{*data.table};
     OpenTableCursor cursor;
     ERef<WalkTrace> trace = MakeRef<WalkTrace>("id");
@@ -95,18 +66,13 @@ TEST_F(TracedTable, IsLockedByTheBias) {
         const char* lock;
         const char* unlock;
     };
-    for (const Case& c : {
-             Case{0, "", ""},
-             Case{-1, " lock(-1,1)", "unlock"},
-             Case{1, " lock(-1,1)", "unlock"},
-             Case{150, " lock(-1,1)", "unlock"},
-             Case{199, " lock(-1,1)", "unlock"},
-             Case{200, " lock(-1,0)", "unlock"},
-             Case{201, " lockrecord(-1,0)", "unlockrecord(-1)"},
-             Case{250, " lockrecord(-1,0)", "unlockrecord(-1)"},
-             Case{300, " lockrecord(-1,1)", "unlockrecord(-1)"},
-             Case{301, " lockrecord(-1,0)", "unlockrecord(-1)"},
-         }) {
+    for (const Case& c :
+         {Case{0, "", ""}, Case{-1, " lock(-1,1)", "unlock"}, Case{1, " lock(-1,1)", "unlock"},
+          Case{150, " lock(-1,1)", "unlock"}, Case{199, " lock(-1,1)", "unlock"},
+          Case{200, " lock(-1,0)", "unlock"}, Case{201, " lockrecord(-1,0)", "unlockrecord(-1)"},
+          Case{250, " lockrecord(-1,0)", "unlockrecord(-1)"},
+          Case{300, " lockrecord(-1,1)", "unlockrecord(-1)"},
+          Case{301, " lockrecord(-1,0)", "unlockrecord(-1)"}}) {
         SCOPED_TRACE(c.bias);
         cursor.SetRecordLockBias(c.bias);
         EXPECT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
@@ -132,15 +98,13 @@ TEST_F(TracedTable, FailsAWalkWithItsOwnStatus) {
         int bias;
         const char* heard;
     };
-    for (const Case& c : {
-             Case{"first", 1, 0, "reset [] | error(1099)"},
-             Case{"next", 1, 0, "reset [] | 1 | error(1099)"},
-             Case{"next", 2, 0, "reset [] | 1 | 2 | error(1099)"},
-             Case{"lock", 1, 150, "reset [] | error(1099)"},
-             Case{"lock", 2, 200, "reset [] | 1 | error(1099)"},
-             Case{"lockrecord", 1, 300, "reset [] | error(1099)"},
-             Case{"lockrecord", 3, 250, "reset [] | 1 | 2 | error(1099)"},
-         }) {
+    for (const Case& c : {Case{"first", 1, 0, "reset [] | error(1099)"},
+                          Case{"next", 1, 0, "reset [] | 1 | error(1099)"},
+                          Case{"next", 2, 0, "reset [] | 1 | 2 | error(1099)"},
+                          Case{"lock", 1, 150, "reset [] | error(1099)"},
+                          Case{"lock", 2, 200, "reset [] | 1 | error(1099)"},
+                          Case{"lockrecord", 1, 300, "reset [] | error(1099)"},
+                          Case{"lockrecord", 3, 250, "reset [] | 1 | 2 | error(1099)"}}) {
         SCOPED_TRACE(std::string(c.operation) + " " + c.heard);
         cursor.SetRecordLockBias(c.bias);
         table.FailAt(c.operation, c.count, kBroken);
@@ -241,7 +205,7 @@ private:
 };
 
 TEST(OwnedTable, GoesWithTheCursorOrAtTheNextInit) {
-    const test::VentesData data;
+    const VentesData data;
     int gone = 0;
     {
         OpenTableCursor cursor;
@@ -264,7 +228,7 @@ TEST(OwnedTable, GoesWithTheCursorOrAtTheNextInit) {
 }
 
 TEST(TableWithoutDictionary, IsWalkedAndHasNoLinks) {
-    const test::VentesData data;
+    const VentesData data;
     EDataMemory table(*data.table);
     table.dico = nullptr;
     ETabulonLevels levels = CountryAndCity();
@@ -278,23 +242,17 @@ TEST(TableWithoutDictionary, IsWalkedAndHasNoLinks) {
 TEST(WarmTableWalk, AllocatesNothingPerRecord) {
     DDico dico;
     DRubric* const cities = dico.AddRubric("Cities");
-    cities->AddVariable("id", "", TYPE_LONG, 0);
-    cities->AddVariable("name", "", TYPE_CHAINE, 0);
-    cities->SetKey({"id"});
-    const auto cityTable = test::MakeTable(
+    AddVariables(*cities, {{"id", TYPE_LONG}, {"name", TYPE_CHAINE}}, {"id"});
+    const auto cityTable = MakeTable(
         cities, {{0, "a city with quite a long name"}, {1, "another with a name as long"}});
     DRubric* const sales = dico.AddRubric("Sales");
-    sales->AddVariable("id", "", TYPE_LONG, 0);
-    sales->AddVariable("city", "", TYPE_LONG, 0);
-    sales->SetKey({"id"});
+    AddVariables(*sales, {{"id", TYPE_LONG}, {"city", TYPE_LONG}}, {"id"});
     sales->AddLink("place", {"city"}, cities);
-    const auto table = test::MakeTable(sales);
+    const auto table = MakeTable(sales);
     for (int sale = 0; sale < 500; ++sale) {
         table->Append({sale, sale % 2});
     }
-    ETabulonLevels levels;
-    levels.AddLevel("", "city", "place>name", nullptr, /*addRef=*/false);
-    levels.AddLevel("", "id", nullptr, /*addRef=*/false);
+    ETabulonLevels levels = LevelsBy({"city/place>name", "id"});
     OpenTableCursor cursor;
     cursor.Init(levels, table.get(), /*ownsTable=*/false);
     const auto walk = [&cursor] {
@@ -313,5 +271,108 @@ TEST(WarmTableWalk, AllocatesNothingPerRecord) {
     EXPECT_LE(count.Taken(), 2U);
 }
 
+constexpr auto kLocked = static_cast<CursorStatus>(DataLocked);
+
+class LinkFailures : public ::testing::Test, protected LinkedSales {};
+
+TEST_F(LinkFailures, EndAWalkAtEachReadAndTheNextIsWhole) {
+    ETabulonPendingChanges changes;
+    changes.AppendUpdate(Tag({{0, "France"}}), "id", 11);
+    changes.AppendDelete(Tag({{0, EVariant()}, {1, EVariant()}}));
+    ETabulonCursorPending overlay(&cursor, &changes);
+    overlay.Init(cursor.Levels());
+    ETabulonCursorCache cache(&cursor);
+    const ERef<WalkTrace> trace = MakeRef<WalkTrace>();
+    for (ETabulonCursor* const front :
+         {static_cast<ETabulonCursor*>(&cursor), static_cast<ETabulonCursor*>(&overlay),
+          static_cast<ETabulonCursor*>(&cache)}) {
+        const ECursorListening listening(*front, *trace);
+        const auto walk = [&] {
+            cache.ClearCache();
+            return front->Browse(ETabulonTag::Null);
+        };
+        ASSERT_EQ(walk(), StatusOk);
+        const std::string whole = trace->Take();
+        ASSERT_EQ(whole.find("reset [] | Paris | Ulm | "), 0U) << whole;
+        for (const auto& source : sources) {
+            int reads = source->reads;
+            ASSERT_EQ(walk(), StatusOk);
+            reads = source->reads - reads;
+            ASSERT_GT(reads, 1);
+            static_cast<void>(trace->Take());
+            for (int failing = 1; failing <= reads; ++failing) {
+                SCOPED_TRACE(failing);
+                source->FailAt(failing, DataLocked);
+                EXPECT_EQ(walk(), kLocked);
+                EXPECT_EQ(cursor.LinkError().text, Chaine("linked table can't be read"));
+                const std::string seen = trace->Take();
+                const std::size_t end = seen.rfind(" | error(1001)");
+                ASSERT_NE(end, std::string::npos) << seen;
+                EXPECT_EQ(seen.substr(0, end), front == &cache ? "reset []" : whole.substr(0, end));
+                EXPECT_EQ(walk(), StatusOk);
+                EXPECT_EQ(cursor.LinkError().status, DataOk);
+                EXPECT_EQ(trace->Take(), whole);
+            }
+        }
+    }
+}
+
+TEST_F(LinkFailures, EndTheResetWhereNoLookupCanBeOpened) {
+    const ERef<WalkTrace> trace = MakeRef<WalkTrace>();
+    const ECursorListening listening(cursor, *trace);
+    sources[1]->openFailure = {DataConnectionLost, 14, "cities can't be opened"};
+    const auto empty = MakeTable(rubric);  // of which no record would ask for a link
+    const ETabulonLevels levels = cursor.Levels();
+    for (EDataMemory* const each : {empty.get(), table.get()}) {
+        cursor.Init(levels, each, /*ownsTable=*/false);
+        for (int turn = 0; turn < 2; ++turn) {
+            EXPECT_EQ(cursor.Browse(ETabulonTag::Null),
+                      static_cast<CursorStatus>(DataConnectionLost));
+            EXPECT_EQ(cursor.LinkError().text, Chaine("cities can't be opened"));
+            EXPECT_EQ(trace->Take(), "reset [] | error(1003)");
+        }
+    }
+    sources[1]->openFailure = EDataError{};
+    EXPECT_EQ(cursor.Browse(Tag({{0, "France"}})), StatusOk);
+    EXPECT_EQ(trace->Take(), "reset [France] | Paris | Paris");
+}
+
+// Of levels, their labels and calculations, behind links and not, also through a relay.
+TEST_F(LinkFailures, AndMisspelledNamesAreFoundBeforeAWalk) {
+    EXPECT_TRUE(cursor.DeclareLinkField("place>land>code"));
+    EXPECT_FALSE(cursor.DeclareLinkField("place>ghost"));
+    EXPECT_FALSE(cursor.DeclareLinkField("place>ghost"));
+    const auto codes = [](ETabulonCursor& asked) {
+        std::string text;
+        for (const ETabulonVariableID& variable :
+             asked.FindUnresolved({"id", "Sales.city", "place>land>code", "place>ghost", "ID2",
+                                   "place>land>capital", "ghost", "id2"})) {
+            text += std::string(variable.Code().View()) + " ";
+        }
+        return text;
+    };
+    EXPECT_EQ(codes(cursor), "place>ghost ID2 place>land>capital ghost ");
+    EXPECT_EQ(cursor.Browse(ETabulonTag::Null), StatusOk);
+    ETabulonLevels levels = LevelsBy({"place>name/plaec>name"});
+    ETabulonCursorRelay relay(&cursor);
+    relay.Init(levels);
+    EXPECT_EQ(codes(relay), "plaec>name place>ghost ID2 place>land>capital ghost ");
+}
+
+TEST(CursorOnNoTable, FailsEachStepAndHasNoUpdater) {
+    ETabulonCursorEData cursor;
+#if defined(ETABULON_CHECKS)
+    EXPECT_DEATH(cursor.Browse(ETabulonTag::Null), "expected: table_ != nullptr");
+    EXPECT_DEATH(cursor.Init(ETabulonLevels(), nullptr, false), "expected: table != nullptr");
+#else
+    for (int turn = 0; turn < 2; ++turn) {
+        EXPECT_EQ(cursor.Browse(ETabulonTag::Null), static_cast<CursorStatus>(DataOther));
+        EXPECT_EQ(cursor.Updater(), nullptr);
+        EXPECT_FALSE(cursor.CanResolve("id"));
+        cursor.Init(ETabulonLevels(), nullptr, /*ownsTable=*/true);
+    }
+#endif
+}
+
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

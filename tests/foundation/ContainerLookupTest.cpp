@@ -213,19 +213,17 @@ TEST(ChangedKey, MovesTheElementByTheRule) {
         bool result;
         std::vector<int> keys;
     };
-    const Case cases[] = {
-        {10, 25, true, {20, 25, 30, 40}},
-        {40, 15, true, {10, 15, 20, 30}},
-        {20, 35, true, {10, 30, 35, 40}},
-        {30, 5, true, {5, 10, 20, 40}},
-        {10, 50, true, {20, 30, 50, 40}},  // above all: before the last element
-        {40, 50, true, {10, 20, 50, 30}},
-        {30, 25, true, {10, 25, 20, 40}},  // would keep its place: one before it
-        {10, 5, true, {5, 20, 30, 40}},    // there is none before the first
-        {10, 30, false, {10, 20, 30, 40}},
-        {15, 50, false, {10, 20, 30, 40}},
-        {10, 10, false, {10, 20, 30, 40}},
-    };
+    const Case cases[] = {{10, 25, true, {20, 25, 30, 40}},
+                          {40, 15, true, {10, 15, 20, 30}},
+                          {20, 35, true, {10, 30, 35, 40}},
+                          {30, 5, true, {5, 10, 20, 40}},
+                          {10, 50, true, {20, 30, 50, 40}},  // above all: before the last element
+                          {40, 50, true, {10, 20, 50, 30}},
+                          {30, 25, true, {10, 25, 20, 40}},  // would keep its place: one before it
+                          {10, 5, true, {5, 20, 30, 40}},    // there is none before the first
+                          {10, 30, false, {10, 20, 30, 40}},
+                          {15, 50, false, {10, 20, 30, 40}},
+                          {10, 10, false, {10, 20, 30, 40}}};
     for (const Case& c : cases) {
         auto map = MapOf<FSortedMap<int, int>>({10, 20, 30, 40});
         EAssociative<EPair<int, int>>& base = map;

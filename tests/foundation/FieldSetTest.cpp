@@ -1,3 +1,4 @@
+#include "etabulon/foundation/EFieldKey.h"
 #include "foundation/FieldDescs.h"
 #include "support/AllocationCount.h"
 
@@ -5,16 +6,11 @@
 
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
-namespace etabulon {
+namespace etabulon::test {
 namespace {
-
-using test::Desc;
-using test::Descs;
-using test::Layout;
-using test::View;
-
 TEST(FieldLookup, FindsFoldedBareAndQualifiedNamesAndNumbers) {
     EFieldSet set = Layout(Descs({{"City", TYPE_LONG, 4, 7},
                                   {"\xE9t\xE9", TYPE_LONG, 4, 8},
@@ -122,7 +118,7 @@ TEST(FieldLookup, AllocatesNothing) {
     EFieldSet set = Layout(Descs({{"a", TYPE_LONG, 4, 1}, {"b", TYPE_CHAINE, 4, 2}}));
     const EFieldIdent there{"b", 0};
     const Chaine absent("absent");
-    const test::AllocationCount count;
+    const AllocationCount count;
     EXPECT_TRUE(set.Exist(there));
     EXPECT_FALSE(set.Exist({absent, 0}));
     EXPECT_EQ(&set[2UL], &set[there.name]);
@@ -148,13 +144,13 @@ TEST(FieldLayout, AlignsSlotsAndNothingElse) {
 
 TEST(FieldLayout, HasRoomForTextOfNoBytes) {
     for (const std::int32_t type : {TYPE_STR, TYPE_ZSTRING, TYPE_AUTRE}) {
-        test::Record record(Descs({{"none", type, 0}, {"some", type, 2}}));
+        Record record(Descs({{"none", type, 0}, {"some", type, 2}}));
         record.fields["none"] <<= EVariant("x");
         record.fields["some"] <<= EVariant("x");
         record.fields.SetNull();
         EXPECT_EQ(record.fields.RecordSize(), 2U);
         EXPECT_TRUE(record.fields["none"].AsChaine().IsEmpty());
-        EXPECT_TRUE(test::Record(Descs({{"none", type, 0}})).fields["none"].AsChaine().IsEmpty());
+        EXPECT_TRUE(Record(Descs({{"none", type, 0}})).fields["none"].AsChaine().IsEmpty());
     }
 }
 
@@ -180,7 +176,7 @@ TEST(FieldLayout, KeepsPlacesBeyond64K) {
         descs.Add(Desc(Chaine::Format("s%d", i), TYPE_STR, 60000));
     }
     descs.Add(Desc("n", TYPE_LONG, 5));
-    test::Record record(descs);
+    Record record(descs);
     EXPECT_EQ(record.fields.OffsetOf(3), 180000U);
     record.fields["s2"] <<= EVariant("last");
     record.fields["n"] <<= EVariant(4);
@@ -190,28 +186,28 @@ TEST(FieldLayout, KeepsPlacesBeyond64K) {
 }
 
 TEST(FieldLayout, ChangeOfBufferMovesAllButAddedFields) {
-    test::Record record(Descs({{"a", TYPE_INT8, 1}, {"b", TYPE_LONG, 4}}));
+    Record record(Descs({{"a", TYPE_INT8, 1}, {"b", TYPE_LONG, 4}}));
     std::int32_t linked = 5;
     record.fields.Add(View(Desc("l", TYPE_LONG, 4), &linked));
     EXPECT_EQ(record.fields.OffsetOf(2), EFieldSet::kNoOffset);
     EXPECT_EQ(record.fields.RecordSize(), 5U);
     record.fields["b"] <<= EVariant(1);
-    test::Record other(record.fields);
-    EXPECT_EQ(test::Values(other.fields), Chaine("-|-|5"));
+    Record other(record.fields);
+    EXPECT_EQ(Values(other.fields), Chaine("-|-|5"));
     other.fields["b"] <<= EVariant(2);
     record.fields.ChangeBuffer(other.buffer.Get(), true);
-    EXPECT_EQ(test::Values(record.fields), Chaine("-|2|5"));
+    EXPECT_EQ(Values(record.fields), Chaine("-|2|5"));
     record.fields.ChangeBuffer(nullptr, false);
     record.fields["b"] <<= EVariant(3);
-    EXPECT_EQ(test::Values(record.fields), Chaine("-|-|5"));
-    EXPECT_EQ(test::Values(other.fields), Chaine("-|2|5"));
+    EXPECT_EQ(Values(record.fields), Chaine("-|-|5"));
+    EXPECT_EQ(Values(other.fields), Chaine("-|2|5"));
     record.fields.SetNull();
-    EXPECT_EQ(test::Values(other.fields), Chaine("-|2|-"));
+    EXPECT_EQ(Values(other.fields), Chaine("-|2|-"));
 }
 
 TEST(FieldShape, IsSharedByCopiesUntilOneChanges) {
     std::int32_t linked = 5;
-    test::Record record(Descs({{"a", TYPE_LONG, 4}}));
+    Record record(Descs({{"a", TYPE_LONG, 4}}));
     EFieldSet copy = record.fields;
     copy["a"] <<= EVariant(7);
     EXPECT_EQ(record.fields["a"].AsInt64(), 7);
@@ -224,7 +220,7 @@ TEST(FieldShape, IsSharedByCopiesUntilOneChanges) {
     copy.Add(copy.At(0));
     EXPECT_NE(copy.ShapeNumber(), number);
     EFieldSet moved(std::move(copy));
-    EXPECT_EQ(test::Values(moved), Chaine("7|5|7"));
+    EXPECT_EQ(Values(moved), Chaine("7|5|7"));
     EXPECT_NE(EFieldSet().ShapeNumber(), 0U);
 }
 
@@ -238,40 +234,117 @@ TEST(FieldShape, IsPackedAnewAfterAChange) {
 }
 
 TEST(FieldValues, AreCopiedByNameBetweenLayouts) {
-    test::Record source(Descs({{"n", TYPE_LONG, 5}, {"t", TYPE_CHAINE, 4}, {"x", TYPE_LONG, 4}}));
-    test::Record target(Descs({{"only", TYPE_LONG, 4},
-                               {"T", TYPE_ZSTRING, 3},
-                               {"N", TYPE_CHAINE, 4},
-                               {"x", TYPE_INT64, 9}}));
+    Record source(Descs({{"n", TYPE_LONG, 5}, {"t", TYPE_CHAINE, 4}, {"x", TYPE_LONG, 4}}));
+    Record target(Descs({{"only", TYPE_LONG, 4},
+                         {"T", TYPE_ZSTRING, 3},
+                         {"N", TYPE_CHAINE, 4},
+                         {"x", TYPE_INT64, 9}}));
     source.fields["n"] <<= EVariant(12);
     source.fields["t"] <<= EVariant("text");
     target.fields["only"] <<= EVariant(1);
     target.fields["x"] <<= EVariant(1);
     target.fields <<= source.fields;
-    EXPECT_EQ(test::Values(target.fields), Chaine("1|tex|12|-"));
+    EXPECT_EQ(Values(target.fields), Chaine("1|tex|12|-"));
 }
 
 TEST(FieldValues, AreCopiedByIndexInOneShapeWithAddedFields) {
     const Chaine text("some text that is shared");
     std::int32_t linkedHere = 5;
     std::int32_t linkedThere = 6;
-    test::Record source(Descs({{"a", TYPE_LONG, 5}, {"a", TYPE_CHAINE, 4}}));
+    Record source(Descs({{"a", TYPE_LONG, 5}, {"a", TYPE_CHAINE, 4}}));
     source.fields.Add(View(Desc("a", TYPE_LONG, 4), &linkedHere));
-    test::Record target(source.fields);
+    Record target(source.fields);
     target.fields.At(2).Attach(source.fields.At(2).Desc(), &linkedThere, false);
     source.fields.At(0) <<= EVariant(1);
     source.fields.At(1) <<= EVariant(text);
-    const test::AllocationCount count;
+    const AllocationCount count;
     target.fields <<= source.fields;
     target.fields <<= target.fields;
     EXPECT_EQ(count.Taken(), 0U);
-    EXPECT_EQ(test::Values(target.fields), Chaine("1|some text that is shared|5"));
+    EXPECT_EQ(Values(target.fields), Chaine("1|some text that is shared|5"));
     EXPECT_EQ(linkedThere, 5);
     // A set without a record reads as missing throughout.
     source.fields.ChangeBuffer(nullptr, false);
     target.fields <<= source.fields;
-    EXPECT_EQ(test::Values(target.fields), Chaine("-|-|5"));
+    EXPECT_EQ(Values(target.fields), Chaine("-|-|5"));
+}
+
+EFieldKey Key(int segments, const char* text = "text") {
+    EFieldKey key;
+    for (int i = 0; i < segments; ++i) {
+        key.Add(i % 2 == 0 ? EVariant(i) : EVariant(text));
+    }
+    return key;
+}
+
+TEST(RecordKey, HoldsAnyNumberOfSegmentsThroughCopiesAndMoves) {
+    for (const int segments : {0, 1, 4, 5, 9}) {
+        const EFieldKey key = Key(segments);
+        ASSERT_EQ(key.Size(), segments);
+        EFieldKey copy = Key(6, "other");
+        copy = key;
+        EXPECT_EQ(copy, key);
+        EXPECT_EQ(copy.Hash(), key.Hash());
+        copy.Copy(copy);
+        EFieldKey moved(std::move(copy));
+        EXPECT_EQ(moved, key);
+        EXPECT_EQ(copy.Size(), 0);
+        EFieldKey target = Key(5, "other");
+        target = std::move(moved);
+        EXPECT_EQ(target, key);
+    }
+}
+
+TEST(RecordKey, ComparesByValueAndLength) {
+    EFieldKey small;
+    small.Add(EVariant(7));
+    EFieldKey wide;
+    wide.Add(EVariant::FromInt64(7));
+    EXPECT_EQ(small, wide);
+    EXPECT_EQ(small.Hash(), wide.Hash());
+    wide.Add(EVariant());
+    EXPECT_FALSE(small == wide);
+    EXPECT_FALSE(Key(2, "a") == Key(2, "b"));
+    EXPECT_NE(Key(2, "a").Hash(), Key(2, "b").Hash());
+    EXPECT_NE(Key(0).Hash(), small.Hash());
+}
+
+TEST(RecordKey, StartsAnewAfterFree) {
+    EFieldKey key = Key(6);
+    key.Free();
+    EXPECT_EQ(key, EFieldKey());
+    key.Resize(5);
+    for (std::uint16_t i = 0; i < 5; ++i) {
+        EXPECT_TRUE(key.At(i).IsMissing());
+        EXPECT_EQ(key.At(i).Type(), 0);
+    }
+    key = Key(3);
+    key.Resize(4);
+    EXPECT_EQ(key.At(1).AsChaine(), Chaine("text"));
+    EXPECT_TRUE(key.At(3).IsMissing());
+}
+
+TEST(RecordKey, TakesASegmentOfItsOwn) {
+    EFieldKey key = Key(5);
+    for (int i = 0; i < 20; ++i) {
+        key.Add(key.At(4));
+    }
+    EXPECT_EQ(key.At(24), EVariant(4));
+}
+
+TEST(RecordKey, CopyOverAKeyAllocatesNothing) {
+    const EFieldKey first = Key(6, "a text that is long enough for a body of its own");
+    const EFieldKey second = Key(5, "another");
+    EFieldKey key = first;
+    const AllocationCount count;
+    for (int i = 0; i < 3; ++i) {
+        key.Copy(second);
+        key.Free();
+        key.Copy(first);
+    }
+    EXPECT_EQ(count.Taken(), 0U);
+    EXPECT_EQ(key, first);
 }
 
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

@@ -1,20 +1,16 @@
 #include "etabulon/foundation/EExtract.h"
 #include "foundation/FieldDescs.h"
+#include "support/AllocationCount.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstring>
 #include <limits>
 #include <string>
 #include <utility>
 
-namespace etabulon {
+namespace etabulon::test {
 namespace {
-
-using test::Desc;
-using test::View;
-
 struct SizeCase {
     std::int32_t type;
     std::uint16_t declared, size, storage;
@@ -37,8 +33,7 @@ TEST(FieldDescription, SizesFollowTheDeclaration) {
         {TYPE_BLOB, 5, 4, sizeof(Chaine), true, false},
         {99, 7, 7, 7, false, false},
         // A code that was sign-extended from a byte is stored as its low byte tells.
-        {0xFF00 | TYPE_UP_CHAINE, 4, 4, sizeof(Chaine), true, false},
-    };
+        {0xFF00 | TYPE_UP_CHAINE, 4, 4, sizeof(Chaine), true, false}};
     for (const SizeCase& c : cases) {
         const EFieldDesc desc = Desc("f", c.type, c.declared);
         SCOPED_TRACE(std::to_string(c.type) + " of " + std::to_string(c.declared));
@@ -90,15 +85,14 @@ TEST(FieldOverCell, StoresReadsAndForgets) {
         {TYPE_CHAINE, 4, EVariant("longer than any cell of four bytes"), true},
         {TYPE_CHAINE, 4, EVariant(""), true},
         {TYPE_ZSTRING, 6, EVariant("sixsix"), false},
-        {TYPE_STR, 6, EVariant("abc"), false},
-    };
+        {TYPE_STR, 6, EVariant("abc"), false}};
     for (const Case& c : cases) {
         SCOPED_TRACE(std::to_string(c.type) + " of " + std::to_string(c.size));
         const EFieldDesc desc = Desc("f", c.type, c.size);
         EFieldSet layout;
         PTableau<EFieldDesc> descs;
         descs.Add(desc);
-        test::Record record(descs);
+        Record record(descs);
         EField& field = record.fields.At(0);
         EXPECT_EQ(field.IsMissing(), c.canBeMissing);
         field <<= c.value;
@@ -180,16 +174,14 @@ TEST(FieldAsVariant, WritesThroughWhateverIsDoneToIt) {
         void (*store)(EVariant& field);
     };
     static EVariant moved;
-    const Case cases[] = {
-        {"copy", [](EVariant& field) { field = moved; }},
-        {"move", [](EVariant& field) { field = EVariant(moved); }},
-        {"from text", [](EVariant& field) { field = "5"; }},
-        {"swap", [](EVariant& field) { std::swap(field, moved); }},
-        {"sum", [](EVariant& field) { field += EVariant(4); }},
-    };
+    const Case cases[] = {{"copy", [](EVariant& field) { field = moved; }},
+                          {"move", [](EVariant& field) { field = EVariant(moved); }},
+                          {"from text", [](EVariant& field) { field = "5"; }},
+                          {"swap", [](EVariant& field) { std::swap(field, moved); }},
+                          {"sum", [](EVariant& field) { field += EVariant(4); }}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        test::Record record(test::Descs({{"n", TYPE_INT64, 9}, {"t", TYPE_CHAINE, 0}}));
+        Record record(Descs({{"n", TYPE_INT64, 9}, {"t", TYPE_CHAINE, 0}}));
         record.fields["n"] <<= EVariant(1);
         record.fields["t"] <<= EVariant("1");
         for (EVariant* field : {static_cast<EVariant*>(&record.fields["n"]),
@@ -209,33 +201,33 @@ TEST(FieldAsVariant, WritesThroughWhateverIsDoneToIt) {
 }
 
 TEST(TextSlots, ShareABodyFromRecordToRecord) {
-    const auto descs = test::Descs({{"n", TYPE_INT8, 1}, {"t", TYPE_CHAINE, 4}});
-    test::Record one(descs);
-    test::Record two(one.fields);
+    const auto descs = Descs({{"n", TYPE_INT8, 1}, {"t", TYPE_CHAINE, 4}});
+    Record one(descs);
+    Record two(one.fields);
     const Chaine text("a text that is shared");
     one.fields["t"] <<= EVariant(text);
     two.fields["t"] <<= one.fields["t"];
-    EXPECT_EQ(test::BodyAt(one.fields["t"]), text.GetBody());
-    EXPECT_EQ(test::BodyAt(two.fields["t"]), text.GetBody());
+    EXPECT_EQ(BodyAt(one.fields["t"]), text.GetBody());
+    EXPECT_EQ(BodyAt(two.fields["t"]), text.GetBody());
     two.fields["t"] <<= EVariant("another");
     EXPECT_EQ(one.fields["t"].AsChaine(), text);
     two.fields["t"] <<= EVariant("");
     EXPECT_FALSE(two.fields["t"].IsMissing());
     two.fields["t"].SetMissing();
     EXPECT_TRUE(two.fields["t"].IsMissing());
-    EXPECT_EQ(test::BodyAt(two.fields["t"]), nullptr);
+    EXPECT_EQ(BodyAt(two.fields["t"]), nullptr);
 }
 
 TEST(RecordOfAShape, IsMadeCopiedAndUnmadeWithItsSlots) {
-    const EFieldSet layout = test::Layout(test::Descs({{"n", TYPE_LONG, 5},
-                                                       {"t", TYPE_CHAINE, 4},
-                                                       {"p", TYPE_LONG, 4},
-                                                       {"z", TYPE_ZSTRING, 3},
-                                                       {"s", TYPE_STR, 3},
-                                                       {"b", TYPE_BLOBTEXT, 4}}));
-    test::Record source(layout);
-    test::Record target(layout);
-    EXPECT_EQ(test::Values(source.fields), Chaine("-|-|-|||-"));
+    const EFieldSet layout = Layout(Descs({{"n", TYPE_LONG, 5},
+                                           {"t", TYPE_CHAINE, 4},
+                                           {"p", TYPE_LONG, 4},
+                                           {"z", TYPE_ZSTRING, 3},
+                                           {"s", TYPE_STR, 3},
+                                           {"b", TYPE_BLOBTEXT, 4}}));
+    Record source(layout);
+    Record target(layout);
+    EXPECT_EQ(Values(source.fields), Chaine("-|-|-|||-"));
     source.fields["n"] <<= EVariant(1);
     source.fields["t"] <<= EVariant("text");
     source.fields["z"] <<= EVariant("zzz");
@@ -244,12 +236,12 @@ TEST(RecordOfAShape, IsMadeCopiedAndUnmadeWithItsSlots) {
     target.fields["s"] <<= EVariant("go");
     layout.CopyRecord(target.buffer.Get(), source.buffer.Get());
     layout.CopyRecord(target.buffer.Get(), target.buffer.Get());
-    EXPECT_EQ(test::Values(target.fields), Chaine("1|text|-|zzz||blob"));
-    EXPECT_EQ(test::BodyAt(target.fields["t"]), test::BodyAt(source.fields["t"]));
+    EXPECT_EQ(Values(target.fields), Chaine("1|text|-|zzz||blob"));
+    EXPECT_EQ(BodyAt(target.fields["t"]), BodyAt(source.fields["t"]));
     source.fields.SetNull();
     target.buffer.Clear();
-    EXPECT_EQ(test::Values(source.fields), Chaine("-|-|-|||-"));
-    EXPECT_EQ(test::Values(target.fields), Chaine("-|-|-|||-"));
+    EXPECT_EQ(Values(source.fields), Chaine("-|-|-|||-"));
+    EXPECT_EQ(Values(target.fields), Chaine("-|-|-|||-"));
     // Moved, the record stays in place.
     target.fields["t"] <<= EVariant("stays");
     ERecordBuffer moved(std::move(target.buffer));
@@ -257,5 +249,146 @@ TEST(RecordOfAShape, IsMadeCopiedAndUnmadeWithItsSlots) {
     EXPECT_EQ(target.fields["t"].AsChaine(), Chaine("stays"));
 }
 
+/// A record of three fields, and two added ones that view a linked record.
+class LinkedRecord : public testing::Test {
+protected:
+    LinkedRecord()
+        : linked(Descs({{"l", TYPE_CHAINE, 4}, {"m", TYPE_LONG, 5}})),
+          own(Descs({{"n", TYPE_LONG, 5}, {"t", TYPE_CHAINE, 4}, {"z", TYPE_ZSTRING, 40}})) {
+        own.fields.Add(linked.fields.At(1));
+        own.fields.Add(linked.fields.At(0));
+        Fill(1, "one");
+    }
+    void Fill(int number, const char* text) {
+        own.fields.At(0) <<= EVariant(number);
+        own.fields.At(1) <<= EVariant(text);
+        own.fields.At(2) <<= EVariant(text);
+        own.fields.At(3) <<= EVariant(number + 1);
+        own.fields.At(4) <<= EVariant(text);
+    }
+    Record linked;
+    Record own;
+};
+
+TEST_F(LinkedRecord, ExtractKeepsItsValuesAndBringsThemBack) {
+    const EExtract extract(own.fields);
+    EXPECT_EQ(BodyAt(extract.Field(1)), BodyAt(own.fields.At(1)));
+    EXPECT_EQ(BodyAt(extract.Field(4)), BodyAt(own.fields.At(4)));
+    Fill(7, "seven");
+    EXPECT_EQ(Values(extract.Fields()), Chaine("1|one|one|2|one"));
+    EXPECT_EQ(extract.Fields()["M"].AsInt64(), 2);
+    own.fields.SetNull();
+    EXPECT_EQ(Values(linked.fields), Chaine("-|-"));
+    own.fields <<= extract;
+    EXPECT_EQ(Values(own.fields), Chaine("1|one|one|2|one"));
+    EXPECT_EQ(Values(linked.fields), Chaine("one|2"));
+}
+
+TEST_F(LinkedRecord, ExtractTakesMissingValues) {
+    EExtract extract(own.fields);
+    own.fields.SetNull();
+    extract = own.fields;
+    Fill(7, "seven");
+    own.fields <<= extract;
+    EXPECT_EQ(Values(own.fields), Chaine("-|-||-|-"));
+}
+
+TEST_F(LinkedRecord, ExtractCopiesByNameIntoAnotherLayout) {
+    const EExtract extract(own.fields);
+    Record other(Descs({{"m", TYPE_CHAINE, 4}, {"T", TYPE_STR, 2}, {"k", TYPE_LONG, 4}}));
+    other.fields["k"] <<= EVariant(9);
+    other.fields <<= extract;
+    EXPECT_EQ(Values(other.fields), Chaine("2|on|9"));
+    // And between sets that were built alike but apart.
+    Record alike(Descs({{"n", TYPE_LONG, 5}, {"t", TYPE_CHAINE, 4}, {"z", TYPE_ZSTRING, 40}}));
+    alike.fields <<= extract;
+    EXPECT_EQ(Values(alike.fields), Chaine("1|one|one"));
+}
+
+TEST_F(LinkedRecord, WalkOverExtractsAllocatesNothing) {
+    EExtract first(own.fields);
+    Fill(2, "a text of some length, for a body of its own");
+    EExtract second(own.fields);
+    EExtract kept;
+    kept = first;
+    const AllocationCount count;
+    for (int i = 0; i < 3; ++i) {
+        own.fields <<= first;
+        kept = own.fields;
+        own.fields <<= second;
+        kept = second;
+    }
+    EXPECT_EQ(count.Taken(), 0U);
+    EXPECT_EQ(kept.Field(0).AsInt64(), 2);
+}
+
+TEST_F(LinkedRecord, CopiedExtractIsItsOwn) {
+    EExtract extract(own.fields);
+    EExtract copy(extract);
+    const EFieldSet& fields = copy.Fields();
+    Fill(3, "three");
+    extract = own.fields;
+    EXPECT_EQ(Values(fields), Chaine("1|one|one|2|one"));
+    copy = own.fields;  // one shape: the set that was handed out stays
+    EXPECT_EQ(Values(fields), Chaine("3|three|three|4|three"));
+    copy = copy.Fields();
+    EXPECT_EQ(Values(copy.Fields()), Chaine("3|three|three|4|three"));
+    EExtract moved(std::move(copy));
+    EXPECT_TRUE(copy.IsEmpty());
+    EXPECT_EQ(Values(moved.Fields()), Chaine("3|three|three|4|three"));
+    copy = moved;
+    EXPECT_EQ(Values(copy.Fields()), Chaine("3|three|three|4|three"));
+}
+
+TEST_F(LinkedRecord, ExtractFollowsAChangeOfShape) {
+    EExtract extract(own.fields);
+    const EExtract before(extract);
+    EXPECT_EQ(extract.Fields().Size(), 5U);
+    std::int32_t more = 8;
+    own.fields.Add(View(Desc("more", TYPE_LONG, 4), &more));
+    extract = own.fields;
+    EXPECT_EQ(Values(extract.Fields()), Chaine("1|one|one|2|one|8"));
+    // The older values fit by name.
+    Fill(6, "six");
+    own.fields <<= before;
+    EXPECT_EQ(Values(own.fields), Chaine("1|one|one|2|one|8"));
+    // Also from a set that views the extract itself.
+    EFieldSet onItself = extract.Fields();
+    onItself.Add(View(Desc("last", TYPE_LONG, 4), &more));
+    extract = onItself;
+    EXPECT_EQ(Values(extract.Fields()), Chaine("1|one|one|2|one|8|8"));
+    extract = EFieldSet();
+    EXPECT_TRUE(extract.IsEmpty());
+    EXPECT_EQ(extract.Fields().Size(), 0U);
+    own.fields <<= extract;
+    EXPECT_EQ(more, 8);
+}
+
+TEST_F(LinkedRecord, PackedFieldsLieInOneRecordOfTheSameShape) {
+    std::int8_t tail = 7;  // leaves the image at an odd length, which a record with slots hasn't
+    own.fields.Add(View(Desc("tail", TYPE_INT8, 1), &tail));
+    Record packed(own.fields.Packed());
+    EXPECT_EQ(packed.fields.ShapeNumber(), own.fields.ShapeNumber());
+    EXPECT_EQ(packed.fields.OffsetOf(2), own.fields.OffsetOf(2));
+    EXPECT_GE(packed.fields.OffsetOf(3), own.fields.RecordSize());
+    EXPECT_EQ(packed.fields.OffsetOf(4) % sizeof(Chaine), 0U);
+    packed.fields <<= own.fields;
+    EExtract extract(own.fields);
+    Fill(5, "five");
+    EXPECT_EQ(Values(packed.fields), Chaine("1|one|one|2|one|7"));
+    own.fields <<= packed.fields;
+    EXPECT_EQ(Values(linked.fields), Chaine("one|2"));
+    // An extract's set is as long as a packed record, whichever of the two it was taken from.
+    Fill(5, "five");
+    packed.fields <<= own.fields;
+    EFieldSet taken = extract.Fields();
+    taken <<= packed.fields;
+    EXPECT_EQ(Values(extract.Fields()), Chaine("5|five|five|6|five|7"));
+    extract = packed.fields;
+    own.fields.SetNull();
+    own.fields <<= extract;
+    EXPECT_EQ(Values(own.fields), Chaine("5|five|five|6|five|7"));
+}
+
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

@@ -5,51 +5,41 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
-namespace etabulon {
+namespace etabulon::test {
 namespace {
-
-using test::AllocationCount;
-using test::FailingSource;
-using test::Missing;
 
 /// Orders point at customers, customers at a town by its country and name and at who sent them.
 class Links : public ::testing::Test {
 protected:
     Links() {
-        towns->AddVariable("country", "", TYPE_CHAINE, 0);
-        towns->AddVariable("name", "", TYPE_CHAINE, 0);
-        towns->AddVariable("people", "", TYPE_LONG, 0);
-        towns->SetKey({"country", "name"});
-        customers->AddVariable("id", "", TYPE_LONG, 0);
-        customers->AddVariable("country", "", TYPE_CHAINE, 0);
-        customers->AddVariable("town", "", TYPE_CHAINE, 0);
-        customers->AddVariable("sender", "", TYPE_LONG, 0);
-        customers->AddVariable("name", "", TYPE_CHAINE, 0);
-        customers->SetKey({"id"});
+        AddVariables(*towns,
+                     {{"country", TYPE_CHAINE}, {"name", TYPE_CHAINE}, {"people", TYPE_LONG}},
+                     {"country", "name"});
+        AddVariables(*customers,
+                     {{"id", TYPE_LONG},
+                      {"country", TYPE_CHAINE},
+                      {"town", TYPE_CHAINE},
+                      {"sender", TYPE_LONG},
+                      {"name", TYPE_CHAINE}},
+                     {"id"});
         customers->AddLink("home", {"country", "town"}, towns);
         customers->AddLink("sent_by", {"sender"}, customers);
         orders->AddVariable("id", "", TYPE_LONG, 0);
         orders->AddVariable("buyers", "", TYPE_INT64, 9, 2);
-        orders->AddVariable("total", "", TYPE_DOUBLE, test::kNullableDouble);
+        orders->AddVariable("total", "", TYPE_DOUBLE, kNullableDouble);
         orders->SetKey({"id"});
         orders->AddLink("buyer", {"buyers"}, customers);
 
-        townTable = test::MakeTable(towns, {{"FR", "Paris", 2100}, {"DE", "Paris", 1}});
-        customerTable = test::MakeTable(customers, {
-                                                       {1, "FR", "Paris", 3, "Anne"},
-                                                       {2, "DE", "Paris", 1, "Bert"},
-                                                       {3, "DE", Missing(), 1, "Carl"},
-                                                   });
-        orderTable = test::MakeTable(orders, {
-                                                 {14, 1, 2, 10},
-                                                 {13, 1, 3, 20},
-                                                 {12, 2, Missing(), 30},
-                                                 {11, Missing(), 1, 40},
-                                                 {10, 9, 1, 50},
-                                                 {9, 3, 1, 60},
-                                             });
+        townTable = MakeTable(towns, {{"FR", "Paris", 2100}, {"DE", "Paris", 1}});
+        customerTable = MakeTable(customers, {{1, "FR", "Paris", 3, "Anne"},
+                                              {2, "DE", "Paris", 1, "Bert"},
+                                              {3, "DE", Missing(), 1, "Carl"}});
+        orderTable = MakeTable(orders, {{14, 1, 2, 10},
+                                        {13, 1, 3, 20},
+                                        {12, 2, Missing(), 30},
+                                        {11, Missing(), 1, 40},
+                                        {10, 9, 1, 50},
+                                        {9, 3, 1, 60}});
         counted = FailingSource::Before(*customers);
     }
 
@@ -103,25 +93,24 @@ TEST_F(Links, GoForwardBackwardAndRoundAgain) {
         const char* path;
         const char* seen;
     };
-    for (const Case& c : {
-             Case{orderTable.get(), "Orders.buyer>name", "Anne Anne Bert ! ! Carl"},
-             Case{orderTable.get(), "ORDERS.Buyers>Customers.NAME", "Anne Anne Bert ! ! Carl"},
-             Case{orderTable.get(), "Orders.buyers[1]>name", "Bert Carl ! Anne Anne Anne"},
-             Case{orderTable.get(), "Orders.buyer>home>people", "2100 2100 1 ! ! !"},
-             Case{orderTable.get(), "Orders.buyer>sent_by>name", "Carl Carl Anne ! ! Anne"},
-             Case{orderTable.get(), "Orders.buyer>sent_by>sent_by>name", "Anne Anne Carl ! ! Carl"},
-             Case{customerTable.get(), "Customers.id\xBBOrders.id", "13 12 9"},
-             Case{customerTable.get(), "Customers.buyer\xBBOrders.total", "20 30 60"},
-             Case{customerTable.get(),
-                  "Customers.sent_by\xBB"
-                  "Customers.name",
-                  "Bert ! Anne"},
-             Case{townTable.get(),
-                  "Towns.name\xBB"
-                  "Customers.id\xBBOrders.id",
-                  "13 12"},
-             Case{orderTable.get(), "Orders.id", "14 13 12 11 10 9"},
-         }) {
+    for (const Case& c :
+         {Case{orderTable.get(), "Orders.buyer>name", "Anne Anne Bert ! ! Carl"},
+          Case{orderTable.get(), "ORDERS.Buyers>Customers.NAME", "Anne Anne Bert ! ! Carl"},
+          Case{orderTable.get(), "Orders.buyers[1]>name", "Bert Carl ! Anne Anne Anne"},
+          Case{orderTable.get(), "Orders.buyer>home>people", "2100 2100 1 ! ! !"},
+          Case{orderTable.get(), "Orders.buyer>sent_by>name", "Carl Carl Anne ! ! Anne"},
+          Case{orderTable.get(), "Orders.buyer>sent_by>sent_by>name", "Anne Anne Carl ! ! Carl"},
+          Case{customerTable.get(), "Customers.id\xBBOrders.id", "13 12 9"},
+          Case{customerTable.get(), "Customers.buyer\xBBOrders.total", "20 30 60"},
+          Case{customerTable.get(),
+               "Customers.sent_by\xBB"
+               "Customers.name",
+               "Bert ! Anne"},
+          Case{townTable.get(),
+               "Towns.name\xBB"
+               "Customers.id\xBBOrders.id",
+               "13 12"},
+          Case{orderTable.get(), "Orders.id", "14 13 12 11 10 9"}}) {
         EXPECT_EQ(Walk(*c.table, c.path), c.seen) << c.path;
     }
 }
@@ -215,7 +204,7 @@ TEST_F(Links, WithoutASourceFindNoTargetAndWithAClosedOneFail) {
     EXPECT_EQ(engine.InitializeLinks(), 1);
     EXPECT_EQ(Walk(*orderTable, "Orders.buyer>name", engine, link), "Anne Anne Bert ! ! Carl");
     // A rubric that gets new records is read anew.
-    const auto others = test::MakeTable(customers, {{2, "", "", 0, "Bea"}});
+    const auto others = MakeTable(customers, {{2, "", "", 0, "Bea"}});
     EXPECT_EQ(engine.InitializeLinks(), 1);
     EXPECT_EQ(Walk(*orderTable, "Orders.buyer>name", engine, link), "! ! Bea ! ! !");
 }
@@ -249,7 +238,7 @@ TEST_F(Links, ReadASourceThatLiesWhereAnotherHasGone) {
     engine.InitializeLinks();
     EXPECT_EQ(Walk(*orderTable, "Orders.buyer>name", engine, link), "Anne Anne Bert ! ! Carl");
     // The same object for another one at its address.
-    const auto others = test::MakeTable(customers, {{2, "", "", 0, "Bea"}});
+    const auto others = MakeTable(customers, {{2, "", "", 0, "Bea"}});
     counted->inner = customers->Source();
     customers->SetSource(counted);
     EXPECT_EQ(engine.InitializeLinks(), 1);
@@ -311,4 +300,4 @@ TEST_F(Links, AllocateNothingOnASecondWalk) {
 }
 
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

@@ -4,14 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <random>
-#include <string>
 
-namespace etabulon {
+namespace etabulon::test {
 namespace {
-
-using test::VentesData;
 
 std::string Line(EData& table) {
     std::string line;
@@ -185,7 +181,7 @@ TEST_F(MemoryTable, AllocatesNothingInASecondWalk) {
         return sum;
     };
     EXPECT_EQ(walk(), 15);
-    const test::AllocationCount count;
+    const AllocationCount count;
     EXPECT_EQ(walk(), 15);
     EXPECT_EQ(count.Taken(), 0U);
 }
@@ -286,7 +282,7 @@ TEST(MemoryTableAgainstAModel, GivesTheSameUnderRandomOperations) {
 
 TEST(AFailingTable, FailsOnceWhereToldAndTellsWhatWasAsked) {
     VentesData data;
-    test::FailingTable table(*data.table);
+    FailingTable table(*data.table);
     table.FailAt("next", 2, DataConnectionLost);
     table.FailAt("lock", 1, DataLocked);
     table.FailAt("update", 1, DataConstraint);
@@ -340,4 +336,4 @@ TEST(AnArrayOfRecords, IsWalkedAndWrittenAndFreesItsTexts) {
 }
 
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

@@ -5,10 +5,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace etabulon {
@@ -55,29 +55,13 @@ std::vector<EVariant> TrickyValues() {
                                   Chaine("a\0", 2), EVariant("\xE9"),
                                   EVariant(0),      EVariant(0U),
                                   EVariant(-1),     EVariant(1UL)};
-    for (const double number : {kNaN,
-                                -kNaN,
-                                kInfinity,
-                                -kInfinity,
-                                0.0,
-                                -0.0,
-                                0.5,
-                                -0.5,
-                                0.1,
-                                0.0625,
-                                1.0,
-                                -1.0,
-                                1e300,
-                                9007199254740992.0,
-                                9007199254740993.0,
-                                9223372036854775807.0,
-                                -9223372036854775808.0,
-                                18446744073709551615.0,
-                                5e-324,
-                                -5e-324,
-                                0.3,
-                                4503599627370496.5,
-                                92233720368547.75}) {
+    std::vector<double> numbers = {kNaN,  -kNaN,  kInfinity, -kInfinity, 0.0, -0.0,
+                                   0.5,   -0.5,   0.1,       0.0625,     1.0, -1.0,
+                                   1e300, 5e-324, -5e-324,   0.3};
+    numbers.insert(numbers.end(), {9007199254740992.0, 9007199254740993.0, 9223372036854775807.0,
+                                   -9223372036854775808.0, 18446744073709551615.0,
+                                   4503599627370496.5, 92233720368547.75});
+    for (const double number : numbers) {
         pool.push_back(EVariant::FromDouble(number));
         pool.push_back(Raw(TYPE_FLOAT, static_cast<float>(number)));
     }
@@ -189,60 +173,42 @@ TEST(FoldingText, ComparesFoldedWithAnyText) {
 
 // --- Text and conversions ----------------------------------------------------------------------
 
-struct EExample {
-    std::uint16_t type;
-    const char* text;
-};
+using Examples = std::vector<std::pair<std::uint16_t, std::vector<const char*>>>;
 
 TEST(ValuesAsText, ReadBackAsThemselves) {
-    const std::vector<EExample> examples = {
-        {TYPE_INT8, "-128"},
-        {TYPE_UINT8, "255"},
-        {TYPE_INT16, "-32768"},
-        {TYPE_UINT16, "65535"},
-        {TYPE_LONG, "-2147483648"},
-        {TYPE_INT, "2147483647"},
-        {TYPE_UINT32, "4294967295"},
-        {TYPE_INT64, "-9223372036854775808"},
-        {TYPE_INT64, "9223372036854775807"},
-        {TYPE_UINT64, "18446744073709551615"},
-        {TYPE_BOOL, "255"},
-        {TYPE_OLDBOOL, "0"},
-        {TYPE_DOUBLE, "0.1"},
-        {TYPE_DOUBLE, "1.7976931348623157e+308"},
-        {TYPE_DOUBLE, "5e-324"},
-        {TYPE_DOUBLE, "-0"},
-        {TYPE_DOUBLE, "nan"},
-        {TYPE_DOUBLE, "-inf"},
-        {TYPE_FLOAT, "0.1"},
-        {TYPE_FLOAT, "3.4028235e+38"},
-        {TYPE_FLOAT, "inf"},
-        {TYPE_DECIMAL32, "-21474836.48"},
-        {TYPE_DECIMAL64, "92233720368547758.07"},
-        {TYPE_DECIMAL64, "-0.05"},
-        {TYPE_CURRENCY, "-922337203685477.5808"},
-        {TYPE_DATE, "0001-01-01"},
-        {TYPE_DATE, "2000-02-29"},
-        {TYPE_DATE, "9999-12-31"},
-        {TYPE_DATE, "10000-01-01"},
-        {TYPE_DATE, "214748-12-31"},
-        {TYPE_TIME, "00:00:00"},
-        {TYPE_TIME, "23:59:59.999"},
-        {TYPE_TIME, "-596:31:23.648"},
-        {TYPE_TIMESTAMP, "1999-12-31 23:59:59.001"},
-        {TYPE_TIMESTAMP, "-0001-03-01 12:00:00"},
-        {TYPE_TIMESTAMP, "12024-02-29 12:00:00"},
-        {TYPE_GUID, "00112233-4455-6677-8899-aabbccddeeff"},
-        {TYPE_CHAINE, " any\ttext "},
-        {TYPE_BLOBTEXT, ""},
-        {TYPE_STR, " left kept"},
-        {TYPE_ZSTRING, "blanks kept  "},
-    };
-    for (const EExample& example : examples) {
-        const EVariant value = Of(example.type, example.text, 40);
-        ASSERT_FALSE(value.IsMissing()) << example.text;
-        EXPECT_EQ(Text(value), example.text);
-        EXPECT_EQ(EVariant::FromText(value.Type(), value.Size(), value.AsChaine()), value);
+    const Examples examples = {
+        {TYPE_INT8, {"-128"}},
+        {TYPE_UINT8, {"255"}},
+        {TYPE_INT16, {"-32768"}},
+        {TYPE_UINT16, {"65535"}},
+        {TYPE_LONG, {"-2147483648"}},
+        {TYPE_INT, {"2147483647"}},
+        {TYPE_UINT32, {"4294967295"}},
+        {TYPE_INT64, {"-9223372036854775808", "9223372036854775807"}},
+        {TYPE_UINT64, {"18446744073709551615"}},
+        {TYPE_BOOL, {"255"}},
+        {TYPE_OLDBOOL, {"0"}},
+        {TYPE_DOUBLE, {"0.1", "1.7976931348623157e+308", "5e-324", "-0", "nan", "-inf"}},
+        {TYPE_FLOAT, {"0.1", "3.4028235e+38", "inf"}},
+        {TYPE_DECIMAL32, {"-21474836.48"}},
+        {TYPE_DECIMAL64, {"92233720368547758.07", "-0.05"}},
+        {TYPE_CURRENCY, {"-922337203685477.5808"}},
+        {TYPE_DATE, {"0001-01-01", "2000-02-29", "9999-12-31", "10000-01-01", "214748-12-31"}},
+        {TYPE_TIME, {"00:00:00", "23:59:59.999", "-596:31:23.648"}},
+        {TYPE_TIMESTAMP,
+         {"1999-12-31 23:59:59.001", "-0001-03-01 12:00:00", "12024-02-29 12:00:00"}},
+        {TYPE_GUID, {"00112233-4455-6677-8899-aabbccddeeff"}},
+        {TYPE_CHAINE, {" any\ttext "}},
+        {TYPE_BLOBTEXT, {""}},
+        {TYPE_STR, {" left kept"}},
+        {TYPE_ZSTRING, {"blanks kept  "}}};
+    for (const auto& [type, texts] : examples) {
+        for (const char* const text : texts) {
+            const EVariant value = Of(type, text, 40);
+            ASSERT_FALSE(value.IsMissing()) << text;
+            EXPECT_EQ(Text(value), text);
+            EXPECT_EQ(EVariant::FromText(value.Type(), value.Size(), value.AsChaine()), value);
+        }
     }
     for (const std::int64_t moment : {INT64_MIN, INT64_C(-1), INT64_MAX}) {
         const EVariant value = Raw(TYPE_TIMESTAMP, moment);
@@ -251,22 +217,14 @@ TEST(ValuesAsText, ReadBackAsThemselves) {
 }
 
 TEST(ParsedText, MissesWhatIsNoValue) {
-    for (const EExample& example : std::vector<EExample>{{TYPE_LONG, ""},
-                                                         {TYPE_LONG, "  "},
-                                                         {TYPE_LONG, "1x"},
-                                                         {TYPE_LONG, "+1"},
-                                                         {TYPE_LONG, "0x10"},
-                                                         {TYPE_LONG, "nan"},
-                                                         {TYPE_DOUBLE, "1,5"},
-                                                         {TYPE_DOUBLE, "1e999"},
-                                                         {TYPE_DATE, "2023-02-29"},
-                                                         {TYPE_DATE, "2024-2-1"},
-                                                         {TYPE_DATE, "214749-01-01"},
-                                                         {TYPE_TIME, "12:60:00"},
-                                                         {TYPE_TIMESTAMP, "2024-01-01 24:00:00"},
-                                                         {TYPE_TIMESTAMP, "2024-01-01T"},
-                                                         {TYPE_GUID, "0011"}}) {
-        EXPECT_TRUE(Of(example.type, example.text).IsMissing()) << example.text;
+    const Examples examples = {
+        {TYPE_LONG, {"", "  ", "1x", "+1", "0x10", "nan"}},       {TYPE_DOUBLE, {"1,5", "1e999"}},
+        {TYPE_DATE, {"2023-02-29", "2024-2-1", "214749-01-01"}},  {TYPE_TIME, {"12:60:00"}},
+        {TYPE_TIMESTAMP, {"2024-01-01 24:00:00", "2024-01-01T"}}, {TYPE_GUID, {"0011"}}};
+    for (const auto& [type, texts] : examples) {
+        for (const char* const text : texts) {
+            EXPECT_TRUE(Of(type, text).IsMissing()) << text;
+        }
     }
     EXPECT_EQ(Text(Of(TYPE_LONG, " \t42 ")), "42");
     EXPECT_EQ(Text(Of(TYPE_TIMESTAMP, "2024-01-01T10:00:00.1239")), "2024-01-01 10:00:00.123");
@@ -370,8 +328,7 @@ TEST(PlainCell, KeepsMissingAsItsReservedImageAndMovesAPresentOne) {
         {Raw(TYPE_TIME, std::int32_t{-1}), "-00:00:00.002"},
         {Raw(TYPE_DATE, std::int32_t{0}), "0000-00-01"},
         {Raw(TYPE_DOUBLE, std::uint64_t{0xFFF8E7AB00000001}), "nan"},
-        {Raw(TYPE_FLOAT, std::uint32_t{0xFFC0E7AB}), "nan"},
-    };
+        {Raw(TYPE_FLOAT, std::uint32_t{0xFFC0E7AB}), "nan"}};
     for (const EPlain& plain : plains) {
         unsigned char record[9] = {};
         Cell cell(plain.reserved.Type(), plain.reserved.Size(), Cell::Layout::Plain, record + 1);
@@ -521,8 +478,7 @@ TEST(Sums, AreWideAndTyped) {
         {Of(TYPE_STR, "a", 4), EVariant("b"), TYPE_CHAINE, "ab"},
         {EVariant::Missing(TYPE_LONG, 4), EVariant(5U), TYPE_UINT32, "5"},
         {EVariant(5U), EVariant(), TYPE_UINT32, "5"},
-        {Of(TYPE_BLOB, "x"), EVariant(1), TYPE_BLOB, ""},
-    };
+        {Of(TYPE_BLOB, "x"), EVariant(1), TYPE_BLOB, ""}};
     for (const ESum& sum : sums) {
         const EVariant result = sum.left + sum.right;
         EXPECT_EQ(result.Type(), sum.type) << sum.text;
@@ -579,8 +535,7 @@ TEST(Quotients, KeepFractionsAndScales) {
         {EVariant(3), EVariant("2"), TYPE_LONG, "3"},
         {EVariant("3"), EVariant(2), TYPE_CHAINE, "3"},
         {Of(TYPE_DATE, "2024-01-01"), EVariant(2), TYPE_DATE, "2024-01-01"},
-        {EVariant::Missing(TYPE_LONG, 4), EVariant(2), TYPE_LONG, "(missing)"},
-    };
+        {EVariant::Missing(TYPE_LONG, 4), EVariant(2), TYPE_LONG, "(missing)"}};
     for (const EQuotient& quotient : quotients) {
         EVariant value(quotient.left);
         value /= quotient.right;

@@ -1,22 +1,16 @@
 #include "etabulon/cumul/ETabulonTypeFactory.h"
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/cursors/ETabulonCursorCache.h"
+#include "etabulon/foundation/EDataArray.h"
+#include "etabulon/grid/ETabulonGridUIBuildEData.h"
 #include "etabulon/pending/ETabulonPendingChanges.h"
 #include "grid/GridFixture.h"
 #include "support/AllocationCount.h"
 
 #include <gtest/gtest.h>
 
-namespace etabulon {
+namespace etabulon::test {
 namespace {
-
-using test::Calculations;
-using test::Collect;
-using test::GridSetup;
-using test::GridTrace;
-using test::Record;
-using test::RecordCursor;
-using test::Tag;
-
 const Calculations kCount = {{"COUNT", "A"}};
 
 // Records in turn in A and B, each of 1.
@@ -134,21 +128,19 @@ TEST(GridSelection, NamesVariableAndPosition) {
         const char* tag;
     };
     const Calculations two = {{"SUM", "A"}, {"SUM", "B"}};
-    const Case kCases[] = {
-        {kCount, -1, 2, 0, 1, true, "A", "[B, X]"},
-        {kCount, -1, 2, 1, 1, true, "A", "[B]"},  // past the last column
-        {kCount, -1, 2, 0, 2, true, "A", "[X]"},  // past the last line
-        {kCount, -1, 2, -1, -1, true, "A", "[]"},
-        {kCount, -1, 1, 5, 0, true, "A", "[A]"},  // the column is of no axis
-        {kCount, -1, 0, 0, 0, true, "A", "[]"},
-        {kCount, -1, 0, 0, 1, false, "A", "[]"},
-        {kCount, -1, 0, 1, 0, false, "A", "[]"},
-        {two, 1, 2, 0, 0, true, "B", "[A, X]"},  // the priority calculation's
-        {two, -1, 2, 1, 1, true, "B", "[B]"},    // the column's
-        {two, -1, 2, 9, 1, true, "A", "[B]"},
-        {{{"SUM", "B"}, {"MAX", "B"}}, -1, 2, 1, 1, true, "B", "[B]"},
-        {{}, -1, 2, 0, 0, true, "", "[A, X]"},
-    };
+    const Case kCases[] = {{kCount, -1, 2, 0, 1, true, "A", "[B, X]"},
+                           {kCount, -1, 2, 1, 1, true, "A", "[B]"},  // past the last column
+                           {kCount, -1, 2, 0, 2, true, "A", "[X]"},  // past the last line
+                           {kCount, -1, 2, -1, -1, true, "A", "[]"},
+                           {kCount, -1, 1, 5, 0, true, "A", "[A]"},  // the column is of no axis
+                           {kCount, -1, 0, 0, 0, true, "A", "[]"},
+                           {kCount, -1, 0, 0, 1, false, "A", "[]"},
+                           {kCount, -1, 0, 1, 0, false, "A", "[]"},
+                           {two, 1, 2, 0, 0, true, "B", "[A, X]"},  // the priority calculation's
+                           {two, -1, 2, 1, 1, true, "B", "[B]"},    // the column's
+                           {two, -1, 2, 9, 1, true, "A", "[B]"},
+                           {{{"SUM", "B"}, {"MAX", "B"}}, -1, 2, 1, 1, true, "B", "[B]"},
+                           {{}, -1, 2, 0, 0, true, "", "[A, X]"}};
     for (const Case& tested : kCases) {
         Listening listening(Turns(2), tested.axes, kCount);
         const auto collection = Collect(tested.calculations, tested.priority);
@@ -204,19 +196,13 @@ TEST(SentValues, ShowWhatTheyWereWhenTheyWereSent) {
 /// A filler that joins another walk hears no reset: what it knows of the tags of the walk before
 /// doesn't hold for those that have taken their places in memory.
 TEST(GridOnACache, KnowsNoTagByTheAddressOfOneThatHasGone) {
-    class Joining : public ETabulonCursor::INotifier, public virtual ECountedUnknown {
+    class Joining : public ECursorListener {
     public:
         std::function<void()> join;
-        CursorStatus OnReset(const ETabulonTag&, const ETabulonCursor&) override {
-            return StatusOk;
-        }
         CursorStatus OnMove(const ETabulonCursor&) override {
             std::exchange(join, [] {})();
             return StatusOk;
         }
-        void OnDone(const ETabulonCursor&) override {}
-        void OnCancel(const ETabulonCursor&) override {}
-        void OnError(const ETabulonCursor&, CursorStatus) override {}
     };
     const auto records = [](int first) {
         std::vector<Record> made;
@@ -246,7 +232,7 @@ TEST(GridOnACache, KnowsNoTagByTheAddressOfOneThatHasGone) {
 TEST(WalkOverMetCells, AllocatesNothingPerRecord) {
     const auto taken = [](int records) {
         Listening listening(Turns(records), 2, {{"SUM", "A"}, {"AVG", "B"}, {"COUNT", "A"}});
-        const test::AllocationCount count;
+        const AllocationCount count;
         EXPECT_EQ(listening.cursor.Browse(ETabulonTag::Null), StatusOk);
         return count.Taken();
     };
@@ -269,5 +255,192 @@ TEST(DroppedGrid, LeavesNoObjectBehind) {
     }
 }
 
+const Calculations kSum = {{"SUM", "A"}};
+const Calculations kVarFuncs = {{"SUM", "A"}, {"SUM", "B"}};
+const Calculations kFuncs = {{"SUM", "A"}, {"COUNT", "A"}};
+
+/// "[X,Y] A:7,- B:-,2": the headers of the fields, then the records by their labels. No value shows
+/// as "-", an empty text as "''".
+std::string Text(const ETabulonGridUIBuildEData& view) {
+    EData* const table = view.Result();
+    if (table == nullptr) {
+        return "no table";
+    }
+    std::string text = "[";
+    for (std::uint16_t field = 0; field < table->Fields().Size(); ++field) {
+        text += (field == 0 ? "" : ",");
+        text += table->Fields().At(field).Infos().Header().c_str();
+    }
+    text += "]";
+    std::uint32_t line = 0;
+    for (EPosition at = table->GetFirst(); at != kNoPosition; at = table->GetNext()) {
+        text += std::string(" ") + view.LinesLabels().At(line++).c_str() + ":";
+        for (std::uint16_t field = 0; field < table->Fields().Size(); ++field) {
+            const EField& cell = table->Fields().At(field);
+            const std::string shown = cell.AsChaine().c_str();
+            text += (field == 0 ? "" : ",");
+            text += cell.IsMissing() ? "-" : (shown.empty() ? "''" : shown);
+        }
+    }
+    return text + (line == view.LinesLabels().Size() ? "" : " labels!");
+}
+
+/// Levels 0 and 1 across, records on the diagonal of {A, B} x {X, Y}; level 0 shows in full.
+struct GridTable : ::testing::Test {
+    GridTable() {
+        for (const auto& [data, text] : {std::pair{"A", "Alpha"}, std::pair{"B", "Beta"}}) {
+            ETabulonTag tag = Tag({{1, *data == 'A' ? "X" : "Y"}});
+            tag.SetValue(0, ETabulonValue(EVariant(data), text, /*modified=*/false));
+            records.push_back({tag, *data == 'A' ? 7 : 2, EVariant::FromDouble(0.5), data});
+        }
+    }
+    /// The filler stays, for questions.
+    void Send(ETabulonGridUIBuildEData& view, unsigned int axes, const Calculations& calculations) {
+        cursor = std::make_unique<RecordCursor>(records);
+        filler = ERef<ETabulonGridFiller>::Adopt(ETabulonGridFiller::Build(cursor.get(), nullptr));
+        collection = Collect(calculations);
+        filler->SetParams(&collection, axes, &setup.sort);
+        const ECursorListening listening(*cursor, *filler);
+        static_cast<void>(cursor->Browse(ETabulonTag::Null));
+        filler->SendTo(&view);
+    }
+    std::string Sent(unsigned int axes, const Calculations& calculations,
+                     ETabulonDisplayMode mode = DisplayText) {
+        ETabulonGridUIBuildEData view(&collection, /*ownsResult=*/true);
+        view.SetDisplayMode(mode);
+        Send(view, axes, calculations);
+        return Text(view);
+    }
+
+    GridSetup setup{0, 1};
+    std::vector<Record> records;
+    ETabulonCumulFuncOnVarCollection collection;
+    std::unique_ptr<RecordCursor> cursor;
+    ERef<ETabulonGridFiller> filler;
+};
+
+TEST_F(GridTable, HasALineForEachLabelAndAFieldForEachColumn) {
+    EXPECT_EQ(Sent(0, kSum), "[Header of A] :9");
+    EXPECT_EQ(Sent(0, kSum, DisplayRawValue), "[A] :9");
+    EXPECT_EQ(Sent(1, kSum), "[Alpha,Beta] :7,2");
+    EXPECT_EQ(Sent(2, kSum), "[X,Y] Alpha:7,- Beta:-,2");
+    EXPECT_EQ(Sent(2, kVarFuncs), "[Header of A,Header of B] Alpha:7,0.5 Beta:2,0.5");
+    EXPECT_EQ(Sent(2, kFuncs), "[Somme,Nombre d'éléments] Alpha:7,1 Beta:2,1");
+    // Labels of functions that hold for several variables have no column type.
+    EXPECT_EQ(Sent(0, {{"SUM", "A"}, {"MAX", "A"}, {"SUM", "B"}}),
+              "[Somme,Max.] Header of A:9,7 Header of B:1,''");
+    EXPECT_EQ(Sent(1, {{"LAST", "T"}}), "[Alpha,Beta] :A,B");
+    records.clear();
+    EXPECT_EQ(Sent(2, kSum), "[]");
+    EXPECT_EQ(Sent(0, kSum), "no table");
+}
+
+TEST_F(GridTable, CellsWithoutAValueAreEmpty) {
+    records.push_back(records[0]);
+    records.back().t = "other";
+    EXPECT_EQ(Sent(2, {{"COMMONVAL", "T"}}), "[X,Y] Alpha:'','' Beta:'',B");
+}
+
+TEST_F(GridTable, RawModeShowsDataButInDescriptions) {
+    ETabulonGridUIBuildEData view(&collection, /*ownsResult=*/true);
+    EXPECT_EQ(view.DisplayMode(), DisplayText);
+    view.SetDisplayMode(DisplayRawValue);
+    Send(view, 1, kSum);
+    EXPECT_EQ(Text(view), "[A,B] :7,2");
+    const EField& field = view.Result()->Fields().At(0);
+    const auto& infos = dynamic_cast<const EFInfosHandlerLocal&>(field.Infos());
+    EXPECT_STREQ(infos.Description().c_str(), "Alpha");
+    EXPECT_STREQ(field.Name().c_str(), "A");
+    EXPECT_EQ(infos.Accelerator(), 0U);
+    Send(view, 2, kSum);
+    EXPECT_EQ(Text(view), "[X,Y] A:7,- B:-,2");
+}
+
+struct Typed {
+    int type;
+    unsigned int size;
+    const char* field;  // type, size
+};
+
+class ColumnOfType : public ::testing::TestWithParam<Typed> {};
+
+TEST_P(ColumnOfType, IsAFieldOfTheTable) {
+    const auto axe = ERef<ETabulonGridAxe>::Adopt(
+        ETabulonGridAxe::Build(ETabulonGridAxe::AxeVars, EVariant("Vars"), "", nullptr));
+    axe->AddLabel(EVariant("V"), "", nullptr).SetColumnTypeInfos(GetParam().type, GetParam().size);
+    ETabulonGridUIBuildEData view(nullptr, /*ownsResult=*/true);
+    view.SetAxeCount(1);
+    view.SetAxe(ITabulonResGridUI::AxeLines, axe.Get());
+    const EFieldDesc& desc = view.Result()->Fields().At(0).Desc();
+    EXPECT_EQ(std::to_string(desc.Type()) + ", " + std::to_string(desc.Size()), GetParam().field);
+    // Whatever the field is, a value that isn't there doesn't read as one.
+    view.SetValue(0, 0, ETabulonValue::Null);
+    EXPECT_EQ(Text(view), desc.Type() == TYPE_ZSTRING ? "[V] :''" : "[V] :-");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Grid, ColumnOfType,
+    ::testing::Values(Typed{0x19, 4, "0, 50"}, Typed{0x19, 20, "0, 20"}, Typed{0x19, 0, "0, 50"},
+                      Typed{0x18, 4, "0, 50"}, Typed{0x99, 4, "0, 50"}, Typed{0xA1, 4, "0, 50"},
+                      Typed{0xA1, 7, "0, 7"}, Typed{0, 4, "0, 4"},
+                      Typed{ETabulonGridAxe::AxeLabel::kNoColumnType, 0, "0, 50"},
+                      Typed{TYPE_LONG, 4, "1, 4"}, Typed{TYPE_LONG, 0, "1, 4"},
+                      Typed{TYPE_INT8, 1, "13, 1"}, Typed{TYPE_DOUBLE, 9, "2, 8"}),
+    [](const auto& tested) {
+        return "Type" + std::to_string(tested.index) + "Size" + std::to_string(tested.param.size);
+    });
+
+TEST_F(GridTable, HasAtMost512Fields) {
+    records.clear();
+    for (int column = 0; column < 600; ++column) {
+        records.push_back({Tag({{0, column}}), column});
+    }
+    ETabulonGridUIBuildEData view(&collection, /*ownsResult=*/true);
+    Send(view, 1, kSum);
+    ASSERT_EQ(view.Result()->Fields().Size(), 512U);
+    view.Result()->GetFirst();
+    const EField& last = view.Result()->Fields().At(511);
+    EXPECT_STREQ(last.AsChaine().c_str(), last.Infos().Header().c_str());
+}
+
+TEST_F(GridTable, AnswersWhatIsBehindItsCells) {
+    ETabulonGridUIBuildEData view(&collection, /*ownsResult=*/true);
+    const auto behind = [&](unsigned int column, unsigned int line) {
+        ETabulonVariableID id;
+        ETabulonTag tag;
+        const bool isThere = view.GetSelection(filler.Get(), column, line, &id, &tag);
+        return isThere ? std::string(id.Code().c_str()) + tag.DisplayID().c_str() : "nothing";
+    };
+    Send(view, 2, kSum);
+    EXPECT_EQ(behind(1, 0), "A[Alpha, Y]");
+    Send(view, 1, kSum);
+    EXPECT_EQ(behind(1, 0), "A[Beta]");
+    EXPECT_EQ(behind(2, 0), "A[]");
+    EXPECT_EQ(cursor->locks, 0);
+}
+
+TEST_F(GridTable, BelongsToTheViewOrToTheCaller) {
+    std::unique_ptr<EData> kept;
+    {
+        ETabulonGridUIBuildEData view(&collection, /*ownsResult=*/false);
+        Send(view, 2, kSum);
+        const ETabulonGridUIBuildEData copy(view);
+        EXPECT_EQ(Text(copy), "no table");
+        kept.reset(view.Result());
+        view.Reset();
+        EXPECT_EQ(Text(view), "no table");
+        EXPECT_EQ(view.LinesLabels().Size(), 0U);
+    }
+    kept->GetFirst();
+    EXPECT_EQ(kept->Fields().At(0).AsInt64(), 7);
+    ETabulonGridUIBuildEData view(&collection, /*ownsResult=*/true);
+    Send(view, 2, kSum);
+    Send(view, 1, kSum);
+    EXPECT_EQ(Text(view), "[Alpha,Beta] :7,2");
+    const ETabulonGridUIBuildEData empty(nullptr, true);
+    view = empty;
+    EXPECT_EQ(Text(view), "no table");
+}
+
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

@@ -5,6 +5,7 @@
 #include "etabulon/grid/ETabulonGridCumuls.h"
 #include "etabulon/grid/ETabulonGridCumulsBuffers.h"
 #include "etabulon/grid/ETabulonGridFiller.h"
+#include "support/MemoryTable.h"
 #include "support/ResultTrace.h"
 #include "support/Tags.h"
 
@@ -26,20 +27,12 @@ struct Record {
 
 inline constexpr unsigned kLevels = 4;  // on offer: 0 to 3
 
-inline ETabulonLevels FourLevels() {
-    ETabulonLevels levels;
-    for (const char* header : {"L0", "L1", "L2", "L3"}) {
-        levels.AddLevel(header, header, nullptr, /*addRef=*/false);
-    }
-    return levels;
-}
+inline ETabulonLevels FourLevels() { return LevelsBy({"L0", "L1", "L2", "L3"}); }
 
 /// A cursor on literal records whose tags are what they are told to be.
 class RecordCursor : public ETabulonCursor {
 public:
     explicit RecordCursor(std::vector<Record> records) : records_(std::move(records)) {
-        constexpr std::uint16_t kNullableLong = 5;
-        constexpr std::uint16_t kNullableDouble = 9;
         PTableau<EFieldDesc> descs;
         descs.Add(EFieldDesc("A", TYPE_LONG, kNullableLong, 0, nullptr));
         descs.Add(EFieldDesc("B", TYPE_DOUBLE, kNullableDouble, 0, nullptr));

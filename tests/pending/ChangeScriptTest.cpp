@@ -132,15 +132,6 @@ TEST(ChangeScript, DeleteModifiesTheEmptyIdentifierOnly) {
     EXPECT_TRUE(changes.IsModified(kInner, ETabulonVariableID()));
 }
 
-TEST(ChangeScript, DeletedRecordComesBackByALaterInsert) {
-    ETabulonPendingChanges changes;
-    changes.AppendDelete(kBranch);
-    EXPECT_TRUE(changes.IsDeleted(kInner));
-    changes.AppendInsert(kInner);
-    EXPECT_FALSE(changes.IsDeleted(kInner));
-    EXPECT_TRUE(changes.IsDeleted(kBranch));
-}
-
 TEST(ChangeScript, KeepsAMissingValueAsAnEmptyOne) {
     ETabulonPendingChanges changes;
     changes.AppendUpdate(kInner, "a", EVariant::Missing(TYPE_LONG, 0));
@@ -309,8 +300,7 @@ TEST(ChangeScript, IsWholeWhereMemoryRunsOut) {
         Change(kInner, "a", "9"),  Change(kBranch, "a", "a text that takes memory"),
         Change(kBranch, "new", 1), Change(kInsert, TagOf({{2, "another level"}})),
         Change(kDelete, kBranch),  Change(kDelete, TagOf({{0, "FR"}, {1, "Lyon"}})),
-        Change(kInsert, kOther),
-    };
+        Change(kInsert, kOther)};
     for (const Change& change : appended) {
         bool passed = true;
         for (std::uint64_t allowed = 0; passed; ++allowed) {

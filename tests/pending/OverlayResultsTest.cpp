@@ -1,15 +1,11 @@
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/cursors/ETabulonCursorCache.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
 #include "etabulon/score/ETabulonScoreFiller.h"
 #include "etabulon/tree/EDataTree.h"
-#include "grid/GridFixture.h"
 #include "pending/SaveFixture.h"
 #include "score/ScoreFixture.h"
 #include "support/TreeChecker.h"
-
-#include <gtest/gtest.h>
-
-#include <functional>
 
 namespace etabulon::test {
 namespace {
@@ -98,10 +94,9 @@ TEST(OverlayInAGrid, CountsAsTheSaveLeavesIt) {
 
 /// Clears the cache at its third record and puts others there, the last of which is then the
 /// record: their tags may lie where those of the lines before lay.
-class Clearer : public ETabulonCursor::INotifier, public virtual ECountedUnknown {
+class Clearer : public ECursorListener {
 public:
     explicit Clearer(ETabulonCursorCache& cache) : cache_(cache) {}
-    CursorStatus OnReset(const ETabulonTag&, const ETabulonCursor&) override { return StatusOk; }
     CursorStatus OnMove(const ETabulonCursor&) override {
         if (++record_ == 3) {
             cache_.ClearCache();
@@ -111,9 +106,6 @@ public:
         }
         return StatusOk;
     }
-    void OnDone(const ETabulonCursor&) override {}
-    void OnCancel(const ETabulonCursor&) override {}
-    void OnError(const ETabulonCursor&, CursorStatus) override {}
 
 private:
     ETabulonCursorCache& cache_;

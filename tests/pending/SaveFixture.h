@@ -44,19 +44,18 @@ inline std::string Text(const std::vector<ItemRow>& rows) {
 /// Items in groups of ten, by group (level 0) and number (level 1), and a cursor on them.
 struct Items {
     explicit Items(int count) : rubric(dico.AddRubric("Items", "Items")) {
-        rubric->AddVariable("id", "Number", TYPE_LONG, 0);
-        rubric->AddVariable("group", "Group", TYPE_LONG, 0);
-        rubric->AddVariable("value", "Value", TYPE_LONG, kNullableLong);
-        rubric->AddVariable("note", "Note", TYPE_CHAINE, 0);
-        rubric->SetKey({"id"});
+        AddVariables(*rubric,
+                     {{"id", TYPE_LONG},
+                      {"group", TYPE_LONG},
+                      {"value", TYPE_LONG, kNullableLong},
+                      {"note", TYPE_CHAINE}},
+                     {"id"});
         EDataMemory records(rubric);
         for (int id = 0; id < count; ++id) {
             records.Append({id, id / 10, id, "n"});
         }
         table = std::make_unique<FailingTable>(records);
-        ETabulonLevels levels;
-        levels.AddLevel("Group", "group", nullptr, /*addRef=*/false);
-        levels.AddLevel("Item", "id", nullptr, /*addRef=*/false);
+        ETabulonLevels levels = LevelsBy({"group", "id"});
         cursor.Init(levels, table.get(), /*ownsTable=*/false);
     }
     CursorStatus Save(const ETabulonTag& tag = ETabulonTag::Null) {

@@ -3,17 +3,8 @@
 #include "score/ScoreFixture.h"
 #include "support/AllocationCount.h"
 
-#include <gtest/gtest.h>
-
-namespace etabulon {
+namespace etabulon::test {
 namespace {
-
-using test::Calculations;
-using test::HeardLines;
-using test::Record;
-using test::RecordCursor;
-using test::ScoreSetup;
-using test::Tag;
 
 const Calculations kSum = {{"SUM", "A"}};
 
@@ -33,7 +24,7 @@ struct Listening {
               unsigned int levelCount = 1, const ETabulonPendingChanges* pending = nullptr)
         : cursor(std::move(records)),
           filler(ERef<ETabulonScoreFiller>::Adopt(ETabulonScoreFiller::Build(&cursor, pending))) {
-        const auto collection = test::Collect(calculations);
+        const auto collection = Collect(calculations);
         filler->SetParams(&collection, &setup.sort, levelCount);
         cursor.AddNotifier(filler.Get());
     }
@@ -76,7 +67,7 @@ TEST(ScoreFiller, FoldsPendingChangesAndKeys) {
 TEST(ScoreFiller, TakesNewParametersAtTheNextReset) {
     Listening listening(Turns(2), kSum);
     {
-        auto collection = test::Collect({{"COUNT", "A"}});
+        auto collection = Collect({{"COUNT", "A"}});
         listening.filler->SetParams(&collection, &listening.setup.sort, 0);
         collection.AddCalculation("SUM", "A", TYPE_LONG, 0, "");
     }
@@ -85,7 +76,7 @@ TEST(ScoreFiller, TakesNewParametersAtTheNextReset) {
 }
 
 TEST(ScoreFiller, HoldsTheLockWhileItSends) {
-    struct LockWatch : test::ScoreTrace {
+    struct LockWatch : ScoreTrace {
         explicit LockWatch(const RecordCursor& watched) : cursor(watched) {}
         void EndRefresh() override { EXPECT_EQ(cursor.locks, 1); }
         const RecordCursor& cursor;
@@ -100,7 +91,7 @@ TEST(ScoreFiller, HoldsTheLockWhileItSends) {
 TEST(ScoreFiller, AllocatesNothingForKnownLabels) {
     const auto taken = [](int records) {
         Listening listening(Turns(records), {{"SUM", "A"}, {"AVG", "B"}, {"COUNT", "A"}}, 2);
-        const test::AllocationCount count;
+        const AllocationCount count;
         EXPECT_EQ(listening.cursor.Browse(ETabulonTag::Null), StatusOk);
         return count.Taken();
     };
@@ -109,7 +100,7 @@ TEST(ScoreFiller, AllocatesNothingForKnownLabels) {
 }
 
 TEST(SentScoreLines, ShowWhatTheyWereWhenTheyWereSent) {
-    struct Keeping : test::ScoreTrace {
+    struct Keeping : ScoreTrace {
         void SetScoreTotal(const PTableau<ETabulonValue>& values) override {
             kept.push_back(values);
             static_cast<void>(values.At(0).DisplayValue());
@@ -140,8 +131,8 @@ private:
 TEST_F(CopiedScore, CopiedBuffersNeedReferences) {
     const ScoreSetup setup{0};
     const auto score = setup.Score(ETabulonTag(), kSum, 1, false);
-    const auto buffers = test::Folded(*score, Turns(4));
-    const auto other = test::Folded(*score, {});
+    const auto buffers = Folded(*score, Turns(4));
+    const auto other = Folded(*score, {});
     const auto copy = MakeRef<ETabulonScoreCumulsBuffers>(*other);
     *copy = *buffers;
     copy->RetainShared();
@@ -172,4 +163,4 @@ TEST_F(CopiedScore, CopiedFillerNeedsReferences) {
 }
 
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

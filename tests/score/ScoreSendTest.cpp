@@ -1,28 +1,15 @@
+#include "grid/RandomResult.h"
 #include "score/LabelCache.h"
+#include "score/LiteralScore.h"
 #include "score/ScoreFixture.h"
-
-#include <gtest/gtest.h>
 
 #include <limits>
 #include <map>
 
-namespace etabulon {
+namespace etabulon::test {
 namespace {
-
-using test::Calculations;
-using test::Folded;
-using test::Heard;
-using test::HeardLines;
-using test::Record;
-using test::ScoreSetup;
-using test::Tag;
-
 const Calculations kSum = {{"SUM", "A"}};
-const Calculations kSumB = {{"SUM", "B"}};
 const Calculations kCount = {{"COUNT", "A"}};
-const EVariant kNone;
-const EVariant kHalf = EVariant::FromDouble(0.5);
-const EVariant kNaN = EVariant::FromDouble(std::numeric_limits<double>::quiet_NaN());
 
 Record At(const char* label, const EVariant& a, const EVariant& b = EVariant()) {
     return {Tag({{0, label}}), a, b};
@@ -50,31 +37,11 @@ TEST_P(ScoreRanking, IsSentInOrder) {
 INSTANTIATE_TEST_SUITE_P(
     Score, ScoreRanking,
     ::testing::Values(
-        Ranking{"SecondDecidesAmongEqualFirsts",
-                {At("a", 1), At("b", 9), At("c", 2), At("c", 2), At("d", 5)},
-                {{"COUNT", "A"}, {"SUM", "A"}},
-                false,
-                "[c]=2,4 [b]=1,9 [d]=1,5 [a]=1,1 total=5,19"},
         Ranking{"NullBelowAllOthers",
                 {At("a", 0), At("b", 2), At("c", -5), At("d", 1)},
                 {{"LASTPOSITIVE", "A"}},
                 false,
                 "[b]=2 [d]=1 [c]=- [a]=- total=1"},
-        Ranking{"MissingBelowValues",
-                {At("a", 0), At("b", kNone), At("c", -3)},
-                kSum,
-                false,
-                "[a]=0 [c]=-3 [b]= total=-3"},
-        Ranking{"NaNBelowNumbers",
-                {At("a", 0, kHalf), At("b", 0, kNaN), At("c", 0, kNone), At("d", 0, -9)},
-                kSumB,
-                true,
-                "[c]= [b]=nan [d]=-9 [a]=0.5 total=nan"},
-        Ranking{"DifferentBelowValues",
-                {At("a", 3), At("b", 1), At("b", 2), At("c", 1), At("d", kNone)},
-                {{"COMMONVAL", "A"}},
-                true,
-                "[b]=<> [d]= [c]=1 [a]=3 total=<>"},
         Ranking{"ResultsByValueLabelsByText",
                 {{Tag({{0, 9}}), 9}, {Tag({{0, 10}}), 9}, {Tag({{0, 8}}), 10}},
                 kSum,
@@ -91,17 +58,6 @@ TEST(EqualResults, TiesTurnRoundWithTheOrder) {
               "[a]=1 [b]=1 [d]=1 [c]=2 total=5");
     EXPECT_EQ(HeardLines(*Folded(*setup.Score(ETabulonTag(), kSum, 1, false), records)),
               "[c]=2 [d]=1 [b]=1 [a]=1 total=5");
-}
-
-TEST(EqualResults, FollowTheDirectionsOfTheKeys) {
-    ETabulonSortDesc::SortKeyArray keys;
-    keys.Add({1, /*reverse=*/true, 0});
-    keys.Add({0, /*reverse=*/false, 0});
-    const ScoreSetup setup(keys);
-    const std::vector<Record> records = {
-        {Tag({{0, "B"}, {1, "X"}})}, {Tag({{0, "A"}, {1, "X"}})}, {Tag({{0, "A"}, {1, "Y"}})}};
-    EXPECT_EQ(HeardLines(*Folded(*setup.Score(ETabulonTag(), kCount, 2, true), records)),
-              "[A, Y]=1 [A, X]=1 [B, X]=1 total=3");
 }
 
 TEST(EqualLines, AreOneAndShowTheLast) {
@@ -122,30 +78,6 @@ TEST(EqualLines, LabelsWithGapsCollapseAsTheyAreMet) {
     EXPECT_EQ(HeardLines(*Folded(*score, {x, y, gap})), "[A, X]=1 [A]=1 total=3");
 }
 
-TEST(ScoreBelowARoot, DropsRecordsElsewhere) {
-    const ScoreSetup setup{0, 1};
-    const std::vector<Record> records = {{Tag({{0, "A"}, {1, "X"}}), 1},
-                                         {Tag({{0, "B"}, {1, "Y"}}), 2},
-                                         {Tag({{0, "A"}, {1, "Z"}}), 4},
-                                         {ETabulonTag(), 8}};
-    EXPECT_EQ(Heard(*Folded(*setup.Score(Tag({{0, "A"}}), kSum, 1, false), records)),
-              "levels=2 axe[Header of A] [A, Z]=4 [A, X]=1 total=5");
-    EXPECT_EQ(Heard(*Folded(*setup.Score(Tag({{0, "A"}}), kSum, 0, false), records)),
-              "levels=1 axe[Header of A] [A]=5 total=5");
-}
-
-TEST(ScoreLabels, ShowTheFirstTextOfAValue) {
-    const ScoreSetup setup{0};
-    const auto record = [](int code, const char* text) {
-        ETabulonTag tag;
-        tag.SetValue(0, ETabulonValue(EVariant(code), text, false));
-        return Record{tag, 1};
-    };
-    EXPECT_EQ(HeardLines(*Folded(*setup.Score(ETabulonTag(), kSum, 1, true),
-                                 {record(12, "Dupont"), record(7, "Durand"), record(12, "Duval")})),
-              "[Durand]=1 [Dupont]=2 total=3");
-}
-
 // What is known by its bytes and what isn't, in one score: short and long, of two types, absent.
 TEST(ManyLabels, AreToldApart) {
     const ScoreSetup setup{0, 1};
@@ -164,7 +96,7 @@ TEST(ManyLabels, AreToldApart) {
         }
         ++counts[records.back().tag.DisplayID().c_str()];
     }
-    struct Counting : test::ScoreTrace {
+    struct Counting : ScoreTrace {
         void SetScoreLine(const ETabulonTag& label,
                           const PTableau<ETabulonValue>& values) override {
             counted[label.DisplayID().c_str()] = static_cast<int>(values.At(0).Data().AsInt64());
@@ -194,5 +126,234 @@ TEST(KnownLabels, AreToldByLengthsToo) {
     EXPECT_FALSE(cache.Read(Tag({{0, "abcdefgh"}, {3, "as long as this is"}})));
 }
 
+using Score = ETabulonScoreCumuls;
+
+constexpr auto kCalc = ETabulonSortDesc::HideInCalc;
+
+ETabulonSortDesc::SortKeyArray Keys(std::initializer_list<ETabulonSortKey> given) {
+    ETabulonSortDesc::SortKeyArray keys;
+    for (const ETabulonSortKey& key : given) {
+        keys.Add(key);
+    }
+    return keys;
+}
+
+TEST(ScoreRoot, KeepsVisibleSortLevelsOnly) {
+    const ScoreSetup setup(Keys({{0, false, 0}, {1, false, kCalc}, {2, false, 0}}));
+    const auto score = setup.Score(Tag({{0, "A"}, {1, "X"}, {3, "Z"}}), {}, 9, false);
+    EXPECT_EQ(score->Root(), Tag({{0, "A"}}));
+    EXPECT_EQ(score->LevelCount(), 1U);
+}
+
+TEST(ScoreLevelCount, IsCutToWhatRemainsBelowTheRoot) {
+    const ScoreSetup setup{0, 1, 2};
+    const struct {
+        ETabulonTag root;
+        unsigned int asked;
+        unsigned int levels;
+    } kCases[] = {{ETabulonTag(), static_cast<unsigned int>(-1), 3},
+                  {ETabulonTag(), 3, 3},
+                  {ETabulonTag(), 4, 3},
+                  {ETabulonTag(), 2, 2},
+                  {ETabulonTag(), 0, 0},
+                  {Tag({{0, "A"}}), 3, 2},
+                  {Tag({{0, "A"}, {1, "X"}, {2, "P"}}), 1, 0}};
+    for (const auto& tested : kCases) {
+        EXPECT_EQ(setup.Score(tested.root, {}, tested.asked, false)->LevelCount(), tested.levels)
+            << tested.root.DisplayID().c_str() << tested.asked;
+    }
+}
+
+TEST(ScoreOfALevelWithTwoKeys, TakesTheLevelsThatThereAre) {
+    const ScoreSetup setup(Keys({{0, false, 0}, {0, true, 0}, {1, false, 0}}));
+    const auto score = setup.Score(Tag({{0, "A"}}), {{"COUNT", "A"}}, 9, true);
+    EXPECT_EQ(score->LevelCount(), 2U);
+    EXPECT_EQ(score->ExtractLabelTag(Tag({{0, "A"}, {1, "X"}})), Tag({{0, "A"}, {1, "X"}}));
+}
+
+struct AxeCase {
+    Calculations calculations;
+    Score::ScoreAxeMode mode;
+    const char* data;
+    const char* axe;
+};
+
+TEST(ScoreAxe, FollowsTheCalculations) {
+    const AxeCase kCases[] = {
+        {{}, Score::ScoreAxeVars, "Vars", "Variables[]"},
+        {{{"SUM", "A"}, {"SUM", "B"}},
+         Score::ScoreAxeVars,
+         "Vars",
+         "Variables[Header of A,Header of B]"},
+        {{{"SUM", "A"}, {"MAX", "A"}}, Score::ScoreAxeFuncs, "Funcs", "Fonctions[Somme,Max.]"},
+        {{{"SUM", "A"}, {"MAX", "B"}},
+         Score::ScoreAxeCalcs,
+         "Calcs",
+         "Calculs[Header of A,Header of B]"},
+        {{{"SUM", "B"}, {"MAX", "B"}, {"SUM", "A"}},
+         Score::ScoreAxeCalcsMany,
+         "Calcs",
+         "Calculs[Somme(Header of B),Somme(Header of A)]"}};
+    const ScoreSetup setup{0};
+    for (const AxeCase& tested : kCases) {
+        const auto score = setup.Score(ETabulonTag(), tested.calculations, 1, false);
+        EXPECT_EQ(score->AxeMode(), tested.mode);
+        const auto axe = ERef<ETabulonGridAxe>::Adopt(score->BuildAxeDesc());
+        std::string text;
+        for (unsigned int label = 0; label < axe->Size(); ++label) {
+            text += (label == 0 ? "" : ",");
+            text += axe->Label(label).DisplayValue().c_str();
+        }
+        EXPECT_EQ(axe->DisplayName().c_str() + ("[" + text + "]"), tested.axe);
+        EXPECT_EQ(axe->Data(), EVariant(tested.data));
+        EXPECT_EQ(axe->Type(), tested.mode == Score::ScoreAxeVars ? ETabulonGridAxe::AxeVars
+                                                                  : ETabulonGridAxe::AxeFuncs);
+    }
+}
+
+TEST(ScoreAxe, FurtherCalculationOfAVariableAddsNoLabel) {
+    const ScoreSetup setup{0};
+    const auto score =
+        setup.Score(ETabulonTag(), {{"SUM", "A"}, {"MAX", "A"}, {"SUM", "B"}}, 1, false);
+    const auto buffers =
+        Folded(*score, {{Tag({{0, "A"}}), 2, EVariant::FromDouble(5)}, {Tag({{0, "A"}}), 3}});
+    EXPECT_EQ(Heard(*buffers),
+              "levels=1 axe[Somme(Header of A),Somme(Header of B)] [A]=5,3,5 total=5,3,5");
+}
+
+TEST(ScoreTags, AreTheRootAndBelow) {
+    const ScoreSetup setup{0, 1, 2};
+    const auto score = setup.Score(Tag({{0, "A"}}), {}, 1, false);
+    EXPECT_TRUE(score->IsComputeTag(Tag({{0, "A"}})));
+    EXPECT_TRUE(score->IsComputeTag(Tag({{0, "A"}, {2, "P"}})));
+    EXPECT_FALSE(score->IsComputeTag(Tag({{0, "B"}, {1, "X"}})));
+    EXPECT_FALSE(score->IsComputeTag(ETabulonTag()));
+    EXPECT_EQ(score->ExtractLabelTag(Tag({{0, "A"}, {1, "X"}, {2, "P"}})),
+              Tag({{0, "A"}, {1, "X"}}));
+    EXPECT_EQ(score->ExtractLabelTag(Tag({{0, "A"}, {2, "P"}})), Tag({{0, "A"}}));
+}
+
+TEST(ScoreDescription, IsOutOfReachOfLaterChanges) {
+    ScoreSetup setup{0, 1};
+    auto collection = Collect({{"SUM", "A"}});
+    const auto score = ERef<Score>::Adopt(
+        Score::Build(ETabulonTag(), &setup.sort, &collection, 2, /*increasingOrder=*/true));
+    collection.AddCalculation("COUNT", "A", TYPE_LONG, 0, "");
+    setup.sort.MoveSortLevel(1, 0, 0);
+    EXPECT_EQ(score->SortDesc()->SortLevel(0, 0).Level(), 0U);
+    EXPECT_EQ(score->Calculations().Size(), 1U);
+    EXPECT_TRUE(score->IncreasingOrder());
+}
+
+TEST(ScoreDescription, CopiedDescriptionNeedsAReference) {
+    const std::int64_t before = ECountedUnknown::LiveObjects();
+    {
+        const ScoreSetup setup{0};
+        const auto score = setup.Score(Tag({{0, "A"}}), {{"SUM", "A"}}, 0, true);
+        const auto other = setup.Score(ETabulonTag(), {}, 1, false);
+        const auto copy = MakeRef<Score>(*other);  // without its reference, and overwritten
+        *copy = *score;
+        EXPECT_EQ(copy->SortDesc(), score->SortDesc());
+        EXPECT_EQ(copy->Root(), score->Root());
+        EXPECT_EQ(copy->Calculations().Size(), 1U);
+        EXPECT_TRUE(copy->IncreasingOrder());
+        // Two hold it with one reference: one more is needed, and no more than one.
+        copy->RetainShared();
+        score->SortDesc()->AddRef();
+        EXPECT_EQ(score->SortDesc()->Release(), 2);
+    }
+    EXPECT_EQ(ECountedUnknown::LiveObjects(), before);
+}
+
+constexpr unsigned kScores = 600;
+
+class RandomScore : public RandomResult {
+public:
+    using RandomResult::RandomResult;
+
+    [[nodiscard]] Calculations SomeCalculations() {
+        static const char* const kFunctions[] = {"SUM", "AVG", "MIN", "MAX", "COUNT", "COMMONVAL"};
+        Calculations calculations;
+        for (unsigned count = Below(3); count != 0; --count) {
+            calculations.emplace_back(kFunctions[Below(6)], OneIn(2) ? "A" : "B");
+        }
+        if (OneIn(4)) {
+            calculations.emplace_back(OneIn(2) ? "LAST" : "COMMONVAL", "T");
+        }
+        if (OneIn(3)) {
+            calculations.emplace_back("LASTPOSITIVE", "A");
+        }
+        return calculations;
+    }
+
+protected:
+    // Few different results, so that most lines have equals.
+    void SetValues(Record& record) override {
+        record.a = OneIn(4) ? EVariant() : EVariant(static_cast<int>(Below(3)) - 1);
+        record.b = Real();
+        record.t = OneIn(2) ? "x" : "X";
+    }
+
+private:
+    [[nodiscard]] EVariant Real() {
+        switch (Below(5)) {
+            case 0:
+                return {};
+            case 1:
+                return EVariant::FromDouble(std::numeric_limits<double>::quiet_NaN());
+            case 2:
+                return EVariant::FromDouble(OneIn(2) ? 0.0 : -0.0);
+            default:
+                return EVariant::FromDouble(0.5);
+        }
+    }
+};
+
+/// Writes labels down level by level with what their values are.
+class FullTrace : public ScoreTrace {
+public:
+    FullTrace() { ShowAll(); }
+    void SetScoreLine(const ETabulonTag& label, const PTableau<ETabulonValue>& values) override {
+        for (unsigned place = 0; place < label.KnownLevelsCount(); ++place) {
+            Hear(std::to_string(label.LevelAt(place)) + ":" + Text(label.ValueAt(place)));
+        }
+        ScoreTrace::SetScoreLine(label, values);
+        ++lines;
+    }
+    unsigned lines = 0;
+};
+
+TEST(AnyScore, IsRankedAsASetOfItsLinesWouldBe) {
+    unsigned lines = 0;
+    unsigned collapsed = 0;
+    for (unsigned seed = 0; seed < kScores; ++seed) {
+        RandomScore random(seed);
+        ScoreSetup setup(random.Keys(/*mayRepeat=*/false));
+        setup.sort.SetCompareSource(random.CompareSource());
+        const ETabulonTag root = random.Root(setup.sort.SortLevels());
+        const auto score =
+            setup.Score(root, random.SomeCalculations(), random.Below(4), random.OneIn(2));
+        const auto buffers = ERef<ETabulonScoreCumulsBuffers>::Adopt(score->Start());
+        LiteralScore literal(score);
+        random.Feed(random.Records(score->Root(), 1 + random.Below(60)), score->Calculations(),
+                    [&](const ETabulonExtractValue& extract) {
+                        buffers->AddValue(extract);
+                        literal.AddValue(extract);
+                    });
+        if (literal.LineCount() == 0) {
+            continue;
+        }
+        FullTrace sent;
+        buffers->SendTo(&sent);
+        FullTrace expected;
+        literal.SendTo(expected);
+        lines += expected.lines;
+        collapsed += literal.LineCount() - expected.lines;
+        ASSERT_EQ(sent.Take(), expected.Take()) << "seed " << seed;
+    }
+    EXPECT_GT(lines, 5 * kScores);
+    EXPECT_GT(collapsed, kScores);
+}
+
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

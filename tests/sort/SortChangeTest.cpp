@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 namespace etabulon::test {
 namespace {
 
@@ -213,8 +211,7 @@ TEST(HiddenLevels, CountOnlyWhereTheMaskMeetsThem) {
         std::vector<unsigned int> visible;
     } cases[] = {
         {0, {3, 1, 2, 4}}, {kTree, {1, 2, 4}},  {kCalc, {3, 1, 4}}, {kTree | kCalc, {1, 4}},
-        {8, {3, 1, 2}},    {8 | kTree, {1, 2}}, {~0U, {1}},         {16, {3, 1, 2, 4}},
-    };
+        {8, {3, 1, 2}},    {8 | kTree, {1, 2}}, {~0U, {1}},         {16, {3, 1, 2, 4}}};
     for (const auto& [mask, visible] : cases) {
         SCOPED_TRACE(mask);
         const auto levels = sorted.desc.VisibleLevels(mask);

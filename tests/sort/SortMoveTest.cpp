@@ -1,14 +1,16 @@
 #include "SortFixture.h"
+#include "etabulon/foundation/FSortedMap.h"
+#include "etabulon/sort/ETabulonLevelsLevelUI.h"
+#include "etabulon/sort/ETabulonSortKeyCache.h"
+#include "etabulon/sort/ETabulonSortTag.h"
+#include "support/AllocationCount.h"
 
 #include <gtest/gtest.h>
 
 #include <map>
-#include <random>
-#include <vector>
 
 namespace etabulon::test {
 namespace {
-
 // The rules of moving as they are told, on a plain vector.
 using Keys = std::vector<SortKey>;
 
@@ -82,7 +84,7 @@ bool ReferenceMoveHidden(Keys& keys, unsigned int position, HideFlag mask) {
     return true;
 }
 
-std::string Text(const Keys& keys) {
+std::string KeysText(const Keys& keys) {
     SortKeyArray array;
     array.Build(static_cast<unsigned int>(keys.size()), keys.data());
     return test::Text(array);
@@ -103,7 +105,7 @@ TEST(RandomMoves, FollowTheRules) {
         for (int step = 0; step < 4; ++step) {
             const auto mask = static_cast<HideFlag>(random() % 8);
             const unsigned int count = desc.SortLevelCount(mask);
-            SCOPED_TRACE(Text(keys) + " under " + std::to_string(mask));
+            SCOPED_TRACE(KeysText(keys) + " under " + std::to_string(mask));
             for (unsigned int index = 0; index < count; ++index) {
                 ASSERT_TRUE(
                     desc.SortLevel(index, mask).IsSameAs(ReferenceSortLevel(keys, index, mask)));
@@ -120,7 +122,7 @@ TEST(RandomMoves, FollowTheRules) {
                           ReferenceMoveHidden(keys, position, mask))
                     << "hidden to " << position;
             }
-            ASSERT_EQ(test::Text(desc.SortLevels()), Text(keys));
+            ASSERT_EQ(test::Text(desc.SortLevels()), KeysText(keys));
         }
     }
 }
@@ -151,14 +153,189 @@ TEST(MoveAmongHiddenKeys, NegativePositionSkipsTheTranslation) {
     EXPECT_EQ(test::Text(sorted.desc.SortLevels()), "1h1 2");
 }
 
-TEST(MoveHidden, GathersAtAVisiblePlace) {
-    Sorted sorted{{0, false, 1}, {1, false, 0}, {2, false, 1}, {3, false, 0}};
-    EXPECT_TRUE(sorted.desc.MoveHiddenLevelsTo(1, kTree));
-    EXPECT_EQ(test::Text(sorted.desc.SortLevels()), "1 0h1 2h1 3");
-    EXPECT_TRUE(sorted.desc.MoveHiddenLevelsTo(static_cast<unsigned int>(-1), kTree));
-    EXPECT_EQ(test::Text(sorted.desc.SortLevels()), "1 3 0h1 2h1");
-    EXPECT_FALSE(sorted.desc.MoveHiddenLevelsTo(static_cast<unsigned int>(-1), kTree));
-    EXPECT_FALSE(sorted.desc.MoveHiddenLevelsTo(0, 0));
+ETabulonSortTag WithValue(const ETabulonValue& value) {
+    ETabulonSortTag tag;
+    tag.SetValue(1, value);
+    return tag;
+}
+
+TEST(SortTagOrder, GoesByCountThenLevelThenValue) {
+    // Each is below the next.
+    const ETabulonSortTag rising[] = {ETabulonSortTag(),
+                                      TagOf({{0, "z"}}),
+                                      WithValue(ETabulonValue::Null),
+                                      WithValue(ETabulonValue::Special),
+                                      TagOf({{1, EVariant(9)}}),
+                                      TagOf({{1, EVariant(10)}}),
+                                      TagOf({{1, "10"}}),
+                                      TagOf({{2, "a"}}),
+                                      TagOf({{0, "a"}, {1, "b"}}),
+                                      TagOf({{0, "a"}, {2, "a"}}),
+                                      TagOf({{0, "b"}, {1, "a"}}),
+                                      TagOf({{1, "a"}, {2, "a"}})};
+    for (std::size_t i = 0; i < std::size(rising); ++i) {
+        for (std::size_t j = 0; j < std::size(rising); ++j) {
+            EXPECT_EQ(rising[i] < rising[j], i < j) << Text(rising[i]) << Text(rising[j]);
+        }
+    }
+}
+
+TEST(SortTagOrder, IsStrictTransitiveAndTheOrderOfMaps) {
+    std::mt19937 random(3);
+    FSortedMap<ETabulonSortTag, int> map;
+    std::vector<ETabulonSortTag> tags;
+    for (int i = 0; i < 300; ++i) {
+        tags.emplace_back(RandomTag(random, 3, true));
+        map[tags.back()] = i;
+    }
+    for (int round = 0; round < 5000; ++round) {
+        const ETabulonSortTag& a = tags[random() % tags.size()];
+        const ETabulonSortTag& b = tags[random() % tags.size()];
+        const ETabulonSortTag& c = tags[random() % tags.size()];
+        ASSERT_FALSE(a < b && b < a);
+        ASSERT_EQ(!(a < b) && !(b < a), a == b) << Text(a) << Text(b);
+        if (a < b && b < c) {
+            ASSERT_LT(a, c);
+        }
+        ASSERT_GE(map.Find(a, FindExact), 0);
+    }
+    for (std::uint32_t place = 1; place < map.Size(); ++place) {
+        ASSERT_LT(map.Key(place - 1), map.Key(place));
+    }
+}
+
+TEST(ComparisonKeys, StandInTheOrderOfCompare) {
+    std::mt19937 random(5);
+    Sorted sorted{{0, true, 0}};
+    ETabulonSortKeyCache cache(4);
+    const SortKey reversed = sorted.desc.SortLevel(0, 0);
+    const SortKey forward(0, false, 0);
+    for (int round = 0; round < 5000; ++round) {
+        sorted.desc.SetCompareSource(random() % 2 != 0 ? ETabulonSortDesc::CompareOnData
+                                                       : ETabulonSortDesc::CompareOnDisplay);
+        const ETabulonTag a = RandomTag(random, 1, false);
+        const ETabulonTag b = RandomTag(random, 1, false);
+        const int order = Sign(sorted.desc.Compare(a, b, forward));
+        const Chaine keyOfA = sorted.desc.ComparisonKey(a, forward);
+        const Chaine keyOfB = sorted.desc.ComparisonKey(b, reversed, cache);
+        ASSERT_EQ(Sign(keyOfA.ComparePlain(keyOfB)), order) << Text(a) << Text(b);
+        ASSERT_EQ(Sign(sorted.desc.Compare(a, b, reversed)), -order);
+    }
+}
+
+TEST(KeyCache, MakesOneKeyForADistinctText) {
+    ETabulonSortKeyCache cache;
+    for (int i = 0; i < 1000; ++i) {
+        const std::string text = "Name " + std::to_string(i);
+        ASSERT_EQ(cache.KeyOf(Chaine(text)), Chaine(text).LocaleSortKey());
+    }
+    EXPECT_EQ(cache.Size(), 1000U);
+    // Texts that fold alike are still two.
+    const Chaine small("name 7");
+    const Chaine again("Name 7");
+    static_cast<void>(cache.KeyOf(small));
+    EXPECT_EQ(cache.Size(), 1001U);
+    const AllocationCount count;
+    EXPECT_EQ(cache.KeyOf(again).c_str(), cache.KeyOf(Chaine(again)).c_str());
+    EXPECT_EQ(count.Taken(), 0U);
+}
+
+TEST(KeyCache, ForgetsBeyondItsCapacityAndGoesOn) {
+    ETabulonSortKeyCache cache(10);
+    const Chaine first = cache.KeyOf("text 0");
+    for (int i = 0; i < 95; ++i) {
+        const Chaine text = Chaine::Format("text %d", i);
+        ASSERT_EQ(cache.KeyOf(text), text.LocaleSortKey());
+        ASSERT_LE(cache.Size(), 10U);
+    }
+    EXPECT_EQ(first, Chaine("text 0").LocaleSortKey());
+    cache.Clear();
+    EXPECT_EQ(cache.Size(), 0U);
+    EXPECT_EQ(cache.KeyOf("text 0"), first);
+}
+
+HICON IconOf(int number) {
+    static char icons[8];
+    return reinterpret_cast<HICON>(&icons[number]);
+}
+
+std::map<HICON, int> destroyed;  // how often
+
+// Knows an icon for "one" and "two".
+class Icons : public ETabulonLevels::LevelUI {
+public:
+    using LevelUI::LevelUI;
+    std::string asked;
+
+protected:
+    HICON iLoadIcon(const EVariant& value) override {
+        const Chaine text = value.AsChaine();
+        asked += std::string(text.c_str()) + " ";
+        return text == Chaine("one") ? IconOf(1) : (text == Chaine("two") ? IconOf(2) : nullptr);
+    }
+};
+
+struct LevelIcons : testing::Test {
+    LevelIcons() {
+        destroyed.clear();
+        SetIconRelease([](HICON icon) { ++destroyed[icon]; });
+    }
+    ~LevelIcons() override { SetIconRelease(nullptr); }
+};
+
+TEST_F(LevelIcons, AreLookedForOnceForEachValue) {
+    const auto ui = MakeRef<Icons>(IconOf(0), /*ownsIcons=*/false);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(ui->Icon("one"), IconOf(1));
+        EXPECT_EQ(ui->Icon("other"), IconOf(0));
+        EXPECT_EQ(ui->Icon("two"), IconOf(2));
+        EXPECT_EQ(ui->Icon(EVariant()), IconOf(0));
+    }
+    EXPECT_EQ(ui->asked, "one other two ");
+}
+
+TEST_F(LevelIcons, BelongToTheObjectOnlyIfSaidSo) {
+    MakeRef<Icons>(IconOf(0), /*ownsIcons=*/false)->Icon("one");
+    EXPECT_TRUE(destroyed.empty());
+    MakeRef<Icons>(nullptr, /*ownsIcons=*/true)->Icon("other");
+    EXPECT_TRUE(destroyed.empty());
+}
+
+TEST_F(LevelIcons, DefaultIconIsDestroyedOnceMoreForEachEntry) {
+    {
+        const auto ui = MakeRef<Icons>(IconOf(0), /*ownsIcons=*/true);
+        for (const char* value : {"one", "x", "y"}) {
+            ui->Icon(value);
+        }
+    }
+    EXPECT_EQ(destroyed, (std::map<HICON, int>{{IconOf(0), 3}, {IconOf(1), 1}}));
+}
+
+TEST_F(LevelIcons, AssignmentSharesTheIcons) {
+    const auto target = MakeRef<Icons>(nullptr, /*ownsIcons=*/false);
+    {
+        const auto source = MakeRef<Icons>(IconOf(0), /*ownsIcons=*/true);
+        source->Icon("one");
+        *target = *source;
+        target->asked.clear();
+    }
+    EXPECT_EQ(target->Icon("one"), IconOf(1));
+    EXPECT_EQ(target->asked, "");
+    EXPECT_EQ(destroyed[IconOf(1)], 1);
+}
+
+TEST_F(LevelIcons, OfALevelDieWithIt) {
+    {
+        ETabulonLevels levels;
+        EXPECT_EQ(levels.AddLevel("Country", ETabulonVariableID("T.c"), IconOf(4)), 0U);
+        EXPECT_EQ(levels.AddLevel("City", ETabulonVariableID("T.v"), nullptr, false), 1U);
+        const ETabulonSortDesc desc(levels);
+        const ETabulonTag tag = TagOf({{0, "FR"}, {1, "Lyon"}});
+        EXPECT_EQ(desc.GetIcon(tag, 0, 0), IconOf(4));
+        EXPECT_EQ(desc.GetIcon(tag, desc.SortLevel(1, 0)), nullptr);
+        EXPECT_TRUE(destroyed.empty());
+    }
+    EXPECT_EQ(destroyed[IconOf(4)], 2);  // as the default, and for "FR"
 }
 
 }  // namespace

@@ -6,9 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <numeric>
-#include <random>
-#include <string>
-#include <vector>
 
 namespace etabulon::test {
 namespace {
@@ -128,12 +125,11 @@ std::string LevelsOf(const ETabulonTag& tag) {
 
 TEST(ExtractSortValues, KeepsVisibleLevelsDownToTheDepth) {
     Sorted sorted{{3, false, 0}, {1, false, kTree}, {2, false, 0}};
-    const Cut cases[] = {
-        {"0123", kAll, 0, "123"},   {"0123", kAll, kTree, "23"}, {"0123", 0, 0, ""},
-        {"0123", 1, kTree, "3"},    {"0123", 2, kTree, "3"},     {"0123", 3, kTree, "23"},
-        {"2", kAll, kTree, "2"},    {"", kAll, 0, ""},           {"0", kAll, 0, ""},
-        {"0123", 99, kCalc, "123"},
-    };
+    const Cut cases[] = {{"0123", kAll, 0, "123"}, {"0123", kAll, kTree, "23"},
+                         {"0123", 0, 0, ""},       {"0123", 1, kTree, "3"},
+                         {"0123", 2, kTree, "3"},  {"0123", 3, kTree, "23"},
+                         {"2", kAll, kTree, "2"},  {"", kAll, 0, ""},
+                         {"0", kAll, 0, ""},       {"0123", 99, kCalc, "123"}};
     for (const Cut& cut : cases) {
         EXPECT_EQ(LevelsOf(sorted.desc.ExtractSortValues(Holding(cut.tag), cut.depth, cut.mask)),
                   cut.expected)
@@ -168,11 +164,10 @@ TEST(DetailsBelowARoot, LeaveGapsAndKeepTheRootsOwn) {
 
 TEST(ParentTag, ParentEndsAtTheFirstGap) {
     Sorted sorted{{3, false, 0}, {1, false, 0}, {2, false, kTree}, {0, false, 0}};
-    const Cut cases[] = {
-        {"32", 0, 0, ""},     {"31", 0, 0, "3"},   {"3124", 0, 0, "13"}, {"3120", 0, 0, "123"},
-        {"3120", 0, 1, "13"}, {"310", 0, 1, "13"}, {"310", 0, 0, "3"},   {"", 0, 0, ""},
-        {"3", 0, 0, ""},      {"124", 0, 0, ""},
-    };
+    const Cut cases[] = {{"32", 0, 0, ""},      {"31", 0, 0, "3"},    {"3124", 0, 0, "13"},
+                         {"3120", 0, 0, "123"}, {"3120", 0, 1, "13"}, {"310", 0, 1, "13"},
+                         {"310", 0, 0, "3"},    {"", 0, 0, ""},       {"3", 0, 0, ""},
+                         {"124", 0, 0, ""}};
     for (const Cut& cut : cases) {
         EXPECT_EQ(LevelsOf(sorted.desc.GetParentTag(Holding(cut.tag), cut.mask)), cut.expected)
             << cut.tag << " under " << cut.mask;

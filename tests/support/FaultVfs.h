@@ -31,7 +31,7 @@ public:
         kCheckLock = 1U << 10,
         kShmMap = 1U << 11,
         kShmLock = 1U << 12,  // taking a lock; giving one up never fails
-        kAnyCall = (1U << 13) - 1,
+        kAnyCall = (1U << 13) - 1
     };
     enum class Moment : std::uint8_t {
         Before = 0,  // nothing of the call is carried out

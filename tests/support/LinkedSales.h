@@ -3,6 +3,7 @@
 #include "etabulon/cursors/ETabulonCursorEData.h"
 #include "support/FailingSource.h"
 #include "support/MemoryTable.h"
+#include "support/Tags.h"
 
 #include <memory>
 #include <vector>
@@ -12,25 +13,17 @@ namespace etabulon::test {
 /// Sales in cities, cities in countries: levels by the names of both. Sale 3 has no city.
 struct LinkedSales {
     LinkedSales() {
-        countries->AddVariable("code", "", TYPE_CHAINE, 0);
-        countries->AddVariable("name", "", TYPE_CHAINE, 0);
-        countries->SetKey({"code"});
-        cities->AddVariable("id", "", TYPE_LONG, 0);
-        cities->AddVariable("name", "", TYPE_CHAINE, 0);
-        cities->AddVariable("country", "", TYPE_CHAINE, 0);
-        cities->SetKey({"id"});
+        AddVariables(*countries, {{"code", TYPE_CHAINE}, {"name", TYPE_CHAINE}}, {"code"});
+        AddVariables(*cities, {{"id", TYPE_LONG}, {"name", TYPE_CHAINE}, {"country", TYPE_CHAINE}},
+                     {"id"});
         cities->AddLink("land", {"country"}, countries);
-        rubric->AddVariable("id", "", TYPE_LONG, 0);
-        rubric->AddVariable("city", "", TYPE_LONG, kNullableLong);
-        rubric->SetKey({"id"});
+        AddVariables(*rubric, {{"id", TYPE_LONG}, {"city", TYPE_LONG, kNullableLong}}, {"id"});
         rubric->AddLink("place", {"city"}, cities);
         countryTable = MakeTable(countries, {{"DE", "Germany"}, {"FR", "France"}});
         cityTable = MakeTable(cities, {{1, "Paris", "FR"}, {2, "Ulm", "DE"}, {4, "Rome", "IT"}});
         table = MakeTable(rubric, {{1, 1}, {2, 2}, {3, Missing()}, {4, 1}, {5, 4}, {6, 9}, {7, 2}});
         sources = {FailingSource::Before(*countries), FailingSource::Before(*cities)};
-        ETabulonLevels levels;
-        levels.AddLevel("Country", "place>land>name", nullptr, /*addRef=*/false);
-        levels.AddLevel("City", "place>name", nullptr, /*addRef=*/false);
+        ETabulonLevels levels = LevelsBy({"place>land>name", "place>name"});
         cursor.Init(levels, table.get(), /*ownsTable=*/false);
     }
 

@@ -16,6 +16,20 @@ inline constexpr unsigned kNullableDouble = 9;  // with the mark byte
 
 inline EVariant Missing() { return EVariant::Missing(TYPE_LONG, 0); }
 
+struct Variable {
+    const char* name;
+    int type;
+    unsigned size = 0;
+};
+inline void AddVariables(DRubric& rubric, std::initializer_list<Variable> variables,
+                         const std::vector<Chaine>& key = {}) {
+    for (const auto& [name, type, size] : variables) {
+        rubric.AddVariable(name, name, type, size);
+    }
+    if (!key.empty()) {
+        rubric.SetKey(key);
+    }
+}
 /// A table on `rubric`, which has its variables and key, from literal rows in field order.
 inline std::unique_ptr<EDataMemory> MakeTable(
     DRubric* rubric, std::initializer_list<std::vector<EVariant>> rows = {}) {
@@ -37,19 +51,18 @@ inline std::unique_ptr<EDataMemory> MakeTable(
 ///     5   -        Berlin  2022  2.25
 struct VentesData {
     VentesData() : rubric(dico.AddRubric("Ventes", "Sales")) {
-        rubric->AddVariable("id", "Number", TYPE_LONG, 0);
-        rubric->AddVariable("country", "Country", TYPE_CHAINE, 0);
-        rubric->AddVariable("city", "City", TYPE_CHAINE, 0);
-        rubric->AddVariable("year", "Year", TYPE_LONG, kNullableLong);
-        rubric->AddVariable("amount", "Amount", TYPE_DOUBLE, kNullableDouble);
-        rubric->SetKey({"id"});
-        table = MakeTable(rubric, {
-                                      {1, "FR", "Paris", 2021, 10},
-                                      {2, "FR", "Paris", 2022, 10},
-                                      {3, "FR", Missing(), 2021, EVariant::FromDouble(5.5)},
-                                      {4, "DE", "Berlin", Missing(), Missing()},
-                                      {5, Missing(), "Berlin", 2022, EVariant::FromDouble(2.25)},
-                                  });
+        AddVariables(*rubric,
+                     {{"id", TYPE_LONG},
+                      {"country", TYPE_CHAINE},
+                      {"city", TYPE_CHAINE},
+                      {"year", TYPE_LONG, kNullableLong},
+                      {"amount", TYPE_DOUBLE, kNullableDouble}},
+                     {"id"});
+        table = MakeTable(rubric, {{1, "FR", "Paris", 2021, 10},
+                                   {2, "FR", "Paris", 2022, 10},
+                                   {3, "FR", Missing(), 2021, EVariant::FromDouble(5.5)},
+                                   {4, "DE", "Berlin", Missing(), Missing()},
+                                   {5, Missing(), "Berlin", 2022, EVariant::FromDouble(2.25)}});
     }
 
     DDico dico;

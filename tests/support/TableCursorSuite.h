@@ -35,6 +35,18 @@ struct TableSchema {
 
 using TableRows = std::vector<std::vector<EVariant>>;  // in the order of the key
 
+inline DRubric* MakeRubric(DDico& dico, const TableSchema& schema) {
+    DRubric* const rubric = dico.AddRubric(schema.name);
+    for (const auto& [name, type, size] : schema.columns) {
+        rubric->AddVariable(name, name, type, size);
+    }
+    rubric->SetKey(schema.key);
+    for (const auto& [name, variables, target] : schema.links) {
+        rubric->AddLink(name, variables, dico.Find(target));
+    }
+    return rubric;
+}
+
 /// Where the suite gets its tables from. What it makes goes with it, after the tables.
 class TableFactory {
 public:
@@ -97,20 +109,8 @@ protected:
     }
     ~TableCursorSuite() override { cursor.RemNotifier(trace.Get()); }
 
-    /// A level for each variable, or for "variable/label".
-    static ETabulonLevels Levels(std::initializer_list<const char*> variables) {
-        ETabulonLevels levels;
-        for (const Chaine both : variables) {
-            Chaine variable, label;
-            if (!both.Split('/', variable, label)) {
-                label = variable;
-            }
-            levels.AddLevel(variable, variable, label, nullptr, /*addRef=*/false);
-        }
-        return levels;
-    }
     void Start(std::initializer_list<const char*> variables) {
-        cursor.Init(Levels(variables), sales.get(), /*ownsTable=*/false);
+        cursor.Init(LevelsBy(variables), sales.get(), /*ownsTable=*/false);
         cursor.RemNotifier(trace.Get());
         cursor.AddNotifier(trace.Get());
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/cursors/ETabulonCursor.h"
 #include "etabulon/sort/ETabulonSortDesc.h"
 #include "etabulon/tree/EDataTreeNode.h"
@@ -155,7 +156,7 @@ private:
     int isLeaf_ = -1;
 };
 
-class LiteralFiller : public ETabulonCursor::INotifier, public virtual ECountedUnknown {
+class LiteralFiller : public ECursorListener {
 public:
     explicit LiteralFiller(LiteralNode& node) : node_(node) {}
     CursorStatus OnReset(const ETabulonTag&, const ETabulonCursor&) override {
@@ -169,9 +170,6 @@ public:
         }
         return StatusOk;
     }
-    void OnDone(const ETabulonCursor&) override {}
-    void OnCancel(const ETabulonCursor&) override {}
-    void OnError(const ETabulonCursor&, CursorStatus) override {}
     bool oneFound = false;
 
 private:

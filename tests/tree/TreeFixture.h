@@ -1,5 +1,6 @@
 #pragma once
 
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/cursors/ETabulonCursorEData.h"
 #include "etabulon/tree/EDataTree.h"
 #include "support/MemoryTable.h"
@@ -14,7 +15,7 @@
 namespace etabulon::test {
 
 /// Acts at the records of a walk, before the fillers hear of them.
-class Meddler : public ETabulonCursor::INotifier, public virtual ECountedUnknown {
+class Meddler : public ECursorListener {
 public:
     std::function<CursorStatus(int record)> act;
     CursorStatus OnReset(const ETabulonTag&, const ETabulonCursor&) override {
@@ -22,9 +23,6 @@ public:
         return StatusOk;
     }
     CursorStatus OnMove(const ETabulonCursor&) override { return act ? act(++record_) : StatusOk; }
-    void OnDone(const ETabulonCursor&) override {}
-    void OnCancel(const ETabulonCursor&) override {}
-    void OnError(const ETabulonCursor&, CursorStatus) override {}
 
 private:
     int record_ = 0;
@@ -33,9 +31,7 @@ private:
 /// Sales by country (0), city (1) and year (2), and a tree on them.
 struct Sales : VentesData {
     Sales() {
-        for (const char* code : {"country", "city", "year"}) {
-            levels.AddLevel(code, code, nullptr, /*addRef=*/false);
-        }
+        levels = LevelsBy({"country", "city", "year"});
         cursor.Init(levels, table.get(), /*ownsTable=*/false);
         cursor.AddNotifier(&meddler);
     }

@@ -3,9 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
-#include <string>
-
 namespace etabulon::test {
 namespace {
 
@@ -43,26 +40,6 @@ TEST_F(TreeNodes, KeepNodesThatAreMetAgain) {
     EXPECT_EQ(france->Param(), 42);
 }
 
-TEST_F(TreeNodes, RefreshedAloneLeaveTheOthersAsTheyAre) {
-    Delete({1, 4});
-    EXPECT_EQ(At(Tag({{0, "FR"}})).Refresh(&cursor), StatusOk);
-    EXPECT_EQ(Text(tree), "root{-{Berlin{2022}} DE{Berlin{-}} FR{-{2021} Paris{2022}}}");
-}
-
-TEST_F(TreeNodes, ClimbToTheNearestAncestorWithARecord) {
-    Delete({1, 2, 4});
-    // The city has no record left, the country has; Germany, which has none, isn't looked at.
-    EXPECT_EQ(At(Tag({{0, "FR"}, {1, "Paris"}, {2, 2021}})).Refresh(&cursor), StatusOk);
-    EXPECT_EQ(Text(tree), "root{-{Berlin{2022}} DE{Berlin{-}} FR{-{2021}}}");
-    Delete({3});
-    // The climb gives the status of the last walk.
-    meddler.act = [](int) { return static_cast<CursorStatus>(7); };
-    EXPECT_EQ(At(Tag({{0, "FR"}, {1, EVariant()}})).Refresh(&cursor), 7);
-    meddler.act = nullptr;
-    EXPECT_EQ(At(Tag({{0, "DE"}, {1, "Berlin"}})).Refresh(&cursor), StatusOk);
-    EXPECT_EQ(Text(tree), "root{-{Berlin{2022}}}");
-}
-
 TEST_F(TreeNodes, AreAllGoneFromAnEmptyTable) {
     Delete({1, 2, 3, 4, 5});
     EDataTreeNode* const root = tree.Root();
@@ -70,35 +47,6 @@ TEST_F(TreeNodes, AreAllGoneFromAnEmptyTable) {
     EXPECT_EQ(tree.Root(), root);
     EXPECT_EQ(Text(tree), "root");
     EXPECT_EQ(tree.Fill(), StatusOk);
-}
-
-TEST_F(TreeNodes, StayWhereAWalkEndsEarly) {
-    for (int record = 1; record <= 5; ++record) {
-        for (const bool cancel : {true, false}) {
-            Sales sales;
-            EDataTree other(&sales.cursor, "root", nullptr);
-            other.Fill();
-            sales.Delete({4});
-            sales.table->Append({6, "BE", "Gent", 2020, 1});
-            sales.meddler.act = [&](int at) {
-                if (at == record && cancel) {
-                    sales.cursor.Cancel();
-                }
-                return at == record && !cancel ? static_cast<CursorStatus>(5) : StatusOk;
-            };
-            const bool isLast = cancel && record == 5;
-            EXPECT_EQ(other.Refresh(), cancel ? StatusCancelled : static_cast<CursorStatus>(5));
-            // All old nodes, and what was met of the new.
-            EXPECT_EQ(sales.Text(other), record < 5 || !isLast
-                                             ? kAllSales
-                                             : "root{-{Berlin{2022}} BE{Gent{2020}} DE{Berlin{-}} "
-                                               "FR{-{2021} Paris{2021 2022}}}");
-            sales.meddler.act = nullptr;
-            EXPECT_EQ(other.Refresh(), StatusOk);
-            EXPECT_EQ(sales.Text(other),
-                      "root{-{Berlin{2022}} BE{Gent{2020}} FR{-{2021} Paris{2021 2022}}}");
-        }
-    }
 }
 
 TEST_F(TreeNodes, StayWhereTheTableFails) {
@@ -110,14 +58,6 @@ TEST_F(TreeNodes, StayWhereTheTableFails) {
         EXPECT_EQ(tree.Root()->Refresh(&failed), 12);
         EXPECT_EQ(Text(tree), kAllSales);
     }
-}
-
-TEST_F(TreeNodes, OfOneTagTakeTheLastKey) {
-    table->Append({6, "FR", "Paris", 2021, 1});
-    tree.Refresh();
-    EXPECT_EQ(tree.Root()->LeafCount(), 5U);
-    EXPECT_EQ(At(Tag({{0, "FR"}, {1, "Paris"}, {2, 2021}})).PrimaryKey().SingleCode().Data(),
-              EVariant(6));
 }
 
 TEST_F(TreeNodes, ShowTheirLevelsIcons) {
@@ -140,25 +80,6 @@ TEST_F(TreeNodes, ShowTheirLevelsIcons) {
     EXPECT_TRUE(other.Root()->EDataTreeNode::DisplayValue().IsNull());
 }
 
-TEST_F(TreeNodes, AddChildSaysWhatStandsForATag) {
-    EDataTreeNode& root = *tree.Root();
-    EDataTreeNode& france = At(Tag({{0, "FR"}}));
-    EXPECT_EQ(root.AddChild(ETabulonTag::Null), nullptr);
-    EXPECT_EQ(root.AddChild(Tag({{7, "no key"}})), nullptr);
-    EXPECT_EQ(france.AddChild(Tag({{0, "FR"}})), &france);
-    EXPECT_EQ(france.AddChild(Tag({{0, "DE"}, {1, "Bonn"}})), nullptr);  // not below it
-    EXPECT_EQ(Text(tree), kAllSales);
-    // With a gap it is a child of the root, and no leaf.
-    const ETabulonTag gap = Tag({{1, "Rom"}, {2, 2000}});
-    EXPECT_EQ(root.AddChild(gap), root.AddChild(gap));
-    EXPECT_FALSE(root.Get(gap)->IsTreeLeaf());
-    EXPECT_EQ(root.LeafCount(), 5U);
-    // A whole position, its parents with it.
-    EXPECT_EQ(root.AddChild(Tag({{0, "IT"}, {1, "Rom"}, {2, 2000}}))->Depth(), 3U);
-    EXPECT_EQ(root.LeafCount(), 6U);
-    EXPECT_EQ(CheckTree(root), "");
-}
-
 TEST_F(TreeNodes, AddedByAListenerStayThoughTheWalkDoesntMeetThem) {
     const std::string before = Text(tree);
     Delete({4});
@@ -173,16 +94,6 @@ TEST_F(TreeNodes, AddedByAListenerStayThoughTheWalkDoesntMeetThem) {
     meddler.act = nullptr;
     tree.Refresh();
     EXPECT_NE(Text(tree), before);
-}
-
-TEST(LevelThatStandsTwice, LosesNoValueOfATag) {
-    Sales sales;
-    EDataTree tree(&sales.cursor, "root", nullptr);
-    tree.Root()->AddChild(Tag({{0, "FR"}}));
-    tree.SortDesc()->SetSortLevels(Keys({{0, false, 0}, {0, false, 0}, {1, false, 0}}));
-    const ETabulonTag city = Tag({{0, "FR"}, {1, "Paris"}});
-    EXPECT_EQ(tree.Root()->AddChild(city)->Tag(), city);
-    EXPECT_EQ(CheckTree(*tree.Root()), "");
 }
 
 TEST(EqualSiblings, NewestStandsFirst) {
@@ -275,8 +186,7 @@ TEST_P(MeddledWalk, FindsWhatIsLeftToFind) {
             };
             const ECursorListening listening(inner, deeper);
             test.tree.Root()->Refresh(&inner);
-        },
-    };
+        }};
     for (const Meddling meddling : meddlings) {
         for (const bool below : {false, true}) {
             tree.SetCompareSource(ETabulonSortDesc::CompareOnDisplay);
@@ -457,20 +367,18 @@ TEST(NodeKeys, ComeBackAsTheyWere) {
         return ETabulonPrimaryKey(fields, position);
     };
     const std::int64_t big = std::int64_t{1} << 40;
-    const ETabulonPrimaryKey keys[] = {
-        key({}, 7),
-        key({}, kNoPosition),
-        key({EVariant::FromInt64(big)}, big),
-        key({EVariant::FromInt64(big)}, 3),
-        key({EVariant::FromInt64(-5)}, big),
-        key({EVariant::FromInt64(-5)}, kNoPosition),
-        key({EVariant(-7)}, 12),
-        key({EVariant(7)}, 7),
-        key({EVariant("text")}, 7),
-        key({EVariant(1), EVariant(2)}, 7),
-        key({Missing()}, 7),
-        key({EVariant(7U)}, 7),
-    };
+    const ETabulonPrimaryKey keys[] = {key({}, 7),
+                                       key({}, kNoPosition),
+                                       key({EVariant::FromInt64(big)}, big),
+                                       key({EVariant::FromInt64(big)}, 3),
+                                       key({EVariant::FromInt64(-5)}, big),
+                                       key({EVariant::FromInt64(-5)}, kNoPosition),
+                                       key({EVariant(-7)}, 12),
+                                       key({EVariant(7)}, 7),
+                                       key({EVariant("text")}, 7),
+                                       key({EVariant(1), EVariant(2)}, 7),
+                                       key({Missing()}, 7),
+                                       key({EVariant(7U)}, 7)};
     for (const bool asked : {false, true}) {  // a key that was asked for is kept whole
         for (const ETabulonPrimaryKey& given : keys) {
             node->SetPrimaryKey(given);

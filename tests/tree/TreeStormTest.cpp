@@ -1,13 +1,10 @@
 #include "LiteralTree.h"
 #include "TreeFixture.h"
+#include "support/Storm.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <random>
 #include <set>
-#include <string>
-#include <utility>
 
 namespace etabulon::test {
 namespace {
@@ -21,20 +18,18 @@ struct Setup {
 };
 
 /// A tree and its literal twin on one table, under one sort description.
-class TreeStorm : public testing::TestWithParam<Setup> {
+class TreeStorm : public testing::TestWithParam<Setup>, protected Storm {
 protected:
-    TreeStorm() : random_(GetParam().seed), rubric_(dico_.AddRubric("T", "T")) {
-        rubric_->AddVariable("id", "id", TYPE_LONG, 0);
-        rubric_->AddVariable("a", "a", GetParam().textType, 0);
-        rubric_->AddVariable("label", "label", GetParam().textType, 0);
-        rubric_->AddVariable("b", "b", TYPE_LONG, kNullableLong);
-        rubric_->AddVariable("c", "c", GetParam().textType, 0);
-        rubric_->SetKey({"id"});
+    TreeStorm() : Storm(GetParam().seed), rubric_(dico_.AddRubric("T", "T")) {
+        AddVariables(*rubric_,
+                     {{"id", TYPE_LONG},
+                      {"a", GetParam().textType},
+                      {"label", GetParam().textType},
+                      {"b", TYPE_LONG, kNullableLong},
+                      {"c", GetParam().textType}},
+                     {"id"});
         table_ = std::make_unique<EDataMemory>(rubric_);
-        levels_.AddLevel("a", "a", "label", nullptr, /*addRef=*/false);
-        levels_.AddLevel("b", "b", nullptr, /*addRef=*/false);
-        levels_.AddLevel("c", "c", nullptr, /*addRef=*/false);
-        levels_.AddLevel("id", "id", nullptr, /*addRef=*/false);
+        levels_ = LevelsBy({"a/label", "b", "c", "id"});
         cursor_.Init(levels_, table_.get(), /*ownsTable=*/false);
         cursor_.AddNotifier(&meddler_);
         tree_ = std::make_unique<EDataTree>(&cursor_, "root", nullptr);
@@ -42,7 +37,6 @@ protected:
     }
     ~TreeStorm() override { cursor_.RemNotifier(&meddler_); }
 
-    unsigned Any(std::size_t count) { return static_cast<unsigned>(random_() % count); }
     void NewTwin() {
         twin_ = std::make_unique<LiteralNode>(nullptr, ETabulonTag::Null, tree_->SortDesc());
     }
@@ -101,31 +95,31 @@ protected:
     /// What goes wrong in the walks of this round.
     void PlanTrouble() {
         const int at = static_cast<int>(Any(30)) + 1;
-        switch (Any(8)) {
-            case 0:
+        meddler_.act = nullptr;
+        DoOne(
+            8,
+            [&] {
                 meddler_.act = [this, at](int record) {
                     if (record == at) {
                         cursor_.Cancel();
                     }
                     return StatusOk;
                 };
-                break;
-            case 1:
+            },
+            [&] {
                 meddler_.act = [at](int record) {
                     return record == at ? static_cast<CursorStatus>(77) : StatusOk;
                 };
-                break;
-            case 2:  // a listener looks at the tree while it is filled
+            },
+            [&] {  // a listener looks at the tree while it is filled
                 meddler_.act = [this, at](int record) {
                     if (record % at == 0) {
                         static_cast<void>(TreeText(*tree_->Root()));
                     }
                     return StatusOk;
                 };
-                break;
-            default:
-                meddler_.act = nullptr;
-        }
+            },
+            [] {});
     }
     ETabulonSortDesc::SortKeyArray AnyKeys() {
         std::vector<unsigned> order = {0, 1, 2, 3};
@@ -170,34 +164,15 @@ protected:
         }
     }
     void ChangeLevels() {
-        switch (Any(5)) {
-            case 0:
-                if (tree_->SetSortLevels(AnyKeys())) {
-                    twin_->Reset();
-                }
-                break;
-            case 1:
-                if (tree_->SetHideLevelFlags(Any(4), Any(2) == 0 ? kInTree : 0)) {
-                    twin_->Reset();
-                }
-                break;
-            case 2: {
-                const unsigned count = tree_->SortDesc()->SortLevelCount(kInTree);
-                if (count > 0 && tree_->MoveSortLevel(Any(count), Any(count))) {
-                    ResortTwin();
-                }
-                break;
-            }
-            case 3:
-                if (tree_->MoveHiddenLevelsTo(Any(4))) {
-                    ResortTwin();
-                }
-                break;
-            default:
-                if (tree_->SetCompareSource(AnySource())) {
-                    ResortTwin();
-                }
-        }
+        const auto reset = [&](bool isChanged) { isChanged ? twin_->Reset() : void(); };
+        const auto resort = [&](bool isChanged) { isChanged ? ResortTwin() : void(); };
+        const unsigned count = tree_->SortDesc()->SortLevelCount(kInTree);
+        DoOne(
+            5, [&] { reset(tree_->SetSortLevels(AnyKeys())); },
+            [&] { reset(tree_->SetHideLevelFlags(Any(4), Any(2) == 0 ? kInTree : 0)); },
+            [&] { resort(count > 0 && tree_->MoveSortLevel(Any(count), Any(count))); },
+            [&] { resort(tree_->MoveHiddenLevelsTo(Any(4))); },
+            [&] { resort(tree_->SetCompareSource(AnySource())); });
     }
     ETabulonSortDesc::SortCompareSource AnySource() {
         return static_cast<ETabulonSortDesc::SortCompareSource>(Any(2));
@@ -252,7 +227,6 @@ protected:
         }
     }
 
-    std::mt19937 random_;
     DDico dico_;
     DRubric* rubric_;
     std::unique_ptr<EDataMemory> table_;
@@ -361,18 +335,15 @@ TEST(LastKey, StandsInTheLeafHoweverItsRecordsAreMet) {
                                   : std::pair{record - 2400, std::size_t{0}};
          }},
         // More items than a walk remembers.
-        {Names(100), Names(1000), 300000,
-         [](std::size_t record) {
+        {Names(100), Names(1000), 300000, [](std::size_t record) {
              return std::pair{record / 1000 % 100, record % 1000};
-         }},
-    };
+         }}};
     for (const Positions& walk : walks) {
         DDico dico;
         DRubric* const rubric = dico.AddRubric("T", "T");
-        rubric->AddVariable("id", "id", TYPE_LONG, 0);
-        rubric->AddVariable("city", "city", TYPE_NC_CHAINE, 0);
-        rubric->AddVariable("item", "item", TYPE_NC_CHAINE, 0);
-        rubric->SetKey({"id"});
+        AddVariables(*rubric,
+                     {{"id", TYPE_LONG}, {"city", TYPE_NC_CHAINE}, {"item", TYPE_NC_CHAINE}},
+                     {"id"});
         EDataMemory table(rubric);
         const auto city = [&walk](std::size_t at) {
             return walk.cities[walk.at(at).first].c_str();
@@ -383,9 +354,7 @@ TEST(LastKey, StandsInTheLeafHoweverItsRecordsAreMet) {
         for (std::size_t record = 0; record < walk.count; ++record) {
             table.Append({static_cast<int>(record), city(record), item(record)});
         }
-        ETabulonLevels levels;
-        levels.AddLevel("city", "city", nullptr, /*addRef=*/false);
-        levels.AddLevel("item", "item", nullptr, /*addRef=*/false);
+        ETabulonLevels levels = LevelsBy({"city", "item"});
         ETabulonCursorEData cursor;
         cursor.Init(levels, &table, /*ownsTable=*/false);
         EDataTree tree(&cursor, "root", nullptr);

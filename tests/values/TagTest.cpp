@@ -1,4 +1,5 @@
-#include "etabulon/values/ETabulonTag.h"
+#include "etabulon/values/ETabulonPrimaryKey.h"
+#include "etabulon/values/ETabulonVariableID.h"
 #include "support/AllocationCount.h"
 #include "support/Tags.h"
 
@@ -9,12 +10,8 @@
 #include <string>
 #include <vector>
 
-namespace etabulon {
+namespace etabulon::test {
 namespace {
-
-using test::AllocationCount;
-using test::Tag;
-
 TEST(EmptyTag, IsTheRootAndNobodysChild) {
     const ETabulonTag root;
     EXPECT_TRUE(root.IsRoot());
@@ -33,20 +30,19 @@ TEST(ChildOf, LooksOnlyAtLevelsKnownToBoth) {
         ETabulonTag parent;
         bool isChild;
     };
-    for (const Case& c : {
-             Case{Tag({{7, "x"}}), {}, true},
-             Case{Tag({{0, "FR"}, {1, "Paris"}}), Tag({{0, "FR"}}), true},
-             Case{Tag({{0, "FR"}, {1, "Paris"}}), Tag({{0, "DE"}}), false},
-             Case{Tag({{0, "FR"}}), Tag({{0, "FR"}}), false},
-             Case{Tag({{0, "FR"}}), Tag({{0, "FR"}, {1, "Paris"}}), false},
-             Case{Tag({{1, "a"}, {2, "b"}, {3, "c"}}), Tag({{4, "d"}, {1, "a"}}), true},
-             Case{Tag({{1, "a"}, {2, "b"}, {3, "c"}}), Tag({{4, "d"}, {1, "z"}}), false},
-             Case{Tag({{1, "a"}, {2, "b"}, {3, "c"}}), Tag({{0, "d"}, {3, "z"}}), false},
-             Case{Tag({{1, "a"}, {2, "b"}}), Tag({{9, "d"}}), true},
-             Case{Tag({{1, EVariant()}, {2, "b"}}), Tag({{1, EVariant()}}), true},
-             Case{Tag({{1, EVariant()}, {2, "b"}}), Tag({{1, ""}}), false},
-             Case{Tag({{1, 3}, {2, "b"}}), Tag({{1, EVariant::FromDouble(3)}}), true},
-         }) {
+    for (const Case& c :
+         {Case{Tag({{7, "x"}}), {}, true},
+          Case{Tag({{0, "FR"}, {1, "Paris"}}), Tag({{0, "FR"}}), true},
+          Case{Tag({{0, "FR"}, {1, "Paris"}}), Tag({{0, "DE"}}), false},
+          Case{Tag({{0, "FR"}}), Tag({{0, "FR"}}), false},
+          Case{Tag({{0, "FR"}}), Tag({{0, "FR"}, {1, "Paris"}}), false},
+          Case{Tag({{1, "a"}, {2, "b"}, {3, "c"}}), Tag({{4, "d"}, {1, "a"}}), true},
+          Case{Tag({{1, "a"}, {2, "b"}, {3, "c"}}), Tag({{4, "d"}, {1, "z"}}), false},
+          Case{Tag({{1, "a"}, {2, "b"}, {3, "c"}}), Tag({{0, "d"}, {3, "z"}}), false},
+          Case{Tag({{1, "a"}, {2, "b"}}), Tag({{9, "d"}}), true},
+          Case{Tag({{1, EVariant()}, {2, "b"}}), Tag({{1, EVariant()}}), true},
+          Case{Tag({{1, EVariant()}, {2, "b"}}), Tag({{1, ""}}), false},
+          Case{Tag({{1, 3}, {2, "b"}}), Tag({{1, EVariant::FromDouble(3)}}), true}}) {
         EXPECT_EQ(c.tag.IsChildOf(c.parent), c.isChild)
             << c.tag.DisplayID().c_str() << " under " << c.parent.DisplayID().c_str();
     }
@@ -187,5 +183,231 @@ TEST(RandomTags, BehaveAsMaps) {
     }
 }
 
+EFieldKey Key(std::initializer_list<EVariant> segments) {
+    EFieldKey key;
+    for (const EVariant& segment : segments) {
+        key.Add(segment);
+    }
+    return key;
+}
+
+TEST(SingleCode, JoinsTheSegments) {
+    struct Case {
+        EFieldKey key;
+        EPosition position;
+        std::string code;  // "type:text", "null"
+    };
+    const auto seen = [](const ETabulonValue& value) {
+        return value.IsNull()
+                   ? std::string("null")
+                   : std::to_string(value.Data().Type()) + ":" + value.DisplayValue().c_str();
+    };
+    for (const Case& c : {Case{Key({}), kNoPosition, "null"}, Case{Key({}), 7, "25:"},
+                          Case{Key({12}), kNoPosition, "1:12"},
+                          Case{Key({EVariant::Missing(TYPE_LONG, 0)}), 7, "null"},
+                          Case{Key({"A"}), 7, "25:A"}, Case{Key({12, "B"}), 7, "25:12/B"}}) {
+        EXPECT_EQ(seen(ETabulonPrimaryKey(c.key, c.position).SingleCode()), c.code);
+    }
+}
+
+TEST(SingleCode, EmptySegmentsJoinUnevenly) {
+    const EVariant missing = EVariant::Missing(TYPE_CHAINE, 0);
+    const auto code = [](const EFieldKey& key) {
+        return ETabulonPrimaryKey(key, 0).SingleCode().DisplayValue();
+    };
+    EXPECT_EQ(code(Key({"", "A", "B"})), Chaine("A/B"));
+    EXPECT_EQ(code(Key({"A", "", "B"})), Chaine("A//B"));
+    EXPECT_EQ(code(Key({"A", "B", ""})), Chaine("A/B/"));
+    EXPECT_EQ(code(Key({missing, "", "B", missing})), Chaine("B/"));
+    EXPECT_EQ(code(Key({"", ""})), Chaine(""));
+}
+
+TEST(PrimaryKey, IsSetByAPlaceOrBySegments) {
+    ETabulonPrimaryKey key;
+    EXPECT_FALSE(key.IsSet());
+    EXPECT_EQ(key.Position(), kNoPosition);
+    key.Set(EFieldKey(), 0);
+    EXPECT_TRUE(key.IsSet());
+    key.Set(Key({1}), kNoPosition);
+    EXPECT_TRUE(key.IsSet());
+    key.Reset();
+    EXPECT_FALSE(key.IsSet());
+    EXPECT_EQ(key.Fields().Size(), 0);
+}
+
+TEST(PrimaryKey, OwnsWhatItWasGiven) {
+    EFieldKey segments = Key({1, "a text longer than what lies inline"});
+    ETabulonPrimaryKey key(segments, 4);
+    ETabulonPrimaryKey copy(key), assigned;
+    assigned = key;
+    segments.At(0) = EVariant(2);
+    key.Set(key.Fields(), 5);
+    EXPECT_EQ(key.Fields().At(0), EVariant(1));
+    EXPECT_EQ(key.Position(), 5);
+    key.Reset();
+    EXPECT_EQ(copy.Fields().At(0), EVariant(1));
+    EXPECT_EQ(assigned.Fields().At(0), EVariant(1));
+    EXPECT_EQ(assigned.Position(), 4);
+
+    const AllocationCount count;
+    assigned.Set(segments, 6);
+    assigned = copy;
+    EXPECT_EQ(count.Taken(), 0U);
+}
+
+/// An icon handle that says which value it was asked for.
+class CountingUI : public ETabulonLevels::ILevelUI, public virtual ECountedUnknown {
+public:
+    HICON Icon(const EVariant& value) override {
+        asked += value.AsChaine().c_str();
+        return nullptr;
+    }
+    std::int32_t References() {
+        AddRef();
+        return Release();
+    }
+    std::string asked;
+};
+
+TEST(Levels, AreNumberedInTheOrderOfAdding) {
+    ETabulonLevels levels;
+    EXPECT_FALSE(levels.ExistLevel(0U));
+    EXPECT_FALSE(levels.ExistLevel(ETabulonVariableID("Client.country")));
+    EXPECT_EQ(levels.AddLevel("Country", "Client.country", "Client.label", nullptr, false), 0U);
+    EXPECT_EQ(levels.AddLevel("City", "Client.city", nullptr, false), 1U);
+    EXPECT_EQ(levels.AddLevel("Again", "client.CITY", nullptr, true), 2U);
+    EXPECT_EQ(levels.AddLevel("Field", ETabulonVariableID(12UL), nullptr, true), 3U);
+    EXPECT_EQ(levels.Size(), 4U);
+    EXPECT_TRUE(levels.ExistLevel(3U));
+    EXPECT_FALSE(levels.ExistLevel(4U));
+    EXPECT_EQ(levels.GetLevelID(2U), 2U);
+    EXPECT_EQ(levels.GetLevel(0).DescID().CodeVar(), Chaine("label"));
+    EXPECT_EQ(levels.GetLevel(1).DescID().Code(), Chaine("Client.city"));
+    EXPECT_EQ(levels.GetLevel(1).Header(), Chaine("City"));
+    EXPECT_EQ(levels.GetLevel(1).Icon(EVariant("Paris")), nullptr);
+
+    EXPECT_EQ(levels.GetLevelID(ETabulonVariableID("CLIENT.city")), 1U);
+    EXPECT_EQ(levels.GetLevelID(ETabulonVariableID(" 12")), 3U);
+    EXPECT_FALSE(levels.ExistLevel(ETabulonVariableID("Client.label")));
+}
+
+TEST(Levels, PutTheirOwnIdentifierOnTheLeft) {
+    ETabulonLevels named, numbered;
+    named.AddLevel("", ETabulonVariableID("12345678901"), nullptr, false);
+    numbered.AddLevel("", ETabulonVariableID(12345678901UL), nullptr, false);
+    EXPECT_TRUE(named.ExistLevel(ETabulonVariableID(12345678901UL)));
+    EXPECT_FALSE(numbered.ExistLevel(ETabulonVariableID("12345678901")));
+}
+
+TEST(LevelUI, IsHeldOnceForEachLevel) {
+    const std::int64_t before = ECountedUnknown::LiveObjects();
+    {
+        auto ui = MakeRef<CountingUI>();
+        ETabulonLevels levels;
+        levels.AddLevel("", "a", ui.Get(), /*addRef=*/true);
+        EXPECT_EQ(ui->References(), 2);
+        ui->AddRef();
+        levels.AddLevel("", "b", ui.Get(), /*addRef=*/false);
+        EXPECT_EQ(ui->References(), 3);
+
+        ETabulonLevels::Level level = levels.GetLevel(0);
+        EXPECT_EQ(ui->References(), 4);
+        level = levels.GetLevel(1);
+        EXPECT_EQ(ui->References(), 4);
+        level = ETabulonLevels::Level();
+        EXPECT_EQ(ui->References(), 3);
+
+        // A copy of the levels holds none until it is looked into.
+        const ETabulonLevels copy(levels);
+        EXPECT_EQ(ui->References(), 3);
+        static_cast<void>(copy.GetLevel(0).Icon(EVariant("FR")));
+        EXPECT_EQ(ui->References(), 5);
+        EXPECT_EQ(ui->asked, "FR");
+    }
+    EXPECT_EQ(ECountedUnknown::LiveObjects(), before);
+}
+
+/// "code|rubric|variable|number"
+std::string Parts(const ETabulonVariableID& id) {
+    return std::string(id.Code().c_str()) + "|" + id.CodeRub().c_str() + "|" +
+           id.CodeVar().c_str() + "|" + std::to_string(id.Accelerator());
+}
+
+TEST(Identifier, IsReadFromTextOrNumber) {
+    const std::pair<ETabulonVariableID, const char*> cases[] = {
+        {"", "|||0"},
+        {"Client", "Client|Client||0"},
+        {"Client.Code.Sub", "Client.Code.Sub|Client|Code.Sub|0"},
+        {".x", ".x||x|0"},
+        {"x.", "x.|x||0"},
+        {"12", "12|||12"},
+        {" 12 ", " 12 |||12"},
+        {"0", "0|||0"},
+        {"4294967295", "4294967295|||4294967295"},
+        {"12345678901", "12345678901|12345678901||0"},
+        {"1 2", "1 2|1 2||0"},
+        {"1.5", "1.5|1|5|0"},
+        {"  ", "  |  ||0"},
+        {ETabulonVariableID(34UL), "34|||34"},
+        {ETabulonVariableID(0UL), "0|||0"}};
+    for (const auto& [id, parts] : cases) {
+        EXPECT_EQ(Parts(id), parts);
+        EXPECT_EQ(id.IsAccelerator(), id.Accelerator() != 0);
+        EXPECT_EQ(id.IsValid(), !id.Code().IsEmpty());
+        const ETabulonVariableID copy(id);
+        EXPECT_EQ(Parts(copy), parts);
+    }
+    EXPECT_EQ(Parts(ETabulonVariableID::Null), "|||0");
+}
+
+TEST(Identifier, IsALinkWithEitherMark) {
+    for (const char* link : {"a>b", ">", "a\xBB", "\xBB.b", "a>b\xBB.c"}) {
+        EXPECT_TRUE(ETabulonVariableID(link).IsLink()) << link;
+    }
+    for (const char* plain : {"", "a.b", "a<b", "12", "a\xAB"}) {
+        EXPECT_FALSE(ETabulonVariableID(plain).IsLink()) << plain;
+    }
+}
+
+TEST(IdentifierEquality, FoldsCodes) {
+    EXPECT_TRUE(ETabulonVariableID("client.code") == ETabulonVariableID("CLIENT.Code"));
+    EXPECT_FALSE(ETabulonVariableID("client.code") != ETabulonVariableID("CLIENT.Code"));
+    EXPECT_TRUE(ETabulonVariableID("\xE9t\xE9") == ETabulonVariableID("\xC9T\xC9"));
+    EXPECT_FALSE(ETabulonVariableID("\xED") == ETabulonVariableID("\xCD"));
+    EXPECT_FALSE(ETabulonVariableID("client") == ETabulonVariableID("client.code"));
+    EXPECT_TRUE(ETabulonVariableID(" 12") == ETabulonVariableID("12  "));
+}
+
+TEST(IdentifierEquality, NamedAgainstNumberedIsAsymmetric) {
+    // One code, but a text of eleven digits is no number.
+    const ETabulonVariableID named("12345678901");
+    const ETabulonVariableID numbered(12345678901UL);
+    EXPECT_TRUE(named == numbered);
+    EXPECT_FALSE(named != numbered);
+    EXPECT_FALSE(numbered == named);
+    EXPECT_TRUE(numbered != named);
+}
+
+TEST(IdentifierEquality, GoesByNumberWhateverTheCodesSay) {
+    EXPECT_TRUE(ETabulonVariableID("12 ") == ETabulonVariableID(12UL));
+    EXPECT_TRUE(ETabulonVariableID(12UL) == ETabulonVariableID(" 0012"));
+    EXPECT_FALSE(ETabulonVariableID("x") == ETabulonVariableID(12UL));
+    EXPECT_FALSE(ETabulonVariableID(12UL) == ETabulonVariableID("x"));
+    // The number 0 goes by name.
+    EXPECT_TRUE(ETabulonVariableID(0UL) == ETabulonVariableID("0"));
+    EXPECT_FALSE(ETabulonVariableID(0UL) == ETabulonVariableID(" 0"));
+}
+
+TEST(IdentifierOrder, GoesByNumberOnlyBetweenNumbers) {
+    EXPECT_TRUE(ETabulonVariableID(9UL) < ETabulonVariableID(10UL));
+    EXPECT_FALSE(ETabulonVariableID(10UL) < ETabulonVariableID(9UL));
+    EXPECT_TRUE(ETabulonVariableID(10UL) < ETabulonVariableID("9x"));
+    EXPECT_TRUE(ETabulonVariableID("a") < ETabulonVariableID("B"));
+    EXPECT_FALSE(ETabulonVariableID("a") < ETabulonVariableID("A"));
+    EXPECT_TRUE(ETabulonVariableID("a") < ETabulonVariableID("aa"));
+    // Bytes from 0x80 upward are below the letters.
+    EXPECT_TRUE(ETabulonVariableID("\xC9") < ETabulonVariableID("e"));
+}
+
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test

@@ -7,10 +7,8 @@
 #include <utility>
 #include <vector>
 
-namespace etabulon {
+namespace etabulon::test {
 namespace {
-
-using test::AllocationCount;
 
 constexpr std::uint16_t kFoldedText = TYPE_NC_CHAINE;
 
@@ -97,15 +95,13 @@ TEST(ValueOrder, RanksStatusFirstThenDataOrText) {
         int byText;
         bool equal;
     };
-    for (const Case& c : std::vector<Case>{
-             {null, noText, 0, 0, true},
-             {null, special, -1, -1, false},
-             {null, two, -1, -1, false},
-             {special, special, 0, 0, true},
-             {special, two, -1, -1, false},
-             {two, ten, -1, 1, false},
-             {ten, alsoTen, 0, -1, true},
-         }) {
+    for (const Case& c : std::vector<Case>{{null, noText, 0, 0, true},
+                                           {null, special, -1, -1, false},
+                                           {null, two, -1, -1, false},
+                                           {special, special, 0, 0, true},
+                                           {special, two, -1, -1, false},
+                                           {two, ten, -1, 1, false},
+                                           {ten, alsoTen, 0, -1, true}}) {
         const auto sign = [](int order) { return order < 0 ? -1 : (order > 0 ? 1 : 0); };
         SCOPED_TRACE(Seen(c.left) + " against " + Seen(c.right));
         EXPECT_EQ(sign(c.left.Compare(c.right, false)), c.byData);
@@ -143,15 +139,13 @@ TEST(SameDisplay, IsToldByTheTextsEvenIfNoneIsMade) {
         ETabulonValue left;
         ETabulonValue right;
     };
-    for (const Case& c : {
-             Case{{Folded("Paris"), "", false}, {Folded("PARIS"), "", false}},
-             Case{{EVariant::FromDouble(0.0), "", false}, {EVariant::FromDouble(-0.0), "", false}},
-             Case{{3, "", false}, {EVariant::FromDouble(3), "", false}},
-             Case{{3, "", false}, {3, "three", false}},
-             Case{{3, "", false}, {"3", "3", false}},
-             Case{{3, "", false}, {4, "", false}},
-             Case{ETabulonValue::Null, ETabulonValue::Special},
-         }) {
+    for (const Case& c :
+         {Case{{Folded("Paris"), "", false}, {Folded("PARIS"), "", false}},
+          Case{{EVariant::FromDouble(0.0), "", false}, {EVariant::FromDouble(-0.0), "", false}},
+          Case{{3, "", false}, {EVariant::FromDouble(3), "", false}},
+          Case{{3, "", false}, {3, "three", false}}, Case{{3, "", false}, {"3", "3", false}},
+          Case{{3, "", false}, {4, "", false}},
+          Case{ETabulonValue::Null, ETabulonValue::Special}}) {
         const bool same = c.left.HasSameDisplay(c.right);
         EXPECT_EQ(c.right.HasSameDisplay(c.left), same);
         EXPECT_EQ(same, c.left.DisplayValue() == c.right.DisplayValue()) << Seen(c.left);
@@ -209,4 +203,4 @@ TEST(Refill, AllocatesNothingForNumbersAndOwnedText) {
 }
 
 }  // namespace
-}  // namespace etabulon
+}  // namespace etabulon::test
