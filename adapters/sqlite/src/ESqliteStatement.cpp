@@ -124,9 +124,9 @@ ESqlStep ESqliteStatement::Step() {
 }
 
 ESqlStep ESqliteStatement::StepWalk(ESqlRow& row) {
-    connection_.SetWalking(true);
+    connection_.SetWalking(/*walking=*/true);
     const ESqlStep step = Step();
-    connection_.SetWalking(false);
+    connection_.SetWalking(/*walking=*/false);
     return step == ESqlStep::Row && !ReadRow(row) ? ESqlStep::Failed : step;
 }
 
