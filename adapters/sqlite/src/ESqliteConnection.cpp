@@ -351,6 +351,7 @@ ESqlOutcome ESqliteConnection::Commit(ESqlError& error) {
         return ESqlOutcome::RolledBack;
     }
     if (IsTakenBack(error.engineCode)) {
+        PlayBack();
         return ESqlOutcome::RolledBack;
     }
     error.status = kDataUnknown;
@@ -361,8 +362,14 @@ void ESqliteConnection::Rollback() {
     if (IsInTransaction()) {
         static_cast<void>(Run(rollback_, Waiting::Never));
     }
+    PlayBack();
     waiting_ = Waiting::Alone;
 }
+
+/// After a failure of the disk SQLite leaves the pages that it has written ahead of the commit, and
+/// the journal, to the next read. Without one here the file stays so for others, and those that
+/// only read it can't play the journal back.
+void ESqliteConnection::PlayBack() { static_cast<void>(Run(look_, Waiting::Never)); }
 
 /// Whether a commit that failed with `code`, after which SQLite has closed the transaction, is sure
 /// to have changed nothing.
