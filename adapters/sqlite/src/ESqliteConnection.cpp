@@ -261,7 +261,10 @@ bool ESqliteConnection::SetUp(ESqlOpenMode mode) {
                Execute("SELECT count(*) FROM sqlite_schema");
     }
     // The same look at the schema: what is no database shows at once, not at the first walk.
-    return Execute("PRAGMA foreign_keys=1") && Execute("SELECT count(*) FROM sqlite_schema");
+    // Writes walk over a list of keys: read alone, those of a damaged page would be any numbers,
+    // and their records be passed over as gone.
+    return Execute("PRAGMA foreign_keys=1") && Execute("PRAGMA cell_size_check=1") &&
+           Execute("SELECT count(*) FROM sqlite_schema");
 }
 
 ESqliteConnection::~ESqliteConnection() {
