@@ -216,6 +216,29 @@ TEST_P(FaultySave, ReportsEachWriteByItself) {
     TryFaults([this] { return SaveEach(); }, /*isAllOrNothing=*/false);
 }
 
+TEST_P(FaultySave, LeavesAFileThatCanBeReadWithoutRoomForTheJournal) {
+    const SmallCaches caches;
+    FaultVfs vfs;
+    FaultVfs::Fault full{FaultVfs::kWrite, 1, SQLITE_FULL, Moment::Half, true};
+    full.files = SQLITE_OPEN_MAIN_JOURNAL | SQLITE_OPEN_WAL;
+    for (bool isHit = true; isHit && !HasFailure(); ++full.at) {
+        SCOPED_TRACE(full.at);
+        isHit = false;
+        for (const bool isWhole : {true, false}) {
+            CopyFiles(original, path);
+            OpenTable("t");
+            vfs.Arm(full);
+            isWhole ? SaveAll() : SaveEach();
+            isHit = isHit || vfs.Hits() != 0;
+            Close();
+            vfs.Disarm();
+            ASSERT_NO_FATAL_FAILURE(OpenTable("t", {}, ESqlOpenMode::ReadOnly));
+            EXPECT_EQ(Walk("n").find('!'), std::string::npos);
+            Close();
+        }
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(InBothJournals, FaultySave, ::testing::Values("delete", "wal"));
 
 }  // namespace

@@ -261,8 +261,11 @@ bool ESqliteConnection::SetUp(ESqlOpenMode mode) {
         return Execute("PRAGMA query_only=1") && Execute("PRAGMA mmap_size=0") &&
                Execute("SELECT count(*) FROM sqlite_schema");
     }
-    // Reads the schema too, so that opening fails for a file that is no database.
-    return Execute("PRAGMA foreign_keys=1") && Execute("SELECT count(*) FROM sqlite_schema");
+    // Reads the schema too, so that opening fails for a file that is no database. Writes walk over
+    // a list of keys: the cells of a damaged page could be read as any numbers, and their records
+    // be passed over as gone.
+    return Execute("PRAGMA foreign_keys=1") && Execute("PRAGMA cell_size_check=1") &&
+           Execute("SELECT count(*) FROM sqlite_schema");
 }
 
 ESqliteConnection::~ESqliteConnection() {
@@ -352,6 +355,7 @@ ESqlOutcome ESqliteConnection::Commit(ESqlError& error) {
         return ESqlOutcome::RolledBack;
     }
     if (IsTakenBack(error.engineCode)) {
+        PlayBack();
         return ESqlOutcome::RolledBack;
     }
     error.status = kDataUnknown;
@@ -362,8 +366,14 @@ void ESqliteConnection::Rollback() {
     if (IsInTransaction()) {
         static_cast<void>(Run(rollback_, Waiting::Never));
     }
+    PlayBack();
     waiting_ = Waiting::Alone;
 }
+
+/// After a failure of the disk SQLite leaves the pages that it has written ahead of the commit, and
+/// the journal, to the next read. Without a read here they would stay for other programs, and
+/// those that open the file only to read can't play the journal back.
+void ESqliteConnection::PlayBack() { static_cast<void>(Run(look_, Waiting::Never)); }
 
 /// Whether a commit that failed with `code`, after which SQLite has closed the transaction,
 /// certainly changed nothing.

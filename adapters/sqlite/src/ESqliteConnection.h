@@ -89,6 +89,7 @@ private:
     [[nodiscard]] int Run(const Statement& statement, Waiting waiting);
     [[nodiscard]] Header ReadHeader() const;
     [[nodiscard]] bool IsTakenBack(int code);
+    void PlayBack();
     [[nodiscard]] bool IsWalkCancelled() const noexcept {
         return walking_ && interrupted_.load(std::memory_order_relaxed);
     }
