@@ -1,7 +1,6 @@
-#include "etabulon/controls/EDataTreeCtrlThread.h"
+#include "controls/EDataTreeCtrlThread.h"
 
 #include "etabulon/controls/EDataTreeMessages.h"
-#include "etabulon/controls/EMessagePort.h"
 
 #include <new>
 #include <utility>

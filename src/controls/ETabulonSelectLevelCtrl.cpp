@@ -1,5 +1,6 @@
 #include "etabulon/controls/ETabulonSelectLevelCtrl.h"
 
+#include "controls/RedrawOff.h"
 #include "etabulon/controls/EDataTreeCtrl.h"
 #include "etabulon/foundation/EExpects.h"
 #include "etabulon/values/ETabulonLevels.h"
@@ -8,17 +9,6 @@ namespace etabulon {
 namespace {
 
 constexpr ETabulonSortDesc::HideFlag kInTree = ETabulonSortDesc::HideInTree;
-
-class [[nodiscard]] RedrawOff {
-public:
-    explicit RedrawOff(ITreeView& view) : view_(view) { view_.SetRedraw(false); }
-    ~RedrawOff() { view_.SetRedraw(true); }
-    RedrawOff(const RedrawOff&) = delete;
-    RedrawOff& operator=(const RedrawOff&) = delete;
-
-private:
-    ITreeView& view_;
-};
 
 }  // namespace
 
@@ -91,7 +81,7 @@ void ETabulonSelectLevelCtrl::Fill() {
     if (!HasView()) {
         return;
     }
-    const RedrawOff redrawOff(View());
+    const detail::RedrawOff redrawOff(View());
     View().DeleteItem(kTreeRoot);
     View().AttachImages(images_.List());
     if (!sortDesc_) {

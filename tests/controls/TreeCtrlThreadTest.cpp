@@ -1,4 +1,4 @@
-#include "etabulon/controls/EDataTreeCtrlThread.h"
+#include "controls/EDataTreeCtrlThread.h"
 #include "etabulon/controls/EDataTreeMessages.h"
 #include "etabulon/controls/EMessagePort.h"
 #include "support/AllocationCount.h"

@@ -1,11 +1,7 @@
 #pragma once
 
-#include "etabulon/controls/EDataTreeCtrlItems.h"
 #include "etabulon/controls/EDragTreeCtrl.h"
-#include "etabulon/controls/EIconImages.h"
-#include "etabulon/controls/fwd.h"
 #include "etabulon/cursors/CursorStatus.h"
-#include "etabulon/foundation/FAssociative.h"
 #include "etabulon/sort/ETabulonSortDesc.h"
 #include "etabulon/values/ETabulonDisplayMode.h"
 #include "etabulon/values/ETabulonTag.h"
@@ -20,6 +16,10 @@ class EDataTreeNode;
 class EDataTreeRaisedAlerts;
 class ETabulonCursor;
 
+namespace detail {
+struct EDataTreeCtrlParts;
+}
+
 /// Shows an EDataTree in a view: makes items for the nodes that are open to view, keeps them in
 /// step with the model, fills and refreshes it on a worker, and tells its owner.
 ///
@@ -31,9 +31,7 @@ class ETabulonCursor;
 /// Failure    a failed or cancelled fill deletes all items, a refresh leaves them; the owner is
 /// told
 ///            either way. Destroyed, it cancels its run and waits for one step of it.
-class ETABULON_API EDataTreeCtrl : public EDragTreeCtrl,
-                                   public ETabulonSortDesc::INotifier,
-                                   private EMessagePort::IReceiver {
+class ETABULON_API EDataTreeCtrl : public EDragTreeCtrl, public ETabulonSortDesc::INotifier {
 public:
     using DisplayMode = ETabulonDisplayMode;
     using enum ETabulonDisplayMode;
@@ -64,7 +62,7 @@ public:
     std::int32_t Release() override { return --refCount_; }
 
     void Init(ETabulonCursor* cursor, const Chaine& rootName, HICON rootIcon);
-    [[nodiscard]] bool InitDone() const noexcept { return tree_ != nullptr; }
+    [[nodiscard]] bool InitDone() const noexcept;
 
     // --- everything below requires InitDone() where it concerns the model ---
     // A fill or refresh asked for by a thread that holds the cursor comes as a message.
@@ -91,9 +89,9 @@ public:
     [[nodiscard]] const SortKeyArray& SortLevels() const;
     [[nodiscard]] SortCompareSource CompareSource() const;
 
-    [[nodiscard]] DisplayMode Display() const noexcept { return display_; }
+    [[nodiscard]] DisplayMode Display() const noexcept;
     void SetDisplay(DisplayMode mode, bool refresh);
-    void SetExpand(ExpandMode expand) noexcept { expand_ = expand; }
+    void SetExpand(ExpandMode expand) noexcept;
     /// Loses every node: belongs before a fill.
     void SetRootParams(const Chaine& rootName, HICON rootIcon);
     void SetSortLevels(const SortKeyArray& keys, bool refresh);
@@ -103,18 +101,16 @@ public:
     bool MoveSelectedLevelUp();
     bool MoveSelectedLevelDown();
     void SetAttachHiddenLevelsToCurrent(bool attach, bool refresh);
-    [[nodiscard]] bool AreHiddenLevelsAttachedToCurrent() const noexcept {
-        return attachHiddenLevels_;
-    }
-    void SetRefreshOnSelChange(bool refresh) noexcept { refreshOnSelChange_ = refresh; }
-    [[nodiscard]] bool RefreshOnSelChange() const noexcept { return refreshOnSelChange_; }
+    [[nodiscard]] bool AreHiddenLevelsAttachedToCurrent() const noexcept;
+    void SetRefreshOnSelChange(bool refresh) noexcept;
+    [[nodiscard]] bool RefreshOnSelChange() const noexcept;
     /// What an empty control says.
     void SetEmptyText(const Chaine& text);
     /// Not owned; null for none. Whoever raises alerts later has the view drawn anew.
     void AttachAlerts(const EDataTreeRaisedAlerts* alerts);
 
     /// Where the worker's messages come in. The view dispatches them.
-    [[nodiscard]] const std::shared_ptr<EMessagePort>& Port() const noexcept { return port_; }
+    [[nodiscard]] const std::shared_ptr<EMessagePort>& Port() const noexcept;
 
     // --- what a subclass may extend. The first four tell the owner. ---
     virtual void OnBrowseStart();
@@ -142,105 +138,14 @@ public:
 
 protected:
     /// The model; null until Init. Its nodes belong to the holder of the cursor's lock.
-    [[nodiscard]] EDataTree* Tree() const noexcept { return tree_.get(); }
+    [[nodiscard]] EDataTree* Tree() const noexcept;
     void OnAttached() override;
     void OnDetaching() override;
     void OnDetached() override;
 
 private:
-    class Section;   // the cursor's lock, held by this control
-    class TreeCall;  // a call into the tree, which takes the cursor itself
-    class Redraw;    // redraw off from the first change on
-    class RedrawOff;
-    class Updating;
-    class Following;  // the selection, through a sync
-
-    // EDataTreeCtrl.cpp
-    [[nodiscard]] bool IsBusy() const;
-    void BeginRun();
-    [[nodiscard]] bool Postpone(std::uint32_t message, const ETabulonTag& tag);
-    void RestoreHiddenLevelsPosition();
-    [[nodiscard]] unsigned GetDepth(_TREEITEM* item) const;
-    [[nodiscard]] bool IsAlone(_TREEITEM* item) const;
-    [[nodiscard]] bool IsWithin(_TREEITEM* item, _TREEITEM* branch) const;
-    [[nodiscard]] ETabulonTag AboveOf(const ETabulonTag& tag) const;
-    void StartAutoRefreshTimer();
-    void OpenAbove(const ETabulonTag& tag);
-    void SelectAgain(const ETabulonTag& tag);
-    void Show(_TREEITEM* item);
-
-    // EDataTreeCtrlSync.cpp
-    void ReSync();
-    void ReSync(const ETabulonTag& tag);
-    bool ReSync(const ETabulonTag& tag, bool redrawOff);
-    [[nodiscard]] EDataTreeNode* NodeToSync(const ETabulonTag& tag) const;
-    [[nodiscard]] _TREEITEM* ItemOf(const EDataTreeNode& node) const;
-    void SyncRootItem(Redraw& redraw);
-    void DeleteStrangers(const EDataTreeNode& node, _TREEITEM* item, Redraw& redraw);
-    void SyncChildren(EDataTreeNode& node, _TREEITEM* item, Redraw& redraw);
-    void SyncItem(EDataTreeNode& node, _TREEITEM* item, const ETabulonTag& tag, Redraw& redraw);
-    _TREEITEM* InsertItem(EDataTreeNode& node, _TREEITEM* parent, _TREEITEM* after);
-    [[nodiscard]] bool OpensByItself(const EDataTreeNode& node) const;
-    [[nodiscard]] Chaine TipOf(const ETabulonTag& tag, unsigned position) const;
-    [[nodiscard]] Chaine DisplayName(const ETabulonValue& value) const;
-    [[nodiscard]] Chaine DisplayName(const EDataTreeNode& node) const;
-    [[nodiscard]] const EDataTreeItemData* DataOf(_TREEITEM* item) const;
-    void Delete(const ETabulonTag& tag);
-    void DropItem(_TREEITEM* item);
-    void DeleteItem(_TREEITEM* item);
-    void SelectHeir(_TREEITEM* next, _TREEITEM* item);
-    void DeleteAllItems();
-
-    // EDataTreeCtrlLevels.cpp
-    bool MoveSortLevel(unsigned from, unsigned to, bool resync);
-    void ShowNewOrder(const ETabulonTag& selected);
-    bool AfterHideChange(bool changed, bool refresh);
-
-    // EDataTreeCtrlMessages.cpp
-    void OnMessage(EMessage& message) override;
-    void OnStartMessage(EMessage& message);
-    void OnFillDone(EMessage& message);
-    void OnRefreshDone(EMessage& message);
-    void OnFillCancel(EMessage& message);
-    void OnRefreshCancel(EMessage& message);
-    void OnFillError(EMessage& message);
-    void OnRefreshError(EMessage& message);
-    void OnAskFill(EMessage& message);
-    void OnAskRefresh(EMessage& message);
-
-    // EDataTreeCtrlDisplay.cpp
-    void SetWndCursor(HCURSOR cursor);
-    void StartWait();
-    void StopWait();
-    void UpdateWait(eShowWaitStep step);
-    void SetRootImage(HICON icon);
-    [[nodiscard]] HFONT FontFor(const ELogFont& font);
-
     std::int32_t refCount_ = 1;
-    IScreen& screen_;
-    std::shared_ptr<EMessagePort> port_;
-    std::unique_ptr<EDataTree> tree_;
-    EDataTreeCtrlItems items_;
-    ETabulonTag lastTag_;
-    unsigned autoRefreshTimer_ = 0;
-    bool refreshOnSelChange_ = true;
-    bool inUpdate_ = false;
-    Following* following_ = nullptr;  // of the outermost sync that runs
-    bool attachHiddenLevels_ = false;
-    EIconImages images_;
-    const EDataTreeRaisedAlerts* alerts_ = nullptr;  // not owned
-    FAssociative<ELogFont, HFONT> fonts_;            // owned
-    Chaine emptyText_;
-    DisplayMode display_ = DisplayText;
-    ExpandMode expand_ = ExpandBranches;
-    std::unique_ptr<EDataTreeCtrlThread> thread_;
-    HCURSOR normalCursor_;
-    HCURSOR busyCursor_;
-    HCURSOR waitCursor_;
-    HICON waitIcon_;
-    eShowWaitStep waitStep_ = WaitStepNone;
-    unsigned waitTimer_ = 0;
-    unsigned sortLocks_ = 0;  // locks taken for sort changes that are still to be answered
+    std::unique_ptr<detail::EDataTreeCtrlParts> parts_;
 };
 
 }  // namespace etabulon

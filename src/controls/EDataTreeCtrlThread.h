@@ -1,6 +1,6 @@
 #pragma once
 
-#include "etabulon/controls/fwd.h"
+#include "etabulon/controls/EMessagePort.h"
 #include "etabulon/tree/EDataTreeThread.h"
 
 #include <memory>
