@@ -1,4 +1,5 @@
 #include "ControlFixture.h"
+#include "etabulon/controls/EIconImages.h"
 #include "etabulon/tree/EDataTreeAvailableAlerts.h"
 #include "etabulon/tree/EDataTreeRaisedAlerts.h"
 
