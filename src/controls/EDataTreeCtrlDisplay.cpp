@@ -81,9 +81,8 @@ std::uint32_t EDataTreeCtrlDisplay::OnCustomdraw(ETreeDraw& draw) {
     if (alert.HasTextColor()) {
         draw.textColour = alert.TextColor();
     }
-    // Deliberate: both ways. An alert that asks for nothing gives a plain font where the view's is
-    // bold: raised alerts alone decide a node's style. PlainAlertOnABoldViewGivesAPlainFont holds
-    // it.
+    // Deliberate: an alert without a style gives a plain font even if the view's font is bold: the
+    // raised alerts alone decide a node's style. PlainAlertOnABoldViewGivesAPlainFont holds it.
     ELogFont font = draw.surface->Font();
     const ELogFont present = font;
     font.weight = alert.TextBold() ? ELogFont::kBold : ELogFont::kNormal;
@@ -99,8 +98,8 @@ HFONT EDataTreeCtrlDisplay::FontFor(const ELogFont& font) {
     if (const HFONT* known = fonts_.FindValue(font)) {
         return *known;
     }
-    // Deliberate: one that can't be made is kept as null and selected like others, and isn't tried
-    // again. FontThatCantBeMadeIsSelectedAsNull holds it.
+    // Deliberate: a font that can't be made is kept as null and selected like others, and isn't
+    // tried again. FontThatCantBeMadeIsSelectedAsNull holds it.
     return fonts_[font] = parts_.screen.NewFont(font);
 }
 
@@ -115,7 +114,7 @@ void EDataTreeCtrlDisplay::OnGetinfotip(_TREEITEM* item, std::span<char> buffer)
         return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
     };
     while (length > 0 && length < tip.size() && continues(tip[length])) {
-        --length;  // no half of a character
+        --length;  // cuts before a whole character
     }
     std::copy_n(tip.data(), length, buffer.data());
     buffer[length] = '\0';

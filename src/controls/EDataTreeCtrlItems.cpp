@@ -23,8 +23,8 @@ void EDataTreeCtrlItems::DeleteAllItems() {
 
 void EDataTreeCtrlItems::OnDeleteitem(_TREEITEM* item, std::intptr_t itemData) {
     const std::unique_ptr<EDataTreeItemData> data(reinterpret_cast<EDataTreeItemData*>(itemData));
-    // Deliberate: the root's entry stays, with an item that is gone, until all items are deleted or
-    // a new root item takes its place. RootEntryOutlivesItsItem holds it.
+    // Deliberate: the root's entry stays, with an item that is deleted, until all items are deleted
+    // or the entry gets a new root item. RootEntryOutlivesItsItem holds it.
     if (data == nullptr || data->tag.IsRoot()) {
         return;
     }

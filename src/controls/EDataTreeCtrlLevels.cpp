@@ -13,7 +13,7 @@ constexpr unsigned kBehindAllLevels = static_cast<unsigned>(-1);
 
 void EDataTreeCtrlLevels::SetRootParams(const Chaine& rootName, HICON rootIcon) {
     const TreeCall tree(parts_);
-    const ECursorExclusive exclusive(*parts_.Cursor());  // all nodes go
+    const ECursorExclusive exclusive(*parts_.Cursor());  // all nodes are dropped
     tree->SetParams(rootName, rootIcon);
 }
 
@@ -105,7 +105,7 @@ bool EDataTreeCtrlLevels::MoveSortLevel(unsigned from, unsigned to, bool resync)
         RestoreHiddenLevelsPosition();
         parts_.items.DeleteAllItems();
         parts_.sync.ReSync();
-        parts_.wait.StopWaitWithoutTimer();  // nothing would end what the sync has begun to show
+        parts_.wait.StopWaitWithoutTimer();  // no tick ends the wait that the sync shows
     }
     return moved;
 }
@@ -185,7 +185,7 @@ void EDataTreeCtrlLevels::OnDrop(const DropData* data) {
 // --- changes from outside ---
 
 bool EDataTreeCtrlLevels::OnSortChanging() {
-    parts_.runs.Cancel();  // also a run whose walk hasn't begun
+    parts_.runs.Cancel();  // also reaches a run whose walk hasn't begun
     parts_.Cursor()->Cancel();
     parts_.Cursor()->CursorLock(/*wait=*/true);
     ++sortLocks_;

@@ -20,7 +20,8 @@ void EDataTreeCtrlRuns::Close() {
     thread_.reset();
 }
 
-/// A run takes the cursor on another thread and is waited for: not by one that holds it.
+/// Posts the message instead of a run, and returns true, if this thread holds the cursor's lock: it
+/// would wait for the worker, which waits for the lock.
 bool EDataTreeCtrlRuns::Postpone(std::uint32_t message, const ETabulonTag& tag) {
     if (!parts_.Cursor()->IsLockedByThisThread()) {
         return false;
@@ -57,7 +58,7 @@ void EDataTreeCtrlRuns::Refresh() {
 
 void EDataTreeCtrlRuns::Refresh(const ETabulonTag& tag) {
     E_EXPECTS(parts_.ctrl.InitDone());
-    const ETabulonTag wanted = tag;  // it may be a node's, which BeginRun makes again
+    const ETabulonTag wanted = tag;  // `tag` may belong to a node, which BeginRun makes again
     if (Postpone(AskRefresh, wanted)) {
         return;
     }
@@ -71,7 +72,7 @@ void EDataTreeCtrlRuns::RefreshDeletedNode(const ETabulonTag& tag) {
         const Updating updating(parts_);
         _TREEITEM* item = parts_.items.Find(deleted);
         while (item != nullptr && item != View().FirstItem() && parts_.items.IsAlone(item)) {
-            item = View().ParentItem(item);  // it would be left empty
+            item = View().ParentItem(item);  // the deletion would leave it empty
         }
         if (parts_.items.DataOf(item) != nullptr) {
             const ETabulonTag branch = parts_.items.Tag(item);
@@ -142,9 +143,9 @@ void EDataTreeCtrlRuns::OnFillCancel(EMessage&) {
     parts_.wait.StopWait();
 }
 
-// Deliberate: a refresh that was cancelled or failed tells the owner and does nothing else. The
-// wait display blinks on until a later sync or stop ends it: as a rule a newer run is under way.
-// CancelledOrFailedRefreshBlinksOn holds it.
+// Deliberate: after a refresh that was cancelled or failed the control notifies the owner and does
+// nothing else. The wait display blinks on until a later sync or stop ends it: as a rule a newer
+// run is active. CancelledOrFailedRefreshBlinksOn holds it.
 void EDataTreeCtrlRuns::OnRefreshCancel(EMessage&) { parts_.ctrl.OnBrowseCancel(); }
 
 void EDataTreeCtrlRuns::OnFillError(EMessage& message) {

@@ -13,7 +13,8 @@
 namespace etabulon::detail {
 namespace {
 
-constexpr std::uint32_t kManyLeaves = 100;  // from here on nothing but the root opens by itself
+// Trees of so many leaves open only the root by themselves: each item that opens costs a sync.
+constexpr std::uint32_t kManyLeaves = 100;
 
 struct TagHash {
     std::size_t operator()(const ETabulonTag& tag) const noexcept { return tag.Hash(); }
@@ -28,8 +29,8 @@ public:
     explicit Following(EDataTreeCtrlSync& sync)
         : sync_(sync), isOutermost_(sync.following_ == nullptr) {
         if (isOutermost_) {
-            sync_.following_ = this;
             wanted_[0] = SelectedTag();
+            sync_.following_ = this;  // last: nothing clears it if this constructor throws
         }
     }
     ~Following() {
@@ -88,13 +89,13 @@ private:
 
 void EDataTreeCtrlSync::ReSync() { ReSync(ETabulonTag::Null); }
 
-// Deliberate: a flag and not a depth, so that the sync of an opened child clears it for the rest of
-// the sync of its parent, which shows in the pointer. InUpdateIsAFlag holds it.
+// Deliberate: inUpdate is a flag and not a depth, so that the sync of an opened child clears it for
+// the rest of its parent's sync, which shows in the pointer. InUpdateIsAFlag holds it.
 void EDataTreeCtrlSync::ReSync(const ETabulonTag& tag) {
     parts_.wait.ShowWaitPointer();
     parts_.wait.UpdateWait(EDataTreeCtrl::WaitStepEnding);
     {
-        // Without a cancel: whoever opens an item during a walk waits for its end.
+        // Cancels no walk: a user who opens an item during a walk waits for its end.
         const CursorSection section(parts_);
         const Updating updating(parts_);
         Following following(*this);
@@ -116,7 +117,7 @@ bool EDataTreeCtrlSync::ReSync(const ETabulonTag& tag, bool redrawOff) {
     EDataTreeNode* node = NodeToSync(tag);
     _TREEITEM* item = ItemOf(*node);
     while (item == nullptr && !node->IsRoot()) {
-        node = node->Parent();  // what has no item yet shows where it hangs
+        node = node->Parent();  // a node without an item shows in the nearest one above
         item = ItemOf(*node);
     }
     if (node->IsRoot()) {
@@ -136,7 +137,7 @@ _TREEITEM* EDataTreeCtrlSync::ItemOf(const EDataTreeNode& node) const {
     return parts_.items.Get(tag);
 }
 
-/// The node of the tag, or where what has happened to it can be shown.
+/// The node whose items show what has happened to the tag: its own node or one above.
 EDataTreeNode* EDataTreeCtrlSync::NodeToSync(const ETabulonTag& tag) const {
     EDataTreeNode* const root = parts_.tree->Root();
     EDataTreeNode* node = root->Get(tag);
@@ -148,8 +149,9 @@ EDataTreeNode* EDataTreeCtrlSync::NodeToSync(const ETabulonTag& tag) const {
     }
     for (ETabulonTag above = parts_.AboveOf(tag);; above = parts_.AboveOf(above)) {
         node = root->Get(above);
-        // Deliberate: the tag asked for, and not the one climbed to. A tag without an entry climbs
-        // to the root, whichever of its ancestors are shown. RefreshedAboveItsGoneRecord holds it.
+        // Deliberate: Has looks for the requested tag and not for the tag climbed to. A tag without
+        // an entry climbs to the root, even if an ancestor is shown. RefreshedAboveItsGoneRecord
+        // holds it.
         if (node == root || (node != nullptr && parts_.items.Has(tag))) {
             return node;
         }
@@ -168,11 +170,11 @@ void EDataTreeCtrlSync::SyncRootItem(Redraw& redraw) {
     }
 }
 
-/// Deletes the children of the item whose nodes are gone.
+/// Deletes those children of the item whose nodes have gone.
 void EDataTreeCtrlSync::DeleteStrangers(const EDataTreeNode& node, _TREEITEM* item,
                                         Redraw& redraw) {
-    // As a rule nothing has changed, or something is new: then the items are those of the first
-    // nodes, one by one, and no set is needed.
+    // As a rule no node has gone: then the items match the first nodes in order, and no set is
+    // needed.
     ETabulonTag tag;
     unsigned index = 0;
     _TREEITEM* child = View().FirstChild(item);
@@ -198,7 +200,7 @@ void EDataTreeCtrlSync::DeleteStrangers(const EDataTreeNode& node, _TREEITEM* it
             strangers.push_back(child);
         }
     }
-    // The one that the selection leaves goes last: its heir is none of the others then.
+    // The one that holds the selection goes last, so that its heir isn't another stranger.
     std::stable_partition(strangers.begin(), strangers.end(), [this](_TREEITEM* stranger) {
         return !parts_.items.IsWithin(View().SelectedItem(), stranger);
     });
@@ -219,7 +221,8 @@ void EDataTreeCtrlSync::SyncChildren(EDataTreeNode& node, _TREEITEM* item, Redra
             SyncItem(child, current, tag, redraw);
         } else {
             redraw.Off();
-            // One that stands elsewhere among its siblings would be found by nobody afterwards.
+            // An item of this tag elsewhere among its siblings would lose its entry, and never be
+            // found.
             _TREEITEM* const twin = parts_.items.Find(tag);
             if (twin != nullptr && View().ParentItem(twin) == item) {
                 DropItem(twin);
@@ -231,7 +234,8 @@ void EDataTreeCtrlSync::SyncChildren(EDataTreeNode& node, _TREEITEM* item, Redra
     }
 }
 
-/// An item that was opened once is kept in step below, a closed one catches up when it opens.
+/// Brings an item in step, and the items below it if it was ever open; the others are synced when
+/// they open.
 void EDataTreeCtrlSync::SyncItem(EDataTreeNode& node, _TREEITEM* item, const ETabulonTag& tag,
                                  Redraw& redraw) {
     ETreeItemChange change;
@@ -246,8 +250,8 @@ void EDataTreeCtrlSync::SyncItem(EDataTreeNode& node, _TREEITEM* item, const ETa
         redraw.Off();
         View().SetItem(item, change);
     }
-    // A model that is behind a change of the levels may not find its own node: it has nothing
-    // to say of what is below, and the climb would come back here.
+    // A model that is behind a change of the levels may not find its own node by its tag. ReSync
+    // would climb from that tag back to this item.
     if (View().ItemState(item, ITreeView::StateExpansionMask) != 0 &&
         parts_.tree->Root()->Get(tag) == &node) {
         ReSync(ETabulonTag(tag));
@@ -322,11 +326,12 @@ Chaine EDataTreeCtrlSync::DisplayName(const EDataTreeNode& node) const {
 
 // --- deleting ---
 
-/// Deletes an item whose node has gone, or stands at another place.
+/// Deletes an item whose node has gone, or has moved among its siblings.
 ///
-/// Deliberate: the selection leaves a branch that goes, as it leaves an item, and ends where it was
-/// if the sync makes that item again. DeleteItem alone would select nothing and tell nobody, since
-/// it looks at the item itself only. SelectionBelowWhatGoes holds it.
+/// Deliberate: the selection leaves a branch that is deleted, as it leaves a deleted item, and
+/// returns to its node if the sync makes the node's item again. DeleteItem alone would select
+/// nothing and raise no event, since it regards only the item itself. SelectionBelowWhatGoes holds
+/// it.
 void EDataTreeCtrlSync::DropItem(_TREEITEM* item) {
     _TREEITEM* const selected = View().SelectedItem();
     if (selected != item && selected != nullptr && parts_.items.IsWithin(selected, item)) {
@@ -344,14 +349,16 @@ void EDataTreeCtrlSync::DropItem(_TREEITEM* item) {
 
 void EDataTreeCtrlSync::DeleteItem(_TREEITEM* item) {
     if (item == View().SelectedItem()) {
-        // Deliberate: the next visible item, also where it is a child that is about to go as well:
-        // then nothing is selected in the end. DeletingAnOpenSelectedItemSelectsNone holds it.
+        // Deliberate: the heir is the next visible item, even if that is a child, which is deleted
+        // with the item: then nothing is selected in the end. DeletingAnOpenSelectedItemSelectsNone
+        // holds it.
         SelectHeir(View().NextVisibleItem(item), item);
     }
     View().DeleteItem(item);
 }
 
-/// Selects the item behind one that goes; without one, that before it.
+/// Selects `next`, otherwise the visible item before `item`, otherwise the first one. `inUpdate` is
+/// off meanwhile.
 void EDataTreeCtrlSync::SelectHeir(_TREEITEM* next, _TREEITEM* item) {
     parts_.inUpdate = false;
     _TREEITEM* heir = next;
@@ -364,7 +371,7 @@ void EDataTreeCtrlSync::SelectHeir(_TREEITEM* next, _TREEITEM* item) {
     if (heir != nullptr) {
         parts_.selection.Show(heir);
     }
-    // Whatever it was before: each caller clears it in the end.
+    // On, even if it was off before: each caller clears it in the end.
     parts_.inUpdate = true;
 }
 
@@ -384,14 +391,14 @@ void EDataTreeCtrlSync::Delete(const ETabulonTag& tag) {
     }
 }
 
-// --- what the view tells ---
+// --- events of the view ---
 
 bool EDataTreeCtrlSync::OnItemexpanding(_TREEITEM* item, ETreeExpand action) {
     const EDataTreeItemData* data = parts_.items.DataOf(item);
     if (action != TreeExpand || data == nullptr) {
         return true;
     }
-    const ETabulonTag tag = data->tag;  // the item may go
+    const ETabulonTag tag = data->tag;  // the sync may delete the item
     ReSync(tag);
     parts_.wait.StopWaitWithoutTimer();
     return parts_.items.Has(tag);

@@ -88,7 +88,7 @@ void EDataTreeCtrlWait::SetRootImage(HICON icon) {
 
 void EDataTreeCtrlWait::StopWait() {
     if (parts_.runs.IsBusy()) {
-        return;  // a wait that is ending tries again at each tick
+        return;  // an ending wait tries again at each tick
     }
     waitStep_ = EDataTreeCtrl::WaitStepNone;
     if (waitTimer_ != 0) {

@@ -12,7 +12,6 @@
 namespace etabulon {
 
 class EDataTree;
-class EDataTreeNode;
 class EDataTreeRaisedAlerts;
 class ETabulonCursor;
 
@@ -21,16 +20,17 @@ struct EDataTreeCtrlParts;
 }
 
 /// Shows an EDataTree in a view: makes items for the nodes that are open to view, keeps them in
-/// step with the model, fills and refreshes it on a worker, and tells its owner.
+/// step with the model, fills and refreshes the model on a worker, and notifies its owner window.
 ///
 /// Use        build, Attach a view, Init once, Fill.
-/// Ownership  its owner's; references only count. Cursor, screen, view and alerts are not owned;
-///            cursor and screen must outlive it. Don't destroy it within one of its notifications.
-/// Threads    the screen's. It takes the cursor's lock wherever it looks at nodes: an item opened
-///            during a walk waits for the walk.
-/// Failure    a failed or cancelled fill deletes all items, a refresh leaves them; the owner is
-/// told
-///            either way. Destroyed, it cancels its run and waits for one step of it.
+/// Ownership  belongs to its owner; references only count. Cursor, screen, view and alerts are not
+///            owned; cursor and screen must outlive the control. Don't destroy it within one of its
+///            notifications.
+/// Threads    the screen's. The control takes the cursor's lock wherever it reads nodes: an item
+///            opened during a walk waits for the end of the walk.
+/// Failure    a failed or cancelled fill deletes all items, a failed or cancelled refresh leaves
+///            them; the control notifies its owner of both. The destructor cancels the active run
+///            and waits for one step of its walk.
 class ETABULON_API EDataTreeCtrl : public EDragTreeCtrl, public ETabulonSortDesc::INotifier {
 public:
     using DisplayMode = ETabulonDisplayMode;
@@ -39,17 +39,18 @@ public:
     using SortKeyArray = ETabulonSortDesc::SortKeyArray;
     using SortCompareSource = ETabulonSortDesc::SortCompareSource;
 
-    /// Which nodes open by themselves in a tree of fewer than 100 leaves. The root always does.
+    /// Which nodes open by themselves in a tree of fewer than 100 leaves. The root always opens.
     enum ExpandMode : std::int32_t {
         ExpandNone = 0,
         ExpandAll = 1,
-        ExpandBranches = 2,  // those with more than one leaf below
+        ExpandBranches = 2,  // nodes with more than one leaf below them
     };
+    /// The steps of the blinking icon or text by which the control shows that it waits.
     enum eShowWaitStep : std::int32_t {
-        WaitStepNext = -1,  // as an argument: one tick on
-        WaitStepNone = 0,
+        WaitStepNext = -1,  // only as an argument: one tick on
+        WaitStepNone = 0,   // no wait is shown
         WaitStepShown = 1,
-        WaitStepHidden = 2,  // for the blink
+        WaitStepHidden = 2,  // the dark half of the blink
         WaitStepEnding = 3,  // shown; the next tick ends the wait
     };
 
@@ -58,25 +59,26 @@ public:
     ~EDataTreeCtrl() override;
 
     void AddRef() override { ++refCount_; }
-    /// Never destroys it.
+    /// Only counts: the owner destroys the control.
     std::int32_t Release() override { return --refCount_; }
 
     void Init(ETabulonCursor* cursor, const Chaine& rootName, HICON rootIcon);
     [[nodiscard]] bool InitDone() const noexcept;
 
-    // --- everything below requires InitDone() where it concerns the model ---
-    // A fill or refresh asked for by a thread that holds the cursor comes as a message.
+    // --- all operations below that concern the model require InitDone() ---
+    // Called by a thread that holds the cursor's lock, Fill and Refresh only post a message; the
+    // run starts when the message is delivered.
     void Fill();
     void Refresh();
     void Refresh(const ETabulonTag& tag);
     void RefreshCurrentNode() { Refresh(Selected()); }
-    /// The application has deleted the record of `tag`: its item goes at once, with the branches
-    /// that it leaves empty.
+    /// To be called when the application has deleted the record of `tag`: deletes its item at once,
+    /// with the branches that it would leave empty, and refreshes its parent.
     void RefreshDeletedNode(const ETabulonTag& tag);
 
     /// The selected item's tag, else the first item's, else the root's.
     [[nodiscard]] ETabulonTag Selected() const;
-    /// Opens the branch down to it.
+    /// Opens the branch down to the node.
     void Select(const ETabulonTag& tag);
     int SelectItem(_TREEITEM* item);
     [[nodiscard]] _TREEITEM* Get(const ETabulonTag& tag) const;
@@ -92,7 +94,7 @@ public:
     [[nodiscard]] DisplayMode Display() const noexcept;
     void SetDisplay(DisplayMode mode, bool refresh);
     void SetExpand(ExpandMode expand) noexcept;
-    /// Loses every node: belongs before a fill.
+    /// Drops all nodes of the model: belongs before a fill.
     void SetRootParams(const Chaine& rootName, HICON rootIcon);
     void SetSortLevels(const SortKeyArray& keys, bool refresh);
     bool SetHideLevelFlags(unsigned level, HideFlag flag, bool refresh);
@@ -104,20 +106,20 @@ public:
     [[nodiscard]] bool AreHiddenLevelsAttachedToCurrent() const noexcept;
     void SetRefreshOnSelChange(bool refresh) noexcept;
     [[nodiscard]] bool RefreshOnSelChange() const noexcept;
-    /// What an empty control says.
+    /// The text that an empty control shows.
     void SetEmptyText(const Chaine& text);
-    /// Not owned; null for none. Whoever raises alerts later has the view drawn anew.
+    /// Not owned; null for none. A caller that raises alerts later must invalidate the view.
     void AttachAlerts(const EDataTreeRaisedAlerts* alerts);
 
-    /// Where the worker's messages come in. The view dispatches them.
+    /// The queue of the worker's messages. The view dispatches them.
     [[nodiscard]] const std::shared_ptr<EMessagePort>& Port() const noexcept;
 
-    // --- what a subclass may extend. The first four tell the owner. ---
+    // --- what a subclass may extend. The first four notify the owner window. ---
     virtual void OnBrowseStart();
     virtual void OnBrowseDone();
     virtual void OnBrowseCancel();
     virtual void OnBrowseError(CursorStatus status);
-    /// The user looks at `tag` from here on.
+    /// The user has turned to the node of `tag`.
     virtual void OnConsultNode(const ETabulonTag& /*tag*/) {}
 
     // --- events of the view and of the sort description ---
