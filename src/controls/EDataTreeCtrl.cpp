@@ -1,302 +1,238 @@
 #include "etabulon/controls/EDataTreeCtrl.h"
 
-#include "controls/EDataTreeCtrlSection.h"
+#include "controls/EDataTreeCtrlParts.h"
 #include "etabulon/controls/EDataTreeMessages.h"
 #include "etabulon/foundation/EExpects.h"
 
-#include <vector>
-
 namespace etabulon {
-namespace {
 
-constexpr unsigned kWaitIconID = 13000;
-constexpr int kWaitIconSize = 16;
-constexpr unsigned kAutoRefreshTimer = 1;
-constexpr unsigned kAutoRefreshMilliseconds = 200;
-constexpr unsigned kBehindAllLevels = static_cast<unsigned>(-1);
+// --- from the constructor to the destructor ---
 
-}  // namespace
+detail::EDataTreeCtrlParts::EDataTreeCtrlParts(EDataTreeCtrl& owner, IScreen& ownScreen)
+    : ctrl(owner),
+      screen(ownScreen),
+      runs(*this),
+      images(screen, IScreen::ImagesColour32 | IScreen::ImagesMasked),
+      display(*this),
+      items(*this),
+      selection(*this),
+      sync(*this),
+      levels(*this),
+      wait(*this, screen) {}
 
 EDataTreeCtrl::EDataTreeCtrl() : EDataTreeCtrl(IScreen::Installed()) {}
 
 EDataTreeCtrl::EDataTreeCtrl(IScreen& screen)
-    : screen_(screen),
-      port_(std::make_shared<EMessagePort>(static_cast<EMessagePort::IReceiver&>(*this))),
-      images_(screen, IScreen::ImagesColour32 | IScreen::ImagesMasked),
-      normalCursor_(screen.LoadCursor(IScreen::CursorArrow)),
-      busyCursor_(screen.LoadCursor(IScreen::CursorAppStarting)),
-      waitCursor_(screen.LoadCursor(IScreen::CursorWait)),
-      waitIcon_(screen.LoadIcon(kWaitIconID, kWaitIconSize, kWaitIconSize)) {}
+    : parts_(std::make_unique<detail::EDataTreeCtrlParts>(*this, screen)) {}
 
 EDataTreeCtrl::~EDataTreeCtrl() {
-    port_->Close();
-    thread_.reset();  // waits for one step of a walk
-    while (sortLocks_ > 0) {
-        --sortLocks_;
-        tree_->Cursor()->CursorUnlock();
-    }
+    parts_->runs.Close();
+    parts_->levels.ReleaseLocks();
     Detach();
-    for (const HCURSOR cursor : {normalCursor_, busyCursor_, waitCursor_}) {
-        DestroyIcon(cursor);
-    }
-    DestroyIcon(waitIcon_);
-    if (tree_ != nullptr) {
-        tree_->SortDesc()->RemNotifier(this);
-        tree_.reset();
-    }
-    for (std::uint32_t index = 0; index < fonts_.Size(); ++index) {
-        if (fonts_.Value(index) != nullptr) {
-            screen_.DeleteFont(fonts_.Value(index));
-        }
+    if (InitDone()) {
+        SortDesc()->RemNotifier(this);
     }
 }
 
 void EDataTreeCtrl::Init(ETabulonCursor* cursor, const Chaine& rootName, HICON rootIcon) {
     E_EXPECTS(!InitDone());
-    tree_ = std::make_unique<EDataTree>(cursor, rootName, rootIcon);
-    tree_->SortDesc()->AddNotifier(this);
-    thread_ = std::make_unique<EDataTreeCtrlThread>(tree_.get(), port_);
+    parts_->tree = std::make_unique<EDataTree>(cursor, rootName, rootIcon);
+    SortDesc()->AddNotifier(this);
+    parts_->runs.Init(parts_->tree.get());
 }
 
-void EDataTreeCtrl::OnAttached() { port_->SetWaker(View().MakeWaker(port_)); }
+bool EDataTreeCtrl::InitDone() const noexcept { return parts_->tree != nullptr; }
+
+EDataTree* EDataTreeCtrl::Tree() const noexcept { return parts_->tree.get(); }
+
+const std::shared_ptr<EMessagePort>& EDataTreeCtrl::Port() const noexcept {
+    return parts_->runs.Port();
+}
+
+void EDataTreeCtrl::OnAttached() { Port()->SetWaker(View().MakeWaker(Port())); }
 
 void EDataTreeCtrl::OnDetaching() {
     View().AttachImages(nullptr);
-    for (const unsigned timer : {autoRefreshTimer_, waitTimer_}) {
-        if (timer != 0) {
-            View().KillTimer(timer);
-        }
-    }
+    parts_->selection.KillTimer();
+    parts_->wait.KillTimer();
 }
 
 void EDataTreeCtrl::OnDetached() {
-    port_->SetWaker({});
-    autoRefreshTimer_ = 0;
-    waitTimer_ = 0;
-    waitStep_ = WaitStepNone;
-    items_.RemoveAll();
+    Port()->SetWaker({});
+    parts_->selection.ForgetTimer();
+    parts_->wait.Forget();
+    parts_->items.RemoveAll();
 }
 
 // --- runs ---
 
-bool EDataTreeCtrl::IsBusy() const { return thread_ != nullptr && thread_->IsBusy(); }
+void EDataTreeCtrl::Fill() { parts_->runs.Fill(); }
 
-/// A run takes the cursor on another thread and is waited for: not by one that holds it.
-bool EDataTreeCtrl::Postpone(std::uint32_t message, const ETabulonTag& tag) {
-    if (!Cursor()->IsLockedByThisThread()) {
-        return false;
-    }
-    port_->Post({message, 0, std::make_unique<ETabulonTag>(tag)});
-    return true;
-}
+void EDataTreeCtrl::Refresh() { parts_->runs.Refresh(); }
 
-void EDataTreeCtrl::BeginRun() {
-    SetWndCursor(busyCursor_);
-    StartWait();
-    RestoreHiddenLevelsPosition();
-}
-
-void EDataTreeCtrl::Fill() {
-    E_EXPECTS(InitDone());
-    if (Postpone(AskFill, ETabulonTag::Null)) {
-        return;
-    }
-    View().AttachImages(images_.List());
-    BeginRun();
-    thread_->Fill();
-    View().Invalidate();
-}
-
-void EDataTreeCtrl::Refresh() {
-    E_EXPECTS(InitDone());
-    if (Postpone(AskRefresh, ETabulonTag::Null)) {
-        return;
-    }
-    BeginRun();
-    thread_->Refresh();
-    View().Invalidate();
-}
-
-void EDataTreeCtrl::Refresh(const ETabulonTag& tag) {
-    E_EXPECTS(InitDone());
-    const ETabulonTag wanted = tag;  // it may be a node's, which BeginRun makes anew
-    if (Postpone(AskRefresh, wanted)) {
-        return;
-    }
-    BeginRun();
-    thread_->Refresh(wanted);
-}
+void EDataTreeCtrl::Refresh(const ETabulonTag& tag) { parts_->runs.Refresh(tag); }
 
 void EDataTreeCtrl::RefreshDeletedNode(const ETabulonTag& tag) {
-    const ETabulonTag deleted = tag;
-    if (items_.Has(deleted)) {
-        const Updating updating(*this);
-        _TREEITEM* item = items_.Find(deleted);
-        while (item != nullptr && item != View().FirstItem() && IsAlone(item)) {
-            item = View().ParentItem(item);  // it would be left empty
-        }
-        if (DataOf(item) != nullptr) {
-            const ETabulonTag branch = Tag(item);
-            const Section section(*this);
-            Delete(branch);
-        }
-        View().UpdateNow();
-    }
-    if (deleted.IsRoot()) {
-        Refresh();
-    } else {
-        Refresh(SortDesc()->GetParentTag(deleted, kInTree));
+    parts_->runs.RefreshDeletedNode(tag);
+}
+
+void EDataTreeCtrl::OnBrowseStart() { View().SendToOwner(NotifyBrowseStart, 0, 0); }
+
+void EDataTreeCtrl::OnBrowseDone() {
+    View().SendToOwner(NotifyBrowseDone, 0, 0);
+    if (View().ItemCount() == 0) {
+        View().Invalidate();  // for the empty text
     }
 }
 
-void EDataTreeCtrl::RestoreHiddenLevelsPosition() {
-    const unsigned position =
-        attachHiddenLevels_ ? GetDepth(View().SelectedItem()) : kBehindAllLevels;
-    const TreeCall tree(*this);
-    tree->MoveHiddenLevelsTo(position);
+void EDataTreeCtrl::OnBrowseCancel() { View().SendToOwner(NotifyBrowseCancel, 0, 0); }
+
+void EDataTreeCtrl::OnBrowseError(CursorStatus status) {
+    View().SendToOwner(NotifyBrowseError, status, 0);
 }
 
-// --- selection ---
+// --- selection and items ---
 
-ETabulonTag EDataTreeCtrl::Selected() const {
-    _TREEITEM* item = View().SelectedItem();
-    if (item == nullptr) {
-        item = View().FirstItem();
-    }
-    return item != nullptr ? Tag(item) : ETabulonTag();
+ETabulonTag EDataTreeCtrl::Selected() const { return parts_->selection.Selected(); }
+
+void EDataTreeCtrl::Select(const ETabulonTag& tag) { parts_->selection.Select(tag); }
+
+int EDataTreeCtrl::SelectItem(_TREEITEM* item) { return parts_->selection.SelectItem(item); }
+
+_TREEITEM* EDataTreeCtrl::Get(const ETabulonTag& tag) const { return parts_->items.Get(tag); }
+
+ETabulonTag EDataTreeCtrl::Tag(_TREEITEM* item) const { return parts_->items.Tag(item); }
+
+void EDataTreeCtrl::SetRefreshOnSelChange(bool refresh) noexcept {
+    parts_->selection.SetRefreshOnSelChange(refresh);
 }
 
-void EDataTreeCtrl::Show(_TREEITEM* item) {
-    SelectItem(item);
-    View().EnsureVisible(item);
+bool EDataTreeCtrl::RefreshOnSelChange() const noexcept {
+    return parts_->selection.RefreshOnSelChange();
 }
 
-void EDataTreeCtrl::Select(const ETabulonTag& tag) {
-    const ETabulonTag wanted = tag;
-    if (!items_.Has(wanted)) {
-        if (wanted.IsRoot()) {
-            return;
-        }
-        OpenAbove(wanted);
-        // Deliberate: a tag that the model doesn't hold gets an entry without an item. It then
-        // counts as known: a later refresh of it climbs to the parent and not to the root.
-        // SelectOfAnUnknownTag holds it.
-        View().Expand(items_.FindOrAdd(wanted), TreeExpand);
-    }
-    if (_TREEITEM* item = items_.Find(wanted)) {
-        Show(item);
-    }
+void EDataTreeCtrl::OnSelchanged() { parts_->selection.StartAutoRefreshTimer(); }
+
+bool EDataTreeCtrl::OnItemexpanding(_TREEITEM* item, ETreeExpand action) {
+    return parts_->sync.OnItemexpanding(item, action);
 }
 
-/// Opens the branch from the first item that is there down to the parent, each item bringing its
-/// children.
-void EDataTreeCtrl::OpenAbove(const ETabulonTag& tag) {
-    std::vector<ETabulonTag> branch = {AboveOf(tag)};
-    while (!branch.back().IsRoot() && !items_.Has(branch.back())) {
-        branch.push_back(AboveOf(branch.back()));
-    }
-    for (auto step = branch.rbegin(); step != branch.rend(); ++step) {
-        View().Expand(items_.FindOrAdd(*step), TreeExpand);
-    }
-}
-
-/// Selects the item of a node that the model has, unless it is selected. Opens the items above
-/// only.
-void EDataTreeCtrl::SelectAgain(const ETabulonTag& tag) {
-    if (!items_.Has(tag)) {
-        OpenAbove(tag);
-    }
-    _TREEITEM* const item = items_.Find(tag);
-    if (item != nullptr && item != View().SelectedItem()) {
-        Show(item);
-    }
-}
-
-/// The tag one level up, for climbs: the root's where a level stands twice among the keys, so that
-/// a tag is its own parent.
-ETabulonTag EDataTreeCtrl::AboveOf(const ETabulonTag& tag) const {
-    ETabulonTag above = SortDesc()->GetParentTag(tag, kInTree);
-    return above == tag ? ETabulonTag() : above;
-}
-
-int EDataTreeCtrl::SelectItem(_TREEITEM* item) {
-    return item != nullptr && View().SelectItem(item) ? 1 : 0;
-}
-
-_TREEITEM* EDataTreeCtrl::Get(const ETabulonTag& tag) const {
-    return tag.IsRoot() ? View().FirstItem() : items_.Find(tag);
-}
-
-ETabulonTag EDataTreeCtrl::Tag(_TREEITEM* item) const {
-    const EDataTreeItemData* data = DataOf(item);
-    E_EXPECTS(data != nullptr);
-    return data != nullptr ? data->tag : ETabulonTag();
-}
-
-unsigned EDataTreeCtrl::GetDepth(_TREEITEM* item) const {
-    if (item == nullptr) {
-        return static_cast<unsigned>(-1);
-    }
-    unsigned depth = 0;
-    for (_TREEITEM* const first = View().FirstItem();
-         item != nullptr && item != kTreeRoot && item != first; ++depth) {
-        item = View().ParentItem(item);
-    }
-    return depth;
-}
-
-bool EDataTreeCtrl::IsAlone(_TREEITEM* item) const {
-    return View().PreviousItem(item) == nullptr && View().NextItem(item) == nullptr;
-}
-
-bool EDataTreeCtrl::IsWithin(_TREEITEM* item, _TREEITEM* branch) const {
-    _TREEITEM* const first = View().FirstItem();
-    while (item != nullptr && item != first && item != branch) {
-        item = View().ParentItem(item);
-    }
-    return item == branch;
-}
-
-void EDataTreeCtrl::OnSelchanged() { StartAutoRefreshTimer(); }
-
-void EDataTreeCtrl::StartAutoRefreshTimer() {
-    autoRefreshTimer_ = View().SetTimer(
-        autoRefreshTimer_ != 0 ? autoRefreshTimer_ : kAutoRefreshTimer, kAutoRefreshMilliseconds);
+void EDataTreeCtrl::OnDeleteitem(_TREEITEM* item, std::intptr_t itemData) {
+    parts_->items.OnDeleteitem(item, itemData);
 }
 
 void EDataTreeCtrl::OnTimer(unsigned timerID) {
     EDragTreeCtrl::OnTimer(timerID);
-    if (timerID != 0 && timerID == autoRefreshTimer_ && !inUpdate_) {
-        View().KillTimer(autoRefreshTimer_);
-        autoRefreshTimer_ = 0;
-        const ETabulonTag selected = Selected();
-        if (!(selected == lastTag_)) {
-            // Deliberate: without a refresh the tag isn't remembered, so that a selection that
-            // comes back to the former tag is told again. ConsultedAgainWithoutRefresh holds it.
-            if (refreshOnSelChange_) {
-                Refresh(selected);
-                lastTag_ = selected;
-            }
-            OnConsultNode(selected);
-        }
-    } else if (timerID != 0 && timerID == waitTimer_) {
-        UpdateWait(WaitStepNext);
-        port_->WakeAgain();  // a run may have ended without being heard
+    if (!parts_->selection.OnTimer(timerID) && parts_->wait.OnTimer(timerID)) {
+        Port()->WakeAgain();  // the waker may have thrown at the end of a run
     }
 }
 
 // --- what is read through the tree ---
 
-ETabulonCursor* EDataTreeCtrl::Cursor() const { return tree_->Cursor(); }
+ETabulonCursor* EDataTreeCtrl::Cursor() const { return parts_->Cursor(); }
 
-ETabulonSortDesc* EDataTreeCtrl::SortDesc() const { return tree_->SortDesc(); }
+ETabulonSortDesc* EDataTreeCtrl::SortDesc() const { return parts_->SortDesc(); }
 
-const ETabulonLevels& EDataTreeCtrl::AvailableLevels() const { return tree_->AvailableLevels(); }
+const ETabulonLevels& EDataTreeCtrl::AvailableLevels() const { return parts_->AvailableLevels(); }
 
-const EDataTreeCtrl::SortKeyArray& EDataTreeCtrl::SortLevels() const { return tree_->SortLevels(); }
+const EDataTreeCtrl::SortKeyArray& EDataTreeCtrl::SortLevels() const {
+    return parts_->tree->SortLevels();
+}
 
 EDataTreeCtrl::SortCompareSource EDataTreeCtrl::CompareSource() const {
-    return tree_->CompareSource();
+    return parts_->tree->CompareSource();
+}
+
+ETabulonTag detail::EDataTreeCtrlParts::AboveOf(const ETabulonTag& tag) const {
+    ETabulonTag above = SortDesc()->GetParentTag(tag, kInTree);
+    return above == tag ? ETabulonTag() : above;
+}
+
+// --- levels ---
+
+void EDataTreeCtrl::SetRootParams(const Chaine& rootName, HICON rootIcon) {
+    parts_->levels.SetRootParams(rootName, rootIcon);
+}
+
+void EDataTreeCtrl::SetSortLevels(const SortKeyArray& keys, bool refresh) {
+    parts_->levels.SetSortLevels(keys, refresh);
+}
+
+bool EDataTreeCtrl::SetHideLevelFlags(unsigned level, HideFlag flag, bool refresh) {
+    return parts_->levels.SetHideLevelFlags(level, flag, refresh);
+}
+
+bool EDataTreeCtrl::SetHideLevelFlags(const PUniqueT<unsigned>& levels, HideFlag flag,
+                                      bool refresh) {
+    return parts_->levels.SetHideLevelFlags(levels, flag, refresh);
+}
+
+void EDataTreeCtrl::SetCompareSource(SortCompareSource source, bool refresh) {
+    parts_->levels.SetCompareSource(source, refresh);
+}
+
+bool EDataTreeCtrl::MoveSelectedLevelUp() { return parts_->levels.MoveSelectedLevelUp(); }
+
+bool EDataTreeCtrl::MoveSelectedLevelDown() { return parts_->levels.MoveSelectedLevelDown(); }
+
+void EDataTreeCtrl::SetAttachHiddenLevelsToCurrent(bool attach, bool refresh) {
+    parts_->levels.SetAttachHiddenLevelsToCurrent(attach, refresh);
+}
+
+bool EDataTreeCtrl::AreHiddenLevelsAttachedToCurrent() const noexcept {
+    return parts_->levels.AreHiddenLevelsAttachedToCurrent();
+}
+
+bool EDataTreeCtrl::CanBeginDrag(_TREEITEM* item) { return parts_->levels.CanBeginDrag(item); }
+
+bool EDataTreeCtrl::CanDrop(const DropData* data) const { return parts_->levels.CanDrop(data); }
+
+void EDataTreeCtrl::OnDrop(const DropData* data) { parts_->levels.OnDrop(data); }
+
+bool EDataTreeCtrl::OnSortChanging(const ETabulonSortDesc*, SortChange) {
+    return parts_->levels.OnSortChanging();
+}
+
+void EDataTreeCtrl::OnSortChanged(const ETabulonSortDesc*, SortChange change) {
+    parts_->levels.OnSortChanged(change);
+}
+
+// --- display ---
+
+EDataTreeCtrl::DisplayMode EDataTreeCtrl::Display() const noexcept {
+    return parts_->sync.Display();
+}
+
+void EDataTreeCtrl::SetDisplay(DisplayMode mode, bool refresh) {
+    parts_->levels.SetDisplay(mode, refresh);
+}
+
+void EDataTreeCtrl::SetExpand(ExpandMode expand) noexcept { parts_->sync.SetExpand(expand); }
+
+void EDataTreeCtrl::SetEmptyText(const Chaine& text) { parts_->display.SetEmptyText(text); }
+
+void EDataTreeCtrl::AttachAlerts(const EDataTreeRaisedAlerts* alerts) {
+    parts_->display.AttachAlerts(alerts);
+}
+
+std::uint32_t EDataTreeCtrl::OnCustomdraw(ETreeDraw& draw) {
+    return parts_->display.OnCustomdraw(draw);
+}
+
+void EDataTreeCtrl::OnGetinfotip(_TREEITEM* item, std::span<char> buffer) {
+    parts_->display.OnGetinfotip(item, buffer);
+}
+
+bool EDataTreeCtrl::OnEraseBkgnd(IDrawSurface& surface) {
+    return parts_->display.OnEraseBkgnd(surface) || EDragTreeCtrl::OnEraseBkgnd(surface);
+}
+
+bool EDataTreeCtrl::OnSetCursor() { return parts_->wait.OnSetCursor(); }
+
+void EDataTreeCtrl::OnSize(unsigned sizeType, int width, int height) {
+    EDragTreeCtrl::OnSize(sizeType, width, height);
+    parts_->display.OnSize(sizeType);
 }
 
 }  // namespace etabulon

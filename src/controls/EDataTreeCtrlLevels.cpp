@@ -1,138 +1,149 @@
-// Changes of what is shown, and of the levels: by setters, by moves, by drag and drop, from
-// outside.
+#include "controls/EDataTreeCtrlLevels.h"
 
+#include "controls/EDataTreeCtrlParts.h"
 #include "controls/EDataTreeCtrlSection.h"
-#include "etabulon/controls/EDataTreeCtrl.h"
+#include "controls/RedrawOff.h"
 
-namespace etabulon {
+namespace etabulon::detail {
+namespace {
 
-void EDataTreeCtrl::SetRootParams(const Chaine& rootName, HICON rootIcon) {
-    const TreeCall tree(*this);
-    const ECursorExclusive exclusive(*Cursor());  // all nodes go
+constexpr unsigned kBehindAllLevels = static_cast<unsigned>(-1);
+
+}  // namespace
+
+void EDataTreeCtrlLevels::SetRootParams(const Chaine& rootName, HICON rootIcon) {
+    const TreeCall tree(parts_);
+    const ECursorExclusive exclusive(*parts_.Cursor());  // all nodes are dropped
     tree->SetParams(rootName, rootIcon);
 }
 
-void EDataTreeCtrl::SetDisplay(DisplayMode mode, bool refresh) {
-    display_ = mode;
+void EDataTreeCtrlLevels::SetDisplay(EDataTreeCtrl::DisplayMode mode, bool refresh) {
+    parts_.sync.SetDisplay(mode);
     if (refresh) {
-        const Updating updating(*this);
-        const ETabulonTag selected = Selected();
+        const Updating updating(parts_);
+        const ETabulonTag selected = parts_.selection.Selected();
         const RedrawOff redrawOff(View());
-        ReSync();
-        Select(selected);
-        StopWait();
+        parts_.sync.ReSync();
+        parts_.selection.Select(selected);
+        parts_.wait.StopWait();
     }
 }
 
-void EDataTreeCtrl::SetSortLevels(const SortKeyArray& keys, bool refresh) {
-    const Updating updating(*this);
-    const bool changed = TreeCall(*this)->SetSortLevels(keys);
+void EDataTreeCtrlLevels::SetSortLevels(const SortKeyArray& keys, bool refresh) {
+    const Updating updating(parts_);
+    const bool changed = TreeCall(parts_)->SetSortLevels(keys);
     if (changed && refresh) {
         const RedrawOff redrawOff(View());
-        DeleteAllItems();
-        Fill();
+        parts_.items.DeleteAllItems();
+        parts_.runs.Fill();
     }
 }
 
-bool EDataTreeCtrl::SetHideLevelFlags(unsigned level, HideFlag flag, bool refresh) {
-    const Updating updating(*this);
-    const bool changed = TreeCall(*this)->SetHideLevelFlags(level, flag);
+bool EDataTreeCtrlLevels::SetHideLevelFlags(unsigned level, HideFlag flag, bool refresh) {
+    const Updating updating(parts_);
+    const bool changed = TreeCall(parts_)->SetHideLevelFlags(level, flag);
     return AfterHideChange(changed, refresh);
 }
 
-bool EDataTreeCtrl::SetHideLevelFlags(const PUniqueT<unsigned>& levels, HideFlag flag,
-                                      bool refresh) {
-    const Updating updating(*this);
-    const bool changed = TreeCall(*this)->SetHideLevelFlags(levels, flag);
+bool EDataTreeCtrlLevels::SetHideLevelFlags(const PUniqueT<unsigned>& levels, HideFlag flag,
+                                            bool refresh) {
+    const Updating updating(parts_);
+    const bool changed = TreeCall(parts_)->SetHideLevelFlags(levels, flag);
     return AfterHideChange(changed, refresh);
 }
 
-bool EDataTreeCtrl::AfterHideChange(bool changed, bool refresh) {
+bool EDataTreeCtrlLevels::AfterHideChange(bool changed, bool refresh) {
     if (changed && refresh) {
-        Fill();
+        parts_.runs.Fill();
     } else if (changed) {
-        DeleteAllItems();
+        parts_.items.DeleteAllItems();
     }
     return changed;
 }
 
-void EDataTreeCtrl::SetCompareSource(SortCompareSource source, bool refresh) {
-    if (!TreeCall(*this)->SetCompareSource(source) || !refresh) {
+void EDataTreeCtrlLevels::SetCompareSource(ETabulonSortDesc::SortCompareSource source,
+                                           bool refresh) {
+    if (!TreeCall(parts_)->SetCompareSource(source) || !refresh) {
         return;
     }
     {
-        const ETabulonTag selected = Selected();
-        const Updating updating(*this);
+        const ETabulonTag selected = parts_.selection.Selected();
+        const Updating updating(parts_);
         const RedrawOff redrawOff(View());
-        DeleteAllItems();
-        ReSync();
-        Select(selected);
+        parts_.items.DeleteAllItems();
+        parts_.sync.ReSync();
+        parts_.selection.Select(selected);
     }
-    Refresh();
+    parts_.runs.Refresh();
 }
 
-void EDataTreeCtrl::SetAttachHiddenLevelsToCurrent(bool attach, bool refresh) {
+void EDataTreeCtrlLevels::SetAttachHiddenLevelsToCurrent(bool attach, bool refresh) {
     if (attachHiddenLevels_ == attach) {
         return;
     }
     attachHiddenLevels_ = attach;
     if (refresh) {
-        Refresh(Selected());
+        parts_.runs.Refresh(parts_.selection.Selected());
     }
+}
+
+void EDataTreeCtrlLevels::RestoreHiddenLevelsPosition() {
+    const unsigned position =
+        attachHiddenLevels_ ? parts_.items.GetDepth(View().SelectedItem()) : kBehindAllLevels;
+    const TreeCall tree(parts_);
+    tree->MoveHiddenLevelsTo(position);
 }
 
 // --- moves ---
 
-bool EDataTreeCtrl::MoveSortLevel(unsigned from, unsigned to, bool resync) {
-    const EWaitCursor waiting(screen_);
-    const Updating updating(*this);
-    const bool moved = TreeCall(*this)->MoveSortLevel(from, to);
+bool EDataTreeCtrlLevels::MoveSortLevel(unsigned from, unsigned to, bool resync) {
+    const EWaitCursor waiting(parts_.screen);
+    const Updating updating(parts_);
+    const bool moved = TreeCall(parts_)->MoveSortLevel(from, to);
     if (moved && resync) {
         const RedrawOff redrawOff(View());
         RestoreHiddenLevelsPosition();
-        DeleteAllItems();
-        ReSync();
-        if (waitTimer_ == 0) {
-            StopWait();  // nothing would end what the sync has begun to show
-        }
+        parts_.items.DeleteAllItems();
+        parts_.sync.ReSync();
+        parts_.wait.StopWaitWithoutTimer();  // no tick ends the wait that the sync shows
     }
     return moved;
 }
 
-bool EDataTreeCtrl::MoveSelectedLevelUp() {
+bool EDataTreeCtrlLevels::MoveSelectedLevelUp() {
     _TREEITEM* const item = View().SelectedItem();
-    const unsigned depth = GetDepth(item);
+    const unsigned depth = parts_.items.GetDepth(item);
     if (item == nullptr || depth <= 1) {
         return false;
     }
-    const ETabulonTag selected = Selected();
+    const ETabulonTag selected = parts_.selection.Selected();
     if (!MoveSortLevel(depth - 1, depth - 2, /*resync=*/true)) {
         return false;
     }
-    Select(SortDesc()->ExtractSortValues(selected, depth - 1, kInTree));
+    parts_.selection.Select(parts_.SortDesc()->ExtractSortValues(selected, depth - 1, kInTree));
     return true;
 }
 
-bool EDataTreeCtrl::MoveSelectedLevelDown() {
+bool EDataTreeCtrlLevels::MoveSelectedLevelDown() {
     _TREEITEM* const item = View().SelectedItem();
-    const unsigned depth = GetDepth(item);
-    if (item == nullptr || depth == 0 || depth >= SortDesc()->SortLevelCount(kInTree)) {
+    const unsigned depth = parts_.items.GetDepth(item);
+    if (item == nullptr || depth == 0 || depth >= parts_.SortDesc()->SortLevelCount(kInTree)) {
         return false;
     }
-    const ETabulonTag selected = Selected();
+    const ETabulonTag selected = parts_.selection.Selected();
     if (!MoveSortLevel(depth - 1, depth, /*resync=*/true)) {
         return false;
     }
-    const Section section(*this);
+    const CursorSection section(parts_);
     const EDataTreeNode* const node =
-        tree_->Get(SortDesc()->ExtractSortValues(selected, depth - 1, kInTree));
+        parts_.tree->Get(parts_.SortDesc()->ExtractSortValues(selected, depth - 1, kInTree));
     ETabulonTag tag;
     for (unsigned outer = 0; node != nullptr && outer < node->Size(); ++outer) {
         const EDataTreeNode& child = *node->Get(outer);
         for (unsigned inner = 0; inner < child.Size(); ++inner) {
             child.Get(inner)->ExtractTag(tag);
             if (tag.IsChildOf(selected)) {
-                Select(tag);
+                parts_.selection.Select(tag);
                 return true;
             }
         }
@@ -142,54 +153,62 @@ bool EDataTreeCtrl::MoveSelectedLevelDown() {
 
 // --- drag and drop ---
 
-bool EDataTreeCtrl::CanBeginDrag(_TREEITEM* item) {
+bool EDataTreeCtrlLevels::CanBeginDrag(_TREEITEM* item) {
     return item != nullptr && item != View().FirstItem();
 }
 
-bool EDataTreeCtrl::CanDrop(const DropData* data) const {
+bool EDataTreeCtrlLevels::CanDrop(const DropData* data) const {
     _TREEITEM* const dragged = data->dragged;
     _TREEITEM* const target = data->target;
     if (dragged == nullptr || target == nullptr || dragged == target) {
         return false;
     }
-    const unsigned depth = GetDepth(target);
-    if (depth == 0 || depth == GetDepth(dragged)) {
+    const unsigned depth = parts_.items.GetDepth(target);
+    if (depth == 0 || depth == parts_.items.GetDepth(dragged)) {
         return false;
     }
-    return IsWithin(dragged, target) || IsWithin(target, dragged);
+    return parts_.items.IsWithin(dragged, target) || parts_.items.IsWithin(target, dragged);
 }
 
-void EDataTreeCtrl::OnDrop(const DropData* data) {
-    const unsigned draggedDepth = GetDepth(data->dragged);
-    const unsigned targetDepth = GetDepth(data->target);
-    const ETabulonTag dragged = Tag(data->dragged);
-    const ETabulonTag target = Tag(data->target);
+void EDataTreeCtrlLevels::OnDrop(const DropData* data) {
+    const unsigned draggedDepth = parts_.items.GetDepth(data->dragged);
+    const unsigned targetDepth = parts_.items.GetDepth(data->target);
+    const ETabulonTag dragged = parts_.items.Tag(data->dragged);
+    const ETabulonTag target = parts_.items.Tag(data->target);
     MoveSortLevel(draggedDepth - 1, targetDepth - 1, /*resync=*/true);
-    Select(targetDepth < draggedDepth ? SortDesc()->ExtractSortValues(dragged, targetDepth, kInTree)
-                                      : target);
-    StartAutoRefreshTimer();
+    parts_.selection.Select(targetDepth < draggedDepth ? parts_.SortDesc()->ExtractSortValues(
+                                                             dragged, targetDepth, kInTree)
+                                                       : target);
+    parts_.selection.StartAutoRefreshTimer();
 }
 
 // --- changes from outside ---
 
-bool EDataTreeCtrl::OnSortChanging(const ETabulonSortDesc*, SortChange) {
-    thread_->Cancel();  // also a run whose walk hasn't begun
-    Cursor()->Cancel();
-    Cursor()->CursorLock(/*wait=*/true);
+bool EDataTreeCtrlLevels::OnSortChanging() {
+    parts_.runs.Cancel();  // also reaches a run whose walk hasn't begun
+    parts_.Cursor()->Cancel();
+    parts_.Cursor()->CursorLock(/*wait=*/true);
     ++sortLocks_;
     return true;
 }
 
-void EDataTreeCtrl::OnSortChanged(const ETabulonSortDesc*, SortChange change) {
-    if (sortLocks_ > 0) {  // after a refusal by another it wasn't asked, and took none
+void EDataTreeCtrlLevels::OnSortChanged(SortChange change) {
+    // None where another listener refused the change before this control was asked.
+    if (sortLocks_ > 0) {
         --sortLocks_;
-        Cursor()->CursorUnlock();
+        parts_.Cursor()->CursorUnlock();
     }
     const bool concerns =
         change == SortChange::SortChangeLevels || change == SortChange::SortChangeMove;
-    if (!inUpdate_ && concerns) {
-        Fill();
+    if (!parts_.inUpdate && concerns) {
+        parts_.runs.Fill();
     }
 }
 
-}  // namespace etabulon
+void EDataTreeCtrlLevels::ReleaseLocks() {
+    for (; sortLocks_ > 0; --sortLocks_) {
+        parts_.Cursor()->CursorUnlock();
+    }
+}
+
+}  // namespace etabulon::detail

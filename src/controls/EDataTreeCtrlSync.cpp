@@ -1,7 +1,7 @@
-// The items in step with the model.
+#include "controls/EDataTreeCtrlSync.h"
 
+#include "controls/EDataTreeCtrlParts.h"
 #include "controls/EDataTreeCtrlSection.h"
-#include "etabulon/controls/EDataTreeCtrl.h"
 #include "etabulon/tree/EDataTreeNode.h"
 
 #include <algorithm>
@@ -10,10 +10,11 @@
 #include <utility>
 #include <vector>
 
-namespace etabulon {
+namespace etabulon::detail {
 namespace {
 
-constexpr std::uint32_t kManyLeaves = 100;  // from here on nothing but the root opens by itself
+// Trees of so many leaves open only the root by themselves: each item that opens costs a sync.
+constexpr std::uint32_t kManyLeaves = 100;
 
 struct TagHash {
     std::size_t operator()(const ETabulonTag& tag) const noexcept { return tag.Hash(); }
@@ -21,17 +22,82 @@ struct TagHash {
 
 }  // namespace
 
-void EDataTreeCtrl::ReSync() { ReSync(ETabulonTag::Null); }
+/// Keeps the selection through the outermost sync. The steps of the sync select, delete and open
+/// items without regard to it.
+class [[nodiscard]] EDataTreeCtrlSync::Following {
+public:
+    explicit Following(EDataTreeCtrlSync& sync)
+        : sync_(sync), isOutermost_(sync.following_ == nullptr) {
+        if (isOutermost_) {
+            wanted_[0] = SelectedTag();
+            sync_.following_ = this;  // last: nothing clears it if this constructor throws
+        }
+    }
+    ~Following() {
+        if (isOutermost_) {
+            sync_.following_ = nullptr;
+        }
+    }
+    Following(const Following&) = delete;
+    Following& operator=(const Following&) = delete;
 
-// Deliberate: a flag and not a depth, so that the sync of an opened child clears it for the rest of
-// the sync of its parent, which shows in the pointer. InUpdateIsAFlag holds it.
-void EDataTreeCtrl::ReSync(const ETabulonTag& tag) {
-    SetWndCursor(waitCursor_);
-    UpdateWait(WaitStepEnding);
+    /// The selection has left an item that is deleted. If its heir is deleted too, because its node
+    /// has moved, and leaves no heir, the sync selects the first heir's node again.
+    void NoteHeir() {
+        if (sync_.View().SelectedItem() != nullptr) {
+            wanted_[1] = SelectedTag();
+        }
+    }
+    /// Selects the node that was selected, otherwise the last heir, unless it has gone or is
+    /// selected.
+    void End() {
+        for (const ETabulonTag& tag : wanted_) {
+            if (isOutermost_ && !tag.IsRoot() && sync_.parts_.tree->Get(tag) != nullptr) {
+                sync_.parts_.selection.SelectAgain(tag);
+                return;
+            }
+        }
+    }
+
+private:
+    [[nodiscard]] ETabulonTag SelectedTag() const {
+        _TREEITEM* const item = sync_.View().SelectedItem();
+        return item != nullptr ? sync_.parts_.items.Tag(item) : ETabulonTag();
+    }
+
+    EDataTreeCtrlSync& sync_;
+    const bool isOutermost_;
+    ETabulonTag wanted_[2];  // the selected node's tag, and its last heir's
+};
+
+/// Turns redraw off at the first change.
+class EDataTreeCtrlSync::Redraw {
+public:
+    Redraw(ITreeView& view, bool isOff) noexcept : view_(view), isOff_(isOff) {}
+    void Off() {
+        if (!isOff_) {
+            view_.SetRedraw(false);
+            isOff_ = true;
+        }
+    }
+    [[nodiscard]] bool IsOff() const noexcept { return isOff_; }
+
+private:
+    ITreeView& view_;
+    bool isOff_;
+};
+
+void EDataTreeCtrlSync::ReSync() { ReSync(ETabulonTag::Null); }
+
+// Deliberate: inUpdate is a flag and not a depth, so that the sync of an opened child clears it for
+// the rest of its parent's sync, which shows in the pointer. InUpdateIsAFlag holds it.
+void EDataTreeCtrlSync::ReSync(const ETabulonTag& tag) {
+    parts_.wait.ShowWaitPointer();
+    parts_.wait.UpdateWait(EDataTreeCtrl::WaitStepEnding);
     {
-        // Without a cancel: whoever opens an item during a walk waits for its end.
-        const Section section(*this);
-        const Updating updating(*this);
+        // Cancels no walk: a user who opens an item during a walk waits for its end.
+        const CursorSection section(parts_);
+        const Updating updating(parts_);
         Following following(*this);
         try {
             if (ReSync(tag, /*redrawOff=*/false)) {
@@ -43,20 +109,20 @@ void EDataTreeCtrl::ReSync(const ETabulonTag& tag) {
         }
         following.End();
     }
-    SetWndCursor(normalCursor_);
+    parts_.wait.ShowNormalPointer();
 }
 
-bool EDataTreeCtrl::ReSync(const ETabulonTag& tag, bool redrawOff) {
+bool EDataTreeCtrlSync::ReSync(const ETabulonTag& tag, bool redrawOff) {
     Redraw redraw(View(), redrawOff);
     EDataTreeNode* node = NodeToSync(tag);
     _TREEITEM* item = ItemOf(*node);
     while (item == nullptr && !node->IsRoot()) {
-        node = node->Parent();  // what has no item yet shows where it hangs
+        node = node->Parent();  // a node without an item shows in the nearest one above
         item = ItemOf(*node);
     }
     if (node->IsRoot()) {
         SyncRootItem(redraw);
-        item = items_.Has(ETabulonTag::Null) ? View().FirstItem() : nullptr;
+        item = parts_.items.Has(ETabulonTag::Null) ? View().FirstItem() : nullptr;
     }
     if (item != nullptr) {
         DeleteStrangers(*node, item, redraw);
@@ -65,54 +131,56 @@ bool EDataTreeCtrl::ReSync(const ETabulonTag& tag, bool redrawOff) {
     return redraw.IsOff();
 }
 
-_TREEITEM* EDataTreeCtrl::ItemOf(const EDataTreeNode& node) const {
+_TREEITEM* EDataTreeCtrlSync::ItemOf(const EDataTreeNode& node) const {
     ETabulonTag tag;
     node.ExtractTag(tag);
-    return Get(tag);
+    return parts_.items.Get(tag);
 }
 
-/// The node of the tag, or where what has happened to it can be shown.
-EDataTreeNode* EDataTreeCtrl::NodeToSync(const ETabulonTag& tag) const {
-    EDataTreeNode* const root = tree_->Root();
+/// The node whose items show what has happened to the tag: its own node or one above.
+EDataTreeNode* EDataTreeCtrlSync::NodeToSync(const ETabulonTag& tag) const {
+    EDataTreeNode* const root = parts_.tree->Root();
     EDataTreeNode* node = root->Get(tag);
-    if (node != nullptr && (node->IsRoot() || items_.Has(tag))) {
+    if (node != nullptr && (node->IsRoot() || parts_.items.Has(tag))) {
         return node;
     }
-    if (!SortDesc()->IsSortCompatible(tag, kInTree)) {
+    if (!parts_.SortDesc()->IsSortCompatible(tag, kInTree)) {
         return root;
     }
-    for (ETabulonTag above = AboveOf(tag);; above = AboveOf(above)) {
+    for (ETabulonTag above = parts_.AboveOf(tag);; above = parts_.AboveOf(above)) {
         node = root->Get(above);
-        // Deliberate: the tag asked for, and not the one climbed to. A tag without an entry climbs
-        // to the root, whichever of its ancestors are shown. RefreshedAboveItsGoneRecord holds it.
-        if (node == root || (node != nullptr && items_.Has(tag))) {
+        // Deliberate: Has looks for the requested tag and not for the tag climbed to. A tag without
+        // an entry climbs to the root, even if an ancestor is shown. RefreshedAboveItsGoneRecord
+        // holds it.
+        if (node == root || (node != nullptr && parts_.items.Has(tag))) {
             return node;
         }
     }
 }
 
-void EDataTreeCtrl::SyncRootItem(Redraw& redraw) {
-    EDataTreeNode& root = *tree_->Root();
+void EDataTreeCtrlSync::SyncRootItem(Redraw& redraw) {
+    EDataTreeNode& root = *parts_.tree->Root();
     _TREEITEM* const first = View().FirstItem();
     if (root.Size() == 0 && first != nullptr) {
         redraw.Off();
         DropItem(first);
     } else if (root.Size() != 0 && first == nullptr) {
         redraw.Off();
-        Show(InsertItem(root, kTreeRoot, kTreeLast));
+        parts_.selection.Show(InsertItem(root, kTreeRoot, kTreeLast));
     }
 }
 
-/// Deletes the children of the item whose nodes are gone.
-void EDataTreeCtrl::DeleteStrangers(const EDataTreeNode& node, _TREEITEM* item, Redraw& redraw) {
-    // As a rule nothing has changed, or something is new: then the items are those of the first
-    // nodes, one by one, and no set is needed.
+/// Deletes those children of the item whose nodes have gone.
+void EDataTreeCtrlSync::DeleteStrangers(const EDataTreeNode& node, _TREEITEM* item,
+                                        Redraw& redraw) {
+    // As a rule no node has gone: then the items match the first nodes in order, and no set is
+    // needed.
     ETabulonTag tag;
     unsigned index = 0;
     _TREEITEM* child = View().FirstChild(item);
     for (; child != nullptr && index < node.Size(); ++index) {
         node.Get(index)->ExtractTag(tag);
-        if (!(DataOf(child)->tag == tag)) {
+        if (!(parts_.items.DataOf(child)->tag == tag)) {
             break;
         }
         child = View().NextItem(child);
@@ -128,13 +196,13 @@ void EDataTreeCtrl::DeleteStrangers(const EDataTreeNode& node, _TREEITEM* item, 
     }
     std::vector<_TREEITEM*> strangers;
     for (; child != nullptr; child = View().NextItem(child)) {
-        if (!known.contains(DataOf(child)->tag)) {
+        if (!known.contains(parts_.items.DataOf(child)->tag)) {
             strangers.push_back(child);
         }
     }
-    // The one that the selection leaves goes last: its heir is none of the others then.
+    // The one that holds the selection goes last, so that its heir isn't another stranger.
     std::stable_partition(strangers.begin(), strangers.end(), [this](_TREEITEM* stranger) {
-        return !IsWithin(View().SelectedItem(), stranger);
+        return !parts_.items.IsWithin(View().SelectedItem(), stranger);
     });
     for (_TREEITEM* stranger : strangers) {
         redraw.Off();
@@ -142,19 +210,20 @@ void EDataTreeCtrl::DeleteStrangers(const EDataTreeNode& node, _TREEITEM* item, 
     }
 }
 
-void EDataTreeCtrl::SyncChildren(EDataTreeNode& node, _TREEITEM* item, Redraw& redraw) {
+void EDataTreeCtrlSync::SyncChildren(EDataTreeNode& node, _TREEITEM* item, Redraw& redraw) {
     _TREEITEM* current = View().FirstChild(item);
     _TREEITEM* previous = kTreeFirst;
     ETabulonTag tag;
     for (unsigned index = 0; index < node.Size(); ++index) {
         EDataTreeNode& child = *node.Get(index);
         child.ExtractTag(tag);
-        if (current != nullptr && DataOf(current)->tag == tag) {
+        if (current != nullptr && parts_.items.DataOf(current)->tag == tag) {
             SyncItem(child, current, tag, redraw);
         } else {
             redraw.Off();
-            // One that stands elsewhere among its siblings would be found by nobody afterwards.
-            _TREEITEM* const twin = items_.Find(tag);
+            // An item of this tag elsewhere among its siblings would lose its entry, and never be
+            // found.
+            _TREEITEM* const twin = parts_.items.Find(tag);
             if (twin != nullptr && View().ParentItem(twin) == item) {
                 DropItem(twin);
             }
@@ -165,9 +234,10 @@ void EDataTreeCtrl::SyncChildren(EDataTreeNode& node, _TREEITEM* item, Redraw& r
     }
 }
 
-/// An item that was opened once is kept in step below, a closed one catches up when it opens.
-void EDataTreeCtrl::SyncItem(EDataTreeNode& node, _TREEITEM* item, const ETabulonTag& tag,
-                             Redraw& redraw) {
+/// Brings an item in step, and the items below it if it was ever open; the others are synced when
+/// they open.
+void EDataTreeCtrlSync::SyncItem(EDataTreeNode& node, _TREEITEM* item, const ETabulonTag& tag,
+                                 Redraw& redraw) {
     ETreeItemChange change;
     if (Chaine text = DisplayName(node); !(View().ItemText(item) == text)) {
         change.text = std::move(text);
@@ -180,24 +250,24 @@ void EDataTreeCtrl::SyncItem(EDataTreeNode& node, _TREEITEM* item, const ETabulo
         redraw.Off();
         View().SetItem(item, change);
     }
-    // A model that is behind a change of the levels may not find its own node: it has nothing
-    // to say of what is below, and the climb would come back here.
+    // A model that is behind a change of the levels may not find its own node by its tag. ReSync
+    // would climb from that tag back to this item.
     if (View().ItemState(item, ITreeView::StateExpansionMask) != 0 &&
-        tree_->Root()->Get(tag) == &node) {
+        parts_.tree->Root()->Get(tag) == &node) {
         ReSync(ETabulonTag(tag));
     }
 }
 
-_TREEITEM* EDataTreeCtrl::InsertItem(EDataTreeNode& node, _TREEITEM* parent, _TREEITEM* after) {
+_TREEITEM* EDataTreeCtrlSync::InsertItem(EDataTreeNode& node, _TREEITEM* parent, _TREEITEM* after) {
     if (node.IsRoot() && node.Size() == 0) {
         return nullptr;
     }
     auto data = std::make_unique<EDataTreeItemData>();
     node.ExtractTag(data->tag);
     if (!node.IsRoot()) {
-        data->tip = TipOf(data->tag, GetDepth(parent));
+        data->tip = TipOf(data->tag, parts_.items.GetDepth(parent));
     }
-    const int image = images_.IndexOf(node.Icon());
+    const int image = parts_.images.IndexOf(node.Icon());
     _TREEITEM* const item = View().InsertItem(DisplayName(node), image, image, parent, after);
     if (item == nullptr) {
         return nullptr;
@@ -212,7 +282,7 @@ _TREEITEM* EDataTreeCtrl::InsertItem(EDataTreeNode& node, _TREEITEM* parent, _TR
         change.hasChildren = true;
     }
     View().SetItem(item, change);
-    items_.Set(tag, item);
+    parts_.items.Set(tag, item);
     if (OpensByItself(node)) {
         View().Expand(item, TreeExpand);
         if (_TREEITEM* const selected = View().SelectedItem()) {
@@ -222,24 +292,24 @@ _TREEITEM* EDataTreeCtrl::InsertItem(EDataTreeNode& node, _TREEITEM* parent, _TR
     return item;
 }
 
-bool EDataTreeCtrl::OpensByItself(const EDataTreeNode& node) const {
+bool EDataTreeCtrlSync::OpensByItself(const EDataTreeNode& node) const {
     if (node.IsRoot()) {
         return true;
     }
-    return expand_ != ExpandNone && tree_->Root()->LeafCount() < kManyLeaves &&
-           (node.LeafCount() > 1 || expand_ == ExpandAll);
+    return expand_ != EDataTreeCtrl::ExpandNone && parts_.tree->Root()->LeafCount() < kManyLeaves &&
+           (node.LeafCount() > 1 || expand_ == EDataTreeCtrl::ExpandAll);
 }
 
-Chaine EDataTreeCtrl::TipOf(const ETabulonTag& tag, unsigned position) const {
-    if (position >= SortDesc()->SortLevelCount(kInTree)) {
+Chaine EDataTreeCtrlSync::TipOf(const ETabulonTag& tag, unsigned position) const {
+    if (position >= parts_.SortDesc()->SortLevelCount(kInTree)) {
         return Chaine();  // the model is behind a change of the levels
     }
-    const unsigned level = SortDesc()->SortLevel(position, kInTree).Level();
+    const unsigned level = parts_.SortDesc()->SortLevel(position, kInTree).Level();
     const ETabulonValue* value = tag.Find(level);
-    if (value == nullptr || !AvailableLevels().ExistLevel(level)) {
+    if (value == nullptr || !parts_.AvailableLevels().ExistLevel(level)) {
         return Chaine();
     }
-    Chaine tip = AvailableLevels().GetLevel(level).Header();
+    Chaine tip = parts_.AvailableLevels().GetLevel(level).Header();
     tip.Append(": ");
     tip += value->DisplayText();
     tip.Append(" (");
@@ -248,35 +318,25 @@ Chaine EDataTreeCtrl::TipOf(const ETabulonTag& tag, unsigned position) const {
     return tip;
 }
 
-Chaine EDataTreeCtrl::DisplayName(const ETabulonValue& value) const {
-    return display_ == DisplayRawValue ? value.Data().AsChaine() : value.DisplayText();
-}
-
-Chaine EDataTreeCtrl::DisplayName(const EDataTreeNode& node) const {
-    return DisplayName(node.DisplayValue());
-}
-
-const EDataTreeItemData* EDataTreeCtrl::DataOf(_TREEITEM* item) const {
-    return reinterpret_cast<const EDataTreeItemData*>(View().ItemData(item));
+Chaine EDataTreeCtrlSync::DisplayName(const EDataTreeNode& node) const {
+    const ETabulonValue& value = node.DisplayValue();
+    return display_ == EDataTreeCtrl::DisplayRawValue ? value.Data().AsChaine()
+                                                      : value.DisplayText();
 }
 
 // --- deleting ---
 
-void EDataTreeCtrl::DeleteAllItems() {
-    items_.RemoveAll();
-    View().DeleteItem(kTreeRoot);
-}
-
-/// Deletes an item whose node has gone, or stands at another place.
+/// Deletes an item whose node has gone, or has moved among its siblings.
 ///
-/// Deliberate: the selection leaves a branch that goes, as it leaves an item, and ends where it was
-/// if the sync makes that item again. DeleteItem alone would select nothing and tell nobody, since
-/// it looks at the item itself only. SelectionBelowWhatGoes holds it.
-void EDataTreeCtrl::DropItem(_TREEITEM* item) {
+/// Deliberate: the selection leaves a branch that is deleted, as it leaves a deleted item, and
+/// returns to its node if the sync makes the node's item again. DeleteItem alone would select
+/// nothing and raise no event, since it regards only the item itself. SelectionBelowWhatGoes holds
+/// it.
+void EDataTreeCtrlSync::DropItem(_TREEITEM* item) {
     _TREEITEM* const selected = View().SelectedItem();
-    if (selected != item && selected != nullptr && IsWithin(selected, item)) {
+    if (selected != item && selected != nullptr && parts_.items.IsWithin(selected, item)) {
         _TREEITEM* next = View().NextVisibleItem(item);
-        while (next != nullptr && IsWithin(next, item)) {
+        while (next != nullptr && parts_.items.IsWithin(next, item)) {
             next = View().NextVisibleItem(next);
         }
         SelectHeir(next, item);
@@ -287,18 +347,20 @@ void EDataTreeCtrl::DropItem(_TREEITEM* item) {
     }
 }
 
-void EDataTreeCtrl::DeleteItem(_TREEITEM* item) {
+void EDataTreeCtrlSync::DeleteItem(_TREEITEM* item) {
     if (item == View().SelectedItem()) {
-        // Deliberate: the next visible item, also where it is a child that is about to go as well:
-        // then nothing is selected in the end. DeletingAnOpenSelectedItemSelectsNone holds it.
+        // Deliberate: the heir is the next visible item, even if that is a child, which is deleted
+        // with the item: then nothing is selected in the end. DeletingAnOpenSelectedItemSelectsNone
+        // holds it.
         SelectHeir(View().NextVisibleItem(item), item);
     }
     View().DeleteItem(item);
 }
 
-/// Selects the item behind one that goes; without one, that before it.
-void EDataTreeCtrl::SelectHeir(_TREEITEM* next, _TREEITEM* item) {
-    inUpdate_ = false;
+/// Selects `next`, otherwise the visible item before `item`, otherwise the first one. `inUpdate` is
+/// off meanwhile.
+void EDataTreeCtrlSync::SelectHeir(_TREEITEM* next, _TREEITEM* item) {
+    parts_.inUpdate = false;
     _TREEITEM* heir = next;
     if (heir == nullptr) {
         heir = View().PreviousVisibleItem(item);
@@ -307,19 +369,19 @@ void EDataTreeCtrl::SelectHeir(_TREEITEM* next, _TREEITEM* item) {
         heir = View().FirstItem();
     }
     if (heir != nullptr) {
-        Show(heir);
+        parts_.selection.Show(heir);
     }
-    // Whatever it was before: each caller clears it in the end.
-    inUpdate_ = true;
+    // On, even if it was off before: each caller clears it in the end.
+    parts_.inUpdate = true;
 }
 
-void EDataTreeCtrl::Delete(const ETabulonTag& tag) {
+void EDataTreeCtrlSync::Delete(const ETabulonTag& tag) {
     const ETabulonTag deleted = tag;
-    if (_TREEITEM* const item = Get(deleted)) {
+    if (_TREEITEM* const item = parts_.items.Get(deleted)) {
         _TREEITEM* child = View().FirstChild(item);
         while (child != nullptr) {
             _TREEITEM* const next = View().NextItem(child);
-            Delete(DataOf(child)->tag);
+            Delete(parts_.items.DataOf(child)->tag);
             child = next;
         }
         DeleteItem(item);
@@ -329,28 +391,17 @@ void EDataTreeCtrl::Delete(const ETabulonTag& tag) {
     }
 }
 
-// --- what the view tells ---
+// --- events of the view ---
 
-bool EDataTreeCtrl::OnItemexpanding(_TREEITEM* item, ETreeExpand action) {
-    const EDataTreeItemData* data = DataOf(item);
+bool EDataTreeCtrlSync::OnItemexpanding(_TREEITEM* item, ETreeExpand action) {
+    const EDataTreeItemData* data = parts_.items.DataOf(item);
     if (action != TreeExpand || data == nullptr) {
         return true;
     }
-    const ETabulonTag tag = data->tag;  // the item may go
+    const ETabulonTag tag = data->tag;  // the sync may delete the item
     ReSync(tag);
-    if (waitTimer_ == 0) {
-        StopWait();
-    }
-    return items_.Has(tag);
+    parts_.wait.StopWaitWithoutTimer();
+    return parts_.items.Has(tag);
 }
 
-void EDataTreeCtrl::OnDeleteitem(_TREEITEM* item, std::intptr_t itemData) {
-    const std::unique_ptr<EDataTreeItemData> data(reinterpret_cast<EDataTreeItemData*>(itemData));
-    // Deliberate: the root's entry stays, with an item that is gone, until all items are deleted or
-    // a new root item takes its place. RootEntryOutlivesItsItem holds it.
-    if (data != nullptr && !data->tag.IsRoot()) {
-        items_.Remove(data->tag, item);
-    }
-}
-
-}  // namespace etabulon
+}  // namespace etabulon::detail

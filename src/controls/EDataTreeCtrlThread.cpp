@@ -1,7 +1,6 @@
-#include "etabulon/controls/EDataTreeCtrlThread.h"
+#include "controls/EDataTreeCtrlThread.h"
 
 #include "etabulon/controls/EDataTreeMessages.h"
-#include "etabulon/controls/EMessagePort.h"
 
 #include <new>
 #include <utility>
@@ -10,7 +9,8 @@ namespace etabulon {
 
 namespace {
 
-constexpr std::size_t kRunsOut = 2;  // the one that is started, and the one that it takes over from
+// The run that starts, and the one that it replaces and that hasn't reported its end yet.
+constexpr std::size_t kRunsAtOnce = 2;
 
 std::unique_ptr<ETabulonTag> CopyOf(const ETabulonTag& tag) {
     try {
@@ -28,8 +28,8 @@ EDataTreeCtrlThread::EDataTreeCtrlThread(EDataTree* tree, std::shared_ptr<EMessa
 EDataTreeCtrlThread::~EDataTreeCtrlThread() { Stop(); }
 
 void EDataTreeCtrlThread::OnThreadStart(const ETabulonTag& tag) {
-    // Each run that is told of is told of once more, whatever memory there is then.
-    port_->Reserve(kRunsOut);
+    // Every run that was announced is reported exactly once: the message for it is allocated here.
+    port_->Reserve(kRunsAtOnce);
     port_->Send({MsgBrowseStart, 0, CopyOf(tag)});
 }
 
@@ -41,9 +41,9 @@ void EDataTreeCtrlThread::OnThreadRefreshDone(const ETabulonTag& tag) {
 
 void EDataTreeCtrlThread::OnThreadFillCancel() { port_->PostReserved({MsgFillCancel, 0, nullptr}); }
 
-// Deliberate: a refresh that was cancelled or failed comes without its tag. The items stay as they
-// are, so that a control has nothing to look for. RefreshThatDoesntEndWellComesWithoutItsTag holds
-// it.
+// Deliberate: the message of a refresh that was cancelled or failed carries no tag. The items stay
+// as they are, so that the control has nothing to look up.
+// RefreshThatDoesntEndWellComesWithoutItsTag holds it.
 void EDataTreeCtrlThread::OnThreadRefreshCancel(const ETabulonTag& /*tag*/) {
     port_->PostReserved({MsgRefreshCancel, 0, nullptr});
 }

@@ -15,7 +15,7 @@ void EMessagePort::SetWaker(Waker waker) {
     WakeForUnwoken();
 }
 
-/// Requires the mutex.
+/// The caller holds mutex_.
 void EMessagePort::WakeForUnwoken() noexcept {
     if (!waker_) {
         return;
@@ -25,7 +25,7 @@ void EMessagePort::WakeForUnwoken() noexcept {
             waker_();
         }
     } catch (...) {
-        // The message waits for the next occasion.
+        // The rest is left to the next post or WakeAgain.
     }
 }
 
@@ -36,8 +36,8 @@ void EMessagePort::WakeAgain() {
 
 void EMessagePort::Reserve(std::size_t count) {
     const std::lock_guard hold(mutex_);
-    while (receiver_ != nullptr && room_.size() < count) {
-        room_.emplace_back();
+    while (receiver_ != nullptr && reserved_.size() < count) {
+        reserved_.emplace_back();
     }
 }
 
@@ -46,11 +46,11 @@ void EMessagePort::PostReserved(EMessage message) {
     if (receiver_ == nullptr) {
         return;
     }
-    if (room_.empty()) {
-        room_.emplace_back();
+    if (reserved_.empty()) {
+        reserved_.emplace_back();
     }
-    room_.front() = std::move(message);
-    queue_.splice(queue_.end(), room_, room_.begin());
+    reserved_.front() = std::move(message);
+    queue_.splice(queue_.end(), reserved_, reserved_.begin());
     ++unwoken_;
     WakeForUnwoken();
 }
@@ -68,7 +68,7 @@ void EMessagePort::Post(EMessage message) {
         try {
             waker_();
         } catch (...) {
-            queue_.pop_back();  // nobody would come for it
+            queue_.pop_back();  // the screen's thread wouldn't fetch it
             throw;
         }
     }
@@ -103,7 +103,7 @@ bool EMessagePort::Dispatch() {
 }
 
 void EMessagePort::Close() {
-    std::list<EMessage> dropped;  // goes outside the mutex
+    std::list<EMessage> dropped;  // destroyed outside the mutex
     Waker cut;
     const std::lock_guard hold(mutex_);
     receiver_ = nullptr;

@@ -1,5 +1,6 @@
 #include "etabulon/controls/ETabulonSelectLevelCtrl.h"
 
+#include "controls/RedrawOff.h"
 #include "etabulon/controls/EDataTreeCtrl.h"
 #include "etabulon/foundation/EExpects.h"
 #include "etabulon/values/ETabulonLevels.h"
@@ -8,17 +9,6 @@ namespace etabulon {
 namespace {
 
 constexpr ETabulonSortDesc::HideFlag kInTree = ETabulonSortDesc::HideInTree;
-
-class [[nodiscard]] RedrawOff {
-public:
-    explicit RedrawOff(ITreeView& view) : view_(view) { view_.SetRedraw(false); }
-    ~RedrawOff() { view_.SetRedraw(true); }
-    RedrawOff(const RedrawOff&) = delete;
-    RedrawOff& operator=(const RedrawOff&) = delete;
-
-private:
-    ITreeView& view_;
-};
 
 }  // namespace
 
@@ -47,8 +37,8 @@ void ETabulonSelectLevelCtrl::Init(const ETabulonLevels* levels) {
     }
     sortDesc_ = MakeRef<ETabulonSortDesc>(*levels_);
     sortDesc_->AddNotifier(this);
-    // Deliberate: the view keeps what it showed, unlike in AttachSortDesc, since screens call Init
-    // on their way and fill once at its end. InitLeavesTheItems holds it.
+    // Deliberate: the view keeps its items, unlike in AttachSortDesc, since screens call Init
+    // while they are set up and Fill once at the end. InitLeavesTheItems holds it.
 }
 
 void ETabulonSelectLevelCtrl::AttachSortDesc(ETabulonSortDesc* sortDesc) {
@@ -70,8 +60,9 @@ void ETabulonSelectLevelCtrl::AttachDataTreeCtrl(EDataTreeCtrl* ctrl) {
         return;
     }
     E_EXPECTS(ctrl->InitDone());
-    // Deliberate: a control without levels begins anew with the tree's, and is thus filled even if
-    // it was on the tree's description already; screens count on a chain after their first tree.
+    // Deliberate: a control without levels starts over with the tree's levels, and is thus filled
+    // even if it works on the tree's description already; screens rely on a chain after their first
+    // tree.
     // FirstTreeFillsInAnyCase holds it.
     if (levels_ == nullptr) {
         Init(&ctrl->SortDesc()->AvailableLevels());
@@ -91,7 +82,7 @@ void ETabulonSelectLevelCtrl::Fill() {
     if (!HasView()) {
         return;
     }
-    const RedrawOff redrawOff(View());
+    const detail::RedrawOff redrawOff(View());
     View().DeleteItem(kTreeRoot);
     View().AttachImages(images_.List());
     if (!sortDesc_) {
@@ -126,21 +117,22 @@ void ETabulonSelectLevelCtrl::SelectPos(unsigned position) {
     View().SelectItem(item);
 }
 
-// Deliberate: a chain that is open to its end offers nothing to a toggle but closing, so a toggle
-// is refused without a look at the item. ChainCantBeClosed holds it.
+// Deliberate: all items of the chain are open, so that a toggle could only close one, and is
+// refused without a look at the item. ChainCantBeClosed holds it.
 bool ETabulonSelectLevelCtrl::OnItemexpanding(_TREEITEM*, ETreeExpand action) {
     return action != TreeCollapse && action != TreeToggle && action != TreeCollapseReset;
 }
 
 // --- moves ---
 
-// Deliberate: whether the description took the move isn't looked at. The selection goes to the new
-// position in any case, also after a refusal, when another level stands there; what the callers
-// return tells of the chain alone. RefusedMoveStillMovesTheSelection holds it.
+// Deliberate: the result of the move is ignored. The selection goes to the new position even if the
+// description refused the move and another level has that position; the results of the callers
+// concern the chain alone. RefusedMoveStillMovesTheSelection holds it.
 //
-// Deliberate: the description is given positions in the chain, which it counts in its own way where
-// hidden levels stand among the others: such a move may leave the chain as it is. A tree control
-// keeps the hidden levels together at the end. MoveAmongHiddenLevelsMayShowNothing holds it.
+// Deliberate: the description gets positions in the chain, which mean other levels to it where
+// hidden levels are mixed with visible ones: such a move may leave the chain as it is. A tree
+// control keeps the hidden levels together at the end. MoveAmongHiddenLevelsMayShowNothing holds
+// it.
 void ETabulonSelectLevelCtrl::MoveAndSelect(unsigned from, unsigned to) {
     sortDesc_->MoveSortLevel(from, to, kInTree);
     SelectPos(to);
@@ -173,7 +165,7 @@ bool ETabulonSelectLevelCtrl::CanDrop(const DropData* data) const {
 void ETabulonSelectLevelCtrl::OnDrop(const DropData* data) {
     if (sortDesc_) {
         // Deliberate: nothing is selected after a drop, whereas the moves select the level that
-        // moved: the chain is new, and whoever drags may not have selected anything.
+        // moved: the chain is new, and a user who drags may have selected nothing.
         // DropMovesAndSelectsNothing holds it.
         sortDesc_->MoveSortLevel(PositionOf(data->dragged), PositionOf(data->target), kInTree);
     }

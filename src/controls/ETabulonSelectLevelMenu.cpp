@@ -26,8 +26,8 @@ ETabulonSelectLevelMenu::~ETabulonSelectLevelMenu() = default;
 void ETabulonSelectLevelMenu::Init(const ETabulonSortDesc* sortDesc) {
     E_EXPECTS(menu_ == nullptr);
     sortDesc_ = MakeRef<ETabulonSortDesc>(*sortDesc);
-    // Deliberate: hidden levels stand last in every entry, the first one included, which else is
-    // the present order. A tree has put them there already. HiddenLevelsStandLast holds it.
+    // Deliberate: hidden levels come last in every entry, also in the first, which otherwise is the
+    // current order. A tree has moved them there already. HiddenLevelsStandLast holds it.
     SortKeyArray keys;
     for (const bool hidden : {false, true}) {
         for (const SortKey& key : sortDesc_->SortLevels()) {
@@ -48,7 +48,7 @@ void ETabulonSelectLevelMenu::Init(const ETabulonSortDesc* sortDesc) {
     InsertLevel(keys, 0);
 }
 
-/// An entry for each order of the keys from `position` on, the present one first.
+/// Adds an entry for each order of the keys from `position` on, the current order first.
 void ETabulonSelectLevelMenu::InsertLevel(const SortKeyArray& keys, unsigned position) {
     if (position + 1 >= levelCount_) {
         menu_->AppendItem(kFirstCommand + arrangements_.Size());
@@ -77,8 +77,9 @@ const ETabulonSelectLevelMenu::SortKeyArray& ETabulonSelectLevelMenu::LastSelect
     return arrangements_.At(index);
 }
 
-// Deliberate: as high as the levels that change places, though the picture shows every visible one:
-// a fourth is cut off. It stands at the same place in each entry. FourthVisibleLevelStays holds it.
+// Deliberate: the height is that of the levels whose order varies, though the picture shows every
+// visible level: a fourth is cut off. It is the same in each entry. FourthVisibleLevelStays holds
+// it.
 void ETabulonSelectLevelMenu::MeasureItem(unsigned /*command*/, int& width, int& height) {
     width = kEntryWidth;
     height = (factory_.Screen().Measure(IScreen::MetricSmallIconHeight) + 1) *
@@ -89,9 +90,9 @@ void ETabulonSelectLevelMenu::MeasureItem(unsigned /*command*/, int& width, int&
 void ETabulonSelectLevelMenu::DrawItem(unsigned command, unsigned state, const ERect& rect,
                                        IDrawSurface& surface) {
     E_EXPECTS(command >= kFirstCommand);
-    // Deliberate: an entry that was never inserted is drawn without levels, and is an arrangement
-    // from then on, where a reader would expect it to be passed over: a window system that paints
-    // ahead of the menu gets a picture and no fault. UnknownEntryIsDrawnEmpty holds it.
+    // Deliberate: an entry that was never inserted is drawn without levels, and its arrangement is
+    // added, where a reader would expect it to be ignored: a window system that paints before the
+    // menu is complete gets an empty picture and no fault. UnknownEntryIsDrawnEmpty holds it.
     sortDesc_->SetSortLevels(arrangements_[command - kFirstCommand]);
 
     const IScreen& screen = factory_.Screen();

@@ -10,7 +10,7 @@
 namespace etabulon {
 namespace {
 
-/// One counter for all views: an item that a control remembers of a former view is none of another.
+/// One counter serves all views, so that an item of a former view is unknown to the next one.
 _TREEITEM* NewHandle() noexcept {
     static constinit std::atomic<std::intptr_t> last{0};
     return reinterpret_cast<_TREEITEM*>(last.fetch_add(1, std::memory_order_relaxed) + 1);
@@ -29,8 +29,8 @@ Item* FirstLeaf(Item* item) noexcept {
     return item;
 }
 
-/// The items of a branch that is unlinked, each behind its descendants, chained by `previous`:
-/// control destructors delete items, and must not run out of memory.
+/// The items of an unlinked branch, each behind its descendants, chained by `previous`: destructors
+/// of controls delete items, which therefore allocates nothing.
 template <class Item>
 class Branch {
 public:
@@ -50,7 +50,7 @@ public:
         }
     }
     [[nodiscard]] Item* First() const noexcept { return first_; }
-    /// Hands the first one over.
+    /// Removes the first item and hands it over; null at the end.
     std::unique_ptr<Item> Take() noexcept {
         std::unique_ptr<Item> item(first_);
         first_ = first_ != nullptr ? first_->previous : nullptr;
@@ -219,10 +219,10 @@ void ETreeViewItems::DeleteItem(_TREEITEM* item) {
     const bool losesSelection = selected_ != nullptr && IsWithin(Find(selected_), *found);
     RemovingItem(*found);
     Unlink(*found);
-    // All are unknown before the first is told of: nobody finds half a branch.
+    // All items are unknown before the first event, so that no handler finds half a branch.
     Branch<Item> branch(*found);
-    for (const Item* gone = branch.First(); gone != nullptr; gone = gone->previous) {
-        static_cast<void>(items_.extract(gone->handle).mapped().release());
+    for (const Item* below = branch.First(); below != nullptr; below = below->previous) {
+        static_cast<void>(items_.extract(below->handle).mapped().release());
     }
     if (losesSelection) {
         selected_ = nullptr;
@@ -231,9 +231,9 @@ void ETreeViewItems::DeleteItem(_TREEITEM* item) {
     if (losesSelection) {
         MovedSelection();
     }
-    while (const std::unique_ptr<Item> gone = branch.Take()) {
+    while (const std::unique_ptr<Item> deleted = branch.Take()) {
         if (events_ != nullptr) {
-            events_->OnDeleteitem(gone->handle, gone->data);
+            events_->OnDeleteitem(deleted->handle, deleted->data);
         }
     }
 }
@@ -271,7 +271,7 @@ bool ETreeViewItems::Open(Item& item) {
     if (events_ != nullptr && !events_->OnItemexpanding(handle, TreeExpand)) {
         return false;
     }
-    Item* found = Find(handle);  // whoever was asked may have deleted it
+    Item* found = Find(handle);  // the handler may have deleted it
     if (found == nullptr || found->firstChild == nullptr) {
         return false;
     }

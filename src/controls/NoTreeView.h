@@ -4,7 +4,7 @@
 
 namespace etabulon::detail {
 
-/// What a control without a window works on: has nothing, does nothing.
+/// The view of a control without a window: has no items and does nothing.
 class NoTreeView final : public ITreeView {
 public:
     void SetEvents(ITreeViewEvents*) override {}

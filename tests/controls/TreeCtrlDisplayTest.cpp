@@ -1,5 +1,6 @@
 #include "ControlFixture.h"
 #include "etabulon/controls/EDragTreeCtrl.h"
+#include "etabulon/controls/EIconImages.h"
 #include "etabulon/tree/EDataTreeAvailableAlerts.h"
 #include "etabulon/tree/EDataTreeRaisedAlerts.h"
 

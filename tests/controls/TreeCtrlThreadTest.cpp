@@ -1,5 +1,6 @@
 #include "ControlFixture.h"
-#include "etabulon/controls/EDataTreeCtrlThread.h"
+#include "controls/EDataTreeCtrlThread.h"
+#include "etabulon/controls/EDataTreeMessages.h"
 #include "etabulon/controls/EMessagePort.h"
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
 #include "etabulon/grid/ETabulonGridFiller.h"

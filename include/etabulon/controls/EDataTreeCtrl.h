@@ -1,11 +1,7 @@
 #pragma once
 
-#include "etabulon/controls/EDataTreeCtrlItems.h"
 #include "etabulon/controls/EDragTreeCtrl.h"
-#include "etabulon/controls/EIconImages.h"
-#include "etabulon/controls/fwd.h"
 #include "etabulon/cursors/CursorStatus.h"
-#include "etabulon/foundation/FAssociative.h"
 #include "etabulon/sort/ETabulonSortDesc.h"
 #include "etabulon/values/ETabulonDisplayMode.h"
 #include "etabulon/values/ETabulonTag.h"
@@ -16,24 +12,26 @@
 namespace etabulon {
 
 class EDataTree;
-class EDataTreeNode;
 class EDataTreeRaisedAlerts;
 class ETabulonCursor;
 
+namespace detail {
+struct EDataTreeCtrlParts;
+}
+
 /// Shows an EDataTree in a view: makes items for the nodes that are open to view, keeps them in
-/// step with the model, fills and refreshes it on a worker, and tells its owner.
+/// step with the model, fills and refreshes the model on a worker, and notifies its owner window.
 ///
 /// Use        build, Attach a view, Init once, Fill.
-/// Ownership  its owner's; references only count. Cursor, screen, view and alerts are not owned;
-///            cursor and screen must outlive it. Don't destroy it within one of its notifications.
-/// Threads    the screen's. It takes the cursor's lock wherever it looks at nodes: an item opened
-///            during a walk waits for the walk.
-/// Failure    a failed or cancelled fill deletes all items, a refresh leaves them; the owner is
-/// told
-///            either way. Destroyed, it cancels its run and waits for one step of it.
-class ETABULON_API EDataTreeCtrl : public EDragTreeCtrl,
-                                   public ETabulonSortDesc::INotifier,
-                                   private EMessagePort::IReceiver {
+/// Ownership  belongs to its owner; references only count. Cursor, screen, view and alerts are not
+///            owned; cursor and screen must outlive the control. Don't destroy it within one of its
+///            notifications.
+/// Threads    the screen's. The control takes the cursor's lock wherever it reads nodes: an item
+///            opened during a walk waits for the end of the walk.
+/// Failure    a failed or cancelled fill deletes all items, a failed or cancelled refresh leaves
+///            them; the control notifies its owner of both. The destructor cancels the active run
+///            and waits for one step of its walk.
+class ETABULON_API EDataTreeCtrl : public EDragTreeCtrl, public ETabulonSortDesc::INotifier {
 public:
     using DisplayMode = ETabulonDisplayMode;
     using enum ETabulonDisplayMode;
@@ -41,17 +39,18 @@ public:
     using SortKeyArray = ETabulonSortDesc::SortKeyArray;
     using SortCompareSource = ETabulonSortDesc::SortCompareSource;
 
-    /// Which nodes open by themselves in a tree of fewer than 100 leaves. The root always does.
+    /// Which nodes open by themselves in a tree of fewer than 100 leaves. The root always opens.
     enum ExpandMode : std::int32_t {
         ExpandNone = 0,
         ExpandAll = 1,
-        ExpandBranches = 2,  // those with more than one leaf below
+        ExpandBranches = 2,  // nodes with more than one leaf below them
     };
+    /// The steps of the blinking icon or text by which the control shows that it waits.
     enum eShowWaitStep : std::int32_t {
-        WaitStepNext = -1,  // as an argument: one tick on
-        WaitStepNone = 0,
+        WaitStepNext = -1,  // only as an argument: one tick on
+        WaitStepNone = 0,   // no wait is shown
         WaitStepShown = 1,
-        WaitStepHidden = 2,  // for the blink
+        WaitStepHidden = 2,  // the dark half of the blink
         WaitStepEnding = 3,  // shown; the next tick ends the wait
     };
 
@@ -60,25 +59,26 @@ public:
     ~EDataTreeCtrl() override;
 
     void AddRef() override { ++refCount_; }
-    /// Never destroys it.
+    /// Only counts: the owner destroys the control.
     std::int32_t Release() override { return --refCount_; }
 
     void Init(ETabulonCursor* cursor, const Chaine& rootName, HICON rootIcon);
-    [[nodiscard]] bool InitDone() const noexcept { return tree_ != nullptr; }
+    [[nodiscard]] bool InitDone() const noexcept;
 
-    // --- everything below requires InitDone() where it concerns the model ---
-    // A fill or refresh asked for by a thread that holds the cursor comes as a message.
+    // --- all operations below that concern the model require InitDone() ---
+    // Called by a thread that holds the cursor's lock, Fill and Refresh only post a message; the
+    // run starts when the message is delivered.
     void Fill();
     void Refresh();
     void Refresh(const ETabulonTag& tag);
     void RefreshCurrentNode() { Refresh(Selected()); }
-    /// The application has deleted the record of `tag`: its item goes at once, with the branches
-    /// that it leaves empty.
+    /// To be called when the application has deleted the record of `tag`: deletes its item at once,
+    /// with the branches that it would leave empty, and refreshes its parent.
     void RefreshDeletedNode(const ETabulonTag& tag);
 
     /// The selected item's tag, else the first item's, else the root's.
     [[nodiscard]] ETabulonTag Selected() const;
-    /// Opens the branch down to it.
+    /// Opens the branch down to the node.
     void Select(const ETabulonTag& tag);
     int SelectItem(_TREEITEM* item);
     [[nodiscard]] _TREEITEM* Get(const ETabulonTag& tag) const;
@@ -91,10 +91,10 @@ public:
     [[nodiscard]] const SortKeyArray& SortLevels() const;
     [[nodiscard]] SortCompareSource CompareSource() const;
 
-    [[nodiscard]] DisplayMode Display() const noexcept { return display_; }
+    [[nodiscard]] DisplayMode Display() const noexcept;
     void SetDisplay(DisplayMode mode, bool refresh);
-    void SetExpand(ExpandMode expand) noexcept { expand_ = expand; }
-    /// Loses every node: belongs before a fill.
+    void SetExpand(ExpandMode expand) noexcept;
+    /// Drops all nodes of the model: belongs before a fill.
     void SetRootParams(const Chaine& rootName, HICON rootIcon);
     void SetSortLevels(const SortKeyArray& keys, bool refresh);
     bool SetHideLevelFlags(unsigned level, HideFlag flag, bool refresh);
@@ -103,25 +103,23 @@ public:
     bool MoveSelectedLevelUp();
     bool MoveSelectedLevelDown();
     void SetAttachHiddenLevelsToCurrent(bool attach, bool refresh);
-    [[nodiscard]] bool AreHiddenLevelsAttachedToCurrent() const noexcept {
-        return attachHiddenLevels_;
-    }
-    void SetRefreshOnSelChange(bool refresh) noexcept { refreshOnSelChange_ = refresh; }
-    [[nodiscard]] bool RefreshOnSelChange() const noexcept { return refreshOnSelChange_; }
-    /// What an empty control says.
+    [[nodiscard]] bool AreHiddenLevelsAttachedToCurrent() const noexcept;
+    void SetRefreshOnSelChange(bool refresh) noexcept;
+    [[nodiscard]] bool RefreshOnSelChange() const noexcept;
+    /// The text that an empty control shows.
     void SetEmptyText(const Chaine& text);
-    /// Not owned; null for none. Whoever raises alerts later has the view drawn anew.
+    /// Not owned; null for none. A caller that raises alerts later must invalidate the view.
     void AttachAlerts(const EDataTreeRaisedAlerts* alerts);
 
-    /// Where the worker's messages come in. The view dispatches them.
-    [[nodiscard]] const std::shared_ptr<EMessagePort>& Port() const noexcept { return port_; }
+    /// The queue of the worker's messages. The view dispatches them.
+    [[nodiscard]] const std::shared_ptr<EMessagePort>& Port() const noexcept;
 
-    // --- what a subclass may extend. The first four tell the owner. ---
+    // --- what a subclass may extend. The first four notify the owner window. ---
     virtual void OnBrowseStart();
     virtual void OnBrowseDone();
     virtual void OnBrowseCancel();
     virtual void OnBrowseError(CursorStatus status);
-    /// The user looks at `tag` from here on.
+    /// The user has turned to the node of `tag`.
     virtual void OnConsultNode(const ETabulonTag& /*tag*/) {}
 
     // --- events of the view and of the sort description ---
@@ -142,105 +140,14 @@ public:
 
 protected:
     /// The model; null until Init. Its nodes belong to the holder of the cursor's lock.
-    [[nodiscard]] EDataTree* Tree() const noexcept { return tree_.get(); }
+    [[nodiscard]] EDataTree* Tree() const noexcept;
     void OnAttached() override;
     void OnDetaching() override;
     void OnDetached() override;
 
 private:
-    class Section;   // the cursor's lock, held by this control
-    class TreeCall;  // a call into the tree, which takes the cursor itself
-    class Redraw;    // redraw off from the first change on
-    class RedrawOff;
-    class Updating;
-    class Following;  // the selection, through a sync
-
-    // EDataTreeCtrl.cpp
-    [[nodiscard]] bool IsBusy() const;
-    void BeginRun();
-    [[nodiscard]] bool Postpone(std::uint32_t message, const ETabulonTag& tag);
-    void RestoreHiddenLevelsPosition();
-    [[nodiscard]] unsigned GetDepth(_TREEITEM* item) const;
-    [[nodiscard]] bool IsAlone(_TREEITEM* item) const;
-    [[nodiscard]] bool IsWithin(_TREEITEM* item, _TREEITEM* branch) const;
-    [[nodiscard]] ETabulonTag AboveOf(const ETabulonTag& tag) const;
-    void StartAutoRefreshTimer();
-    void OpenAbove(const ETabulonTag& tag);
-    void SelectAgain(const ETabulonTag& tag);
-    void Show(_TREEITEM* item);
-
-    // EDataTreeCtrlSync.cpp
-    void ReSync();
-    void ReSync(const ETabulonTag& tag);
-    bool ReSync(const ETabulonTag& tag, bool redrawOff);
-    [[nodiscard]] EDataTreeNode* NodeToSync(const ETabulonTag& tag) const;
-    [[nodiscard]] _TREEITEM* ItemOf(const EDataTreeNode& node) const;
-    void SyncRootItem(Redraw& redraw);
-    void DeleteStrangers(const EDataTreeNode& node, _TREEITEM* item, Redraw& redraw);
-    void SyncChildren(EDataTreeNode& node, _TREEITEM* item, Redraw& redraw);
-    void SyncItem(EDataTreeNode& node, _TREEITEM* item, const ETabulonTag& tag, Redraw& redraw);
-    _TREEITEM* InsertItem(EDataTreeNode& node, _TREEITEM* parent, _TREEITEM* after);
-    [[nodiscard]] bool OpensByItself(const EDataTreeNode& node) const;
-    [[nodiscard]] Chaine TipOf(const ETabulonTag& tag, unsigned position) const;
-    [[nodiscard]] Chaine DisplayName(const ETabulonValue& value) const;
-    [[nodiscard]] Chaine DisplayName(const EDataTreeNode& node) const;
-    [[nodiscard]] const EDataTreeItemData* DataOf(_TREEITEM* item) const;
-    void Delete(const ETabulonTag& tag);
-    void DropItem(_TREEITEM* item);
-    void DeleteItem(_TREEITEM* item);
-    void SelectHeir(_TREEITEM* next, _TREEITEM* item);
-    void DeleteAllItems();
-
-    // EDataTreeCtrlLevels.cpp
-    bool MoveSortLevel(unsigned from, unsigned to, bool resync);
-    void ShowNewOrder(const ETabulonTag& selected);
-    bool AfterHideChange(bool changed, bool refresh);
-
-    // EDataTreeCtrlMessages.cpp
-    void OnMessage(EMessage& message) override;
-    void OnStartMessage(EMessage& message);
-    void OnFillDone(EMessage& message);
-    void OnRefreshDone(EMessage& message);
-    void OnFillCancel(EMessage& message);
-    void OnRefreshCancel(EMessage& message);
-    void OnFillError(EMessage& message);
-    void OnRefreshError(EMessage& message);
-    void OnAskFill(EMessage& message);
-    void OnAskRefresh(EMessage& message);
-
-    // EDataTreeCtrlDisplay.cpp
-    void SetWndCursor(HCURSOR cursor);
-    void StartWait();
-    void StopWait();
-    void UpdateWait(eShowWaitStep step);
-    void SetRootImage(HICON icon);
-    [[nodiscard]] HFONT FontFor(const ELogFont& font);
-
     std::int32_t refCount_ = 1;
-    IScreen& screen_;
-    std::shared_ptr<EMessagePort> port_;
-    std::unique_ptr<EDataTree> tree_;
-    EDataTreeCtrlItems items_;
-    ETabulonTag lastTag_;
-    unsigned autoRefreshTimer_ = 0;
-    bool refreshOnSelChange_ = true;
-    bool inUpdate_ = false;
-    Following* following_ = nullptr;  // of the outermost sync that runs
-    bool attachHiddenLevels_ = false;
-    EIconImages images_;
-    const EDataTreeRaisedAlerts* alerts_ = nullptr;  // not owned
-    FAssociative<ELogFont, HFONT> fonts_;            // owned
-    Chaine emptyText_;
-    DisplayMode display_ = DisplayText;
-    ExpandMode expand_ = ExpandBranches;
-    std::unique_ptr<EDataTreeCtrlThread> thread_;
-    HCURSOR normalCursor_;
-    HCURSOR busyCursor_;
-    HCURSOR waitCursor_;
-    HICON waitIcon_;
-    eShowWaitStep waitStep_ = WaitStepNone;
-    unsigned waitTimer_ = 0;
-    unsigned sortLocks_ = 0;  // locks taken for sort changes that are still to be answered
+    std::unique_ptr<detail::EDataTreeCtrlParts> parts_;
 };
 
 }  // namespace etabulon

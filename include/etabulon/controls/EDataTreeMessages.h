@@ -4,24 +4,25 @@
 
 namespace etabulon {
 
-/// What a tree's worker tells its control, by number.
+/// The messages of a tree's worker to its control, by number.
 enum EDataTreeMessage : std::uint32_t {
-    MsgBrowseStart = 1125,    // sent, with the tag asked for
-    MsgFillDone = 1126,       // posted, as all that follow
-    MsgRefreshDone = 1127,    // with the tag asked for
-    MsgFillCancel = 1226,     //
+    MsgBrowseStart = 1125,  // sent, with the requested tag
+    MsgFillDone = 1126,     // posted, as all that follow
+    MsgRefreshDone = 1127,  // with the requested tag
+    MsgFillCancel = 1226,
     MsgRefreshCancel = 1227,  // without the tag
     MsgFillError = 1326,      // wParam: the CursorStatus
     MsgRefreshError = 1327,   // wParam: the CursorStatus; without the tag
 };
 
-/// What a tree control tells itself: a run asked for where it couldn't be started.
+/// The messages of a tree control to itself: a run that was requested on a thread that holds the
+/// cursor's lock, where no run can start.
 enum EDataTreeRequest : std::uint32_t {
     AskFill = 1101,
     AskRefresh = 1102,  // with the tag
 };
 
-/// What a tree control tells its owner window.
+/// The notifications of a tree control to its owner window.
 enum EDataTreeNotification : std::uint32_t {
     NotifyBrowseStart = 1569,
     NotifyBrowseDone = 1570,

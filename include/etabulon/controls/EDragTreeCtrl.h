@@ -4,11 +4,11 @@
 
 namespace etabulon {
 
-/// A control over a tree view whose items can be dragged: the view raises events, the control
-/// answers them by its handlers.
+/// A control over a tree view whose items can be dragged: the view raises events, the handlers of
+/// the control answer them.
 ///
-/// Ownership  neither owns the other, and either may go first. A derived class that keeps something
-///            in its items calls Detach in its destructor, while it can still be told of them.
+/// Ownership  neither owns the other, and either may be destroyed first. A derived class that owns
+///            item data calls Detach in its destructor, while its OnDeleteitem can still be called.
 /// Threads    the screen's.
 class ETABULON_API EDragTreeCtrl : public ITreeViewEvents {
 public:
@@ -19,13 +19,13 @@ public:
     EDragTreeCtrl& operator=(const EDragTreeCtrl&) = delete;
     ~EDragTreeCtrl() override;
 
-    /// The control's window from here on; one that it had is detached.
+    /// Makes `view` the control's window; a former one is detached first. Null for none.
     void Attach(ITreeView* view);
-    /// Deletes the items and leaves the view.
+    /// Deletes the items and lets go of the view.
     void Detach();
-    /// The window exists.
+    /// The control has a window.
     [[nodiscard]] bool HasView() const noexcept { return view_ != nullptr; }
-    /// One that does nothing where there is none.
+    /// The attached view, otherwise one that has no items and does nothing.
     [[nodiscard]] ITreeView& View() const noexcept;
 
     void OnSelchanged() override {}
@@ -43,15 +43,15 @@ public:
     void OnViewDestroyed() override;
 
 protected:
-    /// There is a window, without items.
+    /// The control has just got its window, which has no items.
     virtual void OnAttached() {}
-    /// The window is about to be left; its items are still there.
+    /// The control is about to let go of its window, which still has its items.
     virtual void OnDetaching() {}
-    /// There is no window any more, and no item.
+    /// The control has lost its window, and all items.
     virtual void OnDetached() {}
 
 private:
-    ITreeView* view_ = nullptr;  // not owned; null: the window doesn't exist
+    ITreeView* view_ = nullptr;  // not owned; null while there is no window
 };
 
 }  // namespace etabulon

@@ -7,7 +7,7 @@
 
 namespace etabulon {
 
-/// A control's image list and the places of the icons in it. Icons are never taken out.
+/// A control's image list, and the index of each icon in it. Icons are never removed.
 class ETABULON_API EIconImages {
 public:
     EIconImages(IScreen& screen, unsigned flags)
@@ -15,7 +15,7 @@ public:
                                     screen.Measure(IScreen::MetricSmallIconHeight), flags,
                                     /*initial=*/1, /*growth=*/1)) {}
 
-    /// The index of the icon's image, added if it is new; -1 for none.
+    /// The index of the icon's image, which a new icon gets first; -1 for null.
     [[nodiscard]] int IndexOf(HICON icon) {
         if (icon == nullptr) {
             return -1;

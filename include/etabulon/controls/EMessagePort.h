@@ -12,8 +12,7 @@
 
 namespace etabulon {
 
-/// A message on its way to a control. It owns its tag: a message that is never delivered takes the
-/// tag with it.
+/// A message on its way to a control. It owns its tag, so that a dropped message leaks nothing.
 struct EMessage {
     std::uint32_t number = 0;
     std::intptr_t wParam = 0;
@@ -26,9 +25,9 @@ struct EMessage {
 ///            run that outlives its control posts into a closed port.
 /// Threads    Post from any thread. All else on the screen's thread.
 /// Order      posted messages arrive in the order of posting. A sent one overtakes them.
-/// Failure    std::bad_alloc from Post, and whatever the waker throws: in either case nothing is
-///            queued. A message with room of its own is queued whatever happens. After Close, a
-///            message dies unheard.
+/// Failure    Post throws std::bad_alloc, or what the waker throws; in both cases it queues
+/// nothing.
+///            A reserved message is always queued. A closed port drops all messages.
 class ETABULON_API EMessagePort {
 public:
     class ETABULON_API IReceiver {
@@ -37,9 +36,10 @@ public:
         /// May move the tag out. May close the port, and even destroy the receiver.
         virtual void OnMessage(EMessage& message) = 0;
     };
-    /// Asks the screen's thread to call Dispatch once, soon. Called once for each posted message,
-    /// by the thread that posts and under the port's mutex: it must return at once and not come
-    /// back to the port. If it throws it is called again, where the message stays.
+    /// Asks the screen's thread to call Dispatch once, soon. The port calls it once for each posted
+    /// message, on the posting thread and under the port's mutex: it must return at once and not
+    /// call the port. After a waker that threw, the port calls it again for each message that is
+    /// still queued.
     using Waker = std::function<void()>;
 
     /// The receiver is not owned, and must close the port before it goes.
@@ -47,26 +47,26 @@ public:
     EMessagePort(const EMessagePort&) = delete;
     EMessagePort& operator=(const EMessagePort&) = delete;
 
-    /// Wakes at once for each message that waits already. An empty one wakes nobody.
+    /// Calls the waker at once for each queued message. An empty waker is never called.
     void SetWaker(Waker waker);
 
     void Post(EMessage message);
-    /// Sees to it that there is room for that many messages of PostReserved.
+    /// Allocates what is missing for `count` messages of PostReserved.
     void Reserve(std::size_t count);
-    /// Needs no memory and throws nothing as long as there is room.
+    /// Allocates only if no reserved message is left; otherwise throws nothing.
     void PostReserved(EMessage message);
-    /// Wakes for messages whose waker has thrown. So does each post.
+    /// Calls the waker for messages whose waker has thrown. Each post does so too.
     void WakeAgain();
-    /// The receiver has answered when this returns.
+    /// Returns when the receiver has answered.
     void Send(EMessage message);
-    /// Delivers the oldest message, outside the mutex. Returns false if none waited.
+    /// Delivers the oldest message, outside the mutex. Returns false if the queue was empty.
     bool Dispatch();
-    /// Drops what waits, the waker and the receiver. No call of the waker is under way when this
-    /// returns.
+    /// Drops the queued messages, the waker and the receiver. No call of the waker is active when
+    /// Close returns.
     void Close();
 
     [[nodiscard]] bool IsClosed() const;
-    /// The messages that wait.
+    /// The number of queued messages.
     [[nodiscard]] std::size_t Size() const;
 
 private:
@@ -77,8 +77,8 @@ private:
     IReceiver* receiver_;  // null once closed
     Waker waker_;
     std::list<EMessage> queue_;
-    std::list<EMessage> room_;  // empty messages
-    std::size_t unwoken_ = 0;   // messages that nobody was woken for
+    std::list<EMessage> reserved_;  // empty messages
+    std::size_t unwoken_ = 0;       // queued messages that the waker wasn't called for
 };
 
 }  // namespace etabulon

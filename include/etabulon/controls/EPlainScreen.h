@@ -4,9 +4,9 @@
 
 namespace etabulon {
 
-/// A screen without pictures, fonts or pointer: the numbers of image lists count, texts come from
-/// the string table, all else is null or a usual measure. A front end that has little derives from
-/// it.
+/// A screen without pictures, fonts or a visible pointer: image lists only count their images,
+/// texts come from the string table, all else is null or a usual measure. A front end with few
+/// means derives from it.
 class ETABULON_API EPlainScreen : public IScreen {
 public:
     void SetPointer(HCURSOR cursor) override { pointer_ = cursor; }

@@ -8,19 +8,19 @@
 
 namespace etabulon {
 
-/// An item of a tree view: a number in the shape of a pointer, never looked into, never reused.
+/// An item of a tree view: a number in the shape of a pointer, never dereferenced, never reused.
 struct _TREEITEM;
-/// A font of the platform; never looked into.
+/// A font of the platform; never dereferenced.
 struct _FONT;
 using HFONT = _FONT*;
-/// Pointers are handles like icons, and are given back by DestroyIcon too.
+/// Mouse pointers are handles like icons, and DestroyIcon destroys them too.
 using HCURSOR = HICON;
 
 /// 0x00BBGGRR, as in alerts.
 using EColour = std::uint32_t;
 inline constexpr EColour kDefaultColour = 0xFFFFFFFF;
 
-/// In pixels of the screen, or whatever a front end draws in.
+/// In pixels of the screen, or in the unit that a front end draws in.
 struct EPoint {
     int x = 0;
     int y = 0;
@@ -36,8 +36,8 @@ struct ERect {
     }
 };
 
-/// What a font looks like, in the sixty bytes of the platform. Two are equal as memory, so that
-/// everything behind the end of the face name counts too: build it zeroed.
+/// What a font looks like, in the sixty bytes of the platform. Two are compared as memory, with all
+/// bytes behind the end of the face name: build them zeroed.
 struct ELogFont {
     static constexpr std::int32_t kNormal = 400;
     static constexpr std::int32_t kBold = 700;

@@ -12,17 +12,17 @@ namespace etabulon {
 
 class ETabulonLevels;
 
-/// Shows the levels that a tree shows as one chain, each the only child of the one before, and lets
-/// the user change their order by moves and by dragging.
+/// Shows the visible levels of a tree as one chain, each level the only child of the level before
+/// it, and lets the user change their order by moves and by dragging.
 ///
-/// Use        build, Attach a view; then one of Init, AttachSortDesc and AttachDataTreeCtrl. Fill
-///            after Init, and where the view comes last.
-/// Ownership  its owner's; references only count. Holds a reference to its sort description.
-/// Screen,
-///            view and the description's levels are not owned; screen and levels must outlive it,
-///            a tree control needn't. Don't destroy it within a notification of its description.
-/// Threads    the screen's. On a tree control's description a move cancels the walk that is under
-///            way, and waits for it to end.
+/// Use        build, Attach a view; then one of Init, AttachSortDesc and AttachDataTreeCtrl. Call
+///            Fill after Init, and after Attach if the view comes last.
+/// Ownership  belongs to its owner; references only count. Holds a reference to its sort
+///            description. Screen, view and the description's levels are not owned; screen and
+///            levels must outlive it, a tree control needn't. Don't destroy it within a
+///            notification of its description.
+/// Threads    the screen's. On a tree control's description a move cancels the running walk, and
+///            waits for its end.
 /// Failure    none: without a view, a description or visible levels nothing is shown or moved.
 class ETABULON_API ETabulonSelectLevelCtrl : public EDragTreeCtrl,
                                              public ETabulonSortDesc::INotifier {
@@ -32,22 +32,22 @@ public:
     ~ETabulonSelectLevelCtrl() override;
 
     void AddRef() override { ++refCount_; }
-    /// Never destroys it.
+    /// Only counts: the owner destroys the control.
     std::int32_t Release() override { return --refCount_; }
 
-    /// Works on a new description of these levels from here on. Fill is the caller's.
+    /// Works on a new description of these levels. The caller calls Fill.
     void Init(const ETabulonLevels* levels);
-    /// Works on the tree's description from here on: each move fills the tree again. Null does
-    /// nothing. Requires InitDone() of it.
+    /// Works on the tree control's description: each move fills the tree again. Null does nothing.
+    /// Requires InitDone() of the tree control.
     void AttachDataTreeCtrl(EDataTreeCtrl* ctrl);
-    /// Works on that description from here on, and shows it. Adds a reference. Null for none.
+    /// Works on that description, to which it adds a reference, and shows it. Null for none.
     void AttachSortDesc(ETabulonSortDesc* sortDesc);
-    /// Null until there is one. Not owned by the caller.
+    /// Null before the first. Not owned by the caller.
     [[nodiscard]] ETabulonSortDesc* SortDesc() const noexcept { return sortDesc_.Get(); }
 
     /// Nothing is selected afterwards.
     void Fill();
-    /// The selected level changes places with its neighbour. Returns whether one is selected that
+    /// Exchanges the selected level with its neighbour. Returns whether a level is selected that
     /// has such a neighbour.
     bool MoveSelectedLevelUp();
     bool MoveSelectedLevelDown();

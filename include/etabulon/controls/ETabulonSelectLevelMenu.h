@@ -12,15 +12,15 @@
 
 namespace etabulon {
 
-/// Offers each order of the first levels, three of them at most, as an entry of a popup menu that
-/// shows the resulting chain.
+/// Offers each order of the first levels, at most three, as an entry of a popup menu that shows the
+/// resulting chain.
 ///
-/// Use        build, Init once, TrackPopupMenu, and if that returned a command LastSelected. What
-///            becomes of the order is the caller's: the description given is left alone.
-/// Ownership  its owner's. The factory isn't owned; it, its screen and the description's levels
-///            must outlive this. Don't destroy it while it is shown.
+/// Use        build, Init once, TrackPopupMenu, and if that returned a command, LastSelected. The
+///            caller applies the order: the menu works on a copy of the description.
+/// Ownership  belongs to its owner. The factory isn't owned; factory, screen and the description's
+///            levels must outlive the menu. Don't destroy it while it is shown.
 /// Threads    the screen's.
-/// Cost       an entry is built and painted anew whenever it is drawn; there are six at most.
+/// Cost       each drawing of an entry fills and prints its chain; there are at most six entries.
 class ETABULON_API ETabulonSelectLevelMenu : private IPopupMenuEvents {
 public:
     using SortKeyArray = ETabulonSortDesc::SortKeyArray;
@@ -30,12 +30,12 @@ public:
     ETabulonSelectLevelMenu& operator=(const ETabulonSelectLevelMenu&) = delete;
     ~ETabulonSelectLevelMenu() override;
 
-    /// Requires a level that HideInTree doesn't hide.
+    /// Requires at least one level that HideInTree doesn't hide.
     void Init(const ETabulonSortDesc* sortDesc);
-    /// Shows it at a point of the screen until the user has chosen, beside `rect` if there is one.
-    /// Returns the command, 0 for none. Requires Init.
+    /// Shows the menu at a point of the screen, beside `rect` if it isn't null, until the user has
+    /// chosen. Returns the command, 0 for none. Requires Init.
     int TrackPopupMenu(unsigned flags, int x, int y, ITreeView* window, const ERect* rect);
-    /// Requires that the last TrackPopupMenu returned a command. Good as long as this is.
+    /// Requires that the last TrackPopupMenu returned a command. Valid as long as the menu.
     [[nodiscard]] const SortKeyArray& LastSelected() const;
 
 protected:
@@ -49,12 +49,12 @@ private:
 
     IViewFactory& factory_;
     ERef<ETabulonSortDesc> sortDesc_;  // a copy; the preview is its only listener
-    unsigned levelCount_ = 0;          // that change places
+    unsigned levelCount_ = 0;          // of the levels whose order varies
     std::unique_ptr<ITreeView> window_;
     ETabulonSelectLevelCtrl preview_;  // in window_
     PTableau<SortKeyArray> arrangements_;
     std::int32_t lastSelected_ = 0;
-    std::unique_ptr<IPopupMenu> menu_;  // goes first: it draws by this
+    std::unique_ptr<IPopupMenu> menu_;  // destroyed first: it calls DrawItem
 };
 
 }  // namespace etabulon

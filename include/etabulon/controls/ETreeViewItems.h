@@ -9,8 +9,9 @@ namespace etabulon {
 
 /// All of a tree view that concerns items, for views that draw and scroll by their own means.
 ///
-/// Cost       each step from an item to its neighbours, and each handle, is one lookup in a table.
-/// Ownership  a derived class calls Close in its destructor, while it can still be told of items.
+/// Cost       each step from an item to its neighbours is one lookup of its handle in a hash table.
+/// Ownership  a derived class calls Close in its destructor, while its own overrides can still be
+///            called.
 class ETABULON_API ETreeViewItems : public ITreeView {
 public:
     ETreeViewItems();
@@ -39,9 +40,9 @@ public:
     void DeleteItem(_TREEITEM* item) override;
     [[nodiscard]] _TREEITEM* SelectedItem() const override { return selected_; }
     bool SelectItem(_TREEITEM* item) override;
-    /// Closing over the selected item selects the one that is closed.
+    /// Closing an item above the selected one selects the closed item.
     bool Expand(_TREEITEM* item, ETreeExpand action) override;
-    /// Opens the ancestors; scrolling is the derived class's.
+    /// Opens the ancestors; a derived class scrolls.
     void EnsureVisible(_TREEITEM* item) override;
 
 protected:
@@ -62,14 +63,15 @@ protected:
         [[nodiscard]] bool IsOpen() const noexcept { return (state & StateExpanded) != 0; }
     };
 
-    /// Null for a handle that is null or isn't known.
+    /// Null for a null or unknown handle.
     [[nodiscard]] Item* Find(_TREEITEM* item) const;
     [[nodiscard]] const Item& Top() const noexcept { return top_; }
     [[nodiscard]] ITreeViewEvents* Events() const noexcept { return events_; }
-    /// Deletes all items, then says good-bye.
+    /// Deletes all items, then calls OnViewDestroyed.
     void Close();
 
-    // What a picture of the items must follow. Each pair stands around one change.
+    // For views that mirror the items, such as in lines on a screen. Each pair of -ing and -ed is
+    // called before and after one change.
     virtual void InsertingItem(const Item& /*parent*/, const Item* /*previous*/) {}
     virtual void InsertedItem(const Item& /*item*/) {}
     virtual void ChangedItem(const Item& /*item*/) {}

@@ -8,8 +8,8 @@
 
 namespace etabulon {
 
-/// The pictures of a view's items, by index. Owned by whoever had it made; a view only borrows it,
-/// until it is attached another.
+/// The pictures of a view's items, by index. Owned by the caller of NewImageList; a view borrows it
+/// until AttachImages replaces it.
 class ETABULON_API IImageList {
 public:
     virtual ~IImageList() = default;
@@ -19,11 +19,11 @@ public:
 
 /// What a window system offers beside windows: pointer, pictures, fonts, colours, texts.
 ///
-/// Ownership  not owned by what uses it; outlives every control.
+/// Ownership  not owned by the controls; must outlive every control.
 /// Threads    the screen's.
 class ETABULON_API IScreen {
 public:
-    /// By the platform's numbers.
+    /// In the platform's numbers.
     enum SystemCursor : unsigned {
         CursorArrow = 32512,
         CursorWait = 32514,
@@ -55,27 +55,27 @@ public:
     [[nodiscard]] virtual HCURSOR Pointer() const = 0;
     [[nodiscard]] virtual EPoint PointerPosition() const = 0;
     [[nodiscard]] virtual HCURSOR LoadCursor(SystemCursor cursor) = 0;
-    /// The wait cursor of the whole application, from a Begin to its End; they nest.
+    /// The wait cursor of the whole application, from a Begin to its End; the pairs nest.
     virtual void BeginWaitCursor() = 0;
     virtual void EndWaitCursor() = 0;
 
-    /// A new icon of the library's, for the caller to destroy; may be null.
+    /// Loads an icon of the library; null if there is none. The caller destroys it.
     [[nodiscard]] virtual HICON LoadIcon(unsigned iconID, int width, int height) = 0;
     [[nodiscard]] virtual std::unique_ptr<IImageList> NewImageList(int width, int height,
                                                                    unsigned flags, int initial,
                                                                    int growth) = 0;
     [[nodiscard]] virtual EColour Colour(SystemColour which) const = 0;
     [[nodiscard]] virtual int Measure(Metric which) const = 0;
-    /// In milliseconds; what blinks follows it.
+    /// In milliseconds; the period of all blinking.
     [[nodiscard]] virtual unsigned CaretBlinkTime() const = 0;
-    /// A new font for the caller to delete; null where it can't be made.
+    /// Null if the font can't be made. The caller deletes it.
     [[nodiscard]] virtual HFONT NewFont(const ELogFont& font) = 0;
     virtual void DeleteFont(HFONT font) = 0;
     [[nodiscard]] virtual Chaine String(unsigned stringID) const = 0;
 
-    /// The screen of controls that are given none: the one installed, else one that shows nothing.
+    /// The screen of controls built without one: the installed screen, otherwise an EPlainScreen.
     [[nodiscard]] static IScreen& Installed() noexcept;
-    /// Null takes it away. Belongs before the first control.
+    /// Null removes the installed screen. To be called before the first control is built.
     static void Install(IScreen* screen) noexcept;
 };
 

@@ -8,7 +8,7 @@
 
 namespace etabulon {
 
-/// What is asked of an item, in the platform's numbers.
+/// What an item is to do, in the platform's numbers.
 enum ETreeExpand : std::uint32_t {
     TreeCollapse = 1,
     TreeExpand = 2,
@@ -16,7 +16,7 @@ enum ETreeExpand : std::uint32_t {
     TreeCollapseReset = 0x8000,
 };
 
-/// A dragged item and the item that it is over or was dropped on.
+/// A dragged item, and the item that it is held over or was dropped on.
 struct EDropData {
     _TREEITEM* dragged = nullptr;
     _TREEITEM* target = nullptr;
@@ -31,10 +31,11 @@ struct ETreeDraw {
     _TREEITEM* item = nullptr;
     std::intptr_t itemData = 0;
     EColour textColour = 0;
-    IDrawSurface* surface = nullptr;  // requires one where items are drawn
+    IDrawSurface* surface = nullptr;  // not null where items are drawn
 };
 
-/// What a tree view tells the control that is attached to it, on the screen's thread.
+/// The events of a tree view, handled by the control that is attached to it, on the screen's
+/// thread.
 class ETABULON_API ITreeViewEvents {
 public:
     enum SizeType : unsigned { SizeRestored = 0, SizeMinimised = 1, SizeMaximised = 2 };
@@ -43,27 +44,29 @@ public:
 
     /// Another item is selected, or none.
     virtual void OnSelchanged() = 0;
-    /// Returns whether it may be done.
+    /// Returns whether the item may do so.
     [[nodiscard]] virtual bool OnItemexpanding(_TREEITEM* item, ETreeExpand action) = 0;
-    /// The item goes, after its descendants. It can't be asked anything but its data any more.
+    /// The item is being deleted, after its descendants. The handler uses `itemData`, and asks the
+    /// view nothing about the item.
     virtual void OnDeleteitem(_TREEITEM* item, std::intptr_t itemData) = 0;
     virtual void OnTimer(unsigned timerID) = 0;
     /// Returns a sum of ETreeDraw::Answer.
     [[nodiscard]] virtual std::uint32_t OnCustomdraw(ETreeDraw& draw) = 0;
-    /// Writes the tip into `buffer`, terminated and cut to its size; leaves it alone without a tip.
+    /// Writes the tip into `buffer`, terminated and cut to its size; without a tip it writes
+    /// nothing.
     virtual void OnGetinfotip(_TREEITEM* item, std::span<char> buffer) = 0;
-    /// Returns whether the background was drawn; if not, the view does it.
+    /// Returns whether the handler drew the background; otherwise the view does.
     [[nodiscard]] virtual bool OnEraseBkgnd(IDrawSurface& surface) = 0;
-    /// The pointer is over the view. Returns whether it was set.
+    /// The pointer is over the view. Returns whether the handler set it.
     [[nodiscard]] virtual bool OnSetCursor() = 0;
     virtual void OnSize(unsigned sizeType, int width, int height) = 0;
 
-    // The drag loop is the view's: it asks, and moves nothing itself.
+    // The view runs the drag loop: it asks the handlers, and moves no item itself.
     [[nodiscard]] virtual bool CanBeginDrag(_TREEITEM* item) = 0;
     [[nodiscard]] virtual bool CanDrop(const EDropData* data) const = 0;
     virtual void OnDrop(const EDropData* data) = 0;
 
-    /// The view goes, its items are gone; it can't be asked anything any more.
+    /// The view is being destroyed, and its items are gone; it must not be called again.
     virtual void OnViewDestroyed() = 0;
 };
 

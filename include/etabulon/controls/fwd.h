@@ -3,7 +3,6 @@
 namespace etabulon {
 
 class EDataTreeCtrl;
-class EDataTreeCtrlThread;
 class EDragTreeCtrl;
 class EMessagePort;
 struct EMessage;

@@ -1,20 +1,20 @@
 #pragma once
 
-#include "etabulon/controls/fwd.h"
+#include "etabulon/controls/EMessagePort.h"
 #include "etabulon/tree/EDataTreeThread.h"
 
 #include <memory>
 
 namespace etabulon {
 
-/// The thread object of a tree control: turns reports into messages of its port, numbered as
-/// EDataTreeMessage tells.
+/// The thread object of a tree control: turns the worker's reports into messages of the control's
+/// port, with the numbers of EDataTreeMessage.
 ///
-/// Ownership  shares the port with the control. Destroyed by the control after it has closed the
-///            port: the run that is out is cancelled and waited for, for one step of its walk, and
-///            nobody hears its end.
+/// Ownership  shares the port with the control, which closes the port before it destroys this
+///            object. The destructor cancels the running run and waits for one step of its walk;
+///            the run's last message is dropped.
 /// Threads    as EDataTreeThread; the start is sent on the starter's thread, the rest is posted.
-/// Failure    without memory for the tag of a message it comes without one.
+/// Failure    without memory for its tag a message comes without the tag.
 class ETABULON_API EDataTreeCtrlThread : public EDataTreeThread {
 public:
     EDataTreeCtrlThread(EDataTree* tree, std::shared_ptr<EMessagePort> port);
