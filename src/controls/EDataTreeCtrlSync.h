@@ -2,10 +2,6 @@
 
 #include "controls/EDataTreeCtrlPart.h"
 
-namespace etabulon {
-class EDataTreeNode;
-}
-
 namespace etabulon::detail {
 
 /// Keeps the items of a tree control in step with the model, under the cursor's lock: inserts,

@@ -12,6 +12,7 @@
 namespace etabulon {
 
 class EDataTree;
+class EDataTreeNode;
 class EDataTreeRaisedAlerts;
 class ETabulonCursor;
 
