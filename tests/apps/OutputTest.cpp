@@ -210,7 +210,8 @@ TEST(InterruptedSave, SaysThatNothingWasSavedWhicheverSignalEndsIt) {
         }
         run.Finish();
         EXPECT_EQ(run.err, "etabulon: cancelled: nothing was saved\n");
-        EXPECT_EQ(run.status, 128 + second);
+        // Between two writes of the script the first signal ends it.
+        EXPECT_TRUE(run.status == 128 + second || run.status == 128 + SIGINT) << run.status;
     }
 }
 
