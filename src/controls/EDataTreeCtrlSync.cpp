@@ -76,7 +76,7 @@ public:
     Redraw(ITreeView& view, bool isOff) noexcept : view_(view), isOff_(isOff) {}
     void Off() {
         if (!isOff_) {
-            view_.SetRedraw(false);
+            view_.SetRedraw(/*on=*/false);
             isOff_ = true;
         }
     }
@@ -101,10 +101,10 @@ void EDataTreeCtrlSync::ReSync(const ETabulonTag& tag) {
         Following following(*this);
         try {
             if (ReSync(tag, /*redrawOff=*/false)) {
-                View().SetRedraw(true);
+                View().SetRedraw(/*on=*/true);
             }
         } catch (...) {
-            View().SetRedraw(true);
+            View().SetRedraw(/*on=*/true);
             throw;
         }
         following.End();

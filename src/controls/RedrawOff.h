@@ -8,8 +8,8 @@ namespace etabulon::detail {
 /// did so before.
 class [[nodiscard]] RedrawOff {
 public:
-    explicit RedrawOff(ITreeView& view) : view_(view) { view_.SetRedraw(false); }
-    ~RedrawOff() { view_.SetRedraw(true); }
+    explicit RedrawOff(ITreeView& view) : view_(view) { view_.SetRedraw(/*on=*/false); }
+    ~RedrawOff() { view_.SetRedraw(/*on=*/true); }
     RedrawOff(const RedrawOff&) = delete;
     RedrawOff& operator=(const RedrawOff&) = delete;
 
