@@ -215,7 +215,7 @@ EVariant Day(std::int32_t yyyymmdd) {
     return day;
 }
 
-/// What is told as written is what was set.
+/// A write that succeeds has stored the values that were set.
 class SqliteStored : public SqliteTest {
 protected:
     SqliteStored() { MoveToMemory(); }

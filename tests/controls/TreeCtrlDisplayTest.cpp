@@ -352,7 +352,7 @@ TEST_F(TreeViewItems, AskBeforeTheyOpenAndRememberThatTheyDid) {
     EXPECT_EQ(state(), 0U);
     listener.accepts = true;
     EXPECT_TRUE(view.Expand(one, TreeToggle));
-    EXPECT_TRUE(view.Expand(one, TreeExpand));  // it is: nobody is asked
+    EXPECT_TRUE(view.Expand(one, TreeExpand));  // already expanded: no event
     EXPECT_EQ(state(), 0x60U);
     view.SelectItem(two);
     EXPECT_TRUE(view.Expand(one, TreeToggle));
@@ -415,7 +415,7 @@ TEST_F(TreeViewItems, RingTheirTimersInTheOrderOfTime) {
     static_cast<void>(other.SetTimer(3, 120));
     screen.Advance(250);
     EXPECT_EQ(clock.log, "1312");
-    static_cast<void>(other.SetTimer(1, 100));  // begins anew
+    static_cast<void>(other.SetTimer(1, 100));  // restarts the timer
     screen.Advance(99);
     EXPECT_EQ(clock.log, "1312");
     screen.Advance(1);

@@ -324,7 +324,7 @@ TEST(CursorThatGoes, ReleasesItsListeners) {
 
 TEST(CursorLock, InTryModeBlocksUntilItIsFree) {
     ScriptCursor cursor{{"city"}, {}};
-    std::string order;  // written by whoever holds the lock
+    std::string order;  // guarded by the lock of the cursor
     ASSERT_TRUE(cursor.CursorLock(true));
     std::thread other([&] {
         EXPECT_TRUE(cursor.CursorLock(/*wait=*/false));

@@ -202,7 +202,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(GridMode, SeveralVariablesOfOneFunctionAreVarFuncs) {
     const GridSetup setup{0};
     EXPECT_EQ(setup.Describe({}, 2, kTwoVars)->AxesMode(), Grid::IntrinsicVarFuncs);
-    // Variables are told apart without regard to case, functions by their own codes.
+    // Variables compare without regard to case, functions by their own codes.
     EXPECT_EQ(setup.Describe({}, 2, {{"SUM", "B"}, {"sum", "B"}})->AxesMode(), Grid::IntrinsicNone);
     EXPECT_EQ(setup.Describe({}, 2, {{"SUM", "Bx"}, {"SUM", "BX"}})->AxesMode(),
               Grid::IntrinsicNone);
