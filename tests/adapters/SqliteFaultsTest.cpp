@@ -115,13 +115,18 @@ TEST_F(SqliteFaults, ADamagedPageEndsTheListOfKeysOfASave) {
     Run("PRAGMA page_size=512; CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT);"
         "WITH RECURSIVE s(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM s WHERE i<300)"
         " INSERT INTO t SELECT i, 'text number '||i FROM s");
-    std::string bytes = Bytes(path);
-    bytes.replace(bytes.size() - 512 + 8, 2, "\x7F\xFF");  // where the last page's first cell is
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-    OpenTable("t");
-    table->BeginDelete();
-    EXPECT_NE(Walk("id").find('!'), std::string::npos);
-    table->EndDelete();
+    const std::string whole = Bytes(path);
+    const std::size_t cells = whole.size() - 512 + 8;  // where those of the last page begin
+    for (const std::string& damage :
+         {std::string("\x7F\xFF"), whole.substr(cells + 2, 2) + whole.substr(cells, 2)}) {
+        std::string bytes = whole;
+        bytes.replace(cells, damage.size(), damage);
+        std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+        OpenTable("t");
+        table->BeginDelete();
+        EXPECT_NE(Walk("id").find('!'), std::string::npos);
+        table->EndDelete();
+    }
 }
 
 TEST_F(SqliteFaults, AConflictNeverTakesAnotherRowAway) {

@@ -331,6 +331,21 @@ bool ESqlTable::State::LetStateGo() noexcept {
     return std::exchange(isHolding, false);
 }
 
+bool ESqlTable::State::AppendKey(const ESqlRow& of) {
+    EPosition position = kNoPosition;
+    if (!PositionOf(of, position)) {
+        return false;
+    }
+    // A damaged page may hold its records out of order, of which a write by key finds none.
+    if (order.empty() && info.keyKind != ESqlKeyKind::Columns && !keys.empty() &&
+        position <= keys.back()) {
+        NoteError(DataOther, "the database is corrupt: its keys are out of order");
+        return false;
+    }
+    keys.push_back(position);
+    return true;
+}
+
 bool ESqlTable::State::ListKeys() {
     keys.clear();
     keyIndexes.clear();
@@ -343,13 +358,7 @@ bool ESqlTable::State::ListKeys() {
         return false;
     }
     ESqlStep step = ESqlStep::Done;
-    EPosition position = kNoPosition;
-    while ((step = walkStatement->StepWalk(keyRow)) == ESqlStep::Row) {
-        if (!PositionOf(keyRow, position)) {
-            walkStatement->Reset();
-            return false;
-        }
-        keys.push_back(position);
+    while ((step = walkStatement->StepWalk(keyRow)) == ESqlStep::Row && AppendKey(keyRow)) {
     }
     if (step == ESqlStep::Failed) {
         NoteWalkError();
@@ -379,12 +388,7 @@ void ESqlTable::State::LeaveStreaming() {
     ESqlRow rest = RowOfKey();
     rest.cells.clear();
     ESqlStep step = ESqlStep::Done;
-    EPosition position = kNoPosition;
-    while ((step = statement.StepWalk(rest)) == ESqlStep::Row) {
-        if (!PositionOf(rest, position)) {
-            break;
-        }
-        keys.push_back(position);
+    while ((step = statement.StepWalk(rest)) == ESqlStep::Row && AppendKey(rest)) {
     }
     if (step == ESqlStep::Done) {
         EndStreaming();

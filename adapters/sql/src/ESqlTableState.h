@@ -105,6 +105,8 @@ struct ESqlTable::State {
     [[nodiscard]] bool HoldState();
     /// Ends HoldState; true if a state was held.
     bool LetStateGo() noexcept;
+    /// Appends the position of a row to the list of keys; false with `error`.
+    [[nodiscard]] bool AppendKey(const ESqlRow& of);
     /// Reads the keys of the range; false with `error`.
     [[nodiscard]] bool ListKeys();
     /// Turns a streaming walk into a walk over the keys that remain.

@@ -18,15 +18,18 @@ constexpr const char* kRecover =
     "its write-ahead log must be recovered, which a read-only open never does: open it once for "
     "writing";
 
+constexpr const char* kLocked =
+    "it is locked by another connection: try again when that one has ended its work";
+
 // Extended codes stand before their primary code, so that the search finds them first.
 constexpr CodeStatus kCodes[] = {
     {SQLITE_CONSTRAINT_PRIMARYKEY, DataDuplicate, nullptr},
     {SQLITE_CONSTRAINT_UNIQUE, DataDuplicate, nullptr},
     {SQLITE_CONSTRAINT_ROWID, DataDuplicate, nullptr},
     {SQLITE_CONSTRAINT, DataConstraint, nullptr},
-    {SQLITE_BUSY, DataLocked, "it is locked by another connection"},
-    {SQLITE_LOCKED, DataLocked, "it is locked by another connection"},
-    {SQLITE_PROTOCOL, DataLocked, "it is locked by another connection"},
+    {SQLITE_BUSY, DataLocked, kLocked},
+    {SQLITE_LOCKED, DataLocked, kLocked},
+    {SQLITE_PROTOCOL, DataLocked, kLocked},
     {SQLITE_READONLY_RECOVERY, DataReadOnly, kRecover},
     {SQLITE_READONLY_CANTINIT, DataReadOnly, kRecover},
     {SQLITE_READONLY_ROLLBACK, DataReadOnly,
@@ -38,6 +41,8 @@ constexpr CodeStatus kCodes[] = {
     {SQLITE_CANTOPEN, DataConnectionLost, "it can't be opened"},
     {SQLITE_NOTADB, DataOther, "it is not an SQLite database"},
     {SQLITE_CORRUPT, DataOther, "the database is corrupt"},
+    {SQLITE_IOERR_SHMSIZE, DataOther,
+     "the file that its connections share (-shm) can't grow: is the disk full?"},
     {SQLITE_FULL, DataOther, "the disk or the database is full"},
     {SQLITE_NOMEM, DataNoMemory, "memory ran out"},
     {SQLITE_INTERRUPT, kDataInterrupted, "the walk was cancelled"},
