@@ -129,6 +129,38 @@ TEST_F(SqliteFaults, ADamagedPageEndsTheListOfKeysOfASave) {
     }
 }
 
+TEST_F(SqliteFaults, ATableThatOutlivesItsSourceFailsAndNamesIt) {
+    Run("CREATE TABLE p(k INTEGER PRIMARY KEY, n TEXT);"
+        "CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT, p INT REFERENCES p);"
+        "INSERT INTO p VALUES(7,'seven'); INSERT INTO t VALUES(1,'x',7),(2,'y',7)");
+    const auto fails = [&](EPosition at) {
+        EXPECT_EQ(at, kNoPosition);
+        EXPECT_EQ(table->status, DataConnectionLost);
+        EXPECT_NE(table->LastErrorText().View().find(path.string() + ": the source was closed"),
+                  std::string_view::npos);
+    };
+    for (const bool isAtomic : {false, true}) {
+        OpenTable("t");
+        ASSERT_EQ(isAtomic ? table->BeginAtomic() : std::int32_t{DataOk}, DataOk);
+        ASSERT_EQ(table->GetFirst(), 1);
+        const DRubric* const rubric = source->Dico()->Find("t");
+        source.reset();
+        fails(table->GetNext());
+        fails(table->GetFirst());
+        fails(table->GetLast());
+        fails(table->RePos(1, false));
+        SetText("a", "z");
+        fails(table->Insert());
+        EXPECT_EQ(&table->Rubric(), rubric);
+        EDataError failure;
+        IRecordSource* const links = rubric->Source();
+        EXPECT_EQ(links->OpenLookup(*rubric, {}, {}, nullptr, failure), nullptr);
+        EXPECT_EQ(failure.status, DataConnectionLost);
+        table.reset();
+        EXPECT_EQ(Ask("SELECT group_concat(a) FROM t"), "x,y");
+    }
+}
+
 TEST_F(SqliteFaults, AConflictNeverTakesAnotherRowAway) {
     for (const char* const what : {"REPLACE", "IGNORE", "FAIL", "ROLLBACK", "ABORT"}) {
         std::filesystem::remove(path);

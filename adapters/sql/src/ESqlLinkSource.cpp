@@ -2,6 +2,7 @@
 
 #include "ESqlProcess.h"
 #include "ESqlStatements.h"
+#include "SqlSourceCore.h"
 
 #include <unordered_map>
 
@@ -28,14 +29,14 @@ ESqlError LinkError(const ESqlTableInfo& info, ESqlError error) {
 /// cache of its rows, which a write of this process, a new walk and Forget empty.
 class SqlLookup final : public IRecordLookup {
 public:
-    SqlLookup(ESqlSource& source, const ESqlTableInfo& info, const DRubric& rubric,
-              std::span<const unsigned> keyVariables, std::span<const unsigned> columns,
-              std::shared_ptr<ISqlConnection> connection);
+    SqlLookup(std::shared_ptr<detail::SqlSourceCore> source, const ESqlTableInfo& info,
+              const DRubric& rubric, std::span<const unsigned> keyVariables,
+              std::span<const unsigned> columns, std::shared_ptr<ISqlConnection> connection);
     [[nodiscard]] bool Prepare();
     ERecordRead Read(const EFieldKey& values, void* record) override;
     EDataError LastError() const override { return error_; }
     void Forget() override { rows_.clear(); }
-    std::uint64_t Version() const override { return version_->load() + source_.Walks().load(); }
+    std::uint64_t Version() const override { return version_->load() + source_->walks.load(); }
 
 private:
     using Row = std::unique_ptr<ERecordBuffer>;  // null: no record has the key
@@ -45,7 +46,7 @@ private:
     void Blank(void* record);
     void CopyTo(const std::byte* image, void* record);
 
-    ESqlSource& source_;
+    std::shared_ptr<detail::SqlSourceCore> source_;  // holds info_
     const ESqlTableInfo& info_;
     std::vector<unsigned> keyVariables_;
     std::vector<unsigned> columns_;
@@ -61,10 +62,10 @@ private:
     ESqlError error_;
 };
 
-SqlLookup::SqlLookup(ESqlSource& source, const ESqlTableInfo& info, const DRubric& rubric,
-                     std::span<const unsigned> keyVariables, std::span<const unsigned> columns,
-                     std::shared_ptr<ISqlConnection> connection)
-    : source_(source),
+SqlLookup::SqlLookup(std::shared_ptr<detail::SqlSourceCore> source, const ESqlTableInfo& info,
+                     const DRubric& rubric, std::span<const unsigned> keyVariables,
+                     std::span<const unsigned> columns, std::shared_ptr<ISqlConnection> connection)
+    : source_(std::move(source)),
       info_(info),
       keyVariables_(keyVariables.begin(), keyVariables.end()),
       columns_(columns.begin(), columns.end()),
@@ -123,6 +124,10 @@ ERecordRead SqlLookup::Read(const EFieldKey& values, void* record) {
 
 /// False if the read failed. A failure isn't cached, since it doesn't mean that no record exists.
 bool SqlLookup::Fetch(const EFieldKey& values, Row& row) {
+    if (!source_->isOpen.load()) {
+        error_ = LinkError(info_, source_->ClosedError());
+        return false;
+    }
     const SqlRun run(*statement_);
     if (!BindKey(values)) {
         return true;
@@ -203,6 +208,10 @@ std::unique_ptr<IRecordLookup> ESqlLinkSource::OpenLookup(const DRubric& rubric,
                                                           EData* from, EDataError& error) {
     // On another connection a lookup would wait for the locks of the table's own transaction, and
     // read the state before the transaction.
+    if (!core_.isOpen.load()) {
+        error = LinkError(info_, core_.ClosedError());
+        return nullptr;
+    }
     const auto* const table = dynamic_cast<const ESqlTable*>(from);
     std::shared_ptr<ISqlConnection> connection =
         table != nullptr ? table->ConnectionTo(source_) : nullptr;
@@ -213,7 +222,7 @@ std::unique_ptr<IRecordLookup> ESqlLinkSource::OpenLookup(const DRubric& rubric,
         error = LinkError(info_, error);
         return nullptr;
     }
-    auto lookup = std::make_unique<SqlLookup>(source_, info_, rubric, keyVariables, columns,
+    auto lookup = std::make_unique<SqlLookup>(source_.Core(), info_, rubric, keyVariables, columns,
                                               std::move(connection));
     if (!lookup->Prepare()) {
         error = lookup->LastError();

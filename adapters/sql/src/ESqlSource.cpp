@@ -1,8 +1,8 @@
 #include "etabulon/sql/ESqlSource.h"
 
-#include "ESqlKeyRegistry.h"
 #include "ESqlLinkSource.h"
 #include "ESqlStatements.h"
+#include "SqlSourceCore.h"
 #include "etabulon/sql/ESqlText.h"
 
 #include <set>
@@ -66,15 +66,24 @@ void SetUnknown(ESqlError& error, const Chaine& location, std::string_view what,
 
 }  // namespace
 
-ESqlSource::~ESqlSource() = default;
+ESqlSource::ESqlSource(const Chaine& location, ESqlOpenMode mode)
+    : core_(std::make_shared<detail::SqlSourceCore>(location, mode)) {}
+
+ESqlSource::~ESqlSource() { core_->isOpen.store(false); }
+
+DDico* ESqlSource::Dico() noexcept { return &core_->dico; }
+const DDico* ESqlSource::Dico() const noexcept { return &core_->dico; }
+std::span<const ESqlTableInfo> ESqlSource::Tables() const noexcept { return core_->tables; }
+ESqlOpenMode ESqlSource::Mode() const noexcept { return core_->mode; }
+const Chaine& ESqlSource::Location() const noexcept { return core_->location; }
 
 const ESqlTableInfo* ESqlSource::FindTable(const Chaine& codeOrName) const {
-    for (const ESqlTableInfo& table : tables_) {
+    for (const ESqlTableInfo& table : core_->tables) {
         if (table.code.EqualsFolded(codeOrName)) {
             return &table;
         }
     }
-    for (const ESqlTableInfo& table : tables_) {
+    for (const ESqlTableInfo& table : core_->tables) {
         if (table.name.EqualsFolded(codeOrName)) {
             return &table;
         }
@@ -82,11 +91,7 @@ const ESqlTableInfo* ESqlSource::FindTable(const Chaine& codeOrName) const {
     return nullptr;
 }
 
-ESqlKeyRegistry& ESqlSource::Keys(const ESqlTableInfo& table) noexcept {
-    return *keys_[static_cast<std::size_t>(&table - tables_.data())];
-}
-
-DRubric* ESqlSource::Rubric(const ESqlTableInfo& table) { return dico_.Find(table.code); }
+DRubric* ESqlSource::Rubric(const ESqlTableInfo& table) { return core_->dico.Find(table.code); }
 
 std::unique_ptr<ESqlTable> ESqlSource::OpenTable(const Chaine& codeOrName,
                                                  const ESqlTableOptions& options,
@@ -94,14 +99,14 @@ std::unique_ptr<ESqlTable> ESqlSource::OpenTable(const Chaine& codeOrName,
     error = ESqlError{};
     const ESqlTableInfo* const table = FindTable(codeOrName);
     if (table == nullptr) {
-        SetUnknown(error, location_, "table", codeOrName);
+        SetUnknown(error, Location(), "table", codeOrName);
         return nullptr;
     }
     std::vector<unsigned> columns = options.columns;
     std::set<unsigned> seen;
     for (const unsigned column : columns) {
         if (column >= table->columns.size() || !seen.insert(column).second) {
-            SetUnknown(error, location_, "column of that number, or it is given twice, in",
+            SetUnknown(error, Location(), "column of that number, or it is given twice, in",
                        table->name);
             return nullptr;
         }
@@ -120,7 +125,7 @@ std::unique_ptr<ESqlTable> ESqlSource::OpenTable(const Chaine& codeOrName,
 std::int64_t ESqlSource::CountRows(const Chaine& codeOrName, ESqlError& error) {
     const ESqlTableInfo* const table = FindTable(codeOrName);
     if (table == nullptr) {
-        SetUnknown(error, location_, "table", codeOrName);
+        SetUnknown(error, Location(), "table", codeOrName);
         return -1;
     }
     return AskNumber(std::string("SELECT count(*) FROM ") + table->qualifiedName.c_str(), error);
@@ -131,7 +136,7 @@ std::int64_t ESqlSource::CountDistinct(const Chaine& codeOrName, const Chaine& c
     const ESqlTableInfo* const table = FindTable(codeOrName);
     const int index = table != nullptr ? FindColumn(*table, column) : -1;
     if (index < 0) {
-        SetUnknown(error, location_, table == nullptr ? "table" : "column",
+        SetUnknown(error, Location(), table == nullptr ? "table" : "column",
                    table == nullptr ? codeOrName : column);
         return -1;
     }
@@ -153,10 +158,10 @@ std::int64_t ESqlSource::AskNumber(const std::string& statement, ESqlError& erro
 
 void ESqlSource::BuildDictionary(std::vector<ESqlTableInfo> tables,
                                  std::unique_ptr<ISqlConnection> connection) {
-    tables_ = std::move(tables);
+    core_->tables = std::move(tables);
     connection_ = std::move(connection);
-    for (std::size_t i = 0; i < tables_.size(); ++i) {
-        keys_.push_back(std::make_shared<ESqlKeyRegistry>());
+    for (std::size_t i = 0; i < core_->tables.size(); ++i) {
+        core_->keys.push_back(std::make_shared<ESqlKeyRegistry>());
     }
     GiveCodes();
     AddRubrics();
@@ -165,7 +170,7 @@ void ESqlSource::BuildDictionary(std::vector<ESqlTableInfo> tables,
 
 void ESqlSource::GiveCodes() {
     std::set<std::string> usedByTables;
-    for (ESqlTableInfo& table : tables_) {
+    for (ESqlTableInfo& table : core_->tables) {
         table.code = Unused(SqlCode(table.name.View()), usedByTables);
         std::set<std::string> used;
         for (ESqlColumn& column : table.columns) {
@@ -175,8 +180,8 @@ void ESqlSource::GiveCodes() {
 }
 
 void ESqlSource::AddRubrics() {
-    for (const ESqlTableInfo& table : tables_) {
-        DRubric* const rubric = dico_.AddRubric(table.code, table.name);
+    for (const ESqlTableInfo& table : core_->tables) {
+        DRubric* const rubric = core_->dico.AddRubric(table.code, table.name);
         for (std::size_t i = 0; i < table.columns.size(); ++i) {
             const ESqlColumn& column = table.columns[i];
             const ETypeInfo& type = TypeInfo(column.type);
@@ -194,12 +199,12 @@ void ESqlSource::AddRubrics() {
 }
 
 void ESqlSource::AddLinks() {
-    for (const ESqlTableInfo& table : tables_) {
+    for (const ESqlTableInfo& table : core_->tables) {
         DRubric* const rubric = Rubric(table);
         std::set<std::string> used;
         for (const ESqlForeignKey& link : table.foreignKeys) {
             const ESqlTableInfo* target = nullptr;
-            for (const ESqlTableInfo& other : tables_) {
+            for (const ESqlTableInfo& other : core_->tables) {
                 target = other.name.EqualsFolded(link.target) ? &other : target;
             }
             if (target == nullptr) {

@@ -26,7 +26,7 @@ ESqlTable::~ESqlTable() { DropSqlLocks(this); }
 EPosition ESqlTable::GetFirst() {
     State& s = *state_;
     EndWalk();
-    s.source.Walks().fetch_add(1, std::memory_order_relaxed);
+    s.source->walks.fetch_add(1, std::memory_order_relaxed);
     s.moved = false;
     // A table without a key is never written here, and couldn't be read by a list of keys.
     if (s.info.keyKind != ESqlKeyKind::None && (s.holders > 0 || s.atomic)) {
@@ -77,7 +77,7 @@ EPosition ESqlTable::GetPrevious() {
 
 EPosition ESqlTable::StepStreaming() {
     State& s = *state_;
-    if (s.IsCancelled()) {
+    if (s.MustStop()) {
         s.BreakWalk();
         return Leave(s.error.status);
     }
@@ -159,7 +159,7 @@ EPosition ESqlTable::StepListed(bool forward) {
             }
             return Leave(DataEnd);
         }
-        if (s.IsCancelled()) {
+        if (s.MustStop()) {
             s.BreakWalk();
             return Leave(s.error.status);
         }
@@ -379,7 +379,7 @@ Chaine ESqlTable::LastErrorText() const { return state_->error.text; }
 int ESqlTable::LastErrorCode() const { return state_->error.engineCode; }
 
 std::shared_ptr<ISqlConnection> ESqlTable::ConnectionTo(const ESqlSource& source) const noexcept {
-    return &source == &state_->source ? state_->connection : nullptr;
+    return source.Core() == state_->source ? state_->connection : nullptr;
 }
 
 const ESqlTableInfo& ESqlTable::Info() const noexcept { return state_->info; }

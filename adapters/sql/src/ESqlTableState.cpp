@@ -16,7 +16,7 @@ constexpr std::string_view kCancelled = "the walk was cancelled";
 ESqlTable::State::State(ESqlSource& ofSource, const ESqlTableInfo& ofInfo, DRubric& ofRubric,
                         std::vector<unsigned> ofColumns,
                         std::shared_ptr<ISqlConnection> ofConnection)
-    : source(ofSource),
+    : source(ofSource.Core()),
       info(ofInfo),
       rubric(ofRubric),
       columns(std::move(ofColumns)),
@@ -27,7 +27,7 @@ ESqlTable::State::State(ESqlSource& ofSource, const ESqlTableInfo& ofInfo, DRubr
       loaded(layout),
       data(columns.size()),
       stored(layout),
-      registry(ofSource.Keys(ofInfo)),
+      registry(*source->keys[static_cast<std::size_t>(&ofInfo - source->tables.data())]),
       version(SqlTableVersion(connection->Identity() + '\n' + ofInfo.name.c_str())) {
     row.cells = MakeSqlCells(info, columns, layout, data);
     row.record = static_cast<std::byte*>(record.Get());
@@ -91,54 +91,6 @@ void ESqlTable::State::MirrorLinkColumns() noexcept {
     }
 }
 
-// -------------------------------------------------------------------------------------------- keys
-
-bool ESqlTable::State::PositionOf(const ESqlRow& of, EPosition& position) {
-    if (info.keyKind == ESqlKeyKind::Columns) {
-        position = registry.PositionOf(of.key);
-        return true;
-    }
-    if (info.keyKind == ESqlKeyKind::None) {
-        position = ++lastNumber;
-        return true;
-    }
-    if (of.integerKey >= 0) {
-        position = of.integerKey;
-        return true;
-    }
-    if (of.integerKey == std::numeric_limits<std::int64_t>::min()) {
-        NoteError(DataOther, "a record with the lowest of all 64-bit keys has no position");
-        return false;
-    }
-    position = of.integerKey - 1;
-    return true;
-}
-
-ESqlTable::State::Address ESqlTable::State::AddressOf(EPosition position) const {
-    Address address;
-    if (info.keyKind == ESqlKeyKind::Columns) {
-        address.key = registry.KeyOf(position);
-        address.way = SqlKeyWay(info, address.key);
-    } else if (info.keyKind != ESqlKeyKind::None) {
-        address.number = position >= 0 ? position : position + 1;
-        address.way = ESqlKeyWay::Key;
-    }
-    return address;
-}
-
-void ESqlTable::State::BindKey(ISqlStatement& statement, int first, const Address& address) {
-    if (address.key.empty()) {
-        ESqlValue value;
-        value.kind = ESqlValue::Kind::Int;
-        value.integer = address.number;
-        statement.Bind(first, value);
-        return;
-    }
-    for (std::string_view key = address.key; !key.empty();) {
-        statement.Bind(first++, TakeKeyValue(key));
-    }
-}
-
 std::string ESqlTable::State::LockName(EPosition position) const {
     std::string name = connection->Identity() + '\n' + info.name.c_str() + '\n';
     if (info.keyKind == ESqlKeyKind::Columns) {
@@ -152,6 +104,14 @@ std::string ESqlTable::State::LockName(EPosition position) const {
 // -------------------------------------------------------------------------------------- statements
 
 ISqlStatement* ESqlTable::State::Prepared(const std::string& text) {
+    if (!source->isOpen.load(std::memory_order_relaxed)) {
+        error = source->ClosedError();
+        return nullptr;
+    }
+    return CachedStatement(text);
+}
+
+ISqlStatement* ESqlTable::State::CachedStatement(const std::string& text) {
     if (const auto known = statements.find(text); known != statements.end()) {
         return known->second.get();
     }
@@ -167,7 +127,7 @@ ISqlStatement* ESqlTable::State::Prepared(const std::string& text) {
 }
 
 bool ESqlTable::State::RunPrepared(const char* text) {
-    ISqlStatement* const statement = Prepared(text);
+    ISqlStatement* const statement = CachedStatement(text);
     if (statement == nullptr) {
         return false;
     }
@@ -222,7 +182,11 @@ void ESqlTable::State::NoteCancel() {
     }
 }
 
-bool ESqlTable::State::IsCancelled() {
+bool ESqlTable::State::MustStop() {
+    if (!source->isOpen.load(std::memory_order_relaxed)) {
+        error = source->ClosedError();
+        return true;
+    }
     if (!interrupted.load(std::memory_order_relaxed)) {
         return false;
     }
@@ -331,49 +295,12 @@ bool ESqlTable::State::LetStateGo() noexcept {
     return std::exchange(isHolding, false);
 }
 
-bool ESqlTable::State::AppendKey(const ESqlRow& of) {
-    EPosition position = kNoPosition;
-    if (!PositionOf(of, position)) {
-        return false;
-    }
-    // A damaged page may hold its records out of order, of which a write by key finds none.
-    if (order.empty() && info.keyKind != ESqlKeyKind::Columns && !keys.empty() &&
-        position <= keys.back()) {
-        NoteError(DataOther, "the database is corrupt: its keys are out of order");
-        return false;
-    }
-    keys.push_back(position);
-    return true;
-}
-
-bool ESqlTable::State::ListKeys() {
-    keys.clear();
-    keyIndexes.clear();
-    occupied.clear();
-    if (info.keyKind == ESqlKeyKind::None) {
-        NoteError(DataBadStatement, "without a key it can only be walked forward");
-        return false;
-    }
-    if (IsCancelled() || !HoldState() || !StartStatement(selectKey)) {
-        return false;
-    }
-    ESqlStep step = ESqlStep::Done;
-    while ((step = walkStatement->StepWalk(keyRow)) == ESqlStep::Row && AppendKey(keyRow)) {
-    }
-    if (step == ESqlStep::Failed) {
-        NoteWalkError();
-    }
-    walkStatement->Reset();
-    listIsWhole = true;
-    return step == ESqlStep::Done;
-}
-
 void ESqlTable::State::LeaveStreaming() {
     if (walk != Walk::Streaming || info.keyKind == ESqlKeyKind::None) {
         return;
     }
     TakeLoaded();
-    if (IsCancelled()) {
+    if (MustStop()) {
         // No caller asks for the rest of the walk.
         BreakWalk();
         ClearError();
@@ -400,94 +327,6 @@ void ESqlTable::State::LeaveStreaming() {
     }
     BreakWalk();
     ClearError();
-}
-
-ESqlTable::State::Find ESqlTable::State::ReadByKey(EPosition position) {
-    // Decodes `row` last, so that a failed read changes as little of the record as possible.
-    ESqlRow* const rows[] = {&loadedRow, &row};
-    const std::span<ESqlRow* const> read = rows;
-    const Find found = ReadInto(writable ? read : read.last(1), position);
-    if (found == Find::Found) {
-        loadedFrom = writable ? Loaded::InRecord : loadedFrom;
-        MirrorLinkColumns();
-    }
-    return found;
-}
-
-ESqlTable::State::Find ESqlTable::State::ReadLoaded(EPosition position) {
-    ESqlRow* const rows[] = {&loadedRow};
-    return ReadInto(rows, position);
-}
-
-ESqlTable::State::Find ESqlTable::State::ReadInto(std::span<ESqlRow* const> rows,
-                                                  EPosition position) {
-    const Address address = AddressOf(position);
-    if (address.way == ESqlKeyWay::None) {
-        return Find::Gone;
-    }
-    ISqlStatement* const statement =
-        Prepared(selectByKey[address.way == ESqlKeyWay::RowId ? 1 : 0]);
-    if (statement == nullptr) {
-        return Find::Failed;
-    }
-    const SqlRun run(*statement);
-    BindKey(*statement, 1, address);
-    ESqlStep step = statement->Step();
-    if (step == ESqlStep::Done) {
-        return Find::Gone;
-    }
-    if (writable) {
-        loadedFrom = Loaded::No;
-    }
-    for (ESqlRow* const into : rows) {
-        if (step == ESqlStep::Failed || !statement->ReadRow(*into)) {
-            NoteEngineError();
-            return Find::Failed;
-        }
-    }
-    step = address.way == ESqlKeyWay::Unsure ? statement->Step() : ESqlStep::Done;
-    if (step == ESqlStep::Failed) {
-        NoteEngineError();
-    } else if (step == ESqlStep::Row) {
-        NoteError(DataOther,
-                  "several records have the same key with a NULL in it, and columns hide the row "
-                  "number that would tell them apart");
-    }
-    return step == ESqlStep::Done ? Find::Found : Find::Failed;
-}
-
-ESqlTable::State::Find ESqlTable::State::LookUp(EPosition position) {
-    const Address address = AddressOf(position);
-    if (address.way == ESqlKeyWay::None) {
-        return Find::Gone;
-    }
-    ISqlStatement* const statement = Prepared(selectKey + SqlWhereKey(info, address.way, 1));
-    if (statement == nullptr) {
-        return Find::Failed;
-    }
-    const SqlRun run(*statement);
-    BindKey(*statement, 1, address);
-    const ESqlStep step = statement->Step();
-    if (step == ESqlStep::Failed) {
-        NoteEngineError();
-        return Find::Failed;
-    }
-    return step == ESqlStep::Row ? Find::Found : Find::Gone;
-}
-
-bool ESqlTable::State::Locate(EPosition position) {
-    if (keyIndexes.empty()) {
-        keyIndexes.reserve(keys.size());
-        for (std::size_t index = 0; index < keys.size(); ++index) {
-            keyIndexes.emplace(keys[index], index);
-        }
-    }
-    const auto found = keyIndexes.find(position);
-    if (found == keyIndexes.end()) {
-        return false;
-    }
-    listAt = static_cast<std::int64_t>(found->second);
-    return true;
 }
 
 void ESqlTable::State::TakeLoaded() {

@@ -3,6 +3,7 @@
 #include "ESqlKeyRegistry.h"
 #include "ESqlProcess.h"
 #include "ESqlStatements.h"
+#include "SqlSourceCore.h"
 #include "etabulon/foundation/DDico.h"
 #include "etabulon/sql/ESqlSource.h"
 #include "etabulon/sql/ESqlTable.h"
@@ -56,6 +57,8 @@ struct ESqlTable::State {
     // --- statements
     /// The statement of that text, from a cache; null with `error`.
     [[nodiscard]] ISqlStatement* Prepared(const std::string& text);
+    /// The same after the source was closed too, as the end of a session needs it.
+    [[nodiscard]] ISqlStatement* CachedStatement(const std::string& text);
     /// " RETURNING ..." into storedRow: the key, and as many of these cells as a result allows.
     [[nodiscard]] std::string Returning(std::span<const std::size_t> cells);
     /// Found if the stored value of a cell's column isn't NULL; Gone if it is, or the record is
@@ -81,8 +84,8 @@ struct ESqlTable::State {
     /// Replaces `error` by kDataInterrupted if a cancel ended the wait that failed.
     void NoteCancel();
     void NoteError(std::int32_t status, std::string_view what);
-    /// Whether the walk was interrupted; true with `error`.
-    [[nodiscard]] bool IsCancelled();
+    /// Whether the walk was interrupted or its source closed; true with `error`.
+    [[nodiscard]] bool MustStop();
     void ClearError() {
         if (error.status != DataOk) {
             error = ESqlError{};
@@ -123,7 +126,7 @@ struct ESqlTable::State {
     void MakeLinkRecord();
     void MirrorLinkColumns() noexcept;
 
-    ESqlSource& source;
+    std::shared_ptr<detail::SqlSourceCore> source;  // holds `info`, `rubric` and `registry`
     const ESqlTableInfo& info;
     DRubric& rubric;
     std::vector<unsigned> columns;
@@ -158,8 +161,8 @@ struct ESqlTable::State {
     std::vector<std::byte> linkRecord;
     std::vector<LinkColumn> linkColumns;
 
-    ESqlKeyRegistry& registry;  // the source's
-    EPosition lastNumber = 0;   // the last position given in a view
+    ESqlKeyRegistry& registry;
+    EPosition lastNumber = 0;  // the last position given in a view
     bool keyStale = true;
 
     Walk walk = Walk::None;

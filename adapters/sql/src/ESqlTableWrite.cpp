@@ -223,7 +223,7 @@ bool ESqlTable::RunWrite(const std::string& text, std::span<const std::size_t> c
                                    (written == nullptr || ReadBack(*written)) &&
                                    (changesOthers || IsStoredInLoaded(others)) && write.Commit();
             if (isWritten && changesOthers) {
-                s.source.Walks().fetch_add(1);
+                s.source->walks.fetch_add(1);
             }
             return isWritten;
         }
@@ -341,7 +341,7 @@ std::int32_t ESqlTable::BeginAtomic() {
     }
     s.LeaveStreaming();
     s.connection->ResetWait();
-    s.source.Walks().fetch_add(1);  // links must be read again, in the session's state
+    s.source->walks.fetch_add(1);  // links must be read again, in the session's state
     if (s.connection->Begin()) {
         s.atomic = true;
         s.isEnded = false;
@@ -382,7 +382,7 @@ ESqlOutcome ESqlTable::EndAtomic(ESqlOutcome outcome) {
     }
     s.loadedFrom = State::Loaded::No;  // an update must read the stored record first
     s.version->fetch_add(1);           // other tables saw the old rows until this moment
-    s.source.Walks().fetch_add(1);     // and the old rows that triggers changed
+    s.source->walks.fetch_add(1);      // and the old rows that triggers changed
     status = s.error.status;
     return outcome;
 }

@@ -6,7 +6,6 @@
 #include "etabulon/sql/ESqlSchema.h"
 #include "etabulon/sql/ESqlTable.h"
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -14,6 +13,10 @@
 #include <vector>
 
 namespace etabulon {
+
+namespace detail {
+struct SqlSourceCore;
+}
 
 enum class ESqlOpenMode : std::uint8_t {
     ReadOnly = 0,   // changes no byte of the database
@@ -27,7 +30,9 @@ enum class ESqlOpenMode : std::uint8_t {
 /// codes differ only by case; headers are the names themselves. Foreign keys become links, and each
 /// rubric is a link target.
 ///
-/// Ownership  outlives the tables, cursors and link lookups made from it, which use its dictionary.
+/// Ownership  outlives the tables, cursors and link lookups made from it. Behind its end their
+///            steps, reads and writes fail with DataConnectionLost and a text that names the
+///            source; the dictionary stays until the last of them goes.
 /// Threads    OpenTable, the counts and link lookups may be called from any thread; each table has
 ///            a connection of its own, which links from its records share. A lookup without a table
 ///            has its own connection too.
@@ -38,17 +43,17 @@ public:
     ESqlSource& operator=(const ESqlSource&) = delete;
     virtual ~ESqlSource();
 
-    [[nodiscard]] DDico* Dico() noexcept { return &dico_; }
-    [[nodiscard]] const DDico* Dico() const noexcept { return &dico_; }
+    [[nodiscard]] DDico* Dico() noexcept;
+    [[nodiscard]] const DDico* Dico() const noexcept;
     /// The tables and views in the order of their names; the same order as the dictionary's
     /// rubrics.
-    [[nodiscard]] std::span<const ESqlTableInfo> Tables() const noexcept { return tables_; }
+    [[nodiscard]] std::span<const ESqlTableInfo> Tables() const noexcept;
     /// Finds a table by rubric code, otherwise by its name in the database; null if there is none.
     [[nodiscard]] const ESqlTableInfo* FindTable(const Chaine& codeOrName) const;
     [[nodiscard]] DRubric* Rubric(const ESqlTableInfo& table);
-    [[nodiscard]] ESqlOpenMode Mode() const noexcept { return mode_; }
+    [[nodiscard]] ESqlOpenMode Mode() const noexcept;
     /// The database's name for messages, without a password.
-    [[nodiscard]] const Chaine& Location() const noexcept { return location_; }
+    [[nodiscard]] const Chaine& Location() const noexcept;
 
     /// Opens a table on a new connection; null with `error`.
     [[nodiscard]] std::unique_ptr<ESqlTable> OpenTable(const Chaine& codeOrName,
@@ -66,14 +71,13 @@ public:
 
     /// A new connection to the same database in the same mode; null with `error`.
     [[nodiscard]] virtual std::unique_ptr<ISqlConnection> Connect(ESqlError& error) = 0;
-    /// The registry that gives the table's keys their positions.
-    [[nodiscard]] ESqlKeyRegistry& Keys(const ESqlTableInfo& table) noexcept;
-    /// Counts the walks begun on tables of this source, and the writes that may have changed other
-    /// tables. A link lookup drops its cached rows whenever the count has changed.
-    [[nodiscard]] std::atomic<std::uint64_t>& Walks() noexcept { return walks_; }
+    /// What this source shares with its tables.
+    [[nodiscard]] const std::shared_ptr<detail::SqlSourceCore>& Core() const noexcept {
+        return core_;
+    }
 
 protected:
-    ESqlSource(const Chaine& location, ESqlOpenMode mode) : location_(location), mode_(mode) {}
+    ESqlSource(const Chaine& location, ESqlOpenMode mode);
     /// Makes the dictionary of the schema: codes, keys, links, link sources. CountRows and
     /// CountDistinct use the connection.
     void BuildDictionary(std::vector<ESqlTableInfo> tables,
@@ -85,12 +89,7 @@ private:
     void AddLinks();
     [[nodiscard]] std::int64_t AskNumber(const std::string& statement, ESqlError& error);
 
-    Chaine location_;
-    ESqlOpenMode mode_;
-    std::vector<ESqlTableInfo> tables_;
-    std::vector<std::shared_ptr<ESqlKeyRegistry>> keys_;  // by table
-    DDico dico_;
-    std::atomic<std::uint64_t> walks_{0};
+    std::shared_ptr<detail::SqlSourceCore> core_;
     std::mutex lock_;
     std::unique_ptr<ISqlConnection> connection_;  // guarded by lock_
 };
