@@ -53,6 +53,19 @@ int FindColumnByName(const ESqlTableInfo& table, const Chaine& name) {
     return -1;
 }
 
+/// The codes of columns by their names; false if one of them doesn't exist.
+bool FindCodes(const ESqlTableInfo& table, const std::vector<Chaine>& names,
+               std::vector<Chaine>& codes) {
+    for (const Chaine& name : names) {
+        const int index = FindColumnByName(table, name);
+        if (index < 0) {
+            return false;
+        }
+        codes.push_back(table.columns[static_cast<std::size_t>(index)].code);
+    }
+    return true;
+}
+
 void SetUnknown(ESqlError& error, const Chaine& location, std::string_view what,
                 const Chaine& name) {
     error = ESqlError{};
@@ -207,23 +220,13 @@ void ESqlSource::AddLinks() {
             for (const ESqlTableInfo& other : core_->tables) {
                 target = other.name.EqualsFolded(link.target) ? &other : target;
             }
-            if (target == nullptr) {
-                continue;  // SQLite allows a foreign key to a table that doesn't exist
-            }
             std::vector<Chaine> own;
             std::vector<Chaine> there;
             for (const unsigned column : link.columns) {
                 own.push_back(table.columns[column].code);
             }
-            bool isKnown = true;
-            for (const Chaine& column : link.targetColumns) {
-                const int index = FindColumnByName(*target, column);
-                isKnown = isKnown && index >= 0;
-                if (index >= 0) {
-                    there.push_back(target->columns[static_cast<std::size_t>(index)].code);
-                }
-            }
-            if (isKnown) {
+            // SQLite allows a foreign key to a table or columns that don't exist.
+            if (target != nullptr && FindCodes(*target, link.targetColumns, there)) {
                 rubric->AddLink(Unused(SqlCode(link.name.View()), used), own, Rubric(*target),
                                 there);
             }

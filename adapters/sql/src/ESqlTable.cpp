@@ -207,7 +207,7 @@ EPosition ESqlTable::RePos(EPosition newPosition, bool /*flag*/) {
     }
 }
 
-bool ESqlTable::LoadBuffer() { return RePos(kNoPosition, false) != kNoPosition; }
+bool ESqlTable::LoadBuffer() { return RePos(kNoPosition, /*flag=*/false) != kNoPosition; }
 
 EPosition ESqlTable::Arrive(EPosition newPosition) {
     State& s = *state_;

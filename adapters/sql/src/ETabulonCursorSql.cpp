@@ -109,7 +109,7 @@ CursorStatus ETabulonCursorSql::MoveToTag(const ETabulonPrimaryKey& key, const E
     if (table_->position == key.Position()) {
         return StatusOk;
     }
-    table_->RePos(key.Position(), false);
+    table_->RePos(key.Position(), /*flag=*/false);
     return static_cast<CursorStatus>(table_->status);
 }
 

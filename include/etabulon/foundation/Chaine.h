@@ -196,13 +196,16 @@ public:
         }
         // A share of 0 is final: no other Chaine holds the body, so none can add a reference.
         const std::uint32_t share = body->share.load(std::memory_order_acquire);
-        if (share == 0) {
-            Destroy(body);
-        } else if (IsOnlyThread()) {
-            body->share.store(share - 1, std::memory_order_relaxed);
-        } else if (body->share.fetch_sub(1, std::memory_order_acq_rel) == 0) {
-            Destroy(body);
+        if (share != 0) {
+            if (IsOnlyThread()) {
+                body->share.store(share - 1, std::memory_order_relaxed);
+                return;
+            }
+            if (body->share.fetch_sub(1, std::memory_order_acq_rel) != 0) {
+                return;
+            }
         }
+        Destroy(body);
     }
 
 private:
