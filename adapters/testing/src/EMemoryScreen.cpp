@@ -25,7 +25,7 @@ public:
 };
 
 EMemoryScreen::EMemoryScreen() : loop_(std::make_shared<Loop>()) {
-    SetPointer(LoadCursor(CursorArrow));
+    SetPointer(EMemoryScreen::LoadCursor(CursorArrow));
 }
 
 EMemoryScreen::~EMemoryScreen() = default;
