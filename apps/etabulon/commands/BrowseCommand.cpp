@@ -92,12 +92,15 @@ CliResult<> BrowseCommand::Browse(const CliEnvironment& environment, const CliWa
     cursor.SetPlace(order.place);
     int ended = 0;
     {
+        // Signals are caught for as long as the terminal is in the program's mode.
+        BrowseWake wake;
+        const CliInterrupt::Handling handling(context.interrupt, [&wake] { wake.Raise(SIGINT); });
         const CliResult<std::unique_ptr<BrowseTerminal>> terminal =
             BrowseTerminal::Open(environment.hasStyle);
         if (!terminal) {
             return terminal.Failure();
         }
-        ended = Show(**terminal, context, cursor, order);
+        ended = Show({**terminal, wake}, context, cursor, order);
     }
     if (ended == 0) {
         return {};
@@ -109,13 +112,11 @@ CliResult<> BrowseCommand::Browse(const CliEnvironment& environment, const CliWa
     return CliFailure{CliExit::Cancelled, {}};
 }
 
-int BrowseCommand::Show(BrowseTerminal& terminal, const CliWalkContext& context,
-                        BrowseCursor& cursor, const CliTreeOrder& order) const {
+int BrowseCommand::Show(const Seat& seat, const CliWalkContext& context, BrowseCursor& cursor,
+                        const CliTreeOrder& order) const {
     const std::string tableName(context.table.Info().name.View());
-    BrowseWake wake;
-    const CliInterrupt::Handling handling(context.interrupt, [&wake] { wake.Raise(SIGINT); });
     BrowseScreen screen;
-    BrowseTreeView view(terminal, wake);
+    BrowseTreeView view(seat.terminal, seat.wake);
     BrowseCtrl ctrl(screen, cursor, alerts_);
     const std::string place = sort_.Levels().At();
     ctrl.Init(&cursor, Chaine(place.empty() ? tableName : place), nullptr);
@@ -127,9 +128,9 @@ int BrowseCommand::Show(BrowseTerminal& terminal, const CliWalkContext& context,
     for (unsigned index = 0; index < order.place.KnownLevelsCount(); ++index) {
         fixedLevels.insert(order.place.LevelAt(index));
     }
-    BrowseWindow window({terminal, wake, view, ctrl}, tableName, std::move(fixedLevels));
+    BrowseWindow window({seat.terminal, seat.wake, view, ctrl}, tableName, std::move(fixedLevels));
     const int signal = window.Run();
-    terminal.Close();  // before a large tree is destroyed, which takes time
+    seat.terminal.Close();  // before a large tree is destroyed, which takes time
     return signal;
 }
 

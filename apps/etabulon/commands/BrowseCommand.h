@@ -10,6 +10,7 @@ namespace etabulon {
 
 class BrowseCursor;
 class BrowseTerminal;
+class BrowseWake;
 
 /// `etabulon browse`: explores the tree of a table in the terminal.
 class BrowseCommand final : public CliCommand {
@@ -24,9 +25,14 @@ public:
 private:
     [[nodiscard]] CliResult<> Browse(const CliEnvironment& environment,
                                      const CliWalkContext& context, const CliTreeOrder& order);
+    /// Where the user sits: the screen, and what wakes the program.
+    struct Seat {
+        BrowseTerminal& terminal;
+        BrowseWake& wake;
+    };
     /// Runs the browser. Returns the signal that ended it, or 0.
-    [[nodiscard]] int Show(BrowseTerminal& terminal, const CliWalkContext& context,
-                           BrowseCursor& cursor, const CliTreeOrder& order) const;
+    [[nodiscard]] int Show(const Seat& seat, const CliWalkContext& context, BrowseCursor& cursor,
+                           const CliTreeOrder& order) const;
 
     CliSourceOptions source_;
     CliSortOptions sort_;

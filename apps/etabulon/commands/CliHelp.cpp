@@ -63,6 +63,7 @@ constexpr CliMeaning kExits[] = {
     {"2", "The command line can't be understood."},
     {"130",
      "Ctrl+C ended the command. What was written are whole records, and a save was taken back."},
+    {"143", "SIGTERM ended a save, which was taken back."},
 };
 
 constexpr CliMeaning kVariables[] = {

@@ -264,7 +264,11 @@ void EditCommand::Report(const CliSaved& saved, const Kinds& asked, CliOutput& o
     }
     const bool metNoUpdate = saved.updated + saved.inserted == 0 && asked.updates;
     const bool metNoDelete = saved.deleted == 0 && asked.deletes;
-    if (metNoUpdate || metNoDelete) {
+    if (saved.gone != 0) {
+        WriteError(write(FMT_STRING("etabulon: {} of the records were not written: other edits had "
+                                    "removed them or changed their keys\n"),
+                         saved.gone));
+    } else if (metNoUpdate || metNoDelete) {
         WriteError(write(FMT_STRING("etabulon: there was no record at the places of the {}\n"),
                          !metNoUpdate   ? "deletes"
                          : !metNoDelete ? "updates"

@@ -3,6 +3,7 @@
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliWritten.h"
 #include "apps/etabulon/walk/CliInterrupt.h"
+#include "apps/etabulon/walk/CliPlaces.h"
 #include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/pending/ETabulonSavePending.h"
 #include "etabulon/sql/ESqlSource.h"
@@ -17,7 +18,7 @@ namespace {
 
 /// Counts the written records and keeps the text of the first failure. A failure ends the walk: the
 /// save is rolled back, and further records would be lost.
-class SavingCursor final : public CliCursor {
+class SavingCursor final : public PlacedCursor {
 public:
     SavingCursor(const CliWalkContext& context, const CliEdits& edits);
 
@@ -33,14 +34,14 @@ protected:
         if (IsInterrupted() || !failure_.empty()) {
             return StatusCancelled;
         }
-        return CliCursor::StartInsert(tag);
+        return PlacedCursor::StartInsert(tag);
     }
     CursorStatus StartUpdate(const ETabulonPrimaryKey& key, const ETabulonTag& tag) override {
         place_ = tag;
         key_ = ShownKey(key);
         columns_.clear();
         RefuseMisread(ETabulonPendingChanges::Update, key, tag, "updated");
-        return CliCursor::StartUpdate(key, tag);
+        return PlacedCursor::StartUpdate(key, tag);
     }
     CursorStatus SetValue(const ETabulonVariableID& id, const ETabulonValue& value) override {
         for (const CliVariable& column : edits_.Columns()) {
@@ -48,7 +49,7 @@ protected:
                 columns_ += (columns_.empty() ? "" : ", ") + Quoted(column.shown);
             }
         }
-        return CliCursor::SetValue(id, value);
+        return PlacedCursor::SetValue(id, value);
     }
     CursorStatus Save() override;
     CursorStatus Delete(const ETabulonPrimaryKey& key, const ETabulonTag& tag) override;
@@ -89,7 +90,7 @@ std::string SavingCursor::ShownKey(const ETabulonPrimaryKey& key) const {
 }
 
 SavingCursor::SavingCursor(const CliWalkContext& context, const CliEdits& edits)
-    : CliCursor(context.interrupt), context_(context), edits_(edits) {
+    : PlacedCursor(context.interrupt), context_(context), edits_(edits) {
     const auto& script = edits.Changes().Script();
     for (std::uint32_t index = 0; index < script.Size(); ++index) {
         const ETabulonTag& place = script.At(index).Selection();
@@ -154,7 +155,7 @@ void SavingCursor::Fail(CursorStatus status, std::string_view doing) {
 }
 
 CursorStatus SavingCursor::Save() {
-    const CursorStatus status = CliCursor::Save();
+    const CursorStatus status = PlacedCursor::Save();
     const std::string table = Quoted(context_.table.Info().name.View());
     if (IsInInsertMode()) {
         ++saved_.inserted;
@@ -173,7 +174,7 @@ CursorStatus SavingCursor::Save() {
 
 CursorStatus SavingCursor::Delete(const ETabulonPrimaryKey& key, const ETabulonTag& tag) {
     RefuseMisread(ETabulonPendingChanges::Delete, key, tag, "deleted");
-    const CursorStatus status = CliCursor::Delete(key, tag);
+    const CursorStatus status = PlacedCursor::Delete(key, tag);
     ++saved_.deleted;
     if (status != StatusOk) {
         Fail(status, fmt::format("record {} of table {} can't be deleted", ShownKey(key),
@@ -205,8 +206,11 @@ CliResult<> SaveAll(const CliWalkContext& context, const CliEdits& edits, Saving
     CursorStatus status = StatusOk;
     {
         const ECursorListening listening(cursor, failures);
-        ETabulonSavePending saving(&cursor, edits.Levels().levels);
-        status = saving.Run(&edits.Changes(), ETabulonTag());
+        status = cursor.FindRecords(edits.Changes());
+        if (status == StatusOk) {
+            ETabulonSavePending saving(&cursor, edits.Levels().levels);
+            status = saving.Run(&edits.Changes(), ETabulonTag());
+        }
     }
     const bool hasFailed =
         !cursor.FirstFailure().empty() || status != StatusOk || table.Session().failures != 0;
@@ -246,16 +250,21 @@ CliResult<CliSaved> SaveEdits(const CliWalkContext& context, const CliEdits& edi
     }
     if (!cursor.Table()->IsWritable()) {
         return CliFailure{CliExit::Failed,
-                          fmt::format("nothing was saved: {} of {} can't be written{}",
+                          fmt::format("nothing was saved: {} of {} can't be written: {}",
                                       Quoted(context.table.Info().name.View()),
                                       Quoted(context.table.Source().Location().View()),
-                                      context.table.Info().isView ? ", it is a view" : "")};
+                                      context.table.Info().isView
+                                          ? "it is a view"
+                                          : "it has no key, and its columns hide the row number "
+                                            "that would tell its records apart")};
     }
     const CliInterrupt::Cancelling cancelling(context.interrupt, cursor);
     if (const CliResult<> saved = SaveAll(context, edits, cursor); !saved) {
         return saved.Failure();
     }
-    return cursor.Saved();
+    CliSaved saved = cursor.Saved();
+    saved.gone = cursor.GoneCount();
+    return saved;
 }
 
 }  // namespace etabulon

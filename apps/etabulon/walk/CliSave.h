@@ -13,6 +13,7 @@ struct CliSaved {
     std::uint64_t updated = 0;
     std::uint64_t inserted = 0;
     std::uint64_t deleted = 0;
+    std::uint64_t gone = 0;  // not written: the database removed them or changed their keys
 };
 
 /// Writes the edits into their table: all of them, or none. Up to the commit SIGINT and SIGTERM

@@ -1,0 +1,79 @@
+#include "apps/etabulon/walk/CliPlaces.h"
+
+#include "etabulon/cursors/ECursorListener.h"
+
+namespace etabulon {
+
+class PlacedCursor::Finder final : public ECursorListener {
+public:
+    Finder(const ETabulonPendingChanges& changes, std::vector<Record>& found)
+        : changes_(changes), found_(found) {}
+
+    CursorStatus OnMove(const ETabulonCursor& cursor) override {
+        const ETabulonTag& place = cursor.CurrentTag();
+        if (changes_.IsDeleted(place) || changes_.IsUpdated(place)) {
+            found_.push_back({cursor.PrimaryKey().Position(), place});
+        }
+        return StatusOk;
+    }
+
+private:
+    const ETabulonPendingChanges& changes_;
+    std::vector<Record>& found_;
+};
+
+CursorStatus PlacedCursor::FindRecords(const ETabulonPendingChanges& changes) {
+    found_.clear();
+    isFound_ = false;
+    Finder finder(changes, found_);
+    const ECursorListening listening(*this, finder);
+    const CursorStatus status = Browse(ETabulonTag());
+    isFound_ = status == StatusOk;
+    return status;
+}
+
+CursorStatus PlacedCursor::Reset(const ETabulonTag& tag) {
+    if (!isFound_) {
+        return CliCursor::Reset(tag);
+    }
+    next_ = 0;
+    return GetNext();
+}
+
+CursorStatus PlacedCursor::GetNext() {
+    if (!isFound_) {
+        return CliCursor::GetNext();
+    }
+    ESqlTable& table = *Table();
+    while (next_ < found_.size()) {
+        if (table.RePos(found_[next_++].position, /*flag=*/false) != kNoPosition) {
+            return StatusOk;
+        }
+        if (table.status == kDataInterrupted) {
+            return StatusCancelled;
+        }
+        if (table.status != DataGone && table.status != DataNoSuchPosition) {
+            return static_cast<CursorStatus>(table.status);
+        }
+        ++gone_;
+    }
+    return StatusEnd;
+}
+
+void PlacedCursor::ExtractCurrentTag(ETabulonTag& tag) const {
+    if (isFound_ && next_ != 0) {
+        tag = found_[next_ - 1].place;
+    } else {
+        CliCursor::ExtractCurrentTag(tag);
+    }
+}
+
+void PlacedCursor::ExtractPrimaryKey(ETabulonPrimaryKey& key) const {
+    if (isFound_ && next_ != 0) {
+        key.Set(Table()->CurKey(), found_[next_ - 1].position);
+    } else {
+        CliCursor::ExtractPrimaryKey(key);
+    }
+}
+
+}  // namespace etabulon
