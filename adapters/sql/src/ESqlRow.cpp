@@ -8,6 +8,9 @@ namespace etabulon {
 namespace {
 
 constexpr double kInt64Limit = 9223372036854775808.0;
+/// Of the last decimal of a scaled number: what arithmetic in doubles leaves of a sum of prices. A
+/// number that differs by more has more decimals than its column, and is no value of it.
+constexpr double kMostRounding = 1e-3;
 
 template <class T>
 T Load(const std::byte* at) noexcept {
@@ -64,6 +67,13 @@ void ESqlRow::PutOddInteger(const ESqlCell& cell, std::int64_t value) {
                 return PutNumber(cell, static_cast<std::uint8_t>(value));
             }
             return PutMismatch(cell);
+        case ESqlCell::Kind::Double: {
+            const auto real = static_cast<double>(value);
+            if (real < kInt64Limit && static_cast<std::int64_t>(real) == value) {
+                return PutNumber(cell, real);
+            }
+            return PutMismatch(cell);
+        }
         case ESqlCell::Kind::Scaled:
             if (!__builtin_mul_overflow(value, static_cast<std::int64_t>(cell.factor), &scaled)) {
                 return PutNumber(cell, scaled);
@@ -88,8 +98,10 @@ void ESqlRow::PutOddReal(const ESqlCell& cell, double value) {
             }
             return PutMismatch(cell);
         case ESqlCell::Kind::Scaled: {
-            const double scaled = std::nearbyint(value * cell.factor);
-            if (scaled >= -kInt64Limit && scaled < kInt64Limit) {
+            const double units = value * cell.factor;
+            const double scaled = std::nearbyint(units);
+            const bool isWhole = std::abs(units - scaled) <= kMostRounding;
+            if (isWhole && scaled >= -kInt64Limit && scaled < kInt64Limit) {
                 return PutNumber(cell, static_cast<std::int64_t>(scaled));
             }
             return PutMismatch(cell);

@@ -181,6 +181,13 @@ std::unique_ptr<ESqliteConnection> ESqliteConnection::OpenOnce(const Chaine& loc
     }
     auto connection =
         OpenUri(location, uri, isReadOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE, error);
+    // SQLite opens an unwritable file all the same. A reading of it would leave a log and an index
+    // of this user beside it, which keep its owner from writing.
+    if (connection != nullptr && !isReadOnly &&
+        sqlite3_db_readonly(connection->database_, "main") == 1) {
+        error = OpenError(location, DataReadOnly, "there is no permission to write it");
+        return nullptr;
+    }
     if (connection != nullptr && isReadOnly && !IsSqliteMemory(location) &&
         connection->ReadHeader().isWriteAhead) {
         connection = OpenWriteAhead(std::move(connection), uri, error);

@@ -68,7 +68,10 @@ public:
             case ESqlCell::Kind::Int64:
                 return PutNumber(cell, value);
             case ESqlCell::Kind::Double:
-                return PutNumber(cell, static_cast<double>(value));
+                if (value >= -kExactLimit && value <= kExactLimit) {
+                    return PutNumber(cell, static_cast<double>(value));
+                }
+                return PutOddInteger(cell, value);
             default:
                 return PutOddInteger(cell, value);
         }
@@ -102,6 +105,9 @@ public:
                                      const std::byte* b) noexcept;
 
 private:
+    /// Up to here a double holds every whole number.
+    static constexpr std::int64_t kExactLimit = std::int64_t{1} << 53;
+
     template <class T>
     void PutNumber(const ESqlCell& cell, T value) noexcept {
         std::byte* const at = record + cell.offset;

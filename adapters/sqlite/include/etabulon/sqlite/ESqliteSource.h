@@ -16,7 +16,8 @@ using ESqliteTypeHints = std::map<std::string, int>;
 /// Types      by declared type: BOOL..., DATE, TIME, TIMESTAMP and DATETIME; NUMERIC and DECIMAL
 ///            (p,s) that fit 64 bits become whole (s = 0) or scaled numbers, others TYPE_DOUBLE;
 ///            then by affinity; BLOB becomes bytes, and a column without a type text. Dates and
-///            times are ISO texts. A value of another type reads as missing and is counted.
+///            times are ISO texts. A value of another type reads as missing and is counted, and so
+///            does a number that has more digits than the column's type can hold.
 /// Read-only  changes no byte of the database, and each walk sees one state of it, whatever others
 ///            write meanwhile. A database in write-ahead mode has its log and index (-wal, -shm)
 ///            beside it while it is open; the last connection removes them, except a log that
