@@ -25,9 +25,7 @@ protected:
     CursorStatus Reset(const ETabulonTag& tag) override;
     CursorStatus GetNext() override;
     void ExtractCurrentTag(ETabulonTag& tag) const override;
-    void ExtractTagOfFields(ETabulonTag& tag) const override {
-        CliCursor::ExtractCurrentTag(tag);
-    }
+    void ExtractTagOfFields(ETabulonTag& tag) const override { CliCursor::ExtractCurrentTag(tag); }
     void ExtractPrimaryKey(ETabulonPrimaryKey& key) const override;
 
 private:

@@ -1,6 +1,7 @@
 #include "apps/etabulon/walk/CliWalk.h"
 
 #include "apps/etabulon/output/CliCell.h"
+#include "apps/etabulon/output/CliOutput.h"
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliSuggest.h"
 #include "apps/etabulon/request/CliWritten.h"
@@ -99,6 +100,18 @@ protected:
     [[nodiscard]] bool IsInFilter() const override { return ETabulonCursor::IsInFilter(); }
 };
 
+/// Tells of values that the result shows as NULL though the database has them.
+void TellMisread(const ESqlTable& table) {
+    for (const unsigned column : table.Columns()) {
+        if (const std::uint64_t count = table.MismatchCount(column); count != 0) {
+            WriteError(
+                fmt::format("etabulon: column {}: {} of the values aren't of its type and "
+                            "read as NULL\n",
+                            Quoted(table.Info().columns[column].name.View()), count));
+        }
+    }
+}
+
 bool MovesRecords(const ETabulonPendingChanges& changes, const ETabulonLevels& levels) {
     const auto updates = changes.Script(ETabulonPendingChanges::Update);
     return std::any_of(updates.begin(), updates.end(), [&levels](const auto& update) {
@@ -186,6 +199,7 @@ CliResult<> Walk(const CliWalkContext& context, CliCursor& cursor, const ETabulo
         return CliFailure{CliExit::Cancelled, {}};
     }
     if (status == StatusOk) {
+        TellMisread(*cursor.Table());
         return {};
     }
     const Chaine text = cursor.Table()->LastErrorText();
