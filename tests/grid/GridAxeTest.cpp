@@ -106,20 +106,15 @@ TEST(AxeLabels, SecondFunctionOfAVariableAddsNoLabel) {
 }
 
 TEST(AxeLabels, SplitAtTheFirstPairOfBrackets) {
-    const struct {
+    struct Case {
         const char* code;
         const char* first;
         const char* second;
-    } kCases[] = {{"SUM(AMOUNT)", "SUM", "AMOUNT"},
-                  {"A(B)C", "A", "B"},
-                  {"A(B(C))", "A", "B(C"},
-                  {"()", "", ""},
-                  {"AMOUNT", "", ""},
-                  {"A)B(C", "", ""},
-                  {"A)(B)", "A)", "B"},
-                  {"A(B", "", ""},
-                  {"", "", ""}};
-    for (const auto& tested : kCases) {
+    };
+    for (const auto& tested :
+         {Case{"SUM(AMOUNT)", "SUM", "AMOUNT"}, Case{"A(B)C", "A", "B"},
+          Case{"A(B(C))", "A", "B(C"}, Case{"()", "", ""}, Case{"AMOUNT", "", ""},
+          Case{"A)B(C", "", ""}, Case{"A)(B)", "A)", "B"}, Case{"A(B", "", ""}, Case{"", "", ""}}) {
         Chaine first("x");
         Chaine second("y");
         Axe::AxeLabel::SplitCode(tested.code, first, second);

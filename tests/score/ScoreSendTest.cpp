@@ -147,18 +147,15 @@ TEST(ScoreRoot, KeepsVisibleSortLevelsOnly) {
 
 TEST(ScoreLevelCount, IsCutToWhatRemainsBelowTheRoot) {
     const ScoreSetup setup{0, 1, 2};
-    const struct {
+    struct Case {
         ETabulonTag root;
         unsigned int asked;
         unsigned int levels;
-    } kCases[] = {{ETabulonTag(), static_cast<unsigned int>(-1), 3},
-                  {ETabulonTag(), 3, 3},
-                  {ETabulonTag(), 4, 3},
-                  {ETabulonTag(), 2, 2},
-                  {ETabulonTag(), 0, 0},
-                  {Tag({{0, "A"}}), 3, 2},
-                  {Tag({{0, "A"}, {1, "X"}, {2, "P"}}), 1, 0}};
-    for (const auto& tested : kCases) {
+    };
+    for (const auto& tested :
+         {Case{ETabulonTag(), static_cast<unsigned int>(-1), 3}, Case{ETabulonTag(), 3, 3},
+          Case{ETabulonTag(), 4, 3}, Case{ETabulonTag(), 2, 2}, Case{ETabulonTag(), 0, 0},
+          Case{Tag({{0, "A"}}), 3, 2}, Case{Tag({{0, "A"}, {1, "X"}, {2, "P"}}), 1, 0}}) {
         EXPECT_EQ(setup.Score(tested.root, {}, tested.asked, false)->LevelCount(), tested.levels)
             << tested.root.DisplayID().c_str() << tested.asked;
     }
