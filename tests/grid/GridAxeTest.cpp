@@ -132,7 +132,7 @@ TEST(SortedLabels, LandBetweenTheirNeighboursAndKeepTheFirstText) {
     const Sorted sorted{{0, false, 0}};
     const auto axe = BuildAxe(Axe::AxeData, EVariant(0U));
     const auto add = [&](const char* text) -> const Axe::AxeLabel& {
-        return axe->AddLabel(TagOf({{0, text}}), &sorted.desc, {0, false, 0});
+        return axe->AddLabel(Tag({{0, text}}), &sorted.desc, {0, false, 0});
     };
     add("b");
     add("d");
@@ -302,7 +302,7 @@ TEST(TagIndex, NumbersDetailsAsALinearSearchDoes) {
 TEST(TagIndex, AllocatesNothingForWhatItHasMet) {
     std::vector<ETabulonTag> tags;
     for (int number = 0; number < 100; ++number) {
-        tags.push_back(TagOf({{0, number % 7}, {1, Chaine(number % 2 == 0 ? "a" : "b")}}));
+        tags.push_back(Tag({{0, number % 7}, {1, Chaine(number % 2 == 0 ? "a" : "b")}}));
     }
     const std::vector<unsigned int> levels = {1, 0, 2};
     TagIndex index(ETabulonTag::Null, levels);
