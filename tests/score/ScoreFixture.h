@@ -29,10 +29,10 @@ public:
     }
 
 private:
-    [[nodiscard]] std::string Join(const PTableau<ETabulonValue>& values) const {
+    [[nodiscard]] std::string Join(const PTableau<ETabulonValue>& line) {
         std::string text;
-        for (const ETabulonValue& value : values) {
-            text += (text.empty() ? "" : ",") + Text(value);
+        for (const ETabulonValue& value : line) {
+            text += (text.empty() ? "" : ",") + Heard(value);
         }
         return text;
     }

@@ -15,41 +15,19 @@ Record At(const char* label, const EVariant& a, const EVariant& b = EVariant()) 
     return {Tag({{0, label}}), a, b};
 }
 
-struct Ranking {
-    const char* name;
-    std::vector<Record> records;
-    Calculations calculations;
-    bool rising;
-    const char* lines;
-
-    friend void PrintTo(const Ranking& ranking, std::ostream* out) { *out << ranking.name; }
-};
-
-class ScoreRanking : public ::testing::TestWithParam<Ranking> {};
-
-TEST_P(ScoreRanking, IsSentInOrder) {
+TEST(ScoreRanking, IsSentInOrder) {
     const ScoreSetup setup{0};
-    const Ranking& ranking = GetParam();
-    const auto score = setup.Score(ETabulonTag(), ranking.calculations, 1, ranking.rising);
-    EXPECT_EQ(HeardLines(*Folded(*score, ranking.records)), ranking.lines);
+    const auto lines = [&](const std::vector<Record>& records, const Calculations& calculations,
+                           bool rising = false) {
+        return HeardLines(*Folded(*setup.Score(ETabulonTag(), calculations, 1, rising), records));
+    };
+    EXPECT_EQ(lines({At("a", 0), At("b", 2), At("c", -5), At("d", 1)}, {{"LASTPOSITIVE", "A"}}),
+              "[b]=2 [d]=1 [c]=- [a]=- total=1");
+    // Results go by value, labels by text.
+    EXPECT_EQ(lines({{Tag({{0, 9}}), 9}, {Tag({{0, 10}}), 9}, {Tag({{0, 8}}), 10}}, kSum, true),
+              "[10]=9 [9]=9 [8]=10 total=28");
+    EXPECT_EQ(lines({}, {{"COUNT", "A"}, {"SUM", "A"}}), "total=-,-");
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Score, ScoreRanking,
-    ::testing::Values(
-        Ranking{"NullBelowAllOthers",
-                {At("a", 0), At("b", 2), At("c", -5), At("d", 1)},
-                {{"LASTPOSITIVE", "A"}},
-                false,
-                "[b]=2 [d]=1 [c]=- [a]=- total=1"},
-        Ranking{"ResultsByValueLabelsByText",
-                {{Tag({{0, 9}}), 9}, {Tag({{0, 10}}), 9}, {Tag({{0, 8}}), 10}},
-                kSum,
-                true,
-                "[10]=9 [9]=9 [8]=10 total=28"},
-        Ranking{"NoCalculations", {At("b", 1), At("a", 1)}, {}, false, "[b]= [a]= total="},
-        Ranking{"NoRecordsAndANullTotal", {}, {{"COUNT", "A"}, {"SUM", "A"}}, false, "total=-,-"}),
-    [](const auto& tested) { return tested.param.name; });
 
 TEST(EqualResults, TiesTurnRoundWithTheOrder) {
     const ScoreSetup setup{0};
@@ -128,18 +106,8 @@ TEST(KnownLabels, AreToldByLengthsToo) {
 
 using Score = ETabulonScoreCumuls;
 
-constexpr auto kCalc = ETabulonSortDesc::HideInCalc;
-
-ETabulonSortDesc::SortKeyArray Keys(std::initializer_list<ETabulonSortKey> given) {
-    ETabulonSortDesc::SortKeyArray keys;
-    for (const ETabulonSortKey& key : given) {
-        keys.Add(key);
-    }
-    return keys;
-}
-
 TEST(ScoreRoot, KeepsVisibleSortLevelsOnly) {
-    const ScoreSetup setup(Keys({{0, false, 0}, {1, false, kCalc}, {2, false, 0}}));
+    const ScoreSetup setup(KeysOf({{0, false, 0}, {1, false, kCalc}, {2, false, 0}}));
     const auto score = setup.Score(Tag({{0, "A"}, {1, "X"}, {3, "Z"}}), {}, 9, false);
     EXPECT_EQ(score->Root(), Tag({{0, "A"}}));
     EXPECT_EQ(score->LevelCount(), 1U);
@@ -162,20 +130,18 @@ TEST(ScoreLevelCount, IsCutToWhatRemainsBelowTheRoot) {
 }
 
 TEST(ScoreOfALevelWithTwoKeys, TakesTheLevelsThatThereAre) {
-    const ScoreSetup setup(Keys({{0, false, 0}, {0, true, 0}, {1, false, 0}}));
+    const ScoreSetup setup(KeysOf({{0, false, 0}, {0, true, 0}, {1, false, 0}}));
     const auto score = setup.Score(Tag({{0, "A"}}), {{"COUNT", "A"}}, 9, true);
     EXPECT_EQ(score->LevelCount(), 2U);
     EXPECT_EQ(score->ExtractLabelTag(Tag({{0, "A"}, {1, "X"}})), Tag({{0, "A"}, {1, "X"}}));
 }
 
-struct AxeCase {
-    Calculations calculations;
-    Score::ScoreAxeMode mode;
-    const char* data;
-    const char* axe;
-};
-
 TEST(ScoreAxe, FollowsTheCalculations) {
+    struct AxeCase {
+        Calculations calculations;
+        Score::ScoreAxeMode mode;
+        const char *data, *axe;
+    };
     const AxeCase kCases[] = {
         {{}, Score::ScoreAxeVars, "Vars", "Variables[]"},
         {{{"SUM", "A"}, {"SUM", "B"}},
