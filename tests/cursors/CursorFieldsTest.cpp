@@ -138,45 +138,6 @@ TEST(DeclaredFields, AreAskedForByInitWhileNothingIsPrepared) {
     EXPECT_EQ(cursor.Fields().ShapeNumber(), fields.ShapeNumber());
 }
 
-/// Looks at everything a filler looks at, and keeps nothing.
-class Looker : public ECursorListener {
-public:
-    CursorStatus OnMove(const ETabulonCursor& cursor) override {
-        ++records;
-        sum += cursor.CurrentTag().KnownLevelsCount() + cursor.PrimaryKey().Fields().Size();
-        return StatusOk;
-    }
-    unsigned records = 0;
-    std::size_t sum = 0;
-};
-
-TEST(WarmWalk, AllocatesNothingPerRecord) {
-    std::vector<ScriptCursor::Row> rows;
-    for (int number = 0; number < 500; ++number) {
-        const std::string city = "a city whose name is long, number " + std::to_string(number);
-        rows.push_back({number % 3 == 0 ? "FR" : "DE", city.c_str()});
-    }
-    ScriptCursor cursor{{"country", "city"}, rows};
-    cursor.isQuiet = true;
-    ETabulonLevels levels = LevelsBy({"country/city", "city"});
-    cursor.Init(levels);
-    const auto looker = MakeRef<Looker>();
-    const ECursorListening listening(cursor, *looker);
-    const auto taken = [&](const ETabulonTag& tag) {
-        const AllocationCount count;
-        EXPECT_EQ(cursor.Browse(tag), StatusOk);
-        return count.Taken();
-    };
-    const ETabulonTag france = Tag({{0, "FR"}});
-    static_cast<void>(taken(france));
-    looker->records = 0;
-    // A reset copies the tag; nothing else does, however many records there are.
-    EXPECT_LE(taken(france), 2U);
-    EXPECT_EQ(looker->records, 167U);
-    EXPECT_LE(taken(ETabulonTag::Null), 1U);
-    EXPECT_EQ(looker->records, 667U);
-}
-
 std::int32_t References(ETabulonCursor::INotifier& notifier) {
     notifier.AddRef();
     return notifier.Release();

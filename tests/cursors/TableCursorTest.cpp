@@ -1,3 +1,4 @@
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/cursors/ETabulonCursorCache.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
 #include "support/AllocationCount.h"
@@ -229,6 +230,19 @@ TEST(TableWithoutDictionary, IsWalkedAndHasNoLinks) {
     EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine("[FR, Paris, ]"));
 }
 
+/// Looks at everything a filler looks at, and keeps nothing.
+class Looker : public ECursorListener {
+public:
+    CursorStatus OnMove(const ETabulonCursor& cursor) override {
+        ++records;
+        EXPECT_EQ(cursor.CurrentTag().KnownLevelsCount(), 2U);
+        last = cursor.PrimaryKey().Position();
+        return StatusOk;
+    }
+    int records = 0;
+    EPosition last = kNoPosition;
+};
+
 TEST(WarmTableWalk, AllocatesNothingPerRecord) {
     LinkedSales data;
     for (int sale = 8; sale < 500; ++sale) {
@@ -237,20 +251,18 @@ TEST(WarmTableWalk, AllocatesNothingPerRecord) {
     ETabulonLevels levels = LevelsBy({"city/place>name", "id"});
     OpenTableCursor cursor;
     cursor.Init(levels, data.table.get(), /*ownsTable=*/false);
-    const auto walk = [&cursor] {
-        EPosition last = kNoPosition;
-        for (CursorStatus status = cursor.CallReset(ETabulonTag::Null); status == StatusOk;
-             status = cursor.CallGetNext()) {
-            EXPECT_EQ(cursor.CurrentTag().KnownLevelsCount(), 2U);
-            last = cursor.PrimaryKey().Position();
-        }
-        return last;
-    };
-    EXPECT_EQ(walk(), 498);
     cursor.rangesAsked.reserve(64);
-    const AllocationCount count;
-    EXPECT_EQ(walk(), 498);
-    EXPECT_LE(count.Taken(), 2U);
+    const auto looker = MakeRef<Looker>();
+    const ECursorListening listening(cursor, *looker);
+    for (const ETabulonTag& tag : {ETabulonTag(), Tag({{0, 1}})}) {
+        EXPECT_EQ(cursor.Browse(tag), StatusOk);
+        looker->records = 0;
+        const AllocationCount count;
+        EXPECT_EQ(cursor.Browse(tag), StatusOk);
+        EXPECT_LE(count.Taken(), 4U);  // a reset copies and shows the tag
+        EXPECT_EQ(looker->records, tag.IsRoot() ? 499 : 248);
+    }
+    EXPECT_EQ(looker->last, 497);
 }
 
 constexpr auto kLocked = static_cast<CursorStatus>(DataLocked);

@@ -8,7 +8,7 @@
 
 namespace etabulon::test {
 
-using Lines = std::vector<std::pair<const char*, const char*>>;  // "A" and its result
+using Lines = Pairs;  // labels and their results
 
 /// Records in turn in A, of 1, and in B, of 2; all in X.
 inline std::vector<Record> Turns(int count) {
@@ -47,7 +47,7 @@ struct Listening {
 template <class Kind>
 class FillerSuite : public ::testing::Test {
 protected:
-    inline static const Calculations kSum = {{"SUM", "A"}};
+    inline static const Calculations kSum{"SUM A"};
 };
 TYPED_TEST_SUITE_P(FillerSuite);
 
@@ -59,19 +59,19 @@ TYPED_TEST_P(FillerSuite, SendsTheRecordsThatPassedBeforeACancel) {
         }
     };
     EXPECT_EQ(walk.cursor.Browse(ETabulonTag::Null), StatusCancelled);
-    EXPECT_EQ(walk.Send(), TypeParam::Text({{"A", "5"}, {"B", "10"}}, "15"));
+    EXPECT_EQ(walk.Send(), TypeParam::Text("A 5, B 10", "15"));
 }
 
 TYPED_TEST_P(FillerSuite, SendsInTheMidstOfAWalkAndWhatWasSentStays) {
     Listening<TypeParam> walk(Turns(3), 1, this->kSum);
     EXPECT_EQ(walk.cursor.CallReset(ETabulonTag::Null), StatusOk);
-    EXPECT_EQ(walk.Send(), TypeParam::Text({{"A", "1"}}, "1"));
+    EXPECT_EQ(walk.Send(), TypeParam::Text("A 1", "1"));
     typename TypeParam::Trace view;
     walk.filler->SendTo(&view);
     EXPECT_EQ(walk.cursor.CallGetNext(), StatusOk);
-    EXPECT_EQ(walk.Send(), TypeParam::Text({{"A", "1"}, {"B", "2"}}, "3"));
+    EXPECT_EQ(walk.Send(), TypeParam::Text("A 1, B 2", "3"));
     EXPECT_EQ(walk.cursor.CallGetNext(), StatusOk);
-    EXPECT_EQ(walk.Send(), TypeParam::Text({{"A", "2"}, {"B", "2"}}, "4"));
+    EXPECT_EQ(walk.Send(), TypeParam::Text("A 2, B 2", "4"));
     ASSERT_EQ(view.heard.size(), 2U);
     for (const ETabulonValue& value : view.heard) {
         EXPECT_EQ(value.DisplayValue(), Chaine("1"));
@@ -81,7 +81,7 @@ TYPED_TEST_P(FillerSuite, SendsInTheMidstOfAWalkAndWhatWasSentStays) {
 TYPED_TEST_P(FillerSuite, DropsTheFirstResultAtTheNextReset) {
     Listening<TypeParam> walk(Turns(4), 1, this->kSum);
     EXPECT_EQ(walk.cursor.Browse(ETabulonTag::Null), StatusOk);
-    const std::string whole = TypeParam::Text({{"A", "2"}, {"B", "4"}}, "6");
+    const std::string whole = TypeParam::Text("A 2, B 4", "6");
     walk.cursor.onRecord = [&](std::size_t place) {
         if (place == 0) {
             EXPECT_EQ(walk.Send(), whole);
@@ -97,9 +97,9 @@ TYPED_TEST_P(FillerSuite, DropsTheFirstResultAtTheNextReset) {
 TYPED_TEST_P(FillerSuite, TakesParametersOfItsOwnAtTheNextReset) {
     Listening<TypeParam> walk(Turns(2), 1, this->kSum);
     EXPECT_EQ(walk.cursor.Browse(ETabulonTag::Null), StatusOk);
-    walk.SetParams(1, {{"COUNT", "A"}});
+    walk.SetParams(1, "COUNT A");
     EXPECT_EQ(walk.cursor.Browse(ETabulonTag::Null), StatusOk);
-    EXPECT_EQ(walk.Send(), TypeParam::Text({{"A", "1"}, {"B", "1"}}, "2"));
+    EXPECT_EQ(walk.Send(), TypeParam::Text("A 1, B 1", "2"));
 }
 
 TYPED_TEST_P(FillerSuite, FoldsPendingChangesAndKeys) {
@@ -107,12 +107,12 @@ TYPED_TEST_P(FillerSuite, FoldsPendingChangesAndKeys) {
     pending.AppendUpdate(Tag({{0, "B"}, {1, "X"}}), "A", 10);
     Listening<TypeParam> walk(Turns(4), 1, this->kSum, &pending);
     EXPECT_EQ(walk.cursor.Browse(ETabulonTag::Null), StatusOk);
-    EXPECT_EQ(walk.Send(), TypeParam::Text({{"A", "2"}, {"B", "20"}}, "22"));
+    EXPECT_EQ(walk.Send(), TypeParam::Text("A 2, B 20", "22"));
     std::vector<Record> records = Turns(4);
     records[2].a = 7;
-    Listening<TypeParam> keys(records, 1, {{"CODEMAX", "A"}});
+    Listening<TypeParam> keys(records, 1, "CODEMAX A");
     EXPECT_EQ(keys.cursor.Browse(ETabulonTag::Null), StatusOk);
-    EXPECT_EQ(keys.Send(), TypeParam::Text({{"B", "1"}, {"A", "2"}}, "2"));
+    EXPECT_EQ(keys.Send(), TypeParam::Text("B 1, A 2", "2"));
 }
 
 TYPED_TEST_P(FillerSuite, HoldsTheLockWhileItSends) {
@@ -128,7 +128,7 @@ TYPED_TEST_P(FillerSuite, HoldsTheLockWhileItSends) {
 
 TYPED_TEST_P(FillerSuite, AllocatesNothingPerRecordOfAKnownCell) {
     const auto taken = [](int records) {
-        Listening<TypeParam> walk(Turns(records), 2, {{"SUM", "A"}, {"AVG", "B"}, {"COUNT", "A"}});
+        Listening<TypeParam> walk(Turns(records), 2, "SUM A, AVG B, COUNT A");
         const AllocationCount count;
         EXPECT_EQ(walk.cursor.Browse(ETabulonTag::Null), StatusOk);
         return count.Taken();
@@ -139,8 +139,7 @@ TYPED_TEST_P(FillerSuite, AllocatesNothingPerRecordOfAKnownCell) {
 
 TYPED_TEST_P(FillerSuite, LeavesNoObjectBehind) {
     const auto run = [](unsigned depth) {
-        Listening<TypeParam> walk(Turns(10), depth,
-                                  {{"SUM", "A"}, {"CODEMIN", "B"}, {"LAST", "T"}});
+        Listening<TypeParam> walk(Turns(10), depth, "SUM A, CODEMIN B, LAST T");
         EXPECT_EQ(walk.cursor.Browse(ETabulonTag::Null), StatusOk);
         static_cast<void>(walk.Send());
         EXPECT_EQ(walk.cursor.Browse(ETabulonTag::Null), StatusOk);

@@ -33,13 +33,16 @@ std::string Labels(const Axe& axe) {
     return text;
 }
 
-TEST(EmptyAxe, HasATitleAndNoLabels) {
+TEST(CopiedAxe, GoesItsOwnWay) {
     EXPECT_EQ(BuildAxe(Axe::AxeVars, "Vars")->DisplayName(), Chaine("Vars"));
-    const auto axe = BuildAxe(Axe::AxeVars, "Vars", "Variables");
-    EXPECT_EQ(axe->DisplayName(), Chaine("Variables"));
-    EXPECT_EQ(axe->Size(), 0U);
-    EXPECT_EQ(axe->FindLabel("A"), -1);
-    EXPECT_FALSE(axe->HasLabel("A"));
+    const auto axe = BuildAxe(Axe::AxeData, EVariant(0U), "City");
+    EXPECT_FALSE(axe->HasLabel("Lyon"));
+    axe->AddLabel("Lyon", "", nullptr);
+    const auto copy = MakeRef<Axe>(*axe);
+    copy->AddLabel("Paris", "", nullptr);
+    EXPECT_EQ(Labels(*axe), "Lyon");
+    EXPECT_EQ(Labels(*copy), "Lyon Paris");
+    EXPECT_EQ(copy->DisplayName(), Chaine("City"));
 }
 
 TEST(AxeOfALevel, IsNamedAndDataIsTheLevel) {
@@ -168,16 +171,6 @@ TEST(SortedLabels, AddedAtOnceAreThoseAddedOneByOne) {
             EXPECT_EQ(atOnce->Label(index), oneByOne->Label(index)) << seed;
         }
     }
-}
-
-TEST(CopiedAxe, GoesItsOwnWay) {
-    const auto axe = BuildAxe(Axe::AxeData, EVariant(0U), "City");
-    axe->AddLabel("Lyon", "", nullptr);
-    const auto copy = MakeRef<Axe>(*axe);
-    copy->AddLabel("Paris", "", nullptr);
-    EXPECT_EQ(Labels(*axe), "Lyon");
-    EXPECT_EQ(Labels(*copy), "Lyon Paris");
-    EXPECT_EQ(copy->DisplayName(), Chaine("City"));
 }
 
 using detail::PairNumbers;

@@ -29,7 +29,9 @@ struct GridKind {
         return "start reset axes=1 axe0[" + labels + "]" + values +
                (total != nullptr ? std::string(" column0=") + total : "") + " end";
     }
-    static std::string TextBelowB(const char* result) { return Text({{"X", result}}, result); }
+    static std::string TextBelowB(const char* result) {
+        return Text((std::string("X ") + result).c_str(), result);
+    }
     static std::string Hear(const Filler& filler) {
         GridTrace view;
         filler.SendTo(&view);
@@ -39,7 +41,7 @@ struct GridKind {
 INSTANTIATE_TYPED_TEST_SUITE_P(Grid, FillerSuite, GridKind);
 
 using GridWalk = Listening<GridKind>;
-const Calculations kCount = {{"COUNT", "A"}};
+const Calculations kCount("COUNT A");
 
 TEST(GridInTheMidstOfAWalk, KeepsAnAxeThatWasHandedOut) {
     GridWalk listening(Turns(2), 1, kCount);
@@ -61,7 +63,7 @@ TEST(GridSelection, NamesVariableAndPosition) {
         bool found;
         const char *variable, *tag;
     };
-    const Calculations two = {{"SUM", "A"}, {"SUM", "B"}};
+    const Calculations two("SUM A, SUM B");
     const Case kCases[] = {{kCount, -1, 2, 0, 1, true, "A", "[B, X]"},
                            {kCount, -1, 2, 1, 1, true, "A", "[B]"},  // past the last column
                            {kCount, -1, 2, 0, 2, true, "A", "[X]"},  // past the last line
@@ -73,8 +75,8 @@ TEST(GridSelection, NamesVariableAndPosition) {
                            {two, 1, 2, 0, 0, true, "B", "[A, X]"},  // the priority calculation's
                            {two, -1, 2, 1, 1, true, "B", "[B]"},    // the column's
                            {two, -1, 2, 9, 1, true, "A", "[B]"},
-                           {{{"SUM", "B"}, {"MAX", "B"}}, -1, 2, 1, 1, true, "B", "[B]"},
-                           {{}, -1, 2, 0, 0, true, "", "[A, X]"}};
+                           {"SUM B, MAX B", -1, 2, 1, 1, true, "B", "[B]"},
+                           {"", -1, 2, 0, 0, true, "", "[A, X]"}};
     for (const Case& tested : kCases) {
         GridWalk listening(Turns(2), tested.axes, kCount);
         const auto collection = Collect(tested.calculations, tested.priority);
@@ -127,9 +129,9 @@ TEST(GridOnACache, KnowsNoTagByTheAddressOfOneThatHasGone) {
     cache.RemNotifier(listening.filler.Get());
 }
 
-const Calculations kSum = {{"SUM", "A"}};
-const Calculations kVarFuncs = {{"SUM", "A"}, {"SUM", "B"}};
-const Calculations kFuncs = {{"SUM", "A"}, {"COUNT", "A"}};
+const Calculations kSum("SUM A");
+const Calculations kVarFuncs("SUM A, SUM B");
+const Calculations kFuncs("SUM A, COUNT A");
 
 /// "[X,Y] A:7,- B:-,2": the headers of the fields, then the records by their labels. No value shows
 /// as "-", an empty text as "''".
@@ -199,9 +201,8 @@ TEST_F(GridTable, HasALineForEachLabelAndAFieldForEachColumn) {
     EXPECT_EQ(Sent(2, kVarFuncs), "[Header of A,Header of B] Alpha:7,0.5 Beta:2,0.5");
     EXPECT_EQ(Sent(2, kFuncs), "[Somme,Nombre d'éléments] Alpha:7,1 Beta:2,1");
     // Labels of functions that hold for several variables have no column type.
-    EXPECT_EQ(Sent(0, {{"SUM", "A"}, {"MAX", "A"}, {"SUM", "B"}}),
-              "[Somme,Max.] Header of A:9,7 Header of B:1,''");
-    EXPECT_EQ(Sent(1, {{"LAST", "T"}}), "[Alpha,Beta] :A,B");
+    EXPECT_EQ(Sent(0, "SUM A, MAX A, SUM B"), "[Somme,Max.] Header of A:9,7 Header of B:1,''");
+    EXPECT_EQ(Sent(1, "LAST T"), "[Alpha,Beta] :A,B");
     records.clear();
     EXPECT_EQ(Sent(2, kSum), "[]");
     EXPECT_EQ(Sent(0, kSum), "no table");
@@ -210,7 +211,7 @@ TEST_F(GridTable, HasALineForEachLabelAndAFieldForEachColumn) {
 TEST_F(GridTable, CellsWithoutAValueAreEmpty) {
     records.push_back(records[0]);
     records.back().t = "other";
-    EXPECT_EQ(Sent(2, {{"COMMONVAL", "T"}}), "[X,Y] Alpha:'','' Beta:'',B");
+    EXPECT_EQ(Sent(2, "COMMONVAL T"), "[X,Y] Alpha:'','' Beta:'',B");
 }
 
 TEST_F(GridTable, RawModeShowsDataButInDescriptions) {
@@ -228,39 +229,32 @@ TEST_F(GridTable, RawModeShowsDataButInDescriptions) {
     EXPECT_EQ(Text(view), "[X,Y] A:7,- B:-,2");
 }
 
-struct Typed {
-    int type;
-    unsigned int size;
-    const char* field;  // type, size
-};
-
-class ColumnOfType : public ::testing::TestWithParam<Typed> {};
-
-TEST_P(ColumnOfType, IsAFieldOfTheTable) {
-    const auto axe = ERef<ETabulonGridAxe>::Adopt(
-        ETabulonGridAxe::Build(ETabulonGridAxe::AxeVars, EVariant("Vars"), "", nullptr));
-    axe->AddLabel(EVariant("V"), "", nullptr).SetColumnTypeInfos(GetParam().type, GetParam().size);
-    ETabulonGridUIBuildEData view(nullptr, /*ownsResult=*/true);
-    view.SetAxeCount(1);
-    view.SetAxe(ITabulonResGridUI::AxeLines, axe.Get());
-    const EFieldDesc& desc = view.Result()->Fields().At(0).Desc();
-    EXPECT_EQ(std::to_string(desc.Type()) + ", " + std::to_string(desc.Size()), GetParam().field);
-    // Whatever the field is, a value that isn't there doesn't read as one.
-    view.SetValue(0, 0, ETabulonValue::Null);
-    EXPECT_EQ(Text(view), desc.Type() == TYPE_ZSTRING ? "[V] :''" : "[V] :-");
+TEST(ColumnOfType, IsAFieldOfTheTable) {
+    struct Typed {
+        int type;
+        unsigned int size;
+        const char* field;  // type, size
+    };
+    for (const auto& [type, size, field] :
+         {Typed{0x19, 4, "0, 50"}, Typed{0x19, 20, "0, 20"}, Typed{0x19, 0, "0, 50"},
+          Typed{0x18, 4, "0, 50"}, Typed{0x99, 4, "0, 50"}, Typed{0xA1, 4, "0, 50"},
+          Typed{0xA1, 7, "0, 7"}, Typed{0, 4, "0, 4"},
+          Typed{ETabulonGridAxe::AxeLabel::kNoColumnType, 0, "0, 50"}, Typed{TYPE_LONG, 4, "1, 4"},
+          Typed{TYPE_LONG, 0, "1, 4"}, Typed{TYPE_INT8, 1, "13, 1"},
+          Typed{TYPE_DOUBLE, 9, "2, 8"}}) {
+        const auto axe = ERef<ETabulonGridAxe>::Adopt(
+            ETabulonGridAxe::Build(ETabulonGridAxe::AxeVars, EVariant("Vars"), "", nullptr));
+        axe->AddLabel(EVariant("V"), "", nullptr).SetColumnTypeInfos(type, size);
+        ETabulonGridUIBuildEData view(nullptr, /*ownsResult=*/true);
+        view.SetAxeCount(1);
+        view.SetAxe(ITabulonResGridUI::AxeLines, axe.Get());
+        const EFieldDesc& desc = view.Result()->Fields().At(0).Desc();
+        EXPECT_EQ(std::to_string(desc.Type()) + ", " + std::to_string(desc.Size()), field) << type;
+        // Whatever the field is, a value that isn't there doesn't read as one.
+        view.SetValue(0, 0, ETabulonValue::Null);
+        EXPECT_EQ(Text(view), desc.Type() == TYPE_ZSTRING ? "[V] :''" : "[V] :-");
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Grid, ColumnOfType,
-    ::testing::Values(Typed{0x19, 4, "0, 50"}, Typed{0x19, 20, "0, 20"}, Typed{0x19, 0, "0, 50"},
-                      Typed{0x18, 4, "0, 50"}, Typed{0x99, 4, "0, 50"}, Typed{0xA1, 4, "0, 50"},
-                      Typed{0xA1, 7, "0, 7"}, Typed{0, 4, "0, 4"},
-                      Typed{ETabulonGridAxe::AxeLabel::kNoColumnType, 0, "0, 50"},
-                      Typed{TYPE_LONG, 4, "1, 4"}, Typed{TYPE_LONG, 0, "1, 4"},
-                      Typed{TYPE_INT8, 1, "13, 1"}, Typed{TYPE_DOUBLE, 9, "2, 8"}),
-    [](const auto& tested) {
-        return "Type" + std::to_string(tested.index) + "Size" + std::to_string(tested.param.size);
-    });
 
 TEST_F(GridTable, HasAtMost512Fields) {
     records.clear();

@@ -14,9 +14,9 @@ const std::vector<Record>& Diagonal() {
     return records;
 }
 
-const Calculations kSum = {{"SUM", "A"}};
-const Calculations kVarFuncs = {{"SUM", "A"}, {"SUM", "B"}};
-const Calculations kFuncs = {{"SUM", "A"}, {"COUNT", "A"}};
+const Calculations kSum("SUM A");
+const Calculations kVarFuncs("SUM A, SUM B");
+const Calculations kFuncs("SUM A, COUNT A");
 
 TEST(GridOfEachMode, IsSentInOneOrder) {
     const GridSetup setup{0, 1};
@@ -31,7 +31,7 @@ TEST(GridOfEachMode, IsSentInOneOrder) {
     EXPECT_EQ(send(kFuncs, 2),
               "start reset axes=2 axe0[A,B] axe1[Somme,Nombre d'éléments] 0,0=7 1,0=2 0,1=2 1,1=1 "
               "column0=9 column1=3 end");
-    EXPECT_EQ(send({{"SUM", "A"}, {"AVG", "B"}, {"MAX", "A"}}, 0),
+    EXPECT_EQ(send("SUM A, AVG B, MAX A", 0),
               "start reset axes=2 axe0[Header of A,Header of B] axe1[Somme,Moyenne,Max.] 0,0=9 "
               "1,1=1.8333333333333333 2,0=6 end");
 }
@@ -48,7 +48,7 @@ TEST(GridWithoutRecords, SendsAxesOnly) {
 
 TEST(GridTotals, RecordWithoutALevelCountsTwiceInTheGrandTotal) {
     const GridSetup setup{0, 1};
-    const Calculations count = {{"COUNT", "A"}};
+    const Calculations count("COUNT A");
     // Without level 1: no column, so no cell that a view could see; line A has it.
     const std::vector<Record> records = {{Tag({{0, "A"}, {1, "X"}})}, {Tag({{0, "A"}})}};
     EXPECT_EQ(setup.Send(records, 2, count),
@@ -62,11 +62,11 @@ TEST(GridTotals, RecordWithoutALevelCountsTwiceInTheGrandTotal) {
 
 TEST(GridTotals, LevelThatTheRootHoldsBehindAGapIsTheGrandTotal) {
     const GridSetup setup{0, 1};
-    EXPECT_EQ(setup.Send({{Tag({{0, "A"}, {1, "X"}})}}, 2, {{"COUNT", "A"}}, -1, Tag({{1, "X"}})),
+    EXPECT_EQ(setup.Send({{Tag({{0, "A"}, {1, "X"}})}}, 2, "COUNT A", -1, Tag({{1, "X"}})),
               "start reset axes=1 axe0[A] 0,0=1 column0=1 end");
     const GridSetup three{0, 1, 2};
-    EXPECT_EQ(three.Send({{Tag({{0, "A"}, {1, "X"}})}, {Tag({{0, "B"}, {1, "X"}})}}, 2,
-                         {{"COUNT", "A"}}, -1, Tag({{1, "X"}})),
+    EXPECT_EQ(three.Send({{Tag({{0, "A"}, {1, "X"}})}, {Tag({{0, "B"}, {1, "X"}})}}, 2, "COUNT A",
+                         -1, Tag({{1, "X"}})),
               "start reset axes=2 axe0[A,B] axe1[X] 0,0=1 line0=1 0,1=1 line1=1 column0=4 total=4 "
               "end");
 }
@@ -82,7 +82,7 @@ TEST(GridWithManyAxes, CellsOfAThirdAxisAreNotFound) {
 
 TEST(GridWithManyAxes, VarsAndFuncsSendTheFirstCellOnly) {
     const GridSetup setup{0, 1};
-    EXPECT_EQ(setup.Send(Diagonal(), 3, {{"SUM", "A"}, {"MAX", "A"}, {"SUM", "B"}}),
+    EXPECT_EQ(setup.Send(Diagonal(), 3, "SUM A, MAX A, SUM B"),
               "start reset axes=3 axe0[Header of A,Header of B] axe1[Somme,Max.] "
               "axe2[Somme,Max.] 0,0=7 1,0=6 0,1=1.5 end");
 }
@@ -140,17 +140,17 @@ TEST_P(CalculationsOfAGrid, DecideItsModeAndAxes) {
     }
 }
 
-const Calculations kBoth = {{"SUM", "A"}, {"AVG", "A"}, {"SUM", "B"}};
-const Calculations kTwoFuncs = {{"SUM", "A"}, {"AVG", "A"}};
+const Calculations kBoth("SUM A, AVG A, SUM B");
+const Calculations kTwoFuncs("SUM A, AVG A");
 
 INSTANTIATE_TEST_SUITE_P(
     Grid, CalculationsOfAGrid,
     ::testing::Values(
-        Choice{"Nothing", {}, -1, 0, Grid::IntrinsicNone, 0},
+        Choice{"Nothing", "", -1, 0, Grid::IntrinsicNone, 0},
         Choice{"One", kSum, 0, 0, Grid::IntrinsicNone, 0},
-        Choice{"OneTwice", {{"SUM", "A"}, {"SUM", "A"}}, 0, 0, Grid::IntrinsicNone, 0},
+        Choice{"OneTwice", "SUM A, SUM A", 0, 0, Grid::IntrinsicNone, 0},
         Choice{"SeveralVariables", kVarFuncs, -1, 0, Grid::IntrinsicVarFuncs, 1},
-        Choice{"OneFunctionEach", {{"SUM", "A"}, {"AVG", "B"}}, -1, 0, Grid::IntrinsicVarFuncs, 1},
+        Choice{"OneFunctionEach", "SUM A, AVG B", -1, 0, Grid::IntrinsicVarFuncs, 1},
         Choice{"SeveralFunctions", kTwoFuncs, -1, 0, Grid::IntrinsicFuncs, 1},
         Choice{"Both", kBoth, -1, 0, Grid::IntrinsicVarsAndFuncs, 2},
         Choice{"Priority", kVarFuncs, 0, 0, Grid::IntrinsicPriority, 0},
@@ -162,9 +162,8 @@ TEST(GridMode, SeveralVariablesOfOneFunctionAreVarFuncs) {
     const GridSetup setup{0};
     EXPECT_EQ(setup.Describe({}, 2, kVarFuncs)->AxesMode(), Grid::IntrinsicVarFuncs);
     // Variables compare without regard to case, functions by their own codes.
-    EXPECT_EQ(setup.Describe({}, 2, {{"SUM", "B"}, {"sum", "B"}})->AxesMode(), Grid::IntrinsicNone);
-    EXPECT_EQ(setup.Describe({}, 2, {{"SUM", "Bx"}, {"SUM", "BX"}})->AxesMode(),
-              Grid::IntrinsicNone);
+    EXPECT_EQ(setup.Describe({}, 2, "SUM B, sum B")->AxesMode(), Grid::IntrinsicNone);
+    EXPECT_EQ(setup.Describe({}, 2, "SUM Bx, SUM BX")->AxesMode(), Grid::IntrinsicNone);
 }
 
 TEST(GridRoot, RootBeyondTheSortLevelsCountsHuge) {
@@ -210,9 +209,9 @@ struct AxeCase {
 };
 
 TEST(GridAxes, AreThoseOfTheModeAndTheirCount) {
-    const Calculations both = {{"SUM", "A"}, {"COUNT", "A"}, {"LAST", "T"}};
+    const Calculations both("SUM A, COUNT A, LAST T");
     const AxeCase kCases[] = {
-        {{{"SUM", "A"}}, 1, "L0[] L1[] L2[]"},
+        {"SUM A", 1, "L0[] L1[] L2[]"},
         {kVarFuncs, 2, "L0[] Variables[A:1,B:2] L2[]"},
         {kVarFuncs, 1, "Variables[A:1,B:2] Variables[A:1,B:2] Variables[A:1,B:2]"},
         {kVarFuncs, 3, "Variables[A:1,B:2] Variables[A:1,B:2] Variables[A:1,B:2]"},
