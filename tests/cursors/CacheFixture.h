@@ -138,6 +138,11 @@ protected:
         }
         return text;
     }
+    /// What it holds after a save.
+    std::string Saved() {
+        EXPECT_EQ(cache->Save(), StatusOk);
+        return Stored();
+    }
     std::unique_ptr<OpenCache::EDataCache> Table(const ETabulonTag& root = ETabulonTag::Null) {
         return std::unique_ptr<OpenCache::EDataCache>(
             dynamic_cast<OpenCache::EDataCache*>(cache->AllocEData(root, sort.Get())));

@@ -243,8 +243,7 @@ TEST_F(CursorOnACacheTable, FailsWhereTheRecordWouldLeaveItsLine) {
         EXPECT_EQ(Save("country", "DE"), static_cast<CursorStatus>(DataNoCurrent));
     }
     EXPECT_EQ(trace->Take(), "delete [DE, Bonn]");
-    EXPECT_EQ(cache->Save(), StatusOk);
-    EXPECT_EQ(Stored(), "1:10 2:20 3:5 5:9");
+    EXPECT_EQ(Saved(), "1:10 2:20 3:5 5:9");
 }
 
 TEST_F(CursorOnACacheTable, WritesTheLineThatItStandsOnAmongThoseOfOneTag) {
@@ -254,8 +253,7 @@ TEST_F(CursorOnACacheTable, WritesTheLineThatItStandsOnAmongThoseOfOneTag) {
     StandOn(3);
     EXPECT_EQ(updater->Delete(upper.PrimaryKey(), upper.CurrentTag()), StatusOk);
     EXPECT_EQ(trace->Take(), "update [DE, Ulm] | delete [DE, Ulm]");
-    EXPECT_EQ(cache->Save(), StatusOk);
-    EXPECT_EQ(Stored(), "1:10 2:20 3:33 4:7");
+    EXPECT_EQ(Saved(), "1:10 2:20 3:33 4:7");
 }
 
 TEST_F(CacheTables, DeleteOneMeansTheCurrentRecordAndFailsWithoutOne) {

@@ -11,6 +11,11 @@
 
 namespace etabulon::test {
 namespace {
+std::string TagAfter(const ScriptCursor& cursor, CursorStatus step) {
+    EXPECT_EQ(step, StatusOk);
+    return cursor.CurrentTag().DisplayID().c_str();
+}
+
 TEST(CurrentRecord, BuildsTagAndKeyOnceWhenAskedAndTheTagAgainAfterAWrite) {
     ScriptCursor cursor{{"country", "city"}, {{"FR", "Lyon"}, {"DE", "Ulm"}}};
     EXPECT_TRUE(cursor.CurrentTag().IsRoot());
@@ -57,16 +62,13 @@ TEST(LevelValue, HasTheTextOfItsLabelAndTheDataOfItsVariable) {
 
 TEST(LevelValue, FollowsNewLevelsAndNewFields) {
     ScriptCursor cursor{{"code", "name"}, {{"FR", "France"}}};
-    EXPECT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
-    EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine("[FR, France]"));
+    EXPECT_EQ(TagAfter(cursor, cursor.CallReset(ETabulonTag::Null)), "[FR, France]");
     ETabulonLevels levels = LevelsBy({"name", "extra"});
     cursor.Init(levels);
-    EXPECT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
-    EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine("[France, ]"));
+    EXPECT_EQ(TagAfter(cursor, cursor.CallReset(ETabulonTag::Null)), "[France, ]");
     std::int32_t extra = 12;
     cursor.DeclareExtraField("extra", TYPE_LONG, 4, &extra, "");
-    EXPECT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
-    EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine("[France, 12]"));
+    EXPECT_EQ(TagAfter(cursor, cursor.CallReset(ETabulonTag::Null)), "[France, 12]");
     // The levels are the cursor's own: nothing is left to part when either side is looked into.
     cursor.Init(levels);
     const AllocationCount count;

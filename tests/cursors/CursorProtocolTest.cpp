@@ -18,6 +18,11 @@ protected:
         cursor.RemNotifier(first.Get());
         cursor.RemNotifier(second.Get());
     }
+    /// What `trace` hears of a walk under `tag`.
+    std::string Heard(WalkTrace& trace, const ETabulonTag& tag, CursorStatus status = StatusOk) {
+        EXPECT_EQ(cursor.Browse(tag), status);
+        return trace.Take();
+    }
     void Listen() {
         cursor.AddNotifier(first.Get());
         cursor.AddNotifier(second.Get());
@@ -34,17 +39,13 @@ protected:
 TEST_F(CitiesCursor, WalksUnderATagAndSkipsTheRest) {
     const auto trace = MakeRef<WalkTrace>();
     cursor.AddNotifier(trace.Get());
-    EXPECT_EQ(cursor.Browse(france), StatusOk);
-    EXPECT_EQ(trace->Take(), "reset [FR] | Lyon | Paris");
+    EXPECT_EQ(Heard(*trace, france), "reset [FR] | Lyon | Paris");
     EXPECT_EQ(cursor.TakeSteps(),
               "prepare reset calc accept next calc refuse next calc accept next");
-    EXPECT_EQ(cursor.Browse(Tag({{kCountry, "FR"}, {1, "Paris"}})), StatusOk);
-    EXPECT_EQ(trace->Take(), "reset [FR, Paris] | Paris");
-    EXPECT_EQ(cursor.Browse(Tag({{kCountry, "IT"}})), StatusOk);
-    EXPECT_EQ(trace->Take(), "reset [IT]");
+    EXPECT_EQ(Heard(*trace, Tag({{kCountry, "FR"}, {1, "Paris"}})), "reset [FR, Paris] | Paris");
+    EXPECT_EQ(Heard(*trace, Tag({{kCountry, "IT"}})), "reset [IT]");
     cursor.RemNotifier(trace.Get());
-    EXPECT_EQ(cursor.Browse(ETabulonTag::Null), StatusOk);
-    EXPECT_EQ(trace->Take(), "");
+    EXPECT_EQ(Heard(*trace, ETabulonTag::Null), "");
 }
 
 TEST_F(CitiesCursor, WalkThatEndsTellsNobody) {
@@ -105,8 +106,7 @@ TEST_P(WalkSituation, GivesTraceStepsAndResult) {
             return StatusOk;
         });
     }
-    EXPECT_EQ(cursor.Browse(ETabulonTag::Null), GetParam().result);
-    EXPECT_EQ(log, GetParam().trace);
+    EXPECT_EQ(Heard(*first, ETabulonTag::Null, GetParam().result), GetParam().trace);
     EXPECT_EQ(cursor.TakeSteps(), GetParam().steps);
     // Whatever happened, the next walk begins anew.
     cursor.isQuiet = true;
@@ -117,8 +117,7 @@ TEST_P(WalkSituation, GivesTraceStepsAndResult) {
         }
         static_cast<void>(trace->Take());
     }
-    EXPECT_EQ(cursor.Browse(germany), StatusOk);
-    EXPECT_EQ(log, "a:reset [DE] | b:reset [DE] | a:Berlin | b:Berlin");
+    EXPECT_EQ(Heard(*first, germany), "a:reset [DE] | b:reset [DE] | a:Berlin | b:Berlin");
 }
 
 constexpr const char* kReset = "prepare reset";
@@ -281,8 +280,8 @@ TEST_F(CitiesCursor, MayBrowseItsOwnCurrentTag) {
         EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine("[FR, Lyon]"));
         return StatusOk;
     });
-    EXPECT_EQ(cursor.Browse(cursor.CurrentTag()), StatusOk);
-    EXPECT_EQ(log, "a:reset [DE, Berlin] | b:reset [DE, Berlin] | a:Berlin | b:Berlin");
+    EXPECT_EQ(Heard(*first, cursor.CurrentTag()),
+              "a:reset [DE, Berlin] | b:reset [DE, Berlin] | a:Berlin | b:Berlin");
 }
 
 }  // namespace

@@ -32,6 +32,10 @@ protected:
         source.AddNotifier(sourceHeard.Get());
         static_cast<void>(source.TakeSteps());
     }
+    std::string Walk(const ETabulonTag& tag, CursorStatus status = StatusOk) {
+        EXPECT_EQ(relay.Browse(tag), status);
+        return heard->Take();
+    }
 
     ScriptCursor source{{"country", "city"},
                         {{"FR", "Paris"}, {"DE", "Berlin"}, {"FR", "Lyon"}, {"DE", "Bonn"}}};
@@ -42,14 +46,13 @@ protected:
 };
 
 TEST_F(RelayedCities, AreWalkedByTheBareStepsOfTheSource) {
-    EXPECT_EQ(relay.Browse(ETabulonTag::Null), StatusOk);
-    EXPECT_EQ(heard->Take(), "reset [] | Paris | Berlin | Lyon | Bonn");
+    EXPECT_EQ(Walk(ETabulonTag::Null), "reset [] | Paris | Berlin | Lyon | Bonn");
     EXPECT_EQ(sourceHeard->Take(), "");
     EXPECT_EQ(source.TakeSteps(), "reset next next next next");
     EXPECT_EQ(&relay.Fields(), &source.Fields());
     source.GiveAt("next", 2, static_cast<CursorStatus>(1099));
-    EXPECT_EQ(relay.Browse(ETabulonTag::Null), static_cast<CursorStatus>(1099));
-    EXPECT_EQ(heard->Take(), "reset [] | Paris | Berlin | error(1099)");
+    EXPECT_EQ(Walk(ETabulonTag::Null, static_cast<CursorStatus>(1099)),
+              "reset [] | Paris | Berlin | error(1099)");
 }
 
 TEST_F(RelayedCities, WalkOfAPlainRelayKeepsTheFilterOfItsSource) {
@@ -146,8 +149,8 @@ ETabulonTag City(const char* country, const char* city) { return Tag({{0, countr
 class PendingCities : public ::testing::Test {
 protected:
     PendingCities() { cursor.AddNotifier(heard.Get()); }
-    std::string Walk(const ETabulonTag& tag = ETabulonTag::Null) {
-        EXPECT_EQ(cursor.Browse(tag), StatusOk);
+    std::string Walk(const ETabulonTag& tag = ETabulonTag::Null, CursorStatus status = StatusOk) {
+        EXPECT_EQ(cursor.Browse(tag), status);
         return heard->Take();
     }
 
@@ -211,12 +214,10 @@ TEST_F(PendingCities, EndWithTheFailureOfTheSourceBeforeTheInserts) {
         const std::string end = status == kBroken ? "error(1099)" : "cancel";
         static_cast<void>(source.TakeSteps());
         source.GiveAt("next", 2, status);
-        EXPECT_EQ(cursor.Browse(ETabulonTag::Null), status);
-        EXPECT_EQ(heard->Take(), "reset [] | Paris | Berlin | " + end);
+        EXPECT_EQ(Walk(ETabulonTag::Null, status), "reset [] | Paris | Berlin | " + end);
         static_cast<void>(source.TakeSteps());
         source.GiveAt("reset", 1, status);
-        EXPECT_EQ(cursor.Browse(ETabulonTag::Null), status);
-        EXPECT_EQ(heard->Take(), (status == kBroken ? "reset [] | " : "") + end);
+        EXPECT_EQ(Walk(ETabulonTag::Null, status), (status == kBroken ? "reset [] | " : "") + end);
         source.GiveAt("reset", 1, StatusOk);
         EXPECT_EQ(cursor.CurrentTag(), City("FR", "Paris"));  // not an insert
     }
@@ -237,8 +238,8 @@ TEST_F(PendingCities, KeepTheInsertsOfTheResetAndCanBeCancelledAmongThem) {
         return StatusOk;
     });
     heard->AnswerAt("move", 1, StatusOk);
-    EXPECT_EQ(cursor.Browse(ETabulonTag::Null), StatusCancelled);
-    EXPECT_EQ(heard->Take(), "reset [] | Paris | Berlin | Lyon | Jena | cancel");
+    EXPECT_EQ(Walk(ETabulonTag::Null, StatusCancelled),
+              "reset [] | Paris | Berlin | Lyon | Jena | cancel");
 }
 
 TEST(PendingEmptySource, GoesToTheInsertsAtOnce) {

@@ -37,6 +37,11 @@ struct Listening {
         Kind::SetParams(*filler, collection, depth, setup.sort);
         collection.AddCalculation("LAST", "T", TYPE_CHAINE, 0, "");  // the filler has its own
     }
+    /// What is sent after a walk below `tag`.
+    std::string Walk(const ETabulonTag& tag = ETabulonTag::Null) {
+        EXPECT_EQ(cursor.Browse(tag), StatusOk);
+        return Send();
+    }
     [[nodiscard]] std::string Send() const { return Kind::Hear(*filler); }
 
     GridSetup setup{0, 1};
@@ -87,32 +92,27 @@ TYPED_TEST_P(FillerSuite, DropsTheFirstResultAtTheNextReset) {
             EXPECT_EQ(walk.Send(), whole);
         }
     };
-    EXPECT_EQ(walk.cursor.Browse(Tag({{0, "B"}})), StatusOk);
-    EXPECT_EQ(walk.Send(), TypeParam::TextBelowB("4"));
+    EXPECT_EQ(walk.Walk(Tag({{0, "B"}})), TypeParam::TextBelowB("4"));
     walk.cursor.onRecord = nullptr;
-    EXPECT_EQ(walk.cursor.Browse(Tag({{0, "C"}})), StatusOk);
-    EXPECT_EQ(walk.Send(), TypeParam::Text({}, nullptr));
+    EXPECT_EQ(walk.Walk(Tag({{0, "C"}})), TypeParam::Text({}, nullptr));
 }
 
 TYPED_TEST_P(FillerSuite, TakesParametersOfItsOwnAtTheNextReset) {
     Listening<TypeParam> walk(Turns(2), 1, this->kSum);
     EXPECT_EQ(walk.cursor.Browse(ETabulonTag::Null), StatusOk);
     walk.SetParams(1, "COUNT A");
-    EXPECT_EQ(walk.cursor.Browse(ETabulonTag::Null), StatusOk);
-    EXPECT_EQ(walk.Send(), TypeParam::Text("A 1, B 1", "2"));
+    EXPECT_EQ(walk.Walk(), TypeParam::Text("A 1, B 1", "2"));
 }
 
 TYPED_TEST_P(FillerSuite, FoldsPendingChangesAndKeys) {
     ETabulonPendingChanges pending;
     pending.AppendUpdate(Tag({{0, "B"}, {1, "X"}}), "A", 10);
     Listening<TypeParam> walk(Turns(4), 1, this->kSum, &pending);
-    EXPECT_EQ(walk.cursor.Browse(ETabulonTag::Null), StatusOk);
-    EXPECT_EQ(walk.Send(), TypeParam::Text("A 2, B 20", "22"));
+    EXPECT_EQ(walk.Walk(), TypeParam::Text("A 2, B 20", "22"));
     std::vector<Record> records = Turns(4);
     records[2].a = 7;
     Listening<TypeParam> keys(records, 1, "CODEMAX A");
-    EXPECT_EQ(keys.cursor.Browse(ETabulonTag::Null), StatusOk);
-    EXPECT_EQ(keys.Send(), TypeParam::Text("B 1, A 2", "2"));
+    EXPECT_EQ(keys.Walk(), TypeParam::Text("B 1, A 2", "2"));
 }
 
 TYPED_TEST_P(FillerSuite, HoldsTheLockWhileItSends) {

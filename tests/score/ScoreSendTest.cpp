@@ -336,10 +336,8 @@ INSTANTIATE_TYPED_TEST_SUITE_P(Score, FillerSuite, ScoreKind);
 
 TEST(RankedScore, RanksTheLargestFirstAndReplacesAtEachWalk) {
     Listening<ScoreKind> listening(Turns(4), 1, kSum);
-    EXPECT_EQ(listening.cursor.Browse(ETabulonTag::Null), StatusOk);
-    EXPECT_EQ(listening.Send(), "[B]=4 [A]=2 total=6");
-    EXPECT_EQ(listening.cursor.Browse(Tag({{0, "A"}})), StatusOk);
-    EXPECT_EQ(listening.Send(), "[A, X]=2 total=2");
+    EXPECT_EQ(listening.Walk(), "[B]=4 [A]=2 total=6");
+    EXPECT_EQ(listening.Walk(Tag({{0, "A"}})), "[A, X]=2 total=2");
 }
 
 class CopiedScore : public ::testing::Test {
