@@ -5,7 +5,6 @@
 #include "etabulon/values/ETabulonVariableDesc.h"
 #include "grid/TagIndex.h"
 #include "sort/SortFixture.h"
-#include "support/AllocationCount.h"
 
 #include <gtest/gtest.h>
 
@@ -131,20 +130,6 @@ TEST(AxeLabels, SplitAtTheFirstPairOfBrackets) {
     EXPECT_EQ(variable, Chaine("AMOUNT"));
 }
 
-TEST(SortedLabels, LandBetweenTheirNeighboursAndKeepTheFirstText) {
-    const Sorted sorted{{0, false, 0}};
-    const auto axe = BuildAxe(Axe::AxeData, EVariant(0U));
-    const auto add = [&](const char* text) -> const Axe::AxeLabel& {
-        return axe->AddLabel(Tag({{0, text}}), &sorted.desc, {0, false, 0});
-    };
-    add("b");
-    add("d");
-    const Axe::AxeLabel& c = add("c");
-    EXPECT_EQ(&add("C"), &c);
-    add("a");
-    EXPECT_EQ(Labels(*axe), "a b c d");
-}
-
 TEST(SortedLabels, AddedAtOnceAreThoseAddedOneByOne) {
     for (unsigned seed = 0; seed < 300; ++seed) {
         std::mt19937 random(seed);
@@ -190,20 +175,6 @@ TEST(ValueNumbers, TellTextsApartWhoseBodiesTakeEachOthersPlace) {
         EXPECT_EQ(numbers.NumberOf(ValueOf("bbbb")), 1U);
         EXPECT_EQ(numbers.NumberOf(ValueOf("cccc")), 2U);
     }
-}
-
-TEST(ValueNumbers, AreByEqualityWhateverTheType) {
-    ValueNumbers numbers;
-    EXPECT_EQ(numbers.NumberOf(ETabulonValue(1, "", false)), 0U);
-    EXPECT_EQ(numbers.NumberOf(ETabulonValue(EVariant::FromInt64(1), "", false)), 0U);
-    EXPECT_EQ(numbers.NumberOf(ETabulonValue(EVariant::FromDouble(1), "one", true)), 0U);
-    EXPECT_EQ(numbers.NumberOf(ETabulonValue(EVariant(1U), "", false)), 0U);
-    EXPECT_EQ(numbers.NumberOf(ETabulonValue::Null), 1U);
-    EXPECT_EQ(numbers.NumberOf(ETabulonValue::Special), 2U);
-    EXPECT_EQ(numbers.NumberOf(ValueOf("1")), 3U);
-    EXPECT_EQ(numbers.Find(ETabulonValue(2, "", false)), ValueNumbers::kAbsent);
-    EXPECT_EQ(numbers.Find(ETabulonValue::Special), 2U);
-    EXPECT_EQ(numbers.Size(), 4U);
 }
 
 TEST(ValueNumbers, KeepSpellingsThatDifferInAnything) {
@@ -290,27 +261,6 @@ TEST(TagIndex, NumbersDetailsAsALinearSearchDoes) {
             }
         }
     }
-}
-
-TEST(TagIndex, AllocatesNothingForWhatItHasMet) {
-    std::vector<ETabulonTag> tags;
-    for (int number = 0; number < 100; ++number) {
-        tags.push_back(Tag({{0, number % 7}, {1, Chaine(number % 2 == 0 ? "a" : "b")}}));
-    }
-    const std::vector<unsigned int> levels = {1, 0, 2};
-    TagIndex index(ETabulonTag::Null, levels);
-    std::vector<std::uint32_t> numbers;
-    for (const ETabulonTag& tag : tags) {
-        numbers.push_back(index.FindOrAdd(tag));
-    }
-    const AllocationCount count;
-    bool same = true;
-    for (std::size_t place = 0; place < tags.size(); ++place) {
-        same = same && index.FindOrAdd(tags[place]) == numbers[place];
-    }
-    EXPECT_EQ(count.Taken(), 0U);
-    EXPECT_TRUE(same);
-    EXPECT_EQ(index.Size(), 14U);
 }
 
 }  // namespace

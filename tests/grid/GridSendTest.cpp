@@ -36,16 +36,6 @@ TEST(GridOfEachMode, IsSentInOneOrder) {
               "1,1=1.8333333333333333 2,0=6 end");
 }
 
-TEST(GridWithoutRecords, SendsAxesOnly) {
-    const GridSetup setup{0, 1};
-    EXPECT_EQ(setup.Send({}, 2, kSum), "start reset axes=2 axe0[] axe1[] end");
-    EXPECT_EQ(setup.Send({}, 2, kVarFuncs),
-              "start reset axes=2 axe0[] axe1[Header of A,Header of B] end");
-    // Records are there, but none below the root.
-    EXPECT_EQ(setup.Send(Diagonal(), 1, kSum, -1, Tag({{0, "C"}})),
-              "start reset axes=1 axe0[] end");
-}
-
 TEST(GridTotals, RecordWithoutALevelCountsTwiceInTheGrandTotal) {
     const GridSetup setup{0, 1};
     const Calculations count("COUNT A");
@@ -58,17 +48,6 @@ TEST(GridTotals, RecordWithoutALevelCountsTwiceInTheGrandTotal) {
     // A value that is null is a value.
     EXPECT_EQ(setup.Send({{Tag({{0, "A"}, {1, EVariant()}})}}, 2, count),
               "start reset axes=2 axe0[A] axe1[] 0,0=1 line0=1 column0=1 total=1 end");
-}
-
-TEST(GridTotals, LevelThatTheRootHoldsBehindAGapIsTheGrandTotal) {
-    const GridSetup setup{0, 1};
-    EXPECT_EQ(setup.Send({{Tag({{0, "A"}, {1, "X"}})}}, 2, "COUNT A", -1, Tag({{1, "X"}})),
-              "start reset axes=1 axe0[A] 0,0=1 column0=1 end");
-    const GridSetup three{0, 1, 2};
-    EXPECT_EQ(three.Send({{Tag({{0, "A"}, {1, "X"}})}, {Tag({{0, "B"}, {1, "X"}})}}, 2, "COUNT A",
-                         -1, Tag({{1, "X"}})),
-              "start reset axes=2 axe0[A,B] axe1[X] 0,0=1 line0=1 0,1=1 line1=1 column0=4 total=4 "
-              "end");
 }
 
 TEST(GridWithManyAxes, CellsOfAThirdAxisAreNotFound) {

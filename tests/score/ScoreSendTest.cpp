@@ -17,20 +17,6 @@ Record At(const char* label, const EVariant& a, const EVariant& b = EVariant()) 
     return {Tag({{0, label}}), a, b};
 }
 
-TEST(ScoreRanking, IsSentInOrder) {
-    const ScoreSetup setup{0};
-    const auto lines = [&](const std::vector<Record>& records, const Calculations& calculations,
-                           bool rising = false) {
-        return HeardLines(*Folded(*setup.Score(ETabulonTag(), calculations, 1, rising), records));
-    };
-    EXPECT_EQ(lines({At("a", 0), At("b", 2), At("c", -5), At("d", 1)}, "LASTPOSITIVE A"),
-              "[b]=2 [d]=1 [c]=- [a]=- total=1");
-    // Results go by value, labels by text.
-    EXPECT_EQ(lines({{Tag({{0, 9}}), 9}, {Tag({{0, 10}}), 9}, {Tag({{0, 8}}), 10}}, kSum, true),
-              "[10]=9 [9]=9 [8]=10 total=28");
-    EXPECT_EQ(lines({}, "COUNT A, SUM A"), "total=-,-");
-}
-
 TEST(EqualResults, TiesTurnRoundWithTheOrder) {
     const ScoreSetup setup{0};
     const std::vector<Record> records = {At("b", 1), At("c", 2), At("a", 1), At("d", 1)};

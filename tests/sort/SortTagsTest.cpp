@@ -64,30 +64,6 @@ TEST(CompareTags, LevelsThatEitherLacksDecideNothing) {
     EXPECT_EQ(sorted.desc.Compare(Tag({{1, "a"}}), tag, kTree), 0);
 }
 
-TEST(CompareTags, OrderIsTotalOverTagsOfTheSameLevels) {
-    std::mt19937 random(7);
-    Sorted sorted{{2, true, 0}, {0, false, kTree}, {1, false, 0}};
-    for (int round = 0; round < 4000; ++round) {
-        sorted.desc.SetCompareSource(random() % 2 != 0 ? ETabulonSortDesc::CompareOnData
-                                                       : ETabulonSortDesc::CompareOnDisplay);
-        const HideFlag mask = random() % 2 != 0 ? kTree : 0;
-        const ETabulonTag a = RandomTag(random, 3, false);
-        const ETabulonTag b = RandomTag(random, 3, false);
-        const ETabulonTag c = RandomTag(random, 3, false);
-        const auto order = [&](const ETabulonTag& left, const ETabulonTag& right) {
-            return Sign(sorted.desc.Compare(left, right, mask));
-        };
-        ASSERT_EQ(order(a, a), 0);
-        ASSERT_EQ(order(a, b), -order(b, a));
-        if (order(a, b) <= 0 && order(b, c) <= 0) {
-            ASSERT_LE(order(a, c), 0) << Text(a) << Text(b) << Text(c);
-        }
-        if (order(a, b) == 0) {
-            ASSERT_EQ(order(a, c), order(b, c));
-        }
-    }
-}
-
 struct Cut {
     const char* tag;  // the levels that it holds
     unsigned int depth;
