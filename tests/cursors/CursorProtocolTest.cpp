@@ -230,38 +230,16 @@ TEST_F(Cancelling, BetweenStepsSparesTheNextStep) {
     EXPECT_FALSE(cursor.IsCancelled());
 }
 
-/// Cancels itself in a step of its own.
-class SelfCancelling : public ScriptCursor {
-public:
-    using ScriptCursor::ScriptCursor;
-    bool inPrepare = false;
-    bool inRefusal = false;
-
-protected:
-    void PrepareFields() override {
-        ScriptCursor::PrepareFields();
-        if (inPrepare) {
-            Cancel();
-        }
-    }
-    void OnRefusedByFilter() override {
-        ScriptCursor::OnRefusedByFilter();
-        if (inRefusal) {
-            Cancel();
-        }
-    }
-};
-
 TEST(CancelledInAStep, IsSeenBeforeTheResetAndBeforeEachRefusedRecord) {
-    SelfCancelling cursor{{"country", "city"}, {{"FR", "Lyon"}, {"FR", "Nice"}, {"DE", "Ulm"}}};
+    ScriptCursor cursor{{"country", "city"}, {{"FR", "Lyon"}, {"FR", "Nice"}, {"DE", "Ulm"}}};
     const auto trace = MakeRef<WalkTrace>();
     const ECursorListening listening(cursor, *trace);
     static_cast<void>(cursor.TakeSteps());
-    cursor.inPrepare = true;
+    cursor.cancelsIn = "prepare";
     EXPECT_EQ(cursor.Browse(ETabulonTag::Null), StatusCancelled);
     EXPECT_EQ(trace->Take(), "cancel");
     EXPECT_EQ(cursor.TakeSteps(), "prepare");
-    cursor.inRefusal = true;
+    cursor.cancelsIn = "refuse";
     EXPECT_EQ(cursor.Browse(Tag({{kCountry, "DE"}})), StatusCancelled);
     EXPECT_EQ(trace->Take(), "reset [DE] | cancel");
     EXPECT_EQ(cursor.TakeSteps(), "reset calc refuse");

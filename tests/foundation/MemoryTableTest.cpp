@@ -1,5 +1,4 @@
 #include "etabulon/foundation/EDataArray.h"
-#include "support/AllocationCount.h"
 #include "support/MemoryTable.h"
 
 #include <gtest/gtest.h>
@@ -155,20 +154,6 @@ TEST_F(MemoryTable, LocksKeepOthersFromLockingAndWriting) {
         EXPECT_EQ(third.Lock(3, false), DataOk);
     }
     EXPECT_EQ(other.Lock(3, false), DataOk);
-}
-
-TEST_F(MemoryTable, AllocatesNothingInASecondWalk) {
-    const auto walk = [this] {
-        std::int64_t sum = 0;
-        for (EPosition at = table->GetFirst(); at != kNoPosition; at = table->GetNext()) {
-            sum += table->CurKey().At(0).AsInt64();
-        }
-        return sum;
-    };
-    EXPECT_EQ(walk(), 15);
-    const AllocationCount count;
-    EXPECT_EQ(walk(), 15);
-    EXPECT_EQ(count.Taken(), 0U);
 }
 
 TEST(MemoryTableOfSomeRecords, PassesOverThoseOutOfItsRange) {

@@ -63,21 +63,19 @@ TEST(GridSelection, NamesVariableAndPosition) {
         bool found;
         const char *variable, *tag;
     };
-    const Calculations two("SUM A, SUM B");
-    const Case kCases[] = {{kCount, -1, 2, 0, 1, true, "A", "[B, X]"},
-                           {kCount, -1, 2, 1, 1, true, "A", "[B]"},  // past the last column
-                           {kCount, -1, 2, 0, 2, true, "A", "[X]"},  // past the last line
-                           {kCount, -1, 2, -1, -1, true, "A", "[]"},
-                           {kCount, -1, 1, 5, 0, true, "A", "[A]"},  // the column is of no axis
-                           {kCount, -1, 0, 0, 0, true, "A", "[]"},
-                           {kCount, -1, 0, 0, 1, false, "A", "[]"},
-                           {kCount, -1, 0, 1, 0, false, "A", "[]"},
-                           {two, 1, 2, 0, 0, true, "B", "[A, X]"},  // the priority calculation's
-                           {two, -1, 2, 1, 1, true, "B", "[B]"},    // the column's
-                           {two, -1, 2, 9, 1, true, "A", "[B]"},
-                           {"SUM B, MAX B", -1, 2, 1, 1, true, "B", "[B]"},
-                           {"", -1, 2, 0, 0, true, "", "[A, X]"}};
-    for (const Case& tested : kCases) {
+    const char* const two = "SUM A, SUM B";
+    // Past the last column or line the position is that of the other axis; a column counts only
+    // where it is of an axis. The variable is that of the priority calculation, of the column, or
+    // the first.
+    for (const Case& tested :
+         {Case{kCount, -1, 2, 0, 1, true, "A", "[B, X]"},
+          Case{kCount, -1, 2, 1, 1, true, "A", "[B]"}, Case{kCount, -1, 2, 0, 2, true, "A", "[X]"},
+          Case{kCount, -1, 2, -1, -1, true, "A", "[]"}, Case{kCount, -1, 1, 5, 0, true, "A", "[A]"},
+          Case{kCount, -1, 0, 0, 0, true, "A", "[]"}, Case{kCount, -1, 0, 0, 1, false, "A", "[]"},
+          Case{kCount, -1, 0, 1, 0, false, "A", "[]"}, Case{two, 1, 2, 0, 0, true, "B", "[A, X]"},
+          Case{two, -1, 2, 1, 1, true, "B", "[B]"}, Case{two, -1, 2, 9, 1, true, "A", "[B]"},
+          Case{"SUM B, MAX B", -1, 2, 1, 1, true, "B", "[B]"},
+          Case{"", -1, 2, 0, 0, true, "", "[A, X]"}}) {
         GridWalk listening(Turns(2), tested.axes, kCount);
         const auto collection = Collect(tested.calculations, tested.priority);
         listening.filler->SetParams(&collection, tested.axes, &listening.setup.sort);

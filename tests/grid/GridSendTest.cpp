@@ -188,20 +188,19 @@ struct AxeCase {
 };
 
 TEST(GridAxes, AreThoseOfTheModeAndTheirCount) {
-    const Calculations both("SUM A, COUNT A, LAST T");
-    const AxeCase kCases[] = {
-        {"SUM A", 1, "L0[] L1[] L2[]"},
-        {kVarFuncs, 2, "L0[] Variables[A:1,B:2] L2[]"},
-        {kVarFuncs, 1, "Variables[A:1,B:2] Variables[A:1,B:2] Variables[A:1,B:2]"},
-        {kVarFuncs, 3, "Variables[A:1,B:2] Variables[A:1,B:2] Variables[A:1,B:2]"},
-        {kTwoFuncs, 2, "L0[] Fonctions[SUM:1,AVG:1] L2[]"},
-        {kTwoFuncs, 4, "Fonctions[SUM:1,AVG:1] Fonctions[SUM:1,AVG:1] Fonctions[SUM:1,AVG:1]"},
-        // Of a variable that comes again, the later column; none on the axis of functions.
-        {both, 2,
-         "Variables[A:18,T:25] Fonctions[SUM:-1,COUNT:-1,LAST:-1] "
-         "Fonctions[SUM:-1,COUNT:-1,LAST:-1]"}};
     const GridSetup setup{0, 1, 2};
-    for (const AxeCase& tested : kCases) {
+    // Of a variable that comes again, the later column; none on the axis of functions.
+    for (const AxeCase& tested :
+         {AxeCase{"SUM A", 1, "L0[] L1[] L2[]"},
+          AxeCase{kVarFuncs, 2, "L0[] Variables[A:1,B:2] L2[]"},
+          AxeCase{kVarFuncs, 1, "Variables[A:1,B:2] Variables[A:1,B:2] Variables[A:1,B:2]"},
+          AxeCase{kVarFuncs, 3, "Variables[A:1,B:2] Variables[A:1,B:2] Variables[A:1,B:2]"},
+          AxeCase{kTwoFuncs, 2, "L0[] Fonctions[SUM:1,AVG:1] L2[]"},
+          AxeCase{kTwoFuncs, 4,
+                  "Fonctions[SUM:1,AVG:1] Fonctions[SUM:1,AVG:1] Fonctions[SUM:1,AVG:1]"},
+          AxeCase{"SUM A, COUNT A, LAST T", 2,
+                  "Variables[A:18,T:25] Fonctions[SUM:-1,COUNT:-1,LAST:-1] "
+                  "Fonctions[SUM:-1,COUNT:-1,LAST:-1]"}}) {
         const auto grid = setup.Describe({}, tested.asked, tested.calculations);
         std::string text;
         for (unsigned int index = 0; index < 3; ++index) {
