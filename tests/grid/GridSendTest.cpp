@@ -18,24 +18,6 @@ const Calculations kSum("SUM A");
 const Calculations kVarFuncs("SUM A, SUM B");
 const Calculations kFuncs("SUM A, COUNT A");
 
-TEST(GridOfEachMode, IsSentInOneOrder) {
-    const GridSetup setup{0, 1};
-    const auto send = [&](const Calculations& calculations, unsigned int axes, int priority = -1) {
-        return setup.Send(Diagonal(), axes, calculations, priority);
-    };
-    EXPECT_EQ(send(kSum, 0), "start reset axes=0 0,0=9 end");
-    EXPECT_EQ(send(kSum, 5),
-              "start reset axes=2 axe0[A,B] axe1[X,Y] 0,0=7 1,0=- line0=7 0,1=- 1,1=2 line1=2 "
-              "column0=7 column1=2 total=9 end");
-    EXPECT_EQ(send(kVarFuncs, 1, 1), "start reset axes=1 axe0[A,B] 0,0=1.5 0,1=4 column0=5.5 end");
-    EXPECT_EQ(send(kFuncs, 2),
-              "start reset axes=2 axe0[A,B] axe1[Somme,Nombre d'éléments] 0,0=7 1,0=2 0,1=2 1,1=1 "
-              "column0=9 column1=3 end");
-    EXPECT_EQ(send("SUM A, AVG B, MAX A", 0),
-              "start reset axes=2 axe0[Header of A,Header of B] axe1[Somme,Moyenne,Max.] 0,0=9 "
-              "1,1=1.8333333333333333 2,0=6 end");
-}
-
 TEST(GridTotals, RecordWithoutALevelCountsTwiceInTheGrandTotal) {
     const GridSetup setup{0, 1};
     const Calculations count("COUNT A");
