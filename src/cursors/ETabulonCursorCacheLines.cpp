@@ -120,8 +120,8 @@ void ETabulonCursorCache::Lines::Remove(CacheLine& line) noexcept {
 // Deliberate: if the walk stands on the removed line, it steps back, so that the next step shows
 // the line behind; but on the first line it stays, and skips the line that moves up, even one that
 // is appended later. If a line before the walk is removed, the walk keeps its count and so stands
-// one line further. Listeners that delete during a walk see exactly this. WalkInWhichLinesGo holds
-// it.
+// one line further. Listeners that delete during a walk see exactly this.
+// WalkInWhichLinesGoPassesSomeOver holds it.
 void ETabulonCursorCache::Lines::LeaveWalk(std::int64_t removed) noexcept {
     const auto isHole = [this](std::int64_t slot) {
         return slots_[static_cast<std::size_t>(slot)] == nullptr;

@@ -133,12 +133,15 @@ protected:
         EDataMemory other(*stored);
         std::string text;
         for (EPosition at = other.GetFirst(); at != kNoPosition; at = other.GetNext()) {
-            text += (text.empty() ? "" : " ");
-            text += other.Fields()["id"].AsChaine().c_str();
-            text += ":";
-            text += other.Fields()["amount"].AsChaine().c_str();
+            text += std::string(text.empty() ? "" : " ") + other.Fields()["id"].AsChaine().c_str() +
+                    ":" + other.Fields()["amount"].AsChaine().c_str();
         }
         return text;
+    }
+    /// What it holds after a save.
+    std::string Saved() {
+        EXPECT_EQ(cache->Save(), StatusOk);
+        return Stored();
     }
     std::unique_ptr<OpenCache::EDataCache> Table(const ETabulonTag& root = ETabulonTag::Null) {
         return std::unique_ptr<OpenCache::EDataCache>(
@@ -152,15 +155,24 @@ protected:
         fields["amount"] <<= EVariant::FromDouble(amount);
         return cache->Append(cache->Fields());
     }
-    /// Another thread can have the lock.
+    /// Waits until another thread has had the lock.
     bool IsUnlocked() {
-        bool free = false;
-        std::thread([this, &free] {
+        std::jthread([this] {
             source.CursorLock(true);
             source.CursorUnlock();
-            free = true;
-        }).join();
-        return free;
+        });
+        return true;
+    }
+    /// A cache of its own on the same records, under these levels, that has been read.
+    void Relevel(std::initializer_list<const char*> variables) {
+        cache->RemNotifier(walk.Get());
+        cache->RemCacheNotifier(trace.Get());
+        ETabulonLevels others = LevelsBy(variables);
+        source.Init(others, table.get(), /*ownsTable=*/false);
+        cache = std::make_unique<OpenCache>(&source);
+        cache->AddCacheNotifier(trace.Get());
+        EXPECT_EQ(cache->Browse(ETabulonTag::Null), StatusOk);
+        static_cast<void>(trace->Take());
     }
 
     DDico dico;

@@ -148,7 +148,7 @@ protected:
         }
         return text;
     }
-    /// With a table that has nothing, and is read.
+    /// On a table without records.
     void StartAnew() {
         model.Clear();
         cache->ClearCache();

@@ -1,3 +1,4 @@
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/cursors/ETabulonCursorCache.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
 #include "support/AllocationCount.h"
@@ -63,8 +64,7 @@ protected:
 TEST_F(TracedTable, IsLockedByTheBias) {
     struct Case {
         int bias;
-        const char* lock;
-        const char* unlock;
+        const char *lock, *unlock;
     };
     for (const Case& c :
          {Case{0, "", ""}, Case{-1, " lock(-1,1)", "unlock"}, Case{1, " lock(-1,1)", "unlock"},
@@ -94,8 +94,7 @@ TEST_F(TracedTable, IsLockedByTheBias) {
 TEST_F(TracedTable, FailsAWalkWithItsOwnStatus) {
     struct Case {
         const char* operation;
-        int count;
-        int bias;
+        int count, bias;
         const char* heard;
     };
     for (const Case& c : {Case{"first", 1, 0, "reset [] | error(1099)"},
@@ -117,38 +116,38 @@ TEST_F(TracedTable, FailsAWalkWithItsOwnStatus) {
     EXPECT_EQ(trace->Take(), "reset [] | 1 | 2 | 3 | 4 | 5");
 }
 
-TEST_F(TracedTable, LockedByAnotherStopsTheWalk) {
-    FailingTable other(*data.table);
-    ASSERT_EQ(other.LockRecord(1, false), DataOk);
-    cursor.SetRecordLockBias(300);
-    EXPECT_EQ(cursor.Browse(ETabulonTag::Null), static_cast<CursorStatus>(DataLocked));
-    EXPECT_EQ(trace->Take(), "reset [] | 1 | error(1001)");
-}
-
 TEST_F(TracedTable, HasOneSessionForAllHoldersOfTheUpdater) {
     auto first = ERef<ETabulonCursor::IUpdater>::Adopt(cursor.Updater());
     auto second = ERef<ETabulonCursor::IUpdater>::Adopt(cursor.Updater());
     EXPECT_EQ(table.Take(), "begin");
-    auto third = second;
     first = nullptr;
-    second = nullptr;
     EXPECT_EQ(table.Take(), "");
-    EXPECT_EQ(third->Release(), 1);
+    EXPECT_EQ(second->Release(), 1);
     EXPECT_EQ(table.Take(), "end");
     // One release too many is nothing.
-    EXPECT_EQ(third->Release(), 1);
+    EXPECT_EQ(second->Release(), 1);
     EXPECT_EQ(table.Take(), "");
-    static_cast<void>(third.Detach());
+    static_cast<void>(second.Detach());
     const auto again = ERef<ETabulonCursor::IUpdater>::Adopt(cursor.Updater());
     EXPECT_EQ(table.Take(), "begin");
 }
 
-TEST_F(TracedTable, IsMovedOnlyToAnotherTag) {
-    WalkTo(4);
-    const ETabulonPrimaryKey key = cursor.PrimaryKey();
-    const ETabulonTag tag = cursor.CurrentTag();
-    const auto updater = ERef<ETabulonCursor::IUpdater>::Adopt(cursor.Updater());
-    static_cast<void>(table.Take());
+/// Knows key and tag of the fourth record, and has an updater.
+class WrittenTable : public TracedTable {
+protected:
+    WrittenTable() {
+        WalkTo(4);
+        key = cursor.PrimaryKey();
+        tag = cursor.CurrentTag();
+        updater = ERef<ETabulonCursor::IUpdater>::Adopt(cursor.Updater());
+        static_cast<void>(table.Take());
+    }
+    ETabulonPrimaryKey key;
+    ETabulonTag tag;
+    ERef<ETabulonCursor::IUpdater> updater;
+};
+
+TEST_F(WrittenTable, IsMovedOnlyToAnotherTag) {
     EXPECT_EQ(updater->StartUpdate(key, tag), StatusOk);
     EXPECT_EQ(table.Take(), "");
     // The tag decides, not the key: the first two records share one.
@@ -165,13 +164,8 @@ TEST_F(TracedTable, IsMovedOnlyToAnotherTag) {
     EXPECT_EQ(table.Take(), "repos(3) delete(0)");
 }
 
-TEST_F(TracedTable, FailsAWriteWithItsOwnStatus) {
-    WalkTo(4);
-    const ETabulonPrimaryKey key = cursor.PrimaryKey();
-    const ETabulonTag tag = cursor.CurrentTag();
+TEST_F(WrittenTable, FailsWithItsOwnStatus) {
     WalkTo(1);
-    const auto updater = ERef<ETabulonCursor::IUpdater>::Adopt(cursor.Updater());
-    static_cast<void>(table.Take());
     table.FailAt("repos", 1, kBroken);
     EXPECT_EQ(updater->StartUpdate(key, tag), kBrokenStatus);
     table.FailAt("repos", 1, kBroken);
@@ -194,14 +188,11 @@ TEST_F(TracedTable, FailsAWriteWithItsOwnStatus) {
     EXPECT_EQ(data.table->Count(), 6U);
 }
 
-/// Says when it goes.
-class MortalTable : public EDataMemory {
-public:
-    MortalTable(const EDataMemory& inner, int& gone) : EDataMemory(inner), gone_(gone) {}
-    ~MortalTable() override { ++gone_; }
-
-private:
-    int& gone_;
+/// Counts those that went.
+struct MortalTable : EDataMemory {
+    MortalTable(const EDataMemory& inner, int& wentBefore) : EDataMemory(inner), gone(wentBefore) {}
+    ~MortalTable() override { ++gone; }
+    int& gone;
 };
 
 TEST(OwnedTable, GoesWithTheCursorOrAtTheNextInit) {
@@ -239,41 +230,44 @@ TEST(TableWithoutDictionary, IsWalkedAndHasNoLinks) {
     EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine("[FR, Paris, ]"));
 }
 
+/// Looks at everything a filler looks at, and keeps nothing.
+class Looker : public ECursorListener {
+public:
+    CursorStatus OnMove(const ETabulonCursor& cursor) override {
+        ++records;
+        EXPECT_EQ(cursor.CurrentTag().KnownLevelsCount(), 2U);
+        last = cursor.PrimaryKey().Position();
+        return StatusOk;
+    }
+    int records = 0;
+    EPosition last = kNoPosition;
+};
+
 TEST(WarmTableWalk, AllocatesNothingPerRecord) {
-    DDico dico;
-    DRubric* const cities = dico.AddRubric("Cities");
-    AddVariables(*cities, {{"id", TYPE_LONG}, {"name", TYPE_CHAINE}}, {"id"});
-    const auto cityTable = MakeTable(
-        cities, {{0, "a city with quite a long name"}, {1, "another with a name as long"}});
-    DRubric* const sales = dico.AddRubric("Sales");
-    AddVariables(*sales, {{"id", TYPE_LONG}, {"city", TYPE_LONG}}, {"id"});
-    sales->AddLink("place", {"city"}, cities);
-    const auto table = MakeTable(sales);
-    for (int sale = 0; sale < 500; ++sale) {
-        table->Append({sale, sale % 2});
+    LinkedSales data;
+    for (int sale = 8; sale < 500; ++sale) {
+        data.table->Append({sale, sale % 2 + 1});
     }
     ETabulonLevels levels = LevelsBy({"city/place>name", "id"});
     OpenTableCursor cursor;
-    cursor.Init(levels, table.get(), /*ownsTable=*/false);
-    const auto walk = [&cursor] {
-        EPosition last = kNoPosition;
-        for (CursorStatus status = cursor.CallReset(ETabulonTag::Null); status == StatusOk;
-             status = cursor.CallGetNext()) {
-            EXPECT_EQ(cursor.CurrentTag().KnownLevelsCount(), 2U);
-            last = cursor.PrimaryKey().Position();
-        }
-        return last;
-    };
-    EXPECT_EQ(walk(), 499);
+    cursor.Init(levels, data.table.get(), /*ownsTable=*/false);
     cursor.rangesAsked.reserve(64);
-    const AllocationCount count;
-    EXPECT_EQ(walk(), 499);
-    EXPECT_LE(count.Taken(), 2U);
+    const auto looker = MakeRef<Looker>();
+    const ECursorListening listening(cursor, *looker);
+    for (const ETabulonTag& tag : {ETabulonTag(), Tag({{0, 1}})}) {
+        EXPECT_EQ(cursor.Browse(tag), StatusOk);
+        looker->records = 0;
+        const AllocationCount count;
+        EXPECT_EQ(cursor.Browse(tag), StatusOk);
+        EXPECT_LE(count.Taken(), 4U);  // a reset copies and shows the tag
+        EXPECT_EQ(looker->records, tag.IsRoot() ? 499 : 248);
+    }
+    EXPECT_EQ(looker->last, 497);
 }
 
 constexpr auto kLocked = static_cast<CursorStatus>(DataLocked);
 
-class LinkFailures : public ::testing::Test, protected LinkedSales {};
+struct LinkFailures : ::testing::Test, protected LinkedSales {};
 
 TEST_F(LinkFailures, EndAWalkAtEachReadAndTheNextIsWhole) {
     ETabulonPendingChanges changes;

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <random>
 #include <string>
@@ -26,17 +27,10 @@ struct Told {
     }
     int Sorted(int key, FindMode mode) {
         const int size = static_cast<int>(keys.size());
-        if (size == 0) {
-            return mode == FindOrInsert ? Insert(0, key) : Keep(-1);
-        }
-        for (int i = 0; i < size; ++i) {
-            if (keys[i] == key) {
-                return Keep(i);
-            }
-        }
-        int above = 0;
-        while (above < size && keys[above] < key) {
-            ++above;
+        const auto above =
+            static_cast<int>(std::lower_bound(keys.begin(), keys.end(), key) - keys.begin());
+        if (above < size && keys[above] == key) {
+            return Keep(above);
         }
         switch (mode) {
             case FindNext:
@@ -58,24 +52,20 @@ struct Told {
         }
         return Keep(mode == FindInsertPos ? size - 1 : -1);
     }
+    int IndexOf(int key) const {
+        const auto at = std::find(keys.begin(), keys.end(), key);
+        return at == keys.end() ? -1 : static_cast<int>(at - keys.begin());
+    }
     int Scanned(int key, FindMode mode) {
-        for (int i = 0; i < static_cast<int>(keys.size()); ++i) {
-            if (keys[i] == key) {
-                return Keep(i);
-            }
-        }
-        return Miss(key, mode);
+        const int at = IndexOf(key);
+        return at != -1 ? Keep(at) : Miss(key, mode);
     }
     int ScannedAround(int key, FindMode mode) {
         if (hint != -1 && keys[hint] == key) {
             return hint;
         }
-        for (int i = 0; i < static_cast<int>(keys.size()); ++i) {
-            if (keys[i] == key) {
-                return Keep(mode == FindInsertPos ? -1 : i);
-            }
-        }
-        return Miss(key, mode);
+        const int at = IndexOf(key);
+        return at == -1 ? Miss(key, mode) : Keep(mode == FindInsertPos ? -1 : at);
     }
     void RemoveAt(int index) {
         keys.erase(keys.begin() + index);
@@ -160,16 +150,6 @@ std::vector<int> Keys(const Map& map) {
     return keys;
 }
 
-/// By a scan: a changed key may stand out of order.
-int ValueOf(const FSortedMap<int, int>& map, int key) {
-    for (const auto& pair : map) {
-        if (pair.key == key) {
-            return pair.value;
-        }
-    }
-    return -1;
-}
-
 TEST(SortedMap, FindInsertPosAboveAllGivesLastIndex) {
     auto map = MapOf<FSortedMap<int, int>>({1, 2, 3});
     EXPECT_EQ(map.Find(9, FindInsertPos), 2);
@@ -213,24 +193,21 @@ TEST(ChangedKey, MovesTheElementByTheRule) {
         bool result;
         std::vector<int> keys;
     };
-    const Case cases[] = {{10, 25, true, {20, 25, 30, 40}},
-                          {40, 15, true, {10, 15, 20, 30}},
-                          {20, 35, true, {10, 30, 35, 40}},
-                          {30, 5, true, {5, 10, 20, 40}},
-                          {10, 50, true, {20, 30, 50, 40}},  // above all: before the last element
-                          {40, 50, true, {10, 20, 50, 30}},
-                          {30, 25, true, {10, 25, 20, 40}},  // would keep its place: one before it
-                          {10, 5, true, {5, 20, 30, 40}},    // there is none before the first
-                          {10, 30, false, {10, 20, 30, 40}},
-                          {15, 50, false, {10, 20, 30, 40}},
-                          {10, 10, false, {10, 20, 30, 40}}};
-    for (const Case& c : cases) {
+    // Above all: before the last element. One that would keep its place: one before it, if there
+    // is.
+    for (const Case& c :
+         {Case{10, 25, true, {20, 25, 30, 40}}, Case{40, 15, true, {10, 15, 20, 30}},
+          Case{20, 35, true, {10, 30, 35, 40}}, Case{30, 5, true, {5, 10, 20, 40}},
+          Case{10, 50, true, {20, 30, 50, 40}}, Case{40, 50, true, {10, 20, 50, 30}},
+          Case{30, 25, true, {10, 25, 20, 40}}, Case{10, 5, true, {5, 20, 30, 40}},
+          Case{10, 30, false, {10, 20, 30, 40}}, Case{15, 50, false, {10, 20, 30, 40}},
+          Case{10, 10, false, {10, 20, 30, 40}}}) {
         auto map = MapOf<FSortedMap<int, int>>({10, 20, 30, 40});
         EAssociative<EPair<int, int>>& base = map;
         EXPECT_EQ(base.ChangeKey(c.from, c.to), c.result) << c.from << " to " << c.to;
         EXPECT_EQ(Keys(map), c.keys) << c.from << " to " << c.to;
-        if (c.result) {
-            EXPECT_EQ(ValueOf(map, c.to), c.from * 10);
+        for (const auto& pair : map) {
+            EXPECT_EQ(pair.value, (c.result && pair.key == c.to ? c.from : pair.key) * 10);
         }
     }
 }

@@ -1,5 +1,6 @@
 #include "etabulon/foundation/EVariant.h"
 #include "support/AllocationCount.h"
+#include "support/Rows.h"
 
 #include <gtest/gtest.h>
 
@@ -26,6 +27,7 @@ public:
     using EVariant::operator<<=;
 };
 
+EVariant Real(double number) { return EVariant::FromDouble(number); }
 EVariant Of(std::uint16_t type, const char* text, std::uint16_t size = 0) {
     return EVariant::FromText(type, size, text);
 }
@@ -49,12 +51,8 @@ std::string Stored(const EVariant& source, std::uint16_t type, std::uint16_t siz
 // --- Order and hash ----------------------------------------------------------------------------
 
 std::vector<EVariant> TrickyValues() {
-    std::vector<EVariant> pool = {EVariant(),       EVariant::Missing(TYPE_LONG, 4),
-                                  EVariant(""),     EVariant("a"),
-                                  EVariant("A"),    EVariant("a "),
-                                  Chaine("a\0", 2), EVariant("\xE9"),
-                                  EVariant(0),      EVariant(0U),
-                                  EVariant(-1),     EVariant(1UL)};
+    std::vector<EVariant> pool = {"", "a", "A", "a ", "\xE9", 0, 0U, -1, 1UL, {}};
+    pool.insert(pool.end(), {EVariant::Missing(TYPE_LONG, 4), Chaine("a\0", 2)});
     std::vector<double> numbers = {kNaN,  -kNaN,  kInfinity, -kInfinity, 0.0, -0.0,
                                    0.5,   -0.5,   0.1,       0.0625,     1.0, -1.0,
                                    1e300, 5e-324, -5e-324,   0.3};
@@ -62,7 +60,7 @@ std::vector<EVariant> TrickyValues() {
                                    -9223372036854775808.0, 18446744073709551615.0,
                                    4503599627370496.5, 92233720368547.75});
     for (const double number : numbers) {
-        pool.push_back(EVariant::FromDouble(number));
+        pool.push_back(Real(number));
         pool.push_back(Raw(TYPE_FLOAT, static_cast<float>(number)));
     }
     for (const std::int64_t number :
@@ -96,24 +94,27 @@ std::vector<EVariant> TrickyValues() {
 }
 
 TEST(Variant, MakesAVariantOfEveryArithmeticType) {
-    const auto told = [](const EVariant& value) {
-        return std::to_string(value.Type()) + ":" + Text(value);
+    struct Case {
+        EVariant made;
+        std::uint16_t type;
+        const char* text;
     };
-    const auto of = [&](std::uint16_t type, const char* text) { return told(Of(type, text)); };
-    EXPECT_EQ(told(true), of(TYPE_LONG, "1"));
-    EXPECT_EQ(told('a'), of(TYPE_LONG, "97"));
-    EXPECT_EQ(told(static_cast<short>(-3)), of(TYPE_LONG, "-3"));
-    EXPECT_EQ(told(static_cast<unsigned short>(3)), of(TYPE_LONG, "3"));
-    EXPECT_EQ(told(3000000000U), of(TYPE_UINT32, "3000000000"));
-    EXPECT_EQ(told(5000000000UL), of(TYPE_UINT32, "4294967295"));
-    EXPECT_EQ(told(5000000000L), of(TYPE_INT64, "5000000000"));
-    EXPECT_EQ(told(-5000000000LL), of(TYPE_INT64, "-5000000000"));
-    EXPECT_EQ(told(18446744073709551615ULL), of(TYPE_UINT64, "18446744073709551615"));
-    EXPECT_EQ(told(0.5F), of(TYPE_DOUBLE, "0.5"));
-    EXPECT_EQ(told(0.25), of(TYPE_DOUBLE, "0.25"));
-    EXPECT_EQ(told(0.125L), of(TYPE_DOUBLE, "0.125"));
-    EXPECT_EQ(told(std::string("a\0b", 3)), of(TYPE_CHAINE, "") + std::string("a\0b", 3));
-    EXPECT_EQ(told(std::string_view("view")), of(TYPE_CHAINE, "view"));
+    for (const auto& [made, type, text] :
+         {Case{true, TYPE_LONG, "1"}, Case{'a', TYPE_LONG, "97"},
+          Case{static_cast<short>(-3), TYPE_LONG, "-3"},
+          Case{static_cast<unsigned short>(3), TYPE_LONG, "3"},
+          Case{3000000000U, TYPE_UINT32, "3000000000"},
+          Case{5000000000UL, TYPE_UINT32, "4294967295"},
+          Case{5000000000L, TYPE_INT64, "5000000000"},
+          Case{-5000000000LL, TYPE_INT64, "-5000000000"},
+          Case{18446744073709551615ULL, TYPE_UINT64, "18446744073709551615"},
+          Case{0.5F, TYPE_DOUBLE, "0.5"}, Case{0.25, TYPE_DOUBLE, "0.25"},
+          Case{0.125L, TYPE_DOUBLE, "0.125"},
+          Case{std::string_view("view"), TYPE_CHAINE, "view"}}) {
+        EXPECT_EQ(made.Type(), type) << text;
+        EXPECT_EQ(Text(made), text);
+    }
+    EXPECT_EQ(Text(std::string("a\0b", 3)), std::string("a\0b", 3));
 }
 
 TEST(AllValues, HaveOneTotalOrder) {
@@ -144,22 +145,27 @@ TEST(AllValues, HaveOneTotalOrder) {
 }
 
 TEST(Values, CompareByClassAndExactly) {
+    struct Case {
+        EVariant left, right;
+        int order;
+    };
     const EVariant big = EVariant::FromInt64(9007199254740993);  // 2^53 + 1
-    EXPECT_GT(big, EVariant::FromDouble(9007199254740992.0));
-    EXPECT_LT(big, EVariant::FromDouble(9007199254740994.0));
-    EXPECT_LT(EVariant::FromDouble(kNaN), EVariant::FromDouble(-kInfinity));
-    EXPECT_EQ(EVariant::FromDouble(kNaN), Raw(TYPE_FLOAT, std::nanf("3")));
-    EXPECT_EQ(EVariant::FromDouble(0.5), Of(TYPE_DECIMAL32, "0.50"));
-    EXPECT_EQ(Of(TYPE_CURRENCY, "0.1"), Of(TYPE_DECIMAL64, "0.1"));
-    EXPECT_GT(EVariant::FromDouble(0.1), Of(TYPE_DECIMAL64, "0.1"));  // what 0.1 really is
-    EXPECT_EQ(EVariant(1), Raw<std::uint8_t>(TYPE_BOOL, 1));
-    EXPECT_GT(Raw(TYPE_UINT64, ~0ULL), EVariant::FromInt64(INT64_MAX));
-    EXPECT_LT(EVariant::FromDouble(1e300), Of(TYPE_TIME, "00:00:00"));
-    EXPECT_LT(Of(TYPE_TIME, "23:00:00"), Of(TYPE_DATE, "0001-01-01"));
-    EXPECT_LT(Of(TYPE_TIMESTAMP, "9999-12-31"), EVariant(""));
-    EXPECT_LT(EVariant("\xFF"), Of(TYPE_BLOB, "a"));
-    EXPECT_EQ(Of(TYPE_DATE, "2024-02-29"), Of(TYPE_TIMESTAMP, "2024-02-29 00:00:00"));
-    EXPECT_EQ(EVariant(), EVariant::Missing(TYPE_CHAINE, 4));
+    for (const auto& [left, right, order] :
+         {Case{big, Real(9007199254740992.0), 1}, Case{big, Real(9007199254740994.0), -1},
+          Case{Real(kNaN), Real(-kInfinity), -1},
+          Case{Real(kNaN), Raw(TYPE_FLOAT, std::nanf("3")), 0},
+          Case{Real(0.5), Of(TYPE_DECIMAL32, "0.50"), 0},
+          Case{Of(TYPE_CURRENCY, "0.1"), Of(TYPE_DECIMAL64, "0.1"), 0},
+          Case{Real(0.1), Of(TYPE_DECIMAL64, "0.1"), 1},
+          Case{1, Raw<std::uint8_t>(TYPE_BOOL, 1), 0},
+          Case{Raw(TYPE_UINT64, ~0ULL), EVariant::FromInt64(INT64_MAX), 1},
+          Case{Real(1e300), Of(TYPE_TIME, "00:00:00"), -1},
+          Case{Of(TYPE_TIME, "23:00:00"), Of(TYPE_DATE, "0001-01-01"), -1},
+          Case{Of(TYPE_TIMESTAMP, "9999-12-31"), "", -1}, Case{"\xFF", Of(TYPE_BLOB, "a"), -1},
+          Case{Of(TYPE_DATE, "2024-02-29"), Of(TYPE_TIMESTAMP, "2024-02-29 00:00:00"), 0},
+          Case{{}, EVariant::Missing(TYPE_CHAINE, 4), 0}}) {
+        EXPECT_EQ(EVariant::Compare(left, right), order) << Text(left) << ' ' << Text(right);
+    }
 }
 
 TEST(FoldingText, ComparesFoldedWithAnyText) {
@@ -173,36 +179,32 @@ TEST(FoldingText, ComparesFoldedWithAnyText) {
 
 // --- Text and conversions ----------------------------------------------------------------------
 
-using Examples = std::vector<std::pair<std::uint16_t, std::vector<const char*>>>;
+struct Read {
+    std::uint16_t type;
+    std::vector<const char*> texts;
+};
 
 TEST(ValuesAsText, ReadBackAsThemselves) {
-    const Examples examples = {
-        {TYPE_INT8, {"-128"}},
-        {TYPE_UINT8, {"255"}},
-        {TYPE_INT16, {"-32768"}},
-        {TYPE_UINT16, {"65535"}},
-        {TYPE_LONG, {"-2147483648"}},
-        {TYPE_INT, {"2147483647"}},
-        {TYPE_UINT32, {"4294967295"}},
-        {TYPE_INT64, {"-9223372036854775808", "9223372036854775807"}},
-        {TYPE_UINT64, {"18446744073709551615"}},
-        {TYPE_BOOL, {"255"}},
-        {TYPE_OLDBOOL, {"0"}},
-        {TYPE_DOUBLE, {"0.1", "1.7976931348623157e+308", "5e-324", "-0", "nan", "-inf"}},
-        {TYPE_FLOAT, {"0.1", "3.4028235e+38", "inf"}},
-        {TYPE_DECIMAL32, {"-21474836.48"}},
-        {TYPE_DECIMAL64, {"92233720368547758.07", "-0.05"}},
-        {TYPE_CURRENCY, {"-922337203685477.5808"}},
-        {TYPE_DATE, {"0001-01-01", "2000-02-29", "9999-12-31", "10000-01-01", "214748-12-31"}},
-        {TYPE_TIME, {"00:00:00", "23:59:59.999", "-596:31:23.648"}},
-        {TYPE_TIMESTAMP,
-         {"1999-12-31 23:59:59.001", "-0001-03-01 12:00:00", "12024-02-29 12:00:00"}},
-        {TYPE_GUID, {"00112233-4455-6677-8899-aabbccddeeff"}},
-        {TYPE_CHAINE, {" any\ttext "}},
-        {TYPE_BLOBTEXT, {""}},
-        {TYPE_STR, {" left kept"}},
-        {TYPE_ZSTRING, {"blanks kept  "}}};
-    for (const auto& [type, texts] : examples) {
+    for (const auto& [type, texts] : test::Rows(
+             Read{TYPE_INT8, {"-128"}}, Read{TYPE_UINT8, {"255"}}, Read{TYPE_INT16, {"-32768"}},
+             Read{TYPE_UINT16, {"65535"}}, Read{TYPE_LONG, {"-2147483648"}},
+             Read{TYPE_INT, {"2147483647"}}, Read{TYPE_UINT32, {"4294967295"}},
+             Read{TYPE_INT64, {"-9223372036854775808", "9223372036854775807"}},
+             Read{TYPE_UINT64, {"18446744073709551615"}}, Read{TYPE_BOOL, {"255"}},
+             Read{TYPE_OLDBOOL, {"0"}},
+             Read{TYPE_DOUBLE, {"0.1", "1.7976931348623157e+308", "5e-324", "-0", "nan", "-inf"}},
+             Read{TYPE_FLOAT, {"0.1", "3.4028235e+38", "inf"}},
+             Read{TYPE_DECIMAL32, {"-21474836.48"}},
+             Read{TYPE_DECIMAL64, {"92233720368547758.07", "-0.05"}},
+             Read{TYPE_CURRENCY, {"-922337203685477.5808"}},
+             Read{TYPE_DATE,
+                  {"0001-01-01", "2000-02-29", "9999-12-31", "10000-01-01", "214748-12-31"}},
+             Read{TYPE_TIME, {"00:00:00", "23:59:59.999", "-596:31:23.648"}},
+             Read{TYPE_TIMESTAMP,
+                  {"1999-12-31 23:59:59.001", "-0001-03-01 12:00:00", "12024-02-29 12:00:00"}},
+             Read{TYPE_GUID, {"00112233-4455-6677-8899-aabbccddeeff"}},
+             Read{TYPE_CHAINE, {" any\ttext "}}, Read{TYPE_BLOBTEXT, {""}},
+             Read{TYPE_STR, {" left kept"}}, Read{TYPE_ZSTRING, {"blanks kept  "}})) {
         for (const char* const text : texts) {
             const EVariant value = Of(type, text, 40);
             ASSERT_FALSE(value.IsMissing()) << text;
@@ -217,11 +219,12 @@ TEST(ValuesAsText, ReadBackAsThemselves) {
 }
 
 TEST(ParsedText, MissesWhatIsNoValue) {
-    const Examples examples = {
-        {TYPE_LONG, {"", "  ", "1x", "+1", "0x10", "nan"}},       {TYPE_DOUBLE, {"1,5", "1e999"}},
-        {TYPE_DATE, {"2023-02-29", "2024-2-1", "214749-01-01"}},  {TYPE_TIME, {"12:60:00"}},
-        {TYPE_TIMESTAMP, {"2024-01-01 24:00:00", "2024-01-01T"}}, {TYPE_GUID, {"0011"}}};
-    for (const auto& [type, texts] : examples) {
+    for (const auto& [type, texts] : {Read{TYPE_LONG, {"", "  ", "1x", "+1", "0x10", "nan"}},
+                                      Read{TYPE_DOUBLE, {"1,5", "1e999"}},
+                                      Read{TYPE_DATE, {"2023-02-29", "2024-2-1", "214749-01-01"}},
+                                      Read{TYPE_TIME, {"12:60:00"}},
+                                      Read{TYPE_TIMESTAMP, {"2024-01-01 24:00:00", "2024-01-01T"}},
+                                      Read{TYPE_GUID, {"0011"}}}) {
         for (const char* const text : texts) {
             EXPECT_TRUE(Of(type, text).IsMissing()) << text;
         }
@@ -231,40 +234,41 @@ TEST(ParsedText, MissesWhatIsNoValue) {
 }
 
 TEST(StoredValues, AreConvertedClampedAndCut) {
-    EXPECT_EQ(Stored(EVariant(300), TYPE_INT8), "127");
-    EXPECT_EQ(Stored(EVariant(-1), TYPE_UINT64), "0");
-    EXPECT_EQ(Stored(EVariant(-1), TYPE_BOOL), "0");
-    EXPECT_EQ(Stored(EVariant("99999999999999999999"), TYPE_INT64), "9223372036854775807");
-    EXPECT_EQ(Stored(EVariant::FromDouble(-1e30), TYPE_INT64), "-9223372036854775808");
-    EXPECT_EQ(Stored(EVariant::FromDouble(kInfinity), TYPE_LONG), "2147483647");
-    EXPECT_EQ(Stored(EVariant::FromDouble(kNaN), TYPE_LONG), "(missing)");
-    EXPECT_EQ(Stored(EVariant::FromDouble(kNaN), TYPE_CURRENCY), "(missing)");
-    EXPECT_EQ(Stored(EVariant::FromDouble(2.5), TYPE_LONG), "2");
-    EXPECT_EQ(Stored(EVariant::FromDouble(-3.5), TYPE_LONG), "-4");
-    EXPECT_EQ(Stored(EVariant::FromDouble(2.675), TYPE_DECIMAL64), "2.67");  // it lies below
-    EXPECT_EQ(Stored(EVariant::FromDouble(0.125), TYPE_DECIMAL64), "0.12");
-    EXPECT_EQ(Stored(Of(TYPE_CURRENCY, "1.0050"), TYPE_DECIMAL32), "1.00");
-    EXPECT_EQ(Stored(Of(TYPE_CURRENCY, "1.0150"), TYPE_DECIMAL32), "1.02");
-    EXPECT_EQ(Stored(Of(TYPE_DECIMAL64, "1.50"), TYPE_LONG), "2");
-    EXPECT_EQ(Stored(EVariant::FromDouble(1e300), TYPE_FLOAT), "3.4028235e+38");
-    EXPECT_EQ(Stored(EVariant(20240229), TYPE_DATE), "2024-02-29");
-    EXPECT_EQ(Stored(EVariant(20230229), TYPE_DATE), "(missing)");
-    EXPECT_EQ(Stored(EVariant(120240229), TYPE_DATE), "12024-02-29");
-    EXPECT_EQ(Stored(Of(TYPE_TIMESTAMP, "12024-02-29 13:00:00"), TYPE_DATE), "12024-02-29");
-    EXPECT_EQ(Stored(Of(TYPE_TIMESTAMP, "214749-01-01"), TYPE_DATE), "(missing)");
-    EXPECT_EQ(Stored(Of(TYPE_TIMESTAMP, "2024-02-29 13:00:00"), TYPE_DATE), "2024-02-29");
-    EXPECT_EQ(Stored(Of(TYPE_TIMESTAMP, "2024-02-29 13:00:00"), TYPE_TIME), "13:00:00");
-    EXPECT_EQ(Stored(Of(TYPE_TIME, "13:00:00"), TYPE_DATE), "(missing)");
-    EXPECT_EQ(Stored(Of(TYPE_DATE, "2024-02-29"), TYPE_LONG), "20240229");
-    EXPECT_EQ(Stored(EVariant("long text"), TYPE_ZSTRING, 4), "long");
-    EXPECT_EQ(Stored(EVariant(-12), TYPE_STR, 5), "-12");
-    EXPECT_EQ(Stored(EVariant("Été ÿ €"), TYPE_UP_CHAINE), "ÉTÉ ÿ €");
-    EXPECT_EQ(Stored(EVariant("abc"), TYPE_UP_STR, 2), "AB");
-    EXPECT_EQ(Stored(EVariant(), TYPE_CHAINE), "(missing)");
+    struct Case {
+        EVariant source;
+        std::uint16_t type;
+        const char* stored;
+        std::uint16_t size = 0;
+    };
+    for (const auto& [source, type, stored, size] : test::Rows(
+             Case{300, TYPE_INT8, "127"}, Case{-1, TYPE_UINT64, "0"}, Case{-1, TYPE_BOOL, "0"},
+             Case{"99999999999999999999", TYPE_INT64, "9223372036854775807"},
+             Case{Real(-1e30), TYPE_INT64, "-9223372036854775808"},
+             Case{Real(kInfinity), TYPE_LONG, "2147483647"},
+             Case{Real(kNaN), TYPE_LONG, "(missing)"}, Case{Real(kNaN), TYPE_CURRENCY, "(missing)"},
+             Case{Real(2.5), TYPE_LONG, "2"}, Case{Real(-3.5), TYPE_LONG, "-4"},
+             Case{Real(2.675), TYPE_DECIMAL64, "2.67"}, Case{Real(0.125), TYPE_DECIMAL64, "0.12"},
+             Case{Of(TYPE_CURRENCY, "1.0050"), TYPE_DECIMAL32, "1.00"},
+             Case{Of(TYPE_CURRENCY, "1.0150"), TYPE_DECIMAL32, "1.02"},
+             Case{Of(TYPE_DECIMAL64, "1.50"), TYPE_LONG, "2"},
+             Case{Real(1e300), TYPE_FLOAT, "3.4028235e+38"},
+             Case{20240229, TYPE_DATE, "2024-02-29"}, Case{20230229, TYPE_DATE, "(missing)"},
+             Case{120240229, TYPE_DATE, "12024-02-29"},
+             Case{Of(TYPE_TIMESTAMP, "12024-02-29 13:00:00"), TYPE_DATE, "12024-02-29"},
+             Case{Of(TYPE_TIMESTAMP, "214749-01-01"), TYPE_DATE, "(missing)"},
+             Case{Of(TYPE_TIMESTAMP, "2024-02-29 13:00:00"), TYPE_DATE, "2024-02-29"},
+             Case{Of(TYPE_TIMESTAMP, "2024-02-29 13:00:00"), TYPE_TIME, "13:00:00"},
+             Case{Of(TYPE_TIME, "13:00:00"), TYPE_DATE, "(missing)"},
+             Case{Of(TYPE_DATE, "2024-02-29"), TYPE_LONG, "20240229"},
+             Case{"long text", TYPE_ZSTRING, "long", 4}, Case{-12, TYPE_STR, "-12", 5},
+             Case{"Été ÿ €", TYPE_UP_CHAINE, "ÉTÉ ÿ €"}, Case{"abc", TYPE_UP_STR, "AB", 2},
+             Case{{}, TYPE_CHAINE, "(missing)"})) {
+        EXPECT_EQ(Stored(source, type, size), stored) << Text(source);
+    }
     EVariant empty;
     empty <<= EVariant(7);
     EXPECT_EQ(empty.Type(), TYPE_LONG);
-    EXPECT_EQ(EVariant::FromDouble(-5).AsUInt64(), 0U);
+    EXPECT_EQ(Real(-5).AsUInt64(), 0U);
     EXPECT_EQ(EVariant(" 12 ").AsUInt64(), 12U);
     EXPECT_EQ(Raw(TYPE_UINT64, ~0ULL).AsInt64(), INT64_MAX);
     EXPECT_EQ(Of(TYPE_DECIMAL32, "-1.25").AsDouble(), -1.25);
@@ -275,11 +279,10 @@ TEST(InitialisedValue, HasItsNaturalSizeAndIsNotMissing) {
     EXPECT_TRUE(value.Init(TYPE_LONG, 0, nullptr));
     EXPECT_EQ(value.Size(), 4);
     EXPECT_EQ(Text(value), "0");
-    EXPECT_TRUE(value.Init(TYPE_LONG, 5, nullptr));
-    EXPECT_EQ(value.Size(), 4);
     const unsigned char marked[5] = {7, 0, 0, 0, 1};
     EXPECT_TRUE(value.Init(TYPE_LONG, 5, marked));
     EXPECT_TRUE(value.IsMissing());
+    EXPECT_EQ(value.Size(), 4);
     EXPECT_FALSE(value.Init(TYPE_LONG, 3, nullptr));
     EXPECT_TRUE(value.Init(TYPE_CHAINE, 0, nullptr));
     EXPECT_EQ(value.Size(), 4);
@@ -301,35 +304,35 @@ TEST(SignExtendedType, IsStoredByItsLowByte) {
     const EVariant value = Of(0xFF99, "abc");
     EXPECT_EQ(value.Type(), 0xFF99);
     EXPECT_EQ(Text(value), "ABC");
-    EXPECT_EQ(FamilyOf(TYPE_UP_CHAINE), GenericText);
-    EXPECT_EQ(FamilyOf(static_cast<std::int32_t>(0xFFFFFF99U)), GenericUnknown);
-    EXPECT_EQ(FamilyOf(TYPE_BLOB), GenericUnknown);
-    EXPECT_EQ(FamilyOf(TYPE_BLOBTEXT), GenericText);
-    EXPECT_EQ(FamilyOf(TYPE_BLOBSOUND), GenericMedia);
-    EXPECT_EQ(FamilyOf(TYPE_BOOL), GenericNumeric);
-    EXPECT_EQ(FamilyOf(3), GenericUnknown);
+    using Family = std::pair<std::int32_t, GenericType>;
+    for (const auto& [type, family] :
+         {Family{TYPE_UP_CHAINE, GenericText},
+          Family{static_cast<std::int32_t>(0xFFFFFF99U), GenericUnknown},
+          Family{TYPE_BLOB, GenericUnknown}, Family{TYPE_BLOBTEXT, GenericText},
+          Family{TYPE_BLOBSOUND, GenericMedia}, Family{TYPE_BOOL, GenericNumeric},
+          Family{3, GenericUnknown}}) {
+        EXPECT_EQ(FamilyOf(type), family) << type;
+    }
 }
 
 // --- Views -------------------------------------------------------------------------------------
 
 TEST(PlainCell, KeepsMissingAsItsReservedImageAndMovesAPresentOne) {
-    struct EPlain {
-        EVariant reserved;  // a present value with the reserved image
-        const char* read;
+    struct Case {
+        EVariant reserved;
+        const char* read;  // a present value that has the reserved image
     };
-    const std::vector<EPlain> plains = {
-        {Raw(TYPE_INT8, std::int8_t{INT8_MIN}), "-127"},
-        {Raw(TYPE_UINT16, std::uint16_t{UINT16_MAX}), "65534"},
-        {Raw(TYPE_LONG, INT32_MIN), "-2147483647"},
-        {Raw(TYPE_INT64, INT64_MIN), "-9223372036854775807"},
-        {Raw(TYPE_UINT64, UINT64_MAX), "18446744073709551614"},
-        {Raw(TYPE_BOOL, std::uint8_t{255}), "254"},
-        {Raw(TYPE_DECIMAL32, INT32_MIN), "-21474836.47"},
-        {Raw(TYPE_TIME, std::int32_t{-1}), "-00:00:00.002"},
-        {Raw(TYPE_DATE, std::int32_t{0}), "0000-00-01"},
-        {Raw(TYPE_DOUBLE, std::uint64_t{0xFFF8E7AB00000001}), "nan"},
-        {Raw(TYPE_FLOAT, std::uint32_t{0xFFC0E7AB}), "nan"}};
-    for (const EPlain& plain : plains) {
+    for (const auto& plain : {Case{Raw(TYPE_INT8, std::int8_t{INT8_MIN}), "-127"},
+                              Case{Raw(TYPE_UINT16, std::uint16_t{UINT16_MAX}), "65534"},
+                              Case{Raw(TYPE_LONG, INT32_MIN), "-2147483647"},
+                              Case{Raw(TYPE_INT64, INT64_MIN), "-9223372036854775807"},
+                              Case{Raw(TYPE_UINT64, UINT64_MAX), "18446744073709551614"},
+                              Case{Raw(TYPE_BOOL, std::uint8_t{255}), "254"},
+                              Case{Raw(TYPE_DECIMAL32, INT32_MIN), "-21474836.47"},
+                              Case{Raw(TYPE_TIME, std::int32_t{-1}), "-00:00:00.002"},
+                              Case{Raw(TYPE_DATE, std::int32_t{0}), "0000-00-01"},
+                              Case{Raw(TYPE_DOUBLE, std::uint64_t{0xFFF8E7AB00000001}), "nan"},
+                              Case{Raw(TYPE_FLOAT, std::uint32_t{0xFFC0E7AB}), "nan"}}) {
         unsigned char record[9] = {};
         Cell cell(plain.reserved.Type(), plain.reserved.Size(), Cell::Layout::Plain, record + 1);
         cell.SetMissing();
@@ -447,39 +450,35 @@ TEST(HeapValue, IsCopiedDeeply) {
 
 // --- Arithmetic --------------------------------------------------------------------------------
 
+struct Case {
+    EVariant left, right;
+    std::uint16_t type;
+    const char* text;
+};
+
 TEST(Sums, AreWideAndTyped) {
-    struct ESum {
-        EVariant left;
-        EVariant right;
-        std::uint16_t type;
-        const char* text;
-    };
     const EVariant most = EVariant::FromInt64(INT64_MAX);
-    const std::vector<ESum> sums = {
-        {EVariant(1), EVariant(2), TYPE_INT64, "3"},
-        {most, EVariant(1), TYPE_UINT64, "9223372036854775808"},
-        {Raw(TYPE_UINT64, ~0ULL), EVariant(1), TYPE_UINT64, "18446744073709551615"},
-        {Raw(TYPE_INT64, INT64_MIN), EVariant(-1), TYPE_INT64, "-9223372036854775808"},
-        {EVariant(1), EVariant::FromDouble(0.5), TYPE_DOUBLE, "1.5"},
-        {Of(TYPE_DECIMAL32, "0.25"), EVariant(1), TYPE_DECIMAL64, "1.25"},
-        {Of(TYPE_DECIMAL32, "0.25"), Of(TYPE_CURRENCY, "0.0001"), TYPE_CURRENCY, "0.2501"},
-        {Raw(TYPE_CURRENCY, INT64_MAX), EVariant(1), TYPE_CURRENCY, "922337203685477.5807"},
-        {Of(TYPE_DATE, "2024-02-28"), EVariant(2), TYPE_DATE, "2024-03-01"},
-        {EVariant(-1), Of(TYPE_DATE, "2024-03-01"), TYPE_DATE, "2024-02-29"},
-        {Of(TYPE_DATE, "9999-12-31"), EVariant(1), TYPE_DATE, "10000-01-01"},
-        {Of(TYPE_DATE, "214748-12-30"), EVariant(2), TYPE_DATE, "214748-12-31"},
-        {Of(TYPE_DATE, "12024-03-01"), EVariant(-1), TYPE_DATE, "12024-02-29"},
-        {Of(TYPE_TIMESTAMP, "2024-02-28"), EVariant(1500), TYPE_TIMESTAMP,
-         "2024-02-28 00:00:01.500"},
-        {Of(TYPE_TIME, "01:00:00"), Of(TYPE_TIMESTAMP, "2024-02-28"), TYPE_TIMESTAMP,
-         "2024-02-28 01:00:00"},
-        {Of(TYPE_TIME, "23:00:00"), Of(TYPE_TIME, "02:00:00"), TYPE_TIME, "25:00:00"},
-        {EVariant("a"), EVariant(1), TYPE_CHAINE, "a1"},
-        {Of(TYPE_STR, "a", 4), EVariant("b"), TYPE_CHAINE, "ab"},
-        {EVariant::Missing(TYPE_LONG, 4), EVariant(5U), TYPE_UINT32, "5"},
-        {EVariant(5U), EVariant(), TYPE_UINT32, "5"},
-        {Of(TYPE_BLOB, "x"), EVariant(1), TYPE_BLOB, ""}};
-    for (const ESum& sum : sums) {
+    for (const Case& sum : test::Rows(
+             Case{1, 2, TYPE_INT64, "3"}, Case{most, 1, TYPE_UINT64, "9223372036854775808"},
+             Case{Raw(TYPE_UINT64, ~0ULL), 1, TYPE_UINT64, "18446744073709551615"},
+             Case{Raw(TYPE_INT64, INT64_MIN), -1, TYPE_INT64, "-9223372036854775808"},
+             Case{1, Real(0.5), TYPE_DOUBLE, "1.5"},
+             Case{Of(TYPE_DECIMAL32, "0.25"), 1, TYPE_DECIMAL64, "1.25"},
+             Case{Of(TYPE_DECIMAL32, "0.25"), Of(TYPE_CURRENCY, "0.0001"), TYPE_CURRENCY, "0.2501"},
+             Case{Raw(TYPE_CURRENCY, INT64_MAX), 1, TYPE_CURRENCY, "922337203685477.5807"},
+             Case{Of(TYPE_DATE, "2024-02-28"), 2, TYPE_DATE, "2024-03-01"},
+             Case{-1, Of(TYPE_DATE, "2024-03-01"), TYPE_DATE, "2024-02-29"},
+             Case{Of(TYPE_DATE, "9999-12-31"), 1, TYPE_DATE, "10000-01-01"},
+             Case{Of(TYPE_DATE, "214748-12-30"), 2, TYPE_DATE, "214748-12-31"},
+             Case{Of(TYPE_DATE, "12024-03-01"), -1, TYPE_DATE, "12024-02-29"},
+             Case{Of(TYPE_TIMESTAMP, "2024-02-28"), 1500, TYPE_TIMESTAMP,
+                  "2024-02-28 00:00:01.500"},
+             Case{Of(TYPE_TIME, "01:00:00"), Of(TYPE_TIMESTAMP, "2024-02-28"), TYPE_TIMESTAMP,
+                  "2024-02-28 01:00:00"},
+             Case{Of(TYPE_TIME, "23:00:00"), Of(TYPE_TIME, "02:00:00"), TYPE_TIME, "25:00:00"},
+             Case{"a", 1, TYPE_CHAINE, "a1"}, Case{Of(TYPE_STR, "a", 4), "b", TYPE_CHAINE, "ab"},
+             Case{EVariant::Missing(TYPE_LONG, 4), 5U, TYPE_UINT32, "5"},
+             Case{5U, {}, TYPE_UINT32, "5"}, Case{Of(TYPE_BLOB, "x"), 1, TYPE_BLOB, ""})) {
         const EVariant result = sum.left + sum.right;
         EXPECT_EQ(result.Type(), sum.type) << sum.text;
         EXPECT_EQ(Text(result), sum.text);
@@ -494,8 +493,8 @@ TEST(RunningSum, StaysInItsCellAndClamps) {
     sum = EVariant::FromInt64(INT64_MIN);
     sum += EVariant::FromInt64(-5);
     EXPECT_EQ(sum.AsInt64(), INT64_MIN);
-    sum = EVariant::FromDouble(0.5);
-    sum += EVariant::FromDouble(0.25);
+    sum = Real(0.5);
+    sum += Real(0.25);
     EXPECT_EQ(Text(sum), "0.75");
     std::int64_t number = 3;
     Cell cell(TYPE_INT64, 8, Cell::Layout::Plain, &number);
@@ -514,29 +513,19 @@ TEST(RunningSum, StaysInItsCellAndClamps) {
 }
 
 TEST(Quotients, KeepFractionsAndScales) {
-    struct EQuotient {
-        EVariant left;
-        EVariant right;
-        std::uint16_t type;
-        const char* text;
-    };
-    const std::vector<EQuotient> quotients = {
-        {EVariant(3), EVariant(2U), TYPE_DOUBLE, "1.5"},
-        {EVariant::FromDouble(1), EVariant(4), TYPE_DOUBLE, "0.25"},
-        {Of(TYPE_CURRENCY, "1"), EVariant(3), TYPE_CURRENCY, "0.3333"},
-        {Of(TYPE_DECIMAL32, "0.05"), EVariant(2), TYPE_DECIMAL32, "0.02"},
-        {Of(TYPE_DECIMAL32, "0.15"), EVariant(-2), TYPE_DECIMAL32, "-0.08"},
-        {Of(TYPE_DECIMAL64, "1"), Of(TYPE_CURRENCY, "0.5"), TYPE_DECIMAL64, "2.00"},
-        {Raw(TYPE_DECIMAL32, INT32_MIN), Of(TYPE_DECIMAL32, "-0.01"), TYPE_DECIMAL32,
-         "21474836.47"},
-        {Of(TYPE_DECIMAL64, "1"), EVariant::FromDouble(8), TYPE_DECIMAL64, "0.12"},
-        {EVariant(3), EVariant(0), TYPE_LONG, "3"},
-        {EVariant(3), EVariant::FromDouble(0), TYPE_LONG, "3"},
-        {EVariant(3), EVariant("2"), TYPE_LONG, "3"},
-        {EVariant("3"), EVariant(2), TYPE_CHAINE, "3"},
-        {Of(TYPE_DATE, "2024-01-01"), EVariant(2), TYPE_DATE, "2024-01-01"},
-        {EVariant::Missing(TYPE_LONG, 4), EVariant(2), TYPE_LONG, "(missing)"}};
-    for (const EQuotient& quotient : quotients) {
+    for (const Case& quotient :
+         {Case{3, 2U, TYPE_DOUBLE, "1.5"}, Case{Real(1), 4, TYPE_DOUBLE, "0.25"},
+          Case{Of(TYPE_CURRENCY, "1"), 3, TYPE_CURRENCY, "0.3333"},
+          Case{Of(TYPE_DECIMAL32, "0.05"), 2, TYPE_DECIMAL32, "0.02"},
+          Case{Of(TYPE_DECIMAL32, "0.15"), -2, TYPE_DECIMAL32, "-0.08"},
+          Case{Of(TYPE_DECIMAL64, "1"), Of(TYPE_CURRENCY, "0.5"), TYPE_DECIMAL64, "2.00"},
+          Case{Raw(TYPE_DECIMAL32, INT32_MIN), Of(TYPE_DECIMAL32, "-0.01"), TYPE_DECIMAL32,
+               "21474836.47"},
+          Case{Of(TYPE_DECIMAL64, "1"), Real(8), TYPE_DECIMAL64, "0.12"},
+          Case{3, 0, TYPE_LONG, "3"}, Case{3, Real(0), TYPE_LONG, "3"},
+          Case{3, "2", TYPE_LONG, "3"}, Case{"3", 2, TYPE_CHAINE, "3"},
+          Case{Of(TYPE_DATE, "2024-01-01"), 2, TYPE_DATE, "2024-01-01"},
+          Case{EVariant::Missing(TYPE_LONG, 4), 2, TYPE_LONG, "(missing)"}}) {
         EVariant value(quotient.left);
         value /= quotient.right;
         EXPECT_EQ(value.Type(), quotient.type) << quotient.text;

@@ -5,7 +5,6 @@
 #include "etabulon/values/ETabulonVariableDesc.h"
 #include "grid/TagIndex.h"
 #include "sort/SortFixture.h"
-#include "support/AllocationCount.h"
 
 #include <gtest/gtest.h>
 
@@ -33,13 +32,16 @@ std::string Labels(const Axe& axe) {
     return text;
 }
 
-TEST(EmptyAxe, HasATitleAndNoLabels) {
+TEST(CopiedAxe, GoesItsOwnWay) {
     EXPECT_EQ(BuildAxe(Axe::AxeVars, "Vars")->DisplayName(), Chaine("Vars"));
-    const auto axe = BuildAxe(Axe::AxeVars, "Vars", "Variables");
-    EXPECT_EQ(axe->DisplayName(), Chaine("Variables"));
-    EXPECT_EQ(axe->Size(), 0U);
-    EXPECT_EQ(axe->FindLabel("A"), -1);
-    EXPECT_FALSE(axe->HasLabel("A"));
+    const auto axe = BuildAxe(Axe::AxeData, EVariant(0U), "City");
+    EXPECT_FALSE(axe->HasLabel("Lyon"));
+    axe->AddLabel("Lyon", "", nullptr);
+    const auto copy = MakeRef<Axe>(*axe);
+    copy->AddLabel("Paris", "", nullptr);
+    EXPECT_EQ(Labels(*axe), "Lyon");
+    EXPECT_EQ(Labels(*copy), "Lyon Paris");
+    EXPECT_EQ(copy->DisplayName(), Chaine("City"));
 }
 
 TEST(AxeOfALevel, IsNamedAndDataIsTheLevel) {
@@ -106,20 +108,15 @@ TEST(AxeLabels, SecondFunctionOfAVariableAddsNoLabel) {
 }
 
 TEST(AxeLabels, SplitAtTheFirstPairOfBrackets) {
-    const struct {
+    struct Case {
         const char* code;
         const char* first;
         const char* second;
-    } kCases[] = {{"SUM(AMOUNT)", "SUM", "AMOUNT"},
-                  {"A(B)C", "A", "B"},
-                  {"A(B(C))", "A", "B(C"},
-                  {"()", "", ""},
-                  {"AMOUNT", "", ""},
-                  {"A)B(C", "", ""},
-                  {"A)(B)", "A)", "B"},
-                  {"A(B", "", ""},
-                  {"", "", ""}};
-    for (const auto& tested : kCases) {
+    };
+    for (const auto& tested :
+         {Case{"SUM(AMOUNT)", "SUM", "AMOUNT"}, Case{"A(B)C", "A", "B"},
+          Case{"A(B(C))", "A", "B(C"}, Case{"()", "", ""}, Case{"AMOUNT", "", ""},
+          Case{"A)B(C", "", ""}, Case{"A)(B)", "A)", "B"}, Case{"A(B", "", ""}, Case{"", "", ""}}) {
         Chaine first("x");
         Chaine second("y");
         Axe::AxeLabel::SplitCode(tested.code, first, second);
@@ -131,20 +128,6 @@ TEST(AxeLabels, SplitAtTheFirstPairOfBrackets) {
     Axe::AxeLabel::SplitCode(code, code, variable);
     EXPECT_EQ(code, Chaine("SUM"));
     EXPECT_EQ(variable, Chaine("AMOUNT"));
-}
-
-TEST(SortedLabels, LandBetweenTheirNeighboursAndKeepTheFirstText) {
-    const Sorted sorted{{0, false, 0}};
-    const auto axe = BuildAxe(Axe::AxeData, EVariant(0U));
-    const auto add = [&](const char* text) -> const Axe::AxeLabel& {
-        return axe->AddLabel(TagOf({{0, text}}), &sorted.desc, {0, false, 0});
-    };
-    add("b");
-    add("d");
-    const Axe::AxeLabel& c = add("c");
-    EXPECT_EQ(&add("C"), &c);
-    add("a");
-    EXPECT_EQ(Labels(*axe), "a b c d");
 }
 
 TEST(SortedLabels, AddedAtOnceAreThoseAddedOneByOne) {
@@ -175,16 +158,6 @@ TEST(SortedLabels, AddedAtOnceAreThoseAddedOneByOne) {
     }
 }
 
-TEST(CopiedAxe, GoesItsOwnWay) {
-    const auto axe = BuildAxe(Axe::AxeData, EVariant(0U), "City");
-    axe->AddLabel("Lyon", "", nullptr);
-    const auto copy = MakeRef<Axe>(*axe);
-    copy->AddLabel("Paris", "", nullptr);
-    EXPECT_EQ(Labels(*axe), "Lyon");
-    EXPECT_EQ(Labels(*copy), "Lyon Paris");
-    EXPECT_EQ(copy->DisplayName(), Chaine("City"));
-}
-
 using detail::PairNumbers;
 using detail::TagIndex;
 using detail::ValueNumbers;
@@ -202,20 +175,6 @@ TEST(ValueNumbers, TellTextsApartWhoseBodiesTakeEachOthersPlace) {
         EXPECT_EQ(numbers.NumberOf(ValueOf("bbbb")), 1U);
         EXPECT_EQ(numbers.NumberOf(ValueOf("cccc")), 2U);
     }
-}
-
-TEST(ValueNumbers, AreByEqualityWhateverTheType) {
-    ValueNumbers numbers;
-    EXPECT_EQ(numbers.NumberOf(ETabulonValue(1, "", false)), 0U);
-    EXPECT_EQ(numbers.NumberOf(ETabulonValue(EVariant::FromInt64(1), "", false)), 0U);
-    EXPECT_EQ(numbers.NumberOf(ETabulonValue(EVariant::FromDouble(1), "one", true)), 0U);
-    EXPECT_EQ(numbers.NumberOf(ETabulonValue(EVariant(1U), "", false)), 0U);
-    EXPECT_EQ(numbers.NumberOf(ETabulonValue::Null), 1U);
-    EXPECT_EQ(numbers.NumberOf(ETabulonValue::Special), 2U);
-    EXPECT_EQ(numbers.NumberOf(ValueOf("1")), 3U);
-    EXPECT_EQ(numbers.Find(ETabulonValue(2, "", false)), ValueNumbers::kAbsent);
-    EXPECT_EQ(numbers.Find(ETabulonValue::Special), 2U);
-    EXPECT_EQ(numbers.Size(), 4U);
 }
 
 TEST(ValueNumbers, KeepSpellingsThatDifferInAnything) {
@@ -302,27 +261,6 @@ TEST(TagIndex, NumbersDetailsAsALinearSearchDoes) {
             }
         }
     }
-}
-
-TEST(TagIndex, AllocatesNothingForWhatItHasMet) {
-    std::vector<ETabulonTag> tags;
-    for (int number = 0; number < 100; ++number) {
-        tags.push_back(TagOf({{0, number % 7}, {1, Chaine(number % 2 == 0 ? "a" : "b")}}));
-    }
-    const std::vector<unsigned int> levels = {1, 0, 2};
-    TagIndex index(ETabulonTag::Null, levels);
-    std::vector<std::uint32_t> numbers;
-    for (const ETabulonTag& tag : tags) {
-        numbers.push_back(index.FindOrAdd(tag));
-    }
-    const AllocationCount count;
-    bool same = true;
-    for (std::size_t place = 0; place < tags.size(); ++place) {
-        same = same && index.FindOrAdd(tags[place]) == numbers[place];
-    }
-    EXPECT_EQ(count.Taken(), 0U);
-    EXPECT_TRUE(same);
-    EXPECT_EQ(index.Size(), 14U);
 }
 
 }  // namespace

@@ -3,117 +3,55 @@
 #include "etabulon/cursors/ETabulonCursorCache.h"
 #include "etabulon/foundation/EDataArray.h"
 #include "etabulon/grid/ETabulonGridUIBuildEData.h"
-#include "etabulon/pending/ETabulonPendingChanges.h"
-#include "grid/GridFixture.h"
-#include "support/AllocationCount.h"
+#include "grid/FillerSuite.h"
 
 #include <gtest/gtest.h>
 
+#include <map>
+
 namespace etabulon::test {
 namespace {
-const Calculations kCount = {{"COUNT", "A"}};
-
-// Records in turn in A and B, each of 1.
-std::vector<Record> Turns(int count) {
-    std::vector<Record> records;
-    for (int place = 0; place < count; ++place) {
-        records.push_back({Tag({{0, place % 2 == 0 ? "A" : "B"}, {1, "X"}}), 1,
-                           EVariant::FromDouble(0.25), "text"});
+/// Shows the lines in the order of their labels.
+struct GridKind {
+    using Filler = ETabulonGridFiller;
+    using Trace = GridTrace;
+    static void SetParams(Filler& filler, const ITabulonCumulFuncOnVarCollection& calculations,
+                          unsigned int depth, ETabulonSortDesc& sort) {
+        filler.SetParams(&calculations, depth, &sort);
     }
-    return records;
-}
-
-/// A filler that listens to a cursor, with the parameters of a grid.
-struct Listening {
-    Listening(std::vector<Record> records, unsigned int axes, const Calculations& calculations,
-              const ETabulonPendingChanges* pending = nullptr)
-        : cursor(std::move(records)),
-          filler(ERef<ETabulonGridFiller>::Adopt(ETabulonGridFiller::Build(&cursor, pending))) {
-        const auto collection = Collect(calculations);
-        filler->SetParams(&collection, axes, &setup.sort);
-        cursor.AddNotifier(filler.Get());
+    static std::string Text(const Lines& lines, const char* total) {
+        std::string labels, values;
+        for (const auto& [label, result] :
+             std::map<std::string, std::string>(lines.begin(), lines.end())) {
+            values += " 0," + std::to_string((labels.size() + 1) / 2) + "=" + result;
+            labels += (labels.empty() ? "" : ",") + label;
+        }
+        return "start reset axes=1 axe0[" + labels + "]" + values +
+               (total != nullptr ? std::string(" column0=") + total : "") + " end";
     }
-    [[nodiscard]] std::string Send() const {
+    static std::string TextBelowB(const char* result) {
+        return Text((std::string("X ") + result).c_str(), result);
+    }
+    static std::string Hear(const Filler& filler) {
         GridTrace view;
-        filler->SendTo(&view);
+        filler.SendTo(&view);
         return view.Take();
     }
-
-    GridSetup setup{0, 1};
-    RecordCursor cursor;
-    ERef<ETabulonGridFiller> filler;
 };
+INSTANTIATE_TYPED_TEST_SUITE_P(Grid, FillerSuite, GridKind);
 
-TEST(CancelledWalk, SendsTheRecordsThatPassed) {
-    Listening listening(Turns(100), 1, kCount);
-    listening.cursor.onRecord = [&listening](std::size_t place) {
-        if (place == 9) {
-            listening.cursor.Cancel();
-        }
-    };
-    EXPECT_EQ(listening.cursor.Browse(ETabulonTag::Null), StatusCancelled);
-    EXPECT_EQ(listening.Send(), "start reset axes=1 axe0[A,B] 0,0=5 0,1=5 column0=10 end");
-}
+using GridWalk = Listening<GridKind>;
+const Calculations kCount("COUNT A");
 
-TEST(GridInTheMidstOfAWalk, SendsWhatItHasAndGoesOn) {
-    Listening listening(Turns(3), 1, kCount);
+TEST(GridInTheMidstOfAWalk, KeepsAnAxeThatWasHandedOut) {
+    GridWalk listening(Turns(2), 1, kCount);
     EXPECT_EQ(listening.cursor.CallReset(ETabulonTag::Null), StatusOk);
-    EXPECT_EQ(listening.Send(), "start reset axes=1 axe0[A] 0,0=1 column0=1 end");
     const auto axe = ERef<ETabulonGridAxe>::Adopt(listening.filler->BuildAxeDesc(0));
     EXPECT_EQ(ERef<ETabulonGridAxe>::Adopt(listening.filler->BuildAxeDesc(0)), axe);
     EXPECT_EQ(listening.cursor.CallGetNext(), StatusOk);
-    EXPECT_EQ(listening.Send(), "start reset axes=1 axe0[A,B] 0,0=1 0,1=1 column0=2 end");
+    EXPECT_EQ(ERef<ETabulonGridAxe>::Adopt(listening.filler->BuildAxeDesc(0))->Size(), 2U);
     EXPECT_EQ(axe->Size(), 1U);
-    EXPECT_EQ(listening.cursor.CallGetNext(), StatusOk);
-    EXPECT_EQ(listening.Send(), "start reset axes=1 axe0[A,B] 0,0=2 0,1=1 column0=3 end");
-}
-
-TEST(SecondWalk, DropsTheFirstResultAtItsReset) {
-    Listening listening(Turns(2), 1, kCount);
-    EXPECT_EQ(listening.cursor.Browse(ETabulonTag::Null), StatusOk);
-    listening.cursor.onRecord = [&listening](std::size_t place) {
-        if (place == 0) {
-            EXPECT_EQ(listening.Send(), "start reset axes=1 axe0[A,B] 0,0=1 0,1=1 column0=2 end");
-        }
-    };
-    EXPECT_EQ(listening.cursor.Browse(Tag({{0, "A"}})), StatusOk);
-    EXPECT_EQ(listening.Send(), "start reset axes=1 axe0[X] 0,0=1 column0=1 end");
-    // A range without records is a grid without cells.
-    listening.cursor.onRecord = nullptr;
-    EXPECT_EQ(listening.cursor.Browse(Tag({{0, "C"}})), StatusOk);
-    EXPECT_EQ(listening.Send(), "start reset axes=1 axe0[] end");
-}
-
-TEST(NewParameters, ApplyFromTheNextResetAndAreTheFillersOwn) {
-    Listening listening(Turns(2), 1, kCount);
-    EXPECT_EQ(listening.cursor.Browse(ETabulonTag::Null), StatusOk);
-    {
-        auto collection = Collect({{"SUM", "A"}, {"SUM", "B"}}, 1);
-        listening.filler->SetParams(&collection, 0, &listening.setup.sort);
-        collection.AddCalculation("COUNT", "A", TYPE_LONG, 0, "");
-    }
-    EXPECT_EQ(listening.filler->Calculations()->Size(), 2U);
-    EXPECT_EQ(listening.filler->Calculations()->PriorityCalculationPos(), 1);
-    EXPECT_EQ(listening.cursor.Browse(ETabulonTag::Null), StatusOk);
-    EXPECT_EQ(listening.filler->GridAxesCount(), 0U);
-    EXPECT_EQ(listening.Send(), "start reset axes=0 0,0=0.5 end");
-}
-
-TEST(PendingChanges, AreWhatIsFolded) {
-    ETabulonPendingChanges pending;
-    pending.AppendUpdate(Tag({{0, "B"}, {1, "X"}}), "A", 10);
-    Listening listening(Turns(4), 1, {{"SUM", "A"}}, &pending);
-    EXPECT_EQ(listening.cursor.Browse(ETabulonTag::Null), StatusOk);
-    EXPECT_EQ(listening.Send(), "start reset axes=1 axe0[A,B] 0,0=2 0,1=20 column0=22 end");
-}
-
-TEST(RecordKeys, ReachTheFunctionsThatAskForThem) {
-    std::vector<Record> records = Turns(4);
-    records[2].a = 7;
-    records[3].a = 0;
-    Listening listening(records, 1, {{"CODEMAX", "A"}});
-    EXPECT_EQ(listening.cursor.Browse(ETabulonTag::Null), StatusOk);
-    EXPECT_EQ(listening.Send(), "start reset axes=1 axe0[A,B] 0,0=2 0,1=1 column0=2 end");
+    EXPECT_EQ(listening.cursor.locks, 0);
 }
 
 TEST(GridSelection, NamesVariableAndPosition) {
@@ -121,31 +59,29 @@ TEST(GridSelection, NamesVariableAndPosition) {
         Calculations calculations;
         int priority;
         unsigned int axes;
-        int column;
-        int line;
+        int column, line;
         bool found;
-        const char* variable;
-        const char* tag;
+        const char *variable, *tag;
     };
-    const Calculations two = {{"SUM", "A"}, {"SUM", "B"}};
-    const Case kCases[] = {{kCount, -1, 2, 0, 1, true, "A", "[B, X]"},
-                           {kCount, -1, 2, 1, 1, true, "A", "[B]"},  // past the last column
-                           {kCount, -1, 2, 0, 2, true, "A", "[X]"},  // past the last line
-                           {kCount, -1, 2, -1, -1, true, "A", "[]"},
-                           {kCount, -1, 1, 5, 0, true, "A", "[A]"},  // the column is of no axis
-                           {kCount, -1, 0, 0, 0, true, "A", "[]"},
-                           {kCount, -1, 0, 0, 1, false, "A", "[]"},
-                           {kCount, -1, 0, 1, 0, false, "A", "[]"},
-                           {two, 1, 2, 0, 0, true, "B", "[A, X]"},  // the priority calculation's
-                           {two, -1, 2, 1, 1, true, "B", "[B]"},    // the column's
-                           {two, -1, 2, 9, 1, true, "A", "[B]"},
-                           {{{"SUM", "B"}, {"MAX", "B"}}, -1, 2, 1, 1, true, "B", "[B]"},
-                           {{}, -1, 2, 0, 0, true, "", "[A, X]"}};
-    for (const Case& tested : kCases) {
-        Listening listening(Turns(2), tested.axes, kCount);
+    const char* const two = "SUM A, SUM B";
+    // Past the last column or line the position is that of the other axis; a column counts only
+    // where it is of an axis. The variable is that of the priority calculation, of the column, or
+    // the first.
+    for (const Case& tested :
+         {Case{kCount, -1, 2, 0, 1, true, "A", "[B, X]"},
+          Case{kCount, -1, 2, 1, 1, true, "A", "[B]"}, Case{kCount, -1, 2, 0, 2, true, "A", "[X]"},
+          Case{kCount, -1, 2, -1, -1, true, "A", "[]"}, Case{kCount, -1, 1, 5, 0, true, "A", "[A]"},
+          Case{kCount, -1, 0, 0, 0, true, "A", "[]"}, Case{kCount, -1, 0, 0, 1, false, "A", "[]"},
+          Case{kCount, -1, 0, 1, 0, false, "A", "[]"}, Case{two, 1, 2, 0, 0, true, "B", "[A, X]"},
+          Case{two, -1, 2, 1, 1, true, "B", "[B]"}, Case{two, -1, 2, 9, 1, true, "A", "[B]"},
+          Case{"SUM B, MAX B", -1, 2, 1, 1, true, "B", "[B]"},
+          Case{"", -1, 2, 0, 0, true, "", "[A, X]"}}) {
+        GridWalk listening(Turns(2), tested.axes, kCount);
         const auto collection = Collect(tested.calculations, tested.priority);
         listening.filler->SetParams(&collection, tested.axes, &listening.setup.sort);
         EXPECT_EQ(listening.cursor.Browse(ETabulonTag::Null), StatusOk);
+        EXPECT_EQ(listening.filler->Calculations()->Size(), tested.calculations.size());
+        EXPECT_EQ(listening.filler->Calculations()->PriorityCalculationPos(), tested.priority);
         ETabulonVariableID variable("before");
         ETabulonTag tag = Tag({{3, "before"}});
         EXPECT_EQ(listening.filler->GetSelection(tested.column, tested.line, &variable, &tag),
@@ -153,44 +89,6 @@ TEST(GridSelection, NamesVariableAndPosition) {
         EXPECT_EQ(variable.Code(), Chaine(tested.variable)) << tested.column << tested.line;
         EXPECT_EQ(tag.DisplayID(), Chaine(tested.tag)) << tested.column << tested.line;
     }
-}
-
-TEST(Sending, HoldsTheLockAndGivesItBack) {
-    class LockWatch : public GridTrace {
-    public:
-        explicit LockWatch(const RecordCursor& cursor) : cursor_(cursor) {}
-        void EndRefresh() override { EXPECT_EQ(cursor_.locks, 1); }
-
-    private:
-        const RecordCursor& cursor_;
-    };
-    Listening listening(Turns(2), 2, kCount);
-    EXPECT_EQ(listening.cursor.Browse(ETabulonTag::Null), StatusOk);
-    LockWatch view(listening.cursor);
-    listening.filler->SendTo(&view);
-    EXPECT_EQ(listening.cursor.locks, 0);
-    EXPECT_EQ(ERef<ETabulonGridAxe>::Adopt(listening.filler->BuildAxeDesc(0))->Size(), 2U);
-    EXPECT_EQ(listening.cursor.locks, 0);
-}
-
-TEST(SentValues, ShowWhatTheyWereWhenTheyWereSent) {
-    struct Keeping : GridTrace {
-        using GridTrace::SetTotal;
-        void SetTotal(AxeDirection, unsigned int, const ETabulonValue& value) override {
-            kept.push_back(value);
-            static_cast<void>(value.DisplayValue());
-        }
-        std::vector<ETabulonValue> kept;
-    };
-    Listening listening(Turns(2), 1, {{"SUM", "A"}});
-    Keeping view;
-    EXPECT_EQ(listening.cursor.CallReset(ETabulonTag::Null), StatusOk);
-    listening.filler->SendTo(&view);
-    EXPECT_EQ(listening.cursor.CallGetNext(), StatusOk);
-    listening.filler->SendTo(&view);
-    ASSERT_EQ(view.kept.size(), 2U);
-    EXPECT_EQ(view.kept[0].DisplayValue(), Chaine("1"));
-    EXPECT_EQ(view.kept[1].DisplayValue(), Chaine("2"));
 }
 
 /// A filler that joins another walk hears no reset: what it knows of the tags of the walk before
@@ -211,7 +109,7 @@ TEST(GridOnACache, KnowsNoTagByTheAddressOfOneThatHasGone) {
         }
         return made;
     };
-    Listening listening(records(0), 1, kCount);
+    GridWalk listening(records(0), 1, kCount);
     listening.cursor.RemNotifier(listening.filler.Get());
     ETabulonCursorCache cache(&listening.cursor);
     cache.AddNotifier(listening.filler.Get());
@@ -229,35 +127,9 @@ TEST(GridOnACache, KnowsNoTagByTheAddressOfOneThatHasGone) {
     cache.RemNotifier(listening.filler.Get());
 }
 
-TEST(WalkOverMetCells, AllocatesNothingPerRecord) {
-    const auto taken = [](int records) {
-        Listening listening(Turns(records), 2, {{"SUM", "A"}, {"AVG", "B"}, {"COUNT", "A"}});
-        const AllocationCount count;
-        EXPECT_EQ(listening.cursor.Browse(ETabulonTag::Null), StatusOk);
-        return count.Taken();
-    };
-    static_cast<void>(taken(1));
-    EXPECT_EQ(taken(2), taken(1000));
-}
-
-TEST(DroppedGrid, LeavesNoObjectBehind) {
-    const auto run = [](unsigned axes) {
-        Listening listening(Turns(10), axes, {{"SUM", "A"}, {"CODEMIN", "B"}, {"LAST", "T"}});
-        EXPECT_EQ(listening.cursor.Browse(ETabulonTag::Null), StatusOk);
-        static_cast<void>(listening.Send());
-        EXPECT_EQ(listening.cursor.Browse(ETabulonTag::Null), StatusOk);
-    };
-    run(2);  // makes what lives as long as the process
-    const std::int64_t before = ECountedUnknown::LiveObjects();
-    for (unsigned axes = 0; axes < 4; ++axes) {
-        run(axes);
-        EXPECT_EQ(ECountedUnknown::LiveObjects(), before) << axes;
-    }
-}
-
-const Calculations kSum = {{"SUM", "A"}};
-const Calculations kVarFuncs = {{"SUM", "A"}, {"SUM", "B"}};
-const Calculations kFuncs = {{"SUM", "A"}, {"COUNT", "A"}};
+const Calculations kSum("SUM A");
+const Calculations kVarFuncs("SUM A, SUM B");
+const Calculations kFuncs("SUM A, COUNT A");
 
 /// "[X,Y] A:7,- B:-,2": the headers of the fields, then the records by their labels. No value shows
 /// as "-", an empty text as "''".
@@ -327,9 +199,8 @@ TEST_F(GridTable, HasALineForEachLabelAndAFieldForEachColumn) {
     EXPECT_EQ(Sent(2, kVarFuncs), "[Header of A,Header of B] Alpha:7,0.5 Beta:2,0.5");
     EXPECT_EQ(Sent(2, kFuncs), "[Somme,Nombre d'éléments] Alpha:7,1 Beta:2,1");
     // Labels of functions that hold for several variables have no column type.
-    EXPECT_EQ(Sent(0, {{"SUM", "A"}, {"MAX", "A"}, {"SUM", "B"}}),
-              "[Somme,Max.] Header of A:9,7 Header of B:1,''");
-    EXPECT_EQ(Sent(1, {{"LAST", "T"}}), "[Alpha,Beta] :A,B");
+    EXPECT_EQ(Sent(0, "SUM A, MAX A, SUM B"), "[Somme,Max.] Header of A:9,7 Header of B:1,''");
+    EXPECT_EQ(Sent(1, "LAST T"), "[Alpha,Beta] :A,B");
     records.clear();
     EXPECT_EQ(Sent(2, kSum), "[]");
     EXPECT_EQ(Sent(0, kSum), "no table");
@@ -338,7 +209,7 @@ TEST_F(GridTable, HasALineForEachLabelAndAFieldForEachColumn) {
 TEST_F(GridTable, CellsWithoutAValueAreEmpty) {
     records.push_back(records[0]);
     records.back().t = "other";
-    EXPECT_EQ(Sent(2, {{"COMMONVAL", "T"}}), "[X,Y] Alpha:'','' Beta:'',B");
+    EXPECT_EQ(Sent(2, "COMMONVAL T"), "[X,Y] Alpha:'','' Beta:'',B");
 }
 
 TEST_F(GridTable, RawModeShowsDataButInDescriptions) {
@@ -356,39 +227,32 @@ TEST_F(GridTable, RawModeShowsDataButInDescriptions) {
     EXPECT_EQ(Text(view), "[X,Y] A:7,- B:-,2");
 }
 
-struct Typed {
-    int type;
-    unsigned int size;
-    const char* field;  // type, size
-};
-
-class ColumnOfType : public ::testing::TestWithParam<Typed> {};
-
-TEST_P(ColumnOfType, IsAFieldOfTheTable) {
-    const auto axe = ERef<ETabulonGridAxe>::Adopt(
-        ETabulonGridAxe::Build(ETabulonGridAxe::AxeVars, EVariant("Vars"), "", nullptr));
-    axe->AddLabel(EVariant("V"), "", nullptr).SetColumnTypeInfos(GetParam().type, GetParam().size);
-    ETabulonGridUIBuildEData view(nullptr, /*ownsResult=*/true);
-    view.SetAxeCount(1);
-    view.SetAxe(ITabulonResGridUI::AxeLines, axe.Get());
-    const EFieldDesc& desc = view.Result()->Fields().At(0).Desc();
-    EXPECT_EQ(std::to_string(desc.Type()) + ", " + std::to_string(desc.Size()), GetParam().field);
-    // Whatever the field is, a value that isn't there doesn't read as one.
-    view.SetValue(0, 0, ETabulonValue::Null);
-    EXPECT_EQ(Text(view), desc.Type() == TYPE_ZSTRING ? "[V] :''" : "[V] :-");
+TEST(ColumnOfType, IsAFieldOfTheTable) {
+    struct Typed {
+        int type;
+        unsigned int size;
+        const char* field;  // type, size
+    };
+    for (const auto& [type, size, field] :
+         {Typed{0x19, 4, "0, 50"}, Typed{0x19, 20, "0, 20"}, Typed{0x19, 0, "0, 50"},
+          Typed{0x18, 4, "0, 50"}, Typed{0x99, 4, "0, 50"}, Typed{0xA1, 4, "0, 50"},
+          Typed{0xA1, 7, "0, 7"}, Typed{0, 4, "0, 4"},
+          Typed{ETabulonGridAxe::AxeLabel::kNoColumnType, 0, "0, 50"}, Typed{TYPE_LONG, 4, "1, 4"},
+          Typed{TYPE_LONG, 0, "1, 4"}, Typed{TYPE_INT8, 1, "13, 1"},
+          Typed{TYPE_DOUBLE, 9, "2, 8"}}) {
+        const auto axe = ERef<ETabulonGridAxe>::Adopt(
+            ETabulonGridAxe::Build(ETabulonGridAxe::AxeVars, EVariant("Vars"), "", nullptr));
+        axe->AddLabel(EVariant("V"), "", nullptr).SetColumnTypeInfos(type, size);
+        ETabulonGridUIBuildEData view(nullptr, /*ownsResult=*/true);
+        view.SetAxeCount(1);
+        view.SetAxe(ITabulonResGridUI::AxeLines, axe.Get());
+        const EFieldDesc& desc = view.Result()->Fields().At(0).Desc();
+        EXPECT_EQ(std::to_string(desc.Type()) + ", " + std::to_string(desc.Size()), field) << type;
+        // Whatever the field is, a value that isn't there doesn't read as one.
+        view.SetValue(0, 0, ETabulonValue::Null);
+        EXPECT_EQ(Text(view), desc.Type() == TYPE_ZSTRING ? "[V] :''" : "[V] :-");
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Grid, ColumnOfType,
-    ::testing::Values(Typed{0x19, 4, "0, 50"}, Typed{0x19, 20, "0, 20"}, Typed{0x19, 0, "0, 50"},
-                      Typed{0x18, 4, "0, 50"}, Typed{0x99, 4, "0, 50"}, Typed{0xA1, 4, "0, 50"},
-                      Typed{0xA1, 7, "0, 7"}, Typed{0, 4, "0, 4"},
-                      Typed{ETabulonGridAxe::AxeLabel::kNoColumnType, 0, "0, 50"},
-                      Typed{TYPE_LONG, 4, "1, 4"}, Typed{TYPE_LONG, 0, "1, 4"},
-                      Typed{TYPE_INT8, 1, "13, 1"}, Typed{TYPE_DOUBLE, 9, "2, 8"}),
-    [](const auto& tested) {
-        return "Type" + std::to_string(tested.index) + "Size" + std::to_string(tested.param.size);
-    });
 
 TEST_F(GridTable, HasAtMost512Fields) {
     records.clear();

@@ -11,6 +11,7 @@
 
 #include <functional>
 #include <initializer_list>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -97,18 +98,26 @@ private:
     ERecordBuffer record_;
 };
 
-/// "SUM" of "A", and so on.
-using Calculations = std::vector<std::pair<const char*, const char*>>;
+/// Pairs of words: "SUM A, MAX B".
+struct Pairs : std::vector<std::pair<std::string, std::string>> {
+    Pairs(const char* text = "") {
+        std::istringstream words(text);
+        for (std::string first, second; words >> first >> second;) {
+            emplace_back(first, second.substr(0, second.find(',')));
+        }
+    }
+};
+using Calculations = Pairs;  // functions of variables
 
 inline ETabulonCumulFuncOnVarCollection Collect(const Calculations& calculations,
                                                 int priority = -1) {
     ETabulonCumulFuncOnVarCollection collection;
     for (const auto& [function, variable] : calculations) {
-        const int type = *variable == 'A'   ? TYPE_LONG
-                         : *variable == 'B' ? TYPE_DOUBLE
-                                            : TYPE_CHAINE;
-        collection.AddCalculation(function, ETabulonVariableID(variable), type, 0,
-                                  Chaine("Header of ") + Chaine(variable));
+        const int type = variable[0] == 'A'   ? TYPE_LONG
+                         : variable[0] == 'B' ? TYPE_DOUBLE
+                                              : TYPE_CHAINE;
+        collection.AddCalculation(Chaine(function), ETabulonVariableID(Chaine(variable)), type, 0,
+                                  Chaine("Header of " + variable));
     }
     collection.SetPriorityCalculationPos(priority);
     return collection;

@@ -14,17 +14,47 @@
 
 namespace etabulon::test {
 
+/// What grids and scores have in common: running buffers by tag, found by a linear search.
+template <class Desc>
+class LiteralResults {
+protected:
+    using Buffers = ERef<ETabulonCumulBufferOnVarCollection>;
+    using Map = std::vector<std::pair<ETabulonTag, Buffers>>;
+
+    explicit LiteralResults(ERef<Desc> desc) : desc_(std::move(desc)) {}
+
+    [[nodiscard]] bool IsBelowRoot(const ETabulonTag& position) const {
+        return position == desc_->Root() || position.IsChildOf(desc_->Root());
+    }
+    [[nodiscard]] static Buffers Find(const Map& map, const ETabulonTag& tag) {
+        for (const auto& [key, buffers] : map) {
+            if (key == tag) {
+                return buffers;
+            }
+        }
+        return {};
+    }
+    void Fold(Map& map, const ETabulonTag& tag, const ETabulonExtractValue& extract) {
+        Buffers buffers = Find(map, tag);
+        if (!buffers) {
+            buffers = Buffers::Adopt(desc_->Calculations().Start());
+            map.emplace_back(tag, buffers);
+        }
+        buffers->AddValue(extract);
+    }
+
+    ERef<Desc> desc_;
+};
+
 /// A grid as plainly as it can be: tags as keys, found by a linear search, with a collection of
 /// running buffers for each. Slow, and what the grid's own way is compared with.
-class LiteralGrid {
+class LiteralGrid : LiteralResults<ETabulonGridCumuls> {
 public:
-    using Buffers = ERef<ETabulonCumulBufferOnVarCollection>;
-
-    explicit LiteralGrid(ERef<ETabulonGridCumuls> desc) : desc_(std::move(desc)) {}
+    explicit LiteralGrid(ERef<ETabulonGridCumuls> desc) : LiteralResults(std::move(desc)) {}
 
     void AddValue(const ETabulonExtractValue& extract) {
         const ETabulonTag& position = extract.Position();
-        if (!(position == desc_->Root() || position.IsChildOf(desc_->Root()))) {
+        if (!IsBelowRoot(position)) {
             return;
         }
         Fold(cells_, desc_->ExtractComputeTag(position), extract);
@@ -56,26 +86,8 @@ public:
     }
 
 private:
-    using Map = std::vector<std::pair<ETabulonTag, Buffers>>;
-
     [[nodiscard]] const ETabulonSortKey& Key(unsigned int axe) const {
         return desc_->SortDesc()->DetailLevel(desc_->Root(), axe, ETabulonSortDesc::HideInCalc);
-    }
-    [[nodiscard]] static Buffers Find(const Map& map, const ETabulonTag& tag) {
-        for (const auto& [key, buffers] : map) {
-            if (key == tag) {
-                return buffers;
-            }
-        }
-        return {};
-    }
-    void Fold(Map& map, const ETabulonTag& tag, const ETabulonExtractValue& extract) {
-        Buffers buffers = Find(map, tag);
-        if (!buffers) {
-            buffers = Buffers::Adopt(desc_->Calculations().Start());
-            map.emplace_back(tag, buffers);
-        }
-        buffers->AddValue(extract);
     }
     [[nodiscard]] ERef<ETabulonGridAxe> BuildAxe(unsigned int index) const {
         auto axe = ERef<ETabulonGridAxe>::Adopt(desc_->BuildAxeDesc(index));
@@ -191,9 +203,7 @@ private:
         }
     }
 
-    ERef<ETabulonGridCumuls> desc_;
-    Map cells_;
-    Map totals_;
+    Map cells_, totals_;
     std::vector<ERef<ETabulonGridAxe>> axes_;
 };
 

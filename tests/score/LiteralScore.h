@@ -6,6 +6,7 @@
 #include "etabulon/score/ETabulonScoreCumuls.h"
 #include "etabulon/score/ITabulonResScoreUI.h"
 #include "etabulon/values/ETabulonExtractValue.h"
+#include "grid/LiteralGrid.h"
 
 #include <utility>
 #include <vector>
@@ -49,24 +50,19 @@ struct LiteralLine {
 /// A score as plainly as it can be: labels as keys, found by a linear search, a collection of
 /// running buffers for each, and a set into which the lines are put one by one. Slow, and what the
 /// score's own way is compared with.
-class LiteralScore {
+class LiteralScore : LiteralResults<ETabulonScoreCumuls> {
 public:
-    using Buffers = ERef<ETabulonCumulBufferOnVarCollection>;
-
-    explicit LiteralScore(ERef<ETabulonScoreCumuls> desc) : desc_(std::move(desc)) {}
+    explicit LiteralScore(ERef<ETabulonScoreCumuls> desc) : LiteralResults(std::move(desc)) {}
 
     void AddValue(const ETabulonExtractValue& extract) {
-        const ETabulonTag& position = extract.Position();
-        if (!(position == desc_->Root() || position.IsChildOf(desc_->Root()))) {
-            return;
+        if (IsBelowRoot(extract.Position())) {
+            Fold(result_,
+                 desc_->SortDesc()->ExtractDetails(extract.Position(), desc_->Root(),
+                                                   desc_->LevelCount(),
+                                                   ETabulonSortDesc::HideInCalc),
+                 extract);
+            Fold(total_, ETabulonTag::Null, extract);
         }
-        BuffersOf(desc_->SortDesc()->ExtractDetails(position, desc_->Root(), desc_->LevelCount(),
-                                                    ETabulonSortDesc::HideInCalc))
-            .AddValue(extract);
-        if (!total_) {
-            total_ = Buffers::Adopt(desc_->Calculations().Start());
-        }
-        total_->AddValue(extract);
     }
 
     [[nodiscard]] unsigned int LineCount() const {
@@ -88,21 +84,12 @@ public:
                 set[desc_->IncreasingOrder() ? place : set.Size() - 1 - place];
             view.SetScoreLine(line.label, Values(line));
         }
-        view.SetScoreTotal(
-            Values({ETabulonTag(), &desc_->Calculations(), total_.Get(), desc_->SortDesc()}));
+        view.SetScoreTotal(Values(
+            {ETabulonTag(), &desc_->Calculations(), total_[0].second.Get(), desc_->SortDesc()}));
         view.EndRefresh();
     }
 
 private:
-    [[nodiscard]] ETabulonCumulBufferOnVarCollection& BuffersOf(const ETabulonTag& label) {
-        for (const auto& [known, buffers] : result_) {
-            if (known == label) {
-                return *buffers;
-            }
-        }
-        result_.emplace_back(label, Buffers::Adopt(desc_->Calculations().Start()));
-        return *result_.back().second;
-    }
     [[nodiscard]] static PTableau<ETabulonValue> Values(const LiteralLine& line) {
         PTableau<ETabulonValue> values;
         for (unsigned int place = 0; place < line.calculations->Size(); ++place) {
@@ -111,9 +98,7 @@ private:
         return values;
     }
 
-    ERef<ETabulonScoreCumuls> desc_;
-    std::vector<std::pair<ETabulonTag, Buffers>> result_;
-    Buffers total_;
+    Map result_, total_;
 };
 
 }  // namespace etabulon::test

@@ -29,10 +29,10 @@ public:
     }
 
 private:
-    [[nodiscard]] std::string Join(const PTableau<ETabulonValue>& values) const {
+    [[nodiscard]] std::string Join(const PTableau<ETabulonValue>& line) {
         std::string text;
-        for (const ETabulonValue& value : values) {
-            text += (text.empty() ? "" : ",") + Text(value);
+        for (const ETabulonValue& value : line) {
+            text += (text.empty() ? "" : ",") + Heard(value);
         }
         return text;
     }
@@ -62,14 +62,14 @@ private:
 /// As Collect; "LASTPOSITIVE" is LastPositive.
 inline ETabulonCumulFuncOnVarCollection CollectAny(const Calculations& calculations) {
     ETabulonCumulFuncOnVarCollection collection;
-    for (const auto& calculation : calculations) {
-        const auto known = Collect({calculation});
+    for (const auto& [name, code] : calculations) {
+        const auto known = Collect((name + " " + code).c_str());
         if (known.Size() != 0) {
             collection.AddCalculations(&known);
             continue;
         }
         const auto variable = ERef<ETabulonVariableDesc>::Adopt(ETabulonVariableDesc::Build(
-            ETabulonVariableID(calculation.second), TYPE_LONG, 0, calculation.second, nullptr));
+            ETabulonVariableID(Chaine(code)), TYPE_LONG, 0, Chaine(code), nullptr));
         const auto function = MakeRef<LastPositive>();
         collection.AddCalculation(ETabulonCumulFuncOnVar::Build(function.Get(), variable.Get()),
                                   /*addRef=*/false);

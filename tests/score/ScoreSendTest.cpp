@@ -1,3 +1,5 @@
+#include "etabulon/score/ETabulonScoreFiller.h"
+#include "grid/FillerSuite.h"
 #include "grid/RandomResult.h"
 #include "score/LabelCache.h"
 #include "score/LiteralScore.h"
@@ -8,48 +10,12 @@
 
 namespace etabulon::test {
 namespace {
-const Calculations kSum = {{"SUM", "A"}};
-const Calculations kCount = {{"COUNT", "A"}};
+const Calculations kSum("SUM A");
+const Calculations kCount("COUNT A");
 
 Record At(const char* label, const EVariant& a, const EVariant& b = EVariant()) {
     return {Tag({{0, label}}), a, b};
 }
-
-struct Ranking {
-    const char* name;
-    std::vector<Record> records;
-    Calculations calculations;
-    bool rising;
-    const char* lines;
-
-    friend void PrintTo(const Ranking& ranking, std::ostream* out) { *out << ranking.name; }
-};
-
-class ScoreRanking : public ::testing::TestWithParam<Ranking> {};
-
-TEST_P(ScoreRanking, IsSentInOrder) {
-    const ScoreSetup setup{0};
-    const Ranking& ranking = GetParam();
-    const auto score = setup.Score(ETabulonTag(), ranking.calculations, 1, ranking.rising);
-    EXPECT_EQ(HeardLines(*Folded(*score, ranking.records)), ranking.lines);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Score, ScoreRanking,
-    ::testing::Values(
-        Ranking{"NullBelowAllOthers",
-                {At("a", 0), At("b", 2), At("c", -5), At("d", 1)},
-                {{"LASTPOSITIVE", "A"}},
-                false,
-                "[b]=2 [d]=1 [c]=- [a]=- total=1"},
-        Ranking{"ResultsByValueLabelsByText",
-                {{Tag({{0, 9}}), 9}, {Tag({{0, 10}}), 9}, {Tag({{0, 8}}), 10}},
-                kSum,
-                true,
-                "[10]=9 [9]=9 [8]=10 total=28"},
-        Ranking{"NoCalculations", {At("b", 1), At("a", 1)}, {}, false, "[b]= [a]= total="},
-        Ranking{"NoRecordsAndANullTotal", {}, {{"COUNT", "A"}, {"SUM", "A"}}, false, "total=-,-"}),
-    [](const auto& tested) { return tested.param.name; });
 
 TEST(EqualResults, TiesTurnRoundWithTheOrder) {
     const ScoreSetup setup{0};
@@ -128,18 +94,8 @@ TEST(KnownLabels, AreToldByLengthsToo) {
 
 using Score = ETabulonScoreCumuls;
 
-constexpr auto kCalc = ETabulonSortDesc::HideInCalc;
-
-ETabulonSortDesc::SortKeyArray Keys(std::initializer_list<ETabulonSortKey> given) {
-    ETabulonSortDesc::SortKeyArray keys;
-    for (const ETabulonSortKey& key : given) {
-        keys.Add(key);
-    }
-    return keys;
-}
-
 TEST(ScoreRoot, KeepsVisibleSortLevelsOnly) {
-    const ScoreSetup setup(Keys({{0, false, 0}, {1, false, kCalc}, {2, false, 0}}));
+    const ScoreSetup setup(KeysOf({{0, false, 0}, {1, false, kCalc}, {2, false, 0}}));
     const auto score = setup.Score(Tag({{0, "A"}, {1, "X"}, {3, "Z"}}), {}, 9, false);
     EXPECT_EQ(score->Root(), Tag({{0, "A"}}));
     EXPECT_EQ(score->LevelCount(), 1U);
@@ -147,55 +103,43 @@ TEST(ScoreRoot, KeepsVisibleSortLevelsOnly) {
 
 TEST(ScoreLevelCount, IsCutToWhatRemainsBelowTheRoot) {
     const ScoreSetup setup{0, 1, 2};
-    const struct {
+    struct Case {
         ETabulonTag root;
         unsigned int asked;
         unsigned int levels;
-    } kCases[] = {{ETabulonTag(), static_cast<unsigned int>(-1), 3},
-                  {ETabulonTag(), 3, 3},
-                  {ETabulonTag(), 4, 3},
-                  {ETabulonTag(), 2, 2},
-                  {ETabulonTag(), 0, 0},
-                  {Tag({{0, "A"}}), 3, 2},
-                  {Tag({{0, "A"}, {1, "X"}, {2, "P"}}), 1, 0}};
-    for (const auto& tested : kCases) {
+    };
+    for (const auto& tested :
+         {Case{ETabulonTag(), static_cast<unsigned int>(-1), 3}, Case{ETabulonTag(), 3, 3},
+          Case{ETabulonTag(), 4, 3}, Case{ETabulonTag(), 2, 2}, Case{ETabulonTag(), 0, 0},
+          Case{Tag({{0, "A"}}), 3, 2}, Case{Tag({{0, "A"}, {1, "X"}, {2, "P"}}), 1, 0}}) {
         EXPECT_EQ(setup.Score(tested.root, {}, tested.asked, false)->LevelCount(), tested.levels)
             << tested.root.DisplayID().c_str() << tested.asked;
     }
 }
 
 TEST(ScoreOfALevelWithTwoKeys, TakesTheLevelsThatThereAre) {
-    const ScoreSetup setup(Keys({{0, false, 0}, {0, true, 0}, {1, false, 0}}));
-    const auto score = setup.Score(Tag({{0, "A"}}), {{"COUNT", "A"}}, 9, true);
+    const ScoreSetup setup(KeysOf({{0, false, 0}, {0, true, 0}, {1, false, 0}}));
+    const auto score = setup.Score(Tag({{0, "A"}}), "COUNT A", 9, true);
     EXPECT_EQ(score->LevelCount(), 2U);
     EXPECT_EQ(score->ExtractLabelTag(Tag({{0, "A"}, {1, "X"}})), Tag({{0, "A"}, {1, "X"}}));
 }
 
-struct AxeCase {
-    Calculations calculations;
-    Score::ScoreAxeMode mode;
-    const char* data;
-    const char* axe;
-};
-
 TEST(ScoreAxe, FollowsTheCalculations) {
-    const AxeCase kCases[] = {
-        {{}, Score::ScoreAxeVars, "Vars", "Variables[]"},
-        {{{"SUM", "A"}, {"SUM", "B"}},
-         Score::ScoreAxeVars,
-         "Vars",
-         "Variables[Header of A,Header of B]"},
-        {{{"SUM", "A"}, {"MAX", "A"}}, Score::ScoreAxeFuncs, "Funcs", "Fonctions[Somme,Max.]"},
-        {{{"SUM", "A"}, {"MAX", "B"}},
-         Score::ScoreAxeCalcs,
-         "Calcs",
-         "Calculs[Header of A,Header of B]"},
-        {{{"SUM", "B"}, {"MAX", "B"}, {"SUM", "A"}},
-         Score::ScoreAxeCalcsMany,
-         "Calcs",
-         "Calculs[Somme(Header of B),Somme(Header of A)]"}};
+    struct AxeCase {
+        Calculations calculations;
+        Score::ScoreAxeMode mode;
+        const char *data, *axe;
+    };
     const ScoreSetup setup{0};
-    for (const AxeCase& tested : kCases) {
+    for (const AxeCase& tested :
+         {AxeCase{"", Score::ScoreAxeVars, "Vars", "Variables[]"},
+          AxeCase{"SUM A, SUM B", Score::ScoreAxeVars, "Vars",
+                  "Variables[Header of A,Header of B]"},
+          AxeCase{"SUM A, MAX A", Score::ScoreAxeFuncs, "Funcs", "Fonctions[Somme,Max.]"},
+          AxeCase{"SUM A, MAX B", Score::ScoreAxeCalcs, "Calcs",
+                  "Calculs[Header of A,Header of B]"},
+          AxeCase{"SUM B, MAX B, SUM A", Score::ScoreAxeCalcsMany, "Calcs",
+                  "Calculs[Somme(Header of B),Somme(Header of A)]"}}) {
         const auto score = setup.Score(ETabulonTag(), tested.calculations, 1, false);
         EXPECT_EQ(score->AxeMode(), tested.mode);
         const auto axe = ERef<ETabulonGridAxe>::Adopt(score->BuildAxeDesc());
@@ -213,8 +157,7 @@ TEST(ScoreAxe, FollowsTheCalculations) {
 
 TEST(ScoreAxe, FurtherCalculationOfAVariableAddsNoLabel) {
     const ScoreSetup setup{0};
-    const auto score =
-        setup.Score(ETabulonTag(), {{"SUM", "A"}, {"MAX", "A"}, {"SUM", "B"}}, 1, false);
+    const auto score = setup.Score(ETabulonTag(), "SUM A, MAX A, SUM B", 1, false);
     const auto buffers =
         Folded(*score, {{Tag({{0, "A"}}), 2, EVariant::FromDouble(5)}, {Tag({{0, "A"}}), 3}});
     EXPECT_EQ(Heard(*buffers),
@@ -235,7 +178,7 @@ TEST(ScoreTags, AreTheRootAndBelow) {
 
 TEST(ScoreDescription, IsOutOfReachOfLaterChanges) {
     ScoreSetup setup{0, 1};
-    auto collection = Collect({{"SUM", "A"}});
+    auto collection = Collect("SUM A");
     const auto score = ERef<Score>::Adopt(
         Score::Build(ETabulonTag(), &setup.sort, &collection, 2, /*increasingOrder=*/true));
     collection.AddCalculation("COUNT", "A", TYPE_LONG, 0, "");
@@ -249,7 +192,7 @@ TEST(ScoreDescription, CopiedDescriptionNeedsAReference) {
     const std::int64_t before = ECountedUnknown::LiveObjects();
     {
         const ScoreSetup setup{0};
-        const auto score = setup.Score(Tag({{0, "A"}}), {{"SUM", "A"}}, 0, true);
+        const auto score = setup.Score(Tag({{0, "A"}}), "SUM A", 0, true);
         const auto other = setup.Score(ETabulonTag(), {}, 1, false);
         const auto copy = MakeRef<Score>(*other);  // without its reference, and overwritten
         *copy = *score;
@@ -353,6 +296,78 @@ TEST(AnyScore, IsRankedAsASetOfItsLinesWouldBe) {
     }
     EXPECT_GT(lines, 5 * kScores);
     EXPECT_GT(collapsed, kScores);
+}
+
+/// Ranks the largest first.
+struct ScoreKind {
+    using Filler = ETabulonScoreFiller;
+    using Trace = ScoreTrace;
+    static void SetParams(Filler& filler, const ITabulonCumulFuncOnVarCollection& calculations,
+                          unsigned int depth, ETabulonSortDesc& sort) {
+        filler.SetParams(&calculations, &sort, depth);
+    }
+    static std::string Text(const Lines& lines, const char* total) {
+        std::string text;
+        for (const auto& [label, result] : lines) {
+            text = "[" + label + "]=" + result + " " + text;
+        }
+        return text + "total=" + (total != nullptr ? total : "-");
+    }
+    static std::string TextBelowB(const std::string& result) {
+        return "[B, X]=" + result + " total=" + result;
+    }
+    static std::string Hear(const Filler& filler) { return HeardLines(filler); }
+};
+INSTANTIATE_TYPED_TEST_SUITE_P(Score, FillerSuite, ScoreKind);
+
+TEST(RankedScore, RanksTheLargestFirstAndReplacesAtEachWalk) {
+    Listening<ScoreKind> listening(Turns(4), 1, kSum);
+    EXPECT_EQ(listening.Walk(), "[B]=4 [A]=2 total=6");
+    EXPECT_EQ(listening.Walk(Tag({{0, "A"}})), "[A, X]=2 total=2");
+}
+
+class CopiedScore : public ::testing::Test {
+protected:
+    void SetUp() override { before_ = ECountedUnknown::LiveObjects(); }
+    // Every object went, and none twice.
+    void TearDown() override { EXPECT_EQ(ECountedUnknown::LiveObjects(), before_); }
+
+private:
+    std::int64_t before_ = 0;
+};
+
+TEST_F(CopiedScore, CopiedBuffersNeedReferences) {
+    const ScoreSetup setup{0};
+    const auto score = setup.Score(ETabulonTag(), kSum, 1, false);
+    const auto buffers = Folded(*score, Turns(4));
+    const auto other = Folded(*score, {});
+    const auto copy = MakeRef<ETabulonScoreCumulsBuffers>(*other);
+    *copy = *buffers;
+    copy->RetainShared();
+    EXPECT_EQ(copy->Desc(), score.Get());
+    EXPECT_EQ(HeardLines(*copy), "[B]=4 [A]=2 total=6");
+    const ERef<ETabulonScoreCumulsBuffers> again = MakeRef<ETabulonScoreCumulsBuffers>(*copy);
+    again->RetainShared();
+    EXPECT_EQ(HeardLines(*again), HeardLines(*buffers));
+}
+
+TEST_F(CopiedScore, CopiedFillerNeedsReferences) {
+    Listening<ScoreKind> listening(Turns(4), 1, kSum);
+    EXPECT_EQ(listening.cursor.Browse(ETabulonTag::Null), StatusOk);
+    ETabulonScoreFiller copy(*listening.filler);
+    copy.RetainShared();
+    // Without a score there is nothing to retain, and nothing to give back.
+    ETabulonScoreFiller assigned(nullptr, nullptr);
+    assigned = *listening.filler;
+    assigned.RetainShared();
+    EXPECT_EQ(listening.cursor.Browse(Tag({{0, "A"}})), StatusOk);
+    EXPECT_EQ(HeardLines(*listening.filler), "[A, X]=2 total=2");
+    EXPECT_EQ(HeardLines(copy), "[B]=4 [A]=2 total=6");
+    EXPECT_EQ(HeardLines(assigned), "[B]=4 [A]=2 total=6");
+    // The copy has the parameters too.
+    const ECursorListening listener(listening.cursor, copy);
+    EXPECT_EQ(listening.cursor.Browse(Tag({{0, "B"}})), StatusOk);
+    EXPECT_EQ(HeardLines(copy), "[B, X]=4 total=4");
 }
 
 }  // namespace

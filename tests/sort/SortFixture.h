@@ -3,11 +3,11 @@
 #include "etabulon/sort/ETabulonSortDesc.h"
 #include "etabulon/values/ETabulonLevels.h"
 #include "etabulon/values/ETabulonTag.h"
+#include "support/Tags.h"
 
 #include <initializer_list>
 #include <random>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace etabulon::test {
@@ -43,14 +43,6 @@ inline std::string Text(const SortKeyArray& keys) {
         text += key.Hidden() != 0 ? "h" + std::to_string(key.Hidden()) : "";
     }
     return text;
-}
-
-inline ETabulonTag TagOf(std::initializer_list<std::pair<unsigned int, EVariant>> entries) {
-    ETabulonTag tag;
-    for (const auto& [level, data] : entries) {
-        tag.SetValue(level, ETabulonValue(data, Chaine(), /*modified=*/false));
-    }
-    return tag;
 }
 
 /// "{1:b 3:a}"

@@ -2,6 +2,8 @@
 
 #include "etabulon/foundation/EDataMemory.h"
 
+#include <gtest/gtest.h>
+
 #include <initializer_list>
 #include <map>
 #include <memory>
@@ -38,6 +40,16 @@ inline std::unique_ptr<EDataMemory> MakeTable(
         table->Append(row);
     }
     return table;
+}
+
+/// The status that an operation leaves in `table`. It must have failed: `result` is no position.
+inline std::int32_t Failure(const EData& table, EPosition result) {
+    EXPECT_EQ(result, kNoPosition);
+    return table.status;
+}
+inline std::int32_t Failure(const EData& table, bool isDone) {
+    EXPECT_FALSE(isDone);
+    return table.status;
 }
 
 /// Five sales. Each of country, city, year and amount has a twin (a value that comes twice) and a

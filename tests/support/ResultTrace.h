@@ -3,8 +3,10 @@
 #include "etabulon/grid/ETabulonGridAxe.h"
 #include "etabulon/grid/ITabulonResGridUI.h"
 
+#include <functional>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace etabulon::test {
 
@@ -17,12 +19,24 @@ public:
     /// Labels show with their data and column, values with their type: for comparing two senders.
     void ShowAll() noexcept { showsAll_ = true; }
 
+    std::function<void()> onEnd;
+    std::vector<ETabulonValue> heard;  // copies of all that were heard
+
     void StartRefresh() override { Hear("start"); }
-    void EndRefresh() override { Hear("end"); }
+    void EndRefresh() override {
+        Hear("end");
+        if (onEnd) {
+            onEnd();
+        }
+    }
     void Reset() override { Hear("reset"); }
 
 protected:
     void Hear(const std::string& call) { trace_ += (trace_.empty() ? "" : " ") + call; }
+    [[nodiscard]] std::string Heard(const ETabulonValue& value) {
+        heard.push_back(value);
+        return Text(value);
+    }
     [[nodiscard]] std::string Text(const ETabulonValue& value) const {
         if (value.Status() != ETabulonValue::ValNormal) {
             return value.IsNull() ? "-" : "<>";
@@ -60,12 +74,12 @@ public:
         Hear("axe" + std::to_string(direction) + Text(*axe));
     }
     void SetValue(unsigned int column, unsigned int line, const ETabulonValue& value) override {
-        Hear(std::to_string(column) + "," + std::to_string(line) + "=" + Text(value));
+        Hear(std::to_string(column) + "," + std::to_string(line) + "=" + Heard(value));
     }
-    void SetTotal(const ETabulonValue& value) override { Hear("total=" + Text(value)); }
+    void SetTotal(const ETabulonValue& value) override { Hear("total=" + Heard(value)); }
     void SetTotal(AxeDirection direction, unsigned int index, const ETabulonValue& value) override {
         Hear((direction == AxeColumns ? "line" : "column") + std::to_string(index) + "=" +
-             Text(value));
+             Heard(value));
     }
 };
 

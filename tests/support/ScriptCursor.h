@@ -45,7 +45,8 @@ public:
     using ETabulonCursor::iFields;
     mutable int tagsBuilt = 0;
     mutable int keysBuilt = 0;
-    bool isQuiet = false;  // writes nothing down, gives nothing planned, and allocates nothing
+    std::string cancelsIn;  // a step
+    bool isQuiet = false;   // writes nothing down, gives nothing planned, and allocates nothing
 
 protected:
     CursorStatus Reset(const ETabulonTag& /*tag*/) override {
@@ -99,6 +100,9 @@ private:
             return status;
         }
         steps_ += std::string(steps_.empty() ? "" : " ") + step;
+        if (cancelsIn == step) {
+            Cancel();
+        }
         const auto plan = plans_.find(step + std::to_string(++counts_[step]));
         return plan == plans_.end() ? status : plan->second;
     }
