@@ -49,7 +49,7 @@ void BlockDetails::Read(const ERecordBlock& block, std::span<const EBlockIndex> 
     ReadNumbers(block, records);
     Prefetch(index);
     for (std::size_t place = 0; place < count_; ++place) {
-        const std::uint32_t detail = Find(place, index);
+        const std::uint32_t detail = Find(block, records[place], place, index);
         details_[place] =
             detail != TagIndex::kNone ? detail : FindOrAdd(block, records[place], place, index);
     }
@@ -80,9 +80,15 @@ void BlockDetails::Prefetch(const TagIndex& index) const noexcept {
     }
 }
 
-std::uint32_t BlockDetails::Find(std::size_t place, const TagIndex& index) {
+std::uint32_t BlockDetails::Find(const ERecordBlock& block, EBlockIndex record, std::size_t place,
+                                 const TagIndex& index) {
     for (std::size_t at = 0; at < columns_.size(); ++at) {
-        numbers_[at] = columns_[at].numbers[place];
+        Column& column = columns_[at];
+        if (column.numbers[place] == kUnknown) {
+            // An earlier record of the block may have met the value.
+            column.numbers[place] = column.known[BlockNumber(column, block, record)];
+        }
+        numbers_[at] = column.numbers[place];
         if (numbers_[at] == kUnknown) {
             return TagIndex::kNone;
         }

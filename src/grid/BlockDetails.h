@@ -65,7 +65,8 @@ private:
     }
     void ReadNumbers(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void Prefetch(const TagIndex& index) const noexcept;
-    [[nodiscard]] std::uint32_t Find(std::size_t place, const TagIndex& index);
+    [[nodiscard]] std::uint32_t Find(const ERecordBlock& block, EBlockIndex record,
+                                     std::size_t place, const TagIndex& index);
     [[nodiscard]] std::uint32_t FindOrAdd(const ERecordBlock& block, EBlockIndex record,
                                           std::size_t place, TagIndex& index);
 

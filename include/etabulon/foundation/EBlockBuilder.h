@@ -15,7 +15,7 @@ namespace etabulon {
 class ETABULON_API EBlockArena {
 public:
     [[nodiscard]] char* Take(std::size_t length) {
-        if (length > room_) {
+        if (length > room_ || next_ == nullptr) {
             Grow(length);
         }
         char* const taken = next_;
