@@ -12,6 +12,19 @@ ETabulonValue NormalValue(const EVariant& value, const EVariant& blank) {
 
 }  // namespace
 
+void FoldValues(const CellPlan& plan, const BlockRows& rows, unsigned column) {
+    EFieldKey fields;
+    ETabulonPrimaryKey key;
+    ForEachRecord(rows, [&](EBlockIndex record, auto rowsOfRecord) {
+        if (plan.needsKey) {
+            rows.block->ReadKey(record, fields);
+            key.Set(fields, rows.block->Position(record));
+        }
+        NumberReading none;
+        plan.fold(plan, rowsOfRecord, rows.block->Value(column, record), &key, none);
+    });
+}
+
 bool IsNumberCell(const EVariant& blank) {
     const ETypeInfo& info = TypeInfo(blank.Type());
     // A missing blank (a type that Init refuses) takes the type of the first value.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cumul/Accumulators.h"
+#include "cumul/BlockRows.h"
 #include "cumul/CumulFold.h"
 #include "etabulon/foundation/EDataType.h"
 
@@ -44,6 +45,7 @@ struct CellPlan {
     using Rows = std::span<std::byte* const>;
     using FoldRows = void (*)(const CellPlan& plan, Rows rows, const EVariant& value,
                               const ETabulonPrimaryKey* key, NumberReading& last);
+    using FoldRecords = void (*)(const CellPlan& plan, const BlockRows& rows, unsigned column);
     using MakeResult = ETabulonValue (*)(const CellPlan& plan, std::byte* row);
 
     template <class State>
@@ -54,11 +56,16 @@ struct CellPlan {
     EVariant blank;                   // a first result is stored in a copy
     const ETypeInfo* type = nullptr;  // of blank
     FoldRows fold = nullptr;
+    FoldRecords foldBlock = nullptr;
     MakeResult result = nullptr;
     const StateKind* state = nullptr;
     std::uint32_t offset = 0;  // within a row
     bool needsKey = false;
+    bool readsValues = true;
 };
+
+/// Folds the records of a block value by value, by the plan's own `fold`.
+void FoldValues(const CellPlan& plan, const BlockRows& rows, unsigned column);
 
 /// Reads the value as a number of the storage and scale of `like`; false where that isn't exact.
 template <class T>
@@ -138,6 +145,48 @@ struct RowFold {
         }
     }
 
+    /// The same for a block. A column of other numbers is folded value by value.
+    template <class T>
+    static void BlockNumbers(const CellPlan& plan, const BlockRows& rows, unsigned column) {
+        const ERecordBlock::Column& from = rows.block->At(column);
+        const ETypeInfo& like = *plan.type;
+        if (from.words == nullptr || from.type->storage != like.storage ||
+            from.type->scale != like.scale) {
+            return FoldValues(plan, rows, column);
+        }
+        const std::uint64_t* const words = from.words;
+        const auto fold = [&plan](auto rowsOfRecord, const auto& number) {
+            for (std::byte* const row : rowsOfRecord) {
+                NumberAccumulator<T> state(plan.StateIn<NumberState>(row));
+                Fold::Step(state, number);
+            }
+        };
+        const auto foldWord = [words, &fold](EBlockIndex record, auto rowsOfRecord) {
+            T number{};
+            std::memcpy(&number, &words[record], sizeof number);
+            fold(rowsOfRecord, number);
+        };
+        if (from.missing == nullptr) {
+            return ForEachRecord(rows, foldWord);
+        }
+        ForEachRecord(rows, [&from, &fold, &foldWord](EBlockIndex record, auto rowsOfRecord) {
+            if (from.IsMissingWord(record)) {
+                fold(rowsOfRecord, MissingNumber{});
+            } else {
+                foldWord(record, rowsOfRecord);
+            }
+        });
+    }
+
+    static void BlockRecords(const CellPlan& plan, const BlockRows& rows, unsigned /*column*/) {
+        ForEachRecord(rows, [&plan](EBlockIndex /*record*/, auto rowsOfRecord) {
+            for (std::byte* const row : rowsOfRecord) {
+                NumberAccumulator<std::uint32_t> state(plan.StateIn<NumberState>(row));
+                Fold::Step(state, MissingNumber{});
+            }
+        });
+    }
+
     /// For folds that read no values.
     static void Records(const CellPlan& plan, CellPlan::Rows rows, const EVariant& /*value*/,
                         const ETabulonPrimaryKey* /*key*/, NumberReading& /*last*/) {
@@ -173,30 +222,36 @@ struct RowFold {
         }
     }
 
-    /// Scaled numbers of one scale add and compare as the whole numbers that they are stored as.
-    [[nodiscard]] static CellPlan::FoldRows OfNumbers(EStorage storage) {
-        switch (storage) {
-            case EStorage::Int32:
-            case EStorage::Scaled32:
-                return &Numbers<std::int32_t>;
-            case EStorage::Int64:
-            case EStorage::Scaled64:
-                return &Numbers<std::int64_t>;
-            case EStorage::UInt32:
-                return &Numbers<std::uint32_t>;
-            case EStorage::Double:
-                return &Numbers<double>;
-            default:
-                return &Converted;
-        }
-    }
-
     template <class State>
-    static void Choose(CellPlan& plan, CellPlan::FoldRows fold) {
+    static void Choose(CellPlan& plan, CellPlan::FoldRows fold, CellPlan::FoldRecords foldBlock) {
         plan.state = &kStateKind<State>;
         plan.result = &Result<State>;
         plan.fold = fold;
+        plan.foldBlock = foldBlock;
         plan.needsKey = Fold::kNeedsKey;
+        plan.readsValues = Fold::kReadsValues;
+    }
+    template <class T>
+    static void ChooseNumbers(CellPlan& plan) {
+        Choose<NumberState>(plan, &Numbers<T>, &BlockNumbers<T>);
+    }
+
+    /// Scaled numbers of one scale add and compare as the whole numbers that they are stored as.
+    static void ChooseByStorage(CellPlan& plan) {
+        switch (plan.type->storage) {
+            case EStorage::Int32:
+            case EStorage::Scaled32:
+                return ChooseNumbers<std::int32_t>(plan);
+            case EStorage::Int64:
+            case EStorage::Scaled64:
+                return ChooseNumbers<std::int64_t>(plan);
+            case EStorage::UInt32:
+                return ChooseNumbers<std::uint32_t>(plan);
+            case EStorage::Double:
+                return ChooseNumbers<double>(plan);
+            default:
+                return Choose<NumberState>(plan, &Converted, &FoldValues);
+        }
     }
 };
 
@@ -206,14 +261,14 @@ struct RowFold {
 template <class Fold>
 void FoldBuffer<Fold>::PlanCells(CellPlan& plan) const {
     if constexpr (Fold::kNeedsKey) {
-        RowFold<Fold>::template Choose<CodeState>(plan, &RowFold<Fold>::Codes);
+        RowFold<Fold>::template Choose<CodeState>(plan, &RowFold<Fold>::Codes, &FoldValues);
     } else if constexpr (!Fold::kReadsValues) {
-        RowFold<Fold>::template Choose<NumberState>(plan, &RowFold<Fold>::Records);
+        RowFold<Fold>::template Choose<NumberState>(plan, &RowFold<Fold>::Records,
+                                                    &RowFold<Fold>::BlockRecords);
     } else if (IsNumberCell(plan.blank)) {
-        RowFold<Fold>::template Choose<NumberState>(plan,
-                                                    RowFold<Fold>::OfNumbers(plan.type->storage));
+        RowFold<Fold>::ChooseByStorage(plan);
     } else {
-        RowFold<Fold>::template Choose<WideState>(plan, &RowFold<Fold>::Wides);
+        RowFold<Fold>::template Choose<WideState>(plan, &RowFold<Fold>::Wides, &FoldValues);
     }
 }
 

@@ -66,6 +66,7 @@ CumulCells::CumulCells(const ITabulonCumulFuncOnVarCollection& calculations) {
         plan.offset = rowBytes_;
         rowBytes_ += plan.state->bytes;
         needsContext_ = needsContext_ || plan.needsKey;
+        areOwn_ = areOwn_ && !plan.isForeign;
     }
 }
 
@@ -74,7 +75,8 @@ CumulCells::CumulCells(CumulCells&& other) noexcept
       chunks_(std::move(other.chunks_)),
       rows_(std::exchange(other.rows_, 0)),
       rowBytes_(other.rowBytes_),
-      needsContext_(other.needsContext_) {}
+      needsContext_(other.needsContext_),
+      areOwn_(other.areOwn_) {}
 
 CumulCells& CumulCells::operator=(CumulCells&& other) noexcept {
     if (this != &other) {
@@ -84,6 +86,7 @@ CumulCells& CumulCells::operator=(CumulCells&& other) noexcept {
         rows_ = std::exchange(other.rows_, 0);
         rowBytes_ = other.rowBytes_;
         needsContext_ = other.needsContext_;
+        areOwn_ = other.areOwn_;
     }
     return *this;
 }
@@ -147,6 +150,18 @@ void CumulCells::Fold(std::span<std::byte* const> rows, std::span<const EVariant
     for (const Plan& plan : plans_) {
         plan.fold(plan, rows, **value++, context, last);
     }
+}
+
+void CumulCells::FoldBlock(const BlockRows& rows, std::span<const unsigned> columns) const {
+    E_EXPECTS(columns.size() == plans_.size());
+    E_EXPECTS(areOwn_ && rows.rows.size() == rows.records.size() * rows.perRecord);
+    for (std::size_t index = 0; index < plans_.size(); ++index) {
+        plans_[index].foldBlock(plans_[index], rows, columns[index]);
+    }
+}
+
+bool CumulCells::ReadsValues(unsigned calculation) const noexcept {
+    return plans_[calculation].readsValues;
 }
 
 ETabulonValue CumulCells::Result(std::uint32_t row, unsigned calculation) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "cumul/BlockRows.h"
 #include "etabulon/foundation/EExpects.h"
 #include "etabulon/values/ETabulonValue.h"
 
@@ -51,6 +52,13 @@ public:
     /// `context` is the record's key, read only if NeedsContext().
     void Fold(std::span<std::byte* const> rows, std::span<const EVariant* const> values,
               const ETabulonPrimaryKey* context) const;
+    /// The same for the records of a block, one after the other. `columns` has the values' column
+    /// of each calculation. Requires keys in the block if NeedsContext().
+    void FoldBlock(const BlockRows& rows, std::span<const unsigned> columns) const;
+    /// Every calculation is one of the library's own, which have no side effects.
+    [[nodiscard]] bool AreOwn() const noexcept { return areOwn_; }
+    /// Whether the calculation reads its variable's values.
+    [[nodiscard]] bool ReadsValues(unsigned calculation) const noexcept;
     /// The result that the calculation's buffer would give.
     [[nodiscard]] ETabulonValue Result(std::uint32_t row, unsigned calculation) const;
 
@@ -67,6 +75,7 @@ private:
     std::uint32_t rows_ = 0;
     std::uint32_t rowBytes_ = 0;
     bool needsContext_ = false;
+    bool areOwn_ = true;
 };
 
 }  // namespace detail

@@ -1,5 +1,6 @@
 #include "etabulon/cursors/ETabulonCursor.h"
 
+#include "cursors/BlockWalk.h"
 #include "etabulon/foundation/EExpects.h"
 #include "etabulon/foundation/ERef.h"
 
@@ -162,6 +163,10 @@ CursorStatus ETabulonCursor::CallGetNext() {
             status = CallIsInFilter();
         }
     }
+    return ReportStep(status);
+}
+
+CursorStatus ETabulonCursor::ReportStep(CursorStatus status) {
     // Deliberate: the end of a walk calls no listener, though a reset that finds no record does
     // (OnDone). A listener's owner finishes its work after Browse. WalkThatEndsTellsNobody holds
     // it.
@@ -208,12 +213,20 @@ bool ETabulonCursor::IsInFilter() const {
 CursorStatus ETabulonCursor::Browse(const ETabulonTag& tag) {
     CursorStatus status = CallReset(tag);
     if (status == StatusRefused) {
-        status = CallGetNext();
+        status = StatusOk;  // the walk goes on behind the refused record
     }
-    while (status == StatusOk) {
-        status = CallGetNext();
+    if (status == StatusOk) {
+        BlockWalk blocks(*this);
+        while (status == StatusOk) {
+            status = blocks.IsRunning() ? blocks.CallGetNextBlock() : CallGetNext();
+        }
     }
     return status == StatusEnd ? StatusOk : status;
+}
+
+CursorStatus ETabulonCursor::GetNextBlock(const ERecordBlock*& block) {
+    block = nullptr;
+    return StatusEnd;
 }
 
 // --------------------------------------------------------------------------------- current record

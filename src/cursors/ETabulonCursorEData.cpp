@@ -1,9 +1,12 @@
 #include "etabulon/cursors/ETabulonCursorEData.h"
 
 #include "etabulon/foundation/DDico.h"
+#include "etabulon/foundation/EBlockSource.h"
 #include "etabulon/foundation/EDataTable.h"
 #include "etabulon/foundation/EExpects.h"
 #include "etabulon/foundation/EExtract.h"
+
+#include <typeinfo>
 
 namespace etabulon {
 
@@ -194,6 +197,32 @@ CursorStatus ETabulonCursorEData::GetNext() {
     ClearLinkError();
     currentPosition_ = table_->GetNext();
     return currentPosition_ != kNoPosition ? StatusOk : TableStatus();
+}
+
+bool ETabulonCursorEData::HasOwnSteps() const noexcept {
+    return typeid(*this) != typeid(ETabulonCursorEData);
+}
+
+bool ETabulonCursorEData::BeginBlocks(const EBlockRequest& request) {
+    if (table_ == nullptr || recordLockBias_ != kNoLock || links_.Size() != 0 || HasOwnSteps()) {
+        return false;
+    }
+    blocks_ = table_->Blocks();
+    return blocks_ != nullptr && blocks_->BeginBlocks(request);
+}
+
+CursorStatus ETabulonCursorEData::GetNextBlock(const ERecordBlock*& block) {
+    ClearLinkError();
+    block = blocks_->NextBlock();
+    currentPosition_ = table_->position;
+    return block != nullptr ? StatusOk : TableStatus();
+}
+
+void ETabulonCursorEData::EndBlocks() noexcept {
+    if (blocks_ != nullptr) {
+        blocks_->EndBlocks();
+        blocks_ = nullptr;
+    }
 }
 
 void ETabulonCursorEData::ExtractPrimaryKey(ETabulonPrimaryKey& key) const {

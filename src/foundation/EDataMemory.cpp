@@ -1,8 +1,10 @@
 #include "etabulon/foundation/EDataMemory.h"
 
+#include "foundation/EMemoryBlocks.h"
 #include "foundation/EMemoryRecords.h"
 
 #include <algorithm>
+#include <typeinfo>
 #include <utility>
 
 namespace etabulon {
@@ -140,6 +142,16 @@ std::int32_t EDataMemory::UnlockRecord(EPosition where) {
         records_->DropLock(where, this, EMemoryRecords::ByLockRecord);
     }
     return status;
+}
+
+EBlockSource* EDataMemory::Blocks() {
+    if (typeid(*this) != typeid(EDataMemory)) {
+        return nullptr;
+    }
+    if (blocks_ == nullptr) {
+        blocks_ = std::make_unique<BlockSource>(*this);
+    }
+    return blocks_.get();
 }
 
 EPosition EDataMemory::Step(EPosition from, Direction direction) {

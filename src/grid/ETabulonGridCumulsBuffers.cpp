@@ -57,6 +57,16 @@ void ETabulonGridCumulsBuffers::AddOwnValue(const ETabulonExtractValue& extract)
     }
 }
 
+bool ETabulonGridCumulsBuffers::WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request) {
+    return cells_->WantBlocks(cursor, request);
+}
+
+void ETabulonGridCumulsBuffers::AddBlock(const ERecordBlock& block,
+                                         std::span<const EBlockIndex> records) {
+    axesStale_ = true;
+    cells_->AddBlock(block, records);
+}
+
 // -------------------------------------------------------------------------------------------- axes
 
 // A record only marks the axes stale; BuildAxeDesc builds their labels on demand.

@@ -4,6 +4,8 @@
 #include "etabulon/grid/ETabulonGridCumuls.h"
 #include "etabulon/grid/ETabulonGridCumulsBuffers.h"
 
+#include <typeinfo>
+
 namespace etabulon {
 
 ETabulonGridFiller::ETabulonGridFiller(ETabulonCursor* cursor,
@@ -45,6 +47,18 @@ CursorStatus ETabulonGridFiller::OnReset(const ETabulonTag& tag, const ETabulonC
 CursorStatus ETabulonGridFiller::OnMove(const ETabulonCursor& cursor) {
     extract_.ViewCurrent(cursor);
     buffers_->AddOwnValue(extract_);
+    return StatusOk;
+}
+
+bool ETabulonGridFiller::WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request) {
+    return pending_ == nullptr && buffers_ && typeid(*this) == typeid(ETabulonGridFiller) &&
+           buffers_->WantBlocks(cursor, request);
+}
+
+CursorStatus ETabulonGridFiller::OnBlock(const ETabulonCursor& /*cursor*/,
+                                         const ERecordBlock& block,
+                                         std::span<const EBlockIndex> records) {
+    buffers_->AddBlock(block, records);
     return StatusOk;
 }
 

@@ -47,10 +47,7 @@ void GridCells::Add(const ETabulonTag& position, std::span<const EVariant* const
                     const ETabulonPrimaryKey* context, std::uint64_t generation) {
     const std::uint32_t detail = generation != 0 ? index_.FindOrAddLasting(position, generation)
                                                  : index_.FindOrAdd(position);
-    if (totals_.Rows() == 0) {
-        static_cast<void>(totals_.AddRow());  // the grand total
-    }
-    std::byte* const grandTotal = totals_.RowAt(0);
+    std::byte* const grandTotal = GrandTotalRow();
     folded_.clear();
     folded_.push_back(AccumulatorsOfCell(detail));
     folded_.push_back(grandTotal);
@@ -66,6 +63,54 @@ void GridCells::Add(const ETabulonTag& position, std::span<const EVariant* const
         }
     }
     cells_.Fold(folded_, values, context);
+}
+
+std::byte* GridCells::GrandTotalRow() {
+    if (totals_.Rows() == 0) {
+        static_cast<void>(totals_.AddRow());
+    }
+    return totals_.RowAt(0);
+}
+
+bool GridCells::WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request) {
+    if (!cells_.AreOwn()) {
+        return false;
+    }
+    details_.Want(cursor, index_, request);
+    WantValues(cursor, cells_, calculations_.All(), request, valueColumns_);
+    return true;
+}
+
+void GridCells::AddBlock(const ERecordBlock& block, std::span<const EBlockIndex> records) {
+    details_.Read(block, records, index_);
+    FindRows(records.size());
+    cells_.FoldBlock({&block, records, folded_, folded_.size() / records.size()}, valueColumns_);
+}
+
+// The rows that Add has for each record, in its order. Whether an axis counts in the grand total
+// again is the same for all records of a block.
+void GridCells::FindRows(std::size_t count) {
+    std::byte* const grandTotal = GrandTotalRow();
+    targets_.clear();
+    for (const Axe& axe : axes_) {
+        if (details_.Numbers(axe.column)[0] == TagIndex::kAbsent || axe.isInRoot) {
+            targets_.push_back(kGrandTotal);
+        } else if (axe.keepsTotals) {
+            targets_.push_back(axe.column);
+        }
+    }
+    folded_.resize(count * (2 + targets_.size()));
+    std::byte** row = folded_.data();
+    for (std::size_t place = 0; place < count; ++place) {
+        *row = AccumulatorsOfCell(details_.Details()[place]);
+        __builtin_prefetch(*row++, /*rw=*/1);
+        *row++ = grandTotal;
+        for (const std::size_t column : targets_) {
+            *row++ = column == kGrandTotal
+                         ? grandTotal
+                         : AccumulatorsOfTotal(totalRows_[column], details_.Numbers(column)[place]);
+        }
+    }
 }
 
 // Details are numbered one by one, so that this adds one row; after an earlier failure it adds the

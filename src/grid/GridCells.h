@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cumul/CumulCells.h"
+#include "grid/BlockDetails.h"
 #include "grid/ResultParts.h"
 #include "grid/TagIndex.h"
 
@@ -11,7 +12,9 @@
 
 namespace etabulon {
 
+class ETabulonCursor;
 class ETabulonGridCumuls;
+struct EBlockRequest;
 
 namespace detail {
 
@@ -30,6 +33,10 @@ public:
     /// of `position`.
     void Add(const ETabulonTag& position, std::span<const EVariant* const> values,
              const ETabulonPrimaryKey* context, std::uint64_t generation = 0);
+    /// Asks for what AddBlock reads. False for calculations whose records must come one by one.
+    [[nodiscard]] bool WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request);
+    /// Adds records that lie at or below the root, in their order. The same as Add for each.
+    void AddBlock(const ERecordBlock& block, std::span<const EBlockIndex> records);
     [[nodiscard]] bool NeedsContext() const noexcept { return cells_.NeedsContext(); }
     /// The extract's value for each calculation, in their order. Valid until the next call.
     [[nodiscard]] std::span<const EVariant* const> ValuesOf(const ETabulonExtractValue& extract) {
@@ -76,6 +83,8 @@ private:
     // Added to a row number of totals_, so that Result tells totals from cells.
     static constexpr std::uint32_t kTotals = 0x80000000;
 
+    void FindRows(std::size_t count);
+    [[nodiscard]] std::byte* GrandTotalRow();
     [[nodiscard]] std::byte* AccumulatorsOfCell(std::uint32_t detail);
     [[nodiscard]] std::byte* AccumulatorsOfTotal(std::vector<std::uint32_t>& rows,
                                                  std::uint32_t number);
@@ -87,7 +96,11 @@ private:
     CalculationList calculations_;
     std::vector<Axe> axes_;
     std::vector<std::vector<std::uint32_t>> totalRows_;  // in totals_, by column and number
-    std::vector<std::byte*> folded_;                     // scratch: the rows that Add folds into
+    std::vector<std::byte*> folded_;                     // scratch: the rows to fold into
+    static constexpr std::size_t kGrandTotal = static_cast<std::size_t>(-1);
+    std::vector<std::size_t> targets_;  // of a block: columns whose totals fold, or kGrandTotal
+    BlockDetails details_;
+    std::vector<unsigned> valueColumns_;  // in the block, of each calculation
 };
 
 }  // namespace detail

@@ -27,6 +27,10 @@ std::uint32_t PairNumbers::FindByHash(std::uint32_t first, std::uint32_t second)
     return static_cast<std::uint32_t>(found);  // -1 is kNone
 }
 
+void PairNumbers::PrefetchByHash(std::uint32_t first, std::uint32_t second) const noexcept {
+    index_.Prefetch(HashNumber(PairOf(first, second)));
+}
+
 // Allocates before it changes anything, so that every numbered pair can be found again.
 std::uint32_t PairNumbers::Add(std::uint32_t first, std::uint32_t second) {
     const Cell cell = CellOf(first, second);

@@ -22,6 +22,17 @@ public:
         const Cell cell = CellOf(first, second);
         return cell.row < rows_ && cell.column < columns_ ? table_[Offset(cell)] - 1 : kNone;
     }
+    /// Prefetches what Find reads first.
+    void Prefetch(std::uint32_t first, std::uint32_t second) const noexcept {
+        if (table_.empty()) {
+            PrefetchByHash(first, second);
+            return;
+        }
+        const Cell cell = CellOf(first, second);
+        if (cell.row < rows_ && cell.column < columns_) {
+            __builtin_prefetch(&table_[Offset(cell)]);
+        }
+    }
     [[nodiscard]] std::uint32_t FindOrAdd(std::uint32_t first, std::uint32_t second) {
         const std::uint32_t found = Find(first, second);
         return found != kNone ? found : Add(first, second);
@@ -48,6 +59,7 @@ private:
     [[nodiscard]] std::size_t Offset(Cell cell) const noexcept {
         return std::size_t{cell.row} * columns_ + cell.column;
     }
+    void PrefetchByHash(std::uint32_t first, std::uint32_t second) const noexcept;
     [[nodiscard]] std::uint32_t FindByHash(std::uint32_t first, std::uint32_t second) const;
     [[nodiscard]] std::uint32_t Add(std::uint32_t first, std::uint32_t second);
     void ChooseForm();

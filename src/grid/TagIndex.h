@@ -43,6 +43,9 @@ public:
 
     // --- the columns: one for each distinct level, with the number of the value there ---
     [[nodiscard]] std::size_t ColumnCount() const noexcept { return columns_.size(); }
+    [[nodiscard]] unsigned int LevelOf(std::size_t column) const noexcept {
+        return columns_[column].level;
+    }
     /// -1 for a level without a column.
     [[nodiscard]] int ColumnOf(unsigned int level) const noexcept;
     /// Whether the root holds the column's level, so that every detail has the same number there.
@@ -56,6 +59,11 @@ public:
     [[nodiscard]] std::span<const std::uint32_t> LastNumbers() const noexcept { return last_; }
     /// The detail with exactly these numbers, or kNone. Requires one number for each column.
     [[nodiscard]] std::uint32_t Find(std::span<const std::uint32_t> numbers) const;
+    // For many lookups of two numbers at a time, worth it in an index that exceeds the cache.
+    [[nodiscard]] bool IsLarge() const noexcept { return size_ > kFitsCache; }
+    void PrefetchPair(std::uint32_t first, std::uint32_t second) const noexcept {
+        chain_[0].Prefetch(first, second);
+    }
     [[nodiscard]] std::uint32_t NumberAt(std::uint32_t detail, std::size_t column) const;
     /// NumberAt of every column. Requires room for as many.
     void NumbersOf(std::uint32_t detail, std::span<std::uint32_t> numbers) const;
@@ -93,6 +101,7 @@ private:
         std::uint32_t detail = kNone;
     };
     static constexpr std::size_t kCacheSlots = 4096;
+    static constexpr std::uint32_t kFitsCache = 4096;  // details, whose numbers take 128 KiB
     std::vector<CachedTag> cache_;
     std::uint64_t cacheGeneration_ = 0;
     std::unordered_map<std::uint64_t, std::uint32_t> otherSpellings_;  // other than the first

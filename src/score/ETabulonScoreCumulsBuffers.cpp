@@ -52,6 +52,15 @@ void ETabulonScoreCumulsBuffers::AddOwnValue(const ETabulonExtractValue& extract
     }
 }
 
+bool ETabulonScoreCumulsBuffers::WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request) {
+    return cells_->WantBlocks(cursor, request);
+}
+
+void ETabulonScoreCumulsBuffers::AddBlock(const ERecordBlock& block,
+                                          std::span<const EBlockIndex> records) {
+    cells_->AddBlock(block, records);
+}
+
 void ETabulonScoreCumulsBuffers::SendTo(ITabulonResScoreUI* ui) const {
     ui->StartRefresh();
     ui->Reset();

@@ -3,6 +3,8 @@
 #include "etabulon/score/ETabulonScoreCumuls.h"
 #include "etabulon/score/ETabulonScoreCumulsBuffers.h"
 
+#include <typeinfo>
+
 namespace etabulon {
 
 ETabulonScoreFiller::ETabulonScoreFiller(ETabulonCursor* cursor,
@@ -25,7 +27,7 @@ void ETabulonScoreFiller::Free() {
 // Callers that copy add the references themselves. CopiedFillerNeedsReferences holds it.
 ETabulonScoreFiller::ETabulonScoreFiller(const ETabulonScoreFiller& other)
     : ECountedUnknown(other),
-      ECursorListener(other),
+      EBlockListener(other),
       pending_(other.pending_),
       calculations_(other.calculations_),
       sortDesc_(other.sortDesc_),
@@ -91,6 +93,18 @@ CursorStatus ETabulonScoreFiller::OnReset(const ETabulonTag& tag,
 CursorStatus ETabulonScoreFiller::OnMove(const ETabulonCursor& cursor) {
     extract_.ViewCurrent(cursor);
     buffers_->AddOwnValue(extract_);
+    return StatusOk;
+}
+
+bool ETabulonScoreFiller::WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request) {
+    return pending_ == nullptr && buffers_ && typeid(*this) == typeid(ETabulonScoreFiller) &&
+           buffers_->WantBlocks(cursor, request);
+}
+
+CursorStatus ETabulonScoreFiller::OnBlock(const ETabulonCursor& /*cursor*/,
+                                          const ERecordBlock& block,
+                                          std::span<const EBlockIndex> records) {
+    buffers_->AddBlock(block, records);
     return StatusOk;
 }
 

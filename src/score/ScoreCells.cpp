@@ -44,13 +44,40 @@ std::uint32_t ScoreCells::LineOf(const ETabulonTag& position) {
 void ScoreCells::Add(const ETabulonTag& position, std::span<const EVariant* const> values,
                      const ETabulonPrimaryKey* context) {
     const std::uint32_t line = LineOf(position);
-    // Lines are numbered one by one, so that this adds one row, and the total's with the first
-    // line; after an earlier failure it adds the missing rows too.
+    AddRows(line);
+    std::byte* const folded[] = {rows_.RowAt(RowOf(line)), rows_.RowAt(kTotal)};
+    rows_.Fold(folded, values, context);
+}
+
+// Lines are numbered one by one, so that this adds one row, and the total's with the first line;
+// after an earlier failure it adds the missing rows too.
+void ScoreCells::AddRows(std::uint32_t line) {
     while (rows_.Rows() <= RowOf(line)) {
         rows_.AddRow();
     }
-    std::byte* const folded[] = {rows_.RowAt(RowOf(line)), rows_.RowAt(kTotal)};
-    rows_.Fold(folded, values, context);
+}
+
+bool ScoreCells::WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request) {
+    if (!rows_.AreOwn()) {
+        return false;
+    }
+    details_.Want(cursor, labels_, request);
+    WantValues(cursor, rows_, calculations_.All(), request, valueColumns_);
+    return true;
+}
+
+void ScoreCells::AddBlock(const ERecordBlock& block, std::span<const EBlockIndex> records) {
+    details_.Read(block, records, labels_);
+    constexpr std::size_t kPerRecord = 2;
+    folded_.resize(kPerRecord * records.size());
+    std::byte** row = folded_.data();
+    for (const std::uint32_t line : details_.Details()) {
+        AddRows(line);
+        *row = rows_.RowAt(RowOf(line));
+        __builtin_prefetch(*row++, /*rw=*/1);
+        *row++ = rows_.RowAt(kTotal);
+    }
+    rows_.FoldBlock({&block, records, folded_, kPerRecord}, valueColumns_);
 }
 
 std::uint32_t ScoreCells::LineCount() const noexcept {

@@ -2,6 +2,7 @@
 
 #include "cumul/CumulCells.h"
 #include "etabulon/foundation/ECountedUnknown.h"
+#include "grid/BlockDetails.h"
 #include "grid/ResultParts.h"
 #include "grid/TagIndex.h"
 #include "score/LabelCache.h"
@@ -12,7 +13,9 @@
 
 namespace etabulon {
 
+class ETabulonCursor;
 class ETabulonScoreCumuls;
+struct EBlockRequest;
 
 namespace detail {
 
@@ -30,6 +33,10 @@ public:
     /// Folds a record that lies at or below the root.
     void Add(const ETabulonTag& position, std::span<const EVariant* const> values,
              const ETabulonPrimaryKey* context);
+    /// Asks for what AddBlock reads. False for calculations whose records must come one by one.
+    [[nodiscard]] bool WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request);
+    /// Adds records that lie at or below the root, in their order. The same as Add for each.
+    void AddBlock(const ERecordBlock& block, std::span<const EBlockIndex> records);
     [[nodiscard]] bool NeedsContext() const noexcept { return rows_.NeedsContext(); }
     /// The extract's value for each calculation, in their order. Valid until the next call.
     [[nodiscard]] std::span<const EVariant* const> ValuesOf(const ETabulonExtractValue& extract) {
@@ -53,12 +60,16 @@ private:
     [[nodiscard]] static std::uint32_t RowOf(std::uint32_t line) noexcept { return line + 1; }
 
     ~ScoreCells() override = default;
+    void AddRows(std::uint32_t line);
     [[nodiscard]] std::uint32_t LineOf(const ETabulonTag& position);
 
     TagIndex labels_;
     LabelCache labelCache_;
     CumulCells rows_;
     CalculationList calculations_;
+    BlockDetails details_;
+    std::vector<unsigned> valueColumns_;  // in the block, of each calculation
+    std::vector<std::byte*> folded_;      // scratch: the rows that a block folds into
 };
 
 }  // namespace detail

@@ -10,13 +10,28 @@
 
 namespace etabulon::test {
 
+/// The value's type, size and bytes: equal texts mean identical values, to the last bit.
+[[nodiscard]] inline std::string ExactText(const EVariant& value) {
+    std::string text = std::to_string(value.Type()) + '/' + std::to_string(value.Size()) + ':';
+    const auto* bytes = static_cast<const unsigned char*>(value.GetBuffer());
+    if (bytes == nullptr) {
+        return text + '-';
+    }
+    for (std::size_t at = 0; at < value.ByteCount(); ++at) {
+        text += "0123456789abcdef"[bytes[at] >> 4];
+        text += "0123456789abcdef"[bytes[at] & 15];
+    }
+    return text;
+}
+
 /// What views of results have in common: they render what they hear as one string, which begins
 /// with "start reset" and ends with "end". No value shows as "-", values that differ as "<>".
 class ResultTrace : public virtual ITabulonResultUI {
 public:
     /// What was heard since the last time.
     [[nodiscard]] std::string Take() { return std::exchange(trace_, std::string()); }
-    /// Labels show with their data and column, values with their type: for comparing two senders.
+    /// Labels show with their data and column, values with all their bytes: for comparing two
+    /// senders.
     void ShowAll() noexcept { showsAll_ = true; }
 
     std::function<void()> onEnd;
@@ -41,8 +56,7 @@ protected:
         if (value.Status() != ETabulonValue::ValNormal) {
             return value.IsNull() ? "-" : "<>";
         }
-        return value.Data().AsChaine().c_str() +
-               (showsAll_ ? ":" + std::to_string(value.Data().Type()) : "");
+        return value.Data().AsChaine().c_str() + (showsAll_ ? "=" + ExactText(value.Data()) : "");
     }
     [[nodiscard]] std::string Text(const ETabulonGridAxe& axe) const {
         std::string text = showsAll_ ? std::string(axe.DisplayName().c_str()) + "[" : "[";

@@ -169,7 +169,10 @@ void SchemaReader::Describe(const Entry& entry, ESqlColumn& column) {
             break;
         case TYPE_DOUBLE:
             column.push = ESqlPush::Number;
-            column.isMissing = "(typeof(" + name + ") NOT IN ('integer','real'))";
+            // A larger whole number may be one that a double doesn't hold.
+            column.isMissing = "(typeof(" + name + ") NOT IN ('integer','real') OR (typeof(" +
+                               name + ") = 'integer' AND " + name +
+                               " NOT BETWEEN -9007199254740992 AND 9007199254740992))";
             break;
         case TYPE_BOOL:
             column.push = ESqlPush::Number;

@@ -17,6 +17,8 @@
 namespace etabulon {
 
 class EExtract;
+class ERecordBlock;
+struct EBlockRequest;
 
 /// A long-running activity that can be asked whether it was cancelled.
 class ETABULON_API ICancellableThread {
@@ -142,6 +144,13 @@ protected:
     virtual EFieldSet& iFields();
     virtual CursorStatus Reset(const ETabulonTag& tag) = 0;
     virtual CursorStatus GetNext() = 0;
+    // The records behind the current one, block by block, in place of calls of GetNext; see
+    // IBlockNotifier. A cursor that has a part in single steps (a step, derived fields, a filter, a
+    // tag or key of its own) doesn't begin, as here.
+    [[nodiscard]] virtual bool BeginBlocks(const EBlockRequest& /*request*/) { return false; }
+    /// A block with StatusOk, otherwise the status that GetNext would return.
+    virtual CursorStatus GetNextBlock(const ERecordBlock*& block);
+    virtual void EndBlocks() noexcept {}
     virtual void DeclareFields() {}
     virtual void PrepareFields() {}
     virtual void CalcFields() {}
@@ -172,6 +181,7 @@ protected:
     void MarkTagFresh() const noexcept { tagStale_ = false; }
 
 private:
+    class BlockWalk;
     /// The fields that a level's value is read from; resolved once for each field set.
     struct LevelField {
         unsigned int level;
@@ -181,6 +191,7 @@ private:
     void BindLevels(const EFieldSet& fields) const;
     CursorStatus EndReset(CursorStatus status);
     CursorStatus ReportFirstRecord(CursorStatus status);
+    CursorStatus ReportStep(CursorStatus status);
 
     ETabulonLevels levels_;
     ETabulonTag filterTag_;

@@ -9,6 +9,8 @@
 
 namespace etabulon {
 
+class EBlockSource;
+
 /// The cursor on a real table: walks an EData, reads variables through links, writes, and locks
 /// each accepted record if RecordLockBias says so. Derive from it to narrow the table to a tag by
 /// SetKeyRange.
@@ -53,6 +55,16 @@ protected:
     EFieldSet& iFields() override;
     CursorStatus Reset(const ETabulonTag& tag) override;
     CursorStatus GetNext() override;
+    /// By the table's blocks, unless records are locked or reached through links.
+    [[nodiscard]] bool BeginBlocks(const EBlockRequest& request) override;
+    CursorStatus GetNextBlock(const ERecordBlock*& block) override;
+    void EndBlocks() noexcept override;
+    /// Whether the cursor's class may have a part in single steps, which a walk by blocks would
+    /// pass over. True for a derived class that doesn't override this:
+    ///     return typeid(*this) != typeid(Mine);
+    /// is the answer of a class Mine that overrides no step, no derived fields, no filter, no tag
+    /// and no key.
+    [[nodiscard]] virtual bool HasOwnSteps() const noexcept;
     void PrepareFields() override;
     void CalcFields() override;
     CursorStatus OnAcceptedByFilter() override;
@@ -91,6 +103,7 @@ private:
     Chaine tableName_;
     EPosition currentPosition_ = kNoPosition;
     std::int32_t recordLockBias_ = 0;
+    EBlockSource* blocks_ = nullptr;     // the table's, while a walk goes by blocks
     ILinkEngine* linkEngine_ = nullptr;  // owned
     std::unique_ptr<IBufferProvider> bufferProvider_;
     bool ownsTable_ = false;

@@ -8,6 +8,7 @@
 namespace etabulon {
 
 class DDicoBase;
+class EBlockSource;
 
 /// A record's position in its table: opaque, -1 for none.
 using EPosition = std::int64_t;
@@ -76,6 +77,8 @@ public:
     /// blanks the buffer where there is no current record, and leaves the status. True with a
     /// current record.
     virtual bool LoadBuffer();
+    /// The table's records in blocks; null if it offers single steps only, as here. Not owned.
+    [[nodiscard]] virtual EBlockSource* Blocks() { return nullptr; }
 
     [[nodiscard]] EFieldSet& Fields() noexcept { return fields_; }
     [[nodiscard]] const EFieldSet& Fields() const noexcept { return fields_; }

@@ -57,6 +57,8 @@ public:
     const EFieldKey& CurKey() override;
     std::int32_t LockRecord(EPosition where, bool wait) override;
     std::int32_t UnlockRecord(EPosition where) override;
+    /// Null for a derived class, which may have steps of its own.
+    EBlockSource* Blocks() override;
 
 protected:
     /// Leaves no current record, no position of the walk, a blank buffer and this status. Returns
@@ -64,6 +66,7 @@ protected:
     EPosition LeaveRecord(std::int32_t newStatus);
 
 private:
+    class BlockSource;
     enum class Direction : std::int8_t { Back = -1, On = 1 };
 
     explicit EDataMemory(std::shared_ptr<EMemoryRecords> records);
@@ -77,7 +80,8 @@ private:
     std::shared_ptr<EMemoryRecords> records_;
     ERecordBuffer record_;
     EWalkPlace place_;
-    EPosition locked_ = kNoPosition;  // by Lock
+    EPosition locked_ = kNoPosition;       // by Lock
+    std::unique_ptr<BlockSource> blocks_;  // made when it is first asked for
 };
 
 }  // namespace etabulon

@@ -1,17 +1,21 @@
 #pragma once
 
 #include "etabulon/foundation/ECountedUnknown.h"
+#include "etabulon/foundation/ERecordBlock.h"
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/grid/fwd.h"
 
 #include <memory>
+#include <span>
 #include <vector>
 
 namespace etabulon {
 
+class ETabulonCursor;
 class ETabulonExtractValue;
 class ETabulonTag;
 class ETabulonVariableID;
+struct EBlockRequest;
 
 namespace detail {
 class GridCells;
@@ -54,6 +58,10 @@ private:
 
     /// AddValue for an extract that was initialised with this description's calculations.
     void AddOwnValue(const ETabulonExtractValue& extract);
+    /// False where the records must come one by one.
+    [[nodiscard]] bool WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request);
+    /// AddOwnValue for each of these records of a block, all at or below the root.
+    void AddBlock(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void ReleaseAxes() const noexcept;
     void GetSelection(const ETabulonGridAxe& axe, unsigned int index, ETabulonVariableID* variable,
                       ETabulonTag* tag) const;

@@ -1,12 +1,13 @@
 #pragma once
 
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
-#include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/cursors/IBlockNotifier.h"
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/grid/fwd.h"
 #include "etabulon/sort/fwd.h"
 #include "etabulon/values/ETabulonExtractValue.h"
 
+#include <span>
 #include <utility>
 
 namespace etabulon {
@@ -23,9 +24,11 @@ class ETabulonPendingChanges;
 /// Threads    records come on the walking thread, without a lock. BuildAxeDesc, GetSelection and
 ///            SendTo take the cursor's lock, and a view is called under it. SetParams takes none
 ///            and must not meet a walk.
+/// Blocks     a walk may go by blocks, unless there are pending changes, a function of an
+///            application, or a derived class; the grid is the same.
 /// Failure    none is reported, and the filler keeps no status of the walk. Requires SetParams
 ///            before a walk, and a reset before any of the grid's operations.
-class ETABULON_API ETabulonGridFiller : public ECursorListener {
+class ETABULON_API ETabulonGridFiller : public EBlockListener {
 public:
     /// Returns a reference for the caller, who adds it to the cursor. `pending` may be null.
     [[nodiscard]] static ETabulonGridFiller* Build(ETabulonCursor* cursor,
@@ -57,6 +60,9 @@ public:
 
     CursorStatus OnReset(const ETabulonTag& tag, const ETabulonCursor& cursor) override;
     CursorStatus OnMove(const ETabulonCursor& cursor) override;
+    [[nodiscard]] bool WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request) override;
+    CursorStatus OnBlock(const ETabulonCursor& cursor, const ERecordBlock& block,
+                         std::span<const EBlockIndex> records) override;
 
 protected:
     ETabulonGridFiller(ETabulonCursor* cursor, const ETabulonPendingChanges* pending);

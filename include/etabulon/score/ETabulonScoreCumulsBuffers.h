@@ -1,12 +1,17 @@
 #pragma once
 
 #include "etabulon/foundation/ECountedUnknown.h"
+#include "etabulon/foundation/ERecordBlock.h"
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/score/fwd.h"
 
+#include <span>
+
 namespace etabulon {
 
+class ETabulonCursor;
 class ETabulonExtractValue;
+struct EBlockRequest;
 
 /// The running results of a score: folds the records of a walk, and sends the ranking to a view.
 /// ETabulonScoreCumuls::Start makes it; a new walk needs a new object.
@@ -45,6 +50,10 @@ private:
 
     /// AddValue for an extract that was initialised with this description's calculations.
     void AddOwnValue(const ETabulonExtractValue& extract);
+    /// False where the records must come one by one.
+    [[nodiscard]] bool WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request);
+    /// AddOwnValue for each of these records of a block, all at or below the root.
+    void AddBlock(const ERecordBlock& block, std::span<const EBlockIndex> records);
 
     ERef<ETabulonScoreCumuls> desc_;
     ERef<detail::ScoreCells> cells_;

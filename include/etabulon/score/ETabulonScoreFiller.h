@@ -1,12 +1,13 @@
 #pragma once
 
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
-#include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/cursors/IBlockNotifier.h"
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/score/fwd.h"
 #include "etabulon/sort/fwd.h"
 #include "etabulon/values/ETabulonExtractValue.h"
 
+#include <span>
 #include <utility>
 
 namespace etabulon {
@@ -25,8 +26,10 @@ class ETabulonPendingChanges;
 ///            releases them: a caller that copies calls RetainShared on the copy.
 /// Threads    records come on the walking thread, without a lock. SendTo takes the cursor's lock,
 ///            and a view is called under it. SetParams takes none and must not meet a walk.
+/// Blocks     a walk may go by blocks, unless there are pending changes, a function of an
+///            application, or a derived class; the score is the same.
 /// Failure    none is reported. Requires SetParams before a walk, and a reset before SendTo.
-class ETABULON_API ETabulonScoreFiller : public ECursorListener {
+class ETABULON_API ETabulonScoreFiller : public EBlockListener {
 public:
     /// Returns a reference for the caller, who adds it to the cursor. `pending` may be null.
     [[nodiscard]] static ETabulonScoreFiller* Build(ETabulonCursor* cursor,
@@ -52,6 +55,9 @@ public:
 
     CursorStatus OnReset(const ETabulonTag& tag, const ETabulonCursor& cursor) override;
     CursorStatus OnMove(const ETabulonCursor& cursor) override;
+    [[nodiscard]] bool WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request) override;
+    CursorStatus OnBlock(const ETabulonCursor& cursor, const ERecordBlock& block,
+                         std::span<const EBlockIndex> records) override;
 
 private:
     void Free();

@@ -36,6 +36,23 @@ Word WordAt(const char* bytes) noexcept {
     return word;
 }
 
+/// Compares the first and the last word, which may overlap. Most labels are at most two words long,
+/// so that this avoids a call of memcmp.
+inline bool HaveSameBytes(const char* left, const char* right, std::size_t length) noexcept {
+    if (length >= sizeof(std::uint64_t)) {
+        const std::size_t last = length - sizeof(std::uint64_t);
+        return WordAt<>(left) == WordAt<>(right) &&
+               WordAt<>(left + last) == WordAt<>(right + last) &&
+               (length <= 2 * sizeof(std::uint64_t) || std::memcmp(left, right, length) == 0);
+    }
+    if (length >= sizeof(std::uint32_t)) {
+        const std::size_t last = length - sizeof(std::uint32_t);
+        return WordAt<std::uint32_t>(left) == WordAt<std::uint32_t>(right) &&
+               WordAt<std::uint32_t>(left + last) == WordAt<std::uint32_t>(right + last);
+    }
+    return std::memcmp(left, right, length) == 0;
+}
+
 /// The hash of some bytes, word by word; the last word may overlap the one before it, so that short
 /// texts take one or two multiplications. `above` is the hash of the parent that the bytes are
 /// looked up under.

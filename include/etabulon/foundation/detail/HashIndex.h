@@ -53,6 +53,17 @@ public:
         return -1;
     }
 
+    // For many lookups at a time: prefetch the slots of all hashes, then ask for each candidate.
+    void Prefetch(std::uint32_t hash) const noexcept {
+        if (!slots_.empty()) {
+            __builtin_prefetch(&slots_[hash & Mask()]);
+        }
+    }
+    /// The first position with this hash, of whatever element, or -1.
+    [[nodiscard]] std::int32_t Candidate(std::uint32_t hash) const noexcept {
+        return Find(hash, [](std::int32_t /*position*/) { return true; });
+    }
+
     /// Makes room, so that Add doesn't fail until there are more than `size` positions.
     void Reserve(std::uint32_t size) {
         std::size_t room = slots_.empty() ? kSmallest : slots_.size();

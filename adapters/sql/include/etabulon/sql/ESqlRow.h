@@ -68,7 +68,7 @@ public:
             case ESqlCell::Kind::Int64:
                 return PutNumber(cell, value);
             case ESqlCell::Kind::Double:
-                if (value >= -kExactLimit && value <= kExactLimit) {
+                if (IsExactReal(value)) {
                     return PutNumber(cell, static_cast<double>(value));
                 }
                 return PutOddInteger(cell, value);
@@ -103,11 +103,13 @@ public:
     /// Whether both records, which have the same layout, hold the same value in the cell.
     [[nodiscard]] static bool IsSame(const ESqlCell& cell, const std::byte* a,
                                      const std::byte* b) noexcept;
+    /// Whether it is among the whole numbers up to which a double holds each of them.
+    [[nodiscard]] static bool IsExactReal(std::int64_t value) noexcept {
+        constexpr std::int64_t kLimit = std::int64_t{1} << 53;
+        return value >= -kLimit && value <= kLimit;
+    }
 
 private:
-    /// Up to here a double holds every whole number.
-    static constexpr std::int64_t kExactLimit = std::int64_t{1} << 53;
-
     template <class T>
     void PutNumber(const ESqlCell& cell, T value) noexcept {
         std::byte* const at = record + cell.offset;

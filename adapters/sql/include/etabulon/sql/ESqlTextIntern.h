@@ -47,27 +47,9 @@ private:
         std::uint32_t hash = 0;
         Chaine::Body* body = nullptr;  // one reference; null = free
     };
-    // Compares the first and the last word, which may overlap. Most labels are at most two words
-    // long, so that this avoids a call of memcmp.
     [[nodiscard]] static bool IsText(const Chaine::Body& body, const char* bytes,
                                      std::size_t length) noexcept {
-        if (body.length != length + 1) {
-            return false;
-        }
-        using detail::WordAt;
-        if (length >= sizeof(std::uint64_t)) {
-            const std::size_t last = length - sizeof(std::uint64_t);
-            return WordAt<>(body.Text()) == WordAt<>(bytes) &&
-                   WordAt<>(body.Text() + last) == WordAt<>(bytes + last) &&
-                   (length <= 2 * sizeof(std::uint64_t) ||
-                    std::memcmp(body.Text(), bytes, length) == 0);
-        }
-        if (length >= sizeof(std::uint32_t)) {
-            const std::size_t last = length - sizeof(std::uint32_t);
-            return WordAt<std::uint32_t>(body.Text()) == WordAt<std::uint32_t>(bytes) &&
-                   WordAt<std::uint32_t>(body.Text() + last) == WordAt<std::uint32_t>(bytes + last);
-        }
-        return std::memcmp(body.Text(), bytes, length) == 0;
+        return body.length == length + 1 && detail::HaveSameBytes(body.Text(), bytes, length);
     }
     void StoreOther(void* slot, Chaine::Body* held, const char* bytes, std::size_t length);
     void StoreUnique(void* slot, Chaine::Body* held, const char* bytes, std::size_t length);

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "etabulon/foundation/EData.h"
+
+#include <vector>
+
+namespace etabulon {
+
+class ERecordBlock;
+
+/// What the listeners of a walk read of its records.
+struct ETABULON_API EBlockRequest {
+    struct Column {
+        const EField* field;  // not owned
+        bool numbers;         // into a dictionary of the column
+        bool values;
+    };
+    std::vector<Column> columns;
+    bool keys = false;  // the records' positions and keys
+
+    // Each returns the index of the field's column in the blocks. A field that is asked for twice
+    // has one column.
+    unsigned AddNumbers(const EField& field) { return Add(field, /*numbers=*/true); }
+    unsigned AddValues(const EField& field) { return Add(field, /*numbers=*/false); }
+
+private:
+    unsigned Add(const EField& field, bool numbers);
+};
+
+/// What a table may offer beside single steps: the records of a walk in blocks, by columns.
+///
+/// Use        after a step that reached a record, BeginBlocks and NextBlock deliver the records
+///            behind it, exactly those that GetNext would reach. In between the table stands on a
+///            record that it has delivered: on the block's last one, unless the walk's end or a
+///            failure follows that. So GetNext may go on at any time.
+/// Ownership  belongs to its table. Blocks and dictionaries belong to the source.
+/// Threads    as the table. A source may read ahead in other threads; what it gives changes only
+///            within its operations.
+class ETABULON_API EBlockSource {
+public:
+    virtual ~EBlockSource() = default;
+
+    /// Drops earlier dictionaries. False, with nothing changed, where only single steps give the
+    /// right records, and for a field that isn't the table's own: FindField is -1.
+    [[nodiscard]] virtual bool BeginBlocks(const EBlockRequest& request) = 0;
+    /// The next records, at least one. Null where GetNext would return -1; the table then has the
+    /// status and the state that GetNext would leave. A failure comes after the records before it.
+    [[nodiscard]] virtual const ERecordBlock* NextBlock() = 0;
+    /// Frees blocks and dictionaries. The walk stays where it is.
+    virtual void EndBlocks() noexcept = 0;
+    /// The key of a record of the last block, as EData::CurKey would give it.
+    virtual void ReadKey(EPosition position, EFieldKey& key) const = 0;
+
+    /// The index of the field of `fields` that `field` is a copy of, or -1.
+    [[nodiscard]] static int FindField(const EFieldSet& fields, const EField& field) noexcept;
+
+    /// Whether cursors walk by blocks where they can, for the whole process. False from the start
+    /// if the environment variable ETABULON_BLOCKS is 0. Both roads give the same results: the
+    /// switch is for comparing them.
+    [[nodiscard]] static bool AreEnabled() noexcept;
+    static void SetEnabled(bool enabled) noexcept;
+};
+
+}  // namespace etabulon

@@ -1,0 +1,156 @@
+#include "cursors/BlockWalk.h"
+
+#include <array>
+#include <numeric>
+
+namespace etabulon {
+
+namespace {
+
+using Indexes = std::array<EBlockIndex, ERecordBlock::kMostRecords>;
+
+const Indexes kAll = [] {
+    Indexes all{};
+    std::iota(all.begin(), all.end(), EBlockIndex{0});
+    return all;
+}();
+
+// ETabulonValue::operator== of a record's value, without making one.
+bool IsSame(const EVariant& data, const ETabulonValue& wanted) {
+    if (data.IsMissing()) {
+        return wanted.IsNull();
+    }
+    return wanted.Status() == ETabulonValue::ValNormal && data == wanted.Data();
+}
+
+}  // namespace
+
+ETabulonCursor::BlockWalk::BlockWalk(ETabulonCursor& cursor) : cursor_(cursor) {
+    EBlockRequest request;
+    isRunning_ = EBlockSource::AreEnabled() && CanRun(request) && cursor_.BeginBlocks(request);
+}
+
+bool ETabulonCursor::BlockWalk::CanRun(EBlockRequest& request) {
+    const PTableau<INotifier*>& notifiers = cursor_.notifiers_;
+    for (std::size_t index = 0; index < notifiers.Size(); ++index) {
+        auto* const listener = dynamic_cast<IBlockNotifier*>(notifiers.At(index));
+        if (listener == nullptr || !listener->WantBlocks(cursor_, request)) {
+            return false;
+        }
+        listeners_.push_back(listener);
+    }
+    return !listeners_.empty() && AddTests(request);
+}
+
+// The same as IsInFilter: the record's tag, which has all levels of the cursor, is at or below the
+// filter's. Levels that only the filter's tag has are ignored, unless it has no fewer levels than
+// the record's. Then it accepts no record with other levels, and the walk goes by single steps.
+bool ETabulonCursor::BlockWalk::AddTests(EBlockRequest& request) {
+    const ETabulonTag& tag = cursor_.filterTag_;
+    for (unsigned int index = 0; index < tag.KnownLevelsCount(); ++index) {
+        if (!cursor_.levels_.ExistLevel(tag.LevelAt(index))) {
+            continue;
+        }
+        const EField& field = cursor_.Field(cursor_.levels_.GetLevel(tag.LevelAt(index)).DataID());
+        const bool isNumber = TypeInfo(field.Type()).IsFixedSize();
+        tests_.push_back({&tag.ValueAt(index),
+                          isNumber ? request.AddValues(field) : request.AddNumbers(field),
+                          {}});
+    }
+    const unsigned int levels = cursor_.levels_.Size();
+    return tag.KnownLevelsCount() < levels ||
+           (tests_.size() == levels && tag.KnownLevelsCount() == levels);
+}
+
+bool ETabulonCursor::BlockWalk::HasSameListeners() const noexcept {
+    if (cursor_.notifiers_.Size() != listeners_.size()) {
+        return false;
+    }
+    for (std::size_t index = 0; index < listeners_.size(); ++index) {
+        if (cursor_.notifiers_.At(index) != static_cast<INotifier*>(listeners_[index])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool ETabulonCursor::BlockWalk::IsRunning() {
+    if (isRunning_ && !HasSameListeners()) {
+        End();
+    }
+    return isRunning_;
+}
+
+void ETabulonCursor::BlockWalk::End() noexcept {
+    isRunning_ = false;
+    cursor_.EndBlocks();
+}
+
+CursorStatus ETabulonCursor::BlockWalk::CallGetNextBlock() {
+    cursor_.MarkStale();
+    const CursorStatus status = Step();
+    if (status != StatusOk) {
+        return cursor_.ReportStep(status);
+    }
+    for (IBlockNotifier* const listener : listeners_) {
+        const CursorStatus answer = listener->OnBlock(cursor_, *block_, selected_);
+        if (answer != StatusOk) {
+            return answer;
+        }
+    }
+    return StatusOk;
+}
+
+CursorStatus ETabulonCursor::BlockWalk::Step() {
+    for (;;) {
+        if (cursor_.IsCancelled()) {
+            return StatusCancelled;
+        }
+        const CursorStatus status = cursor_.GetNextBlock(block_);
+        if (status != StatusOk) {
+            return status;
+        }
+        Select();
+        if (!selected_.empty()) {
+            return StatusOk;
+        }
+    }
+}
+
+// ------------------------------------------------------------------------------------------ filter
+
+void ETabulonCursor::BlockWalk::Select() {
+    selected_ = std::span(kAll).first(block_->Size());
+    for (Test& test : tests_) {
+        selected_ = std::span(kept_).first(Keep(test));
+    }
+}
+
+// Each record is read before an index is stored in its place: `selected_` may be in `kept_`.
+std::size_t ETabulonCursor::BlockWalk::Keep(Test& test) {
+    if (const ERecordBlock::Column& column = block_->At(test.column); column.numbers != nullptr) {
+        test.verdicts.resize(column.dictionary->Size(), kUnknown);
+    }
+    std::size_t count = 0;
+    for (const EBlockIndex record : selected_) {
+        if (IsAccepted(test, *block_, record)) {
+            kept_[count++] = record;
+        }
+    }
+    return count;
+}
+
+bool ETabulonCursor::BlockWalk::IsAccepted(Test& test, const ERecordBlock& block,
+                                           EBlockIndex record) {
+    const ERecordBlock::Column& column = block.At(test.column);
+    if (column.numbers == nullptr) {
+        return IsSame(block.Value(test.column, record), *test.value);
+    }
+    std::int8_t& verdict = test.verdicts[column.numbers[record]];
+    if (verdict == kUnknown) {
+        verdict = IsSame(column.dictionary->Value(column.numbers[record]), *test.value) ? 1 : 0;
+    }
+    return verdict != 0;
+}
+
+}  // namespace etabulon

@@ -1,0 +1,307 @@
+#include "etabulon/foundation/EBlockBuilder.h"
+
+#include "etabulon/foundation/detail/EHashMix.h"
+#include "foundation/EBlockReader.h"
+
+#include <algorithm>
+
+namespace etabulon {
+
+namespace {
+
+constexpr std::size_t kMost = ERecordBlock::kMostRecords;
+constexpr std::size_t kChunkBytes = std::size_t{1} << 16;
+
+Chaine::Body* ReadSlot(const void* slot) noexcept {
+    Chaine::Body* body = nullptr;
+    std::memcpy(&body, slot, sizeof body);
+    return body;
+}
+
+// The body whose text begins at `bytes`.
+Chaine::Body* BodyOf(const char* bytes) noexcept {
+    return reinterpret_cast<Chaine::Body*>(const_cast<char*>(bytes)) - 1;
+}
+
+EBlockColumn::Form FormOf(const EFieldDesc& desc, const EBlockRequest::Column& wish) noexcept {
+    const ETypeInfo& info = TypeInfo(desc.Type());
+    if (info.IsFixedSize() && info.naturalSize <= sizeof(std::uint64_t)) {
+        return EBlockColumn::Form::Words;
+    }
+    return info.IsSlot() && wish.numbers ? EBlockColumn::Form::Texts : EBlockColumn::Form::Cells;
+}
+
+}  // namespace
+
+// ------------------------------------------------------------------------------------------- arena
+
+void EBlockArena::Clear() noexcept {
+    used_ = 0;
+    room_ = 0;
+}
+
+void EBlockArena::Grow(std::size_t length) {
+    if (used_ == chunks_.size() || chunks_[used_].size < length) {
+        const std::size_t size = std::max(length, kChunkBytes);
+        chunks_.insert(chunks_.begin() + static_cast<std::ptrdiff_t>(used_),
+                       Chunk{std::unique_ptr<char[]>(new char[size]), size});
+        if (chunks_.size() > used_ + 1 && size > kChunkBytes) {
+            chunks_.pop_back();  // long texts don't pile up chunks
+        }
+    }
+    next_ = chunks_[used_].bytes.get();
+    room_ = chunks_[used_].size;
+    ++used_;
+}
+
+// ------------------------------------------------------------------------------------------ column
+
+EBlockColumn::EBlockColumn(const EFieldDesc& desc, const EBlockRequest::Column& wish)
+    : desc_(desc),
+      form_(FormOf(desc, wish)),
+      numbers_(wish.numbers),
+      isNullable_(desc.IsNullable()),
+      size_(TypeInfo(desc.Type()).naturalSize) {
+    if (form_ == Form::Words) {
+        words_.resize(kMost);
+        missing_.resize(kMost / 64);
+    } else if (form_ == Form::Cells) {
+        cellSize_ = desc.StorageSize();
+        cells_.resize(cellSize_ * kMost);
+    }
+    if (form_ == Form::Texts || (form_ == Form::Cells && numbers_)) {
+        texts_.resize(kMost);
+    }
+    if (numbers_) {
+        numbered_.resize(kMost);
+        dictionary_.values_.push_back(EVariant::Missing(desc.Type(), desc.Size()));
+        dictionary_.keys_.push_back({});
+    }
+}
+
+EBlockColumn::~EBlockColumn() { ReleaseCells(); }
+
+void EBlockColumn::ReleaseCells() noexcept {
+    if (form_ != Form::Cells || !desc_.IsSlot()) {
+        return;
+    }
+    for (std::size_t record = 0; record < kMost; ++record) {
+        if (Chaine::Body* const body = ReadSlot(Cell(record)); body != nullptr) {
+            Chaine::Release(body);
+        }
+    }
+}
+
+void EBlockColumn::PutCell(std::size_t record, const void* cell) {
+    if (form_ == Form::Words) {
+        const void* bytes = cell;
+        if (!isNullable_) {
+            bytes = reader_->Cell(cell).GetBuffer();
+        } else if (static_cast<const std::byte*>(cell)[size_] == std::byte{1}) {
+            bytes = nullptr;
+        }
+        if (bytes == nullptr) {
+            return PutMissing(record);
+        }
+        std::uint64_t word = 0;
+        std::memcpy(&word, bytes, size_);
+        words_[record] = word;
+        return;
+    }
+    if (form_ == Form::Texts) {
+        const Chaine::Body* const body = ReadSlot(cell);
+        hasBodies_ = true;
+        texts_[record] = body != nullptr ? Text{body->Text(), body->length - 1} : Text{};
+        return;
+    }
+    std::byte* const own = Cell(record);
+    if (desc_.IsSlot()) {
+        Chaine::Body* const taken = ReadSlot(cell);
+        Chaine::Body* const held = ReadSlot(own);
+        if (taken != nullptr) {
+            Chaine::Retain(taken);
+        }
+        if (held != nullptr) {
+            Chaine::Release(held);
+        }
+    }
+    std::memcpy(own, cell, cellSize_);
+}
+
+// ----------------------------------------------------------------------------------------- builder
+
+EBlockBuilder::EBlockBuilder(const EBlockSource& source, const EBlockRequest& request,
+                             const std::vector<EFieldDesc>& descs)
+    : hashes_(kMost), candidates_(kMost) {
+    block_.source_ = &source;
+    if (request.keys) {
+        block_.positions_.resize(kMost);
+    }
+    for (std::size_t index = 0; index < descs.size(); ++index) {
+        auto column = std::make_unique<EBlockColumn>(descs[index], request.columns[index]);
+        block_.readers_.push_back(std::make_unique<ERecordBlock::Reader>(descs[index]));
+        column->reader_ = block_.readers_.back().get();
+        ERecordBlock::Column& shown = block_.columns_.emplace_back();
+        shown.type = &TypeInfo(descs[index].Type());
+        if (column->numbers_) {
+            shown.numbers = column->numbered_.data();
+            shown.dictionary = &column->dictionary_;
+        }
+        if (column->form_ == EBlockColumn::Form::Words) {
+            shown.words = column->words_.data();
+        } else if (column->form_ == EBlockColumn::Form::Cells) {
+            shown.cells = column->cells_.data();
+            shown.cellSize = column->cellSize_;
+        }
+        columns_.push_back(std::move(column));
+    }
+}
+
+EBlockBuilder::~EBlockBuilder() = default;
+
+void EBlockBuilder::Begin() noexcept {
+    for (const auto& column : columns_) {
+        column->arena_.Clear();
+        if (column->hasMissing_) {
+            std::fill(column->missing_.begin(), column->missing_.end(), 0);
+            column->hasMissing_ = false;
+        }
+    }
+}
+
+const ERecordBlock& EBlockBuilder::Finish(std::size_t size) {
+    block_.size_ = size;
+    for (std::size_t index = 0; index < columns_.size(); ++index) {
+        EBlockColumn& column = *columns_[index];
+        block_.columns_[index].missing = column.hasMissing_ ? column.missing_.data() : nullptr;
+        if (column.numbers_) {
+            Number(column, size);
+        }
+    }
+    return block_;
+}
+
+void EBlockBuilder::Number(EBlockColumn& column, std::size_t size) {
+    if (column.form_ == EBlockColumn::Form::Words) {
+        return NumberWords(column, size);
+    }
+    if (column.form_ == EBlockColumn::Form::Cells) {
+        for (std::size_t record = 0; record < size; ++record) {
+            const EVariant& value = column.reader_->Cell(column.Cell(record));
+            column.texts_[record] = {static_cast<const char*>(value.GetBuffer()),
+                                     value.IsMissing() ? 0 : value.ByteCount()};
+        }
+    }
+    NumberTexts(column, size);
+}
+
+void EBlockBuilder::NumberWords(EBlockColumn& column, std::size_t size) {
+    EBlockDictionary& dictionary = column.dictionary_;
+    for (std::size_t record = 0; record < size; ++record) {
+        hashes_[record] = detail::HashNumber(column.words_[record]);
+        dictionary.index_.Prefetch(hashes_[record]);
+    }
+    for (std::size_t record = 0; record < size; ++record) {
+        if (column.hasMissing_ && (column.missing_[record / 64] >> (record % 64) & 1U) != 0) {
+            column.numbered_[record] = EBlockDictionary::kMissing;
+            continue;
+        }
+        const std::uint64_t word = column.words_[record];
+        const std::int32_t found =
+            dictionary.index_.Find(hashes_[record], [&dictionary, word](std::int32_t number) {
+                return dictionary.keys_[static_cast<std::size_t>(number)].wordOrLength == word;
+            });
+        if (found >= 0) {
+            column.numbered_[record] = static_cast<std::uint32_t>(found);
+            continue;
+        }
+        column.numbered_[record] = AddValue(column, column.reader_->Word(word), hashes_[record]);
+        dictionary.keys_.back() = {nullptr, word};
+    }
+}
+
+// One pass for each memory access, so that the misses of all records of the block overlap: the
+// slots of the index, the keys, the bytes.
+void EBlockBuilder::FindTexts(EBlockColumn& column, std::size_t size) {
+    const EBlockDictionary& dictionary = column.dictionary_;
+    for (std::size_t record = 0; record < size; ++record) {
+        const EBlockColumn::Text& text = column.texts_[record];
+        hashes_[record] = text.bytes != nullptr ? detail::HashBytes(text.bytes, text.length) : 0;
+    }
+    // From about 2,000 texts on, the dictionary doesn't fit the first-level cache.
+    const bool isLarge = dictionary.Size() > 2000;
+    for (std::size_t record = 0; isLarge && record < size; ++record) {
+        dictionary.index_.Prefetch(hashes_[record]);
+    }
+    for (std::size_t record = 0; record < size; ++record) {
+        candidates_[record] = dictionary.index_.Candidate(hashes_[record]);
+        if (isLarge && candidates_[record] >= 0) {
+            __builtin_prefetch(&dictionary.keys_[static_cast<std::size_t>(candidates_[record])]);
+        }
+    }
+    for (std::size_t record = 0; isLarge && record < size; ++record) {
+        if (candidates_[record] >= 0) {
+            __builtin_prefetch(
+                dictionary.keys_[static_cast<std::size_t>(candidates_[record])].bytes);
+        }
+    }
+}
+
+void EBlockBuilder::NumberTexts(EBlockColumn& column, std::size_t size) {
+    EBlockDictionary& dictionary = column.dictionary_;
+    FindTexts(column, size);
+    for (std::size_t record = 0; record < size; ++record) {
+        const EBlockColumn::Text text = column.texts_[record];
+        if (text.bytes == nullptr) {
+            column.numbered_[record] = EBlockDictionary::kMissing;
+            continue;
+        }
+        const auto isIt = [&dictionary, &text](std::int32_t number) {
+            const EBlockDictionary::Key& key = dictionary.keys_[static_cast<std::size_t>(number)];
+            return key.wordOrLength == text.length &&
+                   detail::HaveSameBytes(key.bytes, text.bytes, text.length);
+        };
+        std::int32_t found = candidates_[record];
+        if (found < 0 || !isIt(found)) {
+            // An earlier record of the block may have added the text.
+            found = dictionary.index_.Find(hashes_[record], isIt);
+        }
+        if (found >= 0) {
+            column.numbered_[record] = static_cast<std::uint32_t>(found);
+            continue;
+        }
+        if (column.form_ == EBlockColumn::Form::Cells) {
+            const EVariant& value = column.reader_->Cell(column.Cell(record));
+            column.numbered_[record] = AddValue(column, value, hashes_[record]);
+        } else {
+            const Chaine copy = column.hasBodies_ ? Chaine::Share(BodyOf(text.bytes))
+                                                  : Chaine(text.bytes, text.length);
+            const Chaine::Body* const slot = copy.GetBody();
+            column.numbered_[record] =
+                AddValue(column, column.reader_->Cell(&slot), hashes_[record]);
+        }
+    }
+}
+
+std::uint32_t EBlockBuilder::AddValue(EBlockColumn& column, const EVariant& value,
+                                      std::uint32_t hash) {
+    EBlockDictionary& dictionary = column.dictionary_;
+    const std::uint32_t number = dictionary.Size();
+    const std::size_t length = value.ByteCount();
+    dictionary.index_.Reserve(number + 1);
+    dictionary.keys_.push_back({nullptr, length});
+    dictionary.values_.push_back(value);
+    const EVariant& kept = dictionary.values_.back();
+    const char* bytes = static_cast<const char*>(kept.GetBuffer());
+    if (!column.desc_.IsSlot() && column.form_ != EBlockColumn::Form::Words) {
+        // A short value lies within the variant, which moves when the dictionary grows.
+        dictionary.copies_.push_back(std::unique_ptr<char[]>(new char[length + 1]));
+        std::memcpy(dictionary.copies_.back().get(), bytes, length);
+        bytes = dictionary.copies_.back().get();
+    }
+    dictionary.keys_.back().bytes = bytes;
+    dictionary.index_.Add(hash, static_cast<std::int32_t>(number));
+    return number;
+}
+
+}  // namespace etabulon

@@ -1,0 +1,25 @@
+#include "etabulon/foundation/ERecordBlock.h"
+
+#include "etabulon/foundation/EBlockSource.h"
+#include "foundation/EBlockReader.h"
+
+namespace etabulon {
+
+ERecordBlock::ERecordBlock() = default;
+ERecordBlock::~ERecordBlock() = default;
+
+const EVariant& ERecordBlock::Value(unsigned column, EBlockIndex record) const {
+    const Column& from = columns_[column];
+    Reader& reader = *readers_[column];
+    if (from.words != nullptr) {
+        return from.IsMissingWord(record) ? reader.Missing() : reader.Word(from.words[record]);
+    }
+    return from.cells != nullptr ? reader.Cell(from.cells + record * from.cellSize)
+                                 : from.dictionary->Value(from.numbers[record]);
+}
+
+void ERecordBlock::ReadKey(EBlockIndex record, EFieldKey& key) const {
+    source_->ReadKey(positions_[record], key);
+}
+
+}  // namespace etabulon

@@ -1,0 +1,81 @@
+#pragma once
+
+#include "etabulon/foundation/ERecordBlock.h"
+#include "etabulon/foundation/ERef.h"
+#include "etabulon/values/ETabulonTag.h"
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace etabulon {
+
+class ETabulonCumulFuncOnVar;
+class ETabulonCursor;
+struct EBlockRequest;
+
+namespace detail {
+
+class CumulCells;
+class TagIndex;
+
+/// Asks for the values that the calculations read. `columns` gets the column of each calculation.
+void WantValues(const ETabulonCursor& cursor, const CumulCells& cells,
+                std::span<const ERef<ETabulonCumulFuncOnVar>> calculations, EBlockRequest& request,
+                std::vector<unsigned>& columns);
+
+/// Finds the details of a block's records in a TagIndex: a cache from the numbers of the block's
+/// columns to those of the index. A record that the cache can't resolve goes through the index by
+/// its tag, in the order of the records, so that the index is the same as if all did.
+///
+/// Threads  one at a time. A known detail allocates nothing.
+class BlockDetails {
+public:
+    /// Asks for the columns of the index's levels, and forgets those of earlier blocks.
+    void Want(const ETabulonCursor& cursor, const TagIndex& index, EBlockRequest& request);
+    /// Finds the detail of each of the records, and adds those that are new.
+    void Read(const ERecordBlock& block, std::span<const EBlockIndex> records, TagIndex& index);
+
+    /// By the record's place among `records`.
+    [[nodiscard]] std::span<const std::uint32_t> Details() const noexcept {
+        return std::span(details_).first(count_);
+    }
+    /// The numbers of the values in a column of the index. TagIndex::kAbsent where the records have
+    /// no such level; it is the same for all of them.
+    [[nodiscard]] std::span<const std::uint32_t> Numbers(std::size_t column) const noexcept {
+        return std::span(columns_[column].numbers).first(count_);
+    }
+
+private:
+    static constexpr std::uint32_t kUnknown = 0xFFFFFFFE;
+    static constexpr unsigned kNoColumn = 0xFFFFFFFF;
+    using Numbered = std::array<std::uint32_t, ERecordBlock::kMostRecords>;
+
+    struct Column {
+        unsigned int level;
+        unsigned data;                     // in the block; kNoColumn: the cursor lacks the level
+        unsigned label;                    // in the block; kNoColumn: the data's own text
+        std::vector<std::uint32_t> known;  // the index's number, by the block's number
+        Numbered numbers{};
+    };
+    [[nodiscard]] static std::uint32_t BlockNumber(const Column& column, const ERecordBlock& block,
+                                                   EBlockIndex record) noexcept {
+        return column.data == kNoColumn ? 0 : block.At(column.data).numbers[record];
+    }
+    void ReadNumbers(const ERecordBlock& block, std::span<const EBlockIndex> records);
+    void Prefetch(const TagIndex& index) const noexcept;
+    [[nodiscard]] std::uint32_t Find(const ERecordBlock& block, EBlockIndex record,
+                                     std::size_t place, const TagIndex& index);
+    [[nodiscard]] std::uint32_t FindOrAdd(const ERecordBlock& block, EBlockIndex record,
+                                          std::size_t place, TagIndex& index);
+
+    std::vector<Column> columns_;
+    std::vector<std::uint32_t> numbers_;  // scratch: of one record
+    Numbered details_{};
+    std::size_t count_ = 0;
+    ETabulonTag tag_;  // scratch
+};
+
+}  // namespace detail
+}  // namespace etabulon

@@ -1,0 +1,226 @@
+#include "blocks/RandomWalk.h"
+#include "etabulon/cumul/ETabulonCumulFunc.h"
+#include "etabulon/pending/ETabulonPendingChanges.h"
+
+namespace etabulon::test {
+namespace {
+
+struct Column {
+    const char* name;
+    int type;
+    unsigned size;
+};
+constexpr Column kColumns[] = {
+    {"id", TYPE_LONG, 0},
+    {"plain", TYPE_LONG, 4},
+    {"marked", TYPE_LONG, kNullableLong},
+    {"real", TYPE_DOUBLE, 8},
+    {"markedReal", TYPE_DOUBLE, kNullableDouble},
+    {"int8", TYPE_INT8, 0},
+    {"uint16", TYPE_UINT16, 0},
+    {"uint32", TYPE_UINT32, 0},
+    {"int64", TYPE_INT64, 9},
+    {"uint64", TYPE_UINT64, 0},
+    {"flag", TYPE_BOOL, 2},
+    {"single", TYPE_FLOAT, 0},
+    {"money", TYPE_CURRENCY, 0},
+    {"scaled", TYPE_DECIMAL32, 0},
+    {"date", TYPE_DATE, 0},
+    {"time", TYPE_TIME, 5},
+    {"stamp", TYPE_TIMESTAMP, 0},
+    {"guid", TYPE_GUID, 16},
+    {"text", TYPE_CHAINE, 0},
+    {"folded", TYPE_NC_CHAINE, 0},
+    {"capitals", TYPE_UP_CHAINE, 0},
+    {"cut", TYPE_ZSTRING, 6},
+    {"padded", TYPE_STR, 4},
+    {"raw", TYPE_AUTRE, 3},
+    {"blob", TYPE_BLOB, 0},
+};
+
+/// A table of all types with random records.
+struct RandomTable {
+    RandomTable(RandomWalk& walk, unsigned count) : rubric(dico.AddRubric("T", "T")) {
+        for (const Column& column : kColumns) {
+            rubric->AddVariable(column.name, column.name, column.type, column.size);
+        }
+        rubric->SetKey({"id"});
+        table = std::make_unique<EDataMemory>(rubric);
+        const bool hasFewValues = walk.OneIn(2);
+        std::vector<std::vector<EVariant>> made;
+        for (unsigned record = 0; record < count; ++record) {
+            std::vector<EVariant> values = {EVariant(static_cast<int>(record) + 1)};
+            for (std::size_t column = 1; column < std::size(kColumns); ++column) {
+                values.push_back(hasFewValues && !made.empty() && !walk.OneIn(20)
+                                     ? made[walk.Below(static_cast<unsigned>(made.size()))][column]
+                                     : walk.Value(kColumns[column].type));
+            }
+            EXPECT_NE(table->Append(values), kNoPosition);
+            if (made.size() < 40) {
+                made.push_back(std::move(values));
+            }
+        }
+        for (unsigned gone = walk.Below(4) * count / 16; gone != 0; --gone) {
+            table->DeleteOne(walk.Below(count));
+        }
+    }
+    DDico dico;
+    DRubric* rubric;
+    std::unique_ptr<EDataMemory> table;
+};
+
+constexpr unsigned kCounts[] = {0, 1, 2, 1024, 1025, 1026, 2049, 2600};
+
+TEST(WalkByBlocks, GivesWhatSingleStepsGive) {
+    std::size_t blocks = 0;
+    for (unsigned seed = 1; seed <= 60; ++seed) {
+        SCOPED_TRACE(seed);
+        RandomWalk walk(seed);
+        const RandomTable data(walk, kCounts[seed % std::size(kCounts)]);
+        ETabulonCursorEData cursor;
+        cursor.Init(walk.Levels(data.table->Fields()), data.table.get(), /*ownsTable=*/false);
+        for (int question = 0; question < 3; ++question) {
+            blocks += walk.Compare(cursor);
+        }
+        if (::testing::Test::HasFailure()) {
+            return;
+        }
+    }
+    EXPECT_GT(blocks, 100U);
+}
+
+// ------------------------------------------------------------------------------------ the decision
+
+/// 3,000 sales in two countries, and a filler that sums their amounts by country.
+struct ManySales {
+    ManySales() : rubric(dico.AddRubric("Sales", "Sales")) {
+        AddVariables(*rubric,
+                     {{"id", TYPE_LONG}, {"A", TYPE_CHAINE}, {"amount", TYPE_LONG, kNullableLong}},
+                     {"id"});
+        table = std::make_unique<EDataMemory>(rubric);
+        for (int id = 0; id < 3000; ++id) {
+            table->Append({id, id % 2 == 0 ? "FR" : "DE", 1});
+        }
+    }
+    DDico dico;
+    DRubric* rubric;
+    std::unique_ptr<EDataMemory> table;
+};
+
+/// What became of a walk: blocks taken, and what a grid of the amounts says.
+struct Outcome {
+    std::size_t blocks;
+    std::string result;
+};
+
+Outcome WalkSales(ETabulonCursorEData& cursor, const ETabulonCumulFuncOnVarCollection& calculations,
+                  RecordTrace& trace, const ETabulonPendingChanges* pending = nullptr) {
+    ETabulonSortDesc sort(cursor.Levels());
+    const auto grid = ETabulonGridFiller::Make(&cursor, pending);
+    grid->SetParams(&calculations, 1, &sort);
+    const ECursorListening first(cursor, *grid);
+    const ECursorListening second(cursor, trace);
+    EXPECT_EQ(cursor.Browse(ETabulonTag::Null), StatusOk);
+    GridTrace view;
+    grid->SendTo(&view);
+    return {trace.blocks, view.Take()};
+}
+
+ETabulonCumulFuncOnVarCollection Sum() {
+    ETabulonCumulFuncOnVarCollection sum;
+    sum.AddCalculation("SUM", ETabulonVariableID("amount"), TYPE_LONG, 0, "");
+    return sum;
+}
+
+constexpr const char* kSums = "start reset axes=1 axe0[DE,FR] 0,0=1500 0,1=1500 column0=3000 end";
+
+TEST(WalkByBlocks, IsTakenOnlyIfNoPartLooksAtSingleRecords) {
+    /// Overrides a part of single steps.
+    class Doubling : public ETabulonCursorEData {
+    protected:
+        bool IsInFilter() const override { return ETabulonCursorEData::IsInFilter(); }
+    };
+    const BlocksEnabled enabled(true);
+    ManySales data;
+    const auto outcome = [&data](ETabulonCursorEData& cursor, RecordTrace& trace,
+                                 const ETabulonPendingChanges* pending = nullptr) {
+        cursor.Init(LevelsBy({"A"}), data.table.get(), /*ownsTable=*/false);
+        const Outcome heard = WalkSales(cursor, Sum(), trace, pending);
+        EXPECT_EQ(heard.result, kSums);
+        EXPECT_EQ(trace.records, 3000U);
+        return heard.blocks;
+    };
+    const auto steps = [](bool wantsBlocks) {
+        return MakeRef<RecordTrace>(wantsBlocks, static_cast<std::size_t>(-1));
+    };
+    ETabulonCursorEData plain;
+    EXPECT_EQ(outcome(plain, *steps(true)), 3U);
+    EXPECT_EQ(outcome(plain, *steps(false)), 0U) << "a listener refuses";
+    const ETabulonPendingChanges none;
+    EXPECT_EQ(outcome(plain, *steps(true), &none), 0U) << "pending changes";
+    plain.SetRecordLockBias(1);
+    EXPECT_EQ(outcome(plain, *steps(true)), 0U) << "records are locked";
+    plain.SetRecordLockBias(0);
+    Doubling derived;
+    EXPECT_EQ(outcome(derived, *steps(true)), 0U) << "a derived cursor";
+    FailingTable traced(*data.table);
+    traced.FailAt("next", 2000, 1099);
+    plain.Init(LevelsBy({"A"}), &traced, /*ownsTable=*/false);
+    const auto trace = steps(true);
+    const ECursorListening listening(plain, *trace);
+    EXPECT_EQ(plain.Browse(ETabulonTag::Null), static_cast<CursorStatus>(1099));
+    EXPECT_EQ(trace->blocks, 0U) << "a derived table";
+    EXPECT_EQ(trace->records, 2000U);
+    const BlocksEnabled disabled(false);
+    EXPECT_EQ(outcome(plain, *steps(true)), 0U) << "switched off";
+}
+
+TEST(WalkByBlocks, GivesApplicationsFunctionsTheirRecordsOneByOne) {
+    const BlocksEnabled enabled(true);
+    ManySales data;
+    ETabulonCursorEData cursor;
+    cursor.Init(LevelsBy({"A"}), data.table.get(), /*ownsTable=*/false);
+    ETabulonCumulFuncOnVarCollection calculations = Sum();
+    const auto variable = ERef<ETabulonVariableDesc>::Adopt(
+        ETabulonVariableDesc::Build(ETabulonVariableID("amount"), TYPE_LONG, 0, "amount", nullptr));
+    calculations.AddCalculation(
+        ETabulonCumulFuncOnVar::Build(MakeRef<LastPositive>().Get(), variable.Get()),
+        /*addRef=*/false);
+    const auto trace = MakeRef<RecordTrace>(true, static_cast<std::size_t>(-1));
+    EXPECT_EQ(WalkSales(cursor, calculations, *trace).blocks, 0U);
+}
+
+/// Answers each block with a status.
+class Meddler : public EBlockListener {
+public:
+    explicit Meddler(CursorStatus answer) : answer_(answer) {}
+    CursorStatus OnMove(const ETabulonCursor& /*cursor*/) override { return StatusOk; }
+    bool WantBlocks(const ETabulonCursor& /*cursor*/, EBlockRequest& /*request*/) override {
+        return true;
+    }
+    CursorStatus OnBlock(const ETabulonCursor& /*cursor*/, const ERecordBlock& /*block*/,
+                         std::span<const EBlockIndex> /*records*/) override {
+        return answer_;
+    }
+
+private:
+    CursorStatus answer_;
+};
+
+TEST(WalkByBlocks, StandsOnTheLastRecordWhereAListenerEndsIt) {
+    const BlocksEnabled enabled(true);
+    ManySales data;
+    ETabulonCursorEData cursor;
+    cursor.Init(LevelsBy({"id"}), data.table.get(), /*ownsTable=*/false);
+    const auto meddler = MakeRef<Meddler>(StatusEnd);
+    const auto trace = MakeRef<RecordTrace>(true, static_cast<std::size_t>(-1));
+    const ECursorListening first(cursor, *trace);
+    const ECursorListening second(cursor, *meddler);
+    EXPECT_EQ(cursor.Browse(ETabulonTag::Null), StatusOk);
+    EXPECT_EQ(trace->records, 1025U);
+    EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine("[1024]"));
+    EXPECT_EQ(cursor.PrimaryKey().Position(), 1024);
+}
+
+}  // namespace
+}  // namespace etabulon::test

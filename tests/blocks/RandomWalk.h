@@ -1,0 +1,305 @@
+#pragma once
+
+#include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/cursors/ETabulonCursorEData.h"
+#include "etabulon/cursors/IBlockNotifier.h"
+#include "etabulon/grid/ETabulonGridFiller.h"
+#include "etabulon/score/ETabulonScoreFiller.h"
+#include "score/ScoreFixture.h"
+#include "support/MemoryTable.h"
+
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace etabulon::test {
+
+/// Switches walks by blocks on or off for a scope.
+class BlocksEnabled {
+public:
+    explicit BlocksEnabled(bool enabled) { EBlockSource::SetEnabled(enabled); }
+    ~BlocksEnabled() { EBlockSource::SetEnabled(before_); }
+    BlocksEnabled(const BlocksEnabled&) = delete;
+    BlocksEnabled& operator=(const BlocksEnabled&) = delete;
+
+private:
+    bool before_ = EBlockSource::AreEnabled();
+};
+
+/// Writes down all fields, the tag and the key of each record, whether it comes alone or in a
+/// block.
+class RecordTrace : public EBlockListener {
+public:
+    RecordTrace(bool wantsBlocks, std::size_t cancelAt)
+        : wantsBlocks_(wantsBlocks), cancelAt_(cancelAt) {}
+
+    std::string trace;
+    std::size_t records = 0;
+    std::size_t blocks = 0;
+
+    CursorStatus OnReset(const ETabulonTag& tag, const ETabulonCursor& /*cursor*/) override {
+        trace += std::string("reset ") + tag.DisplayID().c_str() + '\n';
+        return StatusOk;
+    }
+    CursorStatus OnMove(const ETabulonCursor& cursor) override {
+        const EFieldSet& fields = cursor.Fields();
+        for (std::uint16_t index = 0; index < fields.Size(); ++index) {
+            trace += ExactText(fields.At(index)) + ' ';
+        }
+        AddKey(cursor.PrimaryKey());
+        Count(cursor, 1);
+        return StatusOk;
+    }
+    bool WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request) override {
+        columns_.clear();
+        const EFieldSet& fields = cursor.Fields();
+        for (std::uint16_t index = 0; wantsBlocks_ && index < fields.Size(); ++index) {
+            // One half as numbers, the other as values; other listeners may want them as well.
+            columns_.push_back(index % 2 == 0 ? request.AddNumbers(fields.At(index))
+                                              : request.AddValues(fields.At(index)));
+        }
+        request.keys = true;
+        return wantsBlocks_;
+    }
+    CursorStatus OnBlock(const ETabulonCursor& cursor, const ERecordBlock& block,
+                         std::span<const EBlockIndex> selected) override {
+        EXPECT_FALSE(selected.empty());
+        EFieldKey key;
+        for (const EBlockIndex record : selected) {
+            for (const unsigned column : columns_) {
+                const ERecordBlock::Column& shown = block.At(column);
+                const EVariant& value = block.Value(column, record);
+                trace += ExactText(value) + ' ';
+                if (shown.numbers != nullptr) {
+                    EXPECT_TRUE(
+                        shown.dictionary->Value(shown.numbers[record]).IsIdenticalTo(value));
+                    EXPECT_EQ(shown.numbers[record] == EBlockDictionary::kMissing,
+                              value.IsMissing());
+                }
+            }
+            block.ReadKey(record, key);
+            AddKey(ETabulonPrimaryKey(key, block.Position(record)));
+        }
+        ++blocks;
+        Count(cursor, selected.size());
+        return StatusOk;
+    }
+    void OnDone(const ETabulonCursor& /*cursor*/) override { trace += "done\n"; }
+    void OnCancel(const ETabulonCursor& /*cursor*/) override { trace += "cancel\n"; }
+    void OnError(const ETabulonCursor& /*cursor*/, CursorStatus status) override {
+        trace += "error " + std::to_string(status) + '\n';
+    }
+
+private:
+    void AddKey(const ETabulonPrimaryKey& key) {
+        if (key.Fields().Size() == 0) {
+            trace += '\n';  // a view: each walk gives its records new positions
+            return;
+        }
+        trace += '@' + std::to_string(key.Position());
+        for (std::uint16_t index = 0; index < key.Fields().Size(); ++index) {
+            trace += ' ' + ExactText(key.Fields().At(index));
+        }
+        trace += '\n';
+    }
+    void Count(const ETabulonCursor& cursor, std::size_t count) {
+        const bool isBelow = records < cancelAt_;
+        records += count;
+        if (isBelow && records >= cancelAt_) {
+            const_cast<ETabulonCursor&>(cursor).Cancel();
+        }
+    }
+
+    bool wantsBlocks_;
+    std::size_t cancelAt_;
+    std::vector<unsigned> columns_;
+};
+
+/// A walk with random levels, calculations and listeners over a table, in both ways.
+class RandomWalk {
+public:
+    explicit RandomWalk(unsigned seed) : random_(seed) {}
+
+    [[nodiscard]] unsigned Below(unsigned bound) {
+        return static_cast<unsigned>(random_() % bound);
+    }
+    [[nodiscard]] bool OneIn(unsigned many) { return Below(many) == 0; }
+
+    /// A value that a column of this type may get; what doesn't convert is stored as missing.
+    [[nodiscard]] EVariant Value(int type) {
+        static const char* const kTexts[] = {
+            "a",  "A",   "Ab",   "aB", "",  "\xC3\xA9", "long text of more than twenty-four bytes",
+            "12", "1e3", "a\tb", " a", "a "};
+        static const double kOdd[] = {0.0,
+                                      -0.0,
+                                      0.1,
+                                      0.2,
+                                      0.3,
+                                      1e16,
+                                      -1e16,
+                                      1e300,
+                                      -1e300,
+                                      5e-324,
+                                      std::numeric_limits<double>::infinity(),
+                                      std::numeric_limits<double>::quiet_NaN()};
+        static const char* const kDates[] = {
+            "2021-03-04", "2021-03-05", "0001-01-01", "2021-03-04 05:06:07.008", "05:06:07", "bad"};
+        if (OneIn(6)) {
+            return Missing();
+        }
+        switch (FamilyOf(type)) {
+            case GenericNumeric:
+                if (OneIn(2)) {
+                    return EVariant(static_cast<int>(Below(5)) - 2);
+                }
+                return OneIn(2)
+                           ? EVariant::FromDouble(kOdd[Below(std::size(kOdd))])
+                           : EVariant::FromInt64(static_cast<std::int64_t>(random_()) << Below(34));
+            case GenericDateTime:
+                return EVariant::FromText(static_cast<std::uint16_t>(type), 0,
+                                          kDates[Below(std::size(kDates))]);
+            default:
+                if (type == TYPE_GUID) {
+                    return EVariant::FromText(
+                        TYPE_GUID, 16,
+                        Chaine::Format("00000000-0000-0000-0000-00000000000%u", Below(4)));
+                }
+                return OneIn(3) ? EVariant(Chaine::Format("text %u", Below(300)))
+                                : EVariant(kTexts[Below(std::size(kTexts))]);
+        }
+    }
+
+    /// The levels by columns of the table, with labels at random. Call it before Compare.
+    [[nodiscard]] ETabulonLevels Levels(const EFieldSet& fields) {
+        ETabulonLevels levels;
+        for (unsigned level = 0; level < kLevels; ++level) {
+            const Chaine& data = fields.At(Any(fields)).Name();
+            OneIn(3) ? levels.AddLevel(data, data, fields.At(Any(fields)).Name(), nullptr, false)
+                     : levels.AddLevel(data, data, nullptr, false);
+        }
+        return levels;
+    }
+
+    /// Walks in both ways and compares all that can be seen. Returns the number of blocks.
+    std::size_t Compare(ETabulonCursor& cursor) {
+        DrawQuestion(cursor);
+        const std::size_t cancelAt = OneIn(4) ? 1 + Below(2500) : static_cast<std::size_t>(-1);
+        const Heard blocks = Walk(cursor, true, cancelAt);
+        // A cancel ends the walk by blocks with a block; single steps reach it at the same record.
+        const bool isCancelled = blocks.status == StatusCancelled;
+        const Heard steps = Walk(cursor, false, isCancelled ? blocks.records : cancelAt);
+        EXPECT_EQ(steps.blocks, 0U);
+        EXPECT_EQ(steps.status, blocks.status);
+        EXPECT_EQ(steps.records, blocks.records);
+        EXPECT_EQ(steps.trace, blocks.trace);
+        EXPECT_EQ(steps.results, blocks.results);
+        return blocks.blocks;
+    }
+
+private:
+    struct Heard {
+        CursorStatus status;
+        std::size_t records;
+        std::size_t blocks;
+        std::string trace;
+        std::string results;
+    };
+
+    [[nodiscard]] std::uint16_t Any(const EFieldSet& fields) {
+        return static_cast<std::uint16_t>(Below(static_cast<unsigned>(fields.Size())));
+    }
+    void DrawQuestion(ETabulonCursor& cursor) {
+        static const char* const kFunctions[] = {"SUM",  "AVG",       "MIN",     "MAX",    "COUNT",
+                                                 "LAST", "COMMONVAL", "CODEMIN", "CODEMAX"};
+        keys_ = {};
+        for (unsigned level = 0; level < kLevels; ++level) {
+            if (!OneIn(4)) {
+                keys_.Add({level, OneIn(3), OneIn(6) ? ETabulonSortDesc::HideInCalc : 0U});
+            }
+        }
+        calculations_ = {};
+        const unsigned wanted = 1 + Below(5);
+        for (unsigned tries = 0; calculations_.Size() < wanted && tries < 30; ++tries) {
+            const EField& field = cursor.Fields().At(Any(cursor.Fields()));
+            // The result's type is usually the field's, and sometimes another.
+            const int type = OneIn(5) ? TYPE_DOUBLE : field.Type();
+            calculations_.AddCalculation(kFunctions[Below(std::size(kFunctions))],
+                                         ETabulonVariableID(field.Name()), type,
+                                         type == field.Type() ? field.Size() : 0, "");
+        }
+        calculations_.SetPriorityCalculationPos(OneIn(2) ? 0 : -1);
+        axes_ = Below(4);
+        place_ = OneIn(2) ? ETabulonTag() : PlaceOf(cursor);
+    }
+    /// The values of some record at some levels.
+    [[nodiscard]] ETabulonTag PlaceOf(ETabulonCursor& cursor) {
+        ETabulonTag place;
+        const auto trace = MakeRef<PlaceFinder>(Below(1500), place);
+        const BlocksEnabled off(false);
+        const ECursorListening listening(cursor, *trace);
+        static_cast<void>(cursor.Browse(ETabulonTag::Null));
+        ETabulonTag some;
+        for (unsigned index = 0; index < place.KnownLevelsCount(); ++index) {
+            if (OneIn(2)) {
+                some.SetValue(place.LevelAt(index), place.ValueAt(index));
+            }
+        }
+        if (OneIn(8)) {
+            some.SetValue(kLevels + 3, ETabulonValue(EVariant("elsewhere"), Chaine(), false));
+        }
+        return some;
+    }
+    class PlaceFinder : public ECursorListener {
+    public:
+        PlaceFinder(unsigned count, ETabulonTag& place) : left_(count), place_(place) {}
+        CursorStatus OnMove(const ETabulonCursor& cursor) override {
+            place_ = cursor.CurrentTag();
+            return left_-- == 0 ? StatusEnd : StatusOk;
+        }
+
+    private:
+        unsigned left_;
+        ETabulonTag& place_;
+    };
+
+    [[nodiscard]] Heard Walk(ETabulonCursor& cursor, bool byBlocks, std::size_t cancelAt) {
+        const BlocksEnabled enabled(byBlocks);
+        ETabulonSortDesc sort(cursor.Levels());
+        sort.SetSortLevels(keys_);
+        const auto grid = ETabulonGridFiller::Make(&cursor, nullptr);
+        grid->SetParams(&calculations_, axes_, &sort);
+        const auto score = ETabulonScoreFiller::Make(&cursor, nullptr);
+        score->SetParams(&calculations_, &sort, 1 + axes_ % 2);
+        const auto trace = MakeRef<RecordTrace>(/*wantsBlocks=*/true, cancelAt);
+        Heard heard;
+        {
+            const ECursorListening first(cursor, *grid);
+            const ECursorListening second(cursor, *trace);
+            const ECursorListening third(cursor, *score);
+            heard.status = cursor.Browse(place_);
+        }
+        heard.records = trace->records;
+        heard.blocks = trace->blocks;
+        heard.trace = trace->trace;
+        GridTrace gridView;
+        gridView.ShowAll();
+        grid->SendTo(&gridView);
+        ScoreTrace scoreView;
+        scoreView.ShowAll();
+        score->SendTo(&scoreView);
+        heard.results = gridView.Take() + '\n' + scoreView.Take();
+        return heard;
+    }
+
+    static constexpr unsigned kLevels = 4;
+    std::mt19937 random_;
+    ETabulonSortDesc::SortKeyArray keys_;
+    ETabulonCumulFuncOnVarCollection calculations_;
+    unsigned axes_ = 0;
+    ETabulonTag place_;
+};
+
+}  // namespace etabulon::test
