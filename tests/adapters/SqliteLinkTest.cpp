@@ -10,20 +10,6 @@
 namespace etabulon::test {
 namespace {
 
-FaultVfs::Fault FaultAt(unsigned calls, std::uint64_t at) {
-    FaultVfs::Fault fault;
-    fault.calls = calls;
-    fault.at = at;
-    return fault;
-}
-
-/// Opens the steps of the cursor.
-class StepCursor final : public ETabulonCursorSql {
-public:
-    using ETabulonCursorSql::CallGetNext;
-    using ETabulonCursorSql::CallReset;
-};
-
 /// Table t, each record of which links to a named one of p.
 class SqliteLinks : public SqliteTest {
 protected:
@@ -43,10 +29,7 @@ protected:
     /// Walks t, as a program that was just started, by the names. What is seen of them ends with
     /// "!status text" where the walk fails.
     std::string WalkNames(ESqlOpenMode mode = ESqlOpenMode::ReadOnly) {
-        table.reset();
-        source = ESqliteSource::Open(path.c_str(), mode, error);
-        table = source != nullptr ? source->OpenTable("t", error) : nullptr;
-        if (table == nullptr) {
+        if (!TryOpen(mode)) {
             return "!" + std::to_string(error.status);
         }
         ETabulonCursorSql cursor;
@@ -68,10 +51,7 @@ protected:
     }
     /// In one session: n becomes -5, and what has no name goes.
     [[nodiscard]] ESqlOutcome Save() {
-        table.reset();
-        source = ESqliteSource::Open(path.c_str(), ESqlOpenMode::ReadWrite, error);
-        table = source != nullptr ? source->OpenTable("t", error) : nullptr;
-        if (table == nullptr || table->BeginAtomic() != DataOk) {
+        if (!TryOpen(ESqlOpenMode::ReadWrite) || table->BeginAtomic() != DataOk) {
             return ESqlOutcome::RolledBack;
         }
         ETabulonPendingChanges changes;
@@ -89,11 +69,6 @@ protected:
         const bool isWhole = status == StatusOk && table->Session().failures == 0 &&
                              trace->Take().find("error") == std::string::npos;
         return isWhole ? table->Commit() : table->Rollback();
-    }
-    /// Lets the connections go, which belong to the file system that they were made with.
-    void Close() {
-        table.reset();
-        source.reset();
     }
     /// Overwrites the first page of table p.
     void Damage() {
@@ -126,7 +101,7 @@ TEST_F(SqliteLinks, FailAtEachCallOfAWalkThatFailsOrAreWhole) {
             int throughLinks = 0;
             std::uint64_t count = 1;
             for (std::uint64_t at = 0; at <= count; ++at) {
-                vfs.Arm(FaultAt(calls, at));
+                vfs.Arm({calls, at});
                 const std::string seen =
                     WalkNames(at % 2 == 0 ? ESqlOpenMode::ReadWrite : ESqlOpenMode::ReadOnly);
                 vfs.Disarm();
@@ -148,7 +123,7 @@ TEST_F(SqliteLinks, FailAtEachReadOfASaveThatSavesNothing) {
         FaultVfs vfs;
         std::uint64_t reads = 1;
         for (std::uint64_t at = 0; at <= reads; ++at) {
-            vfs.Arm(FaultAt(FaultVfs::kRead, at));
+            vfs.Arm({FaultVfs::kRead, at});
             const ESqlOutcome outcome = Save();
             vfs.Disarm();
             Close();
@@ -171,7 +146,7 @@ TEST_F(SqliteLinks, ThatEndTheSessionAreTheCauseOfLaterRefusals) {
     cursor.Init(ByName(), table.get(), false);
     ASSERT_EQ(table->BeginAtomic(), DataOk);
     ASSERT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
-    vfs.Arm(FaultAt(FaultVfs::kRead, 1));
+    vfs.Arm({FaultVfs::kRead, 1});
     EXPECT_EQ(cursor.CallGetNext(), static_cast<CursorStatus>(DataOther));
     vfs.Disarm();
     const std::string cause = table->LastErrorText().c_str();
@@ -194,8 +169,7 @@ TEST_F(SqliteLinks, AreCancelledWithinOneRead) {
     OpenTable("t", {}, ESqlOpenMode::ReadOnly);
     ETabulonCursorSql cursor;
     cursor.Init(ByName(), table.get(), false);
-    FaultVfs::Fault cancel = FaultAt(FaultVfs::kRead, 10);
-    cancel.code = SQLITE_OK;
+    FaultVfs::Fault cancel{FaultVfs::kRead, 10, SQLITE_OK};
     cancel.onHit = [&cursor] { cursor.Cancel(); };
     vfs.Arm(cancel);
     EXPECT_EQ(Walked(cursor).find("reset [] | cancel!-2 linked table p can't be read: "), 0U);
@@ -213,8 +187,7 @@ TEST_F(SqliteLinks, OfADamagedTableNameIt) {
                                        path.string() + ": the database is corrupt");
         // The walk holds no lock any more, and goes on failing.
         Run("BEGIN EXCLUSIVE; COMMIT");
-        EXPECT_EQ(table->GetNext(), kNoPosition);
-        EXPECT_EQ(table->status, DataOther);
+        EXPECT_TRUE(Refused(table->GetNext(), DataOther));
         EXPECT_NE(table->LastErrorCode(), 0);
     }
     EXPECT_EQ(Save(), ESqlOutcome::RolledBack);
@@ -237,14 +210,13 @@ TEST_F(SqliteLinks, ToATableThatWentFailTheReset) {
 
 TEST_F(SqliteLinks, SeeWhatTheSessionHasWritten) {
     for (const char* const mode : {"PRAGMA journal_mode=delete", "PRAGMA journal_mode=wal"}) {
-        std::filesystem::remove(path);
-        Run(std::string(mode) +
-            "; CREATE TABLE t(id INTEGER PRIMARY KEY, boss INTEGER REFERENCES t, p REFERENCES p,"
-            "  name TEXT);"
-            "CREATE TABLE p(id INTEGER PRIMARY KEY, name TEXT);"
-            "CREATE TRIGGER follows AFTER UPDATE ON t BEGIN"
-            "  UPDATE p SET name = new.name WHERE id = new.p; END;"
-            "INSERT INTO p VALUES(1,'a'); INSERT INTO t VALUES(1,1,1,'a'),(2,1,1,'b')");
+        Remake(std::string(mode) +
+               "; CREATE TABLE t(id INTEGER PRIMARY KEY, boss INTEGER REFERENCES t, p REFERENCES p,"
+               "  name TEXT);"
+               "CREATE TABLE p(id INTEGER PRIMARY KEY, name TEXT);"
+               "CREATE TRIGGER follows AFTER UPDATE ON t BEGIN"
+               "  UPDATE p SET name = new.name WHERE id = new.p; END;"
+               "INSERT INTO p VALUES(1,'a'); INSERT INTO t VALUES(1,1,1,'a'),(2,1,1,'b')");
         OpenTable("t");
         ETabulonCursorSql bosses, parts;
         bosses.Init(ByName("boss>name"), table.get(), false);

@@ -114,9 +114,9 @@ TEST_F(SqliteRange, IsNeverNarrowerThanTheFilter) {
 }
 
 TEST_F(SqliteRange, OrdersByLevelsWithMissingFirstAndBytesThenByKey) {
-    Run("CREATE TABLE t(id INTEGER PRIMARY KEY, c TEXT COLLATE NOCASE);"
+    RunAndOpen(
+        "CREATE TABLE t(id INTEGER PRIMARY KEY, c TEXT COLLATE NOCASE);"
         "INSERT INTO t VALUES(1,'b'),(2,'B'),(3,NULL),(4,'a'),(5,'b')");
-    OpenTable("t");
     table->SetOrder({1});
     EXPECT_EQ(Walk("id"), "3|2|4|1|5");
     ETabulonTag tag;
@@ -128,11 +128,12 @@ TEST_F(SqliteRange, OrdersByLevelsWithMissingFirstAndBytesThenByKey) {
 }
 
 TEST_F(SqliteRange, CancelFromAnotherThreadEndsALongSort) {
-    Run("CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT);"
+    RunAndOpen(
+        "CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT);"
         "WITH RECURSIVE s(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM s WHERE i<3000)"
         " INSERT INTO t SELECT i, i FROM s;"
-        "CREATE VIEW endless AS SELECT x.a AS a FROM t x, t y, t z ORDER BY x.a || y.a || z.a");
-    OpenTable("endless", {}, ESqlOpenMode::ReadOnly);
+        "CREATE VIEW endless AS SELECT x.a AS a FROM t x, t y, t z ORDER BY x.a || y.a || z.a",
+        "endless", ESqlOpenMode::ReadOnly);
     ETabulonLevels levels = LevelsBy({"endless.a"});
     ETabulonCursorSql cursor;
     cursor.Init(levels, table.get(), false);
@@ -154,9 +155,9 @@ TEST_F(SqliteRange, CancelFromAnotherThreadEndsALongSort) {
 }
 
 TEST_F(SqliteRange, ACancelledCursorStillReadsAndWritesByKey) {
-    Run("CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT); INSERT INTO t "
+    RunAndOpen(
+        "CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT); INSERT INTO t "
         "VALUES(1,'x'),(2,'y'),(3,'z')");
-    OpenTable("t");
     ETabulonLevels levels = LevelsBy({"t.a"});
     ETabulonCursorSql cursor;
     cursor.Init(levels, table.get(), false);
@@ -164,13 +165,13 @@ TEST_F(SqliteRange, ACancelledCursorStillReadsAndWritesByKey) {
     const ECursorExclusive exclusive(cursor);
     ETabulonCursor::IUpdater* const updater = cursor.Updater();
     EFieldKey fields;
-    fields.Add(EVariant::FromInt64(2));
+    fields.Add(Whole(2));
     const ETabulonPrimaryKey key(fields, 2);
     EXPECT_EQ(updater->StartUpdate(key, ETabulonTag()), StatusOk);
     EXPECT_EQ(updater->SetValue("t.a", ValueOf(EVariant("w"))), StatusOk);
     EXPECT_EQ(updater->Save(), StatusOk) << table->LastErrorText().c_str();
     EFieldKey thirdFields;
-    thirdFields.Add(EVariant::FromInt64(3));
+    thirdFields.Add(Whole(3));
     EXPECT_EQ(updater->Delete(ETabulonPrimaryKey(thirdFields, 3), ETabulonTag()), StatusOk);
     updater->Release();
     EXPECT_EQ(Ask("SELECT id||a FROM t"), "1x|2w");
@@ -178,17 +179,16 @@ TEST_F(SqliteRange, ACancelledCursorStillReadsAndWritesByKey) {
 }
 
 TEST_F(SqliteRange, AnInterruptedTableSaysSoUntilItIsReset) {
-    Run("CREATE TABLE t(id INTEGER PRIMARY KEY);"
+    RunAndOpen(
+        "CREATE TABLE t(id INTEGER PRIMARY KEY);"
         "WITH RECURSIVE s(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM s WHERE i<20000)"
         " INSERT INTO t SELECT i FROM s");
-    OpenTable("t");
     table->GetFirst();
     table->Interrupt();
     while (table->GetNext() != kNoPosition) {
     }
     EXPECT_EQ(table->status, kDataInterrupted);
-    EXPECT_EQ(table->GetNext(), kNoPosition);
-    EXPECT_EQ(table->status, kDataInterrupted);  // not the end of the data
+    EXPECT_TRUE(Refused(table->GetNext(), kDataInterrupted));  // not the end of the data
     EXPECT_EQ(table->RePos(7, false), 7);
     table->ResetInterrupt();
     EXPECT_EQ(table->GetFirst(), 1);
@@ -215,15 +215,7 @@ std::string Joined(const std::vector<Chaine>& names) {
 /// write while a walk stands in mid-table. `options` stands behind each CREATE TABLE.
 class SqliteFactory : public TableFactory {
 public:
-    explicit SqliteFactory(const char* options) : options_(options) {
-        std::string pattern = (std::filesystem::temp_directory_path() / "etabulon-XXXXXX").string();
-        folder_ = ::mkdtemp(pattern.data());
-    }
-    ~SqliteFactory() override {
-        sources_.clear();
-        std::error_code failure;
-        std::filesystem::remove_all(folder_, failure);
-    }
+    explicit SqliteFactory(const char* options) : options_(options) {}
     void Make(const TableSchema& schema, const TableRows& rows) override {
         std::string text =
             std::string("PRAGMA journal_mode=WAL; CREATE TABLE \"") + schema.name + "\"(";
@@ -243,7 +235,7 @@ public:
             }
             text += std::string("INSERT INTO \"") + schema.name + "\" VALUES(" + values + ");";
         }
-        Database(Path()).Do(text);
+        folder_.MakeDatabase("suite.db", text);
         isRead_ = false;
     }
     std::unique_ptr<EDataTable> Open(const char* name) override {
@@ -258,10 +250,10 @@ public:
     }
 
 private:
-    [[nodiscard]] std::string Path() const { return folder_ / "suite.db"; }
+    [[nodiscard]] std::string Path() const { return folder_.Path("suite.db"); }
 
     const char* options_;
-    std::filesystem::path folder_;
+    const TestFolder folder_;
     bool isRead_ = false;
     std::vector<std::unique_ptr<ESqliteSource>> sources_;
 };
@@ -277,9 +269,9 @@ INSTANTIATE_TEST_SUITE_P(SqliteWithoutRowId, TableCursorSuite, ::testing::Values
 class SqliteCache : public SqliteTest {
 protected:
     SqliteCache() {
-        Run("CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT, n INT);"
+        RunAndOpen(
+            "CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT, n INT);"
             "INSERT INTO t VALUES(1,'a',1),(2,'b',1),(3,NULL,1),(4,'d',1);");
-        OpenTable("t");
         levels.AddLevel("a", "a", "a", nullptr, /*addRef=*/false);
         cursor.Init(levels, table.release(), /*ownsTable=*/true);
         EXPECT_EQ(cache.Browse(ETabulonTag::Null), StatusOk);

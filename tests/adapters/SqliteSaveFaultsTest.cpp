@@ -69,7 +69,6 @@ protected:
     using Outcomes = std::map<std::string, ESqlOutcome>;  // what the save has learnt, by key
 
     FaultySave() {
-        MoveToMemory();
         // Deletes shorten the file, behind the commit.
         Run("PRAGMA page_size=512; PRAGMA auto_vacuum=full; PRAGMA journal_mode=" +
             std::string(GetParam()) +
@@ -79,16 +78,6 @@ protected:
             "hex(zeroblob(900)), 9");
         original = folder / "original.db";
         std::filesystem::copy_file(path, original);
-    }
-    /// Copies a database as a kill would leave it.
-    static void CopyFiles(const std::filesystem::path& from, const std::filesystem::path& to) {
-        for (const char* const end : {"", "-journal", "-wal", "-shm"}) {
-            std::error_code none;
-            std::filesystem::remove(to.string() + end, none);
-            if (std::string_view(end) != "-shm") {
-                std::filesystem::copy_file(from.string() + end, to.string() + end, none);
-            }
-        }
     }
     /// What a database holds, opened without faults.
     Rows RowsOf(std::filesystem::path database) {
@@ -108,14 +97,14 @@ protected:
     Outcomes SaveAll() {
         ETabulonPendingChanges changes;
         const ETabulonTag place = Tag({{0, EVariant("x")}});
-        changes.AppendUpdate(place, "n", EVariant::FromInt64(-1));
+        changes.AppendUpdate(place, "n", Whole(-1));
         changes.AppendUpdate(place, "a", EVariant(Chaine(std::string(300, 'z'))));
         for (const int id : {3, 9}) {
-            changes.AppendDelete(Tag({{1, EVariant::FromInt64(id)}}));
+            changes.AppendDelete(Tag({{1, Whole(id)}}));
         }
         for (const int id : {20, 21}) {
             changes.AppendInsert(
-                Tag({{0, EVariant(Chaine(std::string(400, 'n')))}, {1, EVariant::FromInt64(id)}}));
+                Tag({{0, EVariant(Chaine(std::string(400, 'n')))}, {1, Whole(id)}}));
         }
         ETabulonLevels levels = LevelsBy({"a", "id"});
         FailingWalk walk;
@@ -145,7 +134,7 @@ protected:
         note("1", isThere && table->Update(kNoPosition) != kNoPosition);
         note("9", table->DeleteOne(9));
         table->Fields().SetNull();
-        Field("id") <<= EVariant::FromInt64(20);
+        Field("id") <<= Whole(20);
         SetText("a", "n");
         note("20", table->Insert() != kNoPosition);
         return outcomes;
@@ -179,10 +168,6 @@ protected:
                 }
             }
         }
-    }
-    void Close() {
-        table.reset();
-        source.reset();
     }
     struct States {
         const Rows& before;

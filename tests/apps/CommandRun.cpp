@@ -10,8 +10,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 
 extern char** environ;
 
@@ -193,30 +191,6 @@ CommandResult RunShell(const std::string& line) {
     CommandRun run("/bin/sh", {"-c", line}, nullptr);
     run.Finish();
     return run;
-}
-
-TestFolder::TestFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "etabulon-XXXXXX").string();
-    const char* const made = mkdtemp(pattern.data());
-    EXPECT_NE(made, nullptr);
-    path_ = pattern;
-}
-
-TestFolder::~TestFolder() {
-    std::error_code error;
-    std::filesystem::remove_all(path_, error);
-}
-
-std::string TestFolder::MakeDatabase(const std::string& name, const std::string& script) const {
-    const std::string path = Path(name);
-    Database(path).Do(script);
-    return path;
-}
-
-std::string TestFolder::MakeFile(const std::string& name, const std::string& content) const {
-    const std::string path = Path(name);
-    std::ofstream(path, std::ios::binary) << content;
-    return path;
 }
 
 }  // namespace etabulon::test

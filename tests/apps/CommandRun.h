@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/Database.h"
+#include "support/TestFolder.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -77,21 +77,5 @@ void ExpectHas(const std::string& text, const std::vector<std::string>& parts);
 
 /// A line for a shell, in which $ETABULON is the program.
 CommandResult RunShell(const std::string& line);
-
-/// A folder that goes with what is in it.
-class TestFolder {
-public:
-    TestFolder();
-    ~TestFolder();
-    TestFolder(const TestFolder&) = delete;
-    TestFolder& operator=(const TestFolder&) = delete;
-    [[nodiscard]] std::string Path(const std::string& name) const { return path_ + "/" + name; }
-    /// Makes a database of this script; its path.
-    std::string MakeDatabase(const std::string& name, const std::string& script) const;
-    std::string MakeFile(const std::string& name, const std::string& content) const;
-
-private:
-    std::string path_;
-};
 
 }  // namespace etabulon::test
