@@ -160,7 +160,7 @@ protected:
 };
 
 TEST_F(LevelCtrlOfATree, ShowsItsOrderAndFillsItAgain) {
-    ctrl->SetSortLevels(Keys({{1, false, 0}, {0, false, 0}}), /*refresh=*/false);
+    ctrl->SetSortLevels(InOrder({1, 0}), /*refresh=*/false);
     Fill();
     levelCtrl.AttachDataTreeCtrl(nullptr);
     EXPECT_EQ(levelCtrl.SortDesc(), nullptr);
@@ -192,10 +192,7 @@ TEST_F(LevelCtrlOfATree, FirstTreeFillsInAnyCase) {
 TEST_F(LevelCtrlOfATree, MoveDuringAFillCancelsItAndFillsInTheNewOrder) {
     levelCtrl.AttachDataTreeCtrl(ctrl.get());
     Gate gate;
-    sales.cursor.onRecord = [&gate](int) {
-        gate.Pass();
-        return StatusOk;
-    };
+    sales.cursor.HoldAt(gate);
     ctrl->Fill();
     gate.WaitReached();
     sales.cursor.onCancel = [&] { gate.Open(); };

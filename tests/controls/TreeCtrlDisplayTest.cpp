@@ -14,15 +14,8 @@ class TreeCtrlWait : public TreeScreen {
 protected:
     /// A run that is held at its first record until Release.
     void Hold(bool isFill) {
-        sales.cursor.onRecord = [this](int) {
-            gate_.Pass();
-            return StatusOk;
-        };
-        if (isFill) {
-            ctrl->Fill();
-        } else {
-            ctrl->Refresh();
-        }
+        sales.cursor.HoldAt(gate_);
+        isFill ? ctrl->Fill() : ctrl->Refresh();
         gate_.WaitReached();
     }
     void Release() { gate_.Open(); }
@@ -74,9 +67,8 @@ TEST_F(TreeCtrlWait, CancelledOrFailedRefreshBlinksOn) {
                            Row{static_cast<CursorStatus>(77), "owner 1569; owner 1572 77; "}}) {
         sales.cursor.onRecord = nullptr;
         Fill();
-        sales.EndWalksAt(2, row.status);
-        ctrl->Refresh();
-        Settle();
+        sales.cursor.onRecord = EndAt(2, row.status);
+        Refresh();
         EXPECT_EQ(view.TakeLog("owner"), row.owner);
         EXPECT_EQ(RootImage(), kWaiting);
         screen.Advance(500);
@@ -164,9 +156,7 @@ TEST_F(TreeCtrlBackground, FollowsTheSizeOfAnEmptyControl) {
 }
 
 TEST_F(TreeCtrlBackground, IsDrawnAnewForAnEmptyResult) {
-    for (int id = 1; id <= 5; ++id) {
-        sales.Delete(id);
-    }
+    sales.Delete({1, 2, 3, 4, 5});
     ctrl->Fill();
     view.TakeLog();
     Settle();

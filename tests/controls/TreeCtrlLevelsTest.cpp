@@ -1,11 +1,10 @@
 #include "ControlFixture.h"
+#include "support/SortTrace.h"
 
 namespace etabulon::test {
 namespace {
 
-using SortChange = ETabulonSortDesc::SortChange;
-
-class TreeCtrlLevels : public TreeScreen {};
+using TreeCtrlLevels = TreeScreen;
 
 TEST_F(TreeCtrlLevels, MoveUpWithTheSelection) {
     Fill();
@@ -84,13 +83,13 @@ TEST_F(TreeCtrlLevels, DropAlongOneBranch) {
 
 TEST_F(TreeCtrlLevels, SetAnewFillsAgainIfTold) {
     Fill();
-    const auto keys = Keys({{1, false, 0}, {0, false, 0}});
+    const auto keys = InOrder({1, 0});
     ctrl->SetSortLevels(keys, /*refresh=*/true);
     Settle();
     EXPECT_EQ(view.Items(), "*-all{+Berlin +Bonn +Lyon +Paris}");
     EXPECT_EQ(view.TakeLog("owner delete"), "delete all; owner 1569; owner 1570; ");
     ctrl->SetSortLevels(keys, /*refresh=*/true);
-    ctrl->SetSortLevels(Keys({{0, false, 0}}), /*refresh=*/false);
+    ctrl->SetSortLevels(InOrder({0}), /*refresh=*/false);
     EXPECT_EQ(view.TakeLog("owner delete"), "");
     EXPECT_EQ(ctrl->SortLevels().Size(), 1U);
 }
@@ -177,13 +176,10 @@ TEST_F(TreeCtrlLevels, ChangedFromOutsideFillAgain) {
 
 TEST_F(TreeCtrlLevels, RefusedChangeGivesBackOnlyTheLocksTaken) {
     Fill();
-    struct Refuser : ETabulonSortDesc::INotifier, ECountedUnknown {
-        bool OnSortChanging(const ETabulonSortDesc*, SortChange) override { return false; }
-        void OnSortChanged(const ETabulonSortDesc*, SortChange) override {}
-    };
-    const auto refuser = MakeRef<Refuser>();
+    const auto refuser = MakeRef<SortTrace>();
     for (const bool askedFirst : {false, true}) {
         ctrl->SortDesc()->AddNotifier(refuser.Get());
+        refuser->RefuseAt(1);
         if (askedFirst) {  // the control is told of the end of what it wasn't asked
             ctrl->SortDesc()->RemNotifier(ctrl.get());
             ctrl->SortDesc()->AddNotifier(ctrl.get());
@@ -208,12 +204,11 @@ TEST_F(TreeCtrlLevels, NewNameOfTheRootBelongsBeforeAFill) {
 
 // A tag is its own parent where a level stands twice.
 TEST_F(TreeCtrlLevels, StandingTwiceLetNoClimbGoOnForEver) {
-    ctrl->SetSortLevels(Keys({{0, false, 0}, {0, false, 0}}), /*refresh=*/true);
+    ctrl->SetSortLevels(InOrder({0, 0}), /*refresh=*/true);
     Settle();
     const std::string items = view.Items();
     ctrl->Select(Place("ES"));
-    ctrl->Refresh(Place("IT"));
-    Settle();
+    Refresh(Place("IT"));
     EXPECT_EQ(view.Items(), items);
 }
 

@@ -7,7 +7,6 @@
 #include "etabulon/pending/ETabulonPendingChanges.h"
 #include "support/AllocationCount.h"
 #include "support/ResultTrace.h"
-#include "support/Storm.h"
 
 #include <new>
 #include <stdexcept>
@@ -64,9 +63,9 @@ TEST_F(TreeCtrlThread, SendsTheStartAndPostsTheEnds) {
 }
 
 TEST_F(TreeCtrlThread, RefreshThatDoesntEndWellComesWithoutItsTag) {
-    hooked.onRecord = [](int) { return StatusCancelled; };
+    hooked.onRecord = EndAt(1, StatusCancelled);
     EXPECT_EQ(Run(), "1125[]! 1125[FR]! 1226 1227");
-    hooked.onRecord = [](int) { return static_cast<CursorStatus>(DataConnectionLost); };
+    hooked.onRecord = EndAt(1, static_cast<CursorStatus>(DataConnectionLost));
     EXPECT_EQ(Run(), "1125[]! 1125[FR]! 1326(1003) 1327(1003)");
     hooked.onRecord = [](int) -> CursorStatus { throw std::bad_alloc(); };
     EXPECT_EQ(Run(), "1125[]! 1125[FR]! 1326(1098) 1327(1098)");
@@ -142,8 +141,7 @@ public:
           filler_(
               ERef<ETabulonGridFiller>::Adopt(ETabulonGridFiller::Build(&sales.cursor, &script))) {
         calculations_.AddCalculation("SUM", ETabulonVariableID("year"), TYPE_LONG, 0, "Year");
-        ETabulonSortDesc::SortKeyArray keys = Keys({{0, false, 0}, {1, false, 0}});
-        sort_.SetSortLevels(keys);
+        sort_.SetSortLevels(InOrder({0, 1}));
         filler_->SetParams(&calculations_, 2, &sort_);
         sales_.cursor.AddNotifier(filler_.Get());
         EXPECT_EQ(sales_.cursor.Browse(ETabulonTag::Null), StatusOk);
@@ -179,9 +177,9 @@ private:
 };
 
 /// A user who gives order after order, edits, and closes the control in between.
-class TreeCtrlThreadStorm : public TreeScreen, protected Storm {
+class TreeCtrlThreadStorm : public TreeScreen, protected LetterStorm {
 protected:
-    TreeCtrlThreadStorm() : Storm(7) {
+    TreeCtrlThreadStorm() : LetterStorm(7) {
         for (int id = 6; id < 60; ++id) {
             sales.Append(id, Letter().c_str(), Letter().c_str(), 2000 + static_cast<int>(Any(4)));
         }
@@ -189,26 +187,17 @@ protected:
             return record == 1 && ++walks_ % 17 == 0 ? static_cast<CursorStatus>(77) : StatusOk;
         };
     }
-    std::string Letter() { return std::string(1, static_cast<char>('a' + Any(5))); }
-    ETabulonTag AnyTag() {
-        return Any(2) == 0 ? Place(Letter().c_str()) : Place(Letter().c_str(), Letter().c_str());
-    }
-    [[nodiscard]] int Starts() const { return view.Notified(NotifyBrowseStart); }
-    [[nodiscard]] int Ends() const {
-        return view.Notified(NotifyBrowseDone) + view.Notified(NotifyBrowseCancel) +
-               view.Notified(NotifyBrowseError);
-    }
     void GiveAnOrder() {
         DoOne(
-            11, [&] { ctrl->Refresh(); }, [&] { ctrl->RefreshDeletedNode(AnyTag()); },
-            [&] { ctrl->Select(AnyTag()); },
+            11, [&] { ctrl->Refresh(); }, [&] { ctrl->RefreshDeletedNode(AnyPlace()); },
+            [&] { ctrl->Select(AnyPlace()); },
             [&] {
                 const unsigned count = ctrl->SortDesc()->SortLevelCount(kInTree);
                 ctrl->SortDesc()->MoveSortLevel(Any(count), Any(count), kInTree);
             },
             [&] { Any(2) == 0 ? ctrl->MoveSelectedLevelUp() : ctrl->MoveSelectedLevelDown(); },
             [&] {
-                script_.AppendUpdate(AnyTag(), "year", EVariant(2000 + static_cast<int>(Any(9))));
+                script_.AppendUpdate(AnyPlace(), "year", EVariant(2000 + static_cast<int>(Any(9))));
             },
             [&] {
                 if (Any(2) == 0) {
@@ -217,13 +206,8 @@ protected:
                 screen.PumpWaiting();
                 screen.Advance(Any(300));
             },
-            [&] { ctrl->Refresh(AnyTag()); }, [&] { ctrl->Refresh(AnyTag()); },
+            [&] { ctrl->Refresh(AnyPlace()); }, [&] { ctrl->Refresh(AnyPlace()); },
             [&] { ctrl->Fill(); });
-    }
-    void Open() {
-        ctrl = std::make_unique<TracedTreeCtrl>(screen);
-        ctrl->Attach(&view);
-        ctrl->Init(&sales.cursor, "all", nullptr);
     }
     /// Closes the control after a whole run. Its nodes have gone then, which the worker lets go of
     /// after the cursor.
@@ -233,14 +217,14 @@ protected:
         return ECountedUnknown::LiveObjects();
     }
     /// Closes the control, whatever is under way, and opens another one.
-    void Reopen() {
+    void CloseAndReopen() {
         const int ends = Ends();
         ctrl.reset();
         screen.PumpWaiting();
         screen.Advance(1000);
         EXPECT_EQ(Ends(), ends) << "a closed control was told";
         startsOnly = Starts() - Ends();
-        Open();
+        TreeScreen::Reopen(sales.cursor);
     }
 
     ETabulonPendingChanges script_;
@@ -250,14 +234,14 @@ protected:
 TEST_F(TreeCtrlThreadStorm, EachRunIsHeardOnceUntilItsControlIsClosed) {
     Watchdog watchdog;
     const std::int64_t before = ObjectsWithoutControl();
-    Open();
+    TreeScreen::Reopen(sales.cursor);
     int reopened = 0;
     {
         GridSide grid(sales, script_);
         while (Starts() < kStarts) {
             GiveAnOrder();
             if (Any(50) == 0) {
-                Reopen();
+                CloseAndReopen();
                 ++reopened;
             }
             if (Any(100) == 0) {
@@ -278,7 +262,7 @@ TEST_F(TreeCtrlThreadStorm, EachRunIsHeardOnceUntilItsControlIsClosed) {
     EXPECT_GT(reopened, 0);
     // Every reference and every lock was given back, and the model is sound.
     sales.cursor.onRecord = nullptr;
-    Reopen();
+    CloseAndReopen();
     script_.Reset();
     Fill();
     EXPECT_EQ(CheckTree(*ctrl->Tree()->Root()), "");
@@ -287,13 +271,10 @@ TEST_F(TreeCtrlThreadStorm, EachRunIsHeardOnceUntilItsControlIsClosed) {
 }
 
 /// Writes the numbers that it hears; closes the port at number 9.
-class Receiver : public EMessagePort::IReceiver {
-public:
+struct Receiver : EMessagePort::IReceiver {
     void OnMessage(EMessage& message) override {
         log += std::to_string(message.number) + (message.tag ? "t " : " ");
-        if (message.number == 9) {
-            port.Close();
-        }
+        message.number == 9 ? port.Close() : void();
     }
     std::string log;
     EMessagePort port{*this};

@@ -1,9 +1,6 @@
 #pragma once
 
-#include "etabulon/cursors/ECursorListener.h"
-#include "etabulon/cursors/ETabulonCursor.h"
-#include "etabulon/sort/ETabulonSortDesc.h"
-#include "etabulon/tree/EDataTreeNode.h"
+#include "tree/TreeFixture.h"
 
 #include <memory>
 #include <string>
@@ -11,8 +8,6 @@
 #include <vector>
 
 namespace etabulon::test {
-
-inline constexpr ETabulonSortDesc::HideFlag kInTree = ETabulonSortDesc::HideInTree;
 
 /// The tree as its rules are told: whole tags, linear searches, each newcomer placed at once by a
 /// scan. What the tree proper must come to by its shorter roads.

@@ -32,27 +32,22 @@ struct Shortage {
     bool isMixed = false;  // leaves nodes of two orders
 };
 
-struct MemoryShortage : testing::TestWithParam<Shortage> {
-    /// Does the work with one allocation that fails. False if the work needs no more than
-    /// `allowed`.
-    static bool WorkWith(std::uint64_t allowed);
-};
-
-bool MemoryShortage::WorkWith(std::uint64_t allowed) {
+/// Does the work with one allocation that fails. False if the work needs no more than `allowed`.
+bool WorkWith(const Shortage& shortage, std::uint64_t allowed) {
     ManySales sales;
     EDataTree tree(&sales.cursor, "root", nullptr);
-    GetParam().prepare(sales, tree);
+    shortage.prepare(sales, tree);
     bool failed = false;
     {
         const FailingAllocation failing(allowed);
         try {
-            GetParam().work(sales, tree);
+            shortage.work(sales, tree);
         } catch (const std::bad_alloc&) {
         }
         failed = failing.HasFailed();
     }
     EXPECT_EQ(CheckTree(*tree.Root()), "") << allowed;
-    if (!GetParam().isMixed) {
+    if (!shortage.isMixed) {
         EXPECT_EQ(CheckOrder(*tree.Root(), *tree.SortDesc()), "") << allowed;
     }
     EXPECT_EQ(tree.Refresh(), StatusOk);
@@ -66,14 +61,16 @@ bool MemoryShortage::WorkWith(std::uint64_t allowed) {
 
 // At each allocation of the work in turn: the exception passes, the tree is sound, the next refresh
 // finds all, and nothing stays behind.
+class MemoryShortage : public testing::TestWithParam<Shortage> {};
+
 TEST_P(MemoryShortage, LeavesASoundTree) {
     if (!kAllocationsAreCounted) {
         GTEST_SKIP() << "sanitizers allocate by themselves";
     }
-    ASSERT_TRUE(WorkWith(0));  // what is made once for the process
+    ASSERT_TRUE(WorkWith(GetParam(), 0));  // what is made once for the process
     const std::int64_t blocks = BlocksAlive();
     const std::int64_t objects = ECountedUnknown::LiveObjects();
-    for (std::uint64_t allowed = 1; WorkWith(allowed) && !HasFailure(); ++allowed) {
+    for (std::uint64_t allowed = 1; WorkWith(GetParam(), allowed) && !HasFailure(); ++allowed) {
         ASSERT_EQ(BlocksAlive(), blocks) << allowed;
         ASSERT_EQ(ECountedUnknown::LiveObjects(), objects) << allowed;
     }

@@ -17,48 +17,41 @@ const ETabulonTag& France() {
 // ------------------------------------------------------------------------------------ one run
 
 struct Ending {
-    const char* name;
-    std::function<CursorStatus(int record)> onRecord;
-    const char* fill;
-    const char* refresh;
+    RecordAction onRecord;
+    std::string fill;
+    std::string refresh;
 };
 
-void PrintTo(const Ending& ending, std::ostream* out) { *out << ending.name; }
-
-struct RunThatEnds : testing::TestWithParam<Ending>, ThreadedSales {};
-
-TEST_P(RunThatEnds, ReportsExactlyOnce) {
-    const std::int64_t before = ECountedUnknown::LiveObjects();
-    hooked.onRecord = GetParam().onRecord;
-    thread.Fill();
-    EXPECT_EQ(thread.Await(), std::string("start[] ") + GetParam().fill);
-    thread.Refresh();
-    EXPECT_EQ(thread.Await(), std::string("start[] ") + GetParam().refresh + "[]");
-    thread.Refresh(France());
-    EXPECT_EQ(thread.Await(), std::string("start[FR] ") + GetParam().refresh + "[FR]");
-    EXPECT_FALSE(thread.IsBusy());
-    thread.Stop();
-    EXPECT_EQ(thread.Take(), "");
-    tree.Root()->Reset();
-    EXPECT_EQ(ECountedUnknown::LiveObjects(), before);
+TEST(RunThatEnds, ReportsExactlyOnce) {
+    const Ending endings[] = {
+        {nullptr, "fill done", "refresh done"},
+        {[](int) { return StatusEnd; }, "fill done", "refresh done"},  // no records
+        {EndAt(2, StatusCancelled), "fill cancel", "refresh cancel"},
+        {EndAt(1, static_cast<CursorStatus>(DataConnectionLost)), "fill error(1003)",
+         "refresh error(1003)"},
+        {[](int) -> CursorStatus { throw std::bad_alloc(); }, "fill error(1098)",
+         "refresh error(1098)"},
+        {[](int) -> CursorStatus { throw std::runtime_error("broken"); }, "fill error(1099)",
+         "refresh error(1099)"},
+        {[](int) -> CursorStatus { throw 5; }, "fill error(1099)", "refresh error(1099)"}};
+    for (const Ending& ending : endings) {
+        ThreadedSales sales;
+        ThreadTrace& thread = sales.thread;
+        const std::int64_t before = ECountedUnknown::LiveObjects();
+        sales.hooked.onRecord = ending.onRecord;
+        thread.Fill();
+        EXPECT_EQ(thread.Await(), "start[] " + ending.fill);
+        thread.Refresh();
+        EXPECT_EQ(thread.Await(), "start[] " + ending.refresh + "[]");
+        thread.Refresh(France());
+        EXPECT_EQ(thread.Await(), "start[FR] " + ending.refresh + "[FR]");
+        EXPECT_FALSE(thread.IsBusy());
+        thread.Stop();
+        EXPECT_EQ(thread.Take(), "");
+        sales.tree.Root()->Reset();
+        EXPECT_EQ(ECountedUnknown::LiveObjects(), before);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Tree, RunThatEnds,
-    testing::Values(
-        Ending{"Well", nullptr, "fill done", "refresh done"},
-        Ending{"WithoutRecords", [](int) { return StatusEnd; }, "fill done", "refresh done"},
-        Ending{"Cancelled", [](int record) { return record == 2 ? StatusCancelled : StatusOk; },
-               "fill cancel", "refresh cancel"},
-        Ending{"WithAStatus", [](int) { return static_cast<CursorStatus>(DataConnectionLost); },
-               "fill error(1003)", "refresh error(1003)"},
-        Ending{"WithoutMemory", [](int) -> CursorStatus { throw std::bad_alloc(); },
-               "fill error(1098)", "refresh error(1098)"},
-        Ending{"InAnException", [](int) -> CursorStatus { throw std::runtime_error("broken"); },
-               "fill error(1099)", "refresh error(1099)"},
-        Ending{"InANumberThrown", [](int) -> CursorStatus { throw 5; }, "fill error(1099)",
-               "refresh error(1099)"}),
-    [](const auto& tested) { return std::string(tested.param.name); });
 
 struct TreeThread : testing::Test, ThreadedSales {
     TreeThread() {
@@ -71,17 +64,18 @@ struct TreeThread : testing::Test, ThreadedSales {
                 gate.Open();
             }
         };
-        HoldAt2(gate);
+        hooked.HoldAt(gate, 2);
     }
-    void HoldAt2(Gate& gate) {
-        hooked.onRecord = [&gate](int record) {
-            if (record == 2) {
+    /// Holds the run before its walk: the first lock is its own, the second the tree's.
+    void HoldAtSecondLock(Gate& gate) {
+        hooked.onLock = [this, &gate](int) {
+            if (++locks == 2) {
                 gate.Pass();
             }
-            return StatusOk;
         };
     }
     std::atomic<int> cancels{0};
+    std::atomic<int> locks{0};
 };
 
 TEST_F(TreeThread, FillsAndRefreshesTheTreesNodes) {
@@ -100,7 +94,7 @@ TEST_F(TreeThread, FillsAndRefreshesTheTreesNodes) {
 
 TEST_F(TreeThread, HoldsTheCursorWhenStartReturns) {
     Gate gate;
-    HoldAt2(gate);
+    hooked.HoldAt(gate, 2);
     thread.Fill();
     EXPECT_TRUE(thread.IsBusy());
     EXPECT_EQ(thread.Take(), "start[]");
@@ -141,7 +135,7 @@ TEST_F(TreeThread, OverlappingRunsLookIdleAfterTheFirst) {
     first.WaitReached();
     Gate second;
     // On the first worker, before the second one has the lock.
-    thread.onReport = [&] { HoldAt2(second); };
+    thread.onReport = [&] { hooked.HoldAt(second, 2); };
     thread.Refresh();
     second.WaitReached();
     EXPECT_FALSE(thread.IsBusy());
@@ -153,13 +147,7 @@ TEST_F(TreeThread, OverlappingRunsLookIdleAfterTheFirst) {
 
 TEST_F(TreeThread, RunStartedAtTheToldStartOfAnotherIsCancelled) {
     Gate gate;
-    // The second run waits at its tree's lock, before its walk.
-    std::atomic<int> locks{0};
-    hooked.onLock = [&](int) {
-        if (++locks == 2) {
-            gate.Pass();
-        }
-    };
+    HoldAtSecondLock(gate);
     hooked.onCancel = [&] {
         if (++cancels > 2) {
             gate.Open();
@@ -193,13 +181,7 @@ TEST_F(TreeThread, CancelEndsTheRunThatIsOutAndNoOther) {
 TEST_F(TreeThread, CancelReachesAWalkThatHasNotBegun) {
     ASSERT_EQ(tree.Fill(), StatusOk);
     Gate gate;
-    // The first lock is the run's own, the second the tree's, before the walk's reset.
-    std::atomic<int> locks{0};
-    hooked.onLock = [&](int) {
-        if (++locks == 2) {
-            gate.Pass();
-        }
-    };
+    HoldAtSecondLock(gate);
     thread.Fill();
     gate.WaitReached();
     thread.Cancel();
@@ -279,66 +261,47 @@ public:
 };
 
 /// A screen that gives order after order, and a walk that reads the script of its edits.
-class ThreadStorm : public testing::Test, protected Storm {
-protected:
-    static constexpr int kRecords = 60;
-
-    ThreadStorm() : Storm(11), rubric_(dico_.AddRubric("T", "T")) {
-        for (const char* name : {"a", "b", "c"}) {
-            rubric_->AddVariable(name, name, TYPE_LONG, 0);
-            levels_.AddLevel(name, name, nullptr, /*addRef=*/false);
-        }
-        rubric_->SetKey({"c"});
-        table_ = std::make_unique<EDataMemory>(rubric_);
-        for (int record = 0; record < kRecords; ++record) {
-            table_->Append({record % 7, record % 31, record});
-        }
-        cursor_.Init(levels_, table_.get(), /*ownsTable=*/false);
-        cursor_.onRecord = [this](int record) {
+struct ThreadStorm : testing::Test, ThreadedSales, Storm {
+    ThreadStorm() : Storm(11) {
+        Refill(60, [](int number) {
+            return std::tuple(std::to_string(number % 7),
+                              EVariant(std::to_string(number % 31).c_str()), number);
+        });
+        tree.SetSortLevels(InOrder({0, 1, 2}));
+        hooked.onRecord = [this](int record) {
             // One walk in a while fails, at any record.
-            if (++steps_ % 20'011 == 0) {
+            if (++steps % 20'011 == 0) {
                 throw std::runtime_error("broken");
             }
             if (record % 16 == 0) {
-                changed_ += script_.IsModified(cursor_.CurrentTag(), ETabulonVariableID("a"));
+                changed += script.IsModified(hooked.CurrentTag(), ETabulonVariableID("a"));
             }
             return StatusOk;
         };
-        tree_ = std::make_unique<EDataTree>(&cursor_, "root", nullptr);
-        ETabulonSortDesc::SortKeyArray keys = Keys({{0, false, 0}, {1, false, 0}, {2, false, 0}});
-        tree_->SetSortLevels(keys);
-        thread_ = std::make_unique<CountingThread>(tree_.get());
     }
-    ~ThreadStorm() override {
-        thread_.reset();  // before the tree
-    }
-
     ETabulonTag AnyTag() {
         ETabulonTag tag;
         for (unsigned level = 0, depth = Any(4); level < depth; ++level) {
-            tag.SetValue(level, ETabulonValue(EVariant(static_cast<int>(Any(31))), "", false));
+            const std::string text = std::to_string(Any(31));
+            const EVariant year(std::stoi(text));
+            tag.SetValue(level,
+                         ETabulonValue(level == 2 ? year : EVariant(text.c_str()), "", false));
         }
         return tag;
     }
     void GiveAnOrder() {
         DoOne(
-            8, [&] { thread_->Refresh(); }, [&] { thread_->Refresh(AnyTag()); },
-            [&] { thread_->Cancel(); }, [&] { cursor_.Cancel(); },
-            [&] { tree_->MoveSortLevel(Any(3), Any(3)); },
-            [&] { script_.AppendUpdate(AnyTag(), "a", EVariant(static_cast<int>(Any(9)))); },
-            [&] { thread_->Fill(); });
+            8, [&] { counting.Refresh(); }, [&] { counting.Refresh(AnyTag()); },
+            [&] { counting.Cancel(); }, [&] { hooked.Cancel(); },
+            [&] { tree.MoveSortLevel(Any(3), Any(3)); },
+            [&] { script.AppendUpdate(AnyTag(), "a", EVariant(static_cast<int>(Any(9)))); },
+            [&] { counting.Fill(); });
     }
 
-    DDico dico_;
-    DRubric* rubric_;
-    std::unique_ptr<EDataMemory> table_;
-    ETabulonLevels levels_;
-    HookedCursor cursor_;
-    ETabulonPendingChanges script_;
-    std::int64_t steps_ = 0;  // guarded by the cursor's lock
-    int changed_ = 0;
-    std::unique_ptr<EDataTree> tree_;
-    std::unique_ptr<CountingThread> thread_;
+    ETabulonPendingChanges script;
+    std::int64_t steps = 0;  // guarded by the cursor's lock
+    int changed = 0;
+    CountingThread counting{&tree};
 };
 
 TEST_F(ThreadStorm, EachRunReportsOnceAndNothingIsLeft) {
@@ -348,23 +311,23 @@ TEST_F(ThreadStorm, EachRunReportsOnceAndNothingIsLeft) {
         GiveAnOrder();
         watchdog.Feed();
         if (order % 64 == 0) {
-            const ECursorExclusive exclusive(cursor_);
-            ASSERT_EQ(CheckTree(*tree_->Root()), "") << order;
-            script_.Reset();
+            const ECursorExclusive exclusive(hooked);
+            ASSERT_EQ(CheckTree(*tree.Root()), "") << order;
+            script.Reset();
         }
     }
-    thread_->Stop();
-    EXPECT_EQ(thread_->starts, thread_->done + thread_->cancelled + thread_->failed);
-    EXPECT_GT(thread_->done, 0);
-    EXPECT_GT(thread_->cancelled, 0);
-    EXPECT_GT(thread_->failed, 0);
-    EXPECT_GT(changed_, 0) << "the walks met no edit";
+    counting.Stop();
+    EXPECT_EQ(counting.starts, counting.done + counting.cancelled + counting.failed);
+    EXPECT_GT(counting.done, 0);
+    EXPECT_GT(counting.cancelled, 0);
+    EXPECT_GT(counting.failed, 0);
+    EXPECT_GT(changed, 0) << "the walks met no edit";
     // What was interrupted is made good by a whole run.
-    thread_->Refresh();
-    thread_->Stop();
+    counting.Refresh();
+    counting.Stop();
     watchdog.Feed();
-    tree_->Root()->Reset();
-    script_.Reset();
+    tree.Root()->Reset();
+    script.Reset();
     EXPECT_EQ(ECountedUnknown::LiveObjects(), before);
 }
 
@@ -372,7 +335,7 @@ TEST_F(ThreadStorm, ThreadObjectsComeAndGoWithTheirRuns) {
     Watchdog watchdog;
     const std::int64_t before = ECountedUnknown::LiveObjects();
     for (int round = 0; round < kOrders / 10; ++round) {
-        CountingThread own(tree_.get());
+        CountingThread own(&tree);
         own.Fill();
         if (Any(2) == 0) {
             own.Refresh(AnyTag());
@@ -381,7 +344,7 @@ TEST_F(ThreadStorm, ThreadObjectsComeAndGoWithTheirRuns) {
         ASSERT_EQ(own.starts, own.done + own.cancelled + own.failed);
         watchdog.Feed();
     }
-    tree_->Root()->Reset();
+    tree.Root()->Reset();
     EXPECT_EQ(ECountedUnknown::LiveObjects(), before);
 }
 
