@@ -1,5 +1,4 @@
 #include "SqliteFixture.h"
-#include "support/Tags.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -201,15 +200,8 @@ TEST_F(SqliteFaults, BytesAreKeysLikeAnyOther) {
         "(x'','none'),(x'61','a');"
         "CREATE TABLE t(id INTEGER PRIMARY KEY, p BLOB REFERENCES p);"
         "INSERT INTO t VALUES(1,x'00ff'),(2,NULL),(3,x'61'),(4,x'62'),(5,x'')");
-    ETabulonLevels levels = test::LevelsBy({"t.p>p.name"});
-    StepCursor cursor;
-    cursor.Init(levels, table.get(), false);
-    std::string texts;
-    for (CursorStatus status = cursor.CallReset(ETabulonTag()); status == StatusOk;
-         status = cursor.CallGetNext()) {
-        texts += cursor.CurrentTag().DisplayID().c_str();
-    }
-    EXPECT_EQ(texts, "[zero][][a][][none]");
+    SqlCursor cursor(table, {"t.p>p.name"});
+    EXPECT_EQ(Walked(cursor), "reset [] | zero |  | a |  | none");
     OpenTable("p");
     for (EPosition at = table->GetFirst(); at != kNoPosition; at = table->GetNext()) {
         EXPECT_EQ(table->CurKey().At(0), Field("k"));
@@ -241,9 +233,7 @@ TEST_F(SqliteFaults, ACancelEndsAWaitForAnothersLock) {
 TEST_F(SqliteFaults, AWalkThatEndedBadlyHoldsNoLock) {
     RunAndOpen(
         "CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT); INSERT INTO t VALUES(1,'x'),(2,'y')");
-    ETabulonLevels levels = test::LevelsBy({"t.a"});
-    StepCursor cursor;
-    cursor.Init(levels, table.get(), false);
+    SqlCursor cursor(table, {"t.a"});
     ASSERT_EQ(cursor.CallReset(ETabulonTag()), StatusOk);
     EXPECT_EQ(Try("BEGIN EXCLUSIVE"), SQLITE_BUSY);
     cursor.Cancel();

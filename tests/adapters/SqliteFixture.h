@@ -1,19 +1,18 @@
 #pragma once
 
+#include "etabulon/pending/ETabulonPendingChanges.h"
+#include "etabulon/pending/ETabulonSavePending.h"
 #include "etabulon/sql/ETabulonCursorSql.h"
 #include "etabulon/sqlite/ESqliteSource.h"
 #include "etabulon/values/ETabulonValue.h"
+#include "support/Table.h"
+#include "support/Tags.h"
 #include "support/TestFolder.h"
-
-#include <gtest/gtest.h>
-#include <sqlite3.h>
+#include "support/WalkTrace.h"
 
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <memory>
-#include <string>
-#include <vector>
+#include <sstream>
 
 namespace etabulon {
 
@@ -110,6 +109,31 @@ protected:
         }
         return table->status == DataEnd ? texts : texts + '!' + std::to_string(table->status);
     }
+    /// Where these steps come to: "first next" to "1 2"; "!status" for one that fails.
+    [[nodiscard]] std::string Steps(const std::string& steps) {
+        std::string seen;
+        std::istringstream words(steps);
+        for (std::string word; words >> word;) {
+            const EPosition at = word == "first"  ? table->GetFirst()
+                                 : word == "next" ? table->GetNext()
+                                 : word == "last" ? table->GetLast()
+                                                  : table->GetPrevious();
+            seen += (seen.empty() ? "" : " ") +
+                    (at != kNoPosition ? std::to_string(at) : '!' + std::to_string(table->status));
+        }
+        return seen;
+    }
+    /// What a walk of the cursor shows, see WalkTrace; ends with "!status text" where it fails.
+    [[nodiscard]] std::string Walked(ETabulonCursor& cursor,
+                                     const ETabulonTag& tag = ETabulonTag::Null,
+                                     const ETabulonVariableID& shown = ETabulonVariableID()) {
+        const auto trace = MakeRef<test::WalkTrace>(shown);
+        const ECursorListening listening(cursor, *trace);
+        const CursorStatus status = cursor.Browse(tag);
+        const std::string text = table->LastErrorText().c_str();
+        return trace->Take() +
+               (status == StatusOk ? "" : '!' + std::to_string(status) + ' ' + text);
+    }
     [[nodiscard]] static std::string Bytes(const std::filesystem::path& file) {
         std::ifstream stream(file, std::ios::binary);
         return {std::istreambuf_iterator<char>(stream), {}};
@@ -131,9 +155,16 @@ protected:
     std::unique_ptr<Database> holder;
 };
 
-/// Opens the steps of the cursor.
-class StepCursor final : public ETabulonCursorSql {
+/// A cursor on a table by these levels; its steps can be called.
+class SqlCursor : public ETabulonCursorSql {
 public:
+    SqlCursor(const std::unique_ptr<ESqlTable>& table, std::initializer_list<const char*> levels) {
+        Init(test::LevelsBy(levels), table.get(), /*ownsTable=*/false);
+    }
+    /// What a save of the script comes to.
+    CursorStatus SaveAll(const ETabulonPendingChanges& changes) {
+        return ETabulonSavePending(this, Levels()).Run(&changes, ETabulonTag::Null);
+    }
     using ETabulonCursorSql::CallGetNext;
     using ETabulonCursorSql::CallReset;
 };

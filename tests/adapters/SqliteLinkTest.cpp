@@ -1,9 +1,5 @@
 #include "SqliteFixture.h"
-#include "etabulon/pending/ETabulonPendingChanges.h"
-#include "etabulon/pending/ETabulonSavePending.h"
 #include "support/FaultVfs.h"
-#include "support/Tags.h"
-#include "support/WalkTrace.h"
 
 #include <chrono>
 
@@ -32,22 +28,8 @@ protected:
         if (!TryOpen(mode)) {
             return "!" + std::to_string(error.status);
         }
-        ETabulonCursorSql cursor;
-        cursor.Init(ByName(), table.get(), false);
+        SqlCursor cursor(table, {"p>name"});
         return Walked(cursor);
-    }
-    [[nodiscard]] std::string Walked(ETabulonCursorSql& cursor) {
-        const ERef<WalkTrace> trace = MakeRef<WalkTrace>();
-        const ECursorListening listening(cursor, *trace);
-        const CursorStatus status = cursor.Browse(ETabulonTag::Null);
-        return trace->Take() + (status == StatusOk ? ""
-                                                   : '!' + std::to_string(status) + ' ' +
-                                                         table->LastErrorText().c_str());
-    }
-    static ETabulonLevels ByName(const char* link = "p>name") {
-        ETabulonLevels levels;
-        levels.AddLevel("Name", link, nullptr, /*addRef=*/false);
-        return levels;
     }
     /// In one session: n becomes -5, and what has no name goes.
     [[nodiscard]] ESqlOutcome Save() {
@@ -57,15 +39,10 @@ protected:
         ETabulonPendingChanges changes;
         changes.AppendUpdate(ETabulonTag(), "n", -5);
         changes.AppendDelete(Tag({{0, EVariant()}}));
-        ETabulonCursorSql cursor;
-        cursor.Init(ByName(), table.get(), false);
+        SqlCursor cursor(table, {"p>name"});
         const ERef<WalkTrace> trace = MakeRef<WalkTrace>("id");
-        CursorStatus status = StatusOk;
-        {
-            const ECursorListening listening(cursor, *trace);
-            ETabulonSavePending saving(&cursor, cursor.Levels());
-            status = saving.Run(&changes, ETabulonTag::Null);
-        }
+        const ECursorListening listening(cursor, *trace);
+        const CursorStatus status = cursor.SaveAll(changes);
         const bool isWhole = status == StatusOk && table->Session().failures == 0 &&
                              trace->Take().find("error") == std::string::npos;
         return isWhole ? table->Commit() : table->Rollback();
@@ -142,8 +119,7 @@ TEST_F(SqliteLinks, ThatEndTheSessionAreTheCauseOfLaterRefusals) {
     Make(4, 1, 3000);  // each name is on a page of its own
     FaultVfs vfs;
     OpenTable("t");
-    StepCursor cursor;
-    cursor.Init(ByName(), table.get(), false);
+    SqlCursor cursor(table, {"p>name"});
     ASSERT_EQ(table->BeginAtomic(), DataOk);
     ASSERT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
     vfs.Arm({FaultVfs::kRead, 1});
@@ -167,8 +143,7 @@ TEST_F(SqliteLinks, AreCancelledWithinOneRead) {
         "UPDATE p SET name='last' WHERE id=20000; INSERT INTO t VALUES(1,'c20000')");
     FaultVfs vfs;
     OpenTable("t", {}, ESqlOpenMode::ReadOnly);
-    ETabulonCursorSql cursor;
-    cursor.Init(ByName(), table.get(), false);
+    SqlCursor cursor(table, {"p>name"});
     FaultVfs::Fault cancel{FaultVfs::kRead, 10, SQLITE_OK};
     cancel.onHit = [&cursor] { cursor.Cancel(); };
     vfs.Arm(cancel);
@@ -197,8 +172,7 @@ TEST_F(SqliteLinks, OfADamagedTableNameIt) {
 TEST_F(SqliteLinks, ToATableThatWentFailTheReset) {
     Make(3, 1, 0);
     OpenTable("t");
-    ETabulonCursorSql cursor;
-    cursor.Init(ByName(), table.get(), false);
+    SqlCursor cursor(table, {"p>name"});
     Run("ALTER TABLE p RENAME TO q");
     for (int turn = 0; turn < 2; ++turn) {
         EXPECT_EQ(Walked(cursor).find("reset [] | error(1005)!1005 linked table p can't be read: "),
@@ -218,9 +192,8 @@ TEST_F(SqliteLinks, SeeWhatTheSessionHasWritten) {
                "  UPDATE p SET name = new.name WHERE id = new.p; END;"
                "INSERT INTO p VALUES(1,'a'); INSERT INTO t VALUES(1,1,1,'a'),(2,1,1,'b')");
         OpenTable("t");
-        ETabulonCursorSql bosses, parts;
-        bosses.Init(ByName("boss>name"), table.get(), false);
-        parts.Init(ByName("p>name"), table.get(), false);
+        SqlCursor bosses(table, {"boss>name"});
+        SqlCursor parts(table, {"p>name"});
         const auto walked = [&] { return Walked(bosses) + ' ' + Walked(parts); };
         EXPECT_EQ(walked(), "reset [] | a | a reset [] | a | a");
         ASSERT_EQ(table->BeginAtomic(), DataOk);
@@ -237,8 +210,7 @@ TEST_F(SqliteLinks, SeeWhatTheSessionHasWritten) {
 TEST_F(SqliteLinks, OfAWalkThatASessionCameIntoAreReadFromItsState) {
     Make(3, 3, 0, "PRAGMA journal_mode=wal");
     OpenTable("t");
-    StepCursor cursor;
-    cursor.Init(ByName(), table.get(), false);
+    SqlCursor cursor(table, {"p>name"});
     ASSERT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
     EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine("[name1]"));
     Run("UPDATE p SET name='other' WHERE id=1");

@@ -1,11 +1,6 @@
 #include "SqliteFixture.h"
-#include "etabulon/cursors/ECursorListener.h"
-#include "etabulon/pending/ETabulonPendingChanges.h"
-#include "etabulon/pending/ETabulonSavePending.h"
 #include "support/FaultVfs.h"
-#include "support/Tags.h"
 
-#include <map>
 #include <sstream>
 #include <system_error>
 
@@ -55,14 +50,6 @@ private:
     sqlite3_int64 former_;
 };
 
-class FailingWalk final : public ECursorListener {
-public:
-    void OnError(const ETabulonCursor& /*cursor*/, CursorStatus /*status*/) override {
-        hasFailed = true;
-    }
-    bool hasFailed = false;
-};
-
 class FaultySave : public SqliteTest, public ::testing::WithParamInterface<const char*> {
 protected:
     using Rows = std::map<std::string, std::string>;      // what there is, by key
@@ -106,17 +93,13 @@ protected:
             changes.AppendInsert(
                 Tag({{0, EVariant(Chaine(std::string(400, 'n')))}, {1, Whole(id)}}));
         }
-        ETabulonLevels levels = LevelsBy({"a", "id"});
-        FailingWalk walk;
-        ETabulonCursorSql cursor;
-        cursor.Init(levels, table.get(), /*ownsTable=*/false);
-        cursor.AddNotifier(&walk);
+        SqlCursor cursor(table, {"a", "id"});
+        const auto walk = MakeRef<WalkTrace>();
+        cursor.AddNotifier(walk.Get());
         CursorStatus status = static_cast<CursorStatus>(table->BeginAtomic());
-        if (status == StatusOk) {
-            ETabulonSavePending save(&cursor, levels);
-            status = save.Run(&changes, ETabulonTag::Null);
-        }
-        const bool isGood = status == StatusOk && table->Session().failures == 0 && !walk.hasFailed;
+        status = status == StatusOk ? cursor.SaveAll(changes) : status;
+        const bool isGood = status == StatusOk && table->Session().failures == 0 &&
+                            walk->Take().find("error") == std::string::npos;
         const ESqlOutcome outcome = isGood ? table->Commit() : table->Rollback();
         EXPECT_EQ(outcome == ESqlOutcome::Unknown, table->status == kDataUnknown);
         return {{"1", outcome}, {"3", outcome}, {"9", outcome}, {"20", outcome}};

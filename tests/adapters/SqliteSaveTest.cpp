@@ -1,20 +1,12 @@
 #include "SqliteFixture.h"
-#include "etabulon/pending/ETabulonPendingChanges.h"
-#include "etabulon/pending/ETabulonSavePending.h"
 #include "pending/SaveFixture.h"
 #include "support/Storm.h"
-#include "support/Tags.h"
 
 #include <signal.h>
 #include <sys/wait.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <functional>
-#include <map>
-#include <random>
-#include <thread>
 
 namespace etabulon::test {
 namespace {

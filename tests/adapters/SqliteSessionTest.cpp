@@ -1,8 +1,5 @@
 #include "SqliteFixture.h"
-#include "etabulon/pending/ETabulonPendingChanges.h"
-#include "etabulon/pending/ETabulonSavePending.h"
 #include "support/FaultVfs.h"
-#include "support/Tags.h"
 
 #include <chrono>
 
@@ -44,8 +41,9 @@ protected:
 // ------------------------------------------------------------------------- the end of a session
 
 /// Calls back when it comes to a record.
-class CallingCursor final : public ETabulonCursorSql {
+class CallingCursor final : public SqlCursor {
 public:
+    using SqlCursor::SqlCursor;
     std::function<void(EPosition)> onDelete = [](EPosition) {};
 
 protected:
@@ -70,9 +68,7 @@ TEST_F(SqliteSession, TakesNoFurtherWriteOnceItHasEnded) {
         Run(by == By::Table ? "UPDATE t SET a = 'b'" : "UPDATE t SET a = 'c'");
         const std::string before = Rows();
         OpenTable("t");
-        ETabulonLevels levels = LevelsBy({"a"});
-        CallingCursor cursor;
-        cursor.Init(levels, table.get(), /*ownsTable=*/false);
+        CallingCursor cursor(table, {"a"});
         cursor.onDelete = [&](EPosition where) {
             if (where == 2 && by != By::Table) {
                 by == By::Commit ? table->Commit() : table->Rollback();
@@ -83,7 +79,7 @@ TEST_F(SqliteSession, TakesNoFurtherWriteOnceItHasEnded) {
         changes.AppendInsert(Tag({{0, EVariant("new")}}));
         ASSERT_EQ(table->BeginAtomic(), DataOk);
         {
-            ETabulonSavePending saving(&cursor, levels);
+            ETabulonSavePending saving(&cursor, cursor.Levels());
             EXPECT_NE(saving.Run(&changes, ETabulonTag::Null), StatusOk);
             // Whatever is tried: neither by itself, nor by a savepoint outside of a transaction.
             EXPECT_TRUE(Refused(UpdateTo(4, "z"), DataOther, "session"));
@@ -182,22 +178,17 @@ TEST_F(SqliteSession, AWalkByKeySeesOneStateUntilItsEnd) {
 
 // -------------------------------------------------------------------------------- missed writes
 
-struct SkipCase {
-    const char* trigger;
-    std::int32_t update;
-    std::int32_t insert;
-    std::int32_t remove;
-};
-
 TEST_F(SqliteSession, WhatATriggerSkipsIsNotGone) {
-    const SkipCase cases[] = {{"BEFORE UPDATE", DataConstraint, DataOk, DataOk},
-                              {"BEFORE INSERT", DataOk, DataConstraint, DataOk},
-                              {"AFTER UPDATE", DataOk, DataOk, DataOk},
-                              {"BEFORE DELETE", DataOk, DataOk, DataConstraint}};
-    for (const SkipCase& each : cases) {
+    // What becomes of an update, of an insert and of a delete.
+    const Table<std::string, std::int32_t, std::int32_t, std::int32_t> cases = {
+        {"BEFORE UPDATE", DataConstraint, DataOk, DataOk},
+        {"BEFORE INSERT", DataOk, DataConstraint, DataOk},
+        {"AFTER UPDATE", DataOk, DataOk, DataOk},
+        {"BEFORE DELETE", DataOk, DataOk, DataConstraint}};
+    for (const auto& [trigger, update, insert, remove] : cases) {
         for (const bool isAtomic : {false, true}) {
-            SCOPED_TRACE(each.trigger + std::string(isAtomic ? " in a session" : ""));
-            Remake(kFiveRows + std::string("CREATE TRIGGER s ") + each.trigger +
+            SCOPED_TRACE(trigger + (isAtomic ? " in a session" : ""));
+            Remake(kFiveRows + ("CREATE TRIGGER s " + trigger) +
                    " ON t BEGIN SELECT RAISE(IGNORE); END");
             OpenTable("t");
             ASSERT_EQ(isAtomic ? table->BeginAtomic() : std::int32_t{DataOk}, DataOk);
@@ -207,17 +198,17 @@ TEST_F(SqliteSession, WhatATriggerSkipsIsNotGone) {
                           wanted != DataOk);
             };
             UpdateTo(2, "b");
-            expectStatus(each.update);
+            expectStatus(update);
             Insert("new");
-            expectStatus(each.insert);
-            EXPECT_EQ(table->DeleteOne(5), each.remove == DataOk);
-            expectStatus(each.remove);
+            expectStatus(insert);
+            EXPECT_EQ(table->DeleteOne(5), remove == DataOk);
+            expectStatus(remove);
             if (isAtomic) {
                 EXPECT_EQ(table->Commit(), ESqlOutcome::Committed);
             }
-            EXPECT_EQ(Rows(), std::string("1a|") + (each.update == DataOk ? "2b" : "2a") +
-                                  "|3a|4a" + (each.remove == DataOk ? "" : "|5a") +
-                                  (each.insert == DataOk ? "|6new" : ""));
+            EXPECT_EQ(Rows(), std::string("1a|") + (update == DataOk ? "2b" : "2a") + "|3a|4a" +
+                                  (remove == DataOk ? "" : "|5a") +
+                                  (insert == DataOk ? "|6new" : ""));
             Run("DROP TRIGGER s; DELETE FROM t WHERE id = 3");
             EXPECT_EQ(table->RePos(4, false), 4);
             EXPECT_TRUE(Refused(table->DeleteOne(3), DataGone));
@@ -259,15 +250,8 @@ TEST_F(SqliteSession, WaitsTwoSecondsInAllForAReader) {
     table->EndDelete();
 }
 
-struct PassingCase {
-    const char* what;
-    unsigned calls;
-    int files;
-    int code;
-};
-
 TEST_F(SqliteSession, ReadingTriesAgainWhereAStatePasses) {
-    const PassingCase cases[] = {
+    const Table<const char*, unsigned, int, int> cases = {
         {"the log has just gone", FaultVfs::kOpen, SQLITE_OPEN_WAL, SQLITE_CANTOPEN},
         {"the file is being replaced", FaultVfs::kOpen, SQLITE_OPEN_MAIN_DB, SQLITE_CANTOPEN},
         {"others come and go", FaultVfs::kShmMap, 0, SQLITE_PROTOCOL},
@@ -281,9 +265,9 @@ TEST_F(SqliteSession, ReadingTriesAgainWhereAStatePasses) {
     };
     Run(std::string("PRAGMA journal_mode=wal;") + kFiveRows);
     Hold("SELECT count(*) FROM t");  // keeps the log
-    for (const PassingCase& each : cases) {
-        SCOPED_TRACE(each.what);
-        arm({each.calls, 1, each.code, FaultVfs::Moment::Before, true, each.files});
+    for (const auto& [what, calls, files, code] : cases) {
+        SCOPED_TRACE(what);
+        arm({calls, 1, code, FaultVfs::Moment::Before, true, files});
         OpenTable("t", {}, ESqlOpenMode::ReadOnly);
         EXPECT_EQ(hits, 3);
         Close();

@@ -1,9 +1,6 @@
 #include "SqliteFixture.h"
 #include "etabulon/foundation/EExtract.h"
-#include "etabulon/pending/ETabulonPendingChanges.h"
-#include "etabulon/pending/ETabulonSavePending.h"
 #include "support/AllocationCount.h"
-#include "support/Tags.h"
 
 #include <cmath>
 #include <cstring>
@@ -336,14 +333,12 @@ TEST_F(SqliteStored, ASaveWritesNullOverWhatReadsAsMissingAndSkipsNothing) {
     Run("CREATE TABLE t(id INTEGER PRIMARY KEY, n INT, a TEXT); CREATE TABLE log(id);"
         "INSERT INTO t VALUES(1,'seven','x'),(2,NULL,'x'),(3,7,'x');"
         "CREATE TRIGGER u AFTER UPDATE ON t BEGIN INSERT INTO log VALUES(new.id); END");
-    ETabulonLevels levels = test::LevelsBy({"a"});
-    ETabulonCursorSql cursor;
     OpenTable("t");
-    cursor.Init(levels, table.get(), /*ownsTable=*/false);
+    SqlCursor cursor(table, {"a"});
     const auto save = [&](const EVariant& value) {
         ETabulonPendingChanges changes;
         changes.AppendUpdate(ETabulonTag(), "n", value);
-        return ETabulonSavePending(&cursor, levels).Run(&changes, ETabulonTag());
+        return cursor.SaveAll(changes);
     };
     EXPECT_EQ(save(Str("eight")), static_cast<CursorStatus>(DataConstraint));
     EXPECT_EQ(Ask("SELECT id FROM log"), "");

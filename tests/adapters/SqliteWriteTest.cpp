@@ -41,10 +41,7 @@ TEST_F(SqliteWrite, AWalkOfAWriteSessionPassesOverWhatVanished) {
     EXPECT_EQ(table->position, kNoPosition);
     EXPECT_EQ(Text("a"), "NULL");
     EXPECT_TRUE(Refused(table->DeleteOne(kNoPosition), DataNoCurrent));
-    EXPECT_EQ(table->GetNext(), 4);
-    EXPECT_TRUE(Refused(table->GetNext(), DataEnd));
-    EXPECT_EQ(table->GetPrevious(), 4);
-    EXPECT_EQ(table->GetPrevious(), 1);
+    EXPECT_EQ(Steps("next next previous previous"), "4 !9 4 1");
     table->EndDelete();
     EXPECT_EQ(table->Session().attempts, 3U);
     EXPECT_EQ(table->Session().first.status, DataNoCurrent);
@@ -92,21 +89,17 @@ TEST_F(SqliteWrite, FailuresHaveTheirStatusAndChangeNothing) {
         "0),"
         " nn TEXT NOT NULL DEFAULT 'd'); INSERT INTO t VALUES(1,'a',1,1,'x'),(2,'b',1,1,'x')");
     const std::string before = Ask("SELECT id||u||p||c||nn FROM t");
-    struct Case {
-        const char* field;
-        EVariant value;
-        std::int32_t status;
-    };
-    const Case cases[] = {{"id", Whole(1), DataDuplicate},
-                          {"u", EVariant("a"), DataDuplicate},
-                          {"p", Whole(5), DataConstraint},
-                          {"c", Whole(0), DataConstraint},
-                          {"nn", EVariant::Missing(TYPE_CHAINE, 4), DataConstraint}};
+    const test::Table<const char*, EVariant, std::int32_t> cases = {
+        {"id", Whole(1), DataDuplicate},
+        {"u", EVariant("a"), DataDuplicate},
+        {"p", Whole(5), DataConstraint},
+        {"c", Whole(0), DataConstraint},
+        {"nn", EVariant::Missing(TYPE_CHAINE, 4), DataConstraint}};
     table->BeginDelete();
-    for (const Case& test : cases) {
+    for (const auto& [field, value, status] : cases) {
         ASSERT_EQ(table->RePos(2, false), 2);
-        Field(test.field) <<= test.value;
-        EXPECT_TRUE(Refused(table->Update(kNoPosition), test.status));
+        Field(field) <<= value;
+        EXPECT_TRUE(Refused(table->Update(kNoPosition), status));
         EXPECT_NE(table->LastErrorCode(), 0);
         EXPECT_FALSE(table->LastErrorText().IsEmpty());
         EXPECT_EQ(table->position, 2);  // the buffer stays to be mended
@@ -217,16 +210,13 @@ TEST_F(SqliteWrite, StepsFromARecordMovedToGoOnFromThere) {
     RunAndOpen("CREATE TABLE t(id INTEGER PRIMARY KEY); INSERT INTO t VALUES(1),(2),(3),(4)");
     EXPECT_TRUE(Refused(table->GetNext(), DataNoCurrent));
     EXPECT_EQ(table->RePos(3, false), 3);
-    EXPECT_EQ(table->GetNext(), 4);
-    EXPECT_EQ(table->GetFirst(), 1);
-    EXPECT_EQ(table->GetNext(), 2);
-    EXPECT_EQ(table->GetPrevious(), 1);
-    EXPECT_TRUE(Refused(table->GetPrevious(), DataEnd));
-    EXPECT_EQ(table->GetLast(), 4);
+    EXPECT_EQ(Steps("next"), "4");
+    EXPECT_EQ(Steps("first next previous previous"), "1 2 1 !9");
+    EXPECT_EQ(Steps("last"), "4");
     EXPECT_EQ(table->RePos(2, false), 2);
-    EXPECT_EQ(table->GetPrevious(), 1);
+    EXPECT_EQ(Steps("previous"), "1");
     EXPECT_TRUE(table->DeleteLoop());
-    EXPECT_TRUE(Refused(table->GetFirst(), DataEnd));
+    EXPECT_EQ(Steps("first"), "!9");
 }
 
 /// Tables whose keys hardly tell rows apart: NULLs, collations of their own, values of all storage

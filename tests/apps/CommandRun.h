@@ -1,13 +1,10 @@
 #pragma once
 
+#include "support/Table.h"
 #include "support/TestFolder.h"
 
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/types.h>
-
-#include <string>
-#include <vector>
 
 namespace etabulon::test {
 

@@ -1,10 +1,7 @@
 #include "apps/CommandRun.h"
 #include "support/AllocationCount.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <fstream>
 
 namespace etabulon::test {
 namespace {
@@ -13,14 +10,9 @@ const std::string kStrikes = ETABULON_STRIKES_DATABASE;
 
 // ------------------------------------------------------------------------- descriptors that fail
 
-struct ShellCase {
-    std::string line;  // with D for the database
-    int status;
-    std::string said;  // in what is left of stdout and stderr
-};
-
 TEST(BrokenDescriptors, ChangeNoStatusAndEndNothingBySignal) {
-    const std::vector<ShellCase> cases = {
+    // D is the database; the text is in what is left of stdout and stderr.
+    const Table<std::string, int, std::string> cases = {
         {"$ETABULON walk nosuch 2>&-", 1, ""},
         {"$ETABULON walk nosuch 2>/dev/full", 1, ""},
         {"$ETABULON wlak 2>&-", 2, ""},
@@ -36,14 +28,14 @@ TEST(BrokenDescriptors, ChangeNoStatusAndEndNothingBySignal) {
          "score --calc COUNT:id --top 0 2>/dev/full",
          0, "total\t10000"},
         {"(sleep 0.2; $ETABULON walk nosuch; echo $? >&3) 3>&1 2>&1 >/dev/null | :", 0, ""}};
-    for (const ShellCase& each : cases) {
-        std::string line = each.line;
+    for (const auto& [given, status, said] : cases) {
+        std::string line = given;
         if (const std::size_t at = line.find(" D "); at != std::string::npos) {
             line.replace(at + 1, 1, kStrikes);
         }
         const CommandResult result = RunShell(line);
-        EXPECT_EQ(result.status, each.status) << line << result.err;
-        ExpectHas(result.out + result.err, {each.said});
+        EXPECT_EQ(result.status, status) << line << result.err;
+        ExpectHas(result.out + result.err, {said});
     }
 }
 

@@ -5,11 +5,8 @@
 
 #include <fcntl.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <optional>
 #include <thread>

@@ -1,6 +1,5 @@
 #include "apps/CommandRun.h"
 
-#include <filesystem>
 #include <random>
 #include <set>
 

@@ -211,17 +211,6 @@ TEST_F(SmallTree, RefusesWhatItCanNotShow) {
                    database);
 }
 
-TEST(TreeOfEndlessView, IsCancelledWithNothingPrinted) {
-    const TestFolder folder;
-    const std::string database = folder.MakeDatabase(
-        "endless.db",
-        "CREATE VIEW endless AS WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c)"
-        "    SELECT x % 7 AS x FROM c;");
-    const CommandResult result = RunInterrupted(Words("tree @ --levels x", database), 0);
-    EXPECT_EQ(result.status, 130);
-    EXPECT_EQ(result.out, "");
-}
-
 TEST(LongTree, IsBrokenOffAtAnInterruptAndEndsQuietlyWhenTheReaderGoes) {
     const TestFolder folder;
     const std::string database = folder.MakeDatabase(

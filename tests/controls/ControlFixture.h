@@ -5,17 +5,8 @@
 #include "etabulon/testing/EMemoryScreen.h"
 #include "etabulon/testing/EMemorySurface.h"
 #include "etabulon/testing/EMemoryTreeView.h"
-#include "support/Gate.h"
-#include "support/MemoryTable.h"
 #include "support/Storm.h"
-#include "support/Tags.h"
 #include "tree/ThreadFixture.h"
-
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <memory>
-#include <string>
 
 namespace etabulon::test {
 
@@ -55,7 +46,7 @@ struct SalesTable {
     void Append(int id, const char* country, const char* city, int year) {
         table->Append({id, country, city, year});
     }
-    void Delete(std::initializer_list<int> ids) { DeleteRecords(*table, ids); }
+    void Delete(const std::vector<int>& ids) { DeleteRecords(*table, ids); }
 
     DDico dico;
     DRubric* rubric;

@@ -4,8 +4,6 @@
 #include "etabulon/tree/EDataTreeAvailableAlerts.h"
 #include "etabulon/tree/EDataTreeRaisedAlerts.h"
 
-#include <random>
-
 namespace etabulon::test {
 namespace {
 constexpr const char* kWaiting = "13000:16x16";
@@ -59,17 +57,14 @@ TEST_F(TreeCtrlWait, EndsAtATickIfNobodyStopsIt) {
 }
 
 TEST_F(TreeCtrlWait, CancelledOrFailedRefreshBlinksOn) {
-    struct Row {
-        CursorStatus status;
-        const char* owner;
-    };
-    for (const Row& row : {Row{StatusCancelled, "owner 1569; owner 1571; "},
-                           Row{static_cast<CursorStatus>(77), "owner 1569; owner 1572 77; "}}) {
+    for (const auto& [status, owner] : Table<CursorStatus, const char*>{
+             {StatusCancelled, "owner 1569; owner 1571; "},
+             {static_cast<CursorStatus>(77), "owner 1569; owner 1572 77; "}}) {
         sales.cursor.onRecord = nullptr;
         Fill();
-        sales.cursor.onRecord = EndAt(2, row.status);
+        sales.cursor.onRecord = EndAt(2, status);
         Refresh();
-        EXPECT_EQ(view.TakeLog("owner"), row.owner);
+        EXPECT_EQ(view.TakeLog("owner"), owner);
         EXPECT_EQ(RootImage(), kWaiting);
         screen.Advance(500);
         EXPECT_EQ(RootImage(), "-");

@@ -7,21 +7,17 @@ namespace {
 using TreeCtrlItems = TreeScreen;
 
 TEST_F(TreeCtrlItems, OpenAsTheModeSays) {
-    struct Row {
-        EDataTreeCtrl::ExpandMode mode;
-        const char* items;
-    };
-    static const Row kRows[] = {
+    const Table<EDataTreeCtrl::ExpandMode, const char*> rows = {
         {EDataTreeCtrl::ExpandNone, "*-all{+DE +FR}"},
         {EDataTreeCtrl::ExpandAll,
          "*-all{-DE{-Berlin{2022} -Bonn{2022}} -FR{-Lyon{2021} -Paris{2021 2022}}}"},
         {EDataTreeCtrl::ExpandBranches, kAllItems}};
-    for (const Row& row : kRows) {
-        ctrl->SetExpand(row.mode);
+    for (const auto& [mode, items] : rows) {
+        ctrl->SetExpand(mode);
         ctrl->SetSortLevels(InOrder({0}), /*refresh=*/false);
         ctrl->SetSortLevels(InOrder({0, 1, 2}), true);
         Settle();
-        EXPECT_EQ(view.Items(), row.items) << row.mode;
+        EXPECT_EQ(view.Items(), items) << mode;
     }
 }
 
@@ -111,36 +107,27 @@ TEST_F(TreeCtrlItems, SelectsNothingInAnEmptyView) {
 }
 
 TEST_F(TreeCtrlItems, DeletedOneGoesAtOnceWithTheBranchThatItLeavesEmpty) {
-    struct Row {
-        const char* selected;
-        ETabulonTag deleted;
-        std::initializer_list<int> records;
-        const char* atOnce;
-    };
-    for (const Row& row :
-         {Row{"all/FR/Paris/2022",
-              Place("FR", "Paris", 2022),
-              {2},
-              "-all{-DE{+Berlin +Bonn} -FR{+Lyon -Paris{*2021}}}"},
-          Row{"all/FR/Lyon",
-              Place("FR", "Lyon", 2021),
-              {3},
-              "-all{-DE{+Berlin +Bonn} -FR{*-Paris{2021 2022}}}"},
-          Row{"all", Place("FR", "Paris"), {1, 2}, "*-all{-DE{+Berlin +Bonn} -FR{+Lyon}}"}}) {
+    const Table<const char*, ETabulonTag, std::vector<int>, const char*> rows = {
+        {"all/FR/Paris/2022", Place("FR", "Paris", 2022), std::vector{2},
+         "-all{-DE{+Berlin +Bonn} -FR{+Lyon -Paris{*2021}}}"},
+        {"all/FR/Lyon", Place("FR", "Lyon", 2021), std::vector{3},
+         "-all{-DE{+Berlin +Bonn} -FR{*-Paris{2021 2022}}}"},
+        {"all", Place("FR", "Paris"), std::vector{1, 2}, "*-all{-DE{+Berlin +Bonn} -FR{+Lyon}}"}};
+    for (const auto& [selected, deleted, records, atOnce] : rows) {
         SalesTable fresh;
         Reopen(fresh.cursor);
         ctrl->Fill();
         Settle();
-        ctrl->Select(row.deleted);  // opens it
-        view.Click(row.selected);
-        fresh.Delete(row.records);
+        ctrl->Select(deleted);  // opens it
+        view.Click(selected);
+        fresh.Delete(records);
         Gate gate;
         fresh.cursor.HoldAt(gate);
-        ctrl->RefreshDeletedNode(row.deleted);
-        EXPECT_EQ(view.Items(), row.atOnce);
+        ctrl->RefreshDeletedNode(deleted);
+        EXPECT_EQ(view.Items(), atOnce);
         gate.Open();
         Settle();
-        EXPECT_EQ(view.Items(), row.atOnce);
+        EXPECT_EQ(view.Items(), atOnce);
         ctrl.reset();
     }
 }

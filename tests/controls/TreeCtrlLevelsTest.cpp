@@ -50,13 +50,7 @@ TEST_F(TreeCtrlLevels, MoveWithoutTheTable) {
 }
 
 TEST_F(TreeCtrlLevels, DropAlongOneBranch) {
-    struct Row {
-        const char* from;
-        const char* to;
-        bool taken;
-        const char* items;
-    };
-    static const Row kRows[] = {
+    const Table<const char*, const char*, bool, const char*> rows = {
         {"all/FR/Paris", "all/FR", true, "-all{+Berlin +Bonn +Lyon *-Paris{-FR{2021 2022}}}"},
         {"all/FR/Paris/2021", "all/FR", true,
          "-all{*-2021{-FR{Lyon Paris}} -2022{-DE{Berlin Bonn} "
@@ -69,13 +63,13 @@ TEST_F(TreeCtrlLevels, DropAlongOneBranch) {
         {"all", "all/FR", false, kAllItems},
         {"all/FR", "all/FR", false, kAllItems},
         {"all/FR", "nowhere", false, kAllItems}};
-    for (const Row& row : kRows) {
+    for (const auto& [from, to, taken, items] : rows) {
         ctrl->SetSortLevels(ETabulonSortDesc::SortKeyArray(sales.levels), false);
         Fill();
         view.Click("all");
         screen.Advance(1000);
-        EXPECT_EQ(view.Drag(row.from, row.to), row.taken) << row.from << ">" << row.to;
-        EXPECT_EQ(view.Items(), row.items) << row.from << ">" << row.to;
+        EXPECT_EQ(view.Drag(from, to), taken) << from << ">" << to;
+        EXPECT_EQ(view.Items(), items) << from << ">" << to;
         screen.Advance(1000);
         Settle();
     }

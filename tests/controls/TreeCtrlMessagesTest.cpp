@@ -32,27 +32,22 @@ TEST_F(TreeCtrlRuns, FillOfAnEmptyTableShowsNothing) {
 }
 
 TEST_F(TreeCtrlRuns, EachMessageEndsAsItsNumberSays) {
-    struct Row {
-        std::uint32_t number;
-        int starts;  // more than ends
-        const char* log;
-        bool keepsItems;
-    };
-    static const Row kRows[] = {{MsgBrowseStart, 1, "owner 1569; ", true},
-                                {MsgFillDone, -1, "owner 1570; ", true},
-                                {MsgRefreshDone, -1, "owner 1570; ", true},
-                                {MsgFillCancel, -1, "delete all; owner 1571; ", false},
-                                {MsgRefreshCancel, -1, "owner 1571; ", true},
-                                {MsgFillError, -1, "delete all; owner 1572 77; ", false},
-                                {MsgRefreshError, -1, "owner 1572 77; ", true},
-                                {1128, 0, "", true}};
-    for (const Row& row : kRows) {
+    const Table<std::uint32_t, int, const char*, bool> rows = {
+        {MsgBrowseStart, 1, "owner 1569; ", true},
+        {MsgFillDone, -1, "owner 1570; ", true},
+        {MsgRefreshDone, -1, "owner 1570; ", true},
+        {MsgFillCancel, -1, "delete all; owner 1571; ", false},
+        {MsgRefreshCancel, -1, "owner 1571; ", true},
+        {MsgFillError, -1, "delete all; owner 1572 77; ", false},
+        {MsgRefreshError, -1, "owner 1572 77; ", true},
+        {1128, 0, "", true}};
+    for (const auto& [number, startsMoreThanEnds, log, keepsItems] : rows) {
         Fill();
-        ctrl->Port()->Post({row.number, 77, nullptr});
+        ctrl->Port()->Post({number, 77, nullptr});
         screen.Pump();
-        EXPECT_EQ(view.TakeLog("owner delete insert"), row.log) << row.number;
-        EXPECT_EQ(view.Items(), row.keepsItems ? kAllItems : "") << row.number;
-        startsOnly += row.starts;
+        EXPECT_EQ(view.TakeLog("owner delete insert"), log) << number;
+        EXPECT_EQ(view.Items(), keepsItems ? kAllItems : "") << number;
+        startsOnly += startsMoreThanEnds;
     }
 }
 

@@ -1,6 +1,5 @@
 #include "ControlFixture.h"
 #include "controls/EDataTreeCtrlThread.h"
-#include "etabulon/controls/EDataTreeMessages.h"
 #include "etabulon/controls/EMessagePort.h"
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
 #include "etabulon/grid/ETabulonGridFiller.h"

@@ -6,12 +6,11 @@
 #include "support/MemoryTable.h"
 #include "support/Tags.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <array>
-#include <memory>
-#include <string>
 #include <thread>
-#include <vector>
 
 namespace etabulon::test {
 

@@ -6,10 +6,6 @@
 #include "tree/TreeFixture.h"
 
 #include <atomic>
-#include <functional>
-#include <mutex>
-#include <string>
-#include <utility>
 
 namespace etabulon::test {
 

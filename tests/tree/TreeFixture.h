@@ -4,14 +4,14 @@
 #include "etabulon/cursors/ETabulonCursorEData.h"
 #include "etabulon/tree/EDataTree.h"
 #include "support/MemoryTable.h"
+#include "support/Table.h"
 #include "support/Tags.h"
 #include "support/TreeChecker.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <functional>
-#include <initializer_list>
-#include <string>
-#include <vector>
 
 namespace etabulon::test {
 
@@ -49,7 +49,7 @@ private:
 };
 
 /// Deletes the records of these numbers.
-inline void DeleteRecords(const EDataMemory& table, std::initializer_list<int> ids) {
+inline void DeleteRecords(const EDataMemory& table, const std::vector<int>& ids) {
     EDataMemory other(table);
     for (EPosition at = other.GetFirst(); at != kNoPosition; at = other.GetNext()) {
         const auto id = static_cast<int>(other.Fields()[Chaine("id")].AsInt64());
@@ -68,7 +68,7 @@ struct Sales : VentesData {
     }
     ~Sales() { cursor.RemNotifier(&meddler); }
 
-    void Delete(std::initializer_list<int> ids) { DeleteRecords(*table, ids); }
+    void Delete(const std::vector<int>& ids) { DeleteRecords(*table, ids); }
     /// Other records in their place, with countries, cities and years by their number from 0.
     template <class Row>
     void Refill(int count, Row row) {

@@ -2,8 +2,6 @@
 #include "etabulon/tree/EDataTreeRaisedAlerts.h"
 #include "support/SortTrace.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <random>
 #include <set>

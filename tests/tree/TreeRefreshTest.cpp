@@ -1,8 +1,6 @@
 #include "TreeFixture.h"
 #include "support/AllocationCount.h"
 
-#include <gtest/gtest.h>
-
 namespace etabulon::test {
 namespace {
 

@@ -2,8 +2,6 @@
 #include "TreeFixture.h"
 #include "support/Storm.h"
 
-#include <gtest/gtest.h>
-
 #include <set>
 
 namespace etabulon::test {

@@ -2,8 +2,6 @@
 #include "support/Storm.h"
 #include "tree/ThreadFixture.h"
 
-#include <gtest/gtest.h>
-
 #include <new>
 #include <stdexcept>
 

@@ -1,10 +1,6 @@
 #include "TreeFixture.h"
 #include "support/AllocationCount.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
 namespace etabulon::test {
 namespace {
 
