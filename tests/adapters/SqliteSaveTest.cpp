@@ -14,8 +14,9 @@ namespace {
 using Changes = ETabulonPendingChanges;
 
 /// Tells of each write that has succeeded.
-class TellingCursor : public ETabulonCursorSql {
+class TellingCursor : public SqlCursor {
 public:
+    using SqlCursor::SqlCursor;
     std::function<void()> onWritten = [] {};
 
 protected:
@@ -37,31 +38,13 @@ enum class Way : std::uint8_t { EachByItself = 0, AllOrNothing = 1 };
 
 class SqliteSave : public SqliteTest {
 protected:
-    /// A cursor on table t with these levels, in the order of these columns.
-    struct Saving {
-        ETabulonLevels levels;
-        TellingCursor cursor;
-    };
-    void OpenSaving(Saving& saving, const std::vector<const char*>& names,
-                    std::vector<unsigned> order = {}) {
-        for (const char* const name : names) {
-            saving.levels.AddLevel(name, name, name, nullptr, /*addRef=*/false);
-        }
-        OpenTable("t");
-        table->SetOrder(std::move(order));
-        saving.cursor.Init(saving.levels, table.release(), /*ownsTable=*/true);
-    }
     /// What applications do: all stands only if nothing failed.
-    static CursorStatus Save(Saving& saving, const Changes& changes, Way way) {
-        ESqlTable& saved = *saving.cursor.Table();
+    static CursorStatus Save(TellingCursor& cursor, const Changes& changes, Way way) {
+        ESqlTable& saved = *cursor.Table();
         if (way == Way::AllOrNothing && saved.BeginAtomic() != DataOk) {
             return static_cast<CursorStatus>(saved.status);
         }
-        CursorStatus status = StatusOk;
-        {
-            ETabulonSavePending save(&saving.cursor, saving.levels);
-            status = save.Run(&changes, ETabulonTag::Null);
-        }
+        CursorStatus status = cursor.SaveAll(changes);
         if (status == StatusOk && saved.Session().failures != 0) {
             status = static_cast<CursorStatus>(saved.Session().first.status);
         }
@@ -130,10 +113,10 @@ protected:
         }
     }
     void SaveTelling(const std::function<void()>& onWritten) {
-        Saving saving;
-        OpenSaving(saving, {"a", "id"});
-        saving.cursor.onWritten = onWritten;
-        ASSERT_EQ(Save(saving, changes_, way), StatusOk);
+        OpenTable("t");
+        TellingCursor cursor(table, {"a", "id"});
+        cursor.onWritten = onWritten;
+        ASSERT_EQ(Save(cursor, changes_, way), StatusOk);
     }
     const Way way = std::get<1>(GetParam());
     Changes changes_;
@@ -235,13 +218,13 @@ TEST_F(MovingTable, HasEachChangeOnceAndNothingElse) {
                                              name == "v" ? Str(longText) : Whole(i + 100));
                     }
                 }
-                Saving saving;
-                OpenSaving(saving, {"p", "q"},
-                           isOrdered ? std::vector{column} : std::vector<unsigned>());
+                OpenTable("t");
+                table->SetOrder(isOrdered ? std::vector{column} : std::vector<unsigned>());
+                TellingCursor cursor(table, {"p", "q"});
                 std::size_t written = 0;
-                saving.cursor.onWritten = [&written] { ++written; };
+                cursor.onWritten = [&written] { ++written; };
                 // Row 10 comes before row 46 in all these orders.
-                ASSERT_EQ(Save(saving, changes, Way::AllOrNothing), StatusOk);
+                ASSERT_EQ(Save(cursor, changes, Way::AllOrNothing), StatusOk);
                 EXPECT_EQ(std::to_string(written),
                           Ask("SELECT sum(isDeleted OR isUpdated) FROM was WHERE i != 46"));
                 const auto after = [&](const std::string& of, const std::string& updated) {
@@ -315,8 +298,9 @@ TEST_F(RandomSaves, LeaveNoWrongRow) {
     Run("PRAGMA journal_mode=wal; PRAGMA synchronous=off;"
         "CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT, b TEXT, n INT CHECK(n >= 0));"
         "CREATE INDEX t_a ON t(a, b)");
-    Saving saving;
-    OpenSaving(saving, {"a", "b"}, {1});
+    OpenTable("t");
+    table->SetOrder({1});
+    TellingCursor cursor(table, {"a", "b"});
     std::size_t compared = 0;
     std::size_t cancelled = 0;
     std::size_t refused = 0;
@@ -340,16 +324,16 @@ TEST_F(RandomSaves, LeaveNoWrongRow) {
             std::vector<ItemRow> saved = Saved(rows, changes);
             // Cancelled after some writes: nothing stays, and the next one starts anew.
             unsigned left = Any(3) == 0 ? 1 + Any(10) : 0;
-            saving.cursor.onWritten = [&] {
+            cursor.onWritten = [&] {
                 if (left != 0 && --left == 0) {
-                    saving.cursor.Cancel();
+                    cursor.Cancel();
                 }
             };
-            CursorStatus status = Save(saving, changes, Way::AllOrNothing);
+            CursorStatus status = Save(cursor, changes, Way::AllOrNothing);
             if (status == StatusCancelled) {
                 ASSERT_EQ(Rows(), test::Text(rows)) << "cancelled in sequence " << sequence;
                 ++cancelled;
-                status = Save(saving, changes, Way::AllOrNothing);
+                status = Save(cursor, changes, Way::AllOrNothing);
             }
             ASSERT_EQ(status, HasBad(saved) ? static_cast<CursorStatus>(DataConstraint) : StatusOk);
             if (status == StatusOk) {

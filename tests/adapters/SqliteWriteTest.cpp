@@ -189,6 +189,7 @@ TEST_F(SqliteWrite, RecordLocksAreBetweenTheTablesOfTheProcess) {
     const auto second = source->OpenTable("t", error);
     ASSERT_EQ(table->GetFirst(), 1);
     ASSERT_EQ(second->GetFirst(), 1);
+    table->EndWalk();  // which would hold the file's own lock
     EXPECT_EQ(table->Lock(kNoPosition, false), DataOk);
     EXPECT_EQ(table->LockRecord(kNoPosition, false), DataOk);
     EXPECT_EQ(second->LockRecord(1, false), DataLocked);
@@ -212,7 +213,7 @@ TEST_F(SqliteWrite, StepsFromARecordMovedToGoOnFromThere) {
     EXPECT_EQ(table->RePos(3, false), 3);
     EXPECT_EQ(Steps("next"), "4");
     EXPECT_EQ(Steps("first next previous previous"), "1 2 1 !9");
-    EXPECT_EQ(Steps("last"), "4");
+    EXPECT_EQ(Steps("last next previous"), "4 !9 4");
     EXPECT_EQ(table->RePos(2, false), 2);
     EXPECT_EQ(Steps("previous"), "1");
     EXPECT_TRUE(table->DeleteLoop());

@@ -192,6 +192,8 @@ TEST_F(Edit, WhatCannotBeEditedIsTold) {
     const std::string before = Stock();
     ExpectFailures(cases, path);
     EXPECT_EQ(Stock(), before);
+    // A set of another column takes no set's place.
+    EXPECT_EQ(Run("--set shelf=B,slot=2:amount=3 --set item=bolt:price=1").status, 0);
 }
 
 /// Nothing is written, and the script comes out as it would without --save.

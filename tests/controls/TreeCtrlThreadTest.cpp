@@ -183,13 +183,16 @@ protected:
             sales.Append(id, Letter().c_str(), Letter().c_str(), 2000 + static_cast<int>(Any(4)));
         }
         sales.cursor.onRecord = [this](int record) {
-            return record == 1 && ++walks_ % 17 == 0 ? static_cast<CursorStatus>(77) : StatusOk;
+            if (record == 1 && ++walks_ % 61 == 0) {
+                throw std::runtime_error("broken");
+            }
+            return record == 1 && walks_ % 17 == 0 ? static_cast<CursorStatus>(77) : StatusOk;
         };
     }
     void GiveAnOrder() {
         DoOne(
-            11, [&] { ctrl->Refresh(); }, [&] { ctrl->RefreshDeletedNode(AnyPlace()); },
-            [&] { ctrl->Select(AnyPlace()); },
+            12, [&] { ctrl->Refresh(); }, [&] { ctrl->RefreshDeletedNode(AnyPlace()); },
+            [&] { sales.cursor.Cancel(); }, [&] { ctrl->Select(AnyPlace()); },
             [&] {
                 const unsigned count = ctrl->SortDesc()->SortLevelCount(kInTree);
                 ctrl->SortDesc()->MoveSortLevel(Any(count), Any(count), kInTree);
@@ -244,6 +247,8 @@ TEST_F(TreeCtrlThreadStorm, EachRunIsHeardOnceUntilItsControlIsClosed) {
                 ++reopened;
             }
             if (Any(100) == 0) {
+                const ECursorExclusive exclusive(sales.cursor);
+                ASSERT_EQ(CheckTree(*ctrl->Tree()->Root()), "");
                 script_.Reset();
                 view.TakeLog();
             }
