@@ -1,5 +1,4 @@
 #include "SqliteFixture.h"
-#include "support/Tags.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -13,13 +12,6 @@
 
 namespace etabulon {
 namespace {
-/// Opens the steps of the cursor.
-class StepCursor final : public ETabulonCursorSql {
-public:
-    using ETabulonCursorSql::CallGetNext;
-    using ETabulonCursorSql::CallReset;
-};
-
 class SqliteFaults : public SqliteTest {
 protected:
     /// What another program sees of this one's locks.
@@ -41,8 +33,7 @@ protected:
 };
 
 TEST_F(SqliteFaults, OpeningAnotherTableKeepsTheLocksOfAnOpenTransaction) {
-    Run("CREATE TABLE t(id INTEGER PRIMARY KEY)");
-    OpenTable("t");
+    RunAndOpen("CREATE TABLE t(id INTEGER PRIMARY KEY)");
     ASSERT_EQ(table->BeginAtomic(), DataOk);
     ASSERT_TRUE(IsLockedForOthers());
     for (const ESqlOpenMode mode : {ESqlOpenMode::ReadOnly, ESqlOpenMode::ReadWrite}) {
@@ -84,9 +75,7 @@ TEST_F(SqliteFaults, ADamagedFileNeverLooksLikeItsEndNorEndsTheProgram) {
     while (table->GetNext() != kNoPosition) {
     }
     EXPECT_NE(table->status, DataEnd);
-    source = ESqliteSource::Open(path.c_str(), ESqlOpenMode::ReadOnly, error);
-    table = source != nullptr ? source->OpenTable("t", error) : nullptr;
-    if (table != nullptr) {
+    if (TryOpen(ESqlOpenMode::ReadOnly)) {
         while (table->GetFirst() != kNoPosition && table->GetNext() != kNoPosition) {
         }
         EXPECT_NE(table->status, DataEnd);
@@ -97,15 +86,10 @@ TEST_F(SqliteFaults, ADamagedFileNeverLooksLikeItsEndNorEndsTheProgram) {
         for (int i = 0; i < 20; ++i) {
             bytes[random() % bytes.size()] = static_cast<char>(random());
         }
-        table.reset();
-        source.reset();
+        Close();
         std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-        source = ESqliteSource::Open(path.c_str(), ESqlOpenMode::ReadWrite, error);
-        table = source != nullptr && source->FindTable("t") != nullptr
-                    ? source->OpenTable("t", error)
-                    : nullptr;
-        for (EPosition at = table != nullptr ? table->GetFirst() : kNoPosition; at != kNoPosition;
-             at = table->GetNext()) {
+        for (EPosition at = TryOpen(ESqlOpenMode::ReadWrite) ? table->GetFirst() : kNoPosition;
+             at != kNoPosition; at = table->GetNext()) {
             ASSERT_EQ(table->status, DataOk);
         }
     }
@@ -163,20 +147,17 @@ TEST_F(SqliteFaults, ATableThatOutlivesItsSourceFailsAndNamesIt) {
 
 TEST_F(SqliteFaults, AConflictNeverTakesAnotherRowAway) {
     for (const char* const what : {"REPLACE", "IGNORE", "FAIL", "ROLLBACK", "ABORT"}) {
-        std::filesystem::remove(path);
-        Run(std::string("CREATE TABLE t(id INTEGER PRIMARY KEY, u TEXT UNIQUE ON CONFLICT ") +
-            what + "); INSERT INTO t VALUES(1,'a'),(2,'b')");
+        Remake(std::string("CREATE TABLE t(id INTEGER PRIMARY KEY, u TEXT UNIQUE ON CONFLICT ") +
+               what + "); INSERT INTO t VALUES(1,'a'),(2,'b')");
         for (const bool isAtomic : {false, true}) {
             OpenTable("t");
             ASSERT_EQ(isAtomic ? table->BeginAtomic() : std::int32_t{DataOk}, DataOk);
             table->RePos(1, false);
             SetText("u", "b");
-            EXPECT_EQ(table->Update(kNoPosition), kNoPosition) << what;
-            EXPECT_EQ(table->status, DataDuplicate) << what;
+            EXPECT_TRUE(Refused(table->Update(kNoPosition), DataDuplicate));
             table->Fields().SetNull();
             SetText("u", "a");
-            EXPECT_EQ(table->Insert(), kNoPosition) << what;
-            EXPECT_EQ(table->status, DataDuplicate) << what;
+            EXPECT_TRUE(Refused(table->Insert(), DataDuplicate));
             EXPECT_EQ(isAtomic ? table->Commit() : ESqlOutcome::Committed, ESqlOutcome::Committed);
             EXPECT_EQ(Ask("SELECT id||u FROM t"), "1a|2b") << what;
         }
@@ -184,17 +165,18 @@ TEST_F(SqliteFaults, AConflictNeverTakesAnotherRowAway) {
 }
 
 TEST_F(SqliteFaults, AColumnThatWentFailsAndIsNotReadAsItsName) {
-    Run("CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT, k TEXT); INSERT INTO t VALUES(1,'x','y')");
-    OpenTable("t");
+    RunAndOpen(
+        "CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT, k TEXT); INSERT INTO t VALUES(1,'x','y')");
     Run("ALTER TABLE t DROP COLUMN k");
     EXPECT_EQ(Walk("k"), "!1005");
     EXPECT_EQ(source->CountDistinct("t", "k", error), -1);
 }
 
 TEST_F(SqliteFaults, RecordsOfAViewDifferAndAreWalkedInAWriteSessionToo) {
-    Run("CREATE TABLE t(a TEXT); INSERT INTO t VALUES('x'),('y'),('z');"
-        "CREATE VIEW v AS SELECT a FROM t");
-    OpenTable("v");
+    RunAndOpen(
+        "CREATE TABLE t(a TEXT); INSERT INTO t VALUES('x'),('y'),('z');"
+        "CREATE VIEW v AS SELECT a FROM t",
+        "v");
     std::set<EPosition> positions;
     for (int walk = 0; walk < 2; ++walk) {
         for (EPosition at = table->GetFirst(); at != kNoPosition; at = table->GetNext()) {
@@ -209,10 +191,8 @@ TEST_F(SqliteFaults, RecordsOfAViewDifferAndAreWalkedInAWriteSessionToo) {
     table->EndDelete();
     // Backward it can't be walked, which isn't its end.
     ASSERT_NE(table->GetFirst(), kNoPosition);
-    EXPECT_EQ(table->GetPrevious(), kNoPosition);
-    EXPECT_EQ(table->status, DataBadStatement);
-    EXPECT_EQ(table->GetLast(), kNoPosition);
-    EXPECT_EQ(table->status, DataBadStatement);
+    EXPECT_TRUE(Refused(table->GetPrevious(), DataBadStatement));
+    EXPECT_TRUE(Refused(table->GetLast(), DataBadStatement));
 }
 
 TEST_F(SqliteFaults, AnUnknownOrderOfTextsIsReadAndFoundByKey) {
@@ -236,14 +216,13 @@ TEST_F(SqliteFaults, AnUnknownOrderOfTextsIsReadAndFoundByKey) {
     EXPECT_EQ(table->RePos(2, false), 2);
     EXPECT_EQ(Text("k"), "b");
     SetText("k", "d");
-    EXPECT_EQ(table->Update(kNoPosition), kNoPosition);
-    EXPECT_EQ(table->status, DataBadStatement);
+    EXPECT_TRUE(Refused(table->Update(kNoPosition), DataBadStatement));
 }
 
 TEST_F(SqliteFaults, ADatabaseInAnotherEncodingKeepsItsTexts) {
-    Run("PRAGMA encoding='UTF-16'; CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT);"
+    RunAndOpen(
+        "PRAGMA encoding='UTF-16'; CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT);"
         "INSERT INTO t VALUES(1,'août'),(2,'')");
-    OpenTable("t");
     EXPECT_FALSE(table->AddRange(1, ValueOf(EVariant("août"))));
     EXPECT_EQ(Walk("a"), "août|");
     ASSERT_EQ(table->RePos(2, false), 2);
@@ -253,20 +232,13 @@ TEST_F(SqliteFaults, ADatabaseInAnotherEncodingKeepsItsTexts) {
 }
 
 TEST_F(SqliteFaults, BytesAreKeysLikeAnyOther) {
-    Run("CREATE TABLE p(k BLOB PRIMARY KEY, name TEXT); INSERT INTO p VALUES(x'00ff','zero'),"
+    RunAndOpen(
+        "CREATE TABLE p(k BLOB PRIMARY KEY, name TEXT); INSERT INTO p VALUES(x'00ff','zero'),"
         "(x'','none'),(x'61','a');"
         "CREATE TABLE t(id INTEGER PRIMARY KEY, p BLOB REFERENCES p);"
         "INSERT INTO t VALUES(1,x'00ff'),(2,NULL),(3,x'61'),(4,x'62'),(5,x'')");
-    OpenTable("t");
-    ETabulonLevels levels = test::LevelsBy({"t.p>p.name"});
-    StepCursor cursor;
-    cursor.Init(levels, table.get(), false);
-    std::string texts;
-    for (CursorStatus status = cursor.CallReset(ETabulonTag()); status == StatusOk;
-         status = cursor.CallGetNext()) {
-        texts += cursor.CurrentTag().DisplayID().c_str();
-    }
-    EXPECT_EQ(texts, "[zero][][a][][none]");
+    SqlCursor cursor(table, {"t.p>p.name"});
+    EXPECT_EQ(Walked(cursor), "reset [] | zero |  | a |  | none");
     OpenTable("p");
     for (EPosition at = table->GetFirst(); at != kNoPosition; at = table->GetNext()) {
         EXPECT_EQ(table->CurKey().At(0), Field("k"));
@@ -275,10 +247,8 @@ TEST_F(SqliteFaults, BytesAreKeysLikeAnyOther) {
 }
 
 TEST_F(SqliteFaults, ACancelEndsAWaitForAnothersLock) {
-    Run("CREATE TABLE t(id INTEGER PRIMARY KEY); INSERT INTO t VALUES(1)");
-    OpenTable("t");
-    auto other = std::make_unique<Database>(path);
-    other->Do("BEGIN EXCLUSIVE");
+    RunAndOpen("CREATE TABLE t(id INTEGER PRIMARY KEY); INSERT INTO t VALUES(1)");
+    Hold("BEGIN EXCLUSIVE");
     std::thread canceller([this] {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
         table->Interrupt();
@@ -288,23 +258,19 @@ TEST_F(SqliteFaults, ACancelEndsAWaitForAnothersLock) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
     canceller.join();
     EXPECT_EQ(table->status, kDataInterrupted);
-    other.reset();
+    holder.reset();
     // And the next step, however short; in a write session as well.
-    EXPECT_EQ(table->GetFirst(), kNoPosition);
-    EXPECT_EQ(table->status, kDataInterrupted);
+    EXPECT_TRUE(Refused(table->GetFirst(), kDataInterrupted));
     table->BeginDelete();
-    EXPECT_EQ(table->GetFirst(), kNoPosition);
-    EXPECT_EQ(table->status, kDataInterrupted);
+    EXPECT_TRUE(Refused(table->GetFirst(), kDataInterrupted));
     table->ResetInterrupt();
     EXPECT_EQ(table->GetFirst(), 1);
 }
 
 TEST_F(SqliteFaults, AWalkThatEndedBadlyHoldsNoLock) {
-    Run("CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT); INSERT INTO t VALUES(1,'x'),(2,'y')");
-    OpenTable("t");
-    ETabulonLevels levels = test::LevelsBy({"t.a"});
-    StepCursor cursor;
-    cursor.Init(levels, table.get(), false);
+    RunAndOpen(
+        "CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT); INSERT INTO t VALUES(1,'x'),(2,'y')");
+    SqlCursor cursor(table, {"t.a"});
     ASSERT_EQ(cursor.CallReset(ETabulonTag()), StatusOk);
     EXPECT_EQ(Try("BEGIN EXCLUSIVE"), SQLITE_BUSY);
     cursor.Cancel();
@@ -343,10 +309,7 @@ TEST_F(SqliteCutOff, SchemaAndRecordsAreReadWholeOrNotWhereMemoryIsShort) {
         "INSERT INTO t VALUES(hex(zeroblob(20000)),hex(zeroblob(30000)),'b'),"
         "  ('1'||hex(zeroblob(9000)),hex(zeroblob(40000)),'c')");
     const auto read = [this, &longName] {
-        table.reset();
-        source = ESqliteSource::Open(path.c_str(), ESqlOpenMode::ReadWrite, error);
-        table = source != nullptr ? source->OpenTable("t", error) : nullptr;
-        if (table == nullptr) {
+        if (!TryOpen(ESqlOpenMode::ReadWrite)) {
             EXPECT_NE(error.status, DataOk);
             return std::string("!");
         }
@@ -362,8 +325,7 @@ TEST_F(SqliteCutOff, SchemaAndRecordsAreReadWholeOrNotWhereMemoryIsShort) {
     int failures = 0;
     int successes = 0;
     for (std::int64_t more = 0; successes < 10; more += 1999) {
-        table.reset();
-        source.reset();
+        Close();
         const HeapLimit limit(more);
         const std::string seen = read();
         ASSERT_TRUE(seen == whole || seen.find('!') != std::string::npos)
@@ -374,16 +336,15 @@ TEST_F(SqliteCutOff, SchemaAndRecordsAreReadWholeOrNotWhereMemoryIsShort) {
 }
 
 TEST_F(SqliteCutOff, AValueThatCanNotBeBoundIsNotWrittenAsMissing) {
-    Run("CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT); INSERT INTO t VALUES(1,'a')");
-    OpenTable("t");
+    RunAndOpen("CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT); INSERT INTO t VALUES(1,'a')");
     ASSERT_EQ(table->RePos(1, false), 1);
     const std::string text(std::size_t{4} << 20, 'z');
     SetText("a", text);
     for (const bool isInsert : {false, true}) {
         {
             const HeapLimit limit(std::int64_t{2} << 20);
-            EXPECT_EQ(isInsert ? table->Insert() : table->Update(kNoPosition), kNoPosition);
-            EXPECT_EQ(table->status, DataNoMemory);
+            EXPECT_TRUE(
+                Refused(isInsert ? table->Insert() : table->Update(kNoPosition), DataNoMemory));
         }
         EXPECT_EQ(Text("a"), text);
         EXPECT_EQ(Ask("SELECT a FROM t"), "a");
@@ -405,7 +366,7 @@ TEST_F(SqliteCutOff, AWriteWhoseRecordCanNotBeReadAgainIsTakenBack) {
             ASSERT_EQ(isAtomic ? table->BeginAtomic() : std::int32_t{DataOk}, DataOk);
             ASSERT_EQ(table->RePos(1, false), 1);
             const std::string before = Text("a");
-            Field("n") <<= EVariant::FromInt64(stored + 1);
+            Field("n") <<= Whole(stored + 1);
             EPosition written = kNoPosition;
             {
                 const HeapLimit limit(more);
@@ -432,11 +393,9 @@ TEST_F(SqliteCutOff, AWriteWhoseRecordCanNotBeReadAgainIsTakenBack) {
 }
 
 TEST_F(SqliteCutOff, ARecordThatCanNotHaveAPositionIsNotInserted) {
-    Run("CREATE TABLE t(id INTEGER PRIMARY KEY, n INTEGER)");
-    OpenTable("t");
-    Field("id") <<= EVariant::FromInt64(std::numeric_limits<std::int64_t>::min());
-    EXPECT_EQ(table->Insert(), kNoPosition);
-    EXPECT_EQ(table->status, DataOther);
+    RunAndOpen("CREATE TABLE t(id INTEGER PRIMARY KEY, n INTEGER)");
+    Field("id") <<= Whole(std::numeric_limits<std::int64_t>::min());
+    EXPECT_TRUE(Refused(table->Insert(), DataOther));
     EXPECT_EQ(Ask("SELECT count(*) FROM t"), "0");
 }
 

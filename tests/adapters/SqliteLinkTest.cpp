@@ -1,28 +1,10 @@
 #include "SqliteFixture.h"
-#include "etabulon/pending/ETabulonPendingChanges.h"
-#include "etabulon/pending/ETabulonSavePending.h"
 #include "support/FaultVfs.h"
-#include "support/Tags.h"
-#include "support/WalkTrace.h"
 
 #include <chrono>
 
 namespace etabulon::test {
 namespace {
-
-FaultVfs::Fault FaultAt(unsigned calls, std::uint64_t at) {
-    FaultVfs::Fault fault;
-    fault.calls = calls;
-    fault.at = at;
-    return fault;
-}
-
-/// Opens the steps of the cursor.
-class StepCursor final : public ETabulonCursorSql {
-public:
-    using ETabulonCursorSql::CallGetNext;
-    using ETabulonCursorSql::CallReset;
-};
 
 /// Table t, each record of which links to a named one of p.
 class SqliteLinks : public SqliteTest {
@@ -43,57 +25,27 @@ protected:
     /// Walks t, as a program that was just started, by the names. What is seen of them ends with
     /// "!status text" where the walk fails.
     std::string WalkNames(ESqlOpenMode mode = ESqlOpenMode::ReadOnly) {
-        table.reset();
-        source = ESqliteSource::Open(path.c_str(), mode, error);
-        table = source != nullptr ? source->OpenTable("t", error) : nullptr;
-        if (table == nullptr) {
+        if (!TryOpen(mode)) {
             return "!" + std::to_string(error.status);
         }
-        ETabulonCursorSql cursor;
-        cursor.Init(ByName(), table.get(), false);
+        SqlCursor cursor(table, {"p>name"});
         return Walked(cursor);
-    }
-    [[nodiscard]] std::string Walked(ETabulonCursorSql& cursor) {
-        const ERef<WalkTrace> trace = MakeRef<WalkTrace>();
-        const ECursorListening listening(cursor, *trace);
-        const CursorStatus status = cursor.Browse(ETabulonTag::Null);
-        return trace->Take() + (status == StatusOk ? ""
-                                                   : '!' + std::to_string(status) + ' ' +
-                                                         table->LastErrorText().c_str());
-    }
-    static ETabulonLevels ByName(const char* link = "p>name") {
-        ETabulonLevels levels;
-        levels.AddLevel("Name", link, nullptr, /*addRef=*/false);
-        return levels;
     }
     /// In one session: n becomes -5, and what has no name goes.
     [[nodiscard]] ESqlOutcome Save() {
-        table.reset();
-        source = ESqliteSource::Open(path.c_str(), ESqlOpenMode::ReadWrite, error);
-        table = source != nullptr ? source->OpenTable("t", error) : nullptr;
-        if (table == nullptr || table->BeginAtomic() != DataOk) {
+        if (!TryOpen(ESqlOpenMode::ReadWrite) || table->BeginAtomic() != DataOk) {
             return ESqlOutcome::RolledBack;
         }
         ETabulonPendingChanges changes;
         changes.AppendUpdate(ETabulonTag(), "n", -5);
         changes.AppendDelete(Tag({{0, EVariant()}}));
-        ETabulonCursorSql cursor;
-        cursor.Init(ByName(), table.get(), false);
+        SqlCursor cursor(table, {"p>name"});
         const ERef<WalkTrace> trace = MakeRef<WalkTrace>("id");
-        CursorStatus status = StatusOk;
-        {
-            const ECursorListening listening(cursor, *trace);
-            ETabulonSavePending saving(&cursor, cursor.Levels());
-            status = saving.Run(&changes, ETabulonTag::Null);
-        }
+        const ECursorListening listening(cursor, *trace);
+        const CursorStatus status = cursor.SaveAll(changes);
         const bool isWhole = status == StatusOk && table->Session().failures == 0 &&
                              trace->Take().find("error") == std::string::npos;
         return isWhole ? table->Commit() : table->Rollback();
-    }
-    /// Lets the connections go, which belong to the file system that they were made with.
-    void Close() {
-        table.reset();
-        source.reset();
     }
     /// Overwrites the first page of table p.
     void Damage() {
@@ -126,7 +78,7 @@ TEST_F(SqliteLinks, FailAtEachCallOfAWalkThatFailsOrAreWhole) {
             int throughLinks = 0;
             std::uint64_t count = 1;
             for (std::uint64_t at = 0; at <= count; ++at) {
-                vfs.Arm(FaultAt(calls, at));
+                vfs.Arm({calls, at});
                 const std::string seen =
                     WalkNames(at % 2 == 0 ? ESqlOpenMode::ReadWrite : ESqlOpenMode::ReadOnly);
                 vfs.Disarm();
@@ -148,7 +100,7 @@ TEST_F(SqliteLinks, FailAtEachReadOfASaveThatSavesNothing) {
         FaultVfs vfs;
         std::uint64_t reads = 1;
         for (std::uint64_t at = 0; at <= reads; ++at) {
-            vfs.Arm(FaultAt(FaultVfs::kRead, at));
+            vfs.Arm({FaultVfs::kRead, at});
             const ESqlOutcome outcome = Save();
             vfs.Disarm();
             Close();
@@ -167,11 +119,10 @@ TEST_F(SqliteLinks, ThatEndTheSessionAreTheCauseOfLaterRefusals) {
     Make(4, 1, 3000);  // each name is on a page of its own
     FaultVfs vfs;
     OpenTable("t");
-    StepCursor cursor;
-    cursor.Init(ByName(), table.get(), false);
+    SqlCursor cursor(table, {"p>name"});
     ASSERT_EQ(table->BeginAtomic(), DataOk);
     ASSERT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
-    vfs.Arm(FaultAt(FaultVfs::kRead, 1));
+    vfs.Arm({FaultVfs::kRead, 1});
     EXPECT_EQ(cursor.CallGetNext(), static_cast<CursorStatus>(DataOther));
     vfs.Disarm();
     const std::string cause = table->LastErrorText().c_str();
@@ -192,10 +143,8 @@ TEST_F(SqliteLinks, AreCancelledWithinOneRead) {
         "UPDATE p SET name='last' WHERE id=20000; INSERT INTO t VALUES(1,'c20000')");
     FaultVfs vfs;
     OpenTable("t", {}, ESqlOpenMode::ReadOnly);
-    ETabulonCursorSql cursor;
-    cursor.Init(ByName(), table.get(), false);
-    FaultVfs::Fault cancel = FaultAt(FaultVfs::kRead, 10);
-    cancel.code = SQLITE_OK;
+    SqlCursor cursor(table, {"p>name"});
+    FaultVfs::Fault cancel{FaultVfs::kRead, 10, SQLITE_OK};
     cancel.onHit = [&cursor] { cursor.Cancel(); };
     vfs.Arm(cancel);
     EXPECT_EQ(Walked(cursor).find("reset [] | cancel!-2 linked table p can't be read: "), 0U);
@@ -213,8 +162,7 @@ TEST_F(SqliteLinks, OfADamagedTableNameIt) {
                                        path.string() + ": the database is corrupt");
         // The walk holds no lock any more, and goes on failing.
         Run("BEGIN EXCLUSIVE; COMMIT");
-        EXPECT_EQ(table->GetNext(), kNoPosition);
-        EXPECT_EQ(table->status, DataOther);
+        EXPECT_TRUE(Refused(table->GetNext(), DataOther));
         EXPECT_NE(table->LastErrorCode(), 0);
     }
     EXPECT_EQ(Save(), ESqlOutcome::RolledBack);
@@ -224,8 +172,7 @@ TEST_F(SqliteLinks, OfADamagedTableNameIt) {
 TEST_F(SqliteLinks, ToATableThatWentFailTheReset) {
     Make(3, 1, 0);
     OpenTable("t");
-    ETabulonCursorSql cursor;
-    cursor.Init(ByName(), table.get(), false);
+    SqlCursor cursor(table, {"p>name"});
     Run("ALTER TABLE p RENAME TO q");
     for (int turn = 0; turn < 2; ++turn) {
         EXPECT_EQ(Walked(cursor).find("reset [] | error(1005)!1005 linked table p can't be read: "),
@@ -237,18 +184,16 @@ TEST_F(SqliteLinks, ToATableThatWentFailTheReset) {
 
 TEST_F(SqliteLinks, SeeWhatTheSessionHasWritten) {
     for (const char* const mode : {"PRAGMA journal_mode=delete", "PRAGMA journal_mode=wal"}) {
-        std::filesystem::remove(path);
-        Run(std::string(mode) +
-            "; CREATE TABLE t(id INTEGER PRIMARY KEY, boss INTEGER REFERENCES t, p REFERENCES p,"
-            "  name TEXT);"
-            "CREATE TABLE p(id INTEGER PRIMARY KEY, name TEXT);"
-            "CREATE TRIGGER follows AFTER UPDATE ON t BEGIN"
-            "  UPDATE p SET name = new.name WHERE id = new.p; END;"
-            "INSERT INTO p VALUES(1,'a'); INSERT INTO t VALUES(1,1,1,'a'),(2,1,1,'b')");
+        Remake(std::string(mode) +
+               "; CREATE TABLE t(id INTEGER PRIMARY KEY, boss INTEGER REFERENCES t, p REFERENCES p,"
+               "  name TEXT);"
+               "CREATE TABLE p(id INTEGER PRIMARY KEY, name TEXT);"
+               "CREATE TRIGGER follows AFTER UPDATE ON t BEGIN"
+               "  UPDATE p SET name = new.name WHERE id = new.p; END;"
+               "INSERT INTO p VALUES(1,'a'); INSERT INTO t VALUES(1,1,1,'a'),(2,1,1,'b')");
         OpenTable("t");
-        ETabulonCursorSql bosses, parts;
-        bosses.Init(ByName("boss>name"), table.get(), false);
-        parts.Init(ByName("p>name"), table.get(), false);
+        SqlCursor bosses(table, {"boss>name"});
+        SqlCursor parts(table, {"p>name"});
         const auto walked = [&] { return Walked(bosses) + ' ' + Walked(parts); };
         EXPECT_EQ(walked(), "reset [] | a | a reset [] | a | a");
         ASSERT_EQ(table->BeginAtomic(), DataOk);
@@ -265,8 +210,7 @@ TEST_F(SqliteLinks, SeeWhatTheSessionHasWritten) {
 TEST_F(SqliteLinks, OfAWalkThatASessionCameIntoAreReadFromItsState) {
     Make(3, 3, 0, "PRAGMA journal_mode=wal");
     OpenTable("t");
-    StepCursor cursor;
-    cursor.Init(ByName(), table.get(), false);
+    SqlCursor cursor(table, {"p>name"});
     ASSERT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
     EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine("[name1]"));
     Run("UPDATE p SET name='other' WHERE id=1");

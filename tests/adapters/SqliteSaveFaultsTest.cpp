@@ -1,11 +1,6 @@
 #include "SqliteFixture.h"
-#include "etabulon/cursors/ECursorListener.h"
-#include "etabulon/pending/ETabulonPendingChanges.h"
-#include "etabulon/pending/ETabulonSavePending.h"
 #include "support/FaultVfs.h"
-#include "support/Tags.h"
 
-#include <map>
 #include <sstream>
 #include <system_error>
 
@@ -55,21 +50,12 @@ private:
     sqlite3_int64 former_;
 };
 
-class FailingWalk final : public ECursorListener {
-public:
-    void OnError(const ETabulonCursor& /*cursor*/, CursorStatus /*status*/) override {
-        hasFailed = true;
-    }
-    bool hasFailed = false;
-};
-
 class FaultySave : public SqliteTest, public ::testing::WithParamInterface<const char*> {
 protected:
     using Rows = std::map<std::string, std::string>;      // what there is, by key
     using Outcomes = std::map<std::string, ESqlOutcome>;  // what the save has learnt, by key
 
     FaultySave() {
-        MoveToMemory();
         // Deletes shorten the file, behind the commit.
         Run("PRAGMA page_size=512; PRAGMA auto_vacuum=full; PRAGMA journal_mode=" +
             std::string(GetParam()) +
@@ -79,16 +65,6 @@ protected:
             "hex(zeroblob(900)), 9");
         original = folder / "original.db";
         std::filesystem::copy_file(path, original);
-    }
-    /// Copies a database as a kill would leave it.
-    static void CopyFiles(const std::filesystem::path& from, const std::filesystem::path& to) {
-        for (const char* const end : {"", "-journal", "-wal", "-shm"}) {
-            std::error_code none;
-            std::filesystem::remove(to.string() + end, none);
-            if (std::string_view(end) != "-shm") {
-                std::filesystem::copy_file(from.string() + end, to.string() + end, none);
-            }
-        }
     }
     /// What a database holds, opened without faults.
     Rows RowsOf(std::filesystem::path database) {
@@ -108,26 +84,22 @@ protected:
     Outcomes SaveAll() {
         ETabulonPendingChanges changes;
         const ETabulonTag place = Tag({{0, EVariant("x")}});
-        changes.AppendUpdate(place, "n", EVariant::FromInt64(-1));
+        changes.AppendUpdate(place, "n", Whole(-1));
         changes.AppendUpdate(place, "a", EVariant(Chaine(std::string(300, 'z'))));
         for (const int id : {3, 9}) {
-            changes.AppendDelete(Tag({{1, EVariant::FromInt64(id)}}));
+            changes.AppendDelete(Tag({{1, Whole(id)}}));
         }
         for (const int id : {20, 21}) {
             changes.AppendInsert(
-                Tag({{0, EVariant(Chaine(std::string(400, 'n')))}, {1, EVariant::FromInt64(id)}}));
+                Tag({{0, EVariant(Chaine(std::string(400, 'n')))}, {1, Whole(id)}}));
         }
-        ETabulonLevels levels = LevelsBy({"a", "id"});
-        FailingWalk walk;
-        ETabulonCursorSql cursor;
-        cursor.Init(levels, table.get(), /*ownsTable=*/false);
-        cursor.AddNotifier(&walk);
+        SqlCursor cursor(table, {"a", "id"});
+        const auto walk = MakeRef<WalkTrace>();
+        cursor.AddNotifier(walk.Get());
         CursorStatus status = static_cast<CursorStatus>(table->BeginAtomic());
-        if (status == StatusOk) {
-            ETabulonSavePending save(&cursor, levels);
-            status = save.Run(&changes, ETabulonTag::Null);
-        }
-        const bool isGood = status == StatusOk && table->Session().failures == 0 && !walk.hasFailed;
+        status = status == StatusOk ? cursor.SaveAll(changes) : status;
+        const bool isGood = status == StatusOk && table->Session().failures == 0 &&
+                            walk->Take().find("error") == std::string::npos;
         const ESqlOutcome outcome = isGood ? table->Commit() : table->Rollback();
         EXPECT_EQ(outcome == ESqlOutcome::Unknown, table->status == kDataUnknown);
         return {{"1", outcome}, {"3", outcome}, {"9", outcome}, {"20", outcome}};
@@ -145,7 +117,7 @@ protected:
         note("1", isThere && table->Update(kNoPosition) != kNoPosition);
         note("9", table->DeleteOne(9));
         table->Fields().SetNull();
-        Field("id") <<= EVariant::FromInt64(20);
+        Field("id") <<= Whole(20);
         SetText("a", "n");
         note("20", table->Insert() != kNoPosition);
         return outcomes;
@@ -179,10 +151,6 @@ protected:
                 }
             }
         }
-    }
-    void Close() {
-        table.reset();
-        source.reset();
     }
     struct States {
         const Rows& before;

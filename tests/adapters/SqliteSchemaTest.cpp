@@ -1,5 +1,4 @@
 #include "SqliteFixture.h"
-#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/sql/ESqlText.h"
 #include "etabulon/sql/UseColumns.h"
 #include "etabulon/sqlite/LoadCsv.h"
@@ -36,23 +35,22 @@ protected:
 
 TEST_F(SqliteSchema, GivesEachDeclaredTypeItsVariable) {
     std::vector<std::pair<const char*, int>> cases;
-    for (const auto& [type, declared] : std::vector<std::pair<int, std::vector<const char*>>>{
-             {TYPE_INT64, {"INTEGER", "bigint", "NUMERIC(9)"}},
-             {TYPE_DOUBLE,
-              {"REAL", "double precision", "NUMERIC", "NUMERIC(18,1)", "NUMERIC(30,2)",
-               "NUMERIC(10,6)", "whatever"}},
-             {TYPE_DECIMAL64, {"NUMERIC(10,2)", "NUMERIC(18,2)"}},
-             {TYPE_CURRENCY, {"decimal(12, 4)"}},
-             {TYPE_BOOL, {"BOOLEAN"}},
-             {TYPE_DATE, {"DATE"}},
-             {TYPE_TIME, {"TIME"}},
-             {TYPE_TIMESTAMP, {"TIMESTAMP", "datetime"}},
-             {TYPE_CHAINE, {"VARCHAR(20)", ""}},
-             {TYPE_BLOB, {"BLOB"}}}) {
+    const auto add = [&cases](int type, std::initializer_list<const char*> declared) {
         for (const char* const text : declared) {
             cases.emplace_back(text, type);
         }
-    }
+    };
+    add(TYPE_INT64, {"INTEGER", "bigint", "NUMERIC(9)"});
+    add(TYPE_DOUBLE, {"REAL", "double precision", "NUMERIC", "NUMERIC(18,1)", "NUMERIC(30,2)",
+                      "NUMERIC(10,6)", "whatever"});
+    add(TYPE_DECIMAL64, {"NUMERIC(10,2)", "NUMERIC(18,2)"});
+    add(TYPE_CURRENCY, {"decimal(12, 4)"});
+    add(TYPE_BOOL, {"BOOLEAN"});
+    add(TYPE_DATE, {"DATE"});
+    add(TYPE_TIME, {"TIME"});
+    add(TYPE_TIMESTAMP, {"TIMESTAMP", "datetime"});
+    add(TYPE_CHAINE, {"VARCHAR(20)", ""});
+    add(TYPE_BLOB, {"BLOB"});
     std::string columns;
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         columns += (i > 0 ? ",c" : "c") + std::to_string(i) + ' ' + cases[i].first;
@@ -129,7 +127,7 @@ TEST_F(SqliteSchema, ReadsThroughLinksFromASubsetOfColumns) {
         "(4,'..','Austin',1)");
     Open();
     ETabulonLevels levels;
-    const unsigned state = levels.AddLevel("State", "city.state_id>name", nullptr, false);
+    levels.AddLevel("State", "city.state_id>name", nullptr, false);
     const DRubric* const rubric = source->Rubric(Info("city"));
     ESqlTableOptions options;
     const ETabulonVariableID others[] = {"city.name"};
@@ -138,31 +136,16 @@ TEST_F(SqliteSchema, ReadsThroughLinksFromASubsetOfColumns) {
     table = source->OpenTable("city", options, error);
     ASSERT_NE(table, nullptr);
 
-    struct Names final : ECursorListener {
-        explicit Names(unsigned ofLevel) : level(ofLevel) {}
-        CursorStatus OnMove(const ETabulonCursor& cursor) override {
-            seen += cursor.CurrentTag().Value(level).DisplayValue().c_str();
-            seen += '.';
-            return StatusOk;
-        }
-        unsigned level;
-        std::string seen;
-    };
-    const auto names = MakeRef<Names>(state);
     ETabulonCursorSql cursor;
     cursor.Init(levels, table.get(), false);
-    cursor.AddNotifier(names.Get());
-    EXPECT_EQ(cursor.Browse(ETabulonTag()), StatusOk);
-    EXPECT_EQ(names->seen, "Texas.Ohio..Texas.");
+    EXPECT_EQ(Walked(cursor), "reset [] | Texas | Ohio |  | Texas");
 
     // A write of this process is seen at once, not after the rows that are kept have gone.
     const auto states = source->OpenTable("state", error);
     states->RePos(1, false);
     states->Fields()[Chaine("name")] <<= EVariant("Utah");
     ASSERT_EQ(states->Update(kNoPosition), 1);
-    names->seen.clear();
-    EXPECT_EQ(cursor.Browse(ETabulonTag()), StatusOk);
-    EXPECT_EQ(names->seen, "Utah.Ohio..Utah.");
+    EXPECT_EQ(Walked(cursor), "reset [] | Utah | Ohio |  | Utah");
 }
 
 class CsvFile : public SqliteTest {

@@ -1,8 +1,5 @@
 #include "SqliteFixture.h"
-#include "etabulon/pending/ETabulonPendingChanges.h"
-#include "etabulon/pending/ETabulonSavePending.h"
 #include "support/FaultVfs.h"
-#include "support/Tags.h"
 
 #include <chrono>
 
@@ -11,24 +8,21 @@ namespace {
 
 using std::chrono::milliseconds;
 
-class Stopwatch {
-public:
-    [[nodiscard]] milliseconds Passed() const {
-        return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start_);
-    }
+/// How long this takes.
+template <class Work>
+milliseconds TimeOf(Work work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start);
+}
 
-private:
-    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
-};
+/// The two seconds that a session waits for others.
+bool IsPatience(milliseconds time) {
+    return time > milliseconds(1900) && time < milliseconds(4000);
+}
 
 class SqliteSession : public SqliteTest {
 protected:
-    SqliteSession() { MoveToMemory(); }
-    /// Another connection that holds what it has begun.
-    void Hold(const char* statements) {
-        other = std::make_unique<Database>(path);
-        other->Do(statements);
-    }
     EPosition UpdateTo(EPosition where, const char* text) {
         if (table->RePos(where, false) == kNoPosition) {
             return kNoPosition;
@@ -42,16 +36,14 @@ protected:
         return table->Insert();
     }
     std::string Rows() { return Ask("SELECT id||a FROM t ORDER BY id"); }
-
-    std::unique_ptr<Database> other;
-    int number = 0;
 };
 
 // ------------------------------------------------------------------------- the end of a session
 
 /// Calls back when it comes to a record.
-class CallingCursor final : public ETabulonCursorSql {
+class CallingCursor final : public SqlCursor {
 public:
+    using SqlCursor::SqlCursor;
     std::function<void(EPosition)> onDelete = [](EPosition) {};
 
 protected:
@@ -76,9 +68,7 @@ TEST_F(SqliteSession, TakesNoFurtherWriteOnceItHasEnded) {
         Run(by == By::Table ? "UPDATE t SET a = 'b'" : "UPDATE t SET a = 'c'");
         const std::string before = Rows();
         OpenTable("t");
-        ETabulonLevels levels = LevelsBy({"a"});
-        CallingCursor cursor;
-        cursor.Init(levels, table.get(), /*ownsTable=*/false);
+        CallingCursor cursor(table, {"a"});
         cursor.onDelete = [&](EPosition where) {
             if (where == 2 && by != By::Table) {
                 by == By::Commit ? table->Commit() : table->Rollback();
@@ -89,12 +79,10 @@ TEST_F(SqliteSession, TakesNoFurtherWriteOnceItHasEnded) {
         changes.AppendInsert(Tag({{0, EVariant("new")}}));
         ASSERT_EQ(table->BeginAtomic(), DataOk);
         {
-            ETabulonSavePending saving(&cursor, levels);
+            ETabulonSavePending saving(&cursor, cursor.Levels());
             EXPECT_NE(saving.Run(&changes, ETabulonTag::Null), StatusOk);
             // Whatever is tried: neither by itself, nor by a savepoint outside of a transaction.
-            EXPECT_EQ(UpdateTo(4, "z"), kNoPosition);
-            EXPECT_EQ(table->status, DataOther);
-            EXPECT_NE(table->LastErrorText().View().find("session"), std::string_view::npos);
+            EXPECT_TRUE(Refused(UpdateTo(4, "z"), DataOther, "session"));
             EXPECT_EQ(UpdateTo(4, by == By::Table ? "b" : "c"), kNoPosition);  // nothing to write
             EXPECT_EQ(Insert("z"), kNoPosition);
             EXPECT_FALSE(table->DeleteOne(5));
@@ -120,29 +108,21 @@ TEST_F(SqliteSession, TakesNoFurtherWriteOnceItHasEnded) {
     }
 }
 
-TEST_F(SqliteSession, OfARecordWithoutAPositionNothingStays) {
-    Run("CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT)");
-    OpenTable("t");
-    Field("id") <<= EVariant::FromInt64(std::numeric_limits<std::int64_t>::min());
-    EXPECT_EQ(table->Insert(), kNoPosition);
-    EXPECT_EQ(table->status, DataOther);
-    EXPECT_EQ(Rows(), "");
-}
-
 TEST_F(SqliteSession, BeginsWhateverStatementsAreKept) {
     Run("CREATE TABLE t(id INTEGER PRIMARY KEY, a, b, c, d, e, f, g); INSERT INTO t(id) VALUES(1)");
     // Of each set of columns there is a statement of its own, and 64 are kept.
-    const auto update = [this](unsigned columns) {
+    unsigned kept = 58;
+    const auto update = [&](unsigned columns) {
         EXPECT_EQ(table->RePos(1, false), 1);
         for (unsigned column = 0; column < 7; ++column) {
             if ((columns >> column & 1U) != 0) {
                 SetText(std::string(1, static_cast<char>('a' + column)).c_str(),
-                        std::to_string(++number));
+                        std::to_string(100 * kept + columns));
             }
         }
         return table->Update(kNoPosition);
     };
-    for (unsigned kept = 58; kept <= 66; ++kept) {
+    for (; kept <= 66; ++kept) {
         OpenTable("t");
         for (unsigned columns = 1; columns <= kept; ++columns) {
             ASSERT_EQ(update(columns), 1);
@@ -158,8 +138,7 @@ TEST_F(SqliteSession, BeginsWhateverStatementsAreKept) {
 TEST_F(SqliteSession, AWalkByKeySeesOneStateUntilItsEnd) {
     for (const char* const journal : {"wal", "delete"}) {
         SCOPED_TRACE(journal);
-        std::filesystem::remove(path);
-        Run("PRAGMA journal_mode=" + std::string(journal) + ';' + kFiveRows);
+        Remake("PRAGMA journal_mode=" + std::string(journal) + ';' + kFiveRows);
         OpenTable("t", {}, ESqlOpenMode::ReadOnly);
         const bool isWal = journal == std::string("wal");
         const auto write = [&](const char* statement) {
@@ -199,24 +178,18 @@ TEST_F(SqliteSession, AWalkByKeySeesOneStateUntilItsEnd) {
 
 // -------------------------------------------------------------------------------- missed writes
 
-struct SkipCase {
-    const char* trigger;
-    std::int32_t update;
-    std::int32_t insert;
-    std::int32_t remove;
-};
-
 TEST_F(SqliteSession, WhatATriggerSkipsIsNotGone) {
-    const SkipCase cases[] = {{"BEFORE UPDATE", DataConstraint, DataOk, DataOk},
-                              {"BEFORE INSERT", DataOk, DataConstraint, DataOk},
-                              {"AFTER UPDATE", DataOk, DataOk, DataOk},
-                              {"BEFORE DELETE", DataOk, DataOk, DataConstraint}};
-    for (const SkipCase& each : cases) {
+    // What becomes of an update, of an insert and of a delete.
+    const Table<std::string, std::int32_t, std::int32_t, std::int32_t> cases = {
+        {"BEFORE UPDATE", DataConstraint, DataOk, DataOk},
+        {"BEFORE INSERT", DataOk, DataConstraint, DataOk},
+        {"AFTER UPDATE", DataOk, DataOk, DataOk},
+        {"BEFORE DELETE", DataOk, DataOk, DataConstraint}};
+    for (const auto& [trigger, update, insert, remove] : cases) {
         for (const bool isAtomic : {false, true}) {
-            SCOPED_TRACE(each.trigger + std::string(isAtomic ? " in a session" : ""));
-            std::filesystem::remove(path);
-            Run(kFiveRows + std::string("CREATE TRIGGER s ") + each.trigger +
-                " ON t BEGIN SELECT RAISE(IGNORE); END");
+            SCOPED_TRACE(trigger + (isAtomic ? " in a session" : ""));
+            Remake(kFiveRows + ("CREATE TRIGGER s " + trigger) +
+                   " ON t BEGIN SELECT RAISE(IGNORE); END");
             OpenTable("t");
             ASSERT_EQ(isAtomic ? table->BeginAtomic() : std::int32_t{DataOk}, DataOk);
             const auto expectStatus = [&](std::int32_t wanted) {
@@ -225,21 +198,20 @@ TEST_F(SqliteSession, WhatATriggerSkipsIsNotGone) {
                           wanted != DataOk);
             };
             UpdateTo(2, "b");
-            expectStatus(each.update);
+            expectStatus(update);
             Insert("new");
-            expectStatus(each.insert);
-            EXPECT_EQ(table->DeleteOne(5), each.remove == DataOk);
-            expectStatus(each.remove);
+            expectStatus(insert);
+            EXPECT_EQ(table->DeleteOne(5), remove == DataOk);
+            expectStatus(remove);
             if (isAtomic) {
                 EXPECT_EQ(table->Commit(), ESqlOutcome::Committed);
             }
-            EXPECT_EQ(Rows(), std::string("1a|") + (each.update == DataOk ? "2b" : "2a") +
-                                  "|3a|4a" + (each.remove == DataOk ? "" : "|5a") +
-                                  (each.insert == DataOk ? "|6new" : ""));
+            EXPECT_EQ(Rows(), std::string("1a|") + (update == DataOk ? "2b" : "2a") + "|3a|4a" +
+                                  (remove == DataOk ? "" : "|5a") +
+                                  (insert == DataOk ? "|6new" : ""));
             Run("DROP TRIGGER s; DELETE FROM t WHERE id = 3");
             EXPECT_EQ(table->RePos(4, false), 4);
-            EXPECT_FALSE(table->DeleteOne(3));
-            EXPECT_EQ(table->status, DataGone);
+            EXPECT_TRUE(Refused(table->DeleteOne(3), DataGone));
         }
     }
 }
@@ -247,51 +219,39 @@ TEST_F(SqliteSession, WhatATriggerSkipsIsNotGone) {
 // -------------------------------------------------------------------------------------- waiting
 
 TEST_F(SqliteSession, WaitsTwoSecondsInAllForAReader) {
-    Run("PRAGMA page_size=512; CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT);"
+    RunAndOpen(
+        "PRAGMA page_size=512; CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT);"
         "WITH RECURSIVE s(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM s WHERE i < 200) INSERT "
         "INTO t SELECT i, hex(zeroblob(100)) FROM s");
-    OpenTable("t");
     Hold("BEGIN; SELECT count(*) FROM t");
     // Each of these pages is to be written ahead of the commit, which needs the file alone.
     const sqlite3_int64 former = sqlite3_soft_heap_limit64(1);
-    const Stopwatch atomic;
-    ASSERT_EQ(table->BeginAtomic(), DataOk);
-    for (EPosition at = 1; at <= 200; ++at) {
-        ASSERT_EQ(UpdateTo(at, "b"), at) << table->LastErrorText().c_str();
-    }
-    EXPECT_EQ(table->Commit(), ESqlOutcome::RolledBack);
-    EXPECT_EQ(table->status, DataLocked);
-    EXPECT_GT(atomic.Passed(), milliseconds(1900));
-    EXPECT_LT(atomic.Passed(), milliseconds(4000));
+    EXPECT_TRUE(IsPatience(TimeOf([this] {
+        ASSERT_EQ(table->BeginAtomic(), DataOk);
+        for (EPosition at = 1; at <= 200; ++at) {
+            ASSERT_EQ(UpdateTo(at, "b"), at) << table->LastErrorText().c_str();
+        }
+        EXPECT_EQ(table->Commit(), ESqlOutcome::RolledBack);
+        EXPECT_EQ(table->status, DataLocked);
+    })));
     sqlite3_soft_heap_limit64(former);
 
     // A session of single writes waits once too, until one succeeds.
     table->BeginDelete();
-    const Stopwatch each;
-    for (EPosition at = 1; at <= 5; ++at) {
-        EXPECT_EQ(UpdateTo(at, "c"), kNoPosition);
-        EXPECT_EQ(table->status, DataLocked);
-    }
-    EXPECT_GT(each.Passed(), milliseconds(1900));
-    EXPECT_LT(each.Passed(), milliseconds(4000));
-    other->Do("COMMIT");
+    EXPECT_TRUE(IsPatience(TimeOf([this] {
+        for (EPosition at = 1; at <= 5; ++at) {
+            EXPECT_TRUE(Refused(UpdateTo(at, "c"), DataLocked));
+        }
+    })));
+    holder->Do("COMMIT");
     EXPECT_EQ(UpdateTo(1, "c"), 1);
-    other->Do("BEGIN; SELECT count(*) FROM t");
-    const Stopwatch again;
-    EXPECT_EQ(UpdateTo(2, "c"), kNoPosition);
-    EXPECT_GT(again.Passed(), milliseconds(1900));
+    holder->Do("BEGIN; SELECT count(*) FROM t");
+    EXPECT_TRUE(IsPatience(TimeOf([this] { EXPECT_EQ(UpdateTo(2, "c"), kNoPosition); })));
     table->EndDelete();
 }
 
-struct PassingCase {
-    const char* what;
-    unsigned calls;
-    int files;
-    int code;
-};
-
 TEST_F(SqliteSession, ReadingTriesAgainWhereAStatePasses) {
-    const PassingCase cases[] = {
+    const Table<const char*, unsigned, int, int> cases = {
         {"the log has just gone", FaultVfs::kOpen, SQLITE_OPEN_WAL, SQLITE_CANTOPEN},
         {"the file is being replaced", FaultVfs::kOpen, SQLITE_OPEN_MAIN_DB, SQLITE_CANTOPEN},
         {"others come and go", FaultVfs::kShmMap, 0, SQLITE_PROTOCOL},
@@ -305,25 +265,20 @@ TEST_F(SqliteSession, ReadingTriesAgainWhereAStatePasses) {
     };
     Run(std::string("PRAGMA journal_mode=wal;") + kFiveRows);
     Hold("SELECT count(*) FROM t");  // keeps the log
-    for (const PassingCase& each : cases) {
-        SCOPED_TRACE(each.what);
-        arm({each.calls, 1, each.code, FaultVfs::Moment::Before, true, each.files});
+    for (const auto& [what, calls, files, code] : cases) {
+        SCOPED_TRACE(what);
+        arm({calls, 1, code, FaultVfs::Moment::Before, true, files});
         OpenTable("t", {}, ESqlOpenMode::ReadOnly);
         EXPECT_EQ(hits, 3);
-        table.reset();
-        source.reset();
+        Close();
     }
     vfs.Arm({FaultVfs::kShmMap, 1, SQLITE_PROTOCOL, FaultVfs::Moment::Before, true});
-    const Stopwatch opening;
-    EXPECT_EQ(ESqliteSource::Open(path.c_str(), ESqlOpenMode::ReadOnly, error), nullptr);
+    EXPECT_TRUE(IsPatience(TimeOf([this] { EXPECT_FALSE(TryOpen(ESqlOpenMode::ReadOnly)); })));
     EXPECT_EQ(error.status, DataLocked);
-    EXPECT_GT(opening.Passed(), milliseconds(1900));
-    EXPECT_LT(opening.Passed(), milliseconds(4000));
     vfs.Disarm();
     // The same for each read of a file that is open.
-    other.reset();
-    Run("PRAGMA journal_mode=delete");
-    OpenTable("t", {}, ESqlOpenMode::ReadOnly);
+    holder.reset();
+    RunAndOpen("PRAGMA journal_mode=delete", "t", ESqlOpenMode::ReadOnly);
     arm({FaultVfs::kLock, 1, SQLITE_PROTOCOL, FaultVfs::Moment::Before, true});
     EXPECT_EQ(Walk("a"), "a|a|a|a|a");
     EXPECT_EQ(hits, 3);
@@ -336,15 +291,14 @@ TEST_F(SqliteSession, ALogThatEndsBehindItsHeaderIsReadAtOnce) {
     Hold("SELECT count(*) FROM t; PRAGMA wal_checkpoint(TRUNCATE); UPDATE t SET a = 'lost'");
     // As of a writer that was killed before it could write the first page.
     const std::filesystem::path killed = folder / "killed.db";
-    for (const char* const end : {"", "-wal", "-shm"}) {
-        std::filesystem::copy_file(path.string() + end, killed.string() + end);
-    }
+    CopyFiles(path, killed, /*withIndex=*/true);
     std::filesystem::resize_file(killed.string() + "-wal", 32);
     path = killed;
-    const Stopwatch reading;
-    OpenTable("t", {}, ESqlOpenMode::ReadOnly);
-    EXPECT_EQ(Walk("a"), "a|a|a|a|a");
-    EXPECT_LT(reading.Passed(), milliseconds(2000));
+    EXPECT_LT(TimeOf([this] {
+                  OpenTable("t", {}, ESqlOpenMode::ReadOnly);
+                  EXPECT_EQ(Walk("a"), "a|a|a|a|a");
+              }),
+              milliseconds(2000));
 }
 
 }  // namespace

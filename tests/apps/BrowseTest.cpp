@@ -19,13 +19,17 @@ const std::string kEscape = "\x1B";
 
 class BrowsedOrders : public testing::Test {
 protected:
-    /// With --levels country,city,n unless told otherwise.
-    std::vector<std::string> Arguments(std::vector<std::string> more = {}) const {
-        std::vector<std::string> arguments = {"browse", path_, "orders", "--levels",
-                                              "country,city,n"};
-        arguments.insert(arguments.end(), more.begin(), more.end());
-        return arguments;
+    static Arguments Command(const std::string& path, const std::string& options) {
+        return Words("browse @ orders --levels country,city,n " + options, path);
     }
+    /// Browse with these options, when it has read all.
+    struct Orders : TerminalRun {
+        explicit Orders(const std::string& path, const std::string& options = "",
+                        const char* terminal = "xterm-256color", int width = 64)
+            : TerminalRun(Command(path, options), terminal, width) {
+            AwaitText("done, ");
+        }
+    };
 
     TestFolder folder_;
     std::string path_ = folder_.MakeDatabase(
@@ -38,7 +42,7 @@ protected:
 };
 
 TEST_F(BrowsedOrders, ShowTheirBranchesWithCountsAndATitle) {
-    TerminalRun run(Arguments());
+    Orders run(path_);
     run.AwaitText("done, 5 records");
     run.AwaitTree(
         "- orders (5)\n"
@@ -56,14 +60,12 @@ TEST_F(BrowsedOrders, ShowTheirBranchesWithCountsAndATitle) {
 }
 
 TEST_F(BrowsedOrders, OpenAndCloseByKeys) {
-    TerminalRun run(Arguments());
-    run.AwaitText("done, 5 records");
+    Orders run(path_);
     const std::string opened = "\n  - Austria (1)\n    + Graz (1)\n  + France (4)";
     run.Type(kDown + "+" + kDown + kDown + "-");  // Austria opens, France closes
     run.AwaitTree("- orders (5)" + opened);
-    run.Type(kUp + kRight + kRight + kLeft);  // into Graz and back
-    run.AwaitText("city: Graz (Graz)");
-    run.Type("\r" + kLeft);  // Enter opens; then it closes
+    run.Type(kUp + kRight + kRight + kLeft, "city: Graz (Graz)");  // into Graz and back
+    run.Type("\r" + kLeft);                                        // Enter opens; then it closes
     run.AwaitTree("- orders (5)" + opened);
     run.Type(kLeft + kLeft + kHome + "\r");
     run.AwaitTree("+ orders (5)");
@@ -74,8 +76,7 @@ TEST_F(BrowsedOrders, OpenAndCloseByKeys) {
 TEST_F(BrowsedOrders, MoveTheLevelOfTheSelectedNode) {
     for (const auto& [down, up] :
          {std::pair(kAltDown, kAltUp), std::pair<std::string, std::string>(">", "<")}) {
-        TerminalRun run(Arguments({"--hide", "n"}));
-        run.AwaitText("done, 5 records");
+        Orders run(path_, "--hide n");
         run.Type(kDown + down);  // Austria moves below its cities
         run.AwaitTree(
             "- orders (3)\n"
@@ -86,21 +87,16 @@ TEST_F(BrowsedOrders, MoveTheLevelOfTheSelectedNode) {
         EXPECT_EQ(run.screen.Line(0), "orders  city, country  (hidden: n)");
         run.Await("Austria is selected",
                   [&] { return run.screen.StyleOf("Austria") == "reverse"; });
-        run.Type(down);
-        run.AwaitText("this level can't be moved down");
-        run.Type(up);
-        run.AwaitText("level moved up");
+        run.Type(down, "this level can't be moved down");
+        run.Type(up, "level moved up");
         EXPECT_EQ(run.screen.Line(0), "orders  country, city  (hidden: n)");
     }
 }
 
 TEST_F(BrowsedOrders, HideALevelAndShowItAgain) {
-    TerminalRun run(Arguments());
-    run.AwaitText("done, 5 records");
-    run.Type("h");
-    run.AwaitText("no level is selected");
-    run.Type(kDown + "h");
-    run.AwaitText("(hidden: country)");
+    Orders run(path_);
+    run.Type("h", "no level is selected");
+    run.Type(kDown + "h", "(hidden: country)");
     run.AwaitTree(
         "- orders (5)\n"
         "  + Graz (1)\n"
@@ -110,33 +106,28 @@ TEST_F(BrowsedOrders, HideALevelAndShowItAgain) {
         "  - Paris (2)\n"
         "      1\n"
         "      2");
-    run.Type(kHome + kDown + "h");
-    run.AwaitText("orders  n  (hidden: city, country)");
+    run.Type(kHome + kDown + "h", "orders  n  (hidden: city, country)");
     run.AwaitTree("- orders (2)\n    1\n    2");
-    run.Type(kHome + kDown + "h");
-    run.AwaitText("the last level can't be hidden");
-    run.Type("ss");
-    run.AwaitText("orders  n, city, country\n");  // they come back as the last ones
+    run.Type(kHome + kDown + "h", "the last level can't be hidden");
+    run.Type("ss", "orders  n, city, country\n");  // they come back as the last ones
     run.AwaitTree("- orders (5)\n  + 1 (3)\n  + 2 (2)");
 }
 
 TEST_F(BrowsedOrders, SortAndStartAsTheOptionsSay) {
-    TerminalRun run(Arguments({"--at", "country=France", "--reverse", "city", "--hide", "n"}));
+    Orders run(path_, "--at country=France --reverse city --hide n");
     run.AwaitTree("- country=France (2)\n    Paris\n    Lyon");
     EXPECT_EQ(run.screen.Line(0), "orders  city  (hidden: n)");
     run.AwaitText("done, 4 records");
 }
 
 TEST_F(BrowsedOrders, RefreshedShowWhatOthersHaveChanged) {
-    TerminalRun run(Arguments({"--hide", "n"}));
-    run.AwaitText("done, 5 records");
+    Orders run(path_, "--hide n");
     Database other(path_);
     other.Do(
         "INSERT INTO orders (country, city, n) VALUES ('Spain', '東京', 1), "
         "('Austria', 'a\x1B[31m', 2); DELETE FROM orders WHERE city = 'Lyon'");
     run.Type(kDown + kDown);
-    run.Type(kF5);
-    run.AwaitText("done, 5 records");
+    run.Type(kF5, "done, 5 records");
     run.AwaitTree(
         "- orders (4)\n"
         "  + Austria (2)\n"
@@ -157,18 +148,15 @@ TEST_F(BrowsedOrders, RefreshedShowWhatOthersHaveChanged) {
 }
 
 TEST_F(BrowsedOrders, SelectedNodesAreRefreshedByThemselves) {
-    TerminalRun run(Arguments({"--hide", "n"}));
-    run.AwaitText("done, 5 records");
+    Orders run(path_, "--hide n");
     Database other(path_);
     other.Do("INSERT INTO orders (country, city, n) VALUES ('Austria', 'Linz', 1)");
-    run.Type(kDown + "+");
-    run.AwaitText("Linz");
+    run.Type(kDown + "+", "Linz");
     run.AwaitText("- Austria (2)");
 }
 
 TEST_F(BrowsedOrders, MarkNodesWithMoreLeavesThanAnAlertAllows) {
-    TerminalRun run(Arguments({"--alert", "city>1:bold,red", "--alert", "country>3:green,up"}));
-    run.AwaitText("done, 5 records");
+    Orders run(path_, "--alert city>1:bold,red --alert country>3:green,up");
     run.Type(kDown);
     run.Await("orders in green", [&] {
         return run.screen.StyleOf("orders (") == "32" && run.screen.StyleOf("Austria") == "reverse";
@@ -184,13 +172,10 @@ TEST_F(BrowsedOrders, MarkNodesWithMoreLeavesThanAnAlertAllows) {
 }
 
 TEST_F(BrowsedOrders, AlertsFollowTheirLevelWhenItMoves) {
-    TerminalRun run(Arguments({"--hide", "n", "--alert", "country>1:bold"}));
-    run.AwaitText("done, 5 records");
+    Orders run(path_, "--hide n --alert country>1:bold");
     run.Await("France in bold", [&] { return run.screen.StyleOf("France") == "bold"; });
-    run.Type(kDown + kAltDown);
-    run.AwaitText("level moved down");
-    run.Type(kEnd + "+");
-    run.AwaitText("    France");
+    run.Type(kDown + kAltDown, "level moved down");
+    run.Type(kEnd + "+", "    France");
     EXPECT_EQ(run.screen.StyleOf("France"), "");
 }
 
@@ -202,15 +187,13 @@ TEST(BrowsedOddities, TellNullFromEmptyAndWhatLooksLikeThem) {
         "INSERT INTO odd(a, b, label) VALUES (NULL, NULL, 'x'), ('', x'', 'y'),"
         "    ('NULL', x'00ff', ''), (' b ', x'41', NULL), ('\"q', x'42', 'NULL');");
     const auto browse = [&path](const std::string& levels) {
-        return std::vector<std::string>{"browse", path, "odd", "--levels", levels};
+        return Words("browse @ odd --levels " + levels, path);
     };
     TerminalRun run(browse("a"), "vt100");  // without colours
     run.AwaitText("done, 5 records");
     run.AwaitTree("- odd (5)\n    \"\"\n    NULL\n    \" b \"\n    \"\\\"q\"\n    \"NULL\"");
-    run.Type(kDown);
-    run.AwaitText("a: \"\" (\"\")");
-    run.Type(kDown);
-    run.AwaitText("a: NULL (NULL)");
+    run.Type(kDown, "a: \"\" (\"\")");
+    run.Type(kDown, "a: NULL (NULL)");
     TerminalRun blobs(browse("b"));
     blobs.AwaitTree("- odd (5)\n    42\n    41\n    00ff\n    \"\"\n    NULL");
     TerminalRun labels(browse("a:label"));
@@ -218,10 +201,8 @@ TEST(BrowsedOddities, TellNullFromEmptyAndWhatLooksLikeThem) {
 }
 
 TEST_F(BrowsedOrders, FollowTheSizeOfTheTerminal) {
-    TerminalRun run(Arguments());
-    run.AwaitText("done, 5 records");
-    run.Type(kEnd);
-    run.AwaitText("n: 2 (2)");
+    Orders run(path_);
+    run.Type(kEnd, "n: 2 (2)");
     run.Resize(30, 6);
     run.AwaitTree("    - Paris (2)\n        1\n        2");  // the selected one stays in sight
     run.Resize(40, 2);
@@ -235,36 +216,26 @@ TEST_F(BrowsedOrders, FollowTheSizeOfTheTerminal) {
 }
 
 TEST_F(BrowsedOrders, GiveTheTerminalBack) {
-    struct Case {
-        const char* name;
-        std::string keys;
-        int signal;
-        int status;
-    };
-    for (const Case& way : {Case{"q", "q", 0, 0}, Case{"Ctrl+C", "\x03", 0, 130},
-                            Case{"SIGINT", "", SIGINT, 130}, Case{"SIGTERM", "", SIGTERM, 143}}) {
-        TerminalRun run(Arguments());
-        run.AwaitText("done, 5 records");
+    for (const auto& [keys, signal, status] : Table<const char*, int, int>{
+             {"q", 0, 0}, {"\x03", 0, 130}, {"", SIGINT, 130}, {"", SIGTERM, 143}}) {
+        Orders run(path_);
         EXPECT_FALSE(run.IsRestored());
-        run.Type(way.keys);
-        if (way.signal != 0) {
-            run.Signal(way.signal);
+        run.Type(keys);
+        if (signal != 0) {
+            run.Signal(signal);
         }
         run.Finish();
-        EXPECT_EQ(run.status, way.status) << way.name;
-        EXPECT_TRUE(run.IsRestored()) << way.name;
+        EXPECT_EQ(run.status, status) << keys << signal;
+        EXPECT_TRUE(run.IsRestored()) << keys << signal;
     }
 }
 
 TEST_F(BrowsedOrders, LockedByOthersTellAndStayUsable) {
-    TerminalRun run(Arguments(), "xterm", 120);
-    run.AwaitText("done, 5 records");
+    Orders run(path_, "", "xterm", 120);
     Database other(path_);
     other.Do("BEGIN EXCLUSIVE");
-    run.Type(kF5);
-    run.AwaitText("refreshing: 0 records");
-    run.Type(kEnd);
-    run.AwaitText("n: 2 (2)");  // the keys are answered meanwhile
+    run.Type(kF5, "refreshing: 0 records");
+    run.Type(kEnd, "n: 2 (2)");  // the keys are answered meanwhile
     run.Type(kHome + kDown + "+");
     run.Await("opening waits for the records", [&] {  // or they have failed by now
         return run.Status().find("a key waits for its end") != std::string::npos ||
@@ -277,14 +248,11 @@ TEST_F(BrowsedOrders, LockedByOthersTellAndStayUsable) {
     run.AwaitText("- Austria (1)");
     run.AwaitText("- France (4)");
     other.Do("COMMIT");
-    run.Type(kHome + kF5);
-    run.AwaitText("done, 5 records");
+    run.Type(kHome + kF5, "done, 5 records");
     other.Do("DROP TABLE orders");
-    run.Type(kF5);
-    run.AwaitText("failed (status ");
+    run.Type(kF5, "failed (status ");
     run.AwaitText("- France (4)");
-    run.Type("h");
-    run.AwaitText("no level is selected");
+    run.Type("h", "no level is selected");
 }
 
 TEST_F(BrowsedOrders, StayAsTheyAreWhereALinkedTableCanNotBeRead) {
@@ -293,7 +261,7 @@ TEST_F(BrowsedOrders, StayAsTheyAreWhereALinkedTableCanNotBeRead) {
         "CREATE TABLE city (id INTEGER PRIMARY KEY, name TEXT);"
         "CREATE TABLE visit (id INTEGER PRIMARY KEY, city REFERENCES city);"
         "INSERT INTO city VALUES (1,'Graz'),(2,'Lyon'); INSERT INTO visit (city) VALUES (2),(1)");
-    TerminalRun run({"browse", path, "visit", "--levels", "city>name,id"}, "xterm", 120);
+    TerminalRun run(Words("browse @ visit --levels city>name,id", path), "xterm", 120);
     run.AwaitText("done, 2 records");
     const std::string tree =
         "- visit (2)\n"
@@ -302,29 +270,24 @@ TEST_F(BrowsedOrders, StayAsTheyAreWhereALinkedTableCanNotBeRead) {
     run.AwaitTree(tree);
     Database other(path);
     other.Do("ALTER TABLE city RENAME TO town");
-    run.Type(kF5);
-    run.AwaitText("linked table city can't be read: ");
+    run.Type(kF5, "linked table city can't be read: ");
     run.AwaitTree(tree);
     other.Do("ALTER TABLE town RENAME TO city");
-    run.Type(kF5);
-    run.AwaitText("done, 2 records");
+    run.Type(kF5, "done, 2 records");
     run.AwaitTree(tree);
 }
 
 TEST_F(BrowsedOrders, LongFillsCountAndAreCancelled) {
-    TerminalRun run({"browse", path_, "endless", "--levels", "last"});
+    TerminalRun run(Words("browse @ endless --levels last", path_));
     run.AwaitText("filling: ");
     run.AwaitText("The tree is being filled...");
     const std::string before = run.Status();
     run.Await("progress",
               [&] { return run.Status().find("filling: ") == 0 && run.Status() != before; });
-    run.Type(kF5);
-    run.AwaitText("a key waits for its end");
-    run.Type(kEscape);
-    run.AwaitText("cancelled after ");
+    run.Type(kF5, "a key waits for its end");
+    run.Type(kEscape, "cancelled after ");
     run.AwaitText("Cancelled. F5 fills the tree.");
-    run.Type(kF5);
-    run.AwaitText("filling: ");
+    run.Type(kF5, "filling: ");
     run.Type("q");
     run.Finish();
     EXPECT_EQ(run.status, 0);
@@ -338,61 +301,49 @@ TEST(BrowsedCrowd, ScrollsThroughAHundredThousandChildren) {
         "CREATE TABLE crowd (id INTEGER PRIMARY KEY, name TEXT);"
         "WITH RECURSIVE c(x) AS (SELECT 100001 UNION ALL SELECT x + 1 FROM c WHERE x < 200000)"
         "INSERT INTO crowd SELECT x, 'n' || x FROM c;");
-    TerminalRun run({"browse", path, "crowd", "--levels", "name"});
+    TerminalRun run(Words("browse @ crowd --levels name", path));
     run.AwaitText("done, 100000 records");
     run.AwaitText("n100001");
     run.Type(kEnd);
     run.AwaitTree(
         "    n199990\n    n199991\n    n199992\n    n199993\n    n199994\n    n199995\n"
         "    n199996\n    n199997\n    n199998\n    n199999\n    n200000");
-    run.Type(kPageUp);
-    run.AwaitText("name: n199990 (n199990)");
-    run.Type(kPageDown);
-    run.AwaitText("name: n200000 (n200000)");
+    run.Type(kPageUp, "name: n199990 (n199990)");
+    run.Type(kPageDown, "name: n200000 (n200000)");
     std::string keys;
     for (int turn = 0; turn < 2000; ++turn) {
         keys += kUp;
     }
-    run.Type(keys);
-    run.AwaitText("name: n198000 (n198000)");
+    run.Type(keys, "name: n198000 (n198000)");
     run.Await("no more than it takes", [&] { return run.screen.Line(1) == "    n198000"; });
-    run.Type(kHome);
-    run.AwaitText("- crowd (100000)");
+    run.Type(kHome, "- crowd (100000)");
 }
 
-struct RefusalCase {
-    const char* terminal;
-    std::vector<std::string> more;
-    std::string message;
-};
-
 TEST_F(BrowsedOrders, RefuseWhatCantBeShown) {
-    const std::vector<RefusalCase> cases = {
-        {"no-such", {}, "browse doesn't know the terminal 'no-such'"},
-        {"dumb", {}, "browse needs a terminal that can place its cursor"},
-        {"xterm", {"--alert", "city>x:red"}, "is no alert"},
-        {"xterm", {"--alert", "city>1:pink"}, "'pink' is no style"},
-        {"xterm", {"--alert", "id>1:red"}, "--alert"},
-        {"xterm", {"--hide", "country,city,n"}, "no level is left to browse"}};
-    for (const RefusalCase& refusal : cases) {
-        TerminalRun run(Arguments(refusal.more), refusal.terminal, 200, 5);
+    const Table<const char*, const char*, std::string> cases = {
+        {"no-such", "", "browse doesn't know the terminal 'no-such'"},
+        {"dumb", "", "browse needs a terminal that can place its cursor"},
+        {"xterm", "--alert city>x:red", "is no alert"},
+        {"xterm", "--alert city>1:pink", "'pink' is no style"},
+        {"xterm", "--alert id>1:red", "--alert"},
+        {"xterm", "--hide country,city,n", "no level is left to browse"}};
+    for (const auto& [terminal, options, message] : cases) {
+        TerminalRun run(Command(path_, options), terminal, 200, 5);
         run.Finish();
-        EXPECT_EQ(run.status, 2) << refusal.message;
-        EXPECT_NE(run.raw.find(refusal.message), std::string::npos) << run.raw;
+        EXPECT_EQ(run.status, 2) << message;
+        ExpectHas(run.raw, {message});
         EXPECT_TRUE(run.IsRestored());
     }
-    TerminalRun refused(Arguments({"--alert", "city"}), "xterm", 200, 5);
+    TerminalRun refused(Command(path_, "--alert city"), "xterm", 200, 5);
     refused.Finish();
     constexpr std::string_view kExample = "such as ";
     const std::string example = refused.raw.substr(refused.raw.find(kExample) + kExample.size());
-    TerminalRun taken(Arguments({"--alert", example.substr(0, example.find_first_of("\r\n"))}));
-    taken.AwaitText("done, 5 records");
-    const auto piped = RunCommand(Arguments());
+    Orders taken(path_, "--alert " + example.substr(0, example.find_first_of("\r\n")));
+    const CommandResult piped = RunCommand(Command(path_, ""));
     EXPECT_EQ(piped.status, 2);
-    EXPECT_EQ(
-        piped.err,
-        "etabulon: browse needs a terminal for its input and its output; tree prints the same "
-        "anywhere\n");
+    EXPECT_EQ(piped.err,
+              "etabulon: browse needs a terminal for its input and its output; tree prints the "
+              "same anywhere\n");
 }
 
 }  // namespace

@@ -5,12 +5,10 @@
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 
 extern char** environ;
 
@@ -22,8 +20,22 @@ constexpr int kPatience = 60000;
 
 }  // namespace
 
-CommandRun::CommandRun(const char* program, const std::vector<std::string>& arguments,
-                       const char* output) {
+Arguments Words(const std::string& line, const std::string& path) {
+    Arguments words;
+    for (std::size_t at = 0; (at = line.find_first_not_of(' ', at)) != std::string::npos;) {
+        const bool isQuoted = line[at] == '\'';
+        at += isQuoted ? 1 : 0;
+        const std::size_t end = std::min(line.find(isQuoted ? '\'' : ' ', at), line.size());
+        words.push_back(line.substr(at, end - at));
+        if (!isQuoted && words.back() == "@") {
+            words.back() = path;
+        }
+        at = end + (isQuoted ? 1 : 0);
+    }
+    return words;
+}
+
+CommandRun::CommandRun(const char* program, const Arguments& arguments, const char* output) {
     std::array<int, 2> outEnds{-1, -1};
     std::array<int, 2> errEnds{-1, -1};
     EXPECT_EQ(pipe2(outEnds.data(), O_CLOEXEC), 0);
@@ -47,7 +59,7 @@ CommandRun::CommandRun(const char* program, const std::vector<std::string>& argu
     posix_spawnattr_setsigdefault(&attributes, &defaults);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     setenv("ETABULON", ETABULON_COMMAND, /*overwrite=*/1);
-    std::vector<std::string> texts{program};
+    Arguments texts{program};
     texts.insert(texts.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;
     for (std::string& text : texts) {
@@ -124,56 +136,60 @@ void CommandRun::Finish() {
     status = WIFEXITED(ended) ? WEXITSTATUS(ended) : 128 + WTERMSIG(ended);
 }
 
-CommandResult RunCommand(const std::vector<std::string>& arguments, const char* output) {
+CommandResult RunCommand(const Arguments& arguments, const char* output) {
     CommandRun run(arguments, output);
     run.Finish();
-    return {run.status, run.out, run.err, run.seconds};
+    return run;
 }
 
-void ExpectFailures(const std::vector<FailureCase>& cases, const std::vector<std::string>& base,
-                    std::ptrdiff_t command) {
-    for (const auto& [options, status, said] : cases) {
-        std::vector<std::string> arguments = options;
-        arguments.insert(arguments.begin() + command, base.begin(), base.end());
-        const CommandResult result = RunCommand(arguments);
-        SCOPED_TRACE(testing::PrintToString(arguments) + result.err);
-        EXPECT_EQ(result.status, status);
+CommandResult RunLine(const std::string& line, const std::string& path, const char* output) {
+    return RunCommand(Words(line, path), output);
+}
+
+std::string Printed(const std::string& line, const std::string& path) {
+    const CommandResult result = RunLine(line, path);
+    EXPECT_EQ(result.status, 0) << line;
+    EXPECT_EQ(result.err, "") << line;
+    return result.out;
+}
+
+CommandResult RunInterrupted(const Arguments& arguments, std::size_t bytes) {
+    CommandRun run(arguments);
+    run.ReadAtLeast(bytes);
+    run.Interrupt();
+    run.Finish();
+    return run;
+}
+
+CommandResult RunWithoutReader(const Arguments& arguments, std::size_t bytes) {
+    CommandRun run(arguments);
+    run.ReadAtLeast(bytes);
+    run.CloseOutput();
+    run.Finish();
+    return run;
+}
+
+void ExpectHas(const std::string& text, const std::vector<std::string>& parts) {
+    for (const std::string& part : parts) {
+        EXPECT_NE(text.find(part), std::string::npos) << part << " in " << text;
+    }
+}
+
+void ExpectFailures(const std::vector<FailureCase>& cases, const std::string& path) {
+    for (const auto& [line, status, said] : cases) {
+        SCOPED_TRACE(line);
+        const CommandResult result = RunLine(line, path);
+        EXPECT_EQ(result.status, status) << result.err;
         EXPECT_EQ(result.out, "");
-        EXPECT_EQ(result.err.find('\n'), result.err.size() - 1);
-        for (const std::string& text : said) {
-            EXPECT_NE(result.err.find(text), std::string::npos) << text;
-        }
+        EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
+        ExpectHas(result.err, said);
     }
 }
 
 CommandResult RunShell(const std::string& line) {
     CommandRun run("/bin/sh", {"-c", line}, nullptr);
     run.Finish();
-    return {run.status, run.out, run.err, run.seconds};
-}
-
-TestFolder::TestFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "etabulon-XXXXXX").string();
-    const char* const made = mkdtemp(pattern.data());
-    EXPECT_NE(made, nullptr);
-    path_ = pattern;
-}
-
-TestFolder::~TestFolder() {
-    std::error_code error;
-    std::filesystem::remove_all(path_, error);
-}
-
-std::string TestFolder::MakeDatabase(const std::string& name, const std::string& script) const {
-    const std::string path = Path(name);
-    Database(path).Do(script);
-    return path;
-}
-
-std::string TestFolder::MakeFile(const std::string& name, const std::string& content) const {
-    const std::string path = Path(name);
-    std::ofstream(path, std::ios::binary) << content;
-    return path;
+    return run;
 }
 
 }  // namespace etabulon::test

@@ -1,19 +1,12 @@
 #include "apps/CommandRun.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <iterator>
 #include <thread>
 
 namespace etabulon::test {
 namespace {
-
-using Arguments = std::vector<std::string>;
 
 constexpr const char* kStock = R"(
     CREATE TABLE stock(
@@ -38,13 +31,17 @@ constexpr const char* kStock = R"(
 class Edit : public ::testing::Test {
 protected:
     /// `etabulon edit` on the stock.
-    [[nodiscard]] CommandResult Run(const Arguments& options) const {
-        return RunCommand(Command(options));
+    [[nodiscard]] CommandResult Run(const std::string& options) const {
+        return RunLine("edit @ stock " + options, path);
     }
-    [[nodiscard]] Arguments Command(const Arguments& options) const {
-        Arguments arguments{"edit", path, "stock"};
-        arguments.insert(arguments.end(), options.begin(), options.end());
-        return arguments;
+    /// The same with --save, which fails with this text and prints this script.
+    void ExpectUnsaved(const std::string& options, const std::string& script,
+                       const std::string& said, const std::string& table = "stock") const {
+        const CommandResult result = RunLine("edit @ " + table + " " + options + " --save", path);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.out, script);
+        EXPECT_EQ(result.err.find("etabulon: nothing was saved"), 0U) << result.err;
+        ExpectHas(result.err, {said});
     }
     [[nodiscard]] std::string Ask(const std::string& query) const {
         return Database(path).Ask(query);
@@ -59,34 +56,18 @@ protected:
 
 TEST_F(Edit, PrintsTheScriptInNormalFormAndWritesNothing) {
     const std::string before = Stock();
-    const CommandResult result = Run({"--set",    "shelf=A:amount=1",
-                                      "--set",    "shelf=A,slot=1:amount=2",
-                                      "--insert", "slot=7, shelf=C",
-                                      "--set",    "shelf=A : amount=3",
-                                      "--delete", "shelf=B,slot=1",
-                                      "--insert", "shelf=D,slot=1",
-                                      "--delete", "shelf=B",
-                                      "--delete", "shelf=D,slot=1",
-                                      "--set",    ":item=a \"b\"",
-                                      "--set",    ":price=1.50",
-                                      "--set",    ":isOld=true",
-                                      "--set",    "seen=2024-02-29:picture=00FF",
-                                      "--set",    "item=\"NULL\":supplier=NULL",
-                                      "--set",    "item=:item=\" x, y:z=>\n\""});
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(result.err, "");
+    const std::string edits =
+        "--set shelf=A:amount=1 --set shelf=A,slot=1:amount=2 --insert 'slot=7, shelf=C' "
+        "--set 'shelf=A : amount=3' --delete shelf=B,slot=1 --insert shelf=D,slot=1 "
+        "--delete shelf=B --delete shelf=D,slot=1 --set ':item=a \"b\"' --set :price=1.50 "
+        "--set :isOld=true --set seen=2024-02-29:picture=00FF --set item=\"NULL\":supplier=NULL "
+        "--set 'item=:item=\" x, y:z=>\n\"'";
     // An insert has a value of each level, also of those that other edits bring in.
-    EXPECT_EQ(result.out,
-              "insert shelf=C,slot=7,seen=NULL,item=NULL\n"
-              "set shelf=A:amount=3\n"
-              "delete shelf=B\n"
-              "delete shelf=D,slot=1\n"
-              "set :item=\"a \"\"b\"\"\"\n"
-              "set :price=1.50\n"
-              "set :isOld=true\n"
-              "set seen=2024-02-29:picture=00ff\n"
-              "set item=\"NULL\":supplier=NULL\n"
-              "set item=:item=\" x, y:z=>\n\"\n");
+    EXPECT_EQ(Printed("edit @ stock " + edits, path),
+              "insert shelf=C,slot=7,seen=NULL,item=NULL\nset shelf=A:amount=3\n"
+              "delete shelf=B\ndelete shelf=D,slot=1\nset :item=\"a \"\"b\"\"\"\n"
+              "set :price=1.50\nset :isOld=true\nset seen=2024-02-29:picture=00ff\n"
+              "set item=\"NULL\":supplier=NULL\nset item=:item=\" x, y:z=>\n\"\n");
     EXPECT_EQ(Stock(), before);
 }
 
@@ -94,239 +75,194 @@ TEST_F(Edit, SavesWhatWasSetOrSaysThatItCannotBe) {
     path = folder.MakeDatabase("odd.db",
                                "CREATE TABLE stock(id INTEGER PRIMARY KEY, n INT, r REAL, a TEXT, "
                                "d DATE); INSERT INTO stock VALUES(1, 'seven', 1.5, x'41', NULL)");
-    const std::pair<const char*, const char*> cases[] = {
+    const std::pair<std::string, const char*> cases[] = {
         {":n=NULL", "null,real,blob|"},
         {":a=NULL", "null,real,null|"},
         {":r=9007199254740994", "null,real,null|"},
         {":r=123456789012345683968", "null,real,null|"},
         {":r=inf", "null,real,null|"},
         {":r=NULL", "null,null,null|"},
-        {":d=2001-02-03 00:00", "null,null,null|"}};
+        {"':d=2001-02-03 00:00'", "null,null,null|"}};
     for (const auto& [edit, types] : cases) {
-        const CommandResult result = Run({"--set", edit, "--save"});
-        EXPECT_EQ(result.out, "1 updated, 0 inserted, 0 deleted\n") << edit << result.err;
+        EXPECT_EQ(Run("--save --set " + edit).out, "1 updated, 0 inserted, 0 deleted\n") << edit;
         EXPECT_EQ(Ask("SELECT typeof(n), typeof(r), typeof(a) FROM stock"), types) << edit;
     }
-    for (const char* const edit : {":r=nan", ":r=9007199254740993", ":r=1e999", ":n=1.5",
-                                   ":d=2001-02-03 00:05", "d=\"2001-02-03 04:00:00\":n=1"}) {
-        const CommandResult result = Run({"--set", edit, "--save"});
+    for (const std::string edit : {":r=nan", ":r=9007199254740993", ":r=1e999", ":n=1.5",
+                                   "':d=2001-02-03 00:05'", "'d=\"2001-02-03 04:00:00\":n=1'"}) {
+        const CommandResult result = Run("--save --set " + edit);
         EXPECT_EQ(result.status, 1) << edit;
-        EXPECT_NE(result.err.find("is no value of "), std::string::npos) << result.err;
+        ExpectHas(result.err, {"is no value of "});
     }
 }
 
 TEST_F(Edit, SavesKeysLevelsInsertsAndDeletesInOneGo) {
-    const CommandResult result =
-        Run({"--levels", "shelf,slot", "--delete", "item=bolt", "--set", "shelf=A:shelf=Z", "--set",
-             "shelf=A,slot=1:slot=9", "--set", "shelf=B,slot=1:item=tack", "--insert",
-             "shelf=C,slot=1", "--set", "shelf=C:item=\"a,b\"", "--save"});
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(result.out, "3 updated, 1 inserted, 1 deleted\n");
-    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(Printed("edit @ stock --levels shelf,slot --delete item=bolt --set shelf=A:shelf=Z "
+                      "--set shelf=A,slot=1:slot=9 --set shelf=B,slot=1:item=tack "
+                      "--insert shelf=C,slot=1 --set shelf=C:item=\"a,b\" --save",
+                      path),
+              "3 updated, 1 inserted, 1 deleted\n");
     EXPECT_EQ(Stock(), "B,1,tack,5|C,1,a,b,NULL|Z,2,screw,20|Z,9,nail,10|");
     EXPECT_EQ(Ask("SELECT what FROM history ORDER BY 1"), "A>Z|A>Z|");
-    const CommandResult nothing = Run({"--set", "shelf=Q:amount=1", "--save"});
+    const CommandResult nothing = Run("--set shelf=Q:amount=1 --save");
     EXPECT_EQ(nothing.status, 0);
     EXPECT_EQ(nothing.out, "0 updated, 0 inserted, 0 deleted\n");
-    EXPECT_NE(nothing.err.find("no record at the places of the updates"), std::string::npos);
+    ExpectHas(nothing.err, {"no record at the places of the updates"});
 }
 
-struct ViewCase {
-    Arguments options;
-    std::string shown;
-};
-
 TEST_F(Edit, ViewsShowWhatASaveMakes) {
-    const Arguments edits{"--levels", "shelf,slot",     "--set",    "shelf=A:shelf=D",
-                          "--set",    ":item=nail",     "--delete", "shelf=B,slot=2",
-                          "--insert", "shelf=C,slot=3", "--set",    "shelf=A,slot=1:slot=5"};
-    const std::vector<ViewCase> cases = {
-        {{"walk", "--columns", "item"},
+    const std::string edits =
+        "--levels shelf,slot --set shelf=A:shelf=D --set :item=nail --delete shelf=B,slot=2 "
+        "--insert shelf=C,slot=3 --set shelf=A,slot=1:slot=5 ";
+    const std::pair<std::string, const char*> cases[] = {
+        {"walk --columns item",
          "shelf\tslot\titem\nD\t5\tnail\nD\t2\tnail\nB\t1\tnail\nC\t3\tnail\n"},
-        {{"tree"}, "shelf\tslot\tcount\nB\t1\t1\nC\t3\t1\nD\t2\t1\nD\t5\t1\n"},
+        {"tree", "shelf\tslot\tcount\nB\t1\t1\nC\t3\t1\nD\t2\t1\nD\t5\t1\n"},
         // Records that the edits have moved to the place, and away from it.
-        {{"tree", "--at", "shelf=D", "--leaves", "--depth", "1"},
+        {"tree --at shelf=D --leaves --depth 1",
          "shelf\tslot\tcount\tshelf_2\tslot_2\nD\t2\t1\tA\t2\nD\t5\t1\tA\t1\n"},
-        {{"grid", "--axes", "shelf", "--calc", "COUNT:item,SUM:amount"},
+        {"grid --axes shelf --calc COUNT:item,SUM:amount",
          "shelf\tCOUNT(item)\tSUM(amount)\nB\t1\t5\nC\t1\t\\N\nD\t2\t30\ntotal\t4\t35\n"},
-        {{"grid", "--axes", "shelf", "--calc", "COUNT:item", "--drill", "C"},
+        {"grid --axes shelf --calc COUNT:item --drill C",
          "shelf\tslot\titem\tamount\tprice\tisOld\tseen\tpicture\topened\tworth\tsupplier\n"
          "C\t3\tnail\t\\N\t\\N\t\\N\t\\N\t\\N\t\\N\t\\N\t\\N\n"},
-        {{"score", "--level", "shelf", "--calc", "SUM:amount", "--top", "1"},
+        {"score --level shelf --calc SUM:amount --top 1",
          "shelf\tSUM(amount)\nD\t30\ntotal\t35\n"}};
     const std::string before = Stock();
-    for (const ViewCase& each : cases) {
-        Arguments options = edits;
-        options.emplace_back("--show");
-        options.insert(options.end(), each.options.begin(), each.options.end());
-        const CommandResult shown = Run(options);
-        EXPECT_EQ(shown.status, 0) << shown.err;
-        EXPECT_EQ(shown.out, each.shown) << testing::PrintToString(each.options);
+    for (const auto& [view, shown] : cases) {
+        const CommandResult result = Run(edits + "--show " + view);
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(result.out, shown) << view;
     }
     EXPECT_EQ(Stock(), before);
-    Arguments save = edits;
-    save.emplace_back("--save");
-    EXPECT_EQ(Run(save).status, 0);
+    EXPECT_EQ(Run(edits + "--save").status, 0);
     EXPECT_EQ(Stock(), "B,1,nail,5|C,3,nail,NULL|D,2,nail,20|D,5,nail,10|");
 }
 
 TEST_F(Edit, WhatCannotBeEditedIsTold) {
-    const std::string script = folder.MakeFile("bad", "set shelf=A:amount=1\n\nset shelf=A\n");
-    const std::string verb = folder.MakeFile("verb", "# one\ndelte shelf=A\n");
-    const std::string type =
-        folder.MakeFile("type", "set shelf=\"A\nB\":amount=1\ndelete slot=x\n");
-    const std::vector<FailureCase> cases = {
-        {{}, 2, {"nothing to edit", "edit --help"}},
-        {{"--set", "shelf=A"}, 2, {"column=value", "'shelf=A'"}},
-        {{"--set", "shelf=A:amount"}, 2, {"'amount' has no value"}},
-        {{"--set", "shelf:amount=1"}, 2, {"'shelf' has no value"}},
-        {{"--set", "shelf=A:item=a,b"}, 2, {"double quotes"}},
-        {{"--set", "shelf=\"A:item=a"}, 2, {"isn't closed"}},
-        {{"--set", "shelf=A,shelf=B:item=a"}, 2, {"two values", "'shelf'"}},
-        {{"--insert", ""}, 2, {"'insert' needs a place"}},
-        {{"--delete", " "}, 2, {"'delete' needs a place"}},
-        {{"--delete", "shelf=A", "--depth", "1"}, 2, {"--depth", "edit --help"}},
-        {{"--delete", "shelf=A", "--show", "gird"}, 2, {"'gird'", "mean 'grid'"}},
-        {{"--delete", "shelf=A", "--show"}, 2, {"--show"}},
-        {{"--delete", "shelf=A", "--show", "tree", "--top", "1"}, 2, {"--show tree", "--top"}},
-        {{"--delete", "shelf=A", "--save", "--show", "tree"}, 2, {"--show", "--save"}},
-        {{"--script", script}, 2, {"/bad', line 3: ", "'shelf=A'"}},
-        {{"--script", verb}, 2, {"/verb', line 2: ", "'delte'"}},
-        {{"--script", type}, 1, {"/type', line 3: ", "'x'", "level 'slot'", "integer"}},
-        {{"--script", folder.Path("none")}, 1, {"/none'", "No such file"}},
-        {{"--script", folder.Path("")}, 1, {"directory"}},
-        {{"--set", "shelf=A:amuont=1"}, 1, {"'amuont'", "mean 'amount'"}},
-        {{"--set", "shlf=A:amount=1"}, 1, {"'shlf'", "mean 'shelf'"}},
-        {{"--levels", "shlf", "--delete", "shelf=A"}, 1, {"'shlf'", "mean 'shelf'"}},
-        {{"--set", "shelf=A:amount=many"}, 1, {"'many'", "column 'amount'", "integer"}},
-        {{"--set", "shelf=A:amount=1.5"}, 1, {"'1.5'", "integer"}},
-        {{"--set", "shelf=A:amount=9223372036854775808"}, 1, {"integer"}},
-        {{"--set", "shelf=A:price=0.125"}, 1, {"'0.125'", "decimal(2)"}},
-        {{"--delete", "slot=1.5"}, 1, {"'1.5'", "level 'slot'"}},
-        {{"--set", "shelf=A:amount="}, 1, {"''", "column 'amount'", "NULL is written"}},
-        {{"--set", "shelf=A:seen=2023-02-29"}, 1, {"'2023-02-29'", "'seen'", "date"}},
-        {{"--set", "shelf=A:isOld=-1"}, 1, {"'-1'", "'isOld'", "boolean"}},
-        {{"--set", "shelf=A:isOld=256"}, 1, {"'256'", "boolean"}},
-        {{"--set", "shelf=A:opened=\"2024-01-01 12:30:00.1234\""}, 1, {"'opened'", "timestamp"}},
-        {{"--set", "shelf=A:picture=0g"}, 1, {"'0g'", "'picture'", "bytes"}},
-        {{"--set", "shelf=A:worth=1"}, 1, {"'worth'", "calculated"}},
+    folder.MakeFile("bad", "set shelf=A:amount=1\n\nset shelf=A\n");
+    folder.MakeFile("verb", "# one\ndelte shelf=A\n");
+    folder.MakeFile("type", "set shelf=\"A\nB\":amount=1\ndelete slot=x\n");
+    std::vector<FailureCase> cases = {
+        {"", 2, {"nothing to edit", "edit --help"}},
+        {"--set shelf=A", 2, {"column=value", "'shelf=A'"}},
+        {"--set shelf=A:amount", 2, {"'amount' has no value"}},
+        {"--set shelf:amount=1", 2, {"'shelf' has no value"}},
+        {"--set shelf=A:item=a,b", 2, {"double quotes"}},
+        {"--set shelf=\"A:item=a", 2, {"isn't closed"}},
+        {"--set shelf=A,shelf=B:item=a", 2, {"two values", "'shelf'"}},
+        {"--insert ''", 2, {"'insert' needs a place"}},
+        {"--delete ' '", 2, {"'delete' needs a place"}},
+        {"--delete shelf=A --depth 1", 2, {"--depth", "edit --help"}},
+        {"--delete shelf=A --show gird", 2, {"'gird'", "mean 'grid'"}},
+        {"--delete shelf=A --show", 2, {"--show"}},
+        {"--delete shelf=A --show tree --top 1", 2, {"--show tree", "--top"}},
+        {"--delete shelf=A --save --show tree", 2, {"--show", "--save"}},
+        {"--script FOLDER/bad", 2, {"/bad', line 3: ", "'shelf=A'"}},
+        {"--script FOLDER/verb", 2, {"/verb', line 2: ", "'delte'"}},
+        {"--script FOLDER/type", 1, {"/type', line 3: ", "'x'", "level 'slot'", "integer"}},
+        {"--script FOLDER/none", 1, {"/none'", "No such file"}},
+        {"--script FOLDER/", 1, {"directory"}},
+        {"--set shelf=A:amuont=1", 1, {"'amuont'", "mean 'amount'"}},
+        {"--set shlf=A:amount=1", 1, {"'shlf'", "mean 'shelf'"}},
+        {"--levels shlf --delete shelf=A", 1, {"'shlf'", "mean 'shelf'"}},
+        {"--set shelf=A:amount=many", 1, {"'many'", "column 'amount'", "integer"}},
+        {"--set shelf=A:amount=1.5", 1, {"'1.5'", "integer"}},
+        {"--set shelf=A:amount=9223372036854775808", 1, {"integer"}},
+        {"--set shelf=A:price=0.125", 1, {"'0.125'", "decimal(2)"}},
+        {"--delete slot=1.5", 1, {"'1.5'", "level 'slot'"}},
+        {"--set shelf=A:amount=", 1, {"''", "column 'amount'", "NULL is written"}},
+        {"--set shelf=A:seen=2023-02-29", 1, {"'2023-02-29'", "'seen'", "date"}},
+        {"--set shelf=A:isOld=-1", 1, {"'-1'", "'isOld'", "boolean"}},
+        {"--set shelf=A:isOld=256", 1, {"'256'", "boolean"}},
+        {"--set 'shelf=A:opened=\"2024-01-01 12:30:00.1234\"'", 1, {"'opened'", "timestamp"}},
+        {"--set shelf=A:picture=0g", 1, {"'0g'", "'picture'", "bytes"}},
+        {"--set shelf=A:worth=1", 1, {"'worth'", "calculated"}},
         // Whether the record of the set is a bolt isn't known: it would be dropped on a guess.
-        {{"--set", "shelf=B,slot=2:amount=3", "--delete", "item=bolt"},
+        {"--set shelf=B,slot=2:amount=3 --delete item=bolt",
          2,
          {"delete 'item=bolt'", "'set shelf=B,slot=2:amount=3'", "put it first"}},
-        {{"--set", "shelf=A:supplier>name=x"}, 1, {"'supplier>name'", "another table"}},
-        {{"--insert", "supplier>name=Ames"}, 1, {"'supplier>name'", "another table"}}};
+        {"--set shelf=A:supplier>name=x", 1, {"'supplier>name'", "another table"}},
+        {"--insert supplier>name=Ames", 1, {"'supplier>name'", "another table"}}};
+    for (FailureCase& each : cases) {
+        if (const std::size_t at = each.line.find("FOLDER/"); at != std::string::npos) {
+            each.line.replace(at, 7, folder.Path(""));
+        }
+        each.line.insert(0, "edit @ stock ");
+    }
     const std::string before = Stock();
-    ExpectFailures(cases, {"edit", path, "stock"});
+    ExpectFailures(cases, path);
     EXPECT_EQ(Stock(), before);
+    // A set of another column takes no set's place.
+    EXPECT_EQ(Run("--set shelf=B,slot=2:amount=3 --set item=bolt:price=1").status, 0);
 }
 
 /// Nothing is written, and the script comes out as it would without --save.
 TEST_F(Edit, ASaveThatFailsLosesNothing) {
-    const std::vector<FailureCase> cases = {
+    const std::pair<std::string, std::vector<std::string>> cases[] = {
         // In the middle: the records before it had been written.
-        {{"--set", "shelf=A:amount=7", "--set", "shelf=B,slot=1:amount=-1"},
-         1,
+        {"--set shelf=A:amount=7 --set shelf=B,slot=1:amount=-1",
          {"record shelf=B,slot=1", "'stock'", "'amount'", "CHECK"}},
-        {{"--set", ":amount=1", "--set", "shelf=B,slot=1:item=NULL"},
-         1,
+        {"--set :amount=1 --set shelf=B,slot=1:item=NULL",
          {"record shelf=B,slot=1", "'amount', 'item'", "NOT NULL"}},
-        {{"--set", "shelf=A:slot=4"}, 1, {"record shelf=A,slot=2", "'slot'", "UNIQUE"}},
-        {{"--delete", "shelf=A", "--insert", "shelf=B,slot=1", "--set", "slot=1:item=x"},
-         1,
+        {"--set shelf=A:slot=4", {"record shelf=A,slot=2", "'slot'", "UNIQUE"}},
+        {"--delete shelf=A --insert shelf=B,slot=1 --set slot=1:item=x",
          {"a record at shelf=B,slot=1", "inserted", "'stock'", "UNIQUE"}},
         // Only when all is to be committed.
-        {{"--set", "shelf=A:supplier=9"}, 1, {"FOREIGN KEY"}}};
+        {"--set shelf=A:supplier=9", {"FOREIGN KEY"}}};
     const std::string before = Stock();
-    for (const FailureCase& each : cases) {
-        const std::string shown = testing::PrintToString(each.arguments);
-        const CommandResult printed = Run(each.arguments);
-        Arguments save = each.arguments;
-        save.emplace_back("--save");
-        const CommandResult result = Run(save);
-        EXPECT_EQ(result.status, each.status) << shown;
-        EXPECT_EQ(result.out, printed.out) << shown;
-        EXPECT_EQ(result.err.find("etabulon: nothing was saved: "), 0U) << result.err;
-        for (const std::string& text : each.said) {
-            EXPECT_NE(result.err.find(text), std::string::npos) << text << " in " << result.err;
-        }
-        EXPECT_EQ(Stock(), before) << shown;
-        const std::string script = folder.MakeFile("script", result.out);
-        EXPECT_EQ(Run({"--script", script}).out, result.out) << shown;
+    for (const auto& [edits, said] : cases) {
+        SCOPED_TRACE(edits);
+        const std::string script = Run(edits).out;
+        ExpectUnsaved(edits, script, said.front());
+        ExpectHas(Run(edits + " --save").err, said);
+        EXPECT_EQ(Stock(), before);
+        EXPECT_EQ(Run("--script " + folder.MakeFile("script", script)).out, script);
     }
 }
 
 TEST_F(Edit, WhatCannotBeWrittenPrintsTheScript) {
-    const std::string csv = folder.MakeFile("people.csv", "name,age\nAnn,3\n");
-    const CommandResult text = RunCommand({"edit", csv, "--set", "name=Ann:age=4", "--save"});
-    EXPECT_EQ(text.status, 1);
-    EXPECT_EQ(text.out, "set name=Ann:age=4\n");
-    EXPECT_NE(text.err.find("table of text"), std::string::npos) << text.err;
-    EXPECT_EQ(text.err.find("etabulon: nothing was saved: "), 0U) << text.err;
-    EXPECT_EQ(RunCommand({"edit", csv, "--set", "name=Ann:age=4", "--show", "walk"}).out,
+    ExpectUnsaved("--delete shelf=A", "delete shelf=A\n", "a view", "shelves");
+    // Another writer, and a reader that keeps the commit waiting.
+    for (const char* const begun : {"BEGIN IMMEDIATE", "BEGIN; SELECT count(*) FROM stock"}) {
+        const std::string before = Stock();
+        Database other(path);
+        other.Do(begun);
+        ExpectUnsaved("--delete shelf=A", "delete shelf=A\n", "locked");
+        EXPECT_EQ(Stock(), before);
+    }
+    EXPECT_EQ(Run("--delete shelf=A --save").status, 0);
+    path = folder.MakeFile("people.csv", "name,age\nAnn,3\n");
+    ExpectUnsaved("--set name=Ann:age=4", "set name=Ann:age=4\n", "table of text", "people");
+    EXPECT_EQ(Printed("edit @ --set name=Ann:age=4 --show walk", path),
               "name\trowid\tage\nAnn\t1\t4\n");
-
-    const CommandResult view =
-        RunCommand({"edit", path, "shelves", "--delete", "shelf=A", "--save"});
-    EXPECT_EQ(view.status, 1);
-    EXPECT_EQ(view.out, "delete shelf=A\n");
-    EXPECT_NE(view.err.find("a view"), std::string::npos) << view.err;
-
-    auto other = std::make_unique<Database>(path);
-    other->Do("BEGIN IMMEDIATE");
-    const CommandResult locked = Run({"--delete", "shelf=A", "--save"});
-    other.reset();
-    EXPECT_EQ(locked.status, 1);
-    EXPECT_EQ(locked.out, "delete shelf=A\n");
-    EXPECT_NE(locked.err.find("locked"), std::string::npos) << locked.err;
-    EXPECT_EQ(Run({"--delete", "shelf=A", "--save"}).status, 0);
 }
 
 TEST_F(Edit, WhatIsLockedForAllPrintsTheEditsAsTheyWereAsked) {
-    const Arguments edits{"--set",    "shelf=\"A\", slot=1 : amount=NULL",
-                          "--set",    ":item=\"NULL\"",
-                          "--insert", "shelf=\"x,y\",slot=3",
-                          "--delete", "supplier>name=Bell"};
-    Arguments save = edits;
-    save.emplace_back("--save");
-    auto other = std::make_unique<Database>(path);
-    other->Do("BEGIN EXCLUSIVE");
-    const auto start = std::chrono::steady_clock::now();
-    const CommandResult locked = Run(save);
-    // Two seconds, and not once more for another way of opening it.
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
-    other.reset();
-    EXPECT_EQ(locked.status, 1);
-    EXPECT_EQ(locked.err.find("etabulon: nothing was saved"), 0U) << locked.err;
-    EXPECT_NE(locked.err.find("locked"), std::string::npos) << locked.err;
-    EXPECT_EQ(locked.out,
-              "set shelf=A,slot=1:amount=NULL\nset :item=\"NULL\"\n"
-              "insert shelf=\"x,y\",slot=3\ndelete supplier>name=Bell\n");
-    EXPECT_EQ(Run({"--script", folder.MakeFile("script", locked.out)}).out, Run(edits).out);
+    const std::string edits =
+        "--set 'shelf=\"A\", slot=1 : amount=NULL' --set :item=\"NULL\" "
+        "--insert shelf=\"x,y\",slot=3 --delete supplier>name=Bell";
+    const std::string printed =
+        "set shelf=A,slot=1:amount=NULL\nset :item=\"NULL\"\n"
+        "insert shelf=\"x,y\",slot=3\ndelete supplier>name=Bell\n";
+    {
+        Database other(path);
+        other.Do("BEGIN EXCLUSIVE");
+        const auto start = std::chrono::steady_clock::now();
+        ExpectUnsaved(edits, printed, "locked");
+        // Two seconds, and not once more for another way of opening it.
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
+    }
+    EXPECT_EQ(Run("--script " + folder.MakeFile("script", printed)).out, Run(edits).out);
 }
 
 TEST_F(Edit, ASaveWhoseReportCannotBeWrittenSaysThatItIsSaved) {
-    const CommandResult result =
-        RunCommand(Command({"--delete", "shelf=A", "--save"}), "/dev/full");
+    const CommandResult result = RunLine("edit @ stock --delete shelf=A --save", path, "/dev/full");
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err.find("etabulon: the edits were saved: 0 updated, 0 inserted, 2 deleted\n"),
               0U)
         << result.err;
-    EXPECT_NE(result.err.find("No space left"), std::string::npos) << result.err;
+    ExpectHas(result.err, {"No space left"});
     EXPECT_EQ(Stock(), "B,1,nail,5|B,2,bolt,NULL|");
-}
-
-TEST_F(Edit, AReaderThatKeepsTheCommitWaitingEndsTheSave) {
-    const std::string before = Stock();
-    auto other = std::make_unique<Database>(path);
-    other->Do("BEGIN; SELECT count(*) FROM stock");
-    const CommandResult result = Run({"--delete", "shelf=A", "--save"});
-    other.reset();
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.out, "delete shelf=A\n");
-    EXPECT_NE(result.err.find("nothing was saved"), std::string::npos) << result.err;
-    EXPECT_NE(result.err.find("locked"), std::string::npos) << result.err;
-    EXPECT_EQ(Stock(), before);
 }
 
 TEST_F(Edit, AFileThatMayOnlyBeReadStaysAsItIs) {
@@ -334,45 +270,39 @@ TEST_F(Edit, AFileThatMayOnlyBeReadStaysAsItIs) {
     if (access(path.c_str(), W_OK) == 0) {
         GTEST_SKIP() << "this user may write to any file";
     }
-    const CommandResult result = Run({"--delete", "shelf=A", "--save"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.out, "delete shelf=A\n");
-    EXPECT_EQ(result.err.find("etabulon: nothing was saved: "), 0U) << result.err;
+    ExpectUnsaved("--delete shelf=A", "delete shelf=A\n", "");
 }
 
 TEST_F(Edit, AtAMissingValueLeavesWhatOnlyReadsSo) {
-    EXPECT_EQ(Ask("CREATE TABLE odd(id INTEGER PRIMARY KEY, n INT, a TEXT);"
-                  "INSERT INTO odd VALUES(1,'seven','x'),(2,NULL,'x'),(3,7,'x')"),
-              "");
-    const auto save = [this](const char* option, const char* edit) {
-        return RunCommand({"edit", path, "odd", "--levels", "a", option, edit, "--save"});
+    Database(path).Do(
+        "CREATE TABLE odd(id INTEGER PRIMARY KEY, n INT, a TEXT);"
+        "INSERT INTO odd VALUES(1,'seven','x'),(2,NULL,'x'),(3,7,'x')");
+    const auto save = [this](const std::string& edit) {
+        return RunLine("edit @ odd --levels a --save " + edit, path);
     };
     const auto rows = [this] { return Ask("SELECT id, n, a FROM odd"); };
     const std::string before = rows();
-    for (const auto& [option, edit] :
-         {std::pair("--delete", "n=NULL"), std::pair("--set", "n=NULL:a=y"),
-          std::pair("--set", "n=NULL,a=x:n=5")}) {
-        const CommandResult result = save(option, edit);
+    for (const char* const edit : {"--delete n=NULL", "--set n=NULL:a=y", "--set n=NULL,a=x:n=5"}) {
+        const CommandResult result = save(edit);
         EXPECT_EQ(result.status, 1);
         EXPECT_EQ(
             result.err.find("etabulon: nothing was saved: record id=1 of table 'odd' can't be"), 0U)
             << result.err;
-        EXPECT_NE(result.err.find("column 'n' holds seven"), std::string::npos) << result.err;
+        ExpectHas(result.err, {"column 'n' holds seven"});
         EXPECT_EQ(rows(), before);
     }
     // At another place the text goes with its record.
-    EXPECT_EQ(save("--delete", "id=1").out, "0 updated, 0 inserted, 1 deleted\n");
-    EXPECT_EQ(save("--delete", "n=NULL").out, "0 updated, 0 inserted, 1 deleted\n");
+    EXPECT_EQ(save("--delete id=1").out, "0 updated, 0 inserted, 1 deleted\n");
+    EXPECT_EQ(save("--delete n=NULL").out, "0 updated, 0 inserted, 1 deleted\n");
     EXPECT_EQ(rows(), "3,7,x|");
 }
 
 TEST_F(Edit, CtrlCInASaveTakesItBack) {
-    EXPECT_EQ(
-        Ask("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 100000) "
-            "INSERT INTO stock(shelf, slot, item, amount) SELECT 'M', i, 'x', i FROM n"),
-        "");
+    Database(path).Do(
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 100000) "
+        "INSERT INTO stock(shelf, slot, item, amount) SELECT 'M', i, 'x', i FROM n");
     const std::string journal = path + "-journal";
-    CommandRun run(Command({"--set", "shelf=M:amount=0", "--save"}));
+    CommandRun run(Words("edit @ stock --set shelf=M:amount=0 --save", path));
     for (int turn = 0; turn < 20000 && !std::filesystem::exists(journal); ++turn) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }

@@ -16,44 +16,33 @@ constexpr const char* kOddities = R"(
         (9, '\N', 6, NULL, NULL, NULL);
 )";
 
-class FormatsOfOddValues : public testing::TestWithParam<std::pair<const char*, const char*>> {};
-
-TEST_P(FormatsOfOddValues, TellThemAllApart) {
+TEST(FormatsOfOddValues, TellThemAllApart) {
     const TestFolder folder;
     const std::string database = folder.MakeDatabase("odd.db", kOddities);
-    const auto& [format, expected] = GetParam();
-    const CommandResult result = RunCommand({"walk", database, "--format", format});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.err, "");
-    EXPECT_EQ(result.out, expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    All, FormatsOfOddValues,
-    testing::Values(
-        std::pair("csv",
-                  "id,t,n,r,b,d\n"
-                  "1,,,,,\n"
-                  "2,\"\",0,0,\"\",2024-02-29\n"
-                  "3,NULL,-9223372036854775807,1e+300,00ff,0999-01-01\n"
-                  "4,\"say \"\"a,b\"\"\",1,inf,41,\n"
-                  "5,\"two\nlines\ttab\\\r\",2,0.1,,\n"
-                  "6,\" blanks \",3,-1.5,,\n"
-                  "7,\xC3(,4,1e+05,,\n"
-                  "8,été 東,5,1,,\n"
-                  "9,\\N,6,,,\n"),
-        std::pair("tsv",
-                  "id\tt\tn\tr\tb\td\n"
-                  "1\t\\N\t\\N\t\\N\t\\N\t\\N\n"
-                  "2\t\t0\t0\t\t2024-02-29\n"
-                  "3\tNULL\t-9223372036854775807\t1e+300\t00ff\t0999-01-01\n"
-                  "4\tsay \"a,b\"\t1\tinf\t41\t\\N\n"
-                  "5\ttwo\\nlines\\ttab\\\\\\r\t2\t0.1\t\\N\t\\N\n"
-                  "6\t blanks \t3\t-1.5\t\\N\t\\N\n"
-                  "7\t\xC3(\t4\t1e+05\t\\N\t\\N\n"
-                  "8\tété 東\t5\t1\t\\N\t\\N\n"
-                  "9\t\\\\N\t6\t\\N\t\\N\t\\N\n"),
-        std::pair("ndjson", R"({"id":1,"t":null,"n":null,"r":null,"b":null,"d":null}
+    const std::pair<std::string, const char*> cases[] = {
+        {"csv",
+         "id,t,n,r,b,d\n"
+         "1,,,,,\n"
+         "2,\"\",0,0,\"\",2024-02-29\n"
+         "3,NULL,-9223372036854775807,1e+300,00ff,0999-01-01\n"
+         "4,\"say \"\"a,b\"\"\",1,inf,41,\n"
+         "5,\"two\nlines\ttab\\\r\",2,0.1,,\n"
+         "6,\" blanks \",3,-1.5,,\n"
+         "7,\xC3(,4,1e+05,,\n"
+         "8,été 東,5,1,,\n"
+         "9,\\N,6,,,\n"},
+        {"tsv",
+         "id\tt\tn\tr\tb\td\n"
+         "1\t\\N\t\\N\t\\N\t\\N\t\\N\n"
+         "2\t\t0\t0\t\t2024-02-29\n"
+         "3\tNULL\t-9223372036854775807\t1e+300\t00ff\t0999-01-01\n"
+         "4\tsay \"a,b\"\t1\tinf\t41\t\\N\n"
+         "5\ttwo\\nlines\\ttab\\\\\\r\t2\t0.1\t\\N\t\\N\n"
+         "6\t blanks \t3\t-1.5\t\\N\t\\N\n"
+         "7\t\xC3(\t4\t1e+05\t\\N\t\\N\n"
+         "8\tété 東\t5\t1\t\\N\t\\N\n"
+         "9\t\\\\N\t6\t\\N\t\\N\t\\N\n"},
+        {"ndjson", R"({"id":1,"t":null,"n":null,"r":null,"b":null,"d":null}
 {"id":2,"t":"","n":0,"r":0,"b":{"hex":""},"d":"2024-02-29"}
 {"id":3,"t":"NULL","n":-9223372036854775807,"r":1e+300,"b":{"hex":"00ff"},"d":"0999-01-01"}
 {"id":4,"t":"say \"a,b\"","n":1,"r":"inf","b":{"hex":"41"},"d":null}
@@ -62,20 +51,23 @@ INSTANTIATE_TEST_SUITE_P(
 {"id":7,"t":{"hex":"c328"},"n":4,"r":1e+05,"b":null,"d":null}
 {"id":8,"t":"été 東","n":5,"r":1,"b":null,"d":null}
 {"id":9,"t":"\\N","n":6,"r":null,"b":null,"d":null}
-)"),
-        std::pair("table",
-                  "id  t                                         n       r  b     d\n"
-                  "--  ---------------------  --------------------  ------  ----  ----------\n"
-                  " 1  NULL                                   NULL    NULL  NULL  NULL\n"
-                  " 2  \"\"                                        0       0  \"\"    2024-02-29\n"
-                  " 3  \"NULL\"                 -9223372036854775807  1e+300  00ff  0999-01-01\n"
-                  " 4  say \"a,b\"                                 1  inf     41    NULL\n"
-                  " 5  \"two\\nlines\\ttab\\\\\\r\"                     2     0.1  NULL  NULL\n"
-                  " 6  \" blanks \"                                3    -1.5  NULL  NULL\n"
-                  " 7  \"\\xc3(\"                                   4   1e+05  NULL  NULL\n"
-                  " 8  été 東                                    5       1  NULL  NULL\n"
-                  " 9  \\N                                        6    NULL  NULL  NULL\n")),
-    [](const auto& instance) { return std::string(instance.param.first); });
+)"},
+        {"table",
+         "id  t                                         n       r  b     d\n"
+         "--  ---------------------  --------------------  ------  ----  ----------\n"
+         " 1  NULL                                   NULL    NULL  NULL  NULL\n"
+         " 2  \"\"                                        0       0  \"\"    2024-02-29\n"
+         " 3  \"NULL\"                 -9223372036854775807  1e+300  00ff  0999-01-01\n"
+         " 4  say \"a,b\"                                 1  inf     41    NULL\n"
+         " 5  \"two\\nlines\\ttab\\\\\\r\"                     2     0.1  NULL  NULL\n"
+         " 6  \" blanks \"                                3    -1.5  NULL  NULL\n"
+         " 7  \"\\xc3(\"                                   4   1e+05  NULL  NULL\n"
+         " 8  été 東                                    5       1  NULL  NULL\n"
+         " 9  \\N                                        6    NULL  NULL  NULL\n"}};
+    for (const auto& [format, expected] : cases) {
+        EXPECT_EQ(Printed("walk @ --format " + format, database), expected) << format;
+    }
+}
 
 TEST(FormatJson, IsOneArrayAndAnEmptyOneWithoutRecords) {
     const TestFolder folder;
@@ -83,10 +75,9 @@ TEST(FormatJson, IsOneArrayAndAnEmptyOneWithoutRecords) {
         "few.db",
         "CREATE TABLE few(id INTEGER PRIMARY KEY); INSERT INTO few VALUES(1),(2);"
         "CREATE TABLE none(id INTEGER PRIMARY KEY);");
-    EXPECT_EQ(RunCommand({"walk", database, "few", "--format", "json"}).out,
-              "[\n{\"id\":1},\n{\"id\":2}\n]\n");
-    EXPECT_EQ(RunCommand({"walk", database, "none", "--format", "json"}).out, "[]\n");
-    EXPECT_EQ(RunCommand({"walk", database, "none", "--format", "csv"}).out, "id\n");
+    EXPECT_EQ(Printed("walk @ few --format json", database), "[\n{\"id\":1},\n{\"id\":2}\n]\n");
+    EXPECT_EQ(Printed("walk @ none --format json", database), "[]\n");
+    EXPECT_EQ(Printed("walk @ none --format csv", database), "id\n");
 }
 
 TEST(FormatTable, WidensNothingForOneLongCellAndGoesOnBehindItsSample) {
@@ -97,11 +88,8 @@ TEST(FormatTable, WidensNothingForOneLongCellAndGoesOnBehindItsSample) {
         "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c WHERE x < 1000)"
         "INSERT INTO long SELECT x, CASE x WHEN 1 THEN printf('%.70c', 'x') ELSE 'ab' END,"
         "    CASE x WHEN 1000 THEN 'wide 東' END FROM c;");
-    const std::string out =
-        RunCommand({"walk", database, "--format", "table", "--levels", "u"}).out;
-    EXPECT_NE(out.find("\nNULL    1  " + std::string(70, 'x') + "\n"), std::string::npos)
-        << out.substr(0, 300);
-    EXPECT_NE(out.find("\nwide 東  1000  ab\n"), std::string::npos);
+    const std::string out = Printed("walk @ --format table --levels u", database);
+    ExpectHas(out, {"\nNULL    1  " + std::string(70, 'x') + "\n", "\nwide 東  1000  ab\n"});
     EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 1002);
 }
 
@@ -114,50 +102,39 @@ constexpr const char* kMarks = R"(
         (5, NULL, '<b>', 'two' || char(10) || 'lines', 4), (6, 'z_', 'c&d', '≠', 5);
 )";
 
-struct FormatCase {
-    const char* format;
-    const char* expected;
-};
-
-class ResultFormats : public testing::TestWithParam<FormatCase> {};
-
-TEST_P(ResultFormats, TellNoValueDifferingMissingEmptyAndZeroApart) {
+class Marks : public testing::Test {
+protected:
+    [[nodiscard]] std::string Run(const std::string& line) const { return Printed(line, path); }
     const TestFolder folder;
     const std::string path = folder.MakeDatabase("marks.db", kMarks);
-    const auto& [format, expected] = GetParam();
-    const CommandResult result =
-        RunCommand({"grid", path, "--axes", "a,b", "--calc", "COMMONVAL:t", "--format", format});
-    EXPECT_EQ(result.err, "");
-    EXPECT_EQ(result.out, expected);
-}
+};
 
-INSTANTIATE_TEST_SUITE_P(
-    All, ResultFormats,
-    testing::Values(
-        FormatCase{"table",
-                   "a \\ b  <b>           c&d   total\n"
-                   "-----  ------------  ----  ------------\n"
-                   "NULL   \"two\\nlines\"        \"two\\nlines\"\n"
-                   "x|y    \"\"            ≠     ≠\n"
-                   "z                    NULL  NULL\n"
-                   "z_                   \"≠\"   \"≠\"\n"
-                   "total  ≠             ≠     ≠\n"},
-        FormatCase{"csv",
-                   "a \\ b,<b>,c&d,total\n"
-                   ",\"two\nlines\",,\"two\nlines\"\n"
-                   "x|y,\"\",≠,≠\n"
-                   "z,,,\n"
-                   "z_,,\"≠\",\"≠\"\n"
-                   "total,≠,≠,≠\n"},
-        FormatCase{"tsv",
-                   "a \\\\ b\t<b>\tc&d\ttotal\n"
-                   "\\N\ttwo\\nlines\t\\N\ttwo\\nlines\n"
-                   "x|y\t\t\\D\t\\D\n"
-                   "z\t\\N\t\\N\t\\N\n"
-                   "z_\t\\N\t≠\t≠\n"
-                   "total\t\\D\t\\D\t\\D\n"},
-        FormatCase{"json",
-                   R"json([
+TEST_F(Marks, TellNoValueDifferingMissingEmptyAndZeroApart) {
+    const std::pair<std::string, const char*> cases[] = {
+        {"table",
+         "a \\ b  <b>           c&d   total\n"
+         "-----  ------------  ----  ------------\n"
+         "NULL   \"two\\nlines\"        \"two\\nlines\"\n"
+         "x|y    \"\"            ≠     ≠\n"
+         "z                    NULL  NULL\n"
+         "z_                   \"≠\"   \"≠\"\n"
+         "total  ≠             ≠     ≠\n"},
+        {"csv",
+         "a \\ b,<b>,c&d,total\n"
+         ",\"two\nlines\",,\"two\nlines\"\n"
+         "x|y,\"\",≠,≠\n"
+         "z,,,\n"
+         "z_,,\"≠\",\"≠\"\n"
+         "total,≠,≠,≠\n"},
+        {"tsv",
+         "a \\\\ b\t<b>\tc&d\ttotal\n"
+         "\\N\ttwo\\nlines\t\\N\ttwo\\nlines\n"
+         "x|y\t\t\\D\t\\D\n"
+         "z\t\\N\t\\N\t\\N\n"
+         "z_\t\\N\t≠\t≠\n"
+         "total\t\\D\t\\D\t\\D\n"},
+        {"json",
+         R"json([
 {"calculation":"COMMONVAL(t)","lines":{"axis":"a","labels":[null,"x|y","z","z_"]},
 "columns":{"axis":"b","labels":["<b>","c&d"]},
 "values":[
@@ -169,9 +146,8 @@ INSTANTIATE_TEST_SUITE_P(
 "columnTotals":[{"special":"differ"},{"special":"differ"}],"total":{"special":"differ"}}
 ]
 )json"},
-        FormatCase{
-            "ndjson",
-            R"json({"calculation":"COMMONVAL(t)","line":null,"column":"<b>","value":"two\nlines"}
+        {"ndjson",
+         R"json({"calculation":"COMMONVAL(t)","line":null,"column":"<b>","value":"two\nlines"}
 {"calculation":"COMMONVAL(t)","line":null,"column":"c&d","value":null}
 {"calculation":"COMMONVAL(t)","line":null,"total":"two\nlines"}
 {"calculation":"COMMONVAL(t)","line":"x|y","column":"<b>","value":""}
@@ -187,22 +163,22 @@ INSTANTIATE_TEST_SUITE_P(
 {"calculation":"COMMONVAL(t)","column":"c&d","total":{"special":"differ"}}
 {"calculation":"COMMONVAL(t)","total":{"special":"differ"}}
 )json"},
-        FormatCase{"markdown",
-                   "| a \\\\ b | \\<b\\> | c\\&d | total |\n"
-                   "| --- | --- | --- | --- |\n"
-                   "| NULL | two<br>lines | | two<br>lines |\n"
-                   "| x\\|y | \"\" | ≠ | ≠ |\n"
-                   "| z | | NULL | NULL |\n"
-                   "| z\\_ | | \"≠\" | \"≠\" |\n"
-                   "| **total** | **≠** | **≠** | **≠** |\n"}),
-    [](const auto& instance) { return std::string(instance.param.format); });
+        {"markdown",
+         "| a \\\\ b | \\<b\\> | c\\&d | total |\n"
+         "| --- | --- | --- | --- |\n"
+         "| NULL | two<br>lines | | two<br>lines |\n"
+         "| x\\|y | \"\" | ≠ | ≠ |\n"
+         "| z | | NULL | NULL |\n"
+         "| z\\_ | | \"≠\" | \"≠\" |\n"
+         "| **total** | **≠** | **≠** | **≠** |\n"}};
+    for (const auto& [format, expected] : cases) {
+        EXPECT_EQ(Run("grid @ --axes a,b --calc COMMONVAL:t --format " + format), expected)
+            << format;
+    }
+}
 
-TEST(ResultAsHtml, IsOneDocumentWithScopesAndEscapedText) {
-    const TestFolder folder;
-    const std::string path = folder.MakeDatabase("marks.db", kMarks);
-    const std::string out =
-        RunCommand({"grid", path, "--axes", "a,b", "--calc", "COMMONVAL:t", "--format", "html"})
-            .out;
+TEST_F(Marks, AsHtmlAreOneDocumentWithScopesAndEscapedText) {
+    const std::string out = Run("grid @ --axes a,b --calc COMMONVAL:t --format html");
     EXPECT_EQ(out.rfind("<!DOCTYPE html>\n<html lang=\"en\">", 0), 0U);
     EXPECT_NE(out.find("<caption>COMMONVAL(t): a \\ b</caption>"), std::string::npos);
     const std::string table = out.substr(out.find("<thead>"));
@@ -224,13 +200,9 @@ TEST(ResultAsHtml, IsOneDocumentWithScopesAndEscapedText) {
               "</tbody>\n</table>\n</body>\n</html>\n");
 }
 
-TEST(ScoreFormats, KeepTheTotalAndTheLabelsOfEachLevel) {
-    const TestFolder folder;
-    const std::string path = folder.MakeDatabase("marks.db", kMarks);
-    const auto print = [&path](const char* format) {
-        return RunCommand({"score", path, "--level", "a,b", "--calc", "SUM:n,COUNT:id", "--top",
-                           "2", "--format", format})
-            .out;
+TEST_F(Marks, ScoreFormatsKeepTheTotalAndTheLabelsOfEachLevel) {
+    const auto print = [this](const std::string& format) {
+        return Run("score @ --level a,b --calc SUM:n,COUNT:id --top 2 --format " + format);
     };
     EXPECT_EQ(print("table"),
               "a      b    SUM(n)  COUNT(id)\n"
@@ -251,114 +223,72 @@ TEST(ScoreFormats, KeepTheTotalAndTheLabelsOfEachLevel) {
 )json");
 }
 
-/// What several calculations make of the axes.
-struct ShapeCase {
-    const char* name;
-    std::vector<std::string> options;
-    const char* expected;
-};
-
-class GridShapes : public testing::TestWithParam<ShapeCase> {};
-
-TEST_P(GridShapes, FollowTheAxesAndTheCalculations) {
-    const TestFolder folder;
-    const std::string path = folder.MakeDatabase("marks.db", kMarks);
-    std::vector<std::string> arguments = {"grid", path, "--format", "csv"};
-    const std::vector<std::string>& options = GetParam().options;
-    arguments.insert(arguments.end(), options.begin(), options.end());
-    const CommandResult result = RunCommand(arguments);
-    EXPECT_EQ(result.out, GetParam().expected);
-    EXPECT_EQ(result.status, 0) << result.err;  // a program that leaks says so where it is checked
+TEST_F(Marks, GridsFollowTheAxesAndTheCalculations) {
+    const std::pair<std::string, const char*> cases[] = {
+        {"--calc SUM:n", "SUM(n)\n12\n"},
+        {"--calc SUM:n,COUNT:n", "calculation,value\nSUM(n),12\nCOUNT(n),6\n"},
+        {"--calc SUM:n,COUNT:n,COUNT:id", "variable,SUM,COUNT\nn,12,6\nid,,6\n"},
+        {"--axes b --calc SUM:n,COUNT:id", "b,SUM(n),COUNT(id)\n<b>,4,2\nc&d,8,4\ntotal,12,6\n"},
+        {"--axes b --calc SUM:n,COUNT:n", "b,SUM(n),COUNT(n)\n<b>,4,2\nc&d,8,4\ntotal,12,6\n"},
+        {"--axes b --calc SUM:n,COUNT:n,COUNT:id",
+         "b,SUM(n),COUNT(n),COUNT(id)\n<b>,4,2,2\nc&d,8,4,4\ntotal,12,6,6\n"},
+        {"--axes b,a --at id=5 --calc SUM:n,COUNT:id",
+         "calculation,b \\ a,NULL,total\nSUM(n),<b>,4,4\nSUM(n),total,4,4\n"
+         "COUNT(id),<b>,1,1\nCOUNT(id),total,1,1\n"},
+        {"--levels b,t,a --hide t --reverse b --calc SUM:n,COUNT:id --priority 2",
+         "b \\ a,NULL,x|y,z,z_,total\nc&d,,2,1,1,4\n<b>,1,1,,,2\ntotal,1,3,1,1,6\n"}};
+    for (const auto& [options, expected] : cases) {
+        EXPECT_EQ(Run("grid @ --format csv " + options), expected) << options;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    All, GridShapes,
-    testing::Values(
-        ShapeCase{"OneValue", {"--calc", "SUM:n"}, "SUM(n)\n12\n"},
-        ShapeCase{"ALineForEachCalculation",
-                  {"--calc", "SUM:n,COUNT:n"},
-                  "calculation,value\nSUM(n),12\nCOUNT(n),6\n"},
-        ShapeCase{"VariablesAcrossFunctions",
-                  {"--calc", "SUM:n,COUNT:n,COUNT:id"},
-                  "variable,SUM,COUNT\nn,12,6\nid,,6\n"},
-        ShapeCase{"VariablesAsColumns",
-                  {"--axes", "b", "--calc", "SUM:n,COUNT:id"},
-                  "b,SUM(n),COUNT(id)\n<b>,4,2\nc&d,8,4\ntotal,12,6\n"},
-        ShapeCase{"FunctionsAsColumns",
-                  {"--axes", "b", "--calc", "SUM:n,COUNT:n"},
-                  "b,SUM(n),COUNT(n)\n<b>,4,2\nc&d,8,4\ntotal,12,6\n"},
-        ShapeCase{"GridsSideBySide",
-                  {"--axes", "b", "--calc", "SUM:n,COUNT:n,COUNT:id"},
-                  "b,SUM(n),COUNT(n),COUNT(id)\n<b>,4,2,2\nc&d,8,4,4\ntotal,12,6,6\n"},
-        ShapeCase{"ATableForEachCalculation",
-                  {"--axes", "b,a", "--at", "id=5", "--calc", "SUM:n,COUNT:id"},
-                  "calculation,b \\ a,NULL,total\nSUM(n),<b>,4,4\nSUM(n),total,4,4\n"
-                  "COUNT(id),<b>,1,1\nCOUNT(id),total,1,1\n"},
-        ShapeCase{"OnlyThePriorityCalculation",
-                  {"--levels", "b,t,a", "--hide", "t", "--reverse", "b", "--calc", "SUM:n,COUNT:id",
-                   "--priority", "2"},
-                  "b \\ a,NULL,x|y,z,z_,total\nc&d,,2,1,1,4\n<b>,1,1,,,2\ntotal,1,3,1,1,6\n"}),
-    [](const auto& instance) { return std::string(instance.param.name); });
 
 TEST(EmptyResults, AreHeadsWithoutLines) {
     const TestFolder folder;
     const std::string path =
         folder.MakeDatabase("none.db", "CREATE TABLE none(id INTEGER PRIMARY KEY, a TEXT);");
-    EXPECT_EQ(RunCommand({"grid", path, "--axes", "a", "--calc", "COUNT:id"}).out,
-              "a\tCOUNT(id)\n");
-    EXPECT_EQ(RunCommand({"grid", path, "--axes", "a,id", "--calc", "COUNT:id"}).out,
-              "a \\\\ id\n");
-    EXPECT_EQ(RunCommand({"grid", path, "--calc", "COUNT:id", "--format", "ndjson"}).out, "");
-    EXPECT_EQ(RunCommand({"score", path, "--level", "a", "--calc", "COUNT:id"}).out,
-              "a\tCOUNT(id)\ntotal\t\\N\n");
+    EXPECT_EQ(Printed("grid @ --axes a --calc COUNT:id", path), "a\tCOUNT(id)\n");
+    EXPECT_EQ(Printed("grid @ --axes a,id --calc COUNT:id", path), "a \\\\ id\n");
+    EXPECT_EQ(Printed("grid @ --calc COUNT:id --format ndjson", path), "");
+    EXPECT_EQ(Printed("score @ --level a --calc COUNT:id", path), "a\tCOUNT(id)\ntotal\t\\N\n");
 }
 
-TEST(Drill, PrintsTheRecordsBehindCellsAndTotals) {
-    const TestFolder folder;
-    const std::string path = folder.MakeDatabase("marks.db", kMarks);
-    const auto drill = [&path](const char* axes, const char* cell) {
-        return RunCommand({"grid", path, "--axes", axes, "--calc", "SUM:n", "--drill", cell,
-                           "--format", "csv"})
-            .out;
+TEST_F(Marks, DrillPrintsTheRecordsBehindCellsAndTotals) {
+    const auto drill = [this](const std::string& cell) {
+        return Run("grid @ --calc SUM:n --format csv --axes " + cell);
     };
-    EXPECT_EQ(drill("a,b", "x|y,c&d"), "a,b,id,t,n\nx|y,c&d,2,u,1\nx|y,c&d,3,v,2\n");
-    EXPECT_EQ(drill("a,b", "NULL,total"), "a,b,id,t,n\n,<b>,5,\"two\nlines\",4\n");
-    EXPECT_EQ(drill("b", "<b>"), "b,id,a,t,n\n<b>,1,x|y,\"\",0\n<b>,5,,\"two\nlines\",4\n");
-    const std::string all = drill("a,b", "total,total");
-    EXPECT_NE(all.find("\nx|y,<b>,1,"), std::string::npos);
-    EXPECT_NE(all.find("\nz_,c&d,6,"), std::string::npos);
+    EXPECT_EQ(drill("a,b --drill x|y,c&d"), "a,b,id,t,n\nx|y,c&d,2,u,1\nx|y,c&d,3,v,2\n");
+    EXPECT_EQ(drill("a,b --drill NULL,total"), "a,b,id,t,n\n,<b>,5,\"two\nlines\",4\n");
+    EXPECT_EQ(drill("b --drill <b>"), "b,id,a,t,n\n<b>,1,x|y,\"\",0\n<b>,5,,\"two\nlines\",4\n");
+    ExpectHas(drill("a,b --drill total,total"), {"\nx|y,<b>,1,", "\nz_,c&d,6,"});
 }
 
 TEST(ResultOptions, FailWithWhatIsWrong) {
-    const std::vector<FailureCase> cases = {
-        {{"grid", "--axes", "damage"}, 2, {"--calc FUNCTION:column,... is missing"}},
-        {{"grid", "--calc", "SUM"}, 2, {"'SUM' in --calc isn't written as FUNCTION:column"}},
-        {{"grid", "--calc", "SUM:damage"}, 2, {"there are 'COMMONVAL', 'COUNT' and 'LAST'"}},
-        {{"grid", "--calc", "SOM:id"}, 2, {"did you mean 'SUM'?"}},
-        {{"grid", "--calc", "SUM:costs"}, 1, {"table 'strikes' has no column 'costs'"}},
-        {{"grid", "--calc", "SUM:id,sum:ID"}, 2, {"SUM(id) is given twice"}},
-        {{"grid", "--calc", "SUM:id", "--axes", "id,damage,phase_of_flight"},
-         2,
-         {"a grid has two axes, not 3"}},
-        {{"grid", "--calc", "SUM:id", "--axes", "id,id"}, 2, {"level 'id' is given twice"}},
-        {{"grid", "--calc", "SUM:id", "--axes", "id", "--hide", "id"}, 2, {"both in --axes and"}},
-        {{"grid", "--calc", "SUM:id", "--axes", "id", "--at", "id=1"},
-         2,
-         {"has one value by --at"}},
-        {{"grid", "--calc", "SUM:id", "--priority", "2"}, 2, {"--calc has one calculation"}},
-        {{"grid", "--calc", "SUM:id", "--drill", "a"}, 2, {"--drill needs an axis"}},
-        {{"grid", "--calc", "SUM:id", "--axes", "damage,id", "--drill", "B"},
-         2,
-         {"--drill takes two labels"}},
-        {{"grid", "--calc", "SUM:id", "--axes", "damage", "--drill", "b"},
-         1,
-         {"'b' in --drill isn't a label of 'damage'"}},
-        {{"grid", "--calc", "SUM:id", "--at", "damage=X"}, 1, {"has no 'X' at level 'damage'"}},
-        {{"score", "--calc", "SUM:id"}, 2, {"--level is missing"}},
-        {{"score", "--calc", "SUM:id", "--level", "damage", "--depth", "2"},
-         2,
-         {"--depth is 2, but there is one level"}}};
-    ExpectFailures(cases, {ETABULON_STRIKES_DATABASE, "strikes"}, 1);
+    ExpectFailures(
+        {{"grid @ strikes --axes damage", 2, {"--calc FUNCTION:column,... is missing"}},
+         {"grid @ strikes --calc SUM", 2, {"'SUM' in --calc isn't written as FUNCTION:column"}},
+         {"grid @ strikes --calc SUM:damage", 2, {"there are 'COMMONVAL', 'COUNT' and 'LAST'"}},
+         {"grid @ strikes --calc SOM:id", 2, {"did you mean 'SUM'?"}},
+         {"grid @ strikes --calc SUM:costs", 1, {"table 'strikes' has no column 'costs'"}},
+         {"grid @ strikes --calc SUM:id,sum:ID", 2, {"SUM(id) is given twice"}},
+         {"grid @ strikes --calc SUM:id --axes id,damage,phase_of_flight",
+          2,
+          {"a grid has two axes, not 3"}},
+         {"grid @ strikes --calc SUM:id --axes id,id", 2, {"level 'id' is given twice"}},
+         {"grid @ strikes --calc SUM:id --axes id --hide id", 2, {"both in --axes and"}},
+         {"grid @ strikes --calc SUM:id --axes id --at id=1", 2, {"has one value by --at"}},
+         {"grid @ strikes --calc SUM:id --priority 2", 2, {"--calc has one calculation"}},
+         {"grid @ strikes --calc SUM:id --drill a", 2, {"--drill needs an axis"}},
+         {"grid @ strikes --calc SUM:id --axes damage,id --drill B",
+          2,
+          {"--drill takes two labels"}},
+         {"grid @ strikes --calc SUM:id --axes damage --drill b",
+          1,
+          {"'b' in --drill isn't a label of 'damage'"}},
+         {"grid @ strikes --calc SUM:id --at damage=X", 1, {"has no 'X' at level 'damage'"}},
+         {"score @ strikes --calc SUM:id", 2, {"--level is missing"}},
+         {"score @ strikes --calc SUM:id --level damage --depth 2",
+          2,
+          {"--depth is 2, but there is one level"}}});
 }
 
 }  // namespace

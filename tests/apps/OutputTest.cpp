@@ -1,10 +1,7 @@
 #include "apps/CommandRun.h"
 #include "support/AllocationCount.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <fstream>
 
 namespace etabulon::test {
 namespace {
@@ -13,14 +10,9 @@ const std::string kStrikes = ETABULON_STRIKES_DATABASE;
 
 // ------------------------------------------------------------------------- descriptors that fail
 
-struct ShellCase {
-    std::string line;  // with D for the database
-    int status;
-    std::string said;  // in what is left of stdout and stderr
-};
-
 TEST(BrokenDescriptors, ChangeNoStatusAndEndNothingBySignal) {
-    const std::vector<ShellCase> cases = {
+    // D is the database; the text is in what is left of stdout and stderr.
+    const Table<std::string, int, std::string> cases = {
         {"$ETABULON walk nosuch 2>&-", 1, ""},
         {"$ETABULON walk nosuch 2>/dev/full", 1, ""},
         {"$ETABULON wlak 2>&-", 2, ""},
@@ -36,33 +28,33 @@ TEST(BrokenDescriptors, ChangeNoStatusAndEndNothingBySignal) {
          "score --calc COUNT:id --top 0 2>/dev/full",
          0, "total\t10000"},
         {"(sleep 0.2; $ETABULON walk nosuch; echo $? >&3) 3>&1 2>&1 >/dev/null | :", 0, ""}};
-    for (const ShellCase& each : cases) {
-        std::string line = each.line;
-        if (const std::size_t place = line.find(" D "); place != std::string::npos) {
-            line.replace(place + 1, 1, kStrikes);
+    for (const auto& [given, status, said] : cases) {
+        std::string line = given;
+        if (const std::size_t at = line.find(" D "); at != std::string::npos) {
+            line.replace(at + 1, 1, kStrikes);
         }
         const CommandResult result = RunShell(line);
-        EXPECT_EQ(result.status, each.status) << line << result.err;
-        EXPECT_NE((result.out + result.err).find(each.said), std::string::npos) << line;
+        EXPECT_EQ(result.status, status) << line << result.err;
+        ExpectHas(result.out + result.err, {said});
     }
 }
 
 TEST(ReaderThatHasGone, IsNoFailureWhateverWasPrinted) {
     const TestFolder folder;
-    for (const std::string& command :
-         {std::string("--help"), std::string("grid --help"), std::string("--version"),
-          "levels " + kStrikes, "tree " + kStrikes + " states --levels id"}) {
-        const std::string status = folder.Path("status");
+    const std::string status = folder.Path("status");
+    const std::pair<std::string, const char*> cases[] = {
+        {"--help", "0"},
+        {"grid --help", "0"},
+        {"--version", "0"},
+        {"levels " + kStrikes, "0"},
+        {"tree " + kStrikes + " states --levels id", "0"},
+        {"walk nosuch 2>&1", "1"}};
+    for (const auto& [command, expected] : cases) {
         RunShell("(sleep 0.2; $ETABULON " + command + "; echo $? >" + status + ") | :");
         std::string told;
         std::ifstream(status) >> told;
-        EXPECT_EQ(told, "0") << command;
+        EXPECT_EQ(told, expected) << command;
     }
-    const std::string status = folder.Path("status");
-    RunShell("(sleep 0.2; $ETABULON walk nosuch 2>&1; echo $? >" + status + ") | :");
-    std::string told;
-    std::ifstream(status) >> told;
-    EXPECT_EQ(told, "1");
 }
 
 // ---------------------------------------------------------------------------- what runs short
@@ -104,7 +96,7 @@ TEST(TooLittleMemory, IsAFailureWhereverItRunsOut) {
 // ------------------------------------------------------------------------------- whole lines
 
 /// Texts with line ends and quotes, and more output than pipes and buffers hold.
-class LargeResults : public testing::TestWithParam<std::vector<std::string>> {
+class LargeResults : public testing::TestWithParam<const char*> {
 protected:
     const TestFolder folder;
     const std::string database = folder.MakeDatabase(
@@ -116,36 +108,25 @@ protected:
 };
 
 TEST_P(LargeResults, EndWithAWholeLineWhenInterrupted) {
-    for (const char* const format : {"table", "csv", "tsv", "json", "ndjson", "markdown", "html"}) {
-        std::vector<std::string> arguments = GetParam();
-        arguments.insert(arguments.begin() + 1, {database, "t", "--format", format});
-        CommandRun run(arguments);
-        run.ReadAtLeast(1);
-        run.Interrupt();
-        run.Finish();
+    for (const std::string format : {"table", "csv", "tsv", "json", "ndjson", "markdown", "html"}) {
+        SCOPED_TRACE(format);
+        const CommandResult result =
+            RunInterrupted(Words(GetParam() + (" --format " + format), database), 1);
         // A quick one may end before the signal comes.
-        EXPECT_TRUE(run.status == 130 || run.status == 0) << format << run.status;
-        EXPECT_EQ(run.err, "") << format;
-        ASSERT_FALSE(run.out.empty()) << format;
-        EXPECT_EQ(run.out.back(), '\n') << format << run.out.substr(run.out.size() - 60);
+        EXPECT_TRUE(result.status == 130 || result.status == 0) << result.status;
+        EXPECT_EQ(result.err, "");
+        EXPECT_TRUE(result.out.ends_with('\n'));
         // A line end in a text of CSV ends no record.
-        const bool isInText = std::string(format) == "csv" &&
-                              std::count(run.out.begin(), run.out.end(), '"') % 2 != 0;
-        EXPECT_FALSE(isInText);
+        EXPECT_FALSE(format == "csv" &&
+                     std::count(result.out.begin(), result.out.end(), '"') % 2 != 0);
     }
 }
 
-using Arguments = std::vector<std::string>;
-INSTANTIATE_TEST_SUITE_P(
-    All, LargeResults,
-    testing::Values(Arguments{"walk", "--levels", "a,b"}, Arguments{"tree", "--levels", "a,b,id"},
-                    Arguments{"grid", "--axes", "a,b", "--calc", "COUNT:id"},
-                    Arguments{"grid", "--axes", "a,b", "--calc", "COUNT:id", "--drill",
-                              "total,total"},
-                    Arguments{"score", "--level", "a,b", "--calc", "COUNT:id"}),
-    [](const auto& instance) {
-        return instance.param.front() + (instance.index == 3 ? "drill" : "");
-    });
+INSTANTIATE_TEST_SUITE_P(All, LargeResults,
+                         testing::Values("walk @ t --levels a,b", "tree @ t --levels a,b,id",
+                                         "grid @ t --axes a,b --calc COUNT:id",
+                                         "grid @ t --axes a,b --calc COUNT:id --drill total,total",
+                                         "score @ t --level a,b --calc COUNT:id"));
 
 TEST(InterruptedScript, EndsWithAWholeEdit) {
     const TestFolder folder;
@@ -155,14 +136,12 @@ TEST(InterruptedScript, EndsWithAWholeEdit) {
     for (int id = 0; id < 40000; ++id) {
         script += "set id=" + std::to_string(id) + ":a=\"x\nset id=7:a=y\"\n";
     }
-    CommandRun run({"edit", database, "--script", folder.MakeFile("script", script)});
-    run.ReadAtLeast(1);
-    run.Interrupt();
-    run.Finish();
-    EXPECT_EQ(run.status, 130);
-    EXPECT_LT(run.out.size(), script.size());
-    EXPECT_EQ(script.find(run.out), 0U);
-    EXPECT_EQ(run.out.substr(run.out.size() - 3), "y\"\n");
+    const CommandResult result =
+        RunInterrupted({"edit", database, "--script", folder.MakeFile("script", script)}, 1);
+    EXPECT_EQ(result.status, 130);
+    EXPECT_LT(result.out.size(), script.size());
+    EXPECT_EQ(script.find(result.out), 0U);
+    EXPECT_TRUE(result.out.ends_with("y\"\n"));
 }
 
 /// A line that no buffer holds: the first interrupt waits for its end, the second doesn't.
@@ -172,12 +151,8 @@ TEST(InterruptedLine, IsWrittenToItsEndUnlessInterruptedAgain) {
         "long.db",
         "CREATE TABLE t(a TEXT, b TEXT);"
         "INSERT INTO t VALUES(printf('%.3000000c', 'x'), 'one'), ('y', 'two');");
-    const std::vector<std::string> grid = {"grid",   database,  "t",        "--axes", "a",
-                                           "--calc", "COUNT:b", "--format", "tsv"};
-    CommandRun once(grid);
-    once.ReadAtLeast(1);
-    once.Interrupt();
-    once.Finish();
+    const Arguments grid = Words("grid @ t --axes a --calc COUNT:b --format tsv", database);
+    const CommandResult once = RunInterrupted(grid, 1);
     EXPECT_TRUE(once.status == 130 || once.status == 0) << once.status;  // it may end first
     EXPECT_EQ(once.out.back(), '\n');
     CommandRun twice(grid);

@@ -11,14 +11,12 @@ namespace {
 using Row = Database::Row;
 
 /// What a command prints as lines of cells.
-std::vector<Row> Printed(const std::vector<std::string>& arguments) {
-    const CommandResult result = RunCommand(arguments);
-    EXPECT_EQ(result.status, 0) << result.err;
+std::vector<Row> RowsOf(const std::string& line, const std::string& path) {
     std::vector<Row> rows;
-    std::istringstream lines(result.out);
-    for (std::string line; std::getline(lines, line);) {
+    std::istringstream lines(Printed(line, path));
+    for (std::string text; std::getline(lines, text);) {
         Row& row = rows.emplace_back();
-        std::istringstream cells(line + '\t');
+        std::istringstream cells(text + '\t');
         for (std::string cell; std::getline(cells, cell, '\t');) {
             row.push_back(cell);
         }
@@ -116,12 +114,10 @@ TEST_P(ResultsAgainstSql, AgreeInEveryCellAndTotalOfAGrid) {
     for (const Function& function : kFunctions) {
         const std::map<Row, std::string> expected = Expected(function);
         const std::string calculation = std::string(function.code) + ":" + tested.variable;
-        std::vector<std::string> arguments = {"grid",     path_, Table(),  "--calc",    calculation,
-                                              "--format", "tsv", "--axes", tested.lines};
-        if (tested.columns != nullptr) {
-            arguments.back() += std::string(",") + tested.columns;
-        }
-        const std::vector<Row> rows = Printed(arguments);
+        const std::vector<Row> rows =
+            RowsOf("grid @ " + Table() + " --calc " + calculation + " --axes " + tested.lines +
+                       (tested.columns == nullptr ? "" : std::string(",") + tested.columns),
+                   path_);
         ASSERT_FALSE(rows.empty());
         std::set<Row> met;
         for (std::size_t line = 1; line < rows.size(); ++line) {
@@ -151,8 +147,8 @@ TEST_P(ResultsAgainstSql, AgreeInEveryLineAndTheTotalOfAScore) {
             (expected.empty() ? "" : ",") + std::string(function.code) + ":" + tested.variable;
         expected.push_back(Expected(function));
     }
-    const std::vector<Row> rows = Printed({"score", path_, Table(), "--level", tested.lines,
-                                           "--calc", calculations, "--format", "tsv"});
+    const std::vector<Row> rows = RowsOf(
+        "score @ " + Table() + " --level " + tested.lines + " --calc " + calculations, path_);
     std::set<std::string> labels;
     for (std::size_t line = 1; line < rows.size(); ++line) {
         ASSERT_EQ(rows[line].size(), expected.size() + 1);
@@ -191,11 +187,10 @@ TEST(LabelsThatLookAlike, ShareALineOfAGridButNotOfAScore) {
         folder.MakeDatabase("alike.db",
                             "CREATE TABLE alike(id INTEGER PRIMARY KEY, t TEXT);"
                             "INSERT INTO alike VALUES (1, NULL), (2, ''), (3, ''), (4, 'a');");
-    const std::vector<Row> grid = {{"t", "COUNT(id)"}, {"\\N", "1"}, {"a", "1"}, {"total", "4"}};
-    EXPECT_EQ(Printed({"grid", path, "--axes", "t", "--calc", "COUNT:id"}), grid);
-    const std::vector<Row> score = {
-        {"t", "COUNT(id)"}, {"", "2"}, {"a", "1"}, {"\\N", "1"}, {"total", "4"}};
-    EXPECT_EQ(Printed({"score", path, "--level", "t", "--calc", "COUNT:id"}), score);
+    EXPECT_EQ(Printed("grid @ --axes t --calc COUNT:id", path),
+              "t\tCOUNT(id)\n\\N\t1\na\t1\ntotal\t4\n");
+    EXPECT_EQ(Printed("score @ --level t --calc COUNT:id", path),
+              "t\tCOUNT(id)\n\t2\na\t1\n\\N\t1\ntotal\t4\n");
 }
 
 }  // namespace

@@ -5,11 +5,8 @@
 
 #include <fcntl.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <optional>
 #include <thread>
@@ -22,8 +19,6 @@ constexpr const char* kUnknown = "whether the edits were saved is unknown";
 
 class FaultySaveCommand : public ::testing::TestWithParam<const char*> {
 protected:
-    using Arguments = std::vector<std::string>;
-
     void SetUp() override {
         std::filesystem::remove(path);
         folder.MakeDatabase("t.db", "PRAGMA journal_mode=" + std::string(GetParam()) +
@@ -45,7 +40,7 @@ protected:
         int ended = 0;
         EXPECT_EQ(waitpid(process, &ended, 0), process);
         return {WIFEXITED(ended) ? WEXITSTATUS(ended) : 128 + WTERMSIG(ended), Content("out"),
-                Content("err")};
+                Content("err"), 0};
     }
     /// The file holds what the program has reported, and it has reported something.
     void ExpectTruth(const CommandResult& result) const {
@@ -80,9 +75,12 @@ private:
         }
         FaultVfs vfs;
         vfs.Arm(std::move(fault));
-        const std::vector<const char*> arguments = {
-            "etabulon", "edit",     path.c_str(), "t",        "--levels", "a",     "--set",
-            "a=x:n=9",  "--delete", "a=y",        "--insert", "a=new",    "--save"};
+        const Arguments words = Words(
+            "etabulon edit @ t --levels a --set a=x:n=9 --delete a=y --insert a=new --save", path);
+        std::vector<const char*> arguments;
+        for (const std::string& word : words) {
+            arguments.push_back(word.c_str());
+        }
         const std::uint64_t before = AllocationsSoFar();
         std::optional<FailingAllocation> failing;
         if (allowed != kNoLimit) {

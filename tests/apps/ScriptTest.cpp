@@ -1,13 +1,10 @@
 #include "apps/CommandRun.h"
 
-#include <filesystem>
 #include <random>
 #include <set>
 
 namespace etabulon::test {
 namespace {
-
-using Arguments = std::vector<std::string>;
 
 /// Names that have to be written with care, and a column of each type.
 constexpr const char* kParts = R"(
@@ -81,17 +78,11 @@ public:
             options = {"--levels", levels};
         }
         for (unsigned count = 1 + Any(5); count != 0; --count) {
-            switch (Any(4)) {
-                case 0:
-                    options.insert(options.end(), {"--delete", Place(1 + Any(2), /*all=*/true)});
-                    break;
-                case 1:
-                    options.insert(options.end(), {"--insert", Place(1 + Any(3), /*all=*/false)});
-                    break;
-                default:
-                    options.insert(options.end(),
-                                   {"--set", Place(Any(3), /*all=*/true) + ':' + Pair()});
-            }
+            const unsigned what = Any(4);
+            options.emplace_back(what == 0 ? "--delete" : what == 1 ? "--insert" : "--set");
+            options.push_back(what == 0   ? Place(1 + Any(2), /*all=*/true)
+                              : what == 1 ? Place(1 + Any(3), /*all=*/false)
+                                          : Place(Any(3), /*all=*/true) + ':' + Pair());
         }
         options.insert(options.end(), {"--insert", "shelf=new,slot=77"});
         return options;

@@ -61,11 +61,14 @@ TerminalRun::~TerminalRun() {
     close(master_);
 }
 
-void TerminalRun::Type(std::string_view keys) {
+void TerminalRun::Type(std::string_view keys, const std::string& awaited) {
     while (!keys.empty()) {
         const ssize_t count = write(master_, keys.data(), keys.size());
         ASSERT_GT(count, 0);
         keys.remove_prefix(static_cast<std::size_t>(count));
+    }
+    if (!awaited.empty()) {
+        AwaitText(awaited);
     }
 }
 

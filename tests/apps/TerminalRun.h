@@ -6,8 +6,6 @@
 #include <termios.h>
 
 #include <functional>
-#include <string>
-#include <string_view>
 #include <vector>
 
 namespace etabulon::test {
@@ -21,7 +19,8 @@ public:
     TerminalRun& operator=(const TerminalRun&) = delete;
     ~TerminalRun();
 
-    void Type(std::string_view keys);
+    /// Types, and waits until the screen has the text somewhere.
+    void Type(std::string_view keys, const std::string& awaited = "");
     void Resize(int width, int height);
     void Signal(int signal) const;
     /// Reads until that is so; a failure that shows the screen if it never is.

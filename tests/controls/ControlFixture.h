@@ -5,16 +5,8 @@
 #include "etabulon/testing/EMemoryScreen.h"
 #include "etabulon/testing/EMemorySurface.h"
 #include "etabulon/testing/EMemoryTreeView.h"
-#include "support/Gate.h"
-#include "support/MemoryTable.h"
-#include "support/Tags.h"
+#include "support/Storm.h"
 #include "tree/ThreadFixture.h"
-
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <memory>
-#include <string>
 
 namespace etabulon::test {
 
@@ -37,12 +29,12 @@ public:
 /// A table of its own: country (0), city (1), year (2).
 struct SalesTable {
     SalesTable() : rubric(dico.AddRubric("Sales", "Sales")) {
-        rubric->AddVariable("id", "Number", TYPE_LONG, 0);
-        for (const char* code : {"country", "city"}) {
-            rubric->AddVariable(code, code, TYPE_CHAINE, 0);
-        }
-        rubric->AddVariable("year", "year", TYPE_LONG, kNullableLong);
-        rubric->SetKey({"id"});
+        AddVariables(*rubric,
+                     {{"id", TYPE_LONG},
+                      {"country", TYPE_CHAINE},
+                      {"city", TYPE_CHAINE},
+                      {"year", TYPE_LONG, kNullableLong}},
+                     {"id"});
         table = MakeTable(rubric, {{1, "FR", "Paris", 2021},
                                    {2, "FR", "Paris", 2022},
                                    {3, "FR", "Lyon", 2021},
@@ -54,19 +46,7 @@ struct SalesTable {
     void Append(int id, const char* country, const char* city, int year) {
         table->Append({id, country, city, year});
     }
-    void Delete(int id) {
-        EDataMemory other(*table);
-        for (EPosition at = other.GetFirst(); at != kNoPosition; at = other.GetNext()) {
-            if (other.Fields()[Chaine("id")].AsInt64() == id) {
-                other.DeleteOne(at);
-                return;
-            }
-        }
-    }
-    /// The record of that number ends the walks that come to it.
-    void EndWalksAt(int record, CursorStatus status) {
-        cursor.onRecord = [record, status](int at) { return at == record ? status : StatusOk; };
-    }
+    void Delete(const std::vector<int>& ids) { DeleteRecords(*table, ids); }
 
     DDico dico;
     DRubric* rubric;
@@ -74,8 +54,6 @@ struct SalesTable {
     ETabulonLevels levels;
     HookedCursor cursor;
 };
-
-inline constexpr ETabulonSortDesc::HideFlag kInTree = ETabulonSortDesc::HideInTree;
 
 inline ETabulonTag Place(const char* country) { return Tag({{0, country}}); }
 inline ETabulonTag Place(const char* country, const char* city) {
@@ -93,16 +71,31 @@ protected:
         ctrl->Init(&sales.cursor, "all", screen.NewIcon("root"));
         screen.MovePointer({1000, 1000});
     }
+    [[nodiscard]] int Starts() const { return view.Notified(NotifyBrowseStart); }
+    [[nodiscard]] int Troubles() const {
+        return view.Notified(NotifyBrowseCancel) + view.Notified(NotifyBrowseError);
+    }
+    [[nodiscard]] int Ends() const { return view.Notified(NotifyBrowseDone) + Troubles(); }
     /// Until each run that was started has ended and been heard.
     void Settle() {
         do {
-            screen.PumpUntil([this] {
-                return view.Notified(NotifyBrowseStart) - startsOnly ==
-                       view.Notified(NotifyBrowseDone) + view.Notified(NotifyBrowseCancel) +
-                           view.Notified(NotifyBrowseError);
-            });
+            screen.PumpUntil([this] { return Starts() - startsOnly == Ends(); });
         } while (screen.PumpWaiting() > 0);
         const ECursorExclusive exclusive(sales.cursor);  // the worker has let go of it
+    }
+    /// Another control on a cursor, in place of the first one.
+    void Reopen(ETabulonCursor& cursor) {
+        ctrl = std::make_unique<TracedTreeCtrl>(screen);
+        ctrl->Attach(&view);
+        ctrl->Init(&cursor, "all", nullptr);
+    }
+    void Refresh() {
+        ctrl->Refresh();
+        Settle();
+    }
+    void Refresh(const ETabulonTag& tag) {
+        ctrl->Refresh(tag);
+        Settle();
     }
     void Fill() {
         ctrl->Fill();
@@ -118,6 +111,16 @@ protected:
     EMemoryScreen screen;
     EMemoryTreeView view{screen};
     std::unique_ptr<TracedTreeCtrl> ctrl = std::make_unique<TracedTreeCtrl>(screen);
+};
+
+/// Places in the sales whose values are letters.
+class LetterStorm : protected Storm {
+protected:
+    using Storm::Storm;
+    std::string Letter() { return std::string(1, "aBcDe"[Any(5)]); }
+    ETabulonTag AnyPlace() {
+        return Any(2) == 0 ? Place(Letter().c_str()) : Place(Letter().c_str(), Letter().c_str());
+    }
 };
 
 inline constexpr const char* kAllItems = "*-all{-DE{+Berlin +Bonn} -FR{+Lyon -Paris{2021 2022}}}";

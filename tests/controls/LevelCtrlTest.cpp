@@ -2,7 +2,6 @@
 #include "LevelFixture.h"
 #include "etabulon/controls/ETabulonSelectLevelMenu.h"
 #include "support/SortTrace.h"
-#include "support/Storm.h"
 
 namespace etabulon::test {
 namespace {
@@ -40,24 +39,18 @@ TEST_F(LevelCtrl, ShowsTheVisibleLevelsAsOneChain) {
 }
 
 TEST_F(LevelCtrl, MovesTheSelectedLevel) {
-    struct Row {
-        const char* selected;
-        bool up;
-        bool moved;
-        const char* items;
-    };
-    static const Row kRows[] = {
+    const Table<const char*, bool, bool, const char*> rows = {
         {"a", false, true, "-b{*-a{-c{d}}}"},      {"a/b", false, true, "-a{-c{*-b{d}}}"},
         {"a/b/c", false, true, "-a{-b{-d{*c}}}"},  {"a/b/c/d", false, false, "-a{-b{-c{*d}}}"},
         {"a", true, false, "*-a{-b{-c{d}}}"},      {"a/b", true, true, "*-b{-a{-c{d}}}"},
         {"a/b/c/d", true, true, "-a{-b{*-d{c}}}"}, {"nowhere", true, false, kChain},
         {"nowhere", false, false, kChain}};
-    for (const Row& row : kRows) {
+    for (const auto& [selected, up, moved, items] : rows) {
         ctrl->SortDesc()->SetSortLevels(ETabulonSortDesc::SortKeyArray(levels));
         ctrl->Fill();
-        view.Click(row.selected);
-        EXPECT_EQ(row.up ? ctrl->MoveSelectedLevelUp() : ctrl->MoveSelectedLevelDown(), row.moved);
-        EXPECT_EQ(view.Items(), row.items) << row.selected << (row.up ? " up" : " down");
+        view.Click(selected);
+        EXPECT_EQ(up ? ctrl->MoveSelectedLevelUp() : ctrl->MoveSelectedLevelDown(), moved);
+        EXPECT_EQ(view.Items(), items) << selected << (up ? " up" : " down");
     }
 }
 
@@ -160,7 +153,7 @@ protected:
 };
 
 TEST_F(LevelCtrlOfATree, ShowsItsOrderAndFillsItAgain) {
-    ctrl->SetSortLevels(Keys({{1, false, 0}, {0, false, 0}}), /*refresh=*/false);
+    ctrl->SetSortLevels(InOrder({1, 0}), /*refresh=*/false);
     Fill();
     levelCtrl.AttachDataTreeCtrl(nullptr);
     EXPECT_EQ(levelCtrl.SortDesc(), nullptr);
@@ -192,10 +185,7 @@ TEST_F(LevelCtrlOfATree, FirstTreeFillsInAnyCase) {
 TEST_F(LevelCtrlOfATree, MoveDuringAFillCancelsItAndFillsInTheNewOrder) {
     levelCtrl.AttachDataTreeCtrl(ctrl.get());
     Gate gate;
-    sales.cursor.onRecord = [&gate](int) {
-        gate.Pass();
-        return StatusOk;
-    };
+    sales.cursor.HoldAt(gate);
     ctrl->Fill();
     gate.WaitReached();
     sales.cursor.onCancel = [&] { gate.Open(); };
@@ -399,22 +389,16 @@ TEST_F(LevelMenu, DrawsTheChainOfAnEntry) {
     EXPECT_NE(Draw(456).find("text 'a'"), std::string::npos);  // no change of the copy fills it
     surface.SetOrigin({1, 3});
     surface.TakeLog();
-    struct Row {
-        unsigned state;
-        std::string fill;
-        std::string text;
-    };
-    static const Row kRows[] = {{0, "f0f0f0; ", "0; "},
-                                {1, "d77800; ", "ffffff; "},
-                                {0x102, "f0f0f0; ", "0; "},
-                                {0x11, "d77800; ", "ffffff; "}};
-    for (const Row& row : kRows) {
-        EXPECT_EQ(Draw(457, row.state),
-                  "clip 4,37,124,75; fill 5,40,125,78 " + row.fill +
-                      "origin -4,-39; fill 0,0,120,54 " + row.fill + "colour " + row.text +
-                      "text 'b' 0,0,120,16 0; colour " + row.text +
-                      "text 'a' 0,16,120,32 0; origin 1,3; line 5,77,125,77 0; ")
-            << row.state;
+    for (const auto& [state, fill, text] :
+         Table<unsigned, std::string, std::string>{{0, "f0f0f0; ", "0; "},
+                                                   {1, "d77800; ", "ffffff; "},
+                                                   {0x102, "f0f0f0; ", "0; "},
+                                                   {0x11, "d77800; ", "ffffff; "}}) {
+        EXPECT_EQ(Draw(457, state), "clip 4,37,124,75; fill 5,40,125,78 " + fill +
+                                        "origin -4,-39; fill 0,0,120,54 " + fill + "colour " +
+                                        text + "text 'b' 0,0,120,16 0; colour " + text +
+                                        "text 'a' 0,16,120,32 0; origin 1,3; line 5,77,125,77 0; ")
+            << state;
     }
     EXPECT_EQ(Order(*sort), "a b");
     EXPECT_EQ(sort->Notifiers().Size(), 0U);

@@ -4,8 +4,6 @@
 #include "etabulon/tree/EDataTreeAvailableAlerts.h"
 #include "etabulon/tree/EDataTreeRaisedAlerts.h"
 
-#include <random>
-
 namespace etabulon::test {
 namespace {
 constexpr const char* kWaiting = "13000:16x16";
@@ -14,15 +12,8 @@ class TreeCtrlWait : public TreeScreen {
 protected:
     /// A run that is held at its first record until Release.
     void Hold(bool isFill) {
-        sales.cursor.onRecord = [this](int) {
-            gate_.Pass();
-            return StatusOk;
-        };
-        if (isFill) {
-            ctrl->Fill();
-        } else {
-            ctrl->Refresh();
-        }
+        sales.cursor.HoldAt(gate_);
+        isFill ? ctrl->Fill() : ctrl->Refresh();
         gate_.WaitReached();
     }
     void Release() { gate_.Open(); }
@@ -66,18 +57,14 @@ TEST_F(TreeCtrlWait, EndsAtATickIfNobodyStopsIt) {
 }
 
 TEST_F(TreeCtrlWait, CancelledOrFailedRefreshBlinksOn) {
-    struct Row {
-        CursorStatus status;
-        const char* owner;
-    };
-    for (const Row& row : {Row{StatusCancelled, "owner 1569; owner 1571; "},
-                           Row{static_cast<CursorStatus>(77), "owner 1569; owner 1572 77; "}}) {
+    for (const auto& [status, owner] : Table<CursorStatus, const char*>{
+             {StatusCancelled, "owner 1569; owner 1571; "},
+             {static_cast<CursorStatus>(77), "owner 1569; owner 1572 77; "}}) {
         sales.cursor.onRecord = nullptr;
         Fill();
-        sales.EndWalksAt(2, row.status);
-        ctrl->Refresh();
-        Settle();
-        EXPECT_EQ(view.TakeLog("owner"), row.owner);
+        sales.cursor.onRecord = EndAt(2, status);
+        Refresh();
+        EXPECT_EQ(view.TakeLog("owner"), owner);
         EXPECT_EQ(RootImage(), kWaiting);
         screen.Advance(500);
         EXPECT_EQ(RootImage(), "-");
@@ -164,9 +151,7 @@ TEST_F(TreeCtrlBackground, FollowsTheSizeOfAnEmptyControl) {
 }
 
 TEST_F(TreeCtrlBackground, IsDrawnAnewForAnEmptyResult) {
-    for (int id = 1; id <= 5; ++id) {
-        sales.Delete(id);
-    }
+    sales.Delete({1, 2, 3, 4, 5});
     ctrl->Fill();
     view.TakeLog();
     Settle();

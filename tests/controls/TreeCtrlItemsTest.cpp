@@ -1,29 +1,23 @@
 #include "ControlFixture.h"
 #include "support/AllocationCount.h"
 
-#include <algorithm>
-
 namespace etabulon::test {
 namespace {
 
-class TreeCtrlItems : public TreeScreen {};
+using TreeCtrlItems = TreeScreen;
 
 TEST_F(TreeCtrlItems, OpenAsTheModeSays) {
-    struct Row {
-        EDataTreeCtrl::ExpandMode mode;
-        const char* items;
-    };
-    static const Row kRows[] = {
+    const Table<EDataTreeCtrl::ExpandMode, const char*> rows = {
         {EDataTreeCtrl::ExpandNone, "*-all{+DE +FR}"},
         {EDataTreeCtrl::ExpandAll,
          "*-all{-DE{-Berlin{2022} -Bonn{2022}} -FR{-Lyon{2021} -Paris{2021 2022}}}"},
         {EDataTreeCtrl::ExpandBranches, kAllItems}};
-    for (const Row& row : kRows) {
-        ctrl->SetExpand(row.mode);
-        ctrl->SetSortLevels(Keys({{0, false, 0}}), /*refresh=*/false);
-        ctrl->SetSortLevels(Keys({{0, false, 0}, {1, false, 0}, {2, false, 0}}), true);
+    for (const auto& [mode, items] : rows) {
+        ctrl->SetExpand(mode);
+        ctrl->SetSortLevels(InOrder({0}), /*refresh=*/false);
+        ctrl->SetSortLevels(InOrder({0, 1, 2}), true);
         Settle();
-        EXPECT_EQ(view.Items(), row.items) << row.mode;
+        EXPECT_EQ(view.Items(), items) << mode;
     }
 }
 
@@ -48,15 +42,14 @@ TEST_F(TreeCtrlItems, CatchUpWhenTheyOpen) {
     EXPECT_TRUE(view.Fold("all/FR"));
     sales.Append(6, "FR", "Metz", 2020);
     sales.Append(7, "DE", "Ulm", 2020);
-    ctrl->Refresh();
-    Settle();
+    Refresh();
     // Opened once is kept in step though it is closed; never opened is not.
     EXPECT_EQ(view.Items(), "*-all{+DE +FR{+Lyon +Metz +Paris}}");
 }
 
 TEST_F(TreeCtrlItems, RefuseToOpenWhatIsGone) {
     Fill();
-    sales.Delete(4);
+    sales.Delete({4});
     ctrl->Refresh(Place("DE"));  // the model is ahead of the items: nobody has heard of its end
     EXPECT_FALSE(view.Open("all/DE/Berlin"));
     EXPECT_EQ(view.Items(), "*-all{-DE{+Bonn} -FR{+Lyon -Paris{2021 2022}}}");
@@ -71,8 +64,7 @@ TEST_F(TreeCtrlItems, TellTheirLevelInTheirTips) {
     EXPECT_EQ(view.Tip(view.At("all/FR"), 9), "country:");
     EXPECT_EQ(view.Tip(nullptr), "");
     sales.Append(6, "\xC3\x89", "x", 1);
-    ctrl->Refresh();
-    Settle();
+    Refresh();
     EXPECT_EQ(view.Tip(view.At("all/\xC3\x89"), 11), "country: ");  // no half of a letter
 }
 
@@ -96,8 +88,7 @@ TEST_F(TreeCtrlItems, SelectOfAnUnknownTag) {
     // Known without an item: what comes of a refresh shows in France alone.
     sales.Append(6, "FR", "Nice", 2020);
     sales.Append(7, "ES", "Vigo", 2020);
-    ctrl->Refresh(Place("FR", "Metz"));
-    Settle();
+    Refresh(Place("FR", "Metz"));
     EXPECT_EQ(view.TakeLog("image insert"),
               "image all 13000:16x16; image all 13000:16x16; insert Nice; "
               "image all 13000:16x16; image all root; ");
@@ -116,57 +107,34 @@ TEST_F(TreeCtrlItems, SelectsNothingInAnEmptyView) {
 }
 
 TEST_F(TreeCtrlItems, DeletedOneGoesAtOnceWithTheBranchThatItLeavesEmpty) {
-    struct Row {
-        const char* selected;
-        ETabulonTag deleted;
-        std::vector<int> records;
-        const char* atOnce;
-        const char* asked;  // the refresh
-    };
-    const Row rows[] = {
-        {"all/FR/Paris/2022",
-         Place("FR", "Paris", 2022),
-         {2},
-         "-all{-DE{+Berlin +Bonn} -FR{+Lyon -Paris{*2021}}}",
-         "[FR, Paris]"},
-        {"all/FR/Lyon",
-         Place("FR", "Lyon", 2021),
-         {3},
-         "-all{-DE{+Berlin +Bonn} -FR{*-Paris{2021 2022}}}",
-         "[FR, Lyon]"},
-        {"all", Place("FR", "Paris"), {1, 2}, "*-all{-DE{+Berlin +Bonn} -FR{+Lyon}}", "[FR]"}};
-    for (const Row& row : rows) {
+    const Table<const char*, ETabulonTag, std::vector<int>, const char*> rows = {
+        {"all/FR/Paris/2022", Place("FR", "Paris", 2022), std::vector{2},
+         "-all{-DE{+Berlin +Bonn} -FR{+Lyon -Paris{*2021}}}"},
+        {"all/FR/Lyon", Place("FR", "Lyon", 2021), std::vector{3},
+         "-all{-DE{+Berlin +Bonn} -FR{*-Paris{2021 2022}}}"},
+        {"all", Place("FR", "Paris"), std::vector{1, 2}, "*-all{-DE{+Berlin +Bonn} -FR{+Lyon}}"}};
+    for (const auto& [selected, deleted, records, atOnce] : rows) {
         SalesTable fresh;
-        ctrl = std::make_unique<TracedTreeCtrl>(screen);
-        ctrl->Attach(&view);
-        ctrl->Init(&fresh.cursor, "all", nullptr);
+        Reopen(fresh.cursor);
         ctrl->Fill();
         Settle();
-        ctrl->Select(row.deleted);  // opens it
-        view.Click(row.selected);
-        for (const int record : row.records) {
-            fresh.Delete(record);
-        }
+        ctrl->Select(deleted);  // opens it
+        view.Click(selected);
+        fresh.Delete(records);
         Gate gate;
-        fresh.cursor.onRecord = [&gate](int) {
-            gate.Pass();
-            return StatusOk;
-        };
-        ctrl->RefreshDeletedNode(row.deleted);
-        const std::string atOnce = view.Items();
+        fresh.cursor.HoldAt(gate);
+        ctrl->RefreshDeletedNode(deleted);
+        EXPECT_EQ(view.Items(), atOnce);
         gate.Open();
         Settle();
-        EXPECT_EQ(view.Items(), atOnce) << row.asked;
-        EXPECT_EQ(view.Items(), row.atOnce) << row.asked;
+        EXPECT_EQ(view.Items(), atOnce);
         ctrl.reset();
     }
 }
 
 TEST_F(TreeCtrlItems, RefreshOfTheRootsRecordRefreshesAll) {
     Fill();
-    for (int id = 1; id <= 5; ++id) {
-        sales.Delete(id);
-    }
+    sales.Delete({1, 2, 3, 4, 5});
     ctrl->RefreshDeletedNode(ETabulonTag::Null);
     EXPECT_EQ(view.Items(), "");
     Settle();
@@ -176,10 +144,8 @@ TEST_F(TreeCtrlItems, RefreshOfTheRootsRecordRefreshesAll) {
 TEST_F(TreeCtrlItems, DeletingAnOpenSelectedItemSelectsNone) {
     Fill();
     view.Click("all/FR/Paris");
-    sales.Delete(1);
-    sales.Delete(2);
-    ctrl->Refresh(Place("FR"));
-    Settle();
+    sales.Delete({1, 2});
+    Refresh(Place("FR"));
     EXPECT_EQ(view.Items(), "-all{-DE{+Berlin +Bonn} -FR{+Lyon}}");
     EXPECT_EQ(view.SelectedItem(), nullptr);
     EXPECT_TRUE(ctrl->Selected().IsRoot());
@@ -187,8 +153,8 @@ TEST_F(TreeCtrlItems, DeletingAnOpenSelectedItemSelectsNone) {
 
 struct VanishingCase {
     const char* selected;
-    std::vector<int> deleted;  // records
-    bool isReordered;  // new items for DE and FR, which stand elsewhere among their siblings
+    std::string deleted;  // records
+    bool isReordered;     // new items for DE and FR, which stand elsewhere among their siblings
     const char* items;
     const char* consulted;
 };
@@ -204,47 +170,32 @@ TEST_P(SelectionBelowWhatGoes, PassesToANeighbourOrStaysWithItsTag) {
     screen.Advance(500);
     Settle();
     ctrl->consulted.clear();
-    std::for_each(c.deleted.begin(), c.deleted.end(), [this](int id) { sales.Delete(id); });
+    for (const char id : c.deleted) {
+        sales.Delete({id - '0'});
+    }
     if (c.isReordered) {
         ctrl->SetCompareSource(ETabulonSortDesc::CompareOnData, /*refresh=*/false);
     }
-    ctrl->Refresh();
-    Settle();
+    Refresh();
     EXPECT_EQ(view.Items(), c.items);
     screen.Advance(500);
     Settle();
     EXPECT_EQ(ctrl->consulted, c.consulted);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    All, SelectionBelowWhatGoes,
-    testing::Values(
-        VanishingCase{"all/FR/Paris/2022",
-                      {1, 2},
-                      false,
-                      "-all{+de -DE{+Berlin +Bonn} -FR{*+Lyon}}",
-                      "[FR, Lyon]"},
-        VanishingCase{
-            "all/FR/Paris/2022", {1, 2, 3}, false, "-all{+de -DE{+Berlin *+Bonn}}", "[DE, Bonn]"},
-        VanishingCase{"all/de", {4, 5, 6}, false, "-all{*-FR{+Lyon -Paris{2021 2022}}}", "[FR]"},
-        VanishingCase{
-            "all/DE/Bonn", {4, 5}, false, "-all{+de *-FR{+Lyon -Paris{2021 2022}}}", "[FR]"},
-        VanishingCase{"all/DE/Bonn", {1, 2, 3, 4, 5}, false, "-all{*+de}", "[de]"},
-        VanishingCase{"all/DE/Bonn", {1, 2, 3, 4, 5, 6}, false, "", "[]"},
-        VanishingCase{"all/FR/Paris/2022",
-                      {},
-                      true,
-                      "-all{-DE{+Berlin +Bonn} -FR{+Lyon -Paris{2021 *2022}} +de}",
-                      ""},
-        VanishingCase{"all/FR/Lyon",
-                      {},
-                      true,
-                      "-all{-DE{+Berlin +Bonn} -FR{*+Lyon -Paris{2021 2022}} +de}",
-                      ""},
-        VanishingCase{
-            "all/FR", {}, true, "-all{-DE{+Berlin +Bonn} *-FR{+Lyon -Paris{2021 2022}} +de}", ""},
-        VanishingCase{
-            "all/FR/Paris/2022", {1, 2}, true, "-all{-DE{+Berlin +Bonn} +FR *+de}", "[de]"}));
+const VanishingCase kVanishing[] = {
+    {"all/FR/Paris/2022", "12", false, "-all{+de -DE{+Berlin +Bonn} -FR{*+Lyon}}", "[FR, Lyon]"},
+    {"all/FR/Paris/2022", "123", false, "-all{+de -DE{+Berlin *+Bonn}}", "[DE, Bonn]"},
+    {"all/de", "456", false, "-all{*-FR{+Lyon -Paris{2021 2022}}}", "[FR]"},
+    {"all/DE/Bonn", "45", false, "-all{+de *-FR{+Lyon -Paris{2021 2022}}}", "[FR]"},
+    {"all/DE/Bonn", "12345", false, "-all{*+de}", "[de]"},
+    {"all/DE/Bonn", "123456", false, "", "[]"},
+    {"all/FR/Paris/2022", "", true, "-all{-DE{+Berlin +Bonn} -FR{+Lyon -Paris{2021 *2022}} +de}",
+     ""},
+    {"all/FR/Lyon", "", true, "-all{-DE{+Berlin +Bonn} -FR{*+Lyon -Paris{2021 2022}} +de}", ""},
+    {"all/FR", "", true, "-all{-DE{+Berlin +Bonn} *-FR{+Lyon -Paris{2021 2022}} +de}", ""},
+    {"all/FR/Paris/2022", "12", true, "-all{-DE{+Berlin +Bonn} +FR *+de}", "[de]"}};
+INSTANTIATE_TEST_SUITE_P(All, SelectionBelowWhatGoes, testing::ValuesIn(kVanishing));
 
 TEST_F(TreeCtrlItems, GoWithoutTakingMemory) {
     Fill();
@@ -260,11 +211,9 @@ TEST_F(TreeCtrlItems, HeirThatMovesKeepsTheSelection) {
     Fill();
     view.Expand(view.At("all/DE"), TreeCollapse);
     view.Click("all/DE");
-    sales.Delete(4);
-    sales.Delete(5);
+    sales.Delete({4, 5});
     ctrl->SetCompareSource(ETabulonSortDesc::CompareOnData, /*refresh=*/false);
-    ctrl->Refresh();
-    Settle();
+    Refresh();
     EXPECT_EQ(view.Items(), "-all{*-FR{+Lyon -Paris{2021 2022}} +de}");
 }
 
@@ -272,8 +221,7 @@ TEST_F(TreeCtrlItems, RootEntryOutlivesItsItem) {
     Fill();
     view.DeleteItem(view.At("all"));
     EXPECT_EQ(ctrl->Get(Place("FR")), nullptr);
-    ctrl->Refresh();
-    Settle();
+    Refresh();
     EXPECT_EQ(view.Items(), kAllItems);
     view.DeleteItem(view.At("all"));
     ctrl->Select(ETabulonTag::Null);  // has an entry, and no item any more
@@ -286,21 +234,11 @@ TEST_F(TreeCtrlItems, InUpdateIsAFlag) {
         static_cast<void>(ctrl->OnSetCursor());
         return screen.NameOf(screen.Pointer());
     };
-    std::string seen;
-    view.owner = [&](std::uint32_t number, std::intptr_t) {
-        if (number == NotifyBrowseDone) {
-            seen = pointer();
-        }
-    };
-    ctrl->Refresh();
-    Settle();
+    std::string seen;  // at the last message
+    view.owner = [&](std::uint32_t, std::intptr_t) { seen = pointer(); };
+    Refresh();
     // The sync has cleared what the handler had set before it.
     EXPECT_EQ(seen, "arrow");
-    view.owner = [&](std::uint32_t number, std::intptr_t) {
-        if (number == NotifyBrowseCancel) {
-            seen = pointer();
-        }
-    };
     ctrl->Port()->Send({MsgFillCancel, 0, nullptr});
     EXPECT_EQ(seen, "wait");
     --startsOnly;
@@ -311,9 +249,7 @@ TEST_F(TreeCtrlItems, FollowADisplayMode) {
     ETabulonLevels levels = LevelsBy({"city/country"});
     ETabulonCursorEData cursor;
     cursor.Init(levels, sales.table.get(), /*ownsTable=*/false);
-    ctrl = std::make_unique<TracedTreeCtrl>(screen);
-    ctrl->Attach(&view);
-    ctrl->Init(&cursor, "all", nullptr);
+    Reopen(cursor);
     Fill();
     EXPECT_EQ(view.Items(), "*-all{DE DE FR FR}");
     view.Click("all/FR");

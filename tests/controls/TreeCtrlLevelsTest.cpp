@@ -1,19 +1,21 @@
 #include "ControlFixture.h"
+#include "support/SortTrace.h"
 
 namespace etabulon::test {
 namespace {
 
-using SortChange = ETabulonSortDesc::SortChange;
-
-class TreeCtrlLevels : public TreeScreen {};
+using TreeCtrlLevels = TreeScreen;
 
 TEST_F(TreeCtrlLevels, MoveUpWithTheSelection) {
     Fill();
     view.Click("all/FR/Paris");
     view.TakeLog();
+    sales.cursor.onRecord = AtRecord(1, [] { ADD_FAILURE() << "the table is walked"; });
     EXPECT_TRUE(ctrl->MoveSelectedLevelUp());
     EXPECT_EQ(view.Items(), "-all{+Berlin +Bonn +Lyon *-Paris{-FR{2021 2022}}}");
-    EXPECT_EQ(view.TakeLog("delete owner timer").substr(0, 12), "delete all; ");
+    const std::string log = view.TakeLog("delete owner timer");
+    EXPECT_EQ(log.substr(0, 12), "delete all; ");
+    EXPECT_EQ(log.find("owner"), std::string::npos);
     EXPECT_EQ(screen.waitCursors, 0);
     EXPECT_TRUE(view.IsRedrawOn());
     EXPECT_EQ(view.ImageOf(view.At("all")), "root");
@@ -36,28 +38,8 @@ TEST_F(TreeCtrlLevels, MoveDownWithTheSelection) {
     EXPECT_FALSE(ctrl->MoveSelectedLevelUp());
 }
 
-TEST_F(TreeCtrlLevels, MoveWithoutTheTable) {
-    Fill();
-    int walks = 0;
-    sales.cursor.onRecord = [&walks](int) {
-        ++walks;
-        return StatusOk;
-    };
-    view.Click("all/DE/Bonn");
-    view.TakeLog();
-    EXPECT_TRUE(ctrl->MoveSelectedLevelUp());
-    EXPECT_EQ(walks, 0);
-    EXPECT_EQ(view.TakeLog("owner"), "");
-}
-
 TEST_F(TreeCtrlLevels, DropAlongOneBranch) {
-    struct Row {
-        const char* from;
-        const char* to;
-        bool taken;
-        const char* items;
-    };
-    static const Row kRows[] = {
+    const Table<const char*, const char*, bool, const char*> rows = {
         {"all/FR/Paris", "all/FR", true, "-all{+Berlin +Bonn +Lyon *-Paris{-FR{2021 2022}}}"},
         {"all/FR/Paris/2021", "all/FR", true,
          "-all{*-2021{-FR{Lyon Paris}} -2022{-DE{Berlin Bonn} "
@@ -70,13 +52,13 @@ TEST_F(TreeCtrlLevels, DropAlongOneBranch) {
         {"all", "all/FR", false, kAllItems},
         {"all/FR", "all/FR", false, kAllItems},
         {"all/FR", "nowhere", false, kAllItems}};
-    for (const Row& row : kRows) {
+    for (const auto& [from, to, taken, items] : rows) {
         ctrl->SetSortLevels(ETabulonSortDesc::SortKeyArray(sales.levels), false);
         Fill();
         view.Click("all");
         screen.Advance(1000);
-        EXPECT_EQ(view.Drag(row.from, row.to), row.taken) << row.from << ">" << row.to;
-        EXPECT_EQ(view.Items(), row.items) << row.from << ">" << row.to;
+        EXPECT_EQ(view.Drag(from, to), taken) << from << ">" << to;
+        EXPECT_EQ(view.Items(), items) << from << ">" << to;
         screen.Advance(1000);
         Settle();
     }
@@ -84,13 +66,13 @@ TEST_F(TreeCtrlLevels, DropAlongOneBranch) {
 
 TEST_F(TreeCtrlLevels, SetAnewFillsAgainIfTold) {
     Fill();
-    const auto keys = Keys({{1, false, 0}, {0, false, 0}});
+    const auto keys = InOrder({1, 0});
     ctrl->SetSortLevels(keys, /*refresh=*/true);
     Settle();
     EXPECT_EQ(view.Items(), "*-all{+Berlin +Bonn +Lyon +Paris}");
     EXPECT_EQ(view.TakeLog("owner delete"), "delete all; owner 1569; owner 1570; ");
     ctrl->SetSortLevels(keys, /*refresh=*/true);
-    ctrl->SetSortLevels(Keys({{0, false, 0}}), /*refresh=*/false);
+    ctrl->SetSortLevels(InOrder({0}), /*refresh=*/false);
     EXPECT_EQ(view.TakeLog("owner delete"), "");
     EXPECT_EQ(ctrl->SortLevels().Size(), 1U);
 }
@@ -177,13 +159,10 @@ TEST_F(TreeCtrlLevels, ChangedFromOutsideFillAgain) {
 
 TEST_F(TreeCtrlLevels, RefusedChangeGivesBackOnlyTheLocksTaken) {
     Fill();
-    struct Refuser : ETabulonSortDesc::INotifier, ECountedUnknown {
-        bool OnSortChanging(const ETabulonSortDesc*, SortChange) override { return false; }
-        void OnSortChanged(const ETabulonSortDesc*, SortChange) override {}
-    };
-    const auto refuser = MakeRef<Refuser>();
+    const auto refuser = MakeRef<SortTrace>();
     for (const bool askedFirst : {false, true}) {
         ctrl->SortDesc()->AddNotifier(refuser.Get());
+        refuser->RefuseAt(1);
         if (askedFirst) {  // the control is told of the end of what it wasn't asked
             ctrl->SortDesc()->RemNotifier(ctrl.get());
             ctrl->SortDesc()->AddNotifier(ctrl.get());
@@ -208,12 +187,11 @@ TEST_F(TreeCtrlLevels, NewNameOfTheRootBelongsBeforeAFill) {
 
 // A tag is its own parent where a level stands twice.
 TEST_F(TreeCtrlLevels, StandingTwiceLetNoClimbGoOnForEver) {
-    ctrl->SetSortLevels(Keys({{0, false, 0}, {0, false, 0}}), /*refresh=*/true);
+    ctrl->SetSortLevels(InOrder({0, 0}), /*refresh=*/true);
     Settle();
     const std::string items = view.Items();
     ctrl->Select(Place("ES"));
-    ctrl->Refresh(Place("IT"));
-    Settle();
+    Refresh(Place("IT"));
     EXPECT_EQ(view.Items(), items);
 }
 

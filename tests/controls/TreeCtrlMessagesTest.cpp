@@ -1,4 +1,5 @@
 #include "ControlFixture.h"
+#include "support/SortTrace.h"
 
 #include <stdexcept>
 
@@ -7,7 +8,7 @@ namespace {
 
 constexpr auto kFailure = static_cast<CursorStatus>(77);
 
-class TreeCtrlRuns : public TreeScreen {};
+using TreeCtrlRuns = TreeScreen;
 
 TEST_F(TreeCtrlRuns, FillShowsTheTreeAndTellsTheOwner) {
     ctrl->Fill();
@@ -22,9 +23,7 @@ TEST_F(TreeCtrlRuns, FillShowsTheTreeAndTellsTheOwner) {
 }
 
 TEST_F(TreeCtrlRuns, FillOfAnEmptyTableShowsNothing) {
-    for (int id = 1; id <= 5; ++id) {
-        sales.Delete(id);
-    }
+    sales.Delete({1, 2, 3, 4, 5});
     ctrl->Fill();
     Settle();
     EXPECT_EQ(view.Items(), "");
@@ -33,41 +32,34 @@ TEST_F(TreeCtrlRuns, FillOfAnEmptyTableShowsNothing) {
 }
 
 TEST_F(TreeCtrlRuns, EachMessageEndsAsItsNumberSays) {
-    struct Row {
-        std::uint32_t number;
-        int starts;  // more than ends
-        const char* log;
-        bool keepsItems;
-    };
-    static const Row kRows[] = {{MsgBrowseStart, 1, "owner 1569; ", true},
-                                {MsgFillDone, -1, "owner 1570; ", true},
-                                {MsgRefreshDone, -1, "owner 1570; ", true},
-                                {MsgFillCancel, -1, "delete all; owner 1571; ", false},
-                                {MsgRefreshCancel, -1, "owner 1571; ", true},
-                                {MsgFillError, -1, "delete all; owner 1572 77; ", false},
-                                {MsgRefreshError, -1, "owner 1572 77; ", true},
-                                {1128, 0, "", true}};
-    for (const Row& row : kRows) {
+    const Table<std::uint32_t, int, const char*, bool> rows = {
+        {MsgBrowseStart, 1, "owner 1569; ", true},
+        {MsgFillDone, -1, "owner 1570; ", true},
+        {MsgRefreshDone, -1, "owner 1570; ", true},
+        {MsgFillCancel, -1, "delete all; owner 1571; ", false},
+        {MsgRefreshCancel, -1, "owner 1571; ", true},
+        {MsgFillError, -1, "delete all; owner 1572 77; ", false},
+        {MsgRefreshError, -1, "owner 1572 77; ", true},
+        {1128, 0, "", true}};
+    for (const auto& [number, startsMoreThanEnds, log, keepsItems] : rows) {
         Fill();
-        ctrl->Port()->Post({row.number, 77, nullptr});
+        ctrl->Port()->Post({number, 77, nullptr});
         screen.Pump();
-        EXPECT_EQ(view.TakeLog("owner delete insert"), row.log) << row.number;
-        EXPECT_EQ(view.Items(), row.keepsItems ? kAllItems : "") << row.number;
-        startsOnly += row.starts;
+        EXPECT_EQ(view.TakeLog("owner delete insert"), log) << number;
+        EXPECT_EQ(view.Items(), keepsItems ? kAllItems : "") << number;
+        startsOnly += startsMoreThanEnds;
     }
 }
 
 TEST_F(TreeCtrlRuns, RefreshShowsWhatIsNewAndWhatIsGone) {
     Fill();
-    sales.Delete(1);
+    sales.Delete({1});
     sales.Append(6, "FR", "Metz", 2020);
     sales.Append(7, "ES", "Vigo", 2020);
-    ctrl->Refresh(Place("FR"));
-    Settle();
+    Refresh(Place("FR"));
     EXPECT_EQ(view.Items(), "*-all{-DE{+Berlin +Bonn} -FR{+Lyon +Metz -Paris{2022}}}");
     EXPECT_EQ(view.TakeLog("insert delete"), "insert Metz; delete 2021; ");
-    ctrl->Refresh();
-    Settle();
+    Refresh();
     EXPECT_EQ(view.TakeLog("insert delete invalidate"),
               "invalidate all; invalidate; invalidate all; invalidate all; insert ES; "
               "invalidate all; invalidate all; invalidate all; ");
@@ -75,7 +67,7 @@ TEST_F(TreeCtrlRuns, RefreshShowsWhatIsNewAndWhatIsGone) {
 
 TEST_F(TreeCtrlRuns, FailedFillDeletesAllAndFailedRefreshNothing) {
     Fill();
-    sales.EndWalksAt(3, kFailure);
+    sales.cursor.onRecord = EndAt(3, kFailure);
     ctrl->RefreshCurrentNode();
     Settle();
     EXPECT_EQ(view.Items(), kAllItems);
@@ -87,10 +79,7 @@ TEST_F(TreeCtrlRuns, FailedFillDeletesAllAndFailedRefreshNothing) {
 
 TEST_F(TreeCtrlRuns, NewerRunCancelsAndBothAreHeardInOrder) {
     Gate gate;
-    sales.cursor.onRecord = [&gate](int) {
-        gate.Pass();
-        return StatusOk;
-    };
+    sales.cursor.HoldAt(gate);
     ctrl->Fill();
     gate.WaitReached();
     sales.cursor.onCancel = [&gate] { gate.Open(); };
@@ -102,33 +91,22 @@ TEST_F(TreeCtrlRuns, NewerRunCancelsAndBothAreHeardInOrder) {
 
 TEST_F(TreeCtrlRuns, RefreshedAboveItsGoneRecord) {
     Fill();
-    sales.Delete(1);
-    sales.Delete(2);
+    sales.Delete({1, 2});
     sales.Append(6, "DE", "Ulm", 2021);
     // The walk climbs from Paris to France. The message says Paris, which still has an item: the
     // sync climbs to France as well.
-    ctrl->Refresh(Place("FR", "Paris"));
-    Settle();
+    Refresh(Place("FR", "Paris"));
     EXPECT_EQ(view.Items(), "*-all{-DE{+Berlin +Bonn} -FR{+Lyon}}");
     // Metz has neither node nor item: the walk is France's, and the sync is the root's.
     sales.Append(7, "FR", "Nice", 2021);
-    ctrl->Refresh(Place("FR", "Metz"));
-    Settle();
+    Refresh(Place("FR", "Metz"));
     EXPECT_EQ(view.Items(), "*-all{-DE{+Berlin +Bonn} -FR{+Lyon +Nice}}");
 }
 
 TEST_F(TreeCtrlRuns, AskedForInALockedSectionComeAsMessages) {
     Fill();
-    struct Asker : ETabulonSortDesc::INotifier, ECountedUnknown {
-        std::function<void()> ask;
-        bool OnSortChanging(const ETabulonSortDesc*, SortChange) override {
-            ask();
-            return true;
-        }
-        void OnSortChanged(const ETabulonSortDesc*, SortChange) override {}
-    };
-    const auto asker = MakeRef<Asker>();
-    asker->ask = [this] { ctrl->Fill(); };
+    const auto asker = MakeRef<SortTrace>();
+    asker->OnCalled([this](bool asked) { asked ? ctrl->Fill() : void(); });
     ctrl->SortDesc()->AddNotifier(asker.Get());
     ctrl->SetHideLevelFlags(1, kInTree, /*refresh=*/false);
     EXPECT_EQ(view.TakeLog("owner"), "");
@@ -144,7 +122,7 @@ TEST_F(TreeCtrlRuns, AreQueuedWhereTheirThreadHoldsTheCursor) {
     {
         const ECursorExclusive exclusive(sales.cursor);
         ctrl->Refresh(Place("FR"));
-        ctrl->SetSortLevels(Keys({{1, false, 0}}), /*refresh=*/true);
+        ctrl->SetSortLevels(InOrder({1}), /*refresh=*/true);
         EXPECT_EQ(view.TakeLog("owner"), "");
     }
     screen.Pump();
@@ -202,7 +180,7 @@ TEST_F(TreeCtrlRuns, WhoseStartIsThrownBackLeaveTheControlIdle) {
     Settle();
 }
 
-class TreeCtrlTimer : public TreeScreen {};
+using TreeCtrlTimer = TreeScreen;
 
 TEST_F(TreeCtrlTimer, RefreshesTheSelectionAfterAPause) {
     Fill();

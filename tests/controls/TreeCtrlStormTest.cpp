@@ -1,5 +1,4 @@
 #include "ControlFixture.h"
-#include "support/Storm.h"
 
 #include <unordered_set>
 
@@ -50,9 +49,9 @@ std::string CheckItems(const EDataTreeCtrl& ctrl, const EDataTreeNode& node, _TR
 
 class TreeCtrlStorm : public TreeScreen,
                       public testing::WithParamInterface<unsigned>,
-                      protected Storm {
+                      protected LetterStorm {
 protected:
-    TreeCtrlStorm() : Storm(GetParam()) {}
+    TreeCtrlStorm() : LetterStorm(GetParam()) {}
 
     _TREEITEM* AnyItem() {
         std::vector<_TREEITEM*> items;
@@ -66,9 +65,8 @@ protected:
         if (item != nullptr && Any(4) != 0) {
             return ctrl->Tag(item);
         }
-        return Any(2) == 0 ? Place(Letter().c_str()) : Place(Letter().c_str(), Letter().c_str());
+        return AnyPlace();
     }
-    std::string Letter() { return std::string(1, "aBcDe"[Any(5)]); }
     EDataTreeCtrl::SortCompareSource AnySource() {
         return static_cast<EDataTreeCtrl::SortCompareSource>(Any(2));
     }
@@ -79,15 +77,15 @@ protected:
                          2000 + static_cast<int>(Any(4)));
         }
         for (unsigned count = Any(7); count > 0; --count) {
-            sales.Delete(static_cast<int>(Any(static_cast<std::size_t>(lastId_))) + 1);
+            sales.Delete({static_cast<int>(Any(static_cast<std::size_t>(lastId_))) + 1});
         }
     }
     /// What becomes of the walks of this round.
     void PlanTrouble() {
         const int at = static_cast<int>(Any(12)) + 1;
         DoOne(
-            6, [&] { sales.EndWalksAt(at, StatusCancelled); },
-            [&] { sales.EndWalksAt(at, static_cast<CursorStatus>(77)); },
+            6, [&] { sales.cursor.onRecord = EndAt(at, StatusCancelled); },
+            [&] { sales.cursor.onRecord = EndAt(at, static_cast<CursorStatus>(77)); },
             [&] { sales.cursor.onRecord = nullptr; });
     }
     void DoInView() {
@@ -136,16 +134,7 @@ protected:
     void Event() {
         followed_ = ETabulonTag();
         const unsigned what = Any(10);
-        if (what < 5) {
-            DoInView();
-        } else if (what < 6) {
-            DoInLevels();
-        } else {
-            DoInRuns();
-        }
-    }
-    [[nodiscard]] int Troubles() const {
-        return view.Notified(NotifyBrowseCancel) + view.Notified(NotifyBrowseError);
+        what < 5 ? DoInView() : what < 6 ? DoInLevels() : DoInRuns();
     }
     void Rest() {
         Settle();

@@ -1,13 +1,11 @@
 #include "ControlFixture.h"
 #include "controls/EDataTreeCtrlThread.h"
-#include "etabulon/controls/EDataTreeMessages.h"
 #include "etabulon/controls/EMessagePort.h"
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
 #include "etabulon/grid/ETabulonGridFiller.h"
 #include "etabulon/pending/ETabulonPendingChanges.h"
 #include "support/AllocationCount.h"
 #include "support/ResultTrace.h"
-#include "support/Storm.h"
 
 #include <new>
 #include <stdexcept>
@@ -64,9 +62,9 @@ TEST_F(TreeCtrlThread, SendsTheStartAndPostsTheEnds) {
 }
 
 TEST_F(TreeCtrlThread, RefreshThatDoesntEndWellComesWithoutItsTag) {
-    hooked.onRecord = [](int) { return StatusCancelled; };
+    hooked.onRecord = EndAt(1, StatusCancelled);
     EXPECT_EQ(Run(), "1125[]! 1125[FR]! 1226 1227");
-    hooked.onRecord = [](int) { return static_cast<CursorStatus>(DataConnectionLost); };
+    hooked.onRecord = EndAt(1, static_cast<CursorStatus>(DataConnectionLost));
     EXPECT_EQ(Run(), "1125[]! 1125[FR]! 1326(1003) 1327(1003)");
     hooked.onRecord = [](int) -> CursorStatus { throw std::bad_alloc(); };
     EXPECT_EQ(Run(), "1125[]! 1125[FR]! 1326(1098) 1327(1098)");
@@ -142,8 +140,7 @@ public:
           filler_(
               ERef<ETabulonGridFiller>::Adopt(ETabulonGridFiller::Build(&sales.cursor, &script))) {
         calculations_.AddCalculation("SUM", ETabulonVariableID("year"), TYPE_LONG, 0, "Year");
-        ETabulonSortDesc::SortKeyArray keys = Keys({{0, false, 0}, {1, false, 0}});
-        sort_.SetSortLevels(keys);
+        sort_.SetSortLevels(InOrder({0, 1}));
         filler_->SetParams(&calculations_, 2, &sort_);
         sales_.cursor.AddNotifier(filler_.Get());
         EXPECT_EQ(sales_.cursor.Browse(ETabulonTag::Null), StatusOk);
@@ -179,36 +176,30 @@ private:
 };
 
 /// A user who gives order after order, edits, and closes the control in between.
-class TreeCtrlThreadStorm : public TreeScreen, protected Storm {
+class TreeCtrlThreadStorm : public TreeScreen, protected LetterStorm {
 protected:
-    TreeCtrlThreadStorm() : Storm(7) {
+    TreeCtrlThreadStorm() : LetterStorm(7) {
         for (int id = 6; id < 60; ++id) {
             sales.Append(id, Letter().c_str(), Letter().c_str(), 2000 + static_cast<int>(Any(4)));
         }
         sales.cursor.onRecord = [this](int record) {
-            return record == 1 && ++walks_ % 17 == 0 ? static_cast<CursorStatus>(77) : StatusOk;
+            if (record == 1 && ++walks_ % 61 == 0) {
+                throw std::runtime_error("broken");
+            }
+            return record == 1 && walks_ % 17 == 0 ? static_cast<CursorStatus>(77) : StatusOk;
         };
-    }
-    std::string Letter() { return std::string(1, static_cast<char>('a' + Any(5))); }
-    ETabulonTag AnyTag() {
-        return Any(2) == 0 ? Place(Letter().c_str()) : Place(Letter().c_str(), Letter().c_str());
-    }
-    [[nodiscard]] int Starts() const { return view.Notified(NotifyBrowseStart); }
-    [[nodiscard]] int Ends() const {
-        return view.Notified(NotifyBrowseDone) + view.Notified(NotifyBrowseCancel) +
-               view.Notified(NotifyBrowseError);
     }
     void GiveAnOrder() {
         DoOne(
-            11, [&] { ctrl->Refresh(); }, [&] { ctrl->RefreshDeletedNode(AnyTag()); },
-            [&] { ctrl->Select(AnyTag()); },
+            12, [&] { ctrl->Refresh(); }, [&] { ctrl->RefreshDeletedNode(AnyPlace()); },
+            [&] { sales.cursor.Cancel(); }, [&] { ctrl->Select(AnyPlace()); },
             [&] {
                 const unsigned count = ctrl->SortDesc()->SortLevelCount(kInTree);
                 ctrl->SortDesc()->MoveSortLevel(Any(count), Any(count), kInTree);
             },
             [&] { Any(2) == 0 ? ctrl->MoveSelectedLevelUp() : ctrl->MoveSelectedLevelDown(); },
             [&] {
-                script_.AppendUpdate(AnyTag(), "year", EVariant(2000 + static_cast<int>(Any(9))));
+                script_.AppendUpdate(AnyPlace(), "year", EVariant(2000 + static_cast<int>(Any(9))));
             },
             [&] {
                 if (Any(2) == 0) {
@@ -217,13 +208,8 @@ protected:
                 screen.PumpWaiting();
                 screen.Advance(Any(300));
             },
-            [&] { ctrl->Refresh(AnyTag()); }, [&] { ctrl->Refresh(AnyTag()); },
+            [&] { ctrl->Refresh(AnyPlace()); }, [&] { ctrl->Refresh(AnyPlace()); },
             [&] { ctrl->Fill(); });
-    }
-    void Open() {
-        ctrl = std::make_unique<TracedTreeCtrl>(screen);
-        ctrl->Attach(&view);
-        ctrl->Init(&sales.cursor, "all", nullptr);
     }
     /// Closes the control after a whole run. Its nodes have gone then, which the worker lets go of
     /// after the cursor.
@@ -233,14 +219,14 @@ protected:
         return ECountedUnknown::LiveObjects();
     }
     /// Closes the control, whatever is under way, and opens another one.
-    void Reopen() {
+    void CloseAndReopen() {
         const int ends = Ends();
         ctrl.reset();
         screen.PumpWaiting();
         screen.Advance(1000);
         EXPECT_EQ(Ends(), ends) << "a closed control was told";
         startsOnly = Starts() - Ends();
-        Open();
+        TreeScreen::Reopen(sales.cursor);
     }
 
     ETabulonPendingChanges script_;
@@ -250,17 +236,19 @@ protected:
 TEST_F(TreeCtrlThreadStorm, EachRunIsHeardOnceUntilItsControlIsClosed) {
     Watchdog watchdog;
     const std::int64_t before = ObjectsWithoutControl();
-    Open();
+    TreeScreen::Reopen(sales.cursor);
     int reopened = 0;
     {
         GridSide grid(sales, script_);
         while (Starts() < kStarts) {
             GiveAnOrder();
             if (Any(50) == 0) {
-                Reopen();
+                CloseAndReopen();
                 ++reopened;
             }
             if (Any(100) == 0) {
+                const ECursorExclusive exclusive(sales.cursor);
+                ASSERT_EQ(CheckTree(*ctrl->Tree()->Root()), "");
                 script_.Reset();
                 view.TakeLog();
             }
@@ -278,7 +266,7 @@ TEST_F(TreeCtrlThreadStorm, EachRunIsHeardOnceUntilItsControlIsClosed) {
     EXPECT_GT(reopened, 0);
     // Every reference and every lock was given back, and the model is sound.
     sales.cursor.onRecord = nullptr;
-    Reopen();
+    CloseAndReopen();
     script_.Reset();
     Fill();
     EXPECT_EQ(CheckTree(*ctrl->Tree()->Root()), "");
@@ -287,13 +275,10 @@ TEST_F(TreeCtrlThreadStorm, EachRunIsHeardOnceUntilItsControlIsClosed) {
 }
 
 /// Writes the numbers that it hears; closes the port at number 9.
-class Receiver : public EMessagePort::IReceiver {
-public:
+struct Receiver : EMessagePort::IReceiver {
     void OnMessage(EMessage& message) override {
         log += std::to_string(message.number) + (message.tag ? "t " : " ");
-        if (message.number == 9) {
-            port.Close();
-        }
+        message.number == 9 ? port.Close() : void();
     }
     std::string log;
     EMessagePort port{*this};

@@ -232,17 +232,10 @@ ETabulonTag RandomTag(std::mt19937& random) {
     for (unsigned level = 0; level < 4; ++level) {
         if ((known >> level) % 2 != 0) {
             const int value = static_cast<int>(random() % 2);
-            switch (random() % 4) {
-                case 0:
-                    entries.emplace_back(level, EVariant::FromDouble(value));  // equal to the whole
-                    break;
-                case 1:
-                    entries.emplace_back(level, level == 3 ? EVariant() : EVariant(value));
-                    break;
-                default:
-                    entries.emplace_back(level, EVariant(value));
-                    break;
-            }
+            const unsigned kind = random() % 4;
+            entries.emplace_back(level, kind == 0 ? EVariant::FromDouble(value)  // equal numbers
+                                        : kind == 1 && level == 3 ? EVariant()
+                                                                  : EVariant(value));
         }
     }
     return TagOf(entries);

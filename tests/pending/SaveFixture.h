@@ -6,12 +6,11 @@
 #include "support/MemoryTable.h"
 #include "support/Tags.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <array>
-#include <memory>
-#include <string>
 #include <thread>
-#include <vector>
 
 namespace etabulon::test {
 
@@ -22,7 +21,10 @@ inline ETabulonTag Item(int group, int id) { return Tag({{0, group}, {1, id}}); 
 
 /// id, group, value, note.
 using ItemRow = std::array<EVariant, 4>;
-inline constexpr const char* kItemColumns[] = {"id", "group", "value", "note"};
+struct ItemLayout {
+    std::array<std::string, 4> columns;
+    std::array<std::size_t, 2> levels;  // the columns of levels 0 and 1
+};
 
 inline std::string Text(const ItemRow& row) {
     std::string text;
@@ -116,10 +118,11 @@ struct Fault {
 /// The rules of a save, on rows in a vector, with scans. May be run again, on the same rows.
 class LiteralSave {
 public:
-    LiteralSave(std::vector<ItemRow> given, PTableau<Change> script)
-        : given_(std::move(given)), script_(std::move(script)) {
+    LiteralSave(std::vector<ItemRow> given, PTableau<Change> script,
+                ItemLayout layout = {{"id", "group", "value", "note"}, {1, 0}})
+        : given_(std::move(given)), script_(std::move(script)), layout_(std::move(layout)) {
         for (const ItemRow& row : given_) {
-            tags_.push_back(Tag({{0, row[1]}, {1, row[0]}}));
+            tags_.push_back(Tag({{0, row[layout_.levels[0]]}, {1, row[layout_.levels[1]]}}));
             deleted_.push_back(!Matching(ETabulonPendingChanges::Delete, tags_.back()).empty());
             updates_.push_back(Matching(ETabulonPendingChanges::Update, tags_.back()));
         }
@@ -150,7 +153,10 @@ public:
                 if (failure != StatusOk) {
                     return failure;
                 }
-                rows.push_back({place.Value(1).Data(), place.Value(0).Data(), {}, {}});
+                rows.emplace_back();
+                for (unsigned level = 0; level < 2; ++level) {
+                    rows.back()[layout_.levels[level]] = place.Value(level).Data();
+                }
                 Apply(Matching(ETabulonPendingChanges::Update, place), rows.back());
             }
         }
@@ -189,11 +195,11 @@ private:
             (count->second == fault_.call || (fault_.forEver && count->second > fault_.call));
         return fails ? fault_.status : static_cast<std::int32_t>(StatusOk);
     }
-    static void Apply(const Changes& updates, ItemRow& row) {
+    void Apply(const Changes& updates, ItemRow& row) const {
         for (const Change* update : updates) {
-            const auto column = std::find(std::begin(kItemColumns), std::end(kItemColumns),
-                                          std::string(update->VarDataID().Code().c_str()));
-            row[static_cast<std::size_t>(column - kItemColumns)] = update->Value();
+            const auto* const column = std::find(layout_.columns.begin(), layout_.columns.end(),
+                                                 update->VarDataID().Code().c_str());
+            row[static_cast<std::size_t>(column - layout_.columns.begin())] = update->Value();
         }
     }
     void WriteRow(std::size_t at, const ETabulonTag& under, std::int32_t& written) {
@@ -215,6 +221,7 @@ private:
 
     std::vector<ItemRow> given_;
     PTableau<Change> script_;
+    ItemLayout layout_;
     std::vector<ETabulonTag> tags_;  // of the rows given
     std::vector<bool> deleted_;
     std::vector<Changes> updates_;

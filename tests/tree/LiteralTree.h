@@ -1,18 +1,8 @@
 #pragma once
 
-#include "etabulon/cursors/ECursorListener.h"
-#include "etabulon/cursors/ETabulonCursor.h"
-#include "etabulon/sort/ETabulonSortDesc.h"
-#include "etabulon/tree/EDataTreeNode.h"
-
-#include <memory>
-#include <string>
-#include <utility>
-#include <vector>
+#include "tree/TreeFixture.h"
 
 namespace etabulon::test {
-
-inline constexpr ETabulonSortDesc::HideFlag kInTree = ETabulonSortDesc::HideInTree;
 
 /// The tree as its rules are told: whole tags, linear searches, each newcomer placed at once by a
 /// scan. What the tree proper must come to by its shorter roads.
@@ -209,14 +199,19 @@ inline std::string LetterText(const ETabulonPrimaryKey& key) {
            key.SingleCode().DisplayText().c_str();
 }
 
-/// Everything that a node tells of itself and of those below it.
+/// Everything that a node tells of itself, and what is told of those below it.
+inline std::string Dump(const ETabulonTag& tag, const ETabulonPrimaryKey& key, unsigned leafCount,
+                        bool isLeaf, const std::string& below) {
+    return LetterText(tag) + "key " + LetterText(key) + " leaves " + std::to_string(leafCount) +
+           (isLeaf ? " leaf" : "") + "{\n" + below + "}\n";
+}
+
 inline std::string Dump(LiteralNode& node) {
-    std::string text = LetterText(node.tag) + "key " + LetterText(node.key) + " leaves " +
-                       std::to_string(node.leafCount) + (node.IsLeaf() ? " leaf" : "") + "{\n";
+    std::string below;
     for (auto& child : node.children) {
-        text += Dump(*child);
+        below += Dump(*child);
     }
-    return text + "}\n";
+    return Dump(node.tag, node.key, node.leafCount, node.IsLeaf(), below);
 }
 
 inline std::string Dump(const EDataTreeNode& node) {
@@ -225,13 +220,11 @@ inline std::string Dump(const EDataTreeNode& node) {
     node.ExtractTag(tag);
     ETabulonPrimaryKey key;
     node.ExtractPrimaryKey(key);
-    std::string text = LetterText(tag) + "key " + LetterText(key) + " leaves " +
-                       std::to_string(node.LeafCount()) + (node.IsTreeLeaf() ? " leaf" : "") +
-                       "{\n";
+    std::string below;
     for (unsigned index = 0; index < node.Size(); ++index) {
-        text += Dump(*node.Get(index));
+        below += Dump(*node.Get(index));
     }
-    return text + "}\n";
+    return Dump(tag, key, node.LeafCount(), node.IsTreeLeaf(), below);
 }
 
 }  // namespace etabulon::test

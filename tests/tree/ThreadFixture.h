@@ -6,10 +6,6 @@
 #include "tree/TreeFixture.h"
 
 #include <atomic>
-#include <functional>
-#include <mutex>
-#include <string>
-#include <utility>
 
 namespace etabulon::test {
 
@@ -18,8 +14,18 @@ class HookedCursor : public ETabulonCursorEData {
 public:
     std::function<void()> onCancel;
     std::function<void(int count)> onLock;  // how many there were, this one included
-    std::function<CursorStatus(int record)> onRecord;
+    RecordAction onRecord;
     std::atomic<int> depth{0};  // of locks, those that are waited for included
+
+    /// Holds walks at that record, or at the first one they come to.
+    void HoldAt(Gate& gate, int wanted = 0) {
+        onRecord = [&gate, wanted](int record) {
+            if (wanted == 0 || record == wanted) {
+                gate.Pass();
+            }
+            return StatusOk;
+        };
+    }
 
     void Cancel() override {
         ETabulonCursorEData::Cancel();
@@ -124,7 +130,7 @@ private:
 struct ThreadedSales : Sales {
     ThreadedSales() {
         hooked.Init(levels, table.get(), /*ownsTable=*/false);
-        tree.SetSortLevels(Keys({{0, false, 0}, {1, false, 0}}));
+        tree.SetSortLevels(InOrder({0, 1}));
     }
     [[nodiscard]] std::string TreeNow() {
         const ECursorExclusive exclusive(hooked);

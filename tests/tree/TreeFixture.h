@@ -4,20 +4,40 @@
 #include "etabulon/cursors/ETabulonCursorEData.h"
 #include "etabulon/tree/EDataTree.h"
 #include "support/MemoryTable.h"
+#include "support/Table.h"
 #include "support/Tags.h"
 #include "support/TreeChecker.h"
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <functional>
-#include <initializer_list>
-#include <string>
-#include <vector>
 
 namespace etabulon::test {
+
+inline constexpr ETabulonSortDesc::HideFlag kInTree = ETabulonSortDesc::HideInTree;
+
+/// What a walk does at each of its records.
+using RecordAction = std::function<CursorStatus(int record)>;
+
+/// Does this at that record.
+inline RecordAction AtRecord(int wanted, std::function<void()> action) {
+    return [wanted, action = std::move(action)](int record) {
+        if (record == wanted) {
+            action();
+        }
+        return StatusOk;
+    };
+}
+/// Ends the walk at that record.
+inline RecordAction EndAt(int wanted, CursorStatus status) {
+    return [wanted, status](int record) { return record == wanted ? status : StatusOk; };
+}
 
 /// Acts at the records of a walk, before the fillers hear of them.
 class Meddler : public ECursorListener {
 public:
-    std::function<CursorStatus(int record)> act;
+    RecordAction act;
     CursorStatus OnReset(const ETabulonTag&, const ETabulonCursor&) override {
         record_ = 0;
         return StatusOk;
@@ -28,6 +48,17 @@ private:
     int record_ = 0;
 };
 
+/// Deletes the records of these numbers.
+inline void DeleteRecords(const EDataMemory& table, const std::vector<int>& ids) {
+    EDataMemory other(table);
+    for (EPosition at = other.GetFirst(); at != kNoPosition; at = other.GetNext()) {
+        const auto id = static_cast<int>(other.Fields()[Chaine("id")].AsInt64());
+        if (std::find(ids.begin(), ids.end(), id) != ids.end()) {
+            other.DeleteOne(at);
+        }
+    }
+}
+
 /// Sales by country (0), city (1) and year (2), and a tree on them.
 struct Sales : VentesData {
     Sales() {
@@ -37,18 +68,14 @@ struct Sales : VentesData {
     }
     ~Sales() { cursor.RemNotifier(&meddler); }
 
-    /// Deletes the records of these numbers.
-    void Delete(std::initializer_list<int> ids) {
-        EDataMemory other(*table);
-        std::vector<EPosition> found;
-        for (EPosition at = other.GetFirst(); at != kNoPosition; at = other.GetNext()) {
-            const auto id = static_cast<int>(other.Fields()[Chaine("id")].AsInt64());
-            if (std::find(ids.begin(), ids.end(), id) != ids.end()) {
-                found.push_back(at);
-            }
-        }
-        for (const EPosition at : found) {
-            other.DeleteOne(at);
+    void Delete(const std::vector<int>& ids) { DeleteRecords(*table, ids); }
+    /// Other records in their place, with countries, cities and years by their number from 0.
+    template <class Row>
+    void Refill(int count, Row row) {
+        Delete({1, 2, 3, 4, 5});
+        for (int number = 0; number < count; ++number) {
+            const auto [country, city, year] = row(number);
+            table->Append({1000 + number, std::string(country).c_str(), city, year, 1});
         }
     }
     [[nodiscard]] std::string Text(const EDataTree& tree) const {
@@ -65,6 +92,14 @@ inline ETabulonSortDesc::SortKeyArray Keys(std::initializer_list<ETabulonSortDes
     ETabulonSortDesc::SortKeyArray keys;
     for (const auto& key : given) {
         keys.Add(key);
+    }
+    return keys;
+}
+/// The same for levels that are shown and don't fall.
+inline ETabulonSortDesc::SortKeyArray InOrder(std::initializer_list<unsigned> levels) {
+    ETabulonSortDesc::SortKeyArray keys;
+    for (const unsigned level : levels) {
+        keys.Add({level, /*reverse=*/false, 0});
     }
     return keys;
 }

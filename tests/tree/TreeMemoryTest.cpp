@@ -2,10 +2,8 @@
 #include "TreeFixture.h"
 #include "support/AllocationCount.h"
 
-#include <gtest/gtest.h>
 #include <time.h>
 
-#include <algorithm>
 #include <new>
 #include <numeric>
 #include <random>
@@ -32,27 +30,22 @@ struct Shortage {
     bool isMixed = false;  // leaves nodes of two orders
 };
 
-struct MemoryShortage : testing::TestWithParam<Shortage> {
-    /// Does the work with one allocation that fails. False if the work needs no more than
-    /// `allowed`.
-    static bool WorkWith(std::uint64_t allowed);
-};
-
-bool MemoryShortage::WorkWith(std::uint64_t allowed) {
+/// Does the work with one allocation that fails. False if the work needs no more than `allowed`.
+bool WorkWith(const Shortage& shortage, std::uint64_t allowed) {
     ManySales sales;
     EDataTree tree(&sales.cursor, "root", nullptr);
-    GetParam().prepare(sales, tree);
+    shortage.prepare(sales, tree);
     bool failed = false;
     {
         const FailingAllocation failing(allowed);
         try {
-            GetParam().work(sales, tree);
+            shortage.work(sales, tree);
         } catch (const std::bad_alloc&) {
         }
         failed = failing.HasFailed();
     }
     EXPECT_EQ(CheckTree(*tree.Root()), "") << allowed;
-    if (!GetParam().isMixed) {
+    if (!shortage.isMixed) {
         EXPECT_EQ(CheckOrder(*tree.Root(), *tree.SortDesc()), "") << allowed;
     }
     EXPECT_EQ(tree.Refresh(), StatusOk);
@@ -66,14 +59,16 @@ bool MemoryShortage::WorkWith(std::uint64_t allowed) {
 
 // At each allocation of the work in turn: the exception passes, the tree is sound, the next refresh
 // finds all, and nothing stays behind.
+class MemoryShortage : public testing::TestWithParam<Shortage> {};
+
 TEST_P(MemoryShortage, LeavesASoundTree) {
     if (!kAllocationsAreCounted) {
         GTEST_SKIP() << "sanitizers allocate by themselves";
     }
-    ASSERT_TRUE(WorkWith(0));  // what is made once for the process
+    ASSERT_TRUE(WorkWith(GetParam(), 0));  // what is made once for the process
     const std::int64_t blocks = BlocksAlive();
     const std::int64_t objects = ECountedUnknown::LiveObjects();
-    for (std::uint64_t allowed = 1; WorkWith(allowed) && !HasFailure(); ++allowed) {
+    for (std::uint64_t allowed = 1; WorkWith(GetParam(), allowed) && !HasFailure(); ++allowed) {
         ASSERT_EQ(BlocksAlive(), blocks) << allowed;
         ASSERT_EQ(ECountedUnknown::LiveObjects(), objects) << allowed;
     }
@@ -220,18 +215,13 @@ protected:
     }
 };
 
-struct BranchCase {
-    const char* name;
-    bool isOwnClass;
-    unsigned hidden;  // of a hundred levels
-    unsigned gaps;    // of a hundred values
-};
-
-class LongBranches : public testing::TestWithParam<BranchCase> {};
+/// Whether the nodes are of an own class; levels hidden and values missing of a hundred.
+class LongBranches : public testing::TestWithParam<std::tuple<bool, unsigned, unsigned>> {};
 
 /// Values that are equal in two spellings, and the texts of labels, stay those that came first.
 TEST_P(LongBranches, ComeToWhatTheRulesComeTo) {
     constexpr unsigned kLevels = 14;
+    const auto [isOwnClass, hidden, gaps] = GetParam();
     for (unsigned seed = 0; seed < 40; ++seed) {
         std::mt19937 random(seed);
         const ETabulonLevels levels = LevelsOf(kLevels);
@@ -241,14 +231,12 @@ TEST_P(LongBranches, ComeToWhatTheRulesComeTo) {
         std::shuffle(order.begin(), order.end(), random);
         ETabulonSortDesc::SortKeyArray keys;
         for (const unsigned level : order) {
-            keys.Add(SortKey(level, random() % 3 == 0,
-                             random() % 100 < GetParam().hidden ? kInTree : 0));
+            keys.Add(SortKey(level, random() % 3 == 0, random() % 100 < hidden ? kInTree : 0));
         }
         sort.SetSortLevels(keys);
         const ERef<EDataTreeNode> root =
-            GetParam().isOwnClass
-                ? ERef<EDataTreeNode>(MakeRef<OwnNode>(nullptr, ETabulonTag::Null, &sort))
-                : ERef<EDataTreeNode>(MakeRef<EDataTreeNodeRoot>(&sort, "root", nullptr));
+            isOwnClass ? ERef<EDataTreeNode>(MakeRef<OwnNode>(nullptr, ETabulonTag::Null, &sort))
+                       : ERef<EDataTreeNode>(MakeRef<EDataTreeNodeRoot>(&sort, "root", nullptr));
         LiteralNode twin(nullptr, ETabulonTag::Null, &sort);
         std::vector<ETabulonTag> met;
         for (unsigned count = 0; count < 60; ++count) {
@@ -262,7 +250,7 @@ TEST_P(LongBranches, ComeToWhatTheRulesComeTo) {
             met.push_back(tag);
             ETabulonTag given;
             for (unsigned place = 0; place < tag.KnownLevelsCount(); ++place) {
-                if (random() % 100 >= GetParam().gaps) {
+                if (random() % 100 >= gaps) {
                     given.SetValue(tag.LevelAt(place), tag.ValueAt(place));
                 }
             }
@@ -281,11 +269,8 @@ TEST_P(LongBranches, ComeToWhatTheRulesComeTo) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, LongBranches,
-                         testing::Values(BranchCase{"Plain", false, 0, 0},
-                                         BranchCase{"Hidden", false, 30, 0},
-                                         BranchCase{"Gaps", false, 20, 5},
-                                         BranchCase{"OwnClass", true, 20, 0}),
-                         [](const auto& instance) { return instance.param.name; });
+                         testing::Values(std::tuple(false, 0, 0), std::tuple(false, 30, 0),
+                                         std::tuple(false, 20, 5), std::tuple(true, 20, 0)));
 
 // ------------------------------------------------------------------------------------------- cost
 

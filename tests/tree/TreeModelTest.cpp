@@ -2,16 +2,12 @@
 #include "etabulon/tree/EDataTreeRaisedAlerts.h"
 #include "support/SortTrace.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <random>
 #include <set>
 
 namespace etabulon::test {
 namespace {
-using SortKey = ETabulonSortDesc::SortKey;
-
 /// Counts what is asked of it as a lock, and the walks.
 class WatchedCursor : public ETabulonCursorEData {
 public:
@@ -73,34 +69,28 @@ TEST_P(TreeOperations, TellWhetherTheyChangeAndTakeTheCursorFirst) {
     EXPECT_EQ(CheckOrder(*tree.Root(), *tree.SortDesc()), "");
 }
 
+const ETabulonTag kNoTag = Tag({{0, "FR"}, {1, "Lyon"}, {2, 1}});
+const ETabulonTag kNoLevel = Tag({{9, "x"}});
 const char* const kByCity = "Sales{-{FR{2021}} Berlin{-{2022} DE{-}} Paris{FR{2021 2022}}}";
 
 const Operation kOperations[] = {
     {"Fill", [](EDataTree& tree) { return tree.Fill() == StatusOk; }, true, kFilled, "c(walk)"},
     {"Refresh", [](EDataTree& tree) { return tree.Refresh() == StatusOk; }, true, kFilled,
      "c(walk)"},
-    {"RefreshOfATagItHasNot",
-     [](EDataTree& tree) {
-         return tree.Refresh(Tag({{0, "FR"}, {1, "Lyon"}, {2, 1}})) == StatusOk;
-     },
+    {"RefreshOfATagItHasNot", [](EDataTree& tree) { return tree.Refresh(kNoTag) == StatusOk; },
      true, kFilled, "c(walk)"},
-    {"RefreshOfALevelItHasNot",
-     [](EDataTree& tree) {
-         return tree.Refresh(Tag({{9, "x"}})) == StatusOk;
-     },
+    {"RefreshOfALevelItHasNot", [](EDataTree& tree) { return tree.Refresh(kNoLevel) == StatusOk; },
      true, kFilled, "c(walk)"},
-    {"SetSortLevels",
-     [](EDataTree& tree) { return tree.SetSortLevels(Keys({SortKey(1, false, 0)})); }, true,
+    {"SetSortLevels", [](EDataTree& tree) { return tree.SetSortLevels(InOrder({1})); }, true,
      "Sales", "c()"},
     {"SetSortLevelsToThePresent",
      [](EDataTree& tree) {
-         return tree.SetSortLevels(ETabulonSortDesc::SortKeyArray(tree.SortLevels()));
+         return tree.SetSortLevels(InOrder({0, 1, 2}));
      },
      false, kFilled, "c()"},
-    {"HideLevel", [](EDataTree& tree) { return tree.SetHideLevelFlags(1, SortKey::HideInTree); },
-     true, "Sales", "c()"},
-    {"HideLevels",
-     [](EDataTree& tree) { return tree.SetHideLevelFlags(SetOf(2), SortKey::HideInTree); }, true,
+    {"HideLevel", [](EDataTree& tree) { return tree.SetHideLevelFlags(1, kInTree); }, true, "Sales",
+     "c()"},
+    {"HideLevels", [](EDataTree& tree) { return tree.SetHideLevelFlags(SetOf(2), kInTree); }, true,
      "Sales", "c()"},
     {"HideNothing", [](EDataTree& tree) { return tree.SetHideLevelFlags(SetOf(1), 0); }, false,
      kFilled, "c()"},
@@ -131,7 +121,7 @@ TEST_F(TreeModel, RefusedChangesLeaveItAsItIs) {
     trace->RefuseAt(1);
     EXPECT_FALSE(tree.MoveSortLevel(0, 1));
     trace->RefuseAt(1);
-    EXPECT_FALSE(tree.SetHideLevelFlags(0, SortKey::HideInTree));
+    EXPECT_FALSE(tree.SetHideLevelFlags(0, kInTree));
     EXPECT_EQ(Text(tree), filled);
     EXPECT_EQ(trace->Take(), "?move !none ?levels !none");
     // Nobody is asked or told of another compare source.
@@ -141,7 +131,7 @@ TEST_F(TreeModel, RefusedChangesLeaveItAsItIs) {
 }
 
 TEST_F(TreeModel, HiddenLevelsMoveWithoutAWalkAndDontComeBack) {
-    tree.SetHideLevelFlags(1, SortKey::HideInTree);
+    tree.SetHideLevelFlags(1, kInTree);
     tree.Fill();
     EXPECT_EQ(Text(tree), "root{-{2022} DE{-} FR{2021 2022}}");
     EXPECT_TRUE(tree.MoveHiddenLevelsTo(0));
@@ -184,18 +174,16 @@ std::string Text(const PUniqueT<Chaine>& ids) {
 /// "up" propagates, "here" doesn't; colours as their names.
 struct RaisedAlerts : ::testing::Test {
     RaisedAlerts() {
-        EDataTreeAlertDesc up("up");
+        EDataTreeAlertDesc up("up"), here("here"), bold("bold");
         up.SetPropagateToParent(true);
         up.SetTextColor(0xF0);
-        available.DeclareAlert(up);
-        EDataTreeAlertDesc here("here");
         here.SetTextColor(0x20);
         here.SetTextItalic(true);
-        available.DeclareAlert(here);
-        EDataTreeAlertDesc bold("bold");
         bold.SetTextBold(true);
         bold.SetPropagateToParent(true);
-        available.DeclareAlert(bold);
+        for (const EDataTreeAlertDesc& alert : {up, here, bold}) {
+            available.DeclareAlert(alert);
+        }
     }
     [[nodiscard]] std::string Shown(const ETabulonTag& tag) const {
         return Text(raised.GetDisplayAlert(tag));
@@ -340,11 +328,8 @@ public:
     void AddBelow(const ETabulonTag& tag, std::set<std::string>& ids) const {
         for (const auto& [raisedOn, names] : raised) {
             if (raisedOn.IsChildOf(tag)) {
-                for (const std::string& name : names) {
-                    if (name != "here") {
-                        ids.insert(name);
-                    }
-                }
+                ids.insert(names.begin(), names.end());
+                ids.erase("here");
                 AddBelow(raisedOn, ids);
             }
         }

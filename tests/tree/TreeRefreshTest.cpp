@@ -1,12 +1,8 @@
 #include "TreeFixture.h"
 #include "support/AllocationCount.h"
 
-#include <gtest/gtest.h>
-
 namespace etabulon::test {
 namespace {
-
-using SortKey = ETabulonSortDesc::SortKey;
 
 const char* const kAllSales = "root{-{Berlin{2022}} DE{Berlin{-}} FR{-{2021} Paris{2021 2022}}}";
 
@@ -83,12 +79,9 @@ TEST_F(TreeNodes, ShowTheirLevelsIcons) {
 TEST_F(TreeNodes, AddedByAListenerStayThoughTheWalkDoesntMeetThem) {
     const std::string before = Text(tree);
     Delete({4});
-    meddler.act = [&](int record) {
-        if (record == 1) {
-            EXPECT_NE(tree.Root()->AddChild(At(Tag({{0, "DE"}})).Get(0)->Get(0)->Tag()), nullptr);
-        }
-        return StatusOk;
-    };
+    meddler.act = AtRecord(1, [&] {
+        EXPECT_NE(tree.Root()->AddChild(At(Tag({{0, "DE"}})).Get(0)->Get(0)->Tag()), nullptr);
+    });
     tree.Refresh();
     EXPECT_EQ(Text(tree), before);
     meddler.act = nullptr;
@@ -108,8 +101,8 @@ TEST(EqualSiblings, NewestStandsFirst) {
     // In one walk as one by one.
     sales.table->Append({6, "fr", "x", 1, 1});
     sales.table->Append({7, "Fr", "x", 1, 1});
-    tree.SetHideLevelFlags(1, SortKey::HideInTree);
-    tree.SetHideLevelFlags(2, SortKey::HideInTree);
+    tree.SetHideLevelFlags(1, kInTree);
+    tree.SetHideLevelFlags(2, kInTree);
     tree.Fill();
     EXPECT_EQ(TreeText(*tree.Root()), "root{- DE Fr fr FR}");
 }
@@ -118,7 +111,7 @@ TEST(AllLevelsHidden, LeaveARootThatIsALeaf) {
     Sales sales;
     EDataTree tree(&sales.cursor, "root", nullptr);
     for (const unsigned level : {0U, 1U, 2U}) {
-        tree.SetHideLevelFlags(level, SortKey::HideInTree);
+        tree.SetHideLevelFlags(level, kInTree);
     }
     EXPECT_EQ(tree.Fill(), StatusOk);
     EXPECT_EQ(sales.Text(tree), "root");
@@ -133,7 +126,7 @@ TEST(AllLevelsHidden, RootAskedWhileAllIsHiddenStaysALeaf) {
     for (const unsigned level : {0U, 1U, 2U}) {
         all.Add(level);
     }
-    tree.SetHideLevelFlags(all, SortKey::HideInTree);
+    tree.SetHideLevelFlags(all, kInTree);
     EXPECT_TRUE(tree.Root()->IsTreeLeaf());
     tree.SetHideLevelFlags(all, 0);
     tree.Fill();
@@ -178,12 +171,7 @@ TEST_P(MeddledWalk, FindsWhatIsLeftToFind) {
             EDataMemory again(*test.table);
             inner.Init(test.levels, &again, /*ownsTable=*/false);
             Meddler deeper;
-            deeper.act = [&test](int record) {
-                if (record == 2) {
-                    test.tree.Root()->Reset();
-                }
-                return StatusOk;
-            };
+            deeper.act = AtRecord(2, [&test] { test.tree.Root()->Reset(); });
             const ECursorListening listening(inner, deeper);
             test.tree.Root()->Refresh(&inner);
         }};
@@ -191,17 +179,9 @@ TEST_P(MeddledWalk, FindsWhatIsLeftToFind) {
         for (const bool below : {false, true}) {
             tree.SetCompareSource(ETabulonSortDesc::CompareOnDisplay);
             tree.Fill();
-            meddler.act = [&](int record) {
-                if (record == GetParam()) {
-                    meddling(*this);
-                }
-                return StatusOk;
-            };
-            if (below) {
-                tree.Refresh(Tag({{0, "FR"}}));  // the node itself goes in mid-walk
-            } else {
-                tree.Refresh();
-            }
+            meddler.act = AtRecord(GetParam(), [&] { meddling(*this); });
+            // Below, the node itself goes in mid-walk.
+            below ? tree.Refresh(Tag({{0, "FR"}})) : tree.Refresh();
             meddler.act = nullptr;
             EXPECT_EQ(CheckTree(*tree.Root()), "");
             EXPECT_EQ(tree.Refresh(), StatusOk);
@@ -212,13 +192,10 @@ TEST_P(MeddledWalk, FindsWhatIsLeftToFind) {
 INSTANTIATE_TEST_SUITE_P(AtEachRecord, MeddledWalk, testing::Range(1, 6));
 
 TEST_F(TreeNodes, FiledAfterAChangeOfOrderInMidWalkGoByTheNewOne) {
-    meddler.act = [this](int record) {
-        if (record == 4) {  // France stands, Germany is the first to come
-            tree.SortDesc()->SetSortLevels(
-                Keys({SortKey(0, /*reverse=*/true, 0), SortKey(1, true, 0), SortKey(2, true, 0)}));
-        }
-        return StatusOk;
-    };
+    meddler.act = AtRecord(4, [this] {  // France stands, Germany is the first to come
+        tree.SortDesc()->SetSortLevels(
+            Keys({{0, /*reverse=*/true, 0}, {1, true, 0}, {2, true, 0}}));
+    });
     tree.Fill();
     EXPECT_EQ(Text(tree), "root{FR{-{2021} Paris{2021 2022}} DE{Berlin{-}} -{Berlin{2022}}}");
 }
@@ -244,10 +221,8 @@ protected:
 TEST(LongFill, ShowsEachRecordBeforeTheNext) {
     constexpr int kRecords = 600;
     Sales sales;
-    sales.Delete({1, 2, 3, 4, 5});
-    for (int id = 0; id < kRecords; ++id) {
-        sales.table->Append({1000 + id, std::to_string(id % 7).c_str(), "Rom", id, 1});
-    }
+    sales.Refill(kRecords,
+                 [](int number) { return std::tuple(std::to_string(number % 7), "Rom", number); });
     for (const bool looksBetween : {true, false}) {
         EDataTree tree(&sales.cursor, "root", nullptr);
         sales.meddler.act = [&](int record) {
@@ -273,10 +248,8 @@ TEST(LongFill, ShowsEachRecordBeforeTheNext) {
 TEST(LongFill, ShowsTheKeyOfTheLastRecord) {
     constexpr int kRecords = 900;
     Sales sales;
-    sales.Delete({1, 2, 3, 4, 5});
-    for (int id = 0; id < kRecords; ++id) {
-        sales.table->Append({1000 + id, "Italy", "Rom", id * id % 60, 1});
-    }
+    sales.Refill(kRecords,
+                 [](int number) { return std::tuple("Italy", "Rom", number * number % 60); });
     for (const int step : {1, 7, kRecords}) {  // how often somebody looks
         EDataTree tree(&sales.cursor, "root", nullptr);
         std::map<std::string, EPosition> last;
@@ -307,17 +280,12 @@ TEST(LongFill, ShowsTheKeyOfTheLastRecord) {
 // Below Peru nodes are of another level than the walk's, so its record goes by the general road.
 TEST(LongFill, GivesNoNodeTheKeyOfARecordElsewhere) {
     Sales sales;
-    sales.Delete({1, 2, 3, 4, 5});
-    for (int id = 0; id < 8; ++id) {
-        sales.table->Append({1000 + id, "Italy", "Rom", 2019 + id % 2, 1});
-    }
+    sales.Refill(8, [](int number) { return std::tuple("Italy", "Rom", 2019 + number % 2); });
     sales.table->Append({2000, "Peru", "Lima", 2021, 1});
     EDataTree tree(&sales.cursor, "root", nullptr);
-    tree.SortDesc()->SetSortLevels(
-        Keys({SortKey(0, false, 0), SortKey(2, false, 0), SortKey(1, false, 0)}));
+    tree.SortDesc()->SetSortLevels(InOrder({0, 2, 1}));
     tree.Root()->AddChild(Tag({{0, "Peru"}, {1, "Lima"}, {2, 1999}}));
-    tree.SortDesc()->SetSortLevels(
-        Keys({SortKey(0, false, 0), SortKey(1, false, 0), SortKey(2, false, 0)}));
+    tree.SortDesc()->SetSortLevels(InOrder({0, 1, 2}));
     EXPECT_EQ(tree.Root()->Refresh(&sales.cursor), StatusOk);
     const EDataTreeNode* italy = tree.Root()->Get(Tag({{0, "Italy"}, {1, "Rom"}, {2, 2020}}));
     const EDataTreeNode* peru = tree.Root()->Get(Tag({{0, "Peru"}, {1, "Lima"}, {2, 2021}}));
@@ -366,31 +334,33 @@ TEST(NodeKeys, ComeBackAsTheyWere) {
         }
         return ETabulonPrimaryKey(fields, position);
     };
-    const std::int64_t big = std::int64_t{1} << 40;
+    const EVariant big = EVariant::FromInt64(std::int64_t{1} << 40);
+    const EVariant below = EVariant::FromInt64(-5);
     const ETabulonPrimaryKey keys[] = {key({}, 7),
                                        key({}, kNoPosition),
-                                       key({EVariant::FromInt64(big)}, big),
-                                       key({EVariant::FromInt64(big)}, 3),
-                                       key({EVariant::FromInt64(-5)}, big),
-                                       key({EVariant::FromInt64(-5)}, kNoPosition),
-                                       key({EVariant(-7)}, 12),
-                                       key({EVariant(7)}, 7),
-                                       key({EVariant("text")}, 7),
-                                       key({EVariant(1), EVariant(2)}, 7),
+                                       key({big}, big.AsInt64()),
+                                       key({big}, 3),
+                                       key({below}, 1LL << 40),
+                                       key({below}, kNoPosition),
+                                       key({-7}, 12),
+                                       key({7}, 7),
+                                       key({"text"}, 7),
+                                       key({1, 2}, 7),
                                        key({Missing()}, 7),
-                                       key({EVariant(7U)}, 7)};
+                                       key({7U}, 7)};
     for (const bool asked : {false, true}) {  // a key that was asked for is kept whole
         for (const ETabulonPrimaryKey& given : keys) {
             node->SetPrimaryKey(given);
-            ETabulonPrimaryKey taken;
-            node->ExtractPrimaryKey(taken);
-            for (const ETabulonPrimaryKey* back :
-                 {static_cast<const ETabulonPrimaryKey*>(&taken),
-                  asked ? &node->PrimaryKey() : static_cast<const ETabulonPrimaryKey*>(&taken)}) {
-                EXPECT_EQ(back->Position(), given.Position());
-                ASSERT_EQ(back->Fields(), given.Fields());
+            std::vector<ETabulonPrimaryKey> backs(1);
+            node->ExtractPrimaryKey(backs[0]);
+            if (asked) {
+                backs.push_back(node->PrimaryKey());
+            }
+            for (const ETabulonPrimaryKey& back : backs) {
+                EXPECT_EQ(back.Position(), given.Position());
+                ASSERT_EQ(back.Fields(), given.Fields());
                 EXPECT_TRUE(given.Fields().Size() == 0 ||
-                            back->Fields().At(0).Type() == given.Fields().At(0).Type());
+                            back.Fields().At(0).Type() == given.Fields().At(0).Type());
             }
         }
     }

@@ -2,8 +2,6 @@
 #include "TreeFixture.h"
 #include "support/Storm.h"
 
-#include <gtest/gtest.h>
-
 #include <set>
 
 namespace etabulon::test {
@@ -97,20 +95,8 @@ protected:
         const int at = static_cast<int>(Any(30)) + 1;
         meddler_.act = nullptr;
         DoOne(
-            8,
-            [&] {
-                meddler_.act = [this, at](int record) {
-                    if (record == at) {
-                        cursor_.Cancel();
-                    }
-                    return StatusOk;
-                };
-            },
-            [&] {
-                meddler_.act = [at](int record) {
-                    return record == at ? static_cast<CursorStatus>(77) : StatusOk;
-                };
-            },
+            8, [&] { meddler_.act = AtRecord(at, [this] { cursor_.Cancel(); }); },
+            [&] { meddler_.act = EndAt(at, static_cast<CursorStatus>(77)); },
             [&] {  // a listener looks at the tree while it is filled
                 meddler_.act = [this, at](int record) {
                     if (record % at == 0) {
@@ -179,17 +165,17 @@ protected:
     }
     /// Past the tree, which then holds nodes of another order or of other levels.
     void ChangeDirectly() {
-        if (Any(2) == 0) {
-            tree_->SortDesc()->SetCompareSource(AnySource());
-        } else if (Any(3) == 0) {
-            tree_->SortDesc()->SetSortLevels(AnyKeys());
-        } else {
-            ETabulonSortDesc::SortKeyArray keys = tree_->SortLevels();
-            for (unsigned place = 0; place < keys.Size(); ++place) {
-                keys[place] = SortKey(keys[place].Level(), Any(2) == 0, keys[place].Hidden());
-            }
-            tree_->SortDesc()->SetSortLevels(keys);
-        }
+        ETabulonSortDesc& sort = *tree_->SortDesc();
+        DoOne(
+            6, [&] { sort.SetSortLevels(AnyKeys()); },
+            [&] {
+                ETabulonSortDesc::SortKeyArray keys = tree_->SortLevels();
+                for (unsigned place = 0; place < keys.Size(); ++place) {
+                    keys[place] = SortKey(keys[place].Level(), Any(2) == 0, keys[place].Hidden());
+                }
+                sort.SetSortLevels(keys);
+            },
+            [&] { sort.SetCompareSource(AnySource()); });
     }
     /// Keys that stand twice, as moves beyond the end make them.
     void Pad() {
@@ -214,17 +200,11 @@ protected:
     void Round() {
         const unsigned what = Any(24);
         Edit();
-        if (what < 12) {
-            Walk();
-        } else if (what < 19) {
-            ChangeLevels();
-        } else if (what < 21) {
-            AddDirectly();
-        } else if (what < 23) {
-            ChangeDirectly();
-        } else {
-            Pad();
-        }
+        what < 12   ? Walk()
+        : what < 19 ? ChangeLevels()
+        : what < 21 ? AddDirectly()
+        : what < 23 ? ChangeDirectly()
+                    : Pad();
     }
 
     DDico dico_;
@@ -271,20 +251,12 @@ TEST_P(LongWalk, ComesToWhatTheRulesComeTo) {
             Edit();
         }
         if (round == 6) {
-            meddler_.act = [this](int record) {
-                if (record == 7000) {
-                    cursor_.Cancel();
-                }
-                return StatusOk;
-            };
-        } else if (round == 8) {  // nodes go in mid-walk, and what comes later is filed anew
-            meddler_.act = [this](int record) {
-                if (record == 6000) {
-                    tree_->Root()->Get(1U)->Reset();
-                    twin_->children[1]->Reset();
-                }
-                return StatusOk;
-            };
+            meddler_.act = AtRecord(7000, [this] { cursor_.Cancel(); });
+        } else if (round == 8) {  // nodes go in mid-walk, and what comes later is filed again
+            meddler_.act = AtRecord(6000, [this] {
+                tree_->Root()->Get(1U)->Reset();
+                twin_->children[1]->Reset();
+            });
         }
         EXPECT_EQ(tree_->Refresh(), twin_->Refresh(cursor_));
         meddler_.act = nullptr;

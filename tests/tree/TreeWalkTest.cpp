@@ -1,33 +1,21 @@
 #include "TreeFixture.h"
 #include "support/AllocationCount.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
 namespace etabulon::test {
 namespace {
-
-using SortKey = ETabulonSortDesc::SortKey;
 
 /// A tree country > city > year, and a walk long enough for records and keys to be held back.
 struct LongWalk : testing::Test, Sales {
     static constexpr int kRecords = 600;
     void Append(int years) {
-        Delete({1, 2, 3, 4, 5});
-        for (int id = 0; id < kRecords; ++id) {
-            table->Append({1000 + id, "FR", "Rom", id % years, 1});
-        }
+        Refill(kRecords, [years](int number) { return std::tuple("FR", "Rom", number % years); });
     }
     EDataTreeNode& Rome() { return *tree.Get(Tag({{0, "FR"}, {1, "Rom"}})); }
     /// From the record on, the tree shows countries and cities, and keeps the nodes that it has.
     void HideYearsAt(int hiddenAt) {
-        meddler.act = [this, hiddenAt](int record) {
-            if (record == hiddenAt) {
-                tree.SortDesc()->SetSortLevels(Keys({SortKey(0, false, 0), SortKey(1, false, 0)}));
-            }
-            return StatusOk;
-        };
+        meddler.act = AtRecord(hiddenAt, [this] {
+            tree.SortDesc()->SetSortLevels(InOrder({0, 1}));
+        });
     }
     EDataTree tree{&cursor, "root", nullptr};
 };
@@ -38,14 +26,11 @@ TEST_F(LongWalk, ShowsItsRecordsInABranchThatBecomesATreeOfItsOwn) {
     const auto france = ERef<EDataTreeNode>::Retain(tree.Get(Tag({{0, "FR"}})));
     EDataTreeNode& rome = Rome();
     rome.Reset();
-    meddler.act = [&](int record) {
-        if (record == 500) {
-            tree.SetParams("root", nullptr);  // the old root goes, and France stays
-            EXPECT_EQ(rome.LeafCount(), 499U);
-            EXPECT_EQ(france->LeafCount(), 499U);
-        }
-        return StatusOk;
-    };
+    meddler.act = AtRecord(500, [&] {
+        tree.SetParams("root", nullptr);  // the old root goes, and France stays
+        EXPECT_EQ(rome.LeafCount(), 499U);
+        EXPECT_EQ(france->LeafCount(), 499U);
+    });
     EXPECT_EQ(rome.Refresh(&cursor), StatusOk);
 }
 
