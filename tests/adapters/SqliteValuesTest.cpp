@@ -121,6 +121,16 @@ TEST_F(SqliteValues, OtherTypesReadAsMissingAreCountedAndStay) {
     EXPECT_EQ(Ask("SELECT n||day||hex(x)||free FROM t WHERE id=1"), "seven2023-02-2941set");
 }
 
+TEST_F(SqliteValues, NumbersWithTooManyDigitsReadAsMissing) {
+    RunAndOpen(
+        "CREATE TABLE t(id INTEGER PRIMARY KEY, n NUMERIC, price DECIMAL(10,2));"
+        "INSERT INTO t VALUES(1,9007199254740993,1.239),(2,9007199254740994,0.1+0.2),"
+        "(3,9223372036854775807,99999999.99),(4,-9007199254740993,-7)");
+    EXPECT_EQ(Walk("n"), "NULL|9007199254740994|NULL|NULL");
+    EXPECT_EQ(Walk("price"), "NULL|0.30|99999999.99|-7.00");
+    EXPECT_EQ(table->MismatchCount(1), 6U);  // three in each of two walks
+}
+
 TEST_F(SqliteValues, IntegerKeysArePositionsAroundNone) {
     RunAndOpen(
         "CREATE TABLE t(id INTEGER PRIMARY KEY); INSERT INTO t VALUES(-2),(-1),(0),(1),"

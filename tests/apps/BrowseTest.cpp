@@ -230,6 +230,19 @@ TEST_F(BrowsedOrders, GiveTheTerminalBack) {
     }
 }
 
+TEST_F(BrowsedOrders, GiveTheTerminalBackToASignalWhileItIsOpened) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+        TerminalRun run(Command(path_, ""));
+        run.Await("the other screen",
+                  [&run] { return run.raw.find("\x1B[?1049h") != std::string::npos; });
+        run.Signal(signal);
+        run.Finish();
+        EXPECT_EQ(run.status, signal == SIGINT ? 130 : 128 + signal);
+        EXPECT_TRUE(run.IsRestored()) << signal;
+        EXPECT_NE(run.raw.find("\x1B[?1049l"), std::string::npos) << signal;
+    }
+}
+
 TEST_F(BrowsedOrders, LockedByOthersTellAndStayUsable) {
     Orders run(path_, "", "xterm", 120);
     Database other(path_);

@@ -95,6 +95,32 @@ TEST_F(Edit, SavesWhatWasSetOrSaysThatItCannotBe) {
     }
 }
 
+/// Places lead through a link into the table itself, or foreign keys change columns of places.
+TEST_F(Edit, FindsItsRecordsBeforeTheFirstWrite) {
+    const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
+        {"", "'b',NULL),(2,'x',1),(3,'y',1", "--levels 'up>n,n' --set n=b:n=a --delete 'up>n=a'",
+         "1a|2x1|3y1|"},
+        {"", "'a',NULL),(2,'a',1),(3,'x',2),(4,'y',1", "--levels 'up>n' --set 'up>n=a:n=Z'",
+         "1a|2Z1|3Z2|4Z1|"},
+        {"ON UPDATE CASCADE", "0,NULL),(2,0,1),(3,0,1", "--set up=1:n=9 --set id=1:id=100",
+         "29100|39100|1000|"},
+        {"ON DELETE SET NULL", "0,NULL),(2,0,1),(3,0,NULL", "--delete id=1 --set up=NULL:n=5",
+         "20|35|"},
+        {"ON DELETE CASCADE", "0,NULL),(2,0,1),(3,0,NULL", "--delete id=1 --set n=0:n=4", "34|"}};
+    for (const auto& [action, rows, edits, result] : cases) {
+        path = folder.MakeDatabase(
+            "self.db", std::string("DROP TABLE IF EXISTS stock; CREATE TABLE stock(id INTEGER "
+                                   "PRIMARY KEY, n TEXT, up INT REFERENCES stock ") +
+                           action + "); INSERT INTO stock VALUES(1," + rows + ")");
+        const CommandResult saved = Run(std::string("--save ") + edits);
+        EXPECT_EQ(saved.status, 0) << saved.err;
+        EXPECT_EQ(Ask("SELECT id||ifnull(n,'')||ifnull(up,'') FROM stock ORDER BY id"), result)
+            << edits;
+        EXPECT_EQ(saved.err.find("1 of the records were not written") != std::string::npos,
+                  std::string_view(action) == "ON DELETE CASCADE");
+    }
+}
+
 TEST_F(Edit, SavesKeysLevelsInsertsAndDeletesInOneGo) {
     EXPECT_EQ(Printed("edit @ stock --levels shelf,slot --delete item=bolt --set shelf=A:shelf=Z "
                       "--set shelf=A,slot=1:slot=9 --set shelf=B,slot=1:item=tack "
