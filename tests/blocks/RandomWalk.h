@@ -220,12 +220,12 @@ private:
                 keys_.Add({level, OneIn(3), OneIn(6) ? ETabulonSortDesc::HideInCalc : 0U});
             }
         }
-        calculations_ = {};
+        calculations_ = ETabulonCumulFuncOnVarCollection();
         const unsigned wanted = 1 + Below(5);
         for (unsigned tries = 0; calculations_.Size() < wanted && tries < 30; ++tries) {
             const EField& field = cursor.Fields().At(Any(cursor.Fields()));
             // The result's type is usually the field's, and sometimes another.
-            const int type = OneIn(5) ? TYPE_DOUBLE : field.Type();
+            const int type = OneIn(5) ? int{TYPE_DOUBLE} : field.Type();
             calculations_.AddCalculation(kFunctions[Below(std::size(kFunctions))],
                                          ETabulonVariableID(field.Name()), type,
                                          type == field.Type() ? field.Size() : 0, "");
