@@ -37,10 +37,7 @@ bool ESqlTable::BlockSource::BeginBlocks(const EBlockRequest& request) {
         // Keys rise. The lowest of all, which has no position, would have come as the first record.
         rows_.row.integerKeyColumn = -1;
     }
-    rows_.columns.clear();
-    for (std::size_t column = 0; column < builder_->ColumnCount(); ++column) {
-        rows_.columns.push_back(&builder_->At(column));
-    }
+    rows_.SetColumns(*builder_);
     rows_.wantsKeys = request.keys && s.info.keyKind == ESqlKeyKind::Columns;
     rows_.keys.resize(rows_.wantsKeys ? ERecordBlock::kMostRecords : 0);
     rows_.integerKeys.resize(rows_.row.integerKeyColumn >= 0 ? ERecordBlock::kMostRecords : 0);
@@ -53,7 +50,7 @@ bool ESqlTable::BlockSource::BeginBlocks(const EBlockRequest& request) {
 
 void ESqlTable::BlockSource::EndBlocks() noexcept {
     builder_.reset();
-    rows_.columns.clear();
+    rows_.cells.clear();
 }
 
 const ERecordBlock* ESqlTable::BlockSource::NextBlock() {
