@@ -125,12 +125,11 @@ std::uint32_t BlockDetails::FindOrAdd(const ERecordBlock& block, EBlockIndex rec
         spellings_[at] = known.spelling;
         areSpelled = areSpelled && known.spelling != kUnknown;
     }
-    const std::uint32_t found = index.Find(numbers_);
-    if (found != TagIndex::kNone) {
-        return found;
+    if (areSpelled) {
+        return index.FindOrAddKnown(numbers_, spellings_);
     }
-    return areSpelled ? index.AddDetail(numbers_, spellings_)
-                      : FindOrAddTag(block, record, place, index);
+    const std::uint32_t found = index.Find(numbers_);
+    return found != TagIndex::kNone ? found : FindOrAddTag(block, record, place, index);
 }
 
 // The record's values as its tag has them: a new detail keeps the spelling of its first record.

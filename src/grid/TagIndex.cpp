@@ -139,17 +139,19 @@ void TagIndex::KeepSpelling(std::uint32_t detail, std::size_t column, std::uint3
     }
 }
 
-std::uint32_t TagIndex::AddDetail(std::span<const std::uint32_t> numbers,
-                                  std::span<const std::uint32_t> spellings) {
+std::uint32_t TagIndex::FindOrAddKnown(std::span<const std::uint32_t> numbers,
+                                       std::span<const std::uint32_t> spellings) {
     lastDetail_ = kNone;  // in case of an exception below
     std::copy(numbers.begin(), numbers.end(), last_.begin());
     const std::uint32_t detail = Chain();
-    for (std::size_t at = 0; at < columns_.size(); ++at) {
-        if (last_[at] != kAbsent) {
-            KeepSpelling(detail, at, spellings[at]);
+    if (detail == size_) {
+        for (std::size_t at = 0; at < columns_.size(); ++at) {
+            if (last_[at] != kAbsent) {
+                KeepSpelling(detail, at, spellings[at]);
+            }
         }
+        ++size_;
     }
-    ++size_;
     lastDetail_ = detail;
     return detail;
 }

@@ -68,10 +68,10 @@ public:
     [[nodiscard]] std::uint32_t FindPair(std::uint32_t first, std::uint32_t second) const {
         return chain_[0].Find(first, second);
     }
-    /// FindOrAdd for an unknown detail of known values, in known spellings: of each column the
-    /// number, and the spelling unless the number is kAbsent.
-    [[nodiscard]] std::uint32_t AddDetail(std::span<const std::uint32_t> numbers,
-                                          std::span<const std::uint32_t> spellings);
+    /// FindOrAdd for a tag of known values in known spellings: of each column the number, and the
+    /// spelling unless the number is kAbsent.
+    [[nodiscard]] std::uint32_t FindOrAddKnown(std::span<const std::uint32_t> numbers,
+                                               std::span<const std::uint32_t> spellings);
     /// The spelling that the detail has in a column; kAbsent without a value there.
     [[nodiscard]] std::uint32_t SpellingOf(std::uint32_t detail, std::size_t column) const;
     [[nodiscard]] std::uint32_t NumberAt(std::uint32_t detail, std::size_t column) const;

@@ -167,6 +167,22 @@ const ERecordBlock* ESqlTable::BlockSource::StepSingly() {
     return &builder_->Finish(1);
 }
 
+void ESqlTable::State::KeyAt(EPosition position, EFieldKey& key) const {
+    if (position == kNoPosition || info.keyKind == ESqlKeyKind::None) {
+        return key.Free();
+    }
+    if (info.keyKind != ESqlKeyKind::Columns) {
+        key.Resize(1);
+        key.At(0) = EVariant::FromInt64(position >= 0 ? position : position + 1);
+        return;
+    }
+    std::string_view raw = registry.KeyOf(position);
+    key.Resize(static_cast<std::uint16_t>(info.key.size()));
+    for (std::uint16_t i = 0; i < key.Size(); ++i) {
+        SetSqlSegment(key.At(i), info.columns[info.key[i]].type, TakeKeyValue(raw));
+    }
+}
+
 void ESqlTable::BlockSource::ReadKey(EPosition position, EFieldKey& key) const {
     table_.state_->KeyAt(position, key);
 }
