@@ -229,7 +229,7 @@ private:
                 keys_.Add({level, OneIn(3), OneIn(6) ? ETabulonSortDesc::HideInCalc : 0U});
             }
         }
-        calculations_ = {};
+        calculations_ = ETabulonCumulFuncOnVarCollection();
         const unsigned wanted = 1 + Below(5);
         for (unsigned tries = 0; calculations_.Size() < wanted && tries < 30; ++tries) {
             const EField& field = cursor.Fields().At(Any(cursor.Fields()));
