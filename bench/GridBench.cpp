@@ -6,6 +6,7 @@
 #include "bench/OrdersCursor.h"
 #include "bench/RatioBench.h"
 #include "bench/Sqlite.h"
+#include "etabulon/foundation/EBlockSource.h"
 #include "etabulon/grid/ETabulonGridAxe.h"
 #include "etabulon/grid/ETabulonGridFiller.h"
 #include "etabulon/grid/ITabulonResGridUI.h"
@@ -271,6 +272,33 @@ void GridSparse(benchmark::State& state) {
     CompareGrid(state, "grid: product x city, sparse", kSparse, 4.0, 2.4);
 }
 BENCHMARK(GridSparse)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// ------------------------------------------------------------------------------- blocks and steps
+
+// The same walk in both ways: by single steps it is the floor.
+void CompareBlocks(benchmark::State& state, const char* name, const Question& question) {
+    Grid grid(RunSizes().large, question);
+    const auto walk = [&grid](bool byBlocks) {
+        EBlockSource::SetEnabled(byBlocks);
+        grid.Ours();
+        grid.Drop(0);
+    };
+    const bool areEnabled = EBlockSource::AreEnabled();
+    RunComparison(state, {name,
+                          RunSizes().large,
+                          [&walk] { walk(false); },
+                          [&walk] { walk(true); },
+                          {},
+                          kNoLimit,
+                          kNoLimit,
+                          "x steps"});
+    EBlockSource::SetEnabled(areEnabled);
+}
+
+void GridSumsSteps(benchmark::State& state) {
+    CompareBlocks(state, "grid: category x country", kSums);
+}
+BENCHMARK(GridSumsSteps)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
 // --------------------------------------------------------------------------------------- GROUP BY
 

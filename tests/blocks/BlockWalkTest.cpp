@@ -190,6 +190,28 @@ TEST(WalkByBlocks, GivesApplicationsFunctionsTheirRecordsOneByOne) {
     EXPECT_EQ(WalkSales(cursor, calculations, *trace).blocks, 0U);
 }
 
+TEST(WalkByBlocks, KeepsTheSpellingOfTheFirstRecordOfEachLine) {
+    DDico dico;
+    DRubric* const rubric = dico.AddRubric("Sales", "Sales");
+    AddVariables(*rubric, {{"id", TYPE_LONG}, {"A", TYPE_NC_CHAINE}, {"B", TYPE_CHAINE}}, {"id"});
+    // The text "A" is met in a known line before it begins one.
+    const auto table = MakeTable(
+        rubric, {{1, "a", "x"}, {2, "b", "y"}, {3, "a", "x"}, {4, "A", "x"}, {5, "A", "y"}});
+    ETabulonCursorEData cursor;
+    cursor.Init(LevelsBy({"A", "B"}), table.get(), /*ownsTable=*/false);
+    ETabulonSortDesc sort(cursor.Levels());
+    ETabulonCumulFuncOnVarCollection count;
+    count.AddCalculation("COUNT", ETabulonVariableID("id"), TYPE_LONG, 0, "");
+    const auto score = ETabulonScoreFiller::Make(&cursor, nullptr);
+    score->SetParams(&count, &sort, 2);
+    const ECursorListening listening(cursor, *score);
+    for (const bool byBlocks : {true, false}) {
+        const BlocksEnabled enabled(byBlocks);
+        EXPECT_EQ(cursor.Browse(ETabulonTag::Null), StatusOk);
+        EXPECT_EQ(HeardLines(*score), "[a, x]=3 [b, y]=1 [A, y]=1 total=5");
+    }
+}
+
 /// Answers each block with a status.
 class Meddler : public EBlockListener {
 public:

@@ -176,7 +176,12 @@ public:
     [[nodiscard]] ETabulonLevels Levels(const EFieldSet& fields) {
         ETabulonLevels levels;
         for (unsigned level = 0; level < kLevels; ++level) {
-            const Chaine& data = fields.At(Any(fields)).Name();
+            std::uint16_t index = Any(fields);
+            // Equal values that differ in their bytes are the hardest: folded texts, two zeros.
+            for (int tries = 0; tries < 4 && !MayDifferWhenEqual(fields.At(index)); ++tries) {
+                index = Any(fields);
+            }
+            const Chaine& data = fields.At(index).Name();
             OneIn(3) ? levels.AddLevel(data, data, fields.At(Any(fields)).Name(), nullptr, false)
                      : levels.AddLevel(data, data, nullptr, false);
         }
@@ -210,6 +215,10 @@ private:
 
     [[nodiscard]] std::uint16_t Any(const EFieldSet& fields) {
         return static_cast<std::uint16_t>(Below(static_cast<unsigned>(fields.Size())));
+    }
+    [[nodiscard]] static bool MayDifferWhenEqual(const EField& field) {
+        const ETypeInfo& info = TypeInfo(field.Type());
+        return info.folds || info.storage == EStorage::Double;
     }
     void DrawQuestion(ETabulonCursor& cursor) {
         static const char* const kFunctions[] = {"SUM",  "AVG",       "MIN",     "MAX",    "COUNT",

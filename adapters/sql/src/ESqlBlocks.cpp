@@ -33,10 +33,11 @@ bool ESqlTable::BlockSource::BeginBlocks(const EBlockRequest& request) {
     rows_.row = s.row;
     rows_.row.cells = std::move(cells);
     rows_.row.record = static_cast<std::byte*>(scratch_.Get());
-    rows_.columns.clear();
-    for (std::size_t column = 0; column < builder_->ColumnCount(); ++column) {
-        rows_.columns.push_back(&builder_->At(column));
+    if (!request.keys && s.order.empty()) {
+        // Keys rise. The lowest of all, which has no position, would have come as the first record.
+        rows_.row.integerKeyColumn = -1;
     }
+    rows_.SetColumns(*builder_);
     rows_.wantsKeys = request.keys && s.info.keyKind == ESqlKeyKind::Columns;
     rows_.keys.resize(rows_.wantsKeys ? ERecordBlock::kMostRecords : 0);
     rows_.integerKeys.resize(rows_.row.integerKeyColumn >= 0 ? ERecordBlock::kMostRecords : 0);
@@ -49,7 +50,7 @@ bool ESqlTable::BlockSource::BeginBlocks(const EBlockRequest& request) {
 
 void ESqlTable::BlockSource::EndBlocks() noexcept {
     builder_.reset();
-    rows_.columns.clear();
+    rows_.cells.clear();
 }
 
 const ERecordBlock* ESqlTable::BlockSource::NextBlock() {
@@ -97,12 +98,17 @@ void ESqlTable::BlockSource::StepStreaming() {
     }
 }
 
-/// The number of rows before the first that has no position, which breaks the walk.
+/// The number of rows before the one that has no position. That would be the last, and breaks the
+/// walk.
 std::size_t ESqlTable::BlockSource::FindPositions() {
     State& s = *table_.state_;
+    const std::size_t size = rows_.Size();
     EPosition* const positions = builder_->Positions();
     EPosition position = kNoPosition;
-    for (std::size_t row = 0; row < rows_.Size(); ++row) {
+    if (positions == nullptr && size != 0 && s.info.keyKind == ESqlKeyKind::None) {
+        s.lastNumber += static_cast<EPosition>(size) - 1;
+    }
+    for (std::size_t row = positions != nullptr || size == 0 ? 0 : size - 1; row < size; ++row) {
         if (!FindPosition(row, position)) {
             s.BreakWalk();
             return row;
@@ -111,10 +117,10 @@ std::size_t ESqlTable::BlockSource::FindPositions() {
             positions[row] = position;
         }
     }
-    if (rows_.Size() != 0 && s.walk == State::Walk::Streaming) {
+    if (size != 0 && s.walk == State::Walk::Streaming) {
         s.walkPosition = position;
     }
-    return rows_.Size();
+    return size;
 }
 
 bool ESqlTable::BlockSource::FindPosition(std::size_t row, EPosition& position) {
@@ -123,8 +129,8 @@ bool ESqlTable::BlockSource::FindPosition(std::size_t row, EPosition& position) 
         rows_.row.integerKey = rows_.integerKeys[row];
     } else if (rows_.wantsKeys) {
         rows_.row.key.swap(rows_.keys[row]);
-    } else if (s.info.keyKind == ESqlKeyKind::Columns) {
-        return true;  // read again for the last row
+    } else if (s.info.keyKind != ESqlKeyKind::None) {
+        return true;  // StandOnLast reads it
     }
     return s.PositionOf(rows_.row, position);
 }
@@ -137,8 +143,8 @@ void ESqlTable::BlockSource::StandOnLast(EPosition last) {
         s.BreakWalk();
         return s.ClearError();
     }
-    if (s.info.keyKind == ESqlKeyKind::Columns) {
-        static_cast<void>(s.PositionOf(current_, last));
+    if (s.info.keyKind != ESqlKeyKind::None) {
+        static_cast<void>(s.PositionOf(current_, last));  // not the lowest key: see FindPositions
         s.walkPosition = last;
     }
     s.loadedFrom = State::Loaded::InStatement;

@@ -190,9 +190,9 @@ bool ESqliteStatement::ReadRow(ESqlRow& row) {
 }
 
 bool ESqliteStatement::ReadInto(ESqlRowBlock& rows) {
-    const std::vector<ESqlCell>& cells = rows.row.cells;
-    for (std::size_t cell = 0; cell < cells.size(); ++cell) {
-        if (!ReadCell(rows, cell, cells[cell].column)) {
+    const std::size_t count = rows.cells.size();
+    for (std::size_t cell = 0; cell < count; ++cell) {
+        if (!ReadCell(rows, cell, rows.cells[cell].source)) {
             return false;
         }
     }

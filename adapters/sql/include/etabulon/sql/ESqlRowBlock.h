@@ -16,16 +16,27 @@ namespace etabulon {
 /// own type.
 class ETABULON_API ESqlRowBlock {
 public:
+    /// One column of the block, and the values that go into it as they are. All others are decoded
+    /// into `row` first.
+    struct Cell {
+        enum class Direct : std::uint8_t { None = 0, Integers = 1, Numbers = 2, Bytes = 3 };
+        EBlockColumn* column;  // not owned
+        int source;            // in the statement
+        Direct direct;
+        bool isBlob;  // of Bytes: blobs, otherwise texts
+    };
+
     // Filled by the table.
-    /// The cells of the columns, in a record that is scratch, and where the key is. Values of
-    /// another type than the column's are decoded here first.
+    std::vector<Cell> cells;
+    /// The same cells in a record that is scratch, and where the key is.
     ESqlRow row;
-    std::vector<EBlockColumn*> columns;  // by cell; not owned
-    bool wantsKeys = false;              // raw keys that are no single integer
+    bool wantsKeys = false;  // raw keys that are no single integer
     // Filled by the engine.
     std::vector<std::int64_t> integerKeys;  // with an integer key, of each row
     std::vector<std::string> keys;          // if wanted, of each row
 
+    /// Makes `cells` for these columns from the cells of `row`.
+    void SetColumns(EBlockBuilder& builder);
     [[nodiscard]] std::size_t Size() const noexcept { return size_; }
     [[nodiscard]] bool HasRoom() const noexcept { return room_ != 0; }
     void Begin() noexcept {
@@ -47,56 +58,48 @@ public:
     }
 
     void PutNull(std::size_t cell) noexcept {
-        EBlockColumn& column = *columns[cell];
+        EBlockColumn& column = *cells[cell].column;
         if (column.GetForm() == EBlockColumn::Form::Cells) {
             return ESqlTextIntern::StoreMissing(column.Cell(size_));
         }
         column.PutMissing(size_);
     }
     void PutInteger(std::size_t cell, std::int64_t value) {
-        switch (row.cells[cell].kind) {
-            case ESqlCell::Kind::Int64:
-                return columns[cell]->PutNumber(size_, value);
-            case ESqlCell::Kind::Double:
-                if (ESqlRow::IsExactReal(value)) {
-                    return columns[cell]->PutNumber(size_, static_cast<double>(value));
-                }
-                [[fallthrough]];
-            default:
-                row.PutInteger(row.cells[cell], value);
-                return TakeScratch(cell);
+        const Cell& to = cells[cell];
+        if (to.direct == Cell::Direct::Integers) {
+            return to.column->PutNumber(size_, value);
         }
+        PutOddInteger(cell, value);
     }
     void PutReal(std::size_t cell, double value) {
-        if (row.cells[cell].kind == ESqlCell::Kind::Double) {
-            return columns[cell]->PutNumber(size_, value);
+        const Cell& to = cells[cell];
+        if (to.direct == Cell::Direct::Numbers) {
+            return to.column->PutNumber(size_, value);
         }
-        row.PutReal(row.cells[cell], value);
-        TakeScratch(cell);
+        PutOddReal(cell, value);
     }
     void PutText(std::size_t cell, const char* bytes, std::size_t length) {
-        if (row.cells[cell].kind == ESqlCell::Kind::Text) {
-            return PutBytes(cell, bytes, length);
+        const Cell& to = cells[cell];
+        if (to.direct == Cell::Direct::Bytes && !to.isBlob) {
+            return to.column->PutText(size_, bytes, length);
         }
-        row.PutText(row.cells[cell], bytes, length);
-        TakeScratch(cell);
+        PutOddText(cell, bytes, length);
     }
     void PutBlob(std::size_t cell, const char* bytes, std::size_t length) {
-        if (row.cells[cell].kind == ESqlCell::Kind::Blob) {
-            return PutBytes(cell, bytes, length);
+        const Cell& to = cells[cell];
+        if (to.direct == Cell::Direct::Bytes && to.isBlob) {
+            return to.column->PutText(size_, bytes, length);
         }
-        row.PutBlob(row.cells[cell], bytes, length);
-        TakeScratch(cell);
+        PutOddBlob(cell, bytes, length);
     }
 
 private:
-    void PutBytes(std::size_t cell, const char* bytes, std::size_t length) {
-        EBlockColumn& column = *columns[cell];
-        if (column.GetForm() == EBlockColumn::Form::Texts) {
-            return column.PutText(size_, bytes, length);
-        }
-        row.cells[cell].texts->Store(column.Cell(size_), bytes, length);
-    }
+    void PutOddInteger(std::size_t cell, std::int64_t value);
+    void PutOddReal(std::size_t cell, double value);
+    void PutOddText(std::size_t cell, const char* bytes, std::size_t length);
+    void PutOddBlob(std::size_t cell, const char* bytes, std::size_t length);
+    [[nodiscard]] bool StoreIn(std::size_t cell, ESqlCell::Kind kind, const char* bytes,
+                               std::size_t length);
     void TakeScratch(std::size_t cell);
 
     std::size_t size_ = 0;
