@@ -244,6 +244,10 @@ TEST_F(SqliteWrite, StepsFromARecordMovedToGoOnFromThere) {
     EXPECT_EQ(table->GetLast(), 4);
     EXPECT_EQ(table->RePos(2, false), 2);
     EXPECT_EQ(table->GetPrevious(), 1);
+    EXPECT_EQ(table->GetFirst(), 1);
+    EXPECT_EQ(table->GetNext(), 2);
+    EXPECT_EQ(table->Update(kNoPosition), 2);  // keeps the keys of the rest alone
+    EXPECT_EQ(table->GetPrevious(), 1);
     EXPECT_TRUE(table->DeleteLoop());
     EXPECT_EQ(table->GetFirst(), kNoPosition);
     EXPECT_EQ(table->status, DataEnd);

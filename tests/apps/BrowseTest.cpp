@@ -371,6 +371,8 @@ TEST_F(BrowsedOrders, RefuseWhatCantBeShown) {
         {"no-such", {}, "browse doesn't know the terminal 'no-such'"},
         {"dumb", {}, "browse needs a terminal that can place its cursor"},
         {"xterm", {"--alert", "city>x:red"}, "is no alert"},
+        {"xterm", {"--alert", "5:red"}, "is no alert"},
+        {"xterm", {"--alert", "city>1"}, "is no alert"},
         {"xterm", {"--alert", "city>1:pink"}, "'pink' is no style"},
         {"xterm", {"--alert", "id>1:red"}, "--alert"},
         {"xterm", {"--hide", "country,city,n"}, "no level is left to browse"}};

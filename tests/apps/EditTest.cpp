@@ -67,6 +67,7 @@ TEST_F(Edit, PrintsTheScriptInNormalFormAndWritesNothing) {
                                       "--insert", "shelf=D,slot=1",
                                       "--delete", "shelf=B",
                                       "--delete", "shelf=D,slot=1",
+                                      "--set",    "shelf=C,slot=7:amount=2",
                                       "--set",    ":item=a \"b\"",
                                       "--set",    ":price=1.50",
                                       "--set",    ":isOld=true",
@@ -81,6 +82,7 @@ TEST_F(Edit, PrintsTheScriptInNormalFormAndWritesNothing) {
               "set shelf=A:amount=3\n"
               "delete shelf=B\n"
               "delete shelf=D,slot=1\n"
+              "set shelf=C,slot=7:amount=2\n"
               "set :item=\"a \"\"b\"\"\"\n"
               "set :price=1.50\n"
               "set :isOld=true\n"
@@ -214,6 +216,9 @@ TEST_F(Edit, WhatCannotBeEditedIsTold) {
         {{"--set", "shelf=B,slot=2:amount=3", "--delete", "item=bolt"},
          2,
          {"delete 'item=bolt'", "'set shelf=B,slot=2:amount=3'", "put it first"}},
+        {{"--set", "shelf=B,slot=2:amount=3", "--set", "item=bolt:amount=4"},
+         2,
+         {"set 'item=bolt'", "'set shelf=B,slot=2:amount=3'", "put it first"}},
         {{"--set", "shelf=A:supplier>name=x"}, 1, {"'supplier>name'", "another table"}},
         {{"--insert", "supplier>name=Ames"}, 1, {"'supplier>name'", "another table"}}};
     const std::string before = Stock();

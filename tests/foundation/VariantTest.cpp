@@ -149,6 +149,7 @@ TEST(Values, CompareByClassAndExactly) {
     EXPECT_LT(big, EVariant::FromDouble(9007199254740994.0));
     EXPECT_LT(EVariant::FromDouble(kNaN), EVariant::FromDouble(-kInfinity));
     EXPECT_EQ(EVariant::FromDouble(kNaN), Raw(TYPE_FLOAT, std::nanf("3")));
+    EXPECT_EQ(EVariant("9007199254740993").AsInt64(), big.AsInt64());
     EXPECT_EQ(EVariant::FromDouble(0.5), Of(TYPE_DECIMAL32, "0.50"));
     EXPECT_EQ(Of(TYPE_CURRENCY, "0.1"), Of(TYPE_DECIMAL64, "0.1"));
     EXPECT_GT(EVariant::FromDouble(0.1), Of(TYPE_DECIMAL64, "0.1"));  // what 0.1 really is
