@@ -184,6 +184,7 @@ TEST_F(Edit, WhatCannotBeEditedIsTold) {
         {{"--set", "shelf:amount=1"}, 2, {"'shelf' has no value"}},
         {{"--set", "shelf=A:item=a,b"}, 2, {"double quotes"}},
         {{"--set", "shelf=\"A:item=a"}, 2, {"isn't closed"}},
+        {{"--set", "shelf=A:item=\"a"}, 2, {"isn't closed"}},
         {{"--set", "shelf=A,shelf=B:item=a"}, 2, {"two values", "'shelf'"}},
         {{"--insert", ""}, 2, {"'insert' needs a place"}},
         {{"--delete", " "}, 2, {"'delete' needs a place"}},
