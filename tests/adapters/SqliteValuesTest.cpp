@@ -103,6 +103,8 @@ TEST_F(SqliteValues, DatesWithoutATextAreRefusedAndNotLost) {
             EXPECT_EQ(table->status, DataConstraint);
             EXPECT_NE(std::string(table->LastErrorText().c_str()).find(field), std::string::npos)
                 << table->LastErrorText().c_str();
+            table->RePos(1, false);
+            EXPECT_TRUE(table->LastErrorText().IsEmpty());
         }
     }
     EXPECT_EQ(Ask("SELECT count(*)||day||at||tm FROM t"), "12024-02-292024-02-29 01:02:0301:02:03");
