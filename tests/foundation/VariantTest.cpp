@@ -259,6 +259,8 @@ TEST(StoredValues, AreConvertedClampedAndCut) {
     EXPECT_EQ(Stored(Of(TYPE_DATE, "2024-02-29"), TYPE_LONG), "20240229");
     EXPECT_EQ(Stored(EVariant("long text"), TYPE_ZSTRING, 4), "long");
     EXPECT_EQ(Stored(EVariant(-12), TYPE_STR, 5), "-12");
+    EXPECT_EQ(Stored(Of(TYPE_STR, "in place", 10), TYPE_BLOBTEXT), "in place");
+    EXPECT_EQ(Stored(Of(TYPE_STR, "in place", 10), TYPE_BLOB), Text(Of(TYPE_BLOB, "in place")));
     EXPECT_EQ(Stored(EVariant("Été ÿ €"), TYPE_UP_CHAINE), "ÉTÉ ÿ €");
     EXPECT_EQ(Stored(EVariant("abc"), TYPE_UP_STR, 2), "AB");
     EXPECT_EQ(Stored(EVariant(), TYPE_CHAINE), "(missing)");
