@@ -169,6 +169,20 @@ TEST_F(SqliteLinks, OfADamagedTableNameIt) {
     EXPECT_EQ(Ask("SELECT count(*)||' '||sum(n=-5) FROM t"), "3 0");
 }
 
+TEST_F(SqliteLinks, ByMomentsFindTheirRecord) {
+    const std::pair<const char*, const char*> moments[] = {
+        {"DATE", "2024-02-29"}, {"TIME", "01:02:03"}, {"TIMESTAMP", "2024-02-29 01:02:03"}};
+    for (const auto& [type, text] : moments) {
+        std::filesystem::remove(path);
+        const std::string column = std::string(" ") + type;
+        const std::string value = std::string("('") + text + "','";
+        Run("CREATE TABLE p(id" + column + " PRIMARY KEY, name TEXT); CREATE TABLE t(p" + column +
+            " REFERENCES p, x TEXT); INSERT INTO p VALUES" + value + "met'); INSERT INTO t VALUES" +
+            value + "')");
+        EXPECT_EQ(WalkNames(), "reset [] | met") << type;
+    }
+}
+
 TEST_F(SqliteLinks, ToATableThatWentFailTheReset) {
     Make(3, 1, 0);
     OpenTable("t");

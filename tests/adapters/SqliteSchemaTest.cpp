@@ -98,13 +98,14 @@ TEST_F(SqliteSchema, NamesLinksByConstraintElseByColumn) {
         " h2 INT CONSTRAINT \"second, (home)\" REFERENCES home(id) ON DELETE CASCADE,\n"
         " x INT CONSTRAINT nn NOT NULL DEFAULT 0 REFERENCES home, y INT,\n"
         " CONSTRAINT both FOREIGN KEY(x, y) REFERENCES pair(a, b),\n"
+        " FOREIGN KEY(x, y) REFERENCES pair(gone, b),\n"
         " FOREIGN KEY(y) REFERENCES nowhere(z))");
     Open();
     const DRubric* const rubric = source->Rubric(Info("t"));
     for (const char* const name : {"h1", "second%2C%20%28home%29", "x", "both"}) {
         EXPECT_NE(rubric->FindLink(name), nullptr) << name;
     }
-    ASSERT_EQ(rubric->Links().size(), 4U);  // not the one to nowhere
+    ASSERT_EQ(rubric->Links().size(), 4U);  // not those to nowhere
     EXPECT_EQ(rubric->FindLink("both")->target, source->Rubric(Info("pair")));
     EXPECT_EQ(rubric->FindLink("both")->variables, (std::vector<unsigned>{3, 4}));
 }
@@ -130,7 +131,7 @@ TEST_F(SqliteSchema, ReadsThroughLinksFromASubsetOfColumns) {
     levels.AddLevel("State", "city.state_id>name", nullptr, false);
     const DRubric* const rubric = source->Rubric(Info("city"));
     ESqlTableOptions options;
-    const ETabulonVariableID others[] = {"city.name"};
+    const ETabulonVariableID others[] = {"city.name[0]"};
     options.columns = UseColumns(levels, others, *rubric);
     EXPECT_EQ(options.columns, (std::vector<unsigned>{0, 2, 3}));  // not the padding
     table = source->OpenTable("city", options, error);

@@ -1,5 +1,8 @@
 #include "SqliteFixture.h"
 #include "etabulon/foundation/EExtract.h"
+#include "etabulon/pending/ETabulonPendingChanges.h"
+#include "etabulon/pending/ETabulonSavePending.h"
+#include "etabulon/sql/ESqlDates.h"
 #include "support/AllocationCount.h"
 
 #include <cmath>
@@ -99,9 +102,30 @@ TEST_F(SqliteValues, DatesWithoutATextAreRefusedAndNotLost) {
                 Refused(inserts ? table->Insert() : table->Update(kNoPosition), DataConstraint));
             EXPECT_NE(std::string(table->LastErrorText().c_str()).find(field), std::string::npos)
                 << table->LastErrorText().c_str();
+            table->RePos(1, false);
+            EXPECT_TRUE(table->LastErrorText().IsEmpty());
         }
     }
     EXPECT_EQ(Ask("SELECT count(*)||day||at||tm FROM t"), "12024-02-292024-02-29 01:02:0301:02:03");
+}
+
+TEST(IsoTexts, OtherFormsAreNoMoment) {
+    std::int32_t number = 0;
+    std::int64_t wide = 0;
+    for (const char* const text :
+         {"", "1:02", "01.02", "01-02", "01:0", "01:02:", "01:02.03", "01:02:03,5", "01:02:03.",
+          "01:02:03.1234567890", "24:00", "00:60", "00:00:60", "ab:cd", "01:02ZZ"}) {
+        EXPECT_FALSE(ParseIsoTime(text, number)) << text;
+        EXPECT_FALSE(ParseIsoTimestamp(std::string("2024-02-29 ") + text, wide)) << text;
+    }
+    for (const char* const text : {"", "2024-02-2", "2024.02-29", "2024-02.29", "2023-02-29",
+                                   "2024-00-01", "2024-13-01", "2024-01-00", "0000-01-01"}) {
+        EXPECT_FALSE(ParseIsoDate(text, number)) << text;
+        EXPECT_FALSE(ParseIsoTimestamp(std::string(text) + " 01:02", wide)) << text;
+    }
+    EXPECT_FALSE(ParseIsoTimestamp("2024-02-29_01:02", wide));
+    EXPECT_TRUE(ParseIsoTime("23:59:59.123456789Z", number));
+    EXPECT_EQ(number, 86'399'123);
 }
 
 TEST_F(SqliteValues, OtherTypesReadAsMissingAreCountedAndStay) {
@@ -115,6 +139,8 @@ TEST_F(SqliteValues, OtherTypesReadAsMissingAreCountedAndStay) {
     EXPECT_EQ(Walk("day"), "NULL|2023-02-28|NULL");
     EXPECT_EQ(table->MismatchCount(1), 8U);  // two in each of four walks
     EXPECT_EQ(table->MismatchCount(4), 0U);
+    table->RePos(2, false);
+    table->SetField(1, EVariant());  // forgotten with the record
     table->RePos(1, false);
     SetText("free", "set");
     ASSERT_EQ(table->Update(kNoPosition), 1);

@@ -215,6 +215,8 @@ TEST_F(SqliteWrite, StepsFromARecordMovedToGoOnFromThere) {
     EXPECT_EQ(Steps("first next previous previous"), "1 2 1 !9");
     EXPECT_EQ(Steps("last next previous"), "4 !9 4");
     EXPECT_EQ(table->RePos(2, false), 2);
+    EXPECT_EQ(Steps("previous first next"), "1 1 2");
+    EXPECT_EQ(table->Update(kNoPosition), 2);  // keeps the keys of the rest alone
     EXPECT_EQ(Steps("previous"), "1");
     EXPECT_TRUE(table->DeleteLoop());
     EXPECT_EQ(Steps("first"), "!9");

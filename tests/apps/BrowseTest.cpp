@@ -161,6 +161,7 @@ TEST_F(BrowsedOrders, MarkNodesWithMoreLeavesThanAnAlertAllows) {
     run.Await("orders in green", [&] {
         return run.screen.StyleOf("orders (") == "32" && run.screen.StyleOf("Austria") == "reverse";
     });
+    EXPECT_EQ(run.screen.StyleOf("done, 5 records"), "reverse");
     EXPECT_EQ(run.screen.StyleOf("Lyon"), "bold 31");
     EXPECT_EQ(run.screen.StyleOf("Paris"), "bold 31");
     EXPECT_EQ(run.screen.StyleOf("France"), "32");
@@ -337,6 +338,9 @@ TEST_F(BrowsedOrders, RefuseWhatCantBeShown) {
         {"no-such", "", "browse doesn't know the terminal 'no-such'"},
         {"dumb", "", "browse needs a terminal that can place its cursor"},
         {"xterm", "--alert city>x:red", "is no alert"},
+        {"xterm", "--alert 5:red", "is no alert"},
+        {"xterm", "--alert city>1", "is no alert"},
+        {"xterm", "--alert country,city>1:red", "names no single level"},
         {"xterm", "--alert city>1:pink", "'pink' is no style"},
         {"xterm", "--alert id>1:red", "--alert"},
         {"xterm", "--hide country,city,n", "no level is left to browse"}};

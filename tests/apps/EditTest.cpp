@@ -59,13 +59,15 @@ TEST_F(Edit, PrintsTheScriptInNormalFormAndWritesNothing) {
     const std::string edits =
         "--set shelf=A:amount=1 --set shelf=A,slot=1:amount=2 --insert 'slot=7, shelf=C' "
         "--set 'shelf=A : amount=3' --delete shelf=B,slot=1 --insert shelf=D,slot=1 "
-        "--delete shelf=B --delete shelf=D,slot=1 --set ':item=a \"b\"' --set :price=1.50 "
+        "--delete shelf=B --delete shelf=D,slot=1 --set shelf=C,slot=7:amount=2 --set ':item=a "
+        "\"b\"' --set :price=1.50 "
         "--set :isOld=true --set seen=2024-02-29:picture=00FF --set item=\"NULL\":supplier=NULL "
         "--set 'item=:item=\" x, y:z=>\n\"'";
     // An insert has a value of each level, also of those that other edits bring in.
     EXPECT_EQ(Printed("edit @ stock " + edits, path),
               "insert shelf=C,slot=7,seen=NULL,item=NULL\nset shelf=A:amount=3\n"
-              "delete shelf=B\ndelete shelf=D,slot=1\nset :item=\"a \"\"b\"\"\"\n"
+              "delete shelf=B\ndelete shelf=D,slot=1\nset shelf=C,slot=7:amount=2\nset :item=\"a "
+              "\"\"b\"\"\"\n"
               "set :price=1.50\nset :isOld=true\nset seen=2024-02-29:picture=00ff\n"
               "set item=\"NULL\":supplier=NULL\nset item=:item=\" x, y:z=>\n\"\n");
     EXPECT_EQ(Stock(), before);
@@ -175,6 +177,7 @@ TEST_F(Edit, WhatCannotBeEditedIsTold) {
         {"--set shelf:amount=1", 2, {"'shelf' has no value"}},
         {"--set shelf=A:item=a,b", 2, {"double quotes"}},
         {"--set shelf=\"A:item=a", 2, {"isn't closed"}},
+        {"--set shelf=A:item=\"a", 2, {"isn't closed"}},
         {"--set shelf=A,shelf=B:item=a", 2, {"two values", "'shelf'"}},
         {"--insert ''", 2, {"'insert' needs a place"}},
         {"--delete ' '", 2, {"'delete' needs a place"}},
@@ -207,6 +210,9 @@ TEST_F(Edit, WhatCannotBeEditedIsTold) {
         {"--set shelf=B,slot=2:amount=3 --delete item=bolt",
          2,
          {"delete 'item=bolt'", "'set shelf=B,slot=2:amount=3'", "put it first"}},
+        {"--set shelf=B,slot=2:amount=3 --set item=bolt:amount=4",
+         2,
+         {"set 'item=bolt'", "'set shelf=B,slot=2:amount=3'", "put it first"}},
         {"--set shelf=A:supplier>name=x", 1, {"'supplier>name'", "another table"}},
         {"--insert supplier>name=Ames", 1, {"'supplier>name'", "another table"}}};
     for (FailureCase& each : cases) {

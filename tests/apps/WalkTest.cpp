@@ -199,6 +199,10 @@ TEST(Help, ShowsExamplesThatRun) {
     }
 }
 
+TEST(Help, NamesWhatAnOptionTakes) {
+    EXPECT_NE(RunCommand({"edit", "--help"}).out.find("--delete EDIT "), std::string::npos);
+}
+
 TEST(Help, HasLinesOfAtMostOneHundredColumns) {
     const auto isFirstByte = [](char byte) { return (byte & 0xC0) != 0x80; };
     for (const char* command : {"levels", "walk", "tree", "browse", "grid", "score", "edit"}) {

@@ -115,6 +115,11 @@ TEST_F(TreeCtrlLevels, HiddenOnesFollowTheSelectionIfAttached) {
     EXPECT_EQ(view.TakeLog("owner"), "owner 1569; owner 1570; ");
     ctrl->SetAttachHiddenLevelsToCurrent(true, /*refresh=*/true);
     EXPECT_EQ(view.TakeLog("owner"), "");
+    view.DeleteItem(view.SelectedItem());
+    ASSERT_EQ(view.SelectedItem(), nullptr);
+    ctrl->Refresh(ETabulonTag::Null);
+    EXPECT_EQ(order(), "120") << "behind all levels, where none is selected";
+    Settle();
 }
 
 TEST_F(TreeCtrlLevels, MovedByARefreshLeaveItsTagAlone) {

@@ -216,6 +216,9 @@ TEST(CalculationOfAField, GoesByItsNumberIfItHasOne) {
         ERef<ETabulonCumulFuncOnVar>::Adopt(ETabulonCumulFuncOnVar::Build("AVG", field, "Plain"));
     EXPECT_EQ(byName->Variable()->DataID().Code(), Chaine("plain"));
     EXPECT_EQ(byName->Variable()->Header(), Chaine("Plain"));
+    const std::int64_t live = ECountedUnknown::LiveObjects();
+    static_cast<void>(ETabulonCumulFuncOnVarCollection().AddCalculation("AVG", field, "Plain"));
+    EXPECT_EQ(ECountedUnknown::LiveObjects(), live);
 }
 
 TEST(CalculationOfADictionaryVariable, NamesTheElementOfAnArray) {

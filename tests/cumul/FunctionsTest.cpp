@@ -237,6 +237,13 @@ TEST(TypeFamilies, TextIconComesFromTheModuleOfTheNumericOne) {
     EXPECT_EQ(text->Icon(), Icon(Module(16805), 16800));
     EXPECT_EQ(ETabulonTypeFactory::Get(GenericDateTime)->Icon(), Icon(Module(16801), 16801));
     EXPECT_EQ(ETabulonType(65536 + 7, Module(3), GenericText).Icon(), Icon(Module(3), 7));
+    static int released = 0;
+    SetIconRelease([](HICON) { ++released; });
+    static_cast<void>(ETabulonType(Icon(Module(3), 7), GenericText));
+    EXPECT_EQ(released, 0);
+    static_cast<void>(ETabulonType(7, Module(3), GenericText));
+    EXPECT_EQ(released, 1);
+    SetIconRelease(nullptr);
     SetTypeIconPlatform({});
     EXPECT_EQ(text->Icon(), Icon(Module(16805), 16800));  // loaded once
 }

@@ -1,4 +1,5 @@
 #include "CacheFixture.h"
+#include "etabulon/foundation/EExtract.h"
 #include "support/AllocationCount.h"
 
 #include <random>
@@ -266,6 +267,22 @@ TEST_F(FilledCache, RecordsOfOneTagAreFoundAsTheLast) {
     EXPECT_EQ(Walk(At("DE")), "4");
     EXPECT_EQ(AppendSale(8, "DE", "Ulm", 1), StatusOk);
     EXPECT_EQ(Walk(At("DE")), "4 | 8");
+}
+
+TEST_F(FilledCache, OlderLineOfATagGoesAndTheNewerStay) {
+    trace->onEvent = [this](const std::string& event, EFieldSet*) {
+        if (event == "clear") {
+            const EExtract record(cache->Fields());
+            EXPECT_EQ(AppendSale(6, "DE", "Ulm", 1), StatusOk);
+            cache->iFields() <<= record;
+        }
+    };
+    cache->ClearCache();
+    EXPECT_EQ(Walk(), "6 | 1 | 2 | 3 | 4 | 5");
+    trace->onEvent = nullptr;
+    EXPECT_EQ(cache->Delete(At("DE", "Ulm")), StatusOk);  // only the line that no table has goes
+    EXPECT_EQ(cache->Update(At("DE", "Ulm"), "amount", EVariant(4)), StatusOk);
+    EXPECT_EQ(Walk(At("DE")), "3 | 4 | 5");
 }
 
 TEST_F(FilledCache, UpdateOfABranchRevivesItsDeadLines) {

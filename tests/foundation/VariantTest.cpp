@@ -150,6 +150,7 @@ TEST(Values, CompareByClassAndExactly) {
         int order;
     };
     const EVariant big = EVariant::FromInt64(9007199254740993);  // 2^53 + 1
+    EXPECT_EQ(EVariant("9007199254740993").AsInt64(), big.AsInt64());
     for (const auto& [left, right, order] :
          {Case{big, Real(9007199254740992.0), 1}, Case{big, Real(9007199254740994.0), -1},
           Case{Real(kNaN), Real(-kInfinity), -1},
@@ -261,10 +262,12 @@ TEST(StoredValues, AreConvertedClampedAndCut) {
              Case{Of(TYPE_TIME, "13:00:00"), TYPE_DATE, "(missing)"},
              Case{Of(TYPE_DATE, "2024-02-29"), TYPE_LONG, "20240229"},
              Case{"long text", TYPE_ZSTRING, "long", 4}, Case{-12, TYPE_STR, "-12", 5},
+             Case{Of(TYPE_STR, "in place", 10), TYPE_BLOBTEXT, "in place"},
              Case{"Été ÿ €", TYPE_UP_CHAINE, "ÉTÉ ÿ €"}, Case{"abc", TYPE_UP_STR, "AB", 2},
              Case{{}, TYPE_CHAINE, "(missing)"})) {
         EXPECT_EQ(Stored(source, type, size), stored) << Text(source);
     }
+    EXPECT_EQ(Stored(Of(TYPE_STR, "in place", 10), TYPE_BLOB), Text(Of(TYPE_BLOB, "in place")));
     EVariant empty;
     empty <<= EVariant(7);
     EXPECT_EQ(empty.Type(), TYPE_LONG);

@@ -143,6 +143,15 @@ TEST_F(TreeModel, HiddenLevelsMoveWithoutAWalkAndDontComeBack) {
     EXPECT_EQ(CheckTree(*tree.Root()), "");
 }
 
+TEST_F(TreeModel, NodesShowTheLevelThatStandsAtTheirDepth) {
+    tree.Fill();
+    const EDataTreeNode& france = *tree.Get(Tag({{0, "FR"}}));
+    EXPECT_EQ(france.DisplayValue().Data(), EVariant("FR"));
+    tree.SortDesc()->MoveSortLevel(0, 1,
+                                   SortKey::HideInTree);  // past the tree, which doesn't follow
+    EXPECT_TRUE(france.DisplayValue().IsNull());
+}
+
 TEST_F(TreeModel, RootShowsNameAndIcon) {
     char icon = 0;
     tree.SetParams("Name", reinterpret_cast<HICON>(&icon));
