@@ -172,7 +172,10 @@ void AppendFields(std::string& text, const EFieldSet& fields) {
 /// Ends a walk at its last permitted record.
 class Limit final : public ETabulonCursor::INotifier, public virtual ECountedUnknown {
 public:
+    /// A walk that was cut off before has made no grid to send.
+    [[nodiscard]] bool WasReset() const noexcept { return wasReset_; }
     CursorStatus OnReset(const ETabulonTag& /*tag*/, const ETabulonCursor& /*cursor*/) override {
+        wasReset_ = true;
         return StatusOk;
     }
     CursorStatus OnMove(const ETabulonCursor& /*cursor*/) override {
@@ -184,6 +187,7 @@ public:
 
 private:
     int count_ = 0;
+    bool wasReset_ = false;
 };
 
 class Reading {
@@ -334,7 +338,9 @@ private:
             status = cursor.Browse(ETabulonTag::Null);
         }
         test::GridTrace view;
-        filler->SendTo(&view);
+        if (limit.WasReset()) {
+            filler->SendTo(&view);
+        }
         return view.Take() + TextOf(cursor, status);
     }
 

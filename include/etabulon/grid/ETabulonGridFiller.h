@@ -56,6 +56,7 @@ public:
     /// total.
     [[nodiscard]] bool GetSelection(int column, int line, ETabulonVariableID* variable,
                                     ETabulonTag* tag) const;
+    /// Requires that a walk has reset this: one that is cancelled before has made no result.
     void SendTo(ITabulonResGridUI* view) const;
 
     CursorStatus OnReset(const ETabulonTag& tag, const ETabulonCursor& cursor) override;

@@ -51,6 +51,7 @@ public:
     /// Drops the score at once; a new one comes with the next reset. The calculations are copied.
     void SetParams(const ITabulonCumulFuncOnVarCollection* calculations,
                    const ETabulonSortDesc* sortDesc, unsigned int levelCount);
+    /// Requires that a walk has reset this: one that is cancelled before has made no result.
     void SendTo(ITabulonResScoreUI* ui) const;
 
     CursorStatus OnReset(const ETabulonTag& tag, const ETabulonCursor& cursor) override;
