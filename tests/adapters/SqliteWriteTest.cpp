@@ -248,6 +248,11 @@ TEST_F(SqliteWrite, StepsFromARecordMovedToGoOnFromThere) {
     EXPECT_EQ(table->GetNext(), 2);
     EXPECT_EQ(table->Update(kNoPosition), 2);  // keeps the keys of the rest alone
     EXPECT_EQ(table->GetPrevious(), 1);
+    EXPECT_EQ(table->GetLast(), 4);
+    table->Interrupt();
+    EXPECT_EQ(table->GetPrevious(), kNoPosition);
+    table->ResetInterrupt();
+    EXPECT_EQ(table->GetPrevious(), kNoPosition);  // of a walk that was cancelled
     EXPECT_TRUE(table->DeleteLoop());
     EXPECT_EQ(table->GetFirst(), kNoPosition);
     EXPECT_EQ(table->status, DataEnd);
