@@ -217,7 +217,11 @@ TEST_F(SqliteWrite, StepsFromARecordMovedToGoOnFromThere) {
     EXPECT_EQ(table->RePos(2, false), 2);
     EXPECT_EQ(Steps("previous first next"), "1 1 2");
     EXPECT_EQ(table->Update(kNoPosition), 2);  // keeps the keys of the rest alone
-    EXPECT_EQ(Steps("previous"), "1");
+    EXPECT_EQ(Steps("previous last"), "1 4");
+    table->Interrupt();
+    EXPECT_EQ(table->GetPrevious(), kNoPosition);
+    table->ResetInterrupt();
+    EXPECT_EQ(table->GetPrevious(), kNoPosition);  // of a walk that was cancelled
     EXPECT_TRUE(table->DeleteLoop());
     EXPECT_EQ(Steps("first"), "!9");
 }

@@ -291,6 +291,9 @@ TEST_F(FilledCache, UpdateOfABranchRevivesItsDeadLines) {
     EXPECT_EQ(Walk(At("FR")), "1 | 2");
     ASSERT_EQ(cache->CallReset(At("FR")), StatusOk);
     EXPECT_EQ(source.Fields()["amount"].AsDouble(), 4);
+    EXPECT_EQ(cache->Delete(At("FR")), StatusOk);
+    EXPECT_EQ(cache->Delete(At("DE")), StatusOk);
+    EXPECT_TRUE(cache->IsEmpty());
 }
 
 TEST_F(FilledCache, RevivedLineTakesTheCallersFields) {

@@ -147,8 +147,8 @@ TEST_F(TreeModel, NodesShowTheLevelThatStandsAtTheirDepth) {
     tree.Fill();
     const EDataTreeNode& france = *tree.Get(Tag({{0, "FR"}}));
     EXPECT_EQ(france.DisplayValue().Data(), EVariant("FR"));
-    tree.SortDesc()->MoveSortLevel(0, 1,
-                                   SortKey::HideInTree);  // past the tree, which doesn't follow
+    // Past the tree, which doesn't follow.
+    tree.SortDesc()->MoveSortLevel(0, 1, ETabulonSortDesc::SortKey::HideInTree);
     EXPECT_TRUE(france.DisplayValue().IsNull());
 }
 

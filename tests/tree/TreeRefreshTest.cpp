@@ -89,6 +89,23 @@ TEST_F(TreeNodes, AddedByAListenerStayThoughTheWalkDoesntMeetThem) {
     EXPECT_NE(Text(tree), before);
 }
 
+TEST_F(TreeNodes, MetBeforeAWalkWithinThatIsCancelledStay) {
+    meddler.act = [this](int record) {
+        if (record == 4) {
+            ETabulonCursorEData inner;
+            EDataMemory again(*table);
+            inner.Init(levels, &again, /*ownsTable=*/false);
+            Meddler cancelling;
+            cancelling.act = [](int) { return StatusCancelled; };
+            const ECursorListening listening(inner, cancelling);
+            EXPECT_EQ(tree.Root()->Refresh(&inner), StatusCancelled);
+        }
+        return StatusOk;
+    };
+    EXPECT_EQ(tree.Refresh(), StatusOk);
+    EXPECT_EQ(Text(tree), kAllSales);
+}
+
 TEST(EqualSiblings, NewestStandsFirst) {
     Sales sales;
     EDataTree tree(&sales.cursor, "root", nullptr);
