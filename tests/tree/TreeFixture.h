@@ -1,7 +1,7 @@
 #pragma once
 
-#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/cursors/ETabulonCursorEData.h"
+#include "etabulon/cursors/IBlockNotifier.h"
 #include "etabulon/tree/EDataTree.h"
 #include "support/MemoryTable.h"
 #include "support/Tags.h"
@@ -14,8 +14,8 @@
 
 namespace etabulon::test {
 
-/// Acts at the records of a walk, before the fillers hear of them.
-class Meddler : public ECursorListener {
+/// Acts at the records of a walk, before the fillers hear of them. Without an act it takes blocks.
+class Meddler : public EBlockListener {
 public:
     std::function<CursorStatus(int record)> act;
     CursorStatus OnReset(const ETabulonTag&, const ETabulonCursor&) override {
@@ -23,6 +23,11 @@ public:
         return StatusOk;
     }
     CursorStatus OnMove(const ETabulonCursor&) override { return act ? act(++record_) : StatusOk; }
+    bool WantBlocks(const ETabulonCursor&, EBlockRequest&) override { return !act; }
+    CursorStatus OnBlock(const ETabulonCursor&, const ERecordBlock&,
+                         std::span<const EBlockIndex>) override {
+        return StatusOk;
+    }
 
 private:
     int record_ = 0;
