@@ -157,7 +157,10 @@ void TreeBlockFiling::FileCached(const ERecordBlock& block, std::span<const EBlo
             found[place] = FindFrom(starts_[place], records[place], depth);
             if (found[place] != kNone) {
                 ++known_;
-            } else {
+                continue;
+            }
+            found[place] = StepDown(block, records[place], starts_[place], depth);
+            if (found[place] == kNone) {
                 found[place] = AddSingly(block, records[place], starts_[place], depth);
             }
         }
@@ -181,7 +184,7 @@ void TreeBlockFiling::FileHeldBack(const ERecordBlock& block,
     for (std::size_t place = 0; place < records.size(); ++place) {
         const EBlockIndex record = records[place];
         if (found[place] == kNone) {
-            found[place] = FindFrom(starts_[place], record, depth);
+            found[place] = StepDown(block, record, starts_[place], depth);
         }
         ReadKey(block, record);
         if (found[place] != kNone && found[place] % 2 != 0 && IsKeyPlain()) {
@@ -239,6 +242,37 @@ std::uint32_t TreeBlockFiling::FindFrom(std::uint32_t start, EBlockIndex record,
     return start;
 }
 
+/// Finds or makes the record's nodes below those that are known. kNone where that takes its tag.
+std::uint32_t TreeBlockFiling::StepDown(const ERecordBlock& block, EBlockIndex record,
+                                        std::uint32_t start, std::size_t depth) {
+    std::uint32_t reference = start;
+    for (std::size_t at = above_.size(); at < depth && reference != kNone; ++at) {
+        const std::uint32_t parent = reference;
+        reference = levels_[at].Find(parent, record);
+        if (reference != kNone) {
+            continue;
+        }
+        MakeValue(block, record, columns_[at], value_);
+        EDataTreeNode* const node =
+            filing_.Step(*nodes_[parent / 2], at, value_, /*mayMake=*/parent % 2 != 0);
+        reference = node != nullptr ? Register(parent, record, at, *node, value_) : kNone;
+    }
+    return reference;
+}
+
+std::uint32_t TreeBlockFiling::Register(std::uint32_t parent, EBlockIndex record, std::size_t at,
+                                        EDataTreeNode& node, const ETabulonValue& value) {
+    const bool isIdentical = parent % 2 != 0 && columns_[at].label == kNoColumn &&
+                             !NodeAccess::OwnsTag(node) &&
+                             NodeAccess::Value(node).IsIdenticalTo(value);
+    const auto index = static_cast<std::uint32_t>(nodes_.size());
+    const std::uint32_t reference = 2 * index + (isIdentical ? 1 : 0);
+    lastPlaces_.push_back(0);
+    nodes_.push_back(&node);
+    levels_[at].Add(parent, record, reference);
+    return reference;
+}
+
 /// Files the record by its tag, without its key. The nodes are found by their numbers from here on,
 /// as far as `depth` levels down.
 std::uint32_t TreeBlockFiling::AddSingly(const ERecordBlock& block, EBlockIndex record,
@@ -257,14 +291,7 @@ std::uint32_t TreeBlockFiling::AddSingly(const ERecordBlock& block, EBlockIndex 
             reference = known;
             continue;
         }
-        const bool isIdentical =
-            reference % 2 != 0 && columns_[at].label == kNoColumn && !NodeAccess::OwnsTag(*node) &&
-            NodeAccess::Value(*node).IsIdenticalTo(*tag_.Find(columns_[at].level));
-        const auto index = static_cast<std::uint32_t>(nodes_.size());
-        lastPlaces_.push_back(0);
-        nodes_.push_back(node);
-        levels_[at].Add(reference, record, 2 * index + (isIdentical ? 1 : 0));
-        reference = 2 * index + (isIdentical ? 1 : 0);
+        reference = Register(reference, record, at, *node, *tag_.Find(columns_[at].level));
     }
     if (reference == kNone || depth < levels_.size()) {
         if (leaf == nullptr) {

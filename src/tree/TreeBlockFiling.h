@@ -70,6 +70,10 @@ private:
     [[nodiscard]] bool IsStartIdentical(const ERecordBlock& block, EBlockIndex record);
     [[nodiscard]] std::uint32_t AddSingly(const ERecordBlock& block, EBlockIndex record,
                                           std::uint32_t start, std::size_t depth);
+    [[nodiscard]] std::uint32_t StepDown(const ERecordBlock& block, EBlockIndex record,
+                                         std::uint32_t start, std::size_t depth);
+    [[nodiscard]] std::uint32_t Register(std::uint32_t parent, EBlockIndex record, std::size_t at,
+                                         EDataTreeNode& node, const ETabulonValue& value);
     void MakeTag(const ERecordBlock& block, EBlockIndex record);
     void MakeValue(const ERecordBlock& block, EBlockIndex record, const Column& column,
                    ETabulonValue& value) const;

@@ -292,6 +292,24 @@ bool TreeFiling::CanFileBlocks() {
     return areLevelsRegular_ && !path_.empty() && NodeAccess::MakesPlainNodes(start_);
 }
 
+EDataTreeNode* TreeFiling::Step(EDataTreeNode& parent, std::size_t depth,
+                                const ETabulonValue& value, bool mayMake) {
+    const unsigned level = path_[depth].level;
+    const TreeChildren& children = NodeAccess::Children(parent);
+    if (!children.IsOnlyOf(level)) {
+        return nullptr;
+    }
+    EDataTreeNode* child = children.FindByValue(value);
+    if (child == nullptr && mayMake) {
+        const bool isLeaf = depth + 1 == path_.size();
+        child = marks_.Take(parent, NodeAccess::MakeChild(parent, level, value, isLeaf));
+    }
+    if (child != nullptr) {
+        marks_.Meet(*child);
+    }
+    return child;
+}
+
 EDataTreeNode* TreeFiling::Add(const ETabulonTag& tag) {
     Prefetch(tag);
     return isRegularRecord_ ? AddRegular(tag, nullptr) : AddIrregular(tag);

@@ -47,6 +47,11 @@ public:
     /// The levels shown, from the top down, as of the last CanFileBlocks.
     [[nodiscard]] std::size_t Depth() const noexcept { return path_.size(); }
     [[nodiscard]] unsigned LevelAt(std::size_t depth) const noexcept { return path_[depth].level; }
+    /// The child for a record's value at that depth, made if it isn't there. Requires that the
+    /// parent's path is identical to the record's, if the child may be made. Null where it can't be
+    /// found by value, or mayn't be made.
+    [[nodiscard]] EDataTreeNode* Step(EDataTreeNode& parent, std::size_t depth,
+                                      const ETabulonValue& value, bool mayMake);
     /// AddChild of the start node. Null for a record that has only hidden values.
     [[nodiscard]] EDataTreeNode* Add(const ETabulonTag& tag);
     /// The node of that depth which the last Add met; null if it went by the general road.
