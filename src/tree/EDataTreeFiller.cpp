@@ -22,4 +22,15 @@ CursorStatus EDataTreeFiller::OnMove(const ETabulonCursor& cursor) {
     return StatusOk;
 }
 
+bool EDataTreeFiller::WantBlocks(const ETabulonCursor& /*cursor*/, EBlockRequest& /*request*/) {
+    return false;
+}
+
+CursorStatus EDataTreeFiller::OnBlock(const ETabulonCursor& /*cursor*/,
+                                      const ERecordBlock& /*block*/,
+                                      std::span<const EBlockIndex> /*records*/) {
+    SetOneFound();
+    return StatusOk;
+}
+
 }  // namespace etabulon

@@ -1,6 +1,6 @@
 #include "etabulon/tree/EDataTreeThread.h"
 
-#include "etabulon/cursors/ETabulonCursor.h"
+#include "etabulon/cursors/IBlockNotifier.h"
 #include "etabulon/foundation/EData.h"
 #include "etabulon/foundation/EExpects.h"
 #include "etabulon/tree/EDataTree.h"
@@ -61,16 +61,18 @@ namespace {
 /// Ends a walk whose run was cancelled before the walk began. The cursor's reset clears its cancel
 /// flag before it calls its listeners, and this listener answers with the run's own flag. A later
 /// cancel reaches the walk itself.
-class CancelledBefore : public ETabulonCursor::INotifier, public virtual ECountedUnknown {
+class CancelledBefore : public EBlockListener {
 public:
     explicit CancelledBefore(const std::atomic<bool>& cancelled) : cancelled_(cancelled) {}
     CursorStatus OnReset(const ETabulonTag&, const ETabulonCursor&) override {
         return cancelled_.load() ? StatusCancelled : StatusOk;
     }
     CursorStatus OnMove(const ETabulonCursor&) override { return StatusOk; }
-    void OnDone(const ETabulonCursor&) override {}
-    void OnCancel(const ETabulonCursor&) override {}
-    void OnError(const ETabulonCursor&, CursorStatus) override {}
+    bool WantBlocks(const ETabulonCursor&, EBlockRequest&) override { return true; }
+    CursorStatus OnBlock(const ETabulonCursor&, const ERecordBlock&,
+                         std::span<const EBlockIndex>) override {
+        return StatusOk;
+    }
 
 private:
     const std::atomic<bool>& cancelled_;

@@ -27,6 +27,9 @@ struct NodeAccess {
         node.keyWord_ = key.word;
         node.keyForm_ = key.form;
     }
+    static void PrefetchKey(const Node& node) noexcept {
+        __builtin_prefetch(&node.keyWord_, /*rw=*/1);
+    }
 
     // The tree that it stands in.
     [[nodiscard]] static const ETabulonSortDesc& SortDesc(const Node& node) noexcept {

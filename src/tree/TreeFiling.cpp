@@ -40,6 +40,7 @@ void TreeFiling::Forget() noexcept {
     ForgetRecord();
     cache_.Clear();
     orderStamp_ = 0;
+    ++forgotten_;
     marks_.OrderNewChildren();
 }
 
@@ -135,7 +136,8 @@ void TreeFiling::File(const ETabulonTag& tag, const ETabulonPrimaryKey& key) {
     TreeKeyWord packed;
     packed.form = PackKey(key, packed.word);
     const bool isPlain = packed.form != TreeKeyForm::Whole && !NodeAccess::KeepsKeys(start_);
-    EDataTreeNode* const node = Add(tag, isPlain ? &packed : nullptr);
+    EDataTreeNode* const node =
+        isRegularRecord_ ? AddRegular(tag, isPlain ? &packed : nullptr) : AddIrregular(tag);
     if (node == nullptr) {
         return;
     }
@@ -153,17 +155,14 @@ void TreeFiling::File(const ETabulonTag& tag, const ETabulonPrimaryKey& key) {
     }
 }
 
-/// The record's node. Null for a record that has only hidden values, and for one that is held back
-/// with its `key`; null for the key says that it can't be.
-EDataTreeNode* TreeFiling::Add(const ETabulonTag& tag, const TreeKeyWord* key) {
-    if (!isRegularRecord_) {
-        return AddIrregular(tag);
-    }
+/// The record's node. Null for a record that is held back with its `key`; null for the key says
+/// that it can't be.
+EDataTreeNode* TreeFiling::AddRegular(const ETabulonTag& tag, const TreeKeyWord* key) {
     EDataTreeNode* node = shared_ == start_.Depth() ? &start_ : path_[shared_ - 1].node;
     for (std::size_t depth = shared_; depth < path_.size(); ++depth) {
         if (depth + 1 == path_.size()) {
             if (key != nullptr && CanHoldBack(tag)) {
-                HoldBack(*node, *key);
+                Hold(*node, *path_[depth].value, *key);
                 return nullptr;
             }
             FileHeld();  // those records came before
@@ -284,6 +283,38 @@ EDataTreeNode* TreeFiling::AddChild(EDataTreeNode& node, const ETabulonTag& tag,
     return marks_.Take(node, NodeAccess::MakeChild(node, PartOf(tag, depth + 1), sort_));
 }
 
+// ------------------------------------------------------------------------------------------ blocks
+
+bool TreeFiling::CanFileBlocks() {
+    if (orderStamp_ != sort_.OrderStamp()) {
+        ReadLevels();
+    }
+    return areLevelsRegular_ && !path_.empty() && NodeAccess::MakesPlainNodes(start_);
+}
+
+EDataTreeNode* TreeFiling::Step(EDataTreeNode& parent, std::size_t depth,
+                                const ETabulonValue& value, bool mayMake) {
+    const unsigned level = path_[depth].level;
+    const TreeChildren& children = NodeAccess::Children(parent);
+    if (!children.IsOnlyOf(level)) {
+        return nullptr;
+    }
+    EDataTreeNode* child = children.FindByValue(value);
+    if (child == nullptr && mayMake) {
+        const bool isLeaf = depth + 1 == path_.size();
+        child = marks_.Take(parent, NodeAccess::MakeChild(parent, level, value, isLeaf));
+    }
+    if (child != nullptr) {
+        marks_.Meet(*child);
+    }
+    return child;
+}
+
+EDataTreeNode* TreeFiling::Add(const ETabulonTag& tag) {
+    Prefetch(tag);
+    return isRegularRecord_ ? AddRegular(tag, nullptr) : AddIrregular(tag);
+}
+
 // ------------------------------------------------------------------------------------ holding back
 
 /// Most records have a leaf of their own, and this record's leaf needs no tag of its own.
@@ -293,12 +324,12 @@ bool TreeFiling::CanHoldBack(const ETabulonTag& tag) const {
            NodeAccess::SamePathAs(start_, tag);
 }
 
-void TreeFiling::HoldBack(EDataTreeNode& parent, TreeKeyWord key) {
+void TreeFiling::Hold(EDataTreeNode& parent, const ETabulonValue& value, TreeKeyWord key) {
     if (held_.IsFull()) {
         FileHeld();
     }
     PathLevel& last = path_.back();
-    held_.Hold(parent, last.level, *last.value, key);
+    held_.Hold(parent, last.level, value, key);
     last.node = nullptr;
     ++last.lookups;
 }
@@ -308,8 +339,9 @@ void TreeFiling::FileHeld() {
         return;
     }
     try {
-        const auto known = static_cast<std::uint32_t>(held_.File());
-        path_.back().known += known;
+        const std::size_t known = held_.File();
+        path_.back().known += static_cast<std::uint32_t>(known);
+        knownOfHeld_ += known;
     } catch (...) {
         cache_.WriteKeys();
         throw;

@@ -36,6 +36,36 @@ public:
     void Flush();
     /// The walk has met each node that was below the start. It may be false though it has.
     [[nodiscard]] bool HasMetAll() const noexcept { return marks_.HasMetAll(); }
+
+    // For the records of a block, whose caller finds nodes by itself and writes the keys. It has to
+    // call Flush before it writes keys past this object.
+
+    /// Each level is shown once, below the start and the nodes above it, and making a node runs no
+    /// code of the application.
+    [[nodiscard]] bool CanFileBlocks();
+    [[nodiscard]] EDataTreeNode& Start() const noexcept { return start_; }
+    /// The levels shown, from the top down, as of the last CanFileBlocks.
+    [[nodiscard]] std::size_t Depth() const noexcept { return path_.size(); }
+    [[nodiscard]] unsigned LevelAt(std::size_t depth) const noexcept { return path_[depth].level; }
+    /// The child for a record's value at that depth, made if it isn't there. Requires that the
+    /// parent's path is identical to the record's, if the child may be made. Null where it can't be
+    /// found by value, or mayn't be made.
+    [[nodiscard]] EDataTreeNode* Step(EDataTreeNode& parent, std::size_t depth,
+                                      const ETabulonValue& value, bool mayMake);
+    /// AddChild of the start node. Null for a record that has only hidden values.
+    [[nodiscard]] EDataTreeNode* Add(const ETabulonTag& tag);
+    /// The node of that depth which the last Add met; null if it went by the general road.
+    [[nodiscard]] EDataTreeNode* NodeAt(std::size_t depth) const noexcept {
+        return path_[depth].node;
+    }
+    /// Files a record below a node whose path is identical to the record's, at the lowest level,
+    /// and sets its key. The caller calls Flush before it reads the tree.
+    void Hold(EDataTreeNode& parent, const ETabulonValue& value, TreeKeyWord key);
+    /// Of the records held back, those whose node an earlier record of the walk had met.
+    [[nodiscard]] std::uint64_t KnownOfHeld() const noexcept { return knownOfHeld_; }
+    /// How often nodes were forgotten.
+    [[nodiscard]] std::uint64_t Forgotten() const noexcept { return forgotten_; }
+
     /// See TreeRefreshMarks.
     void LeaveWaiting() noexcept { marks_.LeaveWaiting(); }
 
@@ -62,10 +92,9 @@ private:
         bool isIdentical = false;  // from below the start to here, the path is the record's
     };
 
-    [[nodiscard]] EDataTreeNode* Add(const ETabulonTag& tag, const TreeKeyWord* key);
+    [[nodiscard]] EDataTreeNode* AddRegular(const ETabulonTag& tag, const TreeKeyWord* key);
     [[nodiscard]] EDataTreeNode* AddIrregular(const ETabulonTag& tag);
     [[nodiscard]] bool CanHoldBack(const ETabulonTag& tag) const;
-    void HoldBack(EDataTreeNode& parent, TreeKeyWord key);
     void FileHeld();
     void ForgetRecord() noexcept;
     void ReadLevels();
@@ -91,7 +120,9 @@ private:
     bool isRegularRecord_ = false;   // the record has a value for each level shown
     bool areLevelsRegular_ = false;  // each level once, and the start stands for the first of them
     bool outOfMemory_ = false;       // in a flush for a reader, which can't fail itself
-    std::uint64_t orderStamp_ = 0;   // of the levels in path_; 0 = to be read
+    std::uint64_t knownOfHeld_ = 0;
+    std::uint64_t forgotten_ = 0;
+    std::uint64_t orderStamp_ = 0;  // of the levels in path_; 0 = to be read
 };
 
 }  // namespace etabulon::detail

@@ -46,7 +46,7 @@ void TreeHeldRecords::Clear() noexcept {
     filed_ = 0;
 }
 
-/// True if the record's node was there already.
+/// True if the walk had met the record's node already.
 bool TreeHeldRecords::FileOne(const Record& record) {
     const TreeKeyWord key = record.key;  // a reader may end the record while its node is made
     EDataTreeNode& parent = *record.parent;
@@ -56,7 +56,7 @@ bool TreeHeldRecords::FileOne(const Record& record) {
     if (isByValue) {
         node = children.FindByValue(record.value);
     }
-    const bool isKnown = node != nullptr;
+    const bool isKnown = node != nullptr && !NodeAccess::IsDirty(*node);
     if (node == nullptr && isByValue && NodeAccess::MakesPlainNodes(parent)) {
         node = marks_.Take(parent,
                            NodeAccess::MakeChild(parent, level_, record.value, /*isLeaf=*/true));

@@ -29,8 +29,8 @@ public:
     /// Requires !IsFull(), and that all records held are of one `level`, the last one shown.
     void Hold(EDataTreeNode& parent, unsigned level, const ETabulonValue& value, TreeKeyWord key);
     /// Files all records, in the order in which they came. Returns how many of them have a node
-    /// that was there already. Reentrant: making a node may run the application's own code, which
-    /// may read the tree.
+    /// that the walk had met already. Reentrant: making a node may run the application's own code,
+    /// which may read the tree.
     std::size_t File();
 
 private:

@@ -28,8 +28,10 @@ std::int32_t LowerOf(std::int64_t word) { return static_cast<std::int32_t>(word)
 }  // namespace
 
 TreeKeyForm PackKey(const ETabulonPrimaryKey& key, std::int64_t& word) {
-    const EFieldKey& fields = key.Fields();
-    const EPosition position = key.Position();
+    return PackKey(key.Fields(), key.Position(), word);
+}
+
+TreeKeyForm PackKey(const EFieldKey& fields, EPosition position, std::int64_t& word) {
     word = position;
     if (fields.Size() == 0) {
         return position == kNoPosition ? TreeKeyForm::None : TreeKeyForm::Position;

@@ -23,6 +23,7 @@ struct TreeKeyWord {
 
 /// Packs `key` into `word` and returns its form.
 [[nodiscard]] TreeKeyForm PackKey(const ETabulonPrimaryKey& key, std::int64_t& word);
+[[nodiscard]] TreeKeyForm PackKey(const EFieldKey& fields, EPosition position, std::int64_t& word);
 /// Makes the key from its word. Requires a form other than Whole.
 void UnpackKey(TreeKeyForm form, std::int64_t word, ETabulonPrimaryKey& key);
 

@@ -2,6 +2,7 @@
 
 #include "etabulon/tree/EDataTreeFiller.h"
 #include "tree/NodeAccess.h"
+#include "tree/TreeBlockFiling.h"
 #include "tree/TreeFiling.h"
 
 #include <cstddef>
@@ -15,7 +16,7 @@ namespace {
 class FilingFiller final : public EDataTreeFiller {
 public:
     FilingFiller(EDataTreeNode& start, TreeFiling& filing)
-        : EDataTreeFiller(&start), filing_(filing) {}
+        : EDataTreeFiller(&start), filing_(filing), blocks_(filing) {}
     CursorStatus OnMove(const ETabulonCursor& cursor) override {
         SetOneFound();
         const ETabulonTag& tag = cursor.CurrentTag();
@@ -23,9 +24,19 @@ public:
         filing_.File(tag, cursor.PrimaryKey());
         return StatusOk;
     }
+    [[nodiscard]] bool WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request) override {
+        return blocks_.Want(cursor, request);
+    }
+    CursorStatus OnBlock(const ETabulonCursor& /*cursor*/, const ERecordBlock& block,
+                         std::span<const EBlockIndex> records) override {
+        SetOneFound();
+        blocks_.File(block, records);
+        return StatusOk;
+    }
 
 private:
     TreeFiling& filing_;
+    TreeBlockFiling blocks_;
 };
 
 /// The flags of the nodes below the start. Unless the refresh keeps them, they are cleared at its

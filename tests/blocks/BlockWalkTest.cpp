@@ -64,6 +64,29 @@ struct RandomTable {
             table->DeleteOne(walk.Below(count));
         }
     }
+    /// Deletes, changes and adds some records.
+    void Edit(RandomWalk& walk) const {
+        for (unsigned edits = walk.Below(30); edits != 0; --edits) {
+            const EPosition at = walk.Below(2600);
+            if (walk.OneIn(3)) {
+                table->DeleteOne(at);
+                continue;
+            }
+            const bool isNew = table->RePos(at, false) == kNoPosition || walk.OneIn(3);
+            for (std::size_t column = 1; column < std::size(kColumns); ++column) {
+                if (isNew || walk.OneIn(4)) {
+                    table->Fields().At(static_cast<std::uint16_t>(column)) <<=
+                        walk.Value(kColumns[column].type);
+                }
+            }
+            if (isNew) {
+                table->Fields().At(0) <<= EVariant(static_cast<int>(10000 + walk.Below(100000)));
+                static_cast<void>(table->Insert());
+            } else {
+                static_cast<void>(table->UpdateRecord());
+            }
+        }
+    }
     DDico dico;
     DRubric* rubric;
     std::unique_ptr<EDataMemory> table;
@@ -82,6 +105,22 @@ TEST(WalkByBlocks, GivesWhatSingleStepsGive) {
         for (int question = 0; question < 3; ++question) {
             blocks += walk.Compare(cursor);
         }
+        if (::testing::Test::HasFailure()) {
+            return;
+        }
+    }
+    EXPECT_GT(blocks, 100U);
+}
+
+TEST(WalkByBlocks, FillsAndRefreshesTreesAsSingleStepsDo) {
+    std::size_t blocks = 0;
+    for (unsigned seed = 1; seed <= 60; ++seed) {
+        SCOPED_TRACE(seed);
+        RandomWalk walk(seed);
+        const RandomTable data(walk, kCounts[seed % std::size(kCounts)]);
+        ETabulonCursorEData cursor;
+        cursor.Init(walk.Levels(data.table->Fields()), data.table.get(), /*ownsTable=*/false);
+        blocks += walk.CompareTrees(cursor, [&] { data.Edit(walk); });
         if (::testing::Test::HasFailure()) {
             return;
         }

@@ -5,8 +5,11 @@
 #include "etabulon/cursors/IBlockNotifier.h"
 #include "etabulon/grid/ETabulonGridFiller.h"
 #include "etabulon/score/ETabulonScoreFiller.h"
+#include "etabulon/tree/EDataTree.h"
 #include "score/ScoreFixture.h"
 #include "support/MemoryTable.h"
+#include "tree/LiteralTree.h"
+#include "tree/NodeAccess.h"
 
 #include <cmath>
 #include <functional>
@@ -204,6 +207,36 @@ public:
         return blocks.blocks;
     }
 
+    /// Fills and refreshes a tree in both ways, with edits of the table in between, and compares
+    /// all that can be seen of both. Returns the number of blocks.
+    std::size_t CompareTrees(ETabulonCursor& cursor, const std::function<void()>& edit) {
+        EDataTree byBlocks(&cursor, "root", nullptr);
+        EDataTree bySteps(&cursor, "root", nullptr);
+        DrawKeys(ETabulonSortDesc::HideInTree);
+        const auto source = static_cast<ETabulonSortDesc::SortCompareSource>(Below(2));
+        for (EDataTree* const tree : {&byBlocks, &bySteps}) {
+            tree->SetSortLevels(keys_);
+            tree->SetCompareSource(source);
+        }
+        std::size_t blocks = 0;
+        for (int round = 0; round < 4; ++round) {
+            const unsigned steps = round == 0 ? 0 : Below(4);
+            place_ = AnyNode(byBlocks, steps, /*keepsKey=*/OneIn(20), bySteps);
+            const std::size_t cancelAt = OneIn(4) ? 1 + Below(2500) : static_cast<std::size_t>(-1);
+            const bool isAlone = OneIn(3);
+            const Heard heard = WalkTree(byBlocks, true, cancelAt, isAlone);
+            const bool isCancelled = heard.status == StatusCancelled;
+            const Heard literal =
+                WalkTree(bySteps, false, isCancelled ? heard.records : cancelAt, isAlone);
+            EXPECT_EQ(literal.status, heard.status);
+            EXPECT_EQ(literal.records, heard.records);
+            EXPECT_EQ(literal.results, heard.results);
+            blocks += heard.blocks;
+            edit();
+        }
+        return blocks;
+    }
+
 private:
     struct Heard {
         CursorStatus status;
@@ -220,15 +253,62 @@ private:
         const ETypeInfo& info = TypeInfo(field.Type());
         return info.folds || info.storage == EStorage::Double;
     }
-    void DrawQuestion(ETabulonCursor& cursor) {
-        static const char* const kFunctions[] = {"SUM",  "AVG",       "MIN",     "MAX",    "COUNT",
-                                                 "LAST", "COMMONVAL", "CODEMIN", "CODEMAX"};
+    void DrawKeys(ETabulonSortDesc::HideFlag hidden) {
         keys_ = {};
         for (unsigned level = 0; level < kLevels; ++level) {
             if (!OneIn(4)) {
-                keys_.Add({level, OneIn(3), OneIn(6) ? ETabulonSortDesc::HideInCalc : 0U});
+                keys_.Add({level, OneIn(3), OneIn(6) ? hidden : 0U});
             }
         }
+    }
+    /// The tag of a node some steps down. Its key is kept whole in both trees, on request.
+    [[nodiscard]] ETabulonTag AnyNode(EDataTree& tree, unsigned steps, bool keepsKey,
+                                      EDataTree& other) {
+        const EDataTreeNode* node = tree.Root();
+        const EDataTreeNode* same = other.Root();
+        for (; steps != 0 && node->Size() != 0 && same->Size() == node->Size(); --steps) {
+            const unsigned index = Below(node->Size());
+            node = node->Get(index);
+            same = same->Get(index);
+        }
+        if (keepsKey) {
+            static_cast<void>(node->PrimaryKey());
+            static_cast<void>(same->PrimaryKey());
+        }
+        ETabulonTag tag;
+        node->ExtractTag(tag);
+        return tag;
+    }
+    /// What a node keeps beside what it shows.
+    [[nodiscard]] static std::string Flags(const EDataTreeNode& node) {
+        std::string text = detail::NodeAccess::IsDirty(node) ? "d" : "-";
+        text += detail::NodeAccess::OwnsTag(node) ? 't' : '-';
+        text += detail::NodeAccess::IsByValue(node) ? 'v' : '-';
+        for (unsigned index = 0; index < node.Size(); ++index) {
+            text += Flags(*node.Get(index));
+        }
+        return text;
+    }
+    [[nodiscard]] Heard WalkTree(EDataTree& tree, bool byBlocks, std::size_t cancelAt,
+                                 bool isAlone) {
+        const BlocksEnabled enabled(byBlocks);
+        const auto trace = MakeRef<RecordTrace>(/*wantsBlocks=*/true, cancelAt);
+        Heard heard{};
+        if (isAlone) {
+            heard.status = tree.Refresh(place_);
+        } else {
+            const ECursorListening listening(*tree.Cursor(), *trace);
+            heard.status = tree.Refresh(place_);
+        }
+        heard.records = trace->records;
+        heard.blocks = trace->blocks;
+        heard.results = Dump(*tree.Root()) + Flags(*tree.Root());
+        return heard;
+    }
+    void DrawQuestion(ETabulonCursor& cursor) {
+        static const char* const kFunctions[] = {"SUM",  "AVG",       "MIN",     "MAX",    "COUNT",
+                                                 "LAST", "COMMONVAL", "CODEMIN", "CODEMAX"};
+        DrawKeys(ETabulonSortDesc::HideInCalc);
         calculations_ = ETabulonCumulFuncOnVarCollection();
         const unsigned wanted = 1 + Below(5);
         for (unsigned tries = 0; calculations_.Size() < wanted && tries < 30; ++tries) {

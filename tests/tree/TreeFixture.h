@@ -1,7 +1,7 @@
 #pragma once
 
-#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/cursors/ETabulonCursorEData.h"
+#include "etabulon/cursors/IBlockNotifier.h"
 #include "etabulon/tree/EDataTree.h"
 #include "support/MemoryTable.h"
 #include "support/Table.h"
@@ -34,8 +34,8 @@ inline RecordAction EndAt(int wanted, CursorStatus status) {
     return [wanted, status](int record) { return record == wanted ? status : StatusOk; };
 }
 
-/// Acts at the records of a walk, before the fillers hear of them.
-class Meddler : public ECursorListener {
+/// Acts at the records of a walk, before the fillers hear of them. Without an act it takes blocks.
+class Meddler : public EBlockListener {
 public:
     RecordAction act;
     CursorStatus OnReset(const ETabulonTag&, const ETabulonCursor&) override {
@@ -43,6 +43,11 @@ public:
         return StatusOk;
     }
     CursorStatus OnMove(const ETabulonCursor&) override { return act ? act(++record_) : StatusOk; }
+    bool WantBlocks(const ETabulonCursor&, EBlockRequest&) override { return !act; }
+    CursorStatus OnBlock(const ETabulonCursor&, const ERecordBlock&,
+                         std::span<const EBlockIndex>) override {
+        return StatusOk;
+    }
 
 private:
     int record_ = 0;
