@@ -82,6 +82,14 @@ void EColumnWriter::Append(const EVariant& value) {
 
 void EColumnWriter::AppendMissing(std::size_t count) {
     const EVariant missing = EVariant::Missing(Desc().Type(), Desc().Size());
+    if (column_->GetForm() == EColumn::Form::Words) {
+        static constexpr std::array<std::uint64_t, kMost> kZeros{};
+        std::array<std::uint64_t, kMost / 64> all;
+        all.fill(~std::uint64_t{0});
+        for (; count >= kMost; count -= kMost) {
+            AppendNumbers(kZeros.data(), kMost, all.data());
+        }
+    }
     for (; count != 0; --count) {
         Append(missing);
     }
