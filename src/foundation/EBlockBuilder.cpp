@@ -75,7 +75,7 @@ EBlockColumn::EBlockColumn(const EFieldDesc& desc, const EBlockRequest::Column& 
     if (numbers_) {
         numbered_.resize(kMost);
         dictionary_->values_.push_back(EVariant::Missing(desc.Type(), desc.Size()));
-        dictionary_->keys_.push_back({});
+        dictionary_->keys_.emplace_back();
     }
 }
 
@@ -169,6 +169,8 @@ std::unique_ptr<EBlockDictionary> EBlockBuilder::TakeDictionary() {
     EBlockDictionary& dictionary = *columns_[0]->dictionary_;
     dictionary.values_.shrink_to_fit();
     std::vector<EBlockDictionary::Key>().swap(dictionary.keys_);
+    dictionary.longKeys_.clear();
+    dictionary.longKeys_.shrink_to_fit();
     detail::HashIndex().Swap(dictionary.index_);
     return std::move(columns_[0]->dictionary_);
 }
@@ -212,7 +214,7 @@ void EBlockBuilder::Number(EBlockColumn& column, std::size_t size) {
 }
 
 void EBlockBuilder::NumberWords(EBlockColumn& column, std::size_t size) {
-    EBlockDictionary& dictionary = *column.dictionary_;
+    const EBlockDictionary& dictionary = *column.dictionary_;
     for (std::size_t record = 0; record < size; ++record) {
         hashes_[record] = detail::HashNumber(column.words_[record]);
         dictionary.index_.Prefetch(hashes_[record]);
@@ -225,47 +227,41 @@ void EBlockBuilder::NumberWords(EBlockColumn& column, std::size_t size) {
         const std::uint64_t word = column.words_[record];
         const std::int32_t found =
             dictionary.index_.Find(hashes_[record], [&dictionary, word](std::int32_t number) {
-                return dictionary.keys_[static_cast<std::size_t>(number)].wordOrLength == word;
+                return detail::WordAt(dictionary.keys_[static_cast<std::size_t>(number)].bytes) ==
+                       word;
             });
-        if (found >= 0) {
-            column.numbered_[record] = static_cast<std::uint32_t>(found);
-            continue;
-        }
-        column.numbered_[record] = AddValue(column, column.reader_->Word(word), hashes_[record]);
-        dictionary.keys_.back() = {nullptr, word};
+        column.numbered_[record] =
+            found >= 0 ? static_cast<std::uint32_t>(found)
+                       : AddValue(column, column.reader_->Word(word), hashes_[record],
+                                  {reinterpret_cast<const char*>(&word), sizeof word});
     }
 }
 
-// One pass for each memory access, so that the misses of all records of the block overlap: the
-// slots of the index, the keys, the bytes.
-void EBlockBuilder::FindTexts(EBlockColumn& column, std::size_t size) {
+// One pass for each memory access, so that the misses of all records of the block overlap: first
+// the slots of the index, then the keys.
+void EBlockBuilder::FindCandidates(const EBlockColumn& column, std::size_t size) {
     const EBlockDictionary& dictionary = *column.dictionary_;
     for (std::size_t record = 0; record < size; ++record) {
         const EBlockColumn::Text& text = column.texts_[record];
         hashes_[record] = text.bytes != nullptr ? detail::HashBytes(text.bytes, text.length) : 0;
     }
-    // From about 2,000 texts on, the dictionary doesn't fit the first-level cache.
-    const bool isLarge = dictionary.Size() > 2000;
+    // Smaller dictionaries fit the first-level cache.
+    const bool isLarge = dictionary.Size() > 256;
     for (std::size_t record = 0; isLarge && record < size; ++record) {
         dictionary.index_.Prefetch(hashes_[record]);
     }
     for (std::size_t record = 0; record < size; ++record) {
-        candidates_[record] = dictionary.index_.Candidate(hashes_[record]);
-        if (isLarge && candidates_[record] >= 0) {
-            __builtin_prefetch(&dictionary.keys_[static_cast<std::size_t>(candidates_[record])]);
-        }
-    }
-    for (std::size_t record = 0; isLarge && record < size; ++record) {
-        if (candidates_[record] >= 0) {
-            __builtin_prefetch(
-                dictionary.keys_[static_cast<std::size_t>(candidates_[record])].bytes);
+        const std::int32_t candidate = dictionary.index_.Candidate(hashes_[record]);
+        candidates_[record] = candidate;
+        if (isLarge && candidate >= 0) {
+            __builtin_prefetch(&dictionary.keys_[static_cast<std::size_t>(candidate)]);
         }
     }
 }
 
 void EBlockBuilder::NumberTexts(EBlockColumn& column, std::size_t size) {
-    EBlockDictionary& dictionary = *column.dictionary_;
-    FindTexts(column, size);
+    const EBlockDictionary& dictionary = *column.dictionary_;
+    FindCandidates(column, size);
     for (std::size_t record = 0; record < size; ++record) {
         const EBlockColumn::Text text = column.texts_[record];
         if (text.bytes == nullptr) {
@@ -274,48 +270,46 @@ void EBlockBuilder::NumberTexts(EBlockColumn& column, std::size_t size) {
         }
         const auto isIt = [&dictionary, &text](std::int32_t number) {
             const EBlockDictionary::Key& key = dictionary.keys_[static_cast<std::size_t>(number)];
-            return key.wordOrLength == text.length &&
-                   detail::HaveSameBytes(key.bytes, text.bytes, text.length);
+            return key.length == text.length &&
+                   detail::HaveSameBytes(key.Bytes(), text.bytes, text.length);
         };
         std::int32_t found = candidates_[record];
         if (found < 0 || !isIt(found)) {
             // An earlier record of the block may have added the text.
             found = dictionary.index_.Find(hashes_[record], isIt);
         }
-        if (found >= 0) {
-            column.numbered_[record] = static_cast<std::uint32_t>(found);
-            continue;
-        }
-        if (column.form_ == EBlockColumn::Form::Cells) {
-            const EVariant& value = column.reader_->Cell(column.Cell(record));
-            column.numbered_[record] = AddValue(column, value, hashes_[record]);
-        } else {
-            const Chaine copy = column.hasBodies_ ? Chaine::Share(BodyOf(text.bytes))
-                                                  : Chaine(text.bytes, text.length);
-            const Chaine::Body* const slot = copy.GetBody();
-            column.numbered_[record] =
-                AddValue(column, column.reader_->Cell(&slot), hashes_[record]);
-        }
+        column.numbered_[record] =
+            found >= 0 ? static_cast<std::uint32_t>(found) : AddText(column, record);
     }
 }
 
+std::uint32_t EBlockBuilder::AddText(EBlockColumn& column, std::size_t record) {
+    const EBlockColumn::Text& text = column.texts_[record];
+    const std::string_view key(text.bytes, text.length);
+    if (column.form_ == EBlockColumn::Form::Cells) {
+        return AddValue(column, column.reader_->Cell(column.Cell(record)), hashes_[record], key);
+    }
+    const Chaine body = column.hasBodies_ ? Chaine::Share(BodyOf(text.bytes)) : Chaine(key);
+    const Chaine::Body* const slot = body.GetBody();
+    return AddValue(column, column.reader_->Cell(&slot), hashes_[record], key);
+}
+
 std::uint32_t EBlockBuilder::AddValue(EBlockColumn& column, const EVariant& value,
-                                      std::uint32_t hash) {
+                                      std::uint32_t hash, std::string_view bytes) {
     EBlockDictionary& dictionary = *column.dictionary_;
     const std::uint32_t number = dictionary.Size();
-    const std::size_t length = value.ByteCount();
     dictionary.index_.Reserve(number + 1);
-    dictionary.keys_.push_back({nullptr, length});
-    dictionary.values_.push_back(value);
-    const EVariant& kept = dictionary.values_.back();
-    const char* bytes = static_cast<const char*>(kept.GetBuffer());
-    if (!column.desc_.IsSlot() && column.form_ != EBlockColumn::Form::Words) {
-        // A short value lies within the variant, which moves when the dictionary grows.
-        dictionary.copies_.push_back(std::unique_ptr<char[]>(new char[length + 1]));
-        std::memcpy(dictionary.copies_.back().get(), bytes, length);
-        bytes = dictionary.copies_.back().get();
+    EBlockDictionary::Key& key = dictionary.keys_.emplace_back();
+    key.length = static_cast<std::uint32_t>(bytes.size());
+    if (bytes.size() > EBlockDictionary::Key::kInside) {
+        dictionary.longKeys_.push_back(std::unique_ptr<char[]>(new char[bytes.size()]));
+        const char* const kept = dictionary.longKeys_.back().get();
+        std::memcpy(dictionary.longKeys_.back().get(), bytes.data(), bytes.size());
+        std::memcpy(key.bytes, &kept, sizeof kept);
+    } else if (!bytes.empty()) {
+        std::memcpy(key.bytes, bytes.data(), bytes.size());
     }
-    dictionary.keys_.back().bytes = bytes;
+    dictionary.values_.push_back(value);
     dictionary.index_.Add(hash, static_cast<std::int32_t>(number));
     return number;
 }

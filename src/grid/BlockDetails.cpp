@@ -20,11 +20,14 @@ void WantValues(const ETabulonCursor& cursor, const CumulCells& cells,
     request.keys = request.keys || cells.NeedsContext();
 }
 
-void BlockDetails::Want(const ETabulonCursor& cursor, const TagIndex& index,
+void BlockDetails::Want(const ETabulonCursor& cursor, const TagIndex& index, bool numbers,
                         EBlockRequest& request) {
+    wantsNumbers_ = numbers;
+    detailOf_.clear();
     columns_.clear();
     tag_.RemoveAll();
     numbers_.assign(index.ColumnCount(), 0);
+    spellings_.assign(index.ColumnCount(), 0);
     columns_.reserve(index.ColumnCount());
     for (std::size_t at = 0; at < index.ColumnCount(); ++at) {
         Column& column = columns_.emplace_back();
@@ -46,53 +49,93 @@ void BlockDetails::Want(const ETabulonCursor& cursor, const TagIndex& index,
 void BlockDetails::Read(const ERecordBlock& block, std::span<const EBlockIndex> records,
                         TagIndex& index) {
     count_ = records.size();
+    if (columns_.size() == 1) {
+        return ReadSingles(block, records, index);
+    }
     ReadNumbers(block, records);
-    Prefetch(index);
+    if (columns_.size() == 2) {
+        return ReadPairs(block, records, index);
+    }
     for (std::size_t place = 0; place < count_; ++place) {
-        const std::uint32_t detail = Find(place, index);
-        details_[place] =
-            detail != TagIndex::kNone ? detail : FindOrAdd(block, records[place], place, index);
+        details_[place] = FindOrAdd(block, records[place], place, index);
     }
 }
 
 void BlockDetails::ReadNumbers(const ERecordBlock& block, std::span<const EBlockIndex> records) {
     for (Column& column : columns_) {
         if (column.data == kNoColumn) {
-            column.known.resize(1, kUnknown);
-            column.numbers.fill(column.known[0]);
+            column.known.resize(1);
+            column.numbers.fill(column.known[0].number);
             continue;
         }
         const ERecordBlock::Column& from = block.At(column.data);
-        column.known.resize(from.dictionary->Size(), kUnknown);
-        const std::uint32_t* const known = column.known.data();
+        column.known.resize(from.dictionary->Size());
+        const Known* const known = column.known.data();
         for (std::size_t place = 0; place < records.size(); ++place) {
-            column.numbers[place] = known[from.numbers[records[place]]];
+            column.numbers[place] = known[from.numbers[records[place]]].number;
         }
     }
 }
 
-void BlockDetails::Prefetch(const TagIndex& index) const noexcept {
-    if (columns_.size() != 2 || !index.IsLarge()) {
-        return;
+void BlockDetails::ReadSingles(const ERecordBlock& block, std::span<const EBlockIndex> records,
+                               TagIndex& index) {
+    Column& column = columns_[0];
+    const std::uint32_t* const numbers =
+        column.data == kNoColumn ? nullptr : block.At(column.data).numbers;
+    const std::uint32_t size = numbers == nullptr ? 1 : block.At(column.data).dictionary->Size();
+    column.known.resize(size);
+    detailOf_.resize(size, kUnknown);
+    for (std::size_t place = 0; place < count_; ++place) {
+        std::uint32_t& detail = detailOf_[numbers == nullptr ? 0 : numbers[records[place]]];
+        if (detail == kUnknown) {
+            detail = FindOrAdd(block, records[place], place, index);
+        }
+        details_[place] = detail;
+    }
+    if (wantsNumbers_) {
+        ReadNumbers(block, records);
+    }
+}
+
+// The most frequent case: known pairs go without a call, and their lookups overlap.
+void BlockDetails::ReadPairs(const ERecordBlock& block, std::span<const EBlockIndex> records,
+                             TagIndex& index) {
+    const Numbered& first = columns_[0].numbers;
+    const Numbered& second = columns_[1].numbers;
+    for (std::size_t place = 0; index.IsLarge() && place < count_; ++place) {
+        index.PrefetchPair(first[place], second[place]);
     }
     for (std::size_t place = 0; place < count_; ++place) {
-        index.PrefetchPair(columns_[0].numbers[place], columns_[1].numbers[place]);
+        const std::uint32_t found = index.FindPair(first[place], second[place]);
+        details_[place] =
+            found != TagIndex::kNone ? found : FindOrAdd(block, records[place], place, index);
     }
 }
 
-std::uint32_t BlockDetails::Find(std::size_t place, const TagIndex& index) {
+std::uint32_t BlockDetails::FindOrAdd(const ERecordBlock& block, EBlockIndex record,
+                                      std::size_t place, TagIndex& index) {
+    bool areSpelled = true;
     for (std::size_t at = 0; at < columns_.size(); ++at) {
-        numbers_[at] = columns_[at].numbers[place];
-        if (numbers_[at] == kUnknown) {
-            return TagIndex::kNone;
+        Column& column = columns_[at];
+        const Known& known = column.known[BlockNumber(column, block, record)];
+        if (known.number == kUnknown) {
+            return FindOrAddTag(block, record, place, index);
         }
+        column.numbers[place] = numbers_[at] = known.number;  // an earlier record may have met it
+        spellings_[at] = known.spelling;
+        areSpelled = areSpelled && known.spelling != kUnknown;
     }
-    return index.Find(numbers_);
+    const std::uint32_t found = index.Find(numbers_);
+    if (found != TagIndex::kNone) {
+        return found;
+    }
+    return areSpelled ? index.AddDetail(numbers_, spellings_)
+                      : FindOrAddTag(block, record, place, index);
 }
 
 // The record's values as its tag has them: a new detail keeps the spelling of its first record.
-std::uint32_t BlockDetails::FindOrAdd(const ERecordBlock& block, EBlockIndex record,
-                                      std::size_t place, TagIndex& index) {
+std::uint32_t BlockDetails::FindOrAddTag(const ERecordBlock& block, EBlockIndex record,
+                                         std::size_t place, TagIndex& index) {
     for (const Column& column : columns_) {
         if (column.data == kNoColumn) {
             continue;
@@ -104,11 +147,16 @@ std::uint32_t BlockDetails::FindOrAdd(const ERecordBlock& block, EBlockIndex rec
             tag_.Slot(column.level).Refill(data, block.Value(column.label, record).AsChaine());
         }
     }
+    const std::uint32_t size = index.Size();
     const std::uint32_t detail = index.FindOrAdd(tag_);
     for (std::size_t at = 0; at < columns_.size(); ++at) {
         Column& column = columns_[at];
-        column.numbers[place] = index.LastNumbers()[at];
-        column.known[BlockNumber(column, block, record)] = column.numbers[place];
+        Known& known = column.known[BlockNumber(column, block, record)];
+        known.number = column.numbers[place] = index.LastNumbers()[at];
+        // The spelling of another record's detail need not be this one's.
+        if (index.Size() != size && column.label == kNoColumn) {
+            known.spelling = index.SpellingOf(detail, at);
+        }
     }
     return detail;
 }

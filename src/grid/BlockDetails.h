@@ -33,7 +33,9 @@ void WantValues(const ETabulonCursor& cursor, const CumulCells& cells,
 class BlockDetails {
 public:
     /// Asks for the columns of the index's levels, and forgets those of earlier blocks.
-    void Want(const ETabulonCursor& cursor, const TagIndex& index, EBlockRequest& request);
+    /// With `numbers`, Numbers may be called.
+    void Want(const ETabulonCursor& cursor, const TagIndex& index, bool numbers,
+              EBlockRequest& request);
     /// Finds the detail of each of the records, and adds those that are new.
     void Read(const ERecordBlock& block, std::span<const EBlockIndex> records, TagIndex& index);
 
@@ -52,11 +54,16 @@ private:
     static constexpr unsigned kNoColumn = 0xFFFFFFFF;
     using Numbered = std::array<std::uint32_t, ERecordBlock::kMostRecords>;
 
+    /// What the index has for a value of the block's column.
+    struct Known {
+        std::uint32_t number = kUnknown;
+        std::uint32_t spelling = kUnknown;  // only where the column's own text is the label
+    };
     struct Column {
         unsigned int level;
-        unsigned data;                     // in the block; kNoColumn: the cursor lacks the level
-        unsigned label;                    // in the block; kNoColumn: the data's own text
-        std::vector<std::uint32_t> known;  // the index's number, by the block's number
+        unsigned data;             // in the block; kNoColumn: the cursor lacks the level
+        unsigned label;            // in the block; kNoColumn: the data's own text
+        std::vector<Known> known;  // by the block's number
         Numbered numbers{};
     };
     [[nodiscard]] static std::uint32_t BlockNumber(const Column& column, const ERecordBlock& block,
@@ -64,16 +71,24 @@ private:
         return column.data == kNoColumn ? 0 : block.At(column.data).numbers[record];
     }
     void ReadNumbers(const ERecordBlock& block, std::span<const EBlockIndex> records);
-    void Prefetch(const TagIndex& index) const noexcept;
-    [[nodiscard]] std::uint32_t Find(std::size_t place, const TagIndex& index);
+    void ReadSingles(const ERecordBlock& block, std::span<const EBlockIndex> records,
+                     TagIndex& index);
+    void ReadPairs(const ERecordBlock& block, std::span<const EBlockIndex> records,
+                   TagIndex& index);
     [[nodiscard]] std::uint32_t FindOrAdd(const ERecordBlock& block, EBlockIndex record,
                                           std::size_t place, TagIndex& index);
+    [[nodiscard]] std::uint32_t FindOrAddTag(const ERecordBlock& block, EBlockIndex record,
+                                             std::size_t place, TagIndex& index);
 
     std::vector<Column> columns_;
-    std::vector<std::uint32_t> numbers_;  // scratch: of one record
+    bool wantsNumbers_ = false;
+    std::vector<std::uint32_t> detailOf_;  // of a single column: by the block's number
+    // Scratch, of one record.
+    std::vector<std::uint32_t> numbers_;
+    std::vector<std::uint32_t> spellings_;
+    ETabulonTag tag_;
     Numbered details_{};
     std::size_t count_ = 0;
-    ETabulonTag tag_;  // scratch
 };
 
 }  // namespace detail

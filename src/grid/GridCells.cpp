@@ -76,7 +76,7 @@ bool GridCells::WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request)
     if (!cells_.AreOwn()) {
         return false;
     }
-    details_.Want(cursor, index_, request);
+    details_.Want(cursor, index_, /*numbers=*/true, request);
     WantValues(cursor, cells_, calculations_.All(), request, valueColumns_);
     return true;
 }
@@ -99,34 +99,42 @@ void GridCells::FindRows(std::size_t count) {
             targets_.push_back(axe.column);
         }
     }
-    folded_.resize(count * (2 + targets_.size()));
-    std::byte** row = folded_.data();
+    const std::size_t perRecord = 2 + targets_.size();
+    folded_.resize(count * perRecord);
+    std::byte** rows = folded_.data();
+    const std::span<const std::uint32_t> details = details_.Details();
     for (std::size_t place = 0; place < count; ++place) {
-        *row = AccumulatorsOfCell(details_.Details()[place]);
-        __builtin_prefetch(*row++, /*rw=*/1);
-        *row++ = grandTotal;
-        for (const std::size_t column : targets_) {
-            *row++ = column == kGrandTotal
-                         ? grandTotal
-                         : AccumulatorsOfTotal(totalRows_[column], details_.Numbers(column)[place]);
+        std::byte* const cell = AccumulatorsOfCell(details[place]);
+        __builtin_prefetch(cell, /*rw=*/1);
+        rows[place * perRecord] = cell;
+        rows[place * perRecord + 1] = grandTotal;
+    }
+    rows += 2;
+    for (const std::size_t column : targets_) {
+        FindTotalRows(column, {rows++, count, perRecord}, grandTotal);
+    }
+}
+
+void GridCells::FindTotalRows(std::size_t column, const Stride& rows, std::byte* grandTotal) {
+    if (column == kGrandTotal) {
+        for (std::size_t place = 0; place < rows.count; ++place) {
+            rows.first[place * rows.step] = grandTotal;
         }
+        return;
+    }
+    std::vector<std::uint32_t>& totals = totalRows_[column];
+    const std::span<const std::uint32_t> numbers = details_.Numbers(column);
+    for (std::size_t place = 0; place < rows.count; ++place) {
+        rows.first[place * rows.step] = AccumulatorsOfTotal(totals, numbers[place]);
     }
 }
 
 // Details are numbered one by one, so that this adds one row; after an earlier failure it adds the
 // missing rows too.
-std::byte* GridCells::AccumulatorsOfCell(std::uint32_t detail) {
+void GridCells::AddCells(std::uint32_t detail) {
     while (cells_.Rows() <= detail) {
         static_cast<void>(cells_.AddRow());
     }
-    return cells_.RowAt(detail);
-}
-
-std::byte* GridCells::AccumulatorsOfTotal(std::vector<std::uint32_t>& rows, std::uint32_t number) {
-    if (number >= rows.size() || rows[number] == kNone) {
-        AddTotal(rows, number);
-    }
-    return totals_.RowAt(rows[number]);
 }
 
 void GridCells::AddTotal(std::vector<std::uint32_t>& rows, std::uint32_t number) {

@@ -83,11 +83,29 @@ private:
     // Added to a row number of totals_, so that Result tells totals from cells.
     static constexpr std::uint32_t kTotals = 0x80000000;
 
+    /// Every `step`-th pointer of an array.
+    struct Stride {
+        std::byte** first;
+        std::size_t count;
+        std::size_t step;
+    };
     void FindRows(std::size_t count);
+    void FindTotalRows(std::size_t column, const Stride& rows, std::byte* grandTotal);
     [[nodiscard]] std::byte* GrandTotalRow();
-    [[nodiscard]] std::byte* AccumulatorsOfCell(std::uint32_t detail);
+    [[nodiscard]] std::byte* AccumulatorsOfCell(std::uint32_t detail) {
+        if (cells_.Rows() <= detail) {
+            AddCells(detail);
+        }
+        return cells_.RowAt(detail);
+    }
+    void AddCells(std::uint32_t detail);
     [[nodiscard]] std::byte* AccumulatorsOfTotal(std::vector<std::uint32_t>& rows,
-                                                 std::uint32_t number);
+                                                 std::uint32_t number) {
+        if (number >= rows.size() || rows[number] == kNone) {
+            AddTotal(rows, number);
+        }
+        return totals_.RowAt(rows[number]);
+    }
     void AddTotal(std::vector<std::uint32_t>& rows, std::uint32_t number);
 
     TagIndex index_;

@@ -9,9 +9,9 @@ namespace etabulon::detail {
 
 namespace {
 
-// The largest table in cells of four bytes: 64 KiB in any case, and 8 cells for each pair.
+// The largest table in cells of four bytes: 64 KiB in any case, and 16 cells for each pair.
 constexpr std::uint64_t kSmallTable = 16384;
-constexpr std::uint64_t kCellsPerPair = 8;
+constexpr std::uint64_t kCellsPerPair = 16;
 
 std::uint64_t PairOf(std::uint32_t first, std::uint32_t second) noexcept {
     return std::uint64_t{first} << 32 | second;

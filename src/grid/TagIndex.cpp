@@ -128,11 +128,40 @@ void TagIndex::KeepSpellings(const ETabulonTag& tag, std::uint32_t detail) {
             continue;
         }
         Column& column = columns_[at];
-        const std::uint32_t spelling = column.values.SpellingOf(last_[at], *ValueIn(tag, column));
-        if (spelling != column.values.FirstSpelling(last_[at])) {
-            otherSpellings_[SpellingKey(detail, at)] = spelling;
+        KeepSpelling(detail, at, column.values.SpellingOf(last_[at], *ValueIn(tag, column)));
+    }
+}
+
+// Requires last_ to be the detail's numbers.
+void TagIndex::KeepSpelling(std::uint32_t detail, std::size_t column, std::uint32_t spelling) {
+    if (spelling != columns_[column].values.FirstSpelling(last_[column])) {
+        otherSpellings_[SpellingKey(detail, column)] = spelling;
+    }
+}
+
+std::uint32_t TagIndex::AddDetail(std::span<const std::uint32_t> numbers,
+                                  std::span<const std::uint32_t> spellings) {
+    lastDetail_ = kNone;  // in case of an exception below
+    std::copy(numbers.begin(), numbers.end(), last_.begin());
+    const std::uint32_t detail = Chain();
+    for (std::size_t at = 0; at < columns_.size(); ++at) {
+        if (last_[at] != kAbsent) {
+            KeepSpelling(detail, at, spellings[at]);
         }
     }
+    ++size_;
+    lastDetail_ = detail;
+    return detail;
+}
+
+std::uint32_t TagIndex::SpellingOf(std::uint32_t detail, std::size_t column) const {
+    const std::uint32_t number = NumberAt(detail, column);
+    if (number == kAbsent) {
+        return kAbsent;
+    }
+    const auto other = otherSpellings_.find(SpellingKey(detail, column));
+    return other == otherSpellings_.end() ? columns_[column].values.FirstSpelling(number)
+                                          : other->second;
 }
 
 ETabulonTag TagIndex::Tag(std::uint32_t detail) const {
@@ -144,11 +173,7 @@ ETabulonTag TagIndex::Tag(std::uint32_t detail) const {
         if (number == kAbsent) {
             continue;
         }
-        const ValueNumbers& values = columns_[at].values;
-        const auto other = otherSpellings_.find(SpellingKey(detail, at));
-        tag.SetValue(columns_[at].level,
-                     values.Spelling(other == otherSpellings_.end() ? values.FirstSpelling(number)
-                                                                    : other->second));
+        tag.SetValue(columns_[at].level, columns_[at].values.Spelling(SpellingOf(detail, at)));
     }
     return tag;
 }

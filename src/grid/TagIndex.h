@@ -64,6 +64,16 @@ public:
     void PrefetchPair(std::uint32_t first, std::uint32_t second) const noexcept {
         chain_[0].Prefetch(first, second);
     }
+    /// Find with two columns.
+    [[nodiscard]] std::uint32_t FindPair(std::uint32_t first, std::uint32_t second) const {
+        return chain_[0].Find(first, second);
+    }
+    /// FindOrAdd for an unknown detail of known values, in known spellings: of each column the
+    /// number, and the spelling unless the number is kAbsent.
+    [[nodiscard]] std::uint32_t AddDetail(std::span<const std::uint32_t> numbers,
+                                          std::span<const std::uint32_t> spellings);
+    /// The spelling that the detail has in a column; kAbsent without a value there.
+    [[nodiscard]] std::uint32_t SpellingOf(std::uint32_t detail, std::size_t column) const;
     [[nodiscard]] std::uint32_t NumberAt(std::uint32_t detail, std::size_t column) const;
     /// NumberAt of every column. Requires room for as many.
     void NumbersOf(std::uint32_t detail, std::span<std::uint32_t> numbers) const;
@@ -81,6 +91,7 @@ private:
     }
     [[nodiscard]] std::uint32_t Chain();
     void KeepSpellings(const ETabulonTag& tag, std::uint32_t detail);
+    void KeepSpelling(std::uint32_t detail, std::size_t column, std::uint32_t spelling);
     [[nodiscard]] std::uint64_t SpellingKey(std::uint32_t detail, std::size_t column) const {
         return std::uint64_t{detail} * columns_.size() + column;
     }

@@ -61,7 +61,7 @@ bool ScoreCells::WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request
     if (!rows_.AreOwn()) {
         return false;
     }
-    details_.Want(cursor, labels_, request);
+    details_.Want(cursor, labels_, /*numbers=*/false, request);
     WantValues(cursor, rows_, calculations_.All(), request, valueColumns_);
     return true;
 }

@@ -1,5 +1,6 @@
 #include "etabulon/sql/ESqlTable.h"
 
+#include "ESqlBlocks.h"
 #include "ESqlTableState.h"
 #include "etabulon/values/ETabulonValue.h"
 
@@ -250,20 +251,7 @@ const EFieldKey& ESqlTable::CurKey() {
         return key_;
     }
     s.keyStale = false;
-    if (position == kNoPosition || s.info.keyKind == ESqlKeyKind::None) {
-        key_.Free();
-        return key_;
-    }
-    if (s.info.keyKind != ESqlKeyKind::Columns) {
-        key_.Resize(1);
-        key_.At(0) = EVariant::FromInt64(position >= 0 ? position : position + 1);
-        return key_;
-    }
-    std::string_view raw = s.registry.KeyOf(position);
-    key_.Resize(static_cast<std::uint16_t>(s.info.key.size()));
-    for (std::uint16_t i = 0; i < key_.Size(); ++i) {
-        SetSqlSegment(key_.At(i), s.info.columns[s.info.key[i]].type, TakeKeyValue(raw));
-    }
+    s.KeyAt(position, key_);
     return key_;
 }
 

@@ -114,6 +114,22 @@ bool ESqlTable::State::PositionOf(const ESqlRow& of, EPosition& position) {
     return true;
 }
 
+void ESqlTable::State::KeyAt(EPosition position, EFieldKey& key) const {
+    if (position == kNoPosition || info.keyKind == ESqlKeyKind::None) {
+        return key.Free();
+    }
+    if (info.keyKind != ESqlKeyKind::Columns) {
+        key.Resize(1);
+        key.At(0) = EVariant::FromInt64(position >= 0 ? position : position + 1);
+        return;
+    }
+    std::string_view raw = registry.KeyOf(position);
+    key.Resize(static_cast<std::uint16_t>(info.key.size()));
+    for (std::uint16_t i = 0; i < key.Size(); ++i) {
+        SetSqlSegment(key.At(i), info.columns[info.key[i]].type, TakeKeyValue(raw));
+    }
+}
+
 ESqlTable::State::Address ESqlTable::State::AddressOf(EPosition position) const {
     Address address;
     if (info.keyKind == ESqlKeyKind::Columns) {

@@ -49,6 +49,8 @@ struct ESqlTable::State {
     /// False for the lowest integer, the only one without a position.
     [[nodiscard]] bool PositionOf(const ESqlRow& of, EPosition& position);
     [[nodiscard]] Address AddressOf(EPosition position) const;
+    /// Reads the key of a record; no segments without a position or a key.
+    void KeyAt(EPosition position, EFieldKey& key) const;
     /// Binds the key from parameter `first` on.
     static void BindKey(ISqlStatement& statement, int first, const Address& address);
     [[nodiscard]] std::string LockName(EPosition position) const;

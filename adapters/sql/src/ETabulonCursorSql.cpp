@@ -2,6 +2,8 @@
 
 #include "etabulon/foundation/DDico.h"
 
+#include <typeinfo>
+
 namespace etabulon {
 
 namespace {
@@ -92,6 +94,15 @@ CursorStatus ETabulonCursorSql::Reset(const ETabulonTag& tag) {
 CursorStatus ETabulonCursorSql::GetNext() {
     const CursorStatus status = ETabulonCursorEData::GetNext();
     return status == kDataInterrupted ? StatusCancelled : status;
+}
+
+CursorStatus ETabulonCursorSql::GetNextBlock(const ERecordBlock*& block) {
+    const CursorStatus status = ETabulonCursorEData::GetNextBlock(block);
+    return status == kDataInterrupted ? StatusCancelled : status;
+}
+
+bool ETabulonCursorSql::HasOwnSteps() const noexcept {
+    return typeid(*this) != typeid(ETabulonCursorSql);
 }
 
 void ETabulonCursorSql::OnLinkFailed(const EDataError& error) {

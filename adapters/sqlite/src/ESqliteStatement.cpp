@@ -130,59 +130,104 @@ ESqlStep ESqliteStatement::StepWalk(ESqlRow& row) {
     return step == ESqlStep::Row && !ReadRow(row) ? ESqlStep::Failed : step;
 }
 
+ESqlStep ESqliteStatement::StepBlock(ESqlRowBlock& rows) {
+    connection_.SetWalking(/*walking=*/true);
+    ESqlStep step = ESqlStep::Row;
+    while (step == ESqlStep::Row && rows.HasRoom() && !connection_.IsInterrupted()) {
+        step = Step();
+        if (step == ESqlStep::Row && !ReadInto(rows)) {
+            step = ESqlStep::Failed;
+        }
+    }
+    connection_.SetWalking(/*walking=*/false);
+    return step;
+}
+
 // Reads "unprotected" values, which saves two calls for each. They are safe here, since only this
 // thread uses the connection.
+template <class Into, class Cell>
+bool ESqliteStatement::ReadCell(Into& into, const Cell& cell, int column) {
+    sqlite3_value* const value = sqlite3_column_value(statement_, column);
+    switch (sqlite3_value_type(value)) {
+        case SQLITE_INTEGER:
+            into.PutInteger(cell, sqlite3_value_int64(value));
+            return true;
+        case SQLITE_FLOAT:
+            into.PutReal(cell, sqlite3_value_double(value));
+            return true;
+        case SQLITE_TEXT: {
+            const char* const text = TextOf(value);
+            if (text == nullptr) {
+                return false;
+            }
+            into.PutText(cell, text, static_cast<std::size_t>(sqlite3_value_bytes(value)));
+            return true;
+        }
+        case SQLITE_BLOB: {
+            const char* const bytes = BlobOf(value);
+            if (bytes == nullptr) {
+                return false;
+            }
+            into.PutBlob(cell, bytes, static_cast<std::size_t>(sqlite3_value_bytes(value)));
+            return true;
+        }
+        default:
+            into.PutNull(cell);
+            return true;
+    }
+}
+
 bool ESqliteStatement::ReadRow(ESqlRow& row) {
     for (const ESqlCell& cell : row.cells) {
-        sqlite3_value* const value = sqlite3_column_value(statement_, cell.column);
-        switch (sqlite3_value_type(value)) {
-            case SQLITE_INTEGER:
-                row.PutInteger(cell, sqlite3_value_int64(value));
-                break;
-            case SQLITE_FLOAT:
-                row.PutReal(cell, sqlite3_value_double(value));
-                break;
-            case SQLITE_TEXT: {
-                const char* const text = TextOf(value);
-                if (text == nullptr) {
-                    return false;
-                }
-                row.PutText(cell, text, static_cast<std::size_t>(sqlite3_value_bytes(value)));
-                break;
-            }
-            case SQLITE_BLOB: {
-                const char* const bytes = BlobOf(value);
-                if (bytes == nullptr) {
-                    return false;
-                }
-                row.PutBlob(cell, bytes, static_cast<std::size_t>(sqlite3_value_bytes(value)));
-                break;
-            }
-            default:
-                row.PutNull(cell);
-                break;
+        if (!ReadCell(row, cell, cell.column)) {
+            return false;
         }
     }
     if (row.integerKeyColumn >= 0) {
         row.integerKey = sqlite3_column_int64(statement_, row.integerKeyColumn);
     }
-    if (!row.keyColumns.empty()) {
-        row.key.clear();
-        bool hasNull = false;
-        for (const int column : row.keyColumns) {
-            sqlite3_value* const from = sqlite3_column_value(statement_, column);
-            const int type = sqlite3_value_type(from);
-            hasNull = hasNull || type == SQLITE_NULL;
-            ESqlValue value;
-            if (row.hasWideKey && type == SQLITE_TEXT ? !ReadWideText(from, value)
-                                                      : !ReadValue(from, value)) {
-                return false;
-            }
-            AppendKeyValue(row.key, value);
+    return ReadKey(row);
+}
+
+bool ESqliteStatement::ReadInto(ESqlRowBlock& rows) {
+    const std::size_t count = rows.cells.size();
+    for (std::size_t cell = 0; cell < count; ++cell) {
+        if (!ReadCell(rows, cell, rows.cells[cell].source)) {
+            return false;
         }
-        if (hasNull && row.rowIdColumn >= 0) {
-            AppendKeyValue(row.key, Column(row.rowIdColumn));
+    }
+    if (rows.row.integerKeyColumn >= 0) {
+        rows.PutIntegerKey(
+            sqlite3_value_int64(sqlite3_column_value(statement_, rows.row.integerKeyColumn)));
+    } else if (rows.wantsKeys) {
+        if (!ReadKey(rows.row)) {
+            return false;
         }
+        rows.keys[rows.Size()].swap(rows.row.key);
+    }
+    rows.EndRow();
+    return true;
+}
+
+bool ESqliteStatement::ReadKey(ESqlRow& row) {
+    if (row.keyColumns.empty()) {
+        return true;
+    }
+    row.key.clear();
+    bool hasNull = false;
+    for (const int column : row.keyColumns) {
+        sqlite3_value* const from = sqlite3_column_value(statement_, column);
+        const int type = sqlite3_value_type(from);
+        hasNull = hasNull || type == SQLITE_NULL;
+        ESqlValue value;
+        if (row.hasWideKey && type == SQLITE_TEXT ? !ReadWideText(from, value)
+                                                  : !ReadValue(from, value)) {
+            return false;
+        }
+        AppendKeyValue(row.key, value);
+    }
+    if (hasNull && row.rowIdColumn >= 0) {
+        AppendKeyValue(row.key, Column(row.rowIdColumn));
     }
     return true;
 }

@@ -2,6 +2,7 @@
 
 #include "ESqliteConnection.h"
 #include "etabulon/sql/ESqlRow.h"
+#include "etabulon/sql/ESqlRowBlock.h"
 
 #include <sqlite3.h>
 
@@ -18,6 +19,7 @@ public:
     void Bind(int parameter, const ESqlValue& value) override;
     ESqlStep Step() override;
     ESqlStep StepWalk(ESqlRow& row) override;
+    ESqlStep StepBlock(ESqlRowBlock& rows) override;
     bool ReadRow(ESqlRow& row) override;
     ESqlValue Column(int column) override;
     void Reset() override {
@@ -28,6 +30,11 @@ public:
 
 private:
     [[nodiscard]] ESqlStep RunStep();
+    /// Decodes one value; false if memory ran out.
+    template <class Into, class Cell>
+    [[nodiscard]] bool ReadCell(Into& into, const Cell& cell, int column);
+    [[nodiscard]] bool ReadKey(ESqlRow& row);
+    [[nodiscard]] bool ReadInto(ESqlRowBlock& rows);
 
     ESqliteConnection& connection_;
     sqlite3_stmt* statement_;  // owned

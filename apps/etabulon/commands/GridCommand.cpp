@@ -3,7 +3,7 @@
 #include "apps/etabulon/views/CliCrossPrinter.h"
 #include "apps/etabulon/views/CliDrill.h"
 #include "apps/etabulon/views/CliRecords.h"
-#include "etabulon/cursors/ECursorListener.h"
+#include "apps/etabulon/walk/CliBystander.h"
 #include "etabulon/grid/ETabulonGridCumuls.h"
 
 #include <CLI/CLI.hpp>
@@ -100,7 +100,7 @@ CliResult<GridCommand::Grids> GridCommand::Calculate(const CliWalkContext& conte
             addFiller(one, dataAxes);
         }
     }
-    ECursorListener listener;  // goes on until the walk ends: the fillers listen beside it
+    CliBystander listener;
     if (const CliResult<> walked = Walk(context, cursor, levels.place, listener); !walked) {
         return walked.Failure();
     }

@@ -1,28 +1,12 @@
 #include "apps/etabulon/commands/ScoreCommand.h"
 
-#include "etabulon/cursors/ECursorListener.h"
+#include "apps/etabulon/walk/CliBystander.h"
 #include "etabulon/score/ETabulonScoreFiller.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 namespace etabulon {
-namespace {
-
-/// Keeps the walk going for the filler, which listens too, and notes whether there was a record.
-class CountingListener final : public ECursorListener {
-public:
-    CursorStatus OnMove(const ETabulonCursor& /*cursor*/) override {
-        hasRecords_ = true;
-        return StatusOk;
-    }
-    [[nodiscard]] bool HasRecords() const noexcept { return hasRecords_; }
-
-private:
-    bool hasRecords_ = false;
-};
-
-}  // namespace
 
 void ScoreCommand::DeclareView(CLI::App& app) {
     AddList(app, "--level", level_,
@@ -78,7 +62,7 @@ CliResult<CliRanking> ScoreCommand::Rank(const CliWalkContext& context,
     const auto filler = ETabulonScoreFiller::Make(&cursor.Seen(), nullptr);
     filler->SetParams(&request.calculations.collection, &sort, static_cast<unsigned int>(depth));
     cursor.Seen().AddNotifier(filler.Get());
-    CountingListener listener;
+    CliBystander listener;
     if (const CliResult<> walked = Walk(context, cursor, levels.place, listener); !walked) {
         return walked.Failure();
     }

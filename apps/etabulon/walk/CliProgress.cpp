@@ -10,10 +10,21 @@ namespace etabulon {
 
 CursorStatus CliProgress::OnMove(const ETabulonCursor& /*cursor*/) {
     constexpr std::uint64_t kBetweenLooks = 1024;  // records between two reads of the clock
-    constexpr std::chrono::milliseconds kBetweenLines(100);
-    if (++count_ % kBetweenLooks != 0) {
-        return StatusOk;
+    if (++count_ % kBetweenLooks == 0) {
+        Show();
     }
+    return StatusOk;
+}
+
+CursorStatus CliProgress::OnBlock(const ETabulonCursor& /*cursor*/, const ERecordBlock& /*block*/,
+                                  std::span<const EBlockIndex> records) {
+    count_ += records.size();
+    Show();
+    return StatusOk;
+}
+
+void CliProgress::Show() {
+    constexpr std::chrono::milliseconds kBetweenLines(100);
     const auto now = std::chrono::steady_clock::now();
     if (now - shown_ >= kBetweenLines) {
         std::array<char, 48> text{};
@@ -22,7 +33,6 @@ CursorStatus CliProgress::OnMove(const ETabulonCursor& /*cursor*/) {
         shown_ = now;
         isOnScreen_ = true;
     }
-    return StatusOk;
 }
 
 void CliProgress::End() {

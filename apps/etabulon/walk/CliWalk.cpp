@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <set>
+#include <typeinfo>
 
 namespace etabulon {
 namespace {
@@ -119,6 +120,8 @@ void CliCursor::ResetCancel() {
         Cancel();
     }
 }
+
+bool CliCursor::HasOwnSteps() const noexcept { return typeid(*this) != typeid(CliCursor); }
 
 bool CliCursor::IsInterrupted() const noexcept { return interrupt_.IsRaised(); }
 

@@ -29,6 +29,7 @@ public:
 
 protected:
     void ResetCancel() override;
+    [[nodiscard]] bool HasOwnSteps() const noexcept override;
     [[nodiscard]] bool IsInterrupted() const noexcept;
 
 private:

@@ -2,11 +2,13 @@
 
 #include "etabulon/foundation/EBlockSource.h"
 #include "etabulon/foundation/ERecordBlock.h"
+#include "etabulon/foundation/detail/EHashMix.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 namespace etabulon {
@@ -75,7 +77,7 @@ public:
     // Texts: copied, or borrowed until the block is finished.
     void PutText(std::size_t record, const char* bytes, std::size_t length) {
         char* const copy = arena_.Take(length);
-        std::memcpy(copy, bytes, length);
+        detail::CopyBytes(copy, bytes, length);
         texts_[record] = {copy, length};
     }
     void PutBorrowed(std::size_t record, const char* bytes, std::size_t length) noexcept {
@@ -153,9 +155,10 @@ private:
     void Number(EBlockColumn& column, std::size_t size);
     void NumberWords(EBlockColumn& column, std::size_t size);
     void NumberTexts(EBlockColumn& column, std::size_t size);
-    void FindTexts(EBlockColumn& column, std::size_t size);
+    void FindCandidates(const EBlockColumn& column, std::size_t size);
+    [[nodiscard]] std::uint32_t AddText(EBlockColumn& column, std::size_t record);
     [[nodiscard]] std::uint32_t AddValue(EBlockColumn& column, const EVariant& value,
-                                         std::uint32_t hash);
+                                         std::uint32_t hash, std::string_view bytes);
 
     std::vector<std::unique_ptr<EBlockColumn>> columns_;
     ERecordBlock block_;

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <span>
 #include <vector>
@@ -45,16 +46,26 @@ private:
     friend class EBlockBuilder;
     friend class EBlockColumn;
 
-    /// What a value is found by: its bytes and their number, or null and its word.
-    struct Key {
-        const char* bytes;
-        std::uint64_t wordOrLength;
+    /// What a value is found by: its bytes, or those of its word. A key of up to 28 bytes lies
+    /// within, so that a lookup reads half a cache line.
+    struct alignas(32) Key {
+        static constexpr std::size_t kInside = 28;
+        std::uint32_t length = 0;
+        char bytes[kInside] = {};  // a longer key: its address
+
+        [[nodiscard]] const char* Bytes() const noexcept {
+            const char* elsewhere = nullptr;
+            if (length > kInside) {
+                std::memcpy(&elsewhere, bytes, sizeof elsewhere);
+            }
+            return length > kInside ? elsewhere : bytes;
+        }
     };
 
     std::vector<EVariant> values_;
     std::vector<Key> keys_;
-    std::vector<std::unique_ptr<char[]>> copies_;  // of keys whose bytes move with values_
-    detail::HashIndex index_;                      // of values_, without the missing value
+    std::vector<std::unique_ptr<char[]>> longKeys_;
+    detail::HashIndex index_;  // of keys_, without that of the missing value
 };
 
 /// Some consecutive records of a walk, by columns: only those that the listeners asked for.

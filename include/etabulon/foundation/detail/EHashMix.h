@@ -53,6 +53,24 @@ inline bool HaveSameBytes(const char* left, const char* right, std::size_t lengt
     return std::memcmp(left, right, length) == 0;
 }
 
+/// Copies in the same way. The two ranges don't overlap.
+inline void CopyBytes(char* to, const char* from, std::size_t length) noexcept {
+    constexpr std::size_t kWord = sizeof(std::uint64_t);
+    if (length >= kWord && length <= 2 * kWord) {
+        const auto first = WordAt<>(from);
+        const auto last = WordAt<>(from + length - kWord);
+        std::memcpy(to, &first, kWord);
+        std::memcpy(to + length - kWord, &last, kWord);
+    } else if (length >= kWord / 2 && length < kWord) {
+        const auto first = WordAt<std::uint32_t>(from);
+        const auto last = WordAt<std::uint32_t>(from + length - kWord / 2);
+        std::memcpy(to, &first, kWord / 2);
+        std::memcpy(to + length - kWord / 2, &last, kWord / 2);
+    } else {
+        std::memcpy(to, from, length);
+    }
+}
+
 /// The hash of some bytes, word by word; the last word may overlap the one before it, so that short
 /// texts take one or two multiplications. `above` is the hash of the parent that the bytes are
 /// looked up under.

@@ -89,6 +89,8 @@ public:
     std::int32_t UnlockRecord(EPosition where) override;
     [[nodiscard]] Chaine LastErrorText() const override;
     [[nodiscard]] int LastErrorCode() const override;
+    /// Of streaming walks; null for a derived class, which may have steps of its own.
+    EBlockSource* Blocks() override;
 
     [[nodiscard]] const ESqlTableInfo& Info() const noexcept;
     [[nodiscard]] const DRubric& Rubric() const noexcept;
@@ -134,7 +136,7 @@ public:
     /// reads as missing; missing for NULL. The result is a status.
     [[nodiscard]] std::int32_t ReadStored(EPosition where, std::uint16_t field, EVariant& value);
     /// The number of values of a column (by variable index) that had another type and were read as
-    /// missing.
+    /// missing. A walk by blocks reads only the columns that its listeners ask for.
     [[nodiscard]] std::uint64_t MismatchCount(unsigned column) const;
 
     /// All writes until Commit or Rollback take effect together or not at all. The result is a
@@ -148,6 +150,7 @@ public:
 private:
     struct State;
     class Write;
+    class BlockSource;
     void EndSteps();
     EPosition StepStreaming();
     EPosition StepElsewhere(bool forward);
@@ -172,6 +175,7 @@ private:
     [[nodiscard]] bool ReadBack(EPosition& written);
     void NoteMissedWrite(std::int64_t rows, EPosition where);
     std::unique_ptr<State> state_;
+    std::unique_ptr<BlockSource> blocks_;  // made when it is first asked for
 };
 
 }  // namespace etabulon

@@ -27,6 +27,8 @@ protected:
     void ResetCancel() override;
     CursorStatus Reset(const ETabulonTag& tag) override;
     CursorStatus GetNext() override;
+    CursorStatus GetNextBlock(const ERecordBlock*& block) override;
+    [[nodiscard]] bool HasOwnSteps() const noexcept override;
     /// Ends the table's walk with the error, which LastErrorText then returns.
     void OnLinkFailed(const EDataError& error) override;
     CursorStatus Delete(const ETabulonPrimaryKey& key, const ETabulonTag& tag) override;

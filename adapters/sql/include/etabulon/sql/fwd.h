@@ -4,6 +4,7 @@ namespace etabulon {
 
 class ESqlKeyRegistry;
 class ESqlRow;
+class ESqlRowBlock;
 class ESqlSource;
 class ESqlTable;
 class ETabulonCursorSql;

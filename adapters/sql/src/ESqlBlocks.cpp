@@ -1,0 +1,174 @@
+#include "ESqlBlocks.h"
+
+#include <typeinfo>
+
+namespace etabulon {
+
+EBlockSource* ESqlTable::Blocks() {
+    if (typeid(*this) != typeid(ESqlTable)) {
+        return nullptr;
+    }
+    if (blocks_ == nullptr) {
+        blocks_ = std::make_unique<BlockSource>(*this);
+    }
+    return blocks_.get();
+}
+
+bool ESqlTable::BlockSource::BeginBlocks(const EBlockRequest& request) {
+    State& s = *table_.state_;
+    if (s.walk != State::Walk::Streaming || s.moved || s.keyStatement != nullptr) {
+        return false;
+    }
+    std::vector<EFieldDesc> descs;
+    std::vector<ESqlCell> cells;
+    for (const EBlockRequest::Column& column : request.columns) {
+        const int field = FindField(table_.Fields(), *column.field);
+        if (field < 0) {
+            return false;
+        }
+        descs.push_back(column.field->Desc());
+        cells.push_back(s.row.cells[static_cast<std::size_t>(field)]);
+    }
+    builder_.emplace(*this, request, descs);
+    rows_.row = s.row;
+    rows_.row.cells = std::move(cells);
+    rows_.row.record = static_cast<std::byte*>(scratch_.Get());
+    if (!request.keys && s.order.empty()) {
+        // Keys rise. The lowest of all, which has no position, would have come as the first record.
+        rows_.row.integerKeyColumn = -1;
+    }
+    rows_.SetColumns(*builder_);
+    rows_.wantsKeys = request.keys && s.info.keyKind == ESqlKeyKind::Columns;
+    rows_.keys.resize(rows_.wantsKeys ? ERecordBlock::kMostRecords : 0);
+    rows_.integerKeys.resize(rows_.row.integerKeyColumn >= 0 ? ERecordBlock::kMostRecords : 0);
+    current_ = s.row;
+    for (ESqlCell& cell : current_.cells) {
+        cell.mismatches = &s.readAgain;  // the rows of the block count the mismatches
+    }
+    return true;
+}
+
+void ESqlTable::BlockSource::EndBlocks() noexcept {
+    builder_.reset();
+    rows_.cells.clear();
+}
+
+const ERecordBlock* ESqlTable::BlockSource::NextBlock() {
+    State& s = *table_.state_;
+    if (s.walk != State::Walk::Streaming || s.moved) {
+        return StepSingly();
+    }
+    builder_->Begin();
+    rows_.Begin();
+    StepStreaming();
+    const bool isOnRow = s.walk == State::Walk::Streaming;
+    const std::size_t size = FindPositions();
+    if (size == 0) {
+        table_.Leave(s.walk == State::Walk::Ended ? DataEnd : s.error.status);
+        return nullptr;
+    }
+    if (isOnRow && s.walk == State::Walk::Streaming) {
+        StandOnLast(s.walkPosition);
+    } else {
+        s.ClearError();  // a failure follows the records before it
+    }
+    return &builder_->Finish(size);
+}
+
+/// Steps over the rows of a block. The walk is broken or ended if it can't go on behind them.
+void ESqlTable::BlockSource::StepStreaming() {
+    State& s = *table_.state_;
+    if (s.IsCancelled()) {
+        return s.BreakWalk();
+    }
+    switch (s.walkStatement->StepBlock(rows_)) {
+        case ESqlStep::Row:
+            if (rows_.Size() == 0 && s.IsCancelled()) {
+                s.BreakWalk();
+            }
+            break;
+        case ESqlStep::Done:
+            s.EndStreaming();
+            s.walk = State::Walk::Ended;
+            break;
+        default:
+            s.NoteWalkError();
+            s.BreakWalk();
+            break;
+    }
+}
+
+/// The number of rows before the one that has no position. That would be the last, and breaks the
+/// walk.
+std::size_t ESqlTable::BlockSource::FindPositions() {
+    State& s = *table_.state_;
+    const std::size_t size = rows_.Size();
+    EPosition* const positions = builder_->Positions();
+    EPosition position = kNoPosition;
+    if (positions == nullptr && size != 0 && s.info.keyKind == ESqlKeyKind::None) {
+        s.lastNumber += static_cast<EPosition>(size) - 1;
+    }
+    for (std::size_t row = positions != nullptr || size == 0 ? 0 : size - 1; row < size; ++row) {
+        if (!FindPosition(row, position)) {
+            s.BreakWalk();
+            return row;
+        }
+        if (positions != nullptr) {
+            positions[row] = position;
+        }
+    }
+    if (size != 0 && s.walk == State::Walk::Streaming) {
+        s.walkPosition = position;
+    }
+    return size;
+}
+
+bool ESqlTable::BlockSource::FindPosition(std::size_t row, EPosition& position) {
+    State& s = *table_.state_;
+    if (rows_.row.integerKeyColumn >= 0) {
+        rows_.row.integerKey = rows_.integerKeys[row];
+    } else if (rows_.wantsKeys) {
+        rows_.row.key.swap(rows_.keys[row]);
+    } else if (s.info.keyKind != ESqlKeyKind::None) {
+        return true;  // StandOnLast reads it
+    }
+    return s.PositionOf(rows_.row, position);
+}
+
+/// Decodes the row that the statement stands on into the table's record.
+void ESqlTable::BlockSource::StandOnLast(EPosition last) {
+    State& s = *table_.state_;
+    if (!s.walkStatement->ReadRow(current_)) {
+        s.NoteWalkError();
+        s.BreakWalk();
+        return s.ClearError();
+    }
+    if (s.info.keyKind != ESqlKeyKind::None) {
+        static_cast<void>(s.PositionOf(current_, last));  // not the lowest key: see FindPositions
+        s.walkPosition = last;
+    }
+    s.loadedFrom = State::Loaded::InStatement;
+    table_.Arrive(last);
+}
+
+/// A block of one record, of a walk that reads by key since a write.
+const ERecordBlock* ESqlTable::BlockSource::StepSingly() {
+    if (table_.GetNext() == kNoPosition) {
+        return nullptr;
+    }
+    builder_->Begin();
+    const auto* const record = static_cast<const std::byte*>(table_.state_->record.Get());
+    for (std::size_t column = 0; column < builder_->ColumnCount(); ++column) {
+        builder_->At(column).PutCell(0, record + rows_.row.cells[column].offset);
+    }
+    if (EPosition* const positions = builder_->Positions(); positions != nullptr) {
+        *positions = table_.position;
+    }
+    return &builder_->Finish(1);
+}
+
+void ESqlTable::BlockSource::ReadKey(EPosition position, EFieldKey& key) const {
+    table_.state_->KeyAt(position, key);
+}
+
+}  // namespace etabulon

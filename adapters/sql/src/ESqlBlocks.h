@@ -1,0 +1,35 @@
+#pragma once
+
+#include "ESqlTableState.h"
+#include "etabulon/foundation/EBlockBuilder.h"
+#include "etabulon/sql/ESqlRowBlock.h"
+
+#include <optional>
+
+namespace etabulon {
+
+/// The blocks of a streaming walk.
+class ESqlTable::BlockSource final : public EBlockSource {
+public:
+    explicit BlockSource(ESqlTable& table) : table_(table), scratch_(table.state_->layout) {}
+
+    bool BeginBlocks(const EBlockRequest& request) override;
+    const ERecordBlock* NextBlock() override;
+    void EndBlocks() noexcept override;
+    void ReadKey(EPosition position, EFieldKey& key) const override;
+
+private:
+    [[nodiscard]] const ERecordBlock* StepSingly();
+    void StepStreaming();
+    [[nodiscard]] std::size_t FindPositions();
+    [[nodiscard]] bool FindPosition(std::size_t row, EPosition& position);
+    void StandOnLast(EPosition last);
+
+    ESqlTable& table_;
+    ERecordBuffer scratch_;
+    std::optional<EBlockBuilder> builder_;
+    ESqlRowBlock rows_;
+    ESqlRow current_;  // decodes a row again, into the table's record
+};
+
+}  // namespace etabulon
