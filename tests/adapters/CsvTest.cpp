@@ -82,7 +82,7 @@ protected:
     std::string Text() {
         static const char* const kBreaks[] = {"\n", "\n", "\n", "\r\n", "\r", "\n\n"};
         static const char* const kBad[] = {"\"", "a\"b", "\"a\"b", ",", "\n,\n", "\"open"};
-        static const char* const kNames[] = {"a", "A", "b", "", "a_2", "\"q\"\"d\"", "a b"};
+        static const char* const kNames[] = {"a", "A", "b", "", "a_2", "\"q\"\"d\"", "RowId"};
         const char* const lineBreak = Any(kBreaks);
         const unsigned width = 1 + Below(9);
         oddity = OneIn(2) ? 3000 : 5 + Below(60);
@@ -103,6 +103,15 @@ protected:
         return text;
     }
 
+    static std::string Shown(const ESqlTableInfo& info) {
+        std::string text = info.name.c_str() + info.rowIdName + info.code.c_str() +
+                           std::to_string(static_cast<int>(info.keyKind));
+        for (const ESqlColumn& column : info.columns) {
+            text += std::string(" ") + column.name.c_str() + '=' + column.code.c_str() + ' ' +
+                    column.declared.c_str() + std::to_string(column.type);
+        }
+        return text;
+    }
     static std::string Shown(EData& table) {
         std::string text;
         for (std::uint16_t field = 0; field < table.Fields().Size(); ++field) {
@@ -125,11 +134,7 @@ protected:
         if (read == nullptr) {
             return error.text.c_str();
         }
-        std::string text = read->Info().name.c_str();
-        for (const ESqlColumn& column : read->Info().columns) {
-            text += ' ' + std::string(column.declared.c_str()) + std::to_string(column.type);
-        }
-        return text + Shown(*read->Open());
+        return Shown(read->Info()) + Shown(*read->Open());
     }
     std::string InDatabase(const ECsvReadOptions& asked) {
         ECsvOptions options;
@@ -140,11 +145,7 @@ protected:
             return error.text.c_str();
         }
         const ESqlTableInfo& info = loaded->Tables()[0];
-        std::string text = info.name.c_str();
-        for (const ESqlColumn& column : info.columns) {
-            text += ' ' + std::string(column.declared.c_str()) + std::to_string(column.type);
-        }
-        return text + Shown(*loaded->OpenTable(info.code, error));
+        return Shown(info) + Shown(*loaded->OpenTable(info.code, error));
     }
     void Compare(const std::string& text, const ECsvReadOptions& options = {}) {
         std::ofstream(file, std::ios::binary) << text;

@@ -122,7 +122,6 @@ void ECsvTable::Reader::Describe() {
     ESqlTableInfo& info = table_.info_;
     info.name = Chaine(std::string_view(name));
     info.code = SqlCode(name);
-    info.keyKind = ESqlKeyKind::RowId;
     DRubric* const rubric = table_.dico_.AddRubric(info.code, info.name);
     for (std::size_t index = 0; index < columns_.size(); ++index) {
         const ECsvType type = columns_[index]->Type();
@@ -135,6 +134,8 @@ void ECsvTable::Reader::Describe() {
         rubric->AddVariable(column.code, column.name, column.type,
                             typeInfo.naturalSize + (typeInfo.IsSlot() ? 0U : 1U), 1, index + 1);
     }
+    info.rowIdName = SqlRowIdName(info);
+    info.keyKind = info.rowIdName.empty() ? ESqlKeyKind::None : ESqlKeyKind::RowId;
 }
 
 void ECsvTable::Reader::Build() {
