@@ -1,7 +1,7 @@
 // CSV files: any bytes, read, typed and loaded, against the rules written down a second time.
 
 #include "adapters/sqlite/src/ECsvReader.h"
-#include "adapters/sqlite/src/ECsvTypes.h"
+#include "etabulon/csv/ECsvTypes.h"
 #include "etabulon/sqlite/LoadCsv.h"
 #include "fuzz/Choices.h"
 

@@ -74,8 +74,8 @@ EBlockColumn::EBlockColumn(const EFieldDesc& desc, const EBlockRequest::Column& 
     }
     if (numbers_) {
         numbered_.resize(kMost);
-        dictionary_.values_.push_back(EVariant::Missing(desc.Type(), desc.Size()));
-        dictionary_.keys_.emplace_back();
+        dictionary_->values_.push_back(EVariant::Missing(desc.Type(), desc.Size()));
+        dictionary_->keys_.emplace_back();
     }
 }
 
@@ -138,23 +138,41 @@ EBlockBuilder::EBlockBuilder(const EBlockSource& source, const EBlockRequest& re
         block_.positions_.resize(kMost);
     }
     for (std::size_t index = 0; index < descs.size(); ++index) {
-        auto column = std::make_unique<EBlockColumn>(descs[index], request.columns[index]);
-        block_.readers_.push_back(std::make_unique<ERecordBlock::Reader>(descs[index]));
-        column->reader_ = block_.readers_.back().get();
-        ERecordBlock::Column& shown = block_.columns_.emplace_back();
-        shown.type = &TypeInfo(descs[index].Type());
-        if (column->numbers_) {
-            shown.numbers = column->numbered_.data();
-            shown.dictionary = &column->dictionary_;
-        }
-        if (column->form_ == EBlockColumn::Form::Words) {
-            shown.words = column->words_.data();
-        } else if (column->form_ == EBlockColumn::Form::Cells) {
-            shown.cells = column->cells_.data();
-            shown.cellSize = column->cellSize_;
-        }
-        columns_.push_back(std::move(column));
+        AddColumn(descs[index], request.columns[index]);
     }
+}
+
+EBlockBuilder::EBlockBuilder(const EFieldDesc& desc) : hashes_(kMost), candidates_(kMost) {
+    AddColumn(desc, {nullptr, /*numbers=*/true, /*values=*/false});
+}
+
+void EBlockBuilder::AddColumn(const EFieldDesc& desc, const EBlockRequest::Column& wish) {
+    auto column = std::make_unique<EBlockColumn>(desc, wish);
+    block_.readers_.push_back(std::make_unique<ERecordBlock::Reader>(desc));
+    column->reader_ = block_.readers_.back().get();
+    ERecordBlock::Column& shown = block_.columns_.emplace_back();
+    shown.type = &TypeInfo(desc.Type());
+    if (column->numbers_) {
+        shown.numbers = column->numbered_.data();
+        shown.dictionary = column->dictionary_.get();
+    }
+    if (column->form_ == EBlockColumn::Form::Words) {
+        shown.words = column->words_.data();
+    } else if (column->form_ == EBlockColumn::Form::Cells) {
+        shown.cells = column->cells_.data();
+        shown.cellSize = column->cellSize_;
+    }
+    columns_.push_back(std::move(column));
+}
+
+std::unique_ptr<EBlockDictionary> EBlockBuilder::TakeDictionary() {
+    EBlockDictionary& dictionary = *columns_[0]->dictionary_;
+    dictionary.values_.shrink_to_fit();
+    std::vector<EBlockDictionary::Key>().swap(dictionary.keys_);
+    dictionary.longKeys_.clear();
+    dictionary.longKeys_.shrink_to_fit();
+    detail::HashIndex().Swap(dictionary.index_);
+    return std::move(columns_[0]->dictionary_);
 }
 
 EBlockBuilder::~EBlockBuilder() = default;
@@ -196,7 +214,7 @@ void EBlockBuilder::Number(EBlockColumn& column, std::size_t size) {
 }
 
 void EBlockBuilder::NumberWords(EBlockColumn& column, std::size_t size) {
-    const EBlockDictionary& dictionary = column.dictionary_;
+    const EBlockDictionary& dictionary = *column.dictionary_;
     for (std::size_t record = 0; record < size; ++record) {
         hashes_[record] = detail::HashNumber(column.words_[record]);
         dictionary.index_.Prefetch(hashes_[record]);
@@ -222,7 +240,7 @@ void EBlockBuilder::NumberWords(EBlockColumn& column, std::size_t size) {
 // One pass for each memory access, so that the misses of all records of the block overlap: first
 // the slots of the index, then the keys.
 void EBlockBuilder::FindCandidates(const EBlockColumn& column, std::size_t size) {
-    const EBlockDictionary& dictionary = column.dictionary_;
+    const EBlockDictionary& dictionary = *column.dictionary_;
     for (std::size_t record = 0; record < size; ++record) {
         const EBlockColumn::Text& text = column.texts_[record];
         hashes_[record] = text.bytes != nullptr ? detail::HashBytes(text.bytes, text.length) : 0;
@@ -242,7 +260,7 @@ void EBlockBuilder::FindCandidates(const EBlockColumn& column, std::size_t size)
 }
 
 void EBlockBuilder::NumberTexts(EBlockColumn& column, std::size_t size) {
-    const EBlockDictionary& dictionary = column.dictionary_;
+    const EBlockDictionary& dictionary = *column.dictionary_;
     FindCandidates(column, size);
     for (std::size_t record = 0; record < size; ++record) {
         const EBlockColumn::Text text = column.texts_[record];
@@ -278,7 +296,7 @@ std::uint32_t EBlockBuilder::AddText(EBlockColumn& column, std::size_t record) {
 
 std::uint32_t EBlockBuilder::AddValue(EBlockColumn& column, const EVariant& value,
                                       std::uint32_t hash, std::string_view bytes) {
-    EBlockDictionary& dictionary = column.dictionary_;
+    EBlockDictionary& dictionary = *column.dictionary_;
     const std::uint32_t number = dictionary.Size();
     dictionary.index_.Reserve(number + 1);
     EBlockDictionary::Key& key = dictionary.keys_.emplace_back();

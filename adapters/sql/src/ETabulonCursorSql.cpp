@@ -33,8 +33,8 @@ int PlainColumn(const DRubric& rubric, const ETabulonVariableID& id) {
 
 ETabulonCursorSql::~ETabulonCursorSql() = default;
 
-void ETabulonCursorSql::Init(const ETabulonLevels& levels, ESqlTable* table, bool ownsTable) {
-    table_ = table;
+void ETabulonCursorSql::Init(const ETabulonLevels& levels, EData* table, bool ownsTable) {
+    table_ = dynamic_cast<ESqlTable*>(table);
     ETabulonCursorEData::Init(levels, table, ownsTable);
 }
 
@@ -106,6 +106,9 @@ bool ETabulonCursorSql::HasOwnSteps() const noexcept {
 }
 
 void ETabulonCursorSql::OnLinkFailed(const EDataError& error) {
+    if (table_ == nullptr) {
+        return ETabulonCursorEData::OnLinkFailed(error);
+    }
     table_->FailWalk(error);
     if (table_->status == kDataInterrupted) {
         return FailFields(StatusCancelled);
@@ -114,7 +117,7 @@ void ETabulonCursorSql::OnLinkFailed(const EDataError& error) {
 }
 
 CursorStatus ETabulonCursorSql::MoveToTag(const ETabulonPrimaryKey& key, const ETabulonTag& tag) {
-    if (key.Position() == kNoPosition) {
+    if (key.Position() == kNoPosition || table_ == nullptr) {
         return ETabulonCursorEData::MoveToTag(key, tag);
     }
     if (table_->position == key.Position()) {
@@ -125,12 +128,17 @@ CursorStatus ETabulonCursorSql::MoveToTag(const ETabulonPrimaryKey& key, const E
 }
 
 CursorStatus ETabulonCursorSql::StartInsert(const ETabulonTag& tag) {
-    table_->ClearFields();
+    if (table_ != nullptr) {
+        table_->ClearFields();
+    }
     return ETabulonCursorEData::StartInsert(tag);
 }
 
 /// A value that the column can't hold fails the save.
 CursorStatus ETabulonCursorSql::SetValue(const ETabulonVariableID& id, const ETabulonValue& value) {
+    if (table_ == nullptr) {
+        return ETabulonCursorEData::SetValue(id, value);
+    }
     const EFieldSet& fields = table_->Fields();
     const int field =
         id.IsAccelerator() ? fields.IndexOf(id.Accelerator()) : fields.IndexOf(id.Code());
@@ -142,6 +150,9 @@ CursorStatus ETabulonCursorSql::SetValue(const ETabulonVariableID& id, const ETa
 }
 
 CursorStatus ETabulonCursorSql::Delete(const ETabulonPrimaryKey& key, const ETabulonTag& tag) {
+    if (table_ == nullptr) {
+        return ETabulonCursorEData::Delete(key, tag);
+    }
     const CursorStatus status = MoveToTag(key, tag);
     if (status != StatusOk) {
         return status;

@@ -1,5 +1,7 @@
 #include "ECsvReader.h"
 
+#include "etabulon/csv/ECsvTypes.h"
+
 #include <filesystem>
 #include <fstream>
 
@@ -78,17 +80,6 @@ private:
 };
 
 }  // namespace
-
-ESqlError CsvError(const Chaine& path, std::uint64_t line, const std::string& what) {
-    ESqlError error;
-    error.status = DataOther;
-    error.text = path;
-    if (line > 0) {
-        error.text.Append(", line " + std::to_string(line));
-    }
-    error.text.Append(": " + what);
-    return error;
-}
 
 bool ReadCsv(const Chaine& path, char separator, ECsvRows& rows, ESqlError& error) {
     std::error_code failure;

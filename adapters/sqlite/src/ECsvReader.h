@@ -28,6 +28,4 @@ public:
 /// row, it supplies the error's text.
 [[nodiscard]] bool ReadCsv(const Chaine& path, char separator, ECsvRows& rows, ESqlError& error);
 
-[[nodiscard]] ESqlError CsvError(const Chaine& path, std::uint64_t line, const std::string& what);
-
 }  // namespace etabulon

@@ -215,19 +215,6 @@ Chaine SchemaReader::CollationOf(const ESqlTableInfo& table, const ESqlColumn& c
     return code == SQLITE_OK && collation != nullptr ? Chaine(collation) : Chaine();
 }
 
-/// An unquoted name of the row number that no column hides; empty if there is none.
-const char* RowIdName(const ESqlTableInfo& table) {
-    for (const char* const name : {"rowid", "_rowid_", "oid"}) {
-        const bool isHidden = std::any_of(
-            table.columns.begin(), table.columns.end(),
-            [name](const ESqlColumn& column) { return column.name.EqualsFolded(Chaine(name)); });
-        if (!isHidden) {
-            return name;
-        }
-    }
-    return "";
-}
-
 bool SchemaReader::ReadKey(Entry& entry, std::vector<std::pair<std::int64_t, unsigned>> parts) {
     ESqlTableInfo& table = entry.table;
     std::sort(parts.begin(), parts.end());
@@ -249,7 +236,7 @@ bool SchemaReader::ReadKey(Entry& entry, std::vector<std::pair<std::int64_t, uns
         std::any_of(table.key.begin(), table.key.end(),
                     [&table](unsigned column) { return !table.columns[column].notNull; });
     if (!entry.withoutRowId && (!hasKey || mayBeNull)) {
-        table.rowIdName = RowIdName(table);
+        table.rowIdName = SqlRowIdName(table);
     }
     if (hasKey) {
         table.keyKind = ESqlKeyKind::Columns;

@@ -1,8 +1,8 @@
 #include "etabulon/sqlite/LoadCsv.h"
 
 #include "ECsvReader.h"
-#include "ECsvTypes.h"
 #include "ESqliteConnection.h"
+#include "etabulon/csv/ECsvTypes.h"
 #include "etabulon/sql/ESqlText.h"
 
 #include <sqlite3.h>
@@ -10,43 +10,12 @@
 #include <atomic>
 #include <charconv>
 #include <filesystem>
-#include <map>
-#include <set>
 
 namespace etabulon {
 
 namespace {
 
 constexpr std::int64_t kMemoryLimit = std::int64_t{1} << 40;  // SQLite's default is one gigabyte
-
-std::string FoldedName(const std::string& name) {
-    std::string folded = name;
-    for (char& c : folded) {
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    }
-    return folded;
-}
-
-std::vector<std::string> ColumnNames(const std::vector<ECsvCell>& header, bool isHeader) {
-    std::vector<std::string> names;
-    std::set<std::string> used;
-    std::map<std::string, unsigned> suffixes;  // the last suffix given for each name
-    for (std::size_t i = 0; i < header.size(); ++i) {
-        std::string name = isHeader ? header[i].text : std::string();
-        // A NUL would end the statement in the middle of the name.
-        std::erase(name, '\0');
-        if (name.empty()) {
-            name = "column" + std::to_string(i + 1);
-        }
-        const std::string plain = name;
-        while (!used.insert(FoldedName(name)).second) {
-            unsigned& suffix = suffixes.try_emplace(FoldedName(plain), 1U).first->second;
-            name = plain + '_' + std::to_string(++suffix);
-        }
-        names.push_back(std::move(name));
-    }
-    return names;
-}
 
 /// Checks the number of cells of each row; derived classes get the rows after the header.
 class Rows : public ECsvRows {
@@ -56,7 +25,11 @@ public:
     bool TakeRow(const std::vector<ECsvCell>& cells, std::uint64_t line) final {
         if (count_++ == 0) {
             width_ = cells.size();
-            if (!Begin(ColumnNames(cells, hasHeader_))) {
+            std::vector<std::string> header;
+            for (const ECsvCell& cell : cells) {
+                header.push_back(cell.text);
+            }
+            if (!Begin(CsvColumnNames(header, hasHeader_))) {
                 return false;
             }
             if (hasHeader_) {
@@ -64,9 +37,7 @@ public:
             }
         }
         if (cells.size() != width_) {
-            error_ = CsvError(path_, line,
-                              std::to_string(cells.size()) + " cells where the first row has " +
-                                  std::to_string(width_));
+            error_ = CsvWidthError(path_, line, cells.size(), width_);
             return false;
         }
         return Take(cells);
@@ -224,11 +195,7 @@ std::unique_ptr<ESqliteSource> Loader::Load() {
 bool Loader::Fill(ESqliteConnection& connection, const TypeRows& shape) {
     std::int64_t limit = kMemoryLimit;
     sqlite3_file_control(connection.Handle(), "main", SQLITE_FCNTL_SIZE_LIMIT, &limit);
-    std::string name(options_.table.IsEmpty() ? std::filesystem::path(path_.c_str()).stem().string()
-                                              : std::string(options_.table.View()));
-    if (FoldedName(name).substr(0, 7) == "sqlite_") {
-        name = "csv_" + name;  // SQLite keeps these names for itself
-    }
+    const std::string name = CsvTableName(path_, options_.table);
     std::string table = "\"main\".";
     if (!SqlQuote(table, name)) {
         error_ = CsvError(path_, 0, "the table's name holds a NUL");

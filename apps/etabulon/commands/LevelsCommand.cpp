@@ -3,8 +3,9 @@
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliDictionary.h"
 #include "apps/etabulon/request/CliLevels.h"
+#include "apps/etabulon/request/CliTables.h"
 #include "etabulon/foundation/DDico.h"
-#include "etabulon/sqlite/ESqliteSource.h"
+#include "etabulon/sql/ESqlSource.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -88,12 +89,12 @@ CliResult<> LevelsCommand::ListTables(const CliDictionary& dictionary, CliWriter
     const std::array<CliColumn, 3> columns = {{{"table"}, {"kind"}, {"rows", true}}};
     writer.Begin(columns);
     CountCells counts(writer);
-    ESqlSource& source = dictionary.Source();
+    CliTables& source = dictionary.Source();
     for (const ESqlTableInfo& table : source.Tables()) {
         writer.Cell(Text(table.name.View()));
         writer.Cell(Text(table.isView ? "view" : "table"));
         ESqlError error;
-        counts.Put(source.CountRows(table.code, error), error);
+        counts.Put(source.CountRows(table, error), error);
         writer.EndRecord();
     }
     return counts.Finish();
@@ -112,14 +113,14 @@ CliResult<> LevelsCommand::ListVariables(const CliTable& listed, CliWriter& writ
     writer.Begin(columns);
     CountCells counts(writer);
     CliCellMaker maker;
-    ESqlSource& source = dictionary.Source();
+    CliTables& source = dictionary.Source();
     const DRubric& rubric = listed.Rubric();
     for (const ESqlColumn& column : table.columns) {
         const DVariable& variable = *rubric.Find(column.code);
         writer.Cell(Text(column.name.View()));
         writer.Cell(Text(TypeName(column.type)));
         ESqlError error;
-        counts.Put(source.CountDistinct(table.code, column.code, error), error);
+        counts.Put(source.CountDistinct(table, variable.Index(), error), error);
         const auto key = std::find(table.key.begin(), table.key.end(), variable.Index());
         // SQLite never stores NULL in an integer key, even if it isn't declared NOT NULL.
         const bool isNumberKey = key != table.key.end() && table.keyKind == ESqlKeyKind::Integer;

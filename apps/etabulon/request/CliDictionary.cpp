@@ -2,10 +2,10 @@
 
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliSuggest.h"
+#include "apps/etabulon/request/CliTables.h"
 #include "apps/etabulon/request/CliWritten.h"
 #include "etabulon/foundation/DDico.h"
 #include "etabulon/foundation/ELinkEngine.h"
-#include "etabulon/sql/ESqlSource.h"
 #include "etabulon/sql/ESqlText.h"
 
 #include <fmt/format.h>
@@ -15,7 +15,7 @@
 namespace etabulon {
 namespace {
 
-std::vector<std::string> NamesOfTables(const ESqlSource& source) {
+std::vector<std::string> NamesOfTables(const CliTables& source) {
     std::vector<std::string> names;
     for (const ESqlTableInfo& table : source.Tables()) {
         names.emplace_back(table.name.View());
@@ -46,7 +46,7 @@ std::string Shown(const ESqlTableInfo& table) { return Quoted(table.name.View())
 
 }  // namespace
 
-CliDictionary::CliDictionary(ESqlSource& source) : source_(source) {
+CliDictionary::CliDictionary(CliTables& source) : source_(source) {
     for (const ESqlTableInfo& table : source_.Tables()) {
         tables_.Add(table.name.View(), table.code.View());
     }
@@ -69,7 +69,7 @@ const CliDictionary::Names& CliDictionary::NamesIn(const ESqlTableInfo& table) c
         for (const ESqlColumn& column : table.columns) {
             names.columns.Add(column.name.View(), column.code.View());
         }
-        for (const DLink& link : source_.Rubric(table)->Links()) {
+        for (const DLink& link : source_.Rubric(table).Links()) {
             names.links.Add(NameOf(link), link.name.View());
         }
     }
@@ -84,7 +84,7 @@ const ESqlColumn* CliDictionary::LookUpColumn(const ESqlTableInfo& table,
 
 /// The link with that name, otherwise the only link that starts at the column with that name.
 const DLink* CliDictionary::LookUpLink(const ESqlTableInfo& table, std::string_view name) const {
-    const DRubric& rubric = *source_.Rubric(table);
+    const DRubric& rubric = source_.Rubric(table);
     if (const auto place = NamesIn(table).links.Find(name)) {
         return &rubric.Links()[*place];
     }
@@ -96,7 +96,7 @@ const DLink* CliDictionary::LookUpLink(const ESqlTableInfo& table, std::string_v
 /// the first link that points at a column with that name.
 const DLink* CliDictionary::LookUpLinkBack(const ESqlTableInfo& table, const ESqlTableInfo& from,
                                            std::string_view name) const {
-    const DRubric* const here = source_.Rubric(table);
+    const DRubric* const here = &source_.Rubric(table);
     const DLink* const own = LookUpLink(from, name);
     if (own != nullptr && own->target == here) {
         return own;
@@ -106,7 +106,7 @@ const DLink* CliDictionary::LookUpLinkBack(const ESqlTableInfo& table, const ESq
     if (variable == nullptr) {
         return nullptr;
     }
-    for (const DLink& link : source_.Rubric(from)->Links()) {
+    for (const DLink& link : source_.Rubric(from).Links()) {
         const std::vector<unsigned>& pointedAt = link.TargetVariables();
         if (link.target == here &&
             std::find(pointedAt.begin(), pointedAt.end(), variable->Index()) != pointedAt.end()) {
@@ -117,7 +117,10 @@ const DLink* CliDictionary::LookUpLinkBack(const ESqlTableInfo& table, const ESq
 }
 
 const ESqlTableInfo& CliDictionary::TableOf(const DRubric& rubric) const {
-    return *source_.FindTable(rubric.Name());
+    const auto tables = source_.Tables();
+    return *std::find_if(tables.begin(), tables.end(), [&rubric](const ESqlTableInfo& table) {
+        return table.code == rubric.Name();
+    });
 }
 
 CliResult<CliTable> CliDictionary::FindTable(const std::string& name) const {
@@ -144,7 +147,7 @@ CliResult<CliTable> CliDictionary::FindTable(const std::string& name) const {
 }
 
 CliVariable CliDictionary::VariableOf(const ESqlTableInfo& table, const ESqlColumn& column) const {
-    return {std::string(column.name.View()), column.code, source_.Rubric(table)->Find(column.code),
+    return {std::string(column.name.View()), column.code, source_.Rubric(table).Find(column.code),
             WrittenName(column.name.View())};
 }
 
@@ -216,7 +219,7 @@ CliResult<> CliDictionary::EnterStep(Way& way, CliPathStep& step, bool isBehindB
 }
 
 CliResult<> CliDictionary::GoForward(Way& way, const CliPathStep& step) const {
-    const DRubric& rubric = *source_.Rubric(*way.here);
+    const DRubric& rubric = source_.Rubric(*way.here);
     const DLink* const link = LookUpLink(*way.here, step.name);
     if (link == nullptr) {
         const auto all = NamesOfLinks(rubric, [](const DLink&) { return true; });
@@ -247,8 +250,8 @@ CliResult<> CliDictionary::GoBackward(Way& way, const CliPathStep& step,
                           fmt::format("there is no table {} behind »{}", Quoted(name),
                                       WhatThereIs(name, NamesOfTables(source_)))};
     }
-    const DRubric& here = *source_.Rubric(*way.here);
-    const DRubric& rubric = *source_.Rubric(*from);
+    const DRubric& here = source_.Rubric(*way.here);
+    const DRubric& rubric = source_.Rubric(*from);
     const DLink* const link = LookUpLinkBack(*way.here, *from, step.name);
     if (link == nullptr) {
         const auto back =

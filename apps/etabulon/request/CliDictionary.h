@@ -14,6 +14,7 @@
 
 namespace etabulon {
 
+class CliTables;
 class DRubric;
 struct DLink;
 struct ESqlColumn;
@@ -26,9 +27,9 @@ struct ESqlColumn;
 /// Threads    one at a time: the first lookup in a table indexes the table's names.
 class CliDictionary {
 public:
-    explicit CliDictionary(ESqlSource& source);
+    explicit CliDictionary(CliTables& source);
 
-    [[nodiscard]] ESqlSource& Source() const noexcept { return source_; }
+    [[nodiscard]] CliTables& Source() const noexcept { return source_; }
     /// An empty name means the only table.
     [[nodiscard]] CliResult<CliTable> FindTable(const std::string& name) const;
     [[nodiscard]] CliResult<CliVariable> FindVariable(const ESqlTableInfo& table,
@@ -68,7 +69,7 @@ private:
     [[nodiscard]] CliFailure NoSuchColumn(const ESqlTableInfo& table,
                                           const std::string& name) const;
 
-    ESqlSource& source_;
+    CliTables& source_;
     CliNames tables_;
     mutable std::unordered_map<const ESqlTableInfo*, Names> names_;
 };

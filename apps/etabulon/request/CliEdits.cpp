@@ -3,7 +3,7 @@
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliWritten.h"
 #include "etabulon/foundation/DDico.h"
-#include "etabulon/sql/ESqlSource.h"
+#include "etabulon/sql/ESqlSchema.h"
 #include "etabulon/values/ETabulonValue.h"
 
 #include <fmt/format.h>

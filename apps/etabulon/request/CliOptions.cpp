@@ -1,7 +1,6 @@
 #include "apps/etabulon/request/CliOptions.h"
 
 #include "apps/etabulon/request/CliSource.h"
-#include "etabulon/sqlite/ESqliteSource.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -79,7 +78,7 @@ void CliSourceOptions::Declare(CLI::App& app) {
         ->check(CheckSeparator);
 }
 
-CliResult<std::unique_ptr<ESqliteSource>> CliSourceOptions::Open(ESqlOpenMode mode) const {
+CliResult<std::unique_ptr<CliTables>> CliSourceOptions::Open(ESqlOpenMode mode) const {
     char separator = 0;
     if (!separator_.empty()) {
         separator = separator_ == "tab" ? '\t' : separator_.front();

@@ -17,7 +17,7 @@ class Option;
 
 namespace etabulon {
 
-class ESqliteSource;
+class CliTables;
 struct CliOpenTable;
 enum class ESqlOpenMode : std::uint8_t;
 
@@ -25,7 +25,7 @@ enum class ESqlOpenMode : std::uint8_t;
 class CliSourceOptions {
 public:
     void Declare(CLI::App& app);
-    [[nodiscard]] CliResult<std::unique_ptr<ESqliteSource>> Open(ESqlOpenMode mode) const;
+    [[nodiscard]] CliResult<std::unique_ptr<CliTables>> Open(ESqlOpenMode mode) const;
     /// Opens SOURCE for reading only and finds TABLE.
     [[nodiscard]] CliResult<CliOpenTable> OpenTable() const;
 

@@ -2,8 +2,8 @@
 
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliSuggest.h"
+#include "etabulon/csv/ECsvTable.h"
 #include "etabulon/sqlite/ESqliteSource.h"
-#include "etabulon/sqlite/LoadCsv.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -108,16 +108,18 @@ std::string TextOf(const ESqlError& error, const std::string& path) {
 
 }  // namespace
 
-CliResult<std::unique_ptr<ESqliteSource>> OpenSource(const std::string& path, char separator,
-                                                     ESqlOpenMode mode) {
+CliResult<std::unique_ptr<CliTables>> OpenSource(const std::string& path, char separator,
+                                                 ESqlOpenMode mode) {
     const CliResult<std::string> start = ReadStart(path);
     if (!start) {
         return start.Failure();
     }
     ESqlError error;
-    std::unique_ptr<ESqliteSource> source;
+    std::unique_ptr<CliTables> tables;
     if (start->starts_with(kSqliteMagic)) {
-        source = ESqliteSource::Open(Chaine(path), mode, error);
+        if (auto source = ESqliteSource::Open(Chaine(path), mode, error)) {
+            tables = TablesOf(std::move(source));
+        }
     } else if (start->empty()) {
         return CliFailure{CliExit::Failed, fmt::format("{} is empty", Quoted(path))};
     } else if (start->find('\0') != std::string::npos) {
@@ -130,18 +132,19 @@ CliResult<std::unique_ptr<ESqliteSource>> OpenSource(const std::string& path, ch
                           fmt::format("{} is a table of text: edits of it can be shown, not saved",
                                       Quoted(path))};
     } else {
-        ECsvOptions options;
+        ECsvReadOptions options;
         options.separator = separator != 0 ? separator : GuessSeparator(*start);
-        source = LoadCsv(Chaine(path), options, error);
+        if (auto file = ECsvTable::Read(Chaine(path), options, error)) {
+            tables = TablesOf(std::move(file));
+        }
     }
-    if (source == nullptr) {
+    if (tables == nullptr) {
         return CliFailure{CliExit::Failed, TextOf(error, path), error.status == DataLocked};
     }
-    return source;
+    return tables;
 }
 
-CliResult<CliOpenTable> FindTableIn(std::unique_ptr<ESqliteSource> source,
-                                    const std::string& name) {
+CliResult<CliOpenTable> FindTableIn(std::unique_ptr<CliTables> source, const std::string& name) {
     auto dictionary = std::make_unique<const CliDictionary>(*source);
     const CliResult<CliTable> table = dictionary->FindTable(name);
     if (!table) {

@@ -3,28 +3,28 @@
 #include "apps/etabulon/request/CliDictionary.h"
 #include "apps/etabulon/request/CliResult.h"
 #include "apps/etabulon/request/CliTable.h"
-#include "etabulon/sqlite/ESqliteSource.h"
+#include "apps/etabulon/request/CliTables.h"
+#include "etabulon/sql/ESqlSource.h"
 
 #include <memory>
 #include <string>
 
 namespace etabulon {
 
-/// Opens a SOURCE: an SQLite database, or a table of text, which is loaded into memory and can't be
-/// opened for writing. The file's content decides which it is, not its name. `separator` is for a
-/// table of text; 0 means the character that its first line has most of.
-[[nodiscard]] CliResult<std::unique_ptr<ESqliteSource>> OpenSource(const std::string& path,
-                                                                   char separator,
-                                                                   ESqlOpenMode mode);
+/// Opens a SOURCE: an SQLite database, or a table of text, which is read into memory by columns and
+/// can't be opened for writing. The file's content decides which it is, not its name. `separator`
+/// is for a table of text; 0 means the character that its first line has most of.
+[[nodiscard]] CliResult<std::unique_ptr<CliTables>> OpenSource(const std::string& path,
+                                                               char separator, ESqlOpenMode mode);
 
 /// A table, with the source and the dictionary that it belongs to.
 struct CliOpenTable {
-    std::unique_ptr<ESqliteSource> source;
+    std::unique_ptr<CliTables> source;
     std::unique_ptr<const CliDictionary> dictionary;
     CliTable table;
 };
 /// An empty name means the only table of the source.
-[[nodiscard]] CliResult<CliOpenTable> FindTableIn(std::unique_ptr<ESqliteSource> source,
+[[nodiscard]] CliResult<CliOpenTable> FindTableIn(std::unique_ptr<CliTables> source,
                                                   const std::string& name);
 
 }  // namespace etabulon

@@ -1,13 +1,13 @@
 #include "apps/etabulon/request/CliTable.h"
 
 #include "apps/etabulon/request/CliDictionary.h"
-#include "etabulon/sql/ESqlSource.h"
+#include "apps/etabulon/request/CliTables.h"
 
 namespace etabulon {
 
-ESqlSource& CliTable::Source() const noexcept { return dictionary_->Source(); }
+CliTables& CliTable::Source() const noexcept { return dictionary_->Source(); }
 
-const DRubric& CliTable::Rubric() const { return *Source().Rubric(*info_); }
+const DRubric& CliTable::Rubric() const { return Source().Rubric(*info_); }
 
 CliResult<CliVariable> CliTable::FindVariable(const CliPath& path) const {
     return dictionary_->FindVariable(*info_, path);

@@ -11,6 +11,7 @@
 namespace etabulon {
 
 class CliDictionary;
+class CliTables;
 class DRubric;
 class DVariable;
 struct ESqlColumn;
@@ -33,7 +34,7 @@ public:
 
     [[nodiscard]] const CliDictionary& Dictionary() const noexcept { return *dictionary_; }
     [[nodiscard]] const ESqlTableInfo& Info() const noexcept { return *info_; }
-    [[nodiscard]] ESqlSource& Source() const noexcept;
+    [[nodiscard]] CliTables& Source() const noexcept;
     [[nodiscard]] const DRubric& Rubric() const;
 
     /// The variable that a path leads to from this table.

@@ -2,7 +2,7 @@
 
 #include "apps/etabulon/output/CliOutput.h"
 #include "etabulon/cursors/ECursorListener.h"
-#include "etabulon/sql/ESqlSource.h"
+#include "etabulon/sql/ESqlSchema.h"
 
 #include <algorithm>
 #include <memory>

@@ -1,12 +1,13 @@
 #include "apps/etabulon/walk/CliSave.h"
 
 #include "apps/etabulon/output/CliUtf8.h"
+#include "apps/etabulon/request/CliTables.h"
 #include "apps/etabulon/request/CliWritten.h"
 #include "apps/etabulon/walk/CliInterrupt.h"
 #include "apps/etabulon/walk/CliPlaces.h"
 #include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/pending/ETabulonSavePending.h"
-#include "etabulon/sql/ESqlSource.h"
+#include "etabulon/sql/ESqlTable.h"
 
 #include <fmt/format.h>
 

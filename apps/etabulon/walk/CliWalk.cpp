@@ -4,11 +4,11 @@
 #include "apps/etabulon/output/CliOutput.h"
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliSuggest.h"
+#include "apps/etabulon/request/CliTables.h"
 #include "apps/etabulon/request/CliWritten.h"
 #include "apps/etabulon/walk/CliInterrupt.h"
 #include "apps/etabulon/walk/CliProgress.h"
 #include "etabulon/cursors/ECursorListener.h"
-#include "etabulon/sql/ESqlSource.h"
 #include "etabulon/sql/UseColumns.h"
 
 #include <fmt/format.h>
@@ -127,6 +127,11 @@ bool MovesRecords(const ETabulonPendingChanges& changes, const ETabulonLevels& l
 
 }  // namespace
 
+Chaine CliCursor::FailureText() const {
+    const auto* const table = dynamic_cast<const EDataTable*>(Data());
+    return table != nullptr ? table->LastErrorText() : Chaine();
+}
+
 void CliCursor::ResetCancel() {
     ETabulonCursorSql::ResetCancel();
     if (IsInterrupted()) {
@@ -160,11 +165,9 @@ CliResult<> OpenCursor(const CliWalkContext& context, const ETabulonLevels& leve
     for (const CliVariable& other : others) {
         ids.emplace_back(other.code);
     }
-    ESqlTableOptions options;
-    options.columns = UseColumns(levels, ids, context.table.Rubric());
     ESqlError error;
-    std::unique_ptr<ESqlTable> table =
-        context.table.Source().OpenTable(context.table.Info().code, options, error);
+    auto table = context.table.Source().OpenTable(
+        context.table.Info(), UseColumns(levels, ids, context.table.Rubric()), error);
     if (table == nullptr) {
         return CliFailure{CliExit::Failed, error.text.IsEmpty()
                                                ? fmt::format("{} can't be opened (status {})",
@@ -205,7 +208,7 @@ CliResult<> Walk(const CliWalkContext& context, CliCursor& cursor, const ETabulo
         TellMisread(*cursor.Table());
         return {};
     }
-    const Chaine text = cursor.Table()->LastErrorText();
+    const Chaine text = cursor.FailureText();
     return CliFailure{CliExit::Failed,
                       text.IsEmpty() ? fmt::format("{} can't be read (status {})",
                                                    ShownTable(context), static_cast<int>(status))

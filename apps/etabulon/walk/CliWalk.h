@@ -21,6 +21,8 @@ class CliCursor : public ETabulonCursorSql {
 public:
     explicit CliCursor(const CliInterrupt& interrupt) : interrupt_(interrupt) {}
 
+    /// What the table said at its last failure.
+    [[nodiscard]] Chaine FailureText() const;
     /// The cursor that a command walks: this one, or the overlay that shows edits.
     [[nodiscard]] ETabulonCursor& Seen() noexcept;
     /// Makes an overlay that shows the edits as saved. They must outlive the cursor, which must

@@ -109,7 +109,7 @@ private:
     std::vector<Text> texts_;
     EBlockArena arena_;
     std::vector<std::byte> cells_;
-    EBlockDictionary dictionary_;
+    std::unique_ptr<EBlockDictionary> dictionary_ = std::make_unique<EBlockDictionary>();
     std::vector<std::uint32_t> numbered_;
     ERecordBlock::Reader* reader_ = nullptr;  // the block's
 };
@@ -126,6 +126,8 @@ public:
     /// The descriptions are those of the columns of `request`, in its order. `source` isn't owned.
     EBlockBuilder(const EBlockSource& source, const EBlockRequest& request,
                   const std::vector<EFieldDesc>& descs);
+    /// One column with numbers and without keys, for numbering values outside of a walk.
+    explicit EBlockBuilder(const EFieldDesc& desc);
     EBlockBuilder(const EBlockBuilder&) = delete;
     EBlockBuilder& operator=(const EBlockBuilder&) = delete;
     ~EBlockBuilder();
@@ -137,11 +139,19 @@ public:
         return block_.positions_.empty() ? nullptr : block_.positions_.data();
     }
 
+    /// The dictionary of the first column.
+    [[nodiscard]] const EBlockDictionary* Dictionary() const noexcept {
+        return columns_[0]->dictionary_.get();
+    }
+    /// The same, for the caller to keep: without what only the numbering needs. Ends the builder.
+    [[nodiscard]] std::unique_ptr<EBlockDictionary> TakeDictionary();
+
     void Begin() noexcept;
     /// Requires that each column has the values of the first `size` records, at least one.
     [[nodiscard]] const ERecordBlock& Finish(std::size_t size);
 
 private:
+    void AddColumn(const EFieldDesc& desc, const EBlockRequest::Column& wish);
     void Number(EBlockColumn& column, std::size_t size);
     void NumberWords(EBlockColumn& column, std::size_t size);
     void NumberTexts(EBlockColumn& column, std::size_t size);

@@ -14,6 +14,7 @@
 namespace etabulon {
 
 class EBlockSource;
+class EDataColumns;
 
 /// The index of a record within its block.
 using EBlockIndex = std::uint16_t;
@@ -119,6 +120,7 @@ public:
 private:
     friend class EBlockBuilder;
     friend class EBlockColumn;
+    friend class EDataColumns;  // its source shows its columns themselves
     class Reader;
 
     std::vector<Column> columns_;

@@ -2,6 +2,7 @@
 
 #include "etabulon/foundation/Chaine.h"
 #include "etabulon/foundation/EDataType.h"
+#include "etabulon/foundation/EExport.h"
 
 #include <cstdint>
 #include <string>
@@ -70,5 +71,8 @@ struct ESqlTableInfo {
     std::vector<ESqlColumn> columns;
     std::vector<ESqlForeignKey> foreignKeys;
 };
+
+/// An unquoted name of the row number that no column hides; empty if there is none.
+[[nodiscard]] ETABULON_API const char* SqlRowIdName(const ESqlTableInfo& table);
 
 }  // namespace etabulon

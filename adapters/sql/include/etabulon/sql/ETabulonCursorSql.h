@@ -16,7 +16,9 @@ public:
     ETabulonCursorSql() = default;
     ~ETabulonCursorSql() override;
 
-    void Init(const ETabulonLevels& levels, ESqlTable* table, bool ownsTable);
+    /// On a table that is no ESqlTable the cursor does what its base does.
+    void Init(const ETabulonLevels& levels, EData* table, bool ownsTable);
+    /// Null on a table that is no ESqlTable.
     [[nodiscard]] ESqlTable* Table() const noexcept { return table_; }
 
     [[nodiscard]] bool IsCancelled() override;

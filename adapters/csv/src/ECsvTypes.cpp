@@ -1,10 +1,13 @@
-#include "ECsvTypes.h"
+#include "etabulon/csv/ECsvTypes.h"
 
+#include "etabulon/foundation/EData.h"
 #include "etabulon/sql/ESqlDates.h"
 
 #include <charconv>
 #include <cmath>
-#include <string_view>
+#include <filesystem>
+#include <map>
+#include <set>
 
 namespace etabulon {
 
@@ -14,6 +17,14 @@ constexpr std::int64_t kExactWhole = std::int64_t{1}
                                      << 53;  // reals hold all whole numbers up to it
 
 bool IsDigit(char c) noexcept { return c >= '0' && c <= '9'; }
+
+std::string FoldedName(const std::string& name) {
+    std::string folded = name;
+    for (char& c : folded) {
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    }
+    return folded;
+}
 
 bool EqualsWord(std::string_view text, std::string_view word) noexcept {
     if (text.size() != word.size()) {
@@ -57,7 +68,7 @@ ECsvType NumberType(std::string_view text) noexcept {
 
 }  // namespace
 
-ECsvType CsvTypeOf(const std::string& text) noexcept {
+ECsvType CsvTypeOf(std::string_view text) noexcept {
     std::int32_t number = 0;
     std::int64_t wide = 0;
     if (text.empty()) {
@@ -98,6 +109,54 @@ const char* CsvDeclaredType(ECsvType type) noexcept {
     constexpr const char* kDeclared[] = {"TEXT",      "INTEGER", "REAL", "DATE",   "TIME",
                                          "TIMESTAMP", "BOOLEAN", "TEXT", "INTEGER"};
     return kDeclared[static_cast<std::size_t>(type)];
+}
+
+std::vector<std::string> CsvColumnNames(const std::vector<std::string>& firstRow, bool isHeader) {
+    std::vector<std::string> names;
+    std::set<std::string> used;
+    std::map<std::string, unsigned> suffixes;  // the last suffix given for each name
+    for (std::size_t i = 0; i < firstRow.size(); ++i) {
+        std::string name = isHeader ? firstRow[i] : std::string();
+        // A NUL would end a statement in the middle of the name.
+        std::erase(name, '\0');
+        if (name.empty()) {
+            name = "column" + std::to_string(i + 1);
+        }
+        const std::string plain = name;
+        while (!used.insert(FoldedName(name)).second) {
+            unsigned& suffix = suffixes.try_emplace(FoldedName(plain), 1U).first->second;
+            name = plain + '_' + std::to_string(++suffix);
+        }
+        names.push_back(std::move(name));
+    }
+    return names;
+}
+
+std::string CsvTableName(const Chaine& path, const Chaine& wanted) {
+    std::string name(wanted.IsEmpty() ? std::filesystem::path(path.c_str()).stem().string()
+                                      : std::string(wanted.View()));
+    if (FoldedName(name).substr(0, 7) == "sqlite_") {
+        name = "csv_" + name;  // SQLite keeps these names for itself
+    }
+    return name;
+}
+
+EDataError CsvError(const Chaine& path, std::uint64_t line, const std::string& what) {
+    EDataError error;
+    error.status = DataOther;
+    error.text = path;
+    if (line > 0) {
+        error.text.Append(", line " + std::to_string(line));
+    }
+    error.text.Append(": " + what);
+    return error;
+}
+
+EDataError CsvWidthError(const Chaine& path, std::uint64_t line, std::size_t cells,
+                         std::size_t expected) {
+    return CsvError(
+        path, line,
+        std::to_string(cells) + " cells where the first row has " + std::to_string(expected));
 }
 
 }  // namespace etabulon

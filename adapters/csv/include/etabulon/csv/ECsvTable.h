@@ -1,0 +1,61 @@
+#pragma once
+
+#include "etabulon/foundation/DDico.h"
+#include "etabulon/foundation/EDataColumns.h"
+#include "etabulon/sql/ESqlError.h"
+#include "etabulon/sql/ESqlSchema.h"
+
+#include <memory>
+#include <span>
+
+namespace etabulon {
+
+struct ECsvReadOptions {
+    /// Empty: the file's name without folder and extension.
+    Chaine table;
+    char separator = ',';
+    bool header = true;  // the first row names the columns
+};
+
+/// A CSV file (RFC 4180, UTF-8 with or without a byte order mark) in memory, by columns.
+///
+/// A column gets the type that all its cells have: whole numbers, reals, ISO dates, times and
+/// timestamps, true/false; otherwise text. A cell that a number wouldn't reproduce makes its column
+/// text: leading zeros (007), a plus (+5), a bare point (.097), whole numbers beyond 64 bits, or
+/// beyond 2^53 beside reals. An empty cell is missing; a quoted empty cell is an empty text in a
+/// text column, and missing in others. Columns without a name are column1, column2...; a repeated
+/// `name` becomes name_2. Records have their number in the file as position and key, from 1.
+///
+/// Ownership  outlives the tables that Open returns, which use its dictionary.
+/// Threads    Open may be called from any thread; see EDataColumns for the tables.
+class ETABULON_API ECsvTable {
+public:
+    /// Null with `error`, which names the line: rows of different lengths, bad quoting, a missing
+    /// file.
+    [[nodiscard]] static std::unique_ptr<ECsvTable> Read(const Chaine& path,
+                                                         const ECsvReadOptions& options,
+                                                         ESqlError& error);
+    ECsvTable(const ECsvTable&) = delete;
+    ECsvTable& operator=(const ECsvTable&) = delete;
+    ~ECsvTable();
+
+    /// A dictionary with one rubric: codes are SqlCode of the names, numbers count from 1.
+    [[nodiscard]] DDico* Dico() noexcept { return &dico_; }
+    /// What a database with the file as its only table would say of it.
+    [[nodiscard]] const ESqlTableInfo& Info() const noexcept { return info_; }
+    [[nodiscard]] const Chaine& Location() const noexcept { return path_; }
+    /// A table of all fields, or of some, by index. Not the same object twice.
+    [[nodiscard]] std::unique_ptr<EDataColumns> Open() const;
+    [[nodiscard]] std::unique_ptr<EDataColumns> Open(std::span<const unsigned> fields) const;
+
+private:
+    class Reader;
+    explicit ECsvTable(const Chaine& path) : path_(path) {}
+
+    Chaine path_;
+    DDico dico_;
+    ESqlTableInfo info_;
+    std::unique_ptr<EDataColumns> columns_;
+};
+
+}  // namespace etabulon

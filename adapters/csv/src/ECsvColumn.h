@@ -1,0 +1,48 @@
+#pragma once
+
+#include "ECsvScanner.h"
+#include "etabulon/csv/ECsvTypes.h"
+#include "etabulon/foundation/EColumnsBuilder.h"
+
+#include <array>
+#include <memory>
+#include <span>
+#include <string_view>
+
+namespace etabulon {
+
+/// One column of a CSV file, while its cells are taken from the first one on. Its type is that of
+/// all cells so far.
+///
+/// A column whose numbers were stored, and that turns out to be text, is postponed: it drops them,
+/// and takes all cells again as texts.
+class ECsvColumn {
+public:
+    ECsvColumn();
+
+    [[nodiscard]] ECsvType Type() const noexcept { return type_; }
+    /// The cells of one column in the scanner's rows.
+    void Take(const ECsvScanner& rows, std::size_t column);
+    [[nodiscard]] bool IsPostponed() const noexcept { return writer_ == nullptr; }
+    /// Begins to take the cells as texts.
+    void BeginAgain();
+    [[nodiscard]] std::unique_ptr<EColumnWriter> End() noexcept { return std::move(writer_); }
+
+    /// A column of this type in a table.
+    [[nodiscard]] static int VariableType(ECsvType type) noexcept;
+
+private:
+    using Cells = std::span<const std::string_view>;
+    [[nodiscard]] bool TakeAs(ECsvType type, Cells cells);
+    [[nodiscard]] bool TakeUnknown(Cells cells);
+    template <class T, class Parse>
+    [[nodiscard]] bool TakeNumbers(Cells cells, const Parse& parse);
+    void Widen(ECsvType type);
+
+    ECsvType type_ = ECsvType::Unknown;
+    std::size_t size_ = 0;
+    std::unique_ptr<EColumnWriter> writer_;  // null: postponed
+    std::array<std::string_view, ECsvScanner::kMostRows> cells_{};
+};
+
+}  // namespace etabulon

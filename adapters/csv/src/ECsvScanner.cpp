@@ -1,0 +1,297 @@
+#include "ECsvScanner.h"
+
+#include "etabulon/csv/ECsvTypes.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace etabulon {
+
+namespace {
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+// A piece, its marks and the cells cut from it fit the second-level cache.
+constexpr std::size_t kPieceBytes = std::size_t{1} << 18;
+// Places are 4-byte numbers.
+constexpr std::size_t kMostBytes = std::size_t{1} << 31;
+constexpr std::size_t kMostCells = std::size_t{1} << 18;  // of a call of NextRows
+
+#if defined(__SSE2__)
+/// Stores the places of the marks in whole groups of 64 bytes from `from` on, and moves `from`
+/// behind them. Returns where the next place goes.
+std::uint32_t* FindMarks(const char* bytes, std::size_t& from, std::size_t end, char separator,
+                         std::uint32_t* places) noexcept {
+    const __m128i separators = _mm_set1_epi8(separator);
+    const __m128i quotes = _mm_set1_epi8('"');
+    const __m128i lineFeeds = _mm_set1_epi8('\n');
+    const __m128i returns = _mm_set1_epi8('\r');
+    for (; from + 64 <= end; from += 64) {
+        std::uint64_t found = 0;
+        for (unsigned part = 0; part < 4; ++part) {
+            const __m128i some = _mm_loadu_si128(
+                reinterpret_cast<const __m128i*>(bytes + from + std::size_t{part} * 16));
+            const __m128i marks = _mm_or_si128(
+                _mm_or_si128(_mm_cmpeq_epi8(some, separators), _mm_cmpeq_epi8(some, quotes)),
+                _mm_or_si128(_mm_cmpeq_epi8(some, lineFeeds), _mm_cmpeq_epi8(some, returns)));
+            found |=
+                static_cast<std::uint64_t>(static_cast<std::uint32_t>(_mm_movemask_epi8(marks)))
+                << (16U * part);
+        }
+        for (; found != 0; found &= found - 1) {
+            *places++ =
+                static_cast<std::uint32_t>(from + static_cast<unsigned>(__builtin_ctzll(found)));
+        }
+    }
+    return places;
+}
+#else
+std::uint32_t* FindMarks(const char*, std::size_t&, std::size_t, char,
+                         std::uint32_t* places) noexcept {
+    return places;
+}
+#endif
+
+}  // namespace
+
+ECsvScanner::ECsvScanner(const Chaine& path, char separator) : path_(path), separator_(separator) {}
+
+ECsvScanner::~ECsvScanner() {
+    if (file_ >= 0) {
+        ::close(file_);
+    }
+}
+
+bool ECsvScanner::Open(EDataError& error) {
+    struct stat found {};
+    file_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+    if (file_ < 0 || ::fstat(file_, &found) != 0 || S_ISDIR(found.st_mode)) {
+        error = CsvError(path_, 0, "there is no such file, or it can't be read");
+        return false;
+    }
+    if (!Refill()) {
+        error = error_;
+        return false;
+    }
+    if (std::string_view(buffer_.get(), end_).starts_with(kByteOrderMark)) {
+        place_ = kByteOrderMark.size();
+    }
+    return true;
+}
+
+bool ECsvScanner::NextRows(EDataError& error) {
+    cells_.clear();
+    rows_ = 0;
+    texts_.Clear();
+    const std::size_t most =
+        width_ == 0 ? 1 : std::clamp(kMostCells / width_, std::size_t{1}, kMostRows);
+    while (rows_ < most) {
+        switch (TakeRow()) {
+            case Outcome::Row:
+                ++rows_;
+                break;
+            case Outcome::End:
+                return rows_ > 0;
+            case Outcome::More:
+                if (rows_ > 0) {
+                    return true;  // their cells are in the buffer
+                }
+                if (Refill()) {
+                    break;
+                }
+                [[fallthrough]];
+            default:
+                error = error_;
+                return false;
+        }
+    }
+    return true;
+}
+
+ECsvScanner::Outcome ECsvScanner::TakeRow() {
+    while (place_ < end_ && (buffer_[place_] == '\n' || buffer_[place_] == '\r')) {
+        ++place_;
+        ++nextMark_;
+    }
+    if (place_ == end_) {
+        return isFinal_ ? Outcome::End : Outcome::More;
+    }
+    const std::size_t first = place_;
+    const std::size_t before = cells_.size();
+    std::size_t next = nextMark_;
+    if (const Outcome outcome = TakeCells(next); outcome != Outcome::Row) {
+        cells_.resize(before);
+        return outcome;
+    }
+    nextMark_ = next;
+    const std::size_t count = cells_.size() - before;
+    if (width_ != 0 && count != width_) {
+        error_ = CsvWidthError(path_, LineAt(first), count, width_);
+        return Outcome::Failed;
+    }
+    width_ = count;
+    return Outcome::Row;
+}
+
+/// Moves place_ and `next` behind the row; after any other outcome they stay.
+ECsvScanner::Outcome ECsvScanner::TakeCells(std::size_t& next) {
+    const char* const bytes = buffer_.get();
+    std::size_t cell = place_;
+    for (;;) {
+        std::size_t end = end_;
+        if (cell < end_ && bytes[cell] == '"') {
+            if (const Outcome outcome = TakeQuoted(cell, next); outcome != Outcome::Row) {
+                return outcome;
+            }
+            end = cell;
+        } else {
+            if (next == markCount_ && !isFinal_) {
+                return Outcome::More;
+            }
+            end = next < markCount_ ? marks_[next] : end_;
+            cells_.emplace_back(end != cell ? bytes + cell : nullptr, end - cell);
+        }
+        if (end == end_) {
+            place_ = end_;
+            return Outcome::Row;
+        }
+        ++next;
+        if (bytes[end] == separator_) {
+            cell = end + 1;
+            continue;
+        }
+        if (bytes[end] == '"') {
+            return Fail(end, "a quote stands where none may be");
+        }
+        place_ = end + 1;
+        return Outcome::Row;
+    }
+}
+
+/// Takes a quoted cell, and moves `cell` and `next` to the mark behind it.
+ECsvScanner::Outcome ECsvScanner::TakeQuoted(std::size_t& cell, std::size_t& next) {
+    const char* const bytes = buffer_.get();
+    const std::size_t first = cell + 1;
+    std::size_t doubled = 0;
+    ++next;
+    for (;; ++next) {
+        while (next < markCount_ && bytes[marks_[next]] != '"') {
+            ++next;
+        }
+        if (next == markCount_) {
+            return isFinal_ ? Fail(end_, "the file ends within quotes") : Outcome::More;
+        }
+        const std::size_t quote = marks_[next];
+        ++next;
+        if (quote + 1 == end_ && !isFinal_) {
+            return Outcome::More;
+        }
+        if (quote + 1 == end_ || bytes[quote + 1] != '"') {
+            cell = quote + 1;
+            break;
+        }
+        ++doubled;
+    }
+    const std::size_t length = cell - 1 - first;
+    if (cell < end_ && bytes[cell] != separator_ && bytes[cell] != '\n' && bytes[cell] != '\r') {
+        return Fail(cell, "a quote stands where none may be");
+    }
+    if (doubled == 0) {
+        cells_.emplace_back(bytes + first, length);
+        return Outcome::Row;
+    }
+    char* const text = texts_.Take(length - doubled);
+    char* to = text;
+    for (std::size_t at = 0; at < length; ++at) {
+        *to++ = bytes[first + at];
+        at += bytes[first + at] == '"' ? 1 : 0;
+    }
+    cells_.emplace_back(text, length - doubled);
+    return Outcome::Row;
+}
+
+ECsvScanner::Outcome ECsvScanner::Fail(std::size_t at, const char* what) {
+    // A last line break ends its line.
+    const bool isAtEnd = at == end_ && at > 0 && buffer_[at - 1] == '\n';
+    error_ = CsvError(path_, LineAt(at) - (isAtEnd ? 1 : 0), what);
+    return Outcome::Failed;
+}
+
+std::uint64_t ECsvScanner::LineAt(std::size_t at) const noexcept {
+    return linesBefore_ + 1 +
+           static_cast<std::uint64_t>(std::count(buffer_.get(), buffer_.get() + at, '\n'));
+}
+
+// ------------------------------------------------------------------------------------------ pieces
+
+/// Drops the rows that were taken, and reads on. False with error_.
+bool ECsvScanner::Refill() {
+    linesBefore_ +=
+        static_cast<std::uint64_t>(std::count(buffer_.get(), buffer_.get() + place_, '\n'));
+    const std::size_t kept = end_ - place_;
+    if (capacity_ < 2 * kept || capacity_ == 0) {
+        const std::size_t larger = std::max(2 * capacity_, kPieceBytes);
+        if (larger > kMostBytes) {
+            error_ = CsvError(path_, linesBefore_ + 1,
+                              "a row of more than " + std::to_string(kept) + " bytes");
+            return false;
+        }
+        std::unique_ptr<char[]> buffer(new char[larger]);
+        std::copy_n(buffer_.get() + place_, kept, buffer.get());
+        buffer_ = std::move(buffer);
+        capacity_ = larger;
+    } else {
+        std::memmove(buffer_.get(), buffer_.get() + place_, kept);
+    }
+    place_ = 0;
+    end_ = kept;
+    if (!ReadMore()) {
+        error_ = CsvError(path_, LineAt(end_) - 1, "the file can't be read any further");
+        return false;
+    }
+    marks_.resize(capacity_);
+    markCount_ = 0;
+    nextMark_ = 0;
+    Index(0);
+    return true;
+}
+
+bool ECsvScanner::ReadMore() {
+    while (end_ < capacity_) {
+        const ssize_t count = ::read(file_, buffer_.get() + end_, capacity_ - end_);
+        if (count < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return false;
+        }
+        if (count == 0) {
+            isFinal_ = true;
+            return true;
+        }
+        end_ += static_cast<std::size_t>(count);
+    }
+    return true;
+}
+
+void ECsvScanner::Index(std::size_t from) {
+    const char* const bytes = buffer_.get();
+    std::uint32_t* places = FindMarks(bytes, from, end_, separator_, marks_.data());
+    for (; from < end_; ++from) {
+        const char c = bytes[from];
+        if (c == separator_ || c == '"' || c == '\n' || c == '\r') {
+            *places++ = static_cast<std::uint32_t>(from);
+        }
+    }
+    markCount_ = static_cast<std::size_t>(places - marks_.data());
+}
+
+}  // namespace etabulon

@@ -1,0 +1,70 @@
+#include "apps/etabulon/request/CliTables.h"
+
+#include "etabulon/csv/ECsvTable.h"
+#include "etabulon/sql/ESqlSource.h"
+
+namespace etabulon {
+namespace {
+
+class DatabaseTables final : public CliTables {
+public:
+    explicit DatabaseTables(std::unique_ptr<ESqlSource> source) : source_(std::move(source)) {}
+
+    std::span<const ESqlTableInfo> Tables() const noexcept override { return source_->Tables(); }
+    DDico& Dico() noexcept override { return *source_->Dico(); }
+    const Chaine& Location() const noexcept override { return source_->Location(); }
+    std::unique_ptr<EDataTable> OpenTable(const ESqlTableInfo& table,
+                                          const std::vector<unsigned>& variables,
+                                          ESqlError& error) override {
+        ESqlTableOptions options;
+        options.columns = variables;
+        return source_->OpenTable(table.code, options, error);
+    }
+    std::int64_t CountRows(const ESqlTableInfo& table, ESqlError& error) override {
+        return source_->CountRows(table.code, error);
+    }
+    std::int64_t CountDistinct(const ESqlTableInfo& table, unsigned variable,
+                               ESqlError& error) override {
+        return source_->CountDistinct(table.code, table.columns[variable].code, error);
+    }
+
+private:
+    std::unique_ptr<ESqlSource> source_;
+};
+
+class FileTables final : public CliTables {
+public:
+    explicit FileTables(std::unique_ptr<ECsvTable> file) : file_(std::move(file)) {}
+
+    std::span<const ESqlTableInfo> Tables() const noexcept override { return {&file_->Info(), 1}; }
+    DDico& Dico() noexcept override { return *file_->Dico(); }
+    const Chaine& Location() const noexcept override { return file_->Location(); }
+    std::unique_ptr<EDataTable> OpenTable(const ESqlTableInfo& /*table*/,
+                                          const std::vector<unsigned>& variables,
+                                          ESqlError& /*error*/) override {
+        return file_->Open(variables);
+    }
+    std::int64_t CountRows(const ESqlTableInfo& /*table*/, ESqlError& /*error*/) override {
+        return static_cast<std::int64_t>(file_->Open()->Count());
+    }
+    std::int64_t CountDistinct(const ESqlTableInfo& /*table*/, unsigned variable,
+                               ESqlError& /*error*/) override {
+        const unsigned fields[] = {variable};
+        return static_cast<std::int64_t>(file_->Open(fields)->CountDistinct(0));
+    }
+
+private:
+    std::unique_ptr<ECsvTable> file_;
+};
+
+}  // namespace
+
+std::unique_ptr<CliTables> TablesOf(std::unique_ptr<ESqlSource> source) {
+    return std::make_unique<DatabaseTables>(std::move(source));
+}
+
+std::unique_ptr<CliTables> TablesOf(std::unique_ptr<ECsvTable> file) {
+    return std::make_unique<FileTables>(std::move(file));
+}
+
+}  // namespace etabulon

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "etabulon/foundation/EBlockBuilder.h"
+#include "etabulon/foundation/EDataColumns.h"
+#include "foundation/EColumnReader.h"
+
+#include <array>
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace etabulon {
+
+/// The blocks of a table in columns. Within a chunk of the columns they begin at multiples of
+/// kMostRecords, except for a walk's first one.
+class EDataColumns::BlockSource final : public EBlockSource {
+public:
+    explicit BlockSource(EDataColumns& table);
+    ~BlockSource() override;
+
+    bool BeginBlocks(const EBlockRequest& request) override;
+    const ERecordBlock* NextBlock() override;
+    void EndBlocks() noexcept override;
+    void ReadKey(EPosition position, EFieldKey& key) const override;
+
+    /// The number of distinct values of a column, without the missing value.
+    [[nodiscard]] std::size_t CountDistinct(unsigned column);
+    /// The key of a record.
+    void ReadKeyOf(std::size_t record, EFieldKey& key) const;
+
+private:
+    /// The numbers of a column that doesn't have them from its loading. They are made as walks
+    /// arrive at the records for the first time, and stay.
+    struct Numbering {
+        explicit Numbering(const EFieldDesc& desc) : builder(desc) {}
+        EBlockBuilder builder;
+        std::vector<std::uint32_t> numbers;
+    };
+    struct Plan {
+        const EColumn* column;
+        Numbering* numbering;                // null: not wanted, or the column has its own
+        std::vector<std::uint64_t> words;    // of a type of less than 8 bytes
+        std::vector<std::uint64_t> missing;  // of a block that begins within a word of bits
+    };
+
+    void Show(Plan& plan, ERecordBlock::Column& shown, std::size_t first, std::size_t size);
+    static void ShowMissing(Plan& plan, ERecordBlock::Column& shown, std::size_t first,
+                            std::size_t size);
+    [[nodiscard]] Numbering& NumberingOf(unsigned column);
+    static void NumberUpTo(const EColumn& column, Numbering& numbering, std::size_t end);
+
+    EDataColumns& table_;
+    const EColumnRecords& records_;
+    ERecordBlock block_;
+    std::vector<Plan> plans_;
+    bool wantsKeys_ = false;
+    std::map<unsigned, std::unique_ptr<Numbering>> numberings_;  // by column
+    mutable std::vector<EColumnReader> keys_;
+};
+
+}  // namespace etabulon
