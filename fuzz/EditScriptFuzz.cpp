@@ -5,6 +5,7 @@
 #include "apps/etabulon/request/CliCalculations.h"
 #include "apps/etabulon/request/CliDictionary.h"
 #include "apps/etabulon/request/CliEdits.h"
+#include "apps/etabulon/request/CliTables.h"
 #include "apps/etabulon/request/CliWritten.h"
 #include "etabulon/sqlite/ESqliteSource.h"
 #include "fuzz/Choices.h"
@@ -41,9 +42,10 @@ public:
                     sqlite3_exec(keeper_, kSchema, nullptr, nullptr, nullptr) == SQLITE_OK,
                 "the database can be made");
         ESqlError error;
-        source_ = ESqliteSource::Open(kLocation, ESqlOpenMode::ReadOnly, error);
-        Require(source_ != nullptr, "the database can be opened");
-        dictionary_ = std::make_unique<CliDictionary>(*source_);
+        auto source = ESqliteSource::Open(kLocation, ESqlOpenMode::ReadOnly, error);
+        Require(source != nullptr, "the database can be opened");
+        tables_ = TablesOf(std::move(source));
+        dictionary_ = std::make_unique<CliDictionary>(*tables_);
         const CliResult<CliTable> table = dictionary_->FindTable("t");
         Require(static_cast<bool>(table), "the table is there");
         table_ = std::make_unique<CliTable>(*table);
@@ -52,7 +54,7 @@ public:
 
 private:
     sqlite3* keeper_ = nullptr;
-    std::unique_ptr<ESqliteSource> source_;
+    std::unique_ptr<CliTables> tables_;
     std::unique_ptr<CliDictionary> dictionary_;
     std::unique_ptr<const CliTable> table_;
 };

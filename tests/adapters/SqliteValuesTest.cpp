@@ -151,9 +151,9 @@ TEST_F(SqliteValues, NumbersWithTooManyDigitsReadAsMissing) {
     RunAndOpen(
         "CREATE TABLE t(id INTEGER PRIMARY KEY, n NUMERIC, price DECIMAL(10,2));"
         "INSERT INTO t VALUES(1,9007199254740993,1.239),(2,9007199254740994,0.1+0.2),"
-        "(3,9223372036854775807,99999999.99),(4,-9007199254740993,-7)");
-    EXPECT_EQ(Walk("n"), "NULL|9007199254740994|NULL|NULL");
-    EXPECT_EQ(Walk("price"), "NULL|0.30|99999999.99|-7.00");
+        "(3,9223372036854775807,99999999.99),(4,-9007199254740993,-7),(5,1,1e-5)");
+    EXPECT_EQ(Walk("n"), "NULL|9007199254740994|NULL|NULL|1");
+    EXPECT_EQ(Walk("price"), "NULL|0.30|99999999.99|-7.00|NULL");
     EXPECT_EQ(table->MismatchCount(1), 6U);  // three in each of two walks
 }
 

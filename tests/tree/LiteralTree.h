@@ -1,5 +1,6 @@
 #pragma once
 
+#include "etabulon/cursors/ECursorListener.h"
 #include "tree/TreeFixture.h"
 
 namespace etabulon::test {

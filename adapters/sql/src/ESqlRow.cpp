@@ -1,5 +1,6 @@
 #include "etabulon/sql/ESqlRow.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
@@ -8,9 +9,11 @@ namespace etabulon {
 namespace {
 
 constexpr double kInt64Limit = 9223372036854775808.0;
-/// Of the last decimal of a scaled number: what arithmetic in doubles leaves of a sum of prices. A
-/// number that differs by more has more decimals than its column, and is no value of it.
-constexpr double kMostRounding = 1e-3;
+/// What arithmetic in doubles leaves of a sum of prices, as a part of the sum and at most as a part
+/// of the last decimal. A number that differs by more from one with as many decimals as its column
+/// is no value of that.
+constexpr double kMostRounding = 1e-9;
+constexpr double kMostOfDecimal = 1e-3;
 
 template <class T>
 T Load(const std::byte* at) noexcept {
@@ -100,7 +103,9 @@ void ESqlRow::PutOddReal(const ESqlCell& cell, double value) {
         case ESqlCell::Kind::Scaled: {
             const double units = value * cell.factor;
             const double scaled = std::nearbyint(units);
-            const bool isWhole = std::abs(units - scaled) <= kMostRounding;
+            const bool isWhole =
+                std::abs(units - scaled) <=
+                std::min(kMostRounding * std::max(1.0, std::abs(units)), kMostOfDecimal);
             if (isWhole && scaled >= -kInt64Limit && scaled < kInt64Limit) {
                 return PutNumber(cell, static_cast<std::int64_t>(scaled));
             }

@@ -205,7 +205,9 @@ CliResult<> Walk(const CliWalkContext& context, CliCursor& cursor, const ETabulo
         return CliFailure{CliExit::Cancelled, {}};
     }
     if (status == StatusOk) {
-        TellMisread(*cursor.Table());
+        if (cursor.Table() != nullptr) {
+            TellMisread(*cursor.Table());
+        }
         return {};
     }
     const Chaine text = cursor.FailureText();
