@@ -198,7 +198,8 @@ TEST_F(CsvInColumns, FindTheTypeOfAllCellsWhereverTheOddOneStands) {
          {Case{"12", "1.5"}, Case{"12", "x"}, Case{"1.5", "007"}, Case{"", "7"}, Case{"", "x"},
           Case{"\"\"", "x"}, Case{"\"\"", "7"}, Case{"12", "9007199254740993"},
           Case{"1.5", "9007199254740993"}, Case{"2021-03-04", "2021-03-04 05:06"},
-          Case{"true", "1"}, Case{"05:06", "2021-03-04"}, Case{"12", "-0"}, Case{"0.5", "-0.0"}}) {
+          Case{"true", "1"}, Case{"05:06", "2021-03-04"}, Case{"12", "-0"}, Case{"0.5", "-0.0"},
+          Case{"0.5", "-0e1"}}) {
         for (const int place : {0, 1023, 1024, 70000}) {
             SCOPED_TRACE(std::string(c.usual) + " and " + c.odd + " at " + std::to_string(place));
             std::string text = "a,b\n";
