@@ -200,7 +200,7 @@ inline std::string LetterText(const ETabulonPrimaryKey& key) {
            key.SingleCode().DisplayText().c_str();
 }
 
-/// Everything that a node tells of itself, and what is told of those below it.
+/// The text of a node and of all nodes below it.
 inline std::string Dump(const ETabulonTag& tag, const ETabulonPrimaryKey& key, unsigned leafCount,
                         bool isLeaf, const std::string& below) {
     return LetterText(tag) + "key " + LetterText(key) + " leaves " + std::to_string(leafCount) +

@@ -330,7 +330,7 @@ TEST_F(RaisedAlerts, MergeAsUnionsByTheFirstOnesDeclarations) {
               "up/bold up");
 }
 
-// The rule as it is told, word for word: alerts of children, and all that their children have.
+// The rule in its plain form: a node has the alerts of its children and of all nodes below them.
 class LiteralAlerts {
 public:
     std::vector<std::pair<ETabulonTag, std::set<std::string>>> raised;

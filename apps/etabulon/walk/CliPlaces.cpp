@@ -25,6 +25,10 @@ private:
 CursorStatus PlacedCursor::FindRecords(const ETabulonPendingChanges& changes) {
     found_.clear();
     isFound_ = false;
+    if (changes.Script(ETabulonPendingChanges::Update).Size() == 0 &&
+        changes.Script(ETabulonPendingChanges::Delete).Size() == 0) {
+        return StatusOk;  // inserts concern no record, and need no table that can be read
+    }
     Finder finder(changes, found_);
     const ECursorListening listening(*this, finder);
     const CursorStatus status = Browse(ETabulonTag());
