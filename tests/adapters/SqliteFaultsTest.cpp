@@ -113,6 +113,27 @@ TEST_F(SqliteFaults, ADamagedPageEndsTheListOfKeysOfASave) {
     }
 }
 
+TEST_F(SqliteFaults, ARecordThatIsNotFoundByItsKeyEndsAnAtomicSession) {
+    for (const char* const key :
+         {"TEXT PRIMARY KEY, a TEXT) WITHOUT ROWID", "TEXT COLLATE NOCASE PRIMARY KEY, a TEXT)"}) {
+        Remake(std::string("PRAGMA page_size=512; CREATE TABLE t(id ") + key +
+               ";WITH RECURSIVE s(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM s WHERE i<300)"
+               " INSERT INTO t SELECT printf('key number %04d', i), 'a' FROM s");
+        std::string bytes = Bytes(path);
+        std::size_t page = bytes.size() - 512;
+        while (bytes[page] != '\x0A') {  // a leaf of an index
+            page -= 512;
+        }
+        std::swap_ranges(&bytes[page + 8], &bytes[page + 10], &bytes[page + 10]);
+        std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+        OpenTable("t");
+        ASSERT_EQ(table->BeginAtomic(), DataOk);
+        EXPECT_NE(Walk("id").find('!'), std::string::npos);
+        EXPECT_NE(table->LastErrorText().View().find("corrupt"), std::string_view::npos);
+        EXPECT_EQ(table->Rollback(), ESqlOutcome::RolledBack);
+    }
+}
+
 TEST_F(SqliteFaults, ATableThatOutlivesItsSourceFailsAndNamesIt) {
     Run("CREATE TABLE p(k INTEGER PRIMARY KEY, n TEXT);"
         "CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT, p INT REFERENCES p);"

@@ -214,6 +214,12 @@ TEST_F(SqliteSession, WhatATriggerSkipsIsNotGone) {
             EXPECT_TRUE(Refused(table->DeleteOne(3), DataGone));
         }
     }
+    Remake(kFiveRows +
+           std::string("CREATE TRIGGER s BEFORE UPDATE ON t BEGIN DELETE FROM t WHERE id=2; END"));
+    OpenTable("t");
+    UpdateTo(2, "b");
+    EXPECT_EQ(table->status, DataConstraint);
+    EXPECT_NE(table->LastErrorText().View().find("deletes the record"), std::string_view::npos);
 }
 
 // -------------------------------------------------------------------------------------- waiting

@@ -123,6 +123,32 @@ TEST_F(Edit, FindsItsRecordsBeforeTheFirstWrite) {
     }
 }
 
+TEST_F(Edit, FailsWhereAnotherRecordTakesTheKeyOfOneItFound) {
+    const std::pair<const char*, const char*> cases[] = {
+        // The record 3 becomes 2, behind a record that isn't met again.
+        {"id INTEGER PRIMARY KEY, n TEXT)", "UPDATE ON stock WHEN old.id = 1"},
+        {"id TEXT COLLATE NOCASE PRIMARY KEY, n TEXT)", "UPDATE ON stock WHEN old.id = '1'"},
+        {"id INT PRIMARY KEY, n TEXT) WITHOUT ROWID", "DELETE ON stock WHEN old.id = 1"},
+        {"id INT, n TEXT, UNIQUE(id))", "DELETE ON stock WHEN old.id = 1"}};
+    for (const auto& [columns, event] : cases) {
+        path = folder.MakeDatabase(
+            "moved.db",
+            std::string("DROP TABLE IF EXISTS stock; CREATE TABLE stock(") + columns +
+                "; INSERT INTO stock VALUES('1','x'),('2','x'),('3','keep'); CREATE TRIGGER m "
+                "AFTER " +
+                event + " BEGIN DELETE FROM stock WHERE id = 2; UPDATE stock SET id = 2" +
+                (std::string_view(columns).find("UNIQUE") != std::string_view::npos ? ", rowid = 2"
+                                                                                    : "") +
+                " WHERE id = 3; END");
+        const std::string edit =
+            std::string_view(event).find("DELETE") == 0 ? "--delete n=x" : "--set n=x:n=y";
+        const CommandResult saved = Run("--save --levels n " + edit);
+        EXPECT_EQ(saved.status, 1) << columns;
+        ExpectHas(saved.err, {"nothing was saved", "another record took this record's key"});
+        EXPECT_EQ(Ask("SELECT id||n FROM stock ORDER BY id"), "1x|2x|3keep|") << columns;
+    }
+}
+
 TEST_F(Edit, SavesKeysLevelsInsertsAndDeletesInOneGo) {
     EXPECT_EQ(Printed("edit @ stock --levels shelf,slot --delete item=bolt --set shelf=A:shelf=Z "
                       "--set shelf=A,slot=1:slot=9 --set shelf=B,slot=1:item=tack "

@@ -155,6 +155,18 @@ TEST(LinkedTableThatIsDamaged, EndsEachCommandWith1AndIsNamed) {
     EXPECT_EQ(AskNumber(path, "SELECT count(*) FROM t"), 100);
 }
 
+TEST(ValuesOfAnotherType, AreToldWhereTheResultShowsThemAsNull) {
+    const TestFolder folder;
+    const std::string path = folder.MakeDatabase(
+        "t.db",
+        "CREATE TABLE t(k INTEGER PRIMARY KEY, n INT); INSERT INTO t VALUES(1, 'one'), "
+        "(2, 2), (3, 'three')");
+    const std::string count = "column 'n': 2 of the values aren't of its type and read as NULL";
+    ExpectHas(RunLine("walk @ t", path).err, {count});
+    ExpectHas(RunLine("grid @ t --axes k --calc SUM:n", path).err, {count});
+    EXPECT_EQ(RunLine("grid @ t --axes k --calc COUNT:n", path).err, "");
+}
+
 TEST(LinkPath, ThatCanNotBeFollowedIsRefused) {
     const TestFolder folder;
     const std::string path = folder.MakeDatabase(

@@ -1,5 +1,6 @@
 #include "ESqlBlocks.h"
 
+#include <algorithm>
 #include <typeinfo>
 
 namespace etabulon {
@@ -21,6 +22,7 @@ bool ESqlTable::BlockSource::BeginBlocks(const EBlockRequest& request) {
     }
     std::vector<EFieldDesc> descs;
     std::vector<ESqlCell> cells;
+    std::vector<std::uint64_t> mismatches = s.data.mismatchesBefore;
     for (const EBlockRequest::Column& column : request.columns) {
         const int field = FindField(table_.Fields(), *column.field);
         if (field < 0) {
@@ -28,7 +30,11 @@ bool ESqlTable::BlockSource::BeginBlocks(const EBlockRequest& request) {
         }
         descs.push_back(column.field->Desc());
         cells.push_back(s.row.cells[static_cast<std::size_t>(field)]);
+        mismatches[static_cast<std::size_t>(field)] =
+            s.data.mismatches[static_cast<std::size_t>(field)];
     }
+    // The first record, a single step, has counted the columns that the blocks leave out.
+    std::copy(mismatches.begin(), mismatches.end(), s.data.mismatches.begin());
     builder_.emplace(*this, request, descs);
     rows_.row = s.row;
     rows_.row.cells = std::move(cells);

@@ -29,9 +29,11 @@ private:
 
 /// The interned texts and mismatch counts of some columns, shared by all rows read from them.
 struct ESqlColumnData {
-    explicit ESqlColumnData(std::size_t count) : texts(count), mismatches(count) {}
+    explicit ESqlColumnData(std::size_t count)
+        : texts(count), mismatches(count), mismatchesBefore(count) {}
     std::deque<ESqlTextIntern> texts;
     std::vector<std::uint64_t> mismatches;
+    std::vector<std::uint64_t> mismatchesBefore;  // the walk
 };
 
 /// One condition of a range, with its bound value.

@@ -39,6 +39,7 @@ EPosition ESqlTable::GetFirst() {
         s.listAt = -1;
         return StepListed(/*forward=*/true);
     }
+    s.data.mismatchesBefore = s.data.mismatches;
     if (!s.StartStatement(s.selectRow)) {
         s.BreakWalk();
         return Leave(s.error.status);
@@ -174,7 +175,14 @@ EPosition ESqlTable::StepListed(bool forward) {
             case State::Find::Failed:
                 s.BreakWalk();
                 return Leave(s.error.status);
-            default:
+            case State::Find::Gone:
+                if (s.IsListedStateSeen()) {
+                    s.NoteError(DataOther,
+                                "the database is corrupt: its walk meets a record that isn't found "
+                                "by its key");
+                    s.BreakWalk();
+                    return Leave(s.error.status);
+                }
                 break;
         }
     }
@@ -191,7 +199,11 @@ EPosition ESqlTable::RePos(EPosition newPosition, bool /*flag*/) {
     if (s.loadedFrom == State::Loaded::InStatement) {
         s.loadedFrom = State::Loaded::No;
     }
-    switch (s.ReadByKey(newPosition)) {
+    State::Find found = s.ReadByKey(newPosition);
+    if (found == State::Find::Found && s.isWatching) {
+        found = s.FindOwner(newPosition);
+    }
+    switch (found) {
         case State::Find::Found:
             s.moved = newPosition != s.walkPosition || s.walk == State::Walk::None ||
                       s.walk == State::Walk::Ended;

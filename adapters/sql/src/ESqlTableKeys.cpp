@@ -102,7 +102,17 @@ bool ESqlTable::State::ListKeys() {
     }
     walkStatement->Reset();
     listIsWhole = true;
+    NoteListedState();
     return step == ESqlStep::Done;
+}
+
+void ESqlTable::State::NoteListedState() {
+    changesAtList = isHolding || atomic ? connection->TotalChanges() : -1;
+}
+
+bool ESqlTable::State::IsListedStateSeen() const {
+    return (isHolding || (atomic && connection->IsInTransaction())) &&
+           connection->TotalChanges() == changesAtList;
 }
 
 ESqlTable::State::Find ESqlTable::State::ReadByKey(EPosition position) {

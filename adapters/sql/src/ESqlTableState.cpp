@@ -320,6 +320,7 @@ void ESqlTable::State::LeaveStreaming() {
     if (step == ESqlStep::Done) {
         EndStreaming();
         walk = Walk::Listed;
+        NoteListedState();
         return;
     }
     if (step == ESqlStep::Failed) {

@@ -114,6 +114,9 @@ struct ESqlTable::State {
     [[nodiscard]] bool AppendKey(const ESqlRow& of);
     /// Reads the keys of the range; false with `error`.
     [[nodiscard]] bool ListKeys();
+    void NoteListedState();
+    /// Whether the table still reads the state in which the list of keys was read.
+    [[nodiscard]] bool IsListedStateSeen() const;
     /// Turns a streaming walk into a walk over the keys that remain.
     void LeaveStreaming();
     [[nodiscard]] Find ReadByKey(EPosition position);
@@ -122,6 +125,8 @@ struct ESqlTable::State {
     [[nodiscard]] Find ReadInto(std::span<ESqlRow* const> rows, EPosition position);
     /// Tests whether the record exists, without loading it.
     [[nodiscard]] Find LookUp(EPosition position);
+    /// Found unless a record came to the key of `position` since WatchKeys; never Gone.
+    [[nodiscard]] Find FindOwner(EPosition position);
     /// Sets `listAt` to the index of `position` in `keys`; false if it isn't there.
     [[nodiscard]] bool Locate(EPosition position);
     void TakeLoaded();
@@ -185,6 +190,8 @@ struct ESqlTable::State {
     std::unordered_set<EPosition> occupied;
     std::int64_t listAt = 0;  // the walk's index in `keys`; -1 or the size beyond the ends
     bool listIsWhole = false;
+    // The connection's TotalChanges when `keys` were read; -1 outside of a transaction.
+    std::int64_t changesAtList = -1;
     bool moved = false;  // RePos left the walk's record
     EPosition walkPosition = kNoPosition;
     ESqlError walkFailure;
@@ -199,9 +206,10 @@ struct ESqlTable::State {
     std::unordered_set<std::size_t> nulled;
     std::unordered_map<std::size_t, Chaine> refused;  // with the texts of the values
     unsigned holders = 0;
-    bool atomic = false;   // BeginAtomic was called, and neither Commit nor Rollback yet
-    bool isEnded = false;  // the atomic session refuses further writes
-    ESqlError endedBy;     // the failure that made the engine end it
+    bool isWatching = false;  // WatchKeys was called
+    bool atomic = false;      // BeginAtomic was called, and neither Commit nor Rollback yet
+    bool isEnded = false;     // the atomic session refuses further writes
+    ESqlError endedBy;        // the failure that made the engine end it
     ESqlSessionRecord session;
     std::shared_ptr<std::atomic<std::uint64_t>> version;
     EPosition locked = kNoPosition;  // by Lock

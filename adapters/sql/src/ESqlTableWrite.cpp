@@ -199,6 +199,7 @@ bool ESqlTable::RunWrite(const std::string& text, std::span<const std::size_t> c
                          EPosition where, EPosition* written) {
     State& s = *state_;
     std::int64_t rows = 0;
+    bool isGoneWithin = false;
     {
         Write write(s);
         // Begin first: it may evict statements from the cache.
@@ -227,8 +228,9 @@ bool ESqlTable::RunWrite(const std::string& text, std::span<const std::size_t> c
             }
             return isWritten;
         }
+        isGoneWithin = rows == 0 && where != kNoPosition && s.LookUp(where) == State::Find::Gone;
     }
-    NoteMissedWrite(rows, where);
+    NoteMissedWrite(rows, where, isGoneWithin);
     return false;
 }
 
@@ -261,7 +263,8 @@ bool ESqlTable::ReadBack(EPosition& written) {
 }
 
 /// Notes why a write, which was rolled back, didn't change exactly one row.
-void ESqlTable::NoteMissedWrite(std::int64_t rows, EPosition where) {
+/// `isGoneWithin` if the record was gone before the write was rolled back.
+void ESqlTable::NoteMissedWrite(std::int64_t rows, EPosition where, bool isGoneWithin) {
     State& s = *state_;
     if (rows > 1) {
         s.NoteError(DataOther, "the write would have hit several rows instead of one");
@@ -274,7 +277,9 @@ void ESqlTable::NoteMissedWrite(std::int64_t rows, EPosition where) {
     if (found == State::Find::Gone) {
         s.NoteError(DataGone, "the record is there no more");
     } else if (found == State::Find::Found) {
-        s.NoteError(DataConstraint, "a trigger of the table skips this write (RAISE(IGNORE))");
+        s.NoteError(DataConstraint,
+                    isGoneWithin ? "a trigger of the table deletes the record before this write"
+                                 : "a trigger of the table skips this write (RAISE(IGNORE))");
     }
 }
 
@@ -360,6 +365,7 @@ ESqlOutcome ESqlTable::Commit() {
         return ESqlOutcome::RolledBack;
     }
     s.EndStreaming();
+    UnwatchKeys();
     return EndAtomic(s.IsRefused() ? ESqlOutcome::RolledBack : s.connection->Commit(s.error));
 }
 
@@ -377,6 +383,7 @@ ESqlOutcome ESqlTable::EndAtomic(ESqlOutcome outcome) {
     State& s = *state_;
     if (s.atomic) {
         s.atomic = false;
+        s.isWatching = false;
         // A caller that missed the end of the session would write the rest record by record.
         s.isEnded = s.holders > 0;
     }

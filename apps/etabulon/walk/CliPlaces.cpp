@@ -6,20 +6,21 @@ namespace etabulon {
 
 class PlacedCursor::Finder final : public ECursorListener {
 public:
-    Finder(const ETabulonPendingChanges& changes, std::vector<Record>& found)
-        : changes_(changes), found_(found) {}
+    Finder(const ETabulonPendingChanges& changes, PlacedCursor& cursor)
+        : changes_(changes), cursor_(cursor) {}
 
     CursorStatus OnMove(const ETabulonCursor& cursor) override {
         const ETabulonTag& place = cursor.CurrentTag();
         if (changes_.IsDeleted(place) || changes_.IsUpdated(place)) {
-            found_.push_back({cursor.PrimaryKey().Position(), place});
+            cursor_.found_.push_back({cursor.PrimaryKey().Position(), place});
+            return cursor_.OnFound(cursor.PrimaryKey(), place) ? StatusOk : StatusEnd;
         }
         return StatusOk;
     }
 
 private:
     const ETabulonPendingChanges& changes_;
-    std::vector<Record>& found_;
+    PlacedCursor& cursor_;
 };
 
 CursorStatus PlacedCursor::FindRecords(const ETabulonPendingChanges& changes) {
@@ -29,9 +30,12 @@ CursorStatus PlacedCursor::FindRecords(const ETabulonPendingChanges& changes) {
         changes.Script(ETabulonPendingChanges::Delete).Size() == 0) {
         return StatusOk;  // inserts concern no record, and need no table that can be read
     }
-    Finder finder(changes, found_);
+    Finder finder(changes, *this);
     const ECursorListening listening(*this, finder);
-    const CursorStatus status = Browse(ETabulonTag());
+    CursorStatus status = Browse(ETabulonTag());
+    if (status == StatusOk && found_.size() > 1) {
+        status = static_cast<CursorStatus>(Table()->WatchKeys());
+    }
     isFound_ = status == StatusOk;
     return status;
 }
@@ -61,6 +65,7 @@ CursorStatus PlacedCursor::GetNext() {
         }
         ++gone_;
     }
+    Table()->UnwatchKeys();
     return StatusEnd;
 }
 

@@ -22,6 +22,9 @@ public:
     [[nodiscard]] std::uint64_t GoneCount() const noexcept { return gone_; }
 
 protected:
+    /// For each record that FindRecords finds, which is current; false ends the search.
+    virtual bool OnFound(const ETabulonPrimaryKey& key, const ETabulonTag& place) = 0;
+
     CursorStatus Reset(const ETabulonTag& tag) override;
     CursorStatus GetNext() override;
     void ExtractCurrentTag(ETabulonTag& tag) const override;

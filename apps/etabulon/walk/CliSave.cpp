@@ -29,6 +29,10 @@ public:
     void Fail(CursorStatus status, std::string_view doing);
 
 protected:
+    bool OnFound(const ETabulonPrimaryKey& key, const ETabulonTag& place) override {
+        RefuseMisread(key, place);
+        return failure_.empty();
+    }
     CursorStatus StartInsert(const ETabulonTag& tag) override {
         place_ = tag;
         // The save will be rolled back: further inserts would be lost.
@@ -41,7 +45,6 @@ protected:
         place_ = tag;
         key_ = ShownKey(key);
         columns_.clear();
-        RefuseMisread(ETabulonPendingChanges::Update, key, tag, "updated");
         return PlacedCursor::StartUpdate(key, tag);
     }
     CursorStatus SetValue(const ETabulonVariableID& id, const ETabulonValue& value) override {
@@ -57,8 +60,7 @@ protected:
 
 private:
     [[nodiscard]] std::string ShownKey(const ETabulonPrimaryKey& key) const;
-    void RefuseMisread(ETabulonPendingChanges::ChangeType type, const ETabulonPrimaryKey& key,
-                       const ETabulonTag& tag, std::string_view done);
+    void RefuseMisread(const ETabulonPrimaryKey& key, const ETabulonTag& tag);
     [[nodiscard]] std::string FindMisread(const ETabulonTag& place, const ETabulonPrimaryKey& key);
 
     const CliWalkContext& context_;
@@ -107,17 +109,17 @@ SavingCursor::SavingCursor(const CliWalkContext& context, const CliEdits& edits)
 
 /// Refuses an edit at a place with a missing value if the record's own value only reads as missing,
 /// because it isn't of the column's type: the user would lose it unseen.
-void SavingCursor::RefuseMisread(ETabulonPendingChanges::ChangeType type,
-                                 const ETabulonPrimaryKey& key, const ETabulonTag& tag,
-                                 std::string_view done) {
+void SavingCursor::RefuseMisread(const ETabulonPrimaryKey& key, const ETabulonTag& tag) {
+    const bool isDeleted = !atMissing_.empty() && edits_.Changes().IsDeleted(tag);
+    const auto type = isDeleted ? ETabulonPendingChanges::Delete : ETabulonPendingChanges::Update;
     for (const ETabulonPendingChanges::Change* const change : atMissing_) {
         if (!failure_.empty() || change->Type() != type || !change->Matches(tag)) {
             continue;
         }
         if (const std::string misread = FindMisread(change->Selection(), key); !misread.empty()) {
             failure_ = fmt::format("record {} of table {} can't be {} as one without a value: {}",
-                                   ShownKey(key), Quoted(context_.table.Info().name.View()), done,
-                                   misread);
+                                   ShownKey(key), Quoted(context_.table.Info().name.View()),
+                                   isDeleted ? "deleted" : "updated", misread);
             Cancel();
         }
     }
@@ -174,7 +176,6 @@ CursorStatus SavingCursor::Save() {
 }
 
 CursorStatus SavingCursor::Delete(const ETabulonPrimaryKey& key, const ETabulonTag& tag) {
-    RefuseMisread(ETabulonPendingChanges::Delete, key, tag, "deleted");
     const CursorStatus status = PlacedCursor::Delete(key, tag);
     ++saved_.deleted;
     if (status != StatusOk) {
@@ -255,7 +256,7 @@ CliResult<CliSaved> SaveEdits(const CliWalkContext& context, const CliEdits& edi
                                       Quoted(context.table.Info().name.View()),
                                       Quoted(context.table.Source().Location().View()),
                                       context.table.Info().isView
-                                          ? "it is a view"
+                                          ? "it is a view or a virtual table"
                                           : "it has no key, and its columns hide the row number "
                                             "that would tell its records apart")};
     }

@@ -145,6 +145,10 @@ public:
     ESqlOutcome Commit();
     ESqlOutcome Rollback();
     [[nodiscard]] bool IsInAtomic() const noexcept;
+    /// In an atomic session, until UnwatchKeys or its end: RePos fails for a key to which a write,
+    /// a trigger or an action of a foreign key has put a record since. The result is a status.
+    [[nodiscard]] std::int32_t WatchKeys();
+    void UnwatchKeys();
     [[nodiscard]] const ESqlSessionRecord& Session() const noexcept;
 
 private:
@@ -173,7 +177,7 @@ private:
                                 EPosition where, EPosition* written);
     [[nodiscard]] std::int64_t StepWrite(ISqlStatement& statement, std::int64_t& keys);
     [[nodiscard]] bool ReadBack(EPosition& written);
-    void NoteMissedWrite(std::int64_t rows, EPosition where);
+    void NoteMissedWrite(std::int64_t rows, EPosition where, bool isGoneWithin);
     std::unique_ptr<State> state_;
     std::unique_ptr<BlockSource> blocks_;  // made when it is first asked for
 };
