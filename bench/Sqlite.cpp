@@ -13,7 +13,7 @@ Database::Database(const std::string& path, Mode mode) {
         Fail("opening " + name);
     }
     if (mode == Mode::Read) {
-        Run("PRAGMA query_only = 1; PRAGMA mmap_size = 2147418112");
+        Run("PRAGMA query_only = 1; PRAGMA mmap_size = 0; PRAGMA cache_size = -1000");
     }
 }
 

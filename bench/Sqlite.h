@@ -13,7 +13,7 @@ namespace etabulon::bench {
 class Database {
 public:
     enum class Mode : std::uint8_t { Create = 0, Read = 1, Memory = 2 };
-    /// Read opens as ESqliteSource does: with the same memory map.
+    /// Read opens as ESqliteSource does: without a memory map, and with its cache.
     Database(const std::string& path, Mode mode);
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;

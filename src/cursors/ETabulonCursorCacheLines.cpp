@@ -1,5 +1,7 @@
 #include "cursors/ETabulonCursorCacheLines.h"
 
+#include "etabulon/foundation/detail/EPrefetch.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -224,7 +226,7 @@ void ETabulonCursorCache::Lines::Prefetch(std::size_t slot) const noexcept {
     constexpr std::size_t kCpuLine = 64;  // bytes of a line of the processor's cache
     const auto prefetch = [](const void* memory, std::size_t bytes) {
         for (std::size_t at = 0; at < bytes; at += kCpuLine) {
-            __builtin_prefetch(static_cast<const std::byte*>(memory) + at);
+            detail::PrefetchToRead(static_cast<const std::byte*>(memory) + at);
         }
     };
     if (slot + kLineDistance >= slots_.size()) {

@@ -1,6 +1,7 @@
 #include "etabulon/foundation/EBlockBuilder.h"
 
 #include "etabulon/foundation/detail/EHashMix.h"
+#include "etabulon/foundation/detail/EPrefetch.h"
 #include "foundation/EBlockReader.h"
 
 #include <algorithm>
@@ -254,7 +255,7 @@ void EBlockBuilder::FindCandidates(const EBlockColumn& column, std::size_t size)
         const std::int32_t candidate = dictionary.index_.Candidate(hashes_[record]);
         candidates_[record] = candidate;
         if (isLarge && candidate >= 0) {
-            __builtin_prefetch(&dictionary.keys_[static_cast<std::size_t>(candidate)]);
+            detail::PrefetchToRead(&dictionary.keys_[static_cast<std::size_t>(candidate)]);
         }
     }
 }

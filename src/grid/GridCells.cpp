@@ -1,5 +1,6 @@
 #include "grid/GridCells.h"
 
+#include "etabulon/foundation/detail/EPrefetch.h"
 #include "etabulon/grid/ETabulonGridCumuls.h"
 
 namespace etabulon::detail {
@@ -105,7 +106,7 @@ void GridCells::FindRows(std::size_t count) {
     const std::span<const std::uint32_t> details = details_.Details();
     for (std::size_t place = 0; place < count; ++place) {
         std::byte* const cell = AccumulatorsOfCell(details[place]);
-        __builtin_prefetch(cell, /*rw=*/1);
+        PrefetchToWrite(cell);
         rows[place * perRecord] = cell;
         rows[place * perRecord + 1] = grandTotal;
     }

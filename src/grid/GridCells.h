@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cumul/CumulCells.h"
+#include "etabulon/foundation/detail/EPrefetch.h"
 #include "grid/BlockDetails.h"
 #include "grid/ResultParts.h"
 #include "grid/TagIndex.h"
@@ -68,7 +69,7 @@ public:
     /// Prefetches the row of a cell.
     void Prefetch(std::uint32_t cell) const noexcept {
         if (cell != kNone) {
-            __builtin_prefetch(cells_.RowAt(cell));
+            PrefetchToRead(cells_.RowAt(cell));
         }
     }
     /// ValNull for kNone, and for an index without a calculation.

@@ -9,6 +9,12 @@
 
 namespace etabulon::detail {
 
+namespace {
+
+constexpr unsigned int kAhead = 24;  // cells to prefetch
+
+}  // namespace
+
 unsigned int ShownCalculation(const ETabulonGridCumuls& desc) {
     return desc.AxesMode() == ETabulonGridCumuls::IntrinsicPriority
                ? static_cast<unsigned int>(desc.Calculations().PriorityCalculationPos())
@@ -89,9 +95,12 @@ void GridSender::SendLines(const Numbers& lines, const Numbers& columns) {
         cells.emplace(cells_, Root());
     }
     for (unsigned int line = 0; line < lines.size(); ++line) {
+        const std::vector<std::uint32_t>& rows = cells->Line(lines[line]);
         for (unsigned int column = 0; column < columns.size(); ++column) {
-            const std::uint32_t row = cells->Line(lines[line])[columns[column]];
-            view_.SetValue(column, line, Result(row, shown_));
+            if (column + kAhead < columns.size()) {
+                cells_.Prefetch(rows[columns[column + kAhead]]);
+            }
+            view_.SetValue(column, line, Result(rows[columns[column]], shown_));
         }
         SendTotal(ITabulonResGridUI::AxeColumns, line, cells_.Total(0, lines[line]));
     }

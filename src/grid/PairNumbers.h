@@ -1,5 +1,6 @@
 #pragma once
 
+#include "etabulon/foundation/detail/EPrefetch.h"
 #include "etabulon/foundation/detail/HashIndex.h"
 
 #include <cstdint>
@@ -30,7 +31,7 @@ public:
         }
         const Cell cell = CellOf(first, second);
         if (cell.row < rows_ && cell.column < columns_) {
-            __builtin_prefetch(&table_[Offset(cell)]);
+            PrefetchToRead(&table_[Offset(cell)]);
         }
     }
     [[nodiscard]] std::uint32_t FindOrAdd(std::uint32_t first, std::uint32_t second) {

@@ -1,5 +1,6 @@
 #include "score/ScoreCells.h"
 
+#include "etabulon/foundation/detail/EPrefetch.h"
 #include "etabulon/score/ETabulonScoreCumuls.h"
 
 #include <algorithm>
@@ -74,7 +75,7 @@ void ScoreCells::AddBlock(const ERecordBlock& block, std::span<const EBlockIndex
     for (const std::uint32_t line : details_.Details()) {
         AddRows(line);
         *row = rows_.RowAt(RowOf(line));
-        __builtin_prefetch(*row++, /*rw=*/1);
+        PrefetchToWrite(*row++);
         *row++ = rows_.RowAt(kTotal);
     }
     rows_.FoldBlock({&block, records, folded_, kPerRecord}, valueColumns_);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/foundation/detail/EPrefetch.h"
 #include "etabulon/tree/EDataTreeNode.h"
 #include "tree/NodeExtra.h"
 #include "tree/TreeKey.h"
@@ -27,9 +28,7 @@ struct NodeAccess {
         node.keyWord_ = key.word;
         node.keyForm_ = key.form;
     }
-    static void PrefetchKey(const Node& node) noexcept {
-        __builtin_prefetch(&node.keyWord_, /*rw=*/1);
-    }
+    static void PrefetchKey(const Node& node) noexcept { PrefetchToWrite(&node.keyWord_); }
 
     // The tree that it stands in.
     [[nodiscard]] static const ETabulonSortDesc& SortDesc(const Node& node) noexcept {

@@ -1,6 +1,7 @@
 #include "tree/TreeBlockLevel.h"
 
 #include "etabulon/foundation/detail/EHashMix.h"
+#include "etabulon/foundation/detail/EPrefetch.h"
 
 namespace etabulon::detail {
 
@@ -60,7 +61,7 @@ void TreeBlockLevel::FindAll(std::span<const EBlockIndex> records,
                              std::span<std::uint32_t> found) const {
     if (children_.size() > kLarge) {
         for (const EBlockIndex record : records) {
-            __builtin_prefetch(&children_[numbers_[record]]);
+            PrefetchToRead(&children_[numbers_[record]]);
         }
     }
     for (std::size_t place = 0; place < records.size(); ++place) {

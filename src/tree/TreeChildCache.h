@@ -1,5 +1,6 @@
 #pragma once
 
+#include "etabulon/foundation/detail/EPrefetch.h"
 #include "etabulon/tree/EDataTreeNode.h"
 #include "tree/TreeKey.h"
 
@@ -45,7 +46,7 @@ public:
     /// Prefetches the entry, which is seldom in the processor's nearer caches.
     void Prefetch(const Key& key) const noexcept {
         if (!entries_.empty()) {
-            __builtin_prefetch(&entries_[key.hash_ & (entries_.size() - 1)]);
+            PrefetchToRead(&entries_[key.hash_ & (entries_.size() - 1)]);
         }
     }
     /// A hit without a child where the cache has none, or the key doesn't fit an entry.

@@ -1,5 +1,6 @@
 #include "etabulon/tree/detail/TreeChildren.h"
 
+#include "etabulon/foundation/detail/EPrefetch.h"
 #include "tree/NodeAccess.h"
 #include "tree/TreeSiblings.h"
 
@@ -54,7 +55,7 @@ bool TreeChildren::HasWaiting() const noexcept {
 
 void TreeChildren::PrefetchList() const noexcept {
     if (word_ != 0 && !IsOne()) {
-        __builtin_prefetch(Many());
+        PrefetchToRead(Many());
     }
 }
 
@@ -63,7 +64,7 @@ void TreeChildren::PrefetchNear(std::size_t index) const noexcept {
     const std::size_t size = Size();
     for (std::size_t near = index == 0 ? 0 : index + kAhead; near <= index + kAhead; ++near) {
         if (near < size) {
-            __builtin_prefetch(At(near), /*rw=*/1);
+            PrefetchToWrite(At(near));
         }
     }
 }

@@ -1,5 +1,6 @@
 #include "tree/TreeHeldRecords.h"
 
+#include "etabulon/foundation/detail/EPrefetch.h"
 #include "tree/TreeChildCache.h"
 
 #include <utility>
@@ -9,7 +10,7 @@ namespace etabulon::detail {
 void TreeHeldRecords::Hold(EDataTreeNode& parent, unsigned level, const ETabulonValue& value,
                            TreeKeyWord key) {
     records_.reserve(kMost);
-    __builtin_prefetch(&parent);
+    PrefetchToRead(&parent);
     records_.push_back({&parent, value, key});
     level_ = level;
 }

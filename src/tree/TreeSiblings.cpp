@@ -1,5 +1,6 @@
 #include "tree/TreeSiblings.h"
 
+#include "etabulon/foundation/detail/EPrefetch.h"
 #include "tree/NodeAccess.h"
 
 #include <algorithm>
@@ -94,8 +95,8 @@ private:
     void Prefetch(std::size_t index) const noexcept {
         if (index + kAhead < siblings_.size_ && !IsNumber(index + kAhead)) {
             const EDataTreeNode* node = siblings_.At(index + kAhead);
-            __builtin_prefetch(node);
-            __builtin_prefetch(&NodeAccess::Value(*node).Data());
+            PrefetchToRead(node);
+            PrefetchToRead(&NodeAccess::Value(*node).Data());
         }
     }
     /// A sibling may lack the level, after a change of levels that didn't empty the tree.

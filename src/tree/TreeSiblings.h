@@ -1,5 +1,6 @@
 #pragma once
 
+#include "etabulon/foundation/detail/EPrefetch.h"
 #include "etabulon/tree/EDataTreeNode.h"
 
 #include <array>
@@ -39,7 +40,7 @@ public:
     [[nodiscard]] EDataTreeNode* FindByValue(const ETabulonValue& value);
     [[nodiscard]] EDataTreeNode* FindIrregular(const ETabulonTag& tag) const;
 
-    void PrefetchEnd() const noexcept { __builtin_prefetch(waiting_.data() + waiting_.size()); }
+    void PrefetchEnd() const noexcept { PrefetchToRead(waiting_.data() + waiting_.size()); }
 
     void Add(EDataTreeNode* child);
     void OrderWaiting();

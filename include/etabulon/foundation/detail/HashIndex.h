@@ -1,5 +1,7 @@
 #pragma once
 
+#include "etabulon/foundation/detail/EPrefetch.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -56,7 +58,7 @@ public:
     // For many lookups at a time: prefetch the slots of all hashes, then ask for each candidate.
     void Prefetch(std::uint32_t hash) const noexcept {
         if (!slots_.empty()) {
-            __builtin_prefetch(&slots_[hash & Mask()]);
+            PrefetchToRead(&slots_[hash & Mask()]);
         }
     }
     /// The first position with this hash, of whatever element, or -1.
