@@ -1,6 +1,7 @@
 #include "grid/TagIndex.h"
 
 #include "etabulon/foundation/detail/EHashMix.h"
+#include "etabulon/foundation/detail/EPrefetch.h"
 
 #include <algorithm>
 
@@ -167,17 +168,36 @@ std::uint32_t TagIndex::SpellingOf(std::uint32_t detail, std::size_t column) con
 }
 
 ETabulonTag TagIndex::Tag(std::uint32_t detail) const {
-    ETabulonTag tag(root_);
-    std::vector<std::uint32_t> numbers(columns_.size());
-    NumbersOf(detail, numbers);
-    for (std::size_t at = 0; at < columns_.size(); ++at) {
-        const std::uint32_t number = numbers[at];
-        if (number == kAbsent) {
-            continue;
-        }
-        tag.SetValue(columns_[at].level, columns_[at].values.Spelling(SpellingOf(detail, at)));
-    }
+    ETabulonTag tag;
+    ReadTag(detail, tag);
     return tag;
+}
+
+void TagIndex::ReadTag(std::uint32_t detail, ETabulonTag& tag) const {
+    tag = root_;
+    for (std::size_t at = 0; at < columns_.size(); ++at) {
+        if (const std::uint32_t spelling = SpellingOf(detail, at); spelling != kAbsent) {
+            tag.Slot(columns_[at].level) = columns_[at].values.Spelling(spelling);
+        }
+    }
+}
+
+void TagIndex::PrefetchValues(std::uint32_t detail) const noexcept {
+    for (std::size_t at = 0; at < columns_.size(); ++at) {
+        if (const std::uint32_t number = NumberAt(detail, at); number != kAbsent) {
+            const ValueNumbers& values = columns_[at].values;
+            PrefetchToRead(&values.Spelling(values.FirstSpelling(number)));
+        }
+    }
+}
+
+void TagIndex::PrefetchTexts(std::uint32_t detail) const noexcept {
+    for (std::size_t at = 0; at < columns_.size(); ++at) {
+        if (const std::uint32_t number = NumberAt(detail, at); number != kAbsent) {
+            const ValueNumbers& values = columns_[at].values;
+            PrefetchToRead(values.Spelling(values.FirstSpelling(number)).Data().GetBuffer());
+        }
+    }
 }
 
 }  // namespace etabulon::detail

@@ -40,6 +40,11 @@ public:
     [[nodiscard]] std::uint32_t Size() const noexcept { return size_; }
     /// The detail as a tag, spelled as in its first record.
     [[nodiscard]] ETabulonTag Tag(std::uint32_t detail) const;
+    /// The same into a tag, whose memory is reused.
+    void ReadTag(std::uint32_t detail, ETabulonTag& tag) const;
+    // For many tags in random order: first PrefetchValues, some tags later PrefetchTexts.
+    void PrefetchValues(std::uint32_t detail) const noexcept;
+    void PrefetchTexts(std::uint32_t detail) const noexcept;
 
     // --- the columns: one for each distinct level, with the number of the value there ---
     [[nodiscard]] std::size_t ColumnCount() const noexcept { return columns_.size(); }

@@ -71,12 +71,22 @@ void ETabulonScoreCumulsBuffers::SendTo(ITabulonResScoreUI* ui) const {
     }
     const detail::ScoreRanking ranking(*desc_, *cells_);
     const auto lines = ranking.Lines();
+    // Deliberate: a falling order is the rising order read backwards, so that lines of equal
+    // results come in the reverse order of their labels. TiesTurnRoundWithTheOrder holds it.
+    const auto lineAt = [&lines, isRising = desc_->IncreasingOrder()](std::size_t index) {
+        return lines[isRising ? index : lines.size() - 1 - index];
+    };
+    constexpr std::size_t kAhead = 8;  // lines to prefetch
+    ETabulonTag label;
+    PTableau<ETabulonValue> values;
     for (std::size_t index = 0; index < lines.size(); ++index) {
-        // Deliberate: a falling order is the rising order read backwards, so that lines of equal
-        // results come in the reverse order of their labels. TiesTurnRoundWithTheOrder holds it.
-        const std::uint32_t line =
-            lines[desc_->IncreasingOrder() ? index : lines.size() - 1 - index];
-        ui->SetScoreLine(cells_->Label(line), ranking.Values(line));
+        if (index + 2 * kAhead < lines.size()) {
+            ranking.Prefetch(lineAt(index + 2 * kAhead));
+            cells_->Labels().PrefetchTexts(lineAt(index + kAhead));
+        }
+        cells_->ReadLabel(lineAt(index), label);
+        ranking.ReadValues(lineAt(index), values);
+        ui->SetScoreLine(label, values);
     }
     PTableau<ETabulonValue> total;
     for (unsigned int calculation = 0; calculation < cells_->CalculationCount(); ++calculation) {

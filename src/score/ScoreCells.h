@@ -47,6 +47,8 @@ public:
     [[nodiscard]] unsigned int CalculationCount() const noexcept { return rows_.Size(); }
     /// The line's label, spelled as in its first record.
     [[nodiscard]] ETabulonTag Label(std::uint32_t line) const { return labels_.Tag(line); }
+    /// The same into a tag, whose memory is reused.
+    void ReadLabel(std::uint32_t line, ETabulonTag& label) const { labels_.ReadTag(line, label); }
     /// The index of the labels.
     [[nodiscard]] const TagIndex& Labels() const noexcept { return labels_; }
     [[nodiscard]] ETabulonValue Result(std::uint32_t line, unsigned int calculation) const {

@@ -1,11 +1,13 @@
 #include "score/ScoreRanking.h"
 
 #include "etabulon/foundation/PUnique.h"
+#include "etabulon/foundation/detail/EPrefetch.h"
 #include "etabulon/score/ETabulonScoreCumuls.h"
 #include "etabulon/sort/ETabulonSortKeyCache.h"
 #include "score/ScoreCells.h"
 
 #include <algorithm>
+#include <cstring>
 #include <numeric>
 
 namespace etabulon::detail {
@@ -13,6 +15,30 @@ namespace etabulon::detail {
 namespace {
 
 constexpr auto kCalc = ETabulonSortDesc::HideInCalc;
+
+/// The number's place in the order of its type. False for types that aren't compared as one number.
+bool MakeKey(const EVariant& number, std::uint64_t& key) {
+    constexpr std::uint64_t kSign = std::uint64_t{1} << 63;
+    switch (TypeInfo(number.Type()).storage) {
+        case EStorage::Double: {
+            double value = number.AsDouble();
+            if (value != value) {
+                return false;
+            }
+            value = value == 0 ? 0 : value;  // the two zeros are equal
+            std::memcpy(&key, &value, sizeof key);
+            key = (key & kSign) != 0 ? ~key : key | kSign;
+            return true;
+        }
+        case EStorage::Int32:
+        case EStorage::Int64:
+        case EStorage::UInt32:
+            key = static_cast<std::uint64_t>(number.AsInt64()) ^ kSign;
+            return true;
+        default:
+            return false;
+    }
+}
 
 }  // namespace
 
@@ -28,6 +54,7 @@ ScoreRanking::ScoreRanking(const ETabulonScoreCumuls& desc, const ScoreCells& ce
     if (count == 0) {
         return;
     }
+    MakeKeys();
     if (LabelsHoldTheSameLevels()) {
         Sort();
     } else {
@@ -35,18 +62,50 @@ ScoreRanking::ScoreRanking(const ETabulonScoreCumuls& desc, const ScoreCells& ce
     }
 }
 
-PTableau<ETabulonValue> ScoreRanking::Values(std::uint32_t line) const {
-    PTableau<ETabulonValue> values;
-    for (unsigned int calculation = 0; calculation < calculations_; ++calculation) {
-        values.Add(results_[std::size_t{line} * calculations_ + calculation]);
+void ScoreRanking::ReadValues(std::uint32_t line, PTableau<ETabulonValue>& values) const {
+    const ETabulonValue* const results = results_.data() + std::size_t{line} * calculations_;
+    while (values.Size() < calculations_) {
+        values.Add(ETabulonValue());
     }
-    return values;
+    for (unsigned int calculation = 0; calculation < calculations_; ++calculation) {
+        values.At(calculation) = results[calculation];
+    }
+}
+
+void ScoreRanking::Prefetch(std::uint32_t line) const noexcept {
+    PrefetchToRead(results_.data() + std::size_t{line} * calculations_);
+    cells_.Labels().PrefetchValues(line);
+}
+
+void ScoreRanking::MakeKeys() {
+    const std::uint32_t count = cells_.LineCount();
+    if (calculations_ == 0) {
+        return;
+    }
+    const std::int32_t type = results_[0].Data().Type();
+    keys_.resize(count);
+    for (std::uint32_t line = 0; line < count; ++line) {
+        const ETabulonValue& result = results_[std::size_t{line} * calculations_];
+        const bool isLikeFirst = result.Status() == ETabulonValue::ValNormal &&
+                                 result.Data().Type() == type && !result.Data().IsMissing();
+        if (!isLikeFirst || !MakeKey(result.Data(), keys_[line])) {
+            keys_.clear();
+            return;
+        }
+    }
 }
 
 int ScoreRanking::CompareResults(std::uint32_t a, std::uint32_t b) const {
+    unsigned int calculation = 0;
+    if (!keys_.empty()) {
+        if (keys_[a] != keys_[b]) {
+            return keys_[a] < keys_[b] ? -1 : 1;
+        }
+        calculation = 1;
+    }
     const ETabulonValue* const left = results_.data() + std::size_t{a} * calculations_;
     const ETabulonValue* const right = results_.data() + std::size_t{b} * calculations_;
-    for (unsigned int calculation = 0; calculation < calculations_; ++calculation) {
+    for (; calculation < calculations_; ++calculation) {
         const int order = left[calculation].Compare(right[calculation], /*byDisplay=*/false);
         if (order != 0) {
             return order;

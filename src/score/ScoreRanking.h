@@ -25,8 +25,10 @@ public:
     ScoreRanking(const ETabulonScoreCumuls& desc, const ScoreCells& cells);
 
     [[nodiscard]] std::span<const std::uint32_t> Lines() const noexcept { return lines_; }
-    /// A new array of the line's results, as they were ranked.
-    [[nodiscard]] PTableau<ETabulonValue> Values(std::uint32_t line) const;
+    /// The line's results, as they were ranked, into an array whose memory is reused.
+    void ReadValues(std::uint32_t line, PTableau<ETabulonValue>& values) const;
+    /// Prefetches what ReadValues and the line's label read first.
+    void Prefetch(std::uint32_t line) const noexcept;
 
 private:
     class TieBreaker;
@@ -34,6 +36,7 @@ private:
     using LineIterator = std::vector<std::uint32_t>::iterator;
 
     [[nodiscard]] bool LabelsHoldTheSameLevels() const;
+    void MakeKeys();
     void Sort();
     void InsertOneByOne();
     [[nodiscard]] int CompareResults(std::uint32_t a, std::uint32_t b) const;
@@ -42,6 +45,8 @@ private:
     const ScoreCells& cells_;
     unsigned int calculations_;
     std::vector<ETabulonValue> results_;  // line by line
+    /// By line, numbers in the order of the first calculation's results; empty if they have others.
+    std::vector<std::uint64_t> keys_;
     std::vector<std::uint32_t> lines_;
 };
 
