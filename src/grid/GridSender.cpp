@@ -100,7 +100,12 @@ void GridSender::SendLines(const Numbers& lines, const Numbers& columns) {
             if (column + kAhead < columns.size()) {
                 cells_.Prefetch(rows[columns[column + kAhead]]);
             }
-            view_.SetValue(column, line, Result(rows[columns[column]], shown_));
+            const std::uint32_t row = rows[columns[column]];
+            if (row == GridCells::kNone) {
+                view_.SetValue(column, line, ETabulonValue::Null);
+            } else {
+                view_.SetValue(column, line, Result(row, shown_));
+            }
         }
         SendTotal(ITabulonResGridUI::AxeColumns, line, cells_.Total(0, lines[line]));
     }
