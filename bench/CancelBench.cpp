@@ -2,6 +2,7 @@
 
 #include "bench/Orders.h"
 #include "bench/OrdersCursor.h"
+#include "etabulon/sql/ETabulonCursorSql.h"
 #include "bench/RatioBench.h"
 #include "etabulon/tree/EDataTree.h"
 #include "etabulon/tree/EDataTreeThread.h"
@@ -131,7 +132,7 @@ public:
         : orders_(RunSizes().large, "orders", {"country", "city", "customer", "id"}, {}) {}
 
     void SortInTheTable() {
-        ESqlTable& table = *orders_.Cursor().Table();
+        ESqlTable& table = *static_cast<ETabulonCursorSql&>(orders_.Cursor()).Table();
         table.SetOrder({table.Columns()[2], table.Columns()[1]});
     }
     /// 99th percentiles in milliseconds, of cancels all over the run or all over its sort.

@@ -2,29 +2,75 @@
 
 #include "bench/Orders.h"
 #include "bench/RatioBench.h"
+#include "etabulon/cursors/LoadColumns.h"
+#include "etabulon/sql/ETabulonCursorSql.h"
 #include "etabulon/sql/UseColumns.h"
+
+#include <map>
 
 namespace etabulon::bench {
 
+namespace {
+
+std::unique_ptr<ETabulonCursorSql> OpenFile(ESqliteSource& source, const char* table,
+                                            const ETabulonLevels& levels,
+                                            std::vector<unsigned> columns) {
+    ESqlError error;
+    std::unique_ptr<ESqlTable> opened = source.OpenTable(table, {std::move(columns)}, error);
+    Require(opened != nullptr, error.text.c_str());
+    auto cursor = std::make_unique<ETabulonCursorSql>();
+    cursor->Init(levels, opened.release(), /*ownsTable=*/true);
+    return cursor;
+}
+
+std::unique_ptr<ESqliteSource> OpenSource(std::int64_t rows) {
+    ESqlError error;
+    auto source =
+        ESqliteSource::Open(Chaine(OrdersFile(rows).c_str()), ESqlOpenMode::ReadOnly, error);
+    Require(source != nullptr, error.text.c_str());
+    return source;
+}
+
+/// Loaded once for all benchmarks.
+const EDataColumns& Orders(std::int64_t rows) {
+    static std::map<std::int64_t, std::unique_ptr<EDataColumns>> loaded;
+    std::unique_ptr<EDataColumns>& columns = loaded[rows];
+    if (columns == nullptr) {
+        columns = LoadOrders(rows);
+    }
+    return *columns;
+}
+
+}  // namespace
+
 OrdersCursor::OrdersCursor(std::int64_t rows, const char* table,
                            const std::vector<const char*>& levels,
-                           const std::vector<const char*>& others) {
-    ESqlError error;
-    source_ = ESqliteSource::Open(Chaine(OrdersFile(rows).c_str()), ESqlOpenMode::ReadOnly, error);
-    Require(source_ != nullptr, error.text.c_str());
+                           const std::vector<const char*>& others, Held held) {
     ETabulonLevels available;
     for (const char* level : levels) {
         available.AddLevel(level, level, nullptr, /*addRef=*/false);
     }
-    std::vector<ETabulonVariableID> variables;
-    for (const char* other : others) {
-        variables.emplace_back(other);
+    if (held == Held::InColumns) {
+        auto cursor = std::make_unique<ETabulonCursorEData>();
+        cursor->Init(available, new EDataColumns(Orders(rows)), /*ownsTable=*/true);
+        cursor_ = std::move(cursor);
+        return;
     }
+    source_ = OpenSource(rows);
+    std::vector<ETabulonVariableID> variables(others.begin(), others.end());
     const DRubric& rubric = *source_->Rubric(*source_->FindTable(table));
-    std::unique_ptr<ESqlTable> opened =
-        source_->OpenTable(table, {UseColumns(available, variables, rubric)}, error);
-    Require(opened != nullptr, error.text.c_str());
-    cursor_.Init(available, opened.release(), /*ownsTable=*/true);
+    cursor_ = OpenFile(*source_, table, available, UseColumns(available, variables, rubric));
+}
+
+std::unique_ptr<EDataColumns> LoadOrders(std::int64_t rows) {
+    const auto source = OpenSource(rows);
+    ETabulonLevels levels;
+    levels.AddLevel("country", "country", nullptr, /*addRef=*/false);
+    const auto cursor = OpenFile(*source, "orders", levels, {});
+    CursorStatus status = StatusOk;
+    auto columns = LoadColumns(*cursor, ETabulonTag::Null, nullptr, status);
+    Require(columns != nullptr && status == StatusOk, "loading the columns");
+    return columns;
 }
 
 }  // namespace etabulon::bench

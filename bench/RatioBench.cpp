@@ -23,6 +23,7 @@ struct Line {
     double allocations;
     double target;
     double aim;
+    double flat;  // ours to the hand-written loop; 0 without one
 };
 
 std::vector<Line>& Lines() {
@@ -79,19 +80,25 @@ double RunComparison(benchmark::State& state, const Comparison& comparison) {
     std::vector<double> floors;
     std::vector<double> ours;
     std::vector<double> ratios;
+    std::vector<double> toFlat;
     double allocations = 0;
     const auto records = static_cast<double>(comparison.records);
     for (auto _ : state) {
         comparison.floor();
+        if (comparison.flat) {
+            comparison.flat();
+        }
         comparison.ours();
         endRun();
         for (int pair = 0; pair < RunSizes().pairs; ++pair) {
             floors.push_back(Seconds(comparison.floor));
+            const double flat = comparison.flat ? Seconds(comparison.flat) : 0;
             const std::uint64_t before = Allocations();
             ours.push_back(Seconds(comparison.ours));
             allocations = static_cast<double>(Allocations() - before) / records;
             endRun();
             ratios.push_back(ours.back() / floors.back());
+            toFlat.push_back(flat != 0 ? ours.back() / flat : 0);
         }
         state.SetIterationTime(Median(ours));
     }
@@ -102,11 +109,13 @@ double RunComparison(benchmark::State& state, const Comparison& comparison) {
                     Median(ours) * 1e9 / records,
                     allocations,
                     comparison.target,
-                    comparison.aim};
+                    comparison.aim,
+                    Median(toFlat)};
     Lines().push_back(line);
     state.counters["ratio"] = line.value;
     state.counters["ns_per_record"] = line.oursNs;
     state.counters["floor_ns"] = line.floorNs;
+    state.counters["to_flat"] = line.flat;
     state.counters["allocs_per_record"] = allocations;
     state.counters["peak_MB"] = PeakMegabytes();
     return allocations;
@@ -134,7 +143,7 @@ void RunGrowth(benchmark::State& state, const Growth& growth) {
 
 void RecordFigure(const std::string& what, double value, const char* unit, double target,
                   double aim) {
-    Lines().push_back({what, value, unit, 0, 0, 0, target, aim});
+    Lines().push_back({what, value, unit, 0, 0, 0, target, aim, 0});
 }
 
 void Require(bool condition, const std::string& what) {
@@ -145,8 +154,8 @@ void Require(bool condition, const std::string& what) {
 }
 
 void PrintSummary() {
-    std::printf("\n%-34s %9s %-10s %7s %7s %9s %9s %9s\n", "", "measured", "", "target", "aim",
-                "floor ns", "ours ns", "allocs");
+    std::printf("\n%-34s %9s %-10s %7s %7s %9s %9s %9s %8s\n", "", "measured", "", "target", "aim",
+                "floor ns", "ours ns", "allocs", "x flat");
     for (const Line& line : Lines()) {
         std::printf("%-34s %9.3f %-10s %7s %7s ", line.name.c_str(), line.value, line.unit,
                     Limit(line.target).c_str(), Limit(line.aim).c_str());
@@ -155,6 +164,7 @@ void PrintSummary() {
         } else {
             std::printf("%29s ", "");
         }
+        std::printf("%8s ", line.flat != 0 ? Limit(line.flat).c_str() : "");
         std::printf("%s\n", Verdict(line));
     }
     std::printf("\nPer record, medians of %d pairs%s. Most memory ever: %.0f MB.\n",

@@ -22,6 +22,8 @@ struct Comparison {
     double target = kNoLimit;  // at most
     double aim = kNoLimit;
     const char* unit = "x floor";  // what the floor is: not always the least that there is
+    /// A hand-written loop that does the same work, which takes its turns between the two.
+    std::function<void()> flat = {};
 };
 
 /// Runs floor / ours / floor / ours..., after one untimed turn of each. The counters of `state`
