@@ -32,7 +32,7 @@ std::unique_ptr<ESqliteSource> OpenSource(std::int64_t rows) {
 }
 
 /// Loaded once for all benchmarks.
-const EDataColumns& Orders(std::int64_t rows) {
+EDataColumns& Orders(std::int64_t rows) {
     static std::map<std::int64_t, std::unique_ptr<EDataColumns>> loaded;
     std::unique_ptr<EDataColumns>& columns = loaded[rows];
     if (columns == nullptr) {
@@ -52,7 +52,14 @@ OrdersCursor::OrdersCursor(std::int64_t rows, const char* table,
     }
     if (held == Held::InColumns) {
         auto cursor = std::make_unique<ETabulonCursorEData>();
-        cursor->Init(available, new EDataColumns(Orders(rows)), /*ownsTable=*/true);
+        EDataColumns& orders = Orders(rows);
+        std::vector<unsigned> fields;
+        for (const auto& names : {levels, others}) {
+            for (const char* const name : names) {
+                fields.push_back(static_cast<unsigned>(orders.Fields().IndexOf(name)));
+            }
+        }
+        cursor->Init(available, new EDataColumns(orders, fields), /*ownsTable=*/true);
         cursor_ = std::move(cursor);
         return;
     }

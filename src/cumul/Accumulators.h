@@ -27,6 +27,44 @@ struct NumberState {
     Held held = Held::Nothing;
 };
 
+/// A NumberState as its number, which can stay in a register.
+template <class T>
+struct LocalState {
+    explicit LocalState(const NumberState& state) noexcept
+        : counter(state.counter), held(state.held) {
+        std::memcpy(&number, &state.bits, sizeof number);
+    }
+    void StoreIn(NumberState& state) const noexcept {
+        state.counter = counter;
+        state.held = held;
+        if (held == Held::Value) {
+            std::memcpy(&state.bits, &number, sizeof number);
+        }
+    }
+    T number;
+    std::uint32_t counter;
+    Held held;
+};
+
+template <class T>
+[[nodiscard]] T NumberIn(const NumberState& state) noexcept {
+    T number;
+    std::memcpy(&number, &state.bits, sizeof number);
+    return number;
+}
+template <class T>
+[[nodiscard]] T NumberIn(const LocalState<T>& state) noexcept {
+    return state.number;
+}
+template <class T>
+void SetNumber(NumberState& state, T number) noexcept {
+    std::memcpy(&state.bits, &number, sizeof number);
+}
+template <class T>
+void SetNumber(LocalState<T>& state, T number) noexcept {
+    state.number = number;
+}
+
 /// The result of any other type.
 struct WideState {
     EVariant value;
@@ -54,11 +92,11 @@ static_assert(alignof(WideState) == alignof(NumberState) &&
 /// A missing value, for accumulators of numbers: it is below all others and adds nothing.
 struct MissingNumber {};
 
-/// The accumulator over a NumberState. Every accumulator has these operations.
-template <class T>
+/// The accumulator over a NumberState or a LocalState. Every accumulator has these operations.
+template <class T, class State = NumberState>
 class NumberAccumulator {
 public:
-    explicit NumberAccumulator(NumberState& state) noexcept : state_(state) {}
+    explicit NumberAccumulator(State& state) noexcept : state_(state) {}
 
     /// No value was stored yet.
     [[nodiscard]] bool IsNew() const noexcept { return state_.held == Held::Nothing; }
@@ -78,11 +116,17 @@ public:
     }
 
     void Store(T number) noexcept {
-        std::memcpy(&state_.bits, &number, sizeof number);
+        SetNumber(state_, number);
         state_.held = Held::Value;
     }
     void Store(MissingNumber /*number*/) noexcept { state_.held = Held::Missing; }
-    void Add(T number) noexcept { Store(HasNumber() ? Sum(Get(), number) : number); }
+    void Add(T number) noexcept {
+        if (HasNumber()) {
+            SetNumber(state_, Sum(Get(), number));
+        } else {
+            Store(number);
+        }
+    }
     void Add(MissingNumber /*number*/) noexcept {}
     void MakeSpecial() noexcept { state_.held = Held::Special; }
     /// The number of records so far, this one included.
@@ -90,11 +134,7 @@ public:
 
 private:
     [[nodiscard]] bool HasNumber() const noexcept { return state_.held == Held::Value; }
-    [[nodiscard]] T Get() const noexcept {
-        T number;
-        std::memcpy(&number, &state_.bits, sizeof number);
-        return number;
-    }
+    [[nodiscard]] T Get() const noexcept { return NumberIn<T>(state_); }
     /// In the order of variants: NaN is equal to itself and below all others.
     [[nodiscard]] static bool IsLess(T left, T right) noexcept {
         if constexpr (std::is_floating_point_v<T>) {
@@ -118,7 +158,7 @@ private:
         }
     }
 
-    NumberState& state_;
+    State& state_;
 };
 
 /// The accumulator over a WideState; a first result is stored in a copy of `blank`.

@@ -15,8 +15,11 @@ ETabulonValue NormalValue(const EVariant& value, const EVariant& blank) {
 void FoldValues(const CellPlan& plan, const BlockRows& rows, unsigned column) {
     EFieldKey fields;
     ETabulonPrimaryKey key;
-    ForEachRecord(rows, [&](EBlockIndex record, auto rowsOfRecord) {
-        if (plan.needsKey) {
+    constexpr std::size_t kNoRecord = static_cast<std::size_t>(-1);
+    std::size_t read = kNoRecord;
+    ForEachRecord(rows, [&](EBlockIndex record, CellPlan::Rows rowsOfRecord) {
+        if (plan.needsKey && record != read) {
+            read = record;
             rows.block->ReadKey(record, fields);
             key.Set(fields, rows.block->Position(record));
         }

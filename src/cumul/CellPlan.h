@@ -155,36 +155,56 @@ struct RowFold {
             return FoldValues(plan, rows, column);
         }
         const std::uint64_t* const words = from.words;
-        const auto fold = [&plan](auto rowsOfRecord, const auto& number) {
-            for (std::byte* const row : rowsOfRecord) {
-                NumberAccumulator<T> state(plan.StateIn<NumberState>(row));
-                Fold::Step(state, number);
-            }
-        };
-        const auto foldWord = [words, &fold](EBlockIndex record, auto rowsOfRecord) {
+        const auto numberOf = [words](EBlockIndex record) {
             T number{};
             std::memcpy(&number, &words[record], sizeof number);
-            fold(rowsOfRecord, number);
+            return number;
         };
         if (from.missing == nullptr) {
-            return ForEachRecord(rows, foldWord);
+            return FoldEach<T>(plan, rows, [&numberOf](EBlockIndex record, const auto& step) {
+                step(numberOf(record));
+            });
         }
-        ForEachRecord(rows, [&from, &fold, &foldWord](EBlockIndex record, auto rowsOfRecord) {
+        FoldEach<T>(plan, rows, [&from, &numberOf](EBlockIndex record, const auto& step) {
             if (from.IsMissingWord(record)) {
-                fold(rowsOfRecord, MissingNumber{});
+                step(MissingNumber{});
             } else {
-                foldWord(record, rowsOfRecord);
+                step(numberOf(record));
             }
         });
     }
 
     static void BlockRecords(const CellPlan& plan, const BlockRows& rows, unsigned /*column*/) {
-        ForEachRecord(rows, [&plan](EBlockIndex /*record*/, auto rowsOfRecord) {
+        FoldEach<std::uint32_t>(
+            plan, rows, [](EBlockIndex /*record*/, const auto& step) { step(MissingNumber{}); });
+    }
+
+    /// Folds into the rows of each record what `read(record, step)` gives to `step`. A grand total
+    /// that all records share is folded in registers: through memory each record would wait for the
+    /// one before.
+    template <class T, class Read>
+    static void FoldEach(const CellPlan& plan, const BlockRows& rows, const Read& read) {
+        const auto foldRows = [&plan](const auto& rowsOfRecord, const auto& number) {
             for (std::byte* const row : rowsOfRecord) {
-                NumberAccumulator<std::uint32_t> state(plan.StateIn<NumberState>(row));
-                Fold::Step(state, MissingNumber{});
+                NumberAccumulator<T> state(plan.StateIn<NumberState>(row));
+                Fold::Step(state, number);
             }
+        };
+        if (rows.tables == nullptr) {
+            return ForEachRecord(rows, [&](EBlockIndex record, const auto& rowsOfRecord) {
+                read(record, [&](const auto& number) { foldRows(rowsOfRecord, number); });
+            });
+        }
+        auto& total = plan.StateIn<NumberState>(rows.tables->grandTotal);
+        LocalState<T> local(total);
+        ForEachTabled(rows, [&](EBlockIndex record, const auto& rowsOfRecord) {
+            read(record, [&](const auto& number) {
+                foldRows(rowsOfRecord, number);
+                NumberAccumulator<T, LocalState<T>> state(local);
+                Fold::Step(state, number);
+            });
         });
+        local.StoreIn(total);
     }
 
     /// For folds that read no values.

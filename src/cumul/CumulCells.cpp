@@ -154,7 +154,8 @@ void CumulCells::Fold(std::span<std::byte* const> rows, std::span<const EVariant
 
 void CumulCells::FoldBlock(const BlockRows& rows, std::span<const unsigned> columns) const {
     E_EXPECTS(columns.size() == plans_.size());
-    E_EXPECTS(areOwn_ && rows.rows.size() == rows.records.size() * rows.perRecord);
+    E_EXPECTS(areOwn_ &&
+              (rows.tables != nullptr || rows.rows.size() == rows.records.size() * rows.perRecord));
     for (std::size_t index = 0; index < plans_.size(); ++index) {
         plans_[index].foldBlock(plans_[index], rows, columns[index]);
     }

@@ -39,6 +39,16 @@ public:
     /// Finds the detail of each of the records, and adds those that are new.
     void Read(const ERecordBlock& block, std::span<const EBlockIndex> records, TagIndex& index);
 
+    /// Whether a column of the index comes in the blocks: the cursor has its level.
+    [[nodiscard]] bool IsInBlocks(std::size_t column) const noexcept {
+        return columns_[column].data != kNoColumn;
+    }
+    /// The block's column of such a column.
+    [[nodiscard]] const ERecordBlock::Column& ColumnIn(const ERecordBlock& block,
+                                                       std::size_t column) const {
+        return block.At(columns_[column].data);
+    }
+
     /// By the record's place among `records`.
     [[nodiscard]] std::span<const std::uint32_t> Details() const noexcept {
         return std::span(details_).first(count_);

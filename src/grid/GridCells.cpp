@@ -79,13 +79,57 @@ bool GridCells::WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request)
     }
     details_.Want(cursor, index_, /*numbers=*/true, request);
     WantValues(cursor, cells_, calculations_.All(), request, valueColumns_);
+    pairRows_.Clear();
+    // Two axes with totals of their own: no row takes a record twice.
+    hasTables_ = axes_.size() == 2 && index_.ColumnCount() == 2;
+    for (std::size_t column = 0; hasTables_ && column < 2; ++column) {
+        hasTables_ = axes_[column].keepsTotals && !axes_[column].isInRoot &&
+                     axes_[0].column != axes_[1].column && details_.IsInBlocks(column);
+    }
     return true;
 }
 
 void GridCells::AddBlock(const ERecordBlock& block, std::span<const EBlockIndex> records) {
+    if (hasTables_ && AddByTables(block, records)) {
+        return;
+    }
     details_.Read(block, records, index_);
     FindRows(records.size());
     cells_.FoldBlock({&block, records, folded_, folded_.size() / records.size()}, valueColumns_);
+}
+
+bool GridCells::AddByTables(const ERecordBlock& block, std::span<const EBlockIndex> records) {
+    const ERecordBlock::Column& first = details_.ColumnIn(block, 0);
+    const ERecordBlock::Column& second = details_.ColumnIn(block, 1);
+    if (!pairRows_.Reserve(first.dictionary->Size(), second.dictionary->Size())) {
+        return false;
+    }
+    for (const EBlockIndex record : records) {
+        if (pairRows_.At(first.numbers[record], second.numbers[record]) == nullptr) {
+            AddToTables(block, record);
+        }
+    }
+    const RowTables tables{first.numbers,
+                           second.numbers,
+                           pairRows_.Stride(),
+                           pairRows_.Rows(),
+                           pairRows_.Totals(0).data(),
+                           pairRows_.Totals(1).data(),
+                           GrandTotalRow()};
+    cells_.FoldBlock({&block, records, {}, 0, &tables}, valueColumns_);
+    return true;
+}
+
+void GridCells::AddToTables(const ERecordBlock& block, EBlockIndex record) {
+    details_.Read(block, std::span(&record, 1), index_);
+    FindRows(1);
+    const std::uint32_t numbers[] = {details_.ColumnIn(block, 0).numbers[record],
+                                     details_.ColumnIn(block, 1).numbers[record]};
+    pairRows_.Set(numbers[0], numbers[1], folded_[0]);
+    for (std::size_t target = 0; target < targets_.size(); ++target) {
+        const std::size_t column = targets_[target];
+        pairRows_.Totals(column)[numbers[column]] = folded_[2 + target];
+    }
 }
 
 // The rows that Add has for each record, in its order. Whether an axis counts in the grand total

@@ -3,6 +3,7 @@
 #include "cumul/CumulCells.h"
 #include "etabulon/foundation/detail/EPrefetch.h"
 #include "grid/BlockDetails.h"
+#include "grid/PairRows.h"
 #include "grid/ResultParts.h"
 #include "grid/TagIndex.h"
 
@@ -91,6 +92,8 @@ private:
         std::size_t step;
     };
     void FindRows(std::size_t count);
+    [[nodiscard]] bool AddByTables(const ERecordBlock& block, std::span<const EBlockIndex> records);
+    void AddToTables(const ERecordBlock& block, EBlockIndex record);
     void FindTotalRows(std::size_t column, const Stride& rows, std::byte* grandTotal);
     [[nodiscard]] std::byte* GrandTotalRow();
     [[nodiscard]] std::byte* AccumulatorsOfCell(std::uint32_t detail) {
@@ -119,6 +122,8 @@ private:
     static constexpr std::size_t kGrandTotal = static_cast<std::size_t>(-1);
     std::vector<std::size_t> targets_;  // of a block: columns whose totals fold, or kGrandTotal
     BlockDetails details_;
+    PairRows pairRows_;
+    bool hasTables_ = false;              // the rows of a block may be found in pairRows_
     std::vector<unsigned> valueColumns_;  // in the block, of each calculation
 };
 
