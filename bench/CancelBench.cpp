@@ -2,8 +2,8 @@
 
 #include "bench/Orders.h"
 #include "bench/OrdersCursor.h"
-#include "etabulon/sql/ETabulonCursorSql.h"
 #include "bench/RatioBench.h"
+#include "etabulon/sql/ETabulonCursorSql.h"
 #include "etabulon/tree/EDataTree.h"
 #include "etabulon/tree/EDataTreeThread.h"
 

@@ -113,18 +113,29 @@ TEST_F(SqliteFaults, ADamagedPageEndsTheListOfKeysOfASave) {
     }
 }
 
-TEST_F(SqliteFaults, ARecordThatIsNotFoundByItsKeyEndsAnAtomicSession) {
-    for (const char* const key :
-         {"TEXT PRIMARY KEY, a TEXT) WITHOUT ROWID", "TEXT COLLATE NOCASE PRIMARY KEY, a TEXT)"}) {
+TEST_F(SqliteFaults, AKeyThatFindsNoRecordOrComesTwiceEndsAnAtomicSession) {
+    const std::pair<const char*, bool> cases[] = {
+        {"TEXT PRIMARY KEY, a TEXT) WITHOUT ROWID", false},
+        {"TEXT COLLATE NOCASE PRIMARY KEY, a TEXT)", false},
+        {"TEXT PRIMARY KEY, a TEXT) WITHOUT ROWID", true},
+        {"TEXT COLLATE NOCASE PRIMARY KEY, a TEXT)", true}};
+    for (const auto& [key, isPageTwice] : cases) {
         Remake(std::string("PRAGMA page_size=512; CREATE TABLE t(id ") + key +
                ";WITH RECURSIVE s(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM s WHERE i<300)"
                " INSERT INTO t SELECT printf('key number %04d', i), 'a' FROM s");
         std::string bytes = Bytes(path);
-        std::size_t page = bytes.size() - 512;
-        while (bytes[page] != '\x0A') {  // a leaf of an index
-            page -= 512;
+        std::vector<std::size_t> pages;
+        for (std::size_t page = 512; page < bytes.size(); page += 512) {
+            if (bytes[page] == '\x0A') {  // a leaf of an index
+                pages.push_back(page);
+            }
         }
-        std::swap_ranges(&bytes[page + 8], &bytes[page + 10], &bytes[page + 10]);
+        if (isPageTwice) {
+            bytes.replace(pages[4], 512, bytes.substr(pages[2], 512));
+        } else {
+            char* const cells = &bytes[pages.back() + 8];
+            std::swap_ranges(cells, cells + 2, cells + 2);
+        }
         std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
         OpenTable("t");
         ASSERT_EQ(table->BeginAtomic(), DataOk);

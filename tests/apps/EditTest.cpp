@@ -149,6 +149,38 @@ TEST_F(Edit, FailsWhereAnotherRecordTakesTheKeyOfOneItFound) {
     }
 }
 
+TEST_F(Edit, SavesTablesWhoseTriggersWriteOtherRecords) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"", "INSERT INTO taken VALUES(old.id || 'new', 'log');"},
+        {"CREATE VIRTUAL TABLE f USING fts5(n);", "INSERT INTO f VALUES(new.n);"}};
+    for (const auto& [other, action] : cases) {
+        path = folder.MakeDatabase(
+            "triggers.db",
+            std::string("DROP TABLE IF EXISTS taken; CREATE TABLE taken(id TEXT COLLATE NOCASE "
+                        "PRIMARY KEY, n TEXT); INSERT INTO taken VALUES('a','x'),('b','x');") +
+                other + "CREATE TRIGGER g AFTER UPDATE ON taken BEGIN " + action + " END");
+        EXPECT_EQ(Printed("edit @ taken --levels n --set n=x:n=y --save", path),
+                  "2 updated, 0 inserted, 0 deleted\n");
+        EXPECT_EQ(Ask("SELECT id||n FROM taken WHERE n='y'"), "ay|by|");
+    }
+}
+
+TEST_F(Edit, RefusesRecordsWhoseLinkOnlyReadsAsMissing) {
+    for (const char* const row : {"2,2", "2,'z'"}) {
+        path = folder.MakeDatabase(
+            "links.db", std::string("DROP TABLE IF EXISTS stock; DROP TABLE IF EXISTS q; CREATE "
+                                    "TABLE q(id INTEGER PRIMARY KEY, name INT); INSERT INTO q "
+                                    "VALUES(1,5),(2,'bad'); CREATE TABLE stock(id INTEGER PRIMARY "
+                                    "KEY, p INT REFERENCES q); INSERT INTO stock VALUES(1,1),(") +
+                            row + ")");
+        const CommandResult saved = Run("--delete p>name=NULL --save");
+        EXPECT_EQ(saved.status, 1) << row;
+        ExpectHas(saved.err, {"of its type", "as NULL"});
+        EXPECT_EQ(Ask("SELECT count(*) FROM stock"), "2|");
+    }
+    ExpectHas(RunLine("tree @ stock --levels p>name", path).err, {"column 'p': 1 of the values"});
+}
+
 TEST_F(Edit, SavesKeysLevelsInsertsAndDeletesInOneGo) {
     EXPECT_EQ(Printed("edit @ stock --levels shelf,slot --delete item=bolt --set shelf=A:shelf=Z "
                       "--set shelf=A,slot=1:slot=9 --set shelf=B,slot=1:item=tack "

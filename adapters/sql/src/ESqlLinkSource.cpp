@@ -5,6 +5,7 @@
 #include "SqlSourceCore.h"
 
 #include <unordered_map>
+#include <utility>
 
 namespace etabulon {
 
@@ -42,6 +43,7 @@ private:
     using Row = std::unique_ptr<ERecordBuffer>;  // null: no record has the key
     [[nodiscard]] bool Fetch(const EFieldKey& values, Row& row);
     [[nodiscard]] bool BindKey(const EFieldKey& values);
+    void NoteMisreads();
     void NoteError() { error_ = LinkError(info_, connection_->LastError()); }
     void Blank(void* record);
     void CopyTo(const std::byte* image, void* record);
@@ -139,10 +141,25 @@ bool SqlLookup::Fetch(const EFieldKey& values, Row& row) {
     if (step != ESqlStep::Row) {
         row.reset();
     }
+    NoteMisreads();
     if (step == ESqlStep::Failed) {
         NoteError();
     }
     return step != ESqlStep::Failed;
+}
+
+void SqlLookup::NoteMisreads() {
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+        if (std::exchange(data_.mismatches[i], 0) != 0) {
+            Chaine name("'");
+            name += info_.columns[columns_[i]].name;
+            name.Append("' of table '");
+            name += info_.name;
+            name.Append("'");
+            const std::lock_guard<std::mutex> guard(source_->misreadLock);
+            source_->misreads.insert(name);
+        }
+    }
 }
 
 /// False for a key that no record can have.

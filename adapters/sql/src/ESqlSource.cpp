@@ -158,6 +158,23 @@ std::int64_t ESqlSource::CountDistinct(const Chaine& codeOrName, const Chaine& c
                      error);
 }
 
+Chaine ESqlSource::MisreadLinks() const {
+    const std::lock_guard<std::mutex> guard(core_->misreadLock);
+    Chaine all;
+    for (const Chaine& column : core_->misreads) {
+        if (!all.IsEmpty()) {
+            all.Append(", ");
+        }
+        all += column;
+    }
+    return all;
+}
+
+void ESqlSource::ForgetMisreadLinks() {
+    const std::lock_guard<std::mutex> guard(core_->misreadLock);
+    core_->misreads.clear();
+}
+
 std::int64_t ESqlSource::AskNumber(const std::string& statement, ESqlError& error) {
     const std::lock_guard guard(lock_);
     error = ESqlError{};

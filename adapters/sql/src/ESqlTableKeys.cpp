@@ -1,5 +1,7 @@
 #include "ESqlTableState.h"
 
+#include <algorithm>
+#include <functional>
 #include <limits>
 
 namespace etabulon {
@@ -103,7 +105,22 @@ bool ESqlTable::State::ListKeys() {
     walkStatement->Reset();
     listIsWhole = true;
     NoteListedState();
-    return step == ESqlStep::Done;
+    return step == ESqlStep::Done && AreKeysOnce();
+}
+
+/// Keys of a damaged database may come twice: the records of one page in place of another's.
+bool ESqlTable::State::AreKeysOnce() {
+    if (std::is_sorted(keys.begin(), keys.end(), std::less_equal<>())) {
+        return true;  // each above the one before, as mostly
+    }
+    std::vector<EPosition> sorted = keys;
+    std::sort(sorted.begin(), sorted.end());
+    const auto twice = std::adjacent_find(sorted.begin(), sorted.end());
+    if (twice == sorted.end() || AddressOf(*twice).way == ESqlKeyWay::Unsure) {
+        return true;  // a read by an unsure key fails by itself
+    }
+    NoteError(DataOther, "the database is corrupt: its walk meets a key twice");
+    return false;
 }
 
 void ESqlTable::State::NoteListedState() {
@@ -174,18 +191,7 @@ ESqlTable::State::Find ESqlTable::State::LookUp(EPosition position) {
     if (address.way == ESqlKeyWay::None) {
         return Find::Gone;
     }
-    ISqlStatement* const statement = Prepared(selectKey + SqlWhereKey(info, address.way, 1));
-    if (statement == nullptr) {
-        return Find::Failed;
-    }
-    const SqlRun run(*statement);
-    BindKey(*statement, 1, address);
-    const ESqlStep step = statement->Step();
-    if (step == ESqlStep::Failed) {
-        NoteEngineError();
-        return Find::Failed;
-    }
-    return step == ESqlStep::Row ? Find::Found : Find::Gone;
+    return FindRow(selectKey + SqlWhereKey(info, address.way, 1), &address);
 }
 
 bool ESqlTable::State::Locate(EPosition position) {

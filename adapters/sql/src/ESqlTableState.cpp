@@ -317,7 +317,7 @@ void ESqlTable::State::LeaveStreaming() {
     ESqlStep step = ESqlStep::Done;
     while ((step = statement.StepWalk(rest)) == ESqlStep::Row && AppendKey(rest)) {
     }
-    if (step == ESqlStep::Done) {
+    if (step == ESqlStep::Done && AreKeysOnce()) {
         EndStreaming();
         walk = Walk::Listed;
         NoteListedState();

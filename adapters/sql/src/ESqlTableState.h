@@ -114,6 +114,8 @@ struct ESqlTable::State {
     [[nodiscard]] bool AppendKey(const ESqlRow& of);
     /// Reads the keys of the range; false with `error`.
     [[nodiscard]] bool ListKeys();
+    /// Whether no key is listed twice; false with `error`.
+    [[nodiscard]] bool AreKeysOnce();
     void NoteListedState();
     /// Whether the table still reads the state in which the list of keys was read.
     [[nodiscard]] bool IsListedStateSeen() const;
@@ -125,6 +127,8 @@ struct ESqlTable::State {
     [[nodiscard]] Find ReadInto(std::span<ESqlRow* const> rows, EPosition position);
     /// Tests whether the record exists, without loading it.
     [[nodiscard]] Find LookUp(EPosition position);
+    /// Runs a statement for its first row; Gone if there is none.
+    [[nodiscard]] Find FindRow(const std::string& text, const Address* address);
     /// Found unless a record came to the key of `position` since WatchKeys; never Gone.
     [[nodiscard]] Find FindOwner(EPosition position);
     /// Sets `listAt` to the index of `position` in `keys`; false if it isn't there.

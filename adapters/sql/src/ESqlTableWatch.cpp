@@ -1,5 +1,7 @@
 #include "ESqlTableState.h"
 
+#include <algorithm>
+
 namespace etabulon {
 
 // Keys that change owners in mid-session. A table of the connection collects the keys to which
@@ -8,6 +10,8 @@ namespace etabulon {
 namespace {
 
 constexpr const char* kTakenKeys = "etabulon_taken_keys";
+// One index for each collation of the engine, as the key's own isn't known here.
+constexpr const char* kCollations[] = {"BINARY", "NOCASE", "RTRIM"};
 
 /// The names of the columns that address a row.
 std::vector<std::string> AddressNames(const ESqlTableInfo& info) {
@@ -25,6 +29,19 @@ std::string AddressList(const ESqlTableInfo& info, const char* qualifier = "") {
     std::string list;
     for (const std::string& name : AddressNames(info)) {
         list += (list.empty() ? "" : ",") + (qualifier + name);
+    }
+    return list;
+}
+
+/// The first parts of an address: many more would cost the engine's planner more than they spare.
+std::string IndexList(const ESqlTableInfo& info, const char* collation) {
+    constexpr std::size_t kMostParts = 4;
+    std::string list;
+    for (const std::string& name : AddressNames(info)) {
+        if (static_cast<std::size_t>(std::count(list.begin(), list.end(), ',')) + 1 < kMostParts ||
+            list.empty()) {
+            list += (list.empty() ? "" : ",") + name + " COLLATE " + collation;
+        }
     }
     return list;
 }
@@ -65,17 +82,19 @@ std::int32_t ESqlTable::WatchKeys() {
     for (const std::string& name : AddressNames(s.info)) {
         columns += (columns.empty() ? "" : ",") + name + " AS " + name;
     }
-    const std::string texts[] = {
-        // Selected, so that its columns have the types of the key, and its index serves FindOwner.
+    std::vector<std::string> texts = {
+        // Selected, so that its columns have the types of the key, and its indexes serve FindOwner.
         "CREATE TABLE IF NOT EXISTS " + table + " AS SELECT " + columns + " FROM " +
             s.info.qualifiedName.c_str() + " WHERE 0",
-        "CREATE INDEX IF NOT EXISTS temp.etabulon_taken_key ON " + std::string(kTakenKeys) + '(' +
-            AddressList(s.info) + ')',
         "DELETE FROM " + table,
         WatchText(s.info, "INSERT", ""),
         WatchText(s.info, "UPDATE",
                   " WHEN " + Comparison(s.info, "NEW", " IS NOT ", "OLD", " OR ")),
     };
+    for (const char* const collation : kCollations) {
+        texts.push_back(std::string("CREATE INDEX IF NOT EXISTS temp.etabulon_taken_") + collation +
+                        " ON " + kTakenKeys + '(' + IndexList(s.info, collation) + ')');
+    }
     for (const std::string& text : texts) {
         if (!s.connection->Execute(text.c_str())) {
             s.NoteEngineError();
@@ -97,29 +116,47 @@ void ESqlTable::UnwatchKeys() {
 }
 
 ESqlTable::State::Find ESqlTable::State::FindOwner(EPosition position) {
+    const Find some =
+        FindRow(std::string("SELECT 1 FROM temp.") + kTakenKeys + " LIMIT 1", nullptr);
+    if (some != Find::Found) {
+        return some == Find::Gone ? Find::Found : some;
+    }
     const Address address = AddressOf(position);
     const std::string name = SqlName(info.name);
-    ISqlStatement* const statement =
-        Prepared("SELECT 1 FROM " + std::string(info.qualifiedName.View()) + ", temp." +
-                 kTakenKeys + " AS taken" + SqlWhereKey(info, address.way, 1) + " AND " +
-                 Comparison(info, name, " IS ", "taken", " AND "));
+    Chaine other = info.name;
+    other.Append(" taken");
+    const std::string taken = SqlName(other);
+    const Find found =
+        FindRow("SELECT 1 FROM " + std::string(info.qualifiedName.View()) + ", temp." + kTakenKeys +
+                    " AS " + taken + SqlWhereKey(info, address.way, 1) + " AND " +
+                    Comparison(info, name, " IS ", taken.c_str(), " AND "),
+                &address);
+    if (found != Find::Found) {
+        return found == Find::Gone ? Find::Found : found;
+    }
+    NoteError(
+        DataOther,
+        "another record took this record's key after it was found (by a trigger, an action of "
+        "a foreign key, or an edit)");
+    return Find::Failed;
+}
+
+/// Gone if the statement has no row. `address` is bound to it, unless it is null.
+ESqlTable::State::Find ESqlTable::State::FindRow(const std::string& text, const Address* address) {
+    ISqlStatement* const statement = Prepared(text);
     if (statement == nullptr) {
         return Find::Failed;
     }
     const SqlRun run(*statement);
-    BindKey(*statement, 1, address);
+    if (address != nullptr) {
+        BindKey(*statement, 1, *address);
+    }
     const ESqlStep step = statement->Step();
     if (step == ESqlStep::Failed) {
         NoteEngineError();
         return Find::Failed;
     }
-    if (step == ESqlStep::Row) {
-        NoteError(DataOther,
-                  "another record took this record's key after it was found (by a trigger, an "
-                  "action of a foreign key, or an edit)");
-        return Find::Failed;
-    }
-    return Find::Found;
+    return step == ESqlStep::Row ? Find::Found : Find::Gone;
 }
 
 }  // namespace etabulon

@@ -8,6 +8,8 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
+#include <set>
 #include <vector>
 
 namespace etabulon::detail {
@@ -33,6 +35,8 @@ struct SqlSourceCore {
     std::vector<std::shared_ptr<ESqlKeyRegistry>> keys;  // by table
     DDico dico;
     std::atomic<std::uint64_t> walks{0};
+    std::mutex misreadLock;
+    std::set<Chaine> misreads;  // columns of linked tables, guarded by misreadLock
     std::atomic<bool> isOpen{true};
 };
 

@@ -254,7 +254,10 @@ std::unique_ptr<ESqliteConnection> ESqliteConnection::OpenUri(const Chaine& loca
 
 bool ESqliteConnection::SetUp(ESqlOpenMode mode) {
     sqlite3_db_config(database_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-    sqlite3_db_config(database_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    // A table that is written may have triggers that keep an index of texts or places in step,
+    // which only a trusted schema may. It finds no function here that reaches out of the database.
+    const int isTrusted = mode == ESqlOpenMode::ReadWrite ? 1 : 0;
+    sqlite3_db_config(database_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, isTrusted, nullptr);
     sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_LOAD_EXTENSION, 0, nullptr);
     sqlite3_limit(database_, SQLITE_LIMIT_ATTACHED, 0);
     // The cache size, which a file may override, is also the size of a long sort's runs. SQLite
@@ -393,7 +396,7 @@ void ESqliteConnection::PlayBack() { static_cast<void>(Run(look_, Waiting::Never
 /// of the log may find it or not.
 bool ESqliteConnection::IsTakenBack(int code) {
     constexpr std::array kBeforeReturn = {SQLITE_FULL, SQLITE_IOERR_READ, SQLITE_IOERR_SHORT_READ,
-                                          SQLITE_IOERR_WRITE};
+                                          SQLITE_IOERR_CORRUPTFS, SQLITE_IOERR_WRITE};
     if (std::find(kBeforeReturn.begin(), kBeforeReturn.end(), code) != kBeforeReturn.end()) {
         return true;
     }

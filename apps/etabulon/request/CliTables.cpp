@@ -12,6 +12,7 @@ public:
 
     std::span<const ESqlTableInfo> Tables() const noexcept override { return source_->Tables(); }
     DDico& Dico() noexcept override { return *source_->Dico(); }
+    ESqlSource* Database() noexcept override { return source_.get(); }
     const Chaine& Location() const noexcept override { return source_->Location(); }
     std::unique_ptr<EDataTable> OpenTable(const ESqlTableInfo& table,
                                           const std::vector<unsigned>& variables,
@@ -38,6 +39,7 @@ public:
 
     std::span<const ESqlTableInfo> Tables() const noexcept override { return {&file_->Info(), 1}; }
     DDico& Dico() noexcept override { return *file_->Dico(); }
+    ESqlSource* Database() noexcept override { return nullptr; }
     const Chaine& Location() const noexcept override { return file_->Location(); }
     std::unique_ptr<EDataTable> OpenTable(const ESqlTableInfo& /*table*/,
                                           const std::vector<unsigned>& variables,

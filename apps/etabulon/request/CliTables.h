@@ -25,6 +25,8 @@ public:
 
     [[nodiscard]] virtual std::span<const ESqlTableInfo> Tables() const noexcept = 0;
     [[nodiscard]] virtual DDico& Dico() noexcept = 0;
+    /// Null for a file of text, which has no links.
+    [[nodiscard]] virtual ESqlSource* Database() noexcept = 0;
     /// For messages.
     [[nodiscard]] virtual const Chaine& Location() const noexcept = 0;
     /// A table with these variables, by index, as its fields; null with `error`.

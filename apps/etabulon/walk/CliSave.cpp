@@ -7,10 +7,12 @@
 #include "apps/etabulon/walk/CliPlaces.h"
 #include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/pending/ETabulonSavePending.h"
+#include "etabulon/sql/ESqlSource.h"
 #include "etabulon/sql/ESqlTable.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -62,6 +64,8 @@ private:
     [[nodiscard]] std::string ShownKey(const ETabulonPrimaryKey& key) const;
     void RefuseMisread(const ETabulonPrimaryKey& key, const ETabulonTag& tag);
     [[nodiscard]] std::string FindMisread(const ETabulonTag& place, const ETabulonPrimaryKey& key);
+    [[nodiscard]] std::string FindMisreadField(std::uint16_t field, const ETabulonPrimaryKey& key);
+    [[nodiscard]] std::string FindMisreadLink(const ETabulonPrimaryKey& key);
 
     const CliWalkContext& context_;
     const CliEdits& edits_;
@@ -128,25 +132,58 @@ void SavingCursor::RefuseMisread(const ETabulonPrimaryKey& key, const ETabulonTa
 /// Describes such a value of the record, or the failure of reading it; empty if there is none.
 std::string SavingCursor::FindMisread(const ETabulonTag& place, const ETabulonPrimaryKey& key) {
     for (unsigned int known = 0; known < place.KnownLevelsCount(); ++known) {
-        const Chaine code = Levels().GetLevel(place.LevelAt(known)).DataID().Code();
-        const int field = Table()->Fields().IndexOf(code);
-        if (!place.ValueAt(known).IsNull() || field < 0) {
+        if (!place.ValueAt(known).IsNull()) {
             continue;
         }
-        EVariant stored;
-        const std::int32_t status =
-            Table()->ReadStored(key.Position(), static_cast<std::uint16_t>(field), stored);
-        if (status != DataOk) {
-            return TextOf(*Table(), status);
-        }
-        if (!stored.IsMissing()) {
-            const unsigned column = Table()->Columns()[static_cast<std::size_t>(field)];
-            return fmt::format("column {} holds {}, which isn't of its type and reads as NULL",
-                               Quoted(context_.table.Info().columns[column].name.View()),
-                               WrittenValue(stored));
+        const Chaine code = Levels().GetLevel(place.LevelAt(known)).DataID().Code();
+        const int field = Table()->Fields().IndexOf(code);
+        std::string misread = field >= 0 ? FindMisreadField(static_cast<std::uint16_t>(field), key)
+                                         : FindMisreadLink(key);
+        if (!misread.empty()) {
+            return misread;
         }
     }
     return {};
+}
+
+std::string SavingCursor::FindMisreadField(std::uint16_t field, const ETabulonPrimaryKey& key) {
+    EVariant stored;
+    const std::int32_t status = Table()->ReadStored(key.Position(), field, stored);
+    if (status != DataOk) {
+        return TextOf(*Table(), status);
+    }
+    if (stored.IsMissing()) {
+        return {};
+    }
+    const unsigned column = Table()->Columns()[field];
+    return fmt::format("column {} holds {}, which isn't of its type and reads as NULL",
+                       Quoted(context_.table.Info().columns[column].name.View()),
+                       WrittenValue(stored));
+}
+
+/// The same for a level behind a link: a foreign key of the record that only reads as missing, or a
+/// value of any linked record.
+std::string SavingCursor::FindMisreadLink(const ETabulonPrimaryKey& key) {
+    const std::vector<unsigned>& columns = Table()->Columns();
+    for (const ESqlForeignKey& link : context_.table.Info().foreignKeys) {
+        for (std::size_t field = 0; field < columns.size(); ++field) {
+            const bool isPart = std::find(link.columns.begin(), link.columns.end(),
+                                          columns[field]) != link.columns.end();
+            const auto at = static_cast<std::uint16_t>(field);
+            if (!isPart || !Table()->Fields().At(at).IsMissing()) {
+                continue;
+            }
+            if (std::string misread = FindMisreadField(at, key); !misread.empty()) {
+                return misread;
+            }
+        }
+    }
+    const Chaine links = context_.table.Source().Database()->MisreadLinks();
+    return links.IsEmpty() ? std::string()
+                           : fmt::format(
+                                 "column {} holds values that aren't of its type and read "
+                                 "as NULL",
+                                 links.View());
 }
 
 void SavingCursor::Fail(CursorStatus status, std::string_view doing) {
@@ -206,6 +243,7 @@ CliResult<> SaveAll(const CliWalkContext& context, const CliEdits& edits, Saving
     }
     WalkFailures failures(cursor);
     CursorStatus status = StatusOk;
+    context.table.Source().Database()->ForgetMisreadLinks();
     {
         const ECursorListening listening(cursor, failures);
         status = cursor.FindRecords(edits.Changes());

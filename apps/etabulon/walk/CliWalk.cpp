@@ -9,6 +9,7 @@
 #include "apps/etabulon/walk/CliInterrupt.h"
 #include "apps/etabulon/walk/CliProgress.h"
 #include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/sql/ESqlSource.h"
 #include "etabulon/sql/UseColumns.h"
 
 #include <fmt/format.h>
@@ -102,7 +103,13 @@ protected:
 };
 
 /// Tells of values that the result shows as NULL though the database has them.
-void TellMisread(const ESqlTable& table) {
+void TellMisread(const ESqlTable& table, const ESqlSource& source) {
+    if (const Chaine links = source.MisreadLinks(); !links.IsEmpty()) {
+        WriteError(
+            fmt::format("etabulon: column {}: some of the values aren't of its type and read "
+                        "as NULL\n",
+                        links.View()));
+    }
     for (const unsigned column : table.Columns()) {
         if (const std::uint64_t count = table.MismatchCount(column); count != 0) {
             WriteError(
@@ -192,6 +199,9 @@ CliResult<> Walk(const CliWalkContext& context, CliCursor& cursor, const ETabulo
     CursorStatus status = StatusOk;
     {
         ETabulonCursor& seen = cursor.Seen();
+        if (ESqlSource* const database = context.table.Source().Database(); database != nullptr) {
+            database->ForgetMisreadLinks();
+        }
         const CliInterrupt::Cancelling cancelling(context.interrupt, seen);
         const ECursorListening listening(seen, listener);
         if (context.showsProgress) {
@@ -206,7 +216,7 @@ CliResult<> Walk(const CliWalkContext& context, CliCursor& cursor, const ETabulo
     }
     if (status == StatusOk) {
         if (cursor.Table() != nullptr) {
-            TellMisread(*cursor.Table());
+            TellMisread(*cursor.Table(), *context.table.Source().Database());
         }
         return {};
     }

@@ -69,6 +69,11 @@ public:
     [[nodiscard]] std::int64_t CountDistinct(const Chaine& codeOrName, const Chaine& column,
                                              ESqlError& error);
 
+    /// The columns behind links of which a value had another type and was read as missing, since
+    /// the last ForgetMisreadLinks: "'column' of table 'table'", separated by commas.
+    [[nodiscard]] Chaine MisreadLinks() const;
+    void ForgetMisreadLinks();
+
     /// A new connection to the same database in the same mode; null with `error`.
     [[nodiscard]] virtual std::unique_ptr<ISqlConnection> Connect(ESqlError& error) = 0;
     /// What this source shares with its tables.
