@@ -20,6 +20,8 @@ struct RowTables {
     std::byte* const* firstTotals;   // by first
     std::byte* const* secondTotals;  // by second
     std::byte* grandTotal;
+    // Most records have the first number of the record before, as in a table in the order of time.
+    bool isFirstSteady = false;
 
     template <std::size_t Count>
     [[nodiscard]] std::array<std::byte*, Count> Of(EBlockIndex record) const noexcept {

@@ -183,7 +183,8 @@ struct RowFold {
     /// that all records share is folded in registers: through memory each record would wait for the
     /// one before.
     template <class T, class Read>
-    static void FoldEach(const CellPlan& plan, const BlockRows& rows, const Read& read) {
+    [[gnu::flatten]] static void FoldEach(const CellPlan& plan, const BlockRows& rows,
+                                          const Read& read) {
         const auto foldRows = [&plan](const auto& rowsOfRecord, const auto& number) {
             for (std::byte* const row : rowsOfRecord) {
                 NumberAccumulator<T> state(plan.StateIn<NumberState>(row));
@@ -195,17 +196,64 @@ struct RowFold {
                 read(record, [&](const auto& number) { foldRows(rowsOfRecord, number); });
             });
         }
-        auto& total = plan.StateIn<NumberState>(rows.tables->grandTotal);
-        LocalState<T> local(total);
+        const RowTables& tables = *rows.tables;
+        LocalTotal<T> all(plan, tables.grandTotal);
+        if (tables.isFirstSteady) {
+            return FoldSteady<T>(plan, rows, all, read);
+        }
         ForEachTabled(rows, [&](EBlockIndex record, const auto& rowsOfRecord) {
             read(record, [&](const auto& number) {
                 foldRows(rowsOfRecord, number);
-                NumberAccumulator<T, LocalState<T>> state(local);
-                Fold::Step(state, number);
+                all.Step(number);
             });
         });
-        local.StoreIn(total);
     }
+
+    /// The same for tables with a steady first number, whose total stays in registers too.
+    template <class T, class Total, class Read>
+    [[gnu::flatten]] static void FoldSteady(const CellPlan& plan, const BlockRows& rows, Total& all,
+                                            const Read& read) {
+        const RowTables tables = *rows.tables;
+        const std::size_t count = rows.records.size();
+        for (std::size_t place = 0; place < count;) {
+            const std::uint32_t number = tables.first[rows.records[place]];
+            std::byte* const* const pairs = tables.rows + number * tables.stride;
+            Total first(plan, tables.firstTotals[number]);
+            do {
+                const EBlockIndex record = rows.records[place];
+                const std::uint32_t second = tables.second[record];
+                read(record, [&](const auto& value) {
+                    NumberAccumulator<T> pair(plan.StateIn<NumberState>(pairs[second]));
+                    Fold::Step(pair, value);
+                    NumberAccumulator<T> total(
+                        plan.StateIn<NumberState>(tables.secondTotals[second]));
+                    Fold::Step(total, value);
+                    first.Step(value);
+                    all.Step(value);
+                });
+            } while (++place < count && tables.first[rows.records[place]] == number);
+        }
+    }
+
+    /// A state in registers, stored at the end of its scope.
+    template <class T>
+    class LocalTotal {
+    public:
+        LocalTotal(const CellPlan& plan, std::byte* row)
+            : state_(plan.StateIn<NumberState>(row)), local_(state_) {}
+        LocalTotal(const LocalTotal&) = delete;
+        LocalTotal& operator=(const LocalTotal&) = delete;
+        ~LocalTotal() { local_.StoreIn(state_); }
+        template <class Number>
+        void Step(const Number& number) {
+            NumberAccumulator<T, LocalState<T>> accumulator(local_);
+            Fold::Step(accumulator, number);
+        }
+
+    private:
+        NumberState& state_;
+        LocalState<T> local_;
+    };
 
     /// For folds that read no values.
     static void Records(const CellPlan& plan, CellPlan::Rows rows, const EVariant& /*value*/,

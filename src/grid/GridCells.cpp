@@ -16,6 +16,19 @@ std::vector<unsigned int> DetailLevels(const ETabulonGridCumuls& desc) {
     return levels;
 }
 
+// By a sample of the records.
+bool IsSteady(const std::uint32_t* numbers, std::span<const EBlockIndex> records) {
+    constexpr std::size_t kStep = 16;
+    constexpr std::size_t kLeastRun = 8;  // records, on average
+    std::size_t seen = 0;
+    std::size_t changes = 0;
+    for (std::size_t place = 1; place < records.size(); place += kStep) {
+        ++seen;
+        changes += numbers[records[place]] != numbers[records[place - 1]] ? 1 : 0;
+    }
+    return changes * kLeastRun < seen;
+}
+
 // Only a grid of two data axes sends the totals of its lines and columns.
 bool SendsTotals(const ETabulonGridCumuls& desc) {
     return (desc.AxesMode() == ETabulonGridCumuls::IntrinsicNone ||
@@ -115,7 +128,8 @@ bool GridCells::AddByTables(const ERecordBlock& block, std::span<const EBlockInd
                            pairRows_.Rows(),
                            pairRows_.Totals(0).data(),
                            pairRows_.Totals(1).data(),
-                           GrandTotalRow()};
+                           GrandTotalRow(),
+                           IsSteady(first.numbers, records)};
     cells_.FoldBlock({&block, records, {}, 0, &tables}, valueColumns_);
     return true;
 }

@@ -186,7 +186,9 @@ void TagIndex::PrefetchValues(std::uint32_t detail) const noexcept {
     for (std::size_t at = 0; at < columns_.size(); ++at) {
         if (const std::uint32_t number = NumberAt(detail, at); number != kAbsent) {
             const ValueNumbers& values = columns_[at].values;
-            PrefetchToRead(&values.Spelling(values.FirstSpelling(number)));
+            const ETabulonValue& value = values.Spelling(values.FirstSpelling(number));
+            PrefetchToRead(&value);
+            PrefetchToRead(&value + 1);  // it may lie in two cache lines
         }
     }
 }

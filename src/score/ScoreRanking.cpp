@@ -73,7 +73,9 @@ void ScoreRanking::ReadValues(std::uint32_t line, PTableau<ETabulonValue>& value
 }
 
 void ScoreRanking::Prefetch(std::uint32_t line) const noexcept {
-    PrefetchToRead(results_.data() + std::size_t{line} * calculations_);
+    const ETabulonValue* const results = results_.data() + std::size_t{line} * calculations_;
+    PrefetchToRead(results);
+    PrefetchToRead(results + 1);  // it may lie in two cache lines
     cells_.Labels().PrefetchValues(line);
 }
 
