@@ -27,9 +27,15 @@ struct NodeAccess {
         node.keyWord_ = key.word;
         node.keyForm_ = key.form;
     }
-    static void PrefetchKey(const Node& node) noexcept {
-        __builtin_prefetch(&node.keyWord_, /*rw=*/1);
+    /// SetPrimaryKey, within a walk: flushes none.
+    static void SetKey(Node& node, TreeKeyWord key) {
+        SetKeyWord(node, key);
+        if (node.extra_ != nullptr && node.extra_->key != nullptr) {
+            UnpackKey(key.form, key.word, *node.extra_->key);
+        }
     }
+    static void SetKey(Node& node, const ETabulonPrimaryKey& key) { node.KeepKey(key); }
+    static void Prefetch(const Node& node) noexcept { __builtin_prefetch(&node, /*rw=*/1); }
 
     // The tree that it stands in.
     [[nodiscard]] static const ETabulonSortDesc& SortDesc(const Node& node) noexcept {
@@ -77,6 +83,8 @@ struct NodeAccess {
     static Node* TakeChild(Node& parent, ERef<Node> child) {
         return parent.TakeChild(std::move(child));
     }
+    /// Counts a leaf without a node, which has been added to the parent's children.
+    static void CountLeaf(Node& parent) noexcept { parent.IncLeafCount(1); }
 
     // The flags of a refresh.
     [[nodiscard]] static bool IsDirty(const Node& node) noexcept { return node.dirty_; }

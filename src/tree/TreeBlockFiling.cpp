@@ -17,6 +17,9 @@ constexpr std::int8_t kUnknown = -1;
 // Records before the leaves are judged.
 constexpr std::uint64_t kTrial = 256;
 
+// So many prefetches are under way at a time.
+constexpr std::size_t kAhead = 32;
+
 }  // namespace
 
 TreeBlockFiling::TreeBlockFiling(TreeFiling& filing) : filing_(filing) {}
@@ -91,7 +94,6 @@ void TreeBlockFiling::Restart() {
     }
     EDataTreeNode& start = filing_.Start();
     nodes_.assign(1, &start);
-    lastPlaces_.assign(1, 0);
     above_.clear();
     canBeIdentical_ = true;
     for (const EDataTreeNode* node = &start; node->Parent() != nullptr; node = node->Parent()) {
@@ -103,27 +105,43 @@ void TreeBlockFiling::Restart() {
         canBeIdentical_ = canBeIdentical_ && columns_[at].label == kNoColumn;
     }
     forgotten_ = filing_.Forgotten();
+    leafGeneration_ = filing_.LeafKeys().Generation();
 }
 
 // ------------------------------------------------------------------------------------------- block
 
 void TreeBlockFiling::File(const ERecordBlock& block, std::span<const EBlockIndex> records) {
-    filing_.Flush();  // the keys of this block are written past the filing
+    filing_.FlushRecords();  // the keys of this block are set past the filing
     if (!IsPathKnown()) {
         return FileSingly(block, records);
     }
     if (forgotten_ != filing_.Forgotten()) {
+        filing_.Flush();
+        filing_.LeafKeys().Clear();
         Restart();
     }
-    strays_.clear();
+    if (leafGeneration_ != filing_.LeafKeys().Generation()) {
+        levels_.back().Clear();
+        leafGeneration_ = filing_.LeafKeys().Generation();
+    }
+    areKeysPositions_ = block.AreKeysPositions();
     const bool isEachNew = lookups_ >= kTrial && known_ <= lookups_ / 8;
     lookups_ += records.size();
     for (std::size_t at = 0; at + (isEachNew ? 1 : 0) < levels_.size(); ++at) {
         levels_[at].Read(block, records);
     }
     FindStarts(block, records);
+    const auto parents = std::span(parents_).first(records.size());
+    std::copy_n(starts_.begin(), records.size(), parents.begin());
+    if (levels_.size() == above_.size()) {
+        known_ += records.size();
+        return SetKey(block, records.back(), {&filing_.Start()});  // it replaces the others
+    }
+    for (std::size_t at = above_.size(); at + 1 < levels_.size(); ++at) {
+        levels_[at].FindAll(records, parents);
+    }
     if (isEachNew) {
-        FileHeldBack(block, records);
+        FileNewLeaves(block, records);
     } else {
         FileCached(block, records);
     }
@@ -141,65 +159,85 @@ void TreeBlockFiling::FileSingly(const ERecordBlock& block, std::span<const EBlo
 }
 
 void TreeBlockFiling::FileCached(const ERecordBlock& block, std::span<const EBlockIndex> records) {
-    const std::size_t depth = levels_.size();
     const auto found = std::span(found_).first(records.size());
-    std::copy_n(starts_.begin(), records.size(), found.begin());
-    for (std::size_t at = above_.size(); at < depth; ++at) {
-        levels_[at].FindAll(records, found);
-    }
+    std::copy_n(parents_.begin(), records.size(), found.begin());
+    levels_.back().FindAll(records, found);
+    std::size_t keysFrom = 0;
+    std::size_t place = 0;
     try {
-        for (std::size_t place = 0; place < records.size(); ++place) {
-            if (found[place] != kNone) {
-                ++known_;
-                continue;
-            }
-            // An earlier record of the block may have met the node.
-            found[place] = FindFrom(starts_[place], records[place], depth);
-            if (found[place] != kNone) {
-                ++known_;
-                continue;
-            }
-            found[place] = StepDown(block, records[place], starts_[place], depth);
+        for (; place < records.size(); ++place) {
             if (found[place] == kNone) {
-                found[place] = AddSingly(block, records[place], starts_[place], depth);
+                found[place] = FindLeaf(block, records[place], place);
+            } else {
+                ++known_;
+            }
+            if (found[place] == kNone) {
+                KeepKeys(block, records, keysFrom, place);
+                keysFrom = place + 1;
+                EDataTreeNode* const leaf = FileStray(block, records[place], place);
+                if (leaf != nullptr && parents_[place] != kNone) {
+                    const std::uint32_t number = filing_.LeafKeys().Add({leaf}, /*isAlias=*/true);
+                    levels_.back().Add(parents_[place], records[place], number);
+                }
             }
         }
     } catch (...) {
-        WriteKeys(block, records);
+        KeepKeys(block, records, keysFrom, place);
         throw;
     }
-    WriteKeys(block, records);
+    KeepKeys(block, records, keysFrom, place);
 }
 
-/// Most records have a leaf of their own: only the nodes above are looked up.
-void TreeBlockFiling::FileHeldBack(const ERecordBlock& block,
-                                   std::span<const EBlockIndex> records) {
-    const std::size_t depth = levels_.size() - 1;
-    const auto found = std::span(found_).first(records.size());
-    std::copy_n(starts_.begin(), records.size(), found.begin());
-    for (std::size_t at = above_.size(); at < depth; ++at) {
-        levels_[at].FindAll(records, found);
-    }
-    const std::uint64_t knownBefore = filing_.KnownOfHeld();
-    for (std::size_t place = 0; place < records.size(); ++place) {
-        const EBlockIndex record = records[place];
-        if (found[place] == kNone) {
-            found[place] = StepDown(block, record, starts_[place], depth);
+/// Most records have a leaf of their own: only the nodes above are looked up. What the leaves' filing
+/// reads is prefetched for some records at a time: the parent, its list of children, the list's end.
+void TreeBlockFiling::FileNewLeaves(const ERecordBlock& block,
+                                    std::span<const EBlockIndex> records) {
+    filing_.LeafKeys().Write();  // those records came before
+    for (std::size_t first = 0; first < records.size(); first += kAhead) {
+        const std::size_t end = std::min(first + kAhead, records.size());
+        std::size_t filed = first;
+        for (std::size_t place = first; place < end; ++place) {
+            std::uint32_t& parent = parents_[place];
+            if (parent == kNone) {
+                parent = StepDown(block, records[place], starts_[place], levels_.size() - 1);
+            }
+            if (parent != kNone && parent % 2 != 0) {
+                NodeAccess::Prefetch(*nodes_[parent / 2]);
+                continue;
+            }
+            FileNewLeaves(block, records, filed, place);
+            static_cast<void>(FileStray(block, records[place], place));
+            filed = place + 1;
         }
-        ReadKey(block, record);
-        if (found[place] != kNone && found[place] % 2 != 0 && IsKeyPlain()) {
-            MakeValue(block, record, columns_[depth], value_);
-            filing_.Hold(*nodes_[found[place] / 2], value_, packed_);
+        FileNewLeaves(block, records, filed, end);
+    }
+}
+
+void TreeBlockFiling::FileNewLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records,
+                                    std::size_t first, std::size_t end) {
+    for (std::size_t place = first; place < end; ++place) {
+        NodeAccess::Children(*nodes_[parents_[place] / 2]).PrefetchList();
+    }
+    for (std::size_t place = first; place < end; ++place) {
+        NodeAccess::Children(*nodes_[parents_[place] / 2]).PrefetchListEnd();
+    }
+    for (std::size_t place = first; place < end; ++place) {
+        ReadKey(block, records[place]);
+        MakeValue(block, records[place], columns_[levels_.size() - 1], value_);
+        const TreeLeafFiling::Result filed = FileLeaf(parents_[place]);
+        if (filed.leaf.node == nullptr) {
+            static_cast<void>(FileStray(block, records[place], place));
             continue;
         }
-        // Written at once: keys of later records of the leaf may be held back.
-        const std::uint32_t leaf = AddSingly(block, record, starts_[place], depth);
-        if (leaf != kNone) {
-            WriteKey(block, record, *NodeOf(leaf));
-        }
+        known_ += filed.wasMet ? 1 : 0;
+        SetReadKey(filed.leaf, block.Position(records[place]));
     }
-    filing_.Flush();
-    known_ += filing_.KnownOfHeld() - knownBefore;
+}
+
+/// Files value_ with packed_.
+TreeLeafFiling::Result TreeBlockFiling::FileLeaf(std::uint32_t parent) {
+    return filing_.Leaves().File(*nodes_[parent / 2], columns_[levels_.size() - 1].level, value_,
+                                 packed_);
 }
 
 // ------------------------------------------------------------------------------------------- nodes
@@ -233,13 +271,34 @@ bool TreeBlockFiling::IsStartIdentical(const ERecordBlock& block, EBlockIndex re
     return isIdentical;
 }
 
-/// The node `depth` levels down, or kNone.
-std::uint32_t TreeBlockFiling::FindFrom(std::uint32_t start, EBlockIndex record,
-                                        std::size_t depth) const {
-    for (std::size_t at = above_.size(); at < depth && start != kNone; ++at) {
-        start = levels_[at].Find(start, record);
+/// The number of the record's leaf, which is made if it isn't there. kNone where that takes its tag.
+std::uint32_t TreeBlockFiling::FindLeaf(const ERecordBlock& block, EBlockIndex record,
+                                        std::size_t place) {
+    std::uint32_t& parent = parents_[place];
+    if (parent == kNone) {
+        parent = StepDown(block, record, starts_[place], levels_.size() - 1);
     }
-    return start;
+    if (parent == kNone) {
+        return kNone;
+    }
+    // An earlier record of the block may have met the leaf.
+    if (const std::uint32_t leaf = levels_.back().Find(parent, record); leaf != kNone) {
+        ++known_;
+        return leaf;
+    }
+    if (parent % 2 == 0) {
+        return kNone;
+    }
+    ReadKey(block, record);
+    MakeValue(block, record, columns_[levels_.size() - 1], value_);
+    const TreeLeafFiling::Result filed = FileLeaf(parent);
+    if (filed.leaf.node == nullptr) {
+        return kNone;
+    }
+    known_ += filed.wasMet ? 1 : 0;
+    const std::uint32_t leaf = filing_.LeafKeys().Add(filed.leaf, !filed.isIdentical);
+    levels_.back().Add(parent, record, leaf);
+    return leaf;
 }
 
 /// Finds or makes the record's nodes below those that are known. kNone where that takes its tag.
@@ -267,40 +326,32 @@ std::uint32_t TreeBlockFiling::Register(std::uint32_t parent, EBlockIndex record
                              NodeAccess::Value(node).IsIdenticalTo(value);
     const auto index = static_cast<std::uint32_t>(nodes_.size());
     const std::uint32_t reference = 2 * index + (isIdentical ? 1 : 0);
-    lastPlaces_.push_back(0);
     nodes_.push_back(&node);
     levels_[at].Add(parent, record, reference);
     return reference;
 }
 
-/// Files the record by its tag, without its key. The nodes are found by their numbers from here on,
-/// as far as `depth` levels down.
-std::uint32_t TreeBlockFiling::AddSingly(const ERecordBlock& block, EBlockIndex record,
-                                         std::uint32_t start, std::size_t depth) {
+/// Files the record by its tag, and returns its leaf if it has one. From here on the nodes above the
+/// leaf are found by their numbers.
+EDataTreeNode* TreeBlockFiling::FileStray(const ERecordBlock& block, EBlockIndex record, std::size_t place) {
+    filing_.LeafKeys().Write();  // one may be of the same leaf
     MakeTag(block, record);
     EDataTreeNode* const leaf = filing_.Add(tag_);
-    std::uint32_t reference = start;
-    for (std::size_t at = above_.size(); at < depth; ++at) {
+    if (leaf == nullptr) {
+        return nullptr;
+    }
+    std::uint32_t parent = starts_[place];
+    for (std::size_t at = above_.size(); at + 1 < levels_.size() && parent != kNone; ++at) {
+        const std::uint32_t above = parent;
         EDataTreeNode* const node = filing_.NodeAt(at);
-        if (node == nullptr) {
-            reference = kNone;
-            break;
+        parent = node != nullptr ? levels_[at].Find(above, record) : kNone;
+        if (node != nullptr && parent == kNone) {
+            parent = Register(above, record, at, *node, *tag_.Find(columns_[at].level));
         }
-        const std::uint32_t known = levels_[at].Find(reference, record);
-        if (known != kNone) {
-            reference = known;
-            continue;
-        }
-        reference = Register(reference, record, at, *node, *tag_.Find(columns_[at].level));
     }
-    if (reference == kNone || depth < levels_.size()) {
-        if (leaf == nullptr) {
-            return kNone;
-        }
-        strays_.push_back(leaf);
-        return kStray | static_cast<std::uint32_t>(strays_.size() - 1);
-    }
-    return reference;
+    parents_[place] = parent;
+    SetKey(block, record, {leaf});
+    return leaf;
 }
 
 void TreeBlockFiling::MakeTag(const ERecordBlock& block, EBlockIndex record) {
@@ -321,42 +372,64 @@ void TreeBlockFiling::MakeValue(const ERecordBlock& block, EBlockIndex record, c
 
 // -------------------------------------------------------------------------------------------- keys
 
-/// Writes the keys of the records found, for each node only the last one: that of an earlier record
+/// Keeps the keys of the records found, for each leaf only the last one: that of an earlier record
 /// would be replaced.
-void TreeBlockFiling::WriteKeys(const ERecordBlock& block, std::span<const EBlockIndex> records) {
-    for (std::size_t place = 0; place < records.size(); ++place) {
-        if (found_[place] != kNone && (found_[place] & kStray) == 0) {
-            lastPlaces_[found_[place] / 2] = static_cast<std::uint32_t>(place);
-            NodeAccess::PrefetchKey(*nodes_[found_[place] / 2]);
+void TreeBlockFiling::KeepKeys(const ERecordBlock& block, std::span<const EBlockIndex> records,
+                               std::size_t first, std::size_t end) {
+    TreeLeafKeys& keys = filing_.LeafKeys();
+    if (areKeysPositions_) {
+        for (std::size_t place = first; place < end; ++place) {
+            const EPosition position = block.Position(records[place]);
+            if (position < 0) {
+                KeepKey(block, records[place], found_[place]);
+            } else {
+                keys.Keep(found_[place], {position, TreeKeyForm::Int64AtPosition});
+            }
+        }
+        return;
+    }
+    lastPlaces_.resize(keys.Size());
+    for (std::size_t place = first; place < end; ++place) {
+        lastPlaces_[found_[place]] = static_cast<std::uint32_t>(place);
+    }
+    for (std::size_t place = first; place < end; ++place) {
+        if (lastPlaces_[found_[place]] == place) {
+            KeepKey(block, records[place], found_[place]);
         }
     }
-    for (std::size_t place = 0; place < records.size(); ++place) {
-        const std::uint32_t found = found_[place];
-        if (found != kNone && ((found & kStray) != 0 || lastPlaces_[found / 2] == place)) {
-            ReadKey(block, records[place]);
-            WriteKey(block, records[place], *NodeOf(found));
-        }
+}
+
+void TreeBlockFiling::KeepKey(const ERecordBlock& block, EBlockIndex record, std::uint32_t leaf) {
+    ReadKey(block, record);
+    if (packed_.form != TreeKeyForm::Whole) {
+        return filing_.LeafKeys().Keep(leaf, packed_);
     }
+    filing_.LeafKeys().Write();  // one may be of the same leaf
+    SetReadKey(filing_.LeafKeys().At(leaf), block.Position(record));
+}
+
+void TreeBlockFiling::SetKey(const ERecordBlock& block, EBlockIndex record, const TreeLeaf& leaf) {
+    ReadKey(block, record);
+    SetReadKey(leaf, block.Position(record));
 }
 
 void TreeBlockFiling::ReadKey(const ERecordBlock& block, EBlockIndex record) {
-    block.ReadKey(record, fields_);
-    packed_.form = PackKey(fields_, block.Position(record), packed_.word);
-}
-
-/// The key that ReadKey found is one word, and nodes are to keep no more.
-bool TreeBlockFiling::IsKeyPlain() const {
-    return packed_.form != TreeKeyForm::Whole && !NodeAccess::KeepsKeys(filing_.Start());
-}
-
-/// Writes what ReadKey found.
-void TreeBlockFiling::WriteKey(const ERecordBlock& block, EBlockIndex record, EDataTreeNode& node) {
-    if (IsKeyPlain()) {
-        NodeAccess::SetKeyWord(node, packed_);
+    const EPosition position = block.Position(record);
+    if (areKeysPositions_ && position >= 0) {
+        packed_ = {position, TreeKeyForm::Int64AtPosition};
         return;
     }
-    key_.Set(fields_, block.Position(record));
-    node.SetPrimaryKey(key_);
+    block.ReadKey(record, fields_);
+    packed_.form = PackKey(fields_, position, packed_.word);
+}
+
+/// Sets the key that ReadKey found.
+void TreeBlockFiling::SetReadKey(const TreeLeaf& leaf, EPosition position) {
+    if (packed_.form != TreeKeyForm::Whole) {
+        return TreeLeafFiling::SetKey(leaf, packed_);
+    }
+    key_.Set(fields_, position);
+    NodeAccess::SetKey(TreeLeafFiling::NodeOf(leaf), key_);
 }
 
 }  // namespace etabulon::detail

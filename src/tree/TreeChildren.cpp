@@ -26,6 +26,10 @@ std::size_t TreeChildren::Size() const noexcept {
     return IsOne() ? 1 : Many()->Size();
 }
 
+std::size_t TreeChildren::MadeSize() const noexcept {
+    return word_ == 0 || IsOne() ? Size() : Many()->MadeSize();
+}
+
 EDataTreeNode* TreeChildren::At(std::size_t index) const noexcept {
     return IsOne() ? One() : Many()->At(index);
 }
@@ -60,7 +64,7 @@ void TreeChildren::PrefetchList() const noexcept {
 
 void TreeChildren::PrefetchNear(std::size_t index) const noexcept {
     constexpr std::size_t kAhead = 16;  // so many nodes are on their way at a time
-    const std::size_t size = Size();
+    const std::size_t size = MadeSize();
     for (std::size_t near = index == 0 ? 0 : index + kAhead; near <= index + kAhead; ++near) {
         if (near < size) {
             __builtin_prefetch(At(near), /*rw=*/1);
@@ -95,7 +99,7 @@ EDataTreeNode* TreeChildren::FindIrregular(const ETabulonTag& tag) const {
     return Many()->FindIrregular(tag);
 }
 
-void TreeChildren::Add(const EDataTreeNode& owner, EDataTreeNode* child) {
+void TreeChildren::Add(EDataTreeNode& owner, EDataTreeNode* child) {
     if (word_ == 0) {
         word_ = reinterpret_cast<std::uintptr_t>(child) + kOne;
         return;
@@ -107,6 +111,17 @@ void TreeChildren::Add(const EDataTreeNode& owner, EDataTreeNode* child) {
         return;
     }
     Many()->Add(child);
+}
+
+std::uint32_t TreeChildren::AddUnmade(EDataTreeNode& owner, unsigned level,
+                                      const ETabulonValue& value, TreeKeyWord key) {
+    if (!IsOne()) {
+        return Many()->AddUnmade(level, value, key);
+    }
+    auto siblings = std::make_unique<TreeSiblings>(owner, One());
+    const std::uint32_t index = siblings->AddUnmade(level, value, key);
+    word_ = reinterpret_cast<std::uintptr_t>(siblings.release());
+    return index;
 }
 
 void TreeChildren::OrderWaiting() {

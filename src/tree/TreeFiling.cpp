@@ -20,7 +20,8 @@ TreeFiling::TreeFiling(EDataTreeNode& start, std::size_t dirty)
     : TreeWalk(start),
       sort_(NodeAccess::SortDesc(start)),
       marks_(dirty),
-      held_(sort_, marks_, cache_) {
+      held_(sort_, marks_, cache_),
+      leaves_(sort_, marks_) {
     NodeAccess::Walks(start_).Enter(*this);
 }
 
@@ -79,6 +80,8 @@ void TreeFiling::ReadLevels() {
     }
     cache_.WriteKeys();
     cache_.Clear();
+    leafKeys_.Write();
+    leafKeys_.Clear();
     areLevelsRegular_ = AreLevelsRegular();
     orderStamp_ = sort_.OrderStamp();
 }
@@ -132,6 +135,9 @@ void TreeFiling::File(const ETabulonTag& tag, const ETabulonPrimaryKey& key) {
     }
     if (orderStamp_ == 0) {
         Prefetch(tag);  // nodes were dropped since
+    }
+    if (leafKeys_.HasKeys()) {
+        leafKeys_.Write();  // those records came before
     }
     TreeKeyWord packed;
     packed.form = PackKey(key, packed.word);
@@ -339,16 +345,14 @@ void TreeFiling::FileHeld() {
         return;
     }
     try {
-        const std::size_t known = held_.File();
-        path_.back().known += static_cast<std::uint32_t>(known);
-        knownOfHeld_ += known;
+        path_.back().known += static_cast<std::uint32_t>(held_.File());
     } catch (...) {
         cache_.WriteKeys();
         throw;
     }
 }
 
-void TreeFiling::Flush() {
+void TreeFiling::FlushRecords() {
     if (outOfMemory_) {
         throw std::bad_alloc();
     }
@@ -356,15 +360,21 @@ void TreeFiling::Flush() {
     cache_.WriteKeys();
 }
 
+/// Either single records wait or keys of blocks do: File writes the latter before it begins.
+void TreeFiling::Flush() {
+    FlushRecords();
+    leafKeys_.Write();
+}
+
 void TreeFiling::FlushForReader() noexcept {
-    if (outOfMemory_ || (held_.IsEmpty() && !cache_.HasKeys())) {
-        return;
+    if (!outOfMemory_ && (!held_.IsEmpty() || cache_.HasKeys() || leafKeys_.HasKeys())) {
+        try {
+            Flush();
+        } catch (...) {
+            outOfMemory_ = true;
+        }
     }
-    try {
-        Flush();
-    } catch (...) {
-        outOfMemory_ = true;
-    }
+    leafKeys_.Clear();  // the reader may sort children in
 }
 
 }  // namespace etabulon::detail

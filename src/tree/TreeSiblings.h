@@ -1,6 +1,7 @@
 #pragma once
 
 #include "etabulon/tree/EDataTreeNode.h"
+#include "tree/TreeUnmadeLeaves.h"
 
 #include <array>
 #include <cstddef>
@@ -10,7 +11,8 @@
 namespace etabulon::detail {
 
 /// The children of a node that has had more than one: those in sort order, behind them the new ones
-/// that wait to be sorted in, and, where they are many, an index by value.
+/// that wait to be sorted in, and, where they are many, an index by value. The last of the new ones
+/// may be leaves without a node: MakeAll makes their nodes, which takes no child from its index.
 ///
 /// The order is that of filing one child after the other, each in front of the first sibling that
 /// isn't below it. A new child therefore stands before its equals, and of equal new children the
@@ -21,11 +23,14 @@ namespace etabulon::detail {
 /// Failure    std::bad_alloc leaves all as it was.
 class TreeSiblings {
 public:
-    TreeSiblings(const EDataTreeNode& owner, EDataTreeNode* first);
+    TreeSiblings(EDataTreeNode& owner, EDataTreeNode* first);
     TreeSiblings(const TreeSiblings&) = delete;
     TreeSiblings& operator=(const TreeSiblings&) = delete;
 
     [[nodiscard]] std::size_t Size() const noexcept { return size_; }
+    /// The children that have a node come first.
+    [[nodiscard]] std::size_t MadeSize() const noexcept { return size_ - unmade_.Size(); }
+    /// Requires index < MadeSize().
     [[nodiscard]] EDataTreeNode* At(std::size_t index) const noexcept {
         return index < ordered_.size() ? ordered_[index] : waiting_[index - ordered_.size()].node;
     }
@@ -34,16 +39,45 @@ public:
     [[nodiscard]] bool IsOnlyOf(unsigned level) const noexcept {
         return size_ == 0 || (irregular_ == 0 && level_ == level);
     }
-    [[nodiscard]] bool HasWaiting() const noexcept { return !waiting_.empty(); }
+    [[nodiscard]] bool HasWaiting() const noexcept {
+        return !waiting_.empty() || !unmade_.IsEmpty();
+    }
 
+    /// The child of that value, or kNone. Makes no node.
+    [[nodiscard]] std::uint32_t Find(const ETabulonValue& value);
     [[nodiscard]] EDataTreeNode* FindByValue(const ETabulonValue& value);
     [[nodiscard]] EDataTreeNode* FindIrregular(const ETabulonTag& tag) const;
 
-    void PrefetchEnd() const noexcept { __builtin_prefetch(waiting_.data() + waiting_.size()); }
+    void PrefetchEnd() const noexcept {
+        __builtin_prefetch(waiting_.data() + waiting_.size());
+        unmade_.PrefetchEnd();
+    }
 
     void Add(EDataTreeNode* child);
+    /// Makes the nodes that are missing.
+    void MakeAll();
+    /// Makes the nodes that are missing, and sorts the new children in.
     void OrderWaiting();
+    /// Takes the dirty children out: their nodes, with their references, and those without a node.
     [[nodiscard]] std::vector<EDataTreeNode*> TakeDirty();
+
+    // Leaves without a node. Indexes stay valid until children are sorted in or taken out.
+
+    /// Sorts in what came by an older order, so that Add and AddUnmade take no child from its
+    /// index.
+    void Settle(const ETabulonSortDesc& sort);
+    /// A leaf of that value can be added without a node. Requires that Find is kNone for it.
+    [[nodiscard]] bool CanAddUnmade(const ETabulonValue& value, TreeKeyForm form) const noexcept {
+        return irregular_ == 0 && unmade_.CanAdd(value, form);
+    }
+    /// Returns its index. Requires CanAddUnmade, and IsOnlyOf(level).
+    std::uint32_t AddUnmade(unsigned level, const ETabulonValue& value, TreeKeyWord key);
+    [[nodiscard]] bool IsUnmade(std::size_t index) const noexcept { return index >= MadeSize(); }
+    /// By index from MadeSize() on. Indexes of its own, from 0.
+    [[nodiscard]] TreeUnmadeLeaves& Unmade() noexcept { return unmade_; }
+    [[nodiscard]] const TreeUnmadeLeaves& Unmade() const noexcept { return unmade_; }
+
+    static constexpr std::uint32_t kNone = ~std::uint32_t{0};
 
 private:
     // Lookup by the number of children: up to 3 compare values; up to 32 compare fingerprints, 16
@@ -59,18 +93,23 @@ private:
     class SortTexts;
 
     void Note(const EDataTreeNode& child) noexcept;
+    void Count(bool isNumber, std::int64_t number) noexcept;
     void KnowOrder(const ETabulonSortDesc& sort);
+    void PrepareFor(const ETabulonSortDesc& sort);
     void OrderByScan();
     void OrderBySort();
-    [[nodiscard]] EDataTreeNode* FindByFingerprint(const ETabulonValue& value);
-    [[nodiscard]] EDataTreeNode* FindByIndex(const ETabulonValue& value);
+    [[nodiscard]] bool Is(std::size_t index, const ETabulonValue& value) const;
+    [[nodiscard]] bool IsNextNumber(std::int64_t number) noexcept;
+    [[nodiscard]] std::uint32_t FindByFingerprint(const ETabulonValue& value);
+    [[nodiscard]] std::uint32_t FindByIndex(const ETabulonValue& value);
     void MakeRoom();
     void ForgetIndex() noexcept;
-    void IndexAll() noexcept;
-    void Index(std::uint32_t index) noexcept;
+    void IndexAll();
+    void Index(std::uint32_t index);
 
-    const EDataTreeNode& owner_;
+    EDataTreeNode& owner_;
     std::vector<NewChild> waiting_;
+    TreeUnmadeLeaves unmade_;
     // Reading a node costs more than the rest of a lookup. While all children are whole numbers, a
     // number above the largest is known to be new: keys of records usually come in rising order.
     std::int64_t largest_ = 0;
@@ -79,6 +118,7 @@ private:
     std::uint32_t irregular_ = 0;  // children that can't be found by value
     std::uint32_t level_ = 0;      // of the children found by value
     std::uint32_t indexed_ = 0;    // this many, from the front, are in fingerprints_ or slots_
+    std::uint32_t next_ = 0;       // of unmade_: behind the one that was found last
 
     // The order by which the newest came.
     std::uint32_t orderLevel_ = 0;
