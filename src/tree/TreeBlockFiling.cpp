@@ -162,6 +162,7 @@ void TreeBlockFiling::FileCached(const ERecordBlock& block, std::span<const EBlo
     const auto found = std::span(found_).first(records.size());
     std::copy_n(parents_.begin(), records.size(), found.begin());
     levels_.back().FindAll(records, found);
+    PrefetchNewValues(block, records);
     std::size_t keysFrom = 0;
     std::size_t place = 0;
     try {
@@ -186,6 +187,27 @@ void TreeBlockFiling::FileCached(const ERecordBlock& block, std::span<const EBlo
         throw;
     }
     KeepKeys(block, records, keysFrom, place);
+}
+
+/// The texts of leaves that aren't known yet.
+void TreeBlockFiling::PrefetchNewValues(const ERecordBlock& block,
+                                        std::span<const EBlockIndex> records) const {
+    const ERecordBlock::Column& column = block.At(columns_[levels_.size() - 1].data);
+    if (column.numbers == nullptr) {
+        return;
+    }
+    for (std::size_t place = 0; place < records.size(); ++place) {
+        if (found_[place] == kNone) {
+            __builtin_prefetch(&column.dictionary->Value(column.numbers[records[place]]));
+        }
+    }
+    for (std::size_t place = 0; place < records.size(); ++place) {
+        if (found_[place] == kNone) {
+            const EVariant& value = column.dictionary->Value(column.numbers[records[place]]);
+            // A text's count lies in front of its bytes.
+            __builtin_prefetch(static_cast<const char*>(value.GetBuffer()) - 1, /*rw=*/1);
+        }
+    }
 }
 
 /// Most records have a leaf of their own: only the nodes above are looked up. What the leaves' filing

@@ -63,6 +63,7 @@ private:
     void Restart();
     void FileSingly(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void FileCached(const ERecordBlock& block, std::span<const EBlockIndex> records);
+    void PrefetchNewValues(const ERecordBlock& block, std::span<const EBlockIndex> records) const;
     void FileNewLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void FileNewLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records,
                        std::size_t first, std::size_t end);

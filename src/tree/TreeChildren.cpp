@@ -58,7 +58,7 @@ bool TreeChildren::HasWaiting() const noexcept {
 
 void TreeChildren::PrefetchList() const noexcept {
     if (word_ != 0 && !IsOne()) {
-        __builtin_prefetch(Many());
+        Many()->Prefetch();
     }
 }
 
@@ -113,13 +113,13 @@ void TreeChildren::Add(EDataTreeNode& owner, EDataTreeNode* child) {
     Many()->Add(child);
 }
 
-std::uint32_t TreeChildren::AddUnmade(EDataTreeNode& owner, unsigned level,
-                                      const ETabulonValue& value, TreeKeyWord key) {
+std::uint32_t TreeChildren::AddUnmade(EDataTreeNode& owner, const ETabulonSortDesc& sort,
+                                      unsigned level, const ETabulonValue& value, TreeKeyWord key) {
     if (!IsOne()) {
-        return Many()->AddUnmade(level, value, key);
+        return Many()->AddUnmade(sort, level, value, key);
     }
     auto siblings = std::make_unique<TreeSiblings>(owner, One());
-    const std::uint32_t index = siblings->AddUnmade(level, value, key);
+    const std::uint32_t index = siblings->AddUnmade(sort, level, value, key);
     word_ = reinterpret_cast<std::uintptr_t>(siblings.release());
     return index;
 }

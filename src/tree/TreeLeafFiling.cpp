@@ -26,7 +26,7 @@ TreeLeafFiling::Result TreeLeafFiling::File(EDataTreeNode& parent, unsigned leve
     if (!canBeUnmade) {
         return Make(parent, level, value, key);
     }
-    const std::uint32_t index = children.AddUnmade(parent, level, value, key);
+    const std::uint32_t index = children.AddUnmade(parent, sort_, level, value, key);
     NodeAccess::CountLeaf(parent);
     return {{&parent, index}, /*wasMet=*/false, /*isIdentical=*/true};
 }

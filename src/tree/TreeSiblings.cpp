@@ -146,7 +146,7 @@ std::uint32_t TreeSiblings::Find(const ETabulonValue& value) {
     std::uint32_t found = 0;
     if (size_ > kFewChildren) {
         found = FindByIndex(value);
-    } else if (size_ > kHandfulOfChildren) {
+    } else if (size_ > kHandfulOfChildren || indexed_ == size_) {
         found = FindByFingerprint(value);
     } else {
         while (found < size_ && !Is(found, value)) {
@@ -285,14 +285,18 @@ void TreeSiblings::Add(EDataTreeNode* child) {
     }
 }
 
-std::uint32_t TreeSiblings::AddUnmade(unsigned level, const ETabulonValue& value, TreeKeyWord key) {
-    PrepareFor(NodeAccess::SortDesc(owner_));
+std::uint32_t TreeSiblings::AddUnmade(const ETabulonSortDesc& sort, unsigned level,
+                                      const ETabulonValue& value, TreeKeyWord key) {
+    PrepareFor(sort);
     unmade_.Add(value, key);
     level_ = level;
     std::int64_t number = 0;
     const bool isNumber = areNumbers_ && ReadWholeNumber(value, number);
     Count(isNumber, number);
     next_ = static_cast<std::uint32_t>(unmade_.Size());
+    if (!isNumber && size_ <= kFewChildren) {
+        IndexAll();  // while the text is in the cache
+    }
     return size_ - 1;
 }
 

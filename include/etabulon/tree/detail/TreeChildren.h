@@ -9,6 +9,7 @@
 
 namespace etabulon {
 class EDataTreeNode;
+class ETabulonSortDesc;
 class ETabulonTag;
 class ETabulonValue;
 }  // namespace etabulon
@@ -61,8 +62,8 @@ public:
     /// Takes over the reference. The child waits at the end to be sorted in.
     void Add(EDataTreeNode& owner, EDataTreeNode* child);
     /// TreeSiblings::AddUnmade, beside at least one child.
-    std::uint32_t AddUnmade(EDataTreeNode& owner, unsigned level, const ETabulonValue& value,
-                            TreeKeyWord key);
+    std::uint32_t AddUnmade(EDataTreeNode& owner, const ETabulonSortDesc& sort, unsigned level,
+                            const ETabulonValue& value, TreeKeyWord key);
     /// Makes the nodes that are missing, and sorts the waiting children in.
     void OrderWaiting();
     /// Takes the dirty children out: their nodes, with their references, and those without a node.
