@@ -83,8 +83,10 @@ struct NodeAccess {
     static Node* TakeChild(Node& parent, ERef<Node> child) {
         return parent.TakeChild(std::move(child));
     }
-    /// Counts a leaf without a node, which has been added to the parent's children.
-    static void CountLeaf(Node& parent) noexcept { parent.IncLeafCount(1); }
+    /// Counts leaves that have been added to the parent's children.
+    static void CountLeaves(Node& parent, std::size_t count) noexcept {
+        parent.IncLeafCount(static_cast<std::int32_t>(count));
+    }
 
     // The flags of a refresh.
     [[nodiscard]] static bool IsDirty(const Node& node) noexcept { return node.dirty_; }

@@ -65,11 +65,18 @@ private:
     void FileCached(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void PrefetchNewValues(const ERecordBlock& block, std::span<const EBlockIndex> records) const;
     void FileNewLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records);
-    void FileNewLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records,
-                       std::size_t first, std::size_t end);
-    [[nodiscard]] TreeLeafFiling::Result FileLeaf(std::uint32_t parent);
+    void FileLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records,
+                    std::size_t first, std::size_t end);
+    void FileLeaf(const ERecordBlock& block, EBlockIndex record, std::size_t place);
+    [[nodiscard]] bool UseNewLeaves(const ERecordBlock& block, EBlockIndex first);
+    void AddNewLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records);
+    [[nodiscard]] bool AddNewLeaf(const ERecordBlock& block, EBlockIndex record,
+                                  std::uint32_t parent);
+    [[nodiscard]] TreeLeafFiling::Result FindOrAddLeaf(const ERecordBlock& block,
+                                                       EBlockIndex record, std::uint32_t parent);
     void FindStarts(const ERecordBlock& block, std::span<const EBlockIndex> records);
     [[nodiscard]] bool IsStartIdentical(const ERecordBlock& block, EBlockIndex record);
+    [[nodiscard]] bool FindParent(const ERecordBlock& block, EBlockIndex record, std::size_t place);
     [[nodiscard]] std::uint32_t FindLeaf(const ERecordBlock& block, EBlockIndex record,
                                          std::size_t place);
     [[nodiscard]] std::uint32_t StepDown(const ERecordBlock& block, EBlockIndex record,
@@ -102,6 +109,7 @@ private:
     // Records since the walk's begin, and of them those whose leaf an earlier record had met.
     std::uint64_t lookups_ = 0;
     std::uint64_t known_ = 0;
+    std::uint64_t misses_ = 0;  // leaves that TreeNewLeaves didn't take
 
     // Scratch of a block: by the record's place, the references of the start and of the leaf's
     // parent, and the leaf.

@@ -105,7 +105,7 @@ void TreeChildren::Add(EDataTreeNode& owner, EDataTreeNode* child) {
         return;
     }
     if (IsOne()) {
-        auto siblings = std::make_unique<TreeSiblings>(owner, One());
+        auto siblings = MakeSiblings(owner);
         siblings->Add(child);
         word_ = reinterpret_cast<std::uintptr_t>(siblings.release());
         return;
@@ -118,10 +118,38 @@ std::uint32_t TreeChildren::AddUnmade(EDataTreeNode& owner, const ETabulonSortDe
     if (!IsOne()) {
         return Many()->AddUnmade(sort, level, value, key);
     }
-    auto siblings = std::make_unique<TreeSiblings>(owner, One());
+    auto siblings = MakeSiblings(owner);
     const std::uint32_t index = siblings->AddUnmade(sort, level, value, key);
     word_ = reinterpret_cast<std::uintptr_t>(siblings.release());
     return index;
+}
+
+void TreeChildren::AddNumbers(EDataTreeNode& owner, const TreeOrder& order,
+                              const TreeNumberLeaves& numbers) {
+    if (word_ == 0 && numbers.leaves.size() == 1) {
+        // An only child takes less memory than a list.
+        const TreeLeafWords& leaf = numbers.leaves.front();
+        ETabulonValue value;
+        value.Refill(TreeUnmadeLeaves::NumberData(numbers.type, leaf));
+        EDataTreeNode* const node =
+            NodeAccess::MakeChild(owner, numbers.level, value, /*isLeaf=*/true).Detach();
+        NodeAccess::SetKeyWord(*node, {leaf.key, numbers.keyForm});
+        word_ = reinterpret_cast<std::uintptr_t>(node) + kOne;
+        return;
+    }
+    if (word_ != 0 && !IsOne()) {
+        Many()->AddNumbers(order, numbers);
+        return;
+    }
+    auto siblings = std::make_unique<TreeSiblings>(owner, IsOne() ? One() : nullptr, order);
+    siblings->AddNumbers(order, numbers);
+    word_ = reinterpret_cast<std::uintptr_t>(siblings.release());
+}
+
+/// A list of the only child.
+std::unique_ptr<TreeSiblings> TreeChildren::MakeSiblings(EDataTreeNode& owner) const {
+    return std::make_unique<TreeSiblings>(
+        owner, One(), TreeOrder(NodeAccess::SortDesc(owner), owner.Depth()));
 }
 
 void TreeChildren::OrderWaiting() {

@@ -21,7 +21,8 @@ TreeFiling::TreeFiling(EDataTreeNode& start, std::size_t dirty)
       sort_(NodeAccess::SortDesc(start)),
       marks_(dirty),
       held_(sort_, marks_, cache_),
-      leaves_(sort_, marks_) {
+      leaves_(sort_, marks_),
+      newLeaves_(sort_) {
     NodeAccess::Walks(start_).Enter(*this);
 }
 
@@ -80,8 +81,8 @@ void TreeFiling::ReadLevels() {
     }
     cache_.WriteKeys();
     cache_.Clear();
-    leafKeys_.Write();
-    leafKeys_.Clear();
+    FlushLeaves();
+    ForgetLeaves();
     areLevelsRegular_ = AreLevelsRegular();
     orderStamp_ = sort_.OrderStamp();
 }
@@ -136,9 +137,8 @@ void TreeFiling::File(const ETabulonTag& tag, const ETabulonPrimaryKey& key) {
     if (orderStamp_ == 0) {
         Prefetch(tag);  // nodes were dropped since
     }
-    if (leafKeys_.HasKeys()) {
-        leafKeys_.Write();  // those records came before
-    }
+    FlushLeaves();  // those records came before
+    newLeaves_.Clear();
     TreeKeyWord packed;
     packed.form = PackKey(key, packed.word);
     const bool isPlain = packed.form != TreeKeyForm::Whole && !NodeAccess::KeepsKeys(start_);
@@ -360,21 +360,33 @@ void TreeFiling::FlushRecords() {
     cache_.WriteKeys();
 }
 
-/// Either single records wait or keys of blocks do: File writes the latter before it begins.
+/// At most one of the two has something to write.
+void TreeFiling::FlushLeaves() {
+    leafKeys_.Write();
+    newLeaves_.Place();
+}
+
+void TreeFiling::ForgetLeaves() noexcept {
+    leafKeys_.Clear();
+    newLeaves_.Clear();
+}
+
+/// Either single records wait or leaves of blocks do: File flushes the latter before it begins.
 void TreeFiling::Flush() {
     FlushRecords();
-    leafKeys_.Write();
+    FlushLeaves();
 }
 
 void TreeFiling::FlushForReader() noexcept {
-    if (!outOfMemory_ && (!held_.IsEmpty() || cache_.HasKeys() || leafKeys_.HasKeys())) {
+    if (!outOfMemory_ && (!held_.IsEmpty() || cache_.HasKeys() || leafKeys_.HasKeys() ||
+                          !newLeaves_.IsEmpty())) {
         try {
             Flush();
         } catch (...) {
             outOfMemory_ = true;
         }
     }
-    leafKeys_.Clear();  // the reader may sort children in
+    ForgetLeaves();  // the reader may sort children in
 }
 
 }  // namespace etabulon::detail

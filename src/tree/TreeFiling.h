@@ -6,6 +6,7 @@
 #include "tree/TreeHeldRecords.h"
 #include "tree/TreeLeafFiling.h"
 #include "tree/TreeLeafKeys.h"
+#include "tree/TreeNewLeaves.h"
 #include "tree/TreeRefreshMarks.h"
 #include "tree/TreeWalk.h"
 
@@ -44,9 +45,13 @@ public:
 
     /// Files the single records that are held back, and writes their keys.
     void FlushRecords();
-    /// The leaves that the caller has met, and their keys. A reader of the tree makes this object
-    /// write the keys and forget the leaves.
+    /// The leaves that the caller has met, with their keys, and the new ones. A reader of the tree
+    /// makes this object write the keys, place the new leaves and forget all leaves.
     [[nodiscard]] TreeLeafKeys& LeafKeys() noexcept { return leafKeys_; }
+    [[nodiscard]] TreeNewLeaves& NewLeaves() noexcept { return newLeaves_; }
+    /// Writes the keys and places the new leaves.
+    void FlushLeaves();
+    void ForgetLeaves() noexcept;
     [[nodiscard]] TreeLeafFiling& Leaves() noexcept { return leaves_; }
 
     /// Each level is shown once, below the start and the nodes above it, and making a node runs no
@@ -123,6 +128,7 @@ private:
     TreeHeldRecords held_;
     TreeLeafFiling leaves_;
     TreeLeafKeys leafKeys_;
+    TreeNewLeaves newLeaves_;
     std::size_t shared_ = 0;         // the depth down to which the nodes are the last record's
     bool isRegularRecord_ = false;   // the record has a value for each level shown
     bool areLevelsRegular_ = false;  // each level once, and the start stands for the first of them

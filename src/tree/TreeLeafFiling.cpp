@@ -27,7 +27,7 @@ TreeLeafFiling::Result TreeLeafFiling::File(EDataTreeNode& parent, unsigned leve
         return Make(parent, level, value, key);
     }
     const std::uint32_t index = children.AddUnmade(parent, sort_, level, value, key);
-    NodeAccess::CountLeaf(parent);
+    NodeAccess::CountLeaves(parent, 1);
     return {{&parent, index}, /*wasMet=*/false, /*isIdentical=*/true};
 }
 

@@ -74,13 +74,13 @@ public:
                 order = a.length < b.length ? -1 : 1;
             }
         }
-        return siblings_.isReverse_ ? -order : order;
+        return siblings_.order_.isReverse ? -order : order;
     }
 
 private:
     [[nodiscard]] bool IsNumber(std::size_t index) const noexcept {
         return siblings_.areNumbers_ && index >= siblings_.ordered_.size() &&
-               siblings_.level_ == siblings_.orderLevel_;
+               siblings_.level_ == siblings_.order_.level;
     }
     void Prefetch(std::size_t index) const noexcept {
         if (index + kAhead < siblings_.size_ && !IsNumber(index + kAhead)) {
@@ -91,10 +91,10 @@ private:
     }
     /// A sibling may lack the level, after a change of levels that didn't empty the tree.
     [[nodiscard]] const ETabulonValue& ValueOf(const EDataTreeNode& node) const {
-        if (NodeAccess::IsByValue(node) && NodeAccess::Level(node) == siblings_.orderLevel_) {
+        if (NodeAccess::IsByValue(node) && NodeAccess::Level(node) == siblings_.order_.level) {
             return NodeAccess::Value(node);
         }
-        const ETabulonValue* value = node.Tag().Find(siblings_.orderLevel_);
+        const ETabulonValue* value = node.Tag().Find(siblings_.order_.level);
         return value != nullptr ? *value : ETabulonValue::Null;
     }
     void AppendKey(std::size_t index) {
@@ -109,11 +109,11 @@ private:
         EVariant::TextBuffer buffer;
         Chaine holder;
         const ETabulonValue& value = ValueOf(*siblings_.At(index));
-        AppendKey(siblings_.isOnData_ ? value.Data().AsText(buffer, holder)
+        AppendKey(siblings_.order_.isOnData ? value.Data().AsText(buffer, holder)
                                       : value.DisplayText(buffer, holder));
     }
     void AppendKey(std::string_view text) {
-        if (siblings_.isOnData_) {
+        if (siblings_.order_.isOnData) {
             arena_ += text;
             return;
         }
@@ -267,11 +267,22 @@ void TreeSiblings::Index(std::uint32_t index) {
 
 // ------------------------------------------------------------------------------------------ change
 
-TreeSiblings::TreeSiblings(EDataTreeNode& owner, EDataTreeNode* first) : owner_(owner) {
-    KnowOrder(NodeAccess::SortDesc(owner));
-    isMixed_ = false;
-    ordered_.push_back(first);
-    Note(*first);
+TreeOrder::TreeOrder(const ETabulonSortDesc& sort, unsigned depth)
+    : stamp(sort.OrderStamp()),
+      isOrdered(depth < sort.SortLevelCount(kInTree)),
+      isOnData(sort.CompareSource() != ETabulonSortDesc::CompareOnDisplay) {
+    const ETabulonSortDesc::SortKey key =
+        isOrdered ? sort.SortLevel(depth, kInTree) : ETabulonSortDesc::SortKey();
+    level = key.Level();
+    isReverse = key.IsReverseOrder();
+}
+
+TreeSiblings::TreeSiblings(EDataTreeNode& owner, EDataTreeNode* first, const TreeOrder& order)
+    : orderStamp_(order.stamp), owner_(owner), order_(order) {
+    if (first != nullptr) {
+        ordered_.push_back(first);
+        Note(*first);
+    }
 }
 
 void TreeSiblings::Add(EDataTreeNode* child) {
@@ -306,11 +317,41 @@ void TreeSiblings::Settle(const ETabulonSortDesc& sort) {
     }
 }
 
+bool TreeSiblings::CanAddNumbers(std::uint16_t type, TreeKeyForm form,
+                                 std::int64_t& largest) const noexcept {
+    largest = largest_;
+    return areNumbers_ && irregular_ == 0 && unmade_.CanAddNumbers(type, form);
+}
+
+void TreeSiblings::AddNumbers(const TreeOrder& order, const TreeNumberLeaves& numbers) {
+    PrepareFor(order);
+    unmade_.AddNumbers(numbers);
+    level_ = numbers.level;
+    largest_ = TreeUnmadeLeaves::NumberOf(numbers.leaves.back());
+    const std::size_t size = size_ + numbers.leaves.size();
+    if (size_ <= kFewChildren && size > kFewChildren) {
+        indexed_ = 0;
+    }
+    size_ = static_cast<std::uint32_t>(size);
+    next_ = static_cast<std::uint32_t>(unmade_.Size());
+}
+
 void TreeSiblings::PrepareFor(const ETabulonSortDesc& sort) {
     if (size_ == 0 || orderStamp_ != sort.OrderStamp()) {
-        OrderWaiting();
-        KnowOrder(sort);
+        PrepareFor(TreeOrder(sort, owner_.Depth()));
     }
+}
+
+/// New children are sorted in by `order` from here on.
+void TreeSiblings::PrepareFor(const TreeOrder& order) {
+    if (size_ != 0 && orderStamp_ == order.stamp) {
+        return;
+    }
+    OrderWaiting();
+    isMixed_ = isMixed_ || order.isOrdered != order_.isOrdered || order.level != order_.level ||
+               order.isReverse != order_.isReverse || order.isOnData != order_.isOnData;
+    order_ = order;
+    orderStamp_ = order.stamp;
 }
 
 void TreeSiblings::MakeAll() {
@@ -389,24 +430,6 @@ std::vector<EDataTreeNode*> TreeSiblings::TakeDirty() {
 
 // ------------------------------------------------------------------------------------------- order
 
-/// Notes the order by which new children are sorted in from here on.
-void TreeSiblings::KnowOrder(const ETabulonSortDesc& sort) {
-    orderStamp_ = sort.OrderStamp();
-    const unsigned depth = owner_.Depth();
-    const bool isOrdered = depth < sort.SortLevelCount(kInTree);
-    const ETabulonSortDesc::SortKey key =
-        isOrdered ? sort.SortLevel(depth, kInTree) : ETabulonSortDesc::SortKey();
-    const bool isOnData = sort.CompareSource() != ETabulonSortDesc::CompareOnDisplay;
-    if (isOrdered != isOrdered_ || key.Level() != orderLevel_ ||
-        key.IsReverseOrder() != isReverse_ || isOnData != isOnData_) {
-        isMixed_ = true;
-    }
-    isOrdered_ = isOrdered;
-    orderLevel_ = key.Level();
-    isReverse_ = key.IsReverseOrder();
-    isOnData_ = isOnData;
-}
-
 void TreeSiblings::OrderWaiting() {
     if (!HasWaiting()) {
         return;
@@ -420,7 +443,7 @@ void TreeSiblings::OrderWaiting() {
         ordered_.reserve(ordered_.size() <= 1 ? size_
                                               : std::max<std::size_t>(size_, ordered_.size() * 2));
     }
-    if (!isOrdered_ || size_ == 1) {
+    if (!order_.isOrdered || size_ == 1) {
         for (const NewChild& newChild : waiting_) {
             ordered_.push_back(newChild.node);
         }

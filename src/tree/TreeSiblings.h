@@ -6,9 +6,23 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace etabulon::detail {
+
+/// How children of a depth are sorted in, as a sort description tells at one time.
+struct TreeOrder {
+    TreeOrder() = default;
+    /// `depth` is that of the children's parent.
+    TreeOrder(const ETabulonSortDesc& sort, unsigned depth);
+
+    std::uint64_t stamp = 0;  // of the sort description
+    std::uint32_t level = 0;
+    bool isOrdered = false;  // there is such an order
+    bool isReverse = false;
+    bool isOnData = false;
+};
 
 /// The children of a node that has had more than one: those in sort order, behind them the new ones
 /// that wait to be sorted in, and, where they are many, an index by value. The last of the new ones
@@ -23,7 +37,8 @@ namespace etabulon::detail {
 /// Failure    std::bad_alloc leaves all as it was.
 class TreeSiblings {
 public:
-    TreeSiblings(EDataTreeNode& owner, EDataTreeNode* first);
+    /// `first` may be null: then children are added at once.
+    TreeSiblings(EDataTreeNode& owner, EDataTreeNode* first, const TreeOrder& order);
     TreeSiblings(const TreeSiblings&) = delete;
     TreeSiblings& operator=(const TreeSiblings&) = delete;
 
@@ -78,6 +93,11 @@ public:
     /// Returns its index. Requires CanAddUnmade, and IsOnlyOf(level).
     std::uint32_t AddUnmade(const ETabulonSortDesc& sort, unsigned level,
                             const ETabulonValue& value, TreeKeyWord key);
+    /// Whole numbers above `largest` are new, and can be added without a node.
+    [[nodiscard]] bool CanAddNumbers(std::uint16_t type, TreeKeyForm form,
+                                     std::int64_t& largest) const noexcept;
+    /// Adds rising ones above the largest. Requires CanAddNumbers, and IsOnlyOf their level.
+    void AddNumbers(const TreeOrder& order, const TreeNumberLeaves& numbers);
     [[nodiscard]] bool IsUnmade(std::size_t index) const noexcept { return index >= MadeSize(); }
     /// By index from MadeSize() on. Indexes of its own, from 0.
     [[nodiscard]] TreeUnmadeLeaves& Unmade() noexcept { return unmade_; }
@@ -101,7 +121,7 @@ private:
 
     void Note(const EDataTreeNode& child) noexcept;
     void Count(bool isNumber, std::int64_t number) noexcept;
-    void KnowOrder(const ETabulonSortDesc& sort);
+    void PrepareFor(const TreeOrder& order);
     void PrepareFor(const ETabulonSortDesc& sort);
     void OrderByScan();
     void OrderBySort();
@@ -119,7 +139,7 @@ private:
     // Reading a node costs more than the rest of a lookup. While all children are whole numbers, a
     // number above the largest is known to be new: keys of records usually come in rising order.
     std::int64_t largest_ = 0;
-    std::uint64_t orderStamp_ = 0;  // of the sort description, when the newest came
+    std::uint64_t orderStamp_ = 0;  // that of order_
     std::uint32_t size_ = 0;
     std::uint32_t irregular_ : 31 = 0;  // children that can't be found by value
     std::uint32_t areNumbers_ : 1 = 1;
@@ -130,11 +150,7 @@ private:
     std::vector<NewChild> waiting_;
     std::uint32_t indexed_ = 0;  // this many, from the front, are in fingerprints_ or slots_
 
-    // The order by which the newest came.
-    std::uint32_t orderLevel_ = 0;
-    bool isOrdered_ = false;  // there is such an order
-    bool isReverse_ = false;
-    bool isOnData_ = false;
+    TreeOrder order_;       // by which the newest came
     bool isMixed_ = false;  // some were sorted in by another order, and needn't be in this one
 
     std::vector<EDataTreeNode*> ordered_;

@@ -9,12 +9,6 @@ namespace {
 
 constexpr std::size_t kFirst = 4;
 
-// A leaf keeps a number in 63 bits.
-bool FitsLeaf(std::int64_t number) noexcept {
-    constexpr std::int64_t kEnd = std::int64_t{1} << 62;
-    return number >= -kEnd && number < kEnd;
-}
-
 }  // namespace
 
 bool ReadWholeNumber(const ETabulonValue& value, std::int64_t& number) noexcept {
@@ -52,36 +46,47 @@ void TreeUnmadeLeaves::Add(const ETabulonValue& value, TreeKeyWord key) {
     if (leaves_.capacity() == 0) {
         leaves_.reserve(kFirst);
     }
-    Leaf& leaf = leaves_.emplace_back();
+    TreeLeafWords& leaf = leaves_.emplace_back();
     leaf.key = key.word;
     keyForm_ = key.form;
     type_ = value.Data().Type();
     isText_ = type_ == TYPE_CHAINE;
     if (isText_) {
-        leaf.word = reinterpret_cast<std::uint64_t>(value.Data().AsChaine().Detach());
+        leaf.value = reinterpret_cast<std::uint64_t>(value.Data().AsChaine().Detach());
         return;
     }
     std::int64_t number = 0;
     static_cast<void>(ReadWholeNumber(value, number));
-    leaf.word = static_cast<std::uint64_t>(number) << 1;
+    leaf.value = WordOf(number);
+}
+
+void TreeUnmadeLeaves::AddNumbers(const TreeNumberLeaves& numbers) {
+    leaves_.insert(leaves_.end(), numbers.leaves.begin(), numbers.leaves.end());
+    type_ = numbers.type;
+    keyForm_ = numbers.keyForm;
+    isText_ = false;
+}
+
+EVariant TreeUnmadeLeaves::NumberData(std::uint16_t type, const TreeLeafWords& leaf) {
+    const std::int64_t number = NumberOf(leaf);
+    return type == TYPE_INT64 ? EVariant::FromInt64(number) : EVariant(static_cast<int>(number));
 }
 
 void TreeUnmadeLeaves::Clear() noexcept {
-    for (const Leaf& leaf : leaves_) {
+    for (const TreeLeafWords& leaf : leaves_) {
         if (isText_) {
             Chaine::Release(BodyOf(leaf));
         }
     }
-    std::vector<Leaf>().swap(leaves_);
+    std::vector<TreeLeafWords>().swap(leaves_);
 }
 
 EVariant TreeUnmadeLeaves::DataOf(std::size_t index) const {
-    const Leaf& leaf = leaves_[index];
+    const TreeLeafWords& leaf = leaves_[index];
     if (isText_) {
         return EVariant(Chaine::Share(BodyOf(leaf)));
     }
-    const std::int64_t number = NumberOf(leaf);
-    return type_ == TYPE_INT64 ? EVariant::FromInt64(number) : EVariant(static_cast<int>(number));
+    return NumberData(type_, leaf);
 }
 
 bool TreeUnmadeLeaves::IsEqual(std::size_t index, const ETabulonValue& value) const {
@@ -103,19 +108,19 @@ void TreeUnmadeLeaves::ReadValue(std::size_t index, ETabulonValue& value) const 
 }
 
 void TreeUnmadeLeaves::SetAllDirty(bool dirty) noexcept {
-    for (Leaf& leaf : leaves_) {
-        leaf.word = (leaf.word & ~kDirty) | (dirty ? kDirty : 0);
+    for (TreeLeafWords& leaf : leaves_) {
+        leaf.value = (leaf.value & ~kDirty) | (dirty ? kDirty : 0);
     }
 }
 
 bool TreeUnmadeLeaves::HasDirty() const noexcept {
     return std::any_of(leaves_.begin(), leaves_.end(),
-                       [](const Leaf& leaf) { return (leaf.word & kDirty) != 0; });
+                       [](const TreeLeafWords& leaf) { return (leaf.value & kDirty) != 0; });
 }
 
 std::size_t TreeUnmadeLeaves::DropDirty() noexcept {
-    return std::erase_if(leaves_, [this](const Leaf& leaf) {
-        const bool isDirty = (leaf.word & kDirty) != 0;
+    return std::erase_if(leaves_, [this](const TreeLeafWords& leaf) {
+        const bool isDirty = (leaf.value & kDirty) != 0;
         if (isDirty && isText_) {
             Chaine::Release(BodyOf(leaf));
         }

@@ -6,9 +6,24 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace etabulon::detail {
+
+/// A leaf's value and key. A number is shifted by one bit; a text is the address of its body.
+struct TreeLeafWords {
+    std::uint64_t value;
+    std::int64_t key;
+};
+
+/// Leaves of whole numbers.
+struct TreeNumberLeaves {
+    unsigned level = 0;
+    std::uint16_t type = 0;  // TYPE_INT64 or TYPE_LONG
+    TreeKeyForm keyForm{};
+    std::span<const TreeLeafWords> leaves;
+};
 
 /// Leaves of one parent that have no node yet: sixteen bytes each, for the value and the key. A
 /// walk files most leaves, and few are ever looked at. All have values of one type, either a whole
@@ -18,6 +33,19 @@ namespace etabulon::detail {
 /// Failure    std::bad_alloc from Add leaves all as it was.
 class TreeUnmadeLeaves {
 public:
+    // A leaf keeps a number in 63 bits.
+    static constexpr std::int64_t kLeast = -(std::int64_t{1} << 62);
+    static constexpr std::int64_t kMost = (std::int64_t{1} << 62) - 1;
+    [[nodiscard]] static bool FitsLeaf(std::int64_t number) noexcept {
+        return number >= kLeast && number <= kMost;
+    }
+    [[nodiscard]] static std::uint64_t WordOf(std::int64_t number) noexcept {
+        return static_cast<std::uint64_t>(number) << 1;
+    }
+    [[nodiscard]] static std::int64_t NumberOf(const TreeLeafWords& leaf) noexcept {
+        return static_cast<std::int64_t>(leaf.value) >> 1;
+    }
+
     TreeUnmadeLeaves() noexcept = default;
     TreeUnmadeLeaves(const TreeUnmadeLeaves&) = delete;
     TreeUnmadeLeaves& operator=(const TreeUnmadeLeaves&) = delete;
@@ -32,6 +60,13 @@ public:
     [[nodiscard]] bool CanAdd(const ETabulonValue& value, TreeKeyForm form) const noexcept;
     /// Requires CanAdd. The leaf isn't dirty.
     void Add(const ETabulonValue& value, TreeKeyWord key);
+    /// Leaves of numbers of that type and of that key form can be added.
+    [[nodiscard]] bool CanAddNumbers(std::uint16_t type, TreeKeyForm form) const noexcept {
+        return leaves_.empty() || (type == type_ && form == keyForm_);
+    }
+    void AddNumbers(const TreeNumberLeaves& numbers);
+    /// The value of a leaf of that type.
+    [[nodiscard]] static EVariant NumberData(std::uint16_t type, const TreeLeafWords& leaf);
     /// Drops all of them.
     void Clear() noexcept;
 
@@ -57,9 +92,9 @@ public:
     }
 
     [[nodiscard]] bool IsDirty(std::size_t index) const noexcept {
-        return (leaves_[index].word & kDirty) != 0;
+        return (leaves_[index].value & kDirty) != 0;
     }
-    void SetClean(std::size_t index) noexcept { leaves_[index].word &= ~kDirty; }
+    void SetClean(std::size_t index) noexcept { leaves_[index].value &= ~kDirty; }
     void SetAllDirty(bool dirty) noexcept;
     [[nodiscard]] bool HasDirty() const noexcept;
     /// Drops the dirty leaves and returns how many there were.
@@ -70,22 +105,14 @@ public:
     }
 
 private:
-    /// A number is shifted by one bit; a text is the address of its body.
-    struct Leaf {
-        std::uint64_t word;
-        std::int64_t key;
-    };
     static constexpr std::uint64_t kDirty = 1;
 
-    [[nodiscard]] static std::int64_t NumberOf(const Leaf& leaf) noexcept {
-        return static_cast<std::int64_t>(leaf.word) >> 1;
-    }
-    [[nodiscard]] static Chaine::Body* BodyOf(const Leaf& leaf) noexcept {
-        return reinterpret_cast<Chaine::Body*>(leaf.word & ~kDirty);
+    [[nodiscard]] static Chaine::Body* BodyOf(const TreeLeafWords& leaf) noexcept {
+        return reinterpret_cast<Chaine::Body*>(leaf.value & ~kDirty);
     }
     [[nodiscard]] EVariant DataOf(std::size_t index) const;
 
-    std::vector<Leaf> leaves_;
+    std::vector<TreeLeafWords> leaves_;
     std::uint16_t type_ = 0;  // of the values
     TreeKeyForm keyForm_{};
     bool isText_ = false;

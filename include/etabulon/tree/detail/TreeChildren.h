@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -18,6 +19,8 @@ namespace etabulon::detail {
 
 class TreeSiblings;
 struct TreeKeyWord;
+struct TreeNumberLeaves;
+struct TreeOrder;
 
 /// The children of one node. None or one, as most nodes have, takes one word; more are in an object
 /// of their own, TreeSiblings, which keeps their order and finds them.
@@ -64,6 +67,8 @@ public:
     /// TreeSiblings::AddUnmade, beside at least one child.
     std::uint32_t AddUnmade(EDataTreeNode& owner, const ETabulonSortDesc& sort, unsigned level,
                             const ETabulonValue& value, TreeKeyWord key);
+    /// TreeSiblings::AddNumbers, beside any number of children.
+    void AddNumbers(EDataTreeNode& owner, const TreeOrder& order, const TreeNumberLeaves& numbers);
     /// Makes the nodes that are missing, and sorts the waiting children in.
     void OrderWaiting();
     /// Takes the dirty children out: their nodes, with their references, and those without a node.
@@ -77,6 +82,7 @@ private:
     [[nodiscard]] bool IsOne() const noexcept { return (word_ & kOne) != 0; }
     [[nodiscard]] EDataTreeNode* One() const noexcept;
     [[nodiscard]] TreeSiblings* Many() const noexcept;
+    [[nodiscard]] std::unique_ptr<TreeSiblings> MakeSiblings(EDataTreeNode& owner) const;
 
     std::uintptr_t word_ = 0;  // a node's address plus kOne, or that of TreeSiblings
 };
