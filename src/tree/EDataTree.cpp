@@ -1,6 +1,7 @@
 #include "etabulon/tree/EDataTree.h"
 
 #include "tree/ETabulonCursorTree.h"
+#include "tree/TreeReFiling.h"
 
 namespace etabulon {
 
@@ -65,9 +66,12 @@ void EDataTree::SetParams(const Chaine& rootName, HICON rootIcon) {
 void EDataTree::ReSort() {
     const ERef<EDataTreeNodeRoot> old = root_;
     try {
-        ETabulonCursorTree leaves(*old);
         SetParams(old->DisplayValue().DisplayValue(), old->Icon());
-        static_cast<void>(Fill(&leaves));
+        if (!detail::TreeReFiling(*old, *root_).Run()) {
+            root_->Reset();
+            ETabulonCursorTree leaves(*old);
+            static_cast<void>(Fill(&leaves));
+        }
     } catch (...) {
         // The tree has neither the nodes of the old order nor a part of the new ones: it is empty
         // until the caller fills it.

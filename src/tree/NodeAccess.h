@@ -35,6 +35,13 @@ struct NodeAccess {
         }
     }
     static void SetKey(Node& node, const ETabulonPrimaryKey& key) { node.KeepKey(key); }
+    [[nodiscard]] static TreeKeyWord KeyWord(const Node& node) noexcept {
+        return {node.keyWord_, node.keyForm_};
+    }
+    /// Requires that the key's form is Whole.
+    [[nodiscard]] static const ETabulonPrimaryKey& WholeKey(const Node& node) noexcept {
+        return *node.extra_->key;
+    }
     static void Prefetch(const Node& node) noexcept { __builtin_prefetch(&node, /*rw=*/1); }
 
     // The tree that it stands in.

@@ -164,7 +164,7 @@ void TreeBlockFiling::FileCached(const ERecordBlock& block, std::span<const EBlo
     const auto found = std::span(found_).first(records.size());
     std::copy_n(parents_.begin(), records.size(), found.begin());
     levels_.back().FindAll(records, found);
-    PrefetchNewValues(block, records);
+    PrefetchNewLeaves(block, records);
     std::size_t keysFrom = 0;
     std::size_t place = 0;
     try {
@@ -191,23 +191,33 @@ void TreeBlockFiling::FileCached(const ERecordBlock& block, std::span<const EBlo
     KeepKeys(block, records, keysFrom, place);
 }
 
-/// The texts of leaves that aren't known yet.
-void TreeBlockFiling::PrefetchNewValues(const ERecordBlock& block,
-                                        std::span<const EBlockIndex> records) const {
-    const ERecordBlock::Column& column = block.At(columns_[levels_.size() - 1].data);
-    if (column.numbers == nullptr) {
-        return;
-    }
+/// Prefetches, pass by pass, what the leaves that aren't known yet need: their parents and values,
+/// and then the parents' lists and the texts.
+void TreeBlockFiling::PrefetchNewLeaves(const ERecordBlock& block,
+                                        std::span<const EBlockIndex> records) {
+    news_.clear();
     for (std::size_t place = 0; place < records.size(); ++place) {
-        if (found_[place] == kNone) {
+        if (found_[place] == kNone && parents_[place] != kNone) {
+            news_.push_back(static_cast<EBlockIndex>(place));
+            NodeAccess::Prefetch(*nodes_[parents_[place] / 2]);
+        }
+    }
+    const auto childrenOf = [this](EBlockIndex place) -> const TreeChildren& {
+        return NodeAccess::Children(*nodes_[parents_[place] / 2]);
+    };
+    const ERecordBlock::Column& column = block.At(columns_[levels_.size() - 1].data);
+    const bool areTexts = column.numbers != nullptr;
+    for (const EBlockIndex place : news_) {
+        childrenOf(place).PrefetchList();
+        if (areTexts) {
             __builtin_prefetch(&column.dictionary->Value(column.numbers[records[place]]));
         }
     }
-    for (std::size_t place = 0; place < records.size(); ++place) {
-        if (found_[place] == kNone) {
+    for (const EBlockIndex place : news_) {
+        childrenOf(place).PrefetchListEnd();
+        if (areTexts) {
             const EVariant& value = column.dictionary->Value(column.numbers[records[place]]);
-            // A text's count lies in front of its bytes.
-            __builtin_prefetch(static_cast<const char*>(value.GetBuffer()) - 1, /*rw=*/1);
+            __builtin_prefetch(static_cast<const std::byte*>(value.GetBuffer()), /*rw=*/1);
         }
     }
 }

@@ -63,7 +63,7 @@ private:
     void Restart();
     void FileSingly(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void FileCached(const ERecordBlock& block, std::span<const EBlockIndex> records);
-    void PrefetchNewValues(const ERecordBlock& block, std::span<const EBlockIndex> records) const;
+    void PrefetchNewLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void FileNewLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void FileLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records,
                     std::size_t first, std::size_t end);
@@ -116,6 +116,7 @@ private:
     std::array<std::uint32_t, ERecordBlock::kMostRecords> starts_{};
     std::array<std::uint32_t, ERecordBlock::kMostRecords> parents_{};
     std::array<std::uint32_t, ERecordBlock::kMostRecords> found_{};
+    std::vector<EBlockIndex> news_;  // places whose leaf isn't known
     ETabulonTag tag_;
     ETabulonValue value_;
     EFieldKey fields_;

@@ -146,6 +146,13 @@ void TreeChildren::AddNumbers(EDataTreeNode& owner, const TreeOrder& order,
     word_ = reinterpret_cast<std::uintptr_t>(siblings.release());
 }
 
+void TreeChildren::CopyUnmade(EDataTreeNode& owner, const TreeSiblings& from) {
+    auto siblings = std::make_unique<TreeSiblings>(
+        owner, nullptr, TreeOrder(NodeAccess::SortDesc(owner), owner.Depth()));
+    siblings->CopyUnmade(from);
+    word_ = reinterpret_cast<std::uintptr_t>(siblings.release());
+}
+
 /// A list of the only child.
 std::unique_ptr<TreeSiblings> TreeChildren::MakeSiblings(EDataTreeNode& owner) const {
     return std::make_unique<TreeSiblings>(

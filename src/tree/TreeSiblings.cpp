@@ -336,6 +336,13 @@ void TreeSiblings::AddNumbers(const TreeOrder& order, const TreeNumberLeaves& nu
     next_ = static_cast<std::uint32_t>(unmade_.Size());
 }
 
+void TreeSiblings::CopyUnmade(const TreeSiblings& from) {
+    unmade_.CopyNumbers(from.unmade_);
+    size_ = from.size_;
+    level_ = from.level_;
+    largest_ = from.largest_;
+}
+
 void TreeSiblings::PrepareFor(const ETabulonSortDesc& sort) {
     if (size_ == 0 || orderStamp_ != sort.OrderStamp()) {
         PrepareFor(TreeOrder(sort, owner_.Depth()));

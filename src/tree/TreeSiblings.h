@@ -98,6 +98,13 @@ public:
                                      std::int64_t& largest) const noexcept;
     /// Adds rising ones above the largest. Requires CanAddNumbers, and IsOnlyOf their level.
     void AddNumbers(const TreeOrder& order, const TreeNumberLeaves& numbers);
+    /// No child has a node, and their order is by their values alone: no two whole numbers without
+    /// a sign are sorted alike.
+    [[nodiscard]] bool CanBeCopied() const noexcept {
+        return MadeSize() == 0 && areNumbers_ && !unmade_.HasNegative();
+    }
+    /// Adds the children of `from` to none. Requires from.CanBeCopied().
+    void CopyUnmade(const TreeSiblings& from);
     [[nodiscard]] bool IsUnmade(std::size_t index) const noexcept { return index >= MadeSize(); }
     /// By index from MadeSize() on. Indexes of its own, from 0.
     [[nodiscard]] TreeUnmadeLeaves& Unmade() noexcept { return unmade_; }

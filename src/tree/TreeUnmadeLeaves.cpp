@@ -67,6 +67,16 @@ void TreeUnmadeLeaves::AddNumbers(const TreeNumberLeaves& numbers) {
     isText_ = false;
 }
 
+void TreeUnmadeLeaves::CopyNumbers(const TreeUnmadeLeaves& from) {
+    AddNumbers({0, from.type_, from.keyForm_, from.leaves_});
+    SetAllDirty(false);
+}
+
+bool TreeUnmadeLeaves::HasNegative() const noexcept {
+    return std::any_of(leaves_.begin(), leaves_.end(),
+                       [](const TreeLeafWords& leaf) { return NumberOf(leaf) < 0; });
+}
+
 EVariant TreeUnmadeLeaves::NumberData(std::uint16_t type, const TreeLeafWords& leaf) {
     const std::int64_t number = NumberOf(leaf);
     return type == TYPE_INT64 ? EVariant::FromInt64(number) : EVariant(static_cast<int>(number));

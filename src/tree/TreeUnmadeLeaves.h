@@ -65,6 +65,9 @@ public:
         return leaves_.empty() || (type == type_ && form == keyForm_);
     }
     void AddNumbers(const TreeNumberLeaves& numbers);
+    /// Takes leaves of numbers over into an empty list. None of them is dirty then.
+    void CopyNumbers(const TreeUnmadeLeaves& from);
+    [[nodiscard]] bool HasNegative() const noexcept;
     /// The value of a leaf of that type.
     [[nodiscard]] static EVariant NumberData(std::uint16_t type, const TreeLeafWords& leaf);
     /// Drops all of them.

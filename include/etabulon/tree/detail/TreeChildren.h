@@ -69,6 +69,8 @@ public:
                             const ETabulonValue& value, TreeKeyWord key);
     /// TreeSiblings::AddNumbers, beside any number of children.
     void AddNumbers(EDataTreeNode& owner, const TreeOrder& order, const TreeNumberLeaves& numbers);
+    /// TreeSiblings::CopyUnmade. Requires that there are no children.
+    void CopyUnmade(EDataTreeNode& owner, const TreeSiblings& from);
     /// Makes the nodes that are missing, and sorts the waiting children in.
     void OrderWaiting();
     /// Takes the dirty children out: their nodes, with their references, and those without a node.
