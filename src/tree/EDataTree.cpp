@@ -57,6 +57,11 @@ void EDataTree::SetParams(const Chaine& rootName, HICON rootIcon) {
     root_ = MakeRef<EDataTreeNodeRoot>(sortDesc_.Get(), rootName, rootIcon);
 }
 
+bool EDataTree::FileAgain(const EDataTreeNode& old) {
+    const ECursorExclusive exclusive(*cursor_);  // as a fill
+    return detail::TreeReFiling(old, *root_).Run();
+}
+
 /// Builds the tree again from its own leaves, under the present sort description. Requires the
 /// cursor's lock.
 ///
@@ -67,7 +72,7 @@ void EDataTree::ReSort() {
     const ERef<EDataTreeNodeRoot> old = root_;
     try {
         SetParams(old->DisplayValue().DisplayValue(), old->Icon());
-        if (!detail::TreeReFiling(*old, *root_).Run()) {
+        if (!FileAgain(*old)) {
             root_->Reset();
             ETabulonCursorTree leaves(*old);
             static_cast<void>(Fill(&leaves));

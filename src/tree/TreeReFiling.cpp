@@ -8,7 +8,8 @@ TreeReFiling::TreeReFiling(const EDataTreeNode& from, EDataTreeNode& to)
     : old_(from), new_(to), filing_(to, /*dirty=*/0) {}
 
 bool TreeReFiling::Run() {
-    if (!FindDepths() || !FileBelow(old_, 0)) {
+    // A root that was a leaf once may have children: it is one record.
+    if (old_.IsTreeLeaf() || !FindDepths() || !FileBelow(old_, 0)) {
         return false;
     }
     filing_.Flush();
