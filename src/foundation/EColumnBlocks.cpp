@@ -160,6 +160,10 @@ void EDataColumns::BlockSource::ReadKey(EPosition position, EFieldKey& key) cons
     }
 }
 
+bool EDataColumns::BlockSource::AreKeysPositions() const noexcept {
+    return records_.keyForm == EColumnRecords::Key::Position;
+}
+
 void EDataColumns::BlockSource::ReadKeyOf(std::size_t record, EFieldKey& key) const {
     switch (records_.keyForm) {
         case EColumnRecords::Key::None:

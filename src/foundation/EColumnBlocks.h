@@ -22,6 +22,7 @@ public:
     const ERecordBlock* NextBlock() override;
     void EndBlocks() noexcept override;
     void ReadKey(EPosition position, EFieldKey& key) const override;
+    bool AreKeysPositions() const noexcept override;
 
     /// The number of distinct values of a column, without the missing value.
     [[nodiscard]] std::size_t CountDistinct(unsigned column);

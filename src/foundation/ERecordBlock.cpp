@@ -22,4 +22,6 @@ void ERecordBlock::ReadKey(EBlockIndex record, EFieldKey& key) const {
     source_->ReadKey(positions_[record], key);
 }
 
+bool ERecordBlock::AreKeysPositions() const noexcept { return source_->AreKeysPositions(); }
+
 }  // namespace etabulon

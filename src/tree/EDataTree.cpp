@@ -1,6 +1,7 @@
 #include "etabulon/tree/EDataTree.h"
 
 #include "tree/ETabulonCursorTree.h"
+#include "tree/TreeReFiling.h"
 
 namespace etabulon {
 
@@ -56,6 +57,11 @@ void EDataTree::SetParams(const Chaine& rootName, HICON rootIcon) {
     root_ = MakeRef<EDataTreeNodeRoot>(sortDesc_.Get(), rootName, rootIcon);
 }
 
+bool EDataTree::FileAgain(const EDataTreeNode& old) {
+    const ECursorExclusive exclusive(*cursor_);  // as a fill
+    return detail::TreeReFiling(old, *root_).Run();
+}
+
 /// Builds the tree again from its own leaves, under the present sort description. Requires the
 /// cursor's lock.
 ///
@@ -65,9 +71,12 @@ void EDataTree::SetParams(const Chaine& rootName, HICON rootIcon) {
 void EDataTree::ReSort() {
     const ERef<EDataTreeNodeRoot> old = root_;
     try {
-        ETabulonCursorTree leaves(*old);
         SetParams(old->DisplayValue().DisplayValue(), old->Icon());
-        static_cast<void>(Fill(&leaves));
+        if (!FileAgain(*old)) {
+            root_->Reset();
+            ETabulonCursorTree leaves(*old);
+            static_cast<void>(Fill(&leaves));
+        }
     } catch (...) {
         // The tree has neither the nodes of the old order nor a part of the new ones: it is empty
         // until the caller fills it.

@@ -231,6 +231,10 @@ bool EDataTreeNode::IsTreeLeaf() const {
 
 void EDataTreeNode::SetPrimaryKey(const ETabulonPrimaryKey& key) {
     FlushWalks();
+    KeepKey(key);
+}
+
+void EDataTreeNode::KeepKey(const ETabulonPrimaryKey& key) {
     std::int64_t word = 0;
     const detail::TreeKeyForm form = detail::PackKey(key, word);
     if (form == detail::TreeKeyForm::Whole || (extra_ != nullptr && extra_->key != nullptr)) {
@@ -345,7 +349,9 @@ void EDataTreeNode::DropChildren() noexcept {
         return;
     }
     const detail::TreeChildren children(std::move(children_));
-    for (std::size_t index = 0; index < children.Size(); ++index) {
+    const std::size_t made = children.MadeSize();
+    IncLeafCount(-static_cast<std::int32_t>(children.Size() - made));
+    for (std::size_t index = 0; index < made; ++index) {
         Drop(children.At(index));
     }
 }

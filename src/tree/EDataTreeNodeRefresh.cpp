@@ -3,6 +3,7 @@
 #include "tree/NodeExtra.h"
 #include "tree/TreeFileTag.h"
 #include "tree/TreeRefresh.h"
+#include "tree/TreeSiblings.h"
 
 #include <vector>
 
@@ -41,20 +42,25 @@ CursorStatus EDataTreeNode::Refresh(ETabulonCursor* cursor) {
 
 /// Returns how many nodes there are below.
 std::size_t EDataTreeNode::SetDirtyChilds(bool dirty) noexcept {
-    const std::size_t children = children_.Size();
-    std::size_t count = children;
-    for (std::size_t index = 0; index < children; ++index) {
+    const std::size_t made = children_.MadeSize();
+    std::size_t count = children_.Size();
+    for (std::size_t index = 0; index < made; ++index) {
         children_.PrefetchNear(index);
         EDataTreeNode* child = children_.At(index);
         count += child->SetDirtyChilds(dirty);
         child->dirty_ = dirty;
     }
+    if (detail::TreeSiblings* const siblings = children_.Siblings(); siblings != nullptr) {
+        siblings->Unmade().SetAllDirty(dirty);
+    }
     return count;
 }
 
 void EDataTreeNode::ReleaseDirtyChilds() {
-    bool anyDirty = false;
-    for (std::size_t index = children_.Size(); index-- > 0;) {
+    const std::size_t size = children_.Size();
+    const std::size_t made = children_.MadeSize();
+    bool anyDirty = made < size && children_.Siblings()->Unmade().HasDirty();
+    for (std::size_t index = made; index-- > 0;) {
         EDataTreeNode* child = children_.At(index);
         if (child->dirty_) {
             anyDirty = true;
@@ -69,6 +75,7 @@ void EDataTreeNode::ReleaseDirtyChilds() {
         walks->ForgetNodesBelow(*this);
     }
     const std::vector<EDataTreeNode*> dropped = children_.TakeDirty();
+    IncLeafCount(-static_cast<std::int32_t>(size - children_.Size() - dropped.size()));
     for (auto child = dropped.rbegin(); child != dropped.rend(); ++child) {
         Drop(*child);
     }

@@ -28,7 +28,22 @@ struct NodeAccess {
         node.keyWord_ = key.word;
         node.keyForm_ = key.form;
     }
-    static void PrefetchKey(const Node& node) noexcept { PrefetchToWrite(&node.keyWord_); }
+    /// SetPrimaryKey, within a walk: flushes none.
+    static void SetKey(Node& node, TreeKeyWord key) {
+        SetKeyWord(node, key);
+        if (node.extra_ != nullptr && node.extra_->key != nullptr) {
+            UnpackKey(key.form, key.word, *node.extra_->key);
+        }
+    }
+    static void SetKey(Node& node, const ETabulonPrimaryKey& key) { node.KeepKey(key); }
+    [[nodiscard]] static TreeKeyWord KeyWord(const Node& node) noexcept {
+        return {node.keyWord_, node.keyForm_};
+    }
+    /// Requires that the key's form is Whole.
+    [[nodiscard]] static const ETabulonPrimaryKey& WholeKey(const Node& node) noexcept {
+        return *node.extra_->key;
+    }
+    static void Prefetch(const Node& node) noexcept { PrefetchToWrite(&node); }
 
     // The tree that it stands in.
     [[nodiscard]] static const ETabulonSortDesc& SortDesc(const Node& node) noexcept {
@@ -75,6 +90,10 @@ struct NodeAccess {
     }
     static Node* TakeChild(Node& parent, ERef<Node> child) {
         return parent.TakeChild(std::move(child));
+    }
+    /// Counts leaves that have been added to the parent's children.
+    static void CountLeaves(Node& parent, std::size_t count) noexcept {
+        parent.IncLeafCount(static_cast<std::int32_t>(count));
     }
 
     // The flags of a refresh.

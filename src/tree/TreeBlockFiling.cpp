@@ -3,6 +3,7 @@
 #include "etabulon/cursors/ETabulonCursor.h"
 #include "etabulon/foundation/EBlockSource.h"
 #include "etabulon/foundation/EDataType.h"
+#include "etabulon/foundation/detail/EPrefetch.h"
 #include "tree/NodeAccess.h"
 #include "tree/TreeFiling.h"
 
@@ -16,6 +17,9 @@ constexpr std::int8_t kUnknown = -1;
 
 // Records before the leaves are judged.
 constexpr std::uint64_t kTrial = 256;
+
+// So many prefetches are under way at a time.
+constexpr std::size_t kAhead = 32;
 
 }  // namespace
 
@@ -86,12 +90,13 @@ bool TreeBlockFiling::IsPathKnown() {
 }
 
 void TreeBlockFiling::Restart() {
+    filing_.FlushLeaves();
+    filing_.ForgetLeaves();
     for (TreeBlockLevel& level : levels_) {
         level.Clear();
     }
     EDataTreeNode& start = filing_.Start();
     nodes_.assign(1, &start);
-    lastPlaces_.assign(1, 0);
     above_.clear();
     canBeIdentical_ = true;
     for (const EDataTreeNode* node = &start; node->Parent() != nullptr; node = node->Parent()) {
@@ -103,27 +108,41 @@ void TreeBlockFiling::Restart() {
         canBeIdentical_ = canBeIdentical_ && columns_[at].label == kNoColumn;
     }
     forgotten_ = filing_.Forgotten();
+    leafGeneration_ = filing_.LeafKeys().Generation();
 }
 
 // ------------------------------------------------------------------------------------------- block
 
 void TreeBlockFiling::File(const ERecordBlock& block, std::span<const EBlockIndex> records) {
-    filing_.Flush();  // the keys of this block are written past the filing
+    filing_.FlushRecords();  // the keys of this block are set past the filing
     if (!IsPathKnown()) {
         return FileSingly(block, records);
     }
     if (forgotten_ != filing_.Forgotten()) {
         Restart();
     }
-    strays_.clear();
+    if (leafGeneration_ != filing_.LeafKeys().Generation()) {
+        levels_.back().Clear();
+        leafGeneration_ = filing_.LeafKeys().Generation();
+    }
+    areKeysPositions_ = block.AreKeysPositions();
     const bool isEachNew = lookups_ >= kTrial && known_ <= lookups_ / 8;
     lookups_ += records.size();
     for (std::size_t at = 0; at + (isEachNew ? 1 : 0) < levels_.size(); ++at) {
         levels_[at].Read(block, records);
     }
     FindStarts(block, records);
+    const auto parents = std::span(parents_).first(records.size());
+    std::copy_n(starts_.begin(), records.size(), parents.begin());
+    if (levels_.size() == above_.size()) {
+        known_ += records.size();
+        return SetKey(block, records.back(), {&filing_.Start()});  // it replaces the others
+    }
+    for (std::size_t at = above_.size(); at + 1 < levels_.size(); ++at) {
+        levels_[at].FindAll(records, parents);
+    }
     if (isEachNew) {
-        FileHeldBack(block, records);
+        FileNewLeaves(block, records);
     } else {
         FileCached(block, records);
     }
@@ -141,65 +160,188 @@ void TreeBlockFiling::FileSingly(const ERecordBlock& block, std::span<const EBlo
 }
 
 void TreeBlockFiling::FileCached(const ERecordBlock& block, std::span<const EBlockIndex> records) {
-    const std::size_t depth = levels_.size();
+    filing_.NewLeaves().Place();  // those records came before
+    filing_.NewLeaves().Clear();
     const auto found = std::span(found_).first(records.size());
-    std::copy_n(starts_.begin(), records.size(), found.begin());
-    for (std::size_t at = above_.size(); at < depth; ++at) {
-        levels_[at].FindAll(records, found);
-    }
+    std::copy_n(parents_.begin(), records.size(), found.begin());
+    levels_.back().FindAll(records, found);
+    PrefetchNewLeaves(block, records);
+    std::size_t keysFrom = 0;
+    std::size_t place = 0;
     try {
-        for (std::size_t place = 0; place < records.size(); ++place) {
-            if (found[place] != kNone) {
-                ++known_;
-                continue;
-            }
-            // An earlier record of the block may have met the node.
-            found[place] = FindFrom(starts_[place], records[place], depth);
-            if (found[place] != kNone) {
-                ++known_;
-                continue;
-            }
-            found[place] = StepDown(block, records[place], starts_[place], depth);
+        for (; place < records.size(); ++place) {
             if (found[place] == kNone) {
-                found[place] = AddSingly(block, records[place], starts_[place], depth);
+                found[place] = FindLeaf(block, records[place], place);
+            } else {
+                ++known_;
+            }
+            if (found[place] == kNone) {
+                KeepKeys(block, records, keysFrom, place);
+                keysFrom = place + 1;
+                EDataTreeNode* const leaf = FileStray(block, records[place], place);
+                if (leaf != nullptr && parents_[place] != kNone) {
+                    const std::uint32_t number = filing_.LeafKeys().Add({leaf}, /*isAlias=*/true);
+                    levels_.back().Add(parents_[place], records[place], number);
+                }
             }
         }
     } catch (...) {
-        WriteKeys(block, records);
+        KeepKeys(block, records, keysFrom, place);
         throw;
     }
-    WriteKeys(block, records);
+    KeepKeys(block, records, keysFrom, place);
+}
+
+/// Prefetches, pass by pass, what the leaves that aren't known yet need: their parents and values,
+/// and then the parents' lists and the texts.
+void TreeBlockFiling::PrefetchNewLeaves(const ERecordBlock& block,
+                                        std::span<const EBlockIndex> records) {
+    news_.clear();
+    for (std::size_t place = 0; place < records.size(); ++place) {
+        if (found_[place] == kNone && parents_[place] != kNone) {
+            news_.push_back(static_cast<EBlockIndex>(place));
+            NodeAccess::Prefetch(*nodes_[parents_[place] / 2]);
+        }
+    }
+    const auto childrenOf = [this](EBlockIndex place) -> const TreeChildren& {
+        return NodeAccess::Children(*nodes_[parents_[place] / 2]);
+    };
+    const ERecordBlock::Column& column = block.At(columns_[levels_.size() - 1].data);
+    const bool areTexts = column.numbers != nullptr;
+    for (const EBlockIndex place : news_) {
+        childrenOf(place).PrefetchList();
+        if (areTexts) {
+            PrefetchToRead(&column.dictionary->Value(column.numbers[records[place]]));
+        }
+    }
+    for (const EBlockIndex place : news_) {
+        childrenOf(place).PrefetchListEnd();
+        if (areTexts) {
+            const EVariant& value = column.dictionary->Value(column.numbers[records[place]]);
+            PrefetchToWrite(value.GetBuffer());
+        }
+    }
 }
 
 /// Most records have a leaf of their own: only the nodes above are looked up.
-void TreeBlockFiling::FileHeldBack(const ERecordBlock& block,
-                                   std::span<const EBlockIndex> records) {
-    const std::size_t depth = levels_.size() - 1;
-    const auto found = std::span(found_).first(records.size());
-    std::copy_n(starts_.begin(), records.size(), found.begin());
-    for (std::size_t at = above_.size(); at < depth; ++at) {
-        levels_[at].FindAll(records, found);
+void TreeBlockFiling::FileNewLeaves(const ERecordBlock& block,
+                                    std::span<const EBlockIndex> records) {
+    filing_.LeafKeys().Write();  // those records came before
+    if (UseNewLeaves(block, records.front())) {
+        return AddNewLeaves(block, records);
     }
-    const std::uint64_t knownBefore = filing_.KnownOfHeld();
+    filing_.FlushLeaves();
+    filing_.NewLeaves().Clear();
+    for (std::size_t first = 0; first < records.size(); first += kAhead) {
+        const std::size_t end = std::min(first + kAhead, records.size());
+        std::size_t filed = first;
+        for (std::size_t place = first; place < end; ++place) {
+            if (FindParent(block, records[place], place)) {
+                NodeAccess::Prefetch(*nodes_[parents_[place] / 2]);
+                continue;
+            }
+            FileLeaves(block, records, filed, place);
+            static_cast<void>(FileStray(block, records[place], place));
+            filed = place + 1;
+        }
+        FileLeaves(block, records, filed, end);
+    }
+}
+
+/// What the leaves' filing reads is prefetched: the parents have been under way since they were
+/// found; then their lists of children, and the lists' ends.
+void TreeBlockFiling::FileLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records,
+                                 std::size_t first, std::size_t end) {
+    for (std::size_t place = first; place < end; ++place) {
+        NodeAccess::Children(*nodes_[parents_[place] / 2]).PrefetchList();
+    }
+    for (std::size_t place = first; place < end; ++place) {
+        NodeAccess::Children(*nodes_[parents_[place] / 2]).PrefetchListEnd();
+    }
+    for (std::size_t place = first; place < end; ++place) {
+        FileLeaf(block, records[place], place);
+    }
+}
+
+void TreeBlockFiling::FileLeaf(const ERecordBlock& block, EBlockIndex record, std::size_t place) {
+    const TreeLeafFiling::Result filed = FindOrAddLeaf(block, record, parents_[place]);
+    if (filed.leaf.node == nullptr) {
+        static_cast<void>(FileStray(block, record, place));
+        return;
+    }
+    known_ += filed.wasMet ? 1 : 0;
+    SetReadKey(filed.leaf, block.Position(record));
+}
+
+/// The leaves are whole numbers, and most of them are above those that their parents have.
+bool TreeBlockFiling::UseNewLeaves(const ERecordBlock& block, EBlockIndex first) {
+    const Column& leaf = columns_[levels_.size() - 1];
+    const ERecordBlock::Column& column = block.At(leaf.data);
+    const int type = column.type->storage == EStorage::Int64   ? TYPE_INT64
+                     : column.type->storage == EStorage::Int32 ? TYPE_LONG
+                                                               : TYPE_CHAINE;
+    if (misses_ > kTrial + lookups_ / 8 || leaf.label != kNoColumn || column.words == nullptr ||
+        column.type != &TypeInfo(type)) {
+        return false;
+    }
+    ReadKey(block, first);
+    if (packed_.form == TreeKeyForm::Whole) {
+        return false;
+    }
+    filing_.NewLeaves().SetForm(leaf.level, static_cast<unsigned>(levels_.size()) - 1,
+                                static_cast<std::uint16_t>(type), packed_.form);
+    return true;
+}
+
+void TreeBlockFiling::AddNewLeaves(const ERecordBlock& block,
+                                   std::span<const EBlockIndex> records) {
+    TreeNewLeaves& leaves = filing_.NewLeaves();
     for (std::size_t place = 0; place < records.size(); ++place) {
         const EBlockIndex record = records[place];
-        if (found[place] == kNone) {
-            found[place] = StepDown(block, record, starts_[place], depth);
-        }
-        ReadKey(block, record);
-        if (found[place] != kNone && found[place] % 2 != 0 && IsKeyPlain()) {
-            MakeValue(block, record, columns_[depth], value_);
-            filing_.Hold(*nodes_[found[place] / 2], value_, packed_);
+        if (!FindParent(block, record, place)) {
+            leaves.Place();
+            static_cast<void>(FileStray(block, record, place));
+            leaves.Clear();
             continue;
         }
-        // Written at once: keys of later records of the leaf may be held back.
-        const std::uint32_t leaf = AddSingly(block, record, starts_[place], depth);
-        if (leaf != kNone) {
-            WriteKey(block, record, *NodeOf(leaf));
+        const std::uint32_t parent = parents_[place] / 2;
+        if (!leaves.Knows(parent)) {
+            leaves.Learn(parent, *nodes_[parent]);
+        }
+        if (!AddNewLeaf(block, record, parent)) {
+            ++misses_;
+            leaves.Place();
+            FileLeaf(block, record, place);
+            leaves.Forget(parent);
         }
     }
-    filing_.Flush();
-    known_ += filing_.KnownOfHeld() - knownBefore;
+    if (leaves.IsFull()) {
+        leaves.Place();
+    }
+}
+
+/// False if the leaf may be known.
+bool TreeBlockFiling::AddNewLeaf(const ERecordBlock& block, EBlockIndex record,
+                                 std::uint32_t parent) {
+    const ERecordBlock::Column& column = block.At(columns_[levels_.size() - 1].data);
+    ReadKey(block, record);
+    if (column.IsMissingWord(record) || packed_.form != filing_.NewLeaves().KeyForm()) {
+        return false;
+    }
+    const std::uint64_t word = column.words[record];
+    const std::int64_t number = column.type->storage == EStorage::Int64
+                                    ? static_cast<std::int64_t>(word)
+                                    : static_cast<std::int32_t>(word);
+    return filing_.NewLeaves().Add(parent, number, packed_.word);
+}
+
+/// Leaves the record's key in packed_.
+TreeLeafFiling::Result TreeBlockFiling::FindOrAddLeaf(const ERecordBlock& block, EBlockIndex record,
+                                                      std::uint32_t parent) {
+    const Column& column = columns_[levels_.size() - 1];
+    ReadKey(block, record);
+    MakeValue(block, record, column, value_);
+    return filing_.Leaves().File(*nodes_[parent / 2], column.level, value_, packed_);
 }
 
 // ------------------------------------------------------------------------------------------- nodes
@@ -233,13 +375,41 @@ bool TreeBlockFiling::IsStartIdentical(const ERecordBlock& block, EBlockIndex re
     return isIdentical;
 }
 
-/// The node `depth` levels down, or kNone.
-std::uint32_t TreeBlockFiling::FindFrom(std::uint32_t start, EBlockIndex record,
-                                        std::size_t depth) const {
-    for (std::size_t at = above_.size(); at < depth && start != kNone; ++at) {
-        start = levels_[at].Find(start, record);
+/// Finds or makes the parent of the record's leaf. False if the leaf can't be made without the
+/// record's tag.
+bool TreeBlockFiling::FindParent(const ERecordBlock& block, EBlockIndex record, std::size_t place) {
+    std::uint32_t& parent = parents_[place];
+    if (parent == kNone) {
+        parent = StepDown(block, record, starts_[place], levels_.size() - 1);
     }
-    return start;
+    return parent != kNone && parent % 2 != 0;
+}
+
+/// The number of the record's leaf, which is made if it isn't there. kNone where that takes its
+/// tag.
+std::uint32_t TreeBlockFiling::FindLeaf(const ERecordBlock& block, EBlockIndex record,
+                                        std::size_t place) {
+    const bool mayMake = FindParent(block, record, place);
+    const std::uint32_t parent = parents_[place];
+    if (parent == kNone) {
+        return kNone;
+    }
+    // An earlier record of the block may have met the leaf.
+    if (const std::uint32_t leaf = levels_.back().Find(parent, record); leaf != kNone) {
+        ++known_;
+        return leaf;
+    }
+    if (!mayMake) {
+        return kNone;
+    }
+    const TreeLeafFiling::Result filed = FindOrAddLeaf(block, record, parent);
+    if (filed.leaf.node == nullptr) {
+        return kNone;
+    }
+    known_ += filed.wasMet ? 1 : 0;
+    const std::uint32_t leaf = filing_.LeafKeys().Add(filed.leaf, !filed.isIdentical);
+    levels_.back().Add(parent, record, leaf);
+    return leaf;
 }
 
 /// Finds or makes the record's nodes below those that are known. kNone where that takes its tag.
@@ -267,40 +437,33 @@ std::uint32_t TreeBlockFiling::Register(std::uint32_t parent, EBlockIndex record
                              NodeAccess::Value(node).IsIdenticalTo(value);
     const auto index = static_cast<std::uint32_t>(nodes_.size());
     const std::uint32_t reference = 2 * index + (isIdentical ? 1 : 0);
-    lastPlaces_.push_back(0);
     nodes_.push_back(&node);
     levels_[at].Add(parent, record, reference);
     return reference;
 }
 
-/// Files the record by its tag, without its key. The nodes are found by their numbers from here on,
-/// as far as `depth` levels down.
-std::uint32_t TreeBlockFiling::AddSingly(const ERecordBlock& block, EBlockIndex record,
-                                         std::uint32_t start, std::size_t depth) {
+/// Files the record by its tag, and returns its leaf if it has one. From here on the nodes above
+/// the leaf are found by their numbers.
+EDataTreeNode* TreeBlockFiling::FileStray(const ERecordBlock& block, EBlockIndex record,
+                                          std::size_t place) {
+    filing_.LeafKeys().Write();  // one may be of the same leaf
     MakeTag(block, record);
     EDataTreeNode* const leaf = filing_.Add(tag_);
-    std::uint32_t reference = start;
-    for (std::size_t at = above_.size(); at < depth; ++at) {
+    if (leaf == nullptr) {
+        return nullptr;
+    }
+    std::uint32_t parent = starts_[place];
+    for (std::size_t at = above_.size(); at + 1 < levels_.size() && parent != kNone; ++at) {
+        const std::uint32_t above = parent;
         EDataTreeNode* const node = filing_.NodeAt(at);
-        if (node == nullptr) {
-            reference = kNone;
-            break;
+        parent = node != nullptr ? levels_[at].Find(above, record) : kNone;
+        if (node != nullptr && parent == kNone) {
+            parent = Register(above, record, at, *node, *tag_.Find(columns_[at].level));
         }
-        const std::uint32_t known = levels_[at].Find(reference, record);
-        if (known != kNone) {
-            reference = known;
-            continue;
-        }
-        reference = Register(reference, record, at, *node, *tag_.Find(columns_[at].level));
     }
-    if (reference == kNone || depth < levels_.size()) {
-        if (leaf == nullptr) {
-            return kNone;
-        }
-        strays_.push_back(leaf);
-        return kStray | static_cast<std::uint32_t>(strays_.size() - 1);
-    }
-    return reference;
+    parents_[place] = parent;
+    SetKey(block, record, {leaf});
+    return leaf;
 }
 
 void TreeBlockFiling::MakeTag(const ERecordBlock& block, EBlockIndex record) {
@@ -321,42 +484,64 @@ void TreeBlockFiling::MakeValue(const ERecordBlock& block, EBlockIndex record, c
 
 // -------------------------------------------------------------------------------------------- keys
 
-/// Writes the keys of the records found, for each node only the last one: that of an earlier record
+/// Keeps the keys of the records found, for each leaf only the last one: that of an earlier record
 /// would be replaced.
-void TreeBlockFiling::WriteKeys(const ERecordBlock& block, std::span<const EBlockIndex> records) {
-    for (std::size_t place = 0; place < records.size(); ++place) {
-        if (found_[place] != kNone && (found_[place] & kStray) == 0) {
-            lastPlaces_[found_[place] / 2] = static_cast<std::uint32_t>(place);
-            NodeAccess::PrefetchKey(*nodes_[found_[place] / 2]);
+void TreeBlockFiling::KeepKeys(const ERecordBlock& block, std::span<const EBlockIndex> records,
+                               std::size_t first, std::size_t end) {
+    TreeLeafKeys& keys = filing_.LeafKeys();
+    if (areKeysPositions_) {
+        for (std::size_t place = first; place < end; ++place) {
+            const EPosition position = block.Position(records[place]);
+            if (position < 0) {
+                KeepKey(block, records[place], found_[place]);
+            } else {
+                keys.Keep(found_[place], {position, TreeKeyForm::Int64AtPosition});
+            }
+        }
+        return;
+    }
+    lastPlaces_.resize(keys.Size());
+    for (std::size_t place = first; place < end; ++place) {
+        lastPlaces_[found_[place]] = static_cast<std::uint32_t>(place);
+    }
+    for (std::size_t place = first; place < end; ++place) {
+        if (lastPlaces_[found_[place]] == place) {
+            KeepKey(block, records[place], found_[place]);
         }
     }
-    for (std::size_t place = 0; place < records.size(); ++place) {
-        const std::uint32_t found = found_[place];
-        if (found != kNone && ((found & kStray) != 0 || lastPlaces_[found / 2] == place)) {
-            ReadKey(block, records[place]);
-            WriteKey(block, records[place], *NodeOf(found));
-        }
+}
+
+void TreeBlockFiling::KeepKey(const ERecordBlock& block, EBlockIndex record, std::uint32_t leaf) {
+    ReadKey(block, record);
+    if (packed_.form != TreeKeyForm::Whole) {
+        return filing_.LeafKeys().Keep(leaf, packed_);
     }
+    filing_.LeafKeys().Write();  // one may be of the same leaf
+    SetReadKey(filing_.LeafKeys().At(leaf), block.Position(record));
+}
+
+void TreeBlockFiling::SetKey(const ERecordBlock& block, EBlockIndex record, const TreeLeaf& leaf) {
+    ReadKey(block, record);
+    SetReadKey(leaf, block.Position(record));
 }
 
 void TreeBlockFiling::ReadKey(const ERecordBlock& block, EBlockIndex record) {
-    block.ReadKey(record, fields_);
-    packed_.form = PackKey(fields_, block.Position(record), packed_.word);
-}
-
-/// The key that ReadKey found is one word, and nodes are to keep no more.
-bool TreeBlockFiling::IsKeyPlain() const {
-    return packed_.form != TreeKeyForm::Whole && !NodeAccess::KeepsKeys(filing_.Start());
-}
-
-/// Writes what ReadKey found.
-void TreeBlockFiling::WriteKey(const ERecordBlock& block, EBlockIndex record, EDataTreeNode& node) {
-    if (IsKeyPlain()) {
-        NodeAccess::SetKeyWord(node, packed_);
+    const EPosition position = block.Position(record);
+    if (areKeysPositions_ && position >= 0) {
+        packed_ = {position, TreeKeyForm::Int64AtPosition};
         return;
     }
-    key_.Set(fields_, block.Position(record));
-    node.SetPrimaryKey(key_);
+    block.ReadKey(record, fields_);
+    packed_.form = PackKey(fields_, position, packed_.word);
+}
+
+/// Sets the key that ReadKey found.
+void TreeBlockFiling::SetReadKey(const TreeLeaf& leaf, EPosition position) {
+    if (packed_.form != TreeKeyForm::Whole) {
+        return TreeLeafFiling::SetKey(leaf, packed_);
+    }
+    key_.Set(fields_, position);
+    NodeAccess::SetKey(TreeLeafFiling::NodeOf(leaf), key_);
 }
 
 }  // namespace etabulon::detail

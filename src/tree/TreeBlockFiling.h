@@ -6,6 +6,7 @@
 #include "etabulon/values/ETabulonTag.h"
 #include "tree/TreeBlockLevel.h"
 #include "tree/TreeKey.h"
+#include "tree/TreeLeafFiling.h"
 
 #include <array>
 #include <cstddef>
@@ -40,10 +41,9 @@ public:
 private:
     static constexpr unsigned kNoColumn = ~0U;
     static constexpr std::uint32_t kNone = TreeBlockLevel::kNone;
-    // A reference to a node: twice its index in nodes_, plus one where the path that leads to it is
-    // identical to the record's, so that a new child needs no tag of its own. Nodes that can't be
-    // found by their number have this bit, and an index in strays_.
-    static constexpr std::uint32_t kStray = std::uint32_t{1} << 31;
+    // A reference to an inner node: twice its index in nodes_, plus one where the path that leads
+    // to it is identical to the record's, so that a new child needs no tag of its own. Leaves have
+    // the numbers that TreeLeafKeys gives.
 
     /// A level of the records.
     struct Column {
@@ -63,27 +63,36 @@ private:
     void Restart();
     void FileSingly(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void FileCached(const ERecordBlock& block, std::span<const EBlockIndex> records);
-    void FileHeldBack(const ERecordBlock& block, std::span<const EBlockIndex> records);
+    void PrefetchNewLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records);
+    void FileNewLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records);
+    void FileLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records,
+                    std::size_t first, std::size_t end);
+    void FileLeaf(const ERecordBlock& block, EBlockIndex record, std::size_t place);
+    [[nodiscard]] bool UseNewLeaves(const ERecordBlock& block, EBlockIndex first);
+    void AddNewLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records);
+    [[nodiscard]] bool AddNewLeaf(const ERecordBlock& block, EBlockIndex record,
+                                  std::uint32_t parent);
+    [[nodiscard]] TreeLeafFiling::Result FindOrAddLeaf(const ERecordBlock& block,
+                                                       EBlockIndex record, std::uint32_t parent);
     void FindStarts(const ERecordBlock& block, std::span<const EBlockIndex> records);
-    [[nodiscard]] std::uint32_t FindFrom(std::uint32_t start, EBlockIndex record,
-                                         std::size_t depth) const;
     [[nodiscard]] bool IsStartIdentical(const ERecordBlock& block, EBlockIndex record);
-    [[nodiscard]] std::uint32_t AddSingly(const ERecordBlock& block, EBlockIndex record,
-                                          std::uint32_t start, std::size_t depth);
+    [[nodiscard]] bool FindParent(const ERecordBlock& block, EBlockIndex record, std::size_t place);
+    [[nodiscard]] std::uint32_t FindLeaf(const ERecordBlock& block, EBlockIndex record,
+                                         std::size_t place);
     [[nodiscard]] std::uint32_t StepDown(const ERecordBlock& block, EBlockIndex record,
                                          std::uint32_t start, std::size_t depth);
     [[nodiscard]] std::uint32_t Register(std::uint32_t parent, EBlockIndex record, std::size_t at,
                                          EDataTreeNode& node, const ETabulonValue& value);
+    EDataTreeNode* FileStray(const ERecordBlock& block, EBlockIndex record, std::size_t place);
     void MakeTag(const ERecordBlock& block, EBlockIndex record);
     void MakeValue(const ERecordBlock& block, EBlockIndex record, const Column& column,
                    ETabulonValue& value) const;
-    [[nodiscard]] EDataTreeNode* NodeOf(std::uint32_t reference) const noexcept {
-        return (reference & kStray) != 0 ? strays_[reference & ~kStray] : nodes_[reference / 2];
-    }
-    void WriteKeys(const ERecordBlock& block, std::span<const EBlockIndex> records);
+    void KeepKeys(const ERecordBlock& block, std::span<const EBlockIndex> records,
+                  std::size_t first, std::size_t end);
+    void KeepKey(const ERecordBlock& block, EBlockIndex record, std::uint32_t leaf);
+    void SetKey(const ERecordBlock& block, EBlockIndex record, const TreeLeaf& leaf);
     void ReadKey(const ERecordBlock& block, EBlockIndex record);
-    [[nodiscard]] bool IsKeyPlain() const;
-    void WriteKey(const ERecordBlock& block, EBlockIndex record, EDataTreeNode& node);
+    void SetReadKey(const TreeLeaf& leaf, EPosition position);
 
     TreeFiling& filing_;
     std::vector<Column> columns_;  // the levels shown come first, from the top down
@@ -92,16 +101,22 @@ private:
     bool canBeIdentical_ = false;  // no node at or above the start has a tag of its own
     std::uint64_t forgotten_ = 0;  // TreeFiling::Forgotten when nodes_ was begun
 
+    std::uint64_t leafGeneration_ = 0;  // of TreeFiling::LeafKeys
+
     std::vector<EDataTreeNode*> nodes_;      // the first is the start
-    std::vector<std::uint32_t> lastPlaces_;  // by index in nodes_, of records of the block
-    std::vector<EDataTreeNode*> strays_;     // of the block
+    std::vector<std::uint32_t> lastPlaces_;  // by leaf, of records of the block
+    bool areKeysPositions_ = false;          // of the block
     // Records since the walk's begin, and of them those whose leaf an earlier record had met.
     std::uint64_t lookups_ = 0;
     std::uint64_t known_ = 0;
+    std::uint64_t misses_ = 0;  // leaves that TreeNewLeaves didn't take
 
-    // Scratch of a block: by the record's place, the reference of the start and of the lowest node.
+    // Scratch of a block: by the record's place, the references of the start and of the leaf's
+    // parent, and the leaf.
     std::array<std::uint32_t, ERecordBlock::kMostRecords> starts_{};
+    std::array<std::uint32_t, ERecordBlock::kMostRecords> parents_{};
     std::array<std::uint32_t, ERecordBlock::kMostRecords> found_{};
+    std::vector<EBlockIndex> news_;  // places whose leaf isn't known
     ETabulonTag tag_;
     ETabulonValue value_;
     EFieldKey fields_;

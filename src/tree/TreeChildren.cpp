@@ -27,6 +27,10 @@ std::size_t TreeChildren::Size() const noexcept {
     return IsOne() ? 1 : Many()->Size();
 }
 
+std::size_t TreeChildren::MadeSize() const noexcept {
+    return word_ == 0 || IsOne() ? Size() : Many()->MadeSize();
+}
+
 EDataTreeNode* TreeChildren::At(std::size_t index) const noexcept {
     return IsOne() ? One() : Many()->At(index);
 }
@@ -55,13 +59,13 @@ bool TreeChildren::HasWaiting() const noexcept {
 
 void TreeChildren::PrefetchList() const noexcept {
     if (word_ != 0 && !IsOne()) {
-        PrefetchToRead(Many());
+        Many()->Prefetch();
     }
 }
 
 void TreeChildren::PrefetchNear(std::size_t index) const noexcept {
     constexpr std::size_t kAhead = 16;  // so many nodes are on their way at a time
-    const std::size_t size = Size();
+    const std::size_t size = MadeSize();
     for (std::size_t near = index == 0 ? 0 : index + kAhead; near <= index + kAhead; ++near) {
         if (near < size) {
             PrefetchToWrite(At(near));
@@ -96,18 +100,64 @@ EDataTreeNode* TreeChildren::FindIrregular(const ETabulonTag& tag) const {
     return Many()->FindIrregular(tag);
 }
 
-void TreeChildren::Add(const EDataTreeNode& owner, EDataTreeNode* child) {
+void TreeChildren::Add(EDataTreeNode& owner, EDataTreeNode* child) {
     if (word_ == 0) {
         word_ = reinterpret_cast<std::uintptr_t>(child) + kOne;
         return;
     }
     if (IsOne()) {
-        auto siblings = std::make_unique<TreeSiblings>(owner, One());
+        auto siblings = MakeSiblings(owner);
         siblings->Add(child);
         word_ = reinterpret_cast<std::uintptr_t>(siblings.release());
         return;
     }
     Many()->Add(child);
+}
+
+std::uint32_t TreeChildren::AddUnmade(EDataTreeNode& owner, const ETabulonSortDesc& sort,
+                                      unsigned level, const ETabulonValue& value, TreeKeyWord key) {
+    if (!IsOne()) {
+        return Many()->AddUnmade(sort, level, value, key);
+    }
+    auto siblings = MakeSiblings(owner);
+    const std::uint32_t index = siblings->AddUnmade(sort, level, value, key);
+    word_ = reinterpret_cast<std::uintptr_t>(siblings.release());
+    return index;
+}
+
+void TreeChildren::AddNumbers(EDataTreeNode& owner, const TreeOrder& order,
+                              const TreeNumberLeaves& numbers) {
+    if (word_ == 0 && numbers.leaves.size() == 1) {
+        // An only child takes less memory than a list.
+        const TreeLeafWords& leaf = numbers.leaves.front();
+        ETabulonValue value;
+        value.Refill(TreeUnmadeLeaves::NumberData(numbers.type, leaf));
+        EDataTreeNode* const node =
+            NodeAccess::MakeChild(owner, numbers.level, value, /*isLeaf=*/true).Detach();
+        NodeAccess::SetKeyWord(*node, {leaf.key, numbers.keyForm});
+        word_ = reinterpret_cast<std::uintptr_t>(node) + kOne;
+        return;
+    }
+    if (word_ != 0 && !IsOne()) {
+        Many()->AddNumbers(order, numbers);
+        return;
+    }
+    auto siblings = std::make_unique<TreeSiblings>(owner, IsOne() ? One() : nullptr, order);
+    siblings->AddNumbers(order, numbers);
+    word_ = reinterpret_cast<std::uintptr_t>(siblings.release());
+}
+
+void TreeChildren::CopyUnmade(EDataTreeNode& owner, const TreeSiblings& from) {
+    auto siblings = std::make_unique<TreeSiblings>(
+        owner, nullptr, TreeOrder(NodeAccess::SortDesc(owner), owner.Depth()));
+    siblings->CopyUnmade(from);
+    word_ = reinterpret_cast<std::uintptr_t>(siblings.release());
+}
+
+/// A list of the only child.
+std::unique_ptr<TreeSiblings> TreeChildren::MakeSiblings(EDataTreeNode& owner) const {
+    return std::make_unique<TreeSiblings>(owner, One(),
+                                          TreeOrder(NodeAccess::SortDesc(owner), owner.Depth()));
 }
 
 void TreeChildren::OrderWaiting() {

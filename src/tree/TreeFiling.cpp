@@ -20,7 +20,9 @@ TreeFiling::TreeFiling(EDataTreeNode& start, std::size_t dirty)
     : TreeWalk(start),
       sort_(NodeAccess::SortDesc(start)),
       marks_(dirty),
-      held_(sort_, marks_, cache_) {
+      held_(sort_, marks_, cache_),
+      leaves_(sort_, marks_),
+      newLeaves_(sort_) {
     NodeAccess::Walks(start_).Enter(*this);
 }
 
@@ -79,6 +81,8 @@ void TreeFiling::ReadLevels() {
     }
     cache_.WriteKeys();
     cache_.Clear();
+    FlushLeaves();
+    ForgetLeaves();
     areLevelsRegular_ = AreLevelsRegular();
     orderStamp_ = sort_.OrderStamp();
 }
@@ -133,6 +137,8 @@ void TreeFiling::File(const ETabulonTag& tag, const ETabulonPrimaryKey& key) {
     if (orderStamp_ == 0) {
         Prefetch(tag);  // nodes were dropped since
     }
+    FlushLeaves();  // those records came before
+    newLeaves_.Clear();
     TreeKeyWord packed;
     packed.form = PackKey(key, packed.word);
     const bool isPlain = packed.form != TreeKeyForm::Whole && !NodeAccess::KeepsKeys(start_);
@@ -339,16 +345,14 @@ void TreeFiling::FileHeld() {
         return;
     }
     try {
-        const std::size_t known = held_.File();
-        path_.back().known += static_cast<std::uint32_t>(known);
-        knownOfHeld_ += known;
+        path_.back().known += static_cast<std::uint32_t>(held_.File());
     } catch (...) {
         cache_.WriteKeys();
         throw;
     }
 }
 
-void TreeFiling::Flush() {
+void TreeFiling::FlushRecords() {
     if (outOfMemory_) {
         throw std::bad_alloc();
     }
@@ -356,15 +360,33 @@ void TreeFiling::Flush() {
     cache_.WriteKeys();
 }
 
+/// At most one of the two has something to write.
+void TreeFiling::FlushLeaves() {
+    leafKeys_.Write();
+    newLeaves_.Place();
+}
+
+void TreeFiling::ForgetLeaves() noexcept {
+    leafKeys_.Clear();
+    newLeaves_.Clear();
+}
+
+/// Either single records wait or leaves of blocks do: File flushes the latter before it begins.
+void TreeFiling::Flush() {
+    FlushRecords();
+    FlushLeaves();
+}
+
 void TreeFiling::FlushForReader() noexcept {
-    if (outOfMemory_ || (held_.IsEmpty() && !cache_.HasKeys())) {
-        return;
+    if (!outOfMemory_ &&
+        (!held_.IsEmpty() || cache_.HasKeys() || leafKeys_.HasKeys() || !newLeaves_.IsEmpty())) {
+        try {
+            Flush();
+        } catch (...) {
+            outOfMemory_ = true;
+        }
     }
-    try {
-        Flush();
-    } catch (...) {
-        outOfMemory_ = true;
-    }
+    ForgetLeaves();  // the reader may sort children in
 }
 
 }  // namespace etabulon::detail

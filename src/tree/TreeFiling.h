@@ -4,6 +4,9 @@
 #include "tree/NodeAccess.h"
 #include "tree/TreeChildCache.h"
 #include "tree/TreeHeldRecords.h"
+#include "tree/TreeLeafFiling.h"
+#include "tree/TreeLeafKeys.h"
+#include "tree/TreeNewLeaves.h"
 #include "tree/TreeRefreshMarks.h"
 #include "tree/TreeWalk.h"
 
@@ -38,7 +41,18 @@ public:
     [[nodiscard]] bool HasMetAll() const noexcept { return marks_.HasMetAll(); }
 
     // For the records of a block, whose caller finds nodes by itself and writes the keys. It has to
-    // call Flush before it writes keys past this object.
+    // call FlushRecords before it sets keys past this object.
+
+    /// Files the single records that are held back, and writes their keys.
+    void FlushRecords();
+    /// The leaves that the caller has met, with their keys, and the new ones. A reader of the tree
+    /// makes this object write the keys, place the new leaves and forget all leaves.
+    [[nodiscard]] TreeLeafKeys& LeafKeys() noexcept { return leafKeys_; }
+    [[nodiscard]] TreeNewLeaves& NewLeaves() noexcept { return newLeaves_; }
+    /// Writes the keys and places the new leaves.
+    void FlushLeaves();
+    void ForgetLeaves() noexcept;
+    [[nodiscard]] TreeLeafFiling& Leaves() noexcept { return leaves_; }
 
     /// Each level is shown once, below the start and the nodes above it, and making a node runs no
     /// code of the application.
@@ -58,11 +72,6 @@ public:
     [[nodiscard]] EDataTreeNode* NodeAt(std::size_t depth) const noexcept {
         return path_[depth].node;
     }
-    /// Files a record below a node whose path is identical to the record's, at the lowest level,
-    /// and sets its key. The caller calls Flush before it reads the tree.
-    void Hold(EDataTreeNode& parent, const ETabulonValue& value, TreeKeyWord key);
-    /// Of the records held back, those whose node an earlier record of the walk had met.
-    [[nodiscard]] std::uint64_t KnownOfHeld() const noexcept { return knownOfHeld_; }
     /// How often nodes were forgotten.
     [[nodiscard]] std::uint64_t Forgotten() const noexcept { return forgotten_; }
 
@@ -95,6 +104,7 @@ private:
     [[nodiscard]] EDataTreeNode* AddRegular(const ETabulonTag& tag, const TreeKeyWord* key);
     [[nodiscard]] EDataTreeNode* AddIrregular(const ETabulonTag& tag);
     [[nodiscard]] bool CanHoldBack(const ETabulonTag& tag) const;
+    void Hold(EDataTreeNode& parent, const ETabulonValue& value, TreeKeyWord key);
     void FileHeld();
     void ForgetRecord() noexcept;
     void ReadLevels();
@@ -116,11 +126,13 @@ private:
     TreeRefreshMarks marks_;
     TreeChildCache cache_;
     TreeHeldRecords held_;
+    TreeLeafFiling leaves_;
+    TreeLeafKeys leafKeys_;
+    TreeNewLeaves newLeaves_;
     std::size_t shared_ = 0;         // the depth down to which the nodes are the last record's
     bool isRegularRecord_ = false;   // the record has a value for each level shown
     bool areLevelsRegular_ = false;  // each level once, and the start stands for the first of them
     bool outOfMemory_ = false;       // in a flush for a reader, which can't fail itself
-    std::uint64_t knownOfHeld_ = 0;
     std::uint64_t forgotten_ = 0;
     std::uint64_t orderStamp_ = 0;  // of the levels in path_; 0 = to be read
 };

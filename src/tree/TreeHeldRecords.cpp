@@ -51,17 +51,18 @@ void TreeHeldRecords::Clear() noexcept {
 bool TreeHeldRecords::FileOne(const Record& record) {
     const TreeKeyWord key = record.key;  // a reader may end the record while its node is made
     EDataTreeNode& parent = *record.parent;
-    const TreeChildren& children = NodeAccess::Children(parent);
-    EDataTreeNode* node = nullptr;
-    const bool isByValue = children.IsOnlyOf(level_);
-    if (isByValue) {
-        node = children.FindByValue(record.value);
+    if (NodeAccess::MakesPlainNodes(parent)) {
+        const TreeLeafFiling::Result filed = leaves_.File(parent, level_, record.value, key);
+        if (filed.leaf.node != nullptr) {
+            cache_.WriteKeys();  // it may hold an older key of the same node
+            TreeLeafFiling::SetKey(filed.leaf, key);
+            return filed.wasMet;
+        }
     }
+    const TreeChildren& children = NodeAccess::Children(parent);
+    EDataTreeNode* node = children.IsOnlyOf(level_) ? children.FindByValue(record.value) : nullptr;
     const bool isKnown = node != nullptr && !NodeAccess::IsDirty(*node);
-    if (node == nullptr && isByValue && NodeAccess::MakesPlainNodes(parent)) {
-        node = marks_.Take(parent,
-                           NodeAccess::MakeChild(parent, level_, record.value, /*isLeaf=*/true));
-    } else if (node == nullptr) {
+    if (node == nullptr) {
         ETabulonTag tag;
         parent.ExtractTag(tag);
         tag.Slot(level_) = record.value;
@@ -71,7 +72,7 @@ bool TreeHeldRecords::FileOne(const Record& record) {
         }
     }
     marks_.Meet(*node);
-    cache_.WriteKeys();  // it may hold an older key of the same node
+    cache_.WriteKeys();
     NodeAccess::SetKeyWord(*node, key);
     return isKnown;
 }

@@ -2,6 +2,7 @@
 
 #include "tree/NodeAccess.h"
 #include "tree/TreeKey.h"
+#include "tree/TreeLeafFiling.h"
 #include "tree/TreeRefreshMarks.h"
 
 #include <cstddef>
@@ -22,7 +23,7 @@ class TreeHeldRecords {
 public:
     TreeHeldRecords(const ETabulonSortDesc& sort, TreeRefreshMarks& marks,
                     TreeChildCache& cache) noexcept
-        : sort_(sort), marks_(marks), cache_(cache) {}
+        : sort_(sort), marks_(marks), cache_(cache), leaves_(sort, marks) {}
 
     [[nodiscard]] bool IsEmpty() const noexcept { return records_.empty(); }
     [[nodiscard]] bool IsFull() const noexcept { return records_.size() == kMost; }
@@ -49,6 +50,7 @@ private:
     const ETabulonSortDesc& sort_;
     TreeRefreshMarks& marks_;
     TreeChildCache& cache_;
+    TreeLeafFiling leaves_;
     std::vector<Record> records_;
     std::size_t filed_ = 0;  // of records_, from the front
     unsigned level_ = 0;     // of their values

@@ -2,6 +2,7 @@
 
 #include "etabulon/foundation/ERef.h"
 #include "tree/NodeAccess.h"
+#include "tree/TreeUnmadeLeaves.h"
 
 #include <cstddef>
 #include <vector>
@@ -19,6 +20,13 @@ public:
     void Meet(EDataTreeNode& node) noexcept {
         if (dirty_ != 0 && NodeAccess::IsDirty(node)) {
             NodeAccess::SetDirty(node, false);
+            --dirty_;
+        }
+    }
+    /// The same for a leaf without a node.
+    void Meet(TreeUnmadeLeaves& leaves, std::size_t index) noexcept {
+        if (dirty_ != 0 && leaves.IsDirty(index)) {
+            leaves.SetClean(index);
             --dirty_;
         }
     }

@@ -24,17 +24,8 @@ constexpr std::size_t kFirstWaiting = 4;
 // Siblings aren't neighbours in memory: so many are prefetched ahead of the one that is read.
 constexpr std::size_t kAhead = 8;
 
-std::uint16_t FingerprintOf(const ETabulonValue& value) noexcept {
-    return static_cast<std::uint16_t>(value.Hash() >> 16);
-}
-
-/// False unless the value is a whole number that displays as such.
-bool ReadNumber(const ETabulonValue& value, std::int64_t& number) noexcept {
-    if (!value.IsPlain() || value.Data().Type() != TYPE_INT64) {
-        return false;
-    }
-    std::memcpy(&number, value.Data().GetBuffer(), sizeof number);
-    return true;
+std::uint16_t FingerprintOf(std::uint32_t hash) noexcept {
+    return static_cast<std::uint16_t>(hash >> 16);
 }
 
 }  // namespace
@@ -84,13 +75,13 @@ public:
                 order = a.length < b.length ? -1 : 1;
             }
         }
-        return siblings_.isReverse_ ? -order : order;
+        return siblings_.order_.isReverse ? -order : order;
     }
 
 private:
     [[nodiscard]] bool IsNumber(std::size_t index) const noexcept {
         return siblings_.areNumbers_ && index >= siblings_.ordered_.size() &&
-               siblings_.level_ == siblings_.orderLevel_;
+               siblings_.level_ == siblings_.order_.level;
     }
     void Prefetch(std::size_t index) const noexcept {
         if (index + kAhead < siblings_.size_ && !IsNumber(index + kAhead)) {
@@ -101,10 +92,10 @@ private:
     }
     /// A sibling may lack the level, after a change of levels that didn't empty the tree.
     [[nodiscard]] const ETabulonValue& ValueOf(const EDataTreeNode& node) const {
-        if (NodeAccess::IsByValue(node) && NodeAccess::Level(node) == siblings_.orderLevel_) {
+        if (NodeAccess::IsByValue(node) && NodeAccess::Level(node) == siblings_.order_.level) {
             return NodeAccess::Value(node);
         }
-        const ETabulonValue* value = node.Tag().Find(siblings_.orderLevel_);
+        const ETabulonValue* value = node.Tag().Find(siblings_.order_.level);
         return value != nullptr ? *value : ETabulonValue::Null;
     }
     void AppendKey(std::size_t index) {
@@ -119,11 +110,11 @@ private:
         EVariant::TextBuffer buffer;
         Chaine holder;
         const ETabulonValue& value = ValueOf(*siblings_.At(index));
-        AppendKey(siblings_.isOnData_ ? value.Data().AsText(buffer, holder)
-                                      : value.DisplayText(buffer, holder));
+        AppendKey(siblings_.order_.isOnData ? value.Data().AsText(buffer, holder)
+                                            : value.DisplayText(buffer, holder));
     }
     void AppendKey(std::string_view text) {
-        if (siblings_.isOnData_) {
+        if (siblings_.order_.isOnData) {
             arena_ += text;
             return;
         }
@@ -143,58 +134,85 @@ private:
 
 // ------------------------------------------------------------------------------------------- index
 
-EDataTreeNode* TreeSiblings::FindByValue(const ETabulonValue& value) {
+std::uint32_t TreeSiblings::Find(const ETabulonValue& value) {
     std::int64_t number = 0;
-    if (areNumbers_ && ReadNumber(value, number) && number > largest_) {
+    if (areNumbers_ && ReadWholeNumber(value, number)) {
+        if (number > largest_) {
+            return kNone;
+        }
+        if (IsNextNumber(number)) {
+            return static_cast<std::uint32_t>(MadeSize()) + next_++;
+        }
+    }
+    std::uint32_t found = 0;
+    if (size_ > kFewChildren) {
+        found = FindByIndex(value);
+    } else if (size_ > kHandfulOfChildren || indexed_ == size_) {
+        found = FindByFingerprint(value);
+    } else {
+        while (found < size_ && !Is(found, value)) {
+            ++found;
+        }
+        found = found < size_ ? found : kNone;
+    }
+    if (found != kNone && IsUnmade(found)) {
+        next_ = found - static_cast<std::uint32_t>(MadeSize()) + 1;
+    }
+    return found;
+}
+
+EDataTreeNode* TreeSiblings::FindByValue(const ETabulonValue& value) {
+    const std::uint32_t found = Find(value);
+    if (found == kNone) {
         return nullptr;
     }
-    if (size_ > kFewChildren) {
-        return FindByIndex(value);
+    if (IsUnmade(found)) {
+        MakeAll();
     }
-    if (size_ > kHandfulOfChildren) {
-        return FindByFingerprint(value);
-    }
-    for (std::size_t index = 0; index < size_; ++index) {
-        EDataTreeNode* node = At(index);
-        if (NodeAccess::IsByValue(*node) && NodeAccess::Value(*node) == value) {
-            return node;
-        }
-    }
-    return nullptr;
+    return At(found);
 }
 
-EDataTreeNode* TreeSiblings::FindByFingerprint(const ETabulonValue& value) {
+bool TreeSiblings::Is(std::size_t index, const ETabulonValue& value) const {
+    if (IsUnmade(index)) {
+        return unmade_.IsEqual(index - MadeSize(), value);
+    }
+    const EDataTreeNode& node = *At(index);
+    return NodeAccess::IsByValue(node) && NodeAccess::Value(node) == value;
+}
+
+/// A refresh meets the leaves in the order of the fill, so that most need no lookup.
+bool TreeSiblings::IsNextNumber(std::int64_t number) noexcept {
+    if (next_ >= unmade_.Size()) {
+        next_ = 0;
+    }
+    return next_ < unmade_.Size() && unmade_.IsNumber(next_, number);
+}
+
+std::uint32_t TreeSiblings::FindByFingerprint(const ETabulonValue& value) {
     IndexAll();
-    const std::uint16_t fingerprint = FingerprintOf(value);
-    for (std::size_t index = 0; index < size_; ++index) {
-        if (fingerprints_[index] == fingerprint) {
-            EDataTreeNode* node = At(index);
-            if (NodeAccess::IsByValue(*node) && NodeAccess::Value(*node) == value) {
-                return node;
-            }
+    const std::uint16_t fingerprint = FingerprintOf(value.Hash());
+    for (std::uint32_t index = 0; index < size_; ++index) {
+        if (fingerprints_[index] == fingerprint && Is(index, value)) {
+            return index;
         }
     }
-    return nullptr;
+    return kNone;
 }
 
-EDataTreeNode* TreeSiblings::FindByIndex(const ETabulonValue& value) {
+std::uint32_t TreeSiblings::FindByIndex(const ETabulonValue& value) {
     IndexAll();
     const auto mask = static_cast<std::uint32_t>(slots_.size() - 1);
     const std::uint32_t hash = value.Hash();
     for (std::uint32_t at = hash & mask; slots_[at] != 0; at = (at + 1) & mask) {
-        if (((slots_[at] ^ hash) & ~mask) != 0) {
-            continue;
-        }
-        EDataTreeNode* node = At((slots_[at] & mask) - 1);
-        if (NodeAccess::Value(*node) == value) {
-            return node;
+        if (((slots_[at] ^ hash) & ~mask) == 0 && Is((slots_[at] & mask) - 1, value)) {
+            return (slots_[at] & mask) - 1;
         }
     }
-    return nullptr;
+    return kNone;
 }
 
 EDataTreeNode* TreeSiblings::FindIrregular(const ETabulonTag& tag) const {
-    for (std::size_t index = 0; irregular_ != 0 && index < size_; ++index) {
+    for (std::size_t index = 0; irregular_ != 0 && index < MadeSize(); ++index) {
         EDataTreeNode* node = At(index);
         if (!NodeAccess::IsByValue(*node) && node->Tag() == tag) {
             return node;
@@ -203,17 +221,10 @@ EDataTreeNode* TreeSiblings::FindIrregular(const ETabulonTag& tag) const {
     return nullptr;
 }
 
-/// Makes room for one more child, in an index with at least a quarter of its slots free.
+/// Makes room for one more child with a node.
 void TreeSiblings::MakeRoom() {
     if (waiting_.capacity() == waiting_.size()) {
         waiting_.reserve(std::max(kFirstWaiting, waiting_.size() * 2));
-    }
-    const std::size_t size = std::size_t{size_} + 1;
-    const std::size_t needed = size > kFewChildren ? size * 4 / 3 + 1 : 0;
-    if (needed > slots_.size()) {
-        std::vector<std::uint32_t> larger(std::bit_ceil(needed), 0);
-        slots_.swap(larger);
-        indexed_ = 0;
     }
 }
 
@@ -222,23 +233,32 @@ void TreeSiblings::ForgetIndex() noexcept {
     std::fill(slots_.begin(), slots_.end(), 0U);
 }
 
-void TreeSiblings::IndexAll() noexcept {
+/// At least a quarter of the slots stays free.
+void TreeSiblings::IndexAll() {
+    if (const std::size_t needed = std::size_t{size_} * 4 / 3 + 1;
+        size_ > kFewChildren && needed > slots_.size()) {
+        std::vector<std::uint32_t> larger(std::bit_ceil(needed), 0);
+        slots_.swap(larger);
+        indexed_ = 0;
+    }
     while (indexed_ < size_) {
-        Index(indexed_++);
+        Index(indexed_);
+        ++indexed_;
     }
 }
 
-void TreeSiblings::Index(std::uint32_t index) noexcept {
-    const EDataTreeNode* node = At(index);
-    if (size_ <= kFewChildren) {
-        fingerprints_[index] = FingerprintOf(NodeAccess::Value(*node));
+void TreeSiblings::Index(std::uint32_t index) {
+    const bool isUnmade = IsUnmade(index);
+    if (!isUnmade && !NodeAccess::IsByValue(*At(index)) && size_ > kFewChildren) {
         return;
     }
-    if (!NodeAccess::IsByValue(*node)) {
+    const std::uint32_t hash =
+        isUnmade ? unmade_.Hash(index - MadeSize()) : NodeAccess::Value(*At(index)).Hash();
+    if (size_ <= kFewChildren) {
+        fingerprints_[index] = FingerprintOf(hash);
         return;
     }
     const auto mask = static_cast<std::uint32_t>(slots_.size() - 1);
-    const std::uint32_t hash = NodeAccess::Value(*node).Hash();
     std::uint32_t at = hash & mask;
     while (slots_[at] != 0) {
         at = (at + 1) & mask;
@@ -248,25 +268,124 @@ void TreeSiblings::Index(std::uint32_t index) noexcept {
 
 // ------------------------------------------------------------------------------------------ change
 
-TreeSiblings::TreeSiblings(const EDataTreeNode& owner, EDataTreeNode* first) : owner_(owner) {
-    KnowOrder(NodeAccess::SortDesc(owner));
-    isMixed_ = false;
-    ordered_.push_back(first);
-    Note(*first);
+TreeOrder::TreeOrder(const ETabulonSortDesc& sort, unsigned depth)
+    : stamp(sort.OrderStamp()),
+      isOrdered(depth < sort.SortLevelCount(kInTree)),
+      isOnData(sort.CompareSource() != ETabulonSortDesc::CompareOnDisplay) {
+    const ETabulonSortDesc::SortKey key =
+        isOrdered ? sort.SortLevel(depth, kInTree) : ETabulonSortDesc::SortKey();
+    level = key.Level();
+    isReverse = key.IsReverseOrder();
+}
+
+TreeSiblings::TreeSiblings(EDataTreeNode& owner, EDataTreeNode* first, const TreeOrder& order)
+    : orderStamp_(order.stamp), owner_(owner), order_(order) {
+    if (first != nullptr) {
+        ordered_.push_back(first);
+        Note(*first);
+    }
 }
 
 void TreeSiblings::Add(EDataTreeNode* child) {
-    const ETabulonSortDesc& sort = NodeAccess::SortDesc(owner_);
-    if (size_ == 0 || orderStamp_ != sort.OrderStamp()) {
-        OrderWaiting();
-        KnowOrder(sort);
-    }
+    PrepareFor(NodeAccess::SortDesc(owner_));
+    MakeAll();
     MakeRoom();
     waiting_.push_back({child, 0});
     Note(*child);
     if (areNumbers_) {
-        ReadNumber(NodeAccess::Value(*child), waiting_.back().number);
+        static_cast<void>(ReadWholeNumber(NodeAccess::Value(*child), waiting_.back().number));
     }
+}
+
+std::uint32_t TreeSiblings::AddUnmade(const ETabulonSortDesc& sort, unsigned level,
+                                      const ETabulonValue& value, TreeKeyWord key) {
+    PrepareFor(sort);
+    unmade_.Add(value, key);
+    level_ = level;
+    std::int64_t number = 0;
+    const bool isNumber = areNumbers_ && ReadWholeNumber(value, number);
+    Count(isNumber, number);
+    next_ = static_cast<std::uint32_t>(unmade_.Size());
+    if (!isNumber && size_ <= kFewChildren) {
+        IndexAll();  // while the text is in the cache
+    }
+    return size_ - 1;
+}
+
+void TreeSiblings::Settle(const ETabulonSortDesc& sort) {
+    if (size_ != 0 && orderStamp_ != sort.OrderStamp()) {
+        OrderWaiting();
+    }
+}
+
+bool TreeSiblings::CanAddNumbers(std::uint16_t type, TreeKeyForm form,
+                                 std::int64_t& largest) const noexcept {
+    largest = largest_;
+    return areNumbers_ && irregular_ == 0 && unmade_.CanAddNumbers(type, form);
+}
+
+void TreeSiblings::AddNumbers(const TreeOrder& order, const TreeNumberLeaves& numbers) {
+    PrepareFor(order);
+    unmade_.AddNumbers(numbers);
+    level_ = numbers.level;
+    largest_ = TreeUnmadeLeaves::NumberOf(numbers.leaves.back());
+    const std::size_t size = size_ + numbers.leaves.size();
+    if (size_ <= kFewChildren && size > kFewChildren) {
+        indexed_ = 0;
+    }
+    size_ = static_cast<std::uint32_t>(size);
+    next_ = static_cast<std::uint32_t>(unmade_.Size());
+}
+
+void TreeSiblings::CopyUnmade(const TreeSiblings& from) {
+    unmade_.CopyNumbers(from.unmade_);
+    size_ = from.size_;
+    level_ = from.level_;
+    largest_ = from.largest_;
+}
+
+void TreeSiblings::PrepareFor(const ETabulonSortDesc& sort) {
+    if (size_ == 0 || orderStamp_ != sort.OrderStamp()) {
+        PrepareFor(TreeOrder(sort, owner_.Depth()));
+    }
+}
+
+/// New children are sorted in by `order` from here on.
+void TreeSiblings::PrepareFor(const TreeOrder& order) {
+    if (size_ != 0 && orderStamp_ == order.stamp) {
+        return;
+    }
+    OrderWaiting();
+    isMixed_ = isMixed_ || order.isOrdered != order_.isOrdered || order.level != order_.level ||
+               order.isReverse != order_.isReverse || order.isOnData != order_.isOnData;
+    order_ = order;
+    orderStamp_ = order.stamp;
+}
+
+void TreeSiblings::MakeAll() {
+    if (unmade_.IsEmpty()) {
+        return;
+    }
+    const std::size_t before = waiting_.size();
+    waiting_.reserve(before + unmade_.Size());
+    try {
+        ETabulonValue value;
+        for (std::size_t index = 0; index < unmade_.Size(); ++index) {
+            unmade_.ReadValue(index, value);
+            EDataTreeNode* const node =
+                NodeAccess::MakeChild(owner_, level_, value, /*isLeaf=*/true).Detach();
+            NodeAccess::SetKeyWord(*node, unmade_.Key(index));
+            NodeAccess::SetDirty(*node, unmade_.IsDirty(index));
+            waiting_.push_back({node, 0});
+            static_cast<void>(ReadWholeNumber(value, waiting_.back().number));
+        }
+    } catch (...) {
+        for (; waiting_.size() > before; waiting_.pop_back()) {
+            waiting_.back().node->Release();
+        }
+        throw;
+    }
+    unmade_.Clear();
 }
 
 void TreeSiblings::Note(const EDataTreeNode& child) noexcept {
@@ -276,8 +395,14 @@ void TreeSiblings::Note(const EDataTreeNode& child) noexcept {
         ++irregular_;
     }
     std::int64_t number = 0;
-    areNumbers_ =
-        areNumbers_ && NodeAccess::IsByValue(child) && ReadNumber(NodeAccess::Value(child), number);
+    const bool isNumber = areNumbers_ && NodeAccess::IsByValue(child) &&
+                          ReadWholeNumber(NodeAccess::Value(child), number);
+    Count(isNumber, number);
+}
+
+/// Counts a child that has been added.
+void TreeSiblings::Count(bool isNumber, std::int64_t number) noexcept {
+    areNumbers_ = areNumbers_ && isNumber;
     largest_ = size_ == 0 ? number : std::max(largest_, number);
     if (++size_ == kFewChildren + 1) {
         indexed_ = 0;
@@ -286,13 +411,14 @@ void TreeSiblings::Note(const EDataTreeNode& child) noexcept {
 
 std::vector<EDataTreeNode*> TreeSiblings::TakeDirty() {
     const auto isDirty = [](const EDataTreeNode* node) { return NodeAccess::IsDirty(*node); };
+    const std::size_t made = MadeSize();
     std::size_t dirty = 0;
-    for (std::size_t index = 0; index < size_; ++index) {
+    for (std::size_t index = 0; index < made; ++index) {
         dirty += isDirty(At(index)) ? 1U : 0U;
     }
     std::vector<EDataTreeNode*> taken;
     taken.reserve(dirty);
-    for (std::size_t index = 0; index < size_; ++index) {
+    for (std::size_t index = 0; index < made; ++index) {
         if (isDirty(At(index))) {
             taken.push_back(At(index));
             irregular_ -= NodeAccess::IsByValue(*At(index)) ? 0U : 1U;
@@ -300,6 +426,7 @@ std::vector<EDataTreeNode*> TreeSiblings::TakeDirty() {
     }
     std::erase_if(ordered_, isDirty);
     std::erase_if(waiting_, [&](const NewChild& newChild) { return isDirty(newChild.node); });
+    dirty += unmade_.DropDirty();
     size_ -= static_cast<std::uint32_t>(dirty);
     areNumbers_ = areNumbers_ || size_ == 0;
     ForgetIndex();
@@ -311,28 +438,11 @@ std::vector<EDataTreeNode*> TreeSiblings::TakeDirty() {
 
 // ------------------------------------------------------------------------------------------- order
 
-/// Notes the order by which new children are sorted in from here on.
-void TreeSiblings::KnowOrder(const ETabulonSortDesc& sort) {
-    orderStamp_ = sort.OrderStamp();
-    const unsigned depth = owner_.Depth();
-    const bool isOrdered = depth < sort.SortLevelCount(kInTree);
-    const ETabulonSortDesc::SortKey key =
-        isOrdered ? sort.SortLevel(depth, kInTree) : ETabulonSortDesc::SortKey();
-    const bool isOnData = sort.CompareSource() != ETabulonSortDesc::CompareOnDisplay;
-    if (isOrdered != isOrdered_ || key.Level() != orderLevel_ ||
-        key.IsReverseOrder() != isReverse_ || isOnData != isOnData_) {
-        isMixed_ = true;
-    }
-    isOrdered_ = isOrdered;
-    orderLevel_ = key.Level();
-    isReverse_ = key.IsReverseOrder();
-    isOnData_ = isOnData;
-}
-
 void TreeSiblings::OrderWaiting() {
     if (!HasWaiting()) {
         return;
     }
+    MakeAll();
     if (ordered_.size() <= 1) {
         isMixed_ = false;
     }
@@ -341,7 +451,7 @@ void TreeSiblings::OrderWaiting() {
         ordered_.reserve(ordered_.size() <= 1 ? size_
                                               : std::max<std::size_t>(size_, ordered_.size() * 2));
     }
-    if (!isOrdered_ || size_ == 1) {
+    if (!order_.isOrdered || size_ == 1) {
         for (const NewChild& newChild : waiting_) {
             ordered_.push_back(newChild.node);
         }

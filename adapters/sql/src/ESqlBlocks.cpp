@@ -177,4 +177,9 @@ void ESqlTable::BlockSource::ReadKey(EPosition position, EFieldKey& key) const {
     table_.state_->KeyAt(position, key);
 }
 
+bool ESqlTable::BlockSource::AreKeysPositions() const noexcept {
+    const ESqlKeyKind kind = table_.state_->info.keyKind;
+    return kind != ESqlKeyKind::None && kind != ESqlKeyKind::Columns;
+}
+
 }  // namespace etabulon

@@ -17,6 +17,7 @@ public:
     const ERecordBlock* NextBlock() override;
     void EndBlocks() noexcept override;
     void ReadKey(EPosition position, EFieldKey& key) const override;
+    bool AreKeysPositions() const noexcept override;
 
 private:
     [[nodiscard]] const ERecordBlock* StepSingly();

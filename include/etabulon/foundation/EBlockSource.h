@@ -50,6 +50,9 @@ public:
     virtual void EndBlocks() noexcept = 0;
     /// The key of a record of the last block, as EData::CurKey would give it.
     virtual void ReadKey(EPosition position, EFieldKey& key) const = 0;
+    /// The key of each record at a position from 0 on is one TYPE_INT64, equal to the position, so
+    /// that a listener needn't read it.
+    [[nodiscard]] virtual bool AreKeysPositions() const noexcept { return false; }
 
     /// The index of the field of `fields` that `field` is a copy of, or -1.
     [[nodiscard]] static int FindField(const EFieldSet& fields, const EField& field) noexcept;

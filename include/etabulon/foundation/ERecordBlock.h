@@ -116,6 +116,8 @@ public:
         return positions_[record];
     }
     void ReadKey(EBlockIndex record, EFieldKey& key) const;
+    /// See EBlockSource.
+    [[nodiscard]] bool AreKeysPositions() const noexcept;
 
 private:
     friend class EBlockBuilder;

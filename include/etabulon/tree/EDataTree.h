@@ -70,6 +70,7 @@ public:
 
 private:
     CursorStatus Fill(ETabulonCursor* source);
+    [[nodiscard]] bool FileAgain(const EDataTreeNode& old);
     void ReSort();
 
     ERef<ETabulonSortDesc> sortDesc_;

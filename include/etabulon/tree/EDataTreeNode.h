@@ -101,6 +101,7 @@ private:
     EDataTreeNode(EDataTreeNode* parent, unsigned level, const ETabulonValue& value, bool isLeaf);
     void FindOwnValue(const ETabulonTag& tag, const ETabulonSortDesc& sort);
     void KeepTag(const ETabulonTag& tag);
+    void KeepKey(const ETabulonPrimaryKey& key);
     detail::NodeExtra& MakeExtra() const;
     [[nodiscard]] const EDataTreeNode& Top() const noexcept;
     [[nodiscard]] detail::TreeWalks* Walks() const noexcept;

@@ -4,11 +4,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <utility>
 #include <vector>
 
 namespace etabulon {
 class EDataTreeNode;
+class ETabulonSortDesc;
 class ETabulonTag;
 class ETabulonValue;
 }  // namespace etabulon
@@ -16,6 +18,9 @@ class ETabulonValue;
 namespace etabulon::detail {
 
 class TreeSiblings;
+struct TreeKeyWord;
+struct TreeNumberLeaves;
+struct TreeOrder;
 
 /// The children of one node. None or one, as most nodes have, takes one word; more are in an object
 /// of their own, TreeSiblings, which keeps their order and finds them.
@@ -33,8 +38,10 @@ public:
 
     [[nodiscard]] bool IsEmpty() const noexcept { return word_ == 0; }
     [[nodiscard]] std::size_t Size() const noexcept;
+    /// The children that have a node. The others come behind them, see TreeSiblings.
+    [[nodiscard]] std::size_t MadeSize() const noexcept;
     /// In sort order once OrderWaiting has run; before, new children stand at the end. Requires
-    /// index < Size().
+    /// index < MadeSize().
     [[nodiscard]] EDataTreeNode* At(std::size_t index) const noexcept;
     [[nodiscard]] bool HasByValue() const noexcept;
     /// The level whose values tell the children apart. Requires HasByValue().
@@ -56,11 +63,20 @@ public:
     [[nodiscard]] EDataTreeNode* FindIrregular(const ETabulonTag& tag) const;
 
     /// Takes over the reference. The child waits at the end to be sorted in.
-    void Add(const EDataTreeNode& owner, EDataTreeNode* child);
-    /// Sorts the waiting children in.
+    void Add(EDataTreeNode& owner, EDataTreeNode* child);
+    /// TreeSiblings::AddUnmade, beside at least one child.
+    std::uint32_t AddUnmade(EDataTreeNode& owner, const ETabulonSortDesc& sort, unsigned level,
+                            const ETabulonValue& value, TreeKeyWord key);
+    /// TreeSiblings::AddNumbers, beside any number of children.
+    void AddNumbers(EDataTreeNode& owner, const TreeOrder& order, const TreeNumberLeaves& numbers);
+    /// TreeSiblings::CopyUnmade. Requires that there are no children.
+    void CopyUnmade(EDataTreeNode& owner, const TreeSiblings& from);
+    /// Makes the nodes that are missing, and sorts the waiting children in.
     void OrderWaiting();
-    /// Takes the dirty children out, with their references.
+    /// Takes the dirty children out: their nodes, with their references, and those without a node.
     [[nodiscard]] std::vector<EDataTreeNode*> TakeDirty();
+    /// The object that keeps the children; null where there are none or one.
+    [[nodiscard]] TreeSiblings* Siblings() const noexcept { return IsOne() ? nullptr : Many(); }
 
 private:
     static constexpr std::uintptr_t kOne = 1;
@@ -68,6 +84,7 @@ private:
     [[nodiscard]] bool IsOne() const noexcept { return (word_ & kOne) != 0; }
     [[nodiscard]] EDataTreeNode* One() const noexcept;
     [[nodiscard]] TreeSiblings* Many() const noexcept;
+    [[nodiscard]] std::unique_ptr<TreeSiblings> MakeSiblings(EDataTreeNode& owner) const;
 
     std::uintptr_t word_ = 0;  // a node's address plus kOne, or that of TreeSiblings
 };
