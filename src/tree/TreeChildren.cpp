@@ -155,8 +155,8 @@ void TreeChildren::CopyUnmade(EDataTreeNode& owner, const TreeSiblings& from) {
 
 /// A list of the only child.
 std::unique_ptr<TreeSiblings> TreeChildren::MakeSiblings(EDataTreeNode& owner) const {
-    return std::make_unique<TreeSiblings>(
-        owner, One(), TreeOrder(NodeAccess::SortDesc(owner), owner.Depth()));
+    return std::make_unique<TreeSiblings>(owner, One(),
+                                          TreeOrder(NodeAccess::SortDesc(owner), owner.Depth()));
 }
 
 void TreeChildren::OrderWaiting() {

@@ -378,8 +378,8 @@ void TreeFiling::Flush() {
 }
 
 void TreeFiling::FlushForReader() noexcept {
-    if (!outOfMemory_ && (!held_.IsEmpty() || cache_.HasKeys() || leafKeys_.HasKeys() ||
-                          !newLeaves_.IsEmpty())) {
+    if (!outOfMemory_ &&
+        (!held_.IsEmpty() || cache_.HasKeys() || leafKeys_.HasKeys() || !newLeaves_.IsEmpty())) {
         try {
             Flush();
         } catch (...) {

@@ -12,7 +12,7 @@ namespace etabulon::detail {
 /// A leaf with or without a node. Valid until children of its parent are sorted in or dropped; one
 /// that has a node of its own here, until the node is dropped.
 struct TreeLeaf {
-    EDataTreeNode* node = nullptr;           // the leaf's own, or else its parent
+    EDataTreeNode* node = nullptr;              // the leaf's own, or else its parent
     std::uint32_t index = TreeSiblings::kNone;  // among the parent's children
 
     [[nodiscard]] bool IsNode() const noexcept { return index == TreeSiblings::kNone; }
@@ -32,8 +32,8 @@ public:
         bool isIdentical = false;  // its value is identical to the record's
     };
     /// The child of `parent` for a record's value at the lowest level. A new one has the key unless
-    /// that is Whole; for another the caller sets it. Requires that the parent's path is identical to the record's, and
-    /// that MakesPlainNodes holds for it.
+    /// that is Whole; for another the caller sets it. Requires that the parent's path is identical
+    /// to the record's, and that MakesPlainNodes holds for it.
     [[nodiscard]] Result File(EDataTreeNode& parent, unsigned level, const ETabulonValue& value,
                               TreeKeyWord key);
     static void SetKey(const TreeLeaf& leaf, TreeKeyWord key);

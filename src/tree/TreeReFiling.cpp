@@ -110,8 +110,8 @@ bool TreeReFiling::FileLeaf(const EDataTreeNode& leaf) {
     }
     const EDataTreeNode& source = *at_[oldDepths_.back()];
     const TreeKeyWord key = NodeAccess::KeyWord(leaf);
-    const TreeLeafFiling::Result filed = filing_.Leaves().File(
-        *parent, NodeAccess::Level(source), NodeAccess::Value(source), key);
+    const TreeLeafFiling::Result filed =
+        filing_.Leaves().File(*parent, NodeAccess::Level(source), NodeAccess::Value(source), key);
     if (filed.leaf.node == nullptr || !filed.isIdentical) {
         return false;
     }

@@ -38,10 +38,10 @@ private:
     const EDataTreeNode& old_;
     EDataTreeNode& new_;
     TreeFiling filing_;
-    std::vector<unsigned> levels_;         // of the old tree
-    std::vector<std::size_t> oldDepths_;   // by depth in the new tree
-    std::vector<const EDataTreeNode*> at_; // the old path
-    std::vector<Step> path_;               // the new one, without the leaf
+    std::vector<unsigned> levels_;          // of the old tree
+    std::vector<std::size_t> oldDepths_;    // by depth in the new tree
+    std::vector<const EDataTreeNode*> at_;  // the old path
+    std::vector<Step> path_;                // the new one, without the leaf
 };
 
 }  // namespace etabulon::detail

@@ -11,8 +11,8 @@ namespace {
 /// How the values of the lowest level come.
 struct Coming {
     const char* name;
-    std::vector<unsigned> order; // of the levels: the last are the leaves
-    int numbers;                            // so many distinct years
+    std::vector<unsigned> order;  // of the levels: the last are the leaves
+    int numbers;                  // so many distinct years
     bool isRising;
     std::vector<const char*> cities;
 };
@@ -110,8 +110,8 @@ private:
         EXPECT_EQ(isRefresh ? tree_->Refresh() : tree_->Fill(), StatusOk);
         reader_.wait = 0;
     }
-    /// One path down: its nodes, the size and the key of the last one. What a walk has filed by then
-    /// depends on the road, so that nothing is compared.
+    /// One path down: its nodes, the size and the key of the last one. What a walk has filed by
+    /// then depends on the road, so that nothing is compared.
     void Look() {
         EDataTreeNode* node = tree_->Root();
         while (node->Size() != 0) {
