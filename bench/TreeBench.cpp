@@ -5,12 +5,17 @@
 #include "bench/OrdersCursor.h"
 #include "bench/RatioBench.h"
 #include "bench/Sqlite.h"
+#include "etabulon/cursors/ETabulonCursorEData.h"
+#include "etabulon/cursors/LoadColumns.h"
+#include "etabulon/foundation/EBlockSource.h"
+#include "etabulon/foundation/EDataColumns.h"
 #include "etabulon/tree/EDataTree.h"
 
 #include <array>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace etabulon::bench {
 
@@ -89,19 +94,33 @@ std::uint64_t DigestOf(Database& database, Leaves leaves, const std::string& ord
 constexpr const char* kFilledOrder = "country, city, customer";
 constexpr const char* kMovedOrder = "customer, country, city";
 
+using Names = std::vector<const char*>;
+
+Names LevelNames(Leaves leaves) {
+    return leaves == Leaves::Records ? Names{"country", "city", "customer", "id"}
+                                     : Names{"country", "city", "customer"};
+}
+
+/// What the tree's cursor walks.
+enum class From : std::uint8_t { Sqlite = 0, Columns = 1 };
+
 /// A tree country > city > customer, with or without the records below, and its floor.
 class OrdersTree {
 public:
-    OrdersTree(std::int64_t rows, Leaves leaves)
+    OrdersTree(std::int64_t rows, Leaves leaves, From from = From::Sqlite)
         : rows_(rows),
           leaves_(leaves),
           database_(OrdersFile(rows), Database::Mode::Read),
           bare_(database_, "SELECT id, country, city, customer FROM orders ORDER BY id"),
-          orders_(MakeOrders(rows, leaves)) {}
+          orders_(std::make_unique<OrdersCursor>(rows, "orders", LevelNames(leaves), Names{})) {
+        if (from == From::Columns) {
+            Load();
+        }
+    }
 
     void Floor() { Require(WalkBare(bare_, "ittt") == rows_, "rows of the bare walk"); }
     void Fill() {
-        tree_ = std::make_unique<EDataTree>(&orders_->Cursor(), "all", nullptr);
+        tree_ = std::make_unique<EDataTree>(cursor_, "all", nullptr);
         Require(tree_->Fill() == StatusOk, "status of the fill");
     }
     void Drop() { tree_.reset(); }
@@ -117,13 +136,17 @@ public:
     [[nodiscard]] std::int64_t Rows() const noexcept { return rows_; }
 
 private:
-    static std::unique_ptr<OrdersCursor> MakeOrders(std::int64_t rows, Leaves leaves) {
-        using Names = std::initializer_list<const char*>;
-        return leaves == Leaves::Records
-                   ? std::make_unique<OrdersCursor>(
-                         rows, "orders", Names{"country", "city", "customer", "id"}, Names{})
-                   : std::make_unique<OrdersCursor>(rows, "orders",
-                                                    Names{"country", "city", "customer"}, Names{});
+    void Load() {
+        CursorStatus status = StatusOk;
+        std::unique_ptr<EDataColumns> columns =
+            LoadColumns(orders_->Cursor(), ETabulonTag::Null, nullptr, status);
+        Require(columns != nullptr, "load of the columns");
+        ETabulonLevels levels;
+        for (const char* const name : LevelNames(leaves_)) {
+            levels.AddLevel(name, name, nullptr, /*addRef=*/false);
+        }
+        inMemory_.Init(levels, columns.release(), /*ownsTable=*/true);
+        cursor_ = &inMemory_;
     }
     /// The nodes of the upper three levels.
     [[nodiscard]] std::int64_t Inner() const {
@@ -144,6 +167,8 @@ private:
     Database database_;
     Statement bare_;
     std::unique_ptr<OrdersCursor> orders_;
+    ETabulonCursorEData inMemory_;
+    ETabulonCursor* cursor_ = &orders_->Cursor();
     std::unique_ptr<EDataTree> tree_;
 };
 
@@ -151,8 +176,11 @@ private:
 
 /// The tree's own memory, by what its end gives back. Texts that the table still keeps for its next
 /// walk aren't in it.
-double BytesPerLeaf(OrdersTree& tree) {
+double BytesPerLeaf(OrdersTree& tree, bool isRead = false) {
     tree.Fill();
+    if (isRead) {
+        tree.Check(kFilledOrder);  // looks at each node
+    }
     const auto leaves = static_cast<double>(tree.LeafCount());
     const std::size_t full = HeapBytes();
     tree.Drop();
@@ -165,7 +193,7 @@ void TreeFill(benchmark::State& state) {
     tree.Check(kFilledOrder);
     tree.Drop();
     RunComparison(state, {"tree: fill to customers", tree.Rows(), [&tree] { tree.Floor(); },
-                          [&tree] { tree.Fill(); }, [&tree] { tree.Drop(); }, 3.0, 1.8});
+                          [&tree] { tree.Fill(); }, [&tree] { tree.Drop(); }, 1.9, 1.5});
     RecordFigure("tree: customers' memory", BytesPerLeaf(tree), "bytes/leaf");
 }
 BENCHMARK(TreeFill)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
@@ -176,12 +204,55 @@ void TreeFillRecords(benchmark::State& state) {
     tree.Check(kFilledOrder);
     tree.Drop();
     RunComparison(state, {"tree: fill to records", tree.Rows(), [&tree] { tree.Floor(); },
-                          [&tree] { tree.Fill(); }, [&tree] { tree.Drop(); }, 5.0, 3.5});
+                          [&tree] { tree.Fill(); }, [&tree] { tree.Drop(); }, 3.5, 2.5});
     const double bytes = BytesPerLeaf(tree);
     state.counters["bytes_per_leaf"] = bytes;
-    RecordFigure("tree: records' memory", bytes, "bytes/leaf", 300, 170);
+    RecordFigure("tree: records' memory", bytes, "bytes/leaf", 150, 100);
+    RecordFigure("tree: the same, each node read", BytesPerLeaf(tree, /*isRead=*/true),
+                 "bytes/leaf");
 }
 BENCHMARK(TreeFillRecords)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+/// A fill and a drop without blocks, and the same with them.
+void TreeFillSteps(benchmark::State& state) {
+    OrdersTree tree(RunSizes().large, Leaves::Records);
+    const bool areEnabled = EBlockSource::AreEnabled();
+    const auto fill = [&tree](bool byBlocks) {
+        EBlockSource::SetEnabled(byBlocks);
+        tree.Fill();
+        tree.Drop();
+    };
+    RunComparison(state, {"tree: records, blocks to steps",
+                          tree.Rows(),
+                          [&fill] { fill(false); },
+                          [&fill] { fill(true); },
+                          {},
+                          kNoLimit,
+                          kNoLimit,
+                          "x steps"});
+    EBlockSource::SetEnabled(areEnabled);
+}
+BENCHMARK(TreeFillSteps)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void CompareColumns(benchmark::State& state, const char* name, Leaves leaves, double target,
+                    double aim) {
+    OrdersTree tree(RunSizes().large, leaves, From::Columns);
+    tree.Fill();
+    tree.Check(kFilledOrder);
+    tree.Drop();
+    RunComparison(state, {name, tree.Rows(), [&tree] { tree.Floor(); }, [&tree] { tree.Fill(); },
+                          [&tree] { tree.Drop(); }, target, aim});
+}
+
+void TreeFillColumns(benchmark::State& state) {
+    CompareColumns(state, "tree: customers from columns", Leaves::Customers, 0.12, 0.07);
+}
+BENCHMARK(TreeFillColumns)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void TreeFillColumnsRecords(benchmark::State& state) {
+    CompareColumns(state, "tree: records from columns", Leaves::Records, 1.2, 0.8);
+}
+BENCHMARK(TreeFillColumnsRecords)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
 void TreeFillGrowth(benchmark::State& state) {
     OrdersTree small(RunSizes().small, Leaves::Records);
@@ -274,7 +345,7 @@ private:
     std::unique_ptr<Statement> sorted_;
 };
 
-void CompareSort(benchmark::State& state, const char* name, Leaves leaves) {
+void CompareSort(benchmark::State& state, const char* name, Leaves leaves, double target) {
     OrdersTree tree(RunSizes().large, leaves);
     LeafTable table(RunSizes().large, leaves);
     tree.Fill();
@@ -288,16 +359,16 @@ void CompareSort(benchmark::State& state, const char* name, Leaves leaves) {
     tree.Check(kFilledOrder);
     RunComparison(
         state, {name, count, [&table, count] { Require(table.Sort() == count, "leaves in SQL"); },
-                [&move] { move(2, 0); }, [&move] { move(0, 2); }, 2.0, kNoLimit});
+                [&move] { move(2, 0); }, [&move] { move(0, 2); }, target, kNoLimit});
 }
 
 void TreeSort(benchmark::State& state) {
-    CompareSort(state, "tree: customers first", Leaves::Customers);
+    CompareSort(state, "tree: customers first", Leaves::Customers, 1.0);
 }
 BENCHMARK(TreeSort)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
 void TreeSortRecords(benchmark::State& state) {
-    CompareSort(state, "tree: customers first, records", Leaves::Records);
+    CompareSort(state, "tree: customers first, records", Leaves::Records, 0.7);
 }
 BENCHMARK(TreeSortRecords)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 

@@ -39,6 +39,8 @@ public:
     void File(const ERecordBlock& block, std::span<const EBlockIndex> records);
 
 private:
+    // Records before the leaves are judged.
+    static constexpr std::uint64_t kTrial = 256;
     static constexpr unsigned kNoColumn = ~0U;
     static constexpr std::uint32_t kNone = TreeBlockLevel::kNone;
     // A reference to an inner node: twice its index in nodes_, plus one where the path that leads

@@ -5,10 +5,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <charconv>
-#include <cstring>
-#include <limits>
-#include <string>
 #include <utility>
 
 namespace etabulon::detail {
@@ -17,120 +13,13 @@ namespace {
 
 constexpr auto kInTree = ETabulonSortDesc::SortKey::HideInTree;
 
-// With fewer new children than one in 16 siblings, each is sorted in by bisection, which reads few
-// of the siblings.
-constexpr std::size_t kBisectShare = 16;
 constexpr std::size_t kFirstWaiting = 4;
-// Siblings aren't neighbours in memory: so many are prefetched ahead of the one that is read.
-constexpr std::size_t kAhead = 8;
 
 std::uint16_t FingerprintOf(std::uint32_t hash) noexcept {
     return static_cast<std::uint16_t>(hash >> 16);
 }
 
 }  // namespace
-
-/// A child with its comparison text in an arena.
-struct TreeSiblings::SortItem {
-    std::uint64_t prefix;  // the first eight bytes, so that most comparisons end here
-    std::size_t begin;
-    std::size_t length;
-    std::size_t index;  // where it stands, and later where it goes
-    EDataTreeNode* node;
-};
-
-/// Comparison texts of siblings, compared by the order that held when the newest came.
-class TreeSiblings::SortTexts {
-public:
-    explicit SortTexts(const TreeSiblings& siblings) : siblings_(siblings) {}
-
-    [[nodiscard]] SortItem Make(std::size_t index) {
-        const std::size_t begin = arena_.size();
-        AppendKey(index);
-        SortItem item{0, begin, arena_.size() - begin, index, siblings_.At(index)};
-        char first[8] = {};
-        std::memcpy(first, arena_.data() + begin, std::min(item.length, sizeof first));
-        for (const char byte : first) {
-            item.prefix = (item.prefix << 8) | static_cast<unsigned char>(byte);
-        }
-        return item;
-    }
-    [[nodiscard]] std::vector<SortItem> Make(std::size_t from, std::size_t to) {
-        std::vector<SortItem> items;
-        items.reserve(to - from);
-        for (std::size_t index = from; index < to; ++index) {
-            Prefetch(index);
-            items.push_back(Make(index));
-        }
-        return items;
-    }
-    [[nodiscard]] int Compare(const SortItem& a, const SortItem& b) const noexcept {
-        int order = 0;
-        if (a.prefix != b.prefix) {
-            order = a.prefix < b.prefix ? -1 : 1;
-        } else {
-            const std::size_t shorter = std::min(a.length, b.length);
-            order = std::memcmp(arena_.data() + a.begin, arena_.data() + b.begin, shorter);
-            if (order == 0 && a.length != b.length) {
-                order = a.length < b.length ? -1 : 1;
-            }
-        }
-        return siblings_.order_.isReverse ? -order : order;
-    }
-
-private:
-    [[nodiscard]] bool IsNumber(std::size_t index) const noexcept {
-        return siblings_.areNumbers_ && index >= siblings_.ordered_.size() &&
-               siblings_.level_ == siblings_.order_.level;
-    }
-    void Prefetch(std::size_t index) const noexcept {
-        if (index + kAhead < siblings_.size_ && !IsNumber(index + kAhead)) {
-            const EDataTreeNode* node = siblings_.At(index + kAhead);
-            PrefetchToRead(node);
-            PrefetchToRead(&NodeAccess::Value(*node).Data());
-        }
-    }
-    /// A sibling may lack the level, after a change of levels that didn't empty the tree.
-    [[nodiscard]] const ETabulonValue& ValueOf(const EDataTreeNode& node) const {
-        if (NodeAccess::IsByValue(node) && NodeAccess::Level(node) == siblings_.order_.level) {
-            return NodeAccess::Value(node);
-        }
-        const ETabulonValue* value = node.Tag().Find(siblings_.order_.level);
-        return value != nullptr ? *value : ETabulonValue::Null;
-    }
-    void AppendKey(std::size_t index) {
-        if (IsNumber(index)) {
-            char digits[std::numeric_limits<std::int64_t>::digits10 + 2];
-            const std::int64_t number =
-                siblings_.waiting_[index - siblings_.ordered_.size()].number;
-            const char* end = std::to_chars(digits, std::end(digits), number).ptr;
-            AppendKey(std::string_view(digits, static_cast<std::size_t>(end - digits)));
-            return;
-        }
-        EVariant::TextBuffer buffer;
-        Chaine holder;
-        const ETabulonValue& value = ValueOf(*siblings_.At(index));
-        AppendKey(siblings_.order_.isOnData ? value.Data().AsText(buffer, holder)
-                                            : value.DisplayText(buffer, holder));
-    }
-    void AppendKey(std::string_view text) {
-        if (siblings_.order_.isOnData) {
-            arena_ += text;
-            return;
-        }
-        const std::size_t begin = arena_.size();
-        std::size_t room = 2 * text.size() + 16;
-        std::size_t length = 0;
-        do {
-            arena_.resize(begin + room);
-            length = Chaine::LocaleSortKey(text, arena_.data() + begin, room);
-        } while (length > std::exchange(room, length));
-        arena_.resize(begin + length);
-    }
-
-    const TreeSiblings& siblings_;
-    std::string arena_;
-};
 
 // ------------------------------------------------------------------------------------------- index
 
@@ -434,102 +323,6 @@ std::vector<EDataTreeNode*> TreeSiblings::TakeDirty() {
         std::vector<std::uint32_t>().swap(slots_);
     }
     return taken;
-}
-
-// ------------------------------------------------------------------------------------------- order
-
-void TreeSiblings::OrderWaiting() {
-    if (!HasWaiting()) {
-        return;
-    }
-    MakeAll();
-    if (ordered_.size() <= 1) {
-        isMixed_ = false;
-    }
-    if (size_ > ordered_.capacity()) {
-        // Most nodes get no more children after their fill.
-        ordered_.reserve(ordered_.size() <= 1 ? size_
-                                              : std::max<std::size_t>(size_, ordered_.size() * 2));
-    }
-    if (!order_.isOrdered || size_ == 1) {
-        for (const NewChild& newChild : waiting_) {
-            ordered_.push_back(newChild.node);
-        }
-    } else {
-        if (isMixed_) {
-            // The siblings aren't in this order: only the scan itself gives the scan's result.
-            OrderByScan();
-        } else {
-            OrderBySort();
-        }
-        ForgetIndex();
-    }
-    std::vector<NewChild>().swap(waiting_);
-}
-
-void TreeSiblings::OrderByScan() {
-    SortTexts texts(*this);
-    std::vector<SortItem> items = texts.Make(0, size_);
-    for (std::size_t waiting = ordered_.size(); waiting < items.size(); ++waiting) {
-        const auto newChild = items.begin() + static_cast<std::ptrdiff_t>(waiting);
-        const auto target = std::find_if(items.begin(), newChild, [&](const SortItem& sibling) {
-            return texts.Compare(*newChild, sibling) <= 0;
-        });
-        std::rotate(target, newChild, newChild + 1);
-    }
-    ordered_.resize(size_);
-    std::transform(items.begin(), items.end(), ordered_.begin(),
-                   [](const SortItem& item) { return item.node; });
-}
-
-void TreeSiblings::OrderBySort() {
-    const std::size_t before = ordered_.size();
-    SortTexts texts(*this);
-    std::vector<SortItem> waiting = texts.Make(before, size_);
-    // Deliberate: of equals the newest stands first, as if each had been filed by a scan that stops
-    // at the first sibling not below it. EqualSiblings.NewestStandsFirst holds it.
-    std::sort(waiting.begin(), waiting.end(), [&texts](const SortItem& a, const SortItem& b) {
-        const int order = texts.Compare(a, b);
-        return order != 0 ? order < 0 : a.index > b.index;
-    });
-
-    // Each goes in front of the first sibling that isn't below it.
-    std::size_t end = before;
-    if (waiting.size() * kBisectShare < before) {
-        for (auto item = waiting.rbegin(); item != waiting.rend(); ++item) {
-            std::size_t begin = 0;
-            while (begin < end) {
-                const std::size_t middle = begin + (end - begin) / 2;
-                if (texts.Compare(texts.Make(middle), *item) < 0) {
-                    begin = middle + 1;
-                } else {
-                    end = middle;
-                }
-            }
-            item->index = end;
-        }
-    } else {
-        const std::vector<SortItem> siblings = texts.Make(0, before);
-        for (auto item = waiting.rbegin(); item != waiting.rend(); ++item) {
-            while (end > 0 && texts.Compare(siblings[end - 1], *item) >= 0) {
-                --end;
-            }
-            item->index = end;
-        }
-    }
-
-    ordered_.resize(size_);
-    std::size_t from = before;
-    std::size_t to = size_;
-    for (auto item = waiting.rbegin(); item != waiting.rend(); ++item) {
-        const auto begin = ordered_.begin();
-        std::move_backward(begin + static_cast<std::ptrdiff_t>(item->index),
-                           begin + static_cast<std::ptrdiff_t>(from),
-                           begin + static_cast<std::ptrdiff_t>(to));
-        to -= from - item->index;
-        from = item->index;
-        ordered_[--to] = item->node;
-    }
 }
 
 }  // namespace etabulon::detail

@@ -11,8 +11,8 @@ namespace {
 /// How the values of the lowest level come.
 struct Coming {
     const char* name;
-    std::vector<unsigned> order; // of the levels: the last are the leaves
-    int numbers;                            // so many distinct years
+    std::vector<unsigned> order;  // of the levels: the last are the leaves
+    int numbers;                  // so many distinct years
     bool isRising;
     std::vector<const char*> cities;
 };
@@ -66,7 +66,7 @@ public:
             }
             Walk(Any(4) != 0);
             seen += std::to_string(tree_->Root()->LeafCount()) + " ";
-            if (Any(4) == 0) {
+            if (hasRead_ || Any(4) == 0) {
                 seen += Dump(*tree_->Root());
             }
         }
@@ -105,13 +105,15 @@ private:
         }
     }
     void Walk(bool isRefresh) {
-        reader_.wait = Any(3) == 0 ? 1 + Any(2000) : 0;
+        // Behind the first block, whose leaves come again.
+        hasRead_ = Any(3) == 0;
+        reader_.wait = hasRead_ ? 1026 + Any(1200) : 0;
         looks_.seed(random_());
         EXPECT_EQ(isRefresh ? tree_->Refresh() : tree_->Fill(), StatusOk);
         reader_.wait = 0;
     }
-    /// One path down: its nodes, the size and the key of the last one. What a walk has filed by then
-    /// depends on the road, so that nothing is compared.
+    /// One path down: its nodes, the size and the key of the last one. What a walk has filed by
+    /// then depends on the road, so that nothing is compared.
     void Look() {
         EDataTreeNode* node = tree_->Root();
         while (node->Size() != 0) {
@@ -128,6 +130,7 @@ private:
     std::mt19937 random_;
     std::mt19937 looks_;
     int lastId_ = 1;
+    bool hasRead_ = false;  // within the last walk
     Sales sales_;
     Reader reader_;
     std::unique_ptr<EDataTree> tree_;
