@@ -186,12 +186,16 @@ CursorStatus ETabulonCursor::ReportStep(CursorStatus status) {
     return status;
 }
 
-CursorStatus ETabulonCursor::CallIsInFilter() {
+CursorStatus ETabulonCursor::DeriveFields() {
     MarkStale();
     fieldsStatus_ = StatusOk;
     CalcFields();
-    if (fieldsStatus_ != StatusOk) {
-        return fieldsStatus_;
+    return fieldsStatus_;
+}
+
+CursorStatus ETabulonCursor::CallIsInFilter() {
+    if (const CursorStatus status = DeriveFields(); status != StatusOk) {
+        return status;
     }
     if (IsInFilter()) {
         return OnAcceptedByFilter();

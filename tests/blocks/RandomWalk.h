@@ -175,8 +175,10 @@ public:
         }
     }
 
-    /// The levels by columns of the table, with labels at random. Call it before Compare.
-    [[nodiscard]] ETabulonLevels Levels(const EFieldSet& fields) {
+    /// The levels by columns of the table and by these links, with labels at random. Call it before
+    /// Compare.
+    [[nodiscard]] ETabulonLevels Levels(const EFieldSet& fields,
+                                        std::span<const char* const> links = {}) {
         ETabulonLevels levels;
         for (unsigned level = 0; level < kLevels; ++level) {
             std::uint16_t index = Any(fields);
@@ -184,8 +186,13 @@ public:
             for (int tries = 0; tries < 4 && !MayDifferWhenEqual(fields.At(index)); ++tries) {
                 index = Any(fields);
             }
-            const Chaine& data = fields.At(index).Name();
-            OneIn(3) ? levels.AddLevel(data, data, fields.At(Any(fields)).Name(), nullptr, false)
+            const auto name = [&](std::uint16_t own) {
+                return !links.empty() && OneIn(2)
+                           ? Chaine(links[Below(static_cast<unsigned>(links.size()))])
+                           : fields.At(own).Name();
+            };
+            const Chaine data = name(index);
+            OneIn(3) ? levels.AddLevel(data, data, name(Any(fields)), nullptr, false)
                      : levels.AddLevel(data, data, nullptr, false);
         }
         return levels;

@@ -19,6 +19,7 @@ bool ESqlTable::BlockSource::BeginBlocks(const EBlockRequest& request) {
     if (s.walk != State::Walk::Streaming || s.moved || s.keyStatement != nullptr) {
         return false;
     }
+    fields_.clear();
     std::vector<EFieldDesc> descs;
     std::vector<ESqlCell> cells;
     for (const EBlockRequest::Column& column : request.columns) {
@@ -27,6 +28,7 @@ bool ESqlTable::BlockSource::BeginBlocks(const EBlockRequest& request) {
             return false;
         }
         descs.push_back(column.field->Desc());
+        fields_.push_back(static_cast<std::uint16_t>(field));
         cells.push_back(s.row.cells[static_cast<std::size_t>(field)]);
     }
     builder_.emplace(*this, request, descs);
@@ -72,7 +74,8 @@ const ERecordBlock* ESqlTable::BlockSource::NextBlock() {
     } else {
         s.ClearError();  // a failure follows the records before it
     }
-    return &builder_->Finish(size);
+    isSingle_ = false;
+    return block_ = &builder_->Finish(size);
 }
 
 /// Steps over the rows of a block. The walk is broken or ended if it can't go on behind them.
@@ -164,7 +167,32 @@ const ERecordBlock* ESqlTable::BlockSource::StepSingly() {
     if (EPosition* const positions = builder_->Positions(); positions != nullptr) {
         *positions = table_.position;
     }
-    return &builder_->Finish(1);
+    isSingle_ = true;
+    return block_ = &builder_->Finish(1);
+}
+
+void ESqlTable::BlockSource::StandOn(EBlockIndex record) {
+    const State& s = *table_.state_;
+    if (isSingle_) {
+        return;
+    }
+    if (record + std::size_t{1} == block_->Size() && s.walk == State::Walk::Streaming) {
+        return StandOnLast(s.walkPosition);
+    }
+    Show(record);
+}
+
+/// Fills the table's record from the block.
+void ESqlTable::BlockSource::Show(EBlockIndex record) {
+    State& s = *table_.state_;
+    s.record.Clear();
+    EFieldSet& fields = table_.Fields();
+    for (std::size_t column = 0; column < fields_.size(); ++column) {
+        fields.At(fields_[column]) <<= block_->Value(static_cast<unsigned>(column), record);
+    }
+    s.loadedFrom = State::Loaded::No;
+    const EPosition* const positions = builder_->Positions();
+    table_.Arrive(positions != nullptr ? positions[record] : table_.position);
 }
 
 void ESqlTable::BlockSource::ReadKey(EPosition position, EFieldKey& key) const {

@@ -15,6 +15,7 @@ public:
 
     bool BeginBlocks(const EBlockRequest& request) override;
     const ERecordBlock* NextBlock() override;
+    void StandOn(EBlockIndex record) override;
     void EndBlocks() noexcept override;
     void ReadKey(EPosition position, EFieldKey& key) const override;
 
@@ -25,11 +26,16 @@ private:
     [[nodiscard]] bool FindPosition(std::size_t row, EPosition& position);
     void StandOnLast(EPosition last);
 
+    void Show(EBlockIndex record);
+
     ESqlTable& table_;
     ERecordBuffer scratch_;
     std::optional<EBlockBuilder> builder_;
     ESqlRowBlock rows_;
-    ESqlRow current_;  // decodes a row again, into the table's record
+    ESqlRow current_;                    // decodes a row again, into the table's record
+    std::vector<std::uint16_t> fields_;  // of the table, by column
+    const ERecordBlock* block_ = nullptr;
+    bool isSingle_ = false;  // the block is of StepSingly
 };
 
 }  // namespace etabulon

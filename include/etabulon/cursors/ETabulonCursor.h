@@ -171,6 +171,8 @@ protected:
     CursorStatus CallReset(const ETabulonTag& tag);
     CursorStatus CallGetNext();
     CursorStatus CallIsInFilter();
+    /// CalcFields for a record that the fields hold. The status is that of a failure, or StatusOk.
+    CursorStatus DeriveFields();
     EField& iField(const ETabulonVariableID& id) { return id.GetIn(iFields()); }
 
     [[nodiscard]] const ETabulonTag& FilterTag() const noexcept { return filterTag_; }

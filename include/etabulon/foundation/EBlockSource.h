@@ -1,12 +1,11 @@
 #pragma once
 
 #include "etabulon/foundation/EData.h"
+#include "etabulon/foundation/ERecordBlock.h"
 
 #include <vector>
 
 namespace etabulon {
-
-class ERecordBlock;
 
 /// What the listeners of a walk read of its records.
 struct ETABULON_API EBlockRequest {
@@ -46,6 +45,11 @@ public:
     /// The next records, at least one. Null where GetNext would return -1; the table then has the
     /// status and the state that GetNext would leave. A failure comes after the records before it.
     [[nodiscard]] virtual const ERecordBlock* NextBlock() = 0;
+    /// Loads a record of the last block into the table's record: the last one whole, another as far
+    /// as its columns were asked for, with all other fields missing. Position and key are the
+    /// record's if keys were asked for. The walk goes on behind the block all the same. Requires
+    /// that NextBlock returned a block, and that the walk hasn't failed since.
+    virtual void StandOn(EBlockIndex record) = 0;
     /// Frees blocks and dictionaries. The walk stays where it is.
     virtual void EndBlocks() noexcept = 0;
     /// The key of a record of the last block, as EData::CurKey would give it.
