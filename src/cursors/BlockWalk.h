@@ -37,6 +37,11 @@ private:
     [[nodiscard]] bool AddTests(EBlockRequest& request);
     [[nodiscard]] bool HasSameListeners() const noexcept;
     [[nodiscard]] CursorStatus Step();
+    CursorStatus PassOn(std::span<const EBlockIndex> records);
+    CursorStatus PassInParts();
+    CursorStatus ShowSingly(EBlockIndex record);
+    void StandWhole(EBlockIndex record);
+    CursorStatus Stand(EBlockIndex record, bool isWhole);
     void Select();
     [[nodiscard]] std::size_t Keep(Test& test);
     [[nodiscard]] static bool IsAccepted(Test& test, const ERecordBlock& block, EBlockIndex record);

@@ -233,6 +233,16 @@ CursorStatus ETabulonCursor::GetNextBlock(const ERecordBlock*& block) {
     return StatusEnd;
 }
 
+std::size_t ETabulonCursor::CountPassable(const ERecordBlock& /*block*/,
+                                          std::span<const EBlockIndex> records) {
+    return records.size();
+}
+
+CursorStatus ETabulonCursor::StandInBlock(const ERecordBlock& /*block*/, EBlockIndex /*record*/,
+                                          bool /*isWhole*/) {
+    return StatusEnd;
+}
+
 // --------------------------------------------------------------------------------- current record
 
 const ETabulonTag& ETabulonCursor::CurrentTag() const {

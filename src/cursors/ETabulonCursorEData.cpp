@@ -232,6 +232,17 @@ CursorStatus ETabulonCursorEData::NextBlockOfTable(const ERecordBlock*& block) {
     return block != nullptr ? StatusOk : TableStatus();
 }
 
+CursorStatus ETabulonCursorEData::StandInBlock(const ERecordBlock& block, EBlockIndex record,
+                                               bool isWhole) {
+    if (isWhole) {
+        table_->RePos(block.Position(record), false);
+    } else {
+        blocks_->StandOn(record);
+    }
+    currentPosition_ = table_->position;
+    return currentPosition_ != kNoPosition ? StatusOk : TableStatus();
+}
+
 void ETabulonCursorEData::EndBlocks() noexcept {
     if (blocks_ != nullptr) {
         blocks_->EndBlocks();

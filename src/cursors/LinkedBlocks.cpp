@@ -133,6 +133,9 @@ bool ETabulonCursorEData::LinkedBlocks::AddColumn(const EBlockRequest::Column& w
 CursorStatus ETabulonCursorEData::LinkedBlocks::Next(const ERecordBlock*& block) {
     block = nullptr;
     if (failure_ != StatusOk) {
+        // The records of the last block may have been shown singly since.
+        cursor_.linkError_ = error_;
+        cursor_.OnLinkFailed(error_);
         return failure_;
     }
     const ERecordBlock* from = nullptr;
@@ -149,6 +152,7 @@ CursorStatus ETabulonCursorEData::LinkedBlocks::Next(const ERecordBlock*& block)
         Number(key, *from);
     }
     const std::size_t size = Follow(*from);
+    error_ = cursor_.linkError_;
     if (size == 0) {
         return failure_;
     }

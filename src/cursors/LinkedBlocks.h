@@ -70,6 +70,7 @@ private:
     detail::EBlockComposer composer_;
     std::uint64_t version_ = 0;
     CursorStatus failure_ = StatusOk;  // follows the last block
+    EDataError error_;
 };
 
 }  // namespace etabulon

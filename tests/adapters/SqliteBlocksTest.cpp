@@ -1,5 +1,6 @@
 #include "adapters/SqliteFixture.h"
 #include "blocks/RandomWalk.h"
+#include "etabulon/cursors/ETabulonCursorPending.h"
 
 namespace etabulon::test {
 namespace {
@@ -69,8 +70,13 @@ TEST_F(SqliteBlocks, GiveWhatSingleStepsGive) {
                   walk.OneIn(2) ? ESqlOpenMode::ReadOnly : ESqlOpenMode::ReadWrite);
         ETabulonCursorSql cursor;
         cursor.Init(walk.Levels(table->Fields()), table.get(), /*ownsTable=*/false);
+        ETabulonPendingChanges changes;
+        ETabulonCursorPending overlay(&cursor, &changes);
+        overlay.Init(cursor.Levels());
         for (int question = 0; question < 3; ++question) {
             blocks += walk.Compare(cursor);
+            walk.Change(cursor, changes);
+            blocks += walk.Compare(overlay);
         }
         if (HasFailure()) {
             return;

@@ -1,5 +1,6 @@
 #include "blocks/RandomWalk.h"
 #include "etabulon/cumul/ETabulonCumulFunc.h"
+#include "etabulon/cursors/ETabulonCursorPending.h"
 #include "etabulon/cursors/LoadColumns.h"
 #include "etabulon/pending/ETabulonPendingChanges.h"
 
@@ -289,6 +290,38 @@ TEST(WalkByBlocks, FollowsLinksAsSingleStepsDo) {
     }
     EXPECT_GT(blocks, 200U);
     EXPECT_GT(failures, 10U);
+}
+
+TEST(WalkByBlocks, ShowsPendingChangesAsSingleStepsDo) {
+    std::size_t blocks = 0;
+    for (unsigned seed = 1; seed <= 80; ++seed) {
+        SCOPED_TRACE(seed);
+        RandomWalk walk(seed);
+        RandomTable data(walk, kCounts[seed % std::size(kCounts)]);
+        std::optional<LinkTargets> targets;
+        if (walk.OneIn(2)) {
+            targets.emplace(walk, data);
+        }
+        ETabulonCursorEData cursor;
+        cursor.Init(
+            targets ? walk.Levels(data.table->Fields(), kLinks) : walk.Levels(data.table->Fields()),
+            data.table.get(), /*ownsTable=*/false);
+        ETabulonPendingChanges changes;
+        ETabulonCursorPending overlay(&cursor, &changes);
+        overlay.Init(cursor.Levels());
+        for (int question = 0; question < 3; ++question) {
+            walk.Change(cursor, changes);
+            blocks += walk.Compare(overlay);
+        }
+        blocks += walk.CompareTrees(overlay, [&] {
+            data.Edit(walk);
+            walk.Change(cursor, changes);
+        });
+        if (::testing::Test::HasFailure()) {
+            return;
+        }
+    }
+    EXPECT_GT(blocks, 200U);
 }
 
 // ------------------------------------------------------------------------------------ the decision

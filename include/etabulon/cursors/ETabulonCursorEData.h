@@ -59,6 +59,7 @@ protected:
     [[nodiscard]] bool BeginBlocks(const EBlockRequest& request) override;
     CursorStatus GetNextBlock(const ERecordBlock*& block) override;
     void EndBlocks() noexcept override;
+    CursorStatus StandInBlock(const ERecordBlock& block, EBlockIndex record, bool isWhole) override;
     /// Whether the cursor's class may have a part in single steps, which a walk by blocks would
     /// pass over. True for a derived class that doesn't override this:
     ///     return typeid(*this) != typeid(Mine);
