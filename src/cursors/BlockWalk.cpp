@@ -30,6 +30,15 @@ ETabulonCursor::BlockWalk::BlockWalk(ETabulonCursor& cursor) : cursor_(cursor) {
     isRunning_ = EBlockSource::AreEnabled() && CanRun(request) && cursor_.BeginBlocks(request);
 }
 
+bool ETabulonCursor::BlockWalk::IsLikely(const ETabulonCursor& cursor) noexcept {
+    const PTableau<INotifier*>& notifiers = cursor.notifiers_;
+    bool isLikely = EBlockSource::AreEnabled() && notifiers.Size() != 0;
+    for (std::size_t index = 0; isLikely && index < notifiers.Size(); ++index) {
+        isLikely = dynamic_cast<const IBlockNotifier*>(notifiers.At(index)) != nullptr;
+    }
+    return isLikely;
+}
+
 bool ETabulonCursor::BlockWalk::CanRun(EBlockRequest& request) {
     const PTableau<INotifier*>& notifiers = cursor_.notifiers_;
     for (std::size_t index = 0; index < notifiers.Size(); ++index) {

@@ -16,6 +16,8 @@ public:
     /// Begins if all that take part in the walk can.
     explicit BlockWalk(ETabulonCursor& cursor);
     ~BlockWalk() { End(); }
+    /// Whether all listeners may take blocks, before they are asked.
+    [[nodiscard]] static bool IsLikely(const ETabulonCursor& cursor) noexcept;
     BlockWalk(const BlockWalk&) = delete;
     BlockWalk& operator=(const BlockWalk&) = delete;
 

@@ -215,6 +215,9 @@ bool ETabulonCursor::IsInFilter() const {
 }
 
 CursorStatus ETabulonCursor::Browse(const ETabulonTag& tag) {
+    if (BlockWalk::IsLikely(*this)) {
+        ExpectBlocks();
+    }
     CursorStatus status = CallReset(tag);
     if (status == StatusRefused) {
         status = StatusOk;  // the walk goes on behind the refused record

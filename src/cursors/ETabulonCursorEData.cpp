@@ -206,6 +206,15 @@ bool ETabulonCursorEData::HasOwnSteps() const noexcept {
     return typeid(*this) != typeid(ETabulonCursorEData);
 }
 
+void ETabulonCursorEData::ExpectBlocks() {
+    if (table_ == nullptr || recordLockBias_ != kNoLock || HasOwnSteps()) {
+        return;
+    }
+    if (EBlockSource* const blocks = table_->Blocks(); blocks != nullptr) {
+        blocks->ExpectWalk();
+    }
+}
+
 bool ETabulonCursorEData::BeginBlocks(const EBlockRequest& request) {
     if (table_ == nullptr || recordLockBias_ != kNoLock || HasOwnSteps()) {
         return false;

@@ -1,6 +1,7 @@
 #include "adapters/SqliteFixture.h"
 #include "blocks/RandomWalk.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
+#include "etabulon/foundation/EReadAhead.h"
 
 namespace etabulon::test {
 namespace {
@@ -35,6 +36,11 @@ std::string Literal(RandomWalk& walk, const std::string& type) {
 
 class SqliteBlocks : public SqliteTest {
 protected:
+    SqliteBlocks() = default;
+    ~SqliteBlocks() override {
+        EReadAhead::SetThreads(threads_);
+        EReadAhead::SetLeastRecords(EReadAhead::kLeastRecords);
+    }
     /// A table `t` with random values, and a view `v` of it.
     void Make(RandomWalk& walk, unsigned count) {
         static const char* const kTypes[] = {
@@ -57,6 +63,9 @@ protected:
         }
         Run(made + "COMMIT");
     }
+
+private:
+    unsigned threads_ = EReadAhead::Threads();
 };
 
 TEST_F(SqliteBlocks, GiveWhatSingleStepsGive) {
@@ -65,6 +74,8 @@ TEST_F(SqliteBlocks, GiveWhatSingleStepsGive) {
     for (unsigned seed = 1; seed <= 24; ++seed) {
         SCOPED_TRACE(seed);
         RandomWalk walk(seed);
+        EReadAhead::SetThreads(walk.OneIn(3) ? 0 : 2);
+        EReadAhead::SetLeastRecords(1 + walk.Below(400));
         Make(walk, kCounts[seed % std::size(kCounts)]);
         OpenTable(walk.OneIn(4) ? "v" : "t", {},
                   walk.OneIn(2) ? ESqlOpenMode::ReadOnly : ESqlOpenMode::ReadWrite);

@@ -159,16 +159,16 @@ bool IsSqliteMemory(const Chaine& location) noexcept {
 std::unique_ptr<ESqliteConnection> ESqliteConnection::Open(const Chaine& location,
                                                            ESqlOpenMode mode, ESqlError& error) {
     const auto end = Clock::now() + kPatience;
-    auto connection = OpenOnce(location, mode, error);
+    auto connection = OpenOnce(location, mode, Waiting::Alone, error);
     while (connection == nullptr && IsPassing(error.engineCode) && Clock::now() < end) {
         std::this_thread::sleep_for(kBusyTurn);
-        connection = OpenOnce(location, mode, error);
+        connection = OpenOnce(location, mode, Waiting::Alone, error);
     }
     return connection;
 }
 
 std::unique_ptr<ESqliteConnection> ESqliteConnection::OpenOnce(const Chaine& location,
-                                                               ESqlOpenMode mode,
+                                                               ESqlOpenMode mode, Waiting waiting,
                                                                ESqlError& error) {
     error = ESqlError{};
     std::string uri(location.View());
@@ -192,11 +192,55 @@ std::unique_ptr<ESqliteConnection> ESqliteConnection::OpenOnce(const Chaine& loc
         connection->ReadHeader().isWriteAhead) {
         connection = OpenWriteAhead(std::move(connection), uri, error);
     }
-    if (connection != nullptr && !connection->SetUp(mode)) {
+    if (connection == nullptr) {
+        return nullptr;
+    }
+    connection->waiting_ = waiting;
+    connection->mode_ = mode;
+    if (!connection->SetUp(mode)) {
         error = connection->LastError();
         return nullptr;
     }
     return connection;
+}
+
+std::unique_ptr<ISqlConnection> ESqliteConnection::OpenReader() {
+    ESqlError error;
+    return StateNumber().has_value() ? OpenOnce(location_, mode_, Waiting::Never, error) : nullptr;
+}
+
+// A database in memory has one state for all connections only while they hold its one lock, and a
+// file without locks can be read by one statement alone.
+std::optional<std::int64_t> ESqliteConnection::StateNumber() {
+    int hasMoved = 0;
+    if (IsSqliteMemory(location_) || still_ != nullptr || sqlite3_threadsafe() == 0 ||
+        sqlite3_file_control(database_, "main", SQLITE_FCNTL_HAS_MOVED, &hasMoved) != SQLITE_OK ||
+        hasMoved != 0) {
+        return std::nullopt;
+    }
+    if (state_ == nullptr) {
+        sqlite3_stmt* prepared = nullptr;
+        sqlite3_prepare_v3(database_, "PRAGMA data_version", -1, SQLITE_PREPARE_PERSISTENT,
+                           &prepared, nullptr);
+        state_.reset(prepared);
+    }
+    std::optional<std::int64_t> number;
+    if (sqlite3_step(state_.get()) == SQLITE_ROW) {
+        number = sqlite3_column_int64(state_.get(), 0);
+    }
+    sqlite3_reset(state_.get());
+    return number;
+}
+
+bool ESqliteConnection::BeginReading() {
+    // A transaction reads its state with its first statement.
+    return Execute("BEGIN") && Execute("SELECT 1 FROM sqlite_schema LIMIT 1");
+}
+
+void ESqliteConnection::EndReading() noexcept {
+    if (IsInTransaction()) {
+        static_cast<void>(Execute("ROLLBACK"));
+    }
 }
 
 /// Opens a database in write-ahead mode again, so that each walk sees one state and no byte of the
@@ -276,7 +320,7 @@ bool ESqliteConnection::SetUp(ESqlOpenMode mode) {
 }
 
 ESqliteConnection::~ESqliteConnection() {
-    for (Statement* const statement : {&begin_, &commit_, &rollback_, &look_}) {
+    for (Statement* const statement : {&begin_, &commit_, &rollback_, &look_, &state_}) {
         statement->reset();
     }
     if (!log_.empty() && SizeOf(log_) > 0) {

@@ -145,6 +145,8 @@ protected:
     virtual EFieldSet& iFields();
     virtual CursorStatus Reset(const ETabulonTag& tag) = 0;
     virtual CursorStatus GetNext() = 0;
+    /// Called before Reset if the walk likely goes by blocks.
+    virtual void ExpectBlocks() {}
     // The records behind the current one, block by block, in place of calls of GetNext; see
     // IBlockNotifier. A cursor that has a part in single steps (a step, derived fields, a filter, a
     // tag or key of its own) doesn't begin, as here.

@@ -55,6 +55,7 @@ protected:
     EFieldSet& iFields() override;
     CursorStatus Reset(const ETabulonTag& tag) override;
     CursorStatus GetNext() override;
+    void ExpectBlocks() override;
     /// By the table's blocks, unless records are locked. Links are followed once for each key.
     [[nodiscard]] bool BeginBlocks(const EBlockRequest& request) override;
     CursorStatus GetNextBlock(const ERecordBlock*& block) override;

@@ -30,6 +30,7 @@ protected:
     EFieldSet& iFields() override;
     CursorStatus Reset(const ETabulonTag& tag) override;
     CursorStatus GetNext() override;
+    void ExpectBlocks() override { CallExpectBlocks(); }
     /// By the source's blocks, if the source has the same levels and no listeners. Records to
     /// which changes may apply come singly.
     [[nodiscard]] bool BeginBlocks(const EBlockRequest& request) override;

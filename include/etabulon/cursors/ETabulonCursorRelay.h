@@ -54,6 +54,7 @@ protected:
     CursorStatus CallGetNext() { return source_->CallGetNext(); }
     CursorStatus CallIsInFilter() { return source_->CallIsInFilter(); }
     // The source's blocks, without its filter. Requires that the source has no listeners.
+    void CallExpectBlocks() { source_->ExpectBlocks(); }
     [[nodiscard]] bool CallBeginBlocks(const EBlockRequest& request) {
         return source_->BeginBlocks(request);
     }

@@ -31,7 +31,8 @@ private:
 /// Use        after a step that reached a record, BeginBlocks and NextBlock deliver the records
 ///            behind it, exactly those that GetNext would reach. In between the table stands on a
 ///            record that it has delivered: on the block's last one, unless the walk's end or a
-///            failure follows that. So GetNext may go on at any time.
+///            failure follows that. So GetNext may go on at any time. The table's fields may stay
+///            blank until StandOn, a step or EndBlocks.
 /// Ownership  belongs to its table. Blocks and dictionaries belong to the source.
 /// Threads    as the table. A source may read ahead in other threads; what it gives changes only
 ///            within its operations.
@@ -39,6 +40,9 @@ class ETABULON_API EBlockSource {
 public:
     virtual ~EBlockSource() = default;
 
+    /// Called before the step that begins a walk, if the walk likely goes by blocks: the source may
+    /// prepare to read ahead; see EReadAhead.
+    virtual void ExpectWalk() {}
     /// Drops earlier dictionaries. False, with nothing changed, where only single steps give the
     /// right records, and for a field that isn't the table's own: FindField is -1.
     [[nodiscard]] virtual bool BeginBlocks(const EBlockRequest& request) = 0;
