@@ -10,6 +10,9 @@ namespace etabulon::bench {
 
 inline constexpr double kNoLimit = -1;
 
+/// What the lines recorded last were worth.
+[[nodiscard]] double LastRatio();
+
 /// What is compared with what. Speeds of two programs, or of two runs, differ by whatever else the
 /// machine does; the ratio of two loops taken in turns hardly does.
 struct Comparison {
@@ -22,6 +25,9 @@ struct Comparison {
     double target = kNoLimit;  // at most
     double aim = kNoLimit;
     const char* unit = "x floor";  // what the floor is: not always the least that there is
+    /// Threads that read ahead for ours; their work shows by the clock alone.
+    unsigned threads = 0;
+    bool byTheClock = false;
 };
 
 /// Runs floor / ours / floor / ours..., after one untimed turn of each. The counters of `state`

@@ -11,7 +11,7 @@ namespace etabulon {
 namespace {
 
 constexpr std::size_t kSampleRows = 1024;
-constexpr std::size_t kMostRows = 4 * ERecordBlock::kMostRecords;  // of a range
+constexpr std::size_t kMostRows = 8 * ERecordBlock::kMostRecords;  // of a range
 
 std::uint64_t Distance(std::int64_t from, std::int64_t to) noexcept {
     return static_cast<std::uint64_t>(to) - static_cast<std::uint64_t>(from);

@@ -11,7 +11,10 @@ namespace etabulon {
 namespace {
 
 // Of each reader: those of the range that is being delivered, and of the next.
-constexpr std::size_t kSlots = 8;
+constexpr std::size_t kSlots = 16;
+// A walk that waits is woken for so many blocks, or the end of a range.
+constexpr std::size_t kBatch = 8;
+static_assert(kBatch < kSlots);
 constexpr int kAttempts = 2;
 constexpr std::chrono::milliseconds kStopTurn{10};  // how often a waiting walk asks for a cancel
 
@@ -165,6 +168,11 @@ void ESqlTable::ReadAhead::MakeSlots(Reader& reader, const EBlockSource& source,
 
 // -------------------------------------------------------------------------------------------- next
 
+bool ESqlTable::ReadAhead::Chunk::IsDeliverable() const noexcept {
+    const std::size_t waiting = ready.size() - taken;
+    return waiting >= kBatch || (waiting != 0 && (taken != 0 || isRead || hasFailed));
+}
+
 ESqlTable::ReadAhead::Outcome ESqlTable::ReadAhead::Next(Slot*& slot,
                                                          const std::function<bool()>& mustStop,
                                                          ESqlError& error) {
@@ -184,7 +192,7 @@ ESqlTable::ReadAhead::Outcome ESqlTable::ReadAhead::Next(Slot*& slot,
         }
         if (!chunks_.empty()) {
             Chunk& chunk = chunks_.front();
-            if (chunk.taken != chunk.ready.size()) {
+            if (chunk.IsDeliverable()) {
                 slot = delivered_ = chunk.ready[chunk.taken++];
                 return Outcome::Block;
             }
@@ -301,7 +309,9 @@ ESqlStep ESqlTable::ReadAhead::ReadBlock(Reader& reader, Chunk& chunk, Slot& slo
     chunk.isRead = step == ESqlStep::Done;
     chunk.hasFailed = step == ESqlStep::Failed;
     chunk.error = std::move(error);
-    arrived_.notify_one();
+    if (step != ESqlStep::Row || chunk.IsDeliverable()) {
+        arrived_.notify_one();
+    }
     return step;
 }
 

@@ -75,6 +75,7 @@ private:
     struct Chunk {
         std::vector<Slot*> ready;
         std::size_t taken = 0;  // of `ready`
+        [[nodiscard]] bool IsDeliverable() const noexcept;
         bool isRead = false;
         bool hasFailed = false;
         ESqlError error;

@@ -1,0 +1,241 @@
+#pragma once
+
+#include "bench/AllocationCounter.h"
+#include "bench/Orders.h"
+#include "bench/OrdersCursor.h"
+#include "bench/RatioBench.h"
+#include "bench/Sqlite.h"
+#include "etabulon/grid/ETabulonGridAxe.h"
+#include "etabulon/grid/ETabulonGridFiller.h"
+#include "etabulon/grid/ITabulonResGridUI.h"
+#include "etabulon/sort/ETabulonSortDesc.h"
+
+#include <array>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace etabulon::bench {
+
+/// A calculation, and what SQL says for it: of the records of a cell, and of cells that become one.
+struct Calculation {
+    const char* function;
+    const char* variable;
+    const char* ofCell;
+    const char* ofCells;
+};
+
+struct Question {
+    const char* lines;
+    const char* columns;
+    std::vector<Calculation> calculations;
+    std::vector<const char*> variables;  // of these
+    /// What SQL keeps for each cell, for the calculations to be said in.
+    const char* kept;
+    /// The columns of the bare walk, and their kinds as WalkBare has them.
+    const char* read;
+    const char* kinds;
+};
+
+inline const Question kSums{"category", "country",       {{"SUM", "amount", "s", "sum(s)"}},
+                            {"amount"}, "sum(amount) s", "id, category, country, amount",
+                            "ittd"};
+inline const Question kSixResults{
+    "month",
+    "category",
+    {{"COUNT", "amount", "n", "sum(n)"},
+     {"SUM", "amount", "s", "sum(s)"},
+     {"MIN", "amount", "low", "min(low)"},
+     {"MAX", "amount", "high", "max(high)"},
+     {"AVG", "amount", "s / n", "sum(s) / sum(n)"},
+     {"SUM", "quantity", "q", "sum(q)"}},
+    {"amount", "quantity"},
+    "count(*) n, sum(amount) s, min(amount) low, max(amount) high, sum(quantity) q",
+    "id, month, category, amount, quantity",
+    "ittdi"};
+inline const Question kSparse{"product",  "city",          {{"SUM", "amount", "s", "sum(s)"}},
+                              {"amount"}, "sum(amount) s", "id, product, city, amount",
+                              "ittd"};
+
+/// By line and column; no text stands for the total of all.
+using Results = std::map<std::pair<std::string, std::string>, double>;
+
+/// The cells come out of one sort, and the totals out of the cells.
+inline std::string GroupBy(const Question& question) {
+    std::string cell;
+    std::string cells;
+    for (const Calculation& calculation : question.calculations) {
+        cell += std::string(", ") + calculation.ofCell;
+        cells += std::string(", ") + calculation.ofCells;
+    }
+    return std::string("WITH cells AS MATERIALIZED (SELECT ") + question.lines + " line, " +
+           question.columns + " place, " + question.kept + " FROM orders GROUP BY 1, 2) " +
+           "SELECT line, place" + cell + " FROM cells UNION ALL SELECT line, ''" + cells +
+           " FROM cells GROUP BY line UNION ALL SELECT '', place" + cells +
+           " FROM cells GROUP BY place UNION ALL SELECT '', ''" + cells + " FROM cells";
+}
+
+/// A view that only counts, for the time, or one that keeps what it's told, for the check.
+class View : public ITabulonResGridUI {
+public:
+    explicit View(Results* kept) : kept_(kept) {}
+
+    void StartRefresh() override {}
+    void EndRefresh() override {}
+    void Reset() override { cells_ = 0; }
+    void SetAxeCount(unsigned int /*count*/) override {}
+    void SetAxe(AxeDirection direction, const ETabulonGridAxe* axe) override {
+        axes_.at(direction) = axe;
+    }
+    void SetValue(unsigned int column, unsigned int line, const ETabulonValue& value) override {
+        if (!value.IsNull()) {
+            ++cells_;
+            Keep(line, column, value);
+        }
+    }
+    void SetTotal(const ETabulonValue& value) override { Keep(kAll, kAll, value); }
+    void SetTotal(AxeDirection direction, unsigned int index, const ETabulonValue& value) override {
+        const bool ofLine = direction == AxeColumns;
+        Keep(ofLine ? index : kAll, ofLine ? kAll : index, value);
+    }
+
+    [[nodiscard]] std::int64_t Cells() const noexcept { return cells_; }
+
+private:
+    static constexpr unsigned int kAll = 0xFFFFFFFF;
+
+    void Keep(unsigned int line, unsigned int column, const ETabulonValue& value) {
+        if (kept_ != nullptr) {
+            const auto place = std::pair{Text(AxeLines, line), Text(AxeColumns, column)};
+            Require(kept_->emplace(place, value.Data().AsDouble()).second, "a cell sent twice");
+        }
+    }
+    [[nodiscard]] std::string Text(AxeDirection direction, unsigned int index) const {
+        return index == kAll ? "" : axes_.at(direction)->Label(index).Data().AsChaine().c_str();
+    }
+
+    Results* kept_;  // not owned, may be null
+    std::array<const ETabulonGridAxe*, 2> axes_{};
+    std::int64_t cells_ = 0;
+};
+
+/// Lets records through and no reset, so that they fall into cells that exist.
+class Again : public ETabulonCursor::INotifier, public virtual ECountedUnknown {
+public:
+    explicit Again(ETabulonGridFiller& filler) : filler_(filler) {}
+    CursorStatus OnReset(const ETabulonTag& /*tag*/, const ETabulonCursor& /*cursor*/) override {
+        return StatusOk;
+    }
+    CursorStatus OnMove(const ETabulonCursor& cursor) override { return filler_.OnMove(cursor); }
+    void OnDone(const ETabulonCursor& /*cursor*/) override {}
+    void OnCancel(const ETabulonCursor& /*cursor*/) override {}
+    void OnError(const ETabulonCursor& /*cursor*/, CursorStatus /*status*/) override {}
+
+private:
+    ETabulonGridFiller& filler_;
+};
+
+/// One question in all its forms.
+class Grid {
+public:
+    Grid(std::int64_t rows, const Question& question)
+        : rows_(rows),
+          question_(question),
+          database_(OrdersFile(rows), Database::Mode::Read),
+          bare_(database_, std::string("SELECT ") + question.read + " FROM orders ORDER BY id"),
+          groups_(database_, GroupBy(question)),
+          orders_(rows, "orders", {question.lines, question.columns}, question.variables),
+          sortDesc_(orders_.Cursor().Levels()),
+          filler_(ERef<ETabulonGridFiller>::Adopt(
+              ETabulonGridFiller::Build(&orders_.Cursor(), nullptr))) {
+        orders_.Cursor().AddNotifier(filler_.Get());
+        Drop(0);
+    }
+    ~Grid() { orders_.Cursor().RemNotifier(filler_.Get()); }
+    Grid(const Grid&) = delete;
+    Grid& operator=(const Grid&) = delete;
+
+    void Floor() { Require(WalkBare(bare_, question_.kinds) == rows_, "rows of the bare walk"); }
+    void Groups() {
+        const std::string kinds = "tt" + std::string(question_.calculations.size(), 'd');
+        Require(WalkBare(groups_, kinds) > cells_, "rows of GROUP BY");
+    }
+    void Walk() {
+        Require(orders_.Cursor().Browse(ETabulonTag::Null) == StatusOk, "status of the walk");
+    }
+    void Ours() {
+        Walk();
+        View view(nullptr);
+        filler_->SendTo(&view);
+        cells_ = view.Cells();
+    }
+    /// Every result at every place is SQL's.
+    void Check() {
+        std::vector<Results> expected(question_.calculations.size());
+        while (groups_.Step()) {
+            const std::pair place{std::string(groups_.Text(0)), std::string(groups_.Text(1))};
+            int column = 2;
+            for (Results& results : expected) {
+                results.emplace(place, groups_.Double(column++));
+            }
+        }
+        groups_.Reset();
+        for (std::size_t shown = 0; shown < expected.size(); ++shown) {
+            Drop(static_cast<int>(shown));
+            Walk();
+            Results sent;
+            View view(&sent);
+            filler_->SendTo(&view);
+            Require(sent == expected[shown], std::string("grid of ") + question_.lines + " x " +
+                                                 question_.columns + " with " +
+                                                 question_.calculations[shown].function);
+            cells_ = view.Cells();
+        }
+    }
+    /// Ends what the last walk made; `shown` is the calculation that is sent.
+    void Drop(int shown) {
+        ETabulonCumulFuncOnVarCollection calculations;
+        for (const Calculation& calculation : question_.calculations) {
+            const std::string variable = calculation.variable;
+            calculations.AddCalculation(calculation.function, ETabulonVariableID(variable.c_str()),
+                                        variable == "amount" ? TYPE_DOUBLE : TYPE_INT64, 0,
+                                        variable.c_str());
+        }
+        calculations.SetPriorityCalculationPos(shown);
+        filler_->SetParams(&calculations, 2, &sortDesc_);
+    }
+    /// By what the end of the grid gives back.
+    [[nodiscard]] double BytesPerCell() {
+        Walk();
+        const std::size_t full = HeapBytes();
+        Drop(0);
+        return static_cast<double>(full - HeapBytes()) / static_cast<double>(cells_);
+    }
+    /// What a walk allocates whose cells are all there.
+    [[nodiscard]] double AllocationsAgain() {
+        Walk();
+        Again again(*filler_);
+        orders_.Cursor().RemNotifier(filler_.Get());
+        orders_.Cursor().AddNotifier(&again);
+        const std::uint64_t before = Allocations();
+        Walk();
+        const std::uint64_t after = Allocations();
+        orders_.Cursor().RemNotifier(&again);
+        orders_.Cursor().AddNotifier(filler_.Get());
+        return static_cast<double>(after - before);
+    }
+
+private:
+    std::int64_t rows_;
+    const Question& question_;
+    Database database_;
+    Statement bare_;
+    Statement groups_;
+    OrdersCursor orders_;
+    ETabulonSortDesc sortDesc_;
+    ERef<ETabulonGridFiller> filler_;
+    std::int64_t cells_ = 0;
+};
+
+}  // namespace etabulon::bench
