@@ -90,6 +90,7 @@ protected:
     static constexpr std::int64_t kRows = 20000;
 
     SqliteReadAhead() {
+        std::thread([] {}).join();  // a sanitizer has its own thread from the first one on
         EReadAhead::SetThreads(2);
         EReadAhead::SetLeastRecords(1000);
     }
