@@ -4,10 +4,16 @@
 #include "bench/OrdersCursor.h"
 #include "bench/RatioBench.h"
 #include "bench/Sqlite.h"
+#include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
+#include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
+#include "etabulon/grid/ETabulonGridFiller.h"
 #include "etabulon/pending/ETabulonPendingChanges.h"
+#include "etabulon/sort/ETabulonSortDesc.h"
+#include "etabulon/tree/EDataTree.h"
 
 #include <chrono>
+#include <functional>
 #include <string>
 
 namespace etabulon::bench {
@@ -112,6 +118,8 @@ public:
         changed_.textBytes += insertedBytes;
     }
 
+    [[nodiscard]] ETabulonCursor& Plain() noexcept { return orders_.Cursor(); }
+    [[nodiscard]] ETabulonCursor& Changed() noexcept { return overlay_; }
     void WalkPlain() { Walk(orders_.Cursor(), plain_); }
     void WalkChanged() { Walk(overlay_, changed_); }
 
@@ -135,6 +143,43 @@ private:
     Totals plain_;
     Totals changed_;
 };
+
+/// The filled grid of country by city, or the tree to customers, of the orders with and without the
+/// changes.
+void CompareFills(benchmark::State& state, const char* name,
+                  const std::function<void(ETabulonCursor&)>& fill) {
+    ChangedOrders orders(RunSizes().large);
+    Comparison walk;
+    walk.name = name;
+    walk.records = RunSizes().large;
+    walk.floor = [&] { fill(orders.Plain()); };
+    walk.ours = [&] { fill(orders.Changed()); };
+    walk.target = 1.3;
+    walk.aim = 1.15;
+    walk.unit = "x without";
+    RunComparison(state, walk);
+}
+
+void PendingGrid(benchmark::State& state) {
+    CompareFills(state, "pending: grid with 1,000 changes", [](ETabulonCursor& cursor) {
+        ETabulonCumulFuncOnVarCollection sum;
+        sum.AddCalculation("SUM", ETabulonVariableID("quantity"), TYPE_INT64, 0, "quantity");
+        ETabulonSortDesc sort(cursor.Levels());
+        const auto grid = ETabulonGridFiller::Make(&cursor, nullptr);
+        grid->SetParams(&sum, 2, &sort);
+        const ECursorListening listening(cursor, *grid);
+        Require(cursor.Browse(ETabulonTag::Null) == StatusOk, "status of a grid");
+    });
+}
+BENCHMARK(PendingGrid)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void PendingTree(benchmark::State& state) {
+    CompareFills(state, "pending: tree with 1,000 changes", [](ETabulonCursor& cursor) {
+        EDataTree tree(&cursor, "all", nullptr);
+        Require(tree.Fill() == StatusOk, "status of a fill");
+    });
+}
+BENCHMARK(PendingTree)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
 void PendingWalk(benchmark::State& state) {
     ChangedOrders orders(RunSizes().large);

@@ -2,8 +2,10 @@
 
 #include "bench/AllocationCounter.h"
 #include "bench/Orders.h"
+#include "etabulon/foundation/EReadAhead.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -39,10 +41,16 @@ double ThreadSeconds() {
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
-double Seconds(const std::function<void()>& work) {
-    const double start = ThreadSeconds();
+double ClockSeconds() {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return std::chrono::duration<double>(now).count();
+}
+
+double Seconds(const std::function<void()>& work, bool byTheClock = false) {
+    const auto now = byTheClock ? &ClockSeconds : &ThreadSeconds;
+    const double start = now();
     work();
-    return ThreadSeconds() - start;
+    return now() - start;
 }
 
 double Median(std::vector<double> values) {
@@ -71,6 +79,8 @@ std::string Limit(double limit) {
 
 }  // namespace
 
+double LastRatio() { return Lines().back().value; }
+
 double RunComparison(benchmark::State& state, const Comparison& comparison) {
     const auto endRun = [&comparison] {
         if (comparison.after) {
@@ -83,6 +93,7 @@ double RunComparison(benchmark::State& state, const Comparison& comparison) {
     std::vector<double> toFlat;
     double allocations = 0;
     const auto records = static_cast<double>(comparison.records);
+    EReadAhead::SetThreads(comparison.threads);
     for (auto _ : state) {
         comparison.floor();
         if (comparison.flat) {
@@ -91,10 +102,11 @@ double RunComparison(benchmark::State& state, const Comparison& comparison) {
         comparison.ours();
         endRun();
         for (int pair = 0; pair < RunSizes().pairs; ++pair) {
-            floors.push_back(Seconds(comparison.floor));
-            const double flat = comparison.flat ? Seconds(comparison.flat) : 0;
+            floors.push_back(Seconds(comparison.floor, comparison.byTheClock));
+            const double flat =
+                comparison.flat ? Seconds(comparison.flat, comparison.byTheClock) : 0;
             const std::uint64_t before = Allocations();
-            ours.push_back(Seconds(comparison.ours));
+            ours.push_back(Seconds(comparison.ours, comparison.byTheClock));
             allocations = static_cast<double>(Allocations() - before) / records;
             endRun();
             ratios.push_back(ours.back() / floors.back());
@@ -111,6 +123,7 @@ double RunComparison(benchmark::State& state, const Comparison& comparison) {
                     comparison.target,
                     comparison.aim,
                     Median(toFlat)};
+    EReadAhead::SetThreads(0);
     Lines().push_back(line);
     state.counters["ratio"] = line.value;
     state.counters["ns_per_record"] = line.oursNs;

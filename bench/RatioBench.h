@@ -10,6 +10,9 @@ namespace etabulon::bench {
 
 inline constexpr double kNoLimit = -1;
 
+/// What the lines recorded last were worth.
+[[nodiscard]] double LastRatio();
+
 /// What is compared with what. Speeds of two programs, or of two runs, differ by whatever else the
 /// machine does; the ratio of two loops taken in turns hardly does.
 struct Comparison {
@@ -24,6 +27,9 @@ struct Comparison {
     const char* unit = "x floor";  // what the floor is: not always the least that there is
     /// A hand-written loop that does the same work, which takes its turns between the two.
     std::function<void()> flat = {};
+    /// Threads that read ahead for ours; their work shows by the clock alone.
+    unsigned threads = 0;
+    bool byTheClock = false;
 };
 
 /// Runs floor / ours / floor / ours..., after one untimed turn of each. The counters of `state`

@@ -30,6 +30,15 @@ ETabulonCursor::BlockWalk::BlockWalk(ETabulonCursor& cursor) : cursor_(cursor) {
     isRunning_ = EBlockSource::AreEnabled() && CanRun(request) && cursor_.BeginBlocks(request);
 }
 
+bool ETabulonCursor::BlockWalk::IsLikely(const ETabulonCursor& cursor) noexcept {
+    const PTableau<INotifier*>& notifiers = cursor.notifiers_;
+    bool isLikely = EBlockSource::AreEnabled() && notifiers.Size() != 0;
+    for (std::size_t index = 0; isLikely && index < notifiers.Size(); ++index) {
+        isLikely = dynamic_cast<const IBlockNotifier*>(notifiers.At(index)) != nullptr;
+    }
+    return isLikely;
+}
+
 bool ETabulonCursor::BlockWalk::CanRun(EBlockRequest& request) {
     const PTableau<INotifier*>& notifiers = cursor_.notifiers_;
     for (std::size_t index = 0; index < notifiers.Size(); ++index) {
@@ -92,14 +101,84 @@ CursorStatus ETabulonCursor::BlockWalk::CallGetNextBlock() {
     if (status != StatusOk) {
         return cursor_.ReportStep(status);
     }
+    if (block_ == nullptr) {
+        End();
+        return cursor_.CallGetNext();
+    }
+    return cursor_.CountPassable(*block_, selected_) == selected_.size() ? PassOn(selected_)
+                                                                         : PassInParts();
+}
+
+CursorStatus ETabulonCursor::BlockWalk::PassOn(std::span<const EBlockIndex> records) {
     for (IBlockNotifier* const listener : listeners_) {
-        const CursorStatus answer = listener->OnBlock(cursor_, *block_, selected_);
+        const CursorStatus answer = listener->OnBlock(cursor_, *block_, records);
         if (answer != StatusOk) {
             return answer;
         }
     }
     return StatusOk;
 }
+
+// ----------------------------------------------------------------------------------------- singles
+
+/// Passes on the stretches between the records that come singly. A walk that ends within the
+/// block, or goes on by single steps from there, stands on the record that was shown last.
+CursorStatus ETabulonCursor::BlockWalk::PassInParts() {
+    std::span<const EBlockIndex> rest = selected_;
+    while (!rest.empty()) {
+        const std::size_t count = cursor_.CountPassable(*block_, rest);
+        if (count != 0) {
+            if (const CursorStatus answer = PassOn(rest.first(count)); answer != StatusOk) {
+                StandWhole(rest[count - 1]);
+                return answer;
+            }
+        }
+        if (count == rest.size()) {
+            break;
+        }
+        const EBlockIndex single = rest[count];
+        if (const CursorStatus status = ShowSingly(single); status != StatusOk) {
+            return status;
+        }
+        if (!HasSameListeners()) {
+            StandWhole(single);
+            End();
+            return StatusOk;
+        }
+        rest = rest.subspan(count + 1);
+    }
+    const auto last = static_cast<EBlockIndex>(block_->Size() - 1);
+    static_cast<void>(Stand(last, /*isWhole=*/false));
+    return StatusOk;
+}
+
+/// In place of CallGetNext for a record that the filter accepts as the table has it.
+CursorStatus ETabulonCursor::BlockWalk::ShowSingly(EBlockIndex record) {
+    CursorStatus status = cursor_.StandInBlock(*block_, record, /*isWhole=*/false);
+    if (status == StatusOk) {
+        status = cursor_.CallIsInFilter();
+    }
+    if (status == StatusRefused) {
+        return StatusOk;
+    }
+    const CursorStatus answer = cursor_.ReportStep(status);
+    if (status == StatusOk && answer != StatusOk) {
+        StandWhole(record);
+    }
+    return answer;
+}
+
+/// The status of the step that was made stands, whether or not the record can be read again.
+void ETabulonCursor::BlockWalk::StandWhole(EBlockIndex record) {
+    static_cast<void>(Stand(record, /*isWhole=*/true));
+}
+
+CursorStatus ETabulonCursor::BlockWalk::Stand(EBlockIndex record, bool isWhole) {
+    const CursorStatus status = cursor_.StandInBlock(*block_, record, isWhole);
+    return status == StatusOk ? cursor_.DeriveFields() : status;
+}
+
+// -------------------------------------------------------------------------------------------- step
 
 CursorStatus ETabulonCursor::BlockWalk::Step() {
     for (;;) {
@@ -109,6 +188,9 @@ CursorStatus ETabulonCursor::BlockWalk::Step() {
         const CursorStatus status = cursor_.GetNextBlock(block_);
         if (status != StatusOk) {
             return status;
+        }
+        if (block_ == nullptr) {
+            return StatusOk;
         }
         Select();
         if (!selected_.empty()) {

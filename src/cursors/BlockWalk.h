@@ -16,6 +16,8 @@ public:
     /// Begins if all that take part in the walk can.
     explicit BlockWalk(ETabulonCursor& cursor);
     ~BlockWalk() { End(); }
+    /// Whether all listeners may take blocks, before they are asked.
+    [[nodiscard]] static bool IsLikely(const ETabulonCursor& cursor) noexcept;
     BlockWalk(const BlockWalk&) = delete;
     BlockWalk& operator=(const BlockWalk&) = delete;
 
@@ -37,6 +39,11 @@ private:
     [[nodiscard]] bool AddTests(EBlockRequest& request);
     [[nodiscard]] bool HasSameListeners() const noexcept;
     [[nodiscard]] CursorStatus Step();
+    CursorStatus PassOn(std::span<const EBlockIndex> records);
+    CursorStatus PassInParts();
+    CursorStatus ShowSingly(EBlockIndex record);
+    void StandWhole(EBlockIndex record);
+    CursorStatus Stand(EBlockIndex record, bool isWhole);
     void Select();
     [[nodiscard]] std::size_t Keep(Test& test);
     [[nodiscard]] static bool IsAccepted(Test& test, const ERecordBlock& block, EBlockIndex record);

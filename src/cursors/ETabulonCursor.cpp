@@ -186,12 +186,16 @@ CursorStatus ETabulonCursor::ReportStep(CursorStatus status) {
     return status;
 }
 
-CursorStatus ETabulonCursor::CallIsInFilter() {
+CursorStatus ETabulonCursor::DeriveFields() {
     MarkStale();
     fieldsStatus_ = StatusOk;
     CalcFields();
-    if (fieldsStatus_ != StatusOk) {
-        return fieldsStatus_;
+    return fieldsStatus_;
+}
+
+CursorStatus ETabulonCursor::CallIsInFilter() {
+    if (const CursorStatus status = DeriveFields(); status != StatusOk) {
+        return status;
     }
     if (IsInFilter()) {
         return OnAcceptedByFilter();
@@ -211,6 +215,9 @@ bool ETabulonCursor::IsInFilter() const {
 }
 
 CursorStatus ETabulonCursor::Browse(const ETabulonTag& tag) {
+    if (BlockWalk::IsLikely(*this)) {
+        ExpectBlocks();
+    }
     CursorStatus status = CallReset(tag);
     if (status == StatusRefused) {
         status = StatusOk;  // the walk goes on behind the refused record
@@ -226,6 +233,16 @@ CursorStatus ETabulonCursor::Browse(const ETabulonTag& tag) {
 
 CursorStatus ETabulonCursor::GetNextBlock(const ERecordBlock*& block) {
     block = nullptr;
+    return StatusEnd;
+}
+
+std::size_t ETabulonCursor::CountPassable(const ERecordBlock& /*block*/,
+                                          std::span<const EBlockIndex> records) {
+    return records.size();
+}
+
+CursorStatus ETabulonCursor::StandInBlock(const ERecordBlock& /*block*/, EBlockIndex /*record*/,
+                                          bool /*isWhole*/) {
     return StatusEnd;
 }
 

@@ -1,5 +1,6 @@
 #include "etabulon/cursors/ETabulonCursorEData.h"
 
+#include "cursors/LinkedBlocks.h"
 #include "etabulon/foundation/DDico.h"
 #include "etabulon/foundation/EBlockSource.h"
 #include "etabulon/foundation/EDataTable.h"
@@ -19,6 +20,8 @@ constexpr int kLastTableLock = 200;
 constexpr int kRecordLockFlag = 300;
 
 }  // namespace
+
+ETabulonCursorEData::ETabulonCursorEData() = default;
 
 ETabulonCursorEData::~ETabulonCursorEData() { DropTable(); }
 
@@ -203,19 +206,50 @@ bool ETabulonCursorEData::HasOwnSteps() const noexcept {
     return typeid(*this) != typeid(ETabulonCursorEData);
 }
 
+void ETabulonCursorEData::ExpectBlocks() {
+    if (table_ == nullptr || recordLockBias_ != kNoLock || HasOwnSteps()) {
+        return;
+    }
+    if (EBlockSource* const blocks = table_->Blocks(); blocks != nullptr) {
+        blocks->ExpectWalk();
+    }
+}
+
 bool ETabulonCursorEData::BeginBlocks(const EBlockRequest& request) {
-    if (table_ == nullptr || recordLockBias_ != kNoLock || links_.Size() != 0 || HasOwnSteps()) {
+    if (table_ == nullptr || recordLockBias_ != kNoLock || HasOwnSteps()) {
         return false;
     }
     blocks_ = table_->Blocks();
-    return blocks_ != nullptr && blocks_->BeginBlocks(request);
+    if (blocks_ == nullptr) {
+        return false;
+    }
+    if (links_.Size() == 0) {
+        return blocks_->BeginBlocks(request);
+    }
+    linkedBlocks_ = std::make_unique<LinkedBlocks>(*this);
+    return linkedBlocks_->Begin(request);
 }
 
 CursorStatus ETabulonCursorEData::GetNextBlock(const ERecordBlock*& block) {
+    return linkedBlocks_ != nullptr ? linkedBlocks_->Next(block) : NextBlockOfTable(block);
+}
+
+CursorStatus ETabulonCursorEData::NextBlockOfTable(const ERecordBlock*& block) {
     ClearLinkError();
     block = blocks_->NextBlock();
     currentPosition_ = table_->position;
     return block != nullptr ? StatusOk : TableStatus();
+}
+
+CursorStatus ETabulonCursorEData::StandInBlock(const ERecordBlock& block, EBlockIndex record,
+                                               bool isWhole) {
+    if (isWhole) {
+        table_->RePos(block.Position(record), false);
+    } else {
+        blocks_->StandOn(record);
+    }
+    currentPosition_ = table_->position;
+    return currentPosition_ != kNoPosition ? StatusOk : TableStatus();
 }
 
 void ETabulonCursorEData::EndBlocks() noexcept {
@@ -223,6 +257,7 @@ void ETabulonCursorEData::EndBlocks() noexcept {
         blocks_->EndBlocks();
         blocks_ = nullptr;
     }
+    linkedBlocks_.reset();
 }
 
 void ETabulonCursorEData::ExtractPrimaryKey(ETabulonPrimaryKey& key) const {

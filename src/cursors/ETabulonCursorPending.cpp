@@ -1,11 +1,28 @@
 #include "etabulon/cursors/ETabulonCursorPending.h"
 
 #include "etabulon/foundation/EExpects.h"
+#include "pending/PendingBlocks.h"
 #include "pending/PendingFilter.h"
 
+#include <typeinfo>
 #include <utility>
 
 namespace etabulon {
+
+namespace {
+
+bool AreSame(const ETabulonLevels& a, const ETabulonLevels& b) {
+    bool same = a.Size() == b.Size();
+    for (unsigned int position = 0; same && position < a.Size(); ++position) {
+        const unsigned int level = a.GetLevelID(position);
+        same = level == b.GetLevelID(position) &&
+               a.GetLevel(level).DataID() == b.GetLevel(level).DataID() &&
+               a.GetLevel(level).DescID() == b.GetLevel(level).DescID();
+    }
+    return same;
+}
+
+}  // namespace
 
 ETabulonCursorPending::ETabulonCursorPending(ETabulonCursor* source,
                                              const ETabulonPendingChanges* changes)
@@ -73,6 +90,54 @@ CursorStatus ETabulonCursorPending::ShowInsert() {
         }
     }
     return StatusOk;
+}
+
+// ------------------------------------------------------------------------------------------ blocks
+
+bool ETabulonCursorPending::BeginBlocks(const EBlockRequest& request) {
+    if (typeid(*this) != typeid(ETabulonCursorPending) || inInserts_ ||
+        Source()->Notifiers().Size() != 0 ||
+        !AreSame(std::as_const(*this).Source()->Levels(), Levels())) {
+        return false;
+    }
+    EBlockRequest wider = request;
+    wider.keys = true;
+    blocks_ = std::make_unique<detail::PendingBlocks>();
+    blocks_->Want(Levels(), Fields(), wider);
+    return CallBeginBlocks(wider);
+}
+
+CursorStatus ETabulonCursorPending::GetNextBlock(const ERecordBlock*& block) {
+    mayBeDeleted_ = true;
+    markedVersion_ = 0;
+    const CursorStatus status = CallGetNextBlock(block);
+    return status == StatusEnd ? StatusOk : status;  // GetNext shows the inserts
+}
+
+void ETabulonCursorPending::EndBlocks() noexcept {
+    CallEndBlocks();
+    blocks_.reset();
+}
+
+/// Looks at the script again if it has changed since the block's last record.
+std::size_t ETabulonCursorPending::CountPassable(const ERecordBlock& block,
+                                                 std::span<const EBlockIndex> records) {
+    changes_->CopyFilter(*filter_, filterVersion_);
+    if (markedVersion_ != filterVersion_) {
+        markedVersion_ = filterVersion_;
+        blocks_->Mark(block, *filter_);
+    }
+    std::size_t count = 0;
+    while (count < records.size() && !blocks_->IsMarked(records[count])) {
+        ++count;
+    }
+    return count;
+}
+
+CursorStatus ETabulonCursorPending::StandInBlock(const ERecordBlock& block, EBlockIndex record,
+                                                 bool isWhole) {
+    mayBeDeleted_ = true;
+    return CallStandInBlock(block, record, isWhole);
 }
 
 void ETabulonCursorPending::CalcFields() {

@@ -47,6 +47,18 @@ CursorStatus ETabulonCursorRelay::GetNext() {
     return status;
 }
 
+CursorStatus ETabulonCursorRelay::CallGetNextBlock(const ERecordBlock*& block) {
+    const CursorStatus status = source_->GetNextBlock(block);
+    source_->MarkStale();
+    return status;
+}
+
+CursorStatus ETabulonCursorRelay::CallStandInBlock(const ERecordBlock& block, EBlockIndex record,
+                                                   bool isWhole) {
+    const CursorStatus status = source_->StandInBlock(block, record, isWhole);
+    return status == StatusOk ? source_->DeriveFields() : status;
+}
+
 bool ETabulonCursorRelay::IsInFilter() const { return source_->IsInFilter(); }
 
 void ETabulonCursorRelay::ResetCancel() { source_->ResetCancel(); }

@@ -155,7 +155,7 @@ void EBlockBuilder::AddColumn(const EFieldDesc& desc, const EBlockRequest::Colum
     shown.type = &TypeInfo(desc.Type());
     if (column->numbers_) {
         shown.numbers = column->numbered_.data();
-        shown.dictionary = column->dictionary_.get();
+        shown.dictionary = column->dictionary_;
     }
     if (column->form_ == EBlockColumn::Form::Words) {
         shown.words = column->words_.data();
@@ -173,7 +173,18 @@ std::unique_ptr<EBlockDictionary> EBlockBuilder::TakeDictionary() {
     dictionary.longKeys_.clear();
     dictionary.longKeys_.shrink_to_fit();
     detail::HashIndex().Swap(dictionary.index_);
-    return std::move(columns_[0]->dictionary_);
+    return std::move(columns_[0]->ownDictionary_);
+}
+
+void EBlockBuilder::ShareDictionaries(const EBlockBuilder& owner) noexcept {
+    for (std::size_t index = 0; index < columns_.size(); ++index) {
+        EBlockColumn& column = *columns_[index];
+        column.dictionary_ = owner.columns_[index]->dictionary_;
+        column.ownDictionary_.reset();
+        if (column.numbers_) {
+            block_.columns_[index].dictionary = column.dictionary_;
+        }
+    }
 }
 
 EBlockBuilder::~EBlockBuilder() = default;

@@ -106,8 +106,15 @@ const ERecordBlock* EDataColumns::BlockSource::NextBlock() {
         block_.positions_[record] = records_.PositionOf(first + record);
     }
     block_.size_ = size;
+    first_ = first;
     table_.Load(first + size - 1);
     return &block_;
+}
+
+void EDataColumns::BlockSource::StandOn(EBlockIndex record) {
+    const EWalkPlace place = table_.place_;
+    table_.Load(first_ + record);
+    table_.place_ = place;
 }
 
 void EDataColumns::BlockSource::Show(Plan& plan, ERecordBlock::Column& shown, std::size_t first,

@@ -20,6 +20,7 @@ public:
 
     bool BeginBlocks(const EBlockRequest& request) override;
     const ERecordBlock* NextBlock() override;
+    void StandOn(EBlockIndex record) override;
     void EndBlocks() noexcept override;
     void ReadKey(EPosition position, EFieldKey& key) const override;
     bool AreKeysPositions() const noexcept override;
@@ -55,6 +56,7 @@ private:
     ERecordBlock block_;
     std::vector<Plan> plans_;
     bool wantsKeys_ = false;
+    std::size_t first_ = 0;                                      // the block's first record
     std::map<unsigned, std::unique_ptr<Numbering>> numberings_;  // by column
     mutable std::vector<EColumnReader> keys_;
 };

@@ -62,6 +62,9 @@ public:
     /// Brings the buffer up to date with the record that the hop starts from, null if there is
     /// none. It is blank unless the target is found.
     [[nodiscard]] ERecordRead Follow(const std::byte* from);
+    [[nodiscard]] std::uint64_t Version() const {
+        return lookup_ == nullptr ? 0 : lookup_->Version();
+    }
     /// Why Open or Follow failed.
     [[nodiscard]] EDataError LastError() const {
         return lookup_ == nullptr ? openError_ : lookup_->LastError();
@@ -298,6 +301,14 @@ const void* LinkEngineEDataTable::FindBuffer(const LinkDescriptor& descriptor,
 }
 
 const EDataError& LinkEngineEDataTable::LastError() const { return state_->error; }
+
+std::uint64_t LinkEngineEDataTable::Version() const {
+    std::uint64_t sum = 0;  // of numbers that only grow
+    for (const auto& step : state_->steps) {
+        sum += step->Version();
+    }
+    return sum;
+}
 
 LinkEngineEDataTable::Step* LinkEngineEDataTable::FindStep(const LinkDescriptor& descriptor) const {
     const auto count = static_cast<std::int32_t>(state_->steps.size());

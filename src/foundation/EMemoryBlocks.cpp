@@ -52,6 +52,12 @@ const ERecordBlock* EDataMemory::BlockSource::NextBlock() {
     return &builder_->Finish(size);
 }
 
+void EDataMemory::BlockSource::StandOn(EBlockIndex record) {
+    const EWalkPlace place = table_.place_;
+    table_.Load(positions_[record]);
+    table_.place_ = place;
+}
+
 void EDataMemory::BlockSource::ReadKey(EPosition position, EFieldKey& key) const {
     if (const std::byte* const record = table_.records_->At(position); record != nullptr) {
         table_.records_->ReadKey(record, key);

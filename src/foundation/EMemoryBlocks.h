@@ -16,6 +16,7 @@ public:
 
     bool BeginBlocks(const EBlockRequest& request) override;
     const ERecordBlock* NextBlock() override;
+    void StandOn(EBlockIndex record) override;
     void EndBlocks() noexcept override { builder_.reset(); }
     void ReadKey(EPosition position, EFieldKey& key) const override;
 

@@ -85,4 +85,31 @@ PendingFilter::Answer PendingFilter::Ask(const ETabulonTag& tag) {
     return {(flags & kUpdates) != 0, (flags & kDeletes) != 0};
 }
 
+void PendingFilter::Mark(std::span<const unsigned int> levels,
+                         std::span<const std::vector<std::uint32_t>> hashes,
+                         std::span<std::uint8_t> marks) {
+    for (const Kind& kind : kinds_) {
+        if (kind.levels.size() > levels.size()) {
+            continue;  // as in Ask
+        }
+        if (!std::includes(levels.begin(), levels.end(), kind.levels.begin(), kind.levels.end())) {
+            std::fill(marks.begin(), marks.end(), std::uint8_t{1});
+            return;
+        }
+        keys_.assign(marks.size(), kind.levels.size());
+        for (const unsigned int level : kind.levels) {
+            const auto place = std::lower_bound(levels.begin(), levels.end(), level);
+            const std::uint32_t* const of =
+                hashes[static_cast<std::size_t>(place - levels.begin())].data();
+            for (std::size_t tag = 0; tag < marks.size(); ++tag) {
+                keys_[tag] = MixHash(keys_[tag], of[tag]);
+            }
+        }
+        for (std::size_t tag = 0; tag < marks.size(); ++tag) {
+            const std::uint64_t cell = keys_[tag] & (CellCount() - 1);
+            marks[tag] |= cells_[cell / kCellsPerByte] >> ShiftOf(cell) & (kUpdates | kDeletes);
+        }
+    }
+}
+
 }  // namespace etabulon::detail

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace etabulon::detail {
@@ -31,6 +32,10 @@ public:
     /// Whether so many changes were added that a larger filter pays: fewer than 32 cells for each.
     [[nodiscard]] bool IsFull() const noexcept { return added_ * kCellsPerChange > CellCount(); }
     [[nodiscard]] Answer Ask(const ETabulonTag& tag);
+    /// The same for `marks.size()` tags that hold these levels, in rising order: marks those to
+    /// which an update or a delete may apply. `hashes` are those of the tags' values, by level.
+    void Mark(std::span<const unsigned int> levels,
+              std::span<const std::vector<std::uint32_t>> hashes, std::span<std::uint8_t> marks);
 
 private:
     static constexpr std::size_t kCellsPerChange = 32;
@@ -48,6 +53,7 @@ private:
     std::vector<std::uint8_t> cells_;  // flags by hash, two bits each; a power of two
     std::size_t added_ = 0;
     std::vector<std::uint32_t> hashes_;  // of the values of the queried tag
+    std::vector<std::uint64_t> keys_;    // of the queried tags
 };
 
 }  // namespace etabulon::detail

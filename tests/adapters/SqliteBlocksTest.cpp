@@ -1,5 +1,7 @@
 #include "adapters/SqliteFixture.h"
 #include "blocks/RandomWalk.h"
+#include "etabulon/cursors/ETabulonCursorPending.h"
+#include "etabulon/foundation/EReadAhead.h"
 
 namespace etabulon::test {
 namespace {
@@ -34,11 +36,24 @@ std::string Literal(RandomWalk& walk, const std::string& type) {
 
 class SqliteBlocks : public SqliteTest {
 protected:
+    SqliteBlocks() = default;
+    ~SqliteBlocks() override {
+        EReadAhead::SetThreads(threads_);
+        EReadAhead::SetLeastRecords(EReadAhead::kLeastRecords);
+    }
     /// A table `t` with random values, and a view `v` of it.
     void Make(RandomWalk& walk, unsigned count) {
-        static const char* const kTypes[] = {
-            "INTEGER", "REAL",      "BOOLEAN", "DECIMAL(10,2)",       "DATE",
-            "TIME",    "TIMESTAMP", "TEXT",    "TEXT COLLATE NOCASE", "BLOB"};
+        static const char* const kTypes[] = {"INTEGER",
+                                             "REAL",
+                                             "BOOLEAN",
+                                             "DECIMAL(10,2)",
+                                             "DATE",
+                                             "TIME",
+                                             "TIMESTAMP",
+                                             "TEXT",
+                                             "TEXT COLLATE NOCASE",
+                                             "BLOB",
+                                             "INTEGER REFERENCES p"};
         static const char* const kKeys[] = {"k INTEGER PRIMARY KEY", "k TEXT PRIMARY KEY", "k",
                                             "k REAL PRIMARY KEY"};
         std::filesystem::remove(path);
@@ -46,7 +61,11 @@ protected:
         for (std::size_t column = 0; column < std::size(kTypes); ++column) {
             made += ", c" + std::to_string(column) + ' ' + kTypes[column];
         }
-        made += "); CREATE VIEW v AS SELECT * FROM t; BEGIN;";
+        made +=
+            "); CREATE VIEW v AS SELECT * FROM t; BEGIN;"
+            "CREATE TABLE p (id INTEGER PRIMARY KEY, name TEXT, n REAL);"
+            "INSERT INTO p VALUES (0, 'zero', 0.5), (1, NULL, 'odd'), (2, 'two', NULL),"
+            " (5, 'zero', 3);";
         for (unsigned row = 0; row < count; ++row) {
             made += "INSERT INTO t VALUES (" + std::to_string(static_cast<int>(row) - 3);
             for (const char* const type : kTypes) {
@@ -56,27 +75,45 @@ protected:
         }
         Run(made + "COMMIT");
     }
+
+private:
+    unsigned threads_ = EReadAhead::Threads();
 };
 
 TEST_F(SqliteBlocks, GiveWhatSingleStepsGive) {
     static constexpr unsigned kCounts[] = {0, 1, 3, 1024, 1025, 2050};
     std::size_t blocks = 0;
-    for (unsigned seed = 1; seed <= 24; ++seed) {
+    for (unsigned seed = 1; seed <= 32; ++seed) {
         SCOPED_TRACE(seed);
         RandomWalk walk(seed);
+        EReadAhead::SetThreads(walk.OneIn(3) ? 0 : 2);
+        EReadAhead::SetLeastRecords(1 + walk.Below(400));
         Make(walk, kCounts[seed % std::size(kCounts)]);
-        OpenTable(walk.OneIn(4) ? "v" : "t", {},
+        const bool isView = walk.OneIn(4);
+        const bool hasLinks = !isView && walk.OneIn(2);
+        ESqlTableOptions options;
+        if (walk.OneIn(3)) {
+            options.columns = {11, 3, 0, 8, 9};
+        }
+        OpenTable(isView ? "v" : "t", options,
                   walk.OneIn(2) ? ESqlOpenMode::ReadOnly : ESqlOpenMode::ReadWrite);
+        static constexpr const char* kLinks[] = {"c10>name", "c10>n"};
         ETabulonCursorSql cursor;
-        cursor.Init(walk.Levels(table->Fields()), table.get(), /*ownsTable=*/false);
+        cursor.Init(hasLinks ? walk.Levels(table->Fields(), kLinks) : walk.Levels(table->Fields()),
+                    table.get(), /*ownsTable=*/false);
+        ETabulonPendingChanges changes;
+        ETabulonCursorPending overlay(&cursor, &changes);
+        overlay.Init(cursor.Levels());
         for (int question = 0; question < 3; ++question) {
             blocks += walk.Compare(cursor);
+            walk.Change(cursor, changes);
+            blocks += walk.Compare(overlay);
         }
         if (HasFailure()) {
             return;
         }
     }
-    EXPECT_GT(blocks, 40U);
+    EXPECT_GT(blocks, 120U);
 }
 
 /// The walk of a grid and of a trace of all records, in one way.

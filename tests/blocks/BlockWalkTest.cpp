@@ -1,5 +1,6 @@
 #include "blocks/RandomWalk.h"
 #include "etabulon/cumul/ETabulonCumulFunc.h"
+#include "etabulon/cursors/ETabulonCursorPending.h"
 #include "etabulon/cursors/LoadColumns.h"
 #include "etabulon/pending/ETabulonPendingChanges.h"
 
@@ -41,7 +42,8 @@ constexpr Column kColumns[] = {
 
 /// A table of all types with random records.
 struct RandomTable {
-    RandomTable(RandomWalk& walk, unsigned count) : rubric(dico.AddRubric("T", "T")) {
+    RandomTable(RandomWalk& walk, unsigned count)
+        : dico(std::make_unique<DDico>()), rubric(dico->AddRubric("T", "T")) {
         for (const Column& column : kColumns) {
             rubric->AddVariable(column.name, column.name, column.type, column.size);
         }
@@ -88,9 +90,91 @@ struct RandomTable {
             }
         }
     }
-    DDico dico;
+    std::unique_ptr<DDico> dico;
     DRubric* rubric;
     std::unique_ptr<EDataMemory> table;
+};
+
+/// Fails to read the record of one key.
+class KeyFailingSource : public IRecordSource {
+public:
+    KeyFailingSource(IRecordSource& inner, const char* key) : inner_(inner), key_(key) {}
+    std::unique_ptr<IRecordLookup> OpenLookup(const DRubric& rubric,
+                                              std::span<const unsigned> keyVariables,
+                                              std::span<const unsigned> columns, EData* from,
+                                              EDataError& error) override {
+        return std::make_unique<Lookup>(
+            inner_.OpenLookup(rubric, keyVariables, columns, from, error), key_);
+    }
+
+private:
+    class Lookup : public IRecordLookup {
+    public:
+        Lookup(std::unique_ptr<IRecordLookup> inner, Chaine key)
+            : inner_(std::move(inner)), key_(std::move(key)) {}
+        ERecordRead Read(const EFieldKey& values, void* record) override {
+            const bool fails = values.At(0).AsChaine() == key_;
+            const ERecordRead read = inner_->Read(fails ? EFieldKey() : values, record);
+            return fails ? ERecordRead::Failed : read;
+        }
+        EDataError LastError() const override { return {1077, 0, "can't be read"}; }
+        void Forget() override { inner_->Forget(); }
+        std::uint64_t Version() const override { return inner_->Version(); }
+
+    private:
+        std::unique_ptr<IRecordLookup> inner_;
+        Chaine key_;
+    };
+    IRecordSource& inner_;
+    Chaine key_;
+};
+
+constexpr const char* kLinks[] = {"byText>name",      "byText>value", "byText>far>guid",
+                                  "byText>far>count", "byTwo>label",  "several>name"};
+
+/// Tables to which a random table links: by a text, by two columns, through two tables, and by a
+/// value that several records have. Most links find nothing.
+struct LinkTargets {
+    LinkTargets(RandomWalk& walk, RandomTable& data) {
+        DDico& dico = *data.dico;
+        DRubric* const named = dico.AddRubric("Named");
+        DRubric* const far = dico.AddRubric("Far");
+        DRubric* const two = dico.AddRubric("Two");
+        AddVariables(*named,
+                     {{"key", TYPE_CHAINE},
+                      {"name", TYPE_NC_CHAINE},
+                      {"value", TYPE_DOUBLE},
+                      {"more", TYPE_CHAINE}},
+                     {"key"});
+        AddVariables(
+            *far,
+            {{"key", TYPE_CHAINE}, {"guid", TYPE_GUID, 16}, {"count", TYPE_LONG, kNullableLong}},
+            {"key"});
+        AddVariables(*two,
+                     {{"a", TYPE_LONG, kNullableLong}, {"b", TYPE_INT8}, {"label", TYPE_CHAINE}},
+                     {"a", "b"});
+        data.rubric->AddLink("byText", {"text"}, named);
+        data.rubric->AddLink("byTwo", {"marked", "int8"}, two);
+        data.rubric->AddLink("several", {"folded"}, named, {"more"});
+        named->AddLink("far", {"more"}, far);
+        for (DRubric* const rubric : {named, far, two}) {
+            EDataMemory& target = *tables.emplace_back(std::make_unique<EDataMemory>(rubric));
+            for (int tries = 0; tries < 120; ++tries) {
+                std::vector<EVariant> values;
+                for (std::size_t at = 0; at < rubric->Size(); ++at) {
+                    values.push_back(walk.Value(rubric->At(at)->TypeCode()));
+                }
+                static_cast<void>(target.Append(values));  // refused if the key is there already
+            }
+        }
+        if (walk.OneIn(3)) {
+            failing = std::make_shared<KeyFailingSource>(*named->Source(),
+                                                         walk.OneIn(2) ? "aB" : "text 17");
+            named->SetSource(failing);
+        }
+    }
+    std::vector<std::unique_ptr<EDataMemory>> tables;
+    std::shared_ptr<IRecordSource> failing;
 };
 
 /// All that single steps show of a table: forward, by position, and backward.
@@ -177,6 +261,67 @@ TEST(WalkByBlocks, FillsAndRefreshesTreesAsSingleStepsDo) {
         }
     }
     EXPECT_GT(blocks, 100U);
+}
+
+TEST(WalkByBlocks, FollowsLinksAsSingleStepsDo) {
+    std::size_t blocks = 0;
+    std::size_t failures = 0;
+    for (unsigned seed = 1; seed <= 60; ++seed) {
+        SCOPED_TRACE(seed);
+        RandomWalk walk(seed);
+        RandomTable data(walk, kCounts[seed % std::size(kCounts)]);
+        const LinkTargets targets(walk, data);
+        ETabulonCursorEData cursor;
+        cursor.Init(walk.Levels(data.table->Fields(), kLinks), data.table.get(),
+                    /*ownsTable=*/false);
+        for (const char* const link : kLinks) {
+            if (walk.OneIn(2)) {
+                EXPECT_TRUE(cursor.DeclareLinkField(ETabulonVariableID(link)));
+            }
+        }
+        for (int question = 0; question < 3; ++question) {
+            blocks += walk.Compare(cursor);
+            failures += cursor.LinkError().status == 1077 ? 1 : 0;
+        }
+        blocks += walk.CompareTrees(cursor, [&] { data.Edit(walk); });
+        if (::testing::Test::HasFailure()) {
+            return;
+        }
+    }
+    EXPECT_GT(blocks, 200U);
+    EXPECT_GT(failures, 10U);
+}
+
+TEST(WalkByBlocks, ShowsPendingChangesAsSingleStepsDo) {
+    std::size_t blocks = 0;
+    for (unsigned seed = 1; seed <= 80; ++seed) {
+        SCOPED_TRACE(seed);
+        RandomWalk walk(seed);
+        RandomTable data(walk, kCounts[seed % std::size(kCounts)]);
+        std::optional<LinkTargets> targets;
+        if (walk.OneIn(2)) {
+            targets.emplace(walk, data);
+        }
+        ETabulonCursorEData cursor;
+        cursor.Init(
+            targets ? walk.Levels(data.table->Fields(), kLinks) : walk.Levels(data.table->Fields()),
+            data.table.get(), /*ownsTable=*/false);
+        ETabulonPendingChanges changes;
+        ETabulonCursorPending overlay(&cursor, &changes);
+        overlay.Init(cursor.Levels());
+        for (int question = 0; question < 3; ++question) {
+            walk.Change(cursor, changes);
+            blocks += walk.Compare(overlay);
+        }
+        blocks += walk.CompareTrees(overlay, [&] {
+            data.Edit(walk);
+            walk.Change(cursor, changes);
+        });
+        if (::testing::Test::HasFailure()) {
+            return;
+        }
+    }
+    EXPECT_GT(blocks, 200U);
 }
 
 // ------------------------------------------------------------------------------------ the decision

@@ -4,6 +4,7 @@
 #include "etabulon/cursors/ETabulonCursorEData.h"
 #include "etabulon/cursors/IBlockNotifier.h"
 #include "etabulon/grid/ETabulonGridFiller.h"
+#include "etabulon/pending/ETabulonPendingChanges.h"
 #include "etabulon/score/ETabulonScoreFiller.h"
 #include "etabulon/tree/EDataTree.h"
 #include "score/ScoreFixture.h"
@@ -32,12 +33,14 @@ private:
     bool before_ = EBlockSource::AreEnabled();
 };
 
-/// Writes down all fields, the tag and the key of each record, whether it comes alone or in a
-/// block.
+/// Writes down all fields, or every second, third..., the tag and the key of each record, whether
+/// it comes alone or in a block.
 class RecordTrace : public EBlockListener {
 public:
-    RecordTrace(bool wantsBlocks, std::size_t cancelAt)
-        : wantsBlocks_(wantsBlocks), cancelAt_(cancelAt) {}
+    RecordTrace(bool wantsBlocks, std::size_t cancelAt, unsigned every = 1)
+        : wantsBlocks_(wantsBlocks),
+          cancelAt_(cancelAt),
+          every_(static_cast<std::uint16_t>(every)) {}
 
     std::string trace;
     std::size_t records = 0;
@@ -49,7 +52,7 @@ public:
     }
     CursorStatus OnMove(const ETabulonCursor& cursor) override {
         const EFieldSet& fields = cursor.Fields();
-        for (std::uint16_t index = 0; index < fields.Size(); ++index) {
+        for (std::uint16_t index = 0; index < fields.Size(); index += every_) {
             trace += ExactText(fields.At(index)) + ' ';
         }
         AddKey(cursor.PrimaryKey());
@@ -59,7 +62,7 @@ public:
     bool WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request) override {
         columns_.clear();
         const EFieldSet& fields = cursor.Fields();
-        for (std::uint16_t index = 0; wantsBlocks_ && index < fields.Size(); ++index) {
+        for (std::uint16_t index = 0; wantsBlocks_ && index < fields.Size(); index += every_) {
             // One half as numbers, the other as values; other listeners may want them as well.
             columns_.push_back(index % 2 == 0 ? request.AddNumbers(fields.At(index))
                                               : request.AddValues(fields.At(index)));
@@ -118,6 +121,7 @@ private:
 
     bool wantsBlocks_;
     std::size_t cancelAt_;
+    std::uint16_t every_;
     std::vector<unsigned> columns_;
 };
 
@@ -175,8 +179,10 @@ public:
         }
     }
 
-    /// The levels by columns of the table, with labels at random. Call it before Compare.
-    [[nodiscard]] ETabulonLevels Levels(const EFieldSet& fields) {
+    /// The levels by columns of the table and by these links, with labels at random. Call it before
+    /// Compare.
+    [[nodiscard]] ETabulonLevels Levels(const EFieldSet& fields,
+                                        std::span<const char* const> links = {}) {
         ETabulonLevels levels;
         for (unsigned level = 0; level < kLevels; ++level) {
             std::uint16_t index = Any(fields);
@@ -184,8 +190,13 @@ public:
             for (int tries = 0; tries < 4 && !MayDifferWhenEqual(fields.At(index)); ++tries) {
                 index = Any(fields);
             }
-            const Chaine& data = fields.At(index).Name();
-            OneIn(3) ? levels.AddLevel(data, data, fields.At(Any(fields)).Name(), nullptr, false)
+            const auto name = [&](std::uint16_t own) {
+                return !links.empty() && OneIn(2)
+                           ? Chaine(links[Below(static_cast<unsigned>(links.size()))])
+                           : fields.At(own).Name();
+            };
+            const Chaine data = name(index);
+            OneIn(3) ? levels.AddLevel(data, data, name(Any(fields)), nullptr, false)
                      : levels.AddLevel(data, data, nullptr, false);
         }
         return levels;
@@ -235,6 +246,29 @@ public:
             edit();
         }
         return blocks;
+    }
+
+    /// Appends some updates, deletes and inserts at the values of records.
+    void Change(ETabulonCursor& cursor, ETabulonPendingChanges& changes) {
+        for (unsigned count = Below(12); count != 0; --count) {
+            const ETabulonTag tag = PlaceOf(cursor);
+            if (tag.IsRoot() && !OneIn(10)) {
+                continue;
+            }
+            const EField& field = cursor.Fields().At(Any(cursor.Fields()));
+            switch (Below(4)) {
+                case 0:
+                    changes.AppendDelete(tag);
+                    break;
+                case 1:
+                    changes.AppendInsert(tag);
+                    break;
+                default:
+                    changes.AppendUpdate(tag, ETabulonVariableID(field.Name()),
+                                         Value(field.Type()));
+                    break;
+            }
+        }
     }
 
 private:
@@ -321,6 +355,7 @@ private:
         }
         calculations_.SetPriorityCalculationPos(OneIn(2) ? 0 : -1);
         axes_ = Below(4);
+        every_ = 1 + Below(3);
         place_ = OneIn(2) ? ETabulonTag() : PlaceOf(cursor);
     }
     /// The values of some record at some levels.
@@ -362,7 +397,7 @@ private:
         grid->SetParams(&calculations_, axes_, &sort);
         const auto score = ETabulonScoreFiller::Make(&cursor, nullptr);
         score->SetParams(&calculations_, &sort, 1 + axes_ % 2);
-        const auto trace = MakeRef<RecordTrace>(/*wantsBlocks=*/true, cancelAt);
+        const auto trace = MakeRef<RecordTrace>(/*wantsBlocks=*/true, cancelAt, every_);
         Heard heard;
         {
             const ECursorListening first(cursor, *grid);
@@ -388,6 +423,7 @@ private:
     ETabulonSortDesc::SortKeyArray keys_;
     ETabulonCumulFuncOnVarCollection calculations_;
     unsigned axes_ = 0;
+    unsigned every_ = 1;
     ETabulonTag place_;
 };
 

@@ -1,6 +1,9 @@
 #include "ESqlBlocks.h"
 
+#include "etabulon/foundation/EReadAhead.h"
+
 #include <algorithm>
+#include <limits>
 #include <typeinfo>
 
 namespace etabulon {
@@ -15,11 +18,20 @@ EBlockSource* ESqlTable::Blocks() {
     return blocks_.get();
 }
 
+void ESqlTable::BlockSource::ExpectWalk() {
+    State& s = *table_.state_;
+    s.expectsBlocks = EReadAhead::Threads() != 0;
+    if (s.expectsBlocks && s.readAhead == nullptr) {
+        s.readAhead = std::make_unique<ReadAhead>(table_);
+    }
+}
+
 bool ESqlTable::BlockSource::BeginBlocks(const EBlockRequest& request) {
     State& s = *table_.state_;
     if (s.walk != State::Walk::Streaming || s.moved || s.keyStatement != nullptr) {
         return false;
     }
+    fields_.clear();
     std::vector<EFieldDesc> descs;
     std::vector<ESqlCell> cells;
     std::vector<std::uint64_t> mismatches = s.data.mismatchesBefore;
@@ -29,6 +41,7 @@ bool ESqlTable::BlockSource::BeginBlocks(const EBlockRequest& request) {
             return false;
         }
         descs.push_back(column.field->Desc());
+        fields_.push_back(static_cast<std::uint16_t>(field));
         cells.push_back(s.row.cells[static_cast<std::size_t>(field)]);
         mismatches[static_cast<std::size_t>(field)] =
             s.data.mismatches[static_cast<std::size_t>(field)];
@@ -36,6 +49,10 @@ bool ESqlTable::BlockSource::BeginBlocks(const EBlockRequest& request) {
     // The first record, a single step, has counted the columns that the blocks leave out.
     std::copy(mismatches.begin(), mismatches.end(), s.data.mismatches.begin());
     builder_.emplace(*this, request, descs);
+    ahead_ = nullptr;
+    if (s.readAhead != nullptr && s.readAhead->Start(*this, request, descs, cells, *builder_)) {
+        s.walk = State::Walk::Ahead;
+    }
     rows_.row = s.row;
     rows_.row.cells = std::move(cells);
     rows_.row.record = static_cast<std::byte*>(scratch_.Get());
@@ -55,12 +72,30 @@ bool ESqlTable::BlockSource::BeginBlocks(const EBlockRequest& request) {
 }
 
 void ESqlTable::BlockSource::EndBlocks() noexcept {
+    State& s = *table_.state_;
+    try {
+        s.ComeBack();
+    } catch (const std::bad_alloc&) {
+        s.NoteMemory();
+        s.BreakWalk();
+    }
+    if (s.walk == State::Walk::Broken && s.isBlank) {
+        table_.Leave(s.error.status);
+    }
+    if (s.readAhead != nullptr) {
+        s.readAhead->Free();
+    }
+    ahead_ = nullptr;
     builder_.reset();
     rows_.cells.clear();
 }
 
 const ERecordBlock* ESqlTable::BlockSource::NextBlock() {
     State& s = *table_.state_;
+    if (s.walk == State::Walk::Ahead && !s.moved) {
+        return TakeAhead();
+    }
+    ahead_ = nullptr;
     if (s.walk != State::Walk::Streaming || s.moved) {
         return StepSingly();
     }
@@ -78,7 +113,60 @@ const ERecordBlock* ESqlTable::BlockSource::NextBlock() {
     } else {
         s.ClearError();  // a failure follows the records before it
     }
-    return &builder_->Finish(size);
+    isSingle_ = false;
+    return block_ = &builder_->Finish(size);
+}
+
+/// The next block that another thread has read.
+const ERecordBlock* ESqlTable::BlockSource::TakeAhead() {
+    State& s = *table_.state_;
+    isSingle_ = false;
+    ESqlError error;
+    ReadAhead::Outcome outcome = ReadAhead::Outcome::Stopped;
+    if (!s.MustStop()) {
+        outcome = s.readAhead->Next(
+            ahead_, [&s] { return s.MustStop(); }, error);
+    }
+    switch (outcome) {
+        case ReadAhead::Outcome::Block:
+            return FinishAhead();
+        case ReadAhead::Outcome::End:
+            s.EndStreaming();
+            s.walk = State::Walk::Ended;
+            table_.Leave(DataEnd);
+            return nullptr;
+        case ReadAhead::Outcome::Failed:
+            s.error = error;
+            s.CheckAtomic();
+            s.NoteCancel();
+            break;
+        default:
+            break;
+    }
+    s.BreakWalk();
+    table_.Leave(s.error.status);
+    return nullptr;
+}
+
+const ERecordBlock* ESqlTable::BlockSource::FinishAhead() {
+    State& s = *table_.state_;
+    const std::size_t size = ahead_->rows.Size();
+    // No key is the lowest, which has no position: that would have been the first record's.
+    const auto positionOf = [](std::int64_t key) { return key >= 0 ? key : key - 1; };
+    if (EPosition* const positions = ahead_->builder->Positions(); positions != nullptr) {
+        for (std::size_t row = 0; row < size; ++row) {
+            positions[row] = positionOf(ahead_->rows.integerKeys[row]);
+        }
+    }
+    for (std::size_t column = 0; column < fields_.size(); ++column) {
+        *s.row.cells[fields_[column]].mismatches += ahead_->mismatches[column];
+    }
+    s.walkPosition = positionOf(ahead_->rows.integerKeys[size - 1]);
+    s.loadedFrom = State::Loaded::No;
+    s.record.Clear();
+    table_.Arrive(s.walkPosition);
+    s.isBlank = true;
+    return block_ = &ahead_->builder->Finish(size);
 }
 
 /// Steps over the rows of a block. The walk is broken or ended if it can't go on behind them.
@@ -170,7 +258,38 @@ const ERecordBlock* ESqlTable::BlockSource::StepSingly() {
     if (EPosition* const positions = builder_->Positions(); positions != nullptr) {
         *positions = table_.position;
     }
-    return &builder_->Finish(1);
+    isSingle_ = true;
+    return block_ = &builder_->Finish(1);
+}
+
+void ESqlTable::BlockSource::StandOn(EBlockIndex record) {
+    State& s = *table_.state_;
+    if (isSingle_) {
+        return;
+    }
+    if (record + std::size_t{1} == block_->Size() && s.walk == State::Walk::Streaming) {
+        return StandOnLast(s.walkPosition);
+    }
+    if (record + std::size_t{1} == block_->Size() && s.walk == State::Walk::Ahead && !s.moved &&
+        s.ReadBlank() == State::Find::Found) {
+        table_.Arrive(s.walkPosition);
+        return;
+    }
+    Show(record);
+}
+
+/// Fills the table's record from the block.
+void ESqlTable::BlockSource::Show(EBlockIndex record) {
+    State& s = *table_.state_;
+    s.record.Clear();
+    EFieldSet& fields = table_.Fields();
+    for (std::size_t column = 0; column < fields_.size(); ++column) {
+        fields.At(fields_[column]) <<= block_->Value(static_cast<unsigned>(column), record);
+    }
+    s.loadedFrom = State::Loaded::No;
+    const EPosition* const positions =
+        ahead_ != nullptr ? ahead_->builder->Positions() : builder_->Positions();
+    table_.Arrive(positions != nullptr ? positions[record] : table_.position);
 }
 
 void ESqlTable::BlockSource::ReadKey(EPosition position, EFieldKey& key) const {

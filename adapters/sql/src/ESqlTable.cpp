@@ -1,10 +1,12 @@
 #include "etabulon/sql/ESqlTable.h"
 
 #include "ESqlBlocks.h"
+#include "ESqlReadAhead.h"
 #include "ESqlTableState.h"
 #include "etabulon/values/ETabulonValue.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace etabulon {
 
@@ -45,6 +47,19 @@ EPosition ESqlTable::GetFirst() {
         return Leave(s.error.status);
     }
     s.walk = State::Walk::Streaming;
+    if (!std::exchange(s.expectsBlocks, false)) {
+        return StepStreaming();
+    }
+    s.mismatchesBefore = s.data.mismatches;
+    const EPosition first = StepStreaming();
+    return first != kNoPosition ? s.readAhead->Prepare(first) : first;
+}
+
+/// The first step again.
+EPosition ESqlTable::StreamAgain() {
+    State& s = *state_;
+    s.walkStatement->Reset();
+    s.data.mismatches = s.mismatchesBefore;
     return StepStreaming();
 }
 
@@ -105,6 +120,10 @@ EPosition ESqlTable::StepStreaming() {
 /// A step that isn't the next one of a streaming statement.
 EPosition ESqlTable::StepElsewhere(bool forward) {
     State& s = *state_;
+    if (s.walk == State::Walk::Ahead) {
+        s.ComeBack();
+        return forward ? GetNext() : GetPrevious();
+    }
     if (s.walk == State::Walk::Broken) {
         s.error = s.walkFailure;
         return Leave(s.error.status);
@@ -227,6 +246,7 @@ EPosition ESqlTable::Arrive(EPosition newPosition) {
     s.ClearError();
     s.ForgetSets();
     s.keyStale = true;
+    s.isBlank = false;
     s.MirrorLinkColumns();
     position = newPosition;
     status = DataOk;
@@ -248,6 +268,7 @@ EPosition ESqlTable::Leave(std::int32_t newStatus) {
     position = kNoPosition;
     s.loadedFrom = State::Loaded::No;
     s.keyStale = true;
+    s.isBlank = false;
     s.record.Clear();
     s.ForgetSets();
     s.MirrorLinkColumns();
@@ -298,6 +319,12 @@ void ESqlTable::EndSteps() {
     State& s = *state_;
     if (s.walk == State::Walk::Streaming) {
         s.TakeLoaded();
+        s.EndStreaming();
+    } else if (s.walk == State::Walk::Ahead) {
+        if (s.isBlank && s.ReadBlank() != State::Find::Found) {
+            Leave(DataNoCurrent);
+        }
+        s.isBlank = false;
         s.EndStreaming();
     }
     s.walk = State::Walk::None;

@@ -133,8 +133,20 @@ bool ESqlTable::State::IsListedStateSeen() const {
 }
 
 ESqlTable::State::Find ESqlTable::State::ReadByKey(EPosition position) {
-    // Decodes `row` last, so that a failed read changes as little of the record as possible.
-    ESqlRow* const rows[] = {&loadedRow, &row};
+    return ReadRecord(row, position);
+}
+
+ESqlTable::State::Find ESqlTable::State::ReadBlank() {
+    ESqlRow again = row;
+    for (ESqlCell& cell : again.cells) {
+        cell.mismatches = &readAgain;
+    }
+    return ReadRecord(again, walkPosition);
+}
+
+ESqlTable::State::Find ESqlTable::State::ReadRecord(ESqlRow& into, EPosition position) {
+    // Decodes `into` last, so that a failed read changes as little of the record as possible.
+    ESqlRow* const rows[] = {&loadedRow, &into};
     const std::span<ESqlRow* const> read = rows;
     const Find found = ReadInto(writable ? read : read.last(1), position);
     if (found == Find::Found) {

@@ -1,5 +1,7 @@
 #include "ESqlTableState.h"
 
+#include "ESqlReadAhead.h"
+
 #include <limits>
 #include <set>
 #include <utility>
@@ -202,6 +204,13 @@ void ESqlTable::State::NoteError(std::int32_t status, std::string_view what) {
     error.text.Append(what);
 }
 
+/// Without a text, which needs memory.
+void ESqlTable::State::NoteMemory() noexcept {
+    error.status = DataOther;
+    error.engineCode = 0;
+    error.text = Chaine();
+}
+
 // ------------------------------------------------------------------------------------------- walks
 
 bool ESqlTable::State::StartStatement(const std::string& select) {
@@ -254,6 +263,9 @@ ESqlStep ESqlTable::State::StepStatement() {
 }
 
 void ESqlTable::State::EndStreaming() noexcept {
+    if (readAhead != nullptr) {
+        readAhead->End();
+    }
     if (walkStatement != nullptr) {
         walkStatement->Reset();
     }
@@ -295,7 +307,40 @@ bool ESqlTable::State::LetStateGo() noexcept {
     return std::exchange(isHolding, false);
 }
 
+/// A walk that moved elsewhere needs no record: its next step lists the keys.
+void ESqlTable::State::ComeBack() {
+    if (walk != Walk::Ahead) {
+        return;
+    }
+    walk = Walk::Streaming;
+    if (!moved) {
+        const std::string key = Ranges::Column(info);
+        auto from =
+            connection->Prepare(selectRow + " WHERE " + key + " >= ?1" + SqlOrder(info, {}));
+        ESqlRow into = row;
+        into.cells.resize(isBlank ? into.cells.size() : 0);
+        for (ESqlCell& cell : into.cells) {
+            cell.mismatches = &readAgain;
+        }
+        if (from != nullptr) {
+            BindKey(*from, 1, AddressOf(walkPosition));
+        }
+        // It begins while the walk's statement holds the state.
+        if (from == nullptr || from->StepWalk(into) != ESqlStep::Row) {
+            NoteWalkError();
+            return BreakWalk();
+        }
+        walkText.clear();
+        walkStatement = std::move(from);
+        loadedFrom = isBlank ? Loaded::InStatement : loadedFrom;
+        isBlank = false;
+        MirrorLinkColumns();
+    }
+    readAhead->End();
+}
+
 void ESqlTable::State::LeaveStreaming() {
+    ComeBack();
     if (walk != Walk::Streaming || info.keyKind == ESqlKeyKind::None) {
         return;
     }

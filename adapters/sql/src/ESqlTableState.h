@@ -27,6 +27,7 @@ struct ESqlTable::State {
         Listed = 2,     // the walk reads the records of `keys`
         Ended = 3,
         Broken = 4,  // failed with `walkFailure`
+        Ahead = 5,   // other threads read; the statement stands on the walk's first record
     };
     /// Where the current record's values as loaded are.
     enum class Loaded : std::uint8_t {
@@ -86,6 +87,7 @@ struct ESqlTable::State {
     /// Replaces `error` by kDataInterrupted if a cancel ended the wait that failed.
     void NoteCancel();
     void NoteError(std::int32_t status, std::string_view what);
+    void NoteMemory() noexcept;
     /// Whether the walk was interrupted or its source closed; true with `error`.
     [[nodiscard]] bool MustStop();
     void ClearError() {
@@ -119,11 +121,17 @@ struct ESqlTable::State {
     void NoteListedState();
     /// Whether the table still reads the state in which the list of keys was read.
     [[nodiscard]] bool IsListedStateSeen() const;
+    /// Turns a walk that other threads read into a streaming one, on the record that it delivered
+    /// last.
+    void ComeBack();
     /// Turns a streaming walk into a walk over the keys that remain.
     void LeaveStreaming();
     [[nodiscard]] Find ReadByKey(EPosition position);
     /// The same into `loaded` alone, which then may be of another record than the current one.
     [[nodiscard]] Find ReadLoaded(EPosition position);
+    /// Reads the walk's record, which a block has delivered and counted the mismatches of.
+    [[nodiscard]] Find ReadBlank();
+    [[nodiscard]] Find ReadRecord(ESqlRow& into, EPosition position);
     [[nodiscard]] Find ReadInto(std::span<ESqlRow* const> rows, EPosition position);
     /// Tests whether the record exists, without loading it.
     [[nodiscard]] Find LookUp(EPosition position);
@@ -199,6 +207,10 @@ struct ESqlTable::State {
     bool moved = false;  // RePos left the walk's record
     EPosition walkPosition = kNoPosition;
     ESqlError walkFailure;
+    std::unique_ptr<ReadAhead> readAhead;  // made when it is first asked for
+    bool expectsBlocks = false;            // of the next walk
+    bool isBlank = false;  // the table stands on walkPosition, and its fields weren't loaded
+    std::vector<std::uint64_t> mismatchesBefore;  // the counts before the walk's first step
 
     std::unordered_map<std::string, std::unique_ptr<ISqlStatement>> statements;
     ESqlError error;

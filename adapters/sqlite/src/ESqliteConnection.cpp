@@ -159,16 +159,16 @@ bool IsSqliteMemory(const Chaine& location) noexcept {
 std::unique_ptr<ESqliteConnection> ESqliteConnection::Open(const Chaine& location,
                                                            ESqlOpenMode mode, ESqlError& error) {
     const auto end = Clock::now() + kPatience;
-    auto connection = OpenOnce(location, mode, error);
+    auto connection = OpenOnce(location, mode, Waiting::Alone, error);
     while (connection == nullptr && IsPassing(error.engineCode) && Clock::now() < end) {
         std::this_thread::sleep_for(kBusyTurn);
-        connection = OpenOnce(location, mode, error);
+        connection = OpenOnce(location, mode, Waiting::Alone, error);
     }
     return connection;
 }
 
 std::unique_ptr<ESqliteConnection> ESqliteConnection::OpenOnce(const Chaine& location,
-                                                               ESqlOpenMode mode,
+                                                               ESqlOpenMode mode, Waiting waiting,
                                                                ESqlError& error) {
     error = ESqlError{};
     std::string uri(location.View());
@@ -192,7 +192,12 @@ std::unique_ptr<ESqliteConnection> ESqliteConnection::OpenOnce(const Chaine& loc
         connection->ReadHeader().isWriteAhead) {
         connection = OpenWriteAhead(std::move(connection), uri, error);
     }
-    if (connection != nullptr && !connection->SetUp(mode)) {
+    if (connection == nullptr) {
+        return nullptr;
+    }
+    connection->waiting_ = waiting;
+    connection->mode_ = mode;
+    if (!connection->SetUp(mode)) {
         error = connection->LastError();
         return nullptr;
     }
@@ -279,7 +284,7 @@ bool ESqliteConnection::SetUp(ESqlOpenMode mode) {
 }
 
 ESqliteConnection::~ESqliteConnection() {
-    for (Statement* const statement : {&begin_, &commit_, &rollback_, &look_}) {
+    for (Statement* const statement : {&begin_, &commit_, &rollback_, &look_, &state_}) {
         statement->reset();
     }
     if (!log_.empty() && SizeOf(log_) > 0) {

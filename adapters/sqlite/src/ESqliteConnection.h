@@ -41,6 +41,10 @@ public:
     std::int64_t Changes() const override { return sqlite3_changes64(database_); }
     std::int64_t TotalChanges() const override { return sqlite3_total_changes64(database_); }
     const std::string& Identity() const override { return identity_; }
+    std::unique_ptr<ISqlConnection> OpenReader() override;
+    std::optional<std::int64_t> StateNumber() override;
+    bool BeginReading() override;
+    void EndReading() noexcept override;
 
     [[nodiscard]] sqlite3* Handle() const noexcept { return database_; }
     /// Returns `step`, or Failed if pages of two states of the file may have been read.
@@ -77,6 +81,7 @@ private:
         : location_(location), identity_(std::move(identity)) {}
     [[nodiscard]] static std::unique_ptr<ESqliteConnection> OpenOnce(const Chaine& location,
                                                                      ESqlOpenMode mode,
+                                                                     Waiting waiting,
                                                                      ESqlError& error);
     [[nodiscard]] static std::unique_ptr<ESqliteConnection> OpenUri(const Chaine& location,
                                                                     const std::string& uri,
@@ -115,6 +120,8 @@ private:
     Statement commit_;
     Statement rollback_;
     Statement look_;
+    Statement state_;  // prepared with the first StateNumber
+    ESqlOpenMode mode_ = ESqlOpenMode::ReadOnly;
 };
 
 /// Whether the location names a database in memory.

@@ -4,6 +4,7 @@
 #include "etabulon/foundation/ECountedUnknown.h"
 #include "etabulon/foundation/ECriticalSection.h"
 #include "etabulon/foundation/EFieldSet.h"
+#include "etabulon/foundation/ERecordBlock.h"
 #include "etabulon/foundation/PTableau.h"
 #include "etabulon/values/ETabulonLevels.h"
 #include "etabulon/values/ETabulonPrimaryKey.h"
@@ -12,12 +13,12 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 namespace etabulon {
 
 class EExtract;
-class ERecordBlock;
 struct EBlockRequest;
 
 /// A long-running activity that can be asked whether it was cancelled.
@@ -144,13 +145,24 @@ protected:
     virtual EFieldSet& iFields();
     virtual CursorStatus Reset(const ETabulonTag& tag) = 0;
     virtual CursorStatus GetNext() = 0;
+    /// Called before Reset if the walk likely goes by blocks.
+    virtual void ExpectBlocks() {}
     // The records behind the current one, block by block, in place of calls of GetNext; see
     // IBlockNotifier. A cursor that has a part in single steps (a step, derived fields, a filter, a
     // tag or key of its own) doesn't begin, as here.
     [[nodiscard]] virtual bool BeginBlocks(const EBlockRequest& /*request*/) { return false; }
-    /// A block with StatusOk, otherwise the status that GetNext would return.
+    /// A block with StatusOk, otherwise the status that GetNext would return. StatusOk without a
+    /// block: the walk goes on by single steps.
     virtual CursorStatus GetNextBlock(const ERecordBlock*& block);
     virtual void EndBlocks() noexcept {}
+    /// How many of these records of the last block, from the first on, listeners may take in the
+    /// block. The one behind them comes by OnMove.
+    [[nodiscard]] virtual std::size_t CountPassable(const ERecordBlock& block,
+                                                    std::span<const EBlockIndex> records);
+    /// Makes a record of the last block the cursor's record, as GetNext would. Without `isWhole`
+    /// only fields that listeners asked for have their values, and the walk goes on behind the
+    /// block; otherwise single steps go on behind the record.
+    virtual CursorStatus StandInBlock(const ERecordBlock& block, EBlockIndex record, bool isWhole);
     virtual void DeclareFields() {}
     virtual void PrepareFields() {}
     virtual void CalcFields() {}
@@ -171,6 +183,8 @@ protected:
     CursorStatus CallReset(const ETabulonTag& tag);
     CursorStatus CallGetNext();
     CursorStatus CallIsInFilter();
+    /// CalcFields for a record that the fields hold. The status is that of a failure, or StatusOk.
+    CursorStatus DeriveFields();
     EField& iField(const ETabulonVariableID& id) { return id.GetIn(iFields()); }
 
     [[nodiscard]] const ETabulonTag& FilterTag() const noexcept { return filterTag_; }

@@ -22,7 +22,7 @@ class EBlockSource;
 ///            session of the table and the last ends it; the count never destroys the cursor.
 class ETABULON_API ETabulonCursorEData : public ETabulonCursor, public ETabulonCursor::IUpdater {
 public:
-    ETabulonCursorEData() = default;
+    ETabulonCursorEData();
     ~ETabulonCursorEData() override;
 
     /// Requires a table. With null, which a source returns for an unknown name, the cursor has no
@@ -55,10 +55,12 @@ protected:
     EFieldSet& iFields() override;
     CursorStatus Reset(const ETabulonTag& tag) override;
     CursorStatus GetNext() override;
-    /// By the table's blocks, unless records are locked or reached through links.
+    void ExpectBlocks() override;
+    /// By the table's blocks, unless records are locked. Links are followed once for each key.
     [[nodiscard]] bool BeginBlocks(const EBlockRequest& request) override;
     CursorStatus GetNextBlock(const ERecordBlock*& block) override;
     void EndBlocks() noexcept override;
+    CursorStatus StandInBlock(const ERecordBlock& block, EBlockIndex record, bool isWhole) override;
     /// Whether the cursor's class may have a part in single steps, which a walk by blocks would
     /// pass over. True for a derived class that doesn't override this:
     ///     return typeid(*this) != typeid(Mine);
@@ -85,12 +87,14 @@ protected:
     [[nodiscard]] EPosition CurrentPosition() const noexcept { return currentPosition_; }
 
 private:
+    class LinkedBlocks;
     void AddRef() override;
     std::int32_t Release() override;
     [[nodiscard]] CursorStatus TableStatus() const noexcept;
     [[nodiscard]] bool HasTable() const noexcept;
     [[nodiscard]] Chaine QualifiedPath(const Chaine& code) const;
     void ReportLinkFailure();
+    CursorStatus NextBlockOfTable(const ERecordBlock*& block);
     void ClearLinkError() {
         if (linkError_.status != DataOk) {
             linkError_ = EDataError{};
@@ -103,8 +107,9 @@ private:
     Chaine tableName_;
     EPosition currentPosition_ = kNoPosition;
     std::int32_t recordLockBias_ = 0;
-    EBlockSource* blocks_ = nullptr;     // the table's, while a walk goes by blocks
-    ILinkEngine* linkEngine_ = nullptr;  // owned
+    EBlockSource* blocks_ = nullptr;              // the table's, while a walk goes by blocks
+    std::unique_ptr<LinkedBlocks> linkedBlocks_;  // of such a walk, if there are links
+    ILinkEngine* linkEngine_ = nullptr;           // owned
     std::unique_ptr<IBufferProvider> bufferProvider_;
     bool ownsTable_ = false;
     FSortedMap<ETabulonVariableID, LinkDescriptor> links_;

@@ -8,6 +8,10 @@
 
 namespace etabulon {
 
+namespace detail {
+class PendingBlocks;
+}
+
 /// Shows its source as it would look once the pending changes were saved: the walk skips deleted
 /// records, updated records show their new values, and inserts follow the source's last record.
 ///
@@ -26,6 +30,15 @@ protected:
     EFieldSet& iFields() override;
     CursorStatus Reset(const ETabulonTag& tag) override;
     CursorStatus GetNext() override;
+    void ExpectBlocks() override { CallExpectBlocks(); }
+    /// By the source's blocks, if the source has the same levels and no listeners. Records to
+    /// which changes may apply come singly.
+    [[nodiscard]] bool BeginBlocks(const EBlockRequest& request) override;
+    CursorStatus GetNextBlock(const ERecordBlock*& block) override;
+    void EndBlocks() noexcept override;
+    [[nodiscard]] std::size_t CountPassable(const ERecordBlock& block,
+                                            std::span<const EBlockIndex> records) override;
+    CursorStatus StandInBlock(const ERecordBlock& block, EBlockIndex record, bool isWhole) override;
     void CalcFields() override;
     [[nodiscard]] bool IsInFilter() const override;
     void ExtractCurrentTag(ETabulonTag& tag) const override;
@@ -41,6 +54,8 @@ private:
     std::unique_ptr<detail::PendingFilter> filter_;  // a copy of the script's
     std::uint64_t filterVersion_ = 0;
     bool mayBeDeleted_ = true;  // the filter's answer for the current record's tag
+    std::unique_ptr<detail::PendingBlocks> blocks_;  // of a walk by blocks
+    std::uint64_t markedVersion_ = 0;  // of the filter that marked the last block; 0: none
 };
 
 }  // namespace etabulon

@@ -53,6 +53,15 @@ protected:
     CursorStatus CallReset(const ETabulonTag& tag) { return source_->CallReset(tag); }
     CursorStatus CallGetNext() { return source_->CallGetNext(); }
     CursorStatus CallIsInFilter() { return source_->CallIsInFilter(); }
+    // The source's blocks, without its filter. Requires that the source has no listeners.
+    void CallExpectBlocks() { source_->ExpectBlocks(); }
+    [[nodiscard]] bool CallBeginBlocks(const EBlockRequest& request) {
+        return source_->BeginBlocks(request);
+    }
+    CursorStatus CallGetNextBlock(const ERecordBlock*& block);
+    void CallEndBlocks() noexcept { source_->EndBlocks(); }
+    /// Derives the source's fields too.
+    CursorStatus CallStandInBlock(const ERecordBlock& block, EBlockIndex record, bool isWhole);
 
 private:
     ETabulonCursor* source_;

@@ -109,7 +109,8 @@ private:
     std::vector<Text> texts_;
     EBlockArena arena_;
     std::vector<std::byte> cells_;
-    std::unique_ptr<EBlockDictionary> dictionary_ = std::make_unique<EBlockDictionary>();
+    std::unique_ptr<EBlockDictionary> ownDictionary_ = std::make_unique<EBlockDictionary>();
+    EBlockDictionary* dictionary_ = ownDictionary_.get();
     std::vector<std::uint32_t> numbered_;
     ERecordBlock::Reader* reader_ = nullptr;  // the block's
 };
@@ -141,10 +142,15 @@ public:
 
     /// The dictionary of the first column.
     [[nodiscard]] const EBlockDictionary* Dictionary() const noexcept {
-        return columns_[0]->dictionary_.get();
+        return columns_[0]->dictionary_;
     }
     /// The same, for the caller to keep: without what only the numbering needs. Ends the builder.
     [[nodiscard]] std::unique_ptr<EBlockDictionary> TakeDictionary();
+
+    /// Numbers values by the dictionaries of `owner` from here on, which has the same columns and
+    /// outlives this builder. Each Begin may then run in a thread of its own up to Finish, which
+    /// belongs to the thread of the walk.
+    void ShareDictionaries(const EBlockBuilder& owner) noexcept;
 
     void Begin() noexcept;
     /// Requires that each column has the values of the first `size` records, at least one.

@@ -1,12 +1,11 @@
 #pragma once
 
 #include "etabulon/foundation/EData.h"
+#include "etabulon/foundation/ERecordBlock.h"
 
 #include <vector>
 
 namespace etabulon {
-
-class ERecordBlock;
 
 /// What the listeners of a walk read of its records.
 struct ETABULON_API EBlockRequest {
@@ -32,7 +31,8 @@ private:
 /// Use        after a step that reached a record, BeginBlocks and NextBlock deliver the records
 ///            behind it, exactly those that GetNext would reach. In between the table stands on a
 ///            record that it has delivered: on the block's last one, unless the walk's end or a
-///            failure follows that. So GetNext may go on at any time.
+///            failure follows that. So GetNext may go on at any time. The table's fields may stay
+///            blank until StandOn, a step or EndBlocks.
 /// Ownership  belongs to its table. Blocks and dictionaries belong to the source.
 /// Threads    as the table. A source may read ahead in other threads; what it gives changes only
 ///            within its operations.
@@ -40,12 +40,20 @@ class ETABULON_API EBlockSource {
 public:
     virtual ~EBlockSource() = default;
 
+    /// Called before the step that begins a walk, if the walk likely goes by blocks: the source may
+    /// prepare to read ahead; see EReadAhead.
+    virtual void ExpectWalk() {}
     /// Drops earlier dictionaries. False, with nothing changed, where only single steps give the
     /// right records, and for a field that isn't the table's own: FindField is -1.
     [[nodiscard]] virtual bool BeginBlocks(const EBlockRequest& request) = 0;
     /// The next records, at least one. Null where GetNext would return -1; the table then has the
     /// status and the state that GetNext would leave. A failure comes after the records before it.
     [[nodiscard]] virtual const ERecordBlock* NextBlock() = 0;
+    /// Loads a record of the last block into the table's record: the last one whole, another as far
+    /// as its columns were asked for, with all other fields missing. Position and key are the
+    /// record's if keys were asked for. The walk goes on behind the block all the same. Requires
+    /// that NextBlock returned a block, and that the walk hasn't failed since.
+    virtual void StandOn(EBlockIndex record) = 0;
     /// Frees blocks and dictionaries. The walk stays where it is.
     virtual void EndBlocks() noexcept = 0;
     /// The key of a record of the last block, as EData::CurKey would give it.

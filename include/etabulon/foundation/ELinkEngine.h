@@ -84,6 +84,8 @@ public:
     /// The error of the last InitializeLinks or ResolveLink: status 0 unless a read failed, and
     /// never DataEnd. A failure isn't cached as a missing record: the next ResolveLink reads again.
     [[nodiscard]] virtual const EDataError& LastError() const = 0;
+    /// Changes whenever a link could give another record for a key than before.
+    [[nodiscard]] virtual std::uint64_t Version() const = 0;
 
 protected:
     virtual ~ILinkEngine() = default;
@@ -112,6 +114,7 @@ public:
                            const IBufferProvider* provider) override;
     void ForgetBuffers() override;
     [[nodiscard]] const EDataError& LastError() const override;
+    [[nodiscard]] std::uint64_t Version() const override;
 
 private:
     class Step;

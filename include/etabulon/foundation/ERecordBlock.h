@@ -15,6 +15,9 @@ namespace etabulon {
 
 class EBlockSource;
 class EDataColumns;
+namespace detail {
+class EBlockComposer;
+}
 
 /// The index of a record within its block.
 using EBlockIndex = std::uint16_t;
@@ -123,6 +126,7 @@ private:
     friend class EBlockBuilder;
     friend class EBlockColumn;
     friend class EDataColumns;  // its source shows its columns themselves
+    friend class detail::EBlockComposer;
     class Reader;
 
     std::vector<Column> columns_;

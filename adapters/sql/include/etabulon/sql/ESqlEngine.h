@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace etabulon {
@@ -89,6 +90,17 @@ public:
     [[nodiscard]] virtual std::int64_t TotalChanges() const = 0;
     /// The database's name within this process, for locks and versions.
     [[nodiscard]] virtual const std::string& Identity() const = 0;
+
+    // --- several readers of one state
+    /// Another connection to the same database, which never waits for a lock. Null if the engine
+    /// has no such readers, and if it can't be opened.
+    [[nodiscard]] virtual std::unique_ptr<ISqlConnection> OpenReader() { return nullptr; }
+    /// A number that differs from that of an earlier call if other connections have committed in
+    /// between; none if the engine can't tell, or the database isn't the one at its location.
+    [[nodiscard]] virtual std::optional<std::int64_t> StateNumber() { return std::nullopt; }
+    /// Begins a transaction that reads, whose state is that of this moment; false on failure.
+    [[nodiscard]] virtual bool BeginReading() { return false; }
+    virtual void EndReading() noexcept {}
 };
 
 }  // namespace etabulon

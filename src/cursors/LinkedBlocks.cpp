@@ -1,0 +1,254 @@
+#include "cursors/LinkedBlocks.h"
+
+#include "etabulon/foundation/DDico.h"
+#include "etabulon/foundation/EBlockSource.h"
+#include "foundation/ELinkPath.h"
+
+#include <algorithm>
+
+namespace etabulon {
+
+namespace {
+
+constexpr std::size_t kMost = ERecordBlock::kMostRecords;
+
+bool HasWords(const EField& field) noexcept {
+    const ETypeInfo& info = TypeInfo(field.Type());
+    return info.IsFixedSize() && info.naturalSize <= sizeof(std::uint64_t);
+}
+
+}  // namespace
+
+// ------------------------------------------------------------------------------------------- begin
+
+bool ETabulonCursorEData::LinkedBlocks::Begin(const EBlockRequest& request) {
+    EBlockRequest own;
+    own.keys = request.keys;
+    if (cursor_.linkEngine_ == nullptr || !AddKeys(own)) {
+        return false;
+    }
+    for (const EBlockRequest::Column& wish : request.columns) {
+        if (!AddColumn(wish, own)) {
+            return false;
+        }
+        composer_.AddColumn(wish.field->Desc());
+    }
+    version_ = cursor_.linkEngine_->Version();
+    return cursor_.blocks_->BeginBlocks(own);
+}
+
+bool ETabulonCursorEData::LinkedBlocks::AddKeys(EBlockRequest& request) {
+    for (std::size_t link = 0; link < cursor_.links_.Size(); ++link) {
+        keyOfLink_.push_back(kNone);
+        if (cursor_.links_.At(link).value.resolved && !AddKey(link, request)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool ETabulonCursorEData::LinkedBlocks::AddKey(std::size_t link, EBlockRequest& request) {
+    const DRubric* const rubric = dynamic_cast<DRubric*>(cursor_.table_->dico);
+    const Chaine path = cursor_.QualifiedPath(cursor_.links_.At(link).key.Code());
+    detail::LinkPath resolved;
+    if (rubric == nullptr || !detail::ResolveLinkPath(*rubric->Dico(), path.View(), resolved)) {
+        return false;
+    }
+    if (resolved.start != rubric || resolved.hops.empty()) {
+        return true;
+    }
+    const detail::PathHop& hop = resolved.hops.front();
+    Key key;
+    for (const unsigned variable : hop.OwnVariables()) {
+        const DVariable& own = *rubric->At(variable);
+        const EField* const field = FindOwn(own, own.Count() > 1 ? hop.index : 0);
+        if (field == nullptr) {
+            return false;
+        }
+        key.columns.push_back(request.AddNumbers(*field));
+    }
+    const auto known = std::find_if(keys_.begin(), keys_.end(), [&key](const Key& other) {
+        return other.columns == key.columns;
+    });
+    keyOfLink_[link] = static_cast<std::size_t>(known - keys_.begin());
+    if (known == keys_.end()) {
+        key.pairs.resize(key.columns.size() - 1);
+        key.made.resize(key.pairs.empty() ? 0 : kMost);
+        keys_.push_back(std::move(key));
+    }
+    return true;
+}
+
+/// The table's field that the link engine reads as this variable; null if there is none.
+const EField* ETabulonCursorEData::LinkedBlocks::FindOwn(const DVariable& variable,
+                                                         unsigned element) const {
+    const EFieldDesc desc = variable.MakeFieldDesc(element);
+    const EFieldSet& fields = cursor_.table_->Fields();
+    const int index = fields.IndexOf(desc.Name());
+    if (index < 0) {
+        return nullptr;
+    }
+    const EField& field = fields.At(static_cast<std::uint16_t>(index));
+    const auto* const buffer = static_cast<const std::byte*>(cursor_.table_->GetBuffer());
+    // A table with some of its rubric's variables has a second record, by the whole rubric, and
+    // finds its columns there by name.
+    const bool isSecond = buffer != fields.Buffer();
+    const bool isThere = isSecond || field.Address() == buffer + variable.Offset(element);
+    return isThere && field.Type() == desc.Type() && field.Size() == desc.Size() ? &field : nullptr;
+}
+
+bool ETabulonCursorEData::LinkedBlocks::AddColumn(const EBlockRequest::Column& wish,
+                                                  EBlockRequest& request) {
+    if (EBlockSource::FindField(cursor_.table_->Fields(), *wish.field) >= 0) {
+        const unsigned own =
+            wish.numbers ? request.AddNumbers(*wish.field) : request.AddValues(*wish.field);
+        if (wish.values) {
+            static_cast<void>(request.AddValues(*wish.field));
+        }
+        columns_.push_back({own, kNone});
+        return true;
+    }
+    for (std::size_t link = 0; link < keyOfLink_.size(); ++link) {
+        const EField* const field = &cursor_.Field(cursor_.links_.At(link).key);
+        if (keyOfLink_[link] == kNone || field->Address() != wish.field->Address() ||
+            !field->Desc().IsSameAs(wish.field->Desc())) {
+            continue;
+        }
+        columns_.push_back({0, linked_.size()});
+        Linked& linked = linked_.emplace_back();
+        linked.key = keyOfLink_[link];
+        linked.field = field;
+        linked.wantsWords = wish.values && HasWords(*field);
+        linked.builder = std::make_unique<EBlockBuilder>(field->Desc());
+        linked.numbers.resize(kMost);
+        linked.words.resize(linked.wantsWords ? kMost : 0);
+        linked.missing.resize(linked.wantsWords ? kMost / 64 : 0);
+        return true;
+    }
+    return false;
+}
+
+// ------------------------------------------------------------------------------------------- block
+
+CursorStatus ETabulonCursorEData::LinkedBlocks::Next(const ERecordBlock*& block) {
+    block = nullptr;
+    if (failure_ != StatusOk) {
+        // The records of the last block may have been shown singly since.
+        cursor_.linkError_ = error_;
+        cursor_.OnLinkFailed(error_);
+        return failure_;
+    }
+    const ERecordBlock* from = nullptr;
+    if (const CursorStatus status = cursor_.NextBlockOfTable(from); status != StatusOk) {
+        return status;
+    }
+    if (const std::uint64_t version = cursor_.linkEngine_->Version(); version != version_) {
+        version_ = version;
+        for (Key& key : keys_) {
+            std::fill(key.isKnown.begin(), key.isKnown.end(), std::uint8_t{0});
+        }
+    }
+    for (Key& key : keys_) {
+        Number(key, *from);
+    }
+    const std::size_t size = Follow(*from);
+    error_ = cursor_.linkError_;
+    if (size == 0) {
+        return failure_;
+    }
+    for (std::size_t index = 0; index < columns_.size(); ++index) {
+        const Column& column = columns_[index];
+        if (column.linked == kNone) {
+            composer_.At(index) = from->At(column.own);
+        } else {
+            Show(linked_[column.linked], composer_.At(index), size);
+        }
+    }
+    block = &composer_.Compose(*from, size);
+    return StatusOk;
+}
+
+void ETabulonCursorEData::LinkedBlocks::Number(Key& key, const ERecordBlock& block) {
+    const ERecordBlock::Column& first = block.At(key.columns[0]);
+    key.numbers = first.numbers;
+    std::size_t count = first.dictionary->Size();
+    for (std::size_t part = 0; part < key.pairs.size(); ++part) {
+        auto& pairs = key.pairs[part];
+        const std::uint32_t* const next = block.At(key.columns[part + 1]).numbers;
+        for (std::size_t record = 0; record < block.Size(); ++record) {
+            const std::uint64_t pair = std::uint64_t{key.numbers[record]} << 32U | next[record];
+            key.made[record] =
+                pairs.try_emplace(pair, static_cast<std::uint32_t>(pairs.size())).first->second;
+        }
+        key.numbers = key.made.data();
+        count = pairs.size();
+    }
+    key.isKnown.resize(count);
+}
+
+/// Follows the links from keys that are met for the first time. The number of records before the
+/// one whose link can't be read, which sets `failure_`.
+std::size_t ETabulonCursorEData::LinkedBlocks::Follow(const ERecordBlock& block) {
+    for (std::size_t record = 0; record < block.Size(); ++record) {
+        const bool areKnown = std::all_of(keys_.begin(), keys_.end(), [record](const Key& key) {
+            return key.isKnown[key.numbers[record]] != 0;
+        });
+        if (areKnown) {
+            continue;
+        }
+        cursor_.blocks_->StandOn(static_cast<EBlockIndex>(record));
+        failure_ = cursor_.DeriveFields();
+        if (failure_ != StatusOk) {
+            return record;
+        }
+        TakeValues(static_cast<EBlockIndex>(record));
+    }
+    // The linked records are those of the record on which the table is left.
+    cursor_.blocks_->StandOn(static_cast<EBlockIndex>(block.Size() - 1));
+    failure_ = cursor_.DeriveFields();
+    return block.Size() - (failure_ == StatusOk ? 0 : 1);
+}
+
+/// The linked records are those of the keys of this record.
+void ETabulonCursorEData::LinkedBlocks::TakeValues(EBlockIndex record) {
+    for (Linked& linked : linked_) {
+        const std::size_t count = keys_[linked.key].isKnown.size();
+        const std::uint32_t number = keys_[linked.key].numbers[record];
+        linked.valueOf.resize(count);
+        linked.wordOf.resize(linked.wantsWords ? count : 0);
+        linked.builder->Begin();
+        linked.builder->At(0).PutCell(0, linked.field->Address());
+        const ERecordBlock::Column& value = linked.builder->Finish(1).At(0);
+        linked.valueOf[number] = value.numbers[0];
+        if (linked.wantsWords) {
+            linked.wordOf[number] = value.words[0];
+        }
+    }
+    for (Key& key : keys_) {
+        key.isKnown[key.numbers[record]] = 1;
+    }
+}
+
+void ETabulonCursorEData::LinkedBlocks::Show(Linked& linked, ERecordBlock::Column& shown,
+                                             std::size_t size) {
+    const std::uint32_t* const keys = keys_[linked.key].numbers;
+    for (std::size_t record = 0; record < size; ++record) {
+        linked.numbers[record] = linked.valueOf[keys[record]];
+    }
+    shown.type = &TypeInfo(linked.field->Type());
+    shown.numbers = linked.numbers.data();
+    shown.dictionary = linked.builder->Dictionary();
+    if (!linked.wantsWords) {
+        return;
+    }
+    std::fill(linked.missing.begin(), linked.missing.end(), 0);
+    for (std::size_t record = 0; record < size; ++record) {
+        linked.words[record] = linked.wordOf[keys[record]];
+        const bool isMissing = linked.numbers[record] == EBlockDictionary::kMissing;
+        linked.missing[record / 64] |= std::uint64_t{isMissing} << (record % 64);
+    }
+    shown.words = linked.words.data();
+    shown.missing = linked.missing.data();
+}
+
+}  // namespace etabulon

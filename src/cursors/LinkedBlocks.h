@@ -1,0 +1,76 @@
+#pragma once
+
+#include "etabulon/cursors/ETabulonCursorEData.h"
+#include "etabulon/foundation/EBlockBuilder.h"
+#include "foundation/EBlockComposer.h"
+
+#include <cstdint>
+#include <optional>
+#include <unordered_map>
+#include <vector>
+
+namespace etabulon {
+
+/// The blocks of a cursor with links: those of its table, with a column for each linked variable
+/// that the listeners read. Links are followed once for each distinct key of a walk, with the
+/// table standing on the first record that has it, as a single step follows them.
+///
+/// A key whose link can't be read ends the walk behind the records before it. Whenever a table that
+/// links lead to has changed, all of them are followed again.
+class ETabulonCursorEData::LinkedBlocks {
+public:
+    explicit LinkedBlocks(ETabulonCursorEData& cursor) : cursor_(cursor) {}
+
+    [[nodiscard]] bool Begin(const EBlockRequest& request);
+    CursorStatus Next(const ERecordBlock*& block);
+
+private:
+    /// The variables of the table that some links start at, and a number for each distinct
+    /// combination of their values.
+    struct Key {
+        std::vector<unsigned> columns;  // of the table's blocks
+        std::vector<std::unordered_map<std::uint64_t, std::uint32_t>> pairs;  // by column but one
+        std::vector<std::uint32_t> made;         // the numbers of the block's records
+        const std::uint32_t* numbers = nullptr;  // the same, or those of the only column
+        std::vector<std::uint8_t> isKnown;       // by number
+    };
+    /// A linked variable, by the numbers of its key.
+    struct Linked {
+        std::size_t key;
+        const EField* field;  // of the cursor
+        bool wantsWords;
+        std::unique_ptr<EBlockBuilder> builder;  // of the values' dictionary
+        std::vector<std::uint32_t> valueOf;
+        std::vector<std::uint64_t> wordOf;
+        std::vector<std::uint32_t> numbers;  // of the block's records, as the two below
+        std::vector<std::uint64_t> words;
+        std::vector<std::uint64_t> missing;
+    };
+    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+    /// A column of the blocks: one of the table's, or a linked one.
+    struct Column {
+        unsigned own;
+        std::size_t linked;  // kNone: of the table
+    };
+
+    [[nodiscard]] bool AddKeys(EBlockRequest& request);
+    [[nodiscard]] bool AddKey(std::size_t link, EBlockRequest& request);
+    [[nodiscard]] const EField* FindOwn(const DVariable& variable, unsigned element) const;
+    [[nodiscard]] bool AddColumn(const EBlockRequest::Column& wish, EBlockRequest& request);
+    static void Number(Key& key, const ERecordBlock& block);
+    [[nodiscard]] std::size_t Follow(const ERecordBlock& block);
+    void TakeValues(EBlockIndex record);
+    void Show(Linked& linked, ERecordBlock::Column& shown, std::size_t size);
+
+    ETabulonCursorEData& cursor_;
+    std::vector<std::size_t> keyOfLink_;  // kNone: it reads nothing
+    std::vector<Key> keys_;
+    std::vector<Linked> linked_;
+    std::vector<Column> columns_;
+    detail::EBlockComposer composer_;
+    std::uint64_t version_ = 0;
+    CursorStatus failure_ = StatusOk;  // follows the last block
+    EDataError error_;
+};
+
+}  // namespace etabulon
