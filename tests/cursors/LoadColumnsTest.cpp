@@ -39,6 +39,7 @@ TEST_F(LoadedSales, AreTheRecordsUnderTheTagWithTheirPositions) {
     EXPECT_TRUE(columns->Fields()["city"].IsMissing());
     const std::uint16_t city = static_cast<std::uint16_t>(columns->Fields().IndexOf("city"));
     EXPECT_EQ(columns->CountDistinct(city), 1U);
+    EXPECT_GT(Load()->MemoryBytes(), columns->MemoryBytes() + 3 * sizeof(EPosition));
     EXPECT_EQ(Load(Tag({{0, "XX"}}))->GetFirst(), kNoPosition);
 }
 
