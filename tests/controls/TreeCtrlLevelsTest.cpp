@@ -42,7 +42,7 @@ TEST_F(TreeCtrlLevels, MoveDownToTheFirstBranchThatHasTheSelection) {
     Fill();
     view.Click("all/FR/Paris");
     EXPECT_TRUE(ctrl->MoveSelectedLevelDown());
-    EXPECT_EQ(view.Items(), "-all{-DE{-2022{Berlin Bonn}} -FR{-2021{Lyon *Paris} -2022{Paris}}}");
+    EXPECT_EQ(view.Items(), "-all{-DE{-2022{Berlin Bonn}} -FR{-2021{Lyon *Paris} +2022}}");
 }
 
 TEST_F(TreeCtrlLevels, DropAlongOneBranch) {
