@@ -25,6 +25,7 @@ public:
     void SetValue(unsigned column, unsigned line, const ETabulonValue& value) override {
         std::printf("(%u, %u) %s\n", line, column, value.DisplayValue().c_str());
     }
+    using EGridView::SetTotal;  // the totals of the axes stay ignored
     void SetTotal(const ETabulonValue& value) override {
         std::printf("total %s\n", value.DisplayValue().c_str());
         total = value.Data().AsDouble();

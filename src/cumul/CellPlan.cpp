@@ -5,7 +5,7 @@ namespace {
 
 /// A ValNormal even of a missing value, with the text still to be made.
 ETabulonValue NormalValue(const EVariant& value, const EVariant& blank) {
-    ETabulonValue result(blank, Chaine(), false);
+    ETabulonValue result(blank, Chaine(), /*modified=*/false);
     result.SetData(value);
     return result;
 }
@@ -39,7 +39,7 @@ ETabulonValue HeldValue(const NumberState& state, const EVariant& blank) {
         EVariant number;
         number.Init(blank.Type(), blank.Size(), &state.bits);
         if (!number.IsMissing()) {
-            return ETabulonValue(number, Chaine(), false);
+            return ETabulonValue(number, Chaine(), /*modified=*/false);
         }
     }
     return HeldValue(Widened(state, blank), blank);

@@ -43,7 +43,7 @@ void ETabulonCumulBuffer::SetResult(const EVariant& value) {
     if (result_.Status() != ETabulonValue::ValNormal) {
         EVariant blank;
         blank.Init(resultType_, resultSize_, nullptr);
-        result_ = ETabulonValue(blank, Chaine(), false);
+        result_ = ETabulonValue(blank, Chaine(), /*modified=*/false);
     }
     result_.SetData(value);
 }

@@ -8,7 +8,8 @@
 namespace etabulon {
 namespace {
 
-ETabulonCumulFuncOnVar* BuildOn(ERef<ETabulonVariableDesc> variable, const Chaine& functionCode) {
+ETabulonCumulFuncOnVar* BuildOn(const ERef<ETabulonVariableDesc>& variable,
+                                const Chaine& functionCode) {
     const auto function =
         ERef<ETabulonCumulFunc>::Adopt(variable->Functions().GetFunction(functionCode));
     return ETabulonCumulFuncOnVar::Build(function.Get(), variable.Get());

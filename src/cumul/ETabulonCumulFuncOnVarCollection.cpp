@@ -49,7 +49,7 @@ int ETabulonCumulFuncOnVarCollection::AddCalculation(ETabulonCumulFuncOnVar* cal
         return -1;
     }
     calculations_.Add(ERef<ETabulonCumulFuncOnVar>::Take(calculation, addRef));
-    return static_cast<int>(Size()) - 1;
+    return static_cast<int>(calculations_.Size()) - 1;
 }
 
 int ETabulonCumulFuncOnVarCollection::AddCalculation(const Chaine& functionCode,

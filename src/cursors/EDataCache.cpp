@@ -162,7 +162,7 @@ bool ETabulonCursorCache::EDataCache::DeleteAt(EPosition where, const Remove& re
         status = DataNoCurrent;
         return false;
     }
-    if (where != position && RePos(where, false) == kNoPosition) {
+    if (where != position && RePos(where, /*flag=*/false) == kNoPosition) {
         return false;
     }
     CacheLine* const line = list_->Find(position);

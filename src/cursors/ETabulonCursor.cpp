@@ -311,7 +311,7 @@ void ETabulonCursor::ExtractPrimaryKey(ETabulonPrimaryKey& /*key*/) const {}
 ETabulonValue ETabulonCursor::Value(const ETabulonVariableID& variable,
                                     const ETabulonVariableID& label) const {
     return ETabulonValue(Field(variable), label.IsValid() ? Field(label).AsChaine() : Chaine(),
-                         false);
+                         /*modified=*/false);
 }
 
 ETabulonCursor::IUpdater* ETabulonCursor::Updater() { return nullptr; }

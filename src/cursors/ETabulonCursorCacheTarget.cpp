@@ -85,7 +85,7 @@ CursorStatus CacheTarget::Move(const ETabulonPrimaryKey& key, const ETabulonTag&
         return MakeFieldsDiffer(tag);
     }
     EData& table = *cursor_->Data();
-    table.RePos(key.Position(), false);
+    table.RePos(key.Position(), /*flag=*/false);
     static_cast<void>(iFields());  // the cursor's cached tag and key are another record's
     return static_cast<CursorStatus>(table.status);
 }

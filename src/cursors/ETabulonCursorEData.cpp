@@ -117,7 +117,7 @@ void ETabulonCursorEData::PrepareFields() {
         const auto& link = links_.At(index);
         const Chaine path = QualifiedPath(link.key.Code());
         auto* variable =
-            dynamic_cast<DVariable*>(GetObj(table_->dico->Dico(), path.c_str(), false));
+            dynamic_cast<DVariable*>(GetObj(table_->dico->Dico(), path.c_str(), /*flag=*/false));
         PTableau<DRubric*> rubrics;
         rubrics.Add(dynamic_cast<DRubric*>(table_->dico));
         const void* buffer = linkEngine_->FindBuffer(link.value, rubrics, bufferProvider_.get());
@@ -130,8 +130,7 @@ void ETabulonCursorEData::PrepareFields() {
             continue;
         }
         // The field views the engine's record, which isn't const: each step reads it again.
-        const int type = variable->TypeCode();  // widened with its sign
-        DeclareExtraField(link.key, static_cast<unsigned short>(type),
+        DeclareExtraField(link.key, static_cast<unsigned short>(variable->TypeCode()),
                           static_cast<unsigned short>(variable->Size()), const_cast<void*>(address),
                           Chaine());
     }
@@ -344,7 +343,7 @@ CursorStatus ETabulonCursorEData::MoveToTag(const ETabulonPrimaryKey& key, const
     // Deliberate: only the table moves. The cursor's own position, tag and key stay those of the
     // walk, so that Delete deletes where the walk stands. A caller that deletes elsewhere walks
     // there first. DeleteUsesTheWalksPosition holds it.
-    table_->RePos(key.Position(), false);
+    table_->RePos(key.Position(), /*flag=*/false);
     return TableStatus();
 }
 

@@ -4,15 +4,16 @@
 
 namespace etabulon {
 
+ESegmentSet::ESegmentSet(ESegmentSet&& other) noexcept
+    : size_(std::exchange(other.size_, 0)),
+      inline_(std::move(other.inline_)),
+      more_(std::move(other.more_)) {}
+
 EFieldKey::EFieldKey(const EFieldKey& other) : ESegmentSet() { Copy(other); }
 
 EFieldKey& EFieldKey::operator=(const EFieldKey& other) {
     Copy(other);
     return *this;
-}
-
-EFieldKey::EFieldKey(EFieldKey&& other) noexcept : ESegmentSet(std::move(other)) {
-    other.size_ = 0;
 }
 
 EFieldKey& EFieldKey::operator=(EFieldKey&& other) noexcept {

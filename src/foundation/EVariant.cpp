@@ -275,6 +275,25 @@ const void* EVariant::ViewBuffer() const noexcept {
 
 std::size_t EVariant::ByteCount() const noexcept { return EVariantAccess::Read(*this).count; }
 
+namespace {
+
+/// Fills a cell of sized text or bytes. A text ends before the first 0 of the `size` bytes.
+void FillSized(EVariant& value, const ETypeInfo& info, const char* bytes, std::size_t size) {
+    if (bytes == nullptr) {
+        EVariantAccess::PutSized(value, {});
+        return;
+    }
+    const bool isText = info.storage == EStorage::ZText;
+    const std::string_view content(bytes, isText ? ::strnlen(bytes, size) : size);
+    if (info.capitals) {
+        value <<= EVariant(Chaine(content.data(), content.size()));
+    } else {
+        EVariantAccess::PutSized(value, content);
+    }
+}
+
+}  // namespace
+
 bool EVariant::Init(std::uint16_t type, std::uint16_t size, const void* buffer) {
     if (kind_ == Kind::View) {
         return false;
@@ -289,13 +308,7 @@ bool EVariant::Init(std::uint16_t type, std::uint16_t size, const void* buffer) 
             const std::size_t given = text ? ~std::size_t{0} : size;
             value.InitOwned(characters, buffer == nullptr ? 0 : given);
         } else if (!info.IsFixedSize()) {
-            const bool zText = info.storage == EStorage::ZText && buffer != nullptr;
-            const std::size_t given = zText ? ::strnlen(characters, size) : size;
-            if (info.capitals && buffer != nullptr) {
-                value <<= EVariant(Chaine(characters, given));
-            } else {
-                EVariantAccess::PutSized(value, {characters, buffer == nullptr ? 0 : given});
-            }
+            FillSized(value, info, characters, size);
         } else {
             if (size != 0 && size != info.naturalSize && size != info.naturalSize + 1) {
                 return false;

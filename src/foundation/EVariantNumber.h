@@ -2,6 +2,7 @@
 
 #include "foundation/EVariantAccess.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <string_view>
@@ -44,9 +45,8 @@ struct ENumber {
 
 template <class T>
 [[nodiscard]] T ClampTo(EWide number) noexcept {
-    constexpr EWide kLeast = std::numeric_limits<T>::min();
-    constexpr EWide kMost = std::numeric_limits<T>::max();
-    return static_cast<T>(number < kLeast ? kLeast : number > kMost ? kMost : number);
+    return static_cast<T>(
+        std::clamp<EWide>(number, std::numeric_limits<T>::min(), std::numeric_limits<T>::max()));
 }
 
 /// The number in a cell of class Number, or in a text; for dates the number that they are stored

@@ -170,13 +170,11 @@ private:
     std::size_t length_ = 0;
 };
 
-}  // namespace
-
-int DefaultLocaleCompare(std::string_view left, std::string_view right) {
-    // ASCII needs no units: skip what is the same but for case.
+// Compares ASCII texts by case-blind letters, which needs no units. Where these don't decide,
+// `same` is where the first other character stands in one of them.
+int CompareAscii(std::string_view left, std::string_view right, std::size_t& same) noexcept {
     const std::size_t shorter = std::min(left.size(), right.size());
-    std::size_t same = 0;
-    while (same < shorter) {
+    for (same = 0; same < shorter; ++same) {
         const auto l = static_cast<unsigned char>(left[same]);
         const auto r = static_cast<unsigned char>(right[same]);
         if ((l | r) >= 0x80) {
@@ -189,10 +187,13 @@ int DefaultLocaleCompare(std::string_view left, std::string_view right) {
                 return a < b ? -1 : 1;
             }
         }
-        ++same;
     }
-    EUnitReader leftUnits(left.substr(same));
-    EUnitReader rightUnits(right.substr(same));
+    return 0;
+}
+
+int CompareUnits(std::string_view left, std::string_view right) noexcept {
+    EUnitReader leftUnits(left);
+    EUnitReader rightUnits(right);
     int marks = 0;
     for (;;) {
         std::uint32_t leftBase = 0;
@@ -211,6 +212,14 @@ int DefaultLocaleCompare(std::string_view left, std::string_view right) {
             marks = leftMark < rightMark ? -1 : 1;
         }
     }
+}
+
+}  // namespace
+
+int DefaultLocaleCompare(std::string_view left, std::string_view right) {
+    std::size_t same = 0;
+    const int order = CompareAscii(left, right, same);
+    return order != 0 ? order : CompareUnits(left.substr(same), right.substr(same));
 }
 
 std::size_t DefaultLocaleKey(std::string_view text, char* key, std::size_t capacity) {

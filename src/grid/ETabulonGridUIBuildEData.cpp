@@ -90,7 +90,7 @@ ETabulonGridUIBuildEData& ETabulonGridUIBuildEData::operator=(
     return *this;
 }
 
-ETabulonGridUIBuildEData::~ETabulonGridUIBuildEData() { Reset(); }
+ETabulonGridUIBuildEData::~ETabulonGridUIBuildEData() { ETabulonGridUIBuildEData::Reset(); }
 
 EData* ETabulonGridUIBuildEData::Result() const { return result_; }
 

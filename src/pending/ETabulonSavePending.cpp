@@ -82,8 +82,8 @@ namespace {
 
 void SetValues(ETabulonCursor::IUpdater& updater, const std::vector<const Change*>& updates) {
     for (const Change* update : updates) {
-        static_cast<void>(
-            updater.SetValue(update->VarDataID(), ETabulonValue(update->Value(), Chaine(), false)));
+        static_cast<void>(updater.SetValue(
+            update->VarDataID(), ETabulonValue(update->Value(), Chaine(), /*modified=*/false)));
     }
 }
 

@@ -252,17 +252,15 @@ void ETabulonSortDesc::NotifyChanged(SortChange change) {
 // alive during its call.
 template <class Call>
 bool ETabulonSortDesc::Round(Call call) {
-    struct Running {
-        explicit Running(RunningRound*& all) : rounds(all), round{0, all} { rounds = &round; }
-        Running(const Running&) = delete;
-        Running& operator=(const Running&) = delete;
-        ~Running() { rounds = round.outer; }
+    RunningRound round{0, rounds_};
+    struct Leaving {
+        ~Leaving() { rounds = outer; }
         RunningRound*& rounds;
-        RunningRound round;
-    };
-    Running running(rounds_);
-    while (running.round.next < notifiers_.Size()) {
-        const auto notifier = ERef<INotifier>::Retain(notifiers_.At(running.round.next++));
+        RunningRound* outer;
+    } const leaving{rounds_, rounds_};
+    rounds_ = &round;
+    while (round.next < notifiers_.Size()) {
+        const auto notifier = ERef<INotifier>::Retain(notifiers_.At(round.next++));
         if (!call(*notifier)) {
             return false;
         }

@@ -38,6 +38,13 @@ TEST_F(TreeCtrlLevels, MoveDownWithTheSelection) {
     EXPECT_FALSE(ctrl->MoveSelectedLevelUp());
 }
 
+TEST_F(TreeCtrlLevels, MoveDownToTheFirstBranchThatHasTheSelection) {
+    Fill();
+    view.Click("all/FR/Paris");
+    EXPECT_TRUE(ctrl->MoveSelectedLevelDown());
+    EXPECT_EQ(view.Items(), "-all{-DE{-2022{Berlin Bonn}} -FR{-2021{Lyon *Paris} +2022}}");
+}
+
 TEST_F(TreeCtrlLevels, DropAlongOneBranch) {
     const Table<const char*, const char*, bool, const char*> rows = {
         {"all/FR/Paris", "all/FR", true, "-all{+Berlin +Bonn +Lyon *-Paris{-FR{2021 2022}}}"},

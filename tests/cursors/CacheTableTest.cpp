@@ -115,6 +115,9 @@ TEST_F(CacheTables, ShowTheLinesInAnOrderOfTheirOwn) {
     EXPECT_NE(all->GetPrevious(), kNoPosition);
     EXPECT_EQ(RecordText(*all), "2Lyon");
     EXPECT_EQ(all->CurKey().At(0).AsInt64(), 2);
+    EXPECT_TRUE(all->LoadBuffer());
+    EXPECT_EQ(all->RePos(kNoPosition - 1, false), kNoPosition);
+    EXPECT_FALSE(all->LoadBuffer());
 }
 
 TEST_F(CacheTables, FileNewLinesBehindTheirEquals) {

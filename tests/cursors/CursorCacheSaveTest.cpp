@@ -80,6 +80,29 @@ TEST_F(CachedSales, UpdaterReachesTheRecordOfTheKeyWhereverTheSourceStands) {
     EXPECT_EQ(Saved(), "1:10 2:20 3:5 4:7 6:6");
 }
 
+// Of two caches only the inner one moves the table, once for each record.
+TEST_F(CachedSales, OverACacheWritesTheTablesRecords) {
+    static_cast<void>(Walk());
+    EXPECT_EQ(AppendSale(6, "FR", "Nice", 6), StatusOk);
+    OpenCache outer(cache.get());
+    ASSERT_EQ(outer.Browse(ETabulonTag::Null), StatusOk);
+    EXPECT_EQ(outer.Update(At("DE", "Bonn"), "amount", EVariant(70)), StatusOk);
+    EXPECT_EQ(outer.Delete(At("FR", "Lyon")), StatusOk);
+    static_cast<void>(table->Take());
+    EXPECT_EQ(outer.Save(), StatusOk);
+    EXPECT_EQ(table->Take(), "begin repos(1) delete(-1) repos(3) update(-1) end");
+    EXPECT_EQ(Stored(), "1:10 3:5 4:70 5:9");
+    // The line that only the inner cache has is no record of the table until that cache is saved.
+    EXPECT_EQ(outer.Update(At("FR", "Nice"), "amount", EVariant(66)), StatusOk);
+    EXPECT_EQ(outer.Save(), static_cast<CursorStatus>(DataNoSuchPosition));
+    EXPECT_EQ(Saved(), "1:10 3:5 4:70 5:9 6:6");
+    outer.ClearCache();
+    ASSERT_EQ(outer.Browse(ETabulonTag::Null), StatusOk);
+    EXPECT_EQ(outer.Update(At("FR", "Nice"), "amount", EVariant(66)), StatusOk);
+    EXPECT_EQ(outer.Save(), StatusOk);
+    EXPECT_EQ(Stored(), "1:10 3:5 4:70 5:9 6:66");
+}
+
 TEST_F(EditedCache, WritesARecordAgainThatItHasMade) {
     EXPECT_EQ(cache->Save(), StatusOk);
     EXPECT_EQ(cache->Update(At("FR", "Nice"), "amount", EVariant(66)), StatusOk);

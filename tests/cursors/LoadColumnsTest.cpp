@@ -39,7 +39,25 @@ TEST_F(LoadedSales, AreTheRecordsUnderTheTagWithTheirPositions) {
     EXPECT_TRUE(columns->Fields()["city"].IsMissing());
     const std::uint16_t city = static_cast<std::uint16_t>(columns->Fields().IndexOf("city"));
     EXPECT_EQ(columns->CountDistinct(city), 1U);
+    EXPECT_GT(Load()->MemoryBytes(), columns->MemoryBytes() + 3 * sizeof(EPosition));
     EXPECT_EQ(Load(Tag({{0, "XX"}}))->GetFirst(), kNoPosition);
+}
+
+TEST(LoadedNames, HaveTheirTextsAsKeys) {
+    DDico dico;
+    DRubric* const rubric = dico.AddRubric("Names");
+    AddVariables(*rubric, {{"name", TYPE_CHAINE}}, {"name"});
+    const auto stored = MakeTable(rubric, {{"Ada"}, {"Bea"}, {"Cleo"}});
+    ETabulonCursorEData cursor;
+    cursor.Init(LevelsBy({"name"}), stored.get(), false);
+    CursorStatus status = StatusOk;
+    const auto columns = LoadColumns(cursor, ETabulonTag::Null, rubric, status);
+    ASSERT_NE(columns, nullptr);
+    columns->GetFirst();
+    for (const char* const name : {"Ada", "Bea", "Cleo"}) {
+        EXPECT_EQ(columns->CurKey().At(0), EVariant(name));
+        columns->GetNext();
+    }
 }
 
 TEST_F(LoadedSales, AreNoneIfTheWalkFailsOrIsCancelled) {

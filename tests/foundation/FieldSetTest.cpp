@@ -214,9 +214,11 @@ TEST(FieldShape, IsSharedByCopiesUntilOneChanges) {
     EFieldSet moved(std::move(copy));
     EXPECT_EQ(Values(moved), Chaine("7|5|7"));
     EXPECT_NE(EFieldSet().ShapeNumber(), 0U);
-    // The packed layout follows each change.
     EFieldSet set;
     set.Add(View(Desc("a", TYPE_LONG, 4), nullptr));
+    EFieldSet(set).Add(View(Desc("b", TYPE_LONG, 4), nullptr));  // of two that share
+    EXPECT_EQ(set.IndexOf("b"), -1);
+    // The packed layout follows each change.
     EXPECT_EQ(set.Packed().RecordSize(), 4U);
     set.Add(View(Desc("b", TYPE_INT8, 1), nullptr));
     EXPECT_EQ(set.Packed().RecordSize(), 5U);

@@ -344,7 +344,11 @@ TEST_F(Dictionary, RefusesWhatCannotBeAdded) {
     EXPECT_EQ(orders->AddVariable("", "", TYPE_LONG, 0), nullptr);
     EXPECT_EQ(orders->AddVariable("wide", "", TYPE_LONG, 6), nullptr);
     EXPECT_EQ(orders->AddVariable("none", "", TYPE_STR, 0), nullptr);
-    EXPECT_EQ(orders->AddVariable("many", "", TYPE_LONG, 0, 70000), nullptr);
+    const unsigned left = 0xFFFFU - orders->MakeFields().Size();
+    EXPECT_EQ(orders->AddVariable("many", "", TYPE_LONG, 0, left + 1), nullptr);
+    EXPECT_NE(
+        customers->AddVariable("last", "", TYPE_LONG, 0, 0xFFFFU - customers->MakeFields().Size()),
+        nullptr);
     EXPECT_FALSE(orders->SetKey({"id", "ghost"}));
     EXPECT_FALSE(orders->AddLink("BUYER", {"customer"}, customers));
     EXPECT_FALSE(orders->AddLink("a", {"customer", "id"}, customers));

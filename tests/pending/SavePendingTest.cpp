@@ -167,6 +167,23 @@ TEST_F(SavedCities, MeetDeletedRecordsThroughTheOverlaysSource) {
     EXPECT_EQ(Written(), "delete[FR, Paris]");
 }
 
+// A relay's walk moves the table: the save moves nothing, with a table or without.
+TEST_F(SavedCities, ThroughARelayAreWrittenWhereTheWalkStands) {
+    const auto run = [this](ETabulonCursor& source) {
+        ETabulonCursorRelay relay(&source);
+        relay.Init(source.Levels());
+        ETabulonSavePending save(&relay, source.Levels());
+        EXPECT_EQ(save.Run(&changes, ETabulonTag::Null), StatusOk);
+    };
+    changes.AppendUpdate(ETabulonTag::Null, "value", 1);
+    cursor.Init(ETabulonLevels());  // no record has a tag of its own
+    run(cursor);
+    EXPECT_EQ(Written(), "update[] value=1 save update[] value=1 save update[] value=1 save");
+    Items items(1);
+    run(items.cursor);
+    EXPECT_EQ(items.table->Take(), "begin first update(-1) next end");
+}
+
 // An updater may go by the tag of the fields, as a table cursor's does.
 TEST(SavedCache, MakesTheFieldsDifferByValuesOfTheirOwnTypes) {
     for (const std::uint16_t type :
@@ -182,6 +199,42 @@ TEST(SavedCache, MakesTheFieldsDifferByValuesOfTheirOwnTypes) {
         EXPECT_EQ(cursor.updater->trace, "update[, ] save");
         EXPECT_FALSE(cursor.CurrentTag() == tag);
     }
+}
+
+TEST(SavedCache, MakesTheFieldsOfALevelDifferOrWritesNothing) {
+    const EVariant ones = 0x01010101;  // the value that fields are given to make them differ
+    for (const auto& columns : std::vector<std::vector<const char*>>{
+             {"day", "time"}, {"day"}, {"absent", "time"}, {"absent"}, {}}) {
+        for (const EVariant& value : {ones, EVariant()}) {
+            WritableCursor cursor({"day", "time"}, {{value, value}}, TYPE_LONG);
+            ETabulonLevels levels;
+            for (const char* column : columns) {
+                levels.AddLevel(column, column, nullptr, /*addRef=*/false);
+            }
+            cursor.Init(levels);
+            ETabulonCursorCache cache(&cursor);
+            EXPECT_EQ(cache.Browse(ETabulonTag::Null), StatusOk);
+            EXPECT_EQ(cache.Update(ETabulonTag::Null, "day", value), StatusOk);
+            const bool canDiffer = cursor.Levels().Size() == 2 || columns == std::vector{"day"};
+            EXPECT_EQ(cache.Save(), static_cast<CursorStatus>(canDiffer ? 0 : DataNoSuchPosition));
+            EXPECT_EQ(cursor.updater->trace.empty(), !canDiffer) << columns.size();
+        }
+    }
+}
+
+// An updater may delete the record on which the source stands, as a table cursor's does.
+TEST(SavedCache, LeavesTheSourcesRecordBeforeItDeletesAnother) {
+    WritableCursor cursor({"country"}, {{"FR"}, {"DE"}, {"IT"}, {"ES"}});
+    ETabulonCursorCache cache(&cursor);
+    EXPECT_EQ(cache.Browse(ETabulonTag::Null), StatusOk);
+    EXPECT_EQ(cache.Delete(Tag({{0, "IT"}})), StatusOk);
+    EXPECT_EQ(cursor.CallReset(ETabulonTag::Null), StatusOk);
+    static_cast<void>(cursor.TakeSteps());
+    cursor.GiveAt("next", 1, kBroken);
+    EXPECT_EQ(cache.Save(), kBroken);
+    EXPECT_EQ(cursor.updater->trace, "");
+    EXPECT_EQ(cache.Save(), StatusOk);
+    EXPECT_EQ(cursor.updater->trace, "delete[IT]");
 }
 
 TEST(SavingTable, PassesOverLevelsThatTheCursorLacks) {
@@ -231,6 +284,7 @@ TEST(SavingTable, WritesEachChangeOnceWhateverMoves) {
         ++updates;
     }
     EXPECT_EQ(updates, 21U);
+    EXPECT_EQ(trace.find("repos"), std::string::npos) << "the walk stands on the record already";
 }
 
 TEST(SavingTable, DoesNotScanTheScript) {

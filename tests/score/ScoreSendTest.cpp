@@ -200,6 +200,7 @@ TEST(ScoreDescription, CopiedDescriptionNeedsAReference) {
         EXPECT_EQ(copy->Root(), score->Root());
         EXPECT_EQ(copy->Calculations().Size(), 1U);
         EXPECT_TRUE(copy->IncreasingOrder());
+        EXPECT_EQ(copy->LevelCount(), 0U);
         // Two hold it with one reference: one more is needed, and no more than one.
         copy->RetainShared();
         score->SortDesc()->AddRef();

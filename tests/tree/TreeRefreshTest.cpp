@@ -294,6 +294,47 @@ TEST(LongFill, ShowsTheKeyOfTheLastRecord) {
     sales.meddler.act = nullptr;
 }
 
+// A walk within, of none or one of the records, drops all others, also those held back.
+TEST(LongFill, FilesRecordsAfterAWalkWithinIntoNewNodes) {
+    for (const auto& [records, left] : Table<int, int>{{5, 0}, {600, 0}, {600, 1}}) {
+        Sales sales;
+        sales.Refill(records, [](int number) { return std::tuple("Italy", "Rom", number); });
+        const auto other = MakeTable(sales.rubric);
+        for (int id = 0; id < left; ++id) {
+            other->Append({id, "Italy", "Rom", -1, 1});
+        }
+        ETabulonCursorEData inner;
+        inner.Init(sales.levels, other.get(), /*ownsTable=*/false);
+        EDataTree tree(&sales.cursor, "root", nullptr);
+        ERef<EDataTreeNode> italy;  // stays, for comparison, though it is dropped
+        sales.meddler.act = [&](int record) {
+            if (record == 2) {
+                italy = ERef<EDataTreeNode>::Retain(tree.Root()->Get(0U));
+            }
+            return record == records - 2 ? tree.Root()->Refresh(&inner) : StatusOk;
+        };
+        EXPECT_EQ(tree.Fill(), StatusOk);
+        EXPECT_EQ(tree.Root()->LeafCount(), 3U + static_cast<unsigned>(left));
+        EXPECT_EQ(italy.Get() == tree.Root()->Get(0U), left == 1);
+        EXPECT_EQ(CheckTree(*tree.Root()), "");
+    }
+}
+
+TEST(LongFill, ShowsANodeOfAListenerBeforeItsEarlierEquals) {
+    constexpr int kRecords = 600;
+    Sales sales;
+    sales.Refill(kRecords, [](int number) {
+        return std::tuple(number == kRecords - 2 ? "fr" : "c" + std::to_string(number), "x", 1);
+    });
+    EDataTree tree(&sales.cursor, "root", nullptr);
+    tree.SetHideLevelFlags(1, kInTree);
+    tree.SetHideLevelFlags(2, kInTree);
+    sales.meddler.act = AtRecord(kRecords, [&] { tree.Root()->AddChild(Tag({{0, "FR"}})); });
+    EXPECT_EQ(tree.Fill(), StatusOk);
+    EXPECT_EQ(tree.Root()->Get(kRecords - 1U)->DisplayValue().Data(), EVariant("FR"));
+    EXPECT_EQ(tree.Root()->Get(kRecords + 0U)->DisplayValue().Data(), EVariant("fr"));
+}
+
 // Below Peru nodes are of another level than the walk's, so its record goes by the general road.
 TEST(LongFill, GivesNoNodeTheKeyOfARecordElsewhere) {
     Sales sales;

@@ -33,6 +33,11 @@ public:
     }
 
 protected:
+    ESegmentSet() = default;
+    ESegmentSet(ESegmentSet&& other) noexcept;
+    ESegmentSet& operator=(ESegmentSet&&) = delete;  // EFieldKey swaps
+    ~ESegmentSet() = default;
+
     static constexpr std::uint16_t kInline = 4;
     std::uint16_t size_ = 0;
     // Segments behind size_ keep their storage for the segments of later keys.
@@ -46,7 +51,7 @@ public:
     EFieldKey() = default;
     EFieldKey(const EFieldKey& other);
     EFieldKey& operator=(const EFieldKey& other);
-    EFieldKey(EFieldKey&& other) noexcept;
+    EFieldKey(EFieldKey&& other) noexcept = default;
     EFieldKey& operator=(EFieldKey&& other) noexcept;
 
     /// Copies the segments' values; storage is reused.
