@@ -80,6 +80,8 @@ public:
     /// Cancels a running walk and writes the changed lines. It ends at the first failure, and every
     /// line then stays marked as changed, also those already written. Clear the cache after a
     /// success: until then deleted lines count as clean lines again.
+    /// Writes to the table, past a cache below this one: a line that only the lower cache holds has
+    /// no record until that cache is saved, and fails with 43.
     CursorStatus Save();
     void ClearCache();
 
