@@ -18,13 +18,12 @@ std::size_t CountThreads() {
     return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
 }
 
-/// Sums the keys and another column of a walk by blocks; ends or cancels it at a record.
+/// Follows the keys and another column of a walk by blocks; ends or cancels it at a record.
 class Summing : public EBlockListener {
 public:
     CursorStatus OnReset(const ETabulonTag& /*tag*/, const ETabulonCursor& cursor) override {
         field_ = &cursor.Field("v");
         records = blocks = 0;
-        sum = 0;
         lowest = std::numeric_limits<std::int64_t>::max();
         highest = last = std::numeric_limits<std::int64_t>::min();
         mostThreads = before;
@@ -63,7 +62,7 @@ public:
 
     std::size_t before = CountThreads();  // threads
     std::size_t records = 0, blocks = 0, mostThreads = 0;
-    std::int64_t sum = 0, lowest = 0, highest = 0, last = 0;
+    std::int64_t lowest = 0, highest = 0, last = 0;
     bool areInOrder = true;
     std::size_t endAt = static_cast<std::size_t>(-1);
     std::size_t cancelAt = static_cast<std::size_t>(-1);
@@ -72,7 +71,6 @@ private:
     CursorStatus Add(const ETabulonCursor& cursor, std::int64_t key, std::int64_t value) {
         areInOrder = areInOrder && key > last;
         last = key;
-        sum += key;
         lowest = std::min(lowest, value);
         highest = std::max(highest, value);
         ++records;
