@@ -57,23 +57,23 @@ protected:
         static const char* const kKeys[] = {"k INTEGER PRIMARY KEY", "k TEXT PRIMARY KEY", "k",
                                             "k REAL PRIMARY KEY"};
         std::filesystem::remove(path);
-        std::string made = std::string("CREATE TABLE t (") + kKeys[walk.Below(std::size(kKeys))];
+        std::string script = std::string("CREATE TABLE t (") + kKeys[walk.Below(std::size(kKeys))];
         for (std::size_t column = 0; column < std::size(kTypes); ++column) {
-            made += ", c" + std::to_string(column) + ' ' + kTypes[column];
+            script += ", c" + std::to_string(column) + ' ' + kTypes[column];
         }
-        made +=
+        script +=
             "); CREATE VIEW v AS SELECT * FROM t; BEGIN;"
             "CREATE TABLE p (id INTEGER PRIMARY KEY, name TEXT, n REAL);"
             "INSERT INTO p VALUES (0, 'zero', 0.5), (1, NULL, 'odd'), (2, 'two', NULL),"
             " (5, 'zero', 3);";
         for (unsigned row = 0; row < count; ++row) {
-            made += "INSERT INTO t VALUES (" + std::to_string(static_cast<int>(row) - 3);
+            script += "INSERT INTO t VALUES (" + std::to_string(static_cast<int>(row) - 3);
             for (const char* const type : kTypes) {
-                made += ", " + Literal(walk, type);
+                script += ", " + Literal(walk, type);
             }
-            made += ");";
+            script += ");";
         }
-        Run(made + "COMMIT");
+        Run(script + "COMMIT");
     }
 
 private:
