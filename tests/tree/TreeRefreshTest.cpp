@@ -307,11 +307,11 @@ TEST(LongFill, FilesRecordsAfterAWalkWithinIntoNewNodes) {
         inner.Init(sales.levels, other.get(), /*ownsTable=*/false);
         EDataTree tree(&sales.cursor, "root", nullptr);
         ERef<EDataTreeNode> italy;  // stays, for comparison, though it is dropped
-        sales.meddler.act = [&](int record) {
+        sales.meddler.act = [&, last = records - 2](int record) {
             if (record == 2) {
                 italy = ERef<EDataTreeNode>::Retain(tree.Root()->Get(0U));
             }
-            return record == records - 2 ? tree.Root()->Refresh(&inner) : StatusOk;
+            return record == last ? tree.Root()->Refresh(&inner) : StatusOk;
         };
         EXPECT_EQ(tree.Fill(), StatusOk);
         EXPECT_EQ(tree.Root()->LeafCount(), 3U + static_cast<unsigned>(left));
