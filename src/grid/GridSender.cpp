@@ -95,19 +95,25 @@ void GridSender::SendLines(const Numbers& lines, const Numbers& columns) {
         cells.emplace(cells_, Root());
     }
     for (unsigned int line = 0; line < lines.size(); ++line) {
-        const std::vector<std::uint32_t>& rows = cells->Line(lines[line]);
-        for (unsigned int column = 0; column < columns.size(); ++column) {
-            if (column + kAhead < columns.size()) {
-                cells_.Prefetch(rows[columns[column + kAhead]]);
-            }
-            const std::uint32_t row = rows[columns[column]];
-            if (row == GridCells::kNone) {
-                view_.SetValue(column, line, ETabulonValue::Null);
-            } else {
-                view_.SetValue(column, line, Result(row, shown_));
-            }
+        if (cells) {
+            SendLine(line, cells->Line(lines[line]), columns);
         }
         SendTotal(ITabulonResGridUI::AxeColumns, line, cells_.Total(0, lines[line]));
+    }
+}
+
+// `rows` holds the cells' rows by the value numbers of axis 1.
+void GridSender::SendLine(unsigned int line, const Numbers& rows, const Numbers& columns) {
+    for (unsigned int column = 0; column < columns.size(); ++column) {
+        if (column + kAhead < columns.size()) {
+            cells_.Prefetch(rows[columns[column + kAhead]]);
+        }
+        const std::uint32_t row = rows[columns[column]];
+        if (row == GridCells::kNone) {
+            view_.SetValue(column, line, ETabulonValue::Null);
+        } else {
+            view_.SetValue(column, line, Result(row, shown_));
+        }
     }
 }
 

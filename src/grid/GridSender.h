@@ -34,6 +34,7 @@ private:
     void SendLine();
     void SendTable();
     void SendLines(const Numbers& lines, const Numbers& columns);
+    void SendLine(unsigned int line, const Numbers& rows, const Numbers& columns);
     void SendTotal(ITabulonResGridUI::AxeDirection direction, unsigned int index,
                    std::uint32_t row);
     // --- for several calculations ---

@@ -73,9 +73,11 @@ void ScoreRanking::ReadValues(std::uint32_t line, PTableau<ETabulonValue>& value
 }
 
 void ScoreRanking::Prefetch(std::uint32_t line) const noexcept {
-    const ETabulonValue* const results = results_.data() + std::size_t{line} * calculations_;
-    PrefetchToRead(results);
-    PrefetchToRead(results + 1);  // it may lie in two cache lines
+    if (calculations_ != 0) {
+        const ETabulonValue* const results = results_.data() + std::size_t{line} * calculations_;
+        PrefetchToRead(results);
+        PrefetchToRead(results + 1);  // it may lie in two cache lines
+    }
     cells_.Labels().PrefetchValues(line);
 }
 
