@@ -8,6 +8,8 @@ namespace {
 
 // Leaves aren't neighbours in memory: so many are prefetched ahead of the one that is written.
 constexpr std::size_t kAhead = 16;
+// So many keys are written within some milliseconds, behind a cancel too.
+constexpr std::size_t kMostKept = 65536;
 
 }  // namespace
 
@@ -37,6 +39,9 @@ std::uint32_t TreeLeafKeys::Add(const TreeLeaf& leaf, bool isAlias) {
 void TreeLeafKeys::MarkKept(std::uint32_t leaf) {
     kept_.push_back(leaf);
     isKept_[leaf] = 1;
+    if (kept_.size() >= kMostKept) {
+        Write();
+    }
 }
 
 void TreeLeafKeys::KeepOther(std::uint32_t leaf, TreeKeyWord key) {
