@@ -250,7 +250,7 @@ TEST(WalkByBlocks, GivesWhatSingleStepsGive) {
             return;
         }
     }
-    EXPECT_GT(blocks, 100U);
+    EXPECT_GT(blocks, 2 * kSeeds);
 }
 
 TEST(WalkByBlocks, FillsAndRefreshesTreesAsSingleStepsDo) {
@@ -266,7 +266,7 @@ TEST(WalkByBlocks, FillsAndRefreshesTreesAsSingleStepsDo) {
             return;
         }
     }
-    EXPECT_GT(blocks, 100U);
+    EXPECT_GT(blocks, 2 * kSeeds);
 }
 
 TEST(WalkByBlocks, FollowsLinksAsSingleStepsDo) {
@@ -294,8 +294,8 @@ TEST(WalkByBlocks, FollowsLinksAsSingleStepsDo) {
             return;
         }
     }
-    EXPECT_GT(blocks, 200U);
-    EXPECT_GT(failures, 10U);
+    EXPECT_GT(blocks, 4 * kSeeds);
+    EXPECT_GT(failures, kSeeds / 8);
 }
 
 TEST(WalkByBlocks, ShowsPendingChangesAsSingleStepsDo) {
@@ -327,7 +327,7 @@ TEST(WalkByBlocks, ShowsPendingChangesAsSingleStepsDo) {
             return;
         }
     }
-    EXPECT_GT(blocks, 200U);
+    EXPECT_GT(blocks, 4 * kSeeds);
 }
 
 // ------------------------------------------------------------------------------------ the decision
