@@ -4,7 +4,6 @@
 #include "etabulon/cumul/ETabulonCumulFuncOnVar.h"
 #include "etabulon/cursors/ETabulonCursor.h"
 #include "etabulon/foundation/EBlockSource.h"
-#include "etabulon/foundation/detail/EPrefetch.h"
 #include "etabulon/values/ETabulonVariableDesc.h"
 #include "grid/TagIndex.h"
 
@@ -86,9 +85,6 @@ void BlockDetails::ReadSingles(const ERecordBlock& block, std::span<const EBlock
     const std::uint32_t size = numbers == nullptr ? 1 : block.At(column.data).dictionary->Size();
     column.known.resize(size);
     detailOf_.resize(size, kUnknown);
-    if (numbers != nullptr) {
-        PrefetchUnknown(*block.At(column.data).dictionary, numbers, records);
-    }
     for (std::size_t place = 0; place < count_; ++place) {
         std::uint32_t& detail = detailOf_[numbers == nullptr ? 0 : numbers[records[place]]];
         if (detail == kUnknown) {
@@ -99,21 +95,6 @@ void BlockDetails::ReadSingles(const ERecordBlock& block, std::span<const EBlock
     if (wantsNumbers_) {
         ReadNumbers(block, records);
     }
-}
-
-// New labels read their values and texts, which lie anywhere: all of a block wait for them
-// together.
-void BlockDetails::PrefetchUnknown(const EBlockDictionary& dictionary, const std::uint32_t* numbers,
-                                   std::span<const EBlockIndex> records) const noexcept {
-    const auto forUnknown = [&](const auto& prefetch) {
-        for (const EBlockIndex record : records) {
-            if (detailOf_[numbers[record]] == kUnknown) {
-                prefetch(dictionary.Value(numbers[record]));
-            }
-        }
-    };
-    forUnknown([](const EVariant& value) { PrefetchToRead(&value); });
-    forUnknown([](const EVariant& value) { PrefetchToWrite(value.GetBuffer()); });
 }
 
 // The most frequent case: known pairs go without a call, and their lookups overlap.

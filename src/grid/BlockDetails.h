@@ -83,8 +83,6 @@ private:
     void ReadNumbers(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void ReadSingles(const ERecordBlock& block, std::span<const EBlockIndex> records,
                      TagIndex& index);
-    void PrefetchUnknown(const EBlockDictionary& dictionary, const std::uint32_t* numbers,
-                         std::span<const EBlockIndex> records) const noexcept;
     void ReadPairs(const ERecordBlock& block, std::span<const EBlockIndex> records,
                    TagIndex& index);
     [[nodiscard]] std::uint32_t FindOrAdd(const ERecordBlock& block, EBlockIndex record,
