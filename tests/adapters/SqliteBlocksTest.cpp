@@ -86,7 +86,7 @@ TEST_F(SqliteBlocks, GiveWhatSingleStepsGive) {
     for (unsigned seed = 1; seed <= 32; ++seed) {
         SCOPED_TRACE(seed);
         RandomWalk walk(seed);
-        EReadAhead::SetThreads(walk.OneIn(3) ? 0 : 2);
+        EReadAhead::SetThreads(walk.OneIn(3) ? 0 : walk.OneIn(2) ? 2 : 5);
         EReadAhead::SetLeastRecords(1 + walk.Below(400));
         Make(walk, kCounts[seed % std::size(kCounts)]);
         const bool isView = walk.OneIn(4);

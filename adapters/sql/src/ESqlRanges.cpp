@@ -110,7 +110,7 @@ ESqlStep ESqlTable::Ranges::Next(ISqlStatement& seek, std::int64_t& after, std::
 void ESqlTable::Ranges::NoteRows(std::uint64_t width, std::size_t rows) noexcept {
     constexpr std::uint64_t kMostWidth = std::uint64_t{1} << 62U;
     if (width != width_) {
-        return;  // the width was set anew since
+        return;  // another range has changed the width since this one was taken
     }
     if (rows * 2 < wanted_) {
         width_ = std::min(width_ * 2, kMostWidth);

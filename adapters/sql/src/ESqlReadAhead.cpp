@@ -148,8 +148,7 @@ void ESqlTable::ReadAhead::MakeSlots(Reader& reader, const EBlockSource& source,
     const State& s = *table_.state_;
     reader.data = std::make_unique<ESqlColumnData>(cells.size());
     for (std::size_t index = 0; index < kSlots; ++index) {
-        Slot& slot = reader.slots.emplace_back(s.layout);
-        slot.reader = static_cast<std::size_t>(&reader - &readers_.front());
+        Slot& slot = reader.slots.emplace_back(reader, s.layout);
         slot.builder.emplace(source, request, descs);
         slot.builder->ShareDictionaries(owner);
         slot.mismatches.resize(cells.size());
@@ -178,7 +177,7 @@ ESqlTable::ReadAhead::Outcome ESqlTable::ReadAhead::Next(Slot*& slot,
                                                          ESqlError& error) {
     std::unique_lock hold(lock_);
     if (delivered_ != nullptr) {
-        readers_[delivered_->reader].free.push_back(delivered_);
+        delivered_->reader.free.push_back(delivered_);
         delivered_ = nullptr;
         freed_.notify_all();
     }

@@ -24,11 +24,13 @@ namespace etabulon {
 /// Threads    all operations belong to the thread of the walk. A reader touches its connection and
 ///            the slots that it fills; a slot is handed over whole, under the lock.
 class ESqlTable::ReadAhead {
+    struct Reader;
+
 public:
     /// The place of a block.
     struct Slot {
-        explicit Slot(const EFieldSet& layout) : scratch(layout) {}
-        std::size_t reader = 0;
+        Slot(Reader& ofReader, const EFieldSet& layout) : reader(ofReader), scratch(layout) {}
+        Reader& reader;  // that fills it
         std::optional<EBlockBuilder> builder;
         ESqlRowBlock rows;
         ERecordBuffer scratch;
