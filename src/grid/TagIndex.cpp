@@ -182,24 +182,26 @@ void TagIndex::ReadTag(std::uint32_t detail, ETabulonTag& tag) const {
     }
 }
 
-void TagIndex::PrefetchValues(std::uint32_t detail) const noexcept {
+template <class Visit>
+void TagIndex::ForEachFirstSpelling(std::uint32_t detail, const Visit& visit) const noexcept {
     for (std::size_t at = 0; at < columns_.size(); ++at) {
         if (const std::uint32_t number = NumberAt(detail, at); number != kAbsent) {
             const ValueNumbers& values = columns_[at].values;
-            const ETabulonValue& value = values.Spelling(values.FirstSpelling(number));
-            PrefetchToRead(&value);
-            PrefetchToRead(&value + 1);  // it may lie in two cache lines
+            visit(values.Spelling(values.FirstSpelling(number)));
         }
     }
 }
 
+void TagIndex::PrefetchValues(std::uint32_t detail) const noexcept {
+    ForEachFirstSpelling(detail, [](const ETabulonValue& value) {
+        PrefetchToRead(&value);
+        PrefetchToRead(&value + 1);  // it may lie in two cache lines
+    });
+}
+
 void TagIndex::PrefetchTexts(std::uint32_t detail) const noexcept {
-    for (std::size_t at = 0; at < columns_.size(); ++at) {
-        if (const std::uint32_t number = NumberAt(detail, at); number != kAbsent) {
-            const ValueNumbers& values = columns_[at].values;
-            PrefetchToRead(values.Spelling(values.FirstSpelling(number)).Data().GetBuffer());
-        }
-    }
+    ForEachFirstSpelling(
+        detail, [](const ETabulonValue& value) { PrefetchToRead(value.Data().GetBuffer()); });
 }
 
 }  // namespace etabulon::detail

@@ -95,6 +95,8 @@ private:
         return value != nullptr ? value : column.inRoot;
     }
     [[nodiscard]] std::uint32_t Chain();
+    template <class Visit>
+    void ForEachFirstSpelling(std::uint32_t detail, const Visit& visit) const noexcept;
     void KeepSpellings(const ETabulonTag& tag, std::uint32_t detail);
     void KeepSpelling(std::uint32_t detail, std::size_t column, std::uint32_t spelling);
     [[nodiscard]] std::uint64_t SpellingKey(std::uint32_t detail, std::size_t column) const {

@@ -50,7 +50,6 @@ EPosition ESqlTable::GetFirst() {
     if (!std::exchange(s.expectsBlocks, false)) {
         return StepStreaming();
     }
-    s.mismatchesBefore = s.data.mismatches;
     const EPosition first = StepStreaming();
     return first != kNoPosition ? s.readAhead->Prepare(first) : first;
 }
@@ -59,7 +58,7 @@ EPosition ESqlTable::GetFirst() {
 EPosition ESqlTable::StreamAgain() {
     State& s = *state_;
     s.walkStatement->Reset();
-    s.data.mismatches = s.mismatchesBefore;
+    s.data.mismatches = s.data.mismatchesBefore;
     return StepStreaming();
 }
 

@@ -210,7 +210,6 @@ struct ESqlTable::State {
     std::unique_ptr<ReadAhead> readAhead;  // made when it is first asked for
     bool expectsBlocks = false;            // of the next walk
     bool isBlank = false;  // the table stands on walkPosition, and its fields weren't loaded
-    std::vector<std::uint64_t> mismatchesBefore;  // the counts before the walk's first step
 
     std::unordered_map<std::string, std::unique_ptr<ISqlStatement>> statements;
     ESqlError error;
