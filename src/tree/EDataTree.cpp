@@ -16,7 +16,7 @@ EDataTreeNodeRoot::EDataTreeNodeRoot(const ETabulonSortDesc* sortDesc, const Cha
     : EDataTreeNode(nullptr, ETabulonTag::Null, sortDesc), name_(name), icon_(icon) {}
 
 ETabulonValue EDataTreeNodeRoot::DisplayValue() const {
-    return ETabulonValue(EVariant(name_), name_, false);
+    return ETabulonValue(EVariant(name_), name_, /*modified=*/false);
 }
 
 EDataTree::EDataTree(ETabulonCursor* cursor, const Chaine& rootName, HICON rootIcon)

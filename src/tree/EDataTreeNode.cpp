@@ -46,16 +46,15 @@ EDataTreeNode::EDataTreeNode(EDataTreeNode* parent, unsigned level, const ETabul
 
 void EDataTreeNode::FindOwnValue(const ETabulonTag& tag, const ETabulonSortDesc& sort) {
     const bool samePath = parent_->SamePathAs(tag);
-    const ETabulonValue* own = nullptr;
     if (parent_->byValue_ && tag.KnownLevelsCount() == depth_ &&
         depth_ <= sort.SortLevelCount(kInTree)) {
         level_ = sort.SortLevel(depth_ - 1, kInTree).Level();
-        own = tag.Find(level_);
-        byValue_ = own != nullptr && !parent_->IsLevelAbove(level_) &&
-                   (samePath || parent_->IsOnPathOf(tag));
-    }
-    if (byValue_) {
-        value_ = *own;
+        const ETabulonValue* const own = tag.Find(level_);
+        if (own != nullptr && !parent_->IsLevelAbove(level_) &&
+            (samePath || parent_->IsOnPathOf(tag))) {
+            byValue_ = true;
+            value_ = *own;
+        }
     }
     if (!byValue_ || !samePath) {
         KeepTag(tag);

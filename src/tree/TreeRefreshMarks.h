@@ -19,7 +19,7 @@ public:
     /// The walk meets the node. A walk clears flags here alone.
     void Meet(EDataTreeNode& node) noexcept {
         if (dirty_ != 0 && NodeAccess::IsDirty(node)) {
-            NodeAccess::SetDirty(node, false);
+            NodeAccess::SetDirty(node, /*dirty=*/false);
             --dirty_;
         }
     }
