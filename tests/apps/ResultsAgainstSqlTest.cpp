@@ -211,7 +211,7 @@ TEST(LabelsThatLookAlike, AreLinesOfTheirOwnOrCounted) {
         EXPECT_EQ(run.err, each.note) << each.options;
     }
     EXPECT_EQ(Printed("score @ --level t --calc COUNT:id --by display", path),
-              "t\tCOUNT(id)\n\t2\na\t1\n\\N\t1\ntotal\t5\n");
+              "t\tCOUNT(id)\n\t2\nA\t1\n\\N\t1\ntotal\t5\n");
     EXPECT_EQ(Printed("score @ --level t --calc COUNT:id", path),
               "t\tCOUNT(id)\n\t2\na\t1\nA\t1\n\\N\t1\ntotal\t5\n");
 }
