@@ -199,6 +199,7 @@ void ETabulonCursorPending::CalcFields() {
     if (answer.mayBeUpdated && changes_->IsUpdated(tag)) {
         EFieldSet& fields = iFields();
         static_cast<void>(changes_->UpdateFieldsAndNote(fields, tag, &updated_));
+        DeriveAgain(updated_);
     }
 }
 

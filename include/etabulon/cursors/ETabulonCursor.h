@@ -172,6 +172,8 @@ protected:
     virtual void DeclareFields() {}
     virtual void PrepareFields() {}
     virtual void CalcFields() {}
+    /// Makes those fields again that are derived from `written` ones, and adds them.
+    virtual void DeriveAgain(std::vector<const EField*>& /*written*/) {}
     /// Reports a failure from PrepareFields or CalcFields, which have no result: the step that
     /// called them ends with this status. The next reset prepares fields again whose preparation
     /// failed. Requires a failure: not StatusOk, StatusRefused or StatusEnd.
