@@ -179,6 +179,57 @@ INSTANTIATE_TEST_SUITE_P(
                     Case{false, "side", "s.side", "kind>name", "k.name", "part"},
                     Case{false, "kind_id", "s.kind_id", nullptr, nullptr, "part"}));
 
+struct DerivedCase {
+    const char* level;
+    const char* sql;
+};
+
+TEST(DerivedLevels, CountAsSqlDoes) {
+    Database database(ETABULON_STRIKES_DATABASE);
+    for (const auto& [level, sql] : {
+             DerivedCase{"flight_date.year", "strftime('%Y', flight_date) + 0"},
+             {"flight_date.quarter", "(strftime('%m', flight_date) + 2) / 3"},
+             {"flight_date.month", "strftime('%m', flight_date) + 0"},
+             {"flight_date.week",
+              "(strftime('%j', date(flight_date, '-3 days', 'weekday 4')) - 1) / 7 + 1"},
+             {"flight_date.weekday", "(strftime('%w', flight_date) + 6) % 7 + 1"},
+             {"flight_date.day", "strftime('%d', flight_date) + 0"},
+             {"cost_total.bin(1000)", "cost_total / 1000 * 1000"},
+             {"speed_knots.bins(1)",
+              "CASE WHEN speed_knots IS NOT NULL THEN "
+              "(SELECT min(speed_knots) FROM strikes) END"},
+             {"species>name.first(2)",
+              "substr((SELECT name FROM species WHERE id = species_id), 1, 2)"},
+         }) {
+        std::string wanted;
+        for (const Row& row : database.Rows(std::string("SELECT ") + sql +
+                                            ", count(*) FROM strikes GROUP BY 1 ORDER BY 1")) {
+            wanted += row[0] + "\t" + row[1] + "\n";
+        }
+        const std::string printed =
+            Printed("grid @ strikes --calc COUNT:id --axes " + std::string(level));
+        const std::size_t first = printed.find('\n') + 1;
+        EXPECT_EQ(printed.substr(first, printed.rfind("total\t") - first), wanted) << level;
+    }
+}
+
+TEST(DerivedLevels, ArePlacesOfEditsAndFollowThem) {
+    const TestFolder folder;
+    const std::string path = folder.MakeDatabase(
+        "dated.db",
+        "CREATE TABLE t(id INTEGER PRIMARY KEY, d DATE, \"a.year\" INTEGER, a DATE);"
+        "INSERT INTO t VALUES (1, '2020-05-01', 7, '1999-01-01'), (2, '2021-05-01', 7, NULL),"
+        "    (3, '2022-05-01', 8, NULL), (4, NULL, 8, NULL);");
+    EXPECT_EQ(Printed("edit @ --levels d.year --set d.year=2020:d=2022-01-01 --delete d.year=2021 "
+                      "--show tree",
+                      path),
+              "d.year\tcount\n\\N\t1\n2022\t2\n");
+    EXPECT_EQ(Printed("tree @ --levels '\"a.year\"'", path), "a.year\tcount\n7\t2\n8\t2\n");
+    EXPECT_EQ(Printed("tree @ --levels a.year", path), "a.year\tcount\n\\N\t3\n1999\t1\n");
+    Printed("edit @ --delete d.year=2021 --save", path);
+    EXPECT_EQ(Printed("tree @ --levels d.year", path), "d.year\tcount\n\\N\t1\n2020\t1\n2022\t1\n");
+}
+
 struct AlikeCase {
     const char* options;
     const char* table;
