@@ -52,6 +52,7 @@ int main() {
     keys.Add({kCountry, /*reverse=*/false, 0});
     keys.Add({kProduct, /*reverse=*/false, 0});
     order.SetSortLevels(keys);
+    order.SetCompareSource(ETabulonSortDesc::CompareOnValue);
 
     if (!shop.cursor.FindUnresolved({"amount"}).empty()) {
         return 1;

@@ -105,13 +105,15 @@ CursorStatus ETabulonCursor::BlockWalk::CallGetNextBlock() {
         End();
         return cursor_.CallGetNext();
     }
-    return cursor_.CountPassable(*block_, selected_) == selected_.size() ? PassOn(selected_)
-                                                                         : PassInParts();
+    return PassInParts();
 }
 
-CursorStatus ETabulonCursor::BlockWalk::PassOn(std::span<const EBlockIndex> records) {
+CursorStatus ETabulonCursor::BlockWalk::PassOn(const BlockPart& part) {
+    if (part.records.empty()) {
+        return StatusOk;
+    }
     for (IBlockNotifier* const listener : listeners_) {
-        const CursorStatus answer = listener->OnBlock(cursor_, *block_, records);
+        const CursorStatus answer = listener->OnBlock(cursor_, *part.block, part.records);
         if (answer != StatusOk) {
             return answer;
         }
@@ -121,22 +123,23 @@ CursorStatus ETabulonCursor::BlockWalk::PassOn(std::span<const EBlockIndex> reco
 
 // ----------------------------------------------------------------------------------------- singles
 
-/// Passes on the stretches between the records that come singly. A walk that ends within the
-/// block, or goes on by single steps from there, stands on the record that was shown last.
+/// Passes on the parts between the records that come singly. A walk that ends within the block, or
+/// goes on by single steps from there, stands on the record that was shown last.
 CursorStatus ETabulonCursor::BlockWalk::PassInParts() {
+    BlockPart part = cursor_.TakePart(*block_, selected_);
+    if (part.count == selected_.size()) {
+        return PassOn(part);
+    }
     std::span<const EBlockIndex> rest = selected_;
     while (!rest.empty()) {
-        const std::size_t count = cursor_.CountPassable(*block_, rest);
-        if (count != 0) {
-            if (const CursorStatus answer = PassOn(rest.first(count)); answer != StatusOk) {
-                StandWhole(rest[count - 1]);
-                return answer;
-            }
+        if (const CursorStatus answer = PassOn(part); answer != StatusOk) {
+            StandWhole(part.records.back());
+            return answer;
         }
-        if (count == rest.size()) {
+        if (part.count == rest.size()) {
             break;
         }
-        const EBlockIndex single = rest[count];
+        const EBlockIndex single = rest[part.count];
         if (const CursorStatus status = ShowSingly(single); status != StatusOk) {
             return status;
         }
@@ -145,7 +148,8 @@ CursorStatus ETabulonCursor::BlockWalk::PassInParts() {
             End();
             return StatusOk;
         }
-        rest = rest.subspan(count + 1);
+        rest = rest.subspan(part.count + 1);
+        part = cursor_.TakePart(*block_, rest);
     }
     const auto last = static_cast<EBlockIndex>(block_->Size() - 1);
     static_cast<void>(Stand(last, /*isWhole=*/false));

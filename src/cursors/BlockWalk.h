@@ -39,7 +39,7 @@ private:
     [[nodiscard]] bool AddTests(EBlockRequest& request);
     [[nodiscard]] bool HasSameListeners() const noexcept;
     [[nodiscard]] CursorStatus Step();
-    CursorStatus PassOn(std::span<const EBlockIndex> records);
+    CursorStatus PassOn(const BlockPart& part);
     CursorStatus PassInParts();
     CursorStatus ShowSingly(EBlockIndex record);
     void StandWhole(EBlockIndex record);

@@ -236,9 +236,9 @@ CursorStatus ETabulonCursor::GetNextBlock(const ERecordBlock*& block) {
     return StatusEnd;
 }
 
-std::size_t ETabulonCursor::CountPassable(const ERecordBlock& /*block*/,
-                                          std::span<const EBlockIndex> records) {
-    return records.size();
+ETabulonCursor::BlockPart ETabulonCursor::TakePart(const ERecordBlock& block,
+                                                   std::span<const EBlockIndex> records) {
+    return {&block, records, records.size()};
 }
 
 CursorStatus ETabulonCursor::StandInBlock(const ERecordBlock& /*block*/, EBlockIndex /*record*/,

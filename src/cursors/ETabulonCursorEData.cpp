@@ -1,5 +1,6 @@
 #include "etabulon/cursors/ETabulonCursorEData.h"
 
+#include "cursors/DerivedFields.h"
 #include "cursors/LinkedBlocks.h"
 #include "etabulon/foundation/DDico.h"
 #include "etabulon/foundation/EBlockSource.h"
@@ -44,6 +45,7 @@ void ETabulonCursorEData::Init(const ETabulonLevels& levels, EData* table, bool 
     DropTable();
     ResetDeclaredFields();
     links_.Free();
+    derived_.reset();
     E_EXPECTS(table != nullptr);
     if (table == nullptr) {
         DeclareMasterFields(EFieldSet());
@@ -83,6 +85,35 @@ bool ETabulonCursorEData::DeclareLinkField(const ETabulonVariableID& id) {
     return descriptor.resolved;
 }
 
+bool ETabulonCursorEData::DeclareDerivedField(const ETabulonVariableID& id,
+                                              const ETabulonVariableID& base,
+                                              const EDerivation& derivation) {
+    if (derived_ != nullptr && derived_->Has(id)) {
+        return true;
+    }
+    if (table_ == nullptr || ETabulonCursor::CanResolve(id)) {
+        return false;
+    }
+    int type = 0;
+    if (!base.IsLink()) {
+        const int index = table_->Fields().IndexOf(base.Code());
+        if (index < 0) {
+            return false;
+        }
+        type = table_->Fields().At(static_cast<std::uint16_t>(index)).Type();
+    } else if (DeclareLinkField(base)) {
+        type = LinkedVariable(base)->TypeCode();
+    }
+    if (type == 0 || !derivation.Takes(type)) {
+        return false;
+    }
+    if (derived_ == nullptr) {
+        derived_ = std::make_unique<DerivedFields>(*this);
+    }
+    derived_->Add(id, base, derivation, type);
+    return true;
+}
+
 bool ETabulonCursorEData::CanResolve(const ETabulonVariableID& variable) const {
     if (ETabulonCursor::CanResolve(variable)) {
         return true;
@@ -104,6 +135,11 @@ Chaine ETabulonCursorEData::QualifiedPath(const Chaine& code) const {
     return path;
 }
 
+DVariable* ETabulonCursorEData::LinkedVariable(const ETabulonVariableID& link) const {
+    const Chaine path = QualifiedPath(link.Code());
+    return dynamic_cast<DVariable*>(GetObj(table_->dico->Dico(), path.c_str(), /*flag=*/false));
+}
+
 void ETabulonCursorEData::PrepareFields() {
     if (linkEngine_ == nullptr) {
         return;
@@ -116,8 +152,7 @@ void ETabulonCursorEData::PrepareFields() {
     for (std::size_t index = 0; index < links_.Size(); ++index) {
         const auto& link = links_.At(index);
         const Chaine path = QualifiedPath(link.key.Code());
-        auto* variable =
-            dynamic_cast<DVariable*>(GetObj(table_->dico->Dico(), path.c_str(), /*flag=*/false));
+        DVariable* const variable = LinkedVariable(link.key);
         PTableau<DRubric*> rubrics;
         rubrics.Add(dynamic_cast<DRubric*>(table_->dico));
         const void* buffer = linkEngine_->FindBuffer(link.value, rubrics, bufferProvider_.get());
@@ -154,6 +189,15 @@ void ETabulonCursorEData::CalcFields() {
         if (!isFound && linkEngine_->LastError().status != DataOk) {
             return ReportLinkFailure();
         }
+    }
+    if (derived_ != nullptr) {
+        derived_->Make();
+    }
+}
+
+void ETabulonCursorEData::DeriveAgain(std::vector<const EField*>& written) {
+    if (derived_ != nullptr) {
+        derived_->MakeAgain(written);
     }
 }
 
@@ -222,7 +266,7 @@ bool ETabulonCursorEData::BeginBlocks(const EBlockRequest& request) {
     if (blocks_ == nullptr) {
         return false;
     }
-    if (links_.Size() == 0) {
+    if (links_.Size() == 0 && derived_ == nullptr) {
         return blocks_->BeginBlocks(request);
     }
     linkedBlocks_ = std::make_unique<LinkedBlocks>(*this);

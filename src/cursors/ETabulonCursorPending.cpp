@@ -96,6 +96,7 @@ CursorStatus ETabulonCursorPending::ShowInsert() {
 
 bool ETabulonCursorPending::BeginBlocks(const EBlockRequest& request) {
     if (typeid(*this) != typeid(ETabulonCursorPending) || inInserts_ ||
+        dynamic_cast<const ETabulonCursorRelay*>(Source()) != nullptr ||
         Source()->Notifiers().Size() != 0 ||
         !AreSame(std::as_const(*this).Source()->Levels(), Levels())) {
         return false;
@@ -119,19 +120,65 @@ void ETabulonCursorPending::EndBlocks() noexcept {
     blocks_.reset();
 }
 
-/// Looks at the script again if it has changed since the block's last record.
-std::size_t ETabulonCursorPending::CountPassable(const ERecordBlock& block,
-                                                 std::span<const EBlockIndex> records) {
+/// Looks at the script again if it has changed since the block's last part.
+ETabulonCursor::BlockPart ETabulonCursorPending::TakePart(const ERecordBlock& block,
+                                                          std::span<const EBlockIndex> records) {
+    using Verdict = detail::PendingVerdict;
     changes_->CopyFilter(*filter_, filterVersion_);
     if (markedVersion_ != filterVersion_) {
         markedVersion_ = filterVersion_;
-        blocks_->Mark(block, *filter_);
+        blocks_->Mark(block, *filter_, filterVersion_);
     }
+    blocks_->BeginPart();
+    shown_.clear();
+    bool hasMoved = false;
     std::size_t count = 0;
-    while (count < records.size() && !blocks_->IsMarked(records[count])) {
-        ++count;
+    for (; count < records.size(); ++count) {
+        const EBlockIndex record = records[count];
+        if (blocks_->IsMarked(record)) {
+            Verdict verdict = blocks_->Find(block, record);
+            if (verdict == Verdict::Unknown) {
+                verdict = Judge(block, record);
+                hasMoved = true;
+            }
+            if (verdict == Verdict::Single) {
+                break;
+            }
+            if (verdict == Verdict::Hidden) {
+                continue;
+            }
+            if (verdict == Verdict::Changed) {
+                blocks_->Put(block, record);
+            }
+        }
+        shown_.push_back(record);
     }
-    return count;
+    if (hasMoved) {
+        const auto last = static_cast<EBlockIndex>(block.Size() - 1);
+        if (StandInBlock(block, last, /*isWhole=*/false) == StatusOk) {
+            static_cast<void>(DeriveFields());
+        }
+    }
+    return {&blocks_->Part(block), shown_, count};
+}
+
+/// Works out what a single step would show of the records with this record's tag. A script that
+/// another thread changes meanwhile leaves that to the single step.
+detail::PendingVerdict ETabulonCursorPending::Judge(const ERecordBlock& block, EBlockIndex record) {
+    using Verdict = detail::PendingVerdict;
+    Verdict verdict = Verdict::Single;
+    if (StandInBlock(block, record, /*isWhole=*/false) == StatusOk && DeriveFields() == StatusOk) {
+        verdict = IsInFilter() ? Verdict::Same : Verdict::Hidden;
+    }
+    changes_->CopyFilter(*filter_, filterVersion_);
+    if (filterVersion_ != markedVersion_) {
+        return Verdict::Single;
+    }
+    if (verdict == Verdict::Same && !updated_.empty()) {
+        return blocks_->SetUpdated(block, updated_);
+    }
+    blocks_->Set(verdict);
+    return verdict;
 }
 
 CursorStatus ETabulonCursorPending::StandInBlock(const ERecordBlock& block, EBlockIndex record,
@@ -148,9 +195,11 @@ void ETabulonCursorPending::CalcFields() {
     changes_->CopyFilter(*filter_, filterVersion_);
     const detail::PendingFilter::Answer answer = filter_->Ask(tag);
     mayBeDeleted_ = answer.mayBeDeleted;
+    updated_.clear();
     if (answer.mayBeUpdated && changes_->IsUpdated(tag)) {
         EFieldSet& fields = iFields();
-        static_cast<void>(changes_->UpdateFields(fields, tag));
+        static_cast<void>(changes_->UpdateFieldsAndNote(fields, tag, &updated_));
+        DeriveAgain(updated_);
     }
 }
 

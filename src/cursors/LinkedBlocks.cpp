@@ -1,10 +1,12 @@
 #include "cursors/LinkedBlocks.h"
 
+#include "cursors/DerivedFields.h"
 #include "etabulon/foundation/DDico.h"
 #include "etabulon/foundation/EBlockSource.h"
 #include "foundation/ELinkPath.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace etabulon {
 
@@ -24,7 +26,7 @@ bool HasWords(const EField& field) noexcept {
 bool ETabulonCursorEData::LinkedBlocks::Begin(const EBlockRequest& request) {
     EBlockRequest own;
     own.keys = request.keys;
-    if (cursor_.linkEngine_ == nullptr || !AddKeys(own)) {
+    if (!AddKeys(own)) {
         return false;
     }
     for (const EBlockRequest::Column& wish : request.columns) {
@@ -33,21 +35,28 @@ bool ETabulonCursorEData::LinkedBlocks::Begin(const EBlockRequest& request) {
         }
         composer_.AddColumn(wish.field->Desc());
     }
-    version_ = cursor_.linkEngine_->Version();
+    version_ = cursor_.linkEngine_ != nullptr ? cursor_.linkEngine_->Version() : 0;
     return cursor_.blocks_->BeginBlocks(own);
 }
 
 bool ETabulonCursorEData::LinkedBlocks::AddKeys(EBlockRequest& request) {
     for (std::size_t link = 0; link < cursor_.links_.Size(); ++link) {
-        keyOfLink_.push_back(kNone);
-        if (cursor_.links_.At(link).value.resolved && !AddKey(link, request)) {
+        further_.push_back({cursor_.links_.At(link).key});
+        if (cursor_.links_.At(link).value.resolved && !AddLink(link, request)) {
+            return false;
+        }
+    }
+    const std::size_t derived = cursor_.derived_ != nullptr ? cursor_.derived_->Size() : 0;
+    for (std::size_t index = 0; index < derived; ++index) {
+        further_.push_back({cursor_.derived_->At(index).id});
+        if (!AddDerived(index, request)) {
             return false;
         }
     }
     return true;
 }
 
-bool ETabulonCursorEData::LinkedBlocks::AddKey(std::size_t link, EBlockRequest& request) {
+bool ETabulonCursorEData::LinkedBlocks::AddLink(std::size_t link, EBlockRequest& request) {
     const DRubric* const rubric = dynamic_cast<DRubric*>(cursor_.table_->dico);
     const Chaine path = cursor_.QualifiedPath(cursor_.links_.At(link).key.Code());
     detail::LinkPath resolved;
@@ -58,25 +67,48 @@ bool ETabulonCursorEData::LinkedBlocks::AddKey(std::size_t link, EBlockRequest& 
         return true;
     }
     const detail::PathHop& hop = resolved.hops.front();
-    Key key;
+    std::vector<unsigned> columns;
     for (const unsigned variable : hop.OwnVariables()) {
         const DVariable& own = *rubric->At(variable);
         const EField* const field = FindOwn(own, own.Count() > 1 ? hop.index : 0);
         if (field == nullptr) {
             return false;
         }
-        key.columns.push_back(request.AddNumbers(*field));
+        columns.push_back(request.AddNumbers(*field));
     }
-    const auto known = std::find_if(keys_.begin(), keys_.end(), [&key](const Key& other) {
-        return other.columns == key.columns;
+    AddKey(std::move(columns));
+    return true;
+}
+
+bool ETabulonCursorEData::LinkedBlocks::AddDerived(std::size_t index, EBlockRequest& request) {
+    const ETabulonVariableID& base = cursor_.derived_->At(index).base;
+    if (base.IsLink()) {
+        const auto link = std::find_if(further_.begin(), further_.end(),
+                                       [&base](const Further& each) { return each.id == base; });
+        further_.back().key = link->key;
+        return true;
+    }
+    const EField& field = cursor_.Field(base);
+    if (EBlockSource::FindField(cursor_.table_->Fields(), field) < 0) {
+        return false;
+    }
+    AddKey({request.AddNumbers(field)});
+    return true;
+}
+
+/// The key of the last variable.
+void ETabulonCursorEData::LinkedBlocks::AddKey(std::vector<unsigned> columns) {
+    const auto known = std::find_if(keys_.begin(), keys_.end(), [&columns](const Key& other) {
+        return other.columns == columns;
     });
-    keyOfLink_[link] = static_cast<std::size_t>(known - keys_.begin());
+    further_.back().key = static_cast<std::size_t>(known - keys_.begin());
     if (known == keys_.end()) {
-        key.pairs.resize(key.columns.size() - 1);
+        Key key;
+        key.pairs.resize(columns.size() - 1);
         key.made.resize(key.pairs.empty() ? 0 : kMost);
+        key.columns = std::move(columns);
         keys_.push_back(std::move(key));
     }
-    return true;
 }
 
 /// The table's field that the link engine reads as this variable; null if there is none.
@@ -108,15 +140,15 @@ bool ETabulonCursorEData::LinkedBlocks::AddColumn(const EBlockRequest::Column& w
         columns_.push_back({own, kNone});
         return true;
     }
-    for (std::size_t link = 0; link < keyOfLink_.size(); ++link) {
-        const EField* const field = &cursor_.Field(cursor_.links_.At(link).key);
-        if (keyOfLink_[link] == kNone || field->Address() != wish.field->Address() ||
+    for (const Further& further : further_) {
+        const EField* const field = &cursor_.Field(further.id);
+        if (further.key == kNone || field->Address() != wish.field->Address() ||
             !field->Desc().IsSameAs(wish.field->Desc())) {
             continue;
         }
         columns_.push_back({0, linked_.size()});
         Linked& linked = linked_.emplace_back();
-        linked.key = keyOfLink_[link];
+        linked.key = further.key;
         linked.field = field;
         linked.wantsWords = wish.values && HasWords(*field);
         linked.builder = std::make_unique<EBlockBuilder>(field->Desc());
@@ -142,7 +174,9 @@ CursorStatus ETabulonCursorEData::LinkedBlocks::Next(const ERecordBlock*& block)
     if (const CursorStatus status = cursor_.NextBlockOfTable(from); status != StatusOk) {
         return status;
     }
-    if (const std::uint64_t version = cursor_.linkEngine_->Version(); version != version_) {
+    const std::uint64_t version =
+        cursor_.linkEngine_ != nullptr ? cursor_.linkEngine_->Version() : 0;
+    if (version != version_) {
         version_ = version;
         for (Key& key : keys_) {
             std::fill(key.isKnown.begin(), key.isKnown.end(), std::uint8_t{0});

@@ -11,9 +11,10 @@
 
 namespace etabulon {
 
-/// The blocks of a cursor with links: those of its table, with a column for each linked variable
-/// that the listeners read. Links are followed once for each distinct key of a walk, with the
-/// table standing on the first record that has it, as a single step follows them.
+/// The blocks of a cursor with links or derived fields: those of its table, with a column for each
+/// linked or derived variable that the listeners read. Links are followed, and values derived, once
+/// for each distinct key of a walk, with the table standing on the first record that has it, as a
+/// single step does. The key of a derived value is that of the one that it is made from.
 ///
 /// A key whose link can't be read ends the walk behind the records before it. Whenever a table that
 /// links lead to has changed, all of them are followed again.
@@ -54,7 +55,9 @@ private:
     };
 
     [[nodiscard]] bool AddKeys(EBlockRequest& request);
-    [[nodiscard]] bool AddKey(std::size_t link, EBlockRequest& request);
+    [[nodiscard]] bool AddLink(std::size_t link, EBlockRequest& request);
+    [[nodiscard]] bool AddDerived(std::size_t index, EBlockRequest& request);
+    void AddKey(std::vector<unsigned> columns);
     [[nodiscard]] const EField* FindOwn(const DVariable& variable, unsigned element) const;
     [[nodiscard]] bool AddColumn(const EBlockRequest::Column& wish, EBlockRequest& request);
     static void Number(Key& key, const ERecordBlock& block);
@@ -63,7 +66,12 @@ private:
     void Show(Linked& linked, ERecordBlock::Column& shown, std::size_t size);
 
     ETabulonCursorEData& cursor_;
-    std::vector<std::size_t> keyOfLink_;  // kNone: it reads nothing
+    /// A variable that the table lacks, and its key.
+    struct Further {
+        ETabulonVariableID id;
+        std::size_t key = kNone;  // kNone: it reads nothing
+    };
+    std::vector<Further> further_;  // the links in their order, then the derived ones
     std::vector<Key> keys_;
     std::vector<Linked> linked_;
     std::vector<Column> columns_;

@@ -16,12 +16,6 @@ constexpr std::chrono::sys_days kYear0 = std::chrono::year{0} / std::chrono::Jan
 constexpr std::chrono::sys_days kYear1 = std::chrono::year{1} / std::chrono::January / 1;
 constexpr std::int64_t kDaysOfYear0 = (kYear1 - kYear0).count();
 
-struct ECivil {
-    std::int64_t year;
-    std::int64_t month;
-    std::int64_t day;
-};
-
 constexpr std::int64_t FloorDivide(std::int64_t number, std::int64_t divisor) noexcept {
     return number / divisor - (number % divisor < 0 ? 1 : 0);
 }
@@ -42,20 +36,6 @@ std::int64_t DaysInMonth(std::int64_t year, std::int64_t month) noexcept {
 bool IsCivil(const ECivil& civil) noexcept {
     return civil.month >= 1 && civil.month <= 12 && civil.day >= 1 && civil.day <= 99 &&
            WithinEra(civil).ok();
-}
-
-std::int64_t DayOf(const ECivil& civil) noexcept {
-    const std::chrono::sys_days day = WithinEra(civil);
-    return FloorDivide(civil.year, kYearsPerEra) * kDaysPerEra + (day - kYear1).count();
-}
-
-ECivil CivilOf(std::int64_t day) noexcept {
-    const std::int64_t fromYear0 = day + kDaysOfYear0;
-    const std::int64_t era = FloorDivide(fromYear0, kDaysPerEra);
-    const std::chrono::days withinEra{fromYear0 - era * kDaysPerEra};
-    const std::chrono::year_month_day civil{kYear0 + withinEra};
-    return {static_cast<int>(civil.year()) + era * kYearsPerEra,
-            static_cast<unsigned>(civil.month()), static_cast<unsigned>(civil.day())};
 }
 
 ECivil CivilOfDate(std::int32_t date) noexcept {
@@ -182,12 +162,26 @@ bool TakeTime(std::string_view& text, std::int64_t& time) noexcept {
 
 }  // namespace
 
+std::int64_t DayOfCivil(const ECivil& civil) noexcept {
+    const std::chrono::sys_days day = WithinEra(civil);
+    return FloorDivide(civil.year, kYearsPerEra) * kDaysPerEra + (day - kYear1).count();
+}
+
+ECivil CivilOfDay(std::int64_t day) noexcept {
+    const std::int64_t fromYear0 = day + kDaysOfYear0;
+    const std::int64_t era = FloorDivide(fromYear0, kDaysPerEra);
+    const std::chrono::days withinEra{fromYear0 - era * kDaysPerEra};
+    const std::chrono::year_month_day civil{kYear0 + withinEra};
+    return {static_cast<int>(civil.year()) + era * kYearsPerEra,
+            static_cast<unsigned>(civil.month()), static_cast<unsigned>(civil.day())};
+}
+
 bool DayOfDate(std::int32_t date, std::int64_t& day) noexcept {
     const ECivil civil = CivilOfDate(date);
     if (date <= 0 || civil.year < 1 || !IsCivil(civil)) {
         return false;
     }
-    day = DayOf(civil);
+    day = DayOfCivil(civil);
     return true;
 }
 
@@ -195,7 +189,7 @@ bool DateOfDay(std::int64_t day, std::int32_t& date) noexcept {
     if (day < 0 || day > kLastDateDay) {
         return false;
     }
-    const ECivil civil = CivilOf(day);
+    const ECivil civil = CivilOfDay(day);
     date = static_cast<std::int32_t>(civil.year * 10000 + civil.month * 100 + civil.day);
     return true;
 }
@@ -222,7 +216,7 @@ std::int64_t DateOrderKey(std::int32_t date) noexcept {
         below.day = DaysInMonth(below.year, below.month);
     }
     const std::int64_t dateBelow = below.year * 10000 + below.month * 100 + below.day;
-    return DayOf(below) * kMillisecondsPerDay + (date - dateBelow);
+    return DayOfCivil(below) * kMillisecondsPerDay + (date - dateBelow);
 }
 
 std::size_t PrintDate(const EContent& content, char* text) noexcept {
@@ -239,7 +233,7 @@ std::size_t PrintDate(const EContent& content, char* text) noexcept {
             const std::int64_t day = DayOfTimestamp(timestamp);
             const std::int64_t rest =
                 (timestamp % kMillisecondsPerDay + kMillisecondsPerDay) % kMillisecondsPerDay;
-            end = PutCivil(text, CivilOf(day));
+            end = PutCivil(text, CivilOfDay(day));
             *end++ = ' ';
             end = PutTime(end, rest);
             break;
@@ -268,7 +262,7 @@ bool ParseTimestamp(std::string_view text, std::int64_t& timestamp) noexcept {
         return false;
     }
     // Wide: the midnight of the first representable timestamp lies below all timestamps.
-    const EWide wide = EWide{DayOf(civil)} * kMillisecondsPerDay + time;
+    const EWide wide = EWide{DayOfCivil(civil)} * kMillisecondsPerDay + time;
     timestamp = ClampTo<std::int64_t>(wide);
     return time < kMillisecondsPerDay && timestamp == wide;
 }

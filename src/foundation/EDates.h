@@ -11,6 +11,16 @@ constexpr std::int64_t kMillisecondsPerDay = 86400000;
 /// 214748-12-31, the last day whose yyyymmdd fits in a DATE, as the days since 0001-01-01.
 constexpr std::int64_t kLastDateDay = 78435095;
 
+/// A day of the calendar, the Gregorian one throughout.
+struct ECivil {
+    std::int64_t year;
+    std::int64_t month;
+    std::int64_t day;
+};
+/// Of the days since 0001-01-01, and back. Requires a month from 1 to 12.
+[[nodiscard]] ECivil CivilOfDay(std::int64_t day) noexcept;
+[[nodiscard]] std::int64_t DayOfCivil(const ECivil& civil) noexcept;
+
 /// A DATE's yyyymmdd as the days since 0001-01-01; false if there is no such day.
 [[nodiscard]] bool DayOfDate(std::int32_t date, std::int64_t& day) noexcept;
 /// The yyyymmdd of a day since 0001-01-01; false before it, and behind kLastDateDay.

@@ -106,6 +106,7 @@ void ETabulonGridUIBuildEData::Reset() {
     lineLabels_.Free();
     axeCount_ = 0;
     axesReceived_ = 0;
+    leftOutColumns_ = 0;
 }
 
 bool ETabulonGridUIBuildEData::GetSelection(const ETabulonGridFiller* filler, unsigned int column,
@@ -187,6 +188,7 @@ void ETabulonGridUIBuildEData::AddField(const Chaine& name, int type, unsigned i
 void ETabulonGridUIBuildEData::BuildTable(std::uint32_t spareRecords) {
     fieldSet_ = std::make_unique<EFieldSet>();
     fieldSet_->Attach(fieldDescs_, nullptr, 0, kMaxFields);
+    leftOutColumns_ = static_cast<std::uint32_t>(fieldDescs_.Size() - fieldSet_->Size());
     recordSize_ = static_cast<std::uint32_t>(fieldSet_->RecordSize());
     const std::uint32_t lines = lineLabels_.Size();
     // Cells that get no value are zeros and empty texts.

@@ -116,9 +116,6 @@ void ETabulonPendingChanges::Reset() {
 }
 
 void ETabulonPendingChanges::AddToFilter(const Change& change) {
-    if (change.Type() == Insert) {
-        return;
-    }
     if (filter_->IsFull()) {
         detail::PendingFilter larger(script_.Size());
         for (const Change& known : std::as_const(script_)) {
@@ -317,6 +314,11 @@ bool ETabulonPendingChanges::AppliesAny(ChangeType type, const ETabulonTag& tag)
 }
 
 bool ETabulonPendingChanges::UpdateFields(EFieldSet& fields, const ETabulonTag& tag) const {
+    return UpdateFieldsAndNote(fields, tag, nullptr);
+}
+
+bool ETabulonPendingChanges::UpdateFieldsAndNote(EFieldSet& fields, const ETabulonTag& tag,
+                                                 std::vector<const EField*>* updated) const {
     if (!HasAny(Update)) {
         return false;
     }
@@ -332,7 +334,11 @@ bool ETabulonPendingChanges::UpdateFields(EFieldSet& fields, const ETabulonTag& 
     std::sort(applying.begin(), applying.end());
     for (const Index::Arrival arrival : applying) {
         const Change& update = index_->ChangeOf(arrival);
-        update.VarDataID().GetIn(fields) <<= update.Value();
+        EField& field = update.VarDataID().GetIn(fields);
+        field <<= update.Value();
+        if (updated != nullptr) {
+            updated->push_back(&field);
+        }
     }
     return !applying.empty();
 }

@@ -1,5 +1,7 @@
 #include "pending/PendingBlocks.h"
 
+#include "etabulon/foundation/detail/EHashMix.h"
+
 #include <algorithm>
 
 namespace etabulon::detail {
@@ -15,16 +17,26 @@ void PendingBlocks::Want(const ETabulonLevels& levels, const EFieldSet& fields,
     for (const unsigned int id : ids_) {
         const ETabulonLevels::Level& level = levels.GetLevel(id);
         const EField& data = level.DataID().GetIn(fields);
-        const bool isNumber = TypeInfo(data.Type()).IsFixedSize();
-        levels_.push_back({id, isNumber ? request.AddValues(data) : request.AddNumbers(data), {}});
+        const bool isWord = TypeInfo(data.Type()).IsFixedSize() &&
+                            TypeInfo(data.Type()).naturalSize <= sizeof(std::uint64_t);
+        levels_.push_back({id, isWord ? request.AddValues(data) : request.AddNumbers(data), {}});
         if (level.DescID().IsValid()) {
             static_cast<void>(request.AddValues(level.DescID().GetIn(fields)));
         }
     }
     hashes_.resize(levels_.size());
+    sought_.resize(levels_.size());
+    for (const EBlockRequest::Column& column : request.columns) {
+        columns_.push_back({column.field, nullptr, false, {}, {}});
+        composer_.AddColumn(column.field->Desc());
+    }
 }
 
-void PendingBlocks::Mark(const ERecordBlock& block, PendingFilter& filter) {
+void PendingBlocks::Mark(const ERecordBlock& block, PendingFilter& filter, std::uint64_t version) {
+    if (version_ != version) {
+        version_ = version;
+        ForgetTags();
+    }
     for (std::size_t index = 0; index < levels_.size(); ++index) {
         Hash(levels_[index], block, hashes_[index]);
     }
@@ -56,6 +68,130 @@ void PendingBlocks::Hash(Level& level, const ERecordBlock& block,
 std::uint32_t PendingBlocks::HashOf(const EVariant& data) {
     value_.Refill(data);
     return value_.Hash();
+}
+
+// --------------------------------------------------------------------------------------- verdicts
+
+PendingVerdict PendingBlocks::Find(const ERecordBlock& block, EBlockIndex record) {
+    std::uint64_t hash = 0;
+    for (std::size_t index = 0; index < levels_.size(); ++index) {
+        const ERecordBlock::Column& column = block.At(levels_[index].column);
+        hash = MixHash(hash, hashes_[index][record]);
+        if (column.numbers != nullptr) {
+            sought_[index] = {column.numbers[record], false};
+        } else {
+            sought_[index] = {column.words[record], column.IsMissingWord(record)};
+        }
+    }
+    const auto known = static_cast<std::uint32_t>(hash);
+    const std::int32_t at = index_.Find(known, [this](std::int32_t tag) {
+        return std::equal(sought_.begin(), sought_.end(),
+                          parts_.begin() + tag * static_cast<std::ptrdiff_t>(sought_.size()));
+    });
+    if (at >= 0) {
+        found_ = static_cast<std::size_t>(at);
+        return tags_[found_].verdict;
+    }
+    if (tags_.size() == kMostTags) {
+        ForgetTags();
+    }
+    found_ = tags_.size();
+    index_.Reserve(static_cast<std::uint32_t>(found_ + 1));
+    parts_.insert(parts_.end(), sought_.begin(), sought_.end());
+    tags_.push_back({PendingVerdict::Unknown, 0, 0});
+    index_.Add(known, static_cast<std::int32_t>(found_));
+    return PendingVerdict::Unknown;
+}
+
+void PendingBlocks::ForgetTags() noexcept {
+    index_.Clear();
+    tags_.clear();
+    parts_.clear();
+    patches_.clear();
+}
+
+void PendingBlocks::Set(PendingVerdict verdict) { tags_[found_].verdict = verdict; }
+
+PendingVerdict PendingBlocks::SetUpdated(const ERecordBlock& block,
+                                         const std::vector<const EField*>& updated) {
+    KnownTag& tag = tags_[found_];
+    tag.verdict = PendingVerdict::Changed;
+    tag.firstPatch = static_cast<std::uint32_t>(patches_.size());
+    for (const EField* const field : updated) {
+        for (std::size_t column = 0; column < columns_.size(); ++column) {
+            if (!AddPatch(block, column, *field)) {
+                tag.verdict = PendingVerdict::Single;
+            }
+        }
+    }
+    tag.patchCount = static_cast<std::uint32_t>(patches_.size()) - tag.firstPatch;
+    return tag.verdict;
+}
+
+/// False if the column shows the updated field in another form than words, or a part of it.
+bool PendingBlocks::AddPatch(const ERecordBlock& block, std::size_t column, const EField& updated) {
+    Shown& shown = columns_[column];
+    const auto* const own = static_cast<const std::byte*>(shown.field->Address());
+    const auto* const other = static_cast<const std::byte*>(updated.Address());
+    const std::size_t size = shown.field->Desc().StorageSize();
+    const std::size_t otherSize = updated.Desc().StorageSize();
+    if (other == nullptr || own + size <= other || other + otherSize <= own) {
+        return true;
+    }
+    const ERecordBlock::Column& from = block.At(static_cast<unsigned>(column));
+    if (from.words == nullptr || from.numbers != nullptr || own != other || size != otherSize) {
+        return false;
+    }
+    if (shown.reader == nullptr) {
+        shown.reader = std::make_unique<EBlockBuilder>(shown.field->Desc());
+    }
+    shown.reader->Begin();
+    shown.reader->At(0).PutCell(0, own);
+    const ERecordBlock::Column& value = shown.reader->Finish(1).At(0);
+    patches_.push_back({column, value.words[0], value.IsMissingWord(0)});
+    return true;
+}
+
+// ------------------------------------------------------------------------------------------- parts
+
+void PendingBlocks::Put(const ERecordBlock& block, EBlockIndex record) {
+    if (!isComposed_) {
+        isComposed_ = true;
+        for (std::size_t column = 0; column < columns_.size(); ++column) {
+            columns_[column].isCopied = false;
+            composer_.At(column) = block.At(static_cast<unsigned>(column));
+        }
+    }
+    const KnownTag& tag = tags_[found_];
+    for (std::size_t index = 0; index < tag.patchCount; ++index) {
+        const Patch& patch = patches_[tag.firstPatch + index];
+        Shown& shown = columns_[patch.column];
+        if (!shown.isCopied) {
+            CopyWords(block, patch.column);
+        }
+        const std::uint64_t bit = std::uint64_t{1} << (record % 64U);
+        shown.words[record] = patch.word;
+        shown.missing[record / 64U] &= ~bit;
+        shown.missing[record / 64U] |= patch.isMissing ? bit : 0;
+    }
+}
+
+void PendingBlocks::CopyWords(const ERecordBlock& block, std::size_t column) {
+    Shown& shown = columns_[column];
+    const ERecordBlock::Column& from = block.At(static_cast<unsigned>(column));
+    shown.words.resize(ERecordBlock::kMostRecords);
+    std::copy_n(from.words, block.Size(), shown.words.begin());
+    shown.missing.assign(ERecordBlock::kMostRecords / 64, 0);
+    if (from.missing != nullptr) {
+        std::copy_n(from.missing, (block.Size() + 63) / 64, shown.missing.begin());
+    }
+    composer_.At(column).words = shown.words.data();
+    composer_.At(column).missing = shown.missing.data();
+    shown.isCopied = true;
+}
+
+const ERecordBlock& PendingBlocks::Part(const ERecordBlock& block) {
+    return isComposed_ ? composer_.Compose(block, block.Size()) : block;
 }
 
 }  // namespace etabulon::detail

@@ -3,8 +3,10 @@
 #include "etabulon/values/ETabulonLevels.h"
 #include "etabulon/values/ETabulonTag.h"
 #include "sort/ETabulonSortViews.h"
+#include "sort/ValueOrder.h"
 
 #include <algorithm>
+#include <string>
 #include <utility>
 
 namespace etabulon {
@@ -53,15 +55,23 @@ void Filter(const ETabulonTag& tag, Keep keep, ETabulonTag& result) {
     });
 }
 
-int CompareValues(const ETabulonValue& a, const ETabulonValue& b, const SortKey& key,
-                  ETabulonSortDesc::SortCompareSource source) {
+int CompareSources(const ETabulonValue& a, const ETabulonValue& b,
+                   ETabulonSortDesc::SortCompareSource source) {
+    if (source == ETabulonSortDesc::CompareOnValue) {
+        return detail::CompareByValue(a, b);
+    }
     // Deliberate: not ETabulonValue::Compare. Status plays no part, and a value that is missing or
     // special ranks by its empty text among all others. StatusPlaysNoPart holds it.
     //
     // Deliberate: data compare as text, so 10 stands before 9. NumbersCompareAsText holds it.
-    const int order = source == ETabulonSortDesc::CompareOnDisplay
-                          ? a.DisplayValue().CompareLocale(b.DisplayValue())
-                          : a.Data().AsChaine().ComparePlain(b.Data().AsChaine());
+    return source == ETabulonSortDesc::CompareOnDisplay
+               ? a.DisplayValue().CompareLocale(b.DisplayValue())
+               : a.Data().AsChaine().ComparePlain(b.Data().AsChaine());
+}
+
+int CompareValues(const ETabulonValue& a, const ETabulonValue& b, const SortKey& key,
+                  ETabulonSortDesc::SortCompareSource source) {
+    const int order = CompareSources(a, b, source);
     return key.IsReverseOrder() ? -order : order;
 }
 
@@ -101,15 +111,24 @@ Chaine ETabulonSortDesc::ComparisonKey(const ETabulonTag& tag, const SortKey& ke
 }
 
 Chaine ETabulonSortDesc::ComparisonKey(const ETabulonValue& value) const {
-    return compareSource_ == CompareOnDisplay ? value.DisplayText().LocaleSortKey()
-                                              : value.Data().AsChaine();
+    switch (compareSource_) {
+        case CompareOnDisplay:
+            return value.DisplayText().LocaleSortKey();
+        case CompareOnValue: {
+            std::string key;
+            detail::AppendValueKey(value, key);
+            return Chaine(key.data(), key.size());
+        }
+        default:
+            return value.Data().AsChaine();
+    }
 }
 
 Chaine ETabulonSortDesc::ComparisonKey(const ETabulonTag& tag, const SortKey& key,
                                        ETabulonSortKeyCache& cache) const {
     const ETabulonValue& value = tag.Value(key.Level());
     return compareSource_ == CompareOnDisplay ? cache.KeyOf(value.DisplayValue())
-                                              : value.Data().AsChaine();
+                                              : ComparisonKey(value);
 }
 
 ETabulonValue ETabulonSortDesc::ExtractSortValue(const ETabulonTag& tag, unsigned int index,

@@ -160,7 +160,7 @@ void TreeSiblings::Index(std::uint32_t index) {
 TreeOrder::TreeOrder(const ETabulonSortDesc& sort, unsigned depth)
     : stamp(sort.OrderStamp()),
       isOrdered(depth < sort.SortLevelCount(kInTree)),
-      isOnData(sort.CompareSource() != ETabulonSortDesc::CompareOnDisplay) {
+      source(sort.CompareSource()) {
     const ETabulonSortDesc::SortKey key =
         isOrdered ? sort.SortLevel(depth, kInTree) : ETabulonSortDesc::SortKey();
     level = key.Level();
@@ -246,7 +246,7 @@ void TreeSiblings::PrepareFor(const TreeOrder& order) {
     }
     OrderWaiting();
     isMixed_ = isMixed_ || order.isOrdered != order_.isOrdered || order.level != order_.level ||
-               order.isReverse != order_.isReverse || order.isOnData != order_.isOnData;
+               order.isReverse != order_.isReverse || order.source != order_.source;
     order_ = order;
     orderStamp_ = order.stamp;
 }

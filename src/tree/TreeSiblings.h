@@ -22,7 +22,7 @@ struct TreeOrder {
     std::uint32_t level = 0;
     bool isOrdered = false;  // there is such an order
     bool isReverse = false;
-    bool isOnData = false;
+    ETabulonSortDesc::SortCompareSource source = ETabulonSortDesc::CompareOnDisplay;
 };
 
 /// The children of a node that has had more than one: those in sort order, behind them the new ones

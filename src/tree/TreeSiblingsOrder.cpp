@@ -1,3 +1,5 @@
+#include "foundation/EVariantOrderKey.h"
+#include "sort/ValueOrder.h"
 #include "tree/NodeAccess.h"
 #include "tree/TreeSiblings.h"
 
@@ -90,24 +92,39 @@ private:
     }
     void AppendKey(std::size_t index) {
         if (IsNumber(index)) {
-            char digits[std::numeric_limits<std::int64_t>::digits10 + 2];
-            const std::int64_t number =
-                siblings_.waiting_[index - siblings_.ordered_.size()].number;
-            const char* end = std::to_chars(digits, std::end(digits), number).ptr;
-            AppendKey(std::string_view(digits, static_cast<std::size_t>(end - digits)));
+            AppendNumberKey(siblings_.waiting_[index - siblings_.ordered_.size()].number);
             return;
         }
+        const ETabulonValue& value = ValueOf(*siblings_.At(index));
         EVariant::TextBuffer buffer;
         Chaine holder;
-        const ETabulonValue& value = ValueOf(*siblings_.At(index));
-        AppendKey(siblings_.order_.isOnData ? value.Data().AsText(buffer, holder)
-                                            : value.DisplayText(buffer, holder));
+        switch (siblings_.order_.source) {
+            case ETabulonSortDesc::CompareOnDisplay:
+                AppendLocaleKey(value.DisplayText(buffer, holder));
+                break;
+            case ETabulonSortDesc::CompareOnValue:
+                AppendValueKey(value, arena_);
+                break;
+            default:
+                arena_ += value.Data().AsText(buffer, holder);
+                break;
+        }
     }
-    void AppendKey(std::string_view text) {
-        if (siblings_.order_.isOnData) {
-            arena_ += text;
+    void AppendNumberKey(std::int64_t number) {
+        if (siblings_.order_.source == ETabulonSortDesc::CompareOnValue) {
+            AppendOrderKey(EVariant::FromInt64(number), arena_);
             return;
         }
+        char digits[std::numeric_limits<std::int64_t>::digits10 + 2];
+        const char* end = std::to_chars(digits, std::end(digits), number).ptr;
+        const std::string_view text(digits, static_cast<std::size_t>(end - digits));
+        if (siblings_.order_.source == ETabulonSortDesc::CompareOnDisplay) {
+            AppendLocaleKey(text);
+        } else {
+            arena_ += text;
+        }
+    }
+    void AppendLocaleKey(std::string_view text) {
         const std::size_t begin = arena_.size();
         std::size_t room = 2 * text.size() + 16;
         std::size_t length = 0;

@@ -192,11 +192,11 @@ TEST(BrowsedOddities, TellNullFromEmptyAndWhatLooksLikeThem) {
     };
     TerminalRun run(browse("a"), "vt100");  // without colours
     run.AwaitText("done, 5 records");
-    run.AwaitTree("- odd (5)\n    \"\"\n    NULL\n    \" b \"\n    \"\\\"q\"\n    \"NULL\"");
-    run.Type(kDown, "a: \"\" (\"\")");
+    run.AwaitTree("- odd (5)\n    NULL\n    \"\"\n    \" b \"\n    \"\\\"q\"\n    \"NULL\"");
     run.Type(kDown, "a: NULL (NULL)");
+    run.Type(kDown, "a: \"\" (\"\")");
     TerminalRun blobs(browse("b"));
-    blobs.AwaitTree("- odd (5)\n    42\n    41\n    00ff\n    \"\"\n    NULL");
+    blobs.AwaitTree("- odd (5)\n    NULL\n    \"\"\n    00ff\n    41\n    42");
     TerminalRun labels(browse("a:label"));
     labels.AwaitTree("- odd (5)\n    NULL\n    \" b \"\n    \"NULL\"\n    \"NULL\"\n    y");
 }

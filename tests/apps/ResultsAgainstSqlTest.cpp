@@ -179,18 +179,92 @@ INSTANTIATE_TEST_SUITE_P(
                     Case{false, "side", "s.side", "kind>name", "k.name", "part"},
                     Case{false, "kind_id", "s.kind_id", nullptr, nullptr, "part"}));
 
-// What looks alike is one label of a grid, and only the first value's records are in its cells; the
-// totals have all of them, and a score has a line for each.
-TEST(LabelsThatLookAlike, ShareALineOfAGridButNotOfAScore) {
+struct DerivedCase {
+    const char* level;
+    const char* sql;
+};
+
+TEST(DerivedLevels, CountAsSqlDoes) {
+    Database database(ETABULON_STRIKES_DATABASE);
+    for (const auto& [level, sql] : {
+             DerivedCase{"flight_date.year", "strftime('%Y', flight_date) + 0"},
+             {"flight_date.quarter", "(strftime('%m', flight_date) + 2) / 3"},
+             {"flight_date.month", "strftime('%m', flight_date) + 0"},
+             {"flight_date.week",
+              "(strftime('%j', date(flight_date, '-3 days', 'weekday 4')) - 1) / 7 + 1"},
+             {"flight_date.weekday", "(strftime('%w', flight_date) + 6) % 7 + 1"},
+             {"flight_date.day", "strftime('%d', flight_date) + 0"},
+             {"cost_total.bin(1000)", "cost_total / 1000 * 1000"},
+             {"speed_knots.bins(1)",
+              "CASE WHEN speed_knots IS NOT NULL THEN "
+              "(SELECT min(speed_knots) FROM strikes) END"},
+             {"species>name.first(2)",
+              "substr((SELECT name FROM species WHERE id = species_id), 1, 2)"},
+         }) {
+        std::string wanted;
+        for (const Row& row : database.Rows(std::string("SELECT ") + sql +
+                                            ", count(*) FROM strikes GROUP BY 1 ORDER BY 1")) {
+            wanted += row[0] + "\t" + row[1] + "\n";
+        }
+        const std::string printed =
+            Printed("grid @ strikes --calc COUNT:id --axes " + std::string(level));
+        const std::size_t first = printed.find('\n') + 1;
+        EXPECT_EQ(printed.substr(first, printed.rfind("total\t") - first), wanted) << level;
+    }
+}
+
+TEST(DerivedLevels, ArePlacesOfEditsAndFollowThem) {
+    const TestFolder folder;
+    const std::string path = folder.MakeDatabase(
+        "dated.db",
+        "CREATE TABLE t(id INTEGER PRIMARY KEY, d DATE, \"a.year\" INTEGER, a DATE);"
+        "INSERT INTO t VALUES (1, '2020-05-01', 7, '1999-01-01'), (2, '2021-05-01', 7, NULL),"
+        "    (3, '2022-05-01', 8, NULL), (4, NULL, 8, NULL);");
+    EXPECT_EQ(Printed("edit @ --levels d.year --set d.year=2020:d=2022-01-01 --delete d.year=2021 "
+                      "--show tree",
+                      path),
+              "d.year\tcount\n\\N\t1\n2022\t2\n");
+    EXPECT_EQ(Printed("tree @ --levels '\"a.year\"'", path), "a.year\tcount\n7\t2\n8\t2\n");
+    EXPECT_EQ(Printed("tree @ --levels a.year", path), "a.year\tcount\n\\N\t3\n1999\t1\n");
+    Printed("edit @ --delete d.year=2021 --save", path);
+    EXPECT_EQ(Printed("tree @ --levels d.year", path), "d.year\tcount\n\\N\t1\n2020\t1\n2022\t1\n");
+}
+
+struct AlikeCase {
+    const char* options;
+    const char* table;
+    const char* note;
+};
+
+// Sorted by value each value has its line. The other orders take some for equal: then one of each
+// is shown, the totals have all, and the command says how many records that concerns.
+TEST(LabelsThatLookAlike, AreLinesOfTheirOwnOrCounted) {
     const TestFolder folder;
     const std::string path =
         folder.MakeDatabase("alike.db",
-                            "CREATE TABLE alike(id INTEGER PRIMARY KEY, t TEXT);"
-                            "INSERT INTO alike VALUES (1, NULL), (2, ''), (3, ''), (4, 'a');");
-    EXPECT_EQ(Printed("grid @ --axes t --calc COUNT:id", path),
-              "t\tCOUNT(id)\n\\N\t1\na\t1\ntotal\t4\n");
+                            "CREATE TABLE alike(id INTEGER PRIMARY KEY, t TEXT, n INTEGER);"
+                            "INSERT INTO alike VALUES (1, NULL, 10), (2, '', 9), (3, '', 9), (4, "
+                            "'a', 2), (5, 'A', 2);");
+    for (const AlikeCase& each :
+         {AlikeCase{"--axes t", "t\tCOUNT(id)\n\\N\t1\n\t2\nA\t1\na\t1\ntotal\t5\n", ""},
+          {"--axes t --by display", "t\tCOUNT(id)\n\\N\t1\na\t1\ntotal\t5\n",
+           "etabulon: 5 records have labels of t that --by display takes for equal, such as NULL: "
+           "the table shows one of each with its own records only, and the totals have all (--by "
+           "value shows each)\n"},
+          {"--axes n --by data", "n\tCOUNT(id)\n10\t1\n2\t2\n9\t2\ntotal\t5\n", ""},
+          {"--axes n:t --at id=5", "n:t\tCOUNT(id)\nA\t1\ntotal\t1\n", ""},
+          {"--axes id:n --at n=9", "id:n\tCOUNT(id)\n9\t1\n9\t1\ntotal\t2\n",
+           "etabulon: 2 records have labels of id:n that look alike, such as 9: each value has "
+           "its own\n"}}) {
+        const CommandResult run =
+            RunLine("grid @ --calc COUNT:id " + std::string(each.options), path);
+        EXPECT_EQ(run.out, each.table) << each.options;
+        EXPECT_EQ(run.err, each.note) << each.options;
+    }
+    EXPECT_EQ(Printed("score @ --level t --calc COUNT:id --by display", path),
+              "t\tCOUNT(id)\n\t2\nA\t1\n\\N\t1\ntotal\t5\n");
     EXPECT_EQ(Printed("score @ --level t --calc COUNT:id", path),
-              "t\tCOUNT(id)\n\t2\na\t1\n\\N\t1\ntotal\t4\n");
+              "t\tCOUNT(id)\n\t2\na\t1\nA\t1\n\\N\t1\ntotal\t5\n");
 }
 
 }  // namespace

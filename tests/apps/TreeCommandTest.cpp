@@ -86,15 +86,17 @@ TEST_F(WordTree, SortsTextsByLocaleAndDataByBytes) {
     EXPECT_EQ(Order("word --locale sv"), "word apple pear Zebra zoo ölig");
 }
 
-TEST_F(WordTree, SortsNumbersAsTexts) {
+TEST_F(WordTree, SortsNumbersByTheirSizeOrAsTexts) {
+    EXPECT_EQ(Order("n"), "n 2 9 10");
+    EXPECT_EQ(Order("n --by value --reverse n"), "n 10 9 2");
     EXPECT_EQ(Order("n --by data"), "n 10 2 9");
     EXPECT_EQ(Order("n --by display"), "n 10 2 9");
 }
 
 TEST_F(WordTree, ReversesOnlyTheLevelsNamed) {
-    EXPECT_EQ(Order("flag,n"), "flag,n x,10 x,9 y,2 y,9");
-    EXPECT_EQ(Order("flag,n --reverse n"), "flag,n x,9 x,10 y,9 y,2");
-    EXPECT_EQ(Order("flag,n --reverse n --reverse flag"), "flag,n y,9 y,2 x,9 x,10");
+    EXPECT_EQ(Order("flag,n"), "flag,n x,9 x,10 y,2 y,9");
+    EXPECT_EQ(Order("flag,n --reverse n"), "flag,n x,10 x,9 y,9 y,2");
+    EXPECT_EQ(Order("flag,n --reverse n --reverse flag"), "flag,n y,9 y,2 x,10 x,9");
 }
 
 TEST_F(WordTree, OfALabelledLevelIsSortedByItsDataOrItsLabels) {
@@ -105,7 +107,7 @@ TEST_F(WordTree, OfALabelledLevelIsSortedByItsDataOrItsLabels) {
 }
 
 TEST_F(WordTree, BeginsAtThePlaceOfAnyLevel) {
-    EXPECT_EQ(Csv("flag,n --at flag=x"), "flag,n,count\nx,10,2\nx,9,1\n");
+    EXPECT_EQ(Csv("flag,n --at flag=x"), "flag,n,count\nx,9,1\nx,10,2\n");
     EXPECT_EQ(Csv("flag,n --at n=9"), "flag,n,count\nx,9,1\ny,9,1\n");
     EXPECT_EQ(Csv("flag,n,word --at n=10 --depth 1"), "flag,n,count\nx,10,2\n");
     EXPECT_EQ(Csv("flag,n --at n=9,flag=y --hide n"), "flag,count\ny,1\n");

@@ -416,6 +416,102 @@ TEST(WalkByBlocks, IsTakenOnlyIfNoPartLooksAtSingleRecords) {
     EXPECT_EQ(outcome(plain, *steps(true)), 0U) << "switched off";
 }
 
+/// Answers each block with a status.
+class Meddler : public EBlockListener {
+public:
+    explicit Meddler(CursorStatus answer) : answer_(answer) {}
+    CursorStatus OnMove(const ETabulonCursor& /*cursor*/) override { return StatusOk; }
+    bool WantBlocks(const ETabulonCursor& /*cursor*/, EBlockRequest& /*request*/) override {
+        return true;
+    }
+    CursorStatus OnBlock(const ETabulonCursor& /*cursor*/, const ERecordBlock& /*block*/,
+                         std::span<const EBlockIndex> /*records*/) override {
+        return answer_;
+    }
+
+private:
+    CursorStatus answer_;
+};
+
+/// Sums the amounts of ManySales by country through pending changes.
+std::string SumThrough(ETabulonCursorPending& overlay, RecordTrace& trace) {
+    ETabulonSortDesc sort(overlay.Levels());
+    const ETabulonCumulFuncOnVarCollection sum = Sum();
+    const auto grid = ETabulonGridFiller::Make(&overlay, nullptr);
+    grid->SetParams(&sum, 1, &sort);
+    const ECursorListening first(overlay, *grid);
+    const ECursorListening second(overlay, trace);
+    EXPECT_EQ(overlay.Browse(ETabulonTag::Null), StatusOk);
+    GridTrace view;
+    grid->SendTo(&view);
+    return view.Take();
+}
+
+ETabulonTag CountryTag(const char* country) {
+    ETabulonTag tag;
+    tag.SetValue(0, ETabulonValue(EVariant(country), Chaine(), false));
+    return tag;
+}
+
+TEST(WalkByBlocks, KeepsItsBlocksWholeUnderPendingChanges) {
+    const BlocksEnabled enabled(true);
+    ManySales data;
+    ETabulonCursorEData cursor;
+    cursor.Init(LevelsBy({"A"}), data.table.get(), /*ownsTable=*/false);
+    ETabulonPendingChanges changes;
+    ETabulonCursorPending overlay(&cursor, &changes);
+    overlay.Init(cursor.Levels());
+    changes.AppendUpdate(CountryTag("FR"), "amount", EVariant(3));
+    const auto updated = MakeRef<RecordTrace>(true, static_cast<std::size_t>(-1), /*every=*/3);
+    EXPECT_EQ(SumThrough(overlay, *updated),
+              "start reset axes=1 axe0[DE,FR] 0,0=1500 0,1=4500 column0=6000 end");
+    EXPECT_EQ(updated->blocks, 3U);
+    changes.AppendDelete(CountryTag("DE"));
+    const auto deleted = MakeRef<RecordTrace>(true, static_cast<std::size_t>(-1), /*every=*/3);
+    EXPECT_EQ(SumThrough(overlay, *deleted),
+              "start reset axes=1 axe0[FR] 0,0=4500 column0=4500 end");
+    EXPECT_EQ(deleted->blocks, 3U);
+    EXPECT_EQ(deleted->records, 1500U);
+
+    ETabulonPendingChanges more;
+    ETabulonCursorPending second(&overlay, &more);
+    second.Init(cursor.Levels());
+    EXPECT_EQ(SumThrough(second, *MakeRef<RecordTrace>(true, static_cast<std::size_t>(-1))),
+              "start reset axes=1 axe0[FR] 0,0=4500 column0=4500 end")
+        << "changes of changes";
+}
+
+TEST(WalkByBlocks, SeesAScriptThatChangesBetweenItsBlocks) {
+    /// Inserts a record at a tag behind the first block.
+    class Inserter : public Meddler {
+    public:
+        explicit Inserter(ETabulonPendingChanges& changes) : Meddler(StatusOk), changes_(changes) {}
+        CursorStatus OnBlock(const ETabulonCursor& cursor, const ERecordBlock& block,
+                             std::span<const EBlockIndex> records) override {
+            changes_.AppendInsert(CountryTag("FR"));
+            return Meddler::OnBlock(cursor, block, records);
+        }
+
+    private:
+        ETabulonPendingChanges& changes_;
+    };
+    const BlocksEnabled enabled(true);
+    ManySales data;
+    ETabulonCursorEData cursor;
+    cursor.Init(LevelsBy({"A"}), data.table.get(), /*ownsTable=*/false);
+    ETabulonPendingChanges changes;
+    ETabulonCursorPending overlay(&cursor, &changes);
+    overlay.Init(cursor.Levels());
+    changes.AppendDelete(CountryTag("FR"));
+    const auto inserter = MakeRef<Inserter>(changes);
+    const auto trace = MakeRef<RecordTrace>(true, static_cast<std::size_t>(-1));
+    const ECursorListening first(overlay, *inserter);
+    const ECursorListening second(overlay, *trace);
+    EXPECT_EQ(overlay.Browse(ETabulonTag::Null), StatusOk);
+    EXPECT_EQ(trace->records, 512U + 1975U);  // the first block shows every second record
+    EXPECT_EQ(trace->blocks, 3U);
+}
+
 TEST(WalkByBlocks, GivesApplicationsFunctionsTheirRecordsOneByOne) {
     const BlocksEnabled enabled(true);
     ManySales data;
@@ -452,23 +548,6 @@ TEST(WalkByBlocks, KeepsTheSpellingOfTheFirstRecordOfEachLine) {
         EXPECT_EQ(HeardLines(*score), "[a, x]=3 [b, y]=1 [A, y]=1 total=5");
     }
 }
-
-/// Answers each block with a status.
-class Meddler : public EBlockListener {
-public:
-    explicit Meddler(CursorStatus answer) : answer_(answer) {}
-    CursorStatus OnMove(const ETabulonCursor& /*cursor*/) override { return StatusOk; }
-    bool WantBlocks(const ETabulonCursor& /*cursor*/, EBlockRequest& /*request*/) override {
-        return true;
-    }
-    CursorStatus OnBlock(const ETabulonCursor& /*cursor*/, const ERecordBlock& /*block*/,
-                         std::span<const EBlockIndex> /*records*/) override {
-        return answer_;
-    }
-
-private:
-    CursorStatus answer_;
-};
 
 TEST(WalkByBlocks, StandsOnTheLastRecordWhereAListenerEndsIt) {
     const BlocksEnabled enabled(true);

@@ -8,6 +8,7 @@
 #include "etabulon/score/ETabulonScoreFiller.h"
 #include "etabulon/tree/EDataTree.h"
 #include "score/ScoreFixture.h"
+#include "support/CompareSources.h"
 #include "support/MemoryTable.h"
 #include "tree/LiteralTree.h"
 #include "tree/NodeAccess.h"
@@ -224,7 +225,7 @@ public:
         EDataTree byBlocks(&cursor, "root", nullptr);
         EDataTree bySteps(&cursor, "root", nullptr);
         DrawKeys(ETabulonSortDesc::HideInTree);
-        const auto source = static_cast<ETabulonSortDesc::SortCompareSource>(Below(2));
+        const auto source = kSources[Below(std::size(kSources))];
         for (EDataTree* const tree : {&byBlocks, &bySteps}) {
             tree->SetSortLevels(keys_);
             tree->SetCompareSource(source);

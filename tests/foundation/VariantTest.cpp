@@ -1,4 +1,5 @@
 #include "etabulon/foundation/EVariant.h"
+#include "foundation/EVariantOrderKey.h"
 #include "support/AllocationCount.h"
 #include "support/Rows.h"
 
@@ -140,6 +141,31 @@ TEST(AllValues, HaveOneTotalOrder) {
                         << Text(pool[i]) << ' ' << Text(pool[j]) << ' ' << Text(pool[k]);
                 }
             }
+        }
+    }
+}
+
+TEST(OrderKeys, StandInTheOrderOfTheValues) {
+    std::vector<EVariant> pool = TrickyValues();
+    pool.insert(pool.end(), {"B", "b", Chaine("a\0b", 3), Chaine("a\1", 2), "ab",
+                             Of(TYPE_CURRENCY, "0.0001"), Real(0.0001), Of(TYPE_DECIMAL64, "0.1")});
+    std::vector<std::string> keys(pool.size());
+    for (std::size_t i = 0; i < pool.size(); ++i) {
+        AppendOrderKey(pool[i], keys[i]);
+    }
+    for (std::size_t i = 0; i < pool.size(); ++i) {
+        for (std::size_t j = 0; j < pool.size(); ++j) {
+            const int order = keys[i].compare(keys[j]);
+            EXPECT_EQ(order == 0, pool[i] == pool[j]) << Text(pool[i]) << ' ' << Text(pool[j]);
+            EXPECT_TRUE(i == j || order == 0 || !keys[j].starts_with(keys[i]));
+            const auto isText = [](const EVariant& value) {
+                return !value.IsMissing() && TypeInfo(value.Type()).valueClass == EValueClass::Text;
+            };
+            const int expected = isText(pool[i]) && isText(pool[j])
+                                     ? pool[i].AsChaine().CompareLocale(pool[j].AsChaine())
+                                     : EVariant::Compare(pool[i], pool[j]);
+            EXPECT_TRUE(expected == 0 || (order < 0) == (expected < 0))
+                << Text(pool[i]) << ' ' << Text(pool[j]);
         }
     }
 }

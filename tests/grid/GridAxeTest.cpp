@@ -134,8 +134,7 @@ TEST(SortedLabels, AddedAtOnceAreThoseAddedOneByOne) {
     for (unsigned seed = 0; seed < 300; ++seed) {
         std::mt19937 random(seed);
         Sorted sorted{{0, false, 0}};
-        sorted.desc.SetCompareSource(
-            static_cast<ETabulonSortDesc::SortCompareSource>(random() % 2));
+        sorted.desc.SetCompareSource(kSources[random() % std::size(kSources)]);
         const SortKey key(0, random() % 2 == 0, 0);
         std::vector<ETabulonValue> values;
         for (unsigned count = random() % 20; count != 0; --count) {

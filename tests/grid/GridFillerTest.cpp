@@ -262,6 +262,7 @@ TEST_F(GridTable, HasAtMost512Fields) {
     ETabulonGridUIBuildEData view(&collection, /*ownsResult=*/true);
     Send(view, 1, kSum);
     ASSERT_EQ(view.Result()->Fields().Size(), 512U);
+    EXPECT_EQ(view.LeftOutColumns(), 88U);
     view.Result()->GetFirst();
     const EField& last = view.Result()->Fields().At(511);
     EXPECT_STREQ(last.AsChaine().c_str(), last.Infos().Header().c_str());

@@ -35,7 +35,7 @@ public:
         return keys;
     }
     [[nodiscard]] ETabulonSortDesc::SortCompareSource CompareSource() {
-        return OneIn(3) ? ETabulonSortDesc::CompareOnData : ETabulonSortDesc::CompareOnDisplay;
+        return kSources[Below(std::size(kSources))];
     }
 
     /// Often the levels that lead the keys, as a tree would give.

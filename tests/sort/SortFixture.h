@@ -3,6 +3,7 @@
 #include "etabulon/sort/ETabulonSortDesc.h"
 #include "etabulon/values/ETabulonLevels.h"
 #include "etabulon/values/ETabulonTag.h"
+#include "support/CompareSources.h"
 #include "support/Tags.h"
 
 #include <initializer_list>

@@ -208,8 +208,7 @@ TEST(ComparisonKeys, StandInTheOrderOfCompare) {
     const SortKey reversed = sorted.desc.SortLevel(0, 0);
     const SortKey forward(0, false, 0);
     for (int round = 0; round < 5000; ++round) {
-        sorted.desc.SetCompareSource(random() % 2 != 0 ? ETabulonSortDesc::CompareOnData
-                                                       : ETabulonSortDesc::CompareOnDisplay);
+        sorted.desc.SetCompareSource(kSources[random() % std::size(kSources)]);
         const ETabulonTag a = RandomTag(random, 1, false);
         const ETabulonTag b = RandomTag(random, 1, false);
         const int order = Sign(sorted.desc.Compare(a, b, forward));

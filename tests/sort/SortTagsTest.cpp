@@ -46,6 +46,47 @@ TEST(CompareTags, StatusPlaysNoPart) {
     }
 }
 
+TEST(CompareTags, OnValueOnlyEqualValuesAreEqual) {
+    Sorted sorted{{0, false, 0}};
+    sorted.desc.SetCompareSource(ETabulonSortDesc::CompareOnValue);
+    const auto labelled = [](const EVariant& data, const char* label) {
+        return ETabulonValue(data, label, /*modified=*/false);
+    };
+    const std::vector<ETabulonValue> rising = {
+        ETabulonValue(),
+        ETabulonValue::Special,
+        labelled(-2, ""),
+        labelled(2, ""),
+        labelled(2.5, ""),
+        labelled(10, ""),
+        labelled(EVariant::FromText(TYPE_DATE, 4, "2024-02-29"), ""),
+        labelled("", ""),
+        labelled("ACME", ""),
+        labelled("acme", ""),
+        labelled(7, "acme"),
+        labelled(8, "acme"),
+        labelled("acme 2", ""),
+        labelled("eclair", ""),
+        labelled("\xC3\xA9"
+                 "clair",
+                 ""),
+        labelled(1, "zoo"),
+    };
+    for (std::size_t i = 0; i < rising.size(); ++i) {
+        for (std::size_t j = 0; j < rising.size(); ++j) {
+            ETabulonTag left, right;
+            left.SetValue(0, rising[i]);
+            right.SetValue(0, rising[j]);
+            const int expected = (i > j) - (i < j);
+            EXPECT_EQ(Sign(sorted.desc.Compare(left, right, 0, 0)), expected) << i << ' ' << j;
+            EXPECT_EQ(Sign(sorted.desc.ComparisonKey(rising[i]).ComparePlain(
+                          sorted.desc.ComparisonKey(rising[j]))),
+                      expected)
+                << i << ' ' << j;
+        }
+    }
+}
+
 TEST(CompareTags, ReversedKeyTurnsItsLevelAlone) {
     Sorted sorted{{0, true, 0}, {1, false, 0}};
     const ETabulonTag aa = Tag({{0, "a"}, {1, "a"}});

@@ -1,6 +1,7 @@
 #include "LiteralTree.h"
 #include "TreeFixture.h"
 #include "etabulon/foundation/EBlockSource.h"
+#include "support/CompareSources.h"
 
 #include <random>
 #include <vector>
@@ -54,12 +55,10 @@ public:
                     tree_->MoveSortLevel(Any(3), Any(3));
                     break;
                 case 3:
-                    tree_->SetCompareSource(
-                        static_cast<ETabulonSortDesc::SortCompareSource>(Any(2)));
+                    tree_->SetCompareSource(kSources[Any(std::size(kSources))]);
                     break;
                 case 4:
-                    tree_->SortDesc()->SetCompareSource(
-                        static_cast<ETabulonSortDesc::SortCompareSource>(Any(2)));
+                    tree_->SortDesc()->SetCompareSource(kSources[Any(std::size(kSources))]);
                     break;
                 default:
                     Look();

@@ -1,5 +1,6 @@
 #include "LiteralTree.h"
 #include "TreeFixture.h"
+#include "support/CompareSources.h"
 #include "support/Storm.h"
 
 #include <set>
@@ -160,9 +161,7 @@ protected:
             [&] { resort(tree_->MoveHiddenLevelsTo(Any(4))); },
             [&] { resort(tree_->SetCompareSource(AnySource())); });
     }
-    ETabulonSortDesc::SortCompareSource AnySource() {
-        return static_cast<ETabulonSortDesc::SortCompareSource>(Any(2));
-    }
+    ETabulonSortDesc::SortCompareSource AnySource() { return kSources[Any(std::size(kSources))]; }
     /// Past the tree, which then holds nodes of another order or of other levels.
     void ChangeDirectly() {
         ETabulonSortDesc& sort = *tree_->SortDesc();

@@ -1,5 +1,6 @@
 #include "apps/etabulon/commands/GridCommand.h"
 
+#include "apps/etabulon/views/CliAlikeLabels.h"
 #include "apps/etabulon/views/CliCrossPrinter.h"
 #include "apps/etabulon/views/CliDrill.h"
 #include "apps/etabulon/views/CliRecords.h"
@@ -100,10 +101,12 @@ CliResult<GridCommand::Grids> GridCommand::Calculate(const CliWalkContext& conte
             addFiller(one, dataAxes);
         }
     }
+    const CliAlikeLabels alike(levels, cursor.Seen());
     CliBystander listener;
     if (const CliResult<> walked = Walk(context, cursor, levels.place, listener); !walked) {
         return walked.Failure();
     }
+    grids.notes = alike.Sentences();
     return grids;
 }
 
@@ -169,6 +172,9 @@ CliResult<> GridCommand::Show(CliEnvironment& environment, const CliWalkContext&
     }
     PrintCrosses(Output().Printing(environment), grids->crosses,
                  request->calculations.AreNumbers());
+    for (const std::string& note : grids->notes) {
+        TellUser(note);
+    }
     return {};
 }
 

@@ -31,6 +31,7 @@ private:
     struct Grids {
         std::vector<ERef<ETabulonGridFiller>> fillers;
         std::vector<CliCross> crosses;
+        std::vector<std::string> notes;  // about labels that can't be told apart
     };
     [[nodiscard]] CliResult<CliResultRequest> Read(const CliTable& table) const;
     /// Walks the table and fills the grids. `cursor` must outlive them.

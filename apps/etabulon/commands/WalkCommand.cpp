@@ -19,6 +19,8 @@ void WalkCommand::DeclareView(CLI::App& app) {
         "Records come in the order of the key. A level is a column, or one reached through "
         "links: airport>state>name, or backwards id»strikes.damage (the first strike that "
         "points here). A level column:label is told apart by the column and shows the label. "
+        "Behind a column, .year .quarter .month .week .weekday .day .hour make a part of a date, "
+        ".bin(N) and .bins(N) a group of numbers, .first(N) the beginning of a text. "
         "Names and values with , : > » = or blanks at their ends stand in double quotes.\n"
         "In --at, a=NULL is a missing value, a= an empty text, a=\"NULL\" the text.\n"
         "NULL and empty text are told apart: table NULL and \"\", csv an empty cell and \"\", "

@@ -1,6 +1,7 @@
 #include "apps/etabulon/request/CliDictionary.h"
 
 #include "apps/etabulon/output/CliUtf8.h"
+#include "apps/etabulon/request/CliLevels.h"
 #include "apps/etabulon/request/CliSuggest.h"
 #include "apps/etabulon/request/CliTables.h"
 #include "apps/etabulon/request/CliWritten.h"
@@ -153,6 +154,62 @@ CliVariable CliDictionary::VariableOf(const ESqlTableInfo& table, const ESqlColu
 
 CliResult<CliVariable> CliDictionary::FindVariable(const ESqlTableInfo& table,
                                                    const CliPath& path) const {
+    CliPath base = path;
+    const CliResult<std::optional<CliDerivation>> derivation = TakeDerivation(base.steps.back());
+    if (!derivation) {
+        return derivation.Failure();
+    }
+    if (!*derivation) {
+        return FindStored(table, path);
+    }
+    CliResult<CliVariable> variable = FindStored(table, base);
+    if (variable) {
+        return Derive(std::move(*variable), **derivation, path);
+    }
+    // A column may bear such a name, and needs no quotes while nothing else is meant by it.
+    CliResult<CliVariable> stored = FindStored(table, path);
+    return stored ? stored : variable;
+}
+
+/// A variable of its own, whose code has a character that no other code has.
+CliResult<CliVariable> CliDictionary::Derive(CliVariable base, const CliDerivation& derivation,
+                                             const CliPath& path) const {
+    const int type = int{base.variable->TypeCode()};
+    if (!derivation.Takes(type)) {
+        const std::string others = DerivationsOf(type);
+        return CliFailure{CliExit::Usage,
+                          fmt::format("column {}, whose type is {}, has no {}{}",
+                                      Quoted(base.shown), TypeName(type), derivation.written,
+                                      others.empty() ? "" : fmt::format("; it has {}", others))};
+    }
+    const std::string code =
+        fmt::format("{}\x1F{}", base.code.View(), derivation.written.substr(1));
+    derived_.try_emplace(code, CliDerived{base.code, derivation});
+    DRubric* rubric = derivedTypes_.Find("Derived");
+    if (rubric == nullptr) {
+        rubric = derivedTypes_.AddRubric("Derived");
+    }
+    const DVariable* made = rubric->Find(Chaine(code));
+    if (made == nullptr) {
+        made =
+            rubric->AddVariable(Chaine(code), Chaine(path.shown), derivation.how.ResultType(type),
+                                derivation.how.ResultSize(type));
+    }
+    base.shown = path.shown;
+    base.code = Chaine(code);
+    base.variable = made;
+    base.written += derivation.written;
+    base.isDerived = true;
+    return base;
+}
+
+const CliDerived* CliDictionary::FindDerived(const Chaine& code) const {
+    const auto found = derived_.find(std::string(code.View()));
+    return found == derived_.end() ? nullptr : &found->second;
+}
+
+CliResult<CliVariable> CliDictionary::FindStored(const ESqlTableInfo& table,
+                                                 const CliPath& path) const {
     if (path.steps.size() > kMostLinkSteps) {
         return CliFailure{
             CliExit::Usage,

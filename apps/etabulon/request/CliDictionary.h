@@ -1,10 +1,12 @@
 #pragma once
 
+#include "apps/etabulon/request/CliDerivation.h"
 #include "apps/etabulon/request/CliNames.h"
 #include "apps/etabulon/request/CliPath.h"
 #include "apps/etabulon/request/CliResult.h"
 #include "apps/etabulon/request/CliTable.h"
 #include "etabulon/foundation/Chaine.h"
+#include "etabulon/foundation/DDico.h"
 #include "etabulon/sql/fwd.h"
 
 #include <string>
@@ -15,7 +17,6 @@
 namespace etabulon {
 
 class CliTables;
-class DRubric;
 struct DLink;
 struct ESqlColumn;
 
@@ -34,6 +35,9 @@ public:
     [[nodiscard]] CliResult<CliTable> FindTable(const std::string& name) const;
     [[nodiscard]] CliResult<CliVariable> FindVariable(const ESqlTableInfo& table,
                                                       const CliPath& path) const;
+    /// What a variable that FindVariable has returned is made from, by its code; null for any
+    /// other.
+    [[nodiscard]] const CliDerived* FindDerived(const Chaine& code) const;
     /// A column of the table itself.
     [[nodiscard]] CliVariable VariableOf(const ESqlTableInfo& table,
                                          const ESqlColumn& column) const;
@@ -53,6 +57,10 @@ private:
         CliNames columns;
         CliNames links;  // by their index in the rubric
     };
+    [[nodiscard]] CliResult<CliVariable> FindStored(const ESqlTableInfo& table,
+                                                    const CliPath& path) const;
+    [[nodiscard]] CliResult<CliVariable> Derive(CliVariable base, const CliDerivation& derivation,
+                                                const CliPath& path) const;
     [[nodiscard]] const Names& NamesIn(const ESqlTableInfo& table) const;
     [[nodiscard]] const ESqlTableInfo* LookUpTable(std::string_view name) const;
     [[nodiscard]] const ESqlColumn* LookUpColumn(const ESqlTableInfo& table,
@@ -72,6 +80,8 @@ private:
     CliTables& source_;
     CliNames tables_;
     mutable std::unordered_map<const ESqlTableInfo*, Names> names_;
+    mutable std::unordered_map<std::string, CliDerived> derived_;  // by code
+    mutable DDico derivedTypes_;  // one rubric, of the variables of derived_
 };
 
 }  // namespace etabulon

@@ -40,11 +40,17 @@ CliResult<ETabulonTag> CliEdits::MakePlace(const CliEditChoice& edit) const {
 }
 
 bool CliEdits::IsWritten(const CliVariable& variable) const {
-    return !IsLink(variable) && !Table().Info().columns[variable.variable->Index()].generated;
+    return !variable.isDerived && !IsLink(variable) &&
+           !Table().Info().columns[variable.variable->Index()].generated;
 }
 
 CliResult<> CliEdits::CheckWritten(const CliVariable& variable, std::string_view what) const {
     const std::string table = Quoted(Table().Info().name.View());
+    if (variable.isDerived) {
+        return CliFailure{CliExit::Failed,
+                          fmt::format("{} {} is made from another one: it isn't written", what,
+                                      Quoted(variable.shown))};
+    }
     if (IsLink(variable)) {
         return CliFailure{CliExit::Failed,
                           fmt::format("{} {} is of another table than {}: it isn't written here",

@@ -80,11 +80,13 @@ void CliSortOptions::Declare(CLI::App& app) {
     levels_.Declare(app);
     AddList(app, "--hide", hide_, "Levels to leave out; what differs only in them is put together");
     AddList(app, "--reverse", reverse_, "Levels to sort in falling order");
-    app.add_option("--by", by_,
-                   "Sort by display, the texts in the order of --locale, or by data, all values as "
-                   "texts byte by byte (10 before 9)")
+    app.add_option(
+           "--by", by_,
+           "Sort by value: numbers and dates by their size, texts in the order of --locale, "
+           "and NULL first; or by display, all values as the texts shown, in the order of "
+           "--locale; or by data, all values as texts byte by byte (10 before 9)")
         ->type_name("ORDER")
-        ->check(CLI::IsMember({"display", "data"}));
+        ->check(CLI::IsMember({"value", "display", "data"}));
     locale_.Declare(app);
 }
 

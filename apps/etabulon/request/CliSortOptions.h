@@ -20,7 +20,7 @@ struct CliResultLevels {
     std::vector<unsigned int> details;
     /// First the levels of the place, then `details`, then the hidden ones.
     ETabulonSortDesc::SortKeyArray keys;
-    ETabulonSortDesc::SortCompareSource compareSource = ETabulonSortDesc::CompareOnDisplay;
+    ETabulonSortDesc::SortCompareSource compareSource = ETabulonSortDesc::CompareOnValue;
 };
 
 /// The levels that --hide and --reverse name.
@@ -59,7 +59,9 @@ public:
 
     [[nodiscard]] const CliLevelOptions& Levels() const noexcept { return levels_; }
     [[nodiscard]] ETabulonSortDesc::SortCompareSource CompareSource() const noexcept {
-        return by_ == "data" ? ETabulonSortDesc::CompareOnData : ETabulonSortDesc::CompareOnDisplay;
+        return by_ == "data"      ? ETabulonSortDesc::CompareOnData
+               : by_ == "display" ? ETabulonSortDesc::CompareOnDisplay
+                                  : ETabulonSortDesc::CompareOnValue;
     }
 
 private:
@@ -68,7 +70,7 @@ private:
     CliLevelOptions levels_;
     std::vector<std::string> hide_;
     std::vector<std::string> reverse_;
-    std::string by_ = "display";
+    std::string by_ = "value";
     CliLocaleOptions locale_;
 };
 

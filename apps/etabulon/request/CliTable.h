@@ -21,7 +21,8 @@ struct CliVariable {
     std::string shown;  // a column's name, or the path as the user wrote it
     Chaine code;        // of a column, or a link path
     const DVariable* variable = nullptr;
-    std::string written;  // the path in the form in which edits are printed; set by FindVariable
+    std::string written;     // the path in the form in which edits are printed; set by FindVariable
+    bool isDerived = false;  // made from another variable: never written
 };
 
 /// A table of an opened source, together with the dictionary that knows the names in it.

@@ -3,6 +3,7 @@
 #include "apps/etabulon/output/CliCell.h"
 #include "apps/etabulon/output/CliOutput.h"
 #include "apps/etabulon/output/CliUtf8.h"
+#include "apps/etabulon/request/CliDictionary.h"
 #include "apps/etabulon/request/CliSuggest.h"
 #include "apps/etabulon/request/CliTables.h"
 #include "apps/etabulon/request/CliWritten.h"
@@ -15,8 +16,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <set>
 #include <typeinfo>
+#include <utility>
 
 namespace etabulon {
 namespace {
@@ -120,16 +123,83 @@ void TellMisread(const ESqlTable& table, const ESqlSource& source) {
     }
 }
 
-bool MovesRecords(const ETabulonPendingChanges& changes, const ETabulonLevels& levels) {
+bool MovesRecords(const ETabulonPendingChanges& changes, const ETabulonLevels& levels,
+                  const CliDictionary& dictionary) {
     const auto updates = changes.Script(ETabulonPendingChanges::Update);
-    return std::any_of(updates.begin(), updates.end(), [&levels](const auto& update) {
+    return std::any_of(updates.begin(), updates.end(), [&](const auto& update) {
         for (unsigned int place = 0; place < levels.Size(); ++place) {
-            if (levels.GetLevel(levels.GetLevelID(place)).DataID() == update.VarDataID()) {
+            const ETabulonVariableID& level = levels.GetLevel(levels.GetLevelID(place)).DataID();
+            const CliDerived* const derived = dictionary.FindDerived(level.Code());
+            if (level == update.VarDataID() ||
+                (derived != nullptr && ETabulonVariableID(derived->base) == update.VarDataID())) {
                 return true;
             }
         }
         return false;
     });
+}
+
+/// Finds the lowest and the highest number of a field.
+class BoundsListener final : public ECursorListener {
+public:
+    explicit BoundsListener(const Chaine& code) : id_(code) {}
+    CursorStatus OnMove(const ETabulonCursor& cursor) override {
+        const EField& field = cursor.Field(id_);
+        const double number = field.AsDouble();
+        if (!field.IsMissing() && std::isfinite(number)) {
+            lowest_ = hasAny_ ? std::min(lowest_, number) : number;
+            highest_ = hasAny_ ? std::max(highest_, number) : number;
+            hasAny_ = true;
+        }
+        return StatusOk;
+    }
+    /// Without numbers the groups don't matter; of one number all are the first one's.
+    [[nodiscard]] EDerivation Bins(std::uint32_t groups) const {
+        return EDerivation::Bins(lowest_, highest_ > lowest_ ? highest_ : lowest_ + groups, groups);
+    }
+
+private:
+    ETabulonVariableID id_;
+    bool hasAny_ = false;
+    double lowest_ = 0;
+    double highest_ = 0;
+};
+
+/// The variables among the levels and `ids` that are made from others.
+std::vector<std::pair<ETabulonVariableID, const CliDerived*>> FindDerived(
+    const CliDictionary& dictionary, const ETabulonLevels& levels,
+    const std::vector<ETabulonVariableID>& ids) {
+    std::vector<ETabulonVariableID> all = ids;
+    for (unsigned int place = 0; place < levels.Size(); ++place) {
+        const ETabulonLevels::Level& level = levels.GetLevel(levels.GetLevelID(place));
+        all.push_back(level.DataID());
+        all.push_back(level.DescID());
+    }
+    std::vector<std::pair<ETabulonVariableID, const CliDerived*>> found;
+    for (const ETabulonVariableID& id : all) {
+        if (const CliDerived* const derived = dictionary.FindDerived(id.Code())) {
+            found.emplace_back(id, derived);
+        }
+    }
+    return found;
+}
+
+/// The derivation, with the bounds of the table's values where it needs them.
+CliResult<EDerivation> Complete(const CliWalkContext& context, const CliDerived& derived) {
+    if (derived.derivation.groups == 0) {
+        return derived.derivation.how;
+    }
+    CliVariable base;
+    base.code = derived.base;
+    CliCursor cursor(context.interrupt);
+    if (const CliResult<> opened = OpenCursor(context, ETabulonLevels(), {base}, cursor); !opened) {
+        return opened.Failure();
+    }
+    BoundsListener bounds(derived.base);
+    if (const CliResult<> walked = Walk(context, cursor, ETabulonTag(), bounds); !walked) {
+        return walked.Failure();
+    }
+    return bounds.Bins(derived.derivation.groups);
 }
 
 }  // namespace
@@ -157,10 +227,11 @@ ETabulonCursor& CliCursor::Seen() noexcept {
     return overlay_ != nullptr ? static_cast<ETabulonCursor&>(*overlay_) : *this;
 }
 
-void CliCursor::ShowPending(const ETabulonPendingChanges& changes) {
+void CliCursor::ShowPending(const ETabulonPendingChanges& changes,
+                            const CliDictionary& dictionary) {
     overlay_ = std::make_unique<ETabulonCursorPending>(this, &changes);
     overlay_->Init(Levels());
-    if (MovesRecords(changes, Levels())) {
+    if (MovesRecords(changes, Levels(), dictionary)) {
         moved_ = std::make_unique<MovedRecords>(overlay_.get());
         moved_->Init(Levels());
     }
@@ -171,6 +242,10 @@ CliResult<> OpenCursor(const CliWalkContext& context, const ETabulonLevels& leve
     std::vector<ETabulonVariableID> ids;
     for (const CliVariable& other : others) {
         ids.emplace_back(other.code);
+    }
+    const auto allDerived = FindDerived(context.table.Dictionary(), levels, ids);
+    for (const auto& [id, derived] : allDerived) {
+        ids.emplace_back(derived->base);
     }
     ESqlError error;
     auto table = context.table.Source().OpenTable(
@@ -187,8 +262,15 @@ CliResult<> OpenCursor(const CliWalkContext& context, const ETabulonLevels& leve
             cursor.DeclareLinkField(id);
         }
     }
+    for (const auto& [id, derived] : allDerived) {
+        const CliResult<EDerivation> derivation = Complete(context, *derived);
+        if (!derivation) {
+            return derivation.Failure();
+        }
+        cursor.DeclareDerivedField(id, ETabulonVariableID(derived->base), *derivation);
+    }
     if (context.changes != nullptr) {
-        cursor.ShowPending(*context.changes);
+        cursor.ShowPending(*context.changes, context.table.Dictionary());
     }
     return {};
 }

@@ -13,6 +13,7 @@
 
 namespace etabulon {
 
+class CliDictionary;
 class CliInterrupt;
 
 /// A cursor that SIGINT cancels at any time. The reset at the start of a walk clears the cancel
@@ -27,7 +28,7 @@ public:
     [[nodiscard]] ETabulonCursor& Seen() noexcept;
     /// Makes an overlay that shows the edits as saved. They must outlive the cursor, which must
     /// have its levels.
-    void ShowPending(const ETabulonPendingChanges& changes);
+    void ShowPending(const ETabulonPendingChanges& changes, const CliDictionary& dictionary);
 
 protected:
     void ResetCancel() override;

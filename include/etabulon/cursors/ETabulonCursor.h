@@ -155,10 +155,16 @@ protected:
     /// block: the walk goes on by single steps.
     virtual CursorStatus GetNextBlock(const ERecordBlock*& block);
     virtual void EndBlocks() noexcept {}
-    /// How many of these records of the last block, from the first on, listeners may take in the
-    /// block. The one behind them comes by OnMove.
-    [[nodiscard]] virtual std::size_t CountPassable(const ERecordBlock& block,
-                                                    std::span<const EBlockIndex> records);
+    /// Some records of the last block as the cursor shows them.
+    struct BlockPart {
+        const ERecordBlock* block;             // the last one, or the same with changed values
+        std::span<const EBlockIndex> records;  // those that are shown
+        std::size_t count;                     // of the given records, from the first on
+    };
+    /// What listeners may take in a block in place of these records. The one behind the part comes
+    /// by OnMove. Valid until the next call.
+    [[nodiscard]] virtual BlockPart TakePart(const ERecordBlock& block,
+                                             std::span<const EBlockIndex> records);
     /// Makes a record of the last block the cursor's record, as GetNext would. Without `isWhole`
     /// only fields that listeners asked for have their values, and the walk goes on behind the
     /// block; otherwise single steps go on behind the record.
@@ -166,6 +172,8 @@ protected:
     virtual void DeclareFields() {}
     virtual void PrepareFields() {}
     virtual void CalcFields() {}
+    /// Makes those fields again that are derived from `written` ones, and adds them.
+    virtual void DeriveAgain(std::vector<const EField*>& /*written*/) {}
     /// Reports a failure from PrepareFields or CalcFields, which have no result: the step that
     /// called them ends with this status. The next reset prepares fields again whose preparation
     /// failed. Requires a failure: not StatusOk, StatusRefused or StatusEnd.

@@ -10,6 +10,7 @@
 namespace etabulon {
 
 class EBlockSource;
+class EDerivation;
 
 /// The cursor on a real table: walks an EData, reads variables through links, writes, and locks
 /// each accepted record if RecordLockBias says so. Derive from it to narrow the table to a tag by
@@ -33,6 +34,12 @@ public:
     /// first reset after Init. False for a path that doesn't resolve; such a variable has no field
     /// and reads as missing. May be repeated; Init has declared the links of the levels.
     bool DeclareLinkField(const ETabulonVariableID& id);
+    /// Adds a field of a name of its own that is made from another variable, which may be behind
+    /// links. It shows pending updates of that variable, and is never written. Init forgets it.
+    /// False if there is no such variable, if the derivation doesn't take its type, or if the name
+    /// is another field's. May be repeated.
+    bool DeclareDerivedField(const ETabulonVariableID& id, const ETabulonVariableID& base,
+                             const EDerivation& derivation);
     [[nodiscard]] bool CanResolve(const ETabulonVariableID& variable) const override;
     /// The error by which the last step failed at a linked record; otherwise its status is 0.
     [[nodiscard]] const EDataError& LinkError() const noexcept { return linkError_; }
@@ -69,6 +76,7 @@ protected:
     [[nodiscard]] virtual bool HasOwnSteps() const noexcept;
     void PrepareFields() override;
     void CalcFields() override;
+    void DeriveAgain(std::vector<const EField*>& written) override;
     CursorStatus OnAcceptedByFilter() override;
     void ExtractPrimaryKey(ETabulonPrimaryKey& key) const override;
     /// A linked record couldn't be read. The step ends with the error's status.
@@ -88,11 +96,13 @@ protected:
 
 private:
     class LinkedBlocks;
+    class DerivedFields;
     void AddRef() override;
     std::int32_t Release() override;
     [[nodiscard]] CursorStatus TableStatus() const noexcept;
     [[nodiscard]] bool HasTable() const noexcept;
     [[nodiscard]] Chaine QualifiedPath(const Chaine& code) const;
+    [[nodiscard]] DVariable* LinkedVariable(const ETabulonVariableID& link) const;
     void ReportLinkFailure();
     CursorStatus NextBlockOfTable(const ERecordBlock*& block);
     void ClearLinkError() {
@@ -113,6 +123,7 @@ private:
     std::unique_ptr<IBufferProvider> bufferProvider_;
     bool ownsTable_ = false;
     FSortedMap<ETabulonVariableID, LinkDescriptor> links_;
+    std::unique_ptr<DerivedFields> derived_;  // null: none
     bool insertMode_ = false;
     bool linksTouched_ = false;  // a caller may have written into the linked records
     EDataError linkError_;

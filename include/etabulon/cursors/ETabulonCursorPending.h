@@ -5,12 +5,14 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 namespace etabulon {
 
 namespace detail {
 class PendingBlocks;
-}
+enum class PendingVerdict : std::uint8_t;
+}  // namespace detail
 
 /// Shows its source as it would look once the pending changes were saved: the walk skips deleted
 /// records, updated records show their new values, and inserts follow the source's last record.
@@ -31,13 +33,13 @@ protected:
     CursorStatus Reset(const ETabulonTag& tag) override;
     CursorStatus GetNext() override;
     void ExpectBlocks() override { CallExpectBlocks(); }
-    /// By the source's blocks, if the source has the same levels and no listeners. Records to
-    /// which changes may apply come singly.
+    /// By the source's blocks, if the source is no relay itself, and has the same levels and no
+    /// listeners. Deleted records are left out of a part, and updated ones show their new values.
     [[nodiscard]] bool BeginBlocks(const EBlockRequest& request) override;
     CursorStatus GetNextBlock(const ERecordBlock*& block) override;
     void EndBlocks() noexcept override;
-    [[nodiscard]] std::size_t CountPassable(const ERecordBlock& block,
-                                            std::span<const EBlockIndex> records) override;
+    [[nodiscard]] BlockPart TakePart(const ERecordBlock& block,
+                                     std::span<const EBlockIndex> records) override;
     CursorStatus StandInBlock(const ERecordBlock& block, EBlockIndex record, bool isWhole) override;
     void CalcFields() override;
     [[nodiscard]] bool IsInFilter() const override;
@@ -46,6 +48,7 @@ protected:
 
 private:
     CursorStatus ShowInsert();
+    [[nodiscard]] detail::PendingVerdict Judge(const ERecordBlock& block, EBlockIndex record);
 
     bool inInserts_ = false;  // the walk is past the source's last record
     const ETabulonPendingChanges* changes_;
@@ -55,7 +58,9 @@ private:
     std::uint64_t filterVersion_ = 0;
     bool mayBeDeleted_ = true;  // the filter's answer for the current record's tag
     std::unique_ptr<detail::PendingBlocks> blocks_;  // of a walk by blocks
-    std::uint64_t markedVersion_ = 0;  // of the filter that marked the last block; 0: none
+    std::uint64_t markedVersion_ = 0;     // of the filter that marked the last block; 0: none
+    std::vector<EBlockIndex> shown_;      // of the last part
+    std::vector<const EField*> updated_;  // of the current record
 };
 
 }  // namespace etabulon

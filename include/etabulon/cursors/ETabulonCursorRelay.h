@@ -44,6 +44,9 @@ protected:
     CursorStatus GetNext() override;
     [[nodiscard]] bool IsInFilter() const override;
     void ResetCancel() override;
+    void DeriveAgain(std::vector<const EField*>& written) override {
+        source_->DeriveAgain(written);
+    }
     void ExtractCurrentTag(ETabulonTag& tag) const override;
     void ExtractTagOfFields(ETabulonTag& tag) const override;
     void ExtractPrimaryKey(ETabulonPrimaryKey& key) const override;

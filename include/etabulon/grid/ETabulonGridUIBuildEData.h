@@ -42,6 +42,8 @@ public:
     [[nodiscard]] EData* Result() const;
     /// One text for each record.
     [[nodiscard]] PTableau<Chaine> LinesLabels() const { return lineLabels_; }
+    /// How many columns of the grid the table lacks: it has 512 fields at most.
+    [[nodiscard]] unsigned int LeftOutColumns() const noexcept { return leftOutColumns_; }
     /// What labels and headers show. Set it before the grid is sent.
     [[nodiscard]] ETabulonDisplayMode DisplayMode() const noexcept { return displayMode_; }
     void SetDisplayMode(ETabulonDisplayMode mode) noexcept { displayMode_ = mode; }
@@ -79,6 +81,7 @@ private:
     PTableau<Chaine> lineLabels_;
     std::uint32_t axeCount_ = 0;
     std::uint32_t axesReceived_ = 0;
+    std::uint32_t leftOutColumns_ = 0;
     std::unique_ptr<EFieldSet> fieldSet_;
     PTableau<EFieldDesc> fieldDescs_;
     ETabulonDisplayMode displayMode_ = DisplayText;

@@ -113,7 +113,7 @@ public:
 
 private:
     friend class ETabulonSavePending;    // indexes its snapshot by Index
-    friend class ETabulonCursorPending;  // keeps a copy of the filter
+    friend class ETabulonCursorPending;  // keeps a copy of the filter, and notes updated fields
     class Index;
     using Arrivals = std::vector<std::uint64_t>;  // numbers of changes
 
@@ -129,6 +129,9 @@ private:
     void RemoveAll(Arrivals& arrivals);
     void Replace(Arrivals& covered, const Change& change);
     void PublishCounts() noexcept;
+    /// The same as UpdateFields; also adds each field that it stores a value in to `updated`.
+    bool UpdateFieldsAndNote(EFieldSet& fields, const ETabulonTag& tag,
+                             std::vector<const EField*>* updated) const;
     void AddToFilter(const Change& change);
     /// Copies the filter to `copy` unless `version` shows that the copy is current.
     void CopyFilter(detail::PendingFilter& copy, std::uint64_t& version) const;
@@ -142,7 +145,7 @@ private:
     // The number of changes by type: a walk takes the lock only if there are changes of its type.
     std::atomic<std::uint32_t> counts_[3] = {};
     std::unique_ptr<detail::PendingFilter> filter_;  // guarded by lock_
-    std::atomic<std::uint64_t> filterVersion_{1};    // rises with each change of it
+    std::atomic<std::uint64_t> filterVersion_{1};    // rises before each change of the script
 };
 
 }  // namespace etabulon

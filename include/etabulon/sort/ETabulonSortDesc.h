@@ -34,10 +34,15 @@ public:
     using HideFlag = SortKey::HideFlag;
     using enum SortKey::HideView;
 
-    /// What the comparison of two values reads. Any value but 0 means the data.
+    /// What the comparison of two values reads. Any other number means the data too.
     enum SortCompareSource : std::int32_t {
         CompareOnDisplay = 0,  // the display texts, in locale order
         CompareOnData = 1,     // the data as text, in plain order: 10 comes before 9
+        // The values: missing ones first, then numbers, dates and texts, each in their own order,
+        // texts in locale order and then by bytes. A value with a label stands where its label
+        // would, and then by its data. Only equal values compare as equal: acme and ACME, an empty
+        // text and a missing one, and two values of one label are different ones.
+        CompareOnValue = 0x100,
     };
 
     class ETABULON_API INotifier : public virtual EUnknown {
@@ -105,7 +110,8 @@ public:
     bool MoveHiddenLevelsTo(unsigned int position, HideFlag mask);
 
     // --- the order of tags: negative, 0 or positive ---
-    /// The order of siblings at one level. Status plays no part. Requires the level in both tags.
+    /// The order of siblings at one level. Status plays a part in CompareOnValue only. Requires the
+    /// level in both tags.
     [[nodiscard]] int Compare(const ETabulonTag& a, const ETabulonTag& b, const SortKey& key) const;
     [[nodiscard]] int Compare(const ETabulonTag& a, const ETabulonTag& b, unsigned int index,
                               HideFlag mask) const;

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "etabulon/foundation/EVariant.h"
+
+#include <cstdint>
+
+namespace etabulon {
+
+/// How a value is made from another value of its record: a part of a date, a group of numbers, the
+/// beginning of a text. A missing value gives a missing one.
+///
+/// Ownership  a value type.
+/// Threads    immutable: threads may share it.
+class ETABULON_API EDerivation {
+public:
+    enum class Kind : std::uint8_t {
+        Year = 0,
+        Quarter = 1,  // 1 to 4
+        Month = 2,    // 1 to 12
+        Week = 3,     // 1 to 53, as ISO 8601 counts: the week of the year that has its Thursday
+        Weekday = 4,  // 1 is Monday, 7 Sunday
+        Day = 5,      // of the month
+        Hour = 6,     // 0 to 23
+        Bin = 7,      // the lowest number of a group
+        First = 8,    // the first letters of a text
+    };
+
+    /// A part of a date. Requires a kind from Year to Hour.
+    explicit EDerivation(Kind part) noexcept : kind_(part) {}
+    /// Groups of numbers: from `width` * n to below `width` * (n + 1). Requires a finite width
+    /// above 0. Whole numbers stay whole where the width is.
+    [[nodiscard]] static EDerivation Bin(double width) noexcept;
+    /// So many groups of one width. The first begins at `lowest`, and the last has `highest` too.
+    /// Requires finite numbers, lowest below highest, and at least one group.
+    [[nodiscard]] static EDerivation Bins(double lowest, double highest,
+                                          std::uint32_t groups) noexcept;
+    /// Letters are characters of UTF-8; a byte that is none is a letter of its own. Requires at
+    /// least one.
+    [[nodiscard]] static EDerivation First(std::uint32_t letters) noexcept;
+
+    [[nodiscard]] Kind Which() const noexcept { return kind_; }
+    /// Whether values of this type give any.
+    [[nodiscard]] bool Takes(int type) const noexcept;
+    /// The type and size of what values of this type give.
+    [[nodiscard]] int ResultType(int type) const noexcept;
+    [[nodiscard]] std::uint16_t ResultSize(int type) const noexcept;
+    /// Missing for a value that it doesn't take, and for a date that doesn't exist.
+    [[nodiscard]] EVariant Of(const EVariant& value) const;
+
+private:
+    [[nodiscard]] bool IsOfWholeNumbers(int type) const noexcept;
+    [[nodiscard]] EVariant PartOf(const EVariant& value) const;
+    [[nodiscard]] EVariant GroupOf(const EVariant& value) const;
+    [[nodiscard]] EVariant BeginningOf(const EVariant& value) const;
+
+    Kind kind_;
+    std::uint32_t count_ = 0;  // of groups, 0 without a limit; or of letters
+    double origin_ = 0;
+    double width_ = 0;
+};
+
+}  // namespace etabulon

@@ -1,0 +1,193 @@
+#include "etabulon/foundation/EDerivation.h"
+
+#include "etabulon/foundation/EExpects.h"
+#include "foundation/EDates.h"
+#include "foundation/EVariantAccess.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace etabulon {
+namespace {
+
+constexpr std::int64_t kDaysOfWeek = 7;
+constexpr std::int64_t kThursday = 3;  // from Monday, 0
+constexpr std::int64_t kMillisecondsPerHour = 3600000;
+constexpr std::int64_t kMonthsPerQuarter = 3;
+constexpr double kMostExact = 9007199254740992.0;  // 2^53
+
+constexpr std::int64_t FloorDivide(std::int64_t number, std::int64_t divisor) noexcept {
+    return number / divisor - (number % divisor < 0 ? 1 : 0);
+}
+
+/// 0001-01-01, day 0, is a Monday.
+std::int64_t WeekdayOf(std::int64_t day) noexcept {
+    return day - FloorDivide(day, kDaysOfWeek) * kDaysOfWeek;
+}
+
+std::int64_t WeekOf(std::int64_t day) noexcept {
+    const std::int64_t thursday = day - WeekdayOf(day) + kThursday;
+    const std::int64_t newYear = DayOfCivil({CivilOfDay(thursday).year, 1, 1});
+    return (thursday - newYear) / kDaysOfWeek + 1;
+}
+
+/// The bytes of the first characters.
+std::size_t LengthOfLetters(std::string_view text, std::uint32_t letters) noexcept {
+    constexpr unsigned char kContinues = 0x80;
+    constexpr unsigned char kContinuesMask = 0xC0;
+    constexpr std::size_t kLongest = 4;
+    std::size_t length = 0;
+    for (; letters != 0 && length < text.size(); --letters) {
+        const auto first = static_cast<unsigned char>(text[length]);
+        const std::size_t wanted = first < 0xC0   ? 1
+                                   : first < 0xE0 ? 2
+                                   : first < 0xF0 ? 3
+                                                  : kLongest;
+        std::size_t bytes = 1;
+        while (bytes < wanted && length + bytes < text.size() &&
+               (static_cast<unsigned char>(text[length + bytes]) & kContinuesMask) == kContinues) {
+            ++bytes;
+        }
+        length += bytes == wanted ? bytes : 1;
+    }
+    return length;
+}
+
+}  // namespace
+
+EDerivation EDerivation::Bin(double width) noexcept {
+    E_EXPECTS(width > 0 && std::isfinite(width));
+    EDerivation bin(Kind::Bin);
+    bin.width_ = width;
+    return bin;
+}
+
+EDerivation EDerivation::Bins(double lowest, double highest, std::uint32_t groups) noexcept {
+    E_EXPECTS(lowest < highest && std::isfinite(highest - lowest) && groups != 0);
+    EDerivation bins(Kind::Bin);
+    bins.count_ = groups;
+    bins.origin_ = lowest;
+    bins.width_ = (highest - lowest) / groups;
+    return bins;
+}
+
+EDerivation EDerivation::First(std::uint32_t letters) noexcept {
+    E_EXPECTS(letters != 0);
+    EDerivation first(Kind::First);
+    first.count_ = letters;
+    return first;
+}
+
+bool EDerivation::Takes(int type) const noexcept {
+    const ETypeInfo& info = TypeInfo(type);
+    switch (kind_) {
+        case Kind::Bin:
+            return info.valueClass == EValueClass::Number && info.storage != EStorage::Bool;
+        case Kind::First:
+            return info.valueClass == EValueClass::Text;
+        case Kind::Hour:
+            return info.storage == EStorage::Time || info.storage == EStorage::Timestamp;
+        default:
+            return info.storage == EStorage::Date || info.storage == EStorage::Timestamp;
+    }
+}
+
+/// Groups of whole numbers, which begin at whole ones too.
+bool EDerivation::IsOfWholeNumbers(int type) const noexcept {
+    const ETypeInfo& info = TypeInfo(type);
+    return info.storage <= EStorage::UInt32 && count_ == 0 && width_ <= kMostExact &&
+           std::trunc(width_) == width_;
+}
+
+int EDerivation::ResultType(int type) const noexcept {
+    switch (kind_) {
+        case Kind::Bin:
+            return IsOfWholeNumbers(type) ? TYPE_INT64 : TYPE_DOUBLE;
+        case Kind::First:
+            return TYPE_CHAINE;
+        default:
+            return TYPE_LONG;
+    }
+}
+
+std::uint16_t EDerivation::ResultSize(int type) const noexcept {
+    return TypeInfo(ResultType(type)).naturalSize;
+}
+
+EVariant EDerivation::Of(const EVariant& value) const {
+    if (value.IsMissing() || !Takes(value.Type())) {
+        return EVariant::Missing(static_cast<std::uint16_t>(ResultType(value.Type())),
+                                 ResultSize(value.Type()));
+    }
+    switch (kind_) {
+        case Kind::Bin:
+            return GroupOf(value);
+        case Kind::First:
+            return BeginningOf(value);
+        default:
+            return PartOf(value);
+    }
+}
+
+EVariant EDerivation::PartOf(const EVariant& value) const {
+    const EContent content = EVariantAccess::Read(value);
+    std::int64_t day = 0;
+    std::int64_t time = 0;
+    if (content.info->storage == EStorage::Time) {
+        time = content.As<std::int32_t>();
+    } else if (content.info->storage == EStorage::Timestamp) {
+        day = DayOfTimestamp(content.As<std::int64_t>());
+        time = content.As<std::int64_t>() - day * kMillisecondsPerDay;
+    } else if (!DayOfDate(content.As<std::int32_t>(), day)) {
+        return EVariant::Missing(TYPE_LONG, sizeof(std::int32_t));
+    }
+    const ECivil civil = CivilOfDay(day);
+    const auto part = [](std::int64_t number) { return EVariant(static_cast<int>(number)); };
+    switch (kind_) {
+        case Kind::Year:
+            return part(civil.year);
+        case Kind::Quarter:
+            return part((civil.month - 1) / kMonthsPerQuarter + 1);
+        case Kind::Month:
+            return part(civil.month);
+        case Kind::Week:
+            return part(WeekOf(day));
+        case Kind::Weekday:
+            return part(WeekdayOf(day) + 1);
+        case Kind::Day:
+            return part(civil.day);
+        default:
+            return part(FloorDivide(time, kMillisecondsPerHour));
+    }
+}
+
+EVariant EDerivation::GroupOf(const EVariant& value) const {
+    if (IsOfWholeNumbers(value.Type())) {
+        const auto width = static_cast<std::int64_t>(width_);
+        std::int64_t lowest = 0;
+        if (__builtin_mul_overflow(FloorDivide(value.AsInt64(), width), width, &lowest)) {
+            lowest = std::numeric_limits<std::int64_t>::min();
+        }
+        return EVariant::FromInt64(lowest);
+    }
+    const double number = value.AsDouble();
+    double group = std::floor((number - origin_) / width_);
+    if (!std::isfinite(group)) {
+        return EVariant::Missing(TYPE_DOUBLE, sizeof number);
+    }
+    // The quotient is rounded: a number at a border may have come to the wrong side of it.
+    const auto begin = [this](double of) { return origin_ + of * width_; };
+    group += begin(group + 1) <= number ? 1 : begin(group) > number ? -1 : 0;
+    if (count_ != 0) {
+        group = std::clamp(group, 0.0, static_cast<double>(count_ - 1));
+    }
+    return EVariant::FromDouble(begin(group));
+}
+
+EVariant EDerivation::BeginningOf(const EVariant& value) const {
+    const std::string_view text = TextOf(EVariantAccess::Read(value));
+    return EVariant(text.substr(0, LengthOfLetters(text, count_)));
+}
+
+}  // namespace etabulon
