@@ -9,7 +9,9 @@
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
+#include <exception>
 #include <fstream>
+#include <string>
 
 namespace {
 
@@ -22,15 +24,7 @@ bool Write(const std::string& path, const std::string& text) {
     return file.good();
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    if (argc != 3) {
-        std::fprintf(stderr, "usage: etabulon-pages DATE FOLDER\n");
-        return 2;
-    }
-    const std::string date = argv[1];
-    const std::string folder = argv[2];
+bool WriteAll(const std::string& date, const std::string& folder) {
     CLI::App app;
     const auto commands = etabulon::MakeCommands();
     etabulon::DeclareProgram(app, commands);
@@ -41,5 +35,20 @@ int main(int argc, char** argv) {
         isWritten = isWritten && Write(folder + "/" + etabulon::ManPageName(*command) + ".1",
                                        etabulon::MakeManPage(*command, date));
     }
-    return isWritten ? 0 : 1;
+    return isWritten;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 3) {
+        std::fprintf(stderr, "usage: etabulon-pages DATE FOLDER\n");
+        return 2;
+    }
+    try {
+        return WriteAll(argv[1], argv[2]) ? 0 : 1;
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "etabulon-pages: %s\n", failure.what());
+        return 1;
+    }
 }

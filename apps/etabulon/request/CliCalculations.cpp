@@ -28,7 +28,7 @@ struct ValueType {
 /// The type that a variable is declared with for a function. A result has the type of its variable,
 /// which is too narrow for an average of whole numbers and for a sum of small ones.
 ValueType TypeFor(const std::string& function, const DVariable& variable) {
-    const int type = variable.TypeCode();
+    const int type = int{variable.TypeCode()};
     const ETypeInfo& info = TypeInfo(type);
     if (function == "AVG") {
         return {TYPE_DOUBLE, kWideSize};

@@ -123,7 +123,7 @@ CliResult<ETabulonValue> ReadValue(const CliVariable& variable, std::string_view
     if (!word.isQuoted && word.text == "NULL") {
         return ETabulonValue();
     }
-    const int type = variable.variable->TypeCode();
+    const int type = int{variable.variable->TypeCode()};
     const EVariant data =
         ValueOfType(type, static_cast<std::uint16_t>(variable.variable->Size()), word.text);
     if (data.IsMissing() || !IsExact(data, word.text)) {
@@ -133,7 +133,7 @@ CliResult<ETabulonValue> ReadValue(const CliVariable& variable, std::string_view
                         Quoted(variable.shown), TypeName(type),
                         word.text.empty() ? "; NULL is written in capitals" : "")};
     }
-    return ETabulonValue(data, Chaine(), false);
+    return ETabulonValue(data, Chaine(), /*modified=*/false);
 }
 
 CliResult<> CliLevels::Add(std::string_view text) {
