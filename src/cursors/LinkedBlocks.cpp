@@ -207,15 +207,13 @@ void ETabulonCursorEData::LinkedBlocks::Number(Key& key, const ERecordBlock& blo
     key.numbers = first.numbers;
     std::size_t count = first.dictionary->Size();
     for (std::size_t part = 0; part < key.pairs.size(); ++part) {
-        auto& pairs = key.pairs[part];
+        detail::PairNumbers& pairs = key.pairs[part];
         const std::uint32_t* const next = block.At(key.columns[part + 1]).numbers;
         for (std::size_t record = 0; record < block.Size(); ++record) {
-            const std::uint64_t pair = std::uint64_t{key.numbers[record]} << 32U | next[record];
-            key.made[record] =
-                pairs.try_emplace(pair, static_cast<std::uint32_t>(pairs.size())).first->second;
+            key.made[record] = pairs.FindOrAdd(key.numbers[record], next[record]);
         }
         key.numbers = key.made.data();
-        count = pairs.size();
+        count = pairs.Size();
     }
     key.isKnown.resize(count);
 }

@@ -3,10 +3,10 @@
 #include "etabulon/cursors/ETabulonCursorEData.h"
 #include "etabulon/foundation/EBlockBuilder.h"
 #include "foundation/EBlockComposer.h"
+#include "foundation/PairNumbers.h"
 
 #include <cstdint>
 #include <optional>
-#include <unordered_map>
 #include <vector>
 
 namespace etabulon {
@@ -29,8 +29,8 @@ private:
     /// The variables of the table that some links start at, and a number for each distinct
     /// combination of their values.
     struct Key {
-        std::vector<unsigned> columns;  // of the table's blocks
-        std::vector<std::unordered_map<std::uint64_t, std::uint32_t>> pairs;  // by column but one
+        std::vector<unsigned> columns;           // of the table's blocks
+        std::vector<detail::PairNumbers> pairs;  // by column but one
         std::vector<std::uint32_t> made;         // the numbers of the block's records
         const std::uint32_t* numbers = nullptr;  // the same, or those of the only column
         std::vector<std::uint8_t> isKnown;       // by number

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "etabulon/values/ETabulonTag.h"
-#include "grid/PairNumbers.h"
+#include "foundation/PairNumbers.h"
 #include "grid/ValueNumbers.h"
 
 #include <cstdint>

@@ -55,13 +55,13 @@ void PendingBlocks::Hash(Level& level, const ERecordBlock& block,
         }
         return;
     }
-    level.hashOf.resize(column.dictionary->Size(), kUnknown);
+    level.hashOf.resize(column.dictionary->Size());
     for (std::size_t record = 0; record < block.Size(); ++record) {
-        std::uint64_t& hash = level.hashOf[column.numbers[record]];
-        if (hash == kUnknown) {
+        std::uint32_t& hash = level.hashOf[column.numbers[record]];
+        if (hash == 0) {
             hash = HashOf(column.dictionary->Value(column.numbers[record]));
         }
-        hashes[record] = static_cast<std::uint32_t>(hash);
+        hashes[record] = hash;
     }
 }
 

@@ -58,7 +58,7 @@ private:
     struct Level {
         unsigned int level;
         unsigned column;
-        std::vector<std::uint64_t> hashOf;  // by number; kUnknown, otherwise the hash
+        std::vector<std::uint32_t> hashOf;  // by number; 0: not made yet, or made again
     };
     /// A column of the blocks.
     struct Shown {
@@ -84,7 +84,6 @@ private:
         std::uint64_t word;
         bool isMissing;
     };
-    static constexpr std::uint64_t kUnknown = ~std::uint64_t{0};
     /// More tags are forgotten, and worked out again: some megabytes at most.
     static constexpr std::size_t kMostTags = 65536;
 

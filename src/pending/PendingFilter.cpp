@@ -43,9 +43,23 @@ void PendingFilter::Add(const ETabulonPendingChanges::Change& change) {
         kind = kinds_.insert(kinds_.end(), {std::move(levels), 0});
     }
     kind->flags |= flag;
-    const std::uint64_t cell = key & (CellCount() - 1);
-    cells_[cell / kCellsPerByte] |= static_cast<std::uint8_t>(flag << ShiftOf(cell));
+    for (const std::uint64_t cell : CellsOf(key)) {
+        cells_[cell / kCellsPerByte] |= static_cast<std::uint8_t>(flag << ShiftOf(cell));
+    }
     ++added_;
+}
+
+/// Two cells: 1,000 changes in 65,536 cells mark 1 of 1,000 other tags, where one cell marks 15.
+std::array<std::uint64_t, 2> PendingFilter::CellsOf(std::uint64_t key) const noexcept {
+    return {key & (CellCount() - 1), (key >> 32U) & (CellCount() - 1)};
+}
+
+std::uint8_t PendingFilter::FlagsAt(std::uint64_t key) const noexcept {
+    std::uint8_t flags = kUpdates | kDeletes;
+    for (const std::uint64_t cell : CellsOf(key)) {
+        flags &= static_cast<std::uint8_t>(cells_[cell / kCellsPerByte] >> ShiftOf(cell));
+    }
+    return flags;
 }
 
 void PendingFilter::Clear() noexcept {
@@ -77,10 +91,7 @@ PendingFilter::Answer PendingFilter::Ask(const ETabulonTag& tag) {
         }
         // If the tag lacks a level of the selections, that level isn't compared, and any of these
         // changes may apply.
-        const std::uint64_t cell = key & (CellCount() - 1);
-        flags |= next == kind.levels.size()
-                     ? static_cast<std::uint8_t>(cells_[cell / kCellsPerByte] >> ShiftOf(cell))
-                     : kind.flags;
+        flags |= next == kind.levels.size() ? FlagsAt(key) : kind.flags;
     }
     return {(flags & kUpdates) != 0, (flags & kDeletes) != 0};
 }
@@ -106,8 +117,7 @@ void PendingFilter::Mark(std::span<const unsigned int> levels,
             }
         }
         for (std::size_t tag = 0; tag < marks.size(); ++tag) {
-            const std::uint64_t cell = keys_[tag] & (CellCount() - 1);
-            marks[tag] |= cells_[cell / kCellsPerByte] >> ShiftOf(cell) & (kUpdates | kDeletes);
+            marks[tag] |= FlagsAt(keys_[tag]);
         }
     }
 }

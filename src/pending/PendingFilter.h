@@ -2,6 +2,7 @@
 
 #include "etabulon/pending/ETabulonPendingChanges.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -48,6 +49,8 @@ private:
 
     [[nodiscard]] static std::size_t BytesFor(std::size_t changes) noexcept;
     [[nodiscard]] std::size_t CellCount() const noexcept { return cells_.size() * kCellsPerByte; }
+    [[nodiscard]] std::array<std::uint64_t, 2> CellsOf(std::uint64_t key) const noexcept;
+    [[nodiscard]] std::uint8_t FlagsAt(std::uint64_t key) const noexcept;
 
     std::vector<Kind> kinds_;
     std::vector<std::uint8_t> cells_;  // flags by hash, two bits each; a power of two

@@ -121,6 +121,7 @@ protected:
     const ERef<Summing> sums = MakeRef<Summing>();
 
 private:
+    BlocksEnabled blocks_{true};  // readers deliver blocks only
     unsigned threads_ = EReadAhead::Threads();
 };
 

@@ -1,5 +1,6 @@
 #include "apps/CommandRun.h"
 #include "apps/etabulon/commands/CliHelp.h"
+#include "etabulon/foundation/EBlockSource.h"
 
 #include <sys/wait.h>
 
@@ -164,7 +165,9 @@ TEST(ValuesOfAnotherType, AreToldWhereTheResultShowsThemAsNull) {
     const std::string count = "column 'n': 2 of the values aren't of its type and read as NULL";
     ExpectHas(RunLine("walk @ t", path).err, {count});
     ExpectHas(RunLine("grid @ t --axes k --calc SUM:n", path).err, {count});
-    EXPECT_EQ(RunLine("grid @ t --axes k --calc COUNT:n", path).err, "");
+    // Blocks leave out a column of which only the records are counted; single steps read it.
+    EXPECT_EQ(RunLine("grid @ t --axes k --calc COUNT:n", path).err.empty(),
+              EBlockSource::AreEnabled());
 }
 
 TEST(LinkPath, ThatCanNotBeFollowedIsRefused) {

@@ -135,8 +135,8 @@ ESqlStep ESqliteStatement::StepBlock(ESqlRowBlock& rows) {
     ESqlStep step = ESqlStep::Row;
     while (step == ESqlStep::Row && rows.HasRoom() && !connection_.IsInterrupted()) {
         step = Step();
-        if (step == ESqlStep::Row && !ReadInto(rows)) {
-            step = ESqlStep::Failed;
+        if (step == ESqlStep::Row) {
+            step = ReadInto(rows);
         }
     }
     connection_.SetWalking(/*walking=*/false);
@@ -189,24 +189,27 @@ bool ESqliteStatement::ReadRow(ESqlRow& row) {
     return ReadKey(row);
 }
 
-bool ESqliteStatement::ReadInto(ESqlRowBlock& rows) {
+/// Done in front of a row that isn't the block's.
+ESqlStep ESqliteStatement::ReadInto(ESqlRowBlock& rows) {
+    if (rows.row.integerKeyColumn >= 0 &&
+        !rows.PutIntegerKey(
+            sqlite3_value_int64(sqlite3_column_value(statement_, rows.row.integerKeyColumn)))) {
+        return ESqlStep::Done;
+    }
     const std::size_t count = rows.cells.size();
     for (std::size_t cell = 0; cell < count; ++cell) {
         if (!ReadCell(rows, cell, rows.cells[cell].source)) {
-            return false;
+            return ESqlStep::Failed;
         }
     }
-    if (rows.row.integerKeyColumn >= 0) {
-        rows.PutIntegerKey(
-            sqlite3_value_int64(sqlite3_column_value(statement_, rows.row.integerKeyColumn)));
-    } else if (rows.wantsKeys) {
+    if (rows.wantsKeys && rows.row.integerKeyColumn < 0) {
         if (!ReadKey(rows.row)) {
-            return false;
+            return ESqlStep::Failed;
         }
         rows.keys[rows.Size()].swap(rows.row.key);
     }
     rows.EndRow();
-    return true;
+    return ESqlStep::Row;
 }
 
 bool ESqliteStatement::ReadKey(ESqlRow& row) {

@@ -34,7 +34,7 @@ private:
     template <class Into, class Cell>
     [[nodiscard]] bool ReadCell(Into& into, const Cell& cell, int column);
     [[nodiscard]] bool ReadKey(ESqlRow& row);
-    [[nodiscard]] bool ReadInto(ESqlRowBlock& rows);
+    [[nodiscard]] ESqlStep ReadInto(ESqlRowBlock& rows);
 
     ESqliteConnection& connection_;
     sqlite3_stmt* statement_;  // owned

@@ -48,7 +48,8 @@ public:
     [[nodiscard]] virtual ESqlStep StepWalk(ESqlRow& row) = 0;
     /// Steps of a walk, each decoded into `rows`, until it has no room for more: then the result is
     /// Row, and the statement stands on the last of them. It is Row too if Interrupt comes between
-    /// two steps. At the end and at a failure `rows` has the rows before it.
+    /// two steps. At the end, in front of a row behind `rows.lastKey`, and at a failure `rows` has
+    /// the rows before it.
     [[nodiscard]] virtual ESqlStep StepBlock(ESqlRowBlock& rows) = 0;
     /// Decodes the row that the statement stands on. False if memory ran out; `row` is then
     /// incomplete.

@@ -31,6 +31,8 @@ public:
     /// The same cells in a record that is scratch, and where the key is.
     ESqlRow row;
     bool wantsKeys = false;  // raw keys that are no single integer
+    /// With an integer key, the walk ends in front of a row with a higher one.
+    std::int64_t lastKey = std::numeric_limits<std::int64_t>::max();
     // Filled by the engine.
     std::vector<std::int64_t> integerKeys;  // with an integer key, of each row
     std::vector<std::string> keys;          // if wanted, of each row
@@ -48,13 +50,14 @@ public:
         ++size_;
         room_ = room_ != 0 ? room_ - 1 : 0;
     }
-    /// The current row's key. The walk fails at the lowest of all, so that no row behind it is
-    /// read.
-    void PutIntegerKey(std::int64_t key) noexcept {
+    /// The current row's key, before its cells. False if the walk ends in front of the row. It fails
+    /// at the lowest key of all, so that no row behind it is read.
+    [[nodiscard]] bool PutIntegerKey(std::int64_t key) noexcept {
         integerKeys[size_] = key;
         if (key == std::numeric_limits<std::int64_t>::min()) {
             room_ = 0;
         }
+        return key <= lastKey;
     }
 
     void PutNull(std::size_t cell) noexcept {

@@ -1,4 +1,4 @@
-#include "grid/PairNumbers.h"
+#include "foundation/PairNumbers.h"
 
 #include "etabulon/foundation/detail/EHashMix.h"
 
