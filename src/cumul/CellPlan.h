@@ -5,6 +5,7 @@
 #include "cumul/CumulFold.h"
 #include "etabulon/foundation/EDataType.h"
 
+#include <array>
 #include <cstddef>
 #include <memory>
 #include <new>
@@ -46,7 +47,7 @@ struct CellPlan {
     using FoldRows = void (*)(const CellPlan& plan, Rows rows, const EVariant& value,
                               const ETabulonPrimaryKey* key, NumberReading& last);
     using FoldRecords = void (*)(const CellPlan& plan, const BlockRows& rows, unsigned column);
-    using MakeResult = ETabulonValue (*)(const CellPlan& plan, std::byte* row);
+    using ReadResult = void (*)(const CellPlan& plan, std::byte* row, ETabulonValue& result);
 
     template <class State>
     [[nodiscard]] State& StateIn(std::byte* row) const noexcept {
@@ -57,9 +58,12 @@ struct CellPlan {
     const ETypeInfo* type = nullptr;  // of blank
     FoldRows fold = nullptr;
     FoldRecords foldBlock = nullptr;
-    MakeResult result = nullptr;
+    ReadResult result = nullptr;
     const StateKind* state = nullptr;
     std::uint32_t offset = 0;  // within a row
+    // What the state holds: identical addresses, identical contents. Null: the counter only.
+    const char* content = nullptr;
+    bool counts = false;  // the state's counter has the number of records
     bool needsKey = false;
     bool readsValues = true;
 };
@@ -94,14 +98,32 @@ template <class T>
     return fits;
 }
 
-// The content of a state, as a value with the type and size of `blank`.
-[[nodiscard]] ETabulonValue HeldValue(const NumberState& state, const EVariant& blank);
-[[nodiscard]] ETabulonValue HeldValue(const WideState& state, const EVariant& blank);
-[[nodiscard]] ETabulonValue HeldValue(const CodeState& state, const EVariant& blank);
+// Reads the content of a state, as a value with the type and size of `blank`.
+void ReadHeld(const NumberState& state, const EVariant& blank, ETabulonValue& value);
+void ReadHeld(const WideState& state, const EVariant& blank, ETabulonValue& value);
+void ReadHeld(const CodeState& state, const EVariant& blank, ETabulonValue& value);
 
 // Converts a number's state to a wide one and back, for values of another type than the cell's.
 [[nodiscard]] WideState Widened(const NumberState& state, const EVariant& blank);
 [[nodiscard]] NumberState Narrowed(const WideState& state);
+
+/// The state of a count: that of any fold that counts records has its result.
+[[nodiscard]] inline NumberState CountedState(const NumberState& state) noexcept {
+    return {state.counter, state.counter, state.counter == 0 ? Held::Nothing : Held::Value};
+}
+
+/// The fold whose accumulated value is that of `Fold` too: an average's is that of a sum.
+template <class Fold>
+struct ContentOf {
+    using Type = Fold;
+};
+template <class Fold>
+requires requires { typename Fold::Content; }
+struct ContentOf<Fold> {
+    using Type = typename Fold::Content;
+};
+template <class Content>
+inline constexpr char kContent = 0;
 
 /// The loops of one fold over the rows of packed cells.
 template <class Fold>
@@ -140,8 +162,7 @@ struct RowFold {
             return;
         }
         for (std::byte* const row : rows) {
-            NumberAccumulator<T> state(plan.StateIn<NumberState>(row));
-            Fold::Step(state, number);
+            StepIn<T>(row + plan.offset, number);
         }
     }
 
@@ -154,24 +175,22 @@ struct RowFold {
             from.type->scale != like.scale) {
             return FoldValues(plan, rows, column);
         }
-        const std::uint64_t* const words = from.words;
-        const auto numberOf = [words](EBlockIndex record) {
-            T number{};
-            std::memcpy(&number, &words[record], sizeof number);
-            return number;
+        const auto numberOf = [words = from.words](EBlockIndex record) {
+            return NumberAt<T>(words[record]);
         };
         if (from.missing == nullptr) {
-            return FoldEach<T>(plan, rows, [&numberOf](EBlockIndex record, const auto& step) {
+            return FoldEach<T>(plan, rows, [numberOf](EBlockIndex record, const auto& step) {
                 step(numberOf(record));
             });
         }
-        FoldEach<T>(plan, rows, [&from, &numberOf](EBlockIndex record, const auto& step) {
-            if (from.IsMissingWord(record)) {
-                step(MissingNumber{});
-            } else {
-                step(numberOf(record));
-            }
-        });
+        FoldEach<T>(plan, rows,
+                    [numberOf, missing = from.missing](EBlockIndex record, const auto& step) {
+                        if ((missing[record / 64U] >> (record % 64U) & 1U) != 0) {
+                            step(MissingNumber{});
+                        } else {
+                            step(numberOf(record));
+                        }
+                    });
     }
 
     static void BlockRecords(const CellPlan& plan, const BlockRows& rows, unsigned /*column*/) {
@@ -179,88 +198,131 @@ struct RowFold {
             plan, rows, [](EBlockIndex /*record*/, const auto& step) { step(MissingNumber{}); });
     }
 
-    /// Folds into the rows of each record what `read(record, step)` gives to `step`. A grand total
-    /// that all records share is folded in registers: through memory each record would wait for the
-    /// one before.
+    /// Folds into the rows of each record what `read(record, step)` gives to `step`. One loop for
+    /// each usual number of places: a score has the line, a grid the cell and two totals.
     template <class T, class Read>
-    [[gnu::flatten]] static void FoldEach(const CellPlan& plan, const BlockRows& rows,
-                                          const Read& read) {
-        const auto foldRows = [&plan](const auto& rowsOfRecord, const auto& number) {
-            for (std::byte* const row : rowsOfRecord) {
-                NumberAccumulator<T> state(plan.StateIn<NumberState>(row));
-                Fold::Step(state, number);
+    static void FoldEach(const CellPlan& plan, const BlockRows& rows, const Read& read) {
+        if (rows.shared != nullptr && rows.places.size() == 1) {
+            return FoldPlaces<T>(plan, rows, read, std::array{rows.places[0]});
+        }
+        if (rows.shared != nullptr && rows.places.size() == 3) {
+            if (rows.isSteady) {
+                return FoldSteady<T>(plan, rows, read);
             }
-        };
-        if (rows.tables == nullptr) {
-            return ForEachRecord(rows, [&](EBlockIndex record, const auto& rowsOfRecord) {
-                read(record, [&](const auto& number) { foldRows(rowsOfRecord, number); });
-            });
+            return FoldPlaces<T>(plan, rows, read,
+                                 std::array{rows.places[0], rows.places[1], rows.places[2]});
         }
-        const RowTables& tables = *rows.tables;
-        LocalTotal<T> all(plan, tables.grandTotal);
-        if (tables.isFirstSteady) {
-            return FoldSteady<T>(plan, rows, all, read);
-        }
-        ForEachTabled(rows, [&](EBlockIndex record, const auto& rowsOfRecord) {
+        ForEachRecord(rows, [&](EBlockIndex record, CellPlan::Rows rowsOfRecord) {
             read(record, [&](const auto& number) {
-                foldRows(rowsOfRecord, number);
-                all.Step(number);
+                for (std::byte* const row : rowsOfRecord) {
+                    StepIn<T>(row + plan.offset, number);
+                }
             });
         });
     }
 
-    /// The same for tables with a steady first number, whose total stays in registers too.
-    template <class T, class Total, class Read>
-    [[gnu::flatten]] static void FoldSteady(const CellPlan& plan, const BlockRows& rows, Total& all,
-                                            const Read& read) {
-        const RowTables tables = *rows.tables;
+    /// The shared row is folded in registers as long as it holds a number: through memory each
+    /// record would wait for the one before.
+    template <class T, class Read, std::size_t Places>
+    [[gnu::flatten]] static void FoldPlaces(const CellPlan& plan, const BlockRows& rows,
+                                            const Read read,
+                                            const std::array<BlockRows::Place, Places> places) {
+        const EBlockIndex* const records = rows.records.data();
         const std::size_t count = rows.records.size();
-        for (std::size_t place = 0; place < count;) {
-            const std::uint32_t number = tables.first[rows.records[place]];
-            std::byte* const* const pairs = tables.rows + number * tables.stride;
-            Total first(plan, tables.firstTotals[number]);
-            do {
-                const EBlockIndex record = rows.records[place];
-                const std::uint32_t second = tables.second[record];
-                read(record, [&](const auto& value) {
-                    NumberAccumulator<T> pair(plan.StateIn<NumberState>(pairs[second]));
-                    Fold::Step(pair, value);
-                    NumberAccumulator<T> total(
-                        plan.StateIn<NumberState>(tables.secondTotals[second]));
-                    Fold::Step(total, value);
-                    first.Step(value);
-                    all.Step(value);
+        const std::size_t offset = plan.offset;
+        const auto stepInPlaces = [&](std::size_t at, const auto& number) {
+            [&]<std::size_t... Place>(std::index_sequence<Place...>) {
+                (StepIn<T>(places[Place][at] + offset, number), ...);
+            }
+            (std::make_index_sequence<Places>());
+        };
+        auto& shared = plan.StateIn<NumberState>(rows.shared);
+        for (std::size_t at = 0; at < count;) {
+            if (shared.held != Held::Value) {
+                read(records[at], [&](const auto& number) {
+                    stepInPlaces(at, number);
+                    StepInAny<T>(shared, number);
                 });
-            } while (++place < count && tables.first[rows.records[place]] == number);
+                ++at;
+                continue;
+            }
+            LocalState<T> all(shared);
+            do {
+                read(records[at], [&](const auto& number) {
+                    stepInPlaces(at, number);
+                    StepInNumber<T>(all, number);
+                });
+            } while (++at < count && all.held == Held::Value);
+            all.StoreIn(shared);
         }
     }
 
-    /// A state in registers, stored at the end of its scope.
-    template <class T>
-    class LocalTotal {
-    public:
-        LocalTotal(const CellPlan& plan, std::byte* row)
-            : state_(plan.StateIn<NumberState>(row)), local_(state_) {}
-        LocalTotal(const LocalTotal&) = delete;
-        LocalTotal& operator=(const LocalTotal&) = delete;
-        ~LocalTotal() { local_.StoreIn(state_); }
-        template <class Number>
-        void Step(const Number& number) {
-            NumberAccumulator<T, LocalState<T>> accumulator(local_);
-            Fold::Step(accumulator, number);
+    /// The same for a steady second place, whose row stays in registers too.
+    template <class T, class Read>
+    [[gnu::flatten]] static void FoldSteady(const CellPlan& plan, const BlockRows& rows,
+                                            const Read read) {
+        const BlockRows::Place places[] = {rows.places[0], rows.places[1], rows.places[2]};
+        const EBlockIndex* const records = rows.records.data();
+        const std::size_t count = rows.records.size();
+        const std::size_t offset = plan.offset;
+        const auto stepInPlaces = [&](std::size_t at, const auto& number) {
+            StepIn<T>(places[0][at] + offset, number);
+            StepIn<T>(places[2][at] + offset, number);
+        };
+        auto& shared = plan.StateIn<NumberState>(rows.shared);
+        for (std::size_t at = 0; at < count;) {
+            std::byte* const row = places[1][at];
+            auto& steady = plan.StateIn<NumberState>(row);
+            if (shared.held != Held::Value || steady.held != Held::Value) {
+                read(records[at], [&](const auto& number) {
+                    stepInPlaces(at, number);
+                    StepInAny<T>(steady, number);
+                    StepInAny<T>(shared, number);
+                });
+                ++at;
+                continue;
+            }
+            LocalState<T> second(steady);
+            LocalState<T> all(shared);
+            do {
+                read(records[at], [&](const auto& number) {
+                    stepInPlaces(at, number);
+                    StepInNumber<T>(second, number);
+                    StepInNumber<T>(all, number);
+                });
+            } while (++at < count && places[1][at] == row && second.held == Held::Value &&
+                     all.held == Held::Value);
+            second.StoreIn(steady);
+            all.StoreIn(shared);
         }
+    }
 
-    private:
-        NumberState& state_;
-        LocalState<T> local_;
-    };
+    template <class T, class Number>
+    static void StepIn(std::byte* at, Number number) {
+        auto& state = StateAt<NumberState>(at);
+        if (state.held == Held::Value) [[likely]] {
+            StepInNumber<T>(state, number);
+        } else {
+            StepInAny<T>(state, number);
+        }
+    }
+    /// Requires a state that holds a number.
+    template <class T, class State, class Number>
+    static void StepInNumber(State& state, Number number) {
+        NumberAccumulator<T, State, /*HoldsNumber=*/true> accumulator(state);
+        Fold::Step(accumulator, number);
+    }
+    template <class T, class Number>
+    [[gnu::noinline, gnu::cold]] static void StepInAny(NumberState& state, Number number) {
+        NumberAccumulator<T> accumulator(state);
+        Fold::Step(accumulator, number);
+    }
 
     /// For folds that read no values.
     static void Records(const CellPlan& plan, CellPlan::Rows rows, const EVariant& /*value*/,
                         const ETabulonPrimaryKey* /*key*/, NumberReading& /*last*/) {
         for (std::byte* const row : rows) {
-            NumberAccumulator<std::uint32_t> state(plan.StateIn<NumberState>(row));
-            Fold::Step(state, MissingNumber{});
+            StepIn<std::uint32_t>(row + plan.offset, MissingNumber{});
         }
     }
 
@@ -281,18 +343,23 @@ struct RowFold {
     }
 
     template <class State>
-    static ETabulonValue Result(const CellPlan& plan, std::byte* row) {
+    static void Result(const CellPlan& plan, std::byte* row, ETabulonValue& result) {
         const State& state = plan.StateIn<State>(row);
-        if constexpr (Fold::kNeedsKey) {
-            return HeldValue(state, plan.blank);
+        if constexpr (!Fold::kReadsValues) {
+            ReadHeld(CountedState(state), plan.blank, result);
         } else {
-            return Fold::Finish(HeldValue(state, plan.blank), state.counter);
+            ReadHeld(state, plan.blank, result);
+            if constexpr (!Fold::kNeedsKey && &Fold::Finish != &CumulFold::Finish) {
+                result = Fold::Finish(result, state.counter);
+            }
         }
     }
 
     template <class State>
     static void Choose(CellPlan& plan, CellPlan::FoldRows fold, CellPlan::FoldRecords foldBlock) {
         plan.state = &kStateKind<State>;
+        plan.content = Fold::kReadsValues ? &kContent<typename ContentOf<Fold>::Type> : nullptr;
+        plan.counts = Fold::kCounts;
         plan.result = &Result<State>;
         plan.fold = fold;
         plan.foldBlock = foldBlock;

@@ -21,8 +21,8 @@ void FoldForeign(const CellPlan& plan, CellPlan::Rows rows, const EVariant& valu
     }
 }
 
-ETabulonValue ForeignResult(const CellPlan& plan, std::byte* row) {
-    return plan.StateIn<ForeignState>(row).buffer->Result();
+void ForeignResult(const CellPlan& plan, std::byte* row, ETabulonValue& result) {
+    result = plan.StateIn<ForeignState>(row).buffer->Result();
 }
 
 }  // namespace
@@ -48,6 +48,19 @@ struct CumulCells::Plan : CellPlan {
         result = &ForeignResult;
         isForeign = needsKey = true;
     }
+    /// The other's state has all that this one's would have.
+    [[nodiscard]] bool CanUse(const Plan& other) const {
+        if (isForeign || other.isForeign || state != other.state || (counts && !other.counts)) {
+            return false;
+        }
+        const ETabulonVariableDesc& variable = *calculation->Variable();
+        const ETabulonVariableDesc& others = *other.calculation->Variable();
+        return content == nullptr ||
+               (content == other.content && blank.Type() == other.blank.Type() &&
+                blank.Size() == other.blank.Size() && variable.DataID() == others.DataID() &&
+                variable.DataType() == others.DataType() &&
+                variable.DataSize() == others.DataSize());
+    }
     [[nodiscard]] ERef<ETabulonCumulBuffer> NextBuffer() {
         return firstBuffer ? std::move(firstBuffer) : StartBuffer(*calculation);
     }
@@ -55,6 +68,7 @@ struct CumulCells::Plan : CellPlan {
     ERef<ETabulonCumulFuncOnVar> calculation;
     ERef<ETabulonCumulBuffer> firstBuffer;  // foreign: for the first row
     bool isForeign = false;
+    bool isFolded = true;  // false: another plan's state is used
 };
 
 CumulCells::CumulCells(const ITabulonCumulFuncOnVarCollection& calculations) {
@@ -63,10 +77,34 @@ CumulCells::CumulCells(const ITabulonCumulFuncOnVarCollection& calculations) {
     for (unsigned index = 0; index < size; ++index) {
         Plan& plan = plans_.emplace_back(
             ERef<ETabulonCumulFuncOnVar>::Adopt(calculations.Calculation(index)));
-        plan.offset = rowBytes_;
-        rowBytes_ += plan.state->bytes;
         needsContext_ = needsContext_ || plan.needsKey;
         areOwn_ = areOwn_ && !plan.isForeign;
+    }
+    PlaceStates();
+}
+
+// One state serves all calculations that can use it: a count and a sum that of an average.
+void CumulCells::PlaceStates() {
+    std::vector<const Plan*> owners;
+    for (Plan& plan : plans_) {
+        const Plan* owner = &plan;
+        for (const Plan& other : plans_) {
+            // Of two that can use each other's, the first owns.
+            if (owner->CanUse(other) && (&other < owner || !other.CanUse(*owner))) {
+                owner = &other;
+            }
+        }
+        plan.isFolded = owner == &plan;
+        owners.push_back(owner);
+    }
+    for (Plan& plan : plans_) {
+        if (plan.isFolded) {
+            plan.offset = rowBytes_;
+            rowBytes_ += plan.state->bytes;
+        }
+    }
+    for (std::size_t index = 0; index < plans_.size(); ++index) {
+        plans_[index].offset = owners[index]->offset;
     }
 }
 
@@ -104,7 +142,9 @@ std::uint32_t CumulCells::AddRow() {
     ++rows_;
     // Foreign buffers, whose start may throw, follow once the row can be destroyed.
     for (const Plan& plan : plans_) {
-        plan.state->begin(RowAt(row) + plan.offset);
+        if (plan.isFolded) {
+            plan.state->begin(RowAt(row) + plan.offset);
+        }
     }
     try {
         for (Plan& plan : plans_) {
@@ -122,7 +162,7 @@ std::uint32_t CumulCells::AddRow() {
 void CumulCells::DropLastRow() noexcept {
     const std::uint32_t row = rows_ - 1;
     for (const Plan& plan : plans_) {
-        if (plan.state->end != nullptr) {
+        if (plan.isFolded && plan.state->end != nullptr) {
             plan.state->end(RowAt(row) + plan.offset);
         }
     }
@@ -148,27 +188,31 @@ void CumulCells::Fold(std::span<std::byte* const> rows, std::span<const EVariant
     const EVariant* const* value = values.data();
     NumberReading last;
     for (const Plan& plan : plans_) {
-        plan.fold(plan, rows, **value++, context, last);
+        if (plan.isFolded) {
+            plan.fold(plan, rows, **value, context, last);
+        }
+        ++value;
     }
 }
 
 void CumulCells::FoldBlock(const BlockRows& rows, std::span<const unsigned> columns) const {
     E_EXPECTS(columns.size() == plans_.size());
-    E_EXPECTS(areOwn_ &&
-              (rows.tables != nullptr || rows.rows.size() == rows.records.size() * rows.perRecord));
+    E_EXPECTS(areOwn_);
     for (std::size_t index = 0; index < plans_.size(); ++index) {
-        plans_[index].foldBlock(plans_[index], rows, columns[index]);
+        if (plans_[index].isFolded) {
+            plans_[index].foldBlock(plans_[index], rows, columns[index]);
+        }
     }
 }
 
 bool CumulCells::ReadsValues(unsigned calculation) const noexcept {
-    return plans_[calculation].readsValues;
+    return plans_[calculation].readsValues && plans_[calculation].isFolded;
 }
 
-ETabulonValue CumulCells::Result(std::uint32_t row, unsigned calculation) const {
+void CumulCells::ReadResult(std::uint32_t row, unsigned calculation, ETabulonValue& result) const {
     E_EXPECTS(calculation < plans_.size());
     const Plan& plan = plans_[calculation];
-    return plan.result(plan, RowAt(row));
+    plan.result(plan, RowAt(row), result);
 }
 
 }  // namespace etabulon::detail

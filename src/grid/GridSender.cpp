@@ -215,8 +215,9 @@ int GridSender::CalculationOf(const Chaine& code) const {
                                        : static_cast<int>(found - calculations.begin());
 }
 
-ETabulonValue GridSender::Result(std::uint32_t row, int calculation) const {
-    return cells_.Result(row, static_cast<unsigned int>(calculation));
+const ETabulonValue& GridSender::Result(std::uint32_t row, int calculation) {
+    cells_.ReadResult(row, static_cast<unsigned int>(calculation), result_);
+    return result_;
 }
 
 }  // namespace etabulon::detail

@@ -71,7 +71,7 @@ private:
     CalculationList calculations_;
     BlockDetails details_;
     std::vector<unsigned> valueColumns_;  // in the block, of each calculation
-    std::vector<std::byte*> folded_;      // scratch: the rows that a block folds into
+    std::vector<std::byte*> folded_;      // scratch: the rows of a block's lines
 };
 
 }  // namespace detail
