@@ -5,6 +5,8 @@
 #include "etabulon/cumul/ITabulonCumulFuncOnVarCollection.h"
 #include "etabulon/values/ETabulonVariableDesc.h"
 
+#include <algorithm>
+
 namespace etabulon::detail {
 namespace {
 
@@ -101,6 +103,7 @@ void CumulCells::PlaceStates() {
         if (plan.isFolded) {
             plan.offset = rowBytes_;
             rowBytes_ += plan.state->bytes;
+            areNumbers_ = areNumbers_ && plan.state == &kStateKind<NumberState>;
         }
     }
     for (std::size_t index = 0; index < plans_.size(); ++index) {
@@ -114,7 +117,8 @@ CumulCells::CumulCells(CumulCells&& other) noexcept
       rows_(std::exchange(other.rows_, 0)),
       rowBytes_(other.rowBytes_),
       needsContext_(other.needsContext_),
-      areOwn_(other.areOwn_) {}
+      areOwn_(other.areOwn_),
+      areNumbers_(other.areNumbers_) {}
 
 CumulCells& CumulCells::operator=(CumulCells&& other) noexcept {
     if (this != &other) {
@@ -125,6 +129,7 @@ CumulCells& CumulCells::operator=(CumulCells&& other) noexcept {
         rowBytes_ = other.rowBytes_;
         needsContext_ = other.needsContext_;
         areOwn_ = other.areOwn_;
+        areNumbers_ = other.areNumbers_;
     }
     return *this;
 }
@@ -136,10 +141,26 @@ unsigned CumulCells::Size() const noexcept { return static_cast<unsigned>(plans_
 std::uint32_t CumulCells::AddRow() {
     const std::uint32_t row = rows_;
     if (row % kChunkRows == 0 && chunks_.size() == row >> kChunkBits) {
-        chunks_.push_back(
-            std::unique_ptr<std::byte[]>(new std::byte[std::size_t{kChunkRows} * rowBytes_]));
+        chunks_.push_back(std::make_unique<std::byte[]>(std::size_t{kChunkRows} * rowBytes_));
     }
     ++rows_;
+    if (!areNumbers_) {
+        BeginStates(row);
+    }
+    return row;
+}
+
+void CumulCells::AddRows(std::uint32_t rows) {
+    while (rows_ < rows) {
+        static_cast<void>(AddRow());
+        if (areNumbers_) {
+            // The others of the chunk are there.
+            rows_ = std::min(rows, static_cast<std::uint32_t>(chunks_.size()) << kChunkBits);
+        }
+    }
+}
+
+void CumulCells::BeginStates(std::uint32_t row) {
     // Foreign buffers, whose start may throw, follow once the row can be destroyed.
     for (const Plan& plan : plans_) {
         if (plan.isFolded) {
@@ -156,7 +177,6 @@ std::uint32_t CumulCells::AddRow() {
         DropLastRow();
         throw;
     }
-    return row;
 }
 
 void CumulCells::DropLastRow() noexcept {

@@ -40,6 +40,8 @@ public:
     [[nodiscard]] std::uint32_t Rows() const noexcept { return rows_; }
     /// Adds a row over no records; rows are numbered from 0.
     std::uint32_t AddRow();
+    /// Adds rows until there are `rows`, as AddRow does.
+    void AddRows(std::uint32_t rows);
     /// A function of the calculations needs the records' keys.
     [[nodiscard]] bool NeedsContext() const noexcept { return needsContext_; }
 
@@ -75,6 +77,7 @@ private:
     static constexpr std::uint32_t kChunkRows = 1U << kChunkBits;
 
     void PlaceStates();
+    void BeginStates(std::uint32_t row);
     void DropLastRow() noexcept;
     void Free() noexcept;
 
@@ -84,6 +87,7 @@ private:
     std::uint32_t rowBytes_ = 0;
     bool needsContext_ = false;
     bool areOwn_ = true;
+    bool areNumbers_ = true;  // every state is a NumberState, which begins as zeros
 };
 
 }  // namespace detail

@@ -63,7 +63,8 @@ void GridCells::Add(const ETabulonTag& position, std::span<const EVariant* const
                                                  : index_.FindOrAdd(position);
     std::byte* const grandTotal = GrandTotalRow();
     folded_.clear();
-    folded_.push_back(AccumulatorsOfCell(detail));
+    cells_.AddRows(index_.Size());
+    folded_.push_back(cells_.RowAt(detail));
     folded_.push_back(grandTotal);
     for (const Axe& axe : axes_) {
         const std::uint32_t number = index_.LastNumbers()[axe.column];
@@ -176,10 +177,11 @@ void GridCells::AddToTables(const ERecordBlock& block, EBlockIndex record, std::
 
 void GridCells::FindRows(std::size_t from, std::size_t count) {
     std::byte* const grandTotal = GrandTotalRow();  // before any other row of a total
+    cells_.AddRows(index_.Size());
     const std::span<const std::uint32_t> details = details_.Details();
     std::byte** const cells = rows_[0].data() + from;
     for (std::size_t at = 0; at < count; ++at) {
-        cells[at] = AccumulatorsOfCell(details[at]);
+        cells[at] = cells_.RowAt(details[at]);
         PrefetchToWrite(cells[at]);
     }
     for (std::size_t target = 0; target < targets_.size(); ++target) {
@@ -193,14 +195,6 @@ void GridCells::FindRows(std::size_t from, std::size_t count) {
         for (std::size_t at = 0; at < count; ++at) {
             rows[at] = AccumulatorsOfTotal(totals, numbers[at]);
         }
-    }
-}
-
-// Details are numbered one by one, so that this adds one row; after an earlier failure it adds the
-// missing rows too.
-void GridCells::AddCells(std::uint32_t detail) {
-    while (cells_.Rows() <= detail) {
-        static_cast<void>(cells_.AddRow());
     }
 }
 

@@ -90,13 +90,6 @@ private:
     [[nodiscard]] bool AddByTables(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void AddToTables(const ERecordBlock& block, EBlockIndex record, std::size_t at);
     [[nodiscard]] std::byte* GrandTotalRow();
-    [[nodiscard]] std::byte* AccumulatorsOfCell(std::uint32_t detail) {
-        if (cells_.Rows() <= detail) {
-            AddCells(detail);
-        }
-        return cells_.RowAt(detail);
-    }
-    void AddCells(std::uint32_t detail);
     [[nodiscard]] std::byte* AccumulatorsOfTotal(std::vector<std::uint32_t>& rows,
                                                  std::uint32_t number) {
         if (number >= rows.size() || rows[number] == kNone) {
