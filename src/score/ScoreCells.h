@@ -2,6 +2,7 @@
 
 #include "cumul/CumulCells.h"
 #include "etabulon/foundation/ECountedUnknown.h"
+#include "etabulon/foundation/detail/EPrefetch.h"
 #include "grid/BlockDetails.h"
 #include "grid/ResultParts.h"
 #include "grid/TagIndex.h"
@@ -54,6 +55,12 @@ public:
     [[nodiscard]] ETabulonValue Result(std::uint32_t line, unsigned int calculation) const {
         return rows_.Result(RowOf(line), calculation);
     }
+    /// The same into a value, whose storage is reused.
+    void ReadResult(std::uint32_t line, unsigned int calculation, ETabulonValue& result) const {
+        rows_.ReadResult(RowOf(line), calculation, result);
+    }
+    /// Prefetches what ReadResult reads.
+    void Prefetch(std::uint32_t line) const noexcept { PrefetchToRead(rows_.RowAt(RowOf(line))); }
     /// ValNull without records.
     [[nodiscard]] ETabulonValue Total(unsigned int calculation) const;
 
@@ -62,7 +69,6 @@ private:
     [[nodiscard]] static std::uint32_t RowOf(std::uint32_t line) noexcept { return line + 1; }
 
     ~ScoreCells() override = default;
-    void AddRows(std::uint32_t line);
     [[nodiscard]] std::uint32_t LineOf(const ETabulonTag& position);
 
     TagIndex labels_;
