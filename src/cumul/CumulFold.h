@@ -9,7 +9,7 @@
 #include <type_traits>
 
 // A function is written once, as a fold: a struct with a Step over an accumulator. Its buffer
-// (FoldBuffer, below) and its packed cells (CellPlan.h) are made from that Step.
+// (FoldBuffer, below) and its packed cells (RowFold.h) are made from that Step.
 
 namespace etabulon::detail {
 

@@ -1,6 +1,6 @@
 #include "etabulon/cumul/ETabulonCumulFuncGeneral.h"
 
-#include "cumul/CellPlan.h"
+#include "cumul/RowFold.h"
 #include "etabulon/foundation/EDataType.h"
 
 #include <type_traits>

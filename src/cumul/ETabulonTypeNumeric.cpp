@@ -1,6 +1,6 @@
 #include "etabulon/cumul/ETabulonTypeNumeric.h"
 
-#include "cumul/CellPlan.h"
+#include "cumul/RowFold.h"
 
 #include <functional>
 
