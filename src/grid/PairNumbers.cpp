@@ -9,9 +9,9 @@ namespace etabulon::detail {
 
 namespace {
 
-// The largest table in cells of four bytes: 64 KiB in any case, and 16 cells for each pair.
+// The largest table in cells of four bytes: 64 KiB in any case, and 32 cells for each pair.
 constexpr std::uint64_t kSmallTable = 16384;
-constexpr std::uint64_t kCellsPerPair = 16;
+constexpr std::uint64_t kCellsPerPair = 32;
 constexpr std::size_t kFitsCache = 8192;  // cells of four bytes, half of a first-level cache
 
 }  // namespace

@@ -50,7 +50,8 @@ public:
         return Size() - 1;
     }
     /// The numbers of many pairs, as FindOrAdd gives them one after the other. False, and nothing
-    /// happened, if one may lie outside of the table: the largest of each side are given.
+    /// happened, if one may lie outside of the table: the largest of each side are given. Requires
+    /// that no side is kNone.
     [[nodiscard]] bool FindOrAddAll(std::span<const std::uint32_t> first,
                                     std::span<const std::uint32_t> second,
                                     std::uint32_t largestFirst, std::uint32_t largestSecond,
