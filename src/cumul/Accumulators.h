@@ -4,7 +4,6 @@
 #include "etabulon/foundation/EVariant.h"
 
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <type_traits>
 
@@ -27,18 +26,27 @@ struct NumberState {
     Held held = Held::Nothing;
 };
 
+/// A number in place of the natural bytes at the start of a word. Through this type the compiler
+/// keeps reals in their own registers, where a copy of bytes would pass each through a whole one.
+template <class T>
+struct [[gnu::may_alias]] NumberInWord {
+    T number;
+};
+template <class T>
+[[nodiscard]] T NumberAt(const std::uint64_t& word) noexcept {
+    return reinterpret_cast<const NumberInWord<T>*>(&word)->number;
+}
+
 /// A NumberState as its number, which can stay in a register.
 template <class T>
 struct LocalState {
     explicit LocalState(const NumberState& state) noexcept
-        : counter(state.counter), held(state.held) {
-        std::memcpy(&number, &state.bits, sizeof number);
-    }
+        : number(NumberAt<T>(state.bits)), counter(state.counter), held(state.held) {}
     void StoreIn(NumberState& state) const noexcept {
         state.counter = counter;
         state.held = held;
         if (held == Held::Value) {
-            std::memcpy(&state.bits, &number, sizeof number);
+            reinterpret_cast<NumberInWord<T>*>(&state.bits)->number = number;
         }
     }
     T number;
@@ -48,9 +56,7 @@ struct LocalState {
 
 template <class T>
 [[nodiscard]] T NumberIn(const NumberState& state) noexcept {
-    T number;
-    std::memcpy(&number, &state.bits, sizeof number);
-    return number;
+    return NumberAt<T>(state.bits);
 }
 template <class T>
 [[nodiscard]] T NumberIn(const LocalState<T>& state) noexcept {
@@ -58,7 +64,7 @@ template <class T>
 }
 template <class T>
 void SetNumber(NumberState& state, T number) noexcept {
-    std::memcpy(&state.bits, &number, sizeof number);
+    reinterpret_cast<NumberInWord<T>*>(&state.bits)->number = number;
 }
 template <class T>
 void SetNumber(LocalState<T>& state, T number) noexcept {
@@ -93,13 +99,16 @@ static_assert(alignof(WideState) == alignof(NumberState) &&
 struct MissingNumber {};
 
 /// The accumulator over a NumberState or a LocalState. Every accumulator has these operations.
-template <class T, class State = NumberState>
+/// With `HoldsNumber` the state is known to hold a number, so that a step asks for nothing.
+template <class T, class State = NumberState, bool HoldsNumber = false>
 class NumberAccumulator {
 public:
     explicit NumberAccumulator(State& state) noexcept : state_(state) {}
 
     /// No value was stored yet.
-    [[nodiscard]] bool IsNew() const noexcept { return state_.held == Held::Nothing; }
+    [[nodiscard]] bool IsNew() const noexcept {
+        return !HoldsNumber && state_.held == Held::Nothing;
+    }
     [[nodiscard]] bool IsAbove(T number) const noexcept {
         return HasNumber() && IsLess(number, Get());
     }
@@ -112,12 +121,14 @@ public:
         return HasNumber() && !IsLess(number, Get()) && !IsLess(Get(), number);
     }
     [[nodiscard]] bool Equals(MissingNumber /*number*/) const noexcept {
-        return state_.held == Held::Missing;
+        return !HoldsNumber && state_.held == Held::Missing;
     }
 
     void Store(T number) noexcept {
         SetNumber(state_, number);
-        state_.held = Held::Value;
+        if (!HoldsNumber) {
+            state_.held = Held::Value;
+        }
     }
     void Store(MissingNumber /*number*/) noexcept { state_.held = Held::Missing; }
     void Add(T number) noexcept {
@@ -133,16 +144,17 @@ public:
     std::uint32_t CountRecord() noexcept { return ++state_.counter; }
 
 private:
-    [[nodiscard]] bool HasNumber() const noexcept { return state_.held == Held::Value; }
+    [[nodiscard]] bool HasNumber() const noexcept {
+        return HoldsNumber || state_.held == Held::Value;
+    }
     [[nodiscard]] T Get() const noexcept { return NumberIn<T>(state_); }
     /// In the order of variants: NaN is equal to itself and below all others.
     [[nodiscard]] static bool IsLess(T left, T right) noexcept {
         if constexpr (std::is_floating_point_v<T>) {
-            if (left != left || right != right) {
-                return left != left && right == right;
-            }
+            return !(left >= right) && right == right;
+        } else {
+            return left < right;
         }
-        return left < right;
     }
     /// In the same type, clamped.
     [[nodiscard]] static T Sum(T left, T right) noexcept {

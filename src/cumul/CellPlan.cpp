@@ -1,17 +1,8 @@
 #include "cumul/CellPlan.h"
 
+#include "foundation/EVariantAccess.h"
+
 namespace etabulon::detail {
-namespace {
-
-/// A ValNormal even of a missing value, with the text still to be made.
-ETabulonValue NormalValue(const EVariant& value, const EVariant& blank) {
-    ETabulonValue result(blank, Chaine(), /*modified=*/false);
-    result.SetData(value);
-    return result;
-}
-
-}  // namespace
-
 void FoldValues(const CellPlan& plan, const BlockRows& rows, unsigned column) {
     EFieldKey fields;
     ETabulonPrimaryKey key;
@@ -34,30 +25,38 @@ bool IsNumberCell(const EVariant& blank) {
     return !blank.IsMissing() && info.IsFixedSize() && info.naturalSize <= sizeof(std::uint64_t);
 }
 
-ETabulonValue HeldValue(const NumberState& state, const EVariant& blank) {
-    if (state.held == Held::Value) {
-        EVariant number;
-        number.Init(blank.Type(), blank.Size(), &state.bits);
-        if (!number.IsMissing()) {
-            return ETabulonValue(number, Chaine(), /*modified=*/false);
-        }
+void ReadHeld(const NumberState& state, const EVariant& blank, ETabulonValue& value) {
+    if (state.held != Held::Value) {
+        return ReadHeld(Widened(state, blank), blank, value);
     }
-    return HeldValue(Widened(state, blank), blank);
+    EVariant number(blank);
+    EVariantAccess::PutWord(number, state.bits);
+    value.Refill(number);
 }
 
-ETabulonValue HeldValue(const WideState& state, const EVariant& blank) {
+void ReadHeld(const WideState& state, const EVariant& blank, ETabulonValue& value) {
     switch (state.held) {
         case Held::Nothing:
-            return ETabulonValue::Null;
+            value = ETabulonValue::Null;
+            break;
         case Held::Special:
-            return ETabulonValue::Special;
+            value = ETabulonValue::Special;
+            break;
         default:
-            return NormalValue(state.value, blank);
+            // A ValNormal even of a missing value, with the text still to be made.
+            value = ETabulonValue(blank, Chaine(), /*modified=*/false);
+            value.SetData(state.value);
+            break;
     }
 }
 
-ETabulonValue HeldValue(const CodeState& state, const EVariant& blank) {
-    return state.held == Held::Nothing ? ETabulonValue::Null : NormalValue(state.code, blank);
+void ReadHeld(const CodeState& state, const EVariant& blank, ETabulonValue& value) {
+    if (state.held == Held::Nothing) {
+        value = ETabulonValue::Null;
+        return;
+    }
+    value = ETabulonValue(blank, Chaine(), /*modified=*/false);
+    value.SetData(state.code);
 }
 
 WideState Widened(const NumberState& state, const EVariant& blank) {
@@ -65,7 +64,8 @@ WideState Widened(const NumberState& state, const EVariant& blank) {
     wide.held = state.held == Held::Missing ? Held::Value : state.held;
     wide.counter = state.counter;
     if (state.held == Held::Value) {
-        wide.value.Init(blank.Type(), blank.Size(), &state.bits);
+        wide.value = blank;
+        EVariantAccess::PutWord(wide.value, state.bits);
     } else if (state.held == Held::Missing) {
         wide.value = EVariant::Missing(blank.Type(), blank.Size());
     }

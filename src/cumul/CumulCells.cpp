@@ -5,6 +5,8 @@
 #include "etabulon/cumul/ITabulonCumulFuncOnVarCollection.h"
 #include "etabulon/values/ETabulonVariableDesc.h"
 
+#include <algorithm>
+
 namespace etabulon::detail {
 namespace {
 
@@ -21,8 +23,8 @@ void FoldForeign(const CellPlan& plan, CellPlan::Rows rows, const EVariant& valu
     }
 }
 
-ETabulonValue ForeignResult(const CellPlan& plan, std::byte* row) {
-    return plan.StateIn<ForeignState>(row).buffer->Result();
+void ForeignResult(const CellPlan& plan, std::byte* row, ETabulonValue& result) {
+    result = plan.StateIn<ForeignState>(row).buffer->Result();
 }
 
 }  // namespace
@@ -48,6 +50,19 @@ struct CumulCells::Plan : CellPlan {
         result = &ForeignResult;
         isForeign = needsKey = true;
     }
+    /// The other's state has all that this one's would have.
+    [[nodiscard]] bool CanUse(const Plan& other) const {
+        if (isForeign || other.isForeign || state != other.state || (counts && !other.counts)) {
+            return false;
+        }
+        const ETabulonVariableDesc& variable = *calculation->Variable();
+        const ETabulonVariableDesc& others = *other.calculation->Variable();
+        return content == nullptr ||
+               (content == other.content && blank.Type() == other.blank.Type() &&
+                blank.Size() == other.blank.Size() && variable.DataID() == others.DataID() &&
+                variable.DataType() == others.DataType() &&
+                variable.DataSize() == others.DataSize());
+    }
     [[nodiscard]] ERef<ETabulonCumulBuffer> NextBuffer() {
         return firstBuffer ? std::move(firstBuffer) : StartBuffer(*calculation);
     }
@@ -55,6 +70,7 @@ struct CumulCells::Plan : CellPlan {
     ERef<ETabulonCumulFuncOnVar> calculation;
     ERef<ETabulonCumulBuffer> firstBuffer;  // foreign: for the first row
     bool isForeign = false;
+    bool isFolded = true;  // false: another plan's state is used
 };
 
 CumulCells::CumulCells(const ITabulonCumulFuncOnVarCollection& calculations) {
@@ -63,10 +79,35 @@ CumulCells::CumulCells(const ITabulonCumulFuncOnVarCollection& calculations) {
     for (unsigned index = 0; index < size; ++index) {
         Plan& plan = plans_.emplace_back(
             ERef<ETabulonCumulFuncOnVar>::Adopt(calculations.Calculation(index)));
-        plan.offset = rowBytes_;
-        rowBytes_ += plan.state->bytes;
         needsContext_ = needsContext_ || plan.needsKey;
         areOwn_ = areOwn_ && !plan.isForeign;
+    }
+    PlaceStates();
+}
+
+// One state serves all calculations that can use it: a count and a sum that of an average.
+void CumulCells::PlaceStates() {
+    std::vector<const Plan*> owners;
+    for (Plan& plan : plans_) {
+        const Plan* owner = &plan;
+        for (const Plan& other : plans_) {
+            // Of two that can use each other's, the first owns.
+            if (owner->CanUse(other) && (&other < owner || !other.CanUse(*owner))) {
+                owner = &other;
+            }
+        }
+        plan.isFolded = owner == &plan;
+        owners.push_back(owner);
+    }
+    for (Plan& plan : plans_) {
+        if (plan.isFolded) {
+            plan.offset = rowBytes_;
+            rowBytes_ += plan.state->bytes;
+            areNumbers_ = areNumbers_ && plan.state == &kStateKind<NumberState>;
+        }
+    }
+    for (std::size_t index = 0; index < plans_.size(); ++index) {
+        plans_[index].offset = owners[index]->offset;
     }
 }
 
@@ -76,7 +117,8 @@ CumulCells::CumulCells(CumulCells&& other) noexcept
       rows_(std::exchange(other.rows_, 0)),
       rowBytes_(other.rowBytes_),
       needsContext_(other.needsContext_),
-      areOwn_(other.areOwn_) {}
+      areOwn_(other.areOwn_),
+      areNumbers_(other.areNumbers_) {}
 
 CumulCells& CumulCells::operator=(CumulCells&& other) noexcept {
     if (this != &other) {
@@ -87,6 +129,7 @@ CumulCells& CumulCells::operator=(CumulCells&& other) noexcept {
         rowBytes_ = other.rowBytes_;
         needsContext_ = other.needsContext_;
         areOwn_ = other.areOwn_;
+        areNumbers_ = other.areNumbers_;
     }
     return *this;
 }
@@ -98,13 +141,31 @@ unsigned CumulCells::Size() const noexcept { return static_cast<unsigned>(plans_
 std::uint32_t CumulCells::AddRow() {
     const std::uint32_t row = rows_;
     if (row % kChunkRows == 0 && chunks_.size() == row >> kChunkBits) {
-        chunks_.push_back(
-            std::unique_ptr<std::byte[]>(new std::byte[std::size_t{kChunkRows} * rowBytes_]));
+        chunks_.push_back(std::make_unique<std::byte[]>(std::size_t{kChunkRows} * rowBytes_));
     }
     ++rows_;
+    if (!areNumbers_) {
+        BeginStates(row);
+    }
+    return row;
+}
+
+void CumulCells::AddRows(std::uint32_t rows) {
+    while (rows_ < rows) {
+        static_cast<void>(AddRow());
+        if (areNumbers_) {
+            // The others of the chunk are there.
+            rows_ = std::min(rows, static_cast<std::uint32_t>(chunks_.size()) << kChunkBits);
+        }
+    }
+}
+
+void CumulCells::BeginStates(std::uint32_t row) {
     // Foreign buffers, whose start may throw, follow once the row can be destroyed.
     for (const Plan& plan : plans_) {
-        plan.state->begin(RowAt(row) + plan.offset);
+        if (plan.isFolded) {
+            plan.state->begin(RowAt(row) + plan.offset);
+        }
     }
     try {
         for (Plan& plan : plans_) {
@@ -116,13 +177,12 @@ std::uint32_t CumulCells::AddRow() {
         DropLastRow();
         throw;
     }
-    return row;
 }
 
 void CumulCells::DropLastRow() noexcept {
     const std::uint32_t row = rows_ - 1;
     for (const Plan& plan : plans_) {
-        if (plan.state->end != nullptr) {
+        if (plan.isFolded && plan.state->end != nullptr) {
             plan.state->end(RowAt(row) + plan.offset);
         }
     }
@@ -148,27 +208,31 @@ void CumulCells::Fold(std::span<std::byte* const> rows, std::span<const EVariant
     const EVariant* const* value = values.data();
     NumberReading last;
     for (const Plan& plan : plans_) {
-        plan.fold(plan, rows, **value++, context, last);
+        if (plan.isFolded) {
+            plan.fold(plan, rows, **value, context, last);
+        }
+        ++value;
     }
 }
 
 void CumulCells::FoldBlock(const BlockRows& rows, std::span<const unsigned> columns) const {
     E_EXPECTS(columns.size() == plans_.size());
-    E_EXPECTS(areOwn_ &&
-              (rows.tables != nullptr || rows.rows.size() == rows.records.size() * rows.perRecord));
+    E_EXPECTS(areOwn_);
     for (std::size_t index = 0; index < plans_.size(); ++index) {
-        plans_[index].foldBlock(plans_[index], rows, columns[index]);
+        if (plans_[index].isFolded) {
+            plans_[index].foldBlock(plans_[index], rows, columns[index]);
+        }
     }
 }
 
 bool CumulCells::ReadsValues(unsigned calculation) const noexcept {
-    return plans_[calculation].readsValues;
+    return plans_[calculation].readsValues && plans_[calculation].isFolded;
 }
 
-ETabulonValue CumulCells::Result(std::uint32_t row, unsigned calculation) const {
+void CumulCells::ReadResult(std::uint32_t row, unsigned calculation, ETabulonValue& result) const {
     E_EXPECTS(calculation < plans_.size());
     const Plan& plan = plans_[calculation];
-    return plan.result(plan, RowAt(row));
+    plan.result(plan, RowAt(row), result);
 }
 
 }  // namespace etabulon::detail

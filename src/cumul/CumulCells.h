@@ -21,8 +21,9 @@ namespace detail {
 /// ETabulonCumulBufferOnVarCollection for each cell, with the same results.
 ///
 /// A row is one cell: an accumulator for each calculation, 16 bytes for a number, a date or a
-/// count, 40 for a text, 72 for the code of an extreme record. A function that isn't one of the
-/// library's own classes runs in a buffer from its Start, one for each row.
+/// count, 40 for a text, 72 for the code of an extreme record. Calculations of one content, such as
+/// the sum and the average of a variable, share one. A function that isn't one of the library's own
+/// classes runs in a buffer from its Start, one for each row.
 ///
 /// Ownership  holds a reference for each calculation.
 /// Threads    as buffers: one walk writes; readers hold the owner's lock.
@@ -39,6 +40,8 @@ public:
     [[nodiscard]] std::uint32_t Rows() const noexcept { return rows_; }
     /// Adds a row over no records; rows are numbered from 0.
     std::uint32_t AddRow();
+    /// Adds rows until there are `rows`, as AddRow does.
+    void AddRows(std::uint32_t rows);
     /// A function of the calculations needs the records' keys.
     [[nodiscard]] bool NeedsContext() const noexcept { return needsContext_; }
 
@@ -57,16 +60,24 @@ public:
     void FoldBlock(const BlockRows& rows, std::span<const unsigned> columns) const;
     /// Every calculation is one of the library's own, which have no side effects.
     [[nodiscard]] bool AreOwn() const noexcept { return areOwn_; }
-    /// Whether the calculation reads its variable's values.
+    /// Whether folding the calculation reads its variable's values.
     [[nodiscard]] bool ReadsValues(unsigned calculation) const noexcept;
     /// The result that the calculation's buffer would give.
-    [[nodiscard]] ETabulonValue Result(std::uint32_t row, unsigned calculation) const;
+    [[nodiscard]] ETabulonValue Result(std::uint32_t row, unsigned calculation) const {
+        ETabulonValue result;
+        ReadResult(row, calculation, result);
+        return result;
+    }
+    /// The same into a value, whose storage is reused.
+    void ReadResult(std::uint32_t row, unsigned calculation, ETabulonValue& result) const;
 
 private:
     struct Plan;  // how a calculation runs in the rows
     static constexpr unsigned kChunkBits = 8;
     static constexpr std::uint32_t kChunkRows = 1U << kChunkBits;
 
+    void PlaceStates();
+    void BeginStates(std::uint32_t row);
     void DropLastRow() noexcept;
     void Free() noexcept;
 
@@ -76,6 +87,7 @@ private:
     std::uint32_t rowBytes_ = 0;
     bool needsContext_ = false;
     bool areOwn_ = true;
+    bool areNumbers_ = true;  // every state is a NumberState, which begins as zeros
 };
 
 }  // namespace detail

@@ -9,7 +9,7 @@
 #include <type_traits>
 
 // A function is written once, as a fold: a struct with a Step over an accumulator. Its buffer
-// (FoldBuffer, below) and its packed cells (CellPlan.h) are made from that Step.
+// (FoldBuffer, below) and its packed cells (RowFold.h) are made from that Step.
 
 namespace etabulon::detail {
 
@@ -30,8 +30,11 @@ enum class FoldEffect : std::uint8_t {
 ///     static FoldEffect Step(Accumulator& code, const EVariant& value,
 ///                            const ETabulonPrimaryKey& key);
 struct CumulFold {
-    /// False: a step reads no value, and calls CountRecord and Store only.
+    /// False: a step reads no value, and stores what CountRecord gives.
     static constexpr bool kReadsValues = true;
+    /// A step calls CountRecord. A fold that counts and accumulates what another one does says so
+    /// by `using Content = ...`: one state then serves both.
+    static constexpr bool kCounts = false;
     /// The buffer remembers the key of the record that supplied the result.
     static constexpr bool kKeepsContext = false;
     /// The step takes the record's key; its accumulator has an extreme.

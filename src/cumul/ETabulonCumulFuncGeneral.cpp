@@ -1,6 +1,6 @@
 #include "etabulon/cumul/ETabulonCumulFuncGeneral.h"
 
-#include "cumul/CellPlan.h"
+#include "cumul/RowFold.h"
 #include "etabulon/foundation/EDataType.h"
 
 #include <type_traits>
@@ -16,6 +16,7 @@ constexpr unsigned kCommonValText = 10706;
 
 struct CountFold : detail::CumulFold {
     static constexpr bool kReadsValues = false;
+    static constexpr bool kCounts = true;
     // Deliberate: every record counts, also one without a value, and a count is never marked as
     // modified, whatever the values are. CountIgnoresValuesAndFlags holds it.
     template <class Accumulator, class Value>

@@ -1,6 +1,6 @@
 #include "etabulon/cumul/ETabulonTypeNumeric.h"
 
-#include "cumul/CellPlan.h"
+#include "cumul/RowFold.h"
 
 #include <functional>
 
@@ -76,6 +76,8 @@ struct SumFold : detail::CumulFold {
 };
 
 struct AvgFold : SumFold {
+    using Content = SumFold;
+    static constexpr bool kCounts = true;
     template <class Accumulator, class Value>
     static FoldEffect Step(Accumulator& sum, const Value& value) {
         sum.CountRecord();

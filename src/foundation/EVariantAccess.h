@@ -45,6 +45,11 @@ struct EVariantAccess {
     // Each stores a present value in the cell, which has a type and keeps it.
     /// The natural bytes of a fixed-size type.
     static void PutFixed(EVariant& cell, const void* bytes) noexcept;
+    /// The same from a word that begins with them, of up to 8 bytes, in a cell that is no view.
+    static void PutWord(EVariant& cell, std::uint64_t word) noexcept {
+        std::memcpy(cell.store_.bytes, &word, sizeof word);
+        cell.kind_ = EVariant::Kind::Inline;
+    }
     /// Owned text or bytes; shares the body.
     static void PutBody(EVariant& cell, Chaine::Body* body) noexcept;
     /// Owned text or bytes, as a copy in the cell's own body where that is possible.

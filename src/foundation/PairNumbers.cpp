@@ -9,13 +9,10 @@ namespace etabulon::detail {
 
 namespace {
 
-// The largest table in cells of four bytes: 64 KiB in any case, and 16 cells for each pair.
+// The largest table in cells of four bytes: 64 KiB in any case, and 32 cells for each pair.
 constexpr std::uint64_t kSmallTable = 16384;
-constexpr std::uint64_t kCellsPerPair = 16;
-
-std::uint64_t PairOf(std::uint32_t first, std::uint32_t second) noexcept {
-    return std::uint64_t{first} << 32 | second;
-}
+constexpr std::uint64_t kCellsPerPair = 32;
+constexpr std::size_t kFitsCache = 8192;  // cells of four bytes, half of a first-level cache
 
 }  // namespace
 
@@ -31,8 +28,9 @@ void PairNumbers::PrefetchByHash(std::uint32_t first, std::uint32_t second) cons
     index_.Prefetch(HashNumber(PairOf(first, second)));
 }
 
-// Allocates before it changes anything, so that every numbered pair can be found again.
-std::uint32_t PairNumbers::Add(std::uint32_t first, std::uint32_t second) {
+// Where there is no table, or the pair lies outside of it. Allocates before it changes anything, so
+// that every numbered pair can be found again.
+std::uint32_t PairNumbers::AddOutside(std::uint32_t first, std::uint32_t second) {
     const Cell cell = CellOf(first, second);
     neededRows_ = std::max(neededRows_, std::bit_ceil(cell.row + 1));
     neededColumns_ = std::max(neededColumns_, std::bit_ceil(cell.column + 1));
@@ -51,6 +49,36 @@ std::uint32_t PairNumbers::Add(std::uint32_t first, std::uint32_t second) {
         table_[Offset(cell)] = number + 1;
     }
     return number;
+}
+
+// Without a branch for new pairs, which come in no order that could be predicted.
+bool PairNumbers::FindOrAddAll(std::span<const std::uint32_t> first,
+                               std::span<const std::uint32_t> second, std::uint32_t largestFirst,
+                               std::uint32_t largestSecond, std::uint32_t* numbers) {
+    const Cell largest = CellOf(largestFirst, largestSecond);
+    if (table_.empty() || largest.row >= rows_ || largest.column >= columns_) {
+        return false;
+    }
+    std::uint32_t* const table = table_.data();
+    if (table_.size() > kFitsCache) {
+        for (std::size_t at = 0; at < first.size(); ++at) {
+            PrefetchToWrite(&table[Offset(CellOf(first[at], second[at]))]);
+        }
+    }
+    std::uint32_t size = Size();
+    pairs_.resize(pairs_.size() + first.size());
+    std::uint64_t* const pairs = pairs_.data();
+    for (std::size_t at = 0; at < first.size(); ++at) {
+        std::uint32_t& entry = table[Offset(CellOf(first[at], second[at]))];
+        const std::uint32_t isNew = entry == 0 ? 1 : 0;
+        const std::uint32_t number = entry + (size + 1) * isNew;
+        pairs[size] = PairOf(first[at], second[at]);
+        size += isNew;
+        entry = number;
+        numbers[at] = number - 1;
+    }
+    pairs_.resize(size);
+    return true;
 }
 
 // Chooses between table and hash index, with room for one pair more.

@@ -4,6 +4,7 @@
 #include "etabulon/foundation/detail/HashIndex.h"
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace etabulon::detail {
@@ -38,6 +39,23 @@ public:
         const std::uint32_t found = Find(first, second);
         return found != kNone ? found : Add(first, second);
     }
+    /// The number of a new pair: Find gives kNone.
+    [[nodiscard]] std::uint32_t Add(std::uint32_t first, std::uint32_t second) {
+        const Cell cell = CellOf(first, second);
+        if (table_.empty() || cell.row >= rows_ || cell.column >= columns_) {
+            return AddOutside(first, second);
+        }
+        pairs_.push_back(PairOf(first, second));
+        table_[Offset(cell)] = Size();
+        return Size() - 1;
+    }
+    /// The numbers of many pairs, as FindOrAdd gives them one after the other. False, and nothing
+    /// happened, if one may lie outside of the table: the largest of each side are given. Requires
+    /// that no side is kNone.
+    [[nodiscard]] bool FindOrAddAll(std::span<const std::uint32_t> first,
+                                    std::span<const std::uint32_t> second,
+                                    std::uint32_t largestFirst, std::uint32_t largestSecond,
+                                    std::uint32_t* numbers);
     [[nodiscard]] std::uint32_t Size() const noexcept {
         return static_cast<std::uint32_t>(pairs_.size());
     }
@@ -62,7 +80,10 @@ private:
     }
     void PrefetchByHash(std::uint32_t first, std::uint32_t second) const noexcept;
     [[nodiscard]] std::uint32_t FindByHash(std::uint32_t first, std::uint32_t second) const;
-    [[nodiscard]] std::uint32_t Add(std::uint32_t first, std::uint32_t second);
+    [[nodiscard]] static std::uint64_t PairOf(std::uint32_t first, std::uint32_t second) noexcept {
+        return std::uint64_t{first} << 32 | second;
+    }
+    [[nodiscard]] std::uint32_t AddOutside(std::uint32_t first, std::uint32_t second);
     void ChooseForm();
     void FillTable();
     void FillIndex();

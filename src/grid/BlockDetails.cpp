@@ -5,9 +5,19 @@
 #include "etabulon/cursors/ETabulonCursor.h"
 #include "etabulon/foundation/EBlockSource.h"
 #include "etabulon/values/ETabulonVariableDesc.h"
-#include "grid/TagIndex.h"
+
+#include <algorithm>
 
 namespace etabulon::detail {
+
+namespace {
+
+bool IsFirstSpelling(const TagIndex& index, std::size_t column, const TagIndex::Known& known) {
+    return known.number != TagIndex::kAbsent &&
+           known.spelling == index.Values(column).FirstSpelling(known.number);
+}
+
+}  // namespace
 
 void WantValues(const ETabulonCursor& cursor, const CumulCells& cells,
                 std::span<const ERef<ETabulonCumulFuncOnVar>> calculations, EBlockRequest& request,
@@ -64,16 +74,21 @@ void BlockDetails::Read(const ERecordBlock& block, std::span<const EBlockIndex> 
 void BlockDetails::ReadNumbers(const ERecordBlock& block, std::span<const EBlockIndex> records) {
     for (Column& column : columns_) {
         if (column.data == kNoColumn) {
-            column.known.resize(1);
+            column.known.resize(1, kNotKnown);
             column.numbers.fill(column.known[0].number);
+            column.largest = column.known[0].number;
             continue;
         }
         const ERecordBlock::Column& from = block.At(column.data);
-        column.known.resize(from.dictionary->Size());
+        column.known.resize(from.dictionary->Size(), kNotKnown);
         const Known* const known = column.known.data();
+        std::uint32_t largest = 0;
         for (std::size_t place = 0; place < records.size(); ++place) {
-            column.numbers[place] = known[from.numbers[records[place]]].number;
+            const std::uint32_t number = known[from.numbers[records[place]]].number;
+            column.numbers[place] = number;
+            largest = std::max(largest, number);
         }
+        column.largest = largest;
     }
 }
 
@@ -83,7 +98,7 @@ void BlockDetails::ReadSingles(const ERecordBlock& block, std::span<const EBlock
     const std::uint32_t* const numbers =
         column.data == kNoColumn ? nullptr : block.At(column.data).numbers;
     const std::uint32_t size = numbers == nullptr ? 1 : block.At(column.data).dictionary->Size();
-    column.known.resize(size);
+    column.known.resize(size, kNotKnown);
     detailOf_.resize(size, kUnknown);
     for (std::size_t place = 0; place < count_; ++place) {
         std::uint32_t& detail = detailOf_[numbers == nullptr ? 0 : numbers[records[place]]];
@@ -102,14 +117,33 @@ void BlockDetails::ReadPairs(const ERecordBlock& block, std::span<const EBlockIn
                              TagIndex& index) {
     const Numbered& first = columns_[0].numbers;
     const Numbered& second = columns_[1].numbers;
+    const std::uint32_t largest = std::max(columns_[0].largest, columns_[1].largest);
+    if (largest < kUnknown && columns_[0].isPlain && columns_[1].isPlain &&
+        index.FindOrAddPairs(Numbers(0), Numbers(1), columns_[0].largest, columns_[1].largest,
+                             details_.data())) {
+        return;
+    }
     for (std::size_t place = 0; index.IsLarge() && place < count_; ++place) {
         index.PrefetchPair(first[place], second[place]);
     }
     for (std::size_t place = 0; place < count_; ++place) {
         const std::uint32_t found = index.FindPair(first[place], second[place]);
         details_[place] =
-            found != TagIndex::kNone ? found : FindOrAdd(block, records[place], place, index);
+            found != TagIndex::kNone ? found : AddPair(block, records[place], place, index);
     }
+}
+
+// For numbers that FindPair doesn't find.
+std::uint32_t BlockDetails::AddPair(const ERecordBlock& block, EBlockIndex record,
+                                    std::size_t place, TagIndex& index) {
+    const Known& first = columns_[0].known[BlockNumber(columns_[0], block, record)];
+    const Known& second = columns_[1].known[BlockNumber(columns_[1], block, record)];
+    // An earlier record of the block may have met a value that ReadNumbers didn't know.
+    if (first.number == columns_[0].numbers[place] && second.number == columns_[1].numbers[place] &&
+        first.spelling != kUnknown && second.spelling != kUnknown) {
+        return index.AddPair(first, second);
+    }
+    return FindOrAdd(block, record, place, index);
 }
 
 std::uint32_t BlockDetails::FindOrAdd(const ERecordBlock& block, EBlockIndex record,
@@ -156,6 +190,7 @@ std::uint32_t BlockDetails::FindOrAddTag(const ERecordBlock& block, EBlockIndex 
         if (index.Size() != size && column.label == kNoColumn) {
             known.spelling = index.SpellingOf(detail, at);
         }
+        column.isPlain = column.isPlain && IsFirstSpelling(index, at, known);
     }
     return detail;
 }

@@ -3,6 +3,7 @@
 #include "etabulon/foundation/ERecordBlock.h"
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/values/ETabulonTag.h"
+#include "grid/TagIndex.h"
 
 #include <array>
 #include <cstdint>
@@ -18,7 +19,6 @@ struct EBlockRequest;
 namespace detail {
 
 class CumulCells;
-class TagIndex;
 
 /// Asks for the values that the calculations read. `columns` gets the column of each calculation.
 void WantValues(const ETabulonCursor& cursor, const CumulCells& cells,
@@ -61,20 +61,21 @@ public:
 
 private:
     static constexpr std::uint32_t kUnknown = 0xFFFFFFFE;
+    static constexpr TagIndex::Known kNotKnown{kUnknown, kUnknown};
     static constexpr unsigned kNoColumn = 0xFFFFFFFF;
     using Numbered = std::array<std::uint32_t, ERecordBlock::kMostRecords>;
 
-    /// What the index has for a value of the block's column.
-    struct Known {
-        std::uint32_t number = kUnknown;
-        std::uint32_t spelling = kUnknown;  // only where the column's own text is the label
-    };
+    /// What the index has for a value of the block's column: kUnknown at first. The spelling is
+    /// known only where the column's own text is the label.
+    using Known = TagIndex::Known;
     struct Column {
         unsigned int level;
         unsigned data;             // in the block; kNoColumn: the cursor lacks the level
         unsigned label;            // in the block; kNoColumn: the data's own text
         std::vector<Known> known;  // by the block's number
+        bool isPlain = true;       // the known values have known spellings, each its number's first
         Numbered numbers{};
+        std::uint32_t largest = 0;  // of `numbers`
     };
     [[nodiscard]] static std::uint32_t BlockNumber(const Column& column, const ERecordBlock& block,
                                                    EBlockIndex record) noexcept {
@@ -85,6 +86,8 @@ private:
                      TagIndex& index);
     void ReadPairs(const ERecordBlock& block, std::span<const EBlockIndex> records,
                    TagIndex& index);
+    [[nodiscard]] std::uint32_t AddPair(const ERecordBlock& block, EBlockIndex record,
+                                        std::size_t place, TagIndex& index);
     [[nodiscard]] std::uint32_t FindOrAdd(const ERecordBlock& block, EBlockIndex record,
                                           std::size_t place, TagIndex& index);
     [[nodiscard]] std::uint32_t FindOrAddTag(const ERecordBlock& block, EBlockIndex record,

@@ -9,11 +9,19 @@ CellLines::CellLines(const GridCells& cells, const std::vector<std::uint32_t>& r
       starts_(cells.Index().Values(lineColumn_).Size() + 1),
       line_(cells.Index().Values(columnColumn_).Size(), GridCells::kNone) {
     const TagIndex& index = cells_.Index();
-    std::vector<std::uint32_t> shown;
+    struct Shown {
+        std::uint32_t line;
+        Cell cell;
+    };
+    std::vector<Shown> shown;
+    shown.reserve(index.Size());
+    std::vector<std::uint32_t> numbers(index.ColumnCount());
     for (std::uint32_t detail = 0; detail < index.Size(); ++detail) {
-        if (IsShown(detail, root)) {
-            shown.push_back(detail);
-            ++starts_[LineOf(detail)];
+        index.NumbersOf(detail, numbers);
+        if (IsShown(numbers, root)) {
+            const std::uint32_t line = LineOf(numbers[lineColumn_]);
+            shown.push_back({line, {numbers[columnColumn_], cells_.CellOfDetail(detail)}});
+            ++starts_[line];
         }
     }
     std::size_t end = 0;
@@ -23,18 +31,17 @@ CellLines::CellLines(const GridCells& cells, const std::vector<std::uint32_t>& r
     }
     sorted_.resize(shown.size());
     // Counting sort: each line is filled from its end, so that starts_ ends up at its start.
-    for (const std::uint32_t detail : shown) {
-        sorted_[--starts_[LineOf(detail)]] = {index.NumberAt(detail, columnColumn_),
-                                              cells_.CellOfDetail(detail)};
+    for (const Shown& cell : shown) {
+        sorted_[--starts_[cell.line]] = cell.cell;
     }
 }
 
 // A view shows no cell with a value at a third axis, or without a value at one of the first two.
-bool CellLines::IsShown(std::uint32_t detail, const std::vector<std::uint32_t>& root) const {
+bool CellLines::IsShown(const std::vector<std::uint32_t>& numbers,
+                        const std::vector<std::uint32_t>& root) const {
     for (std::size_t column = 0; column < root.size(); ++column) {
-        const std::uint32_t number = cells_.Index().NumberAt(detail, column);
         const bool isAxe = column == lineColumn_ || column == columnColumn_;
-        if (isAxe ? number == TagIndex::kAbsent : number != root[column]) {
+        if (isAxe ? numbers[column] == TagIndex::kAbsent : numbers[column] != root[column]) {
             return false;
         }
     }
@@ -42,12 +49,12 @@ bool CellLines::IsShown(std::uint32_t detail, const std::vector<std::uint32_t>& 
 }
 
 // If both axes have the same level, the column's label selects the cell, and all lines are equal.
-std::uint32_t CellLines::LineOf(std::uint32_t detail) const {
-    return lineColumn_ == columnColumn_ ? 0 : cells_.Index().NumberAt(detail, lineColumn_);
+std::uint32_t CellLines::LineOf(std::uint32_t number) const noexcept {
+    return lineColumn_ == columnColumn_ ? 0 : number;
 }
 
 const std::vector<std::uint32_t>& CellLines::Line(std::uint32_t number) {
-    const std::uint32_t line = lineColumn_ == columnColumn_ ? 0 : number;
+    const std::uint32_t line = LineOf(number);
     if (line == opened_) {
         return line_;
     }

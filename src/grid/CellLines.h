@@ -25,8 +25,9 @@ private:
         std::uint32_t number;  // of axis 1
         std::uint32_t row;
     };
-    [[nodiscard]] bool IsShown(std::uint32_t detail, const std::vector<std::uint32_t>& root) const;
-    [[nodiscard]] std::uint32_t LineOf(std::uint32_t detail) const;
+    [[nodiscard]] bool IsShown(const std::vector<std::uint32_t>& numbers,
+                               const std::vector<std::uint32_t>& root) const;
+    [[nodiscard]] std::uint32_t LineOf(std::uint32_t number) const noexcept;
 
     const GridCells& cells_;
     std::size_t lineColumn_;

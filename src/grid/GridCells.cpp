@@ -17,14 +17,14 @@ std::vector<unsigned int> DetailLevels(const ETabulonGridCumuls& desc) {
 }
 
 // By a sample of the records.
-bool IsSteady(const std::uint32_t* numbers, std::span<const EBlockIndex> records) {
+bool IsSteady(std::span<std::byte* const> rows) {
     constexpr std::size_t kStep = 16;
     constexpr std::size_t kLeastRun = 8;  // records, on average
     std::size_t seen = 0;
     std::size_t changes = 0;
-    for (std::size_t place = 1; place < records.size(); place += kStep) {
+    for (std::size_t at = 1; at < rows.size(); at += kStep) {
         ++seen;
-        changes += numbers[records[place]] != numbers[records[place - 1]] ? 1 : 0;
+        changes += rows[at] != rows[at - 1] ? 1 : 0;
     }
     return changes * kLeastRun < seen;
 }
@@ -63,7 +63,8 @@ void GridCells::Add(const ETabulonTag& position, std::span<const EVariant* const
                                                  : index_.FindOrAdd(position);
     std::byte* const grandTotal = GrandTotalRow();
     folded_.clear();
-    folded_.push_back(AccumulatorsOfCell(detail));
+    cells_.AddRows(index_.Size());
+    folded_.push_back(cells_.RowAt(detail));
     folded_.push_back(grandTotal);
     for (const Axe& axe : axes_) {
         const std::uint32_t number = index_.LastNumbers()[axe.column];
@@ -93,22 +94,45 @@ bool GridCells::WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request)
     details_.Want(cursor, index_, /*numbers=*/true, request);
     WantValues(cursor, cells_, calculations_.All(), request, valueColumns_);
     pairRows_.Clear();
-    // Two axes with totals of their own: no row takes a record twice.
-    hasTables_ = axes_.size() == 2 && index_.ColumnCount() == 2;
-    for (std::size_t column = 0; hasTables_ && column < 2; ++column) {
-        hasTables_ = axes_[column].keepsTotals && !axes_[column].isInRoot &&
-                     axes_[0].column != axes_[1].column && details_.IsInBlocks(column);
-    }
+    FindPlaces();
     return true;
 }
 
-void GridCells::AddBlock(const ERecordBlock& block, std::span<const EBlockIndex> records) {
-    if (hasTables_ && AddByTables(block, records)) {
-        return;
+// The places of the rows that Add has for each record of a walk by blocks: the cell's, then one of
+// each target.
+void GridCells::FindPlaces() {
+    targets_.clear();
+    foldsGrandTotalOnce_ = true;
+    for (const Axe& axe : axes_) {
+        if (axe.isInRoot || !details_.IsInBlocks(axe.column)) {
+            targets_.push_back(kGrandTotal);
+            foldsGrandTotalOnce_ = false;
+        } else if (axe.keepsTotals) {
+            targets_.push_back(axe.column);
+        }
     }
-    details_.Read(block, records, index_);
-    FindRows(records.size());
-    cells_.FoldBlock({&block, records, folded_, folded_.size() / records.size()}, valueColumns_);
+    // Two axes with totals of their own: no row takes a record twice.
+    hasTables_ = index_.ColumnCount() == 2 && targets_ == std::vector<std::size_t>{0, 1};
+    if (!foldsGrandTotalOnce_) {
+        targets_.push_back(kGrandTotal);
+    }
+    rows_.resize(1 + targets_.size());
+    places_.clear();
+    for (std::vector<std::byte*>& rows : rows_) {
+        rows.resize(ERecordBlock::kMostRecords);
+        places_.push_back(rows.data());
+    }
+}
+
+void GridCells::AddBlock(const ERecordBlock& block, std::span<const EBlockIndex> records) {
+    if (!hasTables_ || !AddByTables(block, records)) {
+        details_.Read(block, records, index_);
+        FindRows(0, records.size());
+    }
+    BlockRows rows{&block, records, places_};
+    rows.shared = foldsGrandTotalOnce_ ? GrandTotalRow() : nullptr;
+    rows.isSteady = hasTables_ && IsSteady(std::span(rows_[1]).first(records.size()));
+    cells_.FoldBlock(rows, valueColumns_);
 }
 
 bool GridCells::AddByTables(const ERecordBlock& block, std::span<const EBlockIndex> records) {
@@ -117,82 +141,60 @@ bool GridCells::AddByTables(const ERecordBlock& block, std::span<const EBlockInd
     if (!pairRows_.Reserve(first.dictionary->Size(), second.dictionary->Size())) {
         return false;
     }
-    for (const EBlockIndex record : records) {
-        if (pairRows_.At(first.numbers[record], second.numbers[record]) == nullptr) {
-            AddToTables(block, record);
+    std::byte** const cells = rows_[0].data();
+    const std::uint32_t* const firstNumbers = first.numbers;
+    const std::uint32_t* const secondNumbers = second.numbers;
+    std::byte* const* const pairs = pairRows_.Rows();
+    const unsigned shift = pairRows_.Shift();
+    for (std::size_t at = 0; at < records.size(); ++at) {
+        const std::size_t line = firstNumbers[records[at]];
+        cells[at] = pairs[(line << shift) + secondNumbers[records[at]]];
+        if (cells[at] == nullptr) {
+            AddToTables(block, records[at], at);
         }
     }
-    const RowTables tables{first.numbers,
-                           second.numbers,
-                           pairRows_.Stride(),
-                           pairRows_.Rows(),
-                           pairRows_.Totals(0).data(),
-                           pairRows_.Totals(1).data(),
-                           GrandTotalRow(),
-                           IsSteady(first.numbers, records)};
-    cells_.FoldBlock({&block, records, {}, 0, &tables}, valueColumns_);
+    for (std::size_t column = 0; column < 2; ++column) {
+        std::byte** const rows = rows_[1 + column].data();
+        std::byte* const* const totals = pairRows_.Totals(column).data();
+        const std::uint32_t* const numbers = column == 0 ? firstNumbers : secondNumbers;
+        for (std::size_t at = 0; at < records.size(); ++at) {
+            rows[at] = totals[numbers[records[at]]];
+        }
+    }
     return true;
 }
 
-void GridCells::AddToTables(const ERecordBlock& block, EBlockIndex record) {
+void GridCells::AddToTables(const ERecordBlock& block, EBlockIndex record, std::size_t at) {
     details_.Read(block, std::span(&record, 1), index_);
-    FindRows(1);
+    FindRows(at, 1);
     const std::uint32_t numbers[] = {details_.ColumnIn(block, 0).numbers[record],
                                      details_.ColumnIn(block, 1).numbers[record]};
-    pairRows_.Set(numbers[0], numbers[1], folded_[0]);
-    for (std::size_t target = 0; target < targets_.size(); ++target) {
-        const std::size_t column = targets_[target];
-        pairRows_.Totals(column)[numbers[column]] = folded_[2 + target];
+    pairRows_.Set(numbers[0], numbers[1], rows_[0][at]);
+    for (std::size_t column = 0; column < 2; ++column) {
+        pairRows_.Totals(column)[numbers[column]] = rows_[1 + column][at];
     }
 }
 
-// The rows that Add has for each record, in its order. Whether an axis counts in the grand total
-// again is the same for all records of a block.
-void GridCells::FindRows(std::size_t count) {
-    std::byte* const grandTotal = GrandTotalRow();
-    targets_.clear();
-    for (const Axe& axe : axes_) {
-        if (details_.Numbers(axe.column)[0] == TagIndex::kAbsent || axe.isInRoot) {
-            targets_.push_back(kGrandTotal);
-        } else if (axe.keepsTotals) {
-            targets_.push_back(axe.column);
-        }
-    }
-    const std::size_t perRecord = 2 + targets_.size();
-    folded_.resize(count * perRecord);
-    std::byte** rows = folded_.data();
+void GridCells::FindRows(std::size_t from, std::size_t count) {
+    std::byte* const grandTotal = GrandTotalRow();  // before any other row of a total
+    cells_.AddRows(index_.Size());
     const std::span<const std::uint32_t> details = details_.Details();
-    for (std::size_t place = 0; place < count; ++place) {
-        std::byte* const cell = AccumulatorsOfCell(details[place]);
-        PrefetchToWrite(cell);
-        rows[place * perRecord] = cell;
-        rows[place * perRecord + 1] = grandTotal;
+    std::byte** const cells = rows_[0].data() + from;
+    for (std::size_t at = 0; at < count; ++at) {
+        cells[at] = cells_.RowAt(details[at]);
+        PrefetchToWrite(cells[at]);
     }
-    rows += 2;
-    for (const std::size_t column : targets_) {
-        FindTotalRows(column, {rows++, count, perRecord}, grandTotal);
-    }
-}
-
-void GridCells::FindTotalRows(std::size_t column, const Stride& rows, std::byte* grandTotal) {
-    if (column == kGrandTotal) {
-        for (std::size_t place = 0; place < rows.count; ++place) {
-            rows.first[place * rows.step] = grandTotal;
+    for (std::size_t target = 0; target < targets_.size(); ++target) {
+        std::byte** const rows = rows_[1 + target].data() + from;
+        if (targets_[target] == kGrandTotal) {
+            std::fill_n(rows, count, grandTotal);
+            continue;
         }
-        return;
-    }
-    std::vector<std::uint32_t>& totals = totalRows_[column];
-    const std::span<const std::uint32_t> numbers = details_.Numbers(column);
-    for (std::size_t place = 0; place < rows.count; ++place) {
-        rows.first[place * rows.step] = AccumulatorsOfTotal(totals, numbers[place]);
-    }
-}
-
-// Details are numbered one by one, so that this adds one row; after an earlier failure it adds the
-// missing rows too.
-void GridCells::AddCells(std::uint32_t detail) {
-    while (cells_.Rows() <= detail) {
-        static_cast<void>(cells_.AddRow());
+        std::vector<std::uint32_t>& totals = totalRows_[targets_[target]];
+        const std::span<const std::uint32_t> numbers = details_.Numbers(targets_[target]);
+        for (std::size_t at = 0; at < count; ++at) {
+            rows[at] = AccumulatorsOfTotal(totals, numbers[at]);
+        }
     }
 }
 
@@ -220,12 +222,15 @@ std::uint32_t GridCells::Total(unsigned int axe, std::uint32_t number) const noe
     return number < rows.size() && rows[number] != kNone ? kTotals + rows[number] : kNone;
 }
 
-ETabulonValue GridCells::Result(std::uint32_t row, unsigned int calculation) const {
+void GridCells::ReadResult(std::uint32_t row, unsigned int calculation,
+                           ETabulonValue& result) const {
     if (row == kNone || calculation >= cells_.Size()) {
-        return ETabulonValue::Null;
+        result = ETabulonValue::Null;
+    } else if (row < kTotals) {
+        cells_.ReadResult(row, calculation, result);
+    } else {
+        totals_.ReadResult(row - kTotals, calculation, result);
     }
-    return row < kTotals ? cells_.Result(row, calculation)
-                         : totals_.Result(row - kTotals, calculation);
 }
 
 }  // namespace etabulon::detail

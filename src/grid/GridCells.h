@@ -55,7 +55,7 @@ public:
         return axe < axes_.size() ? static_cast<int>(axes_[axe].column) : -1;
     }
 
-    // --- rows, for Result; kNone without a record ---
+    // --- rows, for ReadResult; kNone without a record ---
     [[nodiscard]] std::uint32_t FirstCell() const noexcept { return CellOfDetail(0); }
     [[nodiscard]] std::uint32_t Cell(std::span<const std::uint32_t> numbers) const;
     [[nodiscard]] std::uint32_t CellOfDetail(std::uint32_t detail) const noexcept {
@@ -74,7 +74,7 @@ public:
         }
     }
     /// ValNull for kNone, and for an index without a calculation.
-    [[nodiscard]] ETabulonValue Result(std::uint32_t row, unsigned int calculation) const;
+    void ReadResult(std::uint32_t row, unsigned int calculation, ETabulonValue& result) const;
 
 private:
     struct Axe {
@@ -82,27 +82,14 @@ private:
         bool isInRoot;
         bool keepsTotals;
     };
-    // Added to a row number of totals_, so that Result tells totals from cells.
+    // Added to a row number of totals_, so that ReadResult tells totals from cells.
     static constexpr std::uint32_t kTotals = 0x80000000;
 
-    /// Every `step`-th pointer of an array.
-    struct Stride {
-        std::byte** first;
-        std::size_t count;
-        std::size_t step;
-    };
-    void FindRows(std::size_t count);
+    void FindPlaces();
+    void FindRows(std::size_t from, std::size_t count);
     [[nodiscard]] bool AddByTables(const ERecordBlock& block, std::span<const EBlockIndex> records);
-    void AddToTables(const ERecordBlock& block, EBlockIndex record);
-    void FindTotalRows(std::size_t column, const Stride& rows, std::byte* grandTotal);
+    void AddToTables(const ERecordBlock& block, EBlockIndex record, std::size_t at);
     [[nodiscard]] std::byte* GrandTotalRow();
-    [[nodiscard]] std::byte* AccumulatorsOfCell(std::uint32_t detail) {
-        if (cells_.Rows() <= detail) {
-            AddCells(detail);
-        }
-        return cells_.RowAt(detail);
-    }
-    void AddCells(std::uint32_t detail);
     [[nodiscard]] std::byte* AccumulatorsOfTotal(std::vector<std::uint32_t>& rows,
                                                  std::uint32_t number) {
         if (number >= rows.size() || rows[number] == kNone) {
@@ -118,9 +105,14 @@ private:
     CalculationList calculations_;
     std::vector<Axe> axes_;
     std::vector<std::vector<std::uint32_t>> totalRows_;  // in totals_, by column and number
-    std::vector<std::byte*> folded_;                     // scratch: the rows to fold into
+    std::vector<std::byte*> folded_;                     // scratch: the rows of a record
     static constexpr std::size_t kGrandTotal = static_cast<std::size_t>(-1);
-    std::vector<std::size_t> targets_;  // of a block: columns whose totals fold, or kGrandTotal
+    // Of a walk by blocks: the columns whose totals fold, or kGrandTotal. The rows of a block's
+    // records are first those of the cells, then those of each target.
+    std::vector<std::size_t> targets_;
+    bool foldsGrandTotalOnce_ = true;  // for each record, so that it is no target
+    std::vector<std::vector<std::byte*>> rows_;
+    std::vector<BlockRows::Place> places_;
     BlockDetails details_;
     PairRows pairRows_;
     bool hasTables_ = false;              // the rows of a block may be found in pairRows_

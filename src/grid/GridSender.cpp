@@ -9,12 +9,6 @@
 
 namespace etabulon::detail {
 
-namespace {
-
-constexpr unsigned int kAhead = 24;  // cells to prefetch
-
-}  // namespace
-
 unsigned int ShownCalculation(const ETabulonGridCumuls& desc) {
     return desc.AxesMode() == ETabulonGridCumuls::IntrinsicPriority
                ? static_cast<unsigned int>(desc.Calculations().PriorityCalculationPos())
@@ -105,15 +99,9 @@ void GridSender::SendLines(const Numbers& lines, const Numbers& columns) {
 // `rows` holds the cells' rows by the value numbers of axis 1.
 void GridSender::SendLine(unsigned int line, const Numbers& rows, const Numbers& columns) {
     for (unsigned int column = 0; column < columns.size(); ++column) {
-        if (column + kAhead < columns.size()) {
-            cells_.Prefetch(rows[columns[column + kAhead]]);
-        }
         const std::uint32_t row = rows[columns[column]];
-        if (row == GridCells::kNone) {
-            view_.SetValue(column, line, ETabulonValue::Null);
-        } else {
-            view_.SetValue(column, line, Result(row, shown_));
-        }
+        view_.SetValue(column, line,
+                       row == GridCells::kNone ? ETabulonValue::Null : Result(row, shown_));
     }
 }
 
@@ -215,8 +203,9 @@ int GridSender::CalculationOf(const Chaine& code) const {
                                        : static_cast<int>(found - calculations.begin());
 }
 
-ETabulonValue GridSender::Result(std::uint32_t row, int calculation) const {
-    return cells_.Result(row, static_cast<unsigned int>(calculation));
+const ETabulonValue& GridSender::Result(std::uint32_t row, int calculation) {
+    cells_.ReadResult(row, static_cast<unsigned int>(calculation), result_);
+    return result_;
 }
 
 }  // namespace etabulon::detail

@@ -17,7 +17,7 @@ namespace etabulon::detail {
 
 /// Sends the values and totals of a grid with records, after its axes.
 ///
-/// Results are sent as copies, so that a view that keeps one doesn't keep a running result alive.
+/// Results are sent as one value that is filled again, so that a view copies what it keeps.
 class GridSender {
 public:
     GridSender(const ETabulonGridCumuls& desc, const GridCells& cells,
@@ -48,13 +48,14 @@ private:
     void Put(Numbers& cell, unsigned int axe, std::uint32_t number) const;
     [[nodiscard]] std::vector<int> CalculationsOf(const ETabulonGridAxe& axe) const;
     [[nodiscard]] int CalculationOf(const Chaine& code) const;
-    [[nodiscard]] ETabulonValue Result(std::uint32_t row, int calculation) const;
+    [[nodiscard]] const ETabulonValue& Result(std::uint32_t row, int calculation);
 
     const ETabulonGridCumuls& desc_;
     const GridCells& cells_;
     std::span<const ERef<ETabulonGridAxe>> axes_;
     ITabulonResGridUI& view_;
     int shown_;
+    ETabulonValue result_;  // sent last
 };
 
 }  // namespace etabulon::detail

@@ -12,7 +12,7 @@ constexpr std::size_t kMostPairs = 32768;  // 256 KiB of pointers
 }  // namespace
 
 void PairRows::Clear() noexcept {
-    stride_ = 0;
+    shift_ = 0;
     rows_.clear();
     for (auto& totals : totals_) {
         totals.clear();
@@ -20,20 +20,22 @@ void PairRows::Clear() noexcept {
 }
 
 bool PairRows::Reserve(std::uint32_t firstSize, std::uint32_t secondSize) {
-    const std::size_t stride = std::max<std::size_t>(stride_, std::bit_ceil(secondSize));
+    const auto bits = static_cast<unsigned>(std::bit_width(secondSize - 1));
+    const unsigned shift = std::max(shift_, bits);
     const std::size_t lines = std::bit_ceil(firstSize);
-    if (lines * stride > kMostPairs) {
+    if (lines << shift > kMostPairs) {
         return false;
     }
-    if (stride != stride_) {
-        std::vector<std::byte*> rows(lines * stride);
+    if (shift != shift_) {
+        std::vector<std::byte*> rows(lines << shift);
         for (std::size_t at = 0; at < rows_.size(); ++at) {
-            rows[at / stride_ * stride + at % stride_] = rows_[at];
+            const std::size_t first = at >> shift_;
+            rows[(first << shift) + (at - (first << shift_))] = rows_[at];
         }
         rows_.swap(rows);
-        stride_ = stride;
-    } else if (rows_.size() < lines * stride) {
-        rows_.resize(lines * stride);
+        shift_ = shift;
+    } else if (rows_.size() < lines << shift) {
+        rows_.resize(lines << shift);
     }
     totals_[0].resize(std::max<std::size_t>(totals_[0].size(), firstSize));
     totals_[1].resize(std::max<std::size_t>(totals_[1].size(), secondSize));

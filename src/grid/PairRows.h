@@ -16,21 +16,19 @@ public:
     /// would exceed the second-level cache.
     [[nodiscard]] bool Reserve(std::uint32_t firstSize, std::uint32_t secondSize);
 
-    [[nodiscard]] std::byte* At(std::uint32_t first, std::uint32_t second) const noexcept {
-        return rows_[first * stride_ + second];
-    }
     void Set(std::uint32_t first, std::uint32_t second, std::byte* row) noexcept {
-        rows_[first * stride_ + second] = row;
+        rows_[(std::size_t{first} << shift_) + second] = row;
     }
     /// The totals by the numbers of a column, 0 or 1.
     [[nodiscard]] std::vector<std::byte*>& Totals(std::size_t column) noexcept {
         return totals_[column];
     }
-    [[nodiscard]] std::size_t Stride() const noexcept { return stride_; }
+    /// The row of a pair is at (first << Shift()) + second.
     [[nodiscard]] std::byte* const* Rows() const noexcept { return rows_.data(); }
+    [[nodiscard]] unsigned Shift() const noexcept { return shift_; }
 
 private:
-    std::size_t stride_ = 0;
+    unsigned shift_ = 0;
     std::vector<std::byte*> rows_;
     std::vector<std::byte*> totals_[2];
 };

@@ -43,8 +43,8 @@ std::uint32_t TagIndex::FindOrAdd(const ETabulonTag& tag) {
     const std::uint32_t detail =
         columns_.size() == 2 ? chain_[0].FindOrAdd(last_[0], last_[1]) : Chain();
     if (detail == size_) {
-        KeepSpellings(tag, detail);
         ++size_;
+        KeepSpellings(tag, detail);
     }
     lastDetail_ = detail;
     return detail;
@@ -110,7 +110,7 @@ std::uint32_t TagIndex::NumberAt(std::uint32_t detail, std::size_t column) const
     return column == 0 ? chain_[0].FirstOf(detail) : chain_[column - 1].SecondOf(detail);
 }
 
-void TagIndex::NumbersOf(std::uint32_t detail, std::span<std::uint32_t> numbers) const {
+void TagIndex::NumbersInChain(std::uint32_t detail, std::span<std::uint32_t> numbers) const {
     if (columns_.size() == 1) {
         numbers[0] = chain_[0].SecondOf(detail);
         return;
@@ -146,13 +146,36 @@ std::uint32_t TagIndex::FindOrAddKnown(std::span<const std::uint32_t> numbers,
     std::copy(numbers.begin(), numbers.end(), last_.begin());
     const std::uint32_t detail = Chain();
     if (detail == size_) {
+        ++size_;
         for (std::size_t at = 0; at < columns_.size(); ++at) {
             if (last_[at] != kAbsent) {
                 KeepSpelling(detail, at, spellings[at]);
             }
         }
-        ++size_;
     }
+    lastDetail_ = detail;
+    return detail;
+}
+
+bool TagIndex::FindOrAddPairs(std::span<const std::uint32_t> first,
+                              std::span<const std::uint32_t> second, std::uint32_t largestFirst,
+                              std::uint32_t largestSecond, std::uint32_t* details) {
+    if (!chain_[0].FindOrAddAll(first, second, largestFirst, largestSecond, details)) {
+        return false;
+    }
+    size_ = chain_[0].Size();
+    lastDetail_ = kNone;
+    return true;
+}
+
+std::uint32_t TagIndex::AddPair(const Known& first, const Known& second) {
+    const std::uint32_t detail = chain_[0].Add(first.number, second.number);
+    ++size_;
+    last_[0] = first.number;
+    last_[1] = second.number;
+    lastDetail_ = kNone;  // in case of an exception below
+    KeepSpelling(detail, 0, first.spelling);
+    KeepSpelling(detail, 1, second.spelling);
     lastDetail_ = detail;
     return detail;
 }
@@ -167,6 +190,15 @@ std::uint32_t TagIndex::SpellingOf(std::uint32_t detail, std::size_t column) con
                                           : other->second;
 }
 
+// Only for details that have all levels, below the root of all tags.
+bool TagIndex::HasLevelsOf(const ETabulonTag& tag, std::uint32_t detail) const {
+    bool has = root_.IsRoot() && tag.KnownLevelsCount() == columns_.size();
+    for (std::size_t at = 0; has && at < columns_.size(); ++at) {
+        has = NumberAt(detail, at) != kAbsent && tag.HasValue(columns_[at].level);
+    }
+    return has;
+}
+
 ETabulonTag TagIndex::Tag(std::uint32_t detail) const {
     ETabulonTag tag;
     ReadTag(detail, tag);
@@ -174,7 +206,9 @@ ETabulonTag TagIndex::Tag(std::uint32_t detail) const {
 }
 
 void TagIndex::ReadTag(std::uint32_t detail, ETabulonTag& tag) const {
-    tag = root_;
+    if (!HasLevelsOf(tag, detail)) {
+        tag = root_;
+    }
     for (std::size_t at = 0; at < columns_.size(); ++at) {
         if (const std::uint32_t spelling = SpellingOf(detail, at); spelling != kAbsent) {
             tag.Slot(columns_[at].level) = columns_[at].values.Spelling(spelling);

@@ -77,11 +77,30 @@ public:
     /// spelling unless the number is kAbsent.
     [[nodiscard]] std::uint32_t FindOrAddKnown(std::span<const std::uint32_t> numbers,
                                                std::span<const std::uint32_t> spellings);
+    /// A value by its number and its spelling.
+    struct Known {
+        std::uint32_t number;
+        std::uint32_t spelling;
+    };
+    /// With two columns, the number of a new detail: FindPair gives kNone.
+    [[nodiscard]] std::uint32_t AddPair(const Known& first, const Known& second);
+    /// With two columns, the details of many records whose values are known and spelled as their
+    /// first ones. False, and nothing happened, where they must be found one by one.
+    [[nodiscard]] bool FindOrAddPairs(std::span<const std::uint32_t> first,
+                                      std::span<const std::uint32_t> second,
+                                      std::uint32_t largestFirst, std::uint32_t largestSecond,
+                                      std::uint32_t* details);
     /// The spelling that the detail has in a column; kAbsent without a value there.
     [[nodiscard]] std::uint32_t SpellingOf(std::uint32_t detail, std::size_t column) const;
     [[nodiscard]] std::uint32_t NumberAt(std::uint32_t detail, std::size_t column) const;
     /// NumberAt of every column. Requires room for as many.
-    void NumbersOf(std::uint32_t detail, std::span<std::uint32_t> numbers) const;
+    void NumbersOf(std::uint32_t detail, std::span<std::uint32_t> numbers) const {
+        if (columns_.size() != 2) {
+            return NumbersInChain(detail, numbers);
+        }
+        numbers[0] = chain_[0].FirstOf(detail);
+        numbers[1] = chain_[0].SecondOf(detail);
+    }
 
 private:
     struct Column {
@@ -95,6 +114,8 @@ private:
         return value != nullptr ? value : column.inRoot;
     }
     [[nodiscard]] std::uint32_t Chain();
+    [[nodiscard]] bool HasLevelsOf(const ETabulonTag& tag, std::uint32_t detail) const;
+    void NumbersInChain(std::uint32_t detail, std::span<std::uint32_t> numbers) const;
     template <class Visit>
     void ForEachFirstSpelling(std::uint32_t detail, const Visit& visit) const noexcept;
     void KeepSpellings(const ETabulonTag& tag, std::uint32_t detail);

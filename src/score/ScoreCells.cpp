@@ -45,17 +45,9 @@ std::uint32_t ScoreCells::LineOf(const ETabulonTag& position) {
 void ScoreCells::Add(const ETabulonTag& position, std::span<const EVariant* const> values,
                      const ETabulonPrimaryKey* context) {
     const std::uint32_t line = LineOf(position);
-    AddRows(line);
+    rows_.AddRows(RowOf(labels_.Size()));
     std::byte* const folded[] = {rows_.RowAt(RowOf(line)), rows_.RowAt(kTotal)};
     rows_.Fold(folded, values, context);
-}
-
-// Lines are numbered one by one, so that this adds one row, and the total's with the first line;
-// after an earlier failure it adds the missing rows too.
-void ScoreCells::AddRows(std::uint32_t line) {
-    while (rows_.Rows() <= RowOf(line)) {
-        rows_.AddRow();
-    }
 }
 
 bool ScoreCells::WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request) {
@@ -63,22 +55,23 @@ bool ScoreCells::WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request
         return false;
     }
     details_.Want(cursor, labels_, /*numbers=*/false, request);
+    folded_.resize(ERecordBlock::kMostRecords);
     WantValues(cursor, rows_, calculations_.All(), request, valueColumns_);
     return true;
 }
 
 void ScoreCells::AddBlock(const ERecordBlock& block, std::span<const EBlockIndex> records) {
     details_.Read(block, records, labels_);
-    constexpr std::size_t kPerRecord = 2;
-    folded_.resize(kPerRecord * records.size());
+    rows_.AddRows(RowOf(labels_.Size()));
     std::byte** row = folded_.data();
     for (const std::uint32_t line : details_.Details()) {
-        AddRows(line);
         *row = rows_.RowAt(RowOf(line));
         PrefetchToWrite(*row++);
-        *row++ = rows_.RowAt(kTotal);
     }
-    rows_.FoldBlock({&block, records, folded_, kPerRecord}, valueColumns_);
+    const BlockRows::Place lines = folded_.data();
+    BlockRows rows{&block, records, std::span(&lines, 1)};
+    rows.shared = rows_.RowAt(kTotal);
+    rows_.FoldBlock(rows, valueColumns_);
 }
 
 std::uint32_t ScoreCells::LineCount() const noexcept {

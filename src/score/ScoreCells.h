@@ -2,6 +2,7 @@
 
 #include "cumul/CumulCells.h"
 #include "etabulon/foundation/ECountedUnknown.h"
+#include "etabulon/foundation/detail/EPrefetch.h"
 #include "grid/BlockDetails.h"
 #include "grid/ResultParts.h"
 #include "grid/TagIndex.h"
@@ -54,6 +55,12 @@ public:
     [[nodiscard]] ETabulonValue Result(std::uint32_t line, unsigned int calculation) const {
         return rows_.Result(RowOf(line), calculation);
     }
+    /// The same into a value, whose storage is reused.
+    void ReadResult(std::uint32_t line, unsigned int calculation, ETabulonValue& result) const {
+        rows_.ReadResult(RowOf(line), calculation, result);
+    }
+    /// Prefetches what ReadResult reads.
+    void Prefetch(std::uint32_t line) const noexcept { PrefetchToRead(rows_.RowAt(RowOf(line))); }
     /// ValNull without records.
     [[nodiscard]] ETabulonValue Total(unsigned int calculation) const;
 
@@ -62,7 +69,6 @@ private:
     [[nodiscard]] static std::uint32_t RowOf(std::uint32_t line) noexcept { return line + 1; }
 
     ~ScoreCells() override = default;
-    void AddRows(std::uint32_t line);
     [[nodiscard]] std::uint32_t LineOf(const ETabulonTag& position);
 
     TagIndex labels_;
@@ -71,7 +77,7 @@ private:
     CalculationList calculations_;
     BlockDetails details_;
     std::vector<unsigned> valueColumns_;  // in the block, of each calculation
-    std::vector<std::byte*> folded_;      // scratch: the rows that a block folds into
+    std::vector<std::byte*> folded_;      // scratch: the rows of a block's lines
 };
 
 }  // namespace detail

@@ -1,12 +1,12 @@
 #include "score/ScoreRanking.h"
 
 #include "etabulon/foundation/PUnique.h"
-#include "etabulon/foundation/detail/EPrefetch.h"
 #include "etabulon/score/ETabulonScoreCumuls.h"
 #include "etabulon/sort/ETabulonSortKeyCache.h"
 #include "score/ScoreCells.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <numeric>
 
@@ -40,21 +40,55 @@ bool MakeKey(const EVariant& number, std::uint64_t& key) {
     }
 }
 
+/// A stable sort of `lines`, which are all lines in rising order, by their keys: a radix sort of 11
+/// bits at a time, from the lowest (Knuth, The Art of Computer Programming, volume 3, section
+/// 5.2.5, algorithm R). Digits that all keys share cost no pass over the lines.
+void SortByKeys(std::span<const std::uint64_t> keys, std::vector<std::uint32_t>& lines) {
+    constexpr unsigned kDigitBits = 11;
+    constexpr std::size_t kDigits = std::size_t{1} << kDigitBits;
+    std::uint64_t differing = 0;
+    for (const std::uint64_t key : keys) {
+        differing |= key ^ keys[0];
+    }
+    struct Keyed {
+        std::uint64_t key;
+        std::uint32_t line;
+    };
+    std::vector<Keyed> sorted;
+    sorted.reserve(lines.size());
+    for (const std::uint32_t line : lines) {
+        sorted.push_back({keys[line], line});
+    }
+    std::vector<Keyed> next(lines.size());
+    for (unsigned shift = 0; shift < 64; shift += kDigitBits) {
+        if ((differing >> shift) % kDigits == 0) {
+            continue;
+        }
+        std::array<std::uint32_t, kDigits> ends{};
+        for (const Keyed& keyed : sorted) {
+            ++ends[(keyed.key >> shift) % kDigits];
+        }
+        std::partial_sum(ends.begin(), ends.end(), ends.begin());
+        for (std::size_t at = sorted.size(); at-- > 0;) {
+            next[--ends[(sorted[at].key >> shift) % kDigits]] = sorted[at];
+        }
+        sorted.swap(next);
+    }
+    std::transform(sorted.begin(), sorted.end(), lines.begin(),
+                   [](const Keyed& keyed) { return keyed.line; });
+}
+
 }  // namespace
 
 ScoreRanking::ScoreRanking(const ETabulonScoreCumuls& desc, const ScoreCells& cells)
     : desc_(desc), cells_(cells), calculations_(cells.CalculationCount()) {
-    const std::uint32_t count = cells.LineCount();
-    results_.reserve(std::size_t{count} * calculations_);
-    for (std::uint32_t line = 0; line < count; ++line) {
-        for (unsigned int calculation = 0; calculation < calculations_; ++calculation) {
-            results_.push_back(cells.Result(line, calculation));
-        }
-    }
-    if (count == 0) {
+    if (cells.LineCount() == 0) {
         return;
     }
     MakeKeys();
+    if (keys_.empty() || calculations_ > 1) {
+        ReadResults();
+    }
     if (LabelsHoldTheSameLevels()) {
         Sort();
     } else {
@@ -62,34 +96,40 @@ ScoreRanking::ScoreRanking(const ETabulonScoreCumuls& desc, const ScoreCells& ce
     }
 }
 
+void ScoreRanking::ReadResults() {
+    const std::uint32_t count = cells_.LineCount();
+    results_.reserve(std::size_t{count} * calculations_);
+    for (std::uint32_t line = 0; line < count; ++line) {
+        for (unsigned int calculation = 0; calculation < calculations_; ++calculation) {
+            results_.push_back(cells_.Result(line, calculation));
+        }
+    }
+}
+
 void ScoreRanking::ReadValues(std::uint32_t line, PTableau<ETabulonValue>& values) const {
-    const ETabulonValue* const results = results_.data() + std::size_t{line} * calculations_;
     while (values.Size() < calculations_) {
         values.Add(ETabulonValue());
     }
     for (unsigned int calculation = 0; calculation < calculations_; ++calculation) {
-        values.At(calculation) = results[calculation];
+        cells_.ReadResult(line, calculation, values.At(calculation));
     }
 }
 
 void ScoreRanking::Prefetch(std::uint32_t line) const noexcept {
-    if (calculations_ != 0) {
-        const ETabulonValue* const results = results_.data() + std::size_t{line} * calculations_;
-        PrefetchToRead(results);
-        PrefetchToRead(results + 1);  // it may lie in two cache lines
-    }
+    cells_.Prefetch(line);
     cells_.Labels().PrefetchValues(line);
 }
 
 void ScoreRanking::MakeKeys() {
-    const std::uint32_t count = cells_.LineCount();
     if (calculations_ == 0) {
         return;
     }
-    const std::int32_t type = results_[0].Data().Type();
-    keys_.resize(count);
-    for (std::uint32_t line = 0; line < count; ++line) {
-        const ETabulonValue& result = results_[std::size_t{line} * calculations_];
+    keys_.resize(cells_.LineCount());
+    ETabulonValue result;
+    std::int32_t type = 0;
+    for (std::uint32_t line = 0; line < keys_.size(); ++line) {
+        cells_.ReadResult(line, 0, result);
+        type = line == 0 ? result.Data().Type() : type;
         const bool isLikeFirst = result.Status() == ETabulonValue::ValNormal &&
                                  result.Data().Type() == type && !result.Data().IsMissing();
         if (!isLikeFirst || !MakeKey(result.Data(), keys_[line])) {
@@ -100,17 +140,14 @@ void ScoreRanking::MakeKeys() {
 }
 
 int ScoreRanking::CompareResults(std::uint32_t a, std::uint32_t b) const {
-    unsigned int calculation = 0;
-    if (!keys_.empty()) {
-        if (keys_[a] != keys_[b]) {
-            return keys_[a] < keys_[b] ? -1 : 1;
-        }
-        calculation = 1;
+    if (!keys_.empty() && keys_[a] != keys_[b]) {
+        return keys_[a] < keys_[b] ? -1 : 1;
     }
-    const ETabulonValue* const left = results_.data() + std::size_t{a} * calculations_;
-    const ETabulonValue* const right = results_.data() + std::size_t{b} * calculations_;
-    for (; calculation < calculations_; ++calculation) {
-        const int order = left[calculation].Compare(right[calculation], /*byDisplay=*/false);
+    for (unsigned int calculation = keys_.empty() ? 0 : 1; calculation < calculations_;
+         ++calculation) {
+        const std::size_t left = std::size_t{a} * calculations_ + calculation;
+        const std::size_t right = std::size_t{b} * calculations_ + calculation;
+        const int order = results_[left].Compare(results_[right], /*byDisplay=*/false);
         if (order != 0) {
             return order;
         }
@@ -208,8 +245,13 @@ private:
 void ScoreRanking::Sort() {
     lines_.resize(cells_.LineCount());
     std::iota(lines_.begin(), lines_.end(), 0U);
-    std::stable_sort(lines_.begin(), lines_.end(),
-                     [this](std::uint32_t a, std::uint32_t b) { return CompareResults(a, b) < 0; });
+    if (results_.empty() && !keys_.empty()) {
+        SortByKeys(keys_, lines_);
+    } else {
+        std::stable_sort(lines_.begin(), lines_.end(), [this](std::uint32_t a, std::uint32_t b) {
+            return CompareResults(a, b) < 0;
+        });
+    }
     TieBreaker ties(*desc_.SortDesc(), cells_);
     LineIterator kept = lines_.begin();
     for (LineIterator first = lines_.begin(); first != lines_.end();) {

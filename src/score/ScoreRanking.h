@@ -25,7 +25,7 @@ public:
     ScoreRanking(const ETabulonScoreCumuls& desc, const ScoreCells& cells);
 
     [[nodiscard]] std::span<const std::uint32_t> Lines() const noexcept { return lines_; }
-    /// The line's results, as they were ranked, into an array whose memory is reused.
+    /// The line's results, into an array whose memory is reused.
     void ReadValues(std::uint32_t line, PTableau<ETabulonValue>& values) const;
     /// Prefetches what ReadValues and the line's label read first.
     void Prefetch(std::uint32_t line) const noexcept;
@@ -36,6 +36,7 @@ private:
     using LineIterator = std::vector<std::uint32_t>::iterator;
 
     [[nodiscard]] bool LabelsHoldTheSameLevels() const;
+    void ReadResults();
     void MakeKeys();
     void Sort();
     void InsertOneByOne();
@@ -44,7 +45,7 @@ private:
     const ETabulonScoreCumuls& desc_;
     const ScoreCells& cells_;
     unsigned int calculations_;
-    std::vector<ETabulonValue> results_;  // line by line
+    std::vector<ETabulonValue> results_;  // line by line; empty where the keys tell the order
     /// By line, numbers in the order of the first calculation's results; empty if they have others.
     std::vector<std::uint64_t> keys_;
     std::vector<std::uint32_t> lines_;

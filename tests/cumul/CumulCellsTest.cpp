@@ -1,6 +1,7 @@
 #include "CumulFixture.h"
 #include "cumul/CumulCells.h"
 #include "etabulon/cumul/ETabulonCumulBufferOnVar.h"
+#include "etabulon/cumul/ETabulonCumulFuncGeneral.h"
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
 #include "etabulon/cumul/ETabulonTypeNumeric.h"
 #include "etabulon/values/ETabulonVariableDesc.h"
@@ -165,6 +166,63 @@ INSTANTIATE_TEST_SUITE_P(
         return "type" + std::to_string(given.param.type) + "size" +
                std::to_string(given.param.size);
     });
+
+/// A sum whose result has another type than the library's, in the library's own buffer.
+class RealSum : public Numeric::FunctionSum {
+public:
+    [[nodiscard]] int ResultType(int) const override { return TYPE_DOUBLE; }
+    [[nodiscard]] unsigned ResultSize(unsigned) const override { return 8; }
+};
+
+class RealCount : public ETabulonCumulFuncCount {
+public:
+    [[nodiscard]] int ResultType(int) const override { return TYPE_DOUBLE; }
+    [[nodiscard]] unsigned ResultSize(unsigned) const override { return 8; }
+};
+
+ERef<ETabulonCumulFunc> FunctionByCode(const std::string& code) {
+    if (code == "REALSUM") {
+        return MakeRef<RealSum>();
+    }
+    return code == "REALCOUNT" ? ERef<ETabulonCumulFunc>(MakeRef<RealCount>())
+                               : FunctionOf(TYPE_INT64, code.c_str());
+}
+
+// Each calculation has a value of its own, so that a state of another variable, type or content
+// would show.
+TEST(CumulCells, ShareStatesOfOneContentOnly) {
+    const auto Result = [](std::initializer_list<const char*> codes) {
+        ETabulonCumulFuncOnVarCollection calculations;
+        for (const char* code : codes) {
+            const auto variable = ERef<ETabulonVariableDesc>::Adopt(ETabulonVariableDesc::Build(
+                code[0] == '2' ? "w" : "v", TYPE_INT64, 8, "", nullptr));
+            const auto function = FunctionByCode(code + 1);
+            calculations.AddCalculation(
+                ETabulonCumulFuncOnVar::Build(function.Get(), variable.Get()), /*addRef=*/false);
+        }
+        detail::CumulCells cells(calculations);
+        std::byte* const row[] = {(static_cast<void>(cells.AddRow()), cells.RowAt(0))};
+        for (int record = 1; record <= 3; ++record) {
+            const EVariant first = EVariant::FromInt64(record);
+            const EVariant second = EVariant::FromInt64(10 * record);
+            std::vector<const EVariant*> values;
+            for (const char* code : codes) {
+                values.push_back(code[0] == '2' ? &second : &first);
+            }
+            cells.Fold(row, values, nullptr);
+        }
+        std::string results;
+        for (unsigned index = 0; index < cells.Size(); ++index) {
+            const ETabulonValue result = cells.Result(0, index);
+            results += Text(result) + ":" + std::to_string(result.Data().Type()) + " ";
+        }
+        return results;
+    };
+    EXPECT_EQ(Result({"1SUM", "1COUNT", "1AVG", "2SUM", "2AVG", "2COUNT", "1MIN", "2MAX"}),
+              "6:26 3:18 2:2 60:26 20:2 3:18 1:26 30:26 ");
+    EXPECT_EQ(Result({"1REALSUM", "1SUM", "1REALCOUNT", "1AVG", "2SUM"}),
+              "6:2 6:26 3:2 2:2 60:26 ");
+}
 
 TEST(CumulCells, AllocateNothingForARecordAndLeaveNothingBehind) {
     const std::int64_t live = ECountedUnknown::LiveObjects();

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 
 namespace etabulon::test {
 namespace {
@@ -202,12 +203,33 @@ TEST(PairNumbers, StayAsTheFillOfThePossiblePairsChanges) {
         ASSERT_EQ(numbers.FirstOf(expected), first);
         ASSERT_EQ(numbers.SecondOf(expected), second);
     };
+    std::vector<bool> taken;  // of batches
+    const auto meetAll = [&](std::uint32_t bound) {
+        std::vector<std::uint32_t> first(500);
+        std::vector<std::uint32_t> second(500);
+        std::vector<std::uint32_t> found(500);
+        const auto any = [&] { return static_cast<std::uint32_t>(random() % bound); };
+        std::generate(first.begin(), first.end(), any);
+        std::generate(second.begin(), second.end(), any);
+        taken.push_back(numbers.FindOrAddAll(first, second, bound - 1, bound - 1, found.data()));
+        for (std::size_t at = 0; at < first.size(); ++at) {
+            const auto next = static_cast<std::uint32_t>(known.size());
+            ASSERT_TRUE(!taken.back() ||
+                        known.try_emplace({first[at], second[at]}, next).first->second ==
+                            found[at]);
+            meet(first[at], second[at]);
+        }
+    };
     for (const std::uint32_t bound : {20U, 3000U, 200U, 100000U, 300U}) {
         for (int count = 0; count < 40000; ++count) {
             const std::uint32_t second = random() % bound;
             meet(random() % bound, second == 3 ? PairNumbers::kNone : second);
+            if (count % 2000 == 0) {
+                meetAll(bound);
+            }
         }
     }
+    EXPECT_EQ(std::set<bool>(taken.begin(), taken.end()).size(), 2U);
     for (const auto& [pair, number] : known) {
         ASSERT_EQ(numbers.Find(pair.first, pair.second), number);
     }

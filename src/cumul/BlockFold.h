@@ -1,0 +1,167 @@
+#pragma once
+
+#include "cumul/CellPlan.h"
+
+#include <array>
+#include <cstddef>
+#include <utility>
+
+namespace etabulon::detail {
+
+/// The loops of one fold over the records of a block.
+template <class Fold>
+struct BlockFold {
+    /// A column of other numbers than the calculation's is folded value by value.
+    template <class T>
+    static void Numbers(const CellPlan& plan, const BlockRows& rows, unsigned column) {
+        const ERecordBlock::Column& from = rows.block->At(column);
+        const ETypeInfo& like = *plan.type;
+        if (from.words == nullptr || from.type->storage != like.storage ||
+            from.type->scale != like.scale) {
+            return FoldValues(plan, rows, column);
+        }
+        const auto numberOf = [words = from.words](EBlockIndex record) {
+            return NumberAt<T>(words[record]);
+        };
+        if (from.missing == nullptr) {
+            return FoldEach<T>(plan, rows, [numberOf](EBlockIndex record, const auto& step) {
+                step(numberOf(record));
+            });
+        }
+        FoldEach<T>(plan, rows,
+                    [numberOf, missing = from.missing](EBlockIndex record, const auto& step) {
+                        if ((missing[record / 64U] >> (record % 64U) & 1U) != 0) {
+                            step(MissingNumber{});
+                        } else {
+                            step(numberOf(record));
+                        }
+                    });
+    }
+
+    static void Records(const CellPlan& plan, const BlockRows& rows, unsigned /*column*/) {
+        FoldEach<std::uint32_t>(
+            plan, rows, [](EBlockIndex /*record*/, const auto& step) { step(MissingNumber{}); });
+    }
+
+    /// Folds into the rows of each record what `read(record, step)` gives to `step`. One loop for
+    /// each usual number of places: a score has the line, a grid the cell and two totals.
+    template <class T, class Read>
+    static void FoldEach(const CellPlan& plan, const BlockRows& rows, const Read& read) {
+        if (rows.shared != nullptr && rows.places.size() == 1) {
+            return FoldPlaces<T>(plan, rows, read, std::array{rows.places[0]});
+        }
+        if (rows.shared != nullptr && rows.places.size() == 3) {
+            if (rows.isSteady) {
+                return FoldSteady<T>(plan, rows, read);
+            }
+            return FoldPlaces<T>(plan, rows, read,
+                                 std::array{rows.places[0], rows.places[1], rows.places[2]});
+        }
+        ForEachRecord(rows, [&](EBlockIndex record, CellPlan::Rows rowsOfRecord) {
+            read(record, [&](const auto& number) {
+                for (std::byte* const row : rowsOfRecord) {
+                    StepIn<T>(row + plan.offset, number);
+                }
+            });
+        });
+    }
+
+    /// The shared row is folded in registers as long as it holds a number: through memory each
+    /// record would wait for the one before.
+    template <class T, class Read, std::size_t Places>
+    [[gnu::flatten]] static void FoldPlaces(const CellPlan& plan, const BlockRows& rows,
+                                            const Read read,
+                                            const std::array<BlockRows::Place, Places> places) {
+        const EBlockIndex* const records = rows.records.data();
+        const std::size_t count = rows.records.size();
+        const std::size_t offset = plan.offset;
+        const auto stepInPlaces = [&](std::size_t at, const auto& number) {
+            [&]<std::size_t... Place>(std::index_sequence<Place...>) {
+                (StepIn<T>(places[Place][at] + offset, number), ...);
+            }
+            (std::make_index_sequence<Places>());
+        };
+        auto& shared = plan.StateIn<NumberState>(rows.shared);
+        for (std::size_t at = 0; at < count;) {
+            if (shared.held != Held::Value) {
+                read(records[at], [&](const auto& number) {
+                    stepInPlaces(at, number);
+                    StepInAny<T>(shared, number);
+                });
+                ++at;
+                continue;
+            }
+            LocalState<T> all(shared);
+            do {
+                read(records[at], [&](const auto& number) {
+                    stepInPlaces(at, number);
+                    StepInNumber<T>(all, number);
+                });
+            } while (++at < count && all.held == Held::Value);
+            all.StoreIn(shared);
+        }
+    }
+
+    /// The same for a steady second place, whose row stays in registers too.
+    template <class T, class Read>
+    [[gnu::flatten]] static void FoldSteady(const CellPlan& plan, const BlockRows& rows,
+                                            const Read read) {
+        const BlockRows::Place places[] = {rows.places[0], rows.places[1], rows.places[2]};
+        const EBlockIndex* const records = rows.records.data();
+        const std::size_t count = rows.records.size();
+        const std::size_t offset = plan.offset;
+        const auto stepInPlaces = [&](std::size_t at, const auto& number) {
+            StepIn<T>(places[0][at] + offset, number);
+            StepIn<T>(places[2][at] + offset, number);
+        };
+        auto& shared = plan.StateIn<NumberState>(rows.shared);
+        for (std::size_t at = 0; at < count;) {
+            std::byte* const row = places[1][at];
+            auto& steady = plan.StateIn<NumberState>(row);
+            if (shared.held != Held::Value || steady.held != Held::Value) {
+                read(records[at], [&](const auto& number) {
+                    stepInPlaces(at, number);
+                    StepInAny<T>(steady, number);
+                    StepInAny<T>(shared, number);
+                });
+                ++at;
+                continue;
+            }
+            LocalState<T> second(steady);
+            LocalState<T> all(shared);
+            do {
+                read(records[at], [&](const auto& number) {
+                    stepInPlaces(at, number);
+                    StepInNumber<T>(second, number);
+                    StepInNumber<T>(all, number);
+                });
+            } while (++at < count && places[1][at] == row && second.held == Held::Value &&
+                     all.held == Held::Value);
+            second.StoreIn(steady);
+            all.StoreIn(shared);
+        }
+    }
+
+    template <class T, class Number>
+    static void StepIn(std::byte* at, Number number) {
+        auto& state = StateAt<NumberState>(at);
+        if (state.held == Held::Value) [[likely]] {
+            StepInNumber<T>(state, number);
+        } else {
+            StepInAny<T>(state, number);
+        }
+    }
+    /// Requires a state that holds a number.
+    template <class T, class State, class Number>
+    static void StepInNumber(State& state, Number number) {
+        NumberAccumulator<T, State, /*HoldsNumber=*/true> accumulator(state);
+        Fold::Step(accumulator, number);
+    }
+    template <class T, class Number>
+    [[gnu::noinline, gnu::cold]] static void StepInAny(NumberState& state, Number number) {
+        NumberAccumulator<T> accumulator(state);
+        Fold::Step(accumulator, number);
+    }
+};
+
+}  // namespace etabulon::detail
