@@ -5,7 +5,7 @@
 namespace etabulon::detail {
 
 TreeReFiling::TreeReFiling(const EDataTreeNode& from, EDataTreeNode& to)
-    : old_(from), new_(to), filing_(to, /*dirty=*/0) {}
+    : old_(from), new_(to), filing_(to) {}
 
 bool TreeReFiling::Run() {
     // A root that was a leaf once may have children: it is one record.
