@@ -43,7 +43,6 @@ public:
     }
 
     void Enter(TreeWalk& walk) noexcept;
-    /// Requires that the walks that entered later have left.
     void Leave(TreeWalk& walk) noexcept;
 
     [[nodiscard]] bool IsEmpty() const noexcept { return innermost_ == nullptr; }

@@ -219,6 +219,41 @@ TEST(Filler, CanBeUsedForASecondWalkAndCopied) {
     EXPECT_EQ(sales.Text(tree), kAllSales);
 }
 
+TEST(Filler, TakesBlocks) {
+    struct Blocks : EBlockListener {
+        std::size_t records = 0;
+        CursorStatus OnMove(const ETabulonCursor&) override { return StatusOk; }
+        bool WantBlocks(const ETabulonCursor&, EBlockRequest&) override { return true; }
+        CursorStatus OnBlock(const ETabulonCursor&, const ERecordBlock&,
+                             std::span<const EBlockIndex> given) override {
+            records += given.size();
+            return StatusOk;
+        }
+    } blocks;
+    Sales sales;
+    EDataTree tree(&sales.cursor, "root", nullptr);
+    EDataTreeFiller filler(tree.Root());
+    const ECursorListening listening(sales.cursor, blocks);
+    const ECursorListening filling(sales.cursor, filler);
+    EXPECT_EQ(sales.cursor.Browse(ETabulonTag::Null), StatusOk);
+    EXPECT_EQ(blocks.records, 4U);
+    EXPECT_EQ(sales.Text(tree), kAllSales);
+}
+
+TEST_F(TreeNodes, MetByAFillerInAListenerStayThoughTheWalkDoesntMeetThem) {
+    Delete({4, 5});
+    meddler.act = AtRecord(1, [this] {
+        const Sales all;
+        EDataTreeFiller filler(tree.Root());
+        ETabulonCursorEData inner;
+        inner.Init(all.levels, all.table.get(), /*ownsTable=*/false);
+        const ECursorListening listening(inner, filler);
+        EXPECT_EQ(inner.Browse(ETabulonTag::Null), StatusOk);
+    });
+    EXPECT_EQ(tree.Refresh(), StatusOk);
+    EXPECT_EQ(Text(tree), kAllSales);
+}
+
 // -------------------------------------------------------------------------- meddling with the tree
 
 struct MeddledWalk : TreeNodes, testing::WithParamInterface<int> {};
