@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstring>
 #include <limits>
+#include <numeric>
 #include <string>
 #include <utility>
 
@@ -37,7 +38,8 @@ public:
     [[nodiscard]] SortItem Make(std::size_t index) {
         const std::size_t begin = arena_.size();
         AppendKey(index);
-        SortItem item{0, begin, arena_.size() - begin, index, siblings_.At(index)};
+        SortItem item{0, begin, arena_.size() - begin, index,
+                      siblings_.IsUnmade(index) ? nullptr : siblings_.At(index)};
         char first[8] = {};
         std::memcpy(first, arena_.data() + begin, std::min(item.length, sizeof first));
         for (const char byte : first) {
@@ -74,7 +76,7 @@ private:
                siblings_.level_ == siblings_.order_.level;
     }
     void Prefetch(std::size_t index) const noexcept {
-        if (index + kAhead < siblings_.size_ && !IsNumber(index + kAhead)) {
+        if (index + kAhead < siblings_.MadeSize() && !IsNumber(index + kAhead)) {
             const EDataTreeNode* node = siblings_.At(index + kAhead);
             PrefetchToRead(node);
             PrefetchToRead(&NodeAccess::Value(*node).Data());
@@ -88,18 +90,26 @@ private:
         const ETabulonValue* value = node.Tag().Find(siblings_.order_.level);
         return value != nullptr ? *value : ETabulonValue::Null;
     }
+    [[nodiscard]] std::int64_t NumberAt(std::size_t index) const noexcept {
+        return siblings_.IsUnmade(index)
+                   ? siblings_.unmade_.Number(index - siblings_.MadeSize())
+                   : siblings_.waiting_[index - siblings_.ordered_.size()].number;
+    }
     void AppendKey(std::size_t index) {
         if (IsNumber(index)) {
             char digits[std::numeric_limits<std::int64_t>::digits10 + 2];
-            const std::int64_t number =
-                siblings_.waiting_[index - siblings_.ordered_.size()].number;
+            const std::int64_t number = NumberAt(index);
             const char* end = std::to_chars(digits, std::end(digits), number).ptr;
             AppendKey(std::string_view(digits, static_cast<std::size_t>(end - digits)));
             return;
         }
         EVariant::TextBuffer buffer;
         Chaine holder;
-        const ETabulonValue& value = ValueOf(*siblings_.At(index));
+        const bool isUnmade = siblings_.IsUnmade(index);
+        if (isUnmade) {
+            siblings_.unmade_.ReadValue(index - siblings_.MadeSize(), unmade_);
+        }
+        const ETabulonValue& value = isUnmade ? unmade_ : ValueOf(*siblings_.At(index));
         AppendKey(siblings_.order_.isOnData ? value.Data().AsText(buffer, holder)
                                             : value.DisplayText(buffer, holder));
     }
@@ -120,7 +130,35 @@ private:
 
     const TreeSiblings& siblings_;
     std::string arena_;
+    ETabulonValue unmade_;  // of the leaf without a node that was read last
 };
+
+// Deliberate: of equals the newest stands first, as if each had been filed by a scan that stops at
+// the first sibling not below it. EqualSiblings.NewestStandsFirst holds it.
+bool TreeSiblings::IsInFront(const SortTexts& texts, const SortItem& a,
+                             const SortItem& b) noexcept {
+    const int order = texts.Compare(a, b);
+    return order != 0 ? order < 0 : a.index > b.index;
+}
+
+bool TreeSiblings::FindOrder(std::vector<std::uint32_t>& order) const {
+    if (ordered_.size() > 1 || !waiting_.empty() || irregular_ != 0 || level_ != order_.level) {
+        return false;
+    }
+    order.resize(size_);
+    std::iota(order.begin(), order.end(), 0U);
+    if (!order_.isOrdered || size_ == 1) {
+        return true;
+    }
+    SortTexts texts(*this);
+    std::vector<SortItem> items = texts.Make(0, size_);
+    std::sort(items.begin(), items.end(), [&texts](const SortItem& a, const SortItem& b) {
+        return IsInFront(texts, a, b);
+    });
+    std::transform(items.begin(), items.end(), order.begin(),
+                   [](const SortItem& item) { return static_cast<std::uint32_t>(item.index); });
+    return true;
+}
 
 void TreeSiblings::OrderWaiting() {
     if (!HasWaiting()) {
@@ -170,11 +208,8 @@ void TreeSiblings::OrderBySort() {
     const std::size_t before = ordered_.size();
     SortTexts texts(*this);
     std::vector<SortItem> waiting = texts.Make(before, size_);
-    // Deliberate: of equals the newest stands first, as if each had been filed by a scan that stops
-    // at the first sibling not below it. EqualSiblings.NewestStandsFirst holds it.
     std::sort(waiting.begin(), waiting.end(), [&texts](const SortItem& a, const SortItem& b) {
-        const int order = texts.Compare(a, b);
-        return order != 0 ? order < 0 : a.index > b.index;
+        return IsInFront(texts, a, b);
     });
 
     // Each goes in front of the first sibling that isn't below it.

@@ -78,6 +78,10 @@ public:
     [[nodiscard]] bool IsNumber(std::size_t index, std::int64_t number) const noexcept {
         return !isText_ && NumberOf(leaves_[index]) == number;
     }
+    /// Requires that the leaf's value isn't a text.
+    [[nodiscard]] std::int64_t Number(std::size_t index) const noexcept {
+        return NumberOf(leaves_[index]);
+    }
     [[nodiscard]] bool IsEqual(std::size_t index, const ETabulonValue& value) const;
     [[nodiscard]] bool IsIdentical(std::size_t index, const ETabulonValue& value) const;
     [[nodiscard]] std::uint32_t Hash(std::size_t index) const;
