@@ -146,6 +146,7 @@ private:
     void ForgetIndex() noexcept;
     void IndexAll();
     void Index(std::uint32_t index);
+    void PrefetchChild(std::size_t index) const noexcept;
 
     // What a new leaf touches comes first: one cache line.
     TreeUnmadeLeaves unmade_;

@@ -50,8 +50,13 @@ public:
     [[nodiscard]] std::vector<SortItem> Make(std::size_t from, std::size_t to) {
         std::vector<SortItem> items;
         items.reserve(to - from);
-        for (std::size_t index = from; index < to; ++index) {
+        for (std::size_t index = from; index < std::min(from + kAhead, to); ++index) {
             Prefetch(index);
+        }
+        for (std::size_t index = from; index < to; ++index) {
+            if (index + kAhead < to) {
+                Prefetch(index + kAhead);
+            }
             items.push_back(Make(index));
         }
         return items;
@@ -76,11 +81,16 @@ private:
                siblings_.level_ == siblings_.order_.level;
     }
     void Prefetch(std::size_t index) const noexcept {
-        if (index + kAhead < siblings_.MadeSize() && !IsNumber(index + kAhead)) {
-            const EDataTreeNode* node = siblings_.At(index + kAhead);
-            PrefetchToRead(node);
-            PrefetchToRead(&NodeAccess::Value(*node).Data());
+        if (IsNumber(index)) {
+            return;
         }
+        if (siblings_.IsUnmade(index)) {
+            siblings_.unmade_.PrefetchText(index - siblings_.MadeSize());
+            return;
+        }
+        const EDataTreeNode* node = siblings_.At(index);
+        PrefetchToRead(node);
+        PrefetchToRead(&NodeAccess::Value(*node).Data());
     }
     /// A sibling may lack the level, after a change of levels that didn't empty the tree.
     [[nodiscard]] const ETabulonValue& ValueOf(const EDataTreeNode& node) const {

@@ -108,6 +108,12 @@ public:
     /// Drops the dirty leaves and returns how many there were.
     std::size_t DropDirty() noexcept;
 
+    /// Prefetches the text of a leaf whose value is one.
+    void PrefetchText(std::size_t index) const noexcept {
+        if (isText_) {
+            PrefetchToWrite(BodyOf(leaves_[index]));
+        }
+    }
     void PrefetchEnd() const noexcept { PrefetchToWrite(leaves_.data() + leaves_.size()); }
 
 private:
