@@ -231,20 +231,27 @@ void TreeBlockFiling::PrefetchNewLeaves(const ERecordBlock& block,
     const auto childrenOf = [this](EBlockIndex place) -> const TreeChildren& {
         return NodeAccess::Children(*nodes_[parents_[place] / 2]);
     };
-    const ERecordBlock::Column& column = block.At(columns_[levels_.size() - 1].data);
-    const bool areTexts = column.numbers != nullptr;
     for (const EBlockIndex place : news_) {
         childrenOf(place).PrefetchList();
-        if (areTexts) {
-            PrefetchToRead(&column.dictionary->Value(column.numbers[records[place]]));
-        }
+        PrefetchValue(block, records[place]);
     }
     for (const EBlockIndex place : news_) {
         childrenOf(place).PrefetchListEnd();
-        if (areTexts) {
-            const EVariant& value = column.dictionary->Value(column.numbers[records[place]]);
-            PrefetchToWrite(value.GetBuffer());
-        }
+        PrefetchText(block, records[place]);
+    }
+}
+
+/// Prefetches the value of a record's leaf, and then, once it has arrived, its text.
+void TreeBlockFiling::PrefetchValue(const ERecordBlock& block, EBlockIndex record) const noexcept {
+    const ERecordBlock::Column& column = block.At(columns_[levels_.size() - 1].data);
+    if (column.numbers != nullptr) {
+        PrefetchToRead(&column.dictionary->Value(column.numbers[record]));
+    }
+}
+void TreeBlockFiling::PrefetchText(const ERecordBlock& block, EBlockIndex record) const noexcept {
+    const ERecordBlock::Column& column = block.At(columns_[levels_.size() - 1].data);
+    if (column.numbers != nullptr) {
+        PrefetchToWrite(column.dictionary->Value(column.numbers[record]).GetBuffer());
     }
 }
 

@@ -75,6 +75,8 @@ private:
     void Restart();
     void FileSingly(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void FileCached(const ERecordBlock& block, std::span<const EBlockIndex> records);
+    void PrefetchValue(const ERecordBlock& block, EBlockIndex record) const noexcept;
+    void PrefetchText(const ERecordBlock& block, EBlockIndex record) const noexcept;
     void PrefetchNewLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void FileNewLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void FileLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records,

@@ -79,8 +79,8 @@ public:
     void MakeAll();
     /// Makes the nodes that are missing, and sorts the new children in.
     void OrderWaiting();
-    /// Finds the order that OrderWaiting would put the children in, by their indexes, without making
-    /// nodes. False where that takes their nodes.
+    /// Finds the order that OrderWaiting would put the children in, by their indexes, without
+    /// making nodes. False where that takes their nodes.
     [[nodiscard]] bool FindOrder(std::vector<std::uint32_t>& order) const;
     /// Takes the dirty children out: their nodes, with their references, and those without a node.
     [[nodiscard]] std::vector<EDataTreeNode*> TakeDirty();

@@ -162,9 +162,8 @@ bool TreeSiblings::FindOrder(std::vector<std::uint32_t>& order) const {
     }
     SortTexts texts(*this);
     std::vector<SortItem> items = texts.Make(0, size_);
-    std::sort(items.begin(), items.end(), [&texts](const SortItem& a, const SortItem& b) {
-        return IsInFront(texts, a, b);
-    });
+    std::sort(items.begin(), items.end(),
+              [&texts](const SortItem& a, const SortItem& b) { return IsInFront(texts, a, b); });
     std::transform(items.begin(), items.end(), order.begin(),
                    [](const SortItem& item) { return static_cast<std::uint32_t>(item.index); });
     return true;
@@ -218,9 +217,8 @@ void TreeSiblings::OrderBySort() {
     const std::size_t before = ordered_.size();
     SortTexts texts(*this);
     std::vector<SortItem> waiting = texts.Make(before, size_);
-    std::sort(waiting.begin(), waiting.end(), [&texts](const SortItem& a, const SortItem& b) {
-        return IsInFront(texts, a, b);
-    });
+    std::sort(waiting.begin(), waiting.end(),
+              [&texts](const SortItem& a, const SortItem& b) { return IsInFront(texts, a, b); });
 
     // Each goes in front of the first sibling that isn't below it.
     std::size_t end = before;

@@ -123,6 +123,7 @@ private:
         return reinterpret_cast<Chaine::Body*>(leaf.value & ~kDirty);
     }
     [[nodiscard]] EVariant DataOf(std::size_t index) const;
+    [[nodiscard]] bool IsSameText(std::size_t index, const ETabulonValue& value) const noexcept;
 
     std::vector<TreeLeafWords> leaves_;
     std::uint16_t type_ = 0;  // of the values
