@@ -351,6 +351,7 @@ void EDataTreeNode::DropChildren() noexcept {
     const std::size_t made = children.MadeSize();
     IncLeafCount(-static_cast<std::int32_t>(children.Size() - made));
     for (std::size_t index = 0; index < made; ++index) {
+        children.PrefetchNear(index);
         Drop(children.At(index));
     }
 }

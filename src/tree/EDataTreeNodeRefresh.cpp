@@ -2,6 +2,7 @@
 #include "etabulon/tree/EDataTreeNode.h"
 #include "tree/NodeExtra.h"
 #include "tree/TreeFileTag.h"
+#include "tree/TreeFlagPass.h"
 #include "tree/TreeRefresh.h"
 #include "tree/TreeSiblings.h"
 
@@ -40,20 +41,23 @@ CursorStatus EDataTreeNode::Refresh(ETabulonCursor* cursor) {
     return status;
 }
 
-/// Returns how many nodes there are below.
-std::size_t EDataTreeNode::SetDirtyChilds(bool dirty) noexcept {
+/// False if a cancel has ended the pass: some nodes keep their flags.
+bool EDataTreeNode::SetDirtyChilds(bool dirty, detail::TreeFlagPass& pass) {
     const std::size_t made = children_.MadeSize();
-    std::size_t count = children_.Size();
     for (std::size_t index = 0; index < made; ++index) {
         children_.PrefetchNear(index);
         EDataTreeNode* child = children_.At(index);
-        count += child->SetDirtyChilds(dirty);
         child->dirty_ = dirty;
+        if (!pass.Count(1) || !child->SetDirtyChilds(dirty, pass)) {
+            return false;
+        }
     }
-    if (detail::TreeSiblings* const siblings = children_.Siblings(); siblings != nullptr) {
-        siblings->Unmade().SetAllDirty(dirty);
+    if (made == children_.Size()) {
+        return true;
     }
-    return count;
+    detail::TreeUnmadeLeaves& unmade = children_.Siblings()->Unmade();
+    unmade.SetAllDirty(dirty);
+    return pass.Count(unmade.Size());
 }
 
 void EDataTreeNode::ReleaseDirtyChilds() {

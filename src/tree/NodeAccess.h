@@ -99,8 +99,8 @@ struct NodeAccess {
     // The flags of a refresh.
     [[nodiscard]] static bool IsDirty(const Node& node) noexcept { return node.dirty_; }
     static void SetDirty(Node& node, bool dirty) noexcept { node.dirty_ = dirty; }
-    static std::size_t SetDirtyChilds(Node& node, bool dirty) noexcept {
-        return node.SetDirtyChilds(dirty);
+    static bool SetDirtyChilds(Node& node, bool dirty, TreeFlagPass& pass) {
+        return node.SetDirtyChilds(dirty, pass);
     }
     static void ReleaseDirtyChilds(Node& node) { node.ReleaseDirtyChilds(); }
 };

@@ -17,7 +17,12 @@ constexpr std::int8_t kUnknown = -1;
 
 }  // namespace
 
-TreeBlockFiling::TreeBlockFiling(TreeFiling& filing) : filing_(filing) {}
+TreeBlockFiling::TreeBlockFiling(TreeFiling& filing, Mode mode)
+    : filing_(filing), setsKeys_(mode != Mode::Nodes), makesNodes_(mode != Mode::Keys) {
+    if (makesNodes_) {
+        filing_.Leaves().MakeNodes();
+    }
+}
 
 // ----------------------------------------------------------------------------------------- columns
 
@@ -25,7 +30,7 @@ bool TreeBlockFiling::Want(const ETabulonCursor& cursor, EBlockRequest& request)
     if (!filing_.CanFileBlocks() || !AddColumns(cursor, request)) {
         return false;
     }
-    request.keys = true;
+    request.keys = request.keys || setsKeys_;
     Restart();
     return true;
 }
@@ -119,8 +124,9 @@ void TreeBlockFiling::File(const ERecordBlock& block, std::span<const EBlockInde
         levels_.back().Clear();
         leafGeneration_ = filing_.LeafKeys().Generation();
     }
-    areKeysPositions_ = block.AreKeysPositions();
-    const bool isEachNew = lookups_ >= kTrial && known_ <= lookups_ / 8;
+    areKeysPositions_ = setsKeys_ && block.AreKeysPositions();
+    const bool isEachNew = !makesNodes_ && lookups_ >= kTrial && known_ <= lookups_ / 8;
+    filed_.assign(makesNodes_ ? records.size() : 0, &filing_.Start());
     lookups_ += records.size();
     for (std::size_t at = 0; at + (isEachNew ? 1 : 0) < levels_.size(); ++at) {
         levels_[at].Read(block, records);
@@ -144,8 +150,16 @@ void TreeBlockFiling::File(const ERecordBlock& block, std::span<const EBlockInde
 
 /// The levels have changed since Want.
 void TreeBlockFiling::FileSingly(const ERecordBlock& block, std::span<const EBlockIndex> records) {
+    filed_.clear();
     for (const EBlockIndex record : records) {
         MakeTag(block, record);
+        if (makesNodes_) {
+            filed_.push_back(filing_.Add(tag_));
+            if (filed_.back() != nullptr) {
+                SetKey(block, record, {filed_.back()});
+            }
+            continue;
+        }
         block.ReadKey(record, fields_);
         key_.Set(fields_, block.Position(record));
         filing_.Prefetch(tag_);
@@ -173,6 +187,9 @@ void TreeBlockFiling::FileCached(const ERecordBlock& block, std::span<const EBlo
                 KeepKeys(block, records, keysFrom, place);
                 keysFrom = place + 1;
                 EDataTreeNode* const leaf = FileStray(block, records[place], place);
+                if (makesNodes_) {
+                    filed_[place] = leaf;
+                }
                 if (leaf != nullptr && parents_[place] != kNone) {
                     const std::uint32_t number = filing_.LeafKeys().Add({leaf}, /*isAlias=*/true);
                     levels_.back().Add(parents_[place], records[place], number);
@@ -184,6 +201,20 @@ void TreeBlockFiling::FileCached(const ERecordBlock& block, std::span<const EBlo
         throw;
     }
     KeepKeys(block, records, keysFrom, place);
+    for (place = 0; place < filed_.size(); ++place) {
+        if (found[place] != kNone) {
+            filed_[place] = filing_.LeafKeys().At(found[place]).node;
+        }
+    }
+}
+
+EDataTreeNode* TreeBlockFiling::File(const ETabulonCursor& cursor) {
+    filing_.LeafKeys().Write();  // one may be of the same leaf
+    EDataTreeNode* const node = filing_.Add(cursor.CurrentTag());
+    if (node != nullptr && setsKeys_) {
+        NodeAccess::SetKey(*node, cursor.PrimaryKey());
+    }
+    return node;
 }
 
 /// Prefetches, pass by pass, what the leaves that aren't known yet need: their parents and values,
@@ -200,20 +231,27 @@ void TreeBlockFiling::PrefetchNewLeaves(const ERecordBlock& block,
     const auto childrenOf = [this](EBlockIndex place) -> const TreeChildren& {
         return NodeAccess::Children(*nodes_[parents_[place] / 2]);
     };
-    const ERecordBlock::Column& column = block.At(columns_[levels_.size() - 1].data);
-    const bool areTexts = column.numbers != nullptr;
     for (const EBlockIndex place : news_) {
         childrenOf(place).PrefetchList();
-        if (areTexts) {
-            PrefetchToRead(&column.dictionary->Value(column.numbers[records[place]]));
-        }
+        PrefetchValue(block, records[place]);
     }
     for (const EBlockIndex place : news_) {
         childrenOf(place).PrefetchListEnd();
-        if (areTexts) {
-            const EVariant& value = column.dictionary->Value(column.numbers[records[place]]);
-            PrefetchToWrite(value.GetBuffer());
-        }
+        PrefetchText(block, records[place]);
+    }
+}
+
+/// Prefetches the value of a record's leaf, and then, once it has arrived, its text.
+void TreeBlockFiling::PrefetchValue(const ERecordBlock& block, EBlockIndex record) const noexcept {
+    const ERecordBlock::Column& column = block.At(columns_[levels_.size() - 1].data);
+    if (column.numbers != nullptr) {
+        PrefetchToRead(&column.dictionary->Value(column.numbers[record]));
+    }
+}
+void TreeBlockFiling::PrefetchText(const ERecordBlock& block, EBlockIndex record) const noexcept {
+    const ERecordBlock::Column& column = block.At(columns_[levels_.size() - 1].data);
+    if (column.numbers != nullptr) {
+        PrefetchToWrite(column.dictionary->Value(column.numbers[record]).GetBuffer());
     }
 }
 
@@ -361,6 +399,9 @@ void TreeBlockFiling::MakeValue(const ERecordBlock& block, EBlockIndex record, c
 /// would be replaced.
 void TreeBlockFiling::KeepKeys(const ERecordBlock& block, std::span<const EBlockIndex> records,
                                std::size_t first, std::size_t end) {
+    if (!setsKeys_) {
+        return;
+    }
     TreeLeafKeys& keys = filing_.LeafKeys();
     if (areKeysPositions_) {
         for (std::size_t place = first; place < end; ++place) {
@@ -394,11 +435,17 @@ void TreeBlockFiling::KeepKey(const ERecordBlock& block, EBlockIndex record, std
 }
 
 void TreeBlockFiling::SetKey(const ERecordBlock& block, EBlockIndex record, const TreeLeaf& leaf) {
-    ReadKey(block, record);
-    SetReadKey(leaf, block.Position(record));
+    if (setsKeys_) {
+        ReadKey(block, record);
+        SetReadKey(leaf, block.Position(record));
+    }
 }
 
 void TreeBlockFiling::ReadKey(const ERecordBlock& block, EBlockIndex record) {
+    if (!setsKeys_) {
+        packed_ = {};
+        return;
+    }
     const EPosition position = block.Position(record);
     if (areKeysPositions_ && position >= 0) {
         packed_ = {position, TreeKeyForm::Int64AtPosition};

@@ -31,12 +31,22 @@ class TreeFiling;
 /// Failure  std::bad_alloc passes through; the walk has to end then.
 class TreeBlockFiling {
 public:
-    explicit TreeBlockFiling(TreeFiling& filing);
+    enum class Mode : std::uint8_t {
+        Keys = 0,          // sets the keys of the leaves
+        Nodes = 1,         // makes all nodes, for Nodes()
+        KeysAndNodes = 2,  // both
+    };
+    explicit TreeBlockFiling(TreeFiling& filing, Mode mode = Mode::Keys);
 
     /// Asks for the columns of the levels shown. False where the records must come one by one.
     [[nodiscard]] bool Want(const ETabulonCursor& cursor, EBlockRequest& request);
     /// Requires that the last call of Want was true.
     void File(const ERecordBlock& block, std::span<const EBlockIndex> records);
+    /// The same for a single record. Returns its node, or null if it has only hidden values.
+    EDataTreeNode* File(const ETabulonCursor& cursor);
+    /// The nodes of the last block's records, or null for those that have only hidden values.
+    /// Requires a mode with nodes.
+    [[nodiscard]] std::span<EDataTreeNode* const> Nodes() const noexcept { return filed_; }
 
 private:
     // Records before the leaves are judged.
@@ -65,6 +75,8 @@ private:
     void Restart();
     void FileSingly(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void FileCached(const ERecordBlock& block, std::span<const EBlockIndex> records);
+    void PrefetchValue(const ERecordBlock& block, EBlockIndex record) const noexcept;
+    void PrefetchText(const ERecordBlock& block, EBlockIndex record) const noexcept;
     void PrefetchNewLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void FileNewLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void FileLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records,
@@ -97,7 +109,10 @@ private:
     void SetReadKey(const TreeLeaf& leaf, EPosition position);
 
     TreeFiling& filing_;
-    std::vector<Column> columns_;  // the levels shown come first, from the top down
+    bool setsKeys_;
+    bool makesNodes_;
+    std::vector<EDataTreeNode*> filed_;  // by the record's place, in a mode with nodes
+    std::vector<Column> columns_;        // the levels shown come first, from the top down
     std::vector<TreeBlockLevel> levels_;
     std::vector<Above> above_;
     bool canBeIdentical_ = false;  // no node at or above the start has a tag of its own

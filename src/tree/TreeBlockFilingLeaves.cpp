@@ -31,6 +31,7 @@ void TreeBlockFiling::FileNewLeaves(const ERecordBlock& block,
         for (std::size_t place = first; place < end; ++place) {
             if (FindParent(block, records[place], place)) {
                 NodeAccess::Prefetch(*nodes_[parents_[place] / 2]);
+                PrefetchValue(block, records[place]);
                 continue;
             }
             FileLeaves(block, records, filed, place);
@@ -47,6 +48,7 @@ void TreeBlockFiling::FileLeaves(const ERecordBlock& block, std::span<const EBlo
                                  std::size_t first, std::size_t end) {
     for (std::size_t place = first; place < end; ++place) {
         NodeAccess::Children(*nodes_[parents_[place] / 2]).PrefetchList();
+        PrefetchText(block, records[place]);
     }
     for (std::size_t place = first; place < end; ++place) {
         NodeAccess::Children(*nodes_[parents_[place] / 2]).PrefetchListEnd();

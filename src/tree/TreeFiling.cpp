@@ -16,10 +16,9 @@ constexpr std::uint32_t kTrial = 256;
 
 }  // namespace
 
-TreeFiling::TreeFiling(EDataTreeNode& start, std::size_t dirty)
+TreeFiling::TreeFiling(EDataTreeNode& start)
     : TreeWalk(start),
       sort_(NodeAccess::SortDesc(start)),
-      marks_(dirty),
       held_(sort_, marks_, cache_),
       leaves_(sort_, marks_),
       newLeaves_(sort_) {

@@ -25,8 +25,7 @@ namespace etabulon::detail {
 /// Failure  std::bad_alloc passes through; the walk has to end then.
 class TreeFiling final : public TreeWalk {
 public:
-    /// `dirty` nodes below the start have their flag set.
-    TreeFiling(EDataTreeNode& start, std::size_t dirty);
+    explicit TreeFiling(EDataTreeNode& start);
     ~TreeFiling() override;
 
     /// Prefetches what File of the same tag reads. Requires that the tag lives until then.
@@ -37,6 +36,8 @@ public:
     /// Files the records that are held back, and writes the keys. Fails also where an earlier flush
     /// for a reader ran out of memory.
     void Flush();
+    /// So many nodes below the start have their flag set. Without this call none has.
+    void SetDirtyCount(std::size_t dirty) noexcept { marks_.SetDirtyCount(dirty); }
     /// The walk has met each node that was below the start. It may be false though it has.
     [[nodiscard]] bool HasMetAll() const noexcept { return marks_.HasMetAll(); }
 

@@ -23,7 +23,7 @@ TreeLeafFiling::Result TreeLeafFiling::File(EDataTreeNode& parent, unsigned leve
         // An only child takes less memory than a list.
         canBeUnmade = !children.IsEmpty() && TreeUnmadeLeaves::CanBe(value, key.form);
     }
-    if (!canBeUnmade) {
+    if (!canBeUnmade || makesNodes_) {
         return Make(parent, level, value, key);
     }
     const std::uint32_t index = children.AddUnmade(parent, sort_, level, value, key);
@@ -33,6 +33,9 @@ TreeLeafFiling::Result TreeLeafFiling::File(EDataTreeNode& parent, unsigned leve
 
 TreeLeafFiling::Result TreeLeafFiling::Found(EDataTreeNode& parent, TreeSiblings& siblings,
                                              std::uint32_t index, const ETabulonValue& value) {
+    if (makesNodes_) {
+        siblings.MakeAll();
+    }
     if (!siblings.IsUnmade(index)) {
         return Found(*siblings.At(index), value);
     }

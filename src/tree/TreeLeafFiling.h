@@ -26,6 +26,9 @@ public:
     TreeLeafFiling(const ETabulonSortDesc& sort, TreeRefreshMarks& marks) noexcept
         : sort_(sort), marks_(marks) {}
 
+    /// From here on File makes the node of each leaf that it adds or finds.
+    void MakeNodes() noexcept { makesNodes_ = true; }
+
     struct Result {
         TreeLeaf leaf;             // no node: it can't be found by value
         bool wasMet = false;       // the walk had met it before
@@ -49,6 +52,7 @@ private:
 
     const ETabulonSortDesc& sort_;
     TreeRefreshMarks& marks_;
+    bool makesNodes_ = false;
 };
 
 }  // namespace etabulon::detail

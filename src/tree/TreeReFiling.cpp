@@ -5,7 +5,7 @@
 namespace etabulon::detail {
 
 TreeReFiling::TreeReFiling(const EDataTreeNode& from, EDataTreeNode& to)
-    : old_(from), new_(to), filing_(to, /*dirty=*/0) {}
+    : old_(from), new_(to), filing_(to) {}
 
 bool TreeReFiling::Run() {
     // A root that was a leaf once may have children: it is one record.
@@ -45,21 +45,39 @@ bool TreeReFiling::FindDepths() {
 }
 
 bool TreeReFiling::FileBelow(const EDataTreeNode& node, std::size_t depth) {
-    const bool areLeaves = depth + 1 == levels_.size();
-    if (!NodeAccess::Children(node).IsOnlyOf(levels_[depth])) {
+    TreeChildren& children = NodeAccess::Children(node);
+    if (!children.IsOnlyOf(levels_[depth])) {
         return false;
     }
-    if (areLeaves && CopyLeaves(node)) {
-        return true;
+    if (depth + 1 == levels_.size()) {
+        return CopyLeaves(node) || FileLeaves(node);
     }
-    TreeChildren& children = NodeAccess::Children(node);
     children.OrderWaiting();
     for (std::size_t index = 0; index < children.Size(); ++index) {
         children.PrefetchNear(index);
         const EDataTreeNode& child = *children.At(index);
-        at_[depth] = &child;
-        if (NodeAccess::OwnsTag(child) || child.IsTreeLeaf() != areLeaves ||
-            !(areLeaves ? FileLeaf(child) : FileBelow(child, depth + 1))) {
+        StandAt(depth, NodeAccess::Value(child));
+        if (NodeAccess::OwnsTag(child) || child.IsTreeLeaf() || !FileBelow(child, depth + 1)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Files the leaves below a node one by one, in their order. Those without a node get none.
+bool TreeReFiling::FileLeaves(const EDataTreeNode& node) {
+    TreeChildren& children = NodeAccess::Children(node);
+    const TreeSiblings* const siblings = children.Siblings();
+    if (siblings != nullptr && siblings->HasWaiting() && siblings->FindOrder(order_)) {
+        return std::all_of(order_.begin(), order_.end(), [&](std::uint32_t index) {
+            return siblings->IsUnmade(index) ? FileUnmade(*siblings, index)
+                                             : FileNode(*siblings->At(index));
+        });
+    }
+    children.OrderWaiting();
+    for (std::size_t index = 0; index < children.Size(); ++index) {
+        children.PrefetchNear(index);
+        if (!FileNode(*children.At(index))) {
             return false;
         }
     }
@@ -88,37 +106,49 @@ EDataTreeNode* TreeReFiling::FindParent() {
     bool isShared = true;
     for (std::size_t depth = 0; depth < path_.size(); ++depth) {
         Step& step = path_[depth];
-        const EDataTreeNode* const source = at_[oldDepths_[depth]];
-        isShared = isShared && step.source == source;
+        const Source& source = at_[oldDepths_[depth]];
+        isShared = isShared && step.source == source.number;
         if (!isShared) {
-            const ETabulonValue& value = NodeAccess::Value(*source);
+            const ETabulonValue& value = *source.value;
             EDataTreeNode* const child = filing_.Step(*node, depth, value, /*mayMake=*/true);
             if (child == nullptr || !NodeAccess::Value(*child).IsIdenticalTo(value)) {
                 return nullptr;
             }
-            step = {source, child};
+            step = {source.number, child};
         }
         node = step.node;
     }
     return node;
 }
 
-bool TreeReFiling::FileLeaf(const EDataTreeNode& leaf) {
-    EDataTreeNode* const parent = FindParent();
-    if (parent == nullptr) {
+bool TreeReFiling::FileUnmade(const TreeSiblings& siblings, std::size_t index) {
+    const std::size_t at = index - siblings.MadeSize();
+    siblings.Unmade().ReadValue(at, leafValue_);
+    StandAt(levels_.size() - 1, leafValue_);
+    return FileLeaf(siblings.Unmade().Key(at)).isIdentical;
+}
+
+bool TreeReFiling::FileNode(const EDataTreeNode& leaf) {
+    if (NodeAccess::OwnsTag(leaf) || !leaf.IsTreeLeaf()) {
         return false;
     }
-    const EDataTreeNode& source = *at_[oldDepths_.back()];
+    StandAt(levels_.size() - 1, NodeAccess::Value(leaf));
     const TreeKeyWord key = NodeAccess::KeyWord(leaf);
-    const TreeLeafFiling::Result filed =
-        filing_.Leaves().File(*parent, NodeAccess::Level(source), NodeAccess::Value(source), key);
-    if (filed.leaf.node == nullptr || !filed.isIdentical) {
-        return false;
-    }
-    if (key.form == TreeKeyForm::Whole) {
+    const TreeLeafFiling::Result filed = FileLeaf(key);
+    if (filed.isIdentical && key.form == TreeKeyForm::Whole) {
         NodeAccess::SetKey(TreeLeafFiling::NodeOf(filed.leaf), NodeAccess::WholeKey(leaf));
     }
-    return true;
+    return filed.isIdentical;
+}
+
+/// Files the leaf at hand. No leaf with an identical value: only a replay gives the right tree.
+TreeLeafFiling::Result TreeReFiling::FileLeaf(TreeKeyWord key) {
+    EDataTreeNode* const parent = FindParent();
+    if (parent == nullptr) {
+        return {};
+    }
+    const std::size_t oldDepth = oldDepths_.back();
+    return filing_.Leaves().File(*parent, levels_[oldDepth], *at_[oldDepth].value, key);
 }
 
 }  // namespace etabulon::detail

@@ -4,6 +4,7 @@
 #include "tree/TreeFiling.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace etabulon::detail {
@@ -25,23 +26,37 @@ public:
     [[nodiscard]] bool Run();
 
 private:
+    /// A value of the old path.
+    struct Source {
+        const ETabulonValue* value = nullptr;
+        std::uint64_t number = 0;  // counts the sources of the old tree
+    };
     struct Step {
-        const EDataTreeNode* source = nullptr;  // the old node that the value comes from
+        std::uint64_t source = 0;  // the number of the value's source
         EDataTreeNode* node = nullptr;
     };
     [[nodiscard]] bool FindDepths();
     [[nodiscard]] bool FileBelow(const EDataTreeNode& node, std::size_t depth);
     [[nodiscard]] bool CopyLeaves(const EDataTreeNode& node);
-    [[nodiscard]] bool FileLeaf(const EDataTreeNode& leaf);
+    [[nodiscard]] bool FileLeaves(const EDataTreeNode& node);
+    [[nodiscard]] bool FileUnmade(const TreeSiblings& siblings, std::size_t index);
+    [[nodiscard]] bool FileNode(const EDataTreeNode& leaf);
+    [[nodiscard]] TreeLeafFiling::Result FileLeaf(TreeKeyWord key);
+    void StandAt(std::size_t depth, const ETabulonValue& value) noexcept {
+        at_[depth] = {&value, ++sources_};
+    }
     [[nodiscard]] EDataTreeNode* FindParent();
 
     const EDataTreeNode& old_;
     EDataTreeNode& new_;
     TreeFiling filing_;
-    std::vector<unsigned> levels_;          // of the old tree
-    std::vector<std::size_t> oldDepths_;    // by depth in the new tree
-    std::vector<const EDataTreeNode*> at_;  // the old path
-    std::vector<Step> path_;                // the new one, without the leaf
+    std::vector<unsigned> levels_;        // of the old tree
+    std::vector<std::size_t> oldDepths_;  // by depth in the new tree
+    std::vector<Source> at_;              // the old path
+    std::vector<Step> path_;              // the new one, without the leaf
+    std::uint64_t sources_ = 0;
+    ETabulonValue leafValue_;           // of an old leaf without a node
+    std::vector<std::uint32_t> order_;  // of the leaves below one old node
 };
 
 }  // namespace etabulon::detail

@@ -13,8 +13,8 @@ namespace etabulon::detail {
 /// and whose new children aren't sorted in.
 class TreeRefreshMarks {
 public:
-    /// `dirty` nodes have their flag set.
-    explicit TreeRefreshMarks(std::size_t dirty) noexcept : dirty_(dirty) {}
+    /// So many nodes have their flag set. Without this call none has.
+    void SetDirtyCount(std::size_t dirty) noexcept { dirty_ = dirty; }
 
     /// The walk meets the node. A walk clears flags here alone.
     void Meet(EDataTreeNode& node) noexcept {
@@ -42,7 +42,7 @@ public:
     void LeaveWaiting() noexcept { parents_.clear(); }
 
 private:
-    std::size_t dirty_;  // nodes whose flag is still set, or more
+    std::size_t dirty_ = 0;  // nodes whose flag is still set, or more
     std::vector<ERef<EDataTreeNode>> parents_;
 };
 

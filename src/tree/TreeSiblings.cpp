@@ -14,6 +14,9 @@ namespace {
 constexpr auto kInTree = ETabulonSortDesc::SortKey::HideInTree;
 
 constexpr std::size_t kFirstWaiting = 4;
+// Siblings aren't neighbours in memory: so many are prefetched ahead of the one that is indexed,
+// and as many again ahead of its text.
+constexpr std::uint32_t kAhead = 8;
 
 std::uint16_t FingerprintOf(std::uint32_t hash) noexcept {
     return static_cast<std::uint16_t>(hash >> 16);
@@ -130,9 +133,28 @@ void TreeSiblings::IndexAll() {
         slots_.swap(larger);
         indexed_ = 0;
     }
+    for (std::uint32_t index = indexed_; index < std::min(indexed_ + 2 * kAhead, size_ - 1);
+         ++index) {
+        PrefetchChild(index);
+    }
     while (indexed_ < size_) {
+        if (indexed_ + 2 * kAhead < size_) {
+            PrefetchChild(indexed_ + 2 * kAhead);
+        }
+        if (indexed_ + kAhead < MadeSize()) {
+            PrefetchToRead(NodeAccess::Value(*At(indexed_ + kAhead)).Data().GetBuffer());
+        }
         Index(indexed_);
         ++indexed_;
+    }
+}
+
+/// Prefetches the text of a leaf, or else the node.
+void TreeSiblings::PrefetchChild(std::size_t index) const noexcept {
+    if (IsUnmade(index)) {
+        unmade_.PrefetchText(index - MadeSize());
+    } else {
+        PrefetchToRead(&NodeAccess::Value(*At(index)));
     }
 }
 

@@ -79,6 +79,9 @@ public:
     void MakeAll();
     /// Makes the nodes that are missing, and sorts the new children in.
     void OrderWaiting();
+    /// Finds the order that OrderWaiting would put the children in, by their indexes, without
+    /// making nodes. False where that takes their nodes.
+    [[nodiscard]] bool FindOrder(std::vector<std::uint32_t>& order) const;
     /// Takes the dirty children out: their nodes, with their references, and those without a node.
     [[nodiscard]] std::vector<EDataTreeNode*> TakeDirty();
 
@@ -131,6 +134,8 @@ private:
     void Count(bool isNumber, std::int64_t number) noexcept;
     void PrepareFor(const TreeOrder& order);
     void PrepareFor(const ETabulonSortDesc& sort);
+    [[nodiscard]] static bool IsInFront(const SortTexts& texts, const SortItem& a,
+                                        const SortItem& b) noexcept;
     void OrderByScan();
     void OrderBySort();
     [[nodiscard]] bool Is(std::size_t index, const ETabulonValue& value) const;
@@ -141,6 +146,7 @@ private:
     void ForgetIndex() noexcept;
     void IndexAll();
     void Index(std::uint32_t index);
+    void PrefetchChild(std::size_t index) const noexcept;
 
     // What a new leaf touches comes first: one cache line.
     TreeUnmadeLeaves unmade_;

@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cstring>
 #include <limits>
+#include <numeric>
 #include <string>
 #include <utility>
 
@@ -39,7 +40,8 @@ public:
     [[nodiscard]] SortItem Make(std::size_t index) {
         const std::size_t begin = arena_.size();
         AppendKey(index);
-        SortItem item{0, begin, arena_.size() - begin, index, siblings_.At(index)};
+        SortItem item{0, begin, arena_.size() - begin, index,
+                      siblings_.IsUnmade(index) ? nullptr : siblings_.At(index)};
         char first[8] = {};
         std::memcpy(first, arena_.data() + begin, std::min(item.length, sizeof first));
         for (const char byte : first) {
@@ -50,8 +52,13 @@ public:
     [[nodiscard]] std::vector<SortItem> Make(std::size_t from, std::size_t to) {
         std::vector<SortItem> items;
         items.reserve(to - from);
-        for (std::size_t index = from; index < to; ++index) {
+        for (std::size_t index = from; index < std::min(from + kAhead, to); ++index) {
             Prefetch(index);
+        }
+        for (std::size_t index = from; index < to; ++index) {
+            if (index + kAhead < to) {
+                Prefetch(index + kAhead);
+            }
             items.push_back(Make(index));
         }
         return items;
@@ -76,11 +83,16 @@ private:
                siblings_.level_ == siblings_.order_.level;
     }
     void Prefetch(std::size_t index) const noexcept {
-        if (index + kAhead < siblings_.size_ && !IsNumber(index + kAhead)) {
-            const EDataTreeNode* node = siblings_.At(index + kAhead);
-            PrefetchToRead(node);
-            PrefetchToRead(&NodeAccess::Value(*node).Data());
+        if (IsNumber(index)) {
+            return;
         }
+        if (siblings_.IsUnmade(index)) {
+            siblings_.unmade_.PrefetchText(index - siblings_.MadeSize());
+            return;
+        }
+        const EDataTreeNode* node = siblings_.At(index);
+        PrefetchToRead(node);
+        PrefetchToRead(&NodeAccess::Value(*node).Data());
     }
     /// A sibling may lack the level, after a change of levels that didn't empty the tree.
     [[nodiscard]] const ETabulonValue& ValueOf(const EDataTreeNode& node) const {
@@ -90,12 +102,21 @@ private:
         const ETabulonValue* value = node.Tag().Find(siblings_.order_.level);
         return value != nullptr ? *value : ETabulonValue::Null;
     }
+    [[nodiscard]] std::int64_t NumberAt(std::size_t index) const noexcept {
+        return siblings_.IsUnmade(index)
+                   ? siblings_.unmade_.Number(index - siblings_.MadeSize())
+                   : siblings_.waiting_[index - siblings_.ordered_.size()].number;
+    }
     void AppendKey(std::size_t index) {
         if (IsNumber(index)) {
-            AppendNumberKey(siblings_.waiting_[index - siblings_.ordered_.size()].number);
+            AppendNumberKey(NumberAt(index));
             return;
         }
-        const ETabulonValue& value = ValueOf(*siblings_.At(index));
+        const bool isUnmade = siblings_.IsUnmade(index);
+        if (isUnmade) {
+            siblings_.unmade_.ReadValue(index - siblings_.MadeSize(), unmade_);
+        }
+        const ETabulonValue& value = isUnmade ? unmade_ : ValueOf(*siblings_.At(index));
         EVariant::TextBuffer buffer;
         Chaine holder;
         switch (siblings_.order_.source) {
@@ -137,7 +158,34 @@ private:
 
     const TreeSiblings& siblings_;
     std::string arena_;
+    ETabulonValue unmade_;  // of the leaf without a node that was read last
 };
+
+// Deliberate: of equals the newest stands first, as if each had been filed by a scan that stops at
+// the first sibling not below it. EqualSiblings.NewestStandsFirst holds it.
+bool TreeSiblings::IsInFront(const SortTexts& texts, const SortItem& a,
+                             const SortItem& b) noexcept {
+    const int order = texts.Compare(a, b);
+    return order != 0 ? order < 0 : a.index > b.index;
+}
+
+bool TreeSiblings::FindOrder(std::vector<std::uint32_t>& order) const {
+    if (ordered_.size() > 1 || !waiting_.empty() || irregular_ != 0 || level_ != order_.level) {
+        return false;
+    }
+    order.resize(size_);
+    std::iota(order.begin(), order.end(), 0U);
+    if (!order_.isOrdered || size_ == 1) {
+        return true;
+    }
+    SortTexts texts(*this);
+    std::vector<SortItem> items = texts.Make(0, size_);
+    std::sort(items.begin(), items.end(),
+              [&texts](const SortItem& a, const SortItem& b) { return IsInFront(texts, a, b); });
+    std::transform(items.begin(), items.end(), order.begin(),
+                   [](const SortItem& item) { return static_cast<std::uint32_t>(item.index); });
+    return true;
+}
 
 void TreeSiblings::OrderWaiting() {
     if (!HasWaiting()) {
@@ -187,12 +235,8 @@ void TreeSiblings::OrderBySort() {
     const std::size_t before = ordered_.size();
     SortTexts texts(*this);
     std::vector<SortItem> waiting = texts.Make(before, size_);
-    // Deliberate: of equals the newest stands first, as if each had been filed by a scan that stops
-    // at the first sibling not below it. EqualSiblings.NewestStandsFirst holds it.
-    std::sort(waiting.begin(), waiting.end(), [&texts](const SortItem& a, const SortItem& b) {
-        const int order = texts.Compare(a, b);
-        return order != 0 ? order < 0 : a.index > b.index;
-    });
+    std::sort(waiting.begin(), waiting.end(),
+              [&texts](const SortItem& a, const SortItem& b) { return IsInFront(texts, a, b); });
 
     // Each goes in front of the first sibling that isn't below it.
     std::size_t end = before;

@@ -99,12 +99,20 @@ EVariant TreeUnmadeLeaves::DataOf(std::size_t index) const {
     return NumberData(type_, leaf);
 }
 
+/// The leaf's text and the value's are one body, which therefore needn't be read.
+bool TreeUnmadeLeaves::IsSameText(std::size_t index, const ETabulonValue& value) const noexcept {
+    return isText_ && value.Data().Type() == TYPE_CHAINE &&
+           value.Data().GetBuffer() == BodyOf(leaves_[index])->Text();
+}
+
 bool TreeUnmadeLeaves::IsEqual(std::size_t index, const ETabulonValue& value) const {
-    return value.Status() == ETabulonValue::ValNormal && value.Data() == DataOf(index);
+    return value.Status() == ETabulonValue::ValNormal &&
+           (IsSameText(index, value) || value.Data() == DataOf(index));
 }
 
 bool TreeUnmadeLeaves::IsIdentical(std::size_t index, const ETabulonValue& value) const {
-    return value.IsPlain() && value.Data().IsIdenticalTo(DataOf(index));
+    return value.IsPlain() &&
+           (IsSameText(index, value) || value.Data().IsIdenticalTo(DataOf(index)));
 }
 
 std::uint32_t TreeUnmadeLeaves::Hash(std::size_t index) const {

@@ -78,6 +78,10 @@ public:
     [[nodiscard]] bool IsNumber(std::size_t index, std::int64_t number) const noexcept {
         return !isText_ && NumberOf(leaves_[index]) == number;
     }
+    /// Requires that the leaf's value isn't a text.
+    [[nodiscard]] std::int64_t Number(std::size_t index) const noexcept {
+        return NumberOf(leaves_[index]);
+    }
     [[nodiscard]] bool IsEqual(std::size_t index, const ETabulonValue& value) const;
     [[nodiscard]] bool IsIdentical(std::size_t index, const ETabulonValue& value) const;
     [[nodiscard]] std::uint32_t Hash(std::size_t index) const;
@@ -104,6 +108,12 @@ public:
     /// Drops the dirty leaves and returns how many there were.
     std::size_t DropDirty() noexcept;
 
+    /// Prefetches the text of a leaf whose value is one.
+    void PrefetchText(std::size_t index) const noexcept {
+        if (isText_) {
+            PrefetchToWrite(BodyOf(leaves_[index]));
+        }
+    }
     void PrefetchEnd() const noexcept { PrefetchToWrite(leaves_.data() + leaves_.size()); }
 
 private:
@@ -113,6 +123,7 @@ private:
         return reinterpret_cast<Chaine::Body*>(leaf.value & ~kDirty);
     }
     [[nodiscard]] EVariant DataOf(std::size_t index) const;
+    [[nodiscard]] bool IsSameText(std::size_t index, const ETabulonValue& value) const noexcept;
 
     std::vector<TreeLeafWords> leaves_;
     std::uint16_t type_ = 0;  // of the values

@@ -25,8 +25,12 @@ void TreeWalks::Enter(TreeWalk& walk) noexcept {
 }
 
 void TreeWalks::Leave(TreeWalk& walk) noexcept {
-    E_EXPECTS(innermost_ == &walk);
-    innermost_ = walk.outer_;
+    TreeWalk** link = &innermost_;
+    while (*link != &walk) {
+        E_EXPECTS(*link != nullptr);
+        link = &(*link)->outer_;
+    }
+    *link = walk.outer_;
     running_.fetch_sub(1, std::memory_order_relaxed);
 }
 

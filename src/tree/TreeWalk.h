@@ -43,9 +43,9 @@ public:
     }
 
     void Enter(TreeWalk& walk) noexcept;
-    /// Requires that the walks that entered later have left.
     void Leave(TreeWalk& walk) noexcept;
 
+    [[nodiscard]] bool IsEmpty() const noexcept { return innermost_ == nullptr; }
     /// The outer walks hold nothing back: the next walk's Refresh has flushed them.
     void FlushForReader() const noexcept {
         if (innermost_ != nullptr) {

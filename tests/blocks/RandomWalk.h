@@ -34,6 +34,35 @@ private:
     bool before_ = EBlockSource::AreEnabled();
 };
 
+/// How a walk's records come into a tree.
+enum class TreeRoad : std::uint8_t { Refresh = 0, Filler = 1, CountingFiller = 2 };
+
+/// Counts the records of each node in the node's Param.
+class CountingFiller final : public EDataTreeFiller {
+public:
+    explicit CountingFiller(EDataTreeNode& root)
+        : EDataTreeFiller(&root, Files::KeysAndNodes), root_(root) {}
+    bool WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request) override {
+        return WantFiledBlocks(cursor, request);
+    }
+
+protected:
+    void OnFiled(const ETabulonCursor& /*cursor*/, EDataTreeNode* node) override {
+        EDataTreeNode& counted = node != nullptr ? *node : root_;
+        counted.SetParam(counted.Param() + 1);
+    }
+    void OnFiled(const ERecordBlock& /*block*/, std::span<const EBlockIndex> records,
+                 std::span<EDataTreeNode* const> nodes) override {
+        EXPECT_EQ(nodes.size(), records.size());
+        for (EDataTreeNode* const node : nodes) {
+            node->SetParam(node->Param() + 1);
+        }
+    }
+
+private:
+    EDataTreeNode& root_;
+};
+
 /// Writes down all fields, or every second, third..., the tag and the key of each record, whether
 /// it comes alone or in a block.
 class RecordTrace : public EBlockListener {
@@ -236,10 +265,13 @@ public:
             place_ = AnyNode(byBlocks, steps, /*keepsKey=*/OneIn(20), bySteps);
             const std::size_t cancelAt = OneIn(4) ? 1 + Below(2500) : static_cast<std::size_t>(-1);
             const bool isAlone = OneIn(3);
-            const Heard heard = WalkTree(byBlocks, true, cancelAt, isAlone);
+            const TreeRoad road = !OneIn(3)  ? TreeRoad::Refresh
+                                  : OneIn(2) ? TreeRoad::Filler
+                                             : TreeRoad::CountingFiller;
+            const Heard heard = WalkTree(byBlocks, true, cancelAt, isAlone, road);
             const bool isCancelled = heard.status == StatusCancelled;
             const Heard literal =
-                WalkTree(bySteps, false, isCancelled ? heard.records : cancelAt, isAlone);
+                WalkTree(bySteps, false, isCancelled ? heard.records : cancelAt, isAlone, road);
             EXPECT_EQ(literal.status, heard.status);
             EXPECT_EQ(literal.records, heard.records);
             EXPECT_EQ(literal.results, heard.results);
@@ -319,21 +351,32 @@ private:
         std::string text = detail::NodeAccess::IsDirty(node) ? "d" : "-";
         text += detail::NodeAccess::OwnsTag(node) ? 't' : '-';
         text += detail::NodeAccess::IsByValue(node) ? 'v' : '-';
+        text += std::to_string(node.Param());
         for (unsigned index = 0; index < node.Size(); ++index) {
             text += Flags(*node.Get(index));
         }
         return text;
     }
-    [[nodiscard]] Heard WalkTree(EDataTree& tree, bool byBlocks, std::size_t cancelAt,
-                                 bool isAlone) {
+    [[nodiscard]] CursorStatus WalkBy(TreeRoad road, EDataTree& tree) {
+        if (road == TreeRoad::Refresh) {
+            return tree.Refresh(place_);
+        }
+        EDataTreeFiller filler(tree.Root());
+        CountingFiller counting(*tree.Root());
+        EDataTreeFiller& used = road == TreeRoad::Filler ? filler : counting;
+        const ECursorListening listening(*tree.Cursor(), used);
+        return tree.Cursor()->Browse(place_);
+    }
+    [[nodiscard]] Heard WalkTree(EDataTree& tree, bool byBlocks, std::size_t cancelAt, bool isAlone,
+                                 TreeRoad road) {
         const BlocksEnabled enabled(byBlocks);
         const auto trace = MakeRef<RecordTrace>(/*wantsBlocks=*/true, cancelAt);
         Heard heard{};
         if (isAlone) {
-            heard.status = tree.Refresh(place_);
+            heard.status = WalkBy(road, tree);
         } else {
             const ECursorListening listening(*tree.Cursor(), *trace);
-            heard.status = tree.Refresh(place_);
+            heard.status = WalkBy(road, tree);
         }
         heard.records = trace->records;
         heard.blocks = trace->blocks;

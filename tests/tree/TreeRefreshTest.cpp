@@ -1,4 +1,5 @@
 #include "TreeFixture.h"
+#include "etabulon/cursors/ECursorListener.h"
 #include "support/AllocationCount.h"
 
 namespace etabulon::test {
@@ -106,6 +107,57 @@ TEST_F(TreeNodes, MetBeforeAWalkWithinThatIsCancelledStay) {
     EXPECT_EQ(Text(tree), kAllSales);
 }
 
+TEST_F(TreeNodes, AreGoneWhereAListenerInFrontEndsTheWalkAtItsReset) {
+    struct Ending : ECursorListener {
+        CursorStatus OnReset(const ETabulonTag&, const ETabulonCursor&) override {
+            return StatusEnd;
+        }
+    } ending;
+    const ECursorListening listening(cursor, ending);
+    EXPECT_EQ(tree.Refresh(), StatusOk);
+    EXPECT_EQ(Text(tree), "root");
+}
+
+// A refresh has work to do on all nodes before its first record.
+TEST(LongRefresh, CanBeCancelledBeforeItsFirstRecord) {
+    struct CancelledAtATest : ETabulonCursorEData {
+        int testsLeft = -1;
+        bool IsCancelled() override {
+            if (--testsLeft == 0) {
+                Cancel();
+            }
+            return ETabulonCursorEData::IsCancelled();
+        }
+    };
+    Sales sales;
+    sales.Refill(5000, [](int number) {
+        return std::tuple(std::to_string(number % 7), std::to_string(number % 900), number);
+    });
+    CancelledAtATest cursor;
+    cursor.Init(sales.levels, sales.table.get(), /*ownsTable=*/false);
+    EDataTree tree(&cursor, "root", nullptr);
+    ASSERT_EQ(tree.Fill(), StatusOk);
+    const std::string before = sales.Text(tree);
+    int records = 0;
+    Meddler counting;
+    counting.act = [&records](int record) {
+        records = record;
+        return StatusOk;
+    };
+    {
+        const ECursorListening listening(cursor, counting);
+        cursor.testsLeft = 4;  // the first is the reset's own
+        EXPECT_EQ(tree.Refresh(), StatusCancelled);
+        EXPECT_EQ(records, 1);
+    }
+    EXPECT_EQ(sales.Text(tree), before);
+    sales.Delete({7, 8});
+    EXPECT_EQ(tree.Refresh(), StatusOk);
+    EDataTree other(&cursor, "root", nullptr);
+    other.Fill();
+    EXPECT_EQ(sales.Text(tree), sales.Text(other));
+}
+
 TEST(EqualSiblings, NewestStandsFirst) {
     Sales sales;
     EDataTree tree(&sales.cursor, "root", nullptr);
@@ -165,6 +217,41 @@ TEST(Filler, CanBeUsedForASecondWalkAndCopied) {
         EXPECT_FALSE(filler.HasOneFound());
     }
     EXPECT_EQ(sales.Text(tree), kAllSales);
+}
+
+TEST(Filler, TakesBlocks) {
+    struct Blocks : EBlockListener {
+        std::size_t records = 0;
+        CursorStatus OnMove(const ETabulonCursor&) override { return StatusOk; }
+        bool WantBlocks(const ETabulonCursor&, EBlockRequest&) override { return true; }
+        CursorStatus OnBlock(const ETabulonCursor&, const ERecordBlock&,
+                             std::span<const EBlockIndex> given) override {
+            records += given.size();
+            return StatusOk;
+        }
+    } blocks;
+    Sales sales;
+    EDataTree tree(&sales.cursor, "root", nullptr);
+    EDataTreeFiller filler(tree.Root());
+    const ECursorListening listening(sales.cursor, blocks);
+    const ECursorListening filling(sales.cursor, filler);
+    EXPECT_EQ(sales.cursor.Browse(ETabulonTag::Null), StatusOk);
+    EXPECT_EQ(blocks.records, 4U);
+    EXPECT_EQ(sales.Text(tree), kAllSales);
+}
+
+TEST_F(TreeNodes, MetByAFillerInAListenerStayThoughTheWalkDoesntMeetThem) {
+    Delete({4, 5});
+    meddler.act = AtRecord(1, [this] {
+        const Sales all;
+        EDataTreeFiller filler(tree.Root());
+        ETabulonCursorEData inner;
+        inner.Init(all.levels, all.table.get(), /*ownsTable=*/false);
+        const ECursorListening listening(inner, filler);
+        EXPECT_EQ(inner.Browse(ETabulonTag::Null), StatusOk);
+    });
+    EXPECT_EQ(tree.Refresh(), StatusOk);
+    EXPECT_EQ(Text(tree), kAllSales);
 }
 
 // -------------------------------------------------------------------------- meddling with the tree

@@ -4,19 +4,37 @@
 
 namespace etabulon {
 
-CursorStatus CliTreeRecords::OnMove(const ETabulonCursor& cursor) {
-    const ETabulonTag& tag = cursor.CurrentTag();
+bool CliTreeRecords::WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request) {
+    request.keys = request.keys || keySize_ != 0;
+    return WantFiledBlocks(cursor, request);
+}
+
+void CliTreeRecords::OnFiled(const ETabulonCursor& cursor, EDataTreeNode* node) {
     if (places_.empty()) {
-        firstTag_ = tag;
+        firstTag_ = cursor.CurrentTag();  // the first record of a walk comes by itself
     }
-    EDataTreeNode* const node = root_.AddChild(tag);
-    // If all levels are hidden, the records belong to the root.
-    Place& place = MakePlace(node != nullptr ? *node : root_);
-    ++place.count;
+    Place& place = CountRecord(node);
     if (keySize_ != 0) {
         KeepKey(cursor.PrimaryKey().Fields(), place);
     }
-    return StatusOk;
+}
+
+void CliTreeRecords::OnFiled(const ERecordBlock& block, std::span<const EBlockIndex> records,
+                             std::span<EDataTreeNode* const> nodes) {
+    for (std::size_t index = 0; index < records.size(); ++index) {
+        Place& place = CountRecord(nodes[index]);
+        if (keySize_ != 0) {
+            block.ReadKey(records[index], key_);
+            KeepKey(key_, place);
+        }
+    }
+}
+
+CliTreeRecords::Place& CliTreeRecords::CountRecord(EDataTreeNode* node) {
+    // If all levels are hidden, the records belong to the root.
+    Place& place = MakePlace(node != nullptr ? *node : root_);
+    ++place.count;
+    return place;
 }
 
 const CliTreeRecords::Place& CliTreeRecords::PlaceOf(const EDataTreeNode& node) const {

@@ -1,11 +1,12 @@
 #pragma once
 
 #include "apps/etabulon/output/CliCell.h"
-#include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/tree/EDataTreeFiller.h"
 #include "etabulon/tree/EDataTreeNode.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -16,13 +17,14 @@ namespace etabulon {
 /// keys of all of them are kept here.
 ///
 /// Ownership  the root isn't owned. The Param of each node is used.
-class CliTreeRecords final : public ECursorListener {
+class CliTreeRecords final : public EDataTreeFiller {
 public:
     static constexpr std::size_t kNoRecord = static_cast<std::size_t>(-1);
 
     /// Keeps the first `keySize` parts of each key; with 0 no keys are kept.
-    CliTreeRecords(EDataTreeNode& root, std::size_t keySize) : root_(root), keySize_(keySize) {}
-    CursorStatus OnMove(const ETabulonCursor& cursor) override;
+    CliTreeRecords(EDataTreeNode& root, std::size_t keySize)
+        : EDataTreeFiller(&root, Files::Nodes), root_(root), keySize_(keySize) {}
+    bool WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request) override;
 
     /// Adds up the counts from the leaves to the root. To be called before Count.
     void SumUp() { SumUp(root_); }
@@ -40,6 +42,11 @@ public:
     /// Reads the parts of a record's key, whose texts are borrowed.
     void ReadKey(std::size_t record, std::vector<CliCell>& cells) const;
 
+protected:
+    void OnFiled(const ETabulonCursor& cursor, EDataTreeNode* node) override;
+    void OnFiled(const ERecordBlock& block, std::span<const EBlockIndex> records,
+                 std::span<EDataTreeNode* const> nodes) override;
+
 private:
     struct Place {
         std::uint64_t count = 0;
@@ -52,6 +59,7 @@ private:
     };
     [[nodiscard]] const Place& PlaceOf(const EDataTreeNode& node) const;
     Place& MakePlace(EDataTreeNode& node);
+    Place& CountRecord(EDataTreeNode* node);
     void KeepKey(const EFieldKey& key, Place& place);
     std::uint64_t SumUp(EDataTreeNode& node);
 
@@ -62,6 +70,7 @@ private:
     std::vector<Record> records_;
     std::string keys_;  // of each part: kind, length, text
     CliCellMaker maker_;
+    EFieldKey key_;
 };
 
 }  // namespace etabulon

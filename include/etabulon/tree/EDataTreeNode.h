@@ -16,6 +16,7 @@
 namespace etabulon {
 
 namespace detail {
+class TreeFlagPass;
 class TreeWalks;
 struct NodeAccess;
 struct NodeExtra;
@@ -121,7 +122,7 @@ private:
                                                 const ETabulonSortDesc& sort);
     EDataTreeNode* TakeChild(ERef<EDataTreeNode> child);
     void IncLeafCount(std::int32_t delta) noexcept;
-    std::size_t SetDirtyChilds(bool dirty) noexcept;
+    bool SetDirtyChilds(bool dirty, detail::TreeFlagPass& pass);
     void ReleaseDirtyChilds();
     void DropChildren() noexcept;
     void Drop(EDataTreeNode* child) noexcept;
