@@ -7,34 +7,34 @@ namespace etabulon {
 
 namespace {
 
-EFieldDesc DescOf(const ETabulonVariableID& id, const EDerivation& derivation, int type) {
-    const int result = derivation.ResultType(type);
+EFieldDesc DescOf(const ETabulonVariableID& id, int type) {
+    const ETypeInfo& info = TypeInfo(type);
     // A byte more marks a missing number.
-    const int size = derivation.ResultSize(type) + (TypeInfo(result).IsSlot() ? 0 : 1);
-    return {id.Code(), static_cast<std::uint16_t>(result), static_cast<std::uint16_t>(size),
+    const int size = info.naturalSize + (info.IsSlot() ? 0 : 1);
+    return {id.Code(), static_cast<std::uint16_t>(type), static_cast<std::uint16_t>(size),
             /*offset=*/0, nullptr};
 }
 
 }  // namespace
 
 ETabulonCursorEData::DerivedFields::Field::Field(const ETabulonVariableID& ofID,
-                                                 const ETabulonVariableID& ofBase,
-                                                 const EDerivation& by, int type)
-    : Derived{ofID, ofBase}, derivation(by) {
-    shown.Attach(DescOf(ofID, by, type), cell.data(), /*takeOwnership=*/false);
+                                                 const std::vector<ETabulonVariableID>& ofBases,
+                                                 int type, MakeValue by)
+    : Derived{ofID, ofBases}, make(std::move(by)) {
+    shown.Attach(DescOf(ofID, type), cell.data(), /*takeOwnership=*/false);
     shown.SetMissing();
 }
 
 ETabulonCursorEData::DerivedFields::Field::~Field() { shown.SetMissing(); }
 
 void ETabulonCursorEData::DerivedFields::Add(const ETabulonVariableID& id,
-                                             const ETabulonVariableID& base,
-                                             const EDerivation& derivation, int type) {
-    const Field& field = *fields_.emplace_back(std::make_unique<Field>(id, base, derivation, type));
+                                             const std::vector<ETabulonVariableID>& bases, int type,
+                                             MakeValue make) {
+    Field& field = *fields_.emplace_back(std::make_unique<Field>(id, bases, type, std::move(make)));
     const EFieldDesc& desc = field.shown.Desc();
     const int size = desc.Size() + (desc.IsNullable() ? 1 : 0);
-    cursor_.DeclareExtraField(id, desc.Type(), static_cast<std::uint16_t>(size),
-                              fields_.back()->cell.data(), Chaine());
+    cursor_.DeclareExtraField(id, desc.Type(), static_cast<std::uint16_t>(size), field.cell.data(),
+                              Chaine());
     boundFields_ = nullptr;
 }
 
@@ -49,7 +49,13 @@ void ETabulonCursorEData::DerivedFields::Bind() {
         return;
     }
     for (const auto& field : fields_) {
-        field->from = &field->base.GetIn(fields);
+        field->from.clear();
+        field->addresses.clear();
+        for (const ETabulonVariableID& base : field->bases) {
+            const EField& from = base.GetIn(fields);
+            field->from.push_back(&from);
+            field->addresses.push_back(from.Address());
+        }
     }
     boundFields_ = &fields.At(0);
     boundShape_ = fields.ShapeNumber();
@@ -58,19 +64,19 @@ void ETabulonCursorEData::DerivedFields::Bind() {
 void ETabulonCursorEData::DerivedFields::Make() {
     Bind();
     for (const auto& field : fields_) {
-        field->shown <<= field->derivation.Of(*field->from);
+        field->shown <<= field->make(field->from);
     }
 }
 
 void ETabulonCursorEData::DerivedFields::MakeAgain(std::vector<const EField*>& written) {
     Bind();
-    const std::size_t count = written.size();
     for (const auto& field : fields_) {
-        const auto end = written.begin() + static_cast<std::ptrdiff_t>(count);
-        if (std::any_of(written.begin(), end, [&field](const EField* each) {
-                return each->Address() == field->from->Address();
-            })) {
-            field->shown <<= field->derivation.Of(*field->from);
+        const auto isBase = [&field](const EField* each) {
+            return std::find(field->addresses.begin(), field->addresses.end(), each->Address()) !=
+                   field->addresses.end();
+        };
+        if (std::any_of(written.begin(), written.end(), isBase)) {
+            field->shown <<= field->make(field->from);
             written.push_back(&field->shown);
         }
     }

@@ -16,35 +16,36 @@ class ETabulonCursorEData::DerivedFields {
 public:
     struct Derived {
         ETabulonVariableID id;
-        ETabulonVariableID base;
+        std::vector<ETabulonVariableID> bases;
     };
 
     explicit DerivedFields(ETabulonCursorEData& cursor) noexcept : cursor_(cursor) {}
 
-    /// Adds a field to the cursor. `type` is that of the base, which resolves. Requires a new name.
-    void Add(const ETabulonVariableID& id, const ETabulonVariableID& base,
-             const EDerivation& derivation, int type);
+    /// Adds a field to the cursor. Requires a new name, and bases that resolve.
+    void Add(const ETabulonVariableID& id, const std::vector<ETabulonVariableID>& bases, int type,
+             MakeValue make);
     [[nodiscard]] bool Has(const ETabulonVariableID& id) const;
     [[nodiscard]] std::size_t Size() const noexcept { return fields_.size(); }
     [[nodiscard]] const Derived& At(std::size_t index) const noexcept { return *fields_[index]; }
 
     /// Makes all values from those of the current record.
     void Make();
-    /// Makes those whose base is among the written fields, and adds them to these.
+    /// Makes those of which a base is among the written fields, and adds them to these.
     void MakeAgain(std::vector<const EField*>& written);
 
 private:
     struct Field : Derived {
-        Field(const ETabulonVariableID& ofID, const ETabulonVariableID& ofBase,
-              const EDerivation& by, int type);
+        Field(const ETabulonVariableID& ofID, const std::vector<ETabulonVariableID>& ofBases,
+              int type, MakeValue by);
         Field(const Field&) = delete;
         Field& operator=(const Field&) = delete;
         ~Field();
 
-        EDerivation derivation;
+        MakeValue make;
         alignas(std::uint64_t) std::array<std::byte, 16> cell{};
-        EField shown;                  // over the cell, as the cursor's field is
-        const EField* from = nullptr;  // the cursor's
+        EField shown;                        // over the cell, as the cursor's field is
+        std::vector<const EVariant*> from;   // the cursor's fields
+        std::vector<const void*> addresses;  // theirs
     };
     void Bind();
 

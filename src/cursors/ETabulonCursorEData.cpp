@@ -8,7 +8,9 @@
 #include "etabulon/foundation/EExpects.h"
 #include "etabulon/foundation/EExtract.h"
 
+#include <algorithm>
 #include <typeinfo>
+#include <utility>
 
 namespace etabulon {
 
@@ -85,32 +87,39 @@ bool ETabulonCursorEData::DeclareLinkField(const ETabulonVariableID& id) {
     return descriptor.resolved;
 }
 
+int ETabulonCursorEData::TypeOf(const ETabulonVariableID& variable) {
+    if (variable.IsLink() && DeclareLinkField(variable)) {
+        return int{LinkedVariable(variable)->TypeCode()};
+    }
+    return ETabulonCursor::CanResolve(variable) ? Field(variable).Type() : 0;
+}
+
 bool ETabulonCursorEData::DeclareDerivedField(const ETabulonVariableID& id,
                                               const ETabulonVariableID& base,
                                               const EDerivation& derivation) {
+    const int type = table_ != nullptr ? TypeOf(base) : 0;
+    return type != 0 && derivation.Takes(type) &&
+           DeclareDerivedField(id, {base}, derivation.ResultType(type),
+                               [derivation](std::span<const EVariant* const> values) {
+                                   return derivation.Of(*values[0]);
+                               });
+}
+
+bool ETabulonCursorEData::DeclareDerivedField(const ETabulonVariableID& id,
+                                              const std::vector<ETabulonVariableID>& bases,
+                                              int type, MakeValue make) {
     if (derived_ != nullptr && derived_->Has(id)) {
         return true;
     }
-    if (table_ == nullptr || ETabulonCursor::CanResolve(id)) {
-        return false;
-    }
-    int type = 0;
-    if (!base.IsLink()) {
-        const int index = table_->Fields().IndexOf(base.Code());
-        if (index < 0) {
-            return false;
-        }
-        type = table_->Fields().At(static_cast<std::uint16_t>(index)).Type();
-    } else if (DeclareLinkField(base)) {
-        type = LinkedVariable(base)->TypeCode();
-    }
-    if (type == 0 || !derivation.Takes(type)) {
+    if (table_ == nullptr || ETabulonCursor::CanResolve(id) ||
+        std::any_of(bases.begin(), bases.end(),
+                    [this](const ETabulonVariableID& base) { return TypeOf(base) == 0; })) {
         return false;
     }
     if (derived_ == nullptr) {
         derived_ = std::make_unique<DerivedFields>(*this);
     }
-    derived_->Add(id, base, derivation, type);
+    derived_->Add(id, bases, type, std::move(make));
     return true;
 }
 

@@ -81,18 +81,30 @@ bool ETabulonCursorEData::LinkedBlocks::AddLink(std::size_t link, EBlockRequest&
 }
 
 bool ETabulonCursorEData::LinkedBlocks::AddDerived(std::size_t index, EBlockRequest& request) {
-    const ETabulonVariableID& base = cursor_.derived_->At(index).base;
-    if (base.IsLink()) {
-        const auto link = std::find_if(further_.begin(), further_.end(),
-                                       [&base](const Further& each) { return each.id == base; });
-        further_.back().key = link->key;
-        return true;
+    std::vector<unsigned> columns;
+    for (const ETabulonVariableID& base : cursor_.derived_->At(index).bases) {
+        const auto further = std::find_if(
+            further_.begin(), further_.end(),
+            [&base](const Further& each) { return each.id == base && each.key != kNone; });
+        if (further != further_.end()) {
+            const std::vector<unsigned>& its = keys_[further->key].columns;
+            columns.insert(columns.end(), its.begin(), its.end());
+            continue;
+        }
+        if (base.IsLink()) {
+            continue;  // it reads nothing
+        }
+        const EField& field = cursor_.Field(base);
+        if (EBlockSource::FindField(cursor_.table_->Fields(), field) < 0) {
+            return false;
+        }
+        columns.push_back(request.AddNumbers(field));
     }
-    const EField& field = cursor_.Field(base);
-    if (EBlockSource::FindField(cursor_.table_->Fields(), field) < 0) {
-        return false;
+    std::sort(columns.begin(), columns.end());
+    columns.erase(std::unique(columns.begin(), columns.end()), columns.end());
+    if (!columns.empty()) {
+        AddKey(std::move(columns));
     }
-    AddKey({request.AddNumbers(field)});
     return true;
 }
 

@@ -80,7 +80,14 @@ CliResult<> BrowseCommand::Run(CliEnvironment& environment) {
     if (CliResult<> read = alerts_.Read(order->levels); !read) {
         return read;
     }
-    return Browse(environment, {opened->table, environment.interrupt}, *order);
+    CliResult<std::vector<CliCondition>> conditions =
+        ParseConditions(opened->table, sort_.Levels().Where());
+    if (!conditions) {
+        return conditions.Failure();
+    }
+    return Browse(environment,
+                  {opened->table, environment.interrupt, false, nullptr, std::move(*conditions)},
+                  *order);
 }
 
 CliResult<> BrowseCommand::Browse(const CliEnvironment& environment, const CliWalkContext& context,

@@ -20,6 +20,9 @@ public:
 protected:
     void DeclareSort(CLI::App& app) { sort_.Declare(app); }
     [[nodiscard]] const CliSortOptions& Sort() const noexcept { return sort_; }
+    [[nodiscard]] const CliLevelOptions& LevelOptions() const noexcept override {
+        return sort_.Levels();
+    }
 
 private:
     CliSortOptions sort_;

@@ -25,8 +25,13 @@ CliResult<> CliViewCommand::Run(CliEnvironment& environment) {
 
 CliResult<> CliViewCommand::ShowTable(CliEnvironment& environment, const CliTable& table,
                                       const ETabulonPendingChanges* changes) {
+    CliResult<std::vector<CliCondition>> conditions =
+        ParseConditions(table, LevelOptions().Where());
+    if (!conditions) {
+        return conditions.Failure();
+    }
     const CliWalkContext context{table, environment.interrupt, output_.ShowsProgress(environment),
-                                 changes};
+                                 changes, std::move(*conditions)};
     return Show(environment, context);
 }
 

@@ -29,6 +29,8 @@ public:
 protected:
     [[nodiscard]] virtual CliResult<> Show(CliEnvironment& environment,
                                            const CliWalkContext& context) = 0;
+    /// The options that say which records are shown.
+    [[nodiscard]] virtual const CliLevelOptions& LevelOptions() const noexcept = 0;
     void DeclareOutput(CLI::App& app);
     [[nodiscard]] const CliOutputOptions& Output() const noexcept { return output_; }
 

@@ -24,6 +24,8 @@ protected:
     [[nodiscard]] CliResult<> Show(CliEnvironment& environment,
                                    const CliWalkContext& context) override;
 
+    [[nodiscard]] const CliLevelOptions& LevelOptions() const noexcept override { return levels_; }
+
 private:
     [[nodiscard]] CliResult<std::vector<CliVariable>> FindValues(const CliLevels& levels) const;
 

@@ -95,11 +95,27 @@ void CliLevelOptions::Declare(CLI::App& app) {
     AddList(app, "--levels", levels_,
             "Levels: column, link>column, column:label, separated by commas");
     AddList(app, "--at", at_, "Only below this place: level=value, separated by commas");
+    app.add_option("--where", where_,
+                   "Only records that meet this: cost > 1000 and (damage in (None, Minor) or "
+                   "airport>name contains 'INTL')")
+        ->type_name("CONDITION")
+        ->allow_extra_args(false);
 }
 
 std::string CliLevelOptions::Levels() const { return JoinLists(levels_); }
 
 std::string CliLevelOptions::At() const { return JoinLists(at_); }
+
+std::string CliLevelOptions::Where() const {
+    if (where_.size() < 2) {
+        return where_.empty() ? std::string() : where_.front();
+    }
+    std::string all;
+    for (const std::string& each : where_) {
+        all += (all.empty() ? "(" : " and (") + each + ")";
+    }
+    return all;
+}
 
 void CliOutputOptions::DeclareFormat(CLI::App& app) {
     app.add_option(

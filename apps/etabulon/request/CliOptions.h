@@ -43,10 +43,13 @@ public:
     /// The texts of all uses of the option as one list.
     [[nodiscard]] std::string Levels() const;
     [[nodiscard]] std::string At() const;
+    /// One expression: all that are given must hold.
+    [[nodiscard]] std::string Where() const;
 
 private:
     std::vector<std::string> levels_;
     std::vector<std::string> at_;
+    std::vector<std::string> where_;
 };
 
 /// --format, and --progress where a command walks.

@@ -62,7 +62,7 @@ public:
         for (const CliVariable& value : request_.values) {
             fields_.push_back(&cursor.Field(ETabulonVariableID(value.code)));
         }
-        levelCount_ = cursor.Levels().Size();
+        levelCount_ = static_cast<unsigned>(request_.levels.all.size());
         for (unsigned level = 0; level < levelCount_; ++level) {
             const ETabulonLevels::Level& description = cursor.Levels().GetLevel(level);
             hasLabel_.push_back(!(description.DataID() == description.DescID()));

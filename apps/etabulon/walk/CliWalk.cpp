@@ -10,6 +10,7 @@
 #include "apps/etabulon/walk/CliInterrupt.h"
 #include "apps/etabulon/walk/CliProgress.h"
 #include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/foundation/EDataType.h"
 #include "etabulon/sql/ESqlSource.h"
 #include "etabulon/sql/UseColumns.h"
 
@@ -123,19 +124,24 @@ void TellMisread(const ESqlTable& table, const ESqlSource& source) {
     }
 }
 
-bool MovesRecords(const ETabulonPendingChanges& changes, const ETabulonLevels& levels,
-                  const CliDictionary& dictionary) {
-    const auto updates = changes.Script(ETabulonPendingChanges::Update);
-    return std::any_of(updates.begin(), updates.end(), [&](const auto& update) {
-        for (unsigned int place = 0; place < levels.Size(); ++place) {
-            const ETabulonVariableID& level = levels.GetLevel(levels.GetLevelID(place)).DataID();
-            const CliDerived* const derived = dictionary.FindDerived(level.Code());
-            if (level == update.VarDataID() ||
-                (derived != nullptr && ETabulonVariableID(derived->base) == update.VarDataID())) {
-                return true;
-            }
+/// Whether an edit updates what decides where a record is shown, or whether it is.
+bool MovesRecords(const CliWalkContext& context, const ETabulonLevels& levels) {
+    std::vector<ETabulonVariableID> deciding;
+    const auto add = [&](const ETabulonVariableID& id) {
+        const CliDerived* const derived = context.table.Dictionary().FindDerived(id.Code());
+        deciding.push_back(derived != nullptr ? ETabulonVariableID(derived->base) : id);
+    };
+    for (unsigned int place = 0; place < levels.Size(); ++place) {
+        add(levels.GetLevel(levels.GetLevelID(place)).DataID());
+    }
+    for (const CliCondition& condition : context.conditions) {
+        for (const CliVariable& variable : condition.variables) {
+            add(ETabulonVariableID(variable.code));
         }
-        return false;
+    }
+    const auto updates = context.changes->Script(ETabulonPendingChanges::Update);
+    return std::any_of(updates.begin(), updates.end(), [&deciding](const auto& update) {
+        return std::find(deciding.begin(), deciding.end(), update.VarDataID()) != deciding.end();
     });
 }
 
@@ -184,6 +190,41 @@ std::vector<std::pair<ETabulonVariableID, const CliDerived*>> FindDerived(
     return found;
 }
 
+ETabulonVariableID ConditionID(std::size_t index) {
+    return ETabulonVariableID(Chaine(fmt::format("\x1Fwhere {}", index)));
+}
+
+/// The levels, and behind them one for each condition, which is 1 where it is met.
+ETabulonLevels WithConditions(const ETabulonLevels& levels,
+                              const std::vector<CliCondition>& conditions) {
+    ETabulonLevels all = levels;
+    for (std::size_t index = 0; index < conditions.size(); ++index) {
+        const ETabulonVariableID id = ConditionID(index);
+        all.AddLevel(Chaine("--where"), id, id, nullptr, /*addRef=*/false);
+    }
+    return all;
+}
+
+/// Declares the fields of these levels. Returns the tag of the records that meet all conditions.
+ETabulonTag DeclareConditions(const ETabulonLevels& levels,
+                              const std::vector<CliCondition>& conditions, CliCursor& cursor) {
+    ETabulonTag met;
+    for (std::size_t index = 0; index < conditions.size(); ++index) {
+        const CliCondition& condition = conditions[index];
+        std::vector<ETabulonVariableID> bases;
+        for (const CliVariable& variable : condition.variables) {
+            bases.emplace_back(variable.code);
+        }
+        const auto make = [isMet = condition.isMet](std::span<const EVariant* const> values) {
+            return EVariant(isMet(values) ? 1 : 0);
+        };
+        static_cast<void>(cursor.DeclareDerivedField(ConditionID(index), bases, TYPE_LONG, make));
+        met.SetValue(static_cast<unsigned int>(levels.Size() + index),
+                     ETabulonValue(EVariant(1), Chaine(), /*modified=*/false));
+    }
+    return met;
+}
+
 /// The derivation, with the bounds of the table's values where it needs them.
 CliResult<EDerivation> Complete(const CliWalkContext& context, const CliDerived& derived) {
     if (derived.derivation.groups == 0) {
@@ -191,12 +232,14 @@ CliResult<EDerivation> Complete(const CliWalkContext& context, const CliDerived&
     }
     CliVariable base;
     base.code = derived.base;
+    CliWalkContext whole = context;
+    whole.conditions.clear();  // the groups are those of the table
     CliCursor cursor(context.interrupt);
-    if (const CliResult<> opened = OpenCursor(context, ETabulonLevels(), {base}, cursor); !opened) {
+    if (const CliResult<> opened = OpenCursor(whole, ETabulonLevels(), {base}, cursor); !opened) {
         return opened.Failure();
     }
     BoundsListener bounds(derived.base);
-    if (const CliResult<> walked = Walk(context, cursor, ETabulonTag(), bounds); !walked) {
+    if (const CliResult<> walked = Walk(whole, cursor, ETabulonTag(), bounds); !walked) {
         return walked.Failure();
     }
     return bounds.Bins(derived.derivation.groups);
@@ -227,11 +270,10 @@ ETabulonCursor& CliCursor::Seen() noexcept {
     return overlay_ != nullptr ? static_cast<ETabulonCursor&>(*overlay_) : *this;
 }
 
-void CliCursor::ShowPending(const ETabulonPendingChanges& changes,
-                            const CliDictionary& dictionary) {
+void CliCursor::ShowPending(const ETabulonPendingChanges& changes, bool moveRecords) {
     overlay_ = std::make_unique<ETabulonCursorPending>(this, &changes);
     overlay_->Init(Levels());
-    if (MovesRecords(changes, Levels(), dictionary)) {
+    if (moveRecords) {
         moved_ = std::make_unique<MovedRecords>(overlay_.get());
         moved_->Init(Levels());
     }
@@ -242,6 +284,11 @@ CliResult<> OpenCursor(const CliWalkContext& context, const ETabulonLevels& leve
     std::vector<ETabulonVariableID> ids;
     for (const CliVariable& other : others) {
         ids.emplace_back(other.code);
+    }
+    for (const CliCondition& condition : context.conditions) {
+        for (const CliVariable& variable : condition.variables) {
+            ids.emplace_back(variable.code);
+        }
     }
     const auto allDerived = FindDerived(context.table.Dictionary(), levels, ids);
     for (const auto& [id, derived] : allDerived) {
@@ -256,9 +303,9 @@ CliResult<> OpenCursor(const CliWalkContext& context, const ETabulonLevels& leve
                                                              ShownTable(context), error.status)
                                                : std::string(error.text.View())};
     }
-    cursor.Init(levels, table.release(), /*ownsTable=*/true);
+    cursor.Init(WithConditions(levels, context.conditions), table.release(), /*ownsTable=*/true);
     for (const ETabulonVariableID& id : ids) {
-        if (id.IsLink()) {
+        if (id.IsLink() && context.table.Dictionary().FindDerived(id.Code()) == nullptr) {
             cursor.DeclareLinkField(id);
         }
     }
@@ -269,9 +316,11 @@ CliResult<> OpenCursor(const CliWalkContext& context, const ETabulonLevels& leve
         }
         cursor.DeclareDerivedField(id, ETabulonVariableID(derived->base), *derivation);
     }
+    const ETabulonTag standing = DeclareConditions(levels, context.conditions, cursor);
     if (context.changes != nullptr) {
-        cursor.ShowPending(*context.changes, context.table.Dictionary());
+        cursor.ShowPending(*context.changes, MovesRecords(context, levels));
     }
+    cursor.Seen().SetStandingFilter(standing);
     return {};
 }
 
@@ -311,6 +360,10 @@ CliResult<> Walk(const CliWalkContext& context, CliCursor& cursor, const ETabulo
 
 CliFailure ExplainNothingThere(const CliWalkContext& context, const CliLevels& levels,
                                const ETabulonTag& tag) {
+    if (!context.conditions.empty()) {
+        return {CliExit::Failed, fmt::format("{} has no record with {} that meets --where",
+                                             ShownTable(context), ShownPlace(levels, tag))};
+    }
     CliCursor cursor(context.interrupt);
     SearchListener search(tag);
     if (const CliResult<> opened = OpenCursor(context, levels.levels, {}, cursor); !opened) {

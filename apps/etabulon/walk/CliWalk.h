@@ -1,5 +1,6 @@
 #pragma once
 
+#include "apps/etabulon/request/CliCondition.h"
 #include "apps/etabulon/request/CliLevels.h"
 #include "apps/etabulon/request/CliResult.h"
 #include "apps/etabulon/request/CliTable.h"
@@ -13,7 +14,6 @@
 
 namespace etabulon {
 
-class CliDictionary;
 class CliInterrupt;
 
 /// A cursor that SIGINT cancels at any time. The reset at the start of a walk clears the cancel
@@ -27,8 +27,8 @@ public:
     /// The cursor that a command walks: this one, or the overlay that shows edits.
     [[nodiscard]] ETabulonCursor& Seen() noexcept;
     /// Makes an overlay that shows the edits as saved. They must outlive the cursor, which must
-    /// have its levels.
-    void ShowPending(const ETabulonPendingChanges& changes, const CliDictionary& dictionary);
+    /// have its levels. With `moveRecords` edits may move records into a walk's place.
+    void ShowPending(const ETabulonPendingChanges& changes, bool moveRecords);
 
 protected:
     void ResetCancel() override;
@@ -47,6 +47,7 @@ struct CliWalkContext {
     CliInterrupt& interrupt;
     bool showsProgress = false;
     const ETabulonPendingChanges* changes = nullptr;  // edits that walks show as saved; may be null
+    std::vector<CliCondition> conditions = {};        // that all records meet which a walk shows
 };
 
 /// Initializes the cursor on the table with the levels. The cursor reads only the columns that the

@@ -98,6 +98,9 @@ public:
     [[nodiscard]] virtual std::uint64_t TagGeneration() const noexcept { return 0; }
 
     void Init(const ETabulonLevels& levels);
+    /// From the next reset on, walks show only records that have these values too, as if their tag
+    /// held them. Listeners get the tag itself.
+    void SetStandingFilter(const ETabulonTag& values) { standingFilter_ = values; }
     /// A whole walk. StatusOk if it reached the end or a listener ended it with StatusEnd.
     CursorStatus Browse(const ETabulonTag& tag);
 
@@ -216,7 +219,8 @@ private:
     CursorStatus ReportStep(CursorStatus status);
 
     ETabulonLevels levels_;
-    ETabulonTag filterTag_;
+    ETabulonTag filterTag_;  // with the standing filter
+    ETabulonTag standingFilter_;
     std::atomic<std::int32_t> cancelFlag_{0};
     PTableau<INotifier*> notifiers_;  // one reference each
     ECriticalSection lock_;

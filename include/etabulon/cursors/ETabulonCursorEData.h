@@ -6,6 +6,10 @@
 #include "etabulon/foundation/FSortedMap.h"
 
 #include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <vector>
 
 namespace etabulon {
 
@@ -40,6 +44,14 @@ public:
     /// is another field's. May be repeated.
     bool DeclareDerivedField(const ETabulonVariableID& id, const ETabulonVariableID& base,
                              const EDerivation& derivation);
+    /// Makes a value from those of other variables, in their order.
+    using MakeValue = std::function<EVariant(std::span<const EVariant* const> values)>;
+    /// The same from any number of variables, derived ones too, by a function that is called for
+    /// each distinct combination of their values, or for each record. Its values are stored in a
+    /// field of this type.
+    bool DeclareDerivedField(const ETabulonVariableID& id,
+                             const std::vector<ETabulonVariableID>& bases, int type,
+                             MakeValue make);
     [[nodiscard]] bool CanResolve(const ETabulonVariableID& variable) const override;
     /// The error by which the last step failed at a linked record; otherwise its status is 0.
     [[nodiscard]] const EDataError& LinkError() const noexcept { return linkError_; }
@@ -97,6 +109,8 @@ protected:
 private:
     class LinkedBlocks;
     class DerivedFields;
+    /// The type of a variable that may be behind links or derived; 0 where there is none.
+    [[nodiscard]] int TypeOf(const ETabulonVariableID& variable);
     void AddRef() override;
     std::int32_t Release() override;
     [[nodiscard]] CursorStatus TableStatus() const noexcept;
