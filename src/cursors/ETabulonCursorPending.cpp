@@ -201,6 +201,15 @@ void ETabulonCursorPending::CalcFields() {
         static_cast<void>(changes_->UpdateFieldsAndNote(fields, tag, &updated_));
         DeriveAgain(updated_);
     }
+    if (inInserts_) {
+        // The source hasn't stood on this record: what it derives follows from the insert's fields.
+        EFieldSet& fields = iFields();
+        for (std::uint16_t index = 0; index < fields.Size(); ++index) {
+            updated_.push_back(&fields.At(index));
+        }
+        DeriveAgain(updated_);
+        updated_.clear();
+    }
 }
 
 EFieldSet& ETabulonCursorPending::iFields() {

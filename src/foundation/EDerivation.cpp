@@ -16,6 +16,7 @@ constexpr std::int64_t kThursday = 3;  // from Monday, 0
 constexpr std::int64_t kMillisecondsPerHour = 3600000;
 constexpr std::int64_t kMonthsPerQuarter = 3;
 constexpr double kMostExact = 9007199254740992.0;  // 2^53
+constexpr double kRounding = 1e-12;                // of a quotient of two rounded numbers
 
 constexpr std::int64_t FloorDivide(std::int64_t number, std::int64_t divisor) noexcept {
     return number / divisor - (number % divisor < 0 ? 1 : 0);
@@ -59,17 +60,31 @@ std::size_t LengthOfLetters(std::string_view text, std::uint32_t letters) noexce
 EDerivation EDerivation::Bin(double width) noexcept {
     E_EXPECTS(width > 0 && std::isfinite(width));
     EDerivation bin(Kind::Bin);
-    bin.width_ = width;
+    bin.SetWidth(width);
     return bin;
 }
 
 EDerivation EDerivation::Bins(double lowest, double highest, std::uint32_t groups) noexcept {
-    E_EXPECTS(lowest < highest && std::isfinite(highest - lowest) && groups != 0);
+    E_EXPECTS(lowest < highest && std::isfinite(lowest) && std::isfinite(highest) && groups != 0);
     EDerivation bins(Kind::Bin);
     bins.count_ = groups;
     bins.origin_ = lowest;
-    bins.width_ = (highest - lowest) / groups;
+    bins.SetWidth(highest / groups - lowest / groups);
     return bins;
+}
+
+/// A width of few decimals is kept as a whole number of them too, so that 3 * 0.1 is 0.3.
+void EDerivation::SetWidth(double width) noexcept {
+    constexpr double kFinest = 1e9;
+    width_ = units_ = width;
+    perUnit_ = 1;
+    for (double power = 10; power <= kFinest && std::trunc(units_) != units_; power *= 10) {
+        const double units = std::round(width * power);
+        if (units != 0 && units / power == width && units < kMostExact) {
+            units_ = units;
+            perUnit_ = power;
+        }
+    }
 }
 
 EDerivation EDerivation::First(std::uint32_t letters) noexcept {
@@ -172,17 +187,19 @@ EVariant EDerivation::GroupOf(const EVariant& value) const {
         return EVariant::FromInt64(lowest);
     }
     const double number = value.AsDouble();
-    double group = std::floor((number - origin_) / width_);
-    if (!std::isfinite(group)) {
-        return EVariant::Missing(TYPE_DOUBLE, sizeof number);
-    }
-    // The quotient is rounded: a number at a border may have come to the wrong side of it.
-    const auto begin = [this](double of) { return origin_ + of * width_; };
-    group += begin(group + 1) <= number ? 1 : begin(group) > number ? -1 : 0;
+    // A number at a border belongs to the group above it, though its quotient is rounded.
+    const double quotient = number / width_ - origin_ / width_;
+    const double nearest = std::round(quotient);
+    const bool isAtBorder =
+        std::fabs(quotient - nearest) <= kRounding * std::max(1.0, std::fabs(quotient));
+    double group = isAtBorder ? nearest : std::floor(quotient);
     if (count_ != 0) {
         group = std::clamp(group, 0.0, static_cast<double>(count_ - 1));
     }
-    return EVariant::FromDouble(begin(group));
+    if (!std::isfinite(group)) {
+        return EVariant::FromDouble(number);  // a group of its own
+    }
+    return EVariant::FromDouble(origin_ + group * units_ / perUnit_);
 }
 
 EVariant EDerivation::BeginningOf(const EVariant& value) const {

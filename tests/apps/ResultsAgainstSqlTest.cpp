@@ -1,7 +1,9 @@
 #include "apps/CommandRun.h"
 
 #include <cmath>
+#include <iterator>
 #include <map>
+#include <random>
 #include <set>
 #include <sstream>
 
@@ -226,8 +228,154 @@ TEST(DerivedLevels, ArePlacesOfEditsAndFollowThem) {
               "d.year\tcount\n\\N\t1\n2022\t2\n");
     EXPECT_EQ(Printed("tree @ --levels '\"a.year\"'", path), "a.year\tcount\n7\t2\n8\t2\n");
     EXPECT_EQ(Printed("tree @ --levels a.year", path), "a.year\tcount\n\\N\t3\n1999\t1\n");
+    const std::string plain =
+        folder.MakeDatabase("plain.db",
+                            "CREATE TABLE p(id INTEGER PRIMARY KEY, n INTEGER, \"n.year\" INTEGER);"
+                            "INSERT INTO p VALUES (1, 5, 6);");
+    EXPECT_EQ(Printed("tree @ --levels n.year", plain), "n.year\tcount\n6\t1\n");
+    EXPECT_EQ(
+        Printed("edit @ --insert id=9,d=2024-05-06 --show walk --columns d.year --at id=9", path),
+        "id\td\td.year\n9\t2024-05-06\t2024\n");
+    EXPECT_EQ(Printed("edit @ --delete '\"a.year\"=7'", path), "delete \"a.year\"=7\n");
     Printed("edit @ --delete d.year=2021 --save", path);
     EXPECT_EQ(Printed("tree @ --levels d.year", path), "d.year\tcount\n\\N\t1\n2020\t1\n2022\t1\n");
+}
+
+/// A random condition, as the command and as SQL write it.
+struct Condition {
+    std::string written;
+    std::string sql;
+};
+
+class RandomCondition {
+public:
+    explicit RandomCondition(unsigned seed) : random_(seed) {}
+
+    [[nodiscard]] Condition Make(int depth) {
+        if (depth == 0 || Below(3) == 0) {
+            return Comparison();
+        }
+        if (Below(5) == 0) {
+            const Condition of = Make(depth - 1);
+            return {"not (" + of.written + ")", "NOT (" + of.sql + ")"};
+        }
+        const Condition a = Make(depth - 1);
+        const Condition b = Make(depth - 1);
+        const std::string word = Below(2) == 0 ? ") and (" : ") or (";
+        return {"(" + a.written + word + b.written + ")", "(" + a.sql + word + b.sql + ")"};
+    }
+
+private:
+    struct Operand {
+        const char* written;
+        const char* sql;
+        bool isText;
+        const char* values[2];
+    };
+    [[nodiscard]] std::size_t Below(std::size_t bound) { return random_() % bound; }
+    [[nodiscard]] Condition Comparison() {
+        static constexpr const char* kSpecies =
+            "(SELECT name FROM species WHERE species.id = species_id)";
+        static constexpr const char* kFirst =
+            "substr((SELECT name FROM airports WHERE airports.id = airport_id), 1, 1)";
+        static const Operand kOperands[] = {
+            {"cost_total", "cost_total", false, {"1000", "100.5"}},
+            {"speed_knots", "speed_knots", false, {"120", "0"}},
+            {"damage", "damage", true, {"'None'", "'Minor'"}},
+            {"time_of_day", "time_of_day", true, {"'Day'", "'Dusk'"}},
+            {"species>name", kSpecies, true, {"'Gull'", "'M'"}},
+            {"flight_date.year", "(strftime('%Y', flight_date) + 0)", false, {"1995", "2000"}},
+            {"cost_total.bin(1000)", "(cost_total / 1000 * 1000)", false, {"0", "2000"}},
+            {"airport>name.first(1)", kFirst, true, {"'A'", "'L'"}},
+        };
+        const Operand& of = kOperands[Below(std::size(kOperands))];
+        const std::string a = of.values[Below(2)];
+        const std::string b = of.values[Below(2)];
+        const std::vector<std::string> tests = {" = " + a,
+                                                " != " + a,
+                                                " < " + a,
+                                                " <= " + a,
+                                                " > " + a,
+                                                " >= " + a,
+                                                " in (" + a + ", " + b + ")",
+                                                " not in (" + a + ")",
+                                                " between " + a + " and " + b,
+                                                " is null",
+                                                " is not null"};
+        if (of.isText && Below(4) == 0) {
+            return {of.written + (" contains " + a),
+                    "instr(" + std::string(of.sql) + ", " + a + ") > 0"};
+        }
+        const std::string& test = tests[Below(tests.size())];
+        return {of.written + test, of.sql + test};
+    }
+
+    std::mt19937 random_;
+};
+
+TEST(Conditions, CountAsSqlDoes) {
+    Database database(ETABULON_STRIKES_DATABASE);
+    RandomCondition random(3);
+    for (int round = 0; round < 40; ++round) {
+        const Condition each = random.Make(round % 4);
+        const CommandResult run = RunCommand({"grid", ETABULON_STRIKES_DATABASE, "strikes",
+                                              "--calc", "COUNT:id", "--where", each.written});
+        const std::string count =
+            database.Rows("SELECT count(*) FROM strikes WHERE " + each.sql)[0][0];
+        EXPECT_EQ(run.err, "") << each.written;
+        EXPECT_EQ(run.out, "COUNT(id)\n" + (count == "0" ? "" : count + "\n")) << each.written;
+    }
+}
+
+TEST(Conditions, HoldForEveryViewAndForEditedValues) {
+    const TestFolder folder;
+    const std::string path = folder.MakeDatabase(
+        "t.db",
+        "CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT, n INTEGER);"
+        "INSERT INTO t VALUES (1, 'x', 5), (2, 'x', 15), (3, 'y', 25), (4, NULL, 35);");
+    const auto shown = [&path](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin() + 1, path);
+        const CommandResult run = RunCommand(arguments);
+        return run.out + run.err;
+    };
+    const std::string above = "n > 10";
+    EXPECT_EQ(shown({"walk", "--where", above, "--columns", "a"}), "id\ta\n2\tx\n3\ty\n4\t\\N\n");
+    EXPECT_EQ(shown({"tree", "--levels", "a", "--where", above}), "a\tcount\n\\N\t1\nx\t1\ny\t1\n");
+    EXPECT_EQ(shown({"score", "--level", "a", "--calc", "SUM:n", "--where", above, "--where",
+                     "a is not null"}),
+              "a\tSUM(n)\ny\t25\nx\t15\ntotal\t40\n");
+    EXPECT_EQ(
+        shown({"grid", "--axes", "a", "--calc", "COUNT:id", "--where", above, "--drill", "x"}),
+        "a\tid\tn\nx\t2\t15\n");
+    EXPECT_EQ(shown({"edit", "--set", "id=1:n=50", "--delete", "id=3", "--show", "walk", "--where",
+                     above, "--columns", "n"}),
+              "id\tn\n1\t50\n2\t15\n4\t35\n");
+    EXPECT_EQ(
+        shown({"walk", "--levels", "a", "--at", "a=y", "--where", "n = 5"}),
+        "etabulon: table 't' of '" + path + "' has no record with a = 'y' that meets --where\n");
+}
+
+TEST(Conditions, AreRefusedWithTheirPlace) {
+    struct Refused {
+        const char* written;
+        const char* message;
+    };
+    for (const auto& [written, message] :
+         {Refused{"damage =", "a value is expected at the end of"},
+          {"(damage = x", "a closing bracket is missing at the end of"},
+          {"damage in x", "a list in brackets is expected in --where before 'x'"},
+          {"cost_total contains 'x'", "is no text, for contains and begins"},
+          {"cost_total > x", "'x' is no value of column 'cost_total', whose type is integer"},
+          {"damage = 'x", "a quote isn't closed"},
+          {"damage = x id = 1", "and, or, or the end is expected in --where before 'id = 1'"},
+          {"cost_total < NULL", "NULL is neither below nor above a value"},
+          {"cost > 1", "has no column 'cost'; did you mean 'cost_"}}) {
+        const CommandResult run =
+            RunCommand({"walk", ETABULON_STRIKES_DATABASE, "strikes", "--where", written});
+        EXPECT_NE(run.err.find(message), std::string::npos) << written << ": " << run.err;
+        EXPECT_NE(run.status, 0);
+        EXPECT_EQ(run.out, "");
+    }
 }
 
 struct AlikeCase {

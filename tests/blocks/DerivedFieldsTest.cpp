@@ -118,6 +118,29 @@ TEST(DerivedFields, FollowPendingUpdatesOfWhatTheyAreMadeOf) {
     EXPECT_EQ(texts[1], texts[0]);
 }
 
+TEST(StandingFilter, HoldsForEveryWalkAndForDerivedOnes) {
+    DatedOrders data;
+    ETabulonCursorEData cursor;
+    data.Init(cursor);
+    ETabulonTag standing;
+    standing.SetValue(0, ETabulonValue(1993, "", /*modified=*/false));
+    ETabulonTag both = standing;
+    both.SetValue(3, ETabulonValue("\xC3\x89", "", /*modified=*/false));
+    ETabulonTag letter;
+    letter.SetValue(3, both.Value(3));
+    const auto records = [&cursor](bool byBlocks, const ETabulonTag& tag) {
+        std::size_t blocks = 0;
+        const std::string trace = Walked(cursor, byBlocks, tag, blocks);
+        return trace.substr(trace.find('\n'));  // without the reset's tag
+    };
+    const std::string wanted = records(true, both);
+    cursor.SetStandingFilter(standing);
+    EXPECT_EQ(records(true, letter), wanted);
+    EXPECT_EQ(records(false, letter), wanted);
+    cursor.SetStandingFilter(ETabulonTag());
+    EXPECT_NE(records(false, letter), wanted);
+}
+
 TEST(DerivedFields, AreRefusedWithoutAnExistingVariableOfTheirType) {
     DatedOrders data;
     ETabulonCursorEData cursor;

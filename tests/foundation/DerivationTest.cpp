@@ -62,13 +62,22 @@ TEST(GroupsOfNumbers, BeginAtMultiplesOfTheirWidthAndHoldTheirBorders) {
               "-9223372036854775808");
     EXPECT_EQ(Made(EDerivation::Bin(2.5), TYPE_LONG, "7"), "5");
     EXPECT_EQ(Made(EDerivation::Bin(10), TYPE_DECIMAL64, "19.99"), "10");
-    EXPECT_EQ(Made(EDerivation::Bin(10), TYPE_DOUBLE, "nan"), "(missing)");
+    EXPECT_EQ(Made(EDerivation::Bin(10), TYPE_DOUBLE, "nan"), "nan");
     EXPECT_EQ(Made(EDerivation::Bin(10), TYPE_CHAINE, "7"), "(missing)");
-    for (int tenths = -30; tenths <= 30; ++tenths) {
-        const double number = tenths * 0.1;
-        EXPECT_EQ(EDerivation::Bin(0.1).Of(EVariant::FromDouble(number)),
-                  EVariant::FromDouble(number));
+    for (int hundredths = -300; hundredths <= 300; ++hundredths) {
+        const std::string text = std::to_string(hundredths / 100.0);
+        const int tenths = hundredths / 10 - (hundredths % 10 < 0 ? 1 : 0);
+        for (const std::uint16_t type : {TYPE_DECIMAL64, TYPE_DOUBLE}) {
+            EXPECT_EQ(EDerivation::Bin(0.1).Of(EVariant::FromText(type, 0, Chaine(text))),
+                      EVariant::FromDouble(tenths / 10.0))
+                << text;
+            EXPECT_EQ(EDerivation::Bin(0.01).Of(EVariant::FromText(type, 0, Chaine(text))),
+                      EVariant::FromDouble(hundredths / 100.0));
+        }
     }
+    EXPECT_EQ(Made(EDerivation::Bin(1e-320), TYPE_DOUBLE, "7"), "7");
+    EXPECT_EQ(Made(EDerivation::Bin(10), TYPE_DOUBLE, "inf"), "inf");
+    EXPECT_EQ(Made(EDerivation::Bins(-1e308, 1e308, 2), TYPE_DOUBLE, "0.5"), "0");
     const EDerivation thirds = EDerivation::Bins(0, 9, 3);
     for (const auto& [number, group] : {std::pair{0.0, 0.0},
                                         {2.9, 0.0},

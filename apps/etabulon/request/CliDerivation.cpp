@@ -121,6 +121,11 @@ CliResult<std::optional<CliDerivation>> TakeDerivation(CliPathStep& step) {
     return Make(call, text);
 }
 
+bool LooksDerived(std::string_view name) {
+    const std::size_t dot = FindDot(name);
+    return dot != std::string_view::npos && ReadCall(name.substr(dot + 1)).named != nullptr;
+}
+
 std::string DerivationsOf(int type) {
     std::string names;
     for (const Named& named : kNamed) {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace etabulon {
 
@@ -29,6 +30,8 @@ struct CliDerived {
 /// Takes the derivation off the end of a path's last step; none where it ends in no name of one.
 /// Fails where an argument is missing or wrong.
 [[nodiscard]] CliResult<std::optional<CliDerivation>> TakeDerivation(CliPathStep& step);
+/// The name would be read as one with a derivation at its end.
+[[nodiscard]] bool LooksDerived(std::string_view name);
 /// The derivations that values of a type have, for messages; empty where there are none.
 [[nodiscard]] std::string DerivationsOf(int type);
 

@@ -164,7 +164,10 @@ CliResult<CliVariable> CliDictionary::FindVariable(const ESqlTableInfo& table,
     }
     CliResult<CliVariable> variable = FindStored(table, base);
     if (variable) {
-        return Derive(std::move(*variable), **derivation, path);
+        variable = Derive(std::move(*variable), **derivation, path);
+    }
+    if (variable) {
+        return variable;
     }
     // A column may bear such a name, and needs no quotes while nothing else is meant by it.
     CliResult<CliVariable> stored = FindStored(table, path);

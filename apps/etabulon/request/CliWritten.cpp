@@ -1,6 +1,7 @@
 #include "apps/etabulon/request/CliWritten.h"
 
 #include "apps/etabulon/output/CliCell.h"
+#include "apps/etabulon/request/CliDerivation.h"
 #include "etabulon/foundation/ELinkEngine.h"
 #include "etabulon/foundation/EVariant.h"
 
@@ -74,7 +75,12 @@ std::string WrittenValue(const EVariant& value) {
     }
 }
 
-std::string WrittenName(std::string_view name) { return name.empty() ? "\"\"" : WrittenWord(name); }
+std::string WrittenName(std::string_view name) {
+    if (name.empty()) {
+        return "\"\"";
+    }
+    return LooksDerived(name) ? InQuotes(name) : WrittenWord(name);
+}
 
 std::string WrittenPath(const std::vector<CliPathStep>& steps) {
     std::string written;

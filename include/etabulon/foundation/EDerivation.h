@@ -44,10 +44,12 @@ public:
     /// The type and size of what values of this type give.
     [[nodiscard]] int ResultType(int type) const noexcept;
     [[nodiscard]] std::uint16_t ResultSize(int type) const noexcept;
-    /// Missing for a value that it doesn't take, and for a date that doesn't exist.
+    /// Missing for a value that it doesn't take, and for a date that doesn't exist. An infinite
+    /// number is a group of its own.
     [[nodiscard]] EVariant Of(const EVariant& value) const;
 
 private:
+    void SetWidth(double width) noexcept;
     [[nodiscard]] bool IsOfWholeNumbers(int type) const noexcept;
     [[nodiscard]] EVariant PartOf(const EVariant& value) const;
     [[nodiscard]] EVariant GroupOf(const EVariant& value) const;
@@ -57,6 +59,8 @@ private:
     std::uint32_t count_ = 0;  // of groups, 0 without a limit; or of letters
     double origin_ = 0;
     double width_ = 0;
+    double units_ = 0;    // width_ * perUnit_, whole where that is possible
+    double perUnit_ = 1;  // a power of ten
 };
 
 }  // namespace etabulon
