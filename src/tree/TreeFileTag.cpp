@@ -49,7 +49,7 @@ EDataTreeNode* FileTag(EDataTreeNode& start, const ETabulonTag& tag) {
         return FileByParents(start, sort.RemoveHiddenValues(tag, kInTree), sort, nullptr);
     }
     for (EDataTreeNode* node = met; node != &start; node = node->Parent()) {
-        NodeAccess::SetDirty(*node, false);
+        NodeAccess::SetDirty(*node, /*dirty=*/false);
     }
     return met->Depth() == levels.size() ? met : AddBranch(*met, tag, levels, sort);
 }
@@ -66,7 +66,7 @@ EDataTreeNode* FileByParents(EDataTreeNode& node, const ETabulonTag& tag,
         if (marks != nullptr) {
             marks->Meet(*child);
         }
-        NodeAccess::SetDirty(*child, false);
+        NodeAccess::SetDirty(*child, /*dirty=*/false);
         return child;
     }
     const ETabulonTag parentTag = sort.GetParentTag(tag, kInTree);

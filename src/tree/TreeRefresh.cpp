@@ -26,7 +26,7 @@ public:
     ~DirtyFlags() {
         if (isUsed_ && !NodeAccess::Walks(start_).IsEmpty()) {
             TreeFlagPass pass(nullptr);
-            static_cast<void>(NodeAccess::SetDirtyChilds(start_, false, pass));
+            static_cast<void>(NodeAccess::SetDirtyChilds(start_, /*dirty=*/false, pass));
         }
     }
     /// Sets all of them, unless the thread is cancelled, and returns how many there are. A null
@@ -34,7 +34,7 @@ public:
     [[nodiscard]] std::size_t SetAll(ICancellableThread* thread) {
         TreeFlagPass pass(thread);
         isUsed_ = true;
-        areAllSet_ = NodeAccess::SetDirtyChilds(start_, true, pass);
+        areAllSet_ = NodeAccess::SetDirtyChilds(start_, /*dirty=*/true, pass);
         return pass.Nodes();
     }
     [[nodiscard]] bool IsUsed() const noexcept { return isUsed_; }

@@ -69,7 +69,7 @@ void TreeUnmadeLeaves::AddNumbers(const TreeNumberLeaves& numbers) {
 
 void TreeUnmadeLeaves::CopyNumbers(const TreeUnmadeLeaves& from) {
     AddNumbers({0, from.type_, from.keyForm_, from.leaves_});
-    SetAllDirty(false);
+    SetAllDirty(/*dirty=*/false);
 }
 
 bool TreeUnmadeLeaves::HasNegative() const noexcept {

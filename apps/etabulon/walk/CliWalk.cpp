@@ -103,7 +103,9 @@ protected:
         return status == StatusRefused ? CallGetNext() : status;
     }
     CursorStatus GetNext() override { return CallGetNext(); }
-    [[nodiscard]] bool IsInFilter() const override { return ETabulonCursor::IsInFilter(); }
+    [[nodiscard]] bool IsInFilter() const override {
+        return FilterTag().IsRoot() || CurrentTag().IsAtOrBelow(FilterTag());
+    }
 };
 
 /// Tells of values that the result shows as NULL though the database has them.
