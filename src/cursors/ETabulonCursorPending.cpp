@@ -37,7 +37,8 @@ ETabulonCursorPending::~ETabulonCursorPending() = default;
 CursorStatus ETabulonCursorPending::Reset(const ETabulonTag& tag) {
     inInserts_ = false;
     mayBeDeleted_ = true;
-    inserts_ = changes_->ScriptUnder(ETabulonPendingChanges::Insert, tag);
+    inserts_ = areInsertsByFields_ ? changes_->Script(ETabulonPendingChanges::Insert)
+                                   : changes_->ScriptUnder(ETabulonPendingChanges::Insert, tag);
     insertIndex_ = 0;
     const CursorStatus status = CallReset(tag);
     // Deliberate: if the source refused the first record, this cursor tests it again with the
@@ -191,7 +192,8 @@ void ETabulonCursorPending::CalcFields() {
     ETabulonCursorRelay::CalcFields();
     // The script is asked by the tag that the record has in the table. If no update applies,
     // iFields isn't called, as it would mark that tag and the source's linked records stale.
-    const ETabulonTag& tag = CurrentTag();
+    const ETabulonPendingChanges::Change* const insert = ShownInsert();
+    const ETabulonTag& tag = insert != nullptr ? insert->Selection() : CurrentTag();
     changes_->CopyFilter(*filter_, filterVersion_);
     const detail::PendingFilter::Answer answer = filter_->Ask(tag);
     mayBeDeleted_ = answer.mayBeDeleted;
@@ -222,13 +224,23 @@ bool ETabulonCursorPending::IsInFilter() const {
     // tests them by the tag in the table. A record that an update moves out of a deleted branch is
     // shown, and a record that it moves into one isn't. UpdateOfALevelMovesARecordAwayFromItsDelete
     // holds it.
-    return inInserts_ || (ETabulonCursorRelay::IsInFilter() &&
-                          !(mayBeDeleted_ && changes_->IsDeleted(CurrentTag())));
+    if (inInserts_) {
+        return !areInsertsByFields_ || FilterTag().IsRoot() ||
+               CurrentTag().IsAtOrBelow(FilterTag());
+    }
+    return ETabulonCursorRelay::IsInFilter() &&
+           !(mayBeDeleted_ && changes_->IsDeleted(CurrentTag()));
+}
+
+const ETabulonPendingChanges::Change* ETabulonCursorPending::ShownInsert() const {
+    const bool isShown = inInserts_ && insertIndex_ >= 0 &&
+                         insertIndex_ < static_cast<std::int32_t>(inserts_.Size());
+    return isShown ? &inserts_.At(static_cast<std::uint32_t>(insertIndex_)) : nullptr;
 }
 
 void ETabulonCursorPending::ExtractCurrentTag(ETabulonTag& tag) const {
-    if (inInserts_ && insertIndex_ < static_cast<std::int32_t>(inserts_.Size())) {
-        tag = inserts_.At(static_cast<std::uint32_t>(insertIndex_)).Selection();
+    if (const auto* const insert = ShownInsert(); insert != nullptr && !areInsertsByFields_) {
+        tag = insert->Selection();
     } else {
         ETabulonCursorRelay::ExtractCurrentTag(tag);
     }

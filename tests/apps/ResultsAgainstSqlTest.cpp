@@ -236,6 +236,20 @@ TEST(DerivedLevels, ArePlacesOfEditsAndFollowThem) {
     EXPECT_EQ(
         Printed("edit @ --insert id=9,d=2024-05-06 --show walk --columns d.year --at id=9", path),
         "id\td\td.year\n9\t2024-05-06\t2024\n");
+    for (const auto& [view, shown] : {
+             std::pair{"grid --axes a.year --calc COUNT:id",
+                       "a.year\tCOUNT(id)\n\\N\t4\n1999\t1\ntotal\t5\n"},
+             {"grid --axes d.year --calc COUNT:id",
+              "d.year\tCOUNT(id)\n\\N\t1\n2020\t1\n2021\t1\n2022\t1\n2024\t1\ntotal\t5\n"},
+             {"walk --columns d.year --where 'd.year > 2022'",
+              "id\td\td.year\n9\t2024-05-06\t2024\n"},
+             {"grid --axes a.year --calc COUNT:id --at d.year=2024",
+              "a.year\tCOUNT(id)\n\\N\t1\ntotal\t1\n"},
+         }) {
+        EXPECT_EQ(Printed("edit @ --insert id=9,d=2024-05-06 --show " + std::string(view), path),
+                  shown)
+            << view;
+    }
     EXPECT_EQ(Printed("edit @ --delete '\"a.year\"=7'", path), "delete \"a.year\"=7\n");
     Printed("edit @ --delete d.year=2021 --save", path);
     EXPECT_EQ(Printed("tree @ --levels d.year", path), "d.year\tcount\n\\N\t1\n2020\t1\n2022\t1\n");

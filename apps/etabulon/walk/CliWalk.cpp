@@ -275,6 +275,7 @@ ETabulonCursor& CliCursor::Seen() noexcept {
 void CliCursor::ShowPending(const ETabulonPendingChanges& changes, bool moveRecords) {
     overlay_ = std::make_unique<ETabulonCursorPending>(this, &changes);
     overlay_->Init(Levels());
+    overlay_->ShowInsertsByTheirFields();  // a view may have levels that the inserts don't name
     if (moveRecords) {
         moved_ = std::make_unique<MovedRecords>(overlay_.get());
         moved_->Init(Levels());

@@ -28,6 +28,11 @@ public:
     ETabulonCursorPending(ETabulonCursor* source, const ETabulonPendingChanges* changes);
     ~ETabulonCursorPending() override;
 
+    /// Shows inserted records from the next reset on under the tag of their fields, as if they were
+    /// stored, and filters them by it. Otherwise they have the tag of their insert, which may lack
+    /// levels of this cursor.
+    void ShowInsertsByTheirFields() noexcept { areInsertsByFields_ = true; }
+
 protected:
     EFieldSet& iFields() override;
     CursorStatus Reset(const ETabulonTag& tag) override;
@@ -48,9 +53,12 @@ protected:
 
 private:
     CursorStatus ShowInsert();
+    /// The insert that is shown; null behind the last one and before the first.
+    [[nodiscard]] const ETabulonPendingChanges::Change* ShownInsert() const;
     [[nodiscard]] detail::PendingVerdict Judge(const ERecordBlock& block, EBlockIndex record);
 
     bool inInserts_ = false;  // the walk is past the source's last record
+    bool areInsertsByFields_ = false;
     const ETabulonPendingChanges* changes_;
     PTableau<ETabulonPendingChanges::Change> inserts_;  // of the running walk
     std::int32_t insertIndex_ = -1;
