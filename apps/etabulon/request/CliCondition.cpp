@@ -352,7 +352,6 @@ private:
                 ++place_;
             }
             word.text = text_.substr(from, place_ - from);
-            // A timestamp has a blank within.
             if (word.text.empty()) {
                 Fail("a value is expected");
                 return;
