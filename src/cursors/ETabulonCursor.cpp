@@ -91,10 +91,11 @@ void ETabulonCursor::RemNotifiers(const PTableau<INotifier*>& notifiers) {
 CursorStatus ETabulonCursor::CallReset(const ETabulonTag& tag) {
     const ETabulonTag target(tag);  // `tag` may be this cursor's own current or filter tag
     ResetCancel();
-    filterTag_ = target;
+    ETabulonTag filter(target);
     for (unsigned int index = 0; index < standingFilter_.KnownLevelsCount(); ++index) {
-        filterTag_.SetValue(standingFilter_.LevelAt(index), standingFilter_.ValueAt(index));
+        filter.SetValue(standingFilter_.LevelAt(index), standingFilter_.ValueAt(index));
     }
+    filterTag_ = filter;
     MarkStale();
     fieldsStatus_ = StatusOk;
     if (fieldsDirty_) {
@@ -104,7 +105,7 @@ CursorStatus ETabulonCursor::CallReset(const ETabulonTag& tag) {
     if (IsCancelled()) {
         return EndReset(StatusCancelled);
     }
-    const CursorStatus status = fieldsStatus_ != StatusOk ? fieldsStatus_ : Reset(filterTag_);
+    const CursorStatus status = fieldsStatus_ != StatusOk ? fieldsStatus_ : Reset(filter);
     if (status != StatusCancelled) {
         for (std::size_t index = 0; index < notifiers_.Size(); ++index) {
             const CursorStatus answer = notifiers_.At(index)->OnReset(target, *this);

@@ -45,7 +45,7 @@ public:
     [[nodiscard]] int ResultType(int type) const noexcept;
     [[nodiscard]] std::uint16_t ResultSize(int type) const noexcept;
     /// Missing for a value that it doesn't take, and for a date that doesn't exist. An infinite
-    /// number is a group of its own.
+    /// number is a group of its own, unless the groups have a limit.
     [[nodiscard]] EVariant Of(const EVariant& value) const;
 
 private:
