@@ -2,6 +2,8 @@
 
 #include "etabulon/grid/ETabulonGridAxe.h"
 
+#include <cmath>
+
 namespace etabulon {
 namespace {
 
@@ -9,15 +11,28 @@ EVariant TextLabel(std::string_view text) { return EVariant(Chaine(text)); }
 
 }  // namespace
 
+EVariant ShownLabel(const CliLevel& level, const ETabulonValue* value) {
+    if (value == nullptr || value->IsNull()) {
+        return EVariant();
+    }
+    return level.HasLabel() ? EVariant(value->DisplayValue()) : value->Data();
+}
+
+ETabulonValue Percent(const std::optional<double>& share) {
+    if (!share) {
+        return ETabulonValue::Null;
+    }
+    const double rounded = std::round(*share * 100) / 100;
+    return ETabulonValue(EVariant(rounded == 0 ? 0.0 : rounded), Chaine(), /*modified=*/false);
+}
+
 void CliGridView::TakeDataAxe(const ETabulonGridAxe& axe, CliCrossAxis& taken) const {
     const CliLevel& level = levels_.all[axe.Data().AsUInt64()];
     taken.title = level.shown;
     taken.isData = true;
     for (unsigned int index = 0; index < axe.Size(); ++index) {
         const ETabulonGridAxe::AxeLabel& label = axe.Label(index);
-        taken.labels.push_back(level.HasLabel() && !label.IsNull()
-                                   ? TextLabel(label.DisplayValue().View())
-                                   : label.Data());
+        taken.labels.push_back(ShownLabel(level, &label));
     }
 }
 

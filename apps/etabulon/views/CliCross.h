@@ -12,6 +12,11 @@
 
 namespace etabulon {
 
+/// The shown value of a label: its own label, or its data; missing for NULL and for none.
+[[nodiscard]] EVariant ShownLabel(const CliLevel& level, const ETabulonValue* value);
+/// A share as a value, rounded to two decimals; ValNull for none.
+[[nodiscard]] ETabulonValue Percent(const std::optional<double>& share);
+
 /// One direction of a cross table. Its labels are the shown values: missing for NULL.
 struct CliCrossAxis {
     std::string title;  // empty if there is no such axis, which has one label without meaning

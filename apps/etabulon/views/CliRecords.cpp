@@ -1,6 +1,7 @@
 #include "apps/etabulon/views/CliRecords.h"
 
 #include "apps/etabulon/output/CliOutput.h"
+#include "etabulon/cross/ECrossTable.h"
 #include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/sql/ESqlSchema.h"
 
@@ -70,6 +71,9 @@ public:
         return request_.limit == 0 ? StatusEnd : StatusOk;
     }
     CursorStatus OnMove(const ETabulonCursor& cursor) override {
+        if (request_.selection != nullptr && !request_.selection->Has(cursor.CurrentTag())) {
+            return StatusOk;
+        }
         Begin();
         PutTag(cursor.CurrentTag());
         const EFieldKey& key = cursor.PrimaryKey().Fields();

@@ -10,6 +10,8 @@
 
 namespace etabulon {
 
+class ECrossSelection;
+
 /// Which records are printed, and which of their values.
 struct CliRecordsRequest {
     static constexpr auto kNoLimit = static_cast<std::uint64_t>(-1);
@@ -17,6 +19,7 @@ struct CliRecordsRequest {
     const ETabulonTag& tag;
     const std::vector<CliVariable>& values;
     std::uint64_t limit = kNoLimit;
+    const ECrossSelection* selection = nullptr;  // only its records; null: all below the tag
 };
 
 /// The columns that are neither levels nor parts of the key. Levels and key are always printed.
