@@ -150,9 +150,9 @@ CliResult<> ScoreCommand::Drill(const CliEnvironment& environment, const CliWalk
     }
     const ECrossSelection selection = table.Selection(*line, ECrossTable::kTotal);
     const std::vector<CliVariable> values = AllValues(levels);
-    return PrintRecords(context,
-                        {levels, selection.Tag(), values, CliRecordsRequest::kNoLimit, &selection},
-                        Output().Printing(environment));
+    return PrintRecords(
+        context, {levels, selection.Tag(), values, CliRecordsRequest::kNoLimit, {}, &selection},
+        Output().Printing(environment));
 }
 
 CliResult<> ScoreCommand::Show(CliEnvironment& environment, const CliWalkContext& context) {
