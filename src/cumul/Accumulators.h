@@ -22,7 +22,7 @@ enum class Held : std::uint8_t {
 /// The result of a fixed-size type of up to 8 bytes.
 struct NumberState {
     std::uint64_t bits = 0;
-    std::uint32_t counter = 0;
+    std::uint32_t counter = 0;  // of records; of a fold that keeps order the record's number
     Held held = Held::Nothing;
 };
 
@@ -82,7 +82,9 @@ struct WideState {
 struct CodeState {
     EVariant extreme;
     EVariant code;
+    std::uint32_t counter = 0;  // the record's number
     Held held = Held::Nothing;
+    bool metMissing = false;  // a record without a value
 };
 
 /// The buffer of a function that isn't the library's own.
@@ -213,6 +215,7 @@ public:
 
     [[nodiscard]] const EVariant& Extreme() const noexcept { return state_.extreme; }
     void StoreExtreme(const EVariant& value) { state_.extreme = value; }
+    void NoteMissing() noexcept { state_.metMissing = true; }
     void Store(const EVariant& code) {
         if (state_.held == Held::Nothing) {
             state_.code = blank_;

@@ -47,6 +47,9 @@ struct BlockFold {
     /// each usual number of places: a score has the line, a grid the cell and two totals.
     template <class T, class Read>
     static void FoldEach(const CellPlan& plan, const BlockRows& rows, const Read& read) {
+        if constexpr (kKeepsOrder<Fold>) {
+            return FoldInOrder<T>(plan, rows, read);
+        }
         if (rows.shared != nullptr && rows.places.size() == 1) {
             return FoldPlaces<T>(plan, rows, read, std::array{rows.places[0]});
         }
@@ -57,10 +60,24 @@ struct BlockFold {
             return FoldPlaces<T>(plan, rows, read,
                                  std::array{rows.places[0], rows.places[1], rows.places[2]});
         }
-        ForEachRecord(rows, [&](EBlockIndex record, CellPlan::Rows rowsOfRecord) {
-            read(record, [&](const auto& number) {
+        ForEachRecord(rows, [&](std::size_t at, CellPlan::Rows rowsOfRecord) {
+            read(rows.records[at], [&](const auto& number) {
                 for (std::byte* const row : rowsOfRecord) {
                     StepIn<T>(row + plan.offset, number);
+                }
+            });
+        });
+    }
+
+    /// For folds that keep the number of the record behind the result.
+    template <class T, class Read>
+    static void FoldInOrder(const CellPlan& plan, const BlockRows& rows, const Read& read) {
+        ForEachRecord(rows, [&](std::size_t at, CellPlan::Rows rowsOfRecord) {
+            const std::uint32_t record = NumberAfter(rows.firstNumber, at);
+            read(rows.records[at], [&](const auto& number) {
+                for (std::byte* const row : rowsOfRecord) {
+                    auto& state = plan.StateIn<NumberState>(row);
+                    StepNumbered<Fold>(NumberAccumulator<T>(state), state, record, number);
                 }
             });
         });

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <span>
 
 namespace etabulon::detail {
@@ -21,9 +22,12 @@ struct BlockRows {
     // Most records have the row of the record before in the second place, as in a table in the
     // order of time, and no other place names a row of it.
     bool isSteady = false;
+    // The number of the first of `records` among all that were folded.
+    std::uint32_t firstNumber = 0;
 };
 
-/// Calls `visit(record, some rows of the record)` until each record of the block had all its rows.
+/// Calls `visit(place in records, some rows of the record)` until each record of the block had all
+/// its rows.
 template <class Visit>
 void ForEachRecord(const BlockRows& rows, const Visit& visit) {
     std::array<std::byte*, 8> some;
@@ -34,12 +38,12 @@ void ForEachRecord(const BlockRows& rows, const Visit& visit) {
         }
         for (const BlockRows::Place place : rows.places) {
             if (count == some.size()) {
-                visit(rows.records[at], std::span<std::byte* const>(some));
+                visit(at, std::span<std::byte* const>(some));
                 count = 0;
             }
             some[count++] = place[at];
         }
-        visit(rows.records[at], std::span<std::byte* const>(some).first(count));
+        visit(at, std::span<std::byte* const>(some).first(count));
     }
 }
 

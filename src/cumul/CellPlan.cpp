@@ -8,14 +8,16 @@ void FoldValues(const CellPlan& plan, const BlockRows& rows, unsigned column) {
     ETabulonPrimaryKey key;
     constexpr std::size_t kNoRecord = static_cast<std::size_t>(-1);
     std::size_t read = kNoRecord;
-    ForEachRecord(rows, [&](EBlockIndex record, CellPlan::Rows rowsOfRecord) {
-        if (plan.needsKey && record != read) {
-            read = record;
+    ForEachRecord(rows, [&](std::size_t at, CellPlan::Rows rowsOfRecord) {
+        const EBlockIndex record = rows.records[at];
+        if (plan.needsKey && at != read) {
+            read = at;
             rows.block->ReadKey(record, fields);
             key.Set(fields, rows.block->Position(record));
         }
-        NumberReading none;
-        plan.fold(plan, rowsOfRecord, rows.block->Value(column, record), &key, none);
+        RecordReading reading;
+        reading.record = NumberAfter(rows.firstNumber, at);
+        plan.fold(plan, rowsOfRecord, rows.block->Value(column, record), &key, reading);
     });
 }
 
@@ -51,8 +53,8 @@ void ReadHeld(const WideState& state, const EVariant& blank, ETabulonValue& valu
 }
 
 void ReadHeld(const CodeState& state, const EVariant& blank, ETabulonValue& value) {
-    if (state.held == Held::Nothing) {
-        value = ETabulonValue::Null;
+    if (state.held != Held::Value) {
+        value = state.held == Held::Nothing ? ETabulonValue::Null : ETabulonValue::Special;
         return;
     }
     value = ETabulonValue(blank, Chaine(), /*modified=*/false);

@@ -5,8 +5,10 @@
 #include "cumul/CumulFold.h"
 #include "etabulon/foundation/EDataType.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
+#include <limits>
 #include <memory>
 #include <new>
 #include <span>
@@ -33,8 +35,10 @@ inline constexpr StateKind kStateKind = {
         ? nullptr
         : +[](std::byte* address) noexcept { std::destroy_at(&StateAt<State>(address)); }};
 
-/// The number that was read last: several functions often fold one variable.
-struct NumberReading {
+/// The record that is being folded, and the number that was read of it last: several functions
+/// often fold one variable.
+struct RecordReading {
+    std::uint32_t record = 0;  // its number among all that were folded
     const EVariant* value = nullptr;
     std::uint64_t bits = 0;
     EStorage storage{};
@@ -45,9 +49,12 @@ struct NumberReading {
 struct CellPlan {
     using Rows = std::span<std::byte* const>;
     using FoldRows = void (*)(const CellPlan& plan, Rows rows, const EVariant& value,
-                              const ETabulonPrimaryKey* key, NumberReading& last);
+                              const ETabulonPrimaryKey* key, RecordReading& last);
     using FoldRecords = void (*)(const CellPlan& plan, const BlockRows& rows, unsigned column);
     using ReadResult = void (*)(const CellPlan& plan, std::byte* row, ETabulonValue& result);
+    /// The records of `from` are numbered as those of `into`, behind `after` further ones.
+    using MergeRow = void (*)(const CellPlan& plan, std::byte* into, std::byte* from,
+                              std::uint32_t after);
 
     template <class State>
     [[nodiscard]] State& StateIn(std::byte* row) const noexcept {
@@ -59,15 +66,50 @@ struct CellPlan {
     FoldRows fold = nullptr;
     FoldRecords foldBlock = nullptr;
     ReadResult result = nullptr;
+    MergeRow merge = nullptr;  // null: of a function that isn't the library's own
     const StateKind* state = nullptr;
     std::uint32_t offset = 0;  // within a row
     // What the state holds: identical addresses, identical contents. Null: the counter only.
     const char* content = nullptr;
+    double argument = 0;  // of a function that has one
     bool counts = false;  // the state's counter has the number of records
     bool needsKey = false;
     bool readsValues = true;
 };
 
+/// The number of the record that is `count` after the one of this number. It stays at its limit.
+[[nodiscard]] inline std::uint32_t NumberAfter(std::uint32_t number, std::uint64_t count) noexcept {
+    constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
+    return static_cast<std::uint32_t>(std::min(number + count, kMost));
+}
+
+/// A step that keeps the record's number where it gives the result and the fold keeps order.
+template <class Fold, class Accumulator, class State, class... Arguments>
+void StepNumbered(Accumulator&& accumulator, State& state, std::uint32_t record,
+                  const Arguments&... arguments) {
+    const FoldEffect effect = Fold::Step(accumulator, arguments...);
+    if constexpr (kKeepsOrder<Fold>) {
+        if (effect != FoldEffect::Kept) {
+            state.counter = record;
+        }
+    }
+}
+
+/// The state of a count: that of any fold that counts records has its result.
+[[nodiscard]] inline NumberState CountedState(const NumberState& state) noexcept {
+    return {state.counter, state.counter, state.counter == 0 ? Held::Nothing : Held::Value};
+}
+
+/// The fold whose accumulated value is that of `Fold` too: an average's is that of a sum.
+template <class Fold>
+struct ContentOf {
+    using Type = Fold;
+};
+template <class Fold>
+requires requires { typename Fold::Content; }
+struct ContentOf<Fold> {
+    using Type = typename Fold::Content;
+};
 /// Folds the records of a block value by value, by the plan's own `fold`.
 void FoldValues(const CellPlan& plan, const BlockRows& rows, unsigned column);
 

@@ -17,7 +17,7 @@ ERef<ETabulonCumulBuffer> StartBuffer(const ETabulonCumulFuncOnVar& calculation)
 }
 
 void FoldForeign(const CellPlan& plan, CellPlan::Rows rows, const EVariant& value,
-                 const ETabulonPrimaryKey* key, NumberReading& /*last*/) {
+                 const ETabulonPrimaryKey* key, RecordReading& /*reading*/) {
     for (std::byte* const row : rows) {
         plan.StateIn<ForeignState>(row).buffer->AddValue(value, /*modified=*/false, *key);
     }
@@ -115,6 +115,7 @@ CumulCells::CumulCells(CumulCells&& other) noexcept
     : plans_(std::move(other.plans_)),
       chunks_(std::move(other.chunks_)),
       rows_(std::exchange(other.rows_, 0)),
+      records_(other.records_),
       rowBytes_(other.rowBytes_),
       needsContext_(other.needsContext_),
       areOwn_(other.areOwn_),
@@ -126,6 +127,7 @@ CumulCells& CumulCells::operator=(CumulCells&& other) noexcept {
         plans_ = std::move(other.plans_);
         chunks_ = std::move(other.chunks_);
         rows_ = std::exchange(other.rows_, 0);
+        records_ = other.records_;
         rowBytes_ = other.rowBytes_;
         needsContext_ = other.needsContext_;
         areOwn_ = other.areOwn_;
@@ -137,6 +139,10 @@ CumulCells& CumulCells::operator=(CumulCells&& other) noexcept {
 CumulCells::~CumulCells() { Free(); }
 
 unsigned CumulCells::Size() const noexcept { return static_cast<unsigned>(plans_.size()); }
+
+const ETabulonCumulFuncOnVar& CumulCells::Calculation(unsigned calculation) const noexcept {
+    return *plans_[calculation].calculation;
+}
 
 std::uint32_t CumulCells::AddRow() {
     const std::uint32_t row = rows_;
@@ -202,27 +208,50 @@ void CumulCells::Free() noexcept {
 }
 
 void CumulCells::Fold(std::span<std::byte* const> rows, std::span<const EVariant* const> values,
-                      const ETabulonPrimaryKey* context) const {
+                      const ETabulonPrimaryKey* context) {
     E_EXPECTS(values.size() == plans_.size());
     E_EXPECTS(!needsContext_ || context != nullptr);
     const EVariant* const* value = values.data();
-    NumberReading last;
+    RecordReading reading;
+    reading.record = records_;
+    records_ = NumberAfter(records_, 1);
     for (const Plan& plan : plans_) {
         if (plan.isFolded) {
-            plan.fold(plan, rows, **value, context, last);
+            plan.fold(plan, rows, **value, context, reading);
         }
         ++value;
     }
 }
 
-void CumulCells::FoldBlock(const BlockRows& rows, std::span<const unsigned> columns) const {
+void CumulCells::FoldBlock(BlockRows rows, std::span<const unsigned> columns) {
     E_EXPECTS(columns.size() == plans_.size());
     E_EXPECTS(areOwn_);
+    rows.firstNumber = records_;
+    records_ = NumberAfter(records_, rows.records.size());
     for (std::size_t index = 0; index < plans_.size(); ++index) {
         if (plans_[index].isFolded) {
             plans_[index].foldBlock(plans_[index], rows, columns[index]);
         }
     }
+}
+
+void CumulCells::Merge(std::span<std::byte* const> rows, const CumulCells& other, std::uint32_t row,
+                       std::uint32_t after) const {
+    E_EXPECTS(areOwn_ && other.plans_.size() == plans_.size());
+    std::byte* const from = other.RowAt(row);
+    for (const Plan& plan : plans_) {
+        for (std::byte* const into : rows) {
+            if (plan.isFolded) {
+                plan.merge(plan, into, from, after);
+            }
+        }
+    }
+}
+
+void CumulCells::MergeBehind(std::span<std::byte* const> rows, const CumulCells& other,
+                             std::uint32_t row) {
+    Merge(rows, other, row, records_);
+    records_ = NumberAfter(records_, other.records_);
 }
 
 bool CumulCells::ReadsValues(unsigned calculation) const noexcept {

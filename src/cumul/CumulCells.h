@@ -12,6 +12,7 @@
 
 namespace etabulon {
 
+class ETabulonCumulFuncOnVar;
 class ETabulonPrimaryKey;
 class ITabulonCumulFuncOnVarCollection;
 
@@ -37,6 +38,7 @@ public:
 
     /// How many calculations a row holds.
     [[nodiscard]] unsigned Size() const noexcept;
+    [[nodiscard]] const ETabulonCumulFuncOnVar& Calculation(unsigned calculation) const noexcept;
     [[nodiscard]] std::uint32_t Rows() const noexcept { return rows_; }
     /// Adds a row over no records; rows are numbered from 0.
     std::uint32_t AddRow();
@@ -54,10 +56,19 @@ public:
     /// into a row that is named twice. `values` holds one value for each calculation, in order;
     /// `context` is the record's key, read only if NeedsContext().
     void Fold(std::span<std::byte* const> rows, std::span<const EVariant* const> values,
-              const ETabulonPrimaryKey* context) const;
+              const ETabulonPrimaryKey* context);
     /// The same for the records of a block, one after the other. `columns` has the values' column
     /// of each calculation. Requires keys in the block if NeedsContext().
-    void FoldBlock(const BlockRows& rows, std::span<const unsigned> columns) const;
+    void FoldBlock(BlockRows rows, std::span<const unsigned> columns);
+    /// How many records were folded.
+    [[nodiscard]] std::uint32_t Records() const noexcept { return records_; }
+    /// Merges a row of cells over the same calculations into rows, as if the records behind it were
+    /// folded into them: MergeFold.h tells what differs. Records come in the order in which they
+    /// were folded, those of `other` behind `after` further ones. Requires AreOwn().
+    void Merge(std::span<std::byte* const> rows, const CumulCells& other, std::uint32_t row,
+               std::uint32_t after = 0) const;
+    /// The same for records that come behind all that were folded.
+    void MergeBehind(std::span<std::byte* const> rows, const CumulCells& other, std::uint32_t row);
     /// Every calculation is one of the library's own, which have no side effects.
     [[nodiscard]] bool AreOwn() const noexcept { return areOwn_; }
     /// Whether folding the calculation reads its variable's values.
@@ -84,6 +95,7 @@ private:
     std::vector<Plan> plans_;
     std::vector<std::unique_ptr<std::byte[]>> chunks_;
     std::uint32_t rows_ = 0;
+    std::uint32_t records_ = 0;
     std::uint32_t rowBytes_ = 0;
     bool needsContext_ = false;
     bool areOwn_ = true;

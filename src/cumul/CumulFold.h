@@ -22,6 +22,14 @@ enum class FoldEffect : std::uint8_t {
     Joined = 2,    // the result stands for several records: modified if one of them is
 };
 
+/// How the states of two groups of records become the state of all these records.
+enum class FoldMerge : std::uint8_t {
+    Steps = 0,     // a step takes the other group's value; numbers of records add up
+    Latest = 1,    // the state whose record came last stays
+    Earliest = 2,  // the state whose record came first stays
+    Common = 3,    // the earlier group's value stays, unless the two differ
+};
+
 /// The properties of a fold, beside
 ///     template <class Accumulator, class Value>
 ///     static FoldEffect Step(Accumulator& result, const Value& value);
@@ -39,12 +47,18 @@ struct CumulFold {
     static constexpr bool kKeepsContext = false;
     /// The step takes the record's key; its accumulator has an extreme.
     static constexpr bool kNeedsKey = false;
+    static constexpr FoldMerge kMerge = FoldMerge::Steps;
     /// The result made from the accumulated value; it has the modified flag of `held`.
     [[nodiscard]] static ETabulonValue Finish(const ETabulonValue& held,
                                               std::uint32_t /*records*/) {
         return held;
     }
 };
+
+/// The state of such a fold has the number of the record that gave its result: groups of records
+/// that lie among each other merge by it. Such a fold doesn't count.
+template <class Fold>
+inline constexpr bool kKeepsOrder = Fold::kNeedsKey || Fold::kMerge >= FoldMerge::Latest;
 
 /// A buffer whose function can also run in packed cells.
 class PackedFold {
@@ -93,6 +107,7 @@ public:
 
     [[nodiscard]] const EVariant& Extreme() const noexcept { return extreme_; }
     void StoreExtreme(const EVariant& value) { extreme_ = value; }
+    void NoteMissing() const noexcept {}
 
 protected:
     /// The accumulated value, before Finish.

@@ -32,6 +32,7 @@ struct CountFold : detail::CumulFold {
 };
 
 struct LastFold : detail::CumulFold {
+    static constexpr detail::FoldMerge kMerge = detail::FoldMerge::Latest;
     static constexpr bool kKeepsContext = true;
     template <class Accumulator, class Value>
     static FoldEffect Step(Accumulator& last, const Value& value) {
@@ -41,6 +42,7 @@ struct LastFold : detail::CumulFold {
 };
 
 struct CommonValFold : detail::CumulFold {
+    static constexpr detail::FoldMerge kMerge = detail::FoldMerge::Common;
     template <class Accumulator, class Value>
     static FoldEffect Step(Accumulator& common, const Value& value) {
         if (common.IsNew()) {

@@ -2,6 +2,7 @@
 
 #include "etabulon/cumul/ETabulonCumulBufferOnVar.h"
 #include "etabulon/cumul/ETabulonCumulFunc.h"
+#include "etabulon/cumul/PresentFunctions.h"
 #include "etabulon/foundation/EField.h"
 #include "etabulon/values/ETabulonVariableDesc.h"
 
@@ -10,8 +11,10 @@ namespace {
 
 ETabulonCumulFuncOnVar* BuildOn(const ERef<ETabulonVariableDesc>& variable,
                                 const Chaine& functionCode) {
-    const auto function =
-        ERef<ETabulonCumulFunc>::Adopt(variable->Functions().GetFunction(functionCode));
+    auto function = ERef<ETabulonCumulFunc>::Adopt(variable->Functions().GetFunction(functionCode));
+    if (!function) {
+        function = FindPresentFunction(functionCode, variable->DataType());
+    }
     return ETabulonCumulFuncOnVar::Build(function.Get(), variable.Get());
 }
 

@@ -1,5 +1,6 @@
 #include "etabulon/cumul/ETabulonTypeNumeric.h"
 
+#include "cumul/ExtremeFolds.h"
 #include "cumul/RowFold.h"
 
 #include <functional>
@@ -7,7 +8,10 @@
 namespace etabulon {
 namespace {
 
+using detail::CodeOfExtremeFold;
 using detail::FoldEffect;
+using detail::MaxFold;
+using detail::MinFold;
 
 constexpr unsigned short kNumericIcon = 16805;
 
@@ -17,51 +21,6 @@ constexpr unsigned kAvgText = 10702;
 constexpr unsigned kSumText = 10703;
 constexpr unsigned kCodeMinText = 10709;
 constexpr unsigned kCodeMaxText = 10710;
-
-struct MinFold : detail::CumulFold {
-    static constexpr bool kKeepsContext = true;
-    template <class Accumulator, class Value>
-    static FoldEffect Step(Accumulator& lowest, const Value& value) {
-        if (!lowest.IsNew() && !lowest.IsAbove(value)) {
-            return FoldEffect::Kept;  // strict: of equal values the first stays
-        }
-        lowest.Store(value);
-        return FoldEffect::Joined;
-    }
-};
-
-struct MaxFold : detail::CumulFold {
-    static constexpr bool kKeepsContext = true;
-    template <class Accumulator, class Value>
-    static FoldEffect Step(Accumulator& highest, const Value& value) {
-        if (!highest.IsNew() && !highest.IsBelow(value)) {
-            return FoldEffect::Kept;
-        }
-        highest.Store(value);
-        return FoldEffect::Joined;
-    }
-};
-
-template <class Better>
-struct CodeOfExtremeFold : detail::CumulFold {
-    static constexpr bool kKeepsContext = true;
-    static constexpr bool kNeedsKey = true;
-    template <class Accumulator>
-    static FoldEffect Step(Accumulator& code, const EVariant& value,
-                           const ETabulonPrimaryKey& key) {
-        // A missing value stores no extreme, so that the next record replaces it whatever its value
-        // is.
-        if (!code.Extreme().IsMissing() && !Better{}(value, code.Extreme())) {
-            return FoldEffect::Kept;
-        }
-        code.StoreExtreme(value);
-        code.Store(key.SingleCode().Data());
-        // Deliberate: the flag of an earlier extreme doesn't carry over, as it does for the extreme
-        // itself: the code is the record's own, and says nothing of the records before.
-        // CodeOfExtremeForgetsEarlierFlags holds it.
-        return FoldEffect::Replaced;
-    }
-};
 
 struct SumFold : detail::CumulFold {
     template <class Accumulator, class Value>

@@ -2,27 +2,13 @@
 
 #include "cumul/BlockFold.h"
 #include "cumul/CellPlan.h"
+#include "cumul/MergeFold.h"
 
 #include <cstring>
 #include <type_traits>
 
 namespace etabulon::detail {
 
-/// The state of a count: that of any fold that counts records has its result.
-[[nodiscard]] inline NumberState CountedState(const NumberState& state) noexcept {
-    return {state.counter, state.counter, state.counter == 0 ? Held::Nothing : Held::Value};
-}
-
-/// The fold whose accumulated value is that of `Fold` too: an average's is that of a sum.
-template <class Fold>
-struct ContentOf {
-    using Type = Fold;
-};
-template <class Fold>
-requires requires { typename Fold::Content; }
-struct ContentOf<Fold> {
-    using Type = typename Fold::Content;
-};
 template <class Content>
 inline constexpr char kContent = 0;
 
@@ -30,17 +16,16 @@ inline constexpr char kContent = 0;
 template <class Fold>
 struct RowFold {
     static void Converted(const CellPlan& plan, CellPlan::Rows rows, const EVariant& value,
-                          const ETabulonPrimaryKey* /*key*/, NumberReading& /*last*/) {
+                          const ETabulonPrimaryKey* /*key*/, RecordReading& reading) {
         const bool isMissing = value.IsMissing();
         for (std::byte* const row : rows) {
             auto& state = plan.StateIn<NumberState>(row);
             if (isMissing) {
-                NumberAccumulator<std::int64_t> number(state);
-                Fold::Step(number, MissingNumber{});
+                StepNumbered<Fold>(NumberAccumulator<std::int64_t>(state), state, reading.record,
+                                   MissingNumber{});
             } else {
                 WideState wide = Widened(state, plan.blank);
-                WideAccumulator converted(wide, plan.blank);
-                Fold::Step(converted, value);
+                StepNumbered<Fold>(WideAccumulator(wide, plan.blank), wide, reading.record, value);
                 state = Narrowed(wide);
             }
         }
@@ -48,7 +33,7 @@ struct RowFold {
 
     template <class T>
     static void Numbers(const CellPlan& plan, CellPlan::Rows rows, const EVariant& value,
-                        const ETabulonPrimaryKey* key, NumberReading& last) {
+                        const ETabulonPrimaryKey* key, RecordReading& last) {
         T number{};
         const ETypeInfo& like = *plan.type;
         if (last.value == &value && last.storage == like.storage && last.scale == like.scale) {
@@ -63,31 +48,37 @@ struct RowFold {
             return;
         }
         for (std::byte* const row : rows) {
-            BlockFold<Fold>::template StepIn<T>(row + plan.offset, number);
+            if constexpr (kKeepsOrder<Fold>) {
+                auto& state = plan.StateIn<NumberState>(row);
+                StepNumbered<Fold>(NumberAccumulator<T>(state), state, last.record, number);
+            } else {
+                BlockFold<Fold>::template StepIn<T>(row + plan.offset, number);
+            }
         }
     }
 
     /// For folds that read no values.
     static void Records(const CellPlan& plan, CellPlan::Rows rows, const EVariant& /*value*/,
-                        const ETabulonPrimaryKey* /*key*/, NumberReading& /*last*/) {
+                        const ETabulonPrimaryKey* /*key*/, RecordReading& /*reading*/) {
         for (std::byte* const row : rows) {
             BlockFold<Fold>::template StepIn<std::uint32_t>(row + plan.offset, MissingNumber{});
         }
     }
 
     static void Wides(const CellPlan& plan, CellPlan::Rows rows, const EVariant& value,
-                      const ETabulonPrimaryKey* /*key*/, NumberReading& /*last*/) {
+                      const ETabulonPrimaryKey* /*key*/, RecordReading& reading) {
         for (std::byte* const row : rows) {
-            WideAccumulator state(plan.StateIn<WideState>(row), plan.blank);
-            Fold::Step(state, value);
+            auto& state = plan.StateIn<WideState>(row);
+            StepNumbered<Fold>(WideAccumulator(state, plan.blank), state, reading.record, value);
         }
     }
 
     static void Codes(const CellPlan& plan, CellPlan::Rows rows, const EVariant& value,
-                      const ETabulonPrimaryKey* key, NumberReading& /*last*/) {
+                      const ETabulonPrimaryKey* key, RecordReading& reading) {
         for (std::byte* const row : rows) {
-            CodeAccumulator state(plan.StateIn<CodeState>(row), plan.blank);
-            Fold::Step(state, value, *key);
+            auto& state = plan.StateIn<CodeState>(row);
+            StepNumbered<Fold>(CodeAccumulator(state, plan.blank), state, reading.record, value,
+                               *key);
         }
     }
 
@@ -109,19 +100,22 @@ struct RowFold {
     }
 
     template <class State>
-    static void Choose(CellPlan& plan, CellPlan::FoldRows fold, CellPlan::FoldRecords foldBlock) {
+    static void Choose(CellPlan& plan, CellPlan::FoldRows fold, CellPlan::FoldRecords foldBlock,
+                       CellPlan::MergeRow merge) {
         plan.state = &kStateKind<State>;
         plan.content = kIsCounter<State> ? nullptr : &kContent<typename ContentOf<Fold>::Type>;
         plan.counts = Fold::kCounts;
         plan.result = &Result<State>;
         plan.fold = fold;
         plan.foldBlock = foldBlock;
+        plan.merge = merge;
         plan.needsKey = Fold::kNeedsKey;
         plan.readsValues = !kIsCounter<State>;
     }
     template <class T>
     static void ChooseNumbers(CellPlan& plan) {
-        Choose<NumberState>(plan, &Numbers<T>, &BlockFold<Fold>::template Numbers<T>);
+        Choose<NumberState>(plan, &Numbers<T>, &BlockFold<Fold>::template Numbers<T>,
+                            &MergeFold<Fold>::template Numbers<T>);
     }
 
     /// Scaled numbers of one scale add and compare as the whole numbers that they are stored as.
@@ -138,7 +132,8 @@ struct RowFold {
             case EStorage::Double:
                 return ChooseNumbers<double>(plan);
             default:
-                return Choose<NumberState>(plan, &Converted, &FoldValues);
+                return Choose<NumberState>(plan, &Converted, &FoldValues,
+                                           &MergeFold<Fold>::Converted);
         }
     }
 };
@@ -149,18 +144,20 @@ struct RowFold {
 template <class Fold>
 void FoldBuffer<Fold>::PlanCells(CellPlan& plan) const {
     using Rows = RowFold<Fold>;
+    using Merge = MergeFold<Fold>;
     if constexpr (Fold::kNeedsKey) {
-        Rows::template Choose<CodeState>(plan, &Rows::Codes, &FoldValues);
+        Rows::template Choose<CodeState>(plan, &Rows::Codes, &FoldValues, &Merge::Codes);
     } else if constexpr (Fold::kReadsValues) {
         if (IsNumberCell(plan.blank)) {
             Rows::ChooseByStorage(plan);
         } else {
-            Rows::template Choose<WideState>(plan, &Rows::Wides, &FoldValues);
+            Rows::template Choose<WideState>(plan, &Rows::Wides, &FoldValues, &Merge::Wides);
         }
     } else if (IsNumberCell(plan.blank) && plan.type->storage == EStorage::UInt32) {
-        Rows::template Choose<NumberState>(plan, &Rows::Records, &BlockFold<Fold>::Records);
+        Rows::template Choose<NumberState>(plan, &Rows::Records, &BlockFold<Fold>::Records,
+                                           &Merge::Counts);
     } else {
-        Rows::template Choose<WideState>(plan, &Rows::Wides, &FoldValues);
+        Rows::template Choose<WideState>(plan, &Rows::Wides, &FoldValues, &Merge::Wides);
     }
 }
 

@@ -1,5 +1,6 @@
 #include "etabulon/grid/ETabulonGridCumulsBuffers.h"
 
+#include "etabulon/cumul/CumulPartial.h"
 #include "etabulon/grid/ETabulonGridAxe.h"
 #include "etabulon/grid/ETabulonGridCumuls.h"
 #include "etabulon/values/ETabulonExtractValue.h"
@@ -44,6 +45,14 @@ void ETabulonGridCumulsBuffers::AddValue(const ETabulonExtractValue& extract) {
     if (desc_->IsComputeTag(extract.Position())) {
         cells_->Add(extract.Position(), cells_->ValuesOf(extract),
                     cells_->NeedsContext() ? &extract.Context() : nullptr);
+    }
+}
+
+void ETabulonGridCumulsBuffers::AddPartial(const ETabulonTag& position,
+                                           const CumulPartial& partial) {
+    axesStale_ = true;
+    if (desc_->IsComputeTag(position)) {
+        cells_->AddPartial(position, *partial.cells_);
     }
 }
 

@@ -59,6 +59,15 @@ GridCells::GridCells(ETabulonGridCumuls& desc)
 
 void GridCells::Add(const ETabulonTag& position, std::span<const EVariant* const> values,
                     const ETabulonPrimaryKey* context, std::uint64_t generation) {
+    cells_.Fold(RowsOf(position, generation), values, context);
+}
+
+void GridCells::AddPartial(const ETabulonTag& position, const CumulCells& partial) {
+    cells_.MergeBehind(RowsOf(position, /*generation=*/0), partial, 0);
+}
+
+std::span<std::byte* const> GridCells::RowsOf(const ETabulonTag& position,
+                                              std::uint64_t generation) {
     const std::uint32_t detail = generation != 0 ? index_.FindOrAddLasting(position, generation)
                                                  : index_.FindOrAdd(position);
     std::byte* const grandTotal = GrandTotalRow();
@@ -77,7 +86,7 @@ void GridCells::Add(const ETabulonTag& position, std::span<const EVariant* const
             folded_.push_back(AccumulatorsOfTotal(totalRows_[axe.column], number));
         }
     }
-    cells_.Fold(folded_, values, context);
+    return folded_;
 }
 
 std::byte* GridCells::GrandTotalRow() {

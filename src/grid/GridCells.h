@@ -35,6 +35,8 @@ public:
     /// of `position`.
     void Add(const ETabulonTag& position, std::span<const EVariant* const> values,
              const ETabulonPrimaryKey* context, std::uint64_t generation = 0);
+    /// The same for a group of records, by the one row of their cells.
+    void AddPartial(const ETabulonTag& position, const CumulCells& partial);
     /// Asks for what AddBlock reads. False for calculations whose records must come one by one.
     [[nodiscard]] bool WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request);
     /// Adds records that lie at or below the root, in their order. The same as Add for each.
@@ -85,6 +87,9 @@ private:
     // Added to a row number of totals_, so that ReadResult tells totals from cells.
     static constexpr std::uint32_t kTotals = 0x80000000;
 
+    /// The rows that a record at this position is folded into, some more than once.
+    [[nodiscard]] std::span<std::byte* const> RowsOf(const ETabulonTag& position,
+                                                     std::uint64_t generation);
     void FindPlaces();
     void FindRows(std::size_t from, std::size_t count);
     [[nodiscard]] bool AddByTables(const ERecordBlock& block, std::span<const EBlockIndex> records);

@@ -1,5 +1,6 @@
 #include "etabulon/score/ETabulonScoreCumulsBuffers.h"
 
+#include "etabulon/cumul/CumulPartial.h"
 #include "etabulon/grid/ETabulonGridAxe.h"
 #include "etabulon/score/ETabulonScoreCumuls.h"
 #include "etabulon/score/ITabulonResScoreUI.h"
@@ -41,6 +42,13 @@ void ETabulonScoreCumulsBuffers::AddValue(const ETabulonExtractValue& extract) {
     if (desc_->IsComputeTag(extract.Position())) {
         cells_->Add(extract.Position(), cells_->ValuesOf(extract),
                     cells_->NeedsContext() ? &extract.Context() : nullptr);
+    }
+}
+
+void ETabulonScoreCumulsBuffers::AddPartial(const ETabulonTag& position,
+                                            const CumulPartial& partial) {
+    if (desc_->IsComputeTag(position)) {
+        cells_->AddPartial(position, *partial.cells_);
     }
 }
 

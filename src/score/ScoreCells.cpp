@@ -42,12 +42,19 @@ std::uint32_t ScoreCells::LineOf(const ETabulonTag& position) {
     return line;
 }
 
-void ScoreCells::Add(const ETabulonTag& position, std::span<const EVariant* const> values,
-                     const ETabulonPrimaryKey* context) {
+std::array<std::byte*, 2> ScoreCells::RowsOf(const ETabulonTag& position) {
     const std::uint32_t line = LineOf(position);
     rows_.AddRows(RowOf(labels_.Size()));
-    std::byte* const folded[] = {rows_.RowAt(RowOf(line)), rows_.RowAt(kTotal)};
-    rows_.Fold(folded, values, context);
+    return {rows_.RowAt(RowOf(line)), rows_.RowAt(kTotal)};
+}
+
+void ScoreCells::Add(const ETabulonTag& position, std::span<const EVariant* const> values,
+                     const ETabulonPrimaryKey* context) {
+    rows_.Fold(RowsOf(position), values, context);
+}
+
+void ScoreCells::AddPartial(const ETabulonTag& position, const CumulCells& partial) {
+    rows_.MergeBehind(RowsOf(position), partial, 0);
 }
 
 bool ScoreCells::WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request) {

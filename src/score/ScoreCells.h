@@ -8,6 +8,7 @@
 #include "grid/TagIndex.h"
 #include "score/LabelCache.h"
 
+#include <array>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -34,6 +35,8 @@ public:
     /// Folds a record that lies at or below the root.
     void Add(const ETabulonTag& position, std::span<const EVariant* const> values,
              const ETabulonPrimaryKey* context);
+    /// The same for a group of records, by the one row of their cells.
+    void AddPartial(const ETabulonTag& position, const CumulCells& partial);
     /// Asks for what AddBlock reads. False for calculations whose records must come one by one.
     [[nodiscard]] bool WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request);
     /// Adds records that lie at or below the root, in their order. The same as Add for each.
@@ -70,6 +73,8 @@ private:
 
     ~ScoreCells() override = default;
     [[nodiscard]] std::uint32_t LineOf(const ETabulonTag& position);
+    /// The rows that a record at this position is folded into.
+    [[nodiscard]] std::array<std::byte*, 2> RowsOf(const ETabulonTag& position);
 
     TagIndex labels_;
     LabelCache labelCache_;

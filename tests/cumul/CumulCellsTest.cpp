@@ -4,6 +4,7 @@
 #include "etabulon/cumul/ETabulonCumulFuncGeneral.h"
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
 #include "etabulon/cumul/ETabulonTypeNumeric.h"
+#include "etabulon/cumul/PresentFunctions.h"
 #include "etabulon/values/ETabulonVariableDesc.h"
 #include "support/AllocationCount.h"
 
@@ -50,6 +51,9 @@ void AddAllFunctions(ETabulonCumulFuncOnVarCollection& calculations, int type, u
     for (unsigned index = 0; index < functions.Size(); ++index) {
         AddOn(calculations, ERef<ETabulonCumulFunc>::Adopt(functions.GetFunction(index)), type,
               size);
+    }
+    for (const Chaine& code : PresentFunctionCodes(TYPE_INT64)) {
+        AddOn(calculations, FindPresentFunction(code, TYPE_INT64), type, size);
     }
     AddOn(calculations, MakeRef<LastKey>(), type, size);
 }

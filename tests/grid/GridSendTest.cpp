@@ -245,10 +245,15 @@ TEST(AnyGrid, SendsWhatALinearSearchOfTagsWould) {
                                          static_cast<int>(random.Below(5)) - 2);
         const bool complete = grid->DetailLevelCount() == grid->CalculationAxesCount();
         const auto buffers = ERef<ETabulonGridCumulsBuffers>::Adopt(grid->Start());
+        const auto merged = ERef<ETabulonGridCumulsBuffers>::Adopt(grid->Start());
+        const bool isMergeable = AreMergeable(calculations);
         LiteralGrid literal(grid);
         random.Feed(random.Records(root, kRecords), grid->Calculations(),
                     [&](const ETabulonExtractValue& extract) {
                         buffers->AddValue(extract);
+                        if (isMergeable) {
+                            AddAsPartial(*merged, extract);
+                        }
                         if (complete) {
                             literal.AddValue(extract);
                         }
@@ -264,7 +269,12 @@ TEST(AnyGrid, SendsWhatALinearSearchOfTagsWould) {
         expected.ShowAll();
         literal.SendTo(expected);
         ++compared;
-        ASSERT_EQ(sent.Take(), expected.Take()) << "seed " << seed;
+        const std::string text = sent.Take();
+        ASSERT_EQ(text, expected.Take()) << "seed " << seed;
+        if (isMergeable) {
+            merged->SendTo(&sent);
+            ASSERT_EQ(sent.Take(), text) << "seed " << seed << ", merged";
+        }
     }
     EXPECT_GT(compared, kGrids / 2);
     EXPECT_GT(beyond, 0U);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "etabulon/cumul/CumulPartial.h"
 #include "grid/GridFixture.h"
 #include "sort/SortFixture.h"
 
@@ -9,6 +10,20 @@
 #include <vector>
 
 namespace etabulon::test {
+
+/// A record's state in place of the record. What an application brought can't be merged, nor can
+/// the lowest code where a value is missing.
+template <class Buffers>
+void AddAsPartial(Buffers& buffers, const ETabulonExtractValue& extract) {
+    CumulPartial partial(buffers.Desc()->Calculations());
+    partial.AddValue(extract);
+    buffers.AddPartial(extract.Position(), partial);
+}
+[[nodiscard]] inline bool AreMergeable(const Calculations& calculations) {
+    return std::ranges::none_of(calculations, [](const auto& calculation) {
+        return calculation.first == "CODEMIN" || calculation.first == "LASTPOSITIVE";
+    });
+}
 
 /// What grids and scores are tried with at random: descriptions, roots, and records that often lie
 /// below these.

@@ -275,13 +275,18 @@ TEST(AnyScore, IsRankedAsASetOfItsLinesWouldBe) {
         ScoreSetup setup(random.Keys(/*mayRepeat=*/false));
         setup.sort.SetCompareSource(random.CompareSource());
         const ETabulonTag root = random.Root(setup.sort.SortLevels());
-        const auto score =
-            setup.Score(root, random.SomeCalculations(), random.Below(4), random.OneIn(2));
+        const Calculations calculations = random.SomeCalculations();
+        const auto score = setup.Score(root, calculations, random.Below(4), random.OneIn(2));
         const auto buffers = ERef<ETabulonScoreCumulsBuffers>::Adopt(score->Start());
+        const auto merged = ERef<ETabulonScoreCumulsBuffers>::Adopt(score->Start());
+        const bool isMergeable = AreMergeable(calculations);
         LiteralScore literal(score);
         random.Feed(random.Records(score->Root(), 1 + random.Below(60)), score->Calculations(),
                     [&](const ETabulonExtractValue& extract) {
                         buffers->AddValue(extract);
+                        if (isMergeable) {
+                            AddAsPartial(*merged, extract);
+                        }
                         literal.AddValue(extract);
                     });
         if (literal.LineCount() == 0) {
@@ -293,7 +298,12 @@ TEST(AnyScore, IsRankedAsASetOfItsLinesWouldBe) {
         literal.SendTo(expected);
         lines += expected.lines;
         collapsed += literal.LineCount() - expected.lines;
-        ASSERT_EQ(sent.Take(), expected.Take()) << "seed " << seed;
+        const std::string text = sent.Take();
+        ASSERT_EQ(text, expected.Take()) << "seed " << seed;
+        if (isMergeable) {
+            merged->SendTo(&sent);
+            ASSERT_EQ(sent.Take(), text) << "seed " << seed << ", merged";
+        }
     }
     EXPECT_GT(lines, 5 * kScores);
     EXPECT_GT(collapsed, kScores);

@@ -41,7 +41,10 @@ void GridCommand::DeclareView(CLI::App& app) {
     DeclareOutput(app);
     app.footer(
         "Levels are written as for walk. Numbers offer AVG, CODEMAX, CODEMIN, COMMONVAL, "
-        "COUNT, LAST, MAX, MIN and SUM, everything else COMMONVAL, COUNT and LAST. A total is "
+        "COUNT, LAST, MAX, MIN and SUM, everything else COMMONVAL, COUNT and LAST: for these a "
+        "record without a value counts as any other. Of the values that are there, numbers offer "
+        "MEAN, MEDIAN, P1 to P99, STDDEV and STDDEVP, numbers and dates CODELOWEST and "
+        "CODEHIGHEST, everything COUNTVAL, DISTINCT, FIRST, HIGHEST and LOWEST. A total is "
         "calculated from its records, not from its cells.\n"
         "Several calculations are columns, and tables of their own where both axes are "
         "levels.\n"

@@ -4,6 +4,7 @@
 #include "apps/etabulon/request/CliLevels.h"
 #include "apps/etabulon/request/CliSuggest.h"
 #include "etabulon/cumul/ETabulonCumulFunc.h"
+#include "etabulon/cumul/PresentFunctions.h"
 #include "etabulon/foundation/DDico.h"
 #include "etabulon/foundation/EDataType.h"
 #include "etabulon/foundation/ERef.h"
@@ -43,11 +44,21 @@ ValueType TypeFor(const std::string& function, const DVariable& variable) {
     return {type, variable.Size()};
 }
 
-std::vector<std::string> CodesOf(const ETabulonCumulFuncCollection& functions) {
+/// Null where the variable has no such function.
+ERef<ETabulonCumulFunc> FindFunction(const ETabulonVariableDesc& variable, const Chaine& code) {
+    auto function = ERef<ETabulonCumulFunc>::Adopt(variable.Functions().GetFunction(code));
+    return function ? function : FindPresentFunction(code, variable.DataType());
+}
+
+std::vector<std::string> CodesOf(const ETabulonVariableDesc& variable) {
     std::vector<std::string> codes;
+    const ETabulonCumulFuncCollection& functions = variable.Functions();
     for (unsigned index = 0; index < functions.Size(); ++index) {
         const auto function = ERef<ETabulonCumulFunc>::Adopt(functions.GetFunction(index));
         codes.emplace_back(function->Code().View());
+    }
+    for (const Chaine& code : PresentFunctionCodes(variable.DataType())) {
+        codes.emplace_back(code.View());
     }
     return codes;
 }
@@ -70,8 +81,7 @@ std::string Example(const CliTable& table, const CliLevelChoice& choice) {
     }
     for (const ESqlColumn& column : table.Info().columns) {
         const CliVariable each = table.VariableOf(column);
-        const auto function = ERef<ETabulonCumulFunc>::Adopt(
-            Describe(each)->Functions().GetFunction(Chaine(choice.data.steps.front().name)));
+        const auto function = FindFunction(*Describe(each), Chaine(choice.data.steps.front().name));
         if (function.Get() != nullptr) {
             return fmt::format("{}:{}", function->Code().View(), each.written);
         }
@@ -99,14 +109,12 @@ CliResult<> AddCalculation(const CliTable& table, const CliLevelChoice& choice,
     const DVariable& variable = *added.variable.variable;
     const auto description = Describe(added.variable);
     const std::string& wanted = choice.data.steps.front().name;
-    const auto function =
-        ERef<ETabulonCumulFunc>::Adopt(description->Functions().GetFunction(Chaine(wanted)));
+    const auto function = FindFunction(*description, Chaine(wanted));
     if (function.Get() == nullptr) {
-        return CliFailure{
-            CliExit::Usage,
-            fmt::format("column {}, whose type is {}, has no function {}{}",
-                        Quoted(added.variable.shown), TypeName(variable.TypeCode()), Quoted(wanted),
-                        WhatThereIs(wanted, CodesOf(description->Functions())))};
+        return CliFailure{CliExit::Usage,
+                          fmt::format("column {}, whose type is {}, has no function {}{}",
+                                      Quoted(added.variable.shown), TypeName(variable.TypeCode()),
+                                      Quoted(wanted), WhatThereIs(wanted, CodesOf(*description)))};
     }
     added.function = function->Code().View();
     added.shown = fmt::format("{}({})", added.function, added.variable.shown);

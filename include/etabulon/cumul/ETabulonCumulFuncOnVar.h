@@ -18,7 +18,7 @@ class ETabulonVariableID;
 /// A calculation: a function bound to a variable, such as the sum of an amount.
 ///
 /// Ownership  counted; holds a reference to each of the two.
-/// Failure    a function code that the variable doesn't offer builds null.
+/// Failure    a function code that neither the variable nor PresentFunctions.h has builds null.
 class ETABULON_API ETabulonCumulFuncOnVar : public virtual ECountedUnknown {
 public:
     // Each returns a reference for the caller, or null.

@@ -2,6 +2,7 @@
 
 namespace etabulon {
 
+class CumulPartial;
 class ETabulonCumulBuffer;
 class ETabulonCumulBufferContext;
 class ETabulonCumulBufferOnVar;

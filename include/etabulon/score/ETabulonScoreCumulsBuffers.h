@@ -9,8 +9,10 @@
 
 namespace etabulon {
 
+class CumulPartial;
 class ETabulonCursor;
 class ETabulonExtractValue;
+class ETabulonTag;
 struct EBlockRequest;
 
 /// The running results of a score: folds the records of a walk, and sends the ranking to a view.
@@ -38,6 +40,9 @@ public:
     /// Folds a record into its line and the total. Requires that the extract knows the variables
     /// of the description's calculations.
     void AddValue(const ETabulonExtractValue& extract);
+    /// Merges the state of records at this position, as if they came behind those before. Requires
+    /// a partial state over the description's calculations, which IsMergeable().
+    void AddPartial(const ETabulonTag& position, const CumulPartial& partial);
     /// May be called any number of times. Without records there are no lines, and a total of
     /// ValNull.
     void SendTo(ITabulonResScoreUI* ui) const;

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "etabulon/values/ETabulonValue.h"
+
+#include <memory>
+#include <vector>
+
+namespace etabulon {
+
+class ETabulonExtractValue;
+class ITabulonCumulFuncOnVarCollection;
+namespace detail {
+class CumulCells;
+}  // namespace detail
+
+/// What some records of a walk come to in the calculations of a grid or score: for each calculation
+/// a state that merges with that of other records. Whoever has the records of one place apart, in
+/// another thread, process or cache, hands their partial state to AddPartial of the grid or score
+/// in place of the records.
+///
+/// Exact      the merged state gives the result of a walk over all records, one group after the
+///            other, but for the last digits of sums of reals, for a sum that was clamped at the
+///            limits of its type on the way, and for CODEMIN where a record of either group has no
+///            value: that result is ValSpecial.
+/// Ownership  holds a reference to each calculation.
+/// Threads    one at a time.
+class ETABULON_API CumulPartial {
+public:
+    explicit CumulPartial(const ITabulonCumulFuncOnVarCollection& calculations);
+    CumulPartial(CumulPartial&& other) noexcept;
+    CumulPartial& operator=(CumulPartial&& other) noexcept;
+    ~CumulPartial();
+
+    /// False for functions that an application brought: their buffers can't be merged.
+    [[nodiscard]] bool IsMergeable() const noexcept;
+    /// Folds a record. Requires that the extract knows the calculations' variables.
+    void AddValue(const ETabulonExtractValue& extract);
+    /// Merges the state of records that come behind those of this one. Requires the same
+    /// calculations, and IsMergeable().
+    void Merge(const CumulPartial& behind);
+    [[nodiscard]] ETabulonValue Result(unsigned calculation) const;
+
+private:
+    friend class ETabulonGridCumulsBuffers;
+    friend class ETabulonScoreCumulsBuffers;
+
+    std::unique_ptr<detail::CumulCells> cells_;  // one row
+    std::vector<const EVariant*> values_;        // of the last record
+};
+
+}  // namespace etabulon
