@@ -3,6 +3,7 @@
 #include "cross/CrossAxis.h"
 #include "cross/CrossCells.h"
 #include "cross/CrossLookup.h"
+#include "cross/CrossOthers.h"
 #include "etabulon/cross/ECrossFiller.h"
 #include "etabulon/cumul/ETabulonCumulFunc.h"
 #include "etabulon/grid/ETabulonGridAxe.h"
@@ -16,6 +17,7 @@ namespace etabulon {
 using detail::CrossAxis;
 using detail::CrossCells;
 using detail::CrossLookup;
+using detail::CrossOthers;
 using detail::CrossPlace;
 
 struct ECrossTable::Parts {
@@ -24,6 +26,7 @@ struct ECrossTable::Parts {
           lookup(*cells),
           axes{{lookup, ECrossSide::Lines, order.lines},
                {lookup, ECrossSide::Columns, order.columns}},
+          others(lookup),
           othersLabels{order.lines.others, order.columns.others} {}
 
     [[nodiscard]] const CrossAxis& Axis(ECrossSide side) const noexcept {
@@ -33,14 +36,34 @@ struct ECrossTable::Parts {
         E_EXPECTS(index < Axis(side).Entries().size());
         return Axis(side).Entries()[index];
     }
+    [[nodiscard]] bool IsOthers(ECrossSide side, std::uint32_t index) const {
+        return index != kTotal && Entry(side, index).part == CrossAxis::Part::Others;
+    }
     [[nodiscard]] CrossPlace PlaceOf(ECrossSide side, std::uint32_t index) const {
         return index == kTotal ? CrossPlace() : Entry(side, index).place;
     }
+    /// The nodes that an entry stands for: those of others, or its own, which `node` holds.
+    [[nodiscard]] CrossOthers::Nodes NodesOf(ECrossSide side, std::uint32_t index,
+                                             std::uint32_t& node) const {
+        const CrossPlace place = PlaceOf(side, index);
+        if (IsOthers(side, index)) {
+            return {place.depth + 1, Axis(side).Others(Entry(side, index))};
+        }
+        node = place.node;
+        return {place.depth, std::span(&node, 1)};
+    }
     void Read(std::uint32_t line, std::uint32_t column, unsigned int calculation,
               ETabulonValue& value) const {
-        CrossLookup::Read(
-            lookup.Find(PlaceOf(ECrossSide::Lines, line), PlaceOf(ECrossSide::Columns, column)),
-            calculation, value);
+        if (IsOthers(ECrossSide::Lines, line) || IsOthers(ECrossSide::Columns, column)) {
+            std::uint32_t nodes[2];
+            others.Read(std::uint64_t{line} << 32U | column,
+                        NodesOf(ECrossSide::Lines, line, nodes[0]),
+                        NodesOf(ECrossSide::Columns, column, nodes[1]), calculation, value);
+        } else {
+            CrossLookup::Read(
+                lookup.Find(PlaceOf(ECrossSide::Lines, line), PlaceOf(ECrossSide::Columns, column)),
+                calculation, value);
+        }
     }
     /// None for a result without a number.
     [[nodiscard]] std::optional<double> Number(std::uint32_t line, std::uint32_t column,
@@ -54,6 +77,7 @@ struct ECrossTable::Parts {
     ERef<CrossCells> cells;
     CrossLookup lookup;
     CrossAxis axes[2];
+    mutable CrossOthers others;
     Chaine othersLabels[2];
     mutable ETabulonValue scratch;
     /// By calculation and line: the sum down to it. Made by the first that asks.

@@ -30,6 +30,8 @@ void ScoreCommand::DeclareView(CLI::App& app) {
     app.add_option("--top", top_, "Print this many lines of the ranking, and the total of all")
         ->check(CLI::NonNegativeNumber)
         ->type_name("N");
+    app.add_flag("--others", others_,
+                 "Put what --top leaves out into one more line, calculated from its records");
     AddList(app, "--sort", sort_,
             "Sort by these instead: calculations of --calc, the largest first, and levels of "
             "--level; behind each :asc or :desc turns it; equal lines stand in the order of the "
@@ -39,7 +41,7 @@ void ScoreCommand::DeclareView(CLI::App& app) {
             "total in percent, and that of the line and all before it together");
     app.add_option("--drill", drill_,
                    "Print the records behind a line instead: its labels, separated by commas, or "
-                   "total")
+                   "total, or others")
         ->type_name("LINE");
     DeclareOutput(app);
     app.footer(
