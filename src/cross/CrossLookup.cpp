@@ -1,5 +1,7 @@
 #include "cross/CrossLookup.h"
 
+#include <algorithm>
+
 namespace etabulon::detail {
 
 CrossLookup::Translation CrossLookup::Translate(const TagIndex& from, const TagIndex& into,
@@ -95,6 +97,19 @@ CrossPlace CrossLookup::PlaceOf(const CrossCells& cells, ECrossSide side, std::u
         numbers.push_back(number);
     }
     return {depth, labels.Find(numbers)};
+}
+
+CrossPlace CrossLookup::PlaceOf(const CrossCells& cells, ECrossSide side, const ETabulonTag& tag) {
+    std::uint32_t depth = 0;
+    const auto hasNext = [&] {
+        const CrossCells::Levels& levels = cells.LevelsAt(side, depth + 1);
+        return std::all_of(levels.begin(), levels.end(),
+                           [&tag](unsigned int level) { return tag.HasValue(level); });
+    };
+    while (depth < cells.Depth(side) && hasNext()) {
+        ++depth;
+    }
+    return PlaceOf(cells, side, depth, tag);
 }
 
 }  // namespace etabulon::detail

@@ -43,6 +43,9 @@ public:
     }
     /// By node of a depth from 2 on, the node above it.
     [[nodiscard]] std::vector<std::uint32_t> Parents(ECrossSide side, std::uint32_t depth) const;
+    /// The place of the tag's values at the side's levels, from the first on without a gap.
+    [[nodiscard]] static CrossPlace PlaceOf(const CrossCells& cells, ECrossSide side,
+                                            const ETabulonTag& tag);
     /// The place whose labels are the tag's values at the side's levels, from the first on. The
     /// node is kNone if there is no such label.
     [[nodiscard]] static CrossPlace PlaceOf(const CrossCells& cells, ECrossSide side,

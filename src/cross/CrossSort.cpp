@@ -49,13 +49,7 @@ void CrossSort::AddKey(const ECrossKey& key) {
 void CrossSort::AddResults(const ECrossKey& key) {
     CrossPlace across;
     if (key.source == ECrossKey::Cell) {
-        const ECrossSide other = Opposite(side_);
-        std::uint32_t depth = 0;
-        while (depth < lookup_.Cells().Depth(other) &&
-               key.across.HasValue(lookup_.Cells().LevelsAt(other, depth + 1).front())) {
-            ++depth;
-        }
-        across = CrossLookup::PlaceOf(lookup_.Cells(), other, depth, key.across);
+        across = CrossLookup::PlaceOf(lookup_.Cells(), Opposite(side_), key.across);
     }
     keys_.push_back(ResultKeys::Of(count_, [&](std::uint32_t node, ETabulonValue& result) {
         CrossLookup::Read(lookup_.Find(side_, {depth_, node}, across), key.calculation, result);

@@ -133,6 +133,10 @@ void ECrossTable::ReadLabel(ECrossSide side, std::uint32_t index, ETabulonTag& l
     }
 }
 
+bool ECrossTable::HasLabel(ECrossSide side, const ETabulonTag& tag) const {
+    return CrossLookup::PlaceOf(*parts_->cells, side, tag).node != CrossLookup::kNone;
+}
+
 void ECrossTable::ReadValue(std::uint32_t line, std::uint32_t column, unsigned int calculation,
                             ETabulonValue& value) const {
     parts_->Read(line, column, calculation, value);

@@ -35,17 +35,17 @@ CliResult<unsigned int> FindLabel(const CliCrossAxis& axis, const CliWordChoice&
         return count;
     }
     for (unsigned int index = 0; index < count; ++index) {
-        if (IsMeant(axis.labels[index], word)) {
+        if (IsMeant(axis.labels[index].values.front(), word)) {
             return index;
         }
     }
     std::vector<std::string> names;
-    for (const EVariant& label : axis.labels) {
-        names.push_back(WrittenLabel(label));
+    for (const CliCrossLabel& label : axis.labels) {
+        names.push_back(WrittenLabel(label.values.front()));
     }
     return CliFailure{CliExit::Failed,
                       fmt::format("{} in --drill isn't a label of {}{}", Quoted(word.text),
-                                  Quoted(axis.title), WhatThereIs(word.text, names))};
+                                  Quoted(axis.titles.front()), WhatThereIs(word.text, names))};
 }
 
 bool IsBare(const CliWordChoice& word, std::string_view text) {

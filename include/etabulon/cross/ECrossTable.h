@@ -65,6 +65,10 @@ public:
     /// The root and the entry's label, into a tag whose memory is reused.
     void ReadLabel(ECrossSide side, std::uint32_t index, ETabulonTag& label) const;
 
+    /// Whether the axis has a label with the tag's values at its levels, from the first on, shown
+    /// or not.
+    [[nodiscard]] bool HasLabel(ECrossSide side, const ETabulonTag& tag) const;
+
     /// A cell, a total or a subtotal; ValNull without records. Without columns the column is
     /// kTotal.
     void ReadValue(std::uint32_t line, std::uint32_t column, unsigned int calculation,
