@@ -70,7 +70,7 @@ void SortByKeys(std::span<const std::uint64_t> keys, std::vector<std::uint32_t>&
 }
 
 bool ResultKeys::Make(const ETabulonValue& result, std::uint64_t& key) {
-    if (result.IsNull()) {
+    if (IsMissing(result)) {
         key = 0;
         return true;
     }
@@ -79,10 +79,6 @@ bool ResultKeys::Make(const ETabulonValue& result, std::uint64_t& key) {
         return true;
     }
     const EVariant& data = result.Data();
-    if (data.IsMissing()) {
-        key = 2;
-        return true;
-    }
     type_ = type_ < 0 ? int{data.Type()} : type_;
     return int{data.Type()} == type_ && NumberKey(data, key) && key >= kFirstOfNumbers;
 }
@@ -91,7 +87,9 @@ std::vector<std::uint64_t> ResultKeys::Ranks(const std::vector<ETabulonValue>& r
     std::vector<std::uint32_t> sorted(results.size());
     std::iota(sorted.begin(), sorted.end(), 0U);
     const auto compare = [&results](std::uint32_t a, std::uint32_t b) {
-        return results[a].Compare(results[b], /*byDisplay=*/false);
+        const ETabulonValue& left = IsMissing(results[a]) ? ETabulonValue::Null : results[a];
+        const ETabulonValue& right = IsMissing(results[b]) ? ETabulonValue::Null : results[b];
+        return left.Compare(right, /*byDisplay=*/false);
     };
     std::stable_sort(sorted.begin(), sorted.end(),
                      [&compare](std::uint32_t a, std::uint32_t b) { return compare(a, b) < 0; });

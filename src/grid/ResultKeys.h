@@ -14,8 +14,8 @@ namespace etabulon::detail {
 /// A stable sort of `lines`, which are indexes into `keys`.
 void SortByKeys(std::span<const std::uint64_t> keys, std::vector<std::uint32_t>& lines);
 
-/// Numbers in the order of results, as ETabulonValue::Compare has it: first those without a value,
-/// then values that differ, missing values, and the others. Equal results have equal keys.
+/// Numbers in the order of results: first those without a value and missing ones, which a reader
+/// can't tell apart, then values that differ, then the others. Equal results have equal keys.
 class ResultKeys {
 public:
     /// `read(index, value)` reads a result into a value, whose storage is reused.
@@ -34,7 +34,11 @@ public:
     }
 
 private:
-    static constexpr std::uint64_t kFirstOfNumbers = 3;
+    static constexpr std::uint64_t kFirstOfNumbers = 2;
+    [[nodiscard]] static bool IsMissing(const ETabulonValue& result) {
+        return result.IsNull() ||
+               (result.Status() == ETabulonValue::ValNormal && result.Data().IsMissing());
+    }
     [[nodiscard]] bool Make(const ETabulonValue& result, std::uint64_t& key);
     [[nodiscard]] static std::vector<std::uint64_t> Ranks(
         const std::vector<ETabulonValue>& results);
