@@ -74,6 +74,21 @@ struct ECrossTable::Parts {
         return isNumber ? std::optional(scratch.Data().AsDouble()) : std::nullopt;
     }
 
+    /// Prefetches labels and totals that a reader of all entries comes to next.
+    void PrefetchBehind(ECrossSide side, std::uint32_t index) const {
+        constexpr std::size_t kAhead = 8;
+        const auto entries = Axis(side).Entries();
+        const auto at = [&](std::size_t behind) { return entries[index + behind].place; };
+        if (index + 2 * kAhead < entries.size() && at(2 * kAhead).depth != 0) {
+            const CrossPlace far = at(2 * kAhead);
+            cells->Labels(side, far.depth).Prefetch(far.node);
+            lookup.Labels(side, far.depth).PrefetchValues(far.node);
+            if (const CrossPlace near = at(kAhead); near.depth != 0) {
+                lookup.Labels(side, near.depth).PrefetchTexts(near.node);
+            }
+        }
+    }
+
     ERef<CrossCells> cells;
     CrossLookup lookup;
     CrossAxis axes[2];
@@ -125,6 +140,7 @@ ECrossEntry ECrossTable::Entry(ECrossSide side, std::uint32_t index) const {
 }
 
 void ECrossTable::ReadLabel(ECrossSide side, std::uint32_t index, ETabulonTag& label) const {
+    parts_->PrefetchBehind(side, index);
     const CrossPlace place = parts_->Entry(side, index).place;
     if (place.depth == 0) {
         label = parts_->cells->Desc().Root();

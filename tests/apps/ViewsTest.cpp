@@ -69,6 +69,97 @@ TEST(ScoresInAnotherOrder, AreDrilledInto) {
                   kSales);
 }
 
+TEST(ScoresInAnotherOrder, PutTheRestTogether) {
+    ExpectPrinted(
+        {{"score @ --level kind --calc SUM:amount,AVG:amount,LAST:id --top 2 --others",
+          "kind\tSUM(amount)\tAVG(amount)\tLAST(id)\nA\t10\t10\t3\na\t10\t10\t1\n"
+          "others\t0\t0\t7\ntotal\t20\t2.857142857142857\t7\n"},
+         {"score @ --level city --calc COUNT:id --top 1 --others --format json",
+          R"~({"lines":[
+{"label":{"city":"x"},"values":{"COUNT(id)":3}}],
+"others":{"COUNT(id)":4},
+"total":{"COUNT(id)":7}}
+)~"},
+         {"score @ --level city --calc COUNT:id --top 3 --others",
+          "city\tCOUNT(id)\nx\t3\nz\t2\ny\t2\ntotal\t7\n"},
+         {"score @ --level city,kind --calc COUNT:id --sort city --top 6 --others --drill others",
+          "city\tkind\tid\tamount\tpart\nz\tb\t6\t1\t8\n"}},
+        kSales);
+}
+
+constexpr const char* kNested =
+    "--lines city,kind --columns part --where 'part >= 0' --calc SUM:amount";
+
+TEST(ArrangedGrids, ArePrintedInEveryFormat) {
+    const std::string nested = std::string("grid @ ") + kNested;
+    const std::string limited = nested + " --top-lines 2,1 --others --sort-lines total";
+    const std::string table = limited + " --format table";
+    const std::string json = limited + " --top-columns 1 --format json";
+    const std::string lines = nested + " --top-lines 1 --totals subtotals --format ndjson";
+    const std::string html = nested + " --top-lines 1 --format html";
+    ExpectPrinted({{table.c_str(),
+                    "city    kind \\ part  0   1  2.5  8  total\n"
+                    "------  -----------  -  --  ---  -  -----\n"
+                    "x       a               10             10\n"
+                    "x       others           0              0\n"
+                    "x       total           10             10\n"
+                    "y       A                    10        10\n"
+                    "y       total                10        10\n"
+                    "others               3           1      4\n"
+                    "total                3  10   10  1     24\n"},
+                   {json.c_str(),
+                    R"~([
+{"calculation":"SUM(amount)","lines":{"axis":["city","kind"],"labels":[["x","a"],{"others":["x"]},)~"
+                    R"~({"total":["x"]},["y","A"],{"total":["y"]},{"others":[]}]},
+"columns":{"axis":"part","labels":[0,{"others":[]}]},
+"values":[
+[null,10],
+[null,0],
+[null,10],
+[null,10],
+[null,10],
+[3,1]],
+"lineTotals":[10,0,10,10,10,4],
+"columnTotals":[3,21],"total":24}
+]
+)~"},
+                   {lines.c_str(),
+                    R"~({"calculation":"SUM(amount)","line":["x","a"],"column":0,"value":null}
+{"calculation":"SUM(amount)","line":["x","a"],"column":1,"value":10}
+{"calculation":"SUM(amount)","line":["x","a"],"column":2.5,"value":null}
+{"calculation":"SUM(amount)","line":["x","a"],"column":8,"value":null}
+{"calculation":"SUM(amount)","line":["x","c"],"column":0,"value":null}
+{"calculation":"SUM(amount)","line":["x","c"],"column":1,"value":0}
+{"calculation":"SUM(amount)","line":["x","c"],"column":2.5,"value":null}
+{"calculation":"SUM(amount)","line":["x","c"],"column":8,"value":null}
+{"calculation":"SUM(amount)","line":{"total":["x"]},"column":0,"total":null}
+{"calculation":"SUM(amount)","line":{"total":["x"]},"column":1,"total":10}
+{"calculation":"SUM(amount)","line":{"total":["x"]},"column":2.5,"total":null}
+{"calculation":"SUM(amount)","line":{"total":["x"]},"column":8,"total":null}
+)~"}},
+                  kSales);
+    const TestFolder folder;
+    ExpectHas(Printed(html, folder.MakeDatabase("sales.db", kSales)),
+              {"<tr class=\"total\"><th scope=\"row\">x</th><th scope=\"row\">total</th>"});
+}
+
+TEST(ArrangedGrids, HaveThePartsThatAreAskedFor) {
+    ExpectPrinted(
+        {{"grid @ --axes city,kind --calc COUNT:id,SUM:amount --priority 2 --sort-lines kind=b "
+          "--top-columns 1 --totals lines",
+          "city \\\\ kind\tNULL\ttotal\nz\t\\N\t4\nx\t\\N\t6\ny\t\\N\t10\n"},
+         {"grid @ --axes city --calc COUNT:id,SUM:amount --sort-lines SUM:amount --top-lines 1 "
+          "--percent column --totals columns",
+          "city\tCOUNT(id)\tSUM(amount)\ny\t28.57\t50\ntotal\t100\t100\n"},
+         {"grid @ --axes city,kind --calc COUNT:id --sort-columns total --top-columns 2 --others "
+          "--totals none",
+          "city \\\\ kind\tb\tNULL\tothers\nx\t1\t\\N\t2\ny\t\\N\t1\t1\nz\t1\t\\N\t1\n"},
+         {"grid @ --axes city,kind --calc COUNT:id --top-lines 1 --others --drill others,total",
+          "city\tkind\tid\tamount\tpart\ny\tA\t3\t10\t2.5\ny\t\\N\t4\t\\N\t\\N\n"
+          "z\t\t5\t3\t0\nz\tb\t6\t1\t8\n"}},
+        kSales);
+}
+
 TEST(SortedWalks, PutRecordsIntoTheOrderOfTheirValues) {
     ExpectPrinted(
         {{"walk @ --sort amount:desc,kind --columns amount,kind",
@@ -99,6 +190,27 @@ TEST(ViewsThatAreMeaningless, SayWhatThereIs) {
          2,
          {"--sort can't sort by 'time_of_day'", "'damage' and 'COUNT:id'"}},
         {"score @ strikes --level damage --calc COUNT:id --sort COUNT:id:up", 2, {"COUNT:id:up"}},
+        {"score @ strikes --level damage --calc COUNT:id --others", 2, {"--top"}},
+        {"grid @ strikes --axes damage --calc COUNT:id --others", 2, {"--top-lines"}},
+        {"score @ strikes --level damage --calc CODEMIN:cost_total --top 1 --others",
+         2,
+         {"CODEMIN(cost_total)", "CODELOWEST"}},
+        {"grid @ strikes --axes damage --lines id --calc COUNT:id", 2, {"--axes", "--lines"}},
+        {"grid @ strikes --columns id --calc COUNT:id --totals none", 2, {"--lines"}},
+        {"grid @ strikes --axes damage --calc MAX:id --percent total", 2, {"--percent", "MAX(id)"}},
+        {"grid @ strikes --axes damage --calc COUNT:id --percent line", 2, {"--percent line"}},
+        {"grid @ strikes --axes damage --calc COUNT:id --totals all", 2, {"'all'", "subtotals"}},
+        {"grid @ strikes --axes damage --calc COUNT:id --top-lines 1,2", 2, {"one level"}},
+        {"grid @ strikes --axes damage --calc COUNT:id --top-lines -1", 2, {"'-1'"}},
+        {"grid @ strikes --axes damage,time_of_day --calc COUNT:id --sort-lines time_of_day=Nigt",
+         1,
+         {"'Nigt'", "'Night'"}},
+        {"grid @ strikes --lines damage,time_of_day --calc COUNT:id --drill Minor",
+         2,
+         {"2 labels"}},
+        {"grid @ strikes --lines damage,time_of_day --calc COUNT:id --drill Minor,Dask",
+         1,
+         {"'Dask'", "'Dusk'", "time_of_day"}},
         {"walk @ strikes --sort cost_totl", 1, {"'cost_totl'", "cost_total"}},
         {"walk @ strikes --sort SUM:cost_total", 2, {"'SUM:cost_total' in --sort", "column:desc"}},
         {"score @ strikes --level damage --calc COUNT:id --drill Minr", 1, {"'Minr'", "'Minor'"}},

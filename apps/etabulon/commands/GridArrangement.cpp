@@ -186,6 +186,9 @@ CliResult<GridArrangement::Arranged> GridArrangement::Read(const CliResultReques
     if (const CliResult<> orders = ReadOrders(request, calculation, arranged); !orders) {
         return orders.Failure();
     }
+    if (const CliResult<> checked = CheckOthers(request.calculations); others_ && !checked) {
+        return checked.Failure();
+    }
     if (others_ && arranged.order.lines.most.empty() && arranged.order.columns.most.empty()) {
         return CliFailure{CliExit::Usage, "--others needs --top-lines or --top-columns"};
     }

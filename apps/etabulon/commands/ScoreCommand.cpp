@@ -100,6 +100,12 @@ CliResult<ScoreCommand::Arrangement> ScoreCommand::Arrange(const CliTable& table
             static_cast<std::uint32_t>(std::min<std::int64_t>(*top_, ECrossAxisOrder::kAll))};
     }
     if (others_) {
+        if (!top_) {
+            return CliFailure{CliExit::Usage, "--others needs --top"};
+        }
+        if (const CliResult<> checked = CheckOthers(request.calculations); !checked) {
+            return checked.Failure();
+        }
         lines.others = Chaine(kOthers);
     }
     return arrangement;

@@ -181,6 +181,20 @@ CliResult<> CheckShares(const CliCalculations& calculations, unsigned int index,
                                   option, calculations.all[index].shown)};
 }
 
+CliResult<> CheckOthers(const CliCalculations& calculations) {
+    for (const CliCalculation& calculation : calculations.all) {
+        if (calculation.function == "CODEMIN") {
+            return CliFailure{
+                CliExit::Usage,
+                fmt::format("--others can't put {} together: where values are missing, the lowest "
+                            "of several lines isn't known by theirs; CODELOWEST leaves missing "
+                            "values out",
+                            calculation.shown)};
+        }
+    }
+    return {};
+}
+
 CliResult<std::vector<unsigned int>> ReadShares(std::string_view text, std::string_view option,
                                                 const CliTable& table,
                                                 const CliCalculations& calculations) {

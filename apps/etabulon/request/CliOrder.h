@@ -39,4 +39,7 @@ struct CliOrderScope {
 [[nodiscard]] CliResult<> CheckShares(const CliCalculations& calculations, unsigned int index,
                                       std::string_view option);
 
+/// Fails for a calculation whose results of others wouldn't be sure to be exact.
+[[nodiscard]] CliResult<> CheckOthers(const CliCalculations& calculations);
+
 }  // namespace etabulon

@@ -70,7 +70,8 @@ public:
     [[nodiscard]] bool HasLabel(ECrossSide side, const ETabulonTag& tag) const;
 
     /// A cell, a total or a subtotal; ValNull without records. Without columns the column is
-    /// kTotal.
+    /// kTotal. Others are merged: CumulPartial.h tells what that gives. An application's own
+    /// function has none, which is ValNull.
     void ReadValue(std::uint32_t line, std::uint32_t column, unsigned int calculation,
                    ETabulonValue& value) const;
     /// Whether the results of a function can be shares of a total: those of COUNT and SUM.
