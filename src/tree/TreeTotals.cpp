@@ -23,19 +23,23 @@ bool TreeTotals::HasLevels(std::span<const unsigned> levels) const {
 }
 
 void TreeTotals::Begin(const ETabulonTag& below) {
-    skips_ = false;
+    ETabulonTag scope;
+    ETabulonTag branch;
     for (unsigned place = 0; place < below.KnownLevelsCount(); ++place) {
-        skips_ = skips_ || index_.ColumnOf(below.LevelAt(place)) < 0;
+        const unsigned level = below.LevelAt(place);
+        (index_.ColumnOf(level) < 0 ? scope : branch).SetValue(level, below.ValueAt(place));
     }
     before_ = Leaves(description_);
+    skips_ = scope != scope_ && leaves_.HasAny() && !below.IsRoot();
     if (skips_) {
         return;
     }
+    scope_ = scope;
     isArranged_ = false;
-    if (below.IsRoot()) {
+    if (branch.IsRoot()) {
         return std::swap(leaves_, before_);
     }
-    const std::vector<bool> isBelow = FindBelow(below);
+    const std::vector<bool> isBelow = FindBelow(branch);
     before_.Grow(index_.Size());
     for (std::uint32_t leaf = 0; leaf < index_.Size(); ++leaf) {
         if (isBelow[leaf] && leaves_.Has(leaf)) {

@@ -7,6 +7,7 @@
 #include "grid/ResultParts.h"
 #include "grid/TagIndex.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -27,8 +28,9 @@ public:
     /// Whether the leaves have just these levels, in any order.
     [[nodiscard]] bool HasLevels(std::span<const unsigned> levels) const;
 
-    /// A walk of the records below the tag begins, whose leaves begin again. One below a level that
-    /// the leaves don't have leaves everything as it is: its records are a part of their leaves'.
+    /// A walk of the records below the tag begins, whose leaves begin again. Values of the tag at
+    /// levels that the leaves don't have are those of the first walk: one with other such values
+    /// leaves everything as it is, since its records are a part of their leaves' only.
     void Begin(const ETabulonTag& below);
     void Add(const ETabulonExtractValue& extract);
     [[nodiscard]] bool WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request);
@@ -47,6 +49,9 @@ private:
             : rows(calculations) {}
         [[nodiscard]] bool Has(std::uint32_t leaf) const noexcept {
             return leaf < hasRecords.size() && hasRecords[leaf];
+        }
+        [[nodiscard]] bool HasAny() const {
+            return std::ranges::find(hasRecords, true) != hasRecords.end();
         }
         void Grow(std::uint32_t size) {
             rows.AddRows(size);
@@ -85,6 +90,7 @@ private:
     CalculationList calculations_;
     Leaves leaves_;
     Leaves before_;  // those below the last walk's tag, as they were
+    ETabulonTag scope_;  // the walks' values at levels that the leaves don't have
     bool skips_ = false;
     BlockDetails details_;
     std::vector<unsigned> valueColumns_;  // in the block, of each calculation
