@@ -8,7 +8,8 @@ void FoldValues(const CellPlan& plan, const BlockRows& rows, unsigned column) {
     ETabulonPrimaryKey key;
     constexpr std::size_t kNoRecord = static_cast<std::size_t>(-1);
     std::size_t read = kNoRecord;
-    ForEachRecord(rows, [&](EBlockIndex record, CellPlan::Rows rowsOfRecord) {
+    ForEachRecord(rows, [&](std::size_t at, CellPlan::Rows rowsOfRecord) {
+        const EBlockIndex record = rows.records[at];
         if (plan.needsKey && record != read) {
             read = record;
             rows.block->ReadKey(record, fields);

@@ -20,6 +20,7 @@ constexpr unsigned kCodeMaxText = 10710;
 
 struct MinFold : detail::CumulFold {
     static constexpr bool kKeepsContext = true;
+    static constexpr bool kKeepsWider = true;
     template <class Accumulator, class Value>
     static FoldEffect Step(Accumulator& lowest, const Value& value) {
         if (!lowest.IsNew() && !lowest.IsAbove(value)) {
@@ -32,6 +33,7 @@ struct MinFold : detail::CumulFold {
 
 struct MaxFold : detail::CumulFold {
     static constexpr bool kKeepsContext = true;
+    static constexpr bool kKeepsWider = true;
     template <class Accumulator, class Value>
     static FoldEffect Step(Accumulator& highest, const Value& value) {
         if (!highest.IsNew() && !highest.IsBelow(value)) {
