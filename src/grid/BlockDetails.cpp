@@ -103,13 +103,27 @@ void BlockDetails::ReadSingles(const ERecordBlock& block, std::span<const EBlock
     for (std::size_t place = 0; place < count_; ++place) {
         std::uint32_t& detail = detailOf_[numbers == nullptr ? 0 : numbers[records[place]]];
         if (detail == kUnknown) {
-            detail = FindOrAdd(block, records[place], place, index);
+            detail = FindOrAddSingle(block, records[place], index);
         }
         details_[place] = detail;
     }
     if (wantsNumbers_) {
         ReadNumbers(block, records);
     }
+}
+
+std::uint32_t BlockDetails::FindOrAddSingle(const ERecordBlock& block, EBlockIndex record,
+                                            TagIndex& index) {
+    Column& column = columns_[0];
+    if (column.data == kNoColumn) {
+        return FindOrAddTag(block, record, 0, index);
+    }
+    const Chaine label =
+        column.label == kNoColumn ? Chaine() : block.Value(column.label, record).AsChaine();
+    const std::uint32_t detail = index.FindOrAddValue(
+        ETabulonValue(block.Value(column.data, record), label, /*modified=*/false));
+    column.known[BlockNumber(column, block, record)].number = index.LastNumbers()[0];
+    return detail;
 }
 
 // The most frequent case: known pairs go without a call, and their lookups overlap.

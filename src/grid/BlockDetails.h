@@ -84,6 +84,8 @@ private:
     void ReadNumbers(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void ReadSingles(const ERecordBlock& block, std::span<const EBlockIndex> records,
                      TagIndex& index);
+    [[nodiscard]] std::uint32_t FindOrAddSingle(const ERecordBlock& block, EBlockIndex record,
+                                                TagIndex& index);
     void ReadPairs(const ERecordBlock& block, std::span<const EBlockIndex> records,
                    TagIndex& index);
     [[nodiscard]] std::uint32_t AddPair(const ERecordBlock& block, EBlockIndex record,
