@@ -5,11 +5,11 @@
 #include "bench/OrdersCursor.h"
 #include "bench/RatioBench.h"
 #include "bench/Sqlite.h"
+#include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
 #include "etabulon/cursors/ETabulonCursorEData.h"
 #include "etabulon/cursors/LoadColumns.h"
 #include "etabulon/foundation/EBlockSource.h"
 #include "etabulon/foundation/EDataColumns.h"
-#include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
 #include "etabulon/tree/EDataTree.h"
 #include "etabulon/tree/ETreeTotals.h"
 

@@ -4,6 +4,7 @@
 #include "etabulon/cumul/ETabulonCumulFuncOnVar.h"
 #include "etabulon/cursors/ETabulonCursor.h"
 #include "etabulon/foundation/EBlockSource.h"
+#include "etabulon/foundation/detail/EPrefetch.h"
 #include "etabulon/values/ETabulonVariableDesc.h"
 
 #include <algorithm>
@@ -34,6 +35,8 @@ void BlockDetails::Want(const ETabulonCursor& cursor, const TagIndex& index, boo
                         EBlockRequest& request) {
     wantsNumbers_ = numbers;
     detailOf_.clear();
+    lastMet_.clear();
+    widest_ = nullptr;
     columns_.clear();
     tag_.RemoveAll();
     numbers_.assign(index.ColumnCount(), 0);
@@ -66,8 +69,52 @@ void BlockDetails::Read(const ERecordBlock& block, std::span<const EBlockIndex> 
     if (columns_.size() == 2) {
         return ReadPairs(block, records, index);
     }
+    if (!columns_.empty()) {
+        return ReadMany(block, records, index);
+    }
     for (std::size_t place = 0; place < count_; ++place) {
         details_[place] = FindOrAdd(block, records[place], place, index);
+    }
+}
+
+// A value of the column with most values mostly comes with the same other ones, as a customer has
+// one city and one country: then the detail met last with it is found by one comparison.
+void BlockDetails::ReadMany(const ERecordBlock& block, std::span<const EBlockIndex> records,
+                            TagIndex& index) {
+    const std::size_t width = columns_.size();
+    const auto sizeOf = [&block](const Column& column) {
+        return column.data == kNoColumn ? 1 : block.At(column.data).dictionary->Size();
+    };
+    const Column& widest = *std::ranges::max_element(columns_, {}, sizeOf);
+    if (widest_ != &widest) {
+        widest_ = &widest;
+        lastMet_.clear();
+    }
+    // The detail, and the record's number in each column of the block.
+    lastMet_.resize(std::size_t{sizeOf(widest)} * (1 + width), kUnknown);
+    const auto lastOf = [&](EBlockIndex record) {
+        return lastMet_.data() + BlockNumber(widest, block, record) * (1 + width);
+    };
+    for (const EBlockIndex record : records) {
+        PrefetchToWrite(lastOf(record));
+    }
+    for (std::size_t place = 0; place < count_; ++place) {
+        const EBlockIndex record = records[place];
+        std::uint32_t* const last = lastOf(record);
+        bool isSame = last[0] != kUnknown;
+        for (std::size_t at = 0; at < width; ++at) {
+            const std::uint32_t number = BlockNumber(columns_[at], block, record);
+            isSame = isSame && last[1 + at] == number;
+            last[1 + at] = number;
+        }
+        if (!isSame) {
+            last[0] = FindOrAdd(block, record, place, index);
+        } else if (wantsNumbers_) {
+            for (Column& column : columns_) {
+                column.numbers[place] = column.known[BlockNumber(column, block, record)].number;
+            }
+        }
+        details_[place] = last[0];
     }
 }
 
@@ -81,6 +128,9 @@ void BlockDetails::ReadNumbers(const ERecordBlock& block, std::span<const EBlock
         }
         const ERecordBlock::Column& from = block.At(column.data);
         column.known.resize(from.dictionary->Size(), kNotKnown);
+        if (columns_.size() > 2 && !wantsNumbers_) {
+            continue;  // ReadMany looks numbers up for new details only
+        }
         const Known* const known = column.known.data();
         std::uint32_t largest = 0;
         for (std::size_t place = 0; place < records.size(); ++place) {
@@ -165,8 +215,8 @@ std::uint32_t BlockDetails::FindOrAdd(const ERecordBlock& block, EBlockIndex rec
     bool areSpelled = true;
     for (std::size_t at = 0; at < columns_.size(); ++at) {
         Column& column = columns_[at];
-        const Known& known = column.known[BlockNumber(column, block, record)];
-        if (known.number == kUnknown) {
+        Known& known = column.known[BlockNumber(column, block, record)];
+        if (known.number == kUnknown && !FindNumber(block, record, at, index)) {
             return FindOrAddTag(block, record, place, index);
         }
         column.numbers[place] = numbers_[at] = known.number;  // an earlier record may have met it
@@ -178,6 +228,26 @@ std::uint32_t BlockDetails::FindOrAdd(const ERecordBlock& block, EBlockIndex rec
     }
     const std::uint32_t found = index.Find(numbers_);
     return found != TagIndex::kNone ? found : FindOrAddTag(block, record, place, index);
+}
+
+// For a value whose own text is its label. A new one has its first spelling; that of another is
+// left to the tag, which keeps it only with a new detail.
+bool BlockDetails::FindNumber(const ERecordBlock& block, EBlockIndex record, std::size_t at,
+                              TagIndex& index) {
+    Column& column = columns_[at];
+    if (column.data == kNoColumn || column.label != kNoColumn) {
+        return false;
+    }
+    value_.Refill(block.Value(column.data, record));
+    const std::uint32_t size = index.Values(at).Size();
+    Known& known = column.known[BlockNumber(column, block, record)];
+    known.number = index.NumberOf(at, value_);
+    if (known.number == size) {
+        known.spelling = index.Values(at).FirstSpelling(known.number);
+    } else {
+        column.isPlain = false;
+    }
+    return true;
 }
 
 // The record's values as its tag has them: a new detail keeps the spelling of its first record.

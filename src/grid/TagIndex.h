@@ -62,6 +62,10 @@ public:
     [[nodiscard]] const ValueNumbers& Values(std::size_t column) const noexcept {
         return columns_[column].values;
     }
+    /// The number of a record's value in a column, which is new if the value is unknown.
+    [[nodiscard]] std::uint32_t NumberOf(std::size_t column, const ETabulonValue& value) {
+        return columns_[column].values.NumberOf(value);
+    }
     /// The value numbers by column; kAbsent if the record has no value there.
     [[nodiscard]] std::span<const std::uint32_t> LastNumbers() const noexcept { return last_; }
     /// The detail with exactly these numbers, or kNone. Requires one number for each column.

@@ -89,7 +89,7 @@ private:
     TagIndex index_;
     CalculationList calculations_;
     Leaves leaves_;
-    Leaves before_;  // those below the last walk's tag, as they were
+    Leaves before_;      // those below the last walk's tag, as they were
     ETabulonTag scope_;  // the walks' values at levels that the leaves don't have
     bool skips_ = false;
     BlockDetails details_;

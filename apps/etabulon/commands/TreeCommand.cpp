@@ -58,8 +58,7 @@ void TreeCommand::DeclareView(CLI::App& app) {
         "have a line for each of the deepest nodes shown (with --leaves: for each record).");
 }
 
-CliResult<CliTreeView> TreeCommand::MakeView(const ESqlTableInfo& table,
-                                             const CliTreeOrder& order,
+CliResult<CliTreeView> TreeCommand::MakeView(const ESqlTableInfo& table, const CliTreeOrder& order,
                                              const CliCalculations& calculations) const {
     CliTreeView view;
     view.rootName = table.name.View();
