@@ -36,7 +36,6 @@ void BlockDetails::Want(const ETabulonCursor& cursor, const TagIndex& index, boo
     wantsNumbers_ = numbers;
     detailOf_.clear();
     lastMet_.clear();
-    widest_ = nullptr;
     columns_.clear();
     tag_.RemoveAll();
     numbers_.assign(index.ColumnCount(), 0);
@@ -81,19 +80,11 @@ void BlockDetails::Read(const ERecordBlock& block, std::span<const EBlockIndex> 
 // one city and one country: then the detail met last with it is found by one comparison.
 void BlockDetails::ReadMany(const ERecordBlock& block, std::span<const EBlockIndex> records,
                             TagIndex& index) {
-    const std::size_t width = columns_.size();
-    const auto sizeOf = [&block](const Column& column) {
-        return column.data == kNoColumn ? 1 : block.At(column.data).dictionary->Size();
-    };
-    const Column& widest = *std::ranges::max_element(columns_, {}, sizeOf);
-    if (widest_ != &widest) {
-        widest_ = &widest;
-        lastMet_.clear();
-    }
-    // The detail, and the record's number in each column of the block.
-    lastMet_.resize(std::size_t{sizeOf(widest)} * (1 + width), kUnknown);
+    PrepareMany(block);
+    const std::size_t width = blockNumbers_.size();
+    const std::uint32_t* const widest = blockNumbers_[widest_];
     const auto lastOf = [&](EBlockIndex record) {
-        return lastMet_.data() + BlockNumber(widest, block, record) * (1 + width);
+        return lastMet_.data() + std::size_t{widest == nullptr ? 0 : widest[record]} * (1 + width);
     };
     for (const EBlockIndex record : records) {
         PrefetchToWrite(lastOf(record));
@@ -101,13 +92,14 @@ void BlockDetails::ReadMany(const ERecordBlock& block, std::span<const EBlockInd
     for (std::size_t place = 0; place < count_; ++place) {
         const EBlockIndex record = records[place];
         std::uint32_t* const last = lastOf(record);
-        bool isSame = last[0] != kUnknown;
+        std::uint32_t differing = last[0] == kUnknown ? 1 : 0;
         for (std::size_t at = 0; at < width; ++at) {
-            const std::uint32_t number = BlockNumber(columns_[at], block, record);
-            isSame = isSame && last[1 + at] == number;
+            const std::uint32_t* const numbers = blockNumbers_[at];
+            const std::uint32_t number = numbers == nullptr ? 0 : numbers[record];
+            differing |= last[1 + at] ^ number;
             last[1 + at] = number;
         }
-        if (!isSame) {
+        if (differing != 0) {
             last[0] = FindOrAdd(block, record, place, index);
         } else if (wantsNumbers_) {
             for (Column& column : columns_) {
@@ -116,6 +108,27 @@ void BlockDetails::ReadMany(const ERecordBlock& block, std::span<const EBlockInd
         }
         details_[place] = last[0];
     }
+}
+
+// Makes room in lastMet_: for each value of the column with most values the detail met last, and
+// the block's numbers of its record.
+void BlockDetails::PrepareMany(const ERecordBlock& block) {
+    std::size_t widest = 0;
+    std::uint32_t most = 1;
+    blockNumbers_.clear();
+    for (std::size_t at = 0; at < columns_.size(); ++at) {
+        const unsigned data = columns_[at].data;
+        blockNumbers_.push_back(data == kNoColumn ? nullptr : block.At(data).numbers);
+        if (data != kNoColumn && block.At(data).dictionary->Size() > most) {
+            most = block.At(data).dictionary->Size();
+            widest = at;
+        }
+    }
+    if (widest_ != widest) {
+        widest_ = widest;
+        lastMet_.clear();
+    }
+    lastMet_.resize(most * (1 + columns_.size()), kUnknown);
 }
 
 void BlockDetails::ReadNumbers(const ERecordBlock& block, std::span<const EBlockIndex> records) {

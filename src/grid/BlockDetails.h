@@ -87,6 +87,7 @@ private:
     [[nodiscard]] std::uint32_t FindOrAddSingle(const ERecordBlock& block, EBlockIndex record,
                                                 TagIndex& index);
     void ReadMany(const ERecordBlock& block, std::span<const EBlockIndex> records, TagIndex& index);
+    void PrepareMany(const ERecordBlock& block);
     void ReadPairs(const ERecordBlock& block, std::span<const EBlockIndex> records,
                    TagIndex& index);
     [[nodiscard]] std::uint32_t AddPair(const ERecordBlock& block, EBlockIndex record,
@@ -102,7 +103,9 @@ private:
     std::vector<Column> columns_;
     bool wantsNumbers_ = false;
     std::vector<std::uint32_t> detailOf_;  // of a single column: by the block's number
-    const Column* widest_ = nullptr;      // of three columns or more
+    // Of three columns or more: which one has most values, and the columns' numbers in the block.
+    std::size_t widest_ = 0;
+    std::vector<const std::uint32_t*> blockNumbers_;
     std::vector<std::uint32_t> lastMet_;  // by the block's number of the widest
     // Scratch, of one record.
     std::vector<std::uint32_t> numbers_;
