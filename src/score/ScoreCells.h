@@ -62,6 +62,11 @@ public:
     void ReadResult(std::uint32_t line, unsigned int calculation, ETabulonValue& result) const {
         rows_.ReadResult(RowOf(line), calculation, result);
     }
+    /// Merges the line into rows of other cells over the same calculations: see CumulCells::Merge.
+    void MergeLine(std::uint32_t line, const CumulCells& into,
+                   std::span<std::byte* const> rows) const {
+        into.Merge(rows, rows_, RowOf(line));
+    }
     /// Prefetches what ReadResult reads.
     void Prefetch(std::uint32_t line) const noexcept { PrefetchToRead(rows_.RowAt(RowOf(line))); }
     /// ValNull without records.

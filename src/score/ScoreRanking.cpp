@@ -3,11 +3,10 @@
 #include "etabulon/foundation/PUnique.h"
 #include "etabulon/score/ETabulonScoreCumuls.h"
 #include "etabulon/sort/ETabulonSortKeyCache.h"
+#include "grid/ResultKeys.h"
 #include "score/ScoreCells.h"
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 #include <numeric>
 
 namespace etabulon::detail {
@@ -15,68 +14,6 @@ namespace etabulon::detail {
 namespace {
 
 constexpr auto kCalc = ETabulonSortDesc::HideInCalc;
-
-/// The number's place in the order of its type. False for types that aren't compared as one number.
-bool MakeKey(const EVariant& number, std::uint64_t& key) {
-    constexpr std::uint64_t kSign = std::uint64_t{1} << 63;
-    switch (TypeInfo(number.Type()).storage) {
-        case EStorage::Double: {
-            double value = number.AsDouble();
-            if (value != value) {
-                return false;
-            }
-            value = value == 0 ? 0 : value;  // the two zeros are equal
-            std::memcpy(&key, &value, sizeof key);
-            key = (key & kSign) != 0 ? ~key : key | kSign;
-            return true;
-        }
-        case EStorage::Int32:
-        case EStorage::Int64:
-        case EStorage::UInt32:
-            key = static_cast<std::uint64_t>(number.AsInt64()) ^ kSign;
-            return true;
-        default:
-            return false;
-    }
-}
-
-/// A stable sort of `lines`, which are all lines in rising order, by their keys: a radix sort of 11
-/// bits at a time, from the lowest (Knuth, The Art of Computer Programming, volume 3, section
-/// 5.2.5, algorithm R). Digits that all keys share cost no pass over the lines.
-void SortByKeys(std::span<const std::uint64_t> keys, std::vector<std::uint32_t>& lines) {
-    constexpr unsigned kDigitBits = 11;
-    constexpr std::size_t kDigits = std::size_t{1} << kDigitBits;
-    std::uint64_t differing = 0;
-    for (const std::uint64_t key : keys) {
-        differing |= key ^ keys[0];
-    }
-    struct Keyed {
-        std::uint64_t key;
-        std::uint32_t line;
-    };
-    std::vector<Keyed> sorted;
-    sorted.reserve(lines.size());
-    for (const std::uint32_t line : lines) {
-        sorted.push_back({keys[line], line});
-    }
-    std::vector<Keyed> next(lines.size());
-    for (unsigned shift = 0; shift < 64; shift += kDigitBits) {
-        if ((differing >> shift) % kDigits == 0) {
-            continue;
-        }
-        std::array<std::uint32_t, kDigits> ends{};
-        for (const Keyed& keyed : sorted) {
-            ++ends[(keyed.key >> shift) % kDigits];
-        }
-        std::partial_sum(ends.begin(), ends.end(), ends.begin());
-        for (std::size_t at = sorted.size(); at-- > 0;) {
-            next[--ends[(sorted[at].key >> shift) % kDigits]] = sorted[at];
-        }
-        sorted.swap(next);
-    }
-    std::transform(sorted.begin(), sorted.end(), lines.begin(),
-                   [](const Keyed& keyed) { return keyed.line; });
-}
 
 }  // namespace
 
@@ -132,7 +69,7 @@ void ScoreRanking::MakeKeys() {
         type = line == 0 ? result.Data().Type() : type;
         const bool isLikeFirst = result.Status() == ETabulonValue::ValNormal &&
                                  result.Data().Type() == type && !result.Data().IsMissing();
-        if (!isLikeFirst || !MakeKey(result.Data(), keys_[line])) {
+        if (!isLikeFirst || !NumberKey(result.Data(), keys_[line])) {
             keys_.clear();
             return;
         }

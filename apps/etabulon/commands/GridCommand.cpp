@@ -5,6 +5,8 @@
 #include "apps/etabulon/views/CliDrill.h"
 #include "apps/etabulon/views/CliRecords.h"
 #include "apps/etabulon/walk/CliBystander.h"
+#include "etabulon/cross/ECrossFiller.h"
+#include "etabulon/cross/ECrossTable.h"
 #include "etabulon/grid/ETabulonGridCumuls.h"
 
 #include <CLI/CLI.hpp>
@@ -30,13 +32,14 @@ void GridCommand::DeclareView(CLI::App& app) {
     DeclareCalculations(
         app, "What to calculate: FUNCTION:column, separated by commas (COUNT:id,SUM:cost)");
     DeclareSort(app);
+    arrangement_.Declare(app);
     app.add_option("--priority", priority_,
                    "Of several calculations on two axes show only this one: 1 is the first")
         ->check(CLI::PositiveNumber)
         ->type_name("N");
     app.add_option("--drill", drill_,
-                   "Print the records behind a cell instead: the labels line,column, either of "
-                   "them total")
+                   "Print the records behind a cell instead: the labels line,column, any of them "
+                   "total or others")
         ->type_name("CELL");
     DeclareOutput(app);
     app.footer(
@@ -53,16 +56,24 @@ void GridCommand::DeclareView(CLI::App& app) {
 }
 
 CliResult<CliResultRequest> GridCommand::Read(const CliTable& table) const {
-    CliResult<CliResultRequest> request = ReadRequest(table, JoinLists(axes_), "--axes");
+    const std::string nested = arrangement_.NamedAxes();
+    if (!nested.empty() && !axes_.empty()) {
+        return CliFailure{CliExit::Usage,
+                          "--axes names a line and a column, --lines and --columns several of "
+                          "each: only one of both can be given"};
+    }
+    CliResult<CliResultRequest> request = nested.empty()
+                                              ? ReadRequest(table, JoinLists(axes_), "--axes")
+                                              : ReadRequest(table, nested, "--lines and --columns");
     if (!request) {
         return request;
     }
     const std::size_t axes = request->levels.details.size();
-    if (axes > kMostAxes) {
+    if (axes > kMostAxes && nested.empty()) {
         return CliFailure{
             CliExit::Usage,
-            fmt::format("a grid has two axes, not {}: --axes names those that it is to have, and "
-                        "--at gives a level one value",
+            fmt::format("a grid has two axes, not {}: --axes names those that it is to have, "
+                        "--lines and --columns nest several, and --at gives a level one value",
                         axes)};
     }
     const std::size_t count = request->calculations.all.size();
@@ -104,7 +115,7 @@ CliResult<GridCommand::Grids> GridCommand::Calculate(const CliWalkContext& conte
             addFiller(one, dataAxes);
         }
     }
-    const CliAlikeLabels alike(levels, cursor.Seen());
+    const CliAlikeLabels alike(levels, cursor.Seen(), /*mergesEqual=*/true);
     CliBystander listener;
     if (const CliResult<> walked = Walk(context, cursor, levels.place, listener); !walked) {
         return walked.Failure();
@@ -155,6 +166,9 @@ CliResult<> GridCommand::Show(CliEnvironment& environment, const CliWalkContext&
     if (!request) {
         return request.Failure();
     }
+    if (arrangement_.IsUsed()) {
+        return ShowArranged(environment, context, *request);
+    }
     const CliResultLevels& levels = request->levels;
     CliCursor cursor(environment.interrupt);
     CliResult<> opened =
@@ -179,6 +193,120 @@ CliResult<> GridCommand::Show(CliEnvironment& environment, const CliWalkContext&
         TellUser(note);
     }
     return {};
+}
+
+// ---------------------------------------------------------------------------------------- arranged
+
+CliResult<> GridCommand::DrillArranged(const CliEnvironment& environment,
+                                       const CliWalkContext& context,
+                                       const CliResultRequest& request,
+                                       const GridArrangement::Arranged& arranged,
+                                       const ECrossTable& table) const {
+    const CliResult<std::vector<CliWordChoice>> words = ParseWords(*drill_);
+    if (!words) {
+        return words.Failure();
+    }
+    const CliLevels& levels = request.levels.levels;
+    const std::size_t lines = arranged.lines.size();
+    const std::size_t axes = lines + arranged.columns.size();
+    if (words->size() != axes) {
+        return CliFailure{CliExit::Usage,
+                          fmt::format("--drill takes {} here: of the lines' levels "
+                                      "first, then of the columns'",
+                                      axes == 1 ? "one label" : fmt::format("{} labels", axes))};
+    }
+    const std::span<const CliWordChoice> all(*words);
+    const CliResult<std::uint32_t> line =
+        FindEntry(table, ECrossSide::Lines, levels, arranged.lines, all.first(lines));
+    if (!line) {
+        return line.Failure();
+    }
+    const CliResult<std::uint32_t> column =
+        FindEntry(table, ECrossSide::Columns, levels, arranged.columns, all.subspan(lines));
+    if (!column) {
+        return column.Failure();
+    }
+    const ECrossSelection selection = table.Selection(*line, *column);
+    const std::vector<CliVariable> values = AllValues(levels);
+    return PrintRecords(
+        context, {levels, selection.Tag(), values, CliRecordsRequest::kNoLimit, {}, &selection},
+        Output().Printing(environment));
+}
+
+CliResult<> GridCommand::PrintArranged(const CliEnvironment& environment,
+                                       const CliWalkContext& context,
+                                       const CliResultRequest& request,
+                                       const GridArrangement::Arranged& arranged,
+                                       const ECrossTable& table) const {
+    const CliLevels& levels = request.levels.levels;
+    for (const ECrossSide side : {ECrossSide::Lines, ECrossSide::Columns}) {
+        const bool isOfLines = side == ECrossSide::Lines;
+        const ECrossAxisOrder& order = isOfLines ? arranged.order.lines : arranged.order.columns;
+        for (const ECrossKey& key : order.keys) {
+            if (key.source == ECrossKey::Cell &&
+                !table.HasLabel(isOfLines ? ECrossSide::Columns : ECrossSide::Lines, key.across)) {
+                return ExplainNothingThere(context, levels, key.across);
+            }
+        }
+    }
+    if (drill_) {
+        return DrillArranged(environment, context, request, arranged, table);
+    }
+    std::vector<CliCross> crosses;
+    const bool isPriorityShown = priority_ && !arranged.columns.empty();
+    for (unsigned int index = 0; index < request.calculations.all.size(); ++index) {
+        if (!isPriorityShown || index + 1 == *priority_) {
+            crosses.push_back(TakeCross(table, levels, arranged.lines, arranged.columns,
+                                        request.calculations, index, arranged.shown));
+        }
+    }
+    if (arranged.columns.empty()) {
+        crosses = {SideBySide(std::move(crosses))};
+    }
+    PrintCrosses(Output().Printing(environment), crosses,
+                 arranged.shown.percent || request.calculations.AreNumbers());
+    return {};
+}
+
+CliResult<> GridCommand::ShowArranged(const CliEnvironment& environment,
+                                      const CliWalkContext& context,
+                                      const CliResultRequest& request) const {
+    const CliResultLevels& levels = request.levels;
+    const unsigned int calculation =
+        priority_ && levels.details.size() > 1 ? static_cast<unsigned int>(*priority_) - 1 : 0;
+    const CliResult<GridArrangement::Arranged> arranged = arrangement_.Read(request, calculation);
+    if (!arranged) {
+        return arranged.Failure();
+    }
+    CliCursor cursor(context.interrupt);
+    const CliResult<> opened =
+        OpenCursor(context, levels.levels.levels, request.calculations.Variables(), cursor);
+    if (!opened) {
+        return opened;
+    }
+    ETabulonSortDesc sort(levels.levels.levels);
+    SetSort(levels, sort);
+    const auto filler = ECrossFiller::Make(&cursor.Seen(), nullptr);
+    filler->SetParams(&request.calculations.collection, &sort,
+                      {arranged->lines.begin(), arranged->lines.end()},
+                      {arranged->columns.begin(), arranged->columns.end()});
+    cursor.Seen().AddNotifier(filler.Get());
+    const CliAlikeLabels alike(levels, cursor.Seen(), /*mergesEqual=*/false);
+    CliBystander listener;
+    if (const CliResult<> walked = Walk(context, cursor, levels.place, listener); !walked) {
+        return walked.Failure();
+    }
+    const ECrossTable table(*filler, arranged->order);
+    if (table.IsEmpty() && !levels.place.IsRoot()) {
+        return ExplainNothingThere(context, levels.levels, levels.place);
+    }
+    const CliResult<> printed = PrintArranged(environment, context, request, *arranged, table);
+    if (printed && !drill_) {
+        for (const std::string& note : alike.Sentences()) {
+            TellUser(note);
+        }
+    }
+    return printed;
 }
 
 }  // namespace etabulon

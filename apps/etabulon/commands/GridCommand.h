@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/etabulon/commands/CliSortedCommand.h"
+#include "apps/etabulon/commands/GridArrangement.h"
 #include "apps/etabulon/views/CliCross.h"
 #include "apps/etabulon/walk/CliWalk.h"
 #include "etabulon/foundation/ERef.h"
@@ -44,6 +45,22 @@ private:
                                     const CliWalkContext& context, const CliResultRequest& request,
                                     const Grids& grids) const;
 
+    /// The same for a grid that is arranged.
+    [[nodiscard]] CliResult<> ShowArranged(const CliEnvironment& environment,
+                                           const CliWalkContext& context,
+                                           const CliResultRequest& request) const;
+    [[nodiscard]] CliResult<> PrintArranged(const CliEnvironment& environment,
+                                            const CliWalkContext& context,
+                                            const CliResultRequest& request,
+                                            const GridArrangement::Arranged& arranged,
+                                            const ECrossTable& table) const;
+    [[nodiscard]] CliResult<> DrillArranged(const CliEnvironment& environment,
+                                            const CliWalkContext& context,
+                                            const CliResultRequest& request,
+                                            const GridArrangement::Arranged& arranged,
+                                            const ECrossTable& table) const;
+
+    GridArrangement arrangement_;
     std::vector<std::string> axes_;
     std::optional<std::uint32_t> priority_;
     std::optional<std::string> drill_;

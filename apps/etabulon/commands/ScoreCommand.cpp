@@ -1,10 +1,17 @@
 #include "apps/etabulon/commands/ScoreCommand.h"
 
+#include "apps/etabulon/request/CliOrder.h"
+#include "apps/etabulon/views/CliCrossPrinter.h"
+#include "apps/etabulon/views/CliDrill.h"
+#include "apps/etabulon/views/CliRecords.h"
 #include "apps/etabulon/walk/CliBystander.h"
 #include "etabulon/score/ETabulonScoreFiller.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
+
+#include <algorithm>
+#include <span>
 
 namespace etabulon {
 
@@ -23,6 +30,19 @@ void ScoreCommand::DeclareView(CLI::App& app) {
     app.add_option("--top", top_, "Print this many lines of the ranking, and the total of all")
         ->check(CLI::NonNegativeNumber)
         ->type_name("N");
+    app.add_flag("--others", others_,
+                 "Put what --top leaves out into one more line, calculated from its records");
+    AddList(app, "--sort", sort_,
+            "Sort by these instead: calculations of --calc, the largest first, and levels of "
+            "--level; behind each :asc or :desc turns it; equal lines stand in the order of the "
+            "labels");
+    AddList(app, "--share", share_,
+            "Two more columns for each of these calculations (COUNT and SUM): its share of the "
+            "total in percent, and that of the line and all before it together");
+    app.add_option("--drill", drill_,
+                   "Print the records behind a line instead: its labels, separated by commas, or "
+                   "total, or others")
+        ->type_name("LINE");
     DeclareOutput(app);
     app.footer(
         "The largest comes first; lines of values that differ, then those without a value, "
@@ -48,10 +68,47 @@ CliResult<std::size_t> ScoreCommand::ReadDepth(const CliResultRequest& request) 
     return depth;
 }
 
-CliResult<CliRanking> ScoreCommand::Rank(const CliWalkContext& context,
-                                         const CliResultRequest& request, std::size_t depth) const {
+CliResult<ScoreCommand::Arrangement> ScoreCommand::Arrange(const CliTable& table,
+                                                           const CliResultRequest& request,
+                                                           std::size_t depth) const {
+    Arrangement arrangement;
+    ECrossAxisOrder& lines = arrangement.order.lines;
+    const std::span own(request.levels.details.data(), depth);
+    CliResult<std::vector<ECrossKey>> keys =
+        ReadOrder(JoinLists(sort_), {"--sort", request.levels, request.calculations, own});
+    if (!keys) {
+        return keys.Failure();
+    }
+    lines.keys = std::move(*keys);
+    if (lines.keys.empty()) {
+        // The order of a score.
+        lines.areTiesFalling = true;
+        for (unsigned int index = 0; index < request.calculations.all.size(); ++index) {
+            ECrossKey key{ECrossKey::Total, /*isFalling=*/true};
+            key.calculation = index;
+            lines.keys.push_back(std::move(key));
+        }
+    }
+    CliResult<std::vector<unsigned int>> shares =
+        ReadShares(JoinLists(share_), "--share", table, request.calculations);
+    if (!shares) {
+        return shares.Failure();
+    }
+    arrangement.shares = std::move(*shares);
+    if (top_) {
+        lines.most = {
+            static_cast<std::uint32_t>(std::min<std::int64_t>(*top_, ECrossAxisOrder::kAll))};
+    }
+    if (others_) {
+        lines.others = Chaine(kOthers);
+    }
+    return arrangement;
+}
+
+CliResult<ERef<ETabulonScoreFiller>> ScoreCommand::Calculate(const CliWalkContext& context,
+                                                             const CliResultRequest& request,
+                                                             std::size_t depth, CliCursor& cursor) {
     const CliResultLevels& levels = request.levels;
-    CliCursor cursor(context.interrupt);
     const CliResult<> opened =
         OpenCursor(context, levels.levels.levels, request.calculations.Variables(), cursor);
     if (!opened) {
@@ -59,7 +116,7 @@ CliResult<CliRanking> ScoreCommand::Rank(const CliWalkContext& context,
     }
     ETabulonSortDesc sort(levels.levels.levels);
     SetSort(levels, sort);
-    const auto filler = ETabulonScoreFiller::Make(&cursor.Seen(), nullptr);
+    auto filler = ETabulonScoreFiller::Make(&cursor.Seen(), nullptr);
     filler->SetParams(&request.calculations.collection, &sort, static_cast<unsigned int>(depth));
     cursor.Seen().AddNotifier(filler.Get());
     CliBystander listener;
@@ -69,12 +126,35 @@ CliResult<CliRanking> ScoreCommand::Rank(const CliWalkContext& context,
     if (!listener.HasRecords() && !levels.place.IsRoot()) {
         return ExplainNothingThere(context, levels.levels, levels.place);
     }
-    CliRanking ranking;
-    ranking.SetColumns(levels, depth, request.calculations);
-    constexpr auto kNoLimit = static_cast<std::uint64_t>(-1);
-    CliScoreView view(levels, depth, top_ ? static_cast<std::uint64_t>(*top_) : kNoLimit, ranking);
-    filler->SendTo(&view);
-    return ranking;
+    return filler;
+}
+
+CliResult<> ScoreCommand::Drill(const CliEnvironment& environment, const CliWalkContext& context,
+                                const CliResultRequest& request, std::size_t depth,
+                                const ECrossTable& table) const {
+    const CliResult<std::vector<CliWordChoice>> words = ParseWords(*drill_);
+    if (!words) {
+        return words.Failure();
+    }
+    const CliLevels& levels = request.levels.levels;
+    const std::span axis(request.levels.details.data(), depth);
+    const bool isNamed = words->size() == 1 && !words->front().isQuoted &&
+                         (words->front().text == kTotal || words->front().text == kOthers);
+    if (words->size() != depth && !isNamed) {
+        return CliFailure{CliExit::Usage,
+                          fmt::format("--drill takes {}, or total or others",
+                                      depth == 1 ? "the label of a line"
+                                                 : fmt::format("the {} labels of a line", depth))};
+    }
+    const CliResult<std::uint32_t> line = FindEntry(table, ECrossSide::Lines, levels, axis, *words);
+    if (!line) {
+        return line.Failure();
+    }
+    const ECrossSelection selection = table.Selection(*line, ECrossTable::kTotal);
+    const std::vector<CliVariable> values = AllValues(levels);
+    return PrintRecords(
+        context, {levels, selection.Tag(), values, CliRecordsRequest::kNoLimit, {}, &selection},
+        Output().Printing(environment));
 }
 
 CliResult<> ScoreCommand::Show(CliEnvironment& environment, const CliWalkContext& context) {
@@ -87,11 +167,32 @@ CliResult<> ScoreCommand::Show(CliEnvironment& environment, const CliWalkContext
     if (!depth) {
         return depth.Failure();
     }
-    const CliResult<CliRanking> ranking = Rank(context, *request, *depth);
-    if (!ranking) {
-        return ranking.Failure();
+    const CliResult<Arrangement> arrangement = Arrange(context.table, *request, *depth);
+    if (!arrangement) {
+        return arrangement.Failure();
     }
-    PrintRanking(Output().Printing(environment), *ranking);
+    CliCursor cursor(context.interrupt);
+    const CliResult<ERef<ETabulonScoreFiller>> filler =
+        Calculate(context, *request, *depth, cursor);
+    if (!filler) {
+        return filler.Failure();
+    }
+    CliRanking ranking;
+    ranking.SetColumns(request->levels, *depth, request->calculations, arrangement->shares);
+    const bool isArranged = !sort_.empty() || !arrangement->shares.empty() || others_;
+    if (isArranged || drill_) {
+        const ECrossTable table(**filler, arrangement->order);
+        if (drill_) {
+            return Drill(environment, context, *request, *depth, table);
+        }
+        ranking.Take(table, request->levels, *depth, arrangement->shares);
+    } else {
+        constexpr auto kNoLimit = static_cast<std::uint64_t>(-1);
+        CliScoreView view(request->levels, *depth,
+                          top_ ? static_cast<std::uint64_t>(*top_) : kNoLimit, ranking);
+        (*filler)->SendTo(&view);
+    }
+    PrintRanking(Output().Printing(environment), ranking);
     return {};
 }
 

@@ -3,6 +3,8 @@
 #include "apps/etabulon/commands/CliSortedCommand.h"
 #include "apps/etabulon/views/CliRanking.h"
 #include "apps/etabulon/walk/CliWalk.h"
+#include "etabulon/cross/ECrossTable.h"
+#include "etabulon/foundation/ERef.h"
 
 #include <cstdint>
 #include <optional>
@@ -10,6 +12,8 @@
 #include <vector>
 
 namespace etabulon {
+
+class ETabulonScoreFiller;
 
 /// `etabulon score`: the values of levels, ranked by calculations.
 class ScoreCommand final : public CliResultCommand {
@@ -27,13 +31,29 @@ protected:
 private:
     /// The number of the request's levels that are ranked.
     [[nodiscard]] CliResult<std::size_t> ReadDepth(const CliResultRequest& request) const;
-    [[nodiscard]] CliResult<CliRanking> Rank(const CliWalkContext& context,
-                                             const CliResultRequest& request,
-                                             std::size_t depth) const;
+    /// How the lines are arranged, and which calculations have shares.
+    struct Arrangement {
+        ECrossOrder order;
+        std::vector<unsigned int> shares;
+    };
+    [[nodiscard]] CliResult<Arrangement> Arrange(const CliTable& table,
+                                                 const CliResultRequest& request,
+                                                 std::size_t depth) const;
+    /// Walks the table and fills a score. `cursor` must outlive it.
+    [[nodiscard]] static CliResult<ERef<ETabulonScoreFiller>> Calculate(
+        const CliWalkContext& context, const CliResultRequest& request, std::size_t depth,
+        CliCursor& cursor);
+    [[nodiscard]] CliResult<> Drill(const CliEnvironment& environment,
+                                    const CliWalkContext& context, const CliResultRequest& request,
+                                    std::size_t depth, const ECrossTable& table) const;
 
     std::vector<std::string> level_;
     std::optional<std::uint32_t> depth_;
     std::optional<std::int64_t> top_;
+    std::vector<std::string> sort_;
+    std::vector<std::string> share_;
+    bool others_ = false;
+    std::optional<std::string> drill_;
 };
 
 }  // namespace etabulon

@@ -1,8 +1,9 @@
 #include "apps/etabulon/commands/WalkCommand.h"
 
-#include "apps/etabulon/views/CliRecords.h"
+#include "apps/etabulon/output/CliUtf8.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 namespace etabulon {
 
@@ -11,12 +12,17 @@ void WalkCommand::DeclareView(CLI::App& app) {
     AddList(app, "--columns", columns_,
             "The values to print: column, link>column, separated by commas; "
             "without it all columns that are neither level nor key");
+    AddList(app, "--sort", sort_,
+            "Sort by these columns, each with :asc or :desc behind it; NULL comes first, and texts "
+            "are sorted as --locale says. The records are held in memory: with --limit N of them");
     app.add_option("--limit", limit_, "End after this many records")
         ->check(CLI::NonNegativeNumber)
         ->type_name("N");
+    locale_.Declare(app);
     DeclareOutput(app);
     app.footer(
-        "Records come in the order of the key. A level is a column, or one reached through "
+        "Without --sort records come in the order of the key. A level is a column, or one reached "
+        "through "
         "links: airport>state>name, or backwards id»strikes.damage (the first strike that "
         "points here). A level column:label is told apart by the column and shows the label. "
         "Behind a column, .year .quarter .month .week .weekday .day .hour make a part of a date, "
@@ -36,6 +42,28 @@ CliResult<std::vector<CliVariable>> WalkCommand::FindValues(const CliLevels& lev
     return paths ? levels.Table().FindVariables(*paths) : paths.Failure();
 }
 
+CliResult<std::vector<CliRecordKey>> WalkCommand::FindOrder(const CliTable& table) const {
+    const CliResult<std::vector<CliOrderChoice>> choices = ParseOrder(JoinLists(sort_));
+    if (!choices) {
+        return choices.Failure();
+    }
+    std::vector<CliRecordKey> order;
+    for (const CliOrderChoice& choice : *choices) {
+        if (choice.operand || choice.value) {
+            return CliFailure{
+                CliExit::Usage,
+                fmt::format("{} in --sort isn't written as column, column:asc or column:desc",
+                            Quoted(choice.shown))};
+        }
+        CliResult<CliVariable> variable = table.FindVariable(choice.data);
+        if (!variable) {
+            return variable.Failure();
+        }
+        order.push_back({std::move(*variable), choice.isFalling.value_or(false)});
+    }
+    return order;
+}
+
 CliResult<> WalkCommand::Show(CliEnvironment& environment, const CliWalkContext& context) {
     CliLevels levels(context.table);
     if (CliResult<> added = levels.Add(levels_.Levels()); !added) {
@@ -49,8 +77,13 @@ CliResult<> WalkCommand::Show(CliEnvironment& environment, const CliWalkContext&
     if (!values) {
         return values.Failure();
     }
+    const CliResult<std::vector<CliRecordKey>> order = FindOrder(context.table);
+    if (!order) {
+        return order.Failure();
+    }
     const auto limit = limit_ ? static_cast<std::uint64_t>(*limit_) : CliRecordsRequest::kNoLimit;
-    return PrintRecords(context, {levels, *tag, *values, limit}, Output().Printing(environment));
+    return PrintRecords(context, {levels, *tag, *values, limit, *order},
+                        Output().Printing(environment));
 }
 
 }  // namespace etabulon

@@ -2,6 +2,7 @@
 
 #include "apps/etabulon/commands/CliViewCommand.h"
 #include "apps/etabulon/request/CliOptions.h"
+#include "apps/etabulon/views/CliRecords.h"
 #include "apps/etabulon/walk/CliWalk.h"
 
 #include <cstdint>
@@ -19,6 +20,9 @@ public:
         return "Print the records of a table with their places in the levels";
     }
     void DeclareView(CLI::App& app) override;
+    [[nodiscard]] CliResult<> Prepare(const CliEnvironment& environment) const override {
+        return locale_.Install(environment);
+    }
 
 protected:
     [[nodiscard]] CliResult<> Show(CliEnvironment& environment,
@@ -29,7 +33,11 @@ protected:
 private:
     [[nodiscard]] CliResult<std::vector<CliVariable>> FindValues(const CliLevels& levels) const;
 
+    [[nodiscard]] CliResult<std::vector<CliRecordKey>> FindOrder(const CliTable& table) const;
+
     CliLevelOptions levels_;
+    CliLocaleOptions locale_;
+    std::vector<std::string> sort_;
     std::vector<std::string> columns_;
     std::optional<std::int64_t> limit_;
 };

@@ -281,7 +281,52 @@ bool ReadEdit(Scanner& scanner, CliEditKind kind, CliEditChoice& edit) {
             scanner.Refuse(fmt::format("{} needs a place: level=value", Quoted(WordOf(kind)))));
 }
 
+/// asc or desc without quotes.
+std::optional<bool> DirectionOf(const CliPath& path) {
+    const CliPathStep& step = path.steps.front();
+    if (path.steps.size() != 1 || step.isQuoted || step.table ||
+        (step.name != "asc" && step.name != "desc")) {
+        return std::nullopt;
+    }
+    return step.name == "desc";
+}
+
+bool ReadOrderKey(Scanner& scanner, CliOrderChoice& key) {
+    scanner.SkipBlanks();
+    const std::size_t from = scanner.Place();
+    if (!scanner.ReadPath(",:=", key.data)) {
+        return false;
+    }
+    if (scanner.Take('=') && !scanner.ReadWord(",:", key.value.emplace())) {
+        return false;
+    }
+    key.shown = scanner.Since(from);
+    while (scanner.Take(':')) {
+        CliPath path;
+        if (!scanner.ReadPath(",:=", path)) {
+            return false;
+        }
+        const std::optional<bool> direction = DirectionOf(path);
+        if (key.isFalling || (!direction && (key.operand || key.value))) {
+            return scanner.Fail(
+                "a key of an order is a column, FUNCTION:column or level=value, with :asc or :desc "
+                "behind it, not what stands");
+        }
+        if (direction) {
+            key.isFalling = direction;
+        } else {
+            key.operand = std::move(path);
+            key.shown = scanner.Since(from);
+        }
+    }
+    return true;
+}
+
 }  // namespace
+
+CliResult<std::vector<CliOrderChoice>> ParseOrder(std::string_view text) {
+    return ReadList<CliOrderChoice>(text, ReadOrderKey);
+}
 
 CliResult<std::vector<CliLevelChoice>> ParseLevels(std::string_view text) {
     return ReadList<CliLevelChoice>(text, [](Scanner& scanner, CliLevelChoice& level) {

@@ -45,6 +45,17 @@ struct CliWordChoice {
     bool isQuoted = false;
 };
 
+/// A key of an order as written: `path`, `FUNCTION:column` or `level=value`, and behind it `:asc`
+/// or
+/// `:desc`.
+struct CliOrderChoice {
+    std::string shown;  // without the direction
+    CliPath data;
+    std::optional<CliPath> operand;
+    std::optional<CliWordChoice> value;
+    std::optional<bool> isFalling;
+};
+
 enum class CliEditKind : std::uint8_t { Set = 0, Insert = 1, Delete = 2 };
 
 /// An edit as written: `place:column=value`, or only a place for an insert or a delete.
@@ -68,6 +79,9 @@ struct CliScriptEdit {
 [[nodiscard]] CliResult<std::vector<CliPath>> ParsePaths(std::string_view text);
 [[nodiscard]] CliResult<std::vector<CliPlaceChoice>> ParsePlaces(std::string_view text);
 [[nodiscard]] CliResult<std::vector<CliWordChoice>> ParseWords(std::string_view text);
+
+/// Reads the texts of `--sort` and its like. Unquoted, asc and desc behind a colon are directions.
+[[nodiscard]] CliResult<std::vector<CliOrderChoice>> ParseOrder(std::string_view text);
 
 /// Reads the text of `--set`, `--insert` or `--delete`. Only a set may lack a place: its colon
 /// shows that the user means all records.

@@ -61,8 +61,9 @@ ERef<ETabulonSortDesc> SortOf(const CliResultLevels& levels, unsigned int level)
 
 }  // namespace
 
-CliAlikeLabels::CliAlikeLabels(const CliResultLevels& levels, ETabulonCursor& cursor)
-    : levels_(levels) {
+CliAlikeLabels::CliAlikeLabels(const CliResultLevels& levels, ETabulonCursor& cursor,
+                               bool mergesEqual)
+    : levels_(levels), mergesEqual_(mergesEqual) {
     for (const unsigned int level : levels.details) {
         ETabulonCumulFuncOnVarCollection count;
         count.AddCalculation("COUNT", ETabulonVariableID(levels.levels.all[level].data.code),
@@ -99,7 +100,7 @@ std::string CliAlikeLabels::Sentence(const Axis& axis) const {
     std::int64_t merged = 0;
     std::string example;
     for (const auto& [label, count] : counted.labels) {
-        const bool isMerged = keys[keyOf(label)] > 1;
+        const bool isMerged = mergesEqual_ && keys[keyOf(label)] > 1;
         const std::string text = textOf(label);
         if (isMerged || texts[text] > 1) {
             alike += count;

@@ -17,8 +17,9 @@ namespace etabulon {
 ///            outlive this.
 class CliAlikeLabels {
 public:
-    /// To be made before the walk.
-    CliAlikeLabels(const CliResultLevels& levels, ETabulonCursor& cursor);
+    /// To be made before the walk. `mergesEqual` tells that the table has one line for labels that
+    /// its order takes for equal.
+    CliAlikeLabels(const CliResultLevels& levels, ETabulonCursor& cursor, bool mergesEqual);
 
     /// A sentence for each axis that has such labels. Requires that the walk has reached its end.
     [[nodiscard]] std::vector<std::string> Sentences() const;
@@ -32,6 +33,7 @@ private:
     [[nodiscard]] std::string Sentence(const Axis& axis) const;
 
     const CliResultLevels& levels_;
+    bool mergesEqual_;
     std::vector<Axis> axes_;
 };
 

@@ -2,6 +2,8 @@
 
 #include "etabulon/grid/ETabulonGridAxe.h"
 
+#include <cmath>
+
 namespace etabulon {
 namespace {
 
@@ -9,15 +11,28 @@ EVariant TextLabel(std::string_view text) { return EVariant(Chaine(text)); }
 
 }  // namespace
 
+EVariant ShownLabel(const CliLevel& level, const ETabulonValue* value) {
+    if (value == nullptr || value->IsNull()) {
+        return EVariant();
+    }
+    return level.HasLabel() ? EVariant(value->DisplayValue()) : value->Data();
+}
+
+ETabulonValue Percent(const std::optional<double>& share) {
+    if (!share) {
+        return ETabulonValue::Null;
+    }
+    const double rounded = std::round(*share * 100) / 100;
+    return ETabulonValue(EVariant(rounded == 0 ? 0.0 : rounded), Chaine(), /*modified=*/false);
+}
+
 void CliGridView::TakeDataAxe(const ETabulonGridAxe& axe, CliCrossAxis& taken) const {
     const CliLevel& level = levels_.all[axe.Data().AsUInt64()];
-    taken.title = level.shown;
+    taken.titles = {level.shown};
     taken.isData = true;
     for (unsigned int index = 0; index < axe.Size(); ++index) {
         const ETabulonGridAxe::AxeLabel& label = axe.Label(index);
-        taken.labels.push_back(level.HasLabel() && !label.IsNull()
-                                   ? TextLabel(label.DisplayValue().View())
-                                   : label.Data());
+        taken.Add(ShownLabel(level, &label));
     }
 }
 
@@ -26,7 +41,7 @@ void CliGridView::TakeCalculationAxe(const ETabulonGridAxe& axe, CliCrossAxis& t
     const bool isOfFunctions = axe.Type() == ETabulonGridAxe::AxeFuncs;
     // A data axis comes first, if there is one.
     const bool isOneOfTwo = axesCount_ > 1 && !cross_.lines.isData;
-    taken.title = !isOneOfTwo ? "calculation" : isOfFunctions ? "function" : "variable";
+    taken.titles = {!isOneOfTwo ? "calculation" : isOfFunctions ? "function" : "variable"};
     for (unsigned int index = 0; index < axe.Size(); ++index) {
         const Chaine code = axe.Label(index).Data().AsChaine();
         std::string shown(code.View());
@@ -38,7 +53,7 @@ void CliGridView::TakeCalculationAxe(const ETabulonGridAxe& axe, CliCrossAxis& t
                 break;
             }
         }
-        taken.labels.push_back(TextLabel(shown));
+        taken.Add(TextLabel(shown));
     }
 }
 
@@ -61,13 +76,15 @@ void CliGridView::Complete() {
     if (cross_.lines.isData && cross_.columns.isData) {
         cross_.calculation = shown;
     }
-    if (cross_.lines.title.empty()) {
-        cross_.lines.labels.emplace_back();
+    if (!cross_.lines.IsThere()) {
+        cross_.lines.Add({});
     }
-    if (cross_.columns.title.empty()) {
-        const bool isValueOfLine = !cross_.lines.title.empty() && !cross_.lines.isData;
-        cross_.columns.title = isValueOfLine ? "" : "calculation";
-        cross_.columns.labels.push_back(TextLabel(isValueOfLine ? "value" : shown));
+    if (!cross_.columns.IsThere()) {
+        const bool isValueOfLine = cross_.lines.IsThere() && !cross_.lines.isData;
+        if (!isValueOfLine) {
+            cross_.columns.titles = {"calculation"};
+        }
+        cross_.columns.Add(TextLabel(isValueOfLine ? "value" : shown));
     }
 }
 
@@ -89,6 +106,79 @@ void CliGridView::SetTotal(AxeDirection direction, unsigned int index, const ETa
 void CliGridView::EndRefresh() {
     Complete();
     isComplete_ = false;
+}
+
+namespace {
+
+void TakeAxis(const ECrossTable& table, ECrossSide side, const CliLevels& levels,
+              std::span<const unsigned int> ids, CliCrossAxis& taken) {
+    for (const unsigned int id : ids) {
+        taken.titles.push_back(levels.all[id].shown);
+    }
+    taken.isData = true;
+    ETabulonTag label;
+    for (std::uint32_t index = 0; index < table.Count(side); ++index) {
+        const ECrossEntry entry = table.Entry(side, index);
+        table.ReadLabel(side, index, label);
+        CliCrossLabel& added = taken.labels.emplace_back();
+        added.part = entry.part;
+        for (const unsigned int id : ids.first(entry.depth)) {
+            added.values.push_back(ShownLabel(levels.all[id], label.Find(id)));
+        }
+    }
+}
+
+}  // namespace
+
+CliCross TakeCross(const ECrossTable& table, const CliLevels& levels,
+                   std::span<const unsigned int> lines, std::span<const unsigned int> columns,
+                   const CliCalculations& calculations, unsigned int calculation,
+                   const CliCrossShown& shown) {
+    constexpr std::uint32_t kAll = ECrossTable::kTotal;
+    CliCross cross;
+    TakeAxis(table, ECrossSide::Lines, levels, lines, cross.lines);
+    const std::string& name = calculations.all[calculation].shown;
+    if (columns.empty()) {
+        cross.columns.titles = {"calculation"};
+        cross.columns.Add(TextLabel(name));
+    } else {
+        cross.calculation = name;
+        TakeAxis(table, ECrossSide::Columns, levels, columns, cross.columns);
+    }
+    if (table.IsEmpty()) {
+        return cross;
+    }
+    const auto read = [&](std::uint32_t line, std::uint32_t column) {
+        if (shown.percent) {
+            return Percent(table.Share(line, column, calculation, *shown.percent));
+        }
+        ETabulonValue value;
+        table.ReadValue(line, column, calculation, value);
+        return value;
+    };
+    const std::uint32_t lineCount = table.Count(ECrossSide::Lines);
+    const std::uint32_t columnCount = table.Count(ECrossSide::Columns);
+    for (std::uint32_t line = 0; line < lineCount; ++line) {
+        for (std::uint32_t column = 0; column < columnCount; ++column) {
+            cross.values.push_back(read(line, column));
+        }
+        if (columns.empty()) {
+            cross.values.push_back(read(line, kAll));
+        } else if (shown.hasLineTotals) {
+            cross.lineTotals.push_back(read(line, kAll));
+        }
+    }
+    if (shown.hasColumnTotals) {
+        for (std::uint32_t column = 0; column < columnCount; ++column) {
+            cross.columnTotals.push_back(read(kAll, column));
+        }
+        if (columns.empty()) {
+            cross.columnTotals.push_back(read(kAll, kAll));
+        } else if (shown.hasLineTotals) {
+            cross.total = read(kAll, kAll);
+        }
+    }
+    return cross;
 }
 
 CliCross SideBySide(std::vector<CliCross> parts) {

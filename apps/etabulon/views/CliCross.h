@@ -2,21 +2,40 @@
 
 #include "apps/etabulon/request/CliCalculations.h"
 #include "apps/etabulon/request/CliLevels.h"
+#include "etabulon/cross/ECrossTable.h"
 #include "etabulon/foundation/EVariant.h"
 #include "etabulon/grid/EGridView.h"
 #include "etabulon/values/ETabulonValue.h"
 
 #include <optional>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace etabulon {
 
-/// One direction of a cross table. Its labels are the shown values: missing for NULL.
+/// The shown value of a label: its own label, or its data; missing for NULL and for none.
+[[nodiscard]] EVariant ShownLabel(const CliLevel& level, const ETabulonValue* value);
+/// A share as a value, rounded to two decimals; ValNull for none.
+[[nodiscard]] ETabulonValue Percent(const std::optional<double>& share);
+
+/// The label of a line or column: the shown values of the axis's levels, missing for NULL. A
+/// subtotal's and that of others end above the last level.
+struct CliCrossLabel {
+    std::vector<EVariant> values;
+    ECrossEntry::Part part = ECrossEntry::Detail;
+};
+
+/// One direction of a cross table.
 struct CliCrossAxis {
-    std::string title;  // empty if there is no such axis, which has one label without meaning
-    std::vector<EVariant> labels;
-    bool isData = false;  // values of a level, not calculations
+    std::vector<std::string>
+        titles;  // of its levels; empty: no axis, but one label without meaning
+    std::vector<CliCrossLabel> labels;
+    bool isData = false;  // values of levels, not calculations
+
+    [[nodiscard]] bool IsThere() const noexcept { return !titles.empty(); }
+    void Add(EVariant label) { labels.push_back({{std::move(label)}}); }
 };
 
 /// A cross table as it is printed.
@@ -66,6 +85,20 @@ private:
     unsigned int axesCount_ = 0;
     bool isComplete_ = false;
 };
+
+/// How a result is shown that was arranged.
+struct CliCrossShown {
+    std::optional<ECrossBase> percent;  // of what all values are shares
+    bool hasLineTotals = true;
+    bool hasColumnTotals = true;
+};
+/// Copies one calculation of an arranged result into a cross table. Without columns it has one, the
+/// calculation. `lines` and `columns` are the levels of the axes.
+[[nodiscard]] CliCross TakeCross(const ECrossTable& table, const CliLevels& levels,
+                                 std::span<const unsigned int> lines,
+                                 std::span<const unsigned int> columns,
+                                 const CliCalculations& calculations, unsigned int calculation,
+                                 const CliCrossShown& shown);
 
 /// Joins cross tables of the same lines and one column each into one table. Requires at least one.
 [[nodiscard]] CliCross SideBySide(std::vector<CliCross> parts);

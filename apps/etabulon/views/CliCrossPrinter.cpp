@@ -6,8 +6,26 @@
 
 #include <fmt/format.h>
 
+#include <utility>
+
 namespace etabulon {
 namespace {
+
+/// What stands behind the values of a label that isn't whole.
+std::string_view PartName(ECrossEntry::Part part) {
+    return part == ECrossEntry::Others ? kOthers : kTotal;
+}
+
+std::string ColumnName(const CliCrossLabel& label) {
+    std::vector<std::string> texts;
+    for (const EVariant& value : label.values) {
+        texts.push_back(LabelText(value));
+    }
+    if (label.part != ECrossEntry::Detail) {
+        texts.emplace_back(PartName(label.part));
+    }
+    return fmt::format("{}", fmt::join(texts, ", "));
+}
 
 /// Prints cross tables as records, in any format that consists of lines.
 class CrossRows {
@@ -30,18 +48,26 @@ public:
 
 private:
     [[nodiscard]] bool HasSeveral() const noexcept { return crosses_.size() > 1; }
-    [[nodiscard]] bool HasLabels() const noexcept { return !first_.lines.title.empty(); }
+    [[nodiscard]] bool HasLabels() const noexcept { return first_.lines.IsThere(); }
     [[nodiscard]] bool HasLineTotals() const noexcept { return !first_.lineTotals.empty(); }
+    /// The head of the last column of labels, which names the levels of the columns too.
     [[nodiscard]] std::string Corner() const {
+        const std::string& lines = first_.lines.titles.back();
         return first_.columns.isData
-                   ? fmt::format("{} \\ {}", first_.lines.title, first_.columns.title)
-                   : first_.lines.title;
+                   ? fmt::format("{} \\ {}", lines, fmt::join(first_.columns.titles, ", "))
+                   : lines;
+    }
+    /// The heads of the columns of labels.
+    [[nodiscard]] std::vector<std::string> Heads() const {
+        std::vector<std::string> heads = first_.lines.titles;
+        heads.back() = Corner();
+        return heads;
     }
     [[nodiscard]] std::string Title() const {
         if (HasSeveral() || first_.calculation.empty()) {
-            return HasLabels() ? Corner() : "calculation";
+            return HasLabels() ? fmt::format("{}", fmt::join(Heads(), ", ")) : "calculation";
         }
-        return fmt::format("{}: {}", first_.calculation, Corner());
+        return fmt::format("{}: {}", first_.calculation, fmt::join(Heads(), ", "));
     }
     [[nodiscard]] std::vector<CliColumn> Columns() const {
         std::vector<CliColumn> columns;
@@ -49,10 +75,12 @@ private:
             columns.push_back({"calculation", false, true});
         }
         if (HasLabels()) {
-            columns.push_back({Corner(), false, true});
+            for (std::string& head : Heads()) {
+                columns.push_back({std::move(head), false, true});
+            }
         }
-        for (const EVariant& label : first_.columns.labels) {
-            columns.push_back({LabelText(label), isNumber_});
+        for (const CliCrossLabel& label : first_.columns.labels) {
+            columns.push_back({ColumnName(label), isNumber_});
         }
         if (HasLineTotals()) {
             columns.push_back({kTotal, isNumber_});
@@ -61,7 +89,10 @@ private:
     }
     void PutLines(const CliCross& cross) {
         for (std::size_t line = 0; line < cross.lines.labels.size(); ++line) {
-            PutHead(cross, maker_.Of(cross.lines.labels[line]));
+            if (cross.lines.labels[line].part == ECrossEntry::Subtotal) {
+                writer_.BeginTotal();
+            }
+            PutHead(cross, cross.lines.labels[line]);
             for (std::size_t column = 0; column < cross.columns.labels.size(); ++column) {
                 writer_.Cell(maker_.Of(cross.Value(line, column)));
             }
@@ -76,7 +107,7 @@ private:
             return;
         }
         writer_.BeginTotal();
-        PutHead(cross, CliCellMaker::Of(std::string_view(kTotal)));
+        PutHead(cross, {{}, ECrossEntry::Subtotal});
         for (const ETabulonValue& total : cross.columnTotals) {
             writer_.Cell(maker_.Of(total));
         }
@@ -85,12 +116,18 @@ private:
         }
         writer_.EndRecord();
     }
-    void PutHead(const CliCross& cross, const CliCell& label) {
+    void PutHead(const CliCross& cross, const CliCrossLabel& label) {
         if (HasSeveral()) {
             writer_.Cell(CliCellMaker::Of(std::string_view(cross.calculation)));
         }
-        if (HasLabels()) {
-            writer_.Cell(label);
+        for (std::size_t place = 0; place < cross.lines.titles.size(); ++place) {
+            if (place < label.values.size()) {
+                writer_.Cell(maker_.Of(label.values[place]));
+            } else if (place == label.values.size()) {
+                writer_.Cell(CliCellMaker::Of(PartName(label.part)));
+            } else {
+                writer_.Cell({CliCellKind::Absent, {}});
+            }
         }
     }
 
@@ -160,16 +197,42 @@ private:
         output_.Append('}');
     }
     void PutAxis(const char* name, const CliCrossAxis& axis) {
-        if (axis.title.empty()) {
+        if (!axis.IsThere()) {
             return;
         }
-        output_.Append(
-            fmt::format("\"{}\":{{\"axis\":{},\"labels\":[", name, JsonName(axis.title)));
-        for (const EVariant& label : axis.labels) {
+        output_.Append(fmt::format("\"{}\":{{\"axis\":", name));
+        if (axis.titles.size() == 1) {
+            output_.Append(JsonName(axis.titles.front()));
+        } else {
+            for (const std::string& title : axis.titles) {
+                output_.Append(&title == &axis.titles.front() ? "[" : ",");
+                output_.Append(JsonName(title));
+            }
+            output_.Append(']');
+        }
+        output_.Append(",\"labels\":[");
+        for (const CliCrossLabel& label : axis.labels) {
             output_.Append(&label == &axis.labels.front() ? "" : ",");
-            AppendJson(output_, maker_.Of(label));
+            PutLabel(axis, label);
         }
         output_.EndLine("]},");
+    }
+    /// The value of the one level, or an array with those of several. A subtotal and others are
+    /// objects with the values above them.
+    void PutLabel(const CliCrossAxis& axis, const CliCrossLabel& label) {
+        if (label.part == ECrossEntry::Detail && axis.titles.size() < 2) {
+            AppendJson(output_, maker_.Of(label.values.front()));
+            return;
+        }
+        if (label.part != ECrossEntry::Detail) {
+            output_.Append(fmt::format("{{\"{}\":", PartName(label.part)));
+        }
+        output_.Append('[');
+        for (const EVariant& value : label.values) {
+            output_.Append(&value == &label.values.front() ? "" : ",");
+            AppendJson(output_, maker_.Of(value));
+        }
+        output_.Append(label.part == ECrossEntry::Detail ? "]" : "]}");
     }
     void PutValues(std::span<const ETabulonValue> values) {
         for (const ETabulonValue& value : values) {
@@ -186,7 +249,7 @@ private:
         }
     }
     /// A total has no label in the direction that it sums over.
-    void PutCell(const CliCross& cross, const EVariant* line, const EVariant* column,
+    void PutCell(const CliCross& cross, const CliCrossLabel* line, const CliCrossLabel* column,
                  const ETabulonValue& value) {
         output_.Append('{');
         if (!cross.calculation.empty()) {
@@ -194,14 +257,17 @@ private:
         }
         PutLabel("line", cross.lines, line);
         PutLabel("column", cross.columns, column);
-        output_.Append(line == nullptr || column == nullptr ? "\"total\":" : "\"value\":");
+        output_.Append(IsTotal(line) || IsTotal(column) ? "\"total\":" : "\"value\":");
         AppendJson(output_, maker_.Of(value));
         output_.EndLine("}");
     }
-    void PutLabel(const char* name, const CliCrossAxis& axis, const EVariant* label) {
-        if (label != nullptr && !axis.title.empty()) {
+    [[nodiscard]] static bool IsTotal(const CliCrossLabel* label) noexcept {
+        return label == nullptr || label->part == ECrossEntry::Subtotal;
+    }
+    void PutLabel(const char* name, const CliCrossAxis& axis, const CliCrossLabel* label) {
+        if (label != nullptr && axis.IsThere()) {
             output_.Append(fmt::format("\"{}\":", name));
-            AppendJson(output_, maker_.Of(*label));
+            PutLabel(axis, *label);
             output_.Append(',');
         }
     }

@@ -19,5 +19,6 @@ void PrintCrosses(const CliPrinting& printing, const std::vector<CliCross>& cros
 [[nodiscard]] std::string LabelText(const EVariant& label);
 
 inline constexpr const char* kTotal = "total";
+inline constexpr const char* kOthers = "others";
 
 }  // namespace etabulon

@@ -8,6 +8,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <optional>
+
 namespace etabulon {
 namespace {
 
@@ -32,20 +35,115 @@ CliResult<unsigned int> FindLabel(const CliCrossAxis& axis, const CliWordChoice&
         return count;
     }
     for (unsigned int index = 0; index < count; ++index) {
-        if (IsMeant(axis.labels[index], word)) {
+        if (IsMeant(axis.labels[index].values.front(), word)) {
             return index;
         }
     }
     std::vector<std::string> names;
-    for (const EVariant& label : axis.labels) {
-        names.push_back(WrittenLabel(label));
+    for (const CliCrossLabel& label : axis.labels) {
+        names.push_back(WrittenLabel(label.values.front()));
     }
     return CliFailure{CliExit::Failed,
                       fmt::format("{} in --drill isn't a label of {}{}", Quoted(word.text),
-                                  Quoted(axis.title), WhatThereIs(word.text, names))};
+                                  Quoted(axis.titles.front()), WhatThereIs(word.text, names))};
 }
 
+bool IsBare(const CliWordChoice& word, std::string_view text) {
+    return !word.isQuoted && word.text == text;
+}
+
+/// Compares the entries of an axis with words.
+class EntrySearch {
+public:
+    EntrySearch(const ECrossTable& table, ECrossSide side, const CliLevels& levels,
+                std::span<const unsigned int> axis)
+        : table_(table), side_(side), levels_(levels), axis_(axis) {}
+
+    [[nodiscard]] std::optional<std::uint32_t> Find(std::span<const CliWordChoice> words) {
+        // A word that means others may be a label too, which is quoted then.
+        for (const bool isOfOthers : {true, false}) {
+            for (std::uint32_t index = 0; index < table_.Count(side_); ++index) {
+                const ECrossEntry entry = table_.Entry(side_, index);
+                if ((entry.part == ECrossEntry::Others) == isOfOthers &&
+                    MatchedWords(index, entry, words) == words.size()) {
+                    return index;
+                }
+            }
+        }
+        return std::nullopt;
+    }
+    [[nodiscard]] CliFailure Explain(std::span<const CliWordChoice> words) {
+        std::size_t furthest = 0;
+        std::vector<std::string> names;
+        for (std::uint32_t index = 0; index < table_.Count(side_); ++index) {
+            const ECrossEntry entry = table_.Entry(side_, index);
+            const std::size_t matched = MatchedWords(index, entry, words);
+            if (matched > furthest) {
+                furthest = matched;
+                names.clear();
+            }
+            if (matched == furthest && matched < KnownLevels(entry)) {
+                std::string name = WrittenLabel(LabelAt(matched));
+                if (names.empty() || names.back() != name) {
+                    names.push_back(std::move(name));
+                }
+            }
+        }
+        furthest = std::min(furthest, words.size() - 1);
+        const std::string& text = words[furthest].text;
+        return {CliExit::Failed,
+                fmt::format("{} in --drill isn't a label of {}{}", Quoted(text),
+                            Quoted(levels_.all[axis_[furthest]].shown), WhatThereIs(text, names))};
+    }
+
+private:
+    [[nodiscard]] std::size_t KnownLevels(const ECrossEntry& entry) const noexcept {
+        return entry.part == ECrossEntry::Detail ? axis_.size() : entry.depth;
+    }
+    /// Of the entry read last.
+    [[nodiscard]] EVariant LabelAt(std::size_t place) const {
+        return ShownLabel(levels_.all[axis_[place]], label_.Find(axis_[place]));
+    }
+    [[nodiscard]] std::size_t MatchedWords(std::uint32_t index, const ECrossEntry& entry,
+                                           std::span<const CliWordChoice> words) {
+        table_.ReadLabel(side_, index, label_);
+        const std::size_t known = KnownLevels(entry);
+        std::size_t place = 0;
+        const auto matches = [&] {
+            if (place < known) {
+                return IsMeant(LabelAt(place), words[place]);
+            }
+            const bool isOthers = entry.part == ECrossEntry::Others && place == known;
+            return IsBare(words[place], isOthers ? kOthers : kTotal);
+        };
+        while (place < words.size() && matches()) {
+            ++place;
+        }
+        return place;
+    }
+
+    const ECrossTable& table_;
+    ECrossSide side_;
+    const CliLevels& levels_;
+    std::span<const unsigned int> axis_;
+    ETabulonTag label_;
+};
+
 }  // namespace
+
+CliResult<std::uint32_t> FindEntry(const ECrossTable& table, ECrossSide side,
+                                   const CliLevels& levels, std::span<const unsigned int> axis,
+                                   std::span<const CliWordChoice> words) {
+    if (std::all_of(words.begin(), words.end(),
+                    [](const CliWordChoice& word) { return IsBare(word, kTotal); })) {
+        return ECrossTable::kTotal;
+    }
+    EntrySearch search(table, side, levels, axis);
+    if (const auto found = search.Find(words)) {
+        return *found;
+    }
+    return search.Explain(words);
+}
 
 CliResult<CliCellPlace> FindCell(const CliCross& cross, std::string_view text) {
     const CliResult<std::vector<CliWordChoice>> words = ParseWords(text);

@@ -2,7 +2,11 @@
 
 #include "apps/etabulon/output/CliJsonWriter.h"
 #include "apps/etabulon/output/CliOutput.h"
+#include "apps/etabulon/views/CliCross.h"
 #include "apps/etabulon/views/CliCrossPrinter.h"
+#include "etabulon/cross/ECrossTable.h"
+
+#include <fmt/format.h>
 
 namespace etabulon {
 namespace {
@@ -13,6 +17,16 @@ std::vector<ETabulonValue> Copied(const PTableau<ETabulonValue>& values) {
         copied.push_back(values.At(index));
     }
     return copied;
+}
+
+std::vector<EVariant> LabelsOf(const ETabulonTag& label, const CliResultLevels& levels,
+                               std::size_t depth) {
+    std::vector<EVariant> labels;
+    for (std::size_t place = 0; place < depth; ++place) {
+        const unsigned int id = levels.details[place];
+        labels.push_back(ShownLabel(levels.levels.all[id], label.Find(id)));
+    }
+    return labels;
 }
 
 std::string TitleOf(const std::vector<CliColumn>& columns) {
@@ -36,15 +50,20 @@ void PutLines(CliWriter& writer, const CliRanking& ranking) {
         }
         writer.EndRecord();
     }
+    const auto putNamed = [&](std::string_view name, const std::vector<ETabulonValue>& values) {
+        for (std::size_t place = 0; ranking.columns[place].isLabel; ++place) {
+            writer.Cell(place == 0 ? CliCellMaker::Of(name) : CliCell{CliCellKind::Absent, {}});
+        }
+        for (const ETabulonValue& value : values) {
+            writer.Cell(maker.Of(value));
+        }
+        writer.EndRecord();
+    };
+    if (ranking.others) {
+        putNamed(kOthers, *ranking.others);
+    }
     writer.BeginTotal();
-    for (std::size_t place = 0; ranking.columns[place].isLabel; ++place) {
-        writer.Cell(place == 0 ? CliCellMaker::Of(std::string_view(kTotal))
-                               : CliCell{CliCellKind::Absent, {}});
-    }
-    for (const ETabulonValue& total : ranking.totals) {
-        writer.Cell(maker.Of(total));
-    }
-    writer.EndRecord();
+    putNamed(kTotal, ranking.totals);
 }
 
 class RankingJson {
@@ -62,6 +81,11 @@ public:
             PutLine(line);
         }
         output_.EndLine("],");
+        if (ranking_.others) {
+            output_.Append("\"others\":");
+            Put(valueNames_, *ranking_.others);
+            output_.EndLine(",");
+        }
         output_.Append("\"total\":");
         Put(valueNames_, ranking_.totals);
         output_.EndLine("}");
@@ -70,6 +94,11 @@ public:
         for (const CliRanking::Line& line : ranking_.lines) {
             PutLine(line);
             output_.EndLine();
+        }
+        if (ranking_.others) {
+            output_.Append("{\"others\":");
+            Put(valueNames_, *ranking_.others);
+            output_.EndLine("}");
         }
         output_.Append("{\"total\":");
         Put(valueNames_, ranking_.totals);
@@ -109,17 +138,7 @@ void CliScoreView::SetScoreLine(const ETabulonTag& label, const PTableau<ETabulo
         return;
     }
     CliRanking::Line& line = ranking_.lines.emplace_back();
-    for (std::size_t place = 0; place < depth_; ++place) {
-        const unsigned int id = levels_.details[place];
-        const ETabulonValue* const value = label.Find(id);
-        if (value == nullptr || value->IsNull()) {
-            line.labels.emplace_back();
-        } else if (levels_.levels.all[id].HasLabel()) {
-            line.labels.emplace_back(value->DisplayValue());
-        } else {
-            line.labels.push_back(value->Data());
-        }
-    }
+    line.labels = LabelsOf(label, levels_, depth_);
     line.values = Copied(values);
 }
 
@@ -128,7 +147,8 @@ void CliScoreView::SetScoreTotal(const PTableau<ETabulonValue>& values) {
 }
 
 void CliRanking::SetColumns(const CliResultLevels& levels, std::size_t depth,
-                            const CliCalculations& calculations) {
+                            const CliCalculations& calculations,
+                            const std::vector<unsigned int>& shares) {
     columns.clear();
     for (std::size_t place = 0; place < depth; ++place) {
         columns.push_back({levels.levels.all[levels.details[place]].shown, false, true});
@@ -136,7 +156,40 @@ void CliRanking::SetColumns(const CliResultLevels& levels, std::size_t depth,
     for (const CliCalculation& calculation : calculations.all) {
         columns.push_back({calculation.shown, calculation.isNumber});
     }
+    for (const unsigned int share : shares) {
+        const std::string& shown = calculations.all[share].shown;
+        columns.push_back({fmt::format("% of {}", shown), true});
+        columns.push_back({fmt::format("running % of {}", shown), true});
+    }
     GiveNames(columns);
+}
+
+void CliRanking::Take(const ECrossTable& table, const CliResultLevels& levels, std::size_t depth,
+                      const std::vector<unsigned int>& shares) {
+    const auto valuesOf = [&](std::uint32_t line) {
+        std::vector<ETabulonValue> values(table.CalculationCount());
+        for (unsigned int calculation = 0; calculation < values.size(); ++calculation) {
+            table.ReadValue(line, ECrossTable::kTotal, calculation, values[calculation]);
+        }
+        for (const unsigned int share : shares) {
+            values.push_back(
+                Percent(table.Share(line, ECrossTable::kTotal, share, ECrossBase::All)));
+            values.push_back(line == ECrossTable::kTotal
+                                 ? ETabulonValue::Null
+                                 : Percent(table.RunningShare(line, share)));
+        }
+        return values;
+    };
+    ETabulonTag label;
+    for (std::uint32_t line = 0; line < table.Count(ECrossSide::Lines); ++line) {
+        if (table.Entry(ECrossSide::Lines, line).part == ECrossEntry::Others) {
+            others = valuesOf(line);
+            continue;
+        }
+        table.ReadLabel(ECrossSide::Lines, line, label);
+        lines.push_back({LabelsOf(label, levels, depth), valuesOf(line)});
+    }
+    totals = valuesOf(ECrossTable::kTotal);
 }
 
 void PrintRanking(const CliPrinting& printing, const CliRanking& ranking) {

@@ -8,9 +8,12 @@
 #include "etabulon/values/ETabulonValue.h"
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace etabulon {
+
+class ECrossTable;
 
 /// A ranking as it is printed.
 struct CliRanking {
@@ -20,12 +23,17 @@ struct CliRanking {
         std::vector<ETabulonValue> values;
     };
     /// Sets the columns: one for each of the first `depth` details, whose values are the labels,
-    /// then one for each calculation.
+    /// then one for each calculation, and two for each of `shares`, calculations by their places.
     void SetColumns(const CliResultLevels& levels, std::size_t depth,
-                    const CliCalculations& calculations);
+                    const CliCalculations& calculations,
+                    const std::vector<unsigned int>& shares = {});
+    /// Takes the lines and the totals of a result in its order, with those shares.
+    void Take(const ECrossTable& table, const CliResultLevels& levels, std::size_t depth,
+              const std::vector<unsigned int>& shares);
 
     std::vector<CliColumn> columns;
     std::vector<Line> lines;
+    std::optional<std::vector<ETabulonValue>> others;  // of the lines left out
     std::vector<ETabulonValue> totals;
 };
 

@@ -1,6 +1,8 @@
 #include "apps/etabulon/views/CliRecords.h"
 
 #include "apps/etabulon/output/CliOutput.h"
+#include "etabulon/cross/ECrossTable.h"
+#include "etabulon/cross/ESortedRecords.h"
 #include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/sql/ESqlSchema.h"
 
@@ -46,6 +48,7 @@ public:
         for (const CliLevel& level : request.levels.all) {
             columns_.push_back(
                 {level.shown, !level.HasLabel() && IsNumber(level.data.variable->TypeCode())});
+            hasLabel_.push_back(level.HasLabel());
         }
         for (KeyPart& part : KeyParts(table, request.levels)) {
             columns_.push_back(std::move(part.column));
@@ -62,27 +65,22 @@ public:
         for (const CliVariable& value : request_.values) {
             fields_.push_back(&cursor.Field(ETabulonVariableID(value.code)));
         }
-        levelCount_ = static_cast<unsigned>(request_.levels.all.size());
-        for (unsigned level = 0; level < levelCount_; ++level) {
-            const ETabulonLevels::Level& description = cursor.Levels().GetLevel(level);
-            hasLabel_.push_back(!(description.DataID() == description.DescID()));
-        }
         return request_.limit == 0 ? StatusEnd : StatusOk;
     }
     CursorStatus OnMove(const ETabulonCursor& cursor) override {
-        Begin();
-        PutTag(cursor.CurrentTag());
-        const EFieldKey& key = cursor.PrimaryKey().Fields();
-        for (const std::uint16_t place : keyPlaces_) {
-            writer_->Cell(place < key.Size() ? maker_.Of(key.At(place)) : CliCell{});
+        if (request_.selection != nullptr && !request_.selection->Has(cursor.CurrentTag())) {
+            return StatusOk;
         }
-        for (const EField* const field : fields_) {
-            writer_->Cell(maker_.Of(*field));
-        }
-        writer_->EndRecord();
+        Put(cursor.CurrentTag(), cursor.PrimaryKey(), fields_.size(),
+            [this](std::size_t place) -> const EVariant& { return *fields_[place]; });
         // A broken output ends the walk without a failure: the output itself reports the reason.
-        return ++count_ == request_.limit || output_.IsBroken() ? StatusEnd : StatusOk;
+        return count_ == request_.limit || output_.IsBroken() ? StatusEnd : StatusOk;
     }
+    void Put(const ESortedRecords::Record& record) {
+        Put(record.tag, record.key, record.values.size(),
+            [&record](std::size_t place) -> const EVariant& { return record.values[place]; });
+    }
+    [[nodiscard]] bool IsBroken() const { return output_.IsBroken(); }
     /// Called at the first record, so that a walk that fails before it prints nothing.
     void Begin() {
         if (!hasBegun_) {
@@ -99,8 +97,23 @@ public:
     [[nodiscard]] std::uint64_t Count() const noexcept { return count_; }
 
 private:
+    template <class ValueAt>
+    void Put(const ETabulonTag& tag, const ETabulonPrimaryKey& key, std::size_t values,
+             const ValueAt& valueAt) {
+        Begin();
+        PutTag(tag);
+        for (const std::uint16_t place : keyPlaces_) {
+            writer_->Cell(place < key.Fields().Size() ? maker_.Of(key.Fields().At(place))
+                                                      : CliCell{});
+        }
+        for (std::size_t place = 0; place < values; ++place) {
+            writer_->Cell(maker_.Of(valueAt(place)));
+        }
+        writer_->EndRecord();
+        ++count_;
+    }
     void PutTag(const ETabulonTag& tag) {
-        for (unsigned level = 0; level < levelCount_; ++level) {
+        for (unsigned level = 0; level < hasLabel_.size(); ++level) {
             const ETabulonValue* const value = tag.Find(level);  // an inserted record may lack it
             if (value == nullptr || value->IsNull()) {
                 writer_->Cell({});
@@ -118,12 +131,23 @@ private:
     std::vector<CliColumn> columns_;
     std::vector<std::uint16_t> keyPlaces_;
     std::uint64_t count_ = 0;
-    unsigned levelCount_ = 0;
     std::vector<bool> hasLabel_;
     std::vector<const EField*> fields_;
     CliCellMaker maker_;
     bool hasBegun_ = false;
 };
+
+ERef<ESortedRecords> Sorted(const CliRecordsRequest& request) {
+    std::vector<ESortedRecords::Key> keys;
+    for (const CliRecordKey& key : request.order) {
+        keys.push_back({ETabulonVariableID(key.variable.code), key.isFalling});
+    }
+    std::vector<ETabulonVariableID> values;
+    for (const CliVariable& value : request.values) {
+        values.emplace_back(value.code);
+    }
+    return MakeRef<ESortedRecords>(std::move(keys), std::move(values), request.limit);
+}
 
 }  // namespace
 
@@ -144,9 +168,22 @@ CliResult<> PrintRecords(const CliWalkContext& context, const CliRecordsRequest&
                          const CliPrinting& printing) {
     RecordPrinter printer(context.table.Info(), request, printing);
     CliCursor cursor(context.interrupt);
-    CliResult<> walked = OpenCursor(context, request.levels.levels, request.values, cursor);
-    if (walked) {
+    std::vector<CliVariable> read = request.values;
+    for (const CliRecordKey& key : request.order) {
+        read.push_back(key.variable);
+    }
+    CliResult<> walked = OpenCursor(context, request.levels.levels, read, cursor);
+    if (walked && request.order.empty()) {
         walked = Walk(context, cursor, request.tag, printer);
+    } else if (walked) {
+        const auto records = Sorted(request);
+        walked = Walk(context, cursor, request.tag, *records);
+        if (walked) {
+            records->Sort();
+            for (std::size_t index = 0; index < records->Size() && !printer.IsBroken(); ++index) {
+                printer.Put(records->At(index));
+            }
+        }
     }
     if (walked && printer.Count() == 0 && !request.tag.IsRoot() && request.limit != 0) {
         return ExplainNothingThere(context, request.levels, request.tag);

@@ -10,6 +10,14 @@
 
 namespace etabulon {
 
+class ECrossSelection;
+
+/// A column that records are sorted by.
+struct CliRecordKey {
+    CliVariable variable;
+    bool isFalling = false;
+};
+
 /// Which records are printed, and which of their values.
 struct CliRecordsRequest {
     static constexpr auto kNoLimit = static_cast<std::uint64_t>(-1);
@@ -17,6 +25,8 @@ struct CliRecordsRequest {
     const ETabulonTag& tag;
     const std::vector<CliVariable>& values;
     std::uint64_t limit = kNoLimit;
+    std::vector<CliRecordKey> order = {};        // empty: in the order of the walk
+    const ECrossSelection* selection = nullptr;  // only its records; null: all below the tag
 };
 
 /// The columns that are neither levels nor parts of the key. Levels and key are always printed.

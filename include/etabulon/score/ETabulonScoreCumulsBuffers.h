@@ -51,6 +51,7 @@ protected:
     ~ETabulonScoreCumulsBuffers() override;
 
 private:
+    friend class ECrossTable;
     friend class ETabulonScoreFiller;
 
     /// AddValue for an extract that was initialised with this description's calculations.

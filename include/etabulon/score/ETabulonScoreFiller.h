@@ -61,6 +61,8 @@ public:
                          std::span<const EBlockIndex> records) override;
 
 private:
+    friend class ECrossTable;
+
     void Free();
     void InitExtract();
 
