@@ -5,13 +5,16 @@
 #include "bench/OrdersCursor.h"
 #include "bench/RatioBench.h"
 #include "bench/Sqlite.h"
+#include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
 #include "etabulon/cursors/ETabulonCursorEData.h"
 #include "etabulon/cursors/LoadColumns.h"
 #include "etabulon/foundation/EBlockSource.h"
 #include "etabulon/foundation/EDataColumns.h"
 #include "etabulon/tree/EDataTree.h"
+#include "etabulon/tree/ETreeTotals.h"
 
 #include <array>
+#include <cmath>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -107,12 +110,12 @@ enum class From : std::uint8_t { Sqlite = 0, Columns = 1 };
 /// A tree country > city > customer, with or without the records below, and its floor.
 class OrdersTree {
 public:
-    OrdersTree(std::int64_t rows, Leaves leaves, From from = From::Sqlite)
+    OrdersTree(std::int64_t rows, Leaves leaves, From from = From::Sqlite, const Names& read = {})
         : rows_(rows),
           leaves_(leaves),
           database_(OrdersFile(rows), Database::Mode::Read),
           bare_(database_, "SELECT id, country, city, customer FROM orders ORDER BY id"),
-          orders_(std::make_unique<OrdersCursor>(rows, "orders", LevelNames(leaves), Names{})) {
+          orders_(std::make_unique<OrdersCursor>(rows, "orders", LevelNames(leaves), read)) {
         if (from == From::Columns) {
             Load();
         }
@@ -122,6 +125,27 @@ public:
     void Fill() {
         tree_ = std::make_unique<EDataTree>(cursor_, "all", nullptr);
         Require(tree_->Fill() == StatusOk, "status of the fill");
+    }
+    /// A fill with three calculations beside the nodes, worked out for all of them.
+    void FillWithTotals() {
+        tree_ = std::make_unique<EDataTree>(cursor_, "all", nullptr);
+        const ERef<ETreeTotals> totals = ETreeTotals::Make(tree_->SortDesc(), nullptr);
+        ETabulonCumulFuncOnVarCollection calculations;
+        for (const char* const function : {"SUM", "AVG", "MAX"}) {
+            calculations.AddCalculation(function, ETabulonVariableID("amount"), TYPE_DOUBLE, 0, "");
+        }
+        Require(totals->SetCalculations(calculations), "calculations of the totals");
+        cursor_->AddNotifier(totals.Get());
+        Require(tree_->Fill() == StatusOk, "status of the fill");
+        cursor_->RemNotifier(totals.Get());
+        totals->ReadResult(ETabulonTag::Null, 0, total_);
+    }
+    /// Of the last fill with totals.
+    [[nodiscard]] double Total() const { return total_.Data().AsDouble(); }
+    [[nodiscard]] double TotalBySql() {
+        Statement sum(database_, "SELECT sum(amount) FROM orders");
+        Require(sum.Step(), "sum of the amounts");
+        return sum.Double(0);
     }
     void Drop() { tree_.reset(); }
     void Check(const char* order) {
@@ -170,6 +194,7 @@ private:
     ETabulonCursorEData inMemory_;
     ETabulonCursor* cursor_ = &orders_->Cursor();
     std::unique_ptr<EDataTree> tree_;
+    ETabulonValue total_;
 };
 
 // ------------------------------------------------------------------------------------------- fill
@@ -212,6 +237,32 @@ void TreeFillRecords(benchmark::State& state) {
                  "bytes/leaf");
 }
 BENCHMARK(TreeFillRecords)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+/// Results for each of 50,000 leaves and all nodes above them, against the tree without.
+void TreeFillTotals(benchmark::State& state) {
+    OrdersTree plain(RunSizes().large, Leaves::Customers);
+    OrdersTree tree(RunSizes().large, Leaves::Customers, From::Sqlite, {"amount"});
+    tree.FillWithTotals();
+    tree.Check(kFilledOrder);
+    const double sum = tree.TotalBySql();
+    Require(std::abs(tree.Total() - sum) <= 1e-9 * std::abs(sum), "total of the amounts");
+    tree.Drop();
+    RunComparison(state, {"tree: customers with 3 calculations",
+                          tree.Rows(),
+                          [&plain] {
+                              plain.Fill();
+                              plain.Drop();
+                          },
+                          [&tree] {
+                              tree.FillWithTotals();
+                              tree.Drop();
+                          },
+                          {},
+                          1.3,
+                          kNoLimit,
+                          "x without"});
+}
+BENCHMARK(TreeFillTotals)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
 /// A fill and a drop without blocks, and the same with them.
 void TreeFillSteps(benchmark::State& state) {

@@ -20,35 +20,41 @@ struct BlockFold {
             from.type->scale != like.scale) {
             return FoldValues(plan, rows, column);
         }
-        const auto numberOf = [words = from.words](EBlockIndex record) {
-            return NumberAt<T>(words[record]);
+        const RowWords numbers(rows, from);
+        const auto numberAt = [words = numbers.Words()](std::size_t at) {
+            return NumberAt<T>(words[at]);
         };
-        if (from.missing == nullptr) {
-            return FoldEach<T>(plan, rows, [numberOf](EBlockIndex record, const auto& step) {
-                step(numberOf(record));
-            });
+        if (numbers.Missing() == nullptr) {
+            return FoldEach<T>(
+                plan, rows, [numberAt](std::size_t at, const auto& step) { step(numberAt(at)); });
         }
         FoldEach<T>(plan, rows,
-                    [numberOf, missing = from.missing](EBlockIndex record, const auto& step) {
-                        if ((missing[record / 64U] >> (record % 64U) & 1U) != 0) {
+                    [numberAt, missing = numbers.Missing(), first = numbers.First()](
+                        std::size_t at, const auto& step) {
+                        const std::size_t bit = first + at;
+                        if ((missing[bit / 64] >> (bit % 64) & 1U) != 0) {
                             step(MissingNumber{});
                         } else {
-                            step(numberOf(record));
+                            step(numberAt(at));
                         }
                     });
     }
 
     static void Records(const CellPlan& plan, const BlockRows& rows, unsigned /*column*/) {
         FoldEach<std::uint32_t>(
-            plan, rows, [](EBlockIndex /*record*/, const auto& step) { step(MissingNumber{}); });
+            plan, rows, [](std::size_t /*at*/, const auto& step) { step(MissingNumber{}); });
     }
 
-    /// Folds into the rows of each record what `read(record, step)` gives to `step`. One loop for
-    /// each usual number of places: a score has the line, a grid the cell and two totals.
+    /// Folds into the rows of each record what `read(its place among them, step)` gives to `step`.
+    /// One loop for each usual number of places: a score has the line, a grid the cell and two
+    /// totals.
     template <class T, class Read>
     static void FoldEach(const CellPlan& plan, const BlockRows& rows, const Read& read) {
         if constexpr (kKeepsOrder<Fold>) {
             return FoldInOrder<T>(plan, rows, read);
+        }
+        if constexpr (Fold::kKeepsWider) {
+            return FoldNarrowFirst<T>(plan, rows, read);
         }
         if (rows.shared != nullptr && rows.places.size() == 1) {
             return FoldPlaces<T>(plan, rows, read, std::array{rows.places[0]});
@@ -61,7 +67,7 @@ struct BlockFold {
                                  std::array{rows.places[0], rows.places[1], rows.places[2]});
         }
         ForEachRecord(rows, [&](std::size_t at, CellPlan::Rows rowsOfRecord) {
-            read(rows.records[at], [&](const auto& number) {
+            read(at, [&](const auto& number) {
                 for (std::byte* const row : rowsOfRecord) {
                     StepIn<T>(row + plan.offset, number);
                 }
@@ -74,7 +80,7 @@ struct BlockFold {
     static void FoldInOrder(const CellPlan& plan, const BlockRows& rows, const Read& read) {
         ForEachRecord(rows, [&](std::size_t at, CellPlan::Rows rowsOfRecord) {
             const std::uint32_t record = NumberAfter(rows.firstNumber, at);
-            read(rows.records[at], [&](const auto& number) {
+            read(at, [&](const auto& number) {
                 for (std::byte* const row : rowsOfRecord) {
                     auto& state = plan.StateIn<NumberState>(row);
                     StepNumbered<Fold>(NumberAccumulator<T>(state), state, record, number);
@@ -83,13 +89,38 @@ struct BlockFold {
         });
     }
 
+    /// For a fold that keeps the wider result: totals are read for few records.
+    template <class T, class Read>
+    [[gnu::flatten]] static void FoldNarrowFirst(const CellPlan& plan, const BlockRows& rows,
+                                                 const Read read) {
+        const BlockRows::Place cells = rows.places.front();
+        const std::size_t count = rows.records.size();
+        const std::size_t offset = plan.offset;
+        for (std::size_t at = 0; at < count; ++at) {
+            read(at, [&](const auto& number) {
+                if (StepIn<T>(cells[at] + offset, number) != FoldEffect::Kept) {
+                    StepInOthers<T>(plan, rows, at, number);
+                }
+            });
+        }
+    }
+    template <class T, class Number>
+    [[gnu::noinline]] static void StepInOthers(const CellPlan& plan, const BlockRows& rows,
+                                               std::size_t at, Number number) {
+        for (const BlockRows::Place place : rows.places.subspan(1)) {
+            StepIn<T>(place[at] + plan.offset, number);
+        }
+        if (rows.shared != nullptr) {
+            StepIn<T>(rows.shared + plan.offset, number);
+        }
+    }
+
     /// The shared row is folded in registers as long as it holds a number: through memory each
     /// record would wait for the one before.
     template <class T, class Read, std::size_t Places>
     [[gnu::flatten]] static void FoldPlaces(const CellPlan& plan, const BlockRows& rows,
                                             const Read read,
                                             const std::array<BlockRows::Place, Places> places) {
-        const EBlockIndex* const records = rows.records.data();
         const std::size_t count = rows.records.size();
         const std::size_t offset = plan.offset;
         const auto stepInPlaces = [&](std::size_t at, const auto& number) {
@@ -101,7 +132,7 @@ struct BlockFold {
         auto& shared = plan.StateIn<NumberState>(rows.shared);
         for (std::size_t at = 0; at < count;) {
             if (shared.held != Held::Value) {
-                read(records[at], [&](const auto& number) {
+                read(at, [&](const auto& number) {
                     stepInPlaces(at, number);
                     StepInAny<T>(shared, number);
                 });
@@ -110,7 +141,7 @@ struct BlockFold {
             }
             LocalState<T> all(shared);
             do {
-                read(records[at], [&](const auto& number) {
+                read(at, [&](const auto& number) {
                     stepInPlaces(at, number);
                     StepInNumber<T>(all, number);
                 });
@@ -124,7 +155,6 @@ struct BlockFold {
     [[gnu::flatten]] static void FoldSteady(const CellPlan& plan, const BlockRows& rows,
                                             const Read read) {
         const BlockRows::Place places[] = {rows.places[0], rows.places[1], rows.places[2]};
-        const EBlockIndex* const records = rows.records.data();
         const std::size_t count = rows.records.size();
         const std::size_t offset = plan.offset;
         const auto stepInPlaces = [&](std::size_t at, const auto& number) {
@@ -136,7 +166,7 @@ struct BlockFold {
             std::byte* const row = places[1][at];
             auto& steady = plan.StateIn<NumberState>(row);
             if (shared.held != Held::Value || steady.held != Held::Value) {
-                read(records[at], [&](const auto& number) {
+                read(at, [&](const auto& number) {
                     stepInPlaces(at, number);
                     StepInAny<T>(steady, number);
                     StepInAny<T>(shared, number);
@@ -147,7 +177,7 @@ struct BlockFold {
             LocalState<T> second(steady);
             LocalState<T> all(shared);
             do {
-                read(records[at], [&](const auto& number) {
+                read(at, [&](const auto& number) {
                     stepInPlaces(at, number);
                     StepInNumber<T>(second, number);
                     StepInNumber<T>(all, number);
@@ -160,24 +190,23 @@ struct BlockFold {
     }
 
     template <class T, class Number>
-    static void StepIn(std::byte* at, Number number) {
+    static FoldEffect StepIn(std::byte* at, Number number) {
         auto& state = StateAt<NumberState>(at);
         if (state.held == Held::Value) [[likely]] {
-            StepInNumber<T>(state, number);
-        } else {
-            StepInAny<T>(state, number);
+            return StepInNumber<T>(state, number);
         }
+        return StepInAny<T>(state, number);
     }
     /// Requires a state that holds a number.
     template <class T, class State, class Number>
-    static void StepInNumber(State& state, Number number) {
+    static FoldEffect StepInNumber(State& state, Number number) {
         NumberAccumulator<T, State, /*HoldsNumber=*/true> accumulator(state);
-        Fold::Step(accumulator, number);
+        return Fold::Step(accumulator, number);
     }
     template <class T, class Number>
-    [[gnu::noinline, gnu::cold]] static void StepInAny(NumberState& state, Number number) {
+    [[gnu::noinline, gnu::cold]] static FoldEffect StepInAny(NumberState& state, Number number) {
         NumberAccumulator<T> accumulator(state);
-        Fold::Step(accumulator, number);
+        return Fold::Step(accumulator, number);
     }
 };
 

@@ -1,6 +1,7 @@
 #include "cumul/CellPlan.h"
 
 #include "foundation/EVariantAccess.h"
+#include "values/ETabulonValueAccess.h"
 
 namespace etabulon::detail {
 void FoldValues(const CellPlan& plan, const BlockRows& rows, unsigned column) {
@@ -31,9 +32,7 @@ void ReadHeld(const NumberState& state, const EVariant& blank, ETabulonValue& va
     if (state.held != Held::Value) {
         return ReadHeld(Widened(state, blank), blank, value);
     }
-    EVariant number(blank);
-    EVariantAccess::PutWord(number, state.bits);
-    value.Refill(number);
+    ETabulonValueAccess::RefillWord(value, blank, state.bits);
 }
 
 void ReadHeld(const WideState& state, const EVariant& blank, ETabulonValue& value) {

@@ -251,7 +251,25 @@ void CumulCells::Merge(std::span<std::byte* const> rows, const CumulCells& other
 void CumulCells::MergeBehind(std::span<std::byte* const> rows, const CumulCells& other,
                              std::uint32_t row) {
     Merge(rows, other, row, records_);
-    records_ = NumberAfter(records_, other.records_);
+    CountRecords(other.records_);
+}
+
+void CumulCells::CountRecords(std::uint32_t records) noexcept {
+    records_ = NumberAfter(records_, records);
+}
+
+void CumulCells::ResetRow(std::uint32_t row) {
+    E_EXPECTS(areOwn_);
+    for (const Plan& plan : plans_) {
+        if (!plan.isFolded) {
+            continue;
+        }
+        std::byte* const state = RowAt(row) + plan.offset;
+        if (plan.state->end != nullptr) {
+            plan.state->end(state);
+        }
+        plan.state->begin(state);
+    }
 }
 
 bool CumulCells::ReadsValues(unsigned calculation) const noexcept {

@@ -67,7 +67,11 @@ public:
     /// were folded, those of `other` behind `after` further ones. Requires AreOwn().
     void Merge(std::span<std::byte* const> rows, const CumulCells& other, std::uint32_t row,
                std::uint32_t after = 0) const;
-    /// The same for records that come behind all that were folded.
+    /// Counts records that were merged as if they had been folded.
+    void CountRecords(std::uint32_t records) noexcept;
+    /// The row is as one over no records.
+    void ResetRow(std::uint32_t row);
+    /// Merge for records that come behind all that were folded.
     void MergeBehind(std::span<std::byte* const> rows, const CumulCells& other, std::uint32_t row);
     /// Every calculation is one of the library's own, which have no side effects.
     [[nodiscard]] bool AreOwn() const noexcept { return areOwn_; }

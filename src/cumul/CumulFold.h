@@ -45,6 +45,9 @@ struct CumulFold {
     static constexpr bool kCounts = false;
     /// The buffer remembers the key of the record that supplied the result.
     static constexpr bool kKeepsContext = false;
+    /// A step that keeps the result of some records keeps that of these and others too, so that a
+    /// total needn't see a record that its cell keeps nothing of.
+    static constexpr bool kKeepsWider = false;
     /// The step takes the record's key; its accumulator has an extreme.
     static constexpr bool kNeedsKey = false;
     static constexpr FoldMerge kMerge = FoldMerge::Steps;

@@ -6,6 +6,7 @@ namespace etabulon::detail {
 
 struct MinFold : CumulFold {
     static constexpr bool kKeepsContext = true;
+    static constexpr bool kKeepsWider = true;
     template <class Accumulator, class Value>
     static FoldEffect Step(Accumulator& lowest, const Value& value) {
         if (!lowest.IsNew() && !lowest.IsAbove(value)) {
@@ -18,6 +19,7 @@ struct MinFold : CumulFold {
 
 struct MaxFold : CumulFold {
     static constexpr bool kKeepsContext = true;
+    static constexpr bool kKeepsWider = true;
     template <class Accumulator, class Value>
     static FoldEffect Step(Accumulator& highest, const Value& value) {
         if (!highest.IsNew() && !highest.IsBelow(value)) {

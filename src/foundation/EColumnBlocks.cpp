@@ -1,9 +1,11 @@
 #include "foundation/EColumnBlocks.h"
 
+#include "etabulon/foundation/detail/EPrefetch.h"
 #include "foundation/EBlockReader.h"
 #include "foundation/EColumnRecords.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace etabulon {
 
@@ -90,6 +92,9 @@ void EDataColumns::BlockSource::EndBlocks() noexcept {
     block_.columns_.clear();
     block_.readers_.clear();
     block_.positions_.clear();
+    if (std::exchange(areFieldsBlank_, false) && table_.position != kNoPosition) {
+        table_.LoadFields();
+    }
 }
 
 const ERecordBlock* EDataColumns::BlockSource::NextBlock() {
@@ -102,18 +107,38 @@ const ERecordBlock* EDataColumns::BlockSource::NextBlock() {
     for (std::size_t index = 0; index < plans_.size(); ++index) {
         Show(plans_[index], block_.columns_[index], first, size);
     }
+    PrefetchBlock(first + size);
     for (std::size_t record = 0; wantsKeys_ && record < size; ++record) {
         block_.positions_[record] = records_.PositionOf(first + record);
     }
     block_.size_ = size;
     first_ = first;
-    table_.Load(first + size - 1);
+    if (!std::exchange(areFieldsBlank_, true)) {
+        table_.record_.Clear();
+    }
+    table_.StandOn(first + size - 1);
     return &block_;
+}
+
+/// The processor's own prefetches end with each page.
+void EDataColumns::BlockSource::PrefetchBlock(std::size_t first) const noexcept {
+    constexpr std::size_t kCacheLine = 64;
+    if (first >= records_.Count()) {
+        return;
+    }
+    const std::size_t size = std::min(records_.Count() - first, kMost);
+    for (const Plan& plan : plans_) {
+        const std::byte* const from = plan.column->At(first);
+        for (std::size_t at = 0; at < size * plan.column->Width(); at += kCacheLine) {
+            detail::PrefetchToRead(from + at);
+        }
+    }
 }
 
 void EDataColumns::BlockSource::StandOn(EBlockIndex record) {
     const EWalkPlace place = table_.place_;
     table_.Load(first_ + record);
+    areFieldsBlank_ = false;
     table_.place_ = place;
 }
 

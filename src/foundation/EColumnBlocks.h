@@ -46,6 +46,7 @@ private:
     };
 
     void Show(Plan& plan, ERecordBlock::Column& shown, std::size_t first, std::size_t size);
+    void PrefetchBlock(std::size_t first) const noexcept;
     static void ShowMissing(Plan& plan, ERecordBlock::Column& shown, std::size_t first,
                             std::size_t size);
     [[nodiscard]] Numbering& NumberingOf(unsigned column);
@@ -56,7 +57,8 @@ private:
     ERecordBlock block_;
     std::vector<Plan> plans_;
     bool wantsKeys_ = false;
-    std::size_t first_ = 0;                                      // the block's first record
+    bool areFieldsBlank_ = false;  // though the table stands on a record
+    std::size_t first_ = 0;        // the block's first record
     std::map<unsigned, std::unique_ptr<Numbering>> numberings_;  // by column
     mutable std::vector<EColumnReader> keys_;
 };

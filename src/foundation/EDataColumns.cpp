@@ -108,11 +108,19 @@ bool EDataColumns::LoadBuffer() {
 }
 
 void EDataColumns::Load(std::size_t record) {
+    StandOn(record);
+    LoadFields();
+}
+
+void EDataColumns::LoadFields() noexcept {
     auto* const to = static_cast<std::byte*>(record_.Get());
     const auto* const blank = static_cast<const std::byte*>(blank_.Get());
     for (const Cell& cell : cells_) {
-        cell.column->Read(record, to + cell.offset, blank + cell.offset);
+        cell.column->Read(current_, to + cell.offset, blank + cell.offset);
     }
+}
+
+void EDataColumns::StandOn(std::size_t record) {
     current_ = record;
     position = records_->PositionOf(record);
     place_.StandOn(static_cast<std::int64_t>(record));

@@ -16,6 +16,7 @@ struct EUnit {
 };
 
 constexpr std::uint32_t kFirstLetter = 0xC0;
+constexpr std::uint32_t kLastAscii = 0x7F;
 constexpr std::uint32_t kInvalidByte = 0x110000;  // + the byte
 
 // U+00C0 to U+017F, one row for sixteen characters: the base letter, "." where the character
@@ -224,10 +225,14 @@ int DefaultLocaleCompare(std::string_view left, std::string_view right) {
 
 std::size_t DefaultLocaleKey(std::string_view text, char* key, std::size_t capacity) {
     EKeyWriter writer(key, capacity);
-    EUnitReader letters(text);
+    std::size_t units = 0;
+    // Most texts begin, and end, with characters whose only unit takes one byte of the key.
+    for (; units < text.size() && static_cast<unsigned char>(text[units]) < kLastAscii; ++units) {
+        writer.Put(UnitOf(static_cast<unsigned char>(text[units])).base + 1);
+    }
+    EUnitReader letters(text.substr(units));
     std::uint32_t base = 0;
     unsigned mark = 0;
-    std::size_t units = 0;
     std::size_t marked = 0;  // units up to the last one with a mark
     while (letters.Next(base, mark)) {
         writer.PutBase(base);

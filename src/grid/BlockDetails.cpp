@@ -4,6 +4,7 @@
 #include "etabulon/cumul/ETabulonCumulFuncOnVar.h"
 #include "etabulon/cursors/ETabulonCursor.h"
 #include "etabulon/foundation/EBlockSource.h"
+#include "etabulon/foundation/detail/EPrefetch.h"
 #include "etabulon/values/ETabulonVariableDesc.h"
 
 #include <algorithm>
@@ -34,6 +35,7 @@ void BlockDetails::Want(const ETabulonCursor& cursor, const TagIndex& index, boo
                         EBlockRequest& request) {
     wantsNumbers_ = numbers;
     detailOf_.clear();
+    lastMet_.clear();
     columns_.clear();
     tag_.RemoveAll();
     numbers_.assign(index.ColumnCount(), 0);
@@ -66,9 +68,67 @@ void BlockDetails::Read(const ERecordBlock& block, std::span<const EBlockIndex> 
     if (columns_.size() == 2) {
         return ReadPairs(block, records, index);
     }
+    if (!columns_.empty()) {
+        return ReadMany(block, records, index);
+    }
     for (std::size_t place = 0; place < count_; ++place) {
         details_[place] = FindOrAdd(block, records[place], place, index);
     }
+}
+
+// A value of the column with most values mostly comes with the same other ones, as a customer has
+// one city and one country: then the detail met last with it is found by one comparison.
+void BlockDetails::ReadMany(const ERecordBlock& block, std::span<const EBlockIndex> records,
+                            TagIndex& index) {
+    PrepareMany(block);
+    const std::size_t width = blockNumbers_.size();
+    const std::uint32_t* const widest = blockNumbers_[widest_];
+    const auto lastOf = [&](EBlockIndex record) {
+        return lastMet_.data() + std::size_t{widest == nullptr ? 0 : widest[record]} * (1 + width);
+    };
+    for (const EBlockIndex record : records) {
+        PrefetchToWrite(lastOf(record));
+    }
+    for (std::size_t place = 0; place < count_; ++place) {
+        const EBlockIndex record = records[place];
+        std::uint32_t* const last = lastOf(record);
+        std::uint32_t differing = last[0] == kUnknown ? 1 : 0;
+        for (std::size_t at = 0; at < width; ++at) {
+            const std::uint32_t* const numbers = blockNumbers_[at];
+            const std::uint32_t number = numbers == nullptr ? 0 : numbers[record];
+            differing |= last[1 + at] ^ number;
+            last[1 + at] = number;
+        }
+        if (differing != 0) {
+            last[0] = FindOrAdd(block, record, place, index);
+        } else if (wantsNumbers_) {
+            for (Column& column : columns_) {
+                column.numbers[place] = column.known[BlockNumber(column, block, record)].number;
+            }
+        }
+        details_[place] = last[0];
+    }
+}
+
+// Makes room in lastMet_: for each value of the column with most values the detail met last, and
+// the block's numbers of its record.
+void BlockDetails::PrepareMany(const ERecordBlock& block) {
+    std::size_t widest = 0;
+    std::uint32_t most = 1;
+    blockNumbers_.clear();
+    for (std::size_t at = 0; at < columns_.size(); ++at) {
+        const unsigned data = columns_[at].data;
+        blockNumbers_.push_back(data == kNoColumn ? nullptr : block.At(data).numbers);
+        if (data != kNoColumn && block.At(data).dictionary->Size() > most) {
+            most = block.At(data).dictionary->Size();
+            widest = at;
+        }
+    }
+    if (widest_ != widest) {
+        widest_ = widest;
+        lastMet_.clear();
+    }
+    lastMet_.resize(most * (1 + columns_.size()), kUnknown);
 }
 
 void BlockDetails::ReadNumbers(const ERecordBlock& block, std::span<const EBlockIndex> records) {
@@ -81,6 +141,9 @@ void BlockDetails::ReadNumbers(const ERecordBlock& block, std::span<const EBlock
         }
         const ERecordBlock::Column& from = block.At(column.data);
         column.known.resize(from.dictionary->Size(), kNotKnown);
+        if (columns_.size() > 2 && !wantsNumbers_) {
+            continue;  // ReadMany looks numbers up for new details only
+        }
         const Known* const known = column.known.data();
         std::uint32_t largest = 0;
         for (std::size_t place = 0; place < records.size(); ++place) {
@@ -103,13 +166,27 @@ void BlockDetails::ReadSingles(const ERecordBlock& block, std::span<const EBlock
     for (std::size_t place = 0; place < count_; ++place) {
         std::uint32_t& detail = detailOf_[numbers == nullptr ? 0 : numbers[records[place]]];
         if (detail == kUnknown) {
-            detail = FindOrAdd(block, records[place], place, index);
+            detail = FindOrAddSingle(block, records[place], index);
         }
         details_[place] = detail;
     }
     if (wantsNumbers_) {
         ReadNumbers(block, records);
     }
+}
+
+std::uint32_t BlockDetails::FindOrAddSingle(const ERecordBlock& block, EBlockIndex record,
+                                            TagIndex& index) {
+    Column& column = columns_[0];
+    if (column.data == kNoColumn) {
+        return FindOrAddTag(block, record, 0, index);
+    }
+    const Chaine label =
+        column.label == kNoColumn ? Chaine() : block.Value(column.label, record).AsChaine();
+    const std::uint32_t detail = index.FindOrAddValue(
+        ETabulonValue(block.Value(column.data, record), label, /*modified=*/false));
+    column.known[BlockNumber(column, block, record)].number = index.LastNumbers()[0];
+    return detail;
 }
 
 // The most frequent case: known pairs go without a call, and their lookups overlap.
@@ -151,8 +228,8 @@ std::uint32_t BlockDetails::FindOrAdd(const ERecordBlock& block, EBlockIndex rec
     bool areSpelled = true;
     for (std::size_t at = 0; at < columns_.size(); ++at) {
         Column& column = columns_[at];
-        const Known& known = column.known[BlockNumber(column, block, record)];
-        if (known.number == kUnknown) {
+        Known& known = column.known[BlockNumber(column, block, record)];
+        if (known.number == kUnknown && !FindNumber(block, record, at, index)) {
             return FindOrAddTag(block, record, place, index);
         }
         column.numbers[place] = numbers_[at] = known.number;  // an earlier record may have met it
@@ -164,6 +241,26 @@ std::uint32_t BlockDetails::FindOrAdd(const ERecordBlock& block, EBlockIndex rec
     }
     const std::uint32_t found = index.Find(numbers_);
     return found != TagIndex::kNone ? found : FindOrAddTag(block, record, place, index);
+}
+
+// For a value whose own text is its label. A new one has its first spelling; that of another is
+// left to the tag, which keeps it only with a new detail.
+bool BlockDetails::FindNumber(const ERecordBlock& block, EBlockIndex record, std::size_t at,
+                              TagIndex& index) {
+    Column& column = columns_[at];
+    if (column.data == kNoColumn || column.label != kNoColumn) {
+        return false;
+    }
+    value_.Refill(block.Value(column.data, record));
+    const std::uint32_t size = index.Values(at).Size();
+    Known& known = column.known[BlockNumber(column, block, record)];
+    known.number = index.NumberOf(at, value_);
+    if (known.number == size) {
+        known.spelling = index.Values(at).FirstSpelling(known.number);
+    } else {
+        column.isPlain = false;
+    }
+    return true;
 }
 
 // The record's values as its tag has them: a new detail keeps the spelling of its first record.

@@ -84,22 +84,34 @@ private:
     void ReadNumbers(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void ReadSingles(const ERecordBlock& block, std::span<const EBlockIndex> records,
                      TagIndex& index);
+    [[nodiscard]] std::uint32_t FindOrAddSingle(const ERecordBlock& block, EBlockIndex record,
+                                                TagIndex& index);
+    void ReadMany(const ERecordBlock& block, std::span<const EBlockIndex> records, TagIndex& index);
+    void PrepareMany(const ERecordBlock& block);
     void ReadPairs(const ERecordBlock& block, std::span<const EBlockIndex> records,
                    TagIndex& index);
     [[nodiscard]] std::uint32_t AddPair(const ERecordBlock& block, EBlockIndex record,
                                         std::size_t place, TagIndex& index);
     [[nodiscard]] std::uint32_t FindOrAdd(const ERecordBlock& block, EBlockIndex record,
                                           std::size_t place, TagIndex& index);
+    /// False where that takes the record's tag.
+    [[nodiscard]] bool FindNumber(const ERecordBlock& block, EBlockIndex record, std::size_t at,
+                                  TagIndex& index);
     [[nodiscard]] std::uint32_t FindOrAddTag(const ERecordBlock& block, EBlockIndex record,
                                              std::size_t place, TagIndex& index);
 
     std::vector<Column> columns_;
     bool wantsNumbers_ = false;
     std::vector<std::uint32_t> detailOf_;  // of a single column: by the block's number
+    // Of three columns or more: which one has most values, and the columns' numbers in the block.
+    std::size_t widest_ = 0;
+    std::vector<const std::uint32_t*> blockNumbers_;
+    std::vector<std::uint32_t> lastMet_;  // by the block's number of the widest
     // Scratch, of one record.
     std::vector<std::uint32_t> numbers_;
     std::vector<std::uint32_t> spellings_;
     ETabulonTag tag_;
+    ETabulonValue value_;
     Numbered details_{};
     std::size_t count_ = 0;
 };

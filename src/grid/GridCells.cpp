@@ -150,25 +150,32 @@ bool GridCells::AddByTables(const ERecordBlock& block, std::span<const EBlockInd
     if (!pairRows_.Reserve(first.dictionary->Size(), second.dictionary->Size())) {
         return false;
     }
-    std::byte** const cells = rows_[0].data();
-    const std::uint32_t* const firstNumbers = first.numbers;
-    const std::uint32_t* const secondNumbers = second.numbers;
-    std::byte* const* const pairs = pairRows_.Rows();
-    const unsigned shift = pairRows_.Shift();
-    for (std::size_t at = 0; at < records.size(); ++at) {
-        const std::size_t line = firstNumbers[records[at]];
-        cells[at] = pairs[(line << shift) + secondNumbers[records[at]]];
-        if (cells[at] == nullptr) {
-            AddToTables(block, records[at], at);
+    const auto readRows = [&, shift = pairRows_.Shift(), numbers = first.numbers,
+                           others = second.numbers](const auto& indexAt) {
+        std::byte** const cells = rows_[0].data();
+        std::byte** const lines = rows_[1].data();
+        std::byte** const columns = rows_[2].data();
+        std::byte* const* const pairs = pairRows_.Rows();
+        std::byte* const* const lineTotals = pairRows_.Totals(0).data();
+        std::byte* const* const columnTotals = pairRows_.Totals(1).data();
+        const std::size_t count = records.size();
+        for (std::size_t at = 0; at < count; ++at) {
+            const std::size_t line = numbers[indexAt(at)];
+            const std::size_t column = others[indexAt(at)];
+            std::byte* const cell = pairs[(line << shift) + column];
+            if (cell == nullptr) [[unlikely]] {
+                AddToTables(block, records[at], at);
+                continue;
+            }
+            cells[at] = cell;
+            lines[at] = lineTotals[line];
+            columns[at] = columnTotals[column];
         }
-    }
-    for (std::size_t column = 0; column < 2; ++column) {
-        std::byte** const rows = rows_[1 + column].data();
-        std::byte* const* const totals = pairRows_.Totals(column).data();
-        const std::uint32_t* const numbers = column == 0 ? firstNumbers : secondNumbers;
-        for (std::size_t at = 0; at < records.size(); ++at) {
-            rows[at] = totals[numbers[records[at]]];
-        }
+    };
+    if (AreConsecutive(records)) {
+        readRows([from = std::size_t{records.front()}](std::size_t at) { return from + at; });
+    } else {
+        readRows([indexes = records.data()](std::size_t at) { return indexes[at]; });
     }
     return true;
 }

@@ -50,6 +50,15 @@ std::uint32_t TagIndex::FindOrAdd(const ETabulonTag& tag) {
     return detail;
 }
 
+// A new value's first spelling is that of its only detail.
+std::uint32_t TagIndex::FindOrAddValue(ETabulonValue&& value) {
+    lastDetail_ = kNone;  // in case of an exception below
+    last_[0] = columns_[0].values.FindOrAdd(std::move(value));
+    lastDetail_ = chain_[0].FindOrAdd(0, last_[0]);
+    size_ = chain_[0].Size();
+    return lastDetail_;
+}
+
 std::uint32_t TagIndex::FindOrAddLasting(const ETabulonTag& tag, std::uint64_t generation) {
     if (cacheGeneration_ != generation) {
         cache_.assign(kCacheSlots, CachedTag{});
@@ -100,10 +109,7 @@ std::uint32_t TagIndex::Find(std::span<const std::uint32_t> numbers) const {
     return number;
 }
 
-std::uint32_t TagIndex::NumberAt(std::uint32_t detail, std::size_t column) const {
-    if (columns_.size() == 1) {
-        return chain_[0].SecondOf(detail);
-    }
+std::uint32_t TagIndex::NumberInChain(std::uint32_t detail, std::size_t column) const {
     for (std::size_t at = columns_.size() - 1; at > std::max<std::size_t>(column, 1); --at) {
         detail = chain_[at - 1].FirstOf(detail);
     }
@@ -185,18 +191,13 @@ std::uint32_t TagIndex::SpellingOf(std::uint32_t detail, std::size_t column) con
     if (number == kAbsent) {
         return kAbsent;
     }
-    const auto other = otherSpellings_.find(SpellingKey(detail, column));
-    return other == otherSpellings_.end() ? columns_[column].values.FirstSpelling(number)
-                                          : other->second;
-}
-
-// Only for details that have all levels, below the root of all tags.
-bool TagIndex::HasLevelsOf(const ETabulonTag& tag, std::uint32_t detail) const {
-    bool has = root_.IsRoot() && tag.KnownLevelsCount() == columns_.size();
-    for (std::size_t at = 0; has && at < columns_.size(); ++at) {
-        has = NumberAt(detail, at) != kAbsent && tag.HasValue(columns_[at].level);
+    if (!otherSpellings_.empty()) {
+        const auto other = otherSpellings_.find(SpellingKey(detail, column));
+        if (other != otherSpellings_.end()) {
+            return other->second;
+        }
     }
-    return has;
+    return columns_[column].values.FirstSpelling(number);
 }
 
 ETabulonTag TagIndex::Tag(std::uint32_t detail) const {
@@ -206,14 +207,32 @@ ETabulonTag TagIndex::Tag(std::uint32_t detail) const {
 }
 
 void TagIndex::ReadTag(std::uint32_t detail, ETabulonTag& tag) const {
-    if (!HasLevelsOf(tag, detail)) {
-        tag = root_;
+    if (RefillTag(detail, tag)) {
+        return;
     }
+    tag = root_;
     for (std::size_t at = 0; at < columns_.size(); ++at) {
         if (const std::uint32_t spelling = SpellingOf(detail, at); spelling != kAbsent) {
             tag.Slot(columns_[at].level) = columns_[at].values.Spelling(spelling);
         }
     }
+}
+
+// In place, where the tag has just the detail's levels: only for details that have all levels,
+// below the root of all tags. byLevel_ has them in the order of a tag's entries.
+bool TagIndex::RefillTag(std::uint32_t detail, ETabulonTag& tag) const {
+    if (!root_.IsRoot() || tag.KnownLevelsCount() != byLevel_.size()) {
+        return false;
+    }
+    for (unsigned int index = 0; index < byLevel_.size(); ++index) {
+        const auto& [level, column] = byLevel_[index];
+        const std::uint32_t spelling = SpellingOf(detail, column);
+        if (spelling == kAbsent || tag.LevelAt(index) != level) {
+            return false;
+        }
+        tag.SlotAt(index) = columns_[column].values.Spelling(spelling);
+    }
+    return true;
 }
 
 template <class Visit>

@@ -37,6 +37,8 @@ public:
     /// The same for a tag that its address identifies within that generation: see
     /// ETabulonCursor::TagGeneration.
     [[nodiscard]] std::uint32_t FindOrAddLasting(const ETabulonTag& tag, std::uint64_t generation);
+    /// With one column, the same for a record with this value there: most likely a new one.
+    [[nodiscard]] std::uint32_t FindOrAddValue(ETabulonValue&& value);
     [[nodiscard]] std::uint32_t Size() const noexcept { return size_; }
     /// The detail as a tag, spelled as in its first record.
     [[nodiscard]] ETabulonTag Tag(std::uint32_t detail) const;
@@ -59,6 +61,10 @@ public:
     }
     [[nodiscard]] const ValueNumbers& Values(std::size_t column) const noexcept {
         return columns_[column].values;
+    }
+    /// The number of a record's value in a column, which is new if the value is unknown.
+    [[nodiscard]] std::uint32_t NumberOf(std::size_t column, const ETabulonValue& value) {
+        return columns_[column].values.NumberOf(value);
     }
     /// The value numbers by column; kAbsent if the record has no value there.
     [[nodiscard]] std::span<const std::uint32_t> LastNumbers() const noexcept { return last_; }
@@ -92,7 +98,13 @@ public:
                                       std::uint32_t* details);
     /// The spelling that the detail has in a column; kAbsent without a value there.
     [[nodiscard]] std::uint32_t SpellingOf(std::uint32_t detail, std::size_t column) const;
-    [[nodiscard]] std::uint32_t NumberAt(std::uint32_t detail, std::size_t column) const;
+    [[nodiscard]] std::uint32_t NumberAt(std::uint32_t detail, std::size_t column) const {
+        if (columns_.size() > 2) {
+            return NumberInChain(detail, column);
+        }
+        return column + 1 == columns_.size() ? chain_[0].SecondOf(detail)
+                                             : chain_[0].FirstOf(detail);
+    }
     /// NumberAt of every column. Requires room for as many.
     void NumbersOf(std::uint32_t detail, std::span<std::uint32_t> numbers) const {
         if (columns_.size() != 2) {
@@ -114,7 +126,8 @@ private:
         return value != nullptr ? value : column.inRoot;
     }
     [[nodiscard]] std::uint32_t Chain();
-    [[nodiscard]] bool HasLevelsOf(const ETabulonTag& tag, std::uint32_t detail) const;
+    [[nodiscard]] bool RefillTag(std::uint32_t detail, ETabulonTag& tag) const;
+    [[nodiscard]] std::uint32_t NumberInChain(std::uint32_t detail, std::size_t column) const;
     void NumbersInChain(std::uint32_t detail, std::span<std::uint32_t> numbers) const;
     template <class Visit>
     void ForEachFirstSpelling(std::uint32_t detail, const Visit& visit) const noexcept;

@@ -3,6 +3,7 @@
 #include "etabulon/foundation/EDataType.h"
 
 #include <cstring>
+#include <utility>
 
 namespace etabulon::detail {
 
@@ -57,7 +58,7 @@ bool ValueNumbers::CanBeCached(const EVariant& data, std::uint32_t number) const
 }
 
 std::uint32_t ValueNumbers::NumberOfUncached(const ETabulonValue& value, Fingerprint fingerprint) {
-    fingerprint.number = FindOrAdd(value);
+    fingerprint.number = FindOrAdd(ETabulonValue(value));
     if (CanBeCached(value.Data(), fingerprint.number)) {
         GrowCache();
         const std::size_t slot = SlotOf(fingerprint);
@@ -78,7 +79,7 @@ std::uint32_t ValueNumbers::Find(const ETabulonValue& value) const {
     return Find(value, value.Hash());
 }
 
-std::uint32_t ValueNumbers::FindOrAdd(const ETabulonValue& value) {
+std::uint32_t ValueNumbers::FindOrAdd(ETabulonValue&& value) {
     const std::uint32_t hash = value.Hash();
     const std::uint32_t found = Find(value, hash);
     if (found != kAbsent) {
@@ -87,13 +88,13 @@ std::uint32_t ValueNumbers::FindOrAdd(const ETabulonValue& value) {
     const std::uint32_t number = Size();
     index_.Reserve(number + 1);
     MakeRoom(firstSpelling_);
-    firstSpelling_.push_back(AddSpelling(number, value));
+    firstSpelling_.push_back(AddSpelling(number, std::move(value)));
     index_.Add(hash, static_cast<std::int32_t>(number));
     return number;
 }
 
-std::uint32_t ValueNumbers::AddSpelling(std::uint32_t number, const ETabulonValue& value) {
-    spellings_.push_back({value, number, kAbsent});
+std::uint32_t ValueNumbers::AddSpelling(std::uint32_t number, ETabulonValue value) {
+    spellings_.push_back({std::move(value), number, kAbsent});
     return SpellingCount() - 1;
 }
 

@@ -27,7 +27,7 @@ public:
         Fingerprint fingerprint;
         if (value.Status() != ETabulonValue::ValNormal ||
             !MakeFingerprint(value.Data(), fingerprint)) {
-            return FindOrAdd(value);
+            return FindOrAdd(ETabulonValue(value));
         }
         const std::size_t slot = SlotOf(fingerprint);
         if (cache_[slot].IsAs(fingerprint)) {
@@ -36,6 +36,8 @@ public:
         return cache_[slot ^ 1].IsAs(fingerprint) ? cache_[slot ^ 1].number
                                                   : NumberOfUncached(value, fingerprint);
     }
+    /// The same for a value that is most likely unknown, and moves in then.
+    [[nodiscard]] std::uint32_t FindOrAdd(ETabulonValue&& value);
     /// kAbsent if the value is unknown.
     [[nodiscard]] std::uint32_t Find(const ETabulonValue& value) const;
     [[nodiscard]] std::uint32_t Size() const noexcept {
@@ -98,8 +100,7 @@ private:
     void GrowCache();
     [[nodiscard]] bool CanBeCached(const EVariant& data, std::uint32_t number) const noexcept;
     [[nodiscard]] std::uint32_t Find(const ETabulonValue& value, std::uint32_t hash) const;
-    [[nodiscard]] std::uint32_t FindOrAdd(const ETabulonValue& value);
-    [[nodiscard]] std::uint32_t AddSpelling(std::uint32_t number, const ETabulonValue& value);
+    [[nodiscard]] std::uint32_t AddSpelling(std::uint32_t number, ETabulonValue value);
 
     std::vector<Spelled> spellings_;
     std::vector<std::uint32_t> firstSpelling_;  // by number

@@ -125,7 +125,9 @@ void TreeBlockFiling::File(const ERecordBlock& block, std::span<const EBlockInde
         leafGeneration_ = filing_.LeafKeys().Generation();
     }
     areKeysPositions_ = setsKeys_ && block.AreKeysPositions();
-    const bool isEachNew = !makesNodes_ && lookups_ >= kTrial && known_ <= lookups_ / 8;
+    // To remember the leaf of a number costs little where the block has the numbers.
+    const bool isEachNew = !makesNodes_ && !levels_.back().AreNumbers() && lookups_ >= kTrial &&
+                           known_ <= lookups_ / 8;
     filed_.assign(makesNodes_ ? records.size() : 0, &filing_.Start());
     lookups_ += records.size();
     for (std::size_t at = 0; at + (isEachNew ? 1 : 0) < levels_.size(); ++at) {

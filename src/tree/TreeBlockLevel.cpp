@@ -59,14 +59,19 @@ std::uint32_t TreeBlockLevel::NumberOf(std::uint64_t word, std::uint32_t hash) {
 
 void TreeBlockLevel::FindAll(std::span<const EBlockIndex> records,
                              std::span<std::uint32_t> found) const {
+    const Child* const children = children_.data();
+    const std::uint32_t* const numbers = numbers_;
     if (children_.size() > kLarge) {
         for (const EBlockIndex record : records) {
-            PrefetchToRead(&children_[numbers_[record]]);
+            PrefetchToRead(&children[numbers[record]]);
         }
     }
     for (std::size_t place = 0; place < records.size(); ++place) {
-        if (found[place] != kNone) {
-            found[place] = Find(found[place], records[place]);
+        const std::uint32_t parent = found[place];
+        const Child child = children[numbers[records[place]]];
+        found[place] = child.child;
+        if (child.parent != parent) [[unlikely]] {
+            found[place] = parent != kNone ? FindOther(parent, numbers[records[place]]) : kNone;
         }
     }
 }

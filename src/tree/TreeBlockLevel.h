@@ -31,6 +31,8 @@ public:
     [[nodiscard]] std::uint32_t Number(EBlockIndex record) const noexcept {
         return numbers_[record];
     }
+    /// The block numbers the values.
+    [[nodiscard]] bool AreNumbers() const noexcept { return areNumbers_; }
     /// Turns each record's parent into the child, or kNone.
     void FindAll(std::span<const EBlockIndex> records, std::span<std::uint32_t> found) const;
     [[nodiscard]] std::uint32_t Find(std::uint32_t parent, EBlockIndex record) const {

@@ -4,6 +4,7 @@
 #include "tree/NodeAccess.h"
 #include "tree/TreeSiblings.h"
 
+#include <algorithm>
 #include <memory>
 
 namespace etabulon::detail {
@@ -65,11 +66,9 @@ void TreeChildren::PrefetchList() const noexcept {
 
 void TreeChildren::PrefetchNear(std::size_t index) const noexcept {
     constexpr std::size_t kAhead = 16;  // so many nodes are on their way at a time
-    const std::size_t size = MadeSize();
-    for (std::size_t near = index == 0 ? 0 : index + kAhead; near <= index + kAhead; ++near) {
-        if (near < size) {
-            PrefetchToWrite(At(near));
-        }
+    const std::size_t end = std::min(MadeSize(), index + kAhead + 1);
+    for (std::size_t near = index == 0 ? 0 : index + kAhead; near < end; ++near) {
+        PrefetchToWrite(At(near));
     }
 }
 

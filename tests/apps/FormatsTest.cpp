@@ -266,7 +266,9 @@ TEST(ResultOptions, FailWithWhatIsWrong) {
     ExpectFailures(
         {{"grid @ strikes --axes damage", 2, {"--calc FUNCTION:column,... is missing"}},
          {"grid @ strikes --calc SUM", 2, {"'SUM' in --calc isn't written as FUNCTION:column"}},
-         {"grid @ strikes --calc SUM:damage", 2, {"there are 'COMMONVAL', 'COUNT' and 'LAST'"}},
+         {"grid @ strikes --calc SUM:damage",
+          2,
+          {"there are 'COMMONVAL', 'COUNT', 'LAST', 'COUNTVAL'"}},
          {"grid @ strikes --calc SOM:id", 2, {"did you mean 'SUM'?"}},
          {"grid @ strikes --calc SUM:costs", 1, {"table 'strikes' has no column 'costs'"}},
          {"grid @ strikes --calc SUM:id,sum:ID", 2, {"SUM(id) is given twice"}},

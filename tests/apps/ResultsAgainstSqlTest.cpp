@@ -64,8 +64,8 @@ constexpr const char* kStrikesFrom =
     "JOIN species AS w ON w.id = s.species_id";
 constexpr const char* kGapsFrom = "gaps AS s LEFT JOIN kinds AS k ON k.id = s.kind_id";
 
-/// A function, and what it is in SQL for `x`. No function passes a missing value over: COUNT counts
-/// it, AVG divides by it though it adds nothing, and it is less than all others.
+/// A function, and what it is in SQL for `x`. The first five pass no missing value over: COUNT
+/// counts it, AVG divides by it though it adds nothing, and it is less than all others.
 struct Function {
     const char* code;
     const char* sql;
@@ -74,7 +74,12 @@ constexpr Function kFunctions[] = {{"COUNT", "COUNT(*)"},
                                    {"SUM", "SUM(x)"},
                                    {"AVG", "SUM(CAST(x AS REAL)) / COUNT(*)"},
                                    {"MIN", "CASE WHEN COUNT(*) = COUNT(x) THEN MIN(x) END"},
-                                   {"MAX", "MAX(x)"}};
+                                   {"MAX", "MAX(x)"},
+                                   {"COUNTVAL", "COUNT(x)"},
+                                   {"DISTINCT", "COUNT(DISTINCT x)"},
+                                   {"MEAN", "AVG(x)"},
+                                   {"LOWEST", "MIN(x)"},
+                                   {"HIGHEST", "MAX(x)"}};
 
 class ResultsAgainstSql : public testing::TestWithParam<Case> {
 protected:
@@ -168,6 +173,48 @@ TEST_P(ResultsAgainstSql, AgreeInEveryLineAndTheTotalOfAScore) {
     }
     EXPECT_EQ(labels, wanted);
     EXPECT_EQ(rows.back().front(), "total");
+}
+
+// Of the nodes of each depth, which a table of lines shows for the deepest ones.
+TEST_P(ResultsAgainstSql, AgreeInEveryNodeOfATree) {
+    const Case& tested = GetParam();
+    std::string calculations;
+    std::string results;
+    for (const Function& function : kFunctions) {
+        calculations +=
+            (calculations.empty() ? "" : ",") + std::string(function.code) + ":" + tested.variable;
+        results += std::string(", ") + function.sql;
+    }
+    const std::string levels = std::string(tested.lines) + (tested.columns == nullptr ? "" : ",") +
+                               (tested.columns == nullptr ? "" : tested.columns);
+    for (const int depth : {1, 2}) {
+        const bool isOne = depth == 1 || tested.columns == nullptr;
+        const std::string nodes =
+            "IFNULL(l, '\\N')" + std::string(isOne ? "" : ", IFNULL(c, '\\N')");
+        std::map<Row, Row> expected;
+        for (const Row& row : Database(path_).Rows(
+                 "SELECT " + nodes + ", COUNT(*)" + results + " FROM (SELECT " + tested.lineSql +
+                 " AS l, " + (tested.columns == nullptr ? "''" : tested.columnSql) + " AS c, s." +
+                 tested.variable + " AS x FROM " + (tested.isOfStrikes ? kStrikesFrom : kGapsFrom) +
+                 ") GROUP BY " + (isOne ? "1" : "1, 2"))) {
+            const auto label = row.begin() + (isOne ? 1 : 2);
+            expected.emplace(Row(row.begin(), label), Row(label, row.end()));
+        }
+        std::vector<Row> rows = RowsOf("tree @ " + Table() + " --levels " + levels + " --calc " +
+                                           calculations + " --depth " + std::to_string(depth),
+                                       path_);
+        ASSERT_EQ(rows.size(), expected.size() + 1);
+        for (std::size_t line = 1; line < rows.size(); ++line) {
+            const auto label = rows[line].begin() + (isOne ? 1 : 2);
+            const Row& wanted = expected[Row(rows[line].begin(), label)];
+            ASSERT_EQ(wanted.size(), static_cast<std::size_t>(rows[line].end() - label));
+            for (std::size_t place = 0; place < wanted.size(); ++place) {
+                ExpectSameNumber(
+                    *(label + static_cast<std::ptrdiff_t>(place)), wanted[place],
+                    rows[0][rows[0].size() - wanted.size() + place] + " of " + rows[line][0]);
+            }
+        }
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -8,6 +8,11 @@ void CliResultCommand::DeclareCalculations(CLI::App& app, const std::string& des
     AddList(app, "--calc", calculations_, description);
 }
 
+CliResult<CliCalculations> CliResultCommand::ReadCalculations(const CliTable& table) const {
+    return calculations_.empty() ? CliCalculations()
+                                 : MakeCalculations(table, JoinLists(calculations_));
+}
+
 CliResult<CliResultRequest> CliResultCommand::ReadRequest(const CliTable& table,
                                                           std::string_view named,
                                                           std::string_view option) const {

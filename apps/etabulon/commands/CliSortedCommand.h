@@ -34,11 +34,13 @@ struct CliResultRequest {
     CliCalculations calculations;
 };
 
-/// A command that calculates: grid and score.
+/// A command that calculates: grid, score and tree.
 class CliResultCommand : public CliSortedCommand {
 protected:
     /// Declares --calc with the command's own description.
     void DeclareCalculations(CLI::App& app, const std::string& description);
+    /// What --calc lists; none without it.
+    [[nodiscard]] CliResult<CliCalculations> ReadCalculations(const CliTable& table) const;
     /// Reads the options for a table. `named` is the list of levels that `option` was given.
     [[nodiscard]] CliResult<CliResultRequest> ReadRequest(const CliTable& table,
                                                           std::string_view named,

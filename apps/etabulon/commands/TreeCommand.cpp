@@ -6,6 +6,7 @@
 #include "apps/etabulon/walk/CliInterrupt.h"
 #include "etabulon/sql/ESqlSchema.h"
 #include "etabulon/tree/EDataTree.h"
+#include "etabulon/tree/ETreeTotals.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -40,6 +41,9 @@ void TakeLabels(ETabulonTag& place, const ETabulonTag& met) {
 }  // namespace
 
 void TreeCommand::DeclareView(CLI::App& app) {
+    DeclareCalculations(app,
+                        "Columns beside the nodes: FUNCTION:column, separated by commas "
+                        "(SUM:cost,COUNT:id); functions are those of grid");
     DeclareSort(app);
     app.add_option("--depth", depth_, "Show this many levels below the root")
         ->check(CLI::NonNegativeNumber)
@@ -48,15 +52,19 @@ void TreeCommand::DeclareView(CLI::App& app) {
     DeclareOutput(app);
     app.footer(
         "Levels are written as for walk. The count of a node is its number of records. With "
-        "--at the tree is that of the place, which all its nodes have in common.\n"
+        "--at the tree is that of the place, which all its nodes have in common. A result of "
+        "--calc is calculated from the records of the node: a mean above isn't one of means.\n"
         "json nests the nodes, ndjson has a line for each node with its path, csv and tsv "
         "have a line for each of the deepest nodes shown (with --leaves: for each record).");
 }
 
-CliResult<CliTreeView> TreeCommand::MakeView(const ESqlTableInfo& table,
-                                             const CliTreeOrder& order) const {
+CliResult<CliTreeView> TreeCommand::MakeView(const ESqlTableInfo& table, const CliTreeOrder& order,
+                                             const CliCalculations& calculations) const {
     CliTreeView view;
     view.rootName = table.name.View();
+    for (const CliCalculation& calculation : calculations.all) {
+        view.results.push_back({calculation.shown, calculation.isNumber});
+    }
     std::size_t depth = 0;
     for (unsigned id = 0; id < order.levels.all.size(); ++id) {
         if (order.marked.hidden.contains(id)) {
@@ -105,19 +113,31 @@ CliResult<> TreeCommand::Show(CliEnvironment& environment, const CliWalkContext&
     if (!order) {
         return order.Failure();
     }
-    CliResult<CliTreeView> view = MakeView(context.table.Info(), *order);
-    return view ? Print(environment, context, *order, *view) : view.Failure();
+    const CliResult<CliCalculations> calculations = ReadCalculations(context.table);
+    if (!calculations) {
+        return calculations.Failure();
+    }
+    CliResult<CliTreeView> view = MakeView(context.table.Info(), *order, *calculations);
+    return view ? Print(environment, context, *order, *calculations, *view) : view.Failure();
 }
 
 CliResult<> TreeCommand::Print(const CliEnvironment& environment, const CliWalkContext& context,
-                               const CliTreeOrder& order, CliTreeView& view) const {
+                               const CliTreeOrder& order, const CliCalculations& calculations,
+                               CliTreeView& view) const {
     CliCursor cursor(context.interrupt);
-    if (CliResult<> opened = OpenCursor(context, order.levels.levels, {}, cursor); !opened) {
+    if (CliResult<> opened =
+            OpenCursor(context, order.levels.levels, calculations.Variables(), cursor);
+        !opened) {
         return opened;
     }
     EDataTree tree(&cursor.Seen(), context.table.Info().name, nullptr);
     tree.SetSortLevels(order.Keys());
     tree.SetCompareSource(Sort().CompareSource());
+    const ERef<ETreeTotals> totals = ETreeTotals::Make(tree.SortDesc(), nullptr);
+    if (!calculations.all.empty()) {
+        static_cast<void>(totals->SetCalculations(calculations.collection));
+        cursor.Seen().AddNotifier(totals.Get());
+    }
     CliTreeRecords records(*tree.Root(), view.keyParts.size());
     if (CliResult<> walked = Walk(context, cursor, order.place, records); !walked) {
         return walked;
@@ -130,7 +150,8 @@ CliResult<> TreeCommand::Print(const CliEnvironment& environment, const CliWalkC
     {
         // SIGINT ends the printing after a whole line, as it ends a walk.
         const CliInterrupt::Cancelling cancelling(environment.interrupt, cursor.Seen());
-        MakeTreePrinter(Output().Printing(environment), view, records, environment.interrupt)
+        MakeTreePrinter(Output().Printing(environment), view, {records, totals.Get()},
+                        environment.interrupt)
             ->Print(tree);
     }
     return environment.interrupt.IsRaised() ? CliFailure{CliExit::Cancelled, {}} : CliResult<>();

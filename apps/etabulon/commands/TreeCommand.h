@@ -12,8 +12,8 @@ namespace etabulon {
 struct CliTreeView;
 
 /// `etabulon tree`: the records of a table as a tree of levels, each node with its number of
-/// records.
-class TreeCommand final : public CliSortedCommand {
+/// records and the results of calculations over them.
+class TreeCommand final : public CliResultCommand {
 public:
     [[nodiscard]] const char* Name() const override { return "tree"; }
     [[nodiscard]] const char* Description() const override {
@@ -28,10 +28,11 @@ protected:
 
 private:
     [[nodiscard]] CliResult<CliTreeView> MakeView(const ESqlTableInfo& table,
-                                                  const CliTreeOrder& order) const;
+                                                  const CliTreeOrder& order,
+                                                  const CliCalculations& calculations) const;
     [[nodiscard]] CliResult<> Print(const CliEnvironment& environment,
                                     const CliWalkContext& context, const CliTreeOrder& order,
-                                    CliTreeView& view) const;
+                                    const CliCalculations& calculations, CliTreeView& view) const;
 
     std::optional<std::uint32_t> depth_;
     bool showsLeaves_ = false;

@@ -12,8 +12,8 @@ constexpr std::uint32_t kIndent = 2;
 class TableTreePrinter final : public CliTreePrinter {
 public:
     TableTreePrinter(const CliPrinting& printing, const CliTreeView& view,
-                     const CliTreeRecords& records, const CliInterrupt& interrupt)
-        : CliTreePrinter(printing, view, records, interrupt), writer_(MakeResultWriter(printing)) {
+                     const CliTreeContents& contents, const CliInterrupt& interrupt)
+        : CliTreePrinter(printing, view, contents, interrupt), writer_(MakeResultWriter(printing)) {
         std::string title;
         std::size_t depth = 0;
         for (const CliTreeLevel& level : view.levels) {
@@ -22,8 +22,9 @@ public:
                 title += level.column.name;
             }
         }
-        const std::vector<CliColumn> columns = {{title.empty() ? view.rootName : title, false},
-                                                {kCount, true}};
+        std::vector<CliColumn> columns = {{title.empty() ? view.rootName : title, false},
+                                          {kCount, true}};
+        columns.insert(columns.end(), view.results.begin(), view.results.end());
         writer_->Begin(columns);
     }
 
@@ -35,12 +36,18 @@ protected:
         } else {
             Put(Value(), count);
         }
+        ForResults([this](std::size_t /*index*/, const CliCell& cell) { writer_->Cell(cell); });
+        writer_->EndRecord();
     }
     void OnRecord(const std::vector<CliCell>& key) override {
         const std::string shown = ShownKey(key);
         CliCell cell = CliCellMaker::Of(std::string_view(shown));
         cell.indent = kIndent;
         Put(cell, 1);
+        for (std::size_t index = 0; index < View().results.size(); ++index) {
+            writer_->Cell({CliCellKind::Absent, {}});
+        }
+        writer_->EndRecord();
     }
     void OnEnd(bool isWhole) override { writer_->Finish(isWhole); }
 
@@ -49,7 +56,6 @@ private:
         cell.indent += kIndent * static_cast<std::uint32_t>(Depth());
         writer_->Cell(cell);
         writer_->Cell(Maker().Of(static_cast<std::int64_t>(count)));
-        writer_->EndRecord();
     }
 
     std::unique_ptr<CliWriter> writer_;
@@ -60,8 +66,8 @@ private:
 class RowsTreePrinter final : public CliTreePrinter {
 public:
     RowsTreePrinter(const CliPrinting& printing, const CliTreeView& view,
-                    const CliTreeRecords& records, const CliInterrupt& interrupt)
-        : CliTreePrinter(printing, view, records, interrupt), writer_(MakeWriter(printing)) {
+                    const CliTreeContents& contents, const CliInterrupt& interrupt)
+        : CliTreePrinter(printing, view, contents, interrupt), writer_(MakeWriter(printing)) {
         std::vector<CliColumn> columns;
         std::size_t depth = 0;
         for (const CliTreeLevel& level : view.levels) {
@@ -70,6 +76,7 @@ public:
             }
         }
         columns.push_back({kCount, true});
+        columns.insert(columns.end(), view.results.begin(), view.results.end());
         columns.insert(columns.end(), view.keyParts.begin(), view.keyParts.end());
         GiveNames(columns);
         writer_->Begin(columns);
@@ -79,11 +86,15 @@ protected:
     void OnNode(std::uint64_t count) override {
         if (IsDeepest() && !ShowsRecords()) {
             PutPath(count);
+            ForResults([this](std::size_t /*index*/, const CliCell& cell) { writer_->Cell(cell); });
             writer_->EndRecord();
         }
     }
     void OnRecord(const std::vector<CliCell>& key) override {
         PutPath(1);
+        for (std::size_t index = 0; index < View().results.size(); ++index) {
+            writer_->Cell({CliCellKind::Absent, {}});
+        }
         for (const CliCell& cell : key) {
             writer_->Cell(cell);
         }
@@ -104,8 +115,8 @@ private:
 class JsonTreePrinterBase : public CliTreePrinter {
 public:
     JsonTreePrinterBase(const CliPrinting& printing, const CliTreeView& view,
-                        const CliTreeRecords& records, const CliInterrupt& interrupt)
-        : CliTreePrinter(printing, view, records, interrupt) {
+                        const CliTreeContents& contents, const CliInterrupt& interrupt)
+        : CliTreePrinter(printing, view, contents, interrupt) {
         std::vector<CliColumn> columns;
         for (const CliTreeLevel& level : view.levels) {
             columns.push_back(level.column);
@@ -116,6 +127,9 @@ public:
         }
         for (const CliColumn& part : view.keyParts) {
             keyNames_.push_back(JsonName(part.name) + ":");
+        }
+        for (const CliColumn& result : view.results) {
+            resultNames_.push_back(JsonName(result.name) + ":");
         }
     }
 
@@ -136,6 +150,15 @@ protected:
         Output().Append("\"count\":");
         Output().Append(Maker().Of(static_cast<std::int64_t>(count)).text);
     }
+    /// Writes the node's results as one object, if there are calculations.
+    void PutResults() {
+        ForResults([this](std::size_t index, const CliCell& cell) {
+            Output().Append(index == 0 ? ",\"values\":{" : ",");
+            Output().Append(resultNames_[index]);
+            AppendJson(Output(), cell);
+        });
+        Output().Append(resultNames_.empty() ? "" : "}");
+    }
     void PutKey(const std::vector<CliCell>& key) {
         for (std::size_t part = 0; part < key.size(); ++part) {
             Output().Append(part == 0 ? '{' : ',');
@@ -148,6 +171,7 @@ protected:
 private:
     std::vector<std::string> levelNames_;
     std::vector<std::string> keyNames_;
+    std::vector<std::string> resultNames_;
 };
 
 /// An object for each node, with its whole path.
@@ -158,6 +182,7 @@ public:
 protected:
     void OnNode(std::uint64_t count) override {
         Begin(count);
+        PutResults();
         Output().EndLine("}");
     }
     void OnRecord(const std::vector<CliCell>& key) override {
@@ -199,6 +224,7 @@ protected:
         }
         Output().Append(',');
         PutCount(count);
+        PutResults();
         if (HasItems()) {
             Output().Append(IsDeepest() ? ",\"leaves\":[" : ",\"children\":[");
             isFirst_ = true;
@@ -231,17 +257,17 @@ private:
 
 std::unique_ptr<CliTreePrinter> MakeTreePrinter(const CliPrinting& printing,
                                                 const CliTreeView& view,
-                                                const CliTreeRecords& records,
+                                                const CliTreeContents& contents,
                                                 const CliInterrupt& interrupt) {
     switch (printing.format) {
         case CliFormat::Json:
-            return std::make_unique<JsonTreePrinter>(printing, view, records, interrupt);
+            return std::make_unique<JsonTreePrinter>(printing, view, contents, interrupt);
         case CliFormat::NdJson:
-            return std::make_unique<NdJsonTreePrinter>(printing, view, records, interrupt);
+            return std::make_unique<NdJsonTreePrinter>(printing, view, contents, interrupt);
         case CliFormat::Table:
-            return std::make_unique<TableTreePrinter>(printing, view, records, interrupt);
+            return std::make_unique<TableTreePrinter>(printing, view, contents, interrupt);
         default:
-            return std::make_unique<RowsTreePrinter>(printing, view, records, interrupt);
+            return std::make_unique<RowsTreePrinter>(printing, view, contents, interrupt);
     }
 }
 

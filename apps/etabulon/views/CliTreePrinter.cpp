@@ -4,6 +4,7 @@
 #include "apps/etabulon/views/CliTreeRecords.h"
 #include "apps/etabulon/walk/CliInterrupt.h"
 #include "etabulon/tree/EDataTree.h"
+#include "etabulon/tree/ETreeTotals.h"
 
 namespace etabulon {
 namespace {
@@ -26,14 +27,15 @@ void AppendPair(std::string& text, const std::string& name, const CliCell& cell)
 }  // namespace
 
 CliTreePrinter::CliTreePrinter(const CliPrinting& printing, const CliTreeView& view,
-                               const CliTreeRecords& records, const CliInterrupt& interrupt)
-    : view_(view), records_(records), output_(printing.output), interrupt_(interrupt) {
+                               const CliTreeContents& contents, const CliInterrupt& interrupt)
+    : view_(view), contents_(contents), output_(printing.output), interrupt_(interrupt) {
     for (const CliTreeLevel& level : view_.levels) {
         if (!level.isFixed) {
             below_.push_back(&level);
         }
     }
     path_.resize(below_.size());
+    results_.resize(view_.results.size());
 }
 
 void CliTreePrinter::Print(const EDataTree& tree) {
@@ -50,17 +52,16 @@ bool CliTreePrinter::PrintNode(const EDataTreeNode& node) {
         const ETabulonValue* const own = node.OwnValue(*sort_);
         path_[depth_ - 1] = own != nullptr ? *own : ETabulonValue::Null;
     }
-    OnNode(records_.Count(node));
+    ReadResults(node);
+    OnNode(contents_.records.Count(node));
     if (IsDeepest()) {
         if (ShowsRecords() && !PrintRecords(node)) {
             return false;
         }
     } else {
         ++depth_;
-        for (unsigned index = 0; index < node.Size(); ++index) {
-            if (!PrintNode(*node.Get(index))) {
-                return false;
-            }
+        if (!PrintChildren(node)) {
+            return false;
         }
         --depth_;
     }
@@ -68,13 +69,33 @@ bool CliTreePrinter::PrintNode(const EDataTreeNode& node) {
     return true;
 }
 
+bool CliTreePrinter::PrintChildren(const EDataTreeNode& node) {
+    std::vector<unsigned> order;
+    if (view_.order) {
+        order = contents_.totals->OrderOf(node, view_.order->calculation, view_.order->isFalling);
+    }
+    for (unsigned index = 0; index < node.Size(); ++index) {
+        if (!PrintNode(*node.Get(order.empty() ? index : order[index]))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void CliTreePrinter::ReadResults(const EDataTreeNode& node) {
+    for (unsigned index = 0; index < results_.size(); ++index) {
+        contents_.totals->ReadResult(node.Tag(), index, results_[index]);
+    }
+}
+
 bool CliTreePrinter::PrintRecords(const EDataTreeNode& node) {
-    for (std::size_t record = records_.FirstRecord(node); record != CliTreeRecords::kNoRecord;
-         record = records_.NextRecord(record)) {
+    const CliTreeRecords& records = contents_.records;
+    for (std::size_t record = records.FirstRecord(node); record != CliTreeRecords::kNoRecord;
+         record = records.NextRecord(record)) {
         if (!GoesOn()) {
             return false;
         }
-        records_.ReadKey(record, key_);
+        records.ReadKey(record, key_);
         OnRecord(key_);
     }
     return true;

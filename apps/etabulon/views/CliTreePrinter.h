@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,7 @@ class CliTreeRecords;
 class EDataTree;
 class EDataTreeNode;
 class ETabulonSortDesc;
+class ETreeTotals;
 
 /// A level that is printed.
 struct CliTreeLevel {
@@ -35,6 +37,19 @@ struct CliTreeView {
     ETabulonTag place;                // a value for each fixed level
     std::size_t depth = 0;            // levels shown below the root
     std::vector<CliColumn> keyParts;  // of the records; empty if records aren't printed
+    std::vector<CliColumn> results;   // of the calculations; empty if nothing is calculated
+    /// The calculation that siblings are sorted by, in place of their order in the tree.
+    struct ByResult {
+        unsigned calculation = 0;
+        bool isFalling = true;
+    };
+    std::optional<ByResult> order;
+};
+
+/// What is printed of each node.
+struct CliTreeContents {
+    const CliTreeRecords& records;
+    const ETreeTotals* totals = nullptr;  // null if nothing is calculated
 };
 
 /// Prints a tree from the root down, children in the tree's order. The derived classes write the
@@ -45,7 +60,7 @@ struct CliTreeView {
 class CliTreePrinter {
 public:
     CliTreePrinter(const CliPrinting& printing, const CliTreeView& view,
-                   const CliTreeRecords& records, const CliInterrupt& interrupt);
+                   const CliTreeContents& contents, const CliInterrupt& interrupt);
     CliTreePrinter(const CliTreePrinter&) = delete;
     CliTreePrinter& operator=(const CliTreePrinter&) = delete;
     virtual ~CliTreePrinter() = default;
@@ -74,6 +89,9 @@ protected:
     /// Calls `call(index, cell)` for each level with a value in the node's path, in their order.
     template <class Call>
     void ForPath(Call call);
+    /// Calls `call(index, cell)` for each result of the node that was written last.
+    template <class Call>
+    void ForResults(Call call);
     [[nodiscard]] CliCellMaker& Maker() noexcept { return maker_; }
     /// `level=value` of each fixed level, or `part=value` of each part of a key.
     [[nodiscard]] std::string ShownPlace();
@@ -81,12 +99,14 @@ protected:
 
 private:
     [[nodiscard]] bool PrintNode(const EDataTreeNode& node);
+    [[nodiscard]] bool PrintChildren(const EDataTreeNode& node);
+    void ReadResults(const EDataTreeNode& node);
     [[nodiscard]] bool PrintRecords(const EDataTreeNode& node);
     [[nodiscard]] bool GoesOn() const;
     [[nodiscard]] CliCell CellOf(const CliTreeLevel& level, const ETabulonValue& value);
 
     const CliTreeView& view_;
-    const CliTreeRecords& records_;
+    const CliTreeContents contents_;
     CliOutput& output_;
     const CliInterrupt& interrupt_;
     const ETabulonSortDesc* sort_ = nullptr;  // of the tree that is printed
@@ -95,12 +115,20 @@ private:
     std::size_t depth_ = 0;
     CliCellMaker maker_;
     std::vector<CliCell> key_;
+    std::vector<ETabulonValue> results_;  // of the node that is printed
 };
 
 [[nodiscard]] std::unique_ptr<CliTreePrinter> MakeTreePrinter(const CliPrinting& printing,
                                                               const CliTreeView& view,
-                                                              const CliTreeRecords& records,
+                                                              const CliTreeContents& contents,
                                                               const CliInterrupt& interrupt);
+
+template <class Call>
+void CliTreePrinter::ForResults(Call call) {
+    for (std::size_t index = 0; index < results_.size(); ++index) {
+        call(index, maker_.Of(results_[index]));
+    }
+}
 
 template <class Call>
 void CliTreePrinter::ForPath(Call call) {

@@ -78,6 +78,9 @@ private:
                  std::span<const unsigned> fields);
     EPosition Step(std::int64_t from, bool forward);
     void Load(std::size_t record);
+    /// Load without the fields.
+    void StandOn(std::size_t record);
+    void LoadFields() noexcept;
     [[nodiscard]] BlockSource& Source();
 
     std::shared_ptr<const EColumnRecords> records_;

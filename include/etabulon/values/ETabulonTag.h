@@ -71,6 +71,8 @@ public:
         return index < KnownLevelsCount() && LevelAt(index) == level ? &ValueAt(index)
                                                                      : FindElsewhere(level, index);
     }
+    /// The entry at an index, for refilling in place.
+    [[nodiscard]] ETabulonValue& SlotAt(unsigned int index) { return values_.At(index).value; }
     /// The index of `level` among the entries, or -1.
     [[nodiscard]] int IndexOf(unsigned int level) const { return values_.Find(level, FindExact); }
     /// The entries by index, in rising order of level.

@@ -8,6 +8,10 @@
 
 namespace etabulon {
 
+namespace detail {
+struct ETabulonValueAccess;
+}
+
 class EField;
 
 /// One datum with its display text, and a status that distinguishes a real value from an absent or
@@ -89,6 +93,7 @@ public:
 private:
     template <class T>
     friend union detail::ENeverDestroyed;
+    friend struct detail::ETabulonValueAccess;
     constexpr explicit ETabulonValue(ValStatus status) noexcept : status_(status) {}
     void MakeDisplay() const;
     void TakeData(const EVariant& data);

@@ -1,0 +1,102 @@
+#include "etabulon/tree/ETreeTotals.h"
+
+#include "etabulon/cumul/CumulPartial.h"
+#include "etabulon/sort/ETabulonSortDesc.h"
+#include "etabulon/tree/EDataTreeNode.h"
+#include "tree/TreeTotals.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace etabulon {
+namespace {
+
+std::span<const unsigned> LevelsOf(const ETabulonSortDesc& sort) {
+    return sort.VisibleLevels(ETabulonSortDesc::HideInTree);
+}
+
+}  // namespace
+
+ETreeTotals::ETreeTotals(const ETabulonSortDesc* sortDesc, const ETabulonPendingChanges* pending)
+    : sortDesc_(sortDesc), pending_(pending) {}
+
+ETreeTotals::~ETreeTotals() = default;
+
+ERef<ETreeTotals> ETreeTotals::Make(const ETabulonSortDesc* sortDesc,
+                                    const ETabulonPendingChanges* pending) {
+    return ERef<ETreeTotals>::Adopt(new ETreeTotals(sortDesc, pending));
+}
+
+bool ETreeTotals::SetCalculations(const ITabulonCumulFuncOnVarCollection& calculations) {
+    totals_ = nullptr;
+    const bool areMergeable = CumulPartial(calculations).IsMergeable();
+    calculations_ = areMergeable ? ETabulonCumulFuncOnVarCollection(&calculations)
+                                 : ETabulonCumulFuncOnVarCollection();
+    return areMergeable;
+}
+
+CursorStatus ETreeTotals::OnReset(const ETabulonTag& tag, const ETabulonCursor& /*cursor*/) {
+    const std::span<const unsigned> levels = LevelsOf(*sortDesc_);
+    if (!totals_ || !totals_->HasLevels(levels)) {
+        totals_ = std::make_unique<detail::TreeTotals>(calculations_, levels);
+        extract_.Init(&calculations_, pending_);
+    }
+    totals_->Begin(tag);
+    return StatusOk;
+}
+
+CursorStatus ETreeTotals::OnMove(const ETabulonCursor& cursor) {
+    extract_.ViewCurrent(cursor);
+    totals_->Add(extract_);
+    return StatusOk;
+}
+
+bool ETreeTotals::WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request) {
+    return pending_ == nullptr && totals_ && totals_->WantBlocks(cursor, request);
+}
+
+CursorStatus ETreeTotals::OnBlock(const ETabulonCursor& /*cursor*/, const ERecordBlock& block,
+                                  std::span<const EBlockIndex> records) {
+    totals_->AddBlock(block, records);
+    return StatusOk;
+}
+
+void ETreeTotals::OnCancel(const ETabulonCursor& /*cursor*/) { GiveUp(); }
+void ETreeTotals::OnError(const ETabulonCursor& /*cursor*/, CursorStatus /*status*/) { GiveUp(); }
+
+void ETreeTotals::GiveUp() {
+    if (totals_) {  // a walk may end before its reset reaches the listeners
+        totals_->TakeBack();
+    }
+}
+
+void ETreeTotals::ReadResult(const ETabulonTag& node, unsigned calculation,
+                             ETabulonValue& result) const {
+    if (totals_ && calculation < calculations_.Size()) {
+        totals_->ReadResult(node, LevelsOf(*sortDesc_), calculation, result);
+    } else {
+        result = ETabulonValue::Null;
+    }
+}
+
+std::vector<unsigned> ETreeTotals::OrderOf(const EDataTreeNode& parent, unsigned calculation,
+                                           bool descending) const {
+    std::vector<ETabulonValue> results(parent.Size());
+    for (unsigned index = 0; index < parent.Size(); ++index) {
+        ReadResult(parent.Get(index)->Tag(), calculation, results[index]);
+    }
+    std::vector<unsigned> order(parent.Size());
+    std::iota(order.begin(), order.end(), 0U);
+    std::ranges::stable_sort(order, [&](unsigned left, unsigned right) {
+        const ETabulonValue& a = results[left];
+        const ETabulonValue& b = results[right];
+        if (a.Status() != ETabulonValue::ValNormal || b.Status() != ETabulonValue::ValNormal) {
+            return a.Status() != b.Status() && a.Compare(b, /*byDisplay=*/false) > 0;
+        }
+        const int compared = a.Compare(b, /*byDisplay=*/false);
+        return descending ? compared > 0 : compared < 0;
+    });
+    return order;
+}
+
+}  // namespace etabulon

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "etabulon/values/ETabulonValue.h"
+#include "foundation/EVariantAccess.h"
+
+#include <cstdint>
+
+namespace etabulon::detail {
+
+/// The access of a value's sources to its data, beyond the public operations.
+struct ETabulonValueAccess {
+    /// Refill from a value like `blank`, of a fixed-size type of up to 8 bytes, whose natural bytes
+    /// begin the word.
+    static void RefillWord(ETabulonValue& value, const EVariant& blank, std::uint64_t word) {
+        if (value.IsPlain() && value.data_.Type() == blank.Type() &&
+            value.data_.Size() == blank.Size()) {
+            EVariantAccess::PutWord(value.data_, word);
+            return;
+        }
+        EVariant number(blank);
+        EVariantAccess::PutWord(number, word);
+        value.Refill(number);
+    }
+};
+
+}  // namespace etabulon::detail
