@@ -30,6 +30,8 @@ constexpr CliExample kExamples[] = {
      "etabulon walk strikes.sqlite strikes --levels 'airport>state>name,damage' --limit 10"},
     {"walk", "The records of one place, as JSON",
      "etabulon walk strikes.sqlite strikes --levels damage --at damage=Substantial --format json"},
+    {"walk", "The records with the highest cost",
+     "etabulon walk strikes.sqlite strikes --sort cost_total:desc --columns cost_total --limit 3"},
     {"walk", "Two columns of a table of text",
      "etabulon walk birdstrikes.csv --columns 'Airport Name,Time of day'"},
     {"tree", "The states in their order, the damage within each in falling order",
@@ -45,9 +47,16 @@ constexpr CliExample kExamples[] = {
     {"grid", "The records behind one of its cells",
      "etabulon grid strikes.sqlite strikes --axes damage,time_of_day --calc COUNT:id "
      "--drill Minor,Dusk"},
+    {"grid",
+     "The costs of years and their quarters, the years by cost, the first three and the rest",
+     "etabulon grid strikes.sqlite strikes --lines flight_date.year,flight_date.quarter "
+     "--columns damage --calc SUM:cost_total --sort-lines total --top-lines 3 --others"},
     {"score", "The ten airports with the highest cost, with their numbers of strikes",
      "etabulon score strikes.sqlite strikes --level 'airport>name' "
      "--calc SUM:cost_total,COUNT:id --top 10"},
+    {"score", "The states by their numbers of strikes, in percent, the rest in one line",
+     "etabulon score strikes.sqlite strikes --level 'airport>state>name' --calc COUNT:id --top 5 "
+     "--others --share COUNT:id"},
     {"edit", "What the counts would be once two kinds of damage were one",
      "etabulon edit strikes.sqlite strikes --levels damage --set 'damage=B:damage=Minor' "
      "--show grid --axes damage --calc COUNT:id"},

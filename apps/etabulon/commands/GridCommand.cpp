@@ -51,6 +51,8 @@ void GridCommand::DeclareView(CLI::App& app) {
         "calculated from its records, not from its cells.\n"
         "Several calculations are columns, and tables of their own where both axes are "
         "levels.\n"
+        "Keys of an order: without :asc or :desc levels rise, and totals and cells fall. The total "
+        "of a limited table is that of all records.\n"
         "No value, values that differ (COMMONVAL) and empty text are told apart: table blank, "
         "≠ and \"\", JSON null, {\"special\":\"differ\"} and \"\".");
 }
