@@ -27,7 +27,8 @@ void WantValues(const ETabulonCursor& cursor, const CumulCells& cells,
 
 /// Finds the details of a block's records in a TagIndex: a cache from the numbers of the block's
 /// columns to those of the index. A record that the cache can't resolve goes through the index by
-/// its tag, in the order of the records, so that the index is the same as if all did.
+/// its tag, or by its only value, in the order of the records, so that the index is the same as if
+/// all did.
 ///
 /// Threads  one at a time. A known detail allocates nothing.
 class BlockDetails {

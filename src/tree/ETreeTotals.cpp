@@ -79,6 +79,20 @@ void ETreeTotals::ReadResult(const ETabulonTag& node, unsigned calculation,
     }
 }
 
+std::optional<double> ETreeTotals::Share(const ETabulonTag& node, const ETabulonTag& of,
+                                         unsigned calculation) const {
+    const auto numberOf = [this, calculation](const ETabulonTag& tag) -> std::optional<double> {
+        ETabulonValue value;
+        ReadResult(tag, calculation, value);
+        const bool isThere =
+            value.Status() == ETabulonValue::ValNormal && !value.Data().IsMissing();
+        return isThere ? std::optional(value.Data().AsDouble()) : std::nullopt;
+    };
+    const std::optional<double> part = numberOf(node);
+    const std::optional<double> whole = numberOf(of);
+    return part && whole && *whole != 0 ? std::optional(100 * (*part / *whole)) : std::nullopt;
+}
+
 std::vector<unsigned> ETreeTotals::OrderOf(const EDataTreeNode& parent, unsigned calculation,
                                            bool descending) const {
     std::vector<ETabulonValue> results(parent.Size());

@@ -552,16 +552,27 @@ TEST(WalkByBlocks, KeepsTheSpellingOfTheFirstRecordOfEachLine) {
 TEST(WalkByBlocks, StandsOnTheLastRecordWhereAListenerEndsIt) {
     const BlocksEnabled enabled(true);
     ManySales data;
-    ETabulonCursorEData cursor;
-    cursor.Init(LevelsBy({"id"}), data.table.get(), /*ownsTable=*/false);
-    const auto meddler = MakeRef<Meddler>(StatusEnd);
-    const auto trace = MakeRef<RecordTrace>(true, static_cast<std::size_t>(-1));
-    const ECursorListening first(cursor, *trace);
-    const ECursorListening second(cursor, *meddler);
-    EXPECT_EQ(cursor.Browse(ETabulonTag::Null), StatusOk);
-    EXPECT_EQ(trace->records, 1025U);
-    EXPECT_EQ(cursor.CurrentTag().DisplayID(), Chaine("[1024]"));
-    EXPECT_EQ(cursor.PrimaryKey().Position(), 1024);
+    ETabulonCursorEData stored;
+    stored.Init(LevelsBy({"id"}), data.table.get(), /*ownsTable=*/false);
+    CursorStatus status = StatusOk;
+    const auto columns = LoadColumns(stored, ETabulonTag::Null, data.rubric, status);
+    ASSERT_NE(columns, nullptr);
+    const struct {
+        EData* table;
+        int last;  // of the first block
+    } cases[] = {{data.table.get(), 1024}, {columns.get(), 1023}};
+    for (const auto& [table, last] : cases) {
+        ETabulonCursorEData cursor;
+        cursor.Init(LevelsBy({"id"}), table, /*ownsTable=*/false);
+        const auto meddler = MakeRef<Meddler>(StatusEnd);
+        const auto trace = MakeRef<RecordTrace>(true, static_cast<std::size_t>(-1));
+        const ECursorListening first(cursor, *trace);
+        const ECursorListening second(cursor, *meddler);
+        EXPECT_EQ(cursor.Browse(ETabulonTag::Null), StatusOk);
+        EXPECT_EQ(trace->records, static_cast<std::size_t>(last) + 1);
+        EXPECT_EQ(cursor.CurrentTag().Value(0).Data(), EVariant(last));
+        EXPECT_EQ(cursor.PrimaryKey().Position(), last);
+    }
 }
 
 }  // namespace

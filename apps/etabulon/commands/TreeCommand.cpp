@@ -1,6 +1,7 @@
 #include "apps/etabulon/commands/TreeCommand.h"
 
 #include "apps/etabulon/output/CliUtf8.h"
+#include "apps/etabulon/request/CliOrder.h"
 #include "apps/etabulon/views/CliTreePrinter.h"
 #include "apps/etabulon/views/CliTreeRecords.h"
 #include "apps/etabulon/walk/CliInterrupt.h"
@@ -44,6 +45,14 @@ void TreeCommand::DeclareView(CLI::App& app) {
     DeclareCalculations(app,
                         "Columns beside the nodes: FUNCTION:column, separated by commas "
                         "(SUM:cost,COUNT:id); functions are those of grid");
+    app.add_option("--sort", order_,
+                   "Sort siblings by this calculation of --calc, the largest first; :asc behind it "
+                   "turns it")
+        ->type_name("CALCULATION");
+    app.add_option("--percent", percent_,
+                   "Print what COUNT and SUM give as percents of the node above, or of the total")
+        ->check(CLI::IsMember({"parent", "total"}))
+        ->type_name("BASE");
     DeclareSort(app);
     app.add_option("--depth", depth_, "Show this many levels below the root")
         ->check(CLI::NonNegativeNumber)
@@ -118,7 +127,41 @@ CliResult<> TreeCommand::Show(CliEnvironment& environment, const CliWalkContext&
         return calculations.Failure();
     }
     CliResult<CliTreeView> view = MakeView(context.table.Info(), *order, *calculations);
-    return view ? Print(environment, context, *order, *calculations, *view) : view.Failure();
+    if (!view) {
+        return view.Failure();
+    }
+    if (const CliResult<> arranged = ArrangeResults(context.table, *calculations, *view);
+        !arranged) {
+        return arranged.Failure();
+    }
+    return Print(environment, context, *order, *calculations, *view);
+}
+
+CliResult<> TreeCommand::ArrangeResults(const CliTable& table, const CliCalculations& calculations,
+                                        CliTreeView& view) const {
+    if (!order_.empty()) {
+        const CliResult<CliResultOrder> order =
+            ReadResultOrder(order_, "--sort", table, calculations);
+        if (!order) {
+            return order.Failure();
+        }
+        view.order = CliTreeView::ByResult{order->calculation, order->isFalling};
+    }
+    if (percent_.empty()) {
+        return {};
+    }
+    if (calculations.all.empty()) {
+        return CliFailure{CliExit::Usage,
+                          "--percent prints calculations in percent: --calc is missing"};
+    }
+    for (unsigned index = 0; index < calculations.all.size(); ++index) {
+        if (CliResult<> checked = CheckShares(calculations, index, "--percent"); !checked) {
+            return checked;
+        }
+        view.results[index].name += percent_ == "parent" ? " % of parent" : " %";
+    }
+    view.percent = percent_ == "parent" ? CliTreeView::Base::Parent : CliTreeView::Base::Root;
+    return {};
 }
 
 CliResult<> TreeCommand::Print(const CliEnvironment& environment, const CliWalkContext& context,

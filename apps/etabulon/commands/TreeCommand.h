@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 
 namespace etabulon {
 
@@ -34,6 +35,12 @@ private:
                                     const CliWalkContext& context, const CliTreeOrder& order,
                                     const CliCalculations& calculations, CliTreeView& view) const;
 
+    [[nodiscard]] CliResult<> ArrangeResults(const CliTable& table,
+                                             const CliCalculations& calculations,
+                                             CliTreeView& view) const;
+
+    std::string order_;
+    std::string percent_;
     std::optional<std::uint32_t> depth_;
     bool showsLeaves_ = false;
 };

@@ -4,6 +4,7 @@
 #include "etabulon/values/ETabulonValue.h"
 
 #include <charconv>
+#include <cmath>
 #include <cstring>
 
 namespace etabulon {
@@ -20,6 +21,14 @@ bool IsDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 bool IsMistakable(std::string_view text) noexcept {
     return text.empty() || text == "NULL" || text == kDiffering || text.front() == ' ' ||
            text.back() == ' ' || text.front() == '"';
+}
+
+ETabulonValue CliPercent(const std::optional<double>& share) {
+    if (!share) {
+        return ETabulonValue::Null;
+    }
+    const double rounded = std::round(*share * 100) / 100;
+    return ETabulonValue(EVariant(rounded == 0 ? 0.0 : rounded), Chaine(), /*modified=*/false);
 }
 
 CliCell CliCellMaker::Of(std::int64_t number) {

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -35,6 +36,9 @@ inline constexpr std::string_view kDiffering = "\xE2\x89\xA0";  // ≠ in UTF-8
 /// An empty text, or one that a reader could take for NULL, for values that differ, or for a quoted
 /// text. Such a text is quoted where it stands alone.
 [[nodiscard]] bool IsMistakable(std::string_view text) noexcept;
+
+/// A share in percent, rounded to two decimals; ValNull for none.
+[[nodiscard]] ETabulonValue CliPercent(const std::optional<double>& share);
 
 /// Makes cells of values without allocating for each.
 class CliCellMaker {

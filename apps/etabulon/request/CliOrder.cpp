@@ -168,6 +168,30 @@ CliResult<std::vector<ECrossKey>> ReadOrder(std::string_view text, const CliOrde
     return keys;
 }
 
+CliResult<CliResultOrder> ReadResultOrder(std::string_view text, std::string_view option,
+                                          const CliTable& table,
+                                          const CliCalculations& calculations) {
+    const CliResult<std::vector<CliOrderChoice>> choices = ParseOrder(text);
+    if (!choices) {
+        return choices.Failure();
+    }
+    if (calculations.all.empty() || choices->size() != 1 || !choices->front().operand) {
+        return CliFailure{
+            CliExit::Usage,
+            calculations.all.empty()
+                ? fmt::format("{} sorts by a calculation: --calc is missing", option)
+                : fmt::format("{} takes one of the calculations of --calc, such as {}", option,
+                              WrittenCalculation(calculations.all.front()))};
+    }
+    const CliOrderChoice& choice = choices->front();
+    const CliResult<unsigned int> calculation =
+        FindCalculation(choice.data, *choice.operand, choice.shown, option, table, calculations);
+    if (!calculation) {
+        return calculation.Failure();
+    }
+    return CliResultOrder{*calculation, choice.isFalling.value_or(true)};
+}
+
 CliResult<> CheckShares(const CliCalculations& calculations, unsigned int index,
                         std::string_view option) {
     const auto calculation =

@@ -29,6 +29,17 @@ struct CliOrderScope {
 [[nodiscard]] CliResult<std::vector<ECrossKey>> ReadOrder(std::string_view text,
                                                           const CliOrderScope& scope);
 
+/// A calculation that something is sorted by.
+struct CliResultOrder {
+    unsigned int calculation = 0;  // its place
+    bool isFalling = true;
+};
+/// Reads the one calculation that `text` sorts by, with or without a direction.
+[[nodiscard]] CliResult<CliResultOrder> ReadResultOrder(std::string_view text,
+                                                        std::string_view option,
+                                                        const CliTable& table,
+                                                        const CliCalculations& calculations);
+
 /// Reads the calculations that `text` names, as their places in `calculations`. Each must have
 /// shares: those of COUNT and SUM do.
 [[nodiscard]] CliResult<std::vector<unsigned int>> ReadShares(std::string_view text,

@@ -1,8 +1,7 @@
 #include "apps/etabulon/views/CliCross.h"
 
+#include "apps/etabulon/output/CliCell.h"
 #include "etabulon/grid/ETabulonGridAxe.h"
-
-#include <cmath>
 
 namespace etabulon {
 namespace {
@@ -16,14 +15,6 @@ EVariant ShownLabel(const CliLevel& level, const ETabulonValue* value) {
         return EVariant();
     }
     return level.HasLabel() ? EVariant(value->DisplayValue()) : value->Data();
-}
-
-ETabulonValue Percent(const std::optional<double>& share) {
-    if (!share) {
-        return ETabulonValue::Null;
-    }
-    const double rounded = std::round(*share * 100) / 100;
-    return ETabulonValue(EVariant(rounded == 0 ? 0.0 : rounded), Chaine(), /*modified=*/false);
 }
 
 void CliGridView::TakeDataAxe(const ETabulonGridAxe& axe, CliCrossAxis& taken) const {
@@ -150,7 +141,7 @@ CliCross TakeCross(const ECrossTable& table, const CliLevels& levels,
     }
     const auto read = [&](std::uint32_t line, std::uint32_t column) {
         if (shown.percent) {
-            return Percent(table.Share(line, column, calculation, *shown.percent));
+            return CliPercent(table.Share(line, column, calculation, *shown.percent));
         }
         ETabulonValue value;
         table.ReadValue(line, column, calculation, value);

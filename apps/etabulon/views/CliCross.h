@@ -17,8 +17,6 @@ namespace etabulon {
 
 /// The shown value of a label: its own label, or its data; missing for NULL and for none.
 [[nodiscard]] EVariant ShownLabel(const CliLevel& level, const ETabulonValue* value);
-/// A share as a value, rounded to two decimals; ValNull for none.
-[[nodiscard]] ETabulonValue Percent(const std::optional<double>& share);
 
 /// The label of a line or column: the shown values of the axis's levels, missing for NULL. A
 /// subtotal's and that of others end above the last level.

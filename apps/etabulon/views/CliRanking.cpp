@@ -173,10 +173,10 @@ void CliRanking::Take(const ECrossTable& table, const CliResultLevels& levels, s
         }
         for (const unsigned int share : shares) {
             values.push_back(
-                Percent(table.Share(line, ECrossTable::kTotal, share, ECrossBase::All)));
+                CliPercent(table.Share(line, ECrossTable::kTotal, share, ECrossBase::All)));
             values.push_back(line == ECrossTable::kTotal
                                  ? ETabulonValue::Null
-                                 : Percent(table.RunningShare(line, share)));
+                                 : CliPercent(table.RunningShare(line, share)));
         }
         return values;
     };

@@ -83,8 +83,14 @@ bool CliTreePrinter::PrintChildren(const EDataTreeNode& node) {
 }
 
 void CliTreePrinter::ReadResults(const EDataTreeNode& node) {
+    const bool isOfParent = view_.percent == CliTreeView::Base::Parent && node.Parent() != nullptr;
+    const ETabulonTag& whole = isOfParent ? node.Parent()->Tag() : ETabulonTag::Null;
     for (unsigned index = 0; index < results_.size(); ++index) {
-        contents_.totals->ReadResult(node.Tag(), index, results_[index]);
+        if (view_.percent) {
+            results_[index] = CliPercent(contents_.totals->Share(node.Tag(), whole, index));
+        } else {
+            contents_.totals->ReadResult(node.Tag(), index, results_[index]);
+        }
     }
 }
 

@@ -44,6 +44,8 @@ struct CliTreeView {
         bool isFalling = true;
     };
     std::optional<ByResult> order;
+    enum class Base : std::uint8_t { Parent, Root };
+    std::optional<Base> percent;  // of what all results are shares
 };
 
 /// What is printed of each node.

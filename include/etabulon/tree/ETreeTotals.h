@@ -6,6 +6,7 @@
 #include "etabulon/values/ETabulonExtractValue.h"
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace etabulon {
@@ -57,6 +58,11 @@ public:
 
     /// The result of a node, by its tag; ValNull where it has no records. The root's tag is empty.
     void ReadResult(const ETabulonTag& node, unsigned calculation, ETabulonValue& result) const;
+    /// What a node's result is of that of another node, in percent: of its parent's or the root's.
+    /// None where there is no value, or the other's is 0. It is meant for functions whose results
+    /// add up, COUNT and SUM.
+    [[nodiscard]] std::optional<double> Share(const ETabulonTag& node, const ETabulonTag& of,
+                                              unsigned calculation) const;
     /// The order of a node's children by a result, as their indexes: equal ones stay in the tree's
     /// order, and those without a value come last, behind those that differ (COMMONVAL).
     [[nodiscard]] std::vector<unsigned> OrderOf(const EDataTreeNode& parent, unsigned calculation,
