@@ -51,10 +51,13 @@ CrossLookup::Row CrossLookup::Find(CrossPlace line, CrossPlace column) const {
             Translate(columns, group.Labels(), lines.ColumnCount(), columns.ColumnCount());
         known.isReady = true;
     }
-    numbers_.resize(lines.ColumnCount() + columns.ColumnCount());
-    Append(lines, line.node, known.lines, numbers_.data());
-    Append(columns, column.node, known.columns, numbers_.data() + lines.ColumnCount());
-    return {&group, group.Labels().Find(numbers_)};
+    known.numbers.resize(lines.ColumnCount() + columns.ColumnCount());
+    if (known.lastLine != line.node) {
+        Append(lines, line.node, known.lines, known.numbers.data());
+        known.lastLine = line.node;
+    }
+    Append(columns, column.node, known.columns, known.numbers.data() + lines.ColumnCount());
+    return {&group, group.Labels().Find(known.numbers)};
 }
 
 void CrossLookup::Read(const Row& row, unsigned int calculation, ETabulonValue& result) {
@@ -81,12 +84,12 @@ std::vector<std::uint32_t> CrossLookup::Parents(ECrossSide side, std::uint32_t d
 }
 
 CrossPlace CrossLookup::PlaceOf(const CrossCells& cells, ECrossSide side, std::uint32_t depth,
-                                const ETabulonTag& tag) {
+                                const ETabulonTag& tag, Numbers& numbers) {
     if (depth == 0) {
         return {};
     }
     const TagIndex& labels = cells.Labels(side, depth).Labels();
-    Numbers numbers;
+    numbers.clear();
     for (std::size_t column = 0; column < labels.ColumnCount(); ++column) {
         const ETabulonValue* const value = tag.Find(labels.LevelOf(column));
         const std::uint32_t number =
@@ -109,7 +112,8 @@ CrossPlace CrossLookup::PlaceOf(const CrossCells& cells, ECrossSide side, const 
     while (depth < cells.Depth(side) && hasNext()) {
         ++depth;
     }
-    return PlaceOf(cells, side, depth, tag);
+    Numbers numbers;
+    return PlaceOf(cells, side, depth, tag, numbers);
 }
 
 }  // namespace etabulon::detail

@@ -48,15 +48,19 @@ public:
                                             const ETabulonTag& tag);
     /// The place whose labels are the tag's values at the side's levels, from the first on. The
     /// node is kNone if there is no such label.
+    /// `numbers` is scratch.
+    using Numbers = std::vector<std::uint32_t>;
     [[nodiscard]] static CrossPlace PlaceOf(const CrossCells& cells, ECrossSide side,
-                                            std::uint32_t depth, const ETabulonTag& tag);
+                                            std::uint32_t depth, const ETabulonTag& tag,
+                                            Numbers& numbers);
 
 private:
-    using Numbers = std::vector<std::uint32_t>;
     /// By column of the index of an axis's group, the number in the cells' group for each number.
     using Translation = std::vector<Numbers>;
     struct Group {
         bool isReady = false;
+        Numbers numbers;                 // scratch: of the last line and the last column
+        std::uint32_t lastLine = kNone;  // whose numbers these are
         Translation lines;
         Translation columns;
     };
@@ -67,7 +71,6 @@ private:
 
     const CrossCells& cells_;
     mutable std::vector<Group> groups_;  // by CrossCells::IndexOf
-    mutable Numbers numbers_;            // scratch
 };
 
 }  // namespace etabulon::detail

@@ -195,6 +195,31 @@ TEST(ArrangedResults, GoToTheViewsOfScoresAndGrids) {
     EXPECT_NEAR(limited.RunningShare(2, 0).value_or(0), 100, 1e-9);
 }
 
+// A level that the walk's place holds makes no depth, so that the grid may even lose all axes. The
+// states of an application's function aren't merged.
+TEST(ArrangedResults, LoseTheAxesThatThePlaceHolds) {
+    const GridSetup setup{0, 1};
+    const auto collection = CollectAny("LASTPOSITIVE A, COUNT A");
+    RecordCursor cursor({{Tag({{0, "a"}, {1, "x"}}), 3}, {Tag({{0, "a"}, {1, "y"}}), 4}});
+    const auto cross = ECrossFiller::Make(&cursor, nullptr);
+    cross->SetParams(&collection, &setup.sort, {0}, {1});
+    cursor.AddNotifier(cross.Get());
+    ASSERT_EQ(cursor.Browse(Tag({{0, "a"}})), StatusOk);
+    ECrossOrder order;
+    order.columns.most = {1};
+    order.columns.others = "others";
+    const ECrossTable table(*cross, order);
+    EXPECT_EQ(table.Depth(ECrossSide::Lines), 0U);
+    ASSERT_EQ(table.Count(ECrossSide::Columns), 2U);
+    EXPECT_EQ(Read(table, ECrossTable::kTotal, 0).front(), ExactText(EVariant(3)));
+    EXPECT_EQ(Read(table, ECrossTable::kTotal, 1).front(), "-");
+    ASSERT_EQ(cursor.Browse(Tag({{0, "a"}, {1, "y"}})), StatusOk);
+    const ECrossTable none(*cross, order);
+    EXPECT_EQ(none.Count(ECrossSide::Columns), 0U);
+    EXPECT_EQ(Read(none, ECrossTable::kTotal, ECrossTable::kTotal).back(),
+              ExactText(EVariant(std::uint32_t{1})));
+}
+
 // Keeps what it was made of: another walk of the filler doesn't change it.
 TEST(ArrangedResults, OutliveTheNextWalk) {
     const GridSetup setup{0, 1};

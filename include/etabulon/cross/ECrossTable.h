@@ -70,8 +70,8 @@ public:
     [[nodiscard]] bool HasLabel(ECrossSide side, const ETabulonTag& tag) const;
 
     /// A cell, a total or a subtotal; ValNull without records. Without columns the column is
-    /// kTotal. Others are merged: CumulPartial.h tells what that gives. An application's own
-    /// function has none, which is ValNull.
+    /// kTotal. Others are merged: CumulPartial.h tells what that gives. If
+    /// a calculation is a function of an application, others have no values: ValNull.
     void ReadValue(std::uint32_t line, std::uint32_t column, unsigned int calculation,
                    ETabulonValue& value) const;
     /// Whether the results of a function can be shares of a total: those of COUNT and SUM.
@@ -104,6 +104,8 @@ private:
 
 /// Which records lie behind a cell: those below a tag, and of them, behind a cell of others, those
 /// whose labels aren't shown.
+///
+/// Ownership  shares the result. Threads  one at a time: Has uses scratch memory.
 class ETABULON_API ECrossSelection {
 public:
     [[nodiscard]] const ETabulonTag& Tag() const noexcept { return tag_; }
@@ -126,6 +128,7 @@ private:
 
     ETabulonTag tag_;
     std::vector<Shown> shown_;
+    mutable std::vector<std::uint32_t> numbers_;  // scratch
     ERef<detail::CrossCells> cells_;
 };
 
