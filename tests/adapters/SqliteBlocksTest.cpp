@@ -138,7 +138,7 @@ protected:
         const auto trace = MakeRef<RecordTrace>(/*wantsBlocks=*/true, static_cast<std::size_t>(-1));
         const ECursorListening listening(cursor, *trace);
         const CursorStatus status = cursor.Browse(ETabulonTag::Null);
-        return {status, trace->trace, table->LastErrorText().c_str(), table->MismatchCount(1),
+        return {status, trace->trace, table->LastErrorText().c_str(), table->Misreads(1).mismatches,
                 trace->blocks};
     }
     void ExpectSame(bool fails, std::size_t leastBlocks) {

@@ -137,8 +137,8 @@ TEST_F(SqliteValues, OtherTypesReadAsMissingAreCountedAndStay) {
     EXPECT_EQ(Walk("free"), "5|1.5|t");
     EXPECT_EQ(Walk("x"), "NULL|A|3");
     EXPECT_EQ(Walk("day"), "NULL|2023-02-28|NULL");
-    EXPECT_EQ(table->MismatchCount(1), 8U);  // two in each of four walks
-    EXPECT_EQ(table->MismatchCount(4), 0U);
+    EXPECT_EQ(table->Misreads(1).mismatches, 8U);  // two in each of four walks
+    EXPECT_EQ(table->Misreads(4).mismatches, 0U);
     table->RePos(2, false);
     table->SetField(1, EVariant());  // forgotten with the record
     table->RePos(1, false);
@@ -154,7 +154,7 @@ TEST_F(SqliteValues, NumbersWithTooManyDigitsReadAsMissing) {
         "(3,9223372036854775807,99999999.99),(4,-9007199254740993,-7),(5,1,1e-5)");
     EXPECT_EQ(Walk("n"), "NULL|9007199254740994|NULL|NULL|1");
     EXPECT_EQ(Walk("price"), "NULL|0.30|99999999.99|-7.00|NULL");
-    EXPECT_EQ(table->MismatchCount(1), 6U);  // three in each of two walks
+    EXPECT_EQ(table->Misreads(1).mismatches, 6U);  // three in each of two walks
 }
 
 TEST_F(SqliteValues, IntegerKeysArePositionsAroundNone) {

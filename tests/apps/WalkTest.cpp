@@ -170,6 +170,28 @@ TEST(ValuesOfAnotherType, AreToldWhereTheResultShowsThemAsNull) {
               EBlockSource::AreEnabled());
 }
 
+TEST(MomentsFinerThanMilliseconds, AreToldWhereTheyAreCut) {
+    const TestFolder folder;
+    const std::string database = folder.MakeDatabase(
+        "t.db",
+        "CREATE TABLE p(id INTEGER PRIMARY KEY, at TIMESTAMP);"
+        "CREATE TABLE t(id INTEGER PRIMARY KEY, at TIMESTAMP, p INT CONSTRAINT p REFERENCES p(id));"
+        "INSERT INTO p VALUES(1, '2024-01-02 03:04:05.1239Z');"
+        "INSERT INTO t VALUES(1, '2024-01-02 03:04:05.123456', 1), (2, '2024-01-02 03:04:05.123', "
+        "1),"
+        " (3, '2024-01-02T03:04:05.123000', 1), (4, '2024-01-02', 1)");
+    const std::string file = folder.MakeFile(
+        "t.csv", "id,at\n1,2024-01-02 03:04:05.123456\n2,2024-01-02 03:04:05.123000\n");
+    const std::string cut =
+        "column 'at': 1 of the values have more than three decimals of a second, which are cut";
+    for (const std::string& path : {database, file}) {
+        ExpectHas(RunLine("grid @ t --axes at.hour --calc COUNT:id", path).err, {cut});
+        EXPECT_EQ(RunLine("walk @ t --columns id", path).err, "");
+    }
+    ExpectHas(RunLine("walk @ t --columns p>at", database).err,
+              {"column 'at' of table 'p': some of the values have more than three decimals"});
+}
+
 TEST(LinkPath, ThatCanNotBeFollowedIsRefused) {
     const TestFolder folder;
     const std::string path = folder.MakeDatabase(

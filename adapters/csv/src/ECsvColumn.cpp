@@ -85,11 +85,11 @@ bool ECsvColumn::TakeAs(ECsvType type, Cells cells) {
                 return ParseIsoDate(cell, number);
             });
         case ECsvType::Time:
-            return TakeNumbers<std::int32_t>(cells, [](std::string_view cell, auto& number) {
+            return TakeMoments<std::int32_t>(cells, [](std::string_view cell, auto& number) {
                 return ParseIsoTime(cell, number);
             });
         case ECsvType::Timestamp:
-            return TakeNumbers<std::int64_t>(cells, [](std::string_view cell, auto& number) {
+            return TakeMoments<std::int64_t>(cells, [](std::string_view cell, auto& number) {
                 // A date alone is one, and no timestamp beside timestamps.
                 return cell.size() > 10 && ParseIsoTimestamp(cell, number);
             });
@@ -134,6 +134,15 @@ bool ECsvColumn::TakeNumbers(Cells cells, const Parse& parse) {
     return true;
 }
 
+template <class T, class Parse>
+bool ECsvColumn::TakeMoments(Cells cells, const Parse& parse) {
+    if (!TakeNumbers<T>(cells, parse)) {
+        return false;
+    }
+    cuts_ += static_cast<std::uint64_t>(std::ranges::count_if(cells, &IsFinerThanMillis));
+    return true;
+}
+
 /// Goes over to a type that all cells so far have as well.
 void ECsvColumn::Widen(ECsvType type) {
     const ECsvType before = type_;
@@ -147,6 +156,7 @@ void ECsvColumn::Widen(ECsvType type) {
         writer_->MakeReal(DescOf(type));
     } else if (type == ECsvType::Text) {
         writer_.reset();
+        cuts_ = 0;
         if (size_ == 0) {
             BeginAgain();
         }

@@ -5,6 +5,7 @@
 #include "etabulon/foundation/EColumnsBuilder.h"
 
 #include <array>
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <string_view>
@@ -21,6 +22,8 @@ public:
     ECsvColumn();
 
     [[nodiscard]] ECsvType Type() const noexcept { return type_; }
+    /// How many of its times or timestamps were cut to milliseconds.
+    [[nodiscard]] std::uint64_t Cuts() const noexcept { return cuts_; }
     /// The cells of one column in the scanner's rows.
     void Take(const ECsvScanner& rows, std::size_t column);
     [[nodiscard]] bool IsPostponed() const noexcept { return writer_ == nullptr; }
@@ -37,10 +40,13 @@ private:
     [[nodiscard]] bool TakeUnknown(Cells cells);
     template <class T, class Parse>
     [[nodiscard]] bool TakeNumbers(Cells cells, const Parse& parse);
+    template <class T, class Parse>
+    [[nodiscard]] bool TakeMoments(Cells cells, const Parse& parse);
     void Widen(ECsvType type);
 
     ECsvType type_ = ECsvType::Unknown;
     std::size_t size_ = 0;
+    std::uint64_t cuts_ = 0;
     std::unique_ptr<EColumnWriter> writer_;  // null: postponed
     std::array<std::string_view, ECsvScanner::kMostRows> cells_{};
 };

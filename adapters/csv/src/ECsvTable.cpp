@@ -133,6 +133,7 @@ void ECsvTable::Reader::Describe() {
         const ETypeInfo& typeInfo = TypeInfo(column.type);
         rubric->AddVariable(column.code, column.name, column.type,
                             typeInfo.naturalSize + (typeInfo.IsSlot() ? 0U : 1U), 1, index + 1);
+        table_.cuts_.push_back(columns_[index]->Cuts());
     }
     info.rowIdName = SqlRowIdName(info);
     info.keyKind = info.rowIdName.empty() ? ESqlKeyKind::None : ESqlKeyKind::RowId;

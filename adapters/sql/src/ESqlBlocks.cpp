@@ -34,7 +34,7 @@ bool ESqlTable::BlockSource::BeginBlocks(const EBlockRequest& request) {
     fields_.clear();
     std::vector<EFieldDesc> descs;
     std::vector<ESqlCell> cells;
-    std::vector<std::uint64_t> mismatches = s.data.mismatchesBefore;
+    std::vector<ESqlMisreads> misreads = s.data.misreadsBefore;
     for (const EBlockRequest::Column& column : request.columns) {
         const int field = FindField(table_.Fields(), *column.field);
         if (field < 0) {
@@ -43,11 +43,11 @@ bool ESqlTable::BlockSource::BeginBlocks(const EBlockRequest& request) {
         descs.push_back(column.field->Desc());
         fields_.push_back(static_cast<std::uint16_t>(field));
         cells.push_back(s.row.cells[static_cast<std::size_t>(field)]);
-        mismatches[static_cast<std::size_t>(field)] =
-            s.data.mismatches[static_cast<std::size_t>(field)];
+        misreads[static_cast<std::size_t>(field)] =
+            s.data.misreads[static_cast<std::size_t>(field)];
     }
     // The first record, a single step, has counted the columns that the blocks leave out.
-    std::copy(mismatches.begin(), mismatches.end(), s.data.mismatches.begin());
+    std::copy(misreads.begin(), misreads.end(), s.data.misreads.begin());
     builder_.emplace(*this, request, descs);
     ahead_ = nullptr;
     if (s.readAhead != nullptr && s.readAhead->Start(*this, request, descs, cells, *builder_)) {
@@ -66,7 +66,7 @@ bool ESqlTable::BlockSource::BeginBlocks(const EBlockRequest& request) {
     rows_.integerKeys.resize(rows_.row.integerKeyColumn >= 0 ? ERecordBlock::kMostRecords : 0);
     current_ = s.row;
     for (ESqlCell& cell : current_.cells) {
-        cell.mismatches = &s.readAgain;  // the rows of the block count the mismatches
+        cell.misreads = &s.readAgain;  // the rows of the block count the misreads
     }
     return true;
 }
@@ -159,7 +159,7 @@ const ERecordBlock* ESqlTable::BlockSource::FinishAhead() {
         }
     }
     for (std::size_t column = 0; column < fields_.size(); ++column) {
-        *s.row.cells[fields_[column]].mismatches += ahead_->mismatches[column];
+        *s.row.cells[fields_[column]].misreads += ahead_->misreads[column];
     }
     s.walkPosition = positionOf(ahead_->rows.integerKeys[size - 1]);
     s.loadedFrom = State::Loaded::No;

@@ -130,6 +130,13 @@ bool ParseIsoTimestamp(std::string_view text, std::int64_t& millis) noexcept {
     return true;
 }
 
+bool IsFinerThanMillis(std::string_view text) noexcept {
+    constexpr std::size_t kToMillis = 4;  // the point and three decimals
+    const std::size_t point = text.rfind('.');
+    return point != std::string_view::npos && text.size() > point + kToMillis &&
+           text.substr(point + kToMillis).find_first_of("123456789") != std::string_view::npos;
+}
+
 std::string_view WriteIsoDate(std::int32_t yyyymmdd, char* text) noexcept {
     const int year = yyyymmdd / 10'000;
     const int month = yyyymmdd / 100 % 100;

@@ -150,14 +150,15 @@ bool SqlLookup::Fetch(const EFieldKey& values, Row& row) {
 
 void SqlLookup::NoteMisreads() {
     for (std::size_t i = 0; i < columns_.size(); ++i) {
-        if (std::exchange(data_.mismatches[i], 0) != 0) {
+        const ESqlMisreads misreads = std::exchange(data_.misreads[i], ESqlMisreads{});
+        if (misreads.mismatches != 0 || misreads.cuts != 0) {
             Chaine name("'");
             name += info_.columns[columns_[i]].name;
             name.Append("' of table '");
             name += info_.name;
             name.Append("'");
             const std::lock_guard<std::mutex> guard(source_->misreadLock);
-            source_->misreads.insert(name);
+            (misreads.mismatches != 0 ? source_->misreads : source_->cuts).insert(name);
         }
     }
 }

@@ -151,13 +151,13 @@ void ESqlTable::ReadAhead::MakeSlots(Reader& reader, const EBlockSource& source,
         Slot& slot = reader.slots.emplace_back(reader, s.layout);
         slot.builder.emplace(source, request, descs);
         slot.builder->ShareDictionaries(owner);
-        slot.mismatches.resize(cells.size());
+        slot.misreads.resize(cells.size());
         slot.rows.row = s.row;
         slot.rows.row.record = static_cast<std::byte*>(slot.scratch.Get());
         slot.rows.row.cells = cells;
         for (std::size_t cell = 0; cell < cells.size(); ++cell) {
             slot.rows.row.cells[cell].texts = &reader.data->texts[cell];
-            slot.rows.row.cells[cell].mismatches = &slot.mismatches[cell];
+            slot.rows.row.cells[cell].misreads = &slot.misreads[cell];
         }
         slot.rows.SetColumns(*slot.builder);
         slot.rows.integerKeys.resize(ERecordBlock::kMostRecords);
@@ -296,7 +296,7 @@ bool ESqlTable::ReadAhead::ReadNext(Reader& reader) {
 ESqlStep ESqlTable::ReadAhead::ReadBlock(Reader& reader, Chunk& chunk, Slot& slot) {
     slot.builder->Begin();
     slot.rows.Begin();
-    std::fill(slot.mismatches.begin(), slot.mismatches.end(), 0);
+    std::fill(slot.misreads.begin(), slot.misreads.end(), ESqlMisreads{});
     const ESqlStep step = reader.statement->StepBlock(slot.rows);
     ESqlError error;
     if (step == ESqlStep::Failed) {

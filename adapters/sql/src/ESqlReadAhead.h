@@ -34,7 +34,7 @@ public:
         std::optional<EBlockBuilder> builder;
         ESqlRowBlock rows;
         ERecordBuffer scratch;
-        std::vector<std::uint64_t> mismatches;  // by column
+        std::vector<ESqlMisreads> misreads;  // by column
     };
     enum class Outcome : std::uint8_t {
         Block = 0,

@@ -129,9 +129,9 @@ void ESqlRow::PutOddText(const ESqlCell& cell, const char* bytes, std::size_t le
         case ESqlCell::Kind::Date:
             return ParseIsoDate(text, number) ? PutNumber(cell, number) : PutMismatch(cell);
         case ESqlCell::Kind::Time:
-            return ParseIsoTime(text, number) ? PutNumber(cell, number) : PutMismatch(cell);
+            return ParseIsoTime(text, number) ? PutMoment(cell, number, text) : PutMismatch(cell);
         case ESqlCell::Kind::Timestamp:
-            return ParseIsoTimestamp(text, wide) ? PutNumber(cell, wide) : PutMismatch(cell);
+            return ParseIsoTimestamp(text, wide) ? PutMoment(cell, wide, text) : PutMismatch(cell);
         case ESqlCell::Kind::Blob:
             return cell.texts->Store(record + cell.offset, bytes, length);
         default:

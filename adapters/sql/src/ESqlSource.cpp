@@ -158,21 +158,14 @@ std::int64_t ESqlSource::CountDistinct(const Chaine& codeOrName, const Chaine& c
                      error);
 }
 
-Chaine ESqlSource::MisreadLinks() const {
-    const std::lock_guard<std::mutex> guard(core_->misreadLock);
-    Chaine all;
-    for (const Chaine& column : core_->misreads) {
-        if (!all.IsEmpty()) {
-            all.Append(", ");
-        }
-        all += column;
-    }
-    return all;
-}
+Chaine ESqlSource::MisreadLinks() const { return core_->MisreadList(core_->misreads); }
+
+Chaine ESqlSource::CutLinks() const { return core_->MisreadList(core_->cuts); }
 
 void ESqlSource::ForgetMisreadLinks() {
     const std::lock_guard<std::mutex> guard(core_->misreadLock);
     core_->misreads.clear();
+    core_->cuts.clear();
 }
 
 std::int64_t ESqlSource::AskNumber(const std::string& statement, ESqlError& error) {

@@ -195,7 +195,7 @@ std::vector<ESqlCell> MakeSqlCells(const ESqlTableInfo& info, std::span<const un
         cell.column = static_cast<int>(i);
         cell.offset = fields.OffsetOf(static_cast<std::uint16_t>(i));
         cell.texts = &data.texts[i];
-        cell.mismatches = &data.mismatches[i];
+        cell.misreads = &data.misreads[i];
     }
     return cells;
 }

@@ -27,13 +27,13 @@ private:
     ISqlStatement& statement_;
 };
 
-/// The interned texts and mismatch counts of some columns, shared by all rows read from them.
+/// The interned texts and counts of misreads of some columns, shared by all rows read from them.
 struct ESqlColumnData {
     explicit ESqlColumnData(std::size_t count)
-        : texts(count), mismatches(count), mismatchesBefore(count) {}
+        : texts(count), misreads(count), misreadsBefore(count) {}
     std::deque<ESqlTextIntern> texts;
-    std::vector<std::uint64_t> mismatches;
-    std::vector<std::uint64_t> mismatchesBefore;  // the walk
+    std::vector<ESqlMisreads> misreads;
+    std::vector<ESqlMisreads> misreadsBefore;  // the walk
 };
 
 /// One condition of a range, with its bound value.

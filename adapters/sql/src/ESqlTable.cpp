@@ -41,7 +41,7 @@ EPosition ESqlTable::GetFirst() {
         s.listAt = -1;
         return StepListed(/*forward=*/true);
     }
-    s.data.mismatchesBefore = s.data.mismatches;
+    s.data.misreadsBefore = s.data.misreads;
     if (!s.StartStatement(s.selectRow)) {
         s.BreakWalk();
         return Leave(s.error.status);
@@ -58,7 +58,7 @@ EPosition ESqlTable::GetFirst() {
 EPosition ESqlTable::StreamAgain() {
     State& s = *state_;
     s.walkStatement->Reset();
-    s.data.mismatches = s.data.mismatchesBefore;
+    s.data.misreads = s.data.misreadsBefore;
     return StepStreaming();
 }
 
@@ -415,13 +415,13 @@ bool ESqlTable::IsWritable() const noexcept { return state_->writable; }
 bool ESqlTable::IsInAtomic() const noexcept { return state_->atomic; }
 const ESqlSessionRecord& ESqlTable::Session() const noexcept { return state_->session; }
 
-std::uint64_t ESqlTable::MismatchCount(unsigned column) const {
+ESqlMisreads ESqlTable::Misreads(unsigned column) const {
     for (std::size_t i = 0; i < state_->columns.size(); ++i) {
         if (state_->columns[i] == column) {
-            return state_->data.mismatches[i];
+            return state_->data.misreads[i];
         }
     }
-    return 0;
+    return {};
 }
 
 }  // namespace etabulon

@@ -139,7 +139,7 @@ ESqlTable::State::Find ESqlTable::State::ReadByKey(EPosition position) {
 ESqlTable::State::Find ESqlTable::State::ReadBlank() {
     ESqlRow again = row;
     for (ESqlCell& cell : again.cells) {
-        cell.mismatches = &readAgain;
+        cell.misreads = &readAgain;
     }
     return ReadRecord(again, walkPosition);
 }

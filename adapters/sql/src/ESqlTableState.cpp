@@ -37,7 +37,7 @@ ESqlTable::State::State(ESqlSource& ofSource, const ESqlTableInfo& ofInfo, DRubr
     loadedRow = row;
     loadedRow.record = static_cast<std::byte*>(loaded.Get());
     for (ESqlCell& cell : loadedRow.cells) {
-        cell.mismatches = &readAgain;  // the cells of `row` count the mismatches
+        cell.misreads = &readAgain;  // the cells of `row` count the misreads
     }
     selectKey = SqlSelect(info, {}, keyRow);
     storedRow.record = static_cast<std::byte*>(stored.Get());
@@ -320,7 +320,7 @@ void ESqlTable::State::ComeBack() {
         ESqlRow into = row;
         into.cells.resize(isBlank ? into.cells.size() : 0);
         for (ESqlCell& cell : into.cells) {
-            cell.mismatches = &readAgain;
+            cell.misreads = &readAgain;
         }
         if (from != nullptr) {
             BindKey(*from, 1, AddressOf(walkPosition));

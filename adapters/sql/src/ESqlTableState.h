@@ -129,7 +129,7 @@ struct ESqlTable::State {
     [[nodiscard]] Find ReadByKey(EPosition position);
     /// The same into `loaded` alone, which then may be of another record than the current one.
     [[nodiscard]] Find ReadLoaded(EPosition position);
-    /// Reads the walk's record, which a block has delivered and counted the mismatches of.
+    /// Reads the walk's record, which a block has delivered and counted the misreads of.
     [[nodiscard]] Find ReadBlank();
     [[nodiscard]] Find ReadRecord(ESqlRow& into, EPosition position);
     [[nodiscard]] Find ReadInto(std::span<ESqlRow* const> rows, EPosition position);
@@ -160,7 +160,7 @@ struct ESqlTable::State {
     ESqlColumnData data;
     ESqlRow row;
     ESqlRow loadedRow;
-    std::uint64_t readAgain = 0;
+    ESqlMisreads readAgain;
     ESqlRow keyRow;  // the key alone
     // The values that the last write stored in the cells that it set. The fields of `layout` view
     // it.

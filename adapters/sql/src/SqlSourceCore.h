@@ -36,7 +36,18 @@ struct SqlSourceCore {
     DDico dico;
     std::atomic<std::uint64_t> walks{0};
     std::mutex misreadLock;
-    std::set<Chaine> misreads;  // columns of linked tables, guarded by misreadLock
+    // Columns of linked tables, guarded by misreadLock.
+    std::set<Chaine> misreads;
+    std::set<Chaine> cuts;  // to milliseconds
+    [[nodiscard]] Chaine MisreadList(const std::set<Chaine>& columns) {
+        const std::lock_guard<std::mutex> guard(misreadLock);
+        Chaine all;
+        for (const Chaine& column : columns) {
+            all.Append(all.IsEmpty() ? "" : ", ");
+            all += column;
+        }
+        return all;
+    }
     std::atomic<bool> isOpen{true};
 };
 

@@ -267,6 +267,13 @@ CliResult<> CliDictionary::EnterStep(Way& way, CliPathStep& step, bool isBehindB
         step.name.erase(0, dot + 1);
     }
     if (step.table && LookUpTable(*step.table) != way.here) {
+        if (const ESqlColumn* const column = LookUpColumn(*way.here, *step.table)) {
+            const std::string others = DerivationsOf(column->type);
+            return CliFailure{CliExit::Failed,
+                              fmt::format("column {}, whose type is {}, has no .{}; it has {}",
+                                          Quoted(column->name.View()), TypeName(column->type),
+                                          step.name, others.empty() ? "no parts" : others)};
+        }
         return CliFailure{CliExit::Failed,
                           fmt::format("{}.{} isn't a column of {}, where its path leads",
                                       *step.table, step.name, Shown(*way.here))};

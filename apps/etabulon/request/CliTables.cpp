@@ -46,6 +46,7 @@ public:
                                           ESqlError& /*error*/) override {
         return file_->Open(variables);
     }
+    std::uint64_t CutCount(unsigned variable) const override { return file_->CutCount(variable); }
     std::int64_t CountRows(const ESqlTableInfo& /*table*/, ESqlError& /*error*/) override {
         return static_cast<std::int64_t>(file_->Open()->Count());
     }

@@ -38,6 +38,10 @@ public:
     [[nodiscard]] virtual std::int64_t CountDistinct(const ESqlTableInfo& table, unsigned variable,
                                                      ESqlError& error) = 0;
 
+    /// How many times or timestamps of a variable were cut to milliseconds when the source was read
+    /// into memory. A database tells of them at each walk (ESqlTable::Misreads).
+    [[nodiscard]] virtual std::uint64_t CutCount(unsigned /*variable*/) const { return 0; }
+
     [[nodiscard]] const DRubric& Rubric(const ESqlTableInfo& table) {
         return *Dico().Find(table.code);
     }

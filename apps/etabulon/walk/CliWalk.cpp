@@ -108,21 +108,26 @@ protected:
     }
 };
 
-/// Tells of values that the result shows as NULL though the database has them.
-void TellMisread(const ESqlTable& table, const ESqlSource& source) {
-    if (const Chaine links = source.MisreadLinks(); !links.IsEmpty()) {
-        WriteError(
-            fmt::format("etabulon: column {}: some of the values aren't of its type and read "
-                        "as NULL\n",
-                        links.View()));
+constexpr std::uint64_t kSome = static_cast<std::uint64_t>(-1);  // there is no count
+constexpr std::string_view kReadAsNull = "aren't of its type and read as NULL";
+constexpr std::string_view kAreCut = "have more than three decimals of a second, which are cut";
+
+void TellMisread(std::string_view columns, std::uint64_t count, std::string_view what) {
+    if (!columns.empty() && count != 0) {
+        WriteError(fmt::format("etabulon: column {}: {} of the values {}\n", columns,
+                               count == kSome ? "some" : std::to_string(count), what));
     }
+}
+
+/// Tells of values that the result shows as NULL, or less exactly, than the database has them.
+void TellMisreads(const ESqlTable& table, const ESqlSource& source) {
+    TellMisread(source.MisreadLinks().View(), kSome, kReadAsNull);
+    TellMisread(source.CutLinks().View(), kSome, kAreCut);
     for (const unsigned column : table.Columns()) {
-        if (const std::uint64_t count = table.MismatchCount(column); count != 0) {
-            WriteError(
-                fmt::format("etabulon: column {}: {} of the values aren't of its type and "
-                            "read as NULL\n",
-                            Quoted(table.Info().columns[column].name.View()), count));
-        }
+        const std::string name = Quoted(table.Info().columns[column].name.View());
+        const ESqlMisreads misreads = table.Misreads(column);
+        TellMisread(name, misreads.mismatches, kReadAsNull);
+        TellMisread(name, misreads.cuts, kAreCut);
     }
 }
 
@@ -298,8 +303,11 @@ CliResult<> OpenCursor(const CliWalkContext& context, const ETabulonLevels& leve
         ids.emplace_back(derived->base);
     }
     ESqlError error;
-    auto table = context.table.Source().OpenTable(
-        context.table.Info(), UseColumns(levels, ids, context.table.Rubric()), error);
+    const std::vector<unsigned> columns = UseColumns(levels, ids, context.table.Rubric());
+    auto table = context.table.Source().OpenTable(context.table.Info(), columns, error);
+    if (context.table.Source().Database() == nullptr) {
+        cursor.SetColumnsInMemory(columns);
+    }
     if (table == nullptr) {
         return CliFailure{CliExit::Failed, error.text.IsEmpty()
                                                ? fmt::format("{} can't be opened (status {})",
@@ -350,7 +358,11 @@ CliResult<> Walk(const CliWalkContext& context, CliCursor& cursor, const ETabulo
     }
     if (status == StatusOk) {
         if (cursor.Table() != nullptr) {
-            TellMisread(*cursor.Table(), *context.table.Source().Database());
+            TellMisreads(*cursor.Table(), *context.table.Source().Database());
+        }
+        for (const unsigned column : cursor.ColumnsInMemory()) {
+            TellMisread(Quoted(context.table.Info().columns[column].name.View()),
+                        context.table.Source().CutCount(column), kAreCut);
         }
         return {};
     }

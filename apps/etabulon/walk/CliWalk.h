@@ -30,6 +30,12 @@ public:
     /// have its levels. With `moveRecords` edits may move records into a walk's place.
     void ShowPending(const ETabulonPendingChanges& changes, bool moveRecords);
 
+    /// The columns that it reads of a source that is held in memory.
+    [[nodiscard]] const std::vector<unsigned>& ColumnsInMemory() const noexcept {
+        return inMemory_;
+    }
+    void SetColumnsInMemory(const std::vector<unsigned>& columns) { inMemory_ = columns; }
+
 protected:
     void ResetCancel() override;
     [[nodiscard]] bool HasOwnSteps() const noexcept override;
@@ -39,6 +45,7 @@ private:
     const CliInterrupt& interrupt_;
     std::unique_ptr<ETabulonCursorPending> overlay_;
     std::unique_ptr<ETabulonCursorRelay> moved_;  // in front of overlay_ if edits move records
+    std::vector<unsigned> inMemory_;
 };
 
 /// The parts that all walks of a command share.

@@ -5,8 +5,10 @@
 #include "etabulon/sql/ESqlError.h"
 #include "etabulon/sql/ESqlSchema.h"
 
+#include <cstdint>
 #include <memory>
 #include <span>
+#include <vector>
 
 namespace etabulon {
 
@@ -44,6 +46,8 @@ public:
     /// What a database with the file as its only table would say of it.
     [[nodiscard]] const ESqlTableInfo& Info() const noexcept { return info_; }
     [[nodiscard]] const Chaine& Location() const noexcept { return path_; }
+    /// How many times or timestamps of a column (by index) were cut to milliseconds.
+    [[nodiscard]] std::uint64_t CutCount(unsigned column) const { return cuts_[column]; }
     /// A table of all fields, or of some, by index. Not the same object twice.
     [[nodiscard]] std::unique_ptr<EDataColumns> Open() const;
     [[nodiscard]] std::unique_ptr<EDataColumns> Open(std::span<const unsigned> fields) const;
@@ -55,6 +59,7 @@ private:
     Chaine path_;
     DDico dico_;
     ESqlTableInfo info_;
+    std::vector<std::uint64_t> cuts_;  // by column
     std::unique_ptr<EDataColumns> columns_;
 };
 

@@ -21,6 +21,9 @@ namespace etabulon {
 /// `millis` counts from 0001-01-01. A date alone means its midnight.
 [[nodiscard]] ETABULON_API bool ParseIsoTimestamp(std::string_view text,
                                                   std::int64_t& millis) noexcept;
+/// Whether a text that one of these two accepts has decimals beyond the milliseconds, other than
+/// zeros, which a cell can't hold.
+[[nodiscard]] ETABULON_API bool IsFinerThanMillis(std::string_view text) noexcept;
 
 inline constexpr std::size_t kIsoCapacity = 32;
 /// Write into `text`, which has kIsoCapacity bytes. An empty view if the number is no date or time.

@@ -2,6 +2,7 @@
 
 #include "etabulon/sql/ESqlDates.h"
 #include "etabulon/sql/ESqlEngine.h"
+#include "etabulon/sql/ESqlMisreads.h"
 #include "etabulon/sql/ESqlTextIntern.h"
 
 #include <cstddef>
@@ -34,7 +35,7 @@ struct ESqlCell {
     int column = 0;          // in the statement
     std::size_t offset = 0;  // in the record
     ESqlTextIntern* texts = nullptr;
-    std::uint64_t* mismatches = nullptr;  // values of another type, read as missing
+    ESqlMisreads* misreads = nullptr;
 
     [[nodiscard]] bool IsSlot() const noexcept { return kind == Kind::Text || kind == Kind::Blob; }
 };
@@ -117,8 +118,13 @@ private:
         at[sizeof value] = std::byte{0};
     }
     void PutMismatch(const ESqlCell& cell) noexcept {
-        ++*cell.mismatches;
+        ++cell.misreads->mismatches;
         PutNull(cell);
+    }
+    template <class T>
+    void PutMoment(const ESqlCell& cell, T value, std::string_view text) noexcept {
+        cell.misreads->cuts += IsFinerThanMillis(text) ? 1 : 0;
+        PutNumber(cell, value);
     }
     void PutOddInteger(const ESqlCell& cell, std::int64_t value);
     void PutOddReal(const ESqlCell& cell, double value);

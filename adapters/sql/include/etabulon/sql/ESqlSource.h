@@ -72,6 +72,9 @@ public:
     /// The columns behind links of which a value had another type and was read as missing, since
     /// the last ForgetMisreadLinks: "'column' of table 'table'", separated by commas.
     [[nodiscard]] Chaine MisreadLinks() const;
+    /// Those of which a lookup cut a time or timestamp to milliseconds.
+    [[nodiscard]] Chaine CutLinks() const;
+    /// Empties both lists.
     void ForgetMisreadLinks();
 
     /// A new connection to the same database in the same mode; null with `error`.

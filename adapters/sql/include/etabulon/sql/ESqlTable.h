@@ -2,6 +2,7 @@
 
 #include "etabulon/foundation/EDataTable.h"
 #include "etabulon/sql/ESqlError.h"
+#include "etabulon/sql/ESqlMisreads.h"
 #include "etabulon/sql/ESqlSchema.h"
 #include "etabulon/sql/fwd.h"
 
@@ -138,9 +139,9 @@ public:
     /// Reads the stored value of a field of the record at `where` as a text, even if the field
     /// reads as missing; missing for NULL. The result is a status.
     [[nodiscard]] std::int32_t ReadStored(EPosition where, std::uint16_t field, EVariant& value);
-    /// The number of values of a column (by variable index) that had another type and were read as
-    /// missing. A walk by blocks reads only the columns that its listeners ask for.
-    [[nodiscard]] std::uint64_t MismatchCount(unsigned column) const;
+    /// How many values of a column (by variable index) the walk met that records don't show as they
+    /// are stored. A walk by blocks reads only the columns that its listeners ask for.
+    [[nodiscard]] ESqlMisreads Misreads(unsigned column) const;
 
     /// All writes until Commit or Rollback take effect together or not at all. The result is a
     /// status. Commit returns RolledBack if the engine ended the session before.
