@@ -52,10 +52,14 @@ std::string Comparison(const ESqlTableInfo& info, const std::string& left, const
     std::string text;
     std::size_t part = 0;
     for (const std::string& name : AddressNames(info)) {
-        const std::string collation =
-            part < info.keyCollations.size() ? info.keyCollations[part] : std::string();
         text += (text.empty() ? "" : join) + left;
-        text += '.' + name + collation + comparison + right + '.' + name;
+        text += '.' + name;
+        if (part < info.keyCollations.size()) {
+            text += info.keyCollations[part];
+        }
+        text += comparison;
+        text += right;
+        text += '.' + name;
         ++part;
     }
     return text;
@@ -80,7 +84,8 @@ std::int32_t ESqlTable::WatchKeys() {
     const std::string table = std::string("temp.") + kTakenKeys;
     std::string columns;
     for (const std::string& name : AddressNames(s.info)) {
-        columns += (columns.empty() ? "" : ",") + name + " AS " + name;
+        columns += (columns.empty() ? "" : ",") + name;
+        columns += " AS " + name;
     }
     std::vector<std::string> texts = {
         // Selected, so that its columns have the types of the key, and its indexes serve FindOwner.
