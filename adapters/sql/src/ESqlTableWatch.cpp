@@ -126,7 +126,7 @@ ESqlTable::State::Find ESqlTable::State::FindOwner(EPosition position) {
     if (some != Find::Found) {
         return some == Find::Gone ? Find::Found : some;
     }
-    const Address address = AddressOf(position);
+    const ESqlAddress address = AddressOf(position);
     const std::string name = SqlName(info.name);
     Chaine other = info.name;
     other.Append(" taken");
@@ -147,14 +147,15 @@ ESqlTable::State::Find ESqlTable::State::FindOwner(EPosition position) {
 }
 
 /// Gone if the statement has no row. `address` is bound to it, unless it is null.
-ESqlTable::State::Find ESqlTable::State::FindRow(const std::string& text, const Address* address) {
+ESqlTable::State::Find ESqlTable::State::FindRow(const std::string& text,
+                                                 const ESqlAddress* address) {
     ISqlStatement* const statement = Prepared(text);
     if (statement == nullptr) {
         return Find::Failed;
     }
     const SqlRun run(*statement);
     if (address != nullptr) {
-        BindKey(*statement, 1, *address);
+        address->Bind(*statement, 1);
     }
     const ESqlStep step = statement->Step();
     if (step == ESqlStep::Failed) {
