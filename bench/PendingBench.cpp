@@ -26,7 +26,9 @@ constexpr int kDeletes = 100;
 constexpr int kInserts = 100;
 constexpr std::int64_t kQuantity = 7;
 
-ETabulonValue Value(std::string_view text) { return {EVariant(Chaine(text)), Chaine(), false}; }
+ETabulonValue Value(std::string_view text) {
+    return {EVariant(Chaine(text)), Chaine(), /*modified=*/false};
+}
 
 struct Totals {
     std::int64_t records = 0;

@@ -296,7 +296,7 @@ CursorStatus ETabulonCursorEData::NextBlockOfTable(const ERecordBlock*& block) {
 CursorStatus ETabulonCursorEData::StandInBlock(const ERecordBlock& block, EBlockIndex record,
                                                bool isWhole) {
     if (isWhole) {
-        table_->RePos(block.Position(record), false);
+        table_->RePos(block.Position(record), /*flag=*/false);
     } else {
         blocks_->StandOn(record);
     }

@@ -33,6 +33,24 @@ std::int64_t WeekOf(std::int64_t day) noexcept {
     return (thursday - newYear) / kDaysOfWeek + 1;
 }
 
+/// The day and the time of the day that a date, a time or a timestamp has; false if it has none.
+bool ReadMoment(const EContent& moment, std::int64_t& day, std::int64_t& time) noexcept {
+    if (moment.IsMissing()) {
+        return false;
+    }
+    switch (moment.info->storage) {
+        case EStorage::Time:
+            time = moment.As<std::int32_t>();
+            return true;
+        case EStorage::Timestamp:
+            day = DayOfTimestamp(moment.As<std::int64_t>());
+            time = moment.As<std::int64_t>() - day * kMillisecondsPerDay;
+            return true;
+        default:
+            return DayOfDate(moment.As<std::int32_t>(), day);
+    }
+}
+
 /// The bytes of the first characters.
 std::size_t LengthOfLetters(std::string_view text, std::uint32_t letters) noexcept {
     constexpr unsigned char kContinues = 0x80;
@@ -146,15 +164,9 @@ EVariant EDerivation::Of(const EVariant& value) const {
 }
 
 EVariant EDerivation::PartOf(const EVariant& value) const {
-    const EContent content = EVariantAccess::Read(value);
     std::int64_t day = 0;
     std::int64_t time = 0;
-    if (content.info->storage == EStorage::Time) {
-        time = content.As<std::int32_t>();
-    } else if (content.info->storage == EStorage::Timestamp) {
-        day = DayOfTimestamp(content.As<std::int64_t>());
-        time = content.As<std::int64_t>() - day * kMillisecondsPerDay;
-    } else if (!DayOfDate(content.As<std::int32_t>(), day)) {
+    if (!ReadMoment(EVariantAccess::Read(value), day, time)) {
         return EVariant::Missing(TYPE_LONG, sizeof(std::int32_t));
     }
     const ECivil civil = CivilOfDay(day);

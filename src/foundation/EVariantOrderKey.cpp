@@ -12,7 +12,7 @@ namespace {
 
 __extension__ typedef unsigned __int128 EWideBits;
 
-constexpr unsigned kBits = 64;
+constexpr int kBits = 64;
 
 // The first byte of a key. 0 is left to callers.
 enum Head : unsigned char {
@@ -48,17 +48,16 @@ struct Magnitude {
 /// Requires 0 < whole < 2^64 and a scale of up to 4.
 Magnitude MagnitudeOf(EWideBits whole, unsigned scale) noexcept {
     const auto power = static_cast<EWideBits>(PowerOfTen(scale));
-    const EWideBits high = (whole << kBits) / power;  // in units of 2^-64
-    const EWideBits low = (((whole << kBits) % power) << kBits) / power;
-    const auto top = static_cast<std::uint64_t>(high >> kBits);
-    const int unused =
-        top != 0 ? std::countl_zero(top)
-                 : static_cast<int>(kBits) + std::countl_zero(static_cast<std::uint64_t>(high));
-    // high is at least 2^50, so that less than 128 bits of high and low are left out.
-    const EWideBits rest = unused <= static_cast<int>(kBits)
-                               ? low >> (static_cast<int>(kBits) - unused)
-                               : low << (unused - static_cast<int>(kBits));
-    return {static_cast<int>(kBits) - unused, (high << unused) | rest};
+    EWideBits high = (whole << kBits) / power;  // in units of 2^-64, and at least 2^50 of them
+    EWideBits low = (((whole << kBits) % power) << kBits) / power;  // in units of 2^-128
+    int exponent = kBits;
+    if (high >> kBits == 0) {
+        high = high << kBits | low;
+        low = 0;
+        exponent = 0;
+    }
+    const int unused = std::countl_zero(static_cast<std::uint64_t>(high >> kBits));
+    return {exponent - unused, high << unused | low >> (kBits - unused)};
 }
 
 /// Requires a number above 0.

@@ -88,7 +88,8 @@ void ETabulonExtractValue::SetCurrent(const ETabulonCursor& cursor) {
         return;
     }
     for (const Binding& binding : bindings_) {
-        *binding.value = *binding.field;
+        const EVariant& loaded = *binding.field;
+        *binding.value = loaded;
     }
 }
 

@@ -81,7 +81,7 @@ struct RandomTable {
                 table->DeleteOne(at);
                 continue;
             }
-            const bool isNew = table->RePos(at, false) == kNoPosition || walk.OneIn(3);
+            const bool isNew = table->RePos(at, /*flag=*/false) == kNoPosition || walk.OneIn(3);
             for (std::size_t column = 1; column < std::size(kColumns); ++column) {
                 if (isNew || walk.OneIn(4)) {
                     table->Fields().At(static_cast<std::uint16_t>(column)) <<=
@@ -449,7 +449,7 @@ std::string SumThrough(ETabulonCursorPending& overlay, RecordTrace& trace) {
 
 ETabulonTag CountryTag(const char* country) {
     ETabulonTag tag;
-    tag.SetValue(0, ETabulonValue(EVariant(country), Chaine(), false));
+    tag.SetValue(0, ETabulonValue(EVariant(country), Chaine(), /*modified=*/false));
     return tag;
 }
 

@@ -81,7 +81,7 @@ TEST(DerivedFields, AreMadeAlikeInBlocksAndInSteps) {
     for (const ETabulonTag& tag : {ETabulonTag(), place}) {
         std::size_t blocks = 0;
         std::size_t none = 0;
-        const std::string byBlocks = Walked(cursor, true, tag, blocks);
+        const std::string byBlocks = Walked(cursor, /*byBlocks=*/true, tag, blocks);
         EXPECT_EQ(byBlocks, Walked(cursor, false, tag, none));
         EXPECT_GT(blocks, 0U);
         EXPECT_EQ(none, 0U);
@@ -97,7 +97,7 @@ TEST(DerivedFields, FollowPendingUpdatesOfWhatTheyAreMadeOf) {
     ETabulonPendingChanges changes;
     ETabulonTag of1991;
     of1991.SetValue(0, ETabulonValue(1991, "", /*modified=*/false));
-    changes.AppendUpdate(of1991, "day", DatedOrders::DayOf(8, false));  // in 1998
+    changes.AppendUpdate(of1991, "day", DatedOrders::DayOf(8, /*isMissing=*/false));  // in 1998
     ETabulonTag of1992;
     of1992.SetValue(0, ETabulonValue(1992, "", /*modified=*/false));
     changes.AppendDelete(of1992);

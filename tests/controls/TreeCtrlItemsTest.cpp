@@ -15,7 +15,7 @@ TEST_F(TreeCtrlItems, OpenAsTheModeSays) {
     for (const auto& [mode, items] : rows) {
         ctrl->SetExpand(mode);
         ctrl->SetSortLevels(InOrder({0}), /*refresh=*/false);
-        ctrl->SetSortLevels(InOrder({0, 1, 2}), true);
+        ctrl->SetSortLevels(InOrder({0, 1, 2}), /*refresh=*/true);
         Settle();
         EXPECT_EQ(view.Items(), items) << mode;
     }

@@ -60,7 +60,7 @@ TEST_F(TreeCtrlLevels, DropAlongOneBranch) {
         {"all/FR", "all/FR", false, kAllItems},
         {"all/FR", "nowhere", false, kAllItems}};
     for (const auto& [from, to, taken, items] : rows) {
-        ctrl->SetSortLevels(ETabulonSortDesc::SortKeyArray(sales.levels), false);
+        ctrl->SetSortLevels(ETabulonSortDesc::SortKeyArray(sales.levels), /*refresh=*/false);
         Fill();
         view.Click("all");
         screen.Advance(1000);
@@ -116,11 +116,11 @@ TEST_F(TreeCtrlLevels, HiddenOnesFollowTheSelectionIfAttached) {
     EXPECT_EQ(order(), "120");
     view.Click("all/Paris");
     EXPECT_FALSE(ctrl->AreHiddenLevelsAttachedToCurrent());
-    ctrl->SetAttachHiddenLevelsToCurrent(true, /*refresh=*/true);
+    ctrl->SetAttachHiddenLevelsToCurrent(/*attach=*/true, /*refresh=*/true);
     EXPECT_EQ(order(), "102");
     Settle();
     EXPECT_EQ(view.TakeLog("owner"), "owner 1569; owner 1570; ");
-    ctrl->SetAttachHiddenLevelsToCurrent(true, /*refresh=*/true);
+    ctrl->SetAttachHiddenLevelsToCurrent(/*attach=*/true, /*refresh=*/true);
     EXPECT_EQ(view.TakeLog("owner"), "");
     view.DeleteItem(view.SelectedItem());
     ASSERT_EQ(view.SelectedItem(), nullptr);
@@ -133,7 +133,7 @@ TEST_F(TreeCtrlLevels, MovedByARefreshLeaveItsTagAlone) {
     ctrl->SetHideLevelFlags(0, kInTree, /*refresh=*/false);
     Fill();
     view.Click("all/Paris");
-    ctrl->SetAttachHiddenLevelsToCurrent(true, /*refresh=*/false);
+    ctrl->SetAttachHiddenLevelsToCurrent(/*attach=*/true, /*refresh=*/false);
     ctrl->Refresh(ctrl->Tree()->Root()->Get(3U)->Tag());  // a node that goes with the old order
     Settle();
     EXPECT_EQ(view.Items(), "-all{+Berlin +Bonn +Lyon *-Paris{2021 2022}}");

@@ -73,11 +73,11 @@ protected:
 
     void Edit() {
         for (unsigned count = Any(6); count > 0; --count) {
-            sales.Append(++lastId_, Letter().c_str(), Letter().c_str(),
+            sales.Append(++lastId, Letter().c_str(), Letter().c_str(),
                          2000 + static_cast<int>(Any(4)));
         }
         for (unsigned count = Any(7); count > 0; --count) {
-            sales.Delete({static_cast<int>(Any(static_cast<std::size_t>(lastId_))) + 1});
+            sales.Delete({static_cast<int>(Any(static_cast<std::size_t>(lastId))) + 1});
         }
     }
     /// What becomes of the walks of this round.
@@ -117,7 +117,7 @@ protected:
     /// A run moves the selection only where its node has gone.
     void DoInRuns() {
         _TREEITEM* const selected = view.SelectedItem();
-        followed_ = selected != nullptr ? ctrl->Tag(selected) : ETabulonTag();
+        followed = selected != nullptr ? ctrl->Tag(selected) : ETabulonTag();
         DoOne(
             6, [&] { ctrl->Fill(); },
             [&] {
@@ -127,12 +127,12 @@ protected:
             [&] { ctrl->RefreshCurrentNode(); },
             [&] {
                 ctrl->RefreshDeletedNode(AnyTag());
-                followed_ = ETabulonTag();  // its item went for a while
+                followed = ETabulonTag();  // its item went for a while
             },
             [&] { ctrl->Refresh(AnyTag()); });
     }
     void Event() {
-        followed_ = ETabulonTag();
+        followed = ETabulonTag();
         const unsigned what = Any(10);
         what < 5 ? DoInView() : what < 6 ? DoInLevels() : DoInRuns();
     }
@@ -162,8 +162,8 @@ protected:
                (view.ImageOf(view.FirstItem()) == "root" ? "" : "wait is shown; ");
     }
 
-    int lastId_ = 5;
-    ETabulonTag followed_;  // the root: none
+    int lastId = 5;
+    ETabulonTag followed;  // the root: none
 };
 
 TEST_P(TreeCtrlStorm, LeavesItemsLikeTheModelAfterEachEvent) {
@@ -178,8 +178,8 @@ TEST_P(TreeCtrlStorm, LeavesItemsLikeTheModelAfterEachEvent) {
         Rest();
         if (Troubles() != before || sales.cursor.onRecord) {
             CatchUp();
-        } else if (ctrl->Tree()->Get(followed_) != nullptr && !followed_.IsRoot()) {
-            ASSERT_EQ(ctrl->Selected().DisplayID(), followed_.DisplayID()) << "round " << round;
+        } else if (ctrl->Tree()->Get(followed) != nullptr && !followed.IsRoot()) {
+            ASSERT_EQ(ctrl->Selected().DisplayID(), followed.DisplayID()) << "round " << round;
         }
         ASSERT_EQ(Check(), "") << "round " << round << " " << view.Items() << "\n"
                                << view.TakeLog();

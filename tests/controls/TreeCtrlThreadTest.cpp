@@ -183,10 +183,10 @@ protected:
             sales.Append(id, Letter().c_str(), Letter().c_str(), 2000 + static_cast<int>(Any(4)));
         }
         sales.cursor.onRecord = [this](int record) {
-            if (record == 1 && ++walks_ % 61 == 0) {
+            if (record == 1 && ++walks % 61 == 0) {
                 throw std::runtime_error("broken");
             }
-            return record == 1 && walks_ % 17 == 0 ? static_cast<CursorStatus>(77) : StatusOk;
+            return record == 1 && walks % 17 == 0 ? static_cast<CursorStatus>(77) : StatusOk;
         };
     }
     void GiveAnOrder() {
@@ -199,7 +199,7 @@ protected:
             },
             [&] { Any(2) == 0 ? ctrl->MoveSelectedLevelUp() : ctrl->MoveSelectedLevelDown(); },
             [&] {
-                script_.AppendUpdate(AnyPlace(), "year", EVariant(2000 + static_cast<int>(Any(9))));
+                script.AppendUpdate(AnyPlace(), "year", EVariant(2000 + static_cast<int>(Any(9))));
             },
             [&] {
                 if (Any(2) == 0) {
@@ -229,8 +229,8 @@ protected:
         TreeScreen::Reopen(sales.cursor);
     }
 
-    ETabulonPendingChanges script_;
-    int walks_ = 0;  // guarded by the cursor's lock
+    ETabulonPendingChanges script;
+    int walks = 0;  // guarded by the cursor's lock
 };
 
 TEST_F(TreeCtrlThreadStorm, EachRunIsHeardOnceUntilItsControlIsClosed) {
@@ -239,7 +239,7 @@ TEST_F(TreeCtrlThreadStorm, EachRunIsHeardOnceUntilItsControlIsClosed) {
     TreeScreen::Reopen(sales.cursor);
     int reopened = 0;
     {
-        GridSide grid(sales, script_);
+        GridSide grid(sales, script);
         while (Starts() < kStarts) {
             GiveAnOrder();
             if (Any(50) == 0) {
@@ -249,7 +249,7 @@ TEST_F(TreeCtrlThreadStorm, EachRunIsHeardOnceUntilItsControlIsClosed) {
             if (Any(100) == 0) {
                 const ECursorExclusive exclusive(sales.cursor);
                 ASSERT_EQ(CheckTree(*ctrl->Tree()->Root()), "");
-                script_.Reset();
+                script.Reset();
                 view.TakeLog();
             }
             ASSERT_LE(Ends(), Starts() - startsOnly);
@@ -267,7 +267,7 @@ TEST_F(TreeCtrlThreadStorm, EachRunIsHeardOnceUntilItsControlIsClosed) {
     // Every reference and every lock was given back, and the model is sound.
     sales.cursor.onRecord = nullptr;
     CloseAndReopen();
-    script_.Reset();
+    script.Reset();
     Fill();
     EXPECT_EQ(CheckTree(*ctrl->Tree()->Root()), "");
     EXPECT_EQ(ObjectsWithoutControl(), before);
@@ -290,7 +290,7 @@ EMessage Message(std::uint32_t number, bool withTag = false) {
 
 TEST(MessagePort, DeliversInOrderOneAtATimeAndSendsAtOnce) {
     Receiver receiver;
-    receiver.port.Post(Message(1, true));
+    receiver.port.Post(Message(1, /*withTag=*/true));
     receiver.port.Post(Message(2));
     receiver.port.Send(Message(3));
     EXPECT_EQ(receiver.log, "3 ");
@@ -316,10 +316,10 @@ TEST(MessagePort, ThatIsClosedHearsAndWakesNothing) {
     Receiver receiver;
     int woken = 0;
     receiver.port.Post(Message(9));
-    receiver.port.Post(Message(1, true));
+    receiver.port.Post(Message(1, /*withTag=*/true));
     receiver.port.SetWaker([&woken] { ++woken; });
     EXPECT_TRUE(receiver.port.Dispatch());
-    receiver.port.Post(Message(2, true));
+    receiver.port.Post(Message(2, /*withTag=*/true));
     receiver.port.Send(Message(3));
     EXPECT_FALSE(receiver.port.Dispatch());
     EXPECT_EQ(receiver.log, "9 ");
@@ -369,7 +369,7 @@ TEST(MessagePort, TakesFromManyThreadsWhileItIsClosed) {
     for (int thread = 0; thread < 4; ++thread) {
         threads.emplace_back([&receiver] {
             for (int turn = 0; turn < 500; ++turn) {
-                receiver.port.Post(Message(1, true));
+                receiver.port.Post(Message(1, /*withTag=*/true));
             }
         });
     }

@@ -211,7 +211,7 @@ TEST(CalculationOfAField, GoesByItsNumberIfItHasOne) {
     EXPECT_EQ(byNumber->Variable()->DataType(), TYPE_DOUBLE);
     double place = 0;
     EField field;
-    field.Attach(EFieldDesc("plain", TYPE_DOUBLE, 0, 0, nullptr), &place, false);
+    field.Attach(EFieldDesc("plain", TYPE_DOUBLE, 0, 0, nullptr), &place, /*takeOwnership=*/false);
     const auto byName =
         ERef<ETabulonCumulFuncOnVar>::Adopt(ETabulonCumulFuncOnVar::Build("AVG", field, "Plain"));
     EXPECT_EQ(byName->Variable()->DataID().Code(), Chaine("plain"));

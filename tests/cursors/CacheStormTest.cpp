@@ -172,10 +172,10 @@ void CacheStorm::StepEdit() {
         tag = {Any(4) != 0 ? Country() : ""};
         if (tag[0].empty() || Any(2) != 0) {
             tag.push_back(City());
-            at.SetValue(kCity, ETabulonValue(tag[1].c_str(), "", false));
+            at.SetValue(kCity, ETabulonValue(tag[1].c_str(), "", /*modified=*/false));
         }
         if (!tag[0].empty()) {
-            at.SetValue(kCountry, ETabulonValue(tag[0].c_str(), "", false));
+            at.SetValue(kCountry, ETabulonValue(tag[0].c_str(), "", /*modified=*/false));
         }
     }
     DoOne(

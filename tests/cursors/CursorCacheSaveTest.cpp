@@ -64,7 +64,7 @@ TEST_F(CachedSales, UpdaterReachesTheRecordOfTheKeyWhereverTheSourceStands) {
             return updater->Delete(keys[id], At("DE", "Ulm"));
         }
         static_cast<void>(updater->StartUpdate(keys[id], At("DE", "Ulm")));
-        static_cast<void>(updater->SetValue("amount", ETabulonValue(90, "", false)));
+        static_cast<void>(updater->SetValue("amount", ETabulonValue(90, "", /*modified=*/false)));
         return updater->Save();
     };
     EXPECT_EQ(write("5", /*isDelete=*/false), StatusOk);
@@ -211,7 +211,7 @@ TEST_F(EditedCache, EditsAreWholeWhereMemoryRunsOut) {
     }
     EFieldSet own = cache->Fields().Packed();
     const ERecordBuffer record(own);
-    own.ChangeBuffer(record.Get(), false);
+    own.ChangeBuffer(record.Get(), /*takeOwnership=*/false);
     own["country"] <<= EVariant("ES");
     own["city"] <<= EVariant("a city with a name that takes memory");
     const EVariant amount(77);

@@ -304,7 +304,7 @@ TEST_F(FilledCache, RevivedLineTakesTheCallersFields) {
     };
     EFieldSet own = cache->Fields().Packed();
     const ERecordBuffer record(own);
-    own.ChangeBuffer(record.Get(), false);
+    own.ChangeBuffer(record.Get(), /*takeOwnership=*/false);
     own["country"] <<= EVariant("FR");
     for (const char* city : {"Lyon", "Nice"}) {
         own["city"] <<= EVariant(city);
@@ -335,9 +335,9 @@ TEST_F(FilledCache, NewRecordTakesUpTheUpdatesOfItsBranch) {
 TEST_F(FilledCache, WritesALevelsTextBesideItsData) {
     Relevel({"id/city", "amount/AMOUNT", "ghost/country"});
     ETabulonTag tag;
-    tag.SetValue(0, ETabulonValue(8, "Eight", false));
-    tag.SetValue(1, ETabulonValue(7, "much", false));
-    tag.SetValue(2, ETabulonValue("IT", "Italy", false));
+    tag.SetValue(0, ETabulonValue(8, "Eight", /*modified=*/false));
+    tag.SetValue(1, ETabulonValue(7, "much", /*modified=*/false));
+    tag.SetValue(2, ETabulonValue("IT", "Italy", /*modified=*/false));
     cache->InitBuffer(cache->iFields(), tag);
     EXPECT_EQ(source.Fields()["id"].AsInt64(), 8);
     EXPECT_EQ(source.Fields()["city"].AsChaine(), Chaine("Eight"));

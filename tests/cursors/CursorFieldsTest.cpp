@@ -74,7 +74,7 @@ TEST(LevelValue, FollowsNewLevelsAndNewFields) {
     const AllocationCount count;
     static_cast<void>(levels.GetLevel(0));
     EXPECT_EQ(count.Taken(), 0U);
-    levels.AddLevel("", "code", nullptr, false);
+    levels.AddLevel("", "code", nullptr, /*addRef=*/false);
     EXPECT_EQ(cursor.Levels().Size(), 2U);
 }
 

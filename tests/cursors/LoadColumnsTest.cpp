@@ -14,7 +14,9 @@ namespace {
 
 class LoadedSales : public ::testing::Test {
 protected:
-    LoadedSales() { cursor.Init(LevelsBy({"country", "city"}), data.table.get(), false); }
+    LoadedSales() {
+        cursor.Init(LevelsBy({"country", "city"}), data.table.get(), /*ownsTable=*/false);
+    }
     std::unique_ptr<EDataColumns> Load(const ETabulonTag& tag = ETabulonTag::Null) {
         return LoadColumns(cursor, tag, data.rubric, status);
     }
@@ -49,7 +51,7 @@ TEST(LoadedNames, HaveTheirTextsAsKeys) {
     AddVariables(*rubric, {{"name", TYPE_CHAINE}}, {"name"});
     const auto stored = MakeTable(rubric, {{"Ada"}, {"Bea"}, {"Cleo"}});
     ETabulonCursorEData cursor;
-    cursor.Init(LevelsBy({"name"}), stored.get(), false);
+    cursor.Init(LevelsBy({"name"}), stored.get(), /*ownsTable=*/false);
     CursorStatus status = StatusOk;
     const auto columns = LoadColumns(cursor, ETabulonTag::Null, rubric, status);
     ASSERT_NE(columns, nullptr);
@@ -63,7 +65,7 @@ TEST(LoadedNames, HaveTheirTextsAsKeys) {
 TEST_F(LoadedSales, AreNoneIfTheWalkFailsOrIsCancelled) {
     FailingTable failing(*data.table);
     failing.FailAt("next", 3, DataConnectionLost);
-    cursor.Init(LevelsBy({"country"}), &failing, false);
+    cursor.Init(LevelsBy({"country"}), &failing, /*ownsTable=*/false);
     EXPECT_EQ(Load(), nullptr);
     EXPECT_EQ(status, static_cast<CursorStatus>(DataConnectionLost));
     const auto trace = MakeRef<WalkTrace>("id");
@@ -79,7 +81,7 @@ TEST_F(LoadedSales, StandBehindPendingChangesAsTheirTableDoes) {
     changes.AppendDelete(Tag({{0, "DE"}, {1, "Berlin"}}));
     const auto columns = Load();
     ETabulonCursorEData onColumns;
-    onColumns.Init(cursor.Levels(), columns.get(), false);
+    onColumns.Init(cursor.Levels(), columns.get(), /*ownsTable=*/false);
     const auto seen = [&changes](ETabulonCursor& source) {
         ETabulonCursorPending pending(&source, &changes);
         pending.Init(source.Levels());

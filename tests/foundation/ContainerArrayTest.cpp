@@ -312,10 +312,10 @@ TEST(Reference, EveryWayInAndOutKeepsTheCount) {
         stolen = nullptr;
         constant = nullptr;
         EXPECT_EQ(CountOf(*raw), 1);
-        const auto added = ERef<Counted>::Take(raw, true);
+        const auto added = ERef<Counted>::Take(raw, /*addRef=*/true);
         EXPECT_EQ(CountOf(*raw), 2);
         auto given = added;
-        const auto taken = ERef<Counted>::Take(given.Detach(), false);
+        const auto taken = ERef<Counted>::Take(given.Detach(), /*addRef=*/false);
         EXPECT_EQ(CountOf(*raw), 3);
         EXPECT_EQ(given, nullptr);
         EXPECT_EQ(ended, 0);

@@ -187,9 +187,9 @@ TEST(FieldLayout, ChangeOfBufferMovesAllButAddedFields) {
     Record other(record.fields);
     EXPECT_EQ(Values(other.fields), Chaine("-|-|5"));
     other.fields["b"] <<= EVariant(2);
-    record.fields.ChangeBuffer(other.buffer.Get(), true);
+    record.fields.ChangeBuffer(other.buffer.Get(), /*takeOwnership=*/true);
     EXPECT_EQ(Values(record.fields), Chaine("-|2|5"));
-    record.fields.ChangeBuffer(nullptr, false);
+    record.fields.ChangeBuffer(nullptr, /*takeOwnership=*/false);
     record.fields["b"] <<= EVariant(3);
     EXPECT_EQ(Values(record.fields), Chaine("-|-|5"));
     EXPECT_EQ(Values(other.fields), Chaine("-|2|5"));
@@ -246,7 +246,7 @@ TEST(FieldValues, AreCopiedByIndexInOneShapeWithAddedFields) {
     Record source(Descs({{"a", TYPE_LONG, 5}, {"a", TYPE_CHAINE, 4}}));
     source.fields.Add(View(Desc("a", TYPE_LONG, 4), &linkedHere));
     Record target(source.fields);
-    target.fields.At(2).Attach(source.fields.At(2).Desc(), &linkedThere, false);
+    target.fields.At(2).Attach(source.fields.At(2).Desc(), &linkedThere, /*takeOwnership=*/false);
     source.fields.At(0) <<= EVariant(1);
     source.fields.At(1) <<= EVariant(text);
     const AllocationCount count;
@@ -256,7 +256,7 @@ TEST(FieldValues, AreCopiedByIndexInOneShapeWithAddedFields) {
     EXPECT_EQ(Values(target.fields), Chaine("1|some text that is shared|5"));
     EXPECT_EQ(linkedThere, 5);
     // A set without a record reads as missing throughout.
-    source.fields.ChangeBuffer(nullptr, false);
+    source.fields.ChangeBuffer(nullptr, /*takeOwnership=*/false);
     target.fields <<= source.fields;
     EXPECT_EQ(Values(target.fields), Chaine("-|-|5"));
 }

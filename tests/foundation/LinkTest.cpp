@@ -62,14 +62,14 @@ protected:
         const CSingleBufferProvider provider(table.dico->Name(), table.GetBuffer());
         PTableau<DRubric*> rubrics{dynamic_cast<DRubric*>(table.dico)};
         const void* const buffer = by.FindBuffer(registered, rubrics, &provider);
-        const auto* const variable = dynamic_cast<DVariable*>(GetObj(&dico, path, false));
+        const auto* const variable = dynamic_cast<DVariable*>(GetObj(&dico, path, /*flag=*/false));
         if (buffer == nullptr || variable == nullptr) {
             return "unresolved";
         }
         const void* const place =
             variable->GetFieldAdrInMappedRecord(buffer, GetIndiceFromPath(path));
         EField field;
-        field.Attach(variable->MakeFieldDesc(), const_cast<void*>(place), false);
+        field.Attach(variable->MakeFieldDesc(), const_cast<void*>(place), /*takeOwnership=*/false);
         std::string seen;
         for (EPosition at = table.GetFirst(); at != kNoPosition; at = table.GetNext()) {
             const bool isFound = by.ResolveLink(registered, &provider) != nullptr;
@@ -162,7 +162,7 @@ TEST_F(Links, SeeAWriteToTheTargetAndATargetThatGoes) {
     engine.InitializeLinks();
     EXPECT_EQ(Walk(*customerTable, backPath, engine, back), "12 9");
     orderTable->Append({8, 2, 2, 0});
-    orderTable->RePos(2, false);
+    orderTable->RePos(2, /*flag=*/false);
     orderTable->Fields()["buyers[0]"] <<= 3;
     orderTable->Fields()["id"] <<= 7;
     orderTable->Update(kNoPosition);
@@ -301,7 +301,7 @@ protected:
 TEST_F(Dictionary, LaysVariablesOutAsTheFieldSetDoes) {
     EFieldSet fields = orders->MakeFields();
     const ERecordBuffer record(fields);
-    fields.ChangeBuffer(record.Get(), false);
+    fields.ChangeBuffer(record.Get(), /*takeOwnership=*/false);
     std::uint16_t field = 0;
     for (std::size_t i = 0; i < orders->Size(); ++i) {
         const DVariable& variable = *orders->At(i);
@@ -374,7 +374,7 @@ TEST_F(Dictionary, HasNoAddressOutsideOfTheArray) {
 }
 
 TEST_F(Dictionary, FindsNodesByPath) {
-    const auto find = [this](const char* path) { return GetObj(&dico, path, false); };
+    const auto find = [this](const char* path) { return GetObj(&dico, path, /*flag=*/false); };
     EXPECT_EQ(find("orders"), orders);
     EXPECT_EQ(find("Orders.Customer"), customer);
     EXPECT_EQ(find("Orders.places[1]"), places);

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 namespace etabulon::test {
@@ -47,12 +48,16 @@ TEST_F(MemoryTable, WithoutACurrentRecordFailsWithEight) {
     const std::function<std::int64_t()> operations[] = {
         [this] { return table->GetNext(); },
         [this] { return table->GetPrevious(); },
-        [this] { return table->RePos(kNoPosition, false); },
+        [this] { return table->RePos(kNoPosition, /*flag=*/false); },
         [this] { return table->Update(kNoPosition); },
         [this] { return table->DeleteOne(kNoPosition) ? 0 : kNoPosition; },
         [this] { return table->LoadBuffer() ? 0 : kNoPosition; },
-        [this] { return table->Lock(kNoPosition, true) == DataNoCurrent ? kNoPosition : 0; },
-        [this] { return table->LockRecord(kNoPosition, true) == DataNoCurrent ? kNoPosition : 0; },
+        [this] {
+            return table->Lock(kNoPosition, /*wait=*/true) == DataNoCurrent ? kNoPosition : 0;
+        },
+        [this] {
+            return table->LockRecord(kNoPosition, /*wait=*/true) == DataNoCurrent ? kNoPosition : 0;
+        },
         [this] { return table->UnlockRecord(kNoPosition) == DataNoCurrent ? kNoPosition : 0; }};
     for (const auto& operation : operations) {
         table->status = DataOk;
@@ -89,7 +94,7 @@ TEST_F(MemoryTable, RefusesASecondRecordOfAKeyAndKeepsTheBuffer) {
 }
 
 TEST_F(MemoryTable, WalksOnFromARecordThatWent) {
-    table->RePos(1, false);
+    table->RePos(1, /*flag=*/false);
     EXPECT_TRUE(other.DeleteOne(1));
     EXPECT_TRUE(other.DeleteOne(2));
     EXPECT_EQ(Failure(*table, table->Update(kNoPosition)), DataGone);
@@ -178,12 +183,9 @@ TEST(MemoryTableAgainstAModel, GivesTheSameUnderRandomOperations) {
     std::mt19937 random(4711);
     const auto below = [&random](int end) { return static_cast<int>(random() % unsigned(end)); };
     const auto hasID = [&model](int id, EPosition except) {
-        for (const auto& [at, row] : model) {
-            if (row.first == id && at != except) {
-                return true;
-            }
-        }
-        return false;
+        return std::any_of(model.begin(), model.end(), [id, except](const auto& row) {
+            return row.second.first == id && row.first != except;
+        });
     };
     EPosition next = 5;
     for (int turn = 0; turn < 20000; ++turn) {
@@ -219,7 +221,7 @@ TEST(MemoryTableAgainstAModel, GivesTheSameUnderRandomOperations) {
                 }
                 break;
             case 3: {
-                if (table.RePos(at, false) == kNoPosition) {
+                if (table.RePos(at, /*flag=*/false) == kNoPosition) {
                     break;
                 }
                 ASSERT_EQ(table.Fields()["country"].AsChaine(), found->second.second.c_str());
@@ -252,12 +254,12 @@ TEST(AnArrayOfRecords, IsWalkedAndWrittenAndFreesItsTexts) {
     auto* const records = new std::byte[size * 3];
     for (std::size_t i = 0; i < 3; ++i) {
         layout.ConstructRecord(records + i * size);
-        data.table->RePos(static_cast<EPosition>(i), false);
+        data.table->RePos(static_cast<EPosition>(i), /*flag=*/false);
         layout.CopyRecord(records + i * size, data.table->GetBuffer());
     }
     EDataArray array(layout);
     EXPECT_EQ(Failure(array, array.GetFirst()), DataEnd);
-    array.AttachArray(records, static_cast<int>(size), 3, true);
+    array.AttachArray(records, static_cast<int>(size), 3, /*takeOwnership=*/true);
     EXPECT_EQ(Failure(array, array.GetNext()), DataNoCurrent);
     EXPECT_EQ(array.GetFirst(), 0);
     EXPECT_EQ(array.GetNext(), 1);

@@ -49,7 +49,7 @@ TEST(AxeOfALevel, IsNamedAndDataIsTheLevel) {
     ETabulonLevels levels;
     int drawn = 0;
     auto* const icon = reinterpret_cast<HICON>(&drawn);
-    levels.AddLevel("Country", "country", nullptr, false);
+    levels.AddLevel("Country", "country", nullptr, /*addRef=*/false);
     levels.AddLevel("City", "city", icon);
     const auto axe = ERef<Axe>::Adopt(Axe::Build(1, &levels));
     EXPECT_EQ(axe->Type(), Axe::AxeData);
@@ -81,7 +81,7 @@ TEST(AxeLabels, OfAFunctionOrVariableStandOnce) {
     EXPECT_EQ(axe->Label(0U).ColumnBufferSize(), 0U);
     // Plain values are appended in any case.
     axe->AddLabel("COUNT", "", nullptr);
-    axe->AddLabel(ETabulonValue("COUNT", "Number", true), nullptr);
+    axe->AddLabel(ETabulonValue("COUNT", "Number", /*modified=*/true), nullptr);
     EXPECT_EQ(axe->Size(), 5U);
     EXPECT_FALSE(axe->Label(4U).IsModified());
     EXPECT_EQ(axe->FindLabel("COUNT"), 2);
@@ -134,7 +134,7 @@ TEST(AxeLabels, SplitAtTheFirstPairOfBrackets) {
 TEST(SortedLabels, AddedAtOnceAreThoseAddedOneByOne) {
     for (unsigned seed = 0; seed < 300; ++seed) {
         std::mt19937 random(seed);
-        Sorted sorted{{0, false, 0}};
+        Sorted sorted{{0, /*reverse=*/false, 0}};
         sorted.desc.SetCompareSource(kSources[random() % std::size(kSources)]);
         const SortKey key(0, random() % 2 == 0, 0);
         std::vector<ETabulonValue> values;
@@ -164,7 +164,7 @@ using detail::ValueNumbers;
 
 ETabulonValue ValueOf(const char* text, const char* display = "", int type = TYPE_CHAINE) {
     return ETabulonValue(EVariant::FromText(static_cast<std::uint16_t>(type), 4, text), display,
-                         false);
+                         /*modified=*/false);
 }
 
 TEST(ValueNumbers, TellTextsApartWhoseBodiesTakeEachOthersPlace) {
@@ -237,6 +237,18 @@ TEST(PairNumbers, StayAsTheFillOfThePossiblePairsChanges) {
     EXPECT_EQ(numbers.Size(), known.size());
 }
 
+/// The root, and the values of `tag` at these levels.
+ETabulonTag DetailOf(const ETabulonTag& tag, const ETabulonTag& root,
+                     const std::vector<unsigned int>& levels) {
+    ETabulonTag detail = root;
+    for (const unsigned int level : levels) {
+        if (tag.HasValue(level)) {
+            detail.SetValue(level, tag.Value(level));
+        }
+    }
+    return detail;
+}
+
 // A linear search over tags.
 TEST(TagIndex, NumbersDetailsAsALinearSearchDoes) {
     for (unsigned seed = 0; seed < 200; ++seed) {
@@ -259,12 +271,7 @@ TEST(TagIndex, NumbersDetailsAsALinearSearchDoes) {
             if (!root.IsRoot() && tag.HasValue(root.LevelAt(0))) {
                 tag.SetValue(root.LevelAt(0), root.ValueAt(0));
             }
-            ETabulonTag detail = root;
-            for (const unsigned int level : levels) {
-                if (tag.HasValue(level)) {
-                    detail.SetValue(level, tag.Value(level));
-                }
-            }
+            const ETabulonTag detail = DetailOf(tag, root, levels);
             const auto place = std::find(found.begin(), found.end(), detail) - found.begin();
             if (place == static_cast<std::ptrdiff_t>(found.size())) {
                 found.push_back(detail);

@@ -146,7 +146,7 @@ ECsvScanner::Outcome ECsvScanner::TakeCells(std::size_t& next) {
     const char* const bytes = buffer_.get();
     std::size_t cell = place_;
     for (;;) {
-        std::size_t end = end_;
+        std::size_t end = 0;
         if (cell < end_ && bytes[cell] == '"') {
             if (const Outcome outcome = TakeQuoted(cell, next); outcome != Outcome::Row) {
                 return outcome;

@@ -300,6 +300,19 @@ ESqlKeyWay SqlKeyWay(const ESqlTableInfo& info, std::string_view key) noexcept {
     return hasNull ? ESqlKeyWay::Unsure : ESqlKeyWay::Key;
 }
 
+void ESqlAddress::Bind(ISqlStatement& statement, int first) const {
+    if (key.empty()) {
+        ESqlValue value;
+        value.kind = ESqlValue::Kind::Int;
+        value.integer = number;
+        statement.Bind(first, value);
+        return;
+    }
+    for (std::string_view rest = key; !rest.empty();) {
+        statement.Bind(first++, TakeKeyValue(rest));
+    }
+}
+
 std::string SqlWhereKey(const ESqlTableInfo& info, ESqlKeyWay way, int first) {
     if (info.keyKind == ESqlKeyKind::RowId) {
         return " WHERE " + SqlRowId(info) + " = ?" + std::to_string(first);

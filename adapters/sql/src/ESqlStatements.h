@@ -81,6 +81,15 @@ enum class ESqlKeyWay : std::uint8_t {
     None = 3,    // nothing: the bytes are no such key
 };
 [[nodiscard]] ESqlKeyWay SqlKeyWay(const ESqlTableInfo& info, std::string_view key) noexcept;
+/// The values that address the row of a position.
+struct ESqlAddress {
+    ESqlKeyWay way = ESqlKeyWay::None;
+    std::int64_t number = 0;  // a key of one integer, or the row number
+    std::string_view key;     // otherwise the raw key
+
+    /// Binds them from parameter `first` on.
+    void Bind(ISqlStatement& statement, int first) const;
+};
 /// " WHERE k1 = ? AND ...", the parameters from ?`first` on.
 [[nodiscard]] std::string SqlWhereKey(const ESqlTableInfo& info, ESqlKeyWay way, int first);
 /// " ORDER BY" these columns, then the key.

@@ -5,7 +5,6 @@
 #include "ESqlTableState.h"
 #include "etabulon/values/ETabulonValue.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace etabulon {
@@ -17,8 +16,8 @@ ESqlTable::ESqlTable(ESqlSource& source, const ESqlTableInfo& info, DRubric& rub
                                      std::move(connection))) {
     dico = &rubric;
     AttachBuffer(state_->record.Get(), static_cast<int>(state_->layout.RecordSize()));
-    if (!state_->linkRecord.empty()) {
-        buffer_ = state_->linkRecord.data();  // links read this record; see State::linkRecord
+    if (std::byte* const record = state_->linkRecord.Get(); record != nullptr) {
+        buffer_ = record;  // links read this record
     }
 }
 
@@ -38,7 +37,7 @@ EPosition ESqlTable::GetFirst() {
             return Leave(s.error.status);
         }
         s.walk = State::Walk::Listed;
-        s.listAt = -1;
+        s.list.GoBefore();
         return StepListed(/*forward=*/true);
     }
     s.data.misreadsBefore = s.data.misreads;
@@ -71,7 +70,7 @@ EPosition ESqlTable::GetLast() {
         return Leave(s.error.status);
     }
     s.walk = State::Walk::Listed;
-    s.listAt = static_cast<std::int64_t>(s.keys.size());
+    s.list.GoBehind();
     return StepListed(/*forward=*/false);
 }
 
@@ -127,38 +126,29 @@ EPosition ESqlTable::StepElsewhere(bool forward) {
         s.error = s.walkFailure;
         return Leave(s.error.status);
     }
-    const bool isBeforeList = s.walk == State::Walk::Listed && s.listAt < 0;
-    if (s.walk == State::Walk::Listed && !s.moved &&
-        (s.listIsWhole || (forward && !isBeforeList))) {
+    const bool isListed = s.walk == State::Walk::Listed;
+    if (isListed && !s.moved && (s.list.IsWhole() || (forward && !s.list.IsBefore()))) {
         return StepListed(forward);
     }
     if (s.walk == State::Walk::Ended && !s.moved && forward) {
         return Leave(DataEnd);
     }
     const EPosition from = s.moved ? position : s.walkPosition;
-    const bool isPastList =
-        s.walk == State::Walk::Listed && s.listAt >= static_cast<std::int64_t>(s.keys.size());
-    const bool fromEnd = (s.walk == State::Walk::Ended || isPastList) && !s.moved;
-    const bool fromStart = s.walk == State::Walk::Listed && s.listAt < 0 && !s.moved;
     if (from == kNoPosition || (s.walk == State::Walk::None && !s.moved)) {
         return Leave(DataNoCurrent);
     }
-    const bool isListed = s.walk == State::Walk::Listed && s.listIsWhole;
-    if (!isListed) {
-        const bool isHeld = s.HoldState();  // before EndSteps releases the state read so far
-        EndSteps();
-        if (!isHeld || !s.ListKeys()) {
-            s.BreakWalk();
-            return Leave(s.error.status);
-        }
-        s.walk = State::Walk::Listed;
+    const bool fromStart = isListed && s.list.IsBefore() && !s.moved;
+    const bool fromEnd = (isListed ? s.list.IsBehind() : s.walk == State::Walk::Ended) && !s.moved;
+    if (!(isListed && s.list.IsWhole()) && !ListRange()) {
+        s.BreakWalk();
+        return Leave(s.error.status);
     }
     s.moved = false;
-    if (fromEnd) {
-        s.listAt = static_cast<std::int64_t>(s.keys.size());
-    } else if (fromStart) {
-        s.listAt = -1;
-    } else if (!s.Locate(from)) {
+    if (fromStart) {
+        s.list.GoBefore();
+    } else if (fromEnd) {
+        s.list.GoBehind();
+    } else if (!s.list.GoTo(from)) {
         s.walk = State::Walk::None;
         s.LetStateGo();
         return Leave(DataNoCurrent);  // outside the range, or deleted since
@@ -166,16 +156,27 @@ EPosition ESqlTable::StepElsewhere(bool forward) {
     return StepListed(forward);
 }
 
+/// Ends the steps so far, and lists the range in the state that they read; false with the table's
+/// error.
+bool ESqlTable::ListRange() {
+    State& s = *state_;
+    const bool isHeld = s.HoldState();  // before EndSteps releases the state
+    EndSteps();
+    if (!isHeld || !s.ListKeys()) {
+        return false;
+    }
+    s.walk = State::Walk::Listed;
+    return true;
+}
+
 /// Reads by key, and skips rows that were deleted since.
 EPosition ESqlTable::StepListed(bool forward) {
     State& s = *state_;
-    const auto size = static_cast<std::int64_t>(s.keys.size());
     for (;;) {
-        s.listAt = std::clamp<std::int64_t>(s.listAt + (forward ? 1 : -1), -1, size);
-        if (s.listAt < 0 || s.listAt >= size) {
+        if (!s.list.Step(forward)) {
             // A walk beyond the end reads another state, and needs a new list.
-            if (s.LetStateGo() && size != 0) {
-                s.listIsWhole = false;
+            if (s.LetStateGo() && !s.list.IsEmpty()) {
+                s.list.SetWhole(false);
             }
             return Leave(DataEnd);
         }
@@ -183,8 +184,8 @@ EPosition ESqlTable::StepListed(bool forward) {
             s.BreakWalk();
             return Leave(s.error.status);
         }
-        s.walkPosition = s.keys[static_cast<std::size_t>(s.listAt)];
-        if (!s.occupied.empty() && s.occupied.count(s.walkPosition) != 0) {
+        s.walkPosition = s.list.Current();
+        if (s.list.IsOccupied(s.walkPosition)) {
             continue;
         }
         switch (s.ReadByKey(s.walkPosition)) {

@@ -1,7 +1,5 @@
 #include "ESqlTableState.h"
 
-#include <algorithm>
-#include <functional>
 #include <limits>
 
 namespace etabulon {
@@ -45,8 +43,8 @@ void ESqlTable::State::KeyAt(EPosition position, EFieldKey& key) const {
     }
 }
 
-ESqlTable::State::Address ESqlTable::State::AddressOf(EPosition position) const {
-    Address address;
+ESqlAddress ESqlTable::State::AddressOf(EPosition position) const {
+    ESqlAddress address;
     if (info.keyKind == ESqlKeyKind::Columns) {
         address.key = registry.KeyOf(position);
         address.way = SqlKeyWay(info, address.key);
@@ -57,38 +55,22 @@ ESqlTable::State::Address ESqlTable::State::AddressOf(EPosition position) const 
     return address;
 }
 
-void ESqlTable::State::BindKey(ISqlStatement& statement, int first, const Address& address) {
-    if (address.key.empty()) {
-        ESqlValue value;
-        value.kind = ESqlValue::Kind::Int;
-        value.integer = address.number;
-        statement.Bind(first, value);
-        return;
-    }
-    for (std::string_view key = address.key; !key.empty();) {
-        statement.Bind(first++, TakeKeyValue(key));
-    }
-}
-
 bool ESqlTable::State::AppendKey(const ESqlRow& of) {
     EPosition position = kNoPosition;
     if (!PositionOf(of, position)) {
         return false;
     }
     // A damaged page may hold its records out of order, of which a write by key finds none.
-    if (order.empty() && info.keyKind != ESqlKeyKind::Columns && !keys.empty() &&
-        position <= keys.back()) {
+    if (order.empty() && info.keyKind != ESqlKeyKind::Columns && !list.IsAboveLast(position)) {
         NoteError(DataOther, "the database is corrupt: its keys are out of order");
         return false;
     }
-    keys.push_back(position);
+    list.Append(position);
     return true;
 }
 
 bool ESqlTable::State::ListKeys() {
-    keys.clear();
-    keyIndexes.clear();
-    occupied.clear();
+    list.Clear();
     if (info.keyKind == ESqlKeyKind::None) {
         NoteError(DataBadStatement, "without a key it can only be walked forward");
         return false;
@@ -103,20 +85,15 @@ bool ESqlTable::State::ListKeys() {
         NoteWalkError();
     }
     walkStatement->Reset();
-    listIsWhole = true;
+    list.SetWhole(true);
     NoteListedState();
     return step == ESqlStep::Done && AreKeysOnce();
 }
 
 /// Keys of a damaged database may come twice: the records of one page in place of another's.
 bool ESqlTable::State::AreKeysOnce() {
-    if (std::is_sorted(keys.begin(), keys.end(), std::less_equal<>())) {
-        return true;  // each above the one before, as mostly
-    }
-    std::vector<EPosition> sorted = keys;
-    std::sort(sorted.begin(), sorted.end());
-    const auto twice = std::adjacent_find(sorted.begin(), sorted.end());
-    if (twice == sorted.end() || AddressOf(*twice).way == ESqlKeyWay::Unsure) {
+    const EPosition twice = list.FindTwice();
+    if (twice == kNoPosition || AddressOf(twice).way == ESqlKeyWay::Unsure) {
         return true;  // a read by an unsure key fails by itself
     }
     NoteError(DataOther, "the database is corrupt: its walk meets a key twice");
@@ -163,7 +140,7 @@ ESqlTable::State::Find ESqlTable::State::ReadLoaded(EPosition position) {
 
 ESqlTable::State::Find ESqlTable::State::ReadInto(std::span<ESqlRow* const> rows,
                                                   EPosition position) {
-    const Address address = AddressOf(position);
+    const ESqlAddress address = AddressOf(position);
     if (address.way == ESqlKeyWay::None) {
         return Find::Gone;
     }
@@ -173,7 +150,7 @@ ESqlTable::State::Find ESqlTable::State::ReadInto(std::span<ESqlRow* const> rows
         return Find::Failed;
     }
     const SqlRun run(*statement);
-    BindKey(*statement, 1, address);
+    address.Bind(*statement, 1);
     ESqlStep step = statement->Step();
     if (step == ESqlStep::Done) {
         return Find::Gone;
@@ -199,26 +176,11 @@ ESqlTable::State::Find ESqlTable::State::ReadInto(std::span<ESqlRow* const> rows
 }
 
 ESqlTable::State::Find ESqlTable::State::LookUp(EPosition position) {
-    const Address address = AddressOf(position);
+    const ESqlAddress address = AddressOf(position);
     if (address.way == ESqlKeyWay::None) {
         return Find::Gone;
     }
     return FindRow(selectKey + SqlWhereKey(info, address.way, 1), &address);
-}
-
-bool ESqlTable::State::Locate(EPosition position) {
-    if (keyIndexes.empty()) {
-        keyIndexes.reserve(keys.size());
-        for (std::size_t index = 0; index < keys.size(); ++index) {
-            keyIndexes.emplace(keys[index], index);
-        }
-    }
-    const auto found = keyIndexes.find(position);
-    if (found == keyIndexes.end()) {
-        return false;
-    }
-    listAt = static_cast<std::int64_t>(found->second);
-    return true;
 }
 
 }  // namespace etabulon

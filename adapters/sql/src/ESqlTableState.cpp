@@ -2,8 +2,6 @@
 
 #include "ESqlReadAhead.h"
 
-#include <limits>
-#include <set>
 #include <utility>
 
 namespace etabulon {
@@ -47,51 +45,16 @@ ESqlTable::State::State(ESqlSource& ofSource, const ESqlTableInfo& ofInfo, DRubr
     selectByKey = {selectRow + SqlWhereKey(info, ESqlKeyWay::Key, 1),
                    selectRow + SqlWhereKey(info, ESqlKeyWay::RowId, 1)};
 
-    if (columns.size() == info.columns.size()) {
-        bool isWhole = true;
-        for (std::size_t i = 0; i < columns.size(); ++i) {
-            isWhole = isWhole && columns[i] == i;
-        }
-        if (isWhole) {
-            return;
-        }
+    bool isWhole = columns.size() == info.columns.size();
+    for (std::size_t i = 0; isWhole && i < columns.size(); ++i) {
+        isWhole = columns[i] == i;
     }
-    MakeLinkRecord();
-}
-
-void ESqlTable::State::MakeLinkRecord() {
-    std::set<unsigned> linked;
-    for (const DLink& link : rubric.Links()) {
-        linked.insert(link.variables.begin(), link.variables.end());
-    }
-    for (std::size_t i = 0; i < rubric.Dico()->Size(); ++i) {
-        for (const DLink& link : rubric.Dico()->At(i)->Links()) {
-            if (link.target == &rubric) {
-                linked.insert(link.TargetVariables().begin(), link.TargetVariables().end());
-            }
-        }
-    }
-    const EFieldSet whole = rubric.MakeFields();
-    linkRecord.resize(whole.RecordSize());
-    whole.ConstructRecord(linkRecord.data());
-    for (std::size_t i = 0; i < columns.size(); ++i) {
-        if (linked.count(columns[i]) != 0) {
-            const ESqlCell& cell = row.cells[i];
-            linkColumns.push_back({cell.offset,
-                                   whole.OffsetOf(static_cast<std::uint16_t>(columns[i])),
-                                   cell.size + (cell.IsSlot() ? std::size_t{0} : 1)});
-        }
+    if (!isWhole) {
+        linkRecord.Make(rubric, columns, row.cells);
     }
 }
 
 ESqlTable::State::~State() = default;
-
-void ESqlTable::State::MirrorLinkColumns() noexcept {
-    const auto* from = static_cast<const std::byte*>(record.Get());
-    for (const LinkColumn& column : linkColumns) {
-        std::memcpy(linkRecord.data() + column.to, from + column.from, column.size);
-    }
-}
 
 std::string ESqlTable::State::LockName(EPosition position) const {
     std::string name = connection->Identity() + '\n' + info.name.c_str() + '\n';
@@ -323,7 +286,7 @@ void ESqlTable::State::ComeBack() {
             cell.misreads = &readAgain;
         }
         if (from != nullptr) {
-            BindKey(*from, 1, AddressOf(walkPosition));
+            AddressOf(walkPosition).Bind(*from, 1);
         }
         // It begins while the walk's statement holds the state.
         if (from == nullptr || from->StepWalk(into) != ESqlStep::Row) {
@@ -351,11 +314,8 @@ void ESqlTable::State::LeaveStreaming() {
         ClearError();
         return;
     }
-    keys.assign(1, walkPosition);
-    keyIndexes.clear();
-    occupied.clear();
-    listAt = 0;
-    listIsWhole = false;
+    list.Clear();
+    list.Append(walkPosition);  // where the walk stands
     ISqlStatement& statement = keyStatement != nullptr ? *keyStatement : *walkStatement;
     ESqlRow rest = RowOfKey();
     rest.cells.clear();

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "ESqlKeyList.h"
 #include "ESqlKeyRegistry.h"
+#include "ESqlLinkRecord.h"
 #include "ESqlProcess.h"
 #include "ESqlStatements.h"
 #include "SqlSourceCore.h"
@@ -24,7 +26,7 @@ struct ESqlTable::State {
     enum class Walk : std::uint8_t {
         None = 0,       // before the first step, or after EndWalk
         Streaming = 1,  // the statement stands on the walk's record
-        Listed = 2,     // the walk reads the records of `keys`
+        Listed = 2,     // the walk reads the records of `list`
         Ended = 3,
         Broken = 4,  // failed with `walkFailure`
         Ahead = 5,   // other threads read; the statement stands on the walk's first record
@@ -36,12 +38,6 @@ struct ESqlTable::State {
         InRecord = 2,     // in `loaded`
     };
     enum class Find : std::uint8_t { Found = 0, Gone = 1, Failed = 2 };
-    /// The values that address the row of a position.
-    struct Address {
-        ESqlKeyWay way = ESqlKeyWay::None;
-        std::int64_t number = 0;  // a key of one integer, or the row number
-        std::string_view key;     // otherwise the raw key
-    };
 
     State(ESqlSource& source, const ESqlTableInfo& info, DRubric& rubric,
           std::vector<unsigned> columns, std::shared_ptr<ISqlConnection> connection);
@@ -50,11 +46,9 @@ struct ESqlTable::State {
     // --- keys
     /// False for the lowest integer, the only one without a position.
     [[nodiscard]] bool PositionOf(const ESqlRow& of, EPosition& position);
-    [[nodiscard]] Address AddressOf(EPosition position) const;
+    [[nodiscard]] ESqlAddress AddressOf(EPosition position) const;
     /// Reads the key of a record; no segments without a position or a key.
     void KeyAt(EPosition position, EFieldKey& key) const;
-    /// Binds the key from parameter `first` on.
-    static void BindKey(ISqlStatement& statement, int first, const Address& address);
     [[nodiscard]] std::string LockName(EPosition position) const;
 
     // --- statements
@@ -136,14 +130,11 @@ struct ESqlTable::State {
     /// Tests whether the record exists, without loading it.
     [[nodiscard]] Find LookUp(EPosition position);
     /// Runs a statement for its first row; Gone if there is none.
-    [[nodiscard]] Find FindRow(const std::string& text, const Address* address);
+    [[nodiscard]] Find FindRow(const std::string& text, const ESqlAddress* address);
     /// Found unless a record came to the key of `position` since WatchKeys; never Gone.
     [[nodiscard]] Find FindOwner(EPosition position);
-    /// Sets `listAt` to the index of `position` in `keys`; false if it isn't there.
-    [[nodiscard]] bool Locate(EPosition position);
     void TakeLoaded();
-    void MakeLinkRecord();
-    void MirrorLinkColumns() noexcept;
+    void MirrorLinkColumns() noexcept { linkRecord.Mirror(record.Get()); }
 
     std::shared_ptr<detail::SqlSourceCore> source;  // holds `info`, `rubric` and `registry`
     const ESqlTableInfo& info;
@@ -170,16 +161,7 @@ struct ESqlTable::State {
     std::string selectKey;
     std::array<std::string, 2> selectByKey;  // without the row number, and with it
 
-    // If only some columns are open, links still read foreign keys at their offsets in a record of
-    // the whole rubric. This is such a record; its slots borrow the texts of `record`.
-    struct LinkColumn {
-        std::size_t from;
-        std::size_t to;
-        std::size_t size;
-    };
-    std::vector<std::byte> linkRecord;
-    std::vector<LinkColumn> linkColumns;
-
+    ESqlLinkRecord linkRecord;  // not made if all columns are open
     ESqlKeyRegistry& registry;
     EPosition lastNumber = 0;  // the last position given in a view
     bool keyStale = true;
@@ -195,14 +177,8 @@ struct ESqlTable::State {
     std::unique_ptr<ISqlStatement> keyStatement;  // of a streaming walk; null unless isKeyApart
     std::unique_ptr<ISqlStatement> holder;        // stands on its row while a state is held
     bool isHolding = false;
-    std::vector<EPosition> keys;
-    std::unordered_map<EPosition, std::size_t> keyIndexes;  // made when first needed
-    /// The positions to which writes during the walk moved records. If the walk reaches one of them
-    /// later, that position's own record is gone, and the record there was met before or is new.
-    std::unordered_set<EPosition> occupied;
-    std::int64_t listAt = 0;  // the walk's index in `keys`; -1 or the size beyond the ends
-    bool listIsWhole = false;
-    // The connection's TotalChanges when `keys` were read; -1 outside of a transaction.
+    ESqlKeyList list;
+    // The connection's TotalChanges when `list` was read; -1 outside of a transaction.
     std::int64_t changesAtList = -1;
     bool moved = false;  // RePos left the walk's record
     EPosition walkPosition = kNoPosition;

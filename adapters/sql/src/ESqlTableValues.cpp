@@ -117,7 +117,7 @@ void ESqlTable::State::NoteCell(std::size_t cell, const std::string& value, std:
 }
 
 ESqlTable::State::Find ESqlTable::State::FindValue(EPosition position, std::size_t cell) {
-    const Address address = AddressOf(position);
+    const ESqlAddress address = AddressOf(position);
     ISqlStatement* const statement =
         Prepared("SELECT 1 FROM " + std::string(info.qualifiedName.View()) +
                  SqlWhereKey(info, address.way, 1) + " AND " + SqlColumn(info, columns[cell]) +
@@ -125,7 +125,7 @@ ESqlTable::State::Find ESqlTable::State::FindValue(EPosition position, std::size
     if (statement == nullptr) {
         return Find::Failed;
     }
-    BindKey(*statement, 1, address);
+    address.Bind(*statement, 1);
     const ESqlStep step = statement->Step();
     if (step == ESqlStep::Failed) {
         NoteEngineError();
@@ -141,7 +141,7 @@ std::int32_t ESqlTable::ReadStored(EPosition where, std::uint16_t field, EVarian
     State& s = *state_;
     s.ClearError();
     value = EVariant();
-    const State::Address address = s.AddressOf(where);
+    const ESqlAddress address = s.AddressOf(where);
     if (field >= s.columns.size() || address.way == ESqlKeyWay::None) {
         return DataGone;
     }
@@ -152,7 +152,7 @@ std::int32_t ESqlTable::ReadStored(EPosition where, std::uint16_t field, EVarian
         return s.error.status;
     }
     const SqlRun run(*statement);
-    State::BindKey(*statement, 1, address);
+    address.Bind(*statement, 1);
     const ESqlStep step = statement->Step();
     if (step == ESqlStep::Failed) {
         s.NoteEngineError();

@@ -52,10 +52,14 @@ std::string Comparison(const ESqlTableInfo& info, const std::string& left, const
     std::string text;
     std::size_t part = 0;
     for (const std::string& name : AddressNames(info)) {
-        const std::string collation =
-            part < info.keyCollations.size() ? info.keyCollations[part] : std::string();
         text += (text.empty() ? "" : join) + left;
-        text += '.' + name + collation + comparison + right + '.' + name;
+        text += '.' + name;
+        if (part < info.keyCollations.size()) {
+            text += info.keyCollations[part];
+        }
+        text += comparison;
+        text += right;
+        text += '.' + name;
         ++part;
     }
     return text;
@@ -80,7 +84,8 @@ std::int32_t ESqlTable::WatchKeys() {
     const std::string table = std::string("temp.") + kTakenKeys;
     std::string columns;
     for (const std::string& name : AddressNames(s.info)) {
-        columns += (columns.empty() ? "" : ",") + name + " AS " + name;
+        columns += (columns.empty() ? "" : ",") + name;
+        columns += " AS " + name;
     }
     std::vector<std::string> texts = {
         // Selected, so that its columns have the types of the key, and its indexes serve FindOwner.
@@ -121,7 +126,7 @@ ESqlTable::State::Find ESqlTable::State::FindOwner(EPosition position) {
     if (some != Find::Found) {
         return some == Find::Gone ? Find::Found : some;
     }
-    const Address address = AddressOf(position);
+    const ESqlAddress address = AddressOf(position);
     const std::string name = SqlName(info.name);
     Chaine other = info.name;
     other.Append(" taken");
@@ -142,14 +147,15 @@ ESqlTable::State::Find ESqlTable::State::FindOwner(EPosition position) {
 }
 
 /// Gone if the statement has no row. `address` is bound to it, unless it is null.
-ESqlTable::State::Find ESqlTable::State::FindRow(const std::string& text, const Address* address) {
+ESqlTable::State::Find ESqlTable::State::FindRow(const std::string& text,
+                                                 const ESqlAddress* address) {
     ISqlStatement* const statement = Prepared(text);
     if (statement == nullptr) {
         return Find::Failed;
     }
     const SqlRun run(*statement);
     if (address != nullptr) {
-        BindKey(*statement, 1, *address);
+        address->Bind(*statement, 1);
     }
     const ESqlStep step = statement->Step();
     if (step == ESqlStep::Failed) {

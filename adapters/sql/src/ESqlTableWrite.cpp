@@ -208,7 +208,7 @@ bool ESqlTable::RunWrite(const std::string& text, std::span<const std::size_t> c
             return false;
         }
         if (where != kNoPosition) {
-            State::BindKey(*statement, static_cast<int>(cells.size()) + 1, s.AddressOf(where));
+            s.AddressOf(where).Bind(*statement, static_cast<int>(cells.size()) + 1);
         }
         const std::int64_t changesBefore = s.connection->TotalChanges();
         std::int64_t keys = 0;
@@ -295,7 +295,7 @@ EPosition ESqlTable::EndWrite(EPosition from, EPosition written) {
     State& s = *state_;
     CountWrite(/*isSuccess=*/true);
     if (s.walk == State::Walk::Listed && written != from) {
-        s.occupied.insert(written);
+        s.list.Occupy(written);
     }
     if (s.isReadBack) {
         s.layout.CopyRecord(s.record.Get(), s.loaded.Get());

@@ -212,25 +212,30 @@ private:
         const std::size_t from = place_;
         while (place_ < text_.size()) {
             const char c = text_[place_];
-            const char next = place_ + 1 < text_.size() ? text_[place_ + 1] : ' ';
             if (c == '"') {
-                const std::size_t close = text_.find('"', place_ + 1);
-                place_ = close == std::string_view::npos ? text_.size() : close + 1;
+                GoBehind('"', place_ + 1);
             } else if (c == '(' &&
                        text_.substr(from, place_ - from).find('.') != std::string_view::npos) {
-                const std::size_t close = text_.find(')', place_);
-                place_ = close == std::string_view::npos ? text_.size() : close + 1;
-            } else if (c == '>' && place_ != from &&
-                       kCliBlanks.find(next) == std::string_view::npos &&
-                       std::string_view("=+-.'0123456789").find(next) == std::string_view::npos) {
-                ++place_;
-            } else if (EndsWord(c)) {
+                GoBehind(')', place_);
+            } else if (EndsWord(c) && !GoesOn(from)) {
                 break;
             } else {
                 ++place_;
             }
         }
         return text_.substr(from, place_ - from);
+    }
+    /// To what follows the next `close`; to the end of the text if there is none.
+    void GoBehind(char close, std::size_t from) {
+        const std::size_t at = text_.find(close, from);
+        place_ = at == std::string_view::npos ? text_.size() : at + 1;
+    }
+    /// Whether a > is here, with which the path that begins at `from` goes on.
+    [[nodiscard]] bool GoesOn(std::size_t from) const {
+        const char next = place_ + 1 < text_.size() ? text_[place_ + 1] : ' ';
+        return text_[place_] == '>' && place_ != from &&
+               kCliBlanks.find(next) == std::string_view::npos &&
+               std::string_view("=+-.'0123456789").find(next) == std::string_view::npos;
     }
 
     [[nodiscard]] NodePtr ReadComparison() {

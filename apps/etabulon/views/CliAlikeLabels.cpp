@@ -30,7 +30,8 @@ public:
         }
         areLines_ = direction == AxeLines;
         for (unsigned int index = 0; index < axe->Size(); ++index) {
-            labels.push_back({axe->Label(index)});
+            const ETabulonValue& label = axe->Label(index);
+            labels.push_back({label});
         }
     }
     void SetValue(unsigned int column, unsigned int line, const ETabulonValue& value) override {

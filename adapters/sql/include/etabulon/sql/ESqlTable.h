@@ -165,6 +165,7 @@ private:
     EPosition StepStreaming();
     EPosition StreamAgain();
     EPosition StepElsewhere(bool forward);
+    [[nodiscard]] bool ListRange();
     EPosition StepListed(bool forward);
     EPosition Arrive(EPosition newPosition);
     EPosition Leave(std::int32_t newStatus);
