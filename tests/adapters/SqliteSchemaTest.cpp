@@ -141,13 +141,6 @@ TEST_F(SqliteSchema, ReadsThroughLinksFromASubsetOfColumns) {
     ETabulonCursorSql cursor;
     cursor.Init(levels, table.get(), false);
     EXPECT_EQ(Walked(cursor), "reset [] | Texas | Ohio |  | Texas");
-
-    // A write of this process is seen at once, not after the rows that are kept have gone.
-    const auto states = source->OpenTable("state", error);
-    states->RePos(1, false);
-    states->Fields()[Chaine("name")] <<= EVariant("Utah");
-    ASSERT_EQ(states->Update(kNoPosition), 1);
-    EXPECT_EQ(Walked(cursor), "reset [] | Utah | Ohio |  | Utah");
 }
 
 class CsvFile : public SqliteTest {
