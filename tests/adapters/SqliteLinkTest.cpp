@@ -202,7 +202,7 @@ TEST_F(SqliteLinks, SeeWhatTheSessionHasWritten) {
                "; CREATE TABLE t(id INTEGER PRIMARY KEY, boss INTEGER REFERENCES t, p REFERENCES p,"
                "  name TEXT);"
                "CREATE TABLE p(id INTEGER PRIMARY KEY, name TEXT);"
-               "CREATE TRIGGER follows AFTER UPDATE ON t BEGIN"
+               "CREATE TRIGGER follows AFTER UPDATE ON t WHEN new.name = 'z' BEGIN"
                "  UPDATE p SET name = new.name WHERE id = new.p; END;"
                "INSERT INTO p VALUES(1,'a'); INSERT INTO t VALUES(1,1,1,'a'),(2,1,1,'b')");
         OpenTable("t");
@@ -211,9 +211,13 @@ TEST_F(SqliteLinks, SeeWhatTheSessionHasWritten) {
         const auto walked = [&] { return Walked(bosses) + ' ' + Walked(parts); };
         EXPECT_EQ(walked(), "reset [] | a | a reset [] | a | a");
         ASSERT_EQ(table->BeginAtomic(), DataOk);
-        ASSERT_EQ(table->RePos(1, false), 1);
-        SetText("name", "z");
-        ASSERT_EQ(table->Update(kNoPosition), 1);
+        for (const char* const name : {"y", "z"}) {
+            ASSERT_EQ(bosses.CallReset(ETabulonTag::Null), StatusOk);
+            SetText("name", name);
+            ASSERT_EQ(table->Update(kNoPosition), 1);
+            ASSERT_EQ(bosses.CallGetNext(), StatusOk);
+            EXPECT_EQ(bosses.CurrentTag().DisplayID(), Chaine::Format("[%s]", name));
+        }
         EXPECT_EQ(walked(), "reset [] | z | z reset [] | z | z");
         EXPECT_EQ(table->Rollback(), ESqlOutcome::RolledBack);
         EXPECT_EQ(walked(), "reset [] | a | a reset [] | a | a");

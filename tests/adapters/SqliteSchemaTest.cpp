@@ -2,6 +2,7 @@
 #include "etabulon/sql/ESqlText.h"
 #include "etabulon/sql/UseColumns.h"
 #include "etabulon/sqlite/LoadCsv.h"
+#include "support/FaultVfs.h"
 
 namespace etabulon {
 namespace {
@@ -140,13 +141,6 @@ TEST_F(SqliteSchema, ReadsThroughLinksFromASubsetOfColumns) {
     ETabulonCursorSql cursor;
     cursor.Init(levels, table.get(), false);
     EXPECT_EQ(Walked(cursor), "reset [] | Texas | Ohio |  | Texas");
-
-    // A write of this process is seen at once, not after the rows that are kept have gone.
-    const auto states = source->OpenTable("state", error);
-    states->RePos(1, false);
-    states->Fields()[Chaine("name")] <<= EVariant("Utah");
-    ASSERT_EQ(states->Update(kNoPosition), 1);
-    EXPECT_EQ(Walked(cursor), "reset [] | Utah | Ohio |  | Utah");
 }
 
 class CsvFile : public SqliteTest {
@@ -242,6 +236,17 @@ TEST_F(CsvFile, GoesIntoADatabaseFileBesideItsOtherTables) {
     EXPECT_NE(error.text.View().find("already exists"), std::string_view::npos);
     options.replace = true;
     EXPECT_TRUE(Load("9;z\n", options));
+    test::FaultVfs vfs;
+    test::FaultVfs::Fault full{test::FaultVfs::kWrite, 1, SQLITE_FULL};
+    full.files = SQLITE_OPEN_MAIN_DB;  // written to as soon as the rows overflow the cache
+    vfs.Arm(full);
+    std::string rows;
+    for (int row = 0; row < 100000; ++row) {
+        rows += "1;" + std::string(40, 'x') + '\n';
+    }
+    EXPECT_FALSE(Load(rows, options));
+    vfs.Disarm();
+    EXPECT_NE(error.text.View().find("is full"), std::string_view::npos) << error.text.c_str();
     EXPECT_EQ(Ask("SELECT column1||column2 FROM \"t\"\"x\""), "9z");
     EXPECT_EQ(Ask("SELECT count(*) FROM kept"), "0");
 }

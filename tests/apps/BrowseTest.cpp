@@ -156,15 +156,19 @@ TEST_F(BrowsedOrders, SelectedNodesAreRefreshedByThemselves) {
 }
 
 TEST_F(BrowsedOrders, MarkNodesWithMoreLeavesThanAnAlertAllows) {
-    Orders run(path_, "--alert city>1:bold,red --alert country>3:green,up");
+    Orders run(path_, "--alert city>1:bold,italic,red --alert country>3:green,up");
     run.Type(kDown);
     run.Await("orders in green", [&] {
         return run.screen.StyleOf("orders (") == "32" && run.screen.StyleOf("Austria") == "reverse";
     });
     EXPECT_EQ(run.screen.StyleOf("done, 5 records"), "reverse");
-    EXPECT_EQ(run.screen.StyleOf("Lyon"), "bold 31");
-    EXPECT_EQ(run.screen.StyleOf("Paris"), "bold 31");
+    EXPECT_EQ(run.screen.StyleOf("Lyon"), "bold italic 31");
+    EXPECT_EQ(run.screen.StyleOf("Paris"), "bold italic 31");
     EXPECT_EQ(run.screen.StyleOf("France"), "32");
+    run.Type(kHome + "-");  // France isn't shown, and isn't the first country
+    run.AwaitTree("+ orders (5)");
+    run.Await("still in green", [&] { return run.screen.StyleOf("orders (") == "reverse 32"; });
+    run.Type("+");
     Database other(path_);
     other.Do("DELETE FROM orders WHERE city = 'Lyon' AND n = 2");
     run.Type(kF5);
@@ -267,6 +271,18 @@ TEST_F(BrowsedOrders, LockedByOthersTellAndStayUsable) {
     run.Type(kF5, "failed (status ");
     run.AwaitText("- France (4)");
     run.Type("h", "no level is selected");
+}
+
+TEST_F(BrowsedOrders, ShowWhatAFailedRefreshHasFound) {
+    Database other(path_);
+    other.Do(
+        "CREATE VIEW risky AS SELECT country, CASE n WHEN 9 THEN abs(-9223372036854775807 - 1) "
+        "ELSE n END AS n FROM orders");
+    TerminalRun run(Words("browse @ risky --levels country,n", path_));
+    run.AwaitText("done, 5 records");
+    other.Do("INSERT INTO orders (country, n) VALUES ('Spain', 1), ('Spain', 9)");
+    run.Type(kF5, "failed (status ");
+    run.AwaitText("+ Spain (1)");
 }
 
 TEST_F(BrowsedOrders, StayAsTheyAreWhereALinkedTableCanNotBeRead) {

@@ -139,8 +139,8 @@ TEST(LinkedTableThatIsDamaged, EndsEachCommandWith1AndIsNamed) {
     }
     for (const std::string line :
          {"walk @ t --levels p>name", "walk @ t --columns p>name", "walk @ t --levels id:p>name",
-          "walk @ t --levels p>name --at p>name=NULL", "tree @ t --levels p>name,id",
-          "grid @ t --axes p>name --calc COUNT:id",
+          "walk @ t --levels p>name --at p>name=NULL", "walk @ t --levels id,p>name --at id=999",
+          "tree @ t --levels p>name,id", "grid @ t --axes p>name --calc COUNT:id",
           "grid @ t --levels n --axes n --calc LAST:p>name",
           "grid @ t --axes p>name --calc COUNT:id --drill NULL",
           "score @ t --level p>name --calc COUNT:id", "edit @ t --delete p>name=NULL --show tree",

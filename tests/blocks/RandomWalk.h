@@ -75,6 +75,7 @@ public:
     std::string trace;
     std::size_t records = 0;
     std::size_t blocks = 0;
+    std::function<void()> atBlock = [] {};
 
     CursorStatus OnReset(const ETabulonTag& tag, const ETabulonCursor& /*cursor*/) override {
         trace += std::string("reset ") + tag.DisplayID().c_str() + '\n';
@@ -103,6 +104,7 @@ public:
     CursorStatus OnBlock(const ETabulonCursor& cursor, const ERecordBlock& block,
                          std::span<const EBlockIndex> selected) override {
         EXPECT_FALSE(selected.empty());
+        atBlock();
         EFieldKey key;
         for (const EBlockIndex record : selected) {
             for (const unsigned column : columns_) {
@@ -265,6 +267,7 @@ public:
             place_ = AnyNode(byBlocks, steps, /*keepsKey=*/OneIn(20), bySteps);
             const std::size_t cancelAt = OneIn(4) ? 1 + Below(2500) : static_cast<std::size_t>(-1);
             const bool isAlone = OneIn(3);
+            readsTree_ = OneIn(3);
             const TreeRoad road = !OneIn(3)  ? TreeRoad::Refresh
                                   : OneIn(2) ? TreeRoad::Filler
                                              : TreeRoad::CountingFiller;
@@ -320,11 +323,12 @@ private:
         const ETypeInfo& info = TypeInfo(field.Type());
         return info.folds || info.storage == EStorage::Double;
     }
-    void DrawKeys(ETabulonSortDesc::HideFlag hidden) {
+    void DrawKeys(ETabulonSortDesc::HideFlag hidden, unsigned levels = kLevels) {
         keys_ = {};
-        for (unsigned level = 0; level < kLevels; ++level) {
+        const unsigned first = Below(levels);
+        for (unsigned index = 0; index < levels; ++index) {
             if (!OneIn(4)) {
-                keys_.Add({level, OneIn(3), OneIn(6) ? hidden : 0U});
+                keys_.Add({(first + index) % levels, OneIn(3), OneIn(6) ? hidden : 0U});
             }
         }
     }
@@ -371,6 +375,9 @@ private:
                                  TreeRoad road) {
         const BlocksEnabled enabled(byBlocks);
         const auto trace = MakeRef<RecordTrace>(/*wantsBlocks=*/true, cancelAt);
+        if (readsTree_) {  // which changes nothing
+            trace->atBlock = [&tree] { static_cast<void>(Dump(*tree.Root())); };
+        }
         Heard heard{};
         if (isAlone) {
             heard.status = WalkBy(road, tree);
@@ -386,7 +393,7 @@ private:
     void DrawQuestion(ETabulonCursor& cursor) {
         static const char* const kFunctions[] = {"SUM",  "AVG",       "MIN",     "MAX",    "COUNT",
                                                  "LAST", "COMMONVAL", "CODEMIN", "CODEMAX"};
-        DrawKeys(ETabulonSortDesc::HideInCalc);
+        DrawKeys(ETabulonSortDesc::HideInCalc, OneIn(6) ? kLevels + 1 : kLevels);
         calculations_ = ETabulonCumulFuncOnVarCollection();
         const unsigned wanted = 1 + Below(5);
         for (unsigned tries = 0; calculations_.Size() < wanted && tries < 30; ++tries) {
@@ -435,7 +442,9 @@ private:
 
     [[nodiscard]] Heard Walk(ETabulonCursor& cursor, bool byBlocks, std::size_t cancelAt) {
         const BlocksEnabled enabled(byBlocks);
-        ETabulonSortDesc sort(cursor.Levels());
+        ETabulonLevels levels(cursor.Levels());
+        levels.AddLevel("absent", "absent", nullptr, false);  // which the cursor lacks
+        ETabulonSortDesc sort(levels);
         sort.SetSortLevels(keys_);
         const auto grid = ETabulonGridFiller::Make(&cursor, nullptr);
         grid->SetParams(&calculations_, axes_, &sort);
@@ -468,6 +477,7 @@ private:
     ETabulonCumulFuncOnVarCollection calculations_;
     unsigned axes_ = 0;
     unsigned every_ = 1;
+    bool readsTree_ = false;
     ETabulonTag place_;
 };
 

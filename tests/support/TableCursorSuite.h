@@ -223,7 +223,7 @@ TEST_P(TableCursorSuite, ReachesOtherTablesThroughLinks) {
 }
 
 TEST_P(TableCursorSuite, FiltersByWhatIsBehindALink) {
-    Start({"place>land>title", "year"});
+    Start({"place>land>title/city", "year"});
     EXPECT_EQ(Walk(Tag({{0, "France"}})), "reset [France] | 1 | 3");
     EXPECT_EQ(Walk(Tag({{0, EVariant()}})), "reset [] | 4 | 5 | 6");
 }

@@ -215,6 +215,8 @@ TEST(Filler, CanBeUsedForASecondWalkAndCopied) {
         EXPECT_TRUE(EDataTreeFiller(filler).HasOneFound());
         sales.cursor.Browse(Tag({{0, "nowhere"}}));
         EXPECT_FALSE(filler.HasOneFound());
+        sales.cursor.Browse(Tag({{0, "DE"}}));  // the table's first record isn't one of these
+        EXPECT_TRUE(filler.HasOneFound());
     }
     EXPECT_EQ(sales.Text(tree), kAllSales);
 }
