@@ -98,16 +98,15 @@ std::vector<unsigned> ETreeTotals::OrderOf(const EDataTreeNode& parent, unsigned
     std::vector<ETabulonValue> results(parent.Size());
     for (unsigned index = 0; index < parent.Size(); ++index) {
         ReadResult(parent.Get(index)->Tag(), calculation, results[index]);
+        // A missing value is no value: both are the lowest.
+        if (results[index].Data().IsMissing() && !results[index].IsSpecial()) {
+            results[index] = ETabulonValue::Null;
+        }
     }
     std::vector<unsigned> order(parent.Size());
     std::iota(order.begin(), order.end(), 0U);
     std::ranges::stable_sort(order, [&](unsigned left, unsigned right) {
-        const ETabulonValue& a = results[left];
-        const ETabulonValue& b = results[right];
-        if (a.Status() != ETabulonValue::ValNormal || b.Status() != ETabulonValue::ValNormal) {
-            return a.Status() != b.Status() && a.Compare(b, /*byDisplay=*/false) > 0;
-        }
-        const int compared = a.Compare(b, /*byDisplay=*/false);
+        const int compared = results[left].Compare(results[right], /*byDisplay=*/false);
         return descending ? compared > 0 : compared < 0;
     });
     return order;

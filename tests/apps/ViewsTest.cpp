@@ -1,5 +1,7 @@
 #include "apps/CommandRun.h"
 
+#include <algorithm>
+
 namespace etabulon::test {
 namespace {
 
@@ -216,6 +218,32 @@ TEST(ViewsThatAreMeaningless, SayWhatThereIs) {
         {"score @ strikes --level damage --calc COUNT:id --drill Minr", 1, {"'Minr'", "'Minor'"}},
         {"score @ strikes --level damage,id --calc COUNT:id --drill Minor", 2, {"2 labels"}},
     });
+}
+
+TEST(DrilledLabels, InQuotesAreThoseOfThatText) {
+    const TestFolder folder;
+    const std::string path = folder.MakeDatabase(
+        "t.db",
+        "CREATE TABLE t(k INTEGER PRIMARY KEY, g); INSERT INTO t VALUES(1, 'NULL'), (2, NULL), "
+        "(3, '\"NULL\"'), (4, 'others'), (5, 'total'), (6, 7)");
+    const std::pair<const char*, const char*> kCases[] = {
+        {"\"NULL\"", "1"},   {"NULL", "2"},      {"\"\"\"NULL\"\"\"", "3"},
+        {"\"others\"", "4"}, {"\"total\"", "5"}, {"7", "6"},
+    };
+    for (const auto& [label, key] : kCases) {
+        for (const Arguments& command :
+             {Arguments{"grid", path, "t", "--axes", "g", "--calc", "COUNT:k"},
+              Arguments{"grid", path, "t", "--lines", "g", "--calc", "COUNT:k", "--sort-lines",
+                        "g:desc"},
+              Arguments{"score", path, "t", "--level", "g", "--calc", "COUNT:k"}}) {
+            Arguments drilled = command;
+            drilled.insert(drilled.end(), {"--drill", label, "--format", "ndjson"});
+            const CommandResult result = RunCommand(drilled);
+            EXPECT_NE(result.out.find(std::string("\"k\":") + key), std::string::npos)
+                << command.front() << " " << label << result.out << result.err;
+            EXPECT_EQ(std::ranges::count(result.out, '\n'), 1) << label;
+        }
+    }
 }
 
 }  // namespace

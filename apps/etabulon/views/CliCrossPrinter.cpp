@@ -289,7 +289,7 @@ std::string LabelText(const EVariant& label) {
         AppendHex(digits, cell.text);
         return digits.empty() ? "\"\"" : digits;
     }
-    const bool isQuoted = cell.text.empty() || cell.text == "NULL" || cell.text == kTotal;
+    const bool isQuoted = IsMistakable(cell.text) || cell.text == kTotal || cell.text == kOthers;
     return isQuoted ? fmt::format("\"{}\"", cell.text) : std::string(cell.text);
 }
 

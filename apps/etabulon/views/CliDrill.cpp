@@ -5,6 +5,7 @@
 #include "apps/etabulon/request/CliSuggest.h"
 #include "apps/etabulon/request/CliWritten.h"
 #include "apps/etabulon/views/CliCrossPrinter.h"
+#include "etabulon/foundation/EDataType.h"
 
 #include <fmt/format.h>
 
@@ -14,12 +15,21 @@
 namespace etabulon {
 namespace {
 
-bool IsMeant(const EVariant& label, const CliWordChoice& word) {
+/// How a word in quotes names a label: by the label's text, or else as the label is printed, where
+/// that has marks of its own.
+enum class Quotes : std::uint8_t { OfText = 0, OfPrint = 1 };
+
+bool IsMeant(const EVariant& label, const CliWordChoice& word, Quotes quotes) {
     const std::string shown = LabelText(label);
-    if (label.IsMissing() || !word.isQuoted) {
+    if (!word.isQuoted) {
         return shown == word.text && label.IsMissing() == (word.text == "NULL");
     }
-    return shown == word.text || shown == fmt::format("\"{}\"", word.text);
+    return !label.IsMissing() &&
+           (quotes == Quotes::OfText
+                ? label.AsChaine().View() == word.text
+                : shown == fmt::format("\"{}\"", word.text) ||
+                      (shown == word.text &&
+                       TypeInfo(label.Type()).valueClass != EValueClass::Text));
 }
 
 /// The label in the form that --drill reads.
@@ -34,9 +44,11 @@ CliResult<unsigned int> FindLabel(const CliCrossAxis& axis, const CliWordChoice&
     if (!word.isQuoted && word.text == kTotal) {
         return count;
     }
-    for (unsigned int index = 0; index < count; ++index) {
-        if (IsMeant(axis.labels[index].values.front(), word)) {
-            return index;
+    for (const Quotes quotes : {Quotes::OfText, Quotes::OfPrint}) {
+        for (unsigned int index = 0; index < count; ++index) {
+            if (IsMeant(axis.labels[index].values.front(), word, quotes)) {
+                return index;
+            }
         }
     }
     std::vector<std::string> names;
@@ -61,12 +73,10 @@ public:
 
     [[nodiscard]] std::optional<std::uint32_t> Find(std::span<const CliWordChoice> words) {
         // A word that means others may be a label too, which is quoted then.
-        for (const bool isOfOthers : {true, false}) {
-            for (std::uint32_t index = 0; index < table_.Count(side_); ++index) {
-                const ECrossEntry entry = table_.Entry(side_, index);
-                if ((entry.part == ECrossEntry::Others) == isOfOthers &&
-                    MatchedWords(index, entry, words) == words.size()) {
-                    return index;
+        for (const Quotes quotes : {Quotes::OfText, Quotes::OfPrint}) {
+            for (const bool isOfOthers : {true, false}) {
+                if (const auto found = Find(words, isOfOthers, quotes)) {
+                    return found;
                 }
             }
         }
@@ -97,6 +107,17 @@ public:
     }
 
 private:
+    [[nodiscard]] std::optional<std::uint32_t> Find(std::span<const CliWordChoice> words,
+                                                    bool isOfOthers, Quotes quotes) {
+        for (std::uint32_t index = 0; index < table_.Count(side_); ++index) {
+            const ECrossEntry entry = table_.Entry(side_, index);
+            if ((entry.part == ECrossEntry::Others) == isOfOthers &&
+                MatchedWords(index, entry, words, quotes) == words.size()) {
+                return index;
+            }
+        }
+        return std::nullopt;
+    }
     [[nodiscard]] std::size_t KnownLevels(const ECrossEntry& entry) const noexcept {
         return entry.part == ECrossEntry::Detail ? axis_.size() : entry.depth;
     }
@@ -105,13 +126,14 @@ private:
         return ShownLabel(levels_.all[axis_[place]], label_.Find(axis_[place]));
     }
     [[nodiscard]] std::size_t MatchedWords(std::uint32_t index, const ECrossEntry& entry,
-                                           std::span<const CliWordChoice> words) {
+                                           std::span<const CliWordChoice> words,
+                                           Quotes quotes = Quotes::OfText) {
         table_.ReadLabel(side_, index, label_);
         const std::size_t known = KnownLevels(entry);
         std::size_t place = 0;
         const auto matches = [&] {
             if (place < known) {
-                return IsMeant(LabelAt(place), words[place]);
+                return IsMeant(LabelAt(place), words[place], quotes);
             }
             const bool isOthers = entry.part == ECrossEntry::Others && place == known;
             return IsBare(words[place], isOthers ? kOthers : kTotal);

@@ -63,8 +63,8 @@ public:
     /// add up, COUNT and SUM.
     [[nodiscard]] std::optional<double> Share(const ETabulonTag& node, const ETabulonTag& of,
                                               unsigned calculation) const;
-    /// The order of a node's children by a result, as their indexes: equal ones stay in the tree's
-    /// order, and those without a value come last, behind those that differ (COMMONVAL).
+    /// The order of a node's children by a result, as their indexes: no value is the lowest, then
+    /// come values that differ (COMMONVAL). Equal ones stay in the tree's order.
     [[nodiscard]] std::vector<unsigned> OrderOf(const EDataTreeNode& parent, unsigned calculation,
                                                 bool descending) const;
 
