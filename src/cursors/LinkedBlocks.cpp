@@ -144,12 +144,7 @@ const EField* ETabulonCursorEData::LinkedBlocks::FindOwn(const DVariable& variab
 bool ETabulonCursorEData::LinkedBlocks::AddColumn(const EBlockRequest::Column& wish,
                                                   EBlockRequest& request) {
     if (EBlockSource::FindField(cursor_.table_->Fields(), *wish.field) >= 0) {
-        const unsigned own =
-            wish.numbers ? request.AddNumbers(*wish.field) : request.AddValues(*wish.field);
-        if (wish.values) {
-            static_cast<void>(request.AddValues(*wish.field));
-        }
-        columns_.push_back({own, kNone});
+        columns_.push_back({request.Add(*wish.field, wish.numbers, wish.values), kNone});
         return true;
     }
     for (const Further& further : further_) {

@@ -30,13 +30,7 @@ unsigned char Folded(char c) noexcept { return kFold[static_cast<unsigned char>(
 constexpr std::uint64_t kHighBits = 0x8080808080808080U;
 
 // The eight bytes folded; bytes from 0x80 upward go through the table.
-std::uint64_t FoldWord(std::uint64_t word) noexcept {
-    if ((word & kHighBits) == 0) {
-        // The high bit of each byte: set in fromA from 'a' upward, in aboveZ above 'z'.
-        const std::uint64_t fromA = word + 0x1F1F1F1F1F1F1F1FU;
-        const std::uint64_t aboveZ = word + 0x0505050505050505U;
-        return word - (((fromA & ~aboveZ & kHighBits)) >> 2);
-    }
+std::uint64_t FoldBytes(std::uint64_t word) noexcept {
     std::array<char, 8> bytes{};
     std::memcpy(bytes.data(), &word, sizeof word);
     for (char& c : bytes) {
@@ -44,6 +38,17 @@ std::uint64_t FoldWord(std::uint64_t word) noexcept {
     }
     std::memcpy(&word, bytes.data(), sizeof word);
     return word;
+}
+
+// The same; a word of ASCII goes without a table.
+inline std::uint64_t FoldWord(std::uint64_t word) noexcept {
+    if ((word & kHighBits) != 0) {
+        return FoldBytes(word);
+    }
+    // The high bit of each byte: set in fromA from 'a' upward, in aboveZ above 'z'.
+    const std::uint64_t fromA = word + 0x1F1F1F1F1F1F1F1FU;
+    const std::uint64_t aboveZ = word + 0x0505050505050505U;
+    return word - (((fromA & ~aboveZ & kHighBits)) >> 2);
 }
 
 int Sign(int difference) noexcept { return (difference > 0) - (difference < 0); }
@@ -97,19 +102,12 @@ bool Chaine::EqualsFolded(std::string_view left, std::string_view right) noexcep
 }
 
 std::uint32_t Chaine::FoldHash(std::string_view text) noexcept {
+    constexpr std::size_t kWord = sizeof(std::uint64_t);
     std::uint64_t hash = text.size();
-    const char* bytes = text.data();
-    std::size_t left = text.size();
-    std::uint64_t word = 0;
-    for (; left >= sizeof word; left -= sizeof word, bytes += sizeof word) {
-        std::memcpy(&word, bytes, sizeof word);
-        hash = detail::MixHash(hash, FoldWord(word));
+    for (std::size_t at = 0; at + kWord < text.size(); at += kWord) {
+        hash = detail::MixHash(hash, FoldWord(detail::WordAt(text.data() + at)));
     }
-    if (left != 0) {
-        word = 0;
-        std::memcpy(&word, bytes, left);
-        hash = detail::MixHash(hash, FoldWord(word));
-    }
+    hash = detail::MixHash(hash, FoldWord(detail::LastWord(text.data(), text.size())));
     const auto result = static_cast<std::uint32_t>(detail::MixHash(hash, 0));
     return result != 0 ? result : 1;
 }

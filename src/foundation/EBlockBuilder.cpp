@@ -29,7 +29,8 @@ EBlockColumn::Form FormOf(const EFieldDesc& desc, const EBlockRequest::Column& w
     if (info.IsFixedSize() && info.naturalSize <= sizeof(std::uint64_t)) {
         return EBlockColumn::Form::Words;
     }
-    return info.IsSlot() && wish.numbers ? EBlockColumn::Form::Texts : EBlockColumn::Form::Cells;
+    return info.IsSlot() && (wish.numbers || wish.IsTextsOnly()) ? EBlockColumn::Form::Texts
+                                                                 : EBlockColumn::Form::Cells;
 }
 
 }  // namespace
@@ -111,8 +112,14 @@ void EBlockColumn::PutCell(std::size_t record, const void* cell) {
     }
     if (form_ == Form::Texts) {
         const Chaine::Body* const body = ReadSlot(cell);
+        if (body == nullptr) {
+            return PutMissing(record);
+        }
+        if (!numbers_) {
+            return PutText(record, body->Text(), body->length - 1);
+        }
         hasBodies_ = true;
-        texts_[record] = body != nullptr ? Text{body->Text(), body->length - 1} : Text{};
+        texts_[record] = {body->Text(), body->length - 1};
         return;
     }
     std::byte* const own = Cell(record);
@@ -159,6 +166,8 @@ void EBlockBuilder::AddColumn(const EFieldDesc& desc, const EBlockRequest::Colum
     }
     if (column->form_ == EBlockColumn::Form::Words) {
         shown.words = column->words_.data();
+    } else if (column->form_ == EBlockColumn::Form::Texts) {
+        shown.texts = column->numbers_ ? nullptr : column->texts_.data();
     } else if (column->form_ == EBlockColumn::Form::Cells) {
         shown.cells = column->cells_.data();
         shown.cellSize = column->cellSize_;

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstring>
+#include <string_view>
 
 namespace etabulon {
 
@@ -24,12 +25,23 @@ public:
         std::memcpy(cell_.data(), &word, size_);
         return view_.At(cell_.data());
     }
+    /// The same of a text, of which it keeps a copy.
+    [[nodiscard]] const EVariant& OwnText(const Text& text) {
+        if (text.bytes == nullptr) {
+            return missing_;
+        }
+        text_ = Chaine(std::string_view(text.bytes, text.length));
+        body_ = text_.GetBody();
+        return view_.At(&body_);
+    }
     [[nodiscard]] const EVariant& Missing() const noexcept { return missing_; }
 
 private:
     ECellView view_;
     EVariant missing_;
     std::size_t size_;
+    Chaine text_;
+    const Chaine::Body* body_ = nullptr;  // of text_
     alignas(std::uint64_t) std::array<std::byte, 2 * sizeof(std::uint64_t)> cell_{};
 };
 

@@ -20,7 +20,7 @@ std::atomic<bool>& Enabled() noexcept {
 
 }  // namespace
 
-unsigned EBlockRequest::Add(const EField& field, bool numbers) {
+unsigned EBlockRequest::Add(const EField& field, bool numbers, bool values) {
     unsigned index = 0;
     while (index < columns.size() && columns[index].field->Address() != field.Address()) {
         ++index;
@@ -29,7 +29,8 @@ unsigned EBlockRequest::Add(const EField& field, bool numbers) {
         columns.push_back({&field, false, false});
     }
     Column& column = columns[index];
-    (numbers ? column.numbers : column.values) = true;
+    column.numbers = column.numbers || numbers;
+    column.values = column.values || values;
     return index;
 }
 

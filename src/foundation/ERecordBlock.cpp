@@ -14,7 +14,10 @@ const EVariant& ERecordBlock::Value(unsigned column, EBlockIndex record) const {
     if (from.words != nullptr) {
         return from.IsMissingWord(record) ? reader.Missing() : reader.Word(from.words[record]);
     }
-    return from.cells != nullptr ? reader.Cell(from.cells + record * from.cellSize)
+    if (from.cells != nullptr) {
+        return reader.Cell(from.cells + record * from.cellSize);
+    }
+    return from.texts != nullptr ? reader.OwnText(from.texts[record])
                                  : from.dictionary->Value(from.numbers[record]);
 }
 

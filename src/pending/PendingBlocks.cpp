@@ -1,10 +1,38 @@
 #include "pending/PendingBlocks.h"
 
 #include "etabulon/foundation/detail/EHashMix.h"
+#include "values/ETabulonValueAccess.h"
 
 #include <algorithm>
+#include <string_view>
 
 namespace etabulon::detail {
+
+namespace {
+
+/// What costs least to make.
+unsigned AddColumn(const EField& data, EBlockRequest& request) {
+    const ETypeInfo& info = TypeInfo(data.Type());
+    if (info.IsSlot()) {
+        return request.AddTexts(data);
+    }
+    return info.IsFixedSize() && info.naturalSize <= sizeof(std::uint64_t)
+               ? request.AddValues(data)
+               : request.AddNumbers(data);
+}
+
+/// The bytes of a value that has no number and no word.
+ERecordBlock::Text TextAt(const ERecordBlock& block, unsigned column, EBlockIndex record) {
+    if (block.At(column).texts != nullptr) {
+        return block.At(column).texts[record];
+    }
+    const EVariant& value = block.Value(column, record);
+    return value.IsMissing()
+               ? ERecordBlock::Text{}
+               : ERecordBlock::Text{static_cast<const char*>(value.GetBuffer()), value.ByteCount()};
+}
+
+}  // namespace
 
 void PendingBlocks::Want(const ETabulonLevels& levels, const EFieldSet& fields,
                          EBlockRequest& request) {
@@ -17,11 +45,9 @@ void PendingBlocks::Want(const ETabulonLevels& levels, const EFieldSet& fields,
     for (const unsigned int id : ids_) {
         const ETabulonLevels::Level& level = levels.GetLevel(id);
         const EField& data = level.DataID().GetIn(fields);
-        const bool isWord = TypeInfo(data.Type()).IsFixedSize() &&
-                            TypeInfo(data.Type()).naturalSize <= sizeof(std::uint64_t);
-        levels_.push_back({id, isWord ? request.AddValues(data) : request.AddNumbers(data), {}});
+        levels_.push_back({id, AddColumn(data, request), {}, {}, {}});
         if (level.DescID().IsValid()) {
-            static_cast<void>(request.AddValues(level.DescID().GetIn(fields)));
+            static_cast<void>(AddColumn(level.DescID().GetIn(fields), request));
         }
     }
     hashes_.resize(levels_.size());
@@ -49,14 +75,27 @@ void PendingBlocks::Hash(Level& level, const ERecordBlock& block,
                          std::vector<std::uint32_t>& hashes) {
     hashes.resize(block.Size());
     const ERecordBlock::Column& column = block.At(level.column);
-    if (column.numbers == nullptr) {
+    if (column.numbers != nullptr) {
+        return HashByNumber(level, column, hashes);
+    }
+    if (column.texts != nullptr) {
+        const std::uint32_t missing = HashOf(EVariant());
         for (std::size_t record = 0; record < block.Size(); ++record) {
-            hashes[record] = HashOf(block.Value(level.column, static_cast<EBlockIndex>(record)));
+            const auto [bytes, length] = column.texts[record];
+            hashes[record] =
+                bytes != nullptr ? ETabulonValueAccess::HashOfText({bytes, length}) : missing;
         }
         return;
     }
-    level.hashOf.resize(column.dictionary->Size());
     for (std::size_t record = 0; record < block.Size(); ++record) {
+        hashes[record] = HashOf(block.Value(level.column, static_cast<EBlockIndex>(record)));
+    }
+}
+
+void PendingBlocks::HashByNumber(Level& level, const ERecordBlock::Column& column,
+                                 std::span<std::uint32_t> hashes) {
+    level.hashOf.resize(column.dictionary->Size());
+    for (std::size_t record = 0; record < hashes.size(); ++record) {
         std::uint32_t& hash = level.hashOf[column.numbers[record]];
         if (hash == 0) {
             hash = HashOf(column.dictionary->Value(column.numbers[record]));
@@ -72,16 +111,42 @@ std::uint32_t PendingBlocks::HashOf(const EVariant& data) {
 
 // --------------------------------------------------------------------------------------- verdicts
 
+PendingBlocks::TagPart PendingBlocks::PartOf(std::size_t index, const ERecordBlock& block,
+                                             EBlockIndex record) {
+    Level& level = levels_[index];
+    const ERecordBlock::Column& column = block.At(level.column);
+    if (column.numbers != nullptr) {
+        return {column.numbers[record], false};
+    }
+    if (column.words != nullptr) {
+        return {column.words[record], column.IsMissingWord(record)};
+    }
+    const ERecordBlock::Text found = TextAt(block, level.column, record);
+    if (found.bytes == nullptr) {
+        return {0, true};
+    }
+    const std::string_view text(found.bytes, found.length);
+    const std::uint32_t hash = hashes_[index][record];
+    std::int32_t known = level.textIndex.Find(hash, [&level, text](std::int32_t at) {
+        return level.texts[static_cast<std::size_t>(at)] == text;
+    });
+    if (known < 0) {
+        known = static_cast<std::int32_t>(level.texts.size());
+        level.textIndex.Reserve(static_cast<std::uint32_t>(known) + 1);
+        level.texts.emplace_back(text);
+        level.textIndex.Add(hash, known);
+    }
+    return {static_cast<std::uint64_t>(known), false};
+}
+
 PendingVerdict PendingBlocks::Find(const ERecordBlock& block, EBlockIndex record) {
+    if (tags_.size() == kMostTags) {
+        ForgetTags();
+    }
     std::uint64_t hash = 0;
     for (std::size_t index = 0; index < levels_.size(); ++index) {
-        const ERecordBlock::Column& column = block.At(levels_[index].column);
         hash = MixHash(hash, hashes_[index][record]);
-        if (column.numbers != nullptr) {
-            sought_[index] = {column.numbers[record], false};
-        } else {
-            sought_[index] = {column.words[record], column.IsMissingWord(record)};
-        }
+        sought_[index] = PartOf(index, block, record);
     }
     const auto known = static_cast<std::uint32_t>(hash);
     const std::int32_t at = index_.Find(known, [this](std::int32_t tag) {
@@ -91,9 +156,6 @@ PendingVerdict PendingBlocks::Find(const ERecordBlock& block, EBlockIndex record
     if (at >= 0) {
         found_ = static_cast<std::size_t>(at);
         return tags_[found_].verdict;
-    }
-    if (tags_.size() == kMostTags) {
-        ForgetTags();
     }
     found_ = tags_.size();
     index_.Reserve(static_cast<std::uint32_t>(found_ + 1));
@@ -108,6 +170,10 @@ void PendingBlocks::ForgetTags() noexcept {
     tags_.clear();
     parts_.clear();
     patches_.clear();
+    for (Level& level : levels_) {
+        level.texts.clear();
+        level.textIndex.Clear();
+    }
 }
 
 void PendingBlocks::Set(PendingVerdict verdict) { tags_[found_].verdict = verdict; }

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace etabulon::detail {
@@ -59,6 +60,9 @@ private:
         unsigned int level;
         unsigned column;
         std::vector<std::uint32_t> hashOf;  // by number; 0: not made yet, or made again
+        // Of a column without numbers, the known tags' texts.
+        std::vector<std::string> texts;
+        HashIndex textIndex;
     };
     /// A column of the blocks.
     struct Shown {
@@ -70,8 +74,8 @@ private:
     };
     /// A value of a tag, exactly as a block has it.
     struct TagPart {
-        std::uint64_t word;  // or a number
-        bool isMissing;
+        std::uint64_t word = 0;  // or a number
+        bool isMissing = false;
         friend bool operator==(const TagPart&, const TagPart&) = default;
     };
     struct KnownTag {
@@ -88,6 +92,10 @@ private:
     static constexpr std::size_t kMostTags = 65536;
 
     void Hash(Level& level, const ERecordBlock& block, std::vector<std::uint32_t>& hashes);
+    void HashByNumber(Level& level, const ERecordBlock::Column& column,
+                      std::span<std::uint32_t> hashes);
+    /// Of the level at this index; keeps a text that is met for the first time.
+    [[nodiscard]] TagPart PartOf(std::size_t index, const ERecordBlock& block, EBlockIndex record);
     [[nodiscard]] std::uint32_t HashOf(const EVariant& data);
     void ForgetTags() noexcept;
     [[nodiscard]] bool AddPatch(const ERecordBlock& block, std::size_t column,

@@ -1,7 +1,5 @@
 #include "etabulon/values/ETabulonValue.h"
 
-#include "etabulon/foundation/detail/EHashMix.h"
-
 namespace etabulon {
 
 namespace {
@@ -79,9 +77,7 @@ bool ETabulonValue::IsIdenticalTo(const ETabulonValue& other) const {
 }
 
 std::uint32_t ETabulonValue::Hash() const noexcept {
-    const auto salt =
-        static_cast<std::uint32_t>(status_) * static_cast<std::uint32_t>(detail::kHashFactor);
-    return status_ == ValNull ? salt : salt ^ data_.Hash();
+    return status_ == ValNull ? SaltOf(status_) : SaltOf(status_) ^ data_.Hash();
 }
 
 void ETabulonValue::TakeData(const EVariant& data) {

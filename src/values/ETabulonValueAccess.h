@@ -4,11 +4,16 @@
 #include "foundation/EVariantAccess.h"
 
 #include <cstdint>
+#include <string_view>
 
 namespace etabulon::detail {
 
 /// The access of a value's sources to its data, beyond the public operations.
 struct ETabulonValueAccess {
+    /// The Hash of a value that was filled with this owned text.
+    [[nodiscard]] static std::uint32_t HashOfText(std::string_view text) noexcept {
+        return ETabulonValue::SaltOf(ETabulonValue::ValNormal) ^ Chaine::FoldHash(text);
+    }
     /// Refill from a value like `blank`, of a fixed-size type of up to 8 bytes, whose natural bytes
     /// begin the word.
     static void RefillWord(ETabulonValue& value, const EVariant& blank, std::uint64_t word) {

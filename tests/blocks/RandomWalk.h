@@ -94,9 +94,11 @@ public:
         columns_.clear();
         const EFieldSet& fields = cursor.Fields();
         for (std::uint16_t index = 0; wantsBlocks_ && index < fields.Size(); index += every_) {
-            // One half as numbers, the other as values; other listeners may want them as well.
-            columns_.push_back(index % 2 == 0 ? request.AddNumbers(fields.At(index))
-                                              : request.AddValues(fields.At(index)));
+            // As numbers, values or texts in turns; other listeners may want them as well.
+            const EField& field = fields.At(index);
+            columns_.push_back(index % 2 == 0   ? request.AddNumbers(field)
+                               : index % 4 == 1 ? request.AddValues(field)
+                                                : request.AddTexts(field));
         }
         request.keys = true;
         return wantsBlocks_;

@@ -53,8 +53,8 @@ public:
     [[nodiscard]] Form GetForm() const noexcept { return form_; }
     [[nodiscard]] const EFieldDesc& Desc() const noexcept { return desc_; }
 
-    /// Of any form: the value of a cell that is laid out as the column's field. Texts are borrowed
-    /// until the block is finished.
+    /// Of any form: the value of a cell that is laid out as the column's field. Texts with numbers
+    /// are borrowed until the block is finished.
     void PutCell(std::size_t record, const void* cell);
     // Words: a value in its natural size.
     template <class T>
@@ -74,7 +74,7 @@ public:
             texts_[record] = {};
         }
     }
-    // Texts: copied, or borrowed until the block is finished.
+    // Texts: copied, or borrowed until the block is finished; borrowed with numbers only.
     void PutText(std::size_t record, const char* bytes, std::size_t length) {
         char* const copy = arena_.Take(length);
         detail::CopyBytes(copy, bytes, length);
@@ -90,10 +90,7 @@ public:
 
 private:
     friend class EBlockBuilder;
-    struct Text {
-        const char* bytes = nullptr;  // null: missing
-        std::size_t length = 0;
-    };
+    using Text = ERecordBlock::Text;
     void ReleaseCells() noexcept;
 
     EFieldDesc desc_;

@@ -13,17 +13,21 @@ struct ETABULON_API EBlockRequest {
         const EField* field;  // not owned
         bool numbers;         // into a dictionary of the column
         bool values;
+
+        /// A column of which nothing but the bytes of its texts was asked for.
+        [[nodiscard]] bool IsTextsOnly() const noexcept { return !numbers && !values; }
     };
     std::vector<Column> columns;
     bool keys = false;  // the records' positions and keys
 
     // Each returns the index of the field's column in the blocks. A field that is asked for twice
     // has one column.
-    unsigned AddNumbers(const EField& field) { return Add(field, /*numbers=*/true); }
-    unsigned AddValues(const EField& field) { return Add(field, /*numbers=*/false); }
-
-private:
-    unsigned Add(const EField& field, bool numbers);
+    unsigned AddNumbers(const EField& field) { return Add(field, true, false); }
+    unsigned AddValues(const EField& field) { return Add(field, false, true); }
+    /// Of owned text or bytes: whatever costs least to tell the values apart. The column has texts
+    /// unless something else is asked for as well, or the source has numbers anyway.
+    unsigned AddTexts(const EField& field) { return Add(field, false, false); }
+    unsigned Add(const EField& field, bool numbers, bool values);
 };
 
 /// What a table may offer beside single steps: the records of a walk in blocks, by columns.

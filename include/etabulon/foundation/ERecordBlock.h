@@ -73,10 +73,12 @@ private:
 
 /// Some consecutive records of a walk, by columns: only those that the listeners asked for.
 ///
-/// A column has up to three forms. Each that is there has an entry for each record of the block:
+/// A column has up to four forms. Each that is there has an entry for each record of the block:
 ///   numbers  into the column's dictionary, where they were asked for (EBlockRequest::AddNumbers)
 ///   words    of a fixed-size type of up to 8 bytes: the value's natural bytes at the start of each
 ///            word, zeros behind them
+///   texts    the bytes of owned text or bytes, where nothing but these was asked for
+///            (EBlockRequest::AddTexts)
 ///   cells    of any other type: as in a record of the table, one behind the other
 /// Value reads a record's value whatever forms there are.
 ///
@@ -87,12 +89,17 @@ public:
     /// The most records that a block may hold.
     static constexpr std::size_t kMostRecords = 1024;
 
+    struct Text {
+        const char* bytes = nullptr;  // null: missing
+        std::size_t length = 0;
+    };
     struct Column {
         const ETypeInfo* type = nullptr;
         const std::uint32_t* numbers = nullptr;
         const EBlockDictionary* dictionary = nullptr;  // of `numbers`
         const std::uint64_t* words = nullptr;
         const std::uint64_t* missing = nullptr;  // of `words`: a bit for each record; null: none
+        const Text* texts = nullptr;
         const std::byte* cells = nullptr;
         std::size_t cellSize = 0;
 

@@ -2,6 +2,7 @@
 
 #include "etabulon/foundation/Chaine.h"
 #include "etabulon/foundation/EVariant.h"
+#include "etabulon/foundation/detail/EHashMix.h"
 #include "etabulon/foundation/detail/ENeverDestroyed.h"
 
 #include <cstdint>
@@ -95,6 +96,10 @@ private:
     friend union detail::ENeverDestroyed;
     friend struct detail::ETabulonValueAccess;
     constexpr explicit ETabulonValue(ValStatus status) noexcept : status_(status) {}
+    /// What Hash adds to the hash of the data.
+    [[nodiscard]] static constexpr std::uint32_t SaltOf(ValStatus status) noexcept {
+        return static_cast<std::uint32_t>(status) * static_cast<std::uint32_t>(detail::kHashFactor);
+    }
     void MakeDisplay() const;
     void TakeData(const EVariant& data);
 

@@ -71,26 +71,31 @@ inline void CopyBytes(char* to, const char* from, std::size_t length) noexcept {
     }
 }
 
-/// The hash of some bytes, word by word; the last word may overlap the one before it, so that short
-/// texts take one or two multiplications. `above` is the hash of the parent that the bytes are
-/// looked up under.
+/// The last 8 bytes, or all of fewer. Texts of one length with the same words before this one are
+/// equal if and only if this word is: it may overlap the one before it.
+inline std::uint64_t LastWord(const char* bytes, std::size_t length) noexcept {
+    if (length >= sizeof(std::uint64_t)) {
+        return WordAt(bytes + length - sizeof(std::uint64_t));
+    }
+    if (length >= sizeof(std::uint32_t)) {
+        return std::uint64_t{WordAt<std::uint32_t>(bytes)} << 32 |
+               WordAt<std::uint32_t>(bytes + length - sizeof(std::uint32_t));
+    }
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes, length);
+    return word;
+}
+
+/// The hash of some bytes, word by word; short texts take one or two multiplications. `above` is
+/// the hash of the parent that the bytes are looked up under.
 inline std::uint32_t HashBytes(const char* bytes, std::size_t length,
                                std::uint32_t above = 0) noexcept {
     constexpr std::size_t kWord = sizeof(std::uint64_t);
     std::uint64_t hash = std::rotl((length ^ above) * kHashFactor, 29);
-    std::uint64_t word = 0;
-    if (length >= kWord) {
-        for (std::size_t at = 0; at + kWord < length; at += kWord) {
-            hash = std::rotl((hash ^ WordAt(bytes + at)) * kHashFactor, 29);
-        }
-        word = WordAt(bytes + length - kWord);
-    } else if (length >= kWord / 2) {
-        word = std::uint64_t{WordAt<std::uint32_t>(bytes)} << 32 |
-               WordAt<std::uint32_t>(bytes + length - kWord / 2);
-    } else {
-        std::memcpy(&word, bytes, length);
+    for (std::size_t at = 0; at + kWord < length; at += kWord) {
+        hash = std::rotl((hash ^ WordAt(bytes + at)) * kHashFactor, 29);
     }
-    hash = (hash ^ word) * kHashFactor;
+    hash = (hash ^ LastWord(bytes, length)) * kHashFactor;
     return static_cast<std::uint32_t>(SpreadBits(hash ^ (hash >> 32)) >> 32);
 }
 
