@@ -1,5 +1,7 @@
 #include "cursors/BlockWalk.h"
 
+#include "cursors/RecordFilter.h"
+
 #include <array>
 #include <numeric>
 
@@ -66,6 +68,9 @@ bool ETabulonCursor::BlockWalk::AddTests(EBlockRequest& request) {
                           isNumber ? request.AddValues(field) : request.AddNumbers(field),
                           {}});
     }
+    if (cursor_.recordFilter_ != nullptr) {
+        cursor_.recordFilter_->Want(cursor_.Fields(), request);
+    }
     const unsigned int levels = cursor_.levels_.Size();
     return tag.KnownLevelsCount() < levels ||
            (tests_.size() == levels && tag.KnownLevelsCount() == levels);
@@ -126,7 +131,7 @@ CursorStatus ETabulonCursor::BlockWalk::PassOn(const BlockPart& part) {
 /// Passes on the parts between the records that come singly. A walk that ends within the block, or
 /// goes on by single steps from there, stands on the record that was shown last.
 CursorStatus ETabulonCursor::BlockWalk::PassInParts() {
-    BlockPart part = cursor_.TakePart(*block_, selected_);
+    BlockPart part = TakePart(selected_);
     if (part.count == selected_.size()) {
         return PassOn(part);
     }
@@ -149,11 +154,21 @@ CursorStatus ETabulonCursor::BlockWalk::PassInParts() {
             return StatusOk;
         }
         rest = rest.subspan(part.count + 1);
-        part = cursor_.TakePart(*block_, rest);
+        part = TakePart(rest);
     }
     const auto last = static_cast<EBlockIndex>(block_->Size() - 1);
     static_cast<void>(Stand(last, /*isWhole=*/false));
     return StatusOk;
+}
+
+/// The filter tests the values that the cursor shows.
+ETabulonCursor::BlockPart ETabulonCursor::BlockWalk::TakePart(
+    std::span<const EBlockIndex> records) {
+    BlockPart part = cursor_.TakePart(*block_, records);
+    if (cursor_.recordFilter_ != nullptr) {
+        part.records = cursor_.recordFilter_->Keep(*part.block, part.records);
+    }
+    return part;
 }
 
 /// In place of CallGetNext for a record that the filter accepts as the table has it.

@@ -45,6 +45,7 @@ private:
     void StandWhole(EBlockIndex record);
     CursorStatus Stand(EBlockIndex record, bool isWhole);
     void Select();
+    [[nodiscard]] BlockPart TakePart(std::span<const EBlockIndex> records);
     [[nodiscard]] std::size_t Keep(Test& test);
     [[nodiscard]] static bool IsAccepted(Test& test, const ERecordBlock& block, EBlockIndex record);
     void End() noexcept;

@@ -1,12 +1,15 @@
 #include "etabulon/cursors/ETabulonCursor.h"
 
 #include "cursors/BlockWalk.h"
+#include "cursors/RecordFilter.h"
 #include "etabulon/foundation/EExpects.h"
 #include "etabulon/foundation/ERef.h"
 
 #include <algorithm>
 
 namespace etabulon {
+
+ETabulonCursor::ETabulonCursor() = default;
 
 ETabulonCursor::~ETabulonCursor() {
     fields_.reset();
@@ -40,6 +43,7 @@ void ETabulonCursor::Init(const ETabulonLevels& levels) {
     // The caller may use its own copy in another thread.
     levels_.Detach();
     boundShape_ = 0;
+    isFilterNew_ = true;
     ResetCancel();
     if (fieldsDirty_) {
         DeclareFields();
@@ -91,13 +95,10 @@ void ETabulonCursor::RemNotifiers(const PTableau<INotifier*>& notifiers) {
 CursorStatus ETabulonCursor::CallReset(const ETabulonTag& tag) {
     const ETabulonTag target(tag);  // `tag` may be this cursor's own current or filter tag
     ResetCancel();
-    ETabulonTag filter(target);
-    for (unsigned int index = 0; index < standingFilter_.KnownLevelsCount(); ++index) {
-        filter.SetValue(standingFilter_.LevelAt(index), standingFilter_.ValueAt(index));
-    }
-    filterTag_ = filter;
+    filterTag_ = target;
     MarkStale();
     fieldsStatus_ = StatusOk;
+    TakeFilter();
     if (fieldsDirty_) {
         PrepareFields();
         fieldsDirty_ = fieldsStatus_ != StatusOk;
@@ -105,7 +106,7 @@ CursorStatus ETabulonCursor::CallReset(const ETabulonTag& tag) {
     if (IsCancelled()) {
         return EndReset(StatusCancelled);
     }
-    const CursorStatus status = fieldsStatus_ != StatusOk ? fieldsStatus_ : Reset(filter);
+    const CursorStatus status = fieldsStatus_ != StatusOk ? fieldsStatus_ : Reset(target);
     if (status != StatusCancelled) {
         for (std::size_t index = 0; index < notifiers_.Size(); ++index) {
             const CursorStatus answer = notifiers_.At(index)->OnReset(target, *this);
@@ -201,7 +202,7 @@ CursorStatus ETabulonCursor::CallIsInFilter() {
     if (const CursorStatus status = DeriveFields(); status != StatusOk) {
         return status;
     }
-    if (IsInFilter()) {
+    if (IsInFilter() && MeetsFilter()) {
         return OnAcceptedByFilter();
     }
     OnRefusedByFilter();
@@ -216,6 +217,29 @@ void ETabulonCursor::FailFields(CursorStatus status) noexcept {
 bool ETabulonCursor::IsInFilter() const {
     // Every tag is at or below the root, so that the record's tag needn't be built.
     return filterTag_.IsRoot() || CurrentTag().IsAtOrBelow(filterTag_);
+}
+
+void ETabulonCursor::SetFilter(const EFilter& filter) {
+    filter_ = filter;
+    isFilterNew_ = true;
+}
+
+void ETabulonCursor::TakeFilter() {
+    if (!isFilterNew_) {
+        return;
+    }
+    recordFilter_ = filter_.IsEmpty() ? nullptr : std::make_unique<detail::RecordFilter>(filter_);
+    DeclareVariables(filter_.Variables());
+    isFilterNew_ = false;
+}
+
+const EFilter& ETabulonCursor::FilterInUse() const noexcept {
+    static const EFilter kNone;
+    return recordFilter_ != nullptr ? recordFilter_->Filter() : kNone;
+}
+
+bool ETabulonCursor::MeetsFilter() const {
+    return recordFilter_ == nullptr || recordFilter_->IsMet(Fields());
 }
 
 CursorStatus ETabulonCursor::Browse(const ETabulonTag& tag) {

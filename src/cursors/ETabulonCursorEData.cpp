@@ -84,6 +84,7 @@ bool ETabulonCursorEData::DeclareLinkField(const ETabulonVariableID& id) {
     LinkDescriptor descriptor;
     linkEngine_->RegisterLink(QualifiedPath(id.Code()), descriptor);
     links_.At(static_cast<std::size_t>(links_.Find(id, FindOrInsert))).value = descriptor;
+    MarkFieldsDirty();
     return descriptor.resolved;
 }
 
@@ -108,7 +109,7 @@ bool ETabulonCursorEData::DeclareDerivedField(const ETabulonVariableID& id,
 bool ETabulonCursorEData::DeclareDerivedField(const ETabulonVariableID& id,
                                               const std::vector<ETabulonVariableID>& bases,
                                               int type, MakeValue make) {
-    if (derived_ != nullptr && derived_->Has(id)) {
+    if (IsDerived(id)) {
         return true;
     }
     if (table_ == nullptr || ETabulonCursor::CanResolve(id) ||
@@ -121,6 +122,18 @@ bool ETabulonCursorEData::DeclareDerivedField(const ETabulonVariableID& id,
     }
     derived_->Add(id, bases, type, std::move(make));
     return true;
+}
+
+bool ETabulonCursorEData::IsDerived(const ETabulonVariableID& id) const {
+    return derived_ != nullptr && derived_->Has(id);
+}
+
+void ETabulonCursorEData::DeclareVariables(const std::vector<ETabulonVariableID>& variables) {
+    for (const ETabulonVariableID& variable : variables) {
+        if (variable.IsLink() && !IsDerived(variable)) {
+            DeclareLinkField(variable);
+        }
+    }
 }
 
 bool ETabulonCursorEData::CanResolve(const ETabulonVariableID& variable) const {
@@ -234,12 +247,15 @@ CursorStatus ETabulonCursorEData::SetKeyRange(const ETabulonTag& /*tag*/, EData*
     return StatusOk;
 }
 
+void ETabulonCursorEData::PushFilter(const EFilter& /*filter*/, EData* /*table*/) const {}
+
 CursorStatus ETabulonCursorEData::Reset(const ETabulonTag& tag) {
     if (!HasTable()) {
         return static_cast<CursorStatus>(DataOther);
     }
     // A failure leaves the table wider than the tag, and the filter on the tag still applies.
     static_cast<void>(SetKeyRange(tag, table_));
+    PushFilter(FilterInUse(), table_);
     ClearLinkError();
     currentPosition_ = table_->GetFirst();
     return currentPosition_ != kNoPosition ? StatusOk : TableStatus();

@@ -61,6 +61,10 @@ CursorStatus ETabulonCursorRelay::CallStandInBlock(const ERecordBlock& block, EB
 
 bool ETabulonCursorRelay::IsInFilter() const { return source_->IsInFilter(); }
 
+bool ETabulonCursorRelay::MeetsFilter() const {
+    return ETabulonCursor::MeetsFilter() && source_->MeetsFilter();
+}
+
 void ETabulonCursorRelay::ResetCancel() { source_->ResetCancel(); }
 
 void ETabulonCursorRelay::ExtractCurrentTag(ETabulonTag& tag) const {

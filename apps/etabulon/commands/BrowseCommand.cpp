@@ -80,13 +80,12 @@ CliResult<> BrowseCommand::Run(CliEnvironment& environment) {
     if (CliResult<> read = alerts_.Read(order->levels); !read) {
         return read;
     }
-    CliResult<std::vector<CliCondition>> conditions =
-        ParseConditions(opened->table, sort_.Levels().Where());
-    if (!conditions) {
-        return conditions.Failure();
+    CliResult<CliCondition> condition = ReadCondition(opened->table, sort_.Levels());
+    if (!condition) {
+        return condition.Failure();
     }
     return Browse(environment,
-                  {opened->table, environment.interrupt, false, nullptr, std::move(*conditions)},
+                  {opened->table, environment.interrupt, false, nullptr, std::move(*condition)},
                   *order);
 }
 

@@ -25,13 +25,12 @@ CliResult<> CliViewCommand::Run(CliEnvironment& environment) {
 
 CliResult<> CliViewCommand::ShowTable(CliEnvironment& environment, const CliTable& table,
                                       const ETabulonPendingChanges* changes) {
-    CliResult<std::vector<CliCondition>> conditions =
-        ParseConditions(table, LevelOptions().Where());
-    if (!conditions) {
-        return conditions.Failure();
+    CliResult<CliCondition> condition = ReadCondition(table, LevelOptions());
+    if (!condition) {
+        return condition.Failure();
     }
     const CliWalkContext context{table, environment.interrupt, output_.ShowsProgress(environment),
-                                 changes, std::move(*conditions)};
+                                 changes, std::move(*condition)};
     return Show(environment, context);
 }
 

@@ -11,8 +11,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -20,109 +18,26 @@
 namespace etabulon {
 namespace {
 
-enum class Truth : std::uint8_t { No = 0, Unknown = 1, Yes = 2 };
-
-Truth Of(bool is) { return is ? Truth::Yes : Truth::No; }
-Truth Not(Truth truth) { return static_cast<Truth>(2 - static_cast<unsigned>(truth)); }
-
-enum class Test : std::uint8_t {
-    And,
-    Or,
-    Not,  // of the parts
-    Equal,
-    Unequal,
-    Below,
-    AtMost,
-    Above,
-    AtLeast,  // a value
-    In,       // one of the values
-    Between,  // two values, both included
-    Null,
-    Contains,
-    Begins,  // a text
-};
-
-/// A part of an expression.
-struct Node {
-    Test test = Test::And;
-    std::vector<std::unique_ptr<Node>> parts;
-    CliVariable variable;
-    std::vector<EVariant> values;
-    std::size_t index = 0;  // of the variable among those of its condition
-
-    [[nodiscard]] Truth Value(std::span<const EVariant* const> record) const {
-        switch (test) {
-            case Test::And:
-            case Test::Or:
-                return Joined(record);
-            case Test::Not:
-                return Not(parts[0]->Value(record));
-            case Test::Null:
-                return Of(record[index]->IsMissing());
-            default:
-                return record[index]->IsMissing() ? Truth::Unknown : Compared(*record[index]);
-        }
-    }
-
-private:
-    static Truth Not(Truth truth) { return etabulon::Not(truth); }
-    [[nodiscard]] Truth Joined(std::span<const EVariant* const> record) const {
-        Truth joined = test == Test::And ? Truth::Yes : Truth::No;
-        for (const auto& part : parts) {
-            const Truth each = part->Value(record);
-            joined = test == Test::And ? std::min(joined, each) : std::max(joined, each);
-        }
-        return joined;
-    }
-    [[nodiscard]] Truth Compared(const EVariant& value) const {
-        const auto order = [&value, this](std::size_t of) {
-            return EVariant::Compare(value, values[of]);
-        };
-        switch (test) {
-            case Test::Equal:
-                return Of(order(0) == 0);
-            case Test::Unequal:
-                return Of(order(0) != 0);
-            case Test::Below:
-                return Of(order(0) < 0);
-            case Test::AtMost:
-                return Of(order(0) <= 0);
-            case Test::Above:
-                return Of(order(0) > 0);
-            case Test::AtLeast:
-                return Of(order(0) >= 0);
-            case Test::Between:
-                return Of(order(0) >= 0 && order(1) <= 0);
-            case Test::In:
-                return Of(std::any_of(values.begin(), values.end(), [&value](const EVariant& each) {
-                    return EVariant::Compare(value, each) == 0;
-                }));
-            default:
-                return ComparedText(value.AsChaine().View());
-        }
-    }
-    [[nodiscard]] Truth ComparedText(std::string_view text) const {
-        const Chaine wanted = values[0].AsChaine();
-        return Of(test == Test::Begins ? text.starts_with(wanted.View())
-                                       : text.find(wanted.View()) != std::string_view::npos);
-    }
-};
-using NodePtr = std::unique_ptr<Node>;
+using Test = EFilter::Test;
 
 /// Reads an expression from left to right. Each function fails by setting `failure_`.
 class Reader {
 public:
     Reader(const CliTable& table, std::string_view text) : table_(table), text_(text) {}
 
-    [[nodiscard]] NodePtr Read() {
-        NodePtr node = ReadJoined(/*isOr=*/true);
+    [[nodiscard]] CliResult<CliCondition> Read() {
+        CliCondition condition;
+        condition.filter = ReadJoined(/*isOr=*/true);
         SkipBlanks();
         if (!failure_ && place_ != text_.size()) {
             Fail("and, or, or the end is expected");
         }
-        return failure_ ? nullptr : std::move(node);
+        if (failure_) {
+            return *failure_;
+        }
+        condition.variables = std::move(variables_);
+        return condition;
     }
-    [[nodiscard]] const CliFailure& Failure() const { return *failure_; }
 
 private:
     void Fail(std::string_view what) {
@@ -136,8 +51,15 @@ private:
                                   ? fmt::format("{} at the end of --where {}", what, Quoted(text_))
                                   : fmt::format("{} in --where before {}", what, Quoted(rest))};
     }
-    void Fail(const CliFailure& failure) {
-        failure_ = failure_ ? failure_ : std::optional(failure);
+    /// A failure of what stands at this place.
+    void FailAt(std::size_t place, const CliFailure& failure) {
+        if (!failure_) {
+            place_ = place;
+            SkipBlanks();
+            failure_ = failure;
+            failure_->text =
+                fmt::format("in --where before {}: {}", Quoted(text_.substr(place_)), failure.text);
+        }
     }
     void SkipBlanks() {
         place_ = std::min(text_.find_first_not_of(kCliBlanks, place_), text_.size());
@@ -164,45 +86,33 @@ private:
         return isThere;
     }
 
-    [[nodiscard]] NodePtr ReadJoined(bool isOr) {
-        NodePtr first = isOr ? ReadJoined(/*isOr=*/false) : ReadOne();
-        if (failure_ || !TakeWord(isOr ? "or" : "and")) {
-            return first;
-        }
-        auto joined = std::make_unique<Node>();
-        joined->test = isOr ? Test::Or : Test::And;
-        joined->parts.push_back(std::move(first));
+    [[nodiscard]] EFilter ReadJoined(bool isOr) {
+        std::vector<EFilter> parts;
         do {
-            joined->parts.push_back(isOr ? ReadJoined(/*isOr=*/false) : ReadOne());
+            parts.push_back(isOr ? ReadJoined(/*isOr=*/false) : ReadOne());
         } while (!failure_ && TakeWord(isOr ? "or" : "and"));
-        return joined;
+        return isOr ? EFilter::Any(std::move(parts)) : EFilter::All(parts);
     }
 
-    [[nodiscard]] NodePtr ReadOne() {
+    [[nodiscard]] EFilter ReadOne() {
         constexpr int kDeepest = 100;
         if (++depth_ > kDeepest) {
             Fail("there are too many brackets");
-            return nullptr;
+            return {};
         }
-        NodePtr node;
+        EFilter filter;
         if (TakeWord("not")) {
-            node = Negated(ReadOne());
+            filter = EFilter::Not(ReadOne());
         } else if (Take("(")) {
-            node = ReadJoined(/*isOr=*/true);
+            filter = ReadJoined(/*isOr=*/true);
             if (!failure_ && !Take(")")) {
                 Fail("a closing bracket is missing");
             }
         } else {
-            node = ReadComparison();
+            filter = ReadTests();
         }
         --depth_;
-        return node;
-    }
-    [[nodiscard]] static NodePtr Negated(NodePtr of) {
-        auto node = std::make_unique<Node>();
-        node->test = Test::Not;
-        node->parts.push_back(std::move(of));
-        return node;
+        return filter;
     }
 
     /// The text of a path. A > goes on with it unless a blank, a digit, a sign, a quote of a value
@@ -238,62 +148,73 @@ private:
                std::string_view("=+-.'0123456789").find(next) == std::string_view::npos;
     }
 
-    [[nodiscard]] NodePtr ReadComparison() {
+    /// A column, and what is asked of it.
+    [[nodiscard]] EFilter ReadTests() {
         const std::size_t from = place_;
         const std::string_view path = ReadPathText();
         if (path.empty()) {
             Fail("a column is expected");
-            return nullptr;
+            return {};
         }
         const CliResult<std::vector<CliPath>> paths = ParsePaths(path);
         if (!paths) {
-            Fail(paths.Failure());
-            return nullptr;
+            FailAt(from, paths.Failure());
+            return {};
         }
-        auto node = std::make_unique<Node>();
-        CliResult<CliVariable> variable = table_.FindVariable(paths->front());
+        const CliResult<CliVariable> variable = table_.FindVariable(paths->front());
         if (!variable) {
-            place_ = from;
-            Fail(variable.Failure());
-            return nullptr;
+            FailAt(from, variable.Failure());
+            return {};
         }
-        node->variable = std::move(*variable);
+        const bool isKnown = std::any_of(
+            variables_.begin(), variables_.end(),
+            [&variable](const CliVariable& each) { return each.code == variable->code; });
+        if (!isKnown) {
+            variables_.push_back(*variable);
+        }
         const bool isNegated = TakeWord("not");
-        ReadTest(*node, isNegated);
-        return isNegated || isUnequalToNull_ ? Negated(std::move(node)) : std::move(node);
+        const EFilter test = ReadTest(*variable, isNegated);
+        return isNegated ? EFilter::Not(test) : test;
     }
 
-    void ReadTest(Node& node, bool isNegated) {
-        isUnequalToNull_ = false;
+    [[nodiscard]] EFilter ReadTest(const CliVariable& of, bool isNegated) {
+        const ETabulonVariableID id(of.code);
         if (TakeWord("in")) {
-            node.test = Test::In;
-            ReadList(node);
-        } else if (TakeWord("between")) {
-            node.test = Test::Between;
-            ReadValue(node);
+            return EFilter::In(id, ReadList(of));
+        }
+        if (TakeWord("between")) {
+            const EVariant lowest = ReadValue(of);
             if (!failure_ && !TakeWord("and")) {
                 Fail("and is expected");
             }
-            ReadValue(node);
-        } else if (TakeWord("contains")) {
-            ReadTextTest(node, Test::Contains);
-        } else if (TakeWord("begins")) {
-            static_cast<void>(TakeWord("with"));
-            ReadTextTest(node, Test::Begins);
-        } else if (!isNegated && TakeWord("is")) {
-            node.test = Test::Null;
-            isUnequalToNull_ = TakeWord("not");
-            if (!TakeWord("null")) {
-                Fail("null is expected");
-            }
-        } else if (!isNegated) {
-            ReadSymbol(node);
-        } else {
-            Fail("in, between, contains or begins is expected behind not");
+            return EFilter::Between(id, lowest, ReadValue(of));
         }
+        if (TakeWord("contains")) {
+            return EFilter::Contains(id, ReadText(of));
+        }
+        if (TakeWord("begins")) {
+            static_cast<void>(TakeWord("with"));
+            return EFilter::BeginsWith(id, ReadText(of));
+        }
+        if (isNegated) {
+            Fail("in, between, contains or begins is expected behind not");
+            return {};
+        }
+        if (!TakeWord("is")) {
+            return ReadSymbol(of);
+        }
+        const bool isThere = TakeWord("not");
+        if (!TakeWord("null")) {
+            Fail("null is expected");
+        }
+        return IsNull(id, !isThere);
+    }
+    [[nodiscard]] static EFilter IsNull(const ETabulonVariableID& id, bool isNull) {
+        const EFilter missing = EFilter::IsMissing(id);
+        return isNull ? missing : EFilter::Not(missing);
     }
 
-    void ReadSymbol(Node& node) {
+    [[nodiscard]] EFilter ReadSymbol(const CliVariable& of) {
         struct Symbol {
             std::string_view text;
             Test test;
@@ -302,55 +223,54 @@ private:
             Symbol{"<=", Test::AtMost},  Symbol{">=", Test::AtLeast}, Symbol{"<>", Test::Unequal},
             Symbol{"!=", Test::Unequal}, Symbol{"<", Test::Below},    Symbol{">", Test::Above},
             Symbol{"=", Test::Equal}};
-        for (const Symbol& symbol : kSymbols) {
-            if (Take(symbol.text)) {
-                node.test = symbol.test;
-                const bool isNull = TakeWord("null");
-                if (isNull && node.test != Test::Equal && node.test != Test::Unequal) {
-                    Fail("NULL is neither below nor above a value: a value is expected");
-                } else if (isNull) {
-                    isUnequalToNull_ = node.test == Test::Unequal;
-                    node.test = Test::Null;
-                } else {
-                    ReadValue(node);
-                }
-                return;
+        const ETabulonVariableID id(of.code);
+        for (const auto& [text, test] : kSymbols) {
+            if (!Take(text)) {
+                continue;
             }
+            if (!TakeWord("null")) {
+                return EFilter::Compare(id, test, ReadValue(of));
+            }
+            if (test != Test::Equal && test != Test::Unequal) {
+                Fail("NULL is neither below nor above a value: a value is expected");
+            }
+            return IsNull(id, test == Test::Equal);
         }
         Fail("=, !=, <, <=, >, >=, in, between, contains, begins or is null is expected");
+        return {};
     }
 
-    void ReadTextTest(Node& node, Test test) {
-        node.test = test;
-        if (TypeInfo(node.variable.variable->TypeCode()).valueClass != EValueClass::Text) {
-            Fail(fmt::format("column {} is no text, for contains and begins",
-                             Quoted(node.variable.shown)));
+    [[nodiscard]] Chaine ReadText(const CliVariable& of) {
+        if (TypeInfo(of.variable->TypeCode()).valueClass != EValueClass::Text) {
+            Fail(fmt::format("column {} is no text, for contains and begins", Quoted(of.shown)));
         }
-        ReadValue(node);
+        return ReadValue(of).AsChaine();
     }
 
-    void ReadList(Node& node) {
+    [[nodiscard]] std::vector<EVariant> ReadList(const CliVariable& of) {
+        std::vector<EVariant> values;
         if (!Take("(")) {
             Fail("a list in brackets is expected");
         }
         do {
-            ReadValue(node);
+            values.push_back(ReadValue(of));
         } while (!failure_ && Take(","));
         if (!failure_ && !Take(")")) {
             Fail("a comma or a closing bracket is expected");
         }
+        return values;
     }
 
-    void ReadValue(Node& node) {
+    [[nodiscard]] EVariant ReadValue(const CliVariable& of) {
         if (failure_) {
-            return;
+            return {};
         }
         SkipBlanks();
         const std::size_t from = place_;
         CliWordChoice word;
         if (Take("'") || Take("\"")) {
             if (!ReadQuoted(text_[place_ - 1], word)) {
-                return;
+                return {};
             }
         } else {
             while (place_ < text_.size() && !EndsWord(text_[place_])) {
@@ -359,15 +279,15 @@ private:
             word.text = text_.substr(from, place_ - from);
             if (word.text.empty()) {
                 Fail("a value is expected");
-                return;
+                return {};
             }
         }
-        CliResult<EVariant> value = MakeValue(node.variable, word);
+        const CliResult<EVariant> value = MakeValue(of, word);
         if (!value) {
-            Fail(value.Failure());
-            return;
+            FailAt(from, value.Failure());
+            return {};
         }
-        node.values.push_back(std::move(*value));
+        return *value;
     }
     [[nodiscard]] bool ReadQuoted(char quote, CliWordChoice& word) {
         word.isQuoted = true;
@@ -407,54 +327,80 @@ private:
     std::string_view text_;
     std::size_t place_ = 0;
     int depth_ = 0;
-    bool isUnequalToNull_ = false;  // of the last test
+    std::vector<CliVariable> variables_;
     std::optional<CliFailure> failure_;
 };
 
-/// Gives each variable of the node its index in `variables`, which gets those that it lacks.
-void Number(Node& node, std::vector<CliVariable>& variables) {
-    for (const auto& part : node.parts) {
-        Number(*part, variables);
+}  // namespace
+
+CliResult<CliCondition> ParseCondition(const CliTable& table, std::string_view text) {
+    return Trimmed(text).empty() ? CliCondition() : Reader(table, text).Read();
+}
+
+namespace {
+
+/// Several values of a level.
+struct Several {
+    CliVariable level;
+    std::vector<ETabulonValue> values;
+};
+
+CliResult<std::vector<Several>> ReadSeveral(const CliTable& table, std::string_view at) {
+    const CliResult<std::vector<CliPlaceChoice>> places = ParsePlaces(at);
+    if (!places) {
+        return places.Failure();
     }
-    if (!node.parts.empty()) {
-        return;
+    std::vector<Several> levels;
+    for (const CliPlaceChoice& place : *places) {
+        const CliResult<CliVariable> level = table.FindVariable(place.path);
+        if (!level) {
+            return level.Failure();
+        }
+        const CliResult<ETabulonValue> value =
+            ReadValue(*level, "level", {place.value, place.isQuoted});
+        if (!value) {
+            return value.Failure();
+        }
+        const auto known =
+            std::find_if(levels.begin(), levels.end(),
+                         [&level](const Several& each) { return each.level.code == level->code; });
+        Several& several =
+            known != levels.end() ? *known : levels.emplace_back(Several{*level, {}});
+        several.values.push_back(*value);
     }
-    const auto known =
-        std::find_if(variables.begin(), variables.end(),
-                     [&node](const CliVariable& each) { return each.code == node.variable.code; });
-    node.index = static_cast<std::size_t>(known - variables.begin());
-    if (known == variables.end()) {
-        variables.push_back(node.variable);
+    std::erase_if(levels, [](const Several& each) { return each.values.size() < 2; });
+    return levels;
+}
+
+EFilter OneOf(const ETabulonVariableID& id, const std::vector<ETabulonValue>& values) {
+    std::vector<EVariant> there;
+    for (const ETabulonValue& value : values) {
+        if (!value.IsNull()) {
+            there.push_back(value.Data());
+        }
     }
+    const EFilter isOne = EFilter::In(id, there);
+    return there.size() == values.size() ? isOne : EFilter::Any({isOne, EFilter::IsMissing(id)});
 }
 
 }  // namespace
 
-CliResult<std::vector<CliCondition>> ParseConditions(const CliTable& table, std::string_view text) {
-    std::vector<CliCondition> conditions;
-    if (Trimmed(text).empty()) {
-        return conditions;
+CliResult<CliCondition> ReadCondition(const CliTable& table, const CliLevelOptions& options) {
+    CliResult<CliCondition> condition = ParseCondition(table, options.Where());
+    if (!condition) {
+        return condition;
     }
-    Reader reader(table, text);
-    NodePtr whole = reader.Read();
-    if (whole == nullptr) {
-        return reader.Failure();
+    const CliResult<std::vector<Several>> levels = ReadSeveral(table, options.At());
+    if (!levels) {
+        return levels.Failure();
     }
-    std::vector<NodePtr> all;
-    if (whole->test == Test::And) {
-        all = std::move(whole->parts);
-    } else {
-        all.push_back(std::move(whole));
+    condition->isOfPlaces = condition->filter.IsEmpty() && !levels->empty();
+    for (const auto& [level, values] : *levels) {
+        condition->variables.push_back(level);
+        condition->filter =
+            EFilter::All({condition->filter, OneOf(ETabulonVariableID(level.code), values)});
     }
-    for (NodePtr& node : all) {
-        CliCondition& condition = conditions.emplace_back();
-        Number(*node, condition.variables);
-        condition.isMet = [tested = std::shared_ptr<const Node>(std::move(node))](
-                              std::span<const EVariant* const> values) {
-            return tested->Value(values) == Truth::Yes;
-        };
-    }
-    return conditions;
+    return condition;
 }
 
 }  // namespace etabulon

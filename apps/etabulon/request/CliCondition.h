@@ -1,11 +1,10 @@
 #pragma once
 
+#include "apps/etabulon/request/CliOptions.h"
 #include "apps/etabulon/request/CliResult.h"
 #include "apps/etabulon/request/CliTable.h"
-#include "etabulon/foundation/EVariant.h"
+#include "etabulon/cursors/EFilter.h"
 
-#include <functional>
-#include <span>
 #include <string_view>
 #include <vector>
 
@@ -13,15 +12,17 @@ namespace etabulon {
 
 /// A condition on the values of a record.
 struct CliCondition {
-    std::vector<CliVariable> variables;
-    /// Gets the values of the variables in their order. A missing value makes a comparison neither
-    /// true nor false, as in SQL.
-    std::function<bool(std::span<const EVariant* const>)> isMet;
+    std::vector<CliVariable> variables;  // of the filter, each once
+    EFilter filter;
+    bool isOfPlaces = false;  // of --at alone, not of --where
 };
 
-/// Reads the text of --where. Conditions that `and` joins are separate ones, each with its own
-/// variables. A blank text has none. A failure names the place in the text.
-[[nodiscard]] CliResult<std::vector<CliCondition>> ParseConditions(const CliTable& table,
-                                                                   std::string_view text);
+/// Reads the text of --where. A blank text accepts every record. A failure names the place in the
+/// text.
+[[nodiscard]] CliResult<CliCondition> ParseCondition(const CliTable& table, std::string_view text);
+/// The condition of --where and of the levels to which --at gives several values: such a level has
+/// one of them.
+[[nodiscard]] CliResult<CliCondition> ReadCondition(const CliTable& table,
+                                                    const CliLevelOptions& options);
 
 }  // namespace etabulon

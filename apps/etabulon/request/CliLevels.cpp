@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <map>
 
 namespace etabulon {
 namespace {
@@ -189,7 +190,7 @@ CliResult<ETabulonTag> CliLevels::ReadTag(std::string_view text) const {
     if (!places) {
         return places.Failure();
     }
-    ETabulonTag tag;
+    std::map<unsigned int, std::vector<ETabulonValue>> values;
     for (const CliPlaceChoice& place : *places) {
         const CliResult<CliVariable> data = table_.FindVariable(place.path);
         if (!data) {
@@ -200,16 +201,18 @@ CliResult<ETabulonTag> CliLevels::ReadTag(std::string_view text) const {
             return NoSuchLevel(data->shown, "--at");
         }
         const CliVariable& level = all[*id].data;
-        if (tag.HasValue(*id)) {
-            return CliFailure{CliExit::Usage,
-                              fmt::format("--at has two values for level {}", Quoted(level.shown))};
-        }
         const CliResult<ETabulonValue> value =
             ReadValue(level, "level", {place.value, place.isQuoted});
         if (!value) {
             return value.Failure();
         }
-        tag.SetValue(*id, *value);
+        values[*id].push_back(*value);
+    }
+    ETabulonTag tag;
+    for (const auto& [id, ofLevel] : values) {
+        if (ofLevel.size() == 1) {
+            tag.SetValue(id, ofLevel[0]);
+        }
     }
     return tag;
 }

@@ -94,7 +94,9 @@ CliResult<CliOpenTable> CliSourceOptions::OpenTable() const {
 void CliLevelOptions::Declare(CLI::App& app) {
     AddList(app, "--levels", levels_,
             "Levels: column, link>column, column:label, separated by commas");
-    AddList(app, "--at", at_, "Only below this place: level=value, separated by commas");
+    AddList(app, "--at", at_,
+            "Only below this place: level=value, separated by commas; a level given several times "
+            "has one of these values");
     app.add_option("--where", where_,
                    "Only records that meet this: cost > 1000 and (damage in (None, Minor) or "
                    "airport>name contains 'INTL')")

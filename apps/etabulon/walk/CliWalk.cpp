@@ -131,7 +131,7 @@ void TellMisreads(const ESqlTable& table, const ESqlSource& source) {
     }
 }
 
-/// Whether an edit updates what decides where a record is shown, or whether it is.
+/// Whether an edit updates what decides where a record is shown.
 bool MovesRecords(const CliWalkContext& context, const ETabulonLevels& levels) {
     std::vector<ETabulonVariableID> deciding;
     const auto add = [&](const ETabulonVariableID& id) {
@@ -140,11 +140,6 @@ bool MovesRecords(const CliWalkContext& context, const ETabulonLevels& levels) {
     };
     for (unsigned int place = 0; place < levels.Size(); ++place) {
         add(levels.GetLevel(levels.GetLevelID(place)).DataID());
-    }
-    for (const CliCondition& condition : context.conditions) {
-        for (const CliVariable& variable : condition.variables) {
-            add(ETabulonVariableID(variable.code));
-        }
     }
     const auto updates = context.changes->Script(ETabulonPendingChanges::Update);
     return std::any_of(updates.begin(), updates.end(), [&deciding](const auto& update) {
@@ -197,41 +192,6 @@ std::vector<std::pair<ETabulonVariableID, const CliDerived*>> FindDerived(
     return found;
 }
 
-ETabulonVariableID ConditionID(std::size_t index) {
-    return ETabulonVariableID(Chaine(fmt::format("\x1Fwhere {}", index)));
-}
-
-/// The levels, and behind them one for each condition, which is 1 where it is met.
-ETabulonLevels WithConditions(const ETabulonLevels& levels,
-                              const std::vector<CliCondition>& conditions) {
-    ETabulonLevels all = levels;
-    for (std::size_t index = 0; index < conditions.size(); ++index) {
-        const ETabulonVariableID id = ConditionID(index);
-        all.AddLevel(Chaine("--where"), id, id, nullptr, /*addRef=*/false);
-    }
-    return all;
-}
-
-/// Declares the fields of these levels. Returns the tag of the records that meet all conditions.
-ETabulonTag DeclareConditions(const ETabulonLevels& levels,
-                              const std::vector<CliCondition>& conditions, CliCursor& cursor) {
-    ETabulonTag met;
-    for (std::size_t index = 0; index < conditions.size(); ++index) {
-        const CliCondition& condition = conditions[index];
-        std::vector<ETabulonVariableID> bases;
-        for (const CliVariable& variable : condition.variables) {
-            bases.emplace_back(variable.code);
-        }
-        const auto make = [isMet = condition.isMet](std::span<const EVariant* const> values) {
-            return EVariant(isMet(values) ? 1 : 0);
-        };
-        static_cast<void>(cursor.DeclareDerivedField(ConditionID(index), bases, TYPE_LONG, make));
-        met.SetValue(static_cast<unsigned int>(levels.Size() + index),
-                     ETabulonValue(EVariant(1), Chaine(), /*modified=*/false));
-    }
-    return met;
-}
-
 /// The derivation, with the bounds of the table's values where it needs them.
 CliResult<EDerivation> Complete(const CliWalkContext& context, const CliDerived& derived) {
     if (derived.derivation.groups == 0) {
@@ -240,7 +200,7 @@ CliResult<EDerivation> Complete(const CliWalkContext& context, const CliDerived&
     CliVariable base;
     base.code = derived.base;
     CliWalkContext whole = context;
-    whole.conditions.clear();  // the groups are those of the table
+    whole.condition = {};  // the groups are those of the table
     CliCursor cursor(context.interrupt);
     if (const CliResult<> opened = OpenCursor(whole, ETabulonLevels(), {base}, cursor); !opened) {
         return opened.Failure();
@@ -293,10 +253,8 @@ CliResult<> OpenCursor(const CliWalkContext& context, const ETabulonLevels& leve
     for (const CliVariable& other : others) {
         ids.emplace_back(other.code);
     }
-    for (const CliCondition& condition : context.conditions) {
-        for (const CliVariable& variable : condition.variables) {
-            ids.emplace_back(variable.code);
-        }
+    for (const CliVariable& variable : context.condition.variables) {
+        ids.emplace_back(variable.code);
     }
     const auto allDerived = FindDerived(context.table.Dictionary(), levels, ids);
     for (const auto& [id, derived] : allDerived) {
@@ -314,7 +272,7 @@ CliResult<> OpenCursor(const CliWalkContext& context, const ETabulonLevels& leve
                                                              ShownTable(context), error.status)
                                                : std::string(error.text.View())};
     }
-    cursor.Init(WithConditions(levels, context.conditions), table.release(), /*ownsTable=*/true);
+    cursor.Init(levels, table.release(), /*ownsTable=*/true);
     for (const ETabulonVariableID& id : ids) {
         if (id.IsLink() && context.table.Dictionary().FindDerived(id.Code()) == nullptr) {
             cursor.DeclareLinkField(id);
@@ -327,11 +285,10 @@ CliResult<> OpenCursor(const CliWalkContext& context, const ETabulonLevels& leve
         }
         cursor.DeclareDerivedField(id, ETabulonVariableID(derived->base), *derivation);
     }
-    const ETabulonTag standing = DeclareConditions(levels, context.conditions, cursor);
     if (context.changes != nullptr) {
         cursor.ShowPending(*context.changes, MovesRecords(context, levels));
     }
-    cursor.Seen().SetStandingFilter(standing);
+    cursor.Seen().SetFilter(context.condition.filter);
     return {};
 }
 
@@ -375,9 +332,12 @@ CliResult<> Walk(const CliWalkContext& context, CliCursor& cursor, const ETabulo
 
 CliFailure ExplainNothingThere(const CliWalkContext& context, const CliLevels& levels,
                                const ETabulonTag& tag) {
-    if (!context.conditions.empty()) {
-        return {CliExit::Failed, fmt::format("{} has no record with {} that meets --where",
-                                             ShownTable(context), ShownPlace(levels, tag))};
+    if (!context.condition.filter.IsEmpty()) {
+        return {
+            CliExit::Failed,
+            fmt::format(
+                "{} has no record with {} that {}", ShownTable(context), ShownPlace(levels, tag),
+                context.condition.isOfPlaces ? "has the other values of --at" : "meets --where")};
     }
     CliCursor cursor(context.interrupt);
     SearchListener search(tag);

@@ -54,7 +54,7 @@ struct CliWalkContext {
     CliInterrupt& interrupt;
     bool showsProgress = false;
     const ETabulonPendingChanges* changes = nullptr;  // edits that walks show as saved; may be null
-    std::vector<CliCondition> conditions = {};        // that all records meet which a walk shows
+    CliCondition condition = {};                      // that all records meet which a walk shows
 };
 
 /// Initializes the cursor on the table with the levels. The cursor reads only the columns that the

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "etabulon/cursors/CursorStatus.h"
+#include "etabulon/cursors/EFilter.h"
 #include "etabulon/foundation/ECountedUnknown.h"
 #include "etabulon/foundation/ECriticalSection.h"
 #include "etabulon/foundation/EFieldSet.h"
@@ -20,6 +21,9 @@ namespace etabulon {
 
 class EExtract;
 struct EBlockRequest;
+namespace detail {
+class RecordFilter;
+}
 
 /// A long-running activity that can be asked whether it was cancelled.
 class ETABULON_API ICancellableThread {
@@ -30,7 +34,7 @@ public:
 
 /// The abstract cursor: walks the records under a tag. A concrete cursor supplies Reset and
 /// GetNext; this class wraps them in one protocol: cancel test, derived fields, filter on the tag,
-/// listeners.
+/// filter on other values, listeners.
 ///
 /// Use        build, declare fields through Init, add notifiers, Browse, remove the notifier.
 /// Ownership  owned by its creator, not counted; outlives everything that points at it. It holds
@@ -73,7 +77,7 @@ public:
         virtual CursorStatus SetBuffer(const EExtract& record) = 0;
     };
 
-    ETabulonCursor() = default;
+    ETabulonCursor();
     ETabulonCursor(const ETabulonCursor&) = delete;
     ETabulonCursor& operator=(const ETabulonCursor&) = delete;
 
@@ -98,9 +102,12 @@ public:
     [[nodiscard]] virtual std::uint64_t TagGeneration() const noexcept { return 0; }
 
     void Init(const ETabulonLevels& levels);
-    /// From the next reset on, walks show only records that have these values too, as if their tag
-    /// held them. Listeners get the tag itself.
-    void SetStandingFilter(const ETabulonTag& values) { standingFilter_ = values; }
+    /// From the next reset on, walks show only records that meet this filter too, by the values
+    /// that this cursor shows. Its variables may be any that the cursor reads, also behind links;
+    /// FindUnresolved names those that it doesn't. A relay that shows edits gets the filter itself:
+    /// its source's would test the records as they are stored.
+    void SetFilter(const EFilter& filter);
+    [[nodiscard]] const EFilter& Filter() const noexcept { return filter_; }
     /// A whole walk. StatusOk if it reached the end or a listener ended it with StatusEnd.
     CursorStatus Browse(const ETabulonTag& tag);
 
@@ -184,6 +191,14 @@ protected:
     [[nodiscard]] virtual bool IsInFilter() const;
     virtual CursorStatus OnAcceptedByFilter() { return StatusOk; }
     virtual void OnRefusedByFilter() {}
+    /// Whether the current record meets the filter of SetFilter.
+    [[nodiscard]] virtual bool MeetsFilter() const;
+    /// Called by a reset behind SetFilter and Init: links to these variables may be declared.
+    virtual void DeclareVariables(const std::vector<ETabulonVariableID>& /*variables*/) {}
+    /// The filter that records are tested by, since the last reset.
+    [[nodiscard]] const EFilter& FilterInUse() const noexcept;
+    /// The next reset prepares fields again.
+    void MarkFieldsDirty() noexcept { fieldsDirty_ = true; }
     virtual void ResetCancel();
     virtual void ExtractCurrentTag(ETabulonTag& tag) const;
     /// The tag of the values that the fields hold, whatever record a walk stands on: for a record
@@ -214,13 +229,16 @@ private:
         const EField* label;  // null: the data's own text
     };
     void BindLevels(const EFieldSet& fields) const;
+    void TakeFilter();
     CursorStatus EndReset(CursorStatus status);
     CursorStatus ReportFirstRecord(CursorStatus status);
     CursorStatus ReportStep(CursorStatus status);
 
     ETabulonLevels levels_;
-    ETabulonTag filterTag_;  // with the standing filter
-    ETabulonTag standingFilter_;
+    ETabulonTag filterTag_;
+    EFilter filter_;
+    bool isFilterNew_ = false;                            // not in use yet
+    std::unique_ptr<detail::RecordFilter> recordFilter_;  // of the filter in use; null: none
     std::atomic<std::int32_t> cancelFlag_{0};
     PTableau<INotifier*> notifiers_;  // one reference each
     ECriticalSection lock_;

@@ -69,6 +69,8 @@ public:
     /// Narrows the table to the tag before a walk. The range may be wider than the tag, never
     /// narrower.
     virtual CursorStatus SetKeyRange(const ETabulonTag& tag, EData* table) const;
+    /// Narrows the table to a filter, in the same way, behind SetKeyRange.
+    virtual void PushFilter(const EFilter& filter, EData* table) const;
 
 protected:
     EFieldSet& iFields() override;
@@ -89,6 +91,7 @@ protected:
     void PrepareFields() override;
     void CalcFields() override;
     void DeriveAgain(std::vector<const EField*>& written) override;
+    void DeclareVariables(const std::vector<ETabulonVariableID>& variables) override;
     CursorStatus OnAcceptedByFilter() override;
     void ExtractPrimaryKey(ETabulonPrimaryKey& key) const override;
     /// A linked record couldn't be read. The step ends with the error's status.
@@ -105,6 +108,7 @@ protected:
 
     [[nodiscard]] bool IsInInsertMode() const noexcept { return insertMode_; }
     [[nodiscard]] EPosition CurrentPosition() const noexcept { return currentPosition_; }
+    [[nodiscard]] bool IsDerived(const ETabulonVariableID& id) const;
 
 private:
     class LinkedBlocks;

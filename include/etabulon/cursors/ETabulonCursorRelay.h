@@ -43,6 +43,11 @@ protected:
     CursorStatus Reset(const ETabulonTag& tag) override;
     CursorStatus GetNext() override;
     [[nodiscard]] bool IsInFilter() const override;
+    /// This relay's filter and its source's.
+    [[nodiscard]] bool MeetsFilter() const override;
+    void DeclareVariables(const std::vector<ETabulonVariableID>& variables) override {
+        source_->DeclareVariables(variables);
+    }
     void ResetCancel() override;
     void DeriveAgain(std::vector<const EField*>& written) override {
         source_->DeriveAgain(written);
@@ -56,10 +61,11 @@ protected:
     CursorStatus CallReset(const ETabulonTag& tag) { return source_->CallReset(tag); }
     CursorStatus CallGetNext() { return source_->CallGetNext(); }
     CursorStatus CallIsInFilter() { return source_->CallIsInFilter(); }
-    // The source's blocks, without its filter. Requires that the source has no listeners.
+    // The source's blocks, without its filter on the tag; none from a source with another filter.
+    // Requires that the source has no listeners.
     void CallExpectBlocks() { source_->ExpectBlocks(); }
     [[nodiscard]] bool CallBeginBlocks(const EBlockRequest& request) {
-        return source_->BeginBlocks(request);
+        return source_->FilterInUse().IsEmpty() && source_->BeginBlocks(request);
     }
     CursorStatus CallGetNextBlock(const ERecordBlock*& block);
     void CallEndBlocks() noexcept { source_->EndBlocks(); }
