@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ESqlConditions.h"
 #include "ESqlKeyRegistry.h"
 #include "ESqlProcess.h"
 #include "ESqlStatements.h"
@@ -98,7 +99,6 @@ struct ESqlTable::State {
 
     // --- walks
     [[nodiscard]] bool StartStatement(const std::string& select);
-    void BindConditions(ISqlStatement& statement) const;
     [[nodiscard]] ESqlStep StepStatement();
     /// The row with the key of the last StepStatement.
     [[nodiscard]] const ESqlRow& RowOfKey() const noexcept {
