@@ -1,6 +1,7 @@
 #include "SqliteFixture.h"
 #include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/cursors/ETabulonCursorCache.h"
+#include "etabulon/cursors/ETabulonCursorPending.h"
 #include "support/TableCursorSuite.h"
 
 #include <algorithm>
@@ -10,71 +11,79 @@
 
 namespace etabulon::test {
 namespace {
-/// The cursor without a range: its filter alone.
+/// The cursor without a range: its filters alone.
 class Unfiltered final : public ETabulonCursorSql {
 public:
     CursorStatus SetKeyRange(const ETabulonTag&, EData* table) const override {
         static_cast<ESqlTable*>(table)->ClearRange();
         return StatusOk;
     }
+    void PushFilter(const EFilter&, EData* table) const override {
+        static_cast<ESqlTable*>(table)->ClearTests();
+    }
 };
 
 class SqliteRange : public SqliteTest {
 protected:
     template <class Cursor>
-    std::string Browse(const ETabulonLevels& levels, const ETabulonTag& tag) {
+    std::string Browse(const ETabulonLevels& levels, const ETabulonTag& tag,
+                       const EFilter& filter = {}) {
         Cursor cursor;
         cursor.Init(levels, table.get(), false);
+        cursor.SetFilter(filter);
         const std::string walked = Walked(cursor, tag, "id");
         return walked.substr(0, walked.find(" | done"));  // which tells of no record at all
     }
+    /// Every kind of value in every kind of column: SQLite takes them all.
+    void MakeOddTable() {
+        const char* const columns[] = {
+            "i INTEGER", "r REAL",    "n NUMERIC",       "t TEXT", "c TEXT COLLATE NOCASE",
+            "d DATE",    "b BOOLEAN", "m NUMERIC(10,2)", "f",      "s TIMESTAMP"};
+        const char* const values[] = {"NULL",
+                                      "0",
+                                      "1",
+                                      "-1",
+                                      "1.0",
+                                      "1.5",
+                                      "12.34",
+                                      "''",
+                                      "'a'",
+                                      "'A'",
+                                      "'1'",
+                                      "'1.0'",
+                                      "x'61'",
+                                      "2024",
+                                      "'a '",
+                                      "1e300",
+                                      "255",
+                                      "256",
+                                      "9007199254740993",
+                                      "9007199254740992",
+                                      "9007199254740992.0",
+                                      "'2024-01-02'",
+                                      "'2024-01-02 00:00:00'",
+                                      "'2024-01-02T00:00:00'"};
+        std::string statements = "CREATE TABLE t(id INTEGER PRIMARY KEY";
+        for (const char* const column : columns) {
+            statements += std::string(",") + column;
+        }
+        statements += ");BEGIN;";
+        for (int row = 1; row <= 600; ++row) {
+            statements += "INSERT INTO t VALUES(" + std::to_string(row);
+            for (std::size_t i = 0; i < std::size(columns); ++i) {
+                statements += std::string(",") + values[random() % std::size(values)];
+            }
+            statements += ");";
+        }
+        Run(statements +
+            "COMMIT; CREATE INDEX t_i ON t(i); CREATE INDEX t_t ON t(t);"
+            "CREATE VIEW v AS SELECT * FROM t");
+    }
+    std::mt19937 random{7};
 };
 
 TEST_F(SqliteRange, IsNeverNarrowerThanTheFilter) {
-    // Every kind of value in every kind of column: SQLite takes them all.
-    const char* const columns[] = {
-        "i INTEGER", "r REAL",    "n NUMERIC",       "t TEXT", "c TEXT COLLATE NOCASE",
-        "d DATE",    "b BOOLEAN", "m NUMERIC(10,2)", "f",      "s TIMESTAMP"};
-    const char* const values[] = {"NULL",
-                                  "0",
-                                  "1",
-                                  "-1",
-                                  "1.0",
-                                  "1.5",
-                                  "12.34",
-                                  "''",
-                                  "'a'",
-                                  "'A'",
-                                  "'1'",
-                                  "'1.0'",
-                                  "x'61'",
-                                  "2024",
-                                  "'a '",
-                                  "1e300",
-                                  "255",
-                                  "256",
-                                  "9007199254740993",
-                                  "9007199254740992",
-                                  "9007199254740992.0",
-                                  "'2024-01-02'",
-                                  "'2024-01-02 00:00:00'",
-                                  "'2024-01-02T00:00:00'"};
-    std::mt19937 random(7);
-    std::string statements = "CREATE TABLE t(id INTEGER PRIMARY KEY";
-    for (const char* const column : columns) {
-        statements += std::string(",") + column;
-    }
-    statements += ");BEGIN;";
-    for (int row = 1; row <= 600; ++row) {
-        statements += "INSERT INTO t VALUES(" + std::to_string(row);
-        for (std::size_t i = 0; i < std::size(columns); ++i) {
-            statements += std::string(",") + values[random() % std::size(values)];
-        }
-        statements += ");";
-    }
-    Run(statements +
-        "COMMIT; CREATE INDEX t_i ON t(i); CREATE INDEX t_t ON t(t);"
-        "CREATE VIEW v AS SELECT * FROM t");
+    MakeOddTable();
     for (const char* const name : {"t", "v"}) {
         OpenTable(name, {}, ESqlOpenMode::ReadOnly);
         const DRubric& rubric = table->Rubric();
@@ -114,6 +123,84 @@ TEST_F(SqliteRange, IsNeverNarrowerThanTheFilter) {
         EXPECT_GT(met, tags.size());
         EXPECT_GT(pushed, tags.size() / 4);
     }
+}
+
+TEST_F(SqliteRange, OfAFilterIsNeverNarrower) {
+    MakeOddTable();
+    for (const char* const name : {"t", "v"}) {
+        OpenTable(name, {}, ESqlOpenMode::ReadOnly);
+        const EFieldSet& fields = table->Fields();
+        std::vector<EVariant> values = {EVariant::FromDouble(0.5), "a\x7F", "\xC3\xA9"};
+        EXPECT_NE(table->GetFirst(), kNoPosition);
+        for (int row = 0; row < 30; ++row, static_cast<void>(table->GetNext())) {
+            for (std::uint16_t field = 0; field < fields.Size(); ++field) {
+                values.emplace_back(fields.At(field));
+            }
+        }
+        const auto value = [&]() -> const EVariant& { return values[random() % values.size()]; };
+        const auto make = [&](const ETabulonVariableID& id) {
+            switch (random() % 5) {
+                case 0:
+                    return EFilter::In(id, {value(), value(), value()});
+                case 1:
+                    return EFilter::IsMissing(id);
+                case 2:
+                    return EFilter::BeginsWith(id, value().AsChaine());
+                default:
+                    return EFilter::Compare(id, static_cast<EFilter::Test>(2 + random() % 6),
+                                            value());
+            }
+        };
+        std::size_t met = 0;
+        std::size_t pushed = 0;
+        constexpr std::size_t kTurns = 600;
+        for (std::size_t turn = 0; turn < kTurns; ++turn) {
+            const auto field = static_cast<std::uint16_t>(random() % fields.Size());
+            EFilter filter = make(ETabulonVariableID(fields.At(field).Desc().Name()));
+            filter = turn % 3 == 0 ? EFilter::Not(filter) : filter;
+            const std::string all = Browse<Unfiltered>({}, {}, filter);
+            ASSERT_EQ(Browse<ETabulonCursorSql>({}, {}, filter), all)
+                << name << field << ' ' << table->WalkStatement().c_str();
+            met += static_cast<std::size_t>(std::count(all.begin(), all.end(), '|'));
+            pushed += table->WalkStatement().View().find("WHERE") != std::string_view::npos ? 1 : 0;
+        }
+        EXPECT_GT(met, kTurns);
+        EXPECT_EQ(pushed > kTurns / 5, table->Info().keyKind != ESqlKeyKind::None);
+    }
+}
+
+TEST_F(SqliteRange, TakesWhatTheEngineDecidesAlikeFromAFilter) {
+    RunAndOpen(
+        "CREATE TABLE t(id INTEGER PRIMARY KEY, n INTEGER, t TEXT, c TEXT COLLATE NOCASE, d DATE)");
+    struct Case {
+        EFilter filter;
+        const char* where;
+    };
+    const EFilter above = EFilter::Compare("n", EFilter::Test::Above, 5);
+    for (const auto& [filter, where] : {
+             Case{above, " WHERE \"t\".\"n\" > ?1 "},
+             {EFilter::All({above, EFilter::In("t", {"a", "b"})}),
+              " WHERE \"t\".\"n\" > ?1 AND \"t\".\"t\" IN (?2,?3) "},
+             {EFilter::Any({above, EFilter::In("t", {"a", "b"})}), " FROM \"main\".\"t\" ORDER"},
+             {EFilter::Not(EFilter::Any({above, EFilter::IsMissing("t")})),
+              " WHERE \"t\".\"n\" <= ?1 AND \"t\".\"t\" IS NOT NULL "},
+             {EFilter::Compare("c", EFilter::Test::Below, "b"), "\"c\" COLLATE BINARY < ?1 "},
+             {EFilter::BeginsWith("t", "ab"), "\"t\" BETWEEN ?1 AND ?2 "},
+             {EFilter::Contains("t", "ab"), " FROM \"main\".\"t\" ORDER"},
+         }) {
+        static_cast<void>(Browse<ETabulonCursorSql>({}, {}, filter));
+        const Chaine statement = table->WalkStatement();
+        EXPECT_NE(statement.View().find(where), std::string_view::npos) << statement.c_str();
+    }
+    // Edits may bring records in: an overlay keeps its filter to itself.
+    ETabulonCursorSql cursor;
+    cursor.Init({}, table.get(), false);
+    const ETabulonPendingChanges changes;
+    ETabulonCursorPending overlay(&cursor, &changes);
+    overlay.Init({});
+    overlay.SetFilter(above);
+    EXPECT_EQ(overlay.Browse({}), StatusOk);
+    EXPECT_EQ(table->WalkStatement().View().find("WHERE"), std::string_view::npos);
 }
 
 TEST_F(SqliteRange, OrdersByLevelsWithMissingFirstAndBytesThenByKey) {

@@ -1,15 +1,12 @@
 #include "ESqlStatements.h"
 
 #include "etabulon/sql/ESqlText.h"
-#include "etabulon/values/ETabulonValue.h"
 
 #include <cmath>
 
 namespace etabulon {
 
 namespace {
-
-constexpr double kExactWhole = 9007199254740992.0;  // 2^53: reals hold every whole number below it
 
 ESqlCell::Kind KindOf(int type) noexcept {
     switch (type) {
@@ -33,42 +30,6 @@ ESqlCell::Kind KindOf(int type) noexcept {
         default:
             return ESqlCell::Kind::Text;
     }
-}
-
-bool WholeNumber(const EVariant& value, std::int64_t& number) {
-    const EStorage storage = TypeInfo(value.Type()).storage;
-    const double real = value.AsDouble();
-    switch (storage) {
-        case EStorage::Double:
-        case EStorage::Float:
-        case EStorage::Scaled32:
-        case EStorage::Scaled64:
-            number = value.AsInt64();
-            return std::abs(real) < kExactWhole && std::trunc(real) == real;
-        case EStorage::UInt64:
-            number = value.AsInt64();
-            return value.AsUInt64() == static_cast<std::uint64_t>(number) && number >= 0;
-        default:
-            number = value.AsInt64();
-            return true;
-    }
-}
-
-bool MakeNumber(int type, const EVariant& value, ESqlValue& bound) {
-    std::int64_t whole = 0;
-    if (TypeInfo(value.Type()).valueClass != EValueClass::Number) {
-        return false;
-    }
-    if (WholeNumber(value, whole)) {
-        bound.kind = ESqlValue::Kind::Int;
-        bound.integer = whole;
-        // In a column read as real, a whole number beyond 2^53 equals its neighbours too.
-        return type != TYPE_DOUBLE || std::abs(static_cast<double>(whole)) < kExactWhole;
-    }
-    const EStorage storage = TypeInfo(value.Type()).storage;
-    bound.kind = ESqlValue::Kind::Real;
-    bound.real = value.AsDouble();
-    return type == TYPE_DOUBLE && storage == EStorage::Double && std::abs(bound.real) < kExactWhole;
 }
 
 /// Unpaired surrogates become U+FFFD.
@@ -111,6 +72,26 @@ std::string Utf8Of(std::string_view wide) {
 
 }  // namespace
 
+bool SqlWholeNumber(const EVariant& value, std::int64_t& number) {
+    constexpr double kExactWhole = 9007199254740992.0;  // 2^53: beyond, reals leave some out
+    const EStorage storage = TypeInfo(value.Type()).storage;
+    const double real = value.AsDouble();
+    switch (storage) {
+        case EStorage::Double:
+        case EStorage::Float:
+        case EStorage::Scaled32:
+        case EStorage::Scaled64:
+            number = value.AsInt64();
+            return std::abs(real) < kExactWhole && std::trunc(real) == real;
+        case EStorage::UInt64:
+            number = value.AsInt64();
+            return value.AsUInt64() == static_cast<std::uint64_t>(number) && number >= 0;
+        default:
+            number = value.AsInt64();
+            return true;
+    }
+}
+
 void SetSqlSegment(EVariant& segment, int type, const ESqlValue& value) {
     const auto code = static_cast<std::uint16_t>(type);
     if (segment.Type() != code) {
@@ -143,7 +124,7 @@ bool MakeSqlValue(const EVariant& value, ESqlValue& bound, Chaine& text, char* i
     const ETypeInfo& type = TypeInfo(value.Type());
     std::string_view bytes;
     if (type.valueClass == EValueClass::Number) {
-        if (WholeNumber(value, bound.integer)) {
+        if (SqlWholeNumber(value, bound.integer)) {
             bound.kind = ESqlValue::Kind::Int;
         } else {
             bound.kind = ESqlValue::Kind::Real;
@@ -352,58 +333,6 @@ std::string SqlOrder(const ESqlTableInfo& info, std::span<const unsigned> column
         add(SqlRowId(info));
     }
     return order;
-}
-
-std::string SqlWhere(const ESqlTableInfo& info, std::span<const ESqlCondition> conditions) {
-    std::string where;
-    int parameter = 0;
-    for (const ESqlCondition& condition : conditions) {
-        const ESqlColumn& column = info.columns[condition.column];
-        where += where.empty() ? " WHERE " : " AND ";
-        where += condition.isMissing
-                     ? column.isMissing
-                     : SqlColumn(info, condition.column) + " = ?" + std::to_string(++parameter);
-    }
-    return where;
-}
-
-bool MakeSqlCondition(const ESqlTableInfo& info, unsigned column, const ETabulonValue& value,
-                      ESqlCondition& condition) {
-    const ESqlColumn& description = info.columns[column];
-    condition.column = column;
-    condition.isMissing = value.IsNull();
-    if (value.IsNull()) {
-        return !description.isMissing.empty();
-    }
-    const EVariant& data = value.Data();
-    if (value.IsSpecial() || data.IsMissing()) {
-        return false;
-    }
-    char iso[kIsoCapacity];
-    switch (description.push) {
-        case ESqlPush::Number:
-            return MakeNumber(description.type, data, condition.value);
-        case ESqlPush::Text:
-            if (TypeInfo(data.Type()).storage != EStorage::OwnedText ||
-                TypeInfo(data.Type()).folds) {
-                return false;
-            }
-            condition.bytes = data.AsChaine().View();
-            break;
-        case ESqlPush::IsoDate: {
-            if (TypeInfo(data.Type()).storage != EStorage::Date) {
-                return false;
-            }
-            std::int32_t day = 0;
-            std::memcpy(&day, data.GetBuffer(), sizeof day);
-            condition.bytes = WriteIsoDate(day, iso);
-            break;
-        }
-        default:
-            return false;
-    }
-    condition.value.kind = ESqlValue::Kind::Text;
-    return description.push == ESqlPush::Text || !condition.bytes.empty();
 }
 
 }  // namespace etabulon

@@ -12,8 +12,6 @@
 
 namespace etabulon {
 
-class ETabulonValue;
-
 /// Resets a statement at the end of a scope, also after an exception: a statement that stands on a
 /// row accepts no new values.
 class [[nodiscard]] SqlRun {
@@ -36,16 +34,11 @@ struct ESqlColumnData {
     std::vector<ESqlMisreads> misreadsBefore;  // the walk
 };
 
-/// One condition of a range, with its bound value.
-struct ESqlCondition {
-    unsigned column = 0;
-    bool isMissing = false;
-    ESqlValue value;  // its bytes are in `bytes`
-    std::string bytes;
-};
-
 /// Sets `segment` to the key value in the type of its column, and reuses its storage.
 void SetSqlSegment(EVariant& segment, int type, const ESqlValue& value);
+
+/// The number as a whole one; false if it is none of 64 bits.
+[[nodiscard]] bool SqlWholeNumber(const EVariant& value, std::int64_t& number);
 
 /// Converts a value for Bind: numbers and texts stay, dates and times become ISO texts. `text` and
 /// `iso` (kIsoCapacity bytes) hold the bytes. False for a missing value and for a value that no
@@ -94,12 +87,5 @@ struct ESqlAddress {
 [[nodiscard]] std::string SqlWhereKey(const ESqlTableInfo& info, ESqlKeyWay way, int first);
 /// " ORDER BY" these columns, then the key.
 [[nodiscard]] std::string SqlOrder(const ESqlTableInfo& info, std::span<const unsigned> columns);
-[[nodiscard]] std::string SqlWhere(const ESqlTableInfo& info,
-                                   std::span<const ESqlCondition> conditions);
-
-/// The condition that a column equals `value`; a null value means missing. False if SQL might
-/// compare more strictly than variants do.
-[[nodiscard]] bool MakeSqlCondition(const ESqlTableInfo& info, unsigned column,
-                                    const ETabulonValue& value, ESqlCondition& condition);
 
 }  // namespace etabulon

@@ -304,6 +304,23 @@ bool ESqlTable::AddRange(unsigned column, const ETabulonValue& value) {
     return true;
 }
 
+bool ESqlTable::AddTest(unsigned column, const EFilter::Node& test) {
+    // A walk without an order has that of the engine's plan, which a condition may change.
+    const bool isOrdered = state_->info.keyKind != ESqlKeyKind::None;
+    ESqlCondition condition;
+    if (!isOrdered || column >= state_->info.columns.size() ||
+        !MakeSqlTest(state_->info, column, test, condition)) {
+        return false;
+    }
+    condition.isTest = true;
+    state_->conditions.push_back(std::move(condition));
+    return true;
+}
+
+void ESqlTable::ClearTests() {
+    std::erase_if(state_->conditions, [](const ESqlCondition& each) { return each.isTest; });
+}
+
 void ESqlTable::SetOrder(std::vector<unsigned> columns) {
     std::erase_if(columns,
                   [this](unsigned column) { return column >= state_->info.columns.size(); });

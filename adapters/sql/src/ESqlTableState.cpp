@@ -177,7 +177,7 @@ void ESqlTable::State::NoteMemory() noexcept {
 // ------------------------------------------------------------------------------------------- walks
 
 bool ESqlTable::State::StartStatement(const std::string& select) {
-    std::string rest = SqlWhere(info, conditions) + SqlOrder(info, order);
+    std::string rest = SqlWhere(conditions) + SqlOrder(info, order);
     if (isKeyApart && !info.rowIdName.empty() && info.keyKind == ESqlKeyKind::Columns) {
         rest += ',' + SqlRowId(info);  // both statements must order equal keys alike
     }
@@ -192,7 +192,7 @@ bool ESqlTable::State::StartStatement(const std::string& select) {
         }
     }
     walkStatement->Reset();  // an exception may have left it on a row
-    BindConditions(*walkStatement);
+    BindSqlConditions(conditions, *walkStatement);
     keyStatement.reset();
     if (isKeyApart && &select == &selectRow) {
         keyStatement = connection->Prepare(selectKey + rest);
@@ -200,21 +200,9 @@ bool ESqlTable::State::StartStatement(const std::string& select) {
             NoteEngineError();
             return false;
         }
-        BindConditions(*keyStatement);
+        BindSqlConditions(conditions, *keyStatement);
     }
     return true;
-}
-
-void ESqlTable::State::BindConditions(ISqlStatement& statement) const {
-    int parameter = 0;
-    for (const ESqlCondition& condition : conditions) {
-        if (!condition.isMissing) {
-            ESqlValue value = condition.value;
-            value.bytes = condition.bytes.data();
-            value.size = condition.bytes.size();
-            statement.Bind(++parameter, value);
-        }
-    }
 }
 
 ESqlStep ESqlTable::State::StepStatement() {

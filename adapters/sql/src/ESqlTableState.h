@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ESqlConditions.h"
 #include "ESqlKeyList.h"
 #include "ESqlKeyRegistry.h"
 #include "ESqlLinkRecord.h"
@@ -92,7 +93,6 @@ struct ESqlTable::State {
 
     // --- walks
     [[nodiscard]] bool StartStatement(const std::string& select);
-    void BindConditions(ISqlStatement& statement) const;
     [[nodiscard]] ESqlStep StepStatement();
     /// The row with the key of the last StepStatement.
     [[nodiscard]] const ESqlRow& RowOfKey() const noexcept {

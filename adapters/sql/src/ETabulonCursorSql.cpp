@@ -85,6 +85,21 @@ CursorStatus ETabulonCursorSql::SetKeyRange(const ETabulonTag& tag, EData* data)
     return StatusOk;
 }
 
+void ETabulonCursorSql::PushFilter(const EFilter& filter, EData* data) const {
+    auto* const table = dynamic_cast<ESqlTable*>(data);
+    if (table == nullptr) {
+        return;
+    }
+    table->ClearTests();  // a derived class may keep its range from one walk to the next
+    for (const EFilter::Node* const test : filter.Required()) {
+        const ETabulonVariableID& id = test->variable;
+        const int column = IsDerived(id) ? -1 : PlainColumn(table->Rubric(), id);
+        if (column >= 0 && id.ExistsIn(table->Fields())) {
+            table->AddTest(static_cast<unsigned>(column), *test);
+        }
+    }
+}
+
 CursorStatus ETabulonCursorSql::Reset(const ETabulonTag& tag) {
     walker_.store(std::this_thread::get_id());
     const CursorStatus status = ETabulonCursorEData::Reset(tag);

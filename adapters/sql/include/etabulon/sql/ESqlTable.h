@@ -1,5 +1,6 @@
 #pragma once
 
+#include "etabulon/cursors/EFilter.h"
 #include "etabulon/foundation/EDataTable.h"
 #include "etabulon/sql/ESqlError.h"
 #include "etabulon/sql/ESqlMisreads.h"
@@ -115,12 +116,18 @@ public:
     /// Makes the record blank, as for an insert.
     void ClearFields();
 
-    /// Removes the range, so that the next walk covers the whole table.
+    /// Removes the range and the tests, so that the next walk covers the whole table.
     void ClearRange();
+    /// Removes only the tests of AddTest.
+    void ClearTests();
     /// Narrows the next walk to rows whose column (by variable index) equals `value`; a null value
     /// means missing. False if SQL might compare more strictly than variants do; the walk then
     /// stays wider.
     bool AddRange(unsigned column, const ETabulonValue& value);
+    /// Narrows the next walk to rows whose column passes a test of a filter, in the same way.
+    /// False for a table without a key, whose order it might change. Requires a test that is no
+    /// joint of others.
+    bool AddTest(unsigned column, const EFilter::Node& test);
     /// Orders walks by these columns (missing values first, texts by bytes) and then by the key.
     void SetOrder(std::vector<unsigned> columns);
     /// Ends the walk and releases its read lock.

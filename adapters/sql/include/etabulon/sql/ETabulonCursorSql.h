@@ -8,9 +8,9 @@
 
 namespace etabulon {
 
-/// The table cursor over an ESqlTable: it narrows the table to the tag, a cancel interrupts a long
-/// statement, and writes reach the record of the key. A cancelled walk can't continue: the walking
-/// thread releases the table's read lock as soon as it sees the cancel.
+/// The table cursor over an ESqlTable: it narrows the table to the tag and the filter, a cancel
+/// interrupts a long statement, and writes reach the record of the key. A cancelled walk can't
+/// continue: the walking thread releases the table's read lock as soon as it sees the cancel.
 class ETABULON_API ETabulonCursorSql : public ETabulonCursorEData {
 public:
     ETabulonCursorSql() = default;
@@ -24,6 +24,7 @@ public:
     [[nodiscard]] bool IsCancelled() override;
     void Cancel() override;
     CursorStatus SetKeyRange(const ETabulonTag& tag, EData* table) const override;
+    void PushFilter(const EFilter& filter, EData* table) const override;
 
 protected:
     void ResetCancel() override;
