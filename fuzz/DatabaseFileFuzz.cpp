@@ -259,7 +259,9 @@ private:
         const DRubric& rubric = *source_.Rubric(info);
         for (const DLink& link : rubric.Links()) {
             const ESqlTableInfo* const target = source_.FindTable(link.target->Name());
-            Require(target != nullptr, "where a link leads");
+            if (target == nullptr) {
+                Fail("a link leads to no table");
+            }
             Chaine path = link.name;
             path.Append(kLinkForward);
             path += target->columns.back().code;
@@ -331,7 +333,7 @@ private:
         calculations.AddCalculation("MAX", id, TYPE_INT64, 0, "max");
         const auto filler =
             ERef<ETabulonGridFiller>::Adopt(ETabulonGridFiller::Build(&cursor, nullptr));
-        filler->SetParams(&calculations, /*axes=*/2, &sort);
+        filler->SetParams(&calculations, /*axesCount=*/2, &sort);
         CursorStatus status = StatusOk;
         {
             const ECursorListening filling(cursor, *filler);
