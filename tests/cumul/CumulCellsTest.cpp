@@ -35,7 +35,7 @@ private:
     };
 };
 
-void AddOn(ETabulonCumulFuncOnVarCollection& calculations, ERef<ETabulonCumulFunc> function,
+void AddOn(ETabulonCumulFuncOnVarCollection& calculations, const ERef<ETabulonCumulFunc>& function,
            int type, unsigned size) {
     const auto variable = ERef<ETabulonVariableDesc>::Adopt(
         ETabulonVariableDesc::Build("v", type, size, "", nullptr));
@@ -202,7 +202,7 @@ TEST(CumulCells, ShareStatesOfOneContentOnly) {
         }
         detail::CumulCells cells(calculations);
         std::byte* const row[] = {(static_cast<void>(cells.AddRow()), cells.RowAt(0))};
-        for (int record = 1; record <= 3; ++record) {
+        for (std::int64_t record = 1; record <= 3; ++record) {
             const EVariant first = EVariant::FromInt64(record);
             const EVariant second = EVariant::FromInt64(10 * record);
             std::vector<const EVariant*> values;

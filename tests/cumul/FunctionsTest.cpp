@@ -74,16 +74,14 @@ struct Record {
     bool modified;
 };
 
-std::string Expected(const std::string& code, const std::vector<Record>& records) {
-    std::optional<int> best = records[0].number;
-    bool flag = records[0].modified;
-    std::size_t place = 0;
-    bool differ = false;
-    long long sum = 0;
-    for (std::size_t i = 0; i < records.size(); ++i) {
-        const Record& record = records[i];
+struct Rule {
+    Rule(const char* ofCode, const Record& first)
+        : code(ofCode), best(first.number), flag(first.modified) {}
+
+    void Add(const Record& record) {
         const bool below = record.number < best;
         const bool above = record.number > best;
+        ++count;
         sum += record.number.value_or(0);
         if (code == "SUM" || code == "AVG") {
             flag = flag || record.modified;
@@ -98,31 +96,49 @@ std::string Expected(const std::string& code, const std::vector<Record>& records
             if (!best || (code == "CODEMIN" ? below : above)) {
                 best = record.number;
                 flag = record.modified;
-                place = i;
+                place = count;
             }
         } else if (code == "MIN" ? below : above) {
             best = record.number;
             flag = flag || record.modified;
         }
     }
-    const std::string mark = flag ? "*" : "";
-    if (code == "COUNT") {
-        return std::to_string(records.size());
+    [[nodiscard]] std::string Text() const {
+        const std::string mark = flag ? "*" : "";
+        if (code == "COUNT") {
+            return std::to_string(count);
+        }
+        if (code == "CODEMIN" || code == "CODEMAX") {
+            return std::to_string(place) + mark;
+        }
+        if (differ) {
+            return "?" + mark;
+        }
+        if (!best) {
+            return (code == "AVG" ? "-" : "()") + mark;
+        }
+        if (code == "AVG") {
+            const double average = static_cast<double>(sum) / static_cast<double>(count);
+            return std::string(EVariant::FromDouble(average).AsChaine().View()) + mark;
+        }
+        return std::to_string(code == "SUM" ? sum : *best) + mark;
     }
-    if (code == "CODEMIN" || code == "CODEMAX") {
-        return std::to_string(place + 1) + mark;
+
+    std::string code;
+    std::optional<int> best;
+    bool flag;
+    std::size_t count = 0;
+    std::size_t place = 1;
+    bool differ = false;
+    long long sum = 0;
+};
+
+std::string Expected(const char* code, const std::vector<Record>& records) {
+    Rule rule(code, records.front());
+    for (const Record& record : records) {
+        rule.Add(record);
     }
-    if (differ) {
-        return "?" + mark;
-    }
-    if (!best) {
-        return (code == "AVG" ? "-" : "()") + mark;
-    }
-    if (code == "AVG") {
-        const double average = static_cast<double>(sum) / static_cast<double>(records.size());
-        return std::string(EVariant::FromDouble(average).AsChaine().View()) + mark;
-    }
-    return std::to_string(code == "SUM" ? sum : *best) + mark;
+    return rule.Text();
 }
 
 TEST(RunningFunction, AgreesWithItsRuleOnRandomRecords) {

@@ -23,7 +23,8 @@ public:
     /// The suite wants a record that was deleted to be gone, where the table finds the dead line.
     EPosition RePos(EPosition where, bool flag) override {
         const EPosition at = Tell(inner_->RePos(where, flag));
-        if (at != kNoPosition && cache_.IsEmpty(Tag({{0, Fields().At(0)}}))) {
+        const EVariant& key = Fields().At(0);
+        if (at != kNoPosition && cache_.IsEmpty(Tag({{0, key}}))) {
             return Fail(DataGone);
         }
         return at;

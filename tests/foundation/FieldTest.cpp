@@ -63,7 +63,8 @@ TEST(FieldCopy, IsTheSameViewAndACopyAsVariantIsAValue) {
     std::int32_t number = 1;
     const EField field = View(Desc("n", TYPE_LONG, 4), &number);
     EField view(field);
-    const EVariant value(field);
+    const EVariant& asVariant = field;
+    const EVariant value(asVariant);
     EField assigned;
     assigned = field;
     number = 2;
@@ -75,7 +76,7 @@ TEST(FieldCopy, IsTheSameViewAndACopyAsVariantIsAValue) {
     EXPECT_EQ(view.Address(), &number);
     EXPECT_TRUE(assigned.Desc().IsSameAs(field.Desc()));
     std::int32_t elsewhere = 4;
-    view.Attach(view.Desc(), &elsewhere, false);
+    view.Attach(view.Desc(), &elsewhere, /*takeOwnership=*/false);
     EXPECT_EQ(view.AsInt64(), 4);
     EXPECT_EQ(view.Name(), Chaine("n"));
 }
@@ -89,7 +90,7 @@ TEST(EmptyField, ReadsAsMissingWhateverIsDoneToIt) {
     empty.SetMissing();
     empty.Set(EVariant(12));
     empty = other;
-    empty.Attach(other.Desc(), &number, false);
+    empty.Attach(other.Desc(), &number, /*takeOwnership=*/false);
     EXPECT_TRUE(empty.IsNullField() && empty.IsMissing() && empty.AsChaine().IsEmpty());
     EXPECT_EQ(empty.Address(), nullptr);
     EXPECT_TRUE(empty.Name().IsEmpty());

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 namespace etabulon::test {
@@ -51,8 +52,12 @@ TEST_F(MemoryTable, WithoutACurrentRecordFailsWithEight) {
         [this] { return table->Update(kNoPosition); },
         [this] { return table->DeleteOne(kNoPosition) ? 0 : kNoPosition; },
         [this] { return table->LoadBuffer() ? 0 : kNoPosition; },
-        [this] { return table->Lock(kNoPosition, true) == DataNoCurrent ? kNoPosition : 0; },
-        [this] { return table->LockRecord(kNoPosition, true) == DataNoCurrent ? kNoPosition : 0; },
+        [this] {
+            return table->Lock(kNoPosition, /*wait=*/true) == DataNoCurrent ? kNoPosition : 0;
+        },
+        [this] {
+            return table->LockRecord(kNoPosition, /*wait=*/true) == DataNoCurrent ? kNoPosition : 0;
+        },
         [this] { return table->UnlockRecord(kNoPosition) == DataNoCurrent ? kNoPosition : 0; }};
     for (const auto& operation : operations) {
         table->status = DataOk;
@@ -178,12 +183,9 @@ TEST(MemoryTableAgainstAModel, GivesTheSameUnderRandomOperations) {
     std::mt19937 random(4711);
     const auto below = [&random](int end) { return static_cast<int>(random() % unsigned(end)); };
     const auto hasID = [&model](int id, EPosition except) {
-        for (const auto& [at, row] : model) {
-            if (row.first == id && at != except) {
-                return true;
-            }
-        }
-        return false;
+        return std::any_of(model.begin(), model.end(), [id, except](const auto& row) {
+            return row.second.first == id && row.first != except;
+        });
     };
     EPosition next = 5;
     for (int turn = 0; turn < 20000; ++turn) {
@@ -257,7 +259,7 @@ TEST(AnArrayOfRecords, IsWalkedAndWrittenAndFreesItsTexts) {
     }
     EDataArray array(layout);
     EXPECT_EQ(Failure(array, array.GetFirst()), DataEnd);
-    array.AttachArray(records, static_cast<int>(size), 3, true);
+    array.AttachArray(records, static_cast<int>(size), 3, /*takeOwnership=*/true);
     EXPECT_EQ(Failure(array, array.GetNext()), DataNoCurrent);
     EXPECT_EQ(array.GetFirst(), 0);
     EXPECT_EQ(array.GetNext(), 1);

@@ -49,7 +49,7 @@ TEST(AxeOfALevel, IsNamedAndDataIsTheLevel) {
     ETabulonLevels levels;
     int drawn = 0;
     auto* const icon = reinterpret_cast<HICON>(&drawn);
-    levels.AddLevel("Country", "country", nullptr, false);
+    levels.AddLevel("Country", "country", nullptr, /*addRef=*/false);
     levels.AddLevel("City", "city", icon);
     const auto axe = ERef<Axe>::Adopt(Axe::Build(1, &levels));
     EXPECT_EQ(axe->Type(), Axe::AxeData);
@@ -237,6 +237,18 @@ TEST(PairNumbers, StayAsTheFillOfThePossiblePairsChanges) {
     EXPECT_EQ(numbers.Size(), known.size());
 }
 
+/// The root, and the values of `tag` at these levels.
+ETabulonTag DetailOf(const ETabulonTag& tag, const ETabulonTag& root,
+                     const std::vector<unsigned int>& levels) {
+    ETabulonTag detail = root;
+    for (const unsigned int level : levels) {
+        if (tag.HasValue(level)) {
+            detail.SetValue(level, tag.Value(level));
+        }
+    }
+    return detail;
+}
+
 // A linear search over tags.
 TEST(TagIndex, NumbersDetailsAsALinearSearchDoes) {
     for (unsigned seed = 0; seed < 200; ++seed) {
@@ -259,12 +271,7 @@ TEST(TagIndex, NumbersDetailsAsALinearSearchDoes) {
             if (!root.IsRoot() && tag.HasValue(root.LevelAt(0))) {
                 tag.SetValue(root.LevelAt(0), root.ValueAt(0));
             }
-            ETabulonTag detail = root;
-            for (const unsigned int level : levels) {
-                if (tag.HasValue(level)) {
-                    detail.SetValue(level, tag.Value(level));
-                }
-            }
+            const ETabulonTag detail = DetailOf(tag, root, levels);
             const auto place = std::find(found.begin(), found.end(), detail) - found.begin();
             if (place == static_cast<std::ptrdiff_t>(found.size())) {
                 found.push_back(detail);
