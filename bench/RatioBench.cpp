@@ -94,7 +94,7 @@ double RunComparison(benchmark::State& state, const Comparison& comparison) {
     double allocations = 0;
     const auto records = static_cast<double>(comparison.records);
     EReadAhead::SetThreads(comparison.threads);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         comparison.floor();
         if (comparison.flat) {
             comparison.flat();
@@ -139,7 +139,7 @@ void RunGrowth(benchmark::State& state, const Growth& growth) {
     std::vector<double> times;
     const double factor = std::log(static_cast<double>(growth.largeRecords) /
                                    static_cast<double>(growth.smallRecords));
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         growth.small();
         growth.large();
         for (int pair = 0; pair < RunSizes().pairs; ++pair) {

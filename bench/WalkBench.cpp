@@ -67,7 +67,7 @@ public:
     void OnDone(const ETabulonCursor& /*cursor*/) override {}
     void OnCancel(const ETabulonCursor& /*cursor*/) override {}
     void OnError(const ETabulonCursor& /*cursor*/, CursorStatus status) override {
-        Require(false, "a walk failed with status " + std::to_string(status));
+        Require(/*condition=*/false, "a walk failed with status " + std::to_string(status));
     }
 
     [[nodiscard]] const Totals& Result() const noexcept { return totals_; }

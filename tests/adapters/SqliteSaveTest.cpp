@@ -196,6 +196,19 @@ protected:
             "DELETE FROM t WHERE old.other LIKE '010%' AND other LIKE '046__'; END");
     }
     static ETabulonTag Of(int row) { return Tag({{0, Whole(row / 8)}, {1, Whole(row % 8)}}); }
+    /// The changes of table was, its updates in this column.
+    void AppendChanges(Changes& changes, const std::string& column, const EVariant& longText) {
+        for (const Database::Row& row :
+             Database(path).Rows("SELECT i, isDeleted, isUpdated FROM was")) {
+            const int i = std::stoi(row[0]);
+            if (row[1] == "1") {
+                changes.AppendDelete(Of(i));
+            } else if (row[2] == "1") {
+                changes.AppendUpdate(Of(i), column.c_str(),
+                                     column == "v" ? longText : Whole(i + 100));
+            }
+        }
+    }
 };
 
 TEST_F(MovingTable, HasEachChangeOnceAndNothingElse) {
@@ -208,16 +221,7 @@ TEST_F(MovingTable, HasEachChangeOnceAndNothingElse) {
                 SCOPED_TRACE(each.what + (" " + name) + (isOrdered ? " in its order" : ""));
                 Make(each);
                 Changes changes;
-                for (const Database::Row& row :
-                     Database(path).Rows("SELECT i, isDeleted, isUpdated FROM was")) {
-                    const int i = std::stoi(row[0]);
-                    if (row[1] == "1") {
-                        changes.AppendDelete(Of(i));
-                    } else if (row[2] == "1") {
-                        changes.AppendUpdate(Of(i), name.c_str(),
-                                             name == "v" ? Str(longText) : Whole(i + 100));
-                    }
-                }
+                AppendChanges(changes, name, Str(longText));
                 OpenTable("t");
                 table->SetOrder(isOrdered ? std::vector{column} : std::vector<unsigned>());
                 TellingCursor cursor(table, {"p", "q"});
@@ -286,6 +290,21 @@ protected:
         return std::any_of(rows.begin(), rows.end(),
                            [](const ItemRow& row) { return row[3] == Whole(-1); });
     }
+    /// Fills the table with 200 rows, which it returns.
+    std::vector<ItemRow> Fill() {
+        Run("DELETE FROM t; WITH RECURSIVE m(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM m WHERE "
+            "i < 200) INSERT INTO t(a, b, n) SELECT char(112 + i % 6), "
+            "iif(i % 9, char(112 + i / 6 % 6), NULL), i FROM m");
+        const auto letter = [](int number) {
+            return Str(std::string(1, static_cast<char>(112 + number)));
+        };
+        std::vector<ItemRow> rows;
+        for (int id = 1; id <= 200; ++id) {
+            rows.push_back({Whole(id), letter(id % 6),
+                            id % 9 != 0 ? letter(id / 6 % 6) : EVariant(), Whole(id)});
+        }
+        return rows;
+    }
     std::string Rows() {
         return Ask(
             "SELECT ifnull(group_concat(row, ' | '), '') FROM (SELECT "
@@ -305,17 +324,7 @@ TEST_F(RandomSaves, LeaveNoWrongRow) {
     std::size_t cancelled = 0;
     std::size_t refused = 0;
     for (int sequence = 0; sequence < 200; ++sequence) {
-        std::vector<ItemRow> rows;
-        Run("DELETE FROM t; WITH RECURSIVE m(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM m WHERE "
-            "i < 200) INSERT INTO t(a, b, n) SELECT char(112 + i % 6), "
-            "iif(i % 9, char(112 + i / 6 % 6), NULL), i FROM m");
-        for (int id = 1; id <= 200; ++id) {
-            const auto letter = [](int number) {
-                return Str(std::string(1, static_cast<char>(112 + number)));
-            };
-            rows.push_back({Whole(id), letter(id % 6),
-                            id % 9 != 0 ? letter(id / 6 % 6) : EVariant(), Whole(id)});
-        }
+        std::vector<ItemRow> rows = Fill();
         Changes changes;
         for (int turn = 0; turn < 3; ++turn) {
             for (unsigned edits = 1 + Any(8); edits != 0; --edits) {

@@ -124,7 +124,7 @@ void CommandRun::CloseOutput() {
     outPipe_ = -1;
 }
 
-void CommandRun::Finish() {
+const CommandResult& CommandRun::Finish() {
     while (outPipe_ >= 0 || errPipe_ >= 0) {
         ReadSome(kPatience);
     }
@@ -134,12 +134,12 @@ void CommandRun::Finish() {
     seconds = static_cast<double>(used.ru_utime.tv_sec) +
               static_cast<double>(used.ru_utime.tv_usec) / 1e6;
     status = WIFEXITED(ended) ? WEXITSTATUS(ended) : 128 + WTERMSIG(ended);
+    return *this;
 }
 
 CommandResult RunCommand(const Arguments& arguments, const char* output) {
     CommandRun run(arguments, output);
-    run.Finish();
-    return run;
+    return run.Finish();
 }
 
 CommandResult RunLine(const std::string& line, const std::string& path, const char* output) {
@@ -157,16 +157,14 @@ CommandResult RunInterrupted(const Arguments& arguments, std::size_t bytes) {
     CommandRun run(arguments);
     run.ReadAtLeast(bytes);
     run.Interrupt();
-    run.Finish();
-    return run;
+    return run.Finish();
 }
 
 CommandResult RunWithoutReader(const Arguments& arguments, std::size_t bytes) {
     CommandRun run(arguments);
     run.ReadAtLeast(bytes);
     run.CloseOutput();
-    run.Finish();
-    return run;
+    return run.Finish();
 }
 
 void ExpectHas(const std::string& text, const std::vector<std::string>& parts) {
@@ -188,8 +186,7 @@ void ExpectFailures(const std::vector<FailureCase>& cases, const std::string& pa
 
 CommandResult RunShell(const std::string& line) {
     CommandRun run("/bin/sh", {"-c", line}, nullptr);
-    run.Finish();
-    return run;
+    return run.Finish();
 }
 
 }  // namespace etabulon::test

@@ -41,8 +41,8 @@ public:
     [[nodiscard]] bool IsRunning() const;
     /// Ends reading: what the program writes from here on fails.
     void CloseOutput();
-    /// Reads on to the end and waits for it.
-    void Finish();
+    /// Reads on to the end and waits for it. The result is this object.
+    const CommandResult& Finish();
 
 private:
     void ReadSome(int milliseconds);

@@ -23,7 +23,6 @@ TEST(WrongUsage, EndsWith2) {
          {"walk @ strikes --levels \"damage\"x", 2, {"behind"}},
          {"walk @ strikes --levels damage,id,damage", 2, {"'damage'", "twice"}},
          {"walk @ strikes --levels damage --at damage", 2, {"no value"}},
-         {"walk @ strikes --levels damage --at damage=x,damage=y", 2, {"two values", "'damage'"}},
          {"walk @ strikes --levels damage --at id=1", 2, {"'id'", "'damage'"}},
          {"walk @ airports --levels id»damage", 2, {"table.column"}}});
 }

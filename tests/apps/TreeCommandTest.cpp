@@ -251,9 +251,9 @@ struct WideTable {
         levels = List(count, [](const auto& column) { return 'c' + column; });
         place = List(count, [](const auto& column) { return 'c' + column + "=v1"; });
         std::string script = "CREATE TABLE t(" + levels + ");";
-        for (const std::string value : {"'v0'", "'v1'", "'v2'", "'v1'"}) {
-            script +=
-                "INSERT INTO t VALUES(" + List(count, [&](const auto&) { return value; }) + ");";
+        for (const char* const value : {"'v0'", "'v1'", "'v2'", "'v1'"}) {
+            const auto same = [value](const auto&) { return std::string(value); };
+            script += "INSERT INTO t VALUES(" + List(count, same) + ");";
         }
         path = folder.MakeDatabase("wide.db", script);
     }

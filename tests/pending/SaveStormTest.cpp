@@ -201,7 +201,8 @@ private:
     EVariant Cell(std::uint16_t column, const EVariant& value) {
         scratch_->Fields().SetNull();
         scratch_->Fields().At(column) <<= value;
-        return scratch_->Fields().At(column);
+        const EVariant& cell = scratch_->Fields().At(column);
+        return cell;
     }
     bool Apply(const ETabulonPendingChanges& script, const ETabulonTag& tag, Row& row);
     bool SaveScript(const std::vector<Record>& shown, const ETabulonPendingChanges& script,
@@ -232,7 +233,7 @@ private:
 
 EVariant Chain::DrawValue(std::uint16_t column) {
     const unsigned which = Any(4);
-    const auto type = static_cast<std::uint16_t>(rubric_->At(column)->TypeCode());
+    const auto type = static_cast<std::uint16_t>(int{rubric_->At(column)->TypeCode()});
     if (which == 0) {
         return {};
     }
@@ -241,8 +242,9 @@ EVariant Chain::DrawValue(std::uint16_t column) {
         return EVariant::FromText(Any(4) == 0 ? TYPE_NC_CHAINE : TYPE_CHAINE, 0, kTexts[which - 1]);
     }
     const std::string bytes(16, static_cast<char>(which));
+    const EVariant& cell = stored_->Fields().At(column);
     EVariant value;
-    EXPECT_TRUE(value.Init(type, EVariant(stored_->Fields().At(column)).Size(), bytes.c_str()));
+    EXPECT_TRUE(value.Init(type, EVariant(cell).Size(), bytes.c_str()));
     return value;
 }
 

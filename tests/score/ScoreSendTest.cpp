@@ -53,7 +53,8 @@ TEST(ManyLabels, AreToldApart) {
     for (int place = 0; place < 20000; ++place) {
         random = random * 1103515245 + 12345;
         const unsigned number = (random >> 8) % 3000;
-        const std::string text = std::string(number % 7 * 4, 'x') + std::to_string(number);
+        const std::string text =
+            std::string(std::size_t{4} * (number % 7), 'x') + std::to_string(number);
         const EVariant label =
             number % 5 == 0 ? EVariant(static_cast<int>(number)) : EVariant(text.c_str());
         records.push_back({Tag({{0, label}, {1, number % 2 == 0 ? "even" : "odd"}})});

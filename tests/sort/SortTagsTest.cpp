@@ -270,6 +270,22 @@ ETabulonTag Part(const ETabulonTag& tag, const std::vector<unsigned int>& levels
     return part;
 }
 
+std::vector<unsigned int> First(const std::vector<unsigned int>& levels, std::size_t count) {
+    return {levels.begin(), levels.begin() + static_cast<std::ptrdiff_t>(count)};
+}
+
+/// The levels of the first keys, without hidden ones.
+std::vector<unsigned int> VisibleLevels(const SortKeyArray& keys, unsigned int count,
+                                        HideFlag mask) {
+    std::vector<unsigned int> levels;
+    for (unsigned int position = 0; position < std::min(count, keys.Size()); ++position) {
+        if (!keys[position].IsHidden(mask)) {
+            levels.push_back(keys[position].Level());
+        }
+    }
+    return levels;
+}
+
 // Few levels, and as many as are found by bisection.
 class SortLevels : public testing::TestWithParam<unsigned int> {};
 
@@ -293,19 +309,12 @@ TEST_P(SortLevels, GiveThePartsThatAScanOfTheKeysGives) {
         ETabulonSortDesc desc(levels);
         desc.SetSortLevels(keys);
         const HideFlag mask = std::array<HideFlag, 3>{0, kTree, kCalc}[random() % 3];
-        std::vector<unsigned int> visible, upToDepth;
         const unsigned int depth = random() % (count + 2);
-        for (unsigned int position = 0; position < keys.Size(); ++position) {
-            if (!keys[position].IsHidden(mask)) {
-                visible.push_back(keys[position].Level());
-                if (position < depth) {
-                    upToDepth.push_back(keys[position].Level());
-                }
-            }
-        }
+        const std::vector<unsigned int> visible = VisibleLevels(keys, keys.Size(), mask);
+        const std::vector<unsigned int> upToDepth = VisibleLevels(keys, depth, mask);
         ETabulonTag tag = RandomTag(random, count + 2, /*withGaps=*/random() % 4 == 0);
         if (random() % 2 == 0 && !visible.empty()) {
-            tag = Part(tag, {visible.begin(), visible.begin() + random() % visible.size()},
+            tag = Part(tag, First(visible, random() % visible.size()),
                        RandomTag(random, 3, /*withGaps=*/true));
         }
         const auto holds = [&tag](unsigned int level) { return tag.HasValue(level); };
@@ -315,7 +324,7 @@ TEST_P(SortLevels, GiveThePartsThatAScanOfTheKeysGives) {
                   Text(Part(tag, {visible.begin(), parentEnd})));
         EXPECT_EQ(Text(desc.ExtractSortValues(tag, depth, mask)), Text(Part(tag, upToDepth)));
 
-        const ETabulonTag root = Part(tag, {order.begin(), order.begin() + random() % 4});
+        const ETabulonTag root = Part(tag, First(order, random() % 4));
         const std::size_t leading = desc.LeadingLevels(root);
         if (leading < visible.size()) {
             const auto details = random() % (visible.size() - leading + 1);

@@ -226,6 +226,17 @@ protected:
     }
 };
 
+/// The tag without about so many of a hundred values.
+ETabulonTag WithGaps(const ETabulonTag& tag, unsigned gaps, std::mt19937& random) {
+    ETabulonTag part;
+    for (unsigned place = 0; place < tag.KnownLevelsCount(); ++place) {
+        if (random() % 100 >= gaps) {
+            part.SetValue(tag.LevelAt(place), tag.ValueAt(place));
+        }
+    }
+    return part;
+}
+
 /// Whether the nodes are of an own class; levels hidden and values missing of a hundred.
 class LongBranches : public testing::TestWithParam<std::tuple<bool, unsigned, unsigned>> {};
 
@@ -259,12 +270,7 @@ TEST_P(LongBranches, ComeToWhatTheRulesComeTo) {
                                                          random() % 3 == 0 ? "label" : "", false));
             }
             met.push_back(tag);
-            ETabulonTag given;
-            for (unsigned place = 0; place < tag.KnownLevelsCount(); ++place) {
-                if (random() % 100 >= gaps) {
-                    given.SetValue(tag.LevelAt(place), tag.ValueAt(place));
-                }
-            }
+            const ETabulonTag given = WithGaps(tag, gaps, random);
             EDataTreeNode* const node = root->AddChild(given);
             LiteralNode* const other = twin.AddChild(given);
             ASSERT_EQ(node == nullptr, other == nullptr);
