@@ -78,10 +78,15 @@ TEST(TooLittleMemory, IsAFailureWhereverItRunsOut) {
     bool hasFailed = false;
     bool hasDone = false;
     for (int megabytes = 8; megabytes < 400; megabytes += megabytes < 120 ? 2 : 40) {
+        const std::string command =
+            "ulimit -v " + std::to_string(megabytes * 1024) + "; exec $ETABULON ";
+        // With less, the shell, the loader or the libraries fail before the program begins.
+        if (RunShell(command + "--version").status != 0) {
+            continue;
+        }
         const CommandResult result =
-            RunShell("ulimit -v " + std::to_string(megabytes * 1024) + "; exec $ETABULON tree " +
-                     kStrikes + " strikes --levels airport_id,species_id,id --format ndjson");
-        // Below 8 or so the shell or the loader fails: 126, 127.
+            RunShell(command + "tree " + kStrikes +
+                     " strikes --levels airport_id,species_id,id --format ndjson");
         EXPECT_LT(result.status, 128) << megabytes << result.err;
         if (result.status == 1) {
             hasFailed = true;
