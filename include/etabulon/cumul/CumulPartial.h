@@ -14,9 +14,9 @@ class CumulCells;
 }  // namespace detail
 
 /// What some records of a walk come to in the calculations of a grid or score: for each calculation
-/// a state that merges with that of other records. Whoever has the records of one place apart, in
-/// another thread, process or cache, hands their partial state to AddPartial of the grid or score
-/// in place of the records.
+/// a state that merges with that of other records. An application that has the records of one place
+/// apart, in another thread, process or cache, hands their partial state to AddPartial of the grid
+/// or score in place of the records.
 ///
 /// Exact      the merged state gives the result of a walk over all records, one group after the
 ///            other, but for the last digits of sums of reals, for a sum that was clamped at the
