@@ -8,24 +8,22 @@ namespace {
 const std::string kStrikes = ETABULON_STRIKES_DATABASE;
 
 TEST(WrongUsage, EndsWith2) {
-    ExpectFailures(
-        {{"", 2, {"subcommand"}},
-         {"wlak @", 2, {"'wlak'", "mean 'walk'"}},
-         {"walk", 2, {"SOURCE", "etabulon walk --help"}},
-         {"walk @ strikes more", 2, {"more"}},
-         {"walk @ strikes --lvels x", 2, {"--lvels"}},
-         {"walk @ strikes --limit -1", 2, {"--limit"}},
-         {"walk @ strikes --limit many", 2, {"--limit"}},
-         {"walk @ strikes --format xml", 2, {"'xml'", "ndjson"}},
-         {"walk @", 2, {"6 tables", "'strikes'"}},
-         {"walk @ strikes --levels damage,,id", 2, {"missing", "damage,,id"}},
-         {"walk @ strikes --levels \"damage", 2, {"closed"}},
-         {"walk @ strikes --levels \"damage\"x", 2, {"behind"}},
-         {"walk @ strikes --levels damage,id,damage", 2, {"'damage'", "twice"}},
-         {"walk @ strikes --levels damage --at damage", 2, {"no value"}},
-         {"walk @ strikes --levels damage --at damage=x,damage=y", 2, {"two values", "'damage'"}},
-         {"walk @ strikes --levels damage --at id=1", 2, {"'id'", "'damage'"}},
-         {"walk @ airports --levels id»damage", 2, {"table.column"}}});
+    ExpectFailures({{"", 2, {"subcommand"}},
+                    {"wlak @", 2, {"'wlak'", "mean 'walk'"}},
+                    {"walk", 2, {"SOURCE", "etabulon walk --help"}},
+                    {"walk @ strikes more", 2, {"more"}},
+                    {"walk @ strikes --lvels x", 2, {"--lvels"}},
+                    {"walk @ strikes --limit -1", 2, {"--limit"}},
+                    {"walk @ strikes --limit many", 2, {"--limit"}},
+                    {"walk @ strikes --format xml", 2, {"'xml'", "ndjson"}},
+                    {"walk @", 2, {"6 tables", "'strikes'"}},
+                    {"walk @ strikes --levels damage,,id", 2, {"missing", "damage,,id"}},
+                    {"walk @ strikes --levels \"damage", 2, {"closed"}},
+                    {"walk @ strikes --levels \"damage\"x", 2, {"behind"}},
+                    {"walk @ strikes --levels damage,id,damage", 2, {"'damage'", "twice"}},
+                    {"walk @ strikes --levels damage --at damage", 2, {"no value"}},
+                    {"walk @ strikes --levels damage --at id=1", 2, {"'id'", "'damage'"}},
+                    {"walk @ airports --levels id»damage", 2, {"table.column"}}});
 }
 
 TEST(WhatIsNotThere, EndsWith1AndNamesWhatIs) {
