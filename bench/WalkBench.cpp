@@ -4,6 +4,7 @@
 #include "bench/OrdersCursor.h"
 #include "bench/RatioBench.h"
 #include "bench/Sqlite.h"
+#include "etabulon/cursors/EFilter.h"
 
 #include <initializer_list>
 #include <string>
@@ -182,6 +183,52 @@ void WalkAllColumns(benchmark::State& state) {
     CompareWalk<WholeWalk>(state, "walk: all 11 columns");
 }
 BENCHMARK(WalkAllColumns)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+/// Counts and adds up what a filter leaves, of which SQL decides all.
+class FilteredWalk {
+public:
+    explicit FilteredWalk(std::int64_t rows)
+        : orders_(rows, "orders", {"country", "city", "customer"}, {"quantity", "amount"}),
+          reader_({{}, {"quantity"}, {"amount"}}) {
+        Database database(OrdersFile(rows), Database::Mode::Read);
+        Statement count(database, "SELECT count(*) FROM orders WHERE quantity > 10");
+        Require(count.Step(), "no count");
+        expected_ = count.Int64(0);
+        all_ = rows;
+        orders_.Cursor().AddNotifier(&reader_);
+    }
+    ~FilteredWalk() { orders_.Cursor().RemNotifier(&reader_); }
+    FilteredWalk(const FilteredWalk&) = delete;
+    FilteredWalk& operator=(const FilteredWalk&) = delete;
+
+    void Without() { Run(EFilter(), all_); }
+    void With() { Run(EFilter::Compare("quantity", EFilter::Test::Above, 10), expected_); }
+
+private:
+    void Run(const EFilter& filter, std::int64_t records) {
+        orders_.Cursor().SetFilter(filter);
+        Require(orders_.Cursor().Browse(ETabulonTag::Null) == StatusOk, "status of the walk");
+        Require(reader_.Result().records == records, "records of the walk");
+    }
+
+    OrdersCursor orders_;
+    Reader reader_;
+    std::int64_t all_ = 0;
+    std::int64_t expected_ = 0;
+};
+
+void WalkFiltered(benchmark::State& state) {
+    FilteredWalk walk(RunSizes().large);
+    RunComparison(state, {"walk: a filter for the engine",
+                          RunSizes().large,
+                          [&walk] { walk.Without(); },
+                          [&walk] { walk.With(); },
+                          {},
+                          1.0,
+                          kNoLimit,
+                          "x without"});
+}
+BENCHMARK(WalkFiltered)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
 void WalkGrowth(benchmark::State& state) {
     LevelsWalk small(RunSizes().small);
