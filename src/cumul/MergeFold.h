@@ -119,7 +119,9 @@ private:
             (Fold::kMerge == FoldMerge::Earliest && number < state.counter)) {
             state = from;
             state.counter = number;
-        } else if constexpr (Fold::kMerge == FoldMerge::Common) {
+            return;
+        }
+        if constexpr (Fold::kMerge == FoldMerge::Common) {
             MergeCommon(state, from, number, step);
         } else if constexpr (Fold::kMerge == FoldMerge::Steps) {
             step(state, from);

@@ -22,11 +22,17 @@ struct ETABULON_API EBlockRequest {
 
     // Each returns the index of the field's column in the blocks. A field that is asked for twice
     // has one column.
-    unsigned AddNumbers(const EField& field) { return Add(field, true, false); }
-    unsigned AddValues(const EField& field) { return Add(field, false, true); }
+    unsigned AddNumbers(const EField& field) {
+        return Add(field, /*numbers=*/true, /*values=*/false);
+    }
+    unsigned AddValues(const EField& field) {
+        return Add(field, /*numbers=*/false, /*values=*/true);
+    }
     /// Of owned text or bytes: whatever costs least to tell the values apart. The column has texts
     /// unless something else is asked for as well, or the source has numbers anyway.
-    unsigned AddTexts(const EField& field) { return Add(field, false, false); }
+    unsigned AddTexts(const EField& field) {
+        return Add(field, /*numbers=*/false, /*values=*/false);
+    }
     unsigned Add(const EField& field, bool numbers, bool values);
 };
 

@@ -82,7 +82,9 @@ inline std::uint64_t LastWord(const char* bytes, std::size_t length) noexcept {
                WordAt<std::uint32_t>(bytes + length - sizeof(std::uint32_t));
     }
     std::uint64_t word = 0;
-    std::memcpy(&word, bytes, length);
+    if (length != 0) {  // a missing text has no bytes to point to
+        std::memcpy(&word, bytes, length);
+    }
     return word;
 }
 
