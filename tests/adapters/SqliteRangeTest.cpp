@@ -340,12 +340,14 @@ private:
     std::vector<std::unique_ptr<ESqliteSource>> sources_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Sqlite, TableCursorSuite, ::testing::Values(TableMaker([] {
-                             return std::make_unique<SqliteFactory>("");
-                         })));
-INSTANTIATE_TEST_SUITE_P(SqliteWithoutRowId, TableCursorSuite, ::testing::Values(TableMaker([] {
-                             return std::make_unique<SqliteFactory>("WITHOUT ROWID");
-                         })));
+const auto kMakeSqlite =
+    ::testing::Values(TableMaker([] { return std::make_unique<SqliteFactory>(""); }));
+INSTANTIATE_TEST_SUITE_P(Sqlite, TableCursorSuite, kMakeSqlite);
+INSTANTIATE_TEST_SUITE_P(Sqlite, WritableTableSuite, kMakeSqlite);
+const auto kMakeSqliteWithoutRowId =
+    ::testing::Values(TableMaker([] { return std::make_unique<SqliteFactory>("WITHOUT ROWID"); }));
+INSTANTIATE_TEST_SUITE_P(SqliteWithoutRowId, TableCursorSuite, kMakeSqliteWithoutRowId);
+INSTANTIATE_TEST_SUITE_P(SqliteWithoutRowId, WritableTableSuite, kMakeSqliteWithoutRowId);
 
 /// A cache on a table, whose own walk has stopped on the second of four records since.
 class SqliteCache : public SqliteTest {

@@ -2,6 +2,7 @@
 
 // The suite's tests are definitions, and another file of this program has them already.
 #define TableCursorSuite CacheCursorSuite
+#define WritableTableSuite WritableCacheSuite
 #include "support/TableCursorSuite.h"
 
 namespace etabulon::test {
@@ -92,9 +93,10 @@ private:
     std::map<std::string, std::unique_ptr<Made>> made_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Cache, TableCursorSuite, ::testing::Values(TableMaker([] {
-                             return std::make_unique<CacheFactory>();
-                         })));
+const auto kMakeCache =
+    ::testing::Values(TableMaker([] { return std::make_unique<CacheFactory>(); }));
+INSTANTIATE_TEST_SUITE_P(Cache, TableCursorSuite, kMakeCache);
+INSTANTIATE_TEST_SUITE_P(Cache, WritableTableSuite, kMakeCache);
 
 // -------------------------------------------------------------------------------------- its rules
 

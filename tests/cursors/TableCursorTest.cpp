@@ -1,6 +1,7 @@
 #include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/cursors/ETabulonCursorCache.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
+#include "etabulon/cursors/LoadColumns.h"
 #include "support/AllocationCount.h"
 #include "support/LinkedSales.h"
 #include "support/TableCursorSuite.h"
@@ -26,8 +27,26 @@ private:
     std::map<std::string, std::unique_ptr<EDataMemory>> made_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Memory, TableCursorSuite, ::testing::Values(TableMaker([] {
-                             return std::make_unique<MemoryFactory>();
+/// The same loaded into columns, which other tables don't follow.
+class ColumnsFactory : public MemoryFactory {
+public:
+    std::unique_ptr<EDataTable> Open(const char* name) override {
+        const std::unique_ptr<EDataTable> stored = MemoryFactory::Open(name);
+        ETabulonCursorEData cursor;
+        cursor.Init(ETabulonLevels(), stored.get(), /*ownsTable=*/false);
+        CursorStatus status = StatusOk;
+        auto columns = LoadColumns(cursor, ETabulonTag::Null, stored->dico, status);
+        EXPECT_EQ(status, StatusOk);
+        return columns;
+    }
+};
+
+const auto kMakeMemory =
+    ::testing::Values(TableMaker([] { return std::make_unique<MemoryFactory>(); }));
+INSTANTIATE_TEST_SUITE_P(Memory, TableCursorSuite, kMakeMemory);
+INSTANTIATE_TEST_SUITE_P(Memory, WritableTableSuite, kMakeMemory);
+INSTANTIATE_TEST_SUITE_P(Columns, TableCursorSuite, ::testing::Values(TableMaker([] {
+                             return std::make_unique<ColumnsFactory>();
                          })));
 
 constexpr std::int32_t kBroken = 1099;

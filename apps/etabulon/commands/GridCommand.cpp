@@ -281,7 +281,7 @@ CliResult<> GridCommand::ShowArranged(const CliEnvironment& environment,
         return arranged.Failure();
     }
     CliCursor cursor(context.interrupt);
-    const CliResult<> opened =
+    CliResult<> opened =
         OpenCursor(context, levels.levels.levels, request.calculations.Variables(), cursor);
     if (!opened) {
         return opened;
@@ -302,7 +302,7 @@ CliResult<> GridCommand::ShowArranged(const CliEnvironment& environment,
     if (table.IsEmpty() && !levels.place.IsRoot()) {
         return ExplainNothingThere(context, levels.levels, levels.place);
     }
-    const CliResult<> printed = PrintArranged(environment, context, request, *arranged, table);
+    CliResult<> printed = PrintArranged(environment, context, request, *arranged, table);
     if (printed && !drill_) {
         for (const std::string& note : alike.Sentences()) {
             TellUser(note);
