@@ -3,6 +3,7 @@
 #include "bench/Orders.h"
 #include "bench/OrdersCursor.h"
 #include "bench/RatioBench.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/sql/ETabulonCursorSql.h"
 #include "etabulon/tree/EDataTree.h"
 #include "etabulon/tree/EDataTreeThread.h"

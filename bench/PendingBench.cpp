@@ -6,6 +6,7 @@
 #include "bench/Sqlite.h"
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
 #include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
 #include "etabulon/grid/ETabulonGridFiller.h"
 #include "etabulon/pending/ETabulonPendingChanges.h"

@@ -6,6 +6,7 @@
 #include "etabulon/cross/ECrossFiller.h"
 #include "etabulon/cross/ECrossTable.h"
 #include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/sort/ETabulonSortDesc.h"
 
 #include <cstdio>

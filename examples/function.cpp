@@ -2,6 +2,7 @@
 
 #include "Shop.h"
 #include "etabulon/cumul/ETabulonCumulFunc.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/grid/EGridView.h"
 #include "etabulon/grid/ETabulonGridFiller.h"
 #include "etabulon/sort/ETabulonSortDesc.h"

@@ -3,6 +3,7 @@
 
 #include "Shop.h"
 #include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/grid/EGridView.h"
 #include "etabulon/grid/ETabulonGridAxe.h"
 #include "etabulon/grid/ETabulonGridFiller.h"

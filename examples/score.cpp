@@ -1,6 +1,7 @@
 // A ranking: the cities by amount, the largest first, and how many orders each has.
 
 #include "Shop.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/score/EScoreView.h"
 #include "etabulon/score/ETabulonScoreFiller.h"
 #include "etabulon/sort/ETabulonSortDesc.h"

@@ -2,6 +2,7 @@
 
 #include "Shop.h"
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/tree/EDataTree.h"
 #include "etabulon/tree/ETreeTotals.h"
 

@@ -2,6 +2,7 @@
 // table walked, and a tree and a grid with linked levels filled, all of it twice: nothing crashes
 // or hangs, what fails says why, a sound file gives the same twice, and the file stays as it is.
 
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/foundation/ELinkEngine.h"
 #include "etabulon/grid/ETabulonGridFiller.h"
 #include "etabulon/sql/ETabulonCursorSql.h"

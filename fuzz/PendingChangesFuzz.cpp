@@ -2,6 +2,7 @@
 // and answers, what its overlay shows and what a save leaves are compared with a literal
 // model.
 
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/cursors/ETabulonCursorEData.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
 #include "etabulon/foundation/EDataMemory.h"

@@ -3,6 +3,7 @@
 #include "controls/EDataTreeCtrlParts.h"
 #include "controls/EDataTreeCtrlSection.h"
 #include "controls/RedrawOff.h"
+#include "etabulon/cursors/ECursorScopes.h"
 
 namespace etabulon::detail {
 namespace {

@@ -6,6 +6,7 @@
 #include "cross/CrossOthers.h"
 #include "etabulon/cross/ECrossFiller.h"
 #include "etabulon/cumul/ETabulonCumulFunc.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/grid/ETabulonGridAxe.h"
 #include "etabulon/grid/ITabulonResGridUI.h"
 #include "etabulon/score/ETabulonScoreCumulsBuffers.h"

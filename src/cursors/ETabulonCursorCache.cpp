@@ -3,6 +3,7 @@
 #include "cursors/ETabulonCursorCacheLines.h"
 #include "cursors/ETabulonCursorCacheUpdater.h"
 #include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/cursors/EDataCache.h"
 #include "etabulon/foundation/ERef.h"
 

@@ -1,5 +1,6 @@
 #include "cursors/ETabulonCursorCacheLines.h"
 #include "cursors/ETabulonCursorCacheUpdater.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/cursors/ETabulonCursorCache.h"
 #include "etabulon/foundation/EExtract.h"
 #include "etabulon/foundation/ERef.h"

@@ -1,5 +1,6 @@
 #include "etabulon/grid/ETabulonGridFiller.h"
 
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/grid/ETabulonGridAxe.h"
 #include "etabulon/grid/ETabulonGridCumuls.h"
 #include "etabulon/grid/ETabulonGridCumulsBuffers.h"

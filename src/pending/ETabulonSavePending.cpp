@@ -2,6 +2,7 @@
 
 #include "cursors/ETabulonCursorCacheTarget.h"
 #include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
 #include "etabulon/foundation/EExpects.h"
 #include "pending/PendingIndex.h"

@@ -1,5 +1,6 @@
 #include "etabulon/score/ETabulonScoreFiller.h"
 
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/score/ETabulonScoreCumuls.h"
 #include "etabulon/score/ETabulonScoreCumulsBuffers.h"
 

@@ -1,5 +1,6 @@
 #include "etabulon/tree/EDataTree.h"
 
+#include "etabulon/cursors/ECursorScopes.h"
 #include "tree/ETabulonCursorTree.h"
 #include "tree/TreeReFiling.h"
 

@@ -1,5 +1,6 @@
 #include "etabulon/tree/EDataTreeThread.h"
 
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/cursors/IBlockNotifier.h"
 #include "etabulon/foundation/EData.h"
 #include "etabulon/foundation/EExpects.h"

@@ -1,5 +1,6 @@
 #include "tree/TreeRefresh.h"
 
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/tree/EDataTreeFiller.h"
 #include "tree/NodeAccess.h"
 #include "tree/TreeBlockFiling.h"

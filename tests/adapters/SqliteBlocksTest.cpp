@@ -1,5 +1,6 @@
 #include "adapters/SqliteFixture.h"
 #include "blocks/RandomWalk.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
 #include "etabulon/foundation/EReadAhead.h"
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/pending/ETabulonPendingChanges.h"
 #include "etabulon/pending/ETabulonSavePending.h"
 #include "etabulon/sql/ETabulonCursorSql.h"

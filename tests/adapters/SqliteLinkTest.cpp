@@ -1,4 +1,5 @@
 #include "SqliteFixture.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "support/FaultVfs.h"
 
 #include <chrono>

@@ -1,5 +1,6 @@
 #include "SqliteFixture.h"
 #include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/cursors/ETabulonCursorCache.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
 #include "support/TableCursorSuite.h"

@@ -1,5 +1,6 @@
 #include "blocks/RandomWalk.h"
 #include "etabulon/cumul/ETabulonCumulFunc.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
 #include "etabulon/cursors/LoadColumns.h"
 #include "etabulon/pending/ETabulonPendingChanges.h"

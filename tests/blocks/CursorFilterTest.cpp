@@ -1,4 +1,5 @@
 #include "DatedOrders.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/cursors/EFilter.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "RandomWalk.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/foundation/EDerivation.h"
 #include "support/FailingSource.h"
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/cursors/ETabulonCursorEData.h"
 #include "etabulon/cursors/IBlockNotifier.h"
 #include "etabulon/grid/ETabulonGridFiller.h"

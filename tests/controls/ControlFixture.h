@@ -2,6 +2,7 @@
 
 #include "etabulon/controls/EDataTreeCtrl.h"
 #include "etabulon/controls/EDataTreeMessages.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/testing/EMemoryScreen.h"
 #include "etabulon/testing/EMemorySurface.h"
 #include "etabulon/testing/EMemoryTreeView.h"

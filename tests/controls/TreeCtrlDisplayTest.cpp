@@ -1,6 +1,7 @@
 #include "ControlFixture.h"
 #include "etabulon/controls/EDragTreeCtrl.h"
 #include "etabulon/controls/EIconImages.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/tree/EDataTreeAvailableAlerts.h"
 #include "etabulon/tree/EDataTreeRaisedAlerts.h"
 

@@ -1,4 +1,5 @@
 #include "ControlFixture.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "support/SortTrace.h"
 
 #include <stdexcept>

@@ -1,4 +1,5 @@
 #include "ControlFixture.h"
+#include "etabulon/cursors/ECursorScopes.h"
 
 #include <unordered_set>
 

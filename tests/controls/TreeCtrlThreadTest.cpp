@@ -2,6 +2,7 @@
 #include "controls/EDataTreeCtrlThread.h"
 #include "etabulon/controls/EMessagePort.h"
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/grid/ETabulonGridFiller.h"
 #include "etabulon/pending/ETabulonPendingChanges.h"
 #include "support/AllocationCount.h"

@@ -2,6 +2,7 @@
 #include "etabulon/cumul/ETabulonCumulBufferOnVarCollection.h"
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
 #include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/cursors/ETabulonCursorEData.h"
 #include "etabulon/pending/ETabulonPendingChanges.h"
 #include "etabulon/values/ETabulonExtractValue.h"

@@ -1,4 +1,5 @@
 #include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "support/AllocationCount.h"
 #include "support/ScriptCursor.h"
 #include "support/Tags.h"

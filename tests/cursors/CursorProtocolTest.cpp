@@ -1,3 +1,4 @@
+#include "etabulon/cursors/ECursorScopes.h"
 #include "support/ScriptCursor.h"
 #include "support/Tags.h"
 #include "support/WalkTrace.h"

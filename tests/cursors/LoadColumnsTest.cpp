@@ -1,3 +1,4 @@
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/cursors/ETabulonCursorEData.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
 #include "etabulon/cursors/LoadColumns.h"

@@ -1,4 +1,5 @@
 #include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/cursors/ETabulonCursorCache.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
 #include "etabulon/cursors/LoadColumns.h"

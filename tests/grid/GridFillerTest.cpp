@@ -1,5 +1,6 @@
 #include "etabulon/cumul/ETabulonTypeFactory.h"
 #include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/cursors/ETabulonCursorCache.h"
 #include "etabulon/foundation/EDataArray.h"
 #include "etabulon/grid/ETabulonGridUIBuildEData.h"

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/cursors/ETabulonCursor.h"
 #include "etabulon/grid/ETabulonGridCumuls.h"
 #include "etabulon/grid/ETabulonGridCumulsBuffers.h"

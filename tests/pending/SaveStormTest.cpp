@@ -1,4 +1,5 @@
 #include "cursors/CacheFixture.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/cursors/ETabulonCursorPending.h"
 #include "etabulon/pending/ETabulonSavePending.h"
 #include "support/Storm.h"

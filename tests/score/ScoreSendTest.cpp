@@ -1,3 +1,4 @@
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/score/ETabulonScoreFiller.h"
 #include "grid/FillerSuite.h"
 #include "grid/RandomResult.h"

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/tree/EDataTreeThread.h"
 #include "support/Gate.h"
 #include "support/Watchdog.h"

@@ -1,5 +1,6 @@
 #include "TreeFixture.h"
 #include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "support/AllocationCount.h"
 
 namespace etabulon::test {

@@ -3,6 +3,7 @@
 #include "apps/etabulon/browse/BrowseCursor.h"
 #include "apps/etabulon/output/CliCell.h"
 #include "apps/etabulon/output/CliUtf8.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/tree/EDataTree.h"
 
 #include <fmt/format.h>

@@ -1,6 +1,7 @@
 #include "apps/etabulon/walk/CliPlaces.h"
 
 #include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/cursors/ECursorScopes.h"
 
 namespace etabulon {
 

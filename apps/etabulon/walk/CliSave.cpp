@@ -6,6 +6,7 @@
 #include "apps/etabulon/walk/CliInterrupt.h"
 #include "apps/etabulon/walk/CliPlaces.h"
 #include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/pending/ETabulonSavePending.h"
 #include "etabulon/sql/ESqlSource.h"
 #include "etabulon/sql/ESqlTable.h"

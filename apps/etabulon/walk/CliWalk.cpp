@@ -10,6 +10,7 @@
 #include "apps/etabulon/walk/CliInterrupt.h"
 #include "apps/etabulon/walk/CliProgress.h"
 #include "etabulon/cursors/ECursorListener.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/foundation/EDataType.h"
 #include "etabulon/sql/ESqlSource.h"
 #include "etabulon/sql/UseColumns.h"

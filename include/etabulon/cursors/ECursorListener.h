@@ -1,5 +1,6 @@
 #pragma once
 
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/cursors/ETabulonCursor.h"
 
 namespace etabulon {

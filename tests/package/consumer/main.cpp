@@ -1,5 +1,6 @@
 // What an application does first: open a table, choose its levels, walk it.
 
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/cursors/ETabulonCursorEData.h"
 #include "etabulon/foundation/Chaine.h"
 #include "etabulon/foundation/DDico.h"
