@@ -4,6 +4,8 @@ examples/, which the tests compile and run. Indentation may differ as a whole. A
 "// ..." leaves lines out.
 
     check_snippets.py DOCUMENT...
+
+The examples that the comments of public classes point to ("/// Example    FILE") must name the class.
 """
 
 import pathlib
@@ -12,6 +14,8 @@ import sys
 import textwrap
 
 SNIPPET = re.compile(r"^```cpp\n(.*?)^```", re.MULTILINE | re.DOTALL)
+POINTER = re.compile(r"^/// Example:? +(\S+)\n(?:template <.*>\n)?(?:class|struct)\s+"
+                     r"(?:ETABULON_\w+\s+|\[\[\w+\]\]\s+)*(?:\w+::)*(\w+)", re.MULTILINE)
 GAP = re.compile(r"^\s*// \.\.\.\s*$", re.MULTILINE)
 
 
@@ -42,6 +46,22 @@ def faults_of(document, text, sources):
     return faults
 
 
+def lost_pointers(root):
+    """One line for each comment of a public class that points to a file that doesn't name it."""
+    faults = []
+    headers = [*root.glob("include/**/*.h"), *root.glob("adapters/*/include/**/*.h")]
+    for header in sorted(headers):
+        text = header.read_text()
+        pointers = POINTER.findall(text)
+        for name, of in pointers:
+            example = root / name
+            if not example.exists() or not re.search(rf"\b{of}\b", example.read_text()):
+                faults.append(f"{header.relative_to(root)}: {name} has no example of {of}")
+        if len(pointers) != len(re.findall(r"^/// Example:? ", text, re.MULTILINE)):
+            faults.append(f"{header.relative_to(root)}: an example stands above no class")
+    return faults
+
+
 def main(documents):
     root = pathlib.Path(__file__).resolve().parent.parent
     sources = [path.read_text() for path in sorted((root / "examples").glob("*.[ch]*"))]
@@ -54,6 +74,7 @@ def main(documents):
     # A document that lost its snippets would pass otherwise.
     if snippets == 0:
         faults.append("no snippets were found in " + " ".join(documents))
+    faults += lost_pointers(root)
     print("\n".join(faults) if faults else f"{snippets} snippets, each from an example")
     return 1 if faults else 0
 

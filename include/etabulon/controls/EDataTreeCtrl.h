@@ -32,6 +32,7 @@ struct EDataTreeCtrlParts;
 /// Failure    a failed or cancelled fill deletes all items, a failed or cancelled refresh leaves
 ///            them; the control notifies its owner of both. The destructor cancels the active run
 ///            and waits for one step of its walk.
+/// Example    examples/screen.cpp
 class ETABULON_API EDataTreeCtrl : public EDragTreeCtrl, public ETabulonSortDesc::INotifier {
 public:
     using DisplayMode = ETabulonDisplayMode;

@@ -10,6 +10,7 @@ namespace etabulon {
 /// Ownership  neither owns the other, and either may be destroyed first. A derived class that owns
 ///            item data calls Detach in its destructor, while its OnDeleteitem can still be called.
 /// Threads    the screen's.
+/// Example    tests/controls/TreeCtrlDisplayTest.cpp
 class ETABULON_API EDragTreeCtrl : public ITreeViewEvents {
 public:
     using DropData = EDropData;

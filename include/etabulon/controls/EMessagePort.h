@@ -28,6 +28,7 @@ struct EMessage {
 /// Failure    Post throws std::bad_alloc, or what the waker throws; in both cases it queues
 /// nothing.
 ///            A reserved message is always queued. A closed port drops all messages.
+/// Example    apps/etabulon/browse/BrowseWake.cpp
 class ETABULON_API EMessagePort {
 public:
     class ETABULON_API IReceiver {

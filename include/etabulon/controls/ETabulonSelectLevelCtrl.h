@@ -24,6 +24,7 @@ class ETabulonLevels;
 /// Threads    the screen's. On a tree control's description a move cancels the running walk, and
 ///            waits for its end.
 /// Failure    none: without a view, a description or visible levels nothing is shown or moved.
+/// Example    tests/controls/LevelCtrlTest.cpp
 class ETABULON_API ETabulonSelectLevelCtrl : public EDragTreeCtrl,
                                              public ETabulonSortDesc::INotifier {
 public:

@@ -21,6 +21,7 @@ namespace etabulon {
 ///            levels must outlive the menu. Don't destroy it while it is shown.
 /// Threads    the screen's.
 /// Cost       each drawing of an entry fills and prints its chain; there are at most six entries.
+/// Example    tests/controls/LevelCtrlTest.cpp
 class ETABULON_API ETabulonSelectLevelMenu : private IPopupMenuEvents {
 public:
     using SortKeyArray = ETabulonSortDesc::SortKeyArray;

@@ -10,6 +10,7 @@ namespace etabulon {
 
 /// The pictures of a view's items, by index. Owned by the caller of NewImageList; a view borrows it
 /// until AttachImages replaces it.
+/// Example: apps/etabulon/browse/BrowseTreeView.h
 class ETABULON_API IImageList {
 public:
     virtual ~IImageList() = default;
@@ -21,6 +22,7 @@ public:
 ///
 /// Ownership  not owned by the controls; must outlive every control.
 /// Threads    the screen's.
+/// Example    examples/screen.cpp
 class ETABULON_API IScreen {
 public:
     /// In the platform's numbers.
@@ -80,6 +82,7 @@ public:
 };
 
 /// The application's wait cursor for a scope.
+/// Example: src/controls/EDataTreeCtrlLevels.cpp
 class [[nodiscard]] EWaitCursor {
 public:
     explicit EWaitCursor(IScreen& screen) : screen_(screen) { screen_.BeginWaitCursor(); }

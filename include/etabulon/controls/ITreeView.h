@@ -32,6 +32,7 @@ struct ETreeItemChange {
 /// Ownership  item data belongs to the control: a view neither reads nor frees it.
 /// Threads    the screen's.
 /// Derive     from ETreeViewItems, which does all that concerns items.
+/// Example    examples/screen.cpp
 class ETABULON_API ITreeView {
 public:
     /// The three bits of an item's state that concern expansion.

@@ -28,6 +28,7 @@ class ETabulonPendingChanges;
 /// Failure    none is reported. Requires SetParams before a walk.
 /// Cost       for each record one fold for each depth of the lines with each depth of the columns:
 ///            three for two levels, five for two on one axis and one on the other.
+/// Example    examples/cross.cpp
 class ETABULON_API ECrossFiller : public EBlockListener {
 public:
     /// The levels of an axis from the outermost on.

@@ -18,6 +18,7 @@ namespace etabulon {
 class ETabulonCumulFunc;
 
 /// A line or a column of an arranged result.
+/// Example: examples/cross.cpp
 struct ECrossEntry {
     enum Part : std::uint8_t {
         Detail = 0,    // a whole label
@@ -42,6 +43,7 @@ enum class ECrossBase : std::uint8_t { Line = 0, Column = 1, All = 2 };
 /// Threads    the constructors take the cursor's lock. Reading takes none and must not meet a walk
 ///            that fills this result: const operations fill caches.
 /// Cost       sorts indexes and copies no result. Reading allocates nothing per cell.
+/// Example    examples/cross.cpp
 class ETABULON_API ECrossTable {
 public:
     /// The index of an axis's total.
@@ -106,6 +108,7 @@ private:
 /// whose labels aren't shown.
 ///
 /// Ownership  shares the result. Threads  one at a time: Has uses scratch memory.
+/// Example    examples/cross.cpp
 class ETABULON_API ECrossSelection {
 public:
     [[nodiscard]] const ETabulonTag& Tag() const noexcept { return tag_; }

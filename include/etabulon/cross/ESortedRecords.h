@@ -24,6 +24,7 @@ class EField;
 /// Threads    one at a time.
 /// Memory     each record with its tag, its key, the values and the keys of the order. With a limit
 ///            at most so many records, and one more.
+/// Example    apps/etabulon/views/CliRecords.cpp
 class ETABULON_API ESortedRecords : public ECursorListener {
 public:
     static constexpr std::uint64_t kNoLimit = static_cast<std::uint64_t>(-1);

@@ -24,6 +24,7 @@ class CumulCells;
 ///            value: that result is ValSpecial.
 /// Ownership  holds a reference to each calculation.
 /// Threads    one at a time.
+/// Example    tests/grid/RandomResult.h
 class ETABULON_API CumulPartial {
 public:
     explicit CumulPartial(const ITabulonCumulFuncOnVarCollection& calculations);

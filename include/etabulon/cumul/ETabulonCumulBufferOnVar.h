@@ -13,6 +13,7 @@ class ETabulonValue;
 /// A running calculation: a calculation and its buffer.
 ///
 /// Ownership  counted; holds a reference to each of the two.
+/// Example    tests/cumul/CalculationsTest.cpp
 class ETABULON_API ETabulonCumulBufferOnVar : public virtual ECountedUnknown {
 public:
     ETabulonCumulBufferOnVar(ETabulonCumulFuncOnVar* desc, ETabulonCumulBuffer* buffer);

@@ -13,6 +13,7 @@ class ETabulonVariableID;
 /// The running calculations of one cell, in order of adding.
 ///
 /// Ownership  counted; holds one reference for each entry.
+/// Example    tests/cumul/CalculationsTest.cpp
 class ETABULON_API ETabulonCumulBufferOnVarCollection : public ITabulonCumulBufferOnVarCollection,
                                                         public virtual ECountedUnknown {
 public:

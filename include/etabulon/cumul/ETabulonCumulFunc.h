@@ -18,6 +18,7 @@ class ETabulonCumulBuffer;
 ///
 /// Ownership  counted. The icon isn't owned.
 /// Threads    immutable, and counted by an atomic count: threads may share it.
+/// Example    examples/function.cpp
 class ETABULON_API ETabulonCumulFunc : public virtual ECountedUnknown {
 public:
     /// An empty `displayName` is replaced by `code`.
@@ -54,6 +55,7 @@ private:
 ///
 /// Ownership  counted; holds a reference to its function.
 /// Threads    one walk writes; readers hold the owner's lock.
+/// Example    examples/function.cpp
 class ETABULON_API ETabulonCumulBuffer : public virtual ECountedUnknown {
 public:
     /// For a variable of this type and size.
@@ -91,6 +93,7 @@ private:
 };
 
 /// A buffer that remembers the key of the record which supplied the present result.
+/// Example: tests/cumul/CumulFixture.h
 class ETABULON_API ETabulonCumulBufferContext : public ETabulonCumulBuffer {
 public:
     using ETabulonCumulBuffer::ETabulonCumulBuffer;

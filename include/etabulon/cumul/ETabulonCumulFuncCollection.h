@@ -11,6 +11,7 @@ namespace etabulon {
 ///
 /// Ownership  holds one reference for each function; a copy shares them.
 /// Threads    any number of threads may read while none adds.
+/// Example    apps/etabulon/request/CliCalculations.cpp
 class ETABULON_API ETabulonCumulFuncCollection : public virtual ITabulonCumulFuncCollection {
 public:
     ETabulonCumulFuncCollection();

@@ -19,6 +19,7 @@ class ETabulonVariableID;
 ///
 /// Ownership  counted; holds a reference to each of the two.
 /// Failure    a function code that neither the variable nor PresentFunctions.h has builds null.
+/// Example    examples/function.cpp
 class ETABULON_API ETabulonCumulFuncOnVar : public virtual ECountedUnknown {
 public:
     // Each returns a reference for the caller, or null.

@@ -9,6 +9,7 @@ namespace etabulon {
 /// Calculations in order of adding; one may occur twice. Edited before a walk, read during it.
 ///
 /// Ownership  holds one reference for each entry; a copy holds its own.
+/// Example    examples/totals.cpp
 class ETABULON_API ETabulonCumulFuncOnVarCollection
     : public virtual ITabulonCumulFuncOnVarCollection {
 public:

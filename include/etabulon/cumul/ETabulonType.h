@@ -28,6 +28,7 @@ ETABULON_API void SetTypeIconPlatform(const ETypeIconPlatform& platform) noexcep
 ///            family loaded is destroyed with it.
 /// Threads    immutable once made, except for the icon, which is loaded under a lock: threads may
 ///            share it.
+/// Example    tests/cumul/FunctionsTest.cpp
 class ETABULON_API ETabulonType {
 public:
     /// Loads the icon; a failure leaves a null one.

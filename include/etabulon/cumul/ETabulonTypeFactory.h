@@ -9,6 +9,7 @@ namespace etabulon {
 /// of the process.
 ///
 /// Threads  any. Failure  none: every code and family yields an object.
+/// Example    tests/cumul/FunctionsTest.cpp
 class ETABULON_API ETabulonTypeFactory {
 public:
     ETabulonTypeFactory() = delete;

@@ -10,6 +10,7 @@ namespace etabulon {
 ///
 /// Ownership  counted, with one reference for its creator. A listener on the stack keeps that
 ///            reference, and must leave the cursor (ECursorListening) before its scope ends.
+/// Example    examples/grid.cpp
 class ETABULON_API ECursorListener : public ETabulonCursor::INotifier,
                                      public virtual ECountedUnknown {
 public:

@@ -18,6 +18,7 @@ namespace etabulon {
 ///
 /// Ownership  a value type; copies share one immutable condition.
 /// Threads    immutable: threads may share it.
+/// Example    examples/filter.cpp
 class ETABULON_API EFilter {
 public:
     enum class Test : std::uint8_t {

@@ -46,6 +46,7 @@ public:
 /// Cost       CurrentTag and PrimaryKey are built on first demand, once for each record, in storage
 ///            that is reused: a walk allocates per record only the texts of labels that aren't
 ///            owned text.
+/// Example    examples/pending.cpp
 class ETABULON_API ETabulonCursor : public ICancellableThread {
 public:
     /// A listener of walks. A nonzero status ends the walk; StatusEnd ends it as a success.

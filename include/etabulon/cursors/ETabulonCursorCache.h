@@ -29,6 +29,7 @@ class CacheUpdater;
 ///            every line whole, and the lock free.
 /// Cost       a walk allocates nothing per record. Edits find their lines by an index of the tags.
 ///            A tag stays in memory until the cache is cleared, even after its last line went.
+/// Example    tests/cursors/CacheFixture.h
 class ETABULON_API ETabulonCursorCache : public ETabulonCursorRelay {
 public:
     /// What Save does with a line. Lines in the last two states are dead: walks skip them.

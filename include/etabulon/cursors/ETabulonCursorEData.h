@@ -25,6 +25,7 @@ class EDerivation;
 /// Ownership  with ownsTable the cursor deletes the table; the dictionary must outlive both.
 /// Updater    Updater() adds a reference that its caller releases. The first holder begins a write
 ///            session of the table and the last ends it; the count never destroys the cursor.
+/// Example    examples/first.cpp
 class ETABULON_API ETabulonCursorEData : public ETabulonCursor, public ETabulonCursor::IUpdater {
 public:
     ETabulonCursorEData();

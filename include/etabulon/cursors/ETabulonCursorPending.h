@@ -22,6 +22,7 @@ enum class PendingVerdict : std::uint8_t;
 /// Threads    another thread may append changes during a walk: each record shows the script as it
 ///            is at that moment; the inserts are those present at the reset.
 /// Failure    a source that fails or is cancelled ends the walk before the inserts.
+/// Example    examples/pending.cpp
 class ETABULON_API ETabulonCursorPending : public ETabulonCursorRelay {
 public:
     /// Both are not owned, and must outlive this cursor.

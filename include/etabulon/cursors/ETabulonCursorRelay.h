@@ -18,6 +18,7 @@ namespace etabulon {
 ///            that walks a plain relay resets the source first. Derived relays avoid the difference
 ///            by stepping their source with CallReset and CallGetNext.
 ///            WalkOfAPlainRelayKeepsTheFilterOfItsSource holds it.
+/// Example    apps/etabulon/walk/CliWalk.cpp
 class ETABULON_API ETabulonCursorRelay : public ETabulonCursor {
 public:
     /// The source is not owned, and must outlive the relay.

@@ -31,6 +31,7 @@ using LocaleKey = std::size_t (*)(std::string_view text, char* key, std::size_t 
 /// Threads    bodies may be shared between threads, one Chaine object may not.
 /// Failure    only std::bad_alloc and std::length_error (over 2^32 - 2 bytes), which leave the text
 ///            unchanged.
+/// Example    examples/score.cpp
 class ETABULON_API Chaine {
 public:
     static constexpr std::size_t npos = static_cast<std::size_t>(-1);

@@ -22,6 +22,7 @@ class EAssociative;
 ///            hint.
 /// Threads    one thread at a time, const operations included: they detach and move the hint.
 /// Failure    none is reported. A missing key gives -1, which the caller must not use as an index.
+/// Example    tests/foundation/ContainerLookupTest.cpp
 template <class K, class V>
 class EAssociative<EPair<K, V>> {
 public:

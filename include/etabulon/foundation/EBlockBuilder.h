@@ -119,6 +119,7 @@ private:
 /// Threads  one at a time.
 /// Cost     nothing is allocated per record except for new values of dictionaries. Finish looks up
 ///          all values of a column together, so that it waits for memory once for many of them.
+/// Example    adapters/sql/src/ESqlReadAhead.h
 class ETABULON_API EBlockBuilder {
 public:
     /// The descriptions are those of the columns of `request`, in its order. `source` isn't owned.

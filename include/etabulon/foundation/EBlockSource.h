@@ -8,6 +8,7 @@
 namespace etabulon {
 
 /// What the listeners of a walk read of its records.
+/// Example: apps/etabulon/walk/CliProgress.h
 struct ETABULON_API EBlockRequest {
     struct Column {
         const EField* field;  // not owned
@@ -46,6 +47,7 @@ struct ETABULON_API EBlockRequest {
 /// Ownership  belongs to its table. Blocks and dictionaries belong to the source.
 /// Threads    as the table. A source may read ahead in other threads; what it gives changes only
 ///            within its operations.
+/// Example    adapters/sql/src/ESqlReadAhead.h
 class ETABULON_API EBlockSource {
 public:
     virtual ~EBlockSource() = default;

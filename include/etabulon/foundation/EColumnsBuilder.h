@@ -15,6 +15,7 @@ namespace etabulon {
 /// One column of a table in columns, while it is filled from the first record on.
 ///
 /// Threads  one at a time; different columns may be filled by different threads.
+/// Example    adapters/csv/src/ECsvColumn.cpp
 class ETABULON_API EColumnWriter {
 public:
     explicit EColumnWriter(const EFieldDesc& desc);
@@ -62,6 +63,7 @@ private:
 };
 
 /// Makes an EDataColumns: a value for each column and a position for each record, in their order.
+/// Example: adapters/csv/src/ECsvTable.cpp
 class ETABULON_API EColumnsBuilder {
 public:
     /// The table will have these fields, and `node` as its dictionary node, which may be null.

@@ -11,6 +11,7 @@ namespace etabulon {
 ///
 /// Ownership  an object lives as long as a reference to it is held; hold it in an ERef.
 /// Threads    as the class that supplies the count says.
+/// Example    tests/foundation/ContainerArrayTest.cpp
 class ETABULON_API EUnknown {
 public:
     /// The code that QueryInterface reports.
@@ -37,6 +38,7 @@ protected:
 ///
 /// Ownership  a new object starts with one reference, its creator's; a copy too.
 /// Threads    the count is a plain integer: one thread at a time, or a lock of the owner.
+/// Example    tests/cumul/CalculationsTest.cpp
 class ETABULON_API ECountedUnknown : public virtual EUnknown {
 public:
     ~ECountedUnknown() override;

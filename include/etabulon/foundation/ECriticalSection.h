@@ -46,6 +46,7 @@ private:
 };
 
 /// Holds a critical section for a scope.
+/// Example: src/pending/ETabulonPendingChanges.cpp
 class ECriticalSectionHold {
 public:
     explicit ECriticalSectionHold(ECriticalSection& section) : section_(section) {

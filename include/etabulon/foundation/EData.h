@@ -41,6 +41,7 @@ enum EDataStatus : std::int32_t {
 /// exactly one record, or fails.
 ///
 /// Threads  one at a time: the walking thread, and for writes the holder of the cursor's lock.
+/// Example    apps/etabulon/browse/BrowseCursor.cpp
 class ETABULON_API EData {
 public:
     /// Views `fields` in the record that they view; a derived class attaches its own buffer.

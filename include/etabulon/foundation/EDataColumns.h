@@ -28,6 +28,7 @@ class EColumnRecords;
 ///            columns.
 /// Writes     fail with DataReadOnly. Locks are granted: there is no writer that they would stop.
 /// Threads    tables on the same columns may live in different threads, each in one at a time.
+/// Example    adapters/csv/src/ECsvTable.cpp
 class ETABULON_API EDataColumns : public EDataTable {
 public:
     /// A second table on the columns of `other`.

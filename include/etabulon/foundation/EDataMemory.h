@@ -28,6 +28,7 @@ class EMemoryRecords;
 ///
 /// Threads  all tables on the same records belong to one thread at a time, which their cursors'
 ///          lock ensures.
+/// Example    examples/first.cpp
 class ETABULON_API EDataMemory : public EDataTable {
 public:
     /// An empty table of this rubric, which gets the records as its link source. Requires a rubric

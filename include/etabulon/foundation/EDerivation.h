@@ -11,6 +11,7 @@ namespace etabulon {
 ///
 /// Ownership  a value type.
 /// Threads    immutable: threads may share it.
+/// Example    examples/derived.cpp
 class ETABULON_API EDerivation {
 public:
     enum class Kind : std::uint8_t {

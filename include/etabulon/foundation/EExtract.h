@@ -12,6 +12,7 @@ namespace etabulon {
 /// Ownership  the image is owned and independent of the set's record.
 /// Threads    one thread at a time, const operations included: Fields makes its set at its first
 ///            call.
+/// Example    tests/foundation/FieldTest.cpp
 class ETABULON_API EExtract {
 public:
     EExtract() = default;

@@ -32,6 +32,7 @@ public:
 };
 
 /// The handler of a field declared beside a table's own.
+/// Example: tests/foundation/FieldDescs.h
 class ETABULON_API EFInfosHandlerLocal : public EFInfosHandler {
 public:
     EFInfosHandlerLocal(const Chaine& header, const Chaine& description, std::uint16_t offset,
@@ -67,6 +68,7 @@ struct EFieldIdent {
 };
 
 /// The description of a field: a handle on an immutable body, free to copy between threads.
+/// Example: adapters/sql/src/ESqlReadAhead.h
 class ETABULON_API EFieldDesc {
 public:
     EFieldDesc() = default;
@@ -102,6 +104,7 @@ private:
 ///
 /// Ownership  the record isn't owned and must outlive the field. A copy is the same view;
 ///            a copy as EVariant is a value of its own.
+/// Example    apps/etabulon/views/CliRecords.cpp
 class ETABULON_API EField : public EVariant {
 public:
     EField() noexcept;  // the empty field: reads as missing, drops what is stored

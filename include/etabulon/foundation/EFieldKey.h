@@ -46,6 +46,7 @@ protected:
 };
 
 /// The key of a record: typed segments in key order.
+/// Example: apps/etabulon/views/CliTreeRecords.h
 class ETABULON_API EFieldKey : public ESegmentSet {
 public:
     EFieldKey() = default;

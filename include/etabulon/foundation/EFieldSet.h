@@ -26,6 +26,7 @@ class ERecordShape;
 ///            before a qualified one. The empty name and the number 0 name nothing.
 /// Failure    At requires index < Size(). Once Attach has laid out a field, EField::Attach must
 ///            not move that field elsewhere.
+/// Example    adapters/sql/src/ESqlLinkRecord.cpp
 class ETABULON_API EFieldSet {
 public:
     static constexpr std::size_t kNoOffset = static_cast<std::size_t>(-1);
@@ -120,6 +121,7 @@ private:
 
 /// A record buffer with its fields' slots constructed, for a table that owns one for life.
 /// Moving leaves the record where it is.
+/// Example: adapters/sql/src/ESqlTableState.h
 class ETABULON_API ERecordBuffer {
 public:
     ERecordBuffer() = default;

@@ -30,6 +30,7 @@ inline constexpr std::size_t kMostLinkSteps = 64;
 
 /// What RegisterLink makes of a path. The caller stores it and passes it back; only the engine
 /// reads it.
+/// Example: tests/foundation/LinkTest.cpp
 struct LinkDescriptor {
     bool resolved = false;
     Chaine code;
@@ -47,6 +48,7 @@ public:
 };
 
 /// A provider that knows one rubric.
+/// Example: tests/foundation/LinkTest.cpp
 class ETABULON_API CSingleBufferProvider : public IBufferProvider {
 public:
     CSingleBufferProvider(const Chaine& name, const void* buffer) : name_(name), buffer_(buffer) {}
@@ -59,6 +61,7 @@ private:
 };
 
 /// Reads records reached through links. The provider's buffers have their rubrics' full layout.
+/// Example: tests/foundation/LinkTest.cpp
 class ETABULON_API ILinkEngine {
 public:
     virtual void Release() = 0;
@@ -97,6 +100,7 @@ protected:
 ///
 /// Paths that begin alike share steps. A step reads only the columns that registered paths need.
 /// Threads  the walking thread only. A descriptor belongs to the engine that filled it.
+/// Example    tests/foundation/LinkTest.cpp
 class ETABULON_API LinkEngineEDataTable : public ILinkEngine {
 public:
     /// `from` is the table that the links start at, for sources; not owned.

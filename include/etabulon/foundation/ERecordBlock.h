@@ -28,6 +28,7 @@ using EBlockIndex = std::uint16_t;
 /// though they may be equal. A number keeps its value as long as the source delivers blocks.
 ///
 /// Threads  it grows only within EBlockSource::NextBlock, on the thread of the walk.
+/// Example    tests/blocks/RandomWalk.h
 class ETABULON_API EBlockDictionary {
 public:
     static constexpr std::uint32_t kMissing = 0;
@@ -84,6 +85,7 @@ private:
 ///
 /// Ownership  all of it belongs to the source, and is valid until its next block.
 /// Threads    one at a time, const operations included: Value moves a view.
+/// Example    apps/etabulon/walk/CliProgress.h
 class ETABULON_API ERecordBlock {
 public:
     /// The most records that a block may hold.

@@ -26,6 +26,7 @@ namespace etabulon {
 /// Threads    one thread at a time; copies are independent.
 /// Failure    conversions report none: a value that doesn't convert becomes missing, one that
 ///            doesn't fit is clamped or cut to the cell.
+/// Example    examples/first.cpp
 class ETABULON_API EVariant {
 public:
     constexpr EVariant() noexcept = default;

@@ -24,6 +24,7 @@ class ETabulonVariableDesc;
 ///
 /// Ownership  counted; icons are not owned. A copy shares the labels until either is accessed.
 /// Threads    one at a time, or the holder of the filler's cursor lock.
+/// Example    examples/grid.cpp
 class ETABULON_API ETabulonGridAxe : public virtual ECountedUnknown {
 public:
     enum AxeType : std::int32_t {

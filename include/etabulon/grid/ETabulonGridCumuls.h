@@ -22,6 +22,7 @@ namespace etabulon {
 /// Ownership  counted; has copies of the sort description and of the calculations.
 /// Threads    as the filler: const operations fill two caches.
 /// Immutable  except for these caches.
+/// Example    apps/etabulon/commands/GridCommand.cpp
 class ETABULON_API ETabulonGridCumuls : public virtual ECountedUnknown {
 public:
     enum IntrinsicAxesMode : std::int32_t {

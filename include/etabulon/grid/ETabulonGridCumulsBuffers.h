@@ -31,6 +31,7 @@ class GridCells;
 /// Failure    none is reported. Records outside the root are ignored; a cell without records is
 ///            sent as ValNull.
 /// Cost       a record of a known cell allocates nothing.
+/// Example    tests/grid/GridSendTest.cpp
 class ETABULON_API ETabulonGridCumulsBuffers : public virtual ECountedUnknown {
 public:
     /// Adds a reference to `desc`.

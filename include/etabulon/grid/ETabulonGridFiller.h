@@ -28,6 +28,7 @@ class ETabulonPendingChanges;
 ///            application, or a derived class; the grid is the same.
 /// Failure    none is reported, and the filler keeps no status of the walk. Requires SetParams
 ///            before a walk, and a reset before any of the grid's operations.
+/// Example    examples/grid.cpp
 class ETABULON_API ETabulonGridFiller : public EBlockListener {
 public:
     /// Returns a reference for the caller, who adds it to the cursor. `pending` may be null.

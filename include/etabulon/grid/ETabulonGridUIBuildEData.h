@@ -30,6 +30,7 @@ class ITabulonCumulFuncOnVarCollection;
 /// Threads    called under the filler's cursor lock; afterwards one thread at a time uses the
 ///            table.
 /// Failure    none is reported. Requires the order and bounds of ITabulonResGridUI.
+/// Example    tests/grid/GridFillerTest.cpp
 class ETABULON_API ETabulonGridUIBuildEData : public ITabulonResGridUI {
 public:
     ETabulonGridUIBuildEData(const ITabulonCumulFuncOnVarCollection* functions, bool ownsResult)

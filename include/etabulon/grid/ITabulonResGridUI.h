@@ -17,6 +17,7 @@ class ETabulonValue;
 ///          along the lines, as SetValue(0, index, value), and its total as
 ///          SetTotal(AxeLines, 0, value); a grid of none sends the one value (0, 0).
 /// Threads  called under the filler's cursor lock, on the thread of SendTo.
+/// Example    tests/grid/LiteralGrid.h
 class ETABULON_API ITabulonResGridUI : public virtual ITabulonResultUI {
 public:
     enum AxeDirection : std::uint32_t {

@@ -28,6 +28,7 @@ class PendingFilter;
 /// Failure    none: an append without effect is silent. An append that ends by a memory exception
 ///            leaves the script unchanged.
 /// Cost       indexes find the changes: neither an append nor a query scans the script.
+/// Example    examples/pending.cpp
 class ETABULON_API ETabulonPendingChanges {
 public:
     enum ChangeType : std::int32_t {

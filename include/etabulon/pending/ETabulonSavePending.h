@@ -17,6 +17,7 @@ class ETabulonPendingChanges;
 ///            thread ends its walk.
 /// Failure    no transaction: records written before a failure stay written, and the script stays
 ///            unchanged, so that a second Run writes them again.
+/// Example    examples/pending.cpp
 class ETABULON_API ETabulonSavePending {
 public:
     /// Requires a cursor that offers an updater.

@@ -21,6 +21,7 @@ namespace etabulon {
 ///            releases one: a caller that copies calls RetainShared on the copy.
 /// Threads    as the filler: const operations fill a cache.
 /// Immutable  except for this cache.
+/// Example    tests/score/ScoreFixture.h
 class ETABULON_API ETabulonScoreCumuls : public virtual ECountedUnknown {
 public:
     enum ScoreAxeMode : std::int32_t {

@@ -26,6 +26,7 @@ struct EBlockRequest;
 /// Failure    none is reported. Records outside the root are ignored.
 /// Cost       a record of a known label allocates nothing. Results are computed and ranked when
 ///            they are sent, once for each line.
+/// Example    tests/score/ScoreSendTest.cpp
 class ETABULON_API ETabulonScoreCumulsBuffers : public virtual ECountedUnknown {
 public:
     /// Adds a reference to `desc`.

@@ -29,6 +29,7 @@ class ETabulonPendingChanges;
 /// Blocks     a walk may go by blocks, unless there are pending changes, a function of an
 ///            application, or a derived class; the score is the same.
 /// Failure    none is reported. Requires SetParams before a walk, and a reset before SendTo.
+/// Example    examples/score.cpp
 class ETABULON_API ETabulonScoreFiller : public EBlockListener {
 public:
     /// Returns a reference for the caller, who adds it to the cursor. `pending` may be null.

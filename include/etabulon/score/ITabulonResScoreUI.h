@@ -18,6 +18,7 @@ class ETabulonValue;
 ///          ValSpecial if common values differ. The axis may have fewer labels than there are
 ///          calculations.
 /// Threads  called under the filler's cursor lock, on the thread of SendTo.
+/// Example    tests/score/LiteralScore.h
 class ETABULON_API ITabulonResScoreUI : public virtual ITabulonResultUI {
 public:
     /// `levelCount` is the sum of the root's values and the label levels. A view that keeps the

@@ -10,6 +10,7 @@ namespace etabulon {
 ///
 /// Ownership  counted. With `ownsIcons` the icons are destroyed with the object.
 /// Threads    one at a time: Icon writes to the cache.
+/// Example    src/sort/ETabulonLevelsLevelUI.cpp
 class ETABULON_API ETabulonLevels::LevelUI : public ILevelUI, public virtual ECountedUnknown {
 public:
     /// `defaultIcon` may be null.

@@ -27,6 +27,7 @@ namespace etabulon {
 ///            nothing in this object; they do write in the tags and values that they read.
 /// Failure    refusal and absence of change both give false. A position or level out of range is
 ///            the caller's fault, unless an operation says otherwise.
+/// Example    examples/tree.cpp
 class ETABULON_API ETabulonSortDesc : public virtual ECountedUnknown {
 public:
     using SortKey = ETabulonSortKey;

@@ -13,6 +13,7 @@ namespace etabulon {
 
 /// One level of a sort description: which, in which direction, and in which views it is hidden.
 /// Known to callers as ETabulonSortDesc::SortKey.
+/// Example: apps/etabulon/views/CliAlikeLabels.cpp
 class ETABULON_API ETabulonSortKey {
 public:
     /// A set of views; 0 hides nothing. Bits beyond the two named ones are the application's.

@@ -15,6 +15,7 @@ namespace etabulon {
 ///            caller's copy of a key outlives the cache entry.
 /// Threads    one at a time.
 /// Bounded    a cache that holds `capacity` texts is emptied before the next one.
+/// Example    tests/sort/SortMoveTest.cpp
 class ETABULON_API ETabulonSortKeyCache {
 public:
     static constexpr std::size_t kDefaultCapacity = 65536;

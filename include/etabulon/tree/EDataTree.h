@@ -7,6 +7,7 @@
 namespace etabulon {
 
 /// The root: shows a name and an icon of its own.
+/// Example: tests/tree/TreeMemoryTest.cpp
 class ETABULON_API EDataTreeNodeRoot : public EDataTreeNode {
 public:
     EDataTreeNodeRoot(const ETabulonSortDesc* sortDesc, const Chaine& name, HICON icon);
@@ -28,6 +29,7 @@ private:
 ///            Get, Root and the accessors take none: a caller that can meet a walk holds the lock.
 /// Failure    std::bad_alloc may pass through. After it a fill or refresh leaves what a cancelled
 ///            one leaves; a rearrangement leaves the tree empty, under the new order.
+/// Example    examples/tree.cpp
 class ETABULON_API EDataTree {
 public:
     using HideFlag = ETabulonSortDesc::SortKey::HideFlag;

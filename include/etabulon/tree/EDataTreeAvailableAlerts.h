@@ -12,6 +12,7 @@ namespace etabulon {
 ///
 /// Ownership  a value type; copies share their storage until the next access to either.
 /// Threads    one at a time, const operations included.
+/// Example    apps/etabulon/browse/BrowseAlerts.h
 class ETABULON_API EDataTreeAvailableAlerts {
 public:
     EDataTreeAvailableAlerts() = default;

@@ -24,6 +24,7 @@ class TreeFill;
 /// Ownership  the node isn't owned and must outlive this. A copy is a filler of the same node.
 /// Threads    those of the walk, under the cursor's lock.
 /// Failure    std::bad_alloc passes through the walk.
+/// Example    apps/etabulon/views/CliTreeRecords.h
 class ETABULON_API EDataTreeFiller : public IBlockNotifier, public virtual ECountedUnknown {
 public:
     explicit EDataTreeFiller(EDataTreeNode* node);

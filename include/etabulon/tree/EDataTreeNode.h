@@ -37,6 +37,7 @@ enum class TreeKeyForm : std::uint8_t;
 ///            number, are kept apart and made on first demand.
 ///            A walk keeps most leaves without a node, in 16 bytes; the first caller that asks the
 ///            parent for a child makes the nodes of all of them.
+/// Example    examples/tree.cpp
 class ETABULON_API EDataTreeNode : public virtual ECountedUnknown {
 public:
     EDataTreeNode(EDataTreeNode* parent, const ETabulonTag& tag, const ETabulonSortDesc* sortDesc);

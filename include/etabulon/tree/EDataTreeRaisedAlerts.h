@@ -21,6 +21,7 @@ namespace etabulon {
 /// Failure    none is reported. A name is looked up when a caller asks for a style, and must be
 ///            available then.
 /// Cost       a style reads each raised tag once, whatever the size of the tree.
+/// Example    apps/etabulon/browse/BrowseCtrl.h
 class ETABULON_API EDataTreeRaisedAlerts {
 public:
     explicit EDataTreeRaisedAlerts(const EDataTreeAvailableAlerts& available)

@@ -29,6 +29,7 @@ class ETabulonTag;
 /// Failure    a run that began ends in exactly one report, whatever happens in it; an exception is
 ///            reported as status DataNoMemory or DataOther. What a report itself throws is dropped.
 ///            If no thread can be started there is no report.
+/// Example    tests/tree/ThreadFixture.h
 class ETABULON_API EDataTreeThread {
 public:
     explicit EDataTreeThread(EDataTree* tree);

@@ -41,6 +41,7 @@ class TreeTotals;
 ///            and one reads at a time: the first read behind a change works the subtotals out.
 /// Cost       a record of a known leaf allocates nothing. The subtotals take one pass over the
 ///            leaves.
+/// Example    examples/totals.cpp
 class ETABULON_API ETreeTotals : public EBlockListener {
 public:
     /// `pending` may be null: then records are seen as the cursor shows them.

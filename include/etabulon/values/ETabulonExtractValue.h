@@ -26,6 +26,7 @@ class ITabulonCumulFuncOnVarCollection;
 ///            nor is the cursor of ViewCurrent.
 /// Threads    one at a time, const operations included.
 /// Cost       fields are looked up once for each field set: a walk allocates nothing per record.
+/// Example    tests/cumul/CalculationsTest.cpp
 class ETABULON_API ETabulonExtractValue {
 public:
     ETabulonExtractValue() = default;

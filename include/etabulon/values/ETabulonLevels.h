@@ -15,6 +15,7 @@ namespace etabulon {
 /// Identifiers  given out from 0 upward in the order of adding: a level's identifier is its index.
 /// Ownership    a copy shares storage until the first access; a cursor detaches its copy.
 /// Threads      one at a time, const operations included.
+/// Example    examples/first.cpp
 class ETABULON_API ETabulonLevels {
 public:
     /// Gives the icon for a value of a level.

@@ -9,6 +9,7 @@ namespace etabulon {
 /// Identifies one record: the table's key and the record's position in the table.
 ///
 /// Ownership  a value type. Set and assignment reuse storage: nothing is allocated per record.
+/// Example    examples/function.cpp
 class ETABULON_API ETabulonPrimaryKey {
 public:
     ETabulonPrimaryKey() = default;

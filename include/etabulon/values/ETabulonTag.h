@@ -15,6 +15,7 @@ namespace etabulon {
 /// Threads    one thread at a time, const operations included: lookups move the hint and
 ///            DisplayValue makes its text. To hand a tag to another thread, hand a copy.
 /// Failure    none is reported. Value(level) requires HasValue(level).
+/// Example    examples/pending.cpp
 class ETABULON_API ETabulonTag {
 public:
     static const ETabulonTag& Null;

@@ -20,6 +20,7 @@ class EField;
 ///
 /// Ownership  a value type that owns its data.
 /// Threads    one thread at a time, const operations included: DisplayValue makes its text.
+/// Example    examples/totals.cpp
 class ETABULON_API ETabulonValue {
 public:
     enum ValStatus : std::int32_t {

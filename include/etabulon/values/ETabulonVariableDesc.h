@@ -16,6 +16,7 @@ class ETabulonType;
 /// that the type offers.
 ///
 /// Ownership  counted. Neither the icon nor the type is owned.
+/// Example    examples/function.cpp
 class ETABULON_API ETabulonVariableDesc : public virtual ECountedUnknown {
 public:
     // Each returns a reference for the caller.
