@@ -1,5 +1,6 @@
 #include "SortFixture.h"
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/sort/ESortListener.h"
 #include "support/SortTrace.h"
 
 #include <gtest/gtest.h>
@@ -47,6 +48,20 @@ TEST_F(Heard, EachChangeIsAskedAndTold) {
     EXPECT_TRUE(desc.MoveHiddenLevelsTo(static_cast<unsigned>(-1), kTree));
     EXPECT_EQ(Take(), "a?move b?move a!move b!move a?hidden b?hidden a!hidden b!hidden");
     EXPECT_EQ(Text(desc.SortLevels()), "0h2 2 1h1");
+}
+
+TEST_F(Heard, EmptyListenerRefusesNothing) {
+    class Moves : public ESortListener {
+    public:
+        void OnSortChanged(const ETabulonSortDesc* /*sort*/, SortChange change) override {
+            count += change == SortChangeMove ? 1 : 0;
+        }
+        int count = 0;
+    };
+    const auto moves = MakeRef<Moves>();
+    desc.AddNotifier(moves.Get());
+    EXPECT_TRUE(desc.MoveSortLevel(0, 1, 0));
+    EXPECT_EQ(moves->count, 1);
 }
 
 TEST_F(Heard, AbsenceOfChangeIsToldAsNone) {

@@ -1,5 +1,6 @@
 #include "etabulon/sql/ESqlDates.h"
 
+#include <chrono>
 #include <cstdio>
 
 namespace etabulon {
@@ -22,58 +23,48 @@ int Digits(const char* text, int count) noexcept {
     return number;
 }
 
-bool IsLeapYear(int year) noexcept { return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0); }
+using Days = std::chrono::days;
+using Civil = std::chrono::year_month_day;
+constexpr std::chrono::sys_days kYearOne = std::chrono::year{1} / std::chrono::January / 1;
 
-bool IsDay(int year, int month, int day) noexcept {
-    constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    if (year < 1 || year > 9999 || month < 1 || month > 12 || day < 1) {
-        return false;
-    }
-    return day <= kDays[month - 1] + (month == 2 && IsLeapYear(year) ? 1 : 0);
+/// A day from 0001-01-01 to 9999-12-31.
+bool IsDay(const Civil& civil) noexcept {
+    return civil.ok() && civil.year() >= std::chrono::year{1} &&
+           civil.year() <= std::chrono::year{9999};
 }
 
-// Years begin in March here, so that the leap day is the last of its year.
-std::int64_t DaysSinceYearOne(int year, int month, int day) noexcept {
-    const int shifted = month > 2 ? year : year - 1;
-    const int monthFromMarch = month > 2 ? month - 3 : month + 9;
-    const std::int64_t days = std::int64_t{365} * shifted + shifted / 4 - shifted / 100 +
-                              shifted / 400 + (153 * monthFromMarch + 2) / 5 + day - 1;
-    return days - 306;  // from 0000-03-01 to 0001-01-01
+Civil CivilOf(int year, int month, int day) noexcept {
+    return std::chrono::year{year} / month / day;
 }
 
-void DayOfYearOne(std::int64_t days, int& year, int& month, int& day) noexcept {
-    const std::int64_t fromMarch = days + 306;
-    const std::int64_t era = fromMarch / 146'097;
-    const std::int64_t dayOfEra = fromMarch % 146'097;
-    const std::int64_t yearOfEra =
-        (dayOfEra - dayOfEra / 1460 + dayOfEra / 36'524 - dayOfEra / 146'096) / 365;
-    const std::int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-    const std::int64_t monthFromMarch = (5 * dayOfYear + 2) / 153;
-    day = static_cast<int>(dayOfYear - (153 * monthFromMarch + 2) / 5 + 1);
-    month = static_cast<int>(monthFromMarch < 10 ? monthFromMarch + 3 : monthFromMarch - 9);
-    year = static_cast<int>(era * 400 + yearOfEra + (month <= 2 ? 1 : 0));
+int DateOf(const Civil& civil) noexcept {
+    return static_cast<int>(civil.year()) * 10'000 +
+           static_cast<int>(static_cast<unsigned>(civil.month())) * 100 +
+           static_cast<int>(static_cast<unsigned>(civil.day()));
 }
 
-bool ParseDay(std::string_view text, int& year, int& month, int& day) noexcept {
+bool ParseDay(std::string_view text, Civil& civil) noexcept {
     if (text.size() != 10 || text[4] != '-' || text[7] != '-') {
         return false;
     }
-    year = Digits(text.data(), 4);
-    month = Digits(text.data() + 5, 2);
-    day = Digits(text.data() + 8, 2);
-    return IsDay(year, month, day);
+    const int year = Digits(text.data(), 4);
+    const int month = Digits(text.data() + 5, 2);
+    const int day = Digits(text.data() + 8, 2);
+    if (year < 0 || month < 0 || day < 0) {
+        return false;
+    }
+    civil = CivilOf(year, month, day);
+    return IsDay(civil);
 }
 
 }  // namespace
 
 bool ParseIsoDate(std::string_view text, std::int32_t& yyyymmdd) noexcept {
-    int year = 0;
-    int month = 0;
-    int day = 0;
-    if (!ParseDay(text, year, month, day)) {
+    Civil civil;
+    if (!ParseDay(text, civil)) {
         return false;
     }
-    yyyymmdd = year * 10'000 + month * 100 + day;
+    yyyymmdd = DateOf(civil);
     return true;
 }
 
@@ -114,11 +105,9 @@ bool ParseIsoTime(std::string_view text, std::int32_t& millis) noexcept {
 }
 
 bool ParseIsoTimestamp(std::string_view text, std::int64_t& millis) noexcept {
-    int year = 0;
-    int month = 0;
-    int day = 0;
+    Civil civil;
     std::int32_t time = 0;
-    if (text.size() < 10 || !ParseDay(text.substr(0, 10), year, month, day)) {
+    if (text.size() < 10 || !ParseDay(text.substr(0, 10), civil)) {
         return false;
     }
     if (text.size() > 10) {
@@ -126,7 +115,7 @@ bool ParseIsoTimestamp(std::string_view text, std::int64_t& millis) noexcept {
             return false;
         }
     }
-    millis = DaysSinceYearOne(year, month, day) * kMillisPerDay + time;
+    millis = (std::chrono::sys_days(civil) - kYearOne).count() * kMillisPerDay + time;
     return true;
 }
 
@@ -141,7 +130,8 @@ std::string_view WriteIsoDate(std::int32_t yyyymmdd, char* text) noexcept {
     const int year = yyyymmdd / 10'000;
     const int month = yyyymmdd / 100 % 100;
     const int day = yyyymmdd % 100;
-    if (!IsDay(year, month, day)) {
+    // The calendar's years end before those of a number do.
+    if (yyyymmdd < 0 || year > 9999 || !IsDay(CivilOf(year, month, day))) {
         return {};
     }
     const int length = std::snprintf(text, kIsoCapacity, "%04d-%02d-%02d", year, month, day);
@@ -166,11 +156,8 @@ std::string_view WriteIsoTimestamp(std::int64_t millis, char* text) noexcept {
     if (millis < 0 || millis / kMillisPerDay > kLastDay) {
         return {};
     }
-    int year = 0;
-    int month = 0;
-    int day = 0;
-    DayOfYearOne(millis / kMillisPerDay, year, month, day);
-    const std::size_t date = WriteIsoDate(year * 10'000 + month * 100 + day, text).size();
+    const Civil civil(kYearOne + Days(millis / kMillisPerDay));
+    const std::size_t date = WriteIsoDate(DateOf(civil), text).size();
     text[date] = ' ';
     char time[kIsoCapacity];
     const std::string_view written =
