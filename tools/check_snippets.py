@@ -5,7 +5,8 @@ examples/, which the tests compile and run. Indentation may differ as a whole. A
 
     check_snippets.py DOCUMENT...
 
-The examples that the comments of public classes point to ("/// Example    FILE") must name the class.
+The comment of each exported class must end with a pointer to an example ("/// Example    FILE"),
+which names the class.
 """
 
 import pathlib
@@ -14,8 +15,9 @@ import sys
 import textwrap
 
 SNIPPET = re.compile(r"^```cpp\n(.*?)^```", re.MULTILINE | re.DOTALL)
-POINTER = re.compile(r"^/// Example:? +(\S+)\n(?:template <.*>\n)?(?:class|struct)\s+"
+POINTER = re.compile(r"^/// Example +(\S+)\n(?:template <.*>\n)?(?:class|struct)\s+"
                      r"(?:ETABULON_\w+\s+|\[\[\w+\]\]\s+)*(?:\w+::)*(\w+)", re.MULTILINE)
+EXPORTED = re.compile(r"^(.*)\nclass ETABULON_API (\w+)\b(?!::|;)", re.MULTILINE)
 GAP = re.compile(r"^\s*// \.\.\.\s*$", re.MULTILINE)
 
 
@@ -47,7 +49,7 @@ def faults_of(document, text, sources):
 
 
 def lost_pointers(root):
-    """One line for each comment of a public class that points to a file that doesn't name it."""
+    """One line for each public class without a pointer, or with one to a file that doesn't name it."""
     faults = []
     headers = [*root.glob("include/**/*.h"), *root.glob("adapters/*/include/**/*.h")]
     for header in sorted(headers):
@@ -57,8 +59,10 @@ def lost_pointers(root):
             example = root / name
             if not example.exists() or not re.search(rf"\b{of}\b", example.read_text()):
                 faults.append(f"{header.relative_to(root)}: {name} has no example of {of}")
-        if len(pointers) != len(re.findall(r"^/// Example:? ", text, re.MULTILINE)):
+        if len(pointers) != len(re.findall(r"^/// Example ", text, re.MULTILINE)):
             faults.append(f"{header.relative_to(root)}: an example stands above no class")
+        faults += [f"{header.relative_to(root)}: {of} points to no example"
+                   for above, of in EXPORTED.findall(text) if not above.startswith("/// Example ")]
     return faults
 
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "cursors/ETabulonCursorCacheLine.h"
+#include "etabulon/cursors/ECacheListener.h"
 #include "etabulon/cursors/EDataCache.h"
-#include "etabulon/cursors/ETabulonCursorCache.h"
 #include "etabulon/cursors/ETabulonCursorEData.h"
 #include "etabulon/sort/ETabulonSortDesc.h"
 #include "support/MemoryTable.h"
@@ -36,7 +36,7 @@ public:
 };
 
 /// Writes what it hears as "append [FR, Nice] | value [FR, Lyon] amount | ...".
-class CacheTrace : public ETabulonCursorCache::ICacheNotifier, public virtual ECountedUnknown {
+class CacheTrace : public ECacheListener {
 public:
     std::function<void(const std::string& event, EFieldSet* fields)> onEvent;
     [[nodiscard]] std::string Take() { return std::exchange(log_, {}); }

@@ -8,7 +8,7 @@
 namespace etabulon {
 
 /// A control's image list, and the index of each icon in it. Icons are never removed.
-/// Example: tests/controls/TreeCtrlDisplayTest.cpp
+/// Example    tests/controls/TreeCtrlDisplayTest.cpp
 class ETABULON_API EIconImages {
 public:
     EIconImages(IScreen& screen, unsigned flags)

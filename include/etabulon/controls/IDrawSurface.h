@@ -8,7 +8,7 @@
 namespace etabulon {
 
 /// What a control draws on: borrowed for one drawing event.
-/// Example: apps/etabulon/browse/BrowseSurface.h
+/// Example    apps/etabulon/browse/BrowseSurface.h
 class ETABULON_API IDrawSurface {
 public:
     /// The flags of the two text operations, in the numbers of the platform.

@@ -11,7 +11,7 @@ class ITreeView;
 class IScreen;
 
 /// Measures and draws the entries of a popup menu.
-/// Example: tests/controls/LevelCtrlTest.cpp
+/// Example    tests/controls/LevelCtrlTest.cpp
 class ETABULON_API IPopupMenuEvents {
 public:
     enum EntryState : unsigned { EntrySelected = 1 };
@@ -23,7 +23,7 @@ public:
 };
 
 /// A menu whose entries an IPopupMenuEvents draws.
-/// Example: tests/controls/LevelCtrlTest.cpp
+/// Example    tests/controls/LevelCtrlTest.cpp
 class ETABULON_API IPopupMenu {
 public:
     enum TrackFlag : unsigned { TrackReturnCommand = 0x100 };
@@ -36,7 +36,7 @@ public:
 };
 
 /// Makes the windows that the controls need besides those attached to them.
-/// Example: tests/controls/LevelCtrlTest.cpp
+/// Example    tests/controls/LevelCtrlTest.cpp
 class ETABULON_API IViewFactory {
 public:
     virtual ~IViewFactory() = default;

@@ -10,7 +10,7 @@ namespace etabulon {
 
 /// The pictures of a view's items, by index. Owned by the caller of NewImageList; a view borrows it
 /// until AttachImages replaces it.
-/// Example: apps/etabulon/browse/BrowseTreeView.h
+/// Example    apps/etabulon/browse/BrowseTreeView.h
 class ETABULON_API IImageList {
 public:
     virtual ~IImageList() = default;
@@ -82,7 +82,7 @@ public:
 };
 
 /// The application's wait cursor for a scope.
-/// Example: src/controls/EDataTreeCtrlLevels.cpp
+/// Example    src/controls/EDataTreeCtrlLevels.cpp
 class [[nodiscard]] EWaitCursor {
 public:
     explicit EWaitCursor(IScreen& screen) : screen_(screen) { screen_.BeginWaitCursor(); }

@@ -36,7 +36,7 @@ struct ETreeDraw {
 
 /// The events of a tree view, handled by the control that is attached to it, on the screen's
 /// thread.
-/// Example: apps/etabulon/browse/BrowseTreeView.cpp
+/// Example    apps/etabulon/browse/BrowseTreeView.cpp
 class ETABULON_API ITreeViewEvents {
 public:
     enum SizeType : unsigned { SizeRestored = 0, SizeMinimised = 1, SizeMaximised = 2 };

@@ -12,7 +12,7 @@ namespace etabulon {
 enum class ECrossSide : std::uint8_t { Lines = 0, Columns = 1 };
 
 /// One of the keys by which the lines or columns of a result are sorted.
-/// Example: examples/cross.cpp
+/// Example    examples/cross.cpp
 struct ECrossKey {
     enum Source : std::uint8_t {
         Label = 0,  // the value at `level`, in the order of the sort description
@@ -30,7 +30,7 @@ struct ECrossKey {
 
 /// How the lines, or the columns, are arranged. On a nested axis siblings are sorted among each
 /// other: keys of labels apply to the siblings of their level, the others at each depth.
-/// Example: examples/cross.cpp
+/// Example    examples/cross.cpp
 struct ECrossAxisOrder {
     static constexpr std::uint32_t kAll = 0xFFFFFFFF;
 
@@ -51,7 +51,7 @@ struct ECrossAxisOrder {
 };
 
 /// How a result is arranged.
-/// Example: examples/cross.cpp
+/// Example    examples/cross.cpp
 struct ECrossOrder {
     ECrossAxisOrder lines = {};
     ECrossAxisOrder columns = {};

@@ -18,7 +18,7 @@ namespace etabulon {
 class ETabulonCumulFunc;
 
 /// A line or a column of an arranged result.
-/// Example: examples/cross.cpp
+/// Example    examples/cross.cpp
 struct ECrossEntry {
     enum Part : std::uint8_t {
         Detail = 0,    // a whole label

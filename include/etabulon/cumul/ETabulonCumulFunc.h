@@ -93,7 +93,7 @@ private:
 };
 
 /// A buffer that remembers the key of the record which supplied the present result.
-/// Example: tests/cumul/CumulFixture.h
+/// Example    tests/cumul/CumulFixture.h
 class ETABULON_API ETabulonCumulBufferContext : public ETabulonCumulBuffer {
 public:
     using ETabulonCumulBuffer::ETabulonCumulBuffer;

@@ -8,7 +8,7 @@ namespace etabulon {
 
 /// The number of records, whatever their values. Never marked as modified; ValNull, not 0, over
 /// none.
-/// Example: tests/cumul/FunctionsTest.cpp
+/// Example    tests/cumul/FunctionsTest.cpp
 class ETABULON_API ETabulonCumulFuncCount : public ETabulonCumulFunc {
 public:
     ETabulonCumulFuncCount();
@@ -21,7 +21,7 @@ private:
 };
 
 /// The last value.
-/// Example: src/cumul/ETabulonCumulFuncCollection.cpp
+/// Example    src/cumul/ETabulonCumulFuncCollection.cpp
 class ETABULON_API ETabulonCumulFuncLast : public ETabulonCumulFunc {
 public:
     ETabulonCumulFuncLast();
@@ -34,7 +34,7 @@ private:
 };
 
 /// The value that all records have; ValSpecial once two differ.
-/// Example: src/cumul/ETabulonCumulFuncCollection.cpp
+/// Example    src/cumul/ETabulonCumulFuncCollection.cpp
 class ETABULON_API ETabulonCumulFuncCommonVal : public ETabulonCumulFunc {
 public:
     ETabulonCumulFuncCommonVal();

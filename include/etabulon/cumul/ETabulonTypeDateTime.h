@@ -5,7 +5,7 @@
 namespace etabulon {
 
 /// Dates, times and timestamps: the general functions only.
-/// Example: src/cumul/ETabulonType.cpp
+/// Example    src/cumul/ETabulonType.cpp
 class ETABULON_API ETabulonTypeDateTime : public virtual ETabulonType {
 public:
     ETabulonTypeDateTime();

@@ -7,7 +7,7 @@ namespace etabulon {
 /// Numbers, booleans included: they offer AVG, CODEMAX, CODEMIN, MAX, MIN and SUM besides the
 /// general functions. No function skips a missing value: it compares below all others, adds
 /// nothing, and counts as a record.
-/// Example: tests/grid/GridAxeTest.cpp
+/// Example    tests/grid/GridAxeTest.cpp
 class ETABULON_API ETabulonTypeNumeric : public virtual ETabulonType {
 public:
     ETabulonTypeNumeric();
@@ -69,7 +69,7 @@ private:
 };
 
 /// The sum, in the type of the variable: it stays at the bounds of that type.
-/// Example: tests/cumul/CumulCellsTest.cpp
+/// Example    tests/cumul/CumulCellsTest.cpp
 class ETABULON_API ETabulonTypeNumeric::FunctionSum : public ETabulonCumulFunc {
 public:
     FunctionSum();
@@ -85,7 +85,7 @@ private:
 };
 
 /// The sum over the number of records: of whole numbers a TYPE_DOUBLE.
-/// Example: tests/grid/GridAxeTest.cpp
+/// Example    tests/grid/GridAxeTest.cpp
 class ETABULON_API ETabulonTypeNumeric::FunctionAvg : public FunctionSum {
 public:
     FunctionAvg();

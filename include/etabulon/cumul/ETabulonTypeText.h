@@ -5,7 +5,7 @@
 namespace etabulon {
 
 /// Texts: the general functions only.
-/// Example: src/cumul/ETabulonType.cpp
+/// Example    src/cumul/ETabulonType.cpp
 class ETABULON_API ETabulonTypeText : public virtual ETabulonType {
 public:
     ETabulonTypeText();

@@ -8,6 +8,7 @@ class ETabulonCumulBufferOnVar;
 class ETabulonCumulFuncOnVar;
 
 /// The running buffers of one cell, one for each calculation.
+/// Example    include/etabulon/cumul/ETabulonCumulBufferOnVarCollection.h
 class ETABULON_API ITabulonCumulBufferOnVarCollection : public virtual EUnknown {
 public:
     [[nodiscard]] virtual unsigned Size() const = 0;

@@ -8,7 +8,7 @@ class Chaine;
 class ETabulonCumulFunc;
 
 /// The functions that a type or a variable offers.
-/// Example: src/cumul/ETabulonCumulFuncCollection.cpp
+/// Example    src/cumul/ETabulonCumulFuncCollection.cpp
 class ETABULON_API ITabulonCumulFuncCollection {
 public:
     virtual ~ITabulonCumulFuncCollection() = default;

@@ -8,7 +8,7 @@ class ETabulonCumulBufferOnVarCollection;
 class ETabulonCumulFuncOnVar;
 
 /// The calculations that a screen wants, in order.
-/// Example: tests/grid/RandomResult.h
+/// Example    tests/grid/RandomResult.h
 class ETABULON_API ITabulonCumulFuncOnVarCollection {
 public:
     [[nodiscard]] virtual unsigned Size() const = 0;

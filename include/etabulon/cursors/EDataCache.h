@@ -17,7 +17,7 @@ namespace etabulon {
 ///            has the fields' tag.
 /// Session    between BeginDelete and EndDelete a deleted record stays the current one, so that a
 ///            walk continues behind it.
-/// Example: tests/cursors/CacheFixture.h
+/// Example    tests/cursors/CacheFixture.h
 class ETABULON_API ETabulonCursorCache::EDataCache : public EData {
 public:
     EDataCache(ETabulonCursorCache* cache, const ETabulonTag& root, ETabulonSortDesc* sortDesc);

@@ -26,6 +26,7 @@ class RecordFilter;
 }
 
 /// A long-running activity that can be asked whether it was cancelled.
+/// Example    src/tree/TreeRefresh.cpp
 class ETABULON_API ICancellableThread {
 public:
     virtual ~ICancellableThread() = default;

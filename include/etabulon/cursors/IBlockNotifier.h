@@ -17,7 +17,7 @@ namespace etabulon {
 ///
 /// A block holds up to ERecordBlock::kMostRecords records. The cancel flag is tested before each,
 /// so that a cancelled walk ends with a whole block.
-/// Example: apps/etabulon/walk/CliProgress.h
+/// Example    apps/etabulon/walk/CliProgress.h
 class ETABULON_API IBlockNotifier : public ETabulonCursor::INotifier {
 public:
     /// Called within Browse, behind OnReset. The listener adds the columns that it reads, and keeps
@@ -33,7 +33,7 @@ public:
 };
 
 /// A listener of blocks that accepts every reset and ignores the other events; see ECursorListener.
-/// Example: apps/etabulon/walk/CliProgress.h
+/// Example    apps/etabulon/walk/CliProgress.h
 class ETABULON_API EBlockListener : public IBlockNotifier, public virtual ECountedUnknown {
 public:
     CursorStatus OnReset(const ETabulonTag& /*tag*/, const ETabulonCursor& /*cursor*/) override {

@@ -19,7 +19,7 @@ class DDico;
 class DRubric;
 
 /// A node of the data dictionary. Nodes are owned by their dictionary and don't move.
-/// Example: tests/cursors/CacheTableTest.cpp
+/// Example    tests/cursors/CacheTableTest.cpp
 class ETABULON_API DDicoBase {
 public:
     virtual ~DDicoBase() = default;
@@ -41,7 +41,7 @@ private:
 };
 
 /// A variable of a rubric, or an array of `count` of them.
-/// Example: apps/etabulon/request/CliTable.h
+/// Example    apps/etabulon/request/CliTable.h
 class ETABULON_API DVariable : public DDicoBase {
 public:
     DVariable(DRubric* rubric, unsigned index, const Chaine& name, const Chaine& header, int type,
@@ -80,7 +80,7 @@ private:
 };
 
 /// A link by name: own variables whose values are the key of a record of the target rubric.
-/// Example: apps/etabulon/request/CliDictionary.cpp
+/// Example    apps/etabulon/request/CliDictionary.cpp
 struct ETABULON_API DLink {
     Chaine name;
     std::vector<unsigned> variables;  // own, by index, in the order of the target's
@@ -93,7 +93,7 @@ struct ETABULON_API DLink {
 
 /// A kind of record: variables laid out one behind the other as EFieldSet::Attach lays fields out,
 /// keys, links, and a source. Variables are added before the first record is made of it.
-/// Example: examples/first.cpp
+/// Example    examples/first.cpp
 class ETABULON_API DRubric : public DDicoBase {
 public:
     DRubric(DDico* dico, const Chaine& name, const Chaine& header);
@@ -150,7 +150,7 @@ private:
 };
 
 /// The data dictionary: rubrics in order. It outlives every table and cursor that names its nodes.
-/// Example: examples/first.cpp
+/// Example    examples/first.cpp
 class ETABULON_API DDico {
 public:
     DDico();

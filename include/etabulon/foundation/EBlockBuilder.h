@@ -14,6 +14,7 @@
 namespace etabulon {
 
 /// Puts the texts of a block one behind the other, where they stay until the next block.
+/// Example    adapters/csv/src/ECsvScanner.h
 class ETABULON_API EBlockArena {
 public:
     [[nodiscard]] char* Take(std::size_t length) {
@@ -41,6 +42,7 @@ private:
 };
 
 /// One column of the block that a source is filling. The source puts each record's value once.
+/// Example    src/foundation/EColumnBlocks.cpp
 class ETABULON_API EBlockColumn {
 public:
     enum class Form : std::uint8_t { Words = 0, Texts = 1, Cells = 2 };

@@ -8,7 +8,7 @@
 namespace etabulon {
 
 /// What the listeners of a walk read of its records.
-/// Example: apps/etabulon/walk/CliProgress.h
+/// Example    apps/etabulon/walk/CliProgress.h
 struct ETABULON_API EBlockRequest {
     struct Column {
         const EField* field;  // not owned

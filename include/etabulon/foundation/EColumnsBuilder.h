@@ -63,7 +63,7 @@ private:
 };
 
 /// Makes an EDataColumns: a value for each column and a position for each record, in their order.
-/// Example: adapters/csv/src/ECsvTable.cpp
+/// Example    adapters/csv/src/ECsvTable.cpp
 class ETABULON_API EColumnsBuilder {
 public:
     /// The table will have these fields, and `node` as its dictionary node, which may be null.

@@ -12,6 +12,7 @@ namespace etabulon {
 /// A recursive lock that knows its owner and depth.
 /// Failure  an unlock by a thread that doesn't hold it does nothing, and is reported in checked
 /// builds.
+/// Example    include/etabulon/cursors/ETabulonCursor.h
 class ETABULON_API ECriticalSection {
 public:
     ECriticalSection() = default;
@@ -46,7 +47,7 @@ private:
 };
 
 /// Holds a critical section for a scope.
-/// Example: src/pending/ETabulonPendingChanges.cpp
+/// Example    src/pending/ETabulonPendingChanges.cpp
 class ECriticalSectionHold {
 public:
     explicit ECriticalSectionHold(ECriticalSection& section) : section_(section) {

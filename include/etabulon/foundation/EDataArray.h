@@ -8,7 +8,7 @@ namespace etabulon {
 /// A table over an array of records in memory. The table copies each record into its buffer; a
 /// position is the record's number from 0. Update writes back; insert and delete aren't offered and
 /// fail with 1004. A position outside of the array fails with 43.
-/// Example: tests/foundation/MemoryTableTest.cpp
+/// Example    tests/foundation/MemoryTableTest.cpp
 class ETABULON_API EDataArray : public EData {
 public:
     /// Records are laid out as `fields` are.

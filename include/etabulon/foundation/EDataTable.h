@@ -5,7 +5,7 @@
 namespace etabulon {
 
 /// A table with locks on single records: the abstract base of the tables that hold data.
-/// Example: apps/etabulon/request/CliTables.h
+/// Example    apps/etabulon/request/CliTables.h
 class ETABULON_API EDataTable : public EData {
 public:
     using EData::EData;

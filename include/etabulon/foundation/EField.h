@@ -11,6 +11,7 @@ namespace etabulon {
 class DDicoBase;
 
 /// What a field knows beyond its cell. The library passes it on; fillers of screens read it.
+/// Example    src/foundation/EField.cpp
 class ETABULON_API EFInfosHandler {
 public:
     EFInfosHandler() = default;
@@ -32,7 +33,7 @@ public:
 };
 
 /// The handler of a field declared beside a table's own.
-/// Example: tests/foundation/FieldDescs.h
+/// Example    tests/foundation/FieldDescs.h
 class ETABULON_API EFInfosHandlerLocal : public EFInfosHandler {
 public:
     EFInfosHandlerLocal(const Chaine& header, const Chaine& description, std::uint16_t offset,
@@ -68,7 +69,7 @@ struct EFieldIdent {
 };
 
 /// The description of a field: a handle on an immutable body, free to copy between threads.
-/// Example: adapters/sql/src/ESqlReadAhead.h
+/// Example    adapters/sql/src/ESqlReadAhead.h
 class ETABULON_API EFieldDesc {
 public:
     EFieldDesc() = default;

@@ -10,6 +10,7 @@
 namespace etabulon {
 
 /// One part of a key: a value that owns its bytes.
+/// Example    src/tree/TreeKey.cpp
 class ETABULON_API ESegment : public EVariant {
 public:
     using EVariant::EVariant;
@@ -20,6 +21,7 @@ public:
 
 /// The segments of a key in order. Up to four lie inline, and storage is reused, so that a walk
 /// allocates none per record.
+/// Example    src/foundation/EFieldKey.cpp
 class ETABULON_API ESegmentSet {
 public:
     [[nodiscard]] std::uint16_t Size() const noexcept { return size_; }
@@ -46,7 +48,7 @@ protected:
 };
 
 /// The key of a record: typed segments in key order.
-/// Example: apps/etabulon/views/CliTreeRecords.h
+/// Example    apps/etabulon/views/CliTreeRecords.h
 class ETABULON_API EFieldKey : public ESegmentSet {
 public:
     EFieldKey() = default;

@@ -121,7 +121,7 @@ private:
 
 /// A record buffer with its fields' slots constructed, for a table that owns one for life.
 /// Moving leaves the record where it is.
-/// Example: adapters/sql/src/ESqlTableState.h
+/// Example    adapters/sql/src/ESqlTableState.h
 class ETABULON_API ERecordBuffer {
 public:
     ERecordBuffer() = default;

@@ -30,7 +30,7 @@ inline constexpr std::size_t kMostLinkSteps = 64;
 
 /// What RegisterLink makes of a path. The caller stores it and passes it back; only the engine
 /// reads it.
-/// Example: tests/foundation/LinkTest.cpp
+/// Example    tests/foundation/LinkTest.cpp
 struct LinkDescriptor {
     bool resolved = false;
     Chaine code;
@@ -40,6 +40,7 @@ struct LinkDescriptor {
 };
 
 /// Gives a link engine the buffers of records.
+/// Example    src/foundation/ELinkEngine.cpp
 class ETABULON_API IBufferProvider {
 public:
     virtual ~IBufferProvider() = default;
@@ -48,7 +49,7 @@ public:
 };
 
 /// A provider that knows one rubric.
-/// Example: tests/foundation/LinkTest.cpp
+/// Example    tests/foundation/LinkTest.cpp
 class ETABULON_API CSingleBufferProvider : public IBufferProvider {
 public:
     CSingleBufferProvider(const Chaine& name, const void* buffer) : name_(name), buffer_(buffer) {}
@@ -61,7 +62,7 @@ private:
 };
 
 /// Reads records reached through links. The provider's buffers have their rubrics' full layout.
-/// Example: tests/foundation/LinkTest.cpp
+/// Example    tests/foundation/LinkTest.cpp
 class ETABULON_API ILinkEngine {
 public:
     virtual void Release() = 0;

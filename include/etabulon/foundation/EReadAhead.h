@@ -8,7 +8,7 @@ namespace etabulon {
 
 /// How sources of blocks use further threads to read ahead of a walk, for the whole process. What a
 /// walk gives doesn't depend on it, nor on which thread listeners are called: that of the walk.
-/// Example: adapters/sql/src/ESqlReadAhead.cpp
+/// Example    adapters/sql/src/ESqlReadAhead.cpp
 class ETABULON_API EReadAhead {
 public:
     /// How many threads read for one walk, beside its own; 0: none. From the start it is that of

@@ -12,7 +12,7 @@ namespace etabulon {
 /// The unsorted map: insertion order. Above kScanned entries, keys that can be hashed are found
 /// through a hash index beside the pairs, with the results and hints of the scan. A CompareKey that
 /// a derived class overrides must find keys equal only if their hashes are.
-/// Example: tests/foundation/ContainerLookupTest.cpp
+/// Example    tests/foundation/ContainerLookupTest.cpp
 template <class K, class V>
 class FAssociative : public EAssociative<EPair<K, V>> {
     using Base = EAssociative<EPair<K, V>>;

@@ -6,7 +6,7 @@
 namespace etabulon {
 
 /// A map keyed by text, in the plain order of bytes.
-/// Example: tests/foundation/ContainerLookupTest.cpp
+/// Example    tests/foundation/ContainerLookupTest.cpp
 template <class V>
 class FDictionnary : public FSortedMap<Chaine, V> {
 public:
@@ -15,7 +15,7 @@ public:
 };
 
 /// A map keyed by text, in the folded order: keys that differ in case only are one.
-/// Example: tests/foundation/ContainerLookupTest.cpp
+/// Example    tests/foundation/ContainerLookupTest.cpp
 template <class V>
 class FDictionnaryNoCase : public FDictionnary<V> {
 public:

@@ -116,7 +116,7 @@ private:
 };
 
 /// The sorted map of the library's signatures.
-/// Example: tests/foundation/ContainerLookupTest.cpp
+/// Example    tests/foundation/ContainerLookupTest.cpp
 template <class K, class V>
 class FSortedMap : public ESortedMap<EPair<K, V>> {
 public:

@@ -20,7 +20,7 @@ enum class ERecordRead : std::uint8_t {
 };
 
 /// Finds records of a rubric by the values of some of its variables.
-/// Example: adapters/sql/src/ESqlLinkSource.cpp
+/// Example    adapters/sql/src/ESqlLinkSource.cpp
 class ETABULON_API IRecordLookup {
 public:
     virtual ~IRecordLookup() = default;
@@ -37,7 +37,7 @@ public:
 };
 
 /// Where the records of a rubric come from.
-/// Example: adapters/sql/src/ESqlLinkSource.h
+/// Example    adapters/sql/src/ESqlLinkSource.h
 class ETABULON_API IRecordSource {
 public:
     virtual ~IRecordSource() = default;

@@ -165,7 +165,7 @@ private:
 
 /// The array type of the library's signatures. A copy shares its block until an element of either
 /// array is accessed.
-/// Example: examples/score.cpp
+/// Example    examples/score.cpp
 template <class T>
 class PTableau : public TableauEx<MiniConAArray<T>> {
 public:

@@ -15,7 +15,7 @@ namespace detail {
 
 /// What the two sets of values share. `Walk` is a class with a static
 /// `Find(size, hint, mode, value, first)`.
-/// Example: tests/score/LiteralScore.h
+/// Example    tests/score/LiteralScore.h
 template <class T, class Walk>
 class PUnique {
 public:

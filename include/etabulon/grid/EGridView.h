@@ -5,7 +5,7 @@
 namespace etabulon {
 
 /// A view of a cross table that ignores every call: derive from it and override what matters.
-/// Example: examples/grid.cpp
+/// Example    examples/grid.cpp
 class ETABULON_API EGridView : public ITabulonResGridUI {
 public:
     void StartRefresh() override {}

@@ -5,7 +5,7 @@
 namespace etabulon {
 
 /// The calls that views of all kinds of results get.
-/// Example: tests/support/ResultTrace.h
+/// Example    tests/support/ResultTrace.h
 class ETABULON_API ITabulonResultUI {
 public:
     virtual ~ITabulonResultUI() = default;

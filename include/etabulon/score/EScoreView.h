@@ -5,7 +5,7 @@
 namespace etabulon {
 
 /// A view of a ranking that ignores every call: derive from it and override what matters.
-/// Example: examples/score.cpp
+/// Example    examples/score.cpp
 class ETABULON_API EScoreView : public ITabulonResScoreUI {
 public:
     void StartRefresh() override {}

@@ -13,7 +13,7 @@ namespace etabulon {
 
 /// One level of a sort description: which, in which direction, and in which views it is hidden.
 /// Known to callers as ETabulonSortDesc::SortKey.
-/// Example: apps/etabulon/views/CliAlikeLabels.cpp
+/// Example    apps/etabulon/views/CliAlikeLabels.cpp
 class ETABULON_API ETabulonSortKey {
 public:
     /// A set of views; 0 hides nothing. Bits beyond the two named ones are the application's.
@@ -58,6 +58,7 @@ private:
 /// Ownership  a value type; a copy is deep and shares nothing, so that it may go to another thread.
 /// Positions  behind the end: the non-const accessors pad with default keys up to the position, and
 ///            InsertAt pads with the inserted key itself, as arrays do everywhere in the library.
+/// Example    src/sort/ETabulonSortDesc.cpp
 class ETABULON_API ETabulonSortKeyArray {
 public:
     using SortKey = ETabulonSortKey;

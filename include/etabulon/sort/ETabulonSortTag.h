@@ -8,7 +8,7 @@ namespace etabulon {
 ///
 /// The order serves lookups, not display: it compares data, independent of any sort description.
 /// Equality is that of tags.
-/// Example: tests/sort/SortMoveTest.cpp
+/// Example    tests/sort/SortMoveTest.cpp
 class ETABULON_API ETabulonSortTag : public ETabulonTag {
 public:
     ETabulonSortTag() = default;

@@ -7,7 +7,7 @@
 namespace etabulon {
 
 /// The root: shows a name and an icon of its own.
-/// Example: tests/tree/TreeMemoryTest.cpp
+/// Example    tests/tree/TreeMemoryTest.cpp
 class ETABULON_API EDataTreeNodeRoot : public EDataTreeNode {
 public:
     EDataTreeNodeRoot(const ETabulonSortDesc* sortDesc, const Chaine& name, HICON icon);

@@ -8,7 +8,7 @@ namespace etabulon {
 
 /// A named alert: the style of the nodes on which it is raised, and whether their ancestors take
 /// that style too. The default has no name and no style, as a node without alerts shows.
-/// Example: apps/etabulon/browse/BrowseAlerts.cpp
+/// Example    apps/etabulon/browse/BrowseAlerts.cpp
 class ETABULON_API EDataTreeAlertDesc {
 public:
     EDataTreeAlertDesc() = default;

@@ -8,7 +8,7 @@
 namespace etabulon {
 
 /// Names a variable: by code ("Rubric.variable", or a link path), or by number.
-/// Example: examples/grid.cpp
+/// Example    examples/grid.cpp
 class ETABULON_API ETabulonVariableID {
 public:
     static const ETabulonVariableID& Null;

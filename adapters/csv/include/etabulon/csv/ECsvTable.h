@@ -30,6 +30,7 @@ struct ECsvReadOptions {
 ///
 /// Ownership  outlives the tables that Open returns, which use its dictionary.
 /// Threads    Open may be called from any thread; see EDataColumns for the tables.
+/// Example    apps/etabulon/request/CliTables.cpp
 class ETABULON_API ECsvTable {
 public:
     /// Null with `error`, which names the line: rows of different lengths, bad quoting, a missing

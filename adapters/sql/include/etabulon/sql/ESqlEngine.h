@@ -13,6 +13,7 @@ namespace etabulon {
 
 /// One value that is bound to a statement, or read from it without decoding the whole row. Bytes
 /// are borrowed: a read value's until the next step, a bound value's until Bind returns.
+/// Example    adapters/sql/src/ESqlRow.cpp
 struct ESqlValue {
     enum class Kind : std::uint8_t {
         Null = 0,
@@ -36,6 +37,7 @@ enum class ESqlStep : std::uint8_t {
 };
 
 /// A prepared statement. It must go before its connection.
+/// Example    adapters/sql/src/ESqlTableState.h
 class ETABULON_API ISqlStatement {
 public:
     virtual ~ISqlStatement() = default;
@@ -61,6 +63,7 @@ public:
 };
 
 /// A connection to an engine, which adapters implement. One thread at a time, except for Interrupt.
+/// Example    adapters/sql/src/ESqlLinkSource.cpp
 class ETABULON_API ISqlConnection {
 public:
     virtual ~ISqlConnection() = default;

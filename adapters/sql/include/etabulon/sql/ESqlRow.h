@@ -17,6 +17,7 @@ namespace etabulon {
 
 /// The cell of a record that one column of a statement is decoded into. A number has a mark byte
 /// behind it, 1 = missing; texts and bytes are slots.
+/// Example    adapters/sql/src/ESqlStatements.cpp
 struct ESqlCell {
     enum class Kind : std::uint8_t {
         Int64 = 0,
@@ -42,6 +43,7 @@ struct ESqlCell {
 
 /// Decodes a row's values into a record. For each cell the engine calls the one operation for the
 /// value's own type.
+/// Example    adapters/sql/src/ESqlTableKeys.cpp
 class ETABULON_API ESqlRow {
 public:
     // Filled by the table.

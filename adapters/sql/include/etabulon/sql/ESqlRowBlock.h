@@ -14,6 +14,7 @@ namespace etabulon {
 /// Decodes the rows of a walk into the columns of a block: the same values as ESqlRow decodes into
 /// a record. For each cell of the current row the engine calls the one operation for the value's
 /// own type.
+/// Example    adapters/sqlite/src/ESqliteStatement.h
 class ETABULON_API ESqlRowBlock {
 public:
     /// One column of the block, and the values that go into it as they are. All others are decoded

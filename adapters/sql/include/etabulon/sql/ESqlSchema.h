@@ -20,6 +20,7 @@ enum class ESqlPush : std::uint8_t {
 };
 
 /// A column as the dictionary declares it.
+/// Example    apps/etabulon/request/CliDictionary.cpp
 struct ESqlColumn {
     Chaine name;             // in the database
     Chaine code;             // of the variable
@@ -49,6 +50,7 @@ struct ESqlForeignKey {
 };
 
 /// A table or view, whose description is read once when the source is opened.
+/// Example    apps/etabulon/request/CliDictionary.cpp
 struct ESqlTableInfo {
     Chaine name;
     Chaine code;

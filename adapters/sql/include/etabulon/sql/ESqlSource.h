@@ -37,6 +37,7 @@ enum class ESqlOpenMode : std::uint8_t {
 ///            a connection of its own, which links from its records share. A lookup without a table
 ///            has its own connection too.
 /// Schema     read once; after a change of schema statements fail until the source is opened again.
+/// Example    examples/database.cpp
 class ETABULON_API ESqlSource {
 public:
     ESqlSource(const ESqlSource&) = delete;

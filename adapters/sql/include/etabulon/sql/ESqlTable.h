@@ -20,6 +20,7 @@ class ETabulonValue;
 class EVariant;
 
 /// The part of a table to open.
+/// Example    apps/etabulon/request/CliTables.cpp
 struct ESqlTableOptions {
     /// Variable indexes of the rubric, in the order of the fields; empty = all. The key is always
     /// read, but becomes a field only if it is listed. See UseColumns.
@@ -69,6 +70,7 @@ struct ESqlSessionRecord {
 /// Threads    one at a time, except for Interrupt. Each table has its own connection.
 /// Failure    by status, with LastErrorText and LastErrorCode. After kDataUnknown a write or Commit
 ///            may have taken effect: the caller looks before it tries again.
+/// Example    examples/database.cpp
 class ETABULON_API ESqlTable : public EDataTable {
 public:
     /// For sources.

@@ -15,6 +15,7 @@ namespace etabulon {
 /// text into the previous row's body, unless that body is shared.
 ///
 /// Threads  one at a time; any thread may use the bodies.
+/// Example    adapters/sql/src/ESqlStatements.h
 class ETABULON_API ESqlTextIntern {
 public:
     ESqlTextIntern() = default;

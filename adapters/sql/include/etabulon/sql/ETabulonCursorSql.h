@@ -11,6 +11,7 @@ namespace etabulon {
 /// The table cursor over an ESqlTable: it narrows the table to the tag and the filter, a cancel
 /// interrupts a long statement, and writes reach the record of the key. A cancelled walk can't
 /// continue: the walking thread releases the table's read lock as soon as it sees the cancel.
+/// Example    examples/database.cpp
 class ETABULON_API ETabulonCursorSql : public ETabulonCursorEData {
 public:
     ETabulonCursorSql() = default;

@@ -27,6 +27,7 @@ using ESqliteTypeHints = std::map<std::string, int>;
 ///            detects a write by others then fails with DataOther, and the program opens the source
 ///            again.
 /// Read-write foreign keys are enforced.
+/// Example    examples/database.cpp
 class ETABULON_API ESqliteSource : public ESqlSource {
 public:
     /// Null with `error` for a missing file, a directory, a file that is no database or corrupt,

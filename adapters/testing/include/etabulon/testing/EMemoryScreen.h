@@ -21,6 +21,7 @@ class EMemoryTreeView;
 ///
 /// Ownership  outlives its views and the controls. It frees its icons and fonts in its destructor.
 /// Threads    the test's thread; wakers may be called from any thread.
+/// Example    examples/screen.cpp
 class ETABULON_API EMemoryScreen : public EPlainScreen {
 public:
     EMemoryScreen();

@@ -7,6 +7,7 @@
 namespace etabulon {
 
 /// A surface that logs what is drawn on it. A text measures as one line of height 10.
+/// Example    tests/controls/TreeCtrlDisplayTest.cpp
 class ETABULON_API EMemorySurface : public IDrawSurface {
 public:
     void FillRect(const ERect& rect, EColour colour) override;

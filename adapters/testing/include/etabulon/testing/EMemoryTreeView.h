@@ -12,6 +12,7 @@ namespace etabulon {
 
 /// A tree view without a window. A test reads its items as text, reads a log of the calls that it
 /// got, and performs a user's actions.
+/// Example    examples/screen.cpp
 class ETABULON_API EMemoryTreeView : public ETreeViewItems {
 public:
     explicit EMemoryTreeView(EMemoryScreen& screen) : screen_(screen) {}
