@@ -405,6 +405,13 @@ TEST(Conditions, HoldForEveryViewAndForEditedValues) {
     EXPECT_EQ(shown({"score", "--level", "a", "--calc", "SUM:n", "--where", above, "--where",
                      "a is not null"}),
               "a\tSUM(n)\ny\t25\nx\t15\ntotal\t40\n");
+    // NULL in a list is the missing value; each condition is read by itself.
+    EXPECT_EQ(shown({"walk", "--where", "a in (y, null)", "--where", "", "--columns", "n"}),
+              "id\tn\n3\t25\n4\t35\n");
+    EXPECT_EQ(shown({"walk", "--where", "a not in (NULL, y)", "--columns", "n"}),
+              "id\tn\n1\t5\n2\t15\n");
+    EXPECT_EQ(shown({"walk", "--where", "n > 1) or (n < 1", "--where", "id = 1"}),
+              "etabulon: and, or, or the end is expected in --where before ') or (n < 1'\n");
     EXPECT_EQ(
         shown({"grid", "--axes", "a", "--calc", "COUNT:id", "--where", above, "--drill", "x"}),
         "a\tid\tn\nx\t2\t15\n");
@@ -465,6 +472,7 @@ TEST(Conditions, AreRefusedWithTheirPlace) {
           {"damage = 'x", "a quote isn't closed"},
           {"damage = x id = 1", "and, or, or the end is expected in --where before 'id = 1'"},
           {"cost_total < NULL", "NULL is neither below nor above a value"},
+          {"id between NULL and 3", "NULL is no value to compare with"},
           {"damage = x and cost > 1",
            "in --where before 'cost > 1': table 'strikes' has no column 'cost'; did you mean"},
           {"id in (1, x)", "in --where before 'x)': 'x' is no value of column 'id'"}}) {

@@ -20,6 +20,15 @@ namespace {
 
 using Test = EFilter::Test;
 
+void AddOnce(std::vector<CliVariable>& variables, const CliVariable& added) {
+    const bool isKnown =
+        std::any_of(variables.begin(), variables.end(),
+                    [&added](const CliVariable& each) { return each.code == added.code; });
+    if (!isKnown) {
+        variables.push_back(added);
+    }
+}
+
 /// Reads an expression from left to right. Each function fails by setting `failure_`.
 class Reader {
 public:
@@ -166,12 +175,7 @@ private:
             FailAt(from, variable.Failure());
             return {};
         }
-        const bool isKnown = std::any_of(
-            variables_.begin(), variables_.end(),
-            [&variable](const CliVariable& each) { return each.code == variable->code; });
-        if (!isKnown) {
-            variables_.push_back(*variable);
-        }
+        AddOnce(variables_, *variable);
         const bool isNegated = TakeWord("not");
         const EFilter test = ReadTest(*variable, isNegated);
         return isNegated ? EFilter::Not(test) : test;
@@ -180,7 +184,7 @@ private:
     [[nodiscard]] EFilter ReadTest(const CliVariable& of, bool isNegated) {
         const ETabulonVariableID id(of.code);
         if (TakeWord("in")) {
-            return EFilter::In(id, ReadList(of));
+            return ReadList(of);
         }
         if (TakeWord("between")) {
             const EVariant lowest = ReadValue(of);
@@ -247,18 +251,26 @@ private:
         return ReadValue(of).AsChaine();
     }
 
-    [[nodiscard]] std::vector<EVariant> ReadList(const CliVariable& of) {
+    /// NULL in the list is the missing value, as it is behind =.
+    [[nodiscard]] EFilter ReadList(const CliVariable& of) {
         std::vector<EVariant> values;
+        bool hasNull = false;
         if (!Take("(")) {
             Fail("a list in brackets is expected");
         }
         do {
-            values.push_back(ReadValue(of));
+            if (TakeWord("null")) {
+                hasNull = true;
+            } else {
+                values.push_back(ReadValue(of));
+            }
         } while (!failure_ && Take(","));
         if (!failure_ && !Take(")")) {
             Fail("a comma or a closing bracket is expected");
         }
-        return values;
+        const ETabulonVariableID id(of.code);
+        const EFilter isOne = EFilter::In(id, values);
+        return hasNull ? EFilter::Any({isOne, EFilter::IsMissing(id)}) : isOne;
     }
 
     [[nodiscard]] EVariant ReadValue(const CliVariable& of) {
@@ -268,6 +280,11 @@ private:
         SkipBlanks();
         const std::size_t from = place_;
         CliWordChoice word;
+        if (TakeWord("null")) {
+            place_ = from;
+            Fail("NULL is no value to compare with ('NULL' in quotes is the text)");
+            return {};
+        }
         if (Take("'") || Take("\"")) {
             if (!ReadQuoted(text_[place_ - 1], word)) {
                 return {};
@@ -339,6 +356,23 @@ CliResult<CliCondition> ParseCondition(const CliTable& table, std::string_view t
 
 namespace {
 
+/// Each text is a condition by itself, and all of them must be met.
+CliResult<CliCondition> ParseConditions(const CliTable& table,
+                                        const std::vector<std::string>& texts) {
+    CliCondition all;
+    for (const std::string& text : texts) {
+        const CliResult<CliCondition> one = ParseCondition(table, text);
+        if (!one) {
+            return one.Failure();
+        }
+        all.filter = EFilter::All({all.filter, one->filter});
+        for (const CliVariable& variable : one->variables) {
+            AddOnce(all.variables, variable);
+        }
+    }
+    return all;
+}
+
 /// Several values of a level.
 struct Several {
     CliVariable level;
@@ -386,7 +420,7 @@ EFilter OneOf(const ETabulonVariableID& id, const std::vector<ETabulonValue>& va
 }  // namespace
 
 CliResult<CliCondition> ReadCondition(const CliTable& table, const CliLevelOptions& options) {
-    CliResult<CliCondition> condition = ParseCondition(table, options.Where());
+    CliResult<CliCondition> condition = ParseConditions(table, options.Where());
     if (!condition) {
         return condition;
     }

@@ -108,17 +108,6 @@ std::string CliLevelOptions::Levels() const { return JoinLists(levels_); }
 
 std::string CliLevelOptions::At() const { return JoinLists(at_); }
 
-std::string CliLevelOptions::Where() const {
-    if (where_.size() < 2) {
-        return where_.empty() ? std::string() : where_.front();
-    }
-    std::string all;
-    for (const std::string& each : where_) {
-        all += (all.empty() ? "(" : " and (") + each + ")";
-    }
-    return all;
-}
-
 void CliOutputOptions::DeclareFormat(CLI::App& app) {
     app.add_option(
            "--format", format_,

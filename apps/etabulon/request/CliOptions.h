@@ -43,8 +43,8 @@ public:
     /// The texts of all uses of the option as one list.
     [[nodiscard]] std::string Levels() const;
     [[nodiscard]] std::string At() const;
-    /// One expression: all that are given must hold.
-    [[nodiscard]] std::string Where() const;
+    /// The conditions as they are given: all of them must be met.
+    [[nodiscard]] const std::vector<std::string>& Where() const noexcept { return where_; }
 
 private:
     std::vector<std::string> levels_;
