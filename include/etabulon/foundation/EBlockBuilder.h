@@ -13,7 +13,7 @@
 
 namespace etabulon {
 
-/// Puts the texts of a block one behind the other, where they stay until the next block.
+/// Puts the texts of a block one after the other, where they stay until the next block.
 class ETABULON_API EBlockArena {
 public:
     [[nodiscard]] char* Take(std::size_t length) {

@@ -26,7 +26,7 @@ public:
     virtual void ResetRecap() {}
     virtual void StepRecap() {}
     virtual void ReCalc() {}
-    /// The field's number; 0 when it goes by name.
+    /// The field's number; 0 if it is identified by its name.
     [[nodiscard]] virtual unsigned long Accelerator() const { return 0; }
     [[nodiscard]] virtual Chaine Header() const { return {}; }
 };
