@@ -23,7 +23,7 @@ class ETabulonPendingChanges;
 /// Ownership  counted. The cursor, the pending changes and the sort description are not owned; a
 ///            reset copies the sort description, which must live until then.
 /// Threads    records come on the walking thread, without a lock.
-/// Blocks     a walk may go by blocks, unless there are pending changes, a function of an
+/// Blocks     a walk may be read by blocks, unless there are pending changes, a function of an
 ///            application, or a derived class; the result is the same.
 /// Failure    none is reported. Requires SetParams before a walk.
 /// Cost       for each record one fold for each depth of the lines with each depth of the columns:
@@ -46,7 +46,7 @@ public:
     ECrossFiller& operator=(const ECrossFiller&) = delete;
 
     /// Drops the result at once. The calculations are copied. Requires levels with a key in the
-    /// sort description, each once on the two axes. A level that a walk's place holds makes no
+    /// sort description, each once on the two axes. A level that the tag of a walk holds makes no
     /// depth of its axis.
     void SetParams(const ITabulonCumulFuncOnVarCollection* calculations,
                    const ETabulonSortDesc* sortDesc, Levels lines, Levels columns);

@@ -96,7 +96,7 @@ public:
     /// Writes the label into the tag, at the axis's level. For data axes.
     void SetLabelInTag(ETabulonTag& tag, unsigned int index) const;
 
-    // --- adding; the returned label is valid until the next one is added ---
+    // ----------------------------- adding; the returned label is valid until the next one is added
     /// These two append a label, even if one with this data exists.
     AxeLabel& AddLabel(const EVariant& data, const Chaine& display, HICON icon);
     AxeLabel& AddLabel(const ETabulonValue& value, HICON icon);

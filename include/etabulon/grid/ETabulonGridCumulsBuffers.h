@@ -44,7 +44,7 @@ public:
     /// Folds a record into its cell and totals. Requires that the extract knows the variables of
     /// the description's calculations.
     void AddValue(const ETabulonExtractValue& extract);
-    /// Merges the state of records at this position, as if they came behind those before. Requires
+    /// Merges the state of records at this position, as if they came after those before. Requires
     /// a partial state over the description's calculations, which IsMergeable().
     void AddPartial(const ETabulonTag& position, const CumulPartial& partial);
     /// Returns a reference for the caller, to the same axis until the next AddValue.

@@ -24,7 +24,7 @@ class ETabulonPendingChanges;
 /// Threads    records come on the walking thread, without a lock. BuildAxeDesc, GetSelection and
 ///            SendTo take the cursor's lock, and a view is called under it. SetParams takes none
 ///            and must not meet a walk.
-/// Blocks     a walk may go by blocks, unless there are pending changes, a function of an
+/// Blocks     a walk may be read by blocks, unless there are pending changes, a function of an
 ///            application, or a derived class; the grid is the same.
 /// Failure    none is reported, and the filler keeps no status of the walk. Requires SetParams
 ///            before a walk, and a reset before any of the grid's operations.

@@ -41,7 +41,7 @@ public:
     /// Folds a record into its line and the total. Requires that the extract knows the variables
     /// of the description's calculations.
     void AddValue(const ETabulonExtractValue& extract);
-    /// Merges the state of records at this position, as if they came behind those before. Requires
+    /// Merges the state of records at this position, as if they came after those before. Requires
     /// a partial state over the description's calculations, which IsMergeable().
     void AddPartial(const ETabulonTag& position, const CumulPartial& partial);
     /// May be called any number of times. Without records there are no lines, and a total of

@@ -26,7 +26,7 @@ class ETabulonPendingChanges;
 ///            releases them: a caller that copies calls RetainShared on the copy.
 /// Threads    records come on the walking thread, without a lock. SendTo takes the cursor's lock,
 ///            and a view is called under it. SetParams takes none and must not meet a walk.
-/// Blocks     a walk may go by blocks, unless there are pending changes, a function of an
+/// Blocks     a walk may be read by blocks, unless there are pending changes, a function of an
 ///            application, or a derived class; the score is the same.
 /// Failure    none is reported. Requires SetParams before a walk, and a reset before SendTo.
 /// Example    examples/score.cpp
