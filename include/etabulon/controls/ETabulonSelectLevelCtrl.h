@@ -53,7 +53,7 @@ public:
     bool MoveSelectedLevelUp();
     bool MoveSelectedLevelDown();
 
-    // --- events of the view and of the sort description ---
+    // ---------------------------------------------- events of the view and of the sort description
     [[nodiscard]] bool OnItemexpanding(_TREEITEM* item, ETreeExpand action) override;
     [[nodiscard]] bool OnSortChanging(const ETabulonSortDesc*, SortChange) override { return true; }
     void OnSortChanged(const ETabulonSortDesc* sort, SortChange change) override;

@@ -70,7 +70,7 @@ public:
     /// Narrows the table to the tag before a walk. The range may be wider than the tag, never
     /// narrower.
     virtual CursorStatus SetKeyRange(const ETabulonTag& tag, EData* table) const;
-    /// Narrows the table to a filter, in the same way, behind SetKeyRange.
+    /// Narrows the table to a filter, in the same way, after SetKeyRange.
     virtual void PushFilter(const EFilter& filter, EData* table) const;
 
 protected:
@@ -136,7 +136,7 @@ private:
     Chaine tableName_;
     EPosition currentPosition_ = kNoPosition;
     std::int32_t recordLockBias_ = 0;
-    EBlockSource* blocks_ = nullptr;              // the table's, while a walk goes by blocks
+    EBlockSource* blocks_ = nullptr;              // the table's, while a walk reads blocks
     std::unique_ptr<LinkedBlocks> linkedBlocks_;  // of such a walk, if there are links
     ILinkEngine* linkEngine_ = nullptr;           // owned
     std::unique_ptr<IBufferProvider> bufferProvider_;
