@@ -35,7 +35,7 @@ EDataTreeCtrl::~EDataTreeCtrl() {
 }
 
 void EDataTreeCtrl::Init(ETabulonCursor* cursor, const Chaine& rootName, HICON rootIcon) {
-    E_EXPECTS(!InitDone());
+    E_EXPECTS(!InitDone() && cursor != nullptr);
     parts_->tree = std::make_unique<EDataTree>(cursor, rootName, rootIcon);
     SortDesc()->AddNotifier(this);
     parts_->runs.Init(parts_->tree.get());

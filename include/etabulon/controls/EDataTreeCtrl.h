@@ -2,7 +2,9 @@
 
 #include "etabulon/controls/EDragTreeCtrl.h"
 #include "etabulon/cursors/CursorStatus.h"
+#include "etabulon/cursors/fwd.h"
 #include "etabulon/sort/ETabulonSortDesc.h"
+#include "etabulon/tree/fwd.h"
 #include "etabulon/values/ETabulonDisplayMode.h"
 #include "etabulon/values/ETabulonTag.h"
 
@@ -10,11 +12,6 @@
 #include <memory>
 
 namespace etabulon {
-
-class EDataTree;
-class EDataTreeNode;
-class EDataTreeRaisedAlerts;
-class ETabulonCursor;
 
 namespace detail {
 struct EDataTreeCtrlParts;
@@ -64,6 +61,7 @@ public:
     /// Only counts: the owner destroys the control.
     std::int32_t Release() override { return --refCount_; }
 
+    /// Requires a cursor, and that it wasn't called before.
     void Init(ETabulonCursor* cursor, const Chaine& rootName, HICON rootIcon);
     [[nodiscard]] bool InitDone() const noexcept;
 

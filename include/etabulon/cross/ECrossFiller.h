@@ -4,6 +4,7 @@
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
 #include "etabulon/cursors/IBlockNotifier.h"
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/pending/fwd.h"
 #include "etabulon/sort/fwd.h"
 #include "etabulon/values/ETabulonExtractValue.h"
 
@@ -12,8 +13,6 @@
 #include <vector>
 
 namespace etabulon {
-
-class ETabulonPendingChanges;
 
 /// The listener that turns a cursor's walk into a cross table whose axes may be nested, with all
 /// subtotals: an ECrossTable arranges the result.
@@ -34,7 +33,8 @@ public:
     /// The levels of an axis from the outermost on.
     using Levels = std::vector<unsigned int>;
 
-    /// Returns a reference for the caller, who adds it to the cursor. `pending` may be null.
+    /// Returns a reference for the caller, who adds it to the cursor. Requires a cursor;
+    /// `pending` may be null.
     [[nodiscard]] static ECrossFiller* Build(ETabulonCursor* cursor,
                                              const ETabulonPendingChanges* pending);
     /// The same as Build, held by an ERef.

@@ -4,6 +4,7 @@
 #include "etabulon/cursors/IBlockNotifier.h"
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/grid/fwd.h"
+#include "etabulon/pending/fwd.h"
 #include "etabulon/sort/fwd.h"
 #include "etabulon/values/ETabulonExtractValue.h"
 
@@ -11,8 +12,6 @@
 #include <utility>
 
 namespace etabulon {
-
-class ETabulonPendingChanges;
 
 /// The listener that turns a cursor's walk into a grid.
 ///
@@ -31,7 +30,8 @@ class ETabulonPendingChanges;
 /// Example    examples/grid.cpp
 class ETABULON_API ETabulonGridFiller : public EBlockListener {
 public:
-    /// Returns a reference for the caller, who adds it to the cursor. `pending` may be null.
+    /// Returns a reference for the caller, who adds it to the cursor. Requires a cursor;
+    /// `pending` may be null.
     [[nodiscard]] static ETabulonGridFiller* Build(ETabulonCursor* cursor,
                                                    const ETabulonPendingChanges* pending);
     /// The same as Build, held by an ERef.

@@ -3,6 +3,7 @@
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
 #include "etabulon/cursors/IBlockNotifier.h"
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/pending/fwd.h"
 #include "etabulon/score/fwd.h"
 #include "etabulon/sort/fwd.h"
 #include "etabulon/values/ETabulonExtractValue.h"
@@ -11,8 +12,6 @@
 #include <utility>
 
 namespace etabulon {
-
-class ETabulonPendingChanges;
 
 /// The listener that turns a cursor's walk into a score, always the largest first. For a rising
 /// ranking the caller builds an ETabulonScoreCumuls itself.
@@ -32,7 +31,8 @@ class ETabulonPendingChanges;
 /// Example    examples/score.cpp
 class ETABULON_API ETabulonScoreFiller : public EBlockListener {
 public:
-    /// Returns a reference for the caller, who adds it to the cursor. `pending` may be null.
+    /// Returns a reference for the caller, who adds it to the cursor. Requires a cursor;
+    /// `pending` may be null.
     [[nodiscard]] static ETabulonScoreFiller* Build(ETabulonCursor* cursor,
                                                     const ETabulonPendingChanges* pending);
     /// The same as Build, held by an ERef.
