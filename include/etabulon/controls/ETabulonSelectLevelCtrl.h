@@ -5,12 +5,11 @@
 #include "etabulon/controls/fwd.h"
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/sort/ETabulonSortDesc.h"
+#include "etabulon/values/fwd.h"
 
 #include <cstdint>
 
 namespace etabulon {
-
-class ETabulonLevels;
 
 /// Shows the visible levels of a tree as one chain, each level the only child of the level before
 /// it, and lets the user change their order by moves and by dragging.

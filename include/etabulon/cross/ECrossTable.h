@@ -2,6 +2,7 @@
 
 #include "etabulon/cross/ECrossOrder.h"
 #include "etabulon/cross/fwd.h"
+#include "etabulon/cumul/fwd.h"
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/grid/fwd.h"
 #include "etabulon/score/fwd.h"
@@ -14,8 +15,6 @@
 #include <vector>
 
 namespace etabulon {
-
-class ETabulonCumulFunc;
 
 /// A line or a column of an arranged result.
 /// Example: examples/cross.cpp

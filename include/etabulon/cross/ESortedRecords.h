@@ -2,6 +2,7 @@
 
 #include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/foundation/EVariant.h"
+#include "etabulon/foundation/fwd.h"
 #include "etabulon/values/ETabulonPrimaryKey.h"
 #include "etabulon/values/ETabulonTag.h"
 #include "etabulon/values/ETabulonVariableID.h"
@@ -12,8 +13,6 @@
 #include <vector>
 
 namespace etabulon {
-
-class EField;
 
 /// The listener that keeps the records of a walk in the order of their values: missing values
 /// first, numbers and dates by their size, texts in locale order and then by bytes, as

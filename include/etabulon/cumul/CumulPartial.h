@@ -1,14 +1,14 @@
 #pragma once
 
+#include "etabulon/cumul/fwd.h"
 #include "etabulon/values/ETabulonValue.h"
+#include "etabulon/values/fwd.h"
 
 #include <memory>
 #include <vector>
 
 namespace etabulon {
 
-class ETabulonExtractValue;
-class ITabulonCumulFuncOnVarCollection;
 namespace detail {
 class CumulCells;
 }  // namespace detail

@@ -7,6 +7,7 @@
 #include "etabulon/foundation/EFieldSet.h"
 #include "etabulon/foundation/ERecordBlock.h"
 #include "etabulon/foundation/PTableau.h"
+#include "etabulon/foundation/fwd.h"
 #include "etabulon/values/ETabulonLevels.h"
 #include "etabulon/values/ETabulonPrimaryKey.h"
 #include "etabulon/values/ETabulonTag.h"
@@ -19,8 +20,6 @@
 
 namespace etabulon {
 
-class EExtract;
-struct EBlockRequest;
 namespace detail {
 class RecordFilter;
 }

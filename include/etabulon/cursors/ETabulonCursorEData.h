@@ -4,6 +4,7 @@
 #include "etabulon/foundation/EData.h"
 #include "etabulon/foundation/ELinkEngine.h"
 #include "etabulon/foundation/FSortedMap.h"
+#include "etabulon/foundation/fwd.h"
 
 #include <cstdint>
 #include <functional>
@@ -12,9 +13,6 @@
 #include <vector>
 
 namespace etabulon {
-
-class EBlockSource;
-class EDerivation;
 
 /// The cursor on a real table: walks an EData, reads variables through links, writes, and locks
 /// each accepted record if RecordLockBias says so. Derive from it to narrow the table to a tag by

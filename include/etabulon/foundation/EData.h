@@ -2,13 +2,11 @@
 
 #include "etabulon/foundation/EFieldKey.h"
 #include "etabulon/foundation/EFieldSet.h"
+#include "etabulon/foundation/fwd.h"
 
 #include <cstdint>
 
 namespace etabulon {
-
-class DDicoBase;
-class EBlockSource;
 
 /// A record's position in its table: opaque, -1 for none.
 using EPosition = std::int64_t;

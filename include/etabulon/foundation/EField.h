@@ -2,13 +2,12 @@
 
 #include "etabulon/foundation/Chaine.h"
 #include "etabulon/foundation/EVariant.h"
+#include "etabulon/foundation/fwd.h"
 
 #include <cstdint>
 #include <memory>
 
 namespace etabulon {
-
-class DDicoBase;
 
 /// What a field knows beyond its cell. The library passes it on; fillers of screens read it.
 class ETABULON_API EFInfosHandler {

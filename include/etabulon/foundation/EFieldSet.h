@@ -3,14 +3,13 @@
 #include "etabulon/foundation/EExpects.h"
 #include "etabulon/foundation/EField.h"
 #include "etabulon/foundation/PTableau.h"
+#include "etabulon/foundation/fwd.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 
 namespace etabulon {
-
-class EExtract;
 
 /// What field sets of one kind share: descriptions, offsets, indexes by name and by number, slots.
 /// Immutable once two sets share it; a set that changes makes a shape of its own.

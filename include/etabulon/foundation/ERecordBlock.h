@@ -3,6 +3,7 @@
 #include "etabulon/foundation/EData.h"
 #include "etabulon/foundation/EVariant.h"
 #include "etabulon/foundation/detail/HashIndex.h"
+#include "etabulon/foundation/fwd.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -13,8 +14,6 @@
 
 namespace etabulon {
 
-class EBlockSource;
-class EDataColumns;
 namespace detail {
 class EBlockComposer;
 }

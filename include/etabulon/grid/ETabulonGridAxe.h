@@ -1,5 +1,6 @@
 #pragma once
 
+#include "etabulon/cumul/fwd.h"
 #include "etabulon/foundation/Chaine.h"
 #include "etabulon/foundation/ECountedUnknown.h"
 #include "etabulon/foundation/EIcon.h"
@@ -16,9 +17,6 @@
 #include <utility>
 
 namespace etabulon {
-
-class ETabulonCumulFunc;
-class ETabulonVariableDesc;
 
 /// An axis of a cross table: a title and an ordered list of labels.
 ///

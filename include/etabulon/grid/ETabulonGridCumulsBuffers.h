@@ -1,22 +1,19 @@
 #pragma once
 
+#include "etabulon/cumul/fwd.h"
+#include "etabulon/cursors/fwd.h"
 #include "etabulon/foundation/ECountedUnknown.h"
 #include "etabulon/foundation/ERecordBlock.h"
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/foundation/fwd.h"
 #include "etabulon/grid/fwd.h"
+#include "etabulon/values/fwd.h"
 
 #include <memory>
 #include <span>
 #include <vector>
 
 namespace etabulon {
-
-class CumulPartial;
-class ETabulonCursor;
-class ETabulonExtractValue;
-class ETabulonTag;
-class ETabulonVariableID;
-struct EBlockRequest;
 
 namespace detail {
 class GridCells;

@@ -1,19 +1,17 @@
 #pragma once
 
+#include "etabulon/cumul/fwd.h"
+#include "etabulon/cursors/fwd.h"
 #include "etabulon/foundation/ECountedUnknown.h"
 #include "etabulon/foundation/ERecordBlock.h"
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/foundation/fwd.h"
 #include "etabulon/score/fwd.h"
+#include "etabulon/values/fwd.h"
 
 #include <span>
 
 namespace etabulon {
-
-class CumulPartial;
-class ETabulonCursor;
-class ETabulonExtractValue;
-class ETabulonTag;
-struct EBlockRequest;
 
 /// The running results of a score: folds the records of a walk, and sends the ranking to a view.
 /// ETabulonScoreCumuls::Start makes it; a new walk needs a new object.

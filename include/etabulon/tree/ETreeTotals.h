@@ -3,7 +3,11 @@
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
 #include "etabulon/cursors/IBlockNotifier.h"
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/pending/fwd.h"
+#include "etabulon/sort/fwd.h"
+#include "etabulon/tree/fwd.h"
 #include "etabulon/values/ETabulonExtractValue.h"
+#include "etabulon/values/fwd.h"
 
 #include <memory>
 #include <optional>
@@ -11,10 +15,6 @@
 
 namespace etabulon {
 
-class EDataTreeNode;
-class ETabulonPendingChanges;
-class ETabulonSortDesc;
-class ETabulonTag;
 namespace detail {
 class TreeTotals;
 }  // namespace detail

@@ -1,6 +1,9 @@
 #pragma once
 
 #include "etabulon/foundation/EExport.h"
+#include "etabulon/sort/fwd.h"
+#include "etabulon/tree/fwd.h"
+#include "etabulon/values/fwd.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -8,12 +11,7 @@
 #include <utility>
 #include <vector>
 
-namespace etabulon {
-class EDataTreeNode;
-class ETabulonSortDesc;
-class ETabulonTag;
-class ETabulonValue;
-}  // namespace etabulon
+namespace etabulon {}  // namespace etabulon
 
 namespace etabulon::detail {
 
