@@ -33,7 +33,7 @@ void Send(double value) { g_sink += value; }
 
 }  // namespace
 
-// ---------------------------------------------------------------------------------- dictionary
+// -------------------------------------------------------------------------------------- dictionary
 
 void FlatDictionary::Number(std::span<const std::string_view> texts, std::uint32_t* numbers) {
     hashes_.resize(texts.size());
@@ -101,7 +101,7 @@ std::vector<std::uint32_t> FlatDictionary::Sorted() const {
     return numbers;
 }
 
-// -------------------------------------------------------------------------------------- records
+// ----------------------------------------------------------------------------------------- records
 
 FlatReader::FlatReader(Statement& statement, std::string_view kinds)
     : statement_(statement), kinds_(kinds) {
@@ -219,7 +219,7 @@ const FlatBlock* FlatTable::Next() {
     return &block_;
 }
 
-// ----------------------------------------------------------------------------------------- grid
+// -------------------------------------------------------------------------------------------- grid
 
 namespace {
 
@@ -320,7 +320,7 @@ std::size_t FlatGrid(Source& source) {
     return count;
 }
 
-// ---------------------------------------------------------------------------------------- score
+// ------------------------------------------------------------------------------------------- score
 
 template <class Source>
 std::size_t FlatScore(Source& source) {
@@ -356,7 +356,7 @@ std::size_t FlatScore(Source& source) {
     return lines.size();
 }
 
-// ----------------------------------------------------------------------------------------- tree
+// -------------------------------------------------------------------------------------------- tree
 
 namespace {
 

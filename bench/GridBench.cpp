@@ -66,7 +66,7 @@ void ColumnsGridSparse(benchmark::State& state) {
 }
 BENCHMARK(ColumnsGridSparse)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
-// ------------------------------------------------------------------------------- blocks and steps
+// -------------------------------------------------------------------------------- blocks and steps
 
 // The same walk in both ways: by single steps it is the floor.
 void CompareBlocks(benchmark::State& state, const char* name, const Question& question) {
@@ -93,7 +93,7 @@ void GridSumsSteps(benchmark::State& state) {
 }
 BENCHMARK(GridSumsSteps)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
-// --------------------------------------------------------------------------------------- GROUP BY
+// ---------------------------------------------------------------------------------------- GROUP BY
 
 void CompareGroups(benchmark::State& state, const char* name, const Question& question) {
     Grid grid(RunSizes().large, question);
@@ -117,7 +117,7 @@ void GridSparseGroups(benchmark::State& state) {
 }
 BENCHMARK(GridSparseGroups)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
-// ----------------------------------------------------------------------------------------- growth
+// ------------------------------------------------------------------------------------------ growth
 
 void GrowGrid(benchmark::State& state, const char* name, const Question& question) {
     Grid small(RunSizes().small, question);

@@ -197,7 +197,7 @@ private:
     ETabulonValue total_;
 };
 
-// ------------------------------------------------------------------------------------------- fill
+// -------------------------------------------------------------------------------------------- fill
 
 /// The tree's own memory, by what its end gives back. Texts that the table still keeps for its next
 /// walk aren't in it.
@@ -318,7 +318,7 @@ void TreeFillGrowth(benchmark::State& state) {
 }
 BENCHMARK(TreeFillGrowth)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
-// ---------------------------------------------------------------------------------- many siblings
+// ----------------------------------------------------------------------------------- many siblings
 
 /// All distinct texts of the table codes under the root.
 class CodesTree {
@@ -371,7 +371,7 @@ void TreeSiblingsGrowth(benchmark::State& state) {
 }
 BENCHMARK(TreeSiblingsGrowth)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
-// ------------------------------------------------------------------------------------------- sort
+// -------------------------------------------------------------------------------------------- sort
 
 /// The floor of a new sort: SQLite sorts the leaves' columns in memory, and reads them.
 class LeafTable {
@@ -423,7 +423,7 @@ void TreeSortRecords(benchmark::State& state) {
 }
 BENCHMARK(TreeSortRecords)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
-// ---------------------------------------------------------------------------------------- refresh
+// ----------------------------------------------------------------------------------------- refresh
 
 void CompareRefresh(benchmark::State& state, const char* name, Leaves leaves) {
     OrdersTree tree(RunSizes().large, leaves);

@@ -9,7 +9,7 @@
 
 namespace etabulon::fuzz {
 
-/// Makes choices of an input's bytes, from the front. Behind the end each choice is the first one,
+/// Makes choices of an input's bytes, from the front. After the end each choice is the first one,
 /// so that an input cut short is an input too.
 class Choices {
 public:

@@ -74,7 +74,7 @@ private:
     [[nodiscard]] bool IsAtCellEnd() const {
         return at_ == bytes_.size() || bytes_[at_] == separator_ || IsLineEnd(bytes_[at_]);
     }
-    /// Of the byte at `at_`; behind the last one, of that.
+    /// Of the byte at `at_`; after the last one, of that.
     [[nodiscard]] std::uint64_t Line() const {
         const std::size_t end = std::min(at_, bytes_.size() - 1);
         return 1 + static_cast<std::uint64_t>(std::count(

@@ -32,7 +32,7 @@ namespace {
 constexpr int kMostRecords = 300;  // of one walk: a view may have any number
 constexpr std::size_t kMostTables = 4;
 
-// -------------------------------------------------------------------------------------- the file
+// ---------------------------------------------------------------------------------------- the file
 
 constexpr std::size_t kReadVersionAt = 19;  // in the file's header; 2 = write-ahead log
 
@@ -216,7 +216,7 @@ private:
     void Twice(Read read) {
         const std::string first = read();
         const std::string second = read();
-        // In a damaged page SQLite may take what lies behind it in memory for a part of a record.
+        // In a damaged page SQLite may take what lies after it in memory for a part of a record.
         if (!watchdog_.TakeBarked() && second != first && IsSound(path_)) {
             RequireEqual(second, first, "a second reading");
         }
@@ -243,7 +243,7 @@ private:
         }
         return text + "status " + std::to_string(table.status);
     }
-    /// The first columns, and one behind each of the first links, forth and back.
+    /// The first columns, and one after each of the first links, forth and back.
     [[nodiscard]] ETabulonLevels Levels(const ESqlTableInfo& info) {
         constexpr std::size_t kMostColumns = 2;
         constexpr unsigned kMostLevels = 5;

@@ -159,7 +159,7 @@ private:
     }
     Place AnyPlace() {
         Place place;
-        // The level behind the last is one that the cursor lacks.
+        // The level after the last is one that the cursor lacks.
         for (unsigned known = choices_.Below(1U << (kLevels + 1)), level = 0; known != 0;
              known >>= 1U, ++level) {
             if (known % 2 != 0) {

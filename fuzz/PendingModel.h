@@ -43,7 +43,7 @@ using Place = std::map<unsigned, Datum>;
 
 struct Variable {
     const char* code = "";
-    unsigned number = 0;  // 0: goes by code
+    unsigned number = 0;  // 0: identified by its code
 
     [[nodiscard]] ETabulonVariableID Id() const { return ETabulonVariableID(Chaine(code)); }
 };
@@ -53,7 +53,7 @@ struct Variable {
 
 enum Column : unsigned { Group = 0, Name = 1, Id = 2, Value = 3 };
 inline constexpr const char* kColumns[] = {"group", "name", "id", "value"};
-inline constexpr unsigned kLevels = 3;  // the first columns; the cursor has no level behind them
+inline constexpr unsigned kLevels = 3;  // the first columns; the cursor has no level after them
 
 using Record = std::array<Datum, std::size(kColumns)>;
 

@@ -8,7 +8,8 @@ Prints one line for each include that breaks a rule and ends with 1 if there is 
     that exists; a private header is named by its folder under src/, or, beside a source of an
     adapter or application, by its path from there or from the root;
   - it names a header of a lower rank, or of the same folder and rank;
-  - no header reaches itself.
+  - no header reaches itself;
+  - a public header takes the name of a class that a fwd.h declares from there.
 """
 
 import fnmatch
@@ -18,6 +19,7 @@ import sys
 
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*(["<])([^">]+)[">]', re.MULTILINE)
 COMMENT = re.compile(r"/\*.*?\*/", re.DOTALL)
+FORWARD = re.compile(r"^(?:class|struct) (\w+);$", re.MULTILINE)
 
 
 class Ranks:
@@ -151,7 +153,18 @@ def check(root):
             fault = rank_fault(ranks, tree, path, rank, target)
             if fault:
                 faults.append(f"{at}: {fault}")
-    return faults + circles(edges)
+    return faults + repeated_forwards(root, tree) + circles(edges)
+
+
+def repeated_forwards(root, tree):
+    texts = {path: (root / path).read_text() for path in tree.public.values()}
+    homes = {name: path for path, text in texts.items() if is_forward(path)
+             for name in FORWARD.findall(text)}
+    return [f"{path}: declares {name}, as {homes[name]} does: include that"
+            for path, text in texts.items() if not is_forward(path)
+            for name in FORWARD.findall(text)
+            if name in homes and not re.search(rf"^(?:class|struct)\b[^;{{]*\b{name}\b[^;{{]*{{",
+                                               text, re.MULTILINE)]
 
 
 def rank_fault(ranks, tree, path, rank, target):

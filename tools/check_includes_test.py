@@ -84,6 +84,8 @@ class Includes(unittest.TestCase):
              '#include "apps/tool/side/Side.h"\n', "apps/tool/side/Side.h (rank 8)"),
             ("forward header with a load", "include/etabulon/values/fwd.h",
              '#include "etabulon/values/Low.h"\n', "a fwd.h includes values/Low.h"),
+            ("name that a forward header has", "include/etabulon/cursors/Other.h",
+             "class Sort;\n", "include/etabulon/sort/fwd.h"),
             ("short name", "include/etabulon/values/Tag.h",
              '#include "Key.h"\n', "not the full name"),
             ("way up", "apps/tool/main.cpp", '#include "../tool/Part.h"\n', "not the full name"),

@@ -6,7 +6,7 @@
 
 namespace etabulon {
 
-// --- from the constructor to the destructor ---
+// ---------------------------------------------------------- from the constructor to the destructor
 
 detail::EDataTreeCtrlParts::EDataTreeCtrlParts(EDataTreeCtrl& owner, IScreen& ownScreen)
     : ctrl(owner),
@@ -35,7 +35,7 @@ EDataTreeCtrl::~EDataTreeCtrl() {
 }
 
 void EDataTreeCtrl::Init(ETabulonCursor* cursor, const Chaine& rootName, HICON rootIcon) {
-    E_EXPECTS(!InitDone());
+    E_EXPECTS(!InitDone() && cursor != nullptr);
     parts_->tree = std::make_unique<EDataTree>(cursor, rootName, rootIcon);
     SortDesc()->AddNotifier(this);
     parts_->runs.Init(parts_->tree.get());
@@ -64,7 +64,7 @@ void EDataTreeCtrl::OnDetached() {
     parts_->items.RemoveAll();
 }
 
-// --- runs ---
+// -------------------------------------------------------------------------------------------- runs
 
 void EDataTreeCtrl::Fill() { parts_->runs.Fill(); }
 
@@ -91,7 +91,7 @@ void EDataTreeCtrl::OnBrowseError(CursorStatus status) {
     View().SendToOwner(NotifyBrowseError, status, 0);
 }
 
-// --- selection and items ---
+// ----------------------------------------------------------------------------- selection and items
 
 ETabulonTag EDataTreeCtrl::Selected() const { return parts_->selection.Selected(); }
 
@@ -128,7 +128,7 @@ void EDataTreeCtrl::OnTimer(unsigned timerID) {
     }
 }
 
-// --- what is read through the tree ---
+// ------------------------------------------------------------------- what is read through the tree
 
 ETabulonCursor* EDataTreeCtrl::Cursor() const { return parts_->Cursor(); }
 
@@ -149,7 +149,7 @@ ETabulonTag detail::EDataTreeCtrlParts::AboveOf(const ETabulonTag& tag) const {
     return above == tag ? ETabulonTag() : above;
 }
 
-// --- levels ---
+// ------------------------------------------------------------------------------------------ levels
 
 void EDataTreeCtrl::SetRootParams(const Chaine& rootName, HICON rootIcon) {
     parts_->levels.SetRootParams(rootName, rootIcon);
@@ -198,7 +198,7 @@ void EDataTreeCtrl::OnSortChanged(const ETabulonSortDesc*, SortChange change) {
     parts_->levels.OnSortChanged(change);
 }
 
-// --- display ---
+// ----------------------------------------------------------------------------------------- display
 
 EDataTreeCtrl::DisplayMode EDataTreeCtrl::Display() const noexcept {
     return parts_->sync.Display();

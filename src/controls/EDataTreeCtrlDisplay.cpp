@@ -20,7 +20,7 @@ EDataTreeCtrlDisplay::~EDataTreeCtrlDisplay() {
     }
 }
 
-// --- an empty control ---
+// -------------------------------------------------------------------------------- an empty control
 
 void EDataTreeCtrlDisplay::SetEmptyText(const Chaine& text) {
     emptyText_ = text;
@@ -60,7 +60,7 @@ void EDataTreeCtrlDisplay::OnSize(unsigned sizeType) {
     }
 }
 
-// --- alerts and tips ---
+// --------------------------------------------------------------------------------- alerts and tips
 
 void EDataTreeCtrlDisplay::AttachAlerts(const EDataTreeRaisedAlerts* alerts) {
     alerts_ = alerts;

@@ -95,7 +95,7 @@ void EDataTreeCtrlLevels::RestoreHiddenLevelsPosition() {
     tree->MoveHiddenLevelsTo(position);
 }
 
-// --- moves ---
+// ------------------------------------------------------------------------------------------- moves
 
 bool EDataTreeCtrlLevels::MoveSortLevel(unsigned from, unsigned to, bool resync) {
     const EWaitCursor waiting(parts_.screen);
@@ -152,7 +152,7 @@ bool EDataTreeCtrlLevels::MoveSelectedLevelDown() {
     return true;
 }
 
-// --- drag and drop ---
+// ----------------------------------------------------------------------------------- drag and drop
 
 bool EDataTreeCtrlLevels::CanBeginDrag(_TREEITEM* item) {
     return item != nullptr && item != View().FirstItem();
@@ -183,7 +183,7 @@ void EDataTreeCtrlLevels::OnDrop(const DropData* data) {
     parts_.selection.StartAutoRefreshTimer();
 }
 
-// --- changes from outside ---
+// ---------------------------------------------------------------------------- changes from outside
 
 bool EDataTreeCtrlLevels::OnSortChanging() {
     parts_.runs.Cancel();  // also reaches a run whose walk hasn't begun

@@ -24,7 +24,7 @@ public:
     [[nodiscard]] bool AreHiddenLevelsAttachedToCurrent() const noexcept {
         return attachHiddenLevels_;
     }
-    /// Moves the hidden levels behind the selected item's level, or behind all levels.
+    /// Moves the hidden levels after the selected item's level, or after all levels.
     void RestoreHiddenLevelsPosition();
 
     bool MoveSelectedLevelUp();

@@ -88,7 +88,7 @@ void EDataTreeCtrlRuns::RefreshDeletedNode(const ETabulonTag& tag) {
     }
 }
 
-// --- messages ---
+// ---------------------------------------------------------------------------------------- messages
 
 void EDataTreeCtrlRuns::OnMessage(EMessage& message) {
     struct Entry {

@@ -68,7 +68,7 @@ void EDataTreeCtrlSelection::SelectAgain(const ETabulonTag& tag) {
     }
 }
 
-// --- the timer ---
+// --------------------------------------------------------------------------------------- the timer
 
 void EDataTreeCtrlSelection::StartAutoRefreshTimer() {
     autoRefreshTimer_ = View().SetTimer(

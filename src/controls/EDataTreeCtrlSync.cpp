@@ -324,7 +324,7 @@ Chaine EDataTreeCtrlSync::DisplayName(const EDataTreeNode& node) const {
                                                       : value.DisplayText();
 }
 
-// --- deleting ---
+// ---------------------------------------------------------------------------------------- deleting
 
 /// Deletes an item whose node has gone, or has moved among its siblings.
 ///
@@ -391,7 +391,7 @@ void EDataTreeCtrlSync::Delete(const ETabulonTag& tag) {
     }
 }
 
-// --- events of the view ---
+// ------------------------------------------------------------------------------ events of the view
 
 bool EDataTreeCtrlSync::OnItemexpanding(_TREEITEM* item, ETreeExpand action) {
     const EDataTreeItemData* data = parts_.items.DataOf(item);

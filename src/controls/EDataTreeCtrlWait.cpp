@@ -27,7 +27,7 @@ EDataTreeCtrlWait::~EDataTreeCtrlWait() {
     DestroyIcon(waitIcon_);
 }
 
-// --- the pointer ---
+// ------------------------------------------------------------------------------------- the pointer
 
 void EDataTreeCtrlWait::SetWndCursor(HCURSOR cursor) {
     IScreen& screen = parts_.screen;
@@ -45,7 +45,7 @@ bool EDataTreeCtrlWait::OnSetCursor() {
     return true;
 }
 
-// --- the blinking ---
+// ------------------------------------------------------------------------------------ the blinking
 
 void EDataTreeCtrlWait::Begin() {
     SetWndCursor(busyCursor_);

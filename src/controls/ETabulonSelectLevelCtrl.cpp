@@ -27,7 +27,7 @@ ETabulonSelectLevelCtrl::~ETabulonSelectLevelCtrl() {
 
 void ETabulonSelectLevelCtrl::OnDetaching() { View().AttachImages(nullptr); }
 
-// --- the description ---
+// --------------------------------------------------------------------------------- the description
 
 void ETabulonSelectLevelCtrl::Init(const ETabulonLevels* levels) {
     E_EXPECTS(levels != nullptr);
@@ -76,7 +76,7 @@ void ETabulonSelectLevelCtrl::OnSortChanged(const ETabulonSortDesc*, SortChange 
     }
 }
 
-// --- the chain ---
+// --------------------------------------------------------------------------------------- the chain
 
 void ETabulonSelectLevelCtrl::Fill() {
     if (!HasView()) {
@@ -123,7 +123,7 @@ bool ETabulonSelectLevelCtrl::OnItemexpanding(_TREEITEM*, ETreeExpand action) {
     return action != TreeCollapse && action != TreeToggle && action != TreeCollapseReset;
 }
 
-// --- moves ---
+// ------------------------------------------------------------------------------------------- moves
 
 // Deliberate: the result of the move is ignored. The selection goes to the new position even if the
 // description refused the move and another level has that position; the results of the callers

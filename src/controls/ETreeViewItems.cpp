@@ -29,7 +29,7 @@ Item* FirstLeaf(Item* item) noexcept {
     return item;
 }
 
-/// The items of an unlinked branch, each behind its descendants, chained by `previous`: destructors
+/// The items of an unlinked branch, each after its descendants, chained by `previous`: destructors
 /// of controls delete items, which therefore allocates nothing.
 template <class Item>
 class Branch {

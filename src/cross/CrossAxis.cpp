@@ -29,20 +29,20 @@ CrossAxis::CrossAxis(const CrossLookup& lookup, ECrossSide side, const ECrossAxi
 }
 
 // Its depth of recursion is the number of the axis's levels.
-void CrossAxis::AddEntries(CrossPlace parent, const ECrossAxisOrder& order) {
+void CrossAxis::AddEntries(CrossNode parent, const ECrossAxisOrder& order) {
     const Depth& own = depths_[parent.depth];
-    const std::uint32_t first = own.starts[parent.node];
-    const std::uint32_t count = own.starts[parent.node + 1] - first;
+    const std::uint32_t first = own.starts[parent.index];
+    const std::uint32_t count = own.starts[parent.index + 1] - first;
     const std::uint32_t shown = std::min(count, order.MostAt(parent.depth));
     for (std::uint32_t at = first; at < first + shown; ++at) {
-        const CrossPlace place{parent.depth + 1, own.nodes[at]};
-        if (place.depth == depths_.size()) {
-            entries_.push_back({Part::Detail, place});
+        const CrossNode node{parent.depth + 1, own.nodes[at]};
+        if (node.depth == depths_.size()) {
+            entries_.push_back({Part::Detail, node});
             continue;
         }
-        AddEntries(place, order);
+        AddEntries(node, order);
         if (order.hasSubtotals) {
-            entries_.push_back({Part::Subtotal, place});
+            entries_.push_back({Part::Subtotal, node});
         }
     }
     if (shown < count && !order.others.IsEmpty()) {

@@ -15,7 +15,7 @@ public:
     enum class Part : std::uint8_t { Detail = 0, Subtotal = 1, Others = 2 };
     struct Entry {
         Part part = Part::Detail;
-        CrossPlace place;  // of others: the place whose last children they are
+        CrossNode node;  // for others: the parent node
         std::uint32_t firstOther = 0;
         std::uint32_t otherCount = 0;
     };
@@ -23,9 +23,9 @@ public:
     CrossAxis(const CrossLookup& lookup, ECrossSide side, const ECrossAxisOrder& order);
 
     [[nodiscard]] std::span<const Entry> Entries() const noexcept { return entries_; }
-    /// The nodes of an entry of others, one level below its place.
+    /// The nodes that an entry of others stands for: children of its parent node.
     [[nodiscard]] std::span<const std::uint32_t> Others(const Entry& entry) const noexcept {
-        return std::span(depths_[entry.place.depth].nodes)
+        return std::span(depths_[entry.node.depth].nodes)
             .subspan(entry.firstOther, entry.otherCount);
     }
 
@@ -35,9 +35,9 @@ private:
         std::vector<std::uint32_t> nodes;
         std::vector<std::uint32_t> starts;  // in `nodes`, of each parent's children, and the end
     };
-    void AddEntries(CrossPlace parent, const ECrossAxisOrder& order);
+    void AddEntries(CrossNode parent, const ECrossAxisOrder& order);
 
-    std::vector<Depth> depths_;  // that of depth 1 first
+    std::vector<Depth> depths_;  // from depth 1 on
     std::vector<Entry> entries_;
 };
 

@@ -17,10 +17,10 @@ namespace etabulon::detail {
     return side == ECrossSide::Lines ? ECrossSide::Columns : ECrossSide::Lines;
 }
 
-/// Where a cell lies on an axis: a node, which is a label of that many levels from the first on.
-struct CrossPlace {
+/// A node of an axis: a label of the first `depth` levels.
+struct CrossNode {
     std::uint32_t depth = 0;  // 0: the whole axis
-    std::uint32_t node = 0;   // the label's line in the group of this depth alone
+    std::uint32_t index = 0;  // the label's line in the group of this depth alone
 };
 
 /// The cells, totals and subtotals of a cross table whose axes may have several levels each: a
@@ -57,7 +57,7 @@ public:
     [[nodiscard]] const Levels& LevelsAt(ECrossSide side, std::uint32_t depth) const noexcept {
         return levels_[static_cast<std::size_t>(side)][depth - 1];
     }
-    /// The group of these depths, of which one isn't 0.
+    /// The group of these depths. Requires that one of them isn't 0.
     [[nodiscard]] ScoreCells& Group(std::uint32_t lineDepth,
                                     std::uint32_t columnDepth) const noexcept {
         return *groups_[IndexOf(lineDepth, columnDepth)];
@@ -66,7 +66,7 @@ public:
     [[nodiscard]] ScoreCells& Labels(ECrossSide side, std::uint32_t depth) const noexcept {
         return side == ECrossSide::Lines ? Group(depth, 0) : Group(0, depth);
     }
-    /// A group that there is in any case.
+    /// Some group: there is always one.
     [[nodiscard]] ScoreCells& Any() const noexcept { return *groups_.back(); }
     [[nodiscard]] std::size_t IndexOf(std::uint32_t lineDepth,
                                       std::uint32_t columnDepth) const noexcept {
@@ -79,7 +79,7 @@ private:
     ERef<ETabulonScoreCumuls> desc_;
     std::uint32_t depth_[2] = {0, 0};
     std::vector<Levels> levels_[2];
-    /// By IndexOf. The first, of no level, is there only where no group has a level.
+    /// At IndexOf. The first, of no level, is null unless no axis has a level.
     std::vector<ERef<ScoreCells>> groups_;
 };
 

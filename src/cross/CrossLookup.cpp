@@ -27,15 +27,15 @@ void CrossLookup::Append(const TagIndex& labels, std::uint32_t node, const Trans
     }
 }
 
-CrossLookup::Row CrossLookup::Find(CrossPlace line, CrossPlace column) const {
+CrossLookup::Row CrossLookup::Find(CrossNode line, CrossNode column) const {
     if (line.depth == 0 && column.depth == 0) {
         return {&cells_.Any(), Row::kTotal};
     }
     const ScoreCells& group = cells_.Group(line.depth, column.depth);
     if (line.depth == 0 || column.depth == 0) {
-        return {&group, line.depth == 0 ? column.node : line.node};
+        return {&group, line.depth == 0 ? column.index : line.index};
     }
-    if (line.node == kNone || column.node == kNone) {
+    if (line.index == kNone || column.index == kNone) {
         return {&group, kNone};
     }
     const TagIndex& lines = Labels(ECrossSide::Lines, line.depth);
@@ -52,11 +52,11 @@ CrossLookup::Row CrossLookup::Find(CrossPlace line, CrossPlace column) const {
         known.isReady = true;
     }
     known.numbers.resize(lines.ColumnCount() + columns.ColumnCount());
-    if (known.lastLine != line.node) {
-        Append(lines, line.node, known.lines, known.numbers.data());
-        known.lastLine = line.node;
+    if (known.lastLine != line.index) {
+        Append(lines, line.index, known.lines, known.numbers.data());
+        known.lastLine = line.index;
     }
-    Append(columns, column.node, known.columns, known.numbers.data() + lines.ColumnCount());
+    Append(columns, column.index, known.columns, known.numbers.data() + lines.ColumnCount());
     return {&group, group.Labels().Find(known.numbers)};
 }
 
@@ -83,8 +83,8 @@ std::vector<std::uint32_t> CrossLookup::Parents(ECrossSide side, std::uint32_t d
     return parents;
 }
 
-CrossPlace CrossLookup::PlaceOf(const CrossCells& cells, ECrossSide side, std::uint32_t depth,
-                                const ETabulonTag& tag, Numbers& numbers) {
+CrossNode CrossLookup::NodeOf(const CrossCells& cells, ECrossSide side, std::uint32_t depth,
+                              const ETabulonTag& tag, Numbers& numbers) {
     if (depth == 0) {
         return {};
     }
@@ -102,7 +102,7 @@ CrossPlace CrossLookup::PlaceOf(const CrossCells& cells, ECrossSide side, std::u
     return {depth, labels.Find(numbers)};
 }
 
-CrossPlace CrossLookup::PlaceOf(const CrossCells& cells, ECrossSide side, const ETabulonTag& tag) {
+CrossNode CrossLookup::NodeOf(const CrossCells& cells, ECrossSide side, const ETabulonTag& tag) {
     std::uint32_t depth = 0;
     const auto hasNext = [&] {
         const CrossCells::Levels& levels = cells.LevelsAt(side, depth + 1);
@@ -113,7 +113,7 @@ CrossPlace CrossLookup::PlaceOf(const CrossCells& cells, ECrossSide side, const 
         ++depth;
     }
     Numbers numbers;
-    return PlaceOf(cells, side, depth, tag, numbers);
+    return NodeOf(cells, side, depth, tag, numbers);
 }
 
 }  // namespace etabulon::detail

@@ -27,8 +27,8 @@ public:
         const ScoreCells* group;
         std::uint32_t line;
     };
-    [[nodiscard]] Row Find(CrossPlace line, CrossPlace column) const;
-    [[nodiscard]] Row Find(ECrossSide side, CrossPlace own, CrossPlace across) const {
+    [[nodiscard]] Row Find(CrossNode line, CrossNode column) const;
+    [[nodiscard]] Row Find(ECrossSide side, CrossNode own, CrossNode across) const {
         return side == ECrossSide::Lines ? Find(own, across) : Find(across, own);
     }
     /// Reads a cell's result; ValNull without records.
@@ -41,18 +41,18 @@ public:
     [[nodiscard]] std::uint32_t NodeCount(ECrossSide side, std::uint32_t depth) const noexcept {
         return cells_.Labels(side, depth).LineCount();
     }
-    /// By node of a depth from 2 on, the node above it.
+    /// For a depth from 2 on: the parent of each node, by their indexes.
     [[nodiscard]] std::vector<std::uint32_t> Parents(ECrossSide side, std::uint32_t depth) const;
-    /// The place of the tag's values at the side's levels, from the first on without a gap.
-    [[nodiscard]] static CrossPlace PlaceOf(const CrossCells& cells, ECrossSide side,
-                                            const ETabulonTag& tag);
-    /// The place whose labels are the tag's values at the side's levels, from the first on. The
-    /// node is kNone if there is no such label.
+    /// The node of the tag's values at as many of the side's levels as it has without a gap, from
+    /// the first on. Its index is kNone if there is no such label.
+    [[nodiscard]] static CrossNode NodeOf(const CrossCells& cells, ECrossSide side,
+                                          const ETabulonTag& tag);
+    /// The node of this depth for the tag's values; a level without one counts as missing there.
     /// `numbers` is scratch.
     using Numbers = std::vector<std::uint32_t>;
-    [[nodiscard]] static CrossPlace PlaceOf(const CrossCells& cells, ECrossSide side,
-                                            std::uint32_t depth, const ETabulonTag& tag,
-                                            Numbers& numbers);
+    [[nodiscard]] static CrossNode NodeOf(const CrossCells& cells, ECrossSide side,
+                                          std::uint32_t depth, const ETabulonTag& tag,
+                                          Numbers& numbers);
 
 private:
     /// By column of the index of an axis's group, the number in the cells' group for each number.

@@ -10,8 +10,8 @@
 
 namespace etabulon::detail {
 
-/// The cells of others: each is merged from the states of the cells that it stands for, when it is
-/// first read, so that it is what folding their records would have given.
+/// Cells of lines or columns that are put together as "others". The first read merges the states of
+/// the cells that such a cell stands for, which gives the same result as folding their records.
 ///
 /// Threads  one at a time. Valid until a record is added.
 class CrossOthers {
@@ -19,13 +19,13 @@ public:
     explicit CrossOthers(const CrossLookup& lookup)
         : lookup_(lookup), rows_(lookup.Cells().Desc().Calculations()) {}
 
-    /// Some nodes of one depth.
+    /// Nodes of one depth, by their indexes.
     struct Nodes {
         std::uint32_t depth;
         std::span<const std::uint32_t> nodes;
     };
     /// Reads the result of all cells of these lines and columns; ValNull without records, and for
-    /// functions of an application, whose states can't be merged. `key` tells the cell from others.
+    /// functions of an application, whose states can't be merged. `key` is unique for the cell.
     void Read(std::uint64_t key, const Nodes& lines, const Nodes& columns, unsigned int calculation,
               ETabulonValue& result);
 

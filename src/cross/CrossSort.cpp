@@ -47,9 +47,9 @@ void CrossSort::AddKey(const ECrossKey& key) {
 }
 
 void CrossSort::AddResults(const ECrossKey& key) {
-    CrossPlace across;
+    CrossNode across;
     if (key.source == ECrossKey::Cell) {
-        across = CrossLookup::PlaceOf(lookup_.Cells(), Opposite(side_), key.across);
+        across = CrossLookup::NodeOf(lookup_.Cells(), Opposite(side_), key.across);
     }
     keys_.push_back(ResultKeys::Of(count_, [&](std::uint32_t node, ETabulonValue& result) {
         CrossLookup::Read(lookup_.Find(side_, {depth_, node}, across), key.calculation, result);

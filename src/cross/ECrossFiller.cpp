@@ -1,13 +1,16 @@
 #include "etabulon/cross/ECrossFiller.h"
 
 #include "cross/CrossCells.h"
+#include "etabulon/foundation/EExpects.h"
 
 #include <typeinfo>
 
 namespace etabulon {
 
 ECrossFiller::ECrossFiller(ETabulonCursor* cursor, const ETabulonPendingChanges* pending)
-    : pending_(pending), cursor_(cursor) {}
+    : pending_(pending), cursor_(cursor) {
+    E_EXPECTS(cursor != nullptr);
+}
 
 ECrossFiller::~ECrossFiller() = default;
 

@@ -17,7 +17,7 @@ ECrossSelection::~ECrossSelection() = default;
 bool ECrossSelection::Has(const ETabulonTag& record) const {
     return std::none_of(shown_.begin(), shown_.end(), [&](const Shown& shown) {
         const std::uint32_t node =
-            CrossLookup::PlaceOf(*cells_, shown.side, shown.depth, record, numbers_).node;
+            CrossLookup::NodeOf(*cells_, shown.side, shown.depth, record, numbers_).index;
         return node != CrossLookup::kNone && shown.nodes[node];
     });
 }

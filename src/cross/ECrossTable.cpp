@@ -18,8 +18,8 @@ namespace etabulon {
 using detail::CrossAxis;
 using detail::CrossCells;
 using detail::CrossLookup;
+using detail::CrossNode;
 using detail::CrossOthers;
-using detail::CrossPlace;
 
 struct ECrossTable::Parts {
     Parts(ERef<CrossCells> shared, const ECrossOrder& order)
@@ -40,18 +40,18 @@ struct ECrossTable::Parts {
     [[nodiscard]] bool IsOthers(ECrossSide side, std::uint32_t index) const {
         return index != kTotal && Entry(side, index).part == CrossAxis::Part::Others;
     }
-    [[nodiscard]] CrossPlace PlaceOf(ECrossSide side, std::uint32_t index) const {
-        return index == kTotal ? CrossPlace() : Entry(side, index).place;
+    [[nodiscard]] CrossNode NodeOf(ECrossSide side, std::uint32_t index) const {
+        return index == kTotal ? CrossNode() : Entry(side, index).node;
     }
-    /// The nodes that an entry stands for: those of others, or its own, which `node` holds.
+    /// The nodes that an entry stands for: those of others, or its own, which `own` holds.
     [[nodiscard]] CrossOthers::Nodes NodesOf(ECrossSide side, std::uint32_t index,
-                                             std::uint32_t& node) const {
-        const CrossPlace place = PlaceOf(side, index);
+                                             std::uint32_t& own) const {
+        const CrossNode node = NodeOf(side, index);
         if (IsOthers(side, index)) {
-            return {place.depth + 1, Axis(side).Others(Entry(side, index))};
+            return {node.depth + 1, Axis(side).Others(Entry(side, index))};
         }
-        node = place.node;
-        return {place.depth, std::span(&node, 1)};
+        own = node.index;
+        return {node.depth, std::span(&own, 1)};
     }
     void Read(std::uint32_t line, std::uint32_t column, unsigned int calculation,
               ETabulonValue& value) const {
@@ -62,7 +62,7 @@ struct ECrossTable::Parts {
                         NodesOf(ECrossSide::Columns, column, nodes[1]), calculation, value);
         } else {
             CrossLookup::Read(
-                lookup.Find(PlaceOf(ECrossSide::Lines, line), PlaceOf(ECrossSide::Columns, column)),
+                lookup.Find(NodeOf(ECrossSide::Lines, line), NodeOf(ECrossSide::Columns, column)),
                 calculation, value);
         }
     }
@@ -79,13 +79,13 @@ struct ECrossTable::Parts {
     void PrefetchBehind(ECrossSide side, std::uint32_t index) const {
         constexpr std::size_t kAhead = 8;
         const auto entries = Axis(side).Entries();
-        const auto at = [&](std::size_t behind) { return entries[index + behind].place; };
+        const auto at = [&](std::size_t after) { return entries[index + after].node; };
         if (index + 2 * kAhead < entries.size() && at(2 * kAhead).depth != 0) {
-            const CrossPlace far = at(2 * kAhead);
-            cells->Labels(side, far.depth).Prefetch(far.node);
-            lookup.Labels(side, far.depth).PrefetchValues(far.node);
-            if (const CrossPlace near = at(kAhead); near.depth != 0) {
-                lookup.Labels(side, near.depth).PrefetchTexts(near.node);
+            const CrossNode far = at(2 * kAhead);
+            cells->Labels(side, far.depth).Prefetch(far.index);
+            lookup.Labels(side, far.depth).PrefetchValues(far.index);
+            if (const CrossNode near = at(kAhead); near.depth != 0) {
+                lookup.Labels(side, near.depth).PrefetchTexts(near.index);
             }
         }
     }
@@ -137,21 +137,21 @@ std::uint32_t ECrossTable::Count(ECrossSide side) const noexcept {
 
 ECrossEntry ECrossTable::Entry(ECrossSide side, std::uint32_t index) const {
     const CrossAxis::Entry& entry = parts_->Entry(side, index);
-    return {static_cast<ECrossEntry::Part>(entry.part), entry.place.depth};
+    return {static_cast<ECrossEntry::Part>(entry.part), entry.node.depth};
 }
 
 void ECrossTable::ReadLabel(ECrossSide side, std::uint32_t index, ETabulonTag& label) const {
     parts_->PrefetchBehind(side, index);
-    const CrossPlace place = parts_->Entry(side, index).place;
-    if (place.depth == 0) {
+    const CrossNode node = parts_->Entry(side, index).node;
+    if (node.depth == 0) {
         label = parts_->cells->Desc().Root();
     } else {
-        parts_->cells->Labels(side, place.depth).ReadLabel(place.node, label);
+        parts_->cells->Labels(side, node.depth).ReadLabel(node.index, label);
     }
 }
 
 bool ECrossTable::HasLabel(ECrossSide side, const ETabulonTag& tag) const {
-    return CrossLookup::PlaceOf(*parts_->cells, side, tag).node != CrossLookup::kNone;
+    return CrossLookup::NodeOf(*parts_->cells, side, tag).index != CrossLookup::kNone;
 }
 
 void ECrossTable::ReadValue(std::uint32_t line, std::uint32_t column, unsigned int calculation,
@@ -211,7 +211,7 @@ ECrossSelection ECrossTable::Selection(std::uint32_t line, std::uint32_t column)
         }
         const CrossAxis::Entry& entry = parts_->Entry(side, index);
         if (entry.part == CrossAxis::Part::Others) {
-            const std::uint32_t depth = entry.place.depth + 1;
+            const std::uint32_t depth = entry.node.depth + 1;
             std::vector<bool> shown(parts_->lookup.NodeCount(side, depth), true);
             for (const std::uint32_t node : parts_->Axis(side).Others(entry)) {
                 shown[node] = false;

@@ -18,7 +18,7 @@ ESortedRecords::~ESortedRecords() = default;
 
 CursorStatus ESortedRecords::OnReset(const ETabulonTag& /*tag*/, const ETabulonCursor& cursor) {
     sorted_.clear();
-    place_ = 0;
+    number_ = 0;
     keyFields_.clear();
     valueFields_.clear();
     for (const Key& key : keys_) {
@@ -37,7 +37,7 @@ bool ESortedRecords::IsBefore(const Sorted& a, const Sorted& b) const {
             return (order < 0) != keys_[at].isFalling;
         }
     }
-    return a.place < b.place;
+    return a.number < b.number;
 }
 
 void ESortedRecords::ReadKeys() {
@@ -45,12 +45,12 @@ void ESortedRecords::ReadKeys() {
         next_.keys[at].clear();
         AppendOrderKey(*keyFields_[at], next_.keys[at]);
     }
-    next_.place = place_++;
+    next_.number = number_++;
 }
 
 void ESortedRecords::Take(const ETabulonCursor& cursor, Sorted& sorted) const {
     sorted.keys = next_.keys;
-    sorted.place = next_.place;
+    sorted.number = next_.number;
     sorted.record.tag = cursor.CurrentTag();
     sorted.record.key = cursor.PrimaryKey();
     sorted.record.values.clear();

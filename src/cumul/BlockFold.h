@@ -45,8 +45,8 @@ struct BlockFold {
             plan, rows, [](std::size_t /*at*/, const auto& step) { step(MissingNumber{}); });
     }
 
-    /// Folds into the rows of each record what `read(its place among them, step)` gives to `step`.
-    /// One loop for each usual number of places: a score has the line, a grid the cell and two
+    /// Folds into the rows of each record what `read(the record's index, step)` gives to `step`.
+    /// One loop for each usual number of targets: a score has the line, a grid the cell and two
     /// totals.
     template <class T, class Read>
     static void FoldEach(const CellPlan& plan, const BlockRows& rows, const Read& read) {
@@ -56,15 +56,15 @@ struct BlockFold {
         if constexpr (Fold::kKeepsWider) {
             return FoldNarrowFirst<T>(plan, rows, read);
         }
-        if (rows.shared != nullptr && rows.places.size() == 1) {
-            return FoldPlaces<T>(plan, rows, read, std::array{rows.places[0]});
+        if (rows.shared != nullptr && rows.targets.size() == 1) {
+            return FoldTargets<T>(plan, rows, read, std::array{rows.targets[0]});
         }
-        if (rows.shared != nullptr && rows.places.size() == 3) {
+        if (rows.shared != nullptr && rows.targets.size() == 3) {
             if (rows.isSteady) {
                 return FoldSteady<T>(plan, rows, read);
             }
-            return FoldPlaces<T>(plan, rows, read,
-                                 std::array{rows.places[0], rows.places[1], rows.places[2]});
+            return FoldTargets<T>(plan, rows, read,
+                                  std::array{rows.targets[0], rows.targets[1], rows.targets[2]});
         }
         ForEachRecord(rows, [&](std::size_t at, CellPlan::Rows rowsOfRecord) {
             read(at, [&](const auto& number) {
@@ -75,7 +75,7 @@ struct BlockFold {
         });
     }
 
-    /// For folds that keep the number of the record behind the result.
+    /// For folds that keep the number of the record that gave the result.
     template <class T, class Read>
     static void FoldInOrder(const CellPlan& plan, const BlockRows& rows, const Read& read) {
         ForEachRecord(rows, [&](std::size_t at, CellPlan::Rows rowsOfRecord) {
@@ -93,7 +93,7 @@ struct BlockFold {
     template <class T, class Read>
     [[gnu::flatten]] static void FoldNarrowFirst(const CellPlan& plan, const BlockRows& rows,
                                                  const Read read) {
-        const BlockRows::Place cells = rows.places.front();
+        const BlockRows::RowsOfTarget cells = rows.targets.front();
         const std::size_t count = rows.records.size();
         const std::size_t offset = plan.offset;
         for (std::size_t at = 0; at < count; ++at) {
@@ -107,8 +107,8 @@ struct BlockFold {
     template <class T, class Number>
     [[gnu::noinline]] static void StepInOthers(const CellPlan& plan, const BlockRows& rows,
                                                std::size_t at, Number number) {
-        for (const BlockRows::Place place : rows.places.subspan(1)) {
-            StepIn<T>(place[at] + plan.offset, number);
+        for (const BlockRows::RowsOfTarget target : rows.targets.subspan(1)) {
+            StepIn<T>(target[at] + plan.offset, number);
         }
         if (rows.shared != nullptr) {
             StepIn<T>(rows.shared + plan.offset, number);
@@ -117,23 +117,23 @@ struct BlockFold {
 
     /// The shared row is folded in registers as long as it holds a number: through memory each
     /// record would wait for the one before.
-    template <class T, class Read, std::size_t Places>
-    [[gnu::flatten]] static void FoldPlaces(const CellPlan& plan, const BlockRows& rows,
-                                            const Read read,
-                                            const std::array<BlockRows::Place, Places> places) {
+    template <class T, class Read, std::size_t Targets>
+    [[gnu::flatten]] static void FoldTargets(
+        const CellPlan& plan, const BlockRows& rows, const Read read,
+        const std::array<BlockRows::RowsOfTarget, Targets> targets) {
         const std::size_t count = rows.records.size();
         const std::size_t offset = plan.offset;
-        const auto stepInPlaces = [&](std::size_t at, const auto& number) {
-            [&]<std::size_t... Place>(std::index_sequence<Place...>) {
-                (StepIn<T>(places[Place][at] + offset, number), ...);
+        const auto stepInTargets = [&](std::size_t at, const auto& number) {
+            [&]<std::size_t... Target>(std::index_sequence<Target...>) {
+                (StepIn<T>(targets[Target][at] + offset, number), ...);
             }
-            (std::make_index_sequence<Places>());
+            (std::make_index_sequence<Targets>());
         };
         auto& shared = plan.StateIn<NumberState>(rows.shared);
         for (std::size_t at = 0; at < count;) {
             if (shared.held != Held::Value) {
                 read(at, [&](const auto& number) {
-                    stepInPlaces(at, number);
+                    stepInTargets(at, number);
                     StepInAny<T>(shared, number);
                 });
                 ++at;
@@ -142,7 +142,7 @@ struct BlockFold {
             LocalState<T> all(shared);
             do {
                 read(at, [&](const auto& number) {
-                    stepInPlaces(at, number);
+                    stepInTargets(at, number);
                     StepInNumber<T>(all, number);
                 });
             } while (++at < count && all.held == Held::Value);
@@ -150,24 +150,25 @@ struct BlockFold {
         }
     }
 
-    /// The same for a steady second place, whose row stays in registers too.
+    /// The same for a steady second target, whose row stays in registers too.
     template <class T, class Read>
     [[gnu::flatten]] static void FoldSteady(const CellPlan& plan, const BlockRows& rows,
                                             const Read read) {
-        const BlockRows::Place places[] = {rows.places[0], rows.places[1], rows.places[2]};
+        const BlockRows::RowsOfTarget targets[] = {rows.targets[0], rows.targets[1],
+                                                   rows.targets[2]};
         const std::size_t count = rows.records.size();
         const std::size_t offset = plan.offset;
-        const auto stepInPlaces = [&](std::size_t at, const auto& number) {
-            StepIn<T>(places[0][at] + offset, number);
-            StepIn<T>(places[2][at] + offset, number);
+        const auto stepInTargets = [&](std::size_t at, const auto& number) {
+            StepIn<T>(targets[0][at] + offset, number);
+            StepIn<T>(targets[2][at] + offset, number);
         };
         auto& shared = plan.StateIn<NumberState>(rows.shared);
         for (std::size_t at = 0; at < count;) {
-            std::byte* const row = places[1][at];
+            std::byte* const row = targets[1][at];
             auto& steady = plan.StateIn<NumberState>(row);
             if (shared.held != Held::Value || steady.held != Held::Value) {
                 read(at, [&](const auto& number) {
-                    stepInPlaces(at, number);
+                    stepInTargets(at, number);
                     StepInAny<T>(steady, number);
                     StepInAny<T>(shared, number);
                 });
@@ -178,11 +179,11 @@ struct BlockFold {
             LocalState<T> all(shared);
             do {
                 read(at, [&](const auto& number) {
-                    stepInPlaces(at, number);
+                    stepInTargets(at, number);
                     StepInNumber<T>(second, number);
                     StepInNumber<T>(all, number);
                 });
-            } while (++at < count && places[1][at] == row && second.held == Held::Value &&
+            } while (++at < count && targets[1][at] == row && second.held == Held::Value &&
                      all.held == Held::Value);
             second.StoreIn(steady);
             all.StoreIn(shared);

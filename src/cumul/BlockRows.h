@@ -10,20 +10,21 @@
 
 namespace etabulon::detail {
 
-/// Some records of a block, and the rows that each of them is folded into.
+/// Some records of a block, and the rows that each of them is folded into: one for each target. The
+/// targets of a grid are the cell and its totals.
 struct BlockRows {
-    /// The row of each of `records`, in their order.
-    using Place = std::byte* const*;
+    /// The rows of one target: that of each of `records`, in their order.
+    using RowsOfTarget = std::byte* const*;
 
     const ERecordBlock* block;
     std::span<const EBlockIndex> records;  // at least one, rising
-    // All records that a row of the first place has are in each other row of such a record too, as
-    // those of a cell are in its totals.
-    std::span<const Place> places;
-    // A row that all records are folded into, and that no place names; null: there is none.
+    // The rows of the first target are the finest: every record of such a row is also folded into
+    // the same further rows, as a cell's records are into its totals.
+    std::span<const RowsOfTarget> targets;
+    // A row that all records are folded into, and that is of no target; null: there is none.
     std::byte* shared = nullptr;
-    // Most records have the row of the record before in the second place, as in a table in the
-    // order of time, and no other place names a row of it.
+    // The second row of a record is mostly that of the record before (a table in the order of
+    // time), and it belongs to no other target.
     bool isSteady = false;
     // The number of the first of `records` among all that were folded.
     std::uint32_t firstNumber = 0;
@@ -63,7 +64,7 @@ public:
     RowWords& operator=(const RowWords&) = delete;
 
     [[nodiscard]] const std::uint64_t* Words() const noexcept { return words_; }
-    /// The bit of a word is at First() behind its place. Null: none is missing.
+    /// A bit for each word; that of the first is at First(). Null: none is missing.
     [[nodiscard]] const std::uint64_t* Missing() const noexcept { return missing_; }
     [[nodiscard]] std::size_t First() const noexcept { return first_; }
 
@@ -75,8 +76,8 @@ private:
     std::array<std::uint64_t, ERecordBlock::kMostRecords / 64> gatheredBits_;
 };
 
-/// Calls `visit(place of a record among them, some rows of the record)` until each had all its
-/// rows.
+/// Calls `visit(index of a record, some of its rows)` until every record was visited with all of
+/// its rows.
 template <class Visit>
 void ForEachRecord(const BlockRows& rows, const Visit& visit) {
     std::array<std::byte*, 8> some;
@@ -85,12 +86,12 @@ void ForEachRecord(const BlockRows& rows, const Visit& visit) {
         if (rows.shared != nullptr) {
             some[count++] = rows.shared;
         }
-        for (const BlockRows::Place place : rows.places) {
+        for (const BlockRows::RowsOfTarget target : rows.targets) {
             if (count == some.size()) {
                 visit(at, std::span<std::byte* const>(some));
                 count = 0;
             }
-            some[count++] = place[at];
+            some[count++] = target[at];
         }
         visit(at, std::span<std::byte* const>(some).first(count));
     }

@@ -52,7 +52,7 @@ struct CellPlan {
                               const ETabulonPrimaryKey* key, RecordReading& last);
     using FoldRecords = void (*)(const CellPlan& plan, const BlockRows& rows, unsigned column);
     using ReadResult = void (*)(const CellPlan& plan, std::byte* row, ETabulonValue& result);
-    /// The records of `from` are numbered as those of `into`, behind `after` further ones.
+    /// The records of `from` have the numbers from `after` on.
     using MergeRow = void (*)(const CellPlan& plan, std::byte* into, std::byte* from,
                               std::uint32_t after);
 

@@ -248,8 +248,8 @@ void CumulCells::Merge(std::span<std::byte* const> rows, const CumulCells& other
     }
 }
 
-void CumulCells::MergeBehind(std::span<std::byte* const> rows, const CumulCells& other,
-                             std::uint32_t row) {
+void CumulCells::MergeAfter(std::span<std::byte* const> rows, const CumulCells& other,
+                            std::uint32_t row) {
     Merge(rows, other, row, records_);
     CountRecords(other.records_);
 }

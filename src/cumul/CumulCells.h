@@ -62,17 +62,17 @@ public:
     void FoldBlock(BlockRows rows, std::span<const unsigned> columns);
     /// How many records were folded.
     [[nodiscard]] std::uint32_t Records() const noexcept { return records_; }
-    /// Merges a row of cells over the same calculations into rows, as if the records behind it were
-    /// folded into them: MergeFold.h tells what differs. Records come in the order in which they
-    /// were folded, those of `other` behind `after` further ones. Requires AreOwn().
+    /// Merges a row of cells over the same calculations into rows, as if the records of that row
+    /// were folded into them: MergeFold.h tells what differs. Records come in the order in which
+    /// they were folded, those of `other` with the numbers from `after` on. Requires AreOwn().
     void Merge(std::span<std::byte* const> rows, const CumulCells& other, std::uint32_t row,
                std::uint32_t after = 0) const;
     /// Counts records that were merged as if they had been folded.
     void CountRecords(std::uint32_t records) noexcept;
     /// The row is as one over no records.
     void ResetRow(std::uint32_t row);
-    /// Merge for records that come behind all that were folded.
-    void MergeBehind(std::span<std::byte* const> rows, const CumulCells& other, std::uint32_t row);
+    /// Merge for records that come after all that were folded.
+    void MergeAfter(std::span<std::byte* const> rows, const CumulCells& other, std::uint32_t row);
     /// Every calculation is one of the library's own, which have no side effects.
     [[nodiscard]] bool AreOwn() const noexcept { return areOwn_; }
     /// Whether folding the calculation reads its variable's values.

@@ -26,9 +26,9 @@ void CumulPartial::AddValue(const ETabulonExtractValue& extract) {
     cells_->Fold(rows, values_, cells_->NeedsContext() ? &extract.Context() : nullptr);
 }
 
-void CumulPartial::Merge(const CumulPartial& behind) {
+void CumulPartial::Merge(const CumulPartial& after) {
     std::byte* const rows[] = {cells_->RowAt(0)};
-    cells_->MergeBehind(rows, *behind.cells_, 0);
+    cells_->MergeAfter(rows, *after.cells_, 0);
 }
 
 ETabulonValue CumulPartial::Result(unsigned calculation) const {

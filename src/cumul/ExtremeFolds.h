@@ -35,7 +35,7 @@ struct CodeOfExtremeFold : CumulFold {
     static constexpr bool kKeepsContext = true;
     static constexpr bool kNeedsKey = true;
     // A missing value is below all others.
-    static constexpr bool kRestartsBehindMissing = Better{}(0, 1);
+    static constexpr bool kRestartsAfterMissing = Better{}(0, 1);
     static bool IsBetter(const EVariant& value, const EVariant& than) {
         return Better{}(value, than);
     }

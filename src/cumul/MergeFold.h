@@ -8,8 +8,8 @@
 namespace etabulon::detail {
 
 /// How the states of one fold over two groups of records become the state over all of them. The
-/// groups may lie among each other: folds whose result hangs on the order of records compare the
-/// numbers of these.
+/// records of the groups may alternate: folds whose result depends on the order of records compare
+/// record numbers.
 ///
 /// The result is that of a fold over all records in their order, but for the last digits of sums of
 /// reals, and for a sum that was clamped on its way.
@@ -60,9 +60,9 @@ struct MergeFold {
         state = CountedState(state);
     }
 
-    /// Of equal extremes the first record's, and of records without a value the last one's. A
-    /// record without a value makes the lowest value begin again behind it, which no state of a
-    /// group can tell of the records of another: such a result is special.
+    /// The result is the code of the first of equal extremes; of records without a value, that of
+    /// the last. A missing value resets CODEMIN. A state doesn't record where that happened
+    /// relative to the other group's records, so the merged result is special.
     static void Codes(const CellPlan& plan, std::byte* into, std::byte* from, std::uint32_t after) {
         auto& state = plan.StateIn<CodeState>(into);
         CodeState other = plan.StateIn<CodeState>(from);
@@ -76,7 +76,7 @@ struct MergeFold {
         }
         const bool metMissing = state.metMissing || other.metMissing;
         const bool isSpecial = state.held == Held::Special || other.held == Held::Special ||
-                               (metMissing && Fold::kRestartsBehindMissing);
+                               (metMissing && Fold::kRestartsAfterMissing);
         if (IsBefore(other, state)) {
             state = std::move(other);
         }

@@ -55,7 +55,7 @@ bool ETabulonCursor::BlockWalk::CanRun(EBlockRequest& request) {
 
 // The same as IsInFilter: the record's tag, which has all levels of the cursor, is at or below the
 // filter's. Levels that only the filter's tag has are ignored, unless it has no fewer levels than
-// the record's. Then it accepts no record with other levels, and the walk goes by single steps.
+// the record's. Then it accepts no record with other levels, and the walk reads single records.
 bool ETabulonCursor::BlockWalk::AddTests(EBlockRequest& request) {
     const ETabulonTag& tag = cursor_.filterTag_;
     for (unsigned int index = 0; index < tag.KnownLevelsCount(); ++index) {

@@ -9,7 +9,7 @@
 
 namespace etabulon {
 
-/// The part of Browse that walks by blocks: from the first record behind the reset on, as long as
+/// The part of Browse that walks by blocks: from the first record after the reset on, as long as
 /// the listeners stay the same.
 class ETabulonCursor::BlockWalk {
 public:

@@ -62,7 +62,7 @@ ETabulonCursorCache::EDataCache::List::Node* ETabulonCursorCache::EDataCache::Li
         return at;
     }
     FillOrder();
-    node.entry = order_.insert(&node);  // behind its equals
+    node.entry = order_.insert(&node);  // after its equals
     return node.entry == order_.begin() ? nullptr : *std::prev(node.entry);
 }
 

@@ -248,7 +248,7 @@ CursorStatus ETabulonCursor::Browse(const ETabulonTag& tag) {
     }
     CursorStatus status = CallReset(tag);
     if (status == StatusRefused) {
-        status = StatusOk;  // the walk goes on behind the refused record
+        status = StatusOk;  // the walk goes on after the refused record
     }
     if (status == StatusOk) {
         BlockWalk blocks(*this);
@@ -274,7 +274,7 @@ CursorStatus ETabulonCursor::StandInBlock(const ERecordBlock& /*block*/, EBlockI
     return StatusEnd;
 }
 
-// --------------------------------------------------------------------------------- current record
+// ---------------------------------------------------------------------------------- current record
 
 const ETabulonTag& ETabulonCursor::CurrentTag() const {
     if (tagStale_) {

@@ -24,7 +24,7 @@ void Retain(Chaine::Body* body) noexcept {
 
 }  // namespace
 
-// --------------------------------------------------------------------------------------- texts
+// ------------------------------------------------------------------------------------------- texts
 
 const Chaine* CacheTexts::Intern(const Chaine& text, Column& column) {
     // Interning stops for a column once more than half of at least 4096 texts were distinct.
@@ -51,7 +51,7 @@ void CacheTexts::Clear() noexcept {
     index_.Clear();
 }
 
-// -------------------------------------------------------------------------------------- layout
+// ------------------------------------------------------------------------------------------ layout
 
 CacheLayout::CacheLayout(const EFieldSet& fields)
     : shape_(fields.ShapeNumber()), bytes_(0), packed_(fields.Packed()) {
@@ -139,7 +139,7 @@ void CacheLayout::GiveUp(const void* image) const noexcept {
 
 }  // namespace detail
 
-// ---------------------------------------------------------------------------------------- line
+// -------------------------------------------------------------------------------------------- line
 
 static_assert(sizeof(ETabulonCursorCache::CacheLine) % alignof(Chaine) == 0);
 
@@ -153,7 +153,8 @@ ETabulonCursorCache::CacheLine::~CacheLine() { layout_->Destroy(Image()); }
 
 std::unique_ptr<ETabulonCursorCache::CacheLine> ETabulonCursorCache::CacheLine::Make(
     const detail::CacheLayout& layout, detail::CacheTag& tag, EPosition number) {
-    return std::unique_ptr<CacheLine>(new (Behind{layout.Bytes()}) CacheLine(layout, tag, number));
+    return std::unique_ptr<CacheLine>(new (ImageMemory{layout.Bytes()})
+                                          CacheLine(layout, tag, number));
 }
 
 // The image isn't covered by the line's const: a view of it is writable.

@@ -73,7 +73,7 @@ private:
 
 }  // namespace detail
 
-/// One record of the cache. Its values, the image, lie behind it in the same block of memory.
+/// One record of the cache. Its values, the image, lie after it in the same block of memory.
 class ETabulonCursorCache::CacheLine {
 public:
     /// A blank line. The layout and the tag must outlive it.
@@ -108,14 +108,14 @@ public:
 
 private:
     friend class Lines;
-    /// The size of the memory to allocate behind the line.
-    struct Behind {
+    /// The size of the memory to allocate after the line.
+    struct ImageMemory {
         std::size_t bytes;
     };
-    static void* operator new(std::size_t size, Behind behind) {
-        return ::operator new(size + behind.bytes);
+    static void* operator new(std::size_t size, ImageMemory image) {
+        return ::operator new(size + image.bytes);
     }
-    static void operator delete(void* memory, Behind) noexcept { ::operator delete(memory); }
+    static void operator delete(void* memory, ImageMemory) noexcept { ::operator delete(memory); }
 
     CacheLine(const detail::CacheLayout& layout, detail::CacheTag& tag, EPosition number) noexcept;
     [[nodiscard]] void* Image() const noexcept;

@@ -120,7 +120,7 @@ void ETabulonCursorCache::Lines::Remove(CacheLine& line) noexcept {
 // The walk's position is a count of lines, without the holes.
 //
 // Deliberate: if the walk stands on the removed line, it steps back, so that the next step shows
-// the line behind; but on the first line it stays, and skips the line that moves up, even one that
+// the line after; but on the first line it stays, and skips the line that moves up, even one that
 // is appended later. If a line before the walk is removed, the walk keeps its count and so stands
 // one line further. Listeners that delete during a walk see exactly this.
 // WalkInWhichLinesGoPassesSomeOver holds it.
@@ -150,7 +150,7 @@ void ETabulonCursorCache::Lines::Compact() noexcept {
     if (holes_ < kFewHoles || holes_ < slots_.size() / 2) {
         return;
     }
-    const std::int64_t behind = current_ - End();
+    const std::int64_t beyond = current_ - End();
     std::int64_t current = -1;
     std::size_t kept = 0;
     for (std::size_t slot = 0; slot < slots_.size(); ++slot) {
@@ -164,7 +164,7 @@ void ETabulonCursorCache::Lines::Compact() noexcept {
     }
     slots_.resize(kept);
     holes_ = 0;
-    current_ = behind >= 0 ? End() + behind : current;
+    current_ = beyond >= 0 ? End() + beyond : current;
 }
 
 void ETabulonCursorCache::Lines::Clear() noexcept {

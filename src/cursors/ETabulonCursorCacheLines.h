@@ -90,7 +90,7 @@ public:
     /// By slot, null for holes.
     [[nodiscard]] const std::vector<CacheLine*>& Slots() const noexcept { return slots_; }
 
-    // --- the walk ---
+    // ------------------------------------------------------------------------------------ the walk
     /// Copies the line's record into the source's fields, and lends its texts where possible.
     void Load(CacheLine& line, EFieldSet& fields);
     /// Gives the lent references to the record.

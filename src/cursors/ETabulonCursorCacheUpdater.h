@@ -12,7 +12,8 @@ namespace etabulon::detail {
 ///
 /// Ownership  a member of its cache. Like the count of a table cursor, its count never destroys it:
 ///            the first holder takes the source's updater, and the last releases it.
-/// Failure    43 if the key finds no record, otherwise the source's status. After a StartUpdate
+/// Failure    DataNoSuchPosition if the key finds no record, otherwise the source's status. After a
+/// StartUpdate
 ///            that failed, Save fails with the same status.
 class CacheUpdater final : public ETabulonCursor::IUpdater {
 public:

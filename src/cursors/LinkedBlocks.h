@@ -16,7 +16,7 @@ namespace etabulon {
 /// for each distinct key of a walk, with the table standing on the first record that has it, as a
 /// single step does. The key of a derived value is that of the one that it is made from.
 ///
-/// A key whose link can't be read ends the walk behind the records before it. Whenever a table that
+/// A key whose link can't be read ends the walk after the records before it. Whenever a table that
 /// links lead to has changed, all of them are followed again.
 class ETabulonCursorEData::LinkedBlocks {
 public:

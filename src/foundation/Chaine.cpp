@@ -162,16 +162,16 @@ std::size_t Chaine::FindOneOf(const char* set, std::size_t from) const noexcept 
     return View().find_first_of(set, from);
 }
 
-bool Chaine::Split(char c, Chaine& before, Chaine& behind) const {
+bool Chaine::Split(char c, Chaine& before, Chaine& after) const {
     const std::size_t index = Find(c);
-    const Chaine whole(*this);  // before or behind may be this text
+    const Chaine whole(*this);  // before or after may be this text
     if (index == npos) {
-        behind = Chaine();
+        after = Chaine();
         before = whole;
         return false;
     }
     before = whole.Mid(0, index);
-    behind = whole.Mid(index + 1);
+    after = whole.Mid(index + 1);
     return true;
 }
 

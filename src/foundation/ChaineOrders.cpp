@@ -86,7 +86,7 @@ int Chaine::CompareFolded(std::string_view left, std::string_view right) noexcep
         return 0;
     }
     // Deliberate: the terminator of the shorter text takes part, and bytes from 0x80 upward are
-    // negative. So "cafe" stands above "cafe" with an accented letter behind it.
+    // negative. So "cafe" stands above "cafe" with an accented letter after it.
     // ComparesSignedBytesOverTheShorterStoredLength holds it.
     const auto at = [i](std::string_view text) {
         return static_cast<int>(static_cast<signed char>(i < text.size() ? Folded(text[i]) : 0));

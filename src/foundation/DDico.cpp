@@ -22,7 +22,7 @@ std::string Folded(std::string_view name) {
 
 }  // namespace
 
-// --- DVariable -------------------------------------------------------------------------------
+// --------------------------------------------------------------------------------------- DVariable
 
 DVariable::DVariable(DRubric* rubric, unsigned index, const Chaine& name, const Chaine& header,
                      int type, unsigned size, unsigned count, unsigned long accelerator,
@@ -52,7 +52,7 @@ EFieldDesc DVariable::MakeFieldDesc(unsigned index) const {
         name = Chaine::Format("%s[%u]", GetDDFName(), index);
         header = Chaine::Format("%s[%u]", GetHeader(), index);
     }
-    // The code as declared, not sign-extended: the family of a type goes by its exact code.
+    // The code as declared, not sign-extended: the exact code decides the family of a type.
     return {name, static_cast<std::uint8_t>(type_), static_cast<std::uint16_t>(size_),
             static_cast<std::uint16_t>(Offset(index)),
             std::make_shared<EFInfosHandlerLocal>(header, Chaine(),
@@ -60,7 +60,7 @@ EFieldDesc DVariable::MakeFieldDesc(unsigned index) const {
                                                   accelerator_ + index, this)};
 }
 
-// --- DRubric ---------------------------------------------------------------------------------
+// ----------------------------------------------------------------------------------------- DRubric
 
 const std::vector<unsigned>& DLink::TargetVariables() const noexcept {
     return targetVariables.empty() ? target->Key() : targetVariables;
@@ -188,7 +188,7 @@ EFieldSet DRubric::MakeFields(std::span<const unsigned> only) const {
     return fields;
 }
 
-// --- DDico -----------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------- DDico
 
 DDico::DDico() = default;
 

@@ -21,7 +21,7 @@ public:
     [[nodiscard]] const EVariant& Cell(const void* cell) noexcept { return view_.At(cell); }
     /// The same of a word.
     [[nodiscard]] const EVariant& Word(std::uint64_t word) noexcept {
-        // A mark byte behind the value stays 0: the value isn't missing.
+        // A mark byte after the value stays 0: the value isn't missing.
         std::memcpy(cell_.data(), &word, size_);
         return view_.At(cell_.data());
     }

@@ -55,7 +55,7 @@ public:
     /// What the column takes, in bytes.
     [[nodiscard]] std::size_t Bytes() const noexcept;
 
-    // --- while it is filled
+    // -------------------------------------------------------------------------- while it is filled
     /// How many entries the next call of Add may add.
     [[nodiscard]] std::size_t Room() const noexcept { return kChunk - (size_ & (kChunk - 1)); }
     /// Adds `count` entries, from 1 to Room(), for the caller to fill, and returns the first.

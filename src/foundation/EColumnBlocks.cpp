@@ -98,8 +98,8 @@ void EDataColumns::BlockSource::EndBlocks() noexcept {
 }
 
 const ERecordBlock* EDataColumns::BlockSource::NextBlock() {
-    const auto first = static_cast<std::size_t>(table_.place_.next);
-    if (!table_.place_.known || first >= records_.Count()) {
+    const auto first = static_cast<std::size_t>(table_.walk_.next);
+    if (!table_.walk_.known || first >= records_.Count()) {
         static_cast<void>(table_.GetNext());
         return nullptr;
     }
@@ -136,10 +136,10 @@ void EDataColumns::BlockSource::PrefetchBlock(std::size_t first) const noexcept 
 }
 
 void EDataColumns::BlockSource::StandOn(EBlockIndex record) {
-    const EWalkPlace place = table_.place_;
+    const EWalkState walk = table_.walk_;
     table_.Load(first_ + record);
     areFieldsBlank_ = false;
-    table_.place_ = place;
+    table_.walk_ = walk;
 }
 
 void EDataColumns::BlockSource::Show(Plan& plan, ERecordBlock::Column& shown, std::size_t first,

@@ -32,7 +32,7 @@ public:
         if (column_.IsMissing(record)) {
             return missing_;
         }
-        // A mark byte behind the value stays 0: the value isn't missing.
+        // A mark byte after the value stays 0: the value isn't missing.
         std::memcpy(cell_.data(), column_.At(record), column_.Width());
         return view_.At(cell_.data());
     }

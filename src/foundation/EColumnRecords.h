@@ -11,8 +11,8 @@
 
 namespace etabulon {
 
-/// The columns of a table in columns, and the positions and keys of its records. A record goes by
-/// its number, from 0 in the order of loading.
+/// The columns of a table in columns, and the positions and keys of its records. A record is
+/// identified by its number, from 0 in the order of loading.
 ///
 /// Threads  once it is filled, any number of threads may read it.
 class EColumnRecords {

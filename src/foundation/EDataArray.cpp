@@ -26,12 +26,10 @@ EPosition EDataArray::GetFirst() { return Step(0, 1); }
 
 EPosition EDataArray::GetLast() { return Step(count_ - 1, -1); }
 
-EPosition EDataArray::GetNext() {
-    return place_.known ? Step(place_.next, 1) : Leave(DataNoCurrent);
-}
+EPosition EDataArray::GetNext() { return walk_.known ? Step(walk_.next, 1) : Leave(DataNoCurrent); }
 
 EPosition EDataArray::GetPrevious() {
-    return place_.known ? Step(place_.previous, -1) : Leave(DataNoCurrent);
+    return walk_.known ? Step(walk_.previous, -1) : Leave(DataNoCurrent);
 }
 
 EPosition EDataArray::RePos(EPosition newPosition, bool) {
@@ -62,7 +60,7 @@ EPosition EDataArray::Update(EPosition where) {
     }
     layout_.CopyRecord(RecordAt(where), record_.Get());
     position = where;
-    place_.StandOn(where);
+    walk_.StandOn(where);
     status = DataOk;
     return position;
 }
@@ -90,13 +88,13 @@ EPosition EDataArray::Step(EPosition from, EPosition step) {
         }
     }
     Leave(DataEnd);
-    place_.StandBefore(step > 0 ? count_ : 0);
+    walk_.StandBefore(step > 0 ? count_ : 0);
     return kNoPosition;
 }
 
 EPosition EDataArray::Leave(std::int32_t newStatus) {
     position = kNoPosition;
-    place_.Lose();
+    walk_.Lose();
     record_.Clear();
     status = newStatus;
     return kNoPosition;
@@ -105,7 +103,7 @@ EPosition EDataArray::Leave(std::int32_t newStatus) {
 void EDataArray::Load(EPosition where) {
     layout_.CopyRecord(record_.Get(), RecordAt(where));
     position = where;
-    place_.StandOn(where);
+    walk_.StandOn(where);
     status = DataOk;
 }
 

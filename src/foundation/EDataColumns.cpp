@@ -63,11 +63,11 @@ EPosition EDataColumns::GetLast() {
 }
 
 EPosition EDataColumns::GetNext() {
-    return place_.known ? Step(place_.next, /*forward=*/true) : LeaveRecord(DataNoCurrent);
+    return walk_.known ? Step(walk_.next, /*forward=*/true) : LeaveRecord(DataNoCurrent);
 }
 
 EPosition EDataColumns::GetPrevious() {
-    return place_.known ? Step(place_.previous, /*forward=*/false) : LeaveRecord(DataNoCurrent);
+    return walk_.known ? Step(walk_.previous, /*forward=*/false) : LeaveRecord(DataNoCurrent);
 }
 
 EPosition EDataColumns::Step(std::int64_t from, bool forward) {
@@ -79,7 +79,7 @@ EPosition EDataColumns::Step(std::int64_t from, bool forward) {
         }
     }
     LeaveRecord(DataEnd);
-    place_.StandBefore(forward ? count : 0);
+    walk_.StandBefore(forward ? count : 0);
     return kNoPosition;
 }
 
@@ -123,13 +123,13 @@ void EDataColumns::LoadFields() noexcept {
 void EDataColumns::StandOn(std::size_t record) {
     current_ = record;
     position = records_->PositionOf(record);
-    place_.StandOn(static_cast<std::int64_t>(record));
+    walk_.StandOn(static_cast<std::int64_t>(record));
     status = DataOk;
 }
 
 EPosition EDataColumns::LeaveRecord(std::int32_t newStatus) {
     position = kNoPosition;
-    place_.Lose();
+    walk_.Lose();
     record_.Clear();
     status = newStatus;
     return kNoPosition;

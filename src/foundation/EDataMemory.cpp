@@ -43,11 +43,11 @@ EPosition EDataMemory::GetFirst() { return Step(0, Direction::On); }
 EPosition EDataMemory::GetLast() { return Step(records_->End() - 1, Direction::Back); }
 
 EPosition EDataMemory::GetNext() {
-    return place_.known ? Step(place_.next, Direction::On) : LeaveRecord(DataNoCurrent);
+    return walk_.known ? Step(walk_.next, Direction::On) : LeaveRecord(DataNoCurrent);
 }
 
 EPosition EDataMemory::GetPrevious() {
-    return place_.known ? Step(place_.previous, Direction::Back) : LeaveRecord(DataNoCurrent);
+    return walk_.known ? Step(walk_.previous, Direction::Back) : LeaveRecord(DataNoCurrent);
 }
 
 EPosition EDataMemory::RePos(EPosition newPosition, bool) {
@@ -165,20 +165,20 @@ EPosition EDataMemory::Step(EPosition from, Direction direction) {
         at = isOn ? records_->FindNext(at + 1) : records_->FindPrevious(at - 1);
     }
     LeaveRecord(DataEnd);
-    place_.StandBefore(isOn ? records_->End() : 0);
+    walk_.StandBefore(isOn ? records_->End() : 0);
     return kNoPosition;
 }
 
 void EDataMemory::Load(EPosition where) {
     records_->Layout().CopyRecord(record_.Get(), records_->At(where));
     position = where;
-    place_.StandOn(where);
+    walk_.StandOn(where);
     status = DataOk;
 }
 
 EPosition EDataMemory::LeaveRecord(std::int32_t newStatus) {
     position = kNoPosition;
-    place_.Lose();
+    walk_.Lose();
     record_.Clear();
     status = newStatus;
     return kNoPosition;

@@ -42,7 +42,7 @@ ECivil CivilOfDate(std::int32_t date) noexcept {
     return {date / 10000, date / 100 % 100, date % 100};
 }
 
-// --- To text ---------------------------------------------------------------------------------
+// ----------------------------------------------------------------------------------------- To text
 
 char* PutDigits(char* out, std::uint64_t number, int width) noexcept {
     char digits[20];
@@ -86,7 +86,7 @@ char* PutTime(char* out, std::int64_t time) noexcept {
     return out;
 }
 
-// --- From text -------------------------------------------------------------------------------
+// --------------------------------------------------------------------------------------- From text
 
 // Takes `least` to `most` digits off the front.
 bool TakeDigits(std::string_view& text, std::size_t least, std::size_t most,

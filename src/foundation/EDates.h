@@ -23,12 +23,12 @@ struct ECivil {
 
 /// A DATE's yyyymmdd as the days since 0001-01-01; false if there is no such day.
 [[nodiscard]] bool DayOfDate(std::int32_t date, std::int64_t& day) noexcept;
-/// The yyyymmdd of a day since 0001-01-01; false before it, and behind kLastDateDay.
+/// The yyyymmdd of a day since 0001-01-01; false before it, and after kLastDateDay.
 [[nodiscard]] bool DateOfDay(std::int64_t day, std::int32_t& date) noexcept;
 /// The days since 0001-01-01 that have passed at a timestamp.
 [[nodiscard]] std::int64_t DayOfTimestamp(std::int64_t timestamp) noexcept;
 /// The sort key of a DATE among timestamps: its midnight. A number that is no day sorts a few
-/// milliseconds behind the last day below it, so that dates keep the order of their numbers.
+/// milliseconds after the last day below it, so that dates keep the order of their numbers.
 [[nodiscard]] std::int64_t DateOrderKey(std::int32_t date) noexcept;
 
 /// ISO: "2024-02-29", "08:15:00", "2024-02-29 08:15:00.250"; milliseconds only where there are any.

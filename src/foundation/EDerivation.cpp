@@ -1,6 +1,7 @@
 #include "etabulon/foundation/EDerivation.h"
 
 #include "etabulon/foundation/EExpects.h"
+#include "etabulon/foundation/detail/Utf8.h"
 #include "foundation/EDates.h"
 #include "foundation/EVariantAccess.h"
 
@@ -53,22 +54,9 @@ bool ReadMoment(const EContent& moment, std::int64_t& day, std::int64_t& time) n
 
 /// The bytes of the first characters.
 std::size_t LengthOfLetters(std::string_view text, std::uint32_t letters) noexcept {
-    constexpr unsigned char kContinues = 0x80;
-    constexpr unsigned char kContinuesMask = 0xC0;
-    constexpr std::size_t kLongest = 4;
     std::size_t length = 0;
     for (; letters != 0 && length < text.size(); --letters) {
-        const auto first = static_cast<unsigned char>(text[length]);
-        const std::size_t wanted = first < 0xC0   ? 1
-                                   : first < 0xE0 ? 2
-                                   : first < 0xF0 ? 3
-                                                  : kLongest;
-        std::size_t bytes = 1;
-        while (bytes < wanted && length + bytes < text.size() &&
-               (static_cast<unsigned char>(text[length + bytes]) & kContinuesMask) == kContinues) {
-            ++bytes;
-        }
-        length += bytes == wanted ? bytes : 1;
+        length += std::max<std::size_t>(detail::FirstCharacter(text.substr(length)).length, 1);
     }
     return length;
 }

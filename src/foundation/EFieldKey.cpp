@@ -1,5 +1,7 @@
 #include "etabulon/foundation/EFieldKey.h"
 
+#include "etabulon/foundation/detail/EHashMix.h"
+
 #include <utility>
 
 namespace etabulon {
@@ -68,12 +70,11 @@ bool operator==(const EFieldKey& a, const EFieldKey& b) noexcept {
 }
 
 std::uint32_t EFieldKey::Hash() const noexcept {
-    std::uint32_t hash = size_;
+    std::uint64_t hash = size_;
     for (std::uint16_t i = 0; i < size_; ++i) {
-        hash = (hash ^ At(i).Hash()) * 0x9E3779B1U;
-        hash ^= hash >> 15;
+        hash = detail::MixHash(hash, At(i).Hash());
     }
-    return hash;
+    return static_cast<std::uint32_t>(hash);
 }
 
 }  // namespace etabulon

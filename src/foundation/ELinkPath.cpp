@@ -10,7 +10,7 @@ namespace etabulon::detail {
 namespace {
 
 struct MarkedStep : PathStep {
-    char mark = 0;  // behind it; 0 for the last
+    char mark = 0;  // after it; 0 for the last
 };
 
 /// False when there are more than kMostLinkSteps steps, or one is bad.

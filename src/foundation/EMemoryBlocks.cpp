@@ -26,8 +26,8 @@ bool EDataMemory::BlockSource::BeginBlocks(const EBlockRequest& request) {
 const ERecordBlock* EDataMemory::BlockSource::NextBlock() {
     const EMemoryRecords& stored = *table_.records_;
     std::size_t size = 0;
-    for (EPosition at = stored.FindNext(table_.place_.next);
-         at != kNoPosition && table_.place_.known; at = stored.FindNext(at + 1)) {
+    for (EPosition at = stored.FindNext(table_.walk_.next); at != kNoPosition && table_.walk_.known;
+         at = stored.FindNext(at + 1)) {
         positions_[size] = at;
         records_[size] = stored.At(at);
         if (++size == ERecordBlock::kMostRecords) {
@@ -53,9 +53,9 @@ const ERecordBlock* EDataMemory::BlockSource::NextBlock() {
 }
 
 void EDataMemory::BlockSource::StandOn(EBlockIndex record) {
-    const EWalkPlace place = table_.place_;
+    const EWalkState walk = table_.walk_;
     table_.Load(positions_[record]);
-    table_.place_ = place;
+    table_.walk_ = walk;
 }
 
 void EDataMemory::BlockSource::ReadKey(EPosition position, EFieldKey& key) const {

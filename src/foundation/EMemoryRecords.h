@@ -56,7 +56,7 @@ public:
     [[nodiscard]] std::uint64_t Version() const noexcept { return version_; }
     /// Null where there is no record at the position.
     [[nodiscard]] std::byte* At(EPosition position) const noexcept;
-    /// The first record at or behind `from`, the last at or before it; -1 where there is none.
+    /// The first record at or after `from`, the last at or before it; -1 where there is none.
     [[nodiscard]] EPosition FindNext(EPosition from) const noexcept;
     [[nodiscard]] EPosition FindPrevious(EPosition from) const noexcept;
 

@@ -16,7 +16,7 @@ namespace etabulon {
 ///
 /// The cells come in two runs: first those that lie in the record, then the added ones, which lie
 /// anywhere. Both have an offset in the image, which is the record with the added cells packed
-/// behind it: the head of every image is a record, and one set of offsets serves records and
+/// after it: the head of every image is a record, and one set of offsets serves records and
 /// images.
 ///
 /// Threads  immutable once shared, except for the packed form, which is made under its own flag.

@@ -128,7 +128,7 @@ EVariant EVariant::Missing(std::uint16_t type, std::uint16_t size) {
 
 void EVariant::FreeHeap() noexcept { delete[] store_.heap.bytes; }
 
-// Returns owned storage for size_ declared bytes of the type, with a NUL behind them if it is text.
+// Returns owned storage for size_ declared bytes of the type, with a NUL after them if it is text.
 unsigned char* EVariant::Room() {
     const bool text = kTypeInfos[rep_].valueClass == EValueClass::Text;
     if (kind_ == Kind::Heap && store_.heap.count == size_) {

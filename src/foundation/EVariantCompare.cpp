@@ -145,13 +145,6 @@ bool CompareSameStorage(const EContent& a, const EContent& b, int& result) noexc
     }
 }
 
-std::uint32_t MixHash(std::uint64_t bits) noexcept {
-    bits = detail::SpreadBits(bits);
-    bits ^= bits >> 29;
-    bits *= 0xBF58476D1CE4E5B9U;
-    return static_cast<std::uint32_t>(bits >> 32);
-}
-
 constexpr std::uint64_t kUnit = 10000;  // exact numbers hash as their count of ten-thousandths
 
 // A floating number can equal a whole or scaled number only if it is a multiple of 1/16: 2^4 is the
@@ -161,22 +154,22 @@ std::uint32_t HashFloating(double number) noexcept {
     constexpr double kAllWhole = 4503599627370496.0;    // 2^52: from here on there are no fractions
     constexpr double kBeyond = 18446744073709551616.0;  // 2^64: no exact number of a cell is here
     if (number != number) {
-        return MixHash(~std::uint64_t{0});
+        return detail::HashNumber(~std::uint64_t{0});
     }
     const double magnitude = std::fabs(number);
     if (magnitude < kAllWhole) {
         const double scaled = number * kSixteenths;
         const auto sixteenths = static_cast<std::int64_t>(scaled);
         if (static_cast<double>(sixteenths) == scaled) {
-            return MixHash(static_cast<std::uint64_t>(sixteenths) * (kUnit / 16));
+            return detail::HashNumber(static_cast<std::uint64_t>(sixteenths) * (kUnit / 16));
         }
     } else if (magnitude < kBeyond) {
         const auto whole = static_cast<std::uint64_t>(magnitude);
-        return MixHash((number < 0 ? 0 - whole : whole) * kUnit);
+        return detail::HashNumber((number < 0 ? 0 - whole : whole) * kUnit);
     }
     std::uint64_t bits = 0;
     std::memcpy(&bits, &number, sizeof bits);
-    return MixHash(bits);
+    return detail::HashNumber(bits);
 }
 
 std::uint32_t HashNumber(const EContent& content) noexcept {
@@ -186,7 +179,7 @@ std::uint32_t HashNumber(const EContent& content) noexcept {
     }
     // Wraps around, as HashFloating does.
     const auto power = static_cast<std::uint64_t>(PowerOfTen(number.scale));
-    return MixHash(static_cast<std::uint64_t>(number.whole) * (kUnit / power));
+    return detail::HashNumber(static_cast<std::uint64_t>(number.whole) * (kUnit / power));
 }
 
 }  // namespace
@@ -242,7 +235,8 @@ std::uint32_t EVariant::HashOther() const noexcept {
             return HashNumber(content);
         case EValueClass::Date: {
             const EDateKey key = DateKeyOf(content);
-            return MixHash(static_cast<std::uint64_t>(key.key) + (key.moment ? 0 : kUnit));
+            return detail::HashNumber(static_cast<std::uint64_t>(key.key) +
+                                      (key.moment ? 0 : kUnit));
         }
         default:
             // Folded for every text: a text of a folding type may be equal to one of another type.

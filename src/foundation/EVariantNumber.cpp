@@ -175,7 +175,7 @@ ENumber NumberOf(const EContent& content) noexcept {
                : ReadNumber(content);
 }
 
-// --- To text ---------------------------------------------------------------------------------
+// ----------------------------------------------------------------------------------------- To text
 
 EPrinter::EPrinter(const EContent& content) noexcept {
     switch (content.info->valueClass) {

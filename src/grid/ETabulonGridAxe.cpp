@@ -28,7 +28,7 @@ struct SortedLabel {
 
 }  // namespace
 
-// ------------------------------------------------------------------------------------------ label
+// ------------------------------------------------------------------------------------------- label
 
 void ETabulonGridAxe::AxeLabel::SplitCode(Chaine& first, Chaine& second, bool display) const {
     SplitCode(display ? DisplayValue() : Data().AsChaine(), first, second);
@@ -48,7 +48,7 @@ void ETabulonGridAxe::AxeLabel::SplitCode(const Chaine& code, Chaine& first, Cha
     second = whole.Mid(open + 1, close - open - 1);
 }
 
-// ------------------------------------------------------------------------------------------- axis
+// -------------------------------------------------------------------------------------------- axis
 
 ETabulonGridAxe::ETabulonGridAxe(AxeType type, const EVariant& data, const Chaine& displayName,
                                  HICON icon)
@@ -88,7 +88,7 @@ void ETabulonGridAxe::SetLabelInTag(ETabulonTag& tag, unsigned int index) const 
     tag.SetValue(static_cast<unsigned int>(data_.AsUInt64()), Label(index));
 }
 
-// ----------------------------------------------------------------------------------------- adding
+// ------------------------------------------------------------------------------------------ adding
 
 ETabulonGridAxe::AxeLabel& ETabulonGridAxe::AddLabel(const EVariant& data, const Chaine& display,
                                                      HICON icon) {

@@ -1,6 +1,7 @@
 #include "etabulon/grid/ETabulonGridFiller.h"
 
 #include "etabulon/cursors/ECursorScopes.h"
+#include "etabulon/foundation/EExpects.h"
 #include "etabulon/grid/ETabulonGridAxe.h"
 #include "etabulon/grid/ETabulonGridCumuls.h"
 #include "etabulon/grid/ETabulonGridCumulsBuffers.h"
@@ -11,7 +12,9 @@ namespace etabulon {
 
 ETabulonGridFiller::ETabulonGridFiller(ETabulonCursor* cursor,
                                        const ETabulonPendingChanges* pending)
-    : pending_(pending), cursor_(cursor) {}
+    : pending_(pending), cursor_(cursor) {
+    E_EXPECTS(cursor != nullptr);
+}
 
 ETabulonGridFiller::~ETabulonGridFiller() { Free(); }
 

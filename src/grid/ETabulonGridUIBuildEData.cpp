@@ -118,7 +118,7 @@ bool ETabulonGridUIBuildEData::GetSelection(const ETabulonGridFiller* filler, un
     return filler->GetSelection(static_cast<int>(column), static_cast<int>(line), id, tag);
 }
 
-// ---------------------------------------------------------------------------------------- axes
+// -------------------------------------------------------------------------------------------- axes
 
 void ETabulonGridUIBuildEData::SetAxeCount(unsigned int count) {
     axeCount_ = count;
@@ -181,7 +181,7 @@ void ETabulonGridUIBuildEData::AddField(const Chaine& name, int type, unsigned i
     recordSize_ += fieldDescs_.At(fieldDescs_.Size() - 1).StorageSize();
 }
 
-// --------------------------------------------------------------------------------------- table
+// ------------------------------------------------------------------------------------------- table
 
 /// Deliberate: a table has 512 fields at most, and values for columns beyond them are dropped.
 /// Readers couldn't address the offsets of wider records. HasAtMost512Fields holds it.

@@ -63,7 +63,7 @@ void GridCells::Add(const ETabulonTag& position, std::span<const EVariant* const
 }
 
 void GridCells::AddPartial(const ETabulonTag& position, const CumulCells& partial) {
-    cells_.MergeBehind(RowsOf(position, /*generation=*/0), partial, 0);
+    cells_.MergeAfter(RowsOf(position, /*generation=*/0), partial, 0);
 }
 
 std::span<std::byte* const> GridCells::RowsOf(const ETabulonTag& position,

@@ -57,7 +57,7 @@ public:
         return axe < axes_.size() ? static_cast<int>(axes_[axe].column) : -1;
     }
 
-    // --- rows, for ReadResult; kNone without a record ---
+    // ------------------------------------------------ rows, for ReadResult; kNone without a record
     [[nodiscard]] std::uint32_t FirstCell() const noexcept { return CellOfDetail(0); }
     [[nodiscard]] std::uint32_t Cell(std::span<const std::uint32_t> numbers) const;
     [[nodiscard]] std::uint32_t CellOfDetail(std::uint32_t detail) const noexcept {
@@ -117,7 +117,7 @@ private:
     std::vector<std::size_t> targets_;
     bool foldsGrandTotalOnce_ = true;  // for each record, so that it is no target
     std::vector<std::vector<std::byte*>> rows_;
-    std::vector<BlockRows::Place> places_;
+    std::vector<BlockRows::RowsOfTarget> places_;
     BlockDetails details_;
     PairRows pairRows_;
     bool hasTables_ = false;              // the rows of a block may be found in pairRows_

@@ -57,7 +57,7 @@ void GridSender::SendIntrinsic() {
     }
 }
 
-// ------------------------------------------------------------------------------ one calculation
+// --------------------------------------------------------------------------------- one calculation
 
 void GridSender::SendCell() { view_.SetValue(0, 0, Result(cells_.FirstCell(), shown_)); }
 
@@ -71,7 +71,7 @@ void GridSender::SendLine() {
     view_.SetTotal(ITabulonResGridUI::AxeLines, 0, Result(cells_.GrandTotal(), shown_));
 }
 
-// Deliberate: sends a third axis and those behind it by SetAxe, but looks cells up without values
+// Deliberate: sends a third axis and those after it by SetAxe, but looks cells up without values
 // on them, so that cells with values there aren't found. CellsOfAThirdAxisAreNotFound holds it.
 void GridSender::SendTable() {
     const Numbers lines = NumbersOf(0);
@@ -155,7 +155,7 @@ void GridSender::SendIntrinsicLine() {
     }
 }
 
-// --------------------------------------------------------------------------------------- lookups
+// ----------------------------------------------------------------------------------------- lookups
 
 // The value numbers of the axis's labels in the index of cells.
 GridSender::Numbers GridSender::NumbersOf(unsigned int axe) const {

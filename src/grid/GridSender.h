@@ -28,7 +28,7 @@ private:
     using Numbers = std::vector<std::uint32_t>;
     static constexpr int kNoCalculation = -1;
 
-    // --- for one calculation: every axis is a data axis ---
+    // ---------------------------------------------- for one calculation: every axis is a data axis
     void SendData();
     void SendCell();
     void SendLine();
@@ -37,7 +37,7 @@ private:
     void SendLine(unsigned int line, const Numbers& rows, const Numbers& columns);
     void SendTotal(ITabulonResGridUI::AxeDirection direction, unsigned int index,
                    std::uint32_t row);
-    // --- for several calculations ---
+    // -------------------------------------------------------------------- for several calculations
     void SendVarsAndFuncs();
     void SendIntrinsic();
     void SendIntrinsicColumns();

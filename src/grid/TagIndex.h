@@ -48,7 +48,7 @@ public:
     void PrefetchValues(std::uint32_t detail) const noexcept;
     void PrefetchTexts(std::uint32_t detail) const noexcept;
 
-    // --- the columns: one for each distinct level, with the number of the value there ---
+    // ---------------- the columns: one for each distinct level, with the number of the value there
     [[nodiscard]] std::size_t ColumnCount() const noexcept { return columns_.size(); }
     [[nodiscard]] unsigned int LevelOf(std::size_t column) const noexcept {
         return columns_[column].level;
@@ -91,7 +91,7 @@ public:
     /// With two columns, the number of a new detail: FindPair gives kNone.
     [[nodiscard]] std::uint32_t AddPair(const Known& first, const Known& second);
     /// With two columns, the details of many records whose values are known and spelled as their
-    /// first ones. False, and nothing happened, where they must be found one by one.
+    /// first ones. Returns false and changes nothing if they must be found one by one.
     [[nodiscard]] bool FindOrAddPairs(std::span<const std::uint32_t> first,
                                       std::span<const std::uint32_t> second,
                                       std::uint32_t largestFirst, std::uint32_t largestSecond,

@@ -30,7 +30,7 @@ ETabulonPendingChanges::ETabulonPendingChanges()
 
 ETabulonPendingChanges::~ETabulonPendingChanges() = default;
 
-// ---------------------------------------------------------------------------------- the script
+// -------------------------------------------------------------------------------------- the script
 
 void ETabulonPendingChanges::AppendUpdate(const ETabulonTag& tag, const ETabulonVariableID& id,
                                           const EVariant& value) {
@@ -220,7 +220,7 @@ std::uint32_t ETabulonPendingChanges::Size() const {
     return script_.Size();
 }
 
-// ----------------------------------------------------------------------------------- questions
+// --------------------------------------------------------------------------------------- questions
 
 // Deliberate: finds the first update that applies, not the newest: an older update of a wider
 // branch wins here over a newer update at the tag itself, while UpdateFields stores the newer value

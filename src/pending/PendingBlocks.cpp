@@ -109,7 +109,7 @@ std::uint32_t PendingBlocks::HashOf(const EVariant& data) {
     return value_.Hash();
 }
 
-// --------------------------------------------------------------------------------------- verdicts
+// ---------------------------------------------------------------------------------------- verdicts
 
 PendingBlocks::TagPart PendingBlocks::PartOf(std::size_t index, const ERecordBlock& block,
                                              EBlockIndex record) {

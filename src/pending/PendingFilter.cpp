@@ -109,9 +109,9 @@ void PendingFilter::Mark(std::span<const unsigned int> levels,
         }
         keys_.assign(marks.size(), kind.levels.size());
         for (const unsigned int level : kind.levels) {
-            const auto place = std::lower_bound(levels.begin(), levels.end(), level);
+            const auto found = std::lower_bound(levels.begin(), levels.end(), level);
             const std::uint32_t* const of =
-                hashes[static_cast<std::size_t>(place - levels.begin())].data();
+                hashes[static_cast<std::size_t>(found - levels.begin())].data();
             for (std::size_t tag = 0; tag < marks.size(); ++tag) {
                 keys_[tag] = MixHash(keys_[tag], of[tag]);
             }

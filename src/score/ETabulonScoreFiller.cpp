@@ -1,6 +1,7 @@
 #include "etabulon/score/ETabulonScoreFiller.h"
 
 #include "etabulon/cursors/ECursorScopes.h"
+#include "etabulon/foundation/EExpects.h"
 #include "etabulon/score/ETabulonScoreCumuls.h"
 #include "etabulon/score/ETabulonScoreCumulsBuffers.h"
 
@@ -10,7 +11,9 @@ namespace etabulon {
 
 ETabulonScoreFiller::ETabulonScoreFiller(ETabulonCursor* cursor,
                                          const ETabulonPendingChanges* pending)
-    : pending_(pending), cursor_(cursor) {}
+    : pending_(pending), cursor_(cursor) {
+    E_EXPECTS(cursor != nullptr);
+}
 
 ETabulonScoreFiller* ETabulonScoreFiller::Build(ETabulonCursor* cursor,
                                                 const ETabulonPendingChanges* pending) {

@@ -54,7 +54,7 @@ void ScoreCells::Add(const ETabulonTag& position, std::span<const EVariant* cons
 }
 
 void ScoreCells::AddPartial(const ETabulonTag& position, const CumulCells& partial) {
-    rows_.MergeBehind(RowsOf(position), partial, 0);
+    rows_.MergeAfter(RowsOf(position), partial, 0);
 }
 
 bool ScoreCells::WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request) {
@@ -75,7 +75,7 @@ void ScoreCells::AddBlock(const ERecordBlock& block, std::span<const EBlockIndex
         *row = rows_.RowAt(RowOf(line));
         PrefetchToWrite(*row++);
     }
-    const BlockRows::Place lines = folded_.data();
+    const BlockRows::RowsOfTarget lines = folded_.data();
     BlockRows rows{&block, records, std::span(&lines, 1)};
     rows.shared = rows_.RowAt(kTotal);
     rows_.FoldBlock(rows, valueColumns_);

@@ -130,7 +130,7 @@ public:
     }
 
     /// Sorts the lines from `first` to `last`, which come in order of arrival, and writes those to
-    /// keep from `kept` on, which isn't behind `first`. Returns the end of the kept lines.
+    /// keep from `kept` on, which isn't after `first`. Returns the end of the kept lines.
     ///
     /// Deliberate: of lines whose labels compare as equal, such as two cases of one text, only the
     /// last is kept, though the lines are of different records and the total includes them all: a

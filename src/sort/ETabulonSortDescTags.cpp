@@ -158,7 +158,7 @@ ETabulonTag ETabulonSortDesc::ExtractSortValues(const ETabulonTag& tag, unsigned
 // The keys from the first on whose levels `root` holds.
 //
 // Deliberate: they are counted by absolute position, hidden ones included, while the walk to the
-// levels below goes by visible position. Grids and scores pass roots whose levels lead the keys,
+// levels below counts visible positions. Grids and scores pass roots whose levels lead the keys,
 // and lay out their axes by this. DetailLevelCountsAbsoluteAndWalksVisible holds it.
 unsigned int ETabulonSortDesc::LeadingLevels(const ETabulonTag& root) const {
     unsigned int held = 0;
@@ -218,7 +218,7 @@ void ETabulonSortDesc::GetParentTag(const ETabulonTag& tag, HideFlag mask,
     const auto gap = std::find_if_not(view.levels.begin(), view.levels.end(),
                                       [&tag](unsigned int level) { return tag.HasValue(level); });
     const auto run = static_cast<std::size_t>(gap - view.levels.begin());
-    // Deliberate: the run ends at the first gap, and what the tag holds behind it is lost with the
+    // Deliberate: the run ends at the first gap, and what the tag holds after it is lost with the
     // last level of the run. ParentEndsAtTheFirstGap holds it.
     const std::size_t kept = run == 0 ? 0 : run - 1;
     Filter(

@@ -1,6 +1,7 @@
 #include "etabulon/tree/EDataTree.h"
 
 #include "etabulon/cursors/ECursorScopes.h"
+#include "etabulon/foundation/EExpects.h"
 #include "tree/ETabulonCursorTree.h"
 #include "tree/TreeReFiling.h"
 
@@ -9,6 +10,11 @@ namespace etabulon {
 namespace {
 
 constexpr auto kInTree = ETabulonSortDesc::SortKey::HideInTree;
+
+const ETabulonLevels& LevelsOf(const ETabulonCursor* cursor) {
+    E_EXPECTS(cursor != nullptr);
+    return cursor->Levels();
+}
 
 }  // namespace
 
@@ -21,7 +27,7 @@ ETabulonValue EDataTreeNodeRoot::DisplayValue() const {
 }
 
 EDataTree::EDataTree(ETabulonCursor* cursor, const Chaine& rootName, HICON rootIcon)
-    : sortDesc_(MakeRef<ETabulonSortDesc>(cursor->Levels())), cursor_(cursor) {
+    : sortDesc_(MakeRef<ETabulonSortDesc>(LevelsOf(cursor))), cursor_(cursor) {
     SetParams(rootName, rootIcon);
 }
 

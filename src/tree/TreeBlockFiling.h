@@ -49,7 +49,7 @@ public:
     [[nodiscard]] std::span<EDataTreeNode* const> Nodes() const noexcept { return filed_; }
 
 private:
-    // Records before the leaves are judged.
+    // After this many records it is decided whether leaves are kept.
     static constexpr std::uint64_t kTrial = 256;
     static constexpr unsigned kNoColumn = ~0U;
     static constexpr std::uint32_t kNone = TreeBlockLevel::kNone;

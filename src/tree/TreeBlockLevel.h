@@ -26,7 +26,7 @@ public:
     TreeBlockLevel(unsigned data, bool areNumbers) noexcept
         : data_(data), areNumbers_(areNumbers) {}
 
-    /// Has to come before anything that takes a record of the block.
+    /// Call it first for each block: the other functions read what it prepares.
     void Read(const ERecordBlock& block, std::span<const EBlockIndex> records);
     [[nodiscard]] std::uint32_t Number(EBlockIndex record) const noexcept {
         return numbers_[record];

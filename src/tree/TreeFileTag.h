@@ -11,7 +11,7 @@ class TreeRefreshMarks;
 /// one that doesn't belong below `start`.
 EDataTreeNode* FileTag(EDataTreeNode& start, const ETabulonTag& tag);
 
-/// The general road, for tags with gaps, levels that have two sort keys, and nodes of levels that
+/// The general method, for tags with gaps, levels that have two sort keys, and nodes of levels that
 /// have changed since: finds or makes the parent first, which is filed by its own parent tag.
 /// `tag` has no hidden value. `marks` are those of a running refresh, null without one.
 EDataTreeNode* FileByParents(EDataTreeNode& node, const ETabulonTag& tag,

@@ -11,7 +11,7 @@ namespace {
 
 constexpr auto kInTree = ETabulonSortDesc::SortKey::HideInTree;
 
-// Lookups at a level before it is judged: as many tell whether most of them find a node.
+// After this many lookups a level uses the cache only while more than one in eight finds a node.
 constexpr std::uint32_t kTrial = 256;
 
 }  // namespace
@@ -177,7 +177,7 @@ EDataTreeNode* TreeFiling::AddRegular(const ETabulonTag& tag, const TreeKeyWord*
             return AddIrregular(tag);
         }
         if (!path_[depth].isOwnValue) {
-            PrefetchEntries(depth + 1);  // the keys below go by the node's spelling
+            PrefetchEntries(depth + 1);  // the keys below hash the node's spelling
         }
         marks_.Meet(*node);
         path_[depth].node = node;
@@ -192,15 +192,15 @@ EDataTreeNode* TreeFiling::AddIrregular(const ETabulonTag& tag) {
     return FileByParents(start_, sort_.RemoveHiddenValues(tag, kInTree), sort_, &marks_);
 }
 
-/// A level where most records have a new node, as that of the records themselves, isn't worth an
-/// entry for each.
+/// A level where nearly every record has a new node, such as the level of the records themselves,
+/// isn't worth an entry for each.
 bool TreeFiling::IsWorthCaching(const PathLevel& at) const noexcept {
     return at.lookups < kTrial || at.known > at.lookups / 8;
 }
 
 /// Makes the keys from `depth` on, and prefetches their entries. A child has one key for the whole
 /// walk: with two it could have two entries, each with a primary key to be written, and the older
-/// one might be written last. The hash therefore goes by the nodes' own spellings, and includes the
+/// one might be written last. The hash therefore reads the nodes' own spellings, and includes the
 /// levels that don't use the cache.
 void TreeFiling::PrefetchEntries(std::size_t depth) {
     for (; depth < path_.size(); ++depth) {

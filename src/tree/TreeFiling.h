@@ -19,7 +19,7 @@ namespace etabulon::detail {
 /// Files the records of one walk below a node. It keeps the nodes of the last record, so that a
 /// record costs one comparison for each level that it shares with the record before; finds other
 /// nodes in a cache of the children met; and holds records back where each has a leaf of its own.
-/// A record that doesn't fit the levels shown goes by the general road, FileByParents.
+/// A record that doesn't fit the levels shown is filed by the general method, FileByParents.
 ///
 /// Lives on the stack of a refresh, and is one of the tree's walks meanwhile.
 /// Failure  std::bad_alloc passes through; the walk has to end then.
@@ -69,7 +69,7 @@ public:
                                       const ETabulonValue& value, bool mayMake);
     /// AddChild of the start node. Null for a record that has only hidden values.
     [[nodiscard]] EDataTreeNode* Add(const ETabulonTag& tag);
-    /// The node of that depth which the last Add met; null if it went by the general road.
+    /// The node of that depth which the last Add met; null if FileByParents filed it.
     [[nodiscard]] EDataTreeNode* NodeAt(std::size_t depth) const noexcept {
         return path_[depth].node;
     }

@@ -10,7 +10,7 @@ TreeLeafFiling::Result TreeLeafFiling::File(EDataTreeNode& parent, unsigned leve
     }
     bool canBeUnmade = false;
     if (TreeSiblings* const siblings = children.Siblings(); siblings != nullptr) {
-        siblings->Settle(sort_);
+        siblings->OrderOlder(sort_);
         const std::uint32_t found = siblings->Find(value);
         if (found != TreeSiblings::kNone) {
             return Found(parent, *siblings, found, value);

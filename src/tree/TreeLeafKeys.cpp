@@ -8,7 +8,7 @@ namespace {
 
 // Leaves aren't neighbours in memory: so many are prefetched ahead of the one that is written.
 constexpr std::size_t kAhead = 16;
-// So many keys are written within some milliseconds, behind a cancel too.
+// So many keys are written within some milliseconds, after a cancel too.
 constexpr std::size_t kMostKept = 65536;
 
 }  // namespace

@@ -4,8 +4,8 @@
 
 #include <span>
 
-// The short road to the node of a tag: from the top down, one lookup by value for each level. The
-// general road climbs from the tag to its parents, each of which is a tag of its own, and so costs
+// The fast path to the node of a tag: from the top down, one lookup by value for each level. The
+// general case climbs from the tag to its parents, each of which is a tag of its own, and so costs
 // the square of the number of levels. Both find the same node.
 
 namespace etabulon::detail {

@@ -37,7 +37,7 @@ void TreeNewLeaves::Learn(std::uint32_t parent, EDataTreeNode& node) {
         return;
     }
     if (TreeSiblings* const siblings = children.Siblings(); siblings != nullptr) {
-        siblings->Settle(sort_);
+        siblings->OrderOlder(sort_);
         std::int64_t largest = 0;
         if (siblings->CanAddNumbers(type_, keyForm_, largest)) {
             largest_[parent] = largest;

@@ -223,7 +223,7 @@ std::uint32_t TreeSiblings::AddUnmade(const ETabulonSortDesc& sort, unsigned lev
     return size_ - 1;
 }
 
-void TreeSiblings::Settle(const ETabulonSortDesc& sort) {
+void TreeSiblings::OrderOlder(const ETabulonSortDesc& sort) {
     if (size_ != 0 && orderStamp_ != sort.OrderStamp()) {
         OrderWaiting();
     }

@@ -25,7 +25,7 @@ struct TreeOrder {
     ETabulonSortDesc::SortCompareSource source = ETabulonSortDesc::CompareOnDisplay;
 };
 
-/// The children of a node that has had more than one: those in sort order, behind them the new ones
+/// The children of a node that has had more than one: those in sort order, after them the new ones
 /// that wait to be sorted in, and, where they are many, an index by value. The last of the new ones
 /// may be leaves without a node: MakeAll makes their nodes, which takes no child from its index.
 ///
@@ -87,9 +87,9 @@ public:
 
     // Leaves without a node. Indexes stay valid until children are sorted in or taken out.
 
-    /// Sorts in what came by an older order, so that Add and AddUnmade take no child from its
-    /// index.
-    void Settle(const ETabulonSortDesc& sort);
+    /// Sorts in new children that came by an older order, so that Add and AddUnmade take no child
+    /// from its index.
+    void OrderOlder(const ETabulonSortDesc& sort);
     /// A leaf of that value can be added without a node. Requires that Find is kNone for it.
     [[nodiscard]] bool CanAddUnmade(const ETabulonValue& value, TreeKeyForm form) const noexcept {
         return irregular_ == 0 && unmade_.CanAdd(value, form);
@@ -158,7 +158,7 @@ private:
     std::uint32_t irregular_ : 31 = 0;  // children that can't be found by value
     std::uint32_t areNumbers_ : 1 = 1;
     std::uint32_t level_ = 0;  // of the children found by value
-    std::uint32_t next_ = 0;   // of unmade_: behind the one that was found last
+    std::uint32_t next_ = 0;   // of unmade_: after the one that was found last
 
     EDataTreeNode& owner_;
     std::vector<NewChild> waiting_;

@@ -25,9 +25,9 @@ bool TreeTotals::HasLevels(std::span<const unsigned> levels) const {
 void TreeTotals::Begin(const ETabulonTag& below) {
     ETabulonTag scope;
     ETabulonTag branch;
-    for (unsigned place = 0; place < below.KnownLevelsCount(); ++place) {
-        const unsigned level = below.LevelAt(place);
-        (index_.ColumnOf(level) < 0 ? scope : branch).SetValue(level, below.ValueAt(place));
+    for (unsigned index = 0; index < below.KnownLevelsCount(); ++index) {
+        const unsigned level = below.LevelAt(index);
+        (index_.ColumnOf(level) < 0 ? scope : branch).SetValue(level, below.ValueAt(index));
     }
     before_ = Leaves(description_);
     skips_ = scope != scope_ && leaves_.HasAny() && !below.IsRoot();
@@ -85,7 +85,7 @@ void TreeTotals::AddBlock(const ERecordBlock& block, std::span<const EBlockIndex
         *row = leaves_.rows.RowAt(leaf);
         PrefetchToWrite(*row++);
     }
-    const BlockRows::Place leaves = folded_.data();
+    const BlockRows::RowsOfTarget leaves = folded_.data();
     leaves_.rows.FoldBlock({&block, records, std::span(&leaves, 1)}, valueColumns_);
 }
 
@@ -103,9 +103,9 @@ void TreeTotals::TakeBack() {
 
 std::vector<bool> TreeTotals::FindBelow(const ETabulonTag& tag) const {
     std::vector<bool> isBelow(index_.Size(), true);
-    for (unsigned place = 0; place < tag.KnownLevelsCount(); ++place) {
-        const auto column = static_cast<std::size_t>(index_.ColumnOf(tag.LevelAt(place)));
-        const std::uint32_t number = index_.Values(column).Find(tag.ValueAt(place));
+    for (unsigned index = 0; index < tag.KnownLevelsCount(); ++index) {
+        const auto column = static_cast<std::size_t>(index_.ColumnOf(tag.LevelAt(index)));
+        const std::uint32_t number = index_.Values(column).Find(tag.ValueAt(index));
         for (std::uint32_t leaf = 0; leaf < index_.Size(); ++leaf) {
             isBelow[leaf] = isBelow[leaf] && number != TagIndex::kAbsent &&
                             index_.NumberAt(leaf, column) == number;
@@ -152,12 +152,12 @@ void TreeTotals::AddToGroups(std::uint32_t leaf) {
 
 std::size_t TreeTotals::ReadNumbers(const ETabulonTag& node) {
     std::size_t depth = 0;
-    for (std::size_t place = 0; place < order_.size(); ++place) {
-        const auto column = static_cast<std::size_t>(index_.ColumnOf(order_[place]));
-        const ETabulonValue* const value = node.Find(order_[place]);
+    for (std::size_t index = 0; index < order_.size(); ++index) {
+        const auto column = static_cast<std::size_t>(index_.ColumnOf(order_[index]));
+        const ETabulonValue* const value = node.Find(order_[index]);
         numbers_[column] =
             value == nullptr ? TagIndex::kAbsent : index_.Values(column).Find(*value);
-        depth = value == nullptr ? depth : place + 1;
+        depth = value == nullptr ? depth : index + 1;
     }
     return depth;
 }

@@ -28,14 +28,14 @@ public:
     /// Whether the leaves have just these levels, in any order.
     [[nodiscard]] bool HasLevels(std::span<const unsigned> levels) const;
 
-    /// A walk of the records below the tag begins, whose leaves begin again. Values of the tag at
-    /// levels that the leaves don't have are those of the first walk: one with other such values
-    /// leaves everything as it is, since its records are a part of their leaves' only.
+    /// Begins a walk below the tag and clears the leaves there. If the tag has values at levels
+    /// that the leaves lack, and they differ from the first walk's, the walk is ignored: it meets
+    /// only a part of its leaves' records.
     void Begin(const ETabulonTag& below);
     void Add(const ETabulonExtractValue& extract);
     [[nodiscard]] bool WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request);
     void AddBlock(const ERecordBlock& block, std::span<const EBlockIndex> records);
-    /// The walk was given up: leaves that had records before it have their states of then.
+    /// The walk failed: restores the previous states of the leaves that had records.
     void TakeBack();
 
     /// `order` has the levels as the tree has them.
@@ -78,7 +78,7 @@ private:
         CumulCells rows;
     };
 
-    /// By leaf: it is at or below the tag.
+    /// For each leaf, whether it is at or below the tag.
     [[nodiscard]] std::vector<bool> FindBelow(const ETabulonTag& tag) const;
     void Arrange(std::span<const unsigned> order);
     void AddToGroups(std::uint32_t leaf);
@@ -96,7 +96,7 @@ private:
     std::vector<unsigned> valueColumns_;  // in the block, of each calculation
     std::vector<std::byte*> folded_;      // scratch: the rows of a block's leaves
 
-    // Worked out when they are read.
+    // Computed when results are read.
     std::vector<unsigned> order_;
     std::vector<Depth> depths_;
     bool isArranged_ = false;

@@ -182,7 +182,7 @@ TEST_F(CsvInColumns, DoNotDependOnWhereAPieceOfTheFileEnds) {
         }
         Compare(text, {});
     }
-    // A row of several pieces, and a failure behind them.
+    // A row of several pieces, and a failure after them.
     const std::string wide(3U << 18U, 'y');
     Compare("a,b\n1,\"" + wide + "\"\"\"\n2,c\n");
     Compare("a,b\n1,\"" + wide + "\n\"\n2,c\n3\n");

@@ -67,7 +67,7 @@ TEST_F(SqliteFaults, ADamagedFileNeverLooksLikeItsEndNorEndsTheProgram) {
         "WITH RECURSIVE s(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM s WHERE i<3000)"
         " INSERT INTO t SELECT i, 'text number '||i, i/7.0 FROM s");
     const auto size = std::filesystem::file_size(path);
-    // Cut off behind the back of an open table, and before it is opened.
+    // Cut off unknown to an open table, and before it is opened.
     OpenTable("t", {}, ESqlOpenMode::ReadOnly);
     ASSERT_EQ(table->GetFirst(), 1);
     const std::string whole = Bytes(path);

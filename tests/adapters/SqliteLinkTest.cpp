@@ -10,7 +10,7 @@ namespace {
 /// Table t, each record of which links to a named one of p.
 class SqliteLinks : public SqliteTest {
 protected:
-    /// `count` records, `each` behind one another with the same name of `size` bytes.
+    /// `count` records, `each` after one another with the same name of `size` bytes.
     void Make(int count, int each, int size, const std::string& pragma = "") {
         const std::string rows = std::to_string(count);
         const std::string numbers =

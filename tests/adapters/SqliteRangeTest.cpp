@@ -295,7 +295,7 @@ std::string Joined(const std::vector<Chaine>& names) {
 }
 
 /// Tables in a database file with a write-ahead log: with a rollback journal no connection could
-/// write while a walk stands in mid-table. `options` stands behind each CREATE TABLE.
+/// write while a walk stands in mid-table. `options` stands after each CREATE TABLE.
 class SqliteFactory : public TableFactory {
 public:
     explicit SqliteFactory(const char* options) : options_(options) {}

@@ -56,7 +56,7 @@ protected:
     using Outcomes = std::map<std::string, ESqlOutcome>;  // what the save has learnt, by key
 
     FaultySave() {
-        // Deletes shorten the file, behind the commit.
+        // Deletes shorten the file, after the commit.
         Run("PRAGMA page_size=512; PRAGMA auto_vacuum=full; PRAGMA journal_mode=" +
             std::string(GetParam()) +
             "; CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT, n INT); CREATE INDEX t_a ON t(a);"

@@ -159,11 +159,11 @@ INSTANTIATE_TEST_SUITE_P(InBothJournals, KilledSave,
                                             ::testing::Values(Way::EachByItself,
                                                               Way::AllOrNothing)));
 
-// ------------------------------------------------------------------------- a table that moves
+// ------------------------------------------------------------------------------ a table that moves
 
 struct MovingCase {
     const char* what;
-    const char* key;  // behind the columns
+    const char* key;  // after the columns
     const char* afterColumns;
 };
 
@@ -249,7 +249,7 @@ TEST_F(MovingTable, HasEachChangeOnceAndNothingElse) {
     }
 }
 
-// ------------------------------------------------------------------------- random sequences
+// -------------------------------------------------------------------------------- random sequences
 
 class RandomSaves : public SqliteSave, protected Storm {
 protected:

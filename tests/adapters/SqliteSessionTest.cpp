@@ -38,7 +38,7 @@ protected:
     std::string Rows() { return Ask("SELECT id||a FROM t ORDER BY id"); }
 };
 
-// ------------------------------------------------------------------------- the end of a session
+// ---------------------------------------------------------------------------- the end of a session
 
 /// Calls back when it comes to a record.
 class CallingCursor final : public SqlCursor {
@@ -133,7 +133,7 @@ TEST_F(SqliteSession, BeginsWhateverStatementsAreKept) {
     }
 }
 
-// ------------------------------------------------------------------------------ walks by key
+// ------------------------------------------------------------------------------------ walks by key
 
 TEST_F(SqliteSession, AWalkByKeySeesOneStateUntilItsEnd) {
     for (const char* const journal : {"wal", "delete"}) {
@@ -176,7 +176,7 @@ TEST_F(SqliteSession, AWalkByKeySeesOneStateUntilItsEnd) {
     }
 }
 
-// -------------------------------------------------------------------------------- missed writes
+// ----------------------------------------------------------------------------------- missed writes
 
 TEST_F(SqliteSession, WhatATriggerSkipsIsNotGone) {
     // What becomes of an update, of an insert and of a delete.
@@ -222,7 +222,7 @@ TEST_F(SqliteSession, WhatATriggerSkipsIsNotGone) {
     EXPECT_NE(table->LastErrorText().View().find("deletes the record"), std::string_view::npos);
 }
 
-// -------------------------------------------------------------------------------------- waiting
+// ----------------------------------------------------------------------------------------- waiting
 
 TEST_F(SqliteSession, WaitsTwoSecondsInAllForAReader) {
     RunAndOpen(

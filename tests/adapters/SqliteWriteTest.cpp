@@ -20,7 +20,7 @@ TEST_F(SqliteWrite, AnUpdateOfTheOrderedColumnInMidWalkMeetsEachRecordOnce) {
         std::string met;
         for (EPosition at = table->GetFirst(); at != kNoPosition; at = table->GetNext()) {
             met += std::to_string(at);
-            Field("n") <<= Whole(Field("n").AsInt64() + 100);  // behind all others
+            Field("n") <<= Whole(Field("n").AsInt64() + 100);  // after all others
             ASSERT_EQ(table->Update(kNoPosition), at) << table->LastErrorText().c_str();
         }
         EXPECT_EQ(met, "1234");

@@ -125,7 +125,7 @@ TEST_F(Edit, FindsItsRecordsBeforeTheFirstWrite) {
 
 TEST_F(Edit, FailsWhereAnotherRecordTakesTheKeyOfOneItFound) {
     const std::pair<const char*, const char*> cases[] = {
-        // The record 3 becomes 2, behind a record that isn't met again.
+        // The record 3 becomes 2, after a record that isn't met again.
         {"id INTEGER PRIMARY KEY, n TEXT)", "UPDATE ON stock WHEN old.id = 1"},
         {"id TEXT COLLATE NOCASE PRIMARY KEY, n TEXT)", "UPDATE ON stock WHEN old.id = '1'"},
         {"id INT PRIMARY KEY, n TEXT) WITHOUT ROWID", "DELETE ON stock WHEN old.id = 1"},

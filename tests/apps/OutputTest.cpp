@@ -8,7 +8,7 @@ namespace {
 
 const std::string kStrikes = ETABULON_STRIKES_DATABASE;
 
-// ------------------------------------------------------------------------- descriptors that fail
+// --------------------------------------------------------------------------- descriptors that fail
 
 TEST(BrokenDescriptors, ChangeNoStatusAndEndNothingBySignal) {
     // D is the database; the text is in what is left of stdout and stderr.
@@ -57,7 +57,7 @@ TEST(ReaderThatHasGone, IsNoFailureWhateverWasPrinted) {
     }
 }
 
-// ---------------------------------------------------------------------------- what runs short
+// --------------------------------------------------------------------------------- what runs short
 
 TEST(TooFewThreads, AreAFailureThatIsTold) {
     if (!kAllocationsAreCounted) {
@@ -98,7 +98,7 @@ TEST(TooLittleMemory, IsAFailureWhereverItRunsOut) {
     EXPECT_TRUE(hasDone);
 }
 
-// ------------------------------------------------------------------------------- whole lines
+// ------------------------------------------------------------------------------------- whole lines
 
 /// Texts with line ends and quotes, and more output than pipes and buffers hold.
 class LargeResults : public testing::TestWithParam<const char*> {

@@ -132,7 +132,7 @@ TEST_P(FaultySaveCommand, ASignalCancelsItUntilTheCommitAndNotBehind) {
             kill(getpid(), signal);
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         };
-        // The last calls are those of the commit and of what comes behind.
+        // The last calls are those of the commit and of what comes after.
         while (fault.at <= calls) {
             SCOPED_TRACE(testing::Message() << "signal " << signal << " at call " << fault.at);
             const CommandResult result = Save(fault);
@@ -146,7 +146,7 @@ TEST_P(FaultySaveCommand, ASignalCancelsItUntilTheCommitAndNotBehind) {
     EXPECT_GT(saved, 10);
 }
 
-/// What comes behind the commit needs no memory to tell the truth.
+/// What comes after the commit needs no memory to tell the truth.
 TEST_P(FaultySaveCommand, MemoryThatRunsOutNearTheEndIsNoReasonToSaveAgain) {
     if (!kAllocationsAreCounted) {
         GTEST_SKIP() << "allocations can't be made to fail here";

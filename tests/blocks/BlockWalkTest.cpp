@@ -483,7 +483,7 @@ TEST(WalkByBlocks, KeepsItsBlocksWholeUnderPendingChanges) {
 }
 
 TEST(WalkByBlocks, SeesAScriptThatChangesBetweenItsBlocks) {
-    /// Inserts a record at a tag behind the first block.
+    /// Inserts a record at a tag after the first block.
     class Inserter : public Meddler {
     public:
         explicit Inserter(ETabulonPendingChanges& changes) : Meddler(StatusOk), changes_(changes) {}

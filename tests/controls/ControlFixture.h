@@ -77,8 +77,8 @@ protected:
         return view.Notified(NotifyBrowseCancel) + view.Notified(NotifyBrowseError);
     }
     [[nodiscard]] int Ends() const { return view.Notified(NotifyBrowseDone) + Troubles(); }
-    /// Until each run that was started has ended and been heard.
-    void Settle() {
+    /// Handles messages until every started run has ended and its end was reported.
+    void WaitForRuns() {
         do {
             screen.PumpUntil([this] { return Starts() - startsOnly == Ends(); });
         } while (screen.PumpWaiting() > 0);
@@ -92,17 +92,17 @@ protected:
     }
     void Refresh() {
         ctrl->Refresh();
-        Settle();
+        WaitForRuns();
     }
     void Refresh(const ETabulonTag& tag) {
         ctrl->Refresh(tag);
-        Settle();
+        WaitForRuns();
     }
     void Fill() {
         ctrl->Fill();
-        Settle();
+        WaitForRuns();
         screen.Advance(1000);  // the selection of the root has been consulted
-        Settle();
+        WaitForRuns();
         view.TakeLog();
         ctrl->consulted.clear();
     }

@@ -143,7 +143,7 @@ TEST_F(LevelCtrl, ClosedHearsNothing) {
     EXPECT_EQ(sort->Notifiers().Size(), 1U);
 }
 
-// --- with a tree control on one description ---
+// ---------------------------------------------------------- with a tree control on one description
 
 class LevelCtrlOfATree : public TreeScreen {
 protected:
@@ -162,7 +162,7 @@ TEST_F(LevelCtrlOfATree, ShowsItsOrderAndFillsItAgain) {
     levelView.Click("city");
     EXPECT_TRUE(levelCtrl.MoveSelectedLevelDown());
     EXPECT_EQ(levelView.Items(), "-country{*city}");
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.Items(), "*-all{-DE{Berlin Bonn} -FR{Lyon Paris}}");
     EXPECT_EQ(view.TakeLog("owner"), "owner 1569; owner 1570; ");
     view.Click("all/FR");
@@ -192,7 +192,7 @@ TEST_F(LevelCtrlOfATree, MoveDuringAFillCancelsItAndFillsInTheNewOrder) {
     levelView.Click("country/city/year");
     EXPECT_TRUE(levelCtrl.MoveSelectedLevelUp());
     EXPECT_EQ(levelView.Items(), "-country{*-year{city}}");
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.Items(), "*-all{-DE{-2022{Berlin Bonn}} -FR{-2021{Lyon Paris} +2022}}");
     EXPECT_EQ(sales.cursor.depth, 0);
 }

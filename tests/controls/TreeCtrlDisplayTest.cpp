@@ -35,7 +35,7 @@ TEST_F(TreeCtrlWait, BlinksTheRootUntilTheRunEnds) {
     }
     EXPECT_EQ(seen, "13000:16x16 - 13000:16x16 - ");
     Release();
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(RootImage(), "root");
     view.TakeLog();
     screen.Advance(1500);
@@ -52,7 +52,7 @@ TEST_F(TreeCtrlWait, EndsAtATickIfNobodyStopsIt) {
     screen.Advance(1000);
     EXPECT_EQ(view.TakeLog(), "");  // ending, and tried again at each tick
     Release();
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.Items(), kAllItems);
     EXPECT_EQ(RootImage(), "root");
 }
@@ -97,11 +97,11 @@ TEST_F(TreeCtrlWait, SetsThePointerOverItsWindowOnly) {
     Release();
     std::string seen;
     view.owner = [&](std::uint32_t, std::intptr_t) { seen += pointer(); };
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(seen, "arrow");
     ctrl->Refresh();
     EXPECT_EQ(seen, "arrowbusy");
-    Settle();
+    WaitForRuns();
 }
 
 class TreeCtrlBackground : public TreeCtrlWait {
@@ -137,7 +137,7 @@ TEST_F(TreeCtrlBackground, BlinksTheMessageOfAFirstFill) {
     screen.Advance(500);
     EXPECT_NE(Background().find("Pr"), std::string::npos);
     Release();
-    Settle();
+    WaitForRuns();
 }
 
 TEST_F(TreeCtrlBackground, FollowsTheSizeOfAnEmptyControl) {
@@ -151,11 +151,11 @@ TEST_F(TreeCtrlBackground, FollowsTheSizeOfAnEmptyControl) {
     EXPECT_EQ(view.TakeLog(), "");
 }
 
-TEST_F(TreeCtrlBackground, IsDrawnAnewForAnEmptyResult) {
+TEST_F(TreeCtrlBackground, IsDrawnAgainForAnEmptyResult) {
     sales.Delete({1, 2, 3, 4, 5});
     ctrl->Fill();
     view.TakeLog();
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.TakeLog(),
               "invalidate; owner 1570; invalidate; timer 2 off; invalidate; update; ");
 }

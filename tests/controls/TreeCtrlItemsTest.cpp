@@ -16,7 +16,7 @@ TEST_F(TreeCtrlItems, OpenAsTheModeSays) {
         ctrl->SetExpand(mode);
         ctrl->SetSortLevels(InOrder({0}), /*refresh=*/false);
         ctrl->SetSortLevels(InOrder({0, 1, 2}), /*refresh=*/true);
-        Settle();
+        WaitForRuns();
         EXPECT_EQ(view.Items(), items) << mode;
     }
 }
@@ -30,7 +30,7 @@ TEST_F(TreeCtrlItems, StayClosedInATreeOfAHundredLeaves) {
     sales.Append(300, "FR", "Brest", 2020);
     view.DeleteItem(kTreeRoot);
     ctrl->Fill();
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.Items(), "*-all{+DE +FR}");
 }
 
@@ -53,7 +53,7 @@ TEST_F(TreeCtrlItems, RefuseToOpenWhatIsGone) {
     ctrl->Refresh(Place("DE"));  // the model is ahead of the items: nobody has heard of its end
     EXPECT_FALSE(view.Open("all/DE/Berlin"));
     EXPECT_EQ(view.Items(), "*-all{-DE{+Bonn} -FR{+Lyon -Paris{2021 2022}}}");
-    Settle();
+    WaitForRuns();
 }
 
 TEST_F(TreeCtrlItems, TellTheirLevelInTheirTips) {
@@ -93,7 +93,7 @@ TEST_F(TreeCtrlItems, SelectOfAnUnknownTag) {
               "image all 13000:16x16; image all 13000:16x16; insert Nice; "
               "image all 13000:16x16; image all root; ");
     ctrl->RefreshDeletedNode(Place("FR", "Metz"));
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.Items(), "-all{-DE{+Berlin +Bonn} *-FR{+Lyon +Nice -Paris{2021 2022}}}");
 }
 
@@ -117,7 +117,7 @@ TEST_F(TreeCtrlItems, DeletedOneGoesAtOnceWithTheBranchThatItLeavesEmpty) {
         SalesTable fresh;
         Reopen(fresh.cursor);
         ctrl->Fill();
-        Settle();
+        WaitForRuns();
         ctrl->Select(deleted);  // opens it
         view.Click(selected);
         fresh.Delete(records);
@@ -126,7 +126,7 @@ TEST_F(TreeCtrlItems, DeletedOneGoesAtOnceWithTheBranchThatItLeavesEmpty) {
         ctrl->RefreshDeletedNode(deleted);
         EXPECT_EQ(view.Items(), atOnce);
         gate.Open();
-        Settle();
+        WaitForRuns();
         EXPECT_EQ(view.Items(), atOnce);
         ctrl.reset();
     }
@@ -137,7 +137,7 @@ TEST_F(TreeCtrlItems, RefreshOfTheRootsRecordRefreshesAll) {
     sales.Delete({1, 2, 3, 4, 5});
     ctrl->RefreshDeletedNode(ETabulonTag::Null);
     EXPECT_EQ(view.Items(), "");
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.TakeLog("owner"), "owner 1569; owner 1570; ");
 }
 
@@ -168,7 +168,7 @@ TEST_P(SelectionBelowWhatGoes, PassesToANeighbourOrStaysWithItsTag) {
     Fill();
     view.Click(c.selected);
     screen.Advance(500);
-    Settle();
+    WaitForRuns();
     ctrl->consulted.clear();
     for (const char id : c.deleted) {
         sales.Delete({id - '0'});
@@ -179,7 +179,7 @@ TEST_P(SelectionBelowWhatGoes, PassesToANeighbourOrStaysWithItsTag) {
     Refresh();
     EXPECT_EQ(view.Items(), c.items);
     screen.Advance(500);
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(ctrl->consulted, c.consulted);
 }
 

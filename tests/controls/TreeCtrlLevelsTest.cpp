@@ -67,15 +67,15 @@ TEST_F(TreeCtrlLevels, DropAlongOneBranch) {
         EXPECT_EQ(view.Drag(from, to), taken) << from << ">" << to;
         EXPECT_EQ(view.Items(), items) << from << ">" << to;
         screen.Advance(1000);
-        Settle();
+        WaitForRuns();
     }
 }
 
-TEST_F(TreeCtrlLevels, SetAnewFillsAgainIfTold) {
+TEST_F(TreeCtrlLevels, SettingTheSameLevelsRefillsOnlyIfAsked) {
     Fill();
     const auto keys = InOrder({1, 0});
     ctrl->SetSortLevels(keys, /*refresh=*/true);
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.Items(), "*-all{+Berlin +Bonn +Lyon +Paris}");
     EXPECT_EQ(view.TakeLog("owner delete"), "delete all; owner 1569; owner 1570; ");
     ctrl->SetSortLevels(keys, /*refresh=*/true);
@@ -90,13 +90,13 @@ TEST_F(TreeCtrlLevels, HiddenOnesGoAndComeBack) {
     cityAndYear.Add(1);
     cityAndYear.Add(2);
     EXPECT_TRUE(ctrl->SetHideLevelFlags(cityAndYear, kInTree, /*refresh=*/true));
-    Settle();
+    WaitForRuns();
     // What was opened says so, though it is a leaf.
     EXPECT_EQ(view.Items(), "*-all{-DE -FR}");
     EXPECT_FALSE(view.ItemHasChildren(view.At("all/FR")));
     EXPECT_FALSE(ctrl->SetHideLevelFlags(1, kInTree, /*refresh=*/true));
     EXPECT_TRUE(ctrl->SetHideLevelFlags(1, 0, /*refresh=*/true));
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.Items(), "*-all{-DE{Berlin Bonn} -FR{Lyon Paris}}");
     EXPECT_TRUE(view.ItemHasChildren(view.At("all/FR")));
     EXPECT_TRUE(ctrl->SetHideLevelFlags(2, 0, /*refresh=*/false));
@@ -118,7 +118,7 @@ TEST_F(TreeCtrlLevels, HiddenOnesFollowTheSelectionIfAttached) {
     EXPECT_FALSE(ctrl->AreHiddenLevelsAttachedToCurrent());
     ctrl->SetAttachHiddenLevelsToCurrent(/*attach=*/true, /*refresh=*/true);
     EXPECT_EQ(order(), "102");
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.TakeLog("owner"), "owner 1569; owner 1570; ");
     ctrl->SetAttachHiddenLevelsToCurrent(/*attach=*/true, /*refresh=*/true);
     EXPECT_EQ(view.TakeLog("owner"), "");
@@ -126,7 +126,7 @@ TEST_F(TreeCtrlLevels, HiddenOnesFollowTheSelectionIfAttached) {
     ASSERT_EQ(view.SelectedItem(), nullptr);
     ctrl->Refresh(ETabulonTag::Null);
     EXPECT_EQ(order(), "120") << "behind all levels, where none is selected";
-    Settle();
+    WaitForRuns();
 }
 
 TEST_F(TreeCtrlLevels, MovedByARefreshLeaveItsTagAlone) {
@@ -135,7 +135,7 @@ TEST_F(TreeCtrlLevels, MovedByARefreshLeaveItsTagAlone) {
     view.Click("all/Paris");
     ctrl->SetAttachHiddenLevelsToCurrent(/*attach=*/true, /*refresh=*/false);
     ctrl->Refresh(ctrl->Tree()->Root()->Get(3U)->Tag());  // a node that goes with the old order
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.Items(), "-all{+Berlin +Bonn +Lyon *-Paris{2021 2022}}");
     EXPECT_EQ(view.TakeLog("owner"), "owner 1569; owner 1570; ");
 }
@@ -146,7 +146,7 @@ TEST_F(TreeCtrlLevels, ComparedOtherwiseStandInAnotherOrder) {
     EXPECT_EQ(view.Items(), "*-all{+de -DE{+Berlin +Bonn} -FR{+Lyon -Paris{2021 2022}}}");
     view.Click("all/FR/Paris/2022");
     ctrl->SetCompareSource(ETabulonSortDesc::CompareOnData, /*refresh=*/true);
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.Items(), "-all{-DE{+Berlin +Bonn} -FR{+Lyon -Paris{2021 *2022}} +de}");
     EXPECT_EQ(view.TakeLog("owner delete"), "delete all; owner 1569; owner 1570; ");
     ctrl->SetCompareSource(ETabulonSortDesc::CompareOnData, /*refresh=*/true);
@@ -157,10 +157,10 @@ TEST_F(TreeCtrlLevels, ComparedOtherwiseStandInAnotherOrder) {
 TEST_F(TreeCtrlLevels, ChangedFromOutsideFillAgain) {
     Fill();
     ctrl->SortDesc()->MoveSortLevel(0, 1, kInTree);
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.Items(), "*-all{+Berlin +Bonn +Lyon -Paris{-FR{2021 2022}}}");
     ctrl->SortDesc()->SetHideLevelFlags(0, kInTree);
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.Items(), "*-all{+Berlin +Bonn +Lyon -Paris{2021 2022}}");
     EXPECT_EQ(view.TakeLog("owner"), "owner 1569; owner 1570; owner 1569; owner 1570; ");
     ctrl->SortDesc()->MoveHiddenLevelsTo(0, kInTree);
@@ -192,7 +192,7 @@ TEST_F(TreeCtrlLevels, NewNameOfTheRootBelongsBeforeAFill) {
     Fill();
     ctrl->SetRootParams("Sales", screen.NewIcon("sales"));
     ctrl->Fill();
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.Items().substr(0, 6), "*-all{");  // the root item is as it was inserted
     EXPECT_EQ(view.ImageOf(view.At("all")), "sales");
 }
@@ -200,7 +200,7 @@ TEST_F(TreeCtrlLevels, NewNameOfTheRootBelongsBeforeAFill) {
 // A tag is its own parent where a level stands twice.
 TEST_F(TreeCtrlLevels, StandingTwiceLetNoClimbGoOnForEver) {
     ctrl->SetSortLevels(InOrder({0, 0}), /*refresh=*/true);
-    Settle();
+    WaitForRuns();
     const std::string items = view.Items();
     ctrl->Select(Place("ES"));
     Refresh(Place("IT"));

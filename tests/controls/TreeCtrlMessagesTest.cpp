@@ -14,7 +14,7 @@ using TreeCtrlRuns = TreeScreen;
 TEST_F(TreeCtrlRuns, FillShowsTheTreeAndTellsTheOwner) {
     ctrl->Fill();
     EXPECT_EQ(view.TakeLog(), "images; timer 2 500; invalidate; update; owner 1569; invalidate; ");
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.Items(), kAllItems);
     EXPECT_EQ(ctrl->consulted, "[]");
     EXPECT_EQ(
@@ -26,7 +26,7 @@ TEST_F(TreeCtrlRuns, FillShowsTheTreeAndTellsTheOwner) {
 TEST_F(TreeCtrlRuns, FillOfAnEmptyTableShowsNothing) {
     sales.Delete({1, 2, 3, 4, 5});
     ctrl->Fill();
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.Items(), "");
     EXPECT_TRUE(ctrl->Selected().IsRoot());
     EXPECT_EQ(view.TakeLog("owner insert"), "owner 1569; owner 1570; ");
@@ -70,10 +70,10 @@ TEST_F(TreeCtrlRuns, FailedFillDeletesAllAndFailedRefreshNothing) {
     Fill();
     sales.cursor.onRecord = EndAt(3, kFailure);
     ctrl->RefreshCurrentNode();
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.Items(), kAllItems);
     ctrl->Fill();
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.Items(), "");
     EXPECT_EQ(view.TakeLog("owner"), "owner 1569; owner 1572 77; owner 1569; owner 1572 77; ");
 }
@@ -85,7 +85,7 @@ TEST_F(TreeCtrlRuns, NewerRunCancelsAndBothAreHeardInOrder) {
     gate.WaitReached();
     sales.cursor.onCancel = [&gate] { gate.Open(); };
     ctrl->Fill();
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.TakeLog("owner"), "owner 1569; owner 1569; owner 1571; owner 1570; ");
     EXPECT_EQ(view.Items(), kAllItems);
 }
@@ -113,7 +113,7 @@ TEST_F(TreeCtrlRuns, AskedForInALockedSectionComeAsMessages) {
     EXPECT_EQ(view.TakeLog("owner"), "");
     ctrl->SortDesc()->RemNotifier(asker.Get());
     screen.Pump();
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.TakeLog("owner"), "owner 1569; owner 1570; ");
     EXPECT_EQ(view.Items(), "*-all{+DE -FR{2021 2022}}");
 }
@@ -128,7 +128,7 @@ TEST_F(TreeCtrlRuns, AreQueuedWhereTheirThreadHoldsTheCursor) {
     }
     screen.Pump();
     screen.Pump();
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.Items(), "*-all{Berlin Bonn Lyon Paris}");
 }
 
@@ -178,7 +178,7 @@ TEST_F(TreeCtrlRuns, WhoseStartIsThrownBackLeaveTheControlIdle) {
     view.Click("all/FR");
     screen.Advance(200);  // not while items are updated
     EXPECT_EQ(ctrl->consulted, "[FR]");
-    Settle();
+    WaitForRuns();
 }
 
 using TreeCtrlTimer = TreeScreen;
@@ -191,7 +191,7 @@ TEST_F(TreeCtrlTimer, RefreshesTheSelectionAfterAPause) {
     screen.Advance(199);
     EXPECT_EQ(view.TakeLog("owner timer"), "timer 1 200; timer 1 200; ");
     screen.Advance(1);
-    Settle();
+    WaitForRuns();
     EXPECT_EQ(view.TakeLog("owner timer"),
               "timer 1 off; timer 2 500; owner 1569; owner 1570; timer 2 off; ");
     EXPECT_EQ(ctrl->consulted, "[DE]");
@@ -201,7 +201,7 @@ TEST_F(TreeCtrlTimer, SelectionThatComesBackInTimeIsNoNews) {
     Fill();
     view.Click("all/FR");
     screen.Advance(500);
-    Settle();
+    WaitForRuns();
     view.TakeLog();
     view.Click("all/DE");
     view.Click("all/FR");
@@ -232,11 +232,11 @@ TEST_F(TreeCtrlTimer, WaitsWhileItemsAreUpdated) {
     };
     ctrl->Refresh();
     EXPECT_EQ(ctrl->consulted, "");
-    Settle();
+    WaitForRuns();
     screen.Advance(200);
     EXPECT_EQ(ctrl->consulted, "[FR]");
     view.owner = nullptr;
-    Settle();
+    WaitForRuns();
 }
 
 }  // namespace

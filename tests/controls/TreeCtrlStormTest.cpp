@@ -138,9 +138,9 @@ protected:
         what < 5 ? DoInView() : what < 6 ? DoInLevels() : DoInRuns();
     }
     void Rest() {
-        Settle();
+        WaitForRuns();
         screen.Advance(1000);
-        Settle();
+        WaitForRuns();
     }
     /// After a run that ended badly the model is ahead of the items.
     void CatchUp() {

@@ -13,7 +13,7 @@
 
 namespace etabulon::test {
 namespace {
-/// Writes down what comes: "1127[FR]", "1326(5)"; a message sent has a "!" behind it.
+/// Writes down what comes: "1127[FR]", "1326(5)"; a message sent has a "!" after it.
 class Listener : public EMessagePort::IReceiver {
 public:
     void OnMessage(EMessage& message) override {
@@ -256,7 +256,7 @@ TEST_F(TreeCtrlThreadStorm, EachRunIsHeardOnceUntilItsControlIsClosed) {
             ASSERT_LE(Ends(), Starts() - startsOnly);
             watchdog.Feed();
         }
-        Settle();
+        WaitForRuns();
         EXPECT_GT(grid.sends, 0);
     }
     EXPECT_EQ(Starts() - startsOnly, Ends());

@@ -97,7 +97,7 @@ EVariant RandomValue(std::mt19937& random, int type, unsigned size) {
     }
 }
 
-std::string Told(const ETabulonValue& value) {
+std::string Described(const ETabulonValue& value) {
     return Text(value) + " type " + std::to_string(value.Data().Type()) + " size " +
            std::to_string(value.Data().Size()) + " shown " + value.DisplayText().c_str();
 }
@@ -143,7 +143,8 @@ TEST_P(CellsAgainstBuffers, GiveTheSameResults) {
                 }
             }
             for (unsigned index = 0; index < calculations.Size(); ++index) {
-                ASSERT_EQ(Told(cells.Result(row, index)), Told(buffers[row][index]->Result()))
+                ASSERT_EQ(Described(cells.Result(row, index)),
+                          Described(buffers[row][index]->Result()))
                     << buffers[row][index]->Desc()->Code().c_str() << " round " << round
                     << " record " << record;
             }

@@ -141,7 +141,7 @@ protected:
     std::vector<EVariant> values_;
 };
 
-// Groups that lie among each other, as the leaves of a tree do, and runs one behind the other.
+// Groups that lie among each other, as the leaves of a tree do, and runs one after the other.
 TEST_P(MergedStates, AreThoseOfAllRecords) {
     constexpr std::uint32_t kGroups = 5;
     for (int round = 0; round < 200; ++round) {

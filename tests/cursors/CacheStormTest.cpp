@@ -149,7 +149,7 @@ protected:
         return text;
     }
     /// On a table without records.
-    void StartAnew() {
+    void StartOver() {
         model.Clear();
         cache->ClearCache();
         EXPECT_TRUE(EDataMemory(*stored).DeleteLoop());
@@ -248,12 +248,12 @@ TEST_P(CacheStorm, AgreesWithTheRulesAlone) {
         SCOPED_TRACE(step);
         const unsigned kind = Any(200);
         if (kind == 0) {
-            StartAnew();
+            StartOver();
         } else if (kind < 3) {
             model.Save();
             // A record that was deleted and has come back as clean is gone when written again.
             if (cache->Save() != StatusOk) {
-                StartAnew();
+                StartOver();
             }
         } else if (kind < 60) {
             StepTable();

@@ -8,7 +8,7 @@
 namespace etabulon::test {
 namespace {
 
-// ------------------------------------------------------------------------------------- the suite
+// --------------------------------------------------------------------------------------- the suite
 
 /// A table of a cache as what the suite asks for. Its levels are the key, its order is the key's.
 class CacheTable : public EDataTable {
@@ -98,7 +98,7 @@ const auto kMakeCache =
 INSTANTIATE_TEST_SUITE_P(Cache, TableCursorSuite, kMakeCache);
 INSTANTIATE_TEST_SUITE_P(Cache, WritableTableSuite, kMakeCache);
 
-// -------------------------------------------------------------------------------------- its rules
+// --------------------------------------------------------------------------------------- its rules
 
 class CacheTables : public CachedSales {
 protected:
@@ -270,7 +270,7 @@ TEST_F(CacheTables, DeleteOneMeansTheCurrentRecordAndFailsWithoutOne) {
     EXPECT_TRUE(all->DeleteOne(kNoPosition));
     EXPECT_EQ(all->position, kNoPosition);
     EXPECT_EQ(Show(*all), "3Ulm 5Ulm 2Lyon 1Paris");
-    // In a session the walk goes on behind it.
+    // In a session the walk goes on after it.
     all->BeginDelete();
     ASSERT_NE(all->GetFirst(), kNoPosition);
     EXPECT_TRUE(all->DeleteOne(all->position));

@@ -120,7 +120,7 @@ TEST_F(CacheWalk, KeepsTheTagOfAStepWhoseLineGoes) {
     cache->RemNotifier(later.Get());
 }
 
-// The walk's place is an index into the lines, also behind the last: against one that is just that.
+// The walk's place is an index into the lines, also after the last: against one that is just that.
 TEST_F(CacheWalk, KeepsItsPlaceWhileLinesComeAndGo) {
     EXPECT_TRUE(EDataMemory(*stored).DeleteLoop());
     for (unsigned seed = 0; seed < 8; ++seed) {

@@ -15,8 +15,8 @@ namespace {
 
 constexpr FindMode kModes[] = {FindExact, FindNext, FindPrevious, FindOrInsert, FindInsertPos};
 
-/// The lookups told step by step over a plain vector; slow, and easy to read.
-struct Told {
+/// The lookups step by step over a plain vector; slow, and easy to read.
+struct PlainLookup {
     std::vector<int> keys;
     int hint = -1;
 
@@ -76,33 +76,33 @@ struct Told {
 int KeyOf(const EPair<int, int>& pair) { return pair.key; }
 int KeyOf(int value) { return value; }
 
-/// Random lookups and removals; results, hints and order must be those told.
+/// Random lookups and removals; results, hints and order must be those of the plain lookups.
 template <class Container>
-void ExpectAsTold(int (Told::*find)(int, FindMode), unsigned seed, int range) {
+void ExpectAsPlain(int (PlainLookup::*find)(int, FindMode), unsigned seed, int range) {
     std::mt19937 random(seed);
     Container container;
-    Told told;
+    PlainLookup plain;
     for (int turn = 0; turn < 6000; ++turn) {
         const int key = static_cast<int>(random() % range);
         const FindMode mode = kModes[random() % 5];
-        ASSERT_EQ(container.Find(key, mode), (told.*find)(key, mode))
+        ASSERT_EQ(container.Find(key, mode), (plain.*find)(key, mode))
             << "turn " << turn << ", key " << key << ", mode " << mode;
-        ASSERT_EQ(container.Hint(), told.hint) << "turn " << turn << ", mode " << mode;
-        if (!told.keys.empty() && random() % 8 == 0) {
-            const auto index = static_cast<int>(random() % told.keys.size());
+        ASSERT_EQ(container.Hint(), plain.hint) << "turn " << turn << ", mode " << mode;
+        if (!plain.keys.empty() && random() % 8 == 0) {
+            const auto index = static_cast<int>(random() % plain.keys.size());
             container.RemoveAt(index);
-            told.RemoveAt(index);
+            plain.RemoveAt(index);
         }
         if (random() % 64 == 0) {
             const Container copy = container;
             (void)copy.Find(key);
             container = copy;
-            (told.*find)(key, FindExact);
+            (plain.*find)(key, FindExact);
         }
-        ASSERT_EQ(container.Size(), told.keys.size());
+        ASSERT_EQ(container.Size(), plain.keys.size());
         std::size_t place = 0;
         for (const auto& element : container) {
-            ASSERT_EQ(KeyOf(element), told.keys[place++]);
+            ASSERT_EQ(KeyOf(element), plain.keys[place++]);
         }
     }
 }
@@ -122,12 +122,12 @@ static_assert(detail::Hashable<int> && !detail::Hashable<Unhashed>);
 
 TEST(RandomLookups, AnswerAsTold) {
     for (const int range : {3, 12, 40, 400}) {
-        ExpectAsTold<FSortedMap<int, int>>(&Told::Sorted, 1, range);
-        ExpectAsTold<ComparedVirtually>(&Told::Sorted, 2, range);
-        ExpectAsTold<PUniqueT<int>>(&Told::Sorted, 3, range);
-        ExpectAsTold<FAssociative<int, int>>(&Told::Scanned, 4, range);
-        ExpectAsTold<FAssociative<Unhashed, int>>(&Told::Scanned, 5, range);
-        ExpectAsTold<PUniqueNT<int>>(&Told::ScannedAround, 6, range);
+        ExpectAsPlain<FSortedMap<int, int>>(&PlainLookup::Sorted, 1, range);
+        ExpectAsPlain<ComparedVirtually>(&PlainLookup::Sorted, 2, range);
+        ExpectAsPlain<PUniqueT<int>>(&PlainLookup::Sorted, 3, range);
+        ExpectAsPlain<FAssociative<int, int>>(&PlainLookup::Scanned, 4, range);
+        ExpectAsPlain<FAssociative<Unhashed, int>>(&PlainLookup::Scanned, 5, range);
+        ExpectAsPlain<PUniqueNT<int>>(&PlainLookup::ScannedAround, 6, range);
     }
 }
 

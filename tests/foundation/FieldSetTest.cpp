@@ -301,7 +301,7 @@ TEST(RecordKey, ComparesByValueAndLength) {
     EXPECT_NE(Key(0).Hash(), small.Hash());
 }
 
-TEST(RecordKey, StartsAnewAfterFreeAndTakesASegmentOfItsOwn) {
+TEST(RecordKey, StartsAgainAfterFreeAndTakesASegmentOfItsOwn) {
     EFieldKey key = Key(6);
     key.Free();
     EXPECT_EQ(key, EFieldKey());

@@ -208,7 +208,7 @@ TEST_F(Links, FailWhereAReadFailsAndReadItAgain) {
         const std::string seen = walk();
         const std::size_t at = seen.find("?1001");
         ASSERT_NE(at, std::string::npos) << failing << seen;
-        // The records before and behind it are as they are, also where they have the same key.
+        // The records before and after it are as they are, also where they have the same key.
         EXPECT_EQ(seen.substr(0, at), whole.substr(0, at));
         EXPECT_EQ(seen.find("?1001", at + 1), std::string::npos) << seen;
         EXPECT_EQ(walk(), whole);

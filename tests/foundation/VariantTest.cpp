@@ -49,7 +49,7 @@ std::string Stored(const EVariant& source, std::uint16_t type, std::uint16_t siz
     return Text(cell);
 }
 
-// --- Order and hash ----------------------------------------------------------------------------
+// ---------------------------------------------------------------------------------- Order and hash
 
 std::vector<EVariant> TrickyValues() {
     std::vector<EVariant> pool = {"", "a", "A", "a ", "\xE9", 0, 0U, -1, 1UL, {}};
@@ -204,7 +204,7 @@ TEST(FoldingText, ComparesFoldedWithAnyText) {
     EXPECT_LT(Of(TYPE_NC_ZSTRING, "a\xE9", 4), EVariant("a"));  // signed bytes
 }
 
-// --- Text and conversions ----------------------------------------------------------------------
+// ---------------------------------------------------------------------------- Text and conversions
 
 struct Read {
     std::uint16_t type;
@@ -344,7 +344,7 @@ TEST(SignExtendedType, IsStoredByItsLowByte) {
     }
 }
 
-// --- Views -------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------- Views
 
 TEST(PlainCell, KeepsMissingAsItsReservedImageAndMovesAPresentOne) {
     struct Case {
@@ -477,7 +477,7 @@ TEST(HeapValue, IsCopiedDeeply) {
     EXPECT_EQ(Text(moved), "other");
 }
 
-// --- Arithmetic --------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------- Arithmetic
 
 struct Case {
     EVariant left, right;

@@ -9,7 +9,7 @@ namespace etabulon::test {
 struct FaultVfs::File {
     sqlite3_file base;
     FaultVfs* owner;
-    sqlite3_file* real;  // in the memory behind this
+    sqlite3_file* real;  // in the memory after this
     int kind;            // SQLITE_OPEN_MAIN_DB etc.
 
     static File& Of(sqlite3_file* file) { return *reinterpret_cast<File*>(file); }

@@ -306,7 +306,7 @@ TEST_P(WritableTableSuite, DeletesTheRecordThatItStandsOn) {
     const auto updater = ERef<ETabulonCursor::IUpdater>::Adopt(cursor.Updater());
     EXPECT_EQ(updater->Delete(second.key, second.tag), StatusOk);
     EXPECT_EQ(Stored(), "1:1:2021:a 3:1:2022: 4:3:2022:- 5:-:-:e 6:4:2022:f");
-    // The walk goes on behind it.
+    // The walk goes on after it.
     EXPECT_EQ(cursor.CallGetNext(), StatusOk);
     EXPECT_EQ(cursor.PrimaryKey().SingleCode().DisplayValue(), Chaine("3"));
 }
@@ -339,7 +339,7 @@ TEST_P(WritableTableSuite, TakesOverADetachedRecord) {
     EXPECT_EQ(Stored(), "1:2:2021:b 2:2:2021:b 3:1:2022: 4:3:2022:- 5:-:-:e 6:4:2022:f");
 }
 
-TEST_P(TableCursorSuite, ReadsLinksAnewAfterADetachedRecordWasTakenOver) {
+TEST_P(TableCursorSuite, ReadsLinksAgainAfterADetachedRecordWasTakenOver) {
     Start({"place>name", "year"});
     WalkTo(2);
     const EExtract second(cursor.Fields());

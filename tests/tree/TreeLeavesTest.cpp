@@ -104,7 +104,7 @@ private:
         }
     }
     void Walk(bool isRefresh) {
-        // Behind the first block, whose leaves come again.
+        // After the first block, whose leaves come again.
         hasRead_ = Any(3) == 0;
         reader_.wait = hasRead_ ? 1026 + Any(1200) : 0;
         looks_.seed(random_());

@@ -58,7 +58,7 @@ bool WorkWith(const Shortage& shortage, std::uint64_t allowed) {
 }
 
 // At each allocation of the work in turn: the exception passes, the tree is sound, the next refresh
-// finds all, and nothing stays behind.
+// finds all, and nothing stays after.
 class MemoryShortage : public testing::TestWithParam<Shortage> {};
 
 TEST_P(MemoryShortage, LeavesASoundTree) {
@@ -289,7 +289,7 @@ INSTANTIATE_TEST_SUITE_P(All, LongBranches,
                          testing::Values(std::tuple(false, 0, 0), std::tuple(false, 30, 0),
                                          std::tuple(false, 20, 5), std::tuple(true, 20, 0)));
 
-// ------------------------------------------------------------------------------------------- cost
+// -------------------------------------------------------------------------------------------- cost
 
 /// Of this thread: others on the machine don't count.
 template <class Work>

@@ -10,7 +10,7 @@ const ETabulonTag& France() {
     return tag;
 }
 
-// ------------------------------------------------------------------------------------ one run
+// ----------------------------------------------------------------------------------------- one run
 
 struct Ending {
     RecordAction onRecord;
@@ -112,7 +112,7 @@ TEST_F(TreeThread, ReportsUnderTheLockAndAsIdle) {
     EXPECT_EQ(hooked.depth, 0);
 }
 
-// ----------------------------------------------------------------------------------- two runs
+// ---------------------------------------------------------------------------------------- two runs
 
 TEST_F(TreeThread, SecondFillCancelsTheFirst) {
     Gate gate;
@@ -158,7 +158,7 @@ TEST_F(TreeThread, RunStartedAtTheToldStartOfAnotherIsCancelled) {
     EXPECT_EQ(thread.Await(), "start[] start[] fill cancel refresh done[]");
 }
 
-// -------------------------------------------------------------------------------- cancel, stop
+// ------------------------------------------------------------------------------------ cancel, stop
 
 TEST_F(TreeThread, CancelEndsTheRunThatIsOutAndNoOther) {
     thread.Cancel();
@@ -205,7 +205,7 @@ TEST_F(TreeThread, StopWaitsForOneStepAndNothingIsReportedAfterwards) {
     EXPECT_EQ(thread.Await(), "start[] refresh done[]");
 }
 
-// ----------------------------------------------------------------------------------- failures
+// ---------------------------------------------------------------------------------------- failures
 
 TEST_F(TreeThread, StartWithoutAThreadStaysBusy) {
     thread.hasNoThreads = true;

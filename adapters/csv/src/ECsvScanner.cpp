@@ -21,15 +21,15 @@ namespace {
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 // A piece, its marks and the cells cut from it fit the second-level cache.
 constexpr std::size_t kPieceBytes = std::size_t{1} << 18;
-// Places are 4-byte numbers.
+// Offsets are 4-byte numbers.
 constexpr std::size_t kMostBytes = std::size_t{1} << 31;
 constexpr std::size_t kMostCells = std::size_t{1} << 18;  // of a call of NextRows
 
 #if defined(__SSE2__)
-/// Stores the places of the marks in whole groups of 64 bytes from `from` on, and moves `from`
-/// behind them. Returns where the next place goes.
+/// Stores the offsets of the marks in whole groups of 64 bytes from `from` on, and moves `from`
+/// after them. Returns where the next offset goes.
 std::uint32_t* FindMarks(const char* bytes, std::size_t& from, std::size_t end, char separator,
-                         std::uint32_t* places) noexcept {
+                         std::uint32_t* offsets) noexcept {
     const __m128i separators = _mm_set1_epi8(separator);
     const __m128i quotes = _mm_set1_epi8('"');
     const __m128i lineFeeds = _mm_set1_epi8('\n');
@@ -47,16 +47,16 @@ std::uint32_t* FindMarks(const char* bytes, std::size_t& from, std::size_t end, 
                 << (16U * part);
         }
         for (; found != 0; found &= found - 1) {
-            *places++ =
+            *offsets++ =
                 static_cast<std::uint32_t>(from + static_cast<unsigned>(__builtin_ctzll(found)));
         }
     }
-    return places;
+    return offsets;
 }
 #else
 std::uint32_t* FindMarks(const char*, std::size_t&, std::size_t, char,
-                         std::uint32_t* places) noexcept {
-    return places;
+                         std::uint32_t* offsets) noexcept {
+    return offsets;
 }
 #endif
 
@@ -82,7 +82,7 @@ bool ECsvScanner::Open(EDataError& error) {
         return false;
     }
     if (std::string_view(buffer_.get(), end_).starts_with(kByteOrderMark)) {
-        place_ = kByteOrderMark.size();
+        offset_ = kByteOrderMark.size();
     }
     return true;
 }
@@ -117,14 +117,14 @@ bool ECsvScanner::NextRows(EDataError& error) {
 }
 
 ECsvScanner::Outcome ECsvScanner::TakeRow() {
-    while (place_ < end_ && (buffer_[place_] == '\n' || buffer_[place_] == '\r')) {
-        ++place_;
+    while (offset_ < end_ && (buffer_[offset_] == '\n' || buffer_[offset_] == '\r')) {
+        ++offset_;
         ++nextMark_;
     }
-    if (place_ == end_) {
+    if (offset_ == end_) {
         return isFinal_ ? Outcome::End : Outcome::More;
     }
-    const std::size_t first = place_;
+    const std::size_t first = offset_;
     const std::size_t before = cells_.size();
     std::size_t next = nextMark_;
     if (const Outcome outcome = TakeCells(next); outcome != Outcome::Row) {
@@ -141,10 +141,10 @@ ECsvScanner::Outcome ECsvScanner::TakeRow() {
     return Outcome::Row;
 }
 
-/// Moves place_ and `next` behind the row; after any other outcome they stay.
+/// Moves offset_ and `next` after the row; after any other outcome they stay.
 ECsvScanner::Outcome ECsvScanner::TakeCells(std::size_t& next) {
     const char* const bytes = buffer_.get();
-    std::size_t cell = place_;
+    std::size_t cell = offset_;
     for (;;) {
         std::size_t end = 0;
         if (cell < end_ && bytes[cell] == '"') {
@@ -160,7 +160,7 @@ ECsvScanner::Outcome ECsvScanner::TakeCells(std::size_t& next) {
             cells_.emplace_back(end != cell ? bytes + cell : nullptr, end - cell);
         }
         if (end == end_) {
-            place_ = end_;
+            offset_ = end_;
             return Outcome::Row;
         }
         ++next;
@@ -171,12 +171,12 @@ ECsvScanner::Outcome ECsvScanner::TakeCells(std::size_t& next) {
         if (bytes[end] == '"') {
             return Fail(end, "a quote stands where none may be");
         }
-        place_ = end + 1;
+        offset_ = end + 1;
         return Outcome::Row;
     }
 }
 
-/// Takes a quoted cell, and moves `cell` and `next` to the mark behind it.
+/// Takes a quoted cell, and moves `cell` and `next` to the mark after it.
 ECsvScanner::Outcome ECsvScanner::TakeQuoted(std::size_t& cell, std::size_t& next) {
     const char* const bytes = buffer_.get();
     const std::size_t first = cell + 1;
@@ -235,8 +235,8 @@ std::uint64_t ECsvScanner::LineAt(std::size_t at) const noexcept {
 /// Drops the rows that were taken, and reads on. False with error_.
 bool ECsvScanner::Refill() {
     linesBefore_ +=
-        static_cast<std::uint64_t>(std::count(buffer_.get(), buffer_.get() + place_, '\n'));
-    const std::size_t kept = end_ - place_;
+        static_cast<std::uint64_t>(std::count(buffer_.get(), buffer_.get() + offset_, '\n'));
+    const std::size_t kept = end_ - offset_;
     if (capacity_ < 2 * kept || capacity_ == 0) {
         const std::size_t larger = std::max(2 * capacity_, kPieceBytes);
         if (larger > kMostBytes) {
@@ -245,13 +245,13 @@ bool ECsvScanner::Refill() {
             return false;
         }
         std::unique_ptr<char[]> buffer(new char[larger]);
-        std::copy_n(buffer_.get() + place_, kept, buffer.get());
+        std::copy_n(buffer_.get() + offset_, kept, buffer.get());
         buffer_ = std::move(buffer);
         capacity_ = larger;
     } else {
-        std::memmove(buffer_.get(), buffer_.get() + place_, kept);
+        std::memmove(buffer_.get(), buffer_.get() + offset_, kept);
     }
-    place_ = 0;
+    offset_ = 0;
     end_ = kept;
     if (!ReadMore()) {
         error_ = CsvError(path_, LineAt(end_) - 1, "the file can't be read any further");
@@ -284,14 +284,14 @@ bool ECsvScanner::ReadMore() {
 
 void ECsvScanner::Index(std::size_t from) {
     const char* const bytes = buffer_.get();
-    std::uint32_t* places = FindMarks(bytes, from, end_, separator_, marks_.data());
+    std::uint32_t* offsets = FindMarks(bytes, from, end_, separator_, marks_.data());
     for (; from < end_; ++from) {
         const char c = bytes[from];
         if (c == separator_ || c == '"' || c == '\n' || c == '\r') {
-            *places++ = static_cast<std::uint32_t>(from);
+            *offsets++ = static_cast<std::uint32_t>(from);
         }
     }
-    markCount_ = static_cast<std::size_t>(places - marks_.data());
+    markCount_ = static_cast<std::size_t>(offsets - marks_.data());
 }
 
 }  // namespace etabulon

@@ -30,7 +30,7 @@ public:
     /// `error` for a failure, whose text names the line.
     [[nodiscard]] bool NextRows(EDataError& error);
 
-    // --- the rows that were read last
+    // ---------------------------------------------------------------- the rows that were read last
     [[nodiscard]] std::size_t Rows() const noexcept { return rows_; }
     /// The number of cells of each row.
     [[nodiscard]] std::size_t Width() const noexcept { return width_; }
@@ -58,12 +58,12 @@ private:
     std::unique_ptr<char[]> buffer_;
     std::size_t capacity_ = 0;
     std::size_t end_ = 0;               // of the bytes in the buffer
-    std::size_t place_ = 0;             // of the next row
+    std::size_t offset_ = 0;            // of the next row
     bool isFinal_ = false;              // the file ends with the buffer
     std::uint64_t linesBefore_ = 0;     // line breaks before the buffer
-    std::vector<std::uint32_t> marks_;  // places of separators, quotes and line breaks
+    std::vector<std::uint32_t> marks_;  // offsets of separators, quotes and line breaks
     std::size_t markCount_ = 0;
-    std::size_t nextMark_ = 0;  // the first at or behind place_
+    std::size_t nextMark_ = 0;  // the first at or after offset_
     std::vector<std::string_view> cells_;
     std::size_t rows_ = 0;
     std::size_t width_ = 0;  // 0 before the first row

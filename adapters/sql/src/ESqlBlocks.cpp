@@ -169,7 +169,7 @@ const ERecordBlock* ESqlTable::BlockSource::FinishAhead() {
     return block_ = &ahead_->builder->Finish(size);
 }
 
-/// Steps over the rows of a block. The walk is broken or ended if it can't go on behind them.
+/// Steps over the rows of a block. The walk is broken or ended if it can't go on after them.
 void ESqlTable::BlockSource::StepStreaming() {
     State& s = *table_.state_;
     if (s.MustStop()) {

@@ -10,7 +10,7 @@
 namespace etabulon {
 
 /// The keys of a walk, read before its records, and the walk's place in this list: at a key, before
-/// the first or behind the last.
+/// the first or after the last.
 class ESqlKeyList {
 public:
     /// Removes the keys. The walk's place is the key that is appended next.
@@ -30,7 +30,7 @@ public:
     [[nodiscard]] bool GoTo(EPosition position);
     [[nodiscard]] bool IsBefore() const noexcept { return at_ < 0; }
     [[nodiscard]] bool IsBehind() const noexcept { return at_ >= Size(); }
-    /// Moves by one key; false before the first and behind the last.
+    /// Moves by one key; false before the first and after the last.
     [[nodiscard]] bool Step(bool forward) noexcept;
     /// Requires a place at a key.
     [[nodiscard]] EPosition Current() const noexcept {

@@ -31,9 +31,11 @@ private:
         std::size_t size;
         std::size_t hash;
     };
-    mutable std::mutex lock_;           // guards all below
-    std::vector<Entry> entries_;        // by number - 1
-    std::vector<std::uint64_t> slots_;  // open addressing: the number, 0 = free; a power of two
+    mutable std::mutex lock_;     // guards all below
+    std::vector<Entry> entries_;  // by number - 1
+    // Open addressing: the number, 0 = free; a power of two. Not a HashIndex, whose positions and
+    // hashes have 32 bits: a table may have more keys.
+    std::vector<std::uint64_t> slots_;
     std::vector<std::unique_ptr<char[]>> blocks_;
     char* free_ = nullptr;
     std::size_t freeSize_ = 0;

@@ -9,17 +9,17 @@
 
 namespace etabulon {
 
-/// Splits the rows behind the first one of a walk into ranges of its integer key, of about as many
+/// Splits the rows after the first one of a walk into ranges of its integer key, of about as many
 /// rows each. The width of a range follows from the rows that earlier ones had, and gaps between
 /// keys are passed over, so that each range has a row.
 class ESqlTable::Ranges {
 public:
     /// False if there are too few rows, or they can't be estimated.
     [[nodiscard]] bool Plan(State& state);
-    /// Begins behind this key.
+    /// Begins after this key.
     void Start(std::int64_t after) noexcept;
-    /// The next range in the order of the key: the rows behind `after`, up to `last`. Done behind
-    /// the last one. `seek` is a statement of SeekText.
+    /// The next range in the order of the key: the rows with keys above `after`, up to `last`. Done
+    /// after the last one. `seek` is a statement of SeekText.
     [[nodiscard]] ESqlStep Next(ISqlStatement& seek, std::int64_t& after, std::int64_t& last);
     /// Tells how many rows a range of this width had.
     void NoteRows(std::uint64_t width, std::size_t rows) noexcept;

@@ -253,7 +253,7 @@ void ESqlTable::ReadAhead::Read(Reader& reader) noexcept {
     arrived_.notify_one();
 }
 
-/// Reads the next range. False behind the last one, after a failure and at the end of the walk.
+/// Reads the next range. False after the last one, after a failure and at the end of the walk.
 bool ESqlTable::ReadAhead::ReadNext(Reader& reader) {
     std::unique_lock hold(lock_);
     std::int64_t after = 0;

@@ -44,7 +44,7 @@ struct ESqlTable::State {
           std::vector<unsigned> columns, std::shared_ptr<ISqlConnection> connection);
     ~State();
 
-    // --- keys
+    // ---------------------------------------------------------------------------------------- keys
     /// False for the lowest integer, the only one without a position.
     [[nodiscard]] bool PositionOf(const ESqlRow& of, EPosition& position);
     [[nodiscard]] ESqlAddress AddressOf(EPosition position) const;
@@ -52,7 +52,7 @@ struct ESqlTable::State {
     void KeyAt(EPosition position, EFieldKey& key) const;
     [[nodiscard]] std::string LockName(EPosition position) const;
 
-    // --- statements
+    // ---------------------------------------------------------------------------------- statements
     /// The statement of that text, from a cache; null with `error`.
     [[nodiscard]] ISqlStatement* Prepared(const std::string& text);
     /// The same after the source was closed too, as the end of a session needs it.
@@ -91,7 +91,7 @@ struct ESqlTable::State {
         }
     }
 
-    // --- walks
+    // --------------------------------------------------------------------------------------- walks
     [[nodiscard]] bool StartStatement(const std::string& select);
     [[nodiscard]] ESqlStep StepStatement();
     /// The row with the key of the last StepStatement.

@@ -20,7 +20,7 @@ struct SqlSourceCore {
     SqlSourceCore(const Chaine& ofLocation, ESqlOpenMode ofMode)
         : location(ofLocation), mode(ofMode) {}
 
-    /// The failure of a step, read or write behind the end of the source.
+    /// The failure of a step, read or write after the end of the source.
     [[nodiscard]] ESqlError ClosedError() const {
         ESqlError error;
         error.status = DataConnectionLost;

@@ -318,7 +318,7 @@ ESqlStep ESqliteConnection::CheckStill(ESqlStep step) {
     return hasRead && still_->HasChanged() ? ESqlStep::Failed : step;
 }
 
-// --------------------------------------------------------------------------------- transactions
+// ------------------------------------------------------------------------------------ transactions
 
 bool ESqliteConnection::PrepareTransactions() {
     const auto prepare = [this](Statement& statement, const char* text) {

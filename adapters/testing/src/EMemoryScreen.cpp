@@ -73,7 +73,7 @@ std::string EMemoryScreen::NameOfImage(const IImageList* images, int image) cons
                                          : "-";
 }
 
-// --- the clock ---
+// --------------------------------------------------------------------------------------- the clock
 
 void EMemoryScreen::StartTimer(EMemoryTreeView& view, unsigned timerID, unsigned period) {
     StopTimer(view, timerID);
@@ -106,7 +106,7 @@ void EMemoryScreen::Advance(unsigned milliseconds) {
     now_ = end;
 }
 
-// --- the message loop ---
+// -------------------------------------------------------------------------------- the message loop
 
 EMessagePort::Waker EMemoryScreen::MakeWaker(std::weak_ptr<EMessagePort> port) {
     return [loop = loop_, port = std::move(port)] {

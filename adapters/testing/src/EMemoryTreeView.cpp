@@ -21,7 +21,7 @@ EMemoryTreeView::~EMemoryTreeView() {
     screen_.StopTimers(*this);
 }
 
-// --- for a test to read ---
+// ------------------------------------------------------------------------------ for a test to read
 
 void EMemoryTreeView::Log(const std::string& what) { log_ += what + "; "; }
 
@@ -101,7 +101,7 @@ int EMemoryTreeView::Notified(std::uint32_t number) const {
     return found != notified_.end() ? found->second : 0;
 }
 
-// --- a user's actions ---
+// -------------------------------------------------------------------------------- a user's actions
 
 bool EMemoryTreeView::Drag(std::string_view from, std::string_view to) {
     const EDropData data{At(from), At(to)};
@@ -148,7 +148,7 @@ void EMemoryTreeView::Print(IDrawSurface& surface) {
     }
 }
 
-// --- the view ---
+// ---------------------------------------------------------------------------------------- the view
 
 _TREEITEM* EMemoryTreeView::InsertItem(const Chaine& text, int image, int selectedImage,
                                        _TREEITEM* parent, _TREEITEM* after) {

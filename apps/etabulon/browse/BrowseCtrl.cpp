@@ -66,7 +66,7 @@ BrowseCtrl::BrowseCtrl(IScreen& screen, BrowseCursor& cursor, const BrowseAlerts
     }
 }
 
-// --- runs ---
+// -------------------------------------------------------------------------------------------- runs
 
 template <class Call>
 void BrowseCtrl::Run(const char* doing, bool isAutomatic, Call call) {
@@ -151,7 +151,7 @@ std::string BrowseCtrl::Status() const {
     return IsRunActive() ? fmt::format("{}: {} records", doing_, cursor_.Count()) : status_;
 }
 
-// --- levels ---
+// ------------------------------------------------------------------------------------------ levels
 
 std::vector<unsigned> BrowseCtrl::Levels(bool isHidden) const {
     std::vector<unsigned> levels;
@@ -199,7 +199,7 @@ bool BrowseCtrl::MoveDown() {
     return MoveSelectedLevelDown();
 }
 
-// --- the states of nodes ---
+// ----------------------------------------------------------------------------- the states of nodes
 
 void BrowseCtrl::OnDeleteitem(_TREEITEM* item, std::intptr_t itemData) {
     facts_.erase(item);

@@ -211,7 +211,7 @@ public:
 private:
     static constexpr short kColours = 8;
 
-    /// Reads the rest of an unknown key's sequence behind its escape, so that its letters aren't
+    /// Reads the rest of an unknown key's sequence after its escape, so that its letters aren't
     /// taken for keys.
     static bool SkipSequence() {
         int next = getch();

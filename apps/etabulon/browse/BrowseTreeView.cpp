@@ -15,7 +15,7 @@ constexpr int kIndent = 2;
 
 BrowseTreeView::~BrowseTreeView() { Close(); }
 
-// --- which items are on the screen ---
+// ------------------------------------------------------------------- which items are on the screen
 
 bool BrowseTreeView::IsShown(const Item& item) const {
     for (const Item* above = item.parent; above != nullptr; above = above->parent) {
@@ -109,7 +109,7 @@ std::vector<_TREEITEM*> BrowseTreeView::Rows() {
     return rows;
 }
 
-// --- drawing ---
+// ----------------------------------------------------------------------------------------- drawing
 
 void BrowseTreeView::Paint() {
     if (!isRedrawOn_ || !isDirty_) {
@@ -181,7 +181,7 @@ void BrowseTreeView::DrawRow(_TREEITEM* item, int line, bool isStyled, BrowseSur
     put(rows_->Note(item), {});
 }
 
-// --- the user's actions ---
+// ------------------------------------------------------------------------------ the user's actions
 
 void BrowseTreeView::Step(int lines) {
     _TREEITEM* item = SelectedItem() != nullptr ? SelectedItem() : FirstItem();
@@ -227,7 +227,7 @@ void BrowseTreeView::Resize(const ERect& rect) {
     }
 }
 
-// --- the view ---
+// ---------------------------------------------------------------------------------------- the view
 
 void BrowseTreeView::SetItem(_TREEITEM* item, const ETreeItemChange& change) {
     ETreeViewItems::SetItem(item, change);

@@ -35,7 +35,7 @@ public:
         virtual void OnPaint(const std::vector<_TREEITEM*>& rows) = 0;
         /// The item's text, in a form that distinguishes NULL from an empty text.
         [[nodiscard]] virtual BrowseLabel Label(_TREEITEM* item, std::string_view text) const = 0;
-        /// The text behind the item's own.
+        /// The text after the item's own.
         [[nodiscard]] virtual std::string Note(_TREEITEM* item) const = 0;
     };
 
@@ -46,7 +46,7 @@ public:
     /// Draws the view if it has changed, unless redraw is off.
     void Paint();
 
-    // --- the user's actions ---
+    // -------------------------------------------------------------------------- the user's actions
     /// Selects the item `lines` further down, or up if negative, or the last one in that direction.
     void Step(int lines);
     void Page(int pages);
@@ -59,12 +59,12 @@ public:
         return ItemState(item, StateExpanded) != 0;
     }
 
-    // --- time ---
+    // ---------------------------------------------------------------------------------------- time
     /// Milliseconds until OnTimers has work; -1 if there is no timer.
     [[nodiscard]] int Wait() const { return timers_.Wait(); }
     void OnTimers();
 
-    // --- the view ---
+    // ------------------------------------------------------------------------------------ the view
     void SetItem(_TREEITEM* item, const ETreeItemChange& change) override;
     void EnsureVisible(_TREEITEM* item) override;
     void SetRedraw(bool on) override { isRedrawOn_ = on; }

@@ -48,7 +48,7 @@ int BrowseWindow::Run() {
     return signal_;
 }
 
-// --- drawing ---
+// ----------------------------------------------------------------------------------------- drawing
 
 /// A terminal with too few lines shows the tree first, then the status.
 void BrowseWindow::Layout() {
@@ -109,7 +109,7 @@ std::string BrowseWindow::StatusText() const {
     return ctrl_.Status() + (waiting_ ? "; a key waits for its end, Esc cancels" : "");
 }
 
-// --- the loop ---
+// ---------------------------------------------------------------------------------------- the loop
 
 /// Waits for events and handles them; false at the end of the loop.
 bool BrowseWindow::Await() {
@@ -226,7 +226,7 @@ void BrowseWindow::OnEnter() {
     OnArrow(view_.IsExpanded(view_.SelectedItem()) ? BrowseKey::Minus : BrowseKey::Plus);
 }
 
-// --- actions that need the cursor ---
+// -------------------------------------------------------------------- actions that need the cursor
 
 void BrowseWindow::Ask(BrowseKey key) {
     waiting_ = Waiting{key, view_.SelectedItem()};

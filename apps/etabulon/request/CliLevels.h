@@ -48,7 +48,7 @@ public:
     [[nodiscard]] CliResult<std::set<unsigned int>> FindAll(std::string_view text,
                                                             std::string_view option) const;
     /// The place that `text` names. Its levels must be among these; its values are as ReadValue
-    /// reads them. A level with several values has none in the place; see AddPlaceTests.
+    /// reads them. A level with several values has none in the place.
     [[nodiscard]] CliResult<ETabulonTag> ReadTag(std::string_view text) const;
 
 private:

@@ -2,7 +2,9 @@
 
 #include "etabulon/controls/EDragTreeCtrl.h"
 #include "etabulon/cursors/CursorStatus.h"
+#include "etabulon/cursors/fwd.h"
 #include "etabulon/sort/ETabulonSortDesc.h"
+#include "etabulon/tree/fwd.h"
 #include "etabulon/values/ETabulonDisplayMode.h"
 #include "etabulon/values/ETabulonTag.h"
 
@@ -10,11 +12,6 @@
 #include <memory>
 
 namespace etabulon {
-
-class EDataTree;
-class EDataTreeNode;
-class EDataTreeRaisedAlerts;
-class ETabulonCursor;
 
 namespace detail {
 struct EDataTreeCtrlParts;
@@ -64,10 +61,11 @@ public:
     /// Only counts: the owner destroys the control.
     std::int32_t Release() override { return --refCount_; }
 
+    /// Requires a cursor, and that it wasn't called before.
     void Init(ETabulonCursor* cursor, const Chaine& rootName, HICON rootIcon);
     [[nodiscard]] bool InitDone() const noexcept;
 
-    // --- all operations below that concern the model require InitDone() ---
+    // ------------------------------ all operations below that concern the model require InitDone()
     // Called by a thread that holds the cursor's lock, Fill and Refresh only post a message; the
     // run starts when the message is delivered.
     void Fill();
@@ -116,7 +114,7 @@ public:
     /// The queue of the worker's messages. The view dispatches them.
     [[nodiscard]] const std::shared_ptr<EMessagePort>& Port() const noexcept;
 
-    // --- what a subclass may extend. The first four notify the owner window. ---
+    // ------------------------- what a subclass may extend. The first four notify the owner window.
     virtual void OnBrowseStart();
     virtual void OnBrowseDone();
     virtual void OnBrowseCancel();
@@ -124,7 +122,7 @@ public:
     /// The user has turned to the node of `tag`.
     virtual void OnConsultNode(const ETabulonTag& /*tag*/) {}
 
-    // --- events of the view and of the sort description ---
+    // ---------------------------------------------- events of the view and of the sort description
     void OnSelchanged() override;
     [[nodiscard]] bool OnItemexpanding(_TREEITEM* item, ETreeExpand action) override;
     void OnDeleteitem(_TREEITEM* item, std::intptr_t itemData) override;

@@ -26,8 +26,7 @@ struct EMessage {
 /// Threads    Post from any thread. All else on the screen's thread.
 /// Order      posted messages arrive in the order of posting. A sent one overtakes them.
 /// Failure    Post throws std::bad_alloc, or what the waker throws; in both cases it queues
-/// nothing.
-///            A reserved message is always queued. A closed port drops all messages.
+///            nothing. A reserved message is always queued. A closed port drops all messages.
 /// Example    apps/etabulon/browse/BrowseWake.cpp
 class ETABULON_API EMessagePort {
 public:

@@ -25,6 +25,7 @@ struct EPoint {
     int x = 0;
     int y = 0;
 };
+/// In the same unit: `right` and `bottom` are the first outside.
 struct ERect {
     int left = 0;
     int top = 0;
@@ -37,7 +38,7 @@ struct ERect {
 };
 
 /// What a font looks like, in the sixty bytes of the platform. Two are compared as memory, with all
-/// bytes behind the end of the face name: build them zeroed.
+/// bytes after the end of the face name: build them zeroed.
 struct ELogFont {
     static constexpr std::int32_t kNormal = 400;
     static constexpr std::int32_t kBold = 700;

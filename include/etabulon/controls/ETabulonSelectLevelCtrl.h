@@ -5,12 +5,11 @@
 #include "etabulon/controls/fwd.h"
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/sort/ETabulonSortDesc.h"
+#include "etabulon/values/fwd.h"
 
 #include <cstdint>
 
 namespace etabulon {
-
-class ETabulonLevels;
 
 /// Shows the visible levels of a tree as one chain, each level the only child of the level before
 /// it, and lets the user change their order by moves and by dragging.
@@ -53,7 +52,7 @@ public:
     bool MoveSelectedLevelUp();
     bool MoveSelectedLevelDown();
 
-    // --- events of the view and of the sort description ---
+    // ---------------------------------------------- events of the view and of the sort description
     [[nodiscard]] bool OnItemexpanding(_TREEITEM* item, ETreeExpand action) override;
     [[nodiscard]] bool OnSortChanging(const ETabulonSortDesc*, SortChange) override { return true; }
     void OnSortChanged(const ETabulonSortDesc* sort, SortChange change) override;

@@ -2,13 +2,11 @@
 
 #include "etabulon/controls/EScreenTypes.h"
 #include "etabulon/controls/IDrawSurface.h"
+#include "etabulon/controls/fwd.h"
 
 #include <memory>
 
 namespace etabulon {
-
-class ITreeView;
-class IScreen;
 
 /// Measures and draws the entries of a popup menu.
 /// Example    tests/controls/LevelCtrlTest.cpp

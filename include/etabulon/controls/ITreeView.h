@@ -48,7 +48,7 @@ public:
     /// The receiver of the view's events; not owned. Null for none.
     virtual void SetEvents(ITreeViewEvents* events) = 0;
 
-    // --- items, in the order of display ---
+    // -------------------------------------------------------------- items, in the order of display
     [[nodiscard]] virtual _TREEITEM* FirstItem() const = 0;
     [[nodiscard]] virtual _TREEITEM* NextItem(_TREEITEM* item) const = 0;
     [[nodiscard]] virtual _TREEITEM* PreviousItem(_TREEITEM* item) const = 0;
@@ -59,8 +59,8 @@ public:
     [[nodiscard]] virtual _TREEITEM* PreviousVisibleItem(_TREEITEM* item) const = 0;
     [[nodiscard]] virtual unsigned ItemCount() const = 0;
 
-    /// Inserts behind `after`, which is a child of `parent`, kTreeFirst or kTreeLast. `parent` is
-    /// kTreeRoot for the top.
+    /// Inserts after the item `after`, which is a child of `parent`, kTreeFirst or kTreeLast.
+    /// `parent` is kTreeRoot for the top.
     virtual _TREEITEM* InsertItem(const Chaine& text, int image, int selectedImage,
                                   _TREEITEM* parent, _TREEITEM* after) = 0;
     virtual void SetItem(_TREEITEM* item, const ETreeItemChange& change) = 0;
@@ -72,7 +72,7 @@ public:
     /// children first, and no OnSelchanged: if the selected item goes, none is selected.
     virtual void DeleteItem(_TREEITEM* item) = 0;
 
-    // --- selection and expansion ---
+    // --------------------------------------------------------------------- selection and expansion
     [[nodiscard]] virtual _TREEITEM* SelectedItem() const = 0;
     /// Raises OnSelchanged if the selection changes. Null selects none.
     virtual bool SelectItem(_TREEITEM* item) = 0;
@@ -82,7 +82,7 @@ public:
     /// Opens the ancestors and scrolls.
     virtual void EnsureVisible(_TREEITEM* item) = 0;
 
-    // --- drawing ---
+    // ------------------------------------------------------------------------------------- drawing
     virtual void SetRedraw(bool on) = 0;
     /// Not owned.
     virtual void AttachImages(IImageList* images) = 0;
@@ -104,7 +104,7 @@ public:
     /// Draws the view's contents on another surface.
     virtual void Print(IDrawSurface& surface) = 0;
 
-    // --- time, messages, the window around it ---
+    // -------------------------------------------------------- time, messages, the window around it
     /// Raises OnTimer every `milliseconds`; a timer that is set again starts over. Returns the
     /// timer's id.
     [[nodiscard]] virtual unsigned SetTimer(unsigned timerID, unsigned milliseconds) = 0;

@@ -4,6 +4,7 @@
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
 #include "etabulon/cursors/IBlockNotifier.h"
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/pending/fwd.h"
 #include "etabulon/sort/fwd.h"
 #include "etabulon/values/ETabulonExtractValue.h"
 
@@ -13,8 +14,6 @@
 
 namespace etabulon {
 
-class ETabulonPendingChanges;
-
 /// The listener that turns a cursor's walk into a cross table whose axes may be nested, with all
 /// subtotals: an ECrossTable arranges the result.
 ///
@@ -23,7 +22,7 @@ class ETabulonPendingChanges;
 /// Ownership  counted. The cursor, the pending changes and the sort description are not owned; a
 ///            reset copies the sort description, which must live until then.
 /// Threads    records come on the walking thread, without a lock.
-/// Blocks     a walk may go by blocks, unless there are pending changes, a function of an
+/// Blocks     a walk may be read by blocks, unless there are pending changes, a function of an
 ///            application, or a derived class; the result is the same.
 /// Failure    none is reported. Requires SetParams before a walk.
 /// Cost       for each record one fold for each depth of the lines with each depth of the columns:
@@ -34,7 +33,8 @@ public:
     /// The levels of an axis from the outermost on.
     using Levels = std::vector<unsigned int>;
 
-    /// Returns a reference for the caller, who adds it to the cursor. `pending` may be null.
+    /// Returns a reference for the caller, who adds it to the cursor. Requires a cursor;
+    /// `pending` may be null.
     [[nodiscard]] static ECrossFiller* Build(ETabulonCursor* cursor,
                                              const ETabulonPendingChanges* pending);
     /// The same as Build, held by an ERef.
@@ -46,7 +46,7 @@ public:
     ECrossFiller& operator=(const ECrossFiller&) = delete;
 
     /// Drops the result at once. The calculations are copied. Requires levels with a key in the
-    /// sort description, each once on the two axes. A level that a walk's place holds makes no
+    /// sort description, each once on the two axes. A level that the tag of a walk holds makes no
     /// depth of its axis.
     void SetParams(const ITabulonCumulFuncOnVarCollection* calculations,
                    const ETabulonSortDesc* sortDesc, Levels lines, Levels columns);

@@ -38,11 +38,12 @@ struct ECrossAxisOrder {
     std::vector<ECrossKey> keys = {};
     /// Entries of equal keys stand in the falling order of their labels.
     bool areTiesFalling = false;
-    /// How many siblings are shown, by depth; for a depth behind the last, all.
+    /// How many siblings are shown, by depth; depths without an entry show all.
     std::vector<std::uint32_t> most = {};
     /// The label of the siblings that `most` leaves out, put together in one line; empty: none.
     Chaine others = {};
-    /// On a nested axis, a line for each label above the last level, behind those below it.
+    /// On a nested axis, a line for each label above the last level, after the lines that it sums
+    /// up.
     bool hasSubtotals = true;
 
     [[nodiscard]] std::uint32_t MostAt(std::size_t depth) const noexcept {

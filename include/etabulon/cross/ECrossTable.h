@@ -2,6 +2,7 @@
 
 #include "etabulon/cross/ECrossOrder.h"
 #include "etabulon/cross/fwd.h"
+#include "etabulon/cumul/fwd.h"
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/grid/fwd.h"
 #include "etabulon/score/fwd.h"
@@ -15,15 +16,14 @@
 
 namespace etabulon {
 
-class ETabulonCumulFunc;
-
 /// A line or a column of an arranged result.
 /// Example    examples/cross.cpp
 struct ECrossEntry {
     enum Part : std::uint8_t {
         Detail = 0,    // a whole label
-        Subtotal = 1,  // of all that its label, which ends above the last level, has below it
-        Others = 2,    // of the labels below its label that aren't shown; at depth 0, of the axis
+        Subtotal = 1,  // the total below a label of an upper level
+        // The labels below its label that aren't shown, together; at depth 0, those of the axis.
+        Others = 2,
     };
     Part part = Detail;
     std::uint32_t depth = 0;  // how many of the axis's levels its label has
@@ -33,10 +33,10 @@ struct ECrossEntry {
 enum class ECrossBase : std::uint8_t { Line = 0, Column = 1, All = 2 };
 
 /// A result in an order of its own: a ranking or a cross table with its lines and columns sorted,
-/// limited, and nested. The core's own orders stay as they are; this stands beside them.
+/// limited, and nested.
 ///
-/// Every line and every column is the result of its own records. None is merged with another one:
-/// labels that compare as equal have a line each.
+/// Every line and every column is the result of its own records: labels that compare as equal have
+/// a line each.
 ///
 /// Ownership  shares the result with its filler, and keeps it when the filler drops it. Several
 ///            tables may be made of one result. The filler itself may go.
@@ -72,21 +72,21 @@ public:
     [[nodiscard]] bool HasLabel(ECrossSide side, const ETabulonTag& tag) const;
 
     /// A cell, a total or a subtotal; ValNull without records. Without columns the column is
-    /// kTotal. Others are merged: CumulPartial.h tells what that gives. If
-    /// a calculation is a function of an application, others have no values: ValNull.
+    /// kTotal. The cells of others are merged: CumulPartial.h tells how exact that is. In a
+    /// calculation with a function of an application they are ValNull.
     void ReadValue(std::uint32_t line, std::uint32_t column, unsigned int calculation,
                    ETabulonValue& value) const;
     /// Whether the results of a function can be shares of a total: those of COUNT and SUM.
     [[nodiscard]] static bool HasShares(const ETabulonCumulFunc& function);
-    /// In percent. None where there is no value, or the base is 0. Requires a calculation that
-    /// HasShares.
+    /// In percent; empty if the cell or the base has no value, or if the base is 0. Requires a
+    /// calculation that HasShares.
     [[nodiscard]] std::optional<double> Share(std::uint32_t line, std::uint32_t column,
                                               unsigned int calculation, ECrossBase base) const;
     /// The share of the total that the line and those before it make together; subtotals aren't
     /// counted, and have none. A line without a value adds nothing.
     [[nodiscard]] std::optional<double> RunningShare(std::uint32_t line,
                                                      unsigned int calculation) const;
-    /// The records behind a cell or total.
+    /// The records that a cell or total comes from.
     [[nodiscard]] ECrossSelection Selection(std::uint32_t line, std::uint32_t column) const;
 
     /// Sends the lines and the total. Requires a result without columns.
@@ -104,8 +104,8 @@ private:
     std::unique_ptr<Parts> parts_;
 };
 
-/// Which records lie behind a cell: those below a tag, and of them, behind a cell of others, those
-/// whose labels aren't shown.
+/// Which records a cell comes from: those below a tag; for a cell of others, those of them whose
+/// labels aren't shown.
 ///
 /// Ownership  shares the result. Threads  one at a time: Has uses scratch memory.
 /// Example    examples/cross.cpp

@@ -2,6 +2,7 @@
 
 #include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/foundation/EVariant.h"
+#include "etabulon/foundation/fwd.h"
 #include "etabulon/values/ETabulonPrimaryKey.h"
 #include "etabulon/values/ETabulonTag.h"
 #include "etabulon/values/ETabulonVariableID.h"
@@ -13,17 +14,15 @@
 
 namespace etabulon {
 
-class EField;
-
 /// The listener that keeps the records of a walk in the order of their values: missing values
 /// first, numbers and dates by their size, texts in locale order and then by bytes, as
 /// ETabulonSortDesc::CompareOnValue has it. Records of equal values stay in the order of the walk.
 ///
 /// Use        add it to the cursor's notifiers, Browse, Sort, read. A reset drops the records.
-/// Ownership  counted. Keeps copies, so that the cursor and its table may go.
+/// Ownership  counted. Keeps copies: the cursor and its table may be destroyed before it.
 /// Threads    one at a time.
 /// Memory     each record with its tag, its key, the values and the keys of the order. With a limit
-///            at most so many records, and one more.
+///            that number of records and one more.
 /// Example    apps/etabulon/views/CliRecords.cpp
 class ETABULON_API ESortedRecords : public ECursorListener {
 public:
@@ -55,7 +54,7 @@ public:
 private:
     struct Sorted {
         std::vector<std::string> keys;
-        std::uint64_t place = 0;  // in the walk
+        std::uint64_t number = 0;  // in the walk
         Record record;
     };
     [[nodiscard]] bool IsBefore(const Sorted& a, const Sorted& b) const;
@@ -69,7 +68,7 @@ private:
     std::vector<const EField*> valueFields_;  // likewise
     std::vector<Sorted> sorted_;  // in a walk with a limit that is reached, a heap: the last on top
     Sorted next_;                 // the keys of the current record
-    std::uint64_t place_ = 0;
+    std::uint64_t number_ = 0;    // of the next record
 };
 
 }  // namespace etabulon

@@ -1,22 +1,22 @@
 #pragma once
 
+#include "etabulon/cumul/fwd.h"
 #include "etabulon/values/ETabulonValue.h"
+#include "etabulon/values/fwd.h"
 
 #include <memory>
 #include <vector>
 
 namespace etabulon {
 
-class ETabulonExtractValue;
-class ITabulonCumulFuncOnVarCollection;
 namespace detail {
 class CumulCells;
 }  // namespace detail
 
-/// What some records of a walk come to in the calculations of a grid or score: for each calculation
-/// a state that merges with that of other records. An application that has the records of one place
-/// apart, in another thread, process or cache, hands their partial state to AddPartial of the grid
-/// or score in place of the records.
+/// The calculations of a grid or score over some of the records of a walk: for each calculation a
+/// state that merges with the states of other records. An application that folds a part of the
+/// records elsewhere (in another thread or process, or in a cache) passes their partial state to
+/// AddPartial of the grid or score.
 ///
 /// Exact      the merged state gives the result of a walk over all records, one group after the
 ///            other, but for the last digits of sums of reals, for a sum that was clamped at the
@@ -36,9 +36,9 @@ public:
     [[nodiscard]] bool IsMergeable() const noexcept;
     /// Folds a record. Requires that the extract knows the calculations' variables.
     void AddValue(const ETabulonExtractValue& extract);
-    /// Merges the state of records that come behind those of this one. Requires the same
+    /// Merges the state of records that come after those of this one. Requires the same
     /// calculations, and IsMergeable().
-    void Merge(const CumulPartial& behind);
+    void Merge(const CumulPartial& after);
     [[nodiscard]] ETabulonValue Result(unsigned calculation) const;
 
 private:

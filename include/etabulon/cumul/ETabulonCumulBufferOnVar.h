@@ -1,14 +1,11 @@
 #pragma once
 
+#include "etabulon/cumul/fwd.h"
 #include "etabulon/foundation/ECountedUnknown.h"
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/values/fwd.h"
 
 namespace etabulon {
-
-class ETabulonCumulBuffer;
-class ETabulonCumulFuncOnVar;
-class ETabulonExtractValue;
-class ETabulonValue;
 
 /// A running calculation: a calculation and its buffer.
 ///

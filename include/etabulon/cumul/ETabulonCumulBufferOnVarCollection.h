@@ -4,11 +4,10 @@
 #include "etabulon/cumul/ITabulonCumulBufferOnVarCollection.h"
 #include "etabulon/foundation/FSortedMap.h"
 #include "etabulon/foundation/PTableau.h"
+#include "etabulon/foundation/fwd.h"
+#include "etabulon/values/fwd.h"
 
 namespace etabulon {
-
-class Chaine;
-class ETabulonVariableID;
 
 /// The running calculations of one cell, in order of adding.
 ///

@@ -1,19 +1,15 @@
 #pragma once
 
+#include "etabulon/cumul/fwd.h"
 #include "etabulon/foundation/Chaine.h"
 #include "etabulon/foundation/ECountedUnknown.h"
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/foundation/fwd.h"
+#include "etabulon/values/fwd.h"
 
 #include <utility>
 
 namespace etabulon {
-
-class DVariable;
-class EField;
-class ETabulonCumulBufferOnVar;
-class ETabulonCumulFunc;
-class ETabulonVariableDesc;
-class ETabulonVariableID;
 
 /// A calculation: a function bound to a variable, such as the sum of an amount.
 ///

@@ -1,11 +1,9 @@
 #pragma once
 
+#include "etabulon/cumul/fwd.h"
 #include "etabulon/foundation/ECountedUnknown.h"
 
 namespace etabulon {
-
-class ETabulonCumulBufferOnVar;
-class ETabulonCumulFuncOnVar;
 
 /// The running buffers of one cell, one for each calculation.
 /// Example    include/etabulon/cumul/ETabulonCumulBufferOnVarCollection.h

@@ -1,11 +1,10 @@
 #pragma once
 
+#include "etabulon/cumul/fwd.h"
 #include "etabulon/foundation/EExport.h"
+#include "etabulon/foundation/fwd.h"
 
 namespace etabulon {
-
-class Chaine;
-class ETabulonCumulFunc;
 
 /// The functions that a type or a variable offers.
 /// Example    src/cumul/ETabulonCumulFuncCollection.cpp

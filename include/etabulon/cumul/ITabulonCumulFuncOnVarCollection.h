@@ -1,11 +1,9 @@
 #pragma once
 
+#include "etabulon/cumul/fwd.h"
 #include "etabulon/foundation/EExport.h"
 
 namespace etabulon {
-
-class ETabulonCumulBufferOnVarCollection;
-class ETabulonCumulFuncOnVar;
 
 /// The calculations that a screen wants, in order.
 /// Example    tests/grid/RandomResult.h

@@ -8,7 +8,7 @@
 namespace etabulon {
 
 /// A table over the lines of a cache, in the order of a sort description. A line is filed when it
-/// is made, behind the lines that compare as equal, and keeps its position whatever changes later.
+/// is made, after the lines that compare as equal, and keeps its position whatever changes later.
 ///
 /// ETabulonCursorCache::AllocEData makes it.
 ///
@@ -16,7 +16,7 @@ namespace etabulon {
 /// Writing    changes the cache, whose Save writes to the source. An update writes the line that
 ///            has the fields' tag.
 /// Session    between BeginDelete and EndDelete a deleted record stays the current one, so that a
-///            walk continues behind it.
+///            walk continues after it.
 /// Example    tests/cursors/CacheFixture.h
 class ETABULON_API ETabulonCursorCache::EDataCache : public EData {
 public:
@@ -45,7 +45,7 @@ public:
     /// The key of the source's record; empty for a line made in memory.
     [[nodiscard]] const EFieldKey& CurKey() override;
 
-    // --- called by the cache ---
+    // ------------------------------------------------------------------------- called by the cache
     /// Whether the line may be destroyed: it isn't this table's current record.
     [[nodiscard]] bool CanRemoveLine(const CacheLine& line) const;
     void OnLineAdded(CacheLine& line);

@@ -37,7 +37,7 @@ public:
     };
     struct Node {
         Test test = Test::All;
-        bool isNegated = false;  // only from In on
+        bool isNegated = false;  // only for In and the tests below it
         std::vector<EFilter> parts;
         ETabulonVariableID variable;
         std::vector<EVariant> values;
@@ -56,22 +56,23 @@ public:
     [[nodiscard]] static EFilter Between(const ETabulonVariableID& variable, const EVariant& lowest,
                                          const EVariant& highest);
     [[nodiscard]] static EFilter IsMissing(const ETabulonVariableID& variable);
-    // Of the value's text, byte by byte.
+    // The value's text is compared byte by byte.
     [[nodiscard]] static EFilter Contains(const ETabulonVariableID& variable, const Chaine& text);
     [[nodiscard]] static EFilter BeginsWith(const ETabulonVariableID& variable, const Chaine& text);
 
-    /// Of no part, accepts every record.
+    /// Without parts it accepts every record.
     [[nodiscard]] static EFilter All(const std::vector<EFilter>& parts);
-    /// Of no part, accepts none.
+    /// Without parts it accepts no record.
     [[nodiscard]] static EFilter Any(std::vector<EFilter> parts);
-    /// True where the filter is false; never where it is neither.
+    /// True where the filter is false. A record for which the filter is neither true nor false
+    /// stays so.
     [[nodiscard]] static EFilter Not(const EFilter& filter);
 
     /// Whether it accepts every record.
     [[nodiscard]] bool IsEmpty() const noexcept { return node_ == nullptr; }
     /// Requires that it isn't empty.
     [[nodiscard]] const Node& Root() const noexcept { return *node_; }
-    /// Each once.
+    /// Each variable once.
     [[nodiscard]] std::vector<ETabulonVariableID> Variables() const;
     /// The conditions that must all be true, none of which is Test::All. Valid as long as a copy of
     /// the filter lives.
@@ -83,7 +84,7 @@ private:
                                           const Chaine& text);
     void AddVariables(std::vector<ETabulonVariableID>& variables) const;
 
-    std::shared_ptr<const Node> node_;  // null: All of no part
+    std::shared_ptr<const Node> node_;  // null: accepts every record
 };
 
 }  // namespace etabulon

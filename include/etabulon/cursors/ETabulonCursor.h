@@ -7,6 +7,7 @@
 #include "etabulon/foundation/EFieldSet.h"
 #include "etabulon/foundation/ERecordBlock.h"
 #include "etabulon/foundation/PTableau.h"
+#include "etabulon/foundation/fwd.h"
 #include "etabulon/values/ETabulonLevels.h"
 #include "etabulon/values/ETabulonPrimaryKey.h"
 #include "etabulon/values/ETabulonTag.h"
@@ -19,8 +20,6 @@
 
 namespace etabulon {
 
-class EExtract;
-struct EBlockRequest;
 namespace detail {
 class RecordFilter;
 }
@@ -157,9 +156,9 @@ protected:
     virtual EFieldSet& iFields();
     virtual CursorStatus Reset(const ETabulonTag& tag) = 0;
     virtual CursorStatus GetNext() = 0;
-    /// Called before Reset if the walk likely goes by blocks.
+    /// Called before Reset if the walk is likely read by blocks.
     virtual void ExpectBlocks() {}
-    // The records behind the current one, block by block, in place of calls of GetNext; see
+    // The records after the current one, block by block, in place of calls of GetNext; see
     // IBlockNotifier. A cursor that has a part in single steps (a step, derived fields, a filter, a
     // tag or key of its own) doesn't begin, as here.
     [[nodiscard]] virtual bool BeginBlocks(const EBlockRequest& /*request*/) { return false; }
@@ -173,13 +172,13 @@ protected:
         std::span<const EBlockIndex> records;  // those that are shown
         std::size_t count;                     // of the given records, from the first on
     };
-    /// What listeners may take in a block in place of these records. The one behind the part comes
+    /// What listeners may take in a block in place of these records. The one after the part comes
     /// by OnMove. Valid until the next call.
     [[nodiscard]] virtual BlockPart TakePart(const ERecordBlock& block,
                                              std::span<const EBlockIndex> records);
     /// Makes a record of the last block the cursor's record, as GetNext would. Without `isWhole`
-    /// only fields that listeners asked for have their values, and the walk goes on behind the
-    /// block; otherwise single steps go on behind the record.
+    /// only fields that listeners asked for have their values, and the walk goes on after the
+    /// block; otherwise single steps go on after the record.
     virtual CursorStatus StandInBlock(const ERecordBlock& block, EBlockIndex record, bool isWhole);
     virtual void DeclareFields() {}
     virtual void PrepareFields() {}
@@ -195,7 +194,7 @@ protected:
     virtual void OnRefusedByFilter() {}
     /// Whether the current record meets the filter of SetFilter.
     [[nodiscard]] virtual bool MeetsFilter() const;
-    /// Called by a reset behind SetFilter and Init: links to these variables may be declared.
+    /// Called by a reset after SetFilter and Init: links to these variables may be declared.
     virtual void DeclareVariables(const std::vector<ETabulonVariableID>& /*variables*/) {}
     /// The filter that records are tested by, since the last reset.
     [[nodiscard]] const EFilter& FilterInUse() const noexcept;

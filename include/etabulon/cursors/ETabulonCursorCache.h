@@ -24,9 +24,9 @@ class CacheUpdater;
 /// Ownership  the source is not owned. The callers own the tables, which must go before the cache.
 ///            The cache holds one reference for each entry of its notifiers.
 /// Threads    edits hold the chain's lock; walks take none.
-/// Failure    the source's statuses, and: 4 there was nothing to delete, 5 a line has that tag
-///            already, 8 there is no live line to update. A memory exception of an edit leaves
-///            every line whole, and the lock free.
+/// Failure    the source's statuses, and: DataGone if there was nothing to delete, DataDuplicate
+///            if a line has that tag already, DataNoCurrent without a live line to update. A memory
+///            exception of an edit leaves every line whole, and the lock free.
 /// Cost       a walk allocates nothing per record. Edits find their lines by an index of the tags.
 ///            A tag stays in memory until the cache is cleared, even after its last line went.
 /// Example    tests/cursors/CacheFixture.h
@@ -82,7 +82,7 @@ public:
     /// line then stays marked as changed, also those already written. Clear the cache after a
     /// success: until then deleted lines count as clean lines again.
     /// Writes to the table, past a cache below this one: a line that only the lower cache holds has
-    /// no record until that cache is saved, and fails with 43.
+    /// no record until that cache is saved, and fails with DataNoSuchPosition.
     CursorStatus Save();
     void ClearCache();
 
@@ -128,7 +128,7 @@ private:
     CursorStatus Fill();
     /// Copies the fields into the source's record, and returns their tag.
     [[nodiscard]] ETabulonTag TakeFields(const EFieldSet& fields);
-    /// Updates exactly that line; 8 if the fields have another tag.
+    /// Updates exactly that line; DataNoCurrent if the fields have another tag.
     CursorStatus UpdateLine(CacheLine& line, const EFieldSet& fields);
     CursorStatus StoreFields(CacheLine& line, const EFieldSet& fields);
     CursorStatus DeleteLine(CacheLine& line);

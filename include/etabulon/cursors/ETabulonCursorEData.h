@@ -4,6 +4,7 @@
 #include "etabulon/foundation/EData.h"
 #include "etabulon/foundation/ELinkEngine.h"
 #include "etabulon/foundation/FSortedMap.h"
+#include "etabulon/foundation/fwd.h"
 
 #include <cstdint>
 #include <functional>
@@ -12,9 +13,6 @@
 #include <vector>
 
 namespace etabulon {
-
-class EBlockSource;
-class EDerivation;
 
 /// The cursor on a real table: walks an EData, reads variables through links, writes, and locks
 /// each accepted record if RecordLockBias says so. Derive from it to narrow the table to a tag by
@@ -70,7 +68,7 @@ public:
     /// Narrows the table to the tag before a walk. The range may be wider than the tag, never
     /// narrower.
     virtual CursorStatus SetKeyRange(const ETabulonTag& tag, EData* table) const;
-    /// Narrows the table to a filter, in the same way, behind SetKeyRange.
+    /// Narrows the table to a filter, in the same way, after SetKeyRange.
     virtual void PushFilter(const EFilter& filter, EData* table) const;
 
 protected:
@@ -136,7 +134,7 @@ private:
     Chaine tableName_;
     EPosition currentPosition_ = kNoPosition;
     std::int32_t recordLockBias_ = 0;
-    EBlockSource* blocks_ = nullptr;              // the table's, while a walk goes by blocks
+    EBlockSource* blocks_ = nullptr;              // the table's, while a walk reads blocks
     std::unique_ptr<LinkedBlocks> linkedBlocks_;  // of such a walk, if there are links
     ILinkEngine* linkEngine_ = nullptr;           // owned
     std::unique_ptr<IBufferProvider> bufferProvider_;

@@ -54,7 +54,7 @@ protected:
 
 private:
     CursorStatus ShowInsert();
-    /// The insert that is shown; null behind the last one and before the first.
+    /// The insert that is shown; null after the last one and before the first.
     [[nodiscard]] const ETabulonPendingChanges::Change* ShownInsert() const;
     [[nodiscard]] detail::PendingVerdict Judge(const ERecordBlock& block, EBlockIndex record);
 

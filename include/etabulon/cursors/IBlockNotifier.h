@@ -20,7 +20,7 @@ namespace etabulon {
 /// Example    apps/etabulon/walk/CliProgress.h
 class ETABULON_API IBlockNotifier : public ETabulonCursor::INotifier {
 public:
-    /// Called within Browse, behind OnReset. The listener adds the columns that it reads, and keeps
+    /// Called within Browse, after OnReset. The listener adds the columns that it reads, and keeps
     /// their indexes until the next call. False: this walk comes by OnMove alone. It may be called
     /// several times for one walk, and doesn't mean that blocks follow.
     [[nodiscard]] virtual bool WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request) = 0;

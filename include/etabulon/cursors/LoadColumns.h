@@ -2,12 +2,11 @@
 
 #include "etabulon/cursors/ETabulonCursor.h"
 #include "etabulon/foundation/EDataColumns.h"
+#include "etabulon/foundation/fwd.h"
 
 #include <memory>
 
 namespace etabulon {
-
-class DDicoBase;
 
 /// Loads the records under `tag` into a table in columns, by one walk of the cursor: by blocks
 /// where they come in blocks. The table has the cursor's fields, those behind links included, and

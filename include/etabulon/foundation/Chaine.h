@@ -125,8 +125,8 @@ public:
     [[nodiscard]] std::size_t FindFolded(char c, std::size_t from = 0) const noexcept;
     /// The first character that `set` (terminated by NUL) holds, or npos.
     [[nodiscard]] std::size_t FindOneOf(const char* set, std::size_t from = 0) const noexcept;
-    /// Splits at the first `c`. Without one: false, `before` is the whole text and `behind` empty.
-    bool Split(char c, Chaine& before, Chaine& behind) const;
+    /// Splits at the first `c`. Without one: false, `before` is the whole text and `after` empty.
+    bool Split(char c, Chaine& before, Chaine& after) const;
     void RemoveAll(char c);
     [[nodiscard]] Chaine Mid(std::size_t from, std::size_t length = npos) const;
 
@@ -135,7 +135,7 @@ public:
     /// All blanks removed, then the leading digits in base 10; saturates.
     [[nodiscard]] std::uint64_t ToUnsigned() const noexcept;
 
-    // --- the folded order and hash of text outside of a Chaine ---
+    // --------------------------------------- the folded order and hash of text outside of a Chaine
     [[nodiscard]] static int CompareFolded(std::string_view left, std::string_view right) noexcept;
     [[nodiscard]] static bool EqualsFolded(std::string_view left, std::string_view right) noexcept;
     [[nodiscard]] static std::uint32_t FoldHash(std::string_view text) noexcept;
@@ -151,14 +151,14 @@ public:
     [[nodiscard]] static std::size_t LocaleSortKey(std::string_view text, char* key,
                                                    std::size_t capacity);
 
-    // --- for record slots, which hold a body pointer themselves ---
+    // -------------------------------------- for record slots, which hold a body pointer themselves
     struct Body {
         std::atomic<std::uint32_t> share;  // further owners beside the first
         std::uint32_t length;              // bytes with terminator
         std::uint32_t capacity;            // bytes with terminator; 0 for the immortal empty body
         mutable std::atomic<std::uint32_t> foldHash;
 
-        /// The bytes, of which there are `capacity`, lie behind the body in the same allocation.
+        /// The bytes, of which there are `capacity`, lie after the body in the same allocation.
         [[nodiscard]] char* Text() noexcept { return reinterpret_cast<char*>(this + 1); }
         [[nodiscard]] const char* Text() const noexcept {
             return reinterpret_cast<const char*>(this + 1);

@@ -91,7 +91,7 @@ struct ETABULON_API DLink {
     [[nodiscard]] const std::vector<unsigned>& TargetVariables() const noexcept;
 };
 
-/// A kind of record: variables laid out one behind the other as EFieldSet::Attach lays fields out,
+/// A kind of record: variables laid out one after the other as EFieldSet::Attach lays fields out,
 /// keys, links, and a source. Variables are added before the first record is made of it.
 /// Example    examples/first.cpp
 class ETABULON_API DRubric : public DDicoBase {

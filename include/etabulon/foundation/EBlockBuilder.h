@@ -13,7 +13,7 @@
 
 namespace etabulon {
 
-/// Puts the texts of a block one behind the other, where they stay until the next block.
+/// Puts the texts of a block one after the other, where they stay until the next block.
 /// Example    adapters/csv/src/ECsvScanner.h
 class ETABULON_API EBlockArena {
 public:

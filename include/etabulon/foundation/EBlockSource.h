@@ -29,8 +29,8 @@ struct ETABULON_API EBlockRequest {
     unsigned AddValues(const EField& field) {
         return Add(field, /*numbers=*/false, /*values=*/true);
     }
-    /// Of owned text or bytes: whatever costs least to tell the values apart. The column has texts
-    /// unless something else is asked for as well, or the source has numbers anyway.
+    /// For fields of owned text or bytes: the values in the form that compares fastest. The column
+    /// has texts unless something else is asked for as well, or the source has numbers anyway.
     unsigned AddTexts(const EField& field) {
         return Add(field, /*numbers=*/false, /*values=*/false);
     }
@@ -40,7 +40,7 @@ struct ETABULON_API EBlockRequest {
 /// What a table may offer beside single steps: the records of a walk in blocks, by columns.
 ///
 /// Use        after a step that reached a record, BeginBlocks and NextBlock deliver the records
-///            behind it, exactly those that GetNext would reach. In between the table stands on a
+///            after it, exactly those that GetNext would reach. In between the table stands on a
 ///            record that it has delivered: on the block's last one, unless the walk's end or a
 ///            failure follows that. So GetNext may go on at any time. The table's fields may stay
 ///            blank until StandOn, a step or EndBlocks.
@@ -52,8 +52,8 @@ class ETABULON_API EBlockSource {
 public:
     virtual ~EBlockSource() = default;
 
-    /// Called before the step that begins a walk, if the walk likely goes by blocks: the source may
-    /// prepare to read ahead; see EReadAhead.
+    /// Called before the step that begins a walk, if the walk is likely read by blocks: the source
+    /// may prepare to read ahead; see EReadAhead.
     virtual void ExpectWalk() {}
     /// Drops earlier dictionaries. False, with nothing changed, where only single steps give the
     /// right records, and for a field that isn't the table's own: FindField is -1.
@@ -63,7 +63,7 @@ public:
     [[nodiscard]] virtual const ERecordBlock* NextBlock() = 0;
     /// Loads a record of the last block into the table's record: the last one whole, another as far
     /// as its columns were asked for, with all other fields missing. Position and key are the
-    /// record's if keys were asked for. The walk goes on behind the block all the same. Requires
+    /// record's if keys were asked for. The walk continues after the block all the same. Requires
     /// that NextBlock returned a block, and that the walk hasn't failed since.
     virtual void StandOn(EBlockIndex record) = 0;
     /// Frees blocks and dictionaries. The walk stays where it is.
@@ -78,8 +78,8 @@ public:
     [[nodiscard]] static int FindField(const EFieldSet& fields, const EField& field) noexcept;
 
     /// Whether cursors walk by blocks where they can, for the whole process. False from the start
-    /// if the environment variable ETABULON_BLOCKS is 0. Both roads give the same results: the
-    /// switch is for comparing them.
+    /// if the environment variable ETABULON_BLOCKS is 0. Walks by blocks and by single steps
+    /// give the same results: the switch is for comparing them.
     [[nodiscard]] static bool AreEnabled() noexcept;
     static void SetEnabled(bool enabled) noexcept;
 };

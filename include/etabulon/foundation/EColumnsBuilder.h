@@ -36,7 +36,7 @@ public:
     void Append(const ERecordBlock& block, unsigned column, std::span<const EBlockIndex> records);
     /// Other blocks follow, whose dictionaries have other numbers.
     void BeginBlocks() noexcept { map_.clear(); }
-    /// Values of the type's natural size, up to 8 bytes, one behind the other, and a bit for each
+    /// Values of the type's natural size, up to 8 bytes, one after the other, and a bit for each
     /// that is missing; a null `missing` means none.
     void AppendNumbers(const void* values, std::size_t count, const std::uint64_t* missing);
     /// Texts; a null data() is a missing value.

@@ -10,8 +10,8 @@
 namespace etabulon {
 
 /// A recursive lock that knows its owner and depth.
-/// Failure  an unlock by a thread that doesn't hold it does nothing, and is reported in checked
-/// builds.
+/// Failure  an unlock by a thread that doesn't hold it does nothing, and is reported in
+///          checked builds.
 /// Example    include/etabulon/cursors/ETabulonCursor.h
 class ETABULON_API ECriticalSection {
 public:

@@ -2,13 +2,11 @@
 
 #include "etabulon/foundation/EFieldKey.h"
 #include "etabulon/foundation/EFieldSet.h"
+#include "etabulon/foundation/fwd.h"
 
 #include <cstdint>
 
 namespace etabulon {
-
-class DDicoBase;
-class EBlockSource;
 
 /// A record's position in its table: opaque, -1 for none.
 using EPosition = std::int64_t;
@@ -34,11 +32,11 @@ enum EDataStatus : std::int32_t {
 
 /// A table with a current record and one record buffer for life.
 ///
-/// Every operation sets `status`, to 0 on success. A position result is -1 exactly when the status
-/// isn't 0; after a step that returns -1 there is no current record and the buffer is blank. A
-/// failed write leaves the current record and the buffer as they are. A position argument of -1
-/// means the current record; without a current record the operation fails with 8. A write changes
-/// exactly one record, or fails.
+/// Every operation sets `status`, to DataOk on success. A position result is -1 exactly when the
+/// status isn't DataOk; after a step that returns -1 there is no current record and the buffer is
+/// blank. A failed write leaves the current record and the buffer as they are. A position argument
+/// of -1 means the current record; without a current record the operation fails with DataNoCurrent.
+/// A write changes exactly one record, or fails.
 ///
 /// Threads  one at a time: the walking thread, and for writes the holder of the cursor's lock.
 /// Example    apps/etabulon/browse/BrowseCursor.cpp

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "etabulon/foundation/EData.h"
-#include "etabulon/foundation/EWalkPlace.h"
+#include "etabulon/foundation/EWalkState.h"
 
 namespace etabulon {
 
 /// A table over an array of records in memory. The table copies each record into its buffer; a
 /// position is the record's number from 0. Update writes back; insert and delete aren't offered and
-/// fail with 1004. A position outside of the array fails with 43.
+/// fail with DataReadOnly. A position outside of the array fails with DataNoSuchPosition.
 /// Example    tests/foundation/MemoryTableTest.cpp
 class ETABULON_API EDataArray : public EData {
 public:
@@ -41,7 +41,7 @@ private:
 
     EFieldSet layout_;  // without the fields that are added to the table later
     ERecordBuffer record_;
-    EWalkPlace place_;
+    EWalkState walk_;
     std::byte* records_ = nullptr;
     int recordSize_ = 0;
     long count_ = 0;

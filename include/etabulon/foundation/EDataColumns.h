@@ -1,7 +1,7 @@
 #pragma once
 
 #include "etabulon/foundation/EDataTable.h"
-#include "etabulon/foundation/EWalkPlace.h"
+#include "etabulon/foundation/EWalkState.h"
 
 #include <cstddef>
 #include <memory>
@@ -21,8 +21,9 @@ class EColumnRecords;
 /// columns.
 ///
 /// Walks      in the order of loading, forward and backward. Before the first walk and after a
-///            failed move GetNext and GetPrevious fail with 8; at an end they may be repeated or
-///            reversed. RePos fails with 43 for a position that no record has.
+///            failed move GetNext and GetPrevious fail with DataNoCurrent; at an end they may be
+///            repeated or reversed. RePos fails with DataNoSuchPosition for a position that no
+///            record has.
 /// Blocks     point into the columns; nothing is copied for each record except for types of less
 ///            than 8 bytes. Numbers of texts are the same in all walks of all tables on the same
 ///            columns.
@@ -89,7 +90,7 @@ private:
     ERecordBuffer blank_;
     std::vector<Cell> cells_;              // by field
     std::vector<unsigned> columns_;        // by field: the index in records_
-    EWalkPlace place_;                     // by the records' numbers, not their positions
+    EWalkState walk_;                      // by the records' numbers, not their positions
     std::size_t current_ = 0;              // the current record's number, if there is one
     std::unique_ptr<BlockSource> blocks_;  // made when it is first asked for
 };

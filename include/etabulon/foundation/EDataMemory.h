@@ -2,7 +2,7 @@
 
 #include "etabulon/foundation/DDico.h"
 #include "etabulon/foundation/EDataTable.h"
-#include "etabulon/foundation/EWalkPlace.h"
+#include "etabulon/foundation/EWalkState.h"
 
 #include <memory>
 #include <vector>
@@ -18,13 +18,13 @@ class EMemoryRecords;
 ///
 /// A step from a record that was deleted meanwhile goes on from its position; a walk meets the
 /// records appended meanwhile. Before the first walk and after a failed move GetNext and
-/// GetPrevious fail with 8; at an end they may be repeated or reversed. A deleted position fails
-/// with 4, a position that never existed with 43.
+/// GetPrevious fail with DataNoCurrent; at an end they may be repeated or reversed. A deleted
+/// position fails with DataGone, a position that never existed with DataNoSuchPosition.
 ///
 /// Locks keep other tables on the same records from locking and writing a record, not from reading
 /// it. Lock holds one record at a time, LockRecord any number; a table's own locks don't hinder it.
-/// Both fail with 1001 even when asked to wait: the holder is on the same thread, so that the wait
-/// would never end.
+/// Both fail with DataLocked even when asked to wait: the holder is on the same thread, so that the
+/// wait would never end.
 ///
 /// Threads  all tables on the same records belong to one thread at a time, which their cursors'
 ///          lock ensures.
@@ -39,8 +39,8 @@ public:
     ~EDataMemory() override;
 
     /// Appends a record: a value for each field in order, converted into its cell; values that
-    /// aren't given are missing. Returns its position, or -1 with the status (5: the key exists).
-    /// The current record and the buffer stay.
+    /// aren't given are missing. Returns its position, or -1 with the status (DataDuplicate: the
+    /// key exists). The current record and the buffer stay.
     EPosition Append(const std::vector<EVariant>& values);
     [[nodiscard]] std::size_t Count() const;
 
@@ -80,7 +80,7 @@ private:
 
     std::shared_ptr<EMemoryRecords> records_;
     ERecordBuffer record_;
-    EWalkPlace place_;
+    EWalkState walk_;
     EPosition locked_ = kNoPosition;       // by Lock
     std::unique_ptr<BlockSource> blocks_;  // made when it is first asked for
 };

@@ -7,8 +7,8 @@
 
 namespace etabulon {
 
-/// The type codes of variables and fields. A code may arrive sign-extended from a signed byte:
-/// storage goes by its low byte, the family of a type by the exact code.
+/// The type codes of variables and fields. A code may arrive sign-extended from a signed byte: the
+/// low byte decides the storage of a type, the exact code its family.
 enum ETypeCode : std::int32_t {
     TYPE_ZSTRING = 0,
     TYPE_LONG = 1,

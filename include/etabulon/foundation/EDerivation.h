@@ -31,18 +31,19 @@ public:
     /// Groups of numbers: from `width` * n to below `width` * (n + 1). Requires a finite width
     /// above 0. Whole numbers stay whole where the width is.
     [[nodiscard]] static EDerivation Bin(double width) noexcept;
-    /// So many groups of one width. The first begins at `lowest`, and the last has `highest` too.
+    /// This number of groups of one width. The first begins at `lowest`, and the last includes
+    /// `highest`.
     /// Requires finite numbers, lowest below highest, and at least one group.
     [[nodiscard]] static EDerivation Bins(double lowest, double highest,
                                           std::uint32_t groups) noexcept;
-    /// Letters are characters of UTF-8; a byte that is none is a letter of its own. Requires at
-    /// least one.
+    /// The first letters of a text: characters of UTF-8; a byte that belongs to none is a letter of
+    /// its own. Requires at least one.
     [[nodiscard]] static EDerivation First(std::uint32_t letters) noexcept;
 
     [[nodiscard]] Kind Which() const noexcept { return kind_; }
-    /// Whether values of this type give any.
+    /// Whether it can be made from values of this type.
     [[nodiscard]] bool Takes(int type) const noexcept;
-    /// The type and size of what values of this type give.
+    /// The type and size of its results for values of this type.
     [[nodiscard]] int ResultType(int type) const noexcept;
     [[nodiscard]] std::uint16_t ResultSize(int type) const noexcept;
     /// Missing for a value that it doesn't take, and for a date that doesn't exist. An infinite

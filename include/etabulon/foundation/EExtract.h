@@ -7,7 +7,7 @@
 namespace etabulon {
 
 /// A detached copy of a field set's values: its shape and one packed image of all its fields, the
-/// added ones behind the record. Texts share bodies.
+/// added ones after the record. Texts share bodies.
 ///
 /// Ownership  the image is owned and independent of the set's record.
 /// Threads    one thread at a time, const operations included: Fields makes its set at its first

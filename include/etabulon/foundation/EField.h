@@ -2,13 +2,12 @@
 
 #include "etabulon/foundation/Chaine.h"
 #include "etabulon/foundation/EVariant.h"
+#include "etabulon/foundation/fwd.h"
 
 #include <cstdint>
 #include <memory>
 
 namespace etabulon {
-
-class DDicoBase;
 
 /// What a field knows beyond its cell. The library passes it on; fillers of screens read it.
 /// Example    src/foundation/EField.cpp
@@ -27,7 +26,7 @@ public:
     virtual void ResetRecap() {}
     virtual void StepRecap() {}
     virtual void ReCalc() {}
-    /// The field's number; 0 when it goes by name.
+    /// The field's number; 0 if it is identified by its name.
     [[nodiscard]] virtual unsigned long Accelerator() const { return 0; }
     [[nodiscard]] virtual Chaine Header() const { return {}; }
 };

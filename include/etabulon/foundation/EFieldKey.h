@@ -42,7 +42,7 @@ protected:
 
     static constexpr std::uint16_t kInline = 4;
     std::uint16_t size_ = 0;
-    // Segments behind size_ keep their storage for the segments of later keys.
+    // Segments after size_ keep their storage for the segments of later keys.
     std::array<ESegment, kInline> inline_;
     std::vector<ESegment> more_;
 };

@@ -3,14 +3,13 @@
 #include "etabulon/foundation/EExpects.h"
 #include "etabulon/foundation/EField.h"
 #include "etabulon/foundation/PTableau.h"
+#include "etabulon/foundation/fwd.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 
 namespace etabulon {
-
-class EExtract;
 
 /// What field sets of one kind share: descriptions, offsets, indexes by name and by number, slots.
 /// Immutable once two sets share it; a set that changes makes a shape of its own.
@@ -62,13 +61,13 @@ public:
     /// The sum of the fields' storage sizes, in bytes, without padding.
     [[nodiscard]] std::size_t FieldsTotalSize() const noexcept;
     /// The bytes that a record of this set takes: the fields laid out by Attach and the padding of
-    /// their slots, so that records may lie one behind another. Never below their total size.
+    /// their slots, so that records may lie one after another. Never below their total size.
     [[nodiscard]] std::size_t RecordSize() const noexcept;
     /// Every value becomes missing, those of added fields too; cells of text or raw bytes, which
     /// can't be missing, become blank.
     void SetNull() noexcept;
     /// Makes the set exactly the fields `descs[first, first + count)` (cut to the descriptions
-    /// there are), one behind the other from the start of `buffer`, slots aligned. A null buffer
+    /// there are), one after the other from the start of `buffer`, slots aligned. A null buffer
     /// means no record yet.
     void Attach(const PTableau<EFieldDesc>& descs, void* buffer, std::uint16_t first,
                 std::uint16_t count);
@@ -77,7 +76,7 @@ public:
     /// Moves the fields to another record of this layout; fields added by Add keep their cells. The
     /// set owns nothing: `takeOwnership` is ignored.
     void ChangeBuffer(void* buffer, bool takeOwnership) noexcept;
-    /// The same fields, with one ShapeNumber, all laid out in one record (added fields behind the
+    /// The same fields, with one ShapeNumber, all laid out in one record (added fields after the
     /// others) that has no buffer yet: for a table that keeps detached values of this set.
     [[nodiscard]] EFieldSet Packed() const;
     /// The full offset in the record; kNoOffset for fields added by Add.
@@ -99,7 +98,7 @@ public:
 
     // A record with slots needs construction and destruction by its shape. These three act on the
     // fields laid out by Attach, in any buffer of RecordSize() bytes.
-    /// Constructs a blank record at `buffer`: what SetNull leaves behind.
+    /// Constructs a blank record at `buffer`: what SetNull leaves.
     void ConstructRecord(void* buffer) const noexcept;
     /// Releases what the slots hold. The record needs construction before its next use.
     void DestroyRecord(void* buffer) const noexcept;
@@ -137,7 +136,7 @@ public:
 
 private:
     friend class EExtract;
-    /// A blank image: all fields packed, the added ones behind the record.
+    /// A blank image: all fields packed, the added ones after the record.
     explicit ERecordBuffer(std::shared_ptr<const ERecordShape> shape);
     void Release() noexcept;
 

@@ -3,6 +3,7 @@
 #include "etabulon/foundation/EData.h"
 #include "etabulon/foundation/EVariant.h"
 #include "etabulon/foundation/detail/HashIndex.h"
+#include "etabulon/foundation/fwd.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -13,8 +14,6 @@
 
 namespace etabulon {
 
-class EBlockSource;
-class EDataColumns;
 namespace detail {
 class EBlockComposer;
 }
@@ -77,10 +76,10 @@ private:
 /// A column has up to four forms. Each that is there has an entry for each record of the block:
 ///   numbers  into the column's dictionary, where they were asked for (EBlockRequest::AddNumbers)
 ///   words    of a fixed-size type of up to 8 bytes: the value's natural bytes at the start of each
-///            word, zeros behind them
+///            word, zeros after them
 ///   texts    the bytes of owned text or bytes, where nothing but these was asked for
 ///            (EBlockRequest::AddTexts)
-///   cells    of any other type: as in a record of the table, one behind the other
+///   cells    of any other type: as in a record of the table, one after the other
 /// Value reads a record's value whatever forms there are.
 ///
 /// Ownership  all of it belongs to the source, and is valid until its next block.
@@ -123,7 +122,7 @@ public:
     /// and, read from a dictionary, until the next block.
     [[nodiscard]] const EVariant& Value(unsigned column, EBlockIndex record) const;
 
-    // --- only if keys were asked for
+    // ----------------------------------------------------------------- only if keys were asked for
     [[nodiscard]] EPosition Position(EBlockIndex record) const noexcept {
         return positions_[record];
     }

@@ -69,7 +69,7 @@ public:
     /// none.
     [[nodiscard]] const void* GetBuffer() const noexcept;
     [[nodiscard]] bool IsMissing() const noexcept { return GetBuffer() == nullptr; }
-    /// The number of bytes behind GetBuffer().
+    /// The number of bytes at GetBuffer().
     [[nodiscard]] std::size_t ByteCount() const noexcept;
 
     /// Makes this an owned value of `type` and `size` from the bytes at `buffer`; null gives a zero
@@ -135,7 +135,7 @@ protected:
         Text = 4,
         View = 5
     };
-    /// How the cell behind a view is laid out.
+    /// How the cell that a view reads is laid out.
     enum class Layout : std::uint8_t {
         Owned = 0,     // not a view
         Plain = 1,     // natural bytes; missing = the reserved image
@@ -202,7 +202,7 @@ private:
         unsigned char bytes[kInlineBytes];
         Chaine::Body* text;  // Kind::Text: one reference
         struct {
-            unsigned char* bytes;  // and a NUL behind them
+            unsigned char* bytes;  // and a NUL after them
             std::size_t count;
         } heap;      // Kind::Heap
         void* view;  // Kind::View

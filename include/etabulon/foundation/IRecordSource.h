@@ -3,15 +3,13 @@
 #include "etabulon/foundation/EDataError.h"
 #include "etabulon/foundation/EExport.h"
 #include "etabulon/foundation/EFieldKey.h"
+#include "etabulon/foundation/fwd.h"
 
 #include <cstdint>
 #include <memory>
 #include <span>
 
 namespace etabulon {
-
-class DRubric;
-class EData;
 
 enum class ERecordRead : std::uint8_t {
     Found = 0,

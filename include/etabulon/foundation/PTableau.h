@@ -126,7 +126,7 @@ public:
             array_.Emplace(Size(), item);
         }
     }
-    /// `count` is cut to what lies behind `index`; an index beyond the end removes nothing.
+    /// `count` is cut to what lies after `index`; an index beyond the end removes nothing.
     void RemoveAt(std::uint32_t index, std::uint32_t count = 1) { array_.Remove(index, count); }
     /// Puts the element at `from` so that it stands at `to`. Requires both below Size().
     void Move(std::uint32_t from, std::uint32_t to) { array_.Move(from, to); }

@@ -93,6 +93,7 @@ private:
     EHint hint_;
 };
 
+/// How a sorted set finds a value.
 struct WalkSortedValues {
     // Deliberate: the element's operators, == before <, the other way round than in a sorted map.
     // For values whose two operators disagree, this order decides which of them count as one.
@@ -110,6 +111,7 @@ struct WalkSortedValues {
     }
 };
 
+/// How a set in insertion order finds a value.
 struct WalkValuesInOrder {
     template <class T, class Iterator>
     static LookupEnd Find(std::int32_t size, std::int32_t& hint, FindMode mode, const T& value,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "etabulon/cumul/fwd.h"
 #include "etabulon/foundation/Chaine.h"
 #include "etabulon/foundation/ECountedUnknown.h"
 #include "etabulon/foundation/EIcon.h"
@@ -16,9 +17,6 @@
 #include <utility>
 
 namespace etabulon {
-
-class ETabulonCumulFunc;
-class ETabulonVariableDesc;
 
 /// An axis of a cross table: a title and an ordered list of labels.
 ///
@@ -96,7 +94,7 @@ public:
     /// Writes the label into the tag, at the axis's level. For data axes.
     void SetLabelInTag(ETabulonTag& tag, unsigned int index) const;
 
-    // --- adding; the returned label is valid until the next one is added ---
+    // ----------------------------- adding; the returned label is valid until the next one is added
     /// These two append a label, even if one with this data exists.
     AxeLabel& AddLabel(const EVariant& data, const Chaine& display, HICON icon);
     AxeLabel& AddLabel(const ETabulonValue& value, HICON icon);

@@ -1,22 +1,19 @@
 #pragma once
 
+#include "etabulon/cumul/fwd.h"
+#include "etabulon/cursors/fwd.h"
 #include "etabulon/foundation/ECountedUnknown.h"
 #include "etabulon/foundation/ERecordBlock.h"
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/foundation/fwd.h"
 #include "etabulon/grid/fwd.h"
+#include "etabulon/values/fwd.h"
 
 #include <memory>
 #include <span>
 #include <vector>
 
 namespace etabulon {
-
-class CumulPartial;
-class ETabulonCursor;
-class ETabulonExtractValue;
-class ETabulonTag;
-class ETabulonVariableID;
-struct EBlockRequest;
 
 namespace detail {
 class GridCells;
@@ -44,7 +41,7 @@ public:
     /// Folds a record into its cell and totals. Requires that the extract knows the variables of
     /// the description's calculations.
     void AddValue(const ETabulonExtractValue& extract);
-    /// Merges the state of records at this position, as if they came behind those before. Requires
+    /// Merges the state of records at this position, as if they came after those before. Requires
     /// a partial state over the description's calculations, which IsMergeable().
     void AddPartial(const ETabulonTag& position, const CumulPartial& partial);
     /// Returns a reference for the caller, to the same axis until the next AddValue.

@@ -4,6 +4,7 @@
 #include "etabulon/cursors/IBlockNotifier.h"
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/grid/fwd.h"
+#include "etabulon/pending/fwd.h"
 #include "etabulon/sort/fwd.h"
 #include "etabulon/values/ETabulonExtractValue.h"
 
@@ -11,8 +12,6 @@
 #include <utility>
 
 namespace etabulon {
-
-class ETabulonPendingChanges;
 
 /// The listener that turns a cursor's walk into a grid.
 ///
@@ -24,14 +23,15 @@ class ETabulonPendingChanges;
 /// Threads    records come on the walking thread, without a lock. BuildAxeDesc, GetSelection and
 ///            SendTo take the cursor's lock, and a view is called under it. SetParams takes none
 ///            and must not meet a walk.
-/// Blocks     a walk may go by blocks, unless there are pending changes, a function of an
+/// Blocks     a walk may be read by blocks, unless there are pending changes, a function of an
 ///            application, or a derived class; the grid is the same.
 /// Failure    none is reported, and the filler keeps no status of the walk. Requires SetParams
 ///            before a walk, and a reset before any of the grid's operations.
 /// Example    examples/grid.cpp
 class ETABULON_API ETabulonGridFiller : public EBlockListener {
 public:
-    /// Returns a reference for the caller, who adds it to the cursor. `pending` may be null.
+    /// Returns a reference for the caller, who adds it to the cursor. Requires a cursor;
+    /// `pending` may be null.
     [[nodiscard]] static ETabulonGridFiller* Build(ETabulonCursor* cursor,
                                                    const ETabulonPendingChanges* pending);
     /// The same as Build, held by an ERef.

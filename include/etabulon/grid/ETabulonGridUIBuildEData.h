@@ -1,25 +1,20 @@
 #pragma once
 
+#include "etabulon/cumul/fwd.h"
 #include "etabulon/foundation/Chaine.h"
 #include "etabulon/foundation/EFieldSet.h"
 #include "etabulon/foundation/PTableau.h"
+#include "etabulon/foundation/fwd.h"
 #include "etabulon/grid/ITabulonResGridUI.h"
+#include "etabulon/grid/fwd.h"
 #include "etabulon/values/ETabulonDisplayMode.h"
+#include "etabulon/values/fwd.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 
 namespace etabulon {
-
-class EData;
-class EDataArray;
-class ETabulonCumulFuncOnVar;
-class ETabulonGridFiller;
-class ETabulonTag;
-class ETabulonValue;
-class ETabulonVariableID;
-class ITabulonCumulFuncOnVarCollection;
 
 /// The view that makes a table of a grid: lines become records and columns become fields;
 /// LinesLabels() gives the labels of the lines. A grid with one axis becomes one record, a grid

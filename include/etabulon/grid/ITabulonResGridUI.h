@@ -1,13 +1,12 @@
 #pragma once
 
 #include "etabulon/grid/ITabulonResultUI.h"
+#include "etabulon/grid/fwd.h"
+#include "etabulon/values/fwd.h"
 
 #include <cstdint>
 
 namespace etabulon {
-
-class ETabulonGridAxe;
-class ETabulonValue;
 
 /// A view of a cross table. It gets the axes, then the cells line by line, then the totals.
 ///

@@ -1,11 +1,10 @@
 #pragma once
 
 #include "etabulon/cursors/ETabulonCursor.h"
+#include "etabulon/cursors/fwd.h"
+#include "etabulon/pending/fwd.h"
 
 namespace etabulon {
-
-class ETabulonCursorPending;
-class ETabulonPendingChanges;
 
 /// Applies a script of pending changes to the table through a cursor's updater: first updates and
 /// deletes by a walk under a tag, in the order of the records; then inserts, in the order of the

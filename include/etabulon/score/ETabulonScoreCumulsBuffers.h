@@ -1,19 +1,17 @@
 #pragma once
 
+#include "etabulon/cumul/fwd.h"
+#include "etabulon/cursors/fwd.h"
 #include "etabulon/foundation/ECountedUnknown.h"
 #include "etabulon/foundation/ERecordBlock.h"
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/foundation/fwd.h"
 #include "etabulon/score/fwd.h"
+#include "etabulon/values/fwd.h"
 
 #include <span>
 
 namespace etabulon {
-
-class CumulPartial;
-class ETabulonCursor;
-class ETabulonExtractValue;
-class ETabulonTag;
-struct EBlockRequest;
 
 /// The running results of a score: folds the records of a walk, and sends the ranking to a view.
 /// ETabulonScoreCumuls::Start makes it; a new walk needs a new object.
@@ -41,7 +39,7 @@ public:
     /// Folds a record into its line and the total. Requires that the extract knows the variables
     /// of the description's calculations.
     void AddValue(const ETabulonExtractValue& extract);
-    /// Merges the state of records at this position, as if they came behind those before. Requires
+    /// Merges the state of records at this position, as if they came after those before. Requires
     /// a partial state over the description's calculations, which IsMergeable().
     void AddPartial(const ETabulonTag& position, const CumulPartial& partial);
     /// May be called any number of times. Without records there are no lines, and a total of

@@ -3,6 +3,7 @@
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
 #include "etabulon/cursors/IBlockNotifier.h"
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/pending/fwd.h"
 #include "etabulon/score/fwd.h"
 #include "etabulon/sort/fwd.h"
 #include "etabulon/values/ETabulonExtractValue.h"
@@ -11,8 +12,6 @@
 #include <utility>
 
 namespace etabulon {
-
-class ETabulonPendingChanges;
 
 /// The listener that turns a cursor's walk into a score, always the largest first. For a rising
 /// ranking the caller builds an ETabulonScoreCumuls itself.
@@ -26,13 +25,14 @@ class ETabulonPendingChanges;
 ///            releases them: a caller that copies calls RetainShared on the copy.
 /// Threads    records come on the walking thread, without a lock. SendTo takes the cursor's lock,
 ///            and a view is called under it. SetParams takes none and must not meet a walk.
-/// Blocks     a walk may go by blocks, unless there are pending changes, a function of an
+/// Blocks     a walk may be read by blocks, unless there are pending changes, a function of an
 ///            application, or a derived class; the score is the same.
 /// Failure    none is reported. Requires SetParams before a walk, and a reset before SendTo.
 /// Example    examples/score.cpp
 class ETABULON_API ETabulonScoreFiller : public EBlockListener {
 public:
-    /// Returns a reference for the caller, who adds it to the cursor. `pending` may be null.
+    /// Returns a reference for the caller, who adds it to the cursor. Requires a cursor;
+    /// `pending` may be null.
     [[nodiscard]] static ETabulonScoreFiller* Build(ETabulonCursor* cursor,
                                                     const ETabulonPendingChanges* pending);
     /// The same as Build, held by an ERef.

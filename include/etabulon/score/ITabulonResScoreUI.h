@@ -2,13 +2,11 @@
 
 #include "etabulon/foundation/PTableau.h"
 #include "etabulon/grid/ITabulonResultUI.h"
+#include "etabulon/grid/fwd.h"
+#include "etabulon/sort/fwd.h"
+#include "etabulon/values/fwd.h"
 
 namespace etabulon {
-
-class ETabulonGridAxe;
-class ETabulonSortDesc;
-class ETabulonTag;
-class ETabulonValue;
 
 /// A view of a ranking. It gets the axis of calculations, then the lines in order, then the total.
 ///

@@ -99,7 +99,7 @@ public:
     /// Hidden by any bit of `mask`, or without a key.
     [[nodiscard]] bool IsHiddenSortLevel(unsigned int level, HideFlag mask) const;
 
-    // --- changes: each asks the listeners and returns true if the description changed ---
+    // ---------------- changes: each asks the listeners and returns true if the description changed
     bool SetSortLevels(const SortKeyArray& keys);
     /// The mask replaces the whole mask of each level's key; 0 shows the level in every view.
     bool SetHideLevelFlags(const PUniqueT<unsigned int>& levels, HideFlag mask);
@@ -110,7 +110,7 @@ public:
     /// Gathers the keys that `mask` hides before the visible position; -1 puts them last.
     bool MoveHiddenLevelsTo(unsigned int position, HideFlag mask);
 
-    // --- the order of tags: negative, 0 or positive ---
+    // -------------------------------------------------- the order of tags: negative, 0 or positive
     /// The order of siblings at one level. Status plays a part in CompareOnValue only. Requires the
     /// level in both tags.
     [[nodiscard]] int Compare(const ETabulonTag& a, const ETabulonTag& b, const SortKey& key) const;
@@ -130,8 +130,9 @@ public:
     /// Comparable with earlier stamps of this description only.
     [[nodiscard]] std::uint64_t OrderStamp() const noexcept { return orderStamp_; }
 
-    // --- parts of tags. The forms with `result` reuse its storage: filled again and again with the
-    // --- same levels it allocates nothing. `result` may be one of the tags given.
+    // ------------------------------------------------------------------------------- parts of tags
+    // The forms with `result` reuse its storage: filled again and again with the same levels it
+    // allocates nothing. `result` may be one of the tags given.
     /// Requires the level in the tag.
     [[nodiscard]] ETabulonValue ExtractSortValue(const ETabulonTag& tag, unsigned int index,
                                                  HideFlag mask) const;

@@ -56,7 +56,7 @@ private:
 /// An ordered list of sort keys, known to callers as ETabulonSortDesc::SortKeyArray.
 ///
 /// Ownership  a value type; a copy is deep and shares nothing, so that it may go to another thread.
-/// Positions  behind the end: the non-const accessors pad with default keys up to the position, and
+/// Positions  after the end: the non-const accessors pad with default keys up to the position, and
 ///            InsertAt pads with the inserted key itself, as arrays do everywhere in the library.
 /// Example    src/sort/ETabulonSortDesc.cpp
 class ETABULON_API ETabulonSortKeyArray {

@@ -34,6 +34,7 @@ class ETABULON_API EDataTree {
 public:
     using HideFlag = ETabulonSortDesc::SortKey::HideFlag;
 
+    /// Requires a cursor.
     EDataTree(ETabulonCursor* cursor, const Chaine& rootName, HICON rootIcon);
     EDataTree(const EDataTree&) = delete;
     EDataTree& operator=(const EDataTree&) = delete;

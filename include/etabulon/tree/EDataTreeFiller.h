@@ -2,6 +2,7 @@
 
 #include "etabulon/cursors/IBlockNotifier.h"
 #include "etabulon/foundation/ECountedUnknown.h"
+#include "etabulon/tree/fwd.h"
 
 #include <cstdint>
 #include <memory>
@@ -9,7 +10,6 @@
 
 namespace etabulon {
 
-class EDataTreeNode;
 namespace detail {
 class TreeFill;
 }

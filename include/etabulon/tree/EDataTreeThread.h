@@ -3,6 +3,8 @@
 #include "etabulon/cursors/CursorStatus.h"
 #include "etabulon/foundation/EExport.h"
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/tree/fwd.h"
+#include "etabulon/values/fwd.h"
 
 #include <atomic>
 #include <cstdint>
@@ -11,10 +13,6 @@
 #include <vector>
 
 namespace etabulon {
-
-class EDataTree;
-class EDataTreeNode;
-class ETabulonTag;
 
 /// Fills or refreshes a tree on a worker thread, and reports to a derived class. One object serves
 /// all runs of a tree; a run that starts while another one works cancels that one.

@@ -3,7 +3,11 @@
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
 #include "etabulon/cursors/IBlockNotifier.h"
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/pending/fwd.h"
+#include "etabulon/sort/fwd.h"
+#include "etabulon/tree/fwd.h"
 #include "etabulon/values/ETabulonExtractValue.h"
+#include "etabulon/values/fwd.h"
 
 #include <memory>
 #include <optional>
@@ -11,10 +15,6 @@
 
 namespace etabulon {
 
-class EDataTreeNode;
-class ETabulonPendingChanges;
-class ETabulonSortDesc;
-class ETabulonTag;
 namespace detail {
 class TreeTotals;
 }  // namespace detail
@@ -28,17 +28,17 @@ class TreeTotals;
 ///
 /// Use        Make for the tree's cursor and sort description, SetCalculations, add it to the
 ///            cursor's notifiers before EDataTree::Fill, and leave it there for refreshes.
-/// Results    those of the records that the walks met; in the midst of a walk, of those that it has
-///            met below its tag. After a cancelled or failed walk known leaves have their results
-///            of before, and new ones those of the records met; a walk that another listener ends
-///            leaves what it met. LAST, FIRST, COMMONVAL and the codes of extremes go by the order
-///            of the records, where those of a refreshed branch are later ones. CODEMIN over
-///            records without a value is ValSpecial above the leaves. Levels that were shown or
-///            hidden since the last walk take the results away until the next one.
+/// Results    during a walk, a node below its tag has the results of the records met so far. After
+///            a cancelled or failed walk, leaves that existed before keep their previous results;
+///            new leaves have those of the records met. A walk that another listener ends keeps the
+///            results of the records met. LAST, FIRST, COMMONVAL and the codes of extremes depend
+///            on the order of the records; the records of a refreshed branch are the last. CODEMIN
+///            over records without a value is ValSpecial above the leaves. After a level is shown
+///            or hidden there are no results until the next walk.
 /// Ownership  counted. The cursor, the sort description and the pending changes aren't owned and
 ///            must outlive it.
 /// Threads    records come on the walking thread. Readers hold the cursor's lock, as for the nodes,
-///            and one reads at a time: the first read behind a change works the subtotals out.
+///            and one reads at a time: the first read after a change computes the subtotals.
 /// Cost       a record of a known leaf allocates nothing. The subtotals take one pass over the
 ///            leaves.
 /// Example    examples/totals.cpp
@@ -59,13 +59,14 @@ public:
 
     /// The result of a node, by its tag; ValNull where it has no records. The root's tag is empty.
     void ReadResult(const ETabulonTag& node, unsigned calculation, ETabulonValue& result) const;
-    /// What a node's result is of that of another node, in percent: of its parent's or the root's.
-    /// None where there is no value, or the other's is 0. It is meant for functions whose results
-    /// add up, COUNT and SUM.
+    /// The node's result as a percentage of the result of another node, usually its parent or the
+    /// root. Empty if either has no value, or if the other's is 0. It is meant for functions whose
+    /// results add up, COUNT and SUM.
     [[nodiscard]] std::optional<double> Share(const ETabulonTag& node, const ETabulonTag& of,
                                               unsigned calculation) const;
-    /// The order of a node's children by a result, as their indexes: no value is the lowest, then
-    /// come values that differ (COMMONVAL). Equal ones stay in the tree's order.
+    /// The indexes of a node's children in the order of a result. Children without a value rank
+    /// lowest, then those whose records differ (COMMONVAL). Children of equal rank stay in the
+    /// tree's order.
     [[nodiscard]] std::vector<unsigned> OrderOf(const EDataTreeNode& parent, unsigned calculation,
                                                 bool descending) const;
 

@@ -1,22 +1,20 @@
 #pragma once
 
+#include "etabulon/cumul/fwd.h"
+#include "etabulon/cursors/fwd.h"
 #include "etabulon/foundation/EVariant.h"
 #include "etabulon/foundation/FSortedMap.h"
+#include "etabulon/foundation/fwd.h"
+#include "etabulon/pending/fwd.h"
 #include "etabulon/values/ETabulonPrimaryKey.h"
 #include "etabulon/values/ETabulonTag.h"
+#include "etabulon/values/fwd.h"
 
 #include <cstdint>
 #include <span>
 #include <vector>
 
 namespace etabulon {
-
-class EField;
-class EFieldSet;
-class ETabulonCursor;
-class ETabulonPendingChanges;
-class ETabulonVariableDesc;
-class ITabulonCumulFuncOnVarCollection;
 
 /// One record for the calculations: its position, its key, and the values of their variables, seen
 /// through the pending changes.

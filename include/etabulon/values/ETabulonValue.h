@@ -4,6 +4,7 @@
 #include "etabulon/foundation/EVariant.h"
 #include "etabulon/foundation/detail/EHashMix.h"
 #include "etabulon/foundation/detail/ENeverDestroyed.h"
+#include "etabulon/foundation/fwd.h"
 
 #include <cstdint>
 
@@ -12,8 +13,6 @@ namespace etabulon {
 namespace detail {
 struct ETabulonValueAccess;
 }
-
-class EField;
 
 /// One datum with its display text, and a status that distinguishes a real value from an absent or
 /// a special one.

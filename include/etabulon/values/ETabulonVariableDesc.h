@@ -1,16 +1,15 @@
 #pragma once
 
 #include "etabulon/cumul/ETabulonCumulFuncCollection.h"
+#include "etabulon/cumul/fwd.h"
 #include "etabulon/foundation/ECountedUnknown.h"
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/foundation/fwd.h"
 #include "etabulon/values/ETabulonVariableID.h"
 
 #include <utility>
 
 namespace etabulon {
-
-class DVariable;
-class ETabulonType;
 
 /// Describes a variable to calculations: the field to read, the header, the type, and the functions
 /// that the type offers.

@@ -18,7 +18,7 @@ public:
     /// anything else is a code, split at its first ".".
     ETabulonVariableID(const Chaine& code);
     ETabulonVariableID(const char* code) : ETabulonVariableID(Chaine(code)) {}
-    /// By number; 0 gives the code "0" and an identifier that goes by name.
+    /// By number; 0 gives the code "0" and an identifier by name.
     ETabulonVariableID(unsigned long accelerator);
     virtual ~ETabulonVariableID() = default;
     ETabulonVariableID(const ETabulonVariableID&) = default;
@@ -35,10 +35,10 @@ public:
     /// The variable is reached through a link: the code holds a forward or backward mark.
     [[nodiscard]] bool IsLink() const noexcept;
 
-    // Deliberate: only the left side decides whether equality goes by number. A named identifier
-    // and a numbered one may be equal in one direction and unequal in the other. The order of the
-    // operands is therefore part of every lookup; no operator is defaulted, and C++ must not turn
-    // the operands round. NamedAgainstNumberedIsAsymmetric holds it.
+    // Deliberate: only the left side decides whether numbers or names are compared. A named
+    // identifier and a numbered one may be equal in one direction and unequal in the other. The
+    // order of the operands is therefore part of every lookup; no operator is defaulted, and C++
+    // must not turn the operands round. NamedAgainstNumberedIsAsymmetric holds it.
     [[nodiscard]] bool operator==(const ETabulonVariableID& other) const noexcept;
     [[nodiscard]] bool operator!=(const ETabulonVariableID& other) const noexcept {
         return !(*this == other);

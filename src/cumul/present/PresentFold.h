@@ -10,7 +10,7 @@ namespace etabulon::detail {
 /// A fold over the values that are there.
 template <class Fold>
 struct PresentFold : Fold {
-    static constexpr bool kRestartsBehindMissing = false;
+    static constexpr bool kRestartsAfterMissing = false;
 
     template <class Accumulator, class Value, class... Key>
     static FoldEffect Step(Accumulator& result, const Value& value, const Key&... key) {

@@ -30,11 +30,11 @@ struct QuantileFold : PresentOnly {
         }
         thread_local std::vector<double> sorted;
         sorted = state.values;
-        // Of whole numbers, so that a place between two values isn't rounded twice.
-        const std::size_t place = (sorted.size() - 1) * static_cast<std::size_t>(percent);
-        const auto below = sorted.begin() + static_cast<std::ptrdiff_t>(place / kPercent);
+        // Of whole numbers, so that a position between two values isn't rounded twice.
+        const std::size_t position = (sorted.size() - 1) * static_cast<std::size_t>(percent);
+        const auto below = sorted.begin() + static_cast<std::ptrdiff_t>(position / kPercent);
         std::nth_element(sorted.begin(), below, sorted.end(), &IsLess);
-        const double rest = static_cast<double>(place % kPercent) / kPercent;
+        const double rest = static_cast<double>(position % kPercent) / kPercent;
         double quantile = *below;
         if (rest > 0) {
             const double above = *std::min_element(below + 1, sorted.end(), &IsLess);

@@ -87,7 +87,7 @@ public:
         Put({hash, position});
         ++size_;
     }
-    /// Removes a position. The positions behind it stay as they are.
+    /// Removes a position. The positions after it stay as they are.
     void Remove(std::uint32_t hash, std::int32_t position) noexcept {
         std::size_t at = hash & Mask();
         while (slots_[at].position != position) {
@@ -108,7 +108,7 @@ public:
         slots_[at] = Slot{};
         --size_;
     }
-    /// Every position behind `position` becomes one less, after a removal from the storage.
+    /// Every position after `position` becomes one less, after a removal from the storage.
     void CloseGap(std::int32_t position) noexcept {
         for (Slot& slot : slots_) {
             if (slot.position > position) {

@@ -127,7 +127,7 @@ LookupEnd FindUnsorted(std::int32_t size, std::int32_t& hint, FindMode mode,
     return MissUnsorted(size, hint, mode);
 }
 
-/// The element at the hint, then those behind it, then those before it.
+/// The element at the hint, then those after it, then those before it.
 template <class Compare>
 LookupEnd FindAround(std::int32_t size, std::int32_t& hint, FindMode mode, const Compare& compare) {
     if (hint != -1 && compare(hint) == 0) {

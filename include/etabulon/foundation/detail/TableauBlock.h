@@ -34,7 +34,7 @@ inline std::uint32_t TableauCapacity(std::uint32_t count, std::uint32_t capacity
     return static_cast<std::uint32_t>(std::max(stepped, needed));
 }
 
-/// The head of a further pool; its slots lie behind it.
+/// The head of a further pool; its slots lie after it.
 struct TableauPool {
     TableauPool* next;
 };

@@ -1,6 +1,9 @@
 #pragma once
 
 #include "etabulon/foundation/EExport.h"
+#include "etabulon/sort/fwd.h"
+#include "etabulon/tree/fwd.h"
+#include "etabulon/values/fwd.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -8,12 +11,7 @@
 #include <utility>
 #include <vector>
 
-namespace etabulon {
-class EDataTreeNode;
-class ETabulonSortDesc;
-class ETabulonTag;
-class ETabulonValue;
-}  // namespace etabulon
+namespace etabulon {}  // namespace etabulon
 
 namespace etabulon::detail {
 
@@ -38,7 +36,7 @@ public:
 
     [[nodiscard]] bool IsEmpty() const noexcept { return word_ == 0; }
     [[nodiscard]] std::size_t Size() const noexcept;
-    /// The children that have a node. The others come behind them, see TreeSiblings.
+    /// The children that have a node. The others come after them, see TreeSiblings.
     [[nodiscard]] std::size_t MadeSize() const noexcept;
     /// In sort order once OrderWaiting has run; before, new children stand at the end. Requires
     /// index < MadeSize().
@@ -54,7 +52,7 @@ public:
     /// the end of its list.
     void PrefetchList() const noexcept;
     void PrefetchListEnd() const noexcept;
-    /// Prefetches the nodes from a little way behind `index`, for a pass over all of them in order.
+    /// Prefetches the nodes from a little way after `index`, for a pass over all of them in order.
     void PrefetchNear(std::size_t index) const noexcept;
 
     /// The child that stands for `value` of Level(); null if there is none.

@@ -12,6 +12,7 @@
 
 namespace etabulon {
 
+/// How a CSV file is read.
 struct ECsvReadOptions {
     /// Empty: the file's name without folder and extension.
     Chaine table;

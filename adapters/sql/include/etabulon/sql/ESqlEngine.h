@@ -50,7 +50,7 @@ public:
     [[nodiscard]] virtual ESqlStep StepWalk(ESqlRow& row) = 0;
     /// Steps of a walk, each decoded into `rows`, until it has no room for more: then the result is
     /// Row, and the statement stands on the last of them. It is Row too if Interrupt comes between
-    /// two steps. At the end, in front of a row behind `rows.lastKey`, and at a failure `rows` has
+    /// two steps. At the end, in front of a row after `rows.lastKey`, and at a failure `rows` has
     /// the rows before it.
     [[nodiscard]] virtual ESqlStep StepBlock(ESqlRowBlock& rows) = 0;
     /// Decodes the row that the statement stands on. False if memory ran out; `row` is then
@@ -95,7 +95,7 @@ public:
     /// The database's name within this process, for locks and versions.
     [[nodiscard]] virtual const std::string& Identity() const = 0;
 
-    // --- several readers of one state
+    // ---------------------------------------------------------------- several readers of one state
     /// Another connection to the same database, which never waits for a lock. Null if the engine
     /// has no such readers, and if it can't be opened.
     [[nodiscard]] virtual std::unique_ptr<ISqlConnection> OpenReader() { return nullptr; }

@@ -16,7 +16,7 @@
 namespace etabulon {
 
 /// The cell of a record that one column of a statement is decoded into. A number has a mark byte
-/// behind it, 1 = missing; texts and bytes are slots.
+/// after it, 1 = missing; texts and bytes are slots.
 /// Example    adapters/sql/src/ESqlStatements.cpp
 struct ESqlCell {
     enum class Kind : std::uint8_t {
@@ -134,7 +134,7 @@ private:
 };
 
 /// Appends a value to a raw key. A raw key is the values of the key columns as the engine has them,
-/// one behind the other, then the row number if one of them is NULL and the table has row numbers.
+/// one after the other, then the row number if one of them is NULL and the table has row numbers.
 /// Equal keys have equal bytes.
 ETABULON_API void AppendKeyValue(std::string& key, const ESqlValue& value);
 /// Removes the first value from `key`; its bytes are borrowed from there.

@@ -52,7 +52,7 @@ public:
         room_ = room_ != 0 ? room_ - 1 : 0;
     }
     /// The current row's key, before its cells. False if the walk ends in front of the row. It
-    /// fails at the lowest key of all, so that no row behind it is read.
+    /// fails at the lowest key of all, so that no row after it is read.
     [[nodiscard]] bool PutIntegerKey(std::int64_t key) noexcept {
         integerKeys[size_] = key;
         if (key == std::numeric_limits<std::int64_t>::min()) {

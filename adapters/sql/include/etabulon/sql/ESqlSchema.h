@@ -42,6 +42,7 @@ enum class ESqlKeyKind : std::uint8_t {
     Columns = 3,  // key columns; positions are numbers from a registry
 };
 
+/// A foreign key of a table, which its cursors follow as a link.
 struct ESqlForeignKey {
     Chaine name;                        // of the constraint, otherwise of its column
     std::vector<unsigned> columns;      // own, by index

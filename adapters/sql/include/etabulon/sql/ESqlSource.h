@@ -30,7 +30,7 @@ enum class ESqlOpenMode : std::uint8_t {
 /// codes differ only by case; headers are the names themselves. Foreign keys become links, and each
 /// rubric is a link target.
 ///
-/// Ownership  outlives the tables, cursors and link lookups made from it. Behind its end their
+/// Ownership  outlives the tables, cursors and link lookups made from it. After its end their
 ///            steps, reads and writes fail with DataConnectionLost and a text that names the
 ///            source; the dictionary stays until the last of them goes.
 /// Threads    OpenTable, the counts and link lookups may be called from any thread; each table has

@@ -2,10 +2,12 @@
 
 #include "etabulon/cursors/EFilter.h"
 #include "etabulon/foundation/EDataTable.h"
+#include "etabulon/foundation/fwd.h"
 #include "etabulon/sql/ESqlError.h"
 #include "etabulon/sql/ESqlMisreads.h"
 #include "etabulon/sql/ESqlSchema.h"
 #include "etabulon/sql/fwd.h"
+#include "etabulon/values/fwd.h"
 
 #include <cstdint>
 #include <memory>
@@ -14,10 +16,6 @@
 #include <vector>
 
 namespace etabulon {
-
-class DRubric;
-class ETabulonValue;
-class EVariant;
 
 /// The part of a table to open.
 /// Example    apps/etabulon/request/CliTables.cpp

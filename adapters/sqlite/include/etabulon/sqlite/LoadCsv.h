@@ -6,6 +6,7 @@
 
 namespace etabulon {
 
+/// How a CSV file is loaded, and where to.
 struct ECsvOptions {
     /// The SQLite file to load into, made if it doesn't exist. Empty: a database in memory, shared
     /// by the connections of this process, which ends with the source and its tables.

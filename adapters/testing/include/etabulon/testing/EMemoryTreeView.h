@@ -18,7 +18,7 @@ public:
     explicit EMemoryTreeView(EMemoryScreen& screen) : screen_(screen) {}
     ~EMemoryTreeView() override;
 
-    // --- for a test to read ---
+    // -------------------------------------------------------------------------- for a test to read
     /// "-all{+FR -DE{*Berlin}}": each item with "-" before it if it is open, "+" if it can be
     /// opened, and "*" if it is selected. The children of closed items are shown too.
     [[nodiscard]] std::string Items() const;
@@ -37,7 +37,7 @@ public:
     [[nodiscard]] int Notified(std::uint32_t number) const;
     [[nodiscard]] bool IsRedrawOn() const noexcept { return isRedrawOn_; }
 
-    // --- a user's actions ---
+    // ---------------------------------------------------------------------------- a user's actions
     bool Click(std::string_view path) { return SelectItem(At(path)); }
     bool Open(std::string_view path) { return Expand(At(path), TreeExpand); }
     bool Fold(std::string_view path) { return Expand(At(path), TreeCollapse); }
@@ -50,7 +50,7 @@ public:
     /// The owner window.
     std::function<void(std::uint32_t number, std::intptr_t wParam)> owner;
 
-    // --- the view ---
+    // ------------------------------------------------------------------------------------ the view
     _TREEITEM* InsertItem(const Chaine& text, int image, int selectedImage, _TREEITEM* parent,
                           _TREEITEM* after) override;
     void SetItem(_TREEITEM* item, const ETreeItemChange& change) override;
