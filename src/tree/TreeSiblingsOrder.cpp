@@ -52,12 +52,15 @@ public:
     [[nodiscard]] std::vector<SortItem> Make(std::size_t from, std::size_t to) {
         std::vector<SortItem> items;
         items.reserve(to - from);
-        for (std::size_t index = from; index < std::min(from + kAhead, to); ++index) {
+        for (std::size_t index = from; index < std::min(from + 2 * kAhead, to); ++index) {
             Prefetch(index);
         }
         for (std::size_t index = from; index < to; ++index) {
+            if (index + 2 * kAhead < to) {
+                Prefetch(index + 2 * kAhead);
+            }
             if (index + kAhead < to) {
-                Prefetch(index + kAhead);
+                PrefetchText(index + kAhead);
             }
             items.push_back(Make(index));
         }
@@ -94,6 +97,12 @@ private:
         PrefetchToRead(node);
         PrefetchToRead(&NodeAccess::Value(*node).Data());
     }
+    /// The text of a child whose node has arrived.
+    void PrefetchText(std::size_t index) const noexcept {
+        if (!IsNumber(index) && !siblings_.IsUnmade(index)) {
+            PrefetchToRead(NodeAccess::Value(*siblings_.At(index)).Data().GetBuffer());
+        }
+    }
     /// A sibling may lack the level, after a change of levels that didn't empty the tree.
     [[nodiscard]] const ETabulonValue& ValueOf(const EDataTreeNode& node) const {
         if (NodeAccess::IsByValue(node) && NodeAccess::Level(node) == siblings_.order_.level) {
@@ -105,7 +114,7 @@ private:
     [[nodiscard]] std::int64_t NumberAt(std::size_t index) const noexcept {
         return siblings_.IsUnmade(index)
                    ? siblings_.unmade_.Number(index - siblings_.MadeSize())
-                   : siblings_.waiting_[index - siblings_.ordered_.size()].number;
+                   : siblings_.waiting_[index - siblings_.ordered_.size()].word;
     }
     void AppendKey(std::size_t index) {
         if (IsNumber(index)) {
@@ -169,14 +178,11 @@ bool TreeSiblings::IsInFront(const SortTexts& texts, const SortItem& a,
     return order != 0 ? order < 0 : a.index > b.index;
 }
 
-bool TreeSiblings::FindOrder(std::vector<std::uint32_t>& order) const {
-    if (ordered_.size() > 1 || !waiting_.empty() || irregular_ != 0 || level_ != order_.level) {
-        return false;
-    }
+void TreeSiblings::FindOrder(std::vector<std::uint32_t>& order, bool isSorted) const {
     order.resize(size_);
     std::iota(order.begin(), order.end(), 0U);
-    if (!order_.isOrdered || size_ == 1) {
-        return true;
+    if (!isSorted || !order_.isOrdered || size_ == 1) {
+        return;
     }
     SortTexts texts(*this);
     std::vector<SortItem> items = texts.Make(0, size_);
@@ -184,7 +190,6 @@ bool TreeSiblings::FindOrder(std::vector<std::uint32_t>& order) const {
               [&texts](const SortItem& a, const SortItem& b) { return IsInFront(texts, a, b); });
     std::transform(items.begin(), items.end(), order.begin(),
                    [](const SortItem& item) { return static_cast<std::uint32_t>(item.index); });
-    return true;
 }
 
 void TreeSiblings::OrderWaiting() {
@@ -201,6 +206,7 @@ void TreeSiblings::OrderWaiting() {
                                               : std::max<std::size_t>(size_, ordered_.size() * 2));
     }
     if (!order_.isOrdered || size_ == 1) {
+        isByArrival_ = true;
         for (const NewChild& newChild : waiting_) {
             ordered_.push_back(newChild.node);
         }
@@ -217,6 +223,7 @@ void TreeSiblings::OrderWaiting() {
 }
 
 void TreeSiblings::OrderByScan() {
+    isByArrival_ = true;
     SortTexts texts(*this);
     std::vector<SortItem> items = texts.Make(0, size_);
     for (std::size_t waiting = ordered_.size(); waiting < items.size(); ++waiting) {
@@ -238,9 +245,16 @@ void TreeSiblings::OrderBySort() {
     std::sort(waiting.begin(), waiting.end(),
               [&texts](const SortItem& a, const SortItem& b) { return IsInFront(texts, a, b); });
 
+    isByArrival_ =
+        isByArrival_ || std::adjacent_find(waiting.begin(), waiting.end(),
+                                           [&texts](const SortItem& a, const SortItem& b) {
+                                               return texts.Compare(a, b) == 0;
+                                           }) != waiting.end();
+
     // Each goes in front of the first sibling that isn't below it.
     std::size_t end = before;
     if (waiting.size() * kBisectShare < before) {
+        isByArrival_ = true;
         for (auto item = waiting.rbegin(); item != waiting.rend(); ++item) {
             std::size_t begin = 0;
             while (begin < end) {
@@ -256,7 +270,12 @@ void TreeSiblings::OrderBySort() {
     } else {
         const std::vector<SortItem> siblings = texts.Make(0, before);
         for (auto item = waiting.rbegin(); item != waiting.rend(); ++item) {
-            while (end > 0 && texts.Compare(siblings[end - 1], *item) >= 0) {
+            while (end > 0) {
+                const int order = texts.Compare(siblings[end - 1], *item);
+                isByArrival_ = isByArrival_ || order == 0;
+                if (order < 0) {
+                    break;
+                }
                 --end;
             }
             item->index = end;
