@@ -149,6 +149,9 @@ private:
     void PrepareFor(const ETabulonSortDesc& sort);
     [[nodiscard]] static bool IsInFront(const SortTexts& texts, const SortItem& a,
                                         const SortItem& b) noexcept;
+    [[nodiscard]] std::vector<SortItem> Sort(SortTexts& texts, std::size_t from) const;
+    [[nodiscard]] std::vector<std::uint32_t> FindTargets(SortTexts& texts,
+                                                         const std::vector<SortItem>& waiting);
     void OrderByScan();
     void OrderBySort();
     [[nodiscard]] bool Is(std::size_t index, const ETabulonValue& value) const;
