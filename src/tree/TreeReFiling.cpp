@@ -5,7 +5,9 @@
 namespace etabulon::detail {
 
 TreeReFiling::TreeReFiling(const EDataTreeNode& from, EDataTreeNode& to)
-    : old_(from), new_(to), filing_(to) {}
+    : old_(from), new_(to), filing_(to) {
+    filing_.Leaves().UseSlabs(slabs_);
+}
 
 bool TreeReFiling::Run() {
     // A root that was a leaf once may have children: it is one record.

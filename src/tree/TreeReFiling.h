@@ -2,6 +2,7 @@
 
 #include "tree/NodeAccess.h"
 #include "tree/TreeFiling.h"
+#include "tree/TreeNodeSlabs.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -52,6 +53,7 @@ private:
 
     const EDataTreeNode& old_;
     EDataTreeNode& new_;
+    TreeNodeSlabs slabs_;
     TreeFiling filing_;
     std::vector<unsigned> levels_;        // of the old tree
     std::vector<std::size_t> oldDepths_;  // by depth in the new tree
