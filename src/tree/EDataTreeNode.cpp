@@ -3,6 +3,7 @@
 #include "etabulon/foundation/ERef.h"
 #include "etabulon/foundation/detail/ENeverDestroyed.h"
 #include "etabulon/tree/EDataTree.h"
+#include "tree/NodeAccess.h"
 #include "tree/NodeExtra.h"
 #include "tree/TreeKey.h"
 
@@ -323,7 +324,9 @@ EDataTreeNode* EDataTreeNode::TakeChild(ERef<EDataTreeNode> child) {
 
 /// AllocChild isn't overridden.
 bool EDataTreeNode::MakesPlainNodes() const noexcept {
-    return typeid(*this) == typeid(EDataTreeNode) || typeid(*this) == typeid(EDataTreeNodeRoot);
+    const std::type_info& type = typeid(*this);
+    return type == typeid(EDataTreeNode) || type == typeid(EDataTreeNodeRoot) ||
+           type == typeid(detail::NodeAccess::NodeInSlab);
 }
 
 void EDataTreeNode::IncLeafCount(std::int32_t delta) noexcept {

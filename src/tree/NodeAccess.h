@@ -5,6 +5,7 @@
 #include "etabulon/tree/EDataTreeNode.h"
 #include "tree/NodeExtra.h"
 #include "tree/TreeKey.h"
+#include "tree/TreeNodeSlabs.h"
 
 #include <cstddef>
 
@@ -14,6 +15,21 @@ namespace etabulon::detail {
 /// A node calls none of them: it tells a running walk what concerns it through TreeWalk.
 struct NodeAccess {
     using Node = EDataTreeNode;
+
+    /// A node that differs in where its memory comes from.
+    class NodeInSlab final : public Node {
+    public:
+        NodeInSlab(Node* parent, unsigned level, const ETabulonValue& value, bool isLeaf)
+            : Node(parent, level, value, isLeaf) {}
+
+        static void* operator new(std::size_t size, TreeNodeSlabs& slabs) {
+            return slabs.Take(size);
+        }
+        static void operator delete(void* place, TreeNodeSlabs&) noexcept {
+            TreeNodeSlabs::GiveBack(place);
+        }
+        static void operator delete(void* place) noexcept { TreeNodeSlabs::GiveBack(place); }
+    };
 
     // What a node is.
     [[nodiscard]] static bool IsByValue(const Node& node) noexcept { return node.byValue_; }
@@ -87,6 +103,12 @@ struct NodeAccess {
     [[nodiscard]] static ERef<Node> MakeChild(Node& parent, unsigned level,
                                               const ETabulonValue& value, bool isLeaf) {
         return ERef<Node>::Adopt(new Node(&parent, level, value, isLeaf));
+    }
+    /// The same, in memory that the nodes share.
+    [[nodiscard]] static ERef<Node> MakeChild(Node& parent, unsigned level,
+                                              const ETabulonValue& value, bool isLeaf,
+                                              TreeNodeSlabs& slabs) {
+        return ERef<Node>::Adopt(new (slabs) NodeInSlab(&parent, level, value, isLeaf));
     }
     static Node* TakeChild(Node& parent, ERef<Node> child) {
         return parent.TakeChild(std::move(child));

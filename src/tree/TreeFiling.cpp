@@ -307,7 +307,7 @@ EDataTreeNode* TreeFiling::Step(EDataTreeNode& parent, std::size_t depth,
     EDataTreeNode* child = children.FindByValue(value);
     if (child == nullptr && mayMake) {
         const bool isLeaf = depth + 1 == path_.size();
-        child = marks_.Take(parent, NodeAccess::MakeChild(parent, level, value, isLeaf));
+        child = leaves_.MakeNode(parent, level, value, isLeaf);
     }
     if (child != nullptr) {
         marks_.Meet(*child);

@@ -52,10 +52,16 @@ TreeLeafFiling::Result TreeLeafFiling::Found(EDataTreeNode& node, const ETabulon
     return {{&node}, wasMet, NodeAccess::Value(node).IsIdenticalTo(value)};
 }
 
+EDataTreeNode* TreeLeafFiling::MakeNode(EDataTreeNode& parent, unsigned level,
+                                        const ETabulonValue& value, bool isLeaf) {
+    return marks_.Take(parent, slabs_ != nullptr
+                                   ? NodeAccess::MakeChild(parent, level, value, isLeaf, *slabs_)
+                                   : NodeAccess::MakeChild(parent, level, value, isLeaf));
+}
+
 TreeLeafFiling::Result TreeLeafFiling::Make(EDataTreeNode& parent, unsigned level,
                                             const ETabulonValue& value, TreeKeyWord key) {
-    EDataTreeNode* const node =
-        marks_.Take(parent, NodeAccess::MakeChild(parent, level, value, /*isLeaf=*/true));
+    EDataTreeNode* const node = MakeNode(parent, level, value, /*isLeaf=*/true);
     if (key.form != TreeKeyForm::Whole) {
         NodeAccess::SetKeyWord(*node, key);
     }

@@ -28,6 +28,11 @@ public:
 
     /// From here on File makes the node of each leaf that it adds or finds.
     void MakeNodes() noexcept { makesNodes_ = true; }
+    /// From here on File takes the memory of new nodes from there.
+    void UseSlabs(TreeNodeSlabs& slabs) noexcept { slabs_ = &slabs; }
+    /// A new child of `parent`, sorted in later.
+    [[nodiscard]] EDataTreeNode* MakeNode(EDataTreeNode& parent, unsigned level,
+                                          const ETabulonValue& value, bool isLeaf);
 
     struct Result {
         TreeLeaf leaf;             // no node: it can't be found by value
@@ -52,6 +57,7 @@ private:
 
     const ETabulonSortDesc& sort_;
     TreeRefreshMarks& marks_;
+    TreeNodeSlabs* slabs_ = nullptr;
     bool makesNodes_ = false;
 };
 

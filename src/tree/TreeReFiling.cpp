@@ -5,15 +5,53 @@
 namespace etabulon::detail {
 
 TreeReFiling::TreeReFiling(const EDataTreeNode& from, EDataTreeNode& to)
-    : old_(from), new_(to), filing_(to) {}
+    : old_(from), new_(to), filing_(to) {
+    filing_.Leaves().UseSlabs(slabs_);
+}
 
 bool TreeReFiling::Run() {
     // A root that was a leaf once may have children: it is one record.
-    if (old_.IsTreeLeaf() || !FindDepths() || !FileBelow(old_, 0)) {
+    if (old_.IsTreeLeaf() || !FindDepths()) {
+        return false;
+    }
+    // Of the new lists only those of the old leaf level can depend on the order of the leaves below
+    // one old parent. Few do, so that these leaves needn't be sorted first.
+    sortsLeaves_ = oldDepths_.back() + 1 == levels_.size();
+    if (!FileAll()) {
+        return false;
+    }
+    if (!sortsLeaves_ && IsByArrival(new_, 0)) {
+        sortsLeaves_ = true;
+        new_.Reset();
+        std::fill(path_.begin(), path_.end(), Step());
+        return FileAll();
+    }
+    return true;
+}
+
+bool TreeReFiling::FileAll() {
+    if (!FileBelow(old_, 0)) {
         return false;
     }
     filing_.Flush();
     return true;
+}
+
+/// Sorts the new children down to those of the old leaf level. True where the order of the latter
+/// depends on that in which they came.
+bool TreeReFiling::IsByArrival(const EDataTreeNode& node, std::size_t depth) {
+    TreeChildren& children = NodeAccess::Children(node);
+    children.OrderWaiting();
+    if (oldDepths_[depth] + 1 == levels_.size()) {
+        return children.Siblings() != nullptr && children.Siblings()->IsByArrival();
+    }
+    for (std::size_t index = 0; index < children.Size(); ++index) {
+        children.PrefetchNear(index);
+        if (IsByArrival(*children.At(index), depth + 1)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 /// The levels that the new tree shows are those of the first path of the old one.
@@ -68,16 +106,28 @@ bool TreeReFiling::FileBelow(const EDataTreeNode& node, std::size_t depth) {
 bool TreeReFiling::FileLeaves(const EDataTreeNode& node) {
     TreeChildren& children = NodeAccess::Children(node);
     const TreeSiblings* const siblings = children.Siblings();
-    if (siblings != nullptr && siblings->HasWaiting() && siblings->FindOrder(order_)) {
-        return std::all_of(order_.begin(), order_.end(), [&](std::uint32_t index) {
-            return siblings->IsUnmade(index) ? FileUnmade(*siblings, index)
-                                             : FileNode(*siblings->At(index));
-        });
+    if (siblings != nullptr && siblings->HasWaiting() && siblings->CanFindOrder()) {
+        siblings->FindOrder(order_, sortsLeaves_);
+        return FileInOrder(*siblings);
     }
     children.OrderWaiting();
     for (std::size_t index = 0; index < children.Size(); ++index) {
         children.PrefetchNear(index);
         if (!FileNode(*children.At(index))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool TreeReFiling::FileInOrder(const TreeSiblings& siblings) {
+    for (std::size_t at = 0; at < order_.size(); ++at) {
+        if (!sortsLeaves_) {
+            siblings.Unmade().PrefetchTextsNear(at);  // the sort has read them otherwise
+        }
+        const std::uint32_t index = order_[at];
+        if (siblings.IsUnmade(index) ? !FileUnmade(siblings, index)
+                                     : !FileNode(*siblings.At(index))) {
             return false;
         }
     }

@@ -2,6 +2,7 @@
 
 #include "tree/NodeAccess.h"
 #include "tree/TreeFiling.h"
+#include "tree/TreeNodeSlabs.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -36,9 +37,12 @@ private:
         EDataTreeNode* node = nullptr;
     };
     [[nodiscard]] bool FindDepths();
+    [[nodiscard]] bool FileAll();
+    [[nodiscard]] bool IsByArrival(const EDataTreeNode& node, std::size_t depth);
     [[nodiscard]] bool FileBelow(const EDataTreeNode& node, std::size_t depth);
     [[nodiscard]] bool CopyLeaves(const EDataTreeNode& node);
     [[nodiscard]] bool FileLeaves(const EDataTreeNode& node);
+    [[nodiscard]] bool FileInOrder(const TreeSiblings& siblings);
     [[nodiscard]] bool FileUnmade(const TreeSiblings& siblings, std::size_t index);
     [[nodiscard]] bool FileNode(const EDataTreeNode& leaf);
     [[nodiscard]] TreeLeafFiling::Result FileLeaf(TreeKeyWord key);
@@ -49,12 +53,14 @@ private:
 
     const EDataTreeNode& old_;
     EDataTreeNode& new_;
+    TreeNodeSlabs slabs_;
     TreeFiling filing_;
     std::vector<unsigned> levels_;        // of the old tree
     std::vector<std::size_t> oldDepths_;  // by depth in the new tree
     std::vector<Source> at_;              // the old path
     std::vector<Step> path_;              // the new one, without the leaf
     std::uint64_t sources_ = 0;
+    bool sortsLeaves_ = true;           // leaves below one old node are filed in their order
     ETabulonValue leafValue_;           // of an old leaf without a node
     std::vector<std::uint32_t> order_;  // of the leaves below one old node
 };

@@ -141,7 +141,7 @@ void TreeSiblings::IndexAll() {
         if (indexed_ + 2 * kAhead < size_) {
             PrefetchChild(indexed_ + 2 * kAhead);
         }
-        if (indexed_ + kAhead < MadeSize()) {
+        if (indexed_ + kAhead < MadeSize() && !HasHash(indexed_ + kAhead)) {
             PrefetchToRead(NodeAccess::Value(*At(indexed_ + kAhead)).Data().GetBuffer());
         }
         Index(indexed_);
@@ -149,22 +149,30 @@ void TreeSiblings::IndexAll() {
     }
 }
 
-/// Prefetches the text of a leaf, or else the node.
+/// Prefetches what HashOf reads: the text of a leaf, or else the node.
 void TreeSiblings::PrefetchChild(std::size_t index) const noexcept {
     if (IsUnmade(index)) {
         unmade_.PrefetchText(index - MadeSize());
-    } else {
+    } else if (!HasHash(index)) {
         PrefetchToRead(&NodeAccess::Value(*At(index)));
     }
 }
 
+/// A new child's hash is at hand, so that a growing index reads neither its node nor its text.
+std::uint32_t TreeSiblings::HashOf(std::size_t index) const {
+    if (IsUnmade(index)) {
+        return unmade_.Hash(index - MadeSize());
+    }
+    return HasHash(index) ? static_cast<std::uint32_t>(waiting_[index - ordered_.size()].word)
+                          : NodeAccess::Value(*At(index)).Hash();
+}
+
 void TreeSiblings::Index(std::uint32_t index) {
-    const bool isUnmade = IsUnmade(index);
-    if (!isUnmade && !NodeAccess::IsByValue(*At(index)) && size_ > kFewChildren) {
+    if (irregular_ != 0 && !IsUnmade(index) && !NodeAccess::IsByValue(*At(index)) &&
+        size_ > kFewChildren) {
         return;
     }
-    const std::uint32_t hash =
-        isUnmade ? unmade_.Hash(index - MadeSize()) : NodeAccess::Value(*At(index)).Hash();
+    const std::uint32_t hash = HashOf(index);
     if (size_ <= kFewChildren) {
         fingerprints_[index] = FingerprintOf(hash);
         return;
@@ -201,11 +209,8 @@ void TreeSiblings::Add(EDataTreeNode* child) {
     PrepareFor(NodeAccess::SortDesc(owner_));
     MakeAll();
     MakeRoom();
-    waiting_.push_back({child, 0});
     Note(*child);
-    if (areNumbers_) {
-        static_cast<void>(ReadWholeNumber(NodeAccess::Value(*child), waiting_.back().number));
-    }
+    waiting_.push_back({child, WordOf(NodeAccess::Value(*child))});
 }
 
 std::uint32_t TreeSiblings::AddUnmade(const ETabulonSortDesc& sort, unsigned level,
@@ -287,8 +292,7 @@ void TreeSiblings::MakeAll() {
                 NodeAccess::MakeChild(owner_, level_, value, /*isLeaf=*/true).Detach();
             NodeAccess::SetKeyWord(*node, unmade_.Key(index));
             NodeAccess::SetDirty(*node, unmade_.IsDirty(index));
-            waiting_.push_back({node, 0});
-            static_cast<void>(ReadWholeNumber(value, waiting_.back().number));
+            waiting_.push_back({node, WordOf(value)});
         }
     } catch (...) {
         for (; waiting_.size() > before; waiting_.pop_back()) {
@@ -297,6 +301,12 @@ void TreeSiblings::MakeAll() {
         throw;
     }
     unmade_.Clear();
+}
+
+/// What NewChild keeps of a child's value.
+std::int64_t TreeSiblings::WordOf(const ETabulonValue& value) const noexcept {
+    std::int64_t number = 0;
+    return areNumbers_ && ReadWholeNumber(value, number) ? number : value.Hash();
 }
 
 void TreeSiblings::Note(const EDataTreeNode& child) noexcept {
@@ -313,7 +323,12 @@ void TreeSiblings::Note(const EDataTreeNode& child) noexcept {
 
 /// Counts a child that has been added.
 void TreeSiblings::Count(bool isNumber, std::int64_t number) noexcept {
-    areNumbers_ = areNumbers_ && isNumber;
+    if (areNumbers_ && !isNumber) {
+        areNumbers_ = false;
+        for (NewChild& newChild : waiting_) {
+            newChild.word = WordOf(NodeAccess::Value(*newChild.node));
+        }
+    }
     largest_ = size_ == 0 ? number : std::max(largest_, number);
     if (++size_ == kFewChildren + 1) {
         indexed_ = 0;

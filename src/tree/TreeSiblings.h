@@ -79,9 +79,17 @@ public:
     void MakeAll();
     /// Makes the nodes that are missing, and sorts the new children in.
     void OrderWaiting();
+    /// FindOrder needs no further nodes.
+    [[nodiscard]] bool CanFindOrder() const noexcept {
+        return ordered_.size() <= 1 && waiting_.empty() && irregular_ == 0 &&
+               level_ == order_.level;
+    }
     /// Finds the order that OrderWaiting would put the children in, by their indexes, without
-    /// making nodes. False where that takes their nodes.
-    [[nodiscard]] bool FindOrder(std::vector<std::uint32_t>& order) const;
+    /// making nodes; or, unless `isSorted`, the order in which they came. Requires CanFindOrder.
+    void FindOrder(std::vector<std::uint32_t>& order, bool isSorted) const;
+    /// The order may depend on that in which the children came: two of them compared as equal, or
+    /// it wasn't found out. Requires that none waits.
+    [[nodiscard]] bool IsByArrival() const noexcept { return isByArrival_; }
     /// Takes the dirty children out: their nodes, with their references, and those without a node.
     [[nodiscard]] std::vector<EDataTreeNode*> TakeDirty();
 
@@ -125,17 +133,25 @@ private:
 
     struct NewChild {
         EDataTreeNode* node;
-        std::int64_t number;  // its value, where all are whole numbers
+        std::int64_t word;  // its value, where all are whole numbers, or else the value's hash
     };
     struct SortItem;
     class SortTexts;
 
+    [[nodiscard]] std::int64_t WordOf(const ETabulonValue& value) const noexcept;
+    [[nodiscard]] bool HasHash(std::size_t index) const noexcept {
+        return !areNumbers_ && index >= ordered_.size() && !IsUnmade(index);
+    }
+    [[nodiscard]] std::uint32_t HashOf(std::size_t index) const;
     void Note(const EDataTreeNode& child) noexcept;
     void Count(bool isNumber, std::int64_t number) noexcept;
     void PrepareFor(const TreeOrder& order);
     void PrepareFor(const ETabulonSortDesc& sort);
     [[nodiscard]] static bool IsInFront(const SortTexts& texts, const SortItem& a,
                                         const SortItem& b) noexcept;
+    [[nodiscard]] std::vector<SortItem> Sort(SortTexts& texts, std::size_t from) const;
+    [[nodiscard]] std::vector<std::uint32_t> FindTargets(SortTexts& texts,
+                                                         const std::vector<SortItem>& waiting);
     void OrderByScan();
     void OrderBySort();
     [[nodiscard]] bool Is(std::size_t index, const ETabulonValue& value) const;
@@ -166,6 +182,7 @@ private:
 
     TreeOrder order_;       // by which the newest came
     bool isMixed_ = false;  // some were sorted in by another order, and needn't be in this one
+    bool isByArrival_ = false;
 
     std::vector<EDataTreeNode*> ordered_;
     std::array<std::uint16_t, kFewChildren> fingerprints_;  // by index, while the children are few

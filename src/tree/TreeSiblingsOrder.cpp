@@ -23,13 +23,11 @@ constexpr std::size_t kAhead = 8;
 
 }  // namespace
 
-/// A child with its comparison text in an arena.
+/// A child with the number of its comparison text. Sorting moves these, so that they are small.
 struct TreeSiblings::SortItem {
-    std::uint64_t prefix;  // the first eight bytes, so that most comparisons end here
-    std::size_t begin;
-    std::size_t length;
-    std::size_t index;  // where it stands, and later where it goes
-    EDataTreeNode* node;
+    std::uint64_t prefix;  // the text's first eight bytes, so that most comparisons end here
+    std::uint32_t text;
+    std::uint32_t index;  // where the child stands
 };
 
 /// Comparison texts of siblings, compared by the order that held when the newest came.
@@ -40,24 +38,34 @@ public:
     [[nodiscard]] SortItem Make(std::size_t index) {
         const std::size_t begin = arena_.size();
         AppendKey(index);
-        SortItem item{0, begin, arena_.size() - begin, index,
-                      siblings_.IsUnmade(index) ? nullptr : siblings_.At(index)};
+        SortItem item{0, static_cast<std::uint32_t>(ends_.size()),
+                      static_cast<std::uint32_t>(index)};
+        ends_.push_back(arena_.size());
         char first[8] = {};
-        std::memcpy(first, arena_.data() + begin, std::min(item.length, sizeof first));
+        std::memcpy(first, arena_.data() + begin, std::min(arena_.size() - begin, sizeof first));
         for (const char byte : first) {
             item.prefix = (item.prefix << 8) | static_cast<unsigned char>(byte);
         }
         return item;
     }
+    /// Forgets the text that was made last.
+    void ForgetLast() {
+        ends_.pop_back();
+        arena_.resize(ends_.empty() ? 0 : ends_.back());
+    }
     [[nodiscard]] std::vector<SortItem> Make(std::size_t from, std::size_t to) {
         std::vector<SortItem> items;
         items.reserve(to - from);
-        for (std::size_t index = from; index < std::min(from + kAhead, to); ++index) {
+        ends_.reserve(ends_.size() + to - from);
+        for (std::size_t index = from; index < std::min(from + 2 * kAhead, to); ++index) {
             Prefetch(index);
         }
         for (std::size_t index = from; index < to; ++index) {
+            if (index + 2 * kAhead < to) {
+                Prefetch(index + 2 * kAhead);
+            }
             if (index + kAhead < to) {
-                Prefetch(index + kAhead);
+                PrefetchText(index + kAhead);
             }
             items.push_back(Make(index));
         }
@@ -68,16 +76,16 @@ public:
         if (a.prefix != b.prefix) {
             order = a.prefix < b.prefix ? -1 : 1;
         } else {
-            const std::size_t shorter = std::min(a.length, b.length);
-            order = std::memcmp(arena_.data() + a.begin, arena_.data() + b.begin, shorter);
-            if (order == 0 && a.length != b.length) {
-                order = a.length < b.length ? -1 : 1;
-            }
+            order = TextOf(a).compare(TextOf(b));
         }
         return siblings_.order_.isReverse ? -order : order;
     }
 
 private:
+    [[nodiscard]] std::string_view TextOf(const SortItem& item) const noexcept {
+        const std::size_t begin = item.text == 0 ? 0 : ends_[item.text - 1];
+        return {arena_.data() + begin, ends_[item.text] - begin};
+    }
     [[nodiscard]] bool IsNumber(std::size_t index) const noexcept {
         return siblings_.areNumbers_ && index >= siblings_.ordered_.size() &&
                siblings_.level_ == siblings_.order_.level;
@@ -94,6 +102,12 @@ private:
         PrefetchToRead(node);
         PrefetchToRead(&NodeAccess::Value(*node).Data());
     }
+    /// The text of a child whose node has arrived.
+    void PrefetchText(std::size_t index) const noexcept {
+        if (!IsNumber(index) && !siblings_.IsUnmade(index)) {
+            PrefetchToRead(NodeAccess::Value(*siblings_.At(index)).Data().GetBuffer());
+        }
+    }
     /// A sibling may lack the level, after a change of levels that didn't empty the tree.
     [[nodiscard]] const ETabulonValue& ValueOf(const EDataTreeNode& node) const {
         if (NodeAccess::IsByValue(node) && NodeAccess::Level(node) == siblings_.order_.level) {
@@ -105,7 +119,7 @@ private:
     [[nodiscard]] std::int64_t NumberAt(std::size_t index) const noexcept {
         return siblings_.IsUnmade(index)
                    ? siblings_.unmade_.Number(index - siblings_.MadeSize())
-                   : siblings_.waiting_[index - siblings_.ordered_.size()].number;
+                   : siblings_.waiting_[index - siblings_.ordered_.size()].word;
     }
     void AppendKey(std::size_t index) {
         if (IsNumber(index)) {
@@ -158,7 +172,8 @@ private:
 
     const TreeSiblings& siblings_;
     std::string arena_;
-    ETabulonValue unmade_;  // of the leaf without a node that was read last
+    std::vector<std::size_t> ends_;  // of the texts in the arena
+    ETabulonValue unmade_;           // of the leaf without a node that was read last
 };
 
 // Deliberate: of equals the newest stands first, as if each had been filed by a scan that stops at
@@ -169,22 +184,24 @@ bool TreeSiblings::IsInFront(const SortTexts& texts, const SortItem& a,
     return order != 0 ? order < 0 : a.index > b.index;
 }
 
-bool TreeSiblings::FindOrder(std::vector<std::uint32_t>& order) const {
-    if (ordered_.size() > 1 || !waiting_.empty() || irregular_ != 0 || level_ != order_.level) {
-        return false;
-    }
-    order.resize(size_);
-    std::iota(order.begin(), order.end(), 0U);
-    if (!order_.isOrdered || size_ == 1) {
-        return true;
-    }
-    SortTexts texts(*this);
-    std::vector<SortItem> items = texts.Make(0, size_);
+/// The children from that index on, sorted.
+std::vector<TreeSiblings::SortItem> TreeSiblings::Sort(SortTexts& texts, std::size_t from) const {
+    std::vector<SortItem> items = texts.Make(from, size_);
     std::sort(items.begin(), items.end(),
               [&texts](const SortItem& a, const SortItem& b) { return IsInFront(texts, a, b); });
+    return items;
+}
+
+void TreeSiblings::FindOrder(std::vector<std::uint32_t>& order, bool isSorted) const {
+    order.resize(size_);
+    std::iota(order.begin(), order.end(), 0U);
+    if (!isSorted || !order_.isOrdered || size_ == 1) {
+        return;
+    }
+    SortTexts texts(*this);
+    const std::vector<SortItem> items = Sort(texts, 0);
     std::transform(items.begin(), items.end(), order.begin(),
-                   [](const SortItem& item) { return static_cast<std::uint32_t>(item.index); });
-    return true;
+                   [](const SortItem& item) { return item.index; });
 }
 
 void TreeSiblings::OrderWaiting() {
@@ -201,6 +218,7 @@ void TreeSiblings::OrderWaiting() {
                                               : std::max<std::size_t>(size_, ordered_.size() * 2));
     }
     if (!order_.isOrdered || size_ == 1) {
+        isByArrival_ = true;
         for (const NewChild& newChild : waiting_) {
             ordered_.push_back(newChild.node);
         }
@@ -217,6 +235,7 @@ void TreeSiblings::OrderWaiting() {
 }
 
 void TreeSiblings::OrderByScan() {
+    isByArrival_ = true;
     SortTexts texts(*this);
     std::vector<SortItem> items = texts.Make(0, size_);
     for (std::size_t waiting = ordered_.size(); waiting < items.size(); ++waiting) {
@@ -226,55 +245,66 @@ void TreeSiblings::OrderByScan() {
         });
         std::rotate(target, newChild, newChild + 1);
     }
-    ordered_.resize(size_);
-    std::transform(items.begin(), items.end(), ordered_.begin(),
-                   [](const SortItem& item) { return item.node; });
+    std::vector<EDataTreeNode*> nodes(size_);
+    std::transform(items.begin(), items.end(), nodes.begin(),
+                   [this](const SortItem& item) { return At(item.index); });
+    ordered_.assign(nodes.begin(), nodes.end());
 }
 
 void TreeSiblings::OrderBySort() {
-    const std::size_t before = ordered_.size();
     SortTexts texts(*this);
-    std::vector<SortItem> waiting = texts.Make(before, size_);
-    std::sort(waiting.begin(), waiting.end(),
-              [&texts](const SortItem& a, const SortItem& b) { return IsInFront(texts, a, b); });
+    const std::vector<SortItem> waiting = Sort(texts, ordered_.size());
+    const std::vector<std::uint32_t> targets = FindTargets(texts, waiting);
+    std::size_t from = ordered_.size();
+    std::size_t to = size_;
+    ordered_.resize(size_);
+    for (std::size_t at = waiting.size(); at-- > 0;) {
+        const auto begin = ordered_.begin();
+        std::move_backward(begin + static_cast<std::ptrdiff_t>(targets[at]),
+                           begin + static_cast<std::ptrdiff_t>(from),
+                           begin + static_cast<std::ptrdiff_t>(to));
+        to -= from - targets[at];
+        from = targets[at];
+        ordered_[--to] = waiting_[waiting[at].index - (size_ - waiting.size())].node;
+    }
+}
 
-    // Each goes in front of the first sibling that isn't below it.
-    std::size_t end = before;
-    if (waiting.size() * kBisectShare < before) {
-        for (auto item = waiting.rbegin(); item != waiting.rend(); ++item) {
+/// Each of the new children goes in front of the first sibling that isn't below it.
+std::vector<std::uint32_t> TreeSiblings::FindTargets(SortTexts& texts,
+                                                     const std::vector<SortItem>& waiting) {
+    std::vector<std::uint32_t> targets(waiting.size());
+    std::size_t end = ordered_.size();
+    if (waiting.size() * kBisectShare < ordered_.size()) {
+        isByArrival_ = true;
+        for (std::size_t at = waiting.size(); at-- > 0;) {
             std::size_t begin = 0;
             while (begin < end) {
                 const std::size_t middle = begin + (end - begin) / 2;
-                if (texts.Compare(texts.Make(middle), *item) < 0) {
+                if (texts.Compare(texts.Make(middle), waiting[at]) < 0) {
                     begin = middle + 1;
                 } else {
                     end = middle;
                 }
+                texts.ForgetLast();
             }
-            item->index = end;
+            targets[at] = static_cast<std::uint32_t>(end);
         }
-    } else {
-        const std::vector<SortItem> siblings = texts.Make(0, before);
-        for (auto item = waiting.rbegin(); item != waiting.rend(); ++item) {
-            while (end > 0 && texts.Compare(siblings[end - 1], *item) >= 0) {
-                --end;
+        return targets;
+    }
+    const std::vector<SortItem> siblings = texts.Make(0, ordered_.size());
+    for (std::size_t at = waiting.size(); at-- > 0;) {
+        int order = at + 1 < waiting.size() ? texts.Compare(waiting[at], waiting[at + 1]) : -1;
+        for (; end > 0; --end) {
+            const int toSibling = texts.Compare(siblings[end - 1], waiting[at]);
+            order = toSibling == 0 ? 0 : order;
+            if (toSibling < 0) {
+                break;
             }
-            item->index = end;
         }
+        isByArrival_ = isByArrival_ || order == 0;
+        targets[at] = static_cast<std::uint32_t>(end);
     }
-
-    ordered_.resize(size_);
-    std::size_t from = before;
-    std::size_t to = size_;
-    for (auto item = waiting.rbegin(); item != waiting.rend(); ++item) {
-        const auto begin = ordered_.begin();
-        std::move_backward(begin + static_cast<std::ptrdiff_t>(item->index),
-                           begin + static_cast<std::ptrdiff_t>(from),
-                           begin + static_cast<std::ptrdiff_t>(to));
-        to -= from - item->index;
-        from = item->index;
-        ordered_[--to] = item->node;
-    }
+    return targets;
 }
 
 }  // namespace etabulon::detail

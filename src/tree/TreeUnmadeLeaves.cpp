@@ -83,12 +83,19 @@ EVariant TreeUnmadeLeaves::NumberData(std::uint16_t type, const TreeLeafWords& l
 }
 
 void TreeUnmadeLeaves::Clear() noexcept {
-    for (const TreeLeafWords& leaf : leaves_) {
-        if (isText_) {
-            Chaine::Release(BodyOf(leaf));
-        }
+    for (std::size_t index = 0; isText_ && index < leaves_.size(); ++index) {
+        PrefetchTextsNear(index);
+        Chaine::Release(BodyOf(leaves_[index]));
     }
     std::vector<TreeLeafWords>().swap(leaves_);
+}
+
+void TreeUnmadeLeaves::PrefetchTextsNear(std::size_t index) const noexcept {
+    constexpr std::size_t kAhead = 16;
+    const std::size_t end = std::min(leaves_.size(), index + kAhead + 1);
+    for (std::size_t near = index == 0 ? 0 : index + kAhead; near < end; ++near) {
+        PrefetchText(near);
+    }
 }
 
 EVariant TreeUnmadeLeaves::DataOf(std::size_t index) const {

@@ -114,6 +114,8 @@ public:
             PrefetchToWrite(BodyOf(leaves_[index]));
         }
     }
+    /// Prefetches the texts from a little way behind `index`, for a pass over all of them.
+    void PrefetchTextsNear(std::size_t index) const noexcept;
     void PrefetchEnd() const noexcept { PrefetchToWrite(leaves_.data() + leaves_.size()); }
 
 private:

@@ -4,6 +4,7 @@
 #include "support/CompareSources.h"
 
 #include <random>
+#include <tuple>
 #include <vector>
 
 namespace etabulon::test {
@@ -158,6 +159,28 @@ INSTANTIATE_TEST_SUITE_P(
                     Coming{"KnownNumbers", {0, 2}, 300, false, {"Rom"}},
                     Coming{"Texts", {2, 0, 1}, 200, false, {"Rom", "rom", "Pisa", "a", "b", ""}}),
     [](const auto& given) { return std::string(given.param.name); });
+
+/// Nodes that a reader has made stand in their order already, and are filed in it.
+TEST(LeavesWithoutNodesThatCompareAsEqual, MoveUpInTheSameOrderAsNodes) {
+    constexpr const char* kCities[] = {"\xC3\xA9", "\xC3\x89",
+                                       "Rom"};  // a small letter, its capital
+    for (const unsigned to : {0U, 1U}) {
+        std::string seen[2];
+        for (const bool isRead : {false, true}) {
+            Sales sales;
+            sales.Refill(9, [&](int row) { return std::tuple("fr", kCities[row % 3], row / 5); });
+            EDataTree tree(&sales.cursor, "root", nullptr);
+            tree.SetSortLevels(InOrder({2, 0, 1}));
+            tree.Fill();
+            if (isRead) {
+                static_cast<void>(Dump(*tree.Root()));
+            }
+            ASSERT_TRUE(tree.MoveSortLevel(2, to));
+            seen[isRead ? 1 : 0] = Dump(*tree.Root());
+        }
+        EXPECT_EQ(seen[0], seen[1]) << to;
+    }
+}
 
 }  // namespace
 }  // namespace etabulon::test
