@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <numeric>
 #include <string>
@@ -36,6 +37,12 @@ constexpr const char* kSchema =
     " month TEXT NOT NULL, salesperson TEXT NOT NULL, quantity INTEGER NOT NULL,"
     " amount REAL NOT NULL, discount REAL);"
     "CREATE TABLE codes (id INTEGER PRIMARY KEY, code TEXT NOT NULL);";
+
+constexpr std::uint32_t kDays = 1826;
+constexpr std::uint32_t kSecondsPerDay = 86400;
+constexpr const char* kDeliveriesSchema =
+    "CREATE TABLE deliveries (id INTEGER PRIMARY KEY, place TEXT NOT NULL, day DATE NOT NULL,"
+    " at TIMESTAMP NOT NULL, month INTEGER NOT NULL, amount REAL NOT NULL);";
 
 /// SplitMix64: the same numbers on every machine.
 class Random {
@@ -165,13 +172,33 @@ void FillCodes(Database& database, std::int64_t rows) {
     }
 }
 
-std::string MakeFile(std::int64_t rows) {
+void FillDeliveries(Database& database, std::int64_t rows) {
+    const std::vector<std::string> places = Names(kCountries, 1, 1);
+    Statement insert(database,
+                     "INSERT INTO deliveries SELECT ?1, ?2, date(moment), datetime(moment),"
+                     " CAST(strftime('%m', moment) AS INTEGER), ?4"
+                     " FROM (SELECT datetime('2020-01-01', ?3 || ' seconds') AS moment)");
+    Random random(22);
+    for (std::int64_t row = 0; row < rows; ++row) {
+        const std::int64_t day = random.Below(kDays);
+        insert.Bind(1, row + 1);
+        insert.Bind(2, places[random.Below(kCountries)]);
+        insert.Bind(3, day * kSecondsPerDay + random.Below(kSecondsPerDay));
+        insert.Bind(4, (1 + random.Below(64 * 4000)) / 64.0);
+        insert.Run();
+    }
+}
+
+/// The path of a kept file. `fill` makes its tables where there is none yet.
+std::string MakeFile(const std::string& name, std::int64_t rows,
+                     const std::function<void(Database&)>& fill) {
     namespace fs = std::filesystem;
     const char* chosen = std::getenv("ETABULON_BENCH_DIR");
     const fs::path folder =
         chosen != nullptr && *chosen != '\0' ? fs::path(chosen) : fs::temp_directory_path();
-    const fs::path file = folder / ("etabulon-bench-orders-v" + std::to_string(kGeneratorVersion) +
-                                    "-" + std::to_string(rows) + ".db");
+    const fs::path file =
+        folder / ("etabulon-bench-" + name + "-v" + std::to_string(kGeneratorVersion) + "-" +
+                  std::to_string(rows) + ".db");
     // Only a complete file ever has this name.
     if (fs::exists(file)) {
         return file.string();
@@ -179,14 +206,12 @@ std::string MakeFile(std::int64_t rows) {
     fs::create_directories(folder);
     const fs::path unfinished = file.string() + "." + std::to_string(::getpid()) + ".unfinished";
     fs::remove(unfinished);
-    std::fprintf(stderr, "generating %lld orders in %s\n", static_cast<long long>(rows),
+    std::fprintf(stderr, "generating %lld %s in %s\n", static_cast<long long>(rows), name.c_str(),
                  file.c_str());
     {
         Database database(unfinished.string(), Database::Mode::Create);
         database.Run("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; BEGIN");
-        database.Run(kSchema);
-        FillOrders(database, rows);
-        FillCodes(database, rows / 5);
+        fill(database);
         database.Run("COMMIT; ANALYZE");
     }
     fs::rename(unfinished, file);
@@ -206,7 +231,23 @@ const std::string& OrdersFile(std::int64_t rows) {
     static std::map<std::int64_t, std::string> files;
     std::string& file = files[rows];
     if (file.empty()) {
-        file = MakeFile(rows);
+        file = MakeFile("orders", rows, [rows](Database& database) {
+            database.Run(kSchema);
+            FillOrders(database, rows);
+            FillCodes(database, rows / 5);
+        });
+    }
+    return file;
+}
+
+const std::string& DeliveriesFile(std::int64_t rows) {
+    static std::map<std::int64_t, std::string> files;
+    std::string& file = files[rows];
+    if (file.empty()) {
+        file = MakeFile("deliveries", rows, [rows](Database& database) {
+            database.Run(kDeliveriesSchema);
+            FillDeliveries(database, rows);
+        });
     }
     return file;
 }

@@ -29,4 +29,11 @@ struct Sizes {
 /// order and locale order agree.
 [[nodiscard]] const std::string& OrdersFile(std::int64_t rows);
 
+/// The same with one table in a file of its own:
+///
+/// deliveries  `rows` rows: id INTEGER PRIMARY KEY, place (40), day DATE (1,826 from 2020 on, in no
+///             order), at TIMESTAMP (a second of that day, nearly all distinct), month INTEGER
+///             (that of the day, 1 to 12), amount REAL (multiples of 1/64).
+[[nodiscard]] const std::string& DeliveriesFile(std::int64_t rows);
+
 }  // namespace etabulon::bench

@@ -7,6 +7,8 @@
 #include "etabulon/sql/UseColumns.h"
 
 #include <map>
+#include <string>
+#include <string_view>
 
 namespace etabulon::bench {
 
@@ -23,10 +25,9 @@ std::unique_ptr<ETabulonCursorSql> OpenFile(ESqliteSource& source, const char* t
     return cursor;
 }
 
-std::unique_ptr<ESqliteSource> OpenSource(std::int64_t rows) {
+std::unique_ptr<ESqliteSource> OpenSource(const std::string& file) {
     ESqlError error;
-    auto source =
-        ESqliteSource::Open(Chaine(OrdersFile(rows).c_str()), ESqlOpenMode::ReadOnly, error);
+    auto source = ESqliteSource::Open(Chaine(file.c_str()), ESqlOpenMode::ReadOnly, error);
     Require(source != nullptr, error.text.c_str());
     return source;
 }
@@ -63,14 +64,15 @@ OrdersCursor::OrdersCursor(std::int64_t rows, const char* table,
         cursor_ = std::move(cursor);
         return;
     }
-    source_ = OpenSource(rows);
+    const bool isDelivery = std::string_view(table) == "deliveries";
+    source_ = OpenSource(isDelivery ? DeliveriesFile(rows) : OrdersFile(rows));
     std::vector<ETabulonVariableID> variables(others.begin(), others.end());
     const DRubric& rubric = *source_->Rubric(*source_->FindTable(table));
     cursor_ = OpenFile(*source_, table, available, UseColumns(available, variables, rubric));
 }
 
 std::unique_ptr<EDataColumns> LoadOrders(std::int64_t rows) {
-    const auto source = OpenSource(rows);
+    const auto source = OpenSource(OrdersFile(rows));
     ETabulonLevels levels;
     levels.AddLevel("country", "country", nullptr, /*addRef=*/false);
     const auto cursor = OpenFile(*source, "orders", levels, {});

@@ -13,7 +13,7 @@ namespace etabulon::bench {
 /// Where the records of a cursor are.
 enum class Held : std::uint8_t { InFile = 0, InColumns = 1 };
 
-/// A cursor on a table of the generated file, as a screen would build it: levels by column, and
+/// A cursor on a table of the generated files, as a screen would build it: levels by column, and
 /// only the columns read that these and `others` need.
 class OrdersCursor {
 public:

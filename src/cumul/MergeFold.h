@@ -12,7 +12,9 @@ namespace etabulon::detail {
 /// record numbers.
 ///
 /// The result is that of a fold over all records in their order, but for the last digits of sums of
-/// reals, and for a sum that was clamped on its way.
+/// reals, and for a sum that was clamped on its way. A wider state can't mend the latter: a fold
+/// clamps at each record, so that what is cut hangs on how the records of both groups lie among
+/// each other.
 template <class Fold>
 struct MergeFold {
     static void Wides(const CellPlan& plan, std::byte* into, std::byte* from, std::uint32_t after) {

@@ -17,24 +17,20 @@ EFieldDesc DescOf(const ETabulonVariableID& id, int type) {
 
 }  // namespace
 
-ETabulonCursorEData::DerivedFields::Field::Field(const ETabulonVariableID& ofID,
-                                                 const std::vector<ETabulonVariableID>& ofBases,
-                                                 int type, MakeValue by)
-    : Derived{ofID, ofBases}, make(std::move(by)) {
-    shown.Attach(DescOf(ofID, type), cell.data(), /*takeOwnership=*/false);
+ETabulonCursorEData::DerivedFields::Field::Field(const Derived& derived, int type, StoreValue by)
+    : Derived(derived), store(std::move(by)) {
+    shown.Attach(DescOf(id, type), cell.data(), /*takeOwnership=*/false);
     shown.SetMissing();
 }
 
 ETabulonCursorEData::DerivedFields::Field::~Field() { shown.SetMissing(); }
 
-void ETabulonCursorEData::DerivedFields::Add(const ETabulonVariableID& id,
-                                             const std::vector<ETabulonVariableID>& bases, int type,
-                                             MakeValue make) {
-    Field& field = *fields_.emplace_back(std::make_unique<Field>(id, bases, type, std::move(make)));
+void ETabulonCursorEData::DerivedFields::Add(const Derived& derived, int type, StoreValue store) {
+    Field& field = *fields_.emplace_back(std::make_unique<Field>(derived, type, std::move(store)));
     const EFieldDesc& desc = field.shown.Desc();
     const int size = desc.Size() + (desc.IsNullable() ? 1 : 0);
-    cursor_.DeclareExtraField(id, desc.Type(), static_cast<std::uint16_t>(size), field.cell.data(),
-                              Chaine());
+    cursor_.DeclareExtraField(field.id, desc.Type(), static_cast<std::uint16_t>(size),
+                              field.cell.data(), Chaine());
     boundFields_ = nullptr;
 }
 
@@ -64,8 +60,15 @@ void ETabulonCursorEData::DerivedFields::Bind() {
 void ETabulonCursorEData::DerivedFields::Make() {
     Bind();
     for (const auto& field : fields_) {
-        field->shown <<= field->make(field->from);
+        field->store(field->from, field->shown);
     }
+}
+
+const void* ETabulonCursorEData::DerivedFields::MakeFrom(std::size_t index, const EVariant& base) {
+    Field& field = *fields_[index];
+    const EVariant* const values[] = {&base};
+    field.store(values, field.shown);
+    return field.shown.Address();
 }
 
 void ETabulonCursorEData::DerivedFields::MakeAgain(std::vector<const EField*>& written) {
@@ -76,7 +79,7 @@ void ETabulonCursorEData::DerivedFields::MakeAgain(std::vector<const EField*>& w
                    field->addresses.end();
         };
         if (std::any_of(written.begin(), written.end(), isBase)) {
-            field->shown <<= field->make(field->from);
+            field->store(field->from, field->shown);
             written.push_back(&field->shown);
         }
     }

@@ -17,13 +17,17 @@ public:
     struct Derived {
         ETabulonVariableID id;
         std::vector<ETabulonVariableID> bases;
+        // Made from one number of the record, at less cost than by a look-up of that number.
+        bool isPerRecord = false;
     };
 
     explicit DerivedFields(ETabulonCursorEData& cursor) noexcept : cursor_(cursor) {}
 
+    /// Stores in a field what is made from the values of its bases.
+    using StoreValue =
+        std::function<void(std::span<const EVariant* const> values, EVariant& field)>;
     /// Adds a field to the cursor. Requires a new name, and bases that resolve.
-    void Add(const ETabulonVariableID& id, const std::vector<ETabulonVariableID>& bases, int type,
-             MakeValue make);
+    void Add(const Derived& derived, int type, StoreValue store);
     [[nodiscard]] bool Has(const ETabulonVariableID& id) const;
     [[nodiscard]] std::size_t Size() const noexcept { return fields_.size(); }
     [[nodiscard]] const Derived& At(std::size_t index) const noexcept { return *fields_[index]; }
@@ -32,16 +36,17 @@ public:
     void Make();
     /// Makes those of which a base is among the written fields, and adds them to these.
     void MakeAgain(std::vector<const EField*>& written);
+    /// Makes the value of a field from that of its only base. Returns the field's cell.
+    const void* MakeFrom(std::size_t index, const EVariant& base);
 
 private:
     struct Field : Derived {
-        Field(const ETabulonVariableID& ofID, const std::vector<ETabulonVariableID>& ofBases,
-              int type, MakeValue by);
+        Field(const Derived& derived, int type, StoreValue by);
         Field(const Field&) = delete;
         Field& operator=(const Field&) = delete;
         ~Field();
 
-        MakeValue make;
+        StoreValue store;
         alignas(std::uint64_t) std::array<std::byte, 16> cell{};
         EField shown;                        // over the cell, as the cursor's field is
         std::vector<const EVariant*> from;   // the cursor's fields

@@ -99,19 +99,38 @@ bool ETabulonCursorEData::DeclareDerivedField(const ETabulonVariableID& id,
                                               const ETabulonVariableID& base,
                                               const EDerivation& derivation) {
     const int type = table_ != nullptr ? TypeOf(base) : 0;
-    return type != 0 && derivation.Takes(type) &&
-           DeclareDerivedField(id, {base}, derivation.ResultType(type),
-                               [derivation](std::span<const EVariant* const> values) {
-                                   return derivation.Of(*values[0]);
-                               });
+    if (type == 0 || !derivation.Takes(type)) {
+        return false;
+    }
+    if (!CanDerive(id, {base})) {
+        return IsDerived(id);
+    }
+    // Days come back often, moments and amounts rarely.
+    const ETypeInfo& info = TypeInfo(type);
+    const bool isPerRecord = info.IsFixedSize() && info.naturalSize <= sizeof(std::uint64_t) &&
+                             info.storage != EStorage::Date;
+    derived_->Add({id, {base}, isPerRecord}, derivation.ResultType(type),
+                  [derivation](std::span<const EVariant* const> values, EVariant& field) {
+                      derivation.StoreOf(*values[0], field);
+                  });
+    return true;
 }
 
 bool ETabulonCursorEData::DeclareDerivedField(const ETabulonVariableID& id,
                                               const std::vector<ETabulonVariableID>& bases,
                                               int type, MakeValue make) {
-    if (IsDerived(id)) {
-        return true;
+    if (!CanDerive(id, bases)) {
+        return IsDerived(id);
     }
+    derived_->Add({id, bases}, type,
+                  [make = std::move(make)](std::span<const EVariant* const> values,
+                                           EVariant& field) { field <<= make(values); });
+    return true;
+}
+
+/// Whether the name is free and the bases exist.
+bool ETabulonCursorEData::CanDerive(const ETabulonVariableID& id,
+                                    const std::vector<ETabulonVariableID>& bases) {
     if (table_ == nullptr || ETabulonCursor::CanResolve(id) ||
         std::any_of(bases.begin(), bases.end(),
                     [this](const ETabulonVariableID& base) { return TypeOf(base) == 0; })) {
@@ -120,7 +139,6 @@ bool ETabulonCursorEData::DeclareDerivedField(const ETabulonVariableID& id,
     if (derived_ == nullptr) {
         derived_ = std::make_unique<DerivedFields>(*this);
     }
-    derived_->Add(id, bases, type, std::move(make));
     return true;
 }
 

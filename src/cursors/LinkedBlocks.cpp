@@ -48,7 +48,7 @@ bool ETabulonCursorEData::LinkedBlocks::AddKeys(EBlockRequest& request) {
     }
     const std::size_t derived = cursor_.derived_ != nullptr ? cursor_.derived_->Size() : 0;
     for (std::size_t index = 0; index < derived; ++index) {
-        further_.push_back({cursor_.derived_->At(index).id});
+        further_.push_back({cursor_.derived_->At(index).id, kNone, nullptr, index});
         if (!AddDerived(index, request)) {
             return false;
         }
@@ -81,12 +81,14 @@ bool ETabulonCursorEData::LinkedBlocks::AddLink(std::size_t link, EBlockRequest&
 }
 
 bool ETabulonCursorEData::LinkedBlocks::AddDerived(std::size_t index, EBlockRequest& request) {
+    const DerivedFields::Derived& derived = cursor_.derived_->At(index);
     std::vector<unsigned> columns;
-    for (const ETabulonVariableID& base : cursor_.derived_->At(index).bases) {
-        const auto further = std::find_if(
-            further_.begin(), further_.end(),
-            [&base](const Further& each) { return each.id == base && each.key != kNone; });
-        if (further != further_.end()) {
+    for (const ETabulonVariableID& base : derived.bases) {
+        const auto further =
+            std::find_if(further_.begin(), further_.end(), [&base](const Further& each) {
+                return each.id == base && (each.key != kNone || each.base != nullptr);
+            });
+        if (further != further_.end() && further->key != kNone) {
             const std::vector<unsigned>& its = keys_[further->key].columns;
             columns.insert(columns.end(), its.begin(), its.end());
             continue;
@@ -94,9 +96,13 @@ bool ETabulonCursorEData::LinkedBlocks::AddDerived(std::size_t index, EBlockRequ
         if (base.IsLink()) {
             continue;  // it reads nothing
         }
-        const EField& field = cursor_.Field(base);
+        const EField& field = further != further_.end() ? *further->base : cursor_.Field(base);
         if (EBlockSource::FindField(cursor_.table_->Fields(), field) < 0) {
             return false;
+        }
+        if (derived.isPerRecord && further == further_.end()) {
+            further_.back().base = &field;
+            return true;
         }
         columns.push_back(request.AddNumbers(field));
     }
@@ -149,16 +155,22 @@ bool ETabulonCursorEData::LinkedBlocks::AddColumn(const EBlockRequest::Column& w
     }
     for (const Further& further : further_) {
         const EField* const field = &cursor_.Field(further.id);
-        if (further.key == kNone || field->Address() != wish.field->Address() ||
+        if ((further.key == kNone && further.base == nullptr) ||
+            field->Address() != wish.field->Address() ||
             !field->Desc().IsSameAs(wish.field->Desc())) {
             continue;
         }
         columns_.push_back({0, linked_.size()});
         Linked& linked = linked_.emplace_back();
         linked.key = further.key;
+        linked.derived = further.derived;
         linked.field = field;
         linked.wantsWords = wish.values && HasWords(*field);
         linked.builder = std::make_unique<EBlockBuilder>(field->Desc());
+        if (further.base != nullptr) {
+            linked.base = request.AddValues(*further.base);
+            return true;
+        }
         linked.numbers.resize(kMost);
         linked.words.resize(linked.wantsWords ? kMost : 0);
         linked.missing.resize(linked.wantsWords ? kMost / 64 : 0);
@@ -191,6 +203,11 @@ CursorStatus ETabulonCursorEData::LinkedBlocks::Next(const ERecordBlock*& block)
     }
     for (Key& key : keys_) {
         Number(key, *from);
+    }
+    for (Linked& linked : linked_) {
+        if (linked.key == kNone) {
+            Derive(linked, *from);
+        }
     }
     const std::size_t size = Follow(*from);
     error_ = cursor_.linkError_;
@@ -251,6 +268,9 @@ std::size_t ETabulonCursorEData::LinkedBlocks::Follow(const ERecordBlock& block)
 /// The linked records are those of the keys of this record.
 void ETabulonCursorEData::LinkedBlocks::TakeValues(EBlockIndex record) {
     for (Linked& linked : linked_) {
+        if (linked.key == kNone) {
+            continue;
+        }
         const std::size_t count = keys_[linked.key].isKnown.size();
         const std::uint32_t number = keys_[linked.key].numbers[record];
         linked.valueOf.resize(count);
@@ -268,8 +288,22 @@ void ETabulonCursorEData::LinkedBlocks::TakeValues(EBlockIndex record) {
     }
 }
 
+void ETabulonCursorEData::LinkedBlocks::Derive(Linked& linked, const ERecordBlock& block) {
+    EBlockBuilder& builder = *linked.builder;
+    builder.Begin();
+    for (std::size_t record = 0; record < block.Size(); ++record) {
+        const EVariant& base = block.Value(linked.base, static_cast<EBlockIndex>(record));
+        builder.At(0).PutCell(record, cursor_.derived_->MakeFrom(linked.derived, base));
+    }
+    linked.made = &builder.Finish(block.Size()).At(0);
+}
+
 void ETabulonCursorEData::LinkedBlocks::Show(Linked& linked, ERecordBlock::Column& shown,
                                              std::size_t size) {
+    if (linked.made != nullptr) {
+        shown = *linked.made;
+        return;
+    }
     const std::uint32_t* const keys = keys_[linked.key].numbers;
     for (std::size_t record = 0; record < size; ++record) {
         linked.numbers[record] = linked.valueOf[keys[record]];

@@ -14,7 +14,8 @@ namespace etabulon {
 /// The blocks of a cursor with links or derived fields: those of its table, with a column for each
 /// linked or derived variable that the listeners read. Links are followed, and values derived, once
 /// for each distinct key of a walk, with the table standing on the first record that has it, as a
-/// single step does. The key of a derived value is that of the one that it is made from.
+/// single step does. The key of a derived value is that of the one that it is made from. A value
+/// that DerivedFields makes per record is made so here too, from the number in the block.
 ///
 /// A key whose link can't be read ends the walk after the records before it. Whenever a table that
 /// links lead to has changed, all of them are followed again.
@@ -35,9 +36,11 @@ private:
         const std::uint32_t* numbers = nullptr;  // the same, or those of the only column
         std::vector<std::uint8_t> isKnown;       // by number
     };
-    /// A linked variable, by the numbers of its key.
+    /// A linked or derived variable, by the numbers of its key or per record.
     struct Linked {
-        std::size_t key;
+        std::size_t key;      // kNone: per record
+        unsigned base;        // the column that it is made from per record
+        std::size_t derived;  // its index among the derived fields
         const EField* field;  // of the cursor
         bool wantsWords;
         std::unique_ptr<EBlockBuilder> builder;  // of the values' dictionary
@@ -46,6 +49,7 @@ private:
         std::vector<std::uint32_t> numbers;  // of the block's records, as the two below
         std::vector<std::uint64_t> words;
         std::vector<std::uint64_t> missing;
+        const ERecordBlock::Column* made = nullptr;  // per record
     };
     static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
     /// A column of the blocks: one of the table's, or a linked one.
@@ -63,13 +67,16 @@ private:
     static void Number(Key& key, const ERecordBlock& block);
     [[nodiscard]] std::size_t Follow(const ERecordBlock& block);
     void TakeValues(EBlockIndex record);
+    void Derive(Linked& linked, const ERecordBlock& block);
     void Show(Linked& linked, ERecordBlock::Column& shown, std::size_t size);
 
     ETabulonCursorEData& cursor_;
     /// A variable that the table lacks, and its key.
     struct Further {
         ETabulonVariableID id;
-        std::size_t key = kNone;  // kNone: it reads nothing
+        std::size_t key = kNone;       // kNone: it reads nothing, or
+        const EField* base = nullptr;  // it is made per record from this field of the table
+        std::size_t derived = kNone;
     };
     std::vector<Further> further_;  // the links in their order, then the derived ones
     std::vector<Key> keys_;

@@ -34,12 +34,15 @@ std::int64_t DaysInMonth(std::int64_t year, std::int64_t month) noexcept {
 }
 
 bool IsCivil(const ECivil& civil) noexcept {
+    constexpr std::int64_t kDaysOfAllMonths = 28;
     return civil.month >= 1 && civil.month <= 12 && civil.day >= 1 && civil.day <= 99 &&
-           WithinEra(civil).ok();
+           (civil.day <= kDaysOfAllMonths || WithinEra(civil).ok());
 }
 
-ECivil CivilOfDate(std::int32_t date) noexcept {
-    return {date / 10000, date / 100 % 100, date % 100};
+ECivil SplitDate(std::int32_t date) noexcept {
+    const std::int32_t year = date / 10000;
+    const std::int32_t ofYear = date - year * 10000;
+    return {year, ofYear / 100, ofYear % 100};
 }
 
 // ----------------------------------------------------------------------------------------- To text
@@ -176,9 +179,14 @@ ECivil CivilOfDay(std::int64_t day) noexcept {
             static_cast<unsigned>(civil.month()), static_cast<unsigned>(civil.day())};
 }
 
+bool CivilOfDate(std::int32_t date, ECivil& civil) noexcept {
+    civil = SplitDate(date);
+    return date > 0 && civil.year >= 1 && IsCivil(civil);
+}
+
 bool DayOfDate(std::int32_t date, std::int64_t& day) noexcept {
-    const ECivil civil = CivilOfDate(date);
-    if (date <= 0 || civil.year < 1 || !IsCivil(civil)) {
+    ECivil civil{};
+    if (!CivilOfDate(date, civil)) {
         return false;
     }
     day = DayOfCivil(civil);
@@ -203,7 +211,7 @@ std::int64_t DateOrderKey(std::int32_t date) noexcept {
     if (date < kFirstDate) {
         return std::int64_t{date} - kFirstDate;
     }
-    ECivil below = CivilOfDate(date);
+    ECivil below = SplitDate(date);
     if (below.month < 1) {
         below = {below.year - 1, 12, 31};
     } else if (below.month > 12) {
@@ -223,7 +231,7 @@ std::size_t PrintDate(const EContent& content, char* text) noexcept {
     char* end = text;
     switch (content.info->storage) {
         case EStorage::Date:
-            end = PutCivil(text, CivilOfDate(content.As<std::int32_t>()));
+            end = PutCivil(text, SplitDate(content.As<std::int32_t>()));
             break;
         case EStorage::Time:
             end = PutTime(text, content.As<std::int32_t>());

@@ -21,7 +21,9 @@ struct ECivil {
 [[nodiscard]] ECivil CivilOfDay(std::int64_t day) noexcept;
 [[nodiscard]] std::int64_t DayOfCivil(const ECivil& civil) noexcept;
 
-/// A DATE's yyyymmdd as the days since 0001-01-01; false if there is no such day.
+/// The day that a DATE's yyyymmdd means; false if there is no such day.
+[[nodiscard]] bool CivilOfDate(std::int32_t date, ECivil& civil) noexcept;
+/// The same as the days since 0001-01-01.
 [[nodiscard]] bool DayOfDate(std::int32_t date, std::int64_t& day) noexcept;
 /// The yyyymmdd of a day since 0001-01-01; false before it, and after kLastDateDay.
 [[nodiscard]] bool DateOfDay(std::int64_t day, std::int32_t& date) noexcept;

@@ -34,22 +34,36 @@ std::int64_t WeekOf(std::int64_t day) noexcept {
     return (thursday - newYear) / kDaysOfWeek + 1;
 }
 
-/// The day and the time of the day that a date, a time or a timestamp has; false if it has none.
-bool ReadMoment(const EContent& moment, std::int64_t& day, std::int64_t& time) noexcept {
-    if (moment.IsMissing()) {
-        return false;
-    }
-    switch (moment.info->storage) {
-        case EStorage::Time:
-            time = moment.As<std::int32_t>();
-            return true;
-        case EStorage::Timestamp:
-            day = DayOfTimestamp(moment.As<std::int64_t>());
-            time = moment.As<std::int64_t>() - day * kMillisecondsPerDay;
-            return true;
+// ------------------------------------------------------------------------------- parts of dates
+
+using Kind = EDerivation::Kind;
+
+constexpr bool IsOfCivil(Kind kind) noexcept { return kind <= Kind::Month || kind == Kind::Day; }
+
+/// Requires IsOfCivil.
+std::int64_t PartOfCivil(Kind kind, const ECivil& civil) noexcept {
+    switch (kind) {
+        case Kind::Year:
+            return civil.year;
+        case Kind::Quarter:
+            return (civil.month - 1) / kMonthsPerQuarter + 1;
+        case Kind::Month:
+            return civil.month;
         default:
-            return DayOfDate(moment.As<std::int32_t>(), day);
+            return civil.day;
     }
+}
+
+std::int64_t PartOfDay(Kind kind, std::int64_t day) noexcept {
+    return kind == Kind::Week ? WeekOf(day) : WeekdayOf(day) + 1;
+}
+
+std::int64_t PartOfTimestamp(Kind kind, std::int64_t timestamp) noexcept {
+    const std::int64_t day = DayOfTimestamp(timestamp);
+    if (kind == Kind::Hour) {
+        return (timestamp - day * kMillisecondsPerDay) / kMillisecondsPerHour;
+    }
+    return IsOfCivil(kind) ? PartOfCivil(kind, CivilOfDay(day)) : PartOfDay(kind, day);
 }
 
 /// The bytes of the first characters.
@@ -137,43 +151,55 @@ std::uint16_t EDerivation::ResultSize(int type) const noexcept {
 }
 
 EVariant EDerivation::Of(const EVariant& value) const {
+    if (IsPartOfDate()) {
+        std::int32_t part = 0;
+        return ReadPart(EVariantAccess::Read(value), part)
+                   ? EVariant(int{part})
+                   : EVariant::Missing(TYPE_LONG, sizeof part);
+    }
     if (value.IsMissing() || !Takes(value.Type())) {
         return EVariant::Missing(static_cast<std::uint16_t>(ResultType(value.Type())),
                                  ResultSize(value.Type()));
     }
-    switch (kind_) {
-        case Kind::Bin:
-            return GroupOf(value);
-        case Kind::First:
-            return BeginningOf(value);
-        default:
-            return PartOf(value);
+    return kind_ == Kind::Bin ? GroupOf(value) : BeginningOf(value);
+}
+
+void EDerivation::StoreOf(const EVariant& value, EVariant& cell) const {
+    if (!IsPartOfDate() || cell.Type() != TYPE_LONG) {
+        cell <<= Of(value);
+        return;
+    }
+    std::int32_t part = 0;
+    if (ReadPart(EVariantAccess::Read(value), part)) {
+        EVariantAccess::PutFixed(cell, &part);
+    } else {
+        cell.SetMissing();
     }
 }
 
-EVariant EDerivation::PartOf(const EVariant& value) const {
-    std::int64_t day = 0;
-    std::int64_t time = 0;
-    if (!ReadMoment(EVariantAccess::Read(value), day, time)) {
-        return EVariant::Missing(TYPE_LONG, sizeof(std::int32_t));
+bool EDerivation::ReadPart(const EContent& moment, std::int32_t& part) const noexcept {
+    if (moment.IsMissing()) {
+        return false;
     }
-    const ECivil civil = CivilOfDay(day);
-    const auto part = [](std::int64_t number) { return EVariant(static_cast<int>(number)); };
-    switch (kind_) {
-        case Kind::Year:
-            return part(civil.year);
-        case Kind::Quarter:
-            return part((civil.month - 1) / kMonthsPerQuarter + 1);
-        case Kind::Month:
-            return part(civil.month);
-        case Kind::Week:
-            return part(WeekOf(day));
-        case Kind::Weekday:
-            return part(WeekdayOf(day) + 1);
-        case Kind::Day:
-            return part(civil.day);
+    switch (moment.info->storage) {
+        case EStorage::Date: {
+            ECivil civil{};
+            if (kind_ == Kind::Hour || !CivilOfDate(moment.As<std::int32_t>(), civil)) {
+                return false;
+            }
+            part = static_cast<std::int32_t>(
+                IsOfCivil(kind_) ? PartOfCivil(kind_, civil) : PartOfDay(kind_, DayOfCivil(civil)));
+            return true;
+        }
+        case EStorage::Time:
+            part = static_cast<std::int32_t>(
+                FloorDivide(moment.As<std::int32_t>(), kMillisecondsPerHour));
+            return kind_ == Kind::Hour;
+        case EStorage::Timestamp:
+            part = static_cast<std::int32_t>(PartOfTimestamp(kind_, moment.As<std::int64_t>()));
+            return true;
         default:
-            return part(FloorDivide(time, kMillisecondsPerHour));
+            return false;
     }
 }
 

@@ -10,6 +10,12 @@ TEST(DerivedFields, AreMadeAlikeInBlocksAndInSteps) {
     DatedOrders data;
     ETabulonCursorEData cursor;
     data.Init(cursor);
+    // Of a value that blocks make per record, and one that they look up.
+    EXPECT_TRUE(cursor.DeclareDerivedField("both", {"amount.group", "day.year"}, TYPE_DOUBLE,
+                                           [](std::span<const EVariant* const> values) {
+                                               return EVariant::FromDouble(values[0]->AsDouble() +
+                                                                           values[1]->AsDouble());
+                                           }));
     ETabulonTag place;
     place.SetValue(0, ETabulonValue(1993, "", /*modified=*/false));
     place.SetValue(3, ETabulonValue("É", "", /*modified=*/false));
@@ -23,6 +29,29 @@ TEST(DerivedFields, AreMadeAlikeInBlocksAndInSteps) {
     }
     std::size_t none = 0;
     EXPECT_NE(Walked(cursor, true, place, none).find("1993"), std::string::npos);
+}
+
+TEST(DerivedFields, OfManyMomentsAreMadePerRecord) {
+    DDico dico;
+    DRubric* const rubric = dico.AddRubric("Moments");
+    AddVariables(*rubric, {{"id", TYPE_LONG}, {"at", TYPE_TIMESTAMP, 9}}, {"id"});
+    const auto table = MakeTable(rubric);
+    for (int id = 0; id < 2000; ++id) {
+        const std::int64_t at = 63'000'000'000'000 + id * 7'654'321LL;
+        EVariant moment = EVariant::Missing(TYPE_TIMESTAMP, 8);
+        EXPECT_TRUE(id % 17 == 0 || moment.Init(TYPE_TIMESTAMP, 8, &at));
+        table->Append({id, moment});
+    }
+    for (const Kind kind : {Kind::Year, Kind::Week, Kind::Weekday, Kind::Hour}) {
+        ETabulonCursorEData cursor;
+        cursor.Init(LevelsBy({"part"}), table.get(), /*ownsTable=*/false);
+        EXPECT_TRUE(cursor.DeclareDerivedField("part", "at", EDerivation(kind)));
+        std::size_t blocks = 0;
+        std::size_t none = 0;
+        EXPECT_EQ(Walked(cursor, /*byBlocks=*/true, ETabulonTag(), blocks),
+                  Walked(cursor, false, ETabulonTag(), none));
+        EXPECT_GT(blocks, 0U);
+    }
 }
 
 TEST(DerivedFields, FollowPendingUpdatesOfWhatTheyAreMadeOf) {

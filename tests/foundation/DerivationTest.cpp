@@ -48,10 +48,14 @@ TEST(PartsOfDates, AreThoseOfTheCalendarAndOfISOWeeks) {
     EXPECT_EQ(Made(EDerivation(Kind::Day), TYPE_TIMESTAMP, "0001-01-02 00:00:00"), "2");
     EXPECT_EQ(Made(EDerivation(Kind::Hour), TYPE_TIME, "00:30:00"), "0");
     EXPECT_EQ(Made(EDerivation(Kind::Hour), TYPE_DATE, "2024-02-29"), "(missing)");
-    const std::int32_t noDay = 20240230;
-    EVariant date;
-    ASSERT_TRUE(date.Init(TYPE_DATE, 4, &noDay));
-    EXPECT_TRUE(EDerivation(Kind::Year).Of(date).IsMissing());
+    for (const std::int32_t noDay : {20240230, 20230229, 20240431, 20241301, 20240100, -20240101}) {
+        EVariant date;
+        ASSERT_TRUE(date.Init(TYPE_DATE, 4, &noDay));
+        EXPECT_TRUE(EDerivation(Kind::Year).Of(date).IsMissing()) << noDay;
+        EVariant cell(1);
+        EDerivation(Kind::Month).StoreOf(date, cell);
+        EXPECT_TRUE(cell.IsMissing()) << noDay;
+    }
 }
 
 TEST(GroupsOfNumbers, BeginAtMultiplesOfTheirWidthAndHoldTheirBorders) {

@@ -114,6 +114,8 @@ private:
     class DerivedFields;
     /// The type of a variable that may be behind links or derived; 0 where there is none.
     [[nodiscard]] int TypeOf(const ETabulonVariableID& variable);
+    [[nodiscard]] bool CanDerive(const ETabulonVariableID& id,
+                                 const std::vector<ETabulonVariableID>& bases);
     void AddRef() override;
     std::int32_t Release() override;
     [[nodiscard]] CursorStatus TableStatus() const noexcept;

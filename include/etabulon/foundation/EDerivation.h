@@ -6,6 +6,8 @@
 
 namespace etabulon {
 
+struct EContent;
+
 /// How a value is made from another value of its record: a part of a date, a group of numbers, the
 /// beginning of a text. A missing value gives a missing one.
 ///
@@ -49,11 +51,14 @@ public:
     /// Missing for a value that it doesn't take, and for a date that doesn't exist. An infinite
     /// number is a group of its own, unless the groups have a limit.
     [[nodiscard]] EVariant Of(const EVariant& value) const;
+    /// Stores the same in a cell.
+    void StoreOf(const EVariant& value, EVariant& cell) const;
 
 private:
     void SetWidth(double width) noexcept;
     [[nodiscard]] bool IsOfWholeNumbers(int type) const noexcept;
-    [[nodiscard]] EVariant PartOf(const EVariant& value) const;
+    [[nodiscard]] bool IsPartOfDate() const noexcept { return kind_ <= Kind::Hour; }
+    [[nodiscard]] bool ReadPart(const EContent& moment, std::int32_t& part) const noexcept;
     [[nodiscard]] EVariant GroupOf(const EVariant& value) const;
     [[nodiscard]] EVariant BeginningOf(const EVariant& value) const;
 
