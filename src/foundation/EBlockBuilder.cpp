@@ -38,7 +38,10 @@ EBlockColumn::Form FormOf(const EFieldDesc& desc, const EBlockRequest::Column& w
 // ------------------------------------------------------------------------------------------- arena
 
 void EBlockArena::Clear() noexcept {
+    // Long texts don't keep their memory.
+    std::erase_if(chunks_, [](const Chunk& chunk) { return chunk.size > kChunkBytes; });
     used_ = 0;
+    next_ = nullptr;
     room_ = 0;
 }
 
@@ -47,9 +50,6 @@ void EBlockArena::Grow(std::size_t length) {
         const std::size_t size = std::max(length, kChunkBytes);
         chunks_.insert(chunks_.begin() + static_cast<std::ptrdiff_t>(used_),
                        Chunk{std::unique_ptr<char[]>(new char[size]), size});
-        if (chunks_.size() > used_ + 1 && size > kChunkBytes) {
-            chunks_.pop_back();  // long texts don't pile up chunks
-        }
     }
     next_ = chunks_[used_].bytes.get();
     room_ = chunks_[used_].size;

@@ -36,12 +36,16 @@ public:
     }
     bool WantBlocks(const ETabulonCursor& cursor, EBlockRequest& request) override {
         column_ = request.AddValues(cursor.Field("v"));
+        if (readsPad) {
+            static_cast<void>(request.AddValues(cursor.Field("pad")));
+        }
         request.keys = true;
         return true;
     }
     CursorStatus OnBlock(const ETabulonCursor& cursor, const ERecordBlock& block,
                          std::span<const EBlockIndex> selected) override {
         ++blocks;
+        mostInBlock = std::max(mostInBlock, selected.size());
         mostThreads = std::max(mostThreads, CountThreads());
         CursorStatus answer = StatusOk;
         for (const EBlockIndex record : selected) {
@@ -62,7 +66,8 @@ public:
     }
 
     std::size_t before = CountThreads();  // threads
-    std::size_t records = 0, blocks = 0, mostThreads = 0;
+    std::size_t records = 0, blocks = 0, mostThreads = 0, mostInBlock = 0;
+    bool readsPad = false;
     std::int64_t lowest = 0, highest = 0, last = 0;
     bool areInOrder = true;
     std::size_t endAt = static_cast<std::size_t>(-1);
@@ -151,6 +156,24 @@ TEST_F(SqliteReadAhead, IsDoneOnlyWhereItPaysAndAllReadersSeeOneState) {
     OpenTable("t");
     EXPECT_EQ(Walk(sums), StatusOk);
     EXPECT_EQ(sums->Readers(), 0U) << "few records";
+}
+
+// All of the slots of the two readers would have 1 GB of texts.
+TEST_F(SqliteReadAhead, KeepsFewLongTexts) {
+    constexpr std::size_t kLength = 30000;
+    Make();
+    Run("DELETE FROM t WHERE k % 10 <> 0;"
+        "UPDATE t SET pad = substr(printf('%030000d', k), 1)");
+    OpenTable("t", {}, ESqlOpenMode::ReadOnly);
+    sums->readsPad = true;
+    for (const unsigned threads : {0U, 2U}) {
+        EReadAhead::SetThreads(threads);
+        EXPECT_EQ(Walk(sums), StatusOk);
+        EXPECT_EQ(sums->Readers(), threads);
+        EXPECT_GT(sums->records, 1500U);
+        EXPECT_TRUE(sums->areInOrder);
+        EXPECT_LE(sums->mostInBlock, (std::size_t{1} << 20U) / kLength + 1);
+    }
 }
 
 TEST_F(SqliteReadAhead, GoesOnWithoutWhereThereIsNoThread) {

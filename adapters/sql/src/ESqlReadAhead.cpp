@@ -15,6 +15,8 @@ constexpr std::size_t kSlots = 16;
 // A walk that waits is woken for so many blocks, or the end of a range.
 constexpr std::size_t kBatch = 8;
 static_assert(kBatch < kSlots);
+// A reader whose blocks have that many bytes of texts waits until the walk has taken some.
+constexpr std::size_t kMostWaitingBytes = std::size_t{8} << 20U;
 constexpr int kAttempts = 2;
 constexpr std::chrono::milliseconds kStopTurn{10};  // how often a waiting walk asks for a cancel
 
@@ -169,7 +171,7 @@ void ESqlTable::ReadAhead::MakeSlots(Reader& reader, const EBlockSource& source,
 
 bool ESqlTable::ReadAhead::Chunk::IsDeliverable() const noexcept {
     const std::size_t waiting = ready.size() - taken;
-    return waiting >= kBatch || (waiting != 0 && (taken != 0 || isRead || hasFailed));
+    return waiting >= kBatch || (waiting != 0 && (taken != 0 || isRead || hasFailed || isStalled));
 }
 
 ESqlTable::ReadAhead::Outcome ESqlTable::ReadAhead::Next(Slot*& slot,
@@ -177,6 +179,7 @@ ESqlTable::ReadAhead::Outcome ESqlTable::ReadAhead::Next(Slot*& slot,
                                                          ESqlError& error) {
     std::unique_lock hold(lock_);
     if (delivered_ != nullptr) {
+        delivered_->reader.waitingBytes -= delivered_->rows.TextBytes();
         delivered_->reader.free.push_back(delivered_);
         delivered_ = nullptr;
         freed_.notify_all();
@@ -234,6 +237,7 @@ void ESqlTable::ReadAhead::Free() noexcept {
     delivered_ = nullptr;
     for (Reader& reader : readers_) {
         reader.free.clear();
+        reader.waitingBytes = 0;
         reader.slots.clear();
         reader.data.reset();
     }
@@ -278,7 +282,7 @@ bool ESqlTable::ReadAhead::ReadNext(Reader& reader) {
     std::size_t rows = 0;
     ESqlStep read = ESqlStep::Row;
     while (read == ESqlStep::Row) {
-        Slot* const slot = TakeFree(reader);
+        Slot* const slot = TakeFree(reader, chunk);
         if (slot == nullptr) {
             return false;
         }
@@ -303,7 +307,12 @@ ESqlStep ESqlTable::ReadAhead::ReadBlock(Reader& reader, Chunk& chunk, Slot& slo
         error = reader.connection->LastError();
     }
     const std::lock_guard hold(lock_);
-    (slot.rows.Size() != 0 ? chunk.ready : reader.free).push_back(&slot);
+    if (slot.rows.Size() != 0) {
+        chunk.ready.push_back(&slot);
+        reader.waitingBytes += slot.rows.TextBytes();
+    } else {
+        reader.free.push_back(&slot);
+    }
     chunk.isRead = step == ESqlStep::Done;
     chunk.hasFailed = step == ESqlStep::Failed;
     chunk.error = std::move(error);
@@ -314,12 +323,21 @@ ESqlStep ESqlTable::ReadAhead::ReadBlock(Reader& reader, Chunk& chunk, Slot& slo
 }
 
 /// Null once the walk has ended.
-ESqlTable::ReadAhead::Slot* ESqlTable::ReadAhead::TakeFree(Reader& reader) {
+ESqlTable::ReadAhead::Slot* ESqlTable::ReadAhead::TakeFree(Reader& reader, Chunk& chunk) {
     std::unique_lock hold(lock_);
-    freed_.wait(hold, [this, &reader] { return mustEnd_ || !reader.free.empty(); });
+    const auto mayGoOn = [this, &reader] {
+        return mustEnd_ || (!reader.free.empty() && reader.waitingBytes < kMostWaitingBytes);
+    };
+    if (!mayGoOn()) {
+        chunk.isStalled = true;
+        arrived_.notify_one();
+        freed_.wait(hold, mayGoOn);
+        chunk.isStalled = false;
+    }
     if (mustEnd_) {
         return nullptr;
     }
+    // The slot that was freed last: those that long texts were read into are few.
     Slot* const slot = reader.free.back();
     reader.free.pop_back();
     return slot;

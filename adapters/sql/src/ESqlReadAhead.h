@@ -70,7 +70,9 @@ private:
         std::unique_ptr<ISqlStatement> seek;       // of a range's first key
         std::unique_ptr<ESqlColumnData> data;
         std::deque<Slot> slots;
-        std::vector<Slot*> free;  // guarded by lock_
+        // Guarded by lock_.
+        std::vector<Slot*> free;
+        std::size_t waitingBytes = 0;  // of texts, in blocks that were read and not yet freed
         std::thread thread;
     };
     /// The blocks of a range that were read, and not yet delivered.
@@ -80,6 +82,7 @@ private:
         [[nodiscard]] bool IsDeliverable() const noexcept;
         bool isRead = false;
         bool hasFailed = false;
+        bool isStalled = false;  // its reader waits for the walk
         ESqlError error;
     };
 
@@ -93,7 +96,7 @@ private:
     void Read(Reader& reader) noexcept;
     [[nodiscard]] bool ReadNext(Reader& reader);
     [[nodiscard]] ESqlStep ReadBlock(Reader& reader, Chunk& chunk, Slot& slot);
-    [[nodiscard]] Slot* TakeFree(Reader& reader);
+    [[nodiscard]] Slot* TakeFree(Reader& reader, Chunk& chunk);
 
     ESqlTable& table_;
     std::unique_ptr<ISqlConnection> watch_;  // its state number tells whether others committed

@@ -41,15 +41,18 @@ public:
     /// Makes `cells` for these columns from the cells of `row`.
     void SetColumns(EBlockBuilder& builder);
     [[nodiscard]] std::size_t Size() const noexcept { return size_; }
+    /// Of the texts and blobs that were put.
+    [[nodiscard]] std::size_t TextBytes() const noexcept { return bytes_; }
     [[nodiscard]] bool HasRoom() const noexcept { return room_ != 0; }
     void Begin() noexcept {
         size_ = 0;
         room_ = ERecordBlock::kMostRecords;
+        bytes_ = 0;
     }
     /// Ends the current row, whose cells are complete.
     void EndRow() noexcept {
         ++size_;
-        room_ = room_ != 0 ? room_ - 1 : 0;
+        room_ = room_ != 0 && bytes_ < kMostBytes ? room_ - 1 : 0;
     }
     /// The current row's key, before its cells. False if the walk ends in front of the row. It
     /// fails at the lowest key of all, so that no row after it is read.
@@ -84,6 +87,7 @@ public:
     }
     void PutText(std::size_t cell, const char* bytes, std::size_t length) {
         const Cell& to = cells[cell];
+        bytes_ += length;
         if (to.direct == Cell::Direct::Bytes && !to.isBlob) {
             return to.column->PutText(size_, bytes, length);
         }
@@ -91,6 +95,7 @@ public:
     }
     void PutBlob(std::size_t cell, const char* bytes, std::size_t length) {
         const Cell& to = cells[cell];
+        bytes_ += length;
         if (to.direct == Cell::Direct::Bytes && to.isBlob) {
             return to.column->PutText(size_, bytes, length);
         }
@@ -106,8 +111,13 @@ private:
                                std::size_t length);
     void TakeScratch(std::size_t cell);
 
+    // A block with that many bytes of texts takes no further row, so that the blocks of all readers
+    // have a bounded part of the memory, whatever the table holds.
+    static constexpr std::size_t kMostBytes = std::size_t{1} << 20U;
+
     std::size_t size_ = 0;
-    std::size_t room_ = 0;  // for further rows
+    std::size_t room_ = 0;   // for further rows
+    std::size_t bytes_ = 0;  // of texts
 };
 
 }  // namespace etabulon
