@@ -13,12 +13,13 @@ namespace etabulon {
 ///
 /// Ownership  the source is not owned, and must outlive the relay.
 /// Threads    as the source; one flag and one lock serve the whole chain.
-/// Example    apps/etabulon/walk/CliWalk.cpp
 /// Filter     Deliberate: a plain relay filters by the tag at which its source itself was last
 ///            reset, although OnReset gives listeners the tag of the relay's own walk. A caller
 ///            that walks a plain relay resets the source first. Derived relays avoid the difference
 ///            by stepping their source with CallReset and CallGetNext.
 ///            WalkOfAPlainRelayKeepsTheFilterOfItsSource holds it.
+///
+/// Example    apps/etabulon/walk/CliWalk.cpp
 class ETABULON_API ETabulonCursorRelay : public ETabulonCursor {
 public:
     /// The source is not owned, and must outlive the relay.
