@@ -49,7 +49,10 @@ int main() {
     Shop shop;
     ETabulonSortDesc order(shop.levels);
     ETabulonCumulFuncOnVarCollection calculations;
-    calculations.AddCalculation("SUM", "amount", TYPE_DOUBLE, 9, "Amount");
+    if (calculations.AddCalculation("SUM", "amount", TYPE_DOUBLE, 9, "Amount") < 0 ||
+        !shop.cursor.FindUnresolved({"amount"}).empty()) {
+        return 1;  // no such function, or no such variable
+    }
 
     const auto cross = ECrossFiller::Make(&shop.cursor, nullptr);
     cross->SetParams(&calculations, &order, /*lines=*/{kCountry, kCity}, /*columns=*/{kProduct});

@@ -1,12 +1,17 @@
-// A tree over a database: the wildlife strikes by state and airport, both behind foreign keys.
+// A tree over a database: the wildlife strikes by state and airport, both behind foreign keys, and
+// how many species were met.
 // Give it the file that data/make-strikes makes.
 
+#include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
+#include "etabulon/cursors/ECursorScopes.h"
 #include "etabulon/sql/ESqlSource.h"
 #include "etabulon/sql/ESqlTable.h"
 #include "etabulon/sql/ETabulonCursorSql.h"
 #include "etabulon/sqlite/ESqliteSource.h"
 #include "etabulon/tree/EDataTree.h"
+#include "etabulon/tree/ETreeTotals.h"
 
+#include <algorithm>
 #include <cstdio>
 
 using namespace etabulon;
@@ -30,15 +35,34 @@ int main(int argumentCount, char** arguments) {
     ETabulonCursorSql cursor;
     cursor.Init(levels, table.get(), /*ownsTable=*/false);
 
+    // The links of levels are declared by Init, those of calculations by the application.
+    const ETabulonVariableID species("strikes.species>name");
+    if (!cursor.DeclareLinkField(species) || !cursor.FindUnresolved({species}).empty()) {
+        return 1;
+    }
+    ETabulonCumulFuncOnVarCollection calculations;
+    if (calculations.AddCalculation("DISTINCT", species, TYPE_CHAINE, 0, "Species") < 0) {
+        return 1;
+    }
+
     EDataTree tree(&cursor, "Strikes", nullptr);
+    const auto totals = ETreeTotals::Make(tree.SortDesc(), /*pending=*/nullptr);
+    if (!totals->SetCalculations(calculations)) {
+        return 1;
+    }
+    const ECursorListening listening(cursor, *totals);
     if (const CursorStatus status = tree.Fill(); status != StatusOk) {
         std::fprintf(stderr, "%s (status %d)\n", table->LastErrorText().c_str(), status);
         return 1;
     }
+    double most = 0;
     for (unsigned index = 0; index < tree.Root()->Size(); ++index) {
         const EDataTreeNode& state = *tree.Root()->Get(index);
-        std::printf("%s: %u airports\n", state.DisplayValue().DisplayValue().c_str(),
-                    state.LeafCount());
+        ETabulonValue kinds;
+        totals->ReadResult(state.Tag(), 0, kinds);
+        std::printf("%s: %u airports, %s species\n", state.DisplayValue().DisplayValue().c_str(),
+                    state.LeafCount(), kinds.DisplayValue().c_str());
+        most = std::max(most, kinds.Data().AsDouble());
     }
-    return 0;
+    return most > 1 ? 0 : 1;
 }

@@ -12,7 +12,11 @@ int main() {
     Shop shop;
     const EFilter lamps = EFilter::In("product", {"Lamp", "Candle"});
     const EFilter dear = EFilter::Compare("amount", EFilter::Test::Above, 400);
-    shop.cursor.SetFilter(EFilter::Any({lamps, dear}));
+    const EFilter filter = EFilter::Any({lamps, dear});
+    if (!shop.cursor.FindUnresolved(filter.Variables()).empty()) {
+        return 1;
+    }
+    shop.cursor.SetFilter(filter);
 
     EDataTree tree(&shop.cursor, "Orders", nullptr);
     if (tree.Fill() != StatusOk) {

@@ -22,7 +22,7 @@ int main() {
     DDico dictionary;  // what there is: a table and its columns
     DRubric* orders = dictionary.AddRubric("orders");
     for (const char* name : {"id", "country", "city"}) {
-        orders->AddVariable(name, name, TYPE_CHAINE, 4);
+        orders->AddVariable(name, name, TYPE_CHAINE, 0);
     }
     orders->SetKey({"id"});
 

@@ -55,11 +55,11 @@ int main() {
     order.SetSortLevels(keys);
     order.SetCompareSource(ETabulonSortDesc::CompareOnValue);
 
-    if (!shop.cursor.FindUnresolved({"amount"}).empty()) {
-        return 1;
-    }
     ETabulonCumulFuncOnVarCollection calculations;
-    calculations.AddCalculation("SUM", "amount", TYPE_DOUBLE, 9, "Amount");
+    if (calculations.AddCalculation("SUM", "amount", TYPE_DOUBLE, 9, "Amount") < 0 ||
+        !shop.cursor.FindUnresolved({"amount"}).empty()) {
+        return 1;  // no such function, or no such variable
+    }
 
     const auto grid = ETabulonGridFiller::Make(&shop.cursor, nullptr);
     grid->SetParams(&calculations, /*axesCount=*/2, &order);

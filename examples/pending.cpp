@@ -17,6 +17,9 @@ static unsigned Leaves(ETabulonCursor& cursor) {
 
 int main() {
     Shop shop;
+    if (!shop.cursor.FindUnresolved({"quantity"}).empty()) {
+        return 1;  // an edit of an unknown variable shows nothing and writes nothing
+    }
     ETabulonPendingChanges changes;
     // A tag that names no city and no product means all records below it.
     changes.AppendUpdate(ETabulonTag{{kCountry, "France"}}, "quantity", EVariant(0));

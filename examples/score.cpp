@@ -31,8 +31,11 @@ int main() {
     Shop shop;
     ETabulonSortDesc order(shop.levels);
     ETabulonCumulFuncOnVarCollection calculations;
-    calculations.AddCalculation("SUM", "amount", TYPE_DOUBLE, 9, "Amount");
-    calculations.AddCalculation("COUNT", "id", TYPE_LONG, 4, "Orders");
+    if (calculations.AddCalculation("SUM", "amount", TYPE_DOUBLE, 9, "Amount") < 0 ||
+        calculations.AddCalculation("COUNT", "id", TYPE_LONG, 4, "Orders") < 0 ||
+        !shop.cursor.FindUnresolved({"amount", "id"}).empty()) {
+        return 1;
+    }
 
     const auto score = ETabulonScoreFiller::Make(&shop.cursor, nullptr);
     score->SetParams(&calculations, &order, /*levelCount=*/2);  // country and city make a label

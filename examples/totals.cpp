@@ -27,8 +27,11 @@ int main() {
     Shop shop;
     EDataTree tree(&shop.cursor, "Orders", nullptr);
     ETabulonCumulFuncOnVarCollection calculations;
-    calculations.AddCalculation("SUM", "amount", TYPE_DOUBLE, 9, "Amount");
-    calculations.AddCalculation("MEDIAN", "amount", TYPE_DOUBLE, 9, "Median");
+    if (calculations.AddCalculation("SUM", "amount", TYPE_DOUBLE, 9, "Amount") < 0 ||
+        calculations.AddCalculation("MEDIAN", "amount", TYPE_DOUBLE, 9, "Median") < 0 ||
+        !shop.cursor.FindUnresolved({"amount"}).empty()) {
+        return 1;
+    }
 
     const auto totals = ETreeTotals::Make(tree.SortDesc(), /*pending=*/nullptr);
     if (!totals->SetCalculations(calculations)) {

@@ -8,7 +8,7 @@
 namespace etabulon::detail {
 namespace {
 
-constexpr unsigned kBehindAllLevels = static_cast<unsigned>(-1);
+constexpr unsigned kAfterAllLevels = static_cast<unsigned>(-1);
 
 }  // namespace
 
@@ -90,7 +90,7 @@ void EDataTreeCtrlLevels::SetAttachHiddenLevelsToCurrent(bool attach, bool refre
 
 void EDataTreeCtrlLevels::RestoreHiddenLevelsPosition() {
     const unsigned position =
-        attachHiddenLevels_ ? parts_.items.GetDepth(View().SelectedItem()) : kBehindAllLevels;
+        attachHiddenLevels_ ? parts_.items.GetDepth(View().SelectedItem()) : kAfterAllLevels;
     const TreeCall tree(parts_);
     tree->MoveHiddenLevelsTo(position);
 }

@@ -21,7 +21,7 @@ public:
 
     explicit CrossLookup(const CrossCells& cells) : cells_(cells) {}
 
-    /// A cell in its group; `line` is kTotal in the total of all, and kNone without records.
+    /// A cell in its group. `line` is kTotal for the total of all, and kNone without records.
     struct Row {
         static constexpr std::uint32_t kTotal = 0xFFFFFFFE;
         const ScoreCells* group;
@@ -55,7 +55,7 @@ public:
                                           Numbers& numbers);
 
 private:
-    /// By column of the index of an axis's group, the number in the cells' group for each number.
+    /// For each column of an axis's group, the cells' number for each of the axis's numbers.
     using Translation = std::vector<Numbers>;
     struct Group {
         bool isReady = false;
@@ -70,7 +70,7 @@ private:
                        std::uint32_t* numbers);
 
     const CrossCells& cells_;
-    mutable std::vector<Group> groups_;  // by CrossCells::IndexOf
+    mutable std::vector<Group> groups_;  // at CrossCells::IndexOf
 };
 
 }  // namespace etabulon::detail

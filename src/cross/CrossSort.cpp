@@ -86,7 +86,7 @@ std::vector<std::uint32_t> CrossSort::Sorted() {
     for (auto keys = keys_.rbegin(); keys != keys_.rend(); ++keys) {
         SortByKeys(*keys, nodes);
     }
-    // Of nodes that aren't shown the order doesn't matter.
+    // The order of nodes that aren't shown doesn't matter.
     const std::uint32_t most = order_.MostAt(depth_ - 1);
     NodeIterator siblings = nodes.begin();
     for (NodeIterator first = nodes.begin(); first != nodes.end();) {

@@ -12,7 +12,7 @@ namespace etabulon::detail {
 
 /// Sorts the nodes of one depth of an axis, those of one parent together.
 ///
-/// The keys become numbers, by which a radix sort goes. Comparison texts of labels are made only
+/// The keys become numbers, which a radix sort orders. Comparison texts of labels are made only
 /// for nodes that are equal in all keys and may be shown.
 class CrossSort {
 public:

@@ -66,7 +66,7 @@ struct ECrossTable::Parts {
                 calculation, value);
         }
     }
-    /// None for a result without a number.
+    /// The result as a number; empty if it has none.
     [[nodiscard]] std::optional<double> Number(std::uint32_t line, std::uint32_t column,
                                                unsigned int calculation) const {
         Read(line, column, calculation, scratch);
@@ -76,7 +76,7 @@ struct ECrossTable::Parts {
     }
 
     /// Prefetches labels and totals that a reader of all entries comes to next.
-    void PrefetchBehind(ECrossSide side, std::uint32_t index) const {
+    void PrefetchAhead(ECrossSide side, std::uint32_t index) const {
         constexpr std::size_t kAhead = 8;
         const auto entries = Axis(side).Entries();
         const auto at = [&](std::size_t after) { return entries[index + after].node; };
@@ -96,7 +96,7 @@ struct ECrossTable::Parts {
     mutable CrossOthers others;
     Chaine othersLabels[2];
     mutable ETabulonValue scratch;
-    /// By calculation and line: the sum down to it. Made by the first that asks.
+    /// For each calculation, the sum down to each line. The first RunningShare makes them.
     mutable std::vector<std::vector<double>> running;
 };
 
@@ -141,7 +141,7 @@ ECrossEntry ECrossTable::Entry(ECrossSide side, std::uint32_t index) const {
 }
 
 void ECrossTable::ReadLabel(ECrossSide side, std::uint32_t index, ETabulonTag& label) const {
-    parts_->PrefetchBehind(side, index);
+    parts_->PrefetchAhead(side, index);
     const CrossNode node = parts_->Entry(side, index).node;
     if (node.depth == 0) {
         label = parts_->cells->Desc().Root();

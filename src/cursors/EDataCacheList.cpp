@@ -39,7 +39,7 @@ void ETabulonCursorCache::EDataCache::List::Insert(CacheLine& line) {
     Node& node = added->second;
     node.line = &line;
     try {
-        LinkBehind(FindPredecessor(node), node);
+        LinkAfter(FindPredecessor(node), node);
     } catch (...) {
         nodes_.erase(added);
         throw;
@@ -80,7 +80,7 @@ void ETabulonCursorCache::EDataCache::List::FillOrder() {
     }
 }
 
-void ETabulonCursorCache::EDataCache::List::LinkBehind(Node* previous, Node& node) noexcept {
+void ETabulonCursorCache::EDataCache::List::LinkAfter(Node* previous, Node& node) noexcept {
     node.previous = previous;
     node.next = previous != nullptr ? previous->next : first_;
     (node.previous != nullptr ? node.previous->next : first_) = &node;
@@ -117,7 +117,7 @@ void ETabulonCursorCache::EDataCache::List::Fill(std::vector<CacheLine*>& lines,
         }
         Node& node = nodes_[line->Number()];
         node.line = line;
-        LinkBehind(last_, node);
+        LinkAfter(last_, node);
     }
     orderStamp_ = isTotal ? sortDesc_.OrderStamp() : orderStamp_;
 }

@@ -54,7 +54,7 @@ private:
     void CheckOrder(const CacheLine& added);
     [[nodiscard]] Node* FindPredecessor(Node& node);
     void FillOrder();
-    void LinkBehind(Node* previous, Node& node) noexcept;
+    void LinkAfter(Node* previous, Node& node) noexcept;
     [[nodiscard]] const Node* FindNode(EPosition number) const;
 
     const ETabulonSortDesc& sortDesc_;

@@ -123,7 +123,7 @@ TEST_F(CacheTables, ShowTheLinesInAnOrderOfTheirOwn) {
     EXPECT_FALSE(all->LoadBuffer());
 }
 
-TEST_F(CacheTables, FileNewLinesBehindTheirEquals) {
+TEST_F(CacheTables, FileNewLinesAfterTheirEquals) {
     const auto all = Table();
     const auto france = Table(At("FR"));
     EXPECT_EQ(AppendSale(6, "DE", "Trier", 1), StatusOk);

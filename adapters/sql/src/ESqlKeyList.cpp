@@ -40,7 +40,7 @@ bool ESqlKeyList::GoTo(EPosition position) {
 
 bool ESqlKeyList::Step(bool forward) noexcept {
     at_ = std::clamp<std::int64_t>(at_ + (forward ? 1 : -1), -1, Size());
-    return !IsBefore() && !IsBehind();
+    return !IsBefore() && !IsAfterLast();
 }
 
 }  // namespace etabulon

@@ -25,11 +25,11 @@ public:
     [[nodiscard]] EPosition FindTwice() const;
 
     void GoBefore() noexcept { at_ = -1; }
-    void GoBehind() noexcept { at_ = Size(); }
+    void GoAfterLast() noexcept { at_ = Size(); }
     /// False if the position isn't listed; the place then stays.
     [[nodiscard]] bool GoTo(EPosition position);
     [[nodiscard]] bool IsBefore() const noexcept { return at_ < 0; }
-    [[nodiscard]] bool IsBehind() const noexcept { return at_ >= Size(); }
+    [[nodiscard]] bool IsAfterLast() const noexcept { return at_ >= Size(); }
     /// Moves by one key; false before the first and after the last.
     [[nodiscard]] bool Step(bool forward) noexcept;
     /// Requires a place at a key.

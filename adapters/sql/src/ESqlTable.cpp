@@ -70,7 +70,7 @@ EPosition ESqlTable::GetLast() {
         return Leave(s.error.status);
     }
     s.walk = State::Walk::Listed;
-    s.list.GoBehind();
+    s.list.GoAfterLast();
     return StepListed(/*forward=*/false);
 }
 
@@ -138,7 +138,8 @@ EPosition ESqlTable::StepElsewhere(bool forward) {
         return Leave(DataNoCurrent);
     }
     const bool fromStart = isListed && s.list.IsBefore() && !s.moved;
-    const bool fromEnd = (isListed ? s.list.IsBehind() : s.walk == State::Walk::Ended) && !s.moved;
+    const bool fromEnd =
+        (isListed ? s.list.IsAfterLast() : s.walk == State::Walk::Ended) && !s.moved;
     if (!(isListed && s.list.IsWhole()) && !ListRange()) {
         s.BreakWalk();
         return Leave(s.error.status);
@@ -147,7 +148,7 @@ EPosition ESqlTable::StepElsewhere(bool forward) {
     if (fromStart) {
         s.list.GoBefore();
     } else if (fromEnd) {
-        s.list.GoBehind();
+        s.list.GoAfterLast();
     } else if (!s.list.GoTo(from)) {
         s.walk = State::Walk::None;
         s.LetStateGo();

@@ -14,7 +14,7 @@ namespace etabulon {
 /// Ownership  the descriptor isn't owned.
 /// Threads    one at a time; TryStop may be called from any.
 /// Failure    the first write that fails breaks the output: later text is dropped, and Error()
-/// gives the reason.
+///            gives the reason.
 class CliOutput {
 public:
     explicit CliOutput(int descriptor);

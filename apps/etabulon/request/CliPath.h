@@ -45,8 +45,7 @@ struct CliWordChoice {
     bool isQuoted = false;
 };
 
-/// A key of an order as written: `path`, `FUNCTION:column` or `level=value`, and behind it `:asc`
-/// or
+/// A key of an order as written: `path`, `FUNCTION:column` or `level=value`, then `:asc` or
 /// `:desc`.
 struct CliOrderChoice {
     std::string shown;  // without the direction

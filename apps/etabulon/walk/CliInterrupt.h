@@ -21,6 +21,7 @@ class ETabulonCursor;
 ///
 /// To be made in the main thread before any other thread, so that all threads inherit the blocked
 /// signals.
+///
 /// Ownership  the output isn't owned and must outlive this.
 /// Failure    std::system_error where no thread can be started.
 class CliInterrupt {

@@ -27,7 +27,7 @@ struct EMessage {
 /// Order      posted messages arrive in the order of posting. A sent one overtakes them.
 /// Failure    Post throws std::bad_alloc, or what the waker throws; in both cases it queues
 ///            nothing. A reserved message is always queued. A closed port drops all messages.
-/// Example    apps/etabulon/browse/BrowseWake.cpp
+/// Example    examples/window.cpp
 class ETABULON_API EMessagePort {
 public:
     class ETABULON_API IReceiver {

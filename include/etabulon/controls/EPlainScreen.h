@@ -7,7 +7,7 @@ namespace etabulon {
 /// A screen without pictures, fonts or a visible pointer: image lists only count their images,
 /// texts come from the string table, all else is null or a usual measure. A front end with few
 /// means derives from it.
-/// Example    apps/etabulon/browse/BrowseScreen.h
+/// Example    examples/window.cpp
 class ETABULON_API EPlainScreen : public IScreen {
 public:
     void SetPointer(HCURSOR cursor) override { pointer_ = cursor; }

@@ -12,7 +12,7 @@ namespace etabulon {
 /// Cost       each step from an item to its neighbours is one lookup of its handle in a hash table.
 /// Ownership  a derived class calls Close in its destructor, while its own overrides can still be
 ///            called.
-/// Example    apps/etabulon/browse/BrowseTreeView.h
+/// Example    examples/window.cpp
 class ETABULON_API ETreeViewItems : public ITreeView {
 public:
     ETreeViewItems();

@@ -44,7 +44,7 @@ public:
         MetricSmallIconWidth = 49,
         MetricSmallIconHeight = 50,
     };
-    /// Of image lists; a front end may ignore them.
+    /// Flags of image lists; a front end may ignore them.
     enum ImageListFlag : unsigned {
         ImagesMasked = 0x1,
         ImagesColour32 = 0x20,

@@ -5,7 +5,7 @@
 namespace etabulon {
 
 /// Holds a cursor exclusively for a scope: calls GetCursorExclusive, and CursorUnlock at its end.
-/// Example    tests/controls/TreeCtrlThreadTest.cpp
+/// Example    examples/errors.cpp
 class [[nodiscard]] ECursorExclusive {
 public:
     explicit ECursorExclusive(ETabulonCursor& cursor) : cursor_(cursor) {
@@ -21,7 +21,7 @@ private:
 
 /// Holds a cursor's lock for a scope. It waits until a walk under the lock releases it, where
 /// ECursorExclusive cancels the walk.
-/// Example    apps/etabulon/browse/BrowseCtrl.cpp
+/// Example    examples/errors.cpp
 class [[nodiscard]] ECursorLocking {
 public:
     explicit ECursorLocking(ETabulonCursor& cursor) : cursor_(cursor) {

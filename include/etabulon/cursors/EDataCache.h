@@ -52,7 +52,7 @@ public:
     void OnLineDeleted(const CacheLine& /*line*/) {}
     void OnLineRemoved(const CacheLine& line);
     /// Deliberate: does nothing. A line whose new values would sort elsewhere keeps its position.
-    /// FileNewLinesBehindTheirEquals holds it.
+    /// FileNewLinesAfterTheirEquals holds it.
     void OnLineChanged(const CacheLine& /*line*/) {}
     /// A dead line came back to life. This table lacks it if it was dead when the table was made.
     void OnLineRevived(CacheLine& line);

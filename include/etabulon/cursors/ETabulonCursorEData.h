@@ -45,9 +45,9 @@ public:
                              const EDerivation& derivation);
     /// Makes a value from those of other variables, in their order.
     using MakeValue = std::function<EVariant(std::span<const EVariant* const> values)>;
-    /// The same from any number of variables, derived ones too, by a function that is called for
-    /// each distinct combination of their values, or for each record. Its values are stored in a
-    /// field of this type.
+    /// Adds a field of this type that a function makes from any number of variables, derived ones
+    /// too. The function is called for each distinct combination of their values, or for each
+    /// record.
     bool DeclareDerivedField(const ETabulonVariableID& id,
                              const std::vector<ETabulonVariableID>& bases, int type,
                              MakeValue make);
@@ -76,7 +76,7 @@ protected:
     CursorStatus Reset(const ETabulonTag& tag) override;
     CursorStatus GetNext() override;
     void ExpectBlocks() override;
-    /// By the table's blocks, unless records are locked. Links are followed once for each key.
+    /// Reads the table's blocks, unless records are locked. Links are followed once for each key.
     [[nodiscard]] bool BeginBlocks(const EBlockRequest& request) override;
     CursorStatus GetNextBlock(const ERecordBlock*& block) override;
     void EndBlocks() noexcept override;

@@ -39,7 +39,7 @@ protected:
     CursorStatus Reset(const ETabulonTag& tag) override;
     CursorStatus GetNext() override;
     void ExpectBlocks() override { CallExpectBlocks(); }
-    /// By the source's blocks, if the source is no relay itself, and has the same levels and no
+    /// Reads the source's blocks if the source is no relay itself, and has the same levels and no
     /// listeners. Deleted records are left out of a part, and updated ones show their new values.
     [[nodiscard]] bool BeginBlocks(const EBlockRequest& request) override;
     CursorStatus GetNextBlock(const ERecordBlock*& block) override;

@@ -118,9 +118,9 @@ public:
 
     [[nodiscard]] std::size_t Size() const noexcept { return variables_.size(); }
     [[nodiscard]] DVariable* At(std::size_t index) const { return variables_[index].get(); }
-    /// By folded name; null where there is none.
+    /// The variable of that name, whatever its case; null if there is none.
     [[nodiscard]] DVariable* Find(const Chaine& name) const;
-    /// By link name, otherwise the only link whose first own variable has that name; null for none.
+    /// The link of that name, otherwise the only one whose first own variable has it; or null.
     [[nodiscard]] const DLink* FindLink(const Chaine& name) const;
     [[nodiscard]] const std::deque<DLink>& Links() const noexcept { return links_; }
     [[nodiscard]] const std::vector<unsigned>& Key() const noexcept { return key_; }

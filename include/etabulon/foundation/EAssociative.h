@@ -68,7 +68,7 @@ public:
     [[nodiscard]] bool IsShared() const noexcept { return pairs_.IsShared(); }
     [[nodiscard]] std::int32_t Hint() const noexcept { return hint_.Get(); }
 
-    /// By position. Requires index < Size().
+    /// The pair at a position. Requires index < Size().
     [[nodiscard]] Pair& At(std::uint32_t index) { return pairs_.At(index); }
     [[nodiscard]] const Pair& At(std::uint32_t index) const { return pairs_.At(index); }
     [[nodiscard]] const K& Key(std::uint32_t index) const { return pairs_.At(index).key; }

@@ -55,7 +55,7 @@ public:
     [[nodiscard]] Form GetForm() const noexcept { return form_; }
     [[nodiscard]] const EFieldDesc& Desc() const noexcept { return desc_; }
 
-    /// Of any form: the value of a cell that is laid out as the column's field. Texts with numbers
+    /// For any form: the value of a cell that is laid out as the column's field. Texts with numbers
     /// are borrowed until the block is finished.
     void PutCell(std::size_t record, const void* cell);
     // Words: a value in its natural size.

@@ -34,7 +34,7 @@ class ETABULON_API EDataColumns : public EDataTable {
 public:
     /// A second table on the columns of `other`.
     EDataColumns(const EDataColumns& other);
-    /// The same with some of its fields, by index, in this order.
+    /// A second table with some of the fields of `other`, by index, in this order.
     EDataColumns(const EDataColumns& other, std::span<const unsigned> fields);
     ~EDataColumns() override;
 

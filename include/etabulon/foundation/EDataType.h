@@ -109,7 +109,7 @@ struct ETypeInfo {
     }
 };
 
-/// By the low byte of a code; any unknown code is Raw bytes.
+/// At the low byte of a code, the properties of its type; any unknown code is Raw bytes.
 ETABULON_API extern const std::array<ETypeInfo, 256> kTypeInfos;
 
 [[nodiscard]] inline const ETypeInfo& TypeInfo(std::int32_t type) noexcept {

@@ -41,7 +41,7 @@ public:
     [[nodiscard]] const EField& operator[](const Chaine& name) const;
     [[nodiscard]] EField& operator[](unsigned long accelerator);
     [[nodiscard]] const EField& operator[](unsigned long accelerator) const;
-    /// By number if there is one, otherwise by name.
+    /// Looks for the number if there is one, otherwise for the name.
     [[nodiscard]] bool Exist(const EFieldIdent& ident) const noexcept;
     /// The index of a field, or -1.
     [[nodiscard]] int IndexOf(const Chaine& name) const noexcept;

@@ -116,7 +116,7 @@ public:
 
     /// How many records there are; at least one.
     [[nodiscard]] std::size_t Size() const noexcept { return size_; }
-    /// By the index that EBlockRequest gave.
+    /// The column at the index that EBlockRequest gave.
     [[nodiscard]] const Column& At(unsigned column) const noexcept { return columns_[column]; }
     /// The value as the column's field would show it. Valid until the next call for this column,
     /// and, read from a dictionary, until the next block.

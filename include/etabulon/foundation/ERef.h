@@ -16,7 +16,7 @@ namespace etabulon {
 /// Ownership  copying adds a reference, moving steals it, the destructor gives it back.
 ///            There is no conversion from T*: Adopt or Retain says which is meant.
 /// Threads    as for the object, whose count may be a plain integer.
-/// Example    apps/etabulon/request/CliCalculations.cpp
+/// Example    examples/errors.cpp
 template <class T>
 class [[nodiscard]] ERef {
 public:

@@ -45,7 +45,7 @@ public:
     /// The index of the value, which is inserted if it isn't there.
     std::int32_t Add(const T& value) { return Find(value, FindOrInsert); }
 
-    /// By position, without growing. Requires index < Size().
+    /// The value at a position, without growing. Requires index < Size().
     [[nodiscard]] T& At(std::uint32_t index) { return items_.At(index); }
     [[nodiscard]] const T& At(std::uint32_t index) const { return items_.At(index); }
     T& operator[](std::uint32_t index) { return items_.At(index); }
@@ -73,7 +73,7 @@ public:
         std::swap(hint_, other.hint_);
     }
 
-    /// The same values in the same order.
+    /// Whether both have the same values in the same order.
     friend bool operator==(const PUnique& left, const PUnique& right) {
         return left.items_ == right.items_;
     }

@@ -86,7 +86,7 @@ public:
     void RemNotifiers(const PTableau<INotifier*>& notifiers);
 
     [[nodiscard]] unsigned int SortLevelCount(HideFlag mask) const;
-    /// By visible position. Requires index < SortLevelCount(mask). Valid until the keys change.
+    /// The visible key. Requires index < SortLevelCount(mask). Valid until the keys change.
     [[nodiscard]] const SortKey& SortLevel(unsigned int index, HideFlag mask) const;
     /// The level identifiers of the visible keys in order. Valid until the keys change.
     [[nodiscard]] std::span<const unsigned int> VisibleLevels(HideFlag mask) const;
@@ -116,7 +116,7 @@ public:
     [[nodiscard]] int Compare(const ETabulonTag& a, const ETabulonTag& b, const SortKey& key) const;
     [[nodiscard]] int Compare(const ETabulonTag& a, const ETabulonTag& b, unsigned int index,
                               HideFlag mask) const;
-    /// By the first visible level that both tags hold with different values.
+    /// Compares at the first visible level that both tags hold with different values.
     [[nodiscard]] int Compare(const ETabulonTag& a, const ETabulonTag& b, HideFlag mask) const;
     /// A text whose plain order is that of Compare(a, b, key) before reversal: for callers that
     /// compare one tag many times. Requires the level in the tag. Valid until the compare source or
@@ -124,7 +124,7 @@ public:
     [[nodiscard]] Chaine ComparisonKey(const ETabulonTag& tag, const SortKey& key) const;
     [[nodiscard]] Chaine ComparisonKey(const ETabulonTag& tag, const SortKey& key,
                                        ETabulonSortKeyCache& cache) const;
-    /// The same for a value of any level.
+    /// The comparison key of a value, whatever its level.
     [[nodiscard]] Chaine ComparisonKey(const ETabulonValue& value) const;
     /// Changes whenever the order of tags may change: with the keys and with the compare source.
     /// Comparable with earlier stamps of this description only.

@@ -93,7 +93,7 @@ public:
     }
     void Build(unsigned int count, const SortKey* keys);
 
-    /// The same keys in the same order.
+    /// Whether both have the same keys in the same order.
     [[nodiscard]] bool IsSameAs(const ETabulonSortKeyArray& other) const;
 
 private:

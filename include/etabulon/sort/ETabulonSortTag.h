@@ -15,7 +15,7 @@ public:
     // Implicit, so that a map of sort tags can be searched for a plain tag.
     ETabulonSortTag(const ETabulonTag& tag) : ETabulonTag(tag) {}
 
-    /// By the number of levels, then level by level: the identifier, then the value by
+    /// Compares the number of levels, then level by level the identifier, then the value by
     /// ETabulonValue::Compare on data.
     [[nodiscard]] bool operator<(const ETabulonSortTag& other) const;
 };

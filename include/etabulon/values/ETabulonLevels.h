@@ -83,7 +83,7 @@ public:
         return static_cast<unsigned int>(levels_.Size());
     }
     [[nodiscard]] bool ExistLevel(unsigned int level) const;
-    /// By DataID, the level's identifier on the left of the comparison.
+    /// Compares each level's DataID() == id, in this order of the operands.
     [[nodiscard]] bool ExistLevel(const ETabulonVariableID& id) const;
     /// Requires ExistLevel(level).
     [[nodiscard]] const Level& GetLevel(unsigned int level) const;

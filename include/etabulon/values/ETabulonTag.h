@@ -66,7 +66,7 @@ public:
     [[nodiscard]] const ETabulonValue* Find(unsigned int level) const;
     /// The entry of a level for refilling in place, added if it is new.
     [[nodiscard]] ETabulonValue& Slot(unsigned int level);
-    /// The same for a series of tags of one shape, such as those of a walk: tries first the entry
+    /// Find for a series of tags of one shape, such as those of a walk: tries first the entry
     /// `index`, where the previous tag had the level, and stores there the index found in this tag.
     [[nodiscard]] const ETabulonValue* Find(unsigned int level, unsigned int& index) const {
         return index < KnownLevelsCount() && LevelAt(index) == level ? &ValueAt(index)

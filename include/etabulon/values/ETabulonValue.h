@@ -49,11 +49,11 @@ public:
         }
         return display_;
     }
-    /// The same text, without caching it in this value.
+    /// The text of DisplayValue, without caching it in this value.
     [[nodiscard]] Chaine DisplayText() const {
         return displayPending_ ? data_.AsChaine() : display_;
     }
-    /// The same, made in `buffer` or `holder`: see EVariant::AsText.
+    /// The text of DisplayValue, made in `buffer` or `holder`: see EVariant::AsText.
     [[nodiscard]] std::string_view DisplayText(EVariant::TextBuffer& buffer, Chaine& holder) const {
         return displayPending_ ? data_.AsText(buffer, holder) : display_.View();
     }
@@ -71,7 +71,7 @@ public:
     /// was made is kept, and a default-constructed value still displays as empty.
     void SetData(const EVariant& data);
 
-    /// By status, then data. Two ValNull are equal; flags and text play no part.
+    /// Compares status, then data. Two ValNull are equal; flags and text play no part.
     friend bool operator==(const ETabulonValue& a, const ETabulonValue& b) noexcept {
         return a.status_ == b.status_ && (a.status_ == ValNull || a.data_ == b.data_);
     }

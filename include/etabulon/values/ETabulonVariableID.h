@@ -18,7 +18,7 @@ public:
     /// anything else is a code, split at its first ".".
     ETabulonVariableID(const Chaine& code);
     ETabulonVariableID(const char* code) : ETabulonVariableID(Chaine(code)) {}
-    /// By number; 0 gives the code "0" and an identifier by name.
+    /// An identifier by number; 0 gives one by name, with the code "0".
     ETabulonVariableID(unsigned long accelerator);
     virtual ~ETabulonVariableID() = default;
     ETabulonVariableID(const ETabulonVariableID&) = default;
@@ -43,7 +43,7 @@ public:
     [[nodiscard]] bool operator!=(const ETabulonVariableID& other) const noexcept {
         return !(*this == other);
     }
-    /// By number if both have one, otherwise by code in folded order.
+    /// Compares numbers if both have one, otherwise codes in folded order.
     [[nodiscard]] bool operator<(const ETabulonVariableID& other) const noexcept;
 
     [[nodiscard]] bool ExistsIn(const EFieldSet& fields) const;

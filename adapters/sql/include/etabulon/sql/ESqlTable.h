@@ -94,7 +94,7 @@ public:
     std::int32_t UnlockRecord(EPosition where) override;
     [[nodiscard]] Chaine LastErrorText() const override;
     [[nodiscard]] int LastErrorCode() const override;
-    /// Of streaming walks; null for a derived class, which may have steps of its own.
+    /// Blocks of streaming walks; null for a derived class, which may have steps of its own.
     EBlockSource* Blocks() override;
 
     [[nodiscard]] const ESqlTableInfo& Info() const noexcept;
