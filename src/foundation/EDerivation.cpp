@@ -17,7 +17,6 @@ constexpr std::int64_t kThursday = 3;  // from Monday, 0
 constexpr std::int64_t kMillisecondsPerHour = 3600000;
 constexpr std::int64_t kMonthsPerQuarter = 3;
 constexpr double kMostExact = 9007199254740992.0;  // 2^53
-constexpr double kRounding = 1e-12;                // of a quotient of two rounded numbers
 
 constexpr std::int64_t FloorDivide(std::int64_t number, std::int64_t divisor) noexcept {
     return number / divisor - (number % divisor < 0 ? 1 : 0);
@@ -85,11 +84,12 @@ EDerivation EDerivation::Bin(double width) noexcept {
 }
 
 EDerivation EDerivation::Bins(double lowest, double highest, std::uint32_t groups) noexcept {
-    E_EXPECTS(lowest < highest && std::isfinite(lowest) && std::isfinite(highest) && groups != 0);
+    E_EXPECTS(lowest <= highest && std::isfinite(lowest) && std::isfinite(highest) && groups != 0);
     EDerivation bins(Kind::Bin);
     bins.count_ = groups;
     bins.origin_ = lowest;
-    bins.SetWidth(highest / groups - lowest / groups);
+    // The width of one group plays no part, and may be too large for a number.
+    bins.SetWidth(groups == 1 ? 0 : highest / groups - lowest / groups);
     return bins;
 }
 
@@ -213,19 +213,25 @@ EVariant EDerivation::GroupOf(const EVariant& value) const {
         return EVariant::FromInt64(lowest);
     }
     const double number = value.AsDouble();
-    // A number at a border belongs to the group above it, though its quotient is rounded.
     const double quotient = number / width_ - origin_ / width_;
-    const double nearest = std::round(quotient);
-    const bool isAtBorder =
-        std::fabs(quotient - nearest) <= kRounding * std::max(1.0, std::fabs(quotient));
-    double group = isAtBorder ? nearest : std::floor(quotient);
-    if (count_ != 0) {
-        group = std::clamp(group, 0.0, static_cast<double>(count_ - 1));
-    }
-    if (!std::isfinite(group)) {
+    if (count_ == 0 && !(std::fabs(quotient) < kMostExact)) {
         return EVariant::FromDouble(number);  // a group of its own
     }
-    return EVariant::FromDouble(origin_ + group * units_ / perUnit_);
+    const auto beginningOf = [this](double group) { return origin_ + group * units_ / perUnit_; };
+    // A number at a border belongs to the group above it, though both are rounded.
+    const double rounding = std::min(4 * std::numeric_limits<double>::epsilon() *
+                                         std::max(std::fabs(number), std::fabs(origin_)),
+                                     width_ / 1000);
+    double group = std::floor(quotient);
+    if (beginningOf(group + 1) - number <= rounding) {
+        ++group;
+    } else if (beginningOf(group) - number > rounding) {
+        --group;
+    }
+    if (count_ != 0) {
+        group = width_ == 0 ? 0 : std::clamp(group, 0.0, static_cast<double>(count_ - 1));
+    }
+    return EVariant::FromDouble(beginningOf(group));
 }
 
 EVariant EDerivation::BeginningOf(const EVariant& value) const {

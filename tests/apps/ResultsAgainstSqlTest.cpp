@@ -406,8 +406,14 @@ TEST(Conditions, HoldForEveryViewAndForEditedValues) {
                      "a is not null"}),
               "a\tSUM(n)\ny\t25\nx\t15\ntotal\t40\n");
     // NULL in a list is the missing value; each condition is read by itself.
-    EXPECT_EQ(shown({"walk", "--where", "a in (y, null)", "--where", "", "--columns", "n"}),
+    EXPECT_EQ(shown({"walk", "--where", "\n a in\n(y, null)\n", "--where", "", "--columns", "n"}),
               "id\tn\n3\t25\n4\t35\n");
+    // More conditions than an engine takes in one statement.
+    std::string many = "n > 10";
+    for (int value = 100; value < 1400; ++value) {
+        many += " and n != " + std::to_string(value);
+    }
+    EXPECT_EQ(shown({"grid", "--calc", "COUNT:id", "--where", many}), "COUNT(id)\n3\n");
     EXPECT_EQ(shown({"walk", "--where", "a not in (NULL, y)", "--columns", "n"}),
               "id\tn\n1\t5\n2\t15\n");
     EXPECT_EQ(shown({"walk", "--where", "n > 1) or (n < 1", "--where", "id = 1"}),

@@ -308,8 +308,11 @@ bool ESqlTable::AddRange(unsigned column, const ETabulonValue& value) {
 bool ESqlTable::AddTest(unsigned column, const EFilter::Node& test) {
     // A walk without an order has that of the engine's plan, which a condition may change.
     const bool isOrdered = state_->info.keyKind != ESqlKeyKind::None;
+    // Engines limit the depth of an expression, and the parameters.
+    constexpr std::size_t kMostConditions = 50;
     ESqlCondition condition;
-    if (!isOrdered || column >= state_->info.columns.size() ||
+    if (!isOrdered || state_->conditions.size() >= kMostConditions ||
+        column >= state_->info.columns.size() ||
         !MakeSqlTest(state_->info, column, test, condition)) {
         return false;
     }

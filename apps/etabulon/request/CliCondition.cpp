@@ -20,6 +20,9 @@ namespace {
 
 using Test = EFilter::Test;
 
+// A long condition is written over several lines.
+constexpr std::string_view kBlanks = " \t\r\n";
+
 void AddOnce(std::vector<CliVariable>& variables, const CliVariable& added) {
     const bool isKnown =
         std::any_of(variables.begin(), variables.end(),
@@ -70,9 +73,7 @@ private:
                 fmt::format("in --where before {}: {}", Quoted(text_.substr(place_)), failure.text);
         }
     }
-    void SkipBlanks() {
-        place_ = std::min(text_.find_first_not_of(kCliBlanks, place_), text_.size());
-    }
+    void SkipBlanks() { place_ = std::min(text_.find_first_not_of(kBlanks, place_), text_.size()); }
     [[nodiscard]] bool Take(std::string_view symbol) {
         SkipBlanks();
         if (!text_.substr(place_).starts_with(symbol)) {
@@ -82,7 +83,7 @@ private:
         return true;
     }
     [[nodiscard]] static bool EndsWord(char c) {
-        return kCliBlanks.find(c) != std::string_view::npos ||
+        return kBlanks.find(c) != std::string_view::npos ||
                std::string_view("(),=!<>'\"").find(c) != std::string_view::npos;
     }
     /// A word of the language, in any case.
@@ -153,7 +154,7 @@ private:
     [[nodiscard]] bool GoesOn(std::size_t from) const {
         const char next = place_ + 1 < text_.size() ? text_[place_ + 1] : ' ';
         return text_[place_] == '>' && place_ != from &&
-               kCliBlanks.find(next) == std::string_view::npos &&
+               kBlanks.find(next) == std::string_view::npos &&
                std::string_view("=+-.'0123456789").find(next) == std::string_view::npos;
     }
 
@@ -351,7 +352,8 @@ private:
 }  // namespace
 
 CliResult<CliCondition> ParseCondition(const CliTable& table, std::string_view text) {
-    return Trimmed(text).empty() ? CliCondition() : Reader(table, text).Read();
+    const bool isBlank = text.find_first_not_of(kBlanks) == std::string_view::npos;
+    return isBlank ? CliCondition() : Reader(table, text).Read();
 }
 
 namespace {

@@ -162,9 +162,9 @@ public:
         }
         return StatusOk;
     }
-    /// Without numbers the groups don't matter; of one number all are the first one's.
+    /// Without numbers the groups don't matter.
     [[nodiscard]] EDerivation Bins(std::uint32_t groups) const {
-        return EDerivation::Bins(lowest_, highest_ > lowest_ ? highest_ : lowest_ + groups, groups);
+        return EDerivation::Bins(lowest_, highest_, groups);
     }
 
 private:

@@ -34,8 +34,8 @@ public:
     /// above 0. Whole numbers stay whole where the width is.
     [[nodiscard]] static EDerivation Bin(double width) noexcept;
     /// This number of groups of one width. The first begins at `lowest`, and the last includes
-    /// `highest`.
-    /// Requires finite numbers, lowest below highest, and at least one group.
+    /// `highest`. Where both are equal, all numbers are in the first.
+    /// Requires finite numbers, lowest not above highest, and at least one group.
     [[nodiscard]] static EDerivation Bins(double lowest, double highest,
                                           std::uint32_t groups) noexcept;
     /// The first letters of a text: characters of UTF-8; a byte that belongs to none is a letter of

@@ -125,8 +125,8 @@ public:
     /// stays wider.
     bool AddRange(unsigned column, const ETabulonValue& value);
     /// Narrows the next walk to rows whose column passes a test of a filter, in the same way.
-    /// False for a table without a key, whose order it might change. Requires a test that is no
-    /// joint of others.
+    /// False for a table without a key, whose order it might change, and behind the 50th
+    /// condition. Requires a test that is no joint of others.
     bool AddTest(unsigned column, const EFilter::Node& test);
     /// Orders walks by these columns (missing values first, texts by bytes) and then by the key.
     void SetOrder(std::vector<unsigned> columns);
