@@ -83,7 +83,8 @@ TEST(GroupsOfNumbers, BeginAtMultiplesOfTheirWidthAndHoldTheirBorders) {
     EXPECT_EQ(Made(EDerivation::Bin(10), TYPE_DOUBLE, "inf"), "inf");
     EXPECT_EQ(Made(EDerivation::Bins(-1e308, 1e308, 2), TYPE_DOUBLE, "0.5"), "0");
     // Numbers far from 0, where a quotient is rounded by a large part of a group.
-    EXPECT_EQ(Made(EDerivation::Bin(1), TYPE_DOUBLE, "600000000000.7"), "600000000000");
+    EXPECT_EQ(EDerivation::Bin(1).Of(EVariant::FromDouble(600000000000.7)),
+              EVariant::FromDouble(600000000000));
     EXPECT_EQ(EDerivation::Bin(0.001).Of(EVariant::FromDouble(1700000000.0007)),
               EVariant::FromDouble(1700000000));
     EXPECT_EQ(Made(EDerivation::Bin(0.001), TYPE_DOUBLE, "1e22"), "1e+22");
