@@ -175,6 +175,22 @@ TEST_P(ResultsAgainstSql, AgreeInEveryLineAndTheTotalOfAScore) {
     EXPECT_EQ(rows.back().front(), "total");
 }
 
+/// The count and the results of each node of a depth, by its labels.
+std::map<Row, Row> NodesBySql(const std::string& path, const Case& tested, bool isOne,
+                              const std::string& results) {
+    const std::string nodes = "IFNULL(l, '\\N')" + std::string(isOne ? "" : ", IFNULL(c, '\\N')");
+    std::map<Row, Row> expected;
+    for (const Row& row : Database(path).Rows(
+             "SELECT " + nodes + ", COUNT(*)" + results + " FROM (SELECT " + tested.lineSql +
+             " AS l, " + (tested.columns == nullptr ? "''" : tested.columnSql) + " AS c, s." +
+             tested.variable + " AS x FROM " + (tested.isOfStrikes ? kStrikesFrom : kGapsFrom) +
+             ") GROUP BY " + (isOne ? "1" : "1, 2"))) {
+        const auto label = row.begin() + (isOne ? 1 : 2);
+        expected.emplace(Row(row.begin(), label), Row(label, row.end()));
+    }
+    return expected;
+}
+
 // Of the nodes of each depth, which a table of lines shows for the deepest ones.
 TEST_P(ResultsAgainstSql, AgreeInEveryNodeOfATree) {
     const Case& tested = GetParam();
@@ -189,17 +205,7 @@ TEST_P(ResultsAgainstSql, AgreeInEveryNodeOfATree) {
                                (tested.columns == nullptr ? "" : tested.columns);
     for (const int depth : {1, 2}) {
         const bool isOne = depth == 1 || tested.columns == nullptr;
-        const std::string nodes =
-            "IFNULL(l, '\\N')" + std::string(isOne ? "" : ", IFNULL(c, '\\N')");
-        std::map<Row, Row> expected;
-        for (const Row& row : Database(path_).Rows(
-                 "SELECT " + nodes + ", COUNT(*)" + results + " FROM (SELECT " + tested.lineSql +
-                 " AS l, " + (tested.columns == nullptr ? "''" : tested.columnSql) + " AS c, s." +
-                 tested.variable + " AS x FROM " + (tested.isOfStrikes ? kStrikesFrom : kGapsFrom) +
-                 ") GROUP BY " + (isOne ? "1" : "1, 2"))) {
-            const auto label = row.begin() + (isOne ? 1 : 2);
-            expected.emplace(Row(row.begin(), label), Row(label, row.end()));
-        }
+        std::map<Row, Row> expected = NodesBySql(path_, tested, isOne, results);
         std::vector<Row> rows = RowsOf("tree @ " + Table() + " --levels " + levels + " --calc " +
                                            calculations + " --depth " + std::to_string(depth),
                                        path_);
