@@ -239,9 +239,7 @@ CliResult<> EditCommand::Show(CliEnvironment& environment, const CliTable& table
         return prepared;
     }
     if (edits.ChangesLinks()) {
-        TellUser(
-            "what is reached through links is shown as for the records before the edits, and as "
-            "missing for new ones");
+        TellUser("what is reached through links is shown as for the records before the edits");
     }
     return view.ShowTable(environment, table, &edits.Changes());
 }

@@ -251,10 +251,7 @@ bool CliEdits::ChangesLinks() const {
                        link.variables.end();
             });
     };
-    return std::any_of(columns_.begin(), columns_.end(), isOfLink) ||
-           std::any_of(levels_.all.begin(), levels_.all.end(), [this](const CliLevel& level) {
-               return IsLink(level.data) && changes_.Script(ETabulonPendingChanges::Insert).Size();
-           });
+    return std::any_of(columns_.begin(), columns_.end(), isOfLink);
 }
 
 }  // namespace etabulon

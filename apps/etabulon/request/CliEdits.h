@@ -40,8 +40,8 @@ public:
     [[nodiscard]] std::string WrittenLevels() const;
     /// A place in the form that edits use: `level=value`, separated by commas.
     [[nodiscard]] std::string WrittenPlace(const ETabulonTag& place) const;
-    /// An edit changes a column that a link starts at, or inserts a record whose level is reached
-    /// through a link. A view reads linked values for the record as the table has it.
+    /// An edit changes a column that a link starts at. A view reads linked values for the record as
+    /// the table has it.
     [[nodiscard]] bool ChangesLinks() const;
 
 private:

@@ -148,6 +148,17 @@ bool MovesRecords(const CliWalkContext& context, const ETabulonLevels& levels) {
     });
 }
 
+bool UsesLinks(const ETabulonLevels& levels, const std::vector<ETabulonVariableID>& others) {
+    for (unsigned int index = 0; index < levels.Size(); ++index) {
+        const ETabulonLevels::Level& level = levels.GetLevel(levels.GetLevelID(index));
+        if (level.DataID().IsLink() || level.DescID().IsLink()) {
+            return true;
+        }
+    }
+    return std::any_of(others.begin(), others.end(),
+                       [](const ETabulonVariableID& id) { return id.IsLink(); });
+}
+
 /// Finds the lowest and the highest number of a field.
 class BoundsListener final : public ECursorListener {
 public:
@@ -288,6 +299,10 @@ CliResult<> OpenCursor(const CliWalkContext& context, const ETabulonLevels& leve
     }
     if (context.changes != nullptr) {
         cursor.ShowPending(*context.changes, MovesRecords(context, levels));
+        if (context.changes->Script(ETabulonPendingChanges::Insert).Size() != 0 &&
+            UsesLinks(levels, ids)) {
+            TellUser("what is reached through links is shown as missing for new records");
+        }
     }
     cursor.Seen().SetFilter(context.condition.filter);
     return {};

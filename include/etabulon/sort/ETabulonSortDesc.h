@@ -41,7 +41,8 @@ public:
         CompareOnData = 1,     // the data as text, in plain order: 10 comes before 9
         // The values: missing ones first, then numbers, dates and texts, each in their own order,
         // texts in locale order and then by bytes. A value with a label stands where its label
-        // would, and then by its data. Only equal values compare as equal: acme and ACME, an empty
+        // would, and then by its data; a label that is the text of its own number stands where the
+        // number does. Only equal values compare as equal: acme and ACME, an empty
         // text and a missing one, and two values of one label are different ones.
         CompareOnValue = 0x100,
     };
