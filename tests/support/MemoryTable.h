@@ -85,7 +85,7 @@ struct VentesData {
 /// A table that writes down what is asked of it, and fails where it is told to.
 ///
 /// It stands beside `inner` on the same records. The trace is "first next lock(-1,1) update(-1)",
-/// with begin and end for a session of writes. An operation goes by its word in the trace.
+/// with begin and end for a session of writes. An operation is named by its word in the trace.
 class FailingTable : public EDataMemory {
 public:
     explicit FailingTable(const EDataMemory& inner) : EDataMemory(inner) {}

@@ -6,7 +6,7 @@
 namespace etabulon::test {
 
 /// The tree as its rules are told: whole tags, linear searches, each newcomer placed at once by a
-/// scan. What the tree proper must come to by its shorter roads.
+/// scan. What the tree itself must come to by its faster ways.
 class LiteralNode {
 public:
     LiteralNode(LiteralNode* above, const ETabulonTag& position, const ETabulonSortDesc* sort)

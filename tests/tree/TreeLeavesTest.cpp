@@ -113,7 +113,7 @@ private:
         reader_.wait = 0;
     }
     /// One path down: its nodes, the size and the key of the last one. What a walk has filed by
-    /// then depends on the road, so that nothing is compared.
+    /// then depends on the kind of the walk, so that nothing is compared.
     void Look() {
         EDataTreeNode* node = tree_->Root();
         while (node->Size() != 0) {

@@ -425,7 +425,8 @@ TEST(LongFill, ShowsANodeOfAListenerBeforeItsEarlierEquals) {
     EXPECT_EQ(tree.Root()->Get(kRecords + 0U)->DisplayValue().Data(), EVariant("fr"));
 }
 
-// Below Peru nodes are of another level than the walk's, so its record goes by the general road.
+// Below Peru nodes are of another level than the walk's, so its record is filed by the general
+// method.
 TEST(LongFill, GivesNoNodeTheKeyOfARecordElsewhere) {
     Sales sales;
     sales.Refill(8, [](int number) { return std::tuple("Italy", "Rom", 2019 + number % 2); });

@@ -358,7 +358,7 @@ TEST(IdentifierEquality, GoesByNumberWhateverTheCodesSay) {
     EXPECT_TRUE(ID(12UL) == ID(" 0012"));
     EXPECT_FALSE(ID("x") == ID(12UL));
     EXPECT_FALSE(ID(12UL) == ID("x"));
-    // The number 0 goes by name.
+    // The number 0 is identified by name.
     EXPECT_TRUE(ID(0UL) == ID("0"));
     EXPECT_FALSE(ID(0UL) == ID(" 0"));
 }
