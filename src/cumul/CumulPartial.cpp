@@ -27,6 +27,7 @@ void CumulPartial::AddValue(const ETabulonExtractValue& extract) {
 }
 
 void CumulPartial::Merge(const CumulPartial& after) {
+    E_EXPECTS(&after != this && IsMergeable());
     std::byte* const rows[] = {cells_->RowAt(0)};
     cells_->MergeAfter(rows, *after.cells_, 0);
 }

@@ -471,9 +471,10 @@ TEST(SeveralValuesOfALevel, LeaveItALevel) {
 }
 
 TEST(ShownEdits, TellWhatLinksOfNewRecordsShow) {
-    const CommandResult run = RunCommand(
-        {"edit", ETABULON_STRIKES_DATABASE, "strikes", "--insert", "id=900000,airport_id=1", "--show",
-         "score", "--level", "airport>name", "--calc", "COUNT:id", "--where", "id = 900000"});
+    const CommandResult run =
+        RunCommand({"edit", ETABULON_STRIKES_DATABASE, "strikes", "--insert",
+                    "id=900000,airport_id=1", "--show", "score", "--level", "airport>name",
+                    "--calc", "COUNT:id", "--where", "id = 900000"});
     EXPECT_EQ(run.out, "airport>name\tCOUNT(id)\n\\N\t1\ntotal\t1\n");
     EXPECT_EQ(run.err,
               "etabulon: what is reached through links is shown as missing for new records\n");

@@ -333,6 +333,11 @@ struct ScoreKind {
 };
 INSTANTIATE_TYPED_TEST_SUITE_P(Score, FillerSuite, ScoreKind);
 
+TEST(PartialStates, DontMergeWithFunctionsOfAnApplication) {
+    EXPECT_TRUE(CumulPartial(CollectAny({{"SUM", "A"}, {"COUNT", "B"}})).IsMergeable());
+    EXPECT_FALSE(CumulPartial(CollectAny({{"SUM", "A"}, {"LASTPOSITIVE", "B"}})).IsMergeable());
+}
+
 TEST(RankedScore, RanksTheLargestFirstAndReplacesAtEachWalk) {
     Listening<ScoreKind> listening(Turns(4), 1, kSum);
     EXPECT_EQ(listening.Walk(), "[B]=4 [A]=2 total=6");

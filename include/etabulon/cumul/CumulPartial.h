@@ -24,7 +24,7 @@ class CumulCells;
 ///            value: that result is ValSpecial.
 /// Ownership  holds a reference to each calculation.
 /// Threads    one at a time.
-/// Example    tests/grid/RandomResult.h
+/// Example    examples/partial.cpp
 class ETABULON_API CumulPartial {
 public:
     explicit CumulPartial(const ITabulonCumulFuncOnVarCollection& calculations);
@@ -36,8 +36,8 @@ public:
     [[nodiscard]] bool IsMergeable() const noexcept;
     /// Folds a record. Requires that the extract knows the calculations' variables.
     void AddValue(const ETabulonExtractValue& extract);
-    /// Merges the state of records that come after those of this one. Requires the same
-    /// calculations, and IsMergeable().
+    /// Merges the state of records that come after those of this one. Requires another state over
+    /// the same calculations, and IsMergeable().
     void Merge(const CumulPartial& after);
     [[nodiscard]] ETabulonValue Result(unsigned calculation) const;
 
