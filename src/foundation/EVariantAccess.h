@@ -1,6 +1,7 @@
 #pragma once
 
 #include "etabulon/foundation/EVariant.h"
+#include "etabulon/foundation/detail/EPrefetch.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -40,6 +41,13 @@ struct EVariantAccess {
     }
     [[nodiscard]] static const ETypeInfo& Info(const EVariant& value) noexcept {
         return kTypeInfos[value.rep_];
+    }
+
+    /// Prefetches what a copy of the value changes: the count in the body of a text.
+    static void PrefetchShare(const EVariant& value) noexcept {
+        if (value.kind_ == EVariant::Kind::Text) {
+            detail::PrefetchToWrite(value.store_.text);
+        }
     }
 
     // Each stores a present value in the cell, which has a type and keeps it.

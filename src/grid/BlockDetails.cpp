@@ -6,6 +6,7 @@
 #include "etabulon/foundation/EBlockSource.h"
 #include "etabulon/foundation/detail/EPrefetch.h"
 #include "etabulon/values/ETabulonVariableDesc.h"
+#include "foundation/EVariantAccess.h"
 
 #include <algorithm>
 
@@ -35,6 +36,7 @@ void BlockDetails::Want(const ETabulonCursor& cursor, const TagIndex& index, boo
                         EBlockRequest& request) {
     wantsNumbers_ = numbers;
     detailOf_.clear();
+    reserved_ = kFirstReserved;
     lastMet_.clear();
     columns_.clear();
     tag_.RemoveAll();
@@ -175,12 +177,28 @@ void BlockDetails::ReadSingles(const ERecordBlock& block, std::span<const EBlock
     }
 }
 
+// New values mostly come in the order in which the dictionary has them.
+void BlockDetails::PrepareNext(const EBlockDictionary& dictionary, std::uint32_t number,
+                               TagIndex& index) {
+    constexpr std::uint32_t kAhead = 8;
+    constexpr std::uint32_t kGrowth = 4;  // the dictionary may have values of other records
+    if (number + 2 * kAhead < dictionary.Size()) {
+        EVariantAccess::PrefetchShare(dictionary.Value(number + 2 * kAhead));
+        index.PrefetchValue(dictionary.Value(number + kAhead));
+    }
+    if (index.Size() >= reserved_) {
+        reserved_ = std::max(index.Size() + 1, std::min(dictionary.Size(), kGrowth * reserved_));
+        index.ReserveLookup(reserved_);
+    }
+}
+
 std::uint32_t BlockDetails::FindOrAddSingle(const ERecordBlock& block, EBlockIndex record,
                                             TagIndex& index) {
     Column& column = columns_[0];
     if (column.data == kNoColumn) {
         return FindOrAddTag(block, record, 0, index);
     }
+    PrepareNext(*block.At(column.data).dictionary, BlockNumber(column, block, record), index);
     const Chaine label =
         column.label == kNoColumn ? Chaine() : block.Value(column.label, record).AsChaine();
     const std::uint32_t detail = index.FindOrAddValue(

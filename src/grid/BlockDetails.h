@@ -64,6 +64,7 @@ private:
     static constexpr std::uint32_t kUnknown = 0xFFFFFFFE;
     static constexpr TagIndex::Known kNotKnown{kUnknown, kUnknown};
     static constexpr unsigned kNoColumn = 0xFFFFFFFF;
+    static constexpr std::uint32_t kFirstReserved = 1024;
     using Numbered = std::array<std::uint32_t, ERecordBlock::kMostRecords>;
 
     /// What the index has for a value of the block's column: kUnknown at first. The spelling is
@@ -85,6 +86,7 @@ private:
     void ReadNumbers(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void ReadSingles(const ERecordBlock& block, std::span<const EBlockIndex> records,
                      TagIndex& index);
+    void PrepareNext(const EBlockDictionary& dictionary, std::uint32_t number, TagIndex& index);
     [[nodiscard]] std::uint32_t FindOrAddSingle(const ERecordBlock& block, EBlockIndex record,
                                                 TagIndex& index);
     void ReadMany(const ERecordBlock& block, std::span<const EBlockIndex> records, TagIndex& index);
@@ -103,7 +105,8 @@ private:
 
     std::vector<Column> columns_;
     bool wantsNumbers_ = false;
-    std::vector<std::uint32_t> detailOf_;  // of a single column: by the block's number
+    std::vector<std::uint32_t> detailOf_;      // of a single column: by the block's number
+    std::uint32_t reserved_ = kFirstReserved;  // values of it in the index's lookup
     // Of three columns or more: which one has most values, and the columns' numbers in the block.
     std::size_t widest_ = 0;
     std::vector<const std::uint32_t*> blockNumbers_;

@@ -2,6 +2,7 @@
 
 #include "etabulon/foundation/detail/EHashMix.h"
 #include "etabulon/foundation/detail/EPrefetch.h"
+#include "foundation/EVariantAccess.h"
 
 #include <algorithm>
 
@@ -16,6 +17,7 @@ TagIndex::TagIndex(const ETabulonTag& root, std::span<const unsigned int> levels
             columns_.push_back({level, root_.Find(level), 0, {}});
         }
     }
+    isStraight_ = columns_.size() == 1;
     chain_.resize(columns_.size() < 2 ? columns_.size() : columns_.size() - 1);
     last_.assign(columns_.size(), kAbsent);
 }
@@ -55,8 +57,17 @@ std::uint32_t TagIndex::FindOrAddValue(ETabulonValue&& value) {
     lastDetail_ = kNone;  // in case of an exception below
     last_[0] = columns_[0].values.FindOrAdd(std::move(value));
     lastDetail_ = chain_[0].FindOrAdd(0, last_[0]);
-    size_ = chain_[0].Size();
+    if (size_ != chain_[0].Size()) {
+        size_ = chain_[0].Size();
+        NoteSingle(lastDetail_);
+    }
     return lastDetail_;
+}
+
+// A new detail of a single column.
+void TagIndex::NoteSingle(std::uint32_t detail) noexcept {
+    isStraight_ =
+        isStraight_ && last_[0] == detail && columns_[0].values.FirstSpelling(detail) == detail;
 }
 
 std::uint32_t TagIndex::FindOrAddLasting(const ETabulonTag& tag, std::uint64_t generation) {
@@ -130,6 +141,7 @@ void TagIndex::NumbersInChain(std::uint32_t detail, std::span<std::uint32_t> num
 
 // Equal values may be spelled differently. A new detail keeps the spellings of its first record.
 void TagIndex::KeepSpellings(const ETabulonTag& tag, std::uint32_t detail) {
+    NoteSingle(detail);
     for (std::size_t at = 0; at < columns_.size(); ++at) {
         if (last_[at] == kAbsent) {
             continue;
@@ -142,6 +154,7 @@ void TagIndex::KeepSpellings(const ETabulonTag& tag, std::uint32_t detail) {
 // Requires last_ to be the detail's numbers.
 void TagIndex::KeepSpelling(std::uint32_t detail, std::size_t column, std::uint32_t spelling) {
     if (spelling != columns_[column].values.FirstSpelling(last_[column])) {
+        isStraight_ = false;
         otherSpellings_[SpellingKey(detail, column)] = spelling;
     }
 }
@@ -153,6 +166,7 @@ std::uint32_t TagIndex::FindOrAddKnown(std::span<const std::uint32_t> numbers,
     const std::uint32_t detail = Chain();
     if (detail == size_) {
         ++size_;
+        NoteSingle(detail);
         for (std::size_t at = 0; at < columns_.size(); ++at) {
             if (last_[at] != kAbsent) {
                 KeepSpelling(detail, at, spellings[at]);
@@ -187,6 +201,9 @@ std::uint32_t TagIndex::AddPair(const Known& first, const Known& second) {
 }
 
 std::uint32_t TagIndex::SpellingOf(std::uint32_t detail, std::size_t column) const {
+    if (isStraight_) {
+        return detail;
+    }
     const std::uint32_t number = NumberAt(detail, column);
     if (number == kAbsent) {
         return kAbsent;
@@ -237,6 +254,10 @@ bool TagIndex::RefillTag(std::uint32_t detail, ETabulonTag& tag) const {
 
 template <class Visit>
 void TagIndex::ForEachFirstSpelling(std::uint32_t detail, const Visit& visit) const noexcept {
+    if (isStraight_) {
+        visit(columns_[0].values.Spelling(detail));
+        return;
+    }
     for (std::size_t at = 0; at < columns_.size(); ++at) {
         if (const std::uint32_t number = NumberAt(detail, at); number != kAbsent) {
             const ValueNumbers& values = columns_[at].values;
@@ -254,7 +275,7 @@ void TagIndex::PrefetchValues(std::uint32_t detail) const noexcept {
 
 void TagIndex::PrefetchTexts(std::uint32_t detail) const noexcept {
     ForEachFirstSpelling(
-        detail, [](const ETabulonValue& value) { PrefetchToRead(value.Data().GetBuffer()); });
+        detail, [](const ETabulonValue& value) { EVariantAccess::PrefetchShare(value.Data()); });
 }
 
 }  // namespace etabulon::detail

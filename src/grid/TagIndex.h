@@ -39,6 +39,10 @@ public:
     [[nodiscard]] std::uint32_t FindOrAddLasting(const ETabulonTag& tag, std::uint64_t generation);
     /// With one column, the same for a record with this value there: most likely a new one.
     [[nodiscard]] std::uint32_t FindOrAddValue(ETabulonValue&& value);
+    /// Prefetches what FindOrAddValue reads first for a value of these data.
+    void PrefetchValue(const EVariant& data) const noexcept { columns_[0].values.Prefetch(data); }
+    /// With one column, makes room in the lookup for so many values.
+    void ReserveLookup(std::uint32_t values) { columns_[0].values.ReserveLookup(values); }
     [[nodiscard]] std::uint32_t Size() const noexcept { return size_; }
     /// The detail as a tag, spelled as in its first record.
     [[nodiscard]] ETabulonTag Tag(std::uint32_t detail) const;
@@ -47,6 +51,10 @@ public:
     // For many tags in random order: first PrefetchValues, some tags later PrefetchTexts.
     void PrefetchValues(std::uint32_t detail) const noexcept;
     void PrefetchTexts(std::uint32_t detail) const noexcept;
+
+    /// There is one column, and each detail has the value of its own number in the first spelling.
+    /// It may be false though it is so.
+    [[nodiscard]] bool IsStraight() const noexcept { return isStraight_; }
 
     // ---------------- the columns: one for each distinct level, with the number of the value there
     [[nodiscard]] std::size_t ColumnCount() const noexcept { return columns_.size(); }
@@ -131,6 +139,7 @@ private:
     void NumbersInChain(std::uint32_t detail, std::span<std::uint32_t> numbers) const;
     template <class Visit>
     void ForEachFirstSpelling(std::uint32_t detail, const Visit& visit) const noexcept;
+    void NoteSingle(std::uint32_t detail) noexcept;
     void KeepSpellings(const ETabulonTag& tag, std::uint32_t detail);
     void KeepSpelling(std::uint32_t detail, std::size_t column, std::uint32_t spelling);
     [[nodiscard]] std::uint64_t SpellingKey(std::uint32_t detail, std::size_t column) const {
@@ -144,6 +153,7 @@ private:
     // column's own. With one column: pairs of 0 and its number.
     std::vector<PairNumbers> chain_;
     std::uint32_t size_ = 0;
+    bool isStraight_;  // one column: each detail has the value and the spelling of its own number
     std::vector<std::uint32_t> last_;
     std::uint32_t lastDetail_ = kNone;
     // A direct-mapped cache of the details of known tags of one generation, by their addresses.

@@ -1,6 +1,7 @@
 #include "grid/ValueNumbers.h"
 
 #include "etabulon/foundation/EDataType.h"
+#include "values/ETabulonValueAccess.h"
 
 #include <cstring>
 #include <utility>
@@ -91,6 +92,10 @@ std::uint32_t ValueNumbers::FindOrAdd(ETabulonValue&& value) {
     firstSpelling_.push_back(AddSpelling(number, std::move(value)));
     index_.Add(hash, static_cast<std::int32_t>(number));
     return number;
+}
+
+void ValueNumbers::Prefetch(const EVariant& data) const noexcept {
+    index_.Prefetch(ETabulonValueAccess::HashOf(data));
 }
 
 std::uint32_t ValueNumbers::AddSpelling(std::uint32_t number, ETabulonValue value) {

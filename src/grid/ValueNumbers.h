@@ -38,6 +38,10 @@ public:
     }
     /// The same for a value that is most likely unknown, and moves in then.
     [[nodiscard]] std::uint32_t FindOrAdd(ETabulonValue&& value);
+    /// Prefetches what FindOrAdd reads first for a value of these data, displayed as they are.
+    void Prefetch(const EVariant& data) const noexcept;
+    /// Makes room in the lookup for so many values.
+    void ReserveLookup(std::uint32_t values) { index_.Reserve(values); }
     /// kAbsent if the value is unknown.
     [[nodiscard]] std::uint32_t Find(const ETabulonValue& value) const;
     [[nodiscard]] std::uint32_t Size() const noexcept {

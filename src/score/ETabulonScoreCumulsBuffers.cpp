@@ -84,7 +84,7 @@ void ETabulonScoreCumulsBuffers::SendTo(ITabulonResScoreUI* ui) const {
     const auto lineAt = [&lines, isRising = desc_->IncreasingOrder()](std::size_t index) {
         return lines[isRising ? index : lines.size() - 1 - index];
     };
-    constexpr std::size_t kAhead = 8;  // lines to prefetch
+    constexpr std::size_t kAhead = 16;  // lines to prefetch
     ETabulonTag label;
     PTableau<ETabulonValue> values;
     for (std::size_t index = 0; index < lines.size(); ++index) {

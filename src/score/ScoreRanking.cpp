@@ -94,6 +94,9 @@ int ScoreRanking::CompareResults(std::uint32_t a, std::uint32_t b) const {
 
 bool ScoreRanking::LabelsHoldTheSameLevels() const {
     const TagIndex& labels = cells_.Labels();
+    if (labels.IsStraight()) {
+        return true;
+    }
     std::vector<std::uint32_t> first(labels.ColumnCount());
     labels.NumbersOf(0, first);
     std::vector<std::uint32_t> numbers(labels.ColumnCount());

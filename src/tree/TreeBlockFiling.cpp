@@ -4,6 +4,7 @@
 #include "etabulon/foundation/EBlockSource.h"
 #include "etabulon/foundation/EDataType.h"
 #include "etabulon/foundation/detail/EPrefetch.h"
+#include "foundation/EVariantAccess.h"
 #include "tree/NodeAccess.h"
 #include "tree/TreeFiling.h"
 
@@ -253,7 +254,7 @@ void TreeBlockFiling::PrefetchValue(const ERecordBlock& block, EBlockIndex recor
 void TreeBlockFiling::PrefetchText(const ERecordBlock& block, EBlockIndex record) const noexcept {
     const ERecordBlock::Column& column = block.At(columns_[levels_.size() - 1].data);
     if (column.numbers != nullptr) {
-        PrefetchToWrite(column.dictionary->Value(column.numbers[record]).GetBuffer());
+        EVariantAccess::PrefetchShare(column.dictionary->Value(column.numbers[record]));
     }
 }
 

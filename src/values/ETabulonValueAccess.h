@@ -14,6 +14,10 @@ struct ETabulonValueAccess {
     [[nodiscard]] static std::uint32_t HashOfText(std::string_view text) noexcept {
         return ETabulonValue::SaltOf(ETabulonValue::ValNormal) ^ Chaine::FoldHash(text);
     }
+    /// The Hash of a value that was filled with these data, which aren't missing.
+    [[nodiscard]] static std::uint32_t HashOf(const EVariant& data) noexcept {
+        return ETabulonValue::SaltOf(ETabulonValue::ValNormal) ^ data.Hash();
+    }
     /// Refill from a value like `blank`, of a fixed-size type of up to 8 bytes, whose natural bytes
     /// begin the word.
     static void RefillWord(ETabulonValue& value, const EVariant& blank, std::uint64_t word) {

@@ -250,6 +250,16 @@ ETabulonTag DetailOf(const ETabulonTag& tag, const ETabulonTag& root,
 }
 
 // A linear search over tags.
+TEST(TagIndex, DetailKeepsItsSpellingThoughItsNumberIsOlder) {
+    ETabulonTag tag;
+    tag.SetValue(0, ETabulonValue(EVariant("LYON"), "", /*modified=*/false));
+    const unsigned int levels[] = {0};
+    TagIndex index(ETabulonTag::Null, levels);
+    ASSERT_EQ(index.NumberOf(0, ETabulonValue(EVariant("Lyon"), "", /*modified=*/false)), 0U);
+    ASSERT_EQ(index.FindOrAdd(tag), 0U);
+    EXPECT_EQ(index.Tag(0).DisplayID(), Chaine("[LYON]"));
+}
+
 TEST(TagIndex, NumbersDetailsAsALinearSearchDoes) {
     for (unsigned seed = 0; seed < 200; ++seed) {
         std::mt19937 random(seed);
