@@ -334,8 +334,11 @@ struct ScoreKind {
 INSTANTIATE_TYPED_TEST_SUITE_P(Score, FillerSuite, ScoreKind);
 
 TEST(PartialStates, DontMergeWithFunctionsOfAnApplication) {
-    EXPECT_TRUE(CumulPartial(CollectAny({{"SUM", "A"}, {"COUNT", "B"}})).IsMergeable());
-    EXPECT_FALSE(CumulPartial(CollectAny({{"SUM", "A"}, {"LASTPOSITIVE", "B"}})).IsMergeable());
+    const auto isMergeable = [](const char* calculations) {
+        return CumulPartial(CollectAny(calculations)).IsMergeable();
+    };
+    EXPECT_TRUE(isMergeable("SUM A, COUNT B"));
+    EXPECT_FALSE(isMergeable("SUM A, LASTPOSITIVE B"));
 }
 
 TEST(RankedScore, RanksTheLargestFirstAndReplacesAtEachWalk) {
