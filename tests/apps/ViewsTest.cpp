@@ -56,7 +56,8 @@ TEST(ScoresInAnotherOrder, HaveSharesOfTheTotal) {
 {"total":{"COUNT(id)":7,"COUNT(id) % of total":100,"COUNT(id) running % of total":null}}
 )~"},
          {"score @ --level kind --at id=4 --calc SUM:amount --share SUM:amount",
-          "kind\tSUM(amount)\tSUM(amount) % of total\tSUM(amount) running % of total\n\\N\t\\N\t\\N\t\\N\n"
+          "kind\tSUM(amount)\tSUM(amount) % of total\tSUM(amount) running % of "
+          "total\n\\N\t\\N\t\\N\t\\N\n"
           "total\t\\N\t\\N\t\\N\n"}},
         kSales);
 }
@@ -152,7 +153,7 @@ TEST(ArrangedGrids, HaveThePartsThatAreAskedFor) {
           "city \\\\ kind\tNULL\ttotal\nz\t\\N\t4\nx\t\\N\t6\ny\t\\N\t10\n"},
          {"grid @ --axes city --calc COUNT:id,SUM:amount --sort-lines SUM:amount --top-lines 1 "
           "--percent column --totals columns",
-          "city\tCOUNT(id)\tSUM(amount)\ny\t28.57\t50\ntotal\t100\t100\n"},
+          "city\tCOUNT(id) % of column\tSUM(amount) % of column\ny\t28.57\t50\ntotal\t100\t100\n"},
          {"grid @ --axes city,kind --calc COUNT:id --sort-columns total --top-columns 2 --others "
           "--totals none",
           "city \\\\ kind\tb\tNULL\tothers\nx\t1\t\\N\t2\ny\t\\N\t1\t1\nz\t1\t\\N\t1\n"},
@@ -222,12 +223,14 @@ TEST(ViewsThatAreMeaningless, SayWhatThereIs) {
          {"--top: '-1' isn't a whole number from 0 on (see"}},
         {"walk @ strikes --limit many", 2, {"--limit: 'many' isn't a whole number from 0 on (see"}},
         {"score @ strikes --level damage --depth 0", 2, {"'0' isn't a whole number from 1 on"}},
-        {"score @ strikes --level damage --calc P0:cost_total", 2, {"'P0'; quantiles are P1 to P99"}},
+        {"score @ strikes --level damage --calc P0:cost_total",
+         2,
+         {"'P0'; quantiles are 'P1' to 'P99'"}},
         {"score @ strikes --level damage --calc XYZ:cost_total",
          2,
-         {"LAST, MAX, MIN, SUM; of the values that are there CODEHIGHEST",
-          "STDDEVP and the quantiles P1 to P99"}},
-        {"score @ strikes --level damage --calc XYZ:damage", 2, {"HIGHEST", "LOWEST"}},
+         {"'LAST', 'MAX', 'MIN', 'SUM'; of the values that are there 'CODEHIGHEST'",
+          "'STDDEVP' and the quantiles 'P1' to 'P99'"}},
+        {"score @ strikes --level damage --calc XYZ:damage", 2, {"'HIGHEST', 'LOWEST'"}},
         {"grid @ strikes --axes damage --calc COUNT:id --sort-lines damage:sideways",
          2,
          {"'damage:sideways' in --sort-lines", "COUNT:id", ":asc or :desc"}},
@@ -241,7 +244,8 @@ TEST(ViewsThatAreMeaningless, SayWhatThereIs) {
         {"score @ strikes --level damage --calc COUNT:id --top 1 --drill Minor",
          1,
          {"'Minor'", "--top shows; there is 'None'; without --top"}},
-        {"grid @ strikes --axes damage,time_of_day --calc COUNT:id --top-lines 1 --drill Minor,Dusk",
+        {"grid @ strikes --axes damage,time_of_day --calc COUNT:id --top-lines 1 --drill "
+         "Minor,Dusk",
          1,
          {"--top-lines shows"}},
         {"tree @ strikes --levels damage --calc COUNT:id --leaves --format csv",
@@ -256,9 +260,9 @@ TEST(ViewsThatAreMeaningless, SayWhatThereIs) {
 
 TEST(ResultsOfNoRecords, AreThoseOfSql) {
     ExpectPrinted(
-        {{"grid @ --levels kind --hide kind --where 'amount > 99' --format json "
-          "--calc COUNT:id,SUM:amount,COUNTVAL:part",
-          "[\n{\"lines\":{\"axis\":\"function\",\"labels\":[\"COUNT\",\"SUM\",\"COUNTVAL\"]},\n"},
+        {{"grid @ --levels kind --hide kind --where 'amount > 99' --format csv "
+          "--calc COUNT:id,SUM:id,COUNT:part",
+          "variable,COUNT,SUM\nid,0,\npart,0,\n"},
          {"grid @ --levels kind --hide kind --where 'amount > 99' --calc COUNT:id,SUM:id",
           "calculation\tvalue\nCOUNT(id)\t0\nSUM(id)\t\\N\n"},
          {"grid @ --levels kind --hide kind --where 'amount > 99' --calc COUNT:id --format csv",

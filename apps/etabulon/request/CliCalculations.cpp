@@ -73,16 +73,16 @@ std::string FunctionsOf(const ETabulonVariableDesc& variable, std::string_view w
         }
     }
     if (hasQuantiles && IsQuantile(wanted)) {
-        return "; quantiles are P1 to P99";
+        return "; quantiles are 'P1' to 'P99'";
     }
     std::vector<std::string> all = ofRecords;
     all.insert(all.end(), ofValues.begin(), ofValues.end());
     if (std::string meant = DidYouMean(wanted, all); !meant.empty()) {
         return meant;
     }
-    return fmt::format("; of all records there are {}; of the values that are there {}{}",
-                       fmt::join(ofRecords, ", "), fmt::join(ofValues, ", "),
-                       hasQuantiles ? " and the quantiles P1 to P99" : "");
+    return fmt::format("; of all records there are '{}'; of the values that are there '{}'{}",
+                       fmt::join(ofRecords, "', '"), fmt::join(ofValues, "', '"),
+                       hasQuantiles ? " and the quantiles 'P1' to 'P99'" : "");
 }
 
 ERef<ETabulonVariableDesc> Describe(const CliVariable& variable) {

@@ -136,8 +136,8 @@ CliResult<ETabulonValue> ReadValue(const CliVariable& variable, std::string_view
     }
     // There is one zero: databases store no other.
     const bool isBelow0 = IsNumber(type) && data.AsDouble() == 0 && word.text.front() == '-';
-    return ETabulonValue(isBelow0 ? ValueOfType(type, size, word.text.substr(1)) : data,
-                         Chaine(), /*modified=*/false);
+    return ETabulonValue(isBelow0 ? ValueOfType(type, size, word.text.substr(1)) : data, Chaine(),
+                         /*modified=*/false);
 }
 
 CliResult<> CliLevels::Add(std::string_view text) {
