@@ -76,7 +76,8 @@ public:
     /// calculation with a function of an application they are ValNull.
     void ReadValue(std::uint32_t line, std::uint32_t column, unsigned int calculation,
                    ETabulonValue& value) const;
-    /// Whether the results of a function can be shares of a total: those of COUNT and SUM.
+    /// Whether the results of a function can be shares of a total: those of COUNT, COUNTVAL and
+    /// SUM.
     [[nodiscard]] static bool HasShares(const ETabulonCumulFunc& function);
     /// In percent; empty if the cell or the base has no value, or if the base is 0. Requires a
     /// calculation that HasShares.

@@ -33,8 +33,8 @@ public:
     /// fields and no updater, and each step ends with DataOther, as before Init.
     void Init(const ETabulonLevels& levels, EData* table, bool ownsTable);
     [[nodiscard]] EData* Data() const noexcept { return table_; }
-    /// Declares a variable behind links. Its field is made when fields are next prepared: by the
-    /// first reset after Init. False for a path that doesn't resolve; such a variable has no field
+    /// Declares a variable behind links, before the first walk or between two. The next reset makes
+    /// its field. False for a path that doesn't resolve; such a variable has no field
     /// and reads as missing. May be repeated; Init has declared the links of the levels.
     bool DeclareLinkField(const ETabulonVariableID& id);
     /// Adds a field of a name of its own that is made from another variable, which may be behind

@@ -61,7 +61,7 @@ public:
     void ReadResult(const ETabulonTag& node, unsigned calculation, ETabulonValue& result) const;
     /// The node's result as a percentage of the result of another node, usually its parent or the
     /// root. Empty if either has no value, or if the other's is 0. It is meant for functions whose
-    /// results add up, COUNT and SUM.
+    /// results add up: COUNT, COUNTVAL and SUM.
     [[nodiscard]] std::optional<double> Share(const ETabulonTag& node, const ETabulonTag& of,
                                               unsigned calculation) const;
     /// The indexes of a node's children in the order of a result. Children without a value rank
