@@ -93,7 +93,7 @@ void PairNumbers::ChooseForm() {
 }
 
 void PairNumbers::FillTable() {
-    std::vector<std::uint32_t> table(std::size_t{neededRows_} * neededColumns_);
+    LargeVector<std::uint32_t> table(std::size_t{neededRows_} * neededColumns_);
     table_.swap(table);
     rows_ = neededRows_;
     columns_ = neededColumns_;
@@ -110,7 +110,7 @@ void PairNumbers::FillIndex() {
         index.Add(HashNumber(pairs_[number]), static_cast<std::int32_t>(number));
     }
     index_.Swap(index);
-    std::vector<std::uint32_t>().swap(table_);
+    LargeVector<std::uint32_t>().swap(table_);
 }
 
 }  // namespace etabulon::detail

@@ -2,10 +2,10 @@
 
 #include "etabulon/foundation/detail/EPrefetch.h"
 #include "etabulon/foundation/detail/HashIndex.h"
+#include "foundation/LargeVector.h"
 
 #include <cstdint>
 #include <span>
-#include <vector>
 
 namespace etabulon::detail {
 
@@ -88,8 +88,8 @@ private:
     void FillTable();
     void FillIndex();
 
-    std::vector<std::uint64_t> pairs_;
-    std::vector<std::uint32_t> table_;  // the number + 1, 0 for none; empty: a hash index is used
+    LargeVector<std::uint64_t> pairs_;
+    LargeVector<std::uint32_t> table_;  // the number + 1, 0 for none; empty: a hash index is used
     std::uint32_t rows_ = 0;            // of the table
     std::uint32_t columns_ = 0;
     std::uint32_t neededRows_ = 0;  // of a table of all pairs

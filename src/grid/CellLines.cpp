@@ -13,7 +13,7 @@ CellLines::CellLines(const GridCells& cells, const std::vector<std::uint32_t>& r
         std::uint32_t line;
         Cell cell;
     };
-    std::vector<Shown> shown;
+    LargeVector<Shown> shown;
     shown.reserve(index.Size());
     std::vector<std::uint32_t> numbers(index.ColumnCount());
     for (std::uint32_t detail = 0; detail < index.Size(); ++detail) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "foundation/LargeVector.h"
 #include "grid/GridCells.h"
 
 #include <cstdint>
@@ -33,7 +34,7 @@ private:
     std::size_t lineColumn_;
     std::size_t columnColumn_;
     std::vector<std::size_t> starts_;  // in sorted_, of each line, and the end
-    std::vector<Cell> sorted_;         // by line
+    LargeVector<Cell> sorted_;         // by line
     std::vector<std::uint32_t> line_;
     std::uint32_t opened_ = kNoLine;
 };

@@ -250,6 +250,18 @@ ETabulonTag DetailOf(const ETabulonTag& tag, const ETabulonTag& root,
 }
 
 // A linear search over tags.
+// Its arrays move to large pages at 4 MB.
+TEST(PairsOfMegabytes, KeepTheirNumbers) {
+    constexpr std::uint32_t kPairs = 600000;
+    detail::PairNumbers pairs;
+    for (std::uint32_t number = 0; number < kPairs; ++number) {
+        ASSERT_EQ(pairs.FindOrAdd(number / 1000, number % 1000), number);
+    }
+    for (std::uint32_t number = 0; number < kPairs; ++number) {
+        ASSERT_EQ(pairs.Find(number / 1000, number % 1000), number);
+    }
+}
+
 TEST(TagIndex, DetailKeepsItsSpellingThoughItsNumberIsOlder) {
     const unsigned int levels[] = {0};
     TagIndex index(ETabulonTag::Null, levels);
