@@ -161,7 +161,8 @@ void ECrossTable::ReadValue(std::uint32_t line, std::uint32_t column, unsigned i
 // ------------------------------------------------------------------------------------------ shares
 
 bool ECrossTable::HasShares(const ETabulonCumulFunc& function) {
-    return function.Code().EqualsFolded("COUNT") || function.Code().EqualsFolded("SUM");
+    const Chaine code = function.Code();
+    return code.EqualsFolded("COUNT") || code.EqualsFolded("COUNTVAL") || code.EqualsFolded("SUM");
 }
 
 std::optional<double> ECrossTable::Share(std::uint32_t line, std::uint32_t column,

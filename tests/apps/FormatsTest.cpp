@@ -242,14 +242,15 @@ TEST_F(Marks, GridsFollowTheAxesAndTheCalculations) {
     }
 }
 
-TEST(EmptyResults, AreHeadsWithoutLines) {
+TEST(EmptyResults, AreHeadsWithoutLinesUnlessNothingIsGrouped) {
     const TestFolder folder;
     const std::string path =
         folder.MakeDatabase("none.db", "CREATE TABLE none(id INTEGER PRIMARY KEY, a TEXT);");
     EXPECT_EQ(Printed("grid @ --axes a --calc COUNT:id", path), "a\tCOUNT(id)\n");
     EXPECT_EQ(Printed("grid @ --axes a,id --calc COUNT:id", path), "a \\\\ id\n");
-    EXPECT_EQ(Printed("grid @ --calc COUNT:id --format ndjson", path), "");
-    EXPECT_EQ(Printed("score @ --level a --calc COUNT:id", path), "a\tCOUNT(id)\ntotal\t\\N\n");
+    EXPECT_EQ(Printed("grid @ --calc COUNT:id --format ndjson", path),
+              "{\"column\":\"COUNT(id)\",\"value\":0}\n");
+    EXPECT_EQ(Printed("score @ --level a --calc COUNT:id", path), "a\tCOUNT(id)\ntotal\t0\n");
 }
 
 TEST_F(Marks, DrillPrintsTheRecordsBehindCellsAndTotals) {
@@ -268,7 +269,7 @@ TEST(ResultOptions, FailWithWhatIsWrong) {
          {"grid @ strikes --calc SUM", 2, {"'SUM' in --calc isn't written as FUNCTION:column"}},
          {"grid @ strikes --calc SUM:damage",
           2,
-          {"there are 'COMMONVAL', 'COUNT', 'LAST', 'COUNTVAL'"}},
+          {"there are 'COMMONVAL', 'COUNT', 'LAST'; of", "there 'COUNTVAL', 'DISTINCT'"}},
          {"grid @ strikes --calc SOM:id", 2, {"did you mean 'SUM'?"}},
          {"grid @ strikes --calc SUM:costs", 1, {"table 'strikes' has no column 'costs'"}},
          {"grid @ strikes --calc SUM:id,sum:ID", 2, {"SUM(id) is given twice"}},

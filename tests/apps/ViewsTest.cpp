@@ -45,18 +45,19 @@ TEST(ScoresInAnotherOrder, SortByCalculationsAndLabels) {
 TEST(ScoresInAnotherOrder, HaveSharesOfTheTotal) {
     ExpectPrinted(
         {{"score @ --level kind --calc AVG:part,SUM:amount --share SUM:amount --sort SUM:amount",
-          "kind\tAVG(part)\tSUM(amount)\t% of SUM(amount)\trunning % of SUM(amount)\n"
+          "kind\tAVG(part)\tSUM(amount)\tSUM(amount) % of total\tSUM(amount) running % of total\n"
           "A\t2.5\t10\t50\t50\na\t1\t10\t50\t100\n\t0\t3\t15\t115\nc\t1\t0\t0\t115\n"
           "b\t4\t-3\t-15\t100\n\\N\t\\N\t\\N\t\\N\t100\ntotal\t1.7857142857142858\t20\t100\t\\N\n"},
          // Without --sort the order is that of a score.
          {"score @ --level city --calc COUNT:id --share COUNT:id --top 2 --format ndjson",
-          R"~({"label":{"city":"x"},"values":{"COUNT(id)":3,"% of COUNT(id)":42.86,)~"
-          R"~("running % of COUNT(id)":42.86}}
-{"label":{"city":"z"},"values":{"COUNT(id)":2,"% of COUNT(id)":28.57,"running % of COUNT(id)":71.43}}
-{"total":{"COUNT(id)":7,"% of COUNT(id)":100,"running % of COUNT(id)":null}}
+          R"~({"label":{"city":"x"},"values":{"COUNT(id)":3,"COUNT(id) % of total":42.86,)~"
+          R"~("COUNT(id) running % of total":42.86}}
+{"label":{"city":"z"},"values":{"COUNT(id)":2,"COUNT(id) % of total":28.57,"COUNT(id) running % of total":71.43}}
+{"total":{"COUNT(id)":7,"COUNT(id) % of total":100,"COUNT(id) running % of total":null}}
 )~"},
          {"score @ --level kind --at id=4 --calc SUM:amount --share SUM:amount",
-          "kind\tSUM(amount)\t% of SUM(amount)\trunning % of SUM(amount)\n\\N\t\\N\t\\N\t\\N\n"
+          "kind\tSUM(amount)\tSUM(amount) % of total\tSUM(amount) running % of "
+          "total\n\\N\t\\N\t\\N\t\\N\n"
           "total\t\\N\t\\N\t\\N\n"}},
         kSales);
 }
@@ -152,7 +153,7 @@ TEST(ArrangedGrids, HaveThePartsThatAreAskedFor) {
           "city \\\\ kind\tNULL\ttotal\nz\t\\N\t4\nx\t\\N\t6\ny\t\\N\t10\n"},
          {"grid @ --axes city --calc COUNT:id,SUM:amount --sort-lines SUM:amount --top-lines 1 "
           "--percent column --totals columns",
-          "city\tCOUNT(id)\tSUM(amount)\ny\t28.57\t50\ntotal\t100\t100\n"},
+          "city\tCOUNT(id) % of column\tSUM(amount) % of column\ny\t28.57\t50\ntotal\t100\t100\n"},
          {"grid @ --axes city,kind --calc COUNT:id --sort-columns total --top-columns 2 --others "
           "--totals none",
           "city \\\\ kind\tb\tNULL\tothers\nx\t1\t\\N\t2\ny\t\\N\t1\t1\nz\t1\t\\N\t1\n"},
@@ -184,7 +185,7 @@ TEST(ViewsThatAreMeaningless, SayWhatThereIs) {
     ExpectFailures({
         {"score @ strikes --level damage --calc AVG:cost_total --share AVG:cost_total",
          2,
-         {"--share", "AVG(cost_total)", "COUNT and SUM"}},
+         {"--share", "AVG(cost_total)", "COUNT, COUNTVAL and SUM"}},
         {"score @ strikes --level damage --calc COUNT:id --sort SUM:cost_total",
          2,
          {"'SUM:cost_total' in --sort", "'COUNT:id'"}},
@@ -217,7 +218,77 @@ TEST(ViewsThatAreMeaningless, SayWhatThereIs) {
         {"walk @ strikes --sort SUM:cost_total", 2, {"'SUM:cost_total' in --sort", "column:desc"}},
         {"score @ strikes --level damage --calc COUNT:id --drill Minr", 1, {"'Minr'", "'Minor'"}},
         {"score @ strikes --level damage,id --calc COUNT:id --drill Minor", 2, {"2 labels"}},
+        {"score @ strikes --level damage --calc COUNT:id --top -1",
+         2,
+         {"--top: '-1' isn't a whole number from 0 on (see"}},
+        {"walk @ strikes --limit many", 2, {"--limit: 'many' isn't a whole number from 0 on (see"}},
+        {"score @ strikes --level damage --depth 0", 2, {"'0' isn't a whole number from 1 on"}},
+        {"score @ strikes --level damage --calc P0:cost_total",
+         2,
+         {"'P0'; quantiles are 'P1' to 'P99'"}},
+        {"score @ strikes --level damage --calc XYZ:cost_total",
+         2,
+         {"'LAST', 'MAX', 'MIN', 'SUM'; of the values that are there 'CODEHIGHEST'",
+          "'STDDEVP' and the quantiles 'P1' to 'P99'"}},
+        {"score @ strikes --level damage --calc XYZ:damage", 2, {"'HIGHEST', 'LOWEST'"}},
+        {"grid @ strikes --axes damage --calc COUNT:id --sort-lines damage:sideways",
+         2,
+         {"'damage:sideways' in --sort-lines", "COUNT:id", ":asc or :desc"}},
+        {"grid @ strikes --axes damage --calc COUNT:id --sort-lines COUNT:idd",
+         1,
+         {"no column 'idd'"}},
+        {"score @ strikes --level damage --calc COUNT:id --topp 2",
+         2,
+         {"there is no option '--topp'; did you mean '--top'? (see etabulon score --help)"}},
+        {"score @ strikes 2 --level damage --calc COUNT:id", 2, {"'2' isn't expected"}},
+        {"score @ strikes --level damage --calc COUNT:id --top 1 --drill Minor",
+         1,
+         {"'Minor'", "--top shows; there is 'None'; without --top"}},
+        {"grid @ strikes --axes damage,time_of_day --calc COUNT:id --top-lines 1 --drill "
+         "Minor,Dusk",
+         1,
+         {"--top-lines shows"}},
+        {"tree @ strikes --levels damage --calc COUNT:id --leaves --format csv",
+         2,
+         {"--leaves", "ndjson"}},
+        {"tree @ strikes --levels 'flight_date.year.bin(2)'",
+         2,
+         {".bin(2) can't be made", "'flight_date.year.bin(2)'"}},
+        {"tree @ strikes --levels 'id.bin(2).bin(4)'", 2, {".bin(4) can't be made"}},
     });
+}
+
+TEST(ResultsOfNoRecords, AreThoseOfSql) {
+    ExpectPrinted(
+        {{"grid @ --levels kind --hide kind --where 'amount > 99' --format csv "
+          "--calc COUNT:id,SUM:id,COUNT:part",
+          "variable,COUNT,SUM\nid,0,\npart,0,\n"},
+         {"grid @ --levels kind --hide kind --where 'amount > 99' --calc COUNT:id,SUM:id",
+          "calculation\tvalue\nCOUNT(id)\t0\nSUM(id)\t\\N\n"},
+         {"grid @ --levels kind --hide kind --where 'amount > 99' --calc COUNT:id --format csv",
+          "COUNT(id)\n0\n"},
+         {"score @ --level kind --where 'amount > 99' --calc DISTINCT:id,MAX:id",
+          "kind\tDISTINCT(id)\tMAX(id)\ntotal\t0\t\\N\n"},
+         {"score @ --level kind --where 'amount > 99' --calc COUNT:id --sort kind --share COUNT:id",
+          "kind\tCOUNT(id)\tCOUNT(id) % of total\tCOUNT(id) running % of total\n"
+          "total\t0\t\\N\t\\N\n"},
+         {"tree @ --levels kind --where 'amount > 99' --calc COUNT:id,MEAN:part --format ndjson",
+          R"~({"path":{},"count":0,"values":{"COUNT(id)":0,"MEAN(part)":null}}
+)~"}},
+        kSales);
+}
+
+TEST(Percents, HaveOneSpellingInAllViews) {
+    ExpectPrinted(
+        {{"grid @ --axes city --calc COUNTVAL:part --percent total",
+          "city\tCOUNTVAL(part) % of total\nx\t40\ny\t20\nz\t40\ntotal\t100\n"},
+         {"tree @ --levels city --calc COUNTVAL:part --percent total",
+          "city\tcount\tCOUNTVAL(part) % of total\nx\t3\t40\ny\t2\t20\nz\t2\t40\n"},
+         {"score @ --level city --calc COUNTVAL:part --share COUNTVAL:part --top 1",
+          "city\tCOUNTVAL(part)\tCOUNTVAL(part) % of total\tCOUNTVAL(part) running % of total\n"
+          "z\t2\t40\t40\ntotal\t5\t100\t\\N\n"},
+         {"score @ --level city --calc COUNT:id --top 0", "city\tCOUNT(id)\ntotal\t7\n"}},
+        kSales);
 }
 
 TEST(DrilledLabels, InQuotesAreThoseOfThatText) {

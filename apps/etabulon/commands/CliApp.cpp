@@ -79,6 +79,25 @@ CliExit RunCommand(CliCommand& command, CliInstallLocale installLocale) {
     return EndOutput(output, exit);
 }
 
+/// What is said of arguments that a command doesn't take: the first option among them, or else the
+/// first one.
+std::string Unexpected(const CLI::App& command, const std::vector<std::string>& rest) {
+    const auto option = std::find_if(rest.begin(), rest.end(), [](const std::string& each) {
+        return each.size() > 1 && each.starts_with("-");
+    });
+    if (option == rest.end()) {
+        return fmt::format("{} isn't expected: there is a value too many", Quoted(rest.front()));
+    }
+    const std::string name = option->substr(0, option->find('='));
+    std::vector<std::string> names;
+    for (const CLI::Option* const each : command.get_options()) {
+        for (const std::string& known : each->get_lnames()) {
+            names.push_back("--" + known);
+        }
+    }
+    return fmt::format("there is no option {}{}", Quoted(name), DidYouMean(name, names));
+}
+
 /// Ends a command line that the parser has thrown for: a request for help, or a mistake.
 CliExit EndParse(const CLI::App& app, const std::vector<std::unique_ptr<CliCommand>>& commands,
                  const CLI::ParseError& error) {
@@ -97,6 +116,10 @@ CliExit EndParse(const CLI::App& app, const std::vector<std::unique_ptr<CliComma
         }
         return Tell({CliExit::Usage, fmt::format("there is no command {}{}", Quoted(rest.front()),
                                                  WhatThereIs(rest.front(), names))});
+    }
+    if (const std::vector<std::string> rest = spoken->remaining(); !rest.empty()) {
+        return Tell(
+            {CliExit::Usage, fmt::format("{} (see {} --help)", Unexpected(*spoken, rest), called)});
     }
     if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::Success)) {
         return Tell({CliExit::Usage, fmt::format("{} (see {} --help)", error.what(), called)});

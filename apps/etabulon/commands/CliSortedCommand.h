@@ -40,6 +40,7 @@ protected:
     /// Declares --calc with the command's own description.
     void DeclareCalculations(CLI::App& app, const std::string& description);
     /// What --calc lists; none without it.
+    [[nodiscard]] bool HasCalculations() const noexcept { return !calculations_.empty(); }
     [[nodiscard]] CliResult<CliCalculations> ReadCalculations(const CliTable& table) const;
     /// Reads the options for a table. `named` is the list of levels that `option` was given.
     [[nodiscard]] CliResult<CliResultRequest> ReadRequest(const CliTable& table,

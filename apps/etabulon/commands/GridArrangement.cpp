@@ -60,14 +60,16 @@ void GridArrangement::Declare(CLI::App& app) {
             "level=value for their cells in that column; behind each :asc or :desc turns it");
     AddList(app, "--sort-columns", sortColumns_, "Likewise the columns, by totals and lines");
     AddList(app, "--top-lines", topLines_,
-            "Print this many lines; on nested lines numbers for the levels, separated by commas");
+            "Print this many lines, with 0 only others and totals; on nested lines numbers for the "
+            "levels, separated by commas");
     AddList(app, "--top-columns", topColumns_, "Likewise columns");
     app.add_flag("--others", others_,
                  "Put the lines and columns that these leave out into one more each, calculated "
                  "from their records");
-    app.add_option("--percent", percent_,
-                   "Print what COUNT and SUM give as percents of the total of the line, of the "
-                   "column, or of all")
+    app.add_option(
+           "--percent", percent_,
+           "Print what COUNT, COUNTVAL and SUM give as percents of the total of the line, of the "
+           "column, or of all")
         ->type_name("BASE")
         ->check(CLI::IsMember({"line", "column", "total"}));
     AddList(app, "--totals", totals_,

@@ -35,7 +35,7 @@ void GridCommand::DeclareView(CLI::App& app) {
     arrangement_.Declare(app);
     app.add_option("--priority", priority_,
                    "Of several calculations on two axes show only this one: 1 is the first")
-        ->check(CLI::PositiveNumber)
+        ->check(CheckNumberFrom1)
         ->type_name("N");
     app.add_option("--drill", drill_,
                    "Print the records behind a cell instead: the labels line,column, any of them "
@@ -123,6 +123,7 @@ CliResult<GridCommand::Grids> GridCommand::Calculate(const CliWalkContext& conte
         return walked.Failure();
     }
     grids.notes = alike.Sentences();
+    grids.hasRecords = listener.HasRecords();
     return grids;
 }
 
@@ -183,7 +184,7 @@ CliResult<> GridCommand::Show(CliEnvironment& environment, const CliWalkContext&
         return grids.Failure();
     }
     Send(*request, *grids);
-    if (grids->crosses.front().IsEmpty() && !levels.place.IsRoot()) {
+    if (!grids->hasRecords && !levels.place.IsRoot()) {
         return ExplainNothingThere(context, levels.levels, levels.place);
     }
     if (drill_) {
@@ -219,12 +220,14 @@ CliResult<> GridCommand::DrillArranged(const CliEnvironment& environment,
     }
     const std::span<const CliWordChoice> all(*words);
     const CliResult<std::uint32_t> line =
-        FindEntry(table, ECrossSide::Lines, levels, arranged.lines, all.first(lines));
+        FindEntry(table, ECrossSide::Lines, levels, arranged.lines, all.first(lines),
+                  arranged.order.lines.most.empty() ? "" : "--top-lines");
     if (!line) {
         return line.Failure();
     }
     const CliResult<std::uint32_t> column =
-        FindEntry(table, ECrossSide::Columns, levels, arranged.columns, all.subspan(lines));
+        FindEntry(table, ECrossSide::Columns, levels, arranged.columns, all.subspan(lines),
+                  arranged.order.columns.most.empty() ? "" : "--top-columns");
     if (!column) {
         return column.Failure();
     }

@@ -33,6 +33,7 @@ private:
         std::vector<ERef<ETabulonGridFiller>> fillers;
         std::vector<CliCross> crosses;
         std::vector<std::string> notes;  // about labels that can't be told apart
+        bool hasRecords = false;
     };
     [[nodiscard]] CliResult<CliResultRequest> Read(const CliTable& table) const;
     /// Walks the table and fills the grids. `cursor` must outlive them.

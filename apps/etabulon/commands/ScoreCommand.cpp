@@ -25,10 +25,11 @@ void ScoreCommand::DeclareView(CLI::App& app) {
     DeclareSort(app);
     app.add_option("--depth", depth_,
                    "Rank by this many of the levels; without it by all of --level, or one")
-        ->check(CLI::PositiveNumber)
+        ->check(CheckNumberFrom1)
         ->type_name("N");
-    app.add_option("--top", top_, "Print this many lines of the ranking, and the total of all")
-        ->check(CLI::NonNegativeNumber)
+    app.add_option("--top", top_,
+                   "Print this many lines of the ranking, and the total of all; 0 the total alone")
+        ->check(CheckNumberFrom0)
         ->type_name("N");
     app.add_flag("--others", others_,
                  "Put what --top leaves out into one more line, calculated from its records");
@@ -36,9 +37,10 @@ void ScoreCommand::DeclareView(CLI::App& app) {
             "Sort by these instead: calculations of --calc, the largest first, and levels of "
             "--level; behind each :asc or :desc turns it; equal lines stand in the order of the "
             "labels");
-    AddList(app, "--share", share_,
-            "Two more columns for each of these calculations (COUNT and SUM): its share of the "
-            "total in percent, and that of the line and all before it together");
+    AddList(
+        app, "--share", share_,
+        "Two more columns for each of these calculations (COUNT, COUNTVAL, SUM): its share of the "
+        "total in percent, and that of the line and all before it together");
     app.add_option("--drill", drill_,
                    "Print the records behind a line instead: its labels, separated by commas, or "
                    "total, or others")
@@ -152,7 +154,8 @@ CliResult<> ScoreCommand::Drill(const CliEnvironment& environment, const CliWalk
                                       depth == 1 ? "the label of a line"
                                                  : fmt::format("the {} labels of a line", depth))};
     }
-    const CliResult<std::uint32_t> line = FindEntry(table, ECrossSide::Lines, levels, axis, *words);
+    const CliResult<std::uint32_t> line =
+        FindEntry(table, ECrossSide::Lines, levels, axis, *words, top_ ? "--top" : "");
     if (!line) {
         return line.Failure();
     }
@@ -198,6 +201,7 @@ CliResult<> ScoreCommand::Show(CliEnvironment& environment, const CliWalkContext
                           top_ ? static_cast<std::uint64_t>(*top_) : kNoLimit, ranking);
         (*filler)->SendTo(&view);
     }
+    ranking.CompleteTotals(request->calculations);
     PrintRanking(Output().Printing(environment), ranking);
     return {};
 }

@@ -49,13 +49,14 @@ void TreeCommand::DeclareView(CLI::App& app) {
                    "Sort siblings by this calculation of --calc, the largest first; :asc behind it "
                    "turns it")
         ->type_name("CALCULATION");
-    app.add_option("--percent", percent_,
-                   "Print what COUNT and SUM give as percents of the node above, or of the total")
+    app.add_option(
+           "--percent", percent_,
+           "Print what COUNT, COUNTVAL and SUM give as percents of the node above, or of the total")
         ->check(CLI::IsMember({"parent", "total"}))
         ->type_name("BASE");
     DeclareSort(app);
     app.add_option("--depth", depth_, "Show this many levels below the root")
-        ->check(CLI::NonNegativeNumber)
+        ->check(CheckNumberFrom0)
         ->type_name("N");
     app.add_flag("--leaves", showsLeaves_, "Show the key of each record below its node");
     DeclareOutput(app);
@@ -74,6 +75,7 @@ CliResult<CliTreeView> TreeCommand::MakeView(const ESqlTableInfo& table, const C
     for (const CliCalculation& calculation : calculations.all) {
         view.results.push_back({calculation.shown, calculation.isNumber});
     }
+    view.ofNoRecords = calculations.OfNoRecords();
     std::size_t depth = 0;
     for (unsigned id = 0; id < order.levels.all.size(); ++id) {
         if (order.marked.hidden.contains(id)) {
@@ -113,6 +115,14 @@ CliResult<> TreeCommand::Prepare(const CliEnvironment& environment) const {
         return CliFailure{CliExit::Usage,
                           "a tree is made of levels: --levels is missing (see etabulon tree "
                           "--help)"};
+    }
+    const CliFormat format = Output().Printing(environment).format;
+    const bool isNested =
+        format == CliFormat::Table || format == CliFormat::Json || format == CliFormat::NdJson;
+    if (showsLeaves_ && !isNested && HasCalculations()) {
+        return CliFailure{CliExit::Usage,
+                          "with --leaves each line of this format is a record, and --calc gives "
+                          "results of nodes: --format table, json and ndjson show both"};
     }
     return CliSortedCommand::Prepare(environment);
 }
@@ -158,7 +168,7 @@ CliResult<> TreeCommand::ArrangeResults(const CliTable& table, const CliCalculat
         if (CliResult<> checked = CheckShares(calculations, index, "--percent"); !checked) {
             return checked;
         }
-        view.results[index].name += percent_ == "parent" ? " % of parent" : " %";
+        view.results[index].name += " % of " + percent_;
     }
     view.percent = percent_ == "parent" ? CliTreeView::Base::Parent : CliTreeView::Base::Root;
     return {};

@@ -16,7 +16,7 @@ void WalkCommand::DeclareView(CLI::App& app) {
             "Sort by these columns, each with :asc or :desc behind it; NULL comes first, and texts "
             "are sorted as --locale says. The records are held in memory: with --limit N of them");
     app.add_option("--limit", limit_, "End after this many records")
-        ->check(CLI::NonNegativeNumber)
+        ->check(CheckNumberFrom0)
         ->type_name("N");
     locale_.Declare(app);
     DeclareOutput(app);

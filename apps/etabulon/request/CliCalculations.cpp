@@ -50,17 +50,39 @@ ERef<ETabulonCumulFunc> FindFunction(const ETabulonVariableDesc& variable, const
     return function ? function : FindPresentFunction(code, variable.DataType());
 }
 
-std::vector<std::string> CodesOf(const ETabulonVariableDesc& variable) {
-    std::vector<std::string> codes;
+bool IsQuantile(std::string_view code) {
+    return code.size() > 1 && (code.front() == 'P' || code.front() == 'p') &&
+           code.find_first_not_of("0123456789", 1) == std::string_view::npos;
+}
+
+/// Those that a variable has: all of them, for what a message says of another one.
+std::string FunctionsOf(const ETabulonVariableDesc& variable, std::string_view wanted) {
+    std::vector<std::string> ofRecords;
     const ETabulonCumulFuncCollection& functions = variable.Functions();
     for (unsigned index = 0; index < functions.Size(); ++index) {
         const auto function = ERef<ETabulonCumulFunc>::Adopt(functions.GetFunction(index));
-        codes.emplace_back(function->Code().View());
+        ofRecords.emplace_back(function->Code().View());
     }
+    std::vector<std::string> ofValues;
+    bool hasQuantiles = false;
     for (const Chaine& code : PresentFunctionCodes(variable.DataType())) {
-        codes.emplace_back(code.View());
+        if (IsQuantile(code.View())) {
+            hasQuantiles = true;
+        } else {
+            ofValues.emplace_back(code.View());
+        }
     }
-    return codes;
+    if (hasQuantiles && IsQuantile(wanted)) {
+        return "; quantiles are 'P1' to 'P99'";
+    }
+    std::vector<std::string> all = ofRecords;
+    all.insert(all.end(), ofValues.begin(), ofValues.end());
+    if (std::string meant = DidYouMean(wanted, all); !meant.empty()) {
+        return meant;
+    }
+    return fmt::format("; of all records there are '{}'; of the values that are there '{}'{}",
+                       fmt::join(ofRecords, "', '"), fmt::join(ofValues, "', '"),
+                       hasQuantiles ? " and the quantiles 'P1' to 'P99'" : "");
 }
 
 ERef<ETabulonVariableDesc> Describe(const CliVariable& variable) {
@@ -114,7 +136,7 @@ CliResult<> AddCalculation(const CliTable& table, const CliLevelChoice& choice,
         return CliFailure{CliExit::Usage,
                           fmt::format("column {}, whose type is {}, has no function {}{}",
                                       Quoted(added.variable.shown), TypeName(variable.TypeCode()),
-                                      Quoted(wanted), WhatThereIs(wanted, CodesOf(*description)))};
+                                      Quoted(wanted), FunctionsOf(*description, wanted))};
     }
     added.function = function->Code().View();
     added.shown = fmt::format("{}({})", added.function, added.variable.shown);
@@ -151,6 +173,20 @@ CliResult<CliCalculations> MakeCalculations(const CliTable& table, std::string_v
         }
     }
     return calculations;
+}
+
+ETabulonValue CliCalculation::OfNoRecords() const {
+    const bool counts = function == "COUNT" || function == "COUNTVAL" || function == "DISTINCT";
+    return counts ? ETabulonValue(EVariant::FromInt64(0), Chaine(), /*modified=*/false)
+                  : ETabulonValue::Null;
+}
+
+std::vector<ETabulonValue> CliCalculations::OfNoRecords() const {
+    std::vector<ETabulonValue> values;
+    for (const CliCalculation& calculation : all) {
+        values.push_back(calculation.OfNoRecords());
+    }
+    return values;
 }
 
 std::vector<CliVariable> CliCalculations::Variables() const {

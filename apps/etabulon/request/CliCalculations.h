@@ -3,6 +3,7 @@
 #include "apps/etabulon/request/CliResult.h"
 #include "apps/etabulon/request/CliTable.h"
 #include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
+#include "etabulon/values/ETabulonValue.h"
 
 #include <string>
 #include <string_view>
@@ -16,6 +17,9 @@ struct CliCalculation {
     CliVariable variable;
     std::string shown;      // SUM(cost_total)
     bool isNumber = false;  // the result is a number
+
+    /// What it gives of no records, as SQL's functions do: a count 0, and all others nothing.
+    [[nodiscard]] ETabulonValue OfNoRecords() const;
 };
 
 struct CliCalculations {
@@ -26,6 +30,7 @@ struct CliCalculations {
     [[nodiscard]] std::vector<CliVariable> Variables() const;
     /// Every calculation gives numbers.
     [[nodiscard]] bool AreNumbers() const;
+    [[nodiscard]] std::vector<ETabulonValue> OfNoRecords() const;
 };
 
 /// Reads the calculations of `text`: FUNCTION:column, separated by commas. Averages are computed in

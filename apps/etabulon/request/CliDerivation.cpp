@@ -60,8 +60,16 @@ Call ReadCall(std::string_view text) {
     return call;
 }
 
-/// Behind the last dot that isn't in brackets.
-std::size_t FindDot(std::string_view name) { return name.substr(0, name.find('(')).rfind('.'); }
+/// The last dot that isn't in brackets.
+std::size_t FindDot(std::string_view name) {
+    std::size_t dot = std::string_view::npos;
+    bool isInBrackets = false;
+    for (std::size_t place = 0; place < name.size(); ++place) {
+        isInBrackets = name[place] == '(' || (isInBrackets && name[place] != ')');
+        dot = name[place] == '.' && !isInBrackets ? place : dot;
+    }
+    return dot;
+}
 
 template <class T>
 bool Read(std::string_view text, T& number) {

@@ -171,7 +171,20 @@ CliResult<CliVariable> CliDictionary::FindVariable(const ESqlTableInfo& table,
     }
     // A column may bear such a name, and needs no quotes while nothing else is meant by it.
     CliResult<CliVariable> stored = FindStored(table, path);
-    return stored ? stored : variable;
+    if (stored) {
+        return stored;
+    }
+    return IsDerived(table, base)
+               ? CliFailure{CliExit::Usage,
+                            fmt::format("{} can't be made from a value that is itself made from a "
+                                        "column: in {} only one of them may stand",
+                                        (*derivation)->written, Quoted(path.shown))}
+               : variable;
+}
+
+bool CliDictionary::IsDerived(const ESqlTableInfo& table, CliPath path) const {
+    const CliResult<std::optional<CliDerivation>> derivation = TakeDerivation(path.steps.back());
+    return derivation && *derivation && FindStored(table, path);
 }
 
 /// A variable of its own, whose code has a character that no other code has.

@@ -59,6 +59,8 @@ private:
     };
     [[nodiscard]] CliResult<CliVariable> FindStored(const ESqlTableInfo& table,
                                                     const CliPath& path) const;
+    /// The path means a variable that is made from a column.
+    [[nodiscard]] bool IsDerived(const ESqlTableInfo& table, CliPath path) const;
     [[nodiscard]] CliResult<CliVariable> Derive(CliVariable base, const CliDerivation& derivation,
                                                 const CliPath& path) const;
     [[nodiscard]] const Names& NamesIn(const ESqlTableInfo& table) const;

@@ -125,8 +125,8 @@ CliResult<ETabulonValue> ReadValue(const CliVariable& variable, std::string_view
         return ETabulonValue();
     }
     const int type = int{variable.variable->TypeCode()};
-    const EVariant data =
-        ValueOfType(type, static_cast<std::uint16_t>(variable.variable->Size()), word.text);
+    const auto size = static_cast<std::uint16_t>(variable.variable->Size());
+    const EVariant data = ValueOfType(type, size, word.text);
     if (data.IsMissing() || !IsExact(data, word.text)) {
         return CliFailure{
             CliExit::Failed,
@@ -134,7 +134,10 @@ CliResult<ETabulonValue> ReadValue(const CliVariable& variable, std::string_view
                         Quoted(variable.shown), TypeName(type),
                         word.text.empty() ? "; NULL is written in capitals" : "")};
     }
-    return ETabulonValue(data, Chaine(), /*modified=*/false);
+    // There is one zero: databases store no other.
+    const bool isBelow0 = IsNumber(type) && data.AsDouble() == 0 && word.text.front() == '-';
+    return ETabulonValue(isBelow0 ? ValueOfType(type, size, word.text.substr(1)) : data, Chaine(),
+                         /*modified=*/false);
 }
 
 CliResult<> CliLevels::Add(std::string_view text) {

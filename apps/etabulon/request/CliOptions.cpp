@@ -1,9 +1,12 @@
 #include "apps/etabulon/request/CliOptions.h"
 
+#include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliSource.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
+
+#include <charconv>
 
 namespace etabulon {
 namespace {
@@ -32,9 +35,21 @@ CLI::Validator FormatCheck() {
     return {CheckFormat, DescribeValueSet(names), "FORMAT"};
 }
 
+std::string CheckNumber(const std::string& text, std::int64_t least) {
+    std::int64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, number);
+    return read.ec == std::errc() && read.ptr == end && number >= least
+               ? ""
+               : fmt::format("{} isn't a whole number from {} on", Quoted(text), least);
+}
+
 bool IsBlank(const std::string& text) { return text.find_first_not_of(" \t") == std::string::npos; }
 
 }  // namespace
+
+std::string CheckNumberFrom0(const std::string& text) { return CheckNumber(text, 0); }
+std::string CheckNumberFrom1(const std::string& text) { return CheckNumber(text, 1); }
 
 void AddList(CLI::App& app, const std::string& name, std::vector<std::string>& list,
              const std::string& description) {

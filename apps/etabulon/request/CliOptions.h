@@ -78,6 +78,10 @@ private:
     std::string locale_;  // empty: an order of no language, the same on every machine
 };
 
+/// What is wrong with the text of an option that takes a whole number; empty if nothing is.
+[[nodiscard]] std::string CheckNumberFrom0(const std::string& text);
+[[nodiscard]] std::string CheckNumberFrom1(const std::string& text);
+
 /// Declares an option that may be given more than once, with one text each time.
 void AddList(CLI::App& app, const std::string& name, std::vector<std::string>& list,
              const std::string& description);

@@ -31,14 +31,25 @@ CliResult<unsigned int> FindCalculation(const CliPath& function, const CliPath& 
                                         const CliTable& table,
                                         const CliCalculations& calculations) {
     const CliResult<CliVariable> variable = table.FindVariable(operand);
+    const auto isItsFunction = [&function](const CliCalculation& each) {
+        return function.steps.size() == 1 &&
+               Lowered(each.function) == Lowered(function.steps.front().name);
+    };
+    if (!variable &&
+        std::none_of(calculations.all.begin(), calculations.all.end(), isItsFunction)) {
+        return CliFailure{
+            CliExit::Usage,
+            fmt::format("{} in {} is none of the calculations of --calc, such as {}, "
+                        "and no column with :asc or :desc behind it",
+                        Quoted(shown), option, WrittenCalculation(calculations.all.front()))};
+    }
     if (!variable) {
         return variable.Failure();
     }
     std::vector<std::string> names;
     for (unsigned int index = 0; index < calculations.all.size(); ++index) {
         const CliCalculation& each = calculations.all[index];
-        if (each.variable.code == variable->code && function.steps.size() == 1 &&
-            Lowered(each.function) == Lowered(function.steps.front().name)) {
+        if (each.variable.code == variable->code && isItsFunction(each)) {
             return index;
         }
         names.push_back(WrittenCalculation(each));
@@ -200,8 +211,8 @@ CliResult<> CheckShares(const CliCalculations& calculations, unsigned int index,
         return {};
     }
     return CliFailure{CliExit::Usage,
-                      fmt::format("{} can't show {} in percent: only what COUNT and SUM give adds "
-                                  "up to its total",
+                      fmt::format("{} can't show {} in percent: only what COUNT, COUNTVAL and SUM "
+                                  "give adds up to its total",
                                   option, calculations.all[index].shown)};
 }
 

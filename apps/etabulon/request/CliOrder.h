@@ -41,7 +41,7 @@ struct CliResultOrder {
                                                         const CliCalculations& calculations);
 
 /// Reads the calculations that `text` names, as their places in `calculations`. Each must have
-/// shares: those of COUNT and SUM do.
+/// shares: those of COUNT, COUNTVAL and SUM do.
 [[nodiscard]] CliResult<std::vector<unsigned int>> ReadShares(std::string_view text,
                                                               std::string_view option,
                                                               const CliTable& table,

@@ -94,8 +94,30 @@ void CliGridView::SetTotal(AxeDirection direction, unsigned int index, const ETa
     totals[index] = value;
 }
 
+/// The cells of a grid without levels, which has them though there is no record.
+void CliGridView::FillOfNoRecords() {
+    const std::size_t columns = cross_.columns.labels.size();
+    cross_.values.resize(cross_.lines.labels.size() * columns);
+    const auto isOf = [](const CliCrossAxis& axis, std::size_t index, const CliCalculation& of) {
+        const Chaine name = axis.labels[index].values.front().AsChaine();
+        return !axis.IsThere() || name.View() == of.shown || name.View() == of.function ||
+               name.View() == of.variable.shown;
+    };
+    for (const CliCalculation& calculation : calculations_.all) {
+        for (std::size_t cell = 0; cell < cross_.values.size(); ++cell) {
+            if (isOf(cross_.lines, cell / columns, calculation) &&
+                isOf(cross_.columns, cell % columns, calculation)) {
+                cross_.values[cell] = calculation.OfNoRecords();
+            }
+        }
+    }
+}
+
 void CliGridView::EndRefresh() {
     Complete();
+    if (cross_.IsEmpty() && !cross_.lines.isData && !cross_.columns.isData) {
+        FillOfNoRecords();
+    }
     isComplete_ = false;
 }
 
@@ -119,6 +141,16 @@ void TakeAxis(const ECrossTable& table, ECrossSide side, const CliLevels& levels
     }
 }
 
+/// What a head says of percents, as those of trees and rankings do.
+std::string_view PercentName(const std::optional<ECrossBase>& base) {
+    if (!base) {
+        return {};
+    }
+    return *base == ECrossBase::Line     ? " % of line"
+           : *base == ECrossBase::Column ? " % of column"
+                                         : " % of total";
+}
+
 }  // namespace
 
 CliCross TakeCross(const ECrossTable& table, const CliLevels& levels,
@@ -128,7 +160,8 @@ CliCross TakeCross(const ECrossTable& table, const CliLevels& levels,
     constexpr std::uint32_t kAll = ECrossTable::kTotal;
     CliCross cross;
     TakeAxis(table, ECrossSide::Lines, levels, lines, cross.lines);
-    const std::string& name = calculations.all[calculation].shown;
+    std::string name = calculations.all[calculation].shown;
+    name += PercentName(shown.percent);
     if (columns.empty()) {
         cross.columns.titles = {"calculation"};
         cross.columns.Add(TextLabel(name));

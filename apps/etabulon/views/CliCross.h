@@ -41,7 +41,8 @@ struct CliCross {
     std::string calculation;  // empty if an axis names the calculations
     CliCrossAxis lines;
     CliCrossAxis columns;
-    std::vector<ETabulonValue> values;      // line by line; empty without records
+    std::vector<ETabulonValue>
+        values;  // line by line; empty without records, unless no axis is of data
     std::vector<ETabulonValue> lineTotals;  // at the end of each line; empty: there are none
     std::vector<ETabulonValue> columnTotals;
     std::optional<ETabulonValue> total;
@@ -75,6 +76,7 @@ private:
     void TakeDataAxe(const ETabulonGridAxe& axe, CliCrossAxis& taken) const;
     void TakeCalculationAxe(const ETabulonGridAxe& axe, CliCrossAxis& taken) const;
     void Complete();
+    void FillOfNoRecords();
 
     const CliLevels& levels_;
     const CliCalculations& calculations_;

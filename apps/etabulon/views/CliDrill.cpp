@@ -82,7 +82,7 @@ public:
         }
         return std::nullopt;
     }
-    [[nodiscard]] CliFailure Explain(std::span<const CliWordChoice> words) {
+    [[nodiscard]] CliFailure Explain(std::span<const CliWordChoice> words, std::string_view limit) {
         std::size_t furthest = 0;
         std::vector<std::string> names;
         for (std::uint32_t index = 0; index < table_.Count(side_); ++index) {
@@ -101,9 +101,16 @@ public:
         }
         furthest = std::min(furthest, words.size() - 1);
         const std::string& text = words[furthest].text;
-        return {CliExit::Failed,
-                fmt::format("{} in --drill isn't a label of {}{}", Quoted(text),
-                            Quoted(levels_.all[axis_[furthest]].shown), WhatThereIs(text, names))};
+        const std::string& level = levels_.all[axis_[furthest]].shown;
+        if (!limit.empty()) {
+            return {
+                CliExit::Failed,
+                fmt::format("{} in --drill isn't a label of {} that {} shows{}; without {} "
+                            "those that it leaves out can be drilled into too",
+                            Quoted(text), Quoted(level), limit, WhatThereIs(text, names), limit)};
+        }
+        return {CliExit::Failed, fmt::format("{} in --drill isn't a label of {}{}", Quoted(text),
+                                             Quoted(level), WhatThereIs(text, names))};
     }
 
 private:
@@ -155,7 +162,7 @@ private:
 
 CliResult<std::uint32_t> FindEntry(const ECrossTable& table, ECrossSide side,
                                    const CliLevels& levels, std::span<const unsigned int> axis,
-                                   std::span<const CliWordChoice> words) {
+                                   std::span<const CliWordChoice> words, std::string_view limit) {
     if (std::all_of(words.begin(), words.end(),
                     [](const CliWordChoice& word) { return IsBare(word, kTotal); })) {
         return ECrossTable::kTotal;
@@ -164,7 +171,7 @@ CliResult<std::uint32_t> FindEntry(const ECrossTable& table, ECrossSide side,
     if (const auto found = search.Find(words)) {
         return *found;
     }
-    return search.Explain(words);
+    return search.Explain(words, limit);
 }
 
 CliResult<CliCellPlace> FindCell(const CliCross& cross, std::string_view text) {

@@ -23,10 +23,12 @@ struct CliCellPlace {
 
 /// The entry of an axis that words name by its labels, one for each of the axis's levels: in place
 /// of a label `total` without quotes means all that lie there, and `others` those that aren't
-/// shown. ECrossTable::kTotal for the total.
+/// shown. ECrossTable::kTotal for the total. `limit` is the option that leaves lines out; empty
+/// without one.
 [[nodiscard]] CliResult<std::uint32_t> FindEntry(const ECrossTable& table, ECrossSide side,
                                                  const CliLevels& levels,
                                                  std::span<const unsigned int> axis,
-                                                 std::span<const CliWordChoice> words);
+                                                 std::span<const CliWordChoice> words,
+                                                 std::string_view limit);
 
 }  // namespace etabulon

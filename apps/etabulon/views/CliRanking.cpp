@@ -158,8 +158,8 @@ void CliRanking::SetColumns(const CliResultLevels& levels, std::size_t depth,
     }
     for (const unsigned int share : shares) {
         const std::string& shown = calculations.all[share].shown;
-        columns.push_back({fmt::format("% of {}", shown), true});
-        columns.push_back({fmt::format("running % of {}", shown), true});
+        columns.push_back({fmt::format("{} % of total", shown), true});
+        columns.push_back({fmt::format("{} running % of total", shown), true});
     }
     GiveNames(columns);
 }
@@ -190,6 +190,14 @@ void CliRanking::Take(const ECrossTable& table, const CliResultLevels& levels, s
         lines.push_back({LabelsOf(label, levels, depth), valuesOf(line)});
     }
     totals = valuesOf(ECrossTable::kTotal);
+}
+
+void CliRanking::CompleteTotals(const CliCalculations& calculations) {
+    for (std::size_t index = 0; index < calculations.all.size(); ++index) {
+        if (totals[index].IsNull()) {
+            totals[index] = calculations.all[index].OfNoRecords();
+        }
+    }
 }
 
 void PrintRanking(const CliPrinting& printing, const CliRanking& ranking) {

@@ -30,6 +30,8 @@ struct CliRanking {
     /// Takes the lines and the totals of a result in its order, with those shares.
     void Take(const ECrossTable& table, const CliResultLevels& levels, std::size_t depth,
               const std::vector<unsigned int>& shares);
+    /// Gives the totals of no records their values.
+    void CompleteTotals(const CliCalculations& calculations);
 
     std::vector<CliColumn> columns;
     std::vector<Line> lines;

@@ -92,9 +92,6 @@ protected:
     }
     void OnRecord(const std::vector<CliCell>& key) override {
         PutPath(1);
-        for (std::size_t index = 0; index < View().results.size(); ++index) {
-            writer_->Cell({CliCellKind::Absent, {}});
-        }
         for (const CliCell& cell : key) {
             writer_->Cell(cell);
         }

@@ -83,6 +83,10 @@ bool CliTreePrinter::PrintChildren(const EDataTreeNode& node) {
 }
 
 void CliTreePrinter::ReadResults(const EDataTreeNode& node) {
+    if (depth_ == 0 && !view_.percent && contents_.records.Count(node) == 0) {
+        results_ = view_.ofNoRecords;
+        return;
+    }
     const bool isOfParent = view_.percent == CliTreeView::Base::Parent && node.Parent() != nullptr;
     const ETabulonTag& whole = isOfParent ? node.Parent()->Tag() : ETabulonTag::Null;
     for (unsigned index = 0; index < results_.size(); ++index) {

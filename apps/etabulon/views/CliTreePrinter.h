@@ -34,10 +34,11 @@ struct CliTreeLevel {
 struct CliTreeView {
     std::string rootName;
     std::vector<CliTreeLevel> levels;
-    ETabulonTag place;                // a value for each fixed level
-    std::size_t depth = 0;            // levels shown below the root
-    std::vector<CliColumn> keyParts;  // of the records; empty if records aren't printed
-    std::vector<CliColumn> results;   // of the calculations; empty if nothing is calculated
+    ETabulonTag place;                       // a value for each fixed level
+    std::size_t depth = 0;                   // levels shown below the root
+    std::vector<CliColumn> keyParts;         // of the records; empty if records aren't printed
+    std::vector<CliColumn> results;          // of the calculations; empty if nothing is calculated
+    std::vector<ETabulonValue> ofNoRecords;  // their results for a root without records
     /// The calculation that siblings are sorted by, in place of their order in the tree.
     struct ByResult {
         unsigned calculation = 0;

@@ -74,7 +74,8 @@ public:
     /// a calculation is a function of an application, others have no values: ValNull.
     void ReadValue(std::uint32_t line, std::uint32_t column, unsigned int calculation,
                    ETabulonValue& value) const;
-    /// Whether the results of a function can be shares of a total: those of COUNT and SUM.
+    /// Whether the results of a function can be shares of a total: those of COUNT, COUNTVAL and
+    /// SUM.
     [[nodiscard]] static bool HasShares(const ETabulonCumulFunc& function);
     /// In percent. None where there is no value, or the base is 0. Requires a calculation that
     /// HasShares.

@@ -60,7 +60,7 @@ public:
     void ReadResult(const ETabulonTag& node, unsigned calculation, ETabulonValue& result) const;
     /// What a node's result is of that of another node, in percent: of its parent's or the root's.
     /// None where there is no value, or the other's is 0. It is meant for functions whose results
-    /// add up, COUNT and SUM.
+    /// add up: COUNT, COUNTVAL and SUM.
     [[nodiscard]] std::optional<double> Share(const ETabulonTag& node, const ETabulonTag& of,
                                               unsigned calculation) const;
     /// The order of a node's children by a result, as their indexes: no value is the lowest, then
