@@ -121,7 +121,7 @@ void EDataTreeCtrl::OnDeleteitem(_TREEITEM* item, std::intptr_t itemData) {
     parts_->items.OnDeleteitem(item, itemData);
 }
 
-void EDataTreeCtrl::OnTimer(unsigned timerID) {
+void EDataTreeCtrl::OnTimer(unsigned int timerID) {
     EDragTreeCtrl::OnTimer(timerID);
     if (!parts_->selection.OnTimer(timerID) && parts_->wait.OnTimer(timerID)) {
         Port()->WakeAgain();  // the waker may have thrown at the end of a run
@@ -159,11 +159,11 @@ void EDataTreeCtrl::SetSortLevels(const SortKeyArray& keys, bool refresh) {
     parts_->levels.SetSortLevels(keys, refresh);
 }
 
-bool EDataTreeCtrl::SetHideLevelFlags(unsigned level, HideFlag flag, bool refresh) {
+bool EDataTreeCtrl::SetHideLevelFlags(unsigned int level, HideFlag flag, bool refresh) {
     return parts_->levels.SetHideLevelFlags(level, flag, refresh);
 }
 
-bool EDataTreeCtrl::SetHideLevelFlags(const PUniqueT<unsigned>& levels, HideFlag flag,
+bool EDataTreeCtrl::SetHideLevelFlags(const PUniqueT<unsigned int>& levels, HideFlag flag,
                                       bool refresh) {
     return parts_->levels.SetHideLevelFlags(levels, flag, refresh);
 }
@@ -230,7 +230,7 @@ bool EDataTreeCtrl::OnEraseBkgnd(IDrawSurface& surface) {
 
 bool EDataTreeCtrl::OnSetCursor() { return parts_->wait.OnSetCursor(); }
 
-void EDataTreeCtrl::OnSize(unsigned sizeType, int width, int height) {
+void EDataTreeCtrl::OnSize(unsigned int sizeType, int width, int height) {
     EDragTreeCtrl::OnSize(sizeType, width, height);
     parts_->display.OnSize(sizeType);
 }

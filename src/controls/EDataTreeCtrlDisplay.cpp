@@ -8,7 +8,7 @@
 namespace etabulon::detail {
 namespace {
 
-constexpr unsigned kPreparingTextID = 10712;
+constexpr unsigned int kPreparingTextID = 10712;
 
 }  // namespace
 
@@ -53,7 +53,7 @@ bool EDataTreeCtrlDisplay::OnEraseBkgnd(IDrawSurface& surface) {
     return true;
 }
 
-void EDataTreeCtrlDisplay::OnSize(unsigned sizeType) {
+void EDataTreeCtrlDisplay::OnSize(unsigned int sizeType) {
     if (sizeType != ITreeViewEvents::SizeMinimised && View().FirstItem() == nullptr) {
         View().Invalidate();
         View().UpdateNow();

@@ -22,7 +22,7 @@ public:
     void OnGetinfotip(_TREEITEM* item, std::span<char> buffer);
     /// Returns whether it drew the background, with a text.
     bool OnEraseBkgnd(IDrawSurface& surface);
-    void OnSize(unsigned sizeType);
+    void OnSize(unsigned int sizeType);
 
 private:
     [[nodiscard]] HFONT FontFor(const ELogFont& font);

@@ -48,11 +48,11 @@ ETabulonTag EDataTreeCtrlItems::Tag(_TREEITEM* item) const {
     return data != nullptr ? data->tag : ETabulonTag();
 }
 
-unsigned EDataTreeCtrlItems::GetDepth(_TREEITEM* item) const {
+unsigned int EDataTreeCtrlItems::GetDepth(_TREEITEM* item) const {
     if (item == nullptr) {
-        return static_cast<unsigned>(-1);
+        return static_cast<unsigned int>(-1);
     }
-    unsigned depth = 0;
+    unsigned int depth = 0;
     for (_TREEITEM* const first = View().FirstItem();
          item != nullptr && item != kTreeRoot && item != first; ++depth) {
         item = View().ParentItem(item);

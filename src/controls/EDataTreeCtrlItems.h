@@ -35,7 +35,7 @@ public:
     [[nodiscard]] const EDataTreeItemData* DataOf(_TREEITEM* item) const;
     [[nodiscard]] ETabulonTag Tag(_TREEITEM* item) const;
     /// 0 for the root's item; the greatest number for null.
-    [[nodiscard]] unsigned GetDepth(_TREEITEM* item) const;
+    [[nodiscard]] unsigned int GetDepth(_TREEITEM* item) const;
     /// The item has no siblings.
     [[nodiscard]] bool IsAlone(_TREEITEM* item) const;
     [[nodiscard]] bool IsWithin(_TREEITEM* item, _TREEITEM* branch) const;

@@ -8,7 +8,7 @@
 namespace etabulon::detail {
 namespace {
 
-constexpr unsigned kAfterAllLevels = static_cast<unsigned>(-1);
+constexpr unsigned int kAfterAllLevels = static_cast<unsigned int>(-1);
 
 }  // namespace
 
@@ -40,13 +40,13 @@ void EDataTreeCtrlLevels::SetSortLevels(const SortKeyArray& keys, bool refresh) 
     }
 }
 
-bool EDataTreeCtrlLevels::SetHideLevelFlags(unsigned level, HideFlag flag, bool refresh) {
+bool EDataTreeCtrlLevels::SetHideLevelFlags(unsigned int level, HideFlag flag, bool refresh) {
     const Updating updating(parts_);
     const bool changed = TreeCall(parts_)->SetHideLevelFlags(level, flag);
     return AfterHideChange(changed, refresh);
 }
 
-bool EDataTreeCtrlLevels::SetHideLevelFlags(const PUniqueT<unsigned>& levels, HideFlag flag,
+bool EDataTreeCtrlLevels::SetHideLevelFlags(const PUniqueT<unsigned int>& levels, HideFlag flag,
                                             bool refresh) {
     const Updating updating(parts_);
     const bool changed = TreeCall(parts_)->SetHideLevelFlags(levels, flag);
@@ -89,7 +89,7 @@ void EDataTreeCtrlLevels::SetAttachHiddenLevelsToCurrent(bool attach, bool refre
 }
 
 void EDataTreeCtrlLevels::RestoreHiddenLevelsPosition() {
-    const unsigned position =
+    const unsigned int position =
         attachHiddenLevels_ ? parts_.items.GetDepth(View().SelectedItem()) : kAfterAllLevels;
     const TreeCall tree(parts_);
     tree->MoveHiddenLevelsTo(position);
@@ -97,7 +97,7 @@ void EDataTreeCtrlLevels::RestoreHiddenLevelsPosition() {
 
 // ------------------------------------------------------------------------------------------- moves
 
-bool EDataTreeCtrlLevels::MoveSortLevel(unsigned from, unsigned to, bool resync) {
+bool EDataTreeCtrlLevels::MoveSortLevel(unsigned int from, unsigned int to, bool resync) {
     const EWaitCursor waiting(parts_.screen);
     const Updating updating(parts_);
     const bool moved = TreeCall(parts_)->MoveSortLevel(from, to);
@@ -113,7 +113,7 @@ bool EDataTreeCtrlLevels::MoveSortLevel(unsigned from, unsigned to, bool resync)
 
 bool EDataTreeCtrlLevels::MoveSelectedLevelUp() {
     _TREEITEM* const item = View().SelectedItem();
-    const unsigned depth = parts_.items.GetDepth(item);
+    const unsigned int depth = parts_.items.GetDepth(item);
     if (item == nullptr || depth <= 1) {
         return false;
     }
@@ -127,7 +127,7 @@ bool EDataTreeCtrlLevels::MoveSelectedLevelUp() {
 
 bool EDataTreeCtrlLevels::MoveSelectedLevelDown() {
     _TREEITEM* const item = View().SelectedItem();
-    const unsigned depth = parts_.items.GetDepth(item);
+    const unsigned int depth = parts_.items.GetDepth(item);
     if (item == nullptr || depth == 0 || depth >= parts_.SortDesc()->SortLevelCount(kInTree)) {
         return false;
     }
@@ -139,9 +139,9 @@ bool EDataTreeCtrlLevels::MoveSelectedLevelDown() {
     const EDataTreeNode* const node =
         parts_.tree->Get(parts_.SortDesc()->ExtractSortValues(selected, depth - 1, kInTree));
     ETabulonTag tag;
-    for (unsigned outer = 0; node != nullptr && outer < node->Size(); ++outer) {
+    for (unsigned int outer = 0; node != nullptr && outer < node->Size(); ++outer) {
         const EDataTreeNode& child = *node->Get(outer);
-        for (unsigned inner = 0; inner < child.Size(); ++inner) {
+        for (unsigned int inner = 0; inner < child.Size(); ++inner) {
             child.Get(inner)->ExtractTag(tag);
             if (tag.IsChildOf(selected)) {
                 parts_.selection.Select(tag);
@@ -164,7 +164,7 @@ bool EDataTreeCtrlLevels::CanDrop(const DropData* data) const {
     if (dragged == nullptr || target == nullptr || dragged == target) {
         return false;
     }
-    const unsigned depth = parts_.items.GetDepth(target);
+    const unsigned int depth = parts_.items.GetDepth(target);
     if (depth == 0 || depth == parts_.items.GetDepth(dragged)) {
         return false;
     }
@@ -172,8 +172,8 @@ bool EDataTreeCtrlLevels::CanDrop(const DropData* data) const {
 }
 
 void EDataTreeCtrlLevels::OnDrop(const DropData* data) {
-    const unsigned draggedDepth = parts_.items.GetDepth(data->dragged);
-    const unsigned targetDepth = parts_.items.GetDepth(data->target);
+    const unsigned int draggedDepth = parts_.items.GetDepth(data->dragged);
+    const unsigned int targetDepth = parts_.items.GetDepth(data->target);
     const ETabulonTag dragged = parts_.items.Tag(data->dragged);
     const ETabulonTag target = parts_.items.Tag(data->target);
     MoveSortLevel(draggedDepth - 1, targetDepth - 1, /*resync=*/true);

@@ -17,8 +17,8 @@ public:
     void SetRootParams(const Chaine& rootName, HICON rootIcon);
     void SetDisplay(EDataTreeCtrl::DisplayMode mode, bool refresh);
     void SetSortLevels(const SortKeyArray& keys, bool refresh);
-    bool SetHideLevelFlags(unsigned level, HideFlag flag, bool refresh);
-    bool SetHideLevelFlags(const PUniqueT<unsigned>& levels, HideFlag flag, bool refresh);
+    bool SetHideLevelFlags(unsigned int level, HideFlag flag, bool refresh);
+    bool SetHideLevelFlags(const PUniqueT<unsigned int>& levels, HideFlag flag, bool refresh);
     void SetCompareSource(ETabulonSortDesc::SortCompareSource source, bool refresh);
     void SetAttachHiddenLevelsToCurrent(bool attach, bool refresh);
     [[nodiscard]] bool AreHiddenLevelsAttachedToCurrent() const noexcept {
@@ -39,11 +39,11 @@ public:
     void ReleaseLocks();
 
 private:
-    bool MoveSortLevel(unsigned from, unsigned to, bool resync);
+    bool MoveSortLevel(unsigned int from, unsigned int to, bool resync);
     bool AfterHideChange(bool changed, bool refresh);
 
     bool attachHiddenLevels_ = false;
-    unsigned sortLocks_ = 0;  // locks taken for sort changes that are still to be answered
+    unsigned int sortLocks_ = 0;  // locks taken for sort changes that are still to be answered
 };
 
 }  // namespace etabulon::detail

@@ -7,8 +7,8 @@
 namespace etabulon::detail {
 namespace {
 
-constexpr unsigned kAutoRefreshTimer = 1;
-constexpr unsigned kAutoRefreshMilliseconds = 200;
+constexpr unsigned int kAutoRefreshTimer = 1;
+constexpr unsigned int kAutoRefreshMilliseconds = 200;
 
 }  // namespace
 
@@ -81,7 +81,7 @@ void EDataTreeCtrlSelection::KillTimer() {
     }
 }
 
-bool EDataTreeCtrlSelection::OnTimer(unsigned timerID) {
+bool EDataTreeCtrlSelection::OnTimer(unsigned int timerID) {
     if (timerID == 0 || timerID != autoRefreshTimer_ || parts_.inUpdate) {
         return false;
     }

@@ -24,7 +24,7 @@ public:
 
     void StartAutoRefreshTimer();
     /// Returns whether the tick was this part's.
-    bool OnTimer(unsigned timerID);
+    bool OnTimer(unsigned int timerID);
     void KillTimer();
     /// The timers went with the view.
     void ForgetTimer() noexcept { autoRefreshTimer_ = 0; }
@@ -32,8 +32,8 @@ public:
 private:
     void OpenAbove(const ETabulonTag& tag);
 
-    ETabulonTag lastTag_;            // the last one that a change of the selection refreshed
-    unsigned autoRefreshTimer_ = 0;  // 0 while it doesn't run
+    ETabulonTag lastTag_;                // the last one that a change of the selection refreshed
+    unsigned int autoRefreshTimer_ = 0;  // 0 while it doesn't run
     bool refreshOnSelChange_ = true;
 };
 

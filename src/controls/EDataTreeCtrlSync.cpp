@@ -176,7 +176,7 @@ void EDataTreeCtrlSync::DeleteStrangers(const EDataTreeNode& node, _TREEITEM* it
     // As a rule no node has gone: then the items match the first nodes in order, and no set is
     // needed.
     ETabulonTag tag;
-    unsigned index = 0;
+    unsigned int index = 0;
     _TREEITEM* child = View().FirstChild(item);
     for (; child != nullptr && index < node.Size(); ++index) {
         node.Get(index)->ExtractTag(tag);
@@ -214,7 +214,7 @@ void EDataTreeCtrlSync::SyncChildren(EDataTreeNode& node, _TREEITEM* item, Redra
     _TREEITEM* current = View().FirstChild(item);
     _TREEITEM* previous = kTreeFirst;
     ETabulonTag tag;
-    for (unsigned index = 0; index < node.Size(); ++index) {
+    for (unsigned int index = 0; index < node.Size(); ++index) {
         EDataTreeNode& child = *node.Get(index);
         child.ExtractTag(tag);
         if (current != nullptr && parts_.items.DataOf(current)->tag == tag) {
@@ -300,11 +300,11 @@ bool EDataTreeCtrlSync::OpensByItself(const EDataTreeNode& node) const {
            (node.LeafCount() > 1 || expand_ == EDataTreeCtrl::ExpandAll);
 }
 
-Chaine EDataTreeCtrlSync::TipOf(const ETabulonTag& tag, unsigned position) const {
+Chaine EDataTreeCtrlSync::TipOf(const ETabulonTag& tag, unsigned int position) const {
     if (position >= parts_.SortDesc()->SortLevelCount(kInTree)) {
         return Chaine();  // the model is behind a change of the levels
     }
-    const unsigned level = parts_.SortDesc()->SortLevel(position, kInTree).Level();
+    const unsigned int level = parts_.SortDesc()->SortLevel(position, kInTree).Level();
     const ETabulonValue* value = tag.Find(level);
     if (value == nullptr || !parts_.AvailableLevels().ExistLevel(level)) {
         return Chaine();

@@ -35,7 +35,7 @@ private:
     void SyncItem(EDataTreeNode& node, _TREEITEM* item, const ETabulonTag& tag, Redraw& redraw);
     _TREEITEM* InsertItem(EDataTreeNode& node, _TREEITEM* parent, _TREEITEM* after);
     [[nodiscard]] bool OpensByItself(const EDataTreeNode& node) const;
-    [[nodiscard]] Chaine TipOf(const ETabulonTag& tag, unsigned position) const;
+    [[nodiscard]] Chaine TipOf(const ETabulonTag& tag, unsigned int position) const;
     [[nodiscard]] Chaine DisplayName(const EDataTreeNode& node) const;
     void DropItem(_TREEITEM* item);
     void DeleteItem(_TREEITEM* item);

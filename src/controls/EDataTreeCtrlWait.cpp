@@ -6,8 +6,8 @@
 namespace etabulon::detail {
 namespace {
 
-constexpr unsigned kWaitTimer = 2;
-constexpr unsigned kWaitIconID = 13000;
+constexpr unsigned int kWaitTimer = 2;
+constexpr unsigned int kWaitIconID = 13000;
 constexpr int kWaitIconSize = 16;
 constexpr int kNoImage = -1;
 
@@ -114,7 +114,7 @@ void EDataTreeCtrlWait::StopWaitWithoutTimer() {
     }
 }
 
-bool EDataTreeCtrlWait::OnTimer(unsigned timerID) {
+bool EDataTreeCtrlWait::OnTimer(unsigned int timerID) {
     if (timerID == 0 || timerID != waitTimer_) {
         return false;
     }

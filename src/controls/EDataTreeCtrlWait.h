@@ -27,7 +27,7 @@ public:
     bool OnSetCursor();
 
     /// Returns whether the tick was this part's.
-    bool OnTimer(unsigned timerID);
+    bool OnTimer(unsigned int timerID);
     void KillTimer();
     /// The timers went with the view.
     void Forget() noexcept;
@@ -41,7 +41,7 @@ private:
     HCURSOR waitCursor_;
     HICON waitIcon_;
     EDataTreeCtrl::eShowWaitStep waitStep_ = EDataTreeCtrl::WaitStepNone;
-    unsigned waitTimer_ = 0;  // 0 while it doesn't run
+    unsigned int waitTimer_ = 0;  // 0 while it doesn't run
 };
 
 }  // namespace etabulon::detail

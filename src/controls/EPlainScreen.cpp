@@ -17,7 +17,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<IImageList> EPlainScreen::NewImageList(int, int, unsigned, int, int) {
+std::unique_ptr<IImageList> EPlainScreen::NewImageList(int, int, unsigned int, int, int) {
     return std::make_unique<PlainImageList>();
 }
 

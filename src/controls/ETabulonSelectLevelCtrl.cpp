@@ -105,11 +105,11 @@ void ETabulonSelectLevelCtrl::Fill() {
     }
 }
 
-unsigned ETabulonSelectLevelCtrl::PositionOf(_TREEITEM* item) const {
-    return static_cast<unsigned>(View().ItemData(item));
+unsigned int ETabulonSelectLevelCtrl::PositionOf(_TREEITEM* item) const {
+    return static_cast<unsigned int>(View().ItemData(item));
 }
 
-void ETabulonSelectLevelCtrl::SelectPos(unsigned position) {
+void ETabulonSelectLevelCtrl::SelectPos(unsigned int position) {
     _TREEITEM* item = View().FirstItem();
     for (; position > 0; --position) {
         item = View().FirstChild(item);
@@ -133,7 +133,7 @@ bool ETabulonSelectLevelCtrl::OnItemexpanding(_TREEITEM*, ETreeExpand action) {
 // hidden levels are mixed with visible ones: such a move may leave the chain as it is. A tree
 // control keeps the hidden levels together at the end. MoveAmongHiddenLevelsMayShowNothing holds
 // it.
-void ETabulonSelectLevelCtrl::MoveAndSelect(unsigned from, unsigned to) {
+void ETabulonSelectLevelCtrl::MoveAndSelect(unsigned int from, unsigned int to) {
     sortDesc_->MoveSortLevel(from, to, kInTree);
     SelectPos(to);
 }
@@ -143,14 +143,14 @@ bool ETabulonSelectLevelCtrl::MoveSelectedLevelDown() {
     if (!sortDesc_ || item == nullptr || View().FirstChild(item) == nullptr) {
         return false;
     }
-    const unsigned position = PositionOf(item);
+    const unsigned int position = PositionOf(item);
     MoveAndSelect(position, position + 1);
     return true;
 }
 
 bool ETabulonSelectLevelCtrl::MoveSelectedLevelUp() {
     _TREEITEM* const item = View().SelectedItem();
-    const unsigned position = PositionOf(item);
+    const unsigned int position = PositionOf(item);
     if (!sortDesc_ || item == nullptr || position == 0) {
         return false;
     }

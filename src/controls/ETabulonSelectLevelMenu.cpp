@@ -9,8 +9,8 @@ namespace {
 
 using SortKey = ETabulonSortDesc::SortKey;
 
-constexpr unsigned kFirstCommand = 456;
-constexpr unsigned kMaxPermuted = 3;
+constexpr unsigned int kFirstCommand = 456;
+constexpr unsigned int kMaxPermuted = 3;
 constexpr int kEntryWidth = 120;
 constexpr int kEntryMargin = 4;   // above and below the levels, and the line between entries
 constexpr int kPictureInset = 2;  // from the entry's top
@@ -49,14 +49,14 @@ void ETabulonSelectLevelMenu::Init(const ETabulonSortDesc* sortDesc) {
 }
 
 /// Adds an entry for each order of the keys from `position` on, the current order first.
-void ETabulonSelectLevelMenu::InsertLevel(const SortKeyArray& keys, unsigned position) {
+void ETabulonSelectLevelMenu::InsertLevel(const SortKeyArray& keys, unsigned int position) {
     if (position + 1 >= levelCount_) {
         menu_->AppendItem(kFirstCommand + arrangements_.Size());
         arrangements_.Add(keys);
         return;
     }
     InsertLevel(keys, position + 1);
-    for (unsigned taken = position + 1; taken < levelCount_; ++taken) {
+    for (unsigned int taken = position + 1; taken < levelCount_; ++taken) {
         SortKeyArray changed = keys;
         changed.RemoveAt(taken, 1);
         changed.InsertAt(position, keys[taken]);
@@ -64,7 +64,7 @@ void ETabulonSelectLevelMenu::InsertLevel(const SortKeyArray& keys, unsigned pos
     }
 }
 
-int ETabulonSelectLevelMenu::TrackPopupMenu(unsigned flags, int x, int y, ITreeView* window,
+int ETabulonSelectLevelMenu::TrackPopupMenu(unsigned int flags, int x, int y, ITreeView* window,
                                             const ERect* rect) {
     E_EXPECTS(menu_ != nullptr);
     lastSelected_ = menu_->Track(flags | IPopupMenu::TrackReturnCommand, {x, y}, window, rect);
@@ -72,7 +72,7 @@ int ETabulonSelectLevelMenu::TrackPopupMenu(unsigned flags, int x, int y, ITreeV
 }
 
 const ETabulonSelectLevelMenu::SortKeyArray& ETabulonSelectLevelMenu::LastSelected() const {
-    const unsigned index = static_cast<unsigned>(lastSelected_) - kFirstCommand;
+    const unsigned int index = static_cast<unsigned int>(lastSelected_) - kFirstCommand;
     E_EXPECTS(index < arrangements_.Size());
     return arrangements_.At(index);
 }
@@ -80,14 +80,14 @@ const ETabulonSelectLevelMenu::SortKeyArray& ETabulonSelectLevelMenu::LastSelect
 // Deliberate: the height is that of the levels whose order varies, though the picture shows every
 // visible level: a fourth is cut off. It is the same in each entry. FourthVisibleLevelStays holds
 // it.
-void ETabulonSelectLevelMenu::MeasureItem(unsigned /*command*/, int& width, int& height) {
+void ETabulonSelectLevelMenu::MeasureItem(unsigned int /*command*/, int& width, int& height) {
     width = kEntryWidth;
     height = (factory_.Screen().Measure(IScreen::MetricSmallIconHeight) + 1) *
                  static_cast<int>(levelCount_) +
              kEntryMargin;
 }
 
-void ETabulonSelectLevelMenu::DrawItem(unsigned command, unsigned state, const ERect& rect,
+void ETabulonSelectLevelMenu::DrawItem(unsigned int command, unsigned int state, const ERect& rect,
                                        IDrawSurface& surface) {
     E_EXPECTS(command >= kFirstCommand);
     // Deliberate: an entry that was never inserted is drawn without levels, and its arrangement is

@@ -15,7 +15,7 @@ public:
     _TREEITEM* FirstChild(_TREEITEM*) const override { return nullptr; }
     _TREEITEM* NextVisibleItem(_TREEITEM*) const override { return nullptr; }
     _TREEITEM* PreviousVisibleItem(_TREEITEM*) const override { return nullptr; }
-    unsigned ItemCount() const override { return 0; }
+    unsigned int ItemCount() const override { return 0; }
     _TREEITEM* InsertItem(const Chaine&, int, int, _TREEITEM*, _TREEITEM*) override {
         return nullptr;
     }
@@ -41,8 +41,8 @@ public:
     void SetTextColour(EColour) override {}
     void MoveWindow(const ERect&) override {}
     void Print(IDrawSurface&) override {}
-    unsigned SetTimer(unsigned, unsigned) override { return 0; }
-    void KillTimer(unsigned) override {}
+    unsigned int SetTimer(unsigned int, unsigned int) override { return 0; }
+    void KillTimer(unsigned int) override {}
     EMessagePort::Waker MakeWaker(std::weak_ptr<EMessagePort>) override { return {}; }
     std::intptr_t SendToOwner(std::uint32_t, std::intptr_t, std::intptr_t) override { return 0; }
 };

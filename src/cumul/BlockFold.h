@@ -13,7 +13,7 @@ template <class Fold>
 struct BlockFold {
     /// A column of other numbers than the calculation's is folded value by value.
     template <class T>
-    static void Numbers(const CellPlan& plan, const BlockRows& rows, unsigned column) {
+    static void Numbers(const CellPlan& plan, const BlockRows& rows, unsigned int column) {
         const ERecordBlock::Column& from = rows.block->At(column);
         const ETypeInfo& like = *plan.type;
         if (from.words == nullptr || from.type->storage != like.storage ||
@@ -40,7 +40,7 @@ struct BlockFold {
                     });
     }
 
-    static void Records(const CellPlan& plan, const BlockRows& rows, unsigned /*column*/) {
+    static void Records(const CellPlan& plan, const BlockRows& rows, unsigned int /*column*/) {
         FoldEach<std::uint32_t>(
             plan, rows, [](std::size_t /*at*/, const auto& step) { step(MissingNumber{}); });
     }

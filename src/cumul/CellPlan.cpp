@@ -4,7 +4,7 @@
 #include "values/ETabulonValueAccess.h"
 
 namespace etabulon::detail {
-void FoldValues(const CellPlan& plan, const BlockRows& rows, unsigned column) {
+void FoldValues(const CellPlan& plan, const BlockRows& rows, unsigned int column) {
     EFieldKey fields;
     ETabulonPrimaryKey key;
     constexpr std::size_t kNoRecord = static_cast<std::size_t>(-1);

@@ -50,7 +50,7 @@ struct CellPlan {
     using Rows = std::span<std::byte* const>;
     using FoldRows = void (*)(const CellPlan& plan, Rows rows, const EVariant& value,
                               const ETabulonPrimaryKey* key, RecordReading& last);
-    using FoldRecords = void (*)(const CellPlan& plan, const BlockRows& rows, unsigned column);
+    using FoldRecords = void (*)(const CellPlan& plan, const BlockRows& rows, unsigned int column);
     using ReadResult = void (*)(const CellPlan& plan, std::byte* row, ETabulonValue& result);
     /// The records of `from` have the numbers from `after` on.
     using MergeRow = void (*)(const CellPlan& plan, std::byte* into, std::byte* from,
@@ -111,7 +111,7 @@ struct ContentOf<Fold> {
     using Type = typename Fold::Content;
 };
 /// Folds the records of a block value by value, by the plan's own `fold`.
-void FoldValues(const CellPlan& plan, const BlockRows& rows, unsigned column);
+void FoldValues(const CellPlan& plan, const BlockRows& rows, unsigned int column);
 
 /// Reads the value as a number of the storage and scale of `like`; false where that isn't exact.
 template <class T>

@@ -74,9 +74,9 @@ struct CumulCells::Plan : CellPlan {
 };
 
 CumulCells::CumulCells(const ITabulonCumulFuncOnVarCollection& calculations) {
-    const unsigned size = calculations.Size();
+    const unsigned int size = calculations.Size();
     plans_.reserve(size);
-    for (unsigned index = 0; index < size; ++index) {
+    for (unsigned int index = 0; index < size; ++index) {
         Plan& plan = plans_.emplace_back(
             ERef<ETabulonCumulFuncOnVar>::Adopt(calculations.Calculation(index)));
         needsContext_ = needsContext_ || plan.needsKey;
@@ -138,9 +138,9 @@ CumulCells& CumulCells::operator=(CumulCells&& other) noexcept {
 
 CumulCells::~CumulCells() { Free(); }
 
-unsigned CumulCells::Size() const noexcept { return static_cast<unsigned>(plans_.size()); }
+unsigned int CumulCells::Size() const noexcept { return static_cast<unsigned int>(plans_.size()); }
 
-const ETabulonCumulFuncOnVar& CumulCells::Calculation(unsigned calculation) const noexcept {
+const ETabulonCumulFuncOnVar& CumulCells::Calculation(unsigned int calculation) const noexcept {
     return *plans_[calculation].calculation;
 }
 
@@ -223,7 +223,7 @@ void CumulCells::Fold(std::span<std::byte* const> rows, std::span<const EVariant
     }
 }
 
-void CumulCells::FoldBlock(BlockRows rows, std::span<const unsigned> columns) {
+void CumulCells::FoldBlock(BlockRows rows, std::span<const unsigned int> columns) {
     E_EXPECTS(columns.size() == plans_.size());
     E_EXPECTS(areOwn_);
     rows.firstNumber = records_;
@@ -272,11 +272,12 @@ void CumulCells::ResetRow(std::uint32_t row) {
     }
 }
 
-bool CumulCells::ReadsValues(unsigned calculation) const noexcept {
+bool CumulCells::ReadsValues(unsigned int calculation) const noexcept {
     return plans_[calculation].readsValues && plans_[calculation].isFolded;
 }
 
-void CumulCells::ReadResult(std::uint32_t row, unsigned calculation, ETabulonValue& result) const {
+void CumulCells::ReadResult(std::uint32_t row, unsigned int calculation,
+                            ETabulonValue& result) const {
     E_EXPECTS(calculation < plans_.size());
     const Plan& plan = plans_[calculation];
     plan.result(plan, RowAt(row), result);

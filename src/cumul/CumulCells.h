@@ -37,8 +37,9 @@ public:
     ~CumulCells();
 
     /// How many calculations a row holds.
-    [[nodiscard]] unsigned Size() const noexcept;
-    [[nodiscard]] const ETabulonCumulFuncOnVar& Calculation(unsigned calculation) const noexcept;
+    [[nodiscard]] unsigned int Size() const noexcept;
+    [[nodiscard]] const ETabulonCumulFuncOnVar& Calculation(
+        unsigned int calculation) const noexcept;
     [[nodiscard]] std::uint32_t Rows() const noexcept { return rows_; }
     /// Adds a row over no records; rows are numbered from 0.
     std::uint32_t AddRow();
@@ -59,7 +60,7 @@ public:
               const ETabulonPrimaryKey* context);
     /// The same for the records of a block, one after the other. `columns` has the values' column
     /// of each calculation. Requires keys in the block if NeedsContext().
-    void FoldBlock(BlockRows rows, std::span<const unsigned> columns);
+    void FoldBlock(BlockRows rows, std::span<const unsigned int> columns);
     /// How many records were folded.
     [[nodiscard]] std::uint32_t Records() const noexcept { return records_; }
     /// Merges a row of cells over the same calculations into rows, as if the records of that row
@@ -76,19 +77,19 @@ public:
     /// Every calculation is one of the library's own, which have no side effects.
     [[nodiscard]] bool AreOwn() const noexcept { return areOwn_; }
     /// Whether folding the calculation reads its variable's values.
-    [[nodiscard]] bool ReadsValues(unsigned calculation) const noexcept;
+    [[nodiscard]] bool ReadsValues(unsigned int calculation) const noexcept;
     /// The result that the calculation's buffer would give.
-    [[nodiscard]] ETabulonValue Result(std::uint32_t row, unsigned calculation) const {
+    [[nodiscard]] ETabulonValue Result(std::uint32_t row, unsigned int calculation) const {
         ETabulonValue result;
         ReadResult(row, calculation, result);
         return result;
     }
     /// The same into a value, whose storage is reused.
-    void ReadResult(std::uint32_t row, unsigned calculation, ETabulonValue& result) const;
+    void ReadResult(std::uint32_t row, unsigned int calculation, ETabulonValue& result) const;
 
 private:
     struct Plan;  // how a calculation runs in the rows
-    static constexpr unsigned kChunkBits = 8;
+    static constexpr unsigned int kChunkBits = 8;
     static constexpr std::uint32_t kChunkRows = 1U << kChunkBits;
 
     void PlaceStates();

@@ -19,7 +19,7 @@ bool CumulPartial::IsMergeable() const noexcept { return cells_->AreOwn(); }
 
 void CumulPartial::AddValue(const ETabulonExtractValue& extract) {
     values_.clear();
-    for (unsigned index = 0; index < cells_->Size(); ++index) {
+    for (unsigned int index = 0; index < cells_->Size(); ++index) {
         values_.push_back(&extract.GetValue(cells_->Calculation(index).Variable()));
     }
     std::byte* const rows[] = {cells_->RowAt(0)};
@@ -32,7 +32,7 @@ void CumulPartial::Merge(const CumulPartial& after) {
     cells_->MergeAfter(rows, *after.cells_, 0);
 }
 
-ETabulonValue CumulPartial::Result(unsigned calculation) const {
+ETabulonValue CumulPartial::Result(unsigned int calculation) const {
     return cells_->Result(0, calculation);
 }
 

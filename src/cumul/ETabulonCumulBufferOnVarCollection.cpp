@@ -18,7 +18,8 @@ ETabulonCumulBufferOnVar* ETabulonCumulBufferOnVarCollection::Calculation(
     return Referenced(byFunction_[calculation]);
 }
 
-ETabulonCumulBufferOnVar* ETabulonCumulBufferOnVarCollection::Calculation(unsigned index) const {
+ETabulonCumulBufferOnVar* ETabulonCumulBufferOnVarCollection::Calculation(
+    unsigned int index) const {
     return Referenced(calculations_.At(index).Get());
 }
 

@@ -33,7 +33,7 @@ std::int32_t ETabulonCumulFunc::Release() {
     return left;
 }
 
-ETabulonCumulBuffer::ETabulonCumulBuffer(ETabulonCumulFunc* function, int type, unsigned size)
+ETabulonCumulBuffer::ETabulonCumulBuffer(ETabulonCumulFunc* function, int type, unsigned int size)
     : function_(ERef<ETabulonCumulFunc>::Retain(function)),
       resultType_(static_cast<std::uint16_t>(function->ResultType(type))),
       resultSize_(static_cast<std::uint16_t>(function->ResultSize(size))) {}

@@ -10,7 +10,7 @@ ETabulonCumulFuncCollection::ETabulonCumulFuncCollection() {
     AddFunction(new ETabulonCumulFuncLast, /*addRef=*/false);
 }
 
-ETabulonCumulFunc* ETabulonCumulFuncCollection::GetFunction(unsigned index) const {
+ETabulonCumulFunc* ETabulonCumulFuncCollection::GetFunction(unsigned int index) const {
     E_EXPECTS(index < Size());
     return ERef<ETabulonCumulFunc>(functions_.Value(index)).Detach();
 }
@@ -29,8 +29,8 @@ void ETabulonCumulFuncCollection::AddFunction(ETabulonCumulFunc* function, bool 
 }
 
 void ETabulonCumulFuncCollection::AddFunctions(const ITabulonCumulFuncCollection* other) {
-    const unsigned size = other->Size();
-    for (unsigned index = 0; index < size; ++index) {
+    const unsigned int size = other->Size();
+    for (unsigned int index = 0; index < size; ++index) {
         AddFunction(other->GetFunction(index), /*addRef=*/false);
     }
 }

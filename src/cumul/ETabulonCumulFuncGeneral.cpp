@@ -10,9 +10,9 @@ namespace {
 
 using detail::FoldEffect;
 
-constexpr unsigned kCountText = 10704;
-constexpr unsigned kLastText = 10705;
-constexpr unsigned kCommonValText = 10706;
+constexpr unsigned int kCountText = 10704;
+constexpr unsigned int kLastText = 10705;
+constexpr unsigned int kCommonValText = 10706;
 
 struct CountFold : detail::CumulFold {
     static constexpr bool kReadsValues = false;
@@ -74,7 +74,7 @@ class ETabulonCumulFuncCommonVal::Exec final : public detail::FoldBuffer<CommonV
 ETabulonCumulFuncCount::ETabulonCumulFuncCount()
     : ETabulonCumulFunc("COUNT", Chaine::Load(kCountText), nullptr) {}
 
-ETabulonCumulBuffer* ETabulonCumulFuncCount::Start(int type, unsigned size) {
+ETabulonCumulBuffer* ETabulonCumulFuncCount::Start(int type, unsigned int size) {
     return new Exec(this, type, size);
 }
 
@@ -83,14 +83,14 @@ int ETabulonCumulFuncCount::ResultType(int /*type*/) const { return TYPE_UINT32;
 ETabulonCumulFuncLast::ETabulonCumulFuncLast()
     : ETabulonCumulFunc("LAST", Chaine::Load(kLastText), nullptr) {}
 
-ETabulonCumulBuffer* ETabulonCumulFuncLast::Start(int type, unsigned size) {
+ETabulonCumulBuffer* ETabulonCumulFuncLast::Start(int type, unsigned int size) {
     return new Exec(this, type, size);
 }
 
 ETabulonCumulFuncCommonVal::ETabulonCumulFuncCommonVal()
     : ETabulonCumulFunc("COMMONVAL", Chaine::Load(kCommonValText), nullptr) {}
 
-ETabulonCumulBuffer* ETabulonCumulFuncCommonVal::Start(int type, unsigned size) {
+ETabulonCumulBuffer* ETabulonCumulFuncCommonVal::Start(int type, unsigned int size) {
     return new Exec(this, type, size);
 }
 

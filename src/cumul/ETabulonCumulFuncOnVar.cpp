@@ -37,7 +37,7 @@ ETabulonCumulFuncOnVar* ETabulonCumulFuncOnVar::Build(ETabulonCumulFunc* functio
 
 ETabulonCumulFuncOnVar* ETabulonCumulFuncOnVar::Build(const Chaine& functionCode,
                                                       const ETabulonVariableID& id, int type,
-                                                      unsigned size, const Chaine& header) {
+                                                      unsigned int size, const Chaine& header) {
     return BuildOn(ERef<ETabulonVariableDesc>::Adopt(
                        ETabulonVariableDesc::Build(id, type, size, header, nullptr)),
                    functionCode);

@@ -30,7 +30,7 @@ ETabulonCumulFuncOnVarCollection& ETabulonCumulFuncOnVarCollection::operator=(
     return *this;
 }
 
-ETabulonCumulFuncOnVar* ETabulonCumulFuncOnVarCollection::Calculation(unsigned index) const {
+ETabulonCumulFuncOnVar* ETabulonCumulFuncOnVarCollection::Calculation(unsigned int index) const {
     E_EXPECTS(index < Size());
     return ERef<ETabulonCumulFuncOnVar>(calculations_.At(index)).Detach();
 }
@@ -54,7 +54,7 @@ int ETabulonCumulFuncOnVarCollection::AddCalculation(ETabulonCumulFuncOnVar* cal
 
 int ETabulonCumulFuncOnVarCollection::AddCalculation(const Chaine& functionCode,
                                                      const ETabulonVariableID& id, int type,
-                                                     unsigned size, const Chaine& header) {
+                                                     unsigned int size, const Chaine& header) {
     return AddCalculation(ETabulonCumulFuncOnVar::Build(functionCode, id, type, size, header),
                           /*addRef=*/false);
 }
@@ -68,8 +68,8 @@ int ETabulonCumulFuncOnVarCollection::AddCalculation(const Chaine& functionCode,
 void ETabulonCumulFuncOnVarCollection::AddCalculations(
     const ITabulonCumulFuncOnVarCollection* other) {
     // Reads the size once: `other` may be this collection.
-    const unsigned size = other->Size();
-    for (unsigned index = 0; index < size; ++index) {
+    const unsigned int size = other->Size();
+    for (unsigned int index = 0; index < size; ++index) {
         AddCalculation(other->Calculation(index), /*addRef=*/false);
     }
 }

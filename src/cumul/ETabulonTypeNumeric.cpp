@@ -15,12 +15,12 @@ using detail::MinFold;
 
 constexpr unsigned short kNumericIcon = 16805;
 
-constexpr unsigned kMinText = 10700;
-constexpr unsigned kMaxText = 10701;
-constexpr unsigned kAvgText = 10702;
-constexpr unsigned kSumText = 10703;
-constexpr unsigned kCodeMinText = 10709;
-constexpr unsigned kCodeMaxText = 10710;
+constexpr unsigned int kMinText = 10700;
+constexpr unsigned int kMaxText = 10701;
+constexpr unsigned int kAvgText = 10702;
+constexpr unsigned int kSumText = 10703;
+constexpr unsigned int kCodeMinText = 10709;
+constexpr unsigned int kCodeMaxText = 10710;
 
 struct SumFold : detail::CumulFold {
     template <class Accumulator, class Value>
@@ -98,21 +98,21 @@ ETabulonTypeNumeric::ETabulonTypeNumeric()
 ETabulonTypeNumeric::FunctionMin::FunctionMin()
     : ETabulonCumulFunc("MIN", Chaine::Load(kMinText), nullptr) {}
 
-ETabulonCumulBuffer* ETabulonTypeNumeric::FunctionMin::Start(int type, unsigned size) {
+ETabulonCumulBuffer* ETabulonTypeNumeric::FunctionMin::Start(int type, unsigned int size) {
     return new Exec(this, type, size);
 }
 
 ETabulonTypeNumeric::FunctionMax::FunctionMax()
     : ETabulonCumulFunc("MAX", Chaine::Load(kMaxText), nullptr) {}
 
-ETabulonCumulBuffer* ETabulonTypeNumeric::FunctionMax::Start(int type, unsigned size) {
+ETabulonCumulBuffer* ETabulonTypeNumeric::FunctionMax::Start(int type, unsigned int size) {
     return new Exec(this, type, size);
 }
 
 ETabulonTypeNumeric::FunctionCodeMin::FunctionCodeMin()
     : ETabulonCumulFunc("CODEMIN", Chaine::Load(kCodeMinText), nullptr) {}
 
-ETabulonCumulBuffer* ETabulonTypeNumeric::FunctionCodeMin::Start(int type, unsigned size) {
+ETabulonCumulBuffer* ETabulonTypeNumeric::FunctionCodeMin::Start(int type, unsigned int size) {
     return new Exec(this, type, size);
 }
 
@@ -120,31 +120,35 @@ int ETabulonTypeNumeric::FunctionCodeMin::ResultType(int /*type*/) const { retur
 
 // Deliberate: 0 here and 4 for the highest, though both are texts, which have no declared size.
 // Views make columns by it. CodeFunctionsDifferInResultSize holds it.
-unsigned ETabulonTypeNumeric::FunctionCodeMin::ResultSize(unsigned /*size*/) const { return 0; }
+unsigned int ETabulonTypeNumeric::FunctionCodeMin::ResultSize(unsigned int /*size*/) const {
+    return 0;
+}
 
 ETabulonTypeNumeric::FunctionCodeMax::FunctionCodeMax()
     : ETabulonCumulFunc("CODEMAX", Chaine::Load(kCodeMaxText), nullptr) {}
 
-ETabulonCumulBuffer* ETabulonTypeNumeric::FunctionCodeMax::Start(int type, unsigned size) {
+ETabulonCumulBuffer* ETabulonTypeNumeric::FunctionCodeMax::Start(int type, unsigned int size) {
     return new Exec(this, type, size);
 }
 
 int ETabulonTypeNumeric::FunctionCodeMax::ResultType(int /*type*/) const { return TYPE_CHAINE; }
 
-unsigned ETabulonTypeNumeric::FunctionCodeMax::ResultSize(unsigned /*size*/) const { return 4; }
+unsigned int ETabulonTypeNumeric::FunctionCodeMax::ResultSize(unsigned int /*size*/) const {
+    return 4;
+}
 
 ETabulonTypeNumeric::FunctionSum::FunctionSum() : FunctionSum("SUM", Chaine::Load(kSumText)) {}
 
 ETabulonTypeNumeric::FunctionSum::FunctionSum(const Chaine& code, const Chaine& displayName)
     : ETabulonCumulFunc(code, displayName, nullptr) {}
 
-ETabulonCumulBuffer* ETabulonTypeNumeric::FunctionSum::Start(int type, unsigned size) {
+ETabulonCumulBuffer* ETabulonTypeNumeric::FunctionSum::Start(int type, unsigned int size) {
     return new Exec(this, type, size);
 }
 
 ETabulonTypeNumeric::FunctionAvg::FunctionAvg() : FunctionSum("AVG", Chaine::Load(kAvgText)) {}
 
-ETabulonCumulBuffer* ETabulonTypeNumeric::FunctionAvg::Start(int type, unsigned size) {
+ETabulonCumulBuffer* ETabulonTypeNumeric::FunctionAvg::Start(int type, unsigned int size) {
     return new Exec(this, type, size);
 }
 

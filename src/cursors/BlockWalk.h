@@ -30,7 +30,7 @@ private:
     /// A level of the filter's tag, and how its column's values compare with the tag's.
     struct Test {
         const ETabulonValue* value;  // in the filter's tag
-        unsigned column;
+        unsigned int column;
         std::vector<std::int8_t> verdicts;  // by number in the column's dictionary; kUnknown
     };
     static constexpr std::int8_t kUnknown = -1;

@@ -67,8 +67,8 @@ bool ETabulonCursorEData::LinkedBlocks::AddLink(std::size_t link, EBlockRequest&
         return true;
     }
     const detail::PathHop& hop = resolved.hops.front();
-    std::vector<unsigned> columns;
-    for (const unsigned variable : hop.OwnVariables()) {
+    std::vector<unsigned int> columns;
+    for (const unsigned int variable : hop.OwnVariables()) {
         const DVariable& own = *rubric->At(variable);
         const EField* const field = FindOwn(own, own.Count() > 1 ? hop.index : 0);
         if (field == nullptr) {
@@ -82,14 +82,14 @@ bool ETabulonCursorEData::LinkedBlocks::AddLink(std::size_t link, EBlockRequest&
 
 bool ETabulonCursorEData::LinkedBlocks::AddDerived(std::size_t index, EBlockRequest& request) {
     const DerivedFields::Derived& derived = cursor_.derived_->At(index);
-    std::vector<unsigned> columns;
+    std::vector<unsigned int> columns;
     for (const ETabulonVariableID& base : derived.bases) {
         const auto further =
             std::find_if(further_.begin(), further_.end(), [&base](const Further& each) {
                 return each.id == base && (each.key != kNone || each.base != nullptr);
             });
         if (further != further_.end() && further->key != kNone) {
-            const std::vector<unsigned>& its = keys_[further->key].columns;
+            const std::vector<unsigned int>& its = keys_[further->key].columns;
             columns.insert(columns.end(), its.begin(), its.end());
             continue;
         }
@@ -115,7 +115,7 @@ bool ETabulonCursorEData::LinkedBlocks::AddDerived(std::size_t index, EBlockRequ
 }
 
 /// The key of the last variable.
-void ETabulonCursorEData::LinkedBlocks::AddKey(std::vector<unsigned> columns) {
+void ETabulonCursorEData::LinkedBlocks::AddKey(std::vector<unsigned int> columns) {
     const auto known = std::find_if(keys_.begin(), keys_.end(), [&columns](const Key& other) {
         return other.columns == columns;
     });
@@ -131,7 +131,7 @@ void ETabulonCursorEData::LinkedBlocks::AddKey(std::vector<unsigned> columns) {
 
 /// The table's field that the link engine reads as this variable; null if there is none.
 const EField* ETabulonCursorEData::LinkedBlocks::FindOwn(const DVariable& variable,
-                                                         unsigned element) const {
+                                                         unsigned int element) const {
     const EFieldDesc desc = variable.MakeFieldDesc(element);
     const EFieldSet& fields = cursor_.table_->Fields();
     const int index = fields.IndexOf(desc.Name());

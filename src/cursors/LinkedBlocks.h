@@ -30,7 +30,7 @@ private:
     /// The variables of the table that some links start at, and a number for each distinct
     /// combination of their values.
     struct Key {
-        std::vector<unsigned> columns;           // of the table's blocks
+        std::vector<unsigned int> columns;       // of the table's blocks
         std::vector<detail::PairNumbers> pairs;  // by column but one
         std::vector<std::uint32_t> made;         // the numbers of the block's records
         const std::uint32_t* numbers = nullptr;  // the same, or those of the only column
@@ -39,7 +39,7 @@ private:
     /// A linked or derived variable, by the numbers of its key or per record.
     struct Linked {
         std::size_t key;      // kNone: per record
-        unsigned base;        // the column that it is made from per record
+        unsigned int base;    // the column that it is made from per record
         std::size_t derived;  // its index among the derived fields
         const EField* field;  // of the cursor
         bool wantsWords;
@@ -54,15 +54,15 @@ private:
     static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
     /// A column of the blocks: one of the table's, or a linked one.
     struct Column {
-        unsigned own;
+        unsigned int own;
         std::size_t linked;  // kNone: of the table
     };
 
     [[nodiscard]] bool AddKeys(EBlockRequest& request);
     [[nodiscard]] bool AddLink(std::size_t link, EBlockRequest& request);
     [[nodiscard]] bool AddDerived(std::size_t index, EBlockRequest& request);
-    void AddKey(std::vector<unsigned> columns);
-    [[nodiscard]] const EField* FindOwn(const DVariable& variable, unsigned element) const;
+    void AddKey(std::vector<unsigned int> columns);
+    [[nodiscard]] const EField* FindOwn(const DVariable& variable, unsigned int element) const;
     [[nodiscard]] bool AddColumn(const EBlockRequest::Column& wish, EBlockRequest& request);
     static void Number(Key& key, const ERecordBlock& block);
     [[nodiscard]] std::size_t Follow(const ERecordBlock& block);

@@ -72,7 +72,7 @@ private:
 
     DDicoBase* node_;
     std::optional<EColumnsBuilder> builder_;
-    std::vector<unsigned> columns_;  // of the blocks, by field
+    std::vector<unsigned int> columns_;  // of the blocks, by field
     EFieldKey key_;
 };
 

@@ -126,7 +126,7 @@ RecordFilter::Truth RecordFilter::Of(const EFilter::Node& node, const EVariant& 
                 : node.test >= Test::Contains ? FoundText(node, value)
                                               : Compared(node, value);
     }
-    return node.isNegated ? static_cast<Truth>(2 - static_cast<unsigned>(truth)) : truth;
+    return node.isNegated ? static_cast<Truth>(2 - static_cast<unsigned int>(truth)) : truth;
 }
 
 RecordFilter::Truth RecordFilter::Compared(const EFilter::Node& node, const EVariant& value) {

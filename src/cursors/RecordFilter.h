@@ -46,7 +46,7 @@ private:
 
         // Of a test.
         const EField* field = nullptr;  // null: nothing has this name, which reads as missing
-        std::optional<unsigned> column;
+        std::optional<unsigned int> column;
         std::vector<Truth> ofNumber;  // by number in the column's dictionary
         std::optional<Range> range;   // of the column's words
     };

@@ -64,7 +64,7 @@ Chaine Chaine::Format(const char* format, ...) {
     return text;
 }
 
-Chaine Chaine::Load(unsigned stringID) { return Chaine(StringTableText(stringID)); }
+Chaine Chaine::Load(unsigned int stringID) { return Chaine(StringTableText(stringID)); }
 
 Chaine Chaine::FromUnsigned(std::uint64_t number) {
     char digits[20];

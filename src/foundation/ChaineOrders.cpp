@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::array<unsigned char, 256> BuildFoldTable() {
     std::array<unsigned char, 256> table{};
-    for (unsigned byte = 0; byte < table.size(); ++byte) {
+    for (unsigned int byte = 0; byte < table.size(); ++byte) {
         const bool small = byte >= 0x61 && byte <= 0x7A;
         // Deliberate: 0xED (í), 0xF0 (ð) and 0xF7 stay, although 0xED and 0xF0 have capitals:
         // dictionaries are ordered by this table. FoldsSmallLettersButForItsHoles holds it.

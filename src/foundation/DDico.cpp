@@ -24,8 +24,8 @@ std::string Folded(std::string_view name) {
 
 // --------------------------------------------------------------------------------------- DVariable
 
-DVariable::DVariable(DRubric* rubric, unsigned index, const Chaine& name, const Chaine& header,
-                     int type, unsigned size, unsigned count, unsigned long accelerator,
+DVariable::DVariable(DRubric* rubric, unsigned int index, const Chaine& name, const Chaine& header,
+                     int type, unsigned int size, unsigned int count, unsigned long accelerator,
                      std::size_t offset)
     : DDicoBase(rubric->Dico(), name, header),
       rubric_(rubric),
@@ -38,13 +38,13 @@ DVariable::DVariable(DRubric* rubric, unsigned index, const Chaine& name, const 
       stride_(TypeInfo(type).IsSlot() ? sizeof(Chaine) : size) {}
 
 const void* DVariable::GetFieldAdrInMappedRecord(const void* record, int index) const {
-    if (record == nullptr || index < 0 || static_cast<unsigned>(index) >= count_) {
+    if (record == nullptr || index < 0 || static_cast<unsigned int>(index) >= count_) {
         return nullptr;
     }
-    return static_cast<const std::byte*>(record) + Offset(static_cast<unsigned>(index));
+    return static_cast<const std::byte*>(record) + Offset(static_cast<unsigned int>(index));
 }
 
-EFieldDesc DVariable::MakeFieldDesc(unsigned index) const {
+EFieldDesc DVariable::MakeFieldDesc(unsigned int index) const {
     E_EXPECTS(index < count_);
     Chaine name = Name();
     Chaine header = Header();
@@ -62,7 +62,7 @@ EFieldDesc DVariable::MakeFieldDesc(unsigned index) const {
 
 // ----------------------------------------------------------------------------------------- DRubric
 
-const std::vector<unsigned>& DLink::TargetVariables() const noexcept {
+const std::vector<unsigned int>& DLink::TargetVariables() const noexcept {
     return targetVariables.empty() ? target->Key() : targetVariables;
 }
 
@@ -71,8 +71,8 @@ DRubric::DRubric(DDico* dico, const Chaine& name, const Chaine& header)
 
 DRubric::~DRubric() = default;
 
-DVariable* DRubric::AddVariable(const Chaine& name, const Chaine& header, int type, unsigned size,
-                                unsigned count, unsigned long accelerator) {
+DVariable* DRubric::AddVariable(const Chaine& name, const Chaine& header, int type,
+                                unsigned int size, unsigned int count, unsigned long accelerator) {
     const ETypeInfo& info = TypeInfo(type);
     if (info.IsSlot() || (info.IsFixedSize() && size == 0)) {
         size = info.naturalSize;
@@ -83,7 +83,7 @@ DVariable* DRubric::AddVariable(const Chaine& name, const Chaine& header, int ty
     if (size == 0 || size > 0xFFFF || count == 0 || count > kMaxFields - fieldCount_) {
         return nullptr;
     }
-    const unsigned index = static_cast<unsigned>(variables_.size());
+    const unsigned int index = static_cast<unsigned int>(variables_.size());
     if (name.IsEmpty() || !byName_.try_emplace(Folded(name.View()), index).second) {
         return nullptr;
     }
@@ -105,7 +105,8 @@ DVariable* DRubric::Find(const Chaine& name) const {
     return found == byName_.end() ? nullptr : variables_[found->second].get();
 }
 
-bool DRubric::IndexesOf(const std::vector<Chaine>& names, std::vector<unsigned>& indexes) const {
+bool DRubric::IndexesOf(const std::vector<Chaine>& names,
+                        std::vector<unsigned int>& indexes) const {
     indexes.clear();
     for (const Chaine& name : names) {
         const DVariable* const variable = Find(name);
@@ -118,7 +119,7 @@ bool DRubric::IndexesOf(const std::vector<Chaine>& names, std::vector<unsigned>&
 }
 
 bool DRubric::SetKey(const std::vector<Chaine>& variables) {
-    std::vector<unsigned> key;
+    std::vector<unsigned int> key;
     if (!IndexesOf(variables, key)) {
         return false;
     }
@@ -135,7 +136,7 @@ bool DRubric::AddLink(const Chaine& name, const std::vector<Chaine>& variables, 
         !target->IndexesOf(targetVariables, link.targetVariables)) {
         return false;
     }
-    const std::vector<unsigned>& there = link.TargetVariables();
+    const std::vector<unsigned int>& there = link.TargetVariables();
     if (!there.empty() && there.size() != variables.size()) {
         return false;
     }
@@ -167,18 +168,18 @@ const DLink* DRubric::FindLink(const Chaine& name) const {
 }
 
 EFieldSet DRubric::MakeFields() const {
-    std::vector<unsigned> all(variables_.size());
-    for (unsigned i = 0; i < all.size(); ++i) {
+    std::vector<unsigned int> all(variables_.size());
+    for (unsigned int i = 0; i < all.size(); ++i) {
         all[i] = i;
     }
     return MakeFields(all);
 }
 
-EFieldSet DRubric::MakeFields(std::span<const unsigned> only) const {
+EFieldSet DRubric::MakeFields(std::span<const unsigned int> only) const {
     PTableau<EFieldDesc> descs;
-    for (const unsigned index : only) {
+    for (const unsigned int index : only) {
         E_EXPECTS(index < variables_.size());
-        for (unsigned element = 0; element < variables_[index]->Count(); ++element) {
+        for (unsigned int element = 0; element < variables_[index]->Count(); ++element) {
             descs.Add(variables_[index]->MakeFieldDesc(element));
         }
     }
@@ -200,7 +201,7 @@ DDico::~DDico() {
 }
 
 DRubric* DDico::AddRubric(const Chaine& name, const Chaine& header) {
-    const unsigned index = static_cast<unsigned>(rubrics_.size());
+    const unsigned int index = static_cast<unsigned int>(rubrics_.size());
     if (name.IsEmpty() || !byName_.try_emplace(Folded(name.View()), index).second) {
         return nullptr;
     }

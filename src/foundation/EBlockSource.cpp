@@ -20,8 +20,8 @@ std::atomic<bool>& Enabled() noexcept {
 
 }  // namespace
 
-unsigned EBlockRequest::Add(const EField& field, bool numbers, bool values) {
-    unsigned index = 0;
+unsigned int EBlockRequest::Add(const EField& field, bool numbers, bool values) {
+    unsigned int index = 0;
     while (index < columns.size() && columns[index].field->Address() != field.Address()) {
         ++index;
     }

@@ -24,7 +24,7 @@ namespace etabulon {
 class EColumn {
 public:
     enum class Form : std::uint8_t { Words = 0, Texts = 1, Cells = 2 };
-    static constexpr unsigned kChunkShift = 16;
+    static constexpr unsigned int kChunkShift = 16;
     static constexpr std::size_t kChunk = std::size_t{1} << kChunkShift;  // records
 
     explicit EColumn(const EFieldDesc& desc);

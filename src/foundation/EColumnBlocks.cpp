@@ -45,7 +45,7 @@ void WidenAll(const EColumn& column, std::size_t first, std::size_t size,
 EDataColumns::BlockSource::BlockSource(EDataColumns& table)
     : table_(table), records_(*table.records_) {
     block_.source_ = this;
-    for (const unsigned column : records_.keyColumns) {
+    for (const unsigned int column : records_.keyColumns) {
         keys_.emplace_back(*records_.columns[column]);
     }
 }
@@ -60,7 +60,7 @@ bool EDataColumns::BlockSource::BeginBlocks(const EBlockRequest& request) {
             EndBlocks();
             return false;
         }
-        const unsigned index = table_.columns_[static_cast<std::size_t>(field)];
+        const unsigned int index = table_.columns_[static_cast<std::size_t>(field)];
         const EColumn& column = *records_.columns[index];
         const bool isText = column.GetForm() == EColumn::Form::Texts;
         Plan& plan = plans_.emplace_back();
@@ -216,7 +216,7 @@ void EDataColumns::BlockSource::ReadKeyOf(std::size_t record, EFieldKey& key) co
 
 // --------------------------------------------------------------------------------------- numbering
 
-EDataColumns::BlockSource::Numbering& EDataColumns::BlockSource::NumberingOf(unsigned column) {
+EDataColumns::BlockSource::Numbering& EDataColumns::BlockSource::NumberingOf(unsigned int column) {
     std::unique_ptr<Numbering>& numbering = numberings_[column];
     if (numbering == nullptr) {
         numbering = std::make_unique<Numbering>(records_.columns[column]->Desc());
@@ -251,7 +251,7 @@ void EDataColumns::BlockSource::NumberUpTo(const EColumn& column, Numbering& num
     }
 }
 
-std::size_t EDataColumns::BlockSource::CountDistinct(unsigned column) {
+std::size_t EDataColumns::BlockSource::CountDistinct(unsigned int column) {
     const EColumn& from = *records_.columns[column];
     if (from.GetForm() == EColumn::Form::Texts) {
         return from.Dictionary().Size() - 1;

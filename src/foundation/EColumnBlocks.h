@@ -26,7 +26,7 @@ public:
     bool AreKeysPositions() const noexcept override;
 
     /// The number of distinct values of a column, without the missing value.
-    [[nodiscard]] std::size_t CountDistinct(unsigned column);
+    [[nodiscard]] std::size_t CountDistinct(unsigned int column);
     /// The key of a record.
     void ReadKeyOf(std::size_t record, EFieldKey& key) const;
 
@@ -49,7 +49,7 @@ private:
     void PrefetchBlock(std::size_t first) const noexcept;
     static void ShowMissing(Plan& plan, ERecordBlock::Column& shown, std::size_t first,
                             std::size_t size);
-    [[nodiscard]] Numbering& NumberingOf(unsigned column);
+    [[nodiscard]] Numbering& NumberingOf(unsigned int column);
     static void NumberUpTo(const EColumn& column, Numbering& numbering, std::size_t end);
 
     EDataColumns& table_;
@@ -59,7 +59,7 @@ private:
     bool wantsKeys_ = false;
     bool areFieldsBlank_ = false;  // though the table stands on a record
     std::size_t first_ = 0;        // the block's first record
-    std::map<unsigned, std::unique_ptr<Numbering>> numberings_;  // by column
+    std::map<unsigned int, std::unique_ptr<Numbering>> numberings_;  // by column
     mutable std::vector<EColumnReader> keys_;
 };
 

@@ -29,7 +29,7 @@ public:
     DDicoBase* node = nullptr;
     std::vector<std::unique_ptr<EColumn>> columns;  // of the fields, and of other parts of the key
     Key keyForm = Key::None;
-    std::vector<unsigned> keyColumns;
+    std::vector<unsigned int> keyColumns;
 
     [[nodiscard]] std::size_t Count() const noexcept { return count_; }
     [[nodiscard]] EPosition PositionOf(std::size_t record) const noexcept {

@@ -147,7 +147,7 @@ void EColumnWriter::AppendNumbers(const void* values, std::size_t count,
     }
 }
 
-void EColumnWriter::Append(const ERecordBlock& block, unsigned column,
+void EColumnWriter::Append(const ERecordBlock& block, unsigned int column,
                            std::span<const EBlockIndex> records) {
     Flush();
     const ERecordBlock::Column& from = block.At(column);
@@ -269,13 +269,13 @@ EColumnsBuilder::EColumnsBuilder(const EFieldSet& fields, DDicoBase* node)
     if (rubric == nullptr || rubric->Key().empty()) {
         return;
     }
-    std::vector<unsigned> key;
-    for (const unsigned variable : rubric->Key()) {
+    std::vector<unsigned int> key;
+    for (const unsigned int variable : rubric->Key()) {
         const int field = fields.IndexOf(rubric->At(variable)->Name());
         if (field < 0) {
             return;
         }
-        key.push_back(static_cast<unsigned>(field));
+        key.push_back(static_cast<unsigned int>(field));
     }
     needsKeys_ = false;
     records_->keyForm = EColumnRecords::Key::Columns;
@@ -343,14 +343,14 @@ std::unique_ptr<EDataColumns> EColumnsBuilder::Finish() {
         for (const auto& column : *columns) {
             E_EXPECTS(column->Size() == records_->Count());
             if (columns == &keyColumns_) {
-                records_->keyColumns.push_back(static_cast<unsigned>(records_->columns.size()));
+                records_->keyColumns.push_back(static_cast<unsigned int>(records_->columns.size()));
             }
             records_->columns.push_back(column->End());
         }
     }
     records_->End();
-    std::vector<unsigned> fields;
-    for (unsigned field = 0; field < records_->layout.Size(); ++field) {
+    std::vector<unsigned int> fields;
+    for (unsigned int field = 0; field < records_->layout.Size(); ++field) {
         fields.push_back(field);
     }
     const EFieldSet layout = records_->layout;

@@ -9,9 +9,9 @@ namespace etabulon {
 
 namespace {
 
-EFieldSet LayoutOf(const EColumnRecords& records, std::span<const unsigned> fields) {
+EFieldSet LayoutOf(const EColumnRecords& records, std::span<const unsigned int> fields) {
     PTableau<EFieldDesc> descs;
-    for (const unsigned field : fields) {
+    for (const unsigned int field : fields) {
         descs.Add(records.layout.At(static_cast<std::uint16_t>(field)).Desc());
     }
     EFieldSet layout;
@@ -27,11 +27,11 @@ EFieldSet LayoutOf(const EColumnRecords& records, std::span<const unsigned> fiel
 EDataColumns::EDataColumns(const EDataColumns& other)
     : EDataColumns(other.records_, other.Fields().Packed(), other.columns_) {}
 
-EDataColumns::EDataColumns(const EDataColumns& other, std::span<const unsigned> fields)
+EDataColumns::EDataColumns(const EDataColumns& other, std::span<const unsigned int> fields)
     : EDataColumns(other.records_, LayoutOf(*other.records_, fields), fields) {}
 
 EDataColumns::EDataColumns(std::shared_ptr<const EColumnRecords> records, const EFieldSet& layout,
-                           std::span<const unsigned> fields)
+                           std::span<const unsigned int> fields)
     : EDataTable(layout),
       records_(std::move(records)),
       record_(layout),

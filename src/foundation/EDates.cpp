@@ -24,13 +24,13 @@ constexpr std::int64_t FloorDivide(std::int64_t number, std::int64_t divisor) no
 std::chrono::year_month_day WithinEra(const ECivil& civil) noexcept {
     const std::int64_t era = FloorDivide(civil.year, kYearsPerEra);
     return std::chrono::year{static_cast<int>(civil.year - era * kYearsPerEra)} /
-           std::chrono::month{static_cast<unsigned>(civil.month)} /
-           std::chrono::day{static_cast<unsigned>(civil.day)};
+           std::chrono::month{static_cast<unsigned int>(civil.month)} /
+           std::chrono::day{static_cast<unsigned int>(civil.day)};
 }
 
 std::int64_t DaysInMonth(std::int64_t year, std::int64_t month) noexcept {
     const std::chrono::year_month_day first = WithinEra({year, month, 1});
-    return static_cast<unsigned>((first.year() / first.month() / std::chrono::last).day());
+    return static_cast<unsigned int>((first.year() / first.month() / std::chrono::last).day());
 }
 
 bool IsCivil(const ECivil& civil) noexcept {
@@ -176,7 +176,7 @@ ECivil CivilOfDay(std::int64_t day) noexcept {
     const std::chrono::days withinEra{fromYear0 - era * kDaysPerEra};
     const std::chrono::year_month_day civil{kYear0 + withinEra};
     return {static_cast<int>(civil.year()) + era * kYearsPerEra,
-            static_cast<unsigned>(civil.month()), static_cast<unsigned>(civil.day())};
+            static_cast<unsigned int>(civil.month()), static_cast<unsigned int>(civil.day())};
 }
 
 bool CivilOfDate(std::int32_t date, ECivil& civil) noexcept {

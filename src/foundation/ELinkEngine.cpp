@@ -51,7 +51,7 @@ public:
     void AddChild(Step* child) { children_.push_back(child); }
 
     /// Paths read this variable here, or a hop starts from it.
-    void Need(unsigned variable);
+    void Need(unsigned int variable);
     /// Opens the lookup if it is closed, lacks a column, or the rubric has another source. False
     /// where there is no source, and where opening fails, with the cause in LastError.
     bool Open(EData* table);
@@ -79,7 +79,7 @@ private:
     Step* start_ = this;
     std::vector<Step*> way_;
     std::vector<Step*> children_;
-    std::vector<unsigned> columns_;  // rising
+    std::vector<unsigned int> columns_;  // rising
     std::optional<detail::ELinkKey> key_;
     ERecordBuffer buffer_;
     std::unique_ptr<IRecordLookup> lookup_;
@@ -112,7 +112,7 @@ LinkEngineEDataTable::Step* LinkEngineEDataTable::Step::FindChild(
     return nullptr;
 }
 
-void LinkEngineEDataTable::Step::Need(unsigned variable) {
+void LinkEngineEDataTable::Step::Need(unsigned int variable) {
     const auto found = std::lower_bound(columns_.begin(), columns_.end(), variable);
     if (found == columns_.end() || *found != variable) {
         columns_.insert(found, variable);
@@ -207,7 +207,7 @@ LinkEngineEDataTable::Step* LinkEngineEDataTable::State::Descend(Step& from,
     const std::int32_t number = static_cast<std::int32_t>(steps.size()) + 1;
     Step* const step = steps.emplace_back(std::make_unique<Step>(from, hop, number)).get();
     from.AddChild(step);
-    for (const unsigned variable : hop.OwnVariables()) {
+    for (const unsigned int variable : hop.OwnVariables()) {
         from.Need(variable);
     }
     return step;

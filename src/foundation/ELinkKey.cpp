@@ -15,9 +15,9 @@ Chaine::Body* ReadSlot(const std::byte* at) noexcept {
 }  // namespace
 
 ELinkKey::ELinkKey(const DRubric& rubric, const PathHop& hop) {
-    for (const unsigned index : hop.OwnVariables()) {
+    for (const unsigned int index : hop.OwnVariables()) {
         const DVariable& variable = *rubric.At(index);
-        const unsigned element = variable.Count() > 1 ? hop.index : 0;
+        const unsigned int element = variable.Count() > 1 ? hop.index : 0;
         const EFieldDesc desc = variable.MakeFieldDesc(element);
         Part& part = parts_.emplace_back(ECellView(desc));
         part.offset = variable.Offset(element);

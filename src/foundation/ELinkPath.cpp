@@ -32,10 +32,11 @@ bool SplitPath(std::string_view path, std::vector<MarkedStep>& steps) {
 }
 
 /// An index other than 0 needs an array among the variables, and must lie in every array there.
-bool FitsIndex(const DRubric& rubric, const std::vector<unsigned>& variables, unsigned index) {
+bool FitsIndex(const DRubric& rubric, const std::vector<unsigned int>& variables,
+               unsigned int index) {
     bool fits = index == 0;
-    for (const unsigned variable : variables) {
-        const unsigned count = rubric.At(variable)->Count();
+    for (const unsigned int variable : variables) {
+        const unsigned int count = rubric.At(variable)->Count();
         if (count > 1 && index >= count) {
             return false;
         }
@@ -56,7 +57,7 @@ const DLink* FindLinkBack(const DRubric& here, const DRubric& from, const Chaine
         return nullptr;
     }
     for (const DLink& link : from.Links()) {
-        const std::vector<unsigned>& pointedAt = link.TargetVariables();
+        const std::vector<unsigned int>& pointedAt = link.TargetVariables();
         if (link.target == &here &&
             std::find(pointedAt.begin(), pointedAt.end(), variable->Index()) != pointedAt.end()) {
             return &link;
@@ -69,7 +70,7 @@ const DLink* FindLinkBack(const DRubric& here, const DRubric& from, const Chaine
 PathHop FindHop(const DDico& dico, const DRubric& here, const MarkedStep& step,
                 const PathStep& next) {
     PathHop hop;
-    hop.index = static_cast<unsigned>(step.index);
+    hop.index = static_cast<unsigned int>(step.index);
     hop.isBackward = step.mark == kLinkBackward;
     const Chaine name(step.name);
     if (!hop.isBackward) {
@@ -92,7 +93,7 @@ PathStep ReadPathStep(std::string_view text) noexcept {
     if (bracket != std::string_view::npos) {
         const std::string_view digits = text.substr(bracket + 1);
         const char* const end = digits.data() + digits.size();
-        unsigned index = 0;
+        unsigned int index = 0;
         const auto read = std::from_chars(digits.data(), end, index);
         if (text[bracket] != '[' || read.ec != std::errc() || end - read.ptr != 1 ||
             *read.ptr != ']' || index > 0xFFFF) {
@@ -138,7 +139,7 @@ bool ResolveLinkPath(const DDico& dico, std::string_view path, LinkPath& resolve
         here = hop.to;
     }
     resolved.variable = here->Find(Chaine(steps.back().name));
-    resolved.index = static_cast<unsigned>(steps.back().index);
+    resolved.index = static_cast<unsigned int>(steps.back().index);
     return resolved.variable != nullptr && resolved.index < resolved.variable->Count();
 }
 

@@ -26,13 +26,13 @@ struct PathStep {
 struct PathHop {
     const DLink* link = nullptr;
     bool isBackward = false;
-    unsigned index = 0;  // of the element read where an own variable is an array
+    unsigned int index = 0;  // of the element read where an own variable is an array
     DRubric* to = nullptr;
 
-    [[nodiscard]] const std::vector<unsigned>& OwnVariables() const noexcept {
+    [[nodiscard]] const std::vector<unsigned int>& OwnVariables() const noexcept {
         return isBackward ? link->TargetVariables() : link->variables;
     }
-    [[nodiscard]] const std::vector<unsigned>& KeyVariables() const noexcept {
+    [[nodiscard]] const std::vector<unsigned int>& KeyVariables() const noexcept {
         return isBackward ? link->variables : link->TargetVariables();
     }
     friend bool operator==(const PathHop& a, const PathHop& b) noexcept = default;
@@ -43,7 +43,7 @@ struct LinkPath {
     DRubric* start = nullptr;
     std::vector<PathHop> hops;
     DVariable* variable = nullptr;
-    unsigned index = 0;
+    unsigned int index = 0;
 };
 
 /// False, with an unusable `resolved`, when a name, an index or the number of steps is wrong.

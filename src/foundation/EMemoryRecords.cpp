@@ -13,8 +13,8 @@ constexpr std::uint64_t kAllRecords = ~std::uint64_t{0};
 
 }  // namespace
 
-EKeyReader::EKeyReader(const DRubric& rubric, std::span<const unsigned> variables) {
-    for (const unsigned index : variables) {
+EKeyReader::EKeyReader(const DRubric& rubric, std::span<const unsigned int> variables) {
+    for (const unsigned int index : variables) {
         const DVariable& variable = *rubric.At(index);
         parts_.push_back({ECellView(variable.MakeFieldDesc()), variable.Offset()});
     }
@@ -65,7 +65,7 @@ EPosition EMemoryRecords::FindNext(EPosition from) const noexcept {
     for (std::size_t i = first >> kBlockShift; i < blocks_.size(); ++i, asked = kAllRecords) {
         if (const std::uint64_t found = blocks_[i].living & asked; found != 0) {
             return static_cast<EPosition>((i << kBlockShift) +
-                                          static_cast<unsigned>(std::countr_zero(found)));
+                                          static_cast<unsigned int>(std::countr_zero(found)));
         }
     }
     return kNoPosition;
@@ -81,7 +81,7 @@ EPosition EMemoryRecords::FindPrevious(EPosition from) const noexcept {
     for (std::size_t i = (last >> kBlockShift) + 1; i-- > 0; asked = kAllRecords) {
         if (const std::uint64_t found = blocks_[i].living & asked; found != 0) {
             return static_cast<EPosition>((i << kBlockShift) + 63U -
-                                          static_cast<unsigned>(std::countl_zero(found)));
+                                          static_cast<unsigned int>(std::countl_zero(found)));
         }
     }
     return kNoPosition;
@@ -151,10 +151,9 @@ EPosition EMemoryRecords::FindKey(const EFieldKey& key) const {
     return found == byKey_.end() ? kNoPosition : found->second;
 }
 
-std::unique_ptr<IRecordLookup> EMemoryRecords::OpenLookup(const DRubric& rubric,
-                                                          std::span<const unsigned> keyVariables,
-                                                          std::span<const unsigned>, EData*,
-                                                          EDataError& error) {
+std::unique_ptr<IRecordLookup> EMemoryRecords::OpenLookup(
+    const DRubric& rubric, std::span<const unsigned int> keyVariables,
+    std::span<const unsigned int>, EData*, EDataError& error) {
     if (&rubric != &rubric_) {
         error.status = DataOther;
         error.text = rubric.Name();

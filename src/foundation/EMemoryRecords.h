@@ -17,7 +17,7 @@ namespace etabulon {
 /// Threads  one at a time, const operations included.
 class EKeyReader {
 public:
-    EKeyReader(const DRubric& rubric, std::span<const unsigned> variables);
+    EKeyReader(const DRubric& rubric, std::span<const unsigned int> variables);
     void Read(const void* record, EFieldKey& key) const;
     [[nodiscard]] bool IsEmpty() const noexcept { return parts_.empty(); }
 
@@ -70,11 +70,9 @@ public:
     void ReadKey(const void* record, EFieldKey& key) const { key_.Read(record, key); }
     /// The record with this key, -1 without one.
     [[nodiscard]] EPosition FindKey(const EFieldKey& key) const;
-    [[nodiscard]] std::unique_ptr<IRecordLookup> OpenLookup(const DRubric& rubric,
-                                                            std::span<const unsigned> keyVariables,
-                                                            std::span<const unsigned> columns,
-                                                            EData* from,
-                                                            EDataError& error) override;
+    [[nodiscard]] std::unique_ptr<IRecordLookup> OpenLookup(
+        const DRubric& rubric, std::span<const unsigned int> keyVariables,
+        std::span<const unsigned int> columns, EData* from, EDataError& error) override;
 
     // Locks between tables. A table can hold a record in two ways, each released by itself.
     enum LockWay : std::uint8_t { ByLock = 1, ByLockRecord = 2 };
@@ -85,7 +83,7 @@ public:
     void DropLocks(const void* holder);
 
 private:
-    static constexpr unsigned kBlockShift = 6;  // as many records as a mask has bits
+    static constexpr unsigned int kBlockShift = 6;  // as many records as a mask has bits
     struct Block {
         std::uint64_t living = 0;  // a bit for each record that is there
         std::unique_ptr<std::byte[]> bytes;

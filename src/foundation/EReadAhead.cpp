@@ -11,23 +11,23 @@ namespace etabulon {
 
 namespace {
 
-constexpr unsigned kMostByCores = 4;
-constexpr unsigned kMostThreads = 64;
+constexpr unsigned int kMostByCores = 4;
+constexpr unsigned int kMostThreads = 64;
 
-unsigned FirstThreads() noexcept {
+unsigned int FirstThreads() noexcept {
     const char* const setting = std::getenv("ETABULON_THREADS");
     const std::string_view text = setting != nullptr ? setting : "";
-    unsigned threads = 0;
+    unsigned int threads = 0;
     const auto read = std::from_chars(text.data(), text.data() + text.size(), threads);
     if (read.ec == std::errc() && read.ptr == text.data() + text.size()) {
         return std::min(threads, kMostThreads);
     }
-    const unsigned cores = std::thread::hardware_concurrency();
+    const unsigned int cores = std::thread::hardware_concurrency();
     return cores > 1 ? std::min(cores, kMostByCores) : 0;
 }
 
-std::atomic<unsigned>& Setting() noexcept {
-    static std::atomic<unsigned> threads{FirstThreads()};
+std::atomic<unsigned int>& Setting() noexcept {
+    static std::atomic<unsigned int> threads{FirstThreads()};
     return threads;
 }
 
@@ -35,9 +35,9 @@ std::atomic<std::size_t> leastRecords{EReadAhead::kLeastRecords};
 
 }  // namespace
 
-unsigned EReadAhead::Threads() noexcept { return Setting().load(std::memory_order_relaxed); }
+unsigned int EReadAhead::Threads() noexcept { return Setting().load(std::memory_order_relaxed); }
 
-void EReadAhead::SetThreads(unsigned threads) noexcept {
+void EReadAhead::SetThreads(unsigned int threads) noexcept {
     Setting().store(std::min(threads, kMostThreads), std::memory_order_relaxed);
 }
 

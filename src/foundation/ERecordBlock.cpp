@@ -8,7 +8,7 @@ namespace etabulon {
 ERecordBlock::ERecordBlock() = default;
 ERecordBlock::~ERecordBlock() = default;
 
-const EVariant& ERecordBlock::Value(unsigned column, EBlockIndex record) const {
+const EVariant& ERecordBlock::Value(unsigned int column, EBlockIndex record) const {
     const Column& from = columns_[column];
     Reader& reader = *readers_[column];
     if (from.words != nullptr) {

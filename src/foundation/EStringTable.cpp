@@ -5,7 +5,7 @@
 namespace etabulon {
 namespace {
 
-constexpr unsigned kFirstID = 10700;
+constexpr unsigned int kFirstID = 10700;
 constexpr std::array<std::string_view, 13> kTexts = {
     "Min.",                                // 10700
     "Max.",                                // 10701
@@ -24,8 +24,8 @@ constexpr std::array<std::string_view, 13> kTexts = {
 
 }  // namespace
 
-std::string_view StringTableText(unsigned stringID) noexcept {
-    const unsigned index = stringID - kFirstID;  // wraps below the first
+std::string_view StringTableText(unsigned int stringID) noexcept {
+    const unsigned int index = stringID - kFirstID;  // wraps below the first
     return index < kTexts.size() ? kTexts[index] : std::string_view();
 }
 

@@ -6,7 +6,7 @@
 namespace etabulon {
 namespace {
 
-constexpr unsigned kCurrencyScale = 4;
+constexpr unsigned int kCurrencyScale = 4;
 
 EVariant MakeWhole(EWide number) noexcept {
     if (number > std::numeric_limits<std::int64_t>::max()) {
@@ -21,7 +21,7 @@ EVariant AddNumbers(const EContent& left, const EContent& right) noexcept {
     if (a.IsFloating() || b.IsFloating()) {
         return EVariant::FromDouble(a.ToDouble() + b.ToDouble());
     }
-    const unsigned scale = a.scale > b.scale ? a.scale : b.scale;
+    const unsigned int scale = a.scale > b.scale ? a.scale : b.scale;
     const EWide sum = a.AtScale(scale) + b.AtScale(scale);
     if (scale == 0) {
         return MakeWhole(sum);

@@ -23,7 +23,7 @@ int CompareFloating(double a, double b) noexcept {
 }
 
 // whole / 10^scale against a floating number, exactly. Requires |whole| < 2^64 and a scale up to 4.
-int CompareExactFloating(EWide whole, unsigned scale, double floating) noexcept {
+int CompareExactFloating(EWide whole, unsigned int scale, double floating) noexcept {
     constexpr double kBeyond = 18446744073709551616.0;  // 2^64
     if (floating != floating || floating <= -kBeyond) {
         return 1;

@@ -10,7 +10,7 @@
 namespace etabulon {
 namespace {
 
-constexpr unsigned kMaxPower = 36;
+constexpr unsigned int kMaxPower = 36;
 constexpr EWide kFar = EWide{1} << 120;
 
 constexpr std::array<EWide, kMaxPower + 1> BuildPowers() {
@@ -25,7 +25,7 @@ constexpr std::array<EWide, kMaxPower + 1> BuildPowers() {
 constexpr std::array<EWide, kMaxPower + 1> kPowers = BuildPowers();
 
 // number * 10^scale in whole numbers, rounded once: a floating product would be rounded twice.
-EWide ScaleFloating(double number, unsigned scale) noexcept {
+EWide ScaleFloating(double number, unsigned int scale) noexcept {
     constexpr double kBeyond = 18446744073709551616.0;  // 2^64
     if (number >= kBeyond || number <= -kBeyond) {
         return number > 0 ? kFar : -kFar;
@@ -52,8 +52,8 @@ ENumber ParseExact(std::string_view text) noexcept {
         text.remove_prefix(1);
     }
     EWide whole = 0;
-    unsigned digits = 0;
-    unsigned scale = 0;
+    unsigned int digits = 0;
+    unsigned int scale = 0;
     bool point = false;
     for (const char c : text) {
         if (c == '.' && !point && digits != 0) {
@@ -74,7 +74,7 @@ ENumber ParseExact(std::string_view text) noexcept {
 
 }  // namespace
 
-EWide PowerOfTen(unsigned exponent) noexcept { return kPowers[exponent]; }
+EWide PowerOfTen(unsigned int exponent) noexcept { return kPowers[exponent]; }
 
 EWide DivideHalfEven(EWide number, EWide divisor) noexcept {
     EWide quotient = number / divisor;
@@ -88,7 +88,7 @@ EWide DivideHalfEven(EWide number, EWide divisor) noexcept {
     return quotient;
 }
 
-EWide ENumber::AtScale(unsigned wanted) const noexcept {
+EWide ENumber::AtScale(unsigned int wanted) const noexcept {
     if (IsFloating()) {
         return ScaleFloating(floating, wanted);
     }
@@ -229,7 +229,7 @@ void EPrinter::PutExact(const ENumber& number) noexcept {
     if (number.scale != 0) {
         *out++ = '.';
         std::uint64_t decimals = magnitude % power;
-        for (unsigned i = number.scale; i-- > 0; decimals /= 10) {
+        for (unsigned int i = number.scale; i-- > 0; decimals /= 10) {
             out[i] = static_cast<char>('0' + decimals % 10);
         }
         out += number.scale;

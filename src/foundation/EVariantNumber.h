@@ -16,11 +16,11 @@ __extension__ typedef __int128 EWide;
 struct ENumber {
     enum class Form : std::uint8_t { None, Exact, Floating };
     Form form = Form::None;
-    unsigned scale = 0;
+    unsigned int scale = 0;
     EWide whole = 0;
     double floating = 0;
 
-    [[nodiscard]] static ENumber Exact(EWide whole, unsigned scale = 0) noexcept {
+    [[nodiscard]] static ENumber Exact(EWide whole, unsigned int scale = 0) noexcept {
         return {Form::Exact, scale, whole, 0};
     }
     [[nodiscard]] static ENumber Floating(double number) noexcept {
@@ -33,13 +33,13 @@ struct ENumber {
 
     /// Requires a number that isn't NaN. As a count of 10^-scale, rounded half to even; what lies
     /// far beyond any cell is cut to +-2^120.
-    [[nodiscard]] EWide AtScale(unsigned wanted) const noexcept;
+    [[nodiscard]] EWide AtScale(unsigned int wanted) const noexcept;
     /// The nearest floating number.
     [[nodiscard]] double ToDouble() const noexcept;
 };
 
 /// 10^exponent, up to 36.
-[[nodiscard]] EWide PowerOfTen(unsigned exponent) noexcept;
+[[nodiscard]] EWide PowerOfTen(unsigned int exponent) noexcept;
 /// Rounded half to even; `divisor` is above 0.
 [[nodiscard]] EWide DivideHalfEven(EWide number, EWide divisor) noexcept;
 

@@ -27,7 +27,7 @@ enum Head : unsigned char {
     kBytes = 0x40,
 };
 
-void AppendBytes(std::uint64_t number, unsigned count, std::string& key) {
+void AppendBytes(std::uint64_t number, unsigned int count, std::string& key) {
     while (count-- != 0) {
         key += static_cast<char>(number >> (8 * count));
     }
@@ -46,7 +46,7 @@ struct Magnitude {
 };
 
 /// Requires 0 < whole < 2^64 and a scale of up to 4.
-Magnitude MagnitudeOf(EWideBits whole, unsigned scale) noexcept {
+Magnitude MagnitudeOf(EWideBits whole, unsigned int scale) noexcept {
     const auto power = static_cast<EWideBits>(PowerOfTen(scale));
     EWideBits high = (whole << kBits) / power;  // in units of 2^-64, and at least 2^50 of them
     EWideBits low = (((whole << kBits) % power) << kBits) / power;  // in units of 2^-128

@@ -12,7 +12,7 @@ namespace {
 struct EUnit {
     std::uint32_t base;
     std::uint32_t second;  // 0: none
-    unsigned mark;         // 0: none
+    unsigned int mark;     // 0: none
 };
 
 constexpr std::uint32_t kFirstLetter = 0xC0;
@@ -73,7 +73,8 @@ EUnit UnitOf(std::uint32_t character) noexcept {
         return {character, 0, 0};
     }
     const std::size_t row = character - kFirstLetter;
-    const unsigned mark = static_cast<unsigned>(kMarks.find(kMarkOf[row]) + 1);  // blank: npos + 1
+    const unsigned int mark =
+        static_cast<unsigned int>(kMarks.find(kMarkOf[row]) + 1);  // blank: npos + 1
     switch (kBases[row]) {
         case '.':
             return {SmallLetter(character), 0, 0};
@@ -111,7 +112,7 @@ public:
     explicit EUnitReader(std::string_view text) noexcept : rest_(text) {}
 
     /// False at the end.
-    bool Next(std::uint32_t& base, unsigned& mark) noexcept {
+    bool Next(std::uint32_t& base, unsigned int& mark) noexcept {
         mark = 0;
         if (second_ != 0) {
             base = second_;
@@ -199,8 +200,8 @@ int CompareUnits(std::string_view left, std::string_view right) noexcept {
     for (;;) {
         std::uint32_t leftBase = 0;
         std::uint32_t rightBase = 0;
-        unsigned leftMark = 0;
-        unsigned rightMark = 0;
+        unsigned int leftMark = 0;
+        unsigned int rightMark = 0;
         const bool leftThere = leftUnits.Next(leftBase, leftMark);
         const bool rightThere = rightUnits.Next(rightBase, rightMark);
         if (!leftThere || !rightThere) {
@@ -232,7 +233,7 @@ std::size_t DefaultLocaleKey(std::string_view text, char* key, std::size_t capac
     }
     EUnitReader letters(text.substr(units));
     std::uint32_t base = 0;
-    unsigned mark = 0;
+    unsigned int mark = 0;
     std::size_t marked = 0;  // units up to the last one with a mark
     while (letters.Next(base, mark)) {
         writer.PutBase(base);

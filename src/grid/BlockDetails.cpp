@@ -23,9 +23,9 @@ bool IsFirstSpelling(const TagIndex& index, std::size_t column, const TagIndex::
 
 void WantValues(const ETabulonCursor& cursor, const CumulCells& cells,
                 std::span<const ERef<ETabulonCumulFuncOnVar>> calculations, EBlockRequest& request,
-                std::vector<unsigned>& columns) {
+                std::vector<unsigned int>& columns) {
     columns.clear();
-    for (unsigned index = 0; index < calculations.size(); ++index) {
+    for (unsigned int index = 0; index < calculations.size(); ++index) {
         const ETabulonVariableID& variable = calculations[index]->Variable()->DataID();
         columns.push_back(cells.ReadsValues(index) ? request.AddValues(cursor.Field(variable)) : 0);
     }
@@ -119,7 +119,7 @@ void BlockDetails::PrepareMany(const ERecordBlock& block) {
     std::uint32_t most = 1;
     blockNumbers_.clear();
     for (std::size_t at = 0; at < columns_.size(); ++at) {
-        const unsigned data = columns_[at].data;
+        const unsigned int data = columns_[at].data;
         blockNumbers_.push_back(data == kNoColumn ? nullptr : block.At(data).numbers);
         if (data != kNoColumn && block.At(data).dictionary->Size() > most) {
             most = block.At(data).dictionary->Size();

@@ -23,7 +23,7 @@ class CumulCells;
 /// Asks for the values that the calculations read. `columns` gets the column of each calculation.
 void WantValues(const ETabulonCursor& cursor, const CumulCells& cells,
                 std::span<const ERef<ETabulonCumulFuncOnVar>> calculations, EBlockRequest& request,
-                std::vector<unsigned>& columns);
+                std::vector<unsigned int>& columns);
 
 /// Finds the details of a block's records in a TagIndex: a cache from the numbers of the block's
 /// columns to those of the index. A record that the cache can't resolve goes through the index by
@@ -63,7 +63,7 @@ public:
 private:
     static constexpr std::uint32_t kUnknown = 0xFFFFFFFE;
     static constexpr TagIndex::Known kNotKnown{kUnknown, kUnknown};
-    static constexpr unsigned kNoColumn = 0xFFFFFFFF;
+    static constexpr unsigned int kNoColumn = 0xFFFFFFFF;
     static constexpr std::uint32_t kFirstReserved = 1024;
     using Numbered = std::array<std::uint32_t, ERecordBlock::kMostRecords>;
 
@@ -72,8 +72,8 @@ private:
     using Known = TagIndex::Known;
     struct Column {
         unsigned int level;
-        unsigned data;             // in the block; kNoColumn: the cursor lacks the level
-        unsigned label;            // in the block; kNoColumn: the data's own text
+        unsigned int data;         // in the block; kNoColumn: the cursor lacks the level
+        unsigned int label;        // in the block; kNoColumn: the data's own text
         std::vector<Known> known;  // by the block's number
         bool isPlain = true;       // the known values have known spellings, each its number's first
         Numbered numbers{};

@@ -17,8 +17,8 @@ namespace {
 
 using Axe = ETabulonGridAxe;
 
-constexpr unsigned kVariablesTitle = 10707;
-constexpr unsigned kFunctionsTitle = 10708;
+constexpr unsigned int kVariablesTitle = 10707;
+constexpr unsigned int kFunctionsTitle = 10708;
 constexpr auto kCalc = ETabulonSortDesc::HideInCalc;
 
 void SetResultType(Axe::AxeLabel& label, const ETabulonVariableDesc& variable,
@@ -27,7 +27,7 @@ void SetResultType(Axe::AxeLabel& label, const ETabulonVariableDesc& variable,
                              function.ResultSize(variable.DataSize()));
 }
 
-ERef<Axe> BuildIntrinsic(Axe::AxeType type, const char* data, unsigned title) {
+ERef<Axe> BuildIntrinsic(Axe::AxeType type, const char* data, unsigned int title) {
     return ERef<Axe>::Adopt(
         Axe::Build(type, EVariant(data), Chaine(StringTableText(title)), nullptr));
 }

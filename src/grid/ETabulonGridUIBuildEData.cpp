@@ -55,7 +55,8 @@ ERef<ETabulonCumulFuncOnVar> ShownCalculation(const ITabulonCumulFuncOnVarCollec
     if (functions == nullptr) {
         return nullptr;
     }
-    const auto position = static_cast<unsigned>(std::max(functions->PriorityCalculationPos(), 0));
+    const auto position =
+        static_cast<unsigned int>(std::max(functions->PriorityCalculationPos(), 0));
     return position < functions->Size()
                ? ERef<ETabulonCumulFuncOnVar>::Adopt(functions->Calculation(position))
                : nullptr;

@@ -120,8 +120,8 @@ private:
     std::vector<BlockRows::RowsOfTarget> places_;
     BlockDetails details_;
     PairRows pairRows_;
-    bool hasTables_ = false;              // the rows of a block may be found in pairRows_
-    std::vector<unsigned> valueColumns_;  // in the block, of each calculation
+    bool hasTables_ = false;                  // the rows of a block may be found in pairRows_
+    std::vector<unsigned int> valueColumns_;  // in the block, of each calculation
 };
 
 }  // namespace detail

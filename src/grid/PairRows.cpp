@@ -20,8 +20,8 @@ void PairRows::Clear() noexcept {
 }
 
 bool PairRows::Reserve(std::uint32_t firstSize, std::uint32_t secondSize) {
-    const auto bits = static_cast<unsigned>(std::bit_width(secondSize - 1));
-    const unsigned shift = std::max(shift_, bits);
+    const auto bits = static_cast<unsigned int>(std::bit_width(secondSize - 1));
+    const unsigned int shift = std::max(shift_, bits);
     const std::size_t lines = std::bit_ceil(firstSize);
     if (lines << shift > kMostPairs) {
         return false;

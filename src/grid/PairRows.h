@@ -25,10 +25,10 @@ public:
     }
     /// The row of a pair is at (first << Shift()) + second.
     [[nodiscard]] std::byte* const* Rows() const noexcept { return rows_.data(); }
-    [[nodiscard]] unsigned Shift() const noexcept { return shift_; }
+    [[nodiscard]] unsigned int Shift() const noexcept { return shift_; }
 
 private:
-    unsigned shift_ = 0;
+    unsigned int shift_ = 0;
     std::vector<std::byte*> rows_;
     std::vector<std::byte*> totals_[2];
 };

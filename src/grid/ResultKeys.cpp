@@ -35,7 +35,7 @@ bool NumberKey(const EVariant& number, std::uint64_t& key) {
 // A radix sort of 11 bits at a time, from the lowest (Knuth, The Art of Computer Programming,
 // volume 3, section 5.2.5, algorithm R). Digits that all keys share cost no pass over the lines.
 void SortByKeys(std::span<const std::uint64_t> keys, std::vector<std::uint32_t>& lines) {
-    constexpr unsigned kDigitBits = 11;
+    constexpr unsigned int kDigitBits = 11;
     constexpr std::size_t kDigits = std::size_t{1} << kDigitBits;
     std::uint64_t differing = 0;
     for (const std::uint64_t key : keys) {
@@ -51,7 +51,7 @@ void SortByKeys(std::span<const std::uint64_t> keys, std::vector<std::uint32_t>&
         sorted.push_back({keys[line], line});
     }
     std::vector<Keyed> next(lines.size());
-    for (unsigned shift = 0; shift < 64; shift += kDigitBits) {
+    for (unsigned int shift = 0; shift < 64; shift += kDigitBits) {
         if ((differing >> shift) % kDigits == 0) {
             continue;
         }

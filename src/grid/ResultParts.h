@@ -17,7 +17,7 @@ namespace etabulon::detail {
 /// Calls `visit(variable, function)` for each calculation in order.
 template <class Visit>
 void ForEachCalculation(const ITabulonCumulFuncOnVarCollection& calculations, const Visit& visit) {
-    for (unsigned index = 0; index < calculations.Size(); ++index) {
+    for (unsigned int index = 0; index < calculations.Size(); ++index) {
         const auto calculation =
             ERef<ETabulonCumulFuncOnVar>::Adopt(calculations.Calculation(index));
         visit(*calculation->Variable(), *calculation->Function());
@@ -26,9 +26,9 @@ void ForEachCalculation(const ITabulonCumulFuncOnVarCollection& calculations, co
 
 /// The number of levels that the sort description shows in calculations below `root`. A level with
 /// two keys counts twice.
-[[nodiscard]] inline unsigned LevelsBelow(const ETabulonTag& root,
-                                          const ETabulonSortDesc& sortDesc) {
-    const unsigned visible = sortDesc.SortLevelCount(ETabulonSortDesc::HideInCalc);
+[[nodiscard]] inline unsigned int LevelsBelow(const ETabulonTag& root,
+                                              const ETabulonSortDesc& sortDesc) {
+    const unsigned int visible = sortDesc.SortLevelCount(ETabulonSortDesc::HideInCalc);
     return visible - std::min(sortDesc.LeadingLevels(root), visible);
 }
 
@@ -36,7 +36,7 @@ void ForEachCalculation(const ITabulonCumulFuncOnVarCollection& calculations, co
 class CalculationList {
 public:
     explicit CalculationList(const ITabulonCumulFuncOnVarCollection& calculations) {
-        for (unsigned index = 0; index < calculations.Size(); ++index) {
+        for (unsigned int index = 0; index < calculations.Size(); ++index) {
             calculations_.push_back(
                 ERef<ETabulonCumulFuncOnVar>::Adopt(calculations.Calculation(index)));
         }

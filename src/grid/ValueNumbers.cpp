@@ -41,7 +41,7 @@ bool ValueNumbers::MakeOtherFingerprint(const EVariant& data, Fingerprint& finge
 // Keeps at least four cache entries for each value, up to 32768 entries, which take 512 KiB.
 // Growing empties the cache.
 void ValueNumbers::GrowCache() {
-    unsigned bits = kSmallestCacheBits;
+    unsigned int bits = kSmallestCacheBits;
     while (bits < kLargestCacheBits && (std::size_t{1} << bits) < std::size_t{4} * Size()) {
         ++bits;
     }

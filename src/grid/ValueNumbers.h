@@ -82,8 +82,8 @@ private:
             return bits == other.bits && type == other.type;
         }
     };
-    static constexpr unsigned kSmallestCacheBits = 5;
-    static constexpr unsigned kLargestCacheBits = 15;
+    static constexpr unsigned int kSmallestCacheBits = 5;
+    static constexpr unsigned int kLargestCacheBits = 15;
 
     [[nodiscard]] static bool MakeFingerprint(const EVariant& data,
                                               Fingerprint& fingerprint) noexcept {
@@ -112,7 +112,7 @@ private:
     // A two-way set-associative cache from fingerprint to number; the two last stored stay.
     std::vector<Fingerprint> cache_ =
         std::vector<Fingerprint>(std::size_t{1} << kSmallestCacheBits);
-    unsigned cacheShift_ = 64 - kSmallestCacheBits;
+    unsigned int cacheShift_ = 64 - kSmallestCacheBits;
 };
 
 }  // namespace etabulon::detail

@@ -11,7 +11,7 @@ namespace etabulon::detail {
 namespace {
 
 /// What costs least to make.
-unsigned AddColumn(const EField& data, EBlockRequest& request) {
+unsigned int AddColumn(const EField& data, EBlockRequest& request) {
     const ETypeInfo& info = TypeInfo(data.Type());
     if (info.IsSlot()) {
         return request.AddTexts(data);
@@ -22,7 +22,7 @@ unsigned AddColumn(const EField& data, EBlockRequest& request) {
 }
 
 /// The bytes of a value that has no number and no word.
-ERecordBlock::Text TextAt(const ERecordBlock& block, unsigned column, EBlockIndex record) {
+ERecordBlock::Text TextAt(const ERecordBlock& block, unsigned int column, EBlockIndex record) {
     if (block.At(column).texts != nullptr) {
         return block.At(column).texts[record];
     }
@@ -204,7 +204,7 @@ bool PendingBlocks::AddPatch(const ERecordBlock& block, std::size_t column, cons
     if (other == nullptr || own + size <= other || other + otherSize <= own) {
         return true;
     }
-    const ERecordBlock::Column& from = block.At(static_cast<unsigned>(column));
+    const ERecordBlock::Column& from = block.At(static_cast<unsigned int>(column));
     if (from.words == nullptr || from.numbers != nullptr || own != other || size != otherSize) {
         return false;
     }
@@ -225,7 +225,7 @@ void PendingBlocks::Put(const ERecordBlock& block, EBlockIndex record) {
         isComposed_ = true;
         for (std::size_t column = 0; column < columns_.size(); ++column) {
             columns_[column].isCopied = false;
-            composer_.At(column) = block.At(static_cast<unsigned>(column));
+            composer_.At(column) = block.At(static_cast<unsigned int>(column));
         }
     }
     const KnownTag& tag = tags_[found_];
@@ -244,7 +244,7 @@ void PendingBlocks::Put(const ERecordBlock& block, EBlockIndex record) {
 
 void PendingBlocks::CopyWords(const ERecordBlock& block, std::size_t column) {
     Shown& shown = columns_[column];
-    const ERecordBlock::Column& from = block.At(static_cast<unsigned>(column));
+    const ERecordBlock::Column& from = block.At(static_cast<unsigned int>(column));
     shown.words.resize(ERecordBlock::kMostRecords);
     std::copy_n(from.words, block.Size(), shown.words.begin());
     shown.missing.assign(ERecordBlock::kMostRecords / 64, 0);

@@ -58,7 +58,7 @@ public:
 private:
     struct Level {
         unsigned int level;
-        unsigned column;
+        unsigned int column;
         std::vector<std::uint32_t> hashOf;  // by number; 0: not made yet, or made again
         // Of a column without numbers, the known tags' texts.
         std::vector<std::string> texts;

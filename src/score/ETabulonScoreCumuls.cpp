@@ -24,7 +24,7 @@ struct AxeOfMode {
     Score::ScoreAxeMode mode;
     Axe::AxeType type;
     const char* data;
-    unsigned title;  // in the string table
+    unsigned int title;  // in the string table
 };
 
 constexpr AxeOfMode kAxes[] = {

@@ -86,8 +86,8 @@ private:
     CumulCells rows_;
     CalculationList calculations_;
     BlockDetails details_;
-    std::vector<unsigned> valueColumns_;  // in the block, of each calculation
-    std::vector<std::byte*> folded_;      // scratch: the rows of a block's lines
+    std::vector<unsigned int> valueColumns_;  // in the block, of each calculation
+    std::vector<std::byte*> folded_;          // scratch: the rows of a block's lines
 };
 
 }  // namespace detail

@@ -62,7 +62,7 @@ ETabulonSortDesc::Views::View ETabulonSortDesc::Views::MakeView(HideFlag mask,
     view.shown = ShownLevels(mask, keys);
     view.isPlain = view.shown.size() == view.levels.size();
     view.visibleIndexes.resize(view.isPlain ? view.levels.size() : 0);
-    for (unsigned index = 0; index < view.visibleIndexes.size(); ++index) {
+    for (unsigned int index = 0; index < view.visibleIndexes.size(); ++index) {
         const auto shown =
             std::lower_bound(view.shown.begin(), view.shown.end(), view.levels[index]);
         view.visibleIndexes[static_cast<std::size_t>(shown - view.shown.begin())] = index;
@@ -72,7 +72,7 @@ ETabulonSortDesc::Views::View ETabulonSortDesc::Views::MakeView(HideFlag mask,
 
 std::vector<unsigned int> ETabulonSortDesc::Views::ShownLevels(HideFlag mask,
                                                                const SortKeyArray& keys) {
-    std::vector<std::pair<unsigned, unsigned>> sorted;  // level, position
+    std::vector<std::pair<unsigned int, unsigned int>> sorted;  // level, position
     for (unsigned int position = 0; position < keys.Size(); ++position) {
         sorted.emplace_back(keys[position].Level(), position);
     }

@@ -101,7 +101,7 @@ bool EDataTree::SetSortLevels(const ETabulonSortDesc::SortKeyArray& keys) {
     return changed;
 }
 
-bool EDataTree::SetHideLevelFlags(unsigned level, HideFlag flag) {
+bool EDataTree::SetHideLevelFlags(unsigned int level, HideFlag flag) {
     const ECursorExclusive exclusive(*cursor_);
     const bool changed = sortDesc_->SetHideLevelFlags(level, flag);
     if (changed) {
@@ -110,7 +110,7 @@ bool EDataTree::SetHideLevelFlags(unsigned level, HideFlag flag) {
     return changed;
 }
 
-bool EDataTree::SetHideLevelFlags(const PUniqueT<unsigned>& levels, HideFlag flag) {
+bool EDataTree::SetHideLevelFlags(const PUniqueT<unsigned int>& levels, HideFlag flag) {
     const ECursorExclusive exclusive(*cursor_);
     const bool changed = sortDesc_->SetHideLevelFlags(levels, flag);
     if (changed) {
@@ -119,7 +119,7 @@ bool EDataTree::SetHideLevelFlags(const PUniqueT<unsigned>& levels, HideFlag fla
     return changed;
 }
 
-bool EDataTree::MoveSortLevel(unsigned from, unsigned to) {
+bool EDataTree::MoveSortLevel(unsigned int from, unsigned int to) {
     const ECursorExclusive exclusive(*cursor_);
     const bool changed = sortDesc_->MoveSortLevel(from, to, kInTree);
     if (changed) {
@@ -128,7 +128,7 @@ bool EDataTree::MoveSortLevel(unsigned from, unsigned to) {
     return changed;
 }
 
-bool EDataTree::MoveHiddenLevelsTo(unsigned position) {
+bool EDataTree::MoveHiddenLevelsTo(unsigned int position) {
     const ECursorExclusive exclusive(*cursor_);
     const bool changed = sortDesc_->MoveHiddenLevelsTo(position, kInTree);
     if (changed) {

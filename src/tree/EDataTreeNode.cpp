@@ -36,7 +36,7 @@ EDataTreeNode::EDataTreeNode(EDataTreeNode* parent, const ETabulonTag& tag,
     }
 }
 
-EDataTreeNode::EDataTreeNode(EDataTreeNode* parent, unsigned level, const ETabulonValue& value,
+EDataTreeNode::EDataTreeNode(EDataTreeNode* parent, unsigned int level, const ETabulonValue& value,
                              bool isLeaf)
     : parent_(parent),
       depth_(parent->depth_ + 1),
@@ -119,7 +119,7 @@ bool EDataTreeNode::IsOnPathOf(const ETabulonTag& tag) const {
 }
 
 /// This node or one above it stands for `level`. Requires byValue_.
-bool EDataTreeNode::IsLevelAbove(unsigned level) const noexcept {
+bool EDataTreeNode::IsLevelAbove(unsigned int level) const noexcept {
     const EDataTreeNode* node = this;
     while (node->parent_ != nullptr && node->level_ != level) {
         node = node->parent_;
@@ -132,7 +132,7 @@ bool EDataTreeNode::SamePathAs(const ETabulonTag& tag) const {
     for (const EDataTreeNode* node = this; node->parent_ != nullptr; node = node->parent_) {
         if (node->ownsTag_) {
             const ETabulonTag& own = node->extra_->tag;
-            for (unsigned index = 0; index < own.KnownLevelsCount(); ++index) {
+            for (unsigned int index = 0; index < own.KnownLevelsCount(); ++index) {
                 const ETabulonValue* value = tag.Find(own.LevelAt(index));
                 if (value == nullptr || !value->IsIdenticalTo(own.ValueAt(index))) {
                     return false;
@@ -186,7 +186,7 @@ void EDataTreeNode::ExtractTag(ETabulonTag& tag) const {
     }
     if (node->ownsTag_) {
         const ETabulonTag& above = node->extra_->tag;
-        for (unsigned index = 0; index < above.KnownLevelsCount(); ++index) {
+        for (unsigned int index = 0; index < above.KnownLevelsCount(); ++index) {
             tag.Slot(above.LevelAt(index)) = above.ValueAt(index);
         }
     }
@@ -196,7 +196,7 @@ const ETabulonValue* EDataTreeNode::OwnValue(const ETabulonSortDesc& sort) const
     if (parent_ == nullptr || depth_ > sort.SortLevelCount(kInTree)) {
         return nullptr;
     }
-    const unsigned level = sort.SortLevel(depth_ - 1, kInTree).Level();
+    const unsigned int level = sort.SortLevel(depth_ - 1, kInTree).Level();
     return byValue_ && level == level_ ? &value_ : Tag().Find(level);
 }
 
@@ -211,7 +211,7 @@ HICON EDataTreeNode::Icon() const {
     if (value == nullptr) {
         return nullptr;
     }
-    const unsigned level = sort.SortLevel(depth_ - 1, kInTree).Level();
+    const unsigned int level = sort.SortLevel(depth_ - 1, kInTree).Level();
     return sort.AvailableLevels().GetLevel(level).Icon(value->Data());
 }
 
@@ -221,7 +221,7 @@ HICON EDataTreeNode::Icon() const {
 // RootAskedWhileAllIsHiddenStaysALeaf holds it.
 bool EDataTreeNode::IsTreeLeaf() const {
     if (isLeaf_ < 0) {
-        const unsigned levels = byValue_ ? depth_ : Tag().KnownLevelsCount();
+        const unsigned int levels = byValue_ ? depth_ : Tag().KnownLevelsCount();
         isLeaf_ = levels == SortDesc().SortLevelCount(kInTree) ? 1 : 0;
     }
     return isLeaf_ == 1;
@@ -276,9 +276,9 @@ void EDataTreeNode::ExtractPrimaryKey(ETabulonPrimaryKey& key) const {
 
 // ---------------------------------------------------------------------------------------- children
 
-unsigned EDataTreeNode::Size() const noexcept {
+unsigned int EDataTreeNode::Size() const noexcept {
     FlushWalks();
-    return static_cast<unsigned>(children_.Size());
+    return static_cast<unsigned int>(children_.Size());
 }
 
 std::uint32_t EDataTreeNode::LeafCount() const noexcept {
@@ -286,7 +286,7 @@ std::uint32_t EDataTreeNode::LeafCount() const noexcept {
     return leafCount_;
 }
 
-const EDataTreeNode* EDataTreeNode::Get(unsigned index) const {
+const EDataTreeNode* EDataTreeNode::Get(unsigned int index) const {
     if (index >= Size()) {
         return nullptr;
     }
@@ -294,7 +294,7 @@ const EDataTreeNode* EDataTreeNode::Get(unsigned index) const {
     return children_.At(index);
 }
 
-EDataTreeNode* EDataTreeNode::Get(unsigned index) {
+EDataTreeNode* EDataTreeNode::Get(unsigned int index) {
     return const_cast<EDataTreeNode*>(static_cast<const EDataTreeNode*>(this)->Get(index));
 }
 

@@ -218,7 +218,7 @@ CursorStatus EDataTreeThread::Walk(const ThreadParams& params, OldNodes& oldNode
 /// destroyed only after the cursor is free again.
 void EDataTreeThread::EmptyTree(OldNodes& oldNodes) {
     EDataTreeNode& root = *tree_->Root();
-    for (unsigned index = 0; index < root.Size(); ++index) {
+    for (unsigned int index = 0; index < root.Size(); ++index) {
         EDataTreeNode* const child = root.Get(index);
         if (child->Size() != 0) {
             oldNodes.push_back(ERef<EDataTreeNode>::Retain(child));

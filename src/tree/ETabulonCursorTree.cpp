@@ -12,7 +12,7 @@ void ETabulonCursorTree::Collect(const EDataTreeNode& node) {
         records_.push_back(&node);
         return;
     }
-    for (unsigned index = 0; index < node.Size(); ++index) {
+    for (unsigned int index = 0; index < node.Size(); ++index) {
         Collect(*node.Get(index));
     }
 }

@@ -11,7 +11,7 @@
 namespace etabulon {
 namespace {
 
-std::span<const unsigned> LevelsOf(const ETabulonSortDesc& sort) {
+std::span<const unsigned int> LevelsOf(const ETabulonSortDesc& sort) {
     return sort.VisibleLevels(ETabulonSortDesc::HideInTree);
 }
 
@@ -36,7 +36,7 @@ bool ETreeTotals::SetCalculations(const ITabulonCumulFuncOnVarCollection& calcul
 }
 
 CursorStatus ETreeTotals::OnReset(const ETabulonTag& tag, const ETabulonCursor& /*cursor*/) {
-    const std::span<const unsigned> levels = LevelsOf(*sortDesc_);
+    const std::span<const unsigned int> levels = LevelsOf(*sortDesc_);
     if (!totals_ || !totals_->HasLevels(levels)) {
         totals_ = std::make_unique<detail::TreeTotals>(calculations_, levels);
         extract_.Init(&calculations_, pending_);
@@ -70,7 +70,7 @@ void ETreeTotals::GiveUp() {
     }
 }
 
-void ETreeTotals::ReadResult(const ETabulonTag& node, unsigned calculation,
+void ETreeTotals::ReadResult(const ETabulonTag& node, unsigned int calculation,
                              ETabulonValue& result) const {
     if (totals_ && calculation < calculations_.Size()) {
         totals_->ReadResult(node, LevelsOf(*sortDesc_), calculation, result);
@@ -80,7 +80,7 @@ void ETreeTotals::ReadResult(const ETabulonTag& node, unsigned calculation,
 }
 
 std::optional<double> ETreeTotals::Share(const ETabulonTag& node, const ETabulonTag& of,
-                                         unsigned calculation) const {
+                                         unsigned int calculation) const {
     const auto numberOf = [this, calculation](const ETabulonTag& tag) -> std::optional<double> {
         ETabulonValue value;
         ReadResult(tag, calculation, value);
@@ -93,19 +93,19 @@ std::optional<double> ETreeTotals::Share(const ETabulonTag& node, const ETabulon
     return part && whole && *whole != 0 ? std::optional(100 * (*part / *whole)) : std::nullopt;
 }
 
-std::vector<unsigned> ETreeTotals::OrderOf(const EDataTreeNode& parent, unsigned calculation,
-                                           bool descending) const {
+std::vector<unsigned int> ETreeTotals::OrderOf(const EDataTreeNode& parent,
+                                               unsigned int calculation, bool descending) const {
     std::vector<ETabulonValue> results(parent.Size());
-    for (unsigned index = 0; index < parent.Size(); ++index) {
+    for (unsigned int index = 0; index < parent.Size(); ++index) {
         ReadResult(parent.Get(index)->Tag(), calculation, results[index]);
         // A missing value is no value: both are the lowest.
         if (results[index].Data().IsMissing() && !results[index].IsSpecial()) {
             results[index] = ETabulonValue::Null;
         }
     }
-    std::vector<unsigned> order(parent.Size());
+    std::vector<unsigned int> order(parent.Size());
     std::iota(order.begin(), order.end(), 0U);
-    std::ranges::stable_sort(order, [&](unsigned left, unsigned right) {
+    std::ranges::stable_sort(order, [&](unsigned int left, unsigned int right) {
         const int compared = results[left].Compare(results[right], /*byDisplay=*/false);
         return descending ? compared > 0 : compared < 0;
     });

@@ -19,7 +19,7 @@ struct NodeAccess {
     /// A node that differs in where its memory comes from.
     class NodeInSlab final : public Node {
     public:
-        NodeInSlab(Node* parent, unsigned level, const ETabulonValue& value, bool isLeaf)
+        NodeInSlab(Node* parent, unsigned int level, const ETabulonValue& value, bool isLeaf)
             : Node(parent, level, value, isLeaf) {}
 
         static void* operator new(std::size_t size, TreeNodeSlabs& slabs) {
@@ -36,7 +36,7 @@ struct NodeAccess {
     [[nodiscard]] static bool OwnsTag(const Node& node) noexcept { return node.ownsTag_; }
     /// The level and the value that name the node. The level requires IsByValue; the value is Null
     /// without it.
-    [[nodiscard]] static unsigned Level(const Node& node) noexcept { return node.level_; }
+    [[nodiscard]] static unsigned int Level(const Node& node) noexcept { return node.level_; }
     [[nodiscard]] static const ETabulonValue& Value(const Node& node) noexcept {
         return node.value_;
     }
@@ -100,12 +100,12 @@ struct NodeAccess {
         return parent.MakeChild(tag, sort);
     }
     /// Requires MakesPlainNodes, and that no value of the parent's path is at `level`.
-    [[nodiscard]] static ERef<Node> MakeChild(Node& parent, unsigned level,
+    [[nodiscard]] static ERef<Node> MakeChild(Node& parent, unsigned int level,
                                               const ETabulonValue& value, bool isLeaf) {
         return ERef<Node>::Adopt(new Node(&parent, level, value, isLeaf));
     }
     /// The same, in memory that the nodes share.
-    [[nodiscard]] static ERef<Node> MakeChild(Node& parent, unsigned level,
+    [[nodiscard]] static ERef<Node> MakeChild(Node& parent, unsigned int level,
                                               const ETabulonValue& value, bool isLeaf,
                                               TreeNodeSlabs& slabs) {
         return ERef<Node>::Adopt(new (slabs) NodeInSlab(&parent, level, value, isLeaf));

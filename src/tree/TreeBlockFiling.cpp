@@ -39,7 +39,7 @@ bool TreeBlockFiling::Want(const ETabulonCursor& cursor, EBlockRequest& request)
 bool TreeBlockFiling::AddColumns(const ETabulonCursor& cursor, EBlockRequest& request) {
     columns_.clear();
     levels_.clear();
-    const auto add = [&](unsigned level, bool areNumbers) {
+    const auto add = [&](unsigned int level, bool areNumbers) {
         const ETabulonLevels::Level& description = cursor.Levels().GetLevel(level);
         const EField& data = cursor.Field(description.DataID());
         Column column{level, areNumbers ? request.AddNumbers(data) : request.AddValues(data),
@@ -52,7 +52,7 @@ bool TreeBlockFiling::AddColumns(const ETabulonCursor& cursor, EBlockRequest& re
     };
     const std::size_t depth = filing_.Depth();
     for (std::size_t at = 0; at < depth; ++at) {
-        const unsigned level = filing_.LevelAt(at);
+        const unsigned int level = filing_.LevelAt(at);
         if (!cursor.Levels().ExistLevel(level)) {
             return false;
         }
@@ -65,8 +65,8 @@ bool TreeBlockFiling::AddColumns(const ETabulonCursor& cursor, EBlockRequest& re
     }
     if (cursor.Notifiers().Size() > 1) {
         // Another listener may show more levels while the walk runs.
-        for (unsigned position = 0; position < cursor.Levels().Size(); ++position) {
-            const unsigned level = cursor.Levels().GetLevelID(position);
+        for (unsigned int position = 0; position < cursor.Levels().Size(); ++position) {
+            const unsigned int level = cursor.Levels().GetLevelID(position);
             if (std::none_of(columns_.begin(), columns_.end(),
                              [level](const Column& column) { return column.level == level; })) {
                 add(level, /*areNumbers=*/false);

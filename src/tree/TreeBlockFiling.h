@@ -51,7 +51,7 @@ public:
 private:
     // After this many records it is decided whether leaves are kept.
     static constexpr std::uint64_t kTrial = 256;
-    static constexpr unsigned kNoColumn = ~0U;
+    static constexpr unsigned int kNoColumn = ~0U;
     static constexpr std::uint32_t kNone = TreeBlockLevel::kNone;
     // A reference to an inner node: twice its index in nodes_, plus one where the path that leads
     // to it is identical to the record's, so that a new child needs no tag of its own. Leaves have
@@ -59,9 +59,9 @@ private:
 
     /// A level of the records.
     struct Column {
-        unsigned level;
-        unsigned data;
-        unsigned label;  // kNoColumn: the data's own text
+        unsigned int level;
+        unsigned int data;
+        unsigned int label;  // kNoColumn: the data's own text
     };
     /// The node at the walk's start or above it that a record has at a level, and whether its value
     /// is identical to the node's, by number.

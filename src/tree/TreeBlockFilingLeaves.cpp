@@ -83,7 +83,7 @@ bool TreeBlockFiling::UseNewLeaves(const ERecordBlock& block, EBlockIndex first)
     if (packed_.form == TreeKeyForm::Whole) {
         return false;
     }
-    filing_.NewLeaves().SetForm(leaf.level, static_cast<unsigned>(levels_.size()) - 1,
+    filing_.NewLeaves().SetForm(leaf.level, static_cast<unsigned int>(levels_.size()) - 1,
                                 static_cast<std::uint16_t>(type), packed_.form);
     return true;
 }

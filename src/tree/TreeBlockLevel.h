@@ -23,7 +23,7 @@ public:
 
     /// The level's values are in the block's column `data`, as numbers or else as words, which this
     /// object numbers.
-    TreeBlockLevel(unsigned data, bool areNumbers) noexcept
+    TreeBlockLevel(unsigned int data, bool areNumbers) noexcept
         : data_(data), areNumbers_(areNumbers) {}
 
     /// Call it first for each block: the other functions read what it prepares.
@@ -58,7 +58,7 @@ private:
     [[nodiscard]] std::uint32_t NumberOf(std::uint64_t word, std::uint32_t hash);
     [[nodiscard]] std::uint32_t FindOther(std::uint32_t parent, std::uint32_t number) const;
 
-    unsigned data_;
+    unsigned int data_;
     bool areNumbers_;
     const std::uint32_t* numbers_ = nullptr;  // of the block, by record
     std::vector<Child> children_;             // by number: of the first parent that it had

@@ -43,11 +43,11 @@ bool TreeChildren::HasByValue() const noexcept {
     return IsOne() ? NodeAccess::IsByValue(*One()) : Many()->HasByValue();
 }
 
-unsigned TreeChildren::Level() const noexcept {
+unsigned int TreeChildren::Level() const noexcept {
     return IsOne() ? NodeAccess::Level(*One()) : Many()->Level();
 }
 
-bool TreeChildren::IsOnlyOf(unsigned level) const noexcept {
+bool TreeChildren::IsOnlyOf(unsigned int level) const noexcept {
     if (IsOne()) {
         return NodeAccess::IsByValue(*One()) && NodeAccess::Level(*One()) == level;
     }
@@ -114,7 +114,8 @@ void TreeChildren::Add(EDataTreeNode& owner, EDataTreeNode* child) {
 }
 
 std::uint32_t TreeChildren::AddUnmade(EDataTreeNode& owner, const ETabulonSortDesc& sort,
-                                      unsigned level, const ETabulonValue& value, TreeKeyWord key) {
+                                      unsigned int level, const ETabulonValue& value,
+                                      TreeKeyWord key) {
     if (!IsOne()) {
         return Many()->AddUnmade(sort, level, value, key);
     }

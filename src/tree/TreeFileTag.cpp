@@ -21,7 +21,7 @@ EDataTreeNode* AddBranch(EDataTreeNode& above, const ETabulonTag& tag, TreeLevel
         // The tag spells values above in another way: the first new node keeps the tag as it is
         // written, and those below need none of their own.
         ETabulonTag part;
-        for (const unsigned level : levels.first(above.Depth() + 1)) {
+        for (const unsigned int level : levels.first(above.Depth() + 1)) {
             part.Slot(level) = *tag.Find(level);
         }
         node = NodeAccess::TakeChild(above, NodeAccess::MakeChild(above, part, sort));
@@ -31,7 +31,7 @@ EDataTreeNode* AddBranch(EDataTreeNode& above, const ETabulonTag& tag, TreeLevel
         if (!NodeAccess::IsByValue(*node) || !NodeAccess::MakesPlainNodes(*node)) {
             return FileByParents(*node, sort.RemoveHiddenValues(tag, kInTree), sort, nullptr);
         }
-        const unsigned level = levels[node->Depth()];
+        const unsigned int level = levels[node->Depth()];
         const bool isLeaf = std::size_t{node->Depth()} + 1 == all;
         node = NodeAccess::TakeChild(*node,
                                      NodeAccess::MakeChild(*node, level, *tag.Find(level), isLeaf));

@@ -50,13 +50,13 @@ void TreeFiling::Forget() noexcept {
 /// Each level is shown once, and the start node and its ancestors stand for the first of them.
 /// Neither holds after every change of levels that didn't empty the tree.
 bool TreeFiling::AreLevelsRegular() const {
-    std::vector<unsigned> sorted;
+    std::vector<unsigned int> sorted;
     for (const PathLevel& at : path_) {
         sorted.push_back(at.level);
     }
     std::sort(sorted.begin(), sorted.end());
     if (std::adjacent_find(sorted.begin(), sorted.end()) != sorted.end() ||
-        std::any_of(sorted.begin(), sorted.end(), [this](unsigned level) {
+        std::any_of(sorted.begin(), sorted.end(), [this](unsigned int level) {
             return sort_.IsHiddenSortLevel(level, kInTree);  // by another key of the level
         })) {
         return false;
@@ -75,7 +75,7 @@ bool TreeFiling::AreLevelsRegular() const {
 void TreeFiling::ReadLevels() {
     FileHeld();  // by the levels that were shown when those records came
     path_.clear();
-    for (const unsigned level : sort_.VisibleLevels(kInTree)) {
+    for (const unsigned int level : sort_.VisibleLevels(kInTree)) {
         path_.emplace_back(level);
     }
     cache_.WriteKeys();
@@ -299,7 +299,7 @@ bool TreeFiling::CanFileBlocks() {
 
 EDataTreeNode* TreeFiling::Step(EDataTreeNode& parent, std::size_t depth,
                                 const ETabulonValue& value, bool mayMake) {
-    const unsigned level = path_[depth].level;
+    const unsigned int level = path_[depth].level;
     const TreeChildren& children = NodeAccess::Children(parent);
     if (!children.IsOnlyOf(level)) {
         return nullptr;

@@ -61,7 +61,9 @@ public:
     [[nodiscard]] EDataTreeNode& Start() const noexcept { return start_; }
     /// The levels shown, from the top down, as of the last CanFileBlocks.
     [[nodiscard]] std::size_t Depth() const noexcept { return path_.size(); }
-    [[nodiscard]] unsigned LevelAt(std::size_t depth) const noexcept { return path_[depth].level; }
+    [[nodiscard]] unsigned int LevelAt(std::size_t depth) const noexcept {
+        return path_[depth].level;
+    }
     /// The child for a record's value at that depth, made if it isn't there. Requires that the
     /// parent's path is identical to the record's, if the child may be made. Null where it can't be
     /// found by value, or mayn't be made.
@@ -85,10 +87,10 @@ public:
 private:
     /// A level that the tree shows, with what the last record has there.
     struct PathLevel {
-        explicit PathLevel(unsigned shown) : level(shown) {}
+        explicit PathLevel(unsigned int shown) : level(shown) {}
 
-        unsigned level;
-        unsigned index = 0;  // of the level in the record's tag
+        unsigned int level;
+        unsigned int index = 0;  // of the level in the record's tag
         const ETabulonValue* value = nullptr;
         EDataTreeNode* node = nullptr;
         // Where `node` is the last record's too, only the hash of this key is valid.

@@ -7,7 +7,7 @@
 
 namespace etabulon::detail {
 
-void TreeHeldRecords::Hold(EDataTreeNode& parent, unsigned level, const ETabulonValue& value,
+void TreeHeldRecords::Hold(EDataTreeNode& parent, unsigned int level, const ETabulonValue& value,
                            TreeKeyWord key) {
     records_.reserve(kMost);
     PrefetchToRead(&parent);

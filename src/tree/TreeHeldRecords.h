@@ -28,7 +28,8 @@ public:
     [[nodiscard]] bool IsEmpty() const noexcept { return records_.empty(); }
     [[nodiscard]] bool IsFull() const noexcept { return records_.size() == kMost; }
     /// Requires !IsFull(), and that all records held are of one `level`, the last one shown.
-    void Hold(EDataTreeNode& parent, unsigned level, const ETabulonValue& value, TreeKeyWord key);
+    void Hold(EDataTreeNode& parent, unsigned int level, const ETabulonValue& value,
+              TreeKeyWord key);
     /// Files all records, in the order in which they came. Returns how many of them have a node
     /// that the walk had met already. Reentrant: making a node may run the application's own code,
     /// which may read the tree.
@@ -52,8 +53,8 @@ private:
     TreeChildCache& cache_;
     TreeLeafFiling leaves_;
     std::vector<Record> records_;
-    std::size_t filed_ = 0;  // of records_, from the front
-    unsigned level_ = 0;     // of their values
+    std::size_t filed_ = 0;   // of records_, from the front
+    unsigned int level_ = 0;  // of their values
 };
 
 }  // namespace etabulon::detail

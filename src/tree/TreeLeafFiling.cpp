@@ -2,7 +2,7 @@
 
 namespace etabulon::detail {
 
-TreeLeafFiling::Result TreeLeafFiling::File(EDataTreeNode& parent, unsigned level,
+TreeLeafFiling::Result TreeLeafFiling::File(EDataTreeNode& parent, unsigned int level,
                                             const ETabulonValue& value, TreeKeyWord key) {
     TreeChildren& children = NodeAccess::Children(parent);
     if (!children.IsOnlyOf(level)) {
@@ -52,14 +52,14 @@ TreeLeafFiling::Result TreeLeafFiling::Found(EDataTreeNode& node, const ETabulon
     return {{&node}, wasMet, NodeAccess::Value(node).IsIdenticalTo(value)};
 }
 
-EDataTreeNode* TreeLeafFiling::MakeNode(EDataTreeNode& parent, unsigned level,
+EDataTreeNode* TreeLeafFiling::MakeNode(EDataTreeNode& parent, unsigned int level,
                                         const ETabulonValue& value, bool isLeaf) {
     return marks_.Take(parent, slabs_ != nullptr
                                    ? NodeAccess::MakeChild(parent, level, value, isLeaf, *slabs_)
                                    : NodeAccess::MakeChild(parent, level, value, isLeaf));
 }
 
-TreeLeafFiling::Result TreeLeafFiling::Make(EDataTreeNode& parent, unsigned level,
+TreeLeafFiling::Result TreeLeafFiling::Make(EDataTreeNode& parent, unsigned int level,
                                             const ETabulonValue& value, TreeKeyWord key) {
     EDataTreeNode* const node = MakeNode(parent, level, value, /*isLeaf=*/true);
     if (key.form != TreeKeyForm::Whole) {

@@ -31,7 +31,7 @@ public:
     /// From here on File takes the memory of new nodes from there.
     void UseSlabs(TreeNodeSlabs& slabs) noexcept { slabs_ = &slabs; }
     /// A new child of `parent`, sorted in later.
-    [[nodiscard]] EDataTreeNode* MakeNode(EDataTreeNode& parent, unsigned level,
+    [[nodiscard]] EDataTreeNode* MakeNode(EDataTreeNode& parent, unsigned int level,
                                           const ETabulonValue& value, bool isLeaf);
 
     struct Result {
@@ -42,7 +42,7 @@ public:
     /// The child of `parent` for a record's value at the lowest level. A new one has the key unless
     /// that is Whole; for another the caller sets it. Requires that the parent's path is identical
     /// to the record's, and that MakesPlainNodes holds for it.
-    [[nodiscard]] Result File(EDataTreeNode& parent, unsigned level, const ETabulonValue& value,
+    [[nodiscard]] Result File(EDataTreeNode& parent, unsigned int level, const ETabulonValue& value,
                               TreeKeyWord key);
     static void SetKey(const TreeLeaf& leaf, TreeKeyWord key);
     /// The leaf's node, made if need be.
@@ -52,7 +52,7 @@ private:
     [[nodiscard]] Result Found(EDataTreeNode& parent, TreeSiblings& siblings, std::uint32_t index,
                                const ETabulonValue& value);
     [[nodiscard]] Result Found(EDataTreeNode& node, const ETabulonValue& value);
-    [[nodiscard]] Result Make(EDataTreeNode& parent, unsigned level, const ETabulonValue& value,
+    [[nodiscard]] Result Make(EDataTreeNode& parent, unsigned int level, const ETabulonValue& value,
                               TreeKeyWord key);
 
     const ETabulonSortDesc& sort_;

@@ -17,7 +17,7 @@ bool LeadsTo(const EDataTreeNode& start, const ETabulonTag& tag, TreeLevels leve
         return false;
     }
     for (const EDataTreeNode* node = &start; node->Parent() != nullptr; node = node->Parent()) {
-        const unsigned level = NodeAccess::Level(*node);
+        const unsigned int level = NodeAccess::Level(*node);
         if (level != levels[node->Depth() - 1] || !(*tag.Find(level) == NodeAccess::Value(*node))) {
             return false;
         }
@@ -31,7 +31,7 @@ TreeLevels LeadingLevels(const ETabulonTag& tag, const ETabulonSortDesc& sort) {
     if (!sort.HasLevelsOnce(kInTree)) {
         return {};
     }
-    const auto holds = [&tag](unsigned level) { return tag.HasValue(level); };
+    const auto holds = [&tag](unsigned int level) { return tag.HasValue(level); };
     const TreeLevels shown = sort.VisibleLevels(kInTree);
     const auto gap = std::find_if_not(shown.begin(), shown.end(), holds);
     return std::none_of(gap, shown.end(), holds)
@@ -45,7 +45,7 @@ EDataTreeNode* Descend(EDataTreeNode& node, const ETabulonTag& tag, TreeLevels l
     }
     EDataTreeNode* lowest = &node;
     while (lowest->Depth() < levels.size()) {
-        const unsigned level = levels[lowest->Depth()];
+        const unsigned int level = levels[lowest->Depth()];
         const TreeChildren& children = NodeAccess::Children(*lowest);
         if (!children.IsOnlyOf(level)) {
             return nullptr;

@@ -10,7 +10,7 @@
 
 namespace etabulon::detail {
 
-using TreeLevels = std::span<const unsigned>;
+using TreeLevels = std::span<const unsigned int>;
 
 /// The visible levels that the tag holds, if they are an unbroken run from the top. Empty if they
 /// aren't, or if some level has more than one sort key.

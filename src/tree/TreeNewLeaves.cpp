@@ -11,7 +11,7 @@ constexpr std::size_t kAhead = 16;
 
 }  // namespace
 
-void TreeNewLeaves::SetForm(unsigned level, unsigned depth, std::uint16_t type,
+void TreeNewLeaves::SetForm(unsigned int level, unsigned int depth, std::uint16_t type,
                             TreeKeyForm keyForm) {
     if (level == level_ && type == type_ && keyForm == keyForm_ &&
         order_.stamp == sort_.OrderStamp()) {

@@ -25,7 +25,7 @@ public:
 
     /// What the leaves have in common. Places those that are there if it changes.
     /// `depth` is that of the parents.
-    void SetForm(unsigned level, unsigned depth, std::uint16_t type, TreeKeyForm keyForm);
+    void SetForm(unsigned int level, unsigned int depth, std::uint16_t type, TreeKeyForm keyForm);
     [[nodiscard]] TreeKeyForm KeyForm() const noexcept { return keyForm_; }
 
     /// Takes a leaf. False if it may not be new, or needs a node; and always until Learn is called
@@ -69,7 +69,7 @@ private:
     static constexpr std::int64_t kNoNumber = std::numeric_limits<std::int64_t>::max();
 
     const ETabulonSortDesc& sort_;
-    unsigned level_ = 0;
+    unsigned int level_ = 0;
     std::uint16_t type_ = 0;
     TreeKeyForm keyForm_{};
     TreeOrder order_;  // that held when the leaves came

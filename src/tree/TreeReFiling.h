@@ -55,7 +55,7 @@ private:
     EDataTreeNode& new_;
     TreeNodeSlabs slabs_;
     TreeFiling filing_;
-    std::vector<unsigned> levels_;        // of the old tree
+    std::vector<unsigned int> levels_;    // of the old tree
     std::vector<std::size_t> oldDepths_;  // by depth in the new tree
     std::vector<Source> at_;              // the old path
     std::vector<Step> path_;              // the new one, without the leaf

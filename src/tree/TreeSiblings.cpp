@@ -187,7 +187,7 @@ void TreeSiblings::Index(std::uint32_t index) {
 
 // ------------------------------------------------------------------------------------------ change
 
-TreeOrder::TreeOrder(const ETabulonSortDesc& sort, unsigned depth)
+TreeOrder::TreeOrder(const ETabulonSortDesc& sort, unsigned int depth)
     : stamp(sort.OrderStamp()),
       isOrdered(depth < sort.SortLevelCount(kInTree)),
       source(sort.CompareSource()) {
@@ -213,7 +213,7 @@ void TreeSiblings::Add(EDataTreeNode* child) {
     waiting_.push_back({child, WordOf(NodeAccess::Value(*child))});
 }
 
-std::uint32_t TreeSiblings::AddUnmade(const ETabulonSortDesc& sort, unsigned level,
+std::uint32_t TreeSiblings::AddUnmade(const ETabulonSortDesc& sort, unsigned int level,
                                       const ETabulonValue& value, TreeKeyWord key) {
     PrepareFor(sort);
     unmade_.Add(value, key);

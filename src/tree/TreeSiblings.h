@@ -16,7 +16,7 @@ namespace etabulon::detail {
 struct TreeOrder {
     TreeOrder() = default;
     /// `depth` is that of the children's parent.
-    TreeOrder(const ETabulonSortDesc& sort, unsigned depth);
+    TreeOrder(const ETabulonSortDesc& sort, unsigned int depth);
 
     std::uint64_t stamp = 0;  // of the sort description
     std::uint32_t level = 0;
@@ -51,8 +51,8 @@ public:
         return index < ordered_.size() ? ordered_[index] : waiting_[index - ordered_.size()].node;
     }
     [[nodiscard]] bool HasByValue() const noexcept { return irregular_ != size_; }
-    [[nodiscard]] unsigned Level() const noexcept { return level_; }
-    [[nodiscard]] bool IsOnlyOf(unsigned level) const noexcept {
+    [[nodiscard]] unsigned int Level() const noexcept { return level_; }
+    [[nodiscard]] bool IsOnlyOf(unsigned int level) const noexcept {
         return size_ == 0 || (irregular_ == 0 && level_ == level);
     }
     [[nodiscard]] bool HasWaiting() const noexcept {
@@ -103,7 +103,7 @@ public:
         return irregular_ == 0 && unmade_.CanAdd(value, form);
     }
     /// Returns its index. Requires CanAddUnmade, and IsOnlyOf(level).
-    std::uint32_t AddUnmade(const ETabulonSortDesc& sort, unsigned level,
+    std::uint32_t AddUnmade(const ETabulonSortDesc& sort, unsigned int level,
                             const ETabulonValue& value, TreeKeyWord key);
     /// Whole numbers above `largest` are new, and can be added without a node.
     [[nodiscard]] bool CanAddNumbers(std::uint16_t type, TreeKeyForm form,

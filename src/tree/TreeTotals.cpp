@@ -8,7 +8,7 @@
 namespace etabulon::detail {
 
 TreeTotals::TreeTotals(const ITabulonCumulFuncOnVarCollection& calculations,
-                       std::span<const unsigned> levels)
+                       std::span<const unsigned int> levels)
     : description_(&calculations),
       index_(ETabulonTag::Null, levels),
       calculations_(calculations),
@@ -16,17 +16,17 @@ TreeTotals::TreeTotals(const ITabulonCumulFuncOnVarCollection& calculations,
       before_(calculations),
       numbers_(index_.ColumnCount()) {}
 
-bool TreeTotals::HasLevels(std::span<const unsigned> levels) const {
+bool TreeTotals::HasLevels(std::span<const unsigned int> levels) const {
     return levels.size() == index_.ColumnCount() &&
            std::ranges::all_of(levels,
-                               [this](unsigned level) { return index_.ColumnOf(level) >= 0; });
+                               [this](unsigned int level) { return index_.ColumnOf(level) >= 0; });
 }
 
 void TreeTotals::Begin(const ETabulonTag& below) {
     ETabulonTag scope;
     ETabulonTag branch;
-    for (unsigned index = 0; index < below.KnownLevelsCount(); ++index) {
-        const unsigned level = below.LevelAt(index);
+    for (unsigned int index = 0; index < below.KnownLevelsCount(); ++index) {
+        const unsigned int level = below.LevelAt(index);
         (index_.ColumnOf(level) < 0 ? scope : branch).SetValue(level, below.ValueAt(index));
     }
     before_ = Leaves(description_);
@@ -103,7 +103,7 @@ void TreeTotals::TakeBack() {
 
 std::vector<bool> TreeTotals::FindBelow(const ETabulonTag& tag) const {
     std::vector<bool> isBelow(index_.Size(), true);
-    for (unsigned index = 0; index < tag.KnownLevelsCount(); ++index) {
+    for (unsigned int index = 0; index < tag.KnownLevelsCount(); ++index) {
         const auto column = static_cast<std::size_t>(index_.ColumnOf(tag.LevelAt(index)));
         const std::uint32_t number = index_.Values(column).Find(tag.ValueAt(index));
         for (std::uint32_t leaf = 0; leaf < index_.Size(); ++leaf) {
@@ -114,7 +114,7 @@ std::vector<bool> TreeTotals::FindBelow(const ETabulonTag& tag) const {
     return isBelow;
 }
 
-void TreeTotals::Arrange(std::span<const unsigned> order) {
+void TreeTotals::Arrange(std::span<const unsigned int> order) {
     if (isArranged_ && std::ranges::equal(order, order_)) {
         return;
     }
@@ -162,8 +162,8 @@ std::size_t TreeTotals::ReadNumbers(const ETabulonTag& node) {
     return depth;
 }
 
-void TreeTotals::ReadResult(const ETabulonTag& node, std::span<const unsigned> order,
-                            unsigned calculation, ETabulonValue& result) {
+void TreeTotals::ReadResult(const ETabulonTag& node, std::span<const unsigned int> order,
+                            unsigned int calculation, ETabulonValue& result) {
     result = ETabulonValue::Null;
     if (!HasLevels(order)) {
         return;

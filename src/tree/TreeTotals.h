@@ -23,10 +23,10 @@ namespace etabulon::detail {
 class TreeTotals {
 public:
     TreeTotals(const ITabulonCumulFuncOnVarCollection& calculations,
-               std::span<const unsigned> levels);
+               std::span<const unsigned int> levels);
 
     /// Whether the leaves have just these levels, in any order.
-    [[nodiscard]] bool HasLevels(std::span<const unsigned> levels) const;
+    [[nodiscard]] bool HasLevels(std::span<const unsigned int> levels) const;
 
     /// Begins a walk below the tag and clears the leaves there. If the tag has values at levels
     /// that the leaves lack, and they differ from the first walk's, the walk is ignored: it meets
@@ -39,8 +39,8 @@ public:
     void TakeBack();
 
     /// `order` has the levels as the tree has them.
-    void ReadResult(const ETabulonTag& node, std::span<const unsigned> order, unsigned calculation,
-                    ETabulonValue& result);
+    void ReadResult(const ETabulonTag& node, std::span<const unsigned int> order,
+                    unsigned int calculation, ETabulonValue& result);
 
 private:
     /// Rows by leaf, and which of them have records.
@@ -80,7 +80,7 @@ private:
 
     /// For each leaf, whether it is at or below the tag.
     [[nodiscard]] std::vector<bool> FindBelow(const ETabulonTag& tag) const;
-    void Arrange(std::span<const unsigned> order);
+    void Arrange(std::span<const unsigned int> order);
     void AddToGroups(std::uint32_t leaf);
     /// The numbers of the tag's values by column, and how many of the depths lead to it.
     [[nodiscard]] std::size_t ReadNumbers(const ETabulonTag& node);
@@ -93,11 +93,11 @@ private:
     ETabulonTag scope_;  // the walks' values at levels that the leaves don't have
     bool skips_ = false;
     BlockDetails details_;
-    std::vector<unsigned> valueColumns_;  // in the block, of each calculation
-    std::vector<std::byte*> folded_;      // scratch: the rows of a block's leaves
+    std::vector<unsigned int> valueColumns_;  // in the block, of each calculation
+    std::vector<std::byte*> folded_;          // scratch: the rows of a block's leaves
 
     // Computed when results are read.
-    std::vector<unsigned> order_;
+    std::vector<unsigned int> order_;
     std::vector<Depth> depths_;
     bool isArranged_ = false;
     std::vector<std::uint32_t> numbers_;  // scratch

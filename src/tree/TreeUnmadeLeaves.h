@@ -20,7 +20,7 @@ struct TreeLeafWords {
 
 /// Leaves of whole numbers.
 struct TreeNumberLeaves {
-    unsigned level = 0;
+    unsigned int level = 0;
     std::uint16_t type = 0;  // TYPE_INT64 or TYPE_LONG
     TreeKeyForm keyForm{};
     std::span<const TreeLeafWords> leaves;

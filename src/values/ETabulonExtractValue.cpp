@@ -32,7 +32,7 @@ void ETabulonExtractValue::Init(const ITabulonCumulFuncOnVarCollection* calculat
     pending_ = pending;
     values_.Free();
     std::vector<const ETabulonVariableDesc*> variables;
-    for (unsigned index = 0; index < calculations->Size(); ++index) {
+    for (unsigned int index = 0; index < calculations->Size(); ++index) {
         const auto calculation =
             ERef<ETabulonCumulFuncOnVar>::Adopt(calculations->Calculation(index));
         variables.push_back(calculation->Variable());

@@ -317,5 +317,36 @@ TEST(DrilledLabels, InQuotesAreThoseOfThatText) {
     }
 }
 
+// Two values with the label acme, and one whose label is the text of another value.
+TEST(DrilledLabels, OfSeveralValuesAreToldApartByTheValue) {
+    const TestFolder folder;
+    const std::string path = folder.MakeDatabase(
+        "t.db",
+        "CREATE TABLE c(id INTEGER PRIMARY KEY, name TEXT); INSERT INTO c VALUES(1, 'acme'), "
+        "(2, 'beta'), (6, 'acme'), (7, '6'); CREATE TABLE t(k INTEGER PRIMARY KEY, c INTEGER "
+        "REFERENCES c(id)); INSERT INTO t VALUES(1, 1), (2, 6), (3, 2), (4, 7); "
+        "CREATE VIEW v AS SELECT * FROM t");
+    struct Drilled {
+        const char* label;
+        const char* shown;
+    };
+    for (const auto& [label, shown] : {Drilled{"acme", "is the label of 2 values of 'c:c>name'"},
+                                       {"1", "\"k\":1"},
+                                       {"beta", "\"k\":3"},
+                                       {"6", "\"k\":4"},
+                                       {"others", "--others puts"}}) {
+        for (const char* const view : {"score @ t --level c:c>name", "grid @ t --lines c:c>name"}) {
+            const std::string printed = Printed(
+                view + std::string(" --calc COUNT:k --format ndjson --drill ") + label, path);
+            EXPECT_NE(printed.find(shown), std::string::npos) << view << label << ": " << printed;
+        }
+    }
+    EXPECT_NE(Printed("score @ v --level c --calc CODEMAX:c", path).find("'v' has none"),
+              std::string::npos);
+    EXPECT_NE(
+        Printed("tree @ t --levels c:c>name --at c:c>name=6", path).find("its data here: 'c'"),
+        std::string::npos);
+}
+
 }  // namespace
 }  // namespace etabulon::test

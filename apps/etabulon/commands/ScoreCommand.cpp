@@ -150,7 +150,8 @@ CliResult<> ScoreCommand::Drill(const CliEnvironment& environment, const CliWalk
                          (words->front().text == kTotal || words->front().text == kOthers);
     if (words->size() != depth && !isNamed) {
         return CliFailure{CliExit::Usage,
-                          fmt::format("--drill takes {}, or total or others",
+                          fmt::format("--drill takes {}, or total or others (an empty label is "
+                                      "written \"\")",
                                       depth == 1 ? "the label of a line"
                                                  : fmt::format("the {} labels of a line", depth))};
     }

@@ -139,6 +139,11 @@ CliResult<> AddCalculation(const CliTable& table, const CliLevelChoice& choice,
                                       Quoted(wanted), FunctionsOf(*description, wanted))};
     }
     added.function = function->Code().View();
+    if (added.function.starts_with("CODE") && table.Info().keyKind == ESqlKeyKind::None) {
+        return CliFailure{CliExit::Usage,
+                          fmt::format("{} in --calc gives the key of a record, and {} has none",
+                                      added.function, Quoted(table.Info().name.View()))};
+    }
     added.shown = fmt::format("{}({})", added.function, added.variable.shown);
     for (const CliCalculation& other : calculations.all) {
         if (other.function == added.function && other.variable.code == added.variable.code) {

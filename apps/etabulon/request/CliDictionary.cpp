@@ -301,6 +301,12 @@ CliResult<> CliDictionary::EnterStep(Way& way, CliPathStep& step, bool isBehindB
 CliResult<> CliDictionary::GoForward(Way& way, const CliPathStep& step) const {
     const DRubric& rubric = source_.Rubric(*way.here);
     const DLink* const link = LookUpLink(*way.here, step.name);
+    if (const std::size_t colon = step.name.find(':');
+        link == nullptr && !step.isQuoted && colon != std::string::npos) {
+        return CliFailure{CliExit::Usage,
+                          fmt::format("a level with a label is named by its data here: {}",
+                                      Quoted(step.name.substr(0, colon)))};
+    }
     if (link == nullptr) {
         const auto all = NamesOfLinks(rubric, [](const DLink&) { return true; });
         return CliFailure{CliExit::Failed,

@@ -119,6 +119,20 @@ std::optional<unsigned int> CliLevels::Find(const Chaine& code) const {
     return found == byCode_.end() ? std::nullopt : std::optional(found->second);
 }
 
+namespace {
+
+/// Why a text isn't read as a value, where that isn't plain.
+std::string_view WhatIsWritten(const EVariant& read, std::string_view text) {
+    if (text.empty()) {
+        return "; NULL is written in capitals";
+    }
+    const EStorage storage = TypeInfo(read.Type()).storage;
+    const bool isTime = storage == EStorage::Time || storage == EStorage::Timestamp;
+    return isTime && !read.IsMissing() ? "; seconds have three decimals at most" : "";
+}
+
+}  // namespace
+
 CliResult<ETabulonValue> ReadValue(const CliVariable& variable, std::string_view what,
                                    const CliWordChoice& word) {
     if (!word.isQuoted && word.text == "NULL") {
@@ -131,8 +145,7 @@ CliResult<ETabulonValue> ReadValue(const CliVariable& variable, std::string_view
         return CliFailure{
             CliExit::Failed,
             fmt::format("{} is no value of {} {}, whose type is {}{}", Quoted(word.text), what,
-                        Quoted(variable.shown), TypeName(type),
-                        word.text.empty() ? "; NULL is written in capitals" : "")};
+                        Quoted(variable.shown), TypeName(type), WhatIsWritten(data, word.text))};
     }
     // There is one zero: databases store no other.
     const bool isBelow0 = IsNumber(type) && data.AsDouble() == 0 && word.text.front() == '-';

@@ -24,6 +24,9 @@ void CliGridView::TakeDataAxe(const ETabulonGridAxe& axe, CliCrossAxis& taken) c
     for (unsigned int index = 0; index < axe.Size(); ++index) {
         const ETabulonGridAxe::AxeLabel& label = axe.Label(index);
         taken.Add(ShownLabel(level, &label));
+        if (level.HasLabel()) {
+            taken.labels.back().data = label.Data();
+        }
     }
 }
 

@@ -23,6 +23,7 @@ namespace etabulon {
 struct CliCrossLabel {
     std::vector<EVariant> values;
     ECrossEntry::Part part = ECrossEntry::Detail;
+    std::optional<EVariant> data = {};  // that the one value is the label of
 };
 
 /// One direction of a cross table.

@@ -97,8 +97,8 @@ public:
     /// Drops all nodes of the model: belongs before a fill.
     void SetRootParams(const Chaine& rootName, HICON rootIcon);
     void SetSortLevels(const SortKeyArray& keys, bool refresh);
-    bool SetHideLevelFlags(unsigned level, HideFlag flag, bool refresh);
-    bool SetHideLevelFlags(const PUniqueT<unsigned>& levels, HideFlag flag, bool refresh);
+    bool SetHideLevelFlags(unsigned int level, HideFlag flag, bool refresh);
+    bool SetHideLevelFlags(const PUniqueT<unsigned int>& levels, HideFlag flag, bool refresh);
     void SetCompareSource(SortCompareSource source, bool refresh);
     bool MoveSelectedLevelUp();
     bool MoveSelectedLevelDown();
@@ -126,12 +126,12 @@ public:
     void OnSelchanged() override;
     [[nodiscard]] bool OnItemexpanding(_TREEITEM* item, ETreeExpand action) override;
     void OnDeleteitem(_TREEITEM* item, std::intptr_t itemData) override;
-    void OnTimer(unsigned timerID) override;
+    void OnTimer(unsigned int timerID) override;
     [[nodiscard]] std::uint32_t OnCustomdraw(ETreeDraw& draw) override;
     void OnGetinfotip(_TREEITEM* item, std::span<char> buffer) override;
     [[nodiscard]] bool OnEraseBkgnd(IDrawSurface& surface) override;
     [[nodiscard]] bool OnSetCursor() override;
-    void OnSize(unsigned sizeType, int width, int height) override;
+    void OnSize(unsigned int sizeType, int width, int height) override;
     [[nodiscard]] bool CanBeginDrag(_TREEITEM* item) override;
     [[nodiscard]] bool CanDrop(const DropData* data) const override;
     void OnDrop(const DropData* data) override;

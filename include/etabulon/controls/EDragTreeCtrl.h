@@ -32,12 +32,12 @@ public:
     void OnSelchanged() override {}
     [[nodiscard]] bool OnItemexpanding(_TREEITEM*, ETreeExpand) override { return true; }
     void OnDeleteitem(_TREEITEM*, std::intptr_t) override {}
-    void OnTimer(unsigned) override {}
+    void OnTimer(unsigned int) override {}
     [[nodiscard]] std::uint32_t OnCustomdraw(ETreeDraw&) override { return ETreeDraw::DoDefault; }
     void OnGetinfotip(_TREEITEM*, std::span<char>) override {}
     [[nodiscard]] bool OnEraseBkgnd(IDrawSurface&) override { return false; }
     [[nodiscard]] bool OnSetCursor() override { return false; }
-    void OnSize(unsigned, int, int) override {}
+    void OnSize(unsigned int, int, int) override {}
     [[nodiscard]] bool CanBeginDrag(_TREEITEM*) override { return false; }
     [[nodiscard]] bool CanDrop(const DropData*) const override { return false; }
     void OnDrop(const DropData*) override {}

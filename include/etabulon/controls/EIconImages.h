@@ -11,7 +11,7 @@ namespace etabulon {
 /// Example    tests/controls/TreeCtrlDisplayTest.cpp
 class ETABULON_API EIconImages {
 public:
-    EIconImages(IScreen& screen, unsigned flags)
+    EIconImages(IScreen& screen, unsigned int flags)
         : list_(screen.NewImageList(screen.Measure(IScreen::MetricSmallIconWidth),
                                     screen.Measure(IScreen::MetricSmallIconHeight), flags,
                                     /*initial=*/1, /*growth=*/1)) {}

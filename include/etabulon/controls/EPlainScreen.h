@@ -16,15 +16,18 @@ public:
     [[nodiscard]] HCURSOR LoadCursor(SystemCursor) override { return nullptr; }
     void BeginWaitCursor() override {}
     void EndWaitCursor() override {}
-    [[nodiscard]] HICON LoadIcon(unsigned, int, int) override { return nullptr; }
-    [[nodiscard]] std::unique_ptr<IImageList> NewImageList(int width, int height, unsigned flags,
-                                                           int initial, int growth) override;
+    [[nodiscard]] HICON LoadIcon(unsigned int, int, int) override { return nullptr; }
+    [[nodiscard]] std::unique_ptr<IImageList> NewImageList(int width, int height,
+                                                           unsigned int flags, int initial,
+                                                           int growth) override;
     [[nodiscard]] EColour Colour(SystemColour which) const override;
     [[nodiscard]] int Measure(Metric) const override { return 16; }
-    [[nodiscard]] unsigned CaretBlinkTime() const override { return 530; }
+    [[nodiscard]] unsigned int CaretBlinkTime() const override { return 530; }
     [[nodiscard]] HFONT NewFont(const ELogFont&) override { return nullptr; }
     void DeleteFont(HFONT) override {}
-    [[nodiscard]] Chaine String(unsigned stringID) const override { return Chaine::Load(stringID); }
+    [[nodiscard]] Chaine String(unsigned int stringID) const override {
+        return Chaine::Load(stringID);
+    }
 
 private:
     HCURSOR pointer_ = nullptr;

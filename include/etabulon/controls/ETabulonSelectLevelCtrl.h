@@ -64,9 +64,9 @@ protected:
     void OnDetaching() override;
 
 private:
-    [[nodiscard]] unsigned PositionOf(_TREEITEM* item) const;
-    void SelectPos(unsigned position);
-    void MoveAndSelect(unsigned from, unsigned to);
+    [[nodiscard]] unsigned int PositionOf(_TREEITEM* item) const;
+    void SelectPos(unsigned int position);
+    void MoveAndSelect(unsigned int from, unsigned int to);
 
     const ETabulonLevels* levels_ = nullptr;  // not owned; null until Init
     ERef<ETabulonSortDesc> sortDesc_;

@@ -35,22 +35,22 @@ public:
     void Init(const ETabulonSortDesc* sortDesc);
     /// Shows the menu at a point of the screen, beside `rect` if it isn't null, until the user has
     /// chosen. Returns the command, 0 for none. Requires Init.
-    int TrackPopupMenu(unsigned flags, int x, int y, ITreeView* window, const ERect* rect);
+    int TrackPopupMenu(unsigned int flags, int x, int y, ITreeView* window, const ERect* rect);
     /// Requires that the last TrackPopupMenu returned a command. Valid as long as the menu.
     [[nodiscard]] const SortKeyArray& LastSelected() const;
 
 protected:
-    void MeasureItem(unsigned command, int& width, int& height) override;
-    void DrawItem(unsigned command, unsigned state, const ERect& rect,
+    void MeasureItem(unsigned int command, int& width, int& height) override;
+    void DrawItem(unsigned int command, unsigned int state, const ERect& rect,
                   IDrawSurface& surface) override;
 
 private:
-    void InsertLevel(const SortKeyArray& keys, unsigned position);
+    void InsertLevel(const SortKeyArray& keys, unsigned int position);
     void PrintPreview(const ERect& rect, IDrawSurface& surface);
 
     IViewFactory& factory_;
     ERef<ETabulonSortDesc> sortDesc_;  // a copy; the preview is its only listener
-    unsigned levelCount_ = 0;          // of the levels whose order varies
+    unsigned int levelCount_ = 0;      // of the levels whose order varies
     std::unique_ptr<ITreeView> window_;
     ETabulonSelectLevelCtrl preview_;  // in window_
     PTableau<SortKeyArray> arrangements_;

@@ -28,8 +28,8 @@ public:
     [[nodiscard]] _TREEITEM* FirstChild(_TREEITEM* item) const override;
     [[nodiscard]] _TREEITEM* NextVisibleItem(_TREEITEM* item) const override;
     [[nodiscard]] _TREEITEM* PreviousVisibleItem(_TREEITEM* item) const override;
-    [[nodiscard]] unsigned ItemCount() const override {
-        return static_cast<unsigned>(items_.size());
+    [[nodiscard]] unsigned int ItemCount() const override {
+        return static_cast<unsigned int>(items_.size());
     }
     _TREEITEM* InsertItem(const Chaine& text, int image, int selectedImage, _TREEITEM* parent,
                           _TREEITEM* after) override;

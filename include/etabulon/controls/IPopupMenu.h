@@ -15,8 +15,8 @@ public:
     enum EntryState : unsigned { EntrySelected = 1 };
 
     virtual ~IPopupMenuEvents() = default;
-    virtual void MeasureItem(unsigned command, int& width, int& height) = 0;
-    virtual void DrawItem(unsigned command, unsigned state, const ERect& rect,
+    virtual void MeasureItem(unsigned int command, int& width, int& height) = 0;
+    virtual void DrawItem(unsigned int command, unsigned int state, const ERect& rect,
                           IDrawSurface& surface) = 0;
 };
 
@@ -27,10 +27,10 @@ public:
     enum TrackFlag : unsigned { TrackReturnCommand = 0x100 };
 
     virtual ~IPopupMenu() = default;
-    virtual void AppendItem(unsigned command) = 0;
+    virtual void AppendItem(unsigned int command) = 0;
     /// Shows the menu at a point of the screen, beside `exclude` if it isn't null, until the user
     /// has chosen. Returns the command, 0 for none.
-    virtual int Track(unsigned flags, EPoint at, ITreeView* owner, const ERect* exclude) = 0;
+    virtual int Track(unsigned int flags, EPoint at, ITreeView* owner, const ERect* exclude) = 0;
 };
 
 /// Makes the windows that the controls need besides those attached to them.

@@ -62,18 +62,18 @@ public:
     virtual void EndWaitCursor() = 0;
 
     /// Loads an icon of the library; null if there is none. The caller destroys it.
-    [[nodiscard]] virtual HICON LoadIcon(unsigned iconID, int width, int height) = 0;
+    [[nodiscard]] virtual HICON LoadIcon(unsigned int iconID, int width, int height) = 0;
     [[nodiscard]] virtual std::unique_ptr<IImageList> NewImageList(int width, int height,
-                                                                   unsigned flags, int initial,
+                                                                   unsigned int flags, int initial,
                                                                    int growth) = 0;
     [[nodiscard]] virtual EColour Colour(SystemColour which) const = 0;
     [[nodiscard]] virtual int Measure(Metric which) const = 0;
     /// In milliseconds; the period of all blinking.
-    [[nodiscard]] virtual unsigned CaretBlinkTime() const = 0;
+    [[nodiscard]] virtual unsigned int CaretBlinkTime() const = 0;
     /// Null if the font can't be made. The caller deletes it.
     [[nodiscard]] virtual HFONT NewFont(const ELogFont& font) = 0;
     virtual void DeleteFont(HFONT font) = 0;
-    [[nodiscard]] virtual Chaine String(unsigned stringID) const = 0;
+    [[nodiscard]] virtual Chaine String(unsigned int stringID) const = 0;
 
     /// The screen of controls built without one: the installed screen, otherwise an EPlainScreen.
     [[nodiscard]] static IScreen& Installed() noexcept;

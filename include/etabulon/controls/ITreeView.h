@@ -57,7 +57,7 @@ public:
     /// An item is visible if all its ancestors are open.
     [[nodiscard]] virtual _TREEITEM* NextVisibleItem(_TREEITEM* item) const = 0;
     [[nodiscard]] virtual _TREEITEM* PreviousVisibleItem(_TREEITEM* item) const = 0;
-    [[nodiscard]] virtual unsigned ItemCount() const = 0;
+    [[nodiscard]] virtual unsigned int ItemCount() const = 0;
 
     /// Inserts after the item `after`, which is a child of `parent`, kTreeFirst or kTreeLast.
     /// `parent` is kTreeRoot for the top.
@@ -107,8 +107,9 @@ public:
     // -------------------------------------------------------- time, messages, the window around it
     /// Raises OnTimer every `milliseconds`; a timer that is set again starts over. Returns the
     /// timer's id.
-    [[nodiscard]] virtual unsigned SetTimer(unsigned timerID, unsigned milliseconds) = 0;
-    virtual void KillTimer(unsigned timerID) = 0;
+    [[nodiscard]] virtual unsigned int SetTimer(unsigned int timerID,
+                                                unsigned int milliseconds) = 0;
+    virtual void KillTimer(unsigned int timerID) = 0;
     /// For each call of the waker, the screen's thread calls Dispatch of the port once, soon, if
     /// the port still exists then. The waker may be called on any thread, and outlive the view.
     [[nodiscard]] virtual EMessagePort::Waker MakeWaker(std::weak_ptr<EMessagePort> port) = 0;

@@ -50,7 +50,7 @@ public:
     /// The item is being deleted, after its descendants. The handler uses `itemData`, and asks the
     /// view nothing about the item.
     virtual void OnDeleteitem(_TREEITEM* item, std::intptr_t itemData) = 0;
-    virtual void OnTimer(unsigned timerID) = 0;
+    virtual void OnTimer(unsigned int timerID) = 0;
     /// Returns a sum of ETreeDraw::Answer.
     [[nodiscard]] virtual std::uint32_t OnCustomdraw(ETreeDraw& draw) = 0;
     /// Writes the tip into `buffer`, terminated and cut to its size; without a tip it writes
@@ -60,7 +60,7 @@ public:
     [[nodiscard]] virtual bool OnEraseBkgnd(IDrawSurface& surface) = 0;
     /// The pointer is over the view. Returns whether the handler set it.
     [[nodiscard]] virtual bool OnSetCursor() = 0;
-    virtual void OnSize(unsigned sizeType, int width, int height) = 0;
+    virtual void OnSize(unsigned int sizeType, int width, int height) = 0;
 
     // The view runs the drag loop: it asks the handlers, and moves no item itself.
     [[nodiscard]] virtual bool CanBeginDrag(_TREEITEM* item) = 0;

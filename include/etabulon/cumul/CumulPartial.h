@@ -39,7 +39,7 @@ public:
     /// Merges the state of records that come after those of this one. Requires another state over
     /// the same calculations, and IsMergeable().
     void Merge(const CumulPartial& after);
-    [[nodiscard]] ETabulonValue Result(unsigned calculation) const;
+    [[nodiscard]] ETabulonValue Result(unsigned int calculation) const;
 
 private:
     friend class ETabulonGridCumulsBuffers;

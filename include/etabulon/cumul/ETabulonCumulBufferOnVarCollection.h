@@ -21,10 +21,10 @@ public:
     ETabulonCumulBufferOnVarCollection& operator=(const ETabulonCumulBufferOnVarCollection&) =
         delete;
 
-    [[nodiscard]] unsigned Size() const override { return calculations_.Size(); }
+    [[nodiscard]] unsigned int Size() const override { return calculations_.Size(); }
     [[nodiscard]] ETabulonCumulBufferOnVar* Calculation(
         const ETabulonCumulFuncOnVar* calculation) const override;
-    [[nodiscard]] ETabulonCumulBufferOnVar* Calculation(unsigned index) const override;
+    [[nodiscard]] ETabulonCumulBufferOnVar* Calculation(unsigned int index) const override;
 
     void AddCalculation(ETabulonCumulBufferOnVar* running, bool addRef);
     /// Folds the record into every buffer, in order.

@@ -32,11 +32,11 @@ public:
     [[nodiscard]] virtual const Chaine& DisplayName() const { return displayName_; }
     [[nodiscard]] virtual HICON Icon() const { return icon_; }
     /// A buffer for values of a variable of this type and size. Returns a reference for the caller.
-    [[nodiscard]] virtual ETabulonCumulBuffer* Start(int type, unsigned size) = 0;
+    [[nodiscard]] virtual ETabulonCumulBuffer* Start(int type, unsigned int size) = 0;
     /// The type of the result for data of type `type`.
     [[nodiscard]] virtual int ResultType(int type) const = 0;
     /// The size of the result for data of size `size`.
-    [[nodiscard]] virtual unsigned ResultSize(unsigned size) const = 0;
+    [[nodiscard]] virtual unsigned int ResultSize(unsigned int size) const = 0;
 
 protected:
     ETabulonCumulFunc(const ETabulonCumulFunc& other);
@@ -59,7 +59,7 @@ private:
 class ETABULON_API ETabulonCumulBuffer : public virtual ECountedUnknown {
 public:
     /// For a variable of this type and size.
-    ETabulonCumulBuffer(ETabulonCumulFunc* function, int type, unsigned size);
+    ETabulonCumulBuffer(ETabulonCumulFunc* function, int type, unsigned int size);
     ETabulonCumulBuffer(const ETabulonCumulBuffer&) = delete;
     ETabulonCumulBuffer& operator=(const ETabulonCumulBuffer&) = delete;
 

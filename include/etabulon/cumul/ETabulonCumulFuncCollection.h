@@ -16,8 +16,8 @@ class ETABULON_API ETabulonCumulFuncCollection : public virtual ITabulonCumulFun
 public:
     ETabulonCumulFuncCollection();
 
-    [[nodiscard]] unsigned Size() const override { return functions_.Size(); }
-    [[nodiscard]] ETabulonCumulFunc* GetFunction(unsigned index) const override;
+    [[nodiscard]] unsigned int Size() const override { return functions_.Size(); }
+    [[nodiscard]] ETabulonCumulFunc* GetFunction(unsigned int index) const override;
     [[nodiscard]] ETabulonCumulFunc* GetFunction(const Chaine& code) const override;
 
     /// Of two functions with one code the first stays; with `addRef` false the second is released.

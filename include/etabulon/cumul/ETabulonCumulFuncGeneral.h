@@ -12,9 +12,9 @@ namespace etabulon {
 class ETABULON_API ETabulonCumulFuncCount : public ETabulonCumulFunc {
 public:
     ETabulonCumulFuncCount();
-    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned size) override;
+    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned int size) override;
     [[nodiscard]] int ResultType(int type) const override;
-    [[nodiscard]] unsigned ResultSize(unsigned /*size*/) const override { return 0; }
+    [[nodiscard]] unsigned int ResultSize(unsigned int /*size*/) const override { return 0; }
 
 private:
     class Exec;
@@ -25,9 +25,9 @@ private:
 class ETABULON_API ETabulonCumulFuncLast : public ETabulonCumulFunc {
 public:
     ETabulonCumulFuncLast();
-    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned size) override;
+    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned int size) override;
     [[nodiscard]] int ResultType(int type) const override { return type; }
-    [[nodiscard]] unsigned ResultSize(unsigned size) const override { return size; }
+    [[nodiscard]] unsigned int ResultSize(unsigned int size) const override { return size; }
 
 private:
     class Exec;
@@ -38,9 +38,9 @@ private:
 class ETABULON_API ETabulonCumulFuncCommonVal : public ETabulonCumulFunc {
 public:
     ETabulonCumulFuncCommonVal();
-    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned size) override;
+    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned int size) override;
     [[nodiscard]] int ResultType(int type) const override { return type; }
-    [[nodiscard]] unsigned ResultSize(unsigned size) const override { return size; }
+    [[nodiscard]] unsigned int ResultSize(unsigned int size) const override { return size; }
 
 private:
     class Exec;

@@ -23,7 +23,7 @@ public:
                                                        ETabulonVariableDesc* variable);
     [[nodiscard]] static ETabulonCumulFuncOnVar* Build(const Chaine& functionCode,
                                                        const ETabulonVariableID& id, int type,
-                                                       unsigned size, const Chaine& header);
+                                                       unsigned int size, const Chaine& header);
     /// For the variable with the field's number, if it has one, otherwise with its name.
     [[nodiscard]] static ETabulonCumulFuncOnVar* Build(const Chaine& functionCode,
                                                        const EField& field, const Chaine& header);

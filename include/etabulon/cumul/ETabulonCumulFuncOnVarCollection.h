@@ -21,8 +21,8 @@ public:
     ETabulonCumulFuncOnVarCollection& operator=(const ITabulonCumulFuncOnVarCollection& other);
     ~ETabulonCumulFuncOnVarCollection() override = default;
 
-    [[nodiscard]] unsigned Size() const override { return calculations_.Size(); }
-    [[nodiscard]] ETabulonCumulFuncOnVar* Calculation(unsigned index) const override;
+    [[nodiscard]] unsigned int Size() const override { return calculations_.Size(); }
+    [[nodiscard]] ETabulonCumulFuncOnVar* Calculation(unsigned int index) const override;
     [[nodiscard]] int PriorityCalculationPos() const override { return priorityCalculationPos_; }
     [[nodiscard]] ETabulonCumulBufferOnVarCollection* Start() override;
 
@@ -32,7 +32,7 @@ public:
     /// nothing.
     int AddCalculation(ETabulonCumulFuncOnVar* calculation, bool addRef);
     int AddCalculation(const Chaine& functionCode, const ETabulonVariableID& id, int type,
-                       unsigned size, const Chaine& header);
+                       unsigned int size, const Chaine& header);
     int AddCalculation(const Chaine& functionCode, const EField& field, const Chaine& header);
     /// The position of the priority calculation stays.
     void AddCalculations(const ITabulonCumulFuncOnVarCollection* other);

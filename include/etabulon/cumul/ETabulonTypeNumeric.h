@@ -24,9 +24,9 @@ public:
 class ETABULON_API ETabulonTypeNumeric::FunctionMin : public ETabulonCumulFunc {
 public:
     FunctionMin();
-    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned size) override;
+    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned int size) override;
     [[nodiscard]] int ResultType(int type) const override { return type; }
-    [[nodiscard]] unsigned ResultSize(unsigned size) const override { return size; }
+    [[nodiscard]] unsigned int ResultSize(unsigned int size) const override { return size; }
 
 private:
     class Exec;
@@ -36,9 +36,9 @@ private:
 class ETABULON_API ETabulonTypeNumeric::FunctionCodeMin : public ETabulonCumulFunc {
 public:
     FunctionCodeMin();
-    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned size) override;
+    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned int size) override;
     [[nodiscard]] int ResultType(int type) const override;
-    [[nodiscard]] unsigned ResultSize(unsigned size) const override;
+    [[nodiscard]] unsigned int ResultSize(unsigned int size) const override;
 
 private:
     class Exec;
@@ -48,9 +48,9 @@ private:
 class ETABULON_API ETabulonTypeNumeric::FunctionMax : public ETabulonCumulFunc {
 public:
     FunctionMax();
-    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned size) override;
+    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned int size) override;
     [[nodiscard]] int ResultType(int type) const override { return type; }
-    [[nodiscard]] unsigned ResultSize(unsigned size) const override { return size; }
+    [[nodiscard]] unsigned int ResultSize(unsigned int size) const override { return size; }
 
 private:
     class Exec;
@@ -60,9 +60,9 @@ private:
 class ETABULON_API ETabulonTypeNumeric::FunctionCodeMax : public ETabulonCumulFunc {
 public:
     FunctionCodeMax();
-    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned size) override;
+    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned int size) override;
     [[nodiscard]] int ResultType(int type) const override;
-    [[nodiscard]] unsigned ResultSize(unsigned size) const override;
+    [[nodiscard]] unsigned int ResultSize(unsigned int size) const override;
 
 private:
     class Exec;
@@ -73,9 +73,9 @@ private:
 class ETABULON_API ETabulonTypeNumeric::FunctionSum : public ETabulonCumulFunc {
 public:
     FunctionSum();
-    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned size) override;
+    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned int size) override;
     [[nodiscard]] int ResultType(int type) const override { return type; }
-    [[nodiscard]] unsigned ResultSize(unsigned size) const override { return size; }
+    [[nodiscard]] unsigned int ResultSize(unsigned int size) const override { return size; }
 
 protected:
     FunctionSum(const Chaine& code, const Chaine& displayName);
@@ -89,7 +89,7 @@ private:
 class ETABULON_API ETabulonTypeNumeric::FunctionAvg : public FunctionSum {
 public:
     FunctionAvg();
-    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned size) override;
+    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned int size) override;
 
 private:
     class Exec;

@@ -9,13 +9,13 @@ namespace etabulon {
 /// Example    include/etabulon/cumul/ETabulonCumulBufferOnVarCollection.h
 class ETABULON_API ITabulonCumulBufferOnVarCollection : public virtual EUnknown {
 public:
-    [[nodiscard]] virtual unsigned Size() const = 0;
+    [[nodiscard]] virtual unsigned int Size() const = 0;
     /// Returns a reference for the caller. Requires one of the calculations; for one that occurs
     /// twice it is the later buffer.
     [[nodiscard]] virtual ETabulonCumulBufferOnVar* Calculation(
         const ETabulonCumulFuncOnVar* calculation) const = 0;
     /// Returns a reference for the caller. Requires index < Size().
-    [[nodiscard]] virtual ETabulonCumulBufferOnVar* Calculation(unsigned index) const = 0;
+    [[nodiscard]] virtual ETabulonCumulBufferOnVar* Calculation(unsigned int index) const = 0;
 };
 
 }  // namespace etabulon

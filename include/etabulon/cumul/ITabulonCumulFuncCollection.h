@@ -11,9 +11,9 @@ namespace etabulon {
 class ETABULON_API ITabulonCumulFuncCollection {
 public:
     virtual ~ITabulonCumulFuncCollection() = default;
-    [[nodiscard]] virtual unsigned Size() const = 0;
+    [[nodiscard]] virtual unsigned int Size() const = 0;
     /// Returns a reference for the caller. Requires index < Size().
-    [[nodiscard]] virtual ETabulonCumulFunc* GetFunction(unsigned index) const = 0;
+    [[nodiscard]] virtual ETabulonCumulFunc* GetFunction(unsigned int index) const = 0;
     /// Returns a reference for the caller; null for a code that isn't there.
     [[nodiscard]] virtual ETabulonCumulFunc* GetFunction(const Chaine& code) const = 0;
 };

@@ -9,9 +9,9 @@ namespace etabulon {
 /// Example    tests/grid/RandomResult.h
 class ETABULON_API ITabulonCumulFuncOnVarCollection {
 public:
-    [[nodiscard]] virtual unsigned Size() const = 0;
+    [[nodiscard]] virtual unsigned int Size() const = 0;
     /// Returns a reference for the caller. Requires index < Size().
-    [[nodiscard]] virtual ETabulonCumulFuncOnVar* Calculation(unsigned index) const = 0;
+    [[nodiscard]] virtual ETabulonCumulFuncOnVar* Calculation(unsigned int index) const = 0;
     /// The position of the one calculation that a grid shows when it shows a single one; -1 for
     /// none.
     [[nodiscard]] virtual int PriorityCalculationPos() const = 0;

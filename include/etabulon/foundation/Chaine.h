@@ -59,7 +59,7 @@ public:
     [[nodiscard]] static Chaine Format(const char* format, ...)
         __attribute__((format(printf, 1, 2)));
     /// The text of the string table, "" for an unknown number.
-    [[nodiscard]] static Chaine Load(unsigned stringID);
+    [[nodiscard]] static Chaine Load(unsigned int stringID);
     [[nodiscard]] static Chaine FromUnsigned(std::uint64_t number);
 
     [[nodiscard]] bool IsEmpty() const noexcept { return body_->length == 1; }

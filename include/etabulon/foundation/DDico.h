@@ -44,36 +44,37 @@ private:
 /// Example    apps/etabulon/request/CliTable.h
 class ETABULON_API DVariable : public DDicoBase {
 public:
-    DVariable(DRubric* rubric, unsigned index, const Chaine& name, const Chaine& header, int type,
-              unsigned size, unsigned count, unsigned long accelerator, std::size_t offset);
+    DVariable(DRubric* rubric, unsigned int index, const Chaine& name, const Chaine& header,
+              int type, unsigned int size, unsigned int count, unsigned long accelerator,
+              std::size_t offset);
     [[nodiscard]] int IsArray() const override { return count_ > 1 ? 1 : 0; }
     /// As declared in the record: a nullable number is one byte larger than natural.
-    [[nodiscard]] virtual unsigned Size() const { return size_; }
+    [[nodiscard]] virtual unsigned int Size() const { return size_; }
     [[nodiscard]] virtual signed char TypeCode() const { return type_; }
     /// The address within a record of the rubric; null where `record` is null or the index is out
     /// of range.
     [[nodiscard]] const void* GetFieldAdrInMappedRecord(const void* record, int index) const;
     /// The offset of an element within a record of the rubric. Requires index < Count().
-    [[nodiscard]] std::size_t Offset(unsigned index = 0) const noexcept {
+    [[nodiscard]] std::size_t Offset(unsigned int index = 0) const noexcept {
         return offset_ + index * stride_;
     }
     /// The bytes that one element takes in a record.
     [[nodiscard]] std::size_t StorageSize() const noexcept { return stride_; }
     /// Describes the field of an element: "name", or "name[index]" of an array, with the number
     /// Accelerator() + index.
-    [[nodiscard]] EFieldDesc MakeFieldDesc(unsigned index = 0) const;
+    [[nodiscard]] EFieldDesc MakeFieldDesc(unsigned int index = 0) const;
     [[nodiscard]] DRubric* Rubric() const noexcept { return rubric_; }
     /// The index among the rubric's variables.
-    [[nodiscard]] unsigned Index() const noexcept { return index_; }
-    [[nodiscard]] unsigned Count() const noexcept { return count_; }
+    [[nodiscard]] unsigned int Index() const noexcept { return index_; }
+    [[nodiscard]] unsigned int Count() const noexcept { return count_; }
     [[nodiscard]] unsigned long Accelerator() const noexcept { return accelerator_; }
 
 private:
     DRubric* rubric_;
-    unsigned index_;
+    unsigned int index_;
     signed char type_;
-    unsigned size_;
-    unsigned count_;
+    unsigned int size_;
+    unsigned int count_;
     unsigned long accelerator_;
     std::size_t offset_;
     std::size_t stride_;
@@ -83,12 +84,12 @@ private:
 /// Example    apps/etabulon/request/CliDictionary.cpp
 struct ETABULON_API DLink {
     Chaine name;
-    std::vector<unsigned> variables;  // own, by index, in the order of the target's
+    std::vector<unsigned int> variables;  // own, by index, in the order of the target's
     DRubric* target = nullptr;
-    std::vector<unsigned> targetVariables;  // of the target, by index; empty: its primary key
+    std::vector<unsigned int> targetVariables;  // of the target, by index; empty: its primary key
 
     /// The target's variables, in the order of the own ones.
-    [[nodiscard]] const std::vector<unsigned>& TargetVariables() const noexcept;
+    [[nodiscard]] const std::vector<unsigned int>& TargetVariables() const noexcept;
 };
 
 /// A kind of record: variables laid out one after the other as EFieldSet::Attach lays fields out,
@@ -102,8 +103,8 @@ public:
     /// Adds a variable. Null where the name exists or is empty, or the type can't have that size (0
     /// is the natural one). An accelerator of 0 gives the next number above all; an array takes
     /// `count` numbers.
-    DVariable* AddVariable(const Chaine& name, const Chaine& header, int type, unsigned size,
-                           unsigned count = 1, unsigned long accelerator = 0);
+    DVariable* AddVariable(const Chaine& name, const Chaine& header, int type, unsigned int size,
+                           unsigned int count = 1, unsigned long accelerator = 0);
     /// The primary key. False where a name is unknown.
     bool SetKey(const std::vector<Chaine>& variables);
     /// A link by these own variables to the target's key, or to the variables named. False where a
@@ -123,7 +124,7 @@ public:
     /// The link of that name, otherwise the only one whose first own variable has it; or null.
     [[nodiscard]] const DLink* FindLink(const Chaine& name) const;
     [[nodiscard]] const std::deque<DLink>& Links() const noexcept { return links_; }
-    [[nodiscard]] const std::vector<unsigned>& Key() const noexcept { return key_; }
+    [[nodiscard]] const std::vector<unsigned int>& Key() const noexcept { return key_; }
     [[nodiscard]] IRecordSource* Source() const noexcept { return source_.get(); }
     /// Different for each source that was set: a new source may have the address of a released one.
     [[nodiscard]] std::uint64_t SourceNumber() const noexcept { return sourceNumber_; }
@@ -132,15 +133,15 @@ public:
     /// named "name[index]". `only` limits them to some variables, in the order given; offsets are
     /// then those of the smaller record.
     [[nodiscard]] EFieldSet MakeFields() const;
-    [[nodiscard]] EFieldSet MakeFields(std::span<const unsigned> only) const;
+    [[nodiscard]] EFieldSet MakeFields(std::span<const unsigned int> only) const;
 
 private:
     [[nodiscard]] bool IndexesOf(const std::vector<Chaine>& names,
-                                 std::vector<unsigned>& indexes) const;
+                                 std::vector<unsigned int>& indexes) const;
 
     std::vector<std::unique_ptr<DVariable>> variables_;
-    std::unordered_map<std::string, unsigned> byName_;  // folded
-    std::vector<unsigned> key_;
+    std::unordered_map<std::string, unsigned int> byName_;  // folded
+    std::vector<unsigned int> key_;
     std::deque<DLink> links_;  // resolved paths point at them
     std::shared_ptr<IRecordSource> source_;
     std::uint64_t sourceNumber_ = 0;
@@ -165,7 +166,7 @@ public:
 
 private:
     std::vector<std::unique_ptr<DRubric>> rubrics_;
-    std::unordered_map<std::string, unsigned> byName_;
+    std::unordered_map<std::string, unsigned int> byName_;
 };
 
 /// The node at `path`: a rubric, a variable ("Rubric.name[2]"), or the variable that a link path

@@ -23,18 +23,18 @@ struct ETABULON_API EBlockRequest {
 
     // Each returns the index of the field's column in the blocks. A field that is asked for twice
     // has one column.
-    unsigned AddNumbers(const EField& field) {
+    unsigned int AddNumbers(const EField& field) {
         return Add(field, /*numbers=*/true, /*values=*/false);
     }
-    unsigned AddValues(const EField& field) {
+    unsigned int AddValues(const EField& field) {
         return Add(field, /*numbers=*/false, /*values=*/true);
     }
     /// For fields of owned text or bytes: the values in the form that compares fastest. The column
     /// has texts unless something else is asked for as well, or the source has numbers anyway.
-    unsigned AddTexts(const EField& field) {
+    unsigned int AddTexts(const EField& field) {
         return Add(field, /*numbers=*/false, /*values=*/false);
     }
-    unsigned Add(const EField& field, bool numbers, bool values);
+    unsigned int Add(const EField& field, bool numbers, bool values);
 };
 
 /// What a table may offer beside single steps: the records of a walk in blocks, by columns.

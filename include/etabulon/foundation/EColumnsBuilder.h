@@ -33,7 +33,8 @@ public:
     void Append(const EVariant& value);
     void AppendMissing(std::size_t count);
     /// The values of a column of a block, of a field with the same type and size.
-    void Append(const ERecordBlock& block, unsigned column, std::span<const EBlockIndex> records);
+    void Append(const ERecordBlock& block, unsigned int column,
+                std::span<const EBlockIndex> records);
     /// Other blocks follow, whose dictionaries have other numbers.
     void BeginBlocks() noexcept { map_.clear(); }
     /// Values of the type's natural size, up to 8 bytes, one after the other, and a bit for each

@@ -35,7 +35,7 @@ public:
     /// A second table on the columns of `other`.
     EDataColumns(const EDataColumns& other);
     /// A second table with some of the fields of `other`, by index, in this order.
-    EDataColumns(const EDataColumns& other, std::span<const unsigned> fields);
+    EDataColumns(const EDataColumns& other, std::span<const unsigned int> fields);
     ~EDataColumns() override;
 
     [[nodiscard]] std::size_t Count() const noexcept;
@@ -77,7 +77,7 @@ private:
     };
 
     EDataColumns(std::shared_ptr<const EColumnRecords> records, const EFieldSet& layout,
-                 std::span<const unsigned> fields);
+                 std::span<const unsigned int> fields);
     EPosition Step(std::int64_t from, bool forward);
     void Load(std::size_t record);
     /// Load without the fields.
@@ -89,7 +89,7 @@ private:
     ERecordBuffer record_;
     ERecordBuffer blank_;
     std::vector<Cell> cells_;              // by field
-    std::vector<unsigned> columns_;        // by field: the index in records_
+    std::vector<unsigned int> columns_;    // by field: the index in records_
     EWalkState walk_;                      // by the records' numbers, not their positions
     std::size_t current_ = 0;              // the current record's number, if there is one
     std::unique_ptr<BlockSource> blocks_;  // made when it is first asked for

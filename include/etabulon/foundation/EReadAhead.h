@@ -13,8 +13,8 @@ class ETABULON_API EReadAhead {
 public:
     /// How many threads read for one walk, beside its own; 0: none. The default is the environment
     /// variable ETABULON_THREADS, otherwise the number of cores, at most 4, and 0 on a single core.
-    [[nodiscard]] static unsigned Threads() noexcept;
-    static void SetThreads(unsigned threads) noexcept;
+    [[nodiscard]] static unsigned int Threads() noexcept;
+    static void SetThreads(unsigned int threads) noexcept;
 
     /// Below about this number of records a walk has no further threads.
     static constexpr std::size_t kLeastRecords = 32768;

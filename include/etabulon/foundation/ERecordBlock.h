@@ -117,10 +117,10 @@ public:
     /// How many records there are; at least one.
     [[nodiscard]] std::size_t Size() const noexcept { return size_; }
     /// The column at the index that EBlockRequest gave.
-    [[nodiscard]] const Column& At(unsigned column) const noexcept { return columns_[column]; }
+    [[nodiscard]] const Column& At(unsigned int column) const noexcept { return columns_[column]; }
     /// The value as the column's field would show it. Valid until the next call for this column,
     /// and, read from a dictionary, until the next block.
-    [[nodiscard]] const EVariant& Value(unsigned column, EBlockIndex record) const;
+    [[nodiscard]] const EVariant& Value(unsigned int column, EBlockIndex record) const;
 
     // ----------------------------------------------------------------- only if keys were asked for
     [[nodiscard]] EPosition Position(EBlockIndex record) const noexcept {

@@ -35,7 +35,7 @@ public:
     EVariant(const std::string& text);  // TYPE_CHAINE
     EVariant(std::string_view text);    // TYPE_CHAINE
     EVariant(int number);               // TYPE_LONG, and so do bool, char and short
-    EVariant(unsigned number);          // TYPE_UINT32
+    EVariant(unsigned int number);      // TYPE_UINT32
     // Deliberate: a TYPE_UINT32 of 4 bytes, clamped, though the parameter has 64 bits here: record
     // codes of 4 bytes pass through this constructor. FromInt64 and unsigned long long keep larger
     // numbers. MakesAVariantOfEveryArithmeticType holds it.

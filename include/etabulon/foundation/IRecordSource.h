@@ -45,8 +45,8 @@ public:
     /// within its transactions. The lookup keeps alive what it reads from, even when the rubric
     /// gets another source or `from` is destroyed.
     [[nodiscard]] virtual std::unique_ptr<IRecordLookup> OpenLookup(
-        const DRubric& rubric, std::span<const unsigned> keyVariables,
-        std::span<const unsigned> columns, EData* from, EDataError& error) = 0;
+        const DRubric& rubric, std::span<const unsigned int> keyVariables,
+        std::span<const unsigned int> columns, EData* from, EDataError& error) = 0;
 };
 
 }  // namespace etabulon

@@ -65,10 +65,10 @@ public:
     // Each returns whether something changed. The first three empty the tree, and the caller fills
     // it again; the others rearrange it without a walk of the table.
     bool SetSortLevels(const ETabulonSortDesc::SortKeyArray& keys);
-    bool SetHideLevelFlags(unsigned level, HideFlag flag);
-    bool SetHideLevelFlags(const PUniqueT<unsigned>& levels, HideFlag flag);
-    bool MoveSortLevel(unsigned from, unsigned to);
-    bool MoveHiddenLevelsTo(unsigned position);
+    bool SetHideLevelFlags(unsigned int level, HideFlag flag);
+    bool SetHideLevelFlags(const PUniqueT<unsigned int>& levels, HideFlag flag);
+    bool MoveSortLevel(unsigned int from, unsigned int to);
+    bool MoveHiddenLevelsTo(unsigned int position);
     bool SetCompareSource(ETabulonSortDesc::SortCompareSource source);
 
 private:

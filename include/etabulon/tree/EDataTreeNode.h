@@ -56,8 +56,8 @@ public:
     [[nodiscard]] EDataTreeNode* Get(const ETabulonTag& tag);
     [[nodiscard]] const EDataTreeNode* Get(const ETabulonTag& tag) const;
     /// The child at `index` in sort order; null from Size() on.
-    [[nodiscard]] EDataTreeNode* Get(unsigned index);
-    [[nodiscard]] const EDataTreeNode* Get(unsigned index) const;
+    [[nodiscard]] EDataTreeNode* Get(unsigned int index);
+    [[nodiscard]] const EDataTreeNode* Get(unsigned int index) const;
 
     /// Reset, then Refresh.
     CursorStatus Fill(ETabulonCursor* cursor);
@@ -68,8 +68,8 @@ public:
     /// Drops all children.
     void Reset();
 
-    [[nodiscard]] unsigned Depth() const noexcept { return depth_; }
-    [[nodiscard]] unsigned Size() const noexcept;
+    [[nodiscard]] unsigned int Depth() const noexcept { return depth_; }
+    [[nodiscard]] unsigned int Size() const noexcept;
     /// The leaves strictly below this node.
     [[nodiscard]] std::uint32_t LeafCount() const noexcept;
     [[nodiscard]] bool IsRoot() const noexcept { return parent_ == nullptr; }
@@ -102,7 +102,8 @@ private:
     friend struct detail::NodeAccess;
 
     /// A child whose path is identical to the parent's, plus `value` at `level`.
-    EDataTreeNode(EDataTreeNode* parent, unsigned level, const ETabulonValue& value, bool isLeaf);
+    EDataTreeNode(EDataTreeNode* parent, unsigned int level, const ETabulonValue& value,
+                  bool isLeaf);
     void FindOwnValue(const ETabulonTag& tag, const ETabulonSortDesc& sort);
     void KeepTag(const ETabulonTag& tag);
     void KeepKey(const ETabulonPrimaryKey& key);
@@ -114,7 +115,7 @@ private:
     [[nodiscard]] bool HasTag(const ETabulonTag& tag) const;
     [[nodiscard]] bool IsOnPathOf(const ETabulonTag& tag) const;
     [[nodiscard]] bool SamePathAs(const ETabulonTag& tag) const;
-    [[nodiscard]] bool IsLevelAbove(unsigned level) const noexcept;
+    [[nodiscard]] bool IsLevelAbove(unsigned int level) const noexcept;
 
     [[nodiscard]] EDataTreeNode* FindChild(const ETabulonTag& tag) const;
     [[nodiscard]] EDataTreeNode* GetByParents(const ETabulonTag& tag);

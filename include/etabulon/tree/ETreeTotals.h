@@ -58,17 +58,18 @@ public:
     }
 
     /// The result of a node, by its tag; ValNull where it has no records. The root's tag is empty.
-    void ReadResult(const ETabulonTag& node, unsigned calculation, ETabulonValue& result) const;
+    void ReadResult(const ETabulonTag& node, unsigned int calculation, ETabulonValue& result) const;
     /// The node's result as a percentage of the result of another node, usually its parent or the
     /// root. Empty if either has no value, or if the other's is 0. It is meant for functions whose
     /// results add up: COUNT, COUNTVAL and SUM.
     [[nodiscard]] std::optional<double> Share(const ETabulonTag& node, const ETabulonTag& of,
-                                              unsigned calculation) const;
+                                              unsigned int calculation) const;
     /// The indexes of a node's children in the order of a result. Children without a value rank
     /// lowest, then those whose records differ (COMMONVAL). Children of equal rank stay in the
     /// tree's order.
-    [[nodiscard]] std::vector<unsigned> OrderOf(const EDataTreeNode& parent, unsigned calculation,
-                                                bool descending) const;
+    [[nodiscard]] std::vector<unsigned int> OrderOf(const EDataTreeNode& parent,
+                                                    unsigned int calculation,
+                                                    bool descending) const;
 
     CursorStatus OnReset(const ETabulonTag& tag, const ETabulonCursor& cursor) override;
     CursorStatus OnMove(const ETabulonCursor& cursor) override;

@@ -46,7 +46,7 @@ private:
 };
 
 template <class NumberFold, class Better>
-ETabulonCumulBuffer* StartExtreme(ETabulonCumulFunc* function, int type, unsigned size,
+ETabulonCumulBuffer* StartExtreme(ETabulonCumulFunc* function, int type, unsigned int size,
                                   double argument) {
     return TypeInfo(type).valueClass == EValueClass::Number
                ? StartPresent<NumberFold>(function, type, size, argument)

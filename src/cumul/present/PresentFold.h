@@ -29,7 +29,7 @@ struct PresentFold : Fold {
 
 /// The PresentKind::Start of such a fold.
 template <class Fold>
-ETabulonCumulBuffer* StartPresent(ETabulonCumulFunc* function, int type, unsigned size,
+ETabulonCumulBuffer* StartPresent(ETabulonCumulFunc* function, int type, unsigned int size,
                                   double /*argument*/) {
     return new FoldBuffer<PresentFold<Fold>>(function, type, size);
 }

@@ -11,7 +11,7 @@ namespace etabulon::detail {
 /// line in PresentFunctions.cpp.
 struct PresentKind {
     /// `argument` is that of a function which has one: the percent of a quantile.
-    using Start = ETabulonCumulBuffer* (*)(ETabulonCumulFunc* function, int type, unsigned size,
+    using Start = ETabulonCumulBuffer* (*)(ETabulonCumulFunc* function, int type, unsigned int size,
                                            double argument);
 
     enum class Result : std::uint8_t { Count, Real, Code, Value };

@@ -25,7 +25,7 @@ public:
           kind_(kind),
           argument_(argument) {}
 
-    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned size) override {
+    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned int size) override {
         return kind_.start(this, type, size, argument_);
     }
     [[nodiscard]] int ResultType(int type) const override {
@@ -40,7 +40,7 @@ public:
                 return type;
         }
     }
-    [[nodiscard]] unsigned ResultSize(unsigned size) const override {
+    [[nodiscard]] unsigned int ResultSize(unsigned int size) const override {
         return kind_.result == PresentKind::Result::Value ? size : 0;
     }
 
@@ -62,17 +62,17 @@ bool HasKind(int type, const PresentKind& kind) {
 }
 
 /// The number in P1 to P99; 0 for another code.
-unsigned PercentOf(std::string_view code) {
+unsigned int PercentOf(std::string_view code) {
     const bool isOne = code.size() == 2 || (code.size() == 3 && code[1] != '0');
     if (!isOne || (code.front() != 'P' && code.front() != 'p')) {
         return 0;
     }
-    unsigned percent = 0;
+    unsigned int percent = 0;
     for (const char digit : code.substr(1)) {
         if (digit < '0' || digit > '9') {
             return 0;
         }
-        percent = percent * 10 + static_cast<unsigned>(digit - '0');
+        percent = percent * 10 + static_cast<unsigned int>(digit - '0');
     }
     return percent;
 }
@@ -85,7 +85,7 @@ ERef<ETabulonCumulFunc> FindPresentFunction(const Chaine& code, int type) {
             return MakeRef<PresentFunction>(*kind, kind->code, kHalf);
         }
     }
-    const unsigned percent = PercentOf(code.View());
+    const unsigned int percent = PercentOf(code.View());
     if (percent == 0 || !HasKind(type, detail::kPercentile)) {
         return {};
     }

@@ -51,7 +51,7 @@ struct StateFold {
         }
     }
 
-    static void Block(const CellPlan& plan, const BlockRows& rows, unsigned column) {
+    static void Block(const CellPlan& plan, const BlockRows& rows, unsigned int column) {
         const ERecordBlock::Column& from = rows.block->At(column);
         if (from.words == nullptr || std::is_same_v<Value, const EVariant&>) {
             return FoldValues(plan, rows, column);
@@ -108,7 +108,7 @@ private:
 template <class Fold>
 class StateBuffer final : public ETabulonCumulBuffer, public PackedFold {
 public:
-    StateBuffer(ETabulonCumulFunc* function, int type, unsigned size, double argument)
+    StateBuffer(ETabulonCumulFunc* function, int type, unsigned int size, double argument)
         : ETabulonCumulBuffer(function, type, size), argument_(argument) {}
 
     void AddValue(const EVariant& value, bool modified,
@@ -145,7 +145,7 @@ private:
 
 /// The PresentKind::Start of such a fold.
 template <class Fold>
-ETabulonCumulBuffer* StartState(ETabulonCumulFunc* function, int type, unsigned size,
+ETabulonCumulBuffer* StartState(ETabulonCumulFunc* function, int type, unsigned int size,
                                 double argument) {
     return new StateBuffer<Fold>(function, type, size, argument);
 }

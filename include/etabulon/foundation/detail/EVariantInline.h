@@ -24,7 +24,7 @@ inline EVariant::EVariant(unsigned long number)
     : EVariant(TYPE_UINT32, number > std::numeric_limits<std::uint32_t>::max()
                                 ? std::numeric_limits<std::uint32_t>::max()
                                 : static_cast<std::uint32_t>(number)) {}
-inline EVariant::EVariant(unsigned number) : EVariant(TYPE_UINT32, std::uint32_t{number}) {}
+inline EVariant::EVariant(unsigned int number) : EVariant(TYPE_UINT32, std::uint32_t{number}) {}
 inline EVariant::EVariant(int number) : EVariant(TYPE_LONG, std::int32_t{number}) {}
 inline EVariant::EVariant(long number) : EVariant(TYPE_INT64, std::int64_t{number}) {}
 inline EVariant::EVariant(long long number) : EVariant(TYPE_INT64, std::int64_t{number}) {}

@@ -43,9 +43,9 @@ public:
     [[nodiscard]] EDataTreeNode* At(std::size_t index) const noexcept;
     [[nodiscard]] bool HasByValue() const noexcept;
     /// The level whose values tell the children apart. Requires HasByValue().
-    [[nodiscard]] unsigned Level() const noexcept;
+    [[nodiscard]] unsigned int Level() const noexcept;
     /// Each child, if there is one, is found by a value of `level`.
-    [[nodiscard]] bool IsOnlyOf(unsigned level) const noexcept;
+    [[nodiscard]] bool IsOnlyOf(unsigned int level) const noexcept;
     [[nodiscard]] bool HasWaiting() const noexcept;
 
     /// Prefetch what Add reads: the object that keeps the children, and then, once it has arrived,
@@ -63,7 +63,7 @@ public:
     /// Takes over the reference. The child waits at the end to be sorted in.
     void Add(EDataTreeNode& owner, EDataTreeNode* child);
     /// TreeSiblings::AddUnmade, beside at least one child.
-    std::uint32_t AddUnmade(EDataTreeNode& owner, const ETabulonSortDesc& sort, unsigned level,
+    std::uint32_t AddUnmade(EDataTreeNode& owner, const ETabulonSortDesc& sort, unsigned int level,
                             const ETabulonValue& value, TreeKeyWord key);
     /// TreeSiblings::AddNumbers, beside any number of children.
     void AddNumbers(EDataTreeNode& owner, const TreeOrder& order, const TreeNumberLeaves& numbers);
