@@ -378,7 +378,7 @@ TEST_F(CopiedScore, CopiedFillerNeedsReferences) {
     ETabulonScoreFiller copy(*listening.filler);
     copy.RetainShared();
     // Without a score there is nothing to retain, and nothing to give back.
-    ETabulonScoreFiller assigned(nullptr, nullptr);
+    ETabulonScoreFiller assigned(&listening.cursor, nullptr);
     assigned = *listening.filler;
     assigned.RetainShared();
     EXPECT_EQ(listening.cursor.Browse(Tag({{0, "A"}})), StatusOk);
