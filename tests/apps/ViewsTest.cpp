@@ -1,5 +1,7 @@
 #include "apps/CommandRun.h"
 
+#include <gmock/gmock.h>
+
 #include <algorithm>
 
 namespace etabulon::test {
@@ -326,26 +328,32 @@ TEST(DrilledLabels, OfSeveralValuesAreToldApartByTheValue) {
         "(2, 'beta'), (6, 'acme'), (7, '6'); CREATE TABLE t(k INTEGER PRIMARY KEY, c INTEGER "
         "REFERENCES c(id)); INSERT INTO t VALUES(1, 1), (2, 6), (3, 2), (4, 7); "
         "CREATE VIEW v AS SELECT * FROM t");
+    const auto shown = [&path](Arguments arguments) {
+        arguments.insert(arguments.begin() + 1, path);
+        const CommandResult result = RunCommand(arguments);
+        return result.out + result.err;
+    };
     struct Drilled {
         const char* label;
         const char* shown;
     };
-    for (const auto& [label, shown] : {Drilled{"acme", "is the label of 2 values of 'c:c>name'"},
-                                       {"1", "\"k\":1"},
-                                       {"beta", "\"k\":3"},
-                                       {"6", "\"k\":4"},
-                                       {"others", "--others puts"}}) {
-        for (const char* const view : {"score @ t --level c:c>name", "grid @ t --lines c:c>name"}) {
-            const std::string printed = Printed(
-                view + std::string(" --calc COUNT:k --format ndjson --drill ") + label, path);
-            EXPECT_NE(printed.find(shown), std::string::npos) << view << label << ": " << printed;
+    for (const auto& [label, expected] : {Drilled{"acme", "is the label of 2 values of 'c:c>name'"},
+                                          {"1", "\"k\":1"},
+                                          {"beta", "\"k\":3"},
+                                          {"6", "\"k\":4"},
+                                          {"others", "--others puts"}}) {
+        for (const Arguments& view : {Arguments{"score", "t", "--level", "c:c>name"},
+                                      Arguments{"grid", "t", "--lines", "c:c>name"}}) {
+            Arguments drilled = view;
+            drilled.insert(drilled.end(),
+                           {"--calc", "COUNT:k", "--format", "ndjson", "--drill", label});
+            EXPECT_THAT(shown(drilled), testing::HasSubstr(expected)) << view.front() << label;
         }
     }
-    EXPECT_NE(Printed("score @ v --level c --calc CODEMAX:c", path).find("'v' has none"),
-              std::string::npos);
-    EXPECT_NE(
-        Printed("tree @ t --levels c:c>name --at c:c>name=6", path).find("its data here: 'c'"),
-        std::string::npos);
+    EXPECT_THAT(shown({"score", "v", "--level", "c", "--calc", "CODEMAX:c"}),
+                testing::HasSubstr("'v' has none"));
+    EXPECT_THAT(shown({"tree", "t", "--levels", "c:c>name", "--at", "c:c>name=6"}),
+                testing::HasSubstr("its data here: 'c'"));
 }
 
 }  // namespace
