@@ -19,6 +19,9 @@ CliResult<> CliViewCommand::Run(CliEnvironment& environment) {
     if (CliResult<> prepared = Prepare(environment); !prepared) {
         return prepared;
     }
+    if (CliResult<> opened = OpenOutput(environment, source_.path); !opened) {
+        return opened;
+    }
     const CliResult<CliOpenTable> opened = source_.OpenTable();
     return opened ? ShowTable(environment, opened->table, nullptr) : opened.Failure();
 }

@@ -1,9 +1,18 @@
 #include "apps/etabulon/request/CliOptions.h"
 
+#include "apps/etabulon/output/CliOutput.h"
+#include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliSource.h"
+#include "etabulon/report/EReportFile.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <utility>
 
 namespace etabulon {
 namespace {
@@ -30,6 +39,40 @@ CLI::Validator FormatCheck() {
         names.emplace_back(name);
     }
     return {CheckFormat, DescribeValueSet(names), "FORMAT"};
+}
+
+constexpr std::array<std::pair<std::string_view, CliFormat>, 11> kEndings = {{
+    {".txt", CliFormat::Table},
+    {".csv", CliFormat::Csv},
+    {".tsv", CliFormat::Tsv},
+    {".json", CliFormat::Json},
+    {".ndjson", CliFormat::NdJson},
+    {".jsonl", CliFormat::NdJson},
+    {".md", CliFormat::Markdown},
+    {".markdown", CliFormat::Markdown},
+    {".html", CliFormat::Html},
+    {".htm", CliFormat::Html},
+    {".xlsx", CliFormat::Xlsx},
+}};
+
+/// The format that a file's name ends like.
+std::optional<CliFormat> FormatOf(std::string name) {
+    std::transform(name.begin(), name.end(), name.begin(), [](char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    });
+    for (const auto& [ending, format] : kEndings) {
+        if (name.size() > ending.size() && name.ends_with(ending)) {
+            return format;
+        }
+    }
+    return {};
+}
+
+bool AreOneFile(const std::string& one, const std::string& other) {
+    struct stat first {};
+    struct stat second {};
+    return stat(one.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0 &&
+           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
 bool IsBlank(const std::string& text) { return text.find_first_not_of(" \t") == std::string::npos; }
@@ -122,10 +165,14 @@ std::string CliLevelOptions::Where() const {
 void CliOutputOptions::DeclareFormat(CLI::App& app) {
     app.add_option(
            "--format", format_,
-           "table, csv, tsv, json, ndjson, markdown or html; without it table on a terminal, "
-           "else tsv")
+           "table, csv, tsv, json, ndjson, markdown, html or xlsx; without it what the file of "
+           "--output ends like, or table on a terminal, else tsv")
         ->type_name("FORMAT")
         ->check(FormatCheck());
+    app.add_option("--output", file_,
+                   "Write to this file instead of stdout, whole or not at all: a file of that name "
+                   "stays as it is until the new one takes its place")
+        ->type_name("FILE");
 }
 
 void CliOutputOptions::DeclareProgress(CLI::App& app) {
@@ -133,14 +180,57 @@ void CliOutputOptions::DeclareProgress(CLI::App& app) {
                  "Count the records on stderr, if that is a terminal and stdout isn't");
 }
 
-CliPrinting CliOutputOptions::Printing(const CliEnvironment& environment) const {
-    CliFormat chosen = environment.isOutputTerminal ? CliFormat::Table : CliFormat::Tsv;
+CliFormat CliOutputOptions::Format(const CliEnvironment& environment) const {
     for (const auto& [name, format] : kCliFormats) {
         if (format_ == name) {
-            chosen = format;
+            return format;
         }
     }
-    return {environment.output, chosen, environment.hasStyle};
+    if (file_) {
+        return FormatOf(*file_).value_or(CliFormat::Tsv);
+    }
+    return environment.isOutputTerminal ? CliFormat::Table : CliFormat::Tsv;
+}
+
+CliResult<> CliOutputOptions::Open(CliEnvironment& environment, const std::string& source) const {
+    if (!file_) {
+        if (environment.isOutputTerminal && Format(environment) == CliFormat::Xlsx) {
+            return CliFailure{CliExit::Usage,
+                              "a terminal can't show xlsx: --output FILE writes it to a file"};
+        }
+        return {};
+    }
+    if (file_->empty()) {
+        return CliFailure{CliExit::Usage, "--output has no name of a file"};
+    }
+    if (!format_ && !FormatOf(*file_)) {
+        return CliFailure{CliExit::Usage,
+                          fmt::format("the ending of {} tells no format: give --format, or one of "
+                                      ".txt .csv .tsv .json .ndjson .md .html .xlsx",
+                                      Quoted(*file_))};
+    }
+    if (AreOneFile(*file_, source)) {
+        return CliFailure{
+            CliExit::Usage,
+            fmt::format("--output {} would replace the file that is read", Quoted(*file_))};
+    }
+    std::string error;
+    if (!environment.file.Open(*file_, error)) {
+        return CliFailure{CliExit::Failed, error};
+    }
+    environment.output.DirectToFile(environment.file.Descriptor());
+    environment.isOutputTerminal = false;
+    environment.hasStyle = false;
+    return {};
+}
+
+CliPrinting CliOutputOptions::Printing(const CliEnvironment& environment) const {
+    std::string folder;
+    if (file_) {
+        const std::size_t slash = file_->rfind('/');
+        folder = slash == std::string::npos ? "." : file_->substr(0, slash + 1);
+    }
+    return {environment.output, Format(environment), environment.hasStyle, std::move(folder)};
 }
 
 void CliLocaleOptions::Declare(CLI::App& app) {

@@ -141,7 +141,7 @@ CliCross TakeCross(const ECrossTable& table, const CliLevels& levels,
     }
     const auto read = [&](std::uint32_t line, std::uint32_t column) {
         if (shown.percent) {
-            return CliPercent(table.Share(line, column, calculation, *shown.percent));
+            return ReportPercent(table.Share(line, column, calculation, *shown.percent));
         }
         ETabulonValue value;
         table.ReadValue(line, column, calculation, value);

@@ -30,7 +30,7 @@ std::string ColumnName(const CliCrossLabel& label) {
 /// Prints cross tables as records, in any format that consists of lines.
 class CrossRows {
 public:
-    CrossRows(CliWriter& writer, const std::vector<CliCross>& crosses, bool isNumber)
+    CrossRows(EReportWriter& writer, const std::vector<CliCross>& crosses, bool isNumber)
         : writer_(writer), crosses_(crosses), first_(crosses.front()), isNumber_(isNumber) {}
     void Print() {
         writer_.SetTitle(Title());
@@ -131,7 +131,7 @@ private:
         }
     }
 
-    CliWriter& writer_;
+    EReportWriter& writer_;
     const std::vector<CliCross>& crosses_;
     const CliCross& first_;
     bool isNumber_;

@@ -39,7 +39,7 @@ std::string TitleOf(const std::vector<CliColumn>& columns) {
     return values + ": " + labels;
 }
 
-void PutLines(CliWriter& writer, const CliRanking& ranking) {
+void PutLines(EReportWriter& writer, const CliRanking& ranking) {
     CliCellMaker maker;
     for (const CliRanking::Line& line : ranking.lines) {
         for (const EVariant& label : line.labels) {
@@ -173,10 +173,10 @@ void CliRanking::Take(const ECrossTable& table, const CliResultLevels& levels, s
         }
         for (const unsigned int share : shares) {
             values.push_back(
-                CliPercent(table.Share(line, ECrossTable::kTotal, share, ECrossBase::All)));
+                ReportPercent(table.Share(line, ECrossTable::kTotal, share, ECrossBase::All)));
             values.push_back(line == ECrossTable::kTotal
                                  ? ETabulonValue::Null
-                                 : CliPercent(table.RunningShare(line, share)));
+                                 : ReportPercent(table.RunningShare(line, share)));
         }
         return values;
     };
@@ -198,7 +198,7 @@ void PrintRanking(const CliPrinting& printing, const CliRanking& ranking) {
     } else if (printing.format == CliFormat::NdJson) {
         RankingJson(ranking, printing.output).PutEach();
     } else {
-        const std::unique_ptr<CliWriter> writer = MakeResultWriter(printing);
+        const std::unique_ptr<EReportWriter> writer = MakeResultWriter(printing);
         writer->SetTitle(TitleOf(ranking.columns));
         writer->Begin(ranking.columns);
         PutLines(*writer, ranking);

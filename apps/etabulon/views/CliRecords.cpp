@@ -127,7 +127,7 @@ private:
 
     const CliRecordsRequest& request_;
     const CliOutput& output_;
-    std::unique_ptr<CliWriter> writer_;
+    std::unique_ptr<EReportWriter> writer_;
     std::vector<CliColumn> columns_;
     std::vector<std::uint16_t> keyPlaces_;
     std::uint64_t count_ = 0;

@@ -58,7 +58,7 @@ private:
         writer_->Cell(Maker().Of(static_cast<std::int64_t>(count)));
     }
 
-    std::unique_ptr<CliWriter> writer_;
+    std::unique_ptr<EReportWriter> writer_;
 };
 
 /// A line for each of the deepest nodes, or for each record. A node further up has no line: its
@@ -108,7 +108,7 @@ private:
         writer_->Cell(Maker().Of(static_cast<std::int64_t>(count)));
     }
 
-    std::unique_ptr<CliWriter> writer_;
+    std::unique_ptr<EReportWriter> writer_;
 };
 
 /// The parts that both JSON formats share.
