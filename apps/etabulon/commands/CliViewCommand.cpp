@@ -10,8 +10,8 @@ void CliViewCommand::Declare(CLI::App& app) {
     DeclareView(app);
 }
 
-void CliViewCommand::DeclareOutput(CLI::App& app) {
-    output_.DeclareFormat(app);
+void CliViewCommand::DeclareOutput(CLI::App& app, bool hasPictures) {
+    output_.DeclareFormat(app, hasPictures);
     output_.DeclareProgress(app);
 }
 

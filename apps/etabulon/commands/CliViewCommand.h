@@ -36,7 +36,7 @@ protected:
                                            const CliWalkContext& context) = 0;
     /// The options that say which records are shown.
     [[nodiscard]] virtual const CliLevelOptions& LevelOptions() const noexcept = 0;
-    void DeclareOutput(CLI::App& app);
+    void DeclareOutput(CLI::App& app, bool hasPictures = false);
     [[nodiscard]] const CliOutputOptions& Output() const noexcept { return output_; }
 
 private:

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "apps/etabulon/output/CliBars.h"
 #include "apps/etabulon/output/CliCell.h"
 #include "etabulon/report/EReportWriter.h"
 
@@ -23,9 +24,10 @@ enum class CliFormat : std::uint8_t {
     Markdown = 5,
     Html = 6,
     Xlsx = 7,
+    Svg = 8,  // of results only
 };
 
-inline constexpr std::array<std::pair<const char*, CliFormat>, 8> kCliFormats = {{
+inline constexpr std::array<std::pair<const char*, CliFormat>, 9> kCliFormats = {{
     {"table", CliFormat::Table},
     {"csv", CliFormat::Csv},
     {"tsv", CliFormat::Tsv},
@@ -34,6 +36,7 @@ inline constexpr std::array<std::pair<const char*, CliFormat>, 8> kCliFormats = 
     {"markdown", CliFormat::Markdown},
     {"html", CliFormat::Html},
     {"xlsx", CliFormat::Xlsx},
+    {"svg", CliFormat::Svg},
 }};
 
 using CliColumn = EReportColumn;
@@ -55,8 +58,11 @@ struct CliPrinting {
     CliFormat format = CliFormat::Table;
     bool hasStyle = false;             // the table may be coloured for a terminal
     std::string temporaryFolder = {};  // for a format that needs files; empty: the system's
+    bool isDark = false;               // a picture is for a dark background
+    CliBarStyle bars = CliBarStyle::None;
 };
 
+/// Requires another format than Svg.
 [[nodiscard]] std::unique_ptr<EReportWriter> MakeWriter(const CliPrinting& printing);
 
 /// The same for a result, which is in memory as a whole: a table measures all of its lines.

@@ -21,27 +21,23 @@ std::string CheckSeparator(const std::string& text) {
     return text.size() == 1 || text == "tab" ? "" : "a separator is one character, or the word tab";
 }
 
-std::string CheckFormat(const std::string& text) {
-    std::string names;
-    for (const auto& [name, format] : kCliFormats) {
-        if (text == name) {
-            return "";
-        }
-        names += names.empty() ? "" : ", ";
-        names += name;
-    }
-    return "'" + text + "' is no format; there is " + names;
-}
-
-CLI::Validator FormatCheck() {
+CLI::Validator FormatCheck(bool hasPictures) {
     std::vector<std::string> names;
     for (const auto& [name, format] : kCliFormats) {
-        names.emplace_back(name);
+        if (hasPictures || format != CliFormat::Svg) {
+            names.emplace_back(name);
+        }
     }
-    return {CheckFormat, DescribeValueSet(names), "FORMAT"};
+    const auto check = [names](const std::string& text) {
+        const bool isThere = std::find(names.begin(), names.end(), text) != names.end();
+        return isThere ? std::string()
+                       : fmt::format("'{}' is no format here; there is {}", text,
+                                     fmt::join(names, ", "));
+    };
+    return {check, DescribeValueSet(names), "FORMAT"};
 }
 
-constexpr std::array<std::pair<std::string_view, CliFormat>, 11> kEndings = {{
+constexpr std::array<std::pair<std::string_view, CliFormat>, 12> kEndings = {{
     {".txt", CliFormat::Table},
     {".csv", CliFormat::Csv},
     {".tsv", CliFormat::Tsv},
@@ -53,6 +49,7 @@ constexpr std::array<std::pair<std::string_view, CliFormat>, 11> kEndings = {{
     {".html", CliFormat::Html},
     {".htm", CliFormat::Html},
     {".xlsx", CliFormat::Xlsx},
+    {".svg", CliFormat::Svg},
 }};
 
 /// The format that a file's name ends like.
@@ -162,17 +159,26 @@ std::string CliLevelOptions::Where() const {
     return all;
 }
 
-void CliOutputOptions::DeclareFormat(CLI::App& app) {
-    app.add_option(
-           "--format", format_,
-           "table, csv, tsv, json, ndjson, markdown, html or xlsx; without it what the file of "
-           "--output ends like, or table on a terminal, else tsv")
+void CliOutputOptions::DeclareFormat(CLI::App& app, bool hasPictures) {
+    hasPictures_ = hasPictures;
+    app.add_option("--format", format_,
+                   fmt::format("table, csv, tsv, json, ndjson, markdown, html{}; without it what "
+                               "the file of --output ends like, or table on a terminal, else tsv",
+                               hasPictures ? ", xlsx, or svg (a picture)" : " or xlsx"))
         ->type_name("FORMAT")
-        ->check(FormatCheck());
+        ->check(FormatCheck(hasPictures));
     app.add_option("--output", file_,
                    "Write to this file instead of stdout, whole or not at all: a file of that name "
                    "stays as it is until the new one takes its place")
         ->type_name("FILE");
+    if (hasPictures) {
+        app.add_option("--theme", theme_,
+                       "Draw for a light background, as without it, or a dark one")
+            ->check(CLI::IsMember({"light", "dark"}))
+            ->type_name("THEME");
+        app.add_flag("--bars", hasBars_,
+                     "A bar behind the first calculation of each line, in the format table");
+    }
 }
 
 void CliOutputOptions::DeclareProgress(CLI::App& app) {
@@ -189,10 +195,13 @@ CliFormat CliOutputOptions::Format(const CliEnvironment& environment) const {
     if (file_) {
         return FormatOf(*file_).value_or(CliFormat::Tsv);
     }
-    return environment.isOutputTerminal ? CliFormat::Table : CliFormat::Tsv;
+    return hasBars_ || environment.isOutputTerminal ? CliFormat::Table : CliFormat::Tsv;
 }
 
 CliResult<> CliOutputOptions::Open(CliEnvironment& environment, const std::string& source) const {
+    if (hasBars_ && Format(environment) != CliFormat::Table) {
+        return CliFailure{CliExit::Usage, "--bars needs the format table"};
+    }
     if (!file_) {
         if (environment.isOutputTerminal && Format(environment) == CliFormat::Xlsx) {
             return CliFailure{CliExit::Usage,
@@ -206,8 +215,13 @@ CliResult<> CliOutputOptions::Open(CliEnvironment& environment, const std::strin
     if (!format_ && !FormatOf(*file_)) {
         return CliFailure{CliExit::Usage,
                           fmt::format("the ending of {} tells no format: give --format, or one of "
-                                      ".txt .csv .tsv .json .ndjson .md .html .xlsx",
+                                      ".txt .csv .tsv .json .ndjson .md .html .xlsx .svg",
                                       Quoted(*file_))};
+    }
+    if (!hasPictures_ && Format(environment) == CliFormat::Svg) {
+        return CliFailure{
+            CliExit::Usage,
+            fmt::format("{} would be a picture, and only grid and score have one", Quoted(*file_))};
     }
     if (AreOneFile(*file_, source)) {
         return CliFailure{
@@ -230,7 +244,9 @@ CliPrinting CliOutputOptions::Printing(const CliEnvironment& environment) const 
         const std::size_t slash = file_->rfind('/');
         folder = slash == std::string::npos ? "." : file_->substr(0, slash + 1);
     }
-    return {environment.output, Format(environment), environment.hasStyle, std::move(folder)};
+    return {environment.output,   Format(environment),
+            environment.hasStyle, std::move(folder),
+            theme_ == "dark",     hasBars_ ? BarStyleOfLocale() : CliBarStyle::None};
 }
 
 void CliLocaleOptions::Declare(CLI::App& app) {

@@ -55,7 +55,8 @@ private:
 /// --format and --output, and --progress where a command walks.
 class CliOutputOptions {
 public:
-    void DeclareFormat(CLI::App& app);
+    /// With `hasPictures` the format may be svg too, and there are --theme and --bars.
+    void DeclareFormat(CLI::App& app, bool hasPictures = false);
     void DeclareProgress(CLI::App& app);
     /// Opens the file of --output, which must not be `source`, and directs the output there.
     /// Without a file it checks that a terminal can show the format.
@@ -70,6 +71,9 @@ private:
 
     std::optional<std::string> format_;
     std::optional<std::string> file_;
+    std::string theme_ = "light";
+    bool hasPictures_ = false;
+    bool hasBars_ = false;
     bool progress_ = false;
 };
 
