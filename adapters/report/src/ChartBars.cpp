@@ -3,6 +3,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace etabulon::detail {
 namespace {
@@ -48,12 +51,32 @@ Panel MakePanel(const EReportChart::Series& series, double left, double width,
     return panel;
 }
 
+/// As many ticks between the lowest and the highest value as have room for their texts.
+std::vector<std::pair<double, std::string>> TicksOf(const Panel& panel, const AxisUnit& unit,
+                                                    const ChartCanvas& canvas) {
+    constexpr unsigned kMost = 7;
+    std::vector<std::pair<double, std::string>> kept;
+    for (unsigned count = kMost; count >= 2; --count) {
+        kept.clear();
+        const NiceTicks ticks(panel.low, panel.high, count);
+        const unsigned decimals = DecimalsOfStep(ticks.step / unit.factor);
+        double widest = 0;
+        for (const double tick : ticks.All()) {
+            if (tick >= panel.low - ticks.step * 1e-9 && tick <= panel.high + ticks.step * 1e-9) {
+                kept.emplace_back(tick, ShownNumber(tick / unit.factor, decimals));
+                widest = std::max(widest, canvas.Width(kept.back().second, kSmallSize));
+            }
+        }
+        if (widest + 2 * kGap <= panel.At(ticks.step) - panel.At(0)) {
+            break;
+        }
+    }
+    return kept;
+}
+
 void PutAxis(const Panel& panel, double top, double bottom, const std::string& title,
              ChartCanvas& canvas) {
     const AxisUnit unit = AxisUnit::Of(std::max(panel.high, -panel.low));
-    constexpr double kPerTick = 90;
-    const double room = panel.width - panel.before - panel.behind;
-    const auto count = static_cast<unsigned>(std::clamp(room / kPerTick, 2.0, 6.0));
     canvas.PutText(panel.left, top + kTextSize,
                    canvas.Fitted(unit.In(title), panel.width, kTextSize), Text::Start,
                    canvas.theme.text);
@@ -61,17 +84,11 @@ void PutAxis(const Panel& panel, double top, double bottom, const std::string& t
         canvas.PutLine(panel.At(0), top + kHead, panel.At(0), bottom, canvas.theme.faint);
         return;
     }
-    const NiceTicks ticks(panel.low, panel.high, count);
-    for (const double tick : ticks.All()) {
-        if (tick < panel.low - ticks.step * 1e-9 || tick > panel.high + ticks.step * 1e-9) {
-            continue;
-        }
+    for (const auto& [tick, text] : TicksOf(panel, unit, canvas)) {
         const double x = panel.At(tick);
         canvas.PutLine(x, top + kHead - 4, x, bottom,
                        tick == 0 ? canvas.theme.faint : canvas.theme.grid);
-        canvas.PutText(x, top + kHead - 8,
-                       ShownNumber(tick / unit.factor, DecimalsOfStep(ticks.step / unit.factor)),
-                       Text::Middle, canvas.theme.faint, kSmallSize);
+        canvas.PutText(x, top + kHead - 8, text, Text::Middle, canvas.theme.faint, kSmallSize);
     }
 }
 

@@ -16,8 +16,8 @@ constexpr double kMargin = 16;
 /// A scene in the making: shapes with a theme's colours, and texts that fit.
 class ChartCanvas {
 public:
-    ChartCanvas(const EReportTheme& theme, const IReportFont& font) : theme(theme), font_(font) {
-        scene.background = theme.background;
+    ChartCanvas(const EReportTheme& used, const IReportFont& font) : theme(used), font_(font) {
+        scene.background = used.background;
     }
 
     [[nodiscard]] double Width(std::string_view text, double size = kTextSize,

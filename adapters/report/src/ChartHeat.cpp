@@ -141,7 +141,7 @@ EReportScene DrawHeat(const EReportChart& chart, ChartCanvas canvas) {
     canvas.PutText(kMargin + layout.labels, top + layout.head - kGap / 2,
                    canvas.Fitted(chart.labelTitle, layout.labels), Text::End, canvas.theme.faint);
     PutHeads(chart, layout, left, top, canvas);
-    double y = top + layout.head;
+    double y = top + layout.head + 4;
     for (std::size_t line = 0; line < chart.labels.size(); ++line) {
         const double base = y + kRow / 2 + kTextSize * 0.36;
         canvas.PutText(kMargin + layout.labels, base,
