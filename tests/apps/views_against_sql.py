@@ -9,6 +9,7 @@ XLSX is read by openpyxl.
 """
 
 import argparse
+import datetime
 import json
 import pathlib
 import random
@@ -46,8 +47,8 @@ class Source:
         answers = [READERS[name](self, command, options) for name in self.formats]
         for name, answer in zip(self.formats, answers):
             if not agree(answers[0], answer):
-                raise RuntimeError(f"{command} {options}: {name} says {answer}, "
-                                   f"{self.formats[0]} {answers[0]}")
+                raise RuntimeError(f"{command} {options}: {name} differs from {self.formats[0]}: "
+                                   f"{difference(answers[0], answer)}")
         return answers[0]
 
     def run(self, command, *options):
@@ -74,7 +75,7 @@ class Source:
         if command == "grid" and "--drill" not in options:
             return grid_lines(answer)
         if command == "score" and "--drill" not in options:
-            return score_lines(answer)
+            return score_lines(answer, options[options.index("--level") + 1].count(",") + 1)
         return [list(answer[0]), *([cell_text(value) for value in record.values()]
                                    for record in answer)] if answer else [[]]
 
@@ -105,17 +106,20 @@ def cell_text(value):
         return "\\D"
     if isinstance(value, bool):
         return str(value).lower()
-    return repr(value) if isinstance(value, float) else str(value)
+    if isinstance(value, datetime.datetime):
+        return str(value.date())  # the tables have dates only
+    if isinstance(value, str):
+        return value.replace("\\", "\\\\").replace("\t", "\\t").replace("\n", "\\n")
+    return repr(value)
 
 
-def score_lines(answer):
+def score_lines(answer, depth):
     others = [answer["others"]] if "others" in answer else []
     values = [[cell_text(value) for value in line.values()]
               for line in [line["values"] for line in answer["lines"]] + others + [answer["total"]]]
     labels = [[cell_text(value) for value in line["label"].values()] for line in answer["lines"]]
-    depth = len(labels[0]) if labels else 1
     labels += [[name] + [NULL] * (depth - 1) for name in ["others"] * len(others) + ["total"]]
-    heads = [*(answer["lines"][0]["label"] if answer["lines"] else ["?"]), *answer["total"]]
+    heads = ["?"] * depth + list(answer["total"])
     return [heads] + [label + line for label, line in zip(labels, values)]
 
 
@@ -162,6 +166,14 @@ def agree(one, other):
         return len(one) == 1
     return len(one) == len(other) and all(
         len(a) == len(b) and all(map(same, a, b)) for a, b in zip(one, other))
+
+
+def difference(one, other):
+    """The first lines that differ."""
+    for first, second in zip(one, other):
+        if not agree([first], [second]):
+            return f"{second}, not {first}"
+    return f"{len(other)} lines, not {len(one)}"
 
 
 def quoted(value):

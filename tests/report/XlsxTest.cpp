@@ -22,8 +22,14 @@ struct Sink final : EReportSink {
     std::string note;
 };
 
+struct Report {
+    std::string bytes;
+    std::string failure;
+    std::string note;
+};
+
 /// Writes a sheet of one column; its cells are texts or numbers.
-Sink Written(const std::vector<EReportCell>& cells) {
+Report Written(const std::vector<EReportCell>& cells) {
     Sink sink;
     EReportXlsxWriter writer(sink);
     writer.Begin(std::vector<EReportColumn>{{"n", true}});
@@ -32,11 +38,11 @@ Sink Written(const std::vector<EReportCell>& cells) {
         writer.EndRecord();
     }
     writer.Finish(/*isWhole=*/true);
-    return sink;
+    return {sink.bytes, sink.failure, sink.note};
 }
 
 TEST(Spreadsheet, RefusesWhatItCanNotHoldAndGivesNoBytes) {
-    const Sink fits = Written({EReportCellMaker::Of(std::string_view(std::string(32'767, 'x')))});
+    const Report fits = Written({EReportCellMaker::Of(std::string_view(std::string(32'767, 'x')))});
     EXPECT_EQ(fits.failure, "");
     EXPECT_TRUE(fits.bytes.starts_with("PK"));
     // Two units of UTF-16 each, and seven characters for a control character.
@@ -45,7 +51,7 @@ TEST(Spreadsheet, RefusesWhatItCanNotHoldAndGivesNoBytes) {
         wide += "\xF0\x9F\x98\x80";
     }
     for (const std::string& text : {std::string(32'768, 'x'), wide, std::string(4'682, '\x01')}) {
-        const Sink sink = Written({EReportCellMaker::Of(std::string_view(text))});
+        const Report sink = Written({EReportCellMaker::Of(std::string_view(text))});
         EXPECT_NE(sink.failure.find("at most 32,767 characters; the text of column 'n' in row 2"),
                   std::string::npos)
             << sink.failure;
@@ -63,7 +69,7 @@ TEST(Spreadsheet, HasAMostNumberOfRows) {
     EXPECT_EQ(Written(most).failure, "");
     std::vector<EReportCell> more = most;
     more.push_back(more.front());
-    const Sink sink = Written(more);
+    const Report sink = Written(more);
     EXPECT_NE(sink.failure.find("at most 1,048,576 rows"), std::string::npos) << sink.failure;
     EXPECT_EQ(sink.bytes, "");
 }
@@ -77,7 +83,7 @@ TEST(Spreadsheet, OnAFullDiskFails) {
         const rlimit tight{size, before.rlim_max};
         ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &tight), 0);
         const std::vector<EReportCell> cells(5'000, EReportCellMaker::Of(std::string_view("text")));
-        const Sink sink = Written(cells);
+        const Report sink = Written(cells);
         setrlimit(RLIMIT_FSIZE, &before);
         EXPECT_NE(sink.failure, "") << size;
         EXPECT_EQ(sink.bytes, "") << size;

@@ -11,7 +11,7 @@ using Text = EReportScene::Text;
 
 constexpr double kRow = 26;
 constexpr double kMostLabel = 240;
-constexpr double kMostHead = 130;  // of a head that is turned
+constexpr double kMostHead = 150;  // of a head that is turned
 constexpr double kGap = 8;
 constexpr double kLeastCell = 34;
 constexpr double kMostCell = 130;

@@ -193,8 +193,11 @@ void PutTimes(const EReportChart& chart, const Plot& plot, bool arePlaced, Chart
     for (std::size_t index = 0; index < ticks.size(); index += every) {
         const double x = plot.X(ticks[index].first);
         canvas.PutLine(x, y, x, y + 4, canvas.theme.faint);
-        canvas.PutText(x, y + 4 + kSmallSize + 3, ticks[index].second, Text::Middle,
-                       canvas.theme.faint, kSmallSize);
+        // The texts at the ends stay inside the picture.
+        const double half = canvas.Width(ticks[index].second, kSmallSize) / 2;
+        const double last = plot.left + kPlotWidth + 2 * kGap;
+        canvas.PutText(std::clamp(x, kMargin + half, last - half), y + 4 + kSmallSize + 3,
+                       ticks[index].second, Text::Middle, canvas.theme.faint, kSmallSize);
     }
 }
 

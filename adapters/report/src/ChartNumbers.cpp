@@ -85,9 +85,11 @@ unsigned DecimalsOf(const std::vector<std::optional<double>>& values) {
     if (isWhole || largest == 0) {
         return 0;
     }
-    constexpr int kDigits = 3;
+    constexpr int kDigits = 6;       // of numbers from one on, of which two are decimals at most
+    constexpr int kSmallDigits = 3;  // of those below one
     const int before = static_cast<int>(std::floor(std::log10(largest))) + 1;
-    return static_cast<unsigned>(std::clamp(kDigits - before, before > kDigits ? 0 : 1, 9));
+    return static_cast<unsigned>(before > 0 ? std::clamp(kDigits - before, 0, 2)
+                                            : std::min(kSmallDigits - before, 9));
 }
 
 unsigned DecimalsOfStep(double step) {

@@ -11,7 +11,7 @@ namespace {
 using Kind = EReportChart::Kind;
 
 std::optional<double> NumberOf(const ETabulonValue& value) {
-    if (value.IsNull() || value.IsSpecial() ||
+    if (value.IsNull() || value.IsSpecial() || value.Data().IsMissing() ||
         TypeInfo(value.Data().Type()).valueClass != EValueClass::Number) {
         return {};
     }
