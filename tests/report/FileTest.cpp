@@ -91,11 +91,11 @@ TEST(ReportFile, RefusesWhatIsNoRegularFile) {
     const std::vector<std::pair<std::string, std::string>> cases = {
         {folder.Path("link"), "it is a symbolic link"},
         {folder.Path("folder"), "it is a folder"},
-        {folder.Path("new/"), "that is the name of a folder"},
+        {folder.Path("new/"), "that isn't the name of a file"},
         {folder.Path("none/new"), "its folder isn't there"},
         {folder.Path("target/new"), "Not a directory"},
         {"/dev/null", "it isn't a regular file"},
-        {"", "can't be written"},
+        {"", "that isn't the name of a file"},
     };
     for (const auto& [path, said] : cases) {
         EReportFile file;

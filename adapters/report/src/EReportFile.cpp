@@ -64,8 +64,8 @@ bool EReportFile::Open(const std::string& path, std::string& error) {
     path_ = path;
     const std::size_t slash = path.rfind('/');
     folder_ = slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
-    if (slash != std::string::npos && slash + 1 == path.size()) {
-        error = Sentence("that is the name of a folder");
+    if (path.empty() || path.back() == '/') {
+        error = Sentence("that isn't the name of a file");
         return false;
     }
     if (!CheckPlace(error)) {
