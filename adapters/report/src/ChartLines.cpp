@@ -201,44 +201,51 @@ void PutTimes(const EReportChart& chart, const Plot& plot, bool arePlaced, Chart
     }
 }
 
-}  // namespace
-
-EReportScene DrawLines(const EReportChart& chart, ChartCanvas canvas) {
+/// Draws the axis of the values with its title, and makes the plot beside it.
+Plot PutValueAxis(const EReportChart& chart, bool arePlaced, ChartCanvas& canvas) {
     const NiceTicks ticks = TicksOf(chart);
     const AxisUnit unit = AxisUnit::Of(std::max(std::abs(ticks.first), std::abs(ticks.last)));
     const unsigned decimals = DecimalsOfStep(ticks.step / unit.factor);
+    const std::vector<double> places = ticks.All();
     std::vector<std::string> marks;
-    for (const double tick : ticks.All()) {
+    for (const double tick : places) {
         marks.push_back(ShownNumber(tick / unit.factor, decimals));
     }
+    Plot plot;
+    plot.left = kMargin + std::max(canvas.WidestOf(marks, 200, kSmallSize) + kGap, 24.0);
+    plot.top = ChartCanvas::kTop + kTextSize + 2 * kGap;
+    plot.lowY = ticks.first;
+    plot.highY = ticks.last;
+    if (!chart.labels.empty()) {
+        plot.firstX = PlaceOf(chart, 0, arePlaced);
+        plot.lastX = PlaceOf(chart, chart.labels.size() - 1, arePlaced);
+    }
+    const std::string title = chart.valueTitle.empty() && chart.series.size() == 1
+                                  ? chart.series.front().name
+                                  : chart.valueTitle;
+    canvas.PutText(kMargin, ChartCanvas::kTop + kTextSize,
+                   canvas.Fitted(unit.In(title), kPlotWidth), Text::Start, canvas.theme.text);
+    for (std::size_t index = 0; index < marks.size(); ++index) {
+        const double y = plot.Y(places[index]);
+        canvas.PutLine(plot.left, y, plot.left + kPlotWidth, y,
+                       places[index] == 0 ? canvas.theme.faint : canvas.theme.grid);
+        canvas.PutText(plot.left - kGap, y + kSmallSize * 0.36, marks[index], Text::End,
+                       canvas.theme.faint, kSmallSize);
+    }
+    return plot;
+}
+
+}  // namespace
+
+EReportScene DrawLines(const EReportChart& chart, ChartCanvas canvas) {
     std::vector<std::string> names;
     for (const EReportChart::Series& series : chart.series) {
         names.push_back(series.name);
     }
     const bool isNamed = !chart.seriesTitle.empty();
     const double nameWidth = isNamed ? canvas.WidestOf(names, kMostName) : 0;
-    Plot plot;
-    plot.left = kMargin + std::max(canvas.WidestOf(marks, 200, kSmallSize) + kGap, 24.0);
-    plot.top = ChartCanvas::kTop + kTextSize + 2 * kGap;
-    plot.lowY = ticks.first;
-    plot.highY = ticks.last;
     const bool arePlaced = ArePlaced(chart);
-    if (!chart.labels.empty()) {
-        plot.firstX = PlaceOf(chart, 0, arePlaced);
-        plot.lastX = PlaceOf(chart, chart.labels.size() - 1, arePlaced);
-    }
-    const std::string title =
-        chart.valueTitle.empty() && names.size() == 1 ? names.front() : chart.valueTitle;
-    canvas.PutText(kMargin, ChartCanvas::kTop + kTextSize,
-                   canvas.Fitted(unit.In(title), kPlotWidth), Text::Start, canvas.theme.text);
-    for (std::size_t index = 0; index < marks.size(); ++index) {
-        const double tick = ticks.All()[index];
-        const double y = plot.Y(tick);
-        canvas.PutLine(plot.left, y, plot.left + kPlotWidth, y,
-                       tick == 0 ? canvas.theme.faint : canvas.theme.grid);
-        canvas.PutText(plot.left - kGap, y + kSmallSize * 0.36, marks[index], Text::End,
-                       canvas.theme.faint, kSmallSize);
-    }
+    const Plot plot = PutValueAxis(chart, arePlaced, canvas);
     PutTimes(chart, plot, arePlaced, canvas);
     for (std::size_t line = 0; line < chart.series.size(); ++line) {
         PutSeries(chart, line, plot, arePlaced, canvas);

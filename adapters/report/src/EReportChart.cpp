@@ -159,6 +159,37 @@ void KeepLargest(EReportChart& chart) {
                      [&sizeOf](const auto& a, const auto& b) { return sizeOf(a) > sizeOf(b); });
 }
 
+/// A series for each column, or for each line where the chart is turned.
+void TakeValues(EReportChart& chart, const EReportCross& cross, const Direction& lines,
+                const Direction& columns, bool isTurned) {
+    const Direction& across = isTurned ? lines : columns;
+    for (std::size_t place = 0; place < across.places.size(); ++place) {
+        EReportChart::Series& series = chart.series.emplace_back();
+        series.name = across.labels[place].text;
+        series.isOthers = across.labels[place].isOthers;
+        for (const std::size_t other : (isTurned ? columns : lines).places) {
+            const std::size_t line = isTurned ? across.places[place] : other;
+            const std::size_t column = isTurned ? other : across.places[place];
+            series.values.push_back(cross.IsEmpty() ? std::nullopt
+                                                    : NumberOf(cross.Value(line, column)));
+        }
+    }
+}
+
+void LayAlongTime(EReportChart& chart, const EReportCrossAxis& time) {
+    const bool isNested = time.titles.size() != 1;
+    chart.hasDates =
+        !isNested && std::any_of(time.labels.begin(), time.labels.end(), [](const auto& label) {
+            return !label.values.empty() && !label.values.front().IsMissing() &&
+                   TypeInfo(label.values.front().Type()).valueClass == EValueClass::Date;
+        });
+    KeepPlaced(chart, isNested);
+    if (!isNested) {
+        SortPlaced(chart);
+    }
+    KeepLargest(chart);
+}
+
 }  // namespace
 
 EReportChart MakeChart(const EReportRanking& ranking) {
@@ -224,34 +255,12 @@ EReportChart MakeChart(const EReportCross& cross) {
     chart.seriesTitle =
         hasColumns ? Joined(isTurned ? cross.lines.titles : cross.columns.titles) : std::string();
     chart.valueTitle = cross.calculation;
-    const Direction& across = isTurned ? lines : columns;
-    for (std::size_t place = 0; place < across.places.size(); ++place) {
-        EReportChart::Series& series = chart.series.emplace_back();
-        series.name = across.labels[place].text;
-        series.isOthers = across.labels[place].isOthers;
-        for (const std::size_t other : (isTurned ? columns : lines).places) {
-            const std::size_t line = isTurned ? across.places[place] : other;
-            const std::size_t column = isTurned ? other : across.places[place];
-            series.values.push_back(cross.IsEmpty() ? std::nullopt
-                                                    : NumberOf(cross.Value(line, column)));
-        }
-    }
+    TakeValues(chart, cross, lines, columns, isTurned);
     if (!hasColumns && chart.series.size() == 1) {
         chart.valueTitle = chart.series.front().name;
     }
     if (chart.kind == Kind::Lines) {
-        const EReportCrossAxis& time = isTurned ? cross.columns : cross.lines;
-        chart.hasDates =
-            !time.labels.empty() && time.titles.size() == 1 &&
-            std::any_of(time.labels.begin(), time.labels.end(), [](const auto& label) {
-                return !label.values.empty() && !label.values.front().IsMissing() &&
-                       TypeInfo(label.values.front().Type()).valueClass == EValueClass::Date;
-            });
-        KeepPlaced(chart, time.titles.size() != 1);
-        if (time.titles.size() == 1) {
-            SortPlaced(chart);
-        }
-        KeepLargest(chart);
+        LayAlongTime(chart, isTurned ? cross.columns : cross.lines);
     }
     Limit(chart);
     std::vector<std::string> names;
