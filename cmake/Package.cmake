@@ -87,6 +87,7 @@ install(FILES
     "${PROJECT_BINARY_DIR}/etabulonConfig.cmake"
     "${PROJECT_BINARY_DIR}/etabulonConfigVersion.cmake"
     cmake/FindLibCsv.cmake
+    cmake/FindLibXlsxWriter.cmake
     DESTINATION "${package_dir}" COMPONENT development)
 
 # --- The program -----------------------------------------------------------------------------

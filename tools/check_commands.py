@@ -53,7 +53,7 @@ def main(program, strikes, *documents):
                 count += 1
                 run = subprocess.run(
                     ["sh", "-c", f'etabulon() {{ "{os.path.abspath(program)}" "$@"; }}; {command}'],
-                    cwd=folder, capture_output=True, text=True, check=False)
+                    cwd=folder, env={**os.environ, "LC_ALL": "C"}, capture_output=True, text=True, check=False)
                 if run.returncode != 0 or not matches(expected, run.stdout):
                     faults.append(f"{document}:{line}: {command}\nprints\n{run.stdout}{run.stderr}")
     # A document that lost its examples would pass otherwise.

@@ -2,9 +2,15 @@
 """Asks etabulon and SQLite's SQL the same random questions: rankings and cross tables that are sorted,
 limited, nested, in percent and with others, the records behind their cells, and sorted records.
 
-    views_against_sql.py ETABULON STRIKES [SEED [QUESTIONS]]
+    views_against_sql.py [--formats tsv,json,xlsx] ETABULON STRIKES [SEED [QUESTIONS]]
+
+With --formats each answer is read from all of these formats, which must agree; without it from tsv.
+XLSX is read by openpyxl.
 """
 
+import argparse
+import datetime
+import json
 import pathlib
 import random
 import sqlite3
@@ -23,8 +29,8 @@ MOST_CELLS = 150  # of a table, that are compared
 class Source:
     """A table of a database, copied into one table `s`: l0, l1, ... are the texts of its levels."""
 
-    def __init__(self, program, path, table, levels, numbers, joins=""):
-        self.command, self.path, self.table = program, path, table
+    def __init__(self, program, path, table, levels, numbers, formats, joins=""):
+        self.command, self.path, self.table, self.formats = program, path, table, formats
         self.levels, self.numbers = list(levels), numbers
         self.sql = sqlite3.connect(path)
         columns = [f"ifnull(cast({sql} AS TEXT), '{NULL}') AS l{place}"
@@ -37,11 +43,41 @@ class Source:
             self.ask("grid", "--axes", name, "--calc", "COUNT:id")[1:-1])} for name in self.levels]
 
     def ask(self, command, *options):
-        run = subprocess.run([self.command, command, self.path, self.table, "--format", "tsv",
-                              *options], capture_output=True, text=True, check=False)
+        """The lines that the program answers with, in the notation of tsv, read from each format."""
+        answers = [READERS[name](self, command, options) for name in self.formats]
+        for name, answer in zip(self.formats, answers):
+            if not agree(answers[0], answer):
+                raise RuntimeError(f"{command} {options}: {name} differs from {self.formats[0]}: "
+                                   f"{difference(answers[0], answer)}")
+        return answers[0]
+
+    def run(self, command, *options):
+        run = subprocess.run([self.command, command, self.path, self.table, *options],
+                             capture_output=True, text=True, check=False)
         if run.returncode != 0:
             raise RuntimeError(f"status {run.returncode}: {run.stderr}")
-        return [line.split("\t") for line in run.stdout[:-1].split("\n")]
+        return run.stdout
+
+    def ask_tsv(self, command, options):
+        return [line.split("\t") for line in
+                self.run(command, "--format", "tsv", *options)[:-1].split("\n")]
+
+    def ask_xlsx(self, command, options):
+        import openpyxl  # only this format needs it
+        with tempfile.TemporaryDirectory() as folder:
+            path = str(pathlib.Path(folder) / "answer.xlsx")
+            self.run(command, "--output", path, *options)
+            book = openpyxl.load_workbook(path)
+            return [[cell_text(cell.value) for cell in row] for row in book.active.iter_rows()]
+
+    def ask_json(self, command, options):
+        answer = json.loads(self.run(command, "--format", "json", *options))
+        if command == "grid" and "--drill" not in options:
+            return grid_lines(answer)
+        if command == "score" and "--drill" not in options:
+            return score_lines(answer, options[options.index("--level") + 1].count(",") + 1)
+        return [list(answer[0]), *([cell_text(value) for value in record.values()]
+                                   for record in answer)] if answer else [[]]
 
     def select(self, calculation, levels, where):
         """The function's value for each group of records."""
@@ -55,6 +91,89 @@ class Source:
 
     def value(self, calculation, *conditions):
         return self.select(calculation, [], " AND ".join(conditions)).get(())
+
+
+READERS = {"tsv": Source.ask_tsv, "json": Source.ask_json, "xlsx": Source.ask_xlsx}
+
+
+def cell_text(value):
+    """A value of JSON or of a spreadsheet in the notation of tsv."""
+    if value is None:
+        return NULL
+    if value == '=""':  # an empty text in a spreadsheet
+        return ""
+    if isinstance(value, dict):
+        return "\\D"
+    if isinstance(value, bool):
+        return str(value).lower()
+    if isinstance(value, datetime.datetime):
+        return str(value.date())  # the tables have dates only
+    if isinstance(value, str):
+        return value.replace("\\", "\\\\").replace("\t", "\\t").replace("\n", "\\n")
+    return repr(value)
+
+
+def score_lines(answer, depth):
+    others = [answer["others"]] if "others" in answer else []
+    values = [[cell_text(value) for value in line.values()]
+              for line in [line["values"] for line in answer["lines"]] + others + [answer["total"]]]
+    labels = [[cell_text(value) for value in line["label"].values()] for line in answer["lines"]]
+    labels += [[name] + [NULL] * (depth - 1) for name in ["others"] * len(others) + ["total"]]
+    heads = ["?"] * depth + list(answer["total"])
+    return [heads] + [label + line for label, line in zip(labels, values)]
+
+
+def grid_label(label, depth):
+    """The cells of a label, a part's word behind its values."""
+    part = []
+    if isinstance(label, dict):
+        part, label = list(label), list(label.values())[0]
+    cells = [cell_text(value) for value in (label if isinstance(label, list) else [label])] + part
+    return cells + [NULL] * (depth - len(cells))
+
+
+def grid_lines(answer):
+    lines = []
+    for table in answer:
+        axis = table["lines"]["axis"]
+        depth = len(axis) if isinstance(axis, list) else 1
+        if not lines:
+            across = [grid_label(label, 0) for label in table["columns"]["labels"]]
+            lines = [["?"] * depth + [", ".join({NULL: "NULL", "": '""'}.get(cell, cell)
+                                                for cell in label) for label in across]]
+            lines[0] += ["total"] * ("lineTotals" in table)
+        values = table["values"] + [table["columnTotals"]] * ("columnTotals" in table)
+        ends = [[value] for value in table.get("lineTotals", [])]
+        ends += [[table["total"]]] if "total" in table else []
+        labels = [grid_label(label, depth) for label in table["lines"]["labels"]]
+        labels += [["total"] + [NULL] * (depth - 1)] * ("columnTotals" in table)
+        for place, row in enumerate(values):
+            row = row + (ends[place] if place < len(ends) else [])
+            lines.append(labels[place] + [cell_text(value) for value in row])
+    return lines
+
+
+def agree(one, other):
+    """Whether two answers have the same lines; heads that a format doesn't have are ?."""
+    def same(first, second):
+        if first == second or "?" in (first, second):
+            return True
+        try:
+            return abs(float(first) - float(second)) <= 1e-14 * max(1, abs(float(first)))
+        except ValueError:
+            return False
+    if other == [[]]:
+        return len(one) == 1
+    return len(one) == len(other) and all(
+        len(a) == len(b) and all(map(same, a, b)) for a, b in zip(one, other))
+
+
+def difference(one, other):
+    """The first lines that differ."""
+    for first, second in zip(one, other):
+        if not agree([first], [second]):
+            return f"{second}, not {first}"
+    return f"{len(other)} lines, not {len(one)}"
 
 
 def quoted(value):
@@ -321,21 +440,30 @@ def random_table(path, chance):
     database.close()
 
 
-def main(program, strikes, seed=1, questions=160):
+def main(program, strikes, seed, questions, formats):
     chance = random.Random(int(seed))
     levels = {"damage": "damage", "time_of_day": "time_of_day", "airport>state>name":
               "(SELECT name FROM states WHERE id = (SELECT state_id FROM airports "
               "WHERE id = airport_id))", "flight_date.year": "strftime('%Y', flight_date) + 0"}
     with tempfile.TemporaryDirectory() as folder:
-        sources = [Source(program, strikes, "strikes", levels, ["cost_total", "speed_knots"])]
+        sources = [Source(program, strikes, "strikes", levels, ["cost_total", "speed_knots"], formats)]
         for place in range(4):
             path = str(pathlib.Path(folder) / f"random{place}.sqlite")
             random_table(path, chance)
-            sources.append(Source(program, path, "t", {"ka": "ka", "kb": "kb", "kc": "kc"}, ["n", "r"]))
+            sources.append(Source(program, path, "t", {"ka": "ka", "kb": "kb", "kc": "kc"},
+                                  ["n", "r"], formats))
         faults = Questions(sources, seed).ask(int(questions))
     print(f"{questions} questions, {faults} answered differently")
     return 1 if faults else 0
 
 
 if __name__ == "__main__":
-    sys.exit(main(*sys.argv[1:]))
+    parser = argparse.ArgumentParser(usage=__doc__)
+    parser.add_argument("program")
+    parser.add_argument("strikes")
+    parser.add_argument("seed", nargs="?", default=1)
+    parser.add_argument("questions", nargs="?", default=160)
+    parser.add_argument("--formats", default="tsv")
+    given = parser.parse_args()
+    sys.exit(main(given.program, given.strikes, given.seed, given.questions,
+                  given.formats.split(",")))

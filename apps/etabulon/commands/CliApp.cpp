@@ -6,6 +6,7 @@
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliSuggest.h"
 #include "apps/etabulon/walk/CliInterrupt.h"
+#include "etabulon/report/EReportFile.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -46,23 +47,43 @@ bool HasStyle() {
            std::string_view(terminal) != "dumb";
 }
 
+/// Puts the file of --output into its place, and reports why that can't be.
+CliExit EndFile(CliOutput& output, EReportFile& file, CliInterrupt& interrupt) {
+    if (output.IsBroken()) {
+        file.Fail(output.Reason());
+    } else if (!interrupt.BeginCommit()) {
+        return Tell({interrupt.Exit(), std::string(kFileLeft)});
+    }
+    if (std::string error; !file.Commit(error)) {
+        return Tell({CliExit::Failed, error});
+    }
+    return CliExit::Done;
+}
+
+void TellNotes(const CliOutput& output) {
+    for (const std::string& note : output.Notes()) {
+        TellUser(note);
+    }
+}
+
 /// Writes the rest of the output and reports a failed write, whether the command succeeded or not.
 CliExit EndOutput(CliOutput& output, CliExit exit) {
     // A failed command may have left an unfinished line, which is dropped.
     exit == CliExit::Done ? output.Finish() : output.Flush();
     // A reader that closes its pipe early isn't a failure.
-    if (!output.IsBroken() || output.Error() == EPIPE) {
+    if (!output.IsBroken() || output.IsUnread()) {
+        TellNotes(output);
         return exit;
     }
     const CliExit broken = exit == CliExit::Done ? CliExit::Failed : exit;
-    return Tell({broken, fmt::format("the output can't be written: {}",
-                                     std::generic_category().message(output.Error()))});
+    return Tell({broken, fmt::format("the output can't be written: {}", output.Reason())});
 }
 
 CliExit RunCommand(CliCommand& command, CliInstallLocale installLocale) {
     CliOutput output(STDOUT_FILENO);
     CliInterrupt interrupt(output, command.Saves());
-    CliEnvironment environment{output, interrupt};
+    EReportFile file;
+    CliEnvironment environment{output, interrupt, file};
     environment.isOutputTerminal = isatty(STDOUT_FILENO) == 1;
     environment.isErrorTerminal = isatty(STDERR_FILENO) == 1;
     environment.hasStyle = environment.isOutputTerminal && HasStyle();
@@ -76,7 +97,19 @@ CliExit RunCommand(CliCommand& command, CliInstallLocale installLocale) {
     } catch (const std::exception& error) {
         exit = TellException(error);
     }
-    return EndOutput(output, exit);
+    if (!output.IsFile()) {
+        return EndOutput(output, exit);
+    }
+    if (exit == CliExit::Done) {
+        output.Finish();
+        exit = EndFile(output, file, interrupt);
+    } else if (exit == CliExit::Cancelled) {
+        TellUser(kFileLeft);
+    }
+    if (exit == CliExit::Done) {
+        TellNotes(output);
+    }
+    return exit;
 }
 
 /// What is said of arguments that a command doesn't take: the first option among them, or else the

@@ -57,6 +57,12 @@ constexpr CliExample kExamples[] = {
     {"score", "The states by their numbers of strikes, in percent, the rest in one line",
      "etabulon score strikes.sqlite strikes --level 'airport>state>name' --calc COUNT:id --top 5 "
      "--others --share COUNT:id"},
+    {"grid", "The costs of each year and damage, as a picture with lines",
+     "etabulon grid strikes.sqlite strikes --axes damage,flight_date.year --calc SUM:cost_total "
+     "--output costs.svg"},
+    {"score", "The ranking of the airports as a spreadsheet",
+     "etabulon score strikes.sqlite strikes --level 'airport>name' --calc SUM:cost_total "
+     "--output airports.xlsx"},
     {"edit", "What the counts would be once two kinds of damage were one",
      "etabulon edit strikes.sqlite strikes --levels damage --set 'damage=B:damage=Minor' "
      "--show grid --axes damage --calc COUNT:id"},

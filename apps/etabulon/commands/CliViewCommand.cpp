@@ -10,14 +10,17 @@ void CliViewCommand::Declare(CLI::App& app) {
     DeclareView(app);
 }
 
-void CliViewCommand::DeclareOutput(CLI::App& app) {
-    output_.DeclareFormat(app);
+void CliViewCommand::DeclareOutput(CLI::App& app, bool hasPictures) {
+    output_.DeclareFormat(app, hasPictures);
     output_.DeclareProgress(app);
 }
 
 CliResult<> CliViewCommand::Run(CliEnvironment& environment) {
     if (CliResult<> prepared = Prepare(environment); !prepared) {
         return prepared;
+    }
+    if (CliResult<> opened = OpenOutput(environment, source_.path); !opened) {
+        return opened;
     }
     const CliResult<CliOpenTable> opened = source_.OpenTable();
     return opened ? ShowTable(environment, opened->table, nullptr) : opened.Failure();

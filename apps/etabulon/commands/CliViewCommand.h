@@ -21,6 +21,11 @@ public:
     [[nodiscard]] virtual CliResult<> Prepare(const CliEnvironment& /*environment*/) const {
         return {};
     }
+    /// Opens what the options name as the output. `source` is the file that is read.
+    [[nodiscard]] CliResult<> OpenOutput(CliEnvironment& environment,
+                                         const std::string& source) const {
+        return output_.Open(environment, source);
+    }
     /// Shows a table, with the edits applied unless `changes` is null. The levels of the edits must
     /// be the first ones in --levels.
     [[nodiscard]] CliResult<> ShowTable(CliEnvironment& environment, const CliTable& table,
@@ -31,7 +36,7 @@ protected:
                                            const CliWalkContext& context) = 0;
     /// The options that say which records are shown.
     [[nodiscard]] virtual const CliLevelOptions& LevelOptions() const noexcept = 0;
-    void DeclareOutput(CLI::App& app);
+    void DeclareOutput(CLI::App& app, bool hasPictures = false);
     [[nodiscard]] const CliOutputOptions& Output() const noexcept { return output_; }
 
 private:

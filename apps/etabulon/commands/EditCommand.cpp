@@ -238,6 +238,9 @@ CliResult<> EditCommand::Show(CliEnvironment& environment, const CliTable& table
     if (CliResult<> prepared = view.Prepare(environment); !prepared) {
         return prepared;
     }
+    if (CliResult<> opened = view.OpenOutput(environment, source_.path); !opened) {
+        return opened;
+    }
     if (edits.ChangesLinks()) {
         TellUser("what is reached through links is shown as for the records before the edits");
     }
@@ -255,7 +258,7 @@ void EditCommand::Report(const CliSaved& saved, const Kinds& asked, CliOutput& o
     output.EndLine(write(FMT_STRING("{} updated, {} inserted, {} deleted"), saved.updated,
                          saved.inserted, saved.deleted));
     output.Flush();
-    if (output.IsBroken() && output.Error() != EPIPE) {
+    if (output.IsBroken() && !output.IsUnread()) {
         WriteError(write(FMT_STRING("etabulon: the edits were saved: {} updated, {} inserted, {} "
                                     "deleted\n"),
                          saved.updated, saved.inserted, saved.deleted));

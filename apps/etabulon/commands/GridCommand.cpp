@@ -41,7 +41,7 @@ void GridCommand::DeclareView(CLI::App& app) {
                    "Print the records behind a cell instead: the labels line,column, any of them "
                    "total or others")
         ->type_name("CELL");
-    DeclareOutput(app);
+    DeclareOutput(app, /*hasPictures=*/true);
     app.footer(
         "Levels are written as for walk. Numbers offer AVG, CODEMAX, CODEMIN, COMMONVAL, "
         "COUNT, LAST, MAX, MIN and SUM, everything else COMMONVAL, COUNT and LAST: for these a "
@@ -129,8 +129,9 @@ CliResult<GridCommand::Grids> GridCommand::Calculate(const CliWalkContext& conte
 
 void GridCommand::Send(const CliResultRequest& request, Grids& grids) const {
     const bool isPriorityShown = priority_ && grids.fillers.size() == 1;
+    const EReportNames names = NamesOf(request.levels.levels, request.calculations);
     for (std::size_t index = 0; index < grids.fillers.size(); ++index) {
-        CliGridView view(request.levels.levels, request.calculations, grids.crosses.emplace_back());
+        EReportGridView view(names, grids.crosses.emplace_back());
         view.SetShown(isPriorityShown ? *priority_ - 1 : index);
         grids.fillers[index]->SendTo(&view);
     }

@@ -19,7 +19,7 @@ namespace {
 /// Writes counts, or NULL for a count that the engine refused. Keeps the first error.
 class CountCells {
 public:
-    explicit CountCells(CliWriter& writer) : writer_(writer) {}
+    explicit CountCells(EReportWriter& writer) : writer_(writer) {}
     void Put(std::int64_t count, const ESqlError& error) {
         if (count >= 0) {
             writer_.Cell(maker_.Of(count));
@@ -38,7 +38,7 @@ public:
     }
 
 private:
-    CliWriter& writer_;
+    EReportWriter& writer_;
     CliCellMaker maker_;
     std::string first_;
 };
@@ -72,12 +72,15 @@ void LevelsCommand::Declare(CLI::App& app) {
 }
 
 CliResult<> LevelsCommand::Run(CliEnvironment& environment) {
+    if (CliResult<> opened = output_.Open(environment, source_.path); !opened) {
+        return opened;
+    }
     const auto source = source_.Open(ESqlOpenMode::ReadOnly);
     if (!source) {
         return source.Failure();
     }
     const CliDictionary dictionary(**source);
-    const std::unique_ptr<CliWriter> writer = MakeWriter(output_.Printing(environment));
+    const std::unique_ptr<EReportWriter> writer = MakeWriter(output_.Printing(environment));
     if (source_.table.empty()) {
         return ListTables(dictionary, *writer);
     }
@@ -85,7 +88,7 @@ CliResult<> LevelsCommand::Run(CliEnvironment& environment) {
     return table ? ListVariables(*table, *writer) : table.Failure();
 }
 
-CliResult<> LevelsCommand::ListTables(const CliDictionary& dictionary, CliWriter& writer) {
+CliResult<> LevelsCommand::ListTables(const CliDictionary& dictionary, EReportWriter& writer) {
     const std::array<CliColumn, 3> columns = {{{"table"}, {"kind"}, {"rows", true}}};
     writer.Begin(columns);
     CountCells counts(writer);
@@ -100,7 +103,7 @@ CliResult<> LevelsCommand::ListTables(const CliDictionary& dictionary, CliWriter
     return counts.Finish();
 }
 
-CliResult<> LevelsCommand::ListVariables(const CliTable& listed, CliWriter& writer) {
+CliResult<> LevelsCommand::ListVariables(const CliTable& listed, EReportWriter& writer) {
     const ESqlTableInfo& table = listed.Info();
     const CliDictionary& dictionary = listed.Dictionary();
     const std::array<CliColumn, 7> columns = {{{"column"},

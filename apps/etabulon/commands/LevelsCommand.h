@@ -19,8 +19,9 @@ public:
     [[nodiscard]] CliResult<> Run(CliEnvironment& environment) override;
 
 private:
-    [[nodiscard]] static CliResult<> ListTables(const CliDictionary& dictionary, CliWriter& writer);
-    [[nodiscard]] static CliResult<> ListVariables(const CliTable& table, CliWriter& writer);
+    [[nodiscard]] static CliResult<> ListTables(const CliDictionary& dictionary,
+                                                EReportWriter& writer);
+    [[nodiscard]] static CliResult<> ListVariables(const CliTable& table, EReportWriter& writer);
 
     CliSourceOptions source_;
     CliOutputOptions output_;

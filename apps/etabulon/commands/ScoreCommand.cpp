@@ -1,6 +1,7 @@
 #include "apps/etabulon/commands/ScoreCommand.h"
 
 #include "apps/etabulon/request/CliOrder.h"
+#include "apps/etabulon/views/CliCross.h"
 #include "apps/etabulon/views/CliCrossPrinter.h"
 #include "apps/etabulon/views/CliDrill.h"
 #include "apps/etabulon/views/CliRecords.h"
@@ -45,7 +46,7 @@ void ScoreCommand::DeclareView(CLI::App& app) {
                    "Print the records behind a line instead: its labels, separated by commas, or "
                    "total, or others")
         ->type_name("LINE");
-    DeclareOutput(app);
+    DeclareOutput(app, /*hasPictures=*/true);
     app.footer(
         "The largest comes first; lines of values that differ, then those without a value, "
         "come last. Of equal lines the last in the order of the labels comes first (--reverse "
@@ -197,9 +198,11 @@ CliResult<> ScoreCommand::Show(CliEnvironment& environment, const CliWalkContext
         }
         ranking.Take(table, request->levels, *depth, arrangement->shares);
     } else {
-        constexpr auto kNoLimit = static_cast<std::uint64_t>(-1);
-        CliScoreView view(request->levels, *depth,
-                          top_ ? static_cast<std::uint64_t>(*top_) : kNoLimit, ranking);
+        const EReportNames names = NamesOf(request->levels.levels, request->calculations);
+        const auto ranked = request->levels.details.begin();
+        EReportScoreView view(names, {ranked, ranked + static_cast<std::ptrdiff_t>(*depth)},
+                              ranking,
+                              top_ ? static_cast<std::uint64_t>(*top_) : EReportScoreView::kAll);
         (*filler)->SendTo(&view);
     }
     ranking.CompleteTotals(request->calculations);

@@ -73,7 +73,7 @@ CliResult<CliTreeView> TreeCommand::MakeView(const ESqlTableInfo& table, const C
     CliTreeView view;
     view.rootName = table.name.View();
     for (const CliCalculation& calculation : calculations.all) {
-        view.results.push_back({calculation.shown, calculation.isNumber});
+        view.results.push_back({calculation.shown, calculation.isNumber, false, true});
     }
     view.ofNoRecords = calculations.OfNoRecords();
     std::size_t depth = 0;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <system_error>
 
 namespace etabulon {
 namespace {
@@ -90,6 +91,19 @@ void CliOutput::Write(std::string_view bytes, bool endsLine) {
     if (endsLine) {
         openLine_.unlock();
     }
+}
+
+void CliOutput::Fail(std::string_view reason) {
+    if (error_ == 0) {
+        reason_ = reason;
+        error_ = kRefused;
+    }
+}
+
+bool CliOutput::IsUnread() const noexcept { return error_ == EPIPE; }
+
+std::string CliOutput::Reason() const {
+    return error_ == kRefused ? reason_ : std::generic_category().message(error_);
 }
 
 bool CliOutput::TryStop() { return writing_.try_lock(); }

@@ -8,6 +8,7 @@
 #include "etabulon/foundation/DDico.h"
 #include "etabulon/foundation/EDataType.h"
 #include "etabulon/foundation/ERef.h"
+#include "etabulon/report/EReportCross.h"
 #include "etabulon/sql/ESqlSchema.h"
 #include "etabulon/values/ETabulonVariableDesc.h"
 
@@ -181,9 +182,9 @@ CliResult<CliCalculations> MakeCalculations(const CliTable& table, std::string_v
 }
 
 ETabulonValue CliCalculation::OfNoRecords() const {
-    const bool counts = function == "COUNT" || function == "COUNTVAL" || function == "DISTINCT";
-    return counts ? ETabulonValue(EVariant::FromInt64(0), Chaine(), /*modified=*/false)
-                  : ETabulonValue::Null;
+    EReportNames::Calculation calculation;
+    calculation.function = function;
+    return calculation.OfNoRecords();
 }
 
 std::vector<ETabulonValue> CliCalculations::OfNoRecords() const {

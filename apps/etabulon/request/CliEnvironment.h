@@ -6,14 +6,16 @@ namespace etabulon {
 
 class CliInterrupt;
 class CliOutput;
+class EReportFile;
 
 /// Makes a locale's order the order of all texts. Returns false and sets the reason if it can't.
 using CliInstallLocale = bool (*)(const char* locale, std::string& error);
 
 /// The parts of the program that a command uses.
 struct CliEnvironment {
-    CliOutput& output;  // stdout
+    CliOutput& output;  // stdout, or the file of --output
     CliInterrupt& interrupt;
+    EReportFile& file;  // not open without --output
     bool isOutputTerminal = false;
     bool isErrorTerminal = false;
     bool hasStyle = false;                     // stdout may be coloured

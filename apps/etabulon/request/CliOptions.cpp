@@ -1,12 +1,19 @@
 #include "apps/etabulon/request/CliOptions.h"
 
+#include "apps/etabulon/output/CliOutput.h"
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliSource.h"
+#include "etabulon/report/EReportFile.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <sys/stat.h>
 
+#include <algorithm>
+#include <array>
 #include <charconv>
+#include <string_view>
+#include <utility>
 
 namespace etabulon {
 namespace {
@@ -15,24 +22,55 @@ std::string CheckSeparator(const std::string& text) {
     return text.size() == 1 || text == "tab" ? "" : "a separator is one character, or the word tab";
 }
 
-std::string CheckFormat(const std::string& text) {
-    std::string names;
-    for (const auto& [name, format] : kCliFormats) {
-        if (text == name) {
-            return "";
-        }
-        names += names.empty() ? "" : ", ";
-        names += name;
-    }
-    return "'" + text + "' is no format; there is " + names;
-}
-
-CLI::Validator FormatCheck() {
+CLI::Validator FormatCheck(bool hasPictures) {
     std::vector<std::string> names;
     for (const auto& [name, format] : kCliFormats) {
-        names.emplace_back(name);
+        if (hasPictures || format != CliFormat::Svg) {
+            names.emplace_back(name);
+        }
     }
-    return {CheckFormat, DescribeValueSet(names), "FORMAT"};
+    const auto check = [names](const std::string& text) {
+        const bool isThere = std::find(names.begin(), names.end(), text) != names.end();
+        return isThere ? std::string()
+                       : fmt::format("'{}' is no format here; there is {}", text,
+                                     fmt::join(names, ", "));
+    };
+    return {check, DescribeValueSet(names), "FORMAT"};
+}
+
+constexpr std::array<std::pair<std::string_view, CliFormat>, 12> kEndings = {{
+    {".txt", CliFormat::Table},
+    {".csv", CliFormat::Csv},
+    {".tsv", CliFormat::Tsv},
+    {".json", CliFormat::Json},
+    {".ndjson", CliFormat::NdJson},
+    {".jsonl", CliFormat::NdJson},
+    {".md", CliFormat::Markdown},
+    {".markdown", CliFormat::Markdown},
+    {".html", CliFormat::Html},
+    {".htm", CliFormat::Html},
+    {".xlsx", CliFormat::Xlsx},
+    {".svg", CliFormat::Svg},
+}};
+
+/// The format that a file's name ends like.
+std::optional<CliFormat> FormatOf(std::string name) {
+    std::transform(name.begin(), name.end(), name.begin(), [](char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    });
+    for (const auto& [ending, format] : kEndings) {
+        if (name.size() > ending.size() && name.ends_with(ending)) {
+            return format;
+        }
+    }
+    return {};
+}
+
+bool AreOneFile(const std::string& one, const std::string& other) {
+    struct stat first {};
+    struct stat second {};
+    return stat(one.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0 &&
+           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
 std::string CheckNumber(const std::string& text, std::int64_t least) {
@@ -123,13 +161,26 @@ std::string CliLevelOptions::Levels() const { return JoinLists(levels_); }
 
 std::string CliLevelOptions::At() const { return JoinLists(at_); }
 
-void CliOutputOptions::DeclareFormat(CLI::App& app) {
-    app.add_option(
-           "--format", format_,
-           "table, csv, tsv, json, ndjson, markdown or html; without it table on a terminal, "
-           "else tsv")
+void CliOutputOptions::DeclareFormat(CLI::App& app, bool hasPictures) {
+    hasPictures_ = hasPictures;
+    app.add_option("--format", format_,
+                   fmt::format("table, csv, tsv, json, ndjson, markdown, html{}; without it what "
+                               "the file of --output ends like, or table on a terminal, else tsv",
+                               hasPictures ? ", xlsx, or svg (a picture)" : " or xlsx"))
         ->type_name("FORMAT")
-        ->check(FormatCheck());
+        ->check(FormatCheck(hasPictures));
+    app.add_option("--output", file_,
+                   "Write to this file instead of stdout, whole or not at all: a file of that name "
+                   "stays as it is until the new one takes its place")
+        ->type_name("FILE");
+    if (hasPictures) {
+        app.add_option("--theme", theme_,
+                       "Draw for a light background, as without it, or a dark one")
+            ->check(CLI::IsMember({"light", "dark"}))
+            ->type_name("THEME");
+        app.add_flag("--bars", hasBars_,
+                     "A bar behind the first calculation of each line, in the format table");
+    }
 }
 
 void CliOutputOptions::DeclareProgress(CLI::App& app) {
@@ -137,14 +188,67 @@ void CliOutputOptions::DeclareProgress(CLI::App& app) {
                  "Count the records on stderr, if that is a terminal and stdout isn't");
 }
 
-CliPrinting CliOutputOptions::Printing(const CliEnvironment& environment) const {
-    CliFormat chosen = environment.isOutputTerminal ? CliFormat::Table : CliFormat::Tsv;
+CliFormat CliOutputOptions::Format(const CliEnvironment& environment) const {
     for (const auto& [name, format] : kCliFormats) {
         if (format_ == name) {
-            chosen = format;
+            return format;
         }
     }
-    return {environment.output, chosen, environment.hasStyle};
+    if (file_) {
+        return FormatOf(*file_).value_or(CliFormat::Tsv);
+    }
+    return hasBars_ || environment.isOutputTerminal ? CliFormat::Table : CliFormat::Tsv;
+}
+
+CliResult<> CliOutputOptions::Open(CliEnvironment& environment, const std::string& source) const {
+    if (hasBars_ && Format(environment) != CliFormat::Table) {
+        return CliFailure{CliExit::Usage, "--bars needs the format table"};
+    }
+    if (!file_) {
+        if (environment.isOutputTerminal && Format(environment) == CliFormat::Xlsx) {
+            return CliFailure{CliExit::Usage,
+                              "a terminal can't show xlsx: --output FILE writes it to a file"};
+        }
+        return {};
+    }
+    if (file_->empty()) {
+        return CliFailure{CliExit::Usage, "--output has no name of a file"};
+    }
+    if (!format_ && !FormatOf(*file_)) {
+        return CliFailure{CliExit::Usage,
+                          fmt::format("the ending of {} tells no format: give --format, or one of "
+                                      ".txt .csv .tsv .json .ndjson .md .html .xlsx .svg",
+                                      Quoted(*file_))};
+    }
+    if (!hasPictures_ && Format(environment) == CliFormat::Svg) {
+        return CliFailure{
+            CliExit::Usage,
+            fmt::format("{} would be a picture, and only grid and score have one", Quoted(*file_))};
+    }
+    if (AreOneFile(*file_, source)) {
+        return CliFailure{
+            CliExit::Usage,
+            fmt::format("--output {} would replace the file that is read", Quoted(*file_))};
+    }
+    std::string error;
+    if (!environment.file.Open(*file_, error)) {
+        return CliFailure{CliExit::Failed, error};
+    }
+    environment.output.DirectToFile(environment.file.Descriptor());
+    environment.isOutputTerminal = false;
+    environment.hasStyle = false;
+    return {};
+}
+
+CliPrinting CliOutputOptions::Printing(const CliEnvironment& environment) const {
+    std::string folder;
+    if (file_) {
+        const std::size_t slash = file_->rfind('/');
+        folder = slash == std::string::npos ? "." : file_->substr(0, slash + 1);
+    }
+    return {environment.output,   Format(environment),
+            environment.hasStyle, std::move(folder),
+            theme_ == "dark",     hasBars_ ? BarStyleOfLocale() : CliBarStyle::None};
 }
 
 void CliLocaleOptions::Declare(CLI::App& app) {

@@ -52,18 +52,28 @@ private:
     std::vector<std::string> where_;
 };
 
-/// --format, and --progress where a command walks.
+/// --format and --output, and --progress where a command walks.
 class CliOutputOptions {
 public:
-    void DeclareFormat(CLI::App& app);
+    /// With `hasPictures` the format may be svg too, and there are --theme and --bars.
+    void DeclareFormat(CLI::App& app, bool hasPictures = false);
     void DeclareProgress(CLI::App& app);
+    /// Opens the file of --output, which must not be `source`, and directs the output there.
+    /// Without a file it checks that a terminal can show the format.
+    [[nodiscard]] CliResult<> Open(CliEnvironment& environment, const std::string& source) const;
     [[nodiscard]] CliPrinting Printing(const CliEnvironment& environment) const;
     [[nodiscard]] bool ShowsProgress(const CliEnvironment& environment) const noexcept {
         return progress_ && environment.isErrorTerminal && !environment.isOutputTerminal;
     }
 
 private:
+    [[nodiscard]] CliFormat Format(const CliEnvironment& environment) const;
+
     std::optional<std::string> format_;
+    std::optional<std::string> file_;
+    std::string theme_ = "light";
+    bool hasPictures_ = false;
+    bool hasBars_ = false;
     bool progress_ = false;
 };
 

@@ -1,135 +1,50 @@
 #include "apps/etabulon/views/CliCross.h"
 
-#include "apps/etabulon/output/CliCell.h"
-#include "etabulon/grid/ETabulonGridAxe.h"
+#include "apps/etabulon/request/CliDerivation.h"
+#include "apps/etabulon/request/CliDictionary.h"
 
 namespace etabulon {
 namespace {
 
 EVariant TextLabel(std::string_view text) { return EVariant(Chaine(text)); }
 
+/// The level is a date, or a part of one.
+bool IsOfTime(const CliTable& table, const CliLevel& level) {
+    if (level.HasLabel()) {
+        return false;
+    }
+    const CliDerived* const derived = table.Dictionary().FindDerived(level.data.code);
+    return derived != nullptr
+               ? derived->derivation.how.Which() <= EDerivation::Kind::Hour
+               : TypeInfo(level.data.variable->TypeCode()).valueClass == EValueClass::Date;
+}
+
 }  // namespace
 
+EReportNames NamesOf(const CliLevels& levels, const CliCalculations& calculations) {
+    EReportNames names;
+    for (const CliLevel& level : levels.all) {
+        names.levels.push_back({level.shown, level.HasLabel(), IsOfTime(levels.Table(), level)});
+    }
+    for (const CliCalculation& each : calculations.all) {
+        names.calculations.push_back({each.function, std::string(each.variable.code.View()),
+                                      each.shown, each.variable.shown, each.isNumber});
+    }
+    return names;
+}
+
 EVariant ShownLabel(const CliLevel& level, const ETabulonValue* value) {
-    if (value == nullptr || value->IsNull()) {
-        return EVariant();
-    }
-    return level.HasLabel() ? EVariant(value->DisplayValue()) : value->Data();
-}
-
-void CliGridView::TakeDataAxe(const ETabulonGridAxe& axe, CliCrossAxis& taken) const {
-    const CliLevel& level = levels_.all[axe.Data().AsUInt64()];
-    taken.titles = {level.shown};
-    taken.isData = true;
-    for (unsigned int index = 0; index < axe.Size(); ++index) {
-        const ETabulonGridAxe::AxeLabel& label = axe.Label(index);
-        taken.Add(ShownLabel(level, &label));
-        if (level.HasLabel()) {
-            taken.labels.back().data = label.Data();
-        }
-    }
-}
-
-/// If only one axis names the calculations, its labels are whole ones: SUM(cost).
-void CliGridView::TakeCalculationAxe(const ETabulonGridAxe& axe, CliCrossAxis& taken) const {
-    const bool isOfFunctions = axe.Type() == ETabulonGridAxe::AxeFuncs;
-    // A data axis comes first, if there is one.
-    const bool isOneOfTwo = axesCount_ > 1 && !cross_.lines.isData;
-    taken.titles = {!isOneOfTwo ? "calculation" : isOfFunctions ? "function" : "variable"};
-    for (unsigned int index = 0; index < axe.Size(); ++index) {
-        const Chaine code = axe.Label(index).Data().AsChaine();
-        std::string shown(code.View());
-        for (const CliCalculation& each : calculations_.all) {
-            if (isOfFunctions ? each.function == code.View() : each.variable.code == code) {
-                shown = !isOneOfTwo     ? each.shown
-                        : isOfFunctions ? each.function
-                                        : each.variable.shown;
-                break;
-            }
-        }
-        taken.Add(TextLabel(shown));
-    }
-}
-
-void CliGridView::SetAxe(AxeDirection direction, const ETabulonGridAxe* axe) {
-    if (direction > AxeColumns) {
-        return;
-    }
-    CliCrossAxis& taken = direction == AxeLines ? cross_.lines : cross_.columns;
-    axe->Type() == ETabulonGridAxe::AxeData ? TakeDataAxe(*axe, taken)
-                                            : TakeCalculationAxe(*axe, taken);
-}
-
-/// Fills in the labels for axes that the grid lacks. To be called when all its axes are known.
-void CliGridView::Complete() {
-    if (isComplete_) {
-        return;
-    }
-    isComplete_ = true;
-    const std::string& shown = calculations_.all[shown_].shown;
-    if (cross_.lines.isData && cross_.columns.isData) {
-        cross_.calculation = shown;
-    }
-    if (!cross_.lines.IsThere()) {
-        cross_.lines.Add({});
-    }
-    if (!cross_.columns.IsThere()) {
-        const bool isValueOfLine = cross_.lines.IsThere() && !cross_.lines.isData;
-        if (!isValueOfLine) {
-            cross_.columns.titles = {"calculation"};
-        }
-        cross_.columns.Add(TextLabel(isValueOfLine ? "value" : shown));
-    }
-}
-
-void CliGridView::SetValue(unsigned int column, unsigned int line, const ETabulonValue& value) {
-    Complete();
-    const std::size_t columns = cross_.columns.labels.size();
-    cross_.values.resize(cross_.lines.labels.size() * columns);
-    cross_.values[line * columns + column] = value;
-}
-
-void CliGridView::SetTotal(AxeDirection direction, unsigned int index, const ETabulonValue& value) {
-    Complete();
-    const bool isOfColumn = direction == AxeLines;
-    auto& totals = isOfColumn ? cross_.columnTotals : cross_.lineTotals;
-    totals.resize(isOfColumn ? cross_.columns.labels.size() : cross_.lines.labels.size());
-    totals[index] = value;
-}
-
-/// The cells of a grid without levels, which has them though there is no record.
-void CliGridView::FillOfNoRecords() {
-    const std::size_t columns = cross_.columns.labels.size();
-    cross_.values.resize(cross_.lines.labels.size() * columns);
-    const auto isOf = [](const CliCrossAxis& axis, std::size_t index, const CliCalculation& of) {
-        const Chaine name = axis.labels[index].values.front().AsChaine();
-        return !axis.IsThere() || name.View() == of.shown || name.View() == of.function ||
-               name.View() == of.variable.shown;
-    };
-    for (const CliCalculation& calculation : calculations_.all) {
-        for (std::size_t cell = 0; cell < cross_.values.size(); ++cell) {
-            if (isOf(cross_.lines, cell / columns, calculation) &&
-                isOf(cross_.columns, cell % columns, calculation)) {
-                cross_.values[cell] = calculation.OfNoRecords();
-            }
-        }
-    }
-}
-
-void CliGridView::EndRefresh() {
-    Complete();
-    if (cross_.IsEmpty() && !cross_.lines.isData && !cross_.columns.isData) {
-        FillOfNoRecords();
-    }
-    isComplete_ = false;
+    return ShownLabel({level.shown, level.HasLabel()}, value);
 }
 
 namespace {
 
 void TakeAxis(const ECrossTable& table, ECrossSide side, const CliLevels& levels,
               std::span<const unsigned int> ids, CliCrossAxis& taken) {
+    taken.isTime = !ids.empty();
     for (const unsigned int id : ids) {
         taken.titles.push_back(levels.all[id].shown);
+        taken.isTime = taken.isTime && IsOfTime(levels.Table(), levels.all[id]);
     }
     taken.isData = true;
     ETabulonTag label;
@@ -177,7 +92,7 @@ CliCross TakeCross(const ECrossTable& table, const CliLevels& levels,
     }
     const auto read = [&](std::uint32_t line, std::uint32_t column) {
         if (shown.percent) {
-            return CliPercent(table.Share(line, column, calculation, *shown.percent));
+            return ReportPercent(table.Share(line, column, calculation, *shown.percent));
         }
         ETabulonValue value;
         table.ReadValue(line, column, calculation, value);

@@ -3,6 +3,7 @@
 #include "apps/etabulon/output/CliJsonWriter.h"
 #include "apps/etabulon/output/CliOutput.h"
 #include "apps/etabulon/output/CliTableWriter.h"
+#include "apps/etabulon/views/CliDrawing.h"
 
 #include <fmt/format.h>
 
@@ -15,128 +16,6 @@ namespace {
 std::string_view PartName(ECrossEntry::Part part) {
     return part == ECrossEntry::Others ? kOthers : kTotal;
 }
-
-std::string ColumnName(const CliCrossLabel& label) {
-    std::vector<std::string> texts;
-    for (const EVariant& value : label.values) {
-        texts.push_back(LabelText(value));
-    }
-    if (label.part != ECrossEntry::Detail) {
-        texts.emplace_back(PartName(label.part));
-    }
-    return fmt::format("{}", fmt::join(texts, ", "));
-}
-
-/// Prints cross tables as records, in any format that consists of lines.
-class CrossRows {
-public:
-    CrossRows(CliWriter& writer, const std::vector<CliCross>& crosses, bool isNumber)
-        : writer_(writer), crosses_(crosses), first_(crosses.front()), isNumber_(isNumber) {}
-    void Print() {
-        writer_.SetTitle(Title());
-        std::vector<CliColumn> columns = Columns();
-        GiveNames(columns);
-        writer_.Begin(columns);
-        for (const CliCross& cross : crosses_) {
-            if (!cross.IsEmpty()) {
-                PutLines(cross);
-                PutTotals(cross);
-            }
-        }
-        writer_.Finish(/*isWhole=*/true);
-    }
-
-private:
-    [[nodiscard]] bool HasSeveral() const noexcept { return crosses_.size() > 1; }
-    [[nodiscard]] bool HasLabels() const noexcept { return first_.lines.IsThere(); }
-    [[nodiscard]] bool HasLineTotals() const noexcept { return !first_.lineTotals.empty(); }
-    /// The head of the last column of labels, which names the levels of the columns too.
-    [[nodiscard]] std::string Corner() const {
-        const std::string& lines = first_.lines.titles.back();
-        return first_.columns.isData
-                   ? fmt::format("{} \\ {}", lines, fmt::join(first_.columns.titles, ", "))
-                   : lines;
-    }
-    /// The heads of the columns of labels.
-    [[nodiscard]] std::vector<std::string> Heads() const {
-        std::vector<std::string> heads = first_.lines.titles;
-        heads.back() = Corner();
-        return heads;
-    }
-    [[nodiscard]] std::string Title() const {
-        if (HasSeveral() || first_.calculation.empty()) {
-            return HasLabels() ? fmt::format("{}", fmt::join(Heads(), ", ")) : "calculation";
-        }
-        return fmt::format("{}: {}", first_.calculation, fmt::join(Heads(), ", "));
-    }
-    [[nodiscard]] std::vector<CliColumn> Columns() const {
-        std::vector<CliColumn> columns;
-        if (HasSeveral()) {
-            columns.push_back({"calculation", false, true});
-        }
-        if (HasLabels()) {
-            for (std::string& head : Heads()) {
-                columns.push_back({std::move(head), false, true});
-            }
-        }
-        for (const CliCrossLabel& label : first_.columns.labels) {
-            columns.push_back({ColumnName(label), isNumber_});
-        }
-        if (HasLineTotals()) {
-            columns.push_back({kTotal, isNumber_});
-        }
-        return columns;
-    }
-    void PutLines(const CliCross& cross) {
-        for (std::size_t line = 0; line < cross.lines.labels.size(); ++line) {
-            if (cross.lines.labels[line].part == ECrossEntry::Subtotal) {
-                writer_.BeginTotal();
-            }
-            PutHead(cross, cross.lines.labels[line]);
-            for (std::size_t column = 0; column < cross.columns.labels.size(); ++column) {
-                writer_.Cell(maker_.Of(cross.Value(line, column)));
-            }
-            if (HasLineTotals()) {
-                writer_.Cell(maker_.Of(cross.lineTotals[line]));
-            }
-            writer_.EndRecord();
-        }
-    }
-    void PutTotals(const CliCross& cross) {
-        if (cross.columnTotals.empty()) {
-            return;
-        }
-        writer_.BeginTotal();
-        PutHead(cross, {{}, ECrossEntry::Subtotal});
-        for (const ETabulonValue& total : cross.columnTotals) {
-            writer_.Cell(maker_.Of(total));
-        }
-        if (HasLineTotals()) {
-            writer_.Cell(cross.total ? maker_.Of(*cross.total) : CliCell{CliCellKind::Absent, {}});
-        }
-        writer_.EndRecord();
-    }
-    void PutHead(const CliCross& cross, const CliCrossLabel& label) {
-        if (HasSeveral()) {
-            writer_.Cell(CliCellMaker::Of(std::string_view(cross.calculation)));
-        }
-        for (std::size_t place = 0; place < cross.lines.titles.size(); ++place) {
-            if (place < label.values.size()) {
-                writer_.Cell(maker_.Of(label.values[place]));
-            } else if (place == label.values.size()) {
-                writer_.Cell(CliCellMaker::Of(PartName(label.part)));
-            } else {
-                writer_.Cell({CliCellKind::Absent, {}});
-            }
-        }
-    }
-
-    CliWriter& writer_;
-    const std::vector<CliCross>& crosses_;
-    const CliCross& first_;
-    bool isNumber_;
-    CliCellMaker maker_;
-};
 
 class CrossJson {
 public:
@@ -278,21 +157,6 @@ private:
 
 }  // namespace
 
-std::string LabelText(const EVariant& label) {
-    CliCellMaker maker;
-    const CliCell cell = maker.Of(label);
-    if (cell.kind == CliCellKind::Null) {
-        return "NULL";
-    }
-    if (cell.kind == CliCellKind::Bytes) {
-        std::string digits;
-        AppendHex(digits, cell.text);
-        return digits.empty() ? "\"\"" : digits;
-    }
-    const bool isQuoted = IsMistakable(cell.text) || cell.text == kTotal || cell.text == kOthers;
-    return isQuoted ? fmt::format("\"{}\"", cell.text) : std::string(cell.text);
-}
-
 void PrintCrosses(const CliPrinting& printing, const std::vector<CliCross>& crosses,
                   bool isNumber) {
     if (printing.format == CliFormat::Json) {
@@ -306,7 +170,22 @@ void PrintCrosses(const CliPrinting& printing, const std::vector<CliCross>& cros
         }
         return;
     }
-    CrossRows(*MakeResultWriter(printing), crosses, isNumber).Print();
+    if (printing.format == CliFormat::Svg) {
+        std::vector<EReportChart> charts;
+        for (const CliCross& cross : crosses) {
+            charts.push_back(MakeChart(cross));
+        }
+        DrawCharts(printing, charts);
+        return;
+    }
+    std::vector<const ETabulonValue*> values;
+    const CliCross& first = crosses.front();
+    const std::size_t columns = first.columns.labels.size();
+    for (std::size_t at = 0; at < first.values.size() && !first.columns.isData; at += columns) {
+        values.push_back(&first.values[at]);
+    }
+    WriteCrosses(*WithBars(printing, MakeResultWriter(printing), first.lines.titles.size(), values),
+                 crosses, isNumber);
 }
 
 }  // namespace etabulon

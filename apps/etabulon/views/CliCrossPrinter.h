@@ -14,11 +14,7 @@ namespace etabulon {
 /// calculation. JSON is an array of tables, NDJSON has an object for each cell and total.
 void PrintCrosses(const CliPrinting& printing, const std::vector<CliCross>& crosses, bool isNumber);
 
-/// A label as plain text: NULL for a missing one. A text that could be mistaken for NULL, for the
-/// total or for nothing is quoted.
-[[nodiscard]] std::string LabelText(const EVariant& label);
-
-inline constexpr const char* kTotal = "total";
-inline constexpr const char* kOthers = "others";
+inline constexpr const char* kTotal = EReportCross::kTotal;
+inline constexpr const char* kOthers = EReportCross::kOthers;
 
 }  // namespace etabulon

@@ -4,20 +4,16 @@
 #include "apps/etabulon/output/CliOutput.h"
 #include "apps/etabulon/views/CliCross.h"
 #include "apps/etabulon/views/CliCrossPrinter.h"
+#include "apps/etabulon/views/CliDrawing.h"
 #include "etabulon/cross/ECrossTable.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <utility>
+
 namespace etabulon {
 namespace {
-
-std::vector<ETabulonValue> Copied(const PTableau<ETabulonValue>& values) {
-    std::vector<ETabulonValue> copied;
-    for (unsigned int index = 0; index < values.Size(); ++index) {
-        copied.push_back(values.At(index));
-    }
-    return copied;
-}
 
 std::vector<EVariant> LabelsOf(const ETabulonTag& label, const CliResultLevels& levels,
                                std::size_t depth) {
@@ -29,41 +25,25 @@ std::vector<EVariant> LabelsOf(const ETabulonTag& label, const CliResultLevels& 
     return labels;
 }
 
-std::string TitleOf(const std::vector<CliColumn>& columns) {
-    std::string labels;
-    std::string values;
-    for (const CliColumn& column : columns) {
-        std::string& list = column.isLabel ? labels : values;
-        list += (list.empty() ? "" : ", ") + column.name;
+/// With bars, these are of the first calculation that gives numbers.
+std::unique_ptr<EReportWriter> MakeWriterFor(const CliPrinting& printing,
+                                             const CliRanking& ranking) {
+    const auto labels = std::find_if(ranking.columns.begin(), ranking.columns.end(),
+                                     [](const CliColumn& column) { return !column.isLabel; });
+    const auto numbers = std::find_if(labels, ranking.columns.end(),
+                                      [](const CliColumn& column) { return column.isNumber; });
+    std::vector<const ETabulonValue*> values;
+    if (numbers != ranking.columns.end()) {
+        const auto place = static_cast<std::size_t>(numbers - labels);
+        for (const CliRanking::Line& line : ranking.lines) {
+            values.push_back(&line.values[place]);
+        }
+        if (ranking.others) {
+            values.push_back(&(*ranking.others)[place]);
+        }
     }
-    return values + ": " + labels;
-}
-
-void PutLines(CliWriter& writer, const CliRanking& ranking) {
-    CliCellMaker maker;
-    for (const CliRanking::Line& line : ranking.lines) {
-        for (const EVariant& label : line.labels) {
-            writer.Cell(maker.Of(label));
-        }
-        for (const ETabulonValue& value : line.values) {
-            writer.Cell(maker.Of(value));
-        }
-        writer.EndRecord();
-    }
-    const auto putNamed = [&](std::string_view name, const std::vector<ETabulonValue>& values) {
-        for (std::size_t place = 0; ranking.columns[place].isLabel; ++place) {
-            writer.Cell(place == 0 ? CliCellMaker::Of(name) : CliCell{CliCellKind::Absent, {}});
-        }
-        for (const ETabulonValue& value : values) {
-            writer.Cell(maker.Of(value));
-        }
-        writer.EndRecord();
-    };
-    if (ranking.others) {
-        putNamed(kOthers, *ranking.others);
-    }
-    writer.BeginTotal();
-    putNamed(kTotal, ranking.totals);
+    return WithBars(printing, MakeResultWriter(printing),
+                    static_cast<std::size_t>(numbers - ranking.columns.begin()), values);
 }
 
 class RankingJson {
@@ -133,19 +113,6 @@ private:
 
 }  // namespace
 
-void CliScoreView::SetScoreLine(const ETabulonTag& label, const PTableau<ETabulonValue>& values) {
-    if (ranking_.lines.size() == mostLines_) {
-        return;
-    }
-    CliRanking::Line& line = ranking_.lines.emplace_back();
-    line.labels = LabelsOf(label, levels_, depth_);
-    line.values = Copied(values);
-}
-
-void CliScoreView::SetScoreTotal(const PTableau<ETabulonValue>& values) {
-    ranking_.totals = Copied(values);
-}
-
 void CliRanking::SetColumns(const CliResultLevels& levels, std::size_t depth,
                             const CliCalculations& calculations,
                             const std::vector<unsigned int>& shares) {
@@ -154,12 +121,12 @@ void CliRanking::SetColumns(const CliResultLevels& levels, std::size_t depth,
         columns.push_back({levels.levels.all[levels.details[place]].shown, false, true});
     }
     for (const CliCalculation& calculation : calculations.all) {
-        columns.push_back({calculation.shown, calculation.isNumber});
+        columns.push_back({calculation.shown, calculation.isNumber, false, true});
     }
     for (const unsigned int share : shares) {
         const std::string& shown = calculations.all[share].shown;
-        columns.push_back({fmt::format("{} % of total", shown), true});
-        columns.push_back({fmt::format("{} running % of total", shown), true});
+        columns.push_back({fmt::format("{} % of total", shown), true, false, true});
+        columns.push_back({fmt::format("{} running % of total", shown), true, false, true});
     }
     GiveNames(columns);
 }
@@ -173,10 +140,10 @@ void CliRanking::Take(const ECrossTable& table, const CliResultLevels& levels, s
         }
         for (const unsigned int share : shares) {
             values.push_back(
-                CliPercent(table.Share(line, ECrossTable::kTotal, share, ECrossBase::All)));
+                ReportPercent(table.Share(line, ECrossTable::kTotal, share, ECrossBase::All)));
             values.push_back(line == ECrossTable::kTotal
                                  ? ETabulonValue::Null
-                                 : CliPercent(table.RunningShare(line, share)));
+                                 : ReportPercent(table.RunningShare(line, share)));
         }
         return values;
     };
@@ -203,14 +170,12 @@ void CliRanking::CompleteTotals(const CliCalculations& calculations) {
 void PrintRanking(const CliPrinting& printing, const CliRanking& ranking) {
     if (printing.format == CliFormat::Json) {
         RankingJson(ranking, printing.output).PutObject();
+    } else if (printing.format == CliFormat::Svg) {
+        DrawCharts(printing, {MakeChart(ranking)});
     } else if (printing.format == CliFormat::NdJson) {
         RankingJson(ranking, printing.output).PutEach();
     } else {
-        const std::unique_ptr<CliWriter> writer = MakeResultWriter(printing);
-        writer->SetTitle(TitleOf(ranking.columns));
-        writer->Begin(ranking.columns);
-        PutLines(*writer, ranking);
-        writer->Finish(/*isWhole=*/true);
+        WriteRanking(*MakeWriterFor(printing, ranking), ranking);
     }
 }
 

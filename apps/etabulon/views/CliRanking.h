@@ -3,12 +3,9 @@
 #include "apps/etabulon/output/CliWriter.h"
 #include "apps/etabulon/request/CliCalculations.h"
 #include "apps/etabulon/request/CliSortOptions.h"
-#include "etabulon/foundation/EVariant.h"
-#include "etabulon/score/EScoreView.h"
-#include "etabulon/values/ETabulonValue.h"
+#include "etabulon/report/EReportRanking.h"
 
-#include <cstdint>
-#include <optional>
+#include <cstddef>
 #include <vector>
 
 namespace etabulon {
@@ -16,12 +13,7 @@ namespace etabulon {
 class ECrossTable;
 
 /// A ranking as it is printed.
-struct CliRanking {
-    /// The labels are the shown values, one for each level: missing for NULL.
-    struct Line {
-        std::vector<EVariant> labels;
-        std::vector<ETabulonValue> values;
-    };
+struct CliRanking : EReportRanking {
     /// Sets the columns: one for each of the first `depth` details, whose values are the labels,
     /// then one for each calculation, and two for each of `shares`, calculations by their places.
     void SetColumns(const CliResultLevels& levels, std::size_t depth,
@@ -32,36 +24,6 @@ struct CliRanking {
               const std::vector<unsigned int>& shares);
     /// Gives the totals of no records their values.
     void CompleteTotals(const CliCalculations& calculations);
-
-    std::vector<CliColumn> columns;
-    std::vector<Line> lines;
-    std::optional<std::vector<ETabulonValue>> others;  // of the lines left out
-    std::vector<ETabulonValue> totals;
-};
-
-/// Copies the first lines of a score, and its total, into a ranking. The score's axis isn't read:
-/// the columns are named after the calculations that the user asked for.
-///
-/// Ownership  nothing is owned, and no part of the score is kept.
-class CliScoreView final : public EScoreView {
-public:
-    /// The labels are of the first `depth` details.
-    CliScoreView(const CliResultLevels& levels, std::size_t depth, std::uint64_t mostLines,
-                 CliRanking& ranking)
-        : levels_(levels), depth_(depth), mostLines_(mostLines), ranking_(ranking) {}
-
-    void Reset() override {
-        ranking_.lines.clear();
-        ranking_.totals.clear();
-    }
-    void SetScoreLine(const ETabulonTag& label, const PTableau<ETabulonValue>& values) override;
-    void SetScoreTotal(const PTableau<ETabulonValue>& values) override;
-
-private:
-    const CliResultLevels& levels_;
-    std::size_t depth_;
-    std::uint64_t mostLines_;
-    CliRanking& ranking_;
 };
 
 /// The formats that consist of lines have the total last. JSON is one object with the lines and the

@@ -127,7 +127,7 @@ private:
 
     const CliRecordsRequest& request_;
     const CliOutput& output_;
-    std::unique_ptr<CliWriter> writer_;
+    std::unique_ptr<EReportWriter> writer_;
     std::vector<CliColumn> columns_;
     std::vector<std::uint16_t> keyPlaces_;
     std::uint64_t count_ = 0;
@@ -166,6 +166,9 @@ std::vector<CliVariable> AllValues(const CliLevels& levels) {
 
 CliResult<> PrintRecords(const CliWalkContext& context, const CliRecordsRequest& request,
                          const CliPrinting& printing) {
+    if (printing.format == CliFormat::Svg) {
+        return CliFailure{CliExit::Usage, "records are no picture: another format prints them"};
+    }
     RecordPrinter printer(context.table.Info(), request, printing);
     CliCursor cursor(context.interrupt);
     std::vector<CliVariable> read = request.values;

@@ -22,14 +22,16 @@ public:
                 title += level.column.name;
             }
         }
-        std::vector<CliColumn> columns = {{title.empty() ? view.rootName : title, false},
-                                          {kCount, true}};
+        std::vector<CliColumn> columns = {{title.empty() ? view.rootName : title, false, true},
+                                          {kCount, true, false, true}};
         columns.insert(columns.end(), view.results.begin(), view.results.end());
+        writer_->SetTitle(view.rootName);
         writer_->Begin(columns);
     }
 
 protected:
     void OnNode(std::uint64_t count) override {
+        writer_->SetDepth(static_cast<std::uint32_t>(Depth()));
         if (Depth() == 0) {
             const std::string place = ShownPlace();
             Put(CliCellMaker::Of(place.empty() ? View().rootName : place), count);
@@ -43,6 +45,7 @@ protected:
         const std::string shown = ShownKey(key);
         CliCell cell = CliCellMaker::Of(std::string_view(shown));
         cell.indent = kIndent;
+        writer_->SetDepth(static_cast<std::uint32_t>(Depth() + 1));
         Put(cell, 1);
         for (std::size_t index = 0; index < View().results.size(); ++index) {
             writer_->Cell({CliCellKind::Absent, {}});
@@ -58,7 +61,7 @@ private:
         writer_->Cell(Maker().Of(static_cast<std::int64_t>(count)));
     }
 
-    std::unique_ptr<CliWriter> writer_;
+    std::unique_ptr<EReportWriter> writer_;
 };
 
 /// A line for each of the deepest nodes, or for each record. A node further up has no line: its
@@ -105,7 +108,7 @@ private:
         writer_->Cell(Maker().Of(static_cast<std::int64_t>(count)));
     }
 
-    std::unique_ptr<CliWriter> writer_;
+    std::unique_ptr<EReportWriter> writer_;
 };
 
 /// The parts that both JSON formats share.
@@ -262,6 +265,7 @@ std::unique_ptr<CliTreePrinter> MakeTreePrinter(const CliPrinting& printing,
         case CliFormat::NdJson:
             return std::make_unique<NdJsonTreePrinter>(printing, view, contents, interrupt);
         case CliFormat::Table:
+        case CliFormat::Xlsx:
             return std::make_unique<TableTreePrinter>(printing, view, contents, interrupt);
         default:
             return std::make_unique<RowsTreePrinter>(printing, view, contents, interrupt);

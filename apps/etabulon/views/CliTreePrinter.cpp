@@ -91,7 +91,7 @@ void CliTreePrinter::ReadResults(const EDataTreeNode& node) {
     const ETabulonTag& whole = isOfParent ? node.Parent()->Tag() : ETabulonTag::Null;
     for (unsigned index = 0; index < results_.size(); ++index) {
         if (view_.percent) {
-            results_[index] = CliPercent(contents_.totals->Share(node.Tag(), whole, index));
+            results_[index] = ReportPercent(contents_.totals->Share(node.Tag(), whole, index));
         } else {
             contents_.totals->ReadResult(node.Tag(), index, results_[index]);
         }

@@ -19,9 +19,14 @@ constexpr int kSignalExit = 128;
 constexpr timespec kMoment{.tv_sec = 0, .tv_nsec = 10'000'000};
 
 /// Ends the process without tidying up: the engine rolls back what a save hasn't committed.
-[[noreturn]] void End(int signal, bool saves) noexcept {
+[[noreturn]] void End(int signal, bool saves, const CliOutput& output) noexcept {
     if (saves) {
         WriteError("etabulon: cancelled: nothing was saved\n");
+    }
+    if (output.IsFile()) {
+        WriteError("etabulon: ");
+        WriteError(kFileLeft);
+        WriteError("\n");
     }
     _exit(kSignalExit + signal);
 }
@@ -85,7 +90,7 @@ void CliInterrupt::Raise(int signal) {
             return handler_();
         }
         if (raised_.exchange(signal) != 0) {
-            End(signal, saves_);
+            End(signal, saves_, output_);
         }
         if (cursor_ != nullptr) {
             return cursor_->Cancel();
@@ -99,10 +104,10 @@ void CliInterrupt::Raise(int signal) {
             return;
         }
         if (second > 0) {
-            End(second, saves_);
+            End(second, saves_, output_);
         }
     }
-    End(signal, saves_);
+    End(signal, saves_, output_);
 }
 
 bool CliInterrupt::BeginCommit() {

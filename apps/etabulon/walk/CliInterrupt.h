@@ -37,8 +37,9 @@ public:
     /// The exit status of a cancelled program.
     [[nodiscard]] CliExit Exit() const noexcept;
 
-    /// To be called right before the commit: later signals are ignored, so that the program reports
-    /// what it saved. Returns false if a signal has come before.
+    /// To be called right before a commit, or before a file takes its place: later signals are
+    /// ignored, so that the program reports what it saved. Returns false if a signal has come
+    /// before.
     [[nodiscard]] bool BeginCommit();
 
     /// Makes a cursor the one to cancel, for a scope. There is one at a time.

@@ -11,6 +11,11 @@
 #ifdef WITH_ICU
 #include "etabulon/icu/EIcuLocaleOrder.h"
 #endif
+#ifdef WITH_REPORT
+#include "etabulon/report/EReportFile.h"
+#include "etabulon/report/EReportScene.h"
+#include "etabulon/report/EReportXlsx.h"
+#endif
 #ifdef WITH_SQLITE
 #include "etabulon/sql/ETabulonCursorSql.h"
 #include "etabulon/sqlite/LoadCsv.h"
@@ -120,10 +125,34 @@ bool SortsByLanguage() {
 #endif
 }
 
+bool WritesReports() {
+#ifdef WITH_REPORT
+    EReportRanking ranking;
+    ranking.columns = {{"City", false, true}, {"Orders", true}};
+    ranking.lines = {{{EVariant("Lyon")}, {ETabulonValue(EVariant(2), Chaine(), false)}}};
+    ranking.totals = {ETabulonValue(EVariant(3), Chaine(), false)};
+    std::string error;
+    EReportFile sheet;
+    EReportFile picture;
+    if (!sheet.Open("orders.xlsx", error) || !picture.Open("orders.svg", error)) {
+        return false;
+    }
+    EReportXlsxWriter writer(sheet);
+    WriteRanking(writer, ranking);
+    WriteSvg(DrawChart(MakeChart(ranking), EReportTheme::Dark()), picture);
+    return sheet.Commit(error) && picture.Commit(error);
+#else
+    return true;
+#endif
+}
+
 bool IsTheVersionAskedFor() { return std::string(kVersion) == EXPECTED_VERSION; }
 
 }  // namespace
 
 int main() {
-    return IsTheVersionAskedFor() && WalksMemory() && WalksCsv() && SortsByLanguage() ? 0 : 1;
+    return IsTheVersionAskedFor() && WalksMemory() && WalksCsv() && SortsByLanguage() &&
+                   WritesReports()
+               ? 0
+               : 1;
 }

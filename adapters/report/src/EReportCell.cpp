@@ -1,4 +1,4 @@
-#include "apps/etabulon/output/CliCell.h"
+#include "etabulon/report/EReportCell.h"
 
 #include "etabulon/foundation/EDataType.h"
 #include "etabulon/values/ETabulonValue.h"
@@ -14,6 +14,34 @@ std::string_view BytesOf(const EVariant& value) noexcept {
     return {static_cast<const char*>(value.GetBuffer()), value.ByteCount()};
 }
 
+EReportForm FormOf(EStorage storage) noexcept {
+    switch (storage) {
+        case EStorage::Int8:
+        case EStorage::Int16:
+        case EStorage::Int32:
+        case EStorage::Int64:
+        case EStorage::UInt8:
+        case EStorage::UInt16:
+        case EStorage::UInt32:
+        case EStorage::UInt64:
+        case EStorage::Bool:
+            return EReportForm::Whole;
+        case EStorage::Double:
+        case EStorage::Float:
+        case EStorage::Scaled32:
+        case EStorage::Scaled64:
+            return EReportForm::Real;
+        case EStorage::Date:
+            return EReportForm::Date;
+        case EStorage::Time:
+            return EReportForm::Time;
+        case EStorage::Timestamp:
+            return EReportForm::DateTime;
+        default:
+            return EReportForm::None;
+    }
+}
+
 bool IsDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 
 }  // namespace
@@ -23,7 +51,7 @@ bool IsMistakable(std::string_view text) noexcept {
            text.back() == ' ' || text.front() == '"';
 }
 
-ETabulonValue CliPercent(const std::optional<double>& share) {
+ETabulonValue ReportPercent(const std::optional<double>& share) {
     if (!share) {
         return ETabulonValue::Null;
     }
@@ -31,19 +59,22 @@ ETabulonValue CliPercent(const std::optional<double>& share) {
     return ETabulonValue(EVariant(rounded == 0 ? 0.0 : rounded), Chaine(), /*modified=*/false);
 }
 
-CliCell CliCellMaker::Of(std::int64_t number) {
+EReportCell EReportCellMaker::Of(std::int64_t number) {
     const auto end = std::to_chars(digits_.data(), digits_.data() + digits_.size(), number).ptr;
-    return {CliCellKind::Number, {digits_.data(), static_cast<std::size_t>(end - digits_.data())}};
+    return {EReportKind::Number,
+            {digits_.data(), static_cast<std::size_t>(end - digits_.data())},
+            /*indent=*/0,
+            EReportForm::Whole};
 }
 
-CliCell CliCellMaker::Of(const ETabulonValue& value) {
+EReportCell EReportCellMaker::Of(const ETabulonValue& value) {
     if (value.IsNull()) {
-        return {CliCellKind::Absent, {}};
+        return {EReportKind::Absent, {}};
     }
-    return value.IsSpecial() ? CliCell{CliCellKind::Differing, kDiffering} : Of(value.Data());
+    return value.IsSpecial() ? EReportCell{EReportKind::Differing, kDiffering} : Of(value.Data());
 }
 
-CliCell CliCellMaker::Of(const EVariant& value) {
+EReportCell EReportCellMaker::Of(const EVariant& value) {
     const void* const bytes = value.GetBuffer();
     if (bytes == nullptr) {
         return {};
@@ -51,7 +82,7 @@ CliCell CliCellMaker::Of(const EVariant& value) {
     const ETypeInfo& info = TypeInfo(value.Type());
     switch (info.storage) {
         case EStorage::OwnedText:
-            return {CliCellKind::Text, BytesOf(value)};
+            return {EReportKind::Text, BytesOf(value)};
         case EStorage::Int64: {
             std::int64_t number = 0;
             std::memcpy(&number, bytes, sizeof number);
@@ -66,14 +97,15 @@ CliCell CliCellMaker::Of(const EVariant& value) {
             break;
     }
     if (info.valueClass == EValueClass::Bytes && !info.IsFixedSize()) {
-        return {CliCellKind::Bytes, BytesOf(value)};
+        return {EReportKind::Bytes, BytesOf(value)};
     }
     text_ <<= value;
     const std::string_view text = BytesOf(text_);
     // JSON has no infinity and no NaN: these are written as words.
     const bool isNumber =
         info.valueClass == EValueClass::Number && !text.empty() && IsDigit(text.back());
-    return {isNumber ? CliCellKind::Number : CliCellKind::Text, text};
+    return {isNumber ? EReportKind::Number : EReportKind::Text, text, /*indent=*/0,
+            FormOf(info.storage)};
 }
 
 }  // namespace etabulon
