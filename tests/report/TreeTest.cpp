@@ -55,6 +55,7 @@ TEST(RecordsReport, HasEachRecordOfAWalk) {
     ETabulonTag austria;
     austria.SetValue(kCountry, ETabulonValue(EVariant("Austria"), Chaine(), /*modified=*/false));
     ASSERT_EQ(shop.cursor.Browse(austria), StatusOk);
+    lines.Finish(/*isWhole=*/true);
     EXPECT_EQ(lines.text,
               "Country|City|Product|id|amount|\nAustria|Graz|Chair|2|120|\n"
               "Austria|Graz|Lamp|5|135|\nend");

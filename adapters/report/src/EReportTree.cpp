@@ -107,14 +107,4 @@ CursorStatus EReportRecords::OnMove(const ETabulonCursor& cursor) {
     return StatusOk;
 }
 
-void EReportRecords::OnDone(const ETabulonCursor& /*cursor*/) { writer_.Finish(/*isWhole=*/true); }
-
-void EReportRecords::OnCancel(const ETabulonCursor& /*cursor*/) {
-    writer_.Finish(/*isWhole=*/false);
-}
-
-void EReportRecords::OnError(const ETabulonCursor& /*cursor*/, CursorStatus /*status*/) {
-    writer_.Finish(/*isWhole=*/false);
-}
-
 }  // namespace etabulon

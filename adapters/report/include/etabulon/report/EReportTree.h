@@ -19,8 +19,8 @@ namespace etabulon {
 ETABULON_API void WriteTree(EReportWriter& writer, const EDataTree& tree, const EReportNames& names,
                             const ETreeTotals* totals);
 
-/// Writes each record of a walk: its levels and the values of variables. A walk that doesn't end
-/// with StatusOk or StatusEnd leaves the report unfinished.
+/// Writes each record of a walk: its levels and the values of variables. No event tells the end of
+/// a walk: the caller of Browse calls the writer's Finish, with whether the walk was whole.
 ///
 /// Ownership  nothing is owned.
 /// Example    adapters/report/src/EReportTree.cpp
@@ -32,9 +32,6 @@ public:
 
     CursorStatus OnReset(const ETabulonTag& tag, const ETabulonCursor& cursor) override;
     CursorStatus OnMove(const ETabulonCursor& cursor) override;
-    void OnDone(const ETabulonCursor& cursor) override;
-    void OnCancel(const ETabulonCursor& cursor) override;
-    void OnError(const ETabulonCursor& cursor, CursorStatus status) override;
 
 private:
     EReportWriter& writer_;

@@ -16,7 +16,7 @@ namespace etabulon {
 ///
 /// Cells      numbers, booleans, dates and times are values of these kinds. NULL and a missing
 ///            result are empty cells; an empty text is the formula ="". Bytes are hexadecimal
-///            digits; a byte of a text that isn't UTF-8 is \xNN.
+///            digits; a byte of a text that isn't UTF-8 is written as in messages, by two digits.
 /// As text    what the format's numbers, doubles, can't tell exactly: whole numbers beyond 2^53,
 ///            about which the sink gets a note, and dates before 1900.
 /// Memory     that of one row: rows go to a file in the temporary folder, and from there to the
