@@ -117,12 +117,12 @@ CliResult<> TreeCommand::Prepare(const CliEnvironment& environment) const {
                           "--help)"};
     }
     const CliFormat format = Output().Printing(environment).format;
-    const bool isNested =
-        format == CliFormat::Table || format == CliFormat::Json || format == CliFormat::NdJson;
+    const bool isNested = format == CliFormat::Table || format == CliFormat::Json ||
+                          format == CliFormat::NdJson || format == CliFormat::Xlsx;
     if (showsLeaves_ && !isNested && HasCalculations()) {
         return CliFailure{CliExit::Usage,
                           "with --leaves each line of this format is a record, and --calc gives "
-                          "results of nodes: --format table, json and ndjson show both"};
+                          "results of nodes: --format table, json, ndjson and xlsx show both"};
     }
     return CliSortedCommand::Prepare(environment);
 }
