@@ -58,13 +58,13 @@ void ChartCanvas::Frame(const EReportChart& chart, double width, double bottom) 
     constexpr double kLeast = 360;
     constexpr double kMostTitle = 640;
     // A title makes a narrow chart wider, up to a limit.
-    const double title = Width(chart.title, kTitleSize, true) + 2 * kMargin;
+    const double title = Width(chart.title, kTitleSize, /*isBold=*/true) + 2 * kMargin;
     scene.width = std::max({width, kLeast, std::min(title, kMostTitle)});
     scene.title = chart.title;
-    scene.shapes.emplace_back(
-        EReportScene::Text{kMargin, kMargin + kTitleSize,
-                           Fitted(chart.title, scene.width - 2 * kMargin, kTitleSize, true),
-                           kTitleSize, theme.text, EReportScene::Text::Start, /*isBold=*/true});
+    scene.shapes.emplace_back(EReportScene::Text{
+        kMargin, kMargin + kTitleSize,
+        Fitted(chart.title, scene.width - 2 * kMargin, kTitleSize, /*isBold=*/true), kTitleSize,
+        theme.text, EReportScene::Text::Start, /*isBold=*/true});
     scene.height = bottom + kMargin;
     if (!chart.note.empty()) {
         constexpr double kLine = 18;

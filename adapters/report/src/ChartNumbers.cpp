@@ -58,15 +58,16 @@ NiceTicks::NiceTicks(double low, double high, unsigned count) {
         low -= low > 0 ? margin : 0;
         high += margin;
     }
-    step = NiceNumber(NiceNumber(high - low, false) / (count - 1), true);
+    step =
+        NiceNumber(NiceNumber(high - low, /*isRounded=*/false) / (count - 1), /*isRounded=*/true);
     first = std::floor(low / step) * step;
     last = std::ceil(high / step) * step;
 }
 
 std::vector<double> NiceTicks::All() const {
     std::vector<double> ticks;
-    const double count = std::round((last - first) / step);
-    for (double index = 0; index <= count; ++index) {
+    const auto count = static_cast<int>(std::round((last - first) / step));
+    for (int index = 0; index <= count; ++index) {
         const double tick = first + index * step;
         ticks.push_back(std::abs(tick) < step / 2 ? 0 : tick);
     }
@@ -146,8 +147,10 @@ std::vector<std::pair<double, std::string>> DateTicks(double first, double last,
     std::vector<std::pair<double, std::string>> ticks;
     for (const int step : kDays) {
         if (span / step <= count) {
-            for (double at = std::ceil(first); at <= last; at += step) {
-                ticks.emplace_back(at, TextOfDate(DayAt(at), true, true));
+            const auto end = static_cast<std::int64_t>(std::floor(last));
+            for (auto at = static_cast<std::int64_t>(std::ceil(first)); at <= end; at += step) {
+                const auto day = static_cast<double>(at);
+                ticks.emplace_back(day, TextOfDate(DayAt(day), /*hasMonth=*/true, /*hasDay=*/true));
             }
             return ticks;
         }
@@ -159,7 +162,7 @@ std::vector<std::pair<double, std::string>> DateTicks(double first, double last,
         }
     }
     if (months == 0) {
-        const double years = NiceNumber(span / kDaysPerYear / count, false);
+        const double years = NiceNumber(span / kDaysPerYear / count, /*isRounded=*/false);
         months = 12 * std::max(1, static_cast<int>(std::ceil(years)));
     }
     const chrono::year_month_day begin(DayAt(first));
@@ -174,7 +177,7 @@ std::vector<std::pair<double, std::string>> DateTicks(double first, double last,
             return ticks;
         }
         if (at >= first) {
-            ticks.emplace_back(at, TextOfDate(date, months < 12, false));
+            ticks.emplace_back(at, TextOfDate(date, months < 12, /*hasDay=*/false));
         }
     }
 }

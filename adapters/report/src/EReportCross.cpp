@@ -162,8 +162,10 @@ EReportNames EReportNames::Of(const ETabulonLevels& levels,
         const ETabulonVariableDesc& variable = *calculation->Variable();
         const std::string function(calculation->Function()->Code().View());
         const std::string header(variable.Header().View());
-        names.calculations.push_back({function, std::string(variable.DataID().Code().View()),
-                                      function + "(" + header + ")", header});
+        std::string name = function;
+        name.append("(").append(header).append(")");
+        names.calculations.push_back(
+            {function, std::string(variable.DataID().Code().View()), std::move(name), header});
     }
     return names;
 }

@@ -200,7 +200,8 @@ void EReportXlsxWriter::Sheet::PutNumber(const EReportCell& cell, XlsxLook look)
     constexpr std::size_t kGroup = 3;  // digits between two separators
     constexpr double kDecimals = 3;    // with their point
     const std::size_t digits = std::min(cell.text.find('.'), cell.text.size());
-    const auto grouped = static_cast<double>(digits + digits / kGroup);
+    const std::size_t separators = digits / kGroup;
+    const auto grouped = static_cast<double>(digits + separators);
     Widen(look.pattern == XlsxLook::Plain   ? static_cast<double>(cell.text.size())
           : look.pattern == XlsxLook::Whole ? grouped
                                             : grouped + kDecimals);

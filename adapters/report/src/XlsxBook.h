@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <tuple>
 
 namespace etabulon::detail {
 
@@ -31,7 +32,9 @@ struct XlsxLook {
     bool isTotal = false;
     std::uint8_t indent = 0;
 
-    friend auto operator<=>(const XlsxLook&, const XlsxLook&) = default;
+    friend bool operator<(const XlsxLook& a, const XlsxLook& b) noexcept {
+        return std::tie(a.pattern, a.isTotal, a.indent) < std::tie(b.pattern, b.isTotal, b.indent);
+    }
 };
 
 /// A book of one sheet, in files of the temporary folder.
