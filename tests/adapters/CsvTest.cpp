@@ -228,6 +228,34 @@ TEST_F(CsvInColumns, OpenSomeFieldsInAnOrderOfTheirOwn) {
     EXPECT_EQ(some->status, DataReadOnly);
 }
 
+TEST_F(CsvInColumns, TellHowFarTheyAreAndEndWhenTheyAreTo) {
+    std::string text = "a\n";
+    while (text.size() < (5U << 18U)) {
+        text += "12345678\n";
+    }
+    text += "x\n";
+    std::ofstream(file) << text;
+    std::vector<std::uint64_t> asked;
+    std::size_t endAt = 0;  // never
+    ECsvReadOptions options;
+    options.goesOn = [&](std::uint64_t read, std::uint64_t of) {
+        EXPECT_EQ(of, text.size());
+        asked.push_back(read);
+        return asked.size() != endAt;
+    };
+    EXPECT_NE(ECsvTable::Read(file.c_str(), options, error), nullptr);
+    EXPECT_EQ(asked.front(), 1U << 18U);
+    EXPECT_EQ(asked.back(), text.size());
+    for (const std::size_t count = asked.size(); endAt < count;) {
+        ++endAt;
+        asked.clear();
+        EXPECT_EQ(ECsvTable::Read(file.c_str(), options, error), nullptr);
+        EXPECT_EQ(error.status, kDataInterrupted);
+        EXPECT_EQ(asked.size(), endAt);
+    }
+    EXPECT_GE(endAt, 6U);
+}
+
 TEST_F(CsvInColumns, RefuseWhatCantBeReadAtAll) {
     ECsvReadOptions options;
     EXPECT_EQ(ECsvTable::Read(folder.c_str(), options, error), nullptr);

@@ -110,6 +110,8 @@ TEST_F(SqliteBlocks, GiveWhatSingleStepsGive) {
             walk.Change(cursor, changes);
             blocks += walk.Compare(overlay);
         }
+        // The records of a view have another position in each walk, which leaves keep.
+        blocks += isView ? 0 : walk.CompareTrees(cursor, [] {});
         if (HasFailure()) {
             return;
         }

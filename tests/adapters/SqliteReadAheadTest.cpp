@@ -89,6 +89,19 @@ private:
     unsigned column_ = 0;
 };
 
+/// A kind of table, or of walk.
+struct AheadCase {
+    const char* name;
+    unsigned readers;
+    const char* columns;
+    const char* key;         // of row i
+    bool hasOthers = false;  // rows that the walk's condition leaves out
+};
+constexpr AheadCase kClusters{"Clusters", 2,
+                              "k INTEGER PRIMARY KEY, v INTEGER, pad TEXT, half INTEGER)",
+                              "CASE WHEN i < 5000 THEN i - 9000000000000000000 WHEN i < 15000"
+                              " THEN i * 7 ELSE i + 9000000000000000000 END"};
+
 class SqliteReadAhead : public SqliteTest {
 protected:
     static constexpr std::int64_t kRows = 20000;
@@ -102,20 +115,24 @@ protected:
         EReadAhead::SetThreads(threads_);
         EReadAhead::SetLeastRecords(EReadAhead::kLeastRecords);
     }
-    /// Table t with keys in three clusters, and the same value in each row.
-    void Make(const std::string& pragma = "") {
-        Run(pragma +
-            ";CREATE TABLE t (k INTEGER PRIMARY KEY, v INTEGER, pad TEXT);"
+    /// Table t with the same value in each row; in `others` there is another one.
+    void Make(const std::string& pragma = "", const AheadCase& kind = kClusters) {
+        const std::string rows =
             "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 20000)"
-            "INSERT INTO t SELECT CASE WHEN i < 5000 THEN i - 9000000000000000000 WHEN i < 15000"
-            " THEN i * 7 ELSE i + 9000000000000000000 END, 0, 'text ' || (i % 900) FROM n;");
+            "INSERT INTO t SELECT ";
+        Run(pragma + ";CREATE TABLE t (" + kind.columns + ";" + rows + kind.key +
+            ", 0, 'text ' || (i % 900), 1 FROM n;");
+        if (kind.hasOthers) {
+            Run(rows + "i * 7 + 3, 5, 'out', 0 FROM n WHERE i BETWEEN 4000 AND 16000");
+        }
+        place = kind.hasOthers ? ETabulonTag{{0, EVariant(1)}} : ETabulonTag();
     }
     CursorStatus Walk(const ERef<Summing>& listener) {
         ETabulonCursorSql cursor;
-        cursor.Init(LevelsBy({"v"}), table.get(), /*ownsTable=*/false);
+        cursor.Init(LevelsBy({"half"}), table.get(), /*ownsTable=*/false);
         listener->before = CountThreads();
         const ECursorListening listening(cursor, *listener);
-        return cursor.Browse(ETabulonTag::Null);
+        return cursor.Browse(place);
     }
     static void ExpectWhole(const Summing& sums) {
         EXPECT_EQ(sums.records, static_cast<std::size_t>(kRows));
@@ -125,11 +142,26 @@ protected:
     }
 
     const ERef<Summing> sums = MakeRef<Summing>();
+    ETabulonTag place;  // of all walks
 
 private:
     BlocksEnabled blocks_{true};  // readers deliver blocks only
     unsigned threads_ = EReadAhead::Threads();
 };
+
+class SqliteReadAheadOf : public SqliteReadAhead, public testing::WithParamInterface<AheadCase> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, SqliteReadAheadOf,
+    testing::Values(
+        kClusters, AheadCase{"Condition", 2, kClusters.columns, kClusters.key, /*hasOthers=*/true},
+        AheadCase{"TextKey", 1, "k TEXT PRIMARY KEY, v INTEGER, pad TEXT, half INTEGER)",
+                  "printf('key %06d', i)"},
+        AheadCase{"Composite", 1,
+                  "k INTEGER, v INTEGER, pad TEXT, half INTEGER, PRIMARY KEY (half, k)) "
+                  "WITHOUT ROWID",
+                  "i"}),
+    [](const auto& kind) { return kind.param.name; });
 
 TEST_F(SqliteReadAhead, IsDoneOnlyWhereItPaysAndAllReadersSeeOneState) {
     Make();
@@ -146,7 +178,7 @@ TEST_F(SqliteReadAhead, IsDoneOnlyWhereItPaysAndAllReadersSeeOneState) {
         EXPECT_EQ(readers(), 0U) << "switched off";
         EReadAhead::SetThreads(2);
         table->SetOrder({1});
-        EXPECT_EQ(readers(), 0U) << "another order";
+        EXPECT_EQ(readers(), 0U) << "an order that is sorted";
         table->SetOrder({});
     }
     EXPECT_EQ(table->BeginAtomic(), DataOk);
@@ -192,10 +224,30 @@ TEST_F(SqliteReadAhead, GoesOnWithoutWhereThereIsNoThread) {
     EXPECT_GT(sums->blocks, 0U);
 }
 
-TEST_F(SqliteReadAhead, SeesOneStateWhileOthersCommit) {
+TEST_F(SqliteReadAhead, IsLeftToPlacesThatNoIndexFinds) {
+    Make("", {.name = "",
+              .readers = 2,
+              .columns = kClusters.columns,
+              .key = kClusters.key,
+              .hasOthers = true});
+    OpenTable("t");
+    EXPECT_EQ(Walk(sums), StatusOk);
+    EXPECT_EQ(sums->Readers(), 2U);
+    Run("CREATE INDEX i ON t (half)");
+    EXPECT_EQ(Walk(sums), StatusOk);
+    ExpectWhole(*sums);
+    EXPECT_EQ(sums->Readers(), 0U);
+    // The first step, which readers repeat, would take as long as the walk.
+    Run("DROP INDEX i; UPDATE t SET half = 0 WHERE k < 1000000000000");
+    EXPECT_EQ(Walk(sums), StatusOk);
+    EXPECT_EQ(sums->Readers(), 0U);
+    EXPECT_EQ(sums->records, 5001U);
+}
+
+TEST_P(SqliteReadAheadOf, SeesOneStateWhileOthersCommit) {
     for (const char* const mode : {"PRAGMA journal_mode=wal", "PRAGMA journal_mode=delete"}) {
         std::filesystem::remove(path);
-        Make(mode);
+        Make(mode, GetParam());
         OpenTable("t", {}, ESqlOpenMode::ReadOnly);
         std::atomic<bool> isOver{false};
         std::thread writer([this, &isOver] {
@@ -207,7 +259,7 @@ TEST_F(SqliteReadAhead, SeesOneStateWhileOthersCommit) {
         });
         std::size_t walks = 0;
         const auto start = std::chrono::steady_clock::now();
-        while (std::chrono::steady_clock::now() - start < std::chrono::milliseconds(1500)) {
+        while (std::chrono::steady_clock::now() - start < std::chrono::milliseconds(500)) {
             const CursorStatus status = Walk(sums);
             if (status == static_cast<CursorStatus>(DataLocked)) {
                 continue;
@@ -223,8 +275,8 @@ TEST_F(SqliteReadAhead, SeesOneStateWhileOthersCommit) {
     }
 }
 
-TEST_F(SqliteReadAhead, EndsAllReadersWithTheWalk) {
-    Make();
+TEST_P(SqliteReadAheadOf, EndsAllReadersWithTheWalk) {
+    Make("", GetParam());
     OpenTable("t", {}, ESqlOpenMode::ReadWrite);
     for (const std::size_t at : {2, 1024, 1025, 5000, 12345, 19999, 20000}) {
         SCOPED_TRACE(at);
@@ -259,15 +311,16 @@ TEST_F(SqliteReadAhead, EndsAllReadersWithTheWalk) {
     }
     EXPECT_EQ(Walk(sums), StatusOk);
     ExpectWhole(*sums);
+    EXPECT_EQ(sums->Readers(), GetParam().readers);
 }
 
-TEST_F(SqliteReadAhead, IsCancelledFromAnotherThreadAtOnce) {
-    Make();
+TEST_P(SqliteReadAheadOf, IsCancelledFromAnotherThreadAtOnce) {
+    Make("", GetParam());
     OpenTable("t", {}, ESqlOpenMode::ReadOnly);
     sums->before = CountThreads();
     for (int turn = 0; turn < 40; ++turn) {
         ETabulonCursorSql cursor;
-        cursor.Init(LevelsBy({"v"}), table.get(), /*ownsTable=*/false);
+        cursor.Init(LevelsBy({"half"}), table.get(), /*ownsTable=*/false);
         const ECursorListening listening(cursor, *sums);
         std::chrono::steady_clock::time_point asked;
         std::thread other([&cursor, &asked, turn] {
@@ -275,7 +328,7 @@ TEST_F(SqliteReadAhead, IsCancelledFromAnotherThreadAtOnce) {
             asked = std::chrono::steady_clock::now();
             cursor.Cancel();
         });
-        const CursorStatus status = cursor.Browse(ETabulonTag::Null);
+        const CursorStatus status = cursor.Browse(place);
         const auto ended = std::chrono::steady_clock::now();
         other.join();
         EXPECT_TRUE(status == StatusCancelled || status == StatusOk) << status;
@@ -287,8 +340,8 @@ TEST_F(SqliteReadAhead, IsCancelledFromAnotherThreadAtOnce) {
     }
 }
 
-TEST_F(SqliteReadAhead, FailsOrIsWholeAtEachCallThatFails) {
-    Make();
+TEST_P(SqliteReadAheadOf, FailsOrIsWholeAtEachCallThatFails) {
+    Make("", GetParam());
     FaultVfs vfs;
     std::size_t failures = 0;
     std::uint64_t count = 1;
@@ -316,12 +369,12 @@ TEST_F(SqliteReadAhead, FailsOrIsWholeAtEachCallThatFails) {
     EXPECT_GT(failures, 20U);
 }
 
-TEST_F(SqliteReadAhead, LeavesAFileThatAnotherHasReplaced) {
-    Make();
+TEST_P(SqliteReadAheadOf, LeavesAFileThatAnotherHasReplaced) {
+    Make("", GetParam());
     OpenTable("t", {}, ESqlOpenMode::ReadOnly);
     const std::filesystem::path opened = path;
     path = folder / "other.db";
-    Make();
+    Make("", GetParam());
     Run("UPDATE t SET v = 1");
     std::filesystem::rename(path, opened);
     EXPECT_EQ(Walk(sums), StatusOk);

@@ -171,6 +171,19 @@ TEST(InterruptedLine, IsWrittenToItsEndUnlessInterruptedAgain) {
     EXPECT_EQ(twice.status, 130);
 }
 
+TEST(InterruptedReading, EndsWith130AndNoMessage) {
+    const TestFolder folder;
+    std::string text = "a,b\n";
+    for (int row = 0; row < 2000000; ++row) {
+        text += "12,x\n";
+    }
+    CommandRun run({"grid", folder.MakeFile("t.csv", text), "--axes", "b", "--calc", "SUM:a"});
+    run.Interrupt();
+    run.Finish();
+    EXPECT_EQ(run.status, 130);
+    EXPECT_EQ(run.out + run.err, "");
+}
+
 /// The script of a save that failed is being written while the signals come.
 TEST(InterruptedSave, SaysThatNothingWasSavedWhicheverSignalEndsIt) {
     const TestFolder folder;

@@ -240,6 +240,13 @@ TEST(Help, NamesWhatAnOptionTakes) {
     EXPECT_NE(RunCommand({"edit", "--help"}).out.find("--delete EDIT "), std::string::npos);
 }
 
+TEST(Help, NamesTheVariablesOfTheEnvironment) {
+    const std::string help = RunCommand({"--help"}).out;
+    for (const CliMeaning& variable : CliVariableMeanings()) {
+        EXPECT_NE(help.find(variable.word), std::string::npos) << variable.word;
+    }
+}
+
 TEST(Help, HasLinesOfAtMostOneHundredColumns) {
     const auto isFirstByte = [](char byte) { return (byte & 0xC0) != 0x80; };
     for (const char* command : {"levels", "walk", "tree", "browse", "grid", "score", "edit"}) {

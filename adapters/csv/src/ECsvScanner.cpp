@@ -62,7 +62,8 @@ std::uint32_t* FindMarks(const char*, std::size_t&, std::size_t, char,
 
 }  // namespace
 
-ECsvScanner::ECsvScanner(const Chaine& path, char separator) : path_(path), separator_(separator) {}
+ECsvScanner::ECsvScanner(const Chaine& path, const ECsvReadOptions& options)
+    : path_(path), options_(options), separator_(options.separator) {}
 
 ECsvScanner::~ECsvScanner() {
     if (file_ >= 0) {
@@ -77,6 +78,7 @@ bool ECsvScanner::Open(EDataError& error) {
         error = CsvError(path_, 0, "there is no such file, or it can't be read");
         return false;
     }
+    size_ = static_cast<std::uint64_t>(found.st_size);
     if (!Refill()) {
         error = error_;
         return false;
@@ -257,6 +259,11 @@ bool ECsvScanner::Refill() {
         error_ = CsvError(path_, LineAt(end_) - 1, "the file can't be read any further");
         return false;
     }
+    if (options_.goesOn && !options_.goesOn(readBytes_, size_)) {
+        error_ = CsvError(path_, 0, "the reading was cancelled");
+        error_.status = kDataInterrupted;
+        return false;
+    }
     marks_.resize(capacity_);
     markCount_ = 0;
     nextMark_ = 0;
@@ -278,6 +285,7 @@ bool ECsvScanner::ReadMore() {
             return true;
         }
         end_ += static_cast<std::size_t>(count);
+        readBytes_ += static_cast<std::uint64_t>(count);
     }
     return true;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "etabulon/csv/ECsvTable.h"
 #include "etabulon/foundation/EBlockBuilder.h"
 #include "etabulon/foundation/EDataError.h"
 
@@ -18,8 +19,8 @@ public:
     /// The most rows that a call of NextRows gives.
     static constexpr std::size_t kMostRows = ERecordBlock::kMostRecords;
 
-    /// `separator` is no quote and no line break.
-    ECsvScanner(const Chaine& path, char separator);
+    /// The separator is no quote and no line break. `options` isn't owned.
+    ECsvScanner(const Chaine& path, const ECsvReadOptions& options);
     ECsvScanner(const ECsvScanner&) = delete;
     ECsvScanner& operator=(const ECsvScanner&) = delete;
     ~ECsvScanner();
@@ -53,8 +54,11 @@ private:
     [[nodiscard]] std::uint64_t LineAt(std::size_t at) const noexcept;
 
     const Chaine path_;
+    const ECsvReadOptions& options_;
     const char separator_;
     int file_ = -1;
+    std::uint64_t size_ = 0;       // of the file
+    std::uint64_t readBytes_ = 0;  // of it
     std::unique_ptr<char[]> buffer_;
     std::size_t capacity_ = 0;
     std::size_t end_ = 0;               // of the bytes in the buffer

@@ -74,7 +74,7 @@ bool ECsvTable::Reader::ReadFirst(ECsvScanner& rows) {
 
 /// Gives the file's cells to these columns, or to new ones.
 bool ECsvTable::Reader::ReadPass(std::vector<ECsvColumn*> columns) {
-    ECsvScanner rows(table_.path_, options_.separator);
+    ECsvScanner rows(table_.path_, options_);
     if (!rows.Open(error_) || !ReadFirst(rows)) {
         return false;
     }

@@ -32,6 +32,7 @@ struct XlsxLook {
     bool isTotal = false;
     std::uint8_t indent = 0;
 
+    friend bool operator==(const XlsxLook&, const XlsxLook&) = default;
     friend bool operator<(const XlsxLook& a, const XlsxLook& b) noexcept {
         return std::tie(a.pattern, a.isTotal, a.indent) < std::tie(b.pattern, b.isTotal, b.indent);
     }

@@ -151,6 +151,14 @@ std::string SqlWhere(std::span<const ESqlCondition> conditions) {
     return where;
 }
 
+int CountSqlParameters(std::span<const ESqlCondition> conditions) noexcept {
+    std::size_t count = 0;
+    for (const ESqlCondition& condition : conditions) {
+        count += condition.values.size();
+    }
+    return static_cast<int>(count);
+}
+
 void BindSqlConditions(std::span<const ESqlCondition> conditions, ISqlStatement& statement) {
     int parameter = 0;
     for (const ESqlCondition& condition : conditions) {

@@ -29,6 +29,7 @@ struct ESqlCondition {
 
 /// " WHERE" all conditions, or nothing. The parameters count from ?1.
 [[nodiscard]] std::string SqlWhere(std::span<const ESqlCondition> conditions);
+[[nodiscard]] int CountSqlParameters(std::span<const ESqlCondition> conditions) noexcept;
 void BindSqlConditions(std::span<const ESqlCondition> conditions, ISqlStatement& statement);
 
 // False if SQL might decide more strictly than variants do.

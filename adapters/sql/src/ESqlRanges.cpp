@@ -27,6 +27,17 @@ std::string ESqlTable::Ranges::Column(const ESqlTableInfo& info) {
     return info.keyKind == ESqlKeyKind::RowId ? SqlRowId(info) : SqlColumn(info, info.key[0]);
 }
 
+std::string ESqlTable::Ranges::Where(const State& state,
+                                     std::initializer_list<std::string_view> bounds) {
+    std::string where = SqlWhere(state.conditions);
+    int parameter = CountSqlParameters(state.conditions);
+    for (const std::string_view bound : bounds) {
+        where += where.empty() ? " WHERE " : " AND ";
+        where += Column(state.info) + std::string(bound) + std::to_string(++parameter);
+    }
+    return where;
+}
+
 /// The number that a statement with these values returns; none if it has no row, or fails.
 std::optional<std::int64_t> ESqlTable::Ranges::Ask(State& state, const std::string& text,
                                                    std::initializer_list<std::int64_t> values) {
@@ -63,14 +74,60 @@ bool ESqlTable::Ranges::Plan(State& state) {
     if (!sampled.has_value()) {
         return false;
     }
-    const std::optional<std::int64_t> highest = Ask(state, "SELECT max(" + key + ')' + from, {});
+    const std::optional<std::int64_t> highest = Ask(state, "SELECT max(" + key + ')' + from);
     if (!highest.has_value()) {
         return false;
     }
     wanted_ = std::clamp<std::size_t>(least / 8, 1, kMostRows);
+    // Where conditions leave few rows, the readers still share the table.
+    constexpr std::uint64_t kShares = 64;
+    constexpr std::uint64_t kMostWidth = std::uint64_t{1} << 62U;
+    mostWidth_ = state.conditions.empty()
+                     ? kMostWidth
+                     : std::max<std::uint64_t>(Distance(first, *highest) / kShares, wanted_);
     return static_cast<double>(Distance(first, *highest)) /
                static_cast<double>(Distance(first, *sampled)) * static_cast<double>(few) >=
            static_cast<double>(least);
+}
+
+bool ESqlTable::Ranges::HasEnough(State& state) {
+    // An engine takes its smallest index for it.
+    return Ask(state,
+               "SELECT 1 FROM " + std::string(state.info.qualifiedName.View()) +
+                   " LIMIT 1 OFFSET ?1",
+               {static_cast<std::int64_t>(EReadAhead::LeastRecords())})
+        .has_value();
+}
+
+bool ESqlTable::Ranges::ReadsAll(State& state) {
+    constexpr int kDetail = 3;
+    if (state.conditions.empty()) {
+        return true;
+    }
+    // Prepared each time: a plan isn't made again by itself when the schema has changed.
+    const auto plan = state.connection->Prepare("EXPLAIN QUERY PLAN " + state.walkText);
+    if (plan == nullptr) {
+        return false;
+    }
+    ESqlRow none;
+    ESqlStep step = ESqlStep::Done;
+    while ((step = plan->StepWalk(none)) == ESqlStep::Row) {
+        const ESqlValue detail = plan->Column(kDetail);
+        if (detail.bytes != nullptr &&
+            std::string_view(detail.bytes, detail.size).starts_with("SEARCH")) {
+            return false;
+        }
+    }
+    return step == ESqlStep::Done;
+}
+
+bool ESqlTable::Ranges::HasLowest(State& state) {
+    const std::string key = state.row.integerKeyColumn < 0 ? "" : Column(state.info);
+    return !key.empty() && Ask(state,
+                               "SELECT 1 FROM " + std::string(state.info.qualifiedName.View()) +
+                                   " WHERE " + key + " = ?1",
+                               {std::numeric_limits<std::int64_t>::min()})
+                               .has_value();
 }
 
 void ESqlTable::Ranges::Start(std::int64_t after) noexcept {
@@ -108,12 +165,11 @@ ESqlStep ESqlTable::Ranges::Next(ISqlStatement& seek, std::int64_t& after, std::
 }
 
 void ESqlTable::Ranges::NoteRows(std::uint64_t width, std::size_t rows) noexcept {
-    constexpr std::uint64_t kMostWidth = std::uint64_t{1} << 62U;
     if (width != width_) {
         return;  // another range has changed the width since this one was taken
     }
     if (rows * 2 < wanted_) {
-        width_ = std::min(width_ * 2, kMostWidth);
+        width_ = std::min(width_ * 2, mostWidth_);
     } else if (rows > wanted_ * 2) {
         width_ = std::max<std::uint64_t>(width_ / (rows / wanted_), 1);
     }

@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace etabulon {
 
@@ -14,10 +15,20 @@ namespace etabulon {
 /// keys are passed over, so that each range has a row.
 class ESqlTable::Ranges {
 public:
-    /// False if there are too few rows, or they can't be estimated.
+    /// Plans the ranges. False if the table has too few rows after the walk's first one, or they
+    /// can't be estimated.
     [[nodiscard]] bool Plan(State& state);
+    /// Whether the table has enough rows for readers, in whatever order.
+    [[nodiscard]] static bool HasEnough(State& state);
+    /// Whether the walk's conditions leave the engine no better way than to read all rows. A
+    /// search by an index mostly finds few.
+    [[nodiscard]] static bool ReadsAll(State& state);
+    /// Whether there is a row with the lowest integer key, which has no position.
+    [[nodiscard]] static bool HasLowest(State& state);
     /// Begins after this key.
     void Start(std::int64_t after) noexcept;
+    /// There is no range.
+    void StartNone() noexcept { isAtEnd_ = true; }
     /// The next range in the order of the key: the rows with keys above `after`, up to `last`. Done
     /// after the last one. `seek` is a statement of SeekText.
     [[nodiscard]] ESqlStep Next(ISqlStatement& seek, std::int64_t& after, std::int64_t& last);
@@ -27,15 +38,20 @@ public:
     [[nodiscard]] bool IsAtEnd() const noexcept { return isAtEnd_; }
 
     [[nodiscard]] static std::string Column(const ESqlTableInfo& info);
+    /// " WHERE" the walk's conditions, and the key after ("> ?") or from (">= ?") a bound, or up to
+    /// a second one. The bounds' parameters follow those of the conditions.
+    [[nodiscard]] static std::string Where(const State& state,
+                                           std::initializer_list<std::string_view> bounds);
     [[nodiscard]] static std::string SeekText(const ESqlTableInfo& info);
 
 private:
     [[nodiscard]] static std::optional<std::int64_t> Ask(
-        State& state, const std::string& text, std::initializer_list<std::int64_t> values);
+        State& state, const std::string& text, std::initializer_list<std::int64_t> values = {});
 
     std::uint64_t wanted_ = 1;  // rows of a range
     std::uint64_t width_ = 1;   // of the next range, in keys
-    std::int64_t at_ = 0;       // the last key of the range before
+    std::uint64_t mostWidth_ = 1;
+    std::int64_t at_ = 0;  // the last key of the range before
     bool isAtEnd_ = false;
 };
 

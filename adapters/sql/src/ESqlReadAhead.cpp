@@ -2,7 +2,9 @@
 
 #include "etabulon/foundation/EReadAhead.h"
 
+#include <algorithm>
 #include <chrono>
+#include <limits>
 #include <new>
 #include <system_error>
 
@@ -38,7 +40,7 @@ ESqlTable::ReadAhead::~ReadAhead() {
 
 EPosition ESqlTable::ReadAhead::Prepare(EPosition first) {
     State& s = *table_.state_;
-    if (!MayRun() || !ranges_.Plan(s) || !Connect()) {
+    if (!MayRun() || !Plan() || !Connect()) {
         return first;
     }
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
@@ -53,7 +55,9 @@ EPosition ESqlTable::ReadAhead::Prepare(EPosition first) {
         // The file may have been replaced by another one since the table opened it.
         if (BeginReading() && watch_->StateNumber() == before &&
             s.connection->StateNumber().has_value()) {
-            ranges_.Start(s.AddressOf(first).number);
+            if (!isWhole_) {
+                ranges_.Start(s.AddressOf(first).number);
+            }
             isPrepared_ = true;
             return first;
         }
@@ -64,9 +68,30 @@ EPosition ESqlTable::ReadAhead::Prepare(EPosition first) {
 
 bool ESqlTable::ReadAhead::MayRun() const {
     const State& s = *table_.state_;
-    return EReadAhead::Threads() != 0 && s.conditions.empty() && s.order.empty() &&
-           s.row.integerKeyColumn >= 0 && s.keyStatement == nullptr && !s.isHolding &&
-           !s.connection->IsInTransaction();
+    // The first step runs again. It takes long where it sorts, or passes over many rows.
+    const auto most = static_cast<std::int64_t>(2 * EReadAhead::LeastRecords());
+    return EReadAhead::Threads() != 0 && s.info.keyKind != ESqlKeyKind::None &&
+           s.keyStatement == nullptr && !s.isHolding && !s.connection->IsInTransaction() &&
+           s.walkStatement->TakeEffort() <= most;
+}
+
+/// False if readers don't pay, or can't tell the walk's records.
+bool ESqlTable::ReadAhead::Plan() {
+    State& s = *table_.state_;
+    const ESqlTableInfo& info = s.info;
+    isWhole_ = s.row.integerKeyColumn < 0 || !s.order.empty();
+    if (!Ranges::ReadsAll(s)) {
+        return false;
+    }
+    if (!isWhole_) {
+        return ranges_.Plan(s);
+    }
+    ranges_.StartNone();
+    const bool isUnsure = info.keyKind == ESqlKeyKind::Columns && info.rowIdName.empty() &&
+                          std::any_of(info.key.begin(), info.key.end(), [&info](unsigned column) {
+                              return !info.columns[column].notNull;
+                          });
+    return !isUnsure && Ranges::HasEnough(s) && !Ranges::HasLowest(s);
 }
 
 /// Connections are kept for later walks.
@@ -75,7 +100,7 @@ bool ESqlTable::ReadAhead::Connect() {
     if (watch_ == nullptr) {
         watch_ = s.connection->OpenReader();
     }
-    const std::size_t threads = EReadAhead::Threads();
+    const std::size_t threads = isWhole_ ? 1 : EReadAhead::Threads();
     while (watch_ != nullptr && readers_.size() < threads) {
         auto connection = s.connection->OpenReader();
         if (connection == nullptr) {
@@ -114,20 +139,18 @@ bool ESqlTable::ReadAhead::Start(const EBlockSource& source, const EBlockRequest
     if (!isPrepared_) {
         return false;
     }
-    const State& s = *table_.state_;
-    const std::string key = Ranges::Column(s.info);
-    // The reader tests the end of a range by the key that it reads anyway, at half the price.
-    const std::string text = s.selectRow + " WHERE " + key + " > ?1" + SqlOrder(s.info, {});
+    deliveredRows_ = 0;
     mustEnd_ = hasNoMemory_ = false;
     delivered_ = nullptr;
     bool hasThread = false;
     for (Reader& reader : readers_) {
-        reader.statement = reader.connection->Prepare(text);
-        reader.seek = reader.connection->Prepare(Ranges::SeekText(s.info));
-        if (reader.statement == nullptr || reader.seek == nullptr) {
+        if (!PrepareStatements(reader)) {
             break;
         }
         MakeSlots(reader, source, request, descs, cells, owner);
+        if (isWhole_) {
+            chunks_.emplace_back();
+        }
         try {
             reader.thread = std::thread([this, &reader] { Read(reader); });
         } catch (const std::system_error&) {
@@ -140,6 +163,36 @@ bool ESqlTable::ReadAhead::Start(const EBlockSource& source, const EBlockRequest
         Free();
     }
     return hasThread;
+}
+
+bool ESqlTable::ReadAhead::PrepareStatements(Reader& reader) {
+    const State& s = *table_.state_;
+    if (isWhole_) {
+        reader.statement = reader.connection->Prepare(s.walkText);
+        return reader.statement != nullptr && StandOnFirst(reader);
+    }
+    // The reader tests the end of a range by the key that it reads anyway, at half the price. With
+    // conditions the next row may be far behind that end.
+    const std::string where =
+        s.conditions.empty() ? Ranges::Where(s, {" > ?"}) : Ranges::Where(s, {" > ?", " <= ?"});
+    reader.statement = reader.connection->Prepare(s.selectRow + where + SqlOrder(s.info, {}));
+    reader.seek = reader.connection->Prepare(Ranges::SeekText(s.info));
+    if (reader.statement == nullptr || reader.seek == nullptr) {
+        return false;
+    }
+    BindSqlConditions(s.conditions, *reader.statement);
+    return true;
+}
+
+/// The walk has delivered its first record, which must be the reader's too.
+bool ESqlTable::ReadAhead::StandOnFirst(Reader& reader) {
+    const State& s = *table_.state_;
+    BindSqlConditions(s.conditions, *reader.statement);
+    ESqlRow first = s.row;
+    first.cells.clear();
+    first.key.clear();
+    return reader.statement->StepWalk(first) == ESqlStep::Row && first.key == s.row.key &&
+           first.integerKey == s.row.integerKey;
 }
 
 void ESqlTable::ReadAhead::MakeSlots(Reader& reader, const EBlockSource& source,
@@ -162,7 +215,10 @@ void ESqlTable::ReadAhead::MakeSlots(Reader& reader, const EBlockSource& source,
             slot.rows.row.cells[cell].misreads = &slot.misreads[cell];
         }
         slot.rows.SetColumns(*slot.builder);
-        slot.rows.integerKeys.resize(ERecordBlock::kMostRecords);
+        const bool hasInteger = slot.rows.row.integerKeyColumn >= 0;
+        slot.rows.wantsKeys = !hasInteger;
+        slot.rows.integerKeys.resize(hasInteger ? ERecordBlock::kMostRecords : 0);
+        slot.rows.keys.resize(hasInteger ? 0 : ERecordBlock::kMostRecords);
         reader.free.push_back(&slot);
     }
 }
@@ -196,6 +252,7 @@ ESqlTable::ReadAhead::Outcome ESqlTable::ReadAhead::Next(Slot*& slot,
             Chunk& chunk = chunks_.front();
             if (chunk.IsDeliverable()) {
                 slot = delivered_ = chunk.ready[chunk.taken++];
+                deliveredRows_ += slot->rows.Size();
                 return Outcome::Block;
             }
             if (chunk.hasFailed) {
@@ -247,6 +304,12 @@ void ESqlTable::ReadAhead::Free() noexcept {
 
 void ESqlTable::ReadAhead::Read(Reader& reader) noexcept {
     try {
+        if (isWhole_) {
+            const SqlRun run(*reader.statement);
+            std::size_t rows = 0;
+            static_cast<void>(
+                ReadRows(reader, chunks_.front(), std::numeric_limits<std::int64_t>::max(), rows));
+        }
         while (ReadNext(reader)) {
         }
     } catch (const std::bad_alloc&) {
@@ -278,8 +341,23 @@ bool ESqlTable::ReadAhead::ReadNext(Reader& reader) {
     ESqlValue value;
     value.kind = ESqlValue::Kind::Int;
     value.integer = after;
-    reader.statement->Bind(1, value);
+    const int parameter = CountSqlParameters(table_.state_->conditions) + 1;
+    reader.statement->Bind(parameter, value);
+    if (parameter != 1) {
+        value.integer = last;
+        reader.statement->Bind(parameter + 1, value);
+    }
     std::size_t rows = 0;
+    const bool isRead = ReadRows(reader, chunk, last, rows);
+    hold.lock();
+    ranges_.NoteRows(static_cast<std::uint64_t>(last) - static_cast<std::uint64_t>(after), rows);
+    arrived_.notify_one();
+    return isRead;
+}
+
+/// False after a failure and at the end of the walk.
+bool ESqlTable::ReadAhead::ReadRows(Reader& reader, Chunk& chunk, std::int64_t last,
+                                    std::size_t& rows) {
     ESqlStep read = ESqlStep::Row;
     while (read == ESqlStep::Row) {
         Slot* const slot = TakeFree(reader, chunk);
@@ -290,9 +368,6 @@ bool ESqlTable::ReadAhead::ReadNext(Reader& reader) {
         read = ReadBlock(reader, chunk, *slot);
         rows += slot->rows.Size();
     }
-    hold.lock();
-    ranges_.NoteRows(static_cast<std::uint64_t>(last) - static_cast<std::uint64_t>(after), rows);
-    arrived_.notify_one();
     return read == ESqlStep::Done;
 }
 

@@ -49,6 +49,7 @@ EPosition ESqlTable::GetFirst() {
     if (!std::exchange(s.expectsBlocks, false)) {
         return StepStreaming();
     }
+    static_cast<void>(s.walkStatement->TakeEffort());
     const EPosition first = StepStreaming();
     return first != kNoPosition ? s.readAhead->Prepare(first) : first;
 }

@@ -265,29 +265,49 @@ void ESqlTable::State::ComeBack() {
     }
     walk = Walk::Streaming;
     if (!moved) {
-        const std::string key = Ranges::Column(info);
-        auto from =
-            connection->Prepare(selectRow + " WHERE " + key + " >= ?1" + SqlOrder(info, {}));
         ESqlRow into = row;
         into.cells.resize(isBlank ? into.cells.size() : 0);
         for (ESqlCell& cell : into.cells) {
             cell.misreads = &readAgain;
         }
-        if (from != nullptr) {
-            AddressOf(walkPosition).Bind(*from, 1);
-        }
-        // It begins while the walk's statement holds the state.
-        if (from == nullptr || from->StepWalk(into) != ESqlStep::Row) {
+        if (!(readAhead->IsWhole() ? StepTo(into) : BeginFrom(into))) {
             NoteWalkError();
             return BreakWalk();
         }
-        walkText.clear();
-        walkStatement = std::move(from);
         loadedFrom = isBlank ? Loaded::InStatement : loadedFrom;
         isBlank = false;
         MirrorLinkColumns();
     }
     readAhead->End();
+}
+
+/// Replaces the walk's statement by one that begins at the record where the walk stands.
+bool ESqlTable::State::BeginFrom(ESqlRow& into) {
+    auto from =
+        connection->Prepare(selectRow + Ranges::Where(*this, {" >= ?"}) + SqlOrder(info, {}));
+    if (from == nullptr) {
+        return false;
+    }
+    BindSqlConditions(conditions, *from);
+    AddressOf(walkPosition).Bind(*from, CountSqlParameters(conditions) + 1);
+    // It begins while the walk's statement holds the state.
+    if (from->StepWalk(into) != ESqlStep::Row) {
+        return false;
+    }
+    walkText.clear();
+    walkStatement = std::move(from);
+    return true;
+}
+
+/// Takes the walk's statement from its first record to the one where the walk stands.
+bool ESqlTable::State::StepTo(ESqlRow& into) {
+    ESqlRow none;
+    for (std::size_t left = readAhead->Delivered(); left != 0; --left) {
+        if (walkStatement->StepWalk(left == 1 ? into : none) != ESqlStep::Row) {
+            return false;
+        }
+    }
+    return true;
 }
 
 void ESqlTable::State::LeaveStreaming() {

@@ -118,6 +118,8 @@ struct ESqlTable::State {
     /// Turns a walk that other threads read into a streaming one, on the record that it delivered
     /// last.
     void ComeBack();
+    [[nodiscard]] bool BeginFrom(ESqlRow& into);
+    [[nodiscard]] bool StepTo(ESqlRow& into);
     /// Turns a streaming walk into a walk over the keys that remain.
     void LeaveStreaming();
     [[nodiscard]] Find ReadByKey(EPosition position);

@@ -27,6 +27,9 @@ public:
         hasFailed_ = false;
         isPastStart_ = false;
     }
+    std::int64_t TakeEffort() override {
+        return sqlite3_stmt_status(statement_, SQLITE_STMTSTATUS_VM_STEP, /*resetFlg=*/1);
+    }
 
 private:
     [[nodiscard]] ESqlStep RunStep();

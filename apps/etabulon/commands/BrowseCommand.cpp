@@ -9,6 +9,7 @@
 #include "apps/etabulon/browse/BrowseWindow.h"
 #include "apps/etabulon/request/CliSource.h"
 #include "apps/etabulon/walk/CliInterrupt.h"
+#include "apps/etabulon/walk/CliReading.h"
 
 #include <CLI/CLI.hpp>
 #include <signal.h>
@@ -66,7 +67,7 @@ CliResult<> BrowseCommand::Run(CliEnvironment& environment) {
     if (CliResult<> installed = sort_.Install(environment); !installed) {
         return installed;
     }
-    const CliResult<CliOpenTable> opened = source_.OpenTable();
+    const CliResult<CliOpenTable> opened = ReadTable(source_, environment.interrupt);
     if (!opened) {
         return opened.Failure();
     }

@@ -82,6 +82,12 @@ constexpr CliMeaning kExits[] = {
 };
 
 constexpr CliMeaning kVariables[] = {
+    {"ETABULON_BLOCKS",
+     "If it is 0, tables are read record by record instead of in blocks: slower, with the same "
+     "results."},
+    {"ETABULON_THREADS",
+     "How many threads read a large database table ahead; 0 switches them off. Without it as many "
+     "as there are cores, at most 4, and none on a single core."},
     {"NO_COLOR", "If set, nothing is coloured or dimmed."},
     {"TERM",
      "The kind of terminal, for browse as terminfo knows it. If it is dumb, nothing is coloured "
@@ -151,15 +157,20 @@ public:
             footer += "\n\nExamples:\n" + examples;
         }
         if (app->get_parent() == nullptr) {
-            footer += "\n\nExit status:\n";
-            for (const CliMeaning& exit : CliExitMeanings()) {
-                std::stringstream line;
-                CLI::detail::format_help(line, exit.word, Wrapped(exit.text, kWidth - kColumn),
-                                         kColumn);
-                footer += line.str();
-            }
+            footer += "\n\nExit status:\n" + Meanings(CliExitMeanings()) + "\nEnvironment:\n" +
+                      Meanings(CliVariableMeanings());
         }
         return footer;
+    }
+
+private:
+    static std::string Meanings(std::span<const CliMeaning> meanings) {
+        std::stringstream lines;
+        for (const CliMeaning& meaning : meanings) {
+            CLI::detail::format_help(lines, meaning.word, Wrapped(meaning.text, kWidth - kColumn),
+                                     kColumn);
+        }
+        return lines.str();
     }
 };
 

@@ -1,6 +1,7 @@
 #include "apps/etabulon/commands/CliViewCommand.h"
 
 #include "apps/etabulon/request/CliSource.h"
+#include "apps/etabulon/walk/CliReading.h"
 #include "apps/etabulon/walk/CliWalk.h"
 
 namespace etabulon {
@@ -19,10 +20,11 @@ CliResult<> CliViewCommand::Run(CliEnvironment& environment) {
     if (CliResult<> prepared = Prepare(environment); !prepared) {
         return prepared;
     }
-    if (CliResult<> opened = OpenOutput(environment, source_.path); !opened) {
-        return opened;
+    if (CliResult<> output = OpenOutput(environment, source_.path); !output) {
+        return output;
     }
-    const CliResult<CliOpenTable> opened = source_.OpenTable();
+    const CliResult<CliOpenTable> opened =
+        ReadTable(source_, environment.interrupt, output_.ShowsProgress(environment));
     return opened ? ShowTable(environment, opened->table, nullptr) : opened.Failure();
 }
 

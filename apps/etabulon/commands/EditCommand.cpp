@@ -7,6 +7,7 @@
 #include "apps/etabulon/request/CliSource.h"
 #include "apps/etabulon/request/CliSuggest.h"
 #include "apps/etabulon/request/CliWritten.h"
+#include "apps/etabulon/walk/CliReading.h"
 #include "apps/etabulon/walk/CliSave.h"
 
 #include <CLI/CLI.hpp>
@@ -313,14 +314,15 @@ CliResult<> EditCommand::Run(CliEnvironment& environment) {
                           "missing (see etabulon edit --help)"};
     }
     std::optional<CliFailure> unwritable;
-    auto source = source_.Open(saves_ ? ESqlOpenMode::ReadWrite : ESqlOpenMode::ReadOnly);
+    auto source = ReadSource(source_, saves_ ? ESqlOpenMode::ReadWrite : ESqlOpenMode::ReadOnly,
+                             environment.interrupt);
     if (saves_ && !source) {
         unwritable = source.Failure();
         if (unwritable->isLocked) {
             // Not even the columns' names can be read, which the normal form needs.
             return PrintAsGiven(*asked, environment.output, *unwritable);
         }
-        source = source_.Open(ESqlOpenMode::ReadOnly);
+        source = ReadSource(source_, ESqlOpenMode::ReadOnly, environment.interrupt);
     }
     if (!source) {
         return saves_ ? PrintAsGiven(*asked, environment.output, source.Failure())

@@ -4,6 +4,7 @@
 #include "apps/etabulon/request/CliDictionary.h"
 #include "apps/etabulon/request/CliLevels.h"
 #include "apps/etabulon/request/CliTables.h"
+#include "apps/etabulon/walk/CliReading.h"
 #include "etabulon/foundation/DDico.h"
 #include "etabulon/sql/ESqlSource.h"
 
@@ -75,7 +76,7 @@ CliResult<> LevelsCommand::Run(CliEnvironment& environment) {
     if (CliResult<> opened = output_.Open(environment, source_.path); !opened) {
         return opened;
     }
-    const auto source = source_.Open(ESqlOpenMode::ReadOnly);
+    const auto source = ReadSource(source_, ESqlOpenMode::ReadOnly, environment.interrupt);
     if (!source) {
         return source.Failure();
     }

@@ -131,17 +131,13 @@ void CliSourceOptions::Declare(CLI::App& app) {
         ->check(CheckSeparator);
 }
 
-CliResult<std::unique_ptr<CliTables>> CliSourceOptions::Open(ESqlOpenMode mode) const {
+CliResult<std::unique_ptr<CliTables>> CliSourceOptions::Open(ESqlOpenMode mode,
+                                                             const CliGoesOn& goesOn) const {
     char separator = 0;
     if (!separator_.empty()) {
         separator = separator_ == "tab" ? '\t' : separator_.front();
     }
-    return OpenSource(path, separator, mode);
-}
-
-CliResult<CliOpenTable> CliSourceOptions::OpenTable() const {
-    auto source = Open(ESqlOpenMode::ReadOnly);
-    return source ? FindTableIn(std::move(*source), table) : source.Failure();
+    return OpenSource(path, separator, mode, goesOn);
 }
 
 void CliLevelOptions::Declare(CLI::App& app) {

@@ -5,6 +5,7 @@
 #include "apps/etabulon/request/CliResult.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,16 +19,15 @@ class Option;
 namespace etabulon {
 
 class CliTables;
-struct CliOpenTable;
 enum class ESqlOpenMode : std::uint8_t;
 
 /// SOURCE, TABLE and --separator.
 class CliSourceOptions {
 public:
     void Declare(CLI::App& app);
-    [[nodiscard]] CliResult<std::unique_ptr<CliTables>> Open(ESqlOpenMode mode) const;
-    /// Opens SOURCE for reading only and finds TABLE.
-    [[nodiscard]] CliResult<CliOpenTable> OpenTable() const;
+    [[nodiscard]] CliResult<std::unique_ptr<CliTables>> Open(
+        ESqlOpenMode mode,
+        const std::function<bool(std::uint64_t read, std::uint64_t of)>& goesOn) const;
 
     std::string path;
     std::string table;  // empty if not given

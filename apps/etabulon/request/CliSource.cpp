@@ -109,7 +109,7 @@ std::string TextOf(const ESqlError& error, const std::string& path) {
 }  // namespace
 
 CliResult<std::unique_ptr<CliTables>> OpenSource(const std::string& path, char separator,
-                                                 ESqlOpenMode mode) {
+                                                 ESqlOpenMode mode, const CliGoesOn& goesOn) {
     const CliResult<std::string> start = ReadStart(path);
     if (!start) {
         return start.Failure();
@@ -134,9 +134,13 @@ CliResult<std::unique_ptr<CliTables>> OpenSource(const std::string& path, char s
     } else {
         ECsvReadOptions options;
         options.separator = separator != 0 ? separator : GuessSeparator(*start);
+        options.goesOn = goesOn;
         if (auto file = ECsvTable::Read(Chaine(path), options, error)) {
             tables = TablesOf(std::move(file));
         }
+    }
+    if (error.status == kDataInterrupted) {
+        return CliFailure{CliExit::Cancelled, {}};
     }
     if (tables == nullptr) {
         return CliFailure{CliExit::Failed, TextOf(error, path), error.status == DataLocked};

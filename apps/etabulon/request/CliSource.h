@@ -6,16 +6,23 @@
 #include "apps/etabulon/request/CliTables.h"
 #include "etabulon/sql/ESqlSource.h"
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
 namespace etabulon {
 
+/// Asked again and again while a table of text is read, with the bytes that were read of how many;
+/// false cancels.
+using CliGoesOn = std::function<bool(std::uint64_t read, std::uint64_t of)>;
+
 /// Opens a SOURCE: an SQLite database, or a table of text, which is read into memory by columns and
 /// can't be opened for writing. The file's content decides which it is, not its name. `separator`
 /// is for a table of text; 0 means the character that its first line has most of.
 [[nodiscard]] CliResult<std::unique_ptr<CliTables>> OpenSource(const std::string& path,
-                                                               char separator, ESqlOpenMode mode);
+                                                               char separator, ESqlOpenMode mode,
+                                                               const CliGoesOn& goesOn);
 
 /// A table, with the source and the dictionary that it belongs to.
 struct CliOpenTable {

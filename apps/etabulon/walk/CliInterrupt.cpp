@@ -92,6 +92,9 @@ void CliInterrupt::Raise(int signal) {
         if (raised_.exchange(signal) != 0) {
             End(signal, saves_, output_);
         }
+        if (isAsked_) {
+            return;
+        }
         if (cursor_ != nullptr) {
             return cursor_->Cancel();
         }
@@ -125,6 +128,16 @@ CliInterrupt::Cancelling::Cancelling(CliInterrupt& interrupt, ETabulonCursor& cu
 CliInterrupt::Cancelling::~Cancelling() {
     const std::lock_guard<std::mutex> guard(interrupt_.lock_);
     interrupt_.cursor_ = nullptr;
+}
+
+CliInterrupt::Asking::Asking(CliInterrupt& interrupt) : interrupt_(interrupt) {
+    const std::lock_guard<std::mutex> guard(interrupt_.lock_);
+    interrupt_.isAsked_ = true;
+}
+
+CliInterrupt::Asking::~Asking() {
+    const std::lock_guard<std::mutex> guard(interrupt_.lock_);
+    interrupt_.isAsked_ = false;
 }
 
 CliInterrupt::Handling::Handling(CliInterrupt& interrupt, std::function<void()> handler)

@@ -54,6 +54,18 @@ public:
         CliInterrupt& interrupt_;
     };
 
+    /// Makes the first signal only count, for a scope that asks IsRaised again and again.
+    class [[nodiscard]] Asking {
+    public:
+        explicit Asking(CliInterrupt& interrupt);
+        ~Asking();
+        Asking(const Asking&) = delete;
+        Asking& operator=(const Asking&) = delete;
+
+    private:
+        CliInterrupt& interrupt_;
+    };
+
     /// Makes every SIGINT call `handler` instead, for a scope, in a program that must tidy up
     /// before it ends. The waiting thread calls the handler; there is one at a time.
     class [[nodiscard]] Handling {
@@ -77,6 +89,7 @@ private:
     std::mutex lock_;
     ETabulonCursor* cursor_ = nullptr;  // guarded by lock_
     std::function<void()> handler_;     // guarded by lock_
+    bool isAsked_ = false;              // guarded by lock_
     bool isCommitting_ = false;         // guarded by lock_
     std::atomic<int> raised_{0};        // the signal that came; 0 if none
     std::atomic<bool> ending_{false};

@@ -4,14 +4,12 @@
 
 #include <fmt/format.h>
 
-#include <array>
-
 namespace etabulon {
 
 CursorStatus CliProgress::OnMove(const ETabulonCursor& /*cursor*/) {
     constexpr std::uint64_t kBetweenLooks = 1024;  // records between two reads of the clock
     if (++count_ % kBetweenLooks == 0) {
-        Show();
+        ShowRecords();
     }
     return StatusOk;
 }
@@ -19,20 +17,33 @@ CursorStatus CliProgress::OnMove(const ETabulonCursor& /*cursor*/) {
 CursorStatus CliProgress::OnBlock(const ETabulonCursor& /*cursor*/, const ERecordBlock& /*block*/,
                                   std::span<const EBlockIndex> records) {
     count_ += records.size();
-    Show();
+    ShowRecords();
     return StatusOk;
 }
 
-void CliProgress::Show() {
-    constexpr std::chrono::milliseconds kBetweenLines(100);
-    const auto now = std::chrono::steady_clock::now();
-    if (now - shown_ >= kBetweenLines) {
-        std::array<char, 48> text{};
-        const auto end = fmt::format_to_n(text.data(), text.size(), "\r{} records", count_).out;
-        WriteError({text.data(), static_cast<std::size_t>(end - text.data())});
-        shown_ = now;
-        isOnScreen_ = true;
+void CliProgress::ShowRecords() {
+    if (IsDue()) {
+        Show(fmt::format("\r{} records", count_));
     }
+}
+
+void CliProgress::ShowBytes(std::uint64_t read, std::uint64_t of) {
+    constexpr double kMegabyte = 1e6;
+    if (IsDue()) {
+        Show(fmt::format("\r{:.0f} of {:.0f} MB", static_cast<double>(read) / kMegabyte,
+                         static_cast<double>(of) / kMegabyte));
+    }
+}
+
+bool CliProgress::IsDue() {
+    constexpr std::chrono::milliseconds kBetweenLines(100);
+    return std::chrono::steady_clock::now() - shown_ >= kBetweenLines;
+}
+
+void CliProgress::Show(std::string_view text) {
+    WriteError(text);
+    shown_ = std::chrono::steady_clock::now();
+    isOnScreen_ = true;
 }
 
 void CliProgress::End() {

@@ -6,6 +6,7 @@
 #include "etabulon/sql/ESqlSchema.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <vector>
@@ -18,6 +19,11 @@ struct ECsvReadOptions {
     Chaine table;
     char separator = ',';
     bool header = true;  // the first row names the columns
+    /// Asked at each piece of the file (256 KiB) with the bytes that were read, and those that the
+    /// file had when it was opened; false ends the read with kDataInterrupted. Where only the whole
+    /// file tells a column's type, its cells are read by a second pass, which counts from 0 again.
+    /// May be empty.
+    std::function<bool(std::uint64_t read, std::uint64_t of)> goesOn = nullptr;
 };
 
 /// A CSV file (RFC 4180, UTF-8 with or without a byte order mark) in memory, by columns.
@@ -35,7 +41,7 @@ struct ECsvReadOptions {
 class ETABULON_API ECsvTable {
 public:
     /// Null with `error`, which names the line: rows of different lengths, bad quoting, a missing
-    /// file.
+    /// file, a cancel by `goesOn`.
     [[nodiscard]] static std::unique_ptr<ECsvTable> Read(const Chaine& path,
                                                          const ECsvReadOptions& options,
                                                          ESqlError& error);

@@ -60,6 +60,9 @@ public:
     [[nodiscard]] virtual ESqlValue Column(int column) = 0;
     /// Ends the run and releases its locks.
     virtual void Reset() = 0;
+    /// The work that the statement has taken since the last call, in about the steps that an engine
+    /// makes to read one value; 0 if the engine doesn't count.
+    [[nodiscard]] virtual std::int64_t TakeEffort() { return 0; }
 };
 
 /// A connection to an engine, which adapters implement. One thread at a time, except for Interrupt.
