@@ -147,14 +147,18 @@ bool ESqlTable::ReadAhead::Start(const EBlockSource& source, const EBlockRequest
         if (!PrepareStatements(reader)) {
             break;
         }
-        MakeSlots(reader, source, request, descs, cells, owner);
-        if (isWhole_) {
-            chunks_.emplace_back();
-        }
         try {
+            MakeSlots(reader, source, request, descs, cells, owner);
+            if (isWhole_) {
+                chunks_.emplace_back();
+            }
             reader.thread = std::thread([this, &reader] { Read(reader); });
         } catch (const std::system_error&) {
             break;  // the threads that there are read all
+        } catch (const std::bad_alloc&) {
+            End();
+            Free();
+            throw;
         }
         hasThread = true;
     }
