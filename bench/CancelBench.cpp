@@ -3,7 +3,13 @@
 #include "bench/Orders.h"
 #include "bench/OrdersCursor.h"
 #include "bench/RatioBench.h"
+#include "etabulon/cumul/ETabulonCumulFuncOnVarCollection.h"
 #include "etabulon/cursors/ECursorScopes.h"
+#include "etabulon/cursors/LoadColumns.h"
+#include "etabulon/foundation/EReadAhead.h"
+#include "etabulon/grid/ETabulonGridFiller.h"
+#include "etabulon/score/ETabulonScoreFiller.h"
+#include "etabulon/sort/ETabulonSortDesc.h"
 #include "etabulon/sql/ETabulonCursorSql.h"
 #include "etabulon/tree/EDataTree.h"
 #include "etabulon/tree/EDataTreeThread.h"
@@ -228,6 +234,124 @@ void CancelSort(benchmark::State& state) {
     }
 }
 BENCHMARK(CancelSort)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// ------------------------------------------------------------------------------------------- walks
+
+/// Cancels of a walk in a thread of its own, by the processor time of the whole process: that of
+/// readers counts too.
+class CancelledWalks {
+public:
+    CancelledWalks(ETabulonCursor& cursor, std::function<CursorStatus()> walk)
+        : cursor_(cursor), walk_(std::move(walk)) {}
+
+    Latency Measure() {
+        const Clock::time_point start = Clock::now();
+        Require(walk_() == StatusOk, "status of the whole walk");
+        const Milliseconds span = Clock::now() - start;
+        std::vector<double> wall;
+        std::vector<double> processor;
+        const std::size_t wanted = IsSmokeRun() ? 5 : 50;
+        for (std::size_t turn = 0; wall.size() < wanted && turn < 2 * wanted; ++turn) {
+            if (const auto latency = CancelAfter(span * place_(random_))) {
+                wall.push_back(latency->wall);
+                processor.push_back(latency->worker);
+            }
+        }
+        Require(wall.size() == wanted || IsSmokeRun(), "walks that were cancelled in time");
+        return {Percentile99(std::move(wall)), Percentile99(std::move(processor))};
+    }
+
+private:
+    static Moment Now() {
+        struct timespec used {};
+        ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+        return {Clock::now(),
+                static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) * 1e-9};
+    }
+    std::optional<Latency> CancelAfter(Milliseconds delay) {
+        CursorStatus status = StatusOk;
+        Moment ended;
+        std::thread walker([this, &status, &ended] {
+            status = walk_();
+            ended = Now();
+        });
+        std::this_thread::sleep_for(delay);
+        const Moment cancelled = Now();
+        cursor_.Cancel();
+        walker.join();
+        if (status == StatusOk) {
+            return std::nullopt;
+        }
+        Require(status == StatusCancelled, "status of the cancelled walk");
+        return Latency{Milliseconds(ended.wall - cancelled.wall).count(),
+                       (ended.workerSeconds - cancelled.workerSeconds) * 1e3};
+    }
+
+    ETabulonCursor& cursor_;
+    std::function<CursorStatus()> walk_;
+    std::mt19937 random_{7};
+    std::uniform_real_distribution<> place_{0.01, 0.9};
+};
+
+void RecordWalk(benchmark::State& state, const char* what, ETabulonCursor& cursor,
+                const std::function<CursorStatus()>& walk) {
+    CancelledWalks walks(cursor, walk);
+    for ([[maybe_unused]] auto turn : state) {
+        const Latency latency = walks.Measure();
+        state.counters["p99_ms"] = latency.worker;
+        RecordFigure(what, latency.worker, "ms of the process, p99", kLimit);
+        RecordFigure("", latency.wall, "ms on the wall, p99");
+    }
+}
+
+void CancelGrid(benchmark::State& state, const char* what, unsigned threads) {
+    EReadAhead::SetThreads(threads);
+    OrdersCursor orders(RunSizes().large, "orders", {"product", "city"}, {"amount"});
+    ETabulonCursor& cursor = orders.Cursor();
+    const ETabulonSortDesc sortDesc(cursor.Levels());
+    const auto filler =
+        ERef<ETabulonGridFiller>::Adopt(ETabulonGridFiller::Build(&cursor, nullptr));
+    const ECursorListening listening(cursor, *filler);
+    ETabulonCumulFuncOnVarCollection calculations;
+    calculations.AddCalculation("SUM", ETabulonVariableID("amount"), TYPE_DOUBLE, 0, "amount");
+    filler->SetParams(&calculations, 2, &sortDesc);
+    RecordWalk(state, what, cursor, [&cursor] { return cursor.Browse(ETabulonTag::Null); });
+    EReadAhead::SetThreads(0);
+}
+
+void CancelGridAlone(benchmark::State& state) { CancelGrid(state, "cancel: of a grid", 0); }
+BENCHMARK(CancelGridAlone)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void CancelGridReaders(benchmark::State& state) {
+    CancelGrid(state, "cancel: of a grid with 2 readers", 2);
+}
+BENCHMARK(CancelGridReaders)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void CancelScore(benchmark::State& state) {
+    OrdersCursor orders(RunSizes().large, "orders", {"customer"}, {"amount"});
+    ETabulonCursor& cursor = orders.Cursor();
+    const ETabulonSortDesc sortDesc(cursor.Levels());
+    const auto filler =
+        ERef<ETabulonScoreFiller>::Adopt(ETabulonScoreFiller::Build(&cursor, nullptr));
+    const ECursorListening listening(cursor, *filler);
+    ETabulonCumulFuncOnVarCollection calculations;
+    calculations.AddCalculation("SUM", ETabulonVariableID("amount"), TYPE_DOUBLE, 0, "amount");
+    filler->SetParams(&calculations, &sortDesc, 1);
+    RecordWalk(state, "cancel: of a score", cursor,
+               [&cursor] { return cursor.Browse(ETabulonTag::Null); });
+}
+BENCHMARK(CancelScore)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void CancelLoad(benchmark::State& state) {
+    OrdersCursor orders(RunSizes().large, "orders", {"country", "city", "customer"}, {"amount"});
+    ETabulonCursor& cursor = orders.Cursor();
+    RecordWalk(state, "cancel: of loading columns", cursor, [&cursor] {
+        CursorStatus status = StatusOk;
+        static_cast<void>(LoadColumns(cursor, ETabulonTag::Null, nullptr, status));
+        return status;
+    });
+}
+BENCHMARK(CancelLoad)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

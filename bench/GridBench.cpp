@@ -119,16 +119,27 @@ BENCHMARK(GridSparseGroups)->UseManualTime()->Iterations(1)->Unit(benchmark::kMi
 
 // ------------------------------------------------------------------------------------------ growth
 
-void GrowGrid(benchmark::State& state, const char* name, const Question& question) {
-    Grid small(RunSizes().small, question);
-    Grid large(RunSizes().large, question);
+void GrowGrid(benchmark::State& state, const char* name, const Question& question,
+              Held held = Held::InFile) {
+    Grid small(RunSizes().small, question, held);
+    Grid large(RunSizes().large, question, held);
     const auto run = [](Grid& grid) {
         grid.Ours();
         grid.Drop(0);
     };
     RunGrowth(state, {name, RunSizes().small, [&small, run] { run(small); }, RunSizes().large,
-                      [&large, run] { run(large); }, 1.3});
+                      [&large, run] { run(large); }, 1.1});
 }
+
+void GridSumsGrowth(benchmark::State& state) {
+    GrowGrid(state, "grid: growth, category x country", kSums);
+}
+BENCHMARK(GridSumsGrowth)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void ColumnsGridGrowth(benchmark::State& state) {
+    GrowGrid(state, "columns: growth, category x country", kSums, Held::InColumns);
+}
+BENCHMARK(ColumnsGridGrowth)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
 void GridGrowth(benchmark::State& state) {
     GrowGrid(state, "grid: growth, 6 results", kSixResults);

@@ -191,7 +191,7 @@ void PendingWalk(benchmark::State& state) {
     walk.records = RunSizes().large;
     walk.floor = [&orders] { orders.WalkPlain(); };
     walk.ours = [&orders] { orders.WalkChanged(); };
-    walk.target = 1.5;
+    walk.target = 1.3;
     walk.unit = "x our walk";
     RunComparison(state, walk);
 }

@@ -174,7 +174,7 @@ void ScoreGrowth(benchmark::State& state) {
         ranking.Drop();
     };
     RunGrowth(state, {"score: growth", RunSizes().small, [&small, run] { run(small); },
-                      RunSizes().large, [&large, run] { run(large); }, 1.3});
+                      RunSizes().large, [&large, run] { run(large); }, 1.1});
 }
 BENCHMARK(ScoreGrowth)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 

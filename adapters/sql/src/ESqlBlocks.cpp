@@ -150,26 +150,18 @@ const ERecordBlock* ESqlTable::BlockSource::TakeAhead() {
 
 const ERecordBlock* ESqlTable::BlockSource::FinishAhead() {
     State& s = *table_.state_;
-    ESqlRowBlock& rows = ahead_->rows;
-    const std::size_t size = rows.Size();
-    // No key is the lowest, which has no position: that would have been the first record's, or
-    // there would be no readers.
-    const auto positionOf = [&s, &rows](std::size_t row) {
-        if (rows.wantsKeys) {
-            return s.registry.PositionOf(rows.keys[row]);
-        }
-        const std::int64_t key = rows.integerKeys[row];
-        return key >= 0 ? key : key - 1;
-    };
+    const std::size_t size = ahead_->rows.Size();
+    // No key is the lowest, which has no position: that would have been the first record's.
+    const auto positionOf = [](std::int64_t key) { return key >= 0 ? key : key - 1; };
     if (EPosition* const positions = ahead_->builder->Positions(); positions != nullptr) {
         for (std::size_t row = 0; row < size; ++row) {
-            positions[row] = positionOf(row);
+            positions[row] = positionOf(ahead_->rows.integerKeys[row]);
         }
     }
     for (std::size_t column = 0; column < fields_.size(); ++column) {
         *s.row.cells[fields_[column]].misreads += ahead_->misreads[column];
     }
-    s.walkPosition = positionOf(size - 1);
+    s.walkPosition = positionOf(ahead_->rows.integerKeys[size - 1]);
     s.loadedFrom = State::Loaded::No;
     s.record.Clear();
     table_.Arrive(s.walkPosition);

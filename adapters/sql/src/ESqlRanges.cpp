@@ -90,15 +90,6 @@ bool ESqlTable::Ranges::Plan(State& state) {
            static_cast<double>(least);
 }
 
-bool ESqlTable::Ranges::HasEnough(State& state) {
-    // An engine takes its smallest index for it.
-    return Ask(state,
-               "SELECT 1 FROM " + std::string(state.info.qualifiedName.View()) +
-                   " LIMIT 1 OFFSET ?1",
-               {static_cast<std::int64_t>(EReadAhead::LeastRecords())})
-        .has_value();
-}
-
 bool ESqlTable::Ranges::ReadsAll(State& state) {
     constexpr int kDetail = 3;
     if (state.conditions.empty()) {
@@ -119,15 +110,6 @@ bool ESqlTable::Ranges::ReadsAll(State& state) {
         }
     }
     return step == ESqlStep::Done;
-}
-
-bool ESqlTable::Ranges::HasLowest(State& state) {
-    const std::string key = state.row.integerKeyColumn < 0 ? "" : Column(state.info);
-    return !key.empty() && Ask(state,
-                               "SELECT 1 FROM " + std::string(state.info.qualifiedName.View()) +
-                                   " WHERE " + key + " = ?1",
-                               {std::numeric_limits<std::int64_t>::min()})
-                               .has_value();
 }
 
 void ESqlTable::Ranges::Start(std::int64_t after) noexcept {

@@ -18,17 +18,11 @@ public:
     /// Plans the ranges. False if the table has too few rows after the walk's first one, or they
     /// can't be estimated.
     [[nodiscard]] bool Plan(State& state);
-    /// Whether the table has enough rows for readers, in whatever order.
-    [[nodiscard]] static bool HasEnough(State& state);
     /// Whether the walk's conditions leave the engine no better way than to read all rows. A
     /// search by an index mostly finds few.
     [[nodiscard]] static bool ReadsAll(State& state);
-    /// Whether there is a row with the lowest integer key, which has no position.
-    [[nodiscard]] static bool HasLowest(State& state);
     /// Begins after this key.
     void Start(std::int64_t after) noexcept;
-    /// There is no range.
-    void StartNone() noexcept { isAtEnd_ = true; }
     /// The next range in the order of the key: the rows with keys above `after`, up to `last`. Done
     /// after the last one. `seek` is a statement of SeekText.
     [[nodiscard]] ESqlStep Next(ISqlStatement& seek, std::int64_t& after, std::int64_t& last);

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <limits>
 #include <new>
 #include <system_error>
 
@@ -40,7 +39,7 @@ ESqlTable::ReadAhead::~ReadAhead() {
 
 EPosition ESqlTable::ReadAhead::Prepare(EPosition first) {
     State& s = *table_.state_;
-    if (!MayRun() || !Plan() || !Connect()) {
+    if (!MayRun() || !ranges_.Plan(s) || !Connect()) {
         return first;
     }
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
@@ -55,9 +54,7 @@ EPosition ESqlTable::ReadAhead::Prepare(EPosition first) {
         // The file may have been replaced by another one since the table opened it.
         if (BeginReading() && watch_->StateNumber() == before &&
             s.connection->StateNumber().has_value()) {
-            if (!isWhole_) {
-                ranges_.Start(s.AddressOf(first).number);
-            }
+            ranges_.Start(s.AddressOf(first).number);
             isPrepared_ = true;
             return first;
         }
@@ -67,31 +64,12 @@ EPosition ESqlTable::ReadAhead::Prepare(EPosition first) {
 }
 
 bool ESqlTable::ReadAhead::MayRun() const {
-    const State& s = *table_.state_;
-    // The first step runs again. It takes long where it sorts, or passes over many rows.
-    const auto most = static_cast<std::int64_t>(2 * EReadAhead::LeastRecords());
-    return EReadAhead::Threads() != 0 && s.info.keyKind != ESqlKeyKind::None &&
-           s.keyStatement == nullptr && !s.isHolding && !s.connection->IsInTransaction() &&
-           s.walkStatement->TakeEffort() <= most;
-}
-
-/// False if readers don't pay, or can't tell the walk's records.
-bool ESqlTable::ReadAhead::Plan() {
     State& s = *table_.state_;
-    const ESqlTableInfo& info = s.info;
-    isWhole_ = s.row.integerKeyColumn < 0 || !s.order.empty();
-    if (!Ranges::ReadsAll(s)) {
-        return false;
-    }
-    if (!isWhole_) {
-        return ranges_.Plan(s);
-    }
-    ranges_.StartNone();
-    const bool isUnsure = info.keyKind == ESqlKeyKind::Columns && info.rowIdName.empty() &&
-                          std::any_of(info.key.begin(), info.key.end(), [&info](unsigned column) {
-                              return !info.columns[column].notNull;
-                          });
-    return !isUnsure && Ranges::HasEnough(s) && !Ranges::HasLowest(s);
+    // The first step runs again. It takes long where it passes over many rows.
+    const auto most = static_cast<std::int64_t>(2 * EReadAhead::LeastRecords());
+    return EReadAhead::Threads() != 0 && s.order.empty() && s.row.integerKeyColumn >= 0 &&
+           s.keyStatement == nullptr && !s.isHolding && !s.connection->IsInTransaction() &&
+           s.walkStatement->TakeEffort() <= most && Ranges::ReadsAll(s);
 }
 
 /// Connections are kept for later walks.
@@ -100,7 +78,7 @@ bool ESqlTable::ReadAhead::Connect() {
     if (watch_ == nullptr) {
         watch_ = s.connection->OpenReader();
     }
-    const std::size_t threads = isWhole_ ? 1 : EReadAhead::Threads();
+    const std::size_t threads = EReadAhead::Threads();
     while (watch_ != nullptr && readers_.size() < threads) {
         auto connection = s.connection->OpenReader();
         if (connection == nullptr) {
@@ -139,7 +117,6 @@ bool ESqlTable::ReadAhead::Start(const EBlockSource& source, const EBlockRequest
     if (!isPrepared_) {
         return false;
     }
-    deliveredRows_ = 0;
     mustEnd_ = hasNoMemory_ = false;
     delivered_ = nullptr;
     bool hasThread = false;
@@ -149,9 +126,6 @@ bool ESqlTable::ReadAhead::Start(const EBlockSource& source, const EBlockRequest
         }
         try {
             MakeSlots(reader, source, request, descs, cells, owner);
-            if (isWhole_) {
-                chunks_.emplace_back();
-            }
             reader.thread = std::thread([this, &reader] { Read(reader); });
         } catch (const std::system_error&) {
             break;  // the threads that there are read all
@@ -171,10 +145,6 @@ bool ESqlTable::ReadAhead::Start(const EBlockSource& source, const EBlockRequest
 
 bool ESqlTable::ReadAhead::PrepareStatements(Reader& reader) {
     const State& s = *table_.state_;
-    if (isWhole_) {
-        reader.statement = reader.connection->Prepare(s.walkText);
-        return reader.statement != nullptr && StandOnFirst(reader);
-    }
     // The reader tests the end of a range by the key that it reads anyway, at half the price. With
     // conditions the next row may be far behind that end.
     const std::string where =
@@ -186,17 +156,6 @@ bool ESqlTable::ReadAhead::PrepareStatements(Reader& reader) {
     }
     BindSqlConditions(s.conditions, *reader.statement);
     return true;
-}
-
-/// The walk has delivered its first record, which must be the reader's too.
-bool ESqlTable::ReadAhead::StandOnFirst(Reader& reader) {
-    const State& s = *table_.state_;
-    BindSqlConditions(s.conditions, *reader.statement);
-    ESqlRow first = s.row;
-    first.cells.clear();
-    first.key.clear();
-    return reader.statement->StepWalk(first) == ESqlStep::Row && first.key == s.row.key &&
-           first.integerKey == s.row.integerKey;
 }
 
 void ESqlTable::ReadAhead::MakeSlots(Reader& reader, const EBlockSource& source,
@@ -219,10 +178,7 @@ void ESqlTable::ReadAhead::MakeSlots(Reader& reader, const EBlockSource& source,
             slot.rows.row.cells[cell].misreads = &slot.misreads[cell];
         }
         slot.rows.SetColumns(*slot.builder);
-        const bool hasInteger = slot.rows.row.integerKeyColumn >= 0;
-        slot.rows.wantsKeys = !hasInteger;
-        slot.rows.integerKeys.resize(hasInteger ? ERecordBlock::kMostRecords : 0);
-        slot.rows.keys.resize(hasInteger ? 0 : ERecordBlock::kMostRecords);
+        slot.rows.integerKeys.resize(ERecordBlock::kMostRecords);
         reader.free.push_back(&slot);
     }
 }
@@ -256,7 +212,6 @@ ESqlTable::ReadAhead::Outcome ESqlTable::ReadAhead::Next(Slot*& slot,
             Chunk& chunk = chunks_.front();
             if (chunk.IsDeliverable()) {
                 slot = delivered_ = chunk.ready[chunk.taken++];
-                deliveredRows_ += slot->rows.Size();
                 return Outcome::Block;
             }
             if (chunk.hasFailed) {
@@ -308,12 +263,6 @@ void ESqlTable::ReadAhead::Free() noexcept {
 
 void ESqlTable::ReadAhead::Read(Reader& reader) noexcept {
     try {
-        if (isWhole_) {
-            const SqlRun run(*reader.statement);
-            std::size_t rows = 0;
-            static_cast<void>(
-                ReadRows(reader, chunks_.front(), std::numeric_limits<std::int64_t>::max(), rows));
-        }
         while (ReadNext(reader)) {
         }
     } catch (const std::bad_alloc&) {
@@ -345,9 +294,10 @@ bool ESqlTable::ReadAhead::ReadNext(Reader& reader) {
     ESqlValue value;
     value.kind = ESqlValue::Kind::Int;
     value.integer = after;
-    const int parameter = CountSqlParameters(table_.state_->conditions) + 1;
+    const auto& conditions = table_.state_->conditions;
+    const int parameter = CountSqlParameters(conditions) + 1;
     reader.statement->Bind(parameter, value);
-    if (parameter != 1) {
+    if (!conditions.empty()) {
         value.integer = last;
         reader.statement->Bind(parameter + 1, value);
     }

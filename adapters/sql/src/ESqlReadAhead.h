@@ -18,8 +18,6 @@ namespace etabulon {
 /// Reads the rows of a streaming walk in other threads: each has a connection of its own, takes the
 /// next range of the key, and decodes it block by block, as far ahead as it has room.
 ///
-/// Whole      without a key of one integer, or in another order, there are no ranges: one reader
-///            runs the walk's statement, from the record after the first one.
 /// One state  all readers begin their transactions between two looks at the engine's state number,
 ///            and so does the walk's own statement: if no commit came in between, all of them see
 ///            the state that the walk's first record is of.
@@ -65,15 +63,10 @@ public:
     void End() noexcept;
     void Free() noexcept;
 
-    /// Whether one reader runs the whole statement.
-    [[nodiscard]] bool IsWhole() const noexcept { return isWhole_; }
-    /// The number of records in the blocks that Next has returned.
-    [[nodiscard]] std::size_t Delivered() const noexcept { return deliveredRows_; }
-
 private:
     struct Reader {
         std::unique_ptr<ISqlConnection> connection;
-        std::unique_ptr<ISqlStatement> statement;  // of a range, or whole
+        std::unique_ptr<ISqlStatement> statement;  // of a range
         std::unique_ptr<ISqlStatement> seek;       // of a range's first key
         std::unique_ptr<ESqlColumnData> data;
         std::deque<Slot> slots;
@@ -94,9 +87,7 @@ private:
     };
 
     [[nodiscard]] bool MayRun() const;
-    [[nodiscard]] bool Plan();
     [[nodiscard]] bool PrepareStatements(Reader& reader);
-    [[nodiscard]] bool StandOnFirst(Reader& reader);
     [[nodiscard]] bool Connect();
     [[nodiscard]] bool BeginReading();
     void EndReading() noexcept;
@@ -113,8 +104,6 @@ private:
     std::unique_ptr<ISqlConnection> watch_;  // its state number tells whether others committed
     std::deque<Reader> readers_;
     bool isPrepared_ = false;
-    bool isWhole_ = false;
-    std::size_t deliveredRows_ = 0;
     Slot* delivered_ = nullptr;
 
     std::mutex lock_;

@@ -270,7 +270,7 @@ void ESqlTable::State::ComeBack() {
         for (ESqlCell& cell : into.cells) {
             cell.misreads = &readAgain;
         }
-        if (!(readAhead->IsWhole() ? StepTo(into) : BeginFrom(into))) {
+        if (!BeginFrom(into)) {
             NoteWalkError();
             return BreakWalk();
         }
@@ -296,17 +296,6 @@ bool ESqlTable::State::BeginFrom(ESqlRow& into) {
     }
     walkText.clear();
     walkStatement = std::move(from);
-    return true;
-}
-
-/// Takes the walk's statement from its first record to the one where the walk stands.
-bool ESqlTable::State::StepTo(ESqlRow& into) {
-    ESqlRow none;
-    for (std::size_t left = readAhead->Delivered(); left != 0; --left) {
-        if (walkStatement->StepWalk(left == 1 ? into : none) != ESqlStep::Row) {
-            return false;
-        }
-    }
     return true;
 }
 

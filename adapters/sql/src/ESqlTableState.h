@@ -119,7 +119,6 @@ struct ESqlTable::State {
     /// last.
     void ComeBack();
     [[nodiscard]] bool BeginFrom(ESqlRow& into);
-    [[nodiscard]] bool StepTo(ESqlRow& into);
     /// Turns a streaming walk into a walk over the keys that remain.
     void LeaveStreaming();
     [[nodiscard]] Find ReadByKey(EPosition position);

@@ -60,7 +60,7 @@ struct ESqlSessionRecord {
 /// Waits      a read waits at most two seconds for another program's lock. Writes wait two seconds
 ///            in all, to begin and to commit: for a single write, or for all of a write session or
 ///            an atomic session. A successful commit restarts the two seconds.
-/// Readers    a long walk by blocks reads ahead in further threads (one without an integer key),
+/// Readers    a long walk by blocks in the order of an integer key reads ahead in further threads,
 ///            each on a connection of its own, if all of them see one state; see EReadAhead. They
 ///            end with the walk.
 /// Links      are read through the table's connection: from the same state as its records, within
