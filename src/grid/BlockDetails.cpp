@@ -73,8 +73,8 @@ void BlockDetails::Read(const ERecordBlock& block, std::span<const EBlockIndex> 
     if (!columns_.empty()) {
         return ReadMany(block, records, index);
     }
-    for (std::size_t place = 0; place < count_; ++place) {
-        details_[place] = FindOrAdd(block, records[place], place, index);
+    for (std::size_t nth = 0; nth < count_; ++nth) {
+        details_[nth] = FindOrAdd(block, records[nth], nth, index);
     }
 }
 
@@ -91,8 +91,8 @@ void BlockDetails::ReadMany(const ERecordBlock& block, std::span<const EBlockInd
     for (const EBlockIndex record : records) {
         PrefetchToWrite(lastOf(record));
     }
-    for (std::size_t place = 0; place < count_; ++place) {
-        const EBlockIndex record = records[place];
+    for (std::size_t nth = 0; nth < count_; ++nth) {
+        const EBlockIndex record = records[nth];
         std::uint32_t* const last = lastOf(record);
         std::uint32_t differing = last[0] == kUnknown ? 1 : 0;
         for (std::size_t at = 0; at < width; ++at) {
@@ -102,13 +102,13 @@ void BlockDetails::ReadMany(const ERecordBlock& block, std::span<const EBlockInd
             last[1 + at] = number;
         }
         if (differing != 0) {
-            last[0] = FindOrAdd(block, record, place, index);
+            last[0] = FindOrAdd(block, record, nth, index);
         } else if (wantsNumbers_) {
             for (Column& column : columns_) {
-                column.numbers[place] = column.known[BlockNumber(column, block, record)].number;
+                column.numbers[nth] = column.known[BlockNumber(column, block, record)].number;
             }
         }
-        details_[place] = last[0];
+        details_[nth] = last[0];
     }
 }
 
@@ -148,9 +148,9 @@ void BlockDetails::ReadNumbers(const ERecordBlock& block, std::span<const EBlock
         }
         const Known* const known = column.known.data();
         std::uint32_t largest = 0;
-        for (std::size_t place = 0; place < records.size(); ++place) {
-            const std::uint32_t number = known[from.numbers[records[place]]].number;
-            column.numbers[place] = number;
+        for (std::size_t nth = 0; nth < records.size(); ++nth) {
+            const std::uint32_t number = known[from.numbers[records[nth]]].number;
+            column.numbers[nth] = number;
             largest = std::max(largest, number);
         }
         column.largest = largest;
@@ -165,12 +165,12 @@ void BlockDetails::ReadSingles(const ERecordBlock& block, std::span<const EBlock
     const std::uint32_t size = numbers == nullptr ? 1 : block.At(column.data).dictionary->Size();
     column.known.resize(size, kNotKnown);
     detailOf_.resize(size, kUnknown);
-    for (std::size_t place = 0; place < count_; ++place) {
-        std::uint32_t& detail = detailOf_[numbers == nullptr ? 0 : numbers[records[place]]];
+    for (std::size_t nth = 0; nth < count_; ++nth) {
+        std::uint32_t& detail = detailOf_[numbers == nullptr ? 0 : numbers[records[nth]]];
         if (detail == kUnknown) {
-            detail = FindOrAddSingle(block, records[place], index);
+            detail = FindOrAddSingle(block, records[nth], index);
         }
-        details_[place] = detail;
+        details_[nth] = detail;
     }
     if (wantsNumbers_) {
         ReadNumbers(block, records);
@@ -218,39 +218,38 @@ void BlockDetails::ReadPairs(const ERecordBlock& block, std::span<const EBlockIn
                              details_.data())) {
         return;
     }
-    for (std::size_t place = 0; index.IsLarge() && place < count_; ++place) {
-        index.PrefetchPair(first[place], second[place]);
+    for (std::size_t nth = 0; index.IsLarge() && nth < count_; ++nth) {
+        index.PrefetchPair(first[nth], second[nth]);
     }
-    for (std::size_t place = 0; place < count_; ++place) {
-        const std::uint32_t found = index.FindPair(first[place], second[place]);
-        details_[place] =
-            found != TagIndex::kNone ? found : AddPair(block, records[place], place, index);
+    for (std::size_t nth = 0; nth < count_; ++nth) {
+        const std::uint32_t found = index.FindPair(first[nth], second[nth]);
+        details_[nth] = found != TagIndex::kNone ? found : AddPair(block, records[nth], nth, index);
     }
 }
 
 // For numbers that FindPair doesn't find.
-std::uint32_t BlockDetails::AddPair(const ERecordBlock& block, EBlockIndex record,
-                                    std::size_t place, TagIndex& index) {
+std::uint32_t BlockDetails::AddPair(const ERecordBlock& block, EBlockIndex record, std::size_t nth,
+                                    TagIndex& index) {
     const Known& first = columns_[0].known[BlockNumber(columns_[0], block, record)];
     const Known& second = columns_[1].known[BlockNumber(columns_[1], block, record)];
     // An earlier record of the block may have met a value that ReadNumbers didn't know.
-    if (first.number == columns_[0].numbers[place] && second.number == columns_[1].numbers[place] &&
+    if (first.number == columns_[0].numbers[nth] && second.number == columns_[1].numbers[nth] &&
         first.spelling != kUnknown && second.spelling != kUnknown) {
         return index.AddPair(first, second);
     }
-    return FindOrAdd(block, record, place, index);
+    return FindOrAdd(block, record, nth, index);
 }
 
 std::uint32_t BlockDetails::FindOrAdd(const ERecordBlock& block, EBlockIndex record,
-                                      std::size_t place, TagIndex& index) {
+                                      std::size_t nth, TagIndex& index) {
     bool areSpelled = true;
     for (std::size_t at = 0; at < columns_.size(); ++at) {
         Column& column = columns_[at];
         Known& known = column.known[BlockNumber(column, block, record)];
         if (known.number == kUnknown && !FindNumber(block, record, at, index)) {
-            return FindOrAddTag(block, record, place, index);
+            return FindOrAddTag(block, record, nth, index);
         }
-        column.numbers[place] = numbers_[at] = known.number;  // an earlier record may have met it
+        column.numbers[nth] = numbers_[at] = known.number;  // an earlier record may have met it
         spellings_[at] = known.spelling;
         areSpelled = areSpelled && known.spelling != kUnknown;
     }
@@ -258,7 +257,7 @@ std::uint32_t BlockDetails::FindOrAdd(const ERecordBlock& block, EBlockIndex rec
         return index.FindOrAddKnown(numbers_, spellings_);
     }
     const std::uint32_t found = index.Find(numbers_);
-    return found != TagIndex::kNone ? found : FindOrAddTag(block, record, place, index);
+    return found != TagIndex::kNone ? found : FindOrAddTag(block, record, nth, index);
 }
 
 // For a value whose own text is its label. A new one has its first spelling; that of another is
@@ -283,7 +282,7 @@ bool BlockDetails::FindNumber(const ERecordBlock& block, EBlockIndex record, std
 
 // The record's values as its tag has them: a new detail keeps the spelling of its first record.
 std::uint32_t BlockDetails::FindOrAddTag(const ERecordBlock& block, EBlockIndex record,
-                                         std::size_t place, TagIndex& index) {
+                                         std::size_t nth, TagIndex& index) {
     for (const Column& column : columns_) {
         if (column.data == kNoColumn) {
             continue;
@@ -300,7 +299,7 @@ std::uint32_t BlockDetails::FindOrAddTag(const ERecordBlock& block, EBlockIndex 
     for (std::size_t at = 0; at < columns_.size(); ++at) {
         Column& column = columns_[at];
         Known& known = column.known[BlockNumber(column, block, record)];
-        known.number = column.numbers[place] = index.LastNumbers()[at];
+        known.number = column.numbers[nth] = index.LastNumbers()[at];
         // The spelling of another record's detail need not be this one's.
         if (index.Size() != size && column.label == kNoColumn) {
             known.spelling = index.SpellingOf(detail, at);

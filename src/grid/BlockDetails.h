@@ -50,7 +50,7 @@ public:
         return block.At(columns_[column].data);
     }
 
-    /// By the record's place among `records`.
+    /// By the record's index among `records`.
     [[nodiscard]] std::span<const std::uint32_t> Details() const noexcept {
         return std::span(details_).first(count_);
     }
@@ -94,14 +94,14 @@ private:
     void ReadPairs(const ERecordBlock& block, std::span<const EBlockIndex> records,
                    TagIndex& index);
     [[nodiscard]] std::uint32_t AddPair(const ERecordBlock& block, EBlockIndex record,
-                                        std::size_t place, TagIndex& index);
+                                        std::size_t nth, TagIndex& index);
     [[nodiscard]] std::uint32_t FindOrAdd(const ERecordBlock& block, EBlockIndex record,
-                                          std::size_t place, TagIndex& index);
+                                          std::size_t nth, TagIndex& index);
     /// False where that takes the record's tag.
     [[nodiscard]] bool FindNumber(const ERecordBlock& block, EBlockIndex record, std::size_t at,
                                   TagIndex& index);
     [[nodiscard]] std::uint32_t FindOrAddTag(const ERecordBlock& block, EBlockIndex record,
-                                             std::size_t place, TagIndex& index);
+                                             std::size_t nth, TagIndex& index);
 
     std::vector<Column> columns_;
     bool wantsNumbers_ = false;

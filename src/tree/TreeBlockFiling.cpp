@@ -171,42 +171,42 @@ void TreeBlockFiling::FileSingly(const ERecordBlock& block, std::span<const EBlo
 }
 
 void TreeBlockFiling::FileCached(const ERecordBlock& block, std::span<const EBlockIndex> records) {
-    filing_.NewLeaves().Place();  // those records came before
+    filing_.NewLeaves().Flush();  // those records came before
     filing_.NewLeaves().Clear();
     const auto found = std::span(found_).first(records.size());
     std::copy_n(parents_.begin(), records.size(), found.begin());
     levels_.back().FindAll(records, found);
     PrefetchNewLeaves(block, records);
     std::size_t keysFrom = 0;
-    std::size_t place = 0;
+    std::size_t nth = 0;
     try {
-        for (; place < records.size(); ++place) {
-            if (found[place] == kNone) {
-                found[place] = FindLeaf(block, records[place], place);
+        for (; nth < records.size(); ++nth) {
+            if (found[nth] == kNone) {
+                found[nth] = FindLeaf(block, records[nth], nth);
             } else {
                 ++known_;
             }
-            if (found[place] == kNone) {
-                KeepKeys(block, records, keysFrom, place);
-                keysFrom = place + 1;
-                EDataTreeNode* const leaf = FileStray(block, records[place], place);
+            if (found[nth] == kNone) {
+                KeepKeys(block, records, keysFrom, nth);
+                keysFrom = nth + 1;
+                EDataTreeNode* const leaf = FileStray(block, records[nth], nth);
                 if (makesNodes_) {
-                    filed_[place] = leaf;
+                    filed_[nth] = leaf;
                 }
-                if (leaf != nullptr && parents_[place] != kNone) {
+                if (leaf != nullptr && parents_[nth] != kNone) {
                     const std::uint32_t number = filing_.LeafKeys().Add({leaf}, /*isAlias=*/true);
-                    levels_.back().Add(parents_[place], records[place], number);
+                    levels_.back().Add(parents_[nth], records[nth], number);
                 }
             }
         }
     } catch (...) {
-        KeepKeys(block, records, keysFrom, place);
+        KeepKeys(block, records, keysFrom, nth);
         throw;
     }
-    KeepKeys(block, records, keysFrom, place);
-    for (place = 0; place < filed_.size(); ++place) {
-        if (found[place] != kNone) {
-            filed_[place] = filing_.LeafKeys().At(found[place]).node;
+    KeepKeys(block, records, keysFrom, nth);
+    for (nth = 0; nth < filed_.size(); ++nth) {
+        if (found[nth] != kNone) {
+            filed_[nth] = filing_.LeafKeys().At(found[nth]).node;
         }
     }
 }
@@ -225,22 +225,22 @@ EDataTreeNode* TreeBlockFiling::File(const ETabulonCursor& cursor) {
 void TreeBlockFiling::PrefetchNewLeaves(const ERecordBlock& block,
                                         std::span<const EBlockIndex> records) {
     news_.clear();
-    for (std::size_t place = 0; place < records.size(); ++place) {
-        if (found_[place] == kNone && parents_[place] != kNone) {
-            news_.push_back(static_cast<EBlockIndex>(place));
-            NodeAccess::Prefetch(*nodes_[parents_[place] / 2]);
+    for (std::size_t nth = 0; nth < records.size(); ++nth) {
+        if (found_[nth] == kNone && parents_[nth] != kNone) {
+            news_.push_back(static_cast<EBlockIndex>(nth));
+            NodeAccess::Prefetch(*nodes_[parents_[nth] / 2]);
         }
     }
-    const auto childrenOf = [this](EBlockIndex place) -> const TreeChildren& {
-        return NodeAccess::Children(*nodes_[parents_[place] / 2]);
+    const auto childrenOf = [this](EBlockIndex nth) -> const TreeChildren& {
+        return NodeAccess::Children(*nodes_[parents_[nth] / 2]);
     };
-    for (const EBlockIndex place : news_) {
-        childrenOf(place).PrefetchList();
-        PrefetchValue(block, records[place]);
+    for (const EBlockIndex nth : news_) {
+        childrenOf(nth).PrefetchList();
+        PrefetchValue(block, records[nth]);
     }
-    for (const EBlockIndex place : news_) {
-        childrenOf(place).PrefetchListEnd();
-        PrefetchText(block, records[place]);
+    for (const EBlockIndex nth : news_) {
+        childrenOf(nth).PrefetchListEnd();
+        PrefetchText(block, records[nth]);
     }
 }
 
@@ -265,8 +265,8 @@ void TreeBlockFiling::FindStarts(const ERecordBlock& block, std::span<const EBlo
         std::fill_n(starts_.begin(), records.size(), canBeIdentical_ ? 1U : 0U);
         return;
     }
-    for (std::size_t place = 0; place < records.size(); ++place) {
-        starts_[place] = IsStartIdentical(block, records[place]) ? 1U : 0U;
+    for (std::size_t nth = 0; nth < records.size(); ++nth) {
+        starts_[nth] = IsStartIdentical(block, records[nth]) ? 1U : 0U;
     }
 }
 
@@ -291,10 +291,10 @@ bool TreeBlockFiling::IsStartIdentical(const ERecordBlock& block, EBlockIndex re
 
 /// Finds or makes the parent of the record's leaf. False if the leaf can't be made without the
 /// record's tag.
-bool TreeBlockFiling::FindParent(const ERecordBlock& block, EBlockIndex record, std::size_t place) {
-    std::uint32_t& parent = parents_[place];
+bool TreeBlockFiling::FindParent(const ERecordBlock& block, EBlockIndex record, std::size_t nth) {
+    std::uint32_t& parent = parents_[nth];
     if (parent == kNone) {
-        parent = StepDown(block, record, starts_[place], levels_.size() - 1);
+        parent = StepDown(block, record, starts_[nth], levels_.size() - 1);
     }
     return parent != kNone && parent % 2 != 0;
 }
@@ -302,9 +302,9 @@ bool TreeBlockFiling::FindParent(const ERecordBlock& block, EBlockIndex record, 
 /// The number of the record's leaf, which is made if it isn't there. kNone where that takes its
 /// tag.
 std::uint32_t TreeBlockFiling::FindLeaf(const ERecordBlock& block, EBlockIndex record,
-                                        std::size_t place) {
-    const bool mayMake = FindParent(block, record, place);
-    const std::uint32_t parent = parents_[place];
+                                        std::size_t nth) {
+    const bool mayMake = FindParent(block, record, nth);
+    const std::uint32_t parent = parents_[nth];
     if (parent == kNone) {
         return kNone;
     }
@@ -359,14 +359,14 @@ std::uint32_t TreeBlockFiling::Register(std::uint32_t parent, EBlockIndex record
 /// Files the record by its tag, and returns its leaf if it has one. From here on the nodes above
 /// the leaf are found by their numbers.
 EDataTreeNode* TreeBlockFiling::FileStray(const ERecordBlock& block, EBlockIndex record,
-                                          std::size_t place) {
+                                          std::size_t nth) {
     filing_.LeafKeys().Write();  // one may be of the same leaf
     MakeTag(block, record);
     EDataTreeNode* const leaf = filing_.Add(tag_);
     if (leaf == nullptr) {
         return nullptr;
     }
-    std::uint32_t parent = starts_[place];
+    std::uint32_t parent = starts_[nth];
     for (std::size_t at = above_.size(); at + 1 < levels_.size() && parent != kNone; ++at) {
         const std::uint32_t above = parent;
         EDataTreeNode* const node = filing_.NodeAt(at);
@@ -375,7 +375,7 @@ EDataTreeNode* TreeBlockFiling::FileStray(const ERecordBlock& block, EBlockIndex
             parent = Register(above, record, at, *node, *tag_.Find(columns_[at].level));
         }
     }
-    parents_[place] = parent;
+    parents_[nth] = parent;
     SetKey(block, record, {leaf});
     return leaf;
 }
@@ -407,23 +407,23 @@ void TreeBlockFiling::KeepKeys(const ERecordBlock& block, std::span<const EBlock
     }
     TreeLeafKeys& keys = filing_.LeafKeys();
     if (areKeysPositions_) {
-        for (std::size_t place = first; place < end; ++place) {
-            const EPosition position = block.Position(records[place]);
+        for (std::size_t nth = first; nth < end; ++nth) {
+            const EPosition position = block.Position(records[nth]);
             if (position < 0) {
-                KeepKey(block, records[place], found_[place]);
+                KeepKey(block, records[nth], found_[nth]);
             } else {
-                keys.Keep(found_[place], {position, TreeKeyForm::Int64AtPosition});
+                keys.Keep(found_[nth], {position, TreeKeyForm::Int64AtPosition});
             }
         }
         return;
     }
-    lastPlaces_.resize(keys.Size());
-    for (std::size_t place = first; place < end; ++place) {
-        lastPlaces_[found_[place]] = static_cast<std::uint32_t>(place);
+    lastOf_.resize(keys.Size());
+    for (std::size_t nth = first; nth < end; ++nth) {
+        lastOf_[found_[nth]] = static_cast<std::uint32_t>(nth);
     }
-    for (std::size_t place = first; place < end; ++place) {
-        if (lastPlaces_[found_[place]] == place) {
-            KeepKey(block, records[place], found_[place]);
+    for (std::size_t nth = first; nth < end; ++nth) {
+        if (lastOf_[found_[nth]] == nth) {
+            KeepKey(block, records[nth], found_[nth]);
         }
     }
 }

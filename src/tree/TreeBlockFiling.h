@@ -81,7 +81,7 @@ private:
     void FileNewLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records);
     void FileLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records,
                     std::size_t first, std::size_t end);
-    void FileLeaf(const ERecordBlock& block, EBlockIndex record, std::size_t place);
+    void FileLeaf(const ERecordBlock& block, EBlockIndex record, std::size_t nth);
     [[nodiscard]] bool UseNewLeaves(const ERecordBlock& block, EBlockIndex first);
     void AddNewLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records);
     [[nodiscard]] bool AddNewLeaf(const ERecordBlock& block, EBlockIndex record,
@@ -90,14 +90,14 @@ private:
                                                        EBlockIndex record, std::uint32_t parent);
     void FindStarts(const ERecordBlock& block, std::span<const EBlockIndex> records);
     [[nodiscard]] bool IsStartIdentical(const ERecordBlock& block, EBlockIndex record);
-    [[nodiscard]] bool FindParent(const ERecordBlock& block, EBlockIndex record, std::size_t place);
+    [[nodiscard]] bool FindParent(const ERecordBlock& block, EBlockIndex record, std::size_t nth);
     [[nodiscard]] std::uint32_t FindLeaf(const ERecordBlock& block, EBlockIndex record,
-                                         std::size_t place);
+                                         std::size_t nth);
     [[nodiscard]] std::uint32_t StepDown(const ERecordBlock& block, EBlockIndex record,
                                          std::uint32_t start, std::size_t depth);
     [[nodiscard]] std::uint32_t Register(std::uint32_t parent, EBlockIndex record, std::size_t at,
                                          EDataTreeNode& node, const ETabulonValue& value);
-    EDataTreeNode* FileStray(const ERecordBlock& block, EBlockIndex record, std::size_t place);
+    EDataTreeNode* FileStray(const ERecordBlock& block, EBlockIndex record, std::size_t nth);
     void MakeTag(const ERecordBlock& block, EBlockIndex record);
     void MakeValue(const ERecordBlock& block, EBlockIndex record, const Column& column,
                    ETabulonValue& value) const;
@@ -111,7 +111,7 @@ private:
     TreeFiling& filing_;
     bool setsKeys_;
     bool makesNodes_;
-    std::vector<EDataTreeNode*> filed_;  // by the record's place, in a mode with nodes
+    std::vector<EDataTreeNode*> filed_;  // by the record's index, in a mode with nodes
     std::vector<Column> columns_;        // the levels shown come first, from the top down
     std::vector<TreeBlockLevel> levels_;
     std::vector<Above> above_;
@@ -120,20 +120,20 @@ private:
 
     std::uint64_t leafGeneration_ = 0;  // of TreeFiling::LeafKeys
 
-    std::vector<EDataTreeNode*> nodes_;      // the first is the start
-    std::vector<std::uint32_t> lastPlaces_;  // by leaf, of records of the block
-    bool areKeysPositions_ = false;          // of the block
+    std::vector<EDataTreeNode*> nodes_;  // the first is the start
+    std::vector<std::uint32_t> lastOf_;  // by leaf, of records of the block
+    bool areKeysPositions_ = false;      // of the block
     // Records since the walk's begin, and of them those whose leaf an earlier record had met.
     std::uint64_t lookups_ = 0;
     std::uint64_t known_ = 0;
     std::uint64_t misses_ = 0;  // leaves that TreeNewLeaves didn't take
 
-    // Scratch of a block: by the record's place, the references of the start and of the leaf's
+    // Scratch of a block: by the record's index, the references of the start and of the leaf's
     // parent, and the leaf.
     std::array<std::uint32_t, ERecordBlock::kMostRecords> starts_{};
     std::array<std::uint32_t, ERecordBlock::kMostRecords> parents_{};
     std::array<std::uint32_t, ERecordBlock::kMostRecords> found_{};
-    std::vector<EBlockIndex> news_;  // places whose leaf isn't known
+    std::vector<EBlockIndex> news_;  // indexes of records whose leaf isn't known
     ETabulonTag tag_;
     ETabulonValue value_;
     EFieldKey fields_;

@@ -28,15 +28,15 @@ void TreeBlockFiling::FileNewLeaves(const ERecordBlock& block,
     for (std::size_t first = 0; first < records.size(); first += kAhead) {
         const std::size_t end = std::min(first + kAhead, records.size());
         std::size_t filed = first;
-        for (std::size_t place = first; place < end; ++place) {
-            if (FindParent(block, records[place], place)) {
-                NodeAccess::Prefetch(*nodes_[parents_[place] / 2]);
-                PrefetchValue(block, records[place]);
+        for (std::size_t nth = first; nth < end; ++nth) {
+            if (FindParent(block, records[nth], nth)) {
+                NodeAccess::Prefetch(*nodes_[parents_[nth] / 2]);
+                PrefetchValue(block, records[nth]);
                 continue;
             }
-            FileLeaves(block, records, filed, place);
-            static_cast<void>(FileStray(block, records[place], place));
-            filed = place + 1;
+            FileLeaves(block, records, filed, nth);
+            static_cast<void>(FileStray(block, records[nth], nth));
+            filed = nth + 1;
         }
         FileLeaves(block, records, filed, end);
     }
@@ -46,22 +46,22 @@ void TreeBlockFiling::FileNewLeaves(const ERecordBlock& block,
 /// found; then their lists of children, and the lists' ends.
 void TreeBlockFiling::FileLeaves(const ERecordBlock& block, std::span<const EBlockIndex> records,
                                  std::size_t first, std::size_t end) {
-    for (std::size_t place = first; place < end; ++place) {
-        NodeAccess::Children(*nodes_[parents_[place] / 2]).PrefetchList();
-        PrefetchText(block, records[place]);
+    for (std::size_t nth = first; nth < end; ++nth) {
+        NodeAccess::Children(*nodes_[parents_[nth] / 2]).PrefetchList();
+        PrefetchText(block, records[nth]);
     }
-    for (std::size_t place = first; place < end; ++place) {
-        NodeAccess::Children(*nodes_[parents_[place] / 2]).PrefetchListEnd();
+    for (std::size_t nth = first; nth < end; ++nth) {
+        NodeAccess::Children(*nodes_[parents_[nth] / 2]).PrefetchListEnd();
     }
-    for (std::size_t place = first; place < end; ++place) {
-        FileLeaf(block, records[place], place);
+    for (std::size_t nth = first; nth < end; ++nth) {
+        FileLeaf(block, records[nth], nth);
     }
 }
 
-void TreeBlockFiling::FileLeaf(const ERecordBlock& block, EBlockIndex record, std::size_t place) {
-    const TreeLeafFiling::Result filed = FindOrAddLeaf(block, record, parents_[place]);
+void TreeBlockFiling::FileLeaf(const ERecordBlock& block, EBlockIndex record, std::size_t nth) {
+    const TreeLeafFiling::Result filed = FindOrAddLeaf(block, record, parents_[nth]);
     if (filed.leaf.node == nullptr) {
-        static_cast<void>(FileStray(block, record, place));
+        static_cast<void>(FileStray(block, record, nth));
         return;
     }
     known_ += filed.wasMet ? 1 : 0;
@@ -91,27 +91,27 @@ bool TreeBlockFiling::UseNewLeaves(const ERecordBlock& block, EBlockIndex first)
 void TreeBlockFiling::AddNewLeaves(const ERecordBlock& block,
                                    std::span<const EBlockIndex> records) {
     TreeNewLeaves& leaves = filing_.NewLeaves();
-    for (std::size_t place = 0; place < records.size(); ++place) {
-        const EBlockIndex record = records[place];
-        if (!FindParent(block, record, place)) {
-            leaves.Place();
-            static_cast<void>(FileStray(block, record, place));
+    for (std::size_t nth = 0; nth < records.size(); ++nth) {
+        const EBlockIndex record = records[nth];
+        if (!FindParent(block, record, nth)) {
+            leaves.Flush();
+            static_cast<void>(FileStray(block, record, nth));
             leaves.Clear();
             continue;
         }
-        const std::uint32_t parent = parents_[place] / 2;
+        const std::uint32_t parent = parents_[nth] / 2;
         if (!leaves.Knows(parent)) {
             leaves.Learn(parent, *nodes_[parent]);
         }
         if (!AddNewLeaf(block, record, parent)) {
             ++misses_;
-            leaves.Place();
-            FileLeaf(block, record, place);
+            leaves.Flush();
+            FileLeaf(block, record, nth);
             leaves.Forget(parent);
         }
     }
     if (leaves.IsFull()) {
-        leaves.Place();
+        leaves.Flush();
     }
 }
 

@@ -66,12 +66,12 @@ void TreeBlockLevel::FindAll(std::span<const EBlockIndex> records,
             PrefetchToRead(&children[numbers[record]]);
         }
     }
-    for (std::size_t place = 0; place < records.size(); ++place) {
-        const std::uint32_t parent = found[place];
-        const Child child = children[numbers[records[place]]];
-        found[place] = child.child;
+    for (std::size_t nth = 0; nth < records.size(); ++nth) {
+        const std::uint32_t parent = found[nth];
+        const Child child = children[numbers[records[nth]]];
+        found[nth] = child.child;
         if (child.parent != parent) [[unlikely]] {
-            found[place] = parent != kNone ? FindOther(parent, numbers[records[place]]) : kNone;
+            found[nth] = parent != kNone ? FindOther(parent, numbers[records[nth]]) : kNone;
         }
     }
 }

@@ -362,7 +362,7 @@ void TreeFiling::FlushRecords() {
 /// At most one of the two has something to write.
 void TreeFiling::FlushLeaves() {
     leafKeys_.Write();
-    newLeaves_.Place();
+    newLeaves_.Flush();
 }
 
 void TreeFiling::ForgetLeaves() noexcept {

@@ -17,7 +17,7 @@ void TreeNewLeaves::SetForm(unsigned int level, unsigned int depth, std::uint16_
         order_.stamp == sort_.OrderStamp()) {
         return;
     }
-    Place();
+    Flush();
     Clear();
     level_ = level;
     type_ = type;
@@ -51,7 +51,7 @@ void TreeNewLeaves::Learn(std::uint32_t parent, EDataTreeNode& node) {
 }
 
 /// A counting sort by parents, which keeps the order of each parent's leaves.
-void TreeNewLeaves::Place() {
+void TreeNewLeaves::Flush() {
     if (leaves_.empty()) {
         return;
     }

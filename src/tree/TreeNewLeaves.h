@@ -17,13 +17,13 @@ namespace etabulon::detail {
 /// Only leaves that are known to be new without a lookup are taken: whole numbers above those that
 /// the parent has. The caller numbers the parents.
 ///
-/// Failure  std::bad_alloc from Add leaves all as it was. From Place it loses leaves: the walk has
+/// Failure  std::bad_alloc from Add leaves all as it was. From Flush it loses leaves: the walk has
 ///          to fail.
 class TreeNewLeaves {
 public:
     explicit TreeNewLeaves(const ETabulonSortDesc& sort) noexcept : sort_(sort) {}
 
-    /// What the leaves have in common. Places those that are there if it changes.
+    /// What the leaves have in common. Flushes those that are there if it changes.
     /// `depth` is that of the parents.
     void SetForm(unsigned int level, unsigned int depth, std::uint16_t type, TreeKeyForm keyForm);
     [[nodiscard]] TreeKeyForm KeyForm() const noexcept { return keyForm_; }
@@ -56,7 +56,7 @@ public:
     /// So many that a caller who cancels the walk needn't wait for them any longer.
     [[nodiscard]] bool IsFull() const noexcept { return leaves_.size() >= kMost; }
     /// Gives the leaves to their parents.
-    void Place();
+    void Flush();
     /// Forgets all parents, and leaves that still wait.
     void Clear() noexcept;
 
@@ -77,7 +77,7 @@ private:
     // By parent.
     std::vector<std::int64_t> largest_;  // kNoNumber: takes none
     std::vector<EDataTreeNode*> parents_;
-    // Scratch of Place.
+    // Scratch of Flush.
     std::vector<std::uint32_t> ends_;
     std::vector<TreeLeafWords> sorted_;
 };
