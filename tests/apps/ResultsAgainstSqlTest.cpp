@@ -471,13 +471,26 @@ TEST(SeveralValuesOfALevel, LeaveItALevel) {
 }
 
 TEST(ShownEdits, TellWhatLinksOfNewRecordsShow) {
-    const CommandResult run =
-        RunCommand({"edit", ETABULON_STRIKES_DATABASE, "strikes", "--insert",
-                    "id=900000,airport_id=1", "--show", "score", "--level", "airport>name",
-                    "--calc", "COUNT:id", "--where", "id = 900000"});
+    Arguments shown = {"edit",
+                       ETABULON_STRIKES_DATABASE,
+                       "strikes",
+                       "--insert",
+                       "id=900000,airport_id=1",
+                       "--show",
+                       "score",
+                       "--level",
+                       "airport>name",
+                       "--calc",
+                       "COUNT:id",
+                       "--where",
+                       "id = 900000"};
+    const CommandResult run = RunCommand(shown);
     EXPECT_EQ(run.out, "airport>name\tCOUNT(id)\n\\N\t1\ntotal\t1\n");
     EXPECT_EQ(run.err,
               "etabulon: what is reached through links is shown as missing for new records\n");
+    // Once, though the drill has a cursor of its own.
+    shown.insert(shown.end(), {"--drill", "NULL"});
+    EXPECT_EQ(RunCommand(shown).err, run.err);
 }
 
 TEST(Conditions, AreRefusedWithTheirPlace) {

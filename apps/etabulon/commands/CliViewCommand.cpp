@@ -34,8 +34,9 @@ CliResult<> CliViewCommand::ShowTable(CliEnvironment& environment, const CliTabl
     if (!condition) {
         return condition.Failure();
     }
-    const CliWalkContext context{table, environment.interrupt, output_.ShowsProgress(environment),
-                                 changes, std::move(*condition)};
+    bool hasToldLinks = false;
+    const CliWalkContext context{table,   environment.interrupt, output_.ShowsProgress(environment),
+                                 changes, std::move(*condition), &hasToldLinks};
     return Show(environment, context);
 }
 

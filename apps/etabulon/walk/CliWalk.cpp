@@ -299,8 +299,10 @@ CliResult<> OpenCursor(const CliWalkContext& context, const ETabulonLevels& leve
     }
     if (context.changes != nullptr) {
         cursor.ShowPending(*context.changes, MovesRecords(context, levels));
-        if (context.changes->Script(ETabulonPendingChanges::Insert).Size() != 0 &&
+        if (!*context.hasToldLinks &&
+            context.changes->Script(ETabulonPendingChanges::Insert).Size() != 0 &&
             UsesLinks(levels, ids)) {
+            *context.hasToldLinks = true;
             TellUser("what is reached through links is shown as missing for new records");
         }
     }

@@ -55,6 +55,8 @@ struct CliWalkContext {
     bool showsProgress = false;
     const ETabulonPendingChanges* changes = nullptr;  // edits that walks show as saved; may be null
     CliCondition condition = {};                      // that all records meet which a walk shows
+    // Whether the user knows what links of new records show: a command may open several cursors.
+    bool* hasToldLinks = nullptr;  // required with `changes`
 };
 
 /// Initializes the cursor on the table with the levels. The cursor reads only the columns that the
