@@ -304,7 +304,7 @@ void RecordWalk(benchmark::State& state, const char* what, ETabulonCursor& curso
     }
 }
 
-void CancelGrid(benchmark::State& state, const char* what, unsigned threads) {
+void CancelGrid(benchmark::State& state, const char* what, unsigned int threads) {
     EReadAhead::SetThreads(threads);
     OrdersCursor orders(RunSizes().large, "orders", {"product", "city"}, {"amount"});
     ETabulonCursor& cursor = orders.Cursor();

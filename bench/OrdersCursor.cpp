@@ -16,7 +16,7 @@ namespace {
 
 std::unique_ptr<ETabulonCursorSql> OpenFile(ESqliteSource& source, const char* table,
                                             const ETabulonLevels& levels,
-                                            std::vector<unsigned> columns) {
+                                            std::vector<unsigned int> columns) {
     ESqlError error;
     std::unique_ptr<ESqlTable> opened = source.OpenTable(table, {std::move(columns)}, error);
     Require(opened != nullptr, error.text.c_str());
@@ -54,10 +54,10 @@ OrdersCursor::OrdersCursor(std::int64_t rows, const char* table,
     if (held == Held::InColumns) {
         auto cursor = std::make_unique<ETabulonCursorEData>();
         EDataColumns& orders = Orders(rows);
-        std::vector<unsigned> fields;
+        std::vector<unsigned int> fields;
         for (const auto& names : {levels, others}) {
             for (const char* const name : names) {
-                fields.push_back(static_cast<unsigned>(orders.Fields().IndexOf(name)));
+                fields.push_back(static_cast<unsigned int>(orders.Fields().IndexOf(name)));
             }
         }
         cursor->Init(available, new EDataColumns(orders, fields), /*ownsTable=*/true);

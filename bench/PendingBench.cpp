@@ -89,7 +89,7 @@ public:
         ETabulonTag tag;
         for (int change = 0; customers.Step(); ++change) {
             for (int level = 0; level < 3; ++level) {
-                tag.SetValue(static_cast<unsigned>(level), Value(customers.Text(level)));
+                tag.SetValue(static_cast<unsigned int>(level), Value(customers.Text(level)));
             }
             if (change < kUpdates) {
                 changes_.AppendUpdate(tag, "quantity", EVariant::FromInt64(kQuantity));
@@ -102,7 +102,7 @@ public:
             const std::string name = "new customer " + std::to_string(insert);
             tag.SetValue(2, Value(name));
             changes_.AppendInsert(tag);
-            for (unsigned place = 0; place < 3; ++place) {
+            for (unsigned int place = 0; place < 3; ++place) {
                 insertedBytes += static_cast<std::int64_t>(tag.ValueAt(place).Data().ByteCount());
             }
         }

@@ -28,7 +28,7 @@ struct Comparison {
     /// A hand-written loop that does the same work, which takes its turns between the two.
     std::function<void()> flat = {};
     /// Threads that read ahead for ours; their work shows by the clock alone.
-    unsigned threads = 0;
+    unsigned int threads = 0;
     bool byTheClock = false;
 };
 

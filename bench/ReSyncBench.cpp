@@ -50,7 +50,7 @@ public:
     void ReSync() {
         ctrl_.Port()->Send({MsgRefreshDone, 0, std::make_unique<ETabulonTag>(group_)});
     }
-    [[nodiscard]] unsigned Items() const { return view_.ItemCount(); }
+    [[nodiscard]] unsigned int Items() const { return view_.ItemCount(); }
 
 private:
     DDico dico_;
@@ -83,11 +83,12 @@ void ItemsOfOneNode(benchmark::State& state) {
         for (int turn = 0; turn < 3; ++turn) {
             WideTree tree(children);
             made.push_back(Milliseconds([&tree] { tree.Open(); }));
-            Require(tree.Items() == static_cast<unsigned>(children) + 2, "items of the open node");
+            Require(tree.Items() == static_cast<unsigned int>(children) + 2,
+                    "items of the open node");
             for (int again = 0; again < 3; ++again) {
                 unchanged.push_back(Milliseconds([&tree] { tree.ReSync(); }));
             }
-            Require(tree.Items() == static_cast<unsigned>(children) + 2, "items kept");
+            Require(tree.Items() == static_cast<unsigned int>(children) + 2, "items kept");
         }
         state.SetIterationTime(made.front() / 1000);
     }

@@ -44,11 +44,11 @@ private:
     std::uint64_t sum_ = 0xCBF29CE484222325U;
 };
 
-constexpr unsigned kUpperLevels = 3;
+constexpr unsigned int kUpperLevels = 3;
 
 void AddTree(Digest& digest, const EDataTreeNode& node, Leaves leaves,
              std::array<Chaine, kUpperLevels>& path) {
-    for (unsigned index = 0; index < node.Size(); ++index) {
+    for (unsigned int index = 0; index < node.Size(); ++index) {
         const EDataTreeNode& child = *node.Get(index);
         path[node.Depth()] = child.DisplayValue().DisplayText();
         if (child.Depth() < kUpperLevels) {
@@ -61,7 +61,7 @@ void AddTree(Digest& digest, const EDataTreeNode& node, Leaves leaves,
         if (leaves == Leaves::Records) {
             ETabulonPrimaryKey key;
             std::uint64_t keys = 0;
-            for (unsigned leaf = 0; leaf < child.Size(); ++leaf) {
+            for (unsigned int leaf = 0; leaf < child.Size(); ++leaf) {
                 child.Get(leaf)->ExtractPrimaryKey(key);
                 keys += static_cast<std::uint64_t>(key.Position());
             }
@@ -84,7 +84,7 @@ std::uint64_t DigestOf(Database& database, Leaves leaves, const std::string& ord
     Statement groups(database, "SELECT " + order + ", count(*), sum(id) FROM orders GROUP BY " +
                                    order + " ORDER BY " + order);
     while (groups.Step()) {
-        for (unsigned column = 0; column < kUpperLevels; ++column) {
+        for (unsigned int column = 0; column < kUpperLevels; ++column) {
             digest.Add(groups.Text(static_cast<int>(column)));
         }
         if (leaves == Leaves::Records) {
@@ -191,10 +191,10 @@ private:
     [[nodiscard]] std::int64_t Inner() const {
         const EDataTreeNode& root = *tree_->Root();
         std::int64_t nodes = root.Size();
-        for (unsigned country = 0; country < root.Size(); ++country) {
+        for (unsigned int country = 0; country < root.Size(); ++country) {
             const EDataTreeNode& cities = *root.Get(country);
             nodes += cities.Size();
-            for (unsigned city = 0; city < cities.Size(); ++city) {
+            for (unsigned int city = 0; city < cities.Size(); ++city) {
                 nodes += cities.Get(city)->Size();
             }
         }
@@ -358,7 +358,7 @@ public:
     void Check() {
         Fill();
         Statement sorted(database_, "SELECT code FROM codes ORDER BY code");
-        for (unsigned index = 0; sorted.Step(); ++index) {
+        for (unsigned int index = 0; sorted.Step(); ++index) {
             Require(
                 tree_->Root()->Get(index)->DisplayValue().DisplayText().View() == sorted.Text(0),
                 "order of siblings");
@@ -423,7 +423,7 @@ void CompareSort(benchmark::State& state, const char* name, Leaves leaves, doubl
     LeafTable table(RunSizes().large, leaves);
     tree.Fill();
     const std::int64_t count = tree.LeafCount();
-    const auto move = [&tree](unsigned from, unsigned to) {
+    const auto move = [&tree](unsigned int from, unsigned int to) {
         Require(tree.Tree().MoveSortLevel(from, to), "move of a level");
     };
     move(2, 0);

@@ -56,7 +56,7 @@ int main(int argumentCount, char** arguments) {
         return 1;
     }
     double most = 0;
-    for (unsigned index = 0; index < tree.Root()->Size(); ++index) {
+    for (unsigned int index = 0; index < tree.Root()->Size(); ++index) {
         const EDataTreeNode& state = *tree.Root()->Get(index);
         ETabulonValue kinds;
         totals->ReadResult(state.Tag(), 0, kinds);

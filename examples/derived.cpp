@@ -22,7 +22,7 @@ int main() {
     if (tree.Fill() != StatusOk) {
         return 1;
     }
-    for (unsigned index = 0; index < tree.Root()->Size(); ++index) {
+    for (unsigned int index = 0; index < tree.Root()->Size(); ++index) {
         std::printf("from %s\n", tree.Root()->Get(index)->DisplayValue().DisplayValue().c_str());
     }
     return tree.Root()->LeafCount() == 3 ? 0 : 1;

@@ -22,12 +22,12 @@ int main() {
     if (tree.Fill() != StatusOk) {
         return 1;
     }
-    for (unsigned index = 0; index < tree.Root()->Size(); ++index) {
+    for (unsigned int index = 0; index < tree.Root()->Size(); ++index) {
         const EDataTreeNode& country = *tree.Root()->Get(index);
         std::printf("%s: %u\n", country.DisplayValue().DisplayValue().c_str(),
-                    static_cast<unsigned>(country.LeafCount()));
+                    static_cast<unsigned int>(country.LeafCount()));
     }
-    const unsigned filtered = tree.Root()->LeafCount();
+    const unsigned int filtered = tree.Root()->LeafCount();
     shop.cursor.SetFilter(EFilter());  // all records again, from the next walk on
     return filtered == 4 && tree.Fill() == StatusOk && tree.Root()->LeafCount() == 5 ? 0 : 1;
 }

@@ -17,11 +17,11 @@ class Spread : public ETabulonCumulFunc {
 public:
     Spread() : ETabulonCumulFunc("SPREAD", "Spread", nullptr) {}
     /// One buffer for each cell and each total.
-    ETabulonCumulBuffer* Start(int type, unsigned size) override {
+    ETabulonCumulBuffer* Start(int type, unsigned int size) override {
         return new Buffer(this, type, size);
     }
     int ResultType(int /*type*/) const override { return TYPE_DOUBLE; }
-    unsigned ResultSize(unsigned /*size*/) const override { return 8; }
+    unsigned int ResultSize(unsigned int /*size*/) const override { return 8; }
 
 private:
     class Buffer : public ETabulonCumulBuffer {
@@ -48,11 +48,11 @@ private:
 
 class Printed : public EGridView {
 public:
-    void SetValue(unsigned /*column*/, unsigned line, const ETabulonValue& value) override {
+    void SetValue(unsigned int /*column*/, unsigned int line, const ETabulonValue& value) override {
         std::printf("country %u: %s\n", line, value.DisplayValue().c_str());
     }
     void SetTotal(const ETabulonValue& value) override { total = value.Data().AsDouble(); }
-    void SetTotal(AxeDirection /*direction*/, unsigned /*index*/,
+    void SetTotal(AxeDirection /*direction*/, unsigned int /*index*/,
                   const ETabulonValue& value) override {
         total = value.Data().AsDouble();
     }

@@ -18,12 +18,12 @@ class Printed : public EGridView {
 public:
     void SetAxe(AxeDirection direction, const ETabulonGridAxe* axe) override {
         std::printf("axis %u: %s =", direction, axe->DisplayName().c_str());
-        for (unsigned index = 0; index < axe->Size(); ++index) {
+        for (unsigned int index = 0; index < axe->Size(); ++index) {
             std::printf(" %s", axe->Label(index).DisplayValue().c_str());
         }
         std::printf("\n");
     }
-    void SetValue(unsigned column, unsigned line, const ETabulonValue& value) override {
+    void SetValue(unsigned int column, unsigned int line, const ETabulonValue& value) override {
         std::printf("(%u, %u) %s\n", line, column, value.DisplayValue().c_str());
     }
     using EGridView::SetTotal;  // the totals of the axes stay ignored

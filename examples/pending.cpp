@@ -10,7 +10,7 @@
 
 using namespace etabulon;
 
-static unsigned Leaves(ETabulonCursor& cursor) {
+static unsigned int Leaves(ETabulonCursor& cursor) {
     EDataTree tree(&cursor, "Orders", nullptr);
     return tree.Fill() == StatusOk ? tree.Root()->LeafCount() : 0;
 }
@@ -27,8 +27,8 @@ int main() {
 
     ETabulonCursorPending overlay(&shop.cursor, &changes);
     overlay.Init(shop.cursor.Levels());
-    const unsigned before = Leaves(shop.cursor);  // the table, as it is: 5
-    const unsigned after = Leaves(overlay);       // as it will be: 3
+    const unsigned int before = Leaves(shop.cursor);  // the table, as it is: 5
+    const unsigned int after = Leaves(overlay);       // as it will be: 3
     std::printf("%u leaves, %u once this is saved\n", before, after);
 
     ETabulonSavePending save(&overlay, shop.levels);

@@ -18,7 +18,7 @@ static void Print(const EDataTreeNode& node, const ETreeTotals& totals) {
     const int indent = static_cast<int>(2 * node.Depth());
     std::printf("%*s%s %s %s\n", indent, "", node.DisplayValue().DisplayValue().c_str(),
                 amount.DisplayValue().c_str(), median.DisplayValue().c_str());
-    for (const unsigned child : totals.OrderOf(node, 0, /*descending=*/true)) {
+    for (const unsigned int child : totals.OrderOf(node, 0, /*descending=*/true)) {
         Print(*node.Get(child), totals);  // the largest amount first
     }
 }

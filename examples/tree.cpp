@@ -11,7 +11,7 @@ static void Print(const EDataTreeNode& node) {
     const int indent = static_cast<int>(2 * node.Depth());
     std::printf("%*s%s", indent, "", node.DisplayValue().DisplayValue().c_str());
     std::printf(node.IsTreeLeaf() ? "\n" : " (%u)\n", node.LeafCount());
-    for (unsigned index = 0; index < node.Size(); ++index) {
+    for (unsigned int index = 0; index < node.Size(); ++index) {
         Print(*node.Get(index));
     }
 }

@@ -77,8 +77,10 @@ public:
     void MoveWindow(const ERect&) override {}
     void Print(IDrawSurface&) override {}
     // Timers: the control blinks by one while it waits. A window calls Events()->OnTimer.
-    [[nodiscard]] unsigned SetTimer(unsigned timerID, unsigned) override { return timerID; }
-    void KillTimer(unsigned) override {}
+    [[nodiscard]] unsigned int SetTimer(unsigned int timerID, unsigned int) override {
+        return timerID;
+    }
+    void KillTimer(unsigned int) override {}
     [[nodiscard]] EMessagePort::Waker MakeWaker(std::weak_ptr<EMessagePort> port) override {
         return loop_.MakeWaker(std::move(port));
     }

@@ -17,7 +17,7 @@ public:
         : rest_(reinterpret_cast<const char*>(bytes), size) {}
 
     [[nodiscard]] bool IsEmpty() const noexcept { return rest_.empty(); }
-    [[nodiscard]] unsigned Byte() noexcept {
+    [[nodiscard]] unsigned int Byte() noexcept {
         if (rest_.empty()) {
             return 0;
         }
@@ -26,11 +26,11 @@ public:
         return byte;
     }
     /// Below `count`, of at most 256.
-    [[nodiscard]] unsigned Below(unsigned count) noexcept { return Byte() % count; }
+    [[nodiscard]] unsigned int Below(unsigned int count) noexcept { return Byte() % count; }
     /// One of an array.
     template <class Item, std::size_t count>
     [[nodiscard]] const Item& Of(const Item (&items)[count]) noexcept {
-        return items[Below(static_cast<unsigned>(count))];
+        return items[Below(static_cast<unsigned int>(count))];
     }
     /// The bytes up to `end`, which is passed over, or all that are left.
     [[nodiscard]] std::string_view Until(char end) noexcept {

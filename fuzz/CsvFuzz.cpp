@@ -188,8 +188,8 @@ bool IsDate(std::string_view text) {
     using namespace std::chrono;
     return Fits(text, "0000-00-00") && NumberAt(text, 0, 4) > 0 &&
            year_month_day(year(NumberAt(text, 0, 4)),
-                          month(static_cast<unsigned>(NumberAt(text, 5, 2))),
-                          day(static_cast<unsigned>(NumberAt(text, 8, 2))))
+                          month(static_cast<unsigned int>(NumberAt(text, 5, 2))),
+                          day(static_cast<unsigned int>(NumberAt(text, 8, 2))))
                .ok();
 }
 

@@ -246,7 +246,7 @@ private:
     /// The first columns, and one after each of the first links, forth and back.
     [[nodiscard]] ETabulonLevels Levels(const ESqlTableInfo& info) {
         constexpr std::size_t kMostColumns = 2;
-        constexpr unsigned kMostLevels = 5;
+        constexpr unsigned int kMostLevels = 5;
         ETabulonLevels levels;
         const auto add = [&levels](const Chaine& code) {
             if (levels.Size() < kMostLevels) {
@@ -312,7 +312,7 @@ private:
         const ECursorListening listening(cursor, limit);
         EDataTree tree(&cursor, "all", nullptr);
         ETabulonSortDesc::SortKeyArray keys;
-        for (unsigned level = cursor.Levels().Size(); level-- > 0;) {
+        for (unsigned int level = cursor.Levels().Size(); level-- > 0;) {
             keys.Add({level, /*reverse=*/false, 0});
         }
         tree.SetSortLevels(keys);
@@ -381,7 +381,7 @@ extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* bytes, std::size_t size, s
 
 /// Leaves the header alone most of the time: a file with a bad one is refused at once.
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* bytes, std::size_t size,
-                                               std::size_t most, unsigned seed) {
+                                               std::size_t most, unsigned int seed) {
     constexpr std::size_t kHeader = 100;
     if (size <= kHeader || seed % 16 == 0) {
         return LLVMFuzzerMutate(bytes, size, most);

@@ -204,7 +204,7 @@ private:
     }
     static void RequireSame(const ETabulonTag& a, const ETabulonTag& b) {
         Require(a.KnownLevelsCount() == b.KnownLevelsCount(), "the levels of a place");
-        for (unsigned place = 0; place < a.KnownLevelsCount(); ++place) {
+        for (unsigned int place = 0; place < a.KnownLevelsCount(); ++place) {
             Require(a.LevelAt(place) == b.LevelAt(place) &&
                         a.ValueAt(place).Data().IsIdenticalTo(b.ValueAt(place).Data()),
                     "a value of a place");

@@ -28,7 +28,7 @@ std::string Text(const EVariant& value) {
 
 std::string Text(const ETabulonTag& tag) {
     std::string text;
-    for (unsigned place = 0; place < tag.KnownLevelsCount(); ++place) {
+    for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
         text += std::to_string(tag.LevelAt(place)) + Text(tag.ValueAt(place).Data());
     }
     return "[" + text + "]";
@@ -100,7 +100,7 @@ class Bench {
 public:
     explicit Bench(Choices& choices) : choices_(choices) {
         DRubric* const rubric = dico_.AddRubric("Items", "Items");
-        constexpr unsigned kNullableLong = 5;
+        constexpr unsigned int kNullableLong = 5;
         rubric->AddVariable("group", "", TYPE_LONG, kNullableLong);
         rubric->AddVariable("name", "", TYPE_CHAINE, 0);
         rubric->AddVariable("id", "", TYPE_LONG, kNullableLong);
@@ -109,7 +109,7 @@ public:
         table_ = std::make_unique<EDataMemory>(rubric);
         FillTable();
         ETabulonLevels levels;
-        for (unsigned level = 0; level < kLevels; ++level) {
+        for (unsigned int level = 0; level < kLevels; ++level) {
             levels.AddLevel(kColumns[level], kColumns[level], nullptr, /*addRef=*/false);
         }
         cursor_.Init(levels, table_.get(), /*ownsTable=*/false);
@@ -127,7 +127,7 @@ public:
 
 private:
     void FillTable() {
-        for (unsigned count = choices_.Below(8); count > 0; --count) {
+        for (unsigned int count = choices_.Below(8); count > 0; --count) {
             const Record record = {Kept(Group, AnyDatum(Group)), Kept(Name, AnyDatum(Name)),
                                    Kept(Id, AnyDatum(Id)), Kept(Value, AnyDatum(Value))};
             const bool isTwin = model_.HasId(record[Id], model_.records.size());
@@ -141,7 +141,7 @@ private:
             }
         }
     }
-    Datum AnyDatum(unsigned level) {
+    Datum AnyDatum(unsigned int level) {
         constexpr Datum kNumbers[] = {{Kind::Whole, 0, ""}, {Kind::Whole, 1, ""},
                                       {Kind::Real, 1, ""},  {},
                                       {Kind::Whole, 2, ""}, {Kind::Real, 0, ""}};
@@ -152,7 +152,7 @@ private:
             return choices_.Of(kTexts);
         }
         if (level == Id) {
-            const unsigned id = choices_.Below(8);
+            const unsigned int id = choices_.Below(8);
             return id == 7 ? Datum{} : Datum{Kind::Whole, static_cast<int>(id), ""};
         }
         return choices_.Of(kNumbers);
@@ -160,7 +160,7 @@ private:
     Place AnyPlace() {
         Place place;
         // The level after the last is one that the cursor lacks.
-        for (unsigned known = choices_.Below(1U << (kLevels + 1)), level = 0; known != 0;
+        for (unsigned int known = choices_.Below(1U << (kLevels + 1)), level = 0; known != 0;
              known >>= 1U, ++level) {
             if (known % 2 != 0) {
                 place[level] = AnyDatum(level);
@@ -235,8 +235,8 @@ private:
     /// A change that lies in the script itself.
     void AppendOwn() {
         if (!model_.script.empty()) {
-            const unsigned index = choices_.Below(
-                static_cast<unsigned>(std::min<std::size_t>(model_.script.size(), 256)));
+            const unsigned int index = choices_.Below(
+                static_cast<unsigned int>(std::min<std::size_t>(model_.script.size(), 256)));
             const LiteralChange own = model_.script[index];
             changes_.AppendChange(changes_.Script()[index]);
             model_.Append(own);

@@ -79,7 +79,7 @@ bool IsSameVariable(const Variable& asked, const Variable& known) {
                              : FoldedText(asked.code) == FoldedText(known.code);
 }
 
-Datum Kept(unsigned column, const Datum& datum) {
+Datum Kept(unsigned int column, const Datum& datum) {
     static const char* const kDigits[] = {"0", "1", "2", "3", "4", "5", "6", "7"};
     if (column == Name) {
         return datum.IsNumber() ? Datum{Kind::Text, 0, kDigits[datum.number]}
@@ -235,7 +235,7 @@ Place PendingModel::PlaceOf(const Record& record) {
 
 void PendingModel::Apply(const Place& place, Record& record) const {
     for (const LiteralChange& update : At(kUpdate, place)) {
-        for (unsigned column = 0; column < record.size(); ++column) {
+        for (unsigned int column = 0; column < record.size(); ++column) {
             if (update.variable.number != 0
                     ? update.variable.number == column + 1
                     : FoldedText(update.variable.code) == kColumns[column]) {

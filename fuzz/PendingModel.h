@@ -35,7 +35,7 @@ struct Datum {
 [[nodiscard]] bool IsEqual(const Datum& a, const Datum& b);
 
 /// A value for each level that is known.
-using Place = std::map<unsigned, Datum>;
+using Place = std::map<unsigned int, Datum>;
 
 [[nodiscard]] bool IsSamePlace(const Place& a, const Place& b);
 [[nodiscard]] bool IsAtOrBelow(const Place& place, const Place& parent);
@@ -43,7 +43,7 @@ using Place = std::map<unsigned, Datum>;
 
 struct Variable {
     const char* code = "";
-    unsigned number = 0;  // 0: identified by its code
+    unsigned int number = 0;  // 0: identified by its code
 
     [[nodiscard]] ETabulonVariableID Id() const { return ETabulonVariableID(Chaine(code)); }
 };
@@ -51,14 +51,14 @@ struct Variable {
 /// `asked` says by what the two are compared.
 [[nodiscard]] bool IsSameVariable(const Variable& asked, const Variable& known);
 
-enum Column : unsigned { Group = 0, Name = 1, Id = 2, Value = 3 };
+enum Column : unsigned int { Group = 0, Name = 1, Id = 2, Value = 3 };
 inline constexpr const char* kColumns[] = {"group", "name", "id", "value"};
-inline constexpr unsigned kLevels = 3;  // the first columns; the cursor has no level after them
+inline constexpr unsigned int kLevels = 3;  // the first columns; the cursor has no level after them
 
 using Record = std::array<Datum, std::size(kColumns)>;
 
 /// The value as a column keeps it: names are texts, the others whole numbers.
-[[nodiscard]] Datum Kept(unsigned column, const Datum& datum);
+[[nodiscard]] Datum Kept(unsigned int column, const Datum& datum);
 
 struct LiteralChange {
     ChangeType type = kUpdate;

@@ -13,15 +13,15 @@ class CsvInColumns : public SqliteTest {
 protected:
     CsvInColumns() : file((folder / "some table.csv").string()) {}
 
-    unsigned Below(unsigned bound) { return static_cast<unsigned>(random() % bound); }
-    bool OneIn(unsigned many) { return Below(many) == 0; }
+    unsigned int Below(unsigned int bound) { return static_cast<unsigned int>(random() % bound); }
+    bool OneIn(unsigned int many) { return Below(many) == 0; }
     template <std::size_t count>
     const char* Any(const char* const (&some)[count]) {
         return some[Below(count)];
     }
 
     /// A cell that a column of this kind may have, mostly.
-    std::string Cell(unsigned kind) {
+    std::string Cell(unsigned int kind) {
         static const char* const kOdd[] = {"",
                                            "\"\"",
                                            "-0",
@@ -84,17 +84,17 @@ protected:
         static const char* const kBad[] = {"\"", "a\"b", "\"a\"b", ",", "\n,\n", "\"open"};
         static const char* const kNames[] = {"a", "A", "b", "", "a_2", "\"q\"\"d\"", "RowId"};
         const char* const lineBreak = Any(kBreaks);
-        const unsigned width = 1 + Below(9);
+        const unsigned int width = 1 + Below(9);
         oddity = OneIn(2) ? 3000 : 5 + Below(60);
         std::string text = OneIn(3) ? "\xEF\xBB\xBF" : "";
-        std::vector<unsigned> kinds;
-        for (unsigned column = 0; column < width; ++column) {
+        std::vector<unsigned int> kinds;
+        for (unsigned int column = 0; column < width; ++column) {
             kinds.push_back(Below(10));
             text += (column != 0 ? "," : "") + std::string(Any(kNames));
         }
         text += lineBreak;
-        for (unsigned left = OneIn(4) ? Below(3000) : Below(40); left != 0; --left) {
-            for (unsigned column = 0; column < width; ++column) {
+        for (unsigned int left = OneIn(4) ? Below(3000) : Below(40); left != 0; --left) {
+            for (unsigned int column = 0; column < width; ++column) {
                 text += (column != 0 ? "," : "") + Cell(kinds[column]);
             }
             text += OneIn(400) ? Any(kBad) : "";
@@ -154,12 +154,12 @@ protected:
 
     const std::string file;
     std::mt19937 random{1};
-    unsigned oddity = 10;
+    unsigned int oddity = 10;
 };
 
 TEST_F(CsvInColumns, AreWhatADatabaseGives) {
-    unsigned failures = 0;
-    for (unsigned seed = 1; seed <= 250 && !HasFailure(); ++seed) {
+    unsigned int failures = 0;
+    for (unsigned int seed = 1; seed <= 250 && !HasFailure(); ++seed) {
         SCOPED_TRACE(seed);
         random.seed(seed);
         ECsvReadOptions options;
@@ -216,7 +216,7 @@ TEST_F(CsvInColumns, OpenSomeFieldsInAnOrderOfTheirOwn) {
     std::ofstream(file) << "a,b,c\n1,x,2021-03-04\n,y,\n";
     const auto read = ECsvTable::Read(file.c_str(), {}, error);
     ASSERT_NE(read, nullptr);
-    const unsigned fields[] = {2, 0};
+    const unsigned int fields[] = {2, 0};
     const auto some = read->Open(fields);
     ASSERT_EQ(some->GetLast(), 2);
     EXPECT_TRUE(some->Fields()["a"].IsMissing());

@@ -116,7 +116,7 @@ TEST_F(IcuOrder, IsTheOrderOfItsKeys) {
         std::vector<Chaine> texts;
         for (int i = 0; i < 120; ++i) {
             std::string text;
-            for (unsigned n = random() % 6; n > 0; --n) {
+            for (unsigned int n = random() % 6; n > 0; --n) {
                 text += pieces[random() % pieces.size()];
             }
             texts.emplace_back(text);

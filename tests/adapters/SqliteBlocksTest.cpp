@@ -43,7 +43,7 @@ protected:
         EReadAhead::SetLeastRecords(EReadAhead::kLeastRecords);
     }
     /// A table `t` with random values, and a view `v` of it.
-    void Make(RandomWalk& walk, unsigned count) {
+    void Make(RandomWalk& walk, unsigned int count) {
         static const char* const kTypes[] = {"INTEGER",
                                              "REAL",
                                              "BOOLEAN",
@@ -67,7 +67,7 @@ protected:
             "CREATE TABLE p (id INTEGER PRIMARY KEY, name TEXT, n REAL);"
             "INSERT INTO p VALUES (0, 'zero', 0.5), (1, NULL, 'odd'), (2, 'two', NULL),"
             " (5, 'zero', 3);";
-        for (unsigned row = 0; row < count; ++row) {
+        for (unsigned int row = 0; row < count; ++row) {
             script += "INSERT INTO t VALUES (" + std::to_string(static_cast<int>(row) - 3);
             for (const char* const type : kTypes) {
                 script += ", " + Literal(walk, type);
@@ -78,13 +78,13 @@ protected:
     }
 
 private:
-    unsigned threads_ = EReadAhead::Threads();
+    unsigned int threads_ = EReadAhead::Threads();
 };
 
 TEST_F(SqliteBlocks, GiveWhatSingleStepsGive) {
-    static constexpr unsigned kCounts[] = {0, 1, 3, 1024, 1025, 2050};
+    static constexpr unsigned int kCounts[] = {0, 1, 3, 1024, 1025, 2050};
     std::size_t blocks = 0;
-    for (unsigned seed = 1; seed <= 32; ++seed) {
+    for (unsigned int seed = 1; seed <= 32; ++seed) {
         SCOPED_TRACE(seed);
         RandomWalk walk(seed);
         EReadAhead::SetThreads(walk.OneIn(3) ? 0 : walk.OneIn(2) ? 2 : 5);
@@ -130,7 +130,7 @@ struct Heard {
 
 class SqliteBlockFailures : public SqliteBlocks {
 protected:
-    unsigned orderColumn = 0;
+    unsigned int orderColumn = 0;
 
     Heard WalkOnce(bool byBlocks) {
         const BlocksEnabled enabled(byBlocks);

@@ -73,7 +73,8 @@ TEST_F(SqliteLinks, FailAtEachCallOfAWalkThatFailsOrAreWhole) {
         Make(40, 1, 3000, mode);
         const std::string whole = WalkNames();
         ASSERT_EQ(whole.find('!'), std::string::npos);
-        for (const unsigned calls : {unsigned{FaultVfs::kRead}, unsigned{FaultVfs::kAnyCall}}) {
+        for (const unsigned int calls : {static_cast<unsigned int>(FaultVfs::kRead),
+                                         static_cast<unsigned int>(FaultVfs::kAnyCall)}) {
             Close();
             FaultVfs vfs;
             int throughLinks = 0;

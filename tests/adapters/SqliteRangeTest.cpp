@@ -97,8 +97,8 @@ TEST_F(SqliteRange, IsNeverNarrowerThanTheFilter) {
         }
         std::vector<ETabulonTag> tags;
         for (EPosition at = table->GetFirst(); at != kNoPosition; at = table->GetNext()) {
-            for (unsigned level = 1; level < levels.Size() && tags.size() < 400; ++level) {
-                const auto value = [&](unsigned of) {
+            for (unsigned int level = 1; level < levels.Size() && tags.size() < 400; ++level) {
+                const auto value = [&](unsigned int of) {
                     return ValueOf(table->Fields().At(static_cast<std::uint16_t>(of)));
                 };
                 ETabulonTag tag;

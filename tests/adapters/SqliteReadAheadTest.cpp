@@ -86,7 +86,7 @@ private:
         return records == endAt ? StatusEnd : StatusOk;
     }
     const EField* field_ = nullptr;
-    unsigned column_ = 0;
+    unsigned int column_ = 0;
 };
 
 /// A kind of table, or of walk.
@@ -147,7 +147,7 @@ protected:
 
 private:
     BlocksEnabled blocks_{true};  // readers deliver blocks only
-    unsigned threads_ = EReadAhead::Threads();
+    unsigned int threads_ = EReadAhead::Threads();
 };
 
 class SqliteReadAheadOf : public SqliteReadAhead, public testing::WithParamInterface<AheadCase> {};
@@ -195,7 +195,7 @@ TEST_F(SqliteReadAhead, KeepsFewLongTexts) {
         "UPDATE t SET pad = substr(printf('%030000d', k), 1)");
     OpenTable("t", {}, ESqlOpenMode::ReadOnly);
     sums->readsPad = true;
-    for (const unsigned threads : {0U, 2U}) {
+    for (const unsigned int threads : {0U, 2U}) {
         EReadAhead::SetThreads(threads);
         EXPECT_EQ(Walk(sums), StatusOk);
         EXPECT_EQ(sums->Readers(), threads);

@@ -15,7 +15,7 @@ struct FaultKind {
     bool mayBeUnknown;  // it may hit the commit at a point of no return
 };
 
-constexpr unsigned kLocks = FaultVfs::kLock | FaultVfs::kShmLock;
+constexpr unsigned int kLocks = FaultVfs::kLock | FaultVfs::kShmLock;
 
 const FaultKind kKinds[] = {
     {"a read fails", {FaultVfs::kRead, 1, SQLITE_IOERR_READ}, false},

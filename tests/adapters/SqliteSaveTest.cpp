@@ -215,7 +215,7 @@ TEST_F(MovingTable, HasEachChangeOnceAndNothingElse) {
     const std::string longText(5000, 'z');
     const std::vector<std::string> columns = {"p", "q", "v"};
     for (const MovingCase& each : kMovingTables) {
-        for (unsigned column = 0; column < columns.size(); ++column) {
+        for (unsigned int column = 0; column < columns.size(); ++column) {
             for (const bool isOrdered : {true, false}) {
                 const std::string name = columns[column];
                 SCOPED_TRACE(each.what + (" " + name) + (isOrdered ? " in its order" : ""));
@@ -223,7 +223,7 @@ TEST_F(MovingTable, HasEachChangeOnceAndNothingElse) {
                 Changes changes;
                 AppendChanges(changes, name, Str(longText));
                 OpenTable("t");
-                table->SetOrder(isOrdered ? std::vector{column} : std::vector<unsigned>());
+                table->SetOrder(isOrdered ? std::vector{column} : std::vector<unsigned int>());
                 TellingCursor cursor(table, {"p", "q"});
                 std::size_t written = 0;
                 cursor.onWritten = [&written] { ++written; };
@@ -256,12 +256,12 @@ protected:
     RandomSaves() : Storm(20240229) {}
 
     EVariant RandomText() {
-        const unsigned which = Any(7);
+        const unsigned int which = Any(7);
         return which == 6 ? EVariant() : Str(std::string(1, static_cast<char>('p' + which)));
     }
     ETabulonTag RandomKey() { return Tag({{0, RandomText()}, {1, RandomText()}}); }
     ETabulonTag RandomPlace() {
-        const unsigned which = Any(5);
+        const unsigned int which = Any(5);
         return which < 2 ? Tag({{which, RandomText()}}) : RandomKey();
     }
     void AddRandomChange(Changes& changes) {
@@ -327,12 +327,12 @@ TEST_F(RandomSaves, LeaveNoWrongRow) {
         std::vector<ItemRow> rows = Fill();
         Changes changes;
         for (int turn = 0; turn < 3; ++turn) {
-            for (unsigned edits = 1 + Any(8); edits != 0; --edits) {
+            for (unsigned int edits = 1 + Any(8); edits != 0; --edits) {
                 AddRandomChange(changes);
             }
             std::vector<ItemRow> saved = Saved(rows, changes);
             // Cancelled after some writes: nothing stays, and the next one starts anew.
-            unsigned left = Any(3) == 0 ? 1 + Any(10) : 0;
+            unsigned int left = Any(3) == 0 ? 1 + Any(10) : 0;
             cursor.onWritten = [&] {
                 if (left != 0 && --left == 0) {
                     cursor.Cancel();

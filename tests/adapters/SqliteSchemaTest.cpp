@@ -80,7 +80,7 @@ TEST_F(SqliteSchema, TellsHowRowsAreAddressed) {
     EXPECT_EQ(Info("quirk").keyKind, ESqlKeyKind::Columns);
     EXPECT_EQ(Info("text").keyKind, ESqlKeyKind::Columns);
     EXPECT_EQ(Info("pair").keyKind, ESqlKeyKind::Columns);
-    EXPECT_EQ(Info("pair").key, (std::vector<unsigned>{1, 0}));
+    EXPECT_EQ(Info("pair").key, (std::vector<unsigned int>{1, 0}));
     EXPECT_EQ(Info("bare").keyKind, ESqlKeyKind::RowId);
     EXPECT_EQ(Info("hidden").rowIdName, "oid");
     EXPECT_EQ(Info("walled").keyKind, ESqlKeyKind::None);
@@ -108,7 +108,7 @@ TEST_F(SqliteSchema, NamesLinksByConstraintElseByColumn) {
     }
     ASSERT_EQ(rubric->Links().size(), 4U);  // not those to nowhere
     EXPECT_EQ(rubric->FindLink("both")->target, source->Rubric(Info("pair")));
-    EXPECT_EQ(rubric->FindLink("both")->variables, (std::vector<unsigned>{3, 4}));
+    EXPECT_EQ(rubric->FindLink("both")->variables, (std::vector<unsigned int>{3, 4}));
 }
 
 TEST_F(SqliteSchema, CountsRowsAndDistinctValues) {
@@ -134,7 +134,7 @@ TEST_F(SqliteSchema, ReadsThroughLinksFromASubsetOfColumns) {
     ESqlTableOptions options;
     const ETabulonVariableID others[] = {"city.name[0]"};
     options.columns = UseColumns(levels, others, *rubric);
-    EXPECT_EQ(options.columns, (std::vector<unsigned>{0, 2, 3}));  // not the padding
+    EXPECT_EQ(options.columns, (std::vector<unsigned int>{0, 2, 3}));  // not the padding
     table = source->OpenTable("city", options, error);
     ASSERT_NE(table, nullptr);
 

@@ -111,10 +111,10 @@ TEST_F(SqliteSession, TakesNoFurtherWriteOnceItHasEnded) {
 TEST_F(SqliteSession, BeginsWhateverStatementsAreKept) {
     Run("CREATE TABLE t(id INTEGER PRIMARY KEY, a, b, c, d, e, f, g); INSERT INTO t(id) VALUES(1)");
     // Of each set of columns there is a statement of its own, and 64 are kept.
-    unsigned kept = 58;
-    const auto update = [&](unsigned columns) {
+    unsigned int kept = 58;
+    const auto update = [&](unsigned int columns) {
         EXPECT_EQ(table->RePos(1, false), 1);
-        for (unsigned column = 0; column < 7; ++column) {
+        for (unsigned int column = 0; column < 7; ++column) {
             if ((columns >> column & 1U) != 0) {
                 SetText(std::string(1, static_cast<char>('a' + column)).c_str(),
                         std::to_string(100 * kept + columns));
@@ -124,7 +124,7 @@ TEST_F(SqliteSession, BeginsWhateverStatementsAreKept) {
     };
     for (; kept <= 66; ++kept) {
         OpenTable("t");
-        for (unsigned columns = 1; columns <= kept; ++columns) {
+        for (unsigned int columns = 1; columns <= kept; ++columns) {
             ASSERT_EQ(update(columns), 1);
         }
         ASSERT_EQ(table->BeginAtomic(), DataOk);
@@ -257,7 +257,7 @@ TEST_F(SqliteSession, WaitsTwoSecondsInAllForAReader) {
 }
 
 TEST_F(SqliteSession, ReadingTriesAgainWhereAStatePasses) {
-    const Table<const char*, unsigned, int, int> cases = {
+    const Table<const char*, unsigned int, int, int> cases = {
         {"the log has just gone", FaultVfs::kOpen, SQLITE_OPEN_WAL, SQLITE_CANTOPEN},
         {"the file is being replaced", FaultVfs::kOpen, SQLITE_OPEN_MAIN_DB, SQLITE_CANTOPEN},
         {"others come and go", FaultVfs::kShmMap, 0, SQLITE_PROTOCOL},

@@ -316,7 +316,7 @@ struct Condition {
 
 class RandomCondition {
 public:
-    explicit RandomCondition(unsigned seed) : random_(seed) {}
+    explicit RandomCondition(unsigned int seed) : random_(seed) {}
 
     [[nodiscard]] Condition Make(int depth) {
         if (depth == 0 || Below(3) == 0) {

@@ -63,7 +63,7 @@ const std::vector<Column> kBehind = {{"maker>\"na me\"", {"Ames", "", "NULL"}},
 
 class RandomEdits {
 public:
-    explicit RandomEdits(unsigned seed) : random_(seed) {}
+    explicit RandomEdits(unsigned int seed) : random_(seed) {}
 
     /// Options that make edits; the last one is an insert.
     Arguments Options() {
@@ -77,8 +77,8 @@ public:
             }
             options = {"--levels", levels};
         }
-        for (unsigned count = 1 + Any(5); count != 0; --count) {
-            const unsigned what = Any(4);
+        for (unsigned int count = 1 + Any(5); count != 0; --count) {
+            const unsigned int what = Any(4);
             options.emplace_back(what == 0 ? "--delete" : what == 1 ? "--insert" : "--set");
             options.push_back(what == 0   ? Place(1 + Any(2), /*all=*/true)
                               : what == 1 ? Place(1 + Any(3), /*all=*/false)
@@ -89,7 +89,7 @@ public:
     }
 
 private:
-    unsigned Any(std::size_t count) { return static_cast<unsigned>(random_() % count); }
+    unsigned int Any(std::size_t count) { return static_cast<unsigned int>(random_() % count); }
     static std::string InQuotes(const std::string& text) {
         std::string quoted = "\"";
         for (const char c : text) {
@@ -115,7 +115,7 @@ private:
         const auto [name, column] = AnyColumn();
         return name + '=' + Value(*column);
     }
-    std::string Place(unsigned count, bool all) {
+    std::string Place(unsigned int count, bool all) {
         std::string place;
         for (std::set<std::string> met; met.size() < count;) {
             const auto [name, column] = all ? AnyLevel() : AnyColumn();
@@ -161,7 +161,7 @@ protected:
 TEST_F(Scripts, OfFailedSavesMeanWhatWasAskedFor) {
     int read = 0;
     int saved = 0;
-    for (unsigned seed = 0; seed < 150; ++seed) {
+    for (unsigned int seed = 0; seed < 150; ++seed) {
         const Arguments options = RandomEdits(seed).Options();
         const std::string shown = testing::PrintToString(options);
         const CommandResult printed = Edit(refusing, options);

@@ -9,15 +9,15 @@ namespace etabulon::test {
 namespace {
 
 #ifdef __SANITIZE_THREAD__
-constexpr unsigned kSeeds = 15;  // each walk takes some thirty times as long
+constexpr unsigned int kSeeds = 15;  // each walk takes some thirty times as long
 #else
-constexpr unsigned kSeeds = 60;
+constexpr unsigned int kSeeds = 60;
 #endif
 
 struct Column {
     const char* name;
     int type;
-    unsigned size;
+    unsigned int size;
 };
 constexpr Column kColumns[] = {
     {"id", TYPE_LONG, 0},
@@ -49,7 +49,7 @@ constexpr Column kColumns[] = {
 
 /// A table of all types with random records.
 struct RandomTable {
-    RandomTable(RandomWalk& walk, unsigned count)
+    RandomTable(RandomWalk& walk, unsigned int count)
         : dico(std::make_unique<DDico>()), rubric(dico->AddRubric("T", "T")) {
         for (const Column& column : kColumns) {
             rubric->AddVariable(column.name, column.name, column.type, column.size);
@@ -58,25 +58,26 @@ struct RandomTable {
         table = std::make_unique<EDataMemory>(rubric);
         const bool hasFewValues = walk.OneIn(2);
         std::vector<std::vector<EVariant>> made;
-        for (unsigned record = 0; record < count; ++record) {
+        for (unsigned int record = 0; record < count; ++record) {
             std::vector<EVariant> values = {EVariant(static_cast<int>(record) + 1)};
             for (std::size_t column = 1; column < std::size(kColumns); ++column) {
-                values.push_back(hasFewValues && !made.empty() && !walk.OneIn(20)
-                                     ? made[walk.Below(static_cast<unsigned>(made.size()))][column]
-                                     : walk.Value(kColumns[column].type));
+                values.push_back(
+                    hasFewValues && !made.empty() && !walk.OneIn(20)
+                        ? made[walk.Below(static_cast<unsigned int>(made.size()))][column]
+                        : walk.Value(kColumns[column].type));
             }
             EXPECT_NE(table->Append(values), kNoPosition);
             if (made.size() < 40) {
                 made.push_back(std::move(values));
             }
         }
-        for (unsigned gone = walk.Below(4) * count / 16; gone != 0; --gone) {
+        for (unsigned int gone = walk.Below(4) * count / 16; gone != 0; --gone) {
             table->DeleteOne(walk.Below(count));
         }
     }
     /// Deletes, changes and adds some records.
     void Edit(RandomWalk& walk) const {
-        for (unsigned edits = walk.Below(30); edits != 0; --edits) {
+        for (unsigned int edits = walk.Below(30); edits != 0; --edits) {
             const EPosition at = walk.Below(2600);
             if (walk.OneIn(3)) {
                 table->DeleteOne(at);
@@ -107,8 +108,8 @@ class KeyFailingSource : public IRecordSource {
 public:
     KeyFailingSource(IRecordSource& inner, const char* key) : inner_(inner), key_(key) {}
     std::unique_ptr<IRecordLookup> OpenLookup(const DRubric& rubric,
-                                              std::span<const unsigned> keyVariables,
-                                              std::span<const unsigned> columns, EData* from,
+                                              std::span<const unsigned int> keyVariables,
+                                              std::span<const unsigned int> columns, EData* from,
                                               EDataError& error) override {
         return std::make_unique<Lookup>(
             inner_.OpenLookup(rubric, keyVariables, columns, from, error), key_);
@@ -229,11 +230,11 @@ std::unique_ptr<EDataColumns> LoadBoth(ETabulonCursor& cursor, EData& table) {
     return load(true);
 }
 
-constexpr unsigned kCounts[] = {0, 1, 2, 1024, 1025, 1026, 2049, 2600};
+constexpr unsigned int kCounts[] = {0, 1, 2, 1024, 1025, 1026, 2049, 2600};
 
 TEST(WalkByBlocks, GivesWhatSingleStepsGive) {
     std::size_t blocks = 0;
-    for (unsigned seed = 1; seed <= kSeeds; ++seed) {
+    for (unsigned int seed = 1; seed <= kSeeds; ++seed) {
         SCOPED_TRACE(seed);
         RandomWalk walk(seed);
         const RandomTable data(walk, kCounts[seed % std::size(kCounts)]);
@@ -256,7 +257,7 @@ TEST(WalkByBlocks, GivesWhatSingleStepsGive) {
 
 TEST(WalkByBlocks, FillsAndRefreshesTreesAsSingleStepsDo) {
     std::size_t blocks = 0;
-    for (unsigned seed = 1; seed <= kSeeds; ++seed) {
+    for (unsigned int seed = 1; seed <= kSeeds; ++seed) {
         SCOPED_TRACE(seed);
         RandomWalk walk(seed);
         const RandomTable data(walk, kCounts[seed % std::size(kCounts)]);
@@ -273,7 +274,7 @@ TEST(WalkByBlocks, FillsAndRefreshesTreesAsSingleStepsDo) {
 TEST(WalkByBlocks, FollowsLinksAsSingleStepsDo) {
     std::size_t blocks = 0;
     std::size_t failures = 0;
-    for (unsigned seed = 1; seed <= kSeeds; ++seed) {
+    for (unsigned int seed = 1; seed <= kSeeds; ++seed) {
         SCOPED_TRACE(seed);
         RandomWalk walk(seed);
         RandomTable data(walk, kCounts[seed % std::size(kCounts)]);
@@ -301,7 +302,7 @@ TEST(WalkByBlocks, FollowsLinksAsSingleStepsDo) {
 
 TEST(WalkByBlocks, ShowsPendingChangesAsSingleStepsDo) {
     std::size_t blocks = 0;
-    for (unsigned seed = 1; seed <= kSeeds; ++seed) {
+    for (unsigned int seed = 1; seed <= kSeeds; ++seed) {
         SCOPED_TRACE(seed);
         RandomWalk walk(seed);
         RandomTable data(walk, kCounts[seed % std::size(kCounts)]);

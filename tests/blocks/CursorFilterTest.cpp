@@ -43,7 +43,7 @@ public:
 
 private:
     bool wantsBlocks_;
-    unsigned column_ = 0;
+    unsigned int column_ = 0;
     Expected expected_;
 };
 
@@ -194,7 +194,7 @@ TEST(CursorFilter, TestsTheEditedValues) {
     RandomFilters filters(cursor);
     ETabulonPendingChanges changes;
     ETabulonTag place;
-    const auto at = [&place](unsigned level, const EVariant& value) -> const ETabulonTag& {
+    const auto at = [&place](unsigned int level, const EVariant& value) -> const ETabulonTag& {
         place = ETabulonTag();
         place.SetValue(level, ETabulonValue(value, "", /*modified=*/false));
         return place;

@@ -72,7 +72,7 @@ TEST(DerivedFields, FollowPendingUpdatesOfWhatTheyAreMadeOf) {
         const BlocksEnabled enabled(byBlocks);
         EDataTree tree(&overlay, "root", nullptr);
         tree.SetCompareSource(ETabulonSortDesc::CompareOnValue);
-        for (unsigned level = 1; level < 4; ++level) {
+        for (unsigned int level = 1; level < 4; ++level) {
             tree.SetHideLevelFlags(level, ETabulonSortDesc::HideInTree);
         }
         ASSERT_EQ(tree.Fill(), StatusOk);

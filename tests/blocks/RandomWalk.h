@@ -68,7 +68,7 @@ private:
 /// it comes alone or in a block.
 class RecordTrace : public EBlockListener {
 public:
-    RecordTrace(bool wantsBlocks, std::size_t cancelAt, unsigned every = 1)
+    RecordTrace(bool wantsBlocks, std::size_t cancelAt, unsigned int every = 1)
         : wantsBlocks_(wantsBlocks),
           cancelAt_(cancelAt),
           every_(static_cast<std::uint16_t>(every)) {}
@@ -110,7 +110,7 @@ public:
         atBlock();
         EFieldKey key;
         for (const EBlockIndex record : selected) {
-            for (const unsigned column : columns_) {
+            for (const unsigned int column : columns_) {
                 const ERecordBlock::Column& shown = block.At(column);
                 const EVariant& value = block.Value(column, record);
                 trace += ExactText(value) + ' ';
@@ -157,18 +157,18 @@ private:
     bool wantsBlocks_;
     std::size_t cancelAt_;
     std::uint16_t every_;
-    std::vector<unsigned> columns_;
+    std::vector<unsigned int> columns_;
 };
 
 /// A walk with random levels, calculations and listeners over a table, in both ways.
 class RandomWalk {
 public:
-    explicit RandomWalk(unsigned seed) : random_(seed) {}
+    explicit RandomWalk(unsigned int seed) : random_(seed) {}
 
-    [[nodiscard]] unsigned Below(unsigned bound) {
-        return static_cast<unsigned>(random_() % bound);
+    [[nodiscard]] unsigned int Below(unsigned int bound) {
+        return static_cast<unsigned int>(random_() % bound);
     }
-    [[nodiscard]] bool OneIn(unsigned many) { return Below(many) == 0; }
+    [[nodiscard]] bool OneIn(unsigned int many) { return Below(many) == 0; }
 
     /// A value that a column of this type may get; what doesn't convert is stored as missing.
     [[nodiscard]] EVariant Value(int type) {
@@ -219,7 +219,7 @@ public:
     [[nodiscard]] ETabulonLevels Levels(const EFieldSet& fields,
                                         std::span<const char* const> links = {}) {
         ETabulonLevels levels;
-        for (unsigned level = 0; level < kLevels; ++level) {
+        for (unsigned int level = 0; level < kLevels; ++level) {
             std::uint16_t index = Any(fields);
             // Equal values that differ in their bytes are the hardest: folded texts, two zeros.
             for (int tries = 0; tries < 4 && !MayDifferWhenEqual(fields.At(index)); ++tries) {
@@ -227,7 +227,7 @@ public:
             }
             const auto name = [&](std::uint16_t own) {
                 return !links.empty() && OneIn(2)
-                           ? Chaine(links[Below(static_cast<unsigned>(links.size()))])
+                           ? Chaine(links[Below(static_cast<unsigned int>(links.size()))])
                            : fields.At(own).Name();
             };
             const Chaine data = name(index);
@@ -266,7 +266,7 @@ public:
         }
         std::size_t blocks = 0;
         for (int round = 0; round < 4; ++round) {
-            const unsigned steps = round == 0 ? 0 : Below(4);
+            const unsigned int steps = round == 0 ? 0 : Below(4);
             place_ = AnyNode(byBlocks, steps, /*keepsKey=*/OneIn(20), bySteps);
             const std::size_t cancelAt = OneIn(4) ? 1 + Below(2500) : static_cast<std::size_t>(-1);
             const bool isAlone = OneIn(3);
@@ -289,7 +289,7 @@ public:
 
     /// Appends some updates, deletes and inserts at the values of records.
     void Change(ETabulonCursor& cursor, ETabulonPendingChanges& changes) {
-        for (unsigned count = Below(12); count != 0; --count) {
+        for (unsigned int count = Below(12); count != 0; --count) {
             const ETabulonTag tag = PlaceOf(cursor);
             if (tag.IsRoot() && !OneIn(10)) {
                 continue;
@@ -320,28 +320,28 @@ private:
     };
 
     [[nodiscard]] std::uint16_t Any(const EFieldSet& fields) {
-        return static_cast<std::uint16_t>(Below(static_cast<unsigned>(fields.Size())));
+        return static_cast<std::uint16_t>(Below(static_cast<unsigned int>(fields.Size())));
     }
     [[nodiscard]] static bool MayDifferWhenEqual(const EField& field) {
         const ETypeInfo& info = TypeInfo(field.Type());
         return info.folds || info.storage == EStorage::Double;
     }
-    void DrawKeys(ETabulonSortDesc::HideFlag hidden, unsigned levels = kLevels) {
+    void DrawKeys(ETabulonSortDesc::HideFlag hidden, unsigned int levels = kLevels) {
         keys_ = {};
-        const unsigned first = Below(levels);
-        for (unsigned index = 0; index < levels; ++index) {
+        const unsigned int first = Below(levels);
+        for (unsigned int index = 0; index < levels; ++index) {
             if (!OneIn(4)) {
                 keys_.Add({(first + index) % levels, OneIn(3), OneIn(6) ? hidden : 0U});
             }
         }
     }
     /// The tag of a node some steps down. Its key is kept whole in both trees, on request.
-    [[nodiscard]] ETabulonTag AnyNode(EDataTree& tree, unsigned steps, bool keepsKey,
+    [[nodiscard]] ETabulonTag AnyNode(EDataTree& tree, unsigned int steps, bool keepsKey,
                                       EDataTree& other) {
         const EDataTreeNode* node = tree.Root();
         const EDataTreeNode* same = other.Root();
         for (; steps != 0 && node->Size() != 0 && same->Size() == node->Size(); --steps) {
-            const unsigned index = Below(node->Size());
+            const unsigned int index = Below(node->Size());
             node = node->Get(index);
             same = same->Get(index);
         }
@@ -359,7 +359,7 @@ private:
         text += detail::NodeAccess::OwnsTag(node) ? 't' : '-';
         text += detail::NodeAccess::IsByValue(node) ? 'v' : '-';
         text += std::to_string(node.Param());
-        for (unsigned index = 0; index < node.Size(); ++index) {
+        for (unsigned int index = 0; index < node.Size(); ++index) {
             text += Flags(*node.Get(index));
         }
         return text;
@@ -398,8 +398,8 @@ private:
                                                  "LAST", "COMMONVAL", "CODEMIN", "CODEMAX"};
         DrawKeys(ETabulonSortDesc::HideInCalc, OneIn(6) ? kLevels + 1 : kLevels);
         calculations_ = ETabulonCumulFuncOnVarCollection();
-        const unsigned wanted = 1 + Below(5);
-        for (unsigned tries = 0; calculations_.Size() < wanted && tries < 30; ++tries) {
+        const unsigned int wanted = 1 + Below(5);
+        for (unsigned int tries = 0; calculations_.Size() < wanted && tries < 30; ++tries) {
             const EField& field = cursor.Fields().At(Any(cursor.Fields()));
             // The result's type is usually the field's, and sometimes another.
             const int type = OneIn(5) ? int{TYPE_DOUBLE} : field.Type();
@@ -420,7 +420,7 @@ private:
         const ECursorListening listening(cursor, *trace);
         static_cast<void>(cursor.Browse(ETabulonTag::Null));
         ETabulonTag some;
-        for (unsigned index = 0; index < place.KnownLevelsCount(); ++index) {
+        for (unsigned int index = 0; index < place.KnownLevelsCount(); ++index) {
             if (OneIn(2)) {
                 some.SetValue(place.LevelAt(index), place.ValueAt(index));
             }
@@ -432,14 +432,14 @@ private:
     }
     class PlaceFinder : public ECursorListener {
     public:
-        PlaceFinder(unsigned count, ETabulonTag& place) : left_(count), place_(place) {}
+        PlaceFinder(unsigned int count, ETabulonTag& place) : left_(count), place_(place) {}
         CursorStatus OnMove(const ETabulonCursor& cursor) override {
             place_ = cursor.CurrentTag();
             return left_-- == 0 ? StatusEnd : StatusOk;
         }
 
     private:
-        unsigned left_;
+        unsigned int left_;
         ETabulonTag& place_;
     };
 
@@ -474,12 +474,12 @@ private:
         return heard;
     }
 
-    static constexpr unsigned kLevels = 4;
+    static constexpr unsigned int kLevels = 4;
     std::mt19937 random_;
     ETabulonSortDesc::SortKeyArray keys_;
     ETabulonCumulFuncOnVarCollection calculations_;
-    unsigned axes_ = 0;
-    unsigned every_ = 1;
+    unsigned int axes_ = 0;
+    unsigned int every_ = 1;
     bool readsTree_ = false;
     ETabulonTag place_;
 };

@@ -201,7 +201,7 @@ constexpr const char* kLetters = "abcdef";
 
 /// A control that goes from one of two descriptions to the other, while user and application move,
 /// hide and list levels.
-class LevelCtrlStorm : public testing::TestWithParam<unsigned>, protected Storm {
+class LevelCtrlStorm : public testing::TestWithParam<unsigned int>, protected Storm {
 protected:
     LevelCtrlStorm() : Storm(GetParam()) {}
 
@@ -209,7 +209,7 @@ protected:
     /// The visible levels: "bca".
     [[nodiscard]] std::string Visible() const {
         std::string text;
-        for (const unsigned level : Sort().VisibleLevels(kHidden)) {
+        for (const unsigned int level : Sort().VisibleLevels(kHidden)) {
             text += kLetters[level];
         }
         return text;
@@ -238,7 +238,7 @@ protected:
     void Event() {
         DoOne(
             10, [&] { Sort().SetHideLevelFlags(Any(6), Any(3) == 0 ? kHidden : 0); },
-            [&] { Sort().MoveHiddenLevelsTo(static_cast<unsigned>(-1), kHidden); },
+            [&] { Sort().MoveHiddenLevelsTo(static_cast<unsigned int>(-1), kHidden); },
             [&] { Sort().MoveSortLevel(Any(6), Any(6), 0); },
             [&] { ctrl.AttachSortDesc(descs[Any(2)].Get()); },
             [&] { view.Expand(view.At(AnyPath()), TreeToggle); },
@@ -301,7 +301,7 @@ public:
 
     EMemoryScreen& screen;
     IPopupMenuEvents* events = nullptr;
-    std::vector<unsigned> commands;
+    std::vector<unsigned int> commands;
     int choice = 0;
     std::string tracked;
 
@@ -309,8 +309,8 @@ private:
     struct Menu : IPopupMenu {
         explicit Menu(MenuFactory& given) : factory(given) {}
         ~Menu() override { factory.events = nullptr; }
-        void AppendItem(unsigned command) override { factory.commands.push_back(command); }
-        int Track(unsigned flags, EPoint at, ITreeView* owner, const ERect* exclude) override {
+        void AppendItem(unsigned int command) override { factory.commands.push_back(command); }
+        int Track(unsigned int flags, EPoint at, ITreeView* owner, const ERect* exclude) override {
             factory.tracked = std::to_string(flags) + " " + std::to_string(at.x) + "," +
                               std::to_string(at.y) + (owner != nullptr ? " owner" : "") +
                               (exclude != nullptr ? " rect" : "");
@@ -331,7 +331,7 @@ protected:
         factory.commands.clear();
         menu->Init(sort.Get());
     }
-    std::string Choose(unsigned command) {
+    std::string Choose(unsigned int command) {
         factory.choice = static_cast<int>(command);
         EXPECT_EQ(menu->TrackPopupMenu(2, 10, 20, nullptr, nullptr), factory.choice);
         return Order(menu->LastSelected(), levels);
@@ -343,7 +343,7 @@ protected:
         EXPECT_EQ(width, 120);
         return height;
     }
-    std::string Draw(unsigned command, unsigned state = 0) {
+    std::string Draw(unsigned int command, unsigned int state = 0) {
         factory.events->DrawItem(command, state, {5, 40, 125, 40 + Height()}, surface);
         return surface.TakeLog();
     }
@@ -368,8 +368,8 @@ TEST_F(LevelMenu, OffersEachOrderOfTheFirstThree) {
     for (const auto& [letters, hidden, entries, height] : kRows) {
         Show(letters, hidden);
         std::string offered;
-        unsigned next = 456;
-        for (const unsigned command : factory.commands) {
+        unsigned int next = 456;
+        for (const unsigned int command : factory.commands) {
             EXPECT_EQ(command, next++);
             offered += Choose(command) + "|";
         }
@@ -390,10 +390,10 @@ TEST_F(LevelMenu, DrawsTheChainOfAnEntry) {
     surface.SetOrigin({1, 3});
     surface.TakeLog();
     for (const auto& [state, fill, text] :
-         Table<unsigned, std::string, std::string>{{0, "f0f0f0; ", "0; "},
-                                                   {1, "d77800; ", "ffffff; "},
-                                                   {0x102, "f0f0f0; ", "0; "},
-                                                   {0x11, "d77800; ", "ffffff; "}}) {
+         Table<unsigned int, std::string, std::string>{{0, "f0f0f0; ", "0; "},
+                                                       {1, "d77800; ", "ffffff; "},
+                                                       {0x102, "f0f0f0; ", "0; "},
+                                                       {0x11, "d77800; ", "ffffff; "}}) {
         EXPECT_EQ(Draw(457, state), "clip 4,37,124,75; fill 5,40,125,78 " + fill +
                                         "origin -4,-39; fill 0,0,120,54 " + fill + "colour " +
                                         text + "text 'b' 0,0,120,16 0; colour " + text +

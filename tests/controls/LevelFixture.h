@@ -14,7 +14,7 @@ inline constexpr ETabulonSortDesc::HideFlag kHidden = ETabulonSortDesc::HideInTr
 /// Levels named by letters; those in odd places have an icon of that name.
 inline ETabulonLevels LettersAsLevels(const char* letters, EMemoryScreen& screen) {
     ETabulonLevels levels;
-    for (unsigned place = 0; letters[place] != '\0'; ++place) {
+    for (unsigned int place = 0; letters[place] != '\0'; ++place) {
         const std::string name(1, letters[place]);
         levels.AddLevel(name.c_str(), name.c_str(),
                         place % 2 != 0 ? screen.NewIcon(name) : nullptr);
@@ -36,7 +36,7 @@ inline std::string Order(const ETabulonSortDesc& sort) {
 }
 
 inline void Hide(ETabulonSortDesc& sort, const char* letters, const char* hidden) {
-    for (unsigned level = 0; letters[level] != '\0'; ++level) {
+    for (unsigned int level = 0; letters[level] != '\0'; ++level) {
         if (std::string(hidden).find(letters[level]) != std::string::npos) {
             sort.SetHideLevelFlags(level, kHidden);
         }

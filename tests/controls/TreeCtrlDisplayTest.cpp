@@ -386,7 +386,7 @@ TEST_F(TreeViewItems, StandInOneOrderWhicheverWayTheyAreWalked) {
 
 TEST_F(TreeViewItems, RingTheirTimersInTheOrderOfTime) {
     struct Clock : EDragTreeCtrl {
-        void OnTimer(unsigned timerID) override {
+        void OnTimer(unsigned int timerID) override {
             log += std::to_string(timerID);
             if (timerID == 3) {
                 View().KillTimer(3);

@@ -86,7 +86,7 @@ TEST_F(TreeCtrlLevels, SettingTheSameLevelsRefillsOnlyIfAsked) {
 
 TEST_F(TreeCtrlLevels, HiddenOnesGoAndComeBack) {
     Fill();
-    PUniqueT<unsigned> cityAndYear;
+    PUniqueT<unsigned int> cityAndYear;
     cityAndYear.Add(1);
     cityAndYear.Add(2);
     EXPECT_TRUE(ctrl->SetHideLevelFlags(cityAndYear, kInTree, /*refresh=*/true));
@@ -108,7 +108,7 @@ TEST_F(TreeCtrlLevels, HiddenOnesFollowTheSelectionIfAttached) {
     Fill();
     const auto order = [this] {
         std::string text;
-        for (unsigned place = 0; place < ctrl->SortLevels().Size(); ++place) {
+        for (unsigned int place = 0; place < ctrl->SortLevels().Size(); ++place) {
             text += std::to_string(ctrl->SortLevels()[place].Level());
         }
         return text;

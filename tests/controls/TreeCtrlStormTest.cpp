@@ -8,7 +8,7 @@ namespace {
 
 /// Those below an item that was never opened: a refresh of it alone has brought them, and they wait
 /// for it to open.
-std::string CheckWaiting(const EDataTreeCtrl& ctrl, _TREEITEM* item, unsigned& count) {
+std::string CheckWaiting(const EDataTreeCtrl& ctrl, _TREEITEM* item, unsigned int& count) {
     std::string faults;
     for (_TREEITEM* at = ctrl.View().FirstChild(item); at; at = ctrl.View().NextItem(at)) {
         ++count;
@@ -21,7 +21,7 @@ std::string CheckWaiting(const EDataTreeCtrl& ctrl, _TREEITEM* item, unsigned& c
 /// What is wrong with the items below `item`, which shows `node`; "" if nothing is. One that was
 /// opened has an item for each child, in order.
 std::string CheckItems(const EDataTreeCtrl& ctrl, const EDataTreeNode& node, _TREEITEM* item,
-                       unsigned& count) {
+                       unsigned int& count) {
     const ITreeView& view = ctrl.View();
     const std::string name = node.Tag().DisplayID().c_str();
     std::string faults;
@@ -39,7 +39,7 @@ std::string CheckItems(const EDataTreeCtrl& ctrl, const EDataTreeNode& node, _TR
     if (view.ItemState(item, ITreeView::StateExpansionMask) == 0) {
         return faults + CheckWaiting(ctrl, item, count);
     }
-    for (unsigned index = 0; index < node.Size(); ++index, child = view.NextItem(child)) {
+    for (unsigned int index = 0; index < node.Size(); ++index, child = view.NextItem(child)) {
         if (child == nullptr) {
             return faults + "missing in " + name + "; ";
         }
@@ -49,7 +49,7 @@ std::string CheckItems(const EDataTreeCtrl& ctrl, const EDataTreeNode& node, _TR
 }
 
 class TreeCtrlStorm : public TreeScreen,
-                      public testing::WithParamInterface<unsigned>,
+                      public testing::WithParamInterface<unsigned int>,
                       protected LetterStorm {
 protected:
     TreeCtrlStorm() : LetterStorm(GetParam()) {}
@@ -73,11 +73,11 @@ protected:
     }
 
     void Edit() {
-        for (unsigned count = Any(6); count > 0; --count) {
+        for (unsigned int count = Any(6); count > 0; --count) {
             sales.Append(++lastId, Letter().c_str(), Letter().c_str(),
                          2000 + static_cast<int>(Any(4)));
         }
-        for (unsigned count = Any(7); count > 0; --count) {
+        for (unsigned int count = Any(7); count > 0; --count) {
             sales.Delete({static_cast<int>(Any(static_cast<std::size_t>(lastId))) + 1});
         }
     }
@@ -103,13 +103,13 @@ protected:
             [&] { screen.Advance(Any(800)); });
     }
     void DoInLevels() {
-        const unsigned level = Any(3);
+        const unsigned int level = Any(3);
         DoOne(
             5, [&] { ctrl->SetHideLevelFlags(level, Any(3) == 0 ? kInTree : 0, Any(4) != 0); },
             [&] { ctrl->SetCompareSource(AnySource(), /*refresh=*/true); },
             [&] { ctrl->SetAttachHiddenLevelsToCurrent(Any(2) == 0, Any(2) == 0); },
             [&] {
-                if (const unsigned count = ctrl->SortDesc()->SortLevelCount(kInTree)) {
+                if (const unsigned int count = ctrl->SortDesc()->SortLevelCount(kInTree)) {
                     ctrl->SortDesc()->MoveSortLevel(Any(count), Any(count), kInTree);
                 }
             },
@@ -134,7 +134,7 @@ protected:
     }
     void Event() {
         followed = ETabulonTag();
-        const unsigned what = Any(10);
+        const unsigned int what = Any(10);
         what < 5 ? DoInView() : what < 6 ? DoInLevels() : DoInRuns();
     }
     void Rest() {
@@ -149,7 +149,7 @@ protected:
         Rest();
     }
     std::string Check() {
-        unsigned count = 0;
+        unsigned int count = 0;
         const ECursorExclusive exclusive(sales.cursor);
         const EDataTreeNode& root = *ctrl->Tree()->Root();
         if (view.FirstItem() == nullptr) {
@@ -193,7 +193,7 @@ TEST_P(TreeCtrlStorm, LeavesItemsLikeTheModelInTheEnd) {
     for (int round = 0; round < 150; ++round) {
         Edit();
         PlanTrouble();
-        for (unsigned count = 1 + Any(6); count > 0; --count) {
+        for (unsigned int count = 1 + Any(6); count > 0; --count) {
             Event();
             if (Any(4) == 0) {
                 screen.PumpWaiting();

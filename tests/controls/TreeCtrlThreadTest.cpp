@@ -195,7 +195,7 @@ protected:
             12, [&] { ctrl->Refresh(); }, [&] { ctrl->RefreshDeletedNode(AnyPlace()); },
             [&] { sales.cursor.Cancel(); }, [&] { ctrl->Select(AnyPlace()); },
             [&] {
-                const unsigned count = ctrl->SortDesc()->SortLevelCount(kInTree);
+                const unsigned int count = ctrl->SortDesc()->SortLevelCount(kInTree);
                 ctrl->SortDesc()->MoveSortLevel(Any(count), Any(count), kInTree);
             },
             [&] { Any(2) == 0 ? ctrl->MoveSelectedLevelUp() : ctrl->MoveSelectedLevelDown(); },

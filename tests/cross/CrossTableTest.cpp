@@ -23,11 +23,11 @@ public:
     [[nodiscard]] ECrossAxisOrder AxisOrder(const ECrossFiller::Levels& own,
                                             const std::vector<Record>& records) {
         ECrossAxisOrder order;
-        for (unsigned keys = Below(3); keys != 0; --keys) {
+        for (unsigned int keys = Below(3); keys != 0; --keys) {
             ECrossKey key{static_cast<ECrossKey::Source>(Below(3)), OneIn(2)};
-            key.level = own.empty() ? 0 : own[Below(static_cast<unsigned>(own.size()))];
-            key.calculation = Below(static_cast<unsigned>(kAll.size()));
-            key.across = records[Below(static_cast<unsigned>(records.size()))].tag;
+            key.level = own.empty() ? 0 : own[Below(static_cast<unsigned int>(own.size()))];
+            key.calculation = Below(static_cast<unsigned int>(kAll.size()));
+            key.across = records[Below(static_cast<unsigned int>(records.size()))].tag;
             order.keys.push_back(key);
         }
         while (OneIn(2) && order.most.size() < own.size()) {
@@ -66,7 +66,7 @@ std::vector<std::string> Folded(const std::vector<Record>& records,
         }
     }
     std::vector<std::string> results;
-    for (unsigned index = 0; index < collection.Size(); ++index) {
+    for (unsigned int index = 0; index < collection.Size(); ++index) {
         const auto buffer = ERef<ETabulonCumulBufferOnVar>::Adopt(buffers->Calculation(index));
         const ETabulonValue& value = buffer->Result();
         results.push_back(isEmpty || value.IsNull()                    ? "-"
@@ -79,7 +79,7 @@ std::vector<std::string> Folded(const std::vector<Record>& records,
 std::vector<std::string> Read(const ECrossTable& table, std::uint32_t line, std::uint32_t column) {
     std::vector<std::string> results;
     ETabulonValue value;
-    for (unsigned index = 0; index < table.CalculationCount(); ++index) {
+    for (unsigned int index = 0; index < table.CalculationCount(); ++index) {
         table.ReadValue(line, column, index, value);
         results.push_back(value.IsNull()                               ? "-"
                           : value.Status() != ETabulonValue::ValNormal ? "<>"
@@ -113,12 +113,12 @@ void ExpectPartition(const ECrossTable& table, const ECrossOrder& order) {
 }
 
 TEST(ArrangedResults, AreTheFoldsOfTheRecordsBehindEachCell) {
-    for (unsigned seed = 1; seed <= 120; ++seed) {
+    for (unsigned int seed = 1; seed <= 120; ++seed) {
         SCOPED_TRACE(seed);
         RandomCross random(seed);
         ECrossFiller::Levels levels = {0, 1, 2, 3};
         std::rotate(levels.begin(), levels.begin() + random.Below(4), levels.end());
-        const unsigned lineCount = 1 + random.Below(2);
+        const unsigned int lineCount = 1 + random.Below(2);
         const ECrossFiller::Levels lines(levels.begin(), levels.begin() + lineCount);
         const ECrossFiller::Levels columns(levels.begin() + lineCount,
                                            levels.begin() + lineCount + random.Below(3));

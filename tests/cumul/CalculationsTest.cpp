@@ -63,13 +63,13 @@ protected:
             running->AddValue(extract);
         });
         std::string text;
-        for (unsigned index = 0; index < running->Size(); ++index) {
+        for (unsigned int index = 0; index < running->Size(); ++index) {
             const auto one = ERef<ETabulonCumulBufferOnVar>::Adopt(running->Calculation(index));
             text += (text.empty() ? "" : " ") + Text(one->Result());
         }
         return text;
     }
-    ERef<ETabulonCumulFuncOnVar> At(unsigned index) const {
+    ERef<ETabulonCumulFuncOnVar> At(unsigned int index) const {
         return ERef<ETabulonCumulFuncOnVar>::Adopt(calculations.Calculation(index));
     }
     void Start() {

@@ -22,7 +22,7 @@ using Numeric = ETabulonTypeNumeric;
 /// An application's own: bears the code of a sum and keeps the key of the last record.
 class LastKey : public Numeric::FunctionSum {
 public:
-    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned size) override {
+    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned int size) override {
         return new Exec(this, type, size);
     }
 
@@ -37,7 +37,7 @@ private:
 };
 
 void AddOn(ETabulonCumulFuncOnVarCollection& calculations, const ERef<ETabulonCumulFunc>& function,
-           int type, unsigned size) {
+           int type, unsigned int size) {
     const auto variable = ERef<ETabulonVariableDesc>::Adopt(
         ETabulonVariableDesc::Build("v", type, size, "", nullptr));
     calculations.AddCalculation(ETabulonCumulFuncOnVar::Build(function.Get(), variable.Get()),
@@ -45,10 +45,10 @@ void AddOn(ETabulonCumulFuncOnVarCollection& calculations, const ERef<ETabulonCu
 }
 
 /// Every function, of numbers too where the type doesn't offer them, on a variable of this type.
-void AddAllFunctions(ETabulonCumulFuncOnVarCollection& calculations, int type, unsigned size) {
+void AddAllFunctions(ETabulonCumulFuncOnVarCollection& calculations, int type, unsigned int size) {
     const ETabulonCumulFuncCollection& functions =
         ETabulonTypeFactory::Get(GenericNumeric)->Functions();
-    for (unsigned index = 0; index < functions.Size(); ++index) {
+    for (unsigned int index = 0; index < functions.Size(); ++index) {
         AddOn(calculations, ERef<ETabulonCumulFunc>::Adopt(functions.GetFunction(index)), type,
               size);
     }
@@ -76,7 +76,7 @@ EVariant RandomNumber(std::mt19937& random) {
 }
 
 /// Mostly of the type itself, as fields are; sometimes of another, missing, or empty.
-EVariant RandomValue(std::mt19937& random, int type, unsigned size) {
+EVariant RandomValue(std::mt19937& random, int type, unsigned int size) {
     EVariant value = random() % 6 == 0
                          ? EVariant(random() % 2 == 0 ? "abc" : "a text of more than some bytes")
                          : RandomNumber(random);
@@ -104,7 +104,7 @@ std::string Described(const ETabulonValue& value) {
 
 struct VariableType {
     int type;
-    unsigned size;
+    unsigned int size;
 };
 
 class CellsAgainstBuffers : public testing::TestWithParam<VariableType> {};
@@ -113,7 +113,7 @@ class CellsAgainstBuffers : public testing::TestWithParam<VariableType> {};
 TEST_P(CellsAgainstBuffers, GiveTheSameResults) {
     constexpr int kRows = 5;
     const auto [type, size] = GetParam();
-    std::mt19937 random(static_cast<unsigned>(type) * 31 + size);
+    std::mt19937 random(static_cast<unsigned int>(type) * 31 + size);
     ETabulonCumulFuncOnVarCollection calculations;
     AddAllFunctions(calculations, type, size);
     for (int round = 0; round < 25; ++round) {
@@ -122,7 +122,7 @@ TEST_P(CellsAgainstBuffers, GiveTheSameResults) {
         std::vector<std::vector<ERef<ETabulonCumulBuffer>>> buffers(kRows);
         for (auto& row : buffers) {
             cells.AddRow();
-            for (unsigned index = 0; index < calculations.Size(); ++index) {
+            for (unsigned int index = 0; index < calculations.Size(); ++index) {
                 const auto calculation =
                     ERef<ETabulonCumulFuncOnVar>::Adopt(calculations.Calculation(index));
                 row.push_back(
@@ -142,14 +142,14 @@ TEST_P(CellsAgainstBuffers, GiveTheSameResults) {
                     buffer->AddValue(value, /*modified=*/false, key);
                 }
             }
-            for (unsigned index = 0; index < calculations.Size(); ++index) {
+            for (unsigned int index = 0; index < calculations.Size(); ++index) {
                 ASSERT_EQ(Described(cells.Result(row, index)),
                           Described(buffers[row][index]->Result()))
                     << buffers[row][index]->Desc()->Code().c_str() << " round " << round
                     << " record " << record;
             }
         }
-        for (unsigned index = 0; index < calculations.Size(); ++index) {
+        for (unsigned int index = 0; index < calculations.Size(); ++index) {
             ASSERT_TRUE(cells.Result(kRows - 1, index).IsNull());
         }
     }
@@ -176,13 +176,13 @@ INSTANTIATE_TEST_SUITE_P(
 class RealSum : public Numeric::FunctionSum {
 public:
     [[nodiscard]] int ResultType(int) const override { return TYPE_DOUBLE; }
-    [[nodiscard]] unsigned ResultSize(unsigned) const override { return 8; }
+    [[nodiscard]] unsigned int ResultSize(unsigned int) const override { return 8; }
 };
 
 class RealCount : public ETabulonCumulFuncCount {
 public:
     [[nodiscard]] int ResultType(int) const override { return TYPE_DOUBLE; }
-    [[nodiscard]] unsigned ResultSize(unsigned) const override { return 8; }
+    [[nodiscard]] unsigned int ResultSize(unsigned int) const override { return 8; }
 };
 
 ERef<ETabulonCumulFunc> FunctionByCode(const std::string& code) {
@@ -217,7 +217,7 @@ TEST(CumulCells, ShareStatesOfOneContentOnly) {
             cells.Fold(row, values, nullptr);
         }
         std::string results;
-        for (unsigned index = 0; index < cells.Size(); ++index) {
+        for (unsigned int index = 0; index < cells.Size(); ++index) {
             const ETabulonValue result = cells.Result(0, index);
             results += Text(result) + ":" + std::to_string(result.Data().Type()) + " ";
         }

@@ -165,7 +165,7 @@ TEST(RunningFunction, AgreesWithItsRuleOnRandomRecords) {
 
 std::string Codes(const ETabulonCumulFuncCollection& functions) {
     std::string codes;
-    for (unsigned index = 0; index < functions.Size(); ++index) {
+    for (unsigned int index = 0; index < functions.Size(); ++index) {
         const auto function = ERef<ETabulonCumulFunc>::Adopt(functions.GetFunction(index));
         codes += std::string(codes.empty() ? "" : " ") + function->Code().c_str();
     }

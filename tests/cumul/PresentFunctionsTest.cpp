@@ -82,7 +82,7 @@ TEST(PresentFunctions, OfTextsAndDatesGoByValue) {
 /// Small ones, whose sums are exact in any order and within each type.
 EVariant SmallValue(std::mt19937& random, int type) {
     EVariant cell = EVariant::Missing(static_cast<std::uint16_t>(type), 0);
-    const unsigned number = random() % 7;
+    const unsigned int number = random() % 7;
     if (number == 0) {
         return cell;
     }
@@ -102,7 +102,7 @@ class MergedStates : public testing::TestWithParam<int> {
 protected:
     static constexpr int kRecords = 24;
 
-    MergedStates() : random_(static_cast<unsigned>(GetParam())) {
+    MergedStates() : random_(static_cast<unsigned int>(GetParam())) {
         for (const char* code : {"COUNT", "LAST", "COMMONVAL", "SUM", "AVG", "MIN", "MAX",
                                  "CODEMIN", "CODEMAX", "P10"}) {
             AddOn(calculations_, code, GetParam());
@@ -119,7 +119,7 @@ protected:
     }
     /// A lowest code over missing values that can't be merged is special.
     void ExpectEqual(const detail::CumulCells& merged, const detail::CumulCells& whole) {
-        for (unsigned index = 0; index < calculations_.Size(); ++index) {
+        for (unsigned int index = 0; index < calculations_.Size(); ++index) {
             const auto calculation =
                 ERef<ETabulonCumulFuncOnVar>::Adopt(calculations_.Calculation(index));
             const std::string code = calculation->Function()->Code().c_str();

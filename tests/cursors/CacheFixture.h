@@ -76,8 +76,8 @@ private:
 ///     5   DE       Ulm    9
 class CachedSales : public ::testing::Test {
 protected:
-    static constexpr unsigned kCountry = 0;
-    static constexpr unsigned kCity = 1;
+    static constexpr unsigned int kCountry = 0;
+    static constexpr unsigned int kCity = 1;
 
     CachedSales() {
         AddVariables(*rubric,

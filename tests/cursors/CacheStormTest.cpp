@@ -113,7 +113,7 @@ struct LiteralCache {
 };
 
 class CacheStorm : public CachedSales,
-                   public ::testing::WithParamInterface<unsigned>,
+                   public ::testing::WithParamInterface<unsigned int>,
                    protected Storm {
 protected:
     CacheStorm() : Storm(GetParam()) {
@@ -212,9 +212,9 @@ void CacheStorm::StepTable() {
             alive.push_back(line);
         }
     }
-    const unsigned steps = Any(static_cast<unsigned>(alive.size()) + 1);
+    const unsigned int steps = Any(static_cast<unsigned int>(alive.size()) + 1);
     EPosition at = view.GetFirst();
-    for (unsigned step = 0; step < steps; ++step) {
+    for (unsigned int step = 0; step < steps; ++step) {
         at = view.GetNext();
     }
     if (steps < alive.size()) {
@@ -246,7 +246,7 @@ void CacheStorm::Check() {
 TEST_P(CacheStorm, AgreesWithTheRulesAlone) {
     for (int step = 0; step < 1500 && !HasFailure(); ++step) {
         SCOPED_TRACE(step);
-        const unsigned kind = Any(200);
+        const unsigned int kind = Any(200);
         if (kind == 0) {
             StartOver();
         } else if (kind < 3) {

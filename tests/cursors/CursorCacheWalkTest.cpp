@@ -123,7 +123,7 @@ TEST_F(CacheWalk, KeepsTheTagOfAStepWhoseLineGoes) {
 // The walk's place is an index into the lines, also after the last: against one that is just that.
 TEST_F(CacheWalk, KeepsItsPlaceWhileLinesComeAndGo) {
     EXPECT_TRUE(EDataMemory(*stored).DeleteLoop());
-    for (unsigned seed = 0; seed < 8; ++seed) {
+    for (unsigned int seed = 0; seed < 8; ++seed) {
         std::mt19937 random(seed);
         ASSERT_EQ(cache->CallReset(ETabulonTag::Null), StatusEnd);
         std::vector<int> lines;
@@ -131,7 +131,7 @@ TEST_F(CacheWalk, KeepsItsPlaceWhileLinesComeAndGo) {
         int id = 0;
         for (int turn = 0; turn < 800; ++turn) {
             const bool isGrowing = turn < (seed % 2 != 0 ? 200 : 0);  // many holes are closed
-            const unsigned drawn = isGrowing ? 0 : static_cast<unsigned>(random() % 8);
+            const unsigned int drawn = isGrowing ? 0 : static_cast<unsigned int>(random() % 8);
             if (drawn < 2) {
                 lines.push_back(++id);
                 ASSERT_EQ(AppendSale(id, "FR", std::to_string(id).c_str(), 1), StatusOk);

@@ -17,7 +17,7 @@ namespace {
 int Sign(int n) { return (n > 0) - (n < 0); }
 
 TEST(FoldingTable, FoldsSmallLettersButForItsHoles) {
-    for (unsigned byte = 0; byte < 256; ++byte) {
+    for (unsigned int byte = 0; byte < 256; ++byte) {
         const bool letter = (byte >= 'a' && byte <= 'z') || (byte >= 0xE0 && byte <= 0xFD);
         const bool hole = byte == 0xED || byte == 0xF0 || byte == 0xF7;
         EXPECT_EQ(Chaine::Fold(static_cast<unsigned char>(byte)),
@@ -199,7 +199,7 @@ TEST(LocaleOrderByDefault, IsTheOrderOfItsKeys) {
     std::vector<Chaine> texts;
     for (int i = 0; i < 400; ++i) {
         std::string text;
-        for (unsigned n = random() % 5; n > 0; --n) {
+        for (unsigned int n = random() % 5; n > 0; --n) {
             text += pieces[random() % pieces.size()];
         }
         texts.emplace_back(text);

@@ -78,7 +78,7 @@ int KeyOf(int value) { return value; }
 
 /// Random lookups and removals; results, hints and order must be those of the plain lookups.
 template <class Container>
-void ExpectAsPlain(int (PlainLookup::*find)(int, FindMode), unsigned seed, int range) {
+void ExpectAsPlain(int (PlainLookup::*find)(int, FindMode), unsigned int seed, int range) {
     std::mt19937 random(seed);
     Container container;
     PlainLookup plain;

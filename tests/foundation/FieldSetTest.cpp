@@ -78,11 +78,11 @@ TEST(FieldLookup, AgreesWithAScanOverRandomNames) {
     };
     for (int round = 0; round < 40; ++round) {
         PTableau<EFieldDesc> descs;
-        for (unsigned i = 0; i < random() % 200; ++i) {
+        for (unsigned int i = 0; i < random() % 200; ++i) {
             descs.Add(Desc(name(), TYPE_LONG, 4, random() % 50 * 0x100000001UL));
         }
         EFieldSet set = Layout(descs);
-        for (unsigned i = 0; i < random() % 30; ++i) {
+        for (unsigned int i = 0; i < random() % 30; ++i) {
             set.Add(View(Desc(name(), TYPE_LONG, 4), nullptr));
         }
         const auto scan = [&set](auto&& hits) {

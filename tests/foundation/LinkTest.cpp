@@ -133,11 +133,11 @@ TEST_F(Links, ThatDoNotResolveHaveNoBuffer) {
 TEST_F(Links, ShareStepsAndReadOnlyWhatIsNeeded) {
     LinkDescriptor people;
     EXPECT_EQ(engine.InitializeLinks(), 1);
-    EXPECT_EQ(counted->columns, std::vector<unsigned>{4});
+    EXPECT_EQ(counted->columns, std::vector<unsigned int>{4});
     engine.RegisterLink("Orders.buyer>home>people", people);
     // The second link is known by its first use at the latest.
     EXPECT_EQ(Walk(*orderTable, "Orders.buyer>home>people", engine, people).substr(0, 4), "2100");
-    EXPECT_EQ(counted->columns, (std::vector<unsigned>{1, 2, 4}));
+    EXPECT_EQ(counted->columns, (std::vector<unsigned int>{1, 2, 4}));
     const int reads = counted->reads;
     const CSingleBufferProvider provider("Orders", orderTable->GetBuffer());
     orderTable->GetFirst();
@@ -305,7 +305,7 @@ TEST_F(Dictionary, LaysVariablesOutAsTheFieldSetDoes) {
     std::uint16_t field = 0;
     for (std::size_t i = 0; i < orders->Size(); ++i) {
         const DVariable& variable = *orders->At(i);
-        for (unsigned element = 0; element < variable.Count(); ++element, ++field) {
+        for (unsigned int element = 0; element < variable.Count(); ++element, ++field) {
             EXPECT_EQ(variable.GetFieldAdrInMappedRecord(record.Get(), static_cast<int>(element)),
                       fields.At(field).Address())
                 << fields.At(field).Name().c_str();
@@ -325,7 +325,7 @@ TEST_F(Dictionary, NamesAndNumbersEveryElementOfAnArray) {
 }
 
 TEST_F(Dictionary, SomeVariablesMakeASmallerRecordInTheirOrder) {
-    const unsigned only[] = {5, 3};
+    const unsigned int only[] = {5, 3};
     const EFieldSet fields = orders->MakeFields(only);
     ASSERT_EQ(fields.Size(), 3U);
     EXPECT_EQ(fields.At(0).Name(), "total");
@@ -344,7 +344,7 @@ TEST_F(Dictionary, RefusesWhatCannotBeAdded) {
     EXPECT_EQ(orders->AddVariable("", "", TYPE_LONG, 0), nullptr);
     EXPECT_EQ(orders->AddVariable("wide", "", TYPE_LONG, 6), nullptr);
     EXPECT_EQ(orders->AddVariable("none", "", TYPE_STR, 0), nullptr);
-    const unsigned left = 0xFFFFU - orders->MakeFields().Size();
+    const unsigned int left = 0xFFFFU - orders->MakeFields().Size();
     EXPECT_EQ(orders->AddVariable("many", "", TYPE_LONG, 0, left + 1), nullptr);
     EXPECT_NE(
         customers->AddVariable("last", "", TYPE_LONG, 0, 0xFFFFU - customers->MakeFields().Size()),

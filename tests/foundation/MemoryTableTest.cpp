@@ -181,7 +181,9 @@ TEST(MemoryTableAgainstAModel, GivesTheSameUnderRandomOperations) {
     table.DeleteLoop();
     std::map<EPosition, std::pair<int, std::string>> model;  // position: id, country
     std::mt19937 random(4711);
-    const auto below = [&random](int end) { return static_cast<int>(random() % unsigned(end)); };
+    const auto below = [&random](int end) {
+        return static_cast<int>(random() % static_cast<unsigned int>(end));
+    };
     const auto hasID = [&model](int id, EPosition except) {
         return std::any_of(model.begin(), model.end(), [id, except](const auto& row) {
             return row.second.first == id && row.first != except;

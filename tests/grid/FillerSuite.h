@@ -138,7 +138,7 @@ TYPED_TEST_P(FillerSuite, AllocatesNothingPerRecordOfAKnownCell) {
 }
 
 TYPED_TEST_P(FillerSuite, LeavesNoObjectBehind) {
-    const auto run = [](unsigned depth) {
+    const auto run = [](unsigned int depth) {
         Listening<TypeParam> walk(Turns(10), depth, "SUM A, CODEMIN B, LAST T");
         EXPECT_EQ(walk.cursor.Browse(ETabulonTag::Null), StatusOk);
         static_cast<void>(walk.Send());
@@ -146,7 +146,7 @@ TYPED_TEST_P(FillerSuite, LeavesNoObjectBehind) {
     };
     run(2);  // makes what lives as long as the process
     const std::int64_t before = ECountedUnknown::LiveObjects();
-    for (unsigned depth = 0; depth < 4; ++depth) {
+    for (unsigned int depth = 0; depth < 4; ++depth) {
         run(depth);
         EXPECT_EQ(ECountedUnknown::LiveObjects(), before) << depth;
     }

@@ -132,13 +132,13 @@ TEST(AxeLabels, SplitAtTheFirstPairOfBrackets) {
 }
 
 TEST(SortedLabels, AddedAtOnceAreThoseAddedOneByOne) {
-    for (unsigned seed = 0; seed < 300; ++seed) {
+    for (unsigned int seed = 0; seed < 300; ++seed) {
         std::mt19937 random(seed);
         Sorted sorted{{0, /*reverse=*/false, 0}};
         sorted.desc.SetCompareSource(kSources[random() % std::size(kSources)]);
         const SortKey key(0, random() % 2 == 0, 0);
         std::vector<ETabulonValue> values;
-        for (unsigned count = random() % 20; count != 0; --count) {
+        for (unsigned int count = random() % 20; count != 0; --count) {
             values.push_back(RandomValue(random, 1));
         }
         const auto atOnce = BuildAxe(Axe::AxeData, EVariant(0U));
@@ -273,14 +273,14 @@ TEST(TagIndex, DetailKeepsItsSpellingThoughItsNumberIsOlder) {
 }
 
 TEST(TagIndex, NumbersDetailsAsALinearSearchDoes) {
-    for (unsigned seed = 0; seed < 200; ++seed) {
+    for (unsigned int seed = 0; seed < 200; ++seed) {
         std::mt19937 random(seed);
         std::vector<unsigned int> levels = {0, 1, 2, 3};
         std::shuffle(levels.begin(), levels.end(), random);
         levels.resize(random() % 5);
         ETabulonTag root;
         if (random() % 2 == 0) {
-            const unsigned level = random() % 5;
+            const unsigned int level = random() % 5;
             root.SetValue(level, RandomValue(random, level));
         }
         TagIndex index(root, levels);

@@ -27,7 +27,7 @@ struct Record {
     EVariant t = EVariant();
 };
 
-inline constexpr unsigned kLevels = 4;  // on offer: 0 to 3
+inline constexpr unsigned int kLevels = 4;  // on offer: 0 to 3
 
 inline ETabulonLevels FourLevels() { return LevelsBy({"L0", "L1", "L2", "L3"}); }
 

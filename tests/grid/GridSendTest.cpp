@@ -199,8 +199,8 @@ TEST(GridAxes, AreThoseOfTheModeAndTheirCount) {
     }
 }
 
-constexpr unsigned kGrids = 600;
-constexpr unsigned kRecords = 40;
+constexpr unsigned int kGrids = 600;
+constexpr unsigned int kRecords = 40;
 
 class RandomGrid : public RandomResult {
 public:
@@ -212,7 +212,7 @@ public:
         Calculations calculations;
         const char* variable = "A";
         const char* function = kFunctions[Below(9)];
-        for (unsigned count = Below(5); count != 0; --count) {
+        for (unsigned int count = Below(5); count != 0; --count) {
             variable = OneIn(2) ? variable : OneIn(2) ? "A" : "B";
             function = OneIn(2) ? function : kFunctions[Below(9)];
             calculations.emplace_back(function, variable);
@@ -232,9 +232,9 @@ protected:
 };
 
 TEST(AnyGrid, SendsWhatALinearSearchOfTagsWould) {
-    unsigned compared = 0;
-    unsigned beyond = 0;
-    for (unsigned seed = 0; seed < kGrids; ++seed) {
+    unsigned int compared = 0;
+    unsigned int beyond = 0;
+    for (unsigned int seed = 0; seed < kGrids; ++seed) {
         RandomGrid random(seed);
         GridSetup setup{0};
         setup.sort.SetSortLevels(random.Keys(/*mayRepeat=*/true));

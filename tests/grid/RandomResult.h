@@ -29,11 +29,11 @@ void AddAsPartial(Buffers& buffers, const ETabulonExtractValue& extract) {
 /// below these.
 class RandomResult {
 public:
-    explicit RandomResult(unsigned seed) : random_(seed) {}
+    explicit RandomResult(unsigned int seed) : random_(seed) {}
     virtual ~RandomResult() = default;
 
-    [[nodiscard]] unsigned Below(unsigned bound) { return random_() % bound; }
-    [[nodiscard]] bool OneIn(unsigned many) { return Below(many) == 0; }
+    [[nodiscard]] unsigned int Below(unsigned int bound) { return random_() % bound; }
+    [[nodiscard]] bool OneIn(unsigned int many) { return Below(many) == 0; }
 
     /// Levels may be hidden, reversed, without a key, and rarely have two.
     [[nodiscard]] ETabulonSortDesc::SortKeyArray Keys(bool mayRepeat) {
@@ -60,17 +60,17 @@ public:
             root.SetValue(keys[place].Level(), RandomValue(random_, keys[place].Level()));
         }
         if (OneIn(6)) {
-            const unsigned level = Below(kLevels);
+            const unsigned int level = Below(kLevels);
             root.SetValue(level, RandomValue(random_, level));
         }
         return root;
     }
 
-    [[nodiscard]] std::vector<Record> Records(const ETabulonTag& root, unsigned count) {
+    [[nodiscard]] std::vector<Record> Records(const ETabulonTag& root, unsigned int count) {
         std::vector<Record> records;
         for (const bool gaps = OneIn(2); count != 0; --count) {
             Record record{RandomTag(random_, kLevels, gaps)};
-            for (unsigned place = 0; place < root.KnownLevelsCount() && !OneIn(5); ++place) {
+            for (unsigned int place = 0; place < root.KnownLevelsCount() && !OneIn(5); ++place) {
                 record.tag.SetValue(root.LevelAt(place), root.ValueAt(place));
             }
             SetValues(record);

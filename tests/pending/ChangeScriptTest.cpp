@@ -16,7 +16,7 @@ namespace etabulon::test {
 namespace {
 
 using Change = ETabulonPendingChanges::Change;
-using Entries = std::vector<std::pair<unsigned, EVariant>>;
+using Entries = std::vector<std::pair<unsigned int, EVariant>>;
 constexpr auto kUpdate = ETabulonPendingChanges::Update;
 constexpr auto kInsert = ETabulonPendingChanges::Insert;
 constexpr auto kDelete = ETabulonPendingChanges::Delete;
@@ -228,11 +228,11 @@ private:
 
 ETabulonTag RandomTag(std::mt19937& random) {
     Entries entries;
-    const unsigned known = random() % 3 == 0 ? random() % 16 : (1U << random() % 5) - 1;
-    for (unsigned level = 0; level < 4; ++level) {
+    const unsigned int known = random() % 3 == 0 ? random() % 16 : (1U << random() % 5) - 1;
+    for (unsigned int level = 0; level < 4; ++level) {
         if ((known >> level) % 2 != 0) {
             const int value = static_cast<int>(random() % 2);
-            const unsigned kind = random() % 4;
+            const unsigned int kind = random() % 4;
             entries.emplace_back(level, kind == 0 ? EVariant::FromDouble(value)  // equal numbers
                                         : kind == 1 && level == 3 ? EVariant()
                                                                   : EVariant(value));
@@ -250,7 +250,7 @@ TEST(ChangeScript, AnswersAsScansOverRandomScriptsDo) {
         detail::PendingFilter filter;
         for (int step = 0; step < 120; ++step) {
             const ETabulonTag tag = RandomTag(random);
-            const unsigned what = random() % 16;
+            const unsigned int what = random() % 16;
             const Change change =
                 what < 10
                     ? Change(tag, kIDs[random() % std::size(kIDs)], std::to_string(step).c_str())
@@ -344,7 +344,7 @@ TEST(ChangeScript, GrowsWithoutScans) {
             ASSERT_FALSE(changes.IsDeleted(tag));
         }
     }
-    EXPECT_EQ(changes.Size(), static_cast<unsigned>(kChanges));
+    EXPECT_EQ(changes.Size(), static_cast<unsigned int>(kChanges));
     changes.AppendDelete(ETabulonTag::Null);
     EXPECT_EQ(changes.Size(), 1U);
     // Scans take minutes; what is left leaves room for slow builds on busy machines.

@@ -154,7 +154,7 @@ public:
                     return failure;
                 }
                 rows.emplace_back();
-                for (unsigned level = 0; level < 2; ++level) {
+                for (unsigned int level = 0; level < 2; ++level) {
                     rows.back()[layout_.levels[level]] = place.Value(level).Data();
                 }
                 Apply(Matching(ETabulonPendingChanges::Update, place), rows.back());

@@ -240,7 +240,7 @@ TEST(SavedCache, LeavesTheSourcesRecordBeforeItDeletesAnother) {
 
 TEST(SavingTable, PassesOverLevelsThatTheCursorLacks) {
     Items items(1);
-    for (const unsigned level : {2U, 99U, ~0U}) {
+    for (const unsigned int level : {2U, 99U, ~0U}) {
         ETabulonTag tag = Item(7, static_cast<int>(level % 100));
         tag.SetValue(level, ETabulonValue("x", "", /*modified=*/false));
         items.changes.AppendInsert(tag);
@@ -303,12 +303,12 @@ TEST(SavingTable, DoesNotScanTheScript) {
 
 /// Updates of records, groups and all; deletes; inserts that nothing deletes.
 void AppendRandom(ETabulonPendingChanges& changes, std::mt19937& random, int rows) {
-    const int id = static_cast<int>(random() % static_cast<unsigned>(rows));
-    const unsigned width = random() % 10;
+    const int id = static_cast<int>(random() % static_cast<unsigned int>(rows));
+    const unsigned int width = random() % 10;
     const ETabulonTag tag = width == 0  ? ETabulonTag()
                             : width < 3 ? Group(id / 10)
                                         : Item(id / 10, id);
-    const unsigned what = random() % 10;
+    const unsigned int what = random() % 10;
     if (what < 6) {
         const int value = static_cast<int>(random() % 100);
         changes.AppendUpdate(tag, what < 4 ? "value" : "note",

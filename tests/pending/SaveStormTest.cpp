@@ -82,7 +82,7 @@ struct Target {
     }
     [[nodiscard]] ETabulonTag TagOf(const Row& row) const {
         ETabulonTag tag;
-        for (unsigned level = 0; level < levels; ++level) {
+        for (unsigned int level = 0; level < levels; ++level) {
             tag.SetValue(level, ETabulonValue(row[level], "", false));
         }
         return tag;
@@ -143,7 +143,7 @@ struct Target {
 
     bool isCache;
     bool isKeyed = false;
-    unsigned levels = 0;
+    unsigned int levels = 0;
     EPosition next;
     Records records;
 };
@@ -182,7 +182,7 @@ constexpr CellType kTypes[] = {{TYPE_LONG, 0},         {TYPE_LONG, kNullableLong
 /// A table, a chain of cursors on it, and what the rules tell of both.
 class Chain : Storm {
 public:
-    explicit Chain(unsigned seed);
+    explicit Chain(unsigned int seed);
     ~Chain() {
         while (!cursors_.empty()) {
             cursors_.pop_back();  // a cache's table before the cache
@@ -227,13 +227,13 @@ private:
     std::vector<std::unique_ptr<ETabulonPendingChanges>> scripts_;
     std::vector<std::unique_ptr<ETabulonCursor>> cursors_;
     OpenCache* lower_ = nullptr;  // whose table the cursors from upper_ on are on
-    unsigned upper_ = 0;
+    unsigned int upper_ = 0;
     Target table_{false, 0, {}};
     Target lines_{true, 1, {}};  // of lower_
 };
 
 EVariant Chain::DrawValue(std::uint16_t column) {
-    const unsigned which = Any(4);
+    const unsigned int which = Any(4);
     const auto type = static_cast<std::uint16_t>(int{rubric_->At(column)->TypeCode()});
     if (which == 0) {
         return {};
@@ -263,10 +263,10 @@ ETabulonTag Chain::DrawTag() {
 }
 
 void Chain::DrawScript(ETabulonPendingChanges& script) {
-    for (unsigned changes = Any(5); changes != 0; --changes) {
+    for (unsigned int changes = Any(5); changes != 0; --changes) {
         ETabulonTag tag = DrawTag();
         const std::uint16_t column = DrawColumn();
-        const unsigned kind = Any(4);
+        const unsigned int kind = Any(4);
         if (kind == 0) {
             if (tag.IsRoot()) {  // a cache keeps such a record, and doesn't show it
                 tag.SetValue(0, ETabulonValue(DrawValue(0), "", false));
@@ -280,7 +280,7 @@ void Chain::DrawScript(ETabulonPendingChanges& script) {
     }
 }
 
-Chain::Chain(unsigned seed) : Storm(seed) {
+Chain::Chain(unsigned int seed) : Storm(seed) {
     const bool isKeyed = Any(2) == 0;
     const CellType& first = kTypes[Any(std::size(kTypes))];
     const CellType& second = Any(3) == 0 ? first : kTypes[Any(std::size(kTypes))];
@@ -293,11 +293,11 @@ Chain::Chain(unsigned seed) : Storm(seed) {
     }
     stored_ = std::make_unique<EDataMemory>(rubric_);
     scratch_ = std::make_unique<EDataMemory>(*stored_);
-    for (unsigned row = Any(9); row != 0; --row) {
+    for (unsigned int row = Any(9); row != 0; --row) {
         const int id = static_cast<int>(isKeyed ? row : Any(2));
         stored_->Append({DrawValue(0), DrawValue(1), id, DrawValue(kValue)});
     }
-    for (unsigned level = 0; level < (isKeyed ? 3U : 2U); ++level) {
+    for (unsigned int level = 0; level < (isKeyed ? 3U : 2U); ++level) {
         levels_.AddLevel("", kColumns[level], nullptr, /*addRef=*/false);
     }
     sort_ = MakeRef<ETabulonSortDesc>(levels_);
@@ -307,7 +307,7 @@ Chain::Chain(unsigned seed) : Storm(seed) {
     table_.isKeyed = isKeyed;
     table_.levels = levels_.Size();
     cursors_.push_back(std::move(source));
-    for (unsigned more = Any(4); more != 0; --more) {
+    for (unsigned int more = Any(4); more != 0; --more) {
         AddCursor();
     }
 }
@@ -318,11 +318,11 @@ void Chain::AddCursor() {
     if (cache != nullptr && lower_ == nullptr && Any(2) == 0) {
         lines_ = LinesOf(*cache);
         lower_ = cache;
-        upper_ = static_cast<unsigned>(cursors_.size());
+        upper_ = static_cast<unsigned int>(cursors_.size());
         auto upper = std::make_unique<ETabulonCursorEData>();
         upper->Init(levels_, cache->AllocEData(ETabulonTag::Null, sort_.Get()), true);
         cursors_.push_back(std::move(upper));
-    } else if (const unsigned kind = Any(7); kind < 2) {
+    } else if (const unsigned int kind = Any(7); kind < 2) {
         scripts_.push_back(std::make_unique<ETabulonPendingChanges>());
         DrawScript(*scripts_.back());
         cursors_.push_back(std::make_unique<ETabulonCursorPending>(top, scripts_.back().get()));
@@ -337,7 +337,7 @@ void Chain::AddCursor() {
 }
 
 void Chain::Meddle() {
-    for (unsigned edits = Any(3); edits != 0 && lower_ != nullptr; --edits) {
+    for (unsigned int edits = Any(3); edits != 0 && lower_ != nullptr; --edits) {
         EditBranch(*lower_, lines_);
     }
     if (!table_.records.empty() && Any(4) == 0) {
@@ -353,8 +353,8 @@ void Chain::Meddle() {
             EXPECT_TRUE(table_.Update(last, RowOf(other.Fields())));
         }
     }
-    for (unsigned walks = Any(3); walks != 0; --walks) {
-        static_cast<void>(Read(*cursors_[Any(static_cast<unsigned>(cursors_.size()))],
+    for (unsigned int walks = Any(3); walks != 0; --walks) {
+        static_cast<void>(Read(*cursors_[Any(static_cast<unsigned int>(cursors_.size()))],
                                Any(2) == 0 ? ETabulonTag() : DrawTag(),
                                static_cast<int>(Any(6)) + 1));
     }
@@ -473,13 +473,13 @@ CursorStatus Chain::RunScript(std::size_t front, bool& isSaved) {
 }
 
 void Chain::SaveAndCheck() {
-    const std::size_t front = upper_ + Any(static_cast<unsigned>(cursors_.size()) - upper_);
+    const std::size_t front = upper_ + Any(static_cast<unsigned int>(cursors_.size()) - upper_);
     auto* const cache = dynamic_cast<OpenCache*>(cursors_[front].get());
     bool isSaved = false;
     CursorStatus status = StatusOk;
     if (cache != nullptr && Any(2) == 0) {
         Target lines = LinesOf(*cache);
-        for (unsigned edits = Any(6); edits != 0; --edits) {
+        for (unsigned int edits = Any(6); edits != 0; --edits) {
             Any(2) == 0 ? EditBranch(*cache, lines) : EditLine(*cache, lines);
         }
         isSaved = lines.Save(Arrival());
@@ -496,12 +496,12 @@ void Chain::SaveAndCheck() {
     EXPECT_EQ(Text(Target(false, 0, Read(*cursors_[0])).records), Text(table_.records));
 }
 
-class SaveStorm : public ::testing::TestWithParam<unsigned> {};
+class SaveStorm : public ::testing::TestWithParam<unsigned int> {};
 
 TEST_P(SaveStorm, WritesWhatTheRulesTellOrFails) {
     for (int round = 0; round < 2500 && !HasFailure(); ++round) {
         SCOPED_TRACE(round);
-        Chain chain(GetParam() * 100000 + static_cast<unsigned>(round));
+        Chain chain(GetParam() * 100000 + static_cast<unsigned int>(round));
         chain.Meddle();
         chain.SaveAndCheck();
     }

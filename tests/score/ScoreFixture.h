@@ -42,11 +42,11 @@ private:
 class LastPositive : public ETabulonCumulFunc {
 public:
     LastPositive() : ETabulonCumulFunc("LASTPOSITIVE", "Last positive", nullptr) {}
-    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned size) override {
+    [[nodiscard]] ETabulonCumulBuffer* Start(int type, unsigned int size) override {
         return new Buffer(this, type, size);
     }
     [[nodiscard]] int ResultType(int type) const override { return type; }
-    [[nodiscard]] unsigned ResultSize(unsigned size) const override { return size; }
+    [[nodiscard]] unsigned int ResultSize(unsigned int size) const override { return size; }
 
 private:
     class Buffer : public ETabulonCumulBuffer {

@@ -50,10 +50,10 @@ TEST(ManyLabels, AreToldApart) {
     const ScoreSetup setup{0, 1};
     std::vector<Record> records;
     std::map<std::string, int> counts;
-    unsigned random = 1;
+    unsigned int random = 1;
     for (int place = 0; place < 20000; ++place) {
         random = random * 1103515245 + 12345;
-        const unsigned number = (random >> 8) % 3000;
+        const unsigned int number = (random >> 8) % 3000;
         const std::string text =
             std::string(std::size_t{4} * (number % 7), 'x') + std::to_string(number);
         const EVariant label =
@@ -211,7 +211,7 @@ TEST(ScoreDescription, CopiedDescriptionNeedsAReference) {
     EXPECT_EQ(ECountedUnknown::LiveObjects(), before);
 }
 
-constexpr unsigned kScores = 600;
+constexpr unsigned int kScores = 600;
 
 class RandomScore : public RandomResult {
 public:
@@ -220,7 +220,7 @@ public:
     [[nodiscard]] Calculations SomeCalculations() {
         static const char* const kFunctions[] = {"SUM", "AVG", "MIN", "MAX", "COUNT", "COMMONVAL"};
         Calculations calculations;
-        for (unsigned count = Below(3); count != 0; --count) {
+        for (unsigned int count = Below(3); count != 0; --count) {
             calculations.emplace_back(kFunctions[Below(6)], OneIn(2) ? "A" : "B");
         }
         if (OneIn(4)) {
@@ -260,19 +260,19 @@ class FullTrace : public ScoreTrace {
 public:
     FullTrace() { ShowAll(); }
     void SetScoreLine(const ETabulonTag& label, const PTableau<ETabulonValue>& values) override {
-        for (unsigned place = 0; place < label.KnownLevelsCount(); ++place) {
+        for (unsigned int place = 0; place < label.KnownLevelsCount(); ++place) {
             Hear(std::to_string(label.LevelAt(place)) + ":" + Text(label.ValueAt(place)));
         }
         ScoreTrace::SetScoreLine(label, values);
         ++lines;
     }
-    unsigned lines = 0;
+    unsigned int lines = 0;
 };
 
 TEST(AnyScore, IsRankedAsASetOfItsLinesWouldBe) {
-    unsigned lines = 0;
-    unsigned collapsed = 0;
-    for (unsigned seed = 0; seed < kScores; ++seed) {
+    unsigned int lines = 0;
+    unsigned int collapsed = 0;
+    for (unsigned int seed = 0; seed < kScores; ++seed) {
         RandomScore random(seed);
         ScoreSetup setup(random.Keys(/*mayRepeat=*/false));
         setup.sort.SetCompareSource(random.CompareSource());

@@ -45,7 +45,7 @@ TEST_F(Heard, EachChangeIsAskedAndTold) {
     EXPECT_TRUE(desc.SetHideLevelFlags(0, kCalc));
     EXPECT_EQ(Take(), "a?levels b?levels a!levels b!levels a?levels b?levels a!levels b!levels");
     EXPECT_TRUE(desc.MoveSortLevel(0, 2, 0));
-    EXPECT_TRUE(desc.MoveHiddenLevelsTo(static_cast<unsigned>(-1), kTree));
+    EXPECT_TRUE(desc.MoveHiddenLevelsTo(static_cast<unsigned int>(-1), kTree));
     EXPECT_EQ(Take(), "a?move b?move a!move b!move a?hidden b?hidden a!hidden b!hidden");
     EXPECT_EQ(Text(desc.SortLevels()), "0h2 2 1h1");
 }

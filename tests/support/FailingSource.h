@@ -22,8 +22,8 @@ public:
     }
 
     std::unique_ptr<IRecordLookup> OpenLookup(const DRubric& rubric,
-                                              std::span<const unsigned> keyVariables,
-                                              std::span<const unsigned> wanted, EData* from,
+                                              std::span<const unsigned int> keyVariables,
+                                              std::span<const unsigned int> wanted, EData* from,
                                               EDataError& error) override {
         columns.assign(wanted.begin(), wanted.end());
         if (openFailure.status != DataOk) {
@@ -41,8 +41,8 @@ public:
 
     int reads = 0;
     int forgotten = 0;
-    EDataError openFailure;         // status 0: lookups can be opened
-    std::vector<unsigned> columns;  // of the lookup opened last
+    EDataError openFailure;             // status 0: lookups can be opened
+    std::vector<unsigned int> columns;  // of the lookup opened last
     IRecordSource* inner;
 
 private:

@@ -17,7 +17,7 @@ namespace etabulon::test {
 class FaultVfs {
 public:
     /// The kinds of call, as bits of a mask.
-    enum Call : unsigned {
+    enum Call : unsigned int {
         kOpen = 1U << 0,
         kDelete = 1U << 1,
         kAccess = 1U << 2,
@@ -39,7 +39,7 @@ public:
         After = 2,   // the call is carried out, and reported as failed
     };
     struct Fault {
-        unsigned calls = kAnyCall;
+        unsigned int calls = kAnyCall;
         std::uint64_t at = 1;     // which of these calls is hit, from 1; 0 = none, only count
         int code = SQLITE_IOERR;  // SQLITE_OK: the call passes
         Moment moment = Moment::Before;

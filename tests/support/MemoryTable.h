@@ -13,15 +13,15 @@
 
 namespace etabulon::test {
 
-inline constexpr unsigned kNullableLong = 5;    // with the mark byte
-inline constexpr unsigned kNullableDouble = 9;  // with the mark byte
+inline constexpr unsigned int kNullableLong = 5;    // with the mark byte
+inline constexpr unsigned int kNullableDouble = 9;  // with the mark byte
 
 inline EVariant Missing() { return EVariant::Missing(TYPE_LONG, 0); }
 
 struct Variable {
     const char* name;
     int type;
-    unsigned size = 0;
+    unsigned int size = 0;
 };
 inline void AddVariables(DRubric& rubric, std::initializer_list<Variable> variables,
                          const std::vector<Chaine>& key = {}) {

@@ -10,10 +10,10 @@ namespace etabulon::test {
 /// What the storms have in common, tests that do what they draw and check after each round.
 class Storm {
 protected:
-    explicit Storm(unsigned seed) : random_(seed) {}
+    explicit Storm(unsigned int seed) : random_(seed) {}
 
     /// Less than `count`.
-    unsigned Any(std::size_t count) { return static_cast<unsigned>(random_() % count); }
+    unsigned int Any(std::size_t count) { return static_cast<unsigned int>(random_() % count); }
     /// Does one of these, in one out of `turns` each; the last one has the turns that are left.
     template <class... Actions>
     void DoOne(std::size_t turns, Actions... actions) {

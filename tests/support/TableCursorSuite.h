@@ -20,7 +20,7 @@ struct TableSchema {
     struct Column {
         const char* name;
         int type;
-        unsigned size;
+        unsigned int size;
     };
     struct Link {
         const char* name;
@@ -80,7 +80,7 @@ public:
 /// Sales in cities, cities in countries. City 3 is unknown, sale 5 has no city, Rome no country.
 class TableCursorSuite : public ::testing::TestWithParam<TableMaker> {
 protected:
-    static constexpr unsigned kNullableLong = 5;
+    static constexpr unsigned int kNullableLong = 5;
 
     TableCursorSuite() {
         factory->Make(

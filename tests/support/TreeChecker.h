@@ -12,7 +12,7 @@ namespace etabulon::test {
 inline std::string TreeText(const EDataTreeNode& node) {
     std::string text = node.DisplayValue().DisplayValue().c_str();
     text = text.empty() ? "-" : text;
-    for (unsigned index = 0; index < node.Size(); ++index) {
+    for (unsigned int index = 0; index < node.Size(); ++index) {
         text += (index == 0 ? "{" : " ") + TreeText(*node.Get(index));
     }
     return text + (node.Size() == 0 ? "" : "}");
@@ -23,7 +23,7 @@ inline std::string CheckTree(const EDataTreeNode& node) {
     const std::string name = node.Tag().DisplayID().c_str();
     std::string faults;
     std::uint32_t leaves = 0;
-    for (unsigned index = 0; index < node.Size(); ++index) {
+    for (unsigned int index = 0; index < node.Size(); ++index) {
         const EDataTreeNode& child = *node.Get(index);
         leaves += child.LeafCount() + (child.IsTreeLeaf() ? 1 : 0);
         if (child.Parent() != &node || child.Depth() != node.Depth() + 1 || child.IsRoot()) {
@@ -52,7 +52,7 @@ inline std::string CheckTree(const EDataTreeNode& node) {
 /// The siblings that don't stand in the order of `sort`; for trees that were filed under it.
 inline std::string CheckOrder(const EDataTreeNode& node, const ETabulonSortDesc& sort) {
     std::string faults;
-    for (unsigned index = 0; index < node.Size(); ++index) {
+    for (unsigned int index = 0; index < node.Size(); ++index) {
         const ETabulonTag& tag = node.Get(index)->Tag();
         if (index != 0 && sort.Compare(node.Get(index - 1)->Tag(), tag, node.Depth(),
                                        ETabulonSortDesc::HideInTree) > 0) {

@@ -34,7 +34,7 @@ private:
     void Watch() {
         std::unique_lock hold(mutex_);
         while (!isOver_) {
-            const unsigned before = meals_;
+            const unsigned int before = meals_;
             if (!fed_.wait_for(hold, std::chrono::seconds(5),
                                [&] { return isOver_ || meals_ != before; })) {
                 std::fputs("watchdog: nothing happened for five seconds\n", stderr);
@@ -45,8 +45,8 @@ private:
 
     std::mutex mutex_;
     std::condition_variable fed_;
-    unsigned meals_ = 0;   // guarded by mutex_
-    bool isOver_ = false;  // guarded by mutex_
+    unsigned int meals_ = 0;  // guarded by mutex_
+    bool isOver_ = false;     // guarded by mutex_
     std::thread thread_{[this] { Watch(); }};
 };
 

@@ -63,7 +63,7 @@ public:
     LiteralNode* parent;
     ETabulonTag tag;
     std::vector<std::unique_ptr<LiteralNode>> children;
-    unsigned leafCount = 0;
+    unsigned int leafCount = 0;
     ETabulonPrimaryKey key;
 
 private:
@@ -105,7 +105,7 @@ private:
     }
     /// A tag without the level compares as one with an empty value.
     [[nodiscard]] int Compare(ETabulonTag a, ETabulonTag b) const {
-        unsigned depth = 0;
+        unsigned int depth = 0;
         for (const LiteralNode* node = this; node->parent != nullptr; node = node->parent) {
             ++depth;
         }
@@ -119,7 +119,7 @@ private:
     }
     void IncLeafCount(int delta) {
         for (LiteralNode* node = this; node != nullptr; node = node->parent) {
-            node->leafCount += static_cast<unsigned>(delta);
+            node->leafCount += static_cast<unsigned int>(delta);
         }
     }
     void SetDirtyChilds(bool dirty) {
@@ -184,7 +184,7 @@ inline CursorStatus LiteralNode::Refresh(ETabulonCursor& cursor) {
 /// A tag to the letter: each value with its status, data, text and flag.
 inline std::string LetterText(const ETabulonTag& tag) {
     std::string text;
-    for (unsigned place = 0; place < tag.KnownLevelsCount(); ++place) {
+    for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
         const ETabulonValue& value = tag.ValueAt(place);
         text += std::to_string(tag.LevelAt(place)) + ":" + std::to_string(value.Status()) + "/" +
                 std::to_string(value.Data().Type()) + "/" + value.Data().AsChaine().c_str() + "/" +
@@ -201,8 +201,8 @@ inline std::string LetterText(const ETabulonPrimaryKey& key) {
 }
 
 /// The text of a node and of all nodes below it.
-inline std::string Dump(const ETabulonTag& tag, const ETabulonPrimaryKey& key, unsigned leafCount,
-                        bool isLeaf, const std::string& below) {
+inline std::string Dump(const ETabulonTag& tag, const ETabulonPrimaryKey& key,
+                        unsigned int leafCount, bool isLeaf, const std::string& below) {
     return LetterText(tag) + "key " + LetterText(key) + " leaves " + std::to_string(leafCount) +
            (isLeaf ? " leaf" : "") + "{\n" + below + "}\n";
 }
@@ -222,7 +222,7 @@ inline std::string Dump(const EDataTreeNode& node) {
     ETabulonPrimaryKey key;
     node.ExtractPrimaryKey(key);
     std::string below;
-    for (unsigned index = 0; index < node.Size(); ++index) {
+    for (unsigned int index = 0; index < node.Size(); ++index) {
         below += Dump(*node.Get(index));
     }
     return Dump(tag, key, node.LeafCount(), node.IsTreeLeaf(), below);

@@ -101,9 +101,9 @@ inline ETabulonSortDesc::SortKeyArray Keys(std::initializer_list<ETabulonSortDes
     return keys;
 }
 /// The same for levels that are shown and don't fall.
-inline ETabulonSortDesc::SortKeyArray InOrder(std::initializer_list<unsigned> levels) {
+inline ETabulonSortDesc::SortKeyArray InOrder(std::initializer_list<unsigned int> levels) {
     ETabulonSortDesc::SortKeyArray keys;
-    for (const unsigned level : levels) {
+    for (const unsigned int level : levels) {
         keys.Add({level, /*reverse=*/false, 0});
     }
     return keys;

@@ -13,15 +13,15 @@ namespace {
 /// How the values of the lowest level come.
 struct Coming {
     const char* name;
-    std::vector<unsigned> order;  // of the levels: the last are the leaves
-    int numbers;                  // so many distinct years
+    std::vector<unsigned int> order;  // of the levels: the last are the leaves
+    int numbers;                      // so many distinct years
     bool isRising;
     std::vector<const char*> cities;
 };
 
-ETabulonSortDesc::SortKeyArray OrderOf(const std::vector<unsigned>& levels) {
+ETabulonSortDesc::SortKeyArray OrderOf(const std::vector<unsigned int>& levels) {
     ETabulonSortDesc::SortKeyArray keys;
-    for (const unsigned level : levels) {
+    for (const unsigned int level : levels) {
         keys.Add({level, /*reverse=*/false, 0});
     }
     return keys;
@@ -31,7 +31,7 @@ ETabulonSortDesc::SortKeyArray OrderOf(const std::vector<unsigned>& levels) {
 /// once without. A reader looks at some node within some walks.
 class LeafStorm {
 public:
-    LeafStorm(const Coming& coming, unsigned seed) : coming_(coming), random_(seed) {
+    LeafStorm(const Coming& coming, unsigned int seed) : coming_(coming), random_(seed) {
         sales_.Delete({1, 2, 3, 4, 5});
         Append(2600);
         tree_ = std::make_unique<EDataTree>(&sales_.cursor, "root", nullptr);
@@ -117,7 +117,7 @@ private:
     void Look() {
         EDataTreeNode* node = tree_->Root();
         while (node->Size() != 0) {
-            node = node->Get(static_cast<unsigned>(looks_() % node->Size()));
+            node = node->Get(static_cast<unsigned int>(looks_() % node->Size()));
         }
         ETabulonPrimaryKey key;
         node->ExtractPrimaryKey(key);
@@ -140,7 +140,7 @@ class LeavesWithoutNodes : public testing::TestWithParam<Coming> {};
 
 TEST_P(LeavesWithoutNodes, AreThoseOfSingleSteps) {
     const bool wereEnabled = EBlockSource::AreEnabled();
-    for (unsigned seed = 1; seed <= 2; ++seed) {
+    for (unsigned int seed = 1; seed <= 2; ++seed) {
         EBlockSource::SetEnabled(false);
         const std::string bySteps = LeafStorm(GetParam(), seed).Run();
         EBlockSource::SetEnabled(true);
@@ -164,7 +164,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(LeavesWithoutNodesThatCompareAsEqual, MoveUpInTheSameOrderAsNodes) {
     constexpr const char* kCities[] = {"\xC3\xA9", "\xC3\x89",
                                        "Rom"};  // a small letter, its capital
-    for (const unsigned to : {0U, 1U}) {
+    for (const unsigned int to : {0U, 1U}) {
         std::string seen[2];
         for (const bool isRead : {false, true}) {
             Sales sales;

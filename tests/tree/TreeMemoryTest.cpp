@@ -207,9 +207,9 @@ TEST(ManyChildren, CostAComparisonKeyEach) {
 
 using SortKey = ETabulonSortDesc::SortKey;
 
-ETabulonLevels LevelsOf(unsigned count) {
+ETabulonLevels LevelsOf(unsigned int count) {
     ETabulonLevels levels;
-    for (unsigned level = 0; level < count; ++level) {
+    for (unsigned int level = 0; level < count; ++level) {
         levels.AddLevel("level", ETabulonVariableID("level"), nullptr, /*addRef=*/false);
     }
     return levels;
@@ -227,9 +227,9 @@ protected:
 };
 
 /// The tag without about so many of a hundred values.
-ETabulonTag WithGaps(const ETabulonTag& tag, unsigned gaps, std::mt19937& random) {
+ETabulonTag WithGaps(const ETabulonTag& tag, unsigned int gaps, std::mt19937& random) {
     ETabulonTag part;
-    for (unsigned place = 0; place < tag.KnownLevelsCount(); ++place) {
+    for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
         if (random() % 100 >= gaps) {
             part.SetValue(tag.LevelAt(place), tag.ValueAt(place));
         }
@@ -238,21 +238,21 @@ ETabulonTag WithGaps(const ETabulonTag& tag, unsigned gaps, std::mt19937& random
 }
 
 /// Whether the nodes are of an own class; levels hidden and values missing of a hundred.
-class LongBranches : public testing::TestWithParam<std::tuple<bool, unsigned, unsigned>> {};
+class LongBranches : public testing::TestWithParam<std::tuple<bool, unsigned int, unsigned int>> {};
 
 /// Values that are equal in two spellings, and the texts of labels, stay those that came first.
 TEST_P(LongBranches, ComeToWhatTheRulesComeTo) {
-    constexpr unsigned kLevels = 14;
+    constexpr unsigned int kLevels = 14;
     const auto [isOwnClass, hidden, gaps] = GetParam();
-    for (unsigned seed = 0; seed < 40; ++seed) {
+    for (unsigned int seed = 0; seed < 40; ++seed) {
         std::mt19937 random(seed);
         const ETabulonLevels levels = LevelsOf(kLevels);
         ETabulonSortDesc sort(levels);
-        std::vector<unsigned> order(kLevels);
+        std::vector<unsigned int> order(kLevels);
         std::iota(order.begin(), order.end(), 0U);
         std::shuffle(order.begin(), order.end(), random);
         ETabulonSortDesc::SortKeyArray keys;
-        for (const unsigned level : order) {
+        for (const unsigned int level : order) {
             keys.Add(SortKey(level, random() % 3 == 0, random() % 100 < hidden ? kInTree : 0));
         }
         sort.SetSortLevels(keys);
@@ -261,9 +261,9 @@ TEST_P(LongBranches, ComeToWhatTheRulesComeTo) {
                        : ERef<EDataTreeNode>(MakeRef<EDataTreeNodeRoot>(&sort, "root", nullptr));
         LiteralNode twin(nullptr, ETabulonTag::Null, &sort);
         std::vector<ETabulonTag> met;
-        for (unsigned count = 0; count < 60; ++count) {
+        for (unsigned int count = 0; count < 60; ++count) {
             ETabulonTag tag = met.empty() ? ETabulonTag() : met[random() % met.size()];
-            for (unsigned place = random() % kLevels; place < kLevels; ++place) {
+            for (unsigned int place = random() % kLevels; place < kLevels; ++place) {
                 static const char* const kTexts[] = {"e", "E", "b", ""};
                 tag.SetValue(order[place], ETabulonValue(EVariant::FromText(TYPE_NC_CHAINE, 4,
                                                                             kTexts[random() % 4]),
@@ -309,12 +309,12 @@ double SecondsOf(Work work) {
 }
 
 /// Files, finds and drops branches that part at their first level.
-double SecondsOfBranches(unsigned levelCount) {
+double SecondsOfBranches(unsigned int levelCount) {
     const ETabulonLevels levels = LevelsOf(levelCount);
     const ETabulonSortDesc sort(levels);
     std::vector<ETabulonTag> tags(20);
-    for (unsigned number = 0; number < tags.size(); ++number) {
-        for (unsigned level = 0; level < levelCount; ++level) {
+    for (unsigned int number = 0; number < tags.size(); ++number) {
+        for (unsigned int level = 0; level < levelCount; ++level) {
             tags[number].SetValue(level, ETabulonValue(EVariant(number + level), "", false));
         }
     }

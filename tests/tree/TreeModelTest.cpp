@@ -32,8 +32,8 @@ protected:
     }
 };
 
-PUniqueT<unsigned> SetOf(unsigned level) {
-    PUniqueT<unsigned> levels;
+PUniqueT<unsigned int> SetOf(unsigned int level) {
+    PUniqueT<unsigned int> levels;
     levels.Add(level);
     return levels;
 }
@@ -347,10 +347,12 @@ public:
 
 TEST_F(RaisedAlerts, AreFoundAsByTheRecursion) {
     std::mt19937 random(7);
-    const auto any = [&random](unsigned count) { return static_cast<unsigned>(random() % count); };
+    const auto any = [&random](unsigned int count) {
+        return static_cast<unsigned int>(random() % count);
+    };
     const auto anyTag = [&any] {
         ETabulonTag tag;
-        for (unsigned level = 0; level < 4; ++level) {
+        for (unsigned int level = 0; level < 4; ++level) {
             if (any(2) == 0) {
                 tag.SetValue(level, ETabulonValue(EVariant(static_cast<int>(any(2))), "", false));
             }
@@ -360,7 +362,7 @@ TEST_F(RaisedAlerts, AreFoundAsByTheRecursion) {
     for (int turn = 0; turn < 300; ++turn) {
         raised.Reset();
         LiteralAlerts literal;
-        for (unsigned count = any(9); count > 0; --count) {
+        for (unsigned int count = any(9); count > 0; --count) {
             const ETabulonTag tag = anyTag();
             static const char* const kNames[] = {"up", "here", "bold"};
             const char* const name = kNames[any(3)];

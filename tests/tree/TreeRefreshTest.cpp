@@ -180,7 +180,7 @@ TEST(EqualSiblings, NewestStandsFirst) {
 TEST(AllLevelsHidden, LeaveARootThatIsALeaf) {
     Sales sales;
     EDataTree tree(&sales.cursor, "root", nullptr);
-    for (const unsigned level : {0U, 1U, 2U}) {
+    for (const unsigned int level : {0U, 1U, 2U}) {
         tree.SetHideLevelFlags(level, kInTree);
     }
     EXPECT_EQ(tree.Fill(), StatusOk);
@@ -192,8 +192,8 @@ TEST(AllLevelsHidden, LeaveARootThatIsALeaf) {
 TEST(AllLevelsHidden, RootAskedWhileAllIsHiddenStaysALeaf) {
     Sales sales;
     EDataTree tree(&sales.cursor, "root", nullptr);
-    PUniqueT<unsigned> all;
-    for (const unsigned level : {0U, 1U, 2U}) {
+    PUniqueT<unsigned int> all;
+    for (const unsigned int level : {0U, 1U, 2U}) {
         all.Add(level);
     }
     tree.SetHideLevelFlags(all, kInTree);
@@ -363,7 +363,7 @@ TEST(LongFill, ShowsTheKeyOfTheLastRecord) {
         const auto keys = [&tree] {
             std::map<std::string, EPosition> found;
             const EDataTreeNode& city = *tree.Root()->Get(0U)->Get(0U);
-            for (unsigned index = 0; index < city.Size(); ++index) {
+            for (unsigned int index = 0; index < city.Size(); ++index) {
                 ETabulonPrimaryKey key;
                 city.Get(index)->ExtractPrimaryKey(key);
                 found[city.Get(index)->DisplayValue().DisplayText().c_str()] = key.Position();
@@ -404,7 +404,7 @@ TEST(LongFill, FilesRecordsAfterAWalkWithinIntoNewNodes) {
             return record == last ? tree.Root()->Refresh(&inner) : StatusOk;
         };
         EXPECT_EQ(tree.Fill(), StatusOk);
-        EXPECT_EQ(tree.Root()->LeafCount(), 3U + static_cast<unsigned>(left));
+        EXPECT_EQ(tree.Root()->LeafCount(), 3U + static_cast<unsigned int>(left));
         EXPECT_EQ(italy.Get() == tree.Root()->Get(0U), left == 1);
         EXPECT_EQ(CheckTree(*tree.Root()), "");
     }

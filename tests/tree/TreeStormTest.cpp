@@ -11,8 +11,8 @@ namespace {
 using SortKey = ETabulonSortDesc::SortKey;
 
 struct Setup {
-    unsigned seed;
-    unsigned values;  // that a level has; few meet often, many are found by an index
+    unsigned int seed;
+    unsigned int values;  // that a level has; few meet often, many are found by an index
     int textType = TYPE_CHAINE;
 };
 
@@ -43,7 +43,7 @@ protected:
     EVariant AnyText() {
         static const char* const kTexts[] = {"e",  "E",  "\xC3\xA9", "\xC3\x89",
                                              "ab", "AB", "",         "10"};
-        const unsigned value = Any(GetParam().values);
+        const unsigned int value = Any(GetParam().values);
         const Chaine text = value < 8 ? kTexts[value] : std::to_string(value / 2).c_str();
         return EVariant::FromText(static_cast<std::uint16_t>(GetParam().textType), 0, text);
     }
@@ -51,7 +51,7 @@ protected:
         return Any(8) == 0 ? Missing() : EVariant(static_cast<int>(Any(GetParam().values)) - 3);
     }
     void Edit() {
-        for (unsigned count = Any(12); count > 0; --count) {
+        for (unsigned int count = Any(12); count > 0; --count) {
             table_->Append({++lastId_, Any(9) == 0 ? Missing() : AnyText(), AnyText(), AnyNumber(),
                             AnyText()});
         }
@@ -61,7 +61,7 @@ protected:
         }
         std::shuffle(all.begin(), all.end(), random_);
         const bool manyGo = Any(10) == 0;
-        for (unsigned count = Any(manyGo ? 60 : 8); count > 0 && !all.empty(); --count) {
+        for (unsigned int count = Any(manyGo ? 60 : 8); count > 0 && !all.empty(); --count) {
             table_->RePos(all.back(), false);
             if (manyGo || Any(2) == 0) {
                 table_->DeleteOne(all.back());
@@ -75,7 +75,7 @@ protected:
     }
     ETabulonTag AnyTag() {
         ETabulonTag tag;
-        for (unsigned level = 0; level < 5; ++level) {  // the last one doesn't exist
+        for (unsigned int level = 0; level < 5; ++level) {  // the last one doesn't exist
             if (Any(3) != 0) {
                 tag.SetValue(level, ETabulonValue(level % 2 == 0 ? AnyText() : AnyNumber(),
                                                   Any(3) == 0 ? "label" : "", false));
@@ -109,11 +109,11 @@ protected:
             [] {});
     }
     ETabulonSortDesc::SortKeyArray AnyKeys() {
-        std::vector<unsigned> order = {0, 1, 2, 3};
+        std::vector<unsigned int> order = {0, 1, 2, 3};
         std::shuffle(order.begin(), order.end(), random_);
         order.resize(1 + Any(4));
         ETabulonSortDesc::SortKeyArray keys;
-        for (const unsigned level : order) {
+        for (const unsigned int level : order) {
             keys.Add(SortKey(level, Any(3) == 0, Any(4) == 0 ? kInTree : 0));
         }
         return keys;
@@ -121,7 +121,7 @@ protected:
 
     void Walk() {
         PlanTrouble();
-        const unsigned kind = Any(6);
+        const unsigned int kind = Any(6);
         if (kind == 0) {
             EXPECT_EQ(tree_->Fill(), twin_->Fill(cursor_));
         } else if (kind < 3) {
@@ -153,7 +153,7 @@ protected:
     void ChangeLevels() {
         const auto reset = [&](bool isChanged) { isChanged ? twin_->Reset() : void(); };
         const auto resort = [&](bool isChanged) { isChanged ? ResortTwin() : void(); };
-        const unsigned count = tree_->SortDesc()->SortLevelCount(kInTree);
+        const unsigned int count = tree_->SortDesc()->SortLevelCount(kInTree);
         DoOne(
             5, [&] { reset(tree_->SetSortLevels(AnyKeys())); },
             [&] { reset(tree_->SetHideLevelFlags(Any(4), Any(2) == 0 ? kInTree : 0)); },
@@ -169,7 +169,7 @@ protected:
             6, [&] { sort.SetSortLevels(AnyKeys()); },
             [&] {
                 ETabulonSortDesc::SortKeyArray keys = tree_->SortLevels();
-                for (unsigned place = 0; place < keys.Size(); ++place) {
+                for (unsigned int place = 0; place < keys.Size(); ++place) {
                     keys[place] = SortKey(keys[place].Level(), Any(2) == 0, keys[place].Hidden());
                 }
                 sort.SetSortLevels(keys);
@@ -183,7 +183,7 @@ protected:
         tree_->SortDesc()->SetSortLevels(keys);
     }
     void AddDirectly() {
-        for (unsigned count = Any(20); count > 0; --count) {
+        for (unsigned int count = Any(20); count > 0; --count) {
             const ETabulonTag above = AnyNodeTag();
             const ETabulonTag tag = AnyTag();
             EDataTreeNode* node = tree_->Get(above);
@@ -197,7 +197,7 @@ protected:
         }
     }
     void Round() {
-        const unsigned what = Any(24);
+        const unsigned int what = Any(24);
         Edit();
         what < 12   ? Walk()
         : what < 19 ? ChangeLevels()
@@ -266,7 +266,7 @@ TEST_P(LongWalk, ComesToWhatTheRulesComeTo) {
             tree_->Fill();
             twin_->Fill(cursor_);
         }
-        tree_->MoveSortLevel(0, 1 + static_cast<unsigned>(round) % 2);
+        tree_->MoveSortLevel(0, 1 + static_cast<unsigned int>(round) % 2);
         ResortTwin();
     }
 }

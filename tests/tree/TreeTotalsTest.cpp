@@ -12,7 +12,7 @@ namespace {
 constexpr const char* kCodes[] = {"COUNT",     "SUM",     "AVG",      "MEAN",
                                   "MIN",       "HIGHEST", "DISTINCT", "MEDIAN",
                                   "COMMONVAL", "LAST",    "FIRST",    "CODEHIGHEST"};
-constexpr unsigned kUnordered = 9;  // of these don't go by the order of records
+constexpr unsigned int kUnordered = 9;  // of these don't go by the order of records
 
 std::string Shown(const ETabulonValue& value) {
     return value.IsNull() ? "-" : value.IsSpecial() ? "?" : value.DisplayText().c_str();
@@ -29,13 +29,13 @@ struct SalesTotals : Sales {
     }
     ~SalesTotals() { cursor.RemNotifier(totals.Get()); }
 
-    [[nodiscard]] unsigned Visible() const {
-        return static_cast<unsigned>(tree.SortDesc()->VisibleLevels(kInTree).size());
+    [[nodiscard]] unsigned int Visible() const {
+        return static_cast<unsigned int>(tree.SortDesc()->VisibleLevels(kInTree).size());
     }
     /// "COUNT SUM ..." of the node, the first `count` of them.
-    [[nodiscard]] std::string Of(const ETabulonTag& tag, unsigned count) const {
+    [[nodiscard]] std::string Of(const ETabulonTag& tag, unsigned int count) const {
         std::string text;
-        for (unsigned index = 0; index < count; ++index) {
+        for (unsigned int index = 0; index < count; ++index) {
             ETabulonValue value;
             totals->ReadResult(tag, index, value);
             text += (text.empty() ? "" : " ") + Shown(value);
@@ -67,7 +67,7 @@ struct SalesTotals : Sales {
         walk.RemNotifier(listener.Get());
     }
     /// The same by a walk of the records at the tag.
-    [[nodiscard]] std::string Walked(const ETabulonTag& tag, unsigned count) {
+    [[nodiscard]] std::string Walked(const ETabulonTag& tag, unsigned int count) {
         const auto buffers = ERef<ETabulonCumulBufferOnVarCollection>::Adopt(
             dynamic_cast<ETabulonCumulBufferOnVarCollection*>(calculations.Start()));
         ETabulonExtractValue extract;
@@ -77,15 +77,15 @@ struct SalesTotals : Sales {
             buffers->AddValue(extract);
         });
         std::string text;
-        for (unsigned index = 0; index < count; ++index) {
+        for (unsigned int index = 0; index < count; ++index) {
             const auto buffer = ERef<ETabulonCumulBufferOnVar>::Adopt(buffers->Calculation(index));
             text += (text.empty() ? "" : " ") + Shown(buffer->Result());
         }
         return text;
     }
-    void ExpectWalked(const EDataTreeNode& node, unsigned count) {
+    void ExpectWalked(const EDataTreeNode& node, unsigned int count) {
         ASSERT_EQ(Of(node.Tag(), count), Walked(node.Tag(), count)) << Text(tree);
-        for (unsigned index = 0; index < node.Size(); ++index) {
+        for (unsigned int index = 0; index < node.Size(); ++index) {
             ExpectWalked(*node.Get(index), count);
         }
     }
@@ -96,8 +96,10 @@ struct SalesTotals : Sales {
 };
 
 struct SomeSales {
-    explicit SomeSales(unsigned seed) : random(seed) {}
-    [[nodiscard]] unsigned Below(unsigned bound) { return static_cast<unsigned>(random() % bound); }
+    explicit SomeSales(unsigned int seed) : random(seed) {}
+    [[nodiscard]] unsigned int Below(unsigned int bound) {
+        return static_cast<unsigned int>(random() % bound);
+    }
     void Append(EDataMemory& table, int id) {
         const char* const kNames[] = {"FR", "fr", "DE", ""};
         table.Append({id, kNames[Below(4)], Below(5) == 0 ? Missing() : EVariant(kNames[Below(3)]),
@@ -131,17 +133,17 @@ void ChangeBranch(SalesTotals& sales, SomeSales& some, int& nextID) {
 // refresh of a branch is a walk of its own: results that go by the order of records in one walk are
 // compared until there is one.
 TEST(TreeTotals, AreThoseOfAWalkOfEachNode) {
-    for (unsigned seed = 0; seed < 60; ++seed) {
+    for (unsigned int seed = 0; seed < 60; ++seed) {
         SalesTotals sales;
         SomeSales some(seed);
         int nextID = 100;
         sales.Delete({1, 2, 3, 4, 5});
-        for (unsigned count = some.Below(60); count != 0; --count) {
+        for (unsigned int count = some.Below(60); count != 0; --count) {
             some.Append(*sales.table, nextID++);
         }
         sales.tree.SetSortLevels(InOrder({0, 1, 2}));
         bool isFilled = false;
-        unsigned compared = 0;
+        unsigned int compared = 0;
         for (int step = 0; step < 12; ++step) {
             sales.meddler.act = some.Below(2) == 0 ? EndAt(1000, StatusOk) : RecordAction();
             switch (isFilled ? some.Below(4) : 4) {
@@ -159,7 +161,7 @@ TEST(TreeTotals, AreThoseOfAWalkOfEachNode) {
                     static_cast<void>(sales.tree.Refresh());
                     break;
                 case 3:
-                    if (const unsigned shown = sales.Visible(); shown != 0) {
+                    if (const unsigned int shown = sales.Visible(); shown != 0) {
                         static_cast<void>(
                             sales.tree.MoveSortLevel(some.Below(shown), some.Below(shown)));
                     }

@@ -48,8 +48,8 @@ TEST_F(LongWalk, LosesNoKeyWhenLevelsChange) {
     HideYearsAt(500);
     EXPECT_EQ(tree.Fill(), StatusOk);
     EDataTreeNode& rome = Rome();
-    ASSERT_EQ(rome.Size(), static_cast<unsigned>(kYears));
-    for (unsigned index = 0; index < rome.Size(); ++index) {
+    ASSERT_EQ(rome.Size(), static_cast<unsigned int>(kYears));
+    for (unsigned int index = 0; index < rome.Size(); ++index) {
         const auto year = static_cast<int>(rome.Get(index)->Tag().Find(2)->Data().AsInt64());
         const int last = year + (498 - year) / kYears * kYears;
         EXPECT_EQ(rome.Get(index)->PrimaryKey().Position(), last + 5) << year;

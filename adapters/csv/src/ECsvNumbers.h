@@ -16,7 +16,8 @@ inline constexpr std::size_t kFewDigits = 15;
 inline std::size_t TakeDigits(std::string_view& text, std::int64_t& number) noexcept {
     std::size_t count = 0;
     while (count < text.size() && count <= kFewDigits) {
-        const unsigned digit = static_cast<unsigned char>(text[count]) - unsigned{'0'};
+        const unsigned int digit =
+            static_cast<unsigned char>(text[count]) - static_cast<unsigned char>('0');
         if (digit > 9) {
             break;
         }

@@ -36,7 +36,7 @@ std::uint32_t* FindMarks(const char* bytes, std::size_t& from, std::size_t end, 
     const __m128i returns = _mm_set1_epi8('\r');
     for (; from + 64 <= end; from += 64) {
         std::uint64_t found = 0;
-        for (unsigned part = 0; part < 4; ++part) {
+        for (unsigned int part = 0; part < 4; ++part) {
             const __m128i some = _mm_loadu_si128(
                 reinterpret_cast<const __m128i*>(bytes + from + std::size_t{part} * 16));
             const __m128i marks = _mm_or_si128(
@@ -47,8 +47,8 @@ std::uint32_t* FindMarks(const char* bytes, std::size_t& from, std::size_t end, 
                 << (16U * part);
         }
         for (; found != 0; found &= found - 1) {
-            *offsets++ =
-                static_cast<std::uint32_t>(from + static_cast<unsigned>(__builtin_ctzll(found)));
+            *offsets++ = static_cast<std::uint32_t>(
+                from + static_cast<unsigned int>(__builtin_ctzll(found)));
         }
     }
     return offsets;

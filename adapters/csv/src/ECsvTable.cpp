@@ -164,7 +164,7 @@ std::unique_ptr<EDataColumns> ECsvTable::Open() const {
     return std::make_unique<EDataColumns>(*columns_);
 }
 
-std::unique_ptr<EDataColumns> ECsvTable::Open(std::span<const unsigned> fields) const {
+std::unique_ptr<EDataColumns> ECsvTable::Open(std::span<const unsigned int> fields) const {
     return std::make_unique<EDataColumns>(*columns_, fields);
 }
 

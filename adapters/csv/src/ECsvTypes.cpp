@@ -114,7 +114,7 @@ const char* CsvDeclaredType(ECsvType type) noexcept {
 std::vector<std::string> CsvColumnNames(const std::vector<std::string>& firstRow, bool isHeader) {
     std::vector<std::string> names;
     std::set<std::string> used;
-    std::map<std::string, unsigned> suffixes;  // the last suffix given for each name
+    std::map<std::string, unsigned int> suffixes;  // the last suffix given for each name
     for (std::size_t i = 0; i < firstRow.size(); ++i) {
         std::string name = isHeader ? firstRow[i] : std::string();
         // A NUL would end a statement in the middle of the name.
@@ -124,7 +124,7 @@ std::vector<std::string> CsvColumnNames(const std::vector<std::string>& firstRow
         }
         const std::string plain = name;
         while (!used.insert(FoldedName(name)).second) {
-            unsigned& suffix = suffixes.try_emplace(FoldedName(plain), 1U).first->second;
+            unsigned int& suffix = suffixes.try_emplace(FoldedName(plain), 1U).first->second;
             name = plain + '_' + std::to_string(++suffix);
         }
         names.push_back(std::move(name));

@@ -25,7 +25,7 @@ struct Panel {
     double width;
     double low = 0;
     double high = 0;
-    unsigned decimals = 0;
+    unsigned int decimals = 0;
     double before = 0;  // room for the values of bars below zero
     double behind = 0;  // and above it
 
@@ -54,12 +54,12 @@ Panel MakePanel(const EReportChart::Series& series, double left, double width,
 /// As many ticks between the lowest and the highest value as have room for their texts.
 std::vector<std::pair<double, std::string>> TicksOf(const Panel& panel, const AxisUnit& unit,
                                                     const ChartCanvas& canvas) {
-    constexpr unsigned kMost = 7;
+    constexpr unsigned int kMost = 7;
     std::vector<std::pair<double, std::string>> kept;
-    for (unsigned count = kMost; count >= 2; --count) {
+    for (unsigned int count = kMost; count >= 2; --count) {
         kept.clear();
         const NiceTicks ticks(panel.low, panel.high, count);
-        const unsigned decimals = DecimalsOfStep(ticks.step / unit.factor);
+        const unsigned int decimals = DecimalsOfStep(ticks.step / unit.factor);
         double widest = 0;
         for (const double tick : ticks.All()) {
             if (tick >= panel.low - ticks.step * 1e-9 && tick <= panel.high + ticks.step * 1e-9) {

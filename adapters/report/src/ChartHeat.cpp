@@ -79,7 +79,7 @@ struct Layout {
     bool areTurned = false;
 };
 
-Layout LayOut(const EReportChart& chart, unsigned decimals, const ChartCanvas& canvas) {
+Layout LayOut(const EReportChart& chart, unsigned int decimals, const ChartCanvas& canvas) {
     Layout layout;
     std::vector<std::string> labels = {chart.labelTitle};
     for (const EReportChart::Label& label : chart.labels) {
@@ -128,7 +128,7 @@ EReportScene DrawHeat(const EReportChart& chart, ChartCanvas canvas) {
     for (const EReportChart::Series& series : chart.series) {
         values.insert(values.end(), series.values.begin(), series.values.end());
     }
-    const unsigned decimals = DecimalsOf(values);
+    const unsigned int decimals = DecimalsOf(values);
     const Layout layout = LayOut(chart, decimals, canvas);
     const Ramp ramp(chart, canvas.theme);
     const double left = kMargin + layout.labels + kGap;

@@ -66,7 +66,7 @@ NiceTicks TicksOf(const EReportChart& chart) {
     } else if (high < 0 && high > kNear * low) {
         high = 0;
     }
-    constexpr unsigned kTicks = 6;
+    constexpr unsigned int kTicks = 6;
     return {low, high, kTicks};
 }
 
@@ -77,11 +77,11 @@ void PutMark(std::size_t line, double x, double y, EReportColour colour, std::st
     path.colour = colour;
     path.isFilled = true;
     path.hint = std::move(hint);
-    constexpr unsigned kShapes = 4;
-    constexpr std::array<unsigned, kShapes> kCorners = {12, 4, 3, 4};
+    constexpr unsigned int kShapes = 4;
+    constexpr std::array<unsigned int, kShapes> kCorners = {12, 4, 3, 4};
     constexpr std::array<double, kShapes> kTurns = {0, 0.125, -0.25, 0};
-    const unsigned shape = static_cast<unsigned>(line) % kShapes;
-    for (unsigned corner = 0; corner < kCorners[shape]; ++corner) {
+    const unsigned int shape = static_cast<unsigned int>(line) % kShapes;
+    for (unsigned int corner = 0; corner < kCorners[shape]; ++corner) {
         const double turn =
             (static_cast<double>(corner) / kCorners[shape] + kTurns[shape]) * 2 * 3.141592653589793;
         const double size = shape == 1 ? kMark * 1.25 : kMark * 1.15;
@@ -95,7 +95,7 @@ void PutSeries(const EReportChart& chart, std::size_t line, const Plot& plot, bo
     static const std::array<std::vector<double>, 4> kDashes = {{{}, {7, 3}, {2, 3}, {9, 3, 2, 3}}};
     const EReportChart::Series& series = chart.series[line];
     const EReportColour colour = canvas.theme.lines[line % canvas.theme.lines.size()];
-    const unsigned decimals = DecimalsOf(series.values);
+    const unsigned int decimals = DecimalsOf(series.values);
     const bool areMarked = chart.labels.size() <= kMostMarks;
     EReportScene::Path path;
     const auto end = [&] {
@@ -166,7 +166,7 @@ void PutNames(const EReportChart& chart, const Plot& plot, double names, ChartCa
 void PutTimes(const EReportChart& chart, const Plot& plot, bool arePlaced, ChartCanvas& canvas) {
     const double y = plot.top + kPlotHeight;
     std::vector<std::pair<double, std::string>> ticks;
-    constexpr unsigned kMostDates = 8;
+    constexpr unsigned int kMostDates = 8;
     if (chart.hasDates && arePlaced && plot.lastX > plot.firstX) {
         ticks = DateTicks(plot.firstX, plot.lastX, kMostDates);
     } else {
@@ -205,7 +205,7 @@ void PutTimes(const EReportChart& chart, const Plot& plot, bool arePlaced, Chart
 Plot PutValueAxis(const EReportChart& chart, bool arePlaced, ChartCanvas& canvas) {
     const NiceTicks ticks = TicksOf(chart);
     const AxisUnit unit = AxisUnit::Of(std::max(std::abs(ticks.first), std::abs(ticks.last)));
-    const unsigned decimals = DecimalsOfStep(ticks.step / unit.factor);
+    const unsigned int decimals = DecimalsOfStep(ticks.step / unit.factor);
     const std::vector<double> places = ticks.All();
     std::vector<std::string> marks;
     for (const double tick : places) {

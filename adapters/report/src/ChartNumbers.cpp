@@ -14,7 +14,7 @@ namespace {
 
 namespace chrono = std::chrono;
 
-constexpr unsigned kMostDecimals = 9;
+constexpr unsigned int kMostDecimals = 9;
 
 /// The number 1, 2, 5 or 10 times a power of ten that is next to `range`, or not below it.
 double NiceNumber(double range, bool isRounded) {
@@ -42,8 +42,8 @@ double PositionOf(chrono::year_month_day date) {
 std::string TextOfDate(chrono::year_month_day date, bool hasMonth, bool hasDay) {
     std::array<char, 32> text{};
     const int year = static_cast<int>(date.year());
-    const auto month = static_cast<unsigned>(date.month());
-    const auto day = static_cast<unsigned>(date.day());
+    const auto month = static_cast<unsigned int>(date.month());
+    const auto day = static_cast<unsigned int>(date.day());
     hasDay     ? std::snprintf(text.data(), text.size(), "%04d-%02u-%02u", year, month, day)
     : hasMonth ? std::snprintf(text.data(), text.size(), "%04d-%02u", year, month)
                : std::snprintf(text.data(), text.size(), "%04d", year);
@@ -52,7 +52,7 @@ std::string TextOfDate(chrono::year_month_day date, bool hasMonth, bool hasDay) 
 
 }  // namespace
 
-NiceTicks::NiceTicks(double low, double high, unsigned count) {
+NiceTicks::NiceTicks(double low, double high, unsigned int count) {
     if (!(high > low)) {
         const double margin = low == 0 ? 1 : std::abs(low) / 2;
         low -= low > 0 ? margin : 0;
@@ -74,7 +74,7 @@ std::vector<double> NiceTicks::All() const {
     return ticks;
 }
 
-unsigned DecimalsOf(const std::vector<std::optional<double>>& values) {
+unsigned int DecimalsOf(const std::vector<std::optional<double>>& values) {
     double largest = 0;
     bool isWhole = true;
     for (const std::optional<double>& value : values) {
@@ -89,16 +89,16 @@ unsigned DecimalsOf(const std::vector<std::optional<double>>& values) {
     constexpr int kDigits = 6;       // of numbers from one on, of which two are decimals at most
     constexpr int kSmallDigits = 3;  // of those below one
     const int before = static_cast<int>(std::floor(std::log10(largest))) + 1;
-    return static_cast<unsigned>(before > 0 ? std::clamp(kDigits - before, 0, 2)
-                                            : std::min(kSmallDigits - before, 9));
+    return static_cast<unsigned int>(before > 0 ? std::clamp(kDigits - before, 0, 2)
+                                                : std::min(kSmallDigits - before, 9));
 }
 
-unsigned DecimalsOfStep(double step) {
+unsigned int DecimalsOfStep(double step) {
     const double digits = -std::floor(std::log10(step) + 1e-9);
-    return static_cast<unsigned>(std::clamp(digits, 0.0, static_cast<double>(kMostDecimals)));
+    return static_cast<unsigned int>(std::clamp(digits, 0.0, static_cast<double>(kMostDecimals)));
 }
 
-std::string ShownNumber(double value, unsigned decimals) {
+std::string ShownNumber(double value, unsigned int decimals) {
     constexpr double kLargest = 1e15;
     std::array<char, 64> digits{};
     if (std::abs(value) >= kLargest) {
@@ -138,7 +138,8 @@ std::string AxisUnit::In(const std::string& title) const {
     return factor == 1 ? title : title.empty() ? word : title + ", " + word;
 }
 
-std::vector<std::pair<double, std::string>> DateTicks(double first, double last, unsigned count) {
+std::vector<std::pair<double, std::string>> DateTicks(double first, double last,
+                                                      unsigned int count) {
     constexpr std::array kMonths = {1, 3, 6};
     constexpr std::array kDays = {1, 2, 7, 14};
     constexpr double kDaysPerMonth = 30.4;
@@ -167,10 +168,10 @@ std::vector<std::pair<double, std::string>> DateTicks(double first, double last,
     }
     const chrono::year_month_day begin(DayAt(first));
     const int all = static_cast<int>(begin.year()) * 12 +
-                    static_cast<int>(static_cast<unsigned>(begin.month())) - 1;
+                    static_cast<int>(static_cast<unsigned int>(begin.month())) - 1;
     for (int month = all / months * months;; month += months) {
         const chrono::year_month_day date(chrono::year(month / 12),
-                                          chrono::month(static_cast<unsigned>(month % 12) + 1),
+                                          chrono::month(static_cast<unsigned int>(month % 12) + 1),
                                           chrono::day(1));
         const double at = PositionOf(date);
         if (at > last) {
@@ -196,8 +197,8 @@ std::optional<double> DaysOf(std::string_view text) {
     const int month = number(5, 2);
     const int day = number(8, 2);
     const chrono::year_month_day date(chrono::year(year),
-                                      chrono::month(static_cast<unsigned>(month)),
-                                      chrono::day(static_cast<unsigned>(day)));
+                                      chrono::month(static_cast<unsigned int>(month)),
+                                      chrono::day(static_cast<unsigned int>(day)));
     if (year < 0 || month < 0 || day < 0 || !date.ok()) {
         return {};
     }

@@ -14,8 +14,8 @@ namespace etabulon {
 namespace {
 
 constexpr std::size_t kBufferSize = std::size_t{1} << 16U;
-constexpr unsigned kMostAttempts = 100;
-constexpr unsigned kModeBits = 07777;
+constexpr unsigned int kMostAttempts = 100;
+constexpr unsigned int kModeBits = 07777;
 
 std::string MessageOf(int error) { return std::generic_category().message(error); }
 
@@ -113,7 +113,7 @@ void EReportFile::Note(std::string_view sentence) {
 /// Gives a file without a name a hidden one, from which it can be moved over another file.
 bool EReportFile::GiveName() {
     const std::string own = detail::PathOf(descriptor_);
-    for (unsigned attempt = 0; attempt < kMostAttempts; ++attempt) {
+    for (unsigned int attempt = 0; attempt < kMostAttempts; ++attempt) {
         const std::string name = detail::HiddenName(folder_, attempt);
         if (::linkat(AT_FDCWD, own.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) {
             hidden_ = name;

@@ -21,13 +21,13 @@ public:
         PutLabel(node, depth);
         const std::uint32_t leaves = node.IsRoot() || !node.IsTreeLeaf() ? node.LeafCount() : 1;
         writer_.Cell(maker_.Of(static_cast<std::int64_t>(leaves)));
-        for (unsigned index = 0; totals_ != nullptr && index < names_.calculations.size();
+        for (unsigned int index = 0; totals_ != nullptr && index < names_.calculations.size();
              ++index) {
             totals_->ReadResult(node.Tag(), index, result_);
             writer_.Cell(maker_.Of(result_));
         }
         writer_.EndRecord();
-        for (unsigned index = 0; index < node.Size(); ++index) {
+        for (unsigned int index = 0; index < node.Size(); ++index) {
             Write(*node.Get(index), depth + 1);
         }
     }
@@ -90,7 +90,7 @@ CursorStatus EReportRecords::OnReset(const ETabulonTag& /*tag*/, const ETabulonC
 
 CursorStatus EReportRecords::OnMove(const ETabulonCursor& cursor) {
     const ETabulonTag& tag = cursor.CurrentTag();
-    for (unsigned level = 0; level < names_.levels.size(); ++level) {
+    for (unsigned int level = 0; level < names_.levels.size(); ++level) {
         const ETabulonValue* const value = tag.Find(level);
         if (value == nullptr || value->IsNull()) {
             writer_.Cell({});

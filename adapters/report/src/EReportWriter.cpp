@@ -17,7 +17,7 @@ void GiveNames(std::span<EReportColumn> columns) {
             continue;
         }
         std::string name;
-        for (unsigned number = 2; name.empty() || !given.insert(name).second; ++number) {
+        for (unsigned int number = 2; name.empty() || !given.insert(name).second; ++number) {
             name = column.name + '_' + std::to_string(number);
         }
         column.name = std::move(name);

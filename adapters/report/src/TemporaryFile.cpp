@@ -8,7 +8,7 @@
 namespace etabulon::detail {
 namespace {
 
-constexpr unsigned kMostAttempts = 100;
+constexpr unsigned int kMostAttempts = 100;
 constexpr mode_t kMode = 0666;  // less the umask
 
 /// The file system or the kernel knows no files without a name.
@@ -20,7 +20,7 @@ bool LacksUnnamedFiles(int error) noexcept {
 
 std::string PathOf(int descriptor) { return "/proc/self/fd/" + std::to_string(descriptor); }
 
-std::string HiddenName(const std::string& folder, unsigned attempt) {
+std::string HiddenName(const std::string& folder, unsigned int attempt) {
     return folder + "/.etabulon-" + std::to_string(::getpid()) + '-' + std::to_string(attempt);
 }
 
@@ -29,7 +29,7 @@ int OpenTemporary(const std::string& folder, std::string& name) noexcept {
     if (descriptor >= 0 || !LacksUnnamedFiles(errno)) {
         return descriptor;
     }
-    for (unsigned attempt = 0; attempt < kMostAttempts; ++attempt) {
+    for (unsigned int attempt = 0; attempt < kMostAttempts; ++attempt) {
         std::string hidden = HiddenName(folder, attempt);
         descriptor = ::open(hidden.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, kMode);
         if (descriptor >= 0) {

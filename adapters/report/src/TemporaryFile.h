@@ -12,6 +12,6 @@ namespace etabulon::detail {
 [[nodiscard]] std::string PathOf(int descriptor);
 
 /// A name for a hidden file in `folder` that no other process uses.
-[[nodiscard]] std::string HiddenName(const std::string& folder, unsigned attempt);
+[[nodiscard]] std::string HiddenName(const std::string& folder, unsigned int attempt);
 
 }  // namespace etabulon::detail

@@ -65,8 +65,8 @@ std::optional<double> ReadDate(std::string_view& text) {
         return {};
     }
     const chrono::year_month_day date(chrono::year(*year),
-                                      chrono::month(static_cast<unsigned>(*month)),
-                                      chrono::day(static_cast<unsigned>(*day)));
+                                      chrono::month(static_cast<unsigned int>(*month)),
+                                      chrono::day(static_cast<unsigned int>(*day)));
     if (!date.ok()) {
         return {};
     }

@@ -284,7 +284,7 @@ void ESqlTable::BlockSource::Show(EBlockIndex record) {
     s.record.Clear();
     EFieldSet& fields = table_.Fields();
     for (std::size_t column = 0; column < fields_.size(); ++column) {
-        fields.At(fields_[column]) <<= block_->Value(static_cast<unsigned>(column), record);
+        fields.At(fields_[column]) <<= block_->Value(static_cast<unsigned int>(column), record);
     }
     s.loadedFrom = State::Loaded::No;
     const EPosition* const positions =

@@ -66,13 +66,13 @@ bool MakeBound(const ESqlColumn& column, const EVariant& value, bool isOrdered, 
 }
 
 /// The column, compared by bytes where it holds texts.
-std::string ByBytes(const ESqlTableInfo& info, unsigned column) {
+std::string ByBytes(const ESqlTableInfo& info, unsigned int column) {
     const ESqlColumn& description = info.columns[column];
     const bool isText = description.push != ESqlPush::Number && !description.binaryOrder;
     return SqlColumn(info, column) + (isText ? info.binaryCollation : "");
 }
 
-bool MakeMissingTest(const ESqlTableInfo& info, unsigned column, bool isMissing,
+bool MakeMissingTest(const ESqlTableInfo& info, unsigned int column, bool isMissing,
                      ESqlCondition& condition) {
     // NULL always reads as missing, other stored values may.
     condition.start =
@@ -80,7 +80,7 @@ bool MakeMissingTest(const ESqlTableInfo& info, unsigned column, bool isMissing,
     return !condition.start.empty();
 }
 
-bool MakeListTest(const ESqlTableInfo& info, unsigned column, const EFilter::Node& test,
+bool MakeListTest(const ESqlTableInfo& info, unsigned int column, const EFilter::Node& test,
                   ESqlCondition& condition) {
     if (test.values.empty() || test.values.size() > kMostValues) {
         return false;
@@ -97,7 +97,7 @@ bool MakeListTest(const ESqlTableInfo& info, unsigned column, const EFilter::Nod
 }
 
 /// A text that begins with the value is between it and the one whose last character is the next.
-bool MakePrefixTest(const ESqlTableInfo& info, unsigned column, const EFilter::Node& test,
+bool MakePrefixTest(const ESqlTableInfo& info, unsigned int column, const EFilter::Node& test,
                     ESqlCondition& condition) {
     constexpr char kLastCharacter = '\x7F';
     ESqlBound lowest;
@@ -120,7 +120,7 @@ bool MakePrefixTest(const ESqlTableInfo& info, unsigned column, const EFilter::N
     return true;
 }
 
-bool MakeComparison(const ESqlTableInfo& info, unsigned column, const EFilter::Node& test,
+bool MakeComparison(const ESqlTableInfo& info, unsigned int column, const EFilter::Node& test,
                     ESqlCondition& condition) {
     static constexpr const char* kSigns[] = {" = ", " <> ", " < ", " <= ", " > ", " >= "};
     const bool isOrdered = test.test != Test::Equal && test.test != Test::Unequal;
@@ -171,7 +171,7 @@ void BindSqlConditions(std::span<const ESqlCondition> conditions, ISqlStatement&
     }
 }
 
-bool MakeSqlCondition(const ESqlTableInfo& info, unsigned column, const ETabulonValue& value,
+bool MakeSqlCondition(const ESqlTableInfo& info, unsigned int column, const ETabulonValue& value,
                       ESqlCondition& condition) {
     if (value.IsNull()) {
         return MakeMissingTest(info, column, /*isMissing=*/true, condition);
@@ -181,7 +181,7 @@ bool MakeSqlCondition(const ESqlTableInfo& info, unsigned column, const ETabulon
                                            condition.values.emplace_back());
 }
 
-bool MakeSqlTest(const ESqlTableInfo& info, unsigned column, const EFilter::Node& test,
+bool MakeSqlTest(const ESqlTableInfo& info, unsigned int column, const EFilter::Node& test,
                  ESqlCondition& condition) {
     switch (test.test) {
         case Test::Missing:

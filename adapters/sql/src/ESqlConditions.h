@@ -34,10 +34,10 @@ void BindSqlConditions(std::span<const ESqlCondition> conditions, ISqlStatement&
 
 // False if SQL might decide more strictly than variants do.
 /// The condition that a column equals `value`; a null value means missing.
-[[nodiscard]] bool MakeSqlCondition(const ESqlTableInfo& info, unsigned column,
+[[nodiscard]] bool MakeSqlCondition(const ESqlTableInfo& info, unsigned int column,
                                     const ETabulonValue& value, ESqlCondition& condition);
 /// The condition that a column passes a test of a filter.
-[[nodiscard]] bool MakeSqlTest(const ESqlTableInfo& info, unsigned column,
+[[nodiscard]] bool MakeSqlTest(const ESqlTableInfo& info, unsigned int column,
                                const EFilter::Node& test, ESqlCondition& condition);
 
 }  // namespace etabulon

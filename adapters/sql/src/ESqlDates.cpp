@@ -39,8 +39,8 @@ Civil CivilOf(int year, int month, int day) noexcept {
 
 int DateOf(const Civil& civil) noexcept {
     return static_cast<int>(civil.year()) * 10'000 +
-           static_cast<int>(static_cast<unsigned>(civil.month())) * 100 +
-           static_cast<int>(static_cast<unsigned>(civil.day()));
+           static_cast<int>(static_cast<unsigned int>(civil.month())) * 100 +
+           static_cast<int>(static_cast<unsigned int>(civil.day()));
 }
 
 bool ParseDay(std::string_view text, Civil& civil) noexcept {

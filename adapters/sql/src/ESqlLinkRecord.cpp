@@ -8,9 +8,9 @@
 
 namespace etabulon {
 
-void ESqlLinkRecord::Make(const DRubric& rubric, std::span<const unsigned> columns,
+void ESqlLinkRecord::Make(const DRubric& rubric, std::span<const unsigned int> columns,
                           std::span<const ESqlCell> cells) {
-    std::set<unsigned> linked;
+    std::set<unsigned int> linked;
     for (const DLink& link : rubric.Links()) {
         linked.insert(link.variables.begin(), link.variables.end());
     }

@@ -17,7 +17,7 @@ class ESqlLinkRecord {
 public:
     /// Makes a blank record for the links from and to the rubric. `columns` are those that the
     /// table opened, `cells` their places in its own record.
-    void Make(const DRubric& rubric, std::span<const unsigned> columns,
+    void Make(const DRubric& rubric, std::span<const unsigned int> columns,
               std::span<const ESqlCell> cells);
     /// Copies the linked columns from the table's own record.
     void Mirror(const void* record) noexcept;

@@ -31,8 +31,8 @@ ESqlError LinkError(const ESqlTableInfo& info, ESqlError error) {
 class SqlLookup final : public IRecordLookup {
 public:
     SqlLookup(std::shared_ptr<detail::SqlSourceCore> source, const ESqlTableInfo& info,
-              const DRubric& rubric, std::span<const unsigned> keyVariables,
-              std::span<const unsigned> columns, std::shared_ptr<ISqlConnection> connection);
+              const DRubric& rubric, std::span<const unsigned int> keyVariables,
+              std::span<const unsigned int> columns, std::shared_ptr<ISqlConnection> connection);
     [[nodiscard]] bool Prepare();
     ERecordRead Read(const EFieldKey& values, void* record) override;
     EDataError LastError() const override { return error_; }
@@ -50,8 +50,8 @@ private:
 
     std::shared_ptr<detail::SqlSourceCore> source_;  // holds info_
     const ESqlTableInfo& info_;
-    std::vector<unsigned> keyVariables_;
-    std::vector<unsigned> columns_;
+    std::vector<unsigned int> keyVariables_;
+    std::vector<unsigned int> columns_;
     std::shared_ptr<ISqlConnection> connection_;
     EFieldSet layout_;
     ESqlColumnData data_;
@@ -65,8 +65,9 @@ private:
 };
 
 SqlLookup::SqlLookup(std::shared_ptr<detail::SqlSourceCore> source, const ESqlTableInfo& info,
-                     const DRubric& rubric, std::span<const unsigned> keyVariables,
-                     std::span<const unsigned> columns, std::shared_ptr<ISqlConnection> connection)
+                     const DRubric& rubric, std::span<const unsigned int> keyVariables,
+                     std::span<const unsigned int> columns,
+                     std::shared_ptr<ISqlConnection> connection)
     : source_(std::move(source)),
       info_(info),
       keyVariables_(keyVariables.begin(), keyVariables.end()),
@@ -77,7 +78,7 @@ SqlLookup::SqlLookup(std::shared_ptr<detail::SqlSourceCore> source, const ESqlTa
       version_(SqlTableVersion(connection_->Identity() + '\n' + info.name.c_str())) {
     row_.cells = MakeSqlCells(info, columns_, layout_, data_);
     const EFieldSet whole = rubric.MakeFields();
-    for (const unsigned column : columns_) {
+    for (const unsigned int column : columns_) {
         offsets_.push_back(whole.OffsetOf(static_cast<std::uint16_t>(column)));
     }
 }
@@ -87,7 +88,7 @@ bool SqlLookup::Prepare() {
     row_.integerKeyColumn = -1;
     row_.keyColumns.clear();
     int parameter = 0;
-    for (const unsigned column : keyVariables_) {
+    for (const unsigned int column : keyVariables_) {
         text += parameter == 0 ? " WHERE " : " AND ";
         text += SqlColumn(info_, column) + " = ?" + std::to_string(++parameter);
     }
@@ -220,10 +221,9 @@ void SqlLookup::CopyTo(const std::byte* image, void* record) {
 
 }  // namespace
 
-std::unique_ptr<IRecordLookup> ESqlLinkSource::OpenLookup(const DRubric& rubric,
-                                                          std::span<const unsigned> keyVariables,
-                                                          std::span<const unsigned> columns,
-                                                          EData* from, EDataError& error) {
+std::unique_ptr<IRecordLookup> ESqlLinkSource::OpenLookup(
+    const DRubric& rubric, std::span<const unsigned int> keyVariables,
+    std::span<const unsigned int> columns, EData* from, EDataError& error) {
     // On another connection a lookup would wait for the locks of the table's own transaction, and
     // read the state before the transaction.
     if (!core_.isOpen.load()) {

@@ -11,8 +11,8 @@ public:
     ESqlLinkSource(ESqlSource& source, const ESqlTableInfo& info)
         : source_(source), core_(*source.Core()), info_(info) {}
     std::unique_ptr<IRecordLookup> OpenLookup(const DRubric& rubric,
-                                              std::span<const unsigned> keyVariables,
-                                              std::span<const unsigned> columns, EData* from,
+                                              std::span<const unsigned int> keyVariables,
+                                              std::span<const unsigned int> columns, EData* from,
                                               EDataError& error) override;
 
 private:

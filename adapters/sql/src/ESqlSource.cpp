@@ -23,7 +23,7 @@ std::string Folded(std::string_view name) {
 /// `code`, with a suffix if an earlier code differs from it only by case.
 Chaine Unused(const Chaine& code, std::set<std::string>& used) {
     Chaine candidate = code;
-    for (unsigned suffix = 2; !used.insert(Folded(candidate.View())).second; ++suffix) {
+    for (unsigned int suffix = 2; !used.insert(Folded(candidate.View())).second; ++suffix) {
         candidate = code;
         candidate.Append("_" + std::to_string(suffix));
     }
@@ -115,16 +115,17 @@ std::unique_ptr<ESqlTable> ESqlSource::OpenTable(const Chaine& codeOrName,
         SetUnknown(error, Location(), "table", codeOrName);
         return nullptr;
     }
-    std::vector<unsigned> columns = options.columns;
-    std::set<unsigned> seen;
-    for (const unsigned column : columns) {
+    std::vector<unsigned int> columns = options.columns;
+    std::set<unsigned int> seen;
+    for (const unsigned int column : columns) {
         if (column >= table->columns.size() || !seen.insert(column).second) {
             SetUnknown(error, Location(), "column of that number, or it is given twice, in",
                        table->name);
             return nullptr;
         }
     }
-    for (unsigned column = 0; options.columns.empty() && column < table->columns.size(); ++column) {
+    for (unsigned int column = 0; options.columns.empty() && column < table->columns.size();
+         ++column) {
         columns.push_back(column);
     }
     auto connection = Connect(error);
@@ -153,8 +154,9 @@ std::int64_t ESqlSource::CountDistinct(const Chaine& codeOrName, const Chaine& c
                    table == nullptr ? codeOrName : column);
         return -1;
     }
-    return AskNumber("SELECT count(DISTINCT " + SqlColumn(*table, static_cast<unsigned>(index)) +
-                         ") FROM " + table->qualifiedName.c_str(),
+    return AskNumber("SELECT count(DISTINCT " +
+                         SqlColumn(*table, static_cast<unsigned int>(index)) + ") FROM " +
+                         table->qualifiedName.c_str(),
                      error);
 }
 
@@ -209,11 +211,11 @@ void ESqlSource::AddRubrics() {
             const ESqlColumn& column = table.columns[i];
             const ETypeInfo& type = TypeInfo(column.type);
             // One byte more marks a missing value, so that every stored value stays usable.
-            const unsigned size = type.naturalSize + (type.IsSlot() ? 0U : 1U);
+            const unsigned int size = type.naturalSize + (type.IsSlot() ? 0U : 1U);
             rubric->AddVariable(column.code, column.name, column.type, size, 1, i + 1);
         }
         std::vector<Chaine> key;
-        for (const unsigned column : table.key) {
+        for (const unsigned int column : table.key) {
             key.push_back(table.columns[column].code);
         }
         rubric->SetKey(key);
@@ -232,7 +234,7 @@ void ESqlSource::AddLinks() {
             }
             std::vector<Chaine> own;
             std::vector<Chaine> there;
-            for (const unsigned column : link.columns) {
+            for (const unsigned int column : link.columns) {
                 own.push_back(table.columns[column].code);
             }
             // SQLite allows a foreign key to a table or columns that don't exist.

@@ -164,7 +164,7 @@ bool MakeSqlValue(const EVariant& value, ESqlValue& bound, Chaine& text, char* i
     return true;
 }
 
-std::vector<ESqlCell> MakeSqlCells(const ESqlTableInfo& info, std::span<const unsigned> columns,
+std::vector<ESqlCell> MakeSqlCells(const ESqlTableInfo& info, std::span<const unsigned int> columns,
                                    const EFieldSet& fields, ESqlColumnData& data) {
     std::vector<ESqlCell> cells(columns.size());
     for (std::size_t i = 0; i < columns.size(); ++i) {
@@ -188,7 +188,7 @@ std::string SqlName(const Chaine& name) {
     return quoted;
 }
 
-std::string SqlColumn(const ESqlTableInfo& info, unsigned column) {
+std::string SqlColumn(const ESqlTableInfo& info, unsigned int column) {
     return SqlName(info.name) + '.' + SqlName(info.columns[column].name);
 }
 
@@ -206,7 +206,8 @@ void ForgetKey(ESqlRow& row) {
 
 /// "columns, key". Sets the key columns of `row`. Leaves the key out if the engine doesn't allow a
 /// result with so many columns.
-std::string ResultList(const ESqlTableInfo& info, std::span<const unsigned> columns, ESqlRow& row) {
+std::string ResultList(const ESqlTableInfo& info, std::span<const unsigned int> columns,
+                       ESqlRow& row) {
     std::string list;
     int count = 0;
     const auto add = [&](const std::string& expression) {
@@ -214,13 +215,13 @@ std::string ResultList(const ESqlTableInfo& info, std::span<const unsigned> colu
         list += expression;
         return count++;
     };
-    for (const unsigned column : columns) {
+    for (const unsigned int column : columns) {
         add(SqlColumn(info, column));
     }
     const std::size_t withoutKey = list.size();
     ForgetKey(row);
     row.hasWideKey = info.hasWideTexts;
-    for (const unsigned column : info.key) {
+    for (const unsigned int column : info.key) {
         // Reading a text converts its column's encoding in place, so that a key text read as UTF-16
         // needs a result column of its own.
         std::size_t index = info.hasWideTexts ? columns.size() : 0;
@@ -257,11 +258,12 @@ std::size_t SqlKeyWidth(const ESqlTableInfo& info) noexcept {
     return info.key.size() + (info.rowIdName.empty() ? 0 : 1);
 }
 
-std::string SqlSelect(const ESqlTableInfo& info, std::span<const unsigned> columns, ESqlRow& row) {
+std::string SqlSelect(const ESqlTableInfo& info, std::span<const unsigned int> columns,
+                      ESqlRow& row) {
     return "SELECT " + ResultList(info, columns, row) + " FROM " + info.qualifiedName.c_str();
 }
 
-std::string SqlReturning(const ESqlTableInfo& info, std::span<const unsigned> columns,
+std::string SqlReturning(const ESqlTableInfo& info, std::span<const unsigned int> columns,
                          ESqlRow& row) {
     return " RETURNING " + ResultList(info, columns, row);
 }
@@ -312,9 +314,9 @@ std::string SqlWhereKey(const ESqlTableInfo& info, ESqlKeyWay way, int first) {
     return where;
 }
 
-std::string SqlOrder(const ESqlTableInfo& info, std::span<const unsigned> columns) {
+std::string SqlOrder(const ESqlTableInfo& info, std::span<const unsigned int> columns) {
     std::string order;
-    for (const unsigned column : columns) {
+    for (const unsigned int column : columns) {
         const ESqlColumn& description = info.columns[column];
         order += order.empty() ? " ORDER BY " : ",";
         order += SqlColumn(info, column);

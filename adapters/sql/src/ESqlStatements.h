@@ -47,22 +47,22 @@ void SetSqlSegment(EVariant& segment, int type, const ESqlValue& value);
 
 /// The cells for the columns of a statement in a record laid out as `fields`: one for each field.
 [[nodiscard]] std::vector<ESqlCell> MakeSqlCells(const ESqlTableInfo& info,
-                                                 std::span<const unsigned> columns,
+                                                 std::span<const unsigned int> columns,
                                                  const EFieldSet& fields, ESqlColumnData& data);
 
 [[nodiscard]] std::string SqlName(const Chaine& name);
 /// A column qualified by its table: SQLite takes a quoted name without a table for a text if no
 /// column has it.
-[[nodiscard]] std::string SqlColumn(const ESqlTableInfo& info, unsigned column);
+[[nodiscard]] std::string SqlColumn(const ESqlTableInfo& info, unsigned int column);
 /// The qualified row number, for a table that has one.
 [[nodiscard]] std::string SqlRowId(const ESqlTableInfo& info);
 /// "SELECT columns, key FROM table". Sets the key columns of `row`. Leaves the key out if the
 /// engine doesn't allow a result with so many columns.
-[[nodiscard]] std::string SqlSelect(const ESqlTableInfo& info, std::span<const unsigned> columns,
-                                    ESqlRow& row);
+[[nodiscard]] std::string SqlSelect(const ESqlTableInfo& info,
+                                    std::span<const unsigned int> columns, ESqlRow& row);
 /// " RETURNING columns, key", in the same way.
-[[nodiscard]] std::string SqlReturning(const ESqlTableInfo& info, std::span<const unsigned> columns,
-                                       ESqlRow& row);
+[[nodiscard]] std::string SqlReturning(const ESqlTableInfo& info,
+                                       std::span<const unsigned int> columns, ESqlRow& row);
 /// The largest number of columns that the key takes in a result.
 [[nodiscard]] std::size_t SqlKeyWidth(const ESqlTableInfo& info) noexcept;
 
@@ -86,6 +86,7 @@ struct ESqlAddress {
 /// " WHERE k1 = ? AND ...", the parameters from ?`first` on.
 [[nodiscard]] std::string SqlWhereKey(const ESqlTableInfo& info, ESqlKeyWay way, int first);
 /// " ORDER BY" these columns, then the key.
-[[nodiscard]] std::string SqlOrder(const ESqlTableInfo& info, std::span<const unsigned> columns);
+[[nodiscard]] std::string SqlOrder(const ESqlTableInfo& info,
+                                   std::span<const unsigned int> columns);
 
 }  // namespace etabulon

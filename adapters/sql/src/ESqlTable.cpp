@@ -10,7 +10,7 @@
 namespace etabulon {
 
 ESqlTable::ESqlTable(ESqlSource& source, const ESqlTableInfo& info, DRubric& rubric,
-                     std::vector<unsigned> columns, std::unique_ptr<ISqlConnection> connection)
+                     std::vector<unsigned int> columns, std::unique_ptr<ISqlConnection> connection)
     : EDataTable(rubric.MakeFields(columns)),
       state_(std::make_unique<State>(source, info, rubric, std::move(columns),
                                      std::move(connection))) {
@@ -294,7 +294,7 @@ const EFieldKey& ESqlTable::CurKey() {
 
 void ESqlTable::ClearRange() { state_->conditions.clear(); }
 
-bool ESqlTable::AddRange(unsigned column, const ETabulonValue& value) {
+bool ESqlTable::AddRange(unsigned int column, const ETabulonValue& value) {
     if (column >= state_->info.columns.size()) {
         return false;
     }
@@ -306,7 +306,7 @@ bool ESqlTable::AddRange(unsigned column, const ETabulonValue& value) {
     return true;
 }
 
-bool ESqlTable::AddTest(unsigned column, const EFilter::Node& test) {
+bool ESqlTable::AddTest(unsigned int column, const EFilter::Node& test) {
     // A walk without an order has that of the engine's plan, which a condition may change.
     const bool isOrdered = state_->info.keyKind != ESqlKeyKind::None;
     // Engines limit the depth of an expression, and the parameters.
@@ -326,9 +326,9 @@ void ESqlTable::ClearTests() {
     std::erase_if(state_->conditions, [](const ESqlCondition& each) { return each.isTest; });
 }
 
-void ESqlTable::SetOrder(std::vector<unsigned> columns) {
+void ESqlTable::SetOrder(std::vector<unsigned int> columns) {
     std::erase_if(columns,
-                  [this](unsigned column) { return column >= state_->info.columns.size(); });
+                  [this](unsigned int column) { return column >= state_->info.columns.size(); });
     state_->order = std::move(columns);
 }
 
@@ -433,12 +433,12 @@ std::shared_ptr<ISqlConnection> ESqlTable::ConnectionTo(const ESqlSource& source
 
 const ESqlTableInfo& ESqlTable::Info() const noexcept { return state_->info; }
 const DRubric& ESqlTable::Rubric() const noexcept { return state_->rubric; }
-const std::vector<unsigned>& ESqlTable::Columns() const noexcept { return state_->columns; }
+const std::vector<unsigned int>& ESqlTable::Columns() const noexcept { return state_->columns; }
 bool ESqlTable::IsWritable() const noexcept { return state_->writable; }
 bool ESqlTable::IsInAtomic() const noexcept { return state_->atomic; }
 const ESqlSessionRecord& ESqlTable::Session() const noexcept { return state_->session; }
 
-ESqlMisreads ESqlTable::Misreads(unsigned column) const {
+ESqlMisreads ESqlTable::Misreads(unsigned int column) const {
     for (std::size_t i = 0; i < state_->columns.size(); ++i) {
         if (state_->columns[i] == column) {
             return state_->data.misreads[i];

@@ -14,7 +14,7 @@ constexpr std::string_view kCancelled = "the walk was cancelled";
 }  // namespace
 
 ESqlTable::State::State(ESqlSource& ofSource, const ESqlTableInfo& ofInfo, DRubric& ofRubric,
-                        std::vector<unsigned> ofColumns,
+                        std::vector<unsigned int> ofColumns,
                         std::shared_ptr<ISqlConnection> ofConnection)
     : source(ofSource.Core()),
       info(ofInfo),

@@ -41,7 +41,7 @@ struct ESqlTable::State {
     enum class Find : std::uint8_t { Found = 0, Gone = 1, Failed = 2 };
 
     State(ESqlSource& source, const ESqlTableInfo& info, DRubric& rubric,
-          std::vector<unsigned> columns, std::shared_ptr<ISqlConnection> connection);
+          std::vector<unsigned int> columns, std::shared_ptr<ISqlConnection> connection);
     ~State();
 
     // ---------------------------------------------------------------------------------------- keys
@@ -140,7 +140,7 @@ struct ESqlTable::State {
     std::shared_ptr<detail::SqlSourceCore> source;  // holds `info`, `rubric` and `registry`
     const ESqlTableInfo& info;
     DRubric& rubric;
-    std::vector<unsigned> columns;
+    std::vector<unsigned int> columns;
     std::shared_ptr<ISqlConnection> connection;  // shared with this table's link lookups
     bool writable;
 
@@ -169,7 +169,7 @@ struct ESqlTable::State {
 
     Walk walk = Walk::None;
     std::vector<ESqlCondition> conditions;
-    std::vector<unsigned> order;
+    std::vector<unsigned int> order;
     std::string walkText;
     std::unique_ptr<ISqlStatement> walkStatement;  // of walkText
     // The engine's results are too narrow for a row with its key. A second statement reads the keys
@@ -197,7 +197,7 @@ struct ESqlTable::State {
     // that the field's type can't hold.
     std::unordered_set<std::size_t> nulled;
     std::unordered_map<std::size_t, Chaine> refused;  // with the texts of the values
-    unsigned holders = 0;
+    unsigned int holders = 0;
     bool isWatching = false;  // WatchKeys was called
     bool atomic = false;      // BeginAtomic was called, and neither Commit nor Rollback yet
     bool isEnded = false;     // the atomic session refuses further writes

@@ -170,7 +170,7 @@ std::string ESqlTable::State::Returning(std::span<const std::size_t> cells) {
     if (info.mostColumns != 0) {
         most = std::min(most, info.mostColumns - SqlKeyWidth(info));
     }
-    std::vector<unsigned> returned;
+    std::vector<unsigned int> returned;
     storedRow.cells.clear();
     for (const std::size_t cell : cells.first(most)) {
         ESqlCell into = loadedRow.cells[cell];

@@ -16,7 +16,7 @@ constexpr const char* kCollations[] = {"BINARY", "NOCASE", "RTRIM"};
 /// The names of the columns that address a row.
 std::vector<std::string> AddressNames(const ESqlTableInfo& info) {
     std::vector<std::string> names;
-    for (const unsigned column : info.key) {
+    for (const unsigned int column : info.key) {
         names.push_back(SqlName(info.columns[column].name));
     }
     if (!info.rowIdName.empty()) {

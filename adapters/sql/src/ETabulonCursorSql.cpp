@@ -79,7 +79,7 @@ CursorStatus ETabulonCursorSql::SetKeyRange(const ETabulonTag& tag, EData* data)
         const ETabulonLevels::Level& level = Levels().GetLevel(tag.LevelAt(index));
         const int column = PlainColumn(table->Rubric(), level.DataID());
         if (column >= 0 && level.DataID().ExistsIn(table->Fields())) {
-            table->AddRange(static_cast<unsigned>(column), tag.ValueAt(index));
+            table->AddRange(static_cast<unsigned int>(column), tag.ValueAt(index));
         }
     }
     return StatusOk;
@@ -95,7 +95,7 @@ void ETabulonCursorSql::PushFilter(const EFilter& filter, EData* data) const {
         const ETabulonVariableID& id = test->variable;
         const int column = IsDerived(id) ? -1 : PlainColumn(table->Rubric(), id);
         if (column >= 0 && id.ExistsIn(table->Fields())) {
-            table->AddTest(static_cast<unsigned>(column), *test);
+            table->AddTest(static_cast<unsigned int>(column), *test);
         }
     }
 }

@@ -26,7 +26,7 @@ Chaine StepName(std::string_view step, const DRubric& rubric) {
     return Chaine(step);
 }
 
-void AddLinkColumns(std::string_view path, const DRubric& rubric, std::set<unsigned>& columns) {
+void AddLinkColumns(std::string_view path, const DRubric& rubric, std::set<unsigned int>& columns) {
     const std::size_t mark = path.find_first_of(kLinkMarks);
     const std::string_view step = path.substr(0, mark);
     if (path[mark] == kLinkForward) {
@@ -45,7 +45,8 @@ void AddLinkColumns(std::string_view path, const DRubric& rubric, std::set<unsig
     }
 }
 
-void AddColumns(const ETabulonVariableID& id, const DRubric& rubric, std::set<unsigned>& columns) {
+void AddColumns(const ETabulonVariableID& id, const DRubric& rubric,
+                std::set<unsigned int>& columns) {
     if (id.IsLink()) {
         AddLinkColumns(id.Code().View(), rubric, columns);
         return;
@@ -53,7 +54,7 @@ void AddColumns(const ETabulonVariableID& id, const DRubric& rubric, std::set<un
     if (id.IsAccelerator()) {
         for (std::size_t i = 0; i < rubric.Size(); ++i) {
             if (rubric.At(i)->Accelerator() == id.Accelerator()) {
-                columns.insert(static_cast<unsigned>(i));
+                columns.insert(static_cast<unsigned int>(i));
             }
         }
         return;
@@ -69,10 +70,10 @@ void AddColumns(const ETabulonVariableID& id, const DRubric& rubric, std::set<un
 
 }  // namespace
 
-std::vector<unsigned> UseColumns(const ETabulonLevels& levels,
-                                 std::span<const ETabulonVariableID> others,
-                                 const DRubric& rubric) {
-    std::set<unsigned> columns(rubric.Key().begin(), rubric.Key().end());
+std::vector<unsigned int> UseColumns(const ETabulonLevels& levels,
+                                     std::span<const ETabulonVariableID> others,
+                                     const DRubric& rubric) {
+    std::set<unsigned int> columns(rubric.Key().begin(), rubric.Key().end());
     for (unsigned int position = 0; position < levels.Size(); ++position) {
         const ETabulonLevels::Level& level = levels.GetLevel(levels.GetLevelID(position));
         AddColumns(level.DataID(), rubric, columns);

@@ -57,7 +57,8 @@ private:
     [[nodiscard]] bool Each(const char* statement, const Chaine& bound, Take take);
     [[nodiscard]] bool ReadColumns(Entry& entry);
     void Describe(const Entry& entry, ESqlColumn& column);
-    [[nodiscard]] bool ReadKey(Entry& entry, std::vector<std::pair<std::int64_t, unsigned>> parts);
+    [[nodiscard]] bool ReadKey(Entry& entry,
+                               std::vector<std::pair<std::int64_t, unsigned int>> parts);
     [[nodiscard]] bool ReadKeyIndex(ESqlTableInfo& table, bool& hasIndex);
     [[nodiscard]] Chaine CollationOf(const ESqlTableInfo& table, const ESqlColumn& column);
     [[nodiscard]] bool ReadForeignKeys(Entry& entry);
@@ -132,26 +133,26 @@ bool SchemaReader::Read(std::vector<ESqlTableInfo>& tables) {
 }
 
 bool SchemaReader::ReadColumns(Entry& entry) {
-    std::vector<std::pair<std::int64_t, unsigned>> keyParts;
-    const bool isRead =
-        Each("SELECT name, type, \"notnull\", pk, hidden FROM pragma_table_xinfo(?1)",
-             entry.table.name, [&](ISqlStatement& row) {
-                 constexpr std::int64_t kHidden = 1;  // 2 and 3 are generated columns
-                 const std::int64_t hidden = row.Column(4).integer;
-                 if (hidden == kHidden) {
-                     return;
-                 }
-                 ESqlColumn column;
-                 column.name = TextOf(row.Column(0));
-                 column.declared = TextOf(row.Column(1));
-                 column.notNull = row.Column(2).integer != 0;
-                 column.generated = hidden > kHidden;
-                 if (const std::int64_t part = row.Column(3).integer; part > 0) {
-                     keyParts.emplace_back(part, static_cast<unsigned>(entry.table.columns.size()));
-                 }
-                 Describe(entry, column);
-                 entry.table.columns.push_back(std::move(column));
-             });
+    std::vector<std::pair<std::int64_t, unsigned int>> keyParts;
+    const bool isRead = Each(
+        "SELECT name, type, \"notnull\", pk, hidden FROM pragma_table_xinfo(?1)", entry.table.name,
+        [&](ISqlStatement& row) {
+            constexpr std::int64_t kHidden = 1;  // 2 and 3 are generated columns
+            const std::int64_t hidden = row.Column(4).integer;
+            if (hidden == kHidden) {
+                return;
+            }
+            ESqlColumn column;
+            column.name = TextOf(row.Column(0));
+            column.declared = TextOf(row.Column(1));
+            column.notNull = row.Column(2).integer != 0;
+            column.generated = hidden > kHidden;
+            if (const std::int64_t part = row.Column(3).integer; part > 0) {
+                keyParts.emplace_back(part, static_cast<unsigned int>(entry.table.columns.size()));
+            }
+            Describe(entry, column);
+            entry.table.columns.push_back(std::move(column));
+        });
     return isRead && (!entry.isTable || ReadKey(entry, std::move(keyParts)));
 }
 
@@ -215,7 +216,7 @@ Chaine SchemaReader::CollationOf(const ESqlTableInfo& table, const ESqlColumn& c
     return code == SQLITE_OK && collation != nullptr ? Chaine(collation) : Chaine();
 }
 
-bool SchemaReader::ReadKey(Entry& entry, std::vector<std::pair<std::int64_t, unsigned>> parts) {
+bool SchemaReader::ReadKey(Entry& entry, std::vector<std::pair<std::int64_t, unsigned int>> parts) {
     ESqlTableInfo& table = entry.table;
     std::sort(parts.begin(), parts.end());
     for (const auto& [part, column] : parts) {
@@ -234,7 +235,7 @@ bool SchemaReader::ReadKey(Entry& entry, std::vector<std::pair<std::int64_t, uns
     const bool hasKey = !parts.empty();
     const bool mayBeNull =
         std::any_of(table.key.begin(), table.key.end(),
-                    [&table](unsigned column) { return !table.columns[column].notNull; });
+                    [&table](unsigned int column) { return !table.columns[column].notNull; });
     if (!entry.withoutRowId && (!hasKey || mayBeNull)) {
         table.rowIdName = SqlRowIdName(table);
     }
@@ -291,7 +292,7 @@ bool SchemaReader::ReadForeignKeys(Entry& entry) {
             }
             ESqlForeignKey& link = table.foreignKeys.back();
             const Chaine from = TextOf(row.Column(2));
-            for (unsigned i = 0; i < table.columns.size(); ++i) {
+            for (unsigned int i = 0; i < table.columns.size(); ++i) {
                 if (table.columns[i].name.EqualsFolded(from)) {
                     link.columns.push_back(i);
                 }

@@ -170,7 +170,7 @@ std::unique_ptr<ESqliteSource> Loader::Load() {
         error_ = CsvError(path_, 0, "there isn't a single row in it");
         return nullptr;
     }
-    static std::atomic<unsigned> number{0};
+    static std::atomic<unsigned int> number{0};
     const bool isMemory = options_.database.IsEmpty();
     const Chaine location =
         isMemory ? Chaine::Format("file:/etabulon-csv-%u?vfs=memdb", ++number) : options_.database;

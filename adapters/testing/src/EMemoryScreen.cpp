@@ -48,7 +48,7 @@ HCURSOR EMemoryScreen::LoadCursor(SystemCursor cursor) {
     return NewIcon(cursor == CursorArrow ? "arrow" : cursor == CursorWait ? "wait" : "busy");
 }
 
-HICON EMemoryScreen::LoadIcon(unsigned iconID, int width, int height) {
+HICON EMemoryScreen::LoadIcon(unsigned int iconID, int width, int height) {
     return NewIcon(std::to_string(iconID) + ":" + std::to_string(width) + "x" +
                    std::to_string(height));
 }
@@ -63,7 +63,7 @@ HFONT EMemoryScreen::NewFont(const ELogFont& font) {
 
 void EMemoryScreen::DeleteFont(HFONT) { --fonts; }
 
-std::unique_ptr<IImageList> EMemoryScreen::NewImageList(int, int, unsigned, int, int) {
+std::unique_ptr<IImageList> EMemoryScreen::NewImageList(int, int, unsigned int, int, int) {
     return std::make_unique<ImageList>();
 }
 
@@ -75,12 +75,12 @@ std::string EMemoryScreen::NameOfImage(const IImageList* images, int image) cons
 
 // --------------------------------------------------------------------------------------- the clock
 
-void EMemoryScreen::StartTimer(EMemoryTreeView& view, unsigned timerID, unsigned period) {
+void EMemoryScreen::StartTimer(EMemoryTreeView& view, unsigned int timerID, unsigned int period) {
     StopTimer(view, timerID);
     timers_.push_back({&view, timerID, std::max(period, 1U), now_ + std::max(period, 1U)});
 }
 
-void EMemoryScreen::StopTimer(const EMemoryTreeView& view, unsigned timerID) {
+void EMemoryScreen::StopTimer(const EMemoryTreeView& view, unsigned int timerID) {
     std::erase_if(timers_, [&](const Timer& timer) {
         return timer.view == &view && timer.timerID == timerID;
     });
@@ -90,7 +90,7 @@ void EMemoryScreen::StopTimers(const EMemoryTreeView& view) {
     std::erase_if(timers_, [&](const Timer& timer) { return timer.view == &view; });
 }
 
-void EMemoryScreen::Advance(unsigned milliseconds) {
+void EMemoryScreen::Advance(unsigned int milliseconds) {
     const std::uint64_t end = now_ + milliseconds;
     for (;;) {
         const auto next = std::min_element(

@@ -13,7 +13,7 @@ std::string Text(const ERect& rect) {
 
 std::string Hex(std::uint32_t number) {
     char text[9];
-    std::snprintf(text, sizeof text, "%x", static_cast<unsigned>(number));
+    std::snprintf(text, sizeof text, "%x", static_cast<unsigned int>(number));
     return text;
 }
 

@@ -112,7 +112,7 @@ bool EMemoryTreeView::Drag(std::string_view from, std::string_view to) {
     return true;
 }
 
-void EMemoryTreeView::Resize(unsigned sizeType, int width, int height) {
+void EMemoryTreeView::Resize(unsigned int sizeType, int width, int height) {
     rect_.right = rect_.left + width;
     rect_.bottom = rect_.top + height;
     if (Events() != nullptr) {
@@ -195,18 +195,18 @@ ERect EMemoryTreeView::ClientRect() const {
     return {0, 0, rect_.right - rect_.left, rect_.bottom - rect_.top};
 }
 
-unsigned EMemoryTreeView::SetTimer(unsigned timerID, unsigned milliseconds) {
+unsigned int EMemoryTreeView::SetTimer(unsigned int timerID, unsigned int milliseconds) {
     Log("timer " + std::to_string(timerID) + " " + std::to_string(milliseconds));
     screen_.StartTimer(*this, timerID, milliseconds);
     return timerID;
 }
 
-void EMemoryTreeView::KillTimer(unsigned timerID) {
+void EMemoryTreeView::KillTimer(unsigned int timerID) {
     Log("timer " + std::to_string(timerID) + " off");
     screen_.StopTimer(*this, timerID);
 }
 
-void EMemoryTreeView::Ring(unsigned timerID) {
+void EMemoryTreeView::Ring(unsigned int timerID) {
     if (Events() != nullptr) {
         Events()->OnTimer(timerID);
     }

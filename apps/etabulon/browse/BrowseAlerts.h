@@ -17,7 +17,7 @@ namespace etabulon {
 /// An alert that is raised on the nodes of a level with more than `most` leaves below them.
 struct BrowseAlert {
     Chaine id;
-    unsigned level = 0;
+    unsigned int level = 0;
     std::uint32_t most = 0;
     bool propagates = false;
 };

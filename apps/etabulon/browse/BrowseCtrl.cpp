@@ -15,8 +15,9 @@ constexpr auto kInTree = ETabulonSortDesc::HideFlag{ETabulonSortDesc::HideInTree
 
 /// A node of that depth below `node` with more than that many leaves; null if there is none. A node
 /// without more leaves has none such below it.
-const EDataTreeNode* FindCrowded(const EDataTreeNode& node, unsigned depth, std::uint32_t most) {
-    for (unsigned index = 0; index < node.Size(); ++index) {
+const EDataTreeNode* FindCrowded(const EDataTreeNode& node, unsigned int depth,
+                                 std::uint32_t most) {
+    for (unsigned int index = 0; index < node.Size(); ++index) {
         const EDataTreeNode& child = *node.Get(index);
         if (child.LeafCount() <= most) {
             continue;
@@ -153,8 +154,8 @@ std::string BrowseCtrl::Status() const {
 
 // ------------------------------------------------------------------------------------------ levels
 
-std::vector<unsigned> BrowseCtrl::Levels(bool isHidden) const {
-    std::vector<unsigned> levels;
+std::vector<unsigned int> BrowseCtrl::Levels(bool isHidden) const {
+    std::vector<unsigned int> levels;
     for (const auto& key : SortLevels()) {
         if (SortDesc()->IsHiddenSortLevel(key.Level(), kInTree) == isHidden) {
             levels.push_back(key.Level());
@@ -163,16 +164,16 @@ std::vector<unsigned> BrowseCtrl::Levels(bool isHidden) const {
     return levels;
 }
 
-unsigned BrowseCtrl::DepthOf(_TREEITEM* item) const {
-    unsigned depth = 0;
+unsigned int BrowseCtrl::DepthOf(_TREEITEM* item) const {
+    unsigned int depth = 0;
     for (; View().ParentItem(item) != nullptr; item = View().ParentItem(item)) {
         ++depth;
     }
     return depth;
 }
 
-bool BrowseCtrl::SelectedLevel(unsigned& level) const {
-    const unsigned depth = DepthOf(View().SelectedItem());
+bool BrowseCtrl::SelectedLevel(unsigned int& level) const {
+    const unsigned int depth = DepthOf(View().SelectedItem());
     if (depth == 0 || depth > SortDesc()->SortLevelCount(kInTree)) {
         return false;
     }
@@ -180,14 +181,14 @@ bool BrowseCtrl::SelectedLevel(unsigned& level) const {
     return true;
 }
 
-void BrowseCtrl::SetLevelHidden(unsigned level, bool isHidden) {
+void BrowseCtrl::SetLevelHidden(unsigned int level, bool isHidden) {
     Run("filling", /*isAutomatic=*/false,
         [&] { SetHideLevelFlags(level, isHidden ? kInTree : HideFlag{0}, /*refresh=*/true); });
 }
 
-void BrowseCtrl::HideLevel(unsigned level) { SetLevelHidden(level, /*isHidden=*/true); }
+void BrowseCtrl::HideLevel(unsigned int level) { SetLevelHidden(level, /*isHidden=*/true); }
 
-void BrowseCtrl::ShowLevel(unsigned level) { SetLevelHidden(level, /*isHidden=*/false); }
+void BrowseCtrl::ShowLevel(unsigned int level) { SetLevelHidden(level, /*isHidden=*/false); }
 
 bool BrowseCtrl::MoveUp() {
     ++stamp_;
@@ -257,8 +258,8 @@ void BrowseCtrl::LookAt(_TREEITEM* item, Facts& facts) const {
 
 void BrowseCtrl::FindAlert(const EDataTreeNode& node, const BrowseAlert& alert,
                            Facts& facts) const {
-    unsigned depth = 0;
-    for (const unsigned level : SortDesc()->VisibleLevels(kInTree)) {
+    unsigned int depth = 0;
+    for (const unsigned int level : SortDesc()->VisibleLevels(kInTree)) {
         ++depth;
         if (level != alert.level) {
             continue;
@@ -277,11 +278,11 @@ void BrowseCtrl::FindAlert(const EDataTreeNode& node, const BrowseAlert& alert,
 }
 
 BrowseLabel BrowseCtrl::Label(_TREEITEM* item, std::string_view text) const {
-    const unsigned depth = DepthOf(item);
+    const unsigned int depth = DepthOf(item);
     if (depth == 0 || !IsMistakable(text) || depth > SortDesc()->SortLevelCount(kInTree)) {
         return {std::string(text)};
     }
-    const unsigned level = SortDesc()->SortLevel(depth - 1, kInTree).Level();
+    const unsigned int level = SortDesc()->SortLevel(depth - 1, kInTree).Level();
     const ETabulonTag tag = Tag(item);
     const ETabulonValue* const value = tag.Find(level);
     if (value == nullptr) {
@@ -295,11 +296,11 @@ BrowseLabel BrowseCtrl::Label(_TREEITEM* item, std::string_view text) const {
 }
 
 std::string BrowseCtrl::Tip(_TREEITEM* item) const {
-    const unsigned depth = DepthOf(item);
+    const unsigned int depth = DepthOf(item);
     if (item == nullptr || depth == 0 || depth > SortDesc()->SortLevelCount(kInTree)) {
         return {};
     }
-    const unsigned level = SortDesc()->SortLevel(depth - 1, kInTree).Level();
+    const unsigned int level = SortDesc()->SortLevel(depth - 1, kInTree).Level();
     const ETabulonTag tag = Tag(item);
     const ETabulonValue* const value = tag.Find(level);
     if (value == nullptr) {

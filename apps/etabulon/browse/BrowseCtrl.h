@@ -33,15 +33,15 @@ public:
     void Stop();
     /// Reads all records again; fills a tree that has no items.
     void RefreshAll();
-    void HideLevel(unsigned level);
-    void ShowLevel(unsigned level);
+    void HideLevel(unsigned int level);
+    void ShowLevel(unsigned int level);
     bool MoveUp();
     bool MoveDown();
 
     /// The levels of the sort that are shown, and those that are hidden.
-    [[nodiscard]] std::vector<unsigned> Levels(bool isHidden) const;
+    [[nodiscard]] std::vector<unsigned int> Levels(bool isHidden) const;
     /// Gets the level of the selected node; false for the root, or without a selection.
-    [[nodiscard]] bool SelectedLevel(unsigned& level) const;
+    [[nodiscard]] bool SelectedLevel(unsigned int& level) const;
     /// The text of the status line: the active run, or how the last one ended.
     [[nodiscard]] std::string Status() const;
     void SetStatus(const std::string& status) { status_ = status; }
@@ -74,10 +74,10 @@ private:
     };
     template <class Call>
     void Run(const char* doing, bool isAutomatic, Call call);
-    void SetLevelHidden(unsigned level, bool isHidden);
+    void SetLevelHidden(unsigned int level, bool isHidden);
     void EndRun(const std::string& status, const char* emptyText);
     void TidyUp();
-    [[nodiscard]] unsigned DepthOf(_TREEITEM* item) const;
+    [[nodiscard]] unsigned int DepthOf(_TREEITEM* item) const;
     void LookAt(_TREEITEM* item, Facts& facts) const;
     void FindAlert(const EDataTreeNode& node, const BrowseAlert& alert, Facts& facts) const;
 
@@ -86,7 +86,7 @@ private:
     EDataTreeRaisedAlerts raised_;
     std::unordered_map<_TREEITEM*, Facts> facts_;
     std::uint64_t stamp_ = 1;  // increases whenever nodes may have changed
-    unsigned runs_ = 0;        // runs that were started and haven't ended
+    unsigned int runs_ = 0;    // runs that were started and haven't ended
     bool isAutomatic_ = false;
     const char* doing_ = "filling";  // the work of the active or the next run, for the status line
     std::string status_;

@@ -21,7 +21,7 @@ void BrowseCursor::ResetCancel() {
 
 CursorStatus BrowseCursor::SetKeyRange(const ETabulonTag& tag, EData* table) const {
     ETabulonTag below = place_;
-    for (unsigned place = 0; place < tag.KnownLevelsCount(); ++place) {
+    for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
         below.SetValue(tag.LevelAt(place), tag.ValueAt(place));
     }
     return CliCursor::SetKeyRange(below, table);

@@ -2,7 +2,7 @@
 
 namespace etabulon {
 
-HICON BrowseScreen::LoadIcon(unsigned /*iconID*/, int /*width*/, int /*height*/) {
+HICON BrowseScreen::LoadIcon(unsigned int /*iconID*/, int /*width*/, int /*height*/) {
     return reinterpret_cast<HICON>(&waitIcon_);
 }
 
@@ -22,8 +22,8 @@ ELogFont BrowseScreen::LookOf(HFONT font) {
 }
 
 /// English, the language of the program's other texts.
-Chaine BrowseScreen::String(unsigned stringID) const {
-    constexpr unsigned kPreparing = 10712;
+Chaine BrowseScreen::String(unsigned int stringID) const {
+    constexpr unsigned int kPreparing = 10712;
     return stringID == kPreparing ? Chaine("The tree is being filled...")
                                   : EPlainScreen::String(stringID);
 }

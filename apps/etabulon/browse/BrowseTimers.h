@@ -11,7 +11,7 @@ namespace etabulon {
 class BrowseTimers {
     using Clock = std::chrono::steady_clock;
     struct Timer {
-        unsigned timerID;
+        unsigned int timerID;
         std::chrono::milliseconds period;
         Clock::time_point due;
     };
@@ -22,12 +22,12 @@ class BrowseTimers {
     }
 
 public:
-    void Start(unsigned timerID, unsigned milliseconds) {
+    void Start(unsigned int timerID, unsigned int milliseconds) {
         Stop(timerID);
         const std::chrono::milliseconds period(std::max(milliseconds, 1U));
         timers_.push_back({timerID, period, Clock::now() + period});
     }
-    void Stop(unsigned timerID) {
+    void Stop(unsigned int timerID) {
         std::erase_if(timers_, [&](const Timer& timer) { return timer.timerID == timerID; });
     }
     /// Milliseconds until the next timer fires; -1 if there is none.

@@ -251,13 +251,13 @@ void BrowseTreeView::MoveWindow(const ERect& rect) {
     isDirty_ = true;
 }
 
-unsigned BrowseTreeView::SetTimer(unsigned timerID, unsigned milliseconds) {
+unsigned int BrowseTreeView::SetTimer(unsigned int timerID, unsigned int milliseconds) {
     timers_.Start(timerID, milliseconds);
     return timerID;
 }
 
 void BrowseTreeView::OnTimers() {
-    timers_.RingDue([this](unsigned timerID) {
+    timers_.RingDue([this](unsigned int timerID) {
         if (Events() != nullptr) {
             Events()->OnTimer(timerID);
         }

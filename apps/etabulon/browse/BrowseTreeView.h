@@ -79,8 +79,8 @@ public:
     void SetTextColour(EColour colour) override { textColour_ = colour; }
     void MoveWindow(const ERect& rect) override;
     void Print(IDrawSurface& surface) override;
-    [[nodiscard]] unsigned SetTimer(unsigned timerID, unsigned milliseconds) override;
-    void KillTimer(unsigned timerID) override { timers_.Stop(timerID); }
+    [[nodiscard]] unsigned int SetTimer(unsigned int timerID, unsigned int milliseconds) override;
+    void KillTimer(unsigned int timerID) override { timers_.Stop(timerID); }
     [[nodiscard]] EMessagePort::Waker MakeWaker(std::weak_ptr<EMessagePort> port) override;
     /// There is no parent window: the derived control gets the same events from its own operations.
     std::intptr_t SendToOwner(std::uint32_t, std::intptr_t, std::intptr_t) override { return 0; }

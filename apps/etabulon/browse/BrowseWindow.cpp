@@ -24,14 +24,14 @@ constexpr const char* kKeys =
 }  // namespace
 
 BrowseWindow::BrowseWindow(const BrowseParts& parts, std::string title,
-                           std::set<unsigned> fixedLevels)
+                           std::set<unsigned int> fixedLevels)
     : terminal_(parts.terminal),
       wake_(parts.wake),
       view_(parts.view),
       ctrl_(parts.ctrl),
       title_(std::move(title)),
       fixedLevels_(std::move(fixedLevels)) {
-    for (const unsigned level : ctrl_.Levels(/*isHidden=*/true)) {
+    for (const unsigned int level : ctrl_.Levels(/*isHidden=*/true)) {
         if (!fixedLevels_.contains(level)) {
             hidden_.push_back(level);
         }
@@ -92,7 +92,7 @@ void BrowseWindow::PaintLine(int line, const std::string& left, const std::strin
 std::string BrowseWindow::TitleText() const {
     const auto names = [this](bool isHidden) {
         std::string text;
-        for (const unsigned level : ctrl_.Levels(isHidden)) {
+        for (const unsigned int level : ctrl_.Levels(isHidden)) {
             if (!fixedLevels_.contains(level)) {
                 text += text.empty() ? "" : ", ";
                 text += ctrl_.AvailableLevels().GetLevel(level).Header().View();
@@ -272,7 +272,7 @@ void BrowseWindow::Perform(BrowseKey key) {
 }
 
 void BrowseWindow::Hide() {
-    unsigned level = 0;
+    unsigned int level = 0;
     if (!ctrl_.SelectedLevel(level)) {
         ctrl_.SetStatus("no level is selected");
     } else if (ctrl_.Levels(/*isHidden=*/false).size() == 1) {
@@ -288,7 +288,7 @@ void BrowseWindow::ShowAgain() {
         ctrl_.SetStatus("no level is hidden");
         return;
     }
-    const unsigned level = hidden_.back();
+    const unsigned int level = hidden_.back();
     hidden_.pop_back();
     ctrl_.ShowLevel(level);
 }

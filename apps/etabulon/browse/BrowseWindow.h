@@ -28,7 +28,7 @@ struct BrowseParts {
 class BrowseWindow {
 public:
     /// The levels in `fixedLevels` are never shown.
-    BrowseWindow(const BrowseParts& parts, std::string title, std::set<unsigned> fixedLevels);
+    BrowseWindow(const BrowseParts& parts, std::string title, std::set<unsigned int> fixedLevels);
     BrowseWindow(const BrowseWindow&) = delete;
     BrowseWindow& operator=(const BrowseWindow&) = delete;
 
@@ -62,8 +62,8 @@ private:
     BrowseTreeView& view_;
     BrowseCtrl& ctrl_;
     std::string title_;
-    std::set<unsigned> fixedLevels_;
-    std::vector<unsigned> hidden_;  // levels that the user has hidden, the latest last
+    std::set<unsigned int> fixedLevels_;
+    std::vector<unsigned int> hidden_;  // levels that the user has hidden, the latest last
     std::optional<Waiting> waiting_;
     int signal_ = 0;
 };

@@ -33,7 +33,7 @@ CliResult<> CheckOptions(const CliSortOptions& sort, const CliEnvironment& envir
 }
 
 CliResult<> CheckLevels(const CliTreeOrder& order) {
-    for (unsigned id = 0; id < order.levels.all.size(); ++id) {
+    for (unsigned int id = 0; id < order.levels.all.size(); ++id) {
         if (order.IsShown(id)) {
             return {};
         }
@@ -131,8 +131,8 @@ int BrowseCommand::Show(const Seat& seat, const CliWalkContext& context, BrowseC
     ctrl.Attach(&view);
     ctrl.SetSortLevels(order.Keys(), /*refresh=*/false);
     ctrl.SetCompareSource(sort_.CompareSource(), /*refresh=*/false);
-    std::set<unsigned> fixedLevels;
-    for (unsigned index = 0; index < order.place.KnownLevelsCount(); ++index) {
+    std::set<unsigned int> fixedLevels;
+    for (unsigned int index = 0; index < order.place.KnownLevelsCount(); ++index) {
         fixedLevels.insert(order.place.LevelAt(index));
     }
     BrowseWindow window({seat.terminal, seat.wake, view, ctrl}, tableName, std::move(fixedLevels));

@@ -23,7 +23,7 @@ std::vector<CliColumn> KeyParts(const ESqlTableInfo& table) {
         return {{table.rowIdName, true}};
     }
     std::vector<CliColumn> parts;
-    for (const unsigned index : table.key) {
+    for (const unsigned int index : table.key) {
         const ESqlColumn& column = table.columns[index];
         parts.push_back({std::string(column.name.View()), IsNumber(column.type)});
     }
@@ -32,7 +32,7 @@ std::vector<CliColumn> KeyParts(const ESqlTableInfo& table) {
 
 /// Copies the labels of the place from a record: --at gives only values.
 void TakeLabels(ETabulonTag& place, const ETabulonTag& met) {
-    for (unsigned index = 0; index < place.KnownLevelsCount(); ++index) {
+    for (unsigned int index = 0; index < place.KnownLevelsCount(); ++index) {
         if (const ETabulonValue* const value = met.Find(place.LevelAt(index))) {
             place.ValueAt(index) = *value;
         }
@@ -77,7 +77,7 @@ CliResult<CliTreeView> TreeCommand::MakeView(const ESqlTableInfo& table, const C
     }
     view.ofNoRecords = calculations.OfNoRecords();
     std::size_t depth = 0;
-    for (unsigned id = 0; id < order.levels.all.size(); ++id) {
+    for (unsigned int id = 0; id < order.levels.all.size(); ++id) {
         if (order.marked.hidden.contains(id)) {
             continue;
         }
@@ -164,7 +164,7 @@ CliResult<> TreeCommand::ArrangeResults(const CliTable& table, const CliCalculat
         return CliFailure{CliExit::Usage,
                           "--percent prints calculations in percent: --calc is missing"};
     }
-    for (unsigned index = 0; index < calculations.all.size(); ++index) {
+    for (unsigned int index = 0; index < calculations.all.size(); ++index) {
         if (CliResult<> checked = CheckShares(calculations, index, "--percent"); !checked) {
             return checked;
         }

@@ -20,7 +20,7 @@ std::string TakeCharacter(std::string_view& text) {
     const auto byte = [&text](std::size_t index) {
         return index < text.size() ? static_cast<unsigned char>(text[index]) : 0U;
     };
-    const unsigned first = byte(0);
+    const unsigned int first = byte(0);
     const std::size_t length = first >= 0xF0U ? 4 : first >= 0xE0U ? 3 : 2;
     std::uint32_t code = first & (0xFFU >> (length + 1));
     for (std::size_t index = 1; index < length; ++index) {

@@ -20,11 +20,11 @@
 namespace etabulon {
 namespace {
 
-constexpr unsigned kWideSize = 8;
+constexpr unsigned int kWideSize = 8;
 
 struct ValueType {
     int code;
-    unsigned size;
+    unsigned int size;
 };
 
 /// The type that a variable is declared with for a function. A result has the type of its variable,
@@ -60,7 +60,7 @@ bool IsQuantile(std::string_view code) {
 std::string FunctionsOf(const ETabulonVariableDesc& variable, std::string_view wanted) {
     std::vector<std::string> ofRecords;
     const ETabulonCumulFuncCollection& functions = variable.Functions();
-    for (unsigned index = 0; index < functions.Size(); ++index) {
+    for (unsigned int index = 0; index < functions.Size(); ++index) {
         const auto function = ERef<ETabulonCumulFunc>::Adopt(functions.GetFunction(index));
         ofRecords.emplace_back(function->Code().View());
     }

@@ -108,7 +108,7 @@ const DLink* CliDictionary::LookUpLinkBack(const ESqlTableInfo& table, const ESq
         return nullptr;
     }
     for (const DLink& link : source_.Rubric(from).Links()) {
-        const std::vector<unsigned>& pointedAt = link.TargetVariables();
+        const std::vector<unsigned int>& pointedAt = link.TargetVariables();
         if (link.target == here &&
             std::find(pointedAt.begin(), pointedAt.end(), variable->Index()) != pointedAt.end()) {
             return &link;

@@ -26,7 +26,7 @@ bool ReadHex(std::string_view text, std::string& bytes) {
         return false;
     }
     for (; !text.empty(); text.remove_prefix(2)) {
-        unsigned byte = 0;
+        unsigned int byte = 0;
         const auto read = std::from_chars(text.data(), text.data() + 2, byte, 16);
         if (read.ec != std::errc() || read.ptr != text.data() + 2) {
             return false;

@@ -165,7 +165,7 @@ CliResult<CliTreeOrder> CliSortOptions::ReadTree(const CliTable& table) const {
 
 ETabulonSortDesc::SortKeyArray CliTreeOrder::Keys() const {
     ETabulonSortDesc::SortKeyArray keys;
-    for (unsigned id = 0; id < levels.all.size(); ++id) {
+    for (unsigned int id = 0; id < levels.all.size(); ++id) {
         keys.Add({id, marked.reversed.contains(id),
                   IsShown(id) ? 0U : ETabulonSortDesc::HideFlag{ETabulonSortDesc::HideInTree}});
     }

@@ -15,7 +15,7 @@ public:
     ESqlSource* Database() noexcept override { return source_.get(); }
     const Chaine& Location() const noexcept override { return source_->Location(); }
     std::unique_ptr<EDataTable> OpenTable(const ESqlTableInfo& table,
-                                          const std::vector<unsigned>& variables,
+                                          const std::vector<unsigned int>& variables,
                                           ESqlError& error) override {
         ESqlTableOptions options;
         options.columns = variables;
@@ -24,7 +24,7 @@ public:
     std::int64_t CountRows(const ESqlTableInfo& table, ESqlError& error) override {
         return source_->CountRows(table.code, error);
     }
-    std::int64_t CountDistinct(const ESqlTableInfo& table, unsigned variable,
+    std::int64_t CountDistinct(const ESqlTableInfo& table, unsigned int variable,
                                ESqlError& error) override {
         return source_->CountDistinct(table.code, table.columns[variable].code, error);
     }
@@ -42,17 +42,19 @@ public:
     ESqlSource* Database() noexcept override { return nullptr; }
     const Chaine& Location() const noexcept override { return file_->Location(); }
     std::unique_ptr<EDataTable> OpenTable(const ESqlTableInfo& /*table*/,
-                                          const std::vector<unsigned>& variables,
+                                          const std::vector<unsigned int>& variables,
                                           ESqlError& /*error*/) override {
         return file_->Open(variables);
     }
-    std::uint64_t CutCount(unsigned variable) const override { return file_->CutCount(variable); }
+    std::uint64_t CutCount(unsigned int variable) const override {
+        return file_->CutCount(variable);
+    }
     std::int64_t CountRows(const ESqlTableInfo& /*table*/, ESqlError& /*error*/) override {
         return static_cast<std::int64_t>(file_->Open()->Count());
     }
-    std::int64_t CountDistinct(const ESqlTableInfo& /*table*/, unsigned variable,
+    std::int64_t CountDistinct(const ESqlTableInfo& /*table*/, unsigned int variable,
                                ESqlError& /*error*/) override {
-        const unsigned fields[] = {variable};
+        const unsigned int fields[] = {variable};
         return static_cast<std::int64_t>(file_->Open(fields)->CountDistinct(0));
     }
 

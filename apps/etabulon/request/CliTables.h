@@ -31,16 +31,17 @@ public:
     [[nodiscard]] virtual const Chaine& Location() const noexcept = 0;
     /// A table with these variables, by index, as its fields; null with `error`.
     [[nodiscard]] virtual std::unique_ptr<EDataTable> OpenTable(
-        const ESqlTableInfo& table, const std::vector<unsigned>& variables, ESqlError& error) = 0;
+        const ESqlTableInfo& table, const std::vector<unsigned int>& variables,
+        ESqlError& error) = 0;
     /// -1 with `error`.
     [[nodiscard]] virtual std::int64_t CountRows(const ESqlTableInfo& table, ESqlError& error) = 0;
     /// The number of distinct values of a variable without NULL; -1 with `error`.
-    [[nodiscard]] virtual std::int64_t CountDistinct(const ESqlTableInfo& table, unsigned variable,
-                                                     ESqlError& error) = 0;
+    [[nodiscard]] virtual std::int64_t CountDistinct(const ESqlTableInfo& table,
+                                                     unsigned int variable, ESqlError& error) = 0;
 
     /// How many times or timestamps of a variable were cut to milliseconds when the source was read
     /// into memory. A database tells of them at each walk (ESqlTable::Misreads).
-    [[nodiscard]] virtual std::uint64_t CutCount(unsigned /*variable*/) const { return 0; }
+    [[nodiscard]] virtual std::uint64_t CutCount(unsigned int /*variable*/) const { return 0; }
 
     [[nodiscard]] const DRubric& Rubric(const ESqlTableInfo& table) {
         return *Dico().Find(table.code);

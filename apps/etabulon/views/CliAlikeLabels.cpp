@@ -14,7 +14,7 @@
 namespace etabulon {
 namespace {
 
-constexpr unsigned kCountSize = 8;
+constexpr unsigned int kCountSize = 8;
 
 /// The labels of a grid of one axis, and the count of each.
 class CountedLabels final : public EGridView {
@@ -84,8 +84,8 @@ std::string CliAlikeLabels::Sentence(const Axis& axis) const {
     const CliLevel& level = levels_.levels.all[axis.level];
 
     // By the text shown, and by the key that the table sorts by.
-    std::unordered_map<std::string, unsigned> texts;
-    std::unordered_map<std::string, unsigned> keys;
+    std::unordered_map<std::string, unsigned int> texts;
+    std::unordered_map<std::string, unsigned int> keys;
     const auto textOf = [&](const ETabulonValue& label) {
         return LabelText(level.HasLabel() && !label.IsNull() ? EVariant(label.DisplayValue())
                                                              : label.Data());

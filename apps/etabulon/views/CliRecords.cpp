@@ -113,7 +113,7 @@ private:
         ++count_;
     }
     void PutTag(const ETabulonTag& tag) {
-        for (unsigned level = 0; level < hasLabel_.size(); ++level) {
+        for (unsigned int level = 0; level < hasLabel_.size(); ++level) {
             const ETabulonValue* const value = tag.Find(level);  // an inserted record may lack it
             if (value == nullptr || value->IsNull()) {
                 writer_->Cell({});
@@ -154,7 +154,7 @@ ERef<ESortedRecords> Sorted(const CliRecordsRequest& request) {
 std::vector<CliVariable> AllValues(const CliLevels& levels) {
     const ESqlTableInfo& table = levels.Table().Info();
     std::vector<CliVariable> values;
-    for (unsigned index = 0; index < table.columns.size(); ++index) {
+    for (unsigned int index = 0; index < table.columns.size(); ++index) {
         const ESqlColumn& column = table.columns[index];
         const bool isKey = std::find(table.key.begin(), table.key.end(), index) != table.key.end();
         if (!isKey && !IsPlainLevel(levels, column)) {

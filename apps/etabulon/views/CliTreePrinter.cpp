@@ -70,11 +70,11 @@ bool CliTreePrinter::PrintNode(const EDataTreeNode& node) {
 }
 
 bool CliTreePrinter::PrintChildren(const EDataTreeNode& node) {
-    std::vector<unsigned> order;
+    std::vector<unsigned int> order;
     if (view_.order) {
         order = contents_.totals->OrderOf(node, view_.order->calculation, view_.order->isFalling);
     }
-    for (unsigned index = 0; index < node.Size(); ++index) {
+    for (unsigned int index = 0; index < node.Size(); ++index) {
         if (!PrintNode(*node.Get(order.empty() ? index : order[index]))) {
             return false;
         }
@@ -89,7 +89,7 @@ void CliTreePrinter::ReadResults(const EDataTreeNode& node) {
     }
     const bool isOfParent = view_.percent == CliTreeView::Base::Parent && node.Parent() != nullptr;
     const ETabulonTag& whole = isOfParent ? node.Parent()->Tag() : ETabulonTag::Null;
-    for (unsigned index = 0; index < results_.size(); ++index) {
+    for (unsigned int index = 0; index < results_.size(); ++index) {
         if (view_.percent) {
             results_[index] = ReportPercent(contents_.totals->Share(node.Tag(), whole, index));
         } else {

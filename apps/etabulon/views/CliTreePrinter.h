@@ -41,7 +41,7 @@ struct CliTreeView {
     std::vector<ETabulonValue> ofNoRecords;  // their results for a root without records
     /// The calculation that siblings are sorted by, in place of their order in the tree.
     struct ByResult {
-        unsigned calculation = 0;
+        unsigned int calculation = 0;
         bool isFalling = true;
     };
     std::optional<ByResult> order;

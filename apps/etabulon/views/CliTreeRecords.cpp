@@ -80,7 +80,7 @@ void CliTreeRecords::ReadKey(std::size_t record, std::vector<CliCell>& cells) co
 
 std::uint64_t CliTreeRecords::SumUp(EDataTreeNode& node) {
     std::uint64_t below = 0;
-    for (unsigned index = 0; index < node.Size(); ++index) {
+    for (unsigned int index = 0; index < node.Size(); ++index) {
         below += SumUp(*node.Get(index));
     }
     return MakePlace(node).count += below;

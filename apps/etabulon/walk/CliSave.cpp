@@ -156,7 +156,7 @@ std::string SavingCursor::FindMisreadField(std::uint16_t field, const ETabulonPr
     if (stored.IsMissing()) {
         return {};
     }
-    const unsigned column = Table()->Columns()[field];
+    const unsigned int column = Table()->Columns()[field];
     return fmt::format("column {} holds {}, which isn't of its type and reads as NULL",
                        Quoted(context_.table.Info().columns[column].name.View()),
                        WrittenValue(stored));
@@ -165,7 +165,7 @@ std::string SavingCursor::FindMisreadField(std::uint16_t field, const ETabulonPr
 /// The same for a level behind a link: a foreign key of the record that only reads as missing, or a
 /// value of any linked record.
 std::string SavingCursor::FindMisreadLink(const ETabulonPrimaryKey& key) {
-    const std::vector<unsigned>& columns = Table()->Columns();
+    const std::vector<unsigned int>& columns = Table()->Columns();
     for (const ESqlForeignKey& link : context_.table.Info().foreignKeys) {
         for (std::size_t field = 0; field < columns.size(); ++field) {
             const bool isPart = std::find(link.columns.begin(), link.columns.end(),

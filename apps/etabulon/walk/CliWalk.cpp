@@ -35,7 +35,7 @@ public:
     }
     CursorStatus OnMove(const ETabulonCursor& cursor) override {
         bool areAllFound = true;
-        for (unsigned place = 0; place < sought_.size(); ++place) {
+        for (unsigned int place = 0; place < sought_.size(); ++place) {
             Sought& sought = sought_[place];
             if (sought.isFound) {
                 continue;
@@ -52,8 +52,8 @@ public:
         }
         return areAllFound ? StatusEnd : StatusOk;
     }
-    [[nodiscard]] bool IsFound(unsigned place) const { return sought_[place].isFound; }
-    [[nodiscard]] std::vector<std::string> Existing(unsigned place) const {
+    [[nodiscard]] bool IsFound(unsigned int place) const { return sought_[place].isFound; }
+    [[nodiscard]] std::vector<std::string> Existing(unsigned int place) const {
         const auto& existing = sought_[place].existing;
         return {existing.begin(), existing.end()};
     }
@@ -79,7 +79,7 @@ std::string ShownValue(const ETabulonValue& value) {
 
 std::string ShownPlace(const CliLevels& levels, const ETabulonTag& tag) {
     std::string shown;
-    for (unsigned place = 0; place < tag.KnownLevelsCount(); ++place) {
+    for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
         shown +=
             fmt::format("{}{} = {}", place == 0 ? "" : ", ",
                         levels.all[tag.LevelAt(place)].data.shown, ShownValue(tag.ValueAt(place)));
@@ -124,7 +124,7 @@ void TellMisread(std::string_view columns, std::uint64_t count, std::string_view
 void TellMisreads(const ESqlTable& table, const ESqlSource& source) {
     TellMisread(source.MisreadLinks().View(), kSome, kReadAsNull);
     TellMisread(source.CutLinks().View(), kSome, kAreCut);
-    for (const unsigned column : table.Columns()) {
+    for (const unsigned int column : table.Columns()) {
         const std::string name = Quoted(table.Info().columns[column].name.View());
         const ESqlMisreads misreads = table.Misreads(column);
         TellMisread(name, misreads.mismatches, kReadAsNull);
@@ -273,7 +273,7 @@ CliResult<> OpenCursor(const CliWalkContext& context, const ETabulonLevels& leve
         ids.emplace_back(derived->base);
     }
     ESqlError error;
-    const std::vector<unsigned> columns = UseColumns(levels, ids, context.table.Rubric());
+    const std::vector<unsigned int> columns = UseColumns(levels, ids, context.table.Rubric());
     auto table = context.table.Source().OpenTable(context.table.Info(), columns, error);
     if (context.table.Source().Database() == nullptr) {
         cursor.SetColumnsInMemory(columns);
@@ -335,7 +335,7 @@ CliResult<> Walk(const CliWalkContext& context, CliCursor& cursor, const ETabulo
         if (cursor.Table() != nullptr) {
             TellMisreads(*cursor.Table(), *context.table.Source().Database());
         }
-        for (const unsigned column : cursor.ColumnsInMemory()) {
+        for (const unsigned int column : cursor.ColumnsInMemory()) {
             TellMisread(Quoted(context.table.Info().columns[column].name.View()),
                         context.table.Source().CutCount(column), kAreCut);
         }
@@ -365,7 +365,7 @@ CliFailure ExplainNothingThere(const CliWalkContext& context, const CliLevels& l
     if (const CliResult<> walked = Walk(context, cursor, ETabulonTag(), search); !walked) {
         return walked.Failure();
     }
-    for (unsigned place = 0; place < tag.KnownLevelsCount(); ++place) {
+    for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
         if (!search.IsFound(place)) {
             const std::string shown = ShownValue(tag.ValueAt(place));
             const auto existing = search.Existing(place);

@@ -31,10 +31,10 @@ public:
     void ShowPending(const ETabulonPendingChanges& changes, bool moveRecords);
 
     /// The columns that it reads of a source that is held in memory.
-    [[nodiscard]] const std::vector<unsigned>& ColumnsInMemory() const noexcept {
+    [[nodiscard]] const std::vector<unsigned int>& ColumnsInMemory() const noexcept {
         return inMemory_;
     }
-    void SetColumnsInMemory(const std::vector<unsigned>& columns) { inMemory_ = columns; }
+    void SetColumnsInMemory(const std::vector<unsigned int>& columns) { inMemory_ = columns; }
 
 protected:
     void ResetCancel() override;
@@ -45,7 +45,7 @@ private:
     const CliInterrupt& interrupt_;
     std::unique_ptr<ETabulonCursorPending> overlay_;
     std::unique_ptr<ETabulonCursorRelay> moved_;  // in front of overlay_ if edits move records
-    std::vector<unsigned> inMemory_;
+    std::vector<unsigned int> inMemory_;
 };
 
 /// The parts that all walks of a command share.

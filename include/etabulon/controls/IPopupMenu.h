@@ -12,7 +12,7 @@ namespace etabulon {
 /// Example    tests/controls/LevelCtrlTest.cpp
 class ETABULON_API IPopupMenuEvents {
 public:
-    enum EntryState : unsigned { EntrySelected = 1 };
+    enum EntryState : unsigned int { EntrySelected = 1 };
 
     virtual ~IPopupMenuEvents() = default;
     virtual void MeasureItem(unsigned int command, int& width, int& height) = 0;
@@ -24,7 +24,7 @@ public:
 /// Example    tests/controls/LevelCtrlTest.cpp
 class ETABULON_API IPopupMenu {
 public:
-    enum TrackFlag : unsigned { TrackReturnCommand = 0x100 };
+    enum TrackFlag : unsigned int { TrackReturnCommand = 0x100 };
 
     virtual ~IPopupMenu() = default;
     virtual void AppendItem(unsigned int command) = 0;

@@ -26,7 +26,7 @@ public:
 class ETABULON_API IScreen {
 public:
     /// In the platform's numbers.
-    enum SystemCursor : unsigned {
+    enum SystemCursor : unsigned int {
         CursorArrow = 32512,
         CursorWait = 32514,
         CursorAppStarting = 32650,
@@ -45,7 +45,7 @@ public:
         MetricSmallIconHeight = 50,
     };
     /// Flags of image lists; a front end may ignore them.
-    enum ImageListFlag : unsigned {
+    enum ImageListFlag : unsigned int {
         ImagesMasked = 0x1,
         ImagesColour32 = 0x20,
         ImagesColourDevice = 0xFE,

@@ -39,7 +39,7 @@ struct ETreeDraw {
 /// Example    apps/etabulon/browse/BrowseTreeView.cpp
 class ETABULON_API ITreeViewEvents {
 public:
-    enum SizeType : unsigned { SizeRestored = 0, SizeMinimised = 1, SizeMaximised = 2 };
+    enum SizeType : unsigned int { SizeRestored = 0, SizeMinimised = 1, SizeMaximised = 2 };
 
     virtual ~ITreeViewEvents() = default;
 

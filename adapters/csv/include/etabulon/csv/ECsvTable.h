@@ -55,10 +55,10 @@ public:
     [[nodiscard]] const ESqlTableInfo& Info() const noexcept { return info_; }
     [[nodiscard]] const Chaine& Location() const noexcept { return path_; }
     /// How many times or timestamps of a column (by index) were cut to milliseconds.
-    [[nodiscard]] std::uint64_t CutCount(unsigned column) const { return cuts_[column]; }
+    [[nodiscard]] std::uint64_t CutCount(unsigned int column) const { return cuts_[column]; }
     /// A table of all fields, or of some, by index. Not the same object twice.
     [[nodiscard]] std::unique_ptr<EDataColumns> Open() const;
-    [[nodiscard]] std::unique_ptr<EDataColumns> Open(std::span<const unsigned> fields) const;
+    [[nodiscard]] std::unique_ptr<EDataColumns> Open(std::span<const unsigned int> fields) const;
 
 private:
     class Reader;

@@ -52,7 +52,7 @@ private:
     std::string reason_;  // why the file is broken; empty while it isn't
     std::string notes_;
     int descriptor_ = -1;
-    unsigned mode_ = 0;  // of the old file; 0 if there is none
+    unsigned int mode_ = 0;  // of the old file; 0 if there is none
 };
 
 }  // namespace etabulon

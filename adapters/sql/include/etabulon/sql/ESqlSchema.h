@@ -45,7 +45,7 @@ enum class ESqlKeyKind : std::uint8_t {
 /// A foreign key of a table, which its cursors follow as a link.
 struct ESqlForeignKey {
     Chaine name;                        // of the constraint, otherwise of its column
-    std::vector<unsigned> columns;      // own, by index
+    std::vector<unsigned int> columns;  // own, by index
     Chaine target;                      // the table's name in the database
     std::vector<Chaine> targetColumns;  // names in the database; empty: its primary key
 };
@@ -63,8 +63,8 @@ struct ESqlTableInfo {
     /// of the key may be NULL. Several rows may have the same key with a NULL; the row number
     /// distinguishes them.
     std::string rowIdName;
-    std::string orFail;         // after INSERT or UPDATE: a conflict fails, whatever the table says
-    std::vector<unsigned> key;  // column indexes in key order
+    std::string orFail;  // after INSERT or UPDATE: a conflict fails, whatever the table says
+    std::vector<unsigned int> key;  // column indexes in key order
     /// " COLLATE ..." of each part of the key; empty if it has its column's collation.
     std::vector<std::string> keyCollations;
     /// The database stores texts as UTF-16. Texts of keys are read as UTF-16 too, since not every

@@ -22,7 +22,7 @@ namespace etabulon {
 struct ESqlTableOptions {
     /// Variable indexes of the rubric, in the order of the fields; empty = all. The key is always
     /// read, but becomes a field only if it is listed. See UseColumns.
-    std::vector<unsigned> columns;
+    std::vector<unsigned int> columns;
 };
 
 /// The outcome of a write session since its first BeginDelete.
@@ -73,7 +73,7 @@ class ETABULON_API ESqlTable : public EDataTable {
 public:
     /// For sources.
     ESqlTable(ESqlSource& source, const ESqlTableInfo& info, DRubric& rubric,
-              std::vector<unsigned> columns, std::unique_ptr<ISqlConnection> connection);
+              std::vector<unsigned int> columns, std::unique_ptr<ISqlConnection> connection);
     ~ESqlTable() override;
 
     EPosition GetFirst() override;
@@ -100,7 +100,7 @@ public:
     [[nodiscard]] const ESqlTableInfo& Info() const noexcept;
     [[nodiscard]] const DRubric& Rubric() const noexcept;
     /// The variable indexes behind the fields.
-    [[nodiscard]] const std::vector<unsigned>& Columns() const noexcept;
+    [[nodiscard]] const std::vector<unsigned int>& Columns() const noexcept;
     /// The table's connection, for link lookups that must see the state of its records; null if
     /// `source` isn't its own.
     [[nodiscard]] std::shared_ptr<ISqlConnection> ConnectionTo(
@@ -123,13 +123,13 @@ public:
     /// Narrows the next walk to rows whose column (by variable index) equals `value`; a null value
     /// means missing. False if SQL might compare more strictly than variants do; the walk then
     /// stays wider.
-    bool AddRange(unsigned column, const ETabulonValue& value);
+    bool AddRange(unsigned int column, const ETabulonValue& value);
     /// Narrows the next walk to rows whose column passes a test of a filter, in the same way.
     /// False for a table without a key, whose order it might change, and behind the 50th
     /// condition. Requires a test that is no joint of others.
-    bool AddTest(unsigned column, const EFilter::Node& test);
+    bool AddTest(unsigned int column, const EFilter::Node& test);
     /// Orders walks by these columns (missing values first, texts by bytes) and then by the key.
-    void SetOrder(std::vector<unsigned> columns);
+    void SetOrder(std::vector<unsigned int> columns);
     /// Ends the walk and releases its read lock.
     void EndWalk();
     /// Ends the walk as if its last step had failed with `error`, for a linked record that couldn't
@@ -148,7 +148,7 @@ public:
     [[nodiscard]] std::int32_t ReadStored(EPosition where, std::uint16_t field, EVariant& value);
     /// How many values of a column (by variable index) the walk met that records don't show as they
     /// are stored. A walk by blocks reads only the columns that its listeners ask for.
-    [[nodiscard]] ESqlMisreads Misreads(unsigned column) const;
+    [[nodiscard]] ESqlMisreads Misreads(unsigned int column) const;
 
     /// All writes until Commit or Rollback take effect together or not at all. The result is a
     /// status. Commit returns RolledBack if the engine ended the session before.

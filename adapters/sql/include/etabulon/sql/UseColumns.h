@@ -11,7 +11,7 @@ namespace etabulon {
 /// The columns of `rubric` that a screen reads, for ESqlTableOptions: those of the levels' data and
 /// labels, of `others` (calculations, shown variables), the columns at which links among these
 /// start, and the key. Ascending, each once. Variables of other rubrics are ignored.
-[[nodiscard]] ETABULON_API std::vector<unsigned> UseColumns(
+[[nodiscard]] ETABULON_API std::vector<unsigned int> UseColumns(
     const ETabulonLevels& levels, std::span<const ETabulonVariableID> others,
     const DRubric& rubric);
 

@@ -31,12 +31,13 @@ public:
     [[nodiscard]] HCURSOR LoadCursor(SystemCursor cursor) override;
     void BeginWaitCursor() override { ++waitCursors; }
     void EndWaitCursor() override { --waitCursors; }
-    [[nodiscard]] std::unique_ptr<IImageList> NewImageList(int width, int height, unsigned flags,
-                                                           int initial, int growth) override;
-    [[nodiscard]] HICON LoadIcon(unsigned iconID, int width, int height) override;
+    [[nodiscard]] std::unique_ptr<IImageList> NewImageList(int width, int height,
+                                                           unsigned int flags, int initial,
+                                                           int growth) override;
+    [[nodiscard]] HICON LoadIcon(unsigned int iconID, int width, int height) override;
     [[nodiscard]] HFONT NewFont(const ELogFont& font) override;
     void DeleteFont(HFONT font) override;
-    [[nodiscard]] unsigned CaretBlinkTime() const override { return 500; }
+    [[nodiscard]] unsigned int CaretBlinkTime() const override { return 500; }
 
     /// A new icon of that name.
     [[nodiscard]] HICON NewIcon(const std::string& name);
@@ -45,7 +46,7 @@ public:
     void MovePointer(EPoint position) { position_ = position; }
 
     /// Moves the clock and fires the timers in the order of their times.
-    void Advance(unsigned milliseconds);
+    void Advance(unsigned int milliseconds);
     /// Dispatches one message, and waits for it without a limit. Requires that a thread will post.
     void Pump();
     void PumpUntil(const std::function<bool()>& done);
@@ -62,12 +63,12 @@ private:
     class ImageList;
     struct Timer {
         EMemoryTreeView* view;
-        unsigned timerID;
-        unsigned period;
+        unsigned int timerID;
+        unsigned int period;
         std::uint64_t due;
     };
-    void StartTimer(EMemoryTreeView& view, unsigned timerID, unsigned period);
-    void StopTimer(const EMemoryTreeView& view, unsigned timerID);
+    void StartTimer(EMemoryTreeView& view, unsigned int timerID, unsigned int period);
+    void StopTimer(const EMemoryTreeView& view, unsigned int timerID);
     void StopTimers(const EMemoryTreeView& view);
     [[nodiscard]] std::string NameOfImage(const IImageList* images, int image) const;
     [[nodiscard]] EMessagePort::Waker MakeWaker(std::weak_ptr<EMessagePort> port);

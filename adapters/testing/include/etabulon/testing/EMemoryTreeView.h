@@ -43,7 +43,7 @@ public:
     bool Fold(std::string_view path) { return Expand(At(path), TreeCollapse); }
     /// The whole gesture. Returns whether the control accepted the drop.
     bool Drag(std::string_view from, std::string_view to);
-    void Resize(unsigned sizeType, int width, int height);
+    void Resize(unsigned int sizeType, int width, int height);
     /// Paints the background, then each visible item's colour, font and text.
     void Print(IDrawSurface& surface) override;
 
@@ -67,8 +67,8 @@ public:
     void SetBackgroundColour(EColour colour) override { background_ = colour; }
     void SetTextColour(EColour colour) override { textColour_ = colour; }
     void MoveWindow(const ERect& rect) override { rect_ = rect; }
-    [[nodiscard]] unsigned SetTimer(unsigned timerID, unsigned milliseconds) override;
-    void KillTimer(unsigned timerID) override;
+    [[nodiscard]] unsigned int SetTimer(unsigned int timerID, unsigned int milliseconds) override;
+    void KillTimer(unsigned int timerID) override;
     [[nodiscard]] EMessagePort::Waker MakeWaker(std::weak_ptr<EMessagePort> port) override;
     std::intptr_t SendToOwner(std::uint32_t number, std::intptr_t wParam,
                               std::intptr_t lParam) override;
@@ -82,7 +82,7 @@ private:
     friend class EMemoryScreen;
     void Log(const std::string& what);
     void Log(const std::string& what, _TREEITEM* item);
-    void Ring(unsigned timerID);
+    void Ring(unsigned int timerID);
     [[nodiscard]] std::string NameOfImage(int image) const;
     void AddText(std::string& text, const Item& item) const;
 
