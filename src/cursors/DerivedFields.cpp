@@ -41,9 +41,12 @@ bool ETabulonCursorEData::DerivedFields::Has(const ETabulonVariableID& id) const
 
 void ETabulonCursorEData::DerivedFields::Bind() {
     const EFieldSet& fields = std::as_const(cursor_).Fields();
-    if (boundFields_ == &fields.At(0) && boundShape_ == fields.ShapeNumber()) {
-        return;
+    if (boundFields_ != &fields.At(0) || boundShape_ != fields.ShapeNumber()) {
+        BindTo(fields);
     }
+}
+
+void ETabulonCursorEData::DerivedFields::BindTo(const EFieldSet& fields) {
     for (const auto& field : fields_) {
         field->from.clear();
         field->addresses.clear();

@@ -53,6 +53,7 @@ private:
         std::vector<const void*> addresses;  // theirs
     };
     void Bind();
+    void BindTo(const EFieldSet& fields);
 
     ETabulonCursorEData& cursor_;
     std::vector<std::unique_ptr<Field>> fields_;

@@ -172,7 +172,9 @@ std::int64_t DayOfCivil(const ECivil& civil) noexcept {
 
 ECivil CivilOfDay(std::int64_t day) noexcept {
     const std::int64_t fromYear0 = day + kDaysOfYear0;
-    const std::int64_t era = FloorDivide(fromYear0, kDaysPerEra);
+    constexpr std::int64_t kYears = 30000;  // that std::chrono has for certain
+    const bool isNear = fromYear0 >= 0 && fromYear0 < kYears / kYearsPerEra * kDaysPerEra;
+    const std::int64_t era = isNear ? 0 : FloorDivide(fromYear0, kDaysPerEra);
     const std::chrono::days withinEra{fromYear0 - era * kDaysPerEra};
     const std::chrono::year_month_day civil{kYear0 + withinEra};
     return {static_cast<int>(civil.year()) + era * kYearsPerEra,

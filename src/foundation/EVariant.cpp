@@ -103,6 +103,21 @@ bool IsMarked(const void* bytes, std::size_t naturalSize) noexcept {
     return static_cast<const unsigned char*>(bytes)[naturalSize] == 1;
 }
 
+/// Copies the bytes of a number; most numbers take 4 or 8, which is one load and one store.
+void CopyNatural(void* to, const void* from, std::size_t naturalSize) noexcept {
+    switch (naturalSize) {
+        case sizeof(std::uint32_t):
+            std::memmove(to, from, sizeof(std::uint32_t));
+            break;
+        case sizeof(std::uint64_t):
+            std::memmove(to, from, sizeof(std::uint64_t));
+            break;
+        default:
+            std::memmove(to, from, naturalSize);
+            break;
+    }
+}
+
 }  // namespace
 
 EVariant::EVariant(const char* text) : EVariant(Chaine(text)) {}
@@ -250,7 +265,7 @@ bool EVariant::ReadFixed(const EVariant& view, const void* cell) noexcept {
     if (nullable ? IsMarked(cell, info.naturalSize) : IsReserved(info, cell)) {
         return false;
     }
-    std::memcpy(store_.bytes, cell, info.naturalSize);
+    CopyNatural(store_.bytes, cell, info.naturalSize);
     return true;
 }
 
@@ -394,7 +409,7 @@ void EVariant::SetMissing() {
 void EVariantAccess::PutFixed(EVariant& cell, const void* bytes) noexcept {
     const ETypeInfo& info = Info(cell);
     if (cell.kind_ != EVariant::Kind::View) {
-        std::memmove(cell.store_.bytes, bytes, info.naturalSize);
+        CopyNatural(cell.store_.bytes, bytes, info.naturalSize);
         cell.kind_ = EVariant::Kind::Inline;
         return;
     }
@@ -403,7 +418,7 @@ void EVariantAccess::PutFixed(EVariant& cell, const void* bytes) noexcept {
         return;
     }
     if (cell.layout_ == EVariant::Layout::Nullable) {
-        std::memmove(address, bytes, info.naturalSize);
+        CopyNatural(address, bytes, info.naturalSize);
         static_cast<unsigned char*>(address)[info.naturalSize] = 0;
     } else if (info.naturalSize > sizeof(std::uint64_t)) {
         std::memmove(address, bytes, info.naturalSize);

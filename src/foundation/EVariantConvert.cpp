@@ -363,7 +363,11 @@ std::int64_t EVariant::AsInt64() const noexcept {
         std::memcpy(&number, bytes, sizeof number);
         return number;
     }
-    const ENumber number = NumberOf(EVariantAccess::Read(*this));
+    const EContent content = EVariantAccess::Read(*this);
+    if (rep_ == TYPE_LONG) {
+        return content.IsMissing() ? 0 : content.As<std::int32_t>();
+    }
+    const ENumber number = NumberOf(content);
     return number.IsNone() || number.IsNaN() ? 0 : ClampTo<std::int64_t>(number.AtScale(0));
 }
 
