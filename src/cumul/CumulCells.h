@@ -2,6 +2,7 @@
 
 #include "cumul/BlockRows.h"
 #include "etabulon/foundation/EExpects.h"
+#include "etabulon/foundation/detail/EPrefetch.h"
 #include "etabulon/values/ETabulonValue.h"
 
 #include <cstddef>
@@ -52,6 +53,13 @@ public:
     [[nodiscard]] std::byte* RowAt(std::uint32_t row) const noexcept {
         E_EXPECTS(row < rows_);
         return chunks_[row >> kChunkBits].get() + std::size_t{row % kChunkRows} * rowBytes_;
+    }
+    /// The row, with its first and its last cache line on their way to be written.
+    [[nodiscard]] std::byte* PrefetchRow(std::uint32_t row) const noexcept {
+        std::byte* const first = RowAt(row);
+        detail::PrefetchToWrite(first);
+        detail::PrefetchToWrite(first + rowBytes_ - 1);
+        return first;
     }
     /// Folds a record into rows, of this object and of others over the same calculations; twice
     /// into a row that is named twice. `values` holds one value for each calculation, in order;

@@ -14,6 +14,9 @@ namespace etabulon::detail {
 
 namespace {
 
+// The numbers of a column that the blocks don't have: its only value's.
+constexpr std::array<std::uint32_t, ERecordBlock::kMostRecords> kOnlyNumber{};
+
 bool IsFirstSpelling(const TagIndex& index, std::size_t column, const TagIndex::Known& known) {
     return known.number != TagIndex::kAbsent &&
            known.spelling == index.Values(column).FirstSpelling(known.number);
@@ -83,21 +86,31 @@ void BlockDetails::Read(const ERecordBlock& block, std::span<const EBlockIndex> 
 void BlockDetails::ReadMany(const ERecordBlock& block, std::span<const EBlockIndex> records,
                             TagIndex& index) {
     PrepareMany(block);
-    const std::size_t width = blockNumbers_.size();
-    const std::uint32_t* const widest = blockNumbers_[widest_];
-    const auto lastOf = [&](EBlockIndex record) {
-        return lastMet_.data() + std::size_t{widest == nullptr ? 0 : widest[record]} * (1 + width);
+    if (columns_.size() == 3) {  // a loop of known length
+        ReadMet<3>(block, records, index);
+    } else {
+        ReadMet<kAnyWidth>(block, records, index);
+    }
+}
+
+template <std::size_t kWidth>
+void BlockDetails::ReadMet(const ERecordBlock& block, std::span<const EBlockIndex> records,
+                           TagIndex& index) {
+    const std::size_t width = kWidth == kAnyWidth ? columns_.size() : kWidth;
+    const std::uint32_t* const* const blockNumbers = blockNumbers_.data();
+    const std::uint32_t* const widest = blockNumbers[widest_];
+    const auto lastOf = [this, widest, width](EBlockIndex record) {
+        return lastMet_.data() + std::size_t{widest[record]} * (1 + width);
     };
     for (const EBlockIndex record : records) {
         PrefetchToWrite(lastOf(record));
     }
-    for (std::size_t nth = 0; nth < count_; ++nth) {
+    for (std::size_t nth = 0; nth < records.size(); ++nth) {
         const EBlockIndex record = records[nth];
         std::uint32_t* const last = lastOf(record);
         std::uint32_t differing = last[0] == kUnknown ? 1 : 0;
         for (std::size_t at = 0; at < width; ++at) {
-            const std::uint32_t* const numbers = blockNumbers_[at];
-            const std::uint32_t number = numbers == nullptr ? 0 : numbers[record];
+            const std::uint32_t number = blockNumbers[at][record];
             differing |= last[1 + at] ^ number;
             last[1 + at] = number;
         }
@@ -120,7 +133,7 @@ void BlockDetails::PrepareMany(const ERecordBlock& block) {
     blockNumbers_.clear();
     for (std::size_t at = 0; at < columns_.size(); ++at) {
         const unsigned int data = columns_[at].data;
-        blockNumbers_.push_back(data == kNoColumn ? nullptr : block.At(data).numbers);
+        blockNumbers_.push_back(data == kNoColumn ? kOnlyNumber.data() : block.At(data).numbers);
         if (data != kNoColumn && block.At(data).dictionary->Size() > most) {
             most = block.At(data).dictionary->Size();
             widest = at;

@@ -91,6 +91,9 @@ private:
                                                 TagIndex& index);
     void ReadMany(const ERecordBlock& block, std::span<const EBlockIndex> records, TagIndex& index);
     void PrepareMany(const ERecordBlock& block);
+    static constexpr std::size_t kAnyWidth = 0;
+    template <std::size_t kWidth>
+    void ReadMet(const ERecordBlock& block, std::span<const EBlockIndex> records, TagIndex& index);
     void ReadPairs(const ERecordBlock& block, std::span<const EBlockIndex> records,
                    TagIndex& index);
     [[nodiscard]] std::uint32_t AddPair(const ERecordBlock& block, EBlockIndex record,

@@ -1,6 +1,5 @@
 #include "grid/GridCells.h"
 
-#include "etabulon/foundation/detail/EPrefetch.h"
 #include "etabulon/grid/ETabulonGridCumuls.h"
 
 namespace etabulon::detail {
@@ -197,8 +196,7 @@ void GridCells::FindRows(std::size_t from, std::size_t count) {
     const std::span<const std::uint32_t> details = details_.Details();
     std::byte** const cells = rows_[0].data() + from;
     for (std::size_t at = 0; at < count; ++at) {
-        cells[at] = cells_.RowAt(details[at]);
-        PrefetchToWrite(cells[at]);
+        cells[at] = cells_.PrefetchRow(details[at]);
     }
     for (std::size_t target = 0; target < targets_.size(); ++target) {
         std::byte** const rows = rows_[1 + target].data() + from;

@@ -1,6 +1,5 @@
 #include "score/ScoreCells.h"
 
-#include "etabulon/foundation/detail/EPrefetch.h"
 #include "etabulon/score/ETabulonScoreCumuls.h"
 
 #include <algorithm>
@@ -72,8 +71,7 @@ void ScoreCells::AddBlock(const ERecordBlock& block, std::span<const EBlockIndex
     rows_.AddRows(RowOf(labels_.Size()));
     std::byte** row = folded_.data();
     for (const std::uint32_t line : details_.Details()) {
-        *row = rows_.RowAt(RowOf(line));
-        PrefetchToWrite(*row++);
+        *row++ = rows_.PrefetchRow(RowOf(line));
     }
     const BlockRows::RowsOfTarget lines = folded_.data();
     BlockRows rows{&block, records, std::span(&lines, 1)};

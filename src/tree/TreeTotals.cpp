@@ -1,7 +1,5 @@
 #include "tree/TreeTotals.h"
 
-#include "etabulon/foundation/detail/EPrefetch.h"
-
 #include <algorithm>
 #include <utility>
 
@@ -82,8 +80,7 @@ void TreeTotals::AddBlock(const ERecordBlock& block, std::span<const EBlockIndex
     std::byte** row = folded_.data();
     for (const std::uint32_t leaf : details_.Details()) {
         leaves_.hasRecords[leaf] = true;
-        *row = leaves_.rows.RowAt(leaf);
-        PrefetchToWrite(*row++);
+        *row++ = leaves_.rows.PrefetchRow(leaf);
     }
     const BlockRows::RowsOfTarget leaves = folded_.data();
     leaves_.rows.FoldBlock({&block, records, std::span(&leaves, 1)}, valueColumns_);
