@@ -43,8 +43,8 @@ public:
         ++totals.records;
         totals.keys += cursor.PrimaryKey().Position();
         const ETabulonTag& tag = cursor.CurrentTag();
-        for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
-            totals.textBytes += static_cast<std::int64_t>(tag.ValueAt(place).Data().ByteCount());
+        for (unsigned int index = 0; index < tag.KnownLevelsCount(); ++index) {
+            totals.textBytes += static_cast<std::int64_t>(tag.ValueAt(index).Data().ByteCount());
         }
         totals.whole += whole_->AsInt64();
         totals.real += real_->AsDouble();

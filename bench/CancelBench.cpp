@@ -151,8 +151,8 @@ public:
         // One that came too late isn't counted, and not tried for ever.
         for (std::size_t turn = 0; wall.size() < wanted && turn < 2 * wanted; ++turn) {
             // More of the early moments, in which a run does other things than later.
-            const double place = std::uniform_real_distribution<>(0, 0.95)(random_);
-            const std::optional<Latency> latency = CancelAfter(work, span * (place * place));
+            const double part = std::uniform_real_distribution<>(0, 0.95)(random_);
+            const std::optional<Latency> latency = CancelAfter(work, span * (part * part));
             if (latency) {
                 wall.push_back(latency->wall);
                 worker.push_back(latency->worker);
@@ -252,7 +252,7 @@ public:
         std::vector<double> processor;
         const std::size_t wanted = IsSmokeRun() ? 5 : 50;
         for (std::size_t turn = 0; wall.size() < wanted && turn < 2 * wanted; ++turn) {
-            if (const auto latency = CancelAfter(span * place_(random_))) {
+            if (const auto latency = CancelAfter(span * part_(random_))) {
                 wall.push_back(latency->wall);
                 processor.push_back(latency->worker);
             }
@@ -290,7 +290,7 @@ private:
     ETabulonCursor& cursor_;
     std::function<CursorStatus()> walk_;
     std::mt19937 random_{7};
-    std::uniform_real_distribution<> place_{0.01, 0.9};
+    std::uniform_real_distribution<> part_{0.01, 0.9};
 };
 
 void RecordWalk(benchmark::State& state, const char* what, ETabulonCursor& cursor,

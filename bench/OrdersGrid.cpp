@@ -40,10 +40,10 @@ std::string GroupBy(const Question& question) {
 void Grid::Check() {
     std::vector<Results> expected(question_.calculations.size());
     while (groups_.Step()) {
-        const std::pair place{std::string(groups_.Text(0)), std::string(groups_.Text(1))};
+        const std::pair cell{std::string(groups_.Text(0)), std::string(groups_.Text(1))};
         int column = 2;
         for (Results& results : expected) {
-            results.emplace(place, groups_.Double(column++));
+            results.emplace(cell, groups_.Double(column++));
         }
     }
     groups_.Reset();

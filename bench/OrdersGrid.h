@@ -97,8 +97,8 @@ private:
 
     void Keep(unsigned int line, unsigned int column, const ETabulonValue& value) {
         if (kept_ != nullptr) {
-            const auto place = std::pair{Text(AxeLines, line), Text(AxeColumns, column)};
-            Require(kept_->emplace(place, value.Data().AsDouble()).second, "a cell sent twice");
+            const auto cell = std::pair{Text(AxeLines, line), Text(AxeColumns, column)};
+            Require(kept_->emplace(cell, value.Data().AsDouble()).second, "a cell sent twice");
         }
     }
     [[nodiscard]] std::string Text(AxeDirection direction, unsigned int index) const {
@@ -155,7 +155,7 @@ public:
         filler_->SendTo(&view);
         cells_ = view.Cells();
     }
-    /// Every result at every place is SQL's.
+    /// Every result of every cell and total is SQL's.
     void Check();
     /// Ends what the last walk made; `shown` is the calculation that is sent.
     void Drop(int shown);

@@ -58,8 +58,8 @@ public:
             totals.keys += position;
         }
         const ETabulonTag& tag = cursor.CurrentTag();
-        for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
-            totals.textBytes += static_cast<std::int64_t>(tag.ValueAt(place).Data().ByteCount());
+        for (unsigned int index = 0; index < tag.KnownLevelsCount(); ++index) {
+            totals.textBytes += static_cast<std::int64_t>(tag.ValueAt(index).Data().ByteCount());
         }
         totals.whole += whole_->AsInt64();
         return StatusOk;
@@ -102,8 +102,8 @@ public:
             const std::string name = "new customer " + std::to_string(insert);
             tag.SetValue(2, Value(name));
             changes_.AppendInsert(tag);
-            for (unsigned int place = 0; place < 3; ++place) {
-                insertedBytes += static_cast<std::int64_t>(tag.ValueAt(place).Data().ByteCount());
+            for (unsigned int index = 0; index < 3; ++index) {
+                insertedBytes += static_cast<std::int64_t>(tag.ValueAt(index).Data().ByteCount());
             }
         }
         plain_ =
@@ -201,9 +201,9 @@ BENCHMARK(PendingWalk)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillise
 void AppendChanges(int count, ETabulonPendingChanges& changes) {
     ETabulonTag tag;
     for (int edit = 0; edit < count; ++edit) {
-        const int place = edit % 20 == 18 ? edit - 2 : edit;
-        tag.SetValue(0, Value("group " + std::to_string(place % 97)));
-        tag.SetValue(1, Value("item " + std::to_string(place)));
+        const int item = edit % 20 == 18 ? edit - 2 : edit;
+        tag.SetValue(0, Value("group " + std::to_string(item % 97)));
+        tag.SetValue(1, Value("item " + std::to_string(item)));
         switch (edit % 4) {
             case 1:
                 changes.AppendDelete(tag);

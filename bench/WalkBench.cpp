@@ -47,8 +47,8 @@ public:
         ++totals_.records;
         totals_.keys += cursor.PrimaryKey().Position();
         const ETabulonTag& tag = cursor.CurrentTag();
-        for (unsigned int place = 0; place < tag.KnownLevelsCount(); ++place) {
-            AddText(tag.ValueAt(place).Data());
+        for (unsigned int index = 0; index < tag.KnownLevelsCount(); ++index) {
+            AddText(tag.ValueAt(index).Data());
         }
         for (const EField* field : texts_) {
             AddText(*field);

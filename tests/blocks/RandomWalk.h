@@ -36,7 +36,7 @@ private:
 };
 
 /// How a walk's records come into a tree.
-enum class TreeRoad : std::uint8_t { Refresh = 0, Filler = 1, CountingFiller = 2 };
+enum class FilledBy : std::uint8_t { Refresh = 0, Filler = 1, CountingFiller = 2 };
 
 /// Counts the records of each node in the node's Param.
 class CountingFiller final : public EDataTreeFiller {
@@ -271,13 +271,13 @@ public:
             const std::size_t cancelAt = OneIn(4) ? 1 + Below(2500) : static_cast<std::size_t>(-1);
             const bool isAlone = OneIn(3);
             readsTree_ = OneIn(3);
-            const TreeRoad road = !OneIn(3)  ? TreeRoad::Refresh
-                                  : OneIn(2) ? TreeRoad::Filler
-                                             : TreeRoad::CountingFiller;
-            const Heard heard = WalkTree(byBlocks, true, cancelAt, isAlone, road);
+            const FilledBy filledBy = !OneIn(3)  ? FilledBy::Refresh
+                                      : OneIn(2) ? FilledBy::Filler
+                                                 : FilledBy::CountingFiller;
+            const Heard heard = WalkTree(byBlocks, true, cancelAt, isAlone, filledBy);
             const bool isCancelled = heard.status == StatusCancelled;
             const Heard literal =
-                WalkTree(bySteps, false, isCancelled ? heard.records : cancelAt, isAlone, road);
+                WalkTree(bySteps, false, isCancelled ? heard.records : cancelAt, isAlone, filledBy);
             EXPECT_EQ(literal.status, heard.status);
             EXPECT_EQ(literal.records, heard.records);
             EXPECT_EQ(literal.results, heard.results);
@@ -364,18 +364,18 @@ private:
         }
         return text;
     }
-    [[nodiscard]] CursorStatus WalkBy(TreeRoad road, EDataTree& tree) {
-        if (road == TreeRoad::Refresh) {
+    [[nodiscard]] CursorStatus WalkBy(FilledBy filledBy, EDataTree& tree) {
+        if (filledBy == FilledBy::Refresh) {
             return tree.Refresh(place_);
         }
         EDataTreeFiller filler(tree.Root());
         CountingFiller counting(*tree.Root());
-        EDataTreeFiller& used = road == TreeRoad::Filler ? filler : counting;
+        EDataTreeFiller& used = filledBy == FilledBy::Filler ? filler : counting;
         const ECursorListening listening(*tree.Cursor(), used);
         return tree.Cursor()->Browse(place_);
     }
     [[nodiscard]] Heard WalkTree(EDataTree& tree, bool byBlocks, std::size_t cancelAt, bool isAlone,
-                                 TreeRoad road) {
+                                 FilledBy filledBy) {
         const BlocksEnabled enabled(byBlocks);
         const auto trace = MakeRef<RecordTrace>(/*wantsBlocks=*/true, cancelAt);
         if (readsTree_) {  // which changes nothing
@@ -383,10 +383,10 @@ private:
         }
         Heard heard{};
         if (isAlone) {
-            heard.status = WalkBy(road, tree);
+            heard.status = WalkBy(filledBy, tree);
         } else {
             const ECursorListening listening(*tree.Cursor(), *trace);
-            heard.status = WalkBy(road, tree);
+            heard.status = WalkBy(filledBy, tree);
         }
         heard.records = trace->records;
         heard.blocks = trace->blocks;

@@ -141,14 +141,14 @@ TEST(MemoryOfATree, IsAllGivenBack) {
 }
 
 TEST(RefreshThatFindsAllUnchanged, AllocatesNothingPerNode) {
-    struct Road {
+    struct Way {
         bool isByBlocks;
         std::uint64_t most;
         std::uint64_t growth;  // what remembers nodes and values met doubles a few times
     };
-    for (const Road& road : {Road{false, 30, 20}, Road{true, 200, 50}}) {
+    for (const Way& way : {Way{false, 30, 20}, Way{true, 200, 50}}) {
         ManySales sales;
-        if (!road.isByBlocks) {
+        if (!way.isByBlocks) {
             sales.meddler.act = [](int) { return StatusOk; };
         }
         EDataTree tree(&sales.cursor, "root", nullptr);
@@ -160,14 +160,14 @@ TEST(RefreshThatFindsAllUnchanged, AllocatesNothingPerNode) {
             return count.Taken();
         };
         const std::uint64_t small = refresh();
-        EXPECT_LT(small, road.most);
+        EXPECT_LT(small, way.most);
         for (int id = 1000; id < 3000; ++id) {
             sales.table->Append({id, std::to_string(id % 50).c_str(), "Rom", id, 1});
         }
         tree.Refresh();
         tree.Refresh();  // the first that looks the new leaves up makes their indexes
         EXPECT_EQ(tree.Root()->LeafCount(), 5U + 60U + 2000U);
-        EXPECT_LT(refresh(), small + road.growth) << road.isByBlocks;
+        EXPECT_LT(refresh(), small + way.growth) << way.isByBlocks;
     }
 }
 
