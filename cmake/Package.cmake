@@ -88,6 +88,7 @@ install(FILES
     "${PROJECT_BINARY_DIR}/etabulonConfigVersion.cmake"
     cmake/FindLibCsv.cmake
     cmake/FindLibXlsxWriter.cmake
+    cmake/FindUtf8Proc.cmake
     DESTINATION "${package_dir}" COMPONENT development)
 
 # --- The program -----------------------------------------------------------------------------

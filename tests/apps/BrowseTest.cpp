@@ -205,6 +205,26 @@ TEST(BrowsedOddities, TellNullFromEmptyAndWhatLooksLikeThem) {
     labels.AwaitTree("- odd (5)\n    NULL\n    \" b \"\n    \"NULL\"\n    \"NULL\"\n    y");
 }
 
+/// Terminals disagree about the width of joined emoji, which are drawn as their parts.
+TEST(BrowsedOddities, TakeTheCellsThatEachTerminalGivesThem) {
+    const TestFolder folder;
+    const std::string path = folder.MakeDatabase(
+        "wide.sqlite",
+        "CREATE TABLE wide (id INTEGER PRIMARY KEY, a TEXT);"
+        "INSERT INTO wide (a) VALUES ('1 \u6771\u4eac'), ('2 e\u0301'), ('3 \u05d0\u05d1'),"
+        "('4 \U0001F469\u200d\U0001F467'), ('5 \U0001F44D\U0001F3FD'), ('6 \u2764\uFE0F');");
+    TerminalRun run({"browse", path, "--levels", "a"}, "xterm-256color", 60, 10);
+    run.AwaitText("done, ");
+    run.AwaitTree(
+        "- wide (6)\n"
+        "    1 \u6771\u4eac\n"
+        "    2 e\u0301\n"
+        "    \u20683 \u05d0\u05d1\u2069\n"
+        "    4 \U0001F469\U0001F467\n"
+        "    5 \U0001F44D\n"
+        "    6 \u2764");
+}
+
 TEST_F(BrowsedOrders, FollowTheSizeOfTheTerminal) {
     Orders run(path_);
     run.Type(kEnd, "n: 2 (2)");

@@ -80,17 +80,23 @@ TEST(FormatJson, IsOneArrayAndAnEmptyOneWithoutRecords) {
     EXPECT_EQ(Printed("walk @ none --format csv", database), "id\n");
 }
 
-TEST(FormatTable, WidensNothingForOneLongCellAndGoesOnBehindItsSample) {
+TEST(FormatTable, MeasuresWhatItPrintsAndGoesOnBehindItsSample) {
     const TestFolder folder;
     const std::string database = folder.MakeDatabase(
         "long.db",
-        "CREATE TABLE long(id INTEGER PRIMARY KEY, t TEXT, u TEXT);"
-        "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c WHERE x < 1000)"
-        "INSERT INTO long SELECT x, CASE x WHEN 1 THEN printf('%.70c', 'x') ELSE 'ab' END,"
-        "    CASE x WHEN 1000 THEN 'wide 東' END FROM c;");
-    const std::string out = Printed("walk @ --format table --levels u", database);
-    ExpectHas(out, {"\nNULL    1  " + std::string(70, 'x') + "\n", "\nwide 東  1000  ab\n"});
-    EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 1002);
+        "CREATE TABLE long(id INTEGER PRIMARY KEY, t TEXT, u TEXT, v TEXT);"
+        "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c WHERE x < 1002)"
+        "INSERT INTO long SELECT x, CASE x WHEN 7 THEN printf('%.70c', 'x') ELSE 'ab' END,"
+        "    CASE x WHEN 1000 THEN 'wide 東' WHEN 1001 THEN 'much wider' END, 'c' FROM c;"
+        "CREATE TABLE longest(id INTEGER PRIMARY KEY, t TEXT, u TEXT);"
+        "INSERT INTO longest VALUES (1, 'a', 'b'), (2, printf('%.5000c', 'x'), 'c')");
+    const std::string out = Printed("walk @ long --format table --levels u", database);
+    ExpectHas(out, {"\nNULL        1  ab" + std::string(68, ' ') + "  c\n",
+                    "\nNULL        7  " + std::string(70, 'x') + "  c\n", "\nwide 東  1000  ab",
+                    "\nmuch wider  1001  ab", "\nNULL     1002  ab"});
+    EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 1004);
+    // One cell doesn't make all lines as long as it is.
+    EXPECT_LT(Printed("walk @ longest --format table", database).size(), 7000U);
 }
 
 /// Cells without records, values that differ, empty and missing ones, zero, and texts that each of

@@ -1,6 +1,6 @@
 #include "ChartCanvas.h"
 
-#include "etabulon/foundation/detail/Utf8.h"
+#include "etabulon/report/EReportWidth.h"
 
 #include <algorithm>
 
@@ -16,7 +16,7 @@ std::string ChartCanvas::Fitted(const std::string& text, double width, double si
     std::string begin;
     const double room = width - Width(kEllipsis, size, isBold);
     while (!rest.empty()) {
-        const std::size_t length = std::max<std::size_t>(FirstCharacter(rest).length, 1);
+        const std::size_t length = FirstCluster(rest).length;
         const std::string longer = begin + std::string(rest.substr(0, length));
         if (Width(longer, size, isBold) > room) {
             break;

@@ -2,6 +2,7 @@
 
 #include "ChartCanvas.h"
 #include "etabulon/foundation/detail/Utf8.h"
+#include "etabulon/report/EReportWidth.h"
 
 #include <algorithm>
 #include <array>
@@ -29,17 +30,26 @@ constexpr std::array<std::uint16_t, 95> kWidths = {
     611, 685, 390, 337, 390, 838, 500, 500, 613, 635, 550, 635, 615, 352,  635, 634, 278, 278, 579,
     278, 974, 634, 612, 635, 635, 411, 521, 392, 634, 592, 818, 592, 592,  525, 636, 337, 636, 838};
 
-/// Of other characters: ideographs and the like are as wide as high, combining marks have no width.
+/// Other characters: ideographs and the like are as wide as high.
 double WidthOf(char32_t code) {
     constexpr double kUsual = 700;
     constexpr double kWide = 1000;
     if (code >= ' ' && code - ' ' < kWidths.size()) {
         return kWidths[code - ' '];
     }
-    if ((code >= 0x300 && code <= 0x36F) || (code >= 0x200B && code <= 0x200F)) {
+    return code >= 0x1100 ? kWide : kUsual;
+}
+
+/// A character with its marks. What takes more than two columns is several letters beside each
+/// other.
+double WidthOf(const EReportCluster& cluster, std::string_view text) {
+    constexpr double kColumn = 500;
+    if (cluster.width == 0) {
         return 0;
     }
-    return code >= 0x1100 ? kWide : kUsual;
+    const detail::Utf8Character first = detail::FirstCharacter(text);
+    const double least = cluster.width > 1 ? static_cast<double>(cluster.width) * kColumn : 0;
+    return std::max(WidthOf(first.length == 0 ? 0xFFFD : first.code), least);
 }
 
 class PlainFont final : public IReportFont {
@@ -48,9 +58,9 @@ public:
         constexpr double kBold = 1.12;
         double width = 0;
         while (!text.empty()) {
-            const detail::Utf8Character character = detail::FirstCharacter(text);
-            width += WidthOf(character.length == 0 ? 0xFFFD : character.code);
-            text.remove_prefix(std::max<std::size_t>(character.length, 1));
+            const EReportCluster cluster = FirstCluster(text);
+            width += WidthOf(cluster, text);
+            text.remove_prefix(cluster.length);
         }
         return width / 1000 * size * (isBold ? kBold : 1);
     }

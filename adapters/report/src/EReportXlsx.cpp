@@ -2,6 +2,7 @@
 
 #include "XlsxBook.h"
 #include "XlsxText.h"
+#include "etabulon/report/EReportWidth.h"
 
 #include <algorithm>
 #include <cmath>
@@ -185,7 +186,7 @@ void EReportXlsxWriter::Sheet::PutText(std::string_view text, XlsxLook look) {
         return;
     }
     worksheet_write_string(book_.Sheet(), row_, place_, text_.c_str(), book_.Format(look));
-    Widen(static_cast<double>(units + look.indent));
+    Widen(static_cast<double>(ReportWidth(text_) + look.indent));
 }
 
 void EReportXlsxWriter::Sheet::PutNumber(const EReportCell& cell, XlsxLook look) {

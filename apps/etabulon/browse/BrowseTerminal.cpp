@@ -4,6 +4,7 @@
 #include "apps/etabulon/browse/BrowseTerminal.h"
 
 #include "apps/etabulon/output/CliUtf8.h"
+#include "etabulon/report/EReportWidth.h"
 
 #include <curses.h>
 #include <fmt/format.h>
@@ -72,25 +73,53 @@ void SetCharacters() {
     }
 }
 
-/// Appends the text in the form of AppendShown, cut to `width` cells by the widths of ncurses.
+bool IsPicture(char32_t code) noexcept {
+    return (code >= 0x2190 && code <= 0x2BFF) || (code >= 0x1F000 && code <= 0x1FFFF);
+}
+
+/// A character behind another one, about whose effect on the width terminals disagree: a style of
+/// emoji, or, behind a picture, a joiner or a skin tone.
+bool IsDisputed(char32_t code, char32_t first) noexcept {
+    const bool isStyle = code == 0xFE0E || code == 0xFE0F;
+    const bool isTone = code >= 0x1F3FB && code <= 0x1F3FF;
+    return isStyle || (IsPicture(first) && (code == 0x200D || isTone));
+}
+
+/// Appends one cluster without the characters that terminals disagree about: a picture that is
+/// joined of several is drawn as these. Returns the cells that it takes, which are those of
+/// ncurses.
+int AppendCluster(std::string_view cluster, std::wstring& wide) {
+    const char32_t first = FirstCharacter(cluster).code;
+    int cells = 0;
+    for (bool isFirst = true; !cluster.empty(); isFirst = false) {
+        const detail::Utf8Character character = FirstCharacter(cluster);
+        cluster.remove_prefix(character.length);
+        if (!isFirst && IsDisputed(character.code, first)) {
+            continue;
+        }
+        const auto code = static_cast<wchar_t>(character.code);
+        const int width = wcwidth(code);
+        wide += width < 0 ? kNoCharacter : code;
+        cells += width < 0 ? 1 : width;
+    }
+    return cells;
+}
+
+/// Appends the text in the form of AppendShown, cut to `width` cells.
 int AppendWide(std::string_view text, int width, std::wstring& wide) {
     std::string shown;
     AppendShown(shown, text);
     int used = 0;
     for (std::string_view rest = shown; !rest.empty();) {
-        const detail::Utf8Character character = FirstCharacter(rest);
-        auto code = static_cast<wchar_t>(character.code);
-        int cells = wcwidth(code);
-        if (cells < 0) {
-            code = kNoCharacter;
-            cells = 1;
-        }
+        const std::size_t length = FirstCluster(rest).length;
+        const std::size_t before = wide.size();
+        const int cells = AppendCluster(rest.substr(0, length), wide);
         if (used + cells > width) {
+            wide.resize(before);
             break;
         }
-        wide += code;
         used += cells;
-        rest.remove_prefix(character.length);
+        rest.remove_prefix(length);
     }
     return used;
 }
@@ -164,7 +193,11 @@ public:
 
     int Put(EPoint at, std::string_view text, int width, const BrowseStyle& style) override {
         std::wstring wide;
+        // ncurses keeps a mark in the cell before it, which the first cell of a line lacks.
+        const bool isIsolated = at.x > 0 && HasRightToLeft(text);
+        wide += isIsolated ? L"\u2068" : L"";
         const int used = AppendWide(text, width, wide);
+        wide += isIsolated ? L"\u2069" : L"";
         const bool isColoured = hasColours_ && style.colour != kDefaultColour;
         const attr_t attributes =
             (style.bold ? A_BOLD : A_NORMAL) | (style.italic ? A_ITALIC : A_NORMAL) |

@@ -11,10 +11,12 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -43,8 +45,24 @@ CliExit TellException(const std::exception& error) noexcept {
 
 bool HasStyle() {
     const char* const terminal = std::getenv("TERM");
-    return std::getenv("NO_COLOR") == nullptr && terminal != nullptr &&
+    const char* const noColour = std::getenv("NO_COLOR");
+    return (noColour == nullptr || *noColour == '\0') && terminal != nullptr &&
            std::string_view(terminal) != "dumb";
+}
+
+/// The columns of the terminal that stdout is: what COLUMNS says, or else the terminal; 0 if
+/// neither tells.
+std::size_t OutputColumns() {
+    if (const char* const text = std::getenv("COLUMNS"); text != nullptr) {
+        const std::string_view digits = text;
+        std::size_t columns = 0;
+        const auto read = std::from_chars(digits.data(), digits.data() + digits.size(), columns);
+        if (read.ec == std::errc() && read.ptr == digits.data() + digits.size() && columns != 0) {
+            return columns;
+        }
+    }
+    struct winsize size {};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
 /// Puts the file of --output into its place, and reports why that can't be.
@@ -87,6 +105,7 @@ CliExit RunCommand(CliCommand& command, CliInstallLocale installLocale) {
     environment.isOutputTerminal = isatty(STDOUT_FILENO) == 1;
     environment.isErrorTerminal = isatty(STDERR_FILENO) == 1;
     environment.hasStyle = environment.isOutputTerminal && HasStyle();
+    environment.outputColumns = environment.isOutputTerminal ? OutputColumns() : 0;
     environment.installLocale = installLocale;
     CliExit exit = CliExit::Done;
     try {

@@ -7,6 +7,7 @@
 #include "apps/etabulon/commands/ScoreCommand.h"
 #include "apps/etabulon/commands/TreeCommand.h"
 #include "apps/etabulon/commands/WalkCommand.h"
+#include "etabulon/report/EReportWidth.h"
 #include "etabulon/version.h"
 
 #include <CLI/CLI.hpp>
@@ -100,11 +101,7 @@ std::string Wrapped(std::string_view text, std::size_t width) {
     std::size_t column = 0;
     while (!text.empty()) {
         const std::size_t length = std::min(text.find_first_of(" \n"), text.size());
-        // The continuation bytes of UTF-8 take no column.
-        std::size_t columns = 0;
-        for (const char byte : text.substr(0, length)) {
-            columns += (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U ? 1U : 0U;
-        }
+        const std::size_t columns = ReportWidth(text.substr(0, length));
         if (column != 0 && column + 1 + columns > width) {
             lines += '\n';
             column = 0;

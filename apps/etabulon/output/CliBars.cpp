@@ -76,6 +76,7 @@ void CliBarsWriter::PutBar(const EReportCell& cell) {
     bar_ += kParts[static_cast<std::size_t>(eighths) % 8];
     EReportCell bar = EReportCellMaker::Of(std::string_view(bar_));
     const auto before = static_cast<std::uint32_t>(zero);
+    bar.form = EReportForm::Drawing;
     bar.indent = isBelow ? before - std::min(before, blocks) : before;
     inner_->Cell(bar);
 }

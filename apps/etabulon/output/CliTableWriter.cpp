@@ -2,23 +2,25 @@
 
 #include "apps/etabulon/output/CliOutput.h"
 #include "apps/etabulon/output/CliUtf8.h"
+#include "etabulon/report/EReportWidth.h"
 
 #include <algorithm>
 
 namespace etabulon {
 namespace {
 
-constexpr std::size_t kSampleRecords = 200;
+constexpr std::size_t kSampleRecords = 1000;
 constexpr std::size_t kSampleBytes = std::size_t{1} << 20U;
-/// The widest that a kept cell makes its column; wider cells shift their line.
-constexpr std::size_t kWidest = 60;
-/// The same limit where all records are measured.
-constexpr std::size_t kWidestOfAll = 120;
+/// The widest that a cell makes its column; a wider one shifts its line instead of all others.
+constexpr std::size_t kWidest = 500;
+/// A column with longer texts isn't made narrower than this.
+constexpr std::size_t kNarrowest = 8;
+constexpr std::string_view kCut = "\xE2\x80\xA6";  // …
+constexpr std::string_view kIsolate = "\xE2\x81\xA8";
+constexpr std::string_view kIsolateEnd = "\xE2\x81\xA9";
 constexpr std::string_view kGap = "  ";
 constexpr std::string_view kDim = "\x1B[2m";
 constexpr std::string_view kPlain = "\x1B[0m";
-
-bool IsPlainByte(char c) noexcept { return c >= ' ' && c < '\x7F'; }
 
 /// The text can't be mistaken for NULL or for a quoted text.
 bool IsUnmistakable(std::string_view text) noexcept {
@@ -44,7 +46,7 @@ void CliTableWriter::Begin(std::span<const CliColumn> columns) {
     for (const CliColumn& column : columns) {
         Column& added = columns_.emplace_back();
         added.nameWidth = AppendShown(added.name, column.name);
-        added.width = added.nameWidth;
+        added.width = std::min(added.nameWidth, kWidest);
         added.side = column.isNumber ? Side::Right : Side::Left;
     }
 }
@@ -76,8 +78,10 @@ CliTableWriter::Shown CliTableWriter::ShowValue(const CliCell& cell) {
             break;
         case CliCellKind::Text:
             shown.width = ShowText(cell.text);
+            shown.isWhole = cell.form != EReportForm::None;
             return shown;
         case CliCellKind::Bytes:
+            shown.isWhole = false;
             cell.text.empty() ? text_ += "\"\"" : text_;
             AppendHex(text_, cell.text);
             break;
@@ -101,8 +105,9 @@ void CliTableWriter::Cell(const CliCell& cell) {
     if (isSampling_) {
         const Shown shown = Show(cell);
         Column& column = columns_[place_];
-        column.width =
-            std::max(column.width, std::min(shown.width, measuresAll_ ? kWidestOfAll : kWidest));
+        const std::size_t width = std::min(shown.width, kWidest);
+        column.width = std::max(column.width, width);
+        column.wholeWidth = std::max(column.wholeWidth, shown.isWhole ? width : 0);
         sample_.push_back(shown);
     } else {
         text_.clear();
@@ -123,6 +128,7 @@ void CliTableWriter::EndRecord() {
 
 void CliTableWriter::EndSample() {
     isSampling_ = false;
+    FitColumns();
     PutHeader();
     std::string_view rest = text_;
     for (std::size_t index = 0; index < sample_.size(); ++index) {
@@ -133,10 +139,39 @@ void CliTableWriter::EndSample() {
     sample_ = {};
 }
 
+/// The width of a line whose columns of texts are at most `level` wide.
+std::size_t CliTableWriter::LineWidth(std::size_t level) const noexcept {
+    std::size_t width = 0;
+    for (const Column& column : columns_) {
+        width += std::max(column.wholeWidth, std::min(column.width, level)) + kGap.size();
+    }
+    return width - std::min(width, kGap.size());
+}
+
+void CliTableWriter::FitColumns() {
+    if (!screen_.isTerminal) {
+        return;
+    }
+    std::size_t level = kWidest;
+    while (level > kNarrowest && LineWidth(level) > screen_.columns) {
+        --level;
+    }
+    const std::size_t width = LineWidth(level);
+    if (width > screen_.columns) {
+        return;
+    }
+    cuts_ = true;
+    // If texts are cut, a text that isn't measured yet has no more room than those.
+    free_ = level == kWidest ? screen_.columns - width : 0;
+    for (Column& column : columns_) {
+        column.width = std::max(column.wholeWidth, std::min(column.width, level));
+    }
+}
+
 void CliTableWriter::PutHeader() {
     for (std::size_t place = 0; place < columns_.size(); ++place) {
         const Column& column = columns_[place];
-        Put(place, {column.name.size(), column.nameWidth, column.side, false}, column.name);
+        Put(place, {column.name.size(), column.nameWidth, column.side, false, false}, column.name);
     }
     for (std::size_t place = 0; place < columns_.size(); ++place) {
         Output().Append(place == 0 ? "" : kGap);
@@ -147,28 +182,44 @@ void CliTableWriter::PutHeader() {
     Output().EndLine();
 }
 
-void CliTableWriter::Put(std::size_t place, const Shown& shown, std::string_view text) {
+void CliTableWriter::Put(std::size_t place, Shown shown, std::string_view text) {
     CliOutput& output = Output();
     const Column& column = columns_[place];
     const bool isLast = place + 1 == columns_.size();
+    freeOfLine_ = place == 0 ? free_ : freeOfLine_;
+    const std::size_t room = std::max<std::size_t>(column.width + freeOfLine_, 1);
+    const bool isCut = cuts_ && !shown.isWhole && shown.width > room;
+    if (isCut) {
+        const EReportCluster front = FrontOfWidth(text, room - 1);
+        text = text.substr(0, front.length);
+        shown.width = front.width + 1;
+    }
     const std::size_t blanks = column.width - std::min(column.width, shown.width);
+    const std::size_t over = shown.width - std::min(column.width, shown.width);
+    freeOfLine_ -= std::min(freeOfLine_, over);
     output.Append(place == 0 ? "" : kGap);
     if (shown.side == Side::Right) {
         output.AppendBlanks(blanks);
     }
-    if (shown.isNull && hasStyle_) {
-        output.Append(kDim);
-        output.Append(text);
-        output.Append(kPlain);
-    } else {
-        output.Append(text);
-    }
+    PutText(shown, text, isCut);
     if (shown.side == Side::Left && !isLast) {
         output.AppendBlanks(blanks);
     }
     if (isLast) {
         output.EndLine();
     }
+}
+
+void CliTableWriter::PutText(const Shown& shown, std::string_view text, bool isCut) {
+    CliOutput& output = Output();
+    const bool isDim = shown.isNull && screen_.hasStyle;
+    const bool isIsolated = screen_.isTerminal && HasRightToLeft(text);
+    output.Append(isDim ? kDim : "");
+    output.Append(isIsolated ? kIsolate : "");
+    output.Append(text);
+    output.Append(isCut ? kCut : "");
+    output.Append(isIsolated ? kIsolateEnd : "");
+    output.Append(isDim ? kPlain : "");
 }
 
 void CliTableWriter::Finish(bool /*isWhole*/) {

@@ -1,5 +1,7 @@
 #include "apps/etabulon/output/CliUtf8.h"
 
+#include "etabulon/report/EReportWidth.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -14,22 +16,11 @@ struct CodeRange {
     char32_t last;
 };
 
-/// The common ranges only: terminals themselves disagree about the rest.
-constexpr std::array kWide = {
-    CodeRange{0x1100, 0x115F},   CodeRange{0x2E80, 0x303E},   CodeRange{0x3041, 0x33FF},
-    CodeRange{0x3400, 0x4DBF},   CodeRange{0x4E00, 0x9FFF},   CodeRange{0xA000, 0xA4CF},
-    CodeRange{0xAC00, 0xD7A3},   CodeRange{0xF900, 0xFAFF},   CodeRange{0xFE30, 0xFE6F},
-    CodeRange{0xFF00, 0xFF60},   CodeRange{0xFFE0, 0xFFE6},   CodeRange{0x1F300, 0x1F64F},
-    CodeRange{0x1F680, 0x1F6FF}, CodeRange{0x1F900, 0x1F9FF}, CodeRange{0x20000, 0x3FFFD},
-};
-constexpr std::array kNoWidth = {
-    CodeRange{0x0300, 0x036F}, CodeRange{0x200B, 0x200D}, CodeRange{0x20D0, 0x20FF},
-    CodeRange{0xFE00, 0xFE0F}, CodeRange{0xFE20, 0xFE2F},
-};
 /// Control characters, marks that turn the writing direction, and Unicode line ends.
 constexpr std::array kControl = {
-    CodeRange{0x00, 0x1F},     CodeRange{0x7F, 0x9F},     CodeRange{0x200E, 0x200F},
-    CodeRange{0x2028, 0x202E}, CodeRange{0x2066, 0x2069}, CodeRange{0xFEFF, 0xFEFF},
+    CodeRange{0x00, 0x1F},     CodeRange{0x7F, 0x9F},     CodeRange{0x061C, 0x061C},
+    CodeRange{0x200E, 0x200F}, CodeRange{0x2028, 0x202E}, CodeRange{0x2066, 0x2069},
+    CodeRange{0xFEFF, 0xFEFF},
 };
 
 template <std::size_t count>
@@ -59,7 +50,17 @@ void AppendEscape(std::string& shown, std::string_view bytes) {
     }
 }
 
+/// The length of the plain front of a text.
+std::size_t PlainFront(std::string_view text) noexcept {
+    const auto end = std::find_if_not(text.begin(), text.end(), IsPlainByte);
+    const auto length = static_cast<std::size_t>(end - text.begin());
+    // A mark behind the last one would belong to it.
+    return length != 0 && length != text.size() ? length - 1 : length;
+}
+
 }  // namespace
+
+bool IsPlainByte(char c) noexcept { return c >= ' ' && c < '\x7F'; }
 
 bool IsUtf8(std::string_view text) noexcept {
     while (!text.empty()) {
@@ -72,32 +73,29 @@ bool IsUtf8(std::string_view text) noexcept {
     return true;
 }
 
-std::size_t WidthOf(char32_t code) noexcept {
-    if (code < kNoWidth.front().first) {
-        return 1;
-    }
-    if (IsIn(kNoWidth, code)) {
-        return 0;
-    }
-    return IsIn(kWide, code) ? 2 : 1;
-}
-
 bool IsControl(char32_t code) noexcept { return IsIn(kControl, code); }
 
 std::size_t AppendShown(std::string& shown, std::string_view text) {
     std::size_t width = 0;
     while (!text.empty()) {
-        const detail::Utf8Character character = FirstCharacter(text);
-        const std::size_t length = std::max<std::size_t>(character.length, 1);
-        if (character.length == 0 || IsControl(character.code)) {
+        if (const std::size_t plain = PlainFront(text); plain != 0) {
+            shown.append(text.substr(0, plain));
+            width += plain;
+            text.remove_prefix(plain);
+            continue;
+        }
+        // A character that is escaped is a cluster of its own.
+        const EReportCluster cluster = FirstCluster(text);
+        const detail::Utf8Character first = FirstCharacter(text);
+        if (first.length == 0 || IsControl(first.code)) {
             const std::size_t before = shown.size();
-            AppendEscape(shown, text.substr(0, length));
+            AppendEscape(shown, text.substr(0, cluster.length));
             width += shown.size() - before;
         } else {
-            shown.append(text.substr(0, length));
-            width += WidthOf(character.code);
+            shown.append(text.substr(0, cluster.length));
+            width += cluster.width;
         }
-        text.remove_prefix(length);
+        text.remove_prefix(cluster.length);
     }
     return width;
 }

@@ -27,13 +27,13 @@ std::unique_ptr<EReportWriter> MakeWriter(const CliPrinting& printing) {
         case CliFormat::Xlsx:
             return std::make_unique<EReportXlsxWriter>(output, printing.temporaryFolder);
         default:
-            return std::make_unique<CliTableWriter>(output, printing.hasStyle);
+            return std::make_unique<CliTableWriter>(output, printing.screen);
     }
 }
 
 std::unique_ptr<EReportWriter> MakeResultWriter(const CliPrinting& printing) {
     return printing.format == CliFormat::Table
-               ? std::make_unique<CliTableWriter>(printing.output, printing.hasStyle,
+               ? std::make_unique<CliTableWriter>(printing.output, printing.screen,
                                                   /*measuresAll=*/true)
                : MakeWriter(printing);
 }

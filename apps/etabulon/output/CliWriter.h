@@ -52,11 +52,18 @@ private:
     CliOutput& output_;
 };
 
+/// What the output is shown on.
+struct CliScreen {
+    bool isTerminal = false;
+    std::size_t columns = 0;  // of the terminal; 0 if unknown
+    bool hasStyle = false;    // may be coloured
+};
+
 /// Where a command prints to, and how.
 struct CliPrinting {
     CliOutput& output;
     CliFormat format = CliFormat::Table;
-    bool hasStyle = false;             // the table may be coloured for a terminal
+    CliScreen screen = {};
     std::string temporaryFolder = {};  // for a format that needs files; empty: the system's
     bool isDark = false;               // a picture is for a dark background
     CliBarStyle bars = CliBarStyle::None;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace etabulon {
@@ -18,6 +19,7 @@ struct CliEnvironment {
     EReportFile& file;  // not open without --output
     bool isOutputTerminal = false;
     bool isErrorTerminal = false;
+    std::size_t outputColumns = 0;             // of the terminal; 0 if unknown
     bool hasStyle = false;                     // stdout may be coloured
     CliInstallLocale installLocale = nullptr;  // null without ICU
 };

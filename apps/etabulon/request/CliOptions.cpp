@@ -242,9 +242,12 @@ CliPrinting CliOutputOptions::Printing(const CliEnvironment& environment) const 
         const std::size_t slash = file_->rfind('/');
         folder = slash == std::string::npos ? "." : file_->substr(0, slash + 1);
     }
-    return {environment.output,   Format(environment),
-            environment.hasStyle, std::move(folder),
-            theme_ == "dark",     hasBars_ ? BarStyleOfLocale() : CliBarStyle::None};
+    return {environment.output,
+            Format(environment),
+            {environment.isOutputTerminal, environment.outputColumns, environment.hasStyle},
+            std::move(folder),
+            theme_ == "dark",
+            hasBars_ ? BarStyleOfLocale() : CliBarStyle::None};
 }
 
 void CliLocaleOptions::Declare(CLI::App& app) {

@@ -31,6 +31,7 @@ enum class EReportForm : std::uint8_t {
     Date = 3,      // the text is 2001-02-09
     Time = 4,      // 12:30:00, or 12:30:00.500
     DateTime = 5,  // both, with a blank between them
+    Drawing = 6,   // a picture made of characters, such as a bar
 };
 
 /// A value as the formats see it. The text is borrowed until its maker makes the next cell.
