@@ -323,8 +323,7 @@ TEST_F(Edit, WhatCannotBeWrittenPrintsTheScript) {
     EXPECT_EQ(Run("--delete shelf=A --save").status, 0);
     path = folder.MakeFile("people.csv", "name,age\nAnn,3\n");
     ExpectUnsaved("--set name=Ann:age=4", "set name=Ann:age=4\n", "table of text", "people");
-    EXPECT_EQ(Printed("edit @ --set name=Ann:age=4 --show walk", path),
-              "name\trowid\tage\nAnn\t1\t4\n");
+    EXPECT_EQ(Printed("edit @ --set name=Ann:age=4 --show walk", path), "name\tage\nAnn\t4\n");
 }
 
 TEST_F(Edit, WhatIsLockedForAllPrintsTheEditsAsTheyWereAsked) {

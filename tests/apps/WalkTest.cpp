@@ -82,6 +82,40 @@ TEST(PlacesByValue, HoldTheirRecords) {
     }
 }
 
+TEST(TableWithoutAKey, ShowsRecordNumbersOnlyWhereAsked) {
+    const TestFolder folder;
+    const std::string database = folder.MakeDatabase(
+        "keyless.db",
+        "CREATE TABLE t(a, b INT); INSERT INTO t VALUES ('x', 7), ('y', 8);"
+        "CREATE TABLE hidden(rowid TEXT, b); INSERT INTO hidden VALUES ('q', 7);"
+        "CREATE VIEW v AS SELECT * FROM t;");
+    const std::string file = folder.MakeFile("people.csv", "name,age\nAnn,3\nBob,4\n");
+    const std::string sources[] = {database, file};
+    const std::pair<int, std::pair<std::string, std::string>> cases[] = {
+        {0, {"walk @ t", "a\tb\nx\t7\ny\t8\n"}},
+        {0,
+         {"walk @ t --levels b --columns RowID,a,rowid --limit 1",
+          "b\trowid\ta\trowid_2\n7\t1\tx\t1\n"}},
+        {0, {"walk @ t --columns a,rowid --sort b:desc", "a\trowid\ny\t2\nx\t1\n"}},
+        {0, {"walk @ t --limit 1 --format ndjson", "{\"a\":\"x\",\"b\":7}\n"}},
+        {0, {"walk @ hidden", "rowid\tb\nq\t7\n"}},
+        {0, {"walk @ hidden --columns rowid,_rowid_", "rowid\t_rowid_\nq\t1\n"}},
+        {0, {"grid @ t --axes a --calc COUNT:b --drill y", "a\tb\ny\t8\n"}},
+        {0, {"tree @ t --levels a --leaves", "a\tcount\trowid\nx\t1\t1\ny\t1\t2\n"}},
+        {1, {"walk @ --limit 1", "name\tage\nAnn\t3\n"}},
+        {1, {"walk @ --columns rowid --format json", "[\n{\"rowid\":1},\n{\"rowid\":2}\n]\n"}},
+        {1,
+         {"edit @ --insert name=Cy --show walk --columns rowid",
+          "name\trowid\nAnn\t1\nBob\t2\nCy\t\\N\n"}}};
+    for (const auto& [source, each] : cases) {
+        EXPECT_EQ(Printed(each.first, sources[source]), each.second) << each.first;
+    }
+    // A line without columns is a line of no format.
+    ExpectFailures({{"walk @ t --columns ''", 2, {"no column"}},
+                    {"walk @ v --columns '' --format json", 2, {"no column"}}},
+                   database);
+}
+
 constexpr const char* kHostile = R"(
     CREATE TABLE "a.b, ""c"">d"("x>y" INTEGER PRIMARY KEY, "1" TEXT, "12" TEXT, "août" TEXT,
         "AOÛT" TEXT, "q""=:" TEXT, " s " TEXT, "; DROP TABLE z; --" TEXT, "%41" TEXT, "A" TEXT);
@@ -112,7 +146,7 @@ TEST(CsvSource, IsRecognisedByContentWithItsSeparator) {
                   .find("{\"name\":\"Bob\","),
               0U);
     ExpectHas(walk("people.csv", "name;\"a,b,c,d\";age\nAnn;x,y;30\nBob;z;31\n", "--columns age"),
-              {"\t31\n"});
+              {"\n31\n"});
     ExpectHas(walk("people.tsv", "name\tage\nAnn, x\t30\n", "people --columns name"), {"Ann, x\n"});
     ExpectHas(walk("bars.txt", "a,b|c\n1,2|3\n", "--separator | --columns \"a,b\""), {"1,2\n"});
 }

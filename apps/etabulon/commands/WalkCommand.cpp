@@ -1,6 +1,7 @@
 #include "apps/etabulon/commands/WalkCommand.h"
 
 #include "apps/etabulon/output/CliUtf8.h"
+#include "apps/etabulon/request/CliSuggest.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -11,7 +12,8 @@ void WalkCommand::DeclareView(CLI::App& app) {
     levels_.Declare(app);
     AddList(app, "--columns", columns_,
             "The values to print: column, link>column, separated by commas; "
-            "without it all columns that are neither level nor key");
+            "without it all columns that are neither level nor key; rowid is the number "
+            "of a record in a table without a key");
     AddList(app, "--sort", sort_,
             "Sort by these columns, each with :asc or :desc behind it; NULL comes first, and texts "
             "are sorted as --locale says. The records are held in memory: with --limit N of them");
@@ -34,12 +36,29 @@ void WalkCommand::DeclareView(CLI::App& app) {
         "and \"\"; in json bytes that aren't UTF-8 text are {\"hex\":\"...\"}.");
 }
 
-CliResult<std::vector<CliVariable>> WalkCommand::FindValues(const CliLevels& levels) const {
+CliResult<WalkCommand::Values> WalkCommand::FindValues(const CliLevels& levels) const {
     if (columns_.empty()) {
-        return AllValues(levels);
+        return Values{AllValues(levels), {}};
     }
     const CliResult<std::vector<CliPath>> paths = ParsePaths(JoinLists(columns_));
-    return paths ? levels.Table().FindVariables(*paths) : paths.Failure();
+    if (!paths) {
+        return paths.Failure();
+    }
+    const std::string rowNumber = Lowered(RowNumberName(levels.Table().Info()));
+    Values values;
+    for (const CliPath& path : *paths) {
+        if (path.steps.size() == 1 && !rowNumber.empty() &&
+            Lowered(path.steps.front().name) == rowNumber) {
+            values.rowNumbers.push_back(values.variables.size());
+            continue;
+        }
+        CliResult<CliVariable> variable = levels.Table().FindVariable(path);
+        if (!variable) {
+            return variable.Failure();
+        }
+        values.variables.push_back(std::move(*variable));
+    }
+    return values;
 }
 
 CliResult<std::vector<CliRecordKey>> WalkCommand::FindOrder(const CliTable& table) const {
@@ -73,7 +92,7 @@ CliResult<> WalkCommand::Show(CliEnvironment& environment, const CliWalkContext&
     if (!tag) {
         return tag.Failure();
     }
-    const CliResult<std::vector<CliVariable>> values = FindValues(levels);
+    const CliResult<Values> values = FindValues(levels);
     if (!values) {
         return values.Failure();
     }
@@ -82,8 +101,9 @@ CliResult<> WalkCommand::Show(CliEnvironment& environment, const CliWalkContext&
         return order.Failure();
     }
     const auto limit = limit_ ? static_cast<std::uint64_t>(*limit_) : CliRecordsRequest::kNoLimit;
-    return PrintRecords(context, {levels, *tag, *values, limit, *order},
-                        Output().Printing(environment));
+    return PrintRecords(
+        context, {levels, *tag, values->variables, limit, *order, nullptr, values->rowNumbers},
+        Output().Printing(environment));
 }
 
 }  // namespace etabulon

@@ -5,6 +5,7 @@
 #include "apps/etabulon/views/CliRecords.h"
 #include "apps/etabulon/walk/CliWalk.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -31,7 +32,12 @@ protected:
     [[nodiscard]] const CliLevelOptions& LevelOptions() const noexcept override { return levels_; }
 
 private:
-    [[nodiscard]] CliResult<std::vector<CliVariable>> FindValues(const CliLevels& levels) const;
+    /// The columns to print, and where among them the number of the record stands.
+    struct Values {
+        std::vector<CliVariable> variables;
+        std::vector<std::size_t> rowNumbers;
+    };
+    [[nodiscard]] CliResult<Values> FindValues(const CliLevels& levels) const;
 
     [[nodiscard]] CliResult<std::vector<CliRecordKey>> FindOrder(const CliTable& table) const;
 

@@ -24,11 +24,9 @@ struct KeyPart {
     CliColumn column;
 };
 
-/// The parts of the key that aren't printed as levels already.
+/// The parts of the key that aren't printed as levels already. A number that stands for a key isn't
+/// one of them.
 std::vector<KeyPart> KeyParts(const ESqlTableInfo& table, const CliLevels& levels) {
-    if (table.keyKind == ESqlKeyKind::RowId) {
-        return {{0, {table.rowIdName, true}}};
-    }
     std::vector<KeyPart> parts;
     for (std::uint16_t place = 0; place < table.key.size(); ++place) {
         const ESqlColumn& column = table.columns[table.key[place]];
@@ -38,6 +36,8 @@ std::vector<KeyPart> KeyParts(const ESqlTableInfo& table, const CliLevels& level
     }
     return parts;
 }
+
+constexpr auto kRowNumber = static_cast<std::size_t>(-1);  // in place of a value
 
 /// Writes a line for each record: the levels' texts, the key, the values.
 class RecordPrinter final : public ECursorListener {
@@ -54,8 +54,17 @@ public:
             columns_.push_back(std::move(part.column));
             keyPlaces_.push_back(part.place);
         }
-        for (const CliVariable& value : request.values) {
-            columns_.push_back({value.shown, IsNumber(value.variable->TypeCode())});
+        auto rowNumber = request.rowNumbers.begin();
+        for (std::size_t place = 0; place <= request.values.size(); ++place) {
+            for (; rowNumber != request.rowNumbers.end() && *rowNumber == place; ++rowNumber) {
+                columns_.push_back({std::string(RowNumberName(table)), true});
+                printed_.push_back(kRowNumber);
+            }
+            if (place < request.values.size()) {
+                const CliVariable& value = request.values[place];
+                columns_.push_back({value.shown, IsNumber(value.variable->TypeCode())});
+                printed_.push_back(place);
+            }
         }
         GiveNames(columns_);
     }
@@ -71,15 +80,16 @@ public:
         if (request_.selection != nullptr && !request_.selection->Has(cursor.CurrentTag())) {
             return StatusOk;
         }
-        Put(cursor.CurrentTag(), cursor.PrimaryKey(), fields_.size(),
+        Put(cursor.CurrentTag(), cursor.PrimaryKey(),
             [this](std::size_t place) -> const EVariant& { return *fields_[place]; });
         // A broken output ends the walk without a failure: the output itself reports the reason.
         return count_ == request_.limit || output_.IsBroken() ? StatusEnd : StatusOk;
     }
     void Put(const ESortedRecords::Record& record) {
-        Put(record.tag, record.key, record.values.size(),
+        Put(record.tag, record.key,
             [&record](std::size_t place) -> const EVariant& { return record.values[place]; });
     }
+    [[nodiscard]] bool HasColumns() const noexcept { return !columns_.empty(); }
     [[nodiscard]] bool IsBroken() const { return output_.IsBroken(); }
     /// Called at the first record, so that a walk that fails before it prints nothing.
     void Begin() {
@@ -98,19 +108,25 @@ public:
 
 private:
     template <class ValueAt>
-    void Put(const ETabulonTag& tag, const ETabulonPrimaryKey& key, std::size_t values,
-             const ValueAt& valueAt) {
+    void Put(const ETabulonTag& tag, const ETabulonPrimaryKey& key, const ValueAt& valueAt) {
         Begin();
         PutTag(tag);
         for (const std::uint16_t place : keyPlaces_) {
-            writer_->Cell(place < key.Fields().Size() ? maker_.Of(key.Fields().At(place))
-                                                      : CliCell{});
+            PutKey(key, place);
         }
-        for (std::size_t place = 0; place < values; ++place) {
-            writer_->Cell(maker_.Of(valueAt(place)));
+        for (const std::size_t place : printed_) {
+            if (place == kRowNumber) {
+                PutKey(key, 0);
+            } else {
+                writer_->Cell(maker_.Of(valueAt(place)));
+            }
         }
         writer_->EndRecord();
         ++count_;
+    }
+    void PutKey(const ETabulonPrimaryKey& key, std::uint16_t place) {
+        // The key of a record that an edit inserts isn't known.
+        writer_->Cell(place < key.Fields().Size() ? maker_.Of(key.Fields().At(place)) : CliCell{});
     }
     void PutTag(const ETabulonTag& tag) {
         for (unsigned int level = 0; level < hasLabel_.size(); ++level) {
@@ -130,6 +146,7 @@ private:
     std::unique_ptr<EReportWriter> writer_;
     std::vector<CliColumn> columns_;
     std::vector<std::uint16_t> keyPlaces_;
+    std::vector<std::size_t> printed_;  // behind the key: places of values, or kRowNumber
     std::uint64_t count_ = 0;
     std::vector<bool> hasLabel_;
     std::vector<const EField*> fields_;
@@ -151,6 +168,11 @@ ERef<ESortedRecords> Sorted(const CliRecordsRequest& request) {
 
 }  // namespace
 
+std::string_view RowNumberName(const ESqlTableInfo& table) {
+    return table.keyKind == ESqlKeyKind::RowId ? std::string_view(table.rowIdName)
+                                               : std::string_view();
+}
+
 std::vector<CliVariable> AllValues(const CliLevels& levels) {
     const ESqlTableInfo& table = levels.Table().Info();
     std::vector<CliVariable> values;
@@ -170,6 +192,11 @@ CliResult<> PrintRecords(const CliWalkContext& context, const CliRecordsRequest&
         return CliFailure{CliExit::Usage, "records are no picture: another format prints them"};
     }
     RecordPrinter printer(context.table.Info(), request, printing);
+    if (!printer.HasColumns()) {
+        return CliFailure{CliExit::Usage,
+                          "there is no column to print: without levels and a key, --columns must "
+                          "name one"};
+    }
     CliCursor cursor(context.interrupt);
     std::vector<CliVariable> read = request.values;
     for (const CliRecordKey& key : request.order) {
