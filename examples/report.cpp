@@ -1,9 +1,11 @@
-// Results as files: a cross table as a spreadsheet and as a picture.
+// Results as files: a cross table as a spreadsheet, as CSV, as HTML and as a picture.
 
 #include "Shop.h"
 #include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/grid/ETabulonGridFiller.h"
+#include "etabulon/report/EReportDelimited.h"
 #include "etabulon/report/EReportFile.h"
+#include "etabulon/report/EReportMarkup.h"
 #include "etabulon/report/EReportScene.h"
 #include "etabulon/report/EReportXlsx.h"
 #include "etabulon/sort/ETabulonSortDesc.h"
@@ -50,14 +52,17 @@ int main() {
     EReportGridView view(names, cross);
     grid->SendTo(&view);
 
-    const bool isSheet = WriteFile("shop.xlsx", [&](EReportSink& file) {
-        EReportXlsxWriter writer(file);
+    const auto writeCross = [&cross](EReportWriter&& writer) {
         WriteCrosses(writer, {&cross, 1}, /*isNumber=*/true);
-    });
+    };
+    const bool areTables =
+        WriteFile("shop.xlsx", [&](EReportSink& file) { writeCross(EReportXlsxWriter(file)); }) &&
+        WriteFile("shop.csv", [&](EReportSink& file) { writeCross(EReportCsvWriter(file)); }) &&
+        WriteFile("shop.html", [&](EReportSink& file) { writeCross(EReportHtmlWriter(file)); });
     const EReportChart chart = MakeChart(cross);  // a heat map of two axes
     const bool isPicture = WriteFile("shop.svg", [&](EReportSink& file) {
         WriteSvg(DrawChart(chart, EReportTheme::Light()), file);
     });
     std::printf("%s\n", chart.title.c_str());
-    return isSheet && isPicture && chart.title == "SUM(Amount) by Country and Product" ? 0 : 1;
+    return areTables && isPicture && chart.title == "SUM(Amount) by Country and Product" ? 0 : 1;
 }

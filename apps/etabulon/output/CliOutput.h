@@ -46,13 +46,12 @@ public:
         buffer_[used_++] = c;
     }
     void AppendBlanks(std::size_t count);
-    /// Appends the rest of a line, and the line feed that ends it. Line feeds within a value, as in
-    /// CSV, don't end a line.
-    void EndLine(std::string_view rest = {}) {
+    void EndLine(std::string_view rest) override {
         Append(rest);
         Append('\n');
         whole_ = used_;
     }
+    void EndLine() { EndLine({}); }
     /// Writes the lines that have ended.
     void Flush();
     /// Writes the whole buffer, a last unfinished line too.

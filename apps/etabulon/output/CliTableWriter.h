@@ -18,10 +18,10 @@ namespace etabulon {
 ///
 /// NULL is written bare. A text that could be mistaken (empty, NULL, with blanks at its ends, a
 /// quote at its front, or control characters) is written in quotes with \ escapes.
-class CliTableWriter final : public CliWriter {
+class CliTableWriter final : public EReportWriter {
 public:
     CliTableWriter(CliOutput& output, const CliScreen& screen, bool measuresAll = false)
-        : CliWriter(output), screen_(screen), measuresAll_(measuresAll) {}
+        : output_(output), screen_(screen), measuresAll_(measuresAll) {}
     void Begin(std::span<const CliColumn> columns) override;
     void Cell(const CliCell& cell) override;
     void EndRecord() override;
@@ -54,6 +54,9 @@ private:
     void Put(std::size_t place, Shown shown, std::string_view text);
     void PutText(const Shown& shown, std::string_view text, bool isCut);
 
+    [[nodiscard]] CliOutput& Output() const noexcept { return output_; }
+
+    CliOutput& output_;
     std::vector<Column> columns_;
     std::size_t place_ = 0;  // of the next cell
     CliScreen screen_;

@@ -1,10 +1,10 @@
 #include "apps/etabulon/output/CliWriter.h"
 
-#include "apps/etabulon/output/CliDelimitedWriter.h"
-#include "apps/etabulon/output/CliJsonWriter.h"
-#include "apps/etabulon/output/CliMarkupWriter.h"
 #include "apps/etabulon/output/CliOutput.h"
 #include "apps/etabulon/output/CliTableWriter.h"
+#include "etabulon/report/EReportDelimited.h"
+#include "etabulon/report/EReportJson.h"
+#include "etabulon/report/EReportMarkup.h"
 #include "etabulon/report/EReportXlsx.h"
 
 namespace etabulon {
@@ -13,17 +13,17 @@ std::unique_ptr<EReportWriter> MakeWriter(const CliPrinting& printing) {
     CliOutput& output = printing.output;
     switch (printing.format) {
         case CliFormat::Csv:
-            return std::make_unique<CliCsvWriter>(output);
+            return std::make_unique<EReportCsvWriter>(output);
         case CliFormat::Tsv:
-            return std::make_unique<CliTsvWriter>(output);
+            return std::make_unique<EReportTsvWriter>(output);
         case CliFormat::Json:
-            return std::make_unique<CliJsonWriter>(output, /*isArray=*/true);
+            return std::make_unique<EReportJsonWriter>(output, /*isArray=*/true);
         case CliFormat::NdJson:
-            return std::make_unique<CliJsonWriter>(output, /*isArray=*/false);
+            return std::make_unique<EReportJsonWriter>(output, /*isArray=*/false);
         case CliFormat::Markdown:
-            return std::make_unique<CliMarkdownWriter>(output);
+            return std::make_unique<EReportMarkdownWriter>(output);
         case CliFormat::Html:
-            return std::make_unique<CliHtmlWriter>(output);
+            return std::make_unique<EReportHtmlWriter>(output);
         case CliFormat::Xlsx:
             return std::make_unique<EReportXlsxWriter>(output, printing.temporaryFolder);
         default:

@@ -41,17 +41,6 @@ inline constexpr std::array<std::pair<const char*, CliFormat>, 9> kCliFormats = 
 
 using CliColumn = EReportColumn;
 
-/// A writer of one of the formats that are text. Only the table format keeps records: the first
-/// ones, for the widths of its columns.
-class CliWriter : public EReportWriter {
-protected:
-    explicit CliWriter(CliOutput& output) : output_(output) {}
-    [[nodiscard]] CliOutput& Output() const noexcept { return output_; }
-
-private:
-    CliOutput& output_;
-};
-
 /// What the output is shown on.
 struct CliScreen {
     bool isTerminal = false;

@@ -1,9 +1,9 @@
 #include "apps/etabulon/views/CliCrossPrinter.h"
 
-#include "apps/etabulon/output/CliJsonWriter.h"
 #include "apps/etabulon/output/CliOutput.h"
 #include "apps/etabulon/output/CliTableWriter.h"
 #include "apps/etabulon/views/CliDrawing.h"
+#include "etabulon/report/EReportJson.h"
 
 #include <fmt/format.h>
 

@@ -1,11 +1,11 @@
 #include "apps/etabulon/views/CliRanking.h"
 
-#include "apps/etabulon/output/CliJsonWriter.h"
 #include "apps/etabulon/output/CliOutput.h"
 #include "apps/etabulon/views/CliCross.h"
 #include "apps/etabulon/views/CliCrossPrinter.h"
 #include "apps/etabulon/views/CliDrawing.h"
 #include "etabulon/cross/ECrossTable.h"
+#include "etabulon/report/EReportJson.h"
 
 #include <fmt/format.h>
 

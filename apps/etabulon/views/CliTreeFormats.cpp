@@ -1,6 +1,6 @@
-#include "apps/etabulon/output/CliJsonWriter.h"
 #include "apps/etabulon/output/CliOutput.h"
 #include "apps/etabulon/views/CliTreePrinter.h"
+#include "etabulon/report/EReportJson.h"
 
 namespace etabulon {
 namespace {

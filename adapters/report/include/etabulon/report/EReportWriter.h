@@ -22,6 +22,12 @@ public:
     virtual ~EReportSink() = default;
 
     virtual void Append(std::string_view bytes) = 0;
+    /// Appends the rest of a line, and the line feed that ends it. A sink may hand on whole lines
+    /// only. Line feeds within a value, as in CSV, don't end a line.
+    virtual void EndLine(std::string_view rest) {
+        Append(rest);
+        Append("\n");
+    }
     /// Breaks the sink for a reason that a writer has found, one sentence: the format can't hold a
     /// value, for example.
     virtual void Fail(std::string_view reason) = 0;

@@ -1,14 +1,13 @@
-#include "apps/etabulon/output/CliJsonWriter.h"
+#include "etabulon/report/EReportJson.h"
 
-#include "apps/etabulon/output/CliOutput.h"
-#include "apps/etabulon/output/CliUtf8.h"
+#include "etabulon/report/EReportText.h"
 
 #include <algorithm>
 
 namespace etabulon {
 namespace {
 
-/// A string with the appending functions of an output.
+/// A string with the appending function of a sink.
 struct StringOutput {
     std::string& text;
     void Append(std::string_view more) { text += more; }
@@ -49,17 +48,19 @@ void PutString(Output& output, std::string_view text) {
     output.Append(std::string_view("\""));
 }
 
-void PutBytes(CliOutput& output, std::string_view bytes) {
+template <class Output>
+void PutBytes(Output& output, std::string_view bytes) {
     output.Append(R"({"hex":")");
     AppendHex(output, bytes);
     output.Append(R"("})");
 }
 
-void PutText(CliOutput& output, std::string_view text) {
+template <class Output>
+void PutText(Output& output, std::string_view text) {
     if (std::all_of(text.begin(), text.end(), IsPlain)) {
-        output.Append('"');
+        output.Append("\"");
         output.Append(text);
-        output.Append('"');
+        output.Append("\"");
     } else if (IsUtf8(text)) {
         PutString(output, text);
     } else {
@@ -67,21 +68,20 @@ void PutText(CliOutput& output, std::string_view text) {
     }
 }
 
-}  // namespace
-
-void AppendJson(CliOutput& output, const CliCell& cell) {
+template <class Output>
+void PutValue(Output& output, const EReportCell& cell) {
     switch (cell.kind) {
-        case CliCellKind::Null:
-        case CliCellKind::Absent:
+        case EReportKind::Null:
+        case EReportKind::Absent:
             output.Append("null");
             break;
-        case CliCellKind::Text:
+        case EReportKind::Text:
             PutText(output, cell.text);
             break;
-        case CliCellKind::Differing:
+        case EReportKind::Differing:
             output.Append(R"({"special":"differ"})");
             break;
-        case CliCellKind::Bytes:
+        case EReportKind::Bytes:
             PutBytes(output, cell.text);
             break;
         default:
@@ -89,6 +89,10 @@ void AppendJson(CliOutput& output, const CliCell& cell) {
             break;
     }
 }
+
+}  // namespace
+
+void AppendJson(EReportSink& sink, const EReportCell& cell) { PutValue(sink, cell); }
 
 std::string JsonName(std::string_view name) {
     std::string text;
@@ -104,43 +108,43 @@ std::string JsonName(std::string_view name) {
     return text;
 }
 
-void CliJsonWriter::Begin(std::span<const CliColumn> columns) {
-    for (const CliColumn& column : columns) {
+void EReportJsonWriter::Begin(std::span<const EReportColumn> columns) {
+    for (const EReportColumn& column : columns) {
         std::string& head = heads_.emplace_back(heads_.empty() ? "{" : ",");
         head += JsonName(column.name);
         head += ':';
     }
     if (isArray_) {
-        Output().Append('[');
+        sink_.Append("[");
     }
 }
 
-void CliJsonWriter::Cell(const CliCell& cell) {
-    CliOutput& output = Output();
-    if (place_ == 0 && isArray_) {
-        output.EndLine(hasRecords_ ? "," : "");
+void EReportJsonWriter::Cell(const EReportCell& cell) {
+    if (next_ == 0 && isArray_) {
+        sink_.EndLine(hasRecords_ ? "," : "");
     }
     hasRecords_ = true;
-    output.Append(heads_[place_++]);
-    AppendJson(output, cell);
+    record_ += heads_[next_++];
+    StringOutput output{record_};
+    PutValue(output, cell);
 }
 
-void CliJsonWriter::EndRecord() {
-    Output().Append('}');
-    if (!isArray_) {
-        Output().EndLine();
-    }
-    place_ = 0;
+void EReportJsonWriter::EndRecord() {
+    record_ += '}';
+    // A comma may follow in an array.
+    isArray_ ? sink_.Append(record_) : sink_.EndLine(record_);
+    record_.clear();
+    next_ = 0;
 }
 
-void CliJsonWriter::Finish(bool isWhole) {
+void EReportJsonWriter::Finish(bool isWhole) {
     if (!isArray_) {
         return;
     }
     if (isWhole && hasRecords_) {
-        Output().EndLine();
+        sink_.EndLine({});
     }
-    Output().EndLine(isWhole ? "]" : "");
+    sink_.EndLine(isWhole ? "]" : "");
 }
 
 }  // namespace etabulon

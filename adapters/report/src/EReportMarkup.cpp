@@ -1,7 +1,6 @@
-#include "apps/etabulon/output/CliMarkupWriter.h"
+#include "etabulon/report/EReportMarkup.h"
 
-#include "apps/etabulon/output/CliOutput.h"
-#include "apps/etabulon/output/CliUtf8.h"
+#include "etabulon/report/EReportText.h"
 
 #include <algorithm>
 
@@ -31,11 +30,11 @@ void AppendLines(std::string& markup, std::string_view text, Escape escape) {
 
 void AppendMarkdownLine(std::string& markup, std::string_view line) {
     constexpr std::string_view kEscaped = "\\`*[]<>|~&";
-    for (std::size_t place = 0; place < line.size(); ++place) {
-        const char c = line[place];
+    for (std::size_t at = 0; at < line.size(); ++at) {
+        const char c = line[at];
         // An underscore within a word is plain, and column names often have one.
-        const bool isMark = c == '_' && (place == 0 || place + 1 == line.size() ||
-                                         !IsWord(line[place - 1]) || !IsWord(line[place + 1]));
+        const bool isMark = c == '_' && (at == 0 || at + 1 == line.size() ||
+                                         !IsWord(line[at - 1]) || !IsWord(line[at + 1]));
         if (isMark || kEscaped.find(c) != std::string_view::npos) {
             markup += '\\';
         }
@@ -67,19 +66,19 @@ void AppendHtmlLine(std::string& markup, std::string_view line) {
 
 /// The content of a cell; `escape` as for AppendLines.
 template <class Escape>
-void AppendContent(std::string& markup, const CliCell& cell, Escape escape) {
+void AppendContent(std::string& markup, const EReportCell& cell, Escape escape) {
     switch (cell.kind) {
-        case CliCellKind::Null:
+        case EReportKind::Null:
             markup += "NULL";
             break;
-        case CliCellKind::Text: {
+        case EReportKind::Text: {
             // Without quotes the text could be taken for NULL or for nothing.
             const std::string text = IsMistakable(cell.text) ? '"' + std::string(cell.text) + '"'
                                                              : std::string(cell.text);
             AppendLines(markup, text, escape);
             break;
         }
-        case CliCellKind::Bytes:
+        case EReportKind::Bytes:
             cell.text.empty() ? escape(markup, "\"\"") : AppendHex(markup, cell.text);
             break;
         default:
@@ -88,15 +87,15 @@ void AppendContent(std::string& markup, const CliCell& cell, Escape escape) {
     }
 }
 
-std::string_view ClassOf(CliCellKind kind) noexcept {
+std::string_view ClassOf(EReportKind kind) noexcept {
     switch (kind) {
-        case CliCellKind::Null:
+        case EReportKind::Null:
             return R"( class="null")";
-        case CliCellKind::Absent:
+        case EReportKind::Absent:
             return R"( class="absent")";
-        case CliCellKind::Differing:
+        case EReportKind::Differing:
             return R"( class="differing")";
-        case CliCellKind::Number:
+        case EReportKind::Number:
             return R"( class="number")";
         default:
             return {};
@@ -115,96 +114,96 @@ constexpr std::string_view kHtmlStyle =
 
 }  // namespace
 
-void CliMarkdownWriter::Begin(std::span<const CliColumn> columns) {
-    for (const CliColumn& column : columns) {
+void EReportMarkdownWriter::Begin(std::span<const EReportColumn> columns) {
+    for (const EReportColumn& column : columns) {
         text_ = "| ";
         AppendLines(text_, column.name, AppendMarkdownLine);
-        Output().Append(text_);
-        Output().Append(' ');
+        sink_.Append(text_);
+        sink_.Append(" ");
     }
-    Output().EndLine("|");
-    for (const CliColumn& column : columns) {
-        Output().Append(column.isNumber ? "| ---: " : "| --- ");
+    sink_.EndLine("|");
+    for (const EReportColumn& column : columns) {
+        sink_.Append(column.isNumber ? "| ---: " : "| --- ");
     }
-    Output().EndLine("|");
+    sink_.EndLine("|");
 }
 
-void CliMarkdownWriter::Cell(const CliCell& cell) {
+void EReportMarkdownWriter::Cell(const EReportCell& cell) {
     text_.clear();
     AppendContent(text_, cell, AppendMarkdownLine);
     const std::string_view mark = isTotal_ && !text_.empty() ? "**" : "";
-    Output().Append("| ");
-    Output().Append(mark);
-    Output().Append(text_);
-    Output().Append(mark);
-    Output().Append(text_.empty() ? "" : " ");
+    sink_.Append("| ");
+    sink_.Append(mark);
+    sink_.Append(text_);
+    sink_.Append(mark);
+    sink_.Append(text_.empty() ? "" : " ");
 }
 
-void CliMarkdownWriter::EndRecord() {
-    Output().EndLine("|");
+void EReportMarkdownWriter::EndRecord() {
+    sink_.EndLine("|");
     isTotal_ = false;
 }
 
-void CliHtmlWriter::PutCell(std::string_view name, std::string_view attributes,
-                            std::string_view content) {
-    Output().Append('<');
-    Output().Append(name);
-    Output().Append(attributes);
-    Output().Append('>');
-    Output().Append(content);
-    Output().Append("</");
-    Output().Append(name);
-    Output().Append('>');
+void EReportHtmlWriter::PutCell(std::string_view name, std::string_view attributes,
+                                std::string_view content) {
+    sink_.Append("<");
+    sink_.Append(name);
+    sink_.Append(attributes);
+    sink_.Append(">");
+    sink_.Append(content);
+    sink_.Append("</");
+    sink_.Append(name);
+    sink_.Append(">");
 }
 
-void CliHtmlWriter::Begin(std::span<const CliColumn> columns) {
+void EReportHtmlWriter::Begin(std::span<const EReportColumn> columns) {
     text_.clear();
     AppendLines(text_, title_, AppendHtmlLine);
-    Output().EndLine("<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">");
+    sink_.EndLine("<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">");
     std::string plainTitle = text_;
     for (std::size_t at = 0; (at = plainTitle.find("<br>", at)) != std::string::npos;) {
         plainTitle.replace(at, 4, " ");  // a title has no elements
     }
     PutCell("title", {}, plainTitle);
-    Output().EndLine();
-    Output().EndLine(kHtmlStyle);
-    Output().EndLine("</head>\n<body>\n<table>");
+    sink_.EndLine({});
+    sink_.EndLine(kHtmlStyle);
+    sink_.EndLine("</head>\n<body>\n<table>");
     PutCell("caption", {}, text_);
-    Output().EndLine("\n<thead>");
-    Output().Append("<tr>");
-    for (const CliColumn& column : columns) {
+    sink_.EndLine("\n<thead>");
+    sink_.Append("<tr>");
+    for (const EReportColumn& column : columns) {
         isLabel_.push_back(column.isLabel);
         text_.clear();
         AppendLines(text_, column.name, AppendHtmlLine);
         PutCell("th", column.isNumber ? R"( scope="col" class="number")" : R"( scope="col")",
                 text_);
     }
-    Output().EndLine("</tr>\n</thead>\n<tbody>");
+    sink_.EndLine("</tr>\n</thead>\n<tbody>");
 }
 
-void CliHtmlWriter::Cell(const CliCell& cell) {
-    if (place_ == 0) {
-        Output().Append(isTotal_ ? R"(<tr class="total">)" : "<tr>");
+void EReportHtmlWriter::Cell(const EReportCell& cell) {
+    if (column_ == 0) {
+        sink_.Append(isTotal_ ? R"(<tr class="total">)" : "<tr>");
     }
     text_.clear();
     AppendContent(text_, cell, AppendHtmlLine);
     std::string attributes(ClassOf(cell.kind));
-    if (isLabel_[place_]) {
+    if (isLabel_[column_]) {
         attributes = R"( scope="row")" + attributes;
     }
-    PutCell(isLabel_[place_] ? "th" : "td", attributes, text_);
-    ++place_;
+    PutCell(isLabel_[column_] ? "th" : "td", attributes, text_);
+    ++column_;
 }
 
-void CliHtmlWriter::EndRecord() {
-    Output().EndLine("</tr>");
-    place_ = 0;
+void EReportHtmlWriter::EndRecord() {
+    sink_.EndLine("</tr>");
+    column_ = 0;
     isTotal_ = false;
 }
 
-void CliHtmlWriter::Finish(bool isWhole) {
+void EReportHtmlWriter::Finish(bool isWhole) {
     if (isWhole) {
-        Output().EndLine("</tbody>\n</table>\n</body>\n</html>");
+        sink_.EndLine("</tbody>\n</table>\n</body>\n</html>");
     }
 }
 

@@ -1,12 +1,11 @@
-#include "apps/etabulon/output/CliUtf8.h"
+#include "etabulon/report/EReportText.h"
 
+#include "etabulon/foundation/detail/Utf8.h"
+#include "etabulon/report/EReportCell.h"
 #include "etabulon/report/EReportWidth.h"
-
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 
 namespace etabulon {
 namespace {
@@ -31,8 +30,8 @@ bool IsIn(const std::array<CodeRange, count>& ranges, char32_t code) noexcept {
 }
 
 void AppendEscape(std::string& shown, std::string_view bytes) {
-    for (const char byte : bytes) {
-        switch (byte) {
+    for (; !bytes.empty(); bytes.remove_prefix(1)) {
+        switch (bytes.front()) {
             case '\n':
                 shown += "\\n";
                 break;
@@ -43,8 +42,8 @@ void AppendEscape(std::string& shown, std::string_view bytes) {
                 shown += "\\r";
                 break;
             default:
-                fmt::format_to(std::back_inserter(shown), "\\x{:02x}",
-                               static_cast<unsigned char>(byte));
+                shown += "\\x";
+                AppendHex(shown, bytes.substr(0, 1));
                 break;
         }
     }
@@ -64,7 +63,7 @@ bool IsPlainByte(char c) noexcept { return c >= ' ' && c < '\x7F'; }
 
 bool IsUtf8(std::string_view text) noexcept {
     while (!text.empty()) {
-        const std::size_t length = FirstCharacter(text).length;
+        const std::size_t length = detail::FirstCharacter(text).length;
         if (length == 0) {
             return false;
         }
@@ -86,7 +85,7 @@ std::size_t AppendShown(std::string& shown, std::string_view text) {
         }
         // A character that is escaped is a cluster of its own.
         const EReportCluster cluster = FirstCluster(text);
-        const detail::Utf8Character first = FirstCharacter(text);
+        const detail::Utf8Character first = detail::FirstCharacter(text);
         if (first.length == 0 || IsControl(first.code)) {
             const std::size_t before = shown.size();
             AppendEscape(shown, text.substr(0, cluster.length));
@@ -115,13 +114,6 @@ std::size_t AppendInQuotes(std::string& shown, std::string_view text) {
     }
     shown += '"';
     return width;
-}
-
-std::string Quoted(std::string_view name) {
-    std::string shown = "'";
-    AppendShown(shown, name);
-    shown += '\'';
-    return shown;
 }
 
 }  // namespace etabulon

@@ -1,6 +1,4 @@
-#include "apps/etabulon/output/CliDelimitedWriter.h"
-
-#include "apps/etabulon/output/CliOutput.h"
+#include "etabulon/report/EReportDelimited.h"
 
 #include <algorithm>
 
@@ -17,83 +15,80 @@ bool IsEscapedInTsv(char c) noexcept {
 
 }  // namespace
 
-void CliDelimitedWriter::Begin(std::span<const CliColumn> columns) {
-    for (const CliColumn& column : columns) {
-        Cell(CliCellMaker::Of(std::string_view(column.name)));
+void EReportDelimitedWriter::Begin(std::span<const EReportColumn> columns) {
+    for (const EReportColumn& column : columns) {
+        Cell(EReportCellMaker::Of(std::string_view(column.name)));
     }
     EndRecord();
 }
 
-void CliDelimitedWriter::Cell(const CliCell& cell) {
+void EReportDelimitedWriter::Cell(const EReportCell& cell) {
     if (!isFirst_) {
-        Output().Append(separator_);
+        line_ += separator_;
     }
     isFirst_ = false;
     switch (cell.kind) {
-        case CliCellKind::Null:
-            PutNull();
+        case EReportKind::Null:
+        case EReportKind::Absent:
+            PutNull(line_);
             break;
-        case CliCellKind::Text:
-            PutText(cell.text);
+        case EReportKind::Text:
+            PutText(line_, cell.text);
             break;
-        case CliCellKind::Bytes:
+        case EReportKind::Bytes:
             // An empty blob isn't NULL: it is written as an empty text.
-            cell.text.empty() ? PutText({}) : AppendHex(Output(), cell.text);
+            cell.text.empty() ? PutText(line_, {}) : AppendHex(line_, cell.text);
             break;
-        case CliCellKind::Absent:
-            PutNull();
-            break;
-        case CliCellKind::Differing:
-            PutDiffering();
+        case EReportKind::Differing:
+            PutDiffering(line_);
             break;
         default:
-            Output().Append(cell.text);
+            line_ += cell.text;
             break;
     }
 }
 
-void CliDelimitedWriter::EndRecord() {
-    Output().EndLine();
+void EReportDelimitedWriter::EndRecord() {
+    sink_.EndLine(line_);
+    line_.clear();
     isFirst_ = true;
 }
 
-void CliCsvWriter::PutText(std::string_view text) {
+void EReportCsvWriter::PutText(std::string& line, std::string_view text) {
     // Blanks at the ends are quoted because many readers would trim them.
     const bool isPlain = !text.empty() && text != kDiffering && text.front() != ' ' &&
                          text.back() != ' ' &&
                          std::none_of(text.begin(), text.end(), IsQuotedInCsv);
     if (isPlain) {
-        Output().Append(text);
+        line += text;
         return;
     }
-    Output().Append('"');
+    line += '"';
     for (;;) {
         const std::size_t quote = text.find('"');
-        Output().Append(text.substr(0, quote));
+        line += text.substr(0, quote);
         if (quote == std::string_view::npos) {
             break;
         }
-        Output().Append("\"\"");
+        line += "\"\"";
         text.remove_prefix(quote + 1);
     }
-    Output().Append('"');
+    line += '"';
 }
 
-void CliTsvWriter::PutNull() { Output().Append("\\N"); }
-
-void CliTsvWriter::PutText(std::string_view text) {
+void EReportTsvWriter::PutText(std::string& line, std::string_view text) {
     constexpr std::string_view kEscaped("\t\n\r\\\0", 5);
     constexpr std::string_view kLetters = "tnr\\0";
     for (;;) {
         const auto found = std::find_if(text.begin(), text.end(), IsEscapedInTsv);
-        const auto place = static_cast<std::size_t>(found - text.begin());
-        Output().Append(text.substr(0, place));
-        if (place == text.size()) {
+        const auto length = static_cast<std::size_t>(found - text.begin());
+        line += text.substr(0, length);
+        if (length == text.size()) {
             return;
         }
-        Output().Append('\\');
-        Output().Append(kLetters[kEscaped.find(text[place])]);
-        text.remove_prefix(place + 1);
+        line += '\\';
+        line += kLetters[kEscaped.find(text[length])];
+        text.remove_prefix(length + 1);
     }
 }
 
