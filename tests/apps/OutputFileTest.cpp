@@ -144,6 +144,32 @@ TEST_F(OutputFile, MayBeATableWithBars) {
         "\xE2\x96\x88\xE2\x96\x88\xE2\x96\x88\xE2\x96\x88\n"
         "    3       1  \xE2\x96\x88\xE2\x96\x88\xE2\x96\x88\n"
         "total       5  \n");
+    // The root is the total of its nodes.
+    EXPECT_EQ(RunShell("LC_ALL=C $ETABULON tree " + bars +
+                       " --levels id --calc SUM:n --sort SUM:n --bars")
+                  .out,
+              "id   count  SUM(n)  \n"
+              "---  -----  ------  ------------------------\n"
+              "t        5       5  \n"
+              "  1      1       8          ################\n"
+              "  3      1       1          ##\n"
+              "  5      1       0  \n"
+              "  2      1      -4  --------\n"
+              "  4      1    NULL  \n");
+}
+
+TEST_F(OutputFile, HasColoursOnlyIfTheUserSaysSo) {
+    const std::string walk =
+        "walk " +
+        folder.MakeDatabase("none.sqlite", "CREATE TABLE t(a TEXT); INSERT INTO t VALUES (NULL)") +
+        " --levels a --format table --color ";
+    const Table<std::string, bool> cases = {{"$ETABULON " + walk + "auto", false},
+                                            {"$ETABULON " + walk + "always", true},
+                                            {"NO_COLOR=1 $ETABULON " + walk + "always", true}};
+    for (const auto& [line, isDim] : cases) {
+        EXPECT_EQ(RunShell(line).out.find("\x1B[2mNULL\x1B[0m") != std::string::npos, isDim)
+            << line;
+    }
 }
 
 }  // namespace

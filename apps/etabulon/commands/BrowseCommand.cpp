@@ -48,6 +48,7 @@ void BrowseCommand::Declare(CLI::App& app) {
     source_.Declare(app);
     sort_.Declare(app);
     alerts_.Declare(app);
+    colour_.Declare(app);
     app.footer(
         "Levels are written as for walk. Behind a node stands the number of leaves below it: "
         "of places at the last level.\n"
@@ -103,7 +104,7 @@ CliResult<> BrowseCommand::Browse(const CliEnvironment& environment, const CliWa
         BrowseWake wake;
         const CliInterrupt::Handling handling(context.interrupt, [&wake] { wake.Raise(SIGINT); });
         const CliResult<std::unique_ptr<BrowseTerminal>> terminal =
-            BrowseTerminal::Open(environment.hasStyle);
+            BrowseTerminal::Open(colour_.HasStyle(environment));
         if (!terminal) {
             return terminal.Failure();
         }

@@ -37,6 +37,7 @@ private:
     CliSourceOptions source_;
     CliSortOptions sort_;
     BrowseAlerts alerts_;
+    CliColourOptions colour_;
 };
 
 }  // namespace etabulon

@@ -37,6 +37,9 @@ protected:
     /// The options that say which records are shown.
     [[nodiscard]] virtual const CliLevelOptions& LevelOptions() const noexcept = 0;
     void DeclareOutput(CLI::App& app, bool hasPictures = false);
+    void DeclareBars(CLI::App& app, const std::string& description) {
+        output_.DeclareBars(app, description);
+    }
     [[nodiscard]] const CliOutputOptions& Output() const noexcept { return output_; }
 
 private:

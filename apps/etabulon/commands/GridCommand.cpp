@@ -42,6 +42,7 @@ void GridCommand::DeclareView(CLI::App& app) {
                    "total or others")
         ->type_name("CELL");
     DeclareOutput(app, /*hasPictures=*/true);
+    DeclareBars(app, "A bar behind the first calculation of each line, in a grid of one level");
     app.footer(
         "Levels are written as for walk. Numbers offer AVG, CODEMAX, CODEMIN, COMMONVAL, "
         "COUNT, LAST, MAX, MIN and SUM, everything else COMMONVAL, COUNT and LAST: for these a "

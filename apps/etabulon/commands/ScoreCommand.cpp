@@ -47,6 +47,7 @@ void ScoreCommand::DeclareView(CLI::App& app) {
                    "total, or others")
         ->type_name("LINE");
     DeclareOutput(app, /*hasPictures=*/true);
+    DeclareBars(app, "A bar behind the first calculation of each line");
     app.footer(
         "The largest comes first; lines of values that differ, then those without a value, "
         "come last. Of equal lines the last in the order of the labels comes first (--reverse "

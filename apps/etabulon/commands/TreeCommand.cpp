@@ -60,6 +60,9 @@ void TreeCommand::DeclareView(CLI::App& app) {
         ->type_name("N");
     app.add_flag("--leaves", showsLeaves_, "Show the key of each record below its node");
     DeclareOutput(app);
+    DeclareBars(app,
+                "A bar behind the first calculation of each node below the root, or without "
+                "--calc behind its count");
     app.footer(
         "Levels are written as for walk. The count of a node is its number of records. With "
         "--at the tree is that of the place, which all its nodes have in common. A result of "
@@ -203,8 +206,8 @@ CliResult<> TreeCommand::Print(const CliEnvironment& environment, const CliWalkC
     {
         // SIGINT ends the printing after a whole line, as it ends a walk.
         const CliInterrupt::Cancelling cancelling(environment.interrupt, cursor.Seen());
-        MakeTreePrinter(Output().Printing(environment), view, {records, totals.Get()},
-                        environment.interrupt)
+        const CliPrinting printing = Output().Printing(environment);
+        MakeTreePrinter(printing, view, {records, totals.Get()}, environment.interrupt)
             ->Print(tree);
     }
     return environment.interrupt.IsRaised() ? CliFailure{CliExit::Cancelled, {}} : CliResult<>();

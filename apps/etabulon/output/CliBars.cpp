@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <optional>
 
 namespace etabulon {
 namespace {
@@ -22,11 +23,30 @@ constexpr std::array kParts = {"",
                                "\xE2\x96\x89"};
 constexpr const char* kBlock = "\xE2\x96\x88";
 
+std::optional<double> NumberOf(const EReportCell& cell) noexcept {
+    double number = 0;
+    const char* const end = cell.text.data() + cell.text.size();
+    const bool isNumber = cell.kind == EReportKind::Number &&
+                          std::from_chars(cell.text.data(), end, number).ec == std::errc();
+    return isNumber ? std::optional(number) : std::nullopt;
+}
+
 }  // namespace
 
 void CliBarScale::Add(double number) {
     low = std::min(low, number);
     high = std::max(high, number);
+}
+
+void CliBarScale::Add(const EReportCell& cell) {
+    if (const std::optional<double> number = NumberOf(cell)) {
+        Add(*number);
+    }
+}
+
+void CliBarsWriter::SetDepth(std::uint32_t depth) {
+    isTotal_ = depth == 0;
+    inner_->SetDepth(depth);
 }
 
 void CliBarsWriter::Begin(std::span<const EReportColumn> columns) {
@@ -54,10 +74,9 @@ void CliBarsWriter::Cell(const EReportCell& cell) {
 }
 
 void CliBarsWriter::PutBar(const EReportCell& cell) {
-    double number = 0;
-    std::from_chars(cell.text.data(), cell.text.data() + cell.text.size(), number);
+    const double number = NumberOf(cell).value_or(0);
     const double range = scale_.high - scale_.low;
-    if (isTotal_ || cell.kind != EReportKind::Number || number == 0 || !(range > 0)) {
+    if (isTotal_ || number == 0 || !(range > 0)) {
         return inner_->Cell({EReportKind::Absent, {}});
     }
     // Bars below zero end where those above begin.

@@ -20,9 +20,12 @@ struct CliBarScale {
     double low = 0;
     double high = 0;
     void Add(double number);
+    /// Adds the number of a cell, if there is one.
+    void Add(const EReportCell& cell);
 };
 
-/// Puts a column of bars behind one column of numbers. A total has no bar.
+/// Puts a column of bars behind one column of numbers. A total and the root of an outline have
+/// none.
 class CliBarsWriter final : public EReportWriter {
 public:
     /// `column` is the position of the numbers.
@@ -33,7 +36,7 @@ public:
     void SetTitle(std::string_view title) override { inner_->SetTitle(title); }
     void Begin(std::span<const EReportColumn> columns) override;
     void Cell(const EReportCell& cell) override;
-    void SetDepth(std::uint32_t depth) override { inner_->SetDepth(depth); }
+    void SetDepth(std::uint32_t depth) override;
     void BeginTotal() override;
     void EndRecord() override;
     void Finish(bool isWhole) override { inner_->Finish(isWhole); }

@@ -157,6 +157,14 @@ std::string CliLevelOptions::Levels() const { return JoinLists(levels_); }
 
 std::string CliLevelOptions::At() const { return JoinLists(at_); }
 
+void CliColourOptions::Declare(CLI::App& app) {
+    app.add_option("--color", when_,
+                   "Colour and dim what is printed: auto, as without it, on a terminal, unless "
+                   "NO_COLOR is set; always; or never")
+        ->check(CLI::IsMember({"auto", "always", "never"}))
+        ->type_name("WHEN");
+}
+
 void CliOutputOptions::DeclareFormat(CLI::App& app, bool hasPictures) {
     hasPictures_ = hasPictures;
     app.add_option("--format", format_,
@@ -174,9 +182,12 @@ void CliOutputOptions::DeclareFormat(CLI::App& app, bool hasPictures) {
                        "Draw for a light background, as without it, or a dark one")
             ->check(CLI::IsMember({"light", "dark"}))
             ->type_name("THEME");
-        app.add_flag("--bars", hasBars_,
-                     "A bar behind the first calculation of each line, in the format table");
     }
+    colour_.Declare(app);
+}
+
+void CliOutputOptions::DeclareBars(CLI::App& app, const std::string& description) {
+    app.add_flag("--bars", hasBars_, description + ", in the format table");
 }
 
 void CliOutputOptions::DeclareProgress(CLI::App& app) {
@@ -197,6 +208,7 @@ CliFormat CliOutputOptions::Format(const CliEnvironment& environment) const {
 }
 
 CliResult<> CliOutputOptions::Open(CliEnvironment& environment, const std::string& source) const {
+    environment.hasStyle = colour_.HasStyle(environment);
     if (hasBars_ && Format(environment) != CliFormat::Table) {
         return CliFailure{CliExit::Usage, "--bars needs the format table"};
     }
@@ -233,6 +245,7 @@ CliResult<> CliOutputOptions::Open(CliEnvironment& environment, const std::strin
     environment.output.DirectToFile(environment.file.Descriptor());
     environment.isOutputTerminal = false;
     environment.hasStyle = false;
+    environment.hasStyle = colour_.HasStyle(environment);
     return {};
 }
 

@@ -52,11 +52,25 @@ private:
     std::vector<std::string> where_;
 };
 
-/// --format and --output, and --progress where a command walks.
+/// --color.
+class CliColourOptions {
+public:
+    void Declare(CLI::App& app);
+    /// What the user says takes the place of what the environment has found.
+    [[nodiscard]] bool HasStyle(const CliEnvironment& environment) const noexcept {
+        return when_ == "auto" ? environment.hasStyle : when_ == "always";
+    }
+
+private:
+    std::string when_ = "auto";
+};
+
+/// --format, --output and --color, and --progress where a command walks.
 class CliOutputOptions {
 public:
-    /// With `hasPictures` the format may be svg too, and there are --theme and --bars.
+    /// With `hasPictures` the format may be svg too, and there is --theme.
     void DeclareFormat(CLI::App& app, bool hasPictures = false);
+    void DeclareBars(CLI::App& app, const std::string& description);
     void DeclareProgress(CLI::App& app);
     /// Opens the file of --output, which must not be `source`, and directs the output there.
     /// Without a file it checks that a terminal can show the format.
@@ -74,6 +88,7 @@ private:
     std::string theme_ = "light";
     bool hasPictures_ = false;
     bool hasBars_ = false;
+    CliColourOptions colour_;
     bool progress_ = false;
 };
 

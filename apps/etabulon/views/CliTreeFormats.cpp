@@ -2,6 +2,8 @@
 #include "apps/etabulon/views/CliTreePrinter.h"
 #include "etabulon/report/EReportJson.h"
 
+#include <algorithm>
+
 namespace etabulon {
 namespace {
 
@@ -13,7 +15,19 @@ class TableTreePrinter final : public CliTreePrinter {
 public:
     TableTreePrinter(const CliPrinting& printing, const CliTreeView& view,
                      const CliTreeContents& contents, const CliInterrupt& interrupt)
-        : CliTreePrinter(printing, view, contents, interrupt), writer_(MakeResultWriter(printing)) {
+        : CliTreePrinter(printing, view, contents, interrupt), printing_(printing) {}
+
+protected:
+    [[nodiscard]] bool MeasuresFirst() const override {
+        return printing_.bars != CliBarStyle::None;
+    }
+    void OnBegin() override {
+        writer_ = MakeResultWriter(printing_);
+        if (MeasuresFirst()) {
+            writer_ = std::make_unique<CliBarsWriter>(std::move(writer_), printing_.bars,
+                                                      BarColumn(), scale_);
+        }
+        const CliTreeView& view = View();
         std::string title;
         std::size_t depth = 0;
         for (const CliTreeLevel& level : view.levels) {
@@ -28,9 +42,10 @@ public:
         writer_->SetTitle(view.rootName);
         writer_->Begin(columns);
     }
-
-protected:
     void OnNode(std::uint64_t count) override {
+        if (IsMeasuring()) {
+            return Measure(count);
+        }
         writer_->SetDepth(static_cast<std::uint32_t>(Depth()));
         if (Depth() == 0) {
             const std::string place = ShownPlace();
@@ -55,12 +70,34 @@ protected:
     void OnEnd(bool isWhole) override { writer_->Finish(isWhole); }
 
 private:
+    /// The column with bars: the first calculation that gives numbers, or else the count.
+    [[nodiscard]] std::size_t BarColumn() const {
+        const auto& results = View().results;
+        const auto first = std::find_if(results.begin(), results.end(),
+                                        [](const CliColumn& column) { return column.isNumber; });
+        return first == results.end() ? 1 : static_cast<std::size_t>(first - results.begin()) + 2;
+    }
+    void Measure(std::uint64_t count) {
+        if (Depth() == 0) {
+            return;
+        }
+        if (BarColumn() == 1) {
+            scale_.Add(static_cast<double>(count));
+        }
+        ForResults([this](std::size_t index, const CliCell& cell) {
+            if (index + 2 == BarColumn()) {
+                scale_.Add(cell);
+            }
+        });
+    }
     void Put(CliCell cell, std::uint64_t count) {
         cell.indent += kIndent * static_cast<std::uint32_t>(Depth());
         writer_->Cell(cell);
         writer_->Cell(Maker().Of(static_cast<std::int64_t>(count)));
     }
 
+    const CliPrinting& printing_;
+    CliBarScale scale_;
     std::unique_ptr<EReportWriter> writer_;
 };
 

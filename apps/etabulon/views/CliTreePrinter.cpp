@@ -40,6 +40,15 @@ CliTreePrinter::CliTreePrinter(const CliPrinting& printing, const CliTreeView& v
 
 void CliTreePrinter::Print(const EDataTree& tree) {
     sort_ = tree.SortDesc();
+    if (MeasuresFirst()) {
+        isMeasuring_ = true;
+        const bool isWhole = PrintNode(*tree.Root());
+        isMeasuring_ = false;
+        if (!isWhole) {
+            return;
+        }
+    }
+    OnBegin();
     const bool isWhole = PrintNode(*tree.Root());
     OnEnd(isWhole);
 }
@@ -55,7 +64,7 @@ bool CliTreePrinter::PrintNode(const EDataTreeNode& node) {
     ReadResults(node);
     OnNode(contents_.records.Count(node));
     if (IsDeepest()) {
-        if (ShowsRecords() && !PrintRecords(node)) {
+        if (ShowsRecords() && !isMeasuring_ && !PrintRecords(node)) {
             return false;
         }
     } else {
@@ -65,7 +74,9 @@ bool CliTreePrinter::PrintNode(const EDataTreeNode& node) {
         }
         --depth_;
     }
-    OnNodeEnd();
+    if (!isMeasuring_) {
+        OnNodeEnd();
+    }
     return true;
 }
 

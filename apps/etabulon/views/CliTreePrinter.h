@@ -71,12 +71,18 @@ public:
     void Print(const EDataTree& tree);
 
 protected:
+    /// Whether all nodes are to be met twice: first by OnNode alone, with IsMeasuring.
+    [[nodiscard]] virtual bool MeasuresFirst() const { return false; }
+    [[nodiscard]] bool IsMeasuring() const noexcept { return isMeasuring_; }
+    /// All nodes have been measured, if they are; the printing begins.
+    virtual void OnBegin() {}
     /// Writes a node, without its children. The root comes first.
     virtual void OnNode(std::uint64_t count) = 0;
     /// Writes a record of the node that was written last.
     virtual void OnRecord(const std::vector<CliCell>& key) = 0;
     /// All children or records of a node have been written.
     virtual void OnNodeEnd() {}
+    /// Follows OnBegin, also if nothing came between them.
     virtual void OnEnd(bool /*isWhole*/) {}
 
     [[nodiscard]] const CliTreeView& View() const noexcept { return view_; }
@@ -116,6 +122,7 @@ private:
     std::vector<const CliTreeLevel*> below_;  // by depth: the levels that aren't fixed
     std::vector<ETabulonValue> path_;         // values from below the root down
     std::size_t depth_ = 0;
+    bool isMeasuring_ = false;
     CliCellMaker maker_;
     std::vector<CliCell> key_;
     std::vector<ETabulonValue> results_;  // of the node that is printed

@@ -1,10 +1,40 @@
 #include "apps/etabulon/walk/CliProgress.h"
 
-#include "apps/etabulon/output/CliOutput.h"
+#include "etabulon/report/EReportWidth.h"
 
 #include <fmt/format.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cmath>
 
 namespace etabulon {
+namespace {
+
+constexpr double kMegabyte = 1e6;
+
+/// What is left, in the largest unit that it has.
+std::string ShownTime(double seconds) {
+    constexpr std::uint64_t kUnit = 60;
+    const auto whole = static_cast<std::uint64_t>(std::ceil(seconds));
+    if (whole < kUnit) {
+        return fmt::format("{} s", whole);
+    }
+    return whole < kUnit * kUnit
+               ? fmt::format("{}:{:02} min", whole / kUnit, whole % kUnit)
+               : fmt::format("{}:{:02} h", whole / kUnit / kUnit, whole / kUnit % kUnit);
+}
+
+/// A line that is wrapped couldn't be erased.
+std::string_view Fitted(std::string_view text) {
+    struct winsize size {};
+    if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {
+        return text;
+    }
+    return text.substr(0, FrontOfWidth(text, size.ws_col - 1U).length);
+}
+
+}  // namespace
 
 CursorStatus CliProgress::OnMove(const ETabulonCursor& /*cursor*/) {
     constexpr std::uint64_t kBetweenLooks = 1024;  // records between two reads of the clock
@@ -22,33 +52,54 @@ CursorStatus CliProgress::OnBlock(const ETabulonCursor& /*cursor*/, const ERecor
 }
 
 void CliProgress::ShowRecords() {
-    if (IsDue()) {
-        Show(fmt::format("\r{} records", count_));
+    if (!IsDue()) {
+        return;
     }
+    // There may be more of them meanwhile.
+    const std::uint64_t all = count_ <= all_ ? all_ : 0;
+    const std::string of = all == 0 ? "" : fmt::format(" of {}", all);
+    const std::string share =
+        all == 0 ? "" : fmt::format(", {} %", static_cast<std::uint64_t>(100.0 * count_ / all));
+    Show(fmt::format("{}{} records{}{}", count_, of, share,
+                     RateOf(static_cast<double>(count_), static_cast<double>(all), "")));
 }
 
 void CliProgress::ShowBytes(std::uint64_t read, std::uint64_t of) {
-    constexpr double kMegabyte = 1e6;
     if (IsDue()) {
-        Show(fmt::format("\r{:.0f} of {:.0f} MB", static_cast<double>(read) / kMegabyte,
-                         static_cast<double>(of) / kMegabyte));
+        const double done = static_cast<double>(read) / kMegabyte;
+        const double all = static_cast<double>(of) / kMegabyte;
+        Show(fmt::format("{:.0f} of {:.0f} MB{}", done, all, RateOf(done, all, "MB ")));
     }
+}
+
+/// What was done in a second, and the time that the rest takes at this rate. Nothing is said of the
+/// rest if `all` is 0.
+std::string CliProgress::RateOf(double done, double all, std::string_view unit) const {
+    const std::chrono::duration<double> elapsed = looked_ - begun_;
+    const double rate = done / elapsed.count();
+    if (!(rate > 0) || !std::isfinite(rate)) {
+        return {};
+    }
+    const std::string left = all > done ? ", " + ShownTime((all - done) / rate) + " left" : "";
+    return fmt::format(", {:.0f} {}a second{}", rate, unit, left);
 }
 
 bool CliProgress::IsDue() {
     constexpr std::chrono::milliseconds kBetweenLines(100);
-    return std::chrono::steady_clock::now() - shown_ >= kBetweenLines;
+    looked_ = clock_();
+    return looked_ - shown_ >= kBetweenLines;
 }
 
 void CliProgress::Show(std::string_view text) {
-    WriteError(text);
-    shown_ = std::chrono::steady_clock::now();
+    write_(fmt::format("\r{}\x1B[K", Fitted(text)));
+    shown_ = looked_;
     isOnScreen_ = true;
 }
 
 void CliProgress::End() {
     if (isOnScreen_) {
-        WriteError("\r\x1B[K");
+        write_("\r\x1B[K");
+        isOnScreen_ = false;
     }
 }
 

@@ -1,17 +1,30 @@
 #pragma once
 
+#include "apps/etabulon/output/CliOutput.h"
 #include "etabulon/cursors/IBlockNotifier.h"
 
 #include <chrono>
 #include <cstdint>
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace etabulon {
 
-/// Shows on stderr how many records the walk has read, or how much of a file.
+/// Shows on stderr how many records the walk has read, or how much of a file, how fast, and, where
+/// it is known how many there are, the time that is left. Requires that stderr is a terminal.
 class CliProgress final : public EBlockListener {
 public:
+    using Moment = std::chrono::steady_clock::time_point;
+    using Clock = Moment (*)();
+    using Write = void (*)(std::string_view text) noexcept;
+
+    /// A test has a clock and an output of its own.
+    explicit CliProgress(Clock clock = &std::chrono::steady_clock::now, Write write = &WriteError)
+        : clock_(clock), write_(write), begun_(clock()), shown_(begun_) {}
+
+    /// Tells how many records there are.
+    void ExpectRecords(std::uint64_t all) noexcept { all_ = all; }
     CursorStatus OnMove(const ETabulonCursor& cursor) override;
     bool WantBlocks(const ETabulonCursor& /*cursor*/, EBlockRequest& /*request*/) override {
         return true;
@@ -26,10 +39,16 @@ public:
 private:
     void ShowRecords();
     [[nodiscard]] bool IsDue();
+    [[nodiscard]] std::string RateOf(double done, double all, std::string_view unit) const;
     void Show(std::string_view text);
 
+    Clock clock_;
+    Write write_;
     std::uint64_t count_ = 0;
-    std::chrono::steady_clock::time_point shown_ = std::chrono::steady_clock::now();
+    std::uint64_t all_ = 0;  // 0: unknown
+    Moment begun_;
+    Moment shown_;
+    Moment looked_;  // when the clock was last read
     bool isOnScreen_ = false;
 };
 

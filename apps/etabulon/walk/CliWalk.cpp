@@ -109,6 +109,18 @@ protected:
     }
 };
 
+/// How many records a walk meets, where the source counts them faster than the walk; 0 elsewhere.
+std::uint64_t CountOf(const CliWalkContext& context, const ETabulonTag& tag) {
+    if (!tag.IsRoot() || !context.condition.filter.IsEmpty() || context.changes != nullptr ||
+        context.table.Info().isView) {
+        return 0;
+    }
+    ESqlError error;
+    const std::int64_t count = context.table.Source().CountRows(context.table.Info(), error);
+    return std::min(static_cast<std::uint64_t>(std::max<std::int64_t>(count, 0)),
+                    context.mostRecords);
+}
+
 constexpr std::uint64_t kSome = static_cast<std::uint64_t>(-1);  // there is no count
 constexpr std::string_view kReadAsNull = "aren't of its type and read as NULL";
 constexpr std::string_view kAreCut = "have more than three decimals of a second, which are cut";
@@ -312,7 +324,9 @@ CliResult<> OpenCursor(const CliWalkContext& context, const ETabulonLevels& leve
 
 CliResult<> Walk(const CliWalkContext& context, CliCursor& cursor, const ETabulonTag& tag,
                  ETabulonCursor::INotifier& listener) {
+    const std::uint64_t all = context.showsProgress ? CountOf(context, tag) : 0;
     CliProgress progress;
+    progress.ExpectRecords(all);
     CursorStatus status = StatusOk;
     {
         ETabulonCursor& seen = cursor.Seen();

@@ -8,6 +8,7 @@
 #include "etabulon/cursors/ETabulonCursorPending.h"
 #include "etabulon/sql/ETabulonCursorSql.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -57,6 +58,8 @@ struct CliWalkContext {
     CliCondition condition = {};                      // that all records meet which a walk shows
     // Whether the user knows what links of new records show: a command may open several cursors.
     bool* hasToldLinks = nullptr;  // required with `changes`
+    static constexpr auto kAll = static_cast<std::uint64_t>(-1);
+    std::uint64_t mostRecords = kAll;  // after which a listener ends a walk; progress tells of them
 };
 
 /// Initializes the cursor on the table with the levels. The cursor reads only the columns that the
