@@ -6,6 +6,7 @@ namespace etabulon {
 
 class CliInterrupt;
 class CliOutput;
+class CliView;
 class EReportFile;
 
 /// Makes a locale's order the order of all texts. Returns false and sets the reason if it can't.
@@ -16,6 +17,7 @@ struct CliEnvironment {
     CliOutput& output;  // stdout, or the file of --output
     CliInterrupt& interrupt;
     EReportFile& file;  // not open without --output
+    CliView& view;
     bool isOutputTerminal = false;
     bool isErrorTerminal = false;
     bool hasStyle = false;                     // stdout may be coloured
