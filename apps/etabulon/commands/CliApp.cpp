@@ -5,6 +5,7 @@
 #include "apps/etabulon/output/CliOutput.h"
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliSuggest.h"
+#include "apps/etabulon/request/CliView.h"
 #include "apps/etabulon/walk/CliInterrupt.h"
 #include "etabulon/report/EReportFile.h"
 
@@ -97,11 +98,18 @@ CliExit EndOutput(CliOutput& output, CliExit exit) {
     return Tell({broken, fmt::format("the output can't be written: {}", output.Reason())});
 }
 
-CliExit RunCommand(CliCommand& command, CliInstallLocale installLocale) {
+/// Reads the view that the command line names, and runs the command.
+CliResult<> RunWithView(CliCommand& command, const CLI::App& program, CliEnvironment& environment) {
+    CliResult<> begun = environment.view.Begin(program, *program.get_subcommand(command.Name()));
+    return begun ? command.Run(environment) : begun;
+}
+
+CliExit RunCommand(CliCommand& command, const CLI::App& program, CliView& view,
+                   CliInstallLocale installLocale) {
     CliOutput output(STDOUT_FILENO);
     CliInterrupt interrupt(output, command.Saves());
     EReportFile file;
-    CliEnvironment environment{output, interrupt, file};
+    CliEnvironment environment{output, interrupt, file, view};
     environment.isOutputTerminal = isatty(STDOUT_FILENO) == 1;
     environment.isErrorTerminal = isatty(STDERR_FILENO) == 1;
     environment.hasStyle = environment.isOutputTerminal && HasStyle();
@@ -109,7 +117,7 @@ CliExit RunCommand(CliCommand& command, CliInstallLocale installLocale) {
     environment.installLocale = installLocale;
     CliExit exit = CliExit::Done;
     try {
-        if (const CliResult<> done = command.Run(environment); !done) {
+        if (const CliResult<> done = RunWithView(command, program, environment); !done) {
             output.Flush();
             exit = Tell(done.Failure());
         }
@@ -129,6 +137,12 @@ CliExit RunCommand(CliCommand& command, CliInstallLocale installLocale) {
         TellNotes(output);
     }
     return exit;
+}
+
+/// Writes the file of --save-view, once all else has succeeded.
+CliExit SaveView(const CliView& view) {
+    const CliResult<> saved = view.Save();
+    return saved ? CliExit::Done : Tell(saved.Failure());
 }
 
 /// What is said of arguments that a command doesn't take: the first option among them, or else the
@@ -221,7 +235,8 @@ void LetTake(std::vector<std::string>& arguments,
 CliExit ParseAndRun(int argc, const char* const* argv, CliInstallLocale installLocale) {
     CLI::App app;
     const std::vector<std::unique_ptr<CliCommand>> commands = MakeCommands();
-    DeclareProgram(app, commands);
+    CliView view;
+    DeclareProgram(app, commands, view);
     try {
         std::vector<std::string> arguments = Arguments(argc, argv);
         LetTake(arguments, commands);
@@ -233,7 +248,8 @@ CliExit ParseAndRun(int argc, const char* const* argv, CliInstallLocale installL
     }
     for (const auto& command : commands) {
         if (app.got_subcommand(command->Name())) {
-            return RunCommand(*command, installLocale);
+            const CliExit exit = RunCommand(*command, app, view, installLocale);
+            return exit == CliExit::Done && view.IsSaved() ? SaveView(view) : exit;
         }
     }
     return CliExit::Usage;

@@ -7,6 +7,7 @@
 #include "apps/etabulon/commands/ScoreCommand.h"
 #include "apps/etabulon/commands/TreeCommand.h"
 #include "apps/etabulon/commands/WalkCommand.h"
+#include "apps/etabulon/request/CliView.h"
 #include "etabulon/report/EReportWidth.h"
 #include "etabulon/version.h"
 
@@ -191,7 +192,8 @@ std::vector<std::unique_ptr<CliCommand>> MakeCommands() {
     return commands;
 }
 
-void DeclareProgram(CLI::App& app, const std::vector<std::unique_ptr<CliCommand>>& commands) {
+void DeclareProgram(CLI::App& app, const std::vector<std::unique_ptr<CliCommand>>& commands,
+                    CliView& view) {
     app.name("etabulon");
     app.description("Walks and sums up tables of databases and CSV files, level by level.");
     app.footer(
@@ -205,7 +207,9 @@ void DeclareProgram(CLI::App& app, const std::vector<std::unique_ptr<CliCommand>
     app.set_version_flag("--version", fmt::format("etabulon {}", kVersion),
                          "Print the program's version and end");
     for (const auto& command : commands) {
-        command->Declare(*app.add_subcommand(command->Name(), command->Description()));
+        CLI::App& declared = *app.add_subcommand(command->Name(), command->Description());
+        command->Declare(declared);
+        view.Declare(declared);
     }
 }
 

@@ -16,6 +16,7 @@ class Option;
 namespace etabulon {
 
 class CliCommand;
+class CliView;
 
 /// An example of a command for --help and the man page. A test runs each example on the
 /// demonstration data.
@@ -38,9 +39,10 @@ struct CliMeaning {
 /// The commands in the order in which --help lists them.
 [[nodiscard]] std::vector<std::unique_ptr<CliCommand>> MakeCommands();
 
-/// Declares the program and its commands, which must outlive `app`. The help, the man pages and
-/// the completion are all made from what is declared here.
-void DeclareProgram(CLI::App& app, const std::vector<std::unique_ptr<CliCommand>>& commands);
+/// Declares the program and its commands, which must outlive `app`, as `view` must. The help, the
+/// man pages and the completion are all made from what is declared here.
+void DeclareProgram(CLI::App& app, const std::vector<std::unique_ptr<CliCommand>>& commands,
+                    CliView& view);
 
 /// An example's line, continued with backslashes where it would exceed `width` columns.
 [[nodiscard]] std::string ShellLines(std::string_view line, std::size_t width);

@@ -4,8 +4,10 @@
 #include "apps/etabulon/output/CliOutput.h"
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliEdits.h"
+#include "apps/etabulon/request/CliFiles.h"
 #include "apps/etabulon/request/CliSource.h"
 #include "apps/etabulon/request/CliSuggest.h"
+#include "apps/etabulon/request/CliView.h"
 #include "apps/etabulon/request/CliWritten.h"
 #include "apps/etabulon/walk/CliReading.h"
 #include "apps/etabulon/walk/CliSave.h"
@@ -16,7 +18,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <iterator>
 #include <map>
 #include <optional>
@@ -65,7 +66,7 @@ CliResult<std::unique_ptr<CliViewCommand>> MakeView(const std::string& name) {
 std::string LeaveToMakeView(const std::string& /*name*/) { return {}; }
 
 /// Parses a view's options as the view's own command would.
-CliResult<> ParseView(CliViewCommand& view, std::vector<std::string> arguments) {
+CliResult<> ParseView(CliViewCommand& view, std::vector<std::string> arguments, CliView& saved) {
     CLI::App app;
     app.set_help_flag();
     view.DeclareView(app);
@@ -77,24 +78,7 @@ CliResult<> ParseView(CliViewCommand& view, std::vector<std::string> arguments) 
                                                       "--help)",
                                                       view.Name(), error.what(), view.Name())};
     }
-    return {};
-}
-
-/// Returns false with errno set.
-bool ReadFile(const std::string& path, std::string& text) {
-    FILE* const file = std::fopen(path.c_str(), "rbe");
-    if (file == nullptr) {
-        return false;
-    }
-    std::array<char, 65536> buffer{};
-    for (std::size_t count = 1; count != 0;) {
-        count = std::fread(buffer.data(), 1, buffer.size(), file);
-        text.append(buffer.data(), count);
-    }
-    const int error = std::ferror(file) != 0 ? errno : 0;
-    std::fclose(file);
-    errno = error;
-    return error == 0;
+    return saved.Apply(app, view.Name());
 }
 
 }  // namespace
@@ -118,6 +102,9 @@ void EditCommand::Declare(CLI::App& app) {
                    "are that command's options")
         ->type_name("VIEW")
         ->check(CLI::Validator(LeaveToMakeView, DescribeValueSet(ViewNames()), "VIEW"));
+    for (const char* const name : {kSet, kInsert, kDelete, kScript, "--save", "--show"}) {
+        app.get_option(name)->configurable(false);
+    }
     app.footer(
         "A PLACE is what --at has: level=value, separated by commas; what holds , : > = "
         "stands in double quotes. a=NULL is a missing value, a= an empty text. An edit counts "
@@ -180,7 +167,7 @@ CliResult<std::vector<EditCommand::Asked>> EditCommand::ReadOption(const CLI::Op
 
 CliResult<std::vector<EditCommand::Asked>> EditCommand::ReadScript(const std::string& path) {
     std::string text;
-    if (!ReadFile(path, text)) {
+    if (!ReadWholeFile(path, text)) {
         return CliFailure{CliExit::Failed, fmt::format("script {} can't be read: {}", Quoted(path),
                                                        std::generic_category().message(errno))};
     }
@@ -233,7 +220,7 @@ CliResult<> EditCommand::Show(CliEnvironment& environment, const CliTable& table
         arguments = {"--levels", levels};
     }
     arguments.insert(arguments.end(), viewArguments_.begin(), viewArguments_.end());
-    if (CliResult<> parsed = ParseView(view, std::move(arguments)); !parsed) {
+    if (CliResult<> parsed = ParseView(view, std::move(arguments), environment.view); !parsed) {
         return parsed;
     }
     if (CliResult<> prepared = view.Prepare(environment); !prepared) {

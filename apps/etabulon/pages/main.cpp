@@ -5,6 +5,7 @@
 #include "apps/etabulon/commands/CliHelp.h"
 #include "apps/etabulon/pages/BashCompletion.h"
 #include "apps/etabulon/pages/ManPage.h"
+#include "apps/etabulon/request/CliView.h"
 
 #include <CLI/CLI.hpp>
 
@@ -26,8 +27,9 @@ bool Write(const std::string& path, const std::string& text) {
 
 bool WriteAll(const std::string& date, const std::string& folder) {
     CLI::App app;
+    etabulon::CliView view;
     const auto commands = etabulon::MakeCommands();
-    etabulon::DeclareProgram(app, commands);
+    etabulon::DeclareProgram(app, commands, view);
     bool isWritten =
         Write(folder + "/etabulon.bash", etabulon::MakeBashCompletion(app)) &&
         Write(folder + "/" + etabulon::ManPageName(app) + ".1", etabulon::MakeManPage(app, date));

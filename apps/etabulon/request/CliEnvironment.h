@@ -7,6 +7,7 @@ namespace etabulon {
 
 class CliInterrupt;
 class CliOutput;
+class CliView;
 class EReportFile;
 
 /// Makes a locale's order the order of all texts. Returns false and sets the reason if it can't.
@@ -17,6 +18,7 @@ struct CliEnvironment {
     CliOutput& output;  // stdout, or the file of --output
     CliInterrupt& interrupt;
     EReportFile& file;  // not open without --output
+    CliView& view;
     bool isOutputTerminal = false;
     bool isErrorTerminal = false;
     std::size_t outputColumns = 0;             // of the terminal; 0 if unknown

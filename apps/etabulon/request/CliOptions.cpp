@@ -2,12 +2,12 @@
 
 #include "apps/etabulon/output/CliOutput.h"
 #include "apps/etabulon/output/CliUtf8.h"
+#include "apps/etabulon/request/CliFiles.h"
 #include "apps/etabulon/request/CliSource.h"
 #include "etabulon/report/EReportFile.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
@@ -66,13 +66,6 @@ std::optional<CliFormat> FormatOf(std::string name) {
     return {};
 }
 
-bool AreOneFile(const std::string& one, const std::string& other) {
-    struct stat first {};
-    struct stat second {};
-    return stat(one.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0 &&
-           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
-}
-
 std::string CheckNumber(const std::string& text, std::int64_t least) {
     std::int64_t number = 0;
     const char* const end = text.data() + text.size();
@@ -119,8 +112,10 @@ std::string DescribeValueSet(const std::vector<std::string>& values) {
 }
 
 void CliSourceOptions::Declare(CLI::App& app) {
-    app.add_option("SOURCE", path, "An SQLite database, or a table of text (CSV, TSV)")
-        ->required()
+    app.add_option(
+           "SOURCE", path,
+           "An SQLite database, or a table of text (CSV, TSV); may be left out where --view "
+           "names it")
         ->type_name("");
     app.add_option("TABLE", table, "A table or view of it; may be left out where there is only one")
         ->type_name("");
@@ -176,7 +171,8 @@ void CliOutputOptions::DeclareFormat(CLI::App& app, bool hasPictures) {
     app.add_option("--output", file_,
                    "Write to this file instead of stdout, whole or not at all: a file of that name "
                    "stays as it is until the new one takes its place")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->configurable(false);
     if (hasPictures) {
         app.add_option("--theme", theme_,
                        "Draw for a light background, as without it, or a dark one")
@@ -192,7 +188,8 @@ void CliOutputOptions::DeclareBars(CLI::App& app, const std::string& description
 
 void CliOutputOptions::DeclareProgress(CLI::App& app) {
     app.add_flag("--progress", progress_,
-                 "Count the records on stderr, if that is a terminal and stdout isn't");
+                 "Count the records on stderr, if that is a terminal and stdout isn't")
+        ->configurable(false);
 }
 
 CliFormat CliOutputOptions::Format(const CliEnvironment& environment) const {

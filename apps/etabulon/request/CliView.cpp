@@ -1,0 +1,374 @@
+#include "apps/etabulon/request/CliView.h"
+
+#include "apps/etabulon/output/CliUtf8.h"
+#include "apps/etabulon/request/CliFiles.h"
+#include "apps/etabulon/request/CliOptions.h"
+#include "apps/etabulon/request/CliSuggest.h"
+#include "apps/etabulon/request/CliWritten.h"
+#include "etabulon/report/EReportFile.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <utility>
+
+namespace etabulon {
+namespace {
+
+/// Options that several commands have, each with a meaning of its own.
+constexpr std::array<std::string_view, 5> kOfEachCommand = {"columns", "depth", "drill", "percent",
+                                                            "sort"};
+
+std::string KeyOf(const CLI::Option& option) {
+    return option.get_lnames().empty() ? Lowered(option.get_name(true, false))
+                                       : option.get_lnames().front();
+}
+
+/// The options of a command that views have.
+std::vector<const CLI::Option*> SavedOptions(const CLI::App& command) {
+    return command.get_options(&CLI::Option::get_configurable);
+}
+
+const CLI::Option* FindSaved(const CLI::App& command, std::string_view key) {
+    for (const CLI::Option* const option : SavedOptions(command)) {
+        if (KeyOf(*option) == key) {
+            return option;
+        }
+    }
+    return nullptr;
+}
+
+const CLI::App* FindCommand(const CLI::App& program, const std::string& name) {
+    const std::vector<const CLI::App*> found = program.get_subcommands(
+        [&name](const CLI::App* command) { return command->get_name() == name; });
+    return found.empty() ? nullptr : found.front();
+}
+
+/// The commands that have an option with this key.
+std::vector<const CLI::App*> CommandsWith(const CLI::App& program, std::string_view key) {
+    std::vector<const CLI::App*> commands;
+    for (const CLI::App* const command : program.get_subcommands({})) {
+        if (FindSaved(*command, key) != nullptr) {
+            commands.push_back(command);
+        }
+    }
+    return commands;
+}
+
+bool IsShared(const CLI::App& program, std::string_view key) {
+    return std::find(kOfEachCommand.begin(), kOfEachCommand.end(), key) == kOfEachCommand.end() &&
+           CommandsWith(program, key).size() > 1;
+}
+
+std::vector<std::string> KeysOf(const CLI::App& command) {
+    std::vector<std::string> keys;
+    for (const CLI::Option* const option : SavedOptions(command)) {
+        keys.push_back(KeyOf(*option));
+    }
+    return keys;
+}
+
+std::vector<std::string> SharedKeys(const CLI::App& program) {
+    std::vector<std::string> keys;
+    for (const CLI::App* const command : program.get_subcommands({})) {
+        for (const std::string& key : KeysOf(*command)) {
+            if (IsShared(program, key) && std::find(keys.begin(), keys.end(), key) == keys.end()) {
+                keys.push_back(key);
+            }
+        }
+    }
+    return keys;
+}
+
+CliViewValue::Kind KindOf(const CLI::Option& option) {
+    const std::string type = option.get_type_name();
+    if (option.get_items_expected_max() == 0) {
+        return CliViewValue::Flag;
+    }
+    if (option.get_items_expected_max() > 1) {
+        return CliViewValue::List;
+    }
+    return type.substr(0, type.find(':')) == "N" ? CliViewValue::Number : CliViewValue::Text;
+}
+
+bool IsPath(const CLI::Option& option) {
+    return KeyOf(option) == "source" || option.get_type_name() == "FILE";
+}
+
+/// A list text that commas separate can be cut into its elements: joined, they are the same text.
+bool IsCommaList(const CLI::Option& option) { return option.get_type_name().starts_with("LIST"); }
+
+/// The elements of a list text. A text that isn't plainly a list stays whole.
+std::vector<std::string> Elements(const std::string& text) {
+    std::vector<std::string> elements(1);
+    bool isInQuotes = false;
+    for (const char c : text) {
+        isInQuotes = isInQuotes != (c == '"');
+        if (c == ',' && !isInQuotes) {
+            elements.emplace_back();
+        } else {
+            elements.back() += c;
+        }
+    }
+    for (std::string& element : elements) {
+        element = Trimmed(element);
+    }
+    const bool isAnyEmpty = std::find(elements.begin(), elements.end(), "") != elements.end();
+    return isInQuotes || isAnyEmpty ? std::vector<std::string>{text} : elements;
+}
+
+const char* Expected(CliViewValue::Kind kind) {
+    switch (kind) {
+        case CliViewValue::List:
+            return "a list of texts, between [ and ]";
+        case CliViewValue::Number:
+            return "a whole number";
+        case CliViewValue::Flag:
+            return "true or false";
+        default:
+            return "a text";
+    }
+}
+
+}  // namespace
+
+void CliView::Declare(CLI::App& command) {
+    command
+        .add_option("--view", path_,
+                    "Read a saved view: its options hold as if they were given here. One that is "
+                    "given here takes the place of the view's")
+        ->type_name("FILE")
+        ->configurable(false);
+    command
+        .add_option("--without", without_,
+                    "Leave these options of the view out: names without --, separated by commas")
+        ->type_name("LIST")
+        ->allow_extra_args(false)
+        ->configurable(false);
+    command
+        .add_option("--save-view", saved_,
+                    "Write source, table and options to this file in the end, which --view reads")
+        ->type_name("FILE")
+        ->configurable(false);
+}
+
+CliResult<> CliView::Begin(const CLI::App& program, CLI::App& command) {
+    program_ = &program;
+    CliResult<> done = Read();
+    if (done) {
+        done = LeaveOut(command.get_name());
+    }
+    if (done) {
+        done = Apply(command, command.get_name());
+    }
+    if (done && command.get_option("SOURCE")->empty()) {
+        done = CliFailure{
+            CliExit::Usage,
+            path_.empty()
+                ? fmt::format("SOURCE is required (see etabulon {} --help)", command.get_name())
+                : fmt::format("view {} names no source, and SOURCE isn't given", Quoted(path_))};
+    }
+    return done ? CheckPlace(command) : done;
+}
+
+CliResult<> CliView::Read() {
+    if (path_.empty()) {
+        return without_.empty() ? CliResult<>()
+                                : CliFailure{CliExit::Usage,
+                                             "--without leaves options of a view out: --view is "
+                                             "missing"};
+    }
+    CliResult<CliViewFile> file = ReadViewFile(path_);
+    if (!file) {
+        return file.Failure();
+    }
+    file_ = std::move(*file);
+    return Check(*program_);
+}
+
+CliResult<> CliView::Check(const CLI::App& program) {
+    for (auto& [key, value] : file_.shared) {
+        if (CliResult<> checked = CheckKey(program, "", key, value); !checked) {
+            return checked;
+        }
+    }
+    for (CliViewFile::Part& part : file_.parts) {
+        const CLI::App* const command = FindCommand(program, part.command);
+        if (command == nullptr) {
+            std::vector<std::string> names;
+            for (const CLI::App* const each : program.get_subcommands({})) {
+                names.push_back(each->get_name());
+            }
+            return CliFailure{CliExit::Failed,
+                              InViewFile(path_, part.line) +
+                                  fmt::format("{} is no command{}", Quoted(part.command),
+                                              WhatThereIs(part.command, names))};
+        }
+        for (auto& [key, value] : part.values) {
+            if (CliResult<> checked = CheckKey(program, part.command, key, value); !checked) {
+                return checked;
+            }
+        }
+    }
+    return {};
+}
+
+CliResult<> CliView::CheckKey(const CLI::App& program, const std::string& command,
+                              const std::string& key, CliViewValue& value) const {
+    const auto fail = [&](const std::string& what) {
+        return CliFailure{CliExit::Failed, InViewFile(path_, value.line) + what};
+    };
+    const std::vector<const CLI::App*> commands = CommandsWith(program, key);
+    const CLI::Option* option = nullptr;
+    if (!command.empty()) {
+        const CLI::App* const own = program.get_subcommand(command);
+        option = FindSaved(*own, key);
+        if (option == nullptr) {
+            return fail(fmt::format("{} has no key {}{}", command, Quoted(key),
+                                    WhatThereIs(key, KeysOf(*own))));
+        }
+    } else if (IsShared(program, key)) {
+        option = FindSaved(*commands.front(), key);
+    } else if (commands.empty()) {
+        return fail(fmt::format("there is no key {}{}", Quoted(key),
+                                WhatThereIs(key, SharedKeys(program))));
+    } else {
+        return fail(
+            fmt::format("{} is meant for one command: it belongs into an object, "
+                        "\"{}\": {{\"{}\": ...}}",
+                        Quoted(key), commands.front()->get_name(), key));
+    }
+    if (value.kind != KindOf(*option)) {
+        return fail(fmt::format("{} isn't {}", Quoted(key), Expected(KindOf(*option))));
+    }
+    value.isPath = IsPath(*option);
+    const std::filesystem::path folder = std::filesystem::path(path_).parent_path();
+    for (std::string& text : value.texts) {
+        if (value.isPath && text != "-" && std::filesystem::path(text).is_relative()) {
+            value.isRelative = true;
+            text = (folder / text).lexically_normal().string();
+        }
+    }
+    return {};
+}
+
+/// Takes the keys of --without away from what the command reads.
+CliResult<> CliView::LeaveOut(const std::string& command) {
+    const std::string list = JoinLists(without_);
+    for (const std::string& key : list.empty() ? std::vector<std::string>() : Elements(list)) {
+        if (file_.Find(command, key) == nullptr && file_.Find("", key) == nullptr) {
+            return CliFailure{CliExit::Usage,
+                              fmt::format("view {} has no {} for {}, which --without names",
+                                          Quoted(path_), Quoted(key), command)};
+        }
+        file_.Remove(command, key);
+        file_.Remove("", key);
+    }
+    return {};
+}
+
+CliResult<> CliView::Apply(CLI::App& options, const std::string& name) {
+    for (CLI::Option* const option :
+         options.get_options([](const CLI::Option* each) { return each->get_configurable(); })) {
+        const std::string key = KeyOf(*option);
+        const CliViewValue* value = file_.Find(name, key);
+        value = value != nullptr ? value : file_.Find("", key);
+        if (!option->empty() || value == nullptr) {
+            continue;
+        }
+        if (CliResult<> given = Give(*option, *value, key); !given) {
+            return given;
+        }
+    }
+    Collect(options, name);
+    return {};
+}
+
+CliResult<> CliView::Give(CLI::Option& option, const CliViewValue& value,
+                          const std::string& key) const {
+    if (value.kind == CliViewValue::Flag && value.texts.front() == "false") {
+        return {};
+    }
+    try {
+        for (const std::string& text : value.texts) {
+            option.add_result(text);
+        }
+        if (value.texts.empty() && IsCommaList(option)) {
+            option.add_result("");
+        }
+        if (!option.empty()) {
+            option.run_callback();
+        }
+    } catch (const CLI::ParseError& error) {
+        return CliFailure{CliExit::Failed, InViewFile(path_, value.line) +
+                                               fmt::format("{}: {}", Quoted(key), error.what())};
+    }
+    return {};
+}
+
+void CliView::Collect(const CLI::App& options, const std::string& name) {
+    for (const CLI::Option* const option : SavedOptions(options)) {
+        if (option->empty()) {
+            continue;
+        }
+        const std::string key = KeyOf(*option);
+        CliViewValue value;
+        value.kind = KindOf(*option);
+        for (const std::string& text : option->results()) {
+            const std::vector<std::string> texts =
+                IsCommaList(*option) ? Elements(text) : std::vector<std::string>{text};
+            std::copy_if(texts.begin(), texts.end(), std::back_inserter(value.texts),
+                         [option](const std::string& each) {
+                             return !IsCommaList(*option) || !Trimmed(each).empty();
+                         });
+        }
+        const bool isOwn = !IsShared(*program_, key) || file_.Find(name, key) != nullptr;
+        const CliViewValue* const before = file_.Find(isOwn ? name : "", key);
+        value.isPath = IsPath(*option);
+        value.isRelative =
+            value.isPath && value.texts.front() != "-" &&
+            (std::filesystem::path(value.texts.front()).is_relative() ||
+             (before != nullptr && before->isRelative && before->texts == value.texts));
+        file_.Set(isOwn ? name : "", key, std::move(value));
+    }
+}
+
+CliResult<> CliView::CheckPlace(const CLI::App& command) const {
+    if (!IsSaved()) {
+        return {};
+    }
+    const CLI::Option* const output = command.get_option_no_throw("--output");
+    const std::string source = command.get_option("SOURCE")->results().front();
+    if ((output != nullptr && !output->empty() && output->results().front() == saved_) ||
+        AreOneFile(saved_, source)) {
+        return CliFailure{CliExit::Usage,
+                          fmt::format("--save-view {} would replace the file of {}", Quoted(saved_),
+                                      AreOneFile(saved_, source) ? "SOURCE" : "--output")};
+    }
+    EReportFile file;
+    std::string error;
+    return file.Open(saved_, error) ? CliResult<>() : CliFailure{CliExit::Failed, error};
+}
+
+void CliView::Set(std::string_view command, std::string_view key, CliViewValue value) {
+    file_.Set(command, key, std::move(value));
+}
+
+CliResult<> CliView::Save() const {
+    const CliResult<std::string> text = WriteViewFile(file_, Path());
+    if (!text) {
+        return text.Failure();
+    }
+    EReportFile file;
+    std::string error;
+    if (!file.Open(Path(), error)) {
+        return CliFailure{CliExit::Failed, error};
+    }
+    file.Append(*text);
+    return file.Commit(error) ? CliResult<>() : CliFailure{CliExit::Failed, error};
+}
+
+}  // namespace etabulon

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "apps/etabulon/request/CliResult.h"
+#include "apps/etabulon/request/CliViewFile.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
+
+namespace etabulon {
+
+/// The saved view of a run: what --view reads, changed by the command line's own options, and what
+/// --save-view writes.
+///
+/// A view follows the options that the commands declare. Each of them is saved under its name,
+/// unless it is declared as not configurable. One that means the same in several commands is
+/// shared; the others stand in their command's own object.
+class CliView {
+public:
+    /// Declares the options of views for one command.
+    void Declare(CLI::App& command);
+
+    /// Reads the file of --view, checks that `program` knows all its keys, and gives its values to
+    /// those options of `command` that the command line doesn't have. Then checks that the file of
+    /// --save-view can be written. Requires that the command line was parsed.
+    [[nodiscard]] CliResult<> Begin(const CLI::App& program, CLI::App& command);
+    /// The same for options that a command parses by itself, those of the command `name`.
+    [[nodiscard]] CliResult<> Apply(CLI::App& options, const std::string& name);
+
+    /// Changes what is saved. `command` is empty for a shared key.
+    void Set(std::string_view command, std::string_view key, CliViewValue value);
+    /// The file of --save-view, or else that of --view; empty without both.
+    [[nodiscard]] const std::string& Path() const noexcept {
+        return saved_.empty() ? path_ : saved_;
+    }
+    /// Writes the file that Path names, whole or not at all.
+    [[nodiscard]] CliResult<> Save() const;
+    /// Whether the user has given --save-view.
+    [[nodiscard]] bool IsSaved() const noexcept { return !saved_.empty(); }
+
+private:
+    [[nodiscard]] CliResult<> Read();
+    [[nodiscard]] CliResult<> Check(const CLI::App& program);
+    [[nodiscard]] CliResult<> CheckKey(const CLI::App& program, const std::string& command,
+                                       const std::string& key, CliViewValue& value) const;
+    [[nodiscard]] CliResult<> LeaveOut(const std::string& command);
+    [[nodiscard]] CliResult<> CheckPlace(const CLI::App& command) const;
+    [[nodiscard]] CliResult<> Give(CLI::Option& option, const CliViewValue& value,
+                                   const std::string& key) const;
+    /// Keeps the values of options for Save.
+    void Collect(const CLI::App& options, const std::string& name);
+
+    std::string path_;
+    std::string saved_;
+    std::vector<std::string> without_;
+    const CLI::App* program_ = nullptr;  // not owned; null before Begin
+    CliViewFile file_;
+};
+
+}  // namespace etabulon
