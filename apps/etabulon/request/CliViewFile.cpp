@@ -1,8 +1,8 @@
 #include "apps/etabulon/request/CliViewFile.h"
 
-#include "apps/etabulon/output/CliJsonWriter.h"
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliFiles.h"
+#include "etabulon/report/EReportJson.h"
 
 #include <fmt/format.h>
 #include <simdjson.h>
