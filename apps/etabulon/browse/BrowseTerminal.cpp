@@ -64,6 +64,7 @@ constexpr std::array kMeanings = {
     KeyMeaning{KEY_F(5), BrowseKey::Refresh},   KeyMeaning{'r', BrowseKey::Refresh},
     KeyMeaning{kEscape, BrowseKey::Cancel},     KeyMeaning{'\f', BrowseKey::Redraw},
     KeyMeaning{KEY_RESIZE, BrowseKey::Redraw},  KeyMeaning{'q', BrowseKey::Quit},
+    KeyMeaning{'w', BrowseKey::SaveView},
 };
 
 /// Makes ncurses write UTF-8 in every locale, as the other commands do.

@@ -32,6 +32,7 @@ enum class BrowseKey : std::uint8_t {
     Cancel = 18,
     Redraw = 19,
     Quit = 20,
+    SaveView = 21,
 };
 
 struct BrowseStyle {

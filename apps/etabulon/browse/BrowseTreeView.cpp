@@ -208,6 +208,31 @@ void BrowseTreeView::GoTo(_TREEITEM* item) {
     }
 }
 
+unsigned int BrowseTreeView::DepthOf(_TREEITEM* item) const {
+    unsigned int depth = 0;
+    for (item = ParentItem(item); item != nullptr; item = ParentItem(item)) {
+        ++depth;
+    }
+    return depth;
+}
+
+void BrowseTreeView::OpenTo(unsigned int depth) {
+    for (_TREEITEM* item = FirstItem(); item != nullptr; item = NextVisibleItem(item)) {
+        const bool opens = DepthOf(item) < depth;
+        if (opens != IsExpanded(item)) {
+            Expand(item, opens ? TreeExpand : TreeCollapse);
+        }
+    }
+}
+
+unsigned int BrowseTreeView::OpenDepth() const {
+    unsigned int depth = 0;
+    for (_TREEITEM* item = FirstItem(); item != nullptr; item = NextVisibleItem(item)) {
+        depth = std::max(depth, DepthOf(item));
+    }
+    return depth;
+}
+
 void BrowseTreeView::GoToStart() { GoTo(FirstItem()); }
 
 void BrowseTreeView::GoToEnd() {

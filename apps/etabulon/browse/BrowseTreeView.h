@@ -55,6 +55,10 @@ public:
     void GoToStart();
     void GoToEnd();
     void Resize(const ERect& rect);
+    /// Opens the items above this depth, and closes the others. The first item has the depth 0.
+    void OpenTo(unsigned int depth);
+    /// The largest depth of an item that isn't below a closed one.
+    [[nodiscard]] unsigned int OpenDepth() const;
     [[nodiscard]] bool IsExpanded(_TREEITEM* item) const {
         return ItemState(item, StateExpanded) != 0;
     }
@@ -95,6 +99,7 @@ protected:
     void MovedSelection() override { isDirty_ = true; }
 
 private:
+    [[nodiscard]] unsigned int DepthOf(_TREEITEM* item) const;
     [[nodiscard]] int Height() const noexcept { return rect_.bottom - rect_.top; }
     [[nodiscard]] bool IsShown(const Item& item) const;
     [[nodiscard]] bool IsTopWithin(const Item& item) const;

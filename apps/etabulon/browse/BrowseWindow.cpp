@@ -19,18 +19,19 @@ constexpr int kProgressMilliseconds = 100;  // between two updates of a run's co
 constexpr int kLinesAround = 3;             // title, status, keys
 constexpr const char* kKeys =
     "q quit  arrows, Enter, + - open, close  Alt+Up Alt+Down move level  h hide  s show  F5 "
-    "refresh  Esc cancel";
+    "refresh  Esc cancel  w save view";
 
 }  // namespace
 
 BrowseWindow::BrowseWindow(const BrowseParts& parts, std::string title,
-                           std::set<unsigned int> fixedLevels)
+                           std::set<unsigned int> fixedLevels, BrowseSaving saving)
     : terminal_(parts.terminal),
       wake_(parts.wake),
       view_(parts.view),
       ctrl_(parts.ctrl),
       title_(std::move(title)),
-      fixedLevels_(std::move(fixedLevels)) {
+      fixedLevels_(std::move(fixedLevels)),
+      saving_(std::move(saving)) {
     for (const unsigned int level : ctrl_.Levels(/*isHidden=*/true)) {
         if (!fixedLevels_.contains(level)) {
             hidden_.push_back(level);
@@ -130,6 +131,7 @@ bool BrowseWindow::Await() {
     }
     wake_.Dispatch();
     PerformWaiting();
+    OpenAtFirst();
     if ((ends[0].revents & (POLLHUP | POLLERR | POLLNVAL)) != 0) {
         signal_ = SIGHUP;  // the terminal is gone
         return false;
@@ -189,6 +191,7 @@ void BrowseWindow::OnKey(BrowseKey key) {
         case BrowseKey::Hide:
         case BrowseKey::Show:
         case BrowseKey::Refresh:
+        case BrowseKey::SaveView:
             return Ask(key);
         case BrowseKey::Cancel:
             waiting_.reset();
@@ -254,6 +257,13 @@ void BrowseWindow::PerformWaiting() {
     Perform(waiting.key);
 }
 
+/// Opens a filled tree as the view asks, once.
+void BrowseWindow::OpenAtFirst() {
+    if (saving_.depth && !ctrl_.IsRunActive() && view_.ItemCount() != 0) {
+        view_.OpenTo(*std::exchange(saving_.depth, std::nullopt));
+    }
+}
+
 void BrowseWindow::Perform(BrowseKey key) {
     switch (key) {
         case BrowseKey::LevelUp:
@@ -266,6 +276,8 @@ void BrowseWindow::Perform(BrowseKey key) {
             return Hide();
         case BrowseKey::Show:
             return ShowAgain();
+        case BrowseKey::SaveView:
+            return ctrl_.SetStatus(saving_.save());
         default:
             return ctrl_.RefreshAll();
     }

@@ -3,6 +3,7 @@
 #include "apps/etabulon/browse/BrowseTerminal.h"
 #include "etabulon/controls/EScreenTypes.h"
 
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -22,13 +23,21 @@ struct BrowseParts {
     BrowseCtrl& ctrl;
 };
 
+/// What a saved view asks of the window, and how the window saves one.
+struct BrowseSaving {
+    std::optional<unsigned int> depth;  // that the tree is opened to at first
+    /// Saves the view, and returns a sentence for the status line.
+    std::function<std::string()> save;
+};
+
 /// The window around the tree: a title, a status line, a line of keys, and the main loop. A key
 /// that needs the cursor waits for the end of the active run. Only the last such key is kept, as
 /// the meaning of the others may have changed by then.
 class BrowseWindow {
 public:
     /// The levels in `fixedLevels` are never shown.
-    BrowseWindow(const BrowseParts& parts, std::string title, std::set<unsigned int> fixedLevels);
+    BrowseWindow(const BrowseParts& parts, std::string title, std::set<unsigned int> fixedLevels,
+                 BrowseSaving saving);
     BrowseWindow(const BrowseWindow&) = delete;
     BrowseWindow& operator=(const BrowseWindow&) = delete;
 
@@ -53,6 +62,7 @@ private:
     void OnEnter();
     void Ask(BrowseKey key);
     void PerformWaiting();
+    void OpenAtFirst();
     void Perform(BrowseKey key);
     void Hide();
     void ShowAgain();
@@ -65,6 +75,7 @@ private:
     std::set<unsigned int> fixedLevels_;
     std::vector<unsigned int> hidden_;  // levels that the user has hidden, the latest last
     std::optional<Waiting> waiting_;
+    BrowseSaving saving_;
     int signal_ = 0;
 };
 

@@ -7,7 +7,9 @@
 #include "apps/etabulon/browse/BrowseTreeView.h"
 #include "apps/etabulon/browse/BrowseWake.h"
 #include "apps/etabulon/browse/BrowseWindow.h"
+#include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliSource.h"
+#include "apps/etabulon/request/CliView.h"
 #include "apps/etabulon/walk/CliInterrupt.h"
 #include "apps/etabulon/walk/CliReading.h"
 
@@ -54,6 +56,39 @@ CliResult<> TakeKeysFromTerminal() {
                                   std::generic_category().message(error))};
 }
 
+/// Keeps the order of the levels, what is hidden and how far the tree is open in the view.
+void Keep(const BrowseCtrl& ctrl, const BrowseTreeView& view, const CliTreeOrder& order,
+          const std::set<unsigned int>& fixedLevels, CliView& saved) {
+    CliViewValue levels{CliViewValue::List};
+    CliViewValue hidden{CliViewValue::List};
+    CliViewValue reversed{CliViewValue::List};
+    const std::vector<unsigned int> all = ctrl.Levels(/*isHidden=*/true);
+    const std::set<unsigned int> hiddenLevels(all.begin(), all.end());
+    for (const auto& key : ctrl.SortLevels()) {
+        const std::string written = order.levels.all[key.Level()].Written();
+        levels.texts.push_back(written);
+        if (hiddenLevels.contains(key.Level()) && !fixedLevels.contains(key.Level())) {
+            hidden.texts.push_back(written);
+        }
+        if (key.IsReverseOrder()) {
+            reversed.texts.push_back(written);
+        }
+    }
+    saved.Set("browse", "levels", std::move(levels));
+    saved.Set("browse", "hide", std::move(hidden));
+    saved.Set("browse", "reverse", std::move(reversed));
+    if (view.ItemCount() != 0) {
+        saved.Set("browse", "depth", {CliViewValue::Number, {std::to_string(view.OpenDepth())}});
+    }
+}
+
+CliResult<> SaveView(const CliView& saved) {
+    return saved.Path().empty()
+               ? CliFailure{CliExit::Usage,
+                            "the view has no file: --view or --save-view names one at the start"}
+               : saved.Save();
+}
+
 CliResult<> CheckLevels(const CliTreeOrder& order) {
     for (unsigned int id = 0; id < order.levels.all.size(); ++id) {
         if (order.IsShown(id)) {
@@ -71,13 +106,16 @@ void BrowseCommand::Declare(CLI::App& app) {
     sort_.Declare(app);
     alerts_.Declare(app);
     colour_.Declare(app);
+    app.add_option("--depth", depth_, "Open this many levels below the root at first")
+        ->check(CheckNumberFrom0)
+        ->type_name("N");
     app.footer(
         "Levels are written as for walk. Behind a node stands the number of leaves below it: "
         "of places at the last level.\n"
         "Keys: arrows, page keys, Home and End move; Enter, + and - open and close; Alt+Up "
         "and Alt+Down (or < and >) move the level of the selected node; h hides it, s shows "
-        "the level hidden last; F5 (or r) reads all records again, Esc cancels, q and Ctrl+C "
-        "quit.\n"
+        "the level hidden last; F5 (or r) reads all records again, Esc cancels, w saves the view, "
+        "q and Ctrl+C quit.\n"
         "An alert is a level, the number of leaves that is still allowed, and its style: "
         "bold, italic, red, green, yellow, blue, magenta, cyan, white, and up to mark the "
         "nodes above too.");
@@ -134,7 +172,7 @@ CliResult<> BrowseCommand::Browse(const CliEnvironment& environment, const CliWa
         if (!terminal) {
             return terminal.Failure();
         }
-        ended = Show({**terminal, wake}, context, cursor, order);
+        ended = Show({**terminal, wake}, context, cursor, order, environment.view);
     }
     if (ended == 0) {
         return {};
@@ -147,7 +185,7 @@ CliResult<> BrowseCommand::Browse(const CliEnvironment& environment, const CliWa
 }
 
 int BrowseCommand::Show(const Seat& seat, const CliWalkContext& context, BrowseCursor& cursor,
-                        const CliTreeOrder& order) const {
+                        const CliTreeOrder& order, CliView& saved) const {
     const std::string tableName(context.table.Info().name.View());
     BrowseScreen screen;
     BrowseTreeView view(seat.terminal, seat.wake);
@@ -162,8 +200,16 @@ int BrowseCommand::Show(const Seat& seat, const CliWalkContext& context, BrowseC
     for (unsigned int index = 0; index < order.place.KnownLevelsCount(); ++index) {
         fixedLevels.insert(order.place.LevelAt(index));
     }
-    BrowseWindow window({seat.terminal, seat.wake, view, ctrl}, tableName, std::move(fixedLevels));
+    const auto keep = [&] { Keep(ctrl, view, order, fixedLevels, saved); };
+    const auto save = [&]() -> std::string {
+        keep();
+        const CliResult<> done = SaveView(saved);
+        return done ? fmt::format("saved as {}", Quoted(saved.Path())) : done.Failure().text;
+    };
+    BrowseWindow window({seat.terminal, seat.wake, view, ctrl}, tableName, fixedLevels,
+                        {depth_, save});
     const int signal = window.Run();
+    keep();
     seat.terminal.Close();  // before a large tree is destroyed, which takes time
     return signal;
 }

@@ -6,9 +6,13 @@
 #include "apps/etabulon/request/CliSortOptions.h"
 #include "apps/etabulon/walk/CliWalk.h"
 
+#include <cstdint>
+#include <optional>
+
 namespace etabulon {
 
 class BrowseCursor;
+class CliView;
 class BrowseTerminal;
 class BrowseWake;
 
@@ -32,12 +36,13 @@ private:
     };
     /// Runs the browser. Returns the signal that ended it, or 0.
     [[nodiscard]] int Show(const Seat& seat, const CliWalkContext& context, BrowseCursor& cursor,
-                           const CliTreeOrder& order) const;
+                           const CliTreeOrder& order, CliView& view) const;
 
     CliSourceOptions source_;
     CliSortOptions sort_;
     BrowseAlerts alerts_;
     CliColourOptions colour_;
+    std::optional<std::uint32_t> depth_;
 };
 
 }  // namespace etabulon

@@ -235,8 +235,7 @@ std::string CliEdits::WrittenLevels() const {
     std::string written;
     for (const CliLevel& level : levels_.all) {
         written += written.empty() ? "" : ",";
-        written += level.data.written;
-        written += level.HasLabel() ? ':' + level.label.written : "";
+        written += level.Written();
     }
     return written;
 }

@@ -22,6 +22,10 @@ struct CliLevel {
     CliVariable data;
     CliVariable label;  // equal to the data if the level has no label
     [[nodiscard]] bool HasLabel() const noexcept { return !(label.code == data.code); }
+    /// As --levels names it, in quotes where it needs them.
+    [[nodiscard]] std::string Written() const {
+        return data.written + (HasLabel() ? ':' + label.written : "");
+    }
 };
 
 /// The levels of a table that a command was asked for.

@@ -325,15 +325,21 @@ void CliView::Collect(const CLI::App& options, const std::string& name) {
                              return !IsCommaList(*option) || !Trimmed(each).empty();
                          });
         }
-        const bool isOwn = !IsShared(*program_, key) || file_.Find(name, key) != nullptr;
-        const CliViewValue* const before = file_.Find(isOwn ? name : "", key);
+        const CliViewValue* before = file_.Find(name, key);
+        before = before != nullptr ? before : file_.Find("", key);
         value.isPath = IsPath(*option);
         value.isRelative =
             value.isPath && value.texts.front() != "-" &&
             (std::filesystem::path(value.texts.front()).is_relative() ||
              (before != nullptr && before->isRelative && before->texts == value.texts));
-        file_.Set(isOwn ? name : "", key, std::move(value));
+        Set(name, key, std::move(value));
     }
+}
+
+/// A shared key that the view has in the command's own object stays there.
+void CliView::Set(const std::string& name, const std::string& key, CliViewValue value) {
+    const bool isOwn = !IsShared(*program_, key) || file_.Find(name, key) != nullptr;
+    file_.Set(isOwn ? name : "", key, std::move(value));
 }
 
 CliResult<> CliView::CheckPlace(const CLI::App& command) const {
@@ -351,10 +357,6 @@ CliResult<> CliView::CheckPlace(const CLI::App& command) const {
     EReportFile file;
     std::string error;
     return file.Open(saved_, error) ? CliResult<>() : CliFailure{CliExit::Failed, error};
-}
-
-void CliView::Set(std::string_view command, std::string_view key, CliViewValue value) {
-    file_.Set(command, key, std::move(value));
 }
 
 CliResult<> CliView::Save() const {

@@ -33,8 +33,8 @@ public:
     /// The same for options that a command parses by itself, those of the command `name`.
     [[nodiscard]] CliResult<> Apply(CLI::App& options, const std::string& name);
 
-    /// Changes what is saved. `command` is empty for a shared key.
-    void Set(std::string_view command, std::string_view key, CliViewValue value);
+    /// Changes what is saved for an option of the command `name`.
+    void Set(const std::string& name, const std::string& key, CliViewValue value);
     /// The file of --save-view, or else that of --view; empty without both.
     [[nodiscard]] const std::string& Path() const noexcept {
         return saved_.empty() ? path_ : saved_;
