@@ -5,8 +5,6 @@
 #include "apps/etabulon/views/CliRecords.h"
 #include "apps/etabulon/walk/CliWalk.h"
 
-#include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -39,7 +37,6 @@ private:
     CliLocaleOptions locale_;
     std::vector<std::string> sort_;
     std::vector<std::string> columns_;
-    std::optional<std::int64_t> limit_;
 };
 
 }  // namespace etabulon
