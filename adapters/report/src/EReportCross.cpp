@@ -8,6 +8,8 @@
 #include "etabulon/values/ETabulonLevels.h"
 #include "etabulon/values/ETabulonVariableDesc.h"
 
+#include <algorithm>
+
 namespace etabulon {
 namespace {
 
@@ -52,7 +54,9 @@ public:
 private:
     [[nodiscard]] bool HasSeveral() const noexcept { return crosses_.size() > 1; }
     [[nodiscard]] bool HasLabels() const noexcept { return first_.lines.IsThere(); }
-    [[nodiscard]] bool HasLineTotals() const noexcept { return !first_.lineTotals.empty(); }
+    [[nodiscard]] bool HasLineTotals() const noexcept {
+        return !first_.lineTotals.empty() || first_.total;
+    }
     /// The head of the last column of labels, which names the levels of the columns too.
     [[nodiscard]] std::string Corner() const {
         const std::string& lines = first_.lines.titles.back();
@@ -312,6 +316,14 @@ void EReportGridView::EndRefresh() {
         FillOfNoRecords();
     }
     isComplete_ = false;
+}
+
+void EReportCross::KeepLines(std::size_t most) {
+    if (most < lines.labels.size()) {
+        lines.labels.resize(most);
+        values.resize(std::min(values.size(), most * columns.labels.size()));
+        lineTotals.resize(std::min(lineTotals.size(), most));
+    }
 }
 
 void WriteCrosses(EReportWriter& writer, std::span<const EReportCross> crosses, bool isNumber) {

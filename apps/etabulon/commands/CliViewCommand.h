@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/etabulon/commands/CliCommand.h"
+#include "apps/etabulon/request/CliLimit.h"
 #include "apps/etabulon/request/CliOptions.h"
 
 namespace etabulon {
@@ -41,8 +42,13 @@ protected:
         output_.DeclareBars(app, description);
     }
     [[nodiscard]] const CliOutputOptions& Output() const noexcept { return output_; }
+    void DeclareLimit(CLI::App& app, const std::string& description) {
+        limit_.Declare(app, description);
+    }
+    [[nodiscard]] const CliLimit& Limit() const noexcept { return limit_; }
 
 private:
+    CliLimit limit_;
     CliSourceOptions source_;
     CliOutputOptions output_;
 };

@@ -41,6 +41,9 @@ void GridCommand::DeclareView(CLI::App& app) {
                    "Print the records behind a cell instead: the labels line,column, any of them "
                    "total or others")
         ->type_name("CELL");
+    DeclareLimit(app,
+                 "Print at most this many lines of what the other options make, and the "
+                 "totals of all; with --drill so many records");
     DeclareOutput(app, /*hasPictures=*/true);
     DeclareBars(app, "A bar behind the first calculation of each line, in a grid of one level");
     app.footer(
@@ -163,7 +166,18 @@ CliResult<> GridCommand::Drill(const CliEnvironment& environment, const CliWalkC
     }
     const CliLevels& levels = request.levels.levels;
     const std::vector<CliVariable> values = AllValues(levels);
-    return PrintRecords(context, {levels, tag, values}, Output().Printing(environment));
+    return PrintRecords(context, {levels, tag, values, Limit().Most()},
+                        Output().Printing(environment));
+}
+
+void GridCommand::Print(const CliEnvironment& environment, std::vector<CliCross>& crosses,
+                        bool areNumbers) const {
+    const std::size_t lines = crosses.front().lines.labels.size();
+    for (CliCross& cross : crosses) {
+        cross.KeepLines(Limit().Most());
+    }
+    PrintCrosses(Output().Printing(environment), crosses, areNumbers);
+    NoteLimit(environment.output, crosses.front().lines.labels.size(), lines, "lines");
 }
 
 CliResult<> GridCommand::Show(CliEnvironment& environment, const CliWalkContext& context) {
@@ -192,8 +206,7 @@ CliResult<> GridCommand::Show(CliEnvironment& environment, const CliWalkContext&
     if (drill_) {
         return Drill(environment, context, *request, *grids);
     }
-    PrintCrosses(Output().Printing(environment), grids->crosses,
-                 request->calculations.AreNumbers());
+    Print(environment, grids->crosses, request->calculations.AreNumbers());
     for (const std::string& note : grids->notes) {
         TellUser(note);
     }
@@ -235,9 +248,8 @@ CliResult<> GridCommand::DrillArranged(const CliEnvironment& environment,
     }
     const ECrossSelection selection = table.Selection(*line, *column);
     const std::vector<CliVariable> values = AllValues(levels);
-    return PrintRecords(
-        context, {levels, selection.Tag(), values, CliRecordsRequest::kNoLimit, {}, &selection},
-        Output().Printing(environment));
+    return PrintRecords(context, {levels, selection.Tag(), values, Limit().Most(), {}, &selection},
+                        Output().Printing(environment));
 }
 
 CliResult<> GridCommand::PrintArranged(const CliEnvironment& environment,
@@ -270,8 +282,7 @@ CliResult<> GridCommand::PrintArranged(const CliEnvironment& environment,
     if (arranged.columns.empty()) {
         crosses = {SideBySide(std::move(crosses))};
     }
-    PrintCrosses(Output().Printing(environment), crosses,
-                 arranged.shown.percent || request.calculations.AreNumbers());
+    Print(environment, crosses, arranged.shown.percent || request.calculations.AreNumbers());
     return {};
 }
 

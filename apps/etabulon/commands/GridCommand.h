@@ -47,6 +47,9 @@ private:
                                     const Grids& grids) const;
 
     /// The same for a grid that is arranged.
+    /// Prints the lines that --limit leaves, and tells of the others.
+    void Print(const CliEnvironment& environment, std::vector<CliCross>& crosses,
+               bool areNumbers) const;
     [[nodiscard]] CliResult<> ShowArranged(const CliEnvironment& environment,
                                            const CliWalkContext& context,
                                            const CliResultRequest& request) const;

@@ -64,6 +64,7 @@ std::string LinksAt(const DRubric& rubric, const DVariable& variable, NameOf nam
 
 void LevelsCommand::Declare(CLI::App& app) {
     source_.Declare(app);
+    limit_.Declare(app, "List at most this many tables or columns");
     output_.DeclareFormat(app);
     app.footer(
         "Without TABLE: table, kind and rows of each table and view. With TABLE: each column "
@@ -83,18 +84,20 @@ CliResult<> LevelsCommand::Run(CliEnvironment& environment) {
     const CliDictionary dictionary(**source);
     const std::unique_ptr<EReportWriter> writer = MakeWriter(output_.Printing(environment));
     if (source_.table.empty()) {
-        return ListTables(dictionary, *writer);
+        return ListTables(environment, dictionary, *writer);
     }
     const CliResult<CliTable> table = dictionary.FindTable(source_.table);
-    return table ? ListVariables(*table, *writer) : table.Failure();
+    return table ? ListVariables(environment, *table, *writer) : table.Failure();
 }
 
-CliResult<> LevelsCommand::ListTables(const CliDictionary& dictionary, EReportWriter& writer) {
+CliResult<> LevelsCommand::ListTables(const CliEnvironment& environment,
+                                      const CliDictionary& dictionary,
+                                      EReportWriter& writer) const {
     const std::array<CliColumn, 3> columns = {{{"table"}, {"kind"}, {"rows", true}}};
     writer.Begin(columns);
     CountCells counts(writer);
     CliTables& source = dictionary.Source();
-    for (const ESqlTableInfo& table : source.Tables()) {
+    for (const ESqlTableInfo& table : FirstOf(source.Tables(), "tables", environment.output)) {
         writer.Cell(Text(table.name.View()));
         writer.Cell(Text(table.isView ? "view" : "table"));
         ESqlError error;
@@ -104,7 +107,8 @@ CliResult<> LevelsCommand::ListTables(const CliDictionary& dictionary, EReportWr
     return counts.Finish();
 }
 
-CliResult<> LevelsCommand::ListVariables(const CliTable& listed, EReportWriter& writer) {
+CliResult<> LevelsCommand::ListVariables(const CliEnvironment& environment, const CliTable& listed,
+                                         EReportWriter& writer) const {
     const ESqlTableInfo& table = listed.Info();
     const CliDictionary& dictionary = listed.Dictionary();
     const std::array<CliColumn, 7> columns = {{{"column"},
@@ -119,7 +123,8 @@ CliResult<> LevelsCommand::ListVariables(const CliTable& listed, EReportWriter& 
     CliCellMaker maker;
     CliTables& source = dictionary.Source();
     const DRubric& rubric = listed.Rubric();
-    for (const ESqlColumn& column : table.columns) {
+    const std::span<const ESqlColumn> all(table.columns);
+    for (const ESqlColumn& column : FirstOf(all, "columns", environment.output)) {
         const DVariable& variable = *rubric.Find(column.code);
         writer.Cell(Text(column.name.View()));
         writer.Cell(Text(TypeName(column.type)));

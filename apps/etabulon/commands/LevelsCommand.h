@@ -1,7 +1,11 @@
 #pragma once
 
 #include "apps/etabulon/commands/CliCommand.h"
+#include "apps/etabulon/request/CliLimit.h"
 #include "apps/etabulon/request/CliOptions.h"
+
+#include <algorithm>
+#include <span>
 
 namespace etabulon {
 
@@ -19,12 +23,23 @@ public:
     [[nodiscard]] CliResult<> Run(CliEnvironment& environment) override;
 
 private:
-    [[nodiscard]] static CliResult<> ListTables(const CliDictionary& dictionary,
-                                                EReportWriter& writer);
-    [[nodiscard]] static CliResult<> ListVariables(const CliTable& table, EReportWriter& writer);
+    [[nodiscard]] CliResult<> ListTables(const CliEnvironment& environment,
+                                         const CliDictionary& dictionary,
+                                         EReportWriter& writer) const;
+    [[nodiscard]] CliResult<> ListVariables(const CliEnvironment& environment,
+                                            const CliTable& table, EReportWriter& writer) const;
+    /// Those that --limit leaves; the output tells of the others.
+    template <class Listed>
+    [[nodiscard]] std::span<Listed> FirstOf(std::span<Listed> all, const char* noun,
+                                            CliOutput& output) const {
+        const auto first = all.first(std::min<std::uint64_t>(all.size(), limit_.Most()));
+        NoteLimit(output, first.size(), all.size(), noun);
+        return first;
+    }
 
     CliSourceOptions source_;
     CliOutputOptions output_;
+    CliLimit limit_;
 };
 
 }  // namespace etabulon

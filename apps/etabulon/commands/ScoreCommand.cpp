@@ -46,6 +46,9 @@ void ScoreCommand::DeclareView(CLI::App& app) {
                    "Print the records behind a line instead: its labels, separated by commas, or "
                    "total, or others")
         ->type_name("LINE");
+    DeclareLimit(app,
+                 "Print at most this many lines of what the other options make, and the total "
+                 "of all; with --drill so many records");
     DeclareOutput(app, /*hasPictures=*/true);
     DeclareBars(app, "A bar behind the first calculation of each line");
     app.footer(
@@ -164,9 +167,8 @@ CliResult<> ScoreCommand::Drill(const CliEnvironment& environment, const CliWalk
     }
     const ECrossSelection selection = table.Selection(*line, ECrossTable::kTotal);
     const std::vector<CliVariable> values = AllValues(levels);
-    return PrintRecords(
-        context, {levels, selection.Tag(), values, CliRecordsRequest::kNoLimit, {}, &selection},
-        Output().Printing(environment));
+    return PrintRecords(context, {levels, selection.Tag(), values, Limit().Most(), {}, &selection},
+                        Output().Printing(environment));
 }
 
 CliResult<> ScoreCommand::Show(CliEnvironment& environment, const CliWalkContext& context) {
@@ -207,6 +209,9 @@ CliResult<> ScoreCommand::Show(CliEnvironment& environment, const CliWalkContext
         (*filler)->SendTo(&view);
     }
     ranking.CompleteTotals(request->calculations);
+    const std::size_t lines = ranking.lines.size();
+    ranking.lines.resize(std::min<std::uint64_t>(lines, Limit().Most()));
+    NoteLimit(environment.output, ranking.lines.size(), lines, "lines");
     PrintRanking(Output().Printing(environment), ranking);
     return {};
 }

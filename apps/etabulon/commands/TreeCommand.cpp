@@ -59,6 +59,7 @@ void TreeCommand::DeclareView(CLI::App& app) {
         ->check(CheckNumberFrom0)
         ->type_name("N");
     app.add_flag("--leaves", showsLeaves_, "Show the key of each record below its node");
+    DeclareLimit(app, "Print at most this many nodes below the root, and keys of --leaves");
     DeclareOutput(app);
     DeclareBars(app,
                 "A bar behind the first calculation of each node below the root, or without "
@@ -94,6 +95,7 @@ CliResult<CliTreeView> TreeCommand::MakeView(const ESqlTableInfo& table, const C
             ++depth;
         }
     }
+    view.limit = Limit().Most();
     view.depth = std::min<std::size_t>(depth, depth_.value_or(depth));
     if (!showsLeaves_) {
         return view;

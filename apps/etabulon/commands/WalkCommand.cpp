@@ -17,9 +17,7 @@ void WalkCommand::DeclareView(CLI::App& app) {
     AddList(app, "--sort", sort_,
             "Sort by these columns, each with :asc or :desc behind it; NULL comes first, and texts "
             "are sorted as --locale says. The records are held in memory: with --limit N of them");
-    app.add_option("--limit", limit_, "End after this many records")
-        ->check(CheckNumberFrom0)
-        ->type_name("N");
+    DeclareLimit(app, "End after this many records");
     locale_.Declare(app);
     DeclareOutput(app);
     app.footer(
@@ -100,9 +98,9 @@ CliResult<> WalkCommand::Show(CliEnvironment& environment, const CliWalkContext&
     if (!order) {
         return order.Failure();
     }
-    const auto limit = limit_ ? static_cast<std::uint64_t>(*limit_) : CliRecordsRequest::kNoLimit;
     return PrintRecords(
-        context, {levels, *tag, values->variables, limit, *order, nullptr, values->rowNumbers},
+        context,
+        {levels, *tag, values->variables, Limit().Most(), *order, nullptr, values->rowNumbers},
         Output().Printing(environment));
 }
 

@@ -6,8 +6,6 @@
 #include "apps/etabulon/walk/CliWalk.h"
 
 #include <cstddef>
-#include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -45,7 +43,6 @@ private:
     CliLocaleOptions locale_;
     std::vector<std::string> sort_;
     std::vector<std::string> columns_;
-    std::optional<std::int64_t> limit_;
 };
 
 }  // namespace etabulon

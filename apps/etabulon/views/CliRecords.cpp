@@ -1,6 +1,7 @@
 #include "apps/etabulon/views/CliRecords.h"
 
 #include "apps/etabulon/output/CliOutput.h"
+#include "apps/etabulon/request/CliTables.h"
 #include "etabulon/cross/ECrossTable.h"
 #include "etabulon/cross/ESortedRecords.h"
 #include "etabulon/cursors/ECursorListener.h"
@@ -12,6 +13,8 @@
 
 namespace etabulon {
 namespace {
+
+constexpr std::string_view kRecords = "records";
 
 bool IsPlainLevel(const CliLevels& levels, const ESqlColumn& column) {
     const auto id = levels.Find(column.code);
@@ -42,9 +45,13 @@ constexpr auto kRowNumber = static_cast<std::size_t>(-1);  // in place of a valu
 /// Writes a line for each record: the levels' texts, the key, the values.
 class RecordPrinter final : public ECursorListener {
 public:
+    /// With `looksFurther` the walk meets one record more than the limit, if there is one.
     RecordPrinter(const ESqlTableInfo& table, const CliRecordsRequest& request,
-                  const CliPrinting& printing)
-        : request_(request), output_(printing.output), writer_(MakeWriter(printing)) {
+                  const CliPrinting& printing, bool looksFurther)
+        : request_(request),
+          output_(printing.output),
+          writer_(MakeWriter(printing)),
+          looksFurther_(looksFurther) {
         for (const CliLevel& level : request.levels.all) {
             columns_.push_back(
                 {level.shown, !level.HasLabel() && IsNumber(level.data.variable->TypeCode())});
@@ -74,16 +81,21 @@ public:
         for (const CliVariable& value : request_.values) {
             fields_.push_back(&cursor.Field(ETabulonVariableID(value.code)));
         }
-        return request_.limit == 0 ? StatusEnd : StatusOk;
+        return request_.limit == 0 && !looksFurther_ ? StatusEnd : StatusOk;
     }
     CursorStatus OnMove(const ETabulonCursor& cursor) override {
         if (request_.selection != nullptr && !request_.selection->Has(cursor.CurrentTag())) {
             return StatusOk;
         }
+        if (count_ == request_.limit) {
+            hasMore_ = true;
+            return StatusEnd;
+        }
         Put(cursor.CurrentTag(), cursor.PrimaryKey(),
             [this](std::size_t place) -> const EVariant& { return *fields_[place]; });
         // A broken output ends the walk without a failure: the output itself reports the reason.
-        return count_ == request_.limit || output_.IsBroken() ? StatusEnd : StatusOk;
+        const bool isLast = count_ == request_.limit && !looksFurther_;
+        return isLast || output_.IsBroken() ? StatusEnd : StatusOk;
     }
     void Put(const ESortedRecords::Record& record) {
         Put(record.tag, record.key,
@@ -105,6 +117,8 @@ public:
         }
     }
     [[nodiscard]] std::uint64_t Count() const noexcept { return count_; }
+    /// A record was met that the limit leaves out.
+    [[nodiscard]] bool HasMore() const noexcept { return hasMore_; }
 
 private:
     template <class ValueAt>
@@ -151,6 +165,8 @@ private:
     std::vector<bool> hasLabel_;
     std::vector<const EField*> fields_;
     CliCellMaker maker_;
+    bool looksFurther_;
+    bool hasMore_ = false;
     bool hasBegun_ = false;
 };
 
@@ -186,36 +202,69 @@ std::vector<CliVariable> AllValues(const CliLevels& levels) {
     return values;
 }
 
+namespace {
+
+/// The next record is as near as the last one: nothing was left out between them.
+bool MeetsEach(const CliWalkContext& context, const CliRecordsRequest& request) {
+    return request.tag.IsRoot() && request.selection == nullptr &&
+           context.condition.filter.IsEmpty();
+}
+
+/// Tells what the limit left out of a walk that ended with it.
+void NoteRest(const CliWalkContext& context, const CliRecordsRequest& request,
+              const RecordPrinter& printer, CliOutput& output) {
+    if (printer.HasMore() && context.table.Source().Database() == nullptr &&
+        context.changes == nullptr) {
+        ESqlError error;  // a source in memory knows its count
+        const std::int64_t all = context.table.Source().CountRows(context.table.Info(), error);
+        NoteLimit(output, printer.Count(), static_cast<std::uint64_t>(all), kRecords);
+    } else if (printer.HasMore()) {
+        NoteLimit(output, printer.Count(), CliRest::Some);
+    } else if (printer.Count() == request.limit && !MeetsEach(context, request)) {
+        NoteLimit(output, printer.Count(), CliRest::Unknown);
+    }
+}
+
+}  // namespace
+
 CliResult<> PrintRecords(const CliWalkContext& context, const CliRecordsRequest& request,
                          const CliPrinting& printing) {
     if (printing.format == CliFormat::Svg) {
         return CliFailure{CliExit::Usage, "records are no picture: another format prints them"};
     }
-    RecordPrinter printer(context.table.Info(), request, printing);
+    const bool isSorted = !request.order.empty() && request.limit != 0;
+    RecordPrinter printer(context.table.Info(), request, printing, MeetsEach(context, request));
     if (!printer.HasColumns()) {
         return CliFailure{CliExit::Usage,
                           "there is no column to print: without levels and a key, --columns must "
                           "name one"};
     }
+    CliWalkContext limited = context;
+    limited.mostRecords = isSorted ? CliWalkContext::kAll : request.limit;
     CliCursor cursor(context.interrupt);
     std::vector<CliVariable> read = request.values;
     for (const CliRecordKey& key : request.order) {
         read.push_back(key.variable);
     }
     CliResult<> walked = OpenCursor(context, request.levels.levels, read, cursor);
-    if (walked && request.order.empty()) {
-        walked = Walk(context, cursor, request.tag, printer);
+    if (walked && !isSorted) {
+        walked = Walk(limited, cursor, request.tag, printer);
+        if (walked) {
+            NoteRest(context, request, printer, printing.output);
+        }
     } else if (walked) {
         const auto records = Sorted(request);
-        walked = Walk(context, cursor, request.tag, *records);
+        walked = Walk(limited, cursor, request.tag, *records);
         if (walked) {
             records->Sort();
             for (std::size_t index = 0; index < records->Size() && !printer.IsBroken(); ++index) {
                 printer.Put(records->At(index));
             }
+            NoteLimit(printing.output, records->Size(), records->MetCount(), kRecords);
         }
     }
-    if (walked && printer.Count() == 0 && !request.tag.IsRoot() && request.limit != 0) {
+    if (walked && printer.Count() == 0 && !printer.HasMore() && !request.tag.IsRoot() &&
+        request.limit != 0) {
         return ExplainNothingThere(context, request.levels, request.tag);
     }
     if (walked) {

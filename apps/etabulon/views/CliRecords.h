@@ -2,6 +2,7 @@
 
 #include "apps/etabulon/output/CliWriter.h"
 #include "apps/etabulon/request/CliLevels.h"
+#include "apps/etabulon/request/CliLimit.h"
 #include "apps/etabulon/request/CliResult.h"
 #include "apps/etabulon/walk/CliWalk.h"
 
@@ -22,11 +23,10 @@ struct CliRecordKey {
 
 /// Which records are printed, and which of their values.
 struct CliRecordsRequest {
-    static constexpr auto kNoLimit = static_cast<std::uint64_t>(-1);
     const CliLevels& levels;
     const ETabulonTag& tag;
     const std::vector<CliVariable>& values;
-    std::uint64_t limit = kNoLimit;
+    std::uint64_t limit = CliLimit::kNone;
     std::vector<CliRecordKey> order = {};        // empty: in the order of the walk
     const ECrossSelection* selection = nullptr;  // only its records; null: all below the tag
     /// The values before which the number of the record is printed, by position, rising. A table

@@ -123,6 +123,7 @@ public:
     }
 
 protected:
+    [[nodiscard]] bool PrintsInnerNodes() const override { return false; }
     void OnNode(std::uint64_t count) override {
         if (IsDeepest() && !ShowsRecords()) {
             PutPath(count);

@@ -49,20 +49,40 @@ void CliTreePrinter::Print(const EDataTree& tree) {
         }
     }
     OnBegin();
+    met_ = 0;
     const bool isWhole = PrintNode(*tree.Root());
     OnEnd(isWhole);
+    if (isWhole) {
+        NoteRest();
+    }
+}
+
+void CliTreePrinter::NoteRest() const {
+    if (IsLeftOut()) {
+        const bool hasNodes = PrintsInnerNodes() || !ShowsRecords();
+        NoteLimit(output_, view_.limit, met_,
+                  !hasNodes        ? "records"
+                  : ShowsRecords() ? "nodes and records"
+                                   : "nodes");
+    }
 }
 
 bool CliTreePrinter::PrintNode(const EDataTreeNode& node) {
     if (!GoesOn()) {
         return false;
     }
-    if (depth_ != 0) {
-        const ETabulonValue* const own = node.OwnValue(*sort_);
-        path_[depth_ - 1] = own != nullptr ? *own : ETabulonValue::Null;
+    const bool isPrinted = PrintsInnerNodes() || (IsDeepest() && !ShowsRecords());
+    met_ += depth_ != 0 && isPrinted ? 1U : 0U;
+    // What comes after a node that is left out is left out too, and only counted.
+    const bool isLeftOut = IsLeftOut();
+    if (!isLeftOut) {
+        if (depth_ != 0) {
+            const ETabulonValue* const own = node.OwnValue(*sort_);
+            path_[depth_ - 1] = own != nullptr ? *own : ETabulonValue::Null;
+        }
+        ReadResults(node);
+        OnNode(contents_.records.Count(node));
     }
-    ReadResults(node);
-    OnNode(contents_.records.Count(node));
     if (IsDeepest()) {
         if (ShowsRecords() && !isMeasuring_ && !PrintRecords(node)) {
             return false;
@@ -74,7 +94,7 @@ bool CliTreePrinter::PrintNode(const EDataTreeNode& node) {
         }
         --depth_;
     }
-    if (!isMeasuring_) {
+    if (!isMeasuring_ && !isLeftOut) {
         OnNodeEnd();
     }
     return true;
@@ -116,8 +136,11 @@ bool CliTreePrinter::PrintRecords(const EDataTreeNode& node) {
         if (!GoesOn()) {
             return false;
         }
-        records.ReadKey(record, key_);
-        OnRecord(key_);
+        ++met_;
+        if (!IsLeftOut()) {
+            records.ReadKey(record, key_);
+            OnRecord(key_);
+        }
     }
     return true;
 }

@@ -2,6 +2,7 @@
 
 #include "apps/etabulon/output/CliCell.h"
 #include "apps/etabulon/output/CliWriter.h"
+#include "apps/etabulon/request/CliLimit.h"
 #include "etabulon/values/ETabulonTag.h"
 #include "etabulon/values/ETabulonValue.h"
 
@@ -46,7 +47,8 @@ struct CliTreeView {
     };
     std::optional<ByResult> order;
     enum class Base : std::uint8_t { Parent, Root };
-    std::optional<Base> percent;  // of what all results are shares
+    std::optional<Base> percent;            // of what all results are shares
+    std::uint64_t limit = CliLimit::kNone;  // of printed nodes and records
 };
 
 /// What is printed of each node.
@@ -71,6 +73,8 @@ public:
     void Print(const EDataTree& tree);
 
 protected:
+    /// Whether nodes above the deepest ones are printed too.
+    [[nodiscard]] virtual bool PrintsInnerNodes() const { return true; }
     /// Whether all nodes are to be met twice: first by OnNode alone, with IsMeasuring.
     [[nodiscard]] virtual bool MeasuresFirst() const { return false; }
     [[nodiscard]] bool IsMeasuring() const noexcept { return isMeasuring_; }
@@ -112,6 +116,8 @@ private:
     void ReadResults(const EDataTreeNode& node);
     [[nodiscard]] bool PrintRecords(const EDataTreeNode& node);
     [[nodiscard]] bool GoesOn() const;
+    [[nodiscard]] bool IsLeftOut() const noexcept { return met_ > view_.limit; }
+    void NoteRest() const;
     [[nodiscard]] CliCell CellOf(const CliTreeLevel& level, const ETabulonValue& value);
 
     const CliTreeView& view_;
@@ -123,6 +129,7 @@ private:
     std::vector<ETabulonValue> path_;         // values from below the root down
     std::size_t depth_ = 0;
     bool isMeasuring_ = false;
+    std::uint64_t met_ = 0;  // what counts for the limit, up to the node that is printed
     CliCellMaker maker_;
     std::vector<CliCell> key_;
     std::vector<ETabulonValue> results_;  // of the node that is printed

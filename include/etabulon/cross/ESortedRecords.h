@@ -45,6 +45,8 @@ public:
     /// Puts the records into their order. To be called when the walk is over.
     void Sort();
     [[nodiscard]] std::size_t Size() const noexcept { return sorted_.size(); }
+    /// The number of records that the walk has met, those beyond the limit too.
+    [[nodiscard]] std::uint64_t MetCount() const noexcept { return number_; }
     /// Requires Sort, and index < Size().
     [[nodiscard]] const Record& At(std::size_t index) const { return sorted_[index].record; }
 

@@ -81,7 +81,12 @@ struct ETABULON_API EReportCross {
     std::vector<ETabulonValue> columnTotals;
     std::optional<ETabulonValue> total;
 
-    [[nodiscard]] bool IsEmpty() const noexcept { return values.empty(); }
+    /// There is neither a cell nor a total.
+    [[nodiscard]] bool IsEmpty() const noexcept {
+        return values.empty() && lineTotals.empty() && columnTotals.empty() && !total;
+    }
+    /// Drops the lines behind the first ones. Totals stay those of all.
+    void KeepLines(std::size_t most);
     [[nodiscard]] const ETabulonValue& Value(std::size_t line, std::size_t column) const {
         return values[line * columns.labels.size() + column];
     }
