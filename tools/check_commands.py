@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Holds a document to its examples of the command line: each `$ etabulon ...` of it prints the lines
-below it. A line of only "..." stands for any lines. browse, which needs a terminal, is left out.
+"""Holds a document to its examples of the command line: each `$ etabulon ...` of it, and each
+that printf feeds, prints the lines below it. A line of only "..." stands for any lines. browse, which needs a terminal, is left out.
 
     check_commands.py ETABULON STRIKES DOCUMENT...
 """
@@ -13,7 +13,7 @@ import sys
 import tempfile
 
 INDENT = "    "
-COMMAND = re.compile(r"^    \$ (etabulon (?!browse).*)$")
+COMMAND = re.compile(r"^    \$ ((?:printf .* \| )?etabulon (?!browse).*)$")
 
 
 def examples_of(text):

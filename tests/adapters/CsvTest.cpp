@@ -1,12 +1,26 @@
 #include "adapters/SqliteFixture.h"
 #include "etabulon/csv/ECsvTable.h"
+#include "etabulon/csv/ECsvTypes.h"
 #include "etabulon/sqlite/LoadCsv.h"
+#include "support/AllocationCount.h"
 #include "support/ResultTrace.h"
 
+#include <sys/resource.h>
+
+#include <array>
+#include <cstdlib>
+#include <functional>
+#include <map>
 #include <random>
 
 namespace etabulon::test {
 namespace {
+
+std::int64_t PeakKilobytes() {
+    rusage used{};
+    getrusage(RUSAGE_SELF, &used);
+    return used.ru_maxrss;
+}
 
 /// Reads random texts in both ways: into columns, and into a database by another parser.
 class CsvInColumns : public SqliteTest {
@@ -54,6 +68,16 @@ protected:
                                            "2021-03-04T05:06Z",
                                            "0.1234567890123456789",
                                            "123456789012345.6",
+                                           "+1234567890",
+                                           "-.5e2",
+                                           "\"1,5\"",
+                                           "\"-,5\"",
+                                           "\"1.5,0\"",
+                                           "\"NA\"",
+                                           "31.12.2024",
+                                           "30.2.2024",
+                                           "2024-2/1",
+                                           "1/2/24 9:05 PM",
                                            "\xC3\xA9"};
         if (OneIn(oddity)) {
             return Any(kOdd);
@@ -75,6 +99,11 @@ protected:
                 return OneIn(2) ? "" : "\"\"";
             case 7:
                 return std::to_string(std::uint64_t{random()} << Below(33));
+            case 8:
+                return std::to_string(1 + Below(12)) + "/0" + std::to_string(1 + Below(9)) + "/20" +
+                       std::to_string(10 + Below(9)) + (OneIn(oddity) ? "" : " 7:05");
+            case 9:
+                return OneIn(3) ? "NA" : "\"" + std::to_string(Below(90)) + ",25\"";
             default:
                 return "text " + std::to_string(Below(50));
         }
@@ -89,7 +118,7 @@ protected:
         std::string text = OneIn(3) ? "\xEF\xBB\xBF" : "";
         std::vector<unsigned int> kinds;
         for (unsigned int column = 0; column < width; ++column) {
-            kinds.push_back(Below(10));
+            kinds.push_back(Below(11));
             text += (column != 0 ? "," : "") + std::string(Any(kNames));
         }
         text += lineBreak;
@@ -138,8 +167,7 @@ protected:
     }
     std::string InDatabase(const ECsvReadOptions& asked) {
         ECsvOptions options;
-        options.header = asked.header;
-        options.separator = asked.separator;
+        static_cast<ECsvFormat&>(options) = asked;
         const auto loaded = LoadCsv(file.c_str(), options, error);
         if (loaded == nullptr) {
             return error.text.c_str();
@@ -164,6 +192,10 @@ TEST_F(CsvInColumns, AreWhatADatabaseGives) {
         random.seed(seed);
         ECsvReadOptions options;
         options.header = !OneIn(3);
+        if (OneIn(2)) {
+            options.notation = {OneIn(2) ? ',' : '.', static_cast<ECsvDates>(Below(4))};
+            options.nulls = {"NA", "-", "true"};
+        }
         Compare(Text(), options);
         failures += error.status != DataOk ? 1 : 0;
     }
@@ -256,11 +288,206 @@ TEST_F(CsvInColumns, TellHowFarTheyAreAndEndWhenTheyAreTo) {
     EXPECT_GE(endAt, 6U);
 }
 
+TEST_F(CsvInColumns, AreOfTheFileAsItWasOpened) {
+    std::string text = "a\n";
+    while (text.size() < (3U << 18U)) {
+        text += "12345678\n";
+    }
+    struct Case {
+        const char* what;
+        std::function<void()> change;  // between the two passes
+        const char* said;
+    };
+    const Case cases[] = {
+        {"other values in as many rows", [&] { std::fstream(file) << "a\n87654321\n"; },
+         "changed it"},
+        {"more columns", [&] { std::fstream(file) << "a,b,c,d,e,f\n"; }, "changed it"},
+        {"rows behind the last", [&] { std::ofstream(file, std::ios::app) << "1\n"; },
+         "changed it"},
+        {"another file in its place",
+         [&] {
+             std::ofstream(file + ".new") << "a\n1\n";
+             std::filesystem::rename(file + ".new", file);
+         },
+         nullptr}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        std::ofstream(file, std::ios::binary) << text + "x\n";
+        ECsvReadOptions options;
+        bool isChanged = false;
+        options.goesOn = [&](std::uint64_t read, std::uint64_t of) {
+            if (read == of && !isChanged) {
+                isChanged = true;
+                c.change();
+            }
+            return true;
+        };
+        const auto read = ECsvTable::Read(file.c_str(), options, error);
+        if (c.said == nullptr) {
+            ASSERT_NE(read, nullptr) << error.text.c_str();
+            EXPECT_EQ(read->Open()->Count(), (text.size() - 2) / 9 + 1);
+        } else {
+            EXPECT_EQ(read, nullptr);
+            EXPECT_NE(error.text.View().find(c.said), std::string_view::npos) << error.text.c_str();
+        }
+    }
+}
+
+TEST_F(CsvInColumns, AreTheSamePackedAndWholeOrNotAtAll) {
+    std::string text;
+    for (int row = 0; row < 3000; ++row) {
+        text += std::to_string(row * 7919 % 100000) + ",t" + std::to_string(row * row) + "\n";
+    }
+    const std::string packedFile = file + ".gz";
+    std::ofstream(file) << text + "x,y\n";
+    ASSERT_EQ(std::system(("gzip -k '" + file + "'").c_str()), 0);
+    std::stringstream bytes;
+    bytes << std::ifstream(packedFile, std::ios::binary).rdbuf();
+    const std::string packed = bytes.str();
+    const auto become = [&](const std::string& content) {
+        std::ofstream(packedFile, std::ios::binary) << content;
+        ECsvReadOptions options;
+        options.header = false;
+        const auto read = ECsvTable::Read(packedFile.c_str(), options, error);
+        return read != nullptr ? Shown(read->Info()) + Shown(*read->Open()) : error.text.c_str();
+    };
+    if (become(packed).find("this build can't read") != std::string::npos) {
+        GTEST_SKIP() << "built without zlib";
+    }
+    ECsvReadOptions options;
+    options.header = false;
+    EXPECT_EQ(become(packed), InColumns(options));
+    Compare(text + "x,y\n", options);
+    EXPECT_EQ(become(packed + std::string(700, '\0')), InColumns(options));
+    std::ofstream(file, std::ios::app) << text + "x,y\n";
+    EXPECT_EQ(become(packed + packed), InColumns(options));
+    for (const auto& [content, said] : std::map<std::string, const char*>{
+             {packed + "more", "other bytes follow"}, {packed + packed.substr(0, 5), "cut off"}}) {
+        EXPECT_NE(become(content).find(said), std::string::npos) << become(content);
+    }
+    for (std::size_t size = 2; size < packed.size(); size += 1 + size / 50) {
+        EXPECT_NE(become(packed.substr(0, size)).find("cut off"), std::string::npos) << size;
+        std::string damaged = packed;
+        damaged[size] = static_cast<char>(damaged[size] ^ 0x55);
+        // The name, the time and the system of the packed file mean nothing.
+        const bool isChecked = size > 9 + file.size();
+        EXPECT_TRUE(!isChecked || become(damaged).find("its gzip data are") != std::string::npos ||
+                    become(damaged).find("other bytes") != std::string::npos)
+            << size << become(damaged).substr(0, 200);
+    }
+}
+
+TEST_F(CsvInColumns, TakeNotManyTimesTheirLongestRow) {
+    std::ofstream(file) << "a,b\n1,\"" << std::string(40U << 20U, 'y') << "\"\n";
+    const std::int64_t before = PeakKilobytes();
+    ASSERT_NE(ECsvTable::Read(file.c_str(), {}, error), nullptr);
+    EXPECT_TRUE(!kAllocationsAreCounted || PeakKilobytes() - before < (200 << 10));
+}
+
+TEST(CsvNotation, TellsWhatACellIs) {
+    using enum ECsvDates;
+    struct Case {
+        const char* text;
+        ECsvNotation notation;
+        ECsvType type;
+        const char* iso;
+    };
+    for (const Case& c :
+         {Case{"31.12.2024", {'.', DayFirst}, ECsvType::Date, "2024-12-31"},
+          Case{"1.2.03", {'.', DayFirst}, ECsvType::Date, "2003-02-01"},
+          Case{"1.2.69", {'.', DayFirst}, ECsvType::Date, "1969-02-01"},
+          Case{"1-2-2003", {'.', MonthFirst}, ECsvType::Date, "2003-01-02"},
+          Case{"03/1/2", {'.', YearFirst}, ECsvType::Date, "2003-01-02"},
+          Case{"31/12/2024 10:15", {'.', DayFirst}, ECsvType::Timestamp, "2024-12-31 10:15"},
+          Case{"12/31/2024 9:05:07.25",
+               {'.', MonthFirst},
+               ECsvType::Timestamp,
+               "2024-12-31 09:05:07.25"},
+          Case{"1/2/2003 12:00 am", {'.', MonthFirst}, ECsvType::Timestamp, "2003-01-02 00:00"},
+          Case{
+              "1/2/2003 12:30:00PM", {'.', MonthFirst}, ECsvType::Timestamp, "2003-01-02 12:30:00"},
+          Case{"1/2/2003 9:05 PM", {'.', MonthFirst}, ECsvType::Timestamp, "2003-01-02 21:05"},
+          Case{"2024-12-31", {'.', DayFirst}, ECsvType::Date, ""},
+          // None of these is one.
+          Case{"31.12.2024", {}, ECsvType::Text, ""},
+          Case{"12/31/2024", {'.', DayFirst}, ECsvType::Text, ""},
+          Case{"29.2.2023", {'.', DayFirst}, ECsvType::Text, ""},
+          Case{"1.2/2003", {'.', DayFirst}, ECsvType::Text, ""},
+          Case{"1.2.203", {'.', DayFirst}, ECsvType::Text, ""},
+          Case{"1.2.2003 13:00 PM", {'.', DayFirst}, ECsvType::Text, ""},
+          Case{"1.2.2003 0:00 AM", {'.', DayFirst}, ECsvType::Text, ""},
+          Case{"1.2.2003 24:00", {'.', DayFirst}, ECsvType::Text, ""},
+          Case{"1.2.2003 ", {'.', DayFirst}, ECsvType::Text, ""},
+          Case{"1.2.2003x10:00", {'.', DayFirst}, ECsvType::Text, ""},
+          Case{"1.2.2003 9:00:00.123456789123456789", {'.', DayFirst}, ECsvType::Text, ""},
+          Case{"1,5", {',', Iso}, ECsvType::Real, ""}, Case{",5", {',', Iso}, ECsvType::Real, ""},
+          Case{"1.5", {',', Iso}, ECsvType::Text, ""},
+          Case{"1.234,5", {',', Iso}, ECsvType::Text, ""}, Case{"1,5", {}, ECsvType::Text, ""},
+          Case{"007,5", {',', Iso}, ECsvType::Text, ""}}) {
+        SCOPED_TRACE(c.text);
+        std::array<char, kCsvIsoCapacity> iso;
+        EXPECT_EQ(CsvTypeOf(c.text, c.notation), c.type);
+        if (c.type == ECsvType::Date || c.type == ECsvType::Timestamp || *c.iso != 0) {
+            const bool isIso = *c.iso == 0;
+            EXPECT_EQ(CsvIsoSpelling(c.text, c.notation.dates, iso.data()), isIso ? "" : c.iso);
+        }
+    }
+}
+
+TEST(CsvNotation, KeepsPhoneNumbers) {
+    EXPECT_EQ(CsvTypeOf("+491234567890"), ECsvType::Text);
+    EXPECT_EQ(CsvTypeOf("+123456789"), ECsvType::Whole);
+    EXPECT_EQ(CsvTypeOf("+1234567890.5"), ECsvType::Real);
+}
+
+TEST_F(CsvInColumns, HintAtWhatTheirTextsWouldBe) {
+    struct Case {
+        const char* cells;  // one a row
+        ECsvNotation notation;
+        const char* hint;  // example, decimal character, T for thousands, order of dates
+    };
+    for (const Case& c :
+         {Case{"1|12,50", {}, "12,50 ,"}, Case{"12.5|7", {',', ECsvDates::Iso}, "12.5 ."},
+          Case{"1,234|5", {}, "1,234 ,T"}, Case{"1,234|5,5", {}, "1,234 ,"},
+          Case{"999|1.234,56|12,00|-1'234", {}, "1.234,56 T"}, Case{"1,234|5.5", {}, "1,234 T"},
+          Case{"1\xC2\xA0"
+               "234|1 234 567",
+               {},
+               "1\xC2\xA0"
+               "234 T"},
+          Case{"2.1.2024|31.12.2024", {}, "2.1.2024 1"}, Case{"1/2/2024", {}, "1/2/2024 12"},
+          Case{"1/2/2024 9:00|2024-03-04 05:06", {}, "1/2/2024 9:00 12"},
+          Case{"12/31/2024", {'.', ECsvDates::DayFirst}, "12/31/2024 2"},
+          // Another notation would read none of these columns.
+          Case{"x|1,5", {}, ""}, Case{"007|1,5", {}, ""}, Case{"12,3456|1.5", {}, ""},
+          Case{"1/2/2024|1/2/2024 9:00", {}, ""}, Case{"1,234|1,23,4", {}, ""},
+          Case{"0,123.5", {}, ""}, Case{"9007199254740993|1.5", {}, ""}, Case{"true|1", {}, ""}}) {
+        SCOPED_TRACE(c.cells);
+        std::string text = "\"" + std::string(c.cells) + "\"";
+        for (std::size_t at = 0; (at = text.find('|')) != std::string::npos;) {
+            text.replace(at, 1, "\"\n\n\"");
+        }
+        std::ofstream(file, std::ios::binary) << "a\n" << text << "\n";
+        ECsvReadOptions options;
+        options.notation = c.notation;
+        const auto read = ECsvTable::Read(file.c_str(), options, error);
+        ASSERT_NE(read, nullptr);
+        std::string hints;
+        for (const ECsvHint& hint : read->Hints()) {
+            hints += hint.example + ' ' + (hint.decimal != 0 ? std::string(1, hint.decimal) : "") +
+                     (hint.hasThousands ? "T" : "");
+            for (const ECsvDates order : hint.dates) {
+                hints += std::to_string(static_cast<int>(order));
+            }
+        }
+        EXPECT_EQ(hints, c.hint);
+    }
+}
+
 TEST_F(CsvInColumns, RefuseWhatCantBeReadAtAll) {
     ECsvReadOptions options;
     EXPECT_EQ(ECsvTable::Read(folder.c_str(), options, error), nullptr);
-    EXPECT_EQ(error.text,
-              Chaine((folder.string() + ": there is no such file, or it can't be read").c_str()));
+    EXPECT_EQ(error.text, Chaine((folder.string() + ": it is a folder").c_str()));
     options.separator = '"';
     EXPECT_EQ(ECsvTable::Read(file.c_str(), options, error), nullptr);
     EXPECT_NE(error.status, DataOk);

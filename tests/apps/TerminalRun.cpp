@@ -23,7 +23,7 @@ constexpr std::chrono::seconds kPatience(60);
 }  // namespace
 
 TerminalRun::TerminalRun(const std::vector<std::string>& arguments, const char* terminal, int width,
-                         int height)
+                         int height, const char* input)
     : screen(width, height), height_(height) {
     std::vector<std::string> texts{"etabulon"};
     texts.insert(texts.end(), arguments.begin(), arguments.end());
@@ -44,6 +44,9 @@ TerminalRun::TerminalRun(const std::vector<std::string>& arguments, const char* 
         unsetenv("NO_COLOR");
         unsetenv("LINES");
         unsetenv("COLUMNS");
+        if (input != nullptr) {
+            dup2(open(input, O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+        }
         execv(ETABULON_COMMAND, pointers.data());
         _exit(127);
     }

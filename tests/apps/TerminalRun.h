@@ -13,8 +13,9 @@ namespace etabulon::test {
 /// The command line program in a terminal of its own.
 class TerminalRun {
 public:
+    /// With `input` that file is its standard input; what is typed comes from the terminal.
     TerminalRun(const std::vector<std::string>& arguments, const char* terminal = "xterm-256color",
-                int width = 64, int height = 14);
+                int width = 64, int height = 14, const char* input = nullptr);
     TerminalRun(const TerminalRun&) = delete;
     TerminalRun& operator=(const TerminalRun&) = delete;
     ~TerminalRun();

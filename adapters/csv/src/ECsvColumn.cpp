@@ -3,8 +3,6 @@
 #include "ECsvNumbers.h"
 #include "etabulon/sql/ESqlDates.h"
 
-#include <charconv>
-
 namespace etabulon {
 
 namespace {
@@ -17,14 +15,10 @@ EFieldDesc DescOf(ECsvType type) {
             static_cast<std::uint16_t>(info.naturalSize + (info.IsSlot() ? 0 : 1)), 0, nullptr};
 }
 
-template <class T>
-bool ParseAll(std::string_view text, T& number) noexcept {
-    return std::from_chars(text.data(), text.data() + text.size(), number).ec == std::errc();
-}
-
 }  // namespace
 
-ECsvColumn::ECsvColumn() : writer_(std::make_unique<EColumnWriter>(DescOf(type_))) {}
+ECsvColumn::ECsvColumn(const ECsvFormat& format)
+    : format_(format), writer_(std::make_unique<EColumnWriter>(DescOf(type_))) {}
 
 int ECsvColumn::VariableType(ECsvType type) noexcept {
     switch (type) {
@@ -53,10 +47,42 @@ void ECsvColumn::Take(const ECsvScanner& rows, std::size_t column) {
     for (std::size_t row = 0; row < rows.Rows(); ++row) {
         cells_[row] = rows.Cell(row, column);
     }
+    if (!format_.nulls.empty()) {
+        DropNulls(rows.Rows());
+    }
     const Cells cells = Cells(cells_).first(rows.Rows());
     while (!IsPostponed() && !TakeAs(type_, cells)) {
     }
     size_ += cells.size();
+}
+
+/// Words for the missing value become cells without a character.
+void ECsvColumn::DropNulls(std::size_t count) {
+    for (std::string_view& cell : std::span(cells_).first(count)) {
+        for (const std::string& word : format_.nulls) {
+            if (cell == word && !cell.empty()) {
+                cell = {};
+                break;
+            }
+        }
+    }
+}
+
+/// Dates as ISO spells them; other cells as they are.
+ECsvColumn::Cells ECsvColumn::SpelledAsIso(Cells cells) {
+    if (format_.notation.dates == ECsvDates::Iso) {
+        return cells;
+    }
+    isoTexts_.resize(cells_.size());
+    isoCells_.assign(cells.begin(), cells.end());
+    for (std::size_t row = 0; row < cells.size(); ++row) {
+        const std::string_view spelled =
+            CsvIsoSpelling(cells[row], format_.notation.dates, isoTexts_[row].data());
+        if (!spelled.empty()) {
+            isoCells_[row] = spelled;
+        }
+    }
+    return isoCells_;
 }
 
 /// False if a cell has another type; type_ is then that of all.
@@ -66,22 +92,16 @@ bool ECsvColumn::TakeAs(ECsvType type, Cells cells) {
             return TakeUnknown(cells);
         case ECsvType::Whole:
         case ECsvType::Large:
-            return TakeNumbers<std::int64_t>(cells, [type](std::string_view cell, auto& number) {
-                return ParseFewDigits(cell, number) ||
-                       (CsvTypeOfBoth(type, CsvTypeOf(cell)) == type && ParseAll(cell, number));
-            });
+            return TakeNumbers<std::int64_t>(
+                cells, [type, this](std::string_view cell, auto& number) {
+                    return ParseFewDigits(cell, number) ||
+                           (CsvTypeOfBoth(type, CsvTypeOf(cell, format_.notation)) == type &&
+                            ParseCsvWhole(cell, number));
+                });
         case ECsvType::Real:
-            return TakeNumbers<double>(cells, [type](std::string_view cell, auto& number) {
-                if (ParseFewDecimals(cell, number)) {
-                    return true;
-                }
-                const bool isReal =
-                    CsvTypeOfBoth(type, CsvTypeOf(cell)) == type && ParseAll(cell, number);
-                number += 0.0;  // a negative zero becomes zero, as in a database
-                return isReal;
-            });
+            return TakeReals(cells);
         case ECsvType::Date:
-            return TakeNumbers<std::int32_t>(cells, [](std::string_view cell, auto& number) {
+            return TakeNumbers<std::int32_t>(SpelledAsIso(cells), [](auto cell, auto& number) {
                 return ParseIsoDate(cell, number);
             });
         case ECsvType::Time:
@@ -89,7 +109,7 @@ bool ECsvColumn::TakeAs(ECsvType type, Cells cells) {
                 return ParseIsoTime(cell, number);
             });
         case ECsvType::Timestamp:
-            return TakeMoments<std::int64_t>(cells, [](std::string_view cell, auto& number) {
+            return TakeMoments<std::int64_t>(SpelledAsIso(cells), [](auto cell, auto& number) {
                 // A date alone is one, and no timestamp beside timestamps.
                 return cell.size() > 10 && ParseIsoTimestamp(cell, number);
             });
@@ -99,15 +119,32 @@ bool ECsvColumn::TakeAs(ECsvType type, Cells cells) {
                 return CsvTypeOf(cell) == ECsvType::Bool;
             });
         default:
+            if (lookalike_.IsAny()) {
+                lookalike_.Take(cells, format_.notation);
+            }
             writer_->AppendTexts(cells);
             return true;
     }
 }
 
+bool ECsvColumn::TakeReals(Cells cells) {
+    const ECsvNotation& notation = format_.notation;
+    return TakeNumbers<double>(cells, [&notation](std::string_view cell, auto& number) {
+        if (ParseFewDecimals(cell, notation.decimal, number)) {
+            return true;
+        }
+        const bool isReal =
+            CsvTypeOfBoth(ECsvType::Real, CsvTypeOf(cell, notation)) == ECsvType::Real &&
+            ParseCsvReal(cell, notation.decimal, number);
+        number += 0.0;  // a negative zero becomes zero, as in a database
+        return isReal;
+    });
+}
+
 bool ECsvColumn::TakeUnknown(Cells cells) {
     for (const std::string_view cell : cells) {
         if (!cell.empty()) {
-            Widen(CsvTypeOf(cell));
+            Widen(CsvTypeOf(cell, format_.notation));
             return false;
         }
     }
@@ -126,7 +163,7 @@ bool ECsvColumn::TakeNumbers(Cells cells, const Parse& parse) {
             missing[row / 64] |= std::uint64_t{1} << (row % 64);
             isAnyMissing = true;
         } else if (!parse(cells[row], numbers[row])) {
-            Widen(CsvTypeOfBoth(type_, CsvTypeOf(cells[row])));
+            Widen(CsvTypeOfBoth(type_, CsvTypeOf(cells[row], format_.notation)));
             return false;
         }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ECsvLookalike.h"
 #include "ECsvScanner.h"
 #include "etabulon/csv/ECsvTypes.h"
 #include "etabulon/foundation/EColumnsBuilder.h"
@@ -9,6 +10,7 @@
 #include <memory>
 #include <span>
 #include <string_view>
+#include <vector>
 
 namespace etabulon {
 
@@ -19,11 +21,14 @@ namespace etabulon {
 /// and takes all cells again as texts.
 class ECsvColumn {
 public:
-    ECsvColumn();
+    /// `format` isn't owned.
+    explicit ECsvColumn(const ECsvFormat& format);
 
     [[nodiscard]] ECsvType Type() const noexcept { return type_; }
     /// How many of its times or timestamps were cut to milliseconds.
     [[nodiscard]] std::uint64_t Cuts() const noexcept { return cuts_; }
+    /// What else its texts might be.
+    [[nodiscard]] const ECsvLookalike& Lookalike() const noexcept { return lookalike_; }
     /// The cells of one column in the scanner's rows.
     void Take(const ECsvScanner& rows, std::size_t column);
     [[nodiscard]] bool IsPostponed() const noexcept { return writer_ == nullptr; }
@@ -38,17 +43,25 @@ private:
     using Cells = std::span<const std::string_view>;
     [[nodiscard]] bool TakeAs(ECsvType type, Cells cells);
     [[nodiscard]] bool TakeUnknown(Cells cells);
+    [[nodiscard]] bool TakeReals(Cells cells);
+    void DropNulls(std::size_t count);
+    [[nodiscard]] Cells SpelledAsIso(Cells cells);
     template <class T, class Parse>
     [[nodiscard]] bool TakeNumbers(Cells cells, const Parse& parse);
     template <class T, class Parse>
     [[nodiscard]] bool TakeMoments(Cells cells, const Parse& parse);
     void Widen(ECsvType type);
 
+    const ECsvFormat& format_;
     ECsvType type_ = ECsvType::Unknown;
     std::size_t size_ = 0;
     std::uint64_t cuts_ = 0;
     std::unique_ptr<EColumnWriter> writer_;  // null: postponed
     std::array<std::string_view, ECsvScanner::kMostRows> cells_{};
+    ECsvLookalike lookalike_;
+    // For dates in another order: the cells, and their ISO spelling.
+    std::vector<std::string_view> isoCells_;
+    std::vector<std::array<char, kCsvIsoCapacity>> isoTexts_;
 };
 
 }  // namespace etabulon

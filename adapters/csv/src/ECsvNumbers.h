@@ -49,21 +49,22 @@ inline bool ParseFewDigits(std::string_view text, std::int64_t& number) noexcept
     return true;
 }
 
-/// The same, and 1.25, -0.5. Both the digits and the power of ten are exact, so that their quotient
-/// is rounded once (Clinger, "How to Read Floating Point Numbers Accurately", PLDI 1990).
-inline bool ParseFewDecimals(std::string_view text, double& number) noexcept {
+/// The same, and 1.25, -0.5, .5, with this decimal character. Both the digits and the power of ten
+/// are exact, so that their quotient is rounded once (Clinger, "How to Read Floating Point Numbers
+/// Accurately", PLDI 1990).
+inline bool ParseFewDecimals(std::string_view text, char decimal, double& number) noexcept {
     static constexpr double kPowers[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                          1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
     const bool isNegative = TakeMinus(text);
     const bool hasZero = !text.empty() && text[0] == '0';
     std::int64_t digits = 0;
     const std::size_t before = TakeDigits(text, digits);
-    if (before == 0 || before > kFewDigits || (hasZero && before > 1)) {
+    if (before > kFewDigits || (hasZero && before > 1)) {
         return false;
     }
     std::size_t decimals = 0;
     if (!text.empty()) {
-        if (text[0] != '.') {
+        if (text[0] != decimal) {
             return false;
         }
         text.remove_prefix(1);
@@ -71,7 +72,7 @@ inline bool ParseFewDecimals(std::string_view text, double& number) noexcept {
         if (decimals == 0 || !text.empty() || before + decimals > kFewDigits) {
             return false;
         }
-    } else if (hasZero && isNegative) {
+    } else if (before == 0 || (hasZero && isNegative)) {
         return false;
     }
     const double real = static_cast<double>(digits) / kPowers[decimals];

@@ -1,13 +1,9 @@
 #include "ECsvScanner.h"
 
+#include "etabulon/csv/ECsvInput.h"
 #include "etabulon/csv/ECsvTypes.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 
 #if defined(__SSE2__)
@@ -62,23 +58,11 @@ std::uint32_t* FindMarks(const char*, std::size_t&, std::size_t, char,
 
 }  // namespace
 
-ECsvScanner::ECsvScanner(const Chaine& path, const ECsvReadOptions& options)
-    : path_(path), options_(options), separator_(options.separator) {}
+ECsvScanner::ECsvScanner(ECsvInput& input, const ECsvReadOptions& options)
+    : input_(input), options_(options), separator_(options.separator) {}
 
-ECsvScanner::~ECsvScanner() {
-    if (file_ >= 0) {
-        ::close(file_);
-    }
-}
-
-bool ECsvScanner::Open(EDataError& error) {
-    struct stat found {};
-    file_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file_ < 0 || ::fstat(file_, &found) != 0 || S_ISDIR(found.st_mode)) {
-        error = CsvError(path_, 0, "there is no such file, or it can't be read");
-        return false;
-    }
-    size_ = static_cast<std::uint64_t>(found.st_size);
+bool ECsvScanner::Begin(EDataError& error) {
+    input_.Rewind();
     if (!Refill()) {
         error = error_;
         return false;
@@ -136,7 +120,7 @@ ECsvScanner::Outcome ECsvScanner::TakeRow() {
     nextMark_ = next;
     const std::size_t count = cells_.size() - before;
     if (width_ != 0 && count != width_) {
-        error_ = CsvWidthError(path_, LineAt(first), count, width_);
+        error_ = CsvWidthError(input_.Name(), LineAt(first), count, width_);
         return Outcome::Failed;
     }
     width_ = count;
@@ -171,7 +155,7 @@ ECsvScanner::Outcome ECsvScanner::TakeCells(std::size_t& next) {
             continue;
         }
         if (bytes[end] == '"') {
-            return Fail(end, "a quote stands where none may be");
+            return Fail(end, kCsvStrayQuote);
         }
         offset_ = end + 1;
         return Outcome::Row;
@@ -189,7 +173,7 @@ ECsvScanner::Outcome ECsvScanner::TakeQuoted(std::size_t& cell, std::size_t& nex
             ++next;
         }
         if (next == markCount_) {
-            return isFinal_ ? Fail(end_, "the file ends within quotes") : Outcome::More;
+            return isFinal_ ? Fail(end_, kCsvOpenQuote) : Outcome::More;
         }
         const std::size_t quote = marks_[next];
         ++next;
@@ -204,7 +188,7 @@ ECsvScanner::Outcome ECsvScanner::TakeQuoted(std::size_t& cell, std::size_t& nex
     }
     const std::size_t length = cell - 1 - first;
     if (cell < end_ && bytes[cell] != separator_ && bytes[cell] != '\n' && bytes[cell] != '\r') {
-        return Fail(cell, "a quote stands where none may be");
+        return Fail(cell, kCsvStrayQuote);
     }
     if (doubled == 0) {
         cells_.emplace_back(bytes + first, length);
@@ -223,7 +207,7 @@ ECsvScanner::Outcome ECsvScanner::TakeQuoted(std::size_t& cell, std::size_t& nex
 ECsvScanner::Outcome ECsvScanner::Fail(std::size_t at, const char* what) {
     // A last line break ends its line.
     const bool isAtEnd = at == end_ && at > 0 && buffer_[at - 1] == '\n';
-    error_ = CsvError(path_, LineAt(at) - (isAtEnd ? 1 : 0), what);
+    error_ = CsvError(input_.Name(), LineAt(at) - (isAtEnd ? 1 : 0), what);
     return Outcome::Failed;
 }
 
@@ -242,7 +226,7 @@ bool ECsvScanner::Refill() {
     if (capacity_ < 2 * kept || capacity_ == 0) {
         const std::size_t larger = std::max(2 * capacity_, kPieceBytes);
         if (larger > kMostBytes) {
-            error_ = CsvError(path_, linesBefore_ + 1,
+            error_ = CsvError(input_.Name(), linesBefore_ + 1,
                               "a row of more than " + std::to_string(kept) + " bytes");
             return false;
         }
@@ -256,50 +240,53 @@ bool ECsvScanner::Refill() {
     offset_ = 0;
     end_ = kept;
     if (!ReadMore()) {
-        error_ = CsvError(path_, LineAt(end_) - 1, "the file can't be read any further");
+        error_ = CsvError(input_.Name(), LineAt(end_) - 1, input_.Problem());
         return false;
     }
-    if (options_.goesOn && !options_.goesOn(readBytes_, size_)) {
-        error_ = CsvError(path_, 0, "the reading was cancelled");
+    if (options_.goesOn && !options_.goesOn(input_.ReadBytes(), input_.Size())) {
+        error_ = CsvError(input_.Name(), 0, "the reading was cancelled");
         error_.status = kDataInterrupted;
         return false;
     }
-    marks_.resize(capacity_);
-    markCount_ = 0;
     nextMark_ = 0;
-    Index(0);
+    Index();
     return true;
 }
 
 bool ECsvScanner::ReadMore() {
-    while (end_ < capacity_) {
-        const ssize_t count = ::read(file_, buffer_.get() + end_, capacity_ - end_);
-        if (count < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            return false;
-        }
-        if (count == 0) {
-            isFinal_ = true;
-            return true;
-        }
-        end_ += static_cast<std::size_t>(count);
-        readBytes_ += static_cast<std::uint64_t>(count);
-    }
-    return true;
+    std::size_t count = 0;
+    const std::size_t room = capacity_ - end_;
+    const bool isRead = input_.Read(buffer_.get() + end_, room, count);
+    end_ += count;
+    isFinal_ = count < room;
+    return isRead;
 }
 
-void ECsvScanner::Index(std::size_t from) {
+/// Finds the marks of the buffer, chunk by chunk: a long row's cells have few of them, and room for
+/// as many as it has bytes would take four times the bytes.
+void ECsvScanner::Index() {
+    markCount_ = 0;
+    for (std::size_t from = 0; from < end_;) {
+        const std::size_t end = std::min(from + kPieceBytes, end_);
+        if (marks_.size() < markCount_ + (end - from)) {
+            marks_.resize(std::max(marks_.size() * 3 / 2, markCount_ + kPieceBytes));
+        }
+        markCount_ = IndexChunk(from, end, markCount_);
+        from = end;
+    }
+}
+
+/// Appends a chunk's marks to the first `count`, and returns how many there are then.
+std::size_t ECsvScanner::IndexChunk(std::size_t from, std::size_t end, std::size_t count) {
     const char* const bytes = buffer_.get();
-    std::uint32_t* offsets = FindMarks(bytes, from, end_, separator_, marks_.data());
-    for (; from < end_; ++from) {
+    std::uint32_t* offsets = FindMarks(bytes, from, end, separator_, marks_.data() + count);
+    for (; from < end; ++from) {
         const char c = bytes[from];
         if (c == separator_ || c == '"' || c == '\n' || c == '\r') {
             *offsets++ = static_cast<std::uint32_t>(from);
         }
     }
-    markCount_ = static_cast<std::size_t>(offsets - marks_.data());
+    return static_cast<std::size_t>(offsets - marks_.data());
 }
 
 }  // namespace etabulon

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "etabulon/csv/ECsvTable.h"
+#include "etabulon/csv/fwd.h"
 #include "etabulon/foundation/EBlockBuilder.h"
 #include "etabulon/foundation/EDataError.h"
 
@@ -19,14 +20,13 @@ public:
     /// The most rows that a call of NextRows gives.
     static constexpr std::size_t kMostRows = ERecordBlock::kMostRecords;
 
-    /// The separator is no quote and no line break. `options` isn't owned.
-    ECsvScanner(const Chaine& path, const ECsvReadOptions& options);
+    /// The separator is no quote and no line break. `input` and `options` aren't owned.
+    ECsvScanner(ECsvInput& input, const ECsvReadOptions& options);
     ECsvScanner(const ECsvScanner&) = delete;
     ECsvScanner& operator=(const ECsvScanner&) = delete;
-    ~ECsvScanner();
 
-    /// False with the error.
-    [[nodiscard]] bool Open(EDataError& error);
+    /// Begins at the file's first byte. False with the error.
+    [[nodiscard]] bool Begin(EDataError& error);
     /// Reads the next rows: the first row alone, later some at a time. False at the end, and with
     /// `error` for a failure, whose text names the line.
     [[nodiscard]] bool NextRows(EDataError& error);
@@ -50,15 +50,13 @@ private:
     [[nodiscard]] Outcome Fail(std::size_t at, const char* what);
     [[nodiscard]] bool Refill();
     [[nodiscard]] bool ReadMore();
-    void Index(std::size_t from);
+    void Index();
+    [[nodiscard]] std::size_t IndexChunk(std::size_t from, std::size_t end, std::size_t count);
     [[nodiscard]] std::uint64_t LineAt(std::size_t at) const noexcept;
 
-    const Chaine path_;
+    ECsvInput& input_;
     const ECsvReadOptions& options_;
     const char separator_;
-    int file_ = -1;
-    std::uint64_t size_ = 0;       // of the file
-    std::uint64_t readBytes_ = 0;  // of it
     std::unique_ptr<char[]> buffer_;
     std::size_t capacity_ = 0;
     std::size_t end_ = 0;               // of the bytes in the buffer

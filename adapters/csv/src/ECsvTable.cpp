@@ -2,6 +2,7 @@
 
 #include "ECsvColumn.h"
 #include "ECsvScanner.h"
+#include "etabulon/csv/ECsvInput.h"
 #include "etabulon/foundation/EColumnsBuilder.h"
 #include "etabulon/sql/ESqlText.h"
 
@@ -19,8 +20,8 @@ constexpr std::size_t kMostColumns = 0xFFFF;  // of a record's fields
 /// Reads the file, by one pass or two.
 class ECsvTable::Reader {
 public:
-    Reader(ECsvTable& table, const ECsvReadOptions& options, ESqlError& error)
-        : table_(table), options_(options), error_(error) {}
+    Reader(ECsvTable& table, ECsvInput& input, const ECsvReadOptions& options, ESqlError& error)
+        : table_(table), input_(input), options_(options), error_(error) {}
 
     [[nodiscard]] bool Read();
 
@@ -36,6 +37,7 @@ private:
     }
 
     ECsvTable& table_;
+    ECsvInput& input_;
     const ECsvReadOptions& options_;
     ESqlError& error_;
     std::vector<std::string> names_;
@@ -44,10 +46,12 @@ private:
 };
 
 bool ECsvTable::Reader::Read() {
-    if (options_.separator == '"' || options_.separator == '\n' || options_.separator == '\r') {
-        return Fail("a quote or a line break can't separate cells");
+    if (!CheckCsvFormat(table_.path_, options_, error_)) {
+        return false;
     }
-    if (!ReadPass({}) || !ReadPostponed()) {
+    const bool isRead = ReadPass({}) && ReadPostponed();
+    // What a half-written file says of itself is no fault of its own.
+    if (error_.status == kDataInterrupted || !input_.IsUnchanged(error_) || !isRead) {
         return false;
     }
     Describe();
@@ -74,15 +78,18 @@ bool ECsvTable::Reader::ReadFirst(ECsvScanner& rows) {
 
 /// Gives the file's cells to these columns, or to new ones.
 bool ECsvTable::Reader::ReadPass(std::vector<ECsvColumn*> columns) {
-    ECsvScanner rows(table_.path_, options_);
-    if (!rows.Open(error_) || !ReadFirst(rows)) {
+    ECsvScanner rows(input_, options_);
+    if (!rows.Begin(error_) || !ReadFirst(rows)) {
         return false;
     }
     if (columns_.empty()) {
         for (std::size_t column = 0; column < rows.Width(); ++column) {
-            columns_.push_back(std::make_unique<ECsvColumn>());
+            columns_.push_back(std::make_unique<ECsvColumn>(options_));
             columns.push_back(columns_.back().get());
         }
+    }
+    if (rows.Width() != columns_.size()) {
+        return Fail(kCsvChanged);
     }
     count_ = 0;
     bool areTaken = !options_.header;
@@ -109,12 +116,7 @@ bool ECsvTable::Reader::ReadPostponed() {
         }
     }
     const std::size_t count = count_;
-    const std::size_t width = columns_.size();
-    if (isAny && !ReadPass(std::move(postponed))) {
-        return false;
-    }
-    return (count == count_ && names_.size() == width) ||
-           Fail("another program changed it while it was read");
+    return !isAny || (ReadPass(std::move(postponed)) && (count == count_ || Fail(kCsvChanged)));
 }
 
 void ECsvTable::Reader::Describe() {
@@ -134,6 +136,11 @@ void ECsvTable::Reader::Describe() {
         rubric->AddVariable(column.code, column.name, column.type,
                             typeInfo.naturalSize + (typeInfo.IsSlot() ? 0U : 1U), 1, index + 1);
         table_.cuts_.push_back(columns_[index]->Cuts());
+        ECsvHint hint;
+        hint.column = index;
+        if (columns_[index]->Lookalike().Tell(options_.notation, hint)) {
+            table_.hints_.push_back(std::move(hint));
+        }
     }
     info.rowIdName = SqlRowIdName(info);
     info.keyKind = info.rowIdName.empty() ? ESqlKeyKind::None : ESqlKeyKind::RowId;
@@ -154,8 +161,15 @@ void ECsvTable::Reader::Build() {
 std::unique_ptr<ECsvTable> ECsvTable::Read(const Chaine& path, const ECsvReadOptions& options,
                                            ESqlError& error) {
     error = ESqlError{};
-    std::unique_ptr<ECsvTable> table(new ECsvTable(path));
-    return Reader(*table, options, error).Read() ? std::move(table) : nullptr;
+    const std::unique_ptr<ECsvInput> input = ECsvInput::Open(path, error);
+    return input != nullptr ? Read(*input, options, error) : nullptr;
+}
+
+std::unique_ptr<ECsvTable> ECsvTable::Read(ECsvInput& input, const ECsvReadOptions& options,
+                                           ESqlError& error) {
+    error = ESqlError{};
+    std::unique_ptr<ECsvTable> table(new ECsvTable(input.Name()));
+    return Reader(*table, input, options, error).Read() ? std::move(table) : nullptr;
 }
 
 ECsvTable::~ECsvTable() = default;

@@ -1,9 +1,7 @@
 #include "ECsvReader.h"
 
+#include "etabulon/csv/ECsvInput.h"
 #include "etabulon/csv/ECsvTypes.h"
-
-#include <filesystem>
-#include <fstream>
 
 namespace etabulon {
 
@@ -79,39 +77,72 @@ private:
     bool refused_ = false;
 };
 
+/// Cuts a file into lines.
+class Lines {
+public:
+    explicit Lines(ECsvInput& input) : input_(input) { input_.Rewind(); }
+
+    /// The next line with its end, valid until the next call. Empty at the end of the file, and
+    /// behind a failure.
+    [[nodiscard]] std::string_view Next() {
+        std::size_t searched = 0;
+        for (;;) {
+            const std::size_t found = bytes_.find('\n', at_ + searched);
+            if (found != std::string::npos || isEnd_) {
+                const std::size_t next = found != std::string::npos ? found + 1 : bytes_.size();
+                const std::string_view line(bytes_.data() + at_, next - at_);
+                at_ = next;
+                return line;
+            }
+            searched = bytes_.size() - at_;
+            bytes_.erase(0, at_);
+            at_ = 0;
+            Refill();
+        }
+    }
+    [[nodiscard]] bool HasFailed() const noexcept { return hasFailed_; }
+
+private:
+    void Refill() {
+        constexpr std::size_t kAtOnce = std::size_t{1} << 18;
+        const std::size_t before = bytes_.size();
+        std::size_t count = 0;
+        bytes_.resize(before + kAtOnce);
+        hasFailed_ = !input_.Read(bytes_.data() + before, kAtOnce, count);
+        isEnd_ = count < kAtOnce;
+        bytes_.resize(hasFailed_ ? 0 : before + count);
+    }
+
+    ECsvInput& input_;
+    std::string bytes_;
+    std::size_t at_ = 0;
+    bool isEnd_ = false;  // bytes_ has the rest of the file
+    bool hasFailed_ = false;
+};
+
 }  // namespace
 
-bool ReadCsv(const Chaine& path, char separator, ECsvRows& rows, ESqlError& error) {
-    std::error_code failure;
-    std::ifstream file(path.c_str(), std::ios::binary);
-    if (std::filesystem::is_directory(path.c_str(), failure) || !file) {
-        error = CsvError(path, 0, "there is no such file, or it can't be read");
-        return false;
-    }
+bool ReadCsv(ECsvInput& input, char separator, ECsvRows& rows, ESqlError& error) {
+    Lines lines(input);
     Reader reader(separator, rows);
-    std::string line;
-    while (std::getline(file, line)) {
-        if (!file.eof()) {
-            line.push_back('\n');
+    for (std::string_view line = lines.Next(); !line.empty(); line = lines.Next()) {
+        if (reader.Line() == 0 && line.starts_with(kByteOrderMark)) {
+            line.remove_prefix(kByteOrderMark.size());
         }
-        std::string_view bytes = line;
-        if (reader.Line() == 0 && bytes.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
-            bytes.remove_prefix(kByteOrderMark.size());
-        }
-        if (!reader.TakeLine(bytes)) {
+        if (!reader.TakeLine(line)) {
             if (!reader.IsRefused()) {
-                error = CsvError(path, reader.Line(), "a quote stands where none may be");
+                error = CsvError(input.Name(), reader.Line(), kCsvStrayQuote);
             }
             return false;
         }
     }
-    if (file.bad()) {
-        error = CsvError(path, reader.Line(), "the file can't be read any further");
+    if (lines.HasFailed()) {
+        error = CsvError(input.Name(), reader.Line(), input.Problem());
         return false;
     }
     if (!reader.End()) {
         if (!reader.IsRefused()) {
-            error = CsvError(path, reader.Line(), "the file ends within quotes");
+            error = CsvError(input.Name(), reader.Line(), kCsvOpenQuote);
         }
         return false;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "etabulon/csv/fwd.h"
 #include "etabulon/sql/ESqlError.h"
 
 #include <csv.h>
@@ -24,8 +25,8 @@ public:
     virtual bool TakeRow(const std::vector<ECsvCell>& cells, std::uint64_t line) = 0;
 };
 
-/// Reads a whole file into `rows`. False with `error`, which names the line. If `rows` refused a
-/// row, it supplies the error's text.
-[[nodiscard]] bool ReadCsv(const Chaine& path, char separator, ECsvRows& rows, ESqlError& error);
+/// Reads a whole file, from its first byte on, into `rows`. False with `error`, which names the
+/// line. If `rows` refused a row, it supplies the error's text.
+[[nodiscard]] bool ReadCsv(ECsvInput& input, char separator, ECsvRows& rows, ESqlError& error);
 
 }  // namespace etabulon

@@ -2,13 +2,15 @@
 
 #include "ECsvReader.h"
 #include "ESqliteConnection.h"
+#include "etabulon/csv/ECsvInput.h"
 #include "etabulon/csv/ECsvTypes.h"
 #include "etabulon/sql/ESqlText.h"
 
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
-#include <charconv>
 #include <filesystem>
 
 namespace etabulon {
@@ -20,8 +22,8 @@ constexpr std::int64_t kMemoryLimit = std::int64_t{1} << 40;  // SQLite's defaul
 /// Checks the number of cells of each row; derived classes get the rows after the header.
 class Rows : public ECsvRows {
 public:
-    Rows(const Chaine& path, bool hasHeader, ESqlError& error)
-        : path_(path), hasHeader_(hasHeader), error_(error) {}
+    Rows(const Chaine& path, const ECsvFormat& format, ESqlError& error)
+        : format_(format), path_(path), error_(error) {}
     bool TakeRow(const std::vector<ECsvCell>& cells, std::uint64_t line) final {
         if (count_++ == 0) {
             width_ = cells.size();
@@ -29,10 +31,10 @@ public:
             for (const ECsvCell& cell : cells) {
                 header.push_back(cell.text);
             }
-            if (!Begin(CsvColumnNames(header, hasHeader_))) {
+            if (!Begin(CsvColumnNames(header, format_.header))) {
                 return false;
             }
-            if (hasHeader_) {
+            if (format_.header) {
                 return true;
             }
         }
@@ -47,10 +49,15 @@ public:
 protected:
     virtual bool Begin(std::vector<std::string> names) = 0;
     virtual bool Take(const std::vector<ECsvCell>& cells) = 0;
+    [[nodiscard]] bool IsNull(const ECsvCell& cell) const {
+        return cell.isEmpty ||
+               (!cell.text.empty() && std::ranges::count(format_.nulls, cell.text) > 0);
+    }
+
+    const ECsvFormat& format_;
 
 private:
     const Chaine& path_;
-    bool hasHeader_;
     ESqlError& error_;
     std::size_t width_ = 0;
     std::uint64_t count_ = 0;
@@ -71,8 +78,8 @@ protected:
     }
     bool Take(const std::vector<ECsvCell>& cells) override {
         for (std::size_t i = 0; i < cells.size(); ++i) {
-            if (types[i] != ECsvType::Text) {
-                types[i] = CsvTypeOfBoth(types[i], CsvTypeOf(cells[i].text));
+            if (types[i] != ECsvType::Text && !IsNull(cells[i])) {
+                types[i] = CsvTypeOfBoth(types[i], CsvTypeOf(cells[i].text, format_.notation));
             }
         }
         return true;
@@ -82,10 +89,11 @@ protected:
 /// The second pass, which inserts into the table.
 class InsertRows final : public Rows {
 public:
-    InsertRows(const Chaine& path, bool hasHeader, const std::vector<ECsvType>& types,
+    InsertRows(const Chaine& path, const ECsvFormat& format, const std::vector<ECsvType>& types,
                ISqlStatement& insert, const ISqlConnection& connection, ESqlError& error)
-        : Rows(path, hasHeader, error),
+        : Rows(path, format, error),
           types_(types),
+          isoTexts_(types.size()),
           insert_(insert),
           connection_(connection),
           failure_(error) {}
@@ -94,7 +102,7 @@ protected:
     bool Begin(std::vector<std::string>) override { return true; }
     bool Take(const std::vector<ECsvCell>& cells) override {
         for (std::size_t i = 0; i < cells.size() && i < types_.size(); ++i) {
-            insert_.Bind(static_cast<int>(i) + 1, ValueOf(cells[i], types_[i]));
+            insert_.Bind(static_cast<int>(i) + 1, ValueOf(cells[i], i));
         }
         const bool isDone = insert_.Step() == ESqlStep::Done;
         if (!isDone) {
@@ -105,36 +113,54 @@ protected:
     }
 
 private:
-    static ESqlValue ValueOf(const ECsvCell& cell, ECsvType type) {
+    ESqlValue ValueOf(const ECsvCell& cell, std::size_t column) {
         ESqlValue value;
+        const ECsvType type = types_[column];
         const bool isText = type == ECsvType::Text || type == ECsvType::Unknown;
-        if (cell.isEmpty || (cell.text.empty() && !isText)) {
+        if (IsNull(cell) || (cell.text.empty() && !isText)) {
             return value;
         }
-        const char* const end = cell.text.data() + cell.text.size();
         switch (type) {
             case ECsvType::Whole:
             case ECsvType::Large:
                 value.kind = ESqlValue::Kind::Int;
-                std::from_chars(cell.text.data(), end, value.integer);
+                static_cast<void>(ParseCsvWhole(cell.text, value.integer));
                 return value;
             case ECsvType::Real:
                 value.kind = ESqlValue::Kind::Real;
-                std::from_chars(cell.text.data(), end, value.real);
+                static_cast<void>(ParseCsvReal(cell.text, format_.notation.decimal, value.real));
                 return value;
             case ECsvType::Bool:
                 value.kind = ESqlValue::Kind::Int;
                 value.integer = cell.text[0] == 't' || cell.text[0] == 'T' ? 1 : 0;
                 return value;
+            case ECsvType::Date:
+            case ECsvType::Timestamp:
+                return TextOf(SpelledAsIso(cell.text, column));
             default:
-                value.kind = ESqlValue::Kind::Text;
-                value.bytes = cell.text.data();
-                value.size = cell.text.size();
-                return value;
+                return TextOf(cell.text);
         }
     }
 
+    static ESqlValue TextOf(std::string_view text) {
+        ESqlValue value;
+        value.kind = ESqlValue::Kind::Text;
+        value.bytes = text.data();
+        value.size = text.size();
+        return value;
+    }
+    /// A date; one that ISO spells already stays as it is.
+    std::string_view SpelledAsIso(std::string_view text, std::size_t column) {
+        if (format_.notation.dates == ECsvDates::Iso) {
+            return text;
+        }
+        const std::string_view spelled =
+            CsvIsoSpelling(text, format_.notation.dates, isoTexts_[column].data());
+        return spelled.empty() ? text : spelled;
+    }
+
     const std::vector<ECsvType>& types_;
+    std::vector<std::array<char, kCsvIsoCapacity>> isoTexts_;  // by column, of one row
     ISqlStatement& insert_;
     const ISqlConnection& connection_;
     ESqlError& failure_;
@@ -142,8 +168,8 @@ private:
 
 class Loader {
 public:
-    Loader(const Chaine& path, const ECsvOptions& options, ESqlError& error)
-        : path_(path), options_(options), error_(error) {}
+    Loader(ECsvInput& input, const ECsvOptions& options, ESqlError& error)
+        : input_(input), path_(input.Name()), options_(options), error_(error) {}
 
     [[nodiscard]] std::unique_ptr<ESqliteSource> Load();
 
@@ -156,14 +182,16 @@ private:
         return false;
     }
 
+    ECsvInput& input_;
     const Chaine& path_;
     const ECsvOptions& options_;
     ESqlError& error_;
 };
 
 std::unique_ptr<ESqliteSource> Loader::Load() {
-    TypeRows shape(path_, options_.header, error_);
-    if (!ReadCsv(path_, options_.separator, shape, error_)) {
+    TypeRows shape(path_, options_, error_);
+    if (!CheckCsvFormat(path_, options_, error_) ||
+        !ReadCsv(input_, options_.separator, shape, error_)) {
         return nullptr;
     }
     if (shape.IsEmpty()) {
@@ -218,8 +246,8 @@ bool Loader::Fill(ESqliteConnection& connection, const TypeRows& shape) {
         connection.Rollback();
         return false;
     }
-    InsertRows rows(path_, options_.header, shape.types, *insert, connection, error_);
-    if (!ReadCsv(path_, options_.separator, rows, error_)) {
+    InsertRows rows(path_, options_, shape.types, *insert, connection, error_);
+    if (!ReadCsv(input_, options_.separator, rows, error_) || !input_.IsUnchanged(error_)) {
         connection.Rollback();
         return false;
     }
@@ -246,7 +274,8 @@ bool Loader::MakeTable(ESqliteConnection& connection, const std::string& table,
 std::unique_ptr<ESqliteSource> LoadCsv(const Chaine& path, const ECsvOptions& options,
                                        ESqlError& error) {
     error = ESqlError{};
-    return Loader(path, options, error).Load();
+    const std::unique_ptr<ECsvInput> input = ECsvInput::Open(path, error);
+    return input != nullptr ? Loader(*input, options, error).Load() : nullptr;
 }
 
 }  // namespace etabulon

@@ -14,20 +14,25 @@
 #include "apps/etabulon/walk/CliReading.h"
 
 #include <CLI/CLI.hpp>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <signal.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <system_error>
+
 namespace etabulon {
 namespace {
 
-CliResult<> CheckOptions(const CliSortOptions& sort, const CliEnvironment& environment) {
+CliResult<> CheckOptions(const CliSortOptions& sort, const CliEnvironment& environment,
+                         bool readsInput) {
     if (sort.Levels().Levels().empty()) {
         return CliFailure{CliExit::Usage,
                           "a tree is made of levels: --levels is missing (see etabulon browse "
                           "--help)"};
     }
-    if (!environment.isOutputTerminal || isatty(STDIN_FILENO) != 1) {
+    if (!environment.isOutputTerminal || (!readsInput && isatty(STDIN_FILENO) != 1)) {
         return CliFailure{CliExit::Usage,
                           "browse needs a terminal for its input and its output; tree prints the "
                           "same anywhere"};
@@ -68,6 +73,22 @@ CliResult<> SaveView(const CliView& saved) {
                : saved.Save();
 }
 
+/// Keys come from the terminal where standard input was the source.
+CliResult<> TakeKeysFromTerminal() {
+    const int terminal = ::open("/dev/tty", O_RDWR | O_CLOEXEC);
+    const bool isTaken = terminal >= 0 && ::dup2(terminal, STDIN_FILENO) >= 0;
+    const int error = errno;
+    if (terminal >= 0) {
+        ::close(terminal);
+    }
+    if (isTaken) {
+        return {};
+    }
+    return CliFailure{CliExit::Failed,
+                      fmt::format("browse - reads keys from /dev/tty, which can't be opened: {}",
+                                  std::generic_category().message(error))};
+}
+
 CliResult<> CheckLevels(const CliTreeOrder& order) {
     for (unsigned int id = 0; id < order.levels.all.size(); ++id) {
         if (order.IsShown(id)) {
@@ -100,7 +121,8 @@ void BrowseCommand::Declare(CLI::App& app) {
 }
 
 CliResult<> BrowseCommand::Run(CliEnvironment& environment) {
-    if (CliResult<> checked = CheckOptions(sort_, environment); !checked) {
+    const bool readsInput = source_.path == kStandardInput;
+    if (CliResult<> checked = CheckOptions(sort_, environment, readsInput); !checked) {
         return checked;
     }
     if (CliResult<> installed = sort_.Install(environment); !installed) {
@@ -109,6 +131,9 @@ CliResult<> BrowseCommand::Run(CliEnvironment& environment) {
     const CliResult<CliOpenTable> opened = ReadTable(source_, environment.interrupt);
     if (!opened) {
         return opened.Failure();
+    }
+    if (CliResult<> taken = readsInput ? TakeKeysFromTerminal() : CliResult<>(); !taken) {
+        return taken;
     }
     const CliResult<CliTreeOrder> order = sort_.ReadTree(opened->table);
     if (!order) {

@@ -18,10 +18,6 @@
 namespace etabulon {
 namespace {
 
-std::string CheckSeparator(const std::string& text) {
-    return text.size() == 1 || text == "tab" ? "" : "a separator is one character, or the word tab";
-}
-
 CLI::Validator FormatCheck(bool hasPictures) {
     std::vector<std::string> names;
     for (const auto& [name, format] : kCliFormats) {
@@ -112,27 +108,19 @@ std::string DescribeValueSet(const std::vector<std::string>& values) {
 }
 
 void CliSourceOptions::Declare(CLI::App& app) {
-    app.add_option(
-           "SOURCE", path,
-           "An SQLite database, or a table of text (CSV, TSV); may be left out where --view "
-           "names it")
+    app.add_option("SOURCE", path,
+                   "An SQLite database, or a table of text (CSV, TSV, packed by gzip or not); - "
+                   "reads a table of text from standard input; may be left out where --view names "
+                   "it")
         ->type_name("");
     app.add_option("TABLE", table, "A table or view of it; may be left out where there is only one")
         ->type_name("");
-    app.add_option("--separator", separator_,
-                   "Separates the cells of a table of text: one character, or tab; "
-                   "without it what the first line has most of")
-        ->type_name("C")
-        ->check(CheckSeparator);
+    csv_.Declare(app);
 }
 
 CliResult<std::unique_ptr<CliTables>> CliSourceOptions::Open(ESqlOpenMode mode,
                                                              const CliGoesOn& goesOn) const {
-    char separator = 0;
-    if (!separator_.empty()) {
-        separator = separator_ == "tab" ? '\t' : separator_.front();
-    }
-    return OpenSource(path, separator, mode, goesOn);
+    return OpenSource(path, csv_, mode, goesOn);
 }
 
 void CliLevelOptions::Declare(CLI::App& app) {

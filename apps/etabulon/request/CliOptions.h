@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/etabulon/output/CliWriter.h"
+#include "apps/etabulon/request/CliCsvOptions.h"
 #include "apps/etabulon/request/CliEnvironment.h"
 #include "apps/etabulon/request/CliResult.h"
 
@@ -21,7 +22,7 @@ namespace etabulon {
 class CliTables;
 enum class ESqlOpenMode : std::uint8_t;
 
-/// SOURCE, TABLE and --separator.
+/// SOURCE, TABLE, and how a table of text is written.
 class CliSourceOptions {
 public:
     void Declare(CLI::App& app);
@@ -33,7 +34,7 @@ public:
     std::string table;  // empty if not given
 
 private:
-    std::string separator_;
+    CliCsvOptions csv_;
 };
 
 /// --levels and --at.

@@ -2,18 +2,17 @@
 
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliSuggest.h"
+#include "etabulon/csv/ECsvInput.h"
 #include "etabulon/csv/ECsvTable.h"
+#include "etabulon/csv/ECsvTypes.h"
 #include "etabulon/sqlite/ESqliteSource.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
@@ -51,101 +50,138 @@ CliFailure CantOpen(const std::string& path, int error) {
                       fmt::format("{} can't be read: {}{}", Quoted(path), ErrorText(error), meant)};
 }
 
-/// The beginning of the file.
-CliResult<std::string> ReadStart(const std::string& path) {
+/// Fails for what can't be read as a file.
+CliResult<> CheckFile(const std::string& path) {
     struct stat found {};
     if (::stat(path.c_str(), &found) != 0) {
         return CantOpen(path, errno);
     }
     if (!S_ISREG(found.st_mode)) {
-        // Opening a pipe could block for ever, and a pipe can't be read twice.
-        return CliFailure{CliExit::Failed,
-                          fmt::format("{} is {}, not a file", Quoted(path),
-                                      S_ISDIR(found.st_mode) ? "a folder" : "a device or pipe")};
+        // Opening a pipe could block for ever.
+        const bool isFolder = S_ISDIR(found.st_mode);
+        return CliFailure{
+            CliExit::Failed,
+            fmt::format("{} is {}, not a file{}", Quoted(path),
+                        isFolder ? "a folder" : "a device or pipe",
+                        isFolder ? "" : "; SOURCE - reads a table of text from standard input")};
     }
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) {
-        return CantOpen(path, errno);
+    return {};
+}
+
+CliFailure FailureOf(const ESqlError& error, const std::string& path) {
+    if (error.status == kDataInterrupted) {
+        return CliFailure{CliExit::Cancelled, {}};
     }
+    std::string text(error.text.View());
+    if (text.empty()) {
+        text = fmt::format("{} can't be opened (status {})", Quoted(path), error.status);
+    }
+    return CliFailure{CliExit::Failed, std::move(text), error.status == DataLocked};
+}
+
+/// Standard input or a file, unpacked.
+CliResult<std::unique_ptr<ECsvInput>> OpenInput(const std::string& path) {
+    ESqlError error;
+    std::unique_ptr<ECsvInput> input;
+    if (path == kStandardInput) {
+        input = ECsvInput::OpenStream(STDIN_FILENO, "standard input", error);
+    } else if (const CliResult<> checked = CheckFile(path); !checked) {
+        return checked.Failure();
+    } else {
+        input = ECsvInput::Open(Chaine(path), error);
+    }
+    return input != nullptr ? CliResult(std::move(input)) : FailureOf(error, path);
+}
+
+/// The beginning of the input.
+CliResult<std::string> ReadStart(ECsvInput& input) {
     std::string start(kSniffedBytes, '\0');
-    const ssize_t count = ::read(descriptor, start.data(), start.size());
-    const int error = errno;
-    ::close(descriptor);
-    if (count < 0) {
-        return CantOpen(path, error);
+    std::size_t count = 0;
+    if (!input.Read(start.data(), start.size(), count)) {
+        return CliFailure{CliExit::Failed,
+                          std::string(CsvError(input.Name(), 0, input.Problem()).text.View())};
     }
-    start.resize(static_cast<std::size_t>(count));
+    start.resize(count);
     return start;
 }
 
-/// The separator that the first line has most of outside of quotes; a comma if it has none.
-char GuessSeparator(std::string_view start) {
-    constexpr std::string_view kSeparators = ",;\t|";
-    std::array<std::size_t, kSeparators.size()> counts{};
-    bool isInQuotes = false;
-    for (const char c : start) {
-        if (c == '"') {
-            isInQuotes = !isInQuotes;
-        } else if (!isInQuotes) {
-            if (c == '\n' || c == '\r') {
-                break;
-            }
-            if (const std::size_t which = kSeparators.find(c); which != std::string_view::npos) {
-                ++counts[which];
-            }
-        }
-    }
-    const auto most = std::max_element(counts.begin(), counts.end());
-    return kSeparators[static_cast<std::size_t>(most - counts.begin())];
+CliResult<std::unique_ptr<CliTables>> OpenDatabase(const std::string& path, ESqlOpenMode mode) {
+    ESqlError error;
+    auto source = ESqliteSource::Open(Chaine(path), mode, error);
+    return source != nullptr ? CliResult(TablesOf(std::move(source))) : FailureOf(error, path);
 }
 
-std::string TextOf(const ESqlError& error, const std::string& path) {
-    if (!error.text.IsEmpty()) {
-        return std::string(error.text.View());
+/// Fails if these bytes at the beginning can't be those of a table of text.
+CliResult<> CheckText(std::string_view start, const std::string& shown) {
+    if (start.empty()) {
+        return CliFailure{CliExit::Failed, fmt::format("{} is empty", shown)};
     }
-    return fmt::format("{} can't be opened (status {})", Quoted(path), error.status);
+    if (start.starts_with("\xFF\xFE") || start.starts_with("\xFE\xFF")) {
+        return CliFailure{CliExit::Failed, fmt::format("{} is text in UTF-16: save it in UTF-8, or "
+                                                       "convert it (iconv -f UTF-16 -t UTF-8)",
+                                                       shown)};
+    }
+    if (start.find('\0') != std::string_view::npos) {
+        return CliFailure{CliExit::Failed, fmt::format("{} is neither an SQLite database nor a "
+                                                       "table of text (CSV): it holds other "
+                                                       "binary data",
+                                                       shown)};
+    }
+    return {};
+}
+
+CliResult<std::unique_ptr<CliTables>> ReadText(ECsvInput& input, std::string_view start,
+                                               const CliCsvOptions& csv, const std::string& path,
+                                               const CliGoesOn& goesOn) {
+    ECsvReadOptions options{csv.Format(start), {}, goesOn};
+    if (path == kStandardInput) {
+        options.table = "stdin";
+    }
+    ESqlError error;
+    auto file = ECsvTable::Read(input, options, error);
+    if (file == nullptr) {
+        return FailureOf(error, path);
+    }
+    TellHints(*file);
+    return TablesOf(std::move(file));
 }
 
 }  // namespace
 
-CliResult<std::unique_ptr<CliTables>> OpenSource(const std::string& path, char separator,
+CliResult<std::unique_ptr<CliTables>> OpenSource(const std::string& path, const CliCsvOptions& csv,
                                                  ESqlOpenMode mode, const CliGoesOn& goesOn) {
-    const CliResult<std::string> start = ReadStart(path);
+    const std::string shown = path == kStandardInput ? "standard input" : Quoted(path);
+    const CliFailure unwritable{
+        CliExit::Failed,
+        fmt::format("{} is a table of text: edits of it can be shown, not saved", shown)};
+    if (path == kStandardInput && mode != ESqlOpenMode::ReadOnly) {
+        return unwritable;  // what is there to read stays there
+    }
+    CliResult<std::unique_ptr<ECsvInput>> input = OpenInput(path);
+    if (!input) {
+        return input.Failure();
+    }
+    const CliResult<std::string> start = ReadStart(**input);
     if (!start) {
         return start.Failure();
     }
-    ESqlError error;
-    std::unique_ptr<CliTables> tables;
     if (start->starts_with(kSqliteMagic)) {
-        if (auto source = ESqliteSource::Open(Chaine(path), mode, error)) {
-            tables = TablesOf(std::move(source));
+        if (path == kStandardInput || (*input)->IsPacked()) {
+            return CliFailure{CliExit::Failed,
+                              fmt::format("{} holds an SQLite database{}, which only a file can be "
+                                          "read from: {}",
+                                          shown, (*input)->IsPacked() ? " packed by gzip" : "",
+                                          (*input)->IsPacked() ? "unpack it" : "give its name")};
         }
-    } else if (start->empty()) {
-        return CliFailure{CliExit::Failed, fmt::format("{} is empty", Quoted(path))};
-    } else if (start->find('\0') != std::string::npos) {
-        return CliFailure{CliExit::Failed, fmt::format("{} is neither an SQLite database nor a "
-                                                       "table of text (CSV): it holds other "
-                                                       "binary data",
-                                                       Quoted(path))};
-    } else if (mode != ESqlOpenMode::ReadOnly) {
-        return CliFailure{CliExit::Failed,
-                          fmt::format("{} is a table of text: edits of it can be shown, not saved",
-                                      Quoted(path))};
-    } else {
-        ECsvReadOptions options;
-        options.separator = separator != 0 ? separator : GuessSeparator(*start);
-        options.goesOn = goesOn;
-        if (auto file = ECsvTable::Read(Chaine(path), options, error)) {
-            tables = TablesOf(std::move(file));
-        }
+        input->reset();
+        const CliResult<> refused = csv.RefuseFor(path, "an SQLite database");
+        return refused ? OpenDatabase(path, mode) : refused.Failure();
     }
-    if (error.status == kDataInterrupted) {
-        return CliFailure{CliExit::Cancelled, {}};
+    if (const CliResult<> checked = CheckText(*start, shown); !checked) {
+        return checked.Failure();
     }
-    if (tables == nullptr) {
-        return CliFailure{CliExit::Failed, TextOf(error, path), error.status == DataLocked};
-    }
-    return tables;
+    return mode == ESqlOpenMode::ReadOnly ? ReadText(**input, *start, csv, path, goesOn)
+                                          : unwritable;
 }
 
 CliResult<CliOpenTable> FindTableIn(std::unique_ptr<CliTables> source, const std::string& name) {

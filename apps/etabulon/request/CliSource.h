@@ -1,5 +1,6 @@
 #pragma once
 
+#include "apps/etabulon/request/CliCsvOptions.h"
 #include "apps/etabulon/request/CliDictionary.h"
 #include "apps/etabulon/request/CliResult.h"
 #include "apps/etabulon/request/CliTable.h"
@@ -10,6 +11,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace etabulon {
 
@@ -17,11 +19,15 @@ namespace etabulon {
 /// false cancels.
 using CliGoesOn = std::function<bool(std::uint64_t read, std::uint64_t of)>;
 
+/// SOURCE for the table of text on standard input.
+inline constexpr std::string_view kStandardInput = "-";
+
 /// Opens a SOURCE: an SQLite database, or a table of text, which is read into memory by columns and
-/// can't be opened for writing. The file's content decides which it is, not its name. `separator`
-/// is for a table of text; 0 means the character that its first line has most of.
+/// can't be opened for writing. The file's content decides which it is, not its name. `csv` says
+/// how a table of text is written. Standard input is read only once, and for reading only.
 [[nodiscard]] CliResult<std::unique_ptr<CliTables>> OpenSource(const std::string& path,
-                                                               char separator, ESqlOpenMode mode,
+                                                               const CliCsvOptions& csv,
+                                                               ESqlOpenMode mode,
                                                                const CliGoesOn& goesOn);
 
 /// A table, with the source and the dictionary that it belongs to.

@@ -1,0 +1,12 @@
+#pragma once
+
+namespace etabulon {
+
+class ECsvInput;
+class ECsvTable;
+struct ECsvFormat;
+struct ECsvHint;
+struct ECsvNotation;
+struct ECsvReadOptions;
+
+}  // namespace etabulon
