@@ -112,6 +112,9 @@ CliExit RunCommand(CliCommand& command, const CLI::App& program, CliView& view,
     CliEnvironment environment{output, interrupt, file, view};
     environment.isOutputTerminal = isatty(STDOUT_FILENO) == 1;
     environment.isErrorTerminal = isatty(STDERR_FILENO) == 1;
+    if (environment.isErrorTerminal) {
+        output.TakeRemarks();
+    }
     environment.hasStyle = environment.isOutputTerminal && HasStyle();
     environment.outputColumns = environment.isOutputTerminal ? OutputColumns() : 0;
     environment.installLocale = installLocale;

@@ -63,6 +63,14 @@ public:
 
     void Fail(std::string_view reason) override;
     void Note(std::string_view sentence) override { notes_.emplace_back(sentence); }
+    /// A note for a person before a terminal, which would only be in a script's way.
+    void Remark(std::string_view sentence) {
+        if (hasRemarks_) {
+            Note(sentence);
+        }
+    }
+    /// Keeps remarks from here on.
+    void TakeRemarks() noexcept { hasRemarks_ = true; }
     [[nodiscard]] const std::vector<std::string>& Notes() const noexcept { return notes_; }
 
     /// A write has failed, or a format can't hold what was to be written.
@@ -87,6 +95,7 @@ private:
     int error_ = 0;                    // the errno of the write that failed, or kRefused
     std::string reason_;               // of a format that can't go on
     std::vector<std::string> notes_;
+    bool hasRemarks_ = false;
     std::mutex writing_;
     // Held during a write. A line longer than the buffer takes several writes: the lock is held
     // until its end is written.
