@@ -165,7 +165,7 @@ protected:
         }
         return Shown(read->Info()) + Shown(*read->Open());
     }
-    std::string InDatabase(const ECsvReadOptions& asked) {
+    std::string InDatabase(const ECsvFormat& asked) {
         ECsvOptions options;
         static_cast<ECsvFormat&>(options) = asked;
         const auto loaded = LoadCsv(file.c_str(), options, error);

@@ -129,6 +129,30 @@ void ChangeBranch(SalesTotals& sales, SomeSales& some, int& nextID) {
     EXPECT_EQ(sales.tree.Refresh(tag), StatusOk);
 }
 
+/// What a user does. Returns whether the tree is filled afterwards.
+bool DoSomething(SalesTotals& sales, SomeSales& some, int& nextID, unsigned int& compared) {
+    switch (some.Below(4)) {
+        case 0:
+            return !sales.tree.SetHideLevelFlags(
+                some.Below(3), some.Below(2) == 0 ? kInTree : ETabulonSortDesc::HideFlag{});
+        case 1:
+            ChangeBranch(sales, some, nextID);
+            compared = kUnordered;
+            break;
+        case 2:
+            sales.meddler.act =
+                AtRecord(1 + static_cast<int>(some.Below(20)), [&sales] { sales.cursor.Cancel(); });
+            static_cast<void>(sales.tree.Refresh());
+            break;
+        default:
+            if (const unsigned int shown = sales.Visible(); shown != 0) {
+                static_cast<void>(sales.tree.MoveSortLevel(some.Below(shown), some.Below(shown)));
+            }
+            break;
+    }
+    return true;
+}
+
 // Neither a move nor a cancelled refresh changes them; a change of hidden levels asks for a fill. A
 // refresh of a branch is a walk of its own: results that go by the order of records in one walk are
 // compared until there is one.
@@ -146,31 +170,12 @@ TEST(TreeTotals, AreThoseOfAWalkOfEachNode) {
         unsigned int compared = 0;
         for (int step = 0; step < 12; ++step) {
             sales.meddler.act = some.Below(2) == 0 ? EndAt(1000, StatusOk) : RecordAction();
-            switch (isFilled ? some.Below(4) : 4) {
-                case 0:
-                    isFilled = !sales.tree.SetHideLevelFlags(
-                        some.Below(3), some.Below(2) == 0 ? kInTree : ETabulonSortDesc::HideFlag{});
-                    break;
-                case 1:
-                    ChangeBranch(sales, some, nextID);
-                    compared = kUnordered;
-                    break;
-                case 2:
-                    sales.meddler.act = AtRecord(1 + static_cast<int>(some.Below(20)),
-                                                 [&sales] { sales.cursor.Cancel(); });
-                    static_cast<void>(sales.tree.Refresh());
-                    break;
-                case 3:
-                    if (const unsigned int shown = sales.Visible(); shown != 0) {
-                        static_cast<void>(
-                            sales.tree.MoveSortLevel(some.Below(shown), some.Below(shown)));
-                    }
-                    break;
-                default:
-                    ASSERT_EQ(sales.tree.Fill(), StatusOk);
-                    isFilled = true;
-                    compared = sales.calculations.Size();
-                    break;
+            if (isFilled) {
+                isFilled = DoSomething(sales, some, nextID, compared);
+            } else {
+                ASSERT_EQ(sales.tree.Fill(), StatusOk);
+                isFilled = true;
+                compared = sales.calculations.Size();
             }
             if (isFilled) {
                 SCOPED_TRACE("seed " + std::to_string(seed) + " step " + std::to_string(step));

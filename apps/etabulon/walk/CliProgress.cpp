@@ -58,10 +58,11 @@ void CliProgress::ShowRecords() {
     // There may be more of them meanwhile.
     const std::uint64_t all = count_ <= all_ ? all_ : 0;
     const std::string of = all == 0 ? "" : fmt::format(" of {}", all);
+    const auto done = static_cast<double>(count_);
+    const auto whole = static_cast<double>(all);
     const std::string share =
-        all == 0 ? "" : fmt::format(", {} %", static_cast<std::uint64_t>(100.0 * count_ / all));
-    Show(fmt::format("{}{} records{}{}", count_, of, share,
-                     RateOf(static_cast<double>(count_), static_cast<double>(all), "")));
+        all == 0 ? "" : fmt::format(", {} %", static_cast<std::uint64_t>(100 * done / whole));
+    Show(fmt::format("{}{} records{}{}", count_, of, share, RateOf(done, whole, "")));
 }
 
 void CliProgress::ShowBytes(std::uint64_t read, std::uint64_t of) {
