@@ -109,9 +109,8 @@ std::string DescribeValueSet(const std::vector<std::string>& values) {
 
 void CliSourceOptions::Declare(CLI::App& app) {
     app.add_option("SOURCE", path,
-                   "An SQLite database, or a table of text (CSV, TSV, packed by gzip or not); - "
-                   "reads a table of text from standard input; may be left out where --view names "
-                   "it")
+                   "An SQLite database, a table of text (CSV, TSV) or JSON lines, these packed by "
+                   "gzip or not; - reads standard input; may be left out where --view names it")
         ->type_name("");
     app.add_option("TABLE", table, "A table or view of it; may be left out where there is only one")
         ->type_name("");
