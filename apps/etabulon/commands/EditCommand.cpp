@@ -300,6 +300,10 @@ CliResult<> EditCommand::Run(CliEnvironment& environment) {
                           "there is nothing to edit: --set, --insert, --delete or --script is "
                           "missing (see etabulon edit --help)"};
     }
+    if (CliResult<> chosen = source_.ChooseFile(); !chosen) {
+        return saves_ ? PrintAsGiven(*asked, environment.output, chosen.Failure())
+                      : chosen.Failure();
+    }
     std::optional<CliFailure> unwritable;
     auto source = ReadSource(source_, saves_ ? ESqlOpenMode::ReadWrite : ESqlOpenMode::ReadOnly,
                              environment.interrupt);

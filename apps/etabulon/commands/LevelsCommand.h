@@ -19,6 +19,8 @@ public:
     [[nodiscard]] CliResult<> Run(CliEnvironment& environment) override;
 
 private:
+    /// The tables of a folder, each of which is read in its turn.
+    [[nodiscard]] CliResult<> ListFolder(CliEnvironment& environment) const;
     [[nodiscard]] static CliResult<> ListTables(const CliDictionary& dictionary,
                                                 EReportWriter& writer);
     [[nodiscard]] static CliResult<> ListVariables(const CliTable& table, EReportWriter& writer);

@@ -3,6 +3,7 @@
 #include "apps/etabulon/output/CliOutput.h"
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliFiles.h"
+#include "apps/etabulon/request/CliFolder.h"
 #include "apps/etabulon/request/CliSource.h"
 #include "etabulon/report/EReportFile.h"
 
@@ -110,11 +111,27 @@ std::string DescribeValueSet(const std::vector<std::string>& values) {
 void CliSourceOptions::Declare(CLI::App& app) {
     app.add_option("SOURCE", path,
                    "An SQLite database, a table of text (CSV, TSV) or JSON lines, these packed by "
-                   "gzip or not; - reads standard input; may be left out where --view names it")
+                   "gzip or not, or a folder of them; - reads standard input; may be left out "
+                   "where --view names it")
         ->type_name("");
-    app.add_option("TABLE", table, "A table or view of it; may be left out where there is only one")
+    app.add_option("TABLE", table,
+                   "A table or view of it, of a folder a file; may be left out where there is only "
+                   "one")
         ->type_name("");
     csv_.Declare(app);
+}
+
+CliResult<> CliSourceOptions::ChooseFile() {
+    if (!IsFolder(path)) {
+        return {};
+    }
+    const CliResult<CliFolderFile> file = FindFile(path, table);
+    if (!file) {
+        return file.Failure();
+    }
+    path = file->path;
+    table.clear();  // it is the only one
+    return {};
 }
 
 CliResult<std::unique_ptr<CliTables>> CliSourceOptions::Open(ESqlOpenMode mode,

@@ -16,9 +16,9 @@ struct CliViewValue {
     enum Kind : std::uint8_t { Text = 0, List = 1, Number = 2, Flag = 3 };
     Kind kind = Text;
     std::vector<std::string> texts = {};  // one, or those of a list; of a flag true or false
-    std::size_t line = 0;            // of the file that it was read from, from 1; 0: of none
-    bool isPath = false;             // of a file
-    bool isRelative = false;         // the path is written relative to the folder of the view
+    std::size_t line = 0;                 // of the file that it was read from, from 1; 0: of none
+    bool isPath = false;                  // of a file
+    bool isRelative = false;              // the path is written relative to the folder of the view
 };
 
 /// Keys with their values, in the order of the file.
