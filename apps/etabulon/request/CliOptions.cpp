@@ -8,6 +8,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -62,10 +63,12 @@ std::optional<CliFormat> FormatOf(std::string name) {
     return {};
 }
 
-bool AreOneFile(const std::string& one, const std::string& other) {
+bool IsSource(const std::string& file, const std::string& source) {
     struct stat first {};
     struct stat second {};
-    return stat(one.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0 &&
+    const bool isInput = source == kStandardInput;
+    return stat(file.c_str(), &first) == 0 &&
+           (isInput ? fstat(STDIN_FILENO, &second) : stat(source.c_str(), &second)) == 0 &&
            first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
@@ -211,7 +214,7 @@ CliResult<> CliOutputOptions::Open(CliEnvironment& environment, const std::strin
             CliExit::Usage,
             fmt::format("{} would be a picture, and only grid and score have one", Quoted(*file_))};
     }
-    if (AreOneFile(*file_, source)) {
+    if (IsSource(*file_, source)) {
         return CliFailure{
             CliExit::Usage,
             fmt::format("--output {} would replace the file that is read", Quoted(*file_))};
