@@ -3,6 +3,7 @@
 #include "etabulon/csv/ECsvTypes.h"
 
 #include <algorithm>
+#include <array>
 
 namespace etabulon {
 
@@ -67,20 +68,31 @@ bool HasThousands(std::string_view text) noexcept {
     return text.empty();
 }
 
-std::uint32_t FormsOf(std::string_view text, const ECsvNotation& notation) noexcept {
-    ECsvNotation other = notation;
-    other.decimal = OtherDecimal(notation.decimal);
-    std::uint32_t forms = IsNumber(CsvTypeOf(text, other)) ? kOtherDecimal | kThousands : 0;
-    forms |= IsNumber(CsvTypeOf(text, notation)) || HasThousands(text) ? kThousands : 0;
-    for (const ECsvDates order : kOrders) {
-        other.dates = order;
-        const ECsvType read = CsvTypeOf(text, other);
-        forms |= (read == ECsvType::Date        ? kDate
-                  : read == ECsvType::Timestamp ? kTimestamp
-                                                : 0)
-                 << Shift(order);
+/// The bits of a date in this order, or of an ISO date, which is one in every order.
+std::uint32_t DateForms(std::string_view text, ECsvDates order) noexcept {
+    std::array<char, kCsvIsoCapacity> iso;
+    const std::string_view spelled = CsvIsoSpelling(text, order, iso.data());
+    const ECsvType type = CsvTypeOf(spelled.empty() ? text : spelled);
+    return type == ECsvType::Date ? kDate : type == ECsvType::Timestamp ? kTimestamp : 0;
+}
+
+/// Those of `wanted` that the cell may be.
+std::uint32_t FormsOf(std::string_view text, std::uint32_t wanted,
+                      const ECsvNotation& notation) noexcept {
+    std::uint32_t forms = 0;
+    if ((wanted & (kOtherDecimal | kThousands)) != 0) {
+        const ECsvNotation other{OtherDecimal(notation.decimal), ECsvDates::Iso};
+        const bool isOther = IsNumber(CsvTypeOf(text, other));
+        const bool isThousands = isOther || HasThousands(text) ||
+                                 IsNumber(CsvTypeOf(text, {notation.decimal, ECsvDates::Iso}));
+        forms |= (isOther ? kOtherDecimal : 0) | (isThousands ? kThousands : 0);
     }
-    return forms;
+    for (const ECsvDates order : kOrders) {
+        if ((wanted & ((kDate | kTimestamp) << Shift(order))) != 0) {
+            forms |= DateForms(text, order) << Shift(order);
+        }
+    }
+    return forms & wanted;
 }
 
 }  // namespace
@@ -90,23 +102,28 @@ void ECsvLookalike::Take(std::span<const std::string_view> cells, const ECsvNota
         if (cell.empty()) {
             continue;
         }
-        const std::uint32_t forms = FormsOf(cell, notation);
-        forms_ &= forms;
+        forms_ = FormsOf(cell, forms_, notation);
         if (forms_ == 0) {
             return;
         }
-        if (CsvTypeOf(cell, notation) != ECsvType::Text) {
-            continue;
+        if ((forms_ & kThousands) != 0) {
+            KeepGrouped(cell, notation);
         }
-        const bool isGrouped = HasThousands(cell);
-        isOther_ = isOther_ || (!isGrouped && (forms & kOtherDecimal) != 0);
-        if (example_.empty()) {
+        if (example_.empty() && CsvTypeOf(cell, notation) == ECsvType::Text) {
             example_ = cell;
         }
-        if (grouped_.empty() && isGrouped) {
-            grouped_ = cell;
-        }
     }
+}
+
+void ECsvLookalike::KeepGrouped(std::string_view cell, const ECsvNotation& notation) {
+    if (isOther_ && !grouped_.empty()) {
+        return;
+    }
+    const bool isGrouped = HasThousands(cell);
+    if (grouped_.empty() && isGrouped) {
+        grouped_ = cell;
+    }
+    isOther_ = isOther_ || (!isGrouped && CsvTypeOf(cell, notation) == ECsvType::Text);
 }
 
 bool ECsvLookalike::Tell(const ECsvNotation& notation, ECsvHint& hint) const {

@@ -21,6 +21,8 @@ public:
     [[nodiscard]] bool Tell(const ECsvNotation& notation, ECsvHint& hint) const;
 
 private:
+    void KeepGrouped(std::string_view cell, const ECsvNotation& notation);
+
     std::uint32_t forms_ = ~std::uint32_t{0};
     std::string example_;   // the first cell that isn't of the file's notation
     std::string grouped_;   // the first one with separators between thousands

@@ -222,7 +222,7 @@ CliResult<> CliOutputOptions::Open(CliEnvironment& environment, const std::strin
             CliExit::Usage,
             fmt::format("{} would be a picture, and only grid and score have one", Quoted(*file_))};
     }
-    if (AreOneFile(*file_, source)) {
+    if (IsSource(*file_, source)) {
         return CliFailure{
             CliExit::Usage,
             fmt::format("--output {} would replace the file that is read", Quoted(*file_))};

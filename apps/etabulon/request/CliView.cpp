@@ -383,10 +383,10 @@ CliResult<> CliView::CheckPlace(const CLI::App& command) const {
     const CLI::Option* const output = command.get_option_no_throw("--output");
     const std::string source = command.get_option("SOURCE")->results().front();
     if ((output != nullptr && !output->empty() && output->results().front() == saved_) ||
-        AreOneFile(saved_, source)) {
+        IsSource(saved_, source)) {
         return CliFailure{CliExit::Usage,
                           fmt::format("--save-view {} would replace the file of {}", Quoted(saved_),
-                                      AreOneFile(saved_, source) ? "SOURCE" : "--output")};
+                                      IsSource(saved_, source) ? "SOURCE" : "--output")};
     }
     EReportFile file;
     std::string error;
