@@ -53,7 +53,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
 if(BUILD_SHARED_LIBS)
     set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${library_package} (= ${same_version})")
 else()
-    set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "libsqlite3-dev, libcsv-dev, libicu-dev, libxlsxwriter-dev, libutf8proc-dev, zlib1g-dev")
+    set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "libsqlite3-dev, libcsv-dev, libicu-dev, libxlsxwriter-dev, libutf8proc-dev, libsimdjson-dev, zlib1g-dev")
 endif()
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
 "explores a database as a tree and computes on it - development

@@ -101,6 +101,8 @@ if(TARGET etabulon-cli)
     install(FILES "${ETABULON_PAGES}/etabulon.bash"
         DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions"
         RENAME etabulon COMPONENT program)
+    install(FILES "${ETABULON_PAGES}/saved-view.schema.json"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/etabulon" COMPONENT program)
 endif()
 
 if(PROJECT_IS_TOP_LEVEL)

@@ -13,7 +13,7 @@ import sys
 import tempfile
 
 INDENT = "    "
-COMMAND = re.compile(r"^    \$ ((?:printf .* \| )?etabulon (?!browse).*)$")
+COMMAND = re.compile(r"^    \$ ((?:printf .* \| |mkdir .* && )?etabulon (?!browse).*)$")
 
 
 def examples_of(text):

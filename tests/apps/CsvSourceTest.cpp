@@ -128,6 +128,7 @@ TEST_F(CsvAsItComes, FailsClearlyWhereItCanNotBeRead) {
               1,
               {"standard input", "its gzip data are cut off"}},
              {"$ETABULON walk wide.csv", 1, {"'wide.csv' is text in UTF-16", "iconv"}},
+             {"$ETABULON walk - --output bank.csv < bank.csv", 2, {"would replace the file"}},
              {"$ETABULON walk - < /dev/null", 1, {"standard input is empty"}},
              {"$ETABULON walk - < .", 1, {"standard input", "folder"}},
              {"$ETABULON walk - <&-", 1, {"standard input"}},

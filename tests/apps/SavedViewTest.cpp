@@ -141,6 +141,7 @@ TEST_F(SavedView, TellsFileLineAndKeyOfWhatItCantRead) {
         {head + "\"hide\": [],\n\n\"hide\": []}", {"line 4", "'hide' is there twice"}},
         {head + "\"levels\": \"country\"}", {"line 2", "'levels' isn't a list"}},
         {head + "\"levels\": [[\"country\"]]}", {"line 2", "'levels'"}},
+        {head + "\"levels\": {\"format\": \"csv\"}}", {"line 2", "'levels' isn't a list"}},
         {head + "\"levels\": null}", {"line 2", "'levels'"}},
         {head + "\"tree\": {\"leaves\": 1}}", {"line 2", "'leaves' isn't true or false"}},
         {head + "\"tree\": {\"depth\": 1.5}}", {"line 2", "'depth'"}},
@@ -160,6 +161,8 @@ TEST_F(SavedView, TellsFileLineAndKeyOfWhatItCantRead) {
                     {"tree", 2, {"SOURCE is required"}},
                     {"tree @ --without where", 2, {"--view"}},
                     {"walk @ orders --save-view @", 2, {"--save-view", "SOURCE"}},
+                    {"walk @ orders --save-view=", 2, {"--save-view has no name"}},
+                    {"walk @ orders --view=", 2, {"--view has no name"}},
                     {"walk @ orders --save-view /no/such", 1, {"/no/such"}}},
                    source_);
     folder_.MakeFile("v.json", "{\"version\": 1}");

@@ -151,6 +151,38 @@ TEST(CsvSource, IsRecognisedByContentWithItsSeparator) {
     ExpectHas(walk("bars.txt", "a,b|c\nx,2|3\n", "--separator | --columns \"a,b\""), {"x,2\n"});
 }
 
+TEST(FolderSource, IsATableForEachOfItsFiles) {
+    const TestFolder folder;
+    folder.MakeFile("b.csv", "name;age\nAnn;3\n");
+    folder.MakeFile("A.jsonl", "{\"n\":1}\n{\"n\":2}\n");
+    folder.MakeFile("notes.md", "none");
+    folder.MakeFile(".hidden.csv", "x\n");
+    const std::string path = folder.Path("");
+    EXPECT_EQ(Printed("levels @", path), "table\tkind\trows\nA\ttable\t2\nb\ttable\t1\n");
+    folder.MakeFile("a.tsv", "x\ty\n1\t2\n");
+    const std::pair<const char*, const char*> cases[] = {
+        {"levels @", "table\tkind\trows\nA.jsonl\ttable\t2\na.tsv\ttable\t1\nb\ttable\t1\n"},
+        {"levels @ b --format csv",
+         "column,type,distinct,nullable,key,link,links_to\n"
+         "name,text,1,true,,,\nage,integer,1,true,,,\n"},
+        {"walk @ b", "name\tage\nAnn\t3\n"},
+        {"walk @ B.CSV", "name\tage\nAnn\t3\n"},
+        {"tree @ A.jsonl --levels n --depth 0", "count\n2\n"},
+        {"walk @ a.tsv", "x\ty\n1\t2\n"},
+        {"edit @ b --set name=Ann:age=4 --show walk", "name\tage\nAnn\t4\n"}};
+    for (const auto& [line, printed] : cases) {
+        EXPECT_EQ(Printed(line, path), printed) << line;
+    }
+    ExpectFailures({{"walk @", 2, {"3 tables", "'A.jsonl'"}},
+                    {"walk @ c", 1, {"no table 'c'"}},
+                    {"walk @ notes", 1, {"no table 'notes'"}},
+                    {"walk @ b --output " + folder.Path("b.csv"), 2, {"would replace"}}},
+                   path);
+    folder.MakeFile("bad.csv", "a,b\n1\n");
+    ExpectFailures({{"levels @", 1, {"bad.csv", "line 2"}}}, path);
+    EXPECT_EQ(Printed("walk @ b", path), "name\tage\nAnn\t3\n") << "only its file is read";
+}
+
 /// Table t, whose 100 records link to the same name in p.
 constexpr const char* kLinked = R"(
     CREATE TABLE p(id INTEGER PRIMARY KEY, name TEXT NOT NULL); INSERT INTO p VALUES(1,'a');

@@ -13,7 +13,7 @@ set(ask "${CMAKE_COMMAND}" -S "${CMAKE_CURRENT_LIST_DIR}/components" -B "${WORK_
 run(${ask} "-DASKED=COMPONENTS\\;core" -DLACKS=etabulon::sqlite)
 run(${ask} "-DASKED=" -DLACKS=etabulon::sqlite)
 run(${ask} "-DASKED=OPTIONAL_COMPONENTS\\;sqlite\\;testing" -DLACKS=etabulon::sqlite)
-run_fails("there is no component 'nonsense' (there are core, sql, csv, sqlite, icu, report, testing)"
+run_fails("there is no component 'nonsense' (there are core, sql, csv, jsonl, sqlite, icu, report, testing)"
     ${ask} "-DASKED=COMPONENTS\\;nonsense")
 if("sqlite" IN_LIST ADAPTERS)
     set(lack "component 'sqlite' needs SQLite3, which isn't found (on Debian: libsqlite3-dev,")

@@ -129,6 +129,9 @@ CliResult<> BrowseCommand::Run(CliEnvironment& environment) {
     if (CliResult<> installed = sort_.Install(environment); !installed) {
         return installed;
     }
+    if (CliResult<> chosen = source_.ChooseFile(); !chosen) {
+        return chosen;
+    }
     const CliResult<CliOpenTable> opened = ReadTable(source_, environment.interrupt);
     if (!opened) {
         return opened.Failure();

@@ -197,9 +197,10 @@ void DeclareProgram(CLI::App& app, const std::vector<std::unique_ptr<CliCommand>
     app.name("etabulon");
     app.description("Walks and sums up tables of databases and CSV files, level by level.");
     app.footer(
-        "SOURCE is an SQLite database or a table of text (CSV, TSV); its content tells which, not "
-        "its name. It is only read, unless edit --save writes to it. A table of text is loaded "
-        "into memory and becomes one table with the file's name.\n"
+        "SOURCE is an SQLite database, a table of text (CSV, TSV) or a file of JSON lines; its "
+        "content tells which, not its name. It is only read, unless edit --save writes to it. A "
+        "table of text or of JSON lines is loaded into memory and becomes one table with the "
+        "file's name. Of a folder, each file of those two kinds is a table.\n"
         "Each command tells its options by --help.");
     app.require_subcommand(1);
     app.formatter(std::make_shared<HelpFormatter>());

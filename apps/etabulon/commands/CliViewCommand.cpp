@@ -20,6 +20,9 @@ CliResult<> CliViewCommand::Run(CliEnvironment& environment) {
     if (CliResult<> prepared = Prepare(environment); !prepared) {
         return prepared;
     }
+    if (CliResult<> chosen = source_.ChooseFile(); !chosen) {
+        return chosen;
+    }
     if (CliResult<> output = OpenOutput(environment, source_.path); !output) {
         return output;
     }

@@ -286,6 +286,24 @@ CliResult<> EditCommand::Save(CliEnvironment& environment, const CliTable& table
     return {};
 }
 
+/// Opens the source for writing if the edits are to be saved. One that can only be read is opened
+/// for that, with the reason in `unwritable`: the edits are printed in the form that its columns
+/// give them.
+CliResult<std::unique_ptr<CliTables>> EditCommand::OpenSource(
+    const CliEnvironment& environment, std::optional<CliFailure>& unwritable) {
+    if (const CliResult<> chosen = source_.ChooseFile(); !chosen) {
+        return chosen.Failure();
+    }
+    auto source = ReadSource(source_, saves_ ? ESqlOpenMode::ReadWrite : ESqlOpenMode::ReadOnly,
+                             environment.interrupt);
+    // Of a source that is locked not even the columns' names can be read.
+    if (saves_ && !source && !source.Failure().isLocked) {
+        unwritable = source.Failure();
+        source = ReadSource(source_, ESqlOpenMode::ReadOnly, environment.interrupt);
+    }
+    return source;
+}
+
 CliResult<> EditCommand::Run(CliEnvironment& environment) {
     if (saves_ && !view_.empty()) {
         return CliFailure{CliExit::Usage,
@@ -301,16 +319,7 @@ CliResult<> EditCommand::Run(CliEnvironment& environment) {
                           "missing (see etabulon edit --help)"};
     }
     std::optional<CliFailure> unwritable;
-    auto source = ReadSource(source_, saves_ ? ESqlOpenMode::ReadWrite : ESqlOpenMode::ReadOnly,
-                             environment.interrupt);
-    if (saves_ && !source) {
-        unwritable = source.Failure();
-        if (unwritable->isLocked) {
-            // Not even the columns' names can be read, which the normal form needs.
-            return PrintAsGiven(*asked, environment.output, *unwritable);
-        }
-        source = ReadSource(source_, ESqlOpenMode::ReadOnly, environment.interrupt);
-    }
+    auto source = OpenSource(environment, unwritable);
     if (!source) {
         return saves_ ? PrintAsGiven(*asked, environment.output, source.Failure())
                       : source.Failure();

@@ -6,6 +6,7 @@
 #include "apps/etabulon/request/CliPath.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,7 @@ namespace etabulon {
 
 class CliEdits;
 class CliTable;
+class CliTables;
 struct CliSaved;
 
 /// `etabulon edit`: shows a table as it would be with edits, or saves the edits.
@@ -44,6 +46,8 @@ private:
     [[nodiscard]] CliResult<std::vector<Asked>> ReadOption(const CLI::Option& option,
                                                            std::size_t index) const;
     [[nodiscard]] static CliResult<std::vector<Asked>> ReadScript(const std::string& path);
+    [[nodiscard]] CliResult<std::unique_ptr<CliTables>> OpenSource(
+        const CliEnvironment& environment, std::optional<CliFailure>& unwritable);
     [[nodiscard]] CliResult<> MakeEdits(const std::vector<Asked>& asked, CliEdits& edits) const;
     [[nodiscard]] CliResult<> Show(CliEnvironment& environment, const CliTable& table,
                                    const CliEdits& edits) const;

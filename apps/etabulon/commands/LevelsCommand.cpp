@@ -2,6 +2,7 @@
 
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliDictionary.h"
+#include "apps/etabulon/request/CliFolder.h"
 #include "apps/etabulon/request/CliLevels.h"
 #include "apps/etabulon/request/CliTables.h"
 #include "apps/etabulon/walk/CliReading.h"
@@ -16,6 +17,8 @@
 
 namespace etabulon {
 namespace {
+
+const std::array<CliColumn, 3> kTableColumns = {{{"table"}, {"kind"}, {"rows", true}}};
 
 /// Writes counts, or NULL for a count that the engine refused. Keeps the first error.
 class CountCells {
@@ -74,8 +77,16 @@ void LevelsCommand::Declare(CLI::App& app) {
 }
 
 CliResult<> LevelsCommand::Run(CliEnvironment& environment) {
+    const bool hasTable = !source_.table.empty();
+    const bool listsFolder = IsFolder(source_.path) && source_.table.empty();
+    if (CliResult<> chosen = listsFolder ? CliResult<>() : source_.ChooseFile(); !chosen) {
+        return chosen;
+    }
     if (CliResult<> opened = output_.Open(environment, source_.path); !opened) {
         return opened;
+    }
+    if (listsFolder) {
+        return ListFolder(environment);
     }
     const auto source = ReadSource(source_, ESqlOpenMode::ReadOnly, environment.interrupt);
     if (!source) {
@@ -83,18 +94,54 @@ CliResult<> LevelsCommand::Run(CliEnvironment& environment) {
     }
     const CliDictionary dictionary(**source);
     const std::unique_ptr<EReportWriter> writer = MakeWriter(output_.Printing(environment));
-    if (source_.table.empty()) {
+    if (!hasTable) {
         return ListTables(environment, dictionary, *writer);
     }
     const CliResult<CliTable> table = dictionary.FindTable(source_.table);
     return table ? ListVariables(environment, *table, *writer) : table.Failure();
 }
 
+CliResult<> LevelsCommand::ListFolder(CliEnvironment& environment) const {
+    const CliResult<std::vector<CliFolderFile>> files = FilesOf(source_.path);
+    if (!files) {
+        return files.Failure();
+    }
+    // All are read before the first is written: a file that can't be read fails the list.
+    std::vector<std::int64_t> counts;
+    for (const CliFolderFile& file : *files) {
+        CliSourceOptions source = source_;
+        source.path = file.path;
+        const auto tables = ReadSource(source, ESqlOpenMode::ReadOnly, environment.interrupt);
+        if (!tables) {
+            return tables.Failure();
+        }
+        if ((*tables)->Database() != nullptr) {
+            return CliFailure{
+                CliExit::Failed,
+                fmt::format("{} holds an SQLite database, which is a source by itself",
+                            Quoted(file.path))};
+        }
+        ESqlError error;
+        counts.push_back((*tables)->CountRows((*tables)->Tables().front(), error));
+    }
+    const std::unique_ptr<EReportWriter> writer = MakeWriter(output_.Printing(environment));
+    CliCellMaker maker;
+    writer->Begin(kTableColumns);
+    std::size_t index = 0;
+    for (const CliFolderFile& file : FirstOf(std::span(*files), "tables", environment.output)) {
+        writer->Cell(Text(file.table));
+        writer->Cell(Text("table"));
+        writer->Cell(maker.Of(counts[index++]));
+        writer->EndRecord();
+    }
+    writer->Finish(/*isWhole=*/true);
+    return {};
+}
+
 CliResult<> LevelsCommand::ListTables(const CliEnvironment& environment,
                                       const CliDictionary& dictionary,
                                       EReportWriter& writer) const {
-    const std::array<CliColumn, 3> columns = {{{"table"}, {"kind"}, {"rows", true}}};
-    writer.Begin(columns);
+    writer.Begin(kTableColumns);
     CountCells counts(writer);
     CliTables& source = dictionary.Source();
     for (const ESqlTableInfo& table : FirstOf(source.Tables(), "tables", environment.output)) {

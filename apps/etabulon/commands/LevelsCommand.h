@@ -23,6 +23,8 @@ public:
     [[nodiscard]] CliResult<> Run(CliEnvironment& environment) override;
 
 private:
+    /// The tables of a folder, each of which is read in its turn.
+    [[nodiscard]] CliResult<> ListFolder(CliEnvironment& environment) const;
     [[nodiscard]] CliResult<> ListTables(const CliEnvironment& environment,
                                          const CliDictionary& dictionary,
                                          EReportWriter& writer) const;

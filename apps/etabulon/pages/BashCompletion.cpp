@@ -21,7 +21,7 @@ _etabulon_tables() {
     local source=$2
     source=${source//[\\\"\']/}
     [[ $source == "~/"* ]] && source=$HOME/${source#"~/"}
-    [[ -f $source ]] || return
+    [[ -f $source || -d $source ]] || return
     timeout 1 "$1" levels "$source" --format tsv 2>/dev/null | tail -n +2 | cut -f1
 }
 

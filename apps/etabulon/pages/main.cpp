@@ -1,10 +1,12 @@
-// Writes the man pages and the completion of the command line, during its build:
+// Writes the man pages, the completion and the schema of saved views of the command line, during
+// its build:
 //     etabulon-pages DATE FOLDER
 
 #include "apps/etabulon/commands/CliCommand.h"
 #include "apps/etabulon/commands/CliHelp.h"
 #include "apps/etabulon/pages/BashCompletion.h"
 #include "apps/etabulon/pages/ManPage.h"
+#include "apps/etabulon/pages/ViewSchema.h"
 #include "apps/etabulon/request/CliView.h"
 
 #include <CLI/CLI.hpp>
@@ -32,6 +34,7 @@ bool WriteAll(const std::string& date, const std::string& folder) {
     etabulon::DeclareProgram(app, commands, view);
     bool isWritten =
         Write(folder + "/etabulon.bash", etabulon::MakeBashCompletion(app)) &&
+        Write(folder + "/saved-view.schema.json", etabulon::MakeViewSchema(app)) &&
         Write(folder + "/" + etabulon::ManPageName(app) + ".1", etabulon::MakeManPage(app, date));
     for (const CLI::App* const command : app.get_subcommands({})) {
         isWritten = isWritten && Write(folder + "/" + etabulon::ManPageName(*command) + ".1",

@@ -1,6 +1,9 @@
 #include "apps/etabulon/request/CliFiles.h"
 
+#include "apps/etabulon/request/CliSource.h"
+
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
@@ -24,10 +27,12 @@ bool ReadWholeFile(const std::string& path, std::string& text) {
     return error == 0;
 }
 
-bool AreOneFile(const std::string& one, const std::string& other) {
+bool IsSource(const std::string& file, const std::string& source) {
     struct stat first {};
     struct stat second {};
-    return stat(one.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0 &&
+    const bool isInput = source == kStandardInput;
+    return stat(file.c_str(), &first) == 0 &&
+           (isInput ? fstat(STDIN_FILENO, &second) : stat(source.c_str(), &second)) == 0 &&
            first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 

@@ -7,7 +7,7 @@ namespace etabulon {
 /// Reads a whole file. Returns false with errno set.
 [[nodiscard]] bool ReadWholeFile(const std::string& path, std::string& text);
 
-/// Both paths are there, and lead to the same file.
-[[nodiscard]] bool AreOneFile(const std::string& one, const std::string& other);
+/// A file is there, and it is that of SOURCE, which may be standard input.
+[[nodiscard]] bool IsSource(const std::string& file, const std::string& source);
 
 }  // namespace etabulon

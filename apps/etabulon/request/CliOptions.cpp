@@ -3,6 +3,7 @@
 #include "apps/etabulon/output/CliOutput.h"
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliFiles.h"
+#include "apps/etabulon/request/CliFolder.h"
 #include "apps/etabulon/request/CliSource.h"
 #include "etabulon/report/EReportFile.h"
 
@@ -109,13 +110,28 @@ std::string DescribeValueSet(const std::vector<std::string>& values) {
 
 void CliSourceOptions::Declare(CLI::App& app) {
     app.add_option("SOURCE", path,
-                   "An SQLite database, or a table of text (CSV, TSV, packed by gzip or not); - "
-                   "reads a table of text from standard input; may be left out where --view names "
-                   "it")
+                   "An SQLite database, a table of text (CSV, TSV) or JSON lines, these packed by "
+                   "gzip or not, or a folder of them; - reads standard input; may be left out "
+                   "where --view names it")
         ->type_name("");
-    app.add_option("TABLE", table, "A table or view of it; may be left out where there is only one")
+    app.add_option("TABLE", table,
+                   "A table or view of it, of a folder a file; may be left out where there is only "
+                   "one")
         ->type_name("");
     csv_.Declare(app);
+}
+
+CliResult<> CliSourceOptions::ChooseFile() {
+    if (!IsFolder(path)) {
+        return {};
+    }
+    const CliResult<CliFolderFile> file = FindFile(path, table);
+    if (!file) {
+        return file.Failure();
+    }
+    path = file->path;
+    table.clear();  // it is the only one
+    return {};
 }
 
 CliResult<std::unique_ptr<CliTables>> CliSourceOptions::Open(ESqlOpenMode mode,
@@ -218,7 +234,7 @@ CliResult<> CliOutputOptions::Open(CliEnvironment& environment, const std::strin
             CliExit::Usage,
             fmt::format("{} would be a picture, and only grid and score have one", Quoted(*file_))};
     }
-    if (AreOneFile(*file_, source)) {
+    if (IsSource(*file_, source)) {
         return CliFailure{
             CliExit::Usage,
             fmt::format("--output {} would replace the file that is read", Quoted(*file_))};

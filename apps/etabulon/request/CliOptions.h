@@ -30,6 +30,10 @@ public:
         ESqlOpenMode mode,
         const std::function<bool(std::uint64_t read, std::uint64_t of)>& goesOn) const;
 
+    /// Where SOURCE is a folder, makes it the file of TABLE. To be called before anything is
+    /// opened.
+    [[nodiscard]] CliResult<> ChooseFile();
+
     std::string path;
     std::string table;  // empty if not given
 

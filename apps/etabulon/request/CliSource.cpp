@@ -5,6 +5,7 @@
 #include "etabulon/csv/ECsvInput.h"
 #include "etabulon/csv/ECsvTable.h"
 #include "etabulon/csv/ECsvTypes.h"
+#include "etabulon/jsonl/EJsonTable.h"
 #include "etabulon/sqlite/ESqliteSource.h"
 
 #include <fmt/format.h>
@@ -130,6 +131,29 @@ CliResult<> CheckText(std::string_view start, const std::string& shown) {
     return {};
 }
 
+/// JSON lines by their beginning or their name.
+bool IsJsonLines(std::string_view start, const std::string& path) {
+    std::string name = Lowered(path);
+    if (name.ends_with(".gz")) {
+        name.erase(name.size() - 3);
+    }
+    return EJsonTable::IsBegun(start) || name.ends_with(".jsonl") || name.ends_with(".ndjson");
+}
+
+CliResult<std::unique_ptr<CliTables>> ReadJson(ECsvInput& input, const CliCsvOptions& csv,
+                                               const std::string& path, const CliGoesOn& goesOn) {
+    if (const CliResult<> refused = csv.RefuseFor(path, "a file of JSON lines"); !refused) {
+        return refused.Failure();
+    }
+    EJsonReadOptions options{{}, goesOn};
+    if (path == kStandardInput) {
+        options.table = "stdin";
+    }
+    ESqlError error;
+    auto file = EJsonTable::Read(input, options, error);
+    return file != nullptr ? CliResult(TablesOf(std::move(file))) : FailureOf(error, path);
+}
+
 CliResult<std::unique_ptr<CliTables>> ReadText(ECsvInput& input, std::string_view start,
                                                const CliCsvOptions& csv, const std::string& path,
                                                const CliGoesOn& goesOn) {
@@ -180,8 +204,11 @@ CliResult<std::unique_ptr<CliTables>> OpenSource(const std::string& path, const 
     if (const CliResult<> checked = CheckText(*start, shown); !checked) {
         return checked.Failure();
     }
-    return mode == ESqlOpenMode::ReadOnly ? ReadText(**input, *start, csv, path, goesOn)
-                                          : unwritable;
+    if (mode != ESqlOpenMode::ReadOnly) {
+        return unwritable;
+    }
+    return IsJsonLines(*start, path) ? ReadJson(**input, csv, path, goesOn)
+                                     : ReadText(**input, *start, csv, path, goesOn);
 }
 
 CliResult<CliOpenTable> FindTableIn(std::unique_ptr<CliTables> source, const std::string& name) {

@@ -1,6 +1,7 @@
 #include "apps/etabulon/request/CliTables.h"
 
 #include "etabulon/csv/ECsvTable.h"
+#include "etabulon/jsonl/EJsonTable.h"
 #include "etabulon/sql/ESqlSource.h"
 
 namespace etabulon {
@@ -33,9 +34,11 @@ private:
     std::unique_ptr<ESqlSource> source_;
 };
 
+/// The table of a file that is held in memory.
+template <class File>
 class FileTables final : public CliTables {
 public:
-    explicit FileTables(std::unique_ptr<ECsvTable> file) : file_(std::move(file)) {}
+    explicit FileTables(std::unique_ptr<File> file) : file_(std::move(file)) {}
 
     std::span<const ESqlTableInfo> Tables() const noexcept override { return {&file_->Info(), 1}; }
     DDico& Dico() noexcept override { return *file_->Dico(); }
@@ -59,7 +62,7 @@ public:
     }
 
 private:
-    std::unique_ptr<ECsvTable> file_;
+    std::unique_ptr<File> file_;
 };
 
 }  // namespace
@@ -69,7 +72,11 @@ std::unique_ptr<CliTables> TablesOf(std::unique_ptr<ESqlSource> source) {
 }
 
 std::unique_ptr<CliTables> TablesOf(std::unique_ptr<ECsvTable> file) {
-    return std::make_unique<FileTables>(std::move(file));
+    return std::make_unique<FileTables<ECsvTable>>(std::move(file));
+}
+
+std::unique_ptr<CliTables> TablesOf(std::unique_ptr<EJsonTable> file) {
+    return std::make_unique<FileTables<EJsonTable>>(std::move(file));
 }
 
 }  // namespace etabulon

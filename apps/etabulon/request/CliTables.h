@@ -13,6 +13,7 @@
 namespace etabulon {
 
 class ECsvTable;
+class EJsonTable;
 class ESqlSource;
 
 /// The tables of an opened SOURCE: those of a database, or the one of a file of text.
@@ -50,5 +51,6 @@ public:
 
 [[nodiscard]] std::unique_ptr<CliTables> TablesOf(std::unique_ptr<ESqlSource> source);
 [[nodiscard]] std::unique_ptr<CliTables> TablesOf(std::unique_ptr<ECsvTable> file);
+[[nodiscard]] std::unique_ptr<CliTables> TablesOf(std::unique_ptr<EJsonTable> file);
 
 }  // namespace etabulon

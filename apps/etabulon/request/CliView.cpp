@@ -63,7 +63,7 @@ bool IsShared(const CLI::App& program, std::string_view key) {
            CommandsWith(program, key).size() > 1;
 }
 
-std::vector<std::string> KeysOf(const CLI::App& command) {
+std::vector<std::string> NamesOf(const CLI::App& command) {
     std::vector<std::string> keys;
     for (const CLI::Option* const option : SavedOptions(command)) {
         keys.push_back(KeyOf(*option));
@@ -74,7 +74,7 @@ std::vector<std::string> KeysOf(const CLI::App& command) {
 std::vector<std::string> SharedKeys(const CLI::App& program) {
     std::vector<std::string> keys;
     for (const CLI::App* const command : program.get_subcommands({})) {
-        for (const std::string& key : KeysOf(*command)) {
+        for (const std::string& key : NamesOf(*command)) {
             if (IsShared(program, key) && std::find(keys.begin(), keys.end(), key) == keys.end()) {
                 keys.push_back(key);
             }
@@ -135,6 +135,26 @@ const char* Expected(CliViewValue::Kind kind) {
 
 }  // namespace
 
+std::vector<CliViewKey> CliView::KeysOf(const CLI::App& program, const std::string& command) {
+    std::vector<CliViewKey> keys;
+    const CLI::App* const own = FindCommand(program, command);
+    for (const std::string& name : own != nullptr ? NamesOf(*own) : SharedKeys(program)) {
+        const CLI::Option* const option =
+            FindSaved(own != nullptr ? *own : *CommandsWith(program, name).front(), name);
+        keys.push_back({name, KindOf(*option), ValueSet(*option), option->get_description()});
+        for (const CLI::App* const other : CommandsWith(program, name)) {
+            for (const std::string& value : ValueSet(*FindSaved(*other, name))) {
+                std::vector<std::string>& values = keys.back().values;
+                if (own == nullptr &&
+                    std::find(values.begin(), values.end(), value) == values.end()) {
+                    values.push_back(value);  // a format that not every command has
+                }
+            }
+        }
+    }
+    return keys;
+}
+
 void CliView::Declare(CLI::App& command) {
     command
         .add_option("--view", path_,
@@ -157,6 +177,12 @@ void CliView::Declare(CLI::App& command) {
 
 CliResult<> CliView::Begin(const CLI::App& program, CLI::App& command) {
     program_ = &program;
+    for (const char* const name : {"--view", "--save-view"}) {
+        const CLI::Option& option = *command.get_option(name);
+        if (!option.empty() && option.results().front().empty()) {
+            return CliFailure{CliExit::Usage, fmt::format("{} has no name of a file", name)};
+        }
+    }
     CliResult<> done = Read();
     if (done) {
         done = LeaveOut(command.get_name());
@@ -196,6 +222,14 @@ CliResult<> CliView::Check(const CLI::App& program) {
         }
     }
     for (CliViewFile::Part& part : file_.parts) {
+        if (IsShared(program, part.command)) {
+            return CliFailure{
+                CliExit::Failed,
+                InViewFile(path_, part.line) +
+                    fmt::format("{} isn't {}", Quoted(part.command),
+                                Expected(KindOf(*FindSaved(
+                                    *CommandsWith(program, part.command).front(), part.command))))};
+        }
         const CLI::App* const command = FindCommand(program, part.command);
         if (command == nullptr) {
             std::vector<std::string> names;
@@ -228,7 +262,7 @@ CliResult<> CliView::CheckKey(const CLI::App& program, const std::string& comman
         option = FindSaved(*own, key);
         if (option == nullptr) {
             return fail(fmt::format("{} has no key {}{}", command, Quoted(key),
-                                    WhatThereIs(key, KeysOf(*own))));
+                                    WhatThereIs(key, NamesOf(*own))));
         }
     } else if (IsShared(program, key)) {
         option = FindSaved(*commands.front(), key);
@@ -349,10 +383,10 @@ CliResult<> CliView::CheckPlace(const CLI::App& command) const {
     const CLI::Option* const output = command.get_option_no_throw("--output");
     const std::string source = command.get_option("SOURCE")->results().front();
     if ((output != nullptr && !output->empty() && output->results().front() == saved_) ||
-        AreOneFile(saved_, source)) {
+        IsSource(saved_, source)) {
         return CliFailure{CliExit::Usage,
                           fmt::format("--save-view {} would replace the file of {}", Quoted(saved_),
-                                      AreOneFile(saved_, source) ? "SOURCE" : "--output")};
+                                      IsSource(saved_, source) ? "SOURCE" : "--output")};
     }
     EReportFile file;
     std::string error;

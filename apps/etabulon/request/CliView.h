@@ -15,6 +15,14 @@ class Option;
 
 namespace etabulon {
 
+/// An option that views have.
+struct CliViewKey {
+    std::string name;
+    CliViewValue::Kind kind;
+    std::vector<std::string> values;  // of an option that takes one of a fixed set
+    std::string description;
+};
+
 /// The saved view of a run: what --view reads, changed by the command line's own options, and what
 /// --save-view writes.
 ///
@@ -23,6 +31,11 @@ namespace etabulon {
 /// shared; the others stand in their command's own object.
 class CliView {
 public:
+    /// The keys that the object of a command may have; for an empty name those that are shared. A
+    /// command whose name is a shared key, as levels, has no object.
+    [[nodiscard]] static std::vector<CliViewKey> KeysOf(const CLI::App& program,
+                                                        const std::string& command);
+
     /// Declares the options of views for one command.
     void Declare(CLI::App& command);
 

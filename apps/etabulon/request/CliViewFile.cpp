@@ -17,7 +17,6 @@ namespace {
 
 namespace json = simdjson::ondemand;
 
-constexpr std::int64_t kVersion = 1;
 constexpr std::string_view kVersionKey = "version";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
@@ -170,9 +169,9 @@ CliResult<CliViewValue> ViewReader::ReadValue(json::value& value, const std::str
 
 CliResult<> ViewReader::TakeVersion(json::value& value) {
     std::int64_t version = 0;
-    if (value.get_int64().get(version) != simdjson::SUCCESS || version != kVersion) {
+    if (value.get_int64().get(version) != simdjson::SUCCESS || version != CliViewFile::kVersion) {
         return Fail(fmt::format("{} isn't {}: this program reads no other views",
-                                Quoted(kVersionKey), kVersion));
+                                Quoted(kVersionKey), CliViewFile::kVersion));
     }
     hasVersion_ = true;
     return {};
@@ -230,8 +229,9 @@ CliResult<> ViewReader::ReadAll() {
     if (document_.current_location().error() != simdjson::OUT_OF_BOUNDS) {
         return Fail("there is more behind the end of the object");
     }
-    return hasVersion_ ? CliResult<>()
-                       : Fail(fmt::format("it has no {}: {}", Quoted(kVersionKey), kVersion));
+    return hasVersion_
+               ? CliResult<>()
+               : Fail(fmt::format("it has no {}: {}", Quoted(kVersionKey), CliViewFile::kVersion));
 }
 
 CliResult<CliViewFile> ViewReader::Read() {
@@ -375,7 +375,7 @@ CliResult<std::string> WriteViewFile(const CliViewFile& file, const std::string&
     std::string text = "{";
     ViewWriter writer(text, path);
     writer.Begin(kVersionKey);
-    text += std::to_string(kVersion);
+    text += std::to_string(CliViewFile::kVersion);
     CliResult<> written = writer.Write(file.shared);
     for (const CliViewFile::Part& part : file.parts) {
         if (written && !part.values.empty()) {

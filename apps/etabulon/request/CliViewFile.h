@@ -26,6 +26,8 @@ using CliViewValues = std::vector<std::pair<std::string, CliViewValue>>;
 
 /// What a file with a saved view holds: an object of JSON.
 struct CliViewFile {
+    static constexpr std::int64_t kVersion = 1;  // what "version" must be
+
     /// The keys in an object of their own, which are meant for one command.
     struct Part {
         std::string command;

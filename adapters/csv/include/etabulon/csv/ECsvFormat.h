@@ -31,7 +31,8 @@ struct ECsvFormat {
     bool header = true;    // the first row names the columns
     ECsvNotation notation;
     /// Cells that are one of these words, in quotes too, are missing values, whatever the type of
-    /// their column. The names of columns aren't looked at. Case counts.
+    /// their column. The names of columns aren't looked at. Case counts, and an empty word has no
+    /// effect.
     std::vector<std::string> nulls;
 };
 

@@ -1,0 +1,8 @@
+#pragma once
+
+namespace etabulon {
+
+class EJsonTable;
+struct EJsonReadOptions;
+
+}  // namespace etabulon
