@@ -8,6 +8,7 @@
 #include "apps/etabulon/browse/BrowseWake.h"
 #include "apps/etabulon/browse/BrowseWindow.h"
 #include "apps/etabulon/request/CliSource.h"
+#include "apps/etabulon/walk/CliExplanation.h"
 #include "apps/etabulon/walk/CliInterrupt.h"
 #include "apps/etabulon/walk/CliReading.h"
 
@@ -18,13 +19,14 @@
 namespace etabulon {
 namespace {
 
-CliResult<> CheckOptions(const CliSortOptions& sort, const CliEnvironment& environment) {
+CliResult<> CheckOptions(const CliSortOptions& sort, const CliEnvironment& environment,
+                         bool needsTerminal) {
     if (sort.Levels().Levels().empty()) {
         return CliFailure{CliExit::Usage,
                           "a tree is made of levels: --levels is missing (see etabulon browse "
                           "--help)"};
     }
-    if (!environment.isOutputTerminal || isatty(STDIN_FILENO) != 1) {
+    if (needsTerminal && (!environment.isOutputTerminal || isatty(STDIN_FILENO) != 1)) {
         return CliFailure{CliExit::Usage,
                           "browse needs a terminal for its input and its output; tree prints the "
                           "same anywhere"};
@@ -49,6 +51,7 @@ void BrowseCommand::Declare(CLI::App& app) {
     sort_.Declare(app);
     alerts_.Declare(app);
     colour_.Declare(app);
+    CliExplanation::Declare(app, explains_);
     app.footer(
         "Levels are written as for walk. Behind a node stands the number of leaves below it: "
         "of places at the last level.\n"
@@ -62,7 +65,7 @@ void BrowseCommand::Declare(CLI::App& app) {
 }
 
 CliResult<> BrowseCommand::Run(CliEnvironment& environment) {
-    if (CliResult<> checked = CheckOptions(sort_, environment); !checked) {
+    if (CliResult<> checked = CheckOptions(sort_, environment, !explains_); !checked) {
         return checked;
     }
     if (CliResult<> installed = sort_.Install(environment); !installed) {
@@ -98,6 +101,12 @@ CliResult<> BrowseCommand::Browse(const CliEnvironment& environment, const CliWa
         return opened;
     }
     cursor.SetPlace(order.place);
+    if (explains_) {
+        CliExplanation explanation(environment.output);
+        explanation.Keeps("each node of the levels shown, and each item that was opened");
+        explanation.Tell(context, cursor, order.place, /*byBlocks=*/false);
+        return {};
+    }
     int ended = 0;
     {
         // Signals are caught for as long as the terminal is in the program's mode.

@@ -38,6 +38,7 @@ private:
     CliSortOptions sort_;
     BrowseAlerts alerts_;
     CliColourOptions colour_;
+    bool explains_ = false;
 };
 
 }  // namespace etabulon

@@ -4,6 +4,7 @@
 #include "apps/etabulon/request/CliDictionary.h"
 #include "apps/etabulon/request/CliLevels.h"
 #include "apps/etabulon/request/CliTables.h"
+#include "apps/etabulon/walk/CliExplanation.h"
 #include "apps/etabulon/walk/CliReading.h"
 #include "etabulon/foundation/DDico.h"
 #include "etabulon/sql/ESqlSource.h"
@@ -66,6 +67,7 @@ void LevelsCommand::Declare(CLI::App& app) {
     source_.Declare(app);
     limit_.Declare(app, "List at most this many tables or columns");
     output_.DeclareFormat(app);
+    CliExplanation::Declare(app, explains_);
     app.footer(
         "Without TABLE: table, kind and rows of each table and view. With TABLE: each column "
         "with its type, its number of distinct values (NULL isn't one), whether it may be "
@@ -74,14 +76,24 @@ void LevelsCommand::Declare(CLI::App& app) {
 }
 
 CliResult<> LevelsCommand::Run(CliEnvironment& environment) {
-    if (CliResult<> opened = output_.Open(environment, source_.path); !opened) {
-        return opened;
+    if (!explains_) {
+        if (CliResult<> opened = output_.Open(environment, source_.path); !opened) {
+            return opened;
+        }
     }
     const auto source = ReadSource(source_, ESqlOpenMode::ReadOnly, environment.interrupt);
     if (!source) {
         return source.Failure();
     }
     const CliDictionary dictionary(**source);
+    if (explains_) {
+        CliExplanation(environment.output)
+            .Tell(**source, source_.table.empty()
+                                ? "the schema, and of each table listed the number of its rows"
+                                : "the schema, and of each column listed its distinct values, "
+                                  "which the engine counts");
+        return {};
+    }
     const std::unique_ptr<EReportWriter> writer = MakeWriter(output_.Printing(environment));
     if (source_.table.empty()) {
         return ListTables(environment, dictionary, *writer);
