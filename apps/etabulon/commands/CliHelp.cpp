@@ -85,14 +85,14 @@ constexpr CliMeaning kExits[] = {
 };
 
 constexpr CliMeaning kVariables[] = {
+    {"COLUMNS",
+     "The width that tables have room for on a terminal; without it the terminal's own."},
     {"ETABULON_BLOCKS",
      "If it is 0, tables are read record by record instead of in blocks: slower, with the same "
      "results."},
     {"ETABULON_THREADS",
      "How many threads read a large database table ahead; 0 switches them off. Without it as many "
      "as there are cores, at most 4, and none on a single core."},
-    {"COLUMNS",
-     "The width that tables have room for on a terminal; without it the terminal's own."},
     {"NO_COLOR", "If set and not empty, nothing is coloured or dimmed, unless --color says so."},
     {"TERM",
      "The kind of terminal, for browse as terminfo knows it. If it is dumb, nothing is coloured "

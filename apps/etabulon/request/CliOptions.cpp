@@ -191,8 +191,10 @@ void CliOutputOptions::DeclareBars(CLI::App& app, const std::string& description
 }
 
 void CliOutputOptions::DeclareProgress(CLI::App& app) {
-    app.add_flag("--progress", progress_,
-                 "Count the records on stderr, if that is a terminal and stdout isn't");
+    app.add_flag(
+        "--progress", progress_,
+        "Tell on stderr how much was read, how fast, and how much time is left, where that is "
+        "known; if stderr is a terminal and stdout isn't");
 }
 
 CliFormat CliOutputOptions::Format(const CliEnvironment& environment) const {
