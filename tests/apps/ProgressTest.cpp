@@ -13,16 +13,19 @@ using std::chrono::milliseconds;
 
 CliProgress::Moment clockNow;
 std::string written;
+std::size_t columns = 0;
 
 class Progress : public testing::Test {
 protected:
     Progress() {
         clockNow = {};
         written.clear();
+        columns = 0;
     }
     static CliProgress Make() {
         return CliProgress([] { return clockNow; },
-                           [](std::string_view text) noexcept { written += text; });
+                           [](std::string_view text) noexcept { written += text; },
+                           [] { return columns; });
     }
     static std::string Take() { return std::exchange(written, {}); }
 };
@@ -62,6 +65,10 @@ TEST_F(Progress, TellsMegabytesAtMostTenTimesASecondAndIsErased) {
     clockNow += milliseconds(1);
     progress.ShowBytes(110'000'000, 300'000'000);
     EXPECT_EQ(Take(), "\r110 of 300 MB, 100 MB a second, 2 s left\x1B[K");
+    columns = 20;
+    clockNow += milliseconds(800);
+    progress.ShowBytes(120'000'000, 300'000'000);
+    EXPECT_EQ(Take(), "\r120 of 300 MB, 63 M\x1B[K");
     progress.End();
     progress.End();
     EXPECT_EQ(Take(), "\r\x1B[K");

@@ -46,6 +46,8 @@ TEST_F(TableOnTerminal, CutsTextsWhereItIsNarrowerThanTheLines) {
     for (const auto& [width, expected] : cases) {
         ExpectHas(Screen("walk @", width), {expected});
     }
+    ExpectHas(Screen("tree @ --levels t", 40), {"\n  a long text that a narrow term…      1\n"});
+    ExpectHas(Screen("tree @ --levels t", 70), {"\n  \u2068שלום, עולם\u2069   "});
 }
 
 }  // namespace

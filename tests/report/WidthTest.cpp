@@ -1,3 +1,4 @@
+#include "etabulon/report/EReportScene.h"
 #include "etabulon/report/EReportWidth.h"
 #include "support/Table.h"
 
@@ -47,6 +48,15 @@ TEST(Widths, AreThoseOfWhatAReaderSees) {
         }
         EXPECT_EQ(clusters, each.clusters) << each.what;
     }
+}
+
+TEST(Widths, OfPicturesAndMarksAreThoseOfOneLetterInDrawingsToo) {
+    const IReportFont& font = PlainReportFont();
+    const auto width = [&font](const char* text) { return font.Width(text, 100, false); };
+    EXPECT_EQ(width("e\u0301"), width("e"));
+    EXPECT_EQ(width("\U0001F469\u200d\U0001F467"), width("\u6771"));
+    EXPECT_EQ(width("\u05d0\u05b0"), width("\u05d0"));
+    EXPECT_EQ(width("\u2068\u2069"), 0);
 }
 
 TEST(Widths, AreCutBetweenClusters) {

@@ -354,6 +354,20 @@ void ESqlTable::EndSteps() {
 
 Chaine ESqlTable::WalkStatement() const { return Chaine(std::string_view(state_->walkText)); }
 
+std::vector<Chaine> ESqlTable::PlanWalk() const {
+    constexpr int kDetail = 3;
+    const std::string text = state_->selectRow + state_->WalkRest();
+    std::vector<Chaine> lines = {Chaine(std::string_view(text))};
+    const auto plan = state_->connection->Prepare("EXPLAIN QUERY PLAN " + text);
+    ESqlRow none;
+    while (plan != nullptr && plan->StepWalk(none) == ESqlStep::Row) {
+        if (const ESqlValue detail = plan->Column(kDetail); detail.bytes != nullptr) {
+            lines.emplace_back(std::string_view(detail.bytes, detail.size));
+        }
+    }
+    return lines;
+}
+
 void ESqlTable::Interrupt() noexcept {
     state_->interrupted.store(true);
     state_->connection->Interrupt();

@@ -176,11 +176,16 @@ void ESqlTable::State::NoteMemory() noexcept {
 
 // ------------------------------------------------------------------------------------------- walks
 
-bool ESqlTable::State::StartStatement(const std::string& select) {
+std::string ESqlTable::State::WalkRest() const {
     std::string rest = SqlWhere(conditions) + SqlOrder(info, order);
     if (isKeyApart && !info.rowIdName.empty() && info.keyKind == ESqlKeyKind::Columns) {
         rest += ',' + SqlRowId(info);  // both statements must order equal keys alike
     }
+    return rest;
+}
+
+bool ESqlTable::State::StartStatement(const std::string& select) {
+    const std::string rest = WalkRest();
     std::string text = select + rest;
     if (walkStatement == nullptr || text != walkText) {
         walkStatement.reset();

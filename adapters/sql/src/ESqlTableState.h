@@ -93,6 +93,8 @@ struct ESqlTable::State {
 
     // --------------------------------------------------------------------------------------- walks
     [[nodiscard]] bool StartStatement(const std::string& select);
+    /// What stands behind the select of a walk: its conditions and its order.
+    [[nodiscard]] std::string WalkRest() const;
     [[nodiscard]] ESqlStep StepStatement();
     /// The row with the key of the last StepStatement.
     [[nodiscard]] const ESqlRow& RowOfKey() const noexcept {

@@ -10,6 +10,7 @@
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliSource.h"
 #include "apps/etabulon/request/CliView.h"
+#include "apps/etabulon/walk/CliExplanation.h"
 #include "apps/etabulon/walk/CliInterrupt.h"
 #include "apps/etabulon/walk/CliReading.h"
 
@@ -26,13 +27,14 @@ namespace etabulon {
 namespace {
 
 CliResult<> CheckOptions(const CliSortOptions& sort, const CliEnvironment& environment,
-                         bool readsInput) {
+                         bool explains, bool readsInput) {
     if (sort.Levels().Levels().empty()) {
         return CliFailure{CliExit::Usage,
                           "a tree is made of levels: --levels is missing (see etabulon browse "
                           "--help)"};
     }
-    if (!environment.isOutputTerminal || (!readsInput && isatty(STDIN_FILENO) != 1)) {
+    const bool hasKeys = readsInput || isatty(STDIN_FILENO) == 1;
+    if (!explains && !(environment.isOutputTerminal && hasKeys)) {
         return CliFailure{CliExit::Usage,
                           "browse needs a terminal for its input and its output; tree prints the "
                           "same anywhere"};
@@ -109,6 +111,7 @@ void BrowseCommand::Declare(CLI::App& app) {
     app.add_option("--depth", depth_, "Open this many levels below the root at first")
         ->check(CheckNumberFrom0)
         ->type_name("N");
+    CliExplanation::Declare(app, explains_);
     app.footer(
         "Levels are written as for walk. Behind a node stands the number of leaves below it: "
         "of places at the last level.\n"
@@ -123,7 +126,7 @@ void BrowseCommand::Declare(CLI::App& app) {
 
 CliResult<> BrowseCommand::Run(CliEnvironment& environment) {
     const bool readsInput = source_.path == kStandardInput;
-    if (CliResult<> checked = CheckOptions(sort_, environment, readsInput); !checked) {
+    if (CliResult<> checked = CheckOptions(sort_, environment, explains_, readsInput); !checked) {
         return checked;
     }
     if (CliResult<> installed = sort_.Install(environment); !installed) {
@@ -136,7 +139,8 @@ CliResult<> BrowseCommand::Run(CliEnvironment& environment) {
     if (!opened) {
         return opened.Failure();
     }
-    if (CliResult<> taken = readsInput ? TakeKeysFromTerminal() : CliResult<>(); !taken) {
+    if (CliResult<> taken = readsInput && !explains_ ? TakeKeysFromTerminal() : CliResult<>();
+        !taken) {
         return taken;
     }
     const CliResult<CliTreeOrder> order = sort_.ReadTree(opened->table);
@@ -165,6 +169,12 @@ CliResult<> BrowseCommand::Browse(const CliEnvironment& environment, const CliWa
         return opened;
     }
     cursor.SetPlace(order.place);
+    if (explains_) {
+        CliExplanation explanation(environment.output);
+        explanation.Keeps("each node of the levels shown, and each item that was opened");
+        explanation.Tell(context, cursor, order.place, /*byBlocks=*/false);
+        return {};
+    }
     int ended = 0;
     {
         // Signals are caught for as long as the terminal is in the program's mode.

@@ -43,6 +43,7 @@ private:
     BrowseAlerts alerts_;
     CliColourOptions colour_;
     std::optional<std::uint32_t> depth_;
+    bool explains_ = false;
 };
 
 }  // namespace etabulon

@@ -34,6 +34,8 @@ constexpr CliExample kExamples[] = {
      "etabulon walk strikes.sqlite strikes --levels damage --at damage=Substantial --format json"},
     {"walk", "The records with the highest cost",
      "etabulon walk strikes.sqlite strikes --sort cost_total:desc --columns cost_total --limit 3"},
+    {"walk", "What that would read and keep in memory, without reading",
+     "etabulon walk strikes.sqlite strikes --sort cost_total:desc --limit 3 --explain"},
     {"walk", "Two columns of a table of text",
      "etabulon walk birdstrikes.csv --columns 'Airport Name,Time of day'"},
     {"tree", "The states in their order, the damage within each in falling order",
@@ -84,13 +86,15 @@ constexpr CliMeaning kExits[] = {
 };
 
 constexpr CliMeaning kVariables[] = {
+    {"COLUMNS",
+     "The width that tables have room for on a terminal; without it the terminal's own."},
     {"ETABULON_BLOCKS",
      "If it is 0, tables are read record by record instead of in blocks: slower, with the same "
      "results."},
     {"ETABULON_THREADS",
      "How many threads read a large database table ahead; 0 switches them off. Without it as many "
      "as there are cores, at most 4, and none on a single core."},
-    {"NO_COLOR", "If set, nothing is coloured or dimmed."},
+    {"NO_COLOR", "If set and not empty, nothing is coloured or dimmed, unless --color says so."},
     {"TERM",
      "The kind of terminal, for browse as terminfo knows it. If it is dumb, nothing is coloured "
      "or dimmed."},

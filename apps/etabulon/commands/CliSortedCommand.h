@@ -10,6 +10,8 @@
 
 namespace etabulon {
 
+class CliExplanation;
+
 /// A command whose output is sorted by levels: tree, grid and score.
 class CliSortedCommand : public CliViewCommand {
 public:
@@ -34,6 +36,9 @@ struct CliResultRequest {
     CliCalculations calculations;
 };
 
+/// Tells which values calculations keep in memory.
+void ExplainCalculations(const CliCalculations& calculations, CliExplanation& explanation);
+
 /// A command that calculates: grid, score and tree.
 class CliResultCommand : public CliSortedCommand {
 protected:
@@ -42,6 +47,9 @@ protected:
     /// What --calc lists; none without it.
     [[nodiscard]] bool HasCalculations() const noexcept { return !calculations_.empty(); }
     [[nodiscard]] CliResult<CliCalculations> ReadCalculations(const CliTable& table) const;
+    /// Tells what a result keeps in memory, if the command explains.
+    static void ExplainResults(const CliWalkContext& context, const CliResultRequest& request,
+                               bool drills);
     /// Reads the options for a table. `named` is the list of levels that `option` was given.
     [[nodiscard]] CliResult<CliResultRequest> ReadRequest(const CliTable& table,
                                                           std::string_view named,

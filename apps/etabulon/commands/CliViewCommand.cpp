@@ -1,6 +1,7 @@
 #include "apps/etabulon/commands/CliViewCommand.h"
 
 #include "apps/etabulon/request/CliSource.h"
+#include "apps/etabulon/walk/CliExplanation.h"
 #include "apps/etabulon/walk/CliReading.h"
 #include "apps/etabulon/walk/CliWalk.h"
 
@@ -14,6 +15,7 @@ void CliViewCommand::Declare(CLI::App& app) {
 void CliViewCommand::DeclareOutput(CLI::App& app, bool hasPictures) {
     output_.DeclareFormat(app, hasPictures);
     output_.DeclareProgress(app);
+    CliExplanation::Declare(app, explains_);
 }
 
 CliResult<> CliViewCommand::Run(CliEnvironment& environment) {
@@ -38,8 +40,14 @@ CliResult<> CliViewCommand::ShowTable(CliEnvironment& environment, const CliTabl
         return condition.Failure();
     }
     bool hasToldLinks = false;
-    const CliWalkContext context{table,   environment.interrupt, output_.ShowsProgress(environment),
-                                 changes, std::move(*condition), &hasToldLinks};
+    CliExplanation explanation(environment.output);
+    const CliWalkContext context{table,
+                                 environment.interrupt,
+                                 output_.ShowsProgress(environment),
+                                 changes,
+                                 std::move(*condition),
+                                 &hasToldLinks,
+                                 explains_ ? &explanation : nullptr};
     return Show(environment, context);
 }
 

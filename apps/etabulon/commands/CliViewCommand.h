@@ -25,7 +25,7 @@ public:
     /// Opens what the options name as the output. `source` is the file that is read.
     [[nodiscard]] CliResult<> OpenOutput(CliEnvironment& environment,
                                          const std::string& source) const {
-        return output_.Open(environment, source);
+        return explains_ ? CliResult<>() : output_.Open(environment, source);
     }
     /// Shows a table, with the edits applied unless `changes` is null. The levels of the edits must
     /// be the first ones in --levels.
@@ -49,6 +49,7 @@ protected:
 
 private:
     CliLimit limit_;
+    bool explains_ = false;
     CliSourceOptions source_;
     CliOutputOptions output_;
 };

@@ -189,6 +189,7 @@ CliResult<> GridCommand::Show(CliEnvironment& environment, const CliWalkContext&
         return ShowArranged(environment, context, *request);
     }
     const CliResultLevels& levels = request->levels;
+    ExplainResults(context, *request, drill_.has_value());
     CliCursor cursor(environment.interrupt);
     CliResult<> opened =
         OpenCursor(context, levels.levels.levels, request->calculations.Variables(), cursor);
@@ -296,6 +297,7 @@ CliResult<> GridCommand::ShowArranged(const CliEnvironment& environment,
     if (!arranged) {
         return arranged.Failure();
     }
+    ExplainResults(context, request, drill_.has_value());
     CliCursor cursor(context.interrupt);
     CliResult<> opened =
         OpenCursor(context, levels.levels.levels, request.calculations.Variables(), cursor);

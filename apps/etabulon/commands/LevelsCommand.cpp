@@ -5,6 +5,7 @@
 #include "apps/etabulon/request/CliFolder.h"
 #include "apps/etabulon/request/CliLevels.h"
 #include "apps/etabulon/request/CliTables.h"
+#include "apps/etabulon/walk/CliExplanation.h"
 #include "apps/etabulon/walk/CliReading.h"
 #include "etabulon/foundation/DDico.h"
 #include "etabulon/sql/ESqlSource.h"
@@ -69,6 +70,7 @@ void LevelsCommand::Declare(CLI::App& app) {
     source_.Declare(app);
     limit_.Declare(app, "List at most this many tables or columns");
     output_.DeclareFormat(app);
+    CliExplanation::Declare(app, explains_);
     app.footer(
         "Without TABLE: table, kind and rows of each table and view. With TABLE: each column "
         "with its type, its number of distinct values (NULL isn't one), whether it may be "
@@ -82,10 +84,16 @@ CliResult<> LevelsCommand::Run(CliEnvironment& environment) {
     if (CliResult<> chosen = listsFolder ? CliResult<>() : source_.ChooseFile(); !chosen) {
         return chosen;
     }
-    if (CliResult<> opened = output_.Open(environment, source_.path); !opened) {
-        return opened;
+    if (!explains_) {
+        if (CliResult<> opened = output_.Open(environment, source_.path); !opened) {
+            return opened;
+        }
     }
     if (listsFolder) {
+        if (explains_) {
+            CliExplanation(environment.output).Put("reads", "each file of the folder, as a whole");
+            return {};
+        }
         return ListFolder(environment);
     }
     const auto source = ReadSource(source_, ESqlOpenMode::ReadOnly, environment.interrupt);
@@ -93,6 +101,14 @@ CliResult<> LevelsCommand::Run(CliEnvironment& environment) {
         return source.Failure();
     }
     const CliDictionary dictionary(**source);
+    if (explains_) {
+        CliExplanation(environment.output)
+            .Tell(**source, source_.table.empty()
+                                ? "the schema, and of each table listed the number of its rows"
+                                : "the schema, and of each column listed its distinct values, "
+                                  "which the engine counts");
+        return {};
+    }
     const std::unique_ptr<EReportWriter> writer = MakeWriter(output_.Printing(environment));
     if (!hasTable) {
         return ListTables(environment, dictionary, *writer);

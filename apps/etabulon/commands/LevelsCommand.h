@@ -42,6 +42,7 @@ private:
     CliSourceOptions source_;
     CliOutputOptions output_;
     CliLimit limit_;
+    bool explains_ = false;
 };
 
 }  // namespace etabulon

@@ -120,8 +120,10 @@ CliResult<ScoreCommand::Arrangement> ScoreCommand::Arrange(const CliTable& table
 
 CliResult<ERef<ETabulonScoreFiller>> ScoreCommand::Calculate(const CliWalkContext& context,
                                                              const CliResultRequest& request,
-                                                             std::size_t depth, CliCursor& cursor) {
+                                                             std::size_t depth,
+                                                             CliCursor& cursor) const {
     const CliResultLevels& levels = request.levels;
+    ExplainResults(context, request, drill_.has_value());
     const CliResult<> opened =
         OpenCursor(context, levels.levels.levels, request.calculations.Variables(), cursor);
     if (!opened) {

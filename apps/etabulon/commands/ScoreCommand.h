@@ -40,9 +40,10 @@ private:
                                                  const CliResultRequest& request,
                                                  std::size_t depth) const;
     /// Walks the table and fills a score. `cursor` must outlive it.
-    [[nodiscard]] static CliResult<ERef<ETabulonScoreFiller>> Calculate(
-        const CliWalkContext& context, const CliResultRequest& request, std::size_t depth,
-        CliCursor& cursor);
+    [[nodiscard]] CliResult<ERef<ETabulonScoreFiller>> Calculate(const CliWalkContext& context,
+                                                                 const CliResultRequest& request,
+                                                                 std::size_t depth,
+                                                                 CliCursor& cursor) const;
     [[nodiscard]] CliResult<> Drill(const CliEnvironment& environment,
                                     const CliWalkContext& context, const CliResultRequest& request,
                                     std::size_t depth, const ECrossTable& table) const;

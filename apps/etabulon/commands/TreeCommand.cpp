@@ -4,6 +4,7 @@
 #include "apps/etabulon/request/CliOrder.h"
 #include "apps/etabulon/views/CliTreePrinter.h"
 #include "apps/etabulon/views/CliTreeRecords.h"
+#include "apps/etabulon/walk/CliExplanation.h"
 #include "apps/etabulon/walk/CliInterrupt.h"
 #include "etabulon/sql/ESqlSchema.h"
 #include "etabulon/tree/EDataTree.h"
@@ -195,6 +196,14 @@ CliResult<> TreeCommand::Print(const CliEnvironment& environment, const CliWalkC
     if (!calculations.all.empty()) {
         static_cast<void>(totals->SetCalculations(calculations.collection));
         cursor.Seen().AddNotifier(totals.Get());
+    }
+    if (context.explanation != nullptr) {
+        constexpr std::size_t kNode = 320;
+        constexpr std::size_t kResult = 160;
+        context.explanation->Keeps(fmt::format(
+            "each node of all levels, about {} bytes{}", kNode + kResult * calculations.all.size(),
+            view.keyParts.empty() ? "" : "; the key of each record, about 40 bytes"));
+        ExplainCalculations(calculations, *context.explanation);
     }
     CliTreeRecords records(*tree.Root(), view.keyParts.size());
     if (CliResult<> walked = Walk(context, cursor, order.place, records); !walked) {

@@ -215,8 +215,11 @@ void CliTableWriter::PutText(const Shown& shown, std::string_view text, bool isC
     const bool isDim = shown.isNull && screen_.hasStyle;
     const bool isIsolated = screen_.isTerminal && HasRightToLeft(text);
     output.Append(isDim ? kDim : "");
+    // The blanks at its front are a node's indent, which stays on the left.
+    const std::size_t indent = isIsolated ? std::min(text.find_first_not_of(' '), text.size()) : 0;
+    output.Append(text.substr(0, indent));
     output.Append(isIsolated ? kIsolate : "");
-    output.Append(text);
+    output.Append(text.substr(indent));
     output.Append(isCut ? kCut : "");
     output.Append(isIsolated ? kIsolateEnd : "");
     output.Append(isDim ? kPlain : "");

@@ -161,6 +161,7 @@ void CliColourOptions::Declare(CLI::App& app) {
                    "Colour and dim what is printed: auto, as without it, on a terminal, unless "
                    "NO_COLOR is set; always; or never")
         ->check(CLI::IsMember({"auto", "always", "never"}))
+        ->configurable(false)
         ->type_name("WHEN");
 }
 
@@ -191,8 +192,10 @@ void CliOutputOptions::DeclareBars(CLI::App& app, const std::string& description
 }
 
 void CliOutputOptions::DeclareProgress(CLI::App& app) {
-    app.add_flag("--progress", progress_,
-                 "Count the records on stderr, if that is a terminal and stdout isn't")
+    app.add_flag(
+           "--progress", progress_,
+           "Tell on stderr how much was read, how fast, and how much time is left, where that is "
+           "known; if stderr is a terminal and stdout isn't")
         ->configurable(false);
 }
 

@@ -2,10 +2,13 @@
 
 #include "apps/etabulon/output/CliOutput.h"
 #include "apps/etabulon/request/CliTables.h"
+#include "apps/etabulon/walk/CliExplanation.h"
 #include "etabulon/cross/ECrossTable.h"
 #include "etabulon/cross/ESortedRecords.h"
 #include "etabulon/cursors/ECursorListener.h"
 #include "etabulon/sql/ESqlSchema.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <memory>
@@ -225,6 +228,22 @@ void NoteRest(const CliWalkContext& context, const CliRecordsRequest& request,
     }
 }
 
+/// About, as measured with short texts.
+std::string KeptOf(const CliRecordsRequest& request, std::size_t values, bool isSorted) {
+    constexpr std::size_t kRecord = 220;
+    constexpr std::size_t kLevel = 240;
+    constexpr std::size_t kValue = 90;
+    if (!isSorted) {
+        return "the record that is printed; in the format table the first 1000 lines";
+    }
+    const std::size_t bytes = kRecord + kLevel * request.levels.all.size() + kValue * values;
+    return fmt::format("{}, about {} bytes for each",
+                       request.limit == CliLimit::kNone
+                           ? "each record"
+                           : fmt::format("the first {} records of the order", request.limit),
+                       bytes);
+}
+
 }  // namespace
 
 CliResult<> PrintRecords(const CliWalkContext& context, const CliRecordsRequest& request,
@@ -247,6 +266,9 @@ CliResult<> PrintRecords(const CliWalkContext& context, const CliRecordsRequest&
         read.push_back(key.variable);
     }
     CliResult<> walked = OpenCursor(context, request.levels.levels, read, cursor);
+    if (context.explanation != nullptr) {
+        context.explanation->Keeps(KeptOf(request, read.size(), isSorted));
+    }
     if (walked && !isSorted) {
         walked = Walk(limited, cursor, request.tag, printer);
         if (walked) {

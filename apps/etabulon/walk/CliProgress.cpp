@@ -25,15 +25,6 @@ std::string ShownTime(double seconds) {
                : fmt::format("{}:{:02} h", whole / kUnit / kUnit, whole / kUnit % kUnit);
 }
 
-/// A line that is wrapped couldn't be erased.
-std::string_view Fitted(std::string_view text) {
-    struct winsize size {};
-    if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {
-        return text;
-    }
-    return text.substr(0, FrontOfWidth(text, size.ws_col - 1U).length);
-}
-
 }  // namespace
 
 CursorStatus CliProgress::OnMove(const ETabulonCursor& /*cursor*/) {
@@ -91,8 +82,17 @@ bool CliProgress::IsDue() {
     return looked_ - shown_ >= kBetweenLines;
 }
 
+std::size_t CliProgress::ErrorColumns() {
+    struct winsize size {};
+    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
 void CliProgress::Show(std::string_view text) {
-    write_(fmt::format("\r{}\x1B[K", Fitted(text)));
+    // A line that is wrapped couldn't be erased.
+    if (const std::size_t columns = columns_(); columns != 0) {
+        text = text.substr(0, FrontOfWidth(text, columns - 1).length);
+    }
+    write_(fmt::format("\r{}\x1B[K", text));
     shown_ = looked_;
     isOnScreen_ = true;
 }

@@ -19,9 +19,12 @@ public:
     using Clock = Moment (*)();
     using Write = void (*)(std::string_view text) noexcept;
 
-    /// A test has a clock and an output of its own.
-    explicit CliProgress(Clock clock = &std::chrono::steady_clock::now, Write write = &WriteError)
-        : clock_(clock), write_(write), begun_(clock()), shown_(begun_) {}
+    using Columns = std::size_t (*)();
+
+    CliProgress() : CliProgress(&std::chrono::steady_clock::now, &WriteError, &ErrorColumns) {}
+    /// For tests, with the columns of the terminal, 0 if unknown.
+    CliProgress(Clock clock, Write write, Columns columns)
+        : clock_(clock), write_(write), columns_(columns), begun_(clock()), shown_(begun_) {}
 
     /// Tells how many records there are.
     void ExpectRecords(std::uint64_t all) noexcept { all_ = all; }
@@ -41,9 +44,11 @@ private:
     [[nodiscard]] bool IsDue();
     [[nodiscard]] std::string RateOf(double done, double all, std::string_view unit) const;
     void Show(std::string_view text);
+    [[nodiscard]] static std::size_t ErrorColumns();
 
     Clock clock_;
     Write write_;
+    Columns columns_;
     std::uint64_t count_ = 0;
     std::uint64_t all_ = 0;  // 0: unknown
     Moment begun_;

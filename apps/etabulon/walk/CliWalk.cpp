@@ -7,6 +7,7 @@
 #include "apps/etabulon/request/CliSuggest.h"
 #include "apps/etabulon/request/CliTables.h"
 #include "apps/etabulon/request/CliWritten.h"
+#include "apps/etabulon/walk/CliExplanation.h"
 #include "apps/etabulon/walk/CliInterrupt.h"
 #include "apps/etabulon/walk/CliProgress.h"
 #include "etabulon/cursors/ECursorListener.h"
@@ -229,6 +230,10 @@ CliResult<EDerivation> Complete(const CliWalkContext& context, const CliDerived&
     if (const CliResult<> opened = OpenCursor(whole, ETabulonLevels(), {base}, cursor); !opened) {
         return opened.Failure();
     }
+    if (context.explanation != nullptr) {
+        context.explanation->WalksAgain("before it one of all records, for the bounds of .bins");
+        return EDerivation::Bins(0, 1, derived.derivation.groups);
+    }
     BoundsListener bounds(derived.base);
     if (const CliResult<> walked = Walk(whole, cursor, ETabulonTag(), bounds); !walked) {
         return walked.Failure();
@@ -247,6 +252,13 @@ void CliCursor::ResetCancel() {
     ETabulonCursorSql::ResetCancel();
     if (IsInterrupted()) {
         Cancel();
+    }
+}
+
+void CliCursor::AddLink(const ETabulonVariableID& id) {
+    std::string path(id.Code().View());
+    if (id.IsLink() && std::find(links_.begin(), links_.end(), path) == links_.end()) {
+        links_.push_back(std::move(path));
     }
 }
 
@@ -297,7 +309,13 @@ CliResult<> OpenCursor(const CliWalkContext& context, const ETabulonLevels& leve
                                                : std::string(error.text.View())};
     }
     cursor.Init(levels, table.release(), /*ownsTable=*/true);
+    for (unsigned int place = 0; place < levels.Size(); ++place) {
+        const ETabulonLevels::Level& level = levels.GetLevel(levels.GetLevelID(place));
+        cursor.AddLink(level.DataID());
+        cursor.AddLink(level.DescID());
+    }
     for (const ETabulonVariableID& id : ids) {
+        cursor.AddLink(id);
         if (id.IsLink() && context.table.Dictionary().FindDerived(id.Code()) == nullptr) {
             cursor.DeclareLinkField(id);
         }
@@ -324,6 +342,11 @@ CliResult<> OpenCursor(const CliWalkContext& context, const ETabulonLevels& leve
 
 CliResult<> Walk(const CliWalkContext& context, CliCursor& cursor, const ETabulonTag& tag,
                  ETabulonCursor::INotifier& listener) {
+    if (context.explanation != nullptr) {
+        const bool byBlocks = dynamic_cast<IBlockNotifier*>(&listener) != nullptr;
+        context.explanation->Tell(context, cursor, tag, byBlocks);
+        return CliFailure{CliExit::Done, {}};
+    }
     const std::uint64_t all = context.showsProgress ? CountOf(context, tag) : 0;
     CliProgress progress;
     progress.ExpectRecords(all);

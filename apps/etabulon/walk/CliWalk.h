@@ -15,6 +15,7 @@
 
 namespace etabulon {
 
+class CliExplanation;
 class CliInterrupt;
 
 /// A cursor that SIGINT cancels at any time. The reset at the start of a walk clears the cancel
@@ -36,6 +37,11 @@ public:
         return inMemory_;
     }
     void SetColumnsInMemory(const std::vector<unsigned int>& columns) { inMemory_ = columns; }
+    /// The paths through links that it reads, as they are coded.
+    [[nodiscard]] const std::vector<std::string>& ReadLinks() const noexcept { return links_; }
+    void AddLink(const ETabulonVariableID& id);
+    /// Edits may move records into the place of a walk, which then reads all of them.
+    [[nodiscard]] bool MovesRecords() const noexcept { return moved_ != nullptr; }
 
 protected:
     void ResetCancel() override;
@@ -47,6 +53,7 @@ private:
     std::unique_ptr<ETabulonCursorPending> overlay_;
     std::unique_ptr<ETabulonCursorRelay> moved_;  // in front of overlay_ if edits move records
     std::vector<unsigned int> inMemory_;
+    std::vector<std::string> links_;
 };
 
 /// The parts that all walks of a command share.
@@ -57,7 +64,8 @@ struct CliWalkContext {
     const ETabulonPendingChanges* changes = nullptr;  // edits that walks show as saved; may be null
     CliCondition condition = {};                      // that all records meet which a walk shows
     // Whether the user knows what links of new records show: a command may open several cursors.
-    bool* hasToldLinks = nullptr;  // required with `changes`
+    bool* hasToldLinks = nullptr;           // required with `changes`
+    CliExplanation* explanation = nullptr;  // of the walk, which then fails with CliExit::Done
     static constexpr auto kAll = static_cast<std::uint64_t>(-1);
     std::uint64_t mostRecords = kAll;  // after which a listener ends a walk; progress tells of them
 };

@@ -137,6 +137,10 @@ public:
     void FailWalk(const ESqlError& error);
     /// The statement of the last walk.
     [[nodiscard]] Chaine WalkStatement() const;
+    /// The statement of a walk as range, tests and order stand, and behind it the steps by which
+    /// the engine would run it; none where it doesn't tell. Reads no record. A walk by blocks may
+    /// read fewer columns.
+    [[nodiscard]] std::vector<Chaine> PlanWalk() const;
 
     /// May be called from any thread. Until ResetInterrupt, running and later steps of a walk and
     /// waits for a lock end with kDataInterrupted. Reads by position and writes aren't affected.
