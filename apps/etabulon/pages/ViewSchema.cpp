@@ -1,7 +1,7 @@
 #include "apps/etabulon/pages/ViewSchema.h"
 
-#include "apps/etabulon/output/CliJsonWriter.h"
 #include "apps/etabulon/request/CliView.h"
+#include "etabulon/report/EReportJson.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
