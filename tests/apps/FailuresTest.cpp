@@ -31,7 +31,8 @@ TEST(WhatIsNotThere, EndsWith1AndNamesWhatIs) {
     folder.MakeFile("people.csv", "name\nAnn\n");
     ExpectFailures({{"walk @", 1, {"pepole.csv'", "No such file", "'people.csv'"}}},
                    folder.Path("pepole.csv"));
-    ExpectFailures({{"levels @", 1, {"has no file that ends in .csv"}}}, folder.Path(""));
+    const TestFolder empty;
+    ExpectFailures({{"levels @", 1, {"has no file that ends in .csv"}}}, empty.Path(""));
     ExpectFailures({{"levels /dev/null", 1, {"/dev/null", "not a file"}},
                     {"walk @ strike", 1, {"strikes.sqlite", "'strike'", "mean 'strikes'"}},
                     {"levels @ nothing_like_it", 1, {"'states'"}},
