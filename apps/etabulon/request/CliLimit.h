@@ -29,8 +29,8 @@ private:
 };
 
 /// Tells a user who has stderr on a terminal, behind the output, what a limit has left out: of
-/// `all` lines, which `noun` calls, `printed` were printed. Nothing is told where that is all of
-/// them.
+/// `all` lines, which `noun` calls, `printed` were printed. There is no note where that is all
+/// of them.
 void NoteLimit(CliOutput& output, std::uint64_t printed, std::uint64_t all, std::string_view noun);
 /// What is known of records that a limit left out, where their number isn't.
 enum class CliRest : std::uint8_t {

@@ -137,9 +137,7 @@ public:
     void FailWalk(const ESqlError& error);
     /// The statement of the last walk.
     [[nodiscard]] Chaine WalkStatement() const;
-    /// The statement of a walk as range, tests and order stand, and behind it the steps by which
-    /// the engine would run it; none where it doesn't tell. Reads no record. A walk by blocks may
-    /// read fewer columns.
+    /// The statement of the next walk, and behind it the engine's plan, if it tells one.
     [[nodiscard]] std::vector<Chaine> PlanWalk() const;
 
     /// May be called from any thread. Until ResetInterrupt, running and later steps of a walk and
