@@ -172,5 +172,21 @@ TEST(CrossChart, DrawsLinesForOneAxisOfTime) {
     EXPECT_EQ(MakeChart(cross).kind, Kind::Heat);
 }
 
+TEST(SvgTexts, HideNothingAndAreXml) {
+    struct Text final : EReportSink {
+        void Append(std::string_view more) override { bytes += more; }
+        void Fail(std::string_view /*reason*/) override {}
+        [[nodiscard]] bool IsBroken() const noexcept override { return false; }
+        std::string bytes;
+    } text;
+    EReportScene scene;
+    scene.title = "_x0041_ <a&b>\r\n \x01 \xC3 \u202Elive \uFFFE \u05D0";
+    WriteSvg(scene, text);
+    EXPECT_NE(text.bytes.find("<title>_x0041_ &lt;a&amp;b&gt;   \\x01 \\xc3 "
+                              "\\xe2\\x80\\xaelive \\xef\\xbf\\xbe \u05D0</title>"),
+              std::string::npos)
+        << text.bytes;
+}
+
 }  // namespace
 }  // namespace etabulon::test

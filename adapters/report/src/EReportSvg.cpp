@@ -1,6 +1,7 @@
-#include "XlsxText.h"
 #include "etabulon/report/EReportScene.h"
+#include "etabulon/report/EReportText.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -27,13 +28,16 @@ std::string Hex(EReportColour colour) {
     return text;
 }
 
-/// A text of the document. Line ends are blanks, and what XML can't hold is written as in a
-/// spreadsheet.
+/// A text of the document. Line ends are blanks; what XML can't hold or a reader can't see is
+/// written as in a table.
 std::string Escaped(std::string_view text) {
-    std::string stored;
-    detail::AppendXlsxText(stored, text);
+    std::string line(text);
+    std::replace_if(
+        line.begin(), line.end(), [](char c) { return c == '\n' || c == '\r' || c == '\t'; }, ' ');
+    std::string shown;
+    AppendShown(shown, line);
     std::string escaped;
-    for (const char c : stored) {
+    for (const char c : shown) {
         switch (c) {
             case '&':
                 escaped += "&amp;";
@@ -46,10 +50,6 @@ std::string Escaped(std::string_view text) {
                 break;
             case '"':
                 escaped += "&quot;";
-                break;
-            case '\n':
-            case '\t':
-                escaped += ' ';
                 break;
             default:
                 escaped += c;

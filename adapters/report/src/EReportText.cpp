@@ -15,11 +15,12 @@ struct CodeRange {
     char32_t last;
 };
 
-/// Control characters, marks that turn the writing direction, and Unicode line ends.
+/// Control characters, marks that turn the writing direction, Unicode line ends, and what is no
+/// character.
 constexpr std::array kControl = {
     CodeRange{0x00, 0x1F},     CodeRange{0x7F, 0x9F},     CodeRange{0x061C, 0x061C},
     CodeRange{0x200E, 0x200F}, CodeRange{0x2028, 0x202E}, CodeRange{0x2066, 0x2069},
-    CodeRange{0xFEFF, 0xFEFF},
+    CodeRange{0xFEFF, 0xFEFF}, CodeRange{0xFFFE, 0xFFFF},
 };
 
 template <std::size_t count>
