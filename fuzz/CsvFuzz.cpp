@@ -58,7 +58,7 @@ bool IsLineEnd(char c) { return c == '\n' || c == '\r'; }
 class LiteralReader {
 public:
     LiteralReader(std::string_view bytes, char separator)
-        : bytes_(bytes), separator_(separator), at_(bytes.starts_with("\xEF\xBB\xBF") ? 3 : 0) {}
+        : bytes_(bytes), separator_(separator), at_(BeginOf(bytes)) {}
     [[nodiscard]] File Read() {
         while (file_.problemLine == 0 && at_ < bytes_.size()) {
             if (IsLineEnd(bytes_[at_])) {
@@ -71,6 +71,17 @@ public:
     }
 
 private:
+    /// Behind a byte order mark and a line such as sep=;
+    static std::size_t BeginOf(std::string_view bytes) {
+        const std::size_t begin = bytes.starts_with("\xEF\xBB\xBF") ? 3 : 0;
+        std::string line(bytes.substr(begin, 6));
+        std::transform(line.begin(), line.end(), line.begin(),
+                       [](unsigned char c) { return std::tolower(c); });
+        const bool names = line.size() >= 5 && line.starts_with("sep=") && line[4] != '"' &&
+                           (line[4] == ' ' || line[4] == '\t' || std::ispunct(line[4] & 0xFF)) &&
+                           (line.size() == 5 || IsLineEnd(line[5]));
+        return begin + (names ? 5 : 0);
+    }
     [[nodiscard]] bool IsAt(char c) const { return at_ < bytes_.size() && bytes_[at_] == c; }
     [[nodiscard]] bool IsAtCellEnd() const {
         return at_ == bytes_.size() || bytes_[at_] == separator_ || IsLineEnd(bytes_[at_]);
@@ -78,8 +89,13 @@ private:
     /// Of the byte at `at_`; after the last one, of that.
     [[nodiscard]] std::uint64_t Line() const {
         const std::size_t end = std::min(at_, bytes_.size() - 1);
-        return 1 + static_cast<std::uint64_t>(std::count(
-                       bytes_.begin(), bytes_.begin() + static_cast<std::ptrdiff_t>(end), '\n'));
+        std::uint64_t line = 1;
+        for (std::size_t at = 0; at < end; ++at) {
+            const bool isPair = bytes_[at] == '\r' && bytes_[at + 1] == '\n';
+            // The feed of a pair ends the line.
+            line += IsLineEnd(bytes_[at]) && !isPair ? 1 : 0;
+        }
+        return line;
     }
     void Stop(std::string_view problem) {
         file_.problemLine = Line();
@@ -283,7 +299,7 @@ Cell NumberOf(std::string_view text, bool& isOpen) {
     }
     errno = 0;
     const long long number = std::strtoll(whole.c_str(), nullptr, 10);
-    if (errno != 0 || whole == "-0") {
+    if (errno != 0) {
         return Cell::Text;
     }
     constexpr long long kExact = 1LL << 53;  // a real keeps all whole numbers up to here

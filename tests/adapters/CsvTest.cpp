@@ -484,6 +484,25 @@ TEST_F(CsvInColumns, HintAtWhatTheirTextsWouldBe) {
     }
 }
 
+TEST_F(CsvInColumns, NameTheLineWhicheverWayLinesEnd) {
+    struct Case {
+        std::string text;
+        int line;
+    };
+    const std::string some(1U << 18U, 'x');  // to the end of the first piece
+    for (const Case& c :
+         {Case{"a,b\r1,2\r3\r", 3}, Case{"a,b\r\n1,2\r\n\r\n3\r\n", 4},
+          Case{"a,b\n\r1,\"2\r3\r\n4\"\r\n5\r", 6}, Case{"a,b\r1,\"2\r", 2},
+          Case{"sep=,\ra,b\r1,x\"\r", 3}, Case{some.substr(5) + ",b\r\n\r\n\r\n1\n", 4},
+          Case{some.substr(4) + ",b\r\n\r\n\r\n1\n", 4},
+          Case{some.substr(3) + ",b\r\n\r\n\r\n1\n", 4}}) {
+        Compare(c.text);
+        const std::string said = ", line " + std::to_string(c.line) + ": ";
+        EXPECT_NE(error.text.View().find(said), std::string_view::npos)
+            << said << error.text.c_str();
+    }
+}
+
 TEST_F(CsvInColumns, RefuseWhatCantBeReadAtAll) {
     ECsvReadOptions options;
     EXPECT_EQ(ECsvTable::Read(folder.c_str(), options, error), nullptr);
@@ -494,6 +513,7 @@ TEST_F(CsvInColumns, RefuseWhatCantBeReadAtAll) {
     Compare("\xEF\xBB\xBF");
     Compare("\n\r\n");
     Compare("a,b");
+    Compare("sep=;");
 }
 
 }  // namespace

@@ -163,10 +163,11 @@ protected:
 
 TEST_F(CsvFile, GivesEachColumnTheTypeOfAllItsCells) {
     const std::pair<int, std::vector<const char*>> cases[] = {
-        {TYPE_INT64, {"1\n-20\n\n", "+5\n", "1,5\n", "\"\"\n\"5\"\n", "1\n-9007199254740993\n2\n"}},
+        {TYPE_INT64,
+         {"1\n-20\n\n", "+5\n", "1,5\n", "\"\"\n\"5\"\n", "1\n-9007199254740993\n2\n", "-0\n1\n"}},
         {TYPE_DOUBLE,
          {"1\n2.5\n", "1e3\n-0.5\n", "0\n0.5\n", ".097\n1.50\n", "9007199254740992\n+1.5\n",
-          "1.\n-.5\n"}},
+          "1.\n-.5\n", "-0\n1.5\n"}},
         {TYPE_CHAINE,
          {"007\n1\n", "-01\n", "9223372036854775808\n", "nan\n", ".\n", "2023-02-29\n",
           "2024-01-01\n10:00\n", "true\n1\n", " 1\n", "+-1\n", "+01\n", "9007199254740993\n1.5\n",

@@ -95,7 +95,16 @@ TEST_F(CsvAsItComes, HasTheSeparatorThatItsFirstLineHasMostOf) {
           Case{"a,b\n\"1,5\",2\n", "--decimal ,", "a\tb\n"}, Case{"a\n1,5\n", "--decimal ,", "a\n"},
           Case{"a\tb,c\n1\t2,5\n", "--decimal ,", "a\tb,c\n"},
           Case{"a;b|c\n1;2|3\n", "--delimiter '|'", "a;b\tc\n"},
-          Case{"a;b\tc\n1;2\t3\n", "--separator tab", "a;b\tc\n"}}) {
+          Case{"a;b\tc\n1;2\t3\n", "--separator tab", "a;b\tc\n"},
+          Case{"\n\r\na;b\n1;2\n", "", "a\tb\n"},
+          // As often as another one: the rows below decide.
+          Case{"Net, EUR;Day\n15;1\n1,5;2\n", "", "Net, EUR\tDay\n"},
+          Case{"a;b,c\n1;2,3\n\"4;\",5", "", "a;b\tc\n"},
+          Case{"Net, EUR;Day\n1,5;2\n", "", "Net, EUR\tDay\n"},
+          // The line that names the separator is no row.
+          Case{"\xEF\xBB\xBFsep=;\r\na,b,c;d\r\n1;2\r\n", "", "a,b,c\td\n"},
+          Case{"sep=;\na,b\n1,2\n", "--separator ,", "a\tb\n"},
+          Case{"sep=a\n1\n", "", "sep=a\n"}}) {
         folder.MakeFile("t.csv", c.content);
         const CommandResult result = InFolder("$ETABULON walk t.csv --format tsv @", c.options);
         EXPECT_EQ(result.out.substr(0, result.out.find('\n') + 1), c.header)

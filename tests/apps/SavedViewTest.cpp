@@ -184,6 +184,41 @@ TEST_F(SavedView, IsWrittenOnlyByACommandThatSucceeds) {
     ExpectHas(Content("v.json"), {folder_.Path("current.sqlite")});
 }
 
+TEST_F(SavedView, ReplacesNoFileThatTheCommandUses) {
+    std::filesystem::create_directory(folder_.Path("sub"));
+    const std::string view =
+        "{\"version\": 1, \"source\": \"orders.sqlite\", \"table\": \"orders\"}";
+    folder_.MakeFile("v.json", view);
+    folder_.MakeFile("s.txt", "set n=1:n=2\n");
+    folder_.MakeFile("p.csv", "a\n1\n");
+    const std::pair<const char*, const char*> cases[] = {
+        {"walk @ orders --output ./sub/../new.json --save-view ./new.json", "--save-view"},
+        {"walk --view ./v.json --output ./sub/../v.json --format csv", "--view"},
+        {"edit --view ./v.json --script ./s.txt --save-view ./s.txt", "--script"},
+        {"levels ./ --save-view ./p.csv", "SOURCE"}};
+    for (const auto& [line, option] : cases) {
+        const CommandResult run = Run(line);
+        EXPECT_EQ(run.status, 2) << line;
+        ExpectHas(run.err, {std::string("would replace the file of ") + option});
+    }
+    EXPECT_EQ(Content("v.json") + Content("s.txt") + Content("p.csv") + Content("new.json"),
+              view + "set n=1:n=2\na\n1\n");
+}
+
+TEST_F(SavedView, FindsItsSourceFromItsRealFolder) {
+    std::filesystem::create_directories(folder_.Path("real/deep"));
+    std::filesystem::create_symlink("real/deep", folder_.Path("link"));
+    folder_.MakeFile("-", "a\n1\n");
+    const std::string begin = "cd " + folder_.Path("") + " && $ETABULON ";
+    for (const char* const line :
+         {"levels orders.sqlite --save-view link/v.json && $ETABULON levels --view link/v.json",
+          "walk ./- --save-view dash.json && $ETABULON walk --view dash.json < /dev/null"}) {
+        const CommandResult run = RunShell(begin + line);
+        EXPECT_EQ(run.status, 0) << line << run.err;
+        EXPECT_EQ(run.out.substr(0, run.out.size() / 2), run.out.substr(run.out.size() / 2));
+    }
+}
+
 TEST_F(SavedView, KeepsWhatIsRearrangedInBrowse) {
     folder_.MakeFile("v.json",
                      "{\"version\": 1, \"source\": \"orders.sqlite\", \"table\": \"orders\",\n"

@@ -35,14 +35,13 @@ inline bool TakeMinus(std::string_view& text) noexcept {
     return isNegative;
 }
 
-/// 12, -7, 0; not 007, -0 or more than 15 digits.
+/// 12, -7, 0, -0; not 007 or more than 15 digits.
 inline bool ParseFewDigits(std::string_view text, std::int64_t& number) noexcept {
     const bool isNegative = TakeMinus(text);
     const bool hasZero = !text.empty() && text[0] == '0';
     std::int64_t whole = 0;
     const std::size_t count = TakeDigits(text, whole);
-    if (count == 0 || count > kFewDigits || !text.empty() ||
-        (hasZero && (count > 1 || isNegative))) {
+    if (count == 0 || count > kFewDigits || !text.empty() || (hasZero && count > 1)) {
         return false;
     }
     number = isNegative ? -whole : whole;
@@ -72,7 +71,7 @@ inline bool ParseFewDecimals(std::string_view text, char decimal, double& number
         if (decimals == 0 || !text.empty() || before + decimals > kFewDigits) {
             return false;
         }
-    } else if (before == 0 || (hasZero && isNegative)) {
+    } else if (before == 0) {
         return false;
     }
     const double real = static_cast<double>(digits) / kPowers[decimals];

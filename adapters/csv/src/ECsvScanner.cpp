@@ -14,7 +14,6 @@ namespace etabulon {
 
 namespace {
 
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 // A piece, its marks and the cells cut from it fit the second-level cache.
 constexpr std::size_t kPieceBytes = std::size_t{1} << 18;
 // Offsets are 4-byte numbers.
@@ -67,8 +66,9 @@ bool ECsvScanner::Begin(EDataError& error) {
         error = error_;
         return false;
     }
-    if (std::string_view(buffer_.get(), end_).starts_with(kByteOrderMark)) {
-        offset_ = kByteOrderMark.size();
+    offset_ = CsvPreambleOf({buffer_.get(), end_}).size;
+    while (nextMark_ < markCount_ && marks_[nextMark_] < offset_) {
+        ++nextMark_;
     }
     return true;
 }
@@ -206,22 +206,36 @@ ECsvScanner::Outcome ECsvScanner::TakeQuoted(std::size_t& cell, std::size_t& nex
 
 ECsvScanner::Outcome ECsvScanner::Fail(std::size_t at, const char* what) {
     // A last line break ends its line.
-    const bool isAtEnd = at == end_ && at > 0 && buffer_[at - 1] == '\n';
+    const bool isAtEnd =
+        at == end_ && at > 0 && (buffer_[at - 1] == '\n' || buffer_[at - 1] == '\r');
     error_ = CsvError(input_.Name(), LineAt(at) - (isAtEnd ? 1 : 0), what);
     return Outcome::Failed;
 }
 
 std::uint64_t ECsvScanner::LineAt(std::size_t at) const noexcept {
-    return linesBefore_ + 1 +
-           static_cast<std::uint64_t>(std::count(buffer_.get(), buffer_.get() + at, '\n'));
+    return linesBefore_ + 1 + CountLineEnds(at);
+}
+
+/// The line feeds, carriage returns and pairs of both before this offset of the buffer.
+std::uint64_t ECsvScanner::CountLineEnds(std::size_t end) const noexcept {
+    std::uint64_t count = 0;
+    for (std::size_t mark = 0; mark < markCount_ && marks_[mark] < end; ++mark) {
+        const std::uint32_t at = marks_[mark];
+        if (buffer_[at] == '\r') {
+            ++count;
+        } else if (buffer_[at] == '\n') {
+            count += (at > 0 ? buffer_[at - 1] == '\r' : followsReturn_) ? 0 : 1;
+        }
+    }
+    return count;
 }
 
 // ------------------------------------------------------------------------------------------ pieces
 
 /// Drops the rows that were taken, and reads on. False with error_.
 bool ECsvScanner::Refill() {
-    linesBefore_ +=
-        static_cast<std::uint64_t>(std::count(buffer_.get(), buffer_.get() + offset_, '\n'));
+    linesBefore_ += CountLineEnds(offset_);
+    followsReturn_ = offset_ > 0 ? buffer_[offset_ - 1] == '\r' : followsReturn_;
     const std::size_t kept = end_ - offset_;
     if (capacity_ < 2 * kept || capacity_ == 0) {
         const std::size_t larger = std::max(2 * capacity_, kPieceBytes);
@@ -239,7 +253,10 @@ bool ECsvScanner::Refill() {
     }
     offset_ = 0;
     end_ = kept;
-    if (!ReadMore()) {
+    const bool isRead = ReadMore();
+    nextMark_ = 0;
+    Index();
+    if (!isRead) {
         error_ = CsvError(input_.Name(), LineAt(end_) - 1, input_.Problem());
         return false;
     }
@@ -248,8 +265,6 @@ bool ECsvScanner::Refill() {
         error_.status = kDataInterrupted;
         return false;
     }
-    nextMark_ = 0;
-    Index();
     return true;
 }
 

@@ -53,6 +53,7 @@ private:
     void Index();
     [[nodiscard]] std::size_t IndexChunk(std::size_t from, std::size_t end, std::size_t count);
     [[nodiscard]] std::uint64_t LineAt(std::size_t at) const noexcept;
+    [[nodiscard]] std::uint64_t CountLineEnds(std::size_t end) const noexcept;
 
     ECsvInput& input_;
     const ECsvReadOptions& options_;
@@ -62,7 +63,8 @@ private:
     std::size_t end_ = 0;               // of the bytes in the buffer
     std::size_t offset_ = 0;            // of the next row
     bool isFinal_ = false;              // the file ends with the buffer
-    std::uint64_t linesBefore_ = 0;     // line breaks before the buffer
+    std::uint64_t linesBefore_ = 0;     // line ends before the buffer
+    bool followsReturn_ = false;        // a carriage return stands before the buffer
     std::vector<std::uint32_t> marks_;  // offsets of separators, quotes and line breaks
     std::size_t markCount_ = 0;
     std::size_t nextMark_ = 0;  // the first at or after offset_

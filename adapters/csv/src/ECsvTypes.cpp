@@ -43,6 +43,12 @@ bool EqualsWord(std::string_view text, std::string_view word) noexcept {
     return true;
 }
 
+/// Whether a file's first line may name this separator; the name of a column may end with others.
+bool IsSeparator(char c) noexcept {
+    const bool isLetter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+    return c == '\t' || (c >= ' ' && c <= '~' && c != '"' && !isLetter && !IsDigit(c));
+}
+
 std::string_view WithoutPlus(std::string_view text) noexcept {
     return text.starts_with('+') ? text.substr(1) : text;
 }
@@ -79,7 +85,7 @@ ECsvType NumberType(std::string_view text, char decimal) noexcept {
     if (asWhole.ptr == end) {
         // Deliberate: whole numbers beyond 64 bits stay text; as reals they would lose digits.
         // GivesEachColumnTheTypeOfAllItsCells holds it.
-        if (asWhole.ec != std::errc() || text == "-0") {
+        if (asWhole.ec != std::errc()) {
             return ECsvType::Text;
         }
         return whole > kExactWhole || whole < -kExactWhole ? ECsvType::Large : ECsvType::Whole;
@@ -300,6 +306,23 @@ std::string CsvTableName(const Chaine& path, const Chaine& wanted) {
         name = "csv_" + name;  // SQLite keeps these names for itself
     }
     return name;
+}
+
+ECsvPreamble CsvPreambleOf(std::string_view start) noexcept {
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    constexpr std::string_view kNaming = "sep=";
+    ECsvPreamble preamble;
+    if (start.starts_with(kByteOrderMark)) {
+        preamble.size = kByteOrderMark.size();
+        start.remove_prefix(preamble.size);
+    }
+    const std::string_view rest = start.substr(std::min(kNaming.size(), start.size()));
+    if (EqualsWord(start.substr(0, kNaming.size()), kNaming) && !rest.empty() &&
+        IsSeparator(rest[0]) && (rest.size() == 1 || rest[1] == '\n' || rest[1] == '\r')) {
+        preamble.size += kNaming.size() + 1;
+        preamble.separator = rest[0];
+    }
+    return preamble;
 }
 
 EDataError CsvError(const Chaine& path, std::uint64_t line, const std::string& what) {

@@ -3,11 +3,11 @@
 #include "etabulon/csv/ECsvInput.h"
 #include "etabulon/csv/ECsvTypes.h"
 
+#include <algorithm>
+
 namespace etabulon {
 
 namespace {
-
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 int NoSpace(unsigned char) { return 0; }  // blanks are part of their cell
 
@@ -49,8 +49,10 @@ private:
         ECsvCell& cell = self.cells_[self.count_++];
         cell.isEmpty = bytes == nullptr;
         cell.text.assign(bytes != nullptr ? static_cast<const char*>(bytes) : "", size);
+        char before = 0;
         for (const char c : cell.text) {
-            self.breaks_ += c == '\n' ? 1 : 0;
+            self.breaks_ += c == '\r' || (c == '\n' && before != '\r') ? 1 : 0;
+            before = c;
         }
         if (self.count_ == 1) {
             self.rowLine_ -= self.breaks_;
@@ -77,7 +79,7 @@ private:
     bool refused_ = false;
 };
 
-/// Cuts a file into lines.
+/// Cuts a file into lines, which end with a line feed, a carriage return, or both.
 class Lines {
 public:
     explicit Lines(ECsvInput& input) : input_(input) { input_.Rewind(); }
@@ -87,14 +89,19 @@ public:
     [[nodiscard]] std::string_view Next() {
         std::size_t searched = 0;
         for (;;) {
-            const std::size_t found = bytes_.find('\n', at_ + searched);
-            if (found != std::string::npos || isEnd_) {
-                const std::size_t next = found != std::string::npos ? found + 1 : bytes_.size();
+            const auto end =
+                std::find_if(bytes_.begin() + static_cast<std::ptrdiff_t>(at_ + searched),
+                             bytes_.end(), [](char c) { return c == '\n' || c == '\r'; });
+            auto next = static_cast<std::size_t>(end - bytes_.begin());
+            // What follows a carriage return at the end of the bytes isn't read yet.
+            if (isEnd_ || (next < bytes_.size() && (*end == '\n' || next + 1 < bytes_.size()))) {
+                next += std::string_view(bytes_).substr(next, 2) == "\r\n" ? 2 : 1;
+                next = std::min(next, bytes_.size());
                 const std::string_view line(bytes_.data() + at_, next - at_);
                 at_ = next;
                 return line;
             }
-            searched = bytes_.size() - at_;
+            searched = next - at_;
             bytes_.erase(0, at_);
             at_ = 0;
             Refill();
@@ -126,8 +133,8 @@ bool ReadCsv(ECsvInput& input, char separator, ECsvRows& rows, ESqlError& error)
     Lines lines(input);
     Reader reader(separator, rows);
     for (std::string_view line = lines.Next(); !line.empty(); line = lines.Next()) {
-        if (reader.Line() == 0 && line.starts_with(kByteOrderMark)) {
-            line.remove_prefix(kByteOrderMark.size());
+        if (reader.Line() == 0) {
+            line.remove_prefix(CsvPreambleOf(line).size);
         }
         if (!reader.TakeLine(line)) {
             if (!reader.IsRefused()) {

@@ -132,7 +132,7 @@ CliResult<> BrowseCommand::Run(CliEnvironment& environment) {
     if (CliResult<> installed = sort_.Install(environment); !installed) {
         return installed;
     }
-    if (CliResult<> chosen = source_.ChooseFile(); !chosen) {
+    if (CliResult<> chosen = source_.ChooseFile(environment.files); !chosen) {
         return chosen;
     }
     const CliResult<CliOpenTable> opened = ReadTable(source_, environment.interrupt);

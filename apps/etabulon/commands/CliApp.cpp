@@ -4,6 +4,7 @@
 #include "apps/etabulon/commands/CliHelp.h"
 #include "apps/etabulon/output/CliOutput.h"
 #include "apps/etabulon/output/CliUtf8.h"
+#include "apps/etabulon/request/CliFiles.h"
 #include "apps/etabulon/request/CliSuggest.h"
 #include "apps/etabulon/request/CliView.h"
 #include "apps/etabulon/walk/CliInterrupt.h"
@@ -100,7 +101,8 @@ CliExit EndOutput(CliOutput& output, CliExit exit) {
 
 /// Reads the view that the command line names, and runs the command.
 CliResult<> RunWithView(CliCommand& command, const CLI::App& program, CliEnvironment& environment) {
-    CliResult<> begun = environment.view.Begin(program, *program.get_subcommand(command.Name()));
+    CliResult<> begun =
+        environment.view.Begin(program, *program.get_subcommand(command.Name()), environment.files);
     return begun ? command.Run(environment) : begun;
 }
 
@@ -109,7 +111,8 @@ CliExit RunCommand(CliCommand& command, const CLI::App& program, CliView& view,
     CliOutput output(STDOUT_FILENO);
     CliInterrupt interrupt(output, command.Saves());
     EReportFile file;
-    CliEnvironment environment{output, interrupt, file, view};
+    CliFilesInUse files;
+    CliEnvironment environment{output, interrupt, file, view, files};
     environment.isOutputTerminal = isatty(STDOUT_FILENO) == 1;
     environment.isErrorTerminal = isatty(STDERR_FILENO) == 1;
     if (environment.isErrorTerminal) {

@@ -22,10 +22,10 @@ CliResult<> CliViewCommand::Run(CliEnvironment& environment) {
     if (CliResult<> prepared = Prepare(environment); !prepared) {
         return prepared;
     }
-    if (CliResult<> chosen = source_.ChooseFile(); !chosen) {
+    if (CliResult<> chosen = source_.ChooseFile(environment.files); !chosen) {
         return chosen;
     }
-    if (CliResult<> output = OpenOutput(environment, source_.path); !output) {
+    if (CliResult<> output = OpenOutput(environment); !output) {
         return output;
     }
     const CliResult<CliOpenTable> opened =

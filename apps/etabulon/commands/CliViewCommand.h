@@ -22,10 +22,9 @@ public:
     [[nodiscard]] virtual CliResult<> Prepare(const CliEnvironment& /*environment*/) const {
         return {};
     }
-    /// Opens what the options name as the output. `source` is the file that is read.
-    [[nodiscard]] CliResult<> OpenOutput(CliEnvironment& environment,
-                                         const std::string& source) const {
-        return explains_ ? CliResult<>() : output_.Open(environment, source);
+    /// Opens what the options name as the output.
+    [[nodiscard]] CliResult<> OpenOutput(CliEnvironment& environment) const {
+        return explains_ ? CliResult<>() : output_.Open(environment);
     }
     /// Shows a table, with the edits applied unless `changes` is null. The levels of the edits must
     /// be the first ones in --levels.

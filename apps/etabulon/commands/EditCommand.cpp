@@ -226,7 +226,7 @@ CliResult<> EditCommand::Show(CliEnvironment& environment, const CliTable& table
     if (CliResult<> prepared = view.Prepare(environment); !prepared) {
         return prepared;
     }
-    if (CliResult<> opened = view.OpenOutput(environment, source_.path); !opened) {
+    if (CliResult<> opened = view.OpenOutput(environment); !opened) {
         return opened;
     }
     if (edits.ChangesLinks()) {
@@ -291,7 +291,7 @@ CliResult<> EditCommand::Save(CliEnvironment& environment, const CliTable& table
 /// give them.
 CliResult<std::unique_ptr<CliTables>> EditCommand::OpenSource(
     const CliEnvironment& environment, std::optional<CliFailure>& unwritable) {
-    if (const CliResult<> chosen = source_.ChooseFile(); !chosen) {
+    if (const CliResult<> chosen = source_.ChooseFile(environment.files); !chosen) {
         return chosen.Failure();
     }
     auto source = ReadSource(source_, saves_ ? ESqlOpenMode::ReadWrite : ESqlOpenMode::ReadOnly,
@@ -308,6 +308,11 @@ CliResult<> EditCommand::Run(CliEnvironment& environment) {
     if (saves_ && !view_.empty()) {
         return CliFailure{CliExit::Usage,
                           "--show shows edits without saving them: not with --save"};
+    }
+    for (const std::string& script : scripts_) {
+        if (CliResult<> used = environment.files.Read(kScript, script); !used) {
+            return used;
+        }
     }
     const CliResult<std::vector<Asked>> asked = ReadEdits();
     if (!asked) {

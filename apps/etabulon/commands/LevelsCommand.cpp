@@ -81,11 +81,13 @@ void LevelsCommand::Declare(CLI::App& app) {
 CliResult<> LevelsCommand::Run(CliEnvironment& environment) {
     const bool hasTable = !source_.table.empty();
     const bool listsFolder = IsFolder(source_.path) && source_.table.empty();
-    if (CliResult<> chosen = listsFolder ? CliResult<>() : source_.ChooseFile(); !chosen) {
+    if (CliResult<> chosen = listsFolder ? source_.UseFolder(environment.files)
+                                         : source_.ChooseFile(environment.files);
+        !chosen) {
         return chosen;
     }
     if (!explains_) {
-        if (CliResult<> opened = output_.Open(environment, source_.path); !opened) {
+        if (CliResult<> opened = output_.Open(environment); !opened) {
             return opened;
         }
     }

@@ -5,12 +5,14 @@
 #include "apps/etabulon/request/CliOptions.h"
 #include "apps/etabulon/request/CliPath.h"
 #include "etabulon/csv/ECsvTable.h"
+#include "etabulon/csv/ECsvTypes.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <utility>
 
 namespace etabulon {
@@ -56,29 +58,60 @@ std::string CheckNulls(const std::string& text) {
                : "";
 }
 
-/// The separator that the first line has most of outside of quotes.
-char GuessSeparator(std::string_view start, char decimal) {
-    // Beside decimal commas a comma separates only where nothing else does.
-    const std::string_view separators = decimal == ',' ? ";\t|" : ",;\t|";
-    std::array<std::size_t, 4> counts{};
-    bool hasComma = false;
+// The comma is the last one: numbers and texts have it too.
+constexpr std::string_view kSeparators = ";\t|,";
+/// How often each of kSeparators stands in a row outside of quotes.
+using SeparatorCounts = std::array<std::size_t, kSeparators.size()>;
+
+/// Of the first rows.
+std::vector<SeparatorCounts> CountSeparators(std::string_view start) {
+    constexpr std::size_t kEnough = 50;
+    std::vector<SeparatorCounts> rows;
     bool isInQuotes = false;
+    bool isInRow = false;
     for (const char c : start) {
-        if (c == '"') {
-            isInQuotes = !isInQuotes;
-        } else if (!isInQuotes) {
-            if (c == '\n' || c == '\r') {
+        if (!isInQuotes && (c == '\n' || c == '\r')) {
+            if (rows.size() == kEnough) {
                 break;
             }
-            hasComma = hasComma || c == ',';
-            if (const std::size_t which = separators.find(c); which != std::string_view::npos) {
-                ++counts[which];
-            }
+            isInRow = false;
+            continue;
+        }
+        if (!isInRow) {
+            rows.emplace_back();
+            isInRow = true;
+        }
+        isInQuotes = isInQuotes != (c == '"');
+        if (const std::size_t which = kSeparators.find(c);
+            !isInQuotes && which != std::string_view::npos) {
+            ++rows.back()[which];
         }
     }
-    const auto most = std::max_element(counts.begin(), counts.end());
-    return *most == 0 && hasComma ? ','
-                                  : separators[static_cast<std::size_t>(most - counts.begin())];
+    return rows;
+}
+
+/// The separator that the first row has most of. Of two that it has equally often, the one that
+/// more of the rows below have as often as it.
+char GuessSeparator(std::string_view start, char decimal) {
+    const std::vector<SeparatorCounts> rows = CountSeparators(start);
+    SeparatorCounts first = rows.empty() ? SeparatorCounts{} : rows.front();
+    if (decimal == ',' && std::any_of(first.begin(), first.end() - 1, std::identity())) {
+        first.back() = 0;  // a comma separates only where nothing else does
+    }
+    std::size_t best = decimal == ',' ? 0 : kSeparators.size() - 1;
+    std::size_t bestRows = 0;
+    for (std::size_t which = 0; which < kSeparators.size(); ++which) {
+        const auto odd = std::find_if(rows.begin(), rows.end(), [&](const SeparatorCounts& row) {
+            return row[which] != first[which];
+        });
+        const auto alike = static_cast<std::size_t>(odd - rows.begin());
+        if (first[which] > 0 &&
+            (first[which] > first[best] || (first[which] == first[best] && alike > bestRows))) {
+            best = which;
+            bestRows = alike;
+        }
+    }
+    return kSeparators[best];
 }
 
 /// What a column's texts would be, and by which option.
@@ -125,8 +158,10 @@ void CliCsvOptions::Declare(CLI::App& app) {
 ECsvFormat CliCsvOptions::Format(std::string_view start) const {
     ECsvFormat format;
     format.notation.decimal = decimal_.empty() ? '.' : decimal_.front();
-    if (separator_.empty()) {
-        format.separator = GuessSeparator(start, format.notation.decimal);
+    if (const ECsvPreamble preamble = CsvPreambleOf(start); separator_.empty()) {
+        format.separator = preamble.separator != 0 ? preamble.separator
+                                                   : GuessSeparator(start.substr(preamble.size),
+                                                                    format.notation.decimal);
     } else {
         format.separator = separator_ == "tab" ? '\t' : separator_.front();
     }

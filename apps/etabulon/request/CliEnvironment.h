@@ -5,6 +5,7 @@
 
 namespace etabulon {
 
+class CliFilesInUse;
 class CliInterrupt;
 class CliOutput;
 class CliView;
@@ -19,6 +20,7 @@ struct CliEnvironment {
     CliInterrupt& interrupt;
     EReportFile& file;  // not open without --output
     CliView& view;
+    CliFilesInUse& files;
     bool isOutputTerminal = false;
     bool isErrorTerminal = false;
     std::size_t outputColumns = 0;             // of the terminal; 0 if unknown

@@ -1,13 +1,17 @@
 #include "apps/etabulon/request/CliFiles.h"
 
+#include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliSource.h"
 
+#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
+#include <utility>
 
 namespace etabulon {
 
@@ -27,13 +31,54 @@ bool ReadWholeFile(const std::string& path, std::string& text) {
     return error == 0;
 }
 
-bool IsSource(const std::string& file, const std::string& source) {
-    struct stat first {};
-    struct stat second {};
-    const bool isInput = source == kStandardInput;
-    return stat(file.c_str(), &first) == 0 &&
-           (isInput ? fstat(STDIN_FILENO, &second) : stat(source.c_str(), &second)) == 0 &&
-           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+CliResult<> CliFilesInUse::Read(std::string_view option, const std::string& path) {
+    return Find({std::string(option), path, /*isWritten=*/false}, {});
+}
+
+CliResult<> CliFilesInUse::ReadInput() {
+    struct stat found {};
+    return fstat(STDIN_FILENO, &found) == 0
+               ? Add({"SOURCE", std::string(kStandardInput), false, found.st_dev, found.st_ino}, {})
+               : CliResult<>();
+}
+
+CliResult<> CliFilesInUse::Write(std::string_view option, const std::string& path,
+                                 std::string_view replaced) {
+    return Find({std::string(option), path, /*isWritten=*/true}, replaced);
+}
+
+/// A path that leads nowhere is no file: what reads or writes it tells why.
+CliResult<> CliFilesInUse::Find(File file, std::string_view replaced) {
+    struct stat found {};
+    bool isThere = stat(file.path.c_str(), &found) == 0;
+    if (!isThere && errno == ENOENT) {
+        const std::filesystem::path path(file.path);
+        const std::string folder = path.has_parent_path() ? path.parent_path().string() : ".";
+        isThere = stat(folder.c_str(), &found) == 0;
+        file.name = path.filename().string();
+    }
+    if (!isThere) {
+        return {};
+    }
+    file.device = found.st_dev;
+    file.number = found.st_ino;
+    return Add(std::move(file), replaced);
+}
+
+CliResult<> CliFilesInUse::Add(File file, std::string_view replaced) {
+    for (const File& other : files_) {
+        const bool isSame =
+            other.device == file.device && other.number == file.number && other.name == file.name;
+        if (isSame && (file.isWritten || other.isWritten) && other.option != replaced) {
+            const File& written = file.isWritten ? file : other;
+            const File& kept = file.isWritten ? other : file;
+            return CliFailure{CliExit::Usage,
+                              fmt::format("{} {} would replace the file of {}", written.option,
+                                          Quoted(written.path), kept.option)};
+        }
+    }
+    files_.push_back(std::move(file));
+    return {};
 }
 
 }  // namespace etabulon

@@ -121,9 +121,9 @@ void CliSourceOptions::Declare(CLI::App& app) {
     csv_.Declare(app);
 }
 
-CliResult<> CliSourceOptions::ChooseFile() {
+CliResult<> CliSourceOptions::ChooseFile(CliFilesInUse& files) {
     if (!IsFolder(path)) {
-        return {};
+        return path == kStandardInput ? files.ReadInput() : files.Read("SOURCE", path);
     }
     const CliResult<CliFolderFile> file = FindFile(path, table);
     if (!file) {
@@ -131,6 +131,19 @@ CliResult<> CliSourceOptions::ChooseFile() {
     }
     path = file->path;
     table.clear();  // it is the only one
+    return files.Read("SOURCE", path);
+}
+
+CliResult<> CliSourceOptions::UseFolder(CliFilesInUse& files) const {
+    const CliResult<std::vector<CliFolderFile>> all = FilesOf(path);
+    if (!all) {
+        return all.Failure();
+    }
+    for (const CliFolderFile& file : *all) {
+        if (CliResult<> used = files.Read("SOURCE", file.path); !used) {
+            return used;
+        }
+    }
     return {};
 }
 
@@ -211,7 +224,7 @@ CliFormat CliOutputOptions::Format(const CliEnvironment& environment) const {
     return hasBars_ || environment.isOutputTerminal ? CliFormat::Table : CliFormat::Tsv;
 }
 
-CliResult<> CliOutputOptions::Open(CliEnvironment& environment, const std::string& source) const {
+CliResult<> CliOutputOptions::Open(CliEnvironment& environment) const {
     environment.hasStyle = colour_.HasStyle(environment);
     if (hasBars_ && Format(environment) != CliFormat::Table) {
         return CliFailure{CliExit::Usage, "--bars needs the format table"};
@@ -237,10 +250,8 @@ CliResult<> CliOutputOptions::Open(CliEnvironment& environment, const std::strin
             CliExit::Usage,
             fmt::format("{} would be a picture, and only grid and score have one", Quoted(*file_))};
     }
-    if (IsSource(*file_, source)) {
-        return CliFailure{
-            CliExit::Usage,
-            fmt::format("--output {} would replace the file that is read", Quoted(*file_))};
+    if (CliResult<> used = environment.files.Write("--output", *file_); !used) {
+        return used;
     }
     std::string error;
     if (!environment.file.Open(*file_, error)) {

@@ -19,6 +19,7 @@ class Option;
 
 namespace etabulon {
 
+class CliFilesInUse;
 class CliTables;
 enum class ESqlOpenMode : std::uint8_t;
 
@@ -31,8 +32,10 @@ public:
         const std::function<bool(std::uint64_t read, std::uint64_t of)>& goesOn) const;
 
     /// Where SOURCE is a folder, makes it the file of TABLE. To be called before anything is
-    /// opened.
-    [[nodiscard]] CliResult<> ChooseFile();
+    /// opened. Adds the file to those in use.
+    [[nodiscard]] CliResult<> ChooseFile(CliFilesInUse& files);
+    /// Adds all files of the folder that SOURCE is.
+    [[nodiscard]] CliResult<> UseFolder(CliFilesInUse& files) const;
 
     std::string path;
     std::string table;  // empty if not given
@@ -77,9 +80,9 @@ public:
     void DeclareFormat(CLI::App& app, bool hasPictures = false);
     void DeclareBars(CLI::App& app, const std::string& description);
     void DeclareProgress(CLI::App& app);
-    /// Opens the file of --output, which must not be `source`, and directs the output there.
+    /// Opens the file of --output, which must not be in use, and directs the output there.
     /// Without a file it checks that a terminal can show the format.
-    [[nodiscard]] CliResult<> Open(CliEnvironment& environment, const std::string& source) const;
+    [[nodiscard]] CliResult<> Open(CliEnvironment& environment) const;
     [[nodiscard]] CliPrinting Printing(const CliEnvironment& environment) const;
     [[nodiscard]] bool ShowsProgress(const CliEnvironment& environment) const noexcept {
         return progress_ && environment.isErrorTerminal && !environment.isOutputTerminal;

@@ -175,7 +175,7 @@ void CliView::Declare(CLI::App& command) {
         ->configurable(false);
 }
 
-CliResult<> CliView::Begin(const CLI::App& program, CLI::App& command) {
+CliResult<> CliView::Begin(const CLI::App& program, CLI::App& command, CliFilesInUse& files) {
     program_ = &program;
     for (const char* const name : {"--view", "--save-view"}) {
         const CLI::Option& option = *command.get_option(name);
@@ -197,7 +197,7 @@ CliResult<> CliView::Begin(const CLI::App& program, CLI::App& command) {
                 ? fmt::format("SOURCE is required (see etabulon {} --help)", command.get_name())
                 : fmt::format("view {} names no source, and SOURCE isn't given", Quoted(path_))};
     }
-    return done ? CheckPlace(command) : done;
+    return done ? UseFiles(files) : done;
 }
 
 CliResult<> CliView::Read() {
@@ -283,7 +283,7 @@ CliResult<> CliView::CheckKey(const CLI::App& program, const std::string& comman
     for (std::string& text : value.texts) {
         if (value.isPath && text != "-" && std::filesystem::path(text).is_relative()) {
             value.isRelative = true;
-            text = (folder / text).lexically_normal().string();
+            text = (folder / text).string();  // behind a link to a folder .. isn't the folder above
         }
     }
     return {};
@@ -376,17 +376,13 @@ void CliView::Set(const std::string& name, const std::string& key, CliViewValue 
     file_.Set(isOwn ? name : "", key, std::move(value));
 }
 
-CliResult<> CliView::CheckPlace(const CLI::App& command) const {
-    if (!IsSaved()) {
-        return {};
+CliResult<> CliView::UseFiles(CliFilesInUse& files) const {
+    CliResult<> used = path_.empty() ? CliResult<>() : files.Read("--view", path_);
+    if (!used || !IsSaved()) {
+        return used;
     }
-    const CLI::Option* const output = command.get_option_no_throw("--output");
-    const std::string source = command.get_option("SOURCE")->results().front();
-    if ((output != nullptr && !output->empty() && output->results().front() == saved_) ||
-        IsSource(saved_, source)) {
-        return CliFailure{CliExit::Usage,
-                          fmt::format("--save-view {} would replace the file of {}", Quoted(saved_),
-                                      IsSource(saved_, source) ? "SOURCE" : "--output")};
+    if (used = files.Write("--save-view", saved_, /*replaced=*/"--view"); !used) {
+        return used;
     }
     EReportFile file;
     std::string error;

@@ -15,6 +15,8 @@ class Option;
 
 namespace etabulon {
 
+class CliFilesInUse;
+
 /// An option that views have.
 struct CliViewKey {
     std::string name;
@@ -41,8 +43,10 @@ public:
 
     /// Reads the file of --view, checks that `program` knows all its keys, and gives its values to
     /// those options of `command` that the command line doesn't have. Then checks that the file of
-    /// --save-view can be written. Requires that the command line was parsed.
-    [[nodiscard]] CliResult<> Begin(const CLI::App& program, CLI::App& command);
+    /// --save-view can be written. Adds both to the files in use. Requires that the command line
+    /// was parsed.
+    [[nodiscard]] CliResult<> Begin(const CLI::App& program, CLI::App& command,
+                                    CliFilesInUse& files);
     /// The same for options that a command parses by itself, those of the command `name`.
     [[nodiscard]] CliResult<> Apply(CLI::App& options, const std::string& name);
 
@@ -63,7 +67,8 @@ private:
     [[nodiscard]] CliResult<> CheckKey(const CLI::App& program, const std::string& command,
                                        const std::string& key, CliViewValue& value) const;
     [[nodiscard]] CliResult<> LeaveOut(const std::string& command);
-    [[nodiscard]] CliResult<> CheckPlace(const CLI::App& command) const;
+    /// Adds the files of --view and --save-view to those in use.
+    [[nodiscard]] CliResult<> UseFiles(CliFilesInUse& files) const;
     [[nodiscard]] CliResult<> Give(CLI::Option& option, const CliViewValue& value,
                                    const std::string& key) const;
     /// Keeps the values of options for Save.

@@ -2,6 +2,7 @@
 
 #include "apps/etabulon/output/CliUtf8.h"
 #include "apps/etabulon/request/CliFiles.h"
+#include "apps/etabulon/request/CliSource.h"
 #include "etabulon/report/EReportJson.h"
 
 #include <fmt/format.h>
@@ -251,6 +252,9 @@ std::string FromFolderOf(const std::string& file, const std::string& path) {
     const fs::path there = fs::weakly_canonical(target.parent_path(), error) / target.filename();
     const fs::path here = fs::weakly_canonical(fs::absolute(file, error).parent_path(), error);
     const fs::path relative = there.lexically_relative(here);
+    if (relative == kStandardInput) {
+        return "./" + relative.string();  // a file of that name
+    }
     return relative.empty() ? path : relative.string();
 }
 

@@ -59,6 +59,15 @@ inline constexpr const char* kCsvOpenQuote =
     "the file ends within quotes: a closing quote is missing";
 inline constexpr const char* kCsvChanged =
     "another program changed it while it was read: read it again when that program has ended";
+/// What stands before the first row: a byte order mark, and a line such as sep=; with which
+/// spreadsheets name the separator.
+struct ECsvPreamble {
+    std::size_t size = 0;  // without the end of that line
+    char separator = 0;    // 0: none is named
+};
+/// `start` is the beginning of a file.
+[[nodiscard]] ETABULON_API ECsvPreamble CsvPreambleOf(std::string_view start) noexcept;
+
 /// `line` is 0 for an error of the whole file.
 [[nodiscard]] ETABULON_API EDataError CsvError(const Chaine& path, std::uint64_t line,
                                                const std::string& what);
