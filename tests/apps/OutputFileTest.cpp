@@ -73,6 +73,7 @@ TEST_F(OutputFile, StaysAsItWasBesideAFailure) {
         {"walk @ v --output ./old.xlsx", 1, "integer overflow"},
         {"walk @ t --columns none --output ./old.csv", 1, "'none'"},
         {"walk @ t --output ./t.sqlite --format csv", 2, "would replace the file of SOURCE"},
+        {"walk @ t --output ./t.sqlite-wal --format csv", 2, "would replace the file of SOURCE"},
         {"levels ./ --output ./old.csv", 2, "would replace the file of SOURCE"},
         {"edit @ t --script ./old.csv --show walk --output ./old.csv", 2, "the file of --script"},
         {"walk @ t --output ./old.abc", 2, "tells no format"},

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <system_error>
 #include <utility>
 
 namespace etabulon {
@@ -33,6 +34,18 @@ bool ReadWholeFile(const std::string& path, std::string& text) {
 
 CliResult<> CliFilesInUse::Read(std::string_view option, const std::string& path) {
     return Find({std::string(option), path, /*isWritten=*/false}, {});
+}
+
+CliResult<> CliFilesInUse::ReadSource(const std::string& path) {
+    CliResult<> used = Read("SOURCE", path);
+    std::error_code unresolved;
+    const std::string real = std::filesystem::canonical(path, unresolved).string();
+    for (const char* const ending : {"-wal", "-shm", "-journal"}) {
+        if (used && !unresolved) {
+            used = Read("SOURCE", real + ending);
+        }
+    }
+    return used;
 }
 
 CliResult<> CliFilesInUse::ReadInput() {

@@ -21,6 +21,9 @@ class CliFilesInUse {
 public:
     /// The run reads this file by an option. Fails where it writes the same file.
     [[nodiscard]] CliResult<> Read(std::string_view option, const std::string& path);
+    /// The run reads this source. The files that SQLite keeps beside a database are a part of it,
+    /// whether they are there or not.
+    [[nodiscard]] CliResult<> ReadSource(const std::string& path);
     /// The run reads standard input, which may be a file.
     [[nodiscard]] CliResult<> ReadInput();
     /// The run writes this file in the end. Fails where it reads or writes the same file by an

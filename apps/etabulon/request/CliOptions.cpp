@@ -123,7 +123,7 @@ void CliSourceOptions::Declare(CLI::App& app) {
 
 CliResult<> CliSourceOptions::ChooseFile(CliFilesInUse& files) {
     if (!IsFolder(path)) {
-        return path == kStandardInput ? files.ReadInput() : files.Read("SOURCE", path);
+        return path == kStandardInput ? files.ReadInput() : files.ReadSource(path);
     }
     const CliResult<CliFolderFile> file = FindFile(path, table);
     if (!file) {
@@ -131,7 +131,7 @@ CliResult<> CliSourceOptions::ChooseFile(CliFilesInUse& files) {
     }
     path = file->path;
     table.clear();  // it is the only one
-    return files.Read("SOURCE", path);
+    return files.ReadSource(path);
 }
 
 CliResult<> CliSourceOptions::UseFolder(CliFilesInUse& files) const {
