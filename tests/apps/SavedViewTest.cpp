@@ -144,12 +144,22 @@ TEST_F(SavedView, TellsFileLineAndKeyOfWhatItCantRead) {
         {head + "\"levels\": {\"format\": \"csv\"}}", {"line 2", "'levels' isn't a list"}},
         {head + "\"levels\": null}", {"line 2", "'levels'"}},
         {head + "\"tree\": {\"leaves\": 1}}", {"line 2", "'leaves' isn't true or false"}},
-        {head + "\"tree\": {\"depth\": 1.5}}", {"line 2", "'depth'"}},
+        {head + "\"tree\": {\"depth\": 1.5}}", {"line 2", "'depth' isn't a whole number"}},
+        {head + "\"tree\": {\"depth\": 01}}", {"line 2", "this isn't JSON"}},
+        {head + "\"limit\": 1}", {"line 2", "\"walk\": {\"limit\": ...}"}},
+        {head + "\"walk\": 3}", {"line 2", "'walk' is an object"}},
+        {head + "\"hide\": [\"n\",]}", {"line 2", "this isn't JSON"}},
+        {head + "\"hide\": [\"\\q\"]}", {"line 2", "this isn't JSON"}},
+        {head + "\"by\": \"value}\n", {"line 2", "a text doesn't end in its line"}},
+        {head + "\"by\": \"val\\u0000ue\"}", {"line 2", "'by' holds", "u0000"}},
+        {"{\"version\": 1, \"source\": \"\"}", {"line 1", "'source' has no name of a file"}},
+        {"{\"version\": 1x}", {"line 1", "this isn't JSON"}},
+        {std::string(1100000, ' '), {"at most 1 MB"}},
         {head + "\"tree\": {\"depth\": -1}}", {"line 2", "'depth'", "-1"}},
         {head + "\"by\":\n\"size\"}", {"line 2", "'by'", "size"}},
         {head + "\"by\" \"value\"}", {"line 2", "JSON"}},
         {head + "\"by\": \"value\"} {}", {"line 2", "more behind the end"}},
-        {head + "\"by\": \"\xFF\"}", {"UTF-8"}},
+        {head + "\"by\": \"\xFF\"}", {"line 2", "UTF-8"}},
         {"{\"version\": 2}", {"line 1", "'version'"}},
         {"{\"source\": \"orders.sqlite\"}", {"'version'"}},
         {"[1]", {"object"}},
@@ -158,6 +168,7 @@ TEST_F(SavedView, TellsFileLineAndKeyOfWhatItCantRead) {
         ExpectRefused(json, said);
     }
     ExpectFailures({{"tree --view " + folder_.Path("none.json"), 1, {"none.json", "No such file"}},
+                    {"tree --view /dev/zero", 1, {"it isn't a regular file"}},
                     {"tree", 2, {"SOURCE is required"}},
                     {"tree @ --without where", 2, {"--view"}},
                     {"walk @ orders --save-view @", 2, {"--save-view", "SOURCE"}},
@@ -168,6 +179,39 @@ TEST_F(SavedView, TellsFileLineAndKeyOfWhatItCantRead) {
     folder_.MakeFile("v.json", "{\"version\": 1}");
     EXPECT_EQ(Run("tree --view ./v.json").status, 2);
     EXPECT_EQ(Run("tree --view ./v.json --without hide @ orders --levels city").status, 2);
+}
+
+TEST_F(SavedView, PassesOverWhatOneCommandCantUse) {
+    folder_.MakeFile("v.json",
+                     "{\"version\": 1, \"source\": \"orders.sqlite\", \"table\": \"orders\",\n"
+                     "\"levels\": [\"country\"], \"calc\": [\"SUM:n\"], \"format\": \"svg\",\n"
+                     "\"others\": true, \"bars\": true, \"null\": [],\n"
+                     "\"tree\": {\"calc\": []},\n\"grid\": {\"axes\": [\"city\"]}}");
+    const std::string ranked = "country,SUM(n)\nAustria,11\nFrance,10\ntotal,21\n";
+    const std::pair<std::string, std::string> cases[] = {
+        {"tree --view ./v.json --without bars", "country\tcount\nAustria\t2\nFrance\t4\n"},
+        {"score --view ./v.json --level country --format csv", ranked},
+        {"score --view ./v.json --format csv --save-view ./v.json", ranked},
+        {"levels --view ./v.json --limit 1 --save-view ./v.json",
+         "column,type,distinct,nullable,key,link,links_to\nid,integer,6,false,1,,\n"}};
+    for (const auto& [line, printed] : cases) {
+        EXPECT_EQ(Print(line), printed) << line;
+    }
+    ExpectHas(Content("v.json"), {"\"others\": true", "\"bars\": true"});
+    // What the user didn't type isn't blamed on the command line.
+    const std::pair<const char*, std::vector<std::string>> failures[] = {
+        {"score --view ./v.json --without format --others --bars --level city --format csv",
+         {"--bars needs the format table"}},
+        {"grid --view ./v.json --lines city --without format,bars",
+         {"--axes is that of view", "line ", "(--without axes leaves it out)"}}};
+    for (const auto& [line, said] : failures) {
+        const CommandResult run = Run(line);
+        EXPECT_NE(run.status, 0) << line;
+        ExpectHas(run.err, said);
+    }
+    const CommandResult run = Run("tree --view ./v.json --without=--source");
+    EXPECT_EQ(run.status, 2);
+    ExpectHas(run.err, {"has its source left out by --without"});
 }
 
 TEST_F(SavedView, IsWrittenOnlyByACommandThatSucceeds) {
@@ -249,6 +293,16 @@ TEST_F(SavedView, KeepsWhatIsRearrangedInBrowse) {
     }
     ExpectHas(Content("end.json"), {"\"hide\": [\"country\"]"});
     ExpectHas(Print("tree --view ./end.json --depth 1"), {"city\tcount\nWien\t1\nParis\t1\n"});
+    {
+        TerminalRun run(
+            InFolder("browse @ orders --levels country,city,n --at country=France "
+                     "--hide city --save-view ./order.json"));
+        run.AwaitText("done, ");
+        run.Type("q");
+        run.Finish();
+    }
+    ExpectHas(Content("order.json"), {"\"levels\": [\"country\", \"city\", \"n\"]"});
+    EXPECT_EQ(Content("order.json").find("reverse"), std::string::npos);
     TerminalRun run(InFolder("browse @ orders --levels city"));
     run.AwaitText("done, ");
     run.Type("w", "the view has no file");

@@ -22,6 +22,7 @@
 
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 namespace etabulon {
 namespace {
@@ -58,6 +59,24 @@ CliResult<> TakeKeysFromTerminal() {
                                   std::generic_category().message(error))};
 }
 
+/// The levels in the order that they have in the tree. Those that it doesn't show keep the places
+/// that they were given: the control puts them behind the others.
+std::vector<unsigned int> OrderOf(const BrowseCtrl& ctrl, std::size_t count,
+                                  const std::set<unsigned int>& unseen) {
+    std::vector<unsigned int> seen;
+    for (const auto& key : ctrl.SortLevels()) {
+        if (!unseen.contains(key.Level())) {
+            seen.push_back(key.Level());
+        }
+    }
+    std::vector<unsigned int> order;
+    auto next = seen.begin();
+    for (unsigned int id = 0; id < count; ++id) {
+        order.push_back(unseen.contains(id) ? id : *next++);
+    }
+    return order;
+}
+
 /// Keeps the order of the levels, what is hidden and how far the tree is open in the view.
 void Keep(const BrowseCtrl& ctrl, const BrowseTreeView& view, const CliTreeOrder& order,
           const std::set<unsigned int>& fixedLevels, CliView& saved) {
@@ -65,20 +84,30 @@ void Keep(const BrowseCtrl& ctrl, const BrowseTreeView& view, const CliTreeOrder
     CliViewValue hidden{CliViewValue::List};
     CliViewValue reversed{CliViewValue::List};
     const std::vector<unsigned int> all = ctrl.Levels(/*isHidden=*/true);
-    const std::set<unsigned int> hiddenLevels(all.begin(), all.end());
+    std::set<unsigned int> unseen(all.begin(), all.end());
+    unseen.insert(fixedLevels.begin(), fixedLevels.end());
+    std::set<unsigned int> turned;
     for (const auto& key : ctrl.SortLevels()) {
-        const std::string written = order.levels.all[key.Level()].Written();
+        if (key.IsReverseOrder()) {
+            turned.insert(key.Level());
+        }
+    }
+    for (const unsigned int id : OrderOf(ctrl, order.levels.all.size(), unseen)) {
+        const std::string written = order.levels.all[id].Written();
         levels.texts.push_back(written);
-        if (hiddenLevels.contains(key.Level()) && !fixedLevels.contains(key.Level())) {
+        if (unseen.contains(id) && !fixedLevels.contains(id)) {
             hidden.texts.push_back(written);
         }
-        if (key.IsReverseOrder()) {
+        if (turned.contains(id)) {
             reversed.texts.push_back(written);
         }
     }
     saved.Set("browse", "levels", std::move(levels));
-    saved.Set("browse", "hide", std::move(hidden));
-    saved.Set("browse", "reverse", std::move(reversed));
+    for (auto& [key, list] : {std::pair{"hide", &hidden}, std::pair{"reverse", &reversed}}) {
+        if (!list->texts.empty() || saved.Has("browse", key)) {
+            saved.Set("browse", key, std::move(*list));
+        }
+    }
     if (view.ItemCount() != 0) {
         saved.Set("browse", "depth", {CliViewValue::Number, {std::to_string(view.OpenDepth())}});
     }

@@ -101,9 +101,13 @@ CliExit EndOutput(CliOutput& output, CliExit exit) {
 
 /// Reads the view that the command line names, and runs the command.
 CliResult<> RunWithView(CliCommand& command, const CLI::App& program, CliEnvironment& environment) {
-    CliResult<> begun =
+    CliResult<> done =
         environment.view.Begin(program, *program.get_subcommand(command.Name()), environment.files);
-    return begun ? command.Run(environment) : begun;
+    if (!done) {
+        return done;
+    }
+    done = command.Run(environment);
+    return done ? done : environment.view.Explain(done.Failure());
 }
 
 CliExit RunCommand(CliCommand& command, const CLI::App& program, CliView& view,

@@ -42,8 +42,8 @@ void CliResultCommand::DeclareCalculations(CLI::App& app, const std::string& des
 }
 
 CliResult<CliCalculations> CliResultCommand::ReadCalculations(const CliTable& table) const {
-    return calculations_.empty() ? CliCalculations()
-                                 : MakeCalculations(table, JoinLists(calculations_));
+    const std::string listed = JoinLists(calculations_);
+    return listed.empty() ? CliCalculations() : MakeCalculations(table, listed);
 }
 
 CliResult<CliResultRequest> CliResultCommand::ReadRequest(const CliTable& table,

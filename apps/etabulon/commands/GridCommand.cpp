@@ -63,7 +63,7 @@ void GridCommand::DeclareView(CLI::App& app) {
 
 CliResult<CliResultRequest> GridCommand::Read(const CliTable& table) const {
     const std::string nested = arrangement_.NamedAxes();
-    if (!nested.empty() && !axes_.empty()) {
+    if (!nested.empty() && !JoinLists(axes_).empty()) {
         return CliFailure{CliExit::Usage,
                           "--axes names a line and a column, --lines and --columns several of "
                           "each: only one of both can be given"};

@@ -69,6 +69,8 @@ std::string LinksAt(const DRubric& rubric, const DVariable& variable, NameOf nam
 void LevelsCommand::Declare(CLI::App& app) {
     source_.Declare(app);
     limit_.Declare(app, "List at most this many tables or columns");
+    // A view has no object for this command, as its name is the key of the levels.
+    app.get_option("--limit")->configurable(false);
     output_.DeclareFormat(app);
     CliExplanation::Declare(app, explains_);
     app.footer(

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <filesystem>
 #include <utility>
 
@@ -19,8 +20,8 @@ namespace etabulon {
 namespace {
 
 /// Options that several commands have, each with a meaning of its own.
-constexpr std::array<std::string_view, 5> kOfEachCommand = {"columns", "depth", "drill", "percent",
-                                                            "sort"};
+constexpr std::array<std::string_view, 6> kOfEachCommand = {"columns", "depth",   "drill",
+                                                            "limit",   "percent", "sort"};
 
 std::string KeyOf(const CLI::Option& option) {
     return option.get_lnames().empty() ? Lowered(option.get_name(true, false))
@@ -120,6 +121,54 @@ std::vector<std::string> Elements(const std::string& text) {
     return isInQuotes || isAnyEmpty ? std::vector<std::string>{text} : elements;
 }
 
+/// A value of an option's fixed set that another command has, and this one lacks.
+bool IsOfOthers(const CLI::App& program, const CLI::Option& option, const std::string& key,
+                const CliViewValue& value) {
+    const auto has = [&value](const CLI::Option& each) {
+        const std::vector<std::string> set = ValueSet(each);
+        return std::find(set.begin(), set.end(), value.texts.front()) != set.end();
+    };
+    const std::vector<const CLI::App*> commands = CommandsWith(program, key);
+    return value.kind == CliViewValue::Text && !has(option) &&
+           std::any_of(commands.begin(), commands.end(),
+                       [&](const CLI::App* command) { return has(*FindSaved(*command, key)); });
+}
+
+bool IsGiven(const CLI::App& options, const std::string& name) {
+    const CLI::Option* const option = options.get_option_no_throw(name);
+    return option != nullptr && !option->empty() && !option->results().front().empty();
+}
+
+/// A flag that the command can't use beside the options that it has.
+bool IsUseless(const CLI::App& options, std::string_view key) {
+    if (key == "others") {
+        return !IsGiven(options, "--top") && !IsGiven(options, "--top-lines") &&
+               !IsGiven(options, "--top-columns");
+    }
+    if (key != "bars") {
+        return false;
+    }
+    // Without a format and a file bars make the format that of a table.
+    return IsGiven(options, "--format")
+               ? options.get_option("--format")->results().front() != "table"
+               : IsGiven(options, "--output") &&
+                     !Lowered(options.get_option("--output")->results().front()).ends_with(".txt");
+}
+
+/// The text has the option's name, and not as the beginning of a longer one.
+bool Names(std::string_view text, const std::string& key) {
+    const std::string name = "--" + key;
+    for (std::size_t at = text.find(name); at != std::string_view::npos;
+         at = text.find(name, at + 1)) {
+        const std::size_t end = at + name.size();
+        const char next = end < text.size() ? text[end] : ' ';
+        if (next != '-' && std::isalnum(static_cast<unsigned char>(next)) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
 const char* Expected(CliViewValue::Kind kind) {
     switch (kind) {
         case CliViewValue::List:
@@ -184,6 +233,7 @@ CliResult<> CliView::Begin(const CLI::App& program, CLI::App& command, CliFilesI
         }
     }
     CliResult<> done = Read();
+    const bool hadSource = Has(command.get_name(), "source");
     if (done) {
         done = LeaveOut(command.get_name());
     }
@@ -195,7 +245,9 @@ CliResult<> CliView::Begin(const CLI::App& program, CLI::App& command, CliFilesI
             CliExit::Usage,
             path_.empty()
                 ? fmt::format("SOURCE is required (see etabulon {} --help)", command.get_name())
-                : fmt::format("view {} names no source, and SOURCE isn't given", Quoted(path_))};
+                : fmt::format(
+                      "view {} {}, and SOURCE isn't given", Quoted(path_),
+                      hadSource ? "has its source left out by --without" : "names no source")};
     }
     return done ? UseFiles(files) : done;
 }
@@ -266,6 +318,8 @@ CliResult<> CliView::CheckKey(const CLI::App& program, const std::string& comman
         }
     } else if (IsShared(program, key)) {
         option = FindSaved(*commands.front(), key);
+    } else if (FindCommand(program, key) != nullptr) {
+        return fail(fmt::format("{} is an object, between {{ and }}", Quoted(key)));
     } else if (commands.empty()) {
         return fail(fmt::format("there is no key {}{}", Quoted(key),
                                 WhatThereIs(key, SharedKeys(program))));
@@ -281,6 +335,13 @@ CliResult<> CliView::CheckKey(const CLI::App& program, const std::string& comman
     value.isPath = IsPath(*option);
     const std::filesystem::path folder = std::filesystem::path(path_).parent_path();
     for (std::string& text : value.texts) {
+        if (text.find('\0') != std::string::npos) {
+            return fail(
+                fmt::format("{} holds the character \\u0000, which no option takes", Quoted(key)));
+        }
+        if (value.isPath && text.empty()) {
+            return fail(fmt::format("{} has no name of a file", Quoted(key)));
+        }
         if (value.isPath && text != "-" && std::filesystem::path(text).is_relative()) {
             value.isRelative = true;
             text = (folder / text).string();  // behind a link to a folder .. isn't the folder above
@@ -292,7 +353,8 @@ CliResult<> CliView::CheckKey(const CLI::App& program, const std::string& comman
 /// Takes the keys of --without away from what the command reads.
 CliResult<> CliView::LeaveOut(const std::string& command) {
     const std::string list = JoinLists(without_);
-    for (const std::string& key : list.empty() ? std::vector<std::string>() : Elements(list)) {
+    for (std::string key : list.empty() ? std::vector<std::string>() : Elements(list)) {
+        key.erase(0, key.starts_with("--") ? 2 : 0);
         if (file_.Find(command, key) == nullptr && file_.Find("", key) == nullptr) {
             return CliFailure{CliExit::Usage,
                               fmt::format("view {} has no {} for {}, which --without names",
@@ -305,14 +367,27 @@ CliResult<> CliView::LeaveOut(const std::string& command) {
 }
 
 CliResult<> CliView::Apply(CLI::App& options, const std::string& name) {
-    for (CLI::Option* const option :
-         options.get_options([](const CLI::Option* each) { return each->get_configurable(); })) {
+    std::vector<CLI::Option*> saved =
+        options.get_options([](const CLI::Option* each) { return each->get_configurable(); });
+    // Whether a flag can be used is known when the options with a value have theirs.
+    std::stable_partition(saved.begin(), saved.end(), [](const CLI::Option* option) {
+        return KindOf(*option) != CliViewValue::Flag;
+    });
+    for (CLI::Option* const option : saved) {
         const std::string key = KeyOf(*option);
-        const CliViewValue* value = file_.Find(name, key);
-        value = value != nullptr ? value : file_.Find("", key);
+        const CliViewValue* const value = InForce(name, key);
         if (!option->empty() || value == nullptr) {
             continue;
         }
+        // walk without columns prints none. Any other empty list is as if it weren't given.
+        if (value->texts.empty() && key != "columns") {
+            continue;
+        }
+        const bool isShared = file_.Find(name, key) == nullptr;
+        if (isShared && (IsOfOthers(*program_, *option, key, *value) || IsUseless(options, key))) {
+            continue;
+        }
+        given_.push_back({key, value->line});
         if (CliResult<> given = Give(*option, *value, key); !given) {
             return given;
         }
@@ -330,17 +405,36 @@ CliResult<> CliView::Give(CLI::Option& option, const CliViewValue& value,
         for (const std::string& text : value.texts) {
             option.add_result(text);
         }
-        if (value.texts.empty() && IsCommaList(option)) {
+        if (value.texts.empty()) {
             option.add_result("");
         }
-        if (!option.empty()) {
-            option.run_callback();
-        }
+        option.run_callback();
     } catch (const CLI::ParseError& error) {
         return CliFailure{CliExit::Failed, InViewFile(path_, value.line) +
                                                fmt::format("{}: {}", Quoted(key), error.what())};
     }
     return {};
+}
+
+const CliViewValue* CliView::InForce(const std::string& name, const std::string& key) const {
+    const CliViewValue* const own = file_.Find(name, key);
+    return own != nullptr ? own : file_.Find("", key);
+}
+
+CliFailure CliView::Explain(CliFailure failure) const {
+    std::string told;
+    for (const Given& each : given_) {
+        if (Names(failure.text, each.key)) {
+            told += fmt::format("; --{} is that of {}", each.key, InViewFile(path_, each.line));
+            told.resize(told.size() - std::string_view(": ").size());
+            told += fmt::format(" (--without {} leaves it out)", each.key);
+        }
+    }
+    if (!told.empty()) {
+        failure.text += told;
+        failure.exit = failure.exit == CliExit::Usage ? CliExit::Failed : failure.exit;
+    }
+    return failure;
 }
 
 void CliView::Collect(const CLI::App& options, const std::string& name) {
@@ -359,8 +453,7 @@ void CliView::Collect(const CLI::App& options, const std::string& name) {
                              return !IsCommaList(*option) || !Trimmed(each).empty();
                          });
         }
-        const CliViewValue* before = file_.Find(name, key);
-        before = before != nullptr ? before : file_.Find("", key);
+        const CliViewValue* const before = InForce(name, key);
         value.isPath = IsPath(*option);
         value.isRelative =
             value.isPath && value.texts.front() != "-" &&

@@ -50,6 +50,13 @@ public:
     /// The same for options that a command parses by itself, those of the command `name`.
     [[nodiscard]] CliResult<> Apply(CLI::App& options, const std::string& name);
 
+    /// Whether the view has a value for an option of the command `name`, its own or a shared one.
+    [[nodiscard]] bool Has(const std::string& name, const std::string& key) const {
+        return InForce(name, key) != nullptr;
+    }
+    /// Adds to a failure which of the options that it names are the view's.
+    [[nodiscard]] CliFailure Explain(CliFailure failure) const;
+
     /// Changes what is saved for an option of the command `name`.
     void Set(const std::string& name, const std::string& key, CliViewValue value);
     /// The file of --save-view, or else that of --view; empty without both.
@@ -71,6 +78,9 @@ private:
     [[nodiscard]] CliResult<> UseFiles(CliFilesInUse& files) const;
     [[nodiscard]] CliResult<> Give(CLI::Option& option, const CliViewValue& value,
                                    const std::string& key) const;
+    /// The value that a command reads: its own, or else the shared one.
+    [[nodiscard]] const CliViewValue* InForce(const std::string& name,
+                                              const std::string& key) const;
     /// Keeps the values of options for Save.
     void Collect(const CLI::App& options, const std::string& name);
 
@@ -79,6 +89,13 @@ private:
     std::vector<std::string> without_;
     const CLI::App* program_ = nullptr;  // not owned; null before Begin
     CliViewFile file_;
+
+    /// An option that has its value from the view.
+    struct Given {
+        std::string key;
+        std::size_t line;
+    };
+    std::vector<Given> given_;
 };
 
 }  // namespace etabulon

@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 #include <simdjson.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -19,7 +20,58 @@ namespace {
 namespace json = simdjson::ondemand;
 
 constexpr std::string_view kVersionKey = "version";
+constexpr off_t kMostBytes = off_t{1} << 20U;  // thousands of times what a long command line has
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+/// A number as JSON writes it.
+bool IsNumber(std::string_view text) {
+    const auto skipDigits = [&text] {
+        const std::size_t count = std::min(text.find_first_not_of("0123456789"), text.size());
+        text.remove_prefix(count);
+        return count != 0;
+    };
+    text.remove_prefix(text.starts_with('-') ? 1 : 0);
+    const bool isZero = text.starts_with('0');
+    text.remove_prefix(isZero ? 1 : 0);
+    if (!isZero && !skipDigits()) {
+        return false;
+    }
+    if (text.starts_with('.')) {
+        text.remove_prefix(1);
+        if (!skipDigits()) {
+            return false;
+        }
+    }
+    if (text.starts_with('e') || text.starts_with('E')) {
+        text.remove_prefix(1);
+        text.remove_prefix(text.starts_with('+') || text.starts_with('-') ? 1 : 0);
+        if (!skipDigits()) {
+            return false;
+        }
+    }
+    return text.empty();
+}
+
+/// The line of the first text that doesn't end in it, or else of the first one that isn't UTF-8; 0
+/// if there is none.
+std::size_t LineOfBrokenText(std::string_view text) {
+    for (std::size_t line = 1; !text.empty(); ++line) {
+        const std::string_view each = text.substr(0, text.find('\n'));
+        text.remove_prefix(std::min(each.size() + 1, text.size()));
+        bool isInText = false;
+        for (std::size_t at = 0; at < each.size(); ++at) {
+            if (isInText && each[at] == '\\') {
+                ++at;  // what it escapes
+            } else {
+                isInText = isInText != (each[at] == '"');
+            }
+        }
+        if (isInText || !IsUtf8(each)) {
+            return line;
+        }
+    }
+    return 0;
+}
 
 /// Reads the JSON of a view.
 class ViewReader {
@@ -42,7 +94,8 @@ private:
     [[nodiscard]] CliResult<CliViewValue> ReadValue(json::value& value, const std::string& key);
     [[nodiscard]] CliResult<> ReadItems(json::value& value, const std::string& key,
                                         std::vector<std::string>& items);
-    [[nodiscard]] CliResult<> AddItem(json::value& value, const std::string& key,
+    /// Adds a text or a whole number; `wrong` is what is said of anything else.
+    [[nodiscard]] CliResult<> AddItem(json::value& value, const std::string& wrong,
                                       std::vector<std::string>& items);
 
     [[nodiscard]] std::size_t LineOf(const char* place) const {
@@ -102,6 +155,8 @@ CliResult<> ViewReader::ReadKeys(json::object& object, const TakeValue& take) {
 
 CliResult<> ViewReader::ReadItems(json::value& value, const std::string& key,
                                   std::vector<std::string>& items) {
+    const std::string wrong =
+        fmt::format("{} has an item that is neither a text nor a whole number", Quoted(key));
     json::array array;
     if (const auto error = value.get_array().get(array); error != simdjson::SUCCESS) {
         return NoJson(error);
@@ -111,26 +166,35 @@ CliResult<> ViewReader::ReadItems(json::value& value, const std::string& key,
         if (const auto error = each.get(item); error != simdjson::SUCCESS) {
             return NoJson(error);
         }
-        if (const CliResult<> added = AddItem(item, key, items); !added) {
+        if (const CliResult<> added = AddItem(item, wrong, items); !added) {
             return added;
         }
     }
     return {};
 }
 
-CliResult<> ViewReader::AddItem(json::value& value, const std::string& key,
+CliResult<> ViewReader::AddItem(json::value& value, const std::string& wrong,
                                 std::vector<std::string>& items) {
+    json::json_type type{};
+    auto error = value.type().get(type);
     std::string_view text;
     std::int64_t number = 0;
-    if (value.get_string().get(text) == simdjson::SUCCESS) {
+    if (error == simdjson::SUCCESS && type == json::json_type::string) {
+        error = value.get_string().get(text);
         items.emplace_back(text);
-    } else if (value.get_int64().get(number) == simdjson::SUCCESS) {
+    } else if (error == simdjson::SUCCESS && type == json::json_type::number) {
+        const std::string_view token = value.raw_json_token();
+        if (!IsNumber(token.substr(0, token.find_last_not_of(" \t\r\n") + 1))) {
+            return NoJson(simdjson::NUMBER_ERROR);
+        }
+        if (value.get_int64().get(number) != simdjson::SUCCESS) {
+            return Fail(wrong);
+        }
         items.push_back(std::to_string(number));
-    } else {
-        return Fail(
-            fmt::format("{} has an item that is neither a text nor a whole number", Quoted(key)));
+    } else if (error == simdjson::SUCCESS) {
+        return Fail(wrong);
     }
-    return {};
+    return error == simdjson::SUCCESS ? CliResult<>() : NoJson(error);
 }
 
 CliResult<CliViewValue> ViewReader::ReadValue(json::value& value, const std::string& key) {
@@ -157,7 +221,7 @@ CliResult<CliViewValue> ViewReader::ReadValue(json::value& value, const std::str
         case json::json_type::string:
         case json::json_type::number:
             read.kind = type == json::json_type::string ? CliViewValue::Text : CliViewValue::Number;
-            done = AddItem(value, key, read.texts);
+            done = AddItem(value, fmt::format("{} isn't a whole number", Quoted(key)), read.texts);
             break;
         default:
             return Fail(fmt::format("{} has no value that an option could have", Quoted(key)));
@@ -169,10 +233,18 @@ CliResult<CliViewValue> ViewReader::ReadValue(json::value& value, const std::str
 }
 
 CliResult<> ViewReader::TakeVersion(json::value& value) {
-    std::int64_t version = 0;
-    if (value.get_int64().get(version) != simdjson::SUCCESS || version != CliViewFile::kVersion) {
-        return Fail(fmt::format("{} isn't {}: this program reads no other views",
-                                Quoted(kVersionKey), CliViewFile::kVersion));
+    const std::string wrong = fmt::format("{} isn't {}: this program reads no other views",
+                                          Quoted(kVersionKey), CliViewFile::kVersion);
+    json::json_type type{};
+    if (value.type().get(type) == simdjson::SUCCESS && type != json::json_type::number) {
+        return Fail(wrong);
+    }
+    std::vector<std::string> version;
+    if (CliResult<> read = AddItem(value, wrong, version); !read) {
+        return read;
+    }
+    if (version.front() != std::to_string(CliViewFile::kVersion)) {
+        return Fail(wrong);
     }
     hasVersion_ = true;
     return {};
@@ -214,7 +286,10 @@ CliResult<> ViewReader::TakeTop(json::value& value, const std::string& key) {
 
 CliResult<> ViewReader::ReadAll() {
     if (const auto error = parser_.iterate(text_).get(document_); error != simdjson::SUCCESS) {
-        return Fail(error == simdjson::UTF8_ERROR ? "it isn't UTF-8" : "this isn't JSON");
+        line_ = LineOfBrokenText({begin_, text_.size()});
+        return Fail(error == simdjson::UTF8_ERROR ? "it isn't UTF-8"
+                    : line_ != 0 ? "this isn't JSON: a text doesn't end in its line"
+                                 : "this isn't JSON");
     }
     json::object object;
     if (const auto error = document_.get_object().get(object); error != simdjson::SUCCESS) {
@@ -321,7 +396,7 @@ private:
 
 }  // namespace
 
-CliViewValues* CliViewFile::ValuesOf(std::string_view command) {
+const CliViewValues* CliViewFile::ValuesOf(std::string_view command) const {
     if (command.empty()) {
         return &shared;
     }
@@ -330,8 +405,8 @@ CliViewValues* CliViewFile::ValuesOf(std::string_view command) {
     return part == parts.end() ? nullptr : &part->values;
 }
 
-CliViewValue* CliViewFile::Find(std::string_view command, std::string_view key) {
-    CliViewValues* const values = ValuesOf(command);
+const CliViewValue* CliViewFile::Find(std::string_view command, std::string_view key) const {
+    const CliViewValues* const values = ValuesOf(command);
     if (values == nullptr) {
         return nullptr;
     }
@@ -341,14 +416,17 @@ CliViewValue* CliViewFile::Find(std::string_view command, std::string_view key) 
 }
 
 void CliViewFile::Set(std::string_view command, std::string_view key, CliViewValue value) {
-    if (CliViewValue* const found = Find(command, key)) {
-        *found = std::move(value);
-        return;
-    }
     if (ValuesOf(command) == nullptr) {
         parts.push_back({std::string(command), 0, {}});
     }
-    ValuesOf(command)->emplace_back(key, std::move(value));
+    CliViewValues& values = *ValuesOf(command);
+    const auto found = std::find_if(values.begin(), values.end(),
+                                    [key](const auto& each) { return each.first == key; });
+    if (found != values.end()) {
+        found->second = std::move(value);
+    } else {
+        values.emplace_back(key, std::move(value));
+    }
 }
 
 void CliViewFile::Remove(std::string_view command, std::string_view key) {
@@ -363,10 +441,21 @@ std::string InViewFile(const std::string& path, std::size_t line) {
 }
 
 CliResult<CliViewFile> ReadViewFile(const std::string& path) {
+    const auto fail = [&path](const std::string& why) {
+        return CliFailure{CliExit::Failed,
+                          fmt::format("view {} can't be read: {}", Quoted(path), why)};
+    };
+    struct stat found {};
+    const bool isThere = stat(path.c_str(), &found) == 0;
+    if (isThere && !S_ISREG(found.st_mode)) {
+        return fail("it isn't a regular file");  // a pipe may never end
+    }
+    if (isThere && found.st_size > kMostBytes) {
+        return fail("a view has at most 1 MB");
+    }
     std::string held;
-    if (!ReadWholeFile(path, held)) {
-        return CliFailure{CliExit::Failed, fmt::format("view {} can't be read: {}", Quoted(path),
-                                                       std::generic_category().message(errno))};
+    if (!isThere || !ReadWholeFile(path, held)) {
+        return fail(std::generic_category().message(errno));
     }
     std::string_view text = held;
     if (text.starts_with(kByteOrderMark)) {

@@ -38,16 +38,20 @@ struct CliViewFile {
     std::vector<Part> parts;
 
     /// Null where there is none.
-    [[nodiscard]] CliViewValue* Find(std::string_view command, std::string_view key);
+    [[nodiscard]] const CliViewValue* Find(std::string_view command, std::string_view key) const;
     /// The value of a key among the shared ones, or if `command` isn't empty in its part.
     void Set(std::string_view command, std::string_view key, CliViewValue value);
     void Remove(std::string_view command, std::string_view key);
 
 private:
-    CliViewValues* ValuesOf(std::string_view command);
+    [[nodiscard]] const CliViewValues* ValuesOf(std::string_view command) const;
+    [[nodiscard]] CliViewValues* ValuesOf(std::string_view command) {
+        return const_cast<CliViewValues*>(std::as_const(*this).ValuesOf(command));
+    }
 };
 
-/// Reads a file. What the keys mean isn't known here; the failure names file, line and key.
+/// Reads a regular file of at most 1 MB. What the keys mean isn't known here; the failure names
+/// file, line and key.
 [[nodiscard]] CliResult<CliViewFile> ReadViewFile(const std::string& path);
 
 /// The text of a file with this view, which is to stand at `path`. Fails for what JSON can't hold.
