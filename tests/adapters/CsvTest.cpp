@@ -365,15 +365,28 @@ TEST_F(CsvInColumns, AreTheSamePackedAndWholeOrNotAtAll) {
              {packed + "more", "other bytes follow"}, {packed + packed.substr(0, 5), "cut off"}}) {
         EXPECT_NE(become(content).find(said), std::string::npos) << become(content);
     }
+    const auto isFound = [&](std::string damaged, std::size_t at) {
+        damaged[at] = static_cast<char>(damaged[at] ^ 0x55);
+        const std::string said = become(damaged);
+        return said.find("its gzip data are") != std::string::npos ||
+               said.find("other bytes") != std::string::npos;
+    };
     for (std::size_t size = 2; size < packed.size(); size += 1 + size / 50) {
         EXPECT_NE(become(packed.substr(0, size)).find("cut off"), std::string::npos) << size;
-        std::string damaged = packed;
-        damaged[size] = static_cast<char>(damaged[size] ^ 0x55);
         // The name, the time and the system of the packed file mean nothing.
-        const bool isChecked = size > 9 + file.size();
-        EXPECT_TRUE(!isChecked || become(damaged).find("its gzip data are") != std::string::npos ||
-                    become(damaged).find("other bytes") != std::string::npos)
-            << size << become(damaged).substr(0, 200);
+        EXPECT_TRUE(size <= 9 + file.size() || isFound(packed, size)) << size;
+    }
+    // Rows of a damaged file that are read before its checksum.
+    std::ofstream large(file, std::ios::binary);
+    for (int row = 0; row < 100000; ++row) {
+        large << row * 7919LL % 100003 << ",t" << row << '\n';
+    }
+    large.close();
+    ASSERT_EQ(std::system(("gzip -kf '" + file + "'").c_str()), 0);
+    std::stringstream more;
+    more << std::ifstream(packedFile, std::ios::binary).rdbuf();
+    for (std::size_t at = 1000; at < more.str().size(); at += more.str().size() / 20) {
+        EXPECT_TRUE(isFound(more.str(), at)) << at << become(more.str()).size();
     }
 }
 
@@ -449,19 +462,23 @@ TEST_F(CsvInColumns, HintAtWhatTheirTextsWouldBe) {
     for (const Case& c :
          {Case{"1|12,50", {}, "12,50 ,"}, Case{"12.5|7", {',', ECsvDates::Iso}, "12.5 ."},
           Case{"1,234|5", {}, "1,234 ,T"}, Case{"1,234|5,5", {}, "1,234 ,"},
-          Case{"999|1.234,56|12,00|-1'234", {}, "1.234,56 T"}, Case{"1,234|5.5", {}, "1,234 T"},
+          Case{"999|1.234,56|12,00|-1'234", {}, "1.234,56 T,"}, Case{"1,234|5.5", {}, "1,234 T"},
+          Case{"1.234.567,89|1,5", {}, "1.234.567,89 T,"},
+          Case{"1.234.567|12.000", {}, "1.234.567 T"},
+          Case{"1.234,5|12,00", {',', ECsvDates::Iso}, "1.234,5 T"},
           Case{"1\xC2\xA0"
                "234|1 234 567",
                {},
                "1\xC2\xA0"
                "234 T"},
           Case{"2.1.2024|31.12.2024", {}, "2.1.2024 1"}, Case{"1/2/2024", {}, "1/2/2024 12"},
-          Case{"1/2/2024 9:00|2024-03-04 05:06", {}, "1/2/2024 9:00 12"},
+          Case{"1/2/2024 9:00|2024-03-04 05:06", {}, "1/2/2024 9:00 12t"},
           Case{"12/31/2024", {'.', ECsvDates::DayFirst}, "12/31/2024 2"},
           // Another notation would read none of these columns.
           Case{"x|1,5", {}, ""}, Case{"007|1,5", {}, ""}, Case{"12,3456|1.5", {}, ""},
           Case{"1/2/2024|1/2/2024 9:00", {}, ""}, Case{"1,234|1,23,4", {}, ""},
-          Case{"0,123.5", {}, ""}, Case{"9007199254740993|1.5", {}, ""}, Case{"true|1", {}, ""}}) {
+          Case{"1,234,567|12,34", {}, ""}, Case{"1.234,5|1,234.5", {}, ""}, Case{"0,123.5", {}, ""},
+          Case{"9007199254740993|1.5", {}, ""}, Case{"true|1", {}, ""}}) {
         SCOPED_TRACE(c.cells);
         std::string text = "\"" + std::string(c.cells) + "\"";
         for (std::size_t at = 0; (at = text.find('|')) != std::string::npos;) {
@@ -475,10 +492,12 @@ TEST_F(CsvInColumns, HintAtWhatTheirTextsWouldBe) {
         std::string hints;
         for (const ECsvHint& hint : read->Hints()) {
             hints += hint.example + ' ' + (hint.decimal != 0 ? std::string(1, hint.decimal) : "") +
-                     (hint.hasThousands ? "T" : "");
+                     (hint.hasThousands ? "T" : "") +
+                     (hint.groupedDecimal != 0 ? std::string(1, hint.groupedDecimal) : "");
             for (const ECsvDates order : hint.dates) {
                 hints += std::to_string(static_cast<int>(order));
             }
+            hints += hint.haveTimes ? "t" : "";
         }
         EXPECT_EQ(hints, c.hint);
     }

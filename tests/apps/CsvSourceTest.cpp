@@ -1,6 +1,8 @@
 #include "apps/CommandRun.h"
 #include "apps/TerminalRun.h"
 
+#include <algorithm>
+
 namespace etabulon::test {
 namespace {
 
@@ -130,7 +132,8 @@ TEST_F(CsvAsItComes, FailsClearlyWhereItCanNotBeRead) {
              {"$ETABULON walk bank.csv --null '\"'", 2, {"--null"}},
              {"$ETABULON walk bank.csv --decimal ';'", 2, {"--decimal", ". or ,"}},
              {"$ETABULON walk bank.csv --dates iso", 2, {"'iso'", "dmy, mdy, ymd"}},
-             {"$ETABULON walk bank.csv --separator '\"'", 1, {"bank.csv", "quote"}},
+             {"$ETABULON walk bank.csv --separator '\"'", 2, {"--separator", "no quote"}},
+             {"$ETABULON walk bank.csv --separator \xC3\xA9", 2, {"--separator", "ASCII"}},
              {"$ETABULON walk - < t.db", 1, {"standard input holds an SQLite database", "name"}},
              {"gzip -c t.db > t.gz; $ETABULON walk t.gz", 1, {"'t.gz' holds", "unpack"}},
              {"gzip -c bank.csv | head -c 50 | $ETABULON walk -",
@@ -153,6 +156,32 @@ TEST_F(CsvAsItComes, FailsClearlyWhereItCanNotBeRead) {
         EXPECT_EQ(result.status, c.status);
         EXPECT_EQ(result.out, "");
         ExpectHas(result.err, c.said);
+    }
+}
+
+TEST_F(CsvAsItComes, HintsOnlyAtColumnsThatTheCommandReads) {
+    std::string names = "n";
+    std::string cells = "1";
+    for (int column = 1; column <= 12; ++column) {
+        names += ";c" + std::to_string(column);
+        cells += ";1,5";
+    }
+    folder.MakeFile("wide.csv", names + '\n' + cells + '\n');
+    struct Case {
+        const char* line;
+        std::ptrdiff_t hints;
+        const char* said;
+    };
+    for (const Case& c :
+         {Case{"walk wide.csv --columns n", 0, ""},
+          Case{"walk wide.csv --columns c2 --where n=1", 1, "'c2'"},
+          Case{"walk wide.csv", 9, "4 more columns of wide.csv stay text"},
+          Case{"levels wide.csv wide", 9, "'c8' of wide.csv stays text: '1,5' "},
+          // The option would mend what fails.
+          Case{"score wide.csv --level c1 --calc SUM:c9", 10, "by --decimal ','\n"}}) {
+        const CommandResult result = InFolder("$ETABULON @", c.line);
+        EXPECT_EQ(std::ranges::count(result.err, '\n'), c.hints) << c.line << result.err;
+        EXPECT_NE(result.err.find(c.said), std::string::npos) << result.err;
     }
 }
 

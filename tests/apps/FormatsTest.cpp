@@ -28,7 +28,7 @@ TEST(FormatsOfOddValues, TellThemAllApart) {
          "4,\"say \"\"a,b\"\"\",1,inf,41,\n"
          "5,\"two\nlines\ttab\\\r\",2,0.1,,\n"
          "6,\" blanks \",3,-1.5,,\n"
-         "7,\xC3(,4,1e+05,,\n"
+         "7,\xC3(,4,100000,,\n"
          "8,été 東,5,1,,\n"
          "9,\\N,6,,,\n"},
         {"tsv",
@@ -39,7 +39,7 @@ TEST(FormatsOfOddValues, TellThemAllApart) {
          "4\tsay \"a,b\"\t1\tinf\t41\t\\N\n"
          "5\ttwo\\nlines\\ttab\\\\\\r\t2\t0.1\t\\N\t\\N\n"
          "6\t blanks \t3\t-1.5\t\\N\t\\N\n"
-         "7\t\xC3(\t4\t1e+05\t\\N\t\\N\n"
+         "7\t\xC3(\t4\t100000\t\\N\t\\N\n"
          "8\tété 東\t5\t1\t\\N\t\\N\n"
          "9\t\\\\N\t6\t\\N\t\\N\t\\N\n"},
         {"ndjson", R"({"id":1,"t":null,"n":null,"r":null,"b":null,"d":null}
@@ -48,7 +48,7 @@ TEST(FormatsOfOddValues, TellThemAllApart) {
 {"id":4,"t":"say \"a,b\"","n":1,"r":"inf","b":{"hex":"41"},"d":null}
 {"id":5,"t":"two\nlines\ttab\\\r","n":2,"r":0.1,"b":null,"d":null}
 {"id":6,"t":" blanks ","n":3,"r":-1.5,"b":null,"d":null}
-{"id":7,"t":{"hex":"c328"},"n":4,"r":1e+05,"b":null,"d":null}
+{"id":7,"t":{"hex":"c328"},"n":4,"r":100000,"b":null,"d":null}
 {"id":8,"t":"été 東","n":5,"r":1,"b":null,"d":null}
 {"id":9,"t":"\\N","n":6,"r":null,"b":null,"d":null}
 )"},
@@ -61,7 +61,7 @@ TEST(FormatsOfOddValues, TellThemAllApart) {
          " 4  say \"a,b\"                                 1  inf     41    NULL\n"
          " 5  \"two\\nlines\\ttab\\\\\\r\"                     2     0.1  NULL  NULL\n"
          " 6  \" blanks \"                                3    -1.5  NULL  NULL\n"
-         " 7  \"\\xc3(\"                                   4   1e+05  NULL  NULL\n"
+         " 7  \"\\xc3(\"                                   4  100000  NULL  NULL\n"
          " 8  été 東                                    5       1  NULL  NULL\n"
          " 9  \\N                                        6    NULL  NULL  NULL\n"}};
     for (const auto& [format, expected] : cases) {

@@ -2,6 +2,7 @@
 
 #include "ECsvGzip.h"
 #include "etabulon/csv/ECsvTypes.h"
+#include "etabulon/sql/ESqlError.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -188,6 +189,25 @@ bool ECsvInput::ReadRaw(char* to, std::size_t size, std::size_t& count) {
         offset_ += some > 0 ? static_cast<std::uint64_t>(some) : 0;
     }
     return true;
+}
+
+void ECsvInput::FindDamage(const std::function<bool(std::uint64_t, std::uint64_t)>& goesOn,
+                           EDataError& error) {
+    // A failed Read has told of the damage.
+    if (gzip_ == nullptr || !problem_.empty() || error.status == kDataInterrupted) {
+        return;
+    }
+    constexpr std::size_t kAtOnce = std::size_t{1} << 18;
+    const std::unique_ptr<char[]> bytes(new char[kAtOnce]);
+    for (std::size_t count = kAtOnce; count == kAtOnce;) {
+        if (!Read(bytes.get(), kAtOnce, count)) {
+            error = CsvError(name_, 0, problem_);
+        } else if (goesOn && !goesOn(ReadBytes(), Size())) {
+            error = CsvError(name_, 0, kCsvCancelled);
+            error.status = kDataInterrupted;
+            return;
+        }
+    }
 }
 
 bool ECsvInput::IsUnchanged(EDataError& error) const {

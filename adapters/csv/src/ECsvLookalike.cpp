@@ -11,9 +11,10 @@ namespace {
 
 // What a cell may be in another notation: bits.
 constexpr std::uint32_t kOtherDecimal = 1;
-constexpr std::uint32_t kThousands = 2;
-constexpr std::uint32_t kDate = 4;        // and the next two bits, by ECsvDates
-constexpr std::uint32_t kTimestamp = 32;  // in the same way
+constexpr std::uint32_t kThousands = 2;         // beside the file's decimal character
+constexpr std::uint32_t kOtherThousands = 256;  // beside the other one
+constexpr std::uint32_t kDate = 4;              // and the next two bits, by ECsvDates
+constexpr std::uint32_t kTimestamp = 32;        // in the same way
 constexpr ECsvDates kOrders[] = {ECsvDates::DayFirst, ECsvDates::MonthFirst, ECsvDates::YearFirst};
 
 char OtherDecimal(char decimal) noexcept { return decimal == '.' ? ',' : '.'; }
@@ -44,15 +45,16 @@ std::string_view TakeSeparator(std::string_view& text) noexcept {
     return {};
 }
 
-/// 1,234 and -1.234.567,89: groups of three digits behind the first one, which has one to three.
-bool HasThousands(std::string_view text) noexcept {
+/// 1,234 and -1,234,567.89: groups of three digits behind the first one, which has one to three.
+bool HasThousands(std::string_view text, char decimal) noexcept {
     if (text.starts_with('-') || text.starts_with('+')) {
         text.remove_prefix(1);
     }
     const bool hasZero = text.starts_with('0');
     const std::size_t first = TakeDigits(text);
     const std::string_view separator = TakeSeparator(text);
-    if (hasZero || first == 0 || first > 3 || separator.empty() || TakeDigits(text) != 3) {
+    if (hasZero || first == 0 || first > 3 || separator.empty() || separator[0] == decimal ||
+        TakeDigits(text) != 3) {
         return false;
     }
     while (text.starts_with(separator)) {
@@ -61,7 +63,7 @@ bool HasThousands(std::string_view text) noexcept {
             return false;
         }
     }
-    if (text.starts_with('.') || text.starts_with(',')) {
+    if (text.starts_with(decimal)) {
         text.remove_prefix(1);
         TakeDigits(text);
     }
@@ -80,12 +82,17 @@ std::uint32_t DateForms(std::string_view text, ECsvDates order) noexcept {
 std::uint32_t FormsOf(std::string_view text, std::uint32_t wanted,
                       const ECsvNotation& notation) noexcept {
     std::uint32_t forms = 0;
-    if ((wanted & (kOtherDecimal | kThousands)) != 0) {
-        const ECsvNotation other{OtherDecimal(notation.decimal), ECsvDates::Iso};
-        const bool isOther = IsNumber(CsvTypeOf(text, other));
-        const bool isThousands = isOther || HasThousands(text) ||
-                                 IsNumber(CsvTypeOf(text, {notation.decimal, ECsvDates::Iso}));
-        forms |= (isOther ? kOtherDecimal : 0) | (isThousands ? kThousands : 0);
+    if ((wanted & (kOtherDecimal | kThousands | kOtherThousands)) != 0) {
+        const char own = notation.decimal;
+        const char other = OtherDecimal(own);
+        if (IsNumber(CsvTypeOf(text, {other, ECsvDates::Iso}))) {
+            forms |= kOtherDecimal | kOtherThousands;
+        } else if (HasThousands(text, other)) {
+            forms |= kOtherThousands;
+        }
+        if (IsNumber(CsvTypeOf(text, {own, ECsvDates::Iso})) || HasThousands(text, own)) {
+            forms |= kThousands;
+        }
     }
     for (const ECsvDates order : kOrders) {
         if ((wanted & ((kDate | kTimestamp) << Shift(order))) != 0) {
@@ -106,8 +113,8 @@ void ECsvLookalike::Take(std::span<const std::string_view> cells, const ECsvNota
         if (forms_ == 0) {
             return;
         }
-        if ((forms_ & kThousands) != 0) {
-            KeepGrouped(cell, notation);
+        if ((forms_ & (kThousands | kOtherThousands)) != 0) {
+            KeepGrouped(cell, notation.decimal, OtherDecimal(notation.decimal));
         }
         if (example_.empty() && CsvTypeOf(cell, notation) == ECsvType::Text) {
             example_ = cell;
@@ -115,28 +122,35 @@ void ECsvLookalike::Take(std::span<const std::string_view> cells, const ECsvNota
     }
 }
 
-void ECsvLookalike::KeepGrouped(std::string_view cell, const ECsvNotation& notation) {
-    if (isOther_ && !grouped_.empty()) {
-        return;
-    }
-    const bool isGrouped = HasThousands(cell);
-    if (grouped_.empty() && isGrouped) {
+void ECsvLookalike::KeepGrouped(std::string_view cell, char own, char other) {
+    if (grouped_.empty() && HasThousands(cell, own)) {
         grouped_ = cell;
     }
-    isOther_ = isOther_ || (!isGrouped && CsvTypeOf(cell, notation) == ECsvType::Text);
+    if (otherGrouped_.empty() && HasThousands(cell, other)) {
+        otherGrouped_ = cell;
+    }
+    hasOther_ = hasOther_ || cell.find(other) != std::string_view::npos;
 }
 
 bool ECsvLookalike::Tell(const ECsvNotation& notation, ECsvHint& hint) const {
     const bool isNumber = (forms_ & kOtherDecimal) != 0;
-    hint.hasThousands = (forms_ & kThousands) != 0 && !grouped_.empty() && !(isNumber && isOther_);
-    if (example_.empty() || (!hint.hasThousands && (forms_ & ~kThousands) == 0)) {
+    const bool isGrouped = (forms_ & kThousands) != 0 && !grouped_.empty();
+    const bool isOtherGrouped =
+        !isGrouped && (forms_ & kOtherThousands) != 0 && !otherGrouped_.empty();
+    hint.hasThousands = isGrouped || isOtherGrouped;
+    if (example_.empty() ||
+        (!hint.hasThousands && (forms_ & ~(kThousands | kOtherThousands)) == 0)) {
         return false;
     }
-    hint.example = hint.hasThousands ? grouped_ : example_;
-    hint.decimal = isNumber ? OtherDecimal(notation.decimal) : '\0';
+    const char other = OtherDecimal(notation.decimal);
+    hint.example = isGrouped ? grouped_ : isOtherGrouped ? otherGrouped_ : example_;
+    hint.decimal = isNumber ? other : '\0';
+    // Without it the points of whole numbers are separators as well.
+    hint.groupedDecimal = isOtherGrouped && hasOther_ ? other : '\0';
     for (const ECsvDates order : kOrders) {
         if ((forms_ & ((kDate | kTimestamp) << Shift(order))) != 0) {
             hint.dates.push_back(order);
+            hint.haveTimes = (forms_ & (kTimestamp << Shift(order))) != 0;
         }
     }
     return true;

@@ -21,12 +21,14 @@ public:
     [[nodiscard]] bool Tell(const ECsvNotation& notation, ECsvHint& hint) const;
 
 private:
-    void KeepGrouped(std::string_view cell, const ECsvNotation& notation);
+    void KeepGrouped(std::string_view cell, char own, char other);
 
     std::uint32_t forms_ = ~std::uint32_t{0};
-    std::string example_;   // the first cell that isn't of the file's notation
-    std::string grouped_;   // the first one with separators between thousands
-    bool isOther_ = false;  // a cell is a number only with the other decimal character
+    std::string example_;  // the first cell that isn't of the file's notation
+    // The first cells with separators between thousands beside either decimal character.
+    std::string grouped_;
+    std::string otherGrouped_;
+    bool hasOther_ = false;  // a cell has the other decimal character
 };
 
 }  // namespace etabulon

@@ -261,7 +261,7 @@ bool ECsvScanner::Refill() {
         return false;
     }
     if (options_.goesOn && !options_.goesOn(input_.ReadBytes(), input_.Size())) {
-        error_ = CsvError(input_.Name(), 0, "the reading was cancelled");
+        error_ = CsvError(input_.Name(), 0, kCsvCancelled);
         error_.status = kDataInterrupted;
         return false;
     }

@@ -50,6 +50,9 @@ bool ECsvTable::Reader::Read() {
         return false;
     }
     const bool isRead = ReadPass({}) && ReadPostponed();
+    if (!isRead) {
+        input_.FindDamage(options_.goesOn, error_);
+    }
     // What a half-written file says of itself is no fault of its own.
     if (error_.status == kDataInterrupted || !input_.IsUnchanged(error_) || !isRead) {
         return false;

@@ -36,6 +36,9 @@ private:
 
 bool EJsonTable::Reader::Read() {
     const bool isRead = ReadPasses();
+    if (!isRead) {
+        input_.FindDamage(options_.goesOn, error_);
+    }
     // What a half-written file says of itself is no fault of its own.
     if (error_.status == kDataInterrupted || !input_.IsUnchanged(error_) || !isRead) {
         return false;

@@ -99,7 +99,7 @@ bool JsonScanner::Refill() {
     }
     if (options_.goesOn && !options_.goesOn(input_.ReadBytes(), input_.Size())) {
         line_ = 0;
-        static_cast<void>(Fail("the reading was cancelled"));
+        static_cast<void>(Fail(kCsvCancelled));
         error_.status = kDataInterrupted;
         return false;
     }

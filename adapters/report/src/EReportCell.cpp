@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <span>
 
 namespace etabulon {
 namespace {
@@ -43,6 +44,19 @@ EReportForm FormOf(EStorage storage) noexcept {
 }
 
 bool IsDigit(char c) noexcept { return c >= '0' && c <= '9'; }
+
+/// 100000 instead of 1e+05, in `digits`; other texts as they are.
+std::string_view WithoutExponent(std::string_view text, double number,
+                                 std::span<char> digits) noexcept {
+    constexpr double kTooLarge = 1e15;  // a real has the digits of all whole numbers below
+    const double size = std::fabs(number);
+    if (text.find('e') == text.npos || !(size >= 1 && size < kTooLarge)) {
+        return text;
+    }
+    const auto written = std::to_chars(digits.data(), digits.data() + digits.size(), number,
+                                       std::chars_format::fixed);
+    return {digits.data(), static_cast<std::size_t>(written.ptr - digits.data())};
+}
 
 }  // namespace
 
@@ -100,7 +114,10 @@ EReportCell EReportCellMaker::Of(const EVariant& value) {
         return {EReportKind::Bytes, BytesOf(value)};
     }
     text_ <<= value;
-    const std::string_view text = BytesOf(text_);
+    std::string_view text = BytesOf(text_);
+    if (info.storage == EStorage::Double || info.storage == EStorage::Float) {
+        text = WithoutExponent(text, value.AsDouble(), digits_);
+    }
     // JSON has no infinity and no NaN: these are written as words.
     const bool isNumber =
         info.valueClass == EValueClass::Number && !text.empty() && IsDigit(text.back());

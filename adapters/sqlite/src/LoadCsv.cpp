@@ -190,8 +190,11 @@ private:
 
 std::unique_ptr<ESqliteSource> Loader::Load() {
     TypeRows shape(path_, options_, error_);
-    if (!CheckCsvFormat(path_, options_, error_) ||
-        !ReadCsv(input_, options_.separator, shape, error_)) {
+    if (!CheckCsvFormat(path_, options_, error_)) {
+        return nullptr;
+    }
+    if (!ReadCsv(input_, options_.separator, shape, error_)) {
+        input_.FindDamage({}, error_);
         return nullptr;
     }
     if (shape.IsEmpty()) {

@@ -31,7 +31,12 @@ const char* NameOf(ECsvDates dates) {
 }
 
 std::string CheckSeparator(const std::string& text) {
-    return text.size() == 1 || text == "tab" ? "" : "a separator is one character, or the word tab";
+    const bool isAscii = text.size() == 1 && static_cast<unsigned char>(text[0]) < 0x80;
+    const bool canSeparate = isAscii && std::string_view("\"\n\r").find(text[0]) == text.npos;
+    return canSeparate || text == "tab"
+               ? ""
+               : "a separator is one ASCII character, but no quote and no line break, or the word "
+                 "tab";
 }
 
 std::string CheckDecimal(const std::string& text) {
@@ -118,13 +123,17 @@ char GuessSeparator(std::string_view start, char decimal) {
 std::string WhatItWouldBe(const ECsvHint& hint) {
     std::vector<std::string> options;
     if (hint.decimal != 0) {
-        options.push_back(fmt::format("a number by --decimal {}", hint.decimal));
+        options.push_back(fmt::format("a number by --decimal '{}'", hint.decimal));
     }
     for (const ECsvDates order : hint.dates) {
-        options.push_back(fmt::format("a date by --dates {}", NameOf(order)));
+        options.push_back(fmt::format("a {} by --dates {}", hint.haveTimes ? "timestamp" : "date",
+                                      NameOf(order)));
     }
     if (hint.hasThousands) {
-        options.emplace_back("a number without the separators between thousands");
+        const std::string decimal =
+            hint.groupedDecimal != 0 ? fmt::format(" by --decimal '{}'", hint.groupedDecimal) : "";
+        options.push_back(
+            fmt::format("a number{} without the separators between thousands", decimal));
     }
     return fmt::format("{}", fmt::join(options, ", or "));
 }
@@ -188,11 +197,16 @@ CliResult<> CliCsvOptions::RefuseFor(const std::string& source, std::string_view
     return {};
 }
 
-void TellHints(const ECsvTable& file) {
-    for (const ECsvHint& hint : file.Hints()) {
+void TellHints(const ECsvTable& file, std::span<const ECsvHint> hints) {
+    constexpr std::size_t kMost = 8;
+    for (const ECsvHint& hint : hints.first(std::min(hints.size(), kMost))) {
         TellUser(fmt::format("column {} of {} stays text: {} would be {}",
                              Quoted(file.Info().columns[hint.column].name.View()),
                              file.Location().View(), Quoted(hint.example), WhatItWouldBe(hint)));
+    }
+    if (hints.size() > kMost) {
+        TellUser(fmt::format("{} more columns of {} stay text that would be numbers or dates",
+                             hints.size() - kMost, file.Location().View()));
     }
 }
 

@@ -3,6 +3,7 @@
 #include "apps/etabulon/request/CliResult.h"
 #include "etabulon/csv/fwd.h"
 
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,7 +33,8 @@ private:
     std::vector<std::string> nulls_;
 };
 
-/// Tells the user of the columns that another notation would read as numbers or dates.
-void TellHints(const ECsvTable& file);
+/// Tells the user of columns that another notation would read as numbers or dates: of the first
+/// ones, and how many more there are.
+void TellHints(const ECsvTable& file, std::span<const ECsvHint> hints);
 
 }  // namespace etabulon

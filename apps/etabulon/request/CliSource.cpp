@@ -163,11 +163,7 @@ CliResult<std::unique_ptr<CliTables>> ReadText(ECsvInput& input, std::string_vie
     }
     ESqlError error;
     auto file = ECsvTable::Read(input, options, error);
-    if (file == nullptr) {
-        return FailureOf(error, path);
-    }
-    TellHints(*file);
-    return TablesOf(std::move(file));
+    return file != nullptr ? CliResult(TablesOf(std::move(file))) : FailureOf(error, path);
 }
 
 }  // namespace

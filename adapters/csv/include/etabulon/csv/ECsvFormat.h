@@ -27,8 +27,10 @@ struct ECsvNotation {
 /// How a CSV file is written, whatever becomes of it.
 /// Example    apps/etabulon/request/CliCsvOptions.cpp
 struct ECsvFormat {
-    char separator = ',';  // no quote and no line break, otherwise reading fails
-    bool header = true;    // the first row names the columns
+    /// No quote and no line break, otherwise reading fails. A first line such as sep=; is no row,
+    /// whichever separator it names; CsvPreambleOf tells it.
+    char separator = ',';
+    bool header = true;  // the first row names the columns
     ECsvNotation notation;
     /// Cells that are one of these words, in quotes too, are missing values, whatever the type of
     /// their column. The names of columns aren't looked at. Case counts, and an empty word has no

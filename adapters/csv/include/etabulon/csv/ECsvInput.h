@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -48,6 +49,10 @@ public:
     [[nodiscard]] bool Read(char* to, std::size_t size, std::size_t& count);
     /// What the last Read met, without the file's name.
     [[nodiscard]] const std::string& Problem() const noexcept { return problem_; }
+    /// Reads what is left of a packed file, for a reader that has failed: if the file is damaged,
+    /// that becomes its `error`. `goesOn` is asked as in ECsvReadOptions, and may be empty.
+    void FindDamage(const std::function<bool(std::uint64_t read, std::uint64_t of)>& goesOn,
+                    EDataError& error);
     /// Whether nothing has written to the file since it was opened, by its size and the time of its
     /// last change; otherwise `error` says so. To be asked behind the last pass.
     [[nodiscard]] bool IsUnchanged(EDataError& error) const;

@@ -31,12 +31,12 @@ struct ECsvReadOptions : ECsvFormat {
 /// by columns.
 ///
 /// A column gets the type that all its cells have: whole numbers, reals, ISO dates, times and
-/// timestamps, true/false; otherwise text. +5 and .097 are numbers. A cell that a number wouldn't
-/// reproduce makes its column text: leading zeros (007), ten digits and more behind a plus, which
-/// are phone numbers, separators between thousands, whole numbers beyond 64 bits, or beyond 2^53
-/// beside reals. An empty cell is missing; a quoted empty cell is an empty text in a text column,
-/// and missing in others. Columns without a name are column1, column2...; a repeated `name` becomes
-/// name_2. Records have their number in the file as position and key, from 1.
+/// timestamps, true/false; otherwise text. +5, -0 and .097 are numbers. A cell that a number
+/// wouldn't reproduce makes its column text: leading zeros (007), ten digits and more behind a
+/// plus, which are phone numbers, separators between thousands, whole numbers beyond 64 bits, or
+/// beyond 2^53 beside reals. An empty cell is missing; a quoted empty cell is an empty text in a
+/// text column, and missing in others. Columns without a name are column1, column2...; a repeated
+/// `name` becomes name_2. Records have their number in the file as position and key, from 1.
 ///
 /// Ownership  outlives the tables that Open returns, which use its dictionary.
 /// Threads    Open may be called from any thread; see EDataColumns for the tables.

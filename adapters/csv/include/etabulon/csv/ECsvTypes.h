@@ -57,6 +57,7 @@ inline constexpr const char* kCsvStrayQuote =
     "that quote is doubled";
 inline constexpr const char* kCsvOpenQuote =
     "the file ends within quotes: a closing quote is missing";
+inline constexpr const char* kCsvCancelled = "the reading was cancelled";
 inline constexpr const char* kCsvChanged =
     "another program changed it while it was read: read it again when that program has ended";
 /// What stands before the first row: a byte order mark, and a line such as sep=; with which
