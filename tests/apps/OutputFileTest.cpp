@@ -63,6 +63,7 @@ TEST_F(OutputFile, StaysAsItWasBesideAFailure) {
     folder.MakeFile("old.csv", "old");
     folder.MakeFile("old.xlsx", "old");
     folder.MakeFile("old.svg", "old");
+    folder.MakeFile("s.csv", "set n=1:n=2");
     struct Case {
         const char* line;
         int status;
@@ -75,7 +76,7 @@ TEST_F(OutputFile, StaysAsItWasBesideAFailure) {
         {"walk @ t --output ./t.sqlite --format csv", 2, "would replace the file of SOURCE"},
         {"walk @ t --output ./t.sqlite-wal --format csv", 2, "would replace the file of SOURCE"},
         {"levels ./ --output ./old.csv", 2, "would replace the file of SOURCE"},
-        {"edit @ t --script ./old.csv --show walk --output ./old.csv", 2, "the file of --script"},
+        {"edit @ t --script ./s.csv --show walk --output ./s.csv", 2, "the file of --script"},
         {"walk @ t --output ./old.abc", 2, "tells no format"},
         {"walk @ t --output ./old.svg", 2, "only grid and score have one"},
         {"walk @ t --output ./none/a.csv", 1, "its folder isn't there"},
@@ -89,7 +90,7 @@ TEST_F(OutputFile, StaysAsItWasBesideAFailure) {
         EXPECT_NE(run.err.find(each.said), std::string::npos) << each.line << run.err;
     }
     EXPECT_EQ(Content("old.csv") + Content("old.xlsx") + Content("old.svg"), "oldoldold");
-    ExpectFiles(4);
+    ExpectFiles(5);
 }
 
 TEST_F(OutputFile, StaysAsItWasAfterCtrlC) {
