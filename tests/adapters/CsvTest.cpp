@@ -365,28 +365,42 @@ TEST_F(CsvInColumns, AreTheSamePackedAndWholeOrNotAtAll) {
              {packed + "more", "other bytes follow"}, {packed + packed.substr(0, 5), "cut off"}}) {
         EXPECT_NE(become(content).find(said), std::string::npos) << become(content);
     }
-    const auto isFound = [&](std::string damaged, std::size_t at) {
-        damaged[at] = static_cast<char>(damaged[at] ^ 0x55);
-        const std::string said = become(damaged);
-        return said.find("its gzip data are") != std::string::npos ||
-               said.find("other bytes") != std::string::npos;
-    };
     for (std::size_t size = 2; size < packed.size(); size += 1 + size / 50) {
         EXPECT_NE(become(packed.substr(0, size)).find("cut off"), std::string::npos) << size;
+        std::string damaged = packed;
+        damaged[size] = static_cast<char>(damaged[size] ^ 0x55);
         // The name, the time and the system of the packed file mean nothing.
-        EXPECT_TRUE(size <= 9 + file.size() || isFound(packed, size)) << size;
+        const bool isChecked = size > 9 + file.size();
+        EXPECT_TRUE(!isChecked || become(damaged).find("its gzip data are") != std::string::npos ||
+                    become(damaged).find("other bytes") != std::string::npos)
+            << size << become(damaged).substr(0, 200);
     }
-    // Rows of a damaged file that are read before its checksum.
+}
+
+TEST_F(CsvInColumns, AreNotBlamedForDamageOfTheirFile) {
+    // Several pieces: rows are read before the checksum.
     std::ofstream large(file, std::ios::binary);
     for (int row = 0; row < 100000; ++row) {
         large << row * 7919LL % 100003 << ",t" << row << '\n';
     }
     large.close();
-    ASSERT_EQ(std::system(("gzip -kf '" + file + "'").c_str()), 0);
-    std::stringstream more;
-    more << std::ifstream(packedFile, std::ios::binary).rdbuf();
-    for (std::size_t at = 1000; at < more.str().size(); at += more.str().size() / 20) {
-        EXPECT_TRUE(isFound(more.str(), at)) << at << become(more.str()).size();
+    ASSERT_EQ(std::system(("gzip '" + file + "'").c_str()), 0);
+    const std::string packedFile = file + ".gz";
+    std::stringstream packed;
+    packed << std::ifstream(packedFile, std::ios::binary).rdbuf();
+    if (ECsvTable::Read(packedFile.c_str(), {}, error) == nullptr) {
+        GTEST_SKIP() << "built without zlib";
+    }
+    for (std::size_t at = 1000; at < packed.str().size(); at += packed.str().size() / 10) {
+        std::string damaged = packed.str();
+        damaged[at] = static_cast<char>(damaged[at] ^ 0x55);
+        std::ofstream(packedFile, std::ios::binary) << damaged;
+        EXPECT_EQ(ECsvTable::Read(packedFile.c_str(), {}, error), nullptr);
+        EXPECT_NE(error.text.View().find("its gzip data are"), std::string_view::npos)
+            << at << error.text.c_str();
+        EXPECT_EQ(LoadCsv(packedFile.c_str(), {}, error), nullptr);
+        EXPECT_NE(error.text.View().find("its gzip data are"), std::string_view::npos)
+            << at << error.text.c_str();
     }
 }
 

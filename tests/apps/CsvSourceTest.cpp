@@ -37,12 +37,14 @@ TEST_F(CsvAsItComes, IsReadAsTheOptionsSayFromAFileOrStandardInput) {
         const CommandResult result =
             InFolder(line,
                      "--decimal , --dates dmy --null n/a,x --null '\"a,b\"' --columns "
-                     "Datum,Betrag,Text --format ndjson");
+                     "Datum,Betrag,Text,Saldo --format ndjson");
         EXPECT_NE(result.out.find("\"Datum\":\"2024-12-31\",\"Betrag\":-12.5,\"Text\":\"Miete; "
-                                  "warm\"}\n"),
+                                  "warm\",\"Saldo\":\"1.234,56\"}\n"),
                   std::string::npos)
             << result.out;
-        EXPECT_TRUE(result.out.ends_with("\"Datum\":\"2025-01-01\",\"Betrag\":5,\"Text\":null}\n"))
+        EXPECT_TRUE(
+            result.out.ends_with("\"Datum\":\"2025-01-01\",\"Betrag\":5,\"Text\":null,"
+                                 "\"Saldo\":\"999,00\"}\n"))
             << result.out;
         ExpectHas(result.err, {"column 'Saldo' of ",
                                " stays text: '1.234,56' would be a number without the separators "
