@@ -54,21 +54,21 @@ TEST_F(SavedView, GivesWhatTheCommandGaveThatWroteIt) {
     const std::string lines[] = {
         "levels @",
         "levels @ orders --format json",
-        "walk @ orders --levels '\"a,b\", country' --at '\"a,b\"=\"x, \"\"y\"\"\",country=France' "
-        "--columns city,n --where 'n < 5' --where 'n between 1 and 9 or city = \"a,b\"' "
-        "--sort n:desc,city --limit 3 --format csv",
+        ("walk @ orders --levels '\"a,b\", country' --at '\"a,b\"=\"x, \"\"y\"\"\",country=France' "
+         "--columns city,n --where 'n < 5' --where 'n between 1 and 9 or city = \"a,b\"' "
+         "--sort n:desc,city --limit 3 --format csv"),
         "walk @ orders --levels country --columns ''",
         "walk ./people.csv --separator ; --columns '\"a,b\",name'",
         "walk ./people.csv --limit 1",
-        "tree @ orders --levels country --levels city --at country=France --calc SUM:n,COUNT:id "
-        "--sort SUM:n:asc --percent parent --depth 1 --reverse city --hide '' --by data",
+        ("tree @ orders --levels country --levels city --at country=France --calc SUM:n,COUNT:id "
+         "--sort SUM:n:asc --percent parent --depth 1 --reverse city --hide '' --by data"),
         "tree @ orders --levels country,city --leaves --format ndjson",
         "grid @ orders --axes country,city --calc SUM:n,MEAN:n --priority 2 --by display",
-        "grid @ orders --lines country,city --calc SUM:n --top-lines 2,1 --others --percent total "
-        "--totals lines,subtotals --sort-lines SUM:n:asc --format table",
+        ("grid @ orders --lines country,city --calc SUM:n --top-lines 2,1 --others --percent total "
+         "--totals lines,subtotals --sort-lines SUM:n:asc --format table"),
         "grid @ orders --axes country --calc COUNT:id --drill France",
-        "score @ orders --level country,city --depth 1 --calc COUNT:id --top 1 --others "
-        "--share COUNT:id --bars",
+        ("score @ orders --level country,city --depth 1 --calc COUNT:id --top 1 --others "
+         "--share COUNT:id --bars"),
         "score @ orders --level city --calc SUM:n --format svg --theme dark",
         "edit @ orders --levels country --set country=France:n=7",
         "edit @ orders --set country=France:n=7 --show tree --levels city --calc SUM:n --depth 1"};

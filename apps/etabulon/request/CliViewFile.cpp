@@ -146,7 +146,7 @@ CliResult<> ViewReader::ReadKeys(json::object& object, const TakeValue& take) {
         if (std::find(met.begin(), met.end(), key) != met.end()) {
             return Fail(fmt::format("{} is there twice", Quoted(key)));
         }
-        if (const CliResult<> taken = take(value, met.emplace_back(key)); !taken) {
+        if (CliResult<> taken = take(value, met.emplace_back(key)); !taken) {
             return taken;
         }
     }
@@ -166,7 +166,7 @@ CliResult<> ViewReader::ReadItems(json::value& value, const std::string& key,
         if (const auto error = each.get(item); error != simdjson::SUCCESS) {
             return NoJson(error);
         }
-        if (const CliResult<> added = AddItem(item, wrong, items); !added) {
+        if (CliResult<> added = AddItem(item, wrong, items); !added) {
             return added;
         }
     }
