@@ -6,13 +6,12 @@ namespace {
 TEST(Explained, CommandsTellWhatTheyWouldReadAndKeep) {
     const Table<std::string, std::vector<std::string>> cases = {
         {"walk @ strikes --levels 'airport>state>name' --columns speed_knots --where 'damage = C "
-         "and "
-         "cost_total > 5' --explain",
+         "and cost_total > 5' --explain",
          {"table       strikes, a table\n",
           "columns     id, airport_id, damage, cost_total, speed_knots, and the key\n",
           "links       airport>state>name, ",
-          " WHERE \"strikes\".\"damage\" = ?1 AND \"strikes\".\"cost_total\" > ?2 ORDER BY "
-          "\"strikes\".\"id\"\nplan        SCAN main.strikes\n",
+          (" WHERE \"strikes\".\"damage\" = ?1 AND \"strikes\".\"cost_total\" > ?2 ORDER BY "
+           "\"strikes\".\"id\"\nplan        SCAN main.strikes\n"),
           "conditions  each record that the statement gives is tested\n",
           "walk        record by record\n"}},
         {"walk @ strikes --columns '' --sort damage --limit 5 --where 'id < 9' --explain",

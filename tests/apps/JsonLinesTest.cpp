@@ -100,46 +100,58 @@ TEST_F(JsonLines, TellTheLineThatIsNone) {
                    folder_.MakeFile("t.jsonl", "{\"a\":1}\n"));
 }
 
-/// A CSV file with the same values is another reader's account of them.
-TEST_F(JsonLines, AreWhatTheSameValuesAreInATableOfText) {
-    std::mt19937 random{5};
-    for (int round = 0; round < 12; ++round) {
-        constexpr unsigned int kColumns = 6;
-        const unsigned int rows = 1 + random() % 6000;
-        std::string json;
-        std::string csv = "k0,k1,k2,k3,k4,k5\n";
-        std::vector<unsigned int> oddities;  // the row of a column that has another type
+/// The same values as JSON lines and as CSV.
+struct SameValues {
+    static constexpr unsigned int kColumns = 6;
+
+    SameValues(std::mt19937& by, unsigned int nth) : random(by), round(nth) {
+        const unsigned int rows = 1 + Below(6000);
         for (unsigned int column = 0; column < kColumns; ++column) {
-            oddities.push_back(static_cast<unsigned int>(random() % (2 * rows)));
+            oddities.push_back(Below(2 * rows));
         }
         for (unsigned int row = 0; row < rows; ++row) {
             json += '{';
             for (unsigned int column = 0; column < kColumns; ++column) {
-                const std::string number = std::to_string(random() % 1000);
-                const std::string texts[] = {number,
-                                             number + ".25",
-                                             "2021-03-" + std::to_string(10 + random() % 20),
-                                             random() % 2 == 0 ? "true" : "false",
-                                             "text " + number + std::string(random() % 40, 'y'),
-                                             "1" + std::to_string(random() % 10) + ":05:06"};
-                const unsigned int kind = row == oddities[column]
-                                              ? static_cast<unsigned int>(random() % 6)
-                                              : (column + static_cast<unsigned int>(round)) % 6;
-                const bool isBare = kind < 2 || kind == 3;
-                // The first row has all keys, which sets their order.
-                const bool isMissing = row != 0 && random() % 9 == 0;
-                csv += (column != 0 ? "," : "") + (isMissing ? "" : texts[kind]);
-                if (!isMissing || random() % 2 == 0) {
-                    json += (json.back() != '{' ? ",\"k" : "\"k") + std::to_string(column) + "\":" +
-                            (isMissing ? "null"
-                             : isBare  ? texts[kind]
-                                       : '"' + texts[kind] + '"');
-                }
+                Add(row, column);
             }
             csv += '\n';
             json += "}\n";
         }
-        EXPECT_EQ(Shown("t.jsonl", json), Shown("t.csv", csv)) << round;
+    }
+    unsigned int Below(unsigned int end) { return static_cast<unsigned int>(random() % end); }
+    void Add(unsigned int row, unsigned int column) {
+        const std::string number = std::to_string(Below(1000));
+        const std::string texts[] = {number,
+                                     number + ".25",
+                                     "2021-03-" + std::to_string(10 + Below(20)),
+                                     Below(2) == 0 ? "true" : "false",
+                                     "text " + number + std::string(Below(40), 'y'),
+                                     "1" + std::to_string(Below(10)) + ":05:06"};
+        const unsigned int kind = row == oddities[column] ? Below(6) : (column + round) % 6;
+        // The first row has all keys, which sets their order.
+        const bool isMissing = row != 0 && Below(9) == 0;
+        csv += (column != 0 ? "," : "") + (isMissing ? "" : texts[kind]);
+        if (isMissing && Below(2) != 0) {
+            return;
+        }
+        json += (json.back() != '{' ? ",\"k" : "\"k") + std::to_string(column) + "\":";
+        const bool isBare = kind < 2 || kind == 3;
+        json += isMissing ? "null" : isBare ? texts[kind] : '"' + texts[kind] + '"';
+    }
+
+    std::mt19937& random;
+    unsigned int round;
+    std::string json;
+    std::string csv = "k0,k1,k2,k3,k4,k5\n";
+    std::vector<unsigned int> oddities;  // the row of a column that has another type
+};
+
+/// A CSV file with the same values is another reader's account of them.
+TEST_F(JsonLines, AreWhatTheSameValuesAreInATableOfText) {
+    std::mt19937 random{5};
+    for (unsigned int round = 0; round < 12; ++round) {
+        const SameValues values(random, round);
+        EXPECT_EQ(Shown("t.jsonl", values.json), Shown("t.csv", values.csv)) << round;
     }
 }
 
