@@ -15,7 +15,7 @@ namespace etabulon {
 /// The bytes of a CSV file, unpacked where gzip has packed them, as often as a reader wants them.
 ///
 /// The file is opened once: a reader that goes over it twice reads the same file, also where
-/// another one takes its place meanwhile. What is packed is told by its first bytes; all members of
+/// another one takes its place meanwhile. Its first bytes tell whether it is packed; all members of
 /// a gzip file count, and each pass unpacks again.
 ///
 /// Threads    one at a time.
